@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: Apache-2.0
+# Language level, warnings, sanitizers and output folders, the same for every target of ours.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ON)
+
+if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  find_program(ORVSPC_CCACHE ccache)
+  if(ORVSPC_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${ORVSPC_CCACHE})
+  endif()
+endif()
+
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow)
+if(ORVSPC_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+# No silent fused multiply-add: the same figures on every processor and from every compiler.
+add_compile_options(-ffp-contract=off)
+
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+
+if(ORVSPC_SANITIZE)
+  add_compile_options(-fsanitize=${ORVSPC_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ORVSPC_SANITIZE})
+endif()

@@ -1,0 +1,70 @@
+# SPDX-License-Identifier: Apache-2.0
+# Every folder of tests becomes one GoogleTest program named after its path. Files called
+# *_slow_test.cpp go into a program of their own whose tests carry the label "slow".
+include(GoogleTest)
+find_package(GTest REQUIRED)
+
+orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_analysis)
+
+# The path of the program and of the test data, for tests that need them.
+set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
+                     ORVSPC_PROGRAM="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/orvspc")
+
+function(orvspc_test_program name label)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${name} PRIVATE ${test_definitions})
+  if(TARGET orvspc AND "orvspc_cli" IN_LIST arg_LINK)
+    add_dependencies(${name} orvspc)
+  endif()
+  if(ORVSPC_TEST_PER_CASE)
+    # The folder goes before the name, since a suite may live in two programs.
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES
+                         LABELS "${label}" TIMEOUT 300)
+  else()
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES LABELS "${label}" TIMEOUT 1800)
+  endif()
+endfunction()
+
+function(orvspc_tests dir)
+  string(MAKE_C_IDENTIFIER "test_${dir}" name)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${dir}/*.cpp)
+  set(slow ${sources})
+  list(FILTER slow INCLUDE REGEX "_slow_test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_slow_test\\.cpp$")
+  if(sources)
+    orvspc_test_program(${name} fast SOURCES ${sources} LINK ${ARGN})
+  endif()
+  if(slow)
+    orvspc_test_program(${name}_slow slow SOURCES ${slow} LINK ${ARGN})
+  endif()
+endfunction()
+
+foreach(dir platform frame dataset select ${ORVSPC_ANALYSES})
+  orvspc_tests(${dir} orvspc_analysis orvspc_test_fake)
+endforeach()
+foreach(dir engine engine/statistics engine/store engine/dom engine/charts engine/capability
+            engine/pareto engine/compliance)
+  orvspc_tests(${dir} orvspc_embedded orvspc_analysis orvspc_test_fake)
+endforeach()
+foreach(dir certified contract hostile host script)
+  orvspc_tests(${dir} orvspc_cli orvspc_render orvspc_embedded orvspc_analysis orvspc_test_fake)
+endforeach()
+
+# The floors, checked by the linker: a program of every object of a floor and of the floors before
+# it must link without the rest.
+file(WRITE ${PROJECT_BINARY_DIR}/floor_main.cpp "int main() {}\n")
+function(orvspc_floor_check floor)
+  if(orvspc_${floor}_scope STREQUAL "PUBLIC")
+    add_executable(floor_${floor} ${PROJECT_BINARY_DIR}/floor_main.cpp)
+    target_link_libraries(floor_${floor} PRIVATE
+                          $<LINK_LIBRARY:WHOLE_ARCHIVE,orvspc_${floor}>)
+  endif()
+endfunction()
+foreach(floor platform frame dataset select ${ORVSPC_ANALYSES} engine_statistics engine_store
+              engine_dom engine_charts engine_capability engine_pareto engine_compliance embedded)
+  orvspc_floor_check(${floor})
+endforeach()
