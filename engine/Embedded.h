@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Database.h"
+#include "platform/Platform.h"
+
+// The embedded engine as hosts see it: one SQLite file is a quality database.
+namespace orvspc {
+
+// What the engine decided for the user (a fallback, a dropped graph, a cut list, nothing to show).
+// Every host prints them.
+struct Note {
+  std::string code;    // short and stable, "limits-changed"
+  std::string text;    // one sentence
+  std::string stream;  // the part, process and test that it speaks of; empty for the whole
+};
+
+// One estimate of a stream with where it came from.
+struct Estimate {
+  double value = 0.0;     // NaN when there is nothing to estimate from
+  std::string name;       // "R-bar/d2", "moving range", "stored limits"
+  double constant = 0.0;  // d2, c4 used; NaN where sizes differ
+  std::int32_t used = 0;  // ranges, deviations or moving ranges that went in
+  std::int32_t least_size = 0, largest_size = 0;
+};
+
+// The estimates of one stream (part, process, test) of the latest chart of this thread.
+struct StreamReport {
+  std::int32_t part = 0, process = 0, test = 0;
+  Estimate mean, sp, sw;  // sp: sigma of one piece as graph 1 sees it; sw: as graph 3 sees it
+  double average_size = 0.0;
+};
+
+// An open quality database. Closing it (the last reference) makes its handle refused.
+class EmbeddedDatabase : public platform::Database {
+ public:
+  struct Failure {
+    std::int32_t number = 0;
+    std::string description;
+  };
+
+  // Why the latest engine call on this database returned nothing, and clears it; empty when nothing
+  // failed. The functions of the closed libraries cannot say it themselves.
+  virtual std::optional<Failure> TakeFailure() = 0;
+};
+
+// Makes the embedded engine the platform of the process.
+void InstallEmbedded();
+
+// The embedded engine as a platform, for platform::Scope.
+std::shared_ptr<platform::Platform> EmbeddedPlatform();
+
+// Opens an existing quality database, or with create makes a new one. Throws
+// platform::ExternalFailure with file and reason: not there, no database, a newer schema, locked,
+// read-only folder.
+std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create = false);
+
+// Of this thread: the notes since the last call, and the streams of the latest chart.
+std::vector<Note> TakeNotes();
+std::vector<StreamReport> LatestStreams();
+
+}  // namespace orvspc

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/Embedded.h"
+#include "platform/ChartRecords.h"
+#include "platform/RowRecords.h"
+#include "platform/SelectionRecord.h"
+
+// The quality database as the calculation libraries of the engine see it.
+namespace orvspc::engine {
+
+// The part of a test row that is not its value. In a plain row Tsno counts 1, 2, ... inside the
+// subgroup and the rest is 0.
+struct RowKey {
+  std::int32_t Sn, Tsno, Sbno, Def, Gage;
+};
+
+// A selected data set, oldest subgroup first. Test_Start and Test_End of a subgroup are places in
+// values; every subgroup has at least one row.
+struct DataSet {
+  std::vector<API_SubgroupData> subgroups;
+  std::vector<double> values;  // one for each test row
+  std::vector<RowKey> keys;    // beside values, or empty when every row is plain
+
+  API_TestData Row(std::size_t subgroup, std::size_t row) const;
+  void WriteTests(std::span<API_TestData> out) const;
+};
+
+struct SelectOptions {
+  std::int32_t test_types = 0;             // TestTypes bits that the caller can use; 0: all
+  bool defect_filter_narrows_rows = true;  // false: it selects subgroups, whole (plain retrieval)
+};
+
+// One specification row, control-limit row or row of opportunities is handed out in its wire form;
+// Word20 of a specification row and F_EFTM of a control-limit row are the effective time.
+struct ControlLimit {
+  API_CCCtrlLim row;
+  std::int32_t chart_word = 0;  // of the chart that it was made from, 0 if unknown
+};
+
+struct StoredRule {
+  std::int32_t number = 0, priority = 0;
+  std::string kind;  // limit zone within outside trend alternate red yellow2
+  std::int32_t k = 0, m = 0;
+  double zone = 0.0;
+  std::string side;  // same either both upper lower
+  std::string text;
+};
+
+class Store {
+ public:
+  virtual ~Store() = default;
+
+  // Runs the selection. Writes the resolved TimeStart, TimeEnd and Status back, also when nothing
+  // was selected. False on a failure, which the store keeps.
+  virtual bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                      const SelectOptions& options, DataSet& out) = 0;
+
+  // All versions, by effective time; empty when there are none.
+  virtual std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) = 0;
+  // Rows for the process itself and for any process (F_PRCS 0), by effective time.
+  virtual std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
+                                                  std::int32_t test) = 0;
+  virtual std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) = 0;
+
+  // The rule list by priority, then number.
+  virtual const std::vector<StoredRule>& Rules() = 0;
+  // Bits of the rules that are on for a stream and graph (1..3); bit 15 for 15 and 31.
+  virtual std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
+                                  std::int32_t graph) = 0;
+
+  // Database setting such as sigma_estimator; the default when it is not set.
+  virtual std::string Setting(std::string_view key, std::string_view fallback) = 0;
+
+  // "part / process / test" by name.
+  virtual std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) = 0;
+
+  // Keeps a failure for TakeFailure.
+  virtual void Fail(std::int32_t number, std::string description) = 0;
+};
+
+// The open database behind a connection handle; null when the handle is closed or unknown.
+std::shared_ptr<Store> StoreOf(std::int32_t handle);
+
+// Adds to the thread's notes.
+void AddNote(std::string code, std::string text, std::string stream = {});
+
+}  // namespace orvspc::engine

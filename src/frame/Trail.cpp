@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/Trail.h"
+
+#include <new>
+#include <stdexcept>
+
+#include "platform/ExternalFailure.h"
+
+namespace orvspc {
+
+Failure CurrentFailure() {
+  try {
+    throw;
+  } catch (const Failure& failure) {
+    return failure;
+  } catch (const platform::ExternalFailure& failure) {
+    return {failure.Number(), failure.Source(), failure.Description()};
+  } catch (const std::bad_alloc&) {
+    return {kOutOfMemory, "Out of memory"};
+  } catch (const std::length_error&) {
+    return {kOutOfMemory, "Out of memory"};
+  } catch (const std::exception& failure) {
+    return {kUnexpected, failure.what()};
+  } catch (...) {
+    return {kUnexpected, "Unknown failure"};
+  }
+}
+
+void Reraise(std::string_view entry) {
+  const Failure failure = CurrentFailure();
+  throw Failure(failure.Number(), std::string(entry) + "|" + failure.Source(),
+                failure.Description());
+}
+
+}  // namespace orvspc

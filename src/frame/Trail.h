@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "frame/Failure.h"
+
+#ifdef ORVSPC_FAIL_POINTS
+#include "frame/FailPoint.h"
+#endif
+
+namespace orvspc {
+
+// Inside a catch block: re-raises the failure that is under way as a Failure with "entry|" in front
+// of its Source. A foreign exception becomes a Failure here.
+[[noreturn]] void Reraise(std::string_view entry);
+
+// The exception that is under way as a Failure, without an entry of its own.
+Failure CurrentFailure();
+
+// The body of a procedure that has a failure handler: what it raises leaves with the procedure's
+// trail name, "Module.Procedure", in front. The name is a text, or a callable that makes one where
+// it holds an argument.
+template <class Name, class Body>
+decltype(auto) Traced(const Name& name, Body&& body) {
+  const auto entry = [&name]() -> decltype(auto) {
+    if constexpr (std::is_invocable_v<const Name&>) {
+      return name();
+    } else {
+      return std::string_view(name);
+    }
+  };
+  try {
+#ifdef ORVSPC_FAIL_POINTS
+    FailPoint::Enter(entry());
+#endif
+    return std::forward<Body>(body)();
+  } catch (...) {
+    Reraise(entry());
+  }
+}
+
+}  // namespace orvspc

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include "platform/Object.h"
+
+namespace orvspc::platform {
+
+// The host's open database.
+class Database : public Object {
+ public:
+  // A number that stands for the open connection. The library reads it afresh before each native
+  // call and never keeps it.
+  virtual std::int32_t ConnectionHandle() = 0;
+
+  // Takes a value and returns the former one. A chart analysis calls it with 0 before its work and
+  // with the kept result afterwards.
+  virtual std::int32_t DatabaseValue(std::int32_t value) = 0;
+};
+
+}  // namespace orvspc::platform

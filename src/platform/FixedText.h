@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+// Conversions of text. Lengths and cuts count UTF-16 units; every conversion is total.
+namespace orvspc::platform {
+
+// A lone surrogate becomes U+FFFD.
+std::string ToUtf8(std::u16string_view text);
+
+// Ill-formed bytes become U+FFFD.
+std::u16string ToUtf16(std::string_view text);
+
+// Fills a fixed field from the left, cuts what is too long, fills the rest with blanks.
+void StoreFixedText(std::span<char16_t> field, std::string_view text);
+
+// The whole field with its padding.
+std::string FixedTextToUtf8(std::span<const char16_t> field);
+
+// Without trailing blanks and what stands from the first NUL on.
+std::u16string_view TrimFixedText(std::u16string_view text);
+
+}  // namespace orvspc::platform
