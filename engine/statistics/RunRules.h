@@ -15,7 +15,7 @@ namespace orvspc::engine {
 enum class RuleKind {
   Limit,      // beyond a drawn control limit
   Zone,       // k of the last m points more than `zone` sigmas from the centre on the side(s) asked for
-  Within,     // m points in a row closer than `zone` sigmas to the centre
+  Within,     // m points in a row at most `zone` sigmas from the centre (on the line is within)
   Outside,    // m points in a row farther than `zone` sigmas from the centre
   Trend,      // m points in a row, each above (or each below) the one before
   Alternate,  // m points in a row, going up and down in turn
@@ -36,7 +36,7 @@ struct RunRule {
   std::int32_t priority = 0;   // the lowest is told first; ties by number
   RuleKind kind = RuleKind::Limit;
   std::int32_t k = 1;          // points that must lie in the zone ...
-  std::int32_t m = 1;          // ... of this many
+  std::int32_t m = 1;          // ... of this many; above 64 only with k = m
   double zone = 0.0;           // in sigmas
   RuleSide side = RuleSide::Either;
   std::string text;            // what a reader is told
