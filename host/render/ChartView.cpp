@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/ChartView.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+
+namespace orvspc::host {
+
+std::vector<std::size_t> Places(const ChartView& view) {
+  std::vector<std::size_t> places(view.Count());
+  for (std::size_t i = 0; i < places.size(); ++i) places[i] = i;
+  for (std::size_t g = 0; g < view.groups.size(); ++g)
+    for (std::size_t i = view.groups[g].first; i <= view.groups[g].last && i < places.size(); ++i)
+      places[i] = g;
+  return places;
+}
+
+std::vector<RuleCount> RulesBroken(const ChartView& view) {
+  std::map<std::int32_t, RuleCount> counts;
+  for (const auto& graph : view.graphs)
+    for (const auto& mark : graph.marks)
+      for (const auto& rule : mark.rules) {
+        auto& count = counts[rule.number];
+        count.rule = rule;
+        ++count.points;
+      }
+  std::vector<RuleCount> result;
+  for (auto& [number, count] : counts) result.push_back(std::move(count));
+  return result;
+}
+
+std::string RuleNumbers(const PointMark& mark) {
+  std::string text;
+  for (const auto& rule : mark.rules) {
+    if (!text.empty()) text += ',';
+    text += std::to_string(rule.number);
+  }
+  return text;
+}
+
+std::string MarkText(const PointMark& mark) {
+  std::string text;
+  const auto add = [&](const std::string& piece) {
+    if (!text.empty()) text += "; ";
+    text += piece;
+  };
+  for (const auto& rule : mark.rules) add(rule.text);
+  for (const auto& specification : mark.specifications) add(specification);
+  return text;
+}
+
+namespace {
+
+void Widen(Range& range, const std::vector<double>& values) {
+  for (const double value : values) {
+    if (!std::isfinite(value)) continue;
+    range.low = std::min(range.low, value);
+    range.high = std::max(range.high, value);
+  }
+}
+
+}  // namespace
+
+Range AxisRange(const GraphView& graph) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Range range{kInfinity, -kInfinity};
+  Widen(range, graph.points);
+  Widen(range, graph.limits.upper);
+  Widen(range, graph.limits.centre);
+  Widen(range, graph.limits.lower);
+
+  Range with_specification = range;
+  Widen(with_specification, graph.specification.upper);
+  Widen(with_specification, graph.specification.centre);
+  Widen(with_specification, graph.specification.lower);
+  const double width = range.high - range.low;
+  if (!(width > 0.0) || with_specification.high - with_specification.low <= 5.0 * width)
+    range = with_specification;
+
+  if (range.low > range.high) return {0.0, 1.0};
+  if (range.low == range.high) {
+    const double margin = range.low == 0.0 ? 1.0 : std::abs(range.low) * 0.05;
+    return {range.low - margin, range.high + margin};
+  }
+  return range;
+}
+
+}  // namespace orvspc::host

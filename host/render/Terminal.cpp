@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/Terminal.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "host/render/Numbers.h"
+#include "host/render/SvgLayout.h"
+
+namespace orvspc::host {
+
+namespace {
+
+constexpr std::size_t kGutter = 17;     // limit values, on the right
+constexpr std::size_t kMostMarks = 40;  // listed below the picture
+
+// One character cell; more important things replace less important ones.
+enum Layer : int { kEmpty, kSpecification, kLimit, kCentre, kUnused, kPoint, kMarked };
+
+struct Cell {
+  Layer layer = kEmpty;
+  const char* text = " ";
+};
+
+const char* Colour(Layer layer) {
+  switch (layer) {
+    case kMarked:
+      return "\x1b[1;31m";
+    case kPoint:
+      return "\x1b[1;34m";
+    case kLimit:
+      return "\x1b[31m";
+    case kSpecification:
+      return "\x1b[35m";
+    case kUnused:
+      return "\x1b[2m";
+    default:
+      return nullptr;
+  }
+}
+
+class Plot {
+ public:
+  Plot(const ChartView& view, const TerminalOptions& options)
+      : view_(view), options_(options), places_(Places(view)) {
+    for (const auto place : places_) place_count_ = std::max(place_count_, place + 1);
+    width_ = std::max<std::size_t>(options.columns, 60);
+  }
+
+  std::string Write() {
+    Line(view_.title);
+    Line(view_.subtitle);
+    if (view_.Count() == 0) Line("no data selected");
+    for (std::size_t g = 0; view_.Count() != 0 && g < view_.graphs.size(); ++g)
+      DrawGraph(view_.graphs[g], g == 0 ? 15 : 9);
+    if (view_.Count() != 0) {
+      Times();
+      Streams();
+      Marks();
+    }
+    for (const auto& note : view_.notes)
+      Line("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+    return out_;
+  }
+
+ private:
+  void Line(const std::string& text) {
+    if (!text.empty()) out_ += text + "\n";
+  }
+
+  std::size_t Column(std::size_t place) const {
+    if (place_count_ <= 1) return plot_ / 2;
+    // Few points stand apart by whole columns, many share columns.
+    const std::size_t step = std::min<std::size_t>((plot_ - 1) / (place_count_ - 1), 4);
+    if (step >= 1) return place * step;
+    return place * (plot_ - 1) / (place_count_ - 1);
+  }
+
+  void Put(std::size_t column, double value, Layer layer, const char* text) {
+    if (!std::isfinite(value)) return;
+    const double share = (value - range_.low) / (range_.high - range_.low);
+    if (share < -1e-9 || share > 1.0 + 1e-9) return;
+    const auto row = static_cast<std::size_t>(
+        std::lround((1.0 - std::clamp(share, 0.0, 1.0)) * static_cast<double>(rows_ - 1)));
+    Cell& cell = cells_[row * plot_ + column];
+    if (layer >= cell.layer) cell = {layer, text};
+  }
+
+  // A limit fills the columns up to the next point of its stream.
+  void PutLine(const std::vector<double>& values, Layer layer, const char* text) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const std::size_t column = Column(places_[i]);
+      std::size_t end = column + 1;
+      if (places_[i] + 1 < place_count_) end = std::max(end, Column(places_[i] + 1));
+      for (std::size_t c = column; c < end && c < plot_; ++c) Put(c, values[i], layer, text);
+    }
+  }
+
+  // Where many points share a column, a bar from the lowest to the highest of them.
+  void PutBands(const GraphView& graph) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    std::vector<Range> bands(plot_, Range{kInfinity, -kInfinity});
+    for (std::size_t i = 0; i < graph.points.size(); ++i) {
+      if (!std::isfinite(graph.points[i]) || !view_.Used(i)) continue;
+      Range& band = bands[Column(places_[i])];
+      band = {std::min(band.low, graph.points[i]), std::max(band.high, graph.points[i])};
+    }
+    const double step = (range_.high - range_.low) / static_cast<double>(rows_ - 1);
+    for (std::size_t c = 0; c < plot_; ++c) {
+      for (double value = bands[c].low; value < bands[c].high; value += step)
+        Put(c, value, kPoint, "\xE2\x94\x82");
+      if (bands[c].low <= bands[c].high) Put(c, bands[c].high, kPoint, "\xE2\x94\x82");
+    }
+  }
+
+  void DrawGraph(const GraphView& graph, std::size_t rows) {
+    rows_ = rows;
+    range_ = AxisRange(graph);
+    const Ticks ticks = RoundTicks(range_.low, range_.high, static_cast<int>(rows) / 3);
+    std::size_t label = 0;
+    for (const double tick : ticks.values)
+      label = std::max(label, Width(Fixed(tick, ticks.decimals)));
+    left_ = label + 2;
+    plot_ = width_ - left_ - kGutter;
+    plot_ = std::min(plot_, Column(place_count_ - 1) + 4);
+    cells_.assign(rows_ * plot_, Cell{});
+
+    PutLine(graph.specification.upper, kSpecification, "=");
+    PutLine(graph.specification.lower, kSpecification, "=");
+    PutLine(graph.specification.centre, kSpecification, ":");
+    PutLine(graph.limits.upper, kLimit, "-");
+    PutLine(graph.limits.lower, kLimit, "-");
+    PutLine(graph.limits.centre, kCentre, "\xC2\xB7");
+    const bool dense = place_count_ > 2 * plot_;
+    if (dense) PutBands(graph);
+    for (std::size_t i = 0; i < graph.points.size() && !dense; ++i)
+      Put(Column(places_[i]), graph.points[i], view_.Used(i) ? kPoint : kUnused,
+          view_.Used(i) ? "o" : "x");
+    for (const auto& mark : graph.marks)
+      Put(Column(places_[mark.point]), graph.points[mark.point], kMarked,
+          mark.rules.empty() ? "S" : "#");
+
+    out_ += "\n" +
+            Padded(graph.title + (graph.caption.empty() ? "" : "   " + graph.caption),
+                   std::max(width_, Width(graph.title))) +
+            "\n";
+    while (out_.size() > 1 && out_[out_.size() - 2] == ' ') out_.erase(out_.size() - 2, 1);
+    WriteRows(graph, ticks);
+  }
+
+  void WriteRows(const GraphView& graph, const Ticks& ticks) {
+    const auto row_of = [&](double value) {
+      return (1.0 - (value - range_.low) / (range_.high - range_.low)) *
+             static_cast<double>(rows_ - 1);
+    };
+    std::vector<std::string> left(rows_), right(rows_);
+    for (const double tick : ticks.values)
+      left[static_cast<std::size_t>(std::lround(std::clamp(
+          row_of(tick), 0.0, static_cast<double>(rows_ - 1))))] = Fixed(tick, ticks.decimals);
+
+    std::vector<Label> labels;
+    const auto add = [&](const char* name, const std::vector<double>& values, int decimals) {
+      for (std::size_t i = values.size(); i-- > 0;) {
+        if (!std::isfinite(values[i])) continue;
+        const double row = row_of(values[i]);
+        std::string text = std::string(name) + " " + Fixed(values[i], decimals);
+        if (row < -0.5 || row > static_cast<double>(rows_) - 0.5) text += row < 0 ? " ^" : " v";
+        labels.push_back({std::clamp(row, 0.0, static_cast<double>(rows_ - 1)), 0, text, ""});
+        return;
+      }
+    };
+    const auto specification = [&](const std::vector<double>& values) {
+      return std::min(DecimalsOf(values), graph.decimals);
+    };
+    if (view_.stream_views.size() <= 1) {
+      add("UCL", graph.limits.upper, graph.decimals);
+      add("CL", graph.limits.centre, graph.decimals);
+      add("LCL", graph.limits.lower, graph.decimals);
+    }
+    add("USL", graph.specification.upper, specification(graph.specification.upper));
+    add("Target", graph.specification.centre, specification(graph.specification.centre));
+    add("LSL", graph.specification.lower, specification(graph.specification.lower));
+    for (auto& label : labels) label.wanted = std::round(label.wanted);
+    PushApart(labels, 1.0, 0.0, static_cast<double>(rows_ - 1));
+    for (const auto& label : labels)
+      right[static_cast<std::size_t>(std::max(0.0, label.at))] = label.text;
+
+    for (std::size_t row = 0; row < rows_; ++row) {
+      std::string line = Padded(left[row], left_ - 2, true) + " |";
+      const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
+      for (std::size_t c = 0; c < last; ++c) line += Shown(cells_[row * plot_ + c]);
+      if (!right[row].empty()) line += " " + right[row];
+      out_ += line + "\n";
+    }
+  }
+
+  std::size_t LastUsed(std::size_t row) const {
+    std::size_t last = plot_;
+    while (last > 0 && cells_[row * plot_ + last - 1].layer == kEmpty) --last;
+    return last;
+  }
+
+  std::string Shown(const Cell& cell) const {
+    const char* colour = options_.colour ? Colour(cell.layer) : nullptr;
+    return colour ? std::string(colour) + cell.text + "\x1b[0m" : std::string(cell.text);
+  }
+
+  void Times() {
+    std::string numbers(left_, ' '), times(left_, ' ');
+    std::size_t wanted = 0;
+    for (std::size_t i = 0; i < view_.Count(); ++i) {
+      const std::size_t column = left_ + Column(places_[i]);
+      if (column < wanted) continue;
+      const std::string time =
+          DayText(view_.stamps[i]).substr(5) + " " + ClockText(view_.stamps[i]);
+      if (column + time.size() > width_) break;
+      numbers.resize(std::max(numbers.size(), column), ' ');
+      times.resize(std::max(times.size(), column), ' ');
+      numbers += std::to_string(places_[i] + 1);
+      times += time;
+      wanted = column + std::max<std::size_t>(time.size() + 3, plot_ / 6);
+    }
+    out_ += numbers + "\n" + times + "\n";
+  }
+
+  void Streams() {
+    if (view_.stream_views.empty()) return;
+    out_ += "\n";
+    for (const auto& stream : view_.stream_views) {
+      if (view_.stream_views.size() > 1) out_ += stream.name + "\n";
+      Estimate("mean", stream.mean);
+      Estimate("sigma", stream.sp);
+      if (stream.sw.value != stream.sp.value) Estimate("sigma within", stream.sw);
+    }
+  }
+
+  void Estimate(const std::string& name, const EstimateView& estimate) {
+    if (!std::isfinite(estimate.value)) return;
+    std::string text = "  " + Padded(name, 13) + Significant(estimate.value, 7);
+    if (!estimate.name.empty()) text += "   by " + estimate.name;
+    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
+      text += ", constant " + Significant(estimate.constant, 7);
+    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
+    out_ += text + "\n";
+  }
+
+  void Marks() {
+    std::size_t total = 0, shown = 0;
+    for (const auto& graph : view_.graphs) total += graph.marks.size();
+    out_ += total == 0 ? "\nno marks\n" : "\nmarks:\n";
+    for (const auto& graph : view_.graphs)
+      for (const auto& mark : graph.marks) {
+        if (shown++ >= kMostMarks) continue;
+        const std::string numbers = RuleNumbers(mark);
+        out_ += "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
+                IsoTime(view_.stamps[mark.point]) + "  " +
+                Fixed(graph.points[mark.point], graph.decimals) + "  " +
+                (numbers.empty() ? "" : "rule " + numbers + ": ") + MarkText(mark) + "\n";
+      }
+    if (total > kMostMarks) out_ += "  ... and " + std::to_string(total - kMostMarks) + " more\n";
+  }
+
+  const ChartView& view_;
+  const TerminalOptions& options_;
+  std::vector<std::size_t> places_;
+  std::size_t place_count_ = 0, width_ = 100, left_ = 10, plot_ = 70, rows_ = 15;
+  Range range_;
+  std::vector<Cell> cells_;
+  std::string out_;
+};
+
+}  // namespace
+
+std::string RenderTerminal(const ChartView& view, const TerminalOptions& options) {
+  return Plot(view, options).Write();
+}
+
+}  // namespace orvspc::host
