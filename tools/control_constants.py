@@ -82,7 +82,7 @@ class RangeDistribution:
     def __init__(self):
         step = mp.mpf(1) / 24
         self.nodes = []
-        for w, weight in panels(20, 10, 20):
+        for w, weight in panels(18, 14, 24):
             cells = []
             for k in range(int((13 + w / 2) / step) + 1):
                 c = k * step
