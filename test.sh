@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Every check of the project: ./test.sh [--slow]
+# --slow also runs the tests with the label "slow". Each stage's output goes to build/logs; what
+# fails is shown. Exit status 0 when every stage passed.
+set -uo pipefail
+cd "$(dirname "$0")"
+# shellcheck source=tools/packages.sh
+. tools/packages.sh
+
+labels=(-LE slow)
+for argument in "$@"; do
+  case $argument in
+    --slow) labels=() ;;
+    *) echo "usage: ./test.sh [--slow]" >&2; exit 2 ;;
+  esac
+done
+
+logs=$PWD/build/logs
+mkdir -p "$logs"
+jobs=$(nproc)
+table=()
+failed=()
+began=$SECONDS
+
+row() { table+=("$(printf '%-34s %-7s %5d s' "$1" "$2" "$3")"); }
+
+# stage NAME LOG COMMAND...: runs the command, keeps its output, notes result and time.
+stage() {
+  local name=$1 log=$logs/$2.log start=$SECONDS
+  shift 2
+  printf '==> %s\n' "$name"
+  if "$@" >"$log" 2>&1 </dev/null; then
+    row "$name" passed $((SECONDS - start))
+    return 0
+  fi
+  tail -n 80 "$log"
+  row "$name" FAILED $((SECONDS - start))
+  failed+=("$name")
+  return 1
+}
+
+# A stage that cannot be run because an earlier one failed counts as failed.
+not_run() { row "$1" "not run" 0; failed+=("$1"); }
+
+build() { cmake --preset "$1" && cmake --build --preset "$1" -- -k 0; }
+
+run_tests() {  # preset
+  ctest --test-dir "build/$1" --output-on-failure --no-tests=error -j "$jobs" \
+        ${labels[@]+"${labels[@]}"}
+}
+
+closing_summary() { sed -n '/tests passed/,$p' "$logs/$1.log"; }  # log
+
+build_and_test() {  # preset, what it is
+  if stage "build, $2" "build-$1" build "$1"; then
+    stage "tests, $2" "tests-$1" run_tests "$1"
+    closing_summary "tests-$1"
+  else
+    not_run "tests, $2"
+  fi
+}
+
+stage "packages" packages require "$build_needs$test_needs" || exit 1
+
+export UBSAN_OPTIONS=print_stacktrace=1
+stage "floors of the includes" floors tools/check_floors.py
+stage "left-overs and licence lines" words tools/check_words.sh
+stage "formatting" format tools/check_format.sh
+stage "generated files are current" generated tools/check_generated.sh
+build_and_test dev "g++"
+stage "each public header alone" headers cmake --build --preset dev --target all_verify_interface_header_sets
+stage "package, used from outside" consumer tests/consumer/run.sh build/dev
+build_and_test asan "clang, address and undefined"
+stage "clang-tidy" tidy tools/check_tidy.sh build/asan
+
+printf '\n'
+printf '%s\n' "${table[@]}"
+printf '%-34s %-7s %5d s\n' "all" "" $((SECONDS - began))
+if [ ${#failed[@]} -gt 0 ]; then
+  printf 'FAILED: %s of %s stages; output in build/logs\n' "${#failed[@]}" "${#table[@]}"
+  exit 1
+fi
+printf 'PASSED: all %s stages\n' "${#table[@]}"

@@ -1,0 +1,71 @@
+# SPDX-License-Identifier: Apache-2.0
+# Sourced by demo.sh and test.sh: finds what is missing on a Debian 12 and installs it when root.
+
+# What to look for, and the package that brings it. A kind is one of
+#   command  a program on the path
+#   header   a header that g++ finds
+#   runtime  a sanitizer runtime of clang
+#   python   a module of python3
+build_needs="
+command g++           g++
+command cmake         cmake
+command ninja         ninja-build
+command pkg-config    pkg-config
+header  sqlite3.h     libsqlite3-dev
+header  pugixml.hpp   libpugixml-dev
+header  boost/math/distributions.hpp  libboost-dev
+"
+test_needs="
+command clang++       clang
+command clang-tidy-14    clang-tidy-14
+command clang-format-14  clang-format-14
+command python3       python3
+header  gtest/gtest.h libgtest-dev
+runtime asan          libclang-rt-14-dev
+python  mpmath        python3-mpmath
+"
+
+is_there() {  # kind name
+  case $1 in
+    command) command -v "$2" >/dev/null ;;
+    header) echo "#include <$2>" | g++ -x c++ -M - >/dev/null 2>&1 ;;
+    runtime) compgen -G "$(clang++ -print-resource-dir 2>/dev/null)/lib/linux/libclang_rt.$2-*.a" >/dev/null ;;
+    python) python3 -c "import $2" 2>/dev/null ;;
+  esac
+}
+
+missing_packages() {  # needs
+  local kind name package
+  while read -r kind name package; do
+    if [ -n "$kind" ] && ! is_there "$kind" "$name"; then echo "$package"; fi
+  done <<<"$1" | sort -u
+}
+
+# Installs what of the needs is missing, or says what to install and fails. With everything there
+# it asks no package manager.
+require() {  # needs
+  local missing
+  missing=$(missing_packages "$1" | xargs)
+  [ -z "$missing" ] && return 0
+  if ! command -v apt-get >/dev/null; then
+    echo "Missing here, by the names of Debian 12: $missing" >&2
+    return 1
+  fi
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "Please install first:  sudo apt-get install --no-install-recommends $missing" >&2
+    return 1
+  fi
+  echo "Installing: $missing"
+  # shellcheck disable=SC2086  # a list of words
+  if ! { apt-get -qq update &&
+         DEBIAN_FRONTEND=noninteractive apt-get -qq -y install --no-install-recommends $missing; } \
+       >/dev/null </dev/null; then
+    echo "Could not install: $missing" >&2
+    return 1
+  fi
+  missing=$(missing_packages "$1" | xargs)
+  if [ -n "$missing" ]; then
+    echo "Still missing after the installation: $missing" >&2
+    return 1
+  fi
+}
