@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include "dataset/Slice.h"
+
+namespace orvspc {
+
+// The descriptors of one subgroup. Without rows every Get of a field fails with 9.
+class DescriptorData : public Slice<API_DescriptorData> {
+ public:
+  DescriptorData();
+
+  std::int32_t Dsgp() const;  // descriptor group identifier
+  std::int32_t Desc() const;  // descriptor identifier
+  std::int32_t Tsno() const;
+};
+
+}  // namespace orvspc

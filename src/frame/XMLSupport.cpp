@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/XMLSupport.h"
+
+#include <algorithm>
+
+#include "frame/Checked.h"
+#include "frame/Failure.h"
+#include "frame/NumberText.h"
+#include "frame/Trail.h"
+#include "platform/FixedText.h"
+#include "platform/Platform.h"
+
+namespace orvspc::XMLSupport {
+namespace {
+
+// Calls read(piece, index) for the texts between blanks; two blanks in a row give an empty one.
+template <class Read>
+void ForEachPiece(std::string_view text, Read&& read) {
+  for (std::int64_t index = 0;; ++index) {
+    const std::size_t blank = text.find(' ');
+    read(text.substr(0, blank), index);
+    if (blank == std::string_view::npos) return;
+    text.remove_prefix(blank + 1);
+  }
+}
+
+template <class T, class Read>
+std::int32_t SplitNumbers(std::string_view text, Array<T>& values, Read&& read) {
+  if (text.empty()) return 0;
+  const std::int32_t count = checked::Narrow(std::count(text.begin(), text.end(), ' ') + 1);
+  values.Dimension(0, count - 1);
+  ForEachPiece(text, [&](std::string_view piece, std::int64_t index) {
+    values[index] = read(piece);
+  });
+  return count;
+}
+
+template <class T>
+std::string JoinNumbers(const Array<T>& values) {
+  std::string text;
+  for (const T value : values.Elements()) {
+    if (!text.empty()) text += ' ';
+    text += NumberText(value).View();
+  }
+  return text;
+}
+
+// Fills one row for each child element of that name.
+template <class Row, class Read>
+void LoadRows(const platform::XmlNode& node, std::string_view name, Array<Row>& rows, Read&& read) {
+  const std::int32_t count = CountChildren(node, name);
+  if (count == 0) return;
+  rows.Dimension(0, count - 1);
+  Row* row = rows.Elements().data();
+  ForEachChild(node, name, [&](const platform::XmlNode& element) { read(element, *row++); });
+}
+
+// An absent text reads as the number 0 does.
+void ReadFixedText(const platform::XmlNode& element, std::string_view name,
+                   std::span<char16_t> field) {
+  platform::StoreFixedText(field, AttributeText(element, name).value_or("0"));
+}
+
+}  // namespace
+
+std::shared_ptr<platform::XmlDocument> MakeXMLDocument() {
+  const std::shared_ptr<platform::Platform> platform = platform::Current();
+  if (!platform) FailMessage("No platform is installed");
+  return platform->MakeXmlDocument();
+}
+
+FoundNode GetXMLSingleNode(std::string_view XML, std::string_view Node) {
+  const auto name = [&] { return "XMLSupport.GetXMLSingleNode(Node=" + std::string(Node) + ")"; };
+  return Traced(name, [&] {
+    FoundNode found;
+    found.document = MakeXMLDocument();
+    // Deliberate: a malformed text is not told apart from a missing root.
+    found.document->LoadXml(XML);
+    found.node = found.document->SelectRoot(Node);
+    if (!found.node) FailMessage("Node does not exist!");
+    return found;
+  });
+}
+
+Variant GetXMLAttributeValue(const platform::XmlNode& Element, std::string_view Attribute,
+                             const Variant& Default) {
+  const std::optional<std::string_view> text = AttributeText(Element, Attribute);
+  return text ? Variant(std::string(*text)) : Default;
+}
+
+platform::XmlDocument& DocumentOf(const platform::XmlNode& node) {
+  if (!node || node.document == nullptr) FailMissingObject();
+  return *node.document;
+}
+
+std::optional<std::string_view> AttributeText(const platform::XmlNode& element,
+                                              std::string_view name) {
+  const auto entry = [&] {
+    return "XMLSupport.GetXMLAttributeValue(Attribute=" + std::string(name) + ")";
+  };
+  return Traced(entry, [&] { return DocumentOf(element).Attribute(element, name); });
+}
+
+std::int32_t ReadInt32(const platform::XmlNode& element, std::string_view name,
+                       std::int32_t missing) {
+  const auto text = AttributeText(element, name);
+  return text ? ToInt32(*text) : missing;
+}
+
+std::int16_t ReadInt16(const platform::XmlNode& element, std::string_view name,
+                       std::int16_t missing) {
+  const auto text = AttributeText(element, name);
+  return text ? ToInt16(*text) : missing;
+}
+
+double ReadDouble(const platform::XmlNode& element, std::string_view name, double missing) {
+  const auto text = AttributeText(element, name);
+  return text ? ToDouble(*text) : missing;
+}
+
+bool ReadBoolean(const platform::XmlNode& element, std::string_view name, bool missing) {
+  const auto text = AttributeText(element, name);
+  return text ? ToBoolean(*text) : missing;
+}
+
+std::string ReadText(const platform::XmlNode& element, std::string_view name,
+                     std::string_view missing) {
+  return std::string(AttributeText(element, name).value_or(missing));
+}
+
+void SetXMLAttribute(const platform::XmlNode& element, std::string_view name, std::int32_t value) {
+  DocumentOf(element).SetAttribute(element, name, NumberText(value));
+}
+
+void SetXMLAttribute(const platform::XmlNode& element, std::string_view name, double value) {
+  DocumentOf(element).SetAttribute(element, name, NumberText(value));
+}
+
+void SetXMLAttribute(const platform::XmlNode& element, std::string_view name,
+                     std::string_view text) {
+  DocumentOf(element).SetAttribute(element, name, text);
+}
+
+std::int32_t CountChildren(const platform::XmlNode& node, std::string_view name) {
+  std::int64_t count = 0;
+  ForEachChild(node, name, [&count](const platform::XmlNode&) { ++count; });
+  return checked::Narrow(count);
+}
+
+bool ConvertStringToLongArray(std::string_view Text, Array<std::int32_t>& Values) {
+  return Traced("XMLSupport.ConvertStringToLongArray",
+                [&] { return SplitNumbers(Text, Values, LeadingInt32) > 0; });
+}
+
+std::int32_t ConvertStringToDoubleArray(std::string_view Text, Array<double>& Values) {
+  return Traced("XMLSupport.ConvertStringToDoubleArray",
+                [&] { return SplitNumbers(Text, Values, LeadingDouble); });
+}
+
+std::string ConvertLongArrayToString(const Array<std::int32_t>& Values) {
+  return Traced("XMLSupport.ConvertLongArrayToString", [&] { return JoinNumbers(Values); });
+}
+
+std::string ConvertDoubleArrayToString(const Array<double>& Values) {
+  return Traced("XMLSupport.ConvertDoubleArrayToString", [&] { return JoinNumbers(Values); });
+}
+
+bool LoadSubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Subgroups,
+                                 Array<API_TestData>& Tests,
+                                 Array<API_DescriptorData>& Descriptors,
+                                 Array<API_CommentData>& Comments) {
+  return Traced("XMLSupport.LoadSubgroupDataFromXMLNode", [&] {
+    if (!node) return false;
+    platform::XmlDocument& document = DocumentOf(node);
+    LoadAPI_SubgroupDataFromXMLNode(document.SelectSingleNode(node, "Subgroups"), Subgroups);
+    LoadAPI_TestDataFromXMLNode(document.SelectSingleNode(node, "Tests"), Tests);
+    LoadAPI_DescriptorDataFromXMLNode(document.SelectSingleNode(node, "Descriptors"), Descriptors);
+    LoadAPI_CommentDataFromXMLNode(document.SelectSingleNode(node, "Comments"), Comments);
+    return true;
+  });
+}
+
+void LoadAPI_SubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Rows) {
+  Traced("XMLSupport.LoadAPI_SubgroupDataFromXMLNode", [&] {
+    LoadRows(node, "Subgroup", Rows, [](const platform::XmlNode& element, API_SubgroupData& row) {
+      row.Sgrp = ReadInt32(element, "F_SGRP", 0);
+      row.Part = ReadInt32(element, "F_PART", 0);
+      row.Prcs = ReadInt32(element, "F_PRCS", 0);
+      row.Test = ReadInt32(element, "F_TEST", 0);
+      row.Wkst = ReadInt32(element, "F_WKNO", 0);
+      row.Job = ReadInt32(element, "F_JOB", 0);
+      row.Lot = ReadInt32(element, "F_LOT", 0);
+      row.Shft = ReadInt32(element, "F_SHFT", 0);
+      row.Ptrv = ReadInt32(element, "F_PTRV", 0);
+      row.Empl = ReadInt32(element, "F_EMPL", 0);
+      row.Sgtm = ReadInt32(element, "F_SGTM", 0);
+      row.Size = ReadInt32(element, "F_SGSZ", 0);
+      row.Flag = ReadInt32(element, "F_FLAG", 0);
+      row.Test_Start = ReadInt32(element, "Test_Start", 0);
+      row.Test_End = ReadInt32(element, "Test_End", 0);
+    });
+  });
+}
+
+void LoadAPI_TestDataFromXMLNode(const platform::XmlNode& node, Array<API_TestData>& Rows) {
+  Traced("XMLSupport.LoadAPI_TestDataFromXMLNode", [&] {
+    LoadRows(node, "Test", Rows, [](const platform::XmlNode& element, API_TestData& row) {
+      row.Sn = ReadInt32(element, "F_SN", 0);
+      row.Tsno = ReadInt32(element, "F_TSNO", 0);
+      row.Sbno = ReadInt32(element, "F_SBNO", 0);
+      row.Def = ReadInt32(element, "F_DEF", 0);
+      row.Gage = ReadInt32(element, "F_GAGE", 0);
+      row.Val = ReadDouble(element, "F_VAL", 0.0);
+    });
+  });
+}
+
+void LoadAPI_DescriptorDataFromXMLNode(const platform::XmlNode& node,
+                                       Array<API_DescriptorData>& Rows) {
+  Traced("XMLSupport.LoadAPI_DescriptorDataFromXMLNode", [&] {
+    LoadRows(node, "Descriptor", Rows,
+             [](const platform::XmlNode& element, API_DescriptorData& row) {
+               row.Sgrp = ReadInt32(element, "F_SGRP", 0);
+               row.Dsgp = ReadInt32(element, "F_DSGP", 0);
+               row.Desc = ReadInt32(element, "F_DESC", 0);
+               row.Tsno = ReadInt32(element, "F_TSNO", 0);
+             });
+  });
+}
+
+void LoadAPI_CommentDataFromXMLNode(const platform::XmlNode& node, Array<API_CommentData>& Rows) {
+  Traced("XMLSupport.LoadAPI_CommentDataFromXMLNode", [&] {
+    LoadRows(node, "Comment", Rows, [](const platform::XmlNode& element, API_CommentData& row) {
+      row.Sgrp = ReadInt32(element, "F_SGRP", 0);
+      row.Edtm = ReadInt32(element, "F_EDTM", 0);
+      ReadFixedText(element, "F_EMPL", row.Empl);
+      row.Test = ReadInt32(element, "F_TEST", 0);
+      row.Tsno = ReadInt32(element, "F_TSNO", 0);
+      ReadFixedText(element, "F_NOTE", row.Note);
+    });
+  });
+}
+
+}  // namespace orvspc::XMLSupport
