@@ -11,6 +11,7 @@
 #include "platform/DefOpp.h"
 #include "platform/Dom.h"
 #include "platform/ErrorLog.h"
+#include "platform/NameRecord.h"
 #include "platform/RuleDef.h"
 #include "platform/SpecLim.h"
 #include "platform/TextTrimmer.h"
@@ -39,6 +40,7 @@ class Platform {
   virtual std::shared_ptr<XmlDocument> MakeXmlDocument() = 0;
   // By name, "orvError6.Error".
   virtual std::shared_ptr<ErrorLog> MakeErrorLog(std::string_view name) = 0;
+  virtual std::shared_ptr<NameRecord> MakeNameRecord(NameRecordKind kind) = 0;
 };
 
 // Installs the platform of the process; null takes it away.

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/Outside.h"
+
+#include "frame/Failure.h"
+
+namespace orvspc {
+namespace {
+
+struct Helpers {
+  // Weak, so that a thread that has ended its work keeps no platform alive.
+  std::weak_ptr<platform::Platform> owner;
+  std::shared_ptr<platform::TimeConversion> time;
+  std::shared_ptr<platform::TextTrimmer> trimmer;
+};
+
+Helpers& OfThread() {
+  thread_local Helpers helpers;
+  return helpers;
+}
+
+template <class T>
+T& Helper(std::shared_ptr<T> Helpers::*kept, std::shared_ptr<T> (platform::Platform::*make)()) {
+  Helpers& helpers = OfThread();
+  const auto platform = PlatformInForce();
+  if (helpers.owner.lock() != platform) helpers = {platform, nullptr, nullptr};
+  if (!(helpers.*kept)) helpers.*kept = ((*platform).*make)();
+  return Needed(helpers.*kept);
+}
+
+platform::TimeConversion& Time() {
+  return Helper(&Helpers::time, &platform::Platform::MakeTimeConversion);
+}
+
+}  // namespace
+
+std::shared_ptr<platform::Platform> PlatformInForce() {
+  auto platform = platform::Current();
+  if (!platform) FailMessage("No platform is installed");
+  return platform;
+}
+
+std::int32_t DateToTimeStamp(double date) { return Time().DateToTimeStamp(date); }
+
+double TimeStampToDate(std::int32_t stamp) { return Time().TimeStampToDate(stamp); }
+
+void TrimFixedString(std::u16string& text) {
+  Helper(&Helpers::trimmer, &platform::Platform::MakeTextTrimmer).TrimFixedString(text);
+}
+
+}  // namespace orvspc

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/Support.h"
+
+#include "frame/Failure.h"
+#include "frame/Trail.h"
+
+namespace orvspc {
+
+std::shared_ptr<platform::Database> ResolveDatabase(
+    const std::shared_ptr<platform::Object>& Database) {
+  return Traced("Support.ResolveDatabase", [&] {
+    if (!Database) FailMissingObject();
+    auto database = std::dynamic_pointer_cast<platform::Database>(Database);
+    if (!database) FailTypeMismatch();
+    return database;
+  });
+}
+
+std::shared_ptr<platform::RuleDef> ResolveRuleDef(
+    const std::shared_ptr<platform::Object>& Database) {
+  return Traced("Support.ResolveRuleDef", [&] {
+    auto rules = PlatformInForce()->MakeRuleDef();
+    Needed(rules).FirstSetting(100);
+    rules->SecondSetting(256);
+    rules->Read(ResolveDatabase(Database), 0);
+    return rules;
+  });
+}
+
+bool ResolveName(platform::NameRecordKind kind, const std::shared_ptr<platform::Database>& database,
+                 std::int32_t id, platform::NameRecord& cache) {
+  if (id == 0) return false;
+  for (bool found = cache.MoveFirst(); found; found = cache.MoveNext())
+    if (cache.ID() == id) return true;
+  const auto record = PlatformInForce()->MakeNameRecord(kind);
+  Needed(record).ID(id);
+  record->KeyMode(1);
+  if (!record->Read(database, 0)) return false;
+  cache.Add(*record);
+  return true;
+}
+
+}  // namespace orvspc
