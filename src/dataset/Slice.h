@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "frame/Array.h"
+#include "frame/Cursor.h"
 #include "platform/Object.h"
 #include "platform/RowRecords.h"
 
@@ -18,7 +19,7 @@ template <class Row>
 class Slice : public platform::Object {
  public:
   std::int32_t Count() const { return rows_.Count(); }
-  std::int32_t CurrentIndex() const { return rows_.Count() == 0 ? 0 : position_ + 1; }
+  std::int32_t CurrentIndex() const { return Count() == 0 ? 0 : cursor_.CurrentIndex(); }
   bool MoveFirst();
   bool MoveLast();
   bool MoveNext();
@@ -28,10 +29,12 @@ class Slice : public platform::Object {
   void Load(const Friend&, Array<Row> Rows);
 
  protected:
-  // The module of the trail.
-  explicit Slice(std::string_view module) : module_(module) {}
+  enum class Empty { kFails, kAnswersDefault };
 
-  // Get(row), with the trail name "<module>.<property>(g)". Without rows 9.
+  // The module of the trail, and what a Get does without rows.
+  Slice(std::string_view module, Empty empty) : module_(module), empty_(empty) {}
+
+  // get(current row), with the trail name "<module>.<property>(g)".
   template <class Get>
   auto Read(std::string_view property, Get&& get) const;
 
@@ -40,8 +43,9 @@ class Slice : public platform::Object {
   bool Move(std::string_view procedure, Body&& body);
 
   std::string_view module_;
+  Empty empty_;
   Array<Row> rows_;
-  std::int32_t position_ = 0;
+  Cursor cursor_;
 };
 
 extern template class Slice<API_TestData>;

@@ -12,6 +12,7 @@
 #include "dataset/DescriptorData.h"
 #include "dataset/TestData.h"
 #include "frame/Array.h"
+#include "frame/Cursor.h"
 #include "platform/Dom.h"
 #include "platform/Enumerations.h"
 #include "platform/Object.h"
@@ -39,7 +40,7 @@ class SubgroupData : public platform::Object {
   std::int32_t GroupIndex() const;
   // 0 without groups.
   std::int32_t GroupID() const;
-  std::int32_t CurrentIndex() const;
+  std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
 
   // Fields of the current subgroup; identifiers are 0 where there is none.
   std::int32_t Sgrp() const;
@@ -107,14 +108,15 @@ class SubgroupData : public platform::Object {
   // What is derived from the rows on demand; dropped when they are replaced.
   struct Answers;
 
-  std::int32_t Field(std::string_view name, std::int32_t API_SubgroupData::*field) const;
-  const API_SubgroupData& Current() const { return subgroups_[position_]; }
+  std::int32_t Field(std::string_view entry, std::int32_t API_SubgroupData::*field) const;
+  bool Has(std::string_view entry, std::int32_t API_SubgroupData::*field, std::int32_t& kept) const;
+  const API_SubgroupData& Current() const { return subgroups_[cursor_.Position()]; }
 
   Array<API_SubgroupData> subgroups_;
   Array<API_TestData> tests_;
   Array<API_DescriptorData> descriptors_;
   Array<API_CommentData> comments_;
-  std::int32_t position_ = 0;
+  Cursor cursor_;
   Array<std::int32_t> group_start_, group_end_, group_index_, group_ids_;
   mutable std::unique_ptr<Answers> answers_;
 

@@ -6,9 +6,9 @@
 #include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "platform/FixedText.h"
-#include "platform/Platform.h"
 
 namespace orvspc::XMLSupport {
 namespace {
@@ -64,9 +64,7 @@ void ReadFixedText(const platform::XmlNode& element, std::string_view name,
 }  // namespace
 
 std::shared_ptr<platform::XmlDocument> MakeXMLDocument() {
-  const std::shared_ptr<platform::Platform> platform = platform::Current();
-  if (!platform) FailMessage("No platform is installed");
-  return platform->MakeXmlDocument();
+  return PlatformInForce()->MakeXmlDocument();
 }
 
 FoundNode GetXMLSingleNode(std::string_view XML, std::string_view Node) {

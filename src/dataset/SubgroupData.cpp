@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dataset/SubgroupData.h"
+
+#include <algorithm>
+#include <span>
+#include <unordered_set>
+#include <utility>
+
+#include "frame/Checked.h"
+#include "frame/Friend.h"
+#include "frame/Outside.h"
+#include "frame/Trail.h"
+
+namespace orvspc {
+namespace {
+
+// An answer that is kept: not asked yet, yes, no.
+constexpr std::int32_t kUnknown = 0;
+constexpr std::int32_t kYes = 1;
+constexpr std::int32_t kNo = -1;
+
+// Places of rows by their subgroup, each subgroup's in the order of the rows.
+class RowsBySubgroup {
+ public:
+  template <class Row>
+  explicit RowsBySubgroup(std::span<const Row> rows) {
+    places_.reserve(rows.size());
+    for (const Row& row : rows)
+      places_.emplace_back(row.Sgrp, static_cast<std::int32_t>(places_.size()));
+    std::sort(places_.begin(), places_.end());
+  }
+
+  std::span<const std::pair<std::int32_t, std::int32_t>> Of(std::int32_t subgroup) const {
+    const auto before = [](const auto& place, std::int32_t key) { return place.first < key; };
+    const auto first = std::lower_bound(places_.begin(), places_.end(), subgroup, before);
+    auto last = first;
+    while (last != places_.end() && last->first == subgroup) ++last;
+    return {first, last};
+  }
+
+ private:
+  std::vector<std::pair<std::int32_t, std::int32_t>> places_;
+};
+
+// The rows of the subgroup that are wanted, in order; never dimensioned if there are none.
+template <class Row, class Wanted>
+Array<Row> RowsOf(std::optional<RowsBySubgroup>& index, const Array<Row>& rows,
+                  std::int32_t subgroup, Wanted&& wanted) {
+  if (!index) index.emplace(rows.Elements());
+  std::vector<std::int32_t> found;
+  for (const auto& [sgrp, place] : index->Of(subgroup)) {
+    if (wanted(rows[place])) found.push_back(place);
+  }
+  Array<Row> result;
+  if (found.empty()) return result;
+  result.Dimension(0, static_cast<std::int64_t>(found.size()) - 1);
+  std::transform(found.begin(), found.end(), result.Elements().begin(),
+                 [&rows](std::int32_t place) { return rows[place]; });
+  return result;
+}
+
+// The distinct values of a field, in order of first appearance.
+template <class Row>
+std::vector<std::int32_t> Distinct(const Array<Row>& rows, std::int32_t Row::*field) {
+  std::vector<std::int32_t> values;
+  std::unordered_set<std::int32_t> seen;
+  for (const Row& row : rows.Elements()) {
+    const bool repeated = !values.empty() && values.back() == row.*field;
+    if (!repeated && seen.insert(row.*field).second) values.push_back(row.*field);
+  }
+  return values;
+}
+
+template <class Row>
+bool Any(const Array<Row>& rows, std::int32_t Row::*field, std::int32_t& kept) {
+  if (kept == kUnknown) {
+    const auto set = [field](const Row& row) { return row.*field != 0; };
+    const auto elements = rows.Elements();
+    kept = std::any_of(elements.begin(), elements.end(), set) ? kYes : kNo;
+  }
+  return kept == kYes;
+}
+
+}  // namespace
+
+struct SubgroupData::Answers {
+  std::int32_t not_enabled = kUnknown, jobs = kUnknown, lots = kUnknown, shifts = kUnknown;
+  std::int32_t part_revisions = kUnknown, workstations = kUnknown, employees = kUnknown;
+  std::int32_t serial_numbers = kUnknown;
+
+  std::vector<std::int32_t> test_ids;
+  std::vector<std::int32_t> defects;  // one answer for each place of test_ids
+
+  std::optional<RowsBySubgroup> descriptors, comments;
+};
+
+SubgroupData::SubgroupData() : answers_(std::make_unique<Answers>()) {}
+SubgroupData::~SubgroupData() = default;
+
+void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData> Subgroups,
+                                  Array<API_TestData> Tests, Array<API_DescriptorData> Descriptors,
+                                  Array<API_CommentData> Comments) {
+  Traced("SubgroupData.LoadStructures", [&] {
+    // Deliberate: the cached slices are not forgotten; only a move forgets them.
+    answers_ = std::make_unique<Answers>();
+    cursor_.Reset();
+    group_start_.Erase();
+    group_end_.Erase();
+    group_index_.Erase();
+    group_ids_.Erase();
+    subgroups_ = std::move(Subgroups);
+    tests_ = std::move(Tests);
+    descriptors_ = std::move(Descriptors);
+    comments_ = std::move(Comments);
+  });
+}
+
+void SubgroupData::LoadGroupArrays(const Friend&, Array<std::int32_t> GroupStart,
+                                   Array<std::int32_t> GroupEnd, Array<std::int32_t> GroupIndex,
+                                   Array<std::int32_t> GroupIDs) {
+  Traced("SubgroupData.LoadGroupArrays", [&] {
+    group_start_ = std::move(GroupStart);
+    group_end_ = std::move(GroupEnd);
+    group_index_ = std::move(GroupIndex);
+    group_ids_ = std::move(GroupIDs);
+  });
+}
+
+std::int32_t SubgroupData::TotalGroups() const {
+  return Traced("SubgroupData.TotalGroups(g)", [&] {
+    return group_start_.Count() != 0 ? group_start_.Count() : TotalSubgroups();
+  });
+}
+
+std::int32_t SubgroupData::GroupIndex() const {
+  return Traced("SubgroupData.GroupIndex(g)", [&] {
+    return group_start_.Count() != 0 ? checked::Add(group_index_[cursor_.Position()], 1) : CurrentIndex();
+  });
+}
+
+std::int32_t SubgroupData::GroupID() const {
+  return Traced("SubgroupData.GroupID(g)",
+                [&] { return group_start_.Count() != 0 ? group_ids_[cursor_.Position()] : 0; });
+}
+
+std::int32_t SubgroupData::Field(std::string_view entry,
+                                 std::int32_t API_SubgroupData::*field) const {
+  return Traced(entry, [&] { return TotalSubgroups() == 0 ? 0 : Current().*field; });
+}
+
+std::int32_t SubgroupData::Sgrp() const {
+  return Field("SubgroupData.Sgrp(g)", &API_SubgroupData::Sgrp);
+}
+std::int32_t SubgroupData::Part() const {
+  return Field("SubgroupData.Part(g)", &API_SubgroupData::Part);
+}
+std::int32_t SubgroupData::Prcs() const {
+  return Field("SubgroupData.Prcs(g)", &API_SubgroupData::Prcs);
+}
+std::int32_t SubgroupData::Test() const {
+  return Field("SubgroupData.Test(g)", &API_SubgroupData::Test);
+}
+std::int32_t SubgroupData::Job() const {
+  return Field("SubgroupData.Job(g)", &API_SubgroupData::Job);
+}
+std::int32_t SubgroupData::Lot() const {
+  return Field("SubgroupData.Lot(g)", &API_SubgroupData::Lot);
+}
+std::int32_t SubgroupData::Shft() const {
+  return Field("SubgroupData.Shft(g)", &API_SubgroupData::Shft);
+}
+std::int32_t SubgroupData::Ptrv() const {
+  return Field("SubgroupData.Ptrv(g)", &API_SubgroupData::Ptrv);
+}
+std::int32_t SubgroupData::Wkst() const {
+  return Field("SubgroupData.Wkst(g)", &API_SubgroupData::Wkst);
+}
+std::int32_t SubgroupData::Size() const {
+  return Field("SubgroupData.Size(g)", &API_SubgroupData::Size);
+}
+std::int32_t SubgroupData::Empl() const {
+  return Field("SubgroupData.Empl(g)", &API_SubgroupData::Empl);
+}
+SubgroupFlags SubgroupData::Flag() const {
+  return static_cast<SubgroupFlags>(Field("SubgroupData.Flag(g)", &API_SubgroupData::Flag));
+}
+
+double SubgroupData::Sgtm() const {
+  return Traced("SubgroupData.Sgtm(g)", [&] {
+    return TotalSubgroups() == 0 ? 0.0 : TimeStampToDate(Current().Sgtm);
+  });
+}
+
+std::shared_ptr<orvspc::TestData> SubgroupData::TestData() {
+  return Traced("SubgroupData.TestData(g)", [&] {
+    if (test_slice_) return test_slice_;
+    auto slice = std::make_shared<orvspc::TestData>();
+    if (TotalTests() != 0) {
+      const std::int32_t first = Current().Test_Start;
+      const std::int32_t last = Current().Test_End;
+      // Both ends are looked at first, so that rows from a text cannot ask for any amount of memory.
+      static_cast<void>(tests_[first]);
+      static_cast<void>(tests_[last]);
+      Array<API_TestData> rows;
+      rows.Dimension(0, last - first);
+      std::copy_n(&tests_[first], rows.Count(), rows.Elements().begin());
+      slice->Load(Friend(), std::move(rows));
+    }
+    return test_slice_ = std::move(slice);
+  });
+}
+
+std::shared_ptr<orvspc::DescriptorData> SubgroupData::DescriptorData() {
+  return Traced("SubgroupData.DescriptorData(g)", [&] {
+    if (descriptor_slice_) return descriptor_slice_;
+    auto slice = std::make_shared<orvspc::DescriptorData>();
+    if (TotalDescriptors() != 0) {
+      auto rows = RowsOf(answers_->descriptors, descriptors_, Current().Sgrp,
+                         [](const API_DescriptorData&) { return true; });
+      if (rows.IsDimensioned()) slice->Load(Friend(), std::move(rows));
+    }
+    return descriptor_slice_ = std::move(slice);
+  });
+}
+
+std::shared_ptr<orvspc::CommentData> SubgroupData::CommentData() {
+  return Traced("SubgroupData.CommentData(g)", [&] {
+    if (comment_slice_) return comment_slice_;
+    auto slice = std::make_shared<orvspc::CommentData>();
+    if (comments_.Count() != 0) {
+      const std::int32_t test = Current().Test;
+      auto rows = RowsOf(
+          answers_->comments, comments_, Current().Sgrp,
+          [test](const API_CommentData& row) { return row.Test == 0 || row.Test == test; });
+      if (rows.IsDimensioned()) slice->Load(Friend(), std::move(rows));
+    }
+    return comment_slice_ = std::move(slice);
+  });
+}
+
+bool SubgroupData::MoveTo(std::int32_t CurrentIndex) {
+  return Traced("SubgroupData.MoveTo", [&] {
+    if (!cursor_.MoveTo(CurrentIndex, TotalSubgroups())) return false;
+    test_slice_.reset();
+    descriptor_slice_.reset();
+    comment_slice_.reset();
+    return true;
+  });
+}
+
+bool SubgroupData::MoveFirst() {
+  return Traced("SubgroupData.MoveFirst", [&] { return MoveTo(1); });
+}
+
+bool SubgroupData::MoveLast() {
+  return Traced("SubgroupData.MoveLast", [&] { return MoveTo(TotalSubgroups()); });
+}
+
+bool SubgroupData::MoveNext() {
+  return Traced("SubgroupData.MoveNext",
+                [&] { return CurrentIndex() < TotalSubgroups() && MoveTo(CurrentIndex() + 1); });
+}
+
+bool SubgroupData::MovePrev() {
+  return Traced("SubgroupData.MovePrev", [&] { return MoveTo(CurrentIndex() - 1); });
+}
+
+bool SubgroupData::Has(std::string_view entry, std::int32_t API_SubgroupData::*field,
+                       std::int32_t& kept) const {
+  return Traced(entry, [&] { return Any(subgroups_, field, kept); });
+}
+
+bool SubgroupData::HasNotEnabled() const {
+  return Has("SubgroupData.HasNotEnabled", &API_SubgroupData::Flag, answers_->not_enabled);
+}
+bool SubgroupData::HasJobs() const {
+  return Has("SubgroupData.HasJobs", &API_SubgroupData::Job, answers_->jobs);
+}
+bool SubgroupData::HasLots() const {
+  return Has("SubgroupData.HasLots", &API_SubgroupData::Lot, answers_->lots);
+}
+bool SubgroupData::HasShifts() const {
+  return Has("SubgroupData.HasShifts", &API_SubgroupData::Shft, answers_->shifts);
+}
+bool SubgroupData::HasPartRevisions() const {
+  return Has("SubgroupData.HasPartRevisions", &API_SubgroupData::Ptrv, answers_->part_revisions);
+}
+bool SubgroupData::HasWorkstations() const {
+  return Has("SubgroupData.HasWorkstations", &API_SubgroupData::Wkst, answers_->workstations);
+}
+bool SubgroupData::HasEmployees() const {
+  return Has("SubgroupData.HasEmployees", &API_SubgroupData::Empl, answers_->employees);
+}
+bool SubgroupData::HasSNs() const {
+  return Traced("SubgroupData.HasSNs",
+                [&] { return Any(tests_, &API_TestData::Sn, answers_->serial_numbers); });
+}
+
+std::optional<std::vector<std::int32_t>> SubgroupData::GetDescriptorGroupIDs() const {
+  using Result = std::optional<std::vector<std::int32_t>>;
+  return Traced("SubgroupData.GetDescriptorGroupIDs", [&] {
+    if (TotalDescriptors() == 0) return Result();
+    return Result(Distinct(descriptors_, &API_DescriptorData::Dsgp));
+  });
+}
+
+std::optional<std::vector<std::int32_t>> SubgroupData::GetTestIDs() const {
+  return Traced("SubgroupData.GetTestIDs", [&] {
+    Answers& kept = *answers_;
+    if (kept.test_ids.empty()) {
+      kept.test_ids = Distinct(subgroups_, &API_SubgroupData::Test);
+      kept.defects.assign(kept.test_ids.size(), kUnknown);
+    }
+    return std::optional(kept.test_ids);
+  });
+}
+
+bool SubgroupData::HasDefects(std::int32_t TestID) const {
+  return Traced("SubgroupData.HasDefects", [&] {
+    if (TotalSubgroups() == 0) return false;
+    if (answers_->test_ids.empty()) GetTestIDs();
+
+    const auto has_defect = [&](const API_SubgroupData& subgroup) {
+      for (std::int64_t row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+        if (tests_[row].Def != 0) return true;
+      }
+      return false;
+    };
+    bool walked = false;
+    for (std::size_t place = 0; place < answers_->test_ids.size(); ++place) {
+      if (TestID != 0 && answers_->test_ids[place] != TestID) continue;
+      // Deliberate: the answer is kept by the place in the list, so that "any test" (0) reads and
+      // writes the answer of the first test.
+      std::int32_t& kept = answers_->defects[place];
+      if (kept != kUnknown) return kept == kYes;
+      kept = kNo;
+      if (walked) continue;  // for 0 each further place would walk the same rows in vain
+      for (const API_SubgroupData& subgroup : subgroups_.Elements()) {
+        if ((TestID == 0 || subgroup.Test == TestID) && has_defect(subgroup)) {
+          kept = kYes;
+          return true;
+        }
+      }
+      walked = true;
+    }
+    return false;
+  });
+}
+
+}  // namespace orvspc
