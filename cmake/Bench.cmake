@@ -8,7 +8,4 @@ foreach(source IN LISTS benches)
   target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(bench_${name} PRIVATE orvspc_analysis orvspc_embedded
                                               benchmark::benchmark)
-  if(TARGET orvspc_test_fake)
-    target_link_libraries(bench_${name} PRIVATE orvspc_test_fake)
-  endif()
 endforeach()
