@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "chart/CCProcessing.h"
+
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "frame/ConstructorLog.h"
+#include "frame/Friend.h"
+#include "frame/Trail.h"
+#include "frame/XMLSupport.h"
+
+namespace orvspc {
+namespace {
+
+constexpr std::string_view kElement = "CCProcessing";
+
+template <class Record, class T>
+struct Field {
+  std::string_view attribute;
+  T Record::*member;
+};
+template <class Record, class T>
+Field(const char*, T Record::*) -> Field<Record, T>;  // clang 14 deduces none of its own
+
+template <class Record, class T>
+void Write(const platform::XmlNode& element, const Field<Record, T>& field, const Record& record) {
+  if constexpr (std::is_same_v<T, double>) {
+    XMLSupport::SetXMLAttribute(element, field.attribute, record.*field.member);
+  } else {
+    XMLSupport::SetXMLAttribute(element, field.attribute,
+                                static_cast<std::int32_t>(record.*field.member));
+  }
+}
+
+// A missing attribute leaves the member as it was.
+template <class Record, class T>
+void Read(const platform::XmlNode& element, const Field<Record, T>& field, Record& record) {
+  T& member = record.*field.member;
+  if constexpr (std::is_same_v<T, double>) {
+    member = XMLSupport::ReadDouble(element, field.attribute, member);
+  } else if constexpr (std::is_same_v<T, bool>) {
+    member = XMLSupport::ReadBoolean(element, field.attribute, member);
+  } else {
+    member = static_cast<T>(XMLSupport::ReadInt32(element, field.attribute, member));
+  }
+}
+
+bool Between(std::int32_t value, std::int32_t low, std::int32_t high) {
+  return value >= low && value <= high;
+}
+
+}  // namespace
+
+// In the order of the attributes.
+struct CCProcessing::Fields {
+  static constexpr std::tuple kAll{
+      Field{"Graph1Type", &Settings::Graph1Type},
+      Field{"Graph2Type", &Settings::Graph2Type},
+      Field{"Graph3Type", &Settings::Graph3Type},
+      Field{"ProcessingType", &Settings::ProcessingType},
+      Field{"Individuals", &Settings::Individuals},
+      Field{"GroupBy", &Settings::GroupBy},
+      Field{"GroupThreshold", &Settings::GroupThreshold},
+      Field{"Cusum", &Settings::Cusum},
+      Field{"EWMA", &Settings::EWMA},
+      Field{"EWMAWeight", &Settings::EWMAWeight},
+      Field{"Economic", &Settings::Economic},
+      Field{"AQLValue", &Settings::AQLValue},
+      Field{"AQLProducerRisk", &Settings::AQLProducerRisk},
+  };
+
+  template <class Visit>
+  static void ForEach(Visit&& visit) {
+    std::apply([&](const auto&... field) { (visit(field), ...); }, kAll);
+  }
+};
+
+CCProcessing::CCProcessing() {
+  log_ = Constructed(kElement, [&] { settings_ = Settings{}; });
+}
+
+std::shared_ptr<CCProcessing> CCProcessing::Clone() const {
+  auto clone = std::make_shared<CCProcessing>();
+  clone->settings_ = settings_;
+  return clone;
+}
+
+void CCProcessing::AQLValue(double value) {
+  // Deliberate: below the range the default, above it the bound.
+  settings_.AQLValue = value < 0.0 ? 1.0 : value > 100.0 ? 100.0 : value;
+}
+
+void CCProcessing::AQLProducerRisk(double value) {
+  // Deliberate: the default on both sides of the range.
+  settings_.AQLProducerRisk = value < 0.0 || value > 99.0 ? 10.0 : value;
+}
+
+void CCProcessing::EWMAWeight(double value) {
+  settings_.EWMAWeight = value < 0.0 ? 0.0 : value > 1.0 ? 1.0 : value;
+}
+
+void CCProcessing::FixProcessing() {
+  Traced("CCProcessing.FixProcessing", [&] {
+    FixEWMA();
+    FixCUSUM();
+    FixEconomic();
+    FixIndividual();
+  });
+}
+
+bool CCProcessing::IsVariable() const {
+  return Traced("CCProcessing.IsVariable", [&] {
+    return Between(settings_.Graph1Type, ccGraph1BestGuessVariable, ccGraph1Pc);
+  });
+}
+
+bool CCProcessing::IsAttribute() const {
+  return Traced("CCProcessing.IsAttribute", [&] {
+    return Between(settings_.Graph1Type, ccGraph1BestGuessAttribute, ccGraph1U);
+  });
+}
+
+void CCProcessing::FixEWMA() {
+  Traced("CCProcessing.FixEWMA", [&] {
+    // Deliberate: the sense is the opposite of the other corrections.
+    if (!AllowEWMA()) return;
+    settings_.EWMA = ccEwmaNone;
+    settings_.EWMAWeight = 0.0;
+  });
+}
+
+bool CCProcessing::AllowEWMA() const {
+  return Traced("CCProcessing.AllowEWMA", [] { return false; });
+}
+
+void CCProcessing::FixIndividual() {
+  Traced("CCProcessing.FixIndividual", [&] {
+    if (!AllowIndividual()) settings_.Individuals = false;
+  });
+}
+
+bool CCProcessing::AllowIndividual() const {
+  return Traced("CCProcessing.AllowIndividual", [&] {
+    return Between(settings_.Graph1Type, ccGraph1Ix, ccGraph1Pc) ||
+           settings_.Graph1Type == ccGraph1Np;
+  });
+}
+
+void CCProcessing::FixCUSUM() {
+  Traced("CCProcessing.FixCUSUM", [&] {
+    if (!AllowCUSUM()) settings_.Cusum = ccCusumNone;
+  });
+}
+
+bool CCProcessing::AllowCUSUM() const {
+  return Traced("CCProcessing.AllowCUSUM", [&] {
+    return settings_.Graph1Type != ccGraph1Pc && settings_.Graph1Type != ccGraph1Np;
+  });
+}
+
+bool CCProcessing::AllowGroupBy(const Friend&) const {
+  return Traced("CCProcessing.AllowGroupBy", [&] {
+    return settings_.Graph1Type != ccGraph1Pc && settings_.Graph1Type != ccGraph1Np;
+  });
+}
+
+void CCProcessing::FixEconomic() {
+  Traced("CCProcessing.FixEconomic", [&] {
+    if (!AllowEconomic()) settings_.Economic = false;
+  });
+}
+
+bool CCProcessing::AllowEconomic() const {
+  return Traced("CCProcessing.AllowEconomic", [&] {
+    return Between(settings_.Graph1Type, ccGraph1BestGuessVariable, ccGraph1Ma) &&
+           Between(settings_.ProcessingType, ccTraditional, ccTarget);
+  });
+}
+
+std::int32_t CCProcessing::GraphCount() const {
+  return Traced("CCProcessing.GraphCount", [&] {
+    if (settings_.Graph3Type != 0) return 3;
+    if (settings_.Graph2Type != 0) return 2;
+    return settings_.Graph1Type != 0 ? 1 : 0;
+  });
+}
+
+std::string CCProcessing::GetXML() const {
+  return Traced("CCProcessing.GetXML", [&] {
+    const auto document = XMLSupport::MakeXMLDocument();
+    return document->Xml(CreateXMLNode(Friend{}, *document));
+  });
+}
+
+platform::XmlNode CCProcessing::CreateXMLNode(const Friend&,
+                                              platform::XmlDocument& Document) const {
+  return Traced("CCProcessing.CreateXMLNode", [&] {
+    const auto element = Document.CreateElement(kElement);
+    Fields::ForEach([&](const auto& field) { Write(element, field, settings_); });
+    return element;
+  });
+}
+
+bool CCProcessing::SetXML(std::string_view XML) {
+  return Traced("CCProcessing.SetXML", [&] {
+    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
+  });
+}
+
+bool CCProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {
+  return Traced("CCProcessing.SetXMLNode", [&] {
+    Fields::ForEach([&](const auto& field) { Read(Node, field, settings_); });
+    return true;
+  });
+}
+
+}  // namespace orvspc

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "chart/CCGraph.h"
+#include "chart/CCProcessing.h"
+#include "chart/ChartResultRecord.h"
+#include "dataset/SubgroupData.h"
+#include "platform/CtrlLim.h"
+#include "platform/DefOpp.h"
+#include "platform/Object.h"
+#include "platform/RuleDef.h"
+#include "platform/SpecLim.h"
+#include "select/DataSelect.h"
+
+namespace orvspc {
+
+class Friend;
+
+// The result of a control-chart analysis. What is lazy is built at the first call, takes its arrays
+// out of the flat record, and is the same object at later calls. An analysis without data gives a
+// result with nothing in it.
+class CCResults : public platform::Object {
+ public:
+  // The settings with the chart types that were really drawn, and the selection; null in a new
+  // object. The objects themselves, not copies.
+  std::shared_ptr<CCProcessing> Processing() const { return processing_; }
+  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
+
+  // The subgroups with their test values and groups, without descriptors and comments. Lazy.
+  std::shared_ptr<orvspc::SubgroupData> SubgroupData();
+
+  // All run rules of the database.
+  std::shared_ptr<platform::RuleDef> RuleDef() const { return rule_def_; }
+
+  // Stored control limits that concern the data. Lazy; empty when there are none, never null.
+  std::shared_ptr<platform::CtrlLim> CtrlLim();
+
+  // That of Processing; fails with 91 without one.
+  std::int32_t GraphCount() const;
+  // Both build SubgroupData.
+  std::int32_t TotalSubgroups();
+  std::int32_t TotalGroups();
+
+  // Mean and the two estimates of sigma, in the unit of the characteristic; 0 for attribute charts.
+  double MeanEstimate() const;
+  double SPEstimate() const { return record_.SPEstimate; }
+  double SWEstimate() const { return record_.SWEstimate; }
+
+  // Specification limits and defect opportunities that concern the data. Lazy; never null.
+  std::shared_ptr<platform::SpecLim> SpecLim();
+  std::shared_ptr<platform::DefOpp> DefOpp();
+
+  // One chart; null below 1 and above GraphCount. Lazy. Fails with 9 when the analysis was empty
+  // but the settings ask for the chart.
+  std::shared_ptr<CCGraph> Graphs(ccGraphTypes Index);
+
+  // For the library.
+  void Structure(const Friend&, API_CCResults&& record);
+  void Processing(const Friend&, std::shared_ptr<CCProcessing> value);
+  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
+  void RuleDef(const Friend&, std::shared_ptr<platform::RuleDef> value);
+
+ private:
+  API_CCResults record_;
+  std::shared_ptr<CCProcessing> processing_;
+  std::shared_ptr<orvspc::DataSelect> data_select_;
+  std::shared_ptr<platform::RuleDef> rule_def_;
+  std::shared_ptr<orvspc::SubgroupData> subgroup_data_;
+  std::shared_ptr<platform::CtrlLim> ctrl_lim_;
+  std::shared_ptr<platform::SpecLim> spec_lim_;
+  std::shared_ptr<platform::DefOpp> def_opp_;
+  std::array<std::shared_ptr<CCGraph>, 3> graphs_;
+};
+
+}  // namespace orvspc

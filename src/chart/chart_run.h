@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include "frame/Array.h"
+#include "frame/Checked.h"
+#include "platform/CtrlChrt6.h"
+
+namespace orvspc {
+
+// The data call of one of the two roads. The library itself knows which run is open.
+class ChartRun {
+ public:
+  using DataCall = std::int32_t (platform::CtrlChrt6::*)(std::int32_t, const platform::ArrayRef&,
+                                                         platform::ChartData, std::int32_t);
+
+  ChartRun(platform::CtrlChrt6& library, DataCall data) : library_(library), data_(data) {}
+
+  // Dimensions the array to its final length and has it filled in place; what the library does not
+  // write stays 0. A count below 1 fails with 9. Graph is 1 to 3, or 0 where the code has none.
+  template <class T>
+  void Fetch(Array<T>& array, std::int32_t count, platform::ChartData code,
+             std::int32_t graph = 0) const {
+    array.Dimension(0, checked::Subtract(count, 1));
+    (library_.*data_)(0, array.Ref(), code, graph);
+  }
+
+ private:
+  platform::CtrlChrt6& library_;
+  DataCall data_;
+};
+
+}  // namespace orvspc

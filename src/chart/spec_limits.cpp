@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "chart/spec_limits.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "frame/Checked.h"
+#include "frame/Trail.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc {
+namespace {
+
+using Bound = platform::WireDouble API_CCSpecLim::*;
+
+struct Limit {
+  std::int32_t bit;
+  Bound value;
+};
+
+// Broken by a value above. The last one concerns readings within a piece (Sbno not 0), the others
+// whole pieces.
+constexpr Limit kUpper[] = {{slfURL, &API_CCSpecLim::F_URL},
+                            {slfUGB, &API_CCSpecLim::F_UGB},
+                            {slfUSL, &API_CCSpecLim::F_USL},
+                            {slfUWP, &API_CCSpecLim::F_UWP}};
+// Broken by a value below, in the same order.
+constexpr Limit kLower[] = {{slfLRL, &API_CCSpecLim::F_LRL},
+                            {slfLGB, &API_CCSpecLim::F_LGB},
+                            {slfLSL, &API_CCSpecLim::F_LSL},
+                            {slfLWP, &API_CCSpecLim::F_LWP}};
+constexpr std::size_t kWithinPiece = 3;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+using Key = std::pair<std::int32_t, std::int32_t>;  // part, test
+
+// A limit row made ready for the values: a limit that is not active lies where nothing breaks it.
+struct ActiveRow {
+  Key key;
+  std::int32_t enabled, active;
+  double upper[std::size(kUpper)], lower[std::size(kLower)];
+
+  explicit ActiveRow(const API_CCSpecLim& row)
+      : key(row.F_PART, row.F_TEST_), enabled(row.F_EFLAG), active(row.F_AFLAG) {
+    for (std::size_t i = 0; i < std::size(kUpper); ++i) {
+      upper[i] = (active & kUpper[i].bit) != 0 ? double{row.*kUpper[i].value} : kInfinity;
+      lower[i] = (active & kLower[i].bit) != 0 ? double{row.*kLower[i].value} : -kInfinity;
+    }
+  }
+
+  std::int32_t Broken(const API_TestData& test_row) const {
+    const double value = test_row.Val;
+    const auto at = [&](std::size_t i) {
+      return (value > upper[i] ? kUpper[i].bit : 0) | (value < lower[i] ? kLower[i].bit : 0);
+    };
+    if (test_row.Sbno != 0) return at(kWithinPiece);
+    return at(0) | at(1) | at(2);
+  }
+};
+
+// The rows that count, by part and test; those of one key in the order of the table.
+std::vector<ActiveRow> ActiveRows(API_CCResults& record) {
+  std::vector<ActiveRow> rows;
+  for (std::int32_t k = 0; k < record.Totals.SpecLimCount; ++k) {
+    auto& row = record.SpecLims[k];
+    if (row.F_EFLAG == 0 && row.F_AFLAG == 0) continue;
+    row.F_AFLAG &= row.F_EFLAG;
+    rows.emplace_back(row);
+  }
+  const auto before = [](const ActiveRow& a, const ActiveRow& b) { return a.key < b.key; };
+  if (rows.size() > 1) std::stable_sort(rows.begin(), rows.end(), before);
+  return rows;
+}
+
+std::span<const ActiveRow> RowsOf(const Key& key, const std::vector<ActiveRow>& rows) {
+  const auto first = std::partition_point(rows.begin(), rows.end(),
+                                          [&](const ActiveRow& row) { return row.key < key; });
+  const auto last =
+      std::partition_point(first, rows.end(), [&](const ActiveRow& row) { return row.key == key; });
+  return {first, last};
+}
+
+// The test rows of a subgroup.
+std::span<const API_TestData> TestsOf(const API_SubgroupData& subgroup,
+                                      std::span<const API_TestData> tests) {
+  if (subgroup.Test_Start > subgroup.Test_End) return {};
+  const auto first = static_cast<std::size_t>(subgroup.Test_Start);
+  const auto last = static_cast<std::size_t>(subgroup.Test_End);
+  if (subgroup.Test_Start < 0 || last >= tests.size()) FailSubscript();
+  return tests.subspan(first, last - first + 1);
+}
+
+}  // namespace
+
+void ProcessSpecLim(API_CCResults& record) {
+  Traced("CCAnalysis.ProcessSpecLim", [&] {
+    auto& graph = record.Graphs[0];
+    const std::int32_t last = checked::Subtract(record.Totals.SubgroupCount, 1);
+    for (auto* array : {&graph.OOSs, &graph.AFlags, &graph.EFlags}) array->Dimension(0, last);
+
+    const std::vector<ActiveRow> rows = ActiveRows(record);
+    if (rows.empty()) return;
+    const auto tests = std::as_const(record.Tests).Elements();
+    Key key = rows.front().key;
+    std::span<const ActiveRow> matching = RowsOf(key, rows);
+    for (std::int32_t i = 0; i <= last; ++i) {
+      const API_SubgroupData& subgroup = record.Subgroups[i];
+      if (const Key own{subgroup.Part, subgroup.Test}; own != key) {
+        key = own;
+        matching = RowsOf(key, rows);
+      }
+      std::int32_t broken = 0;
+      for (const ActiveRow& row : matching) {
+        graph.EFlags[i] = row.enabled;
+        graph.AFlags[i] = row.active;
+        if (row.active == 0 || subgroup.Flag != sfEnabled) continue;
+        for (const API_TestData& test : TestsOf(subgroup, tests)) broken |= row.Broken(test);
+      }
+      graph.OOSs[i] = broken;
+    }
+  });
+}
+
+}  // namespace orvspc
