@@ -6,46 +6,57 @@
 
 namespace orvspc::engine {
 
-// Lines of a chart at one point. `sigma` is the standard deviation of the plotted statistic by its formula, also where
-// the lower limit is cut at 0: run rules standardise by it.
+// Lines of a chart at one point. `sigma` is the standard deviation of the plotted statistic by its
+// formula, also where the lower limit is cut at 0: run rules standardise by it.
 struct PointLimits {
   double centre, upper, lower, sigma;
 };
 
-// In all of these: `sigma` is that of one piece; a sigma of NaN gives limits of NaN about the same centre where the
-// centre does not need it, a sigma of 0 limits on the centre. `width` is the half width in sigmas of the statistic.
-// A size for which the statistic does not exist gives NaN throughout.
+// In all of these: `sigma` is that of one piece; a sigma of NaN gives limits of NaN about the same
+// centre where the centre does not need it, a sigma of 0 limits on the centre. `width` is the half
+// width in sigmas of the statistic. A size for which the statistic does not exist gives NaN
+// throughout.
 
 inline constexpr double kThreeSigma = 3.0;
 
-// Mean of n pieces; with the mean size (not a whole number) also individuals and three-way charts. Source ISO 7870-2
+// Mean of n pieces; with the mean size (not a whole number) also individuals and three-way charts.
+// Source ISO 7870-2
 PointLimits MeanLimits(double centre, double sigma, double n, double width = kThreeSigma);
 
 // Median of n pieces: centre +- width sigma e(n). Source ISO 7870-2 (A4 = 3 e / d2)
 PointLimits MedianLimits(double centre, double sigma, std::int32_t n, double width = kThreeSigma);
 
-// Plain average of the means of the subgroups in the window: sigma/w sqrt(sum(1/n_j)). Source Montgomery, ch. 9.3
-PointLimits MovingAverageLimits(double centre, double sigma, std::span<const std::int32_t> window_sizes,
+// Plain average of the means of the subgroups in the window: sigma/w sqrt(sum(1/n_j)). Source
+// Montgomery, ch. 9.3
+PointLimits MovingAverageLimits(double centre, double sigma,
+                                std::span<const std::int32_t> window_sizes,
                                 double width = kThreeSigma);
 
 // Range of n pieces: d2 sigma, (d2 +- width d3) sigma, cut at 0. Source ISO 7870-2
 PointLimits RangeLimits(double sigma, std::int32_t n, double width = kThreeSigma);
 
-// Standard deviation (divisor n - 1) of n pieces: c4 sigma, (c4 +- width sqrt(1 - c4^2)) sigma, cut at 0. ISO 7870-2
+// Standard deviation (divisor n - 1) of n pieces: c4 sigma, (c4 +- width sqrt(1 - c4^2)) sigma, cut
+// at 0. ISO 7870-2
 PointLimits SdLimits(double sigma, std::int32_t n, double width = kThreeSigma);
 
-// Moving range of span 2 of points with standard deviation `sigma_of_point`: RangeLimits at n = 2, lower limit 0.
+// Moving range of span 2 of points with standard deviation `sigma_of_point`: RangeLimits at n = 2,
+// lower limit 0.
 PointLimits MovingRangeLimits(double sigma_of_point, double width = kThreeSigma);
 
 // Coefficient of variation s/mean of n pieces, gamma the coefficient of one piece:
 //   c4 gamma (1 + gamma^2/n) +- width gamma sqrt((1 - c4^2) + gamma^2/n), cut at 0
-// Good to 0.5 % (centre) and 5 % (deviation) for gamma <= 0.3. Source delta method on Kang et al., JQT 39 (2007)
+// Good to 0.5 % (centre) and 5 % (deviation) for gamma <= 0.3. Source delta method on Kang et al.,
+// JQT 39 (2007)
 PointLimits CvLimits(double gamma, std::int32_t n, double width = kThreeSigma);
 
-// Mean over pieces of the range, or standard deviation, of the readings inside each piece; `sigma` is that of one
-// reading. readings[j]: readings of piece j; pieces with fewer than two do not count.
-//   sigma sum(d2(r_j))/n +- width sigma sqrt(sum(d3(r_j)^2))/n, cut at 0; c4 and sqrt(1 - c4^2) for the deviation
-PointLimits WithinPieceRangeLimits(double sigma, std::span<const std::int32_t> readings, double width = kThreeSigma);
-PointLimits WithinPieceSdLimits(double sigma, std::span<const std::int32_t> readings, double width = kThreeSigma);
+// Mean over pieces of the range, or standard deviation, of the readings inside each piece; `sigma`
+// is that of one reading. readings[j]: readings of piece j; pieces with fewer than two do not
+// count.
+//   sigma sum(d2(r_j))/n +- width sigma sqrt(sum(d3(r_j)^2))/n, cut at 0; c4 and sqrt(1 - c4^2) for
+//   the deviation
+PointLimits WithinPieceRangeLimits(double sigma, std::span<const std::int32_t> readings,
+                                   double width = kThreeSigma);
+PointLimits WithinPieceSdLimits(double sigma, std::span<const std::int32_t> readings,
+                                double width = kThreeSigma);
 
 }  // namespace orvspc::engine

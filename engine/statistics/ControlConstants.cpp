@@ -17,7 +17,9 @@ namespace table = control_constants;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLogOfLargest = 31.0 * std::numbers::ln2;
 
-const table::Row& RowOf(std::int32_t n) { return table::kTable[static_cast<std::size_t>(n - table::kFirst)]; }
+const table::Row& RowOf(std::int32_t n) {
+  return table::kTable[static_cast<std::size_t>(n - table::kFirst)];
+}
 
 // Clenshaw's recurrence; u runs from -1 to 1.
 double ChebyshevSum(std::span<const double> series, double u) {
@@ -32,15 +34,17 @@ double ChebyshevSum(std::span<const double> series, double u) {
 
 double InLogOfSize(std::span<const double> series, std::int32_t n) {
   static const double low = std::log(static_cast<double>(table::kLast));
-  const double u = (2.0 * std::log(static_cast<double>(n)) - low - kLogOfLargest) / (kLogOfLargest - low);
+  const double u =
+      (2.0 * std::log(static_cast<double>(n)) - low - kLogOfLargest) / (kLogOfLargest - low);
   return ChebyshevSum(series, u);
 }
 
-// 1 - c4(n) for large n, from Gamma(x + 1/2)/Gamma(x) with x = (n - 1)/2 (Abramowitz & Stegun 6.1.47).
-// The first term left out is below 1e-16 at n = 101.
+// 1 - c4(n) for large n, from Gamma(x + 1/2)/Gamma(x) with x = (n - 1)/2 (Abramowitz &
+// Stegun 6.1.47). The first term left out is below 1e-16 at n = 101.
 double OneMinusC4(std::int32_t n) {
-  constexpr double kTerms[] = {1.0 / 8.0,          -1.0 / 128.0,         -5.0 / 1024.0,        21.0 / 32768.0,
-                               399.0 / 262144.0,   -869.0 / 4194304.0,   -39325.0 / 33554432.0};
+  constexpr double kTerms[] = {
+      1.0 / 8.0,        -1.0 / 128.0,       -5.0 / 1024.0,        21.0 / 32768.0,
+      399.0 / 262144.0, -869.0 / 4194304.0, -39325.0 / 33554432.0};
   const double y = 2.0 / (static_cast<double>(n) - 1.0);
   double sum = 0.0;
   for (std::size_t j = std::size(kTerms); j-- > 0;) sum = (sum + kTerms[j]) * y;
@@ -75,8 +79,8 @@ double MedianSd(std::int32_t n) {
   if (n < table::kFirst) return kNaN;
   if (n <= table::kLast) return RowOf(n).median_sd;
   const double u = 2.0 * table::kLast / static_cast<double>(n) - 1.0;
-  const double ratio =
-      n % 2 == 1 ? ChebyshevSum(table::kMedianOddSeries, u) : ChebyshevSum(table::kMedianEvenSeries, u);
+  const double ratio = n % 2 == 1 ? ChebyshevSum(table::kMedianOddSeries, u)
+                                  : ChebyshevSum(table::kMedianEvenSeries, u);
   return ratio * std::sqrt(std::numbers::pi / (2.0 * static_cast<double>(n)));
 }
 

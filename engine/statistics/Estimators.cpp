@@ -23,9 +23,12 @@ constexpr SettingName kSettingNames[] = {
     {EstimatorSetting::PooledAsSbar, "pooled-as-sbar"},
 };
 
-bool IsUsed(std::span<const std::uint8_t> used, std::size_t i) { return used.empty() || used[i] != 0; }
+bool IsUsed(std::span<const std::uint8_t> used, std::size_t i) {
+  return used.empty() || used[i] != 0;
+}
 
-// Mean of a statistic in sigmas and its weight, kept for the size met last: charts have long stretches of one size.
+// Mean of a statistic in sigmas and its weight, kept for the size met last: charts have long
+// stretches of one size.
 struct SizeConstant {
   std::int32_t n = 0;
   double constant = 1.0, weight = 1.0;
@@ -76,20 +79,22 @@ SigmaEstimate Provenance(const UsedSizes& sizes, std::string_view name) {
   return result;
 }
 
-// sum(w statistic / constant) / sum(w); w = 1 when not weighted. One size for all divides once, at the end.
+// sum(w statistic / constant) / sum(w); w = 1 when not weighted. One size for all divides once, at
+// the end.
 template <typename ConstantOf>
 SigmaEstimate FromMeans(std::span<const double> statistics, std::span<const std::int32_t> sizes,
                         std::span<const std::uint8_t> used, bool weighted, ConstantOf constant_of,
                         std::string_view name) {
   SizeConstant at;
   double numerator = 0.0, denominator = 0.0, plain = 0.0;
-  const UsedSizes sizes_used = ForEachUsed(statistics, sizes, used, [&](double statistic, std::int32_t n) {
-    if (n != at.n) at = constant_of(n);
-    const double weight = weighted ? at.weight : 1.0;
-    numerator += weight * statistic / at.constant;
-    denominator += weight;
-    plain += statistic;
-  });
+  const UsedSizes sizes_used =
+      ForEachUsed(statistics, sizes, used, [&](double statistic, std::int32_t n) {
+        if (n != at.n) at = constant_of(n);
+        const double weight = weighted ? at.weight : 1.0;
+        numerator += weight * statistic / at.constant;
+        denominator += weight;
+        plain += statistic;
+      });
   SigmaEstimate result = Provenance(sizes_used, name);
   if (!result.Exists()) return result;
   if (result.smallest_n == result.largest_n) {
@@ -149,18 +154,21 @@ double SigmaAt(const SigmaEstimate& estimate, std::int32_t n) {
 SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const std::int32_t> sizes,
                               EstimatorSetting setting, std::span<const std::uint8_t> used) {
   const bool weighted = setting != EstimatorSetting::Unweighted;
-  return FromMeans(ranges, sizes, used, weighted, RangeConstant, weighted ? "R-est mvlue" : "R-est unweighted");
+  return FromMeans(ranges, sizes, used, weighted, RangeConstant,
+                   weighted ? "R-est mvlue" : "R-est unweighted");
 }
 
-SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes, EstimatorSetting setting,
-                           std::span<const std::uint8_t> used) {
+SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes,
+                           EstimatorSetting setting, std::span<const std::uint8_t> used) {
   if (setting == EstimatorSetting::Pooled || setting == EstimatorSetting::PooledAsSbar)
     return PooledSigma(sds, sizes, used, setting == EstimatorSetting::PooledAsSbar);
   const bool weighted = setting == EstimatorSetting::Mvlue;
-  return FromMeans(sds, sizes, used, weighted, SdConstant, weighted ? "S-est mvlue" : "S-est unweighted");
+  return FromMeans(sds, sizes, used, weighted, SdConstant,
+                   weighted ? "S-est mvlue" : "S-est unweighted");
 }
 
-SigmaEstimate SigmaFromMovingRanges(std::span<const double> points, std::span<const std::uint8_t> used) {
+SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
+                                    std::span<const std::uint8_t> used) {
   double previous = kNaN, sum = 0.0;
   UsedSizes pairs;
   for (std::size_t i = 0; i < points.size(); ++i) {
@@ -178,7 +186,8 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points, std::span<co
   return result;
 }
 
-std::vector<double> MovingRanges(std::span<const double> points, std::span<const std::uint8_t> used) {
+std::vector<double> MovingRanges(std::span<const double> points,
+                                 std::span<const std::uint8_t> used) {
   std::vector<double> result(points.size());
   double previous = kNaN;
   for (std::size_t i = 0; i < points.size(); ++i) {
@@ -217,6 +226,8 @@ double PlainCentre(std::span<const double> points, std::span<const std::uint8_t>
   return origin + sum / static_cast<double>(count);
 }
 
-double SigmaFromMean(std::span<const double> statistics, double constant) { return PlainCentre(statistics) / constant; }
+double SigmaFromMean(std::span<const double> statistics, double constant) {
+  return PlainCentre(statistics) / constant;
+}
 
 }  // namespace orvspc::engine

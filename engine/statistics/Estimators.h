@@ -10,12 +10,13 @@
 
 namespace orvspc::engine {
 
-// How subgroups of different size are put together. With one size for all, Mvlue and Unweighted agree.
+// How subgroups of different size are put together. With one size for all, Mvlue and Unweighted
+// agree.
 enum class EstimatorSetting {
   Mvlue,         // linear unbiased estimate of least variance; the default
   Unweighted,    // plain mean of R_i/d2(n_i) or s_i/c4(n_i)
   Pooled,        // standard deviations: root of the pooled variance, no bias correction
-  PooledAsSbar,  // standard deviations: the pooled value stands for Sbar, divided by c4(n_i) at each point
+  PooledAsSbar,  // the same pooled value as Sbar, divided by c4(n_i) at each point
 };
 
 // "mvlue", "unweighted", "pooled", "pooled-as-sbar".
@@ -24,13 +25,15 @@ std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name);
 
 // A sigma and where it came from.
 struct SigmaEstimate {
-  double value = std::numeric_limits<double>::quiet_NaN();      // sigma of one piece; NaN: nothing to estimate from
-  std::string_view name = "none";                               // estimator and setting, e.g. "R-est mvlue"
-  double constant = std::numeric_limits<double>::quiet_NaN();   // d2 or c4 that was divided by; NaN: none or several
-  std::int64_t used = 0;                                        // subgroups, or moving ranges, that took part
-  std::int32_t smallest_n = 0;                                  // sizes that took part; 2, 2 for moving ranges
+  static constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+  double value = kNone;            // sigma of one piece; NaN: nothing to estimate from
+  std::string_view name = "none";  // estimator and setting, e.g. "R-est mvlue"
+  double constant = kNone;         // d2 or c4 that was divided by; NaN: none, or several
+  std::int64_t used = 0;           // subgroups, or moving ranges, that took part
+  std::int32_t smallest_n = 0;     // sizes that took part; 2 for moving ranges
   std::int32_t largest_n = 0;
-  double sbar = std::numeric_limits<double>::quiet_NaN();       // PooledAsSbar only: the pooled standard deviation
+  double sbar = kNone;  // PooledAsSbar only: the pooled standard deviation
 
   bool Exists() const { return used > 0; }
 };
@@ -38,47 +41,54 @@ struct SigmaEstimate {
 // Sigma that the limits of a point of n pieces use: `value`, but sbar / c4(n) under PooledAsSbar.
 double SigmaAt(const SigmaEstimate& estimate, std::int32_t n);
 
-// In all of these: one element of `sizes` for each statistic. A statistic that is NaN, a size below 2, or used[i] = 0
-// takes no part; `used` empty = all used. Nothing left: value NaN, used 0.
+// In all of these: one element of `sizes` for each statistic. A statistic that is NaN, a size below
+// 2, or used[i] = 0 takes no part; `used` empty = all used. Nothing left: value NaN, used 0.
 
 // Within-subgroup sigma from ranges (R-est).
-//   Mvlue: sum(f_i R_i/d2(n_i)) / sum(f_i), f = d2^2/d3^2.  Ranges cannot be pooled: Pooled and PooledAsSbar take Mvlue.
+//   Mvlue: sum(f_i R_i/d2(n_i)) / sum(f_i), f = d2^2/d3^2.  Ranges cannot be pooled: Pooled and
+//   PooledAsSbar take Mvlue.
 // Source   Burr, J. Quality Technology 1 (1969)
 SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const std::int32_t> sizes,
                               EstimatorSetting setting = EstimatorSetting::Mvlue,
                               std::span<const std::uint8_t> used = {});
 
 // Within-subgroup sigma from standard deviations with divisor n - 1 (S-est).
-//   Mvlue: sum(h_i s_i/c4(n_i)) / sum(h_i), h = c4^2/(1 - c4^2).  Pooled: sqrt(sum((n_i-1) s_i^2) / sum(n_i-1)).
+//   Mvlue: sum(h_i s_i/c4(n_i)) / sum(h_i), h = c4^2/(1 - c4^2).  Pooled: sqrt(sum((n_i-1) s_i^2) /
+//   sum(n_i-1)).
 // PooledAsSbar reports as `value` the mean over the subgroups of sbar / c4(n_i).
 // Source   Burr, J. Quality Technology 1 (1969); ISO 22514-2 (pooled)
 SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes,
                            EstimatorSetting setting = EstimatorSetting::Mvlue,
                            std::span<const std::uint8_t> used = {});
 
-// Sigma of the points from their moving ranges of span 2 (MR-est): mean / d2(2); no screening of large ranges.
-// points   in time order, of one stream; NaN breaks the chain (no range into it or out of it); an unused point is
+// Sigma of the points from their moving ranges of span 2 (MR-est): mean / d2(2); no screening of
+// large ranges. points   in time order, of one stream; NaN breaks the chain (no range into it or
+// out of it); an unused point is
 //          left out and its neighbours become neighbours
 // Source   ISO 7870-2
-SigmaEstimate SigmaFromMovingRanges(std::span<const double> points, std::span<const std::uint8_t> used = {});
+SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
+                                    std::span<const std::uint8_t> used = {});
 
-// |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range to the used point
-// before it and is then forgotten.
-std::vector<double> MovingRanges(std::span<const double> points, std::span<const std::uint8_t> used = {});
+// |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range
+// to the used point before it and is then forgotten.
+std::vector<double> MovingRanges(std::span<const double> points,
+                                 std::span<const std::uint8_t> used = {});
 
-// Coefficient of variation from W_i = s_i / mean_i: sum(h_i W_i/c4(n_i)) / sum(h_i), h as in SigmaFromSds.
+// Coefficient of variation from W_i = s_i / mean_i: sum(h_i W_i/c4(n_i)) / sum(h_i), h as in
+// SigmaFromSds.
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used = {});
 
-// Size-weighted mean sum(n_i x_i)/sum(n_i); NaN points, sizes below 1 and unused points are skipped; NaN when none is left.
+// Size-weighted mean sum(n_i x_i)/sum(n_i); NaN points, sizes below 1 and unused points are
+// skipped; NaN when none is left.
 double WeightedCentre(std::span<const double> points, std::span<const std::int32_t> sizes,
                       std::span<const std::uint8_t> used = {});
 
 // Plain mean of the points; NaN and unused points are skipped; NaN when none is left.
 double PlainCentre(std::span<const double> points, std::span<const std::uint8_t> used = {});
 
-// The mean of the statistics that are not NaN, divided by a constant that the caller brings: for work with the rounded
-// constants of a printed table (d2 = 2.326). NaN when every statistic is NaN.
+// The mean of the statistics that are not NaN, divided by a constant that the caller brings: for
+// work with the rounded constants of a printed table (d2 = 2.326). NaN when every statistic is NaN.
 double SigmaFromMean(std::span<const double> statistics, double constant);
 
 }  // namespace orvspc::engine

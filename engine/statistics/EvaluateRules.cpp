@@ -11,8 +11,8 @@
 namespace orvspc::engine {
 namespace {
 
-constexpr double kTie = 1e-9;   // of a sigma
-constexpr std::int64_t kNever = std::int64_t{1} << 60;   // longer ago than any window
+constexpr double kTie = 1e-9;                           // of a sigma
+constexpr std::int64_t kNever = std::int64_t{1} << 60;  // longer ago than any window
 
 double TieWidth(double a, double b, double sigma) {
   if (sigma > 0.0) return kTie * sigma;
@@ -22,17 +22,18 @@ double TieWidth(double a, double b, double sigma) {
 // What a rule can see of a point.
 enum class Sight : std::uint8_t {
   Nothing,     // no value: every run ends here
-  LimitsOnly,  // a value without centre or sigma: drawn limits are tested, every other run ends here
+  LimitsOnly,  // a value without centre or sigma: drawn limits are tested, every other run ends
+               // here
   All,
 };
 
-// The used points of a stretch, side by side. Rules are run one after the other over a block that stays in the nearest
-// cache, each as a loop without a choice of kind in it.
+// The used points of a stretch, side by side. Rules are run one after the other over a block that
+// stays in the nearest cache, each as a loop without a choice of kind in it.
 struct Block {
   static constexpr std::size_t kSize = 512;
   std::size_t count = 0;
-  bool plain = true;   // every point can be seen in full and none restarts
-  std::array<double, kSize> x, d, sigma, ucl, lcl;   // d: distance from the centre
+  bool plain = true;  // every point can be seen in full and none restarts
+  std::array<double, kSize> x, d, sigma, ucl, lcl;  // d: distance from the centre
   std::array<Sight, kSize> sight;
   std::array<bool, kSize> restart;
   std::array<std::size_t, kSize> index;
@@ -41,10 +42,11 @@ struct Block {
 
 // Where the m points before and including this one stand. For each rule, kept from block to block.
 struct RunState {
-  std::int64_t run = 0, run_up = 0, run_down = 0;            // points in a row that fulfil the rule, by side
-  std::int64_t since_up = kNever, since_down = kNever;       // points since the last one on that side; 0: this one
-  std::int64_t seen = 0;                                     // points since the last break
-  std::uint64_t window_up = 0, window_down = 0;              // the newest is bit 0
+  std::int64_t run = 0, run_up = 0, run_down = 0;  // points in a row that fulfil the rule, by side
+  std::int64_t since_up = kNever,
+               since_down = kNever;  // points since the last one on that side; 0: this one
+  std::int64_t seen = 0;             // points since the last break
+  std::uint64_t window_up = 0, window_down = 0;  // the newest is bit 0
   double previous = std::numeric_limits<double>::quiet_NaN();
   int direction = 0;
 };
@@ -79,22 +81,29 @@ bool WindowFulfilled(RunState& s, bool up, bool down, std::int32_t k, std::int32
   return above + below >= k && (side == RuleSide::Either || (above > 0 && below > 0));
 }
 
-// Calls action.operator()<side>() for a side known at run time only: the loops inside have no choice left in them.
+// Calls action.operator()<side>() for a side known at run time only: the loops inside have no
+// choice left in them.
 template <typename Action>
 auto WithSide(RuleSide side, Action action) {
   switch (side) {
-    case RuleSide::Same: return action.template operator()<RuleSide::Same>();
-    case RuleSide::Either: return action.template operator()<RuleSide::Either>();
-    case RuleSide::Both: return action.template operator()<RuleSide::Both>();
-    case RuleSide::Upper: return action.template operator()<RuleSide::Upper>();
-    case RuleSide::Lower: break;
+    case RuleSide::Same:
+      return action.template operator()<RuleSide::Same>();
+    case RuleSide::Either:
+      return action.template operator()<RuleSide::Either>();
+    case RuleSide::Both:
+      return action.template operator()<RuleSide::Both>();
+    case RuleSide::Upper:
+      return action.template operator()<RuleSide::Upper>();
+    case RuleSide::Lower:
+      break;
   }
   return action.template operator()<RuleSide::Lower>();
 }
 
 // +1 above the point before, -1 below it, 0 for a tie or no point before.
 int DirectionFrom(double previous, double x, double sigma) {
-  const double step = x - previous, tie = kTie * sigma;   // only points with a sigma above 0 come here
+  const double step = x - previous,
+               tie = kTie * sigma;  // only points with a sigma above 0 come here
   return static_cast<int>(step > tie) - static_cast<int>(step < -tie);
 }
 
@@ -114,10 +123,11 @@ bool AlternateFulfilled(RunState& s, double x, double sigma, std::int32_t m) {
   return s.run >= m;
 }
 
-// Runs `fulfilled(i)` over the points that the rule can see and begins anew where a run cannot go on.
+// Runs `fulfilled(i)` over the points that the rule can see and begins anew where a run cannot go
+// on.
 template <typename Fulfilled>
 void Run(Block& block, RunState& kept, std::uint32_t bit, Fulfilled fulfilled) {
-  RunState state = kept;   // a copy of its own can stay in registers
+  RunState state = kept;  // a copy of its own can stay in registers
   if (block.plain) {
     for (std::size_t i = 0; i < block.count; ++i) block.marks[i] |= fulfilled(state, i) ? bit : 0U;
   } else {
@@ -134,7 +144,8 @@ void RunLimit(Block& block, std::uint32_t bit, RuleSide side) {
   for (std::size_t i = 0; i < block.count; ++i) {
     if (block.sight[i] == Sight::Nothing) continue;
     const double x = block.x[i], sigma = block.sigma[i];
-    if ((upper && Above(x, block.ucl[i], sigma)) || (lower && Above(block.lcl[i], x, sigma))) block.marks[i] |= bit;
+    if ((upper && Above(x, block.ucl[i], sigma)) || (lower && Above(block.lcl[i], x, sigma)))
+      block.marks[i] |= bit;
   }
 }
 
@@ -142,27 +153,37 @@ void RunOne(Block& block, RunState& s, const RunRule& rule) {
   const std::uint32_t bit = RuleBit(rule.number);
   const std::int32_t k = rule.k, m = rule.m;
   const RuleSide side = rule.side;
-  const double line = rule.zone + kTie;   // beyond this many sigmas is beyond the line and not tied with it
+  const double line =
+      rule.zone + kTie;  // beyond this many sigmas is beyond the line and not tied with it
   const auto up = [&block, line](std::size_t i) { return block.d[i] > line * block.sigma[i]; };
   const auto down = [&block, line](std::size_t i) { return -block.d[i] > line * block.sigma[i]; };
-  const auto outside = [&block, line](std::size_t i) { return std::fabs(block.d[i]) > line * block.sigma[i]; };
+  const auto outside = [&block, line](std::size_t i) {
+    return std::fabs(block.d[i]) > line * block.sigma[i];
+  };
   switch (rule.kind) {
     case RuleKind::Limit:
       return RunLimit(block, bit, side);
     case RuleKind::Zone:
     case RuleKind::Outside:
       return WithSide(side, [&]<RuleSide kSide>() {
-        if (k < m) Run(block, s, bit, [=](RunState& t, auto i) { return WindowFulfilled<kSide>(t, up(i), down(i), k, m); });
-        else Run(block, s, bit, [=](RunState& t, auto i) { return RowFulfilled<kSide>(t, up(i), down(i), m); });
+        if (k == m)
+          Run(block, s, bit,
+              [=](RunState& t, auto i) { return RowFulfilled<kSide>(t, up(i), down(i), m); });
+        else
+          Run(block, s, bit,
+              [=](RunState& t, auto i) { return WindowFulfilled<kSide>(t, up(i), down(i), k, m); });
       });
     case RuleKind::Within:
-      return Run(block, s, bit, [=](RunState& t, auto i) { return (t.run = outside(i) ? 0 : t.run + 1) >= m; });
+      return Run(block, s, bit,
+                 [=](RunState& t, auto i) { return (t.run = outside(i) ? 0 : t.run + 1) >= m; });
     case RuleKind::Trend:
-      return Run(block, s, bit,
-                 [&, m](RunState& t, auto i) { return TrendFulfilled(t, block.x[i], block.sigma[i], m, side); });
+      return Run(block, s, bit, [&, m](RunState& t, auto i) {
+        return TrendFulfilled(t, block.x[i], block.sigma[i], m, side);
+      });
     case RuleKind::Alternate:
-      return Run(block, s, bit,
-                 [&, m](RunState& t, auto i) { return AlternateFulfilled(t, block.x[i], block.sigma[i], m); });
+      return Run(block, s, bit, [&, m](RunState& t, auto i) {
+        return AlternateFulfilled(t, block.x[i], block.sigma[i], m);
+      });
     case RuleKind::Red:
     case RuleKind::Yellow2:
       return;
@@ -187,9 +208,9 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
     block.lcl[i] = in.lcl.empty() ? kNaN : in.lcl[next];
     block.restart[i] = restart;
     const bool has_value = !std::isnan(x) && (in.has_value.empty() || in.has_value[next] != 0);
-    block.sight[i] = !has_value                                   ? Sight::Nothing
+    block.sight[i] = !has_value                               ? Sight::Nothing
                      : sigma > 0.0 && !std::isnan(block.d[i]) ? Sight::All
-                                                                  : Sight::LimitsOnly;
+                                                              : Sight::LimitsOnly;
     block.plain = block.plain && !restart && block.sight[i] == Sight::All;
     restart = false;
     block.index[i] = next;
@@ -202,7 +223,8 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
 bool Tied(double a, double b, double sigma) { return std::fabs(a - b) <= TieWidth(a, b, sigma); }
 bool Above(double a, double b, double sigma) { return a - b > TieWidth(a, b, sigma); }
 
-void EvaluateRules(const RunInput& input, std::span<const RunRule> rules, std::span<std::uint32_t> marks) {
+void EvaluateRules(const RunInput& input, std::span<const RunRule> rules,
+                   std::span<std::uint32_t> marks) {
   std::fill(marks.begin(), marks.end(), 0U);
   std::vector<RunState> states(rules.size());
   Block block;

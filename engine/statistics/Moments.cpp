@@ -45,8 +45,9 @@ double SumOfSquaresAbout(std::span<const double> values, Centre centre) {
     squares.Add(d * d);
     rest.Add(d);
   }
-  const double r = rest.Value();   // 0 but for the rounding of the shift
-  return std::max(0.0, squares.Value() - r * r / static_cast<double>(values.size()));
+  const double r = rest.Value();  // 0 but for the rounding of the shift
+  const double sum = squares.Value() - r * r / static_cast<double>(values.size());
+  return sum < 0.0 ? 0.0 : sum;  // NaN stays NaN
 }
 
 }  // namespace
@@ -65,7 +66,9 @@ double SampleVariance(std::span<const double> values) {
   return values.size() < 2 ? kNaN : SumOfSquares(values) / static_cast<double>(values.size() - 1);
 }
 
-double SampleStandardDeviation(std::span<const double> values) { return std::sqrt(SampleVariance(values)); }
+double SampleStandardDeviation(std::span<const double> values) {
+  return std::sqrt(SampleVariance(values));
+}
 
 CentralMoments CentralMomentsOf(std::span<const double> values) {
   CentralMoments result;
@@ -102,8 +105,8 @@ double SampleKurtosis(const CentralMoments& moments) {
   return (n - 1.0) / ((n - 2.0) * (n - 3.0)) * ((n + 1.0) * excess + 6.0);
 }
 
-// A subgroup is short: plain sums about its first value keep all the digits, and a chart of a million subgroups calls
-// this a million times.
+// A subgroup is short: plain sums about its first value keep all the digits, and a chart of a
+// million subgroups calls this a million times.
 SampleSummary Summarise(std::span<const double> values) {
   SampleSummary result;
   double origin = 0.0, sum = 0.0, smallest = kNaN, largest = kNaN;
@@ -144,7 +147,8 @@ double Median(std::span<const double> values) {
     heap.resize(values.size());
     data = heap.data();
   }
-  double* const end = std::copy_if(values.begin(), values.end(), data, [](double x) { return std::isfinite(x); });
+  double* const end =
+      std::copy_if(values.begin(), values.end(), data, [](double x) { return std::isfinite(x); });
   const auto count = end - data;
   if (count == 0) return kNaN;
   double* const middle = data + count / 2;
@@ -156,7 +160,7 @@ double Median(std::span<const double> values) {
 
 double Quantile(std::span<const double> sorted, double p) {
   if (sorted.empty() || std::isnan(p)) return kNaN;
-  const double position = static_cast<double>(sorted.size()) * p + 0.5;   // counts from 1
+  const double position = static_cast<double>(sorted.size()) * p + 0.5;  // counts from 1
   if (position <= 1.0) return sorted.front();
   if (position >= static_cast<double>(sorted.size())) return sorted.back();
   const double whole = std::floor(position);

@@ -10,8 +10,12 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-bool IsUsed(const SequenceInput& input, std::size_t i) { return input.used.empty() || input.used[i] != 0; }
-bool Restarts(const SequenceInput& input, std::size_t i) { return !input.restart.empty() && input.restart[i] != 0; }
+bool IsUsed(const SequenceInput& input, std::size_t i) {
+  return input.used.empty() || input.used[i] != 0;
+}
+bool Restarts(const SequenceInput& input, std::size_t i) {
+  return !input.restart.empty() && input.restart[i] != 0;
+}
 
 EwmaSeries EmptySeries(std::size_t count) {
   const std::vector<double> none(count, kNaN);
@@ -83,6 +87,8 @@ EwmaSeries MovingCentreEwma(const SequenceInput& input,
   return series;
 }
 
-double EwmaAsymptoticSigma(double sigma, double lambda) { return sigma * std::sqrt(lambda / (2.0 - lambda)); }
+double EwmaAsymptoticSigma(double sigma, double lambda) {
+  return sigma * std::sqrt(lambda / (2.0 - lambda));
+}
 
 }  // namespace orvspc::engine

@@ -21,22 +21,31 @@ struct UnivariateCase {
   const char* reason;
 };
 
-// Certified by NIST/ITL, Statistical Reference Datasets. The standard deviation has the divisor n - 1.
+// Certified by NIST/ITL, Statistical Reference Datasets. The standard deviation has the divisor n
+// - 1.
 std::vector<UnivariateCase> UnivariateCases() {
   return {
       {"Lew", {std::begin(kLew), std::end(kLew)}, -177.435, 277.332168044316, 13, "integers"},
-      {"Michelso", {std::begin(kMichelso), std::end(kMichelso)}, 299.8524, 0.0790105478190518, 13, "5 digits"},
+      {"Michelso",
+       {std::begin(kMichelso), std::end(kMichelso)},
+       299.8524,
+       0.0790105478190518,
+       13,
+       "5 digits"},
       {"NumAcc1", {std::begin(kNumAcc1), std::end(kNumAcc1)}, 10000002, 1, 13, "exact in doubles"},
       {"NumAcc2", NumAcc(1.2, 1.1, 1.3), 1.2, 0.1, 13, "two constant digits"},
-      {"NumAcc3", NumAcc(1000000.2, 1000000.1, 1000000.3), 1000000.2, 0.1, 9, "the data round at the 10th digit"},
-      {"NumAcc4", NumAcc(10000000.2, 10000000.1, 10000000.3), 10000000.2, 0.1, 8, "the data round at the 9th digit"},
+      {"NumAcc3", NumAcc(1000000.2, 1000000.1, 1000000.3), 1000000.2, 0.1, 9,
+       "the data round at the 10th digit"},
+      {"NumAcc4", NumAcc(10000000.2, 10000000.1, 10000000.3), 10000000.2, 0.1, 8,
+       "the data round at the 9th digit"},
   };
 }
 
 TEST(Moments, NistUnivariateSets) {
   for (const UnivariateCase& row : UnivariateCases()) {
     EXPECT_GE(CorrectDigits(Mean(row.values), row.mean), 14.0) << row.name;
-    EXPECT_GE(CorrectDigits(SampleStandardDeviation(row.values), row.sd), row.sd_digits) << row.name << row.reason;
+    EXPECT_GE(CorrectDigits(SampleStandardDeviation(row.values), row.sd), row.sd_digits)
+        << row.name << row.reason;
   }
 }
 

@@ -14,7 +14,8 @@ namespace {
 
 using namespace engine;
 
-// NIST/SEMATECH e-Handbook 6.3.2.4; its limits are those after many points, to which ours have come at the 20th.
+// NIST/SEMATECH e-Handbook 6.3.2.4; its limits are those after many points, to which ours have come
+// at the 20th.
 TEST(Ewma, HandbookExample) {
   const double printed[] = {50.6,  49.52, 50.56, 50.18, 50.16, 49.21, 49.75, 49.85, 50.26, 50.33,
                             50.11, 49.36, 49.52, 50.05, 49.38, 49.92, 50.73, 51.23, 51.94, 51.99};
@@ -41,7 +42,8 @@ TEST(Cusum, DeterministicSequenceWithSumsOnTheDecisionInterval) {
   for (std::size_t i = 0; i < 6; ++i) {
     EXPECT_NEAR(series.up[i], up[i], 1e-12) << i;
     EXPECT_NEAR(series.down[i], down[i], 1e-12) << i;
-    EXPECT_EQ(series.points[i], series.up[i] >= series.down[i] ? series.up[i] : -series.down[i]) << i;
+    EXPECT_EQ(series.points[i], series.up[i] >= series.down[i] ? series.up[i] : -series.down[i])
+        << i;
   }
   RunInput input;
   input.points = series.points;

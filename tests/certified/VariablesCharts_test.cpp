@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Published charts of variables. Where the source worked with a rounded constant, that constant is the argument.
+// Published charts of variables. Where the source worked with a rounded constant, that constant is
+// the argument.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -48,15 +49,16 @@ Subgroups Cut(std::span<const double> values, std::span<const std::int32_t> size
 }
 
 std::vector<std::size_t> Beyond(std::span<const double> points, PointLimits limits) {
-  std::vector<std::size_t> numbers;   // counted from 1
+  std::vector<std::size_t> numbers;  // counted from 1
   for (std::size_t i = 0; i < points.size(); ++i)
-    if (Above(points[i], limits.upper, limits.sigma) || Above(limits.lower, points[i], limits.sigma))
+    if (Above(points[i], limits.upper, limits.sigma) ||
+        Above(limits.lower, points[i], limits.sigma))
       numbers.push_back(i + 1);
   return numbers;
 }
 
-// Montgomery 8e, example 6.1. Tolerances are half a unit of the last printed digit; the book's upper range limit comes
-// from a rounded D4.
+// Montgomery 8e, example 6.1. Tolerances are half a unit of the last printed digit; the book's
+// upper range limit comes from a rounded D4.
 TEST(VariablesCharts, MontgomeryFlowWidthMeanAndRange) {
   const Subgroups phase1 = Cut(std::span(kFlowWidth).first(125), 5);
   const Subgroups all = Cut(kFlowWidth, 5);
@@ -73,11 +75,13 @@ TEST(VariablesCharts, MontgomeryFlowWidthMeanAndRange) {
   EXPECT_EQ(Beyond(all.ranges, range), std::vector<std::size_t>{});
 }
 
-// Montgomery 6e, table 6.4: the pooled standard deviation stands for Sbar and is divided by c4(n) at each sample. Limits
-// as computed by the R package qicharts2, the book has 74.001, 73.986, 74.015 and 0.0103.
+// Montgomery 6e, table 6.4: the pooled standard deviation stands for Sbar and is divided by c4(n)
+// at each sample. Limits as computed by the R package qicharts2, the book
+// has 74.001, 73.986, 74.015 and 0.0103.
 TEST(VariablesCharts, MontgomeryPistonRingsOfVaryingSampleSize) {
   const Subgroups samples = Cut(kPistonVarying, kPistonVaryingSizes);
-  const SigmaEstimate sigma = SigmaFromSds(samples.sds, samples.sizes, EstimatorSetting::PooledAsSbar);
+  const SigmaEstimate sigma =
+      SigmaFromSds(samples.sds, samples.sizes, EstimatorSetting::PooledAsSbar);
   const double centre = WeightedCentre(samples.means, samples.sizes);
   EXPECT_NEAR(sigma.sbar, 0.0102911774512611, 1e-9);
   EXPECT_NEAR(centre, 74.0007522123894, 1e-9);
@@ -107,16 +111,18 @@ TEST(VariablesCharts, MontgomeryPistonRingsOfVaryingSampleSize) {
 }
 
 TEST(VariablesCharts, MontgomeryPistonRingsOfVaryingSampleSizePoints) {
-  const double means[] = {74.0102, 73.996,  74.008,  74.003,  74.0034, 73.99625,         73.99875, 73.9968, 74.00425,
-                          73.998,  73.9942, 74.0014, 73.9943333333333, 73.9902, 74.008,  73.9966,  73.99925, 74.0074,
-                          73.9982, 74.0076666666667, 73.9998, 74.0016, 74.0024, 74.0052, 73.9982};
-  const double sds[] = {0.014771594362154,   0.00458257569495601, 0.0147478812037539,  0.00908295106229517,
-                        0.012218837915282,   0.00991211380079988, 0.00549999999999913, 0.0122556109598837,
-                        0.00639661368746201, 0.00628490254499114, 0.00286356421265902, 0.00421900462194977,
-                        0.0100166528008746,  0.0153035943490421,  0.00871779788707733, 0.00779743547584841,
-                        0.0115289490703453,  0.0069856996786299,  0.00846758525200744, 0.00680685928555697,
-                        0.0121531888819359,  0.00743639697703421, 0.0119289563667573,  0.00870057469366474,
-                        0.0161771443709957};
+  const double means[] = {74.0102, 73.996,   74.008,   74.003,  74.0034, 73.99625,         73.99875,
+                          73.9968, 74.00425, 73.998,   73.9942, 74.0014, 73.9943333333333, 73.9902,
+                          74.008,  73.9966,  73.99925, 74.0074, 73.9982, 74.0076666666667, 73.9998,
+                          74.0016, 74.0024,  74.0052,  73.9982};
+  const double sds[] = {
+      0.014771594362154,   0.00458257569495601, 0.0147478812037539,  0.00908295106229517,
+      0.012218837915282,   0.00991211380079988, 0.00549999999999913, 0.0122556109598837,
+      0.00639661368746201, 0.00628490254499114, 0.00286356421265902, 0.00421900462194977,
+      0.0100166528008746,  0.0153035943490421,  0.00871779788707733, 0.00779743547584841,
+      0.0115289490703453,  0.0069856996786299,  0.00846758525200744, 0.00680685928555697,
+      0.0121531888819359,  0.00743639697703421, 0.0119289563667573,  0.00870057469366474,
+      0.0161771443709957};
   const Subgroups samples = Cut(kPistonVarying, kPistonVaryingSizes);
   ASSERT_EQ(samples.means.size(), std::size(means));
   for (std::size_t i = 0; i < std::size(means); ++i) {
@@ -125,7 +131,8 @@ TEST(VariablesCharts, MontgomeryPistonRingsOfVaryingSampleSizePoints) {
   }
 }
 
-// R package qcc 3.0, whose table has d2(5) = 2.326 and d3(5) = 0.8640855; exact constants give the second block.
+// R package qcc 3.0, whose table has d2(5) = 2.326 and d3(5) = 0.8640855; exact constants give the
+// second block.
 TEST(VariablesCharts, PistonRingsMeanAndRange) {
   const Subgroups phase1 = Cut(std::span(kPistonRings).first(125), 5);
   const double centre = WeightedCentre(phase1.means, phase1.sizes);
@@ -157,11 +164,14 @@ TEST(VariablesCharts, PistonRingsStandardDeviation) {
   EXPECT_EQ(limits.lower, 0.0);
 }
 
-// R package qcc 3.0: its five estimators. The last one divides the pooled deviation by c4 of its degrees of freedom + 1.
+// R package qcc 3.0: its five estimators. The last one divides the pooled deviation by c4 of its
+// degrees of freedom + 1.
 TEST(VariablesCharts, PistonRingsFiveEstimators) {
   const Subgroups phase1 = Cut(std::span(kPistonRings).first(125), 5);
   EXPECT_NEAR(SigmaFromMean(phase1.ranges, 2.326), 0.0097850386930353, 1e-12);
-  const auto from_sds = [&](EstimatorSetting setting) { return SigmaFromSds(phase1.sds, phase1.sizes, setting).value; };
+  const auto from_sds = [&](EstimatorSetting setting) {
+    return SigmaFromSds(phase1.sds, phase1.sizes, setting).value;
+  };
   EXPECT_NEAR(from_sds(EstimatorSetting::Unweighted), 0.00982997672828933, 1e-12);
   EXPECT_NEAR(from_sds(EstimatorSetting::Mvlue), 0.00982997672828933, 1e-12);
   EXPECT_NEAR(from_sds(EstimatorSetting::Pooled) / C4(25 * 4 + 1), 0.00988754721015943, 1e-12);
@@ -186,7 +196,8 @@ TEST(VariablesCharts, HandbookIndividuals) {
   EXPECT_NEAR(limits.upper, 55.8041, 0.0005);
   EXPECT_NEAR(limits.lower, 45.8159, 0.0005);
   EXPECT_NEAR(3.267 * mean_range, 6.1349, 0.0005);
-  EXPECT_NEAR(MovingRangeLimits(SigmaFromMovingRanges(kFlowRate).value).upper, 3.26653191929 * mean_range, 1e-9);
+  EXPECT_NEAR(MovingRangeLimits(SigmaFromMovingRanges(kFlowRate).value).upper,
+              3.26653191929 * mean_range, 1e-9);
 }
 
 // R package qcc: printed in its vignette, d2 = 1.128. Leaving batch 4 out makes 3 and 5 neighbours.
@@ -214,8 +225,8 @@ TEST(VariablesCharts, ViscosityIndividuals) {
 TEST(VariablesCharts, ViscosityBreaksOneOfTheWesternElectricRulesOnce) {
   const PointLimits limits =
       MeanLimits(PlainCentre(kViscosity), SigmaFromMean(MovingRanges(kViscosity), 1.128), 1);
-  const std::vector<double> centre(20, limits.centre), sigma(20, limits.sigma), upper(20, limits.upper),
-      lower(20, limits.lower);
+  const std::vector<double> centre(20, limits.centre), sigma(20, limits.sigma),
+      upper(20, limits.upper), lower(20, limits.lower);
   const std::vector<RunRule> rules = SelectRules(StandardRules(), RuleSet("western-electric"));
   RunInput input;
   input.points = kViscosity;
@@ -228,7 +239,8 @@ TEST(VariablesCharts, ViscosityBreaksOneOfTheWesternElectricRulesOnce) {
   EXPECT_EQ(marked, 1);
 }
 
-// Wheeler, Understanding Statistical Process Control, p. 43; asserted to these digits by the R package ggQC.
+// Wheeler, Understanding Statistical Process Control, p. 43; asserted to these digits by the R
+// package ggQC.
 TEST(VariablesCharts, WheelerMeanAndRange) {
   const Subgroups samples = Cut(kWheeler43, 4);
   const SigmaEstimate sigma = SigmaFromRanges(samples.ranges, samples.sizes);
@@ -242,7 +254,8 @@ TEST(VariablesCharts, WheelerMeanAndRange) {
   EXPECT_EQ(range.lower, 0.0);
 }
 
-// Wheeler, p. 49, and the same with E2 = 2.66 = 3/d2 and D4 = 3.268 to more digits (R package ggQC).
+// Wheeler, p. 49, and the same with E2 = 2.66 = 3/d2 and D4 = 3.268 to more digits (R package
+// ggQC).
 TEST(VariablesCharts, WheelerIndividuals) {
   const SigmaEstimate sigma = SigmaFromMovingRanges(kWheeler49);
   const PointLimits limits = MeanLimits(PlainCentre(kWheeler49), sigma.value, 1);

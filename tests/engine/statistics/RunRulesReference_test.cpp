@@ -24,7 +24,9 @@ struct Sequence {
   RunInput Input() const { return {points, centre, sigma, ucl, lcl, used, has_value, restart}; }
 };
 
-bool HasValue(const Sequence& s, std::size_t i) { return s.has_value[i] != 0 && !std::isnan(s.points[i]); }
+bool HasValue(const Sequence& s, std::size_t i) {
+  return s.has_value[i] != 0 && !std::isnan(s.points[i]);
+}
 bool HasZ(const Sequence& s, std::size_t i) {
   return HasValue(s, i) && s.sigma[i] > 0.0 && !std::isnan(s.centre[i]);
 }
@@ -49,16 +51,20 @@ bool Fulfilled(const Sequence& s, const RunRule& rule, std::size_t i) {
   const double x = s.points[i];
   if (rule.kind == RuleKind::Limit) {
     const double tie = s.sigma[i] > 0.0 ? kTolerance * s.sigma[i] : 1e-14 * std::fabs(x);
-    return (rule.side != RuleSide::Lower && x > s.ucl[i] + tie) || (rule.side != RuleSide::Upper && x < s.lcl[i] - tie);
+    return (rule.side != RuleSide::Lower && x > s.ucl[i] + tie) ||
+           (rule.side != RuleSide::Upper && x < s.lcl[i] - tie);
   }
   const std::vector<std::size_t> window = WindowBefore(s, i, rule.m);
   if (window.size() < static_cast<std::size_t>(rule.m)) return false;
   const auto z = [&](std::size_t j) { return (s.points[j] - s.centre[j]) / s.sigma[j]; };
   const auto above = [&](std::size_t j) { return z(j) > rule.zone + kTolerance; };
   const auto below = [&](std::size_t j) { return z(j) < -rule.zone - kTolerance; };
-  const auto number = [&](auto predicate) { return std::count_if(window.begin(), window.end(), predicate); };
-  const auto step = [&](std::size_t w) {   // from the point before to point w of the window
-    const double d = s.points[window[w]] - s.points[window[w + 1]], tie = kTolerance * s.sigma[window[w]];
+  const auto number = [&](auto predicate) {
+    return std::count_if(window.begin(), window.end(), predicate);
+  };
+  const auto step = [&](std::size_t w) {  // from the point before to point w of the window
+    const double d = s.points[window[w]] - s.points[window[w + 1]],
+                 tie = kTolerance * s.sigma[window[w]];
     return d > tie ? 1 : d < -tie ? -1 : 0;
   };
   switch (rule.kind) {
@@ -67,21 +73,27 @@ bool Fulfilled(const Sequence& s, const RunRule& rule, std::size_t i) {
     case RuleKind::Zone:
     case RuleKind::Outside:
       switch (rule.side) {
-        case RuleSide::Same: return (above(i) && number(above) >= rule.k) || (below(i) && number(below) >= rule.k);
-        case RuleSide::Upper: return above(i) && number(above) >= rule.k;
-        case RuleSide::Lower: return below(i) && number(below) >= rule.k;
-        case RuleSide::Either: return (above(i) || below(i)) && number(above) + number(below) >= rule.k;
+        case RuleSide::Same:
+          return (above(i) && number(above) >= rule.k) || (below(i) && number(below) >= rule.k);
+        case RuleSide::Upper:
+          return above(i) && number(above) >= rule.k;
+        case RuleSide::Lower:
+          return below(i) && number(below) >= rule.k;
+        case RuleSide::Either:
+          return (above(i) || below(i)) && number(above) + number(below) >= rule.k;
         case RuleSide::Both:
-          return (above(i) || below(i)) && number(above) + number(below) >= rule.k && number(above) > 0 &&
-                 number(below) > 0;
+          return (above(i) || below(i)) && number(above) + number(below) >= rule.k &&
+                 number(above) > 0 && number(below) > 0;
       }
       return false;
     case RuleKind::Trend:
     case RuleKind::Alternate:
       for (std::size_t w = 0; w + 1 < window.size(); ++w) {
         if (step(w) == 0) return false;
-        if (rule.kind == RuleKind::Trend && rule.side == RuleSide::Upper && step(w) < 0) return false;
-        if (rule.kind == RuleKind::Trend && rule.side == RuleSide::Lower && step(w) > 0) return false;
+        if (rule.kind == RuleKind::Trend && rule.side == RuleSide::Upper && step(w) < 0)
+          return false;
+        if (rule.kind == RuleKind::Trend && rule.side == RuleSide::Lower && step(w) > 0)
+          return false;
         if (w > 0 && (step(w) == step(w - 1)) != (rule.kind == RuleKind::Trend)) return false;
       }
       return true;
@@ -90,8 +102,8 @@ bool Fulfilled(const Sequence& s, const RunRule& rule, std::size_t i) {
   }
 }
 
-// Values on a grid of half sigmas, so that ties and points on lines abound, drifting and swinging so that every rule
-// has its turn; centre and sigma step now and then.
+// Values on a grid of half sigmas, so that ties and points on lines abound, drifting and swinging
+// so that every rule has its turn; centre and sigma step now and then.
 Sequence RandomSequence(std::mt19937_64& random, std::size_t length) {
   const auto one_in = [&](std::uint64_t n) { return random() % n == 0; };
   const std::uint64_t rarity = 20 + random() % 400;
@@ -153,7 +165,8 @@ TEST(EvaluateRules, AgreesWithLookingAtEveryWindow) {
   ASSERT_EQ(CheckRules(rules), "");
   std::mt19937_64 random(20240611);
   std::vector<int> hits(32, 0);
-  for (const std::size_t length : {1U, 2U, 5U, 14U, 63U, 511U, 512U, 513U, 1024U, 1025U, 3000U, 20000U, 20000U}) {
+  for (const std::size_t length :
+       {1U, 2U, 5U, 14U, 63U, 511U, 512U, 513U, 1024U, 1025U, 3000U, 20000U, 20000U}) {
     const Sequence s = RandomSequence(random, length);
     const std::vector<std::uint32_t> marks = EvaluateRules(s.Input(), rules);
     for (std::size_t i = 0; i < length; ++i) {
@@ -167,7 +180,8 @@ TEST(EvaluateRules, AgreesWithLookingAtEveryWindow) {
     }
   }
   for (const RunRule& rule : rules)
-    EXPECT_GT(hits[static_cast<std::size_t>(rule.number)], 20) << "rule " << rule.number << " was hardly tried";
+    EXPECT_GT(hits[static_cast<std::size_t>(rule.number)], 20)
+        << "rule " << rule.number << " was hardly tried";
 }
 
 }  // namespace

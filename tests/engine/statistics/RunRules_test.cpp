@@ -20,7 +20,10 @@ struct UnitChart {
   std::vector<double> points, centre, sigma, ucl, lcl;
 
   explicit UnitChart(std::vector<double> values)
-      : points(std::move(values)), centre(points.size(), 0.0), sigma(points.size(), 1.0), ucl(points.size(), 3.0),
+      : points(std::move(values)),
+        centre(points.size(), 0.0),
+        sigma(points.size(), 1.0),
+        ucl(points.size(), 3.0),
         lcl(points.size(), -3.0) {}
 
   RunInput Input() const {
@@ -34,7 +37,9 @@ struct UnitChart {
   }
 };
 
-std::vector<RunRule> Rules(std::vector<std::int32_t> numbers) { return SelectRules(StandardRules(), numbers); }
+std::vector<RunRule> Rules(std::vector<std::int32_t> numbers) {
+  return SelectRules(StandardRules(), numbers);
+}
 
 // "2:9 9:8,9": rule and the points, counted from 1, that it marks.
 std::string Told(const std::vector<std::uint32_t>& marks) {
@@ -42,13 +47,16 @@ std::string Told(const std::vector<std::uint32_t>& marks) {
   for (int number = 0; number < 32; ++number) {
     std::string points;
     for (std::size_t i = 0; i < marks.size(); ++i)
-      if ((marks[i] >> number & 1U) != 0) points += (points.empty() ? "" : ",") + std::to_string(i + 1);
+      if ((marks[i] >> number & 1U) != 0)
+        points += (points.empty() ? "" : ",") + std::to_string(i + 1);
     if (!points.empty()) text += (text.empty() ? "" : " ") + std::to_string(number) + ":" + points;
   }
   return text;
 }
 
-std::vector<double> Times(std::size_t count, double value) { return std::vector<double>(count, value); }
+std::vector<double> Times(std::size_t count, double value) {
+  return std::vector<double>(count, value);
+}
 std::vector<double> InTurn(std::size_t count, double first, double second) {
   std::vector<double> result;
   for (std::size_t i = 0; i < count; ++i) result.push_back(i % 2 == 0 ? first : second);
@@ -70,34 +78,53 @@ TEST(EvaluateRules, BoundarySequences) {
       {"on the upper limit", {0, 3, 0}, "", "on a limit is inside"},
       {"on the lower limit", {0, -3, 0}, "", "on a limit is inside, on both sides alike"},
       {"beyond the upper limit", {0, 3.0001, 0}, "1:2", "any distance beyond counts"},
-      {"run of 8", Times(8, 0.5), "9:8 10:7,8", "the 8-point and 7-point rules; the 9-point one is not full"},
-      {"run of 9", Times(9, 0.5), "2:9 9:8,9 10:7,8,9", "each later point that still completes a window is marked"},
-      {"8, on the centre line, 8", Times(8, 0.5) + Times(1, 0.0) + Times(8, 0.5), "7:15,16,17 9:8,17 10:7,8,16,17",
+      {"run of 8", Times(8, 0.5), "9:8 10:7,8",
+       "the 8-point and 7-point rules; the 9-point one is not full"},
+      {"run of 9", Times(9, 0.5), "2:9 9:8,9 10:7,8,9",
+       "each later point that still completes a window is marked"},
+      {"8, on the centre line, 8", Times(8, 0.5) + Times(1, 0.0) + Times(8, 0.5),
+       "7:15,16,17 9:8,17 10:7,8,16,17",
        "a point on the centre line breaks the run, but it is within 1 sigma"},
       {"6 rising", {0.1, 0.2, 0.3, 0.4, 0.5, 0.6}, "3:6", "a trend of 6 counts points, not steps"},
-      {"7 rising", {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7}, "3:6,7 10:7 11:7", "7 points are also a run of 7 above"},
-      {"a tie in a trend", {0.1, 0.2, 0.3, 0.3, 0.4, 0.5, 0.6, 0.7}, "9:8 10:7,8",
+      {"7 rising",
+       {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7},
+       "3:6,7 10:7 11:7",
+       "7 points are also a run of 7 above"},
+      {"a tie in a trend",
+       {0.1, 0.2, 0.3, 0.3, 0.4, 0.5, 0.6, 0.7},
+       "9:8 10:7,8",
        "a tie breaks the trend: the second part has 5 points; the run above the centre goes on"},
-      {"14 in turn", InTurn(14, 0, 1), "4:14", "alternation counts points; the zeros break runs above the centre"},
-      {"15 in turn", InTurn(15, 0, 1), "4:14,15 7:15", "1.0 lies on the 1-sigma line, which is inside"},
-      {"first two beyond 2 sigma", {2.5, 2.5, 0}, "", "the window of 3 is not full at 2; point 3 is not in the zone"},
+      {"14 in turn", InTurn(14, 0, 1), "4:14",
+       "alternation counts points; the zeros break runs above the centre"},
+      {"15 in turn", InTurn(15, 0, 1), "4:14,15 7:15",
+       "1.0 lies on the 1-sigma line, which is inside"},
+      {"first two beyond 2 sigma",
+       {2.5, 2.5, 0},
+       "",
+       "the window of 3 is not full at 2; point 3 is not in the zone"},
       {"two beyond 2 sigma on opposite sides", {2.5, 0, -2.5}, "", "one side only"},
-      {"2 of 3, then one inside", {0, 2.5, 2.5, 0.1}, "5:3", "point 4 ends a window with two, but is not in the zone"},
+      {"2 of 3, then one inside",
+       {0, 2.5, 2.5, 0.1},
+       "5:3",
+       "point 4 ends a window with two, but is not in the zone"},
       {"first four beyond 1 sigma", Times(4, 1.5), "", "the window of 5 is not full"},
-      {"15 near the centre", InTurn(15, 0.3, -0.3), "4:14,15 7:15", "hugging and alternation are told both"},
-      {"one outside, then 15 near the centre", Times(1, 1.5) + InTurn(15, 0.3, -0.3), "4:15,16 7:16",
-       "1.5, 0.3, -0.3 goes down twice, so alternation begins at point 2"},
+      {"15 near the centre", InTurn(15, 0.3, -0.3), "4:14,15 7:15",
+       "hugging and alternation are told both"},
+      {"one outside, then 15 near the centre", Times(1, 1.5) + InTurn(15, 0.3, -0.3),
+       "4:15,16 7:16", "1.5, 0.3, -0.3 goes down twice, so alternation begins at point 2"},
       {"8 beyond 1 sigma on both sides", InTurn(8, 1.5, -1.5), "8:8", "mixture"},
       {"8 beyond 1 sigma on one side", Times(8, 1.5), "6:5,6,7,8 8:8 9:8 10:7,8",
        "the mixture rule does not ask for both sides"},
       {"a pair exactly at 2 sigma", {0, 2, 2}, "", "on a zone line is inside"},
-      {"15 exactly at 1 sigma", InTurn(15, 1, -1), "4:14,15 7:15", "on a zone line is inside, also for hugging"},
+      {"15 exactly at 1 sigma", InTurn(15, 1, -1), "4:14,15 7:15",
+       "on a zone line is inside, also for hugging"},
       {"a gap in a run", Times(4, 0.5) + Times(1, kNaN) + Times(5, 0.5), "",
        "a point without value breaks everything: 4 and 5 are left"},
   };
   const std::vector<RunRule> rules = Rules({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
   for (const auto& row : rows)
-    EXPECT_EQ(Told(EvaluateRules(UnitChart(row.points).Input(), rules)), row.told) << row.name << ": " << row.reason;
+    EXPECT_EQ(Told(EvaluateRules(UnitChart(row.points).Input(), rules)), row.told)
+        << row.name << ": " << row.reason;
 }
 
 // The sequences of the R package qcc's own test of its rules (tests/testthat/test-rules.R).
@@ -124,7 +151,8 @@ TEST(EvaluateRules, SequencesOfAPeersTest) {
     EXPECT_EQ(Told(EvaluateRules(UnitChart(row.points).Input(), Rules({row.rule}))), row.told);
 }
 
-// The peer asks for both sides in its mixture rule; ours is a parameter, and the standard rule takes either.
+// The peer asks for both sides in its mixture rule; ours is a parameter, and the standard rule
+// takes either.
 TEST(EvaluateRules, MixtureOnOneSideDependsOnTheSideParameter) {
   std::vector<RunRule> rules = Rules({8});
   const UnitChart chart(Times(8, 1.2));
@@ -143,7 +171,8 @@ TEST(EvaluateRules, AnUnusedPointIsAsGoodAsDeleted) {
   EXPECT_EQ(Told(EvaluateRules(input, rules)), "2:10");
   EXPECT_EQ(Told(EvaluateRules(without.Input(), rules)), "2:9");
   with.points[5] = kNaN;
-  EXPECT_EQ(Told(EvaluateRules(input, rules)), "2:10") << "an unused point without value does not break a run either";
+  EXPECT_EQ(Told(EvaluateRules(input, rules)), "2:10")
+      << "an unused point without value does not break a run either";
 }
 
 TEST(EvaluateRules, ARestartBreaksRunsAlsoWhenItsPointIsUnused) {
@@ -191,16 +220,19 @@ TEST(EvaluateRules, LimitsThatDoNotExistAreNotBroken) {
 // 1e-9 sigma: the sums 0.1 + 0.2 and 0.3 are the same mean.
 TEST(EvaluateRules, RoundingIsNeitherATrendNorASideNorBeyond) {
   const double tiny = 1e-10;
-  EXPECT_EQ(Told(EvaluateRules(UnitChart({1, 1 + tiny, 1 + 2 * tiny, 1 + 3 * tiny, 1 + 4 * tiny, 1 + 5 * tiny}).Input(),
-                               Rules({3}))),
-            "");
+  EXPECT_EQ(
+      Told(EvaluateRules(
+          UnitChart({1, 1 + tiny, 1 + 2 * tiny, 1 + 3 * tiny, 1 + 4 * tiny, 1 + 5 * tiny}).Input(),
+          Rules({3}))),
+      "");
   EXPECT_EQ(Told(EvaluateRules(UnitChart(Times(9, tiny)).Input(), Rules({2}))), "");
-  EXPECT_EQ(Told(EvaluateRules(UnitChart({3 + tiny, -3 - tiny, 3 + 1e-8}).Input(), Rules({1}))), "1:3");
+  EXPECT_EQ(Told(EvaluateRules(UnitChart({3 + tiny, -3 - tiny, 3 + 1e-8}).Input(), Rules({1}))),
+            "1:3");
   EXPECT_EQ(Told(EvaluateRules(UnitChart(Times(15, 1 + tiny)).Input(), Rules({7, 8}))), "7:15");
 }
 
 TEST(EvaluateRules, SteppedCentreAndSigmaAreStandardisedPointByPoint) {
-  UnitChart chart({12, 25, 12, 25, 12});   // z = 1.5 five times, though the points go up and down
+  UnitChart chart({12, 25, 12, 25, 12});  // z = 1.5 five times, though the points go up and down
   chart.centre = {9, 20, 9, 20, 9};
   chart.sigma = {2, 10.0 / 3.0, 2, 10.0 / 3.0, 2};
   chart.ucl = {15, 30, 15, 30, 15};
@@ -251,13 +283,15 @@ TEST(RunRules, TheStandardListCanBeUsedAndIsOrdered) {
 
 TEST(RunRules, NamedSets) {
   const std::map<std::string, std::vector<std::int32_t>> sets = {
-      {"nelson", {1, 2, 3, 4, 5, 6, 7, 8}}, {"western-electric", {1, 5, 6, 9}}, {"aiag", {1, 3, 4, 5, 6, 7, 8, 10}},
-      {"public-health", {1, 5, 10, 11}},    {"pre-control", {16, 17, 18}},
+      {"nelson", {1, 2, 3, 4, 5, 6, 7, 8}}, {"western-electric", {1, 5, 6, 9}},
+      {"aiag", {1, 3, 4, 5, 6, 7, 8, 10}},  {"public-health", {1, 5, 10, 11}},
+      {"pre-control", {16, 17, 18}},
   };
   ASSERT_EQ(RuleSetNames().size(), sets.size());
   for (const std::string_view name : RuleSetNames()) {
     const auto numbers = RuleSet(name);
-    EXPECT_EQ(std::vector<std::int32_t>(numbers.begin(), numbers.end()), sets.at(std::string(name)));
+    EXPECT_EQ(std::vector<std::int32_t>(numbers.begin(), numbers.end()),
+              sets.at(std::string(name)));
     EXPECT_EQ(SelectRules(StandardRules(), numbers).size(), numbers.size());
   }
   EXPECT_TRUE(RuleSet("of my own").empty());
@@ -291,8 +325,10 @@ TEST(RunRules, RulesThatCannotBeUsedAreRefusedWithAReason) {
       {{1, 0, RuleKind::Alternate, 2, 2, 0, RuleSide::Same, ""}, "at least 3"},
       {{1, 0, RuleKind::Limit, 2, 2, 0, RuleSide::Either, ""}, "one point"},
   };
-  for (const auto& row : rows) EXPECT_NE(CheckRule(row.rule).find(row.part), std::string::npos) << row.part;
-  EXPECT_EQ(CheckRule({1, 0, RuleKind::Zone, 200, 200, 0, RuleSide::Same, ""}), "") << "a long row is counted";
+  for (const auto& row : rows)
+    EXPECT_NE(CheckRule(row.rule).find(row.part), std::string::npos) << row.part;
+  EXPECT_EQ(CheckRule({1, 0, RuleKind::Zone, 200, 200, 0, RuleSide::Same, ""}), "")
+      << "a long row is counted";
 }
 
 TEST(RunRules, AListHoldsANumberOnceAndNotFifteenWithThirtyOne) {
@@ -307,7 +343,8 @@ TEST(RunRules, AListHoldsANumberOnceAndNotFifteenWithThirtyOne) {
 }
 
 TEST(RunRules, NamesOfKindsAndSidesReadBack) {
-  for (const char* name : {"limit", "zone", "within", "outside", "trend", "alternate", "red", "yellow2"}) {
+  for (const char* name :
+       {"limit", "zone", "within", "outside", "trend", "alternate", "red", "yellow2"}) {
     RuleKind kind{};
     ASSERT_TRUE(RuleKindFromName(name, kind)) << name;
     EXPECT_EQ(NameOf(kind), name);
@@ -354,7 +391,8 @@ TEST(PreControl, ZonesOfAPiece) {
       {9.4, kNaN, 10, kNaN, PieceZone::None, "no limit"},
       {kNaN, 9, 10, 11, PieceZone::None, "no value"},
   };
-  for (const auto& row : rows) EXPECT_EQ(ZoneOf(row.value, row.lsl, row.target, row.usl), row.zone) << row.reason;
+  for (const auto& row : rows)
+    EXPECT_EQ(ZoneOf(row.value, row.lsl, row.target, row.usl), row.zone) << row.reason;
 }
 
 TEST(PreControl, LinesOfAChart) {
