@@ -4,7 +4,7 @@
 include(GoogleTest)
 find_package(GTest REQUIRED)
 
-orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_analysis)
+orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame)
 
 # The path of the program and of the test data, for tests that need them.
 set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
@@ -43,15 +43,22 @@ function(orvspc_tests dir)
   endif()
 endfunction()
 
-foreach(dir platform frame dataset select ${ORVSPC_ANALYSES})
-  orvspc_tests(${dir} orvspc_analysis orvspc_test_fake)
+# The tests of a floor link that floor, and so the floors before it, not what stands above.
+foreach(floor platform frame dataset select ${ORVSPC_ANALYSES})
+  orvspc_tests(${floor} orvspc_${floor} orvspc_test_fake)
 endforeach()
-foreach(dir engine engine/statistics engine/store engine/dom engine/charts engine/capability
-            engine/pareto engine/compliance)
-  orvspc_tests(${dir} orvspc_embedded orvspc_analysis orvspc_test_fake)
+foreach(part statistics store dom)
+  orvspc_tests(engine/${part} orvspc_engine_${part})
 endforeach()
-foreach(dir certified contract hostile host script)
-  orvspc_tests(${dir} orvspc_cli orvspc_render orvspc_embedded orvspc_analysis orvspc_test_fake)
+foreach(dir engine engine/charts engine/capability engine/pareto engine/compliance)
+  orvspc_tests(${dir} orvspc_embedded)
+endforeach()
+orvspc_tests(certified orvspc_analysis orvspc_embedded)
+foreach(dir contract hostile)
+  orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded)
+endforeach()
+foreach(dir host script)
+  orvspc_tests(${dir} orvspc_cli)
 endforeach()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before
