@@ -76,8 +76,6 @@ void JsonWriter::Separate() {
   level.empty = false;
 }
 
-void JsonWriter::BeginArray(bool compact) { Open('[', compact); }
-
 void JsonWriter::Open(char bracket, bool compact) {
   Separate();
   out_ += bracket;

@@ -21,10 +21,11 @@ namespace orvspc::host {
 //   json.Text()
 class JsonWriter {
  public:
-  void BeginObject() { Open('{'); }
+  // compact: the whole object, with what is inside, on one line
+  void BeginObject(bool compact = false) { Open('{', compact); }
   void EndObject() { Close('}'); }
   // compact: the whole array, with what is inside, on one line
-  void BeginArray(bool compact = false);
+  void BeginArray(bool compact = false) { Open('[', compact); }
   void EndArray() { Close(']'); }
   void Key(std::string_view key);
 
@@ -67,7 +68,7 @@ class JsonWriter {
     bool compact = false;
     bool empty = true;
   };
-  void Open(char bracket, bool compact = false);
+  void Open(char bracket, bool compact);
   void Close(char bracket);
   void Raw(std::string_view text);
   void Separate();

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/cli/ChartCommand.h"
+
+#include <ostream>
+
+#include "chart/CCAnalysis.h"
+#include "engine/store/Catalogue.h"
+#include "host/cli/Selection.h"
+#include "host/render/Html.h"
+#include "host/render/Svg.h"
+#include "host/render/Terminal.h"
+
+namespace orvspc::host {
+
+namespace {
+
+template <class Type>
+Type GraphOption(const Arguments& arguments, std::int32_t graph, const char* fallback) {
+  const std::string name = "graph" + std::to_string(graph);
+  const std::string word = arguments.Value(name, fallback);
+  std::int32_t type = 0;
+  if (!GraphType(graph, word, type))
+    throw Misuse("--" + name + " takes one of " + GraphWords(graph) + ", not \"" + word + "\"");
+  return static_cast<Type>(type);
+}
+
+std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
+  auto processing = std::make_shared<CCProcessing>();
+  processing->Graph1Type(GraphOption<ccGraph1Types>(arguments, 1, "auto"));
+  processing->Graph2Type(GraphOption<ccGraph2Types>(arguments, 2, "none"));
+  processing->Graph3Type(GraphOption<ccGraph3Types>(arguments, 3, "none"));
+  const std::string group =
+      arguments.Choice("group-by", {"none", "part", "process", "test"}, "none");
+  if (group == "part") processing->GroupBy(ccGroupByPart);
+  if (group == "process") processing->GroupBy(ccGroupByProcess);
+  if (group == "test") processing->GroupBy(ccGroupByTest);
+  if (const auto threshold = arguments.Number("group-threshold", 0))
+    processing->GroupThreshold(*threshold);
+  if (arguments.Has("cusum")) {
+    processing->Cusum(ccCusumStandard);
+    if (!processing->AllowCUSUM())
+      throw Misuse("--cusum does not go with --graph1 " + arguments.Value("graph1", "auto"));
+  }
+  return processing;
+}
+
+int Run(const Arguments& arguments, Console& console) {
+  const std::string format = OutputFormat(arguments, {"text", "json", "svg", "html"});
+  const auto processing = MakeProcessing(arguments);
+  const auto database = OpenQualityDatabase(arguments);
+  const auto select = MakeSelection(arguments, *database, 25);
+  select->IncludeVariableTests(processing->IsVariable());
+  select->IncludeDefectTests(processing->IsAttribute());
+  select->IncludeDefectiveTests(processing->IsAttribute());
+  if (const auto rules = arguments.Value("rules")) engine::UseRuleSet(*database, *rules);
+  const ChartDocument document = RunChart(database, select, processing);
+  const bool empty = document.chart.subgroups.rows.empty();
+  if (empty && format != "text") console.err << kNoData << "\n";
+  Deliver(arguments, console, ChartText(document, NamesOf(database), format, console));
+  return 0;
+}
+
+}  // namespace
+
+ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
+                       const std::shared_ptr<DataSelect>& select,
+                       const std::shared_ptr<CCProcessing>& processing) {
+  ChartDocument document;
+  document.requested[0] = processing->Graph1Type();
+  document.requested[1] = processing->Graph2Type();
+  document.requested[2] = processing->Graph3Type();
+  NotesRead();  // those of earlier calls are not this chart's
+  const auto results = CCAnalysis().AnalyzeDataSelect(database, select, processing);
+  CheckEngine(*database);
+  document.notes = NotesRead();
+  document.chart = ReadChart(*results);
+  // Without data the engine still tells of the chart before.
+  if (!document.chart.subgroups.rows.empty()) document.streams = StreamsRead();
+  return document;
+}
+
+std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
+                      const Console& console) {
+  if (format == "json") return ChartJson(document, names);
+  const ChartView view = MakeChartView(document, names);
+  if (format == "svg") return RenderSvg(view);
+  if (format == "html") return RenderHtml(view);
+  return RenderTerminal(view, {console.columns, console.out_is_terminal});
+}
+
+Command ChartCommand() {
+  Command command;
+  command.name = "chart";
+  command.synopsis = "--db FILE [--part NAME] [--test NAME] [OPTIONS]";
+  command.summary = "Control charts with limits, run rules and specification limits";
+  command.details =
+      "--graph1 auto leaves all three graphs to the data: individuals and moving range for single\n"
+      "values, mean and range up to 10 pieces, mean and deviation above or where sizes differ.\n"
+      "Formats: text, json, svg, html.\n";
+  command.example =
+      "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg";
+  command.options = SelectionOptions();
+  command.options.insert(
+      command.options.end(),
+      {{"graph1", "WORD",
+        "auto xbar median individuals moving-average pre-control\n"
+        "                            auto-attribute ppt dpto ppm dpmo np p c u (default auto)"},
+       {"graph2", "WORD", "none range sd mr cv (default none)"},
+       {"graph3", "WORD", "none range sd (default none)"},
+       {"rules", "SET", "rule set of graph 1 for this run (default: the database's alarms)"},
+       {"group-by", "WORD", "none part process test: points that belong together share a place"},
+       {"group-threshold", "SECONDS", "longest time inside a group (default 3600)"},
+       {"cusum", nullptr, "cumulative sums on graph 1"}});
+  for (const auto& option : OutputOptions()) command.options.push_back(option);
+  command.run = Run;
+  return command;
+}
+
+}  // namespace orvspc::host

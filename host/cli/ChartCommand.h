@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "host/cli/Command.h"
+#include "host/render/ChartModel.h"
+
+namespace orvspc::host {
+
+// Draws and reads everything; Refusal with the engine's reason when it failed.
+ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
+                       const std::shared_ptr<DataSelect>& select,
+                       const std::shared_ptr<CCProcessing>& processing);
+
+// The document in one of the formats of the chart command.
+std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
+                      const Console& console);
+
+}  // namespace orvspc::host

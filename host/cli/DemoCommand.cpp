@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <filesystem>
+#include <ostream>
+#include <system_error>
+
+#include "engine/store/Catalogue.h"
+#include "engine/store/Import.h"
+#include "host/cli/ChartCommand.h"
+#include "host/cli/Samples.h"
+#include "host/render/Html.h"
+#include "host/render/Svg.h"
+#include "host/render/Terminal.h"
+
+namespace orvspc::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Picture {
+  const char* name;  // of its files
+  const char* title;
+  const char* text;
+  const char* part;
+  ccGraph1Types graph1;
+  ccGraph2Types graph2;
+  ccGroupByTypes group_by;
+  const char* options;  // for the command line that draws the same
+};
+
+constexpr Picture kPictures[] = {
+    {"flow-width", "Mean and range, limits stored from the first 25 subgroups",
+     "Flow width of wafers, micrometres (Montgomery, Tables 6.1 and 6.2). The process shifts at "
+     "the "
+     "end, which the stored limits show.",
+     "Wafer", ccGraph1XBar, ccGraph2Range, ccGroupByNone, "--graph1 xbar --graph2 range"},
+    {"flow-rate", "Individuals and moving range",
+     "Flow rate of 10 batches (NIST e-Handbook, 6.3.2.2).", "Reactor feed", ccGraph1Ix, ccGraph2Mr,
+     ccGroupByNone, "--graph1 individuals --graph2 mr"},
+    {"piston-rings", "Mean and deviation where sizes differ",
+     "Inside diameter of piston rings, 3 to 5 a subgroup (Montgomery, Table 6.4). The limits step "
+     "with the size.",
+     "Piston ring", ccGraph1XBar, ccGraph2Sd, ccGroupByNone, "--graph1 xbar --graph2 sd"},
+    {"two-presses", "Two streams side by side, with specification limits",
+     "Montgomery's piston ring samples, dealt to two made-up presses in turn. Each stream has "
+     "limits of its own.",
+     "Ring", ccGraph1XBar, ccGraph2Range, ccGroupByProcess,
+     "--graph1 xbar --graph2 range --group-by process"},
+};
+
+engine::ImportKind KindOf(const std::string& file) {
+  if (file.find("control-limits") != std::string::npos) return engine::ImportKind::ControlLimits;
+  if (file.find("specification-limits") != std::string::npos) return engine::ImportKind::Limits;
+  return engine::ImportKind::Values;
+}
+
+void MakeDirectory(const fs::path& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error || !fs::is_directory(path)) throw Refusal(path.string() + ": cannot be made a folder");
+}
+
+// Ours from an earlier demo; whatever else lies in the folder stays.
+void RemoveDatabase(const fs::path& path) {
+  for (const char* ending : {"", "-wal", "-shm"}) {
+    std::error_code error;
+    fs::remove(path.string() + ending, error);
+    if (error) throw Refusal(path.string() + ending + ": cannot be replaced");
+  }
+}
+
+std::shared_ptr<EmbeddedDatabase> MakeDatabase(const fs::path& folder) {
+  const fs::path path = folder / "sample.db";
+  RemoveDatabase(path);
+  MakeDirectory(folder / "data");
+  const auto database = OpenDatabase(path.string(), true);
+  for (const bool values : {true, false})
+    for (const auto& sample : Samples()) {
+      const fs::path file = folder / "data" / sample.file;
+      if ((KindOf(sample.file) == engine::ImportKind::Values) != values) continue;
+      WriteFile(file.string(), sample.text);
+      engine::ImportCsv(file.string(), *database, KindOf(sample.file));
+    }
+  return database;
+}
+
+ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Picture& picture) {
+  const auto part = engine::FindItem(*database, engine::ItemKind::Part, picture.part);
+  if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
+  auto select = std::make_shared<DataSelect>();
+  select->MaximumItems(100);
+  select->DateRangeInterval(0);
+  const auto descriptor = select->Descriptors()->Add(dtPart);
+  descriptor->AddItemID(*part);
+  auto processing = std::make_shared<CCProcessing>();
+  processing->Graph1Type(picture.graph1);
+  processing->Graph2Type(picture.graph2);
+  processing->GroupBy(picture.group_by);
+  return RunChart(database, select, processing);
+}
+
+int Run(const Arguments& arguments, Console& console) {
+  const fs::path folder =
+      arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0];
+  MakeDirectory(folder);
+  const auto database = MakeDatabase(folder);
+  const Names names = NamesOf(database);
+  const std::string path = (folder / "sample.db").string();
+
+  std::vector<IndexEntry> entries;
+  std::string commands, drawn;
+  for (const auto& picture : kPictures) {
+    const ChartDocument document = Draw(database, picture);
+    ChartView view = MakeChartView(document, names);
+    const std::string stem = (folder / picture.name).string();
+    WriteFile(stem + ".svg", RenderSvg(view));
+    WriteFile(stem + ".html", RenderHtml(view));
+    WriteFile(stem + ".json", ChartJson(document, names));
+    const std::string name = picture.name;
+    entries.push_back(
+        {picture.title,
+         picture.text,
+         RenderSvg(view, true),
+         {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
+    commands += "  orvspc chart --db " + path + " --part \"" + picture.part + "\" " +
+                picture.options + " --max 100\n";
+    if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
+  }
+  const std::string index = (folder / "index.html").string();
+  WriteFile(index,
+            RenderIndex("Control charts of the sample data",
+                        "Drawn by orvspc from sample.db. Point at a marked point to see its rule.",
+                        entries));
+  console.out << drawn << "\nThe same database draws more:\n"
+              << commands << "\n"
+              << "All charts: " << fs::absolute(index).lexically_normal().string() << "\n";
+  return 0;
+}
+
+}  // namespace
+
+Command DemoCommand() {
+  Command command;
+  command.name = "demo";
+  command.synopsis = "[DIR]";
+  command.summary = "Makes DIR/sample.db from data that the program carries, and draws everything";
+  command.details = "DIR is orvspc-demo without it. A sample.db in it is replaced.\n";
+  command.example = "orvspc demo /tmp/spc";
+  command.most_positional = 1;
+  command.run = Run;
+  return command;
+}
+
+}  // namespace orvspc::host

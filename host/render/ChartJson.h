@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/render/Json.h"
+#include "host/render/Reading.h"
+
+// The documents that scripts rely on; docs/how-to/json.md tells every key.
+namespace orvspc::host {
+
+struct EstimateRead {
+  double value = 0.0;
+  std::string name;
+  double constant = 0.0;
+  std::int32_t used = 0, least_size = 0, largest_size = 0;
+};
+
+// What the engine tells of a stream and of its decisions, beside the result object.
+struct StreamRead {
+  std::int32_t part = 0, process = 0, test = 0;
+  EstimateRead mean, sp, sw;
+  double average_size = 0.0;
+};
+struct NoteRead {
+  std::string code, text, stream;
+};
+
+struct ChartDocument {
+  ChartRead chart;
+  std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for
+  std::vector<StreamRead> streams;
+  std::vector<NoteRead> notes;
+};
+
+std::string ChartJson(const ChartDocument& document, const Names& names);
+// select may be null: rows whose selection is not known.
+std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
+                     const std::vector<NoteRead>& notes);
+
+// Members of an open object.
+void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
+void WriteDataSelect(JsonWriter& json, const DataSelect& select);
+
+}  // namespace orvspc::host

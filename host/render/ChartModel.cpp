@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/ChartModel.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+
+#include "host/render/Numbers.h"
+
+namespace orvspc::host {
+
+namespace {
+
+struct Title {
+  const char* word;
+  const char* symbol;
+  const char* text;
+};
+constexpr Title kTitles[] = {
+    {"xbar", "X-bar", "X-bar: subgroup means"},
+    {"median", "Median", "Median: subgroup medians"},
+    {"individuals", "X", "X: individuals"},
+    {"moving-average", "MA", "MA: moving average of 3"},
+    {"pre-control", "PC", "Pre-control: piece farthest from the target"},
+    {"ppt", "ppt", "ppt: defective units in a thousand"},
+    {"dpto", "dpto", "dpto: defects in a thousand opportunities"},
+    {"ppm", "ppm", "ppm: defective units in a million"},
+    {"dpmo", "dpmo", "dpmo: defects in a million opportunities"},
+    {"np", "np", "np: defective units"},
+    {"p", "p", "p: share of defective units"},
+    {"c", "c", "c: defects"},
+    {"u", "u", "u: defects a unit"},
+    {"range", "R", "R: ranges"},
+    {"sd", "S", "S: standard deviations"},
+    {"mr", "MR", "MR: moving ranges"},
+    {"cv", "CV", "CV: coefficients of variation"},
+};
+
+Title TitleOf(const std::string& word) {
+  for (const auto& title : kTitles)
+    if (word == title.word) return title;
+  return {"", "graph", "graph"};
+}
+
+// A best guess was not asked for by name; then the answer gives the title.
+Title TitleOf(const GraphRead& graph, std::int32_t requested) {
+  const bool guessed =
+      requested == 0 || (graph.index == 1 && requested == ccGraph1BestGuessAttribute);
+  return TitleOf(GraphWord(graph.index, guessed ? graph.type : requested));
+}
+
+using StreamKey = std::array<std::int32_t, 3>;
+
+StreamKey KeyOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
+
+std::string StreamName(const StreamKey& key, const Names& names) {
+  const auto name = [&](NameKind kind, std::int32_t id) {
+    const std::string text = names(kind, id);
+    return text.empty() ? "#" + std::to_string(id) : text;
+  };
+  return name(NameKind::Part, key[0]) + " / " + name(NameKind::Process, key[1]) + " / " +
+         name(NameKind::Test, key[2]);
+}
+
+EstimateView View(const EstimateRead& estimate) {
+  return {estimate.value, estimate.name, estimate.constant, estimate.used};
+}
+
+void AddStreams(ChartView& view, const ChartDocument& document, const Names& names) {
+  std::map<StreamKey, std::int32_t> places;
+  for (const auto& row : document.chart.subgroups.rows) {
+    const auto [found, added] =
+        places.emplace(KeyOf(row), static_cast<std::int32_t>(view.stream_views.size()));
+    if (added) {
+      StreamView stream;
+      stream.name = StreamName(found->first, names);
+      stream.mean.value = stream.sp.value = stream.sw.value =
+          std::numeric_limits<double>::quiet_NaN();
+      view.stream_views.push_back(std::move(stream));
+    }
+    view.streams.push_back(found->second);
+  }
+  for (const auto& read : document.streams) {
+    const auto found = places.find({read.part, read.process, read.test});
+    if (found == places.end()) continue;
+    StreamView& stream = view.stream_views[static_cast<std::size_t>(found->second)];
+    stream.mean = View(read.mean);
+    stream.sp = View(read.sp);
+    stream.sw = View(read.sw);
+    stream.average_size = read.average_size;
+  }
+}
+
+void AddGroups(ChartView& view, const ChartRead& chart) {
+  if (chart.processing->GroupBy() == ccGroupByNone) return;
+  const auto& rows = chart.subgroups.rows;
+  for (std::size_t first = 0; first < rows.size();) {
+    std::size_t last = first;
+    while (last + 1 < rows.size() && rows[last + 1].group_index == rows[first].group_index) ++last;
+    view.groups.push_back({first, last, rows[first].group_id});
+    first = last + 1;
+  }
+}
+
+// "n = 5" or "n = 3 to 5"
+std::string SizeText(const std::vector<std::int32_t>& sizes) {
+  std::int32_t least = INT32_MAX, largest = 0;
+  for (const auto size : sizes) {
+    if (size <= 0) continue;
+    least = std::min(least, size);
+    largest = std::max(largest, size);
+  }
+  if (largest == 0) return {};
+  return "n = " + std::to_string(least) +
+         (least == largest ? "" : " to " + std::to_string(largest));
+}
+
+std::string EstimateText(const EstimateView& estimate) {
+  if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
+  std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
+  if (std::isfinite(estimate.constant) && estimate.constant != 0.0) {
+    const std::string name = estimate.name.find("d2") != std::string::npos   ? "d2"
+                             : estimate.name.find("c4") != std::string::npos ? "c4"
+                                                                             : "constant";
+    text += ", " + name + " = " + Significant(estimate.constant, 7);
+  }
+  return text;
+}
+
+std::string CaptionOf(const ChartView& view, const GraphRead& graph,
+                      const ChartDocument& document) {
+  std::string text;
+  const auto add = [&](const std::string& piece) {
+    if (!piece.empty()) text += (text.empty() ? "" : ", ") + piece;
+  };
+  if (graph.index == 1) add(std::to_string(view.Count()) + " subgroups");
+  add(SizeText(graph.sg_sizes));
+  if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
+    add("cusum in sigmas, k = 0.5, h = 5");
+  if (view.stream_views.size() == 1 && graph.type != ccGraph1Pc)
+    add(EstimateText(graph.index == 3 ? view.stream_views[0].sw : view.stream_views[0].sp));
+  if (!document.chart.ctrl_lims.empty()) add("stored limits in force");
+  return text;
+}
+
+double Spread(const GraphRead& graph) {
+  for (std::size_t i = 0; i < graph.ucls.size() && i < graph.cls.size(); ++i)
+    if (std::isfinite(graph.ucls[i] - graph.cls[i])) return graph.ucls[i] - graph.cls[i];
+  return std::numeric_limits<double>::quiet_NaN();
+}
+
+int DataDecimals(const ChartRead& chart) {
+  std::vector<double> values;
+  for (const auto& row : chart.subgroups.rows)
+    for (const auto& test : row.tests) values.push_back(test.value);
+  int decimals = DecimalsOf(values);
+  // The database may say that fewer digits mean something.
+  for (const auto& row : chart.spec_lims)
+    decimals = std::min(decimals, static_cast<int>(NumberOf(CellOf(row, "F_SCAL"))));
+  return std::max(decimals, 0);
+}
+
+std::vector<PointMark> MarksOf(const GraphRead& graph) {
+  std::vector<PointMark> marks;
+  for (std::size_t i = 0; i < graph.points.size(); ++i) {
+    PointMark mark;
+    mark.point = i;
+    if (i < graph.rules.size())
+      for (const auto& rule : graph.rules[i]) mark.rules.push_back({rule.number, rule.text});
+    if (i < graph.ooss.size()) mark.specifications = SpecificationTexts(graph.ooss[i]);
+    if (!mark.rules.empty() || !mark.specifications.empty()) marks.push_back(std::move(mark));
+  }
+  return marks;
+}
+
+GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDocument& document,
+                    int data_decimals) {
+  GraphView made;
+  const Title title = TitleOf(graph, document.requested[graph.index - 1]);
+  const bool cusum = graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone;
+  made.title = cusum ? std::string("Cusum of ") + title.symbol : title.text;
+  made.symbol = title.symbol;
+  made.points = graph.points;
+  made.sizes = graph.sg_sizes;
+  // No value is told by the size, not by the number.
+  for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
+    if (made.sizes[i] == 0 && document.chart.processing->IsVariable())
+      made.points[i] = std::numeric_limits<double>::quiet_NaN();
+  made.limits = {graph.ucls, graph.cls, graph.lcls};
+  made.specification = {graph.usls, graph.targets, graph.lsls};
+  made.marks = MarksOf(graph);
+  made.caption = CaptionOf(view, graph, document);
+  made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
+  return made;
+}
+
+}  // namespace
+
+std::vector<std::string> SpecificationTexts(std::int32_t flags) {
+  struct Text {
+    std::int32_t bit;
+    const char* text;
+  };
+  static constexpr Text kTexts[] = {
+      {slfUSL, "a value above USL"},
+      {slfLSL, "a value below LSL"},
+      {slfURL, "a value above the upper reasonable limit"},
+      {slfLRL, "a value below the lower reasonable limit"},
+      {slfUGB, "a value above the upper gage bound"},
+      {slfLGB, "a value below the lower gage bound"},
+      {slfTAR, "off target"},
+      {slfUWP, "a reading above the upper within-piece limit"},
+      {slfLWP, "a reading below the lower within-piece limit"},
+      {slfUSG, "above the upper subgroup limit"},
+      {slfLSG, "below the lower subgroup limit"},
+      {slfUDS, "deviation above its upper limit"},
+      {slfLDS, "deviation below its lower limit"},
+  };
+  std::vector<std::string> texts;
+  for (const auto& text : kTexts)
+    if ((flags & text.bit) != 0) texts.emplace_back(text.text);
+  return texts;
+}
+
+ChartView MakeChartView(const ChartDocument& document, const Names& names) {
+  const ChartRead& chart = document.chart;
+  ChartView view;
+  AddStreams(view, document, names);
+  AddGroups(view, chart);
+  for (const auto& row : chart.subgroups.rows) {
+    view.stamps.push_back(row.stamp);
+    view.flags.push_back(row.flag);
+  }
+  if (view.stream_views.empty()) {
+    view.title = "Control chart";
+  } else if (view.stream_views.size() == 1) {
+    view.title = view.stream_views[0].name;
+  } else {
+    view.title = "Control chart of " + std::to_string(view.stream_views.size()) + " streams";
+  }
+  if (view.Count() == 0) {
+    view.subtitle = "no data selected";
+  } else {
+    view.subtitle = std::to_string(view.Count()) + " subgroups, " + DayText(view.stamps.front()) +
+                    " " + ClockText(view.stamps.front()) + " to " + DayText(view.stamps.back()) +
+                    " " + ClockText(view.stamps.back()) + " UTC";
+  }
+  const int decimals = DataDecimals(chart);
+  for (const auto& graph : chart.graphs)
+    view.graphs.push_back(MakeGraph(view, graph, document, decimals));
+  for (const auto& note : document.notes) view.notes.push_back({note.code, note.text, note.stream});
+  return view;
+}
+
+}  // namespace orvspc::host

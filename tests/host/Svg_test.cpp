@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/Svg.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <regex>
+
+#include "host/render/Html.h"
+#include "host/render/SvgLayout.h"
+#include "tests/host/ChartViews.h"
+
+namespace orvspc::host {
+namespace {
+
+std::size_t Occurrences(const std::string& text, const std::string& piece) {
+  std::size_t count = 0;
+  for (auto at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) ++count;
+  return count;
+}
+
+TEST(SvgLayout, PanelsStandBelowEachOtherAboveTheAxis) {
+  ChartView view = SimpleView(25);
+  view.graphs.push_back(view.graphs[0]);
+  view.graphs.push_back(view.graphs[0]);
+  const Layout layout = MakeLayout(view, 44.0, 3);
+  ASSERT_EQ(layout.panels.size(), 3U);
+  for (std::size_t g = 0; g < 3; ++g) {
+    EXPECT_LT(layout.panels[g].top, layout.panels[g].bottom);
+    if (g > 0) {
+      EXPECT_GT(layout.panels[g].top, layout.panels[g - 1].bottom);
+    }
+  }
+  EXPECT_GE(layout.axis, layout.panels[2].bottom);
+  EXPECT_GT(layout.height, layout.footer);
+}
+
+TEST(SvgLayout, EveryPointAndLimitLiesInsideItsPanel) {
+  for (const std::size_t count : {1U, 2U, 25U, 2000U}) {
+    const ChartView view = SimpleView(count);
+    const Layout layout = MakeLayout(view, 44.0, 0);
+    const Panel& panel = layout.panels[0];
+    for (std::size_t i = 0; i < count; ++i) {
+      EXPECT_GT(layout.X(i), kPlotLeft);
+      EXPECT_LT(layout.X(i), kPlotRight);
+      for (const double value : {view.graphs[0].points[i], 13.0, 7.0}) {
+        EXPECT_GE(panel.Y(value), panel.top);
+        EXPECT_LE(panel.Y(value), panel.bottom);
+      }
+    }
+  }
+}
+
+TEST(SvgLayout, AFarSpecificationDoesNotSquashThePoints) {
+  GraphView graph = SimpleView(25).graphs[0];
+  graph.specification.upper.assign(25, 20.0);
+  EXPECT_EQ(AxisRange(graph).high, 20.0);
+  graph.specification.upper.assign(25, 2000.0);
+  EXPECT_EQ(AxisRange(graph).high, 13.5);
+}
+
+TEST(SvgLayout, AnAxisOfEqualOrMissingValuesHasAWidth) {
+  GraphView graph;
+  graph.points = {5.0, 5.0};
+  EXPECT_LT(AxisRange(graph).low, AxisRange(graph).high);
+  graph.points = {std::numeric_limits<double>::quiet_NaN()};
+  EXPECT_LT(AxisRange(graph).low, AxisRange(graph).high);
+  graph.points = {0.0};
+  EXPECT_LT(AxisRange(graph).low, AxisRange(graph).high);
+}
+
+TEST(SvgLayout, LabelsAreKeptApartAndInside) {
+  std::vector<Label> labels;
+  for (const double y : {50.0, 51.0, 52.0, 99.0, 100.0}) labels.push_back({y, 0.0, "", ""});
+  PushApart(labels, 12.0, 0.0, 100.0);
+  for (std::size_t i = 0; i < labels.size(); ++i) {
+    EXPECT_LE(labels[i].at, 100.0);
+    if (i > 0) {
+      EXPECT_GE(labels[i].at - labels[i - 1].at, 12.0 - 1e-9);
+    }
+  }
+}
+
+TEST(SvgLayout, AxisLabelsGrowRarerAsPlacesGrowNarrower) {
+  EXPECT_EQ(LabelStep(10, 80.0, 70.0), 1U);
+  EXPECT_EQ(LabelStep(25, 32.0, 80.0), 5U);
+  EXPECT_EQ(LabelStep(2000, 0.4, 80.0), 200U);
+}
+
+TEST(SvgLayout, LimitsStepWithThePointAndBreakWhereTheyAreMissing) {
+  ChartView view = SimpleView(5);
+  const Layout layout = MakeLayout(view, 0.0, 0);
+  const auto lines = StepLines(view, Places(view), {13.0, 13.0, 14.0, std::nan(""), 13.0}, layout,
+                               layout.panels[0]);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].size(), 4U);  // level, up, level
+  EXPECT_EQ(lines[0][1].first, lines[0][2].first);
+  EXPECT_NE(lines[0][1].second, lines[0][2].second);
+  EXPECT_EQ(lines[1].size(), 2U);
+}
+
+TEST(SvgLayout, LimitsOfInterleavedStreamsAreNotJoined) {
+  ChartView view = SimpleView(4);
+  view.streams = {0, 1, 0, 1};
+  const Layout layout = MakeLayout(view, 0.0, 0);
+  EXPECT_EQ(StepLines(view, Places(view), {1, 2, 1, 2}, layout, layout.panels[0]).size(), 4U);
+  view.groups = {{0, 1, 0}, {2, 3, 0}};
+  const Layout grouped = MakeLayout(view, 0.0, 0);
+  EXPECT_EQ(grouped.places, 2U);
+  EXPECT_EQ(StepLines(view, Places(view), {1, 2, 1, 2}, grouped, grouped.panels[0]).size(), 2U);
+}
+
+TEST(SvgLayout, AThinnedLineKeepsItsEndsAndItsExtremes) {
+  Polyline line;
+  for (int i = 0; i < 100000; ++i)
+    line.emplace_back(kPlotLeft + 800.0 * i / 100000.0, i == 50001 ? 3.0 : 100.0 + i % 7);
+  const Polyline thin = Thinned(line);
+  EXPECT_LE(thin.size(), 4U * 1602U);
+  EXPECT_EQ(thin.front(), line.front());
+  EXPECT_EQ(thin.back(), line.back());
+  EXPECT_NE(std::find(thin.begin(), thin.end(), line[50001]), thin.end());
+}
+
+TEST(Svg, EachMarkedPointNamesItsRuleInATooltip) {
+  const std::string svg = RenderSvg(SimpleView(25));
+  EXPECT_EQ(Occurrences(svg, "1 point beyond a control limit</title>"), 2U);
+  EXPECT_EQ(Occurrences(svg, "class=\"m\""), 3U);  // two points and the legend
+  EXPECT_NE(svg.find("rule 1: 1 point beyond a control limit (2 points)"), std::string::npos);
+}
+
+TEST(Svg, LimitsCarryTheirValuesWithTheGraphsDecimals) {
+  const std::string svg = RenderSvg(SimpleView(25));
+  for (const char* label : {">UCL 13.00<", ">CL 10.00<", ">LCL 7.00<"})
+    EXPECT_NE(svg.find(label), std::string::npos) << label;
+}
+
+TEST(Svg, ManyPointsHaveNoMarkersButTheMarkedOnes) {
+  const std::string svg = RenderSvg(SimpleView(2000));
+  EXPECT_EQ(Occurrences(svg, "<circle"), 0U);
+  EXPECT_EQ(Occurrences(svg, "class=\"m\""), 201U);
+}
+
+TEST(Svg, PointsOfTwoStreamsAreNotJoinedAndDifferInShape) {
+  ChartView view = SimpleView(6);
+  view.streams = {0, 1, 0, 1, 0, 1};
+  view.stream_views.resize(2);
+  const std::string svg = RenderSvg(view);
+  EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 2U);
+  EXPECT_EQ(Occurrences(svg, "<circle class=\"p\""), 3U + 1U);
+}
+
+TEST(Svg, ADisabledPointIsDrawnHollowAndNotJoined) {
+  ChartView view = SimpleView(3);
+  view.flags = {0, 1, 0};
+  const std::string svg = RenderSvg(view);
+  EXPECT_EQ(Occurrences(svg, "class=\"pu\""), 2U);  // the point and the legend
+  EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 1U);
+}
+
+TEST(Svg, TextIsEscapedAndNothingIsFetched) {
+  const std::string svg = RenderSvg(SimpleView(3));
+  EXPECT_NE(svg.find("Ring &amp; &lt;Bolt&gt;"), std::string::npos);
+  EXPECT_EQ(svg.find("href"), std::string::npos);
+  EXPECT_EQ(svg.find("<script"), std::string::npos);
+}
+
+TEST(Svg, NoPointsSayNoDataSelected) {
+  EXPECT_NE(RenderSvg(ChartView()).find("No data selected"), std::string::npos);
+}
+
+TEST(Svg, EveryCoordinateIsANumber) {
+  ChartView view = SimpleView(4);
+  view.graphs[0].points[1] = std::nan("");
+  view.graphs[0].limits.upper.assign(4, std::nan(""));
+  const std::string svg = RenderSvg(view);
+  EXPECT_EQ(svg.find("nan"), std::string::npos);
+  EXPECT_FALSE(std::regex_search(svg, std::regex("(x|y|d|cx|cy)=\"[^\"]*\xE2\x80\x93")));
+}
+
+TEST(Html, ThePageHoldsPictureEstimatesMarksAndNotes) {
+  ChartView view = SimpleView(25);
+  view.stream_views[0].sp = {1.02, "R-bar/d2", 2.326, 25};
+  view.notes.push_back({"limits-changed", "The limits changed.", ""});
+  const std::string page = RenderHtml(view);
+  for (const char* piece : {"<svg", "R-bar/d2", "2.326", "2024-03-01T17:00:00", "13.50",
+                            "1 point beyond a control limit", "The limits changed."})
+    EXPECT_NE(page.find(piece), std::string::npos) << piece;
+  EXPECT_EQ(page.find("http://"), page.find("http://www.w3.org/2000/svg"));
+}
+
+}  // namespace
+}  // namespace orvspc::host
