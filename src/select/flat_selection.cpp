@@ -41,6 +41,9 @@ class FilterWriter {
     cells_.push_back(value);
   }
 
+  // Passes a cell, which stays 0. Nothing is written, so it never fails.
+  void Skip() { cells_.push_back(0); }
+
   // Everything that was put and one spare cell, which nobody reads.
   Array<std::int32_t> Cut() const {
     Array<std::int32_t> filter;
@@ -93,17 +96,15 @@ void LoadDescriptors(const Array<std::int32_t>& filter, std::int32_t& index,
                      DataSelectDescriptors& descriptors, DescriptorTypes type,
                      std::int32_t filter_type) {
   Traced("DataSelect.LoadDescriptors", [&] {
-    const bool empty =
-        filter_type == ftUnlimited || (filter[index] == 0 && filter[std::int64_t{index} + 1] == 0);
-    if (empty) {
-      // Deliberate: an unlimited dimension does not come back as a descriptor.
-      index = checked::Add(index, 2);
-      return;
-    }
-    const auto descriptor = descriptors.Add(type);
-    descriptor->GroupID(filter[index]);
+    const auto skip = [&] { index = checked::Add(index, 2); };
+    // Deliberate: an unlimited dimension does not come back as a descriptor.
+    if (filter_type == ftUnlimited) return skip();
+    const std::int32_t group = filter[index];
     const std::int32_t count = filter[std::int64_t{index} + 1];
-    index = checked::Add(index, 2);
+    if (group == 0 && count == 0) return skip();
+    const auto descriptor = descriptors.Add(type);
+    descriptor->GroupID(group);
+    skip();
     descriptor->FilterType(static_cast<FilterTypes>(filter_type));
     for (std::int32_t i = 0; i < count; ++i) {
       descriptor->AddItemID(filter[index]);
@@ -150,7 +151,11 @@ Array<std::int32_t> DataSelect::GetDSFilter() const {
     std::int32_t others = 0;
     for (const auto& descriptor : *descriptors_)
       if (descriptor->DescriptorType() == dtOther) ++others;
-    out.Put(others);
+    if (others != 0) {
+      out.Put(others);
+    } else {
+      out.Skip();
+    }
     for (const auto& descriptor : *descriptors_)
       if (descriptor->DescriptorType() == dtOther) LoadDSFilter(out, descriptor.get());
     return out.Cut();
