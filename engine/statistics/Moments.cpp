@@ -39,15 +39,12 @@ Centre CentreOf(std::span<const double> values) {
 }
 
 double SumOfSquaresAbout(std::span<const double> values, Centre centre) {
-  CompensatedSum squares, rest;
+  CompensatedSum squares;
   for (const double x : values) {
     const double d = (x - centre.origin) - centre.shift;
     squares.Add(d * d);
-    rest.Add(d);
   }
-  const double r = rest.Value();  // 0 but for the rounding of the shift
-  const double sum = squares.Value() - r * r / static_cast<double>(values.size());
-  return sum < 0.0 ? 0.0 : sum;  // NaN stays NaN
+  return squares.Value();
 }
 
 }  // namespace
@@ -126,14 +123,13 @@ SampleSummary Summarise(std::span<const double> values) {
   const double shift = sum / n;
   result.mean = origin + shift;
   if (result.count < 2) return result;
-  double squares = 0.0, rest = 0.0;
+  double squares = 0.0;
   for (const double x : values) {
     if (!std::isfinite(x)) continue;
     const double d = (x - origin) - shift;
     squares += d * d;
-    rest += d;
   }
-  result.sd = std::sqrt(std::max(0.0, squares - rest * rest / n) / (n - 1.0));
+  result.sd = std::sqrt(squares / (n - 1.0));
   result.range = largest - smallest;
   return result;
 }

@@ -121,6 +121,14 @@ TEST(Ewma, WithoutSigmaThereArePointsButNoLimits) {
   EXPECT_EQ(series.centre[1], 0.0);
 }
 
+TEST(Ewma, AMissingSigmaInTheMiddleCostsTheLimitsThereOnly) {
+  Steady chart({10, 10, 10}, 0, 1);
+  chart.sigma[1] = kNaN;
+  const EwmaSeries series = Ewma(chart.Input());
+  EXPECT_TRUE(std::isnan(series.upper[1]));
+  EXPECT_NEAR(series.sigma[2], std::sqrt(0.04 + 0.64 * 0.04), 1e-15);
+}
+
 TEST(MovingCentreEwma, RawPointsAgainstTheEwmaOfThoseBefore) {
   Steady chart({10, 20, 90, kNaN, 20}, 0, 1);
   chart.used[2] = 0;
