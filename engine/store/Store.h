@@ -30,7 +30,9 @@ struct DataSet {
   std::vector<double> values;  // one for each test row
   std::vector<RowKey> keys;    // beside values, or empty when every row is plain
 
+  // A row of a subgroup; row 0 is its first.
   API_TestData Row(std::size_t subgroup, std::size_t row) const;
+  // Every row in its wire form; a span that is too short gets the first ones.
   void WriteTests(std::span<API_TestData> out) const;
 };
 

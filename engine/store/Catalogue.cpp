@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/Catalogue.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+#include "engine/store/SqliteStore.h"
+#include "engine/store/calendar.h"
+#include "engine/store/packing.h"
+#include "platform/ExternalFailure.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::int32_t kFailure = -2147221504;
+
+constexpr std::array<std::string_view, kItemKinds> kWords{
+    "part", "process", "test",  "revision", "workstation", "gage",
+    "job",  "lot",     "shift", "employee", "defect",      "serial"};
+
+[[noreturn]] void Refuse(std::string reason) {
+  throw platform::ExternalFailure(kFailure, "Catalogue", std::move(reason));
+}
+
+// Failures of SQLite as what hosts can catch.
+void Guarded(SqliteStore& store, const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const SqlError& error) {
+    Refuse(store.Path() + ": " + ReasonOf(error));
+  }
+}
+
+template <class Work>
+void Reading(platform::Database& database, Work work) {
+  const auto store = SqliteStoreOf(database);
+  Guarded(*store, [&] { store->ReadOrThrow([&](Connection& db) { work(*store, db); }); });
+}
+
+std::optional<std::int32_t> FirstInt(Query& query) {
+  return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
+}
+
+// What occurs where: identifiers of one kind beside the subgroup.
+struct Occurrence {
+  std::int32_t item, subgroup, time;
+  friend auto operator<=>(const Occurrence&, const Occurrence&) = default;
+};
+
+std::int32_t OfContext(const Context& context, ItemKind kind) {
+  switch (kind) {
+    case ItemKind::Revision: return context.revision;
+    case ItemKind::Workstation: return context.workstation;
+    case ItemKind::Job: return context.job;
+    case ItemKind::Lot: return context.lot;
+    case ItemKind::Shift: return context.shift;
+    case ItemKind::Employee: return context.employee;
+    default: return 0;
+  }
+}
+
+std::int32_t OfRow(const RowKey& key, ItemKind kind) {
+  switch (kind) {
+    case ItemKind::Gage: return key.Gage;
+    case ItemKind::Defect: return key.Def;
+    case ItemKind::Serial: return key.Sn;
+    default: return 0;
+  }
+}
+
+std::vector<Occurrence> Occurrences(Connection& db, const StoreCache& cache, ItemKind kind) {
+  std::vector<Occurrence> found;
+  const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
+    const Occurrence next{item, subgroup, time};
+    if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
+  };
+  if (kind == ItemKind::Part || kind == ItemKind::Process) {
+    Query query(db, "SELECT part, process, id, time FROM subgroup");
+    while (query.Step()) {
+      add(query.Int(kind == ItemKind::Part ? 0 : 1), query.Int(2), query.Int(3));
+    }
+  } else if (kind == ItemKind::Test) {
+    Query query(db,
+                "SELECT s.test, m.subgroup, m.time FROM stream s "
+                "JOIN measurement m ON m.stream = s.id");
+    while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
+  } else if (OfContext({1, 1, 1, 1, 1, 1}, kind) != 0) {
+    Query query(db, "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
+    while (query.Step()) {
+      const auto& context = cache.contexts[static_cast<std::size_t>(query.Int64(0))];
+      add(OfContext(context, kind), query.Int(1), query.Int(2));
+    }
+  } else {
+    Query query(db, "SELECT subgroup, time, packed FROM measurement");
+    while (query.Step()) {
+      const auto view = PackedView::Of(query.Int(0), query.Blob(2));
+      if (!view) Refuse("The values of subgroup " + std::to_string(query.Int(0)) + " are damaged");
+      for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
+        add(OfRow(view->Key(i), kind), query.Int(0), query.Int(1));
+      }
+    }
+  }
+  std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
+}
+
+void Count(std::span<const Occurrence> occurrences, std::vector<ListedItem>& items) {
+  std::unordered_map<std::int32_t, ListedItem*> by_id;
+  for (auto& item : items) by_id.emplace(item.id, &item);
+  for (const auto& each : occurrences) {
+    const auto found = by_id.find(each.item);
+    if (found == by_id.end()) continue;
+    auto& item = *found->second;
+    item.first = item.subgroups == 0 ? each.time : std::min(item.first, each.time);
+    item.last = item.subgroups == 0 ? each.time : std::max(item.last, each.time);
+    ++item.subgroups;
+  }
+}
+
+}  // namespace
+
+std::string_view WordOf(ItemKind kind) { return kWords[static_cast<std::size_t>(kind)]; }
+
+std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
+  for (std::size_t i = 0; i < kWords.size(); ++i) {
+    const std::string singular(kWords[i]);
+    if (word == singular || word == singular + "s" || word == singular + "es") {
+      return static_cast<ItemKind>(i);
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<ListedItem> ListItems(platform::Database& database, ItemKind kind) {
+  std::vector<ListedItem> items;
+  Reading(database, [&](SqliteStore& store, Connection& db) {
+    for (const auto& [id, name] : store.Names(kind)) items.push_back({id, name, 0, 0, 0, 0});
+    std::sort(items.begin(), items.end(),
+              [](const ListedItem& a, const ListedItem& b) { return a.name < b.name; });
+    Count(Occurrences(db, store.Cache(), kind), items);
+    if (kind != ItemKind::Test) return;
+    Query query(db, "SELECT id, type FROM test");
+    while (query.Step()) {
+      for (auto& item : items) {
+        if (item.id == query.Int(0)) item.test_type = query.Int(1);
+      }
+    }
+  });
+  return items;
+}
+
+std::optional<std::int32_t> FindItem(platform::Database& database, ItemKind kind,
+                                     std::string_view name) {
+  static const auto texts = [] {
+    std::array<std::string, kItemKinds> all;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      all[i] = "SELECT id FROM " + std::string(kWords[i]) + " WHERE name = ?1";
+    }
+    return all;
+  }();
+  std::optional<std::int32_t> id;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db, texts[static_cast<std::size_t>(kind)]);
+    query.Bind(1, name);
+    id = FirstInt(query);
+  });
+  return id;
+}
+
+std::string ItemName(platform::Database& database, ItemKind kind, std::int32_t id) {
+  std::string name;
+  Reading(database, [&](SqliteStore& store, Connection&) {
+    const auto& names = store.Names(kind);
+    if (const auto found = names.find(id); found != names.end()) name = found->second;
+  });
+  return name;
+}
+
+std::vector<ListedGroup> ListGroups(platform::Database& database, ItemKind kind) {
+  std::vector<ListedGroup> groups;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db,
+                "SELECT g.id, g.name, m.item FROM item_group g LEFT JOIN item_group_member m "
+                "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.name, m.item");
+    query.Bind(1, WordOf(kind));
+    while (query.Step()) {
+      if (groups.empty() || groups.back().id != query.Int(0)) {
+        groups.push_back({query.Int(0), std::string(query.Text(1)), {}});
+      }
+      if (!query.IsNull(2)) groups.back().members.push_back(query.Int(2));
+    }
+  });
+  return groups;
+}
+
+std::optional<std::int32_t> FindGroup(platform::Database& database, ItemKind kind,
+                                      std::string_view name) {
+  std::optional<std::int32_t> id;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db, "SELECT id FROM item_group WHERE kind = ?1 AND name = ?2");
+    query.Bind(1, WordOf(kind)).Bind(2, name);
+    id = FirstInt(query);
+  });
+  return id;
+}
+
+std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
+  std::vector<ListedDescriptor> descriptors;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db,
+                "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
+                "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name");
+    while (query.Step()) {
+      descriptors.push_back({query.Int(0), query.Int(1), std::string(query.Text(2)),
+                             std::string(query.Text(3))});
+    }
+  });
+  return descriptors;
+}
+
+std::optional<std::int32_t> FindDescriptorGroup(platform::Database& database,
+                                                std::string_view name) {
+  std::optional<std::int32_t> id;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
+    query.Bind(1, name);
+    id = FirstInt(query);
+  });
+  return id;
+}
+
+std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup) {
+  std::string label;
+  Reading(database, [&](SqliteStore&, Connection& db) {
+    Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
+    query.Bind(1, std::int64_t{subgroup});
+    if (query.Step()) label = query.Text(0);
+  });
+  return label;
+}
+
+std::vector<std::string> RuleSetNames(platform::Database& database) {
+  std::vector<std::string> names;
+  Reading(database, [&](SqliteStore& store, Connection&) {
+    for (const auto& set : store.Cache().rule_sets) names.push_back(set.first);
+  });
+  return names;
+}
+
+void UseRuleSet(platform::Database& database, std::string_view name) {
+  const auto store = SqliteStoreOf(database);
+  if (name.empty()) return store->UseRuleNumbers(std::nullopt);
+  std::optional<std::vector<std::int32_t>> numbers;
+  Reading(database, [&](SqliteStore& opened, Connection&) {
+    for (const auto& set : opened.Cache().rule_sets) {
+      if (set.first == name) numbers = set.second;
+    }
+  });
+  if (!numbers) Refuse("The database has no rule set \"" + std::string(name) + "\"");
+  store->UseRuleNumbers(std::move(numbers));
+}
+
+void StoreSetting(platform::Database& database, std::string_view key, std::string_view value) {
+  if (key == "time_zone" && !ZoneOffset(value)) {
+    Refuse("time_zone takes UTC or a fixed offset such as +02:00, not \"" + std::string(value) +
+           "\"");
+  }
+  const auto store = SqliteStoreOf(database);
+  Guarded(*store, [&] {
+    store->Write([&](Connection& db) {
+      Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")
+          .Bind(1, key)
+          .Bind(2, value)
+          .Bind(3, Now())
+          .Run();
+    });
+  });
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <unordered_map>
+
+#include "engine/store/SqliteStore.h"
+#include "engine/store/schema.h"
+#include "platform/ExternalFailure.h"
+
+namespace orvspc::engine {
+namespace {
+
+// A locked file is reported after this long.
+constexpr int kBusyMilliseconds = 500;
+constexpr std::int32_t kFailure = -2147221504;
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
+}
+
+class HandleTable {
+ public:
+  std::int32_t Add(std::shared_ptr<SqliteStore> store) {
+    const std::lock_guard lock(mutex_);
+    // Handles are not used twice before all have been used, so that a kept one stays refused.
+    do {
+      last_ = last_ == INT32_MAX ? 1 : last_ + 1;
+    } while (stores_.count(last_) != 0);
+    stores_.emplace(last_, std::move(store));
+    return last_;
+  }
+  void Remove(std::int32_t handle) {
+    const std::lock_guard lock(mutex_);
+    stores_.erase(handle);
+  }
+  std::shared_ptr<SqliteStore> Find(std::int32_t handle) {
+    const std::lock_guard lock(mutex_);
+    const auto found = stores_.find(handle);
+    return found == stores_.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::unordered_map<std::int32_t, std::shared_ptr<SqliteStore>> stores_;
+  std::int32_t last_ = 0;
+};
+
+// Never destroyed: a database object of static life may close after it would have been.
+HandleTable& Handles() {
+  static auto* const table = new HandleTable;
+  return *table;
+}
+
+class OpenedDatabase final : public EmbeddedDatabase {
+ public:
+  explicit OpenedDatabase(std::shared_ptr<SqliteStore> store)
+      : store_(std::move(store)), handle_(Handles().Add(store_)) {}
+  OpenedDatabase(const OpenedDatabase&) = delete;
+  OpenedDatabase& operator=(const OpenedDatabase&) = delete;
+  ~OpenedDatabase() override { Handles().Remove(handle_); }
+
+  std::int32_t ConnectionHandle() override { return handle_; }
+  std::int32_t DatabaseValue(std::int32_t value) override { return value_.exchange(value); }
+  std::optional<Failure> TakeFailure() override { return store_->TakeFailure(); }
+
+  const std::shared_ptr<SqliteStore>& Opened() const { return store_; }
+
+ private:
+  std::shared_ptr<SqliteStore> store_;
+  std::int32_t handle_;
+  std::atomic<std::int32_t> value_ = 0;
+};
+
+// What can be told without opening the file as a database.
+void CheckFile(const std::string& path, bool create) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0) {
+    if (errno == ENOENT && create) return;
+    Refuse(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
+  }
+  if (S_ISDIR(state.st_mode)) Refuse(path, "is a folder");
+  if (!S_ISREG(state.st_mode)) Refuse(path, "is no plain file");
+  if (access(path.c_str(), R_OK) != 0) Refuse(path, "may not be read");
+  if (access(path.c_str(), W_OK) != 0) Refuse(path, "may not be written to");
+}
+
+// The write-ahead log lies beside the file, so its folder must be writable too.
+void CheckFolder(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  auto folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+  if (folder.empty()) folder = "/";
+  if (access(folder.c_str(), F_OK) != 0) Refuse(path, "there is no folder " + folder);
+  if (access(folder.c_str(), W_OK) != 0) Refuse(path, "its folder may not be written to");
+}
+
+std::int32_t Pragma(Connection& connection, std::string_view sql) {
+  Query query(connection, sql);
+  return query.Step() ? query.Int(0) : 0;
+}
+
+Connection Open(const std::string& path, bool create) {
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+  Connection connection(path, flags);
+  sqlite3_busy_timeout(connection.Get(), kBusyMilliseconds);
+  if (sqlite3_db_readonly(connection.Get(), "main") == 1) Refuse(path, "may not be written to");
+  connection.Execute("PRAGMA foreign_keys=ON");
+  const auto application = Pragma(connection, "PRAGMA application_id");
+  const auto version = Pragma(connection, "PRAGMA user_version");
+  const auto pages = Pragma(connection, "PRAGMA page_count");
+  if (pages != 0 && application != kApplicationId) {
+    Refuse(path, "is an SQLite file, but no quality database");
+  }
+  if (pages == 0 && !create) Refuse(path, "is empty and no quality database");
+  if (version > kSchemaVersion) {
+    Refuse(path, "was made by a newer release (schema " + std::to_string(version) +
+                     ", this one knows " + std::to_string(kSchemaVersion) + ")");
+  }
+  connection.Execute("PRAGMA journal_mode=WAL");
+  // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
+  connection.Execute("PRAGMA synchronous=FULL");
+  connection.Execute("PRAGMA journal_size_limit=16777216");
+  if (version < kSchemaVersion) BringForward(connection);
+  return connection;
+}
+
+std::vector<Note>& NotesOfThread() {
+  thread_local std::vector<Note> notes;
+  return notes;
+}
+
+}  // namespace
+
+std::string ReasonOf(const SqlError& error) {
+  switch (error.Code()) {
+    case SQLITE_NOTADB: return "is no database file";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: return "is locked by another program";
+    case SQLITE_READONLY: return "may not be written to";
+    case SQLITE_CORRUPT: return "is damaged: " + std::string(error.what());
+    case SQLITE_FULL: return "there is no room left on the device";
+    default: return error.what();
+  }
+}
+
+Connection OpenConnection(const std::string& path, bool create) {
+  CheckFile(path, create);
+  CheckFolder(path);
+  try {
+    return Open(path, create);
+  } catch (const SqlError& error) {
+    Refuse(path, ReasonOf(error));
+  }
+}
+
+std::shared_ptr<SqliteStore> SqliteStoreOf(std::int32_t handle) { return Handles().Find(handle); }
+
+std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database) {
+  if (auto* opened = dynamic_cast<OpenedDatabase*>(&database)) return opened->Opened();
+  if (auto store = SqliteStoreOf(database.ConnectionHandle())) return store;
+  throw platform::ExternalFailure(kFailure, "Database",
+                                  "The database object is none of the embedded engine");
+}
+
+std::shared_ptr<Store> StoreOf(std::int32_t handle) { return SqliteStoreOf(handle); }
+
+void AddNote(std::string code, std::string text, std::string stream) {
+  NotesOfThread().push_back({std::move(code), std::move(text), std::move(stream)});
+}
+
+}  // namespace orvspc::engine
+
+namespace orvspc {
+
+std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
+  using namespace engine;
+  return std::make_shared<OpenedDatabase>(
+      std::make_shared<SqliteStore>(OpenConnection(path, create), path));
+}
+
+std::vector<Note> TakeNotes() { return std::exchange(engine::NotesOfThread(), {}); }
+
+}  // namespace orvspc

@@ -1,0 +1,372 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/DatabaseLibrary.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <set>
+#include <tuple>
+#include <unordered_set>
+
+#include "engine/store/OpenRun.h"
+#include "engine/store/SqliteStore.h"
+#include "platform/Enumerations.h"
+#include "platform/FixedText.h"
+
+namespace orvspc::engine {
+namespace {
+
+struct KeptDataSet {
+  std::shared_ptr<SqliteStore> store;
+  DataSet data;
+};
+
+KeptDataSet& Kept() {
+  thread_local KeptDataSet kept;
+  return kept;
+}
+
+// The body of a call: nothing leaves it, a failure gives 0.
+template <class Body>
+std::int32_t Guarded(const std::shared_ptr<SqliteStore>& store, Body body) noexcept {
+  if (store == nullptr) return 0;
+  try {
+    return body();
+  } catch (...) {
+    KeepCurrentFailure(*store);
+    return 0;
+  }
+}
+
+std::shared_ptr<SqliteStore> OpenStore(std::int32_t handle) noexcept {
+  try {
+    auto store = SqliteStoreOf(handle);
+    if (store == nullptr) AddNote("database-closed", "The database of this analysis is closed.");
+    return store;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+std::vector<std::int32_t> DistinctSubgroups(std::span<const API_SubgroupData> rows) {
+  std::vector<std::int32_t> ids;
+  ids.reserve(rows.size());
+  for (const auto& row : rows) ids.push_back(row.Sgrp);
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  return ids;
+}
+
+std::int32_t Int32(std::size_t count) {
+  return static_cast<std::int32_t>(
+      std::min<std::size_t>(count, std::numeric_limits<std::int32_t>::max()));
+}
+
+API_DescriptorData DescriptorRow(const Query& query) {
+  API_DescriptorData row{};
+  row.Sgrp = query.Int(0);
+  row.Dsgp = query.Int(1);
+  row.Desc = query.Int(2);
+  row.Tsno = query.Int(3);
+  return row;
+}
+
+// Those of one subgroup, or with last above first those of a range of identifiers.
+void ReadDescriptors(Connection& db, std::int32_t first, std::int32_t last,
+                     std::vector<API_DescriptorData>& rows) {
+  Query query(db,
+              "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
+              "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
+              "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup");
+  query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
+  while (query.Step()) rows.push_back(DescriptorRow(query));
+}
+
+bool ByDescriptor(const API_DescriptorData& a, const API_DescriptorData& b) {
+  return std::tie(a.Dsgp, a.Desc, a.Tsno) < std::tie(b.Dsgp, b.Desc, b.Tsno);
+}
+
+// The rows of each subgroup once, oldest subgroup first; at most `room`, of the newest.
+std::vector<API_DescriptorData> CollectDescriptors(Connection& db,
+                                                   std::span<const API_SubgroupData> subgroups,
+                                                   std::size_t room, bool& cut) {
+  std::vector<API_DescriptorData> newest_first;
+  Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
+  if (!any.Step()) return newest_first;
+  std::unordered_set<std::int32_t> seen;
+  std::vector<API_DescriptorData> of_one;
+  for (auto i = subgroups.size(); i-- > 0 && !cut;) {
+    const auto id = subgroups[i].Sgrp;
+    if (!seen.insert(id).second) continue;
+    of_one.clear();
+    ReadDescriptors(db, id, id, of_one);
+    cut = newest_first.size() + of_one.size() > room;
+    if (cut) break;
+    std::sort(of_one.begin(), of_one.end(), ByDescriptor);
+    newest_first.insert(newest_first.end(), of_one.rbegin(), of_one.rend());
+  }
+  std::reverse(newest_first.begin(), newest_first.end());
+  return newest_first;
+}
+
+// Which subgroups a comment filter lets through.
+class CommentSubgroups {
+ public:
+  // False when the filter is malformed.
+  bool Read(std::span<const std::int32_t> cells) {
+    if (cells.empty()) return false;
+    if (cells[0] == -1) {
+      if (cells.size() < 3) return false;
+      lowest_ = cells[1];
+      highest_ = cells[2];
+      return true;
+    }
+    if (cells[0] < 0 || static_cast<std::size_t>(cells[0]) >= cells.size()) return false;
+    listed_ = cells.subspan(1, static_cast<std::size_t>(cells[0]));
+    is_list_ = true;
+    if (!listed_.empty()) {
+      lowest_ = listed_.front();
+      highest_ = listed_.back();
+    }
+    return std::is_sorted(listed_.begin(), listed_.end());
+  }
+  bool Has(std::int32_t id) const {
+    return !is_list_ || std::binary_search(listed_.begin(), listed_.end(), id);
+  }
+  std::int32_t Lowest() const { return lowest_; }
+  std::int32_t Highest() const { return highest_; }
+
+ private:
+  std::span<const std::int32_t> listed_;
+  bool is_list_ = false;
+  std::int32_t lowest_ = 0, highest_ = -1;
+};
+
+struct FoundComment {
+  std::int32_t subgroup_time;
+  API_CommentData row;
+};
+
+API_CommentData CommentRow(const Query& query, bool& cut) {
+  API_CommentData row{};
+  row.Sgrp = query.Int(0);
+  row.Edtm = query.Int(1);
+  row.Test = query.Int(2);
+  row.Tsno = query.Int(3);
+  platform::StoreFixedText(row.Empl, query.Text(4));
+  platform::StoreFixedText(row.Note, query.Text(5));
+  cut = cut || platform::ToUtf16(query.Text(5)).size() > std::size(row.Note);
+  return row;
+}
+
+// Whether a rule can be judged on a graph of the chart word.
+bool Applies(const StoredRule& rule, std::int32_t chart_word, std::int32_t graph) {
+  const bool of_pieces = rule.kind == "red" || rule.kind == "yellow2";
+  if (graph != 1) return rule.kind == "limit";
+  switch (const auto type = (chart_word >> 8) & 15) {
+    case ccGraph1Pc: return of_pieces;
+    case ccGraph1Ma: return rule.kind == "limit";
+    default: {
+      if (type < ccGraph1BestGuessAttribute) return !of_pieces;
+      const bool is_run = rule.kind == "zone" && rule.zone == 0.0;
+      return rule.kind == "limit" || is_run || rule.kind == "trend" || rule.kind == "alternate";
+    }
+  }
+}
+
+std::uint32_t ApplicableBits(std::span<const StoredRule> rules, std::int32_t chart_word,
+                             std::int32_t graph) {
+  std::uint32_t bits = 0;
+  for (const auto& rule : rules) {
+    const auto bit = rule.number == 31 ? 15 : rule.number;
+    if (Applies(rule, chart_word, graph)) bits |= std::uint32_t{1} << bit;
+  }
+  return bits;
+}
+
+std::vector<StreamKey> StreamsOf(SqliteStore& store, std::int32_t handle, API_DSInfo info,
+                                 std::span<const std::int32_t> filter) {
+  const auto open = OpenRunStreams(handle);
+  if (!open.empty()) return {open.begin(), open.end()};
+  DataSet data;
+  if (!store.Select(info, filter, {}, data)) return {};
+  std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t>> keys;
+  for (const auto& subgroup : data.subgroups) {
+    keys.emplace(subgroup.Part, subgroup.Prcs, subgroup.Test);
+  }
+  std::vector<StreamKey> streams;
+  for (const auto& [part, process, test] : keys) streams.push_back({part, process, test});
+  return streams;
+}
+
+constexpr std::int32_t kRefused = -2147221504;
+
+}  // namespace
+
+std::int32_t DatabaseLibrary::VLXDBL_CLEARDATASETDATA() {
+  Kept() = {};
+  return 0;
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t Connection,
+                                                      API_DSInfo& DSInfo,
+                                                      std::span<std::int32_t> DSFilter,
+                                                      std::int32_t) {
+  Kept() = {};
+  const auto store = OpenStore(Connection);
+  return Guarded(store, [&]() -> std::int32_t {
+    SelectOptions options;
+    options.defect_filter_narrows_rows = false;
+    auto& kept = Kept();
+    if (!store->Select(DSInfo, DSFilter, options, kept.data)) return 0;
+    kept.store = store;
+    return Int32(kept.data.values.size());
+  });
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array,
+                                                 std::int32_t Content) {
+  const auto& kept = Kept();
+  return Guarded(kept.store, [&]() -> std::int32_t {
+    const auto refuse = [&](std::string_view what) {
+      kept.store->Fail(kRefused, "The array for the " + std::string(what) + " is too short");
+      return 0;
+    };
+    if (Content == kSubgroups) {
+      const auto out = Array.As<API_SubgroupData>();
+      if (out.size() < kept.data.subgroups.size()) return refuse("subgroups");
+      std::copy(kept.data.subgroups.begin(), kept.data.subgroups.end(), out.begin());
+      return Int32(kept.data.subgroups.size());
+    }
+    if (Content == kTests) {
+      const auto out = Array.As<API_TestData>();
+      if (out.size() < kept.data.values.size()) return refuse("test rows");
+      kept.data.WriteTests(out);
+      return Int32(kept.data.values.size());
+    }
+    return 0;
+  });
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Connection,
+                                                 API_DSInfo&, std::span<std::int32_t>,
+                                                 const platform::ArrayRef& Subgroups,
+                                                 const platform::ArrayRef& Descriptors,
+                                                 std::int32_t Code) {
+  const auto store = OpenStore(Connection);
+  return Guarded(store, [&]() -> std::int32_t {
+    if (Code != kSubgroups) return 0;
+    const auto out = Descriptors.As<API_DescriptorData>();
+    bool cut = false;
+    std::vector<API_DescriptorData> rows;
+    store->ReadOrThrow([&](engine::Connection& db) {
+      rows = CollectDescriptors(db, Subgroups.As<API_SubgroupData>(), out.size(), cut);
+    });
+    std::copy(rows.begin(), rows.end(), out.begin());
+    if (cut) {
+      AddNote("descriptors-cut", "There are more descriptors than fit; only those of the newest " +
+                                     std::to_string(rows.size()) + " rows are there.");
+    }
+    return Int32(rows.size());
+  });
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Subgroups,
+                                                   std::int32_t Code,
+                                                   std::span<std::int32_t> CommentFilter,
+                                                   std::int32_t HighestIndex) {
+  try {
+    if (Code != kSubgroups || HighestIndex < 0) return 0;
+    const auto cells = CommentFilter.first(
+        std::min(CommentFilter.size(), static_cast<std::size_t>(HighestIndex) + 1));
+    if (cells.empty()) return 0;
+    const auto ids = DistinctSubgroups(Subgroups.As<API_SubgroupData>());
+    if (ids.size() < cells.size()) {
+      cells[0] = Int32(ids.size());
+      std::copy(ids.begin(), ids.end(), cells.begin() + 1);
+    } else if (cells.size() >= 3) {
+      cells[0] = -1;
+      cells[1] = ids.front();
+      cells[2] = ids.back();
+    } else {
+      return 0;
+    }
+    return Int32(ids.size());
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(std::int32_t, std::int32_t Connection,
+                                                  std::int32_t& StartSubgroup,
+                                                  std::int32_t SubgroupEnd,
+                                                  std::span<std::int32_t> CommentFilter,
+                                                  const platform::ArrayRef& Comments,
+                                                  std::int32_t) {
+  const auto store = OpenStore(Connection);
+  return Guarded(store, [&]() -> std::int32_t {
+    CommentSubgroups wanted;
+    if (!wanted.Read(CommentFilter)) {
+      store->Fail(kRefused, "The comment filter ends inside its list");
+      return 0;
+    }
+    const auto first = std::max(std::int64_t{StartSubgroup} + 1, std::int64_t{wanted.Lowest()});
+    const auto last = SubgroupEnd > 0 ? std::min(SubgroupEnd, wanted.Highest()) : wanted.Highest();
+    std::vector<FoundComment> found;
+    bool text_cut = false;
+    store->ReadOrThrow([&](engine::Connection& db) {
+      Query query(db,
+                  "SELECT c.subgroup, c.time, ifnull(c.test, 0), c.tsno, ifnull(e.name, ''), "
+                  "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
+                  "LEFT JOIN employee e ON e.id = c.employee "
+                  "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id");
+      query.Bind(1, first).Bind(2, std::int64_t{last});
+      while (query.Step()) {
+        if (wanted.Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
+      }
+    });
+    const auto out = Comments.As<API_CommentData>();
+    if (found.size() > out.size()) {
+      const auto newer = [](const FoundComment& a, const FoundComment& b) {
+        return std::tie(a.subgroup_time, a.row.Sgrp) > std::tie(b.subgroup_time, b.row.Sgrp);
+      };
+      std::stable_sort(found.begin(), found.end(), newer);
+      found.resize(out.size());
+      std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
+        return std::tie(a.row.Sgrp, a.row.Edtm) < std::tie(b.row.Sgrp, b.row.Edtm);
+      });
+      AddNote("comments-cut", "There are more comments than fit; only those of the newest " +
+                                  std::to_string(out.size()) + " are there.");
+    }
+    if (text_cut) AddNote("comment-text-cut", "A comment longer than 128 characters was cut.");
+    std::transform(found.begin(), found.end(), out.begin(),
+                   [](const FoundComment& each) { return each.row; });
+    return Int32(found.size());
+  });
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_GETALARMMASK(std::int32_t, std::int32_t Connection,
+                                                  API_DSInfo& DSInfo,
+                                                  std::span<std::int32_t> DSFilter,
+                                                  std::int32_t ChartWord, std::int32_t GraphCount,
+                                                  std::span<std::int32_t> AlarmMask) {
+  const auto store = OpenStore(Connection);
+  return Guarded(store, [&]() -> std::int32_t {
+    const auto streams = StreamsOf(*store, Connection, DSInfo, DSFilter);
+    const auto graphs = std::min<std::size_t>(
+        AlarmMask.size(), static_cast<std::size_t>(std::clamp(GraphCount, 0, 3)));
+    for (std::size_t i = 0; i < graphs; ++i) {
+      const auto graph = static_cast<std::int32_t>(i + 1);
+      std::uint32_t bits = 0;
+      for (const auto& stream : streams) {
+        bits |= store->AlarmBits(stream.part, stream.process, stream.test, graph);
+      }
+      bits &= ApplicableBits(store->Rules(), ChartWord, graph);
+      AlarmMask[i] = static_cast<std::int32_t>(bits);
+    }
+    return Int32(graphs);
+  });
+}
+
+}  // namespace orvspc::engine

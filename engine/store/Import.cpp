@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/Import.h"
+
+#include "engine/store/SqliteStore.h"
+#include "engine/store/calendar.h"
+#include "engine/store/import_table.h"
+#include "platform/ExternalFailure.h"
+
+namespace orvspc::engine {
+namespace {
+
+struct Kind {
+  std::string_view word;
+  ImportKind kind;
+  ImportReport (*import)(const ImportContext&);
+};
+constexpr Kind kKinds[] = {
+    {"values", ImportKind::Values, ImportValues},
+    {"limits", ImportKind::Limits, ImportLimits},
+    {"control-limits", ImportKind::ControlLimits, ImportControlLimits},
+    {"opportunities", ImportKind::Opportunities, ImportOpportunities},
+    {"rules", ImportKind::Rules, ImportRules},
+    {"alarms", ImportKind::Alarms, ImportAlarms},
+    {"groups", ImportKind::Groups, ImportGroups},
+};
+
+// Beside the store's own connection, which reads on meanwhile.
+Connection OpenForImport(const std::string& path) {
+  auto connection = OpenConnection(path, false);
+  connection.Execute("PRAGMA cache_size=-65536");
+  // One checkpoint at the end in place of several on the way.
+  connection.Execute("PRAGMA wal_autocheckpoint=0");
+  return connection;
+}
+
+}  // namespace
+
+std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
+  for (const auto& each : kKinds) {
+    if (each.word == word) return each.kind;
+  }
+  return std::nullopt;
+}
+
+ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
+                       const ImportOptions& options) {
+  const auto store = SqliteStoreOf(database);
+  try {
+    auto connection = OpenForImport(store->Path());
+    Transaction transaction(connection, Transaction::Kind::Write);
+    const ImportContext context{connection, file, options, "import " + file, Now()};
+    const auto report = kKinds[static_cast<std::size_t>(kind)].import(context);
+    transaction.Commit();
+    NoteWrite();
+    // Best effort: with a reader in the way the log is emptied later.
+    sqlite3_wal_checkpoint_v2(connection.Get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                              nullptr);
+    return report;
+  } catch (const SqlError& error) {
+    throw platform::ExternalFailure(-2147221504, "Import", store->Path() + ": " + ReasonOf(error));
+  }
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Database.h"
+
+// Files into a quality database. Each file is one transaction: all of it is stored or nothing.
+//
+// Common to all kinds: a header line names the columns, in any order and case; an unknown column is
+// refused unless ignored. Separator, quoting and encoding as CsvReader says. Times are ISO 8601,
+// UTC without a zone. A name that is new becomes a new part, process, test, job and so on, but
+// alarms must speak of what is there. A cell that may be left out may also be empty.
+//
+// values         part process test subgroup time and one of value or count; optional tsno sbno size
+//                flag job lot shift revision workstation employee gage serial defect comment
+//                test-type (variable, defects, defectives) and descriptor:NAME.
+//                A subgroup is one part, process, subgroup (label) and time. Each line of a variable
+//                test is a piece: tsno 1, 2, ... in file order unless given; lines with an sbno above
+//                0 are readings within the piece, whose mean becomes its value unless a line with
+//                sbno 0 gives one. Lines with a count add to the subgroup; count 0 stores it with
+//                its one empty row, an empty count beside a defect is 1. Size is the number of units
+//                inspected; without it a variable test has the number of its pieces, an attribute
+//                test 0, not known. Flag is enabled, disabled, incomplete or 0, 1, 2. With count and
+//                no test-type a new test whose lines name a defect is one of defects, else of
+//                defectives. A comment belongs to the subgroup and test, and to the piece if the
+//                line gives tsno. Refused too: a (subgroup, test) that is already stored, the same
+//                piece twice, more defectives than units.
+// limits         part test and any of usl target lsl ugb lgb url lrl uwp lwp cp cpk effective scale
+//                name alarms. Without effective they hold since ever. Scale is the number of
+//                decimals shown, 4. Alarms names the limits that raise alarms ("usl lsl"), all that
+//                are given by default, "none" for none. A later import for the same time takes over.
+// control-limits part test mean; optional process (none: any) sp spl sw swl effective start finish
+//                chart-word (of the chart that they were made from, decimal or 0x...).
+// opportunities  part test opportunities; optional effective.
+// rules          number kind; optional k m zone side priority text set (names, separated by blanks).
+//                Numbers 0 to 14, 16 to 30, and one of 15 and 31 in a database. A number keeps its
+//                parameters for life.
+// alarms         number on (yes, no, 1, 0); optional part process test graph (1 to 3), each none: any.
+// groups         kind (part, process, ...) group name.
+namespace orvspc::engine {
+
+enum class ImportKind {
+  Values,
+  Limits,
+  ControlLimits,
+  Opportunities,
+  Rules,
+  Alarms,
+  Groups,
+};
+
+// "values", "control-limits", ...
+std::optional<ImportKind> ImportKindFromWord(std::string_view word);
+
+struct ImportOptions {
+  bool ignore_unknown = false;  // columns
+  // Called now and then with bytes read and the size of the file.
+  std::function<void(std::int64_t done, std::int64_t total)> progress = {};
+};
+
+struct ImportReport {
+  std::int64_t lines = 0;      // without the header
+  std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
+  std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
+  std::int64_t new_names = 0;
+};
+
+// Throws platform::ExternalFailure with one line: file, line, column, value, reason. The database
+// is then unchanged. Analyses on the same database go on meanwhile and see all of it or nothing.
+ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
+                       const ImportOptions& options = {});
+
+}  // namespace orvspc::engine

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "engine/store/Catalogue.h"
+#include "engine/store/Store.h"
+#include "engine/store/sqlite.h"
+
+namespace orvspc::engine {
+
+struct Stream {
+  std::int32_t part = 0, process = 0, test = 0;
+  std::int32_t test_type = 0;
+  std::int64_t id = 0;
+};
+
+// Who and where of a subgroup; many subgroups share one.
+struct Context {
+  std::int32_t workstation = 0, job = 0, lot = 0, shift = 0, revision = 0, employee = 0;
+  friend bool operator==(const Context&, const Context&) = default;
+  friend auto operator<=>(const Context&, const Context&) = default;
+};
+
+struct AlarmRow {
+  std::int32_t part = 0, process = 0, test = 0, graph = 0;  // 0: any
+  std::int32_t number = 0;
+  bool is_on = false;
+};
+
+// What is reread only after the file has changed.
+struct StoreCache {
+  std::vector<Stream> streams;       // by part, process, test
+  std::vector<Context> contexts;     // by identifier, 0 is "none"
+  std::int64_t highest_subgroup = 0;
+  std::shared_ptr<const std::vector<StoredRule>> rules;
+  std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
+  std::vector<AlarmRow> alarms;
+  std::map<std::string, std::string, std::less<>> settings;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCSpecLim>> spec_limits;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
+  std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
+  std::array<bool, kItemKinds> names_read{};
+  std::int32_t zone_offset = 0;
+};
+
+// The store on one SQLite file. One connection, one mutex: calls of several threads take turns.
+class SqliteStore final : public Store {
+ public:
+  // The connection is open, checked and of the present schema.
+  SqliteStore(Connection connection, std::string path);
+
+  bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
+              DataSet& out) override;
+  std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
+  std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
+                                          std::int32_t test) override;
+  std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
+  const std::vector<StoredRule>& Rules() override;
+  std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
+                          std::int32_t graph) override;
+  std::string Setting(std::string_view key, std::string_view fallback) override;
+  std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
+  void Fail(std::int32_t number, std::string description) override;
+
+  // The first failure since the last call.
+  std::optional<EmbeddedDatabase::Failure> TakeFailure();
+
+  const std::string& Path() const { return path_; }
+
+  // Rule numbers of graph 1 in place of the alarm rows; empty: the rows.
+  void UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers);
+
+  // Runs work with the connection inside a read transaction, the cache being current; returns
+  // false after a failure, which is kept. What work throws never leaves.
+  bool Read(const std::function<void(Connection&)>& work);
+  // The same, but failures leave as SqlError and others; for hosts' calls.
+  void ReadOrThrow(const std::function<void(Connection&)>& work);
+  // In one write transaction. Failures leave.
+  void Write(const std::function<void(Connection&)>& work);
+
+  // Valid inside Read, ReadOrThrow or Write only.
+  const StoreCache& Cache() const { return cache_; }
+  const std::unordered_map<std::int32_t, std::string>& Names(ItemKind kind);
+
+  // Statements prepared so far.
+  std::size_t PreparedCount();
+
+ private:
+  // Rereads the cache if the file has changed. With slack a check of the last millisecond is
+  // enough.
+  void Refresh();
+  void RefreshSoon();
+  void Reload();
+  // Runs work on the current cache; a failure is kept and gives the default answer.
+  template <class Result, class Work>
+  Result FromCache(Work work);
+
+  std::recursive_mutex mutex_;
+  Connection connection_;
+  std::string path_;
+  StoreCache cache_;
+  bool loaded_ = false;
+  std::int64_t data_version_ = 0;
+  std::uint64_t generation_ = 0;
+  std::int64_t checked_ = 0;
+  std::optional<std::vector<std::int32_t>> rule_numbers_;
+
+  std::mutex failure_mutex_;
+  std::optional<EmbeddedDatabase::Failure> failure_;
+};
+
+// Opens a file with the engine's settings. Throws platform::ExternalFailure with file and reason.
+Connection OpenConnection(const std::string& path, bool create);
+
+// Why the file could not be used, in words.
+std::string ReasonOf(const SqlError& error);
+
+// Tells every store of the process that a file was written through another connection.
+void NoteWrite();
+
+// Puts the exception being handled into words and keeps it in the store.
+void KeepCurrentFailure(SqliteStore& store) noexcept;
+
+// The store of an open database of ours. Throws platform::ExternalFailure.
+std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database);
+// By handle; null when it is closed or unknown.
+std::shared_ptr<SqliteStore> SqliteStoreOf(std::int32_t handle);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/cache.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "engine/store/calendar.h"
+#include "platform/Enumerations.h"
+#include "platform/FixedText.h"
+
+namespace orvspc::engine {
+namespace {
+
+void ReadStreams(Connection& db, StoreCache& cache) {
+  Query query(db,
+              "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
+              "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
+  while (query.Step()) {
+    cache.streams.push_back(
+        {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int64(4)});
+  }
+  Query highest(db, "SELECT max(id) FROM subgroup");
+  if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
+}
+
+void ReadContexts(Connection& db, StoreCache& cache) {
+  cache.contexts.assign(1, Context{});
+  Query query(db,
+              "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
+              "ORDER BY id");
+  while (query.Step()) {
+    cache.contexts.resize(static_cast<std::size_t>(query.Int64(0)) + 1);
+    cache.contexts.back() = {query.Int(1), query.Int(2), query.Int(3),
+                             query.Int(4), query.Int(5), query.Int(6)};
+  }
+}
+
+// Of rows with one effective time the newest, which comes last, is the one that counts.
+template <class Row, class Time>
+void Append(std::vector<Row>& rows, Row row, Time time_of) {
+  if (!rows.empty() && time_of(rows.back()) == time_of(row)) {
+    rows.back() = std::move(row);
+  } else {
+    rows.push_back(std::move(row));
+  }
+}
+
+void ReadSpecLimits(Connection& db, StoreCache& cache) {
+  Query query(db,
+              "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
+              "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
+              "ORDER BY part, test, effective, id");
+  while (query.Step()) {
+    API_CCSpecLim row{};
+    row.Word0 = query.Int(0);
+    row.Stamp4 = row.Stamp8 = query.Int(1);
+    row.F_PART = query.Int(2);
+    row.F_TEST_ = query.Int(3);
+    row.Word20 = query.Int(4);
+    platform::WireDouble* const values[] = {&row.F_USL, &row.F_TAR, &row.F_LSL, &row.F_UGB,
+                                            &row.F_LGB, &row.F_URL, &row.F_LRL, &row.F_UWP,
+                                            &row.F_LWP, &row.F_CP,  &row.F_CPK};
+    for (int i = 0; i < 11; ++i) *values[i] = query.Real(5 + i);
+    row.F_EFLAG = query.Int(16);
+    row.F_AFLAG = query.Int(17);
+    row.F_SCAL = query.Int(18);
+    platform::StoreFixedText(row.Name, query.Text(19));
+    Append(cache.spec_limits[{row.F_PART, row.F_TEST_}], row,
+           [](const API_CCSpecLim& each) { return each.Word20; });
+  }
+}
+
+void ReadControlLimits(Connection& db, StoreCache& cache) {
+  Query query(db,
+              "SELECT id, made, part, ifnull(process, 0), test, effective, mean, sp, spl, sw, swl, "
+              "start, finish, chart_word FROM control_limit WHERE status = 'active' "
+              "ORDER BY part, test, effective, ifnull(process, 0), id");
+  while (query.Step()) {
+    ControlLimit limit{};
+    limit.row.Word0 = query.Int(0);
+    limit.row.Stamp4 = limit.row.Stamp8 = query.Int(1);
+    limit.row.F_PART = query.Int(2);
+    limit.row.F_PRCS = query.Int(3);
+    limit.row.F_TEST_ = query.Int(4);
+    limit.row.F_EFTM = query.Int(5);
+    limit.row.F_MEAN = query.Real(6);
+    limit.row.F_SP = query.Real(7);
+    limit.row.F_SPL = query.Real(8);
+    limit.row.F_SW = query.Real(9);
+    limit.row.F_SWL = query.Real(10);
+    limit.row.F_STTM = query.Int(11);
+    limit.row.F_FNTM = query.Int(12);
+    limit.chart_word = query.Int(13);
+    Append(cache.control_limits[{limit.row.F_PART, limit.row.F_TEST_}], limit,
+           [](const ControlLimit& each) {
+             return std::pair(each.row.F_EFTM, each.row.F_PRCS);
+           });
+  }
+}
+
+void ReadOpportunities(Connection& db, StoreCache& cache) {
+  Query query(db,
+              "SELECT id, made, part, test, opportunities, effective FROM opportunity "
+              "ORDER BY part, test, effective, id");
+  while (query.Step()) {
+    API_CCDefOpp row{};
+    row.Word0 = query.Int(0);
+    row.Stamp4 = row.Stamp8 = query.Int(1);
+    row.F_PART = query.Int(2);
+    row.F_TEST_ = query.Int(3);
+    row.F_OPPS = query.Int(4);
+    row.Word24 = query.Int(5);
+    Append(cache.opportunities[{row.F_PART, row.F_TEST_}], row,
+           [](const API_CCDefOpp& each) { return each.Word24; });
+  }
+}
+
+void ReadRules(Connection& db, StoreCache& cache) {
+  auto rules = std::make_shared<std::vector<StoredRule>>();
+  Query query(db,
+              "SELECT number, priority, kind, k, m, zone, side, text FROM rule "
+              "ORDER BY priority, number");
+  while (query.Step()) {
+    StoredRule rule;
+    rule.number = query.Int(0);
+    rule.priority = query.Int(1);
+    rule.kind = query.Text(2);
+    rule.k = query.Int(3);
+    rule.m = query.Int(4);
+    rule.zone = query.Real(5);
+    rule.side = query.Text(6);
+    rule.text = query.Text(7);
+    rules->push_back(std::move(rule));
+  }
+  cache.rules = std::move(rules);
+  Query sets(db,
+             "SELECT s.name, m.number FROM rule_set s LEFT JOIN rule_set_member m "
+             "ON m.rule_set = s.id ORDER BY s.id, m.number");
+  while (sets.Step()) {
+    if (cache.rule_sets.empty() || cache.rule_sets.back().first != sets.Text(0)) {
+      cache.rule_sets.emplace_back(sets.Text(0), std::vector<std::int32_t>());
+    }
+    if (!sets.IsNull(1)) cache.rule_sets.back().second.push_back(sets.Int(1));
+  }
+  Query alarms(db,
+               "SELECT ifnull(part, 0), ifnull(process, 0), ifnull(test, 0), ifnull(graph, 0), "
+               "number, is_on FROM rule_alarm ORDER BY id");
+  while (alarms.Step()) {
+    cache.alarms.push_back({alarms.Int(0), alarms.Int(1), alarms.Int(2), alarms.Int(3),
+                            alarms.Int(4), alarms.Int(5) != 0});
+  }
+}
+
+void ReadSettings(Connection& db, StoreCache& cache) {
+  Query query(db, "SELECT key, value FROM setting ORDER BY id");
+  while (query.Step()) {
+    cache.settings.insert_or_assign(std::string(query.Text(0)), std::string(query.Text(1)));
+  }
+  const auto zone = cache.settings.find("time_zone");
+  if (zone == cache.settings.end()) return;
+  const auto offset = ZoneOffset(zone->second);
+  if (!offset) {
+    throw std::runtime_error("The time zone " + zone->second +
+                             " of the database is neither UTC nor a fixed offset");
+  }
+  cache.zone_offset = *offset;
+}
+
+}  // namespace
+
+StoreCache ReadCache(Connection& connection) {
+  StoreCache cache;
+  ReadStreams(connection, cache);
+  ReadContexts(connection, cache);
+  ReadSpecLimits(connection, cache);
+  ReadControlLimits(connection, cache);
+  ReadOpportunities(connection, cache);
+  ReadRules(connection, cache);
+  ReadSettings(connection, cache);
+  return cache;
+}
+
+}  // namespace orvspc::engine

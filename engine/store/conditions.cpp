@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/conditions.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <string_view>
+
+#include "engine/store/calendar.h"
+#include "engine/store/flat_filter.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+void SortUnique(std::vector<std::int32_t>& ids) {
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+}
+
+void AppendMembers(Connection& db, std::string_view kind, std::int32_t group,
+                   std::vector<std::int32_t>& ids) {
+  Query query(db,
+              "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
+              "WHERE g.id = ?1 AND g.kind = ?2");
+  query.Bind(1, std::int64_t{group}).Bind(2, kind);
+  while (query.Step()) ids.push_back(query.Int(0));
+}
+
+// A group cell without an item stands for the members of now.
+Identifiers LookUpBlock(Connection& db, std::string_view kind, const FilterBlock& block) {
+  if (!block.limited) return std::nullopt;
+  std::vector<std::int32_t> ids;
+  for (const auto item : block.items) {
+    if (!block.is_group || item != 0) ids.push_back(item);
+  }
+  if (block.is_group && ids.empty()) AppendMembers(db, kind, block.group, ids);
+  SortUnique(ids);
+  return ids;
+}
+
+bool Has(const Identifiers& ids, std::int32_t id) {
+  return !ids || std::binary_search(ids->begin(), ids->end(), id);
+}
+
+// The wanted descriptors by group. A block none of whose descriptors exists asks for what no
+// subgroup has; that is the empty list of group 0.
+std::map<std::int32_t, std::vector<std::int32_t>> DescriptorsByGroup(
+    Connection& db, std::span<const FilterBlock> blocks) {
+  std::map<std::int32_t, std::vector<std::int32_t>> groups;
+  for (const auto& block : blocks) {
+    bool found = false;
+    for (const auto item : block.items) {
+      Query query(db,
+                  "SELECT descriptor_group, id FROM descriptor WHERE id = ?1 "
+                  "UNION ALL SELECT descriptor_group, id FROM descriptor "
+                  "WHERE ?1 = 0 AND descriptor_group = ?2");
+      query.Bind(1, std::int64_t{item}).Bind(2, std::int64_t{block.group});
+      while (query.Step()) {
+        groups[query.Int(0)].push_back(query.Int(1));
+        found = true;
+      }
+    }
+    if (!found) groups[0];
+  }
+  return groups;
+}
+
+// Descriptors of one group are alternatives, different groups must all be met.
+Identifiers SubgroupsWith(Connection& db, std::span<const FilterBlock> blocks) {
+  if (blocks.empty()) return std::nullopt;
+  Identifiers result;
+  for (auto& [group, descriptors] : DescriptorsByGroup(db, blocks)) {
+    SortUnique(descriptors);
+    std::vector<std::int32_t> ids;
+    for (const auto descriptor : descriptors) {
+      Query query(db, "SELECT subgroup FROM subgroup_descriptor WHERE descriptor = ?1");
+      query.Bind(1, std::int64_t{descriptor});
+      while (query.Step()) ids.push_back(query.Int(0));
+    }
+    SortUnique(ids);
+    if (!result) {
+      result = std::move(ids);
+      continue;
+    }
+    std::vector<std::int32_t> both;
+    std::set_intersection(result->begin(), result->end(), ids.begin(), ids.end(),
+                          std::back_inserter(both));
+    result = std::move(both);
+  }
+  return result;
+}
+
+struct StreamFilter {
+  Identifiers part, process, test;
+  std::int32_t types_of_selection = 0, types_of_caller = 0;
+
+  bool Takes(const Stream& stream) const {
+    return (types_of_selection == 0 || (types_of_selection & stream.test_type) != 0) &&
+           (types_of_caller == 0 || (types_of_caller & stream.test_type) != 0) &&
+           Has(process, stream.process) && Has(test, stream.test);
+  }
+};
+
+std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFilter& filter) {
+  std::vector<Stream> result;
+  const auto take = [&](auto from, auto to) {
+    for (; from != to; ++from) {
+      if (filter.Takes(*from)) result.push_back(*from);
+    }
+  };
+  if (!filter.part) {
+    take(streams.begin(), streams.end());
+    return result;
+  }
+  for (const auto part : *filter.part) {
+    const auto from = std::partition_point(streams.begin(), streams.end(),
+                                           [&](const Stream& s) { return s.part < part; });
+    const auto to = std::partition_point(from, streams.end(),
+                                         [&](const Stream& s) { return s.part <= part; });
+    take(from, to);
+  }
+  return result;
+}
+
+}  // namespace
+
+Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
+                  std::span<const std::int32_t> filter, const SelectOptions& options) {
+  const auto flat = ReadFilter(info, filter);
+  Conditions result;
+  StreamFilter streams;
+  streams.part = LookUpBlock(connection, "part", flat.part);
+  streams.process = LookUpBlock(connection, "process", flat.process);
+  streams.test = LookUpBlock(connection, "test", flat.test);
+  streams.types_of_selection = info.TestType;
+  streams.types_of_caller = options.test_types;
+  result.streams = Matching(cache.streams, streams);
+
+  const auto job = LookUpBlock(connection, "job", flat.job);
+  const auto lot = LookUpBlock(connection, "lot", flat.lot);
+  const auto shift = LookUpBlock(connection, "shift", flat.shift);
+  const auto employee = LookUpBlock(connection, "employee", flat.employee);
+  if (job || lot || shift || employee) {
+    result.contexts.reserve(cache.contexts.size());
+    for (const auto& each : cache.contexts) {
+      result.contexts.push_back(Has(job, each.job) && Has(lot, each.lot) &&
+                                Has(shift, each.shift) && Has(employee, each.employee));
+    }
+  }
+  result.with_descriptors = SubgroupsWith(connection, flat.others);
+  result.defects = LookUpBlock(connection, "defect", flat.defect);
+  result.defects_narrow_rows = options.defect_filter_narrows_rows;
+  result.states = info.Status;
+  result.item = std::max(info.ItemNo, 0);
+  if (info.SubgroupStart > 0) result.first_subgroup = info.SubgroupStart;
+  if (info.SubgroupEnd > 0) result.last_subgroup = info.SubgroupEnd;
+  if (info.Count > 0) result.limit = info.Count;
+  return result;
+}
+
+TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
+    : type_(info.TimeType),
+      period_(info.TimePeriod),
+      count_(info.TimeCount),
+      offset_(zone_offset) {
+  if (type_ == drttStatic) {
+    start_ = info.TimeStart;
+    if (info.TimeEnd != kNoStamp) end_ = info.TimeEnd;
+    bounded_ = true;
+    return;
+  }
+  const auto now = Now();
+  const auto start = StartOfPeriod(now, period_, offset_);
+  const auto saturated = [](std::int64_t stamp) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
+  };
+  bounded_ = start && count_ > 0;
+  if (!bounded_) return;
+  if (type_ == drttMostRecent) {
+    relative_ = true;
+  } else if (type_ == drttCurrent) {
+    start_ = count_ == 1 ? saturated(*start) : *PeriodsBefore(*start, period_, count_ - 1, offset_);
+    end_ = saturated(now);
+  } else if (type_ == drttPrevious) {
+    start_ = *PeriodsBefore(*start, period_, count_, offset_);
+    end_ = saturated(*start - 1);
+  } else {
+    bounded_ = false;
+  }
+}
+
+void TimeRange::SetNewest(std::int32_t stamp) {
+  start_ = *PeriodsBefore(stamp, period_, count_, offset_);
+  end_ = stamp;
+  resolved_ = true;
+}
+
+void TimeRange::WriteBack(API_DSInfo& info, std::optional<std::int32_t> newest) const {
+  if (type_ == drttStatic) return;
+  const auto now = static_cast<std::int32_t>(std::clamp<std::int64_t>(Now(), INT32_MIN, INT32_MAX));
+  info.TimeStart = start_;
+  info.TimeEnd = end_;
+  if (!bounded_) {
+    info.TimeEnd = newest.value_or(now);
+  } else if (NeedsNewest()) {
+    info.TimeStart = *PeriodsBefore(now, period_, count_, offset_);
+    info.TimeEnd = now;
+  }
+}
+
+}  // namespace orvspc::engine

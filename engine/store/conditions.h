@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "engine/store/SqliteStore.h"
+
+namespace orvspc::engine {
+
+// Ascending identifiers; empty optional: every one.
+using Identifiers = std::optional<std::vector<std::int32_t>>;
+
+inline constexpr std::int64_t kNoLimit = INT64_MAX;
+
+// A selection with its groups and descriptors looked up.
+struct Conditions {
+  std::vector<Stream> streams;        // those that can match, by part, process, test
+  std::vector<bool> contexts;         // by identifier; empty: every one
+  Identifiers with_descriptors;       // subgroups that have the descriptors asked for
+  Identifiers defects;
+  bool defects_narrow_rows = true;
+  std::int32_t states = 0;            // bits of Status; 0: every one
+  std::int32_t item = 0;              // Tsno wanted; 0: every one
+  std::int32_t first_subgroup = INT32_MIN, last_subgroup = INT32_MAX;
+  std::int64_t limit = kNoLimit;      // newest subgroups
+};
+
+// Throws what ReadFilter throws, and SqlError.
+Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
+                  std::span<const std::int32_t> filter, const SelectOptions& options);
+
+// The time range of a selection; both ends belong to it.
+class TimeRange {
+ public:
+  TimeRange(const API_DSInfo& info, std::int32_t zone_offset);
+
+  // True while the newest matching subgroup must be known before Start is.
+  bool NeedsNewest() const { return relative_ && !resolved_; }
+  void SetNewest(std::int32_t stamp);
+
+  std::int32_t Start() const { return start_; }
+  std::int32_t End() const { return end_; }
+
+  // What goes back into the selection once it has run; newest is that of the result.
+  void WriteBack(API_DSInfo& info, std::optional<std::int32_t> newest) const;
+
+ private:
+  std::int32_t type_, period_, count_, offset_;
+  std::int32_t start_ = INT32_MIN, end_ = INT32_MAX;
+  bool relative_ = false, resolved_ = false, bounded_ = false;
+};
+
+}  // namespace orvspc::engine

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <map>
+
+#include "engine/store/Store.h"
+#include "engine/store/import_table.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::string_view kKinds[] = {"limit", "zone",      "within", "outside",
+                                       "trend", "alternate", "red",    "yellow2"};
+constexpr std::string_view kSides[] = {"same", "either", "both", "upper", "lower"};
+
+template <std::size_t N>
+std::string OneOf(const ImportTable& table, std::size_t column, std::string_view cell,
+                  const std::string_view (&words)[N]) {
+  if (std::find(std::begin(words), std::end(words), cell) != std::end(words)) {
+    return std::string(cell);
+  }
+  std::string list;
+  for (const auto word : words) list += (list.empty() ? "" : ", ") + std::string(word);
+  table.Refuse(column, "must be one of " + list);
+}
+
+bool SameParameters(const StoredRule& a, const StoredRule& b) {
+  return a.priority == b.priority && a.kind == b.kind && a.k == b.k && a.m == b.m &&
+         a.zone == b.zone && a.side == b.side && a.text == b.text;
+}
+
+class RulesImport {
+ public:
+  explicit RulesImport(const ImportContext& context)
+      : db_(context.db), table_(context.file, kColumns, context.options) {}
+
+  ImportReport Run() {
+    Query query(db_, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
+    while (query.Step()) {
+      rules_[query.Int(0)] = {query.Int(0), query.Int(1), std::string(query.Text(2)),
+                              query.Int(3), query.Int(4), query.Real(5),
+                              std::string(query.Text(6)), std::string(query.Text(7))};
+    }
+    while (table_.Next()) TakeLine();
+    report_.lines = table_.Lines();
+    return report_;
+  }
+
+ private:
+  enum Column : std::size_t { kNumber, kKind, kK, kM, kZone, kSide, kPriority, kText, kSet };
+  static constexpr ColumnSpec kColumns[] = {
+      {"number", true}, {"kind", true},      {"k", false},    {"m", false},  {"zone", false},
+      {"side", false},  {"priority", false}, {"text", false}, {"set", false}};
+
+  void TakeLine() {
+    auto rule = ReadRule();
+    const auto found = rules_.find(rule.number);
+    if (found == rules_.end()) {
+      if (rule.priority == 0) rule.priority = rule.number;
+      Add(rule);
+    } else {
+      // What the line leaves open is as it is.
+      if (table_.Cell(kPriority).empty()) rule.priority = found->second.priority;
+      if (table_.Cell(kText).empty()) rule.text = found->second.text;
+      if (!SameParameters(rule, found->second)) {
+        table_.Refuse(kNumber, "the number stands for a rule with other parameters; take a free one");
+      }
+    }
+    TakeSets(rule.number);
+  }
+
+  StoredRule ReadRule() {
+    constexpr std::int32_t kLongestWindow = 1000;
+    StoredRule rule;
+    rule.number = table_.Whole(kNumber, 0, 31);
+    if ((rule.number == 15 && rules_.count(31) != 0) ||
+        (rule.number == 31 && rules_.count(15) != 0)) {
+      table_.Refuse(kNumber, "15 and 31 share one bit; a list can hold one of them");
+    }
+    rule.kind = OneOf(table_, kKind, table_.Name(kKind), kKinds);
+    rule.m = table_.Whole(kM, 1, kLongestWindow, 0);
+    rule.k = table_.Whole(kK, 1, kLongestWindow, rule.m == 0 ? 1 : rule.m);
+    if (rule.m == 0) rule.m = rule.k;
+    if (rule.k > rule.m) table_.Refuse(kK, "must not be above m");
+    if (rule.k != rule.m && rule.m > 64) table_.Refuse(kM, "must not be above 64 where k differs");
+    rule.zone = table_.OptionalNumber(kZone).value_or(0.0);
+    if (rule.zone < 0.0) table_.Refuse(kZone, "must not be below 0");
+    const auto side = table_.Cell(kSide);
+    const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
+    rule.side = side.empty() ? (is_run ? "same" : "either") : OneOf(table_, kSide, side, kSides);
+    rule.priority = table_.Whole(kPriority, 0, INT32_MAX, 0);
+    rule.text = table_.Cell(kText);
+    if (rule.text.empty()) rule.text = "Rule " + std::to_string(rule.number);
+    return rule;
+  }
+
+  void Add(const StoredRule& rule) {
+    Query(db_,
+          "INSERT INTO rule(number, priority, kind, k, m, zone, side, text) "
+          "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
+        .Bind(1, std::int64_t{rule.number})
+        .Bind(2, std::int64_t{rule.priority})
+        .Bind(3, std::string_view(rule.kind))
+        .Bind(4, std::int64_t{rule.k})
+        .Bind(5, std::int64_t{rule.m})
+        .Bind(6, rule.zone)
+        .Bind(7, std::string_view(rule.side))
+        .Bind(8, std::string_view(rule.text))
+        .Run();
+    rules_[rule.number] = rule;
+    ++report_.rows;
+  }
+
+  void TakeSets(std::int32_t number) {
+    auto text = table_.Cell(kSet);
+    while (!text.empty()) {
+      const auto stop = std::min(text.find(' '), text.size());
+      const auto name = text.substr(0, stop);
+      text.remove_prefix(std::min(stop + 1, text.size()));
+      if (name.empty()) continue;
+      Query(db_, "INSERT OR IGNORE INTO rule_set(name) VALUES(?1)").Bind(1, name).Run();
+      Query(db_,
+            "INSERT OR IGNORE INTO rule_set_member(rule_set, number) "
+            "SELECT id, ?2 FROM rule_set WHERE name = ?1")
+          .Bind(1, name)
+          .Bind(2, std::int64_t{number})
+          .Run();
+    }
+  }
+
+  Connection& db_;
+  ImportTable table_;
+  ImportReport report_;
+  std::map<std::int32_t, StoredRule> rules_;
+};
+
+bool ReadOn(const ImportTable& table, std::size_t column) {
+  const auto cell = table.Name(column);
+  for (const std::string_view yes : {"1", "yes", "on", "true"}) {
+    if (cell == yes) return true;
+  }
+  for (const std::string_view no : {"0", "no", "off", "false"}) {
+    if (cell == no) return false;
+  }
+  table.Refuse(column, "must be yes or no");
+}
+
+}  // namespace
+
+ImportReport ImportRules(const ImportContext& context) { return RulesImport(context).Run(); }
+
+ImportReport ImportAlarms(const ImportContext& context) {
+  enum Column : std::size_t { kPart, kProcess, kTest, kGraph, kNumber, kOn };
+  static constexpr ColumnSpec kColumns[] = {{"part", false},  {"process", false}, {"test", false},
+                                            {"graph", false}, {"number", true},   {"on", true}};
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  const auto known = [&](std::size_t column, ItemKind kind) -> std::int32_t {
+    const auto name = table.Cell(column);
+    if (name.empty()) return 0;
+    const auto id = names.Find(kind, name);
+    if (!id) table.Refuse(column, "the database has nothing of this name");
+    return *id;
+  };
+  while (table.Next()) {
+    const auto part = known(kPart, ItemKind::Part);
+    const auto process = known(kProcess, ItemKind::Process);
+    const auto test = known(kTest, ItemKind::Test);
+    const auto number = table.Whole(kNumber, 0, 31);
+    Query rule(context.db, "SELECT 1 FROM rule WHERE number = ?1");
+    rule.Bind(1, std::int64_t{number});
+    if (!rule.Step()) table.Refuse(kNumber, "the database has no rule of this number");
+    Query(context.db,
+          "INSERT INTO rule_alarm(part, process, test, graph, number, is_on, who, made) "
+          "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
+        .BindReference(1, part)
+        .BindReference(2, process)
+        .BindReference(3, test)
+        .BindReference(4, table.Whole(kGraph, 1, 3, 0))
+        .Bind(5, std::int64_t{number})
+        .Bind(6, std::int64_t{ReadOn(table, kOn)})
+        .Bind(7, std::string_view(context.who))
+        .Bind(8, context.made)
+        .Run();
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  return report;
+}
+
+ImportReport ImportGroups(const ImportContext& context) {
+  enum Column : std::size_t { kKind, kGroup, kName };
+  static constexpr ColumnSpec kColumns[] = {{"kind", true}, {"group", true}, {"name", true}};
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  while (table.Next()) {
+    const auto kind = ItemKindFromWord(table.Name(kKind));
+    if (!kind) table.Refuse(kKind, "is nothing that can be grouped");
+    const auto item = names.Take(*kind, table.Name(kName));
+    const auto group = table.Name(kGroup);
+    Query(context.db, "INSERT OR IGNORE INTO item_group(kind, name) VALUES(?1, ?2)")
+        .Bind(1, WordOf(*kind))
+        .Bind(2, group)
+        .Run();
+    report.new_names += sqlite3_changes(context.db.Get());
+    Query(context.db,
+          "INSERT OR IGNORE INTO item_group_member(item_group, item) "
+          "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2")
+        .Bind(1, WordOf(*kind))
+        .Bind(2, group)
+        .Bind(3, std::int64_t{item})
+        .Run();
+    report.rows += sqlite3_changes(context.db.Get());
+  }
+  report.lines = table.Lines();
+  report.new_names += names.Added();
+  return report;
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "engine/store/Store.h"
+
+// The packed record of one (subgroup, test): a head of 16 bytes, the values, and unless every row
+// is plain the keys of the rows. Little-endian, written into files: never change, add a layout.
+namespace orvspc::engine {
+
+enum class Layout : std::uint8_t { Plain = 1, Keyed = 2 };
+
+struct PackedHead {
+  std::uint32_t checksum;  // of everything behind it, seeded with the subgroup's identifier
+  std::uint32_t count;     // rows
+  std::int32_t size;
+  std::uint8_t layout;
+  std::uint8_t flag;
+  std::uint16_t spare;
+};
+static_assert(sizeof(PackedHead) == 16);
+
+struct TestRow {
+  double value = 0.0;
+  RowKey key{};
+  friend bool operator==(const TestRow& a, const TestRow& b) {
+    return a.value == b.value && std::memcmp(&a.key, &b.key, sizeof(RowKey)) == 0;
+  }
+};
+
+// Writes into out, whose storage is reused.
+void Pack(std::int32_t subgroup, std::int32_t size, std::int32_t flag,
+          std::span<const TestRow> rows, std::vector<std::byte>& out);
+
+// A checked view of a packed record; empty when its checksum or its length is wrong.
+class PackedView {
+ public:
+  static std::optional<PackedView> Of(std::int32_t subgroup, std::span<const std::byte> blob);
+
+  std::size_t Count() const { return head_.count; }
+  std::int32_t Size() const { return head_.size; }
+  std::int32_t Flag() const { return head_.flag; }
+  bool IsPlain() const { return head_.layout == static_cast<std::uint8_t>(Layout::Plain); }
+  const std::byte* Values() const { return body_; }
+  double Value(std::size_t row) const {
+    double value = 0.0;
+    std::memcpy(&value, body_ + row * sizeof(double), sizeof value);
+    return value;
+  }
+  RowKey Key(std::size_t row) const {
+    if (IsPlain()) return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0};
+    RowKey key;
+    std::memcpy(&key, body_ + Count() * sizeof(double) + row * sizeof(RowKey), sizeof key);
+    return key;
+  }
+
+ private:
+  PackedHead head_{};
+  const std::byte* body_ = nullptr;
+};
+
+}  // namespace orvspc::engine

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include "engine/store/sqlite.h"
+
+namespace orvspc::engine {
+
+// Marks an SQLite file as a quality database.
+inline constexpr std::int32_t kApplicationId = 0x51445631;
+// Of the tables below. A file of a lower version is brought forward, one of a higher is refused.
+inline constexpr std::int32_t kSchemaVersion = 1;
+
+// Creates the tables in an empty file or brings an older file forward, in one transaction.
+void BringForward(Connection& connection);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,400 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/select.h"
+
+#include <algorithm>
+#include <compare>
+#include <queue>
+#include <stdexcept>
+#include <string>
+
+#include "engine/store/conditions.h"
+#include "engine/store/packing.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+// The clustered index serves each of these without sorting.
+constexpr std::string_view kForward =
+    "SELECT time, subgroup, packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+    "ORDER BY time, subgroup";
+constexpr std::string_view kBackward =
+    "SELECT time, subgroup, packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+    "ORDER BY time DESC, subgroup DESC";
+constexpr std::string_view kForwardWithContext =
+    "SELECT time, subgroup, packed, context FROM measurement "
+    "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time, subgroup";
+constexpr std::string_view kBackwardWithContext =
+    "SELECT time, subgroup, packed, context FROM measurement "
+    "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time DESC, subgroup DESC";
+
+// Order of delivery.
+struct Place {
+  std::int32_t time, subgroup, test;
+  std::uint32_t index;  // in the set that was read
+  friend auto operator<=>(const Place&, const Place&) = default;
+};
+
+// Gives every row so far its key.
+void MakeKeyed(DataSet& set) {
+  if (!set.keys.empty() || set.values.empty()) return;
+  set.keys.reserve(set.values.capacity());
+  for (const auto& subgroup : set.subgroups) {
+    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+      set.keys.push_back({0, row - subgroup.Test_Start + 1, 0, 0, 0});
+    }
+  }
+}
+
+class Selection {
+ public:
+  Selection(Connection& connection, const StoreCache& cache, Conditions conditions,
+            TimeRange range)
+      : db_(connection),
+        cache_(cache),
+        conditions_(std::move(conditions)),
+        range_(range),
+        with_context_(cache.contexts.size() > 1) {}
+
+  void Run(DataSet& out);
+  const TimeRange& Range() const { return range_; }
+
+ private:
+  // Walks a stream from its oldest or newest subgroup on; visit returns false to stop.
+  template <class Visit>
+  void Walk(const Stream& stream, bool forward, Visit visit);
+  // Appends the subgroup of the present row if it meets every condition but the time.
+  bool Take(const Stream& stream, const Query& row, DataSet& out);
+  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out);
+  bool HasWantedDefect(const PackedView& view) const;
+  void AppendSubgroup(const Stream& stream, const Query& row, const PackedView& view,
+                      DataSet& out);
+  void FindNewest();
+  void Reserve(DataSet& out) const;
+  [[noreturn]] void Damaged(const Stream& stream, std::int32_t subgroup);
+
+  void RunForward(const Stream& stream, DataSet& out);
+  void RunNewestOfOne(const Stream& stream, DataSet& out);
+  void RunAllMerged(DataSet& out);
+  void RunNewestMerged(DataSet& out);
+
+  Connection& db_;
+  const StoreCache& cache_;
+  Conditions conditions_;
+  TimeRange range_;
+  bool with_context_;
+};
+
+template <class Visit>
+void Selection::Walk(const Stream& stream, bool forward, Visit visit) {
+  const auto sql = forward ? (with_context_ ? kForwardWithContext : kForward)
+                           : (with_context_ ? kBackwardWithContext : kBackward);
+  Query query(db_, sql);
+  query.Bind(1, stream.id);
+  query.Bind(2, std::int64_t{range_.Start()});
+  query.Bind(3, std::int64_t{range_.End()});
+  while (query.Step()) {
+    if (!visit(query)) return;
+  }
+}
+
+bool Selection::Take(const Stream& stream, const Query& row, DataSet& out) {
+  const auto subgroup = row.Int(1);
+  if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
+  if (const auto& wanted = conditions_.with_descriptors;
+      wanted && !std::binary_search(wanted->begin(), wanted->end(), subgroup)) {
+    return false;
+  }
+  if (!conditions_.contexts.empty()) {
+    const auto context = with_context_ ? static_cast<std::size_t>(row.Int64(3)) : 0;
+    if (!conditions_.contexts[context]) return false;
+  }
+  const auto view = PackedView::Of(subgroup, row.Blob(2));
+  if (!view) Damaged(stream, subgroup);
+  if (conditions_.states != 0 && (conditions_.states & (1 << view->Flag())) == 0) return false;
+
+  const auto first = out.values.size();
+  if (!TakeRows(stream, *view, out)) return false;
+  AppendSubgroup(stream, row, *view, out);
+  out.subgroups.back().Test_Start = static_cast<std::int32_t>(first);
+  out.subgroups.back().Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
+  return true;
+}
+
+bool Selection::HasWantedDefect(const PackedView& view) const {
+  const auto& wanted = *conditions_.defects;
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    if (std::binary_search(wanted.begin(), wanted.end(), view.Key(i).Def)) return true;
+  }
+  return false;
+}
+
+bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) {
+  const bool narrow = conditions_.defects && conditions_.defects_narrow_rows &&
+                      stream.test_type != ttVariable;
+  if (conditions_.defects && !conditions_.defects_narrow_rows && !HasWantedDefect(view)) {
+    return false;
+  }
+  const auto count = view.Count();
+  const auto first = out.values.size();
+  if (!narrow && conditions_.item == 0) {
+    if (!view.IsPlain()) MakeKeyed(out);
+    out.values.resize(first + count);
+    std::memcpy(out.values.data() + first, view.Values(), count * sizeof(double));
+    if (!view.IsPlain() || !out.keys.empty()) {
+      for (std::size_t i = 0; i < count; ++i) out.keys.push_back(view.Key(i));
+    }
+    return true;
+  }
+  MakeKeyed(out);
+  bool has_item = false;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto key = view.Key(i);
+    if (conditions_.item != 0 && key.Tsno != conditions_.item) continue;
+    has_item = true;
+    if (narrow && !std::binary_search(conditions_.defects->begin(), conditions_.defects->end(),
+                                      key.Def)) {
+      continue;
+    }
+    out.values.push_back(view.Value(i));
+    out.keys.push_back(key);
+  }
+  if (!has_item) return false;
+  if (out.values.size() == first) {
+    // Inspected, and none of the chosen defects found: the subgroup stays with its empty row.
+    out.values.push_back(0.0);
+    out.keys.push_back({});
+  }
+  return true;
+}
+
+void Selection::AppendSubgroup(const Stream& stream, const Query& row, const PackedView& view,
+                               DataSet& out) {
+  auto& subgroup = out.subgroups.emplace_back();
+  subgroup.Sgtm = row.Int(0);
+  subgroup.Sgrp = row.Int(1);
+  subgroup.Part = stream.part;
+  subgroup.Prcs = stream.process;
+  subgroup.Test = stream.test;
+  subgroup.Size = view.Size();
+  subgroup.Flag = view.Flag();
+  if (!with_context_) return;
+  const auto& context = cache_.contexts[static_cast<std::size_t>(row.Int64(3))];
+  subgroup.Wkst = context.workstation;
+  subgroup.Job = context.job;
+  subgroup.Lot = context.lot;
+  subgroup.Shft = context.shift;
+  subgroup.Ptrv = context.revision;
+  subgroup.Empl = context.employee;
+}
+
+void Selection::Damaged(const Stream& stream, std::int32_t subgroup) {
+  std::string label;
+  {
+    Query query(db_, "SELECT label FROM subgroup WHERE id = ?1");
+    query.Bind(1, std::int64_t{subgroup});
+    if (query.Step()) label = query.Text(0);
+  }
+  throw std::runtime_error("The values of subgroup " + std::to_string(subgroup) + " (\"" + label +
+                           "\"), test " + std::to_string(stream.test) +
+                           ", are damaged: their checksum does not fit");
+}
+
+void Selection::FindNewest() {
+  if (!range_.NeedsNewest()) return;
+  DataSet scratch;
+  std::optional<std::int32_t> newest;
+  for (const auto& stream : conditions_.streams) {
+    Walk(stream, false, [&](const Query& row) {
+      if (newest && row.Int(0) <= *newest) return false;
+      if (!Take(stream, row, scratch)) return true;
+      newest = row.Int(0);
+      return false;
+    });
+  }
+  if (newest) range_.SetNewest(*newest);
+}
+
+// Once the first subgroup shows how many rows there are to one.
+void Selection::Reserve(DataSet& out) const {
+  constexpr std::int64_t kMostSubgroups = 1 << 22;
+  const auto expected = static_cast<std::size_t>(
+      std::min({conditions_.limit, std::max<std::int64_t>(cache_.highest_subgroup, 1),
+                kMostSubgroups}));
+  out.subgroups.reserve(expected);
+  out.values.reserve(expected * std::min<std::size_t>(out.values.size(), 64));
+}
+
+void Selection::Run(DataSet& out) {
+  const auto& streams = conditions_.streams;
+  if (streams.empty()) return;
+  const auto bound = cache_.highest_subgroup * static_cast<std::int64_t>(streams.size());
+  const bool limited = conditions_.limit < bound;
+  if (streams.size() == 1 && limited) return RunNewestOfOne(streams.front(), out);
+  FindNewest();
+  if (range_.NeedsNewest()) return;
+  if (streams.size() == 1) {
+    RunForward(streams.front(), out);
+  } else if (limited) {
+    RunNewestMerged(out);
+  } else {
+    RunAllMerged(out);
+  }
+}
+
+void Selection::RunForward(const Stream& stream, DataSet& out) {
+  Walk(stream, true, [&](const Query& row) {
+    if (Take(stream, row, out) && out.subgroups.size() == 1) Reserve(out);
+    return true;
+  });
+}
+
+void Selection::RunNewestOfOne(const Stream& stream, DataSet& out) {
+  DataSet read;
+  const auto limit = static_cast<std::size_t>(conditions_.limit);
+  Walk(stream, false, [&](const Query& row) {
+    if (row.Int(0) < range_.Start()) return false;
+    if (!Take(stream, row, read)) return true;
+    if (range_.NeedsNewest()) range_.SetNewest(row.Int(0));
+    if (read.subgroups.size() == 1) Reserve(read);
+    return read.subgroups.size() < limit;
+  });
+  out.subgroups.reserve(read.subgroups.size());
+  out.values.reserve(read.values.size());
+  out.keys.reserve(read.keys.size());
+  for (auto i = read.subgroups.size(); i-- > 0;) CopySubgroup(read, i, out);
+}
+
+Place PlaceOfLast(const DataSet& set) {
+  const auto& subgroup = set.subgroups.back();
+  return {subgroup.Sgtm, subgroup.Sgrp, subgroup.Test,
+          static_cast<std::uint32_t>(set.subgroups.size() - 1)};
+}
+
+// Merges ascending runs, whose ends are given, pair by pair.
+void MergeRuns(std::vector<Place>& places, std::vector<std::ptrdiff_t> ends) {
+  const auto at = [&](std::ptrdiff_t place) { return places.begin() + place; };
+  while (ends.size() > 1) {
+    std::vector<std::ptrdiff_t> fewer;
+    std::ptrdiff_t start = 0;
+    for (std::size_t i = 0; i < ends.size(); i += 2) {
+      const auto last = std::min(i + 1, ends.size() - 1);
+      std::inplace_merge(at(start), at(ends[i]), at(ends[last]));
+      start = ends[last];
+      fewer.push_back(start);
+    }
+    ends = std::move(fewer);
+  }
+}
+
+void Gather(const DataSet& read, std::span<const Place> places, DataSet& out) {
+  out.subgroups.reserve(places.size());
+  for (const auto& place : places) CopySubgroup(read, place.index, out);
+}
+
+void Selection::RunAllMerged(DataSet& out) {
+  DataSet read;
+  std::vector<Place> places;
+  std::vector<std::ptrdiff_t> ends;
+  for (const auto& stream : conditions_.streams) {
+    Walk(stream, true, [&](const Query& row) {
+      if (Take(stream, row, read)) places.push_back(PlaceOfLast(read));
+      return true;
+    });
+    ends.push_back(static_cast<std::ptrdiff_t>(places.size()));
+  }
+  MergeRuns(places, std::move(ends));
+  Gather(read, places, out);
+}
+
+void Selection::RunNewestMerged(DataSet& out) {
+  DataSet read;
+  const auto limit = static_cast<std::size_t>(conditions_.limit);
+  // The newest so far, the oldest of them on top.
+  std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
+  for (const auto& stream : conditions_.streams) {
+    Walk(stream, false, [&](const Query& row) {
+      const Place next{row.Int(0), row.Int(1), stream.test, 0};
+      if (newest.size() == limit && next < newest.top()) return false;
+      if (!Take(stream, row, read)) return true;
+      newest.push(PlaceOfLast(read));
+      if (newest.size() > limit) newest.pop();
+      return true;
+    });
+  }
+  std::vector<Place> places;
+  places.reserve(newest.size());
+  for (; !newest.empty(); newest.pop()) places.push_back(newest.top());
+  Gather(read, places, out);
+}
+
+}  // namespace
+
+void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
+  auto subgroup = from.subgroups[place];
+  const auto first = static_cast<std::ptrdiff_t>(subgroup.Test_Start);
+  const auto last = static_cast<std::ptrdiff_t>(subgroup.Test_End) + 1;
+  subgroup.Test_Start = static_cast<std::int32_t>(out.values.size());
+  out.values.insert(out.values.end(), from.values.begin() + first, from.values.begin() + last);
+  if (!from.keys.empty()) {
+    out.keys.insert(out.keys.end(), from.keys.begin() + first, from.keys.begin() + last);
+  }
+  subgroup.Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
+  out.subgroups.push_back(subgroup);
+}
+
+void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+                  std::span<const std::int32_t> filter, const SelectOptions& options,
+                  DataSet& out) {
+  Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
+                      TimeRange(info, cache.zone_offset));
+  DataSet result;
+  selection.Run(result);
+  out = std::move(result);
+  std::optional<std::int32_t> newest;
+  if (!out.subgroups.empty()) newest = out.subgroups.back().Sgtm;
+  selection.Range().WriteBack(info, newest);
+  constexpr std::int32_t kEveryState = 7;
+  if (info.Status == 0) info.Status = kEveryState;
+}
+
+bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                         const SelectOptions& options, DataSet& out) {
+  out = {};
+  auto resolved = info;
+  const bool done = Read([&](Connection& connection) {
+    RunSelection(connection, Cache(), resolved, filter, options, out);
+  });
+  if (done) {
+    info = resolved;
+  } else {
+    out = {};
+  }
+  return done;
+}
+
+API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {
+  const auto place = static_cast<std::size_t>(subgroups[subgroup].Test_Start) + row;
+  const auto key =
+      keys.empty() ? RowKey{0, static_cast<std::int32_t>(row + 1), 0, 0, 0} : keys[place];
+  API_TestData test{};
+  test.Sn = key.Sn;
+  test.Tsno = key.Tsno;
+  test.Sbno = key.Sbno;
+  test.Def = key.Def;
+  test.Gage = key.Gage;
+  test.Val = values[place];
+  return test;
+}
+
+void DataSet::WriteTests(std::span<API_TestData> out) const {
+  for (std::size_t i = 0; i < subgroups.size(); ++i) {
+    const auto first = static_cast<std::size_t>(subgroups[i].Test_Start);
+    const auto last = static_cast<std::size_t>(subgroups[i].Test_End);
+    for (auto place = first; place <= last && place < out.size(); ++place) {
+      out[place] = Row(i, place - first);
+    }
+  }
+}
+
+}  // namespace orvspc::engine
