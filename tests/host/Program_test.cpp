@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "host/cli/Samples.h"
+#include "tests/host/ParsedJson.h"
+#include "tests/host/TemporaryFolder.h"
+
+// The installed program as a user runs it.
+namespace orvspc::host {
+namespace {
+
+struct Outcome {
+  int status = -1;
+  std::string out, err;
+};
+
+std::string Text(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class Program : public testing::Test {
+ protected:
+  Outcome Run(const std::string& arguments) {
+    const std::string line = "cd '" + folder_.Path() + "' && COLUMNS=90 '" ORVSPC_PROGRAM "' " +
+                             arguments + " >out 2>err </dev/null";
+    const int raw = std::system(line.c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
+            Text(folder_.File("err"))};
+  }
+
+  void Write(const std::string& name, const std::string& text) {
+    std::ofstream(folder_.File(name), std::ios::binary) << text;
+  }
+
+  // Ten single values around 10, the last one far out.
+  void Import() {
+    std::string csv = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 20; ++i)
+      csv += "Bolt,Lathe,Length," + std::to_string(i + 1) + ",2024-03-01T" + (i < 10 ? "0" : "") +
+             std::to_string(i) + ":00:00," +
+             (i == 19      ? "20"
+              : i % 2 == 0 ? "9.5"
+                           : "10.5") +
+             "\n";
+    Write("values.csv", csv);
+    ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
+  }
+
+  bool Exists(const std::string& name) { return std::filesystem::exists(folder_.File(name)); }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Program, ChartOfImportedValuesShowsThePointOutsideInEveryFormat) {
+  Import();
+  const std::string chart = "chart --db q.db --part Bolt --graph1 individuals --graph2 mr ";
+  const Outcome text = Run(chart);
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_EQ(text.err, "");
+  EXPECT_NE(text.out.find("1 point beyond a control limit"), std::string::npos) << text.out;
+  EXPECT_EQ(text.out.find('\x1b'), std::string::npos);
+
+  for (const std::string format : {"json", "svg", "html"}) {
+    const Outcome outcome = Run(chart + "-o chart." + format);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(Text(folder_.File("chart." + format)).find("1 point beyond a control limit"),
+              std::string::npos)
+        << format;
+  }
+}
+
+TEST_F(Program, ChartJsonHasTheContractsKeysInOrder) {
+  Import();
+  const Outcome outcome = Run("chart --db q.db --part Bolt --format json");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const ParsedJson document = ParseJson(outcome.out);
+  EXPECT_EQ(document.Keys(),
+            (std::vector<std::string>{"Processing", "DataSelect", "TotalSubgroups", "TotalGroups",
+                                      "MeanEstimate", "SPEstimate", "SWEstimate", "Subgroups",
+                                      "Graphs", "SpecLims", "CtrlLims", "DefOpps", "Groups",
+                                      "Streams", "AcceptanceLimits", "Notes"}));
+  EXPECT_EQ(document.At("Graphs[0]").Keys(),
+            (std::vector<std::string>{"Type",    "Requested", "SGSizes", "Points", "cOOCs",
+                                      "OOCs",    "OOSs",      "AFlags",  "EFlags", "USLs",
+                                      "Targets", "LSLs",      "cUCLs",   "cCLs",   "cLCLs",
+                                      "UCLs",    "Cls",       "LCLs",    "cRules", "Rules"}));
+  EXPECT_EQ(document.At("Subgroups[0].PartName").text, "Bolt");
+  EXPECT_EQ(document.At("Subgroups[0].Sgtm").text, "2024-03-01T00:00:00");
+  EXPECT_EQ(document.At("Graphs[0].Type").text, "individuals");
+}
+
+TEST_F(Program, DataJsonHasTheContractsKeysInOrder) {
+  Import();
+  const ParsedJson document = ParseJson(Run("data --db q.db --format json").out);
+  EXPECT_EQ(document.Keys(),
+            (std::vector<std::string>{"DataSelect", "TotalSubgroups", "TotalGroups", "TotalTests",
+                                      "TotalDescriptors", "Subgroups", "Notes"}));
+  EXPECT_EQ(document.At("TotalSubgroups").number, 20);
+  EXPECT_EQ(document.At("Subgroups[19].Tests[0].Val").number, 20);
+}
+
+TEST_F(Program, StoredDataIsShownWithoutADatabase) {
+  Import();
+  ASSERT_EQ(Run("data --db q.db --max 3 -o d.xml").status, 0);
+  const Outcome shown = Run("show d.xml --format json");
+  ASSERT_EQ(shown.status, 0) << shown.err;
+  const ParsedJson document = ParseJson(shown.out);
+  EXPECT_EQ(document.At("TotalSubgroups").number, 3);
+  EXPECT_EQ(document.At("Subgroups[2].Tests[0].Val").number, 20);
+  EXPECT_EQ(Run("show d.xml --format xml").out, Text(folder_.File("d.xml")));
+}
+
+TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
+  struct Row {
+    const char* text;
+    int status;
+    const char* says;
+    const char* reason;
+  };
+  const Row rows[] = {
+      {"<DataSelect MaximumItems=\"7\"/>", 0, "MaximumItems: 7", "selection"},
+      {"<CCProcessing Graph1Type=\"3\"/>", 0, "Graph1Type: 3", "settings"},
+      {"<SubgroupData/>", 0, "no data selected", "no subgroups"},
+      {"<CCResults/>", 1, "Node does not exist!", "a root that is not known"},
+      {"<DataSelect", 1, "Node does not exist!", "malformed"},
+      {"", 1, "Node does not exist!", "empty"},
+      {"<DataSelect MaximumItems=\"x\"/>", 1, "", "no number"},
+  };
+  for (const auto& row : rows) {
+    Write("r.xml", row.text);
+    const Outcome outcome = Run("show r.xml");
+    EXPECT_EQ(outcome.status, row.status) << row.reason << outcome.err;
+    EXPECT_NE((outcome.out + outcome.err).find(row.says), std::string::npos)
+        << row.reason << ": " << outcome.out << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), row.status) << row.reason;
+  }
+}
+
+TEST_F(Program, ListTellsIdentifiersCountsAndTimes) {
+  Import();
+  const Outcome text = Run("list parts --db q.db");
+  EXPECT_EQ(text.status, 0) << text.err;
+  for (const char* piece : {"Bolt", "20", "2024-03-01T00:00:00", "2024-03-01T19:00:00"})
+    EXPECT_NE(text.out.find(piece), std::string::npos) << piece;
+  const ParsedJson document = ParseJson(Run("list --db q.db --format json").out);
+  EXPECT_EQ(document.At("process[0].Name").text, "Lathe");
+  EXPECT_EQ(document.At("test[0].Subgroups").number, 20);
+}
+
+TEST_F(Program, AFailureIsOneLineOnStandardErrorAndNothingElse) {
+  struct Row {
+    const char* line;
+    int status;
+    const char* reason;
+  };
+  Import();
+  Write("no.db", "this is no database, but long enough to look like a file of some kind");
+  const Row rows[] = {
+      {"chart --db absent.db", 1, "no such file"},
+      {"chart --db no.db", 1, "no database"},
+      {"chart --db q.db --part Nut", 1, "no such part"},
+      {"chart --db q.db --format svg -o absent/c.svg", 1, "no such folder"},
+      {"import absent.csv --db new.db", 1, "no such CSV"},
+      {"chart", 2, "no --db"},
+      {"chart --db q.db --db q.db", 2, "given twice"},
+      {"chart --db q.db nonsense", 2, "a word too many"},
+      {"import --db q.db", 2, "no file"},
+      {"import values.csv --db q.db --kind fruit", 2, "no such kind"},
+      {"nonsense", 2, "no such command"},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = Run(row.line);
+    EXPECT_EQ(outcome.status, row.status) << row.reason << ": " << outcome.err;
+    EXPECT_EQ(outcome.out, "") << row.reason;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1)
+        << row.reason << ": " << outcome.err;
+  }
+  EXPECT_FALSE(Exists("absent.db"));
+  EXPECT_FALSE(Exists("new.db"));
+}
+
+TEST_F(Program, NothingSelectedIsNoFailure) {
+  Import();
+  const std::string chart = "chart --db q.db --since 2030-01-01 ";
+  const Outcome text = Run(chart);
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("no data selected"), std::string::npos);
+  const Outcome json = Run(chart + "--format json");
+  EXPECT_EQ(json.status, 0) << json.err;
+  EXPECT_NE(json.err.find("no data selected"), std::string::npos);
+  EXPECT_TRUE(ParseJson(json.out).At("Graphs").elements.empty());
+}
+
+TEST_F(Program, EveryCommandHasHelpWithAnExample) {
+  for (const std::string command : {"import", "list", "chart", "data", "show", "demo"}) {
+    const Outcome outcome = Run(command + " --help");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_NE(outcome.out.find("example:\n  orvspc " + command), std::string::npos) << command;
+  }
+}
+
+TEST_F(Program, DemoDrawsEveryPictureTwiceOver) {
+  for (int round = 0; round < 2; ++round) {  // the second one replaces what the first one left
+    const Outcome outcome = Run("demo d");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("UCL 1.693"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("d/index.html"), std::string::npos);
+  }
+  const std::string index = Text(folder_.File("d/index.html"));
+  for (const std::string name : {"flow-width", "flow-rate", "piston-rings", "two-presses"}) {
+    for (const std::string ending : {".svg", ".html", ".json"}) {
+      EXPECT_TRUE(Exists("d/" + name + ending)) << name << ending;
+      EXPECT_NE(index.find("\"" + name + ending + "\""), std::string::npos) << name << ending;
+    }
+    EXPECT_FALSE(
+        ParseJson(Text(folder_.File("d/" + name + ".json"))).At("Graphs").elements.empty());
+  }
+  EXPECT_TRUE(Exists("d/sample.db"));
+}
+
+// Montgomery's charts of the table: samples 43 and 45 of phase II lie above the limits of phase I.
+TEST_F(Program, DemoFindsThePublishedPointsOfTheFlowWidth) {
+  ASSERT_EQ(Run("demo d").status, 0);
+  const ParsedJson document = ParseJson(Text(folder_.File("d/flow-width.json")));
+  const auto& marks = document.At("Graphs[0].OOCs").elements;
+  ASSERT_EQ(marks.size(), 45U);
+  for (std::size_t i = 0; i < marks.size(); ++i) {
+    const bool beyond = (static_cast<int>(marks[i].number) & 2) != 0;
+    EXPECT_EQ(beyond, i == 42 || i == 44) << "sample " << i + 1;
+  }
+  EXPECT_NEAR(document.At("Graphs[0].UCLs[0]").number, 1.693, 0.0005);
+  EXPECT_NEAR(document.At("Graphs[0].LCLs[0]").number, 1.318, 0.0005);
+  EXPECT_NEAR(document.At("Graphs[1].UCLs[0]").number, 0.68749, 0.0002);
+}
+
+TEST(Samples, AreTheFilesOfTheSourceTree) {
+  const std::filesystem::path folder =
+      std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "host" / "samples";
+  ASSERT_FALSE(Samples().empty());
+  for (const auto& sample : Samples())
+    EXPECT_EQ(sample.text, Text((folder / sample.file).string())) << sample.file;
+}
+
+}  // namespace
+}  // namespace orvspc::host
