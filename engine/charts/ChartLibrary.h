@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <vector>
+
+#include "engine/Embedded.h"
+#include "platform/CtrlChrt6.h"
+
+namespace orvspc::engine {
+
+// The chart library of the embedded engine. Each thread has one open run of its own. Nothing
+// throws: what fails is kept in the open database, and the call returns 0 without having written.
+class ChartLibrary final : public platform::CtrlChrt6 {
+ public:
+  std::int32_t VLXCRT_VCHART_PROCESS_LT(std::int32_t Reserved, std::int32_t Connection,
+                                        API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+                                        API_CCVarOptions& Options, std::int32_t Last) override;
+  std::int32_t VLXCRT_VAR_DATA(std::int32_t Reserved, const platform::ArrayRef& Array,
+                               platform::ChartData Code, std::int32_t Graph) override;
+  // With several streams no single figure exists and all six are 0.
+  std::int32_t VLXCRT_VAR_LIMITS(std::int32_t Reserved, double& MeanEstimate, double& SPEstimate,
+                                 double& SWEstimate, double& AverageSize1, double& AverageSize2,
+                                 double& AverageSize3) override;
+  std::int32_t VLXCRT_VAR_END() override;
+
+  // Attribute charts are not available: the process call keeps that as its failure and returns 0,
+  // so that no run is ever open and the other two have nothing to do.
+  std::int32_t VLXCRT_ATTR_PROCESS_LT(std::int32_t Reserved, std::int32_t Connection,
+                                      API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+                                      std::int32_t ChartWord, std::int32_t ProcessingWord,
+                                      double EWMA, double& AQLValue, double& AQLProducerRisk,
+                                      std::int32_t Last) override;
+  std::int32_t VLXCRT_ATTR_DATA(std::int32_t Reserved, const platform::ArrayRef& Array,
+                                platform::ChartData Code, std::int32_t Graph) override;
+  std::int32_t VLXCRT_ATTR_END() override;
+
+  // Streams of the latest chart of this thread, also after its run was closed.
+  static std::vector<StreamReport> LatestStreams();
+};
+
+}  // namespace orvspc::engine

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/Estimates.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace orvspc::engine {
+namespace {
+
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int32_t kMostForRange = 10;
+
+enum class Source { Ranges, Deviations, MovingRanges };
+
+Source AutoSource(const DataShape& shape) {
+  if (shape.SinglePieces()) return Source::MovingRanges;
+  const bool constant = shape.least_size == shape.largest_size;
+  return constant && shape.largest_size <= kMostForRange ? Source::Ranges : Source::Deviations;
+}
+
+// Estimator of a graph of ranges or deviations; what decides by itself otherwise.
+Source SourceOf(ChartKind kind, Source otherwise) {
+  switch (kind) {
+    case ChartKind::Range:
+    case ChartKind::PieceRange:
+      return Source::Ranges;
+    case ChartKind::Sd:
+    case ChartKind::Cv:
+    case ChartKind::PieceSd:
+      return Source::Deviations;
+    default:
+      return otherwise;
+  }
+}
+
+// Sigma of one piece such that the points spread with it over the root of the mean size.
+SigmaEstimate FromPoints(const EstimateInput& input, double mean_size) {
+  auto estimate = SigmaFromMovingRanges(input.base, input.used);
+  estimate.value *= std::sqrt(mean_size);
+  return estimate;
+}
+
+SigmaEstimate From(Source source, const EstimateInput& input, EstimatorSetting setting,
+                   double mean_size) {
+  switch (source) {
+    case Source::Ranges:
+      return SigmaFromRanges(input.ranges, input.sizes, setting, input.used);
+    case Source::Deviations:
+      return SigmaFromSds(input.sds, input.sizes, setting, input.used);
+    case Source::MovingRanges:
+      break;
+  }
+  return FromPoints(input, mean_size);
+}
+
+SigmaEstimate FromReadings(ChartKind kind, const EstimateInput& input, EstimatorSetting setting) {
+  return kind == ChartKind::PieceRange
+             ? SigmaFromRanges(input.piece_statistics, input.piece_sizes, setting, input.piece_used)
+             : SigmaFromSds(input.piece_statistics, input.piece_sizes, setting, input.piece_used);
+}
+
+// The source of SP: the row of the chart in the table of estimates.
+Source SpSource(const ChartPlan& plan, Source automatic) {
+  if (plan.SigmaFromPoints()) return Source::MovingRanges;
+  if (plan.kinds[0] == ChartKind::PreControl) return automatic;
+  return SourceOf(plan.kinds[1], automatic);
+}
+
+double MeanOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used) {
+  double sum = 0.0;
+  std::int64_t count = 0;
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    if (sizes[i] < 1 || (!used.empty() && used[i] == 0)) continue;
+    sum += sizes[i];
+    ++count;
+  }
+  return count == 0 ? 0.0 : sum / static_cast<double>(count);
+}
+
+Estimate ToEstimate(const SigmaEstimate& sigma) {
+  Estimate estimate;
+  estimate.value = sigma.value;
+  estimate.name = std::string(sigma.name);
+  estimate.constant = sigma.constant;
+  estimate.used = static_cast<std::int32_t>(sigma.used);
+  estimate.least_size = sigma.smallest_n;
+  estimate.largest_size = sigma.largest_n;
+  return estimate;
+}
+
+}  // namespace
+
+bool NeedsDeviations(const ChartPlan& plan, const DataShape& shape) {
+  const auto automatic = AutoSource(shape);
+  const bool within_auto = plan.SigmaFromPoints() || plan.kinds[0] == ChartKind::PreControl;
+  return SpSource(plan, automatic) == Source::Deviations ||
+         (within_auto && automatic == Source::Deviations) || plan.kinds[1] == ChartKind::Sd ||
+         plan.kinds[1] == ChartKind::Cv || plan.kinds[2] == ChartKind::Sd;
+}
+
+DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used) {
+  DataShape shape;
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    if (sizes[i] < 1 || (!used.empty() && used[i] == 0)) continue;
+    shape.least_size = shape.least_size == 0 ? sizes[i] : std::min(shape.least_size, sizes[i]);
+    shape.largest_size = std::max(shape.largest_size, sizes[i]);
+  }
+  return shape;
+}
+
+StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input,
+                               EstimatorSetting setting) {
+  StreamEstimates result;
+  const auto shape = ShapeOf(input.sizes, input.used);
+  const auto automatic = AutoSource(shape);
+  result.mean_size =
+      shape.least_size == shape.largest_size ? shape.largest_size : MeanOf(input.sizes, input.used);
+  result.mean_readings = MeanOf(input.piece_sizes, input.piece_used);
+
+  const bool plain = plan.kinds[0] == ChartKind::Individuals || plan.three_way;
+  result.mean = plain ? PlainCentre(input.base, input.used)
+                      : WeightedCentre(input.base, input.sizes, input.used);
+  result.mean_name = plain ? "mean of the points" : "mean weighted by size";
+  for (std::size_t i = 0; i < input.base.size(); ++i) {
+    result.mean_used += !std::isnan(input.base[i]) && (input.used.empty() || input.used[i] != 0);
+  }
+
+  result.sp = From(SpSource(plan, automatic), input, setting, result.mean_size);
+  // Where the points judge graph 1, what is inside a subgroup has a sigma of its own.
+  const bool own_within = plan.SigmaFromPoints() && !shape.SinglePieces();
+  result.within = own_within
+                      ? From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size)
+                      : result.sp;
+  switch (plan.kinds[2]) {
+    case ChartKind::None:
+      result.sw = result.within;
+      break;
+    case ChartKind::PieceRange:
+    case ChartKind::PieceSd:
+      result.sw = FromReadings(plan.kinds[2], input, setting);
+      if (own_within) result.within = From(automatic, input, setting, result.mean_size);
+      break;
+    default:
+      result.sw = From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size);
+  }
+  if (plan.kinds[1] == ChartKind::Cv) {
+    result.gamma = CvFromRatios(input.ratios, input.sizes, input.used);
+  }
+  return result;
+}
+
+double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph) {
+  switch (plan.kinds[graph]) {
+    case ChartKind::None:
+      return 0.0;
+    case ChartKind::MovingRange:
+      return 2.0;
+    case ChartKind::PieceRange:
+    case ChartKind::PieceSd:
+      return estimates.mean_readings;
+    default:
+      return estimates.mean_size;
+  }
+}
+
+StreamReport ReportOf(const Stream& stream, const StreamEstimates& estimates) {
+  StreamReport report;
+  report.part = stream.part;
+  report.process = stream.process;
+  report.test = stream.test;
+  report.mean.value = estimates.mean;
+  report.mean.name = std::string(estimates.mean_name);
+  report.mean.constant = kNoValue;
+  report.mean.used = static_cast<std::int32_t>(estimates.mean_used);
+  report.sp = ToEstimate(estimates.sp);
+  report.sw = ToEstimate(estimates.sw);
+  report.average_size = estimates.mean_size;
+  return report;
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "engine/Embedded.h"
+#include "engine/charts/ChartPlan.h"
+#include "engine/charts/PointTable.h"
+#include "engine/statistics/Estimators.h"
+
+namespace orvspc::engine {
+
+// The calculated figures of one stream.
+struct StreamEstimates {
+  double mean = 0.0;
+  std::string_view mean_name;
+  std::int64_t mean_used = 0;
+
+  SigmaEstimate sp;            // sigma of one piece as the limits of graph 1 see it
+  SigmaEstimate within;        // as range and deviation on graph 2 see it
+  SigmaEstimate sw;            // as graph 3 sees it
+  SigmaEstimate gamma;         // coefficient of variation of one piece; only where graph 2 shows it
+  double mean_size = 0.0;      // pieces a subgroup
+  double mean_readings = 0.0;  // readings a piece
+};
+
+// Columns of one stream. `base` is what graph 1 is about: mean or median of each subgroup.
+struct EstimateInput {
+  std::span<const double> base, ranges, sds, ratios;
+  std::span<const std::int32_t> sizes;
+  std::span<const std::uint8_t> used;  // empty: all
+  // Graph 3 inside the pieces: statistics and sizes of its pieces, and which of them count.
+  std::span<const double> piece_statistics;
+  std::span<const std::int32_t> piece_sizes;
+  std::span<const std::uint8_t> piece_used;
+};
+
+// Whether the estimates of a plan read the standard deviations of some stream of this shape.
+bool NeedsDeviations(const ChartPlan& plan, const DataShape& shape);
+
+// Shape of the sizes of one stream, over the points that count.
+DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used);
+
+StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input,
+                               EstimatorSetting setting);
+
+// Mean size of the statistic of each graph: pieces, the span of a moving range, or readings.
+double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph);
+
+StreamReport ReportOf(const Stream& stream, const StreamEstimates& estimates);
+
+}  // namespace orvspc::engine

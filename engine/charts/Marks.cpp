@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/Marks.h"
+
+#include <algorithm>
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::size_t kStretch = 4096;
+
+// Columns of one stretch; kept by the thread, since a thousand small charts follow each other.
+struct Scratch {
+  std::vector<double> centre, sigma, upper, lower;
+  std::vector<std::uint8_t> restart;
+  std::vector<std::uint32_t> marks;
+
+  void Resize(std::size_t count) {
+    centre.resize(count);
+    sigma.resize(count);
+    upper.resize(count);
+    lower.resize(count);
+    marks.resize(count);
+  }
+};
+
+std::size_t LongestRun(std::span<const RunRule> rules) {
+  std::size_t longest = 1;
+  for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
+  return longest;
+}
+
+// The place from which `count` used points lie before `begin`.
+std::size_t StepBack(std::span<const std::uint8_t> used, std::size_t begin, std::size_t count) {
+  while (begin > 0 && count > 0) {
+    --begin;
+    count -= used.empty() || used[begin] != 0 ? 1U : 0U;
+  }
+  return begin;
+}
+
+void EvaluateStretch(const MarkInput& input, std::span<const RunRule> rules, std::size_t first,
+                     std::size_t last, Scratch& scratch) {
+  const auto count = last - first;
+  scratch.Resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto lines = input.lines(first + i);
+    scratch.centre[i] = lines.centre;
+    scratch.sigma[i] = lines.sigma;
+    scratch.upper[i] = lines.upper;
+    scratch.lower[i] = lines.lower;
+  }
+  RunInput run;
+  run.points = input.points.subspan(first, count);
+  run.centre = scratch.centre;
+  run.sigma = scratch.sigma;
+  run.ucl = scratch.upper;
+  run.lcl = scratch.lower;
+  if (!input.used.empty()) run.used = input.used.subspan(first, count);
+  if (input.restart) {
+    scratch.restart.resize(count);
+    for (std::size_t i = 0; i < count; ++i) scratch.restart[i] = input.restart(first + i);
+    run.restart = scratch.restart;
+  }
+  EvaluateRules(run, rules, scratch.marks);
+}
+
+}  // namespace
+
+void ConvertRules(std::span<const StoredRule> stored, std::vector<RunRule>& rules) {
+  rules.clear();
+  for (const auto& row : stored) {
+    RunRule rule;
+    rule.number = row.number;
+    rule.priority = row.priority;
+    rule.k = row.k;
+    rule.m = row.m;
+    rule.zone = row.zone;
+    if (!RuleKindFromName(row.kind, rule.kind)) continue;
+    if (!row.side.empty() && !RuleSideFromName(row.side, rule.side)) continue;
+    if (CheckRule(rule).empty()) rules.push_back(std::move(rule));
+  }
+}
+
+void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool cusum,
+                    std::vector<RunRule>& selected) {
+  const bool levels =
+      kind == ChartKind::Mean || kind == ChartKind::Median || kind == ChartKind::Individuals;
+  selected.clear();
+  for (const auto& rule : rules) {
+    const bool zones = rule.kind == RuleKind::Red || rule.kind == RuleKind::Yellow2;
+    const bool wanted = kind == ChartKind::PreControl ? zones
+                        : levels && !cusum            ? !zones
+                                                      : rule.kind == RuleKind::Limit;
+    if (wanted) selected.push_back(rule);
+  }
+}
+
+void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
+                   std::span<std::uint32_t> marks) {
+  thread_local Scratch scratch;
+  const auto longest = LongestRun(rules);
+  const auto stretch = std::max(kStretch, 8 * longest);
+  for (std::size_t begin = 0; begin < marks.size();) {
+    const auto end = std::min(marks.size(), begin + stretch);
+    // A mark depends on the points of its own run alone, so that many before it are enough.
+    const auto first = StepBack(input.used, begin, longest);
+    EvaluateStretch(input, rules, first, end, scratch);
+    std::copy_n(scratch.marks.begin() + static_cast<std::ptrdiff_t>(begin - first), end - begin,
+                marks.begin() + static_cast<std::ptrdiff_t>(begin));
+    begin = end;
+  }
+}
+
+}  // namespace orvspc::engine

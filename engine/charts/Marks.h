@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "engine/charts/ChartPlan.h"
+#include "engine/statistics/ChartFormulas.h"
+#include "engine/statistics/RunRules.h"
+#include "engine/store/Store.h"
+
+namespace orvspc::engine {
+
+// The database's rules as the rule engine takes them; one that it cannot run is left out. Texts
+// stay behind, since marks are bits.
+void ConvertRules(std::span<const StoredRule> stored, std::vector<RunRule>& rules);
+
+// Which of the rules have a meaning on a graph. Points of the other charts are skewed or depend on
+// each other, so that only a limit says something there.
+void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool cusum,
+                    std::vector<RunRule>& selected);
+
+// One stream on one graph in one of the two forms.
+struct MarkInput {
+  std::span<const double> points;
+  std::span<const std::uint8_t> used;             // empty: all
+  std::function<PointLimits(std::size_t)> lines;  // called in ascending order, a few times a point
+  std::function<bool(std::size_t)> restart;       // nothing runs across; empty: never
+};
+
+// Marks of each point by the rules. Works through the stream in stretches, so that centre, sigma
+// and limits of a long one are never held at once.
+void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
+                   std::span<std::uint32_t> marks);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/PointTable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <tuple>
+
+#include "engine/statistics/Moments.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+
+struct RowRange {
+  std::size_t begin = 0, count = 0;
+};
+
+// Rows of a subgroup; none where its bounds do not lie in the data.
+RowRange RowsOf(const DataSet& data, std::size_t subgroup) {
+  const auto& row = data.subgroups[subgroup];
+  if (row.Test_Start < 0 || row.Test_End < row.Test_Start) return {};
+  const auto begin = static_cast<std::size_t>(row.Test_Start);
+  const auto end = static_cast<std::size_t>(row.Test_End) + 1;
+  if (end > data.values.size()) return {};
+  return {begin, end - begin};
+}
+
+// The row that stands for a subgroup without any.
+bool IsEmptyMarker(const RowKey& key, double value) {
+  return key.Tsno == 0 && key.Sbno == 0 && key.Def == 0 && value == 0.0;
+}
+
+double RangeOf(std::span<const double> values) {
+  if (values.size() < 2) return kNoValue;
+  const auto [least, largest] = std::minmax_element(values.begin(), values.end());
+  return *largest - *least;
+}
+
+struct MeanAndRange {
+  double mean, range;
+};
+
+// One pass, since this is what a million subgroups cost. Deviations from the first value keep the
+// digits of values far from zero.
+MeanAndRange SummarisePieces(std::span<const double> pieces) {
+  if (pieces.empty()) return {kNoValue, kNoValue};
+  const double origin = pieces[0];
+  double least = origin, largest = origin, sum = 0.0;
+  for (const double value : pieces) {
+    sum += value - origin;
+    least = std::min(least, value);
+    largest = std::max(largest, value);
+  }
+  return {origin + sum / static_cast<double>(pieces.size()),
+          pieces.size() < 2 ? kNoValue : largest - least};
+}
+
+}  // namespace
+
+std::span<const double> PieceReader::Pieces(std::size_t subgroup) {
+  const auto rows = RowsOf(data_, subgroup);
+  if (rows.count == 0) return {};
+  if (data_.keys.empty()) {
+    const std::span values{data_.values.data() + rows.begin, rows.count};
+    // A sum is finite only if every term is, or the rare overflow sends it the slow way.
+    double sum = 0.0;
+    for (const double value : values) sum += value;
+    if (std::isfinite(sum)) return values;
+    pieces_.assign(values.begin(), values.end());
+  } else {
+    if (rows.count == 1 && IsEmptyMarker(data_.keys[rows.begin], data_.values[rows.begin])) {
+      return {};
+    }
+    SortRows(rows.begin, rows.begin + rows.count);
+    pieces_.clear();
+    for (const auto& row : rows_) {
+      if (row.sbno == 0) pieces_.push_back(row.value);
+    }
+  }
+  std::erase_if(pieces_, [](double value) { return !std::isfinite(value); });
+  return pieces_;
+}
+
+void PieceReader::ForEachPieceWithReadings(
+    std::size_t subgroup, const std::function<void(std::span<const double>)>& call) {
+  if (data_.keys.empty()) return;
+  const auto rows = RowsOf(data_, subgroup);
+  SortRows(rows.begin, rows.begin + rows.count);
+  for (std::size_t i = 0; i < rows_.size();) {
+    const auto tsno = rows_[i].tsno;
+    pieces_.clear();
+    for (; i < rows_.size() && rows_[i].tsno == tsno; ++i) {
+      if (rows_[i].sbno > 0 && std::isfinite(rows_[i].value)) pieces_.push_back(rows_[i].value);
+    }
+    if (!pieces_.empty()) call(pieces_);
+  }
+}
+
+void PieceReader::SortRows(std::size_t first, std::size_t last) {
+  rows_.clear();
+  for (std::size_t i = first; i < last; ++i) {
+    rows_.push_back({data_.keys[i].Tsno, data_.keys[i].Sbno, data_.values[i]});
+  }
+  const auto before = [](const Row& a, const Row& b) {
+    return std::tie(a.tsno, a.sbno) < std::tie(b.tsno, b.sbno);
+  };
+  if (!std::is_sorted(rows_.begin(), rows_.end(), before)) {
+    std::stable_sort(rows_.begin(), rows_.end(), before);
+  }
+}
+
+void PointTable::Clear() {
+  streams_.clear();
+  order_.clear();
+  sizes_.clear();
+  used_.clear();
+  means.clear();
+  ranges.clear();
+}
+
+void PointTable::Build(const DataSet& data, std::int32_t status) {
+  Clear();
+  SplitStreams(data);
+  MarkUsed(data, status);
+  const auto count = data.subgroups.size();
+  sizes_.resize(count);
+  means.resize(count);
+  ranges.resize(count);
+  PieceReader reader(data);
+  for (std::size_t place = 0; place < count; ++place) {
+    const auto pieces = reader.Pieces(SubgroupAt(place));
+    const auto summary = SummarisePieces(pieces);
+    sizes_[place] = static_cast<std::int32_t>(pieces.size());
+    means[place] = summary.mean;
+    ranges[place] = summary.range;
+  }
+}
+
+void PointTable::SplitStreams(const DataSet& data) {
+  using Key = std::tuple<std::int32_t, std::int32_t, std::int32_t>;
+  const auto key_of = [&](std::size_t i) {
+    const auto& row = data.subgroups[i];
+    return Key{row.Part, row.Prcs, row.Test};
+  };
+  const auto count = data.subgroups.size();
+  if (count == 0) return;
+  const auto add_stream = [&](std::size_t i) {
+    const auto& row = data.subgroups[i];
+    streams_.push_back({row.Part, row.Prcs, row.Test, 0, 0});
+  };
+  add_stream(0);
+  std::size_t same = 1;
+  while (same < count && key_of(same) == key_of(0)) ++same;
+  if (same == count) {
+    streams_[0].end = count;
+    return;
+  }
+
+  // Streams in the order of their first subgroup; a counting sort keeps the order inside each.
+  std::map<Key, std::size_t> numbers{{key_of(0), 0}};
+  std::vector<std::uint32_t> stream_of(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto [found, fresh] = numbers.try_emplace(key_of(i), streams_.size());
+    if (fresh) add_stream(i);
+    stream_of[i] = static_cast<std::uint32_t>(found->second);
+    ++streams_[found->second].end;
+  }
+  std::size_t place = 0;
+  for (auto& stream : streams_) {
+    stream.begin = place;
+    place += stream.end;
+    stream.end = stream.begin;
+  }
+  order_.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    order_[streams_[stream_of[i]].end++] = static_cast<std::uint32_t>(i);
+  }
+}
+
+void PointTable::MarkUsed(const DataSet& data, std::int32_t status) {
+  constexpr std::int32_t kEnabledAsked = 1;
+  if (status != 0 && (status & kEnabledAsked) == 0) return;
+  const auto count = data.subgroups.size();
+  for (std::size_t place = 0; place < count; ++place) {
+    if (data.subgroups[SubgroupAt(place)].Flag == 0) continue;
+    if (used_.empty()) used_.assign(count, 1);
+    used_[place] = 0;
+  }
+}
+
+DataShape PointTable::Shape(const DataSet& data) const {
+  DataShape shape;
+  const bool any_used =
+      used_.empty() || std::any_of(used_.begin(), used_.end(), [](auto used) { return used != 0; });
+  const bool any_readings = std::any_of(data.keys.begin(), data.keys.end(),
+                                        [](const RowKey& key) { return key.Sbno > 0; });
+  PieceReader reader(data);
+  for (std::size_t place = 0; place < Count(); ++place) {
+    if (any_used && !IsUsed(place)) continue;
+    if (const auto size = sizes_[place]; size > 0) {
+      shape.least_size = shape.least_size == 0 ? size : std::min(shape.least_size, size);
+      shape.largest_size = std::max(shape.largest_size, size);
+    }
+    if (!any_readings) continue;
+    reader.ForEachPieceWithReadings(SubgroupAt(place), [&](std::span<const double> readings) {
+      shape.most_readings =
+          std::max(shape.most_readings, static_cast<std::int32_t>(readings.size()));
+    });
+  }
+  return shape;
+}
+
+std::vector<double> PointTable::Column(const DataSet& data,
+                                       double (*statistic)(std::span<const double>)) const {
+  std::vector<double> column(Count());
+  PieceReader reader(data);
+  for (std::size_t place = 0; place < column.size(); ++place) {
+    column[place] = statistic(reader.Pieces(SubgroupAt(place)));
+  }
+  return column;
+}
+
+std::vector<double> PointTable::Medians(const DataSet& data) const { return Column(data, Median); }
+
+std::vector<double> PointTable::StandardDeviations(const DataSet& data) const {
+  return Column(data, SampleStandardDeviation);
+}
+
+WithinPieces ReadWithinPieces(const DataSet& data, const PointTable& table, bool ranges) {
+  WithinPieces within;
+  within.begin.reserve(table.Count() + 1);
+  within.points.reserve(table.Count());
+  PieceReader reader(data);
+  for (std::size_t place = 0; place < table.Count(); ++place) {
+    within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
+    double sum = 0.0;
+    std::int32_t pieces = 0;
+    reader.ForEachPieceWithReadings(table.SubgroupAt(place), [&](std::span<const double> readings) {
+      if (readings.size() < 2) return;
+      const double statistic = ranges ? RangeOf(readings) : SampleStandardDeviation(readings);
+      within.sizes.push_back(static_cast<std::int32_t>(readings.size()));
+      within.statistics.push_back(statistic);
+      sum += statistic;
+      ++pieces;
+    });
+    within.points.push_back(pieces == 0 ? kNoValue : sum / pieces);
+  }
+  within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
+  return within;
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/charts/PointTable.h"
+#include "engine/charts/RowsInForce.h"
+#include "engine/statistics/RunRules.h"
+
+namespace orvspc::engine {
+
+// Pre-control of one stream: each piece is judged by the specification in force at its subgroup.
+struct PreControlInput {
+  const DataSet& data;
+  const PointTable& table;
+  const Stream& stream;
+  std::span<const API_CCSpecLim> specs;
+  std::span<const RunRule> rules;  // zone rules alone
+};
+
+// Writes the points of the stream, each the piece farthest from the target, and their marks, both
+// in columns of the table. False when the stream has no lines at any point; its points are then
+// NaN.
+bool FillPreControl(const PreControlInput& input, std::span<double> points,
+                    std::span<std::uint32_t> marks);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/store/Store.h"
+
+namespace orvspc::engine {
+
+inline constexpr std::int32_t kNoRow = -1;
+
+// Effective time of a row.
+inline std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
+inline std::int32_t EffectiveTime(const ControlLimit& limit) { return limit.row.F_EFTM; }
+
+// The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective
+// time. Remembers the latest answer, since neighbouring points mostly share their row.
+template <class Row>
+class RowsInForce {
+ public:
+  explicit RowsInForce(std::span<const Row> rows) : rows_(rows) {}
+
+  std::int32_t At(std::int32_t stamp) {
+    while (row_ >= 0 && EffectiveTime(rows_[static_cast<std::size_t>(row_)]) > stamp) --row_;
+    while (row_ + 1 < static_cast<std::int32_t>(rows_.size()) &&
+           EffectiveTime(rows_[static_cast<std::size_t>(row_ + 1)]) <= stamp) {
+      ++row_;
+    }
+    return row_;
+  }
+
+ private:
+  std::span<const Row> rows_;
+  std::int32_t row_ = kNoRow;
+};
+
+// By effective time; of two rows from the same moment that of the process itself stands last and
+// wins over the one for any process.
+void SortForProcess(std::vector<ControlLimit>& limits);
+void SortByTime(std::vector<API_CCSpecLim>& rows);
+
+// Limits of a specification row as numbers; NaN for one that it does not have.
+struct SpecLines {
+  double usl, target, lsl;
+};
+SpecLines SpecLinesOf(const API_CCSpecLim& row);
+// Where no row is in force.
+SpecLines NoSpecLines();
+
+}  // namespace orvspc::engine

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/charts/ChartPlan.h"
+#include "engine/charts/Estimates.h"
+#include "engine/charts/Lines.h"
+#include "engine/charts/PointTable.h"
+#include "engine/charts/RowsInForce.h"
+#include "engine/statistics/RunRules.h"
+#include "engine/store/Store.h"
+#include "platform/ArrayRef.h"
+#include "platform/CtrlChrt6.h"
+
+namespace orvspc::engine {
+
+// One run of the variable road, from its process call to its end. Points are made at once; lines
+// and marks when they are asked for. May throw; the library's face turns that into a kept failure.
+class VariableRun {
+ public:
+  // Returns the chart word of what was made, 0 for nothing.
+  std::int32_t Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                       const API_CCVarOptions& options);
+
+  // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
+  // or graph, another element size or an array that is too short.
+  std::int32_t Deliver(const platform::ArrayRef& array, platform::ChartData code,
+                       std::int32_t graph);
+
+  bool IsOpen() const { return plan_.word != 0; }
+  const ChartPlan& Plan() const { return plan_; }
+  std::span<const Stream> Streams() const { return table_.Streams(); }
+  const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
+
+  // Forgets the run. Storage of a small one is kept for the next.
+  void Clear();
+
+ private:
+  // What judges a stream.
+  struct StreamState {
+    StreamEstimates estimates;
+    std::vector<API_CCSpecLim> specs;
+    std::vector<ControlLimit> limits;
+    std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
+    std::int32_t constant_size = 0;         // of every subgroup; -1 where they differ
+    bool specs_change = false, limits_change = false;  // inside the chart
+    bool no_lines = false;                             // of a pre-control chart
+  };
+  class LineSource;
+
+  void LoadStreamRows(Store& store);
+  void CollectSpecRows();
+  void CollectLimitRows();
+  void LoadAlarms(Store& store);
+  void MakeColumns(Store& store);
+  void Estimate(std::span<const double> sds, EstimatorSetting setting);
+  void MakeRatios(std::span<const double> sds);
+  void MakeMovingRanges();
+  void MakeMovingAverages();
+  bool MakePreControl();
+  void MakeCusum();
+  void TellNotes(Store& store) const;
+
+  std::int32_t StampAt(std::size_t place) const;
+  PointSizes SizesAt(std::size_t graph, std::size_t place) const;
+  std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
+  // The row of control limits is another than at the point before that counts.
+  bool RestartsAt(const Stream& stream, std::size_t place) const;
+  bool HasStoredLimits() const { return !limit_row_.empty(); }
+
+  std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
+  std::int32_t DeliverTests(const platform::ArrayRef& array);
+  std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code,
+                             std::size_t graph);
+  void WritePoints(std::size_t graph, std::span<double> out) const;
+  void WriteSizes(std::size_t graph, std::span<std::int32_t> out) const;
+  void WriteLines(std::size_t graph, bool calculated, double PointLimits::*line,
+                  std::span<double> out) const;
+  void WriteSpecs(double SpecLines::*line, std::span<double> out) const;
+  void WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out);
+  const std::vector<std::uint32_t>& MarksOf(std::size_t graph, bool calculated);
+  void MarkStream(std::size_t s, std::size_t graph, bool calculated,
+                  std::span<std::uint32_t> marks) const;
+
+  DataSet data_;
+  PointTable table_;
+  ChartPlan plan_;
+  std::vector<StreamState> states_;
+  std::array<std::vector<double>, 3> points_;         // of the graphs
+  std::vector<std::array<std::int32_t, 3>> windows_;  // moving average: sizes, 0 for none
+  WithinPieces within_;
+  std::vector<std::int32_t> limit_row_;    // control-limit row at each place; empty: no rows
+  std::vector<std::uint32_t> zone_marks_;  // of a pre-control chart
+  std::vector<API_CCSpecLim> spec_rows_;   // one for each part and test
+  std::vector<API_CCCtrlLim> limit_rows_;  // those in use, each once
+  std::vector<RunRule> rules_, graph_rules_;
+  std::vector<std::uint32_t> marks_;  // those asked for last
+  struct {
+    std::size_t graph = 3;
+    bool calculated = false;
+  } marked_;  // whose marks they are
+  std::int32_t test_count_ = 0;
+  bool alarms_differ_ = false;
+};
+
+}  // namespace orvspc::engine

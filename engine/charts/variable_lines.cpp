@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/variable_lines.h"
+
+#include <limits>
+
+namespace orvspc::engine {
+namespace {
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+}
+
+VariableRun::LineSource::LineSource(const VariableRun& run, std::size_t stream, std::size_t graph,
+                                    bool calculated)
+    : run_(run),
+      state_(run.states_[stream]),
+      graph_(graph),
+      calculated_(calculated),
+      kind_(run.plan_.LinesOf(graph)),
+      cusum_(run.plan_.cusum && graph == 0),
+      figures_(Calculated(state_.estimates)),
+      specs_(state_.specs),
+      latest_{kNoValue, kNoValue, kNoValue, kNoValue} {}
+
+VariableRun::LineSource VariableRun::LineSource::UnderCusum(const VariableRun& run,
+                                                            std::size_t stream) {
+  LineSource source(run, stream, 0, false);
+  source.cusum_ = false;
+  if (source.kind_ == ChartKind::MovingAverage) {
+    source.kind_ = run.plan_.SigmaFromPoints() ? ChartKind::Individuals : ChartKind::Mean;
+  }
+  return source;
+}
+
+bool VariableRun::LineSource::IsConstant() const {
+  return cusum_ || kind_ == ChartKind::None ||
+         (!UsesRows() && DependsOnPiecesOnly(kind_) && state_.constant_size >= 0);
+}
+
+PointLimits VariableRun::LineSource::At(std::size_t place) {
+  if (cusum_) return kCusumLines;
+  if (kind_ == ChartKind::PreControl) return PreControlLinesAt(place);
+  bool same = size_ >= 0;
+  if (UsesRows() && run_.limit_row_[place] != row_) {
+    row_ = run_.limit_row_[place];
+    figures_ = row_ == kNoRow ? Calculated(state_.estimates)
+                              : Stored(state_.limits[static_cast<std::size_t>(row_)],
+                                       state_.estimates, run_.plan_);
+    same = false;
+  }
+  const auto size = run_.table_.Sizes()[place];
+  if (same && size == size_ && DependsOnPiecesOnly(kind_)) return latest_;
+  size_ = size;
+  latest_ = LinesAt(kind_, graph_, figures_, run_.SizesAt(graph_, place));
+  return latest_;
+}
+
+PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
+  const auto row = specs_.At(run_.StampAt(place));
+  if (row != spec_row_) {
+    spec_row_ = row;
+    const auto spec =
+        row == kNoRow ? NoSpecLines() : SpecLinesOf(state_.specs[static_cast<std::size_t>(row)]);
+    const auto lines = PreControlLinesOf(spec.lsl, spec.target, spec.usl);
+    latest_ = {lines.target, lines.upper_line, lines.lower_line, kNoValue};
+  }
+  return latest_;
+}
+
+}  // namespace orvspc::engine

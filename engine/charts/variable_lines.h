@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/charts/VariableRun.h"
+
+namespace orvspc::engine {
+
+// Lines of one graph along one stream, in one of the two forms. Asked in ascending order it
+// computes only where the number of pieces or the row in force changes.
+class VariableRun::LineSource {
+ public:
+  LineSource(const VariableRun& run, std::size_t stream, std::size_t graph, bool calculated);
+
+  // What the cusum of graph 1 is taken about: the lines that the chart would have without it.
+  static LineSource UnderCusum(const VariableRun& run, std::size_t stream);
+
+  PointLimits At(std::size_t place);
+  // One answer serves the whole stream.
+  bool IsConstant() const;
+
+ private:
+  PointLimits PreControlLinesAt(std::size_t place);
+  bool UsesRows() const { return !calculated_ && run_.HasStoredLimits(); }
+
+  const VariableRun& run_;
+  const StreamState& state_;
+  std::size_t graph_;
+  bool calculated_;
+  ChartKind kind_;
+  bool cusum_;
+  LineFigures figures_;
+  RowsInForce<API_CCSpecLim> specs_;
+  std::int32_t row_ = kNoRow, size_ = -1, spec_row_ = kNoRow;
+  PointLimits latest_{};
+};
+
+}  // namespace orvspc::engine
