@@ -4,7 +4,7 @@
 include(GoogleTest)
 find_package(GTest REQUIRED)
 
-orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame)
+orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame orvspc_engine_dom)
 
 # The path of the program and of the test data, for tests that need them.
 set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
