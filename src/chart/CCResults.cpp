@@ -91,7 +91,8 @@ std::shared_ptr<platform::DefOpp> CCResults::DefOpp() {
 
 std::shared_ptr<CCGraph> CCResults::Graphs(ccGraphTypes Index) {
   return Traced("CCResults.Graphs(g)", [&]() -> std::shared_ptr<CCGraph> {
-    if (Index < 1 || Index > GraphCount()) return nullptr;
+    const std::int32_t count = GraphCount();
+    if (Index < 1 || Index > count) return nullptr;
     auto& cached = graphs_[static_cast<std::size_t>(Index) - 1];
     if (!cached) {
       auto graph = std::make_shared<CCGraph>(Friend{});

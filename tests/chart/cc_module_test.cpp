@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "chart/cc_module.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "chart/CCResults.h"
+#include "frame/Friend.h"
+#include "tests/chart/analysis.h"
+#include "tests/chart/record_builder.h"
+
+namespace orvspc {
+namespace {
+
+using chart_test::ArrayOf;
+using chart_test::FailureOf;
+using chart_test::VectorOf;
+
+TEST(CCModule, MaskArrayCutsEveryElement) {
+  auto array = ArrayOf<std::int32_t>({0, 1, 7, -1, 8});
+  cc_module::MaskArray(array, 6);
+  EXPECT_EQ(VectorOf(array), (std::vector<std::int32_t>{0, 0, 6, 6, 0}));
+  cc_module::MaskArray(array, 0);
+  EXPECT_EQ(VectorOf(array), std::vector<std::int32_t>(5, 0));
+}
+
+TEST(CCModule, MaskArrayOfAnArrayWithoutBoundsFailsWithSubscript) {
+  Array<std::int32_t> array;
+  const auto caught = FailureOf([&] { cc_module::MaskArray(array, 6); });
+  EXPECT_EQ(caught.number, 9);
+  EXPECT_EQ(caught.source, "CCModule.MaskArray|orvSPCAnalysis6");
+}
+
+TEST(CCModule, EachRoadFetchesAndMasksGraphAfterGraph) {
+  for (const bool variable : {true, false}) {
+    fake::FakeScope scope;
+    CCResults results;
+    auto processing = std::make_shared<CCProcessing>();
+    processing->Graph1Type(ccGraph1XBar);
+    processing->Graph2Type(ccGraph2Range);
+    results.Processing(Friend{}, processing);
+    API_CCResults record = chart_test::Record(std::vector<API_SubgroupData>(2));
+    record.AlarmMask = ArrayOf<std::int32_t>({1, 2, 4});
+    for (const int graph : {1, 2}) {
+      scope.script().integers[{platform::ChartData::cOOCs, graph}] = {7, 6};
+      scope.script().integers[{platform::ChartData::OOCs, graph}] = {3, 5};
+    }
+    auto& library = scope.platform->CtrlChrt();
+    if (variable) {
+      cc_module::LoadVariableAlarms(library, record, results);
+    } else {
+      cc_module::LoadAttributeAlarms(library, record, results);
+    }
+    EXPECT_EQ(VectorOf(record.Graphs[0].cOOCs), (std::vector<std::int32_t>{1, 0}));
+    EXPECT_EQ(VectorOf(record.Graphs[0].OOCs), (std::vector<std::int32_t>{1, 1}));
+    EXPECT_EQ(VectorOf(record.Graphs[1].cOOCs), (std::vector<std::int32_t>{2, 2}));
+    EXPECT_EQ(VectorOf(record.Graphs[1].OOCs), (std::vector<std::int32_t>{2, 0}));
+    EXPECT_FALSE(record.Graphs[2].cOOCs.IsDimensioned());
+    const std::string call = variable ? "VLXCRT_VAR_DATA" : "VLXCRT_ATTR_DATA";
+    EXPECT_EQ(scope.log().Lines(),
+              (std::vector<std::string>{call + "(0, [2 x 4], 4, 1)", call + "(0, [2 x 4], 8, 1)",
+                                        call + "(0, [2 x 4], 4, 2)", call + "(0, [2 x 4], 8, 2)"}));
+  }
+}
+
+}  // namespace
+}  // namespace orvspc

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifdef ORVSPC_FAIL_POINTS
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "chart/cc_module.h"
+#include "chart/chart_codes.h"
+#include "chart/groups.h"
+#include "chart/spec_limits.h"
+#include "frame/FailPoint.h"
+#include "frame/Friend.h"
+#include "tests/chart/analysis.h"
+#include "tests/chart/record_builder.h"
+
+// Every procedure with a handler puts its own name in front of a failure.
+namespace orvspc {
+namespace {
+
+using chart_test::Analysis;
+using chart_test::FailureOf;
+
+// Takes the hook away, whatever happens.
+struct Hook {
+  explicit Hook(FailPoint::Hook hook) { FailPoint::Set(std::move(hook)); }
+  ~Hook() { FailPoint::Set({}); }
+};
+
+// The procedures that the body enters.
+std::set<std::string> Entered(const std::function<void()>& body) {
+  std::set<std::string> names;
+  const Hook hook([&](std::string_view name) { names.insert(std::string(name)); });
+  body();
+  return names;
+}
+
+// Everything that the chart classes do, once.
+void Everything(Analysis& run) {
+  API_CCSpecLim row{};
+  run.script().spec_lims = {row};
+  run.script().rules = {{0, "zero"}};
+  run.script().alarm_mask = {-1, -1, -1};
+  for (const int graph : {1, 2, 3}) {
+    run.script().integers[{platform::ChartData::cOOCs, graph}] = {1, 1};
+    run.script().integers[{platform::ChartData::OOCs, graph}] = {1, 1};
+  }
+  run.Ask(12);
+  run.script().chart_word = 0xD00;
+  run.Analyze();
+  run.Ask(1, 1, 2);
+  run.script().chart_word = 0x112;
+  const auto results = run.Analyze();
+  results->SubgroupData();
+  results->CtrlLim();
+  results->TotalSubgroups();
+  results->TotalGroups();
+  results->MeanEstimate();
+  results->SpecLim();
+  results->DefOpp();
+  const auto graph = results->Graphs(ccGraphType1);
+  graph->AverageSize();
+  const auto data = graph->GraphData();
+  data->MoveTo(1), data->MoveFirst(), data->MoveLast(), data->MovePrev(), data->MoveNext();
+  data->AFlag(), data->EFlag(), data->GetAFlags(), data->GetEFlags(), data->GetOOSs(), data->OOS();
+  data->cOOC(), data->cOOCRuleDef(), data->cOOCText();
+  data->cCL(), data->CL(), data->cLCL(), data->cUCL(), data->LCL(), data->LSL(), data->Point();
+  data->Target(), data->UCL(), data->USL();
+  data->GetcCLs(), data->GetCLs(), data->GetcLCLs(), data->GetcUCLs(), data->GetLCLs();
+  data->GetLSLs(), data->GetTargets(), data->GetUCLs(), data->GetUSLs(), data->GetOverlays();
+  data->GetPoints(), data->Overlay(), data->OOC(), data->OOCText(), data->Size();
+  data->GetcOOCs(), data->OOCRuleDef(), data->GetOOCs(), data->GetSizes();
+  data->HasControlLimits(), data->HasSpecificationLimits(), data->HasOverlays();
+  CCProcessing processing;
+  processing.IsAttribute();
+  processing.AllowGroupBy(Friend{});
+  chart_codes::GetAPIProcessing(processing);
+  processing.SetXML(processing.GetXML());
+}
+
+const std::vector<std::string>& Procedures() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> all;
+    const auto add = [&](const std::string& module, std::initializer_list<const char*> procedures) {
+      for (const char* procedure : procedures) all.push_back(module + "." + procedure);
+    };
+    add("CCProcessing",
+        {"FixProcessing", "IsVariable", "IsAttribute", "FixEWMA", "AllowEWMA", "FixIndividual",
+         "AllowIndividual", "FixCUSUM", "AllowCUSUM", "AllowGroupBy", "FixEconomic",
+         "AllowEconomic", "GraphCount", "GetXML", "CreateXMLNode", "SetXML", "SetXMLNode"});
+    add("CCAnalysis", {"AnalyzeDataSelect",
+                       "AnalyzeVariableDataSelect",
+                       "AnalyzeAttributeDataSelect",
+                       "GetVariableTotals",
+                       "GetAttributeTotals",
+                       "GetAPIChartID",
+                       "GetAPIGraph1",
+                       "GetAPIGraph2",
+                       "GetAPIGraph3",
+                       "GetAPIProcessingEx",
+                       "GetAPIProcessing",
+                       "GetAPIGroupBy",
+                       "GetAPICusum",
+                       "GetAPIEWMA",
+                       "Graph1FromAPI",
+                       "Graph2FromAPI",
+                       "Graph3FromAPI",
+                       "BuildGroupInformation",
+                       "BuildGroupIDs",
+                       "GetAlarmMask",
+                       "ProcessSpecLim"});
+    add("CCModule", {"LoadVariableAlarms", "LoadAttributeAlarms", "MaskArray"});
+    add("CCResults",
+        {"Structure(l)", "SubgroupData(g)", "CtrlLim(g)", "GraphCount(g)", "TotalSubgroups(g)",
+         "TotalGroups(g)", "MeanEstimate(g)", "SpecLim(g)", "DefOpp(g)", "Graphs(g)"});
+    add("CCGraph", {"Load", "GraphData(g)"});
+    add("CCGraphData", {"Load",
+                        "MoveTo",
+                        "MoveFirst",
+                        "MoveLast",
+                        "MoveNext",
+                        "MovePrev",
+                        "GetOOCRuleDef",
+                        "GetOOCText",
+                        "AFlag(g)",
+                        "EFlag(g)",
+                        "GetAFlags",
+                        "GetEFlags",
+                        "GetOOSs",
+                        "OOS(g)",
+                        "cOOC(g)",
+                        "cOOCText(g)",
+                        "cCL(g)",
+                        "CL(g)",
+                        "cLCL(g)",
+                        "cUCL(g)",
+                        "LCL(g)",
+                        "LSL(g)",
+                        "Point(g)",
+                        "Target(g)",
+                        "UCL(g)",
+                        "USL(g)",
+                        "GetcCLs",
+                        "GetCLs",
+                        "GetcLCLs",
+                        "GetcUCLs",
+                        "GetLCLs",
+                        "GetLSLs",
+                        "GetTargets",
+                        "GetUCLs",
+                        "GetUSLs",
+                        "GetOverlays",
+                        "GetPoints",
+                        "Overlay(g)",
+                        "OOC(g)",
+                        "OOCText(g)",
+                        "Size(g)",
+                        "cOOCRuleDef(g)",
+                        "GetcOOCs",
+                        "OOCRuleDef(g)",
+                        "GetOOCs",
+                        "GetSizes",
+                        "HasControlLimits(g)",
+                        "HasSpecificationLimits(g)",
+                        "HasOverlays(g)"});
+    return all;
+  }();
+  return names;
+}
+
+TEST(ChartTrail, ExactlyTheseProceduresHaveAHandler) {
+  Analysis run;
+  std::set<std::string> entered;
+  for (const auto& name : Entered([&] { Everything(run); }))
+    if (name.starts_with("CC")) entered.insert(name);
+  std::set<std::string> expected(Procedures().begin(), Procedures().end());
+  expected.insert("CCProcessing.Class_Initialize");
+  EXPECT_EQ(entered, expected);
+}
+
+TEST(ChartTrail, AFailureInsideEachProcedureCarriesItsName) {
+  for (const std::string& failing : Procedures()) {
+    Analysis run;
+    const Hook hook([&](std::string_view name) {
+      if (name == failing) FailMessage("told to fail");
+    });
+    const auto caught = FailureOf([&] { Everything(run); });
+    EXPECT_EQ(caught.number, -2147221504) << failing;
+    EXPECT_TRUE(caught.source.ends_with(failing + "|orvSPCAnalysis6")) << caught.source;
+  }
+}
+
+TEST(CCProcessing, AConstructorThatFailsLogsAndLeavesAnObjectWithTheDefaults) {
+  Analysis run;
+  const Hook hook([](std::string_view name) {
+    if (name == "CCProcessing.Class_Initialize") FailOverflow();
+  });
+  const CCProcessing processing;
+  EXPECT_EQ(processing.GroupThreshold(), 3600);
+  EXPECT_EQ(processing.AQLValue(), 1.0);
+  EXPECT_EQ(
+      run.log().Lines(),
+      (std::vector<std::string>{
+          "MakeErrorLog(orvError6.Error)",
+          "ErrorLog.Log(CCProcessing.Class_Initialize, 6, Overflow, orvSPCAnalysis6, tests)"}));
+}
+
+}  // namespace
+}  // namespace orvspc
+
+#endif
