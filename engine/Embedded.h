@@ -61,6 +61,15 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform();
 // read-only folder.
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create = false);
 
+// A failure that could not leave a constructor.
+struct LoggedFailure {
+  std::string procedure, description, source, application;
+  std::int32_t number = 0;
+};
+
+// The latest hundred failures that the process logged, oldest first. Nothing is ever printed.
+std::vector<LoggedFailure> LoggedFailures();
+
 // Of this thread: the notes since the last call, and the streams of the latest chart.
 std::vector<Note> TakeNotes();
 std::vector<StreamReport> LatestStreams();

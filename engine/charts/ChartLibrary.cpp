@@ -18,7 +18,7 @@ constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259, kNotAvailabl
 struct ThreadState {
   std::int32_t handle = 0;  // of the open run
   VariableRun run;
-  std::vector<std::pair<Stream, StreamEstimates>> latest;
+  std::vector<std::pair<ChartStream, StreamEstimates>> latest;
 };
 
 ThreadState& ThisThread() {

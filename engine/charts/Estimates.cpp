@@ -165,7 +165,7 @@ double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std:
   }
 }
 
-StreamReport ReportOf(const Stream& stream, const StreamEstimates& estimates) {
+StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimates) {
   StreamReport report;
   report.part = stream.part;
   report.process = stream.process;

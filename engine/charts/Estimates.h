@@ -48,6 +48,6 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
 // Mean size of the statistic of each graph: pieces, the span of a moving range, or readings.
 double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph);
 
-StreamReport ReportOf(const Stream& stream, const StreamEstimates& estimates);
+StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimates);
 
 }  // namespace orvspc::engine

@@ -13,7 +13,7 @@
 namespace orvspc::engine {
 
 // Subgroups of one part, process and test. Nothing is estimated, compared or run across streams.
-struct Stream {
+struct ChartStream {
   std::int32_t part = 0, process = 0, test = 0;
   std::size_t begin = 0, end = 0;  // places in the columns of the table
 
@@ -22,7 +22,7 @@ struct Stream {
 
 // A place in a column that belongs to the stream.
 template <class T>
-std::span<const T> Part(const std::vector<T>& column, const Stream& stream) {
+std::span<const T> Part(const std::vector<T>& column, const ChartStream& stream) {
   if (column.empty()) return {};
   return {column.data() + stream.begin, stream.Count()};
 }
@@ -62,7 +62,7 @@ class PointTable {
   void Clear();
 
   std::size_t Count() const { return sizes_.size(); }
-  std::span<const Stream> Streams() const { return streams_; }
+  std::span<const ChartStream> Streams() const { return streams_; }
   // Place in the data set of a place in the columns.
   std::size_t SubgroupAt(std::size_t place) const { return order_.empty() ? place : order_[place]; }
   bool InOrder() const { return order_.empty(); }
@@ -87,7 +87,7 @@ class PointTable {
   std::vector<double> Column(const DataSet& data,
                              double (*statistic)(std::span<const double>)) const;
 
-  std::vector<Stream> streams_;
+  std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;
   std::vector<std::int32_t> sizes_;
   std::vector<std::uint8_t> used_;

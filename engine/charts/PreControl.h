@@ -15,7 +15,7 @@ namespace orvspc::engine {
 struct PreControlInput {
   const DataSet& data;
   const PointTable& table;
-  const Stream& stream;
+  const ChartStream& stream;
   std::span<const API_CCSpecLim> specs;
   std::span<const RunRule> rules;  // zone rules alone
 };

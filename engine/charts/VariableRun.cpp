@@ -363,7 +363,7 @@ void VariableRun::MakeCusum() {
   }
 }
 
-bool VariableRun::RestartsAt(const Stream& stream, std::size_t place) const {
+bool VariableRun::RestartsAt(const ChartStream& stream, std::size_t place) const {
   if (!HasStoredLimits() || !table_.IsUsed(place)) return false;
   auto before = place;
   while (before > stream.begin) {

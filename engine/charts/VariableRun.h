@@ -33,7 +33,7 @@ class VariableRun {
 
   bool IsOpen() const { return plan_.word != 0; }
   const ChartPlan& Plan() const { return plan_; }
-  std::span<const Stream> Streams() const { return table_.Streams(); }
+  std::span<const ChartStream> Streams() const { return table_.Streams(); }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
 
   // Forgets the run. Storage of a small one is kept for the next.
@@ -69,7 +69,7 @@ class VariableRun {
   PointSizes SizesAt(std::size_t graph, std::size_t place) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
   // The row of control limits is another than at the point before that counts.
-  bool RestartsAt(const Stream& stream, std::size_t place) const;
+  bool RestartsAt(const ChartStream& stream, std::size_t place) const;
   bool HasStoredLimits() const { return !limit_row_.empty(); }
 
   std::int32_t DeliverTotals(const platform::ArrayRef& array) const;

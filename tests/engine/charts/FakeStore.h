@@ -56,7 +56,8 @@ class FakeStore : public Store {
   // A subgroup that was inspected and has no rows.
   void AddEmptyMarker() {
     Begin({});
-    for (std::size_t i = data.keys.size(); i < data.values.size(); ++i) data.keys.push_back({0, 1, 0, 0, 0});
+    for (std::size_t i = data.keys.size(); i < data.values.size(); ++i)
+      data.keys.push_back({0, 1, 0, 0, 0});
     Row(0, 0, 0.0);
     End();
   }
