@@ -94,7 +94,7 @@ std::vector<Occurrence> Occurrences(Connection& db, const StoreCache& cache, Ite
   } else {
     Query query(db, "SELECT subgroup, time, packed FROM measurement");
     while (query.Step()) {
-      const auto view = PackedView::Of(query.Int(0), query.Blob(2));
+      const auto view = PackedView::Of(query.Blob(2));
       if (!view) Refuse("The values of subgroup " + std::to_string(query.Int(0)) + " are damaged");
       for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
         add(OfRow(view->Key(i), kind), query.Int(0), query.Int(1));

