@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/ConstructorLog.h"
+
+#include <gtest/gtest.h>
+
+#include "frame/Failure.h"
+#include "frame/Trail.h"
+#include "tests/fake/FakePlatform.h"
+
+namespace orvspc {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+TEST(ConstructorLog, WithoutAFailureThereIsNoLogger) {
+  fake::FakeScope fake;
+  EXPECT_EQ(Constructed("PAProcessing", [] {}), nullptr);
+  EXPECT_EQ(fake.log().Lines(), Lines{});
+}
+
+TEST(ConstructorLog, AFailureIsLoggedWithFiveArgumentsAndStays) {
+  fake::FakeScope fake;
+  const auto log = Constructed("PAProcessing",
+                               [] { Traced("PAProcessing.Reset", [] { FailMessage("Broken"); }); });
+  EXPECT_NE(log, nullptr);
+  EXPECT_EQ(fake.log().Lines(),
+            (Lines{"MakeErrorLog(orvError6.Error)",
+                   "ErrorLog.Log(PAProcessing.Class_Initialize, -2147221504, Broken, "
+                   "PAProcessing.Reset|orvSPCAnalysis6, tests)"}));
+}
+
+TEST(ConstructorLog, AForeignExceptionIsLoggedAsAFailure) {
+  fake::FakeScope fake;
+  Constructed("CAResults", [] { throw std::bad_alloc(); });
+  EXPECT_EQ(fake.log().Lines().back(),
+            "ErrorLog.Log(CAResults.Class_Initialize, 7, Out of memory, orvSPCAnalysis6, tests)");
+}
+
+TEST(ConstructorLog, AFailureOfTheLoggerIsIgnored) {
+  for (const char* failing : {"MakeErrorLog", "ErrorLog.Log"}) {
+    fake::FakeScope fake;
+    fake.log().FailOn(failing);
+    int reached = 0;
+    Constructed("CCProcessing", [&] {
+      reached = 1;
+      FailMessage("Broken");
+      reached = 2;
+    });
+    EXPECT_EQ(reached, 1) << failing;
+    EXPECT_EQ(fake.log().Count(failing), 1);
+  }
+}
+
+TEST(ConstructorLog, WithoutAPlatformTheConstructorStillEnds) {
+  EXPECT_EQ(Constructed("CCResults", [] { FailMessage("Broken"); }), nullptr);
+}
+
+}  // namespace
+}  // namespace orvspc

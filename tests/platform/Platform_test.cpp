@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/Platform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+
+#include "platform/WireDouble.h"
+#include "tests/fake/FakePlatform.h"
+
+namespace orvspc::platform {
+namespace {
+
+class Installed {
+ public:
+  explicit Installed(std::shared_ptr<Platform> platform) { Install(std::move(platform)); }
+  ~Installed() { Install(nullptr); }
+};
+
+TEST(Platform, NoneIsInForceUntilOneIsInstalled) {
+  EXPECT_EQ(Current(), nullptr);
+  const auto fake = std::make_shared<fake::FakePlatform>();
+  {
+    const Installed installed(fake);
+    EXPECT_EQ(Current(), fake);
+  }
+  EXPECT_EQ(Current(), nullptr);
+}
+
+TEST(Platform, AScopeOverridesAndItsEndRestores) {
+  const auto outer = std::make_shared<fake::FakePlatform>();
+  const auto inner = std::make_shared<fake::FakePlatform>();
+  const Installed installed(outer);
+  {
+    const Scope scope(inner);
+    EXPECT_EQ(Current(), inner);
+    {
+      const Scope again(outer);
+      EXPECT_EQ(Current(), outer);
+    }
+    EXPECT_EQ(Current(), inner);
+  }
+  EXPECT_EQ(Current(), outer);
+}
+
+TEST(Platform, AScopeIsOfItsThreadAlone) {
+  const auto everywhere = std::make_shared<fake::FakePlatform>();
+  const Installed installed(everywhere);
+  const Scope scope(std::make_shared<fake::FakePlatform>());
+  std::shared_ptr<Platform> seen;
+  std::thread([&] { seen = Current(); }).join();
+  EXPECT_EQ(seen, everywhere);
+}
+
+TEST(Platform, AScopeOfNullGivesTheInstalledOne) {
+  const auto everywhere = std::make_shared<fake::FakePlatform>();
+  const Installed installed(everywhere);
+  const Scope scope(nullptr);
+  EXPECT_EQ(Current(), everywhere);
+}
+
+TEST(WireDouble, KeepsEveryBitAtAnOffsetThatIsNoMultipleOfEight) {
+  struct {
+    std::int32_t before = 1;
+    WireDouble value;
+  } record;
+  static_assert(sizeof record == 12);
+  for (const double value : {0.0, -0.0, 0.1, 1e308, 5e-324}) {
+    record.value = value;
+    const double back = record.value;
+    EXPECT_EQ(std::memcmp(&back, &value, sizeof value), 0) << value;
+  }
+  EXPECT_EQ(record.before, 1);
+}
+
+}  // namespace
+}  // namespace orvspc::platform
