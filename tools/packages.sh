@@ -12,7 +12,6 @@ command cmake         cmake
 command ninja         ninja-build
 command pkg-config    pkg-config
 header  sqlite3.h     libsqlite3-dev
-header  pugixml.hpp   libpugixml-dev
 header  boost/math/distributions.hpp  libboost-dev
 "
 test_needs="
@@ -21,6 +20,7 @@ command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
 command python3       python3
 header  gtest/gtest.h libgtest-dev
+header  expat.h       libexpat1-dev
 runtime asan          libclang-rt-14-dev
 python  mpmath        python3-mpmath
 "

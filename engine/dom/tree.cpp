@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace orvspc::engine::dom {
 namespace {
@@ -14,7 +15,9 @@ constexpr std::size_t kChunk = 32 * 1024;
 Id Tree::NameOf(std::string_view text) {
   const auto found = numbers_.find(text);
   if (found != numbers_.end()) return found->second;
-  names_.push_back({" " + std::string(text) + "=\""});
+  std::string start(1, ' ');
+  start.append(text).append("=\"");
+  names_.push_back({std::move(start)});
   const auto id = static_cast<Id>(names_.size());
   numbers_.emplace(names_.back().Text(), id);
   return id;
