@@ -25,6 +25,11 @@ class Friend;
 class DataSelect : public platform::Object {
  public:
   DataSelect();
+  // Copies are made by Clone: a copy here would share the descriptors.
+  DataSelect(const DataSelect&) = delete;
+  DataSelect& operator=(const DataSelect&) = delete;
+  DataSelect(DataSelect&&) = default;
+  DataSelect& operator=(DataSelect&&) = default;
 
   // A new selection with the same choices and clones of the descriptors.
   std::shared_ptr<DataSelect> Clone() const;
