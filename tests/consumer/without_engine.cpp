@@ -6,10 +6,10 @@
 
 int main() {
   const auto processing = std::make_shared<orvspc::CCProcessing>();
-  processing->Graph1Type(orvspc::ccGraph1Median);
+  processing->Graph1Type(orvspc::ccGraph1XMed);
   const auto select = std::make_shared<orvspc::DataSelect>();
   select->MaximumItems(7);
-  return processing->Clone()->Graph1Type() == orvspc::ccGraph1Median && select->MaximumItems() == 7
+  return processing->Clone()->Graph1Type() == orvspc::ccGraph1XMed && select->MaximumItems() == 7
              ? 0
              : 1;
 }
