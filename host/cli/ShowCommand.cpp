@@ -83,7 +83,7 @@ Command ShowCommand() {
   command.details =
       "Takes the root elements DataSelect, CCProcessing and SubgroupData.\n"
       "Formats: text, json, xml.\n";
-  command.example = "orvspc data --db q.db --format xml -o d.xml && orvspc show d.xml";
+  command.example = "orvspc show d.xml --format json";
   command.options = OutputOptions();
   command.most_positional = 1;
   command.run = Run;

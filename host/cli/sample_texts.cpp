@@ -365,7 +365,6 @@ Piston ring,Forging,Inside diameter,25,2024-03-05T08:00:00,74.013
 )csv"},
       {"specification-limits.csv", R"csv(part,test,usl,target,lsl
 Ring,Diameter,74.05,74.00,73.95
-Wafer,Flow width,2.00,1.50,1.00
 )csv"},
       {"two-presses.csv", R"csv(part,process,test,subgroup,time,value
 Ring,Press A,Diameter,1,2024-03-11T06:00:00,74.03

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <set>
 
 #include "host/render/Numbers.h"
 
@@ -55,17 +56,57 @@ using StreamKey = std::array<std::int32_t, 3>;
 
 StreamKey KeyOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
 
+std::string NameText(NameKind kind, std::int32_t id, const Names& names) {
+  const std::string text = names(kind, id);
+  return text.empty() ? "#" + std::to_string(id) : text;
+}
+
 std::string StreamName(const StreamKey& key, const Names& names) {
-  const auto name = [&](NameKind kind, std::int32_t id) {
-    const std::string text = names(kind, id);
-    return text.empty() ? "#" + std::to_string(id) : text;
+  return NameText(NameKind::Part, key[0], names) + " / " +
+         NameText(NameKind::Process, key[1], names) + " / " +
+         NameText(NameKind::Test, key[2], names);
+}
+
+// "Ring / 2 processes / Diameter"
+std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) {
+  if (rows.empty()) return "Control chart";
+  std::array<std::set<std::int32_t>, 3> distinct;
+  for (const auto& row : rows) {
+    const StreamKey key = KeyOf(row);
+    for (std::size_t k = 0; k < key.size(); ++k) distinct[k].insert(key[k]);
+  }
+  static constexpr NameKind kKinds[] = {NameKind::Part, NameKind::Process, NameKind::Test};
+  static constexpr const char* kPlurals[] = {" parts", " processes", " tests"};
+  std::string text;
+  for (std::size_t k = 0; k < distinct.size(); ++k) {
+    if (k > 0) text += " / ";
+    text += distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
+                                    : std::to_string(distinct[k].size()) + kPlurals[k];
+  }
+  return text;
+}
+
+// The engine's names of estimators, in the words of the field.
+std::string EstimatorText(const std::string& name) {
+  struct Words {
+    const char* start;
+    const char* text;
   };
-  return name(NameKind::Part, key[0]) + " / " + name(NameKind::Process, key[1]) + " / " +
-         name(NameKind::Test, key[2]);
+  static constexpr Words kWords[] = {
+      {"MR-est", "mean moving range / d2"}, {"R-est", "mean of R/d2"}, {"S-est", "mean of s/c4"}};
+  for (const auto& words : kWords) {
+    const std::string start = words.start;
+    if (name.rfind(start, 0) != 0) continue;
+    std::string kind = name.substr(start.size());
+    kind.erase(0, kind.find_first_not_of(' '));
+    // Weighted for least variance is the rule and the same as unweighted where sizes do not differ.
+    return kind.empty() || kind == "mvlue" ? words.text : words.text + (" (" + kind + ")");
+  }
+  return name;
 }
 
 EstimateView View(const EstimateRead& estimate) {
-  return {estimate.value, estimate.name, estimate.constant, estimate.used};
+  return {estimate.value, EstimatorText(estimate.name), estimate.constant, estimate.used};
 }
 
 void AddStreams(ChartView& view, const ChartDocument& document, const Names& names) {
@@ -129,6 +170,14 @@ std::string EstimateText(const EstimateView& estimate) {
   return text;
 }
 
+std::string StoredText(const LimitRow& row, std::int32_t graph) {
+  std::string text = "stored limits: ";
+  if (graph == 1) text += "mean " + Significant(NumberOf(CellOf(row, "F_MEAN")), 7) + ", ";
+  const double sw = NumberOf(CellOf(row, "F_SW"));
+  const double sigma = graph == 3 && sw > 0.0 ? sw : NumberOf(CellOf(row, "F_SP"));
+  return text + (sigma > 0.0 ? "sigma " + Significant(sigma, 6) : "sigma from the points");
+}
+
 std::string CaptionOf(const ChartView& view, const GraphRead& graph,
                       const ChartDocument& document) {
   std::string text;
@@ -139,9 +188,11 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
   add(SizeText(graph.sg_sizes));
   if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
     add("cusum in sigmas, k = 0.5, h = 5");
-  if (view.stream_views.size() == 1 && graph.type != ccGraph1Pc)
+  const auto& stored = document.chart.ctrl_lims;
+  if (view.stream_views.size() == 1 && graph.type != ccGraph1Pc && stored.empty())
     add(EstimateText(graph.index == 3 ? view.stream_views[0].sw : view.stream_views[0].sp));
-  if (!document.chart.ctrl_lims.empty()) add("stored limits in force");
+  if (stored.size() > 1) add("stored limits in force");
+  if (stored.size() == 1) add(StoredText(stored[0], graph.index));
   return text;
 }
 
@@ -233,13 +284,7 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
     view.stamps.push_back(row.stamp);
     view.flags.push_back(row.flag);
   }
-  if (view.stream_views.empty()) {
-    view.title = "Control chart";
-  } else if (view.stream_views.size() == 1) {
-    view.title = view.stream_views[0].name;
-  } else {
-    view.title = "Control chart of " + std::to_string(view.stream_views.size()) + " streams";
-  }
+  view.title = TitleText(chart.subgroups.rows, names);
   if (view.Count() == 0) {
     view.subtitle = "no data selected";
   } else {

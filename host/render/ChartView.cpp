@@ -76,7 +76,7 @@ Range AxisRange(const GraphView& graph) {
   Widen(with_specification, graph.specification.centre);
   Widen(with_specification, graph.specification.lower);
   const double width = range.high - range.low;
-  if (!(width > 0.0) || with_specification.high - with_specification.low <= 5.0 * width)
+  if (!(width > 0.0) || with_specification.high - with_specification.low <= 3.0 * width)
     range = with_specification;
 
   if (range.low > range.high) return {0.0, 1.0};

@@ -96,7 +96,7 @@ std::string RuleNumbers(const PointMark& mark);
 std::string MarkText(const PointMark& mark);
 
 // The lowest and highest value that a graph's axis shows. Specification lines count only while they
-// leave the points at least a fifth of the height.
+// leave the points at least a third of the height.
 struct Range {
   double low = 0.0, high = 1.0;
 };

@@ -258,7 +258,6 @@ class Picture {
     for (const auto& mark : graph.marks)
       if (mark.point < marks.size()) marks[mark.point] = &mark;
     const double size = dense ? 1.4 : tight ? 2.2 : 3.2;
-    double last_above = -100.0, last_below = -100.0;
     for (std::size_t i = 0; i < graph.points.size(); ++i) {
       if (!std::isfinite(graph.points[i])) continue;
       const double x = layout_.X(places_[i]);
@@ -276,17 +275,49 @@ class Picture {
         continue;
       }
       out_ += Symbol("m", x, y, 0, tip, size);
-      const bool centred = i < graph.limits.centre.size();
-      const bool above =
-          !(centred && graph.points[i] < graph.limits.centre[i]) && y - panel.top > 16.0;
-      const std::string text = RuleNumbers(*mark);
-      const double half = 3.4 * static_cast<double>(text.size());
-      double& last = above ? last_above : last_below;
-      if (x - half < last + 2.0) continue;
-      last = x + half;
-      const double space = mark->specifications.empty() ? 8.0 : 10.0;
-      Text(x, above ? y - space : std::min(y + space + 9.0, panel.bottom - 2.0), "r", "middle",
-           text);
+    }
+    DrawRuleNumbers(graph, panel);
+  }
+
+  // The important rules first, so that where marks stand close it is their numbers that are seen. A
+  // point that breaks several rules has the first one and a plus sign where there is no room.
+  void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
+    struct Box {
+      double x, half;
+      bool above;
+    };
+    std::vector<const PointMark*> marks;
+    for (const auto& mark : graph.marks)
+      if (!mark.rules.empty() && mark.point < graph.points.size() &&
+          std::isfinite(graph.points[mark.point]))
+        marks.push_back(&mark);
+    std::stable_sort(marks.begin(), marks.end(), [](const PointMark* a, const PointMark* b) {
+      return a->rules.front().number < b->rules.front().number;
+    });
+    std::vector<Box> placed;
+    // Beyond some thousand numbers nobody reads them, and the search for room is quadratic.
+    if (marks.size() > 2000) marks.resize(2000);
+    for (const auto* mark : marks) {
+      const std::size_t i = mark->point;
+      const double x = layout_.X(places_[i]);
+      const double y = panel.Y(graph.points[i]);
+      const bool below = i < graph.limits.centre.size() && graph.points[i] < graph.limits.centre[i];
+      const bool above = !below && y - panel.top > 16.0;
+      const std::string whole = RuleNumbers(*mark);
+      const std::string brief =
+          std::to_string(mark->rules.front().number) + (mark->rules.size() > 1 ? "+" : "");
+      for (const std::string& text : {whole, brief}) {
+        const double half = 3.4 * static_cast<double>(text.size());
+        const bool fits = std::none_of(placed.begin(), placed.end(), [&](const Box& box) {
+          return box.above == above && std::abs(box.x - x) < box.half + half + 2.0;
+        });
+        if (!fits) continue;
+        placed.push_back({x, half, above});
+        const double space = mark->specifications.empty() ? 8.0 : 10.0;
+        Text(x, above ? y - space : std::min(y + space + 9.0, panel.bottom - 2.0), "r", "middle",
+             text);
+        break;
+      }
     }
   }
 
@@ -340,6 +371,14 @@ class Picture {
     return last;
   }
 
+  static std::string StreamText(const StreamView& stream) {
+    std::string text;
+    if (std::isfinite(stream.mean.value)) text += ": mean " + Significant(stream.mean.value, 7);
+    if (std::isfinite(stream.sp.value) && !stream.sp.name.empty())
+      text += ", sigma " + Significant(stream.sp.value, 6) + " by " + stream.sp.name;
+    return text;
+  }
+
   static bool Same(const std::map<std::int32_t, double>& values) {
     return std::all_of(values.begin(), values.end(),
                        [&](const auto& entry) { return entry.second == values.begin()->second; });
@@ -383,7 +422,8 @@ class Picture {
     if (view_.stream_views.size() > 1)
       for (std::size_t s = 0; s < view_.stream_views.size() && s < 8; ++s)
         lines.push_back({"p",
-                         Letter(static_cast<std::int32_t>(s)) + "  " + view_.stream_views[s].name,
+                         Letter(static_cast<std::int32_t>(s)) + "  " + view_.stream_views[s].name +
+                             StreamText(view_.stream_views[s]),
                          static_cast<std::int32_t>(s)});
     for (const auto& broken : RulesBroken(view_))
       lines.push_back({"m", "rule " + std::to_string(broken.rule.number) + ": " + broken.rule.text +

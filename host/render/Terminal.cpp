@@ -141,11 +141,13 @@ class Plot {
       Put(Column(places_[mark.point]), graph.points[mark.point], kMarked,
           mark.rules.empty() ? "S" : "#");
 
-    out_ += "\n" +
-            Padded(graph.title + (graph.caption.empty() ? "" : "   " + graph.caption),
-                   std::max(width_, Width(graph.title))) +
-            "\n";
-    while (out_.size() > 1 && out_[out_.size() - 2] == ' ') out_.erase(out_.size() - 2, 1);
+    // The caption goes on a line of its own where it does not fit.
+    const bool fits = Width(graph.title) + 3 + Width(graph.caption) <= width_;
+    out_ += "\n" + graph.title +
+            (graph.caption.empty() ? ""
+             : fits                ? "   "
+                                   : "\n  ") +
+            Padded(graph.caption, std::min(Width(graph.caption), width_ - 2)) + "\n";
     WriteRows(graph, ticks);
   }
 
