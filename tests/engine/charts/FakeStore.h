@@ -16,6 +16,8 @@
 // A store in memory, and a reader that takes a chart out of a run as the library does.
 namespace orvspc::engine::test {
 
+using Groups = std::vector<std::vector<double>>;
+
 struct Sample {
   std::vector<double> pieces;
   std::int32_t flag = sfEnabled;
@@ -30,7 +32,7 @@ class FakeStore : public Store {
                        rule.zone, std::string(NameOf(rule.side)), rule.text});
     }
   }
-  explicit FakeStore(const std::vector<std::vector<double>>& samples) : FakeStore() {
+  explicit FakeStore(const Groups& samples) : FakeStore() {
     for (const auto& pieces : samples) Add({pieces});
   }
 
