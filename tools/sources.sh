@@ -4,7 +4,8 @@
 # our_files PATTERN...: files of the tree whose name matches one of the shell patterns.
 our_files() {
   local file pattern
-  if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+  # Asked by a file, since a plain copy may lie inside another repository that ignores it.
+  if git ls-files --error-unmatch CMakeLists.txt >/dev/null 2>&1; then
     git ls-files --cached --others --exclude-standard
   else
     find . \( -name build -o -name .git \) -prune -o -type f -printf '%P\n'
