@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+// What holds for the XML of every class that is persisted as a text of its own.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "chart/CCProcessing.h"
+#include "dataset/SubgroupData.h"
+#include "platform/FixedText.h"
+#include "select/DataSelect.h"
+#include "tests/fake/FailureOf.h"
+#include "tests/fake/FakePlatform.h"
+
+namespace orvspc::contract {
+namespace {
+
+template <class T>
+struct Persisted;
+
+template <>
+struct Persisted<DataSelect> {
+  static constexpr const char* kName = "DataSelect";
+  static std::shared_ptr<DataSelect> Make(fake::FakeScope&) {
+    auto select = std::make_shared<DataSelect>();
+    select->MaximumItems(2147483647);
+    select->DateRangeStart(45000.0 + 1.0 / 7.0);
+    select->DateRangeEnd(-1e300);
+    select->DateRangePeriod(static_cast<DateRangePeriods>(-5));
+    select->Descriptors()->Add(dtPart)->AddItemID(-2147483647 - 1);
+    const auto group = select->Descriptors()->Add(dtOther);
+    group->FilterType(ftGroup);
+    group->GroupID(9);
+    return select;
+  }
+};
+
+template <>
+struct Persisted<CCProcessing> {
+  static constexpr const char* kName = "CCProcessing";
+  static std::shared_ptr<CCProcessing> Make(fake::FakeScope&) {
+    auto processing = std::make_shared<CCProcessing>();
+    processing->Graph1Type(static_cast<ccGraph1Types>(99));
+    processing->Individuals(true);
+    processing->EWMAWeight(1.0 / 3.0);
+    processing->AQLValue(5e-324);
+    return processing;
+  }
+};
+
+template <>
+struct Persisted<SubgroupData> {
+  static constexpr const char* kName = "SubgroupData";
+  static std::shared_ptr<SubgroupData> Make(fake::FakeScope& fake) {
+    fake::FillRows(fake.script(), 3, 2, 0.1);
+    API_CommentData comment{};
+    comment.Sgrp = 1;
+    platform::StoreFixedText(comment.Empl, "Zoë <O'Brien>");
+    platform::StoreFixedText(comment.Note, "a & b \"c\" \t\n\r µ 直径 😀");
+    fake.script().comments = {comment};
+    return DataSelect().GetSubgroupData(fake.database);
+  }
+};
+
+template <class T>
+class XmlContract : public testing::Test {
+ protected:
+  fake::FakeScope fake_;
+};
+
+using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData>;
+TYPED_TEST_SUITE(XmlContract, Classes);
+
+TYPED_TEST(XmlContract, TextOfAReadTextIsTheSame) {
+  const std::string text = Persisted<TypeParam>::Make(this->fake_)->GetXML();
+  TypeParam read;
+  EXPECT_NE(read.GetXML(), text);
+  EXPECT_TRUE(read.SetXML(text));
+  EXPECT_EQ(read.GetXML(), text);
+}
+
+TYPED_TEST(XmlContract, TheRootIsTheClassWithoutDeclaration) {
+  const std::string text = TypeParam().GetXML();
+  EXPECT_EQ(text.rfind(std::string("<") + Persisted<TypeParam>::kName, 0), 0u) << text;
+}
+
+TYPED_TEST(XmlContract, WhatIsNoSuchTextFails) {
+  const std::string name = Persisted<TypeParam>::kName;
+  for (const std::string& text :
+       {std::string(), std::string("no XML"), std::string("<Other/>"), "<" + name,
+        "<" + name + "/><x/>", "<A><" + name + "/></A>", "<!DOCTYPE a><" + name + "/>"}) {
+    TypeParam object;
+    const auto failure = fake::FailureOf([&] { object.SetXML(text); });
+    EXPECT_EQ(failure.Number(), -2147221504) << text;
+    EXPECT_EQ(failure.Description(), "Node does not exist!") << text;
+    EXPECT_EQ(failure.Source(),
+              name + ".SetXML|XMLSupport.GetXMLSingleNode(Node=" + name + ")|orvSPCAnalysis6");
+  }
+}
+
+TYPED_TEST(XmlContract, AnEmptyElementChangesNothing) {
+  const std::string name = Persisted<TypeParam>::kName;
+  TypeParam object;
+  const std::string before = object.GetXML();
+  EXPECT_TRUE(object.SetXML("<" + name + " Unknown=\"1\"><Unknown/></" + name + ">"));
+  EXPECT_EQ(object.GetXML(), before);
+}
+
+TYPED_TEST(XmlContract, EveryTruncationOfATextIsRefused) {
+  const std::string text = Persisted<TypeParam>::Make(this->fake_)->GetXML();
+  for (std::size_t n = 0; n < text.size(); ++n) {
+    TypeParam object;
+    EXPECT_EQ(fake::NumberOf([&] { object.SetXML(text.substr(0, n)); }), -2147221504) << n;
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::contract
