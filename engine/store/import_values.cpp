@@ -165,7 +165,6 @@ class ValuesImport {
   std::int32_t ContextId(const Context& context);
   void SettleTestTypes();
 
-  const ImportContext& context_;
   Connection& db_;
   ImportNames names_;
   ImportTable table_;
