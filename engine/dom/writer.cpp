@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <utility>
 
 #include "engine/dom/characters.h"
@@ -92,8 +91,7 @@ class Writer {
         return;
       }
     }
-    std::memcpy(buffer_ + size_, text.data(), text.size());
-    size_ += text.size();
+    size_ += text.copy(buffer_ + size_, text.size());
   }
 
   void Flush() {

@@ -125,8 +125,7 @@ std::int32_t Pieces(std::span<const TestRow> rows) {
 class ValuesImport {
  public:
   explicit ValuesImport(const ImportContext& context)
-      : context_(context),
-        db_(context.db),
+      : db_(context.db),
         names_(context.db),
         table_(context.file, kColumns, context.options, "descriptor:") {}
 

@@ -54,7 +54,7 @@ void PushApart(std::vector<Label>& labels, double gap, double low, double high) 
 
 std::size_t LabelStep(std::size_t places, double place_width, double label_width) {
   for (std::size_t magnitude = 1; magnitude <= places; magnitude *= 10)
-    for (const std::size_t factor : {1, 2, 5})
+    for (const std::size_t factor : {1u, 2u, 5u})
       if (static_cast<double>(factor * magnitude) * place_width >= label_width)
         return factor * magnitude;
   return std::max<std::size_t>(places, 1);
