@@ -17,6 +17,9 @@ namespace orvspc::fake {
 struct World {
   Script script;
   CallLog log;
+  // The selection as the call of the alarm mask got it.
+  API_DSInfo alarm_mask_info = {};
+  std::vector<std::int32_t> alarm_mask_filter;
   int time_conversions_made = 0;
   int trimmers_made = 0;
 };

@@ -75,6 +75,8 @@ class FakeDatabaseLibrary : public platform::DBLib6 {
                                    std::span<std::int32_t> AlarmMask) override {
     log().Native("VLXDBL_GETALARMMASK", Reserved, Connection, DSInfo, DSFilter, ChartWord,
                  GraphCount, AlarmMask);
+    world_->alarm_mask_info = DSInfo;
+    world_->alarm_mask_filter.assign(DSFilter.begin(), DSFilter.end());
     const auto graphs = std::min({static_cast<std::size_t>(std::max(GraphCount, 0)),
                                   AlarmMask.size(), script().alarm_mask.size()});
     std::copy_n(script().alarm_mask.begin(), graphs, AlarmMask.begin());
