@@ -62,13 +62,13 @@ struct Field {
   std::int32_t API_SubgroupData::*member;
 };
 constexpr Field kSubgroupFields[] = {
-    {"F_SGRP", &API_SubgroupData::Sgrp},           {"F_PART", &API_SubgroupData::Part},
-    {"F_PRCS", &API_SubgroupData::Prcs},           {"F_TEST", &API_SubgroupData::Test},
-    {"F_WKNO", &API_SubgroupData::Wkst},           {"F_JOB", &API_SubgroupData::Job},
-    {"F_LOT", &API_SubgroupData::Lot},             {"F_SHFT", &API_SubgroupData::Shft},
-    {"F_PTRV", &API_SubgroupData::Ptrv},           {"F_EMPL", &API_SubgroupData::Empl},
-    {"F_SGTM", &API_SubgroupData::Sgtm},           {"F_SGSZ", &API_SubgroupData::Size},
-    {"F_FLAG", &API_SubgroupData::Flag},           {"Test_Start", &API_SubgroupData::Test_Start},
+    {"F_SGRP", &API_SubgroupData::Sgrp},       {"F_PART", &API_SubgroupData::Part},
+    {"F_PRCS", &API_SubgroupData::Prcs},       {"F_TEST", &API_SubgroupData::Test},
+    {"F_WKNO", &API_SubgroupData::Wkst},       {"F_JOB", &API_SubgroupData::Job},
+    {"F_LOT", &API_SubgroupData::Lot},         {"F_SHFT", &API_SubgroupData::Shft},
+    {"F_PTRV", &API_SubgroupData::Ptrv},       {"F_EMPL", &API_SubgroupData::Empl},
+    {"F_SGTM", &API_SubgroupData::Sgtm},       {"F_SGSZ", &API_SubgroupData::Size},
+    {"F_FLAG", &API_SubgroupData::Flag},       {"Test_Start", &API_SubgroupData::Test_Start},
     {"Test_End", &API_SubgroupData::Test_End},
 };
 struct TestField {
@@ -285,8 +285,16 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark(name, body)->Iterations(1)->Unit(benchmark::kMillisecond);
   };
   using State = benchmark::State;
-  once("write/memory", [](State& s) { Memory(s, [] { SharedData(); }, WriteOurs); });
+  once("write/memory", [](State& s) {
+    Memory(
+        s, [] { SharedData(); }, WriteOurs);
+  });
   once("read/memory", [](State& s) { Memory(s, PrepareRead, ReadOurs); });
+  once("write/peer_memory", [](State& s) {
+    Memory(
+        s, [] { SharedRows(); }, WritePeer);
+  });
+  once("read/peer_memory", [](State& s) { Memory(s, PrepareRead, ReadPeer); });
   once("write/speed", [](State& s) { Compare(s, WriteOurs, WritePeer); });
   once("read/speed", [](State& s) { Compare(s, ReadOurs, ReadPeer); });
   benchmark::RunSpecifiedBenchmarks();

@@ -17,9 +17,10 @@ Id Tree::NameOf(std::string_view text) {
   if (found != numbers_.end()) return found->second;
   std::string start(1, ' ');
   start.append(text).append("=\"");
-  names_.push_back({std::move(start)});
+  names_.push_back(std::make_unique<Name>());
+  names_.back()->start = std::move(start);
   const auto id = static_cast<Id>(names_.size());
-  numbers_.emplace(names_.back().Text(), id);
+  numbers_.emplace(names_.back()->Text(), id);
   return id;
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -73,8 +72,8 @@ class Tree {
   const Node& NodeAt(Id id) const { return nodes_[id]; }
   Attribute& AttributeAt(Id id) { return attributes_[id]; }
   const Attribute& AttributeAt(Id id) const { return attributes_[id]; }
-  Name& NameAt(Id id) { return names_[id - 1]; }
-  const Name& NameAt(Id id) const { return names_[id - 1]; }
+  Name& NameAt(Id id) { return *names_[id - 1]; }
+  const Name& NameAt(Id id) const { return *names_[id - 1]; }
   Id LastNode() const { return nodes_.Last(); }
 
   // The number of the name, which is valid.
@@ -102,7 +101,7 @@ class Tree {
  private:
   Pool<Node> nodes_;
   Pool<Attribute> attributes_;
-  std::deque<Name> names_;
+  std::vector<std::unique_ptr<Name>> names_;
   std::map<std::string_view, Id> numbers_;
   std::vector<std::unique_ptr<char[]>> chunks_;
   char* free_ = nullptr;

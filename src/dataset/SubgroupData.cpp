@@ -97,9 +97,10 @@ struct SubgroupData::Answers {
 SubgroupData::SubgroupData() : answers_(std::make_unique<Answers>()) {}
 SubgroupData::~SubgroupData() = default;
 
-void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData> Subgroups,
-                                  Array<API_TestData> Tests, Array<API_DescriptorData> Descriptors,
-                                  Array<API_CommentData> Comments) {
+void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgroups,
+                                  Array<API_TestData>&& Tests,
+                                  Array<API_DescriptorData>&& Descriptors,
+                                  Array<API_CommentData>&& Comments) {
   Traced("SubgroupData.LoadStructures", [&] {
     // Deliberate: the cached slices are not forgotten; only a move forgets them.
     answers_ = std::make_unique<Answers>();
@@ -115,15 +116,21 @@ void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData> Subgrou
   });
 }
 
-void SubgroupData::LoadGroupArrays(const Friend&, Array<std::int32_t> GroupStart,
-                                   Array<std::int32_t> GroupEnd, Array<std::int32_t> GroupIndex,
-                                   Array<std::int32_t> GroupIDs) {
+void SubgroupData::LoadGroupArrays(const Friend&, Array<std::int32_t>&& GroupStart,
+                                   Array<std::int32_t>&& GroupEnd, Array<std::int32_t>&& GroupIndex,
+                                   Array<std::int32_t>&& GroupIDs) {
   Traced("SubgroupData.LoadGroupArrays", [&] {
     group_start_ = std::move(GroupStart);
     group_end_ = std::move(GroupEnd);
     group_index_ = std::move(GroupIndex);
     group_ids_ = std::move(GroupIDs);
   });
+}
+
+void SubgroupData::ReturnRows(const Friend&, Array<API_SubgroupData>& Subgroups,
+                              Array<API_TestData>& Tests) noexcept {
+  Subgroups = std::move(subgroups_);
+  Tests = std::move(tests_);
 }
 
 std::int32_t SubgroupData::TotalGroups() const {
@@ -134,7 +141,8 @@ std::int32_t SubgroupData::TotalGroups() const {
 
 std::int32_t SubgroupData::GroupIndex() const {
   return Traced("SubgroupData.GroupIndex(g)", [&] {
-    return group_start_.Count() != 0 ? checked::Add(group_index_[cursor_.Position()], 1) : CurrentIndex();
+    return group_start_.Count() != 0 ? checked::Add(group_index_[cursor_.Position()], 1)
+                                     : CurrentIndex();
   });
 }
 
@@ -186,9 +194,8 @@ SubgroupFlags SubgroupData::Flag() const {
 }
 
 double SubgroupData::Sgtm() const {
-  return Traced("SubgroupData.Sgtm(g)", [&] {
-    return TotalSubgroups() == 0 ? 0.0 : TimeStampToDate(Current().Sgtm);
-  });
+  return Traced("SubgroupData.Sgtm(g)",
+                [&] { return TotalSubgroups() == 0 ? 0.0 : TimeStampToDate(Current().Sgtm); });
 }
 
 std::shared_ptr<orvspc::TestData> SubgroupData::TestData() {
@@ -198,7 +205,8 @@ std::shared_ptr<orvspc::TestData> SubgroupData::TestData() {
     if (TotalTests() != 0) {
       const std::int32_t first = Current().Test_Start;
       const std::int32_t last = Current().Test_End;
-      // Both ends are looked at first, so that rows from a text cannot ask for any amount of memory.
+      // Both ends are looked at first, so that rows from a text cannot ask for any amount of
+      // memory.
       static_cast<void>(tests_[first]);
       static_cast<void>(tests_[last]);
       Array<API_TestData> rows;
@@ -229,9 +237,9 @@ std::shared_ptr<orvspc::CommentData> SubgroupData::CommentData() {
     auto slice = std::make_shared<orvspc::CommentData>();
     if (comments_.Count() != 0) {
       const std::int32_t test = Current().Test;
-      auto rows = RowsOf(
-          answers_->comments, comments_, Current().Sgrp,
-          [test](const API_CommentData& row) { return row.Test == 0 || row.Test == test; });
+      auto rows =
+          RowsOf(answers_->comments, comments_, Current().Sgrp,
+                 [test](const API_CommentData& row) { return row.Test == 0 || row.Test == test; });
       if (rows.IsDimensioned()) slice->Load(Friend(), std::move(rows));
     }
     return comment_slice_ = std::move(slice);

@@ -97,10 +97,16 @@ class SubgroupData : public platform::Object {
   bool SetXML(std::string_view XML);
 
   // Replaces all rows and forgets cursor, groups and answers. The cached slices stay until a move.
-  void LoadStructures(const Friend&, Array<API_SubgroupData> Subgroups, Array<API_TestData> Tests,
-                      Array<API_DescriptorData> Descriptors, Array<API_CommentData> Comments);
-  void LoadGroupArrays(const Friend&, Array<std::int32_t> GroupStart, Array<std::int32_t> GroupEnd,
-                       Array<std::int32_t> GroupIndex, Array<std::int32_t> GroupIDs);
+  // Both take the arrays over once nothing can fail any more: after a failure the caller has them.
+  void LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgroups,
+                      Array<API_TestData>&& Tests, Array<API_DescriptorData>&& Descriptors,
+                      Array<API_CommentData>&& Comments);
+  void LoadGroupArrays(const Friend&, Array<std::int32_t>&& GroupStart,
+                       Array<std::int32_t>&& GroupEnd, Array<std::int32_t>&& GroupIndex,
+                       Array<std::int32_t>&& GroupIDs);
+  // Gives subgroups and tests back, for a caller that cannot finish the object.
+  void ReturnRows(const Friend&, Array<API_SubgroupData>& Subgroups,
+                  Array<API_TestData>& Tests) noexcept;
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& node);
 

@@ -40,10 +40,11 @@ bool Slice<Row>::MovePrev() {
 
 template <class Row>
 void Slice<Row>::Load(const Friend&, Array<Row> Rows) {
-  Traced([&] { return std::string(module_) + ".Load"; }, [&] {
-    rows_ = std::move(Rows);
-    cursor_.Reset();
-  });
+  Traced([&] { return std::string(module_) + ".Load"; },
+         [&] {
+           rows_ = std::move(Rows);
+           cursor_.Reset();
+         });
 }
 
 template <class Row>
@@ -52,7 +53,8 @@ auto Slice<Row>::Read(std::string_view property, Get&& get) const {
   const auto entry = [&] { return std::string(module_) + "." + std::string(property) + "(g)"; };
   return Traced(entry, [&] {
     using Value = decltype(get(rows_[cursor_.Position()]));
-    return Count() == 0 && empty_ == Empty::kAnswersDefault ? Value{} : get(rows_[cursor_.Position()]);
+    return Count() == 0 && empty_ == Empty::kAnswersDefault ? Value{}
+                                                            : get(rows_[cursor_.Position()]);
   });
 }
 
@@ -103,11 +105,13 @@ std::int32_t DescriptorData::Tsno() const {
 CommentData::CommentData() : Slice("CommentData", Empty::kFails) {}
 
 std::string CommentData::Empl() const {
-  return Read("Empl", [](const API_CommentData& row) { return platform::FixedTextToUtf8(row.Empl); });
+  return Read("Empl",
+              [](const API_CommentData& row) { return platform::FixedTextToUtf8(row.Empl); });
 }
 
 std::string CommentData::Note() const {
-  return Read("Note", [](const API_CommentData& row) { return platform::FixedTextToUtf8(row.Note); });
+  return Read("Note",
+              [](const API_CommentData& row) { return platform::FixedTextToUtf8(row.Note); });
 }
 
 std::int32_t CommentData::Test() const {
@@ -116,8 +120,7 @@ std::int32_t CommentData::Test() const {
 
 double CommentData::Edtm() const {
   // Deliberate: the trail names Test.
-  return Read("Test",
-              [](const API_CommentData& row) { return TimeStampToDate(row.Edtm); });
+  return Read("Test", [](const API_CommentData& row) { return TimeStampToDate(row.Edtm); });
 }
 
 std::int32_t CommentData::Tsno() const {

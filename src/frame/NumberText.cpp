@@ -69,7 +69,8 @@ Reading ReadNumber(std::string_view text) {
   const bool negative = at != end && *at == '-';
   if (at != end && (*at == '-' || *at == '+')) ++at;
   // from_chars would also take words and a second sign.
-  const bool begins = at != end && (IsDigit(*at) || (*at == '.' && at + 1 != end && IsDigit(at[1])));
+  const bool begins =
+      at != end && (IsDigit(*at) || (*at == '.' && at + 1 != end && IsDigit(at[1])));
   if (!begins) return {};
   double value = 0.0;
   const auto [stop, error] = std::from_chars(at, end, value);
@@ -176,8 +177,8 @@ void NumberText::AppendZeros(int count) {
 void NumberText::Write(double value) {
   char form[40];
   char* end = std::to_chars(form, form + sizeof form, value, std::chars_format::scientific).ptr;
-  // Below the normal range the fewest digits may be fewer than 15 and yet not the 15 that are right;
-  // above it fewest digits of at most 15 always are.
+  // Below the normal range the fewest digits may be fewer than 15 and yet not the 15 that are
+  // right; above it fewest digits of at most 15 always are.
   if (value != 0.0 && std::fabs(value) < std::numeric_limits<double>::min()) {
     char precise[40];
     char* const stop = std::to_chars(precise, precise + sizeof precise, value,

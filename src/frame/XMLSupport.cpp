@@ -29,9 +29,8 @@ std::int32_t SplitNumbers(std::string_view text, Array<T>& values, Read&& read) 
   if (text.empty()) return 0;
   const std::int32_t count = checked::Narrow(std::count(text.begin(), text.end(), ' ') + 1);
   values.Dimension(0, count - 1);
-  ForEachPiece(text, [&](std::string_view piece, std::int64_t index) {
-    values[index] = read(piece);
-  });
+  ForEachPiece(text,
+               [&](std::string_view piece, std::int64_t index) { values[index] = read(piece); });
   return count;
 }
 
@@ -164,8 +163,7 @@ std::string ConvertDoubleArrayToString(const Array<double>& Values) {
 }
 
 bool LoadSubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Subgroups,
-                                 Array<API_TestData>& Tests,
-                                 Array<API_DescriptorData>& Descriptors,
+                                 Array<API_TestData>& Tests, Array<API_DescriptorData>& Descriptors,
                                  Array<API_CommentData>& Comments) {
   return Traced("XMLSupport.LoadSubgroupDataFromXMLNode", [&] {
     if (!node) return false;

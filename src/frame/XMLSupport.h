@@ -85,8 +85,7 @@ std::string ConvertDoubleArrayToString(const Array<double>& Values);
 // The rows below a SubgroupData element. A null node gives false and leaves the arrays alone; a
 // container without rows leaves its array never dimensioned.
 bool LoadSubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Subgroups,
-                                 Array<API_TestData>& Tests,
-                                 Array<API_DescriptorData>& Descriptors,
+                                 Array<API_TestData>& Tests, Array<API_DescriptorData>& Descriptors,
                                  Array<API_CommentData>& Comments);
 void LoadAPI_SubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Rows);
 void LoadAPI_TestDataFromXMLNode(const platform::XmlNode& node, Array<API_TestData>& Rows);

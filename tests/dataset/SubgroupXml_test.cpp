@@ -36,7 +36,8 @@ class SubgroupXml : public ::testing::Test {
   SubgroupData data_;
 };
 
-const std::string kEmpty = "<SubgroupData><Subgroups/><Tests/><Descriptors/><Comments/></SubgroupData>";
+const std::string kEmpty =
+    "<SubgroupData><Subgroups/><Tests/><Descriptors/><Comments/></SubgroupData>";
 
 TEST_F(SubgroupXml, AnEmptySetWritesTheFourContainers) {
   EXPECT_EQ(data_.GetXML(), kEmpty);
@@ -79,7 +80,7 @@ TEST_F(SubgroupXml, EveryFieldHasItsAttributeInOrder) {
 TEST_F(SubgroupXml, EveryValueReadsBackTheSame) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   DataRows rows;
-  rows.tests = {Value(0.1 + 0.2), Value(1.0 / 3.0),  Value(-0.0),     Value(5e-324),
+  rows.tests = {Value(0.1 + 0.2), Value(1.0 / 3.0), Value(-0.0),       Value(5e-324),
                 Value(1e300),     Value(kInfinity), Value(-kInfinity), Value(std::nan(""))};
   rows.subgroups = {Subgroup(1, 1, 0, static_cast<std::int32_t>(rows.tests.size()) - 1)};
   rows.LoadInto(data_);
@@ -161,9 +162,9 @@ TEST_F(SubgroupXml, GroupsAndCursorAreNotKept) {
 TEST_F(SubgroupXml, ContainersAndAttributesMayBeMissing) {
   EXPECT_TRUE(data_.SetXML("<SubgroupData/>"));
   EXPECT_EQ(data_.TotalSubgroups(), 0);
-  EXPECT_TRUE(data_.SetXML(
-      "<SubgroupData><Comments><Comment/></Comments><Tests><Test F_TSNO='3'/></Tests>"
-      "<Subgroups><Other/><Subgroup F_SGRP='0'/></Subgroups></SubgroupData>"));
+  EXPECT_TRUE(
+      data_.SetXML("<SubgroupData><Comments><Comment/></Comments><Tests><Test F_TSNO='3'/></Tests>"
+                   "<Subgroups><Other/><Subgroup F_SGRP='0'/></Subgroups></SubgroupData>"));
   EXPECT_EQ(data_.TotalSubgroups(), 1);
   EXPECT_EQ(data_.TestData()->Tsno(), 3);
   EXPECT_EQ(data_.TestData()->Val(), 0.0);
@@ -172,9 +173,10 @@ TEST_F(SubgroupXml, ContainersAndAttributesMayBeMissing) {
 }
 
 TEST_F(SubgroupXml, ALongTextIsCutAndAShortOneFilled) {
-  EXPECT_TRUE(data_.SetXML("<SubgroupData><Subgroups><Subgroup/></Subgroups><Comments><Comment "
-                           "F_EMPL='' F_NOTE='" +
-                           std::string(200, 'n') + "'/></Comments></SubgroupData>"));
+  EXPECT_TRUE(
+      data_.SetXML("<SubgroupData><Subgroups><Subgroup/></Subgroups><Comments><Comment "
+                   "F_EMPL='' F_NOTE='" +
+                   std::string(200, 'n') + "'/></Comments></SubgroupData>"));
   EXPECT_EQ(data_.CommentData()->Empl(), std::string(32, ' '));
   EXPECT_EQ(data_.CommentData()->Note(), std::string(128, 'n'));
 }
@@ -202,8 +204,7 @@ TEST_F(SubgroupXml, AnAttributeThatDoesNotConvertLeavesTheObjectAsItWas) {
       {"<Tests><Test F_SN='NaN'/></Tests>", 13, "LoadAPI_TestDataFromXMLNode"},
       {"<Descriptors><Descriptor F_DESC='2147483648'/></Descriptors>", 6,
        "LoadAPI_DescriptorDataFromXMLNode"},
-      {"<Comments><Comment F_EDTM='1/1/2020'/></Comments>", 13,
-       "LoadAPI_CommentDataFromXMLNode"},
+      {"<Comments><Comment F_EDTM='1/1/2020'/></Comments>", 13, "LoadAPI_CommentDataFromXMLNode"},
   };
   DataRows before;
   before.subgroups = {Subgroup(1, 1, 0, 0)};

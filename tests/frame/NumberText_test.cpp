@@ -76,7 +76,9 @@ TEST(NumberText, StrictDoubleTakesANumberAndNothingElse) {
       {"Infinity", 13, 0, "other word"},
       {"1x", 13, 0, "letter behind"},
       {"1\t", 13, 0, "a tab is no blank"},
-      {"\xC2\xA0" "1", 13, 0, "a no-break space is no blank"},
+      {"\xC2\xA0"
+       "1",
+       13, 0, "a no-break space is no blank"},
   };
   for (const StrictRow& row : rows) {
     double value = 0.0;
@@ -137,12 +139,24 @@ TEST(NumberText, BooleanIsANumberOrAWord) {
 
 TEST(NumberText, ReadingFromTheLeftStopsAtTheFirstForeignCharacter) {
   const StrictRow rows[] = {
-      {"7", 0, 7, "whole"},     {"7x", 0, 7, "letter"},      {"x", 0, 0, "no number"},
-      {"", 0, 0, "empty"},      {"1.5.2", 0, 1.5, "second point"}, {"1e", 0, 1, "half an exponent"},
-      {"1e+", 0, 1, "half an exponent"}, {"1e2x", 0, 100, "exponent"}, {"-", 0, 0, "sign alone"},
-      {"-3-", 0, -3, "sign behind"}, {"1,5", 0, 1, "comma"}, {"0x1F", 0, 0, "hexadecimal"},
-      {" 4", 0, 4, "blank first"}, {"nan", 0, 0, "other word"}, {"INFx", 0, 0, "more than the word"},
-      {"INF", 0, kInfinity, "word"}, {"-INF", 0, -kInfinity, "word"}, {"1e999", 6, 0, "too large"},
+      {"7", 0, 7, "whole"},
+      {"7x", 0, 7, "letter"},
+      {"x", 0, 0, "no number"},
+      {"", 0, 0, "empty"},
+      {"1.5.2", 0, 1.5, "second point"},
+      {"1e", 0, 1, "half an exponent"},
+      {"1e+", 0, 1, "half an exponent"},
+      {"1e2x", 0, 100, "exponent"},
+      {"-", 0, 0, "sign alone"},
+      {"-3-", 0, -3, "sign behind"},
+      {"1,5", 0, 1, "comma"},
+      {"0x1F", 0, 0, "hexadecimal"},
+      {" 4", 0, 4, "blank first"},
+      {"nan", 0, 0, "other word"},
+      {"INFx", 0, 0, "more than the word"},
+      {"INF", 0, kInfinity, "word"},
+      {"-INF", 0, -kInfinity, "word"},
+      {"1e999", 6, 0, "too large"},
   };
   for (const StrictRow& row : rows) {
     double value = 0.0;

@@ -74,8 +74,7 @@ TEST_F(XMLSupport, APresentAttributeIsATextEvenIfTheDefaultIsANumber) {
 TEST_F(XMLSupport, AnAttributeOfANullElementFailsWithItsNameInTheTrail) {
   const Failure failure = FailureOf([] { GetXMLAttributeValue({}, "Tsno", std::int32_t{0}); });
   EXPECT_EQ(failure.Number(), 91);
-  EXPECT_EQ(failure.Source(),
-            "XMLSupport.GetXMLAttributeValue(Attribute=Tsno)|orvSPCAnalysis6");
+  EXPECT_EQ(failure.Source(), "XMLSupport.GetXMLAttributeValue(Attribute=Tsno)|orvSPCAnalysis6");
 }
 
 TEST_F(XMLSupport, TypedReadersConvertTheTextAndKeepTheDefault) {
@@ -114,7 +113,8 @@ TEST_F(XMLSupport, WritersTurnEveryValueIntoText) {
 TEST_F(XMLSupport, ChildrenOfANameInOrder) {
   const auto node = Load("<R><a i='1'/><b/><a i='2'><a i='3'/></a>text<a i='4'/></R>", "R");
   std::string order;
-  ForEachChild(node, "a", [&](const platform::XmlNode& child) { order += ReadText(child, "i", ""); });
+  ForEachChild(node, "a",
+               [&](const platform::XmlNode& child) { order += ReadText(child, "i", ""); });
   EXPECT_EQ(order, "124");
   EXPECT_EQ(CountChildren(node, "a"), 3);
   EXPECT_EQ(CountChildren(node, "c"), 0);

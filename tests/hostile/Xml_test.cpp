@@ -152,7 +152,8 @@ TEST_F(HostileXml, EveryTruncationHasNoRoot) {
   const std::string written = data.GetXML();
   const std::string by_hand =
       "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><!-- c --><?p q?>"
-      "<SubgroupData><Subgroups>t\xC3\xA4<![CDATA[d]]>&#x41;&amp;<Subgroup F_SGRP = '1'></Subgroup >"
+      "<SubgroupData><Subgroups>t\xC3\xA4<![CDATA[d]]>&#x41;&amp;<Subgroup F_SGRP = '1'></Subgroup "
+      ">"
       "</Subgroups></SubgroupData>";
   for (const std::string& text : {written, by_hand}) {
     EXPECT_EQ(Read(text), "");

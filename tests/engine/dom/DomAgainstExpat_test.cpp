@@ -25,10 +25,56 @@ constexpr std::string_view kSeeds[] = {
     "\xEF\xBB\xBF<n v='\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80&#x1F600;'>]] &gt; </n>\n",
 };
 constexpr std::string_view kPieces[] = {
-    "<", ">", "/", "&", ";", "\"", "'", "=", " ", "a", "b", "x", "1", "-", "--", "?", "!", "#",
-    "]", "[", "]]>", "<a>", "</a>", "<!--", "-->", "<?", "?>", "<![CDATA[", "&lt;", "&#", "&#x",
-    "&#0;", "&#65;", "&no;", " x='1'", "\n", "\r", "\t", "\x01", "\x80", "\xC3", "\xA4",
-    "\xC3\xA4", "\xED\xA0\x80", "\xEF\xBF\xBF", "\xC0\x80", "\xF4\x90\x80\x80", ":", ".", "xml",
+    "<",
+    ">",
+    "/",
+    "&",
+    ";",
+    "\"",
+    "'",
+    "=",
+    " ",
+    "a",
+    "b",
+    "x",
+    "1",
+    "-",
+    "--",
+    "?",
+    "!",
+    "#",
+    "]",
+    "[",
+    "]]>",
+    "<a>",
+    "</a>",
+    "<!--",
+    "-->",
+    "<?",
+    "?>",
+    "<![CDATA[",
+    "&lt;",
+    "&#",
+    "&#x",
+    "&#0;",
+    "&#65;",
+    "&no;",
+    " x='1'",
+    "\n",
+    "\r",
+    "\t",
+    "\x01",
+    "\x80",
+    "\xC3",
+    "\xA4",
+    "\xC3\xA4",
+    "\xED\xA0\x80",
+    "\xEF\xBF\xBF",
+    "\xC0\x80",
+    "\xF4\x90\x80\x80",
+    ":",
+    ".",
+    "xml",
 };
 
 TEST(DomAgainstExpat, BothTakeAndRefuseTheSameTexts) {
@@ -41,9 +87,15 @@ TEST(DomAgainstExpat, BothTakeAndRefuseTheSameTexts) {
       const std::size_t at = below(text.size() + 1);
       const std::string_view piece = kPieces[below(std::size(kPieces))];
       switch (below(3)) {
-        case 0: text.insert(at, piece); break;
-        case 1: text.replace(at, 1 + below(3), piece); break;
-        default: text.erase(at, 1 + below(4)); break;
+        case 0:
+          text.insert(at, piece);
+          break;
+        case 1:
+          text.replace(at, 1 + below(3), piece);
+          break;
+        default:
+          text.erase(at, 1 + below(4));
+          break;
       }
     }
     const bool ours = MakeXmlDocument()->LoadXml(text);

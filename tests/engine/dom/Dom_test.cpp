@@ -49,8 +49,8 @@ struct Expat {
                                  for (; pairs[0] != nullptr; pairs += 2)
                                    expat->attributes.emplace(pairs[0], pairs[1]);
                                });
-    well_formed = XML_Parse(parser.get(), text.data(), static_cast<int>(text.size()), 1) ==
-                  XML_STATUS_OK;
+    well_formed =
+        XML_Parse(parser.get(), text.data(), static_cast<int>(text.size()), 1) == XML_STATUS_OK;
   }
 };
 
@@ -154,7 +154,9 @@ TEST(Dom, WhatIsReadIsWrittenInTheOneForm) {
       {"<a\n x = '1'\t y=\"2\" ></a >", R"(<a x="1" y="2"/>)"},
       {"<?xml version='1.0' encoding='utf-8' standalone='no' ?>\n<a/>\n", "<a/>"},
       {"\xEF\xBB\xBF<a/>", "<a/>"},
-      {"<!-- c --><?p i?><a><!-- - --><?p?>\n <b/> \n</a><!----><?q ?" "?>", "<a><b/></a>"},
+      {"<!-- c --><?p i?><a><!-- - --><?p?>\n <b/> \n</a><!----><?q ?"
+       "?>",
+       "<a><b/></a>"},
       {"<a x='\"&apos;&#65;&#x42;&#x1F600;'/>", "<a x=\"&quot;'AB\xF0\x9F\x98\x80\"/>"},
       {"<a x='1\t2\n3\r\n4\r5 6'/>", R"(<a x="1 2 3 4 5 6"/>)"},
       {"<a>x &lt; y<b/>]] > z</a>", "<a>x &lt; y<b/>]] &gt; z</a>"},
