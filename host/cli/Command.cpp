@@ -16,7 +16,7 @@ namespace {
 // The format that a file's ending names; empty for any other ending.
 std::string FormatOfEnding(const std::string& path) {
   const auto dot = path.rfind('.');
-  const std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
+  std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
   if (ending == "txt") return "text";
   if (ending == "htm") return "html";
   for (const char* known : {"json", "xml", "svg", "html"})
@@ -62,7 +62,7 @@ std::vector<Option> OutputOptions() {
 
 std::string OutputFormat(const Arguments& arguments, const std::vector<std::string>& formats) {
   const auto asked = arguments.Value("format");
-  const std::string format =
+  std::string format =
       asked ? *asked : FormatOfEnding(arguments.Value("output", std::string()));
   if (format.empty()) return "text";
   if (std::find(formats.begin(), formats.end(), format) == formats.end())

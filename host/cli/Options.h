@@ -33,7 +33,7 @@ struct Option {
 
 class Arguments {
  public:
-  bool Has(const std::string& name) const { return values_.count(name) != 0; }
+  bool Has(const std::string& name) const { return values_.contains(name); }
   std::optional<std::string> Value(const std::string& name) const;
   std::string Value(const std::string& name, const std::string& fallback) const;
   const std::vector<std::string>& Values(const std::string& name) const;

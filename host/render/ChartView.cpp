@@ -27,6 +27,7 @@ std::vector<RuleCount> RulesBroken(const ChartView& view) {
         ++count.points;
       }
   std::vector<RuleCount> result;
+  result.reserve(counts.size());
   for (auto& [number, count] : counts) result.push_back(std::move(count));
   return result;
 }

@@ -41,6 +41,9 @@ std::string EscapeMarkup(std::string_view text) {
 namespace {
 
 constexpr double kCharacter = 6.1;  // mean width of a character at 11 units
+constexpr double kDense = 2.5;      // width of a place below which points have no markers
+constexpr double kTight = 7.0;      // below which they are small
+constexpr std::size_t kManyMarks = 300;
 
 constexpr const char* kStyle =
     "text{font-family:Helvetica,Arial,'DejaVu Sans',sans-serif;font-size:11px;fill:#222}"
@@ -138,11 +141,11 @@ class Picture {
     const double s = size;
     std::string end = "\"";
     if (style == "m") {
-      const double r = s + 2.4;
+      const double r = s < 1.0 ? 1.8 : s + 2.4;
       shape = path("M" + N(x) + " " + N(y - r) + "L" + N(x + r) + " " + N(y) + " " + N(x) + " " +
                    N(y + r) + " " + N(x - r) + " " + N(y) + "Z");
     } else if (style == "o") {
-      const double r = s + 4.0;
+      const double r = s < 1.0 ? 3.0 : s + 4.0;
       shape = path("M" + N(x - r) + " " + N(y - r) + "H" + N(x + r) + "V" + N(y + r) + "H" +
                    N(x - r) + "Z");
     } else if (stream % 4 == 1) {
@@ -174,9 +177,13 @@ class Picture {
     Steps(graph.specification.upper, panel, "spec");
     Steps(graph.specification.lower, panel, "spec");
     Steps(graph.specification.centre, panel, "tar");
+    // Where points make a band, limits below it would not be seen.
+    const bool dense = layout_.PlaceWidth() < kDense;
+    if (dense) DrawLines(graph, panel);
     Steps(graph.limits.centre, panel, "cl");
     Steps(graph.limits.upper, panel, "lim");
     Steps(graph.limits.lower, panel, "lim");
+    if (!dense) DrawLines(graph, panel);
     DrawPoints(graph, panel);
     DrawLimitLabels(graph, panel);
     out_ += "<rect class=\"frame\" x=\"" + N(kPlotLeft) + "\" y=\"" + N(panel.top) + "\" width=\"" +
@@ -235,9 +242,8 @@ class Picture {
     return tip;
   }
 
-  void DrawPoints(const GraphView& graph, const Panel& panel) {
-    const bool dense = layout_.PlaceWidth() < 2.5;
-    const bool tight = layout_.PlaceWidth() < 7.0;
+  void DrawLines(const GraphView& graph, const Panel& panel) {
+    const bool dense = layout_.PlaceWidth() < kDense;
     std::set<std::int32_t> streams(view_.streams.begin(), view_.streams.end());
     if (streams.empty()) streams.insert(0);
     for (const auto stream : streams) {
@@ -253,11 +259,18 @@ class Picture {
       }
       Path(Thinned(line), dense ? "dd" : "d");
     }
+  }
 
+  void DrawPoints(const GraphView& graph, const Panel& panel) {
+    const bool dense = layout_.PlaceWidth() < kDense;
+    const bool tight = layout_.PlaceWidth() < kTight;
     std::vector<const PointMark*> marks(graph.points.size(), nullptr);
     for (const auto& mark : graph.marks)
       if (mark.point < marks.size()) marks[mark.point] = &mark;
-    const double size = dense ? 1.4 : tight ? 2.2 : 3.2;
+    const double size = graph.marks.size() > kManyMarks && dense ? 0.8
+                        : dense                                  ? 1.4
+                        : tight                                  ? 2.2
+                                                                 : 3.2;
     for (std::size_t i = 0; i < graph.points.size(); ++i) {
       if (!std::isfinite(graph.points[i])) continue;
       const double x = layout_.X(places_[i]);
@@ -280,44 +293,49 @@ class Picture {
   }
 
   // The important rules first, so that where marks stand close it is their numbers that are seen. A
-  // point that breaks several rules has the first one and a plus sign where there is no room.
+  // point that breaks several rules has the first one and a plus sign, or all where there is room.
   void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
-    struct Box {
-      double x, half;
+    struct Number {
+      const PointMark* mark;
+      double x, y;
       bool above;
+      std::string text;
+      double Half() const { return 3.4 * static_cast<double>(text.size()); }
     };
-    std::vector<const PointMark*> marks;
-    for (const auto& mark : graph.marks)
-      if (!mark.rules.empty() && mark.point < graph.points.size() &&
-          std::isfinite(graph.points[mark.point]))
-        marks.push_back(&mark);
-    std::stable_sort(marks.begin(), marks.end(), [](const PointMark* a, const PointMark* b) {
-      return a->rules.front().number < b->rules.front().number;
-    });
-    std::vector<Box> placed;
-    // Beyond some thousand numbers nobody reads them, and the search for room is quadratic.
-    if (marks.size() > 2000) marks.resize(2000);
-    for (const auto* mark : marks) {
-      const std::size_t i = mark->point;
-      const double x = layout_.X(places_[i]);
+    std::vector<Number> numbers;
+    for (const auto& mark : graph.marks) {
+      const std::size_t i = mark.point;
+      if (mark.rules.empty() || i >= graph.points.size() || !std::isfinite(graph.points[i]))
+        continue;
       const double y = panel.Y(graph.points[i]);
       const bool below = i < graph.limits.centre.size() && graph.points[i] < graph.limits.centre[i];
-      const bool above = !below && y - panel.top > 16.0;
-      const std::string whole = RuleNumbers(*mark);
-      const std::string brief =
-          std::to_string(mark->rules.front().number) + (mark->rules.size() > 1 ? "+" : "");
-      for (const std::string& text : {whole, brief}) {
-        const double half = 3.4 * static_cast<double>(text.size());
-        const bool fits = std::none_of(placed.begin(), placed.end(), [&](const Box& box) {
-          return box.above == above && std::abs(box.x - x) < box.half + half + 2.0;
-        });
-        if (!fits) continue;
-        placed.push_back({x, half, above});
-        const double space = mark->specifications.empty() ? 8.0 : 10.0;
-        Text(x, above ? y - space : std::min(y + space + 9.0, panel.bottom - 2.0), "r", "middle",
-             text);
-        break;
-      }
+      numbers.push_back(
+          {&mark, layout_.X(places_[i]), y, !below && y - panel.top > 16.0,
+           std::to_string(mark.rules.front().number) + (mark.rules.size() > 1 ? "+" : "")});
+    }
+    std::stable_sort(numbers.begin(), numbers.end(), [](const Number& a, const Number& b) {
+      return a.mark->rules.front().number < b.mark->rules.front().number;
+    });
+    // Nobody reads some thousand numbers, and the search for room is quadratic.
+    if (numbers.size() > 2000) numbers.resize(2000);
+
+    std::vector<Number> placed;
+    const auto fits = [&](const Number& number) {
+      return std::none_of(placed.begin(), placed.end(), [&](const Number& other) {
+        return other.mark != number.mark && other.above == number.above &&
+               std::abs(other.x - number.x) < other.Half() + number.Half() + 2.0;
+      });
+    };
+    for (const auto& number : numbers)
+      if (fits(number)) placed.push_back(number);
+    for (auto& number : placed) {
+      Number whole = number;
+      whole.text = RuleNumbers(*number.mark);
+      if (fits(whole)) number.text = whole.text;
+      const double space = number.mark->specifications.empty() ? 8.0 : 10.0;
+      const double y =
+          number.above ? number.y - space : std::min(number.y + space + 9.0, panel.bottom - 2.0);
+      Text(number.x, y, "r", "middle", number.text);
     }
   }
 
@@ -348,7 +366,8 @@ class Picture {
         const int own = DecimalsOf(std::span(&value, 1));
         std::string text =
             std::string(kind.name) + " " +
-            Fixed(value, specification ? std::min(own, graph.decimals) : graph.decimals);
+            Fixed(value,
+                  specification || value == 0.0 ? std::min(own, graph.decimals) : graph.decimals);
         if (y < panel.top - 0.5) text += " \xE2\x86\x91";
         if (y > panel.bottom + 0.5) text += " \xE2\x86\x93";
         if (!Same(ends)) text = Letter(stream) + " " + text;

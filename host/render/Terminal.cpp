@@ -228,7 +228,7 @@ class Plot {
 
   void Streams() {
     if (view_.stream_views.empty()) return;
-    out_ += "\n";
+    out_ += "\nestimates from these points:\n";
     for (const auto& stream : view_.stream_views) {
       if (view_.stream_views.size() > 1) out_ += stream.name + "\n";
       Estimate("mean", stream.mean);
