@@ -13,6 +13,7 @@ struct Scratch {
   std::vector<double> centre, sigma, upper, lower;
   std::vector<std::uint8_t> restart;
   std::vector<std::uint32_t> marks;
+  std::size_t constant_count = 0;  // elements that hold the constant lines of this call
 
   void Resize(std::size_t count) {
     centre.resize(count);
@@ -20,6 +21,12 @@ struct Scratch {
     upper.resize(count);
     lower.resize(count);
     marks.resize(count);
+  }
+  void Set(std::size_t i, const PointLimits& lines) {
+    centre[i] = lines.centre;
+    sigma[i] = lines.sigma;
+    upper[i] = lines.upper;
+    lower[i] = lines.lower;
   }
 };
 
@@ -41,27 +48,27 @@ std::size_t StepBack(std::span<const std::uint8_t> used, std::size_t begin, std:
 void EvaluateStretch(const MarkInput& input, std::span<const RunRule> rules, std::size_t first,
                      std::size_t last, Scratch& scratch) {
   const auto count = last - first;
-  scratch.Resize(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const auto lines = input.lines(first + i);
-    scratch.centre[i] = lines.centre;
-    scratch.sigma[i] = lines.sigma;
-    scratch.upper[i] = lines.upper;
-    scratch.lower[i] = lines.lower;
+  if (input.constant == nullptr) {
+    scratch.Resize(count);
+    for (std::size_t i = 0; i < count; ++i) scratch.Set(i, input.lines(first + i));
+  } else if (scratch.constant_count < count) {
+    scratch.Resize(count);
+    for (std::size_t i = 0; i < count; ++i) scratch.Set(i, *input.constant);
+    scratch.constant_count = count;
   }
   RunInput run;
   run.points = input.points.subspan(first, count);
-  run.centre = scratch.centre;
-  run.sigma = scratch.sigma;
-  run.ucl = scratch.upper;
-  run.lcl = scratch.lower;
+  run.centre = std::span(scratch.centre).first(count);
+  run.sigma = std::span(scratch.sigma).first(count);
+  run.ucl = std::span(scratch.upper).first(count);
+  run.lcl = std::span(scratch.lower).first(count);
   if (!input.used.empty()) run.used = input.used.subspan(first, count);
   if (input.restart) {
     scratch.restart.resize(count);
     for (std::size_t i = 0; i < count; ++i) scratch.restart[i] = input.restart(first + i);
     run.restart = scratch.restart;
   }
-  EvaluateRules(run, rules, scratch.marks);
+  EvaluateRules(run, rules, std::span(scratch.marks).first(count));
 }
 
 }  // namespace
@@ -100,6 +107,7 @@ void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
   thread_local Scratch scratch;
   const auto longest = LongestRun(rules);
   const auto stretch = std::max(kStretch, 8 * longest);
+  scratch.constant_count = 0;
   for (std::size_t begin = 0; begin < marks.size();) {
     const auto end = std::min(marks.size(), begin + stretch);
     // A mark depends on the points of its own run alone, so that many before it are enough.

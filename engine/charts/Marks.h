@@ -27,6 +27,7 @@ struct MarkInput {
   std::span<const double> points;
   std::span<const std::uint8_t> used;             // empty: all
   std::function<PointLimits(std::size_t)> lines;  // called in ascending order, a few times a point
+  const PointLimits* constant = nullptr;          // the lines of every point, instead of the above
   std::function<bool(std::size_t)> restart;       // nothing runs across; empty: never
 };
 

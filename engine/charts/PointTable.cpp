@@ -58,6 +58,19 @@ MeanAndRange SummarisePieces(std::span<const double> pieces) {
           pieces.size() < 2 ? kNoValue : largest - least};
 }
 
+// About the mean, with the correction for its rounding; divisor n - 1.
+double DeviationOf(std::span<const double> pieces, double mean) {
+  if (pieces.size() < 2) return kNoValue;
+  const auto n = static_cast<double>(pieces.size());
+  double sum = 0.0, squares = 0.0;
+  for (const double value : pieces) {
+    const double distance = value - mean;
+    sum += distance;
+    squares += distance * distance;
+  }
+  return std::sqrt(std::max(0.0, squares - sum * sum / n) / (n - 1.0));
+}
+
 }  // namespace
 
 std::span<const double> PieceReader::Pieces(std::size_t subgroup) {
@@ -213,20 +226,22 @@ DataShape PointTable::Shape(const DataSet& data) const {
   return shape;
 }
 
-std::vector<double> PointTable::Column(const DataSet& data,
-                                       double (*statistic)(std::span<const double>)) const {
+std::vector<double> PointTable::Medians(const DataSet& data) const {
   std::vector<double> column(Count());
   PieceReader reader(data);
   for (std::size_t place = 0; place < column.size(); ++place) {
-    column[place] = statistic(reader.Pieces(SubgroupAt(place)));
+    column[place] = Median(reader.Pieces(SubgroupAt(place)));
   }
   return column;
 }
 
-std::vector<double> PointTable::Medians(const DataSet& data) const { return Column(data, Median); }
-
 std::vector<double> PointTable::StandardDeviations(const DataSet& data) const {
-  return Column(data, SampleStandardDeviation);
+  std::vector<double> column(Count());
+  PieceReader reader(data);
+  for (std::size_t place = 0; place < column.size(); ++place) {
+    column[place] = DeviationOf(reader.Pieces(SubgroupAt(place)), means[place]);
+  }
+  return column;
 }
 
 WithinPieces ReadWithinPieces(const DataSet& data, const PointTable& table, bool ranges) {

@@ -79,13 +79,12 @@ class PointTable {
   std::vector<double> means, ranges;
 
   std::vector<double> Medians(const DataSet& data) const;
+  // Needs the means.
   std::vector<double> StandardDeviations(const DataSet& data) const;
 
  private:
   void SplitStreams(const DataSet& data);
   void MarkUsed(const DataSet& data, std::int32_t status);
-  std::vector<double> Column(const DataSet& data,
-                             double (*statistic)(std::span<const double>)) const;
 
   std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;

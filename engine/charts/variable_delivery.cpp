@@ -259,6 +259,11 @@ void VariableRun::MarkStream(std::size_t s, std::size_t graph, bool calculated,
   input.points = Part(points_[graph], stream);
   input.used = Part(table_.Used(), stream);
   input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
+  PointLimits constant{};
+  if (lines.IsConstant()) {
+    constant = lines.At(stream.begin);
+    input.constant = &constant;
+  }
   if (!calculated && HasStoredLimits()) {
     input.restart = [&](std::size_t i) { return RestartsAt(stream, stream.begin + i); };
   }

@@ -38,19 +38,31 @@ bool VariableRun::LineSource::IsConstant() const {
 PointLimits VariableRun::LineSource::At(std::size_t place) {
   if (cusum_) return kCusumLines;
   if (kind_ == ChartKind::PreControl) return PreControlLinesAt(place);
-  bool same = size_ >= 0;
   if (UsesRows() && run_.limit_row_[place] != row_) {
     row_ = run_.limit_row_[place];
     figures_ = row_ == kNoRow ? Calculated(state_.estimates)
                               : Stored(state_.limits[static_cast<std::size_t>(row_)],
                                        state_.estimates, run_.plan_);
-    same = false;
+    is_known_ = 0;
   }
-  const auto size = run_.table_.Sizes()[place];
-  if (same && size == size_ && DependsOnPiecesOnly(kind_)) return latest_;
-  size_ = size;
-  latest_ = LinesAt(kind_, graph_, figures_, run_.SizesAt(graph_, place));
-  return latest_;
+  if (DependsOnPiecesOnly(kind_)) return LinesOfSize(run_.table_.Sizes()[place]);
+  return LinesAt(kind_, graph_, figures_, run_.SizesAt(graph_, place));
+}
+
+const PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t pieces) {
+  const auto size = static_cast<std::size_t>(pieces);
+  PointSizes sizes;
+  sizes.pieces = pieces;
+  if (size >= kKnownSizes) {
+    latest_ = LinesAt(kind_, graph_, figures_, sizes);
+    return latest_;
+  }
+  const auto bit = std::uint32_t{1} << size;
+  if ((is_known_ & bit) == 0) {
+    known_[size] = LinesAt(kind_, graph_, figures_, sizes);
+    is_known_ |= bit;
+  }
+  return known_[size];
 }
 
 PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 #include "engine/charts/VariableRun.h"
 
 namespace orvspc::engine {
@@ -20,6 +23,7 @@ class VariableRun::LineSource {
 
  private:
   PointLimits PreControlLinesAt(std::size_t place);
+  const PointLimits& LinesOfSize(std::int32_t pieces);
   bool UsesRows() const { return !calculated_ && run_.HasStoredLimits(); }
 
   const VariableRun& run_;
@@ -30,8 +34,12 @@ class VariableRun::LineSource {
   bool cusum_;
   LineFigures figures_;
   RowsInForce<API_CCSpecLim> specs_;
-  std::int32_t row_ = kNoRow, size_ = -1, spec_row_ = kNoRow;
+  std::int32_t row_ = kNoRow, spec_row_ = kNoRow;
   PointLimits latest_{};
+  // Of the row in force, by number of pieces.
+  static constexpr std::size_t kKnownSizes = 32;
+  std::array<PointLimits, kKnownSizes> known_;
+  std::uint32_t is_known_ = 0;
 };
 
 }  // namespace orvspc::engine

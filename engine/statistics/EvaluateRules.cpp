@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <vector>
 
 #include "engine/statistics/RunRules.h"
 
@@ -19,183 +20,296 @@ double TieWidth(double a, double b, double sigma) {
   return 8.0 * std::numeric_limits<double>::epsilon() * std::max(std::fabs(a), std::fabs(b));
 }
 
-// What a rule can see of a point.
-enum class Sight : std::uint8_t {
-  Nothing,     // no value: every run ends here
-  LimitsOnly,  // a value without centre or sigma: drawn limits are tested, every other run ends
-               // here
-  All,
-};
+// One bit for each point of a block. Rules are answered by whole words of them.
+constexpr std::size_t kBlock = 512, kWord = 64, kWords = kBlock / kWord;
+using Bits = std::array<std::uint64_t, kWords>;
 
-// The used points of a stretch, side by side. Rules are run one after the other over a block that
-// stays in the nearest cache, each as a loop without a choice of kind in it.
+bool IsSet(const Bits& bits, std::size_t i) { return (bits[i / kWord] >> (i % kWord) & 1) != 0; }
+
+template <typename Test>
+Bits BitsWhere(std::size_t count, Test test) {
+  Bits bits{};
+  for (std::size_t w = 0; w * kWord < count; ++w) {
+    const std::size_t first = w * kWord, ones = std::min(kWord, count - first);
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < ones; ++i) word |= std::uint64_t{test(first + i)} << i;
+    bits[w] = word;
+  }
+  return bits;
+}
+
+template <typename Combine>
+Bits Combined(const Bits& a, const Bits& b, Combine combine) {
+  Bits bits{};
+  for (std::size_t w = 0; w < kWords; ++w) bits[w] = combine(a[w], b[w]);
+  return bits;
+}
+Bits Or(const Bits& a, const Bits& b) {
+  return Combined(a, b, [](auto x, auto y) { return x | y; });
+}
+Bits And(const Bits& a, const Bits& b) {
+  return Combined(a, b, [](auto x, auto y) { return x & y; });
+}
+Bits AndNot(const Bits& a, const Bits& b) {
+  return Combined(a, b, [](auto x, auto y) { return x & ~y; });
+}
+
+template <typename Call>
+void ForEachSet(const Bits& bits, Call call) {
+  for (std::size_t w = 0; w < kWords; ++w)
+    for (std::uint64_t word = bits[w]; word != 0; word &= word - 1)
+      call(w * kWord + static_cast<std::size_t>(std::countr_zero(word)));
+}
+
+// The used points of a stretch, side by side.
 struct Block {
-  static constexpr std::size_t kSize = 512;
   std::size_t count = 0;
-  bool plain = true;  // every point can be seen in full and none restarts
-  std::array<double, kSize> x, d, sigma, ucl, lcl;  // d: distance from the centre
-  std::array<Sight, kSize> sight;
-  std::array<bool, kSize> restart;
-  std::array<std::size_t, kSize> index;
-  std::array<std::uint32_t, kSize> marks;
+  std::array<double, kBlock> x, d, sigma, ucl, lcl;  // d: distance from the centre
+  std::array<std::size_t, kBlock> index;
+  std::array<std::uint32_t, kBlock> marks;
+  Bits has_value;  // drawn limits can be tested
+  Bits visible;    // centre and sigma exist too; a point that is not visible ends every run
+  Bits restart;    // nothing runs across from before this point
+  // Above and below the point before, and neither over a break.
+  Bits rises, falls;
+
+  // Points beyond a zone line, by side; made once for all rules about that zone.
+  struct Zone {
+    double zone = 0.0;
+    Bits up, down;
+  };
+  std::vector<Zone> zones;
 };
 
-// Where the m points before and including this one stand. For each rule, kept from block to block.
-struct RunState {
-  std::int64_t run = 0, run_up = 0, run_down = 0;  // points in a row that fulfil the rule, by side
-  std::int64_t since_up = kNever,
-               since_down = kNever;  // points since the last one on that side; 0: this one
-  std::int64_t seen = 0;             // points since the last break
-  std::uint64_t window_up = 0, window_down = 0;  // the newest is bit 0
-  double previous = std::numeric_limits<double>::quiet_NaN();
-  int direction = 0;
+// What the directions of a block need of the one before.
+struct Before {
+  double x = std::numeric_limits<double>::quiet_NaN();
+  bool is_visible = false, rises = false, falls = false;
 };
+
+// What a rule keeps from block to block: how many points in a row are set, and where the sides were
+// seen last.
+struct RunState {
+  std::int64_t up = 0, down = 0, any = 0, unbroken = 0;
+  std::int64_t since_up = kNever, since_down = kNever;  // from the start of the block back
+  std::uint64_t newest_up = 0, newest_down = 0;         // the last word of the block before
+};
+
+// False only where no row of m ones, m > 0, ends in the word. `older` stands before it.
+bool MayHoldRow(std::uint64_t word, std::uint64_t older, std::int64_t m) {
+  // After a step a bit is set where that many ones and `length` more stand in a row.
+  std::int64_t length = 1;
+  while (length < m && word != 0) {
+    const auto step = std::min({length, m - length, std::int64_t{63}});
+    word &= word << step | older >> (64 - step);
+    // What stands before `older` is not known and counts as ones.
+    older &= older << step | ((std::uint64_t{1} << step) - 1);
+    length += step;
+  }
+  return word != 0;
+}
+
+// Points that complete or continue `m` set ones in a row. A restart begins a new row.
+Bits InARow(const Bits& bits, const Bits& restart, std::int64_t m, std::int64_t& carried) {
+  Bits result{};
+  for (std::size_t w = 0; w < kWords; ++w) {
+    const std::uint64_t word = bits[w], restarts = restart[w];
+    // Most words hold no row that is long enough.
+    if (restarts == 0 && !MayHoldRow(word, w == 0 ? ~std::uint64_t{0} : bits[w - 1], m)) {
+      carried = std::countl_one(word) + (word == ~std::uint64_t{0} ? carried : 0);
+      continue;
+    }
+    for (std::size_t at = 0; at < kWord;) {
+      const std::uint64_t rest = word >> at;
+      const auto gap = static_cast<std::size_t>(std::countr_zero(rest));
+      if (gap > 0) carried = 0;
+      if (rest == 0) break;
+      at += gap;
+      if ((restarts >> at & 1) != 0) carried = 0;
+      auto ones = static_cast<std::size_t>(std::countr_one(word >> at));
+      const std::uint64_t later_restarts = (restarts >> at) & ~std::uint64_t{1};
+      if (later_restarts != 0)
+        ones = std::min(ones, static_cast<std::size_t>(std::countr_zero(later_restarts)));
+      const auto first = static_cast<std::size_t>(std::max<std::int64_t>(0, m - carried - 1));
+      if (first < ones)
+        result[w] |= (~std::uint64_t{0} >> (kWord - (ones - first))) << (at + first);
+      carried += static_cast<std::int64_t>(ones);
+      at += ones;
+    }
+  }
+  return result;
+}
+
+const Block::Zone& BeyondZone(Block& block, double zone) {
+  for (const Block::Zone& known : block.zones)
+    if (known.zone == zone) return known;
+  const double line =
+      zone + kTie;  // beyond this many sigmas is beyond the line and not tied with it
+  const Bits up =
+      BitsWhere(block.count, [&](auto i) { return block.d[i] > line * block.sigma[i]; });
+  const Bits down =
+      BitsWhere(block.count, [&](auto i) { return -block.d[i] > line * block.sigma[i]; });
+  block.zones.push_back({zone, And(up, block.visible), And(down, block.visible)});
+  return block.zones.back();
+}
+
+// Both sides among the last m points: keeps those of `bits` where it is so.
+Bits WithBothSides(const Bits& bits, const Block::Zone& zone, std::int64_t m, const RunState& s) {
+  Bits result{};
+  std::int64_t last_up = -s.since_up, last_down = -s.since_down;
+  ForEachSet(Or(zone.up, zone.down), [&](std::size_t i) {
+    const auto at = static_cast<std::int64_t>(i);
+    (IsSet(zone.up, i) ? last_up : last_down) = at;
+    if (IsSet(bits, i) && at - last_up < m && at - last_down < m)
+      result[i / kWord] |= std::uint64_t{1} << (i % kWord);
+  });
+  return result;
+}
 
 // m points in a row outside the zone.
-template <RuleSide side>
-bool RowFulfilled(RunState& s, bool up, bool down, std::int32_t m) {
-  s.run_up = up ? s.run_up + 1 : 0;
-  s.run_down = down ? s.run_down + 1 : 0;
-  if constexpr (side == RuleSide::Same) return std::max(s.run_up, s.run_down) >= m;
-  if constexpr (side == RuleSide::Upper) return s.run_up >= m;
-  if constexpr (side == RuleSide::Lower) return s.run_down >= m;
-  s.run = up || down ? s.run + 1 : 0;
-  if constexpr (side == RuleSide::Either) return s.run >= m;
-  s.since_up = up ? 0 : s.since_up + 1;
-  s.since_down = down ? 0 : s.since_down + 1;
-  return s.run >= m && s.since_up < m && s.since_down < m;
+Bits RowFulfilled(const Block& block, const Block::Zone& zone, RunState& s, std::int64_t m,
+                  RuleSide side) {
+  switch (side) {
+    case RuleSide::Upper:
+      return InARow(zone.up, block.restart, m, s.up);
+    case RuleSide::Lower:
+      return InARow(zone.down, block.restart, m, s.down);
+    case RuleSide::Same: {
+      const Bits up = InARow(zone.up, block.restart, m, s.up);
+      return Or(up, InARow(zone.down, block.restart, m, s.down));
+    }
+    case RuleSide::Either:
+      return InARow(Or(zone.up, zone.down), block.restart, m, s.any);
+    case RuleSide::Both: {
+      const Bits row = InARow(Or(zone.up, zone.down), block.restart, m, s.any);
+      return WithBothSides(row, zone, m, s);
+    }
+  }
+  return {};
+}
+
+// Points up to and with i among the last m, m <= 64.
+int CountBack(const Bits& bits, std::uint64_t before, std::size_t i, std::int64_t m) {
+  const std::size_t w = i / kWord, bit = i % kWord;
+  const std::uint64_t older = w == 0 ? before : bits[w - 1];
+  const std::uint64_t last =
+      bits[w] << (kWord - 1 - bit) | (bit == kWord - 1 ? 0 : older >> (bit + 1));
+  return std::popcount(last >> (static_cast<std::int64_t>(kWord) - m));
 }
 
 // k of the last m points outside the zone, this one among them.
-template <RuleSide side>
-bool WindowFulfilled(RunState& s, bool up, bool down, std::int32_t k, std::int32_t m) {
-  const std::uint64_t mask = ~std::uint64_t{0} >> (64 - m);
-  s.window_up = (s.window_up << 1 | std::uint64_t{up}) & mask;
-  s.window_down = (s.window_down << 1 | std::uint64_t{down}) & mask;
-  s.seen += 1;
-  if (s.seen < m || !(up || down)) return false;
-  const int above = std::popcount(s.window_up), below = std::popcount(s.window_down);
-  if constexpr (side == RuleSide::Same) return (up ? above : below) >= k;
-  if constexpr (side == RuleSide::Upper) return up && above >= k;
-  if constexpr (side == RuleSide::Lower) return down && below >= k;
-  return above + below >= k && (side == RuleSide::Either || (above > 0 && below > 0));
-}
-
-// Calls action.operator()<side>() for a side known at run time only: the loops inside have no
-// choice left in them.
-template <typename Action>
-auto WithSide(RuleSide side, Action action) {
-  switch (side) {
-    case RuleSide::Same:
-      return action.template operator()<RuleSide::Same>();
-    case RuleSide::Either:
-      return action.template operator()<RuleSide::Either>();
-    case RuleSide::Both:
-      return action.template operator()<RuleSide::Both>();
-    case RuleSide::Upper:
-      return action.template operator()<RuleSide::Upper>();
-    case RuleSide::Lower:
-      break;
-  }
-  return action.template operator()<RuleSide::Lower>();
-}
-
-// +1 above the point before, -1 below it, 0 for a tie or no point before.
-int DirectionFrom(double previous, double x, double sigma) {
-  const double step = x - previous,
-               tie = kTie * sigma;  // only points with a sigma above 0 come here
-  return static_cast<int>(step > tie) - static_cast<int>(step < -tie);
-}
-
-bool TrendFulfilled(RunState& s, double x, double sigma, std::int32_t m, RuleSide side) {
-  const int direction = DirectionFrom(s.previous, x, sigma);
-  s.previous = x;
-  s.run_up = direction > 0 ? s.run_up + 1 : 1;
-  s.run_down = direction < 0 ? s.run_down + 1 : 1;
-  return (side != RuleSide::Lower && s.run_up >= m) || (side != RuleSide::Upper && s.run_down >= m);
-}
-
-bool AlternateFulfilled(RunState& s, double x, double sigma, std::int32_t m) {
-  const int direction = DirectionFrom(s.previous, x, sigma);
-  s.run = direction == 0 ? 1 : direction == -s.direction ? s.run + 1 : 2;
-  s.direction = direction;
-  s.previous = x;
-  return s.run >= m;
-}
-
-// Runs `fulfilled(i)` over the points that the rule can see and begins anew where a run cannot go
-// on.
-template <typename Fulfilled>
-void Run(Block& block, RunState& kept, std::uint32_t bit, Fulfilled fulfilled) {
-  RunState state = kept;  // a copy of its own can stay in registers
-  if (block.plain) {
-    for (std::size_t i = 0; i < block.count; ++i) block.marks[i] |= fulfilled(state, i) ? bit : 0U;
-  } else {
-    for (std::size_t i = 0; i < block.count; ++i) {
-      if (block.restart[i] || block.sight[i] != Sight::All) state = RunState{};
-      if (block.sight[i] == Sight::All) block.marks[i] |= fulfilled(state, i) ? bit : 0U;
+Bits WindowFulfilled(const Block& block, const Block::Zone& zone, RunState& s,
+                     const RunRule& rule) {
+  const std::int64_t m = rule.m;
+  const Bits full = InARow(block.visible, block.restart, m, s.unbroken);
+  Bits result{};
+  ForEachSet(And(full, Or(zone.up, zone.down)), [&](std::size_t i) {
+    const bool up = IsSet(zone.up, i);
+    const int above = CountBack(zone.up, s.newest_up, i, m),
+              below = CountBack(zone.down, s.newest_down, i, m);
+    bool fulfilled = false;
+    switch (rule.side) {
+      case RuleSide::Same:
+        fulfilled = (up ? above : below) >= rule.k;
+        break;
+      case RuleSide::Either:
+        fulfilled = above + below >= rule.k;
+        break;
+      case RuleSide::Both:
+        fulfilled = above + below >= rule.k && above > 0 && below > 0;
+        break;
+      case RuleSide::Upper:
+        fulfilled = up && above >= rule.k;
+        break;
+      case RuleSide::Lower:
+        fulfilled = !up && below >= rule.k;
+        break;
     }
-  }
-  kept = state;
+    if (fulfilled) result[i / kWord] |= std::uint64_t{1} << (i % kWord);
+  });
+  return result;
 }
 
-void RunLimit(Block& block, std::uint32_t bit, RuleSide side) {
-  const bool upper = side != RuleSide::Lower, lower = side != RuleSide::Upper;
-  for (std::size_t i = 0; i < block.count; ++i) {
-    if (block.sight[i] == Sight::Nothing) continue;
-    const double x = block.x[i], sigma = block.sigma[i];
-    if ((upper && Above(x, block.ucl[i], sigma)) || (lower && Above(block.lcl[i], x, sigma)))
-      block.marks[i] |= bit;
-  }
-}
-
-void RunOne(Block& block, RunState& s, const RunRule& rule) {
-  const std::uint32_t bit = RuleBit(rule.number);
-  const std::int32_t k = rule.k, m = rule.m;
-  const RuleSide side = rule.side;
-  const double line =
-      rule.zone + kTie;  // beyond this many sigmas is beyond the line and not tied with it
-  const auto up = [&block, line](std::size_t i) { return block.d[i] > line * block.sigma[i]; };
-  const auto down = [&block, line](std::size_t i) { return -block.d[i] > line * block.sigma[i]; };
-  const auto outside = [&block, line](std::size_t i) {
-    return std::fabs(block.d[i]) > line * block.sigma[i];
+// Remembers the zone's points for the next block.
+void Keep(RunState& s, const Block::Zone& zone) {
+  const auto since = [](const Bits& bits, std::int64_t before) {
+    for (std::size_t w = kWords; w-- > 0;)
+      if (bits[w] != 0)
+        return static_cast<std::int64_t>((kWords - 1 - w) * kWord) + std::countl_zero(bits[w]) + 1;
+    return std::min(kNever, before + static_cast<std::int64_t>(kBlock));
   };
+  s.since_up = since(zone.up, s.since_up);
+  s.since_down = since(zone.down, s.since_down);
+  s.newest_up = zone.up[kWords - 1];
+  s.newest_down = zone.down[kWords - 1];
+}
+
+Bits ZoneFulfilled(Block& block, RunState& s, const RunRule& rule) {
+  const Block::Zone& zone = BeyondZone(block, rule.zone);
+  if (rule.kind == RuleKind::Within)
+    return InARow(AndNot(block.visible, Or(zone.up, zone.down)), block.restart, rule.m, s.any);
+  const Bits bits = rule.k < rule.m ? WindowFulfilled(block, zone, s, rule)
+                                    : RowFulfilled(block, zone, s, rule.m, rule.side);
+  Keep(s, zone);
+  return bits;
+}
+
+// m points that rise, or fall, are m - 1 steps.
+Bits TrendFulfilled(const Block& block, RunState& s, const RunRule& rule) {
+  Bits bits{};
+  if (rule.side != RuleSide::Lower) bits = InARow(block.rises, block.restart, rule.m - 1, s.up);
+  if (rule.side == RuleSide::Upper) return bits;
+  return Or(bits, InARow(block.falls, block.restart, rule.m - 1, s.down));
+}
+
+// m points up and down in turn are m - 2 changes of direction.
+Bits AlternateFulfilled(const Block& block, const Before& before, RunState& s,
+                        const RunRule& rule) {
+  Bits turns{};
+  std::uint64_t rose = before.rises ? 1 : 0, fell = before.falls ? 1 : 0;
+  for (std::size_t w = 0; w < kWords; ++w) {
+    turns[w] = (block.rises[w] & (block.falls[w] << 1 | fell)) |
+               (block.falls[w] & (block.rises[w] << 1 | rose));
+    rose = block.rises[w] >> (kWord - 1);
+    fell = block.falls[w] >> (kWord - 1);
+  }
+  return InARow(turns, block.restart, rule.m - 2, s.any);
+}
+
+Bits BeyondLimits(const Block& block, RuleSide side) {
+  const bool upper = side != RuleSide::Lower, lower = side != RuleSide::Upper;
+  const Bits beyond = BitsWhere(block.count, [&](std::size_t i) {
+    const double x = block.x[i], sigma = block.sigma[i];
+    return (upper && Above(x, block.ucl[i], sigma)) || (lower && Above(block.lcl[i], x, sigma));
+  });
+  return And(beyond, block.has_value);
+}
+
+Bits Fulfilled(Block& block, const Before& before, RunState& s, const RunRule& rule) {
   switch (rule.kind) {
     case RuleKind::Limit:
-      return RunLimit(block, bit, side);
+      return BeyondLimits(block, rule.side);
     case RuleKind::Zone:
     case RuleKind::Outside:
-      return WithSide(side, [&]<RuleSide kSide>() {
-        if (k == m)
-          Run(block, s, bit,
-              [=](RunState& t, auto i) { return RowFulfilled<kSide>(t, up(i), down(i), m); });
-        else
-          Run(block, s, bit,
-              [=](RunState& t, auto i) { return WindowFulfilled<kSide>(t, up(i), down(i), k, m); });
-      });
     case RuleKind::Within:
-      return Run(block, s, bit,
-                 [=](RunState& t, auto i) { return (t.run = outside(i) ? 0 : t.run + 1) >= m; });
+      return ZoneFulfilled(block, s, rule);
     case RuleKind::Trend:
-      return Run(block, s, bit, [&, m](RunState& t, auto i) {
-        return TrendFulfilled(t, block.x[i], block.sigma[i], m, side);
-      });
+      return TrendFulfilled(block, s, rule);
     case RuleKind::Alternate:
-      return Run(block, s, bit, [&, m](RunState& t, auto i) {
-        return AlternateFulfilled(t, block.x[i], block.sigma[i], m);
-      });
+      return AlternateFulfilled(block, before, s, rule);
     case RuleKind::Red:
     case RuleKind::Yellow2:
-      return;
+      break;
   }
+  return {};
 }
 
 // Takes used points from `next` on until the block is full or the input ends.
 void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   block.count = 0;
-  block.plain = true;
-  for (; next < in.points.size() && block.count < Block::kSize; ++next) {
+  block.has_value = block.visible = block.restart = {};
+  for (; next < in.points.size() && block.count < kBlock; ++next) {
     // A restart at a point that is not used holds for the next one that is.
     restart = restart || (!in.restart.empty() && in.restart[next] != 0);
     if (!in.used.empty() && in.used[next] == 0) continue;
@@ -206,16 +320,37 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
     block.sigma[i] = sigma;
     block.ucl[i] = in.ucl.empty() ? kNaN : in.ucl[next];
     block.lcl[i] = in.lcl.empty() ? kNaN : in.lcl[next];
-    block.restart[i] = restart;
     const bool has_value = !std::isnan(x) && (in.has_value.empty() || in.has_value[next] != 0);
-    block.sight[i] = !has_value                               ? Sight::Nothing
-                     : sigma > 0.0 && !std::isnan(block.d[i]) ? Sight::All
-                                                              : Sight::LimitsOnly;
-    block.plain = block.plain && !restart && block.sight[i] == Sight::All;
+    const bool visible = has_value && sigma > 0.0 && !std::isnan(block.d[i]);
+    block.has_value[i / kWord] |= std::uint64_t{has_value} << (i % kWord);
+    block.visible[i / kWord] |= std::uint64_t{visible} << (i % kWord);
+    block.restart[i / kWord] |= std::uint64_t{restart} << (i % kWord);
     restart = false;
     block.index[i] = next;
     block.marks[i] = 0;
   }
+}
+
+void FindDirections(Block& block, const Before& before) {
+  // Of two visible neighbours: +1 up, -1 down, 0 for a tie.
+  const auto step = [&](std::size_t i) {
+    return block.x[i] - (i == 0 ? before.x : block.x[i - 1]);
+  };
+  Bits joined{};  // the point before is visible and nothing restarts here
+  std::uint64_t earlier = before.is_visible ? 1 : 0;
+  for (std::size_t w = 0; w < kWords; ++w) {
+    joined[w] = block.visible[w] & (block.visible[w] << 1 | earlier) & ~block.restart[w];
+    earlier = block.visible[w] >> (kWord - 1);
+  }
+  const auto tie = [&](std::size_t i) { return kTie * block.sigma[i]; };
+  block.rises = And(joined, BitsWhere(block.count, [&](auto i) { return step(i) > tie(i); }));
+  block.falls = And(joined, BitsWhere(block.count, [&](auto i) { return step(i) < -tie(i); }));
+}
+
+Before LastOf(const Block& block) {
+  const std::size_t last = block.count - 1;
+  return {block.x[last], IsSet(block.visible, last), IsSet(block.rises, last),
+          IsSet(block.falls, last)};
 }
 
 }  // namespace
@@ -226,13 +361,25 @@ bool Above(double a, double b, double sigma) { return a - b > TieWidth(a, b, sig
 void EvaluateRules(const RunInput& input, std::span<const RunRule> rules,
                    std::span<std::uint32_t> marks) {
   std::fill(marks.begin(), marks.end(), 0U);
+  const bool directions = std::any_of(rules.begin(), rules.end(), [](const RunRule& rule) {
+    return rule.kind == RuleKind::Trend || rule.kind == RuleKind::Alternate;
+  });
   std::vector<RunState> states(rules.size());
   Block block;
+  Before before;
   std::size_t next = 0;
   bool restart = false;
   while (next < input.points.size()) {
     Fill(block, input, next, restart);
-    for (std::size_t r = 0; r < rules.size(); ++r) RunOne(block, states[r], rules[r]);
+    if (block.count == 0) break;
+    block.zones.clear();
+    if (directions) FindDirections(block, before);
+    for (std::size_t r = 0; r < rules.size(); ++r) {
+      const std::uint32_t bit = RuleBit(rules[r].number);
+      ForEachSet(Fulfilled(block, before, states[r], rules[r]),
+                 [&](std::size_t i) { block.marks[i] |= bit; });
+    }
+    if (directions) before = LastOf(block);
     for (std::size_t i = 0; i < block.count; ++i) marks[block.index[i]] = block.marks[i];
   }
 }
@@ -259,21 +406,52 @@ PieceZone ZoneOf(double value, double lsl, double target, double usl) {
   return PieceZone::Green;
 }
 
+namespace {
+
+// Pieces in a row on a side, or on either.
+struct PieceRow {
+  std::int64_t run = 0, run_up = 0, run_down = 0;
+  // Pieces since the last one on that side; 0: this one.
+  std::int64_t since_up = kNever, since_down = kNever;
+};
+
+bool PieceFulfils(PieceRow& s, bool up, bool down, std::int32_t m, RuleSide side) {
+  s.run_up = up ? s.run_up + 1 : 0;
+  s.run_down = down ? s.run_down + 1 : 0;
+  s.run = up || down ? s.run + 1 : 0;
+  s.since_up = up ? 0 : s.since_up + 1;
+  s.since_down = down ? 0 : s.since_down + 1;
+  switch (side) {
+    case RuleSide::Same:
+      return s.run_up >= m || s.run_down >= m;
+    case RuleSide::Either:
+      return s.run >= m;
+    case RuleSide::Both:
+      return s.run >= m && s.since_up < m && s.since_down < m;
+    case RuleSide::Upper:
+      return s.run_up >= m;
+    case RuleSide::Lower:
+      return s.run_down >= m;
+  }
+  return false;
+}
+
+}  // namespace
+
 void EvaluatePreControl(std::span<const PieceZone> pieces, std::span<const RunRule> rules,
                         std::span<std::uint32_t> marks) {
   std::fill(marks.begin(), marks.end(), 0U);
   for (const RunRule& rule : rules) {
     const std::uint32_t bit = RuleBit(rule.number);
-    RunState state;
+    PieceRow state;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
       const PieceZone zone = pieces[i];
       const bool up = zone == PieceZone::UpperYellow, down = zone == PieceZone::LowerYellow;
       const bool red_up = zone == PieceZone::UpperRed, red_down = zone == PieceZone::LowerRed;
-      const bool fulfilled = WithSide(rule.side, [&]<RuleSide kSide>() {
-        return rule.kind == RuleKind::Red       ? RowFulfilled<kSide>(state, red_up, red_down, 1)
-               : rule.kind == RuleKind::Yellow2 ? RowFulfilled<kSide>(state, up, down, rule.m)
-                                                : false;
-      });
+      const bool fulfilled =
+          rule.kind == RuleKind::Red       ? PieceFulfils(state, red_up, red_down, 1, rule.side)
+          : rule.kind == RuleKind::Yellow2 ? PieceFulfils(state, up, down, rule.m, rule.side)
+                                           : false;
       if (fulfilled) marks[i] |= bit;
     }
   }

@@ -184,5 +184,54 @@ TEST(EvaluateRules, AgreesWithLookingAtEveryWindow) {
         << "rule " << rule.number << " was hardly tried";
 }
 
+// Points stay on one side for up to 400 points, across the words and blocks that rules work in.
+TEST(EvaluateRules, RowsOfAnyLengthAreFollowed) {
+  std::vector<RunRule> rules;
+  for (const std::int32_t m : {2, 63, 64, 65, 66, 127, 128, 129, 200, 300}) {
+    const auto number = static_cast<std::int32_t>(rules.size());
+    rules.push_back({number, 0, RuleKind::Zone, m, m, 0.0, RuleSide::Same, ""});
+  }
+  rules.push_back({16, 0, RuleKind::Outside, 150, 150, 0.5, RuleSide::Both, ""});
+  rules.push_back({17, 0, RuleKind::Within, 90, 90, 2.0, RuleSide::Either, ""});
+  rules.push_back({18, 0, RuleKind::Trend, 80, 80, 0.0, RuleSide::Same, ""});
+  rules.push_back({19, 0, RuleKind::Alternate, 70, 70, 0.0, RuleSide::Either, ""});
+  ASSERT_EQ(CheckRules(rules), "");
+  std::mt19937_64 random(5);
+  Sequence s;
+  while (s.points.size() < 6000) {
+    const auto length = 1 + random() % 400;
+    const auto shape = random() % 4;
+    const double side = random() % 2 == 0 ? 1.0 : -1.0;
+    for (std::uint64_t i = 0; i < length; ++i) {
+      const double turn = i % 2 == 0 ? 1.0 : -1.0, slope = 0.01 * static_cast<double>(i);
+      s.points.push_back(shape == 0   ? side
+                         : shape == 1 ? side * (0.1 + slope)
+                         : shape == 2 ? turn
+                                      : 1.5 * side);
+      s.restart.push_back(random() % 700 == 0 ? 1 : 0);
+      s.used.push_back(random() % 90 == 0 ? 0 : 1);
+    }
+  }
+  const auto count = s.points.size();
+  s.centre.assign(count, 0.0);
+  s.sigma.assign(count, 1.0);
+  s.ucl.assign(count, 3.0);
+  s.lcl.assign(count, -3.0);
+  s.has_value.assign(count, 1);
+  const auto marks = EvaluateRules(s.Input(), rules);
+  std::uint32_t seen = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint32_t expected = 0;
+    for (const RunRule& rule : rules) {
+      if (Fulfilled(s, rule, i)) expected |= RuleBit(rule.number);
+    }
+    seen |= expected;
+    ASSERT_EQ(marks[i], expected) << "point " << i;
+  }
+  for (const RunRule& rule : rules) {
+    EXPECT_NE(seen & RuleBit(rule.number), 0U) << "rule " << rule.number << " was never tried";
+  }
+}
+
 }  // namespace
 }  // namespace orvspc::engine
