@@ -50,6 +50,7 @@ void GetAlarmMask(const Request& request, std::int32_t chart_word, std::int32_t 
                   Array<std::int32_t>& alarm_mask) {
   Traced("CCAnalysis.GetAlarmMask", [&] {
     alarm_mask.Dimension(0, 2);
+    // Deliberate: nested in the bracket of the road, so what is kept and given back here is 0.
     const std::int32_t kept = request.database.DatabaseValue(0);
     request.platform.DBLib().VLXDBL_GETALARMMASK(0, request.database.ConnectionHandle(),
                                                  request.info, request.filter, chart_word,
@@ -126,9 +127,7 @@ void CollectVariable(const Request& request, std::int32_t chart_word, API_CCResu
   cc_module::LoadVariableAlarms(library, record, request.results);
   FetchLimitRows(run, record);
   groups::BuildGroupInformation(processing, record);
-  library.VLXCRT_VAR_LIMITS(0, record.MeanEstimate, record.SPEstimate, record.SWEstimate,
-                            record.Graphs[0].AverageSize, record.Graphs[1].AverageSize,
-                            record.Graphs[2].AverageSize);
+  ReadEstimates(library, record);
   if (processing.Graph1Type() != ccGraph1Pc) FetchCalculatedLimits(run, record, graphs);
   FetchLimitsInForce(run, record, graphs);
   ProcessSpecLim(record);
@@ -157,8 +156,8 @@ void CollectAttribute(const Request& request, std::int32_t chart_word, API_CCRes
   ProcessSpecLim(record);
 }
 
-// The roads. A failure leaves the run open and the database's value taken; the next analysis ends
-// what is left before it starts.
+// The roads.
+// Deliberate: a failure skips END and the second DatabaseValue; the next run ends what is open.
 bool AnalyzeVariableDataSelect(const Request& request) {
   return Traced("CCAnalysis.AnalyzeVariableDataSelect", [&] {
     auto& library = request.platform.CtrlChrt();
@@ -194,6 +193,7 @@ bool AnalyzeAttributeDataSelect(const Request& request) {
     const std::int32_t connection = request.database.ConnectionHandle();
     // Deliberate: the option goes here, not its weight.
     const auto ewma = static_cast<double>(processing.EWMA());
+    // Deliberate: both go whatever Economic says; FixEconomic relies on that and keeps them.
     double aql_value = processing.AQLValue();
     double aql_producer_risk = processing.AQLProducerRisk();
     const std::int32_t chart_word =

@@ -35,7 +35,8 @@ std::optional<std::vector<T>> CCGraphData::All(const Array<T>& field, std::int32
 }
 
 // Every per-point property with its array form, the field behind both, and the count that guards
-// each. Deliberate: a set without overlays still gives a present, empty array of them.
+// each.
+// Deliberate: a set without overlays still gives a present, empty array of them.
 #define ORVSPC_POINT_FIELD(type, property, array_form, field, guard, array_guard)               \
   type CCGraphData::property() const {                                                          \
     return Traced("CCGraphData." #property "(g)",                                               \
@@ -116,16 +117,15 @@ std::string CCGraphData::OOCText() {
 }
 
 bool CCGraphData::HasControlLimits() const {
-  return Traced("CCGraphData.HasControlLimits(g)", [&] { return record_.Cls.IsDimensioned(); });
+  return Traced("CCGraphData.HasControlLimits", [&] { return record_.Cls.IsDimensioned(); });
 }
 
 bool CCGraphData::HasSpecificationLimits() const {
-  return Traced("CCGraphData.HasSpecificationLimits(g)",
-                [&] { return record_.USLs.IsDimensioned(); });
+  return Traced("CCGraphData.HasSpecificationLimits", [&] { return record_.USLs.IsDimensioned(); });
 }
 
 bool CCGraphData::HasOverlays() const {
-  return Traced("CCGraphData.HasOverlays(g)", [&] { return record_.Overlays.IsDimensioned(); });
+  return Traced("CCGraphData.HasOverlays", [&] { return record_.Overlays.IsDimensioned(); });
 }
 
 void CCGraphData::Load(const Friend&, API_CCGraph&& record,
@@ -133,6 +133,7 @@ void CCGraphData::Load(const Friend&, API_CCGraph&& record,
   Traced("CCGraphData.Load", [&] {
     record_ = std::exchange(record, {});
     rule_def_ = std::move(rule_def);
+    // Deliberate: not the count of Points; the guards of all Gets and every move rely on it.
     count_ = record_.cOOCs.Count();
     oos_count_ = record_.OOSs.Count();
     overlay_count_ = record_.Overlays.Count();
@@ -146,20 +147,20 @@ void CCGraphData::ForgetRules() {
   rules_ = nullptr;
 }
 
-std::shared_ptr<platform::RuleDef> CCGraphData::GetOOCRuleDef(std::int32_t flags) const {
+std::shared_ptr<platform::RuleDef> CCGraphData::GetOOCRuleDef(std::int32_t Flags) const {
   return Traced("CCGraphData.GetOOCRuleDef", [&] {
     auto broken = PlatformInForce()->MakeRuleDef();
-    if (!rule_def_ || flags == 0 || !rule_def_->MoveFirst()) return broken;
+    if (!rule_def_ || Flags == 0 || !rule_def_->MoveFirst()) return broken;
     do {
-      if ((flags & BitOfRule(rule_def_->Number())) != 0) broken->Add(*rule_def_);
+      if ((Flags & BitOfRule(rule_def_->Number())) != 0) broken->Add(*rule_def_);
     } while (rule_def_->MoveNext());
     return broken;
   });
 }
 
-std::string CCGraphData::GetOOCText(const std::shared_ptr<platform::RuleDef>& rules) const {
+std::string CCGraphData::GetOOCText(const std::shared_ptr<platform::RuleDef>& RuleDef) const {
   return Traced("CCGraphData.GetOOCText",
-                [&] { return rules && rules->MoveFirst() ? rules->Text() : std::string(); });
+                [&] { return RuleDef && RuleDef->MoveFirst() ? RuleDef->Text() : std::string(); });
 }
 
 }  // namespace orvspc

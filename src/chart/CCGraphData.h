@@ -115,8 +115,8 @@ class CCGraphData : public platform::Object {
 
   bool Moved(bool stands);
   void ForgetRules();
-  std::shared_ptr<platform::RuleDef> GetOOCRuleDef(std::int32_t flags) const;
-  std::string GetOOCText(const std::shared_ptr<platform::RuleDef>& rules) const;
+  std::shared_ptr<platform::RuleDef> GetOOCRuleDef(std::int32_t Flags) const;
+  std::string GetOOCText(const std::shared_ptr<platform::RuleDef>& RuleDef) const;
 
   API_CCGraph record_;
   std::shared_ptr<platform::RuleDef> rule_def_;

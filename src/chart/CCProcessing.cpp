@@ -131,6 +131,7 @@ void CCProcessing::FixEWMA() {
 }
 
 bool CCProcessing::AllowEWMA() const {
+  // Deliberate: false for every chart; FixEWMA relies on it to keep EWMA and EWMAWeight.
   return Traced("CCProcessing.AllowEWMA", [] { return false; });
 }
 
@@ -210,6 +211,7 @@ bool CCProcessing::SetXML(std::string_view XML) {
 
 bool CCProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {
   return Traced("CCProcessing.SetXMLNode", [&] {
+    // Deliberate: no bound and no rule is applied; what was written comes back unchanged.
     Fields::ForEach([&](const auto& field) { Read(Node, field, settings_); });
     return true;
   });

@@ -28,19 +28,27 @@ std::shared_ptr<Table> Loaded(std::shared_ptr<Table>& cached, Array<Record>& rec
   return cached;
 }
 
+// The rows with their groups. Everything moves, nothing is copied but the group identifiers, which
+// the record keeps; a failure leaves the record as it was.
+void LoadRows(orvspc::SubgroupData& data, API_CCResults& record) {
+  auto group_ids = record.GroupIDs.Copy();
+  data.LoadStructures(Friend{}, std::move(record.Subgroups), std::move(record.Tests), {}, {});
+  try {
+    data.LoadGroupArrays(Friend{}, std::move(record.GroupStart), std::move(record.GroupEnd),
+                         std::move(record.GroupIndex), std::move(group_ids));
+  } catch (...) {
+    data.ReturnRows(Friend{}, record.Subgroups, record.Tests);
+    throw;
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<orvspc::SubgroupData> CCResults::SubgroupData() {
   return Traced("CCResults.SubgroupData(g)", [&] {
     if (!subgroup_data_) {
       auto data = std::make_shared<orvspc::SubgroupData>();
-      if (record_.Totals.SubgroupCount != 0) {
-        auto group_ids = record_.GroupIDs.Copy();  // the record keeps its own
-        data->LoadStructures(Friend{}, std::move(record_.Subgroups), std::move(record_.Tests), {},
-                             {});
-        data->LoadGroupArrays(Friend{}, std::move(record_.GroupStart), std::move(record_.GroupEnd),
-                              std::move(record_.GroupIndex), std::move(group_ids));
-      }
+      if (record_.Totals.SubgroupCount != 0) LoadRows(*data, record_);
       record_.Tests.Erase();
       record_.Subgroups.Erase();
       record_.GroupIndex.Erase();

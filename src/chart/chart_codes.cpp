@@ -14,6 +14,7 @@ struct Pair {
   std::int32_t code;
 };
 
+// Deliberate: both best guesses send 0; the chart library relies on which function is called.
 constexpr Pair<ccGraph1Types> kGraph1[] = {
     {ccGraph1BestGuessVariable, 0x000},
     {ccGraph1XBar, 0x100},
@@ -32,6 +33,7 @@ constexpr Pair<ccGraph1Types> kGraph1[] = {
     {ccGraph1U, 0xF00},
 };
 
+// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then tells no first graph.
 constexpr Pair<ccGraph1Types> kGraph1Back[] = {
     {ccGraph1XBar, 0x100}, {ccGraph1XMed, 0x200}, {ccGraph1Ix, 0x300},   {ccGraph1Ma, 0x400},
     {ccGraph1Pc, 0x500},   {ccGraph1Ppt, 0x800},  {ccGraph1Dpto, 0x900}, {ccGraph1Ppm, 0xA00},

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "chart/ChartResultRecord.h"
 #include "frame/Array.h"
 #include "frame/Checked.h"
 #include "platform/CtrlChrt6.h"
@@ -30,5 +31,13 @@ class ChartRun {
   platform::CtrlChrt6& library_;
   DataCall data_;
 };
+
+// The limits call of the variable road: the three estimates and the average size of each graph. The
+// third graph has its place whether there is a chart on it or not.
+inline void ReadEstimates(platform::CtrlChrt6& library, API_CCResults& record) {
+  library.VLXCRT_VAR_LIMITS(0, record.MeanEstimate, record.SPEstimate, record.SWEstimate,
+                            record.Graphs[0].AverageSize, record.Graphs[1].AverageSize,
+                            record.Graphs[2].AverageSize);
+}
 
 }  // namespace orvspc

@@ -13,6 +13,7 @@ namespace orvspc::groups {
 namespace {
 
 // What the grouping compares; null for a value outside the enumeration.
+// Deliberate: the identifiers then stay 0, and the walk relies on that to part every subgroup.
 std::int32_t API_SubgroupData::*IdentifierField(ccGroupByTypes group_by) {
   switch (group_by) {
     case ccGroupByNone:

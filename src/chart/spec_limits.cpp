@@ -47,6 +47,7 @@ struct ActiveRow {
 
   explicit ActiveRow(const API_CCSpecLim& row)
       : key(row.F_PART, row.F_TEST_), enabled(row.F_EFLAG), active(row.F_AFLAG) {
+    // Deliberate: nothing checks that an active limit was ever set; one that was not is 0.0.
     for (std::size_t i = 0; i < std::size(kUpper); ++i) {
       upper[i] = (active & kUpper[i].bit) != 0 ? double{row.*kUpper[i].value} : kInfinity;
       lower[i] = (active & kLower[i].bit) != 0 ? double{row.*kLower[i].value} : -kInfinity;
@@ -116,6 +117,7 @@ void ProcessSpecLim(API_CCResults& record) {
       }
       std::int32_t broken = 0;
       for (const ActiveRow& row : matching) {
+        // Deliberate: a later row overwrites the flags, while the marks of all rows gather.
         graph.EFlags[i] = row.enabled;
         graph.AFlags[i] = row.active;
         if (row.active == 0 || subgroup.Flag != sfEnabled) continue;

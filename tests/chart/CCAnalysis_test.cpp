@@ -3,18 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "tests/chart/analysis.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 namespace orvspc {
 namespace {
 
 using chart_test::Analysis;
-using chart_test::FailureOf;
+using fake::FailureOf;
 using platform::ChartData;
 using Lines = std::vector<std::string>;
 
@@ -147,6 +149,28 @@ TEST(CCAnalysis, TheFlatSelectionReachesTheChartLibrary) {
   EXPECT_EQ(run.select->MaximumItems(), 40) << "what the library writes back is dropped";
 }
 
+TEST(CCAnalysis, TheAlarmMaskIsAskedForTheSelectionAsTheProcessCallLeftIt) {
+  for (const std::int32_t word : {0x100, 0xD00}) {
+    Analysis run;
+    run.select->MaximumItems(40);
+    run.select->Descriptors()->Add(dtPart)->AddItemID(7);
+    API_DSInfo left{};
+    std::vector<std::int32_t> cells;
+    run.script().rewrite = [&](API_DSInfo& info, std::span<std::int32_t> filter) {
+      info.SubgroupEnd = 123;
+      filter.back() = 456;
+      left = info;
+      cells.assign(filter.begin(), filter.end());
+    };
+    run.Analyze(word == 0x100 ? ccGraph1XBar : ccGraph1P, word);
+    const API_DSInfo& seen = run.platform->world().alarm_mask_info;
+    EXPECT_EQ(seen.Count, 40);
+    EXPECT_EQ(seen.SubgroupEnd, 123);
+    EXPECT_EQ(std::memcmp(&seen, &left, sizeof left), 0);
+    EXPECT_EQ(run.platform->world().alarm_mask_filter, cells);
+  }
+}
+
 TEST(CCAnalysis, NoDataGivesAnEmptyResultThatKeepsTheRequest) {
   for (const std::int32_t graph1 : {1, 12}) {
     Analysis run;
@@ -161,7 +185,7 @@ TEST(CCAnalysis, NoDataGivesAnEmptyResultThatKeepsTheRequest) {
     EXPECT_EQ(results->MeanEstimate(), 0.0);
     const std::string road = graph1 == 1 ? "VLXCRT_VAR_" : "VLXCRT_ATTR_";
     EXPECT_EQ(run.log().Count(road + "DATA"), 0);
-    EXPECT_EQ(run.log().Count(road + "LIMITS"), 0);
+    EXPECT_EQ(run.log().Count("VLXCRT_VAR_LIMITS"), 0);
     EXPECT_EQ(run.log().Count(road + "END"), 2) << "before and after";
     EXPECT_EQ(run.database->value, 5);
   }
@@ -186,17 +210,25 @@ TEST(CCAnalysis, APcChartHasNoCalculatedLimitsOnAnyGraph) {
     const auto data = results->Graphs(index)->GraphData();
     EXPECT_TRUE(data->HasControlLimits());
     EXPECT_EQ(data->GetcCLs(), std::vector<double>{});
-    EXPECT_EQ(FailureOf([&] { data->cCL(); }).number, 9);
+    EXPECT_EQ(FailureOf([&] { data->cCL(); }).Number(), 9);
     EXPECT_EQ(data->CL(), 0.0);
   }
 }
 
 TEST(CCAnalysis, WithoutLimitRowsThereAreNoSpecificationLimitsButMarksOfZero) {
   Analysis run;
-  const auto results = run.Analyze(1, 0x110);
-  EXPECT_EQ(run.log().Count(Data("VAR", "[2 x 8]", 18, 1)), 0);
+  const auto results = run.Analyze(1, 0x111);
+  for (const int code : {18, 19, 20})
+    EXPECT_EQ(run.log().Count(Data("VAR", "[2 x 8]", code, 1)), 0) << code;
+  for (const auto index : {ccGraphType1, ccGraphType2, ccGraphType3}) {
+    const auto data = results->Graphs(index)->GraphData();
+    EXPECT_FALSE(data->HasSpecificationLimits()) << index;
+    EXPECT_EQ(data->GetUSLs(), std::vector<double>{}) << index;
+    EXPECT_EQ(data->GetTargets(), std::vector<double>{}) << index;
+    EXPECT_EQ(data->GetLSLs(), std::vector<double>{}) << index;
+    EXPECT_EQ(FailureOf([&] { data->USL(); }).Number(), 9) << index;
+  }
   const auto first = results->Graphs(ccGraphType1)->GraphData();
-  EXPECT_FALSE(first->HasSpecificationLimits());
   EXPECT_EQ(first->GetOOSs(), (std::vector<std::int32_t>{0, 0}));
   EXPECT_EQ(first->AFlag(), 0);
   EXPECT_EQ(first->EFlag(), 0);
@@ -219,6 +251,18 @@ TEST(CCAnalysis, OnlyTheFirstGraphHasSpecificationLimitsAndTheirMarks) {
     EXPECT_EQ(data->GetAFlags(), std::nullopt);
     EXPECT_EQ(data->GetEFlags(), std::nullopt);
   }
+}
+
+TEST(CCAnalysis, USLOnTheSecondGraphFailsWithSubscript) {
+  Analysis run;
+  run.script().spec_lims.resize(1);
+  const auto results = run.Analyze(1, 0x110);
+  const auto second = results->Graphs(ccGraphType2)->GraphData();
+  ASSERT_EQ(second->Count(), 2);
+  EXPECT_FALSE(second->HasSpecificationLimits());
+  const auto caught = FailureOf([&] { second->USL(); });
+  EXPECT_EQ(caught.Number(), 9);
+  EXPECT_EQ(caught.Source(), "CCGraphData.USL(g)|orvSPCAnalysis6");
 }
 
 TEST(CCAnalysis, AChartTypeOutsideTheEnumerationTakesTheAttributeRoad) {
@@ -257,14 +301,28 @@ TEST(CCAnalysis, TheSecondGraphOfAnAttributeRequestGoesIntoTheWordAndIsGoneAfter
   EXPECT_EQ(results->GraphCount(), 1);
 }
 
-TEST(CCAnalysis, AnAttributeAnalysisHasNoEstimatesAndNoLimitsCall) {
-  Analysis run;
-  run.script().mean_estimate = 3.0;
-  const auto results = run.Analyze(ccGraph1C, 0xE00);
-  EXPECT_EQ(run.log().Count("VLXCRT_VAR_LIMITS"), 0);
-  EXPECT_EQ(results->MeanEstimate(), 0.0);
-  EXPECT_EQ(results->SPEstimate(), 0.0);
-  EXPECT_EQ(results->SWEstimate(), 0.0);
+struct Attribute {
+  ccGraph1Types asked;
+  std::int32_t word;
+};
+
+TEST(CCAnalysis, EveryAttributeAnalysisHasEstimatesOfZeroAndNoLimitsCall) {
+  for (const Attribute& row :
+       {Attribute{ccGraph1BestGuessAttribute, 0xD00}, Attribute{ccGraph1Ppt, 0x800},
+        Attribute{ccGraph1Dpto, 0x900}, Attribute{ccGraph1Ppm, 0xA00},
+        Attribute{ccGraph1Dpmo, 0xB00}, Attribute{ccGraph1Np, 0xC00}, Attribute{ccGraph1P, 0xD00},
+        Attribute{ccGraph1C, 0xE00}, Attribute{ccGraph1U, 0xF00}}) {
+    Analysis run;
+    run.script().mean_estimate = 3.0;
+    run.script().sp_estimate = 4.0;
+    run.script().sw_estimate = 5.0;
+    const auto results = run.Analyze(row.asked, row.word);
+    ASSERT_EQ(results->TotalSubgroups(), 2) << row.asked;
+    EXPECT_EQ(run.log().Count("VLXCRT_VAR_LIMITS"), 0) << row.asked;
+    EXPECT_EQ(results->MeanEstimate(), 0.0) << row.asked;
+    EXPECT_EQ(results->SPEstimate(), 0.0) << row.asked;
+    EXPECT_EQ(results->SWEstimate(), 0.0) << row.asked;
+  }
 }
 
 TEST(CCAnalysis, AWordWithoutAFirstGraphRunsNoPassOnTheAttributeRoad) {
@@ -278,7 +336,18 @@ TEST(CCAnalysis, AWordWithoutAFirstGraphRunsNoPassOnTheAttributeRoad) {
   EXPECT_EQ(results->TotalSubgroups(), 2);
 }
 
-TEST(CCAnalysis, DefectOpportunitiesComeWithAttributeChartsAlone) {
+TEST(CCAnalysis, TheVariableRoadNeverFetchesDefectOpportunities) {
+  for (std::int32_t type = ccGraph1XBar; type <= ccGraph1Pc; ++type) {
+    Analysis run;
+    run.script().def_opps.resize(2);
+    const auto results = run.Analyze(type, type * 0x100);
+    ASSERT_EQ(results->TotalSubgroups(), 2) << type;
+    EXPECT_EQ(run.log().Count("VLXCRT_VAR_DATA(0, [2 x 40], 17"), 0) << type;
+    EXPECT_EQ(FailureOf([&] { results->DefOpp(); }).Number(), 9) << "rows told but not there";
+  }
+}
+
+TEST(CCAnalysis, WithoutDefectOpportunitiesNothingIsFetchedAndTheTableIsEmpty) {
   for (const std::int32_t count : {0, 2}) {
     Analysis run;
     run.script().def_opps.resize(static_cast<std::size_t>(count));
@@ -399,9 +468,9 @@ TEST(CCAnalysis, ABadDescriptorFailsBeforeAnyNativeCall) {
   Analysis run;
   run.select->Descriptors()->Add(dtPart);
   const auto caught = FailureOf([&] { run.Analyze(1, 0x100); });
-  EXPECT_EQ(caught.number, -2147221504);
-  EXPECT_TRUE(caught.source.starts_with("CCAnalysis.AnalyzeDataSelect|DataSelect.API_GetData|"))
-      << caught.source;
+  EXPECT_EQ(caught.Number(), -2147221504);
+  EXPECT_TRUE(caught.Source().starts_with("CCAnalysis.AnalyzeDataSelect|DataSelect.API_GetData|"))
+      << caught.Source();
   EXPECT_EQ(run.log().Count("VLX"), 0);
   EXPECT_EQ(run.log().Count("Database.DatabaseValue"), 0);
 }
@@ -410,20 +479,21 @@ TEST(CCAnalysis, WrongAndMissingObjectsFail) {
   Analysis run;
   const auto no_database =
       FailureOf([&] { CCAnalysis().AnalyzeDataSelect(run.select, run.select, run.processing); });
-  EXPECT_EQ(no_database.number, 13);
-  EXPECT_EQ(no_database.source,
+  EXPECT_EQ(no_database.Number(), 13);
+  EXPECT_EQ(no_database.Source(),
             "CCAnalysis.AnalyzeDataSelect|Support.ResolveDatabase|orvSPCAnalysis6");
   EXPECT_EQ(FailureOf([&] {
               CCAnalysis().AnalyzeDataSelect(nullptr, run.select, run.processing);
-            }).number,
+            }).Number(),
             91);
   EXPECT_EQ(FailureOf([&] {
               CCAnalysis().AnalyzeDataSelect(run.database, nullptr, run.processing);
-            }).source,
+            }).Source(),
             "CCAnalysis.AnalyzeDataSelect|orvSPCAnalysis6");
-  EXPECT_EQ(
-      FailureOf([&] { CCAnalysis().AnalyzeDataSelect(run.database, run.select, nullptr); }).number,
-      91);
+  EXPECT_EQ(FailureOf([&] {
+              CCAnalysis().AnalyzeDataSelect(run.database, run.select, nullptr);
+            }).Number(),
+            91);
 }
 
 struct BadTotals {
@@ -444,8 +514,8 @@ TEST(CCAnalysis, CountsThatCannotBeLengthsFail) {
     Analysis run;
     run.script().totals = row.totals;
     const auto caught = FailureOf([&] { run.Analyze(1, 0x100); });
-    EXPECT_EQ(caught.number, row.number) << row.reason;
-    EXPECT_EQ(caught.source,
+    EXPECT_EQ(caught.Number(), row.number) << row.reason;
+    EXPECT_EQ(caught.Source(),
               "CCAnalysis.AnalyzeDataSelect|CCAnalysis.AnalyzeVariableDataSelect|orvSPCAnalysis6")
         << row.reason;
   }
@@ -458,10 +528,10 @@ TEST(CCAnalysis, AFailureInTheMiddleLeavesTheRunOpenAndTheNextAnalysisStartsClea
     run.log().FailOn("Database.ConnectionHandle", 2);  // of the alarm mask
     const auto caught =
         FailureOf([&] { run.Analyze(variable ? 1 : 12, variable ? 0x100 : 0xD00); });
-    EXPECT_EQ(caught.number, -2147217900);
-    EXPECT_EQ(caught.source, std::string("CCAnalysis.AnalyzeDataSelect|CCAnalysis.Analyze") +
-                                 (variable ? "Variable" : "Attribute") +
-                                 "DataSelect|CCAnalysis.GetAlarmMask|Outside.Object");
+    EXPECT_EQ(caught.Number(), -2147217900);
+    EXPECT_EQ(caught.Source(), std::string("CCAnalysis.AnalyzeDataSelect|CCAnalysis.Analyze") +
+                                   (variable ? "Variable" : "Attribute") +
+                                   "DataSelect|CCAnalysis.GetAlarmMask|Outside.Object");
     EXPECT_EQ(run.log().Count(end), 1) << "only the one before the run";
     EXPECT_EQ(run.log().Count("Database.DatabaseValue"), 2) << "taken twice, never given back";
     EXPECT_EQ(run.database->value, 0);
@@ -480,7 +550,7 @@ TEST(CCAnalysis, AFailureOfTheDatabaseLeavesBeforeTheRunIsOpened) {
   Analysis run;
   run.log().FailOn("Database.DatabaseValue");
   const auto caught = FailureOf([&] { run.Analyze(1, 0x100); });
-  EXPECT_EQ(caught.source,
+  EXPECT_EQ(caught.Source(),
             "CCAnalysis.AnalyzeDataSelect|CCAnalysis.AnalyzeVariableDataSelect|Outside.Object");
   EXPECT_EQ(run.log().Count("VLXCRT_"), 0);
 }
@@ -493,8 +563,8 @@ TEST(CCAnalysis, TestRowsOutsideTheTestsEndTheAnalysis) {
   row.F_EFLAG = row.F_AFLAG = slfUSL;
   run.script().spec_lims = {row};
   const auto caught = FailureOf([&] { run.Analyze(1, 0x100); });
-  EXPECT_EQ(caught.number, 9);
-  EXPECT_EQ(caught.source,
+  EXPECT_EQ(caught.Number(), 9);
+  EXPECT_EQ(caught.Source(),
             "CCAnalysis.AnalyzeDataSelect|CCAnalysis.AnalyzeVariableDataSelect|"
             "CCAnalysis.ProcessSpecLim|orvSPCAnalysis6");
 }
@@ -502,7 +572,10 @@ TEST(CCAnalysis, TestRowsOutsideTheTestsEndTheAnalysis) {
 TEST(CCAnalysis, WithoutAPlatformItFailsWithItsWords) {
   Analysis run;
   const platform::Scope none(nullptr);
-  EXPECT_EQ(FailureOf([&] { run.Analyze(); }).number, -2147221504);
+  const auto caught = FailureOf([&] { run.Analyze(); });
+  EXPECT_EQ(caught.Number(), -2147221504);
+  EXPECT_EQ(caught.Description(), "No platform is installed");
+  EXPECT_EQ(caught.Source(), "CCAnalysis.AnalyzeDataSelect|Support.ResolveRuleDef|orvSPCAnalysis6");
 }
 
 }  // namespace

@@ -149,16 +149,22 @@ TEST(CCProcessing, FixProcessingTakesAwayWhatTheDecisionTableForbids) {
   }
 }
 
-TEST(CCProcessing, PcAndNpChartsLoseTheCusumAndKeepIndividuals) {
-  for (const auto type : {ccGraph1Pc, ccGraph1Np}) {
-    CCProcessing processing;
-    processing.Graph1Type(type);
-    processing.Cusum(ccCusumStandard);
-    processing.Individuals(true);
-    processing.FixProcessing();
-    EXPECT_EQ(processing.Cusum(), ccCusumNone);
-    EXPECT_TRUE(processing.Individuals());
-  }
+void ExpectTheCusumGoesAndIndividualsStay(ccGraph1Types type) {
+  CCProcessing processing;
+  processing.Graph1Type(type);
+  processing.Cusum(ccCusumStandard);
+  processing.Individuals(true);
+  processing.FixProcessing();
+  EXPECT_EQ(processing.Cusum(), ccCusumNone);
+  EXPECT_TRUE(processing.Individuals());
+}
+
+TEST(CCProcessing, APcChartLosesTheCusumAndKeepsIndividuals) {
+  ExpectTheCusumGoesAndIndividualsStay(ccGraph1Pc);
+}
+
+TEST(CCProcessing, AnNpChartLosesTheCusumAndKeepsIndividuals) {
+  ExpectTheCusumGoesAndIndividualsStay(ccGraph1Np);
 }
 
 TEST(CCProcessing, EconomicGoesWithAShortRunAndStaysWithATarget) {

@@ -5,12 +5,13 @@
 
 #include "chart/CCProcessing.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 
 namespace orvspc {
 namespace {
 
-using chart_test::FailureOf;
+using fake::FailureOf;
 
 constexpr const char* kDefaults =
     R"(<CCProcessing Graph1Type="0" Graph2Type="0" Graph3Type="0" ProcessingType="0" )"
@@ -42,6 +43,13 @@ TEST(CCProcessingXml, ARoundTripGivesTheSameText) {
   CCProcessing fresh;
   EXPECT_TRUE(fresh.SetXML(processing.GetXML()));
   EXPECT_EQ(fresh.GetXML(), kEverySetting);
+}
+
+TEST(CCProcessingXml, AnAQLValueOf500LoadsAs500) {
+  const fake::FakeScope scope;
+  CCProcessing processing;
+  EXPECT_TRUE(processing.SetXML(R"(<CCProcessing AQLValue="500"/>)"));
+  EXPECT_EQ(processing.AQLValue(), 500.0) << "only the Let clamps";
 }
 
 TEST(CCProcessingXml, LoadingDoesNotClampAndRunsNoRule) {
@@ -86,8 +94,8 @@ TEST(CCProcessingXml, AnotherRootOrNoneDoesNotExist) {
   for (const char* text :
        {"", "<DataSelect/>", "<CCProcessing", "no xml", "<CCResults><CCProcessing/></CCResults>"}) {
     const auto caught = FailureOf([&] { processing.SetXML(text); });
-    EXPECT_EQ(caught.number, -2147221504) << text;
-    EXPECT_EQ(caught.source,
+    EXPECT_EQ(caught.Number(), -2147221504) << text;
+    EXPECT_EQ(caught.Source(),
               "CCProcessing.SetXML|XMLSupport.GetXMLSingleNode(Node=CCProcessing)|orvSPCAnalysis6")
         << text;
   }
@@ -98,14 +106,14 @@ TEST(CCProcessingXml, ATextThatDoesNotConvertFailsAndWhatWasReadBeforeStays) {
   CCProcessing processing;
   const auto caught = FailureOf(
       [&] { processing.SetXML(R"(<CCProcessing Graph1Type="3" GroupBy="part" EWMA="2"/>)"); });
-  EXPECT_EQ(caught.number, 13);
-  EXPECT_EQ(caught.source, "CCProcessing.SetXML|CCProcessing.SetXMLNode|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 13);
+  EXPECT_EQ(caught.Source(), "CCProcessing.SetXML|CCProcessing.SetXMLNode|orvSPCAnalysis6");
   EXPECT_EQ(processing.Graph1Type(), 3);
   EXPECT_EQ(processing.EWMA(), ccEwmaNone) << "stands behind the failure";
 
   EXPECT_EQ(FailureOf([&] {
               processing.SetXML(R"(<CCProcessing GroupThreshold="3000000000"/>)");
-            }).number,
+            }).Number(),
             6);
 }
 

@@ -11,12 +11,13 @@
 #include "platform/TimeStamp.h"
 #include "tests/chart/analysis.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 namespace orvspc {
 namespace {
 
 using chart_test::Analysis;
-using chart_test::FailureOf;
+using fake::FailureOf;
 using Lines = std::vector<std::string>;
 
 TEST(CCResults, ANewObjectHasNothing) {
@@ -28,8 +29,8 @@ TEST(CCResults, ANewObjectHasNothing) {
   EXPECT_EQ(results.TotalSubgroups(), 0);
   EXPECT_EQ(results.MeanEstimate(), 0.0);
   const auto caught = FailureOf([&] { results.GraphCount(); });
-  EXPECT_EQ(caught.number, 91);
-  EXPECT_EQ(caught.source, "CCResults.GraphCount(g)|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 91);
+  EXPECT_EQ(caught.Source(), "CCResults.GraphCount(g)|orvSPCAnalysis6");
 }
 
 TEST(CCResults, GraphsOutsideTheCountAreNothing) {
@@ -54,8 +55,8 @@ TEST(CCResults, AGraphOfAnEmptyResultFailsWithSubscriptIfItWasAskedFor) {
   Analysis run;
   const auto results = run.Analyze(1, 0);
   const auto caught = FailureOf([&] { results->Graphs(ccGraphType1); });
-  EXPECT_EQ(caught.number, 9);
-  EXPECT_EQ(caught.source, "CCResults.Graphs(g)|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 9);
+  EXPECT_EQ(caught.Source(), "CCResults.Graphs(g)|orvSPCAnalysis6");
 
   const auto of_defaults = run.Analyze(0, 0);
   EXPECT_EQ(of_defaults->GraphCount(), 0);
@@ -79,10 +80,7 @@ TEST(CCResults, SubgroupDataHasRowsTestsAndGroups) {
   Analysis run;
   run.processing->GroupBy(ccGroupByPart);
   const auto results = run.Analyze(1, 0x100);
-  EXPECT_EQ(results->TotalGroups(), 2) << "the same part twice";
   const auto data = results->SubgroupData();
-  EXPECT_EQ(results->SubgroupData(), data) << "the same object";
-  EXPECT_EQ(results->TotalGroups(), 2) << "as before";
   EXPECT_EQ(data->TotalSubgroups(), 2);
   EXPECT_EQ(data->TotalTests(), 4);
   EXPECT_EQ(data->TotalDescriptors(), 0);
@@ -91,6 +89,16 @@ TEST(CCResults, SubgroupDataHasRowsTestsAndGroups) {
   EXPECT_EQ(data->GroupIndex(), 2);
   EXPECT_EQ(data->GroupID(), 1);
   EXPECT_EQ(data->TestData()->Val(), 12.0);
+}
+
+TEST(CCResults, SubgroupDataReadTwiceIsTheSameObjectWithTheSameGroups) {
+  Analysis run;
+  run.processing->GroupBy(ccGroupByPart);
+  const auto results = run.Analyze(1, 0x100);
+  EXPECT_EQ(results->TotalGroups(), 2) << "the same part twice";
+  const auto data = results->SubgroupData();
+  EXPECT_EQ(results->SubgroupData(), data);
+  EXPECT_EQ(results->TotalGroups(), 2);
 }
 
 TEST(CCResults, TheThreeObjectsAreThoseOfTheAnalysis) {
@@ -213,13 +221,32 @@ TEST(CCResults, CellsHaveTheirKindsAndTheTableStandsOnItsFirstRow) {
   EXPECT_EQ(limits->Get("F_MEAN"), platform::Cell(1.25));
 }
 
+TEST(CCResults, TheActiveFlagsOfALimitRowNeverShowABitThatIsNotEnabled) {
+  Analysis run;
+  for (std::int32_t enabled = 0; enabled < 8; ++enabled) {
+    for (std::int32_t active = 0; active < 8; ++active) {
+      auto row = SpecRow(1);
+      row.F_EFLAG = enabled;
+      row.F_AFLAG = active;
+      run.script().spec_lims.push_back(row);
+    }
+  }
+  const auto table = run.Analyze(1, 0x100)->SpecLim();
+  ASSERT_TRUE(table->MoveFirst());
+  for (const auto& row : run.script().spec_lims) {
+    EXPECT_EQ(table->Get("F_EFLAG"), platform::Cell(row.F_EFLAG));
+    EXPECT_EQ(table->Get("F_AFLAG"), platform::Cell(row.F_AFLAG & row.F_EFLAG));
+    table->MoveNext();
+  }
+}
+
 TEST(CCResults, AFailureOfATableLeavesTheRowsForTheNextRead) {
   Analysis run;
   run.script().spec_lims = {SpecRow(1), SpecRow(2)};
   const auto results = run.Analyze(1, 0x100);
   run.log().FailOn("SpecLim.Add", 2);
   const auto caught = FailureOf([&] { results->SpecLim(); });
-  EXPECT_EQ(caught.source, "CCResults.SpecLim(g)|Outside.Object");
+  EXPECT_EQ(caught.Source(), "CCResults.SpecLim(g)|Outside.Object");
   EXPECT_TRUE(results->SpecLim()->MoveFirst());
   EXPECT_TRUE(results->SpecLim()->MoveNext());
 }
@@ -234,12 +261,20 @@ TEST(CCResults, WhatWasHandedOutOutlivesTheResult) {
   EXPECT_EQ(subgroups->TotalSubgroups(), 2);
 }
 
-TEST(CCResults, NoAnalysisGivesOverlays) {
-  for (const std::int32_t word : {0x111, 0x510}) {
+TEST(CCResults, NoAnalysisOfEitherRoadGivesOverlays) {
+  struct Row {
+    std::int32_t asked, word, graphs;
+  };
+  for (const Row& row : {Row{1, 0x111, 3}, Row{5, 0x510, 2}, Row{11, 0xC00, 1}, Row{13, 0xE00, 1},
+                         Row{14, 0xF21, 1}}) {
     Analysis run;
-    const auto results = run.Analyze(1, word);
-    for (const auto index : {ccGraphType1, ccGraphType2})
-      EXPECT_FALSE(results->Graphs(index)->GraphData()->HasOverlays());
+    const auto results = run.Analyze(row.asked, row.word);
+    ASSERT_EQ(results->GraphCount(), row.graphs) << row.asked;
+    for (std::int32_t index = 1; index <= row.graphs; ++index) {
+      const auto data = results->Graphs(ccGraphTypes{index})->GraphData();
+      ASSERT_EQ(data->Count(), 2) << row.asked;
+      EXPECT_FALSE(data->HasOverlays()) << row.asked << ' ' << index;
+    }
   }
 }
 

@@ -9,13 +9,14 @@
 #include "frame/Friend.h"
 #include "tests/chart/analysis.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 namespace orvspc {
 namespace {
 
 using chart_test::ArrayOf;
-using chart_test::FailureOf;
 using chart_test::VectorOf;
+using fake::FailureOf;
 
 TEST(CCModule, MaskArrayCutsEveryElement) {
   auto array = ArrayOf<std::int32_t>({0, 1, 7, -1, 8});
@@ -28,8 +29,8 @@ TEST(CCModule, MaskArrayCutsEveryElement) {
 TEST(CCModule, MaskArrayOfAnArrayWithoutBoundsFailsWithSubscript) {
   Array<std::int32_t> array;
   const auto caught = FailureOf([&] { cc_module::MaskArray(array, 6); });
-  EXPECT_EQ(caught.number, 9);
-  EXPECT_EQ(caught.source, "CCModule.MaskArray|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 9);
+  EXPECT_EQ(caught.Source(), "CCModule.MaskArray|orvSPCAnalysis6");
 }
 
 TEST(CCModule, EachRoadFetchesAndMasksGraphAfterGraph) {

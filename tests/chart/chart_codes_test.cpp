@@ -44,8 +44,9 @@ TEST(ChartCodes, Graph3GoesAndComesBackAsTheTableSays) {
   }
 }
 
-TEST(ChartCodes, AnNpChartComesBackAsAPChartAndUnknownCodesAsNone) {
-  EXPECT_EQ(Graph1FromAPI(3072), ccGraph1P);
+TEST(ChartCodes, AnNpChartComesBackAsAPChart) { EXPECT_EQ(Graph1FromAPI(3072), ccGraph1P); }
+
+TEST(ChartCodes, CodesOutsideTheTablesComeBackAsNone) {
   for (const std::int32_t code : {0, 1536, 1792, 255, 4096, -256})
     EXPECT_EQ(Graph1FromAPI(code), 0);
   for (std::int32_t code = 80; code <= 240; code += 16) EXPECT_EQ(Graph2FromAPI(code), 0) << code;
@@ -53,11 +54,20 @@ TEST(ChartCodes, AnNpChartComesBackAsAPChartAndUnknownCodesAsNone) {
 }
 
 TEST(ChartCodes, TheChartWordJoinsTheThreeNibbles) {
-  EXPECT_EQ(GetAPIChartID(Charts(1, 1, 2)), 0x112);
-  EXPECT_EQ(GetAPIChartID(Charts(6, 0, 0)), 0) << "a best guess asks for nothing";
+  EXPECT_EQ(GetAPIChartID(Charts(1, 1, 2)), 274);
   EXPECT_EQ(GetAPIChartID(Charts(14, 4, 2)), 0xF42);
-  EXPECT_EQ(GetAPIChartID(Charts(20, 7, 3)), 0) << "outside the tables";
-  EXPECT_EQ(GetAPIChartID(Charts(-1, -1, -1)), 0);
+}
+
+TEST(ChartCodes, BothBestGuessesGiveTheChartWordZero) {
+  EXPECT_EQ(GetAPIChartID(Charts(ccGraph1BestGuessAttribute, 0, 0)), 0);
+  EXPECT_EQ(GetAPIChartID(Charts(ccGraph1BestGuessVariable, 0, 0)), 0);
+}
+
+TEST(ChartCodes, AGraphTypeOutsideItsTableGivesZero) {
+  for (const std::int32_t type : {20, 15, -1}) EXPECT_EQ(GetAPIGraph1(Charts(type, 0, 0)), 0);
+  for (const std::int32_t type : {7, 5, -1}) EXPECT_EQ(GetAPIGraph2(Charts(0, type, 0)), 0);
+  for (const std::int32_t type : {3, 15, -1}) EXPECT_EQ(GetAPIGraph3(Charts(0, 0, type)), 0);
+  EXPECT_EQ(GetAPIChartID(Charts(20, 7, 2)), 2) << "the others still stand";
 }
 
 TEST(ChartCodes, TheOptionsGoAsTheTablesSay) {

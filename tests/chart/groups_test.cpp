@@ -9,12 +9,13 @@
 
 #include "frame/Checked.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 namespace orvspc {
 namespace {
 
-using chart_test::FailureOf;
 using chart_test::VectorOf;
+using fake::FailureOf;
 using Ints = std::vector<std::int32_t>;
 
 API_SubgroupData Subgroup(std::int32_t part, std::int32_t stamp) {
@@ -107,12 +108,12 @@ TEST(Groups, AStampDistanceThatLeaves32BitsFailsWithOverflow) {
   const auto caught = FailureOf([] {
     Grouped(By(1), {Subgroup(1, Limits::min()), Subgroup(2, Limits::max())});
   });
-  EXPECT_EQ(caught.number, 6);
-  EXPECT_EQ(caught.source, "CCAnalysis.BuildGroupInformation|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 6);
+  EXPECT_EQ(caught.Source(), "CCAnalysis.BuildGroupInformation|orvSPCAnalysis6");
   // The difference is -2147483648, which has no absolute value.
   EXPECT_EQ(FailureOf([] {
               Grouped(By(1), {Subgroup(1, Limits::max()), Subgroup(2, -1)});
-            }).number,
+            }).Number(),
             6);
 }
 
@@ -122,15 +123,15 @@ TEST(Groups, ADistanceIsNotTakenBehindTheFirstMemberThatDoesNotFit) {
   EXPECT_EQ(FailureOf([] {
               Grouped(By(1, Limits::max()),
                       {Subgroup(1, 0), Subgroup(2, Limits::min() + 1), Subgroup(1, Limits::max())});
-            }).number,
+            }).Number(),
             0);
 }
 
 TEST(Groups, WithoutSubgroupsTheArraysCannotBeMade) {
   API_CCResults record;
   const auto caught = FailureOf([&] { groups::BuildGroupInformation(By(1), record); });
-  EXPECT_EQ(caught.number, 9);
-  EXPECT_EQ(caught.source, "CCAnalysis.BuildGroupInformation|orvSPCAnalysis6");
+  EXPECT_EQ(caught.Number(), 9);
+  EXPECT_EQ(caught.Source(), "CCAnalysis.BuildGroupInformation|orvSPCAnalysis6");
 }
 
 // The walk as it reads: every newcomer against every member.
@@ -174,9 +175,10 @@ TEST(Groups, AgreeWithTheSlowWalkOnRandomSubgroups) {
     const auto caught = FailureOf([&] { groups::BuildGroupInformation(processing, record); });
     const auto expected = FailureOf([&] {
       const Reference reference(rows, VectorOf(record.GroupIDs), processing.GroupThreshold());
-      if (caught.number == 0) ExpectGroups(record, reference.start, reference.end, reference.index);
+      if (caught.Number() == 0)
+        ExpectGroups(record, reference.start, reference.end, reference.index);
     });
-    EXPECT_EQ(caught.number, expected.number);
+    EXPECT_EQ(caught.Number(), expected.Number());
   }
 }
 

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <initializer_list>
-#include <string>
+#include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "chart/ChartResultRecord.h"
-#include "frame/Failure.h"
 
 // Small builders of records, and readers of arrays, for the tests of the chart classes.
 namespace orvspc::chart_test {
@@ -37,22 +34,6 @@ inline API_CCResults Record(const std::vector<API_SubgroupData>& subgroups,
   record.Tests = ArrayOf(tests);
   record.Graphs.Dimension(0, 2);
   return record;
-}
-
-struct Caught {
-  std::int32_t number = 0;
-  std::string source;
-};
-
-// Number and trail of the failure of the body; number 0 when it does not fail.
-template <class Body>
-Caught FailureOf(Body&& body) {
-  try {
-    body();
-  } catch (const Failure& failure) {
-    return {failure.Number(), failure.Source()};
-  }
-  return {};
 }
 
 }  // namespace orvspc::chart_test

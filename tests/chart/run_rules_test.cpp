@@ -8,6 +8,7 @@
 #include "frame/Friend.h"
 #include "tests/chart/analysis.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 // The rule lists and texts of CCGraphData.
 namespace orvspc {
@@ -133,8 +134,8 @@ TEST(CCGraphDataRules, AFailureOfTheListTakesTheTrail) {
   Points points;
   const auto data = points.Make({{1, "one"}}, {2}, {2});
   points.log().FailOn("RuleDef.Add");
-  const auto caught = chart_test::FailureOf([&] { data->OOCText(); });
-  EXPECT_EQ(caught.source,
+  const auto caught = fake::FailureOf([&] { data->OOCText(); });
+  EXPECT_EQ(caught.Source(),
             "CCGraphData.OOCText(g)|CCGraphData.OOCRuleDef(g)|CCGraphData.GetOOCRuleDef|"
             "Outside.Object");
   EXPECT_EQ(data->OOCText(), "one") << "nothing of the failed list was kept";

@@ -9,13 +9,14 @@
 
 #include "platform/Enumerations.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 namespace orvspc {
 namespace {
 
 using chart_test::ArrayOf;
-using chart_test::FailureOf;
 using chart_test::VectorOf;
+using fake::FailureOf;
 using Ints = std::vector<std::int32_t>;
 
 constexpr std::int32_t kPart = 4;
@@ -201,22 +202,23 @@ TEST(ProcessSpecLim, TestRowsOutsideTheArrayFailWithSubscript) {
     const auto caught = FailureOf([&] {
       Evaluated({Subgroup(row.first, row.last)}, {Value(1), Value(2)}, {Row(2, 2)});
     });
-    EXPECT_EQ(caught.number, 9) << row.first << ".." << row.last;
-    EXPECT_EQ(caught.source, "CCAnalysis.ProcessSpecLim|orvSPCAnalysis6");
+    EXPECT_EQ(caught.Number(), 9) << row.first << ".." << row.last;
+    EXPECT_EQ(caught.Source(), "CCAnalysis.ProcessSpecLim|orvSPCAnalysis6");
   }
 }
 
 TEST(ProcessSpecLim, TestRowsThatNobodyLooksAtMayLieAnywhere) {
-  EXPECT_EQ(FailureOf([] { Evaluated({Subgroup(0, 9)}, {Value(1.0)}, {Row(2, 0)}); }).number, 0);
-  EXPECT_EQ(
-      FailureOf([] { Evaluated({Subgroup(0, 9, sfDisabled)}, {Value(1.0)}, {Row(2, 2)}); }).number,
-      0);
+  EXPECT_EQ(FailureOf([] { Evaluated({Subgroup(0, 9)}, {Value(1.0)}, {Row(2, 0)}); }).Number(), 0);
+  EXPECT_EQ(FailureOf([] {
+              Evaluated({Subgroup(0, 9, sfDisabled)}, {Value(1.0)}, {Row(2, 2)});
+            }).Number(),
+            0);
 }
 
 TEST(ProcessSpecLim, MoreRowsToldThanThereFailWithSubscript) {
   API_CCResults record = chart_test::Record({Subgroup(0, 0)}, {Value(1.0)});
   record.Totals.SpecLimCount = 1;
-  EXPECT_EQ(FailureOf([&] { ProcessSpecLim(record); }).number, 9);
+  EXPECT_EQ(FailureOf([&] { ProcessSpecLim(record); }).Number(), 9);
 }
 
 // Row by row, subgroup by subgroup, bit by bit.

@@ -16,13 +16,14 @@
 #include "frame/Friend.h"
 #include "tests/chart/analysis.h"
 #include "tests/chart/record_builder.h"
+#include "tests/fake/FailureOf.h"
 
 // Every procedure with a handler puts its own name in front of a failure.
 namespace orvspc {
 namespace {
 
 using chart_test::Analysis;
-using chart_test::FailureOf;
+using fake::FailureOf;
 
 // Takes the hook away, whatever happens.
 struct Hook {
@@ -117,55 +118,20 @@ const std::vector<std::string>& Procedures() {
         {"Structure(l)", "SubgroupData(g)", "CtrlLim(g)", "GraphCount(g)", "TotalSubgroups(g)",
          "TotalGroups(g)", "MeanEstimate(g)", "SpecLim(g)", "DefOpp(g)", "Graphs(g)"});
     add("CCGraph", {"Load", "GraphData(g)"});
-    add("CCGraphData", {"Load",
-                        "MoveTo",
-                        "MoveFirst",
-                        "MoveLast",
-                        "MoveNext",
-                        "MovePrev",
-                        "GetOOCRuleDef",
-                        "GetOOCText",
-                        "AFlag(g)",
-                        "EFlag(g)",
-                        "GetAFlags",
-                        "GetEFlags",
-                        "GetOOSs",
-                        "OOS(g)",
-                        "cOOC(g)",
-                        "cOOCText(g)",
-                        "cCL(g)",
-                        "CL(g)",
-                        "cLCL(g)",
-                        "cUCL(g)",
-                        "LCL(g)",
-                        "LSL(g)",
-                        "Point(g)",
-                        "Target(g)",
-                        "UCL(g)",
-                        "USL(g)",
-                        "GetcCLs",
-                        "GetCLs",
-                        "GetcLCLs",
-                        "GetcUCLs",
-                        "GetLCLs",
-                        "GetLSLs",
-                        "GetTargets",
-                        "GetUCLs",
-                        "GetUSLs",
-                        "GetOverlays",
-                        "GetPoints",
-                        "Overlay(g)",
-                        "OOC(g)",
-                        "OOCText(g)",
-                        "Size(g)",
-                        "cOOCRuleDef(g)",
-                        "GetcOOCs",
-                        "OOCRuleDef(g)",
-                        "GetOOCs",
-                        "GetSizes",
-                        "HasControlLimits(g)",
-                        "HasSpecificationLimits(g)",
-                        "HasOverlays(g)"});
+    add("CCGraphData",
+        {"Load",       "MoveTo",         "MoveFirst",        "MoveLast",
+         "MoveNext",   "MovePrev",       "GetOOCRuleDef",    "GetOOCText",
+         "AFlag(g)",   "EFlag(g)",       "GetAFlags",        "GetEFlags",
+         "GetOOSs",    "OOS(g)",         "cOOC(g)",          "cOOCText(g)",
+         "cCL(g)",     "CL(g)",          "cLCL(g)",          "cUCL(g)",
+         "LCL(g)",     "LSL(g)",         "Point(g)",         "Target(g)",
+         "UCL(g)",     "USL(g)",         "GetcCLs",          "GetCLs",
+         "GetcLCLs",   "GetcUCLs",       "GetLCLs",          "GetLSLs",
+         "GetTargets", "GetUCLs",        "GetUSLs",          "GetOverlays",
+         "GetPoints",  "Overlay(g)",     "OOC(g)",           "OOCText(g)",
+         "Size(g)",    "cOOCRuleDef(g)", "GetcOOCs",         "OOCRuleDef(g)",
+         "GetOOCs",    "GetSizes",       "HasControlLimits", "HasSpecificationLimits",
+         "HasOverlays"});
     return all;
   }();
   return names;
@@ -188,9 +154,69 @@ TEST(ChartTrail, AFailureInsideEachProcedureCarriesItsName) {
       if (name == failing) FailMessage("told to fail");
     });
     const auto caught = FailureOf([&] { Everything(run); });
-    EXPECT_EQ(caught.number, -2147221504) << failing;
-    EXPECT_TRUE(caught.source.ends_with(failing + "|orvSPCAnalysis6")) << caught.source;
+    EXPECT_EQ(caught.Number(), -2147221504) << failing;
+    EXPECT_TRUE(caught.Source().ends_with(failing + "|orvSPCAnalysis6")) << caught.Source();
   }
+}
+
+// Fails once in each procedure that the read enters; the read after it must find everything.
+template <class Read, class Check>
+void ExpectAFailedReadLosesNothing(const std::set<std::string>& procedures, Read&& read,
+                                   Check&& check) {
+  const auto analyzed = [](Analysis& run) {
+    run.processing->GroupBy(ccGroupByPart);
+    return run.Analyze(1, 0x100);
+  };
+  std::set<std::string> entered;
+  {
+    Analysis run;
+    const auto results = analyzed(run);
+    entered = Entered([&] { read(*results); });
+  }
+  EXPECT_EQ(entered, procedures);
+  for (const std::string& failing : entered) {
+    SCOPED_TRACE(failing);
+    Analysis run;
+    const auto results = analyzed(run);
+    {
+      const Hook hook([&](std::string_view name) {
+        if (name == failing) FailMessage("told to fail");
+      });
+      EXPECT_EQ(fake::DescriptionOf([&] { read(*results); }), "told to fail");
+    }
+    check(*results);
+  }
+}
+
+TEST(CCResults, AFailedFirstReadOfSubgroupDataLosesNothing) {
+  ExpectAFailedReadLosesNothing(
+      {"CCResults.SubgroupData(g)", "SubgroupData.LoadStructures", "SubgroupData.LoadGroupArrays"},
+      [](CCResults& results) { results.SubgroupData(); },
+      [](CCResults& results) {
+        const auto data = results.SubgroupData();
+        ASSERT_EQ(data->TotalSubgroups(), 2);
+        EXPECT_EQ(data->TotalTests(), 4);
+        EXPECT_EQ(data->TotalGroups(), 2);
+        ASSERT_TRUE(data->MoveTo(2));
+        EXPECT_EQ(data->Sgrp(), 2);
+        EXPECT_EQ(data->GroupIndex(), 2);
+        EXPECT_EQ(data->GroupID(), 1);
+        EXPECT_EQ(data->TestData()->Val(), 12.0);
+      });
+}
+
+TEST(CCResults, AFailedFirstReadOfAGraphLosesNothing) {
+  ExpectAFailedReadLosesNothing(
+      {"CCResults.Graphs(g)", "CCResults.GraphCount(g)", "CCProcessing.GraphCount", "CCGraph.Load",
+       "CCGraph.GraphData(g)", "CCGraphData.Load"},
+      [](CCResults& results) { results.Graphs(ccGraphType1)->GraphData(); },
+      [](CCResults& results) {
+        const auto data = results.Graphs(ccGraphType1)->GraphData();
+        EXPECT_EQ(data->Count(), 2);
+        EXPECT_EQ(data->GetPoints()->size(), 2U);
+        EXPECT_EQ(data->GetLCLs()->size(), 2U);
+        EXPECT_EQ(data->GetOOSs()->size(), 2U);
+      });
 }
 
 TEST(CCProcessing, AConstructorThatFailsLogsAndLeavesAnObjectWithTheDefaults) {
