@@ -50,22 +50,33 @@ struct Occurrence {
 
 std::int32_t OfContext(const Context& context, ItemKind kind) {
   switch (kind) {
-    case ItemKind::Revision: return context.revision;
-    case ItemKind::Workstation: return context.workstation;
-    case ItemKind::Job: return context.job;
-    case ItemKind::Lot: return context.lot;
-    case ItemKind::Shift: return context.shift;
-    case ItemKind::Employee: return context.employee;
-    default: return 0;
+    case ItemKind::Revision:
+      return context.revision;
+    case ItemKind::Workstation:
+      return context.workstation;
+    case ItemKind::Job:
+      return context.job;
+    case ItemKind::Lot:
+      return context.lot;
+    case ItemKind::Shift:
+      return context.shift;
+    case ItemKind::Employee:
+      return context.employee;
+    default:
+      return 0;
   }
 }
 
 std::int32_t OfRow(const RowKey& key, ItemKind kind) {
   switch (kind) {
-    case ItemKind::Gage: return key.Gage;
-    case ItemKind::Defect: return key.Def;
-    case ItemKind::Serial: return key.Sn;
-    default: return 0;
+    case ItemKind::Gage:
+      return key.Gage;
+    case ItemKind::Defect:
+      return key.Def;
+    case ItemKind::Serial:
+      return key.Sn;
+    default:
+      return 0;
   }
 }
 
@@ -213,8 +224,8 @@ std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
                 "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
                 "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name");
     while (query.Step()) {
-      descriptors.push_back({query.Int(0), query.Int(1), std::string(query.Text(2)),
-                             std::string(query.Text(3))});
+      descriptors.push_back(
+          {query.Int(0), query.Int(1), std::string(query.Text(2)), std::string(query.Text(3))});
     }
   });
   return descriptors;

@@ -32,8 +32,8 @@ inline constexpr int kItemKinds = 12;
 struct ListedItem {
   std::int32_t id = 0;
   std::string name;
-  std::int32_t test_type = 0;   // of a test: one of TestTypes
-  std::int64_t subgroups = 0;   // in which it occurs
+  std::int32_t test_type = 0;        // of a test: one of TestTypes
+  std::int64_t subgroups = 0;        // in which it occurs
   std::int32_t first = 0, last = 0;  // stamps of the first and last of them; meaningless with none
 };
 

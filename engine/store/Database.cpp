@@ -137,13 +137,19 @@ std::vector<Note>& NotesOfThread() {
 
 std::string ReasonOf(const SqlError& error) {
   switch (error.Code()) {
-    case SQLITE_NOTADB: return "is no database file";
+    case SQLITE_NOTADB:
+      return "is no database file";
     case SQLITE_BUSY:
-    case SQLITE_LOCKED: return "is locked by another program";
-    case SQLITE_READONLY: return "may not be written to";
-    case SQLITE_CORRUPT: return "is damaged: " + std::string(error.what());
-    case SQLITE_FULL: return "there is no room left on the device";
-    default: return error.what();
+    case SQLITE_LOCKED:
+      return "is locked by another program";
+    case SQLITE_READONLY:
+      return "may not be written to";
+    case SQLITE_CORRUPT:
+      return "is damaged: " + std::string(error.what());
+    case SQLITE_FULL:
+      return "there is no room left on the device";
+    default:
+      return error.what();
   }
 }
 

@@ -165,8 +165,10 @@ bool Applies(const StoredRule& rule, std::int32_t chart_word, std::int32_t graph
   const bool of_pieces = rule.kind == "red" || rule.kind == "yellow2";
   if (graph != 1) return rule.kind == "limit";
   switch (const auto type = (chart_word >> 8) & 15) {
-    case ccGraph1Pc: return of_pieces;
-    case ccGraph1Ma: return rule.kind == "limit";
+    case ccGraph1Pc:
+      return of_pieces;
+    case ccGraph1Ma:
+      return rule.kind == "limit";
     default: {
       if (type < ccGraph1BestGuessAttribute) return !of_pieces;
       const bool is_run = rule.kind == "zone" && rule.zone == 0.0;
@@ -249,8 +251,8 @@ std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array
   });
 }
 
-std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Connection,
-                                                 API_DSInfo&, std::span<std::int32_t>,
+std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Connection, API_DSInfo&,
+                                                 std::span<std::int32_t>,
                                                  const platform::ArrayRef& Subgroups,
                                                  const platform::ArrayRef& Descriptors,
                                                  std::int32_t Code) {
@@ -298,12 +300,9 @@ std::int32_t DatabaseLibrary::VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Sub
   }
 }
 
-std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(std::int32_t, std::int32_t Connection,
-                                                  std::int32_t& StartSubgroup,
-                                                  std::int32_t SubgroupEnd,
-                                                  std::span<std::int32_t> CommentFilter,
-                                                  const platform::ArrayRef& Comments,
-                                                  std::int32_t) {
+std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
+    std::int32_t, std::int32_t Connection, std::int32_t& StartSubgroup, std::int32_t SubgroupEnd,
+    std::span<std::int32_t> CommentFilter, const platform::ArrayRef& Comments, std::int32_t) {
   const auto store = OpenStore(Connection);
   return Guarded(store, [&]() -> std::int32_t {
     CommentSubgroups wanted;

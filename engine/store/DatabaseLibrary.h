@@ -27,15 +27,15 @@ class DatabaseLibrary final : public platform::DBLib6 {
                                   const platform::ArrayRef& Descriptors,
                                   std::int32_t Code) override;
 
-  // Cell 0: the number k of distinct subgroups, then these, ascending. Where they do not fit, cell 0
-  // is -1 and the next two are the lowest and the highest.
+  // Cell 0: the number k of distinct subgroups, then these, ascending. Where they do not fit, cell
+  // 0 is -1 and the next two are the lowest and the highest.
   std::int32_t VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Subgroups, std::int32_t Code,
                                     std::span<std::int32_t> CommentFilter,
                                     std::int32_t HighestIndex) override;
 
-  // Subgroups above StartSubgroup, up to SubgroupEnd if that is above 0, in the filter; by subgroup,
-  // then time. StartSubgroup is not written. Cut as the descriptors, note "comments-cut"; a text
-  // longer than its field is cut with the note "comment-text-cut".
+  // Subgroups above StartSubgroup, up to SubgroupEnd if that is above 0, in the filter; by
+  // subgroup, then time. StartSubgroup is not written. Cut as the descriptors, note "comments-cut";
+  // a text longer than its field is cut with the note "comment-text-cut".
   std::int32_t VLXDBL_FINDSGRPCMNT(std::int32_t Reserved, std::int32_t Connection,
                                    std::int32_t& StartSubgroup, std::int32_t SubgroupEnd,
                                    std::span<std::int32_t> CommentFilter,

@@ -19,29 +19,31 @@
 // values         part process test subgroup time and one of value or count; optional tsno sbno size
 //                flag job lot shift revision workstation employee gage serial defect comment
 //                test-type (variable, defects, defectives) and descriptor:NAME.
-//                A subgroup is one part, process, subgroup (label) and time. Each line of a variable
-//                test is a piece: tsno 1, 2, ... in file order unless given; lines with an sbno above
-//                0 are readings within the piece, whose mean becomes its value unless a line with
-//                sbno 0 gives one. Lines with a count add to the subgroup; count 0 stores it with
-//                its one empty row, an empty count beside a defect is 1. Size is the number of units
-//                inspected; without it a variable test has the number of its pieces, an attribute
-//                test 0, not known. Flag is enabled, disabled, incomplete or 0, 1, 2. With count and
-//                no test-type a new test whose lines name a defect is one of defects, else of
-//                defectives. A comment belongs to the subgroup and test, and to the piece if the
-//                line gives tsno. Refused too: a (subgroup, test) that is already stored, the same
-//                piece twice, more defectives than units.
+//                A subgroup is one part, process, subgroup (label) and time. Each line of a
+//                variable test is a piece: tsno 1, 2, ... in file order unless given; lines with an
+//                sbno above 0 are readings within the piece, whose mean becomes its value unless a
+//                line with sbno 0 gives one. Lines with a count add to the subgroup; count 0 stores
+//                it with its one empty row, an empty count beside a defect is 1. Size is the number
+//                of units inspected; without it a variable test has the number of its pieces, an
+//                attribute test 0, not known. Flag is enabled, disabled, incomplete or 0, 1, 2.
+//                With count and no test-type a new test whose lines name a defect is one of
+//                defects, else of defectives. A comment belongs to the subgroup and test, and to
+//                the piece if the line gives tsno. Refused too: a (subgroup, test) that is already
+//                stored, the same piece twice, more defectives than units.
 // limits         part test and any of usl target lsl ugb lgb url lrl uwp lwp cp cpk effective scale
 //                name alarms. Without effective they hold since ever. Scale is the number of
 //                decimals shown, 4. Alarms names the limits that raise alarms ("usl lsl"), all that
-//                are given by default, "none" for none. A later import for the same time takes over.
+//                are given by default, "none" for none. A later import for the same time takes
+//                over.
 // control-limits part test mean; optional process (none: any) sp spl sw swl effective start finish
 //                chart-word (of the chart that they were made from, decimal or 0x...).
 // opportunities  part test opportunities; optional effective.
-// rules          number kind; optional k m zone side priority text set (names, separated by blanks).
+// rules          number kind; optional k m zone side priority text set (names, separated by
+// blanks).
 //                Numbers 0 to 14, 16 to 30, and one of 15 and 31 in a database. A number keeps its
 //                parameters for life.
-// alarms         number on (yes, no, 1, 0); optional part process test graph (1 to 3), each none: any.
-// groups         kind (part, process, ...) group name.
+// alarms         number on (yes, no, 1, 0); optional part process test graph (1 to 3), each none:
+// any. groups         kind (part, process, ...) group name.
 namespace orvspc::engine {
 
 enum class ImportKind {

@@ -165,10 +165,9 @@ std::uint32_t SqliteStore::AlarmBits(std::int32_t part, std::int32_t process, st
     if (rule_numbers_ || cache_.alarms.empty()) {
       if (graph != 1) return BitOf(1);
       for (const auto& rule : rules) {
-        const bool listed = rule_numbers_
-                                ? std::count(rule_numbers_->begin(), rule_numbers_->end(),
-                                             rule.number) > 0
-                                : rule.number >= 1 && rule.number <= 8;  // Nelson's eight
+        const bool listed = rule_numbers_ ? std::count(rule_numbers_->begin(), rule_numbers_->end(),
+                                                       rule.number) > 0
+                                          : rule.number >= 1 && rule.number <= 8;  // Nelson's eight
         if (listed || IsPieceRule(rule)) bits |= BitOf(rule.number);
       }
       return bits;

@@ -42,8 +42,8 @@ struct AlarmRow {
 
 // What is reread only after the file has changed.
 struct StoreCache {
-  std::vector<Stream> streams;       // by part, process, test
-  std::vector<Context> contexts;     // by identifier, 0 is "none"
+  std::vector<Stream> streams;    // by part, process, test
+  std::vector<Context> contexts;  // by identifier, 0 is "none"
   std::int64_t highest_subgroup = 0;
   std::shared_ptr<const std::vector<StoredRule>> rules;
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;

@@ -92,9 +92,7 @@ void ReadControlLimits(Connection& db, StoreCache& cache) {
     limit.row.F_FNTM = query.Int(12);
     limit.chart_word = query.Int(13);
     Append(cache.control_limits[{limit.row.F_PART, limit.row.F_TEST_}], limit,
-           [](const ControlLimit& each) {
-             return std::pair(each.row.F_EFTM, each.row.F_PRCS);
-           });
+           [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });
   }
 }
 

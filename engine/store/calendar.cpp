@@ -118,13 +118,22 @@ std::optional<std::int32_t> PeriodsBefore(std::int64_t stamp, std::int32_t perio
   const auto back = [&](std::int64_t unit) { return Saturated(stamp - unit * count); };
   std::int32_t months = 0;
   switch (period) {
-    case drpMinute: return back(60);
-    case drpHour: return back(3600);
-    case drpDay: return back(kDay);
-    case drpWeek: return back(7 * kDay);
-    case drpMonth: months = std::min(count, kMostMonths); break;
-    case drpYear: months = 12 * std::min(count, kMostMonths / 12); break;
-    default: return std::nullopt;
+    case drpMinute:
+      return back(60);
+    case drpHour:
+      return back(3600);
+    case drpDay:
+      return back(kDay);
+    case drpWeek:
+      return back(7 * kDay);
+    case drpMonth:
+      months = std::min(count, kMostMonths);
+      break;
+    case drpYear:
+      months = 12 * std::min(count, kMostMonths / 12);
+      break;
+    default:
+      return std::nullopt;
   }
   const auto local = stamp + offset;
   auto date = DateOf(local) - chr::months(months);
@@ -137,14 +146,21 @@ std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t perio
   const auto local = stamp + offset;
   const auto date = DateOf(local);
   switch (period) {
-    case drpMinute: return FloorTo(local, 60) - offset;
-    case drpHour: return FloorTo(local, 3600) - offset;
-    case drpDay: return FloorTo(local, kDay) - offset;
+    case drpMinute:
+      return FloorTo(local, 60) - offset;
+    case drpHour:
+      return FloorTo(local, 3600) - offset;
+    case drpDay:
+      return FloorTo(local, kDay) - offset;
     // Day 0 was a Thursday, three days behind a Monday.
-    case drpWeek: return FloorTo(local + 3 * kDay, 7 * kDay) - 3 * kDay - offset;
-    case drpMonth: return SecondsOf(date.year() / date.month() / 1) - offset;
-    case drpYear: return SecondsOf(date.year() / 1 / 1) - offset;
-    default: return std::nullopt;
+    case drpWeek:
+      return FloorTo(local + 3 * kDay, 7 * kDay) - 3 * kDay - offset;
+    case drpMonth:
+      return SecondsOf(date.year() / date.month() / 1) - offset;
+    case drpYear:
+      return SecondsOf(date.year() / 1 / 1) - offset;
+    default:
+      return std::nullopt;
   }
 }
 

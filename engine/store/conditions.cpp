@@ -116,8 +116,8 @@ std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFil
   for (const auto part : *filter.part) {
     const auto from = std::partition_point(streams.begin(), streams.end(),
                                            [&](const Stream& s) { return s.part < part; });
-    const auto to = std::partition_point(from, streams.end(),
-                                         [&](const Stream& s) { return s.part <= part; });
+    const auto to =
+        std::partition_point(from, streams.end(), [&](const Stream& s) { return s.part <= part; });
     take(from, to);
   }
   return result;
@@ -160,10 +160,7 @@ Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSI
 }
 
 TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
-    : type_(info.TimeType),
-      period_(info.TimePeriod),
-      count_(info.TimeCount),
-      offset_(zone_offset) {
+    : type_(info.TimeType), period_(info.TimePeriod), count_(info.TimeCount), offset_(zone_offset) {
   if (type_ == drttStatic) {
     start_ = info.TimeStart;
     if (info.TimeEnd != kNoStamp) end_ = info.TimeEnd;

@@ -17,15 +17,15 @@ inline constexpr std::int64_t kNoLimit = INT64_MAX;
 
 // A selection with its groups and descriptors looked up.
 struct Conditions {
-  std::vector<Stream> streams;        // those that can match, by part, process, test
-  std::vector<bool> contexts;         // by identifier; empty: every one
-  Identifiers with_descriptors;       // subgroups that have the descriptors asked for
+  std::vector<Stream> streams;   // those that can match, by part, process, test
+  std::vector<bool> contexts;    // by identifier; empty: every one
+  Identifiers with_descriptors;  // subgroups that have the descriptors asked for
   Identifiers defects;
   bool defects_narrow_rows = true;
-  std::int32_t states = 0;            // bits of Status; 0: every one
-  std::int32_t item = 0;              // Tsno wanted; 0: every one
+  std::int32_t states = 0;  // bits of Status; 0: every one
+  std::int32_t item = 0;    // Tsno wanted; 0: every one
   std::int32_t first_subgroup = INT32_MIN, last_subgroup = INT32_MAX;
-  std::int64_t limit = kNoLimit;      // newest subgroups
+  std::int64_t limit = kNoLimit;  // newest subgroups
 };
 
 // Throws what ReadFilter throws, and SqlError.

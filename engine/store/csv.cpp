@@ -100,7 +100,8 @@ CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
   }
   file_size_ = state.st_size;
   file_.reset(std::fopen(path.c_str(), "rb"));
-  if (!file_) throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
+  if (!file_)
+    throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
   constexpr std::string_view kMark = "\xef\xbb\xbf";
   Fill();
   if (std::string_view(buffer_.data(), end_).starts_with(kMark)) begin_ = kMark.size();
@@ -202,8 +203,9 @@ bool CsvReader::Next() {
   if (is_header) {
     columns_ = cells_.size();
   } else if (cells_.size() != columns_) {
-    Refuse("", "", "the line has " + std::to_string(cells_.size()) + " cells, the header " +
-                       std::to_string(columns_));
+    Refuse("", "",
+           "the line has " + std::to_string(cells_.size()) + " cells, the header " +
+               std::to_string(columns_));
   }
   return true;
 }

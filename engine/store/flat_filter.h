@@ -11,9 +11,9 @@
 namespace orvspc::engine {
 
 struct FilterBlock {
-  bool limited = false;     // false: every item
-  bool is_group = false;    // true: the group cell and an item of 0 stand for the members
-  std::int32_t group = 0;   // group cell
+  bool limited = false;    // false: every item
+  bool is_group = false;   // true: the group cell and an item of 0 stand for the members
+  std::int32_t group = 0;  // group cell
   std::vector<std::int32_t> items;
 };
 

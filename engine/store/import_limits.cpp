@@ -61,12 +61,19 @@ std::int32_t NamedLimits(const ImportTable& table, std::size_t column, std::int3
 }  // namespace
 
 ImportReport ImportLimits(const ImportContext& context) {
-  enum Column : std::size_t { kPart, kTest, kFirstLimit, kEffective = kFirstLimit + kLimitCount,
-                              kScale, kName, kAlarms };
+  enum Column : std::size_t {
+    kPart,
+    kTest,
+    kFirstLimit,
+    kEffective = kFirstLimit + kLimitCount,
+    kScale,
+    kName,
+    kAlarms
+  };
   static constexpr ColumnSpec kColumns[] = {
-      {"part", true}, {"test", true},  {"usl", false}, {"target", false}, {"lsl", false},
-      {"ugb", false}, {"lgb", false},  {"url", false}, {"lrl", false},    {"uwp", false},
-      {"lwp", false}, {"cp", false},   {"cpk", false}, {"effective", false}, {"scale", false},
+      {"part", true},  {"test", true},    {"usl", false}, {"target", false},    {"lsl", false},
+      {"ugb", false},  {"lgb", false},    {"url", false}, {"lrl", false},       {"uwp", false},
+      {"lwp", false},  {"cp", false},     {"cpk", false}, {"effective", false}, {"scale", false},
       {"name", false}, {"alarms", false},
   };
   static_assert(std::size(kColumns) == kAlarms + 1);
@@ -97,7 +104,8 @@ ImportReport ImportLimits(const ImportContext& context) {
         insert.BindNull(place);
       }
     }
-    const auto upper = table.OptionalNumber(kFirstLimit), lower = table.OptionalNumber(kFirstLimit + 2);
+    const auto upper = table.OptionalNumber(kFirstLimit),
+               lower = table.OptionalNumber(kFirstLimit + 2);
     if (upper && lower && *upper <= *lower) {
       table.Refuse(kFirstLimit, "must lie above the lower limit lsl");
     }
@@ -116,12 +124,24 @@ ImportReport ImportLimits(const ImportContext& context) {
 }
 
 ImportReport ImportControlLimits(const ImportContext& context) {
-  enum Column : std::size_t { kPart, kProcess, kTest, kMean, kSp, kSpl, kSw, kSwl, kEffective,
-                              kStart, kFinish, kChartWord };
+  enum Column : std::size_t {
+    kPart,
+    kProcess,
+    kTest,
+    kMean,
+    kSp,
+    kSpl,
+    kSw,
+    kSwl,
+    kEffective,
+    kStart,
+    kFinish,
+    kChartWord
+  };
   static constexpr ColumnSpec kColumns[] = {
-      {"part", true}, {"process", false}, {"test", true}, {"mean", true},       {"sp", false},
-      {"spl", false}, {"sw", false},      {"swl", false}, {"effective", false}, {"start", false},
-      {"finish", false}, {"chart-word", false},
+      {"part", true},       {"process", false}, {"test", true},    {"mean", true},
+      {"sp", false},        {"spl", false},     {"sw", false},     {"swl", false},
+      {"effective", false}, {"start", false},   {"finish", false}, {"chart-word", false},
   };
   static_assert(std::size(kColumns) == kChartWord + 1);
 

@@ -36,9 +36,9 @@ class RulesImport {
   ImportReport Run() {
     Query query(db_, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
     while (query.Step()) {
-      rules_[query.Int(0)] = {query.Int(0), query.Int(1), std::string(query.Text(2)),
-                              query.Int(3), query.Int(4), query.Real(5),
-                              std::string(query.Text(6)), std::string(query.Text(7))};
+      rules_[query.Int(0)] = {
+          query.Int(0), query.Int(1),  std::string(query.Text(2)), query.Int(3),
+          query.Int(4), query.Real(5), std::string(query.Text(6)), std::string(query.Text(7))};
     }
     while (table_.Next()) TakeLine();
     report_.lines = table_.Lines();
@@ -47,9 +47,9 @@ class RulesImport {
 
  private:
   enum Column : std::size_t { kNumber, kKind, kK, kM, kZone, kSide, kPriority, kText, kSet };
-  static constexpr ColumnSpec kColumns[] = {
-      {"number", true}, {"kind", true},      {"k", false},    {"m", false},  {"zone", false},
-      {"side", false},  {"priority", false}, {"text", false}, {"set", false}};
+  static constexpr ColumnSpec kColumns[] = {{"number", true},    {"kind", true},  {"k", false},
+                                            {"m", false},        {"zone", false}, {"side", false},
+                                            {"priority", false}, {"text", false}, {"set", false}};
 
   void TakeLine() {
     auto rule = ReadRule();
@@ -62,7 +62,8 @@ class RulesImport {
       if (table_.Cell(kPriority).empty()) rule.priority = found->second.priority;
       if (table_.Cell(kText).empty()) rule.text = found->second.text;
       if (!SameParameters(rule, found->second)) {
-        table_.Refuse(kNumber, "the number stands for a rule with other parameters; take a free one");
+        table_.Refuse(kNumber,
+                      "the number stands for a rule with other parameters; take a free one");
       }
     }
     TakeSets(rule.number);

@@ -44,7 +44,8 @@ ImportTable::ImportTable(const std::string& path, std::span<const ColumnSpec> co
 }
 
 void ImportTable::MatchHeader(const ImportOptions& options, std::string_view prefix) {
-  if (!reader_.Next()) reader_.RefuseAt(1, "", "", "the file is empty; the first line names the columns");
+  if (!reader_.Next())
+    reader_.RefuseAt(1, "", "", "the file is empty; the first line names the columns");
   for (std::size_t place = 0; place < reader_.Cells().size(); ++place) {
     Match(reader_.Cells()[place], place, options, prefix);
   }
@@ -120,8 +121,8 @@ std::int32_t ImportTable::Whole(std::size_t column, std::int32_t lowest,
   const auto value = Parse<std::int64_t>(cell);
   if (!value) Refuse(column, "is no whole number");
   if (*value < lowest || *value > highest) {
-    Refuse(column, "must lie between " + std::to_string(lowest) + " and " +
-                       std::to_string(highest));
+    Refuse(column,
+           "must lie between " + std::to_string(lowest) + " and " + std::to_string(highest));
   }
   return static_cast<std::int32_t>(*value);
 }
@@ -185,8 +186,7 @@ std::int32_t ImportNames::Take(ItemKind kind, std::string_view name) {
   static const auto texts = [] {
     std::array<std::string, kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "INSERT INTO " + std::string(WordOf(static_cast<ItemKind>(i))) +
-               "(name) VALUES(?1)";
+      all[i] = "INSERT INTO " + std::string(WordOf(static_cast<ItemKind>(i))) + "(name) VALUES(?1)";
     }
     return all;
   }();

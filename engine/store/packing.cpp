@@ -48,7 +48,8 @@ bool ArePlain(std::span<const TestRow> rows) {
 }
 
 std::size_t LengthOf(Layout layout, std::size_t count) {
-  const std::size_t row = layout == Layout::Plain ? sizeof(double) : sizeof(double) + sizeof(RowKey);
+  const std::size_t row =
+      layout == Layout::Plain ? sizeof(double) : sizeof(double) + sizeof(RowKey);
   return sizeof(PackedHead) + count * row;
 }
 
@@ -88,7 +89,8 @@ std::optional<PackedView> PackedView::Of(std::span<const std::byte> blob) {
   const auto layout = static_cast<Layout>(view.head_.layout);
   if (layout != Layout::Plain && layout != Layout::Keyed) return std::nullopt;
   constexpr std::uint8_t kHighestFlag = 2;
-  if (view.head_.count == 0 || view.head_.flag > kHighestFlag || LengthOf(layout, view.head_.count) != blob.size()) {
+  if (view.head_.count == 0 || view.head_.flag > kHighestFlag ||
+      LengthOf(layout, view.head_.count) != blob.size()) {
     return std::nullopt;
   }
   if (Checksum(blob.data() + kSkipped, blob.size() - kSkipped) != view.head_.checksum) {

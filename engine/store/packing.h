@@ -11,8 +11,8 @@
 #include "engine/store/Store.h"
 
 // The packed record of one (subgroup, test): a head of 24 bytes, the values, and unless every row
-// is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns, so
-// that a scan fetches one column. Little-endian, written into files: never change, add a layout.
+// is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns,
+// so that a scan fetches one column. Little-endian, written into files: never change, add a layout.
 namespace orvspc::engine {
 
 enum class Layout : std::uint8_t { Plain = 1, Keyed = 2 };

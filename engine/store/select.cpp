@@ -52,8 +52,7 @@ void MakeKeyed(DataSet& set) {
 
 class Selection {
  public:
-  Selection(Connection& connection, const StoreCache& cache, Conditions conditions,
-            TimeRange range)
+  Selection(Connection& connection, const StoreCache& cache, Conditions conditions, TimeRange range)
       : db_(connection),
         cache_(cache),
         conditions_(std::move(conditions)),
@@ -134,8 +133,8 @@ bool Selection::HasWantedDefect(const PackedView& view) const {
 }
 
 bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) {
-  const bool narrow = conditions_.defects && conditions_.defects_narrow_rows &&
-                      stream.test_type != ttVariable;
+  const bool narrow =
+      conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
   if (conditions_.defects && !conditions_.defects_narrow_rows && !HasWantedDefect(view)) {
     return false;
   }
@@ -156,8 +155,8 @@ bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& 
     const auto key = view.Key(i);
     if (conditions_.item != 0 && key.Tsno != conditions_.item) continue;
     has_item = true;
-    if (narrow && !std::binary_search(conditions_.defects->begin(), conditions_.defects->end(),
-                                      key.Def)) {
+    if (narrow &&
+        !std::binary_search(conditions_.defects->begin(), conditions_.defects->end(), key.Def)) {
       continue;
     }
     out.values.push_back(view.Value(i));
@@ -172,8 +171,8 @@ bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& 
   return true;
 }
 
-void Selection::AppendSubgroup(const Stream& stream, const PackedView& record,
-                               std::size_t context, DataSet& out) {
+void Selection::AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
+                               DataSet& out) {
   auto& subgroup = out.subgroups.emplace_back();
   subgroup.Sgtm = record.Time();
   subgroup.Sgrp = record.Subgroup();
@@ -203,7 +202,8 @@ void Selection::Damaged(const Stream& stream) {
   query.Bind(3, std::int64_t{range_.End()});
   while (query.Step()) {
     if (PackedView::Of(query.Blob(2))) continue;
-    which = "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
+    which =
+        "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
     break;
   }
   throw std::runtime_error("The values of " + which + ", test " + std::to_string(stream.test) +
@@ -241,9 +241,8 @@ void PreferLargePages([[maybe_unused]] const std::vector<T>& items) {
 // Once the first subgroup shows how many rows there are to one.
 void Selection::Reserve(DataSet& out) const {
   constexpr std::int64_t kMostSubgroups = 1 << 22;
-  const auto expected = static_cast<std::size_t>(
-      std::min({conditions_.limit, std::max<std::int64_t>(cache_.highest_subgroup, 1),
-                kMostSubgroups}));
+  const auto expected = static_cast<std::size_t>(std::min(
+      {conditions_.limit, std::max<std::int64_t>(cache_.highest_subgroup, 1), kMostSubgroups}));
   out.subgroups.reserve(expected);
   out.values.reserve(expected * std::min<std::size_t>(out.values.size(), 64));
   PreferLargePages(out.subgroups);

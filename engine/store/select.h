@@ -11,8 +11,7 @@ namespace orvspc::engine {
 // Runs a selection inside a read transaction and writes the resolved range and states into info.
 // A Count or TimeCount below 1 is no bound. Throws; info and out are then unchanged and worthless.
 void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
-                  std::span<const std::int32_t> filter, const SelectOptions& options,
-                  DataSet& out);
+                  std::span<const std::int32_t> filter, const SelectOptions& options, DataSet& out);
 
 // Puts the rows that a subgroup of tmp[place] has at the end of out.
 void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out);

@@ -36,9 +36,10 @@ class DatabaseLibraryTest : public StoreTest {
   }
   // Two parts, one with two tests, three days.
   void ImportSmall() {
-    Import("part,process,test,subgroup,time,value,comment,descriptor:Cavity,employee\n"
-           "A,P,T,1,2024-01-01,5,,C1,\nA,P,T,1,2024-01-01,6,late,C2,E\n"
-           "A,P,U,1,2024-01-01,7,,,\nB,P,T,2,2024-01-02,8,,C1,\nA,P,T,3,2024-01-03,9,x,,\n");
+    Import(
+        "part,process,test,subgroup,time,value,comment,descriptor:Cavity,employee\n"
+        "A,P,T,1,2024-01-01,5,,C1,\nA,P,T,1,2024-01-01,6,late,C2,E\n"
+        "A,P,U,1,2024-01-01,7,,,\nB,P,T,2,2024-01-02,8,,C1,\nA,P,T,3,2024-01-03,9,x,,\n");
   }
 
   DatabaseLibrary library_;
@@ -145,15 +146,16 @@ TEST_F(DatabaseLibraryTest, MalformedBlocksAreRefused) {
     std::int32_t type;
     std::int32_t count;
   };
-  for (const auto& row : {Row{"count below 0", ftItemList, -1}, Row{"count too large", ftItemList, 39},
-                          Row{"largest count", ftGroup, INT32_MAX}, Row{"filter type", 3, 0}}) {
+  for (const auto& row :
+       {Row{"count below 0", ftItemList, -1}, Row{"count too large", ftItemList, 39},
+        Row{"largest count", ftGroup, INT32_MAX}, Row{"filter type", 3, 0}}) {
     FlatSelection selection;
     selection.info.AllPart = row.type;
     auto filter = zeros;
     filter[1] = row.count;
-    EXPECT_EQ(library_.VLXDBL_BUILDDATASETDATA(0, Db().ConnectionHandle(), selection.info, filter,
-                                               kBoth),
-              0)
+    EXPECT_EQ(
+        library_.VLXDBL_BUILDDATASETDATA(0, Db().ConnectionHandle(), selection.info, filter, kBoth),
+        0)
         << row.why;
     EXPECT_NE(Failure(), "") << row.why;
   }
@@ -233,9 +235,10 @@ TEST_F(DatabaseLibraryTest, PeriodsAreThoseOfTheTimeZone) {
 }
 
 TEST_F(DatabaseLibraryTest, ADefectFilterSelectsWholeSubgroupsHere) {
-  Import("part,process,test,subgroup,time,count,defect,size\n"
-         "A,P,T,1,2024-01-01,1,x,9\nA,P,T,1,2024-01-01,2,y,9\nA,P,T,2,2024-01-02,3,y,9\n"
-         "A,P,T,3,2024-01-03,0,,9\n");
+  Import(
+      "part,process,test,subgroup,time,count,defect,size\n"
+      "A,P,T,1,2024-01-01,1,x,9\nA,P,T,1,2024-01-01,2,y,9\nA,P,T,2,2024-01-02,3,y,9\n"
+      "A,P,T,3,2024-01-03,0,,9\n");
   FlatSelection selection;
   selection.List(FlatSelection::kDefect, {Id(ItemKind::Defect, "x")});
   EXPECT_EQ(Build(selection), 2);
@@ -319,8 +322,8 @@ TEST_F(DatabaseLibraryTest, CommentsAreFoundWithinTheirBounds) {
   RunSql(Path(), "INSERT INTO comment(subgroup, tsno, time, note) VALUES(1, 0, 5, 'first')");
   std::vector<API_CommentData> out(5);
   const auto find = [&](std::int32_t start, std::int32_t end, std::vector<std::int32_t> filter) {
-    return library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, end, filter,
-                                        RefTo(out), 0);
+    return library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, end, filter, RefTo(out),
+                                        0);
   };
   ASSERT_EQ(find(0, 0, {-1, 1, 3}), 3);
   EXPECT_EQ(platform::TrimFixedText({out[0].Note, 128}), u"first");  // by time
@@ -330,8 +333,8 @@ TEST_F(DatabaseLibraryTest, CommentsAreFoundWithinTheirBounds) {
   EXPECT_EQ(out[1].Test, Id(ItemKind::Test, "T"));
   EXPECT_EQ(out[2].Sgrp, 3);
   EXPECT_EQ(find(0, 0, {2, 2, 3}), 1);
-  EXPECT_EQ(find(1, 0, {-1, 1, 3}), 1);   // start itself is left out
-  EXPECT_EQ(find(0, 2, {-1, 1, 3}), 2);   // end belongs to it
+  EXPECT_EQ(find(1, 0, {-1, 1, 3}), 1);  // start itself is left out
+  EXPECT_EQ(find(0, 2, {-1, 1, 3}), 2);  // end belongs to it
   EXPECT_EQ(find(0, 0, {0}), 0);
   EXPECT_EQ(find(INT32_MAX, 0, {-1, 1, 3}), 0);
   EXPECT_EQ(Failure(), "");
@@ -342,9 +345,8 @@ TEST_F(DatabaseLibraryTest, CommentsAreFoundWithinTheirBounds) {
   std::int32_t start = 0;
   std::vector<std::int32_t> filter{-1, 1, 3};
   out.resize(1);
-  EXPECT_EQ(library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, 0, filter, RefTo(out),
-                                         0),
-            1);
+  EXPECT_EQ(
+      library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, 0, filter, RefTo(out), 0), 1);
   EXPECT_EQ(start, 0);
   EXPECT_EQ(out[0].Sgrp, 3);  // the newest
   const auto notes = TakeNotes();
@@ -358,9 +360,8 @@ TEST_F(DatabaseLibraryTest, ALongCommentIsCutWithANote) {
   std::vector<API_CommentData> out(1);
   std::int32_t start = 0;
   std::vector<std::int32_t> filter{1, 1};
-  ASSERT_EQ(library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, 0, filter, RefTo(out),
-                                         0),
-            1);
+  ASSERT_EQ(
+      library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, 0, filter, RefTo(out), 0), 1);
   EXPECT_EQ(out[0].Note[127], u'c');
   ASSERT_EQ(TakeNotes().size(), 1u);
 }
@@ -445,17 +446,19 @@ TEST_F(StoreFailureTest, ADamagedRecordIsAFailureThatNamesItsSubgroup) {
       {"empty", "x''"},
   };
   for (const auto& row : rows) {
-    RunSql(Path(), "CREATE TABLE IF NOT EXISTS kept AS SELECT * FROM measurement;"
-                   "UPDATE measurement SET packed = CAST(" + std::string(row.change) +
-                       " AS BLOB) WHERE subgroup = 2");
+    RunSql(Path(),
+           "CREATE TABLE IF NOT EXISTS kept AS SELECT * FROM measurement;"
+           "UPDATE measurement SET packed = CAST(" +
+               std::string(row.change) + " AS BLOB) WHERE subgroup = 2");
     FlatSelection all;
     EXPECT_EQ(Build(all), 0) << row.why;
     const auto reason = Failure();
     EXPECT_NE(reason.find("subgroup 2 (\"2\")"), std::string::npos) << row.why << ": " << reason;
     std::vector<API_SubgroupData> subgroups(5);
     EXPECT_EQ(library_.VLXDBL_READDATA_SA(RefTo(subgroups), 1), 0) << row.why;
-    RunSql(Path(), "UPDATE measurement SET packed = (SELECT packed FROM kept k "
-                   "WHERE k.subgroup = measurement.subgroup AND k.stream = measurement.stream)");
+    RunSql(Path(),
+           "UPDATE measurement SET packed = (SELECT packed FROM kept k "
+           "WHERE k.subgroup = measurement.subgroup AND k.stream = measurement.stream)");
   }
   FlatSelection all;
   EXPECT_EQ(Build(all), 5);

@@ -52,10 +52,10 @@ TEST_F(OpenDatabaseTest, ALockedFileIsRefused) {
   db_.reset();
   sqlite3* holder = nullptr;
   ASSERT_EQ(sqlite3_open(Path().c_str(), &holder), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(holder,
-                         "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE held(x)",
-                         nullptr, nullptr, nullptr),
-            SQLITE_OK);
+  ASSERT_EQ(
+      sqlite3_exec(holder, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE held(x)",
+                   nullptr, nullptr, nullptr),
+      SQLITE_OK);
   EXPECT_NE(OpeningFailure(Path()).find("locked"), std::string::npos);
   sqlite3_close(holder);
   EXPECT_EQ(OpeningFailure(Path()), "");

@@ -41,23 +41,37 @@ TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
   const Row rows[] = {
       {"empty file", "", {"line 1", "empty"}},
       {"missing column", "part,process,subgroup,time,value\n", {"line 1", "\"test\"", "lacks"}},
-      {"neither value nor count", "part,process,test,subgroup,time\n", {"line 1", "\"value\"", "lacks"}},
+      {"neither value nor count",
+       "part,process,test,subgroup,time\n",
+       {"line 1", "\"value\"", "lacks"}},
       {"value and count", "part,process,test,subgroup,time,value,count\n", {"line 1", "not both"}},
-      {"unknown column", "part,process,test,subgroup,time,value,colour\n", {"line 1", "\"colour\""}},
-      {"column twice", "part,process,test,subgroup,time,value,Part\n", {"line 1", "\"part\"", "twice"}},
-      {"text for a number", kHeader + good + "A,P,T,2,2024-01-01,five\n",
+      {"unknown column",
+       "part,process,test,subgroup,time,value,colour\n",
+       {"line 1", "\"colour\""}},
+      {"column twice",
+       "part,process,test,subgroup,time,value,Part\n",
+       {"line 1", "\"part\"", "twice"}},
+      {"text for a number",
+       kHeader + good + "A,P,T,2,2024-01-01,five\n",
        {"line 3", "\"value\"", "\"five\"", "no number"}},
       {"number with a tail", kHeader + "A,P,T,1,2024-01-01,5x\n", {"line 2", "\"5x\""}},
       {"not a number", kHeader + "A,P,T,1,2024-01-01,NaN\n", {"line 2", "\"NaN\"", "finite"}},
       {"infinite", kHeader + "A,P,T,1,2024-01-01,-inf\n", {"line 2", "\"-inf\"", "finite"}},
       {"beyond a double", kHeader + "A,P,T,1,2024-01-01,1e999\n", {"line 2", "\"1e999\""}},
       {"empty number", kHeader + "A,P,T,1,2024-01-01,\n", {"line 2", "\"value\"", "empty"}},
-      {"decimal comma", "part;process;test;subgroup;time;value\nA;P;T;1;2024-01-01;5,2\n",
+      {"decimal comma",
+       "part;process;test;subgroup;time;value\nA;P;T;1;2024-01-01;5,2\n",
        {"line 2", "\"5,2\"", "point"}},
-      {"no time", kHeader + "A,P,T,1,yesterday,5\n", {"line 2", "\"time\"", "\"yesterday\"", "no time"}},
+      {"no time",
+       kHeader + "A,P,T,1,yesterday,5\n",
+       {"line 2", "\"time\"", "\"yesterday\"", "no time"}},
       {"empty time", kHeader + "A,P,T,1,,5\n", {"line 2", "\"time\"", "empty"}},
-      {"time too early", kHeader + "A,P,T,1,1901-12-13T20:45:51,5\n", {"line 2", "\"time\"", "1901"}},
-      {"time too late", kHeader + "A,P,T,1,2038-01-19T03:14:08,5\n", {"line 2", "\"time\"", "2038"}},
+      {"time too early",
+       kHeader + "A,P,T,1,1901-12-13T20:45:51,5\n",
+       {"line 2", "\"time\"", "1901"}},
+      {"time too late",
+       kHeader + "A,P,T,1,2038-01-19T03:14:08,5\n",
+       {"line 2", "\"time\"", "2038"}},
       {"empty name", kHeader + ",P,T,1,2024-01-01,5\n", {"line 2", "\"part\"", "empty"}},
       {"empty label", kHeader + "A,P,T,,2024-01-01,5\n", {"line 2", "\"subgroup\"", "empty"}},
       {"too few cells", kHeader + "A,P,T,1,2024-01-01\n", {"line 2", "5 cells", "6"}},
@@ -69,51 +83,67 @@ TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
       {"byte 0", kHeader + std::string("A\0,P,T,1,2024-01-01,5\n", 23), {"line 2", "byte 0"}},
       {"long line", kHeader + std::string((1 << 20) + 1, 'x') + "\n", {"line 2", "1 MB"}},
       {"long line without an end", kHeader + std::string(3 << 20, 'x'), {"line 2", "1 MB"}},
-      {"piece twice", "part,process,test,subgroup,time,value,tsno\nA,P,T,1,2024-01-01,5,1\n"
-                      "A,P,T,1,2024-01-01,6,1\n",
+      {"piece twice",
+       "part,process,test,subgroup,time,value,tsno\nA,P,T,1,2024-01-01,5,1\n"
+       "A,P,T,1,2024-01-01,6,1\n",
        {"line 3", "\"tsno\"", "already"}},
-      {"reading twice", "part,process,test,subgroup,time,value,tsno,sbno\n"
-                        "A,P,T,1,2024-01-01,5,1,2\nA,P,T,1,2024-01-01,6,1,2\n",
+      {"reading twice",
+       "part,process,test,subgroup,time,value,tsno,sbno\n"
+       "A,P,T,1,2024-01-01,5,1,2\nA,P,T,1,2024-01-01,6,1,2\n",
        {"line 3", "\"tsno\"", "already"}},
-      {"piece 0", "part,process,test,subgroup,time,value,tsno\nA,P,T,1,2024-01-01,5,0\n",
+      {"piece 0",
+       "part,process,test,subgroup,time,value,tsno\nA,P,T,1,2024-01-01,5,0\n",
        {"line 2", "\"tsno\"", "\"0\"", "between"}},
-      {"size differs", "part,process,test,subgroup,time,value,size\nA,P,T,1,2024-01-01,5,2\n"
-                       "A,P,T,1,2024-01-01,6,3\n",
+      {"size differs",
+       "part,process,test,subgroup,time,value,size\nA,P,T,1,2024-01-01,5,2\n"
+       "A,P,T,1,2024-01-01,6,3\n",
        {"line 3", "\"size\"", "differs"}},
-      {"job differs", "part,process,test,subgroup,time,value,job\nA,P,T,1,2024-01-01,5,J\n"
-                      "A,P,T,1,2024-01-01,6,K\n",
+      {"job differs",
+       "part,process,test,subgroup,time,value,job\nA,P,T,1,2024-01-01,5,J\n"
+       "A,P,T,1,2024-01-01,6,K\n",
        {"line 3", "\"job\"", "differs"}},
-      {"flag", "part,process,test,subgroup,time,value,flag\nA,P,T,1,2024-01-01,5,3\n",
+      {"flag",
+       "part,process,test,subgroup,time,value,flag\nA,P,T,1,2024-01-01,5,3\n",
        {"line 2", "\"flag\"", "between"}},
-      {"size", "part,process,test,subgroup,time,value,size\nA,P,T,1,2024-01-01,5,-1\n",
+      {"size",
+       "part,process,test,subgroup,time,value,size\nA,P,T,1,2024-01-01,5,-1\n",
        {"line 2", "\"size\"", "\"-1\""}},
-      {"test type", "part,process,test,subgroup,time,value,test-type\nA,P,T,1,2024-01-01,5,odd\n",
+      {"test type",
+       "part,process,test,subgroup,time,value,test-type\nA,P,T,1,2024-01-01,5,odd\n",
        {"line 2", "\"test-type\"", "\"odd\""}},
-      {"test type changes", "part,process,test,subgroup,time,value,test-type\n"
-                            "A,P,T,1,2024-01-01,5,variable\nA,P,T,2,2024-01-01,5,defects\n",
+      {"test type changes",
+       "part,process,test,subgroup,time,value,test-type\n"
+       "A,P,T,1,2024-01-01,5,variable\nA,P,T,2,2024-01-01,5,defects\n",
        {"line 3", "\"test-type\"", "differs"}},
-      {"variable test with count", "part,process,test,subgroup,time,count,test-type\n"
-                                   "A,P,T,1,2024-01-01,5,variable\n",
+      {"variable test with count",
+       "part,process,test,subgroup,time,count,test-type\n"
+       "A,P,T,1,2024-01-01,5,variable\n",
        {"line 2", "\"count\"", "variable"}},
-      {"count below 0", "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,-1\n",
+      {"count below 0",
+       "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,-1\n",
        {"line 2", "\"count\"", "whole number"}},
-      {"part of a defect", "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1.5\n",
+      {"part of a defect",
+       "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1.5\n",
        {"line 2", "\"count\"", "whole number"}},
-      {"neither count nor defect", "part,process,test,subgroup,time,count,defect\n"
-                                   "A,P,T,1,2024-01-01,,\n",
+      {"neither count nor defect",
+       "part,process,test,subgroup,time,count,defect\n"
+       "A,P,T,1,2024-01-01,,\n",
        {"line 2", "\"count\"", "empty"}},
-      {"more defectives than units", "part,process,test,subgroup,time,count,size,test-type\n"
-                                     "A,P,T,1,2024-01-01,6,5,defectives\n",
+      {"more defectives than units",
+       "part,process,test,subgroup,time,count,size,test-type\n"
+       "A,P,T,1,2024-01-01,6,5,defectives\n",
        {"line 2", "\"subgroup\"", "6", "5"}},
-      {"the same, type known at the end only", "part,process,test,subgroup,time,count,size\n"
-                                               "A,P,T,1,2024-01-01,6,5\n",
+      {"the same, type known at the end only",
+       "part,process,test,subgroup,time,count,size\n"
+       "A,P,T,1,2024-01-01,6,5\n",
        {"line 2", "\"subgroup\"", "6", "5"}},
   };
   Db();
   for (const auto& row : rows) {
     const auto message = ImportFailure(row.text);
     EXPECT_NE(message, "") << row.why;
-    EXPECT_EQ(message.rfind(folder_.File("in.csv") + ": line", 0), 0u) << row.why << ": " << message;
+    EXPECT_EQ(message.rfind(folder_.File("in.csv") + ": line", 0), 0u)
+        << row.why << ": " << message;
     EXPECT_EQ(message.find('\n'), std::string::npos) << row.why << ": " << message;
     for (const auto& words : row.says) {
       EXPECT_NE(message.find(words), std::string::npos) << row.why << ": " << message;
@@ -128,8 +158,9 @@ TEST_F(ImportTest, AValueIsCutTo60Characters) {
   EXPECT_NE(message.find("\"" + std::string(60, 'x') + "...\""), std::string::npos) << message;
   std::string umlauts;
   for (int i = 0; i < 60; ++i) umlauts += "\xc3\xa4";
-  EXPECT_NE(ImportFailure(kHeader + "A,P,T,1,2024-01-01," + umlauts + "\n").find("\"" + umlauts + "\""),
-            std::string::npos);
+  EXPECT_NE(
+      ImportFailure(kHeader + "A,P,T,1,2024-01-01," + umlauts + "\n").find("\"" + umlauts + "\""),
+      std::string::npos);
 }
 
 TEST_F(ImportTest, AFileThatIsNotThereIsRefused) {
@@ -138,7 +169,8 @@ TEST_F(ImportTest, AFileThatIsNotThereIsRefused) {
 }
 
 TEST_F(ImportTest, TheFormsOfAFileThatAreTakenWithoutAWord) {
-  const std::string plain = Values({"A,P,T,1,2024-01-01T00:00:00Z,5.25", "A,P,T,1,2024-01-01,+6e0"});
+  const std::string plain =
+      Values({"A,P,T,1,2024-01-01T00:00:00Z,5.25", "A,P,T,1,2024-01-01,+6e0"});
   struct Row {
     const char* why;
     std::string text;
@@ -207,11 +239,12 @@ TEST_F(ImportTest, AStoredSubgroupIsRefusedAndANewTestOfItIsNot) {
 }
 
 TEST_F(ImportTest, PiecesCountInFileOrderAndReadingsGetAPieceValue) {
-  Import("part,process,test,subgroup,time,value,tsno,sbno\n"
-         "A,P,plain,1,2024-01-01,5,,\nA,P,plain,1,2024-01-01,6,,\n"
-         "A,P,read,1,2024-01-01,5,2,1\nA,P,read,1,2024-01-01,7,2,2\nA,P,read,1,2024-01-01,9,1,1\n"
-         "A,P,given,1,2024-01-01,5,1,1\nA,P,given,1,2024-01-01,100,1,0\n"
-         "A,P,auto,1,2024-01-01,1,,1\nA,P,auto,1,2024-01-01,3,,2\nA,P,auto,1,2024-01-01,5,,1\n");
+  Import(
+      "part,process,test,subgroup,time,value,tsno,sbno\n"
+      "A,P,plain,1,2024-01-01,5,,\nA,P,plain,1,2024-01-01,6,,\n"
+      "A,P,read,1,2024-01-01,5,2,1\nA,P,read,1,2024-01-01,7,2,2\nA,P,read,1,2024-01-01,9,1,1\n"
+      "A,P,given,1,2024-01-01,5,1,1\nA,P,given,1,2024-01-01,100,1,0\n"
+      "A,P,auto,1,2024-01-01,1,,1\nA,P,auto,1,2024-01-01,3,,2\nA,P,auto,1,2024-01-01,5,,1\n");
   const auto data = Everything();
   ASSERT_EQ(data.subgroups.size(), 4u);
   struct Row {
@@ -220,10 +253,10 @@ TEST_F(ImportTest, PiecesCountInFileOrderAndReadingsGetAPieceValue) {
     double value;
   };
   const Row rows[] = {
-      {0, 1, 0, 5}, {0, 2, 0, 6},                                            // plain
-      {1, 1, 0, 9}, {1, 1, 1, 9}, {1, 2, 0, 6}, {1, 2, 1, 5}, {1, 2, 2, 7},  // read
-      {2, 1, 0, 100}, {2, 1, 1, 5},                                          // given
-      {3, 1, 0, 2}, {3, 1, 1, 1}, {3, 1, 2, 3}, {3, 2, 0, 5}, {3, 2, 1, 5},  // auto
+      {0, 1, 0, 5},   {0, 2, 0, 6},                                            // plain
+      {1, 1, 0, 9},   {1, 1, 1, 9}, {1, 2, 0, 6}, {1, 2, 1, 5}, {1, 2, 2, 7},  // read
+      {2, 1, 0, 100}, {2, 1, 1, 5},                                            // given
+      {3, 1, 0, 2},   {3, 1, 1, 1}, {3, 1, 2, 3}, {3, 2, 0, 5}, {3, 2, 1, 5},  // auto
   };
   ASSERT_EQ(data.values.size(), std::size(rows));
   for (std::size_t i = 0; i < std::size(rows); ++i) {
@@ -239,11 +272,12 @@ TEST_F(ImportTest, PiecesCountInFileOrderAndReadingsGetAPieceValue) {
 }
 
 TEST_F(ImportTest, CountsMakeAttributeTests) {
-  Import("part,process,test,subgroup,time,count,defect,size,tsno\n"
-         "A,P,scratches,1,2024-01-01,3,deep,50,\nA,P,scratches,1,2024-01-01,,light,50,\n"
-         "A,P,scratches,2,2024-01-02,0,,50,\n"
-         "A,P,rejects,1,2024-01-01,4,,50,\nA,P,rejects,2,2024-01-02,0,,50,\n"
-         "A,P,rejects,3,2024-01-03,0,,50,7\n");
+  Import(
+      "part,process,test,subgroup,time,count,defect,size,tsno\n"
+      "A,P,scratches,1,2024-01-01,3,deep,50,\nA,P,scratches,1,2024-01-01,,light,50,\n"
+      "A,P,scratches,2,2024-01-02,0,,50,\n"
+      "A,P,rejects,1,2024-01-01,4,,50,\nA,P,rejects,2,2024-01-02,0,,50,\n"
+      "A,P,rejects,3,2024-01-03,0,,50,7\n");
   const auto tests = ListItems(Db(), ItemKind::Test);
   ASSERT_EQ(tests.size(), 2u);
   EXPECT_EQ(tests[0].name, "rejects");
@@ -269,8 +303,9 @@ TEST_F(ImportTest, CountsMakeAttributeTests) {
 
 TEST_F(ImportTest, ANamedUnitIsOneDefective) {
   const std::string header = "part,process,test,subgroup,time,count,size,tsno,test-type\n";
-  Import(header + "A,P,T,1,2024-01-01,1,2,1,defectives\nA,P,T,1,2024-01-01,1,2,1,defectives\n"
-                  "A,P,T,1,2024-01-01,1,2,2,defectives\n");
+  Import(header +
+         "A,P,T,1,2024-01-01,1,2,1,defectives\nA,P,T,1,2024-01-01,1,2,1,defectives\n"
+         "A,P,T,1,2024-01-01,1,2,2,defectives\n");
   EXPECT_NE(ImportFailure(header + "A,P,T,2,2024-01-01,1,2,1,defectives\n"
                                    "A,P,T,2,2024-01-01,2,2,,defectives\n"),
             "");
@@ -279,10 +314,11 @@ TEST_F(ImportTest, ANamedUnitIsOneDefective) {
 }
 
 TEST_F(ImportTest, WhoAndWhereAndTheRestArrive) {
-  Import("part,process,test,subgroup,time,value,job,lot,shift,revision,workstation,employee,gage,"
-         "serial,defect,flag,size,comment,descriptor:Cavity,descriptor:Mould\n"
-         "A,P,T,1,2024-01-01,5,J,L,S,R,W,E,G,N,X,disabled,9,late,C1,M1\n"
-         "A,P,T,1,2024-01-01,6,,,,,,,,,,,,late,C2,\n");
+  Import(
+      "part,process,test,subgroup,time,value,job,lot,shift,revision,workstation,employee,gage,"
+      "serial,defect,flag,size,comment,descriptor:Cavity,descriptor:Mould\n"
+      "A,P,T,1,2024-01-01,5,J,L,S,R,W,E,G,N,X,disabled,9,late,C1,M1\n"
+      "A,P,T,1,2024-01-01,6,,,,,,,,,,,,late,C2,\n");
   const auto data = Everything();
   ASSERT_EQ(data.subgroups.size(), 1u);
   const auto& head = data.subgroups[0];
@@ -318,7 +354,8 @@ TEST_F(ImportTest, LinesOfASubgroupMayLieFarApart) {
   }
   const auto report = Import(text);
   EXPECT_EQ(report.subgroups, kSubgroups);
-  EXPECT_EQ(report.rows, 2 * kSubgroups + 2);  // the two pieces of readings have values of their own
+  EXPECT_EQ(report.rows,
+            2 * kSubgroups + 2);  // the two pieces of readings have values of their own
   const auto data = Everything();
   ASSERT_EQ(data.subgroups.size(), static_cast<std::size_t>(kSubgroups));
   ASSERT_EQ(data.values.size(), static_cast<std::size_t>(2 * kSubgroups + 2));
@@ -349,9 +386,10 @@ TEST_F(ImportTest, ProgressReachesTheFileSize) {
 }
 
 TEST_F(ImportTest, LimitsHaveTheFlagsOfWhatIsGiven) {
-  Import("part,test,usl,target,lsl,uwp,effective,scale,name,alarms\n"
-         "A,T,10.5,10,9.5,,,,,\nA,T,11,,,2,2024-01-01,2,wider,usl\nA,U,,,1,,,,,none\n",
-         ImportKind::Limits);
+  Import(
+      "part,test,usl,target,lsl,uwp,effective,scale,name,alarms\n"
+      "A,T,10.5,10,9.5,,,,,\nA,T,11,,,2,2024-01-01,2,wider,usl\nA,U,,,1,,,,,none\n",
+      ImportKind::Limits);
   const auto part = Id(ItemKind::Part, "A");
   const auto rows = Opened()->SpecLimits(part, Id(ItemKind::Test, "T"));
   ASSERT_EQ(rows.size(), 2u);
@@ -384,11 +422,11 @@ TEST_F(ImportTest, ALaterImportForTheSameTimeTakesOver) {
 }
 
 TEST_F(ImportTest, ControlLimitsAreOfTheProcessOrOfAny) {
-  Import("part,process,test,mean,sp,sw,effective,chart-word\n"
-         "A,P,T,10,0.5,0.4,2024-01-01,0x110\nA,,T,11,,,,\nA,Q,T,12,,,,\n",
-         ImportKind::ControlLimits);
-  const auto rows =
-      Opened()->ControlLimits(Id(ItemKind::Part, "A"), Id(ItemKind::Process, "P"), 1);
+  Import(
+      "part,process,test,mean,sp,sw,effective,chart-word\n"
+      "A,P,T,10,0.5,0.4,2024-01-01,0x110\nA,,T,11,,,,\nA,Q,T,12,,,,\n",
+      ImportKind::ControlLimits);
+  const auto rows = Opened()->ControlLimits(Id(ItemKind::Part, "A"), Id(ItemKind::Process, "P"), 1);
   ASSERT_EQ(rows.size(), 2u);
   EXPECT_EQ(rows[0].row.F_PRCS, 0);
   EXPECT_EQ(rows[0].row.F_MEAN, 11.0);
@@ -447,9 +485,10 @@ TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
 }
 
 TEST_F(ImportTest, RulesAndTheirSetsAreAdded) {
-  Import("number,kind,k,m,zone,side,text,set\n20,zone,3,4,1.5,upper,Mine,own nelson\n"
-         "1,limit,,,,,,own\n31,trend,9,9,,,,\n",
-         ImportKind::Rules);
+  Import(
+      "number,kind,k,m,zone,side,text,set\n20,zone,3,4,1.5,upper,Mine,own nelson\n"
+      "1,limit,,,,,,own\n31,trend,9,9,,,,\n",
+      ImportKind::Rules);
   const auto& rules = Opened()->Rules();
   const auto mine = std::find_if(rules.begin(), rules.end(),
                                  [](const StoredRule& rule) { return rule.number == 20; });
@@ -478,9 +517,10 @@ TEST_F(ImportTest, GroupsHaveMembers) {
 }
 
 TEST_F(ImportTest, ListingCountsSubgroups) {
-  Import("part,process,test,subgroup,time,value,job,defect\n"
-         "A,P,T,1,2024-01-01,5,J,X\nA,P,U,1,2024-01-01,6,J,\nA,P,T,2,2024-02-01,7,,X\n"
-         "B,P,T,3,2024-03-01,8,J,\n");
+  Import(
+      "part,process,test,subgroup,time,value,job,defect\n"
+      "A,P,T,1,2024-01-01,5,J,X\nA,P,U,1,2024-01-01,6,J,\nA,P,T,2,2024-02-01,7,,X\n"
+      "B,P,T,3,2024-03-01,8,J,\n");
   const auto parts = ListItems(Db(), ItemKind::Part);
   ASSERT_EQ(parts.size(), 2u);
   EXPECT_EQ(parts[0].name, "A");

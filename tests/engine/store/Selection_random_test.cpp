@@ -98,7 +98,9 @@ class World {
                           const std::string& sbno, const std::string& defect) {
       csv += part_name + "," + process_name + "," + test_name + ",s" + std::to_string(subgroup) +
              "," + date + "," + value + "," +
-             (is_variable ? "variable" : record.type == ttDefects ? "defects" : "defectives") +
+             (is_variable                ? "variable"
+              : record.type == ttDefects ? "defects"
+                                         : "defectives") +
              "," + tsno + "," + sbno + "," + (is_variable ? "" : "50") + "," +
              std::to_string(head.Flag) + "," + job + "," + lot + "," + shift + "," + employee +
              "," + defect;
@@ -213,8 +215,8 @@ class Reference {
     }
     const auto count = static_cast<std::size_t>(std::max(info.Count, 0));
     if (count > 0 && expected.records.size() > count) {
-      expected.records.erase(expected.records.begin(), expected.records.end() -
-                                                           static_cast<std::ptrdiff_t>(count));
+      expected.records.erase(expected.records.begin(),
+                             expected.records.end() - static_cast<std::ptrdiff_t>(count));
     }
     return expected;
   }
@@ -224,7 +226,8 @@ class Reference {
     const auto& head = record.head;
     const auto& info = selection_.flat.info;
     const auto& want = selection_.blocks;
-    if (!want[FlatSelection::kPart].Has(head.Part) || !want[FlatSelection::kProcess].Has(head.Prcs) ||
+    if (!want[FlatSelection::kPart].Has(head.Part) ||
+        !want[FlatSelection::kProcess].Has(head.Prcs) ||
         !want[FlatSelection::kTest].Has(head.Test) || !want[FlatSelection::kJob].Has(head.Job) ||
         !want[FlatSelection::kLot].Has(head.Lot) || !want[FlatSelection::kShift].Has(head.Shft) ||
         !want[FlatSelection::kEmployee].Has(head.Empl)) {
@@ -244,7 +247,8 @@ class Reference {
     }
     auto narrowed = record;
     if (info.ItemNo > 0) {
-      std::erase_if(narrowed.rows, [&](const API_TestData& row) { return row.Tsno != info.ItemNo; });
+      std::erase_if(narrowed.rows,
+                    [&](const API_TestData& row) { return row.Tsno != info.ItemNo; });
       if (narrowed.rows.empty()) return std::nullopt;
     }
     const auto& codes = want[FlatSelection::kDefect];
@@ -293,9 +297,9 @@ class SelectionRandom : public StoreTest {
   // Groups 1, 2 of each kind hold the odd and the even identifiers.
   void MakeGroups(World& world) {
     const std::pair<const char*, std::int32_t> kinds[] = {
-        {"part", world.parts.Count()},   {"process", world.processes.Count()},
-        {"test", world.tests.Count()},   {"job", world.jobs.Count()},
-        {"lot", world.lots.Count()},     {"shift", world.shifts.Count()},
+        {"part", world.parts.Count()},         {"process", world.processes.Count()},
+        {"test", world.tests.Count()},         {"job", world.jobs.Count()},
+        {"lot", world.lots.Count()},           {"shift", world.shifts.Count()},
         {"employee", world.employees.Count()}, {"defect", world.defects.Count()}};
     std::string sql;
     for (int kind = 0; kind < 8; ++kind) {
@@ -305,7 +309,8 @@ class SelectionRandom : public StoreTest {
                "', '" + id + "');";
         for (std::int32_t item = 1; item <= kinds[kind].second; ++item) {
           if (item % 2 == group) {
-            sql += "INSERT INTO item_group_member VALUES(" + id + ", " + std::to_string(item) + ");";
+            sql +=
+                "INSERT INTO item_group_member VALUES(" + id + ", " + std::to_string(item) + ");";
           }
         }
         counts_[kind] = kinds[kind].second;
@@ -324,8 +329,8 @@ class SelectionRandom : public StoreTest {
     auto& info = selection.flat.info;
     const int counts[] = {0, 1, 5, 25, 1000, -1};
     info.Count = counts[world.Pick(6)];
-    const std::int32_t time_types[] = {drttMostRecent, drttMostRecent, drttCurrent, drttPrevious,
-                                       drttStatic, 3};
+    const std::int32_t time_types[] = {drttMostRecent, drttMostRecent, drttCurrent,
+                                       drttPrevious,   drttStatic,     3};
     info.TimeType = time_types[world.Pick(6)];
     info.TimePeriod = world.Pick(8);
     info.TimeCount = world.Pick(6) == 0 ? 0 : 1 + world.Pick(20);
@@ -369,7 +374,8 @@ class SelectionRandom : public StoreTest {
         selection.flat.Group(block, 1 + block * 2 + group, item);
         break;
       }
-      default: break;
+      default:
+        break;
     }
   }
 

@@ -115,10 +115,10 @@ struct FlatSelection {
     for (int block = 0; block < kBlocks; ++block) TypeOf(static_cast<Block>(block)) = ftUnlimited;
   }
   std::int32_t& TypeOf(Block block) {
-    std::int32_t API_DSInfo::*const members[] = {
-        &API_DSInfo::AllPart, &API_DSInfo::AllProcess, &API_DSInfo::AllTest,
-        &API_DSInfo::AllJob,  &API_DSInfo::AllLot,     &API_DSInfo::AllShift,
-        &API_DSInfo::AllEmployee, &API_DSInfo::AllCode};
+    std::int32_t API_DSInfo::*const members[] = {&API_DSInfo::AllPart,     &API_DSInfo::AllProcess,
+                                                 &API_DSInfo::AllTest,     &API_DSInfo::AllJob,
+                                                 &API_DSInfo::AllLot,      &API_DSInfo::AllShift,
+                                                 &API_DSInfo::AllEmployee, &API_DSInfo::AllCode};
     return info.*members[block];
   }
   FlatSelection& List(Block block, std::vector<std::int32_t> ids) {

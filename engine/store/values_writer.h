@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/store/SqliteStore.h"
+#include "engine/store/import_table.h"
+#include "engine/store/packing.h"
+
+// What an import of values has read and not yet written, and the writing of it.
+namespace orvspc::engine {
+
+enum ValuesColumn : std::size_t {
+  kPart,
+  kProcess,
+  kTest,
+  kSubgroup,
+  kTime,
+  kValue,
+  kCount,
+  kTsno,
+  kSbno,
+  kSize,
+  kFlag,
+  kJob,
+  kLot,
+  kShift,
+  kRevision,
+  kWorkstation,
+  kEmployee,
+  kGage,
+  kSerial,
+  kDefect,
+  kComment,
+  kTestType,
+};
+inline constexpr ColumnSpec kValuesColumns[] = {
+    {"part", true},      {"process", true},    {"test", true},      {"subgroup", true},
+    {"time", true},      {"value", false},     {"count", false},    {"tsno", false},
+    {"sbno", false},     {"size", false},      {"flag", false},     {"job", false},
+    {"lot", false},      {"shift", false},     {"revision", false}, {"workstation", false},
+    {"employee", false}, {"gage", false},      {"serial", false},   {"defect", false},
+    {"comment", false},  {"test-type", false},
+};
+static_assert(std::size(kValuesColumns) == kTestType + 1);
+
+inline constexpr std::int32_t kNotGiven = -1;
+
+struct ImportRow {
+  TestRow row;
+  std::int64_t line = 0;
+  bool is_numbered = false;  // tsno was counted, not given
+};
+
+struct OpenComment {
+  std::int32_t tsno = 0, employee = 0;
+  std::string note;
+  friend bool operator==(const OpenComment&, const OpenComment&) = default;
+};
+
+// One subgroup, with what belongs to it as a whole.
+struct OpenSubgroup {
+  std::int32_t part = 0, process = 0, time = 0;
+  std::string label;
+  std::int64_t line = 0;
+  std::int32_t id = 0;
+  std::vector<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
+};
+
+// One (subgroup, test). Objects are used again, so that their storage is.
+struct OpenMeasurement {
+  std::size_t subgroup = 0;
+  std::int64_t stream = 0;
+  std::int32_t test = 0;
+  std::int64_t line = 0;
+  std::int32_t size = kNotGiven, flag = kNotGiven;
+  std::int32_t highest_tsno = 0, last_sbno = 0;
+  Context context;
+  std::vector<ImportRow> rows;
+  std::vector<OpenComment> comments;
+
+  void Start(std::size_t in_subgroup, std::int64_t in_stream, std::int32_t of_test,
+             std::int64_t at_line) {
+    subgroup = in_subgroup;
+    stream = in_stream;
+    test = of_test;
+    line = at_line;
+    size = flag = kNotGiven;
+    highest_tsno = last_sbno = 0;
+    context = {};
+    rows.clear();
+    comments.clear();
+  }
+};
+
+// The type of a new attribute test is known at the end of the file only.
+struct TestState {
+  std::int32_t type = 0;  // 0: attribute, open which
+  bool names_defect = false;
+  // First subgroup with more defectives than units, should the test turn out to be of defectives.
+  std::int64_t excess_line = 0;
+  std::string excess;
+};
+
+struct WrittenKey {
+  std::int64_t stream;
+  std::int32_t time, subgroup;
+  friend auto operator<=>(const WrittenKey&, const WrittenKey&) = default;
+};
+
+struct ValuesBatch {
+  std::vector<OpenSubgroup> subgroups;  // the first subgroup_count are in use
+  std::size_t subgroup_count = 0;
+  // The first open_count are in use. By pointer: a reference must survive growth.
+  std::vector<std::unique_ptr<OpenMeasurement>> open;
+  std::size_t open_count = 0;
+};
+
+// Completes, packs and stores batches. Refuses what is already stored; lines of a (subgroup, test)
+// that this import has written before are put together with those.
+class ValuesWriter {
+ public:
+  ValuesWriter(Connection& connection, const ImportTable& table, ValuesBatch& batch,
+               std::map<std::int32_t, TestState>& tests, ImportReport& report);
+
+  // Reads what the database has; call it before the first line.
+  void Prepare();
+  void Write();
+
+ private:
+  void WriteSubgroups();
+  void WriteMeasurements();
+  void WriteComments();
+  void WriteDescriptors();
+  void Merge(OpenMeasurement& open, const WrittenKey& key);
+  void Finish(OpenMeasurement& open, const WrittenKey& key);
+  void AddPieceValues(const OpenMeasurement& open);
+  void CheckDefectives(const OpenMeasurement& open);
+  [[noreturn]] void RefuseDifference(const OpenMeasurement& open, std::size_t column) const;
+  std::int32_t ContextId(const Context& context);
+
+  Connection& db_;
+  const ImportTable& table_;
+  ValuesBatch& batch_;
+  std::map<std::int32_t, TestState>& tests_;
+  ImportReport& report_;
+
+  std::map<Context, std::int32_t> contexts_;
+  std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
+  std::set<WrittenKey> added_to_old_;
+  // Pieces whose value this import derived from readings.
+  std::map<WrittenKey, std::vector<std::int32_t>> derived_;
+  // What Finish made of the latest (subgroup, test).
+  std::vector<TestRow> packed_rows_;
+  std::vector<std::int32_t> derived_pieces_;
+  std::int32_t packed_size_ = 0;
+  std::vector<std::byte> packed_;
+};
+
+}  // namespace orvspc::engine
