@@ -62,8 +62,7 @@ std::vector<Option> OutputOptions() {
 
 std::string OutputFormat(const Arguments& arguments, const std::vector<std::string>& formats) {
   const auto asked = arguments.Value("format");
-  std::string format =
-      asked ? *asked : FormatOfEnding(arguments.Value("output", std::string()));
+  std::string format = asked ? *asked : FormatOfEnding(arguments.Value("output", std::string()));
   if (format.empty()) return "text";
   if (std::find(formats.begin(), formats.end(), format) == formats.end())
     throw Misuse("there is no format \"" + format + "\" here, only " + Joined(formats));
@@ -103,7 +102,7 @@ std::shared_ptr<EmbeddedDatabase> OpenQualityDatabase(const Arguments& arguments
   return OpenDatabase(arguments.Required("db"));
 }
 
-Names NamesOf(std::shared_ptr<EmbeddedDatabase> database) {
+Names NamesOf(const std::shared_ptr<EmbeddedDatabase>& database) {
   auto known = std::make_shared<std::map<std::pair<NameKind, std::int32_t>, std::string>>();
   return [database, known](NameKind kind, std::int32_t id) {
     if (id == 0) return std::string();

@@ -48,7 +48,7 @@ std::string ReadFile(const std::string& path);
 std::shared_ptr<EmbeddedDatabase> OpenQualityDatabase(const Arguments& arguments);
 
 // Names out of the database, each read once.
-Names NamesOf(std::shared_ptr<EmbeddedDatabase> database);
+Names NamesOf(const std::shared_ptr<EmbeddedDatabase>& database);
 // For results without a database: no names.
 Names NoNames();
 

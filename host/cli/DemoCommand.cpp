@@ -73,7 +73,7 @@ std::shared_ptr<EmbeddedDatabase> MakeDatabase(const fs::path& folder) {
   const fs::path path = folder / "sample.db";
   RemoveDatabase(path);
   MakeDirectory(folder / "data");
-  const auto database = OpenDatabase(path.string(), true);
+  auto database = OpenDatabase(path.string(), true);
   for (const bool values : {true, false})
     for (const auto& sample : Samples()) {
       const fs::path file = folder / "data" / sample.file;

@@ -77,6 +77,7 @@ int Run(const Arguments& arguments, Console& console) {
   const bool other = word == "descriptors" || word == "groups" || word == "rule-sets";
   if (!word.empty() && !kind && !other) {
     std::vector<std::string> words;
+    words.reserve(engine::kItemKinds + 3);
     for (int k = 0; k < engine::kItemKinds; ++k)
       words.emplace_back(engine::WordOf(static_cast<ItemKind>(k)));
     words.insert(words.end(), {"descriptors", "groups", "rule-sets"});

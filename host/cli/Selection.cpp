@@ -133,7 +133,7 @@ void AddTimes(const Arguments& arguments, DataSelect& select) {
   }
   if (last) {
     std::vector<std::string> words;
-    for (const auto& period : kPeriods) words.push_back(period.word);
+    for (const auto& period : kPeriods) words.emplace_back(period.word);
     const std::string word = arguments.Choice("period", words, "days");
     for (const auto& period : kPeriods)
       if (word == period.word) select.DateRangePeriod(period.value);

@@ -19,16 +19,12 @@ struct ParsedJson {
   bool boolean = false;
   double number = 0.0;
   std::string text;
-  std::vector<ParsedJson> elements;
-  std::vector<std::pair<std::string, ParsedJson>> members;  // in the document's order
+  std::vector<ParsedJson> elements;  // of an array, or the values of an object's members
+  std::vector<std::string> names;    // of an object's members, in the document's order
 
   // "Graphs[0].UCLs[2]"; throws when there is no such thing.
   const ParsedJson& At(std::string_view path) const;
-  std::vector<std::string> Keys() const {
-    std::vector<std::string> keys;
-    for (const auto& member : members) keys.push_back(member.first);
-    return keys;
-  }
+  const std::vector<std::string>& Keys() const { return names; }
 };
 
 class JsonParser {
@@ -96,7 +92,8 @@ class JsonParser {
       Blanks();
       std::string key = Text();
       Need(':');
-      value.members.emplace_back(std::move(key), Value());
+      value.names.push_back(std::move(key));
+      value.elements.push_back(Value());
     } while (Take(','));
     Need('}');
     return value;
@@ -163,8 +160,8 @@ inline const ParsedJson& ParsedJson::At(std::string_view path) const {
     return elements[index].At(path.substr(end + 1));
   }
   const std::string_view key = path.substr(0, path.find_first_of(".["));
-  for (const auto& [name, value] : members)
-    if (name == key) return value.At(path.substr(key.size()));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (names[i] == key) return elements[i].At(path.substr(key.size()));
   throw std::runtime_error("no member " + std::string(path));
 }
 

@@ -113,7 +113,7 @@ class Runner {
   std::string Database() const { return folder_.File("q.db"); }
 
   std::string WriteCsv(const std::string& text) {
-    const std::string path = folder_.File("file" + std::to_string(++files_) + ".csv");
+    std::string path = folder_.File("file" + std::to_string(++files_) + ".csv");
     std::ofstream(path) << text;
     return path;
   }
