@@ -16,6 +16,7 @@ VariableRun::LineSource::LineSource(const VariableRun& run, std::size_t stream, 
       calculated_(calculated),
       kind_(run.plan_.LinesOf(graph)),
       cusum_(run.plan_.cusum && graph == 0),
+      by_size_(IsBySize()),
       figures_(Calculated(state_.estimates)),
       specs_(state_.specs),
       latest_{kNoValue, kNoValue, kNoValue, kNoValue} {}
@@ -27,6 +28,7 @@ VariableRun::LineSource VariableRun::LineSource::UnderCusum(const VariableRun& r
   if (source.kind_ == ChartKind::MovingAverage) {
     source.kind_ = run.plan_.SigmaFromPoints() ? ChartKind::Individuals : ChartKind::Mean;
   }
+  source.by_size_ = source.IsBySize();
   return source;
 }
 
@@ -35,7 +37,7 @@ bool VariableRun::LineSource::IsConstant() const {
          (!UsesRows() && DependsOnPiecesOnly(kind_) && state_.constant_size >= 0);
 }
 
-PointLimits VariableRun::LineSource::At(std::size_t place) {
+PointLimits VariableRun::LineSource::Find(std::size_t place) {
   if (cusum_) return kCusumLines;
   if (kind_ == ChartKind::PreControl) return PreControlLinesAt(place);
   if (UsesRows() && run_.limit_row_[place] != row_) {

@@ -17,14 +17,23 @@ class VariableRun::LineSource {
   // What the cusum of graph 1 is taken about: the lines that the chart would have without it.
   static LineSource UnderCusum(const VariableRun& run, std::size_t stream);
 
-  PointLimits At(std::size_t place);
+  PointLimits At(std::size_t place) {
+    if (by_size_) {
+      const auto size = static_cast<std::size_t>(run_.table_.Sizes()[place]);
+      if (size < kKnownSizes && (is_known_ >> size & 1) != 0) return known_[size];
+    }
+    return Find(place);
+  }
   // One answer serves the whole stream.
   bool IsConstant() const;
 
  private:
+  PointLimits Find(std::size_t place);
   PointLimits PreControlLinesAt(std::size_t place);
   const PointLimits& LinesOfSize(std::int32_t pieces);
   bool UsesRows() const { return !calculated_ && run_.HasStoredLimits(); }
+  // Whether the number of pieces alone decides.
+  bool IsBySize() const { return !cusum_ && !UsesRows() && DependsOnPiecesOnly(kind_); }
 
   const VariableRun& run_;
   const StreamState& state_;
@@ -32,6 +41,7 @@ class VariableRun::LineSource {
   bool calculated_;
   ChartKind kind_;
   bool cusum_;
+  bool by_size_;
   LineFigures figures_;
   RowsInForce<API_CCSpecLim> specs_;
   std::int32_t row_ = kNoRow, spec_row_ = kNoRow;

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/ChartLibrary.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include "engine/store/OpenRun.h"
+#include "tests/engine/store/store_fixture.h"
+
+// The chart library over a real database.
+namespace orvspc::engine {
+namespace {
+
+using platform::ChartData;
+
+class ChartLibraryTest : public testing::Test {
+ protected:
+  ChartLibraryTest() : database_(OpenDatabase(folder_.File("q.db"), true)) {
+    Import(
+        "part,process,test,subgroup,time,value\n"
+        "A,P,W,1,2024-01-01T00:00:00Z,1\nA,P,W,1,2024-01-01T00:00:00Z,2\n"
+        "A,P,W,1,2024-01-01T00:00:00Z,3\n"
+        "A,P,W,2,2024-01-01T01:00:00Z,3\nA,P,W,2,2024-01-01T01:00:00Z,5\n"
+        "A,P,W,2,2024-01-01T01:00:00Z,7\n"
+        "A,P,W,3,2024-01-01T02:00:00Z,2\nA,P,W,3,2024-01-01T02:00:00Z,2\n"
+        "A,P,W,3,2024-01-01T02:00:00Z,2\n",
+        ImportKind::Values);
+  }
+
+  void Import(const std::string& text, ImportKind kind) {
+    const auto file = folder_.File("in.csv");
+    WriteFile(file, text);
+    ImportCsv(file, *database_, kind);
+  }
+
+  std::int32_t Process(std::int32_t word, std::int32_t handle) {
+    FlatSelection everything;
+    auto filter = everything.Filter();
+    API_CCVarOptions options{};
+    options.ChartWord = word;
+    options.Constant = 2;
+    return library_.VLXCRT_VCHART_PROCESS_LT(0, handle, everything.info, filter, options, 0);
+  }
+  std::int32_t Process(std::int32_t word) { return Process(word, database_->ConnectionHandle()); }
+
+  std::vector<double> Points(std::int32_t graph, std::size_t count) {
+    std::vector<double> out(count, -1.0);
+    library_.VLXCRT_VAR_DATA(0, {out.data(), sizeof(double), out.size()}, ChartData::Points, graph);
+    return out;
+  }
+
+  TemporaryFolder folder_;
+  std::shared_ptr<EmbeddedDatabase> database_;
+  ChartLibrary library_;
+};
+
+}  // namespace
+
+TEST_F(ChartLibraryTest, FromTheFileToTheChart) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_EQ(Points(1, 3), (std::vector<double>{2, 5, 2}));
+  EXPECT_EQ(Points(2, 3), (std::vector<double>{2, 4, 0}));
+  std::vector<API_TestData> tests(9);
+  EXPECT_EQ(library_.VLXCRT_VAR_DATA(0, {tests.data(), sizeof tests[0], 9}, ChartData::Tests, 0),
+            9);
+  EXPECT_EQ(tests[4].Val, 5.0);
+  EXPECT_EQ(tests[4].Tsno, 2);
+  double mean = -1, sp = -1, sw = -1, one = -1, two = -1, three = -1;
+  EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
+  EXPECT_NEAR(mean, 3.0, 1e-12);
+  EXPECT_NEAR(sp, 2.0 / 1.692568750643269, 1e-12);
+  EXPECT_EQ(sw, sp);
+  EXPECT_EQ(one, 3.0);
+  EXPECT_EQ(two, 3.0);
+  EXPECT_EQ(three, 0.0);
+  EXPECT_EQ(library_.VLXCRT_VAR_END(), 1);
+}
+
+TEST_F(ChartLibraryTest, EstimatesComeWithTheirProvenance) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  library_.VLXCRT_VAR_END();
+  const auto streams = ChartLibrary::LatestStreams();
+  ASSERT_EQ(streams.size(), 1U);
+  EXPECT_EQ(streams[0].mean.used, 3);
+  EXPECT_EQ(streams[0].sp.used, 3);
+  EXPECT_EQ(streams[0].sp.least_size, 3);
+  EXPECT_EQ(streams[0].sp.largest_size, 3);
+  EXPECT_NEAR(streams[0].sp.constant, 1.692568750643269, 1e-12);
+  EXPECT_FALSE(streams[0].sp.name.empty());
+  EXPECT_EQ(streams[0].average_size, 3.0);
+  std::thread([] { EXPECT_TRUE(ChartLibrary::LatestStreams().empty()); }).join();
+}
+
+TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
+  Import("part,process,test,subgroup,time,value\nB,P,W,1,2024-01-01T00:00:00Z,1\n",
+         ImportKind::Values);
+  ASSERT_NE(Process(0x330), 0);
+  double mean = -1, sp = -1, sw = -1, one = -1, two = -1, three = -1;
+  EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
+  for (const double figure : {mean, sp, sw, one, two, three}) EXPECT_EQ(figure, 0.0);
+  EXPECT_EQ(ChartLibrary::LatestStreams().size(), 2U);
+  EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
+}
+
+TEST_F(ChartLibraryTest, AttributeTestsStayOffTheVariableRoad) {
+  Import("part,process,test,subgroup,time,count,size\nA,P,D,1,2024-01-01T00:00:00Z,4,100\n",
+         ImportKind::Values);
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_EQ(ChartLibrary::LatestStreams().size(), 1U);
+}
+
+TEST_F(ChartLibraryTest, TheRunEndsAndIsHarmlessToEndTwice) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_FALSE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  library_.VLXCRT_VAR_END();
+  library_.VLXCRT_VAR_END();
+  EXPECT_TRUE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  EXPECT_EQ(Points(1, 3), (std::vector<double>{-1, -1, -1}));
+  double mean = -1, other = -1;
+  EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, other, other, other, other, other), 0);
+  EXPECT_EQ(mean, -1.0);
+}
+
+TEST_F(ChartLibraryTest, ARunThatFailsLeavesNothingOpen) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_EQ(Process(0xD00), 0);
+  EXPECT_EQ(Points(1, 3), (std::vector<double>{-1, -1, -1}));
+  EXPECT_TRUE(ChartLibrary::LatestStreams().empty());
+  const auto failure = database_->TakeFailure();
+  ASSERT_TRUE(failure.has_value());
+  EXPECT_NE(failure->description.find("chart word"), std::string::npos);
+}
+
+TEST_F(ChartLibraryTest, AClosedOrUnknownConnectionGivesNothing) {
+  const auto handle = database_->ConnectionHandle();
+  EXPECT_EQ(Process(0x110, 0), 0);
+  database_.reset();
+  EXPECT_EQ(Process(0x110, handle), 0);
+}
+
+TEST_F(ChartLibraryTest, EachThreadHasItsOwnRun) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  std::thread([&] {
+    EXPECT_EQ(Points(1, 3), (std::vector<double>{-1, -1, -1}));
+    EXPECT_EQ(Process(0x330), 0x330);
+    library_.VLXCRT_VAR_END();
+  }).join();
+  EXPECT_EQ(Points(2, 3), (std::vector<double>{2, 4, 0}));
+}
+
+TEST_F(ChartLibraryTest, AttributeChartsSayThatTheyAreNotAvailable) {
+  API_DSInfo info{};
+  std::vector<std::int32_t> filter(1000);
+  double aql = 1.0, risk = 10.0;
+  EXPECT_EQ(library_.VLXCRT_ATTR_PROCESS_LT(0, database_->ConnectionHandle(), info, filter, 0xD00,
+                                            0, 0.0, aql, risk, 0),
+            0);
+  EXPECT_EQ(aql, 1.0);
+  EXPECT_EQ(risk, 10.0);
+  const auto failure = database_->TakeFailure();
+  ASSERT_TRUE(failure.has_value());
+  EXPECT_NE(failure->description.find("not available"), std::string::npos);
+  std::vector<double> out(3, -1.0);
+  EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {out.data(), sizeof(double), 3}, ChartData::Points, 1), 0);
+  EXPECT_EQ(out, (std::vector<double>{-1, -1, -1}));
+  library_.VLXCRT_ATTR_END();
+}
+
+}  // namespace orvspc::engine
