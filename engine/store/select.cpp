@@ -397,26 +397,35 @@ bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
   return done;
 }
 
-API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {
-  const auto place = static_cast<std::size_t>(subgroups[subgroup].Test_Start) + row;
-  const auto key =
-      keys.empty() ? RowKey{0, static_cast<std::int32_t>(row + 1), 0, 0, 0} : keys[place];
+namespace {
+
+API_TestData WireRow(const RowKey& key, double value) {
   API_TestData test{};
   test.Sn = key.Sn;
   test.Tsno = key.Tsno;
   test.Sbno = key.Sbno;
   test.Def = key.Def;
   test.Gage = key.Gage;
-  test.Val = values[place];
+  test.Val = value;
   return test;
 }
 
+RowKey PlainKey(std::size_t row) { return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0}; }
+
+}  // namespace
+
+API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {
+  const auto place = static_cast<std::size_t>(subgroups[subgroup].Test_Start) + row;
+  return WireRow(keys.empty() ? PlainKey(row) : keys[place], values[place]);
+}
+
 void DataSet::WriteTests(std::span<API_TestData> out) const {
-  for (std::size_t i = 0; i < subgroups.size(); ++i) {
-    const auto first = static_cast<std::size_t>(subgroups[i].Test_Start);
-    const auto last = static_cast<std::size_t>(subgroups[i].Test_End);
-    for (auto place = first; place <= last && place < out.size(); ++place) {
-      out[place] = Row(i, place - first);
+  const bool plain = keys.empty();
+  for (const auto& subgroup : subgroups) {
+    const auto first = static_cast<std::size_t>(subgroup.Test_Start);
+    const auto end = std::min(static_cast<std::size_t>(subgroup.Test_End) + 1, out.size());
+    for (auto place = first; place < end; ++place) {
+      out[place] = WireRow(plain ? PlainKey(place - first) : keys[place], values[place]);
     }
   }
 }
