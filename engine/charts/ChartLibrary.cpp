@@ -9,6 +9,7 @@
 #include "engine/charts/VariableRun.h"
 #include "engine/store/OpenRun.h"
 #include "engine/store/Store.h"
+#include "engine/store/large_pages.h"
 
 namespace orvspc::engine {
 namespace {
@@ -90,6 +91,7 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
 std::int32_t ChartLibrary::VLXCRT_VAR_DATA(std::int32_t, const platform::ArrayRef& Array,
                                            platform::ChartData Code, std::int32_t Graph) {
   auto& state = ThisThread();
+  PreferLargePages(Array.data, Array.count * Array.element_size);
   return Guarded(state.handle, [&] { return state.run.Deliver(Array, Code, Graph); });
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/DatabaseLibrary.h"
+#include "engine/store/large_pages.h"
 
 #include <algorithm>
 #include <cstring>
@@ -230,6 +231,7 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
 std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array,
                                                  std::int32_t Content) {
   const auto& kept = Kept();
+  PreferLargePages(Array.data, Array.count * Array.element_size);
   return Guarded(kept.store, [&]() -> std::int32_t {
     const auto refuse = [&](std::string_view what) {
       kept.store->Fail(kRefused, "The array for the " + std::string(what) + " is too short");

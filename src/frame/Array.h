@@ -15,10 +15,6 @@
 
 namespace orvspc {
 
-// Zeroed memory for the bytes, never null (7 when there is none). A large block is asked for in
-// large pages: an array of a million rows would otherwise be tens of thousands of page faults.
-void* AllocateZeroed(std::size_t count, std::size_t size);
-
 // The automation array: based at 0, and "never dimensioned" differs from "has elements". Cheap to
 // move; a copy is made by Copy alone. Elements start as zero, and for plain records the memory
 // comes zeroed from the system, so elements that nobody touches cost nothing.
@@ -116,7 +112,9 @@ class Array {
   static constexpr bool kPlain = std::is_trivially_copyable_v<T>;
 
   static T* Allocate(std::size_t count) {
-    auto* elements = static_cast<T*>(AllocateZeroed(count, sizeof(T)));
+    void* memory = std::calloc(count, sizeof(T));
+    if (memory == nullptr) throw std::bad_alloc();
+    auto* elements = static_cast<T*>(memory);
     if constexpr (!kPlain) std::uninitialized_value_construct_n(elements, count);
     return elements;
   }
