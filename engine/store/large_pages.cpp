@@ -11,7 +11,7 @@ void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::s
 #ifdef MADV_HUGEPAGE
   constexpr std::size_t kLarge = std::size_t{1} << 21;
   auto* first = const_cast<void*>(data);
-  if (bytes < 4 * kLarge || std::align(kLarge, kLarge, first, bytes) == nullptr) return;
+  if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
   madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
 #endif
 }

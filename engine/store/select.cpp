@@ -9,6 +9,7 @@
 #include <string>
 
 #include "engine/store/conditions.h"
+#include "engine/store/halves.h"
 #include "engine/store/large_pages.h"
 #include "engine/store/packing.h"
 #include "platform/Enumerations.h"
@@ -385,15 +386,15 @@ bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
 
 namespace {
 
-API_TestData WireRow(const RowKey& key, double value) {
-  API_TestData test{};
-  test.Sn = key.Sn;
-  test.Tsno = key.Tsno;
-  test.Sbno = key.Sbno;
-  test.Def = key.Def;
-  test.Gage = key.Gage;
-  test.Val = value;
-  return test;
+// Field by field: a row built aside and copied would wait for its own bytes.
+void WriteRow(const RowKey& key, double value, API_TestData& out) {
+  out.Sn = key.Sn;
+  out.Tsno = key.Tsno;
+  out.Sbno = key.Sbno;
+  out.Def = key.Def;
+  out.Gage = key.Gage;
+  out.Val = value;
+  out.Reserved = 0;
 }
 
 RowKey PlainKey(std::size_t row) { return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0}; }
@@ -402,18 +403,21 @@ RowKey PlainKey(std::size_t row) { return {0, static_cast<std::int32_t>(row + 1)
 
 API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {
   const auto place = static_cast<std::size_t>(subgroups[subgroup].Test_Start) + row;
-  return WireRow(keys.empty() ? PlainKey(row) : keys[place], values[place]);
+  API_TestData test;
+  WriteRow(keys.empty() ? PlainKey(row) : keys[place], values[place], test);
+  return test;
 }
 
 void DataSet::WriteTests(std::span<API_TestData> out) const {
-  const bool plain = keys.empty();
-  for (const auto& subgroup : subgroups) {
-    const auto first = static_cast<std::size_t>(subgroup.Test_Start);
-    const auto end = std::min(static_cast<std::size_t>(subgroup.Test_End) + 1, out.size());
-    for (auto place = first; place < end; ++place) {
-      out[place] = WireRow(plain ? PlainKey(place - first) : keys[place], values[place]);
+  ForHalves(subgroups.size(), [&](std::size_t begin, std::size_t behind) {
+    for (auto i = begin; i < behind; ++i) {
+      const auto first = static_cast<std::size_t>(subgroups[i].Test_Start);
+      const auto end = std::min(static_cast<std::size_t>(subgroups[i].Test_End) + 1, out.size());
+      for (auto place = first; place < end; ++place) {
+        WriteRow(keys.empty() ? PlainKey(place - first) : keys[place], values[place], out[place]);
+      }
     }
-  }
+  });
 }
 
 }  // namespace orvspc::engine
