@@ -117,7 +117,8 @@ class Document final : public platform::XmlDocument {
   // A handle carries the number of the node in place of an address.
   XmlNode NodeOf(Id id) {
     if (id == 0) return {};
-    return {this, reinterpret_cast<void*>(static_cast<std::uintptr_t>(id))};
+    const auto number = static_cast<std::uintptr_t>(id);
+    return {this, reinterpret_cast<void*>(number)};  // NOLINT(performance-no-int-to-ptr)
   }
 
   Id IdOf(const XmlNode& node) const {

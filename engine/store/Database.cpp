@@ -30,7 +30,7 @@ class HandleTable {
     // Handles are not used twice before all have been used, so that a kept one stays refused.
     do {
       last_ = last_ == INT32_MAX ? 1 : last_ + 1;
-    } while (stores_.count(last_) != 0);
+    } while (stores_.contains(last_));
     stores_.emplace(last_, std::move(store));
     return last_;
   }

@@ -73,8 +73,7 @@ class RulesImport {
     constexpr std::int32_t kLongestWindow = 1000;
     StoredRule rule;
     rule.number = table_.Whole(kNumber, 0, 31);
-    if ((rule.number == 15 && rules_.count(31) != 0) ||
-        (rule.number == 31 && rules_.count(15) != 0)) {
+    if ((rule.number == 15 && rules_.contains(31)) || (rule.number == 31 && rules_.contains(15))) {
       table_.Refuse(kNumber, "15 and 31 share one bit; a list can hold one of them");
     }
     rule.kind = OneOf(table_, kKind, table_.Name(kKind), kKinds);

@@ -117,7 +117,7 @@ void ValuesWriter::WriteMeasurements() {
       CheckDefectives(*open);
       if (!derived_pieces_.empty()) derived_[key] = derived_pieces_;
       if (key.subgroup <= highest_before_) added_to_old_.insert(key);
-    } else if (key.subgroup <= highest_before_ && added_to_old_.count(key) == 0) {
+    } else if (key.subgroup <= highest_before_ && !added_to_old_.contains(key)) {
       if (stored == nullptr || open->line < stored->line) stored = open;
     } else {
       Merge(*open, key);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/DateText.h"
 
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 
 #include "frame/Failure.h"
@@ -49,7 +49,9 @@ std::string IsoText(Moment moment, int fraction_digits) {
           fraction_digits == 0 ? kWhole : kWhole + 1 + static_cast<std::size_t>(fraction_digits)};
 }
 
-bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+bool SameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
 
 // Reads pieces off the front of a text.
 class Reader {
@@ -179,7 +181,8 @@ std::string DateToText(double date) {
     const double time = std::fabs(date - day);
     std::int64_t step = kSecond;
     for (int digits = 0; digits <= 9; ++digits, step /= 10) {
-      const auto steps = std::llround(time * static_cast<double>(kDay / step));
+      const std::int64_t steps_a_day = kDay / step;
+      const auto steps = std::llround(time * static_cast<double>(steps_a_day));
       Moment moment{static_cast<std::int64_t>(day), steps * step};
       if (moment.time >= kDay) moment = {moment.day + 1, 0};
       if (SameBits(ToDate(moment), date)) return IsoText(moment, digits);

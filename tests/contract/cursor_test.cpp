@@ -75,7 +75,9 @@ class CursorContract : public testing::TestWithParam<std::int32_t> {
     }
   }
 
-  std::shared_ptr<SubgroupData> Data() { return DataSelect().GetSubgroupData(fake_.database); }
+  std::shared_ptr<SubgroupData> Data() const {
+    return DataSelect().GetSubgroupData(fake_.database);
+  }
 
   fake::FakeScope fake_;
 };

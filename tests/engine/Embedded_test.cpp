@@ -89,8 +89,8 @@ TEST(Helpers, StampsAndFixedText) {
   const auto time = EmbeddedPlatform()->MakeTimeConversion();
   EXPECT_EQ(time->DateToTimeStamp(25570.0), 86400);
   EXPECT_EQ(time->TimeStampToDate(86400), 25570.0);
-  std::u16string text = u"name  \0 ";
-  text.push_back(u'\0');
+  std::u16string text = u"name  ";
+  text.append({u'\0', u' ', u'\0'});
   EmbeddedPlatform()->MakeTextTrimmer()->TrimFixedString(text);
   EXPECT_EQ(text, u"name");
 }

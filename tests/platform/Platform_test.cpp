@@ -3,7 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <bit>
+#include <cstdint>
 #include <thread>
 
 #include "platform/WireDouble.h"
@@ -69,7 +70,7 @@ TEST(WireDouble, KeepsEveryBitAtAnOffsetThatIsNoMultipleOfEight) {
   for (const double value : {0.0, -0.0, 0.1, 1e308, 5e-324}) {
     record.value = value;
     const double back = record.value;
-    EXPECT_EQ(std::memcmp(&back, &value, sizeof value), 0) << value;
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(value)) << value;
   }
   EXPECT_EQ(record.before, 1);
 }

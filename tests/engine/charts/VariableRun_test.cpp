@@ -272,10 +272,10 @@ TEST(VariableRunContract, APointWithoutValue) {
     FakeStore store(samples);
     AddSpec(store);
     const auto chart = Make(store, word);
-    for (std::size_t g = 0; g < chart.graphs.size(); ++g) {
-      EXPECT_TRUE(std::isnan(chart.graphs[g].points[4])) << Hex(word);
-      EXPECT_EQ(chart.graphs[g].sizes[4], 0) << Hex(word);
-      EXPECT_EQ(chart.graphs[g].coocs[4], 0) << Hex(word);
+    for (const auto& graph : chart.graphs) {
+      EXPECT_TRUE(std::isnan(graph.points[4])) << Hex(word);
+      EXPECT_EQ(graph.sizes[4], 0) << Hex(word);
+      EXPECT_EQ(graph.coocs[4], 0) << Hex(word);
     }
     EXPECT_EQ(chart.totals.TestCount, 36);
     if (word >> 8 != ccGraph1Pc) {

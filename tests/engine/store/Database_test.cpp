@@ -11,7 +11,7 @@ namespace {
 class OpenDatabaseTest : public StoreTest {
  protected:
   std::string OpeningFailure(const std::string& path, bool create = false) {
-    const auto failure = FailureOf([&] { OpenDatabase(path, create); });
+    auto failure = FailureOf([&] { OpenDatabase(path, create); });
     if (!failure.empty()) {
       EXPECT_EQ(failure.rfind(path + ": ", 0), 0u) << failure;
     }

@@ -80,7 +80,7 @@ TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
       {"text behind a quote", kHeader + "A,P,T,\"1\"x,2024-01-01,5\n", {"line 2", "quote"}},
       {"no UTF-8", kHeader + "A\xff,P,T,1,2024-01-01,5\n", {"line 2", "UTF-8"}},
       {"overlong UTF-8", kHeader + "A\xc0\xaf,P,T,1,2024-01-01,5\n", {"line 2", "UTF-8"}},
-      {"byte 0", kHeader + std::string("A\0,P,T,1,2024-01-01,5\n", 23), {"line 2", "byte 0"}},
+      {"byte 0", kHeader + std::string("A\0,P,T,1,2024-01-01,5\n", 22), {"line 2", "byte 0"}},
       {"long line", kHeader + std::string((1 << 20) + 1, 'x') + "\n", {"line 2", "1 MB"}},
       {"long line without an end", kHeader + std::string(3 << 20, 'x'), {"line 2", "1 MB"}},
       {"piece twice",

@@ -178,7 +178,7 @@ class World {
 struct Wanted {
   bool limited = false;
   std::set<std::int32_t> ids;
-  bool Has(std::int32_t id) const { return !limited || ids.count(id) != 0; }
+  bool Has(std::int32_t id) const { return !limited || ids.contains(id); }
 };
 
 struct RandomSelection {
@@ -240,9 +240,8 @@ class Reference {
     if (info.SubgroupStart > 0 && head.Sgrp < info.SubgroupStart) return std::nullopt;
     if (info.SubgroupEnd > 0 && head.Sgrp > info.SubgroupEnd) return std::nullopt;
     for (const auto& [group, ids] : selection_.descriptors) {
-      const bool has = std::any_of(ids.begin(), ids.end(), [&](std::int32_t id) {
-        return record.descriptors.count(id) != 0;
-      });
+      const bool has = std::any_of(
+          ids.begin(), ids.end(), [&](std::int32_t id) { return record.descriptors.contains(id); });
       if (!has) return std::nullopt;
     }
     auto narrowed = record;
@@ -390,7 +389,7 @@ class SelectionRandom : public StoreTest {
     for (int i = 1 + world.Pick(3); i-- > 0;) {
       ids.push_back(1 + world.Pick(world.descriptors.Count()));
       for (const auto& [each, members] : groups_) {
-        if (members.count(ids.back()) != 0) selection.descriptors[each].insert(ids.back());
+        if (members.contains(ids.back())) selection.descriptors[each].insert(ids.back());
       }
     }
     selection.flat.Other(ids);

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -79,7 +79,7 @@ class StoreTest : public testing::Test {
     db_ = OpenDatabase(Path());
   }
   ImportReport Import(const std::string& text, ImportKind kind = ImportKind::Values,
-                      ImportOptions options = {}) {
+                      const ImportOptions& options = {}) {
     WriteFile(folder_.File("in.csv"), text);
     return ImportCsv(folder_.File("in.csv"), Db(), kind, options);
   }
