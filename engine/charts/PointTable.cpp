@@ -33,6 +33,10 @@ bool IsEmptyMarker(const RowKey& key, double value) {
   return key.Tsno == 0 && key.Sbno == 0 && key.Def == 0 && value == 0.0;
 }
 
+using StreamTuple = std::tuple<std::int32_t, std::int32_t, std::int32_t>;
+
+StreamTuple KeyOf(const API_SubgroupData& row) { return {row.Part, row.Prcs, row.Test}; }
+
 double RangeOf(std::span<const double> values) {
   if (values.size() < 2) return kNoValue;
   const auto [least, largest] = std::minmax_element(values.begin(), values.end());
@@ -135,49 +139,52 @@ void PointTable::Clear() {
 }
 
 void PointTable::Build(const DataSet& data, std::int32_t status) {
+  constexpr std::int32_t kEnabledAsked = 1;
   Clear();
-  SplitStreams(data);
-  MarkUsed(data, status);
   const auto count = data.subgroups.size();
+  if (count == 0) return;
   sizes_.resize(count);
   means.resize(count);
   ranges.resize(count);
+  // One pass over the rows, which are the largest part of the data, as long as there is one stream.
   PieceReader reader(data);
-  for (std::size_t place = 0; place < count; ++place) {
-    const auto pieces = reader.Pieces(SubgroupAt(place));
-    const auto summary = SummarisePieces(pieces);
-    sizes_[place] = static_cast<std::int32_t>(pieces.size());
-    means[place] = summary.mean;
-    ranges[place] = summary.range;
-  }
-}
-
-void PointTable::SplitStreams(const DataSet& data) {
-  using Key = std::tuple<std::int32_t, std::int32_t, std::int32_t>;
-  const auto key_of = [&](std::size_t i) {
-    const auto& row = data.subgroups[i];
-    return Key{row.Part, row.Prcs, row.Test};
-  };
-  const auto count = data.subgroups.size();
-  if (count == 0) return;
-  const auto add_stream = [&](std::size_t i) {
-    const auto& row = data.subgroups[i];
-    streams_.push_back({row.Part, row.Prcs, row.Test, 0, 0});
-  };
-  add_stream(0);
-  std::size_t same = 1;
-  while (same < count && key_of(same) == key_of(0)) ++same;
-  if (same == count) {
-    streams_[0].end = count;
+  const bool all_count = status != 0 && (status & kEnabledAsked) == 0;
+  const auto key = KeyOf(data.subgroups[0]);
+  std::size_t place = 0;
+  while (place < count && KeyOf(data.subgroups[place]) == key)
+    FillPlace(data, reader, place++, all_count);
+  if (place == count) {
+    streams_.push_back(
+        {data.subgroups[0].Part, data.subgroups[0].Prcs, data.subgroups[0].Test, 0, count});
     return;
   }
+  used_.clear();
+  SplitStreams(data);
+  for (place = 0; place < count; ++place) FillPlace(data, reader, place, all_count);
+}
 
-  // Streams in the order of their first subgroup; a counting sort keeps the order inside each.
-  std::map<Key, std::size_t> numbers{{key_of(0), 0}};
+void PointTable::FillPlace(const DataSet& data, PieceReader& reader, std::size_t place,
+                           bool all_count) {
+  const auto subgroup = SubgroupAt(place);
+  const auto pieces = reader.Pieces(subgroup);
+  const auto summary = SummarisePieces(pieces);
+  sizes_[place] = static_cast<std::int32_t>(pieces.size());
+  means[place] = summary.mean;
+  ranges[place] = summary.range;
+  if (all_count || data.subgroups[subgroup].Flag == 0) return;
+  if (used_.empty()) used_.assign(sizes_.size(), 1);
+  used_[place] = 0;
+}
+
+// Streams in the order of their first subgroup; a counting sort keeps the order inside each.
+void PointTable::SplitStreams(const DataSet& data) {
+  const auto count = data.subgroups.size();
+  std::map<StreamTuple, std::size_t> numbers;
   std::vector<std::uint32_t> stream_of(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const auto [found, fresh] = numbers.try_emplace(key_of(i), streams_.size());
-    if (fresh) add_stream(i);
+    const auto& row = data.subgroups[i];
+    const auto [found, fresh] = numbers.try_emplace(KeyOf(row), streams_.size());
+    if (fresh) streams_.push_back({row.Part, row.Prcs, row.Test, 0, 0});
     stream_of[i] = static_cast<std::uint32_t>(found->second);
     ++streams_[found->second].end;
   }
@@ -190,17 +197,6 @@ void PointTable::SplitStreams(const DataSet& data) {
   order_.resize(count);
   for (std::size_t i = 0; i < count; ++i) {
     order_[streams_[stream_of[i]].end++] = static_cast<std::uint32_t>(i);
-  }
-}
-
-void PointTable::MarkUsed(const DataSet& data, std::int32_t status) {
-  constexpr std::int32_t kEnabledAsked = 1;
-  if (status != 0 && (status & kEnabledAsked) == 0) return;
-  const auto count = data.subgroups.size();
-  for (std::size_t place = 0; place < count; ++place) {
-    if (data.subgroups[SubgroupAt(place)].Flag == 0) continue;
-    if (used_.empty()) used_.assign(count, 1);
-    used_[place] = 0;
   }
 }
 

@@ -84,7 +84,7 @@ class PointTable {
 
  private:
   void SplitStreams(const DataSet& data);
-  void MarkUsed(const DataSet& data, std::int32_t status);
+  void FillPlace(const DataSet& data, PieceReader& reader, std::size_t place, bool all_count);
 
   std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;

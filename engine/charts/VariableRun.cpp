@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <string>
 #include <utility>
 
@@ -144,32 +145,32 @@ void VariableRun::LoadStreamRows(Store& store) {
 // values by these rows does not look at times.
 void VariableRun::CollectSpecRows() {
   const auto streams = table_.Streams();
-  std::vector<std::pair<std::size_t, std::int32_t>> newest;  // a stream of the pair, its last time
-  for (std::size_t s = 0; s < streams.size(); ++s) {
-    auto& state = states_[s];
-    if (state.specs.empty()) continue;
-    std::int32_t first = std::numeric_limits<std::int32_t>::max();
+  struct Pair {
+    std::vector<std::size_t> streams;
     std::int32_t last = std::numeric_limits<std::int32_t>::min();
+  };
+  std::vector<Pair> pairs;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::size_t> numbers;
+  std::vector<std::int32_t> first(streams.size(), std::numeric_limits<std::int32_t>::max());
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    if (states_[s].specs.empty()) continue;
+    const auto number =
+        numbers.try_emplace({streams[s].part, streams[s].test}, pairs.size()).first->second;
+    if (number == pairs.size()) pairs.emplace_back();
+    auto& pair = pairs[number];
+    pair.streams.push_back(s);
     for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-      first = std::min(first, StampAt(place));
-      last = std::max(last, StampAt(place));
-    }
-    RowsInForce<API_CCSpecLim> rows(state.specs);
-    state.specs_change = rows.At(first) != rows.At(last);
-    const auto same = std::find_if(newest.begin(), newest.end(), [&](const auto& entry) {
-      return streams[entry.first].part == streams[s].part &&
-             streams[entry.first].test == streams[s].test;
-    });
-    if (same == newest.end()) {
-      newest.emplace_back(s, last);
-    } else {
-      same->second = std::max(same->second, last);
+      first[s] = std::min(first[s], StampAt(place));
+      pair.last = std::max(pair.last, StampAt(place));
     }
   }
-  for (const auto& [s, last] : newest) {
-    RowsInForce<API_CCSpecLim> rows(states_[s].specs);
-    const auto row = rows.At(last);
-    if (row != kNoRow) spec_rows_.push_back(states_[s].specs[static_cast<std::size_t>(row)]);
+  for (const auto& pair : pairs) {
+    const auto& specs = states_[pair.streams.front()].specs;
+    RowsInForce<API_CCSpecLim> rows(specs);
+    const auto newest = rows.At(pair.last);
+    if (newest != kNoRow) spec_rows_.push_back(specs[static_cast<std::size_t>(newest)]);
+    // A stream that ends before the change is judged by the newest row as well.
+    for (const auto s : pair.streams) states_[s].specs_change = rows.At(first[s]) != newest;
   }
 }
 

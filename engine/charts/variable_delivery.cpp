@@ -230,7 +230,7 @@ void VariableRun::WriteMarks(std::size_t graph, bool calculated, std::span<std::
 
 const std::vector<std::uint32_t>& VariableRun::MarksOf(std::size_t graph, bool calculated) {
   // Without stored limits both forms are the same, and a reader asks for one after the other.
-  if (!HasStoredLimits() || plan_.cusum) calculated = false;
+  if (!HasStoredLimits() || (plan_.cusum && graph == 0)) calculated = false;
   if (marked_.graph == graph && marked_.calculated == calculated && !marks_.empty()) return marks_;
   const auto streams = table_.Streams();
   const bool zones = plan_.kinds[graph] == ChartKind::PreControl;
