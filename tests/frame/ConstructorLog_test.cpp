@@ -3,9 +3,32 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <new>
+
 #include "frame/Failure.h"
 #include "frame/Trail.h"
 #include "tests/fake/FakePlatform.h"
+
+namespace {
+
+// While it is true, every allocation of this program fails.
+bool out_of_memory = false;
+
+void* Allocate(std::size_t size) noexcept {
+  return out_of_memory ? nullptr : std::malloc(size != 0 ? size : 1);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (void* memory = Allocate(size)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace orvspc {
 namespace {
@@ -49,6 +72,19 @@ TEST(ConstructorLog, AFailureOfTheLoggerIsIgnored) {
     EXPECT_EQ(reached, 1) << failing;
     EXPECT_EQ(fake.log().Count(failing), 1);
   }
+}
+
+TEST(ConstructorLog, WhenNoMemoryIsLeftForTheNameTheConstructorStillEnds) {
+  const fake::FakeScope fake;
+  int reached = 0;
+  const auto log = Constructed("PAProcessing", [&] {
+    reached = 1;
+    out_of_memory = true;
+    throw std::bad_alloc();
+  });
+  out_of_memory = false;
+  EXPECT_EQ(reached, 1);
+  EXPECT_EQ(log, nullptr);
 }
 
 TEST(ConstructorLog, WithoutAPlatformTheConstructorStillEnds) {
