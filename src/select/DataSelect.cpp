@@ -80,14 +80,14 @@ void DataSelect::Reset() {
 std::shared_ptr<DataSelect> DataSelect::Clone() const {
   return Traced("DataSelect.Clone", [&] {
     auto clone = std::make_shared<DataSelect>();
-    clone->Structure(settings_);
+    clone->Structure(Friend{}, settings_);
     for (const auto& descriptor : *descriptors_)
       clone->descriptors_->AddClone(Friend{}, descriptor->Clone(Friend{}));
     return clone;
   });
 }
 
-void DataSelect::Structure(const Settings& value) {
+void DataSelect::Structure(const Friend&, const Settings& value) {
   Traced("DataSelect.Structure(l)", [&] { settings_ = value; });
 }
 
@@ -123,6 +123,7 @@ std::string DataSelect::GetXML() const {
 
 bool DataSelect::SetXML(std::string_view XML) {
   return Traced("DataSelect.SetXML", [&] {
+    // Deliberate: only this one clears, and before it parses; SetXMLNode adds to what is there.
     descriptors_->Clear();
     const auto root = XMLSupport::GetXMLSingleNode(XML, "DataSelect");
     return SetXMLNode(Friend{}, root.node);

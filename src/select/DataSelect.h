@@ -23,13 +23,14 @@ class Friend;
 // Which data an analysis looks at. It does no selecting itself: it holds the choices, copies and
 // persists itself, and flattens itself into what the closed libraries take.
 class DataSelect : public platform::Object {
+  struct Settings;
+
  public:
   DataSelect();
-  // Copies are made by Clone: a copy here would share the descriptors.
+  // Copies are made by Clone: a copy here would share the descriptors, and a move would leave a
+  // selection without any collection.
   DataSelect(const DataSelect&) = delete;
   DataSelect& operator=(const DataSelect&) = delete;
-  DataSelect(DataSelect&&) = default;
-  DataSelect& operator=(DataSelect&&) = default;
 
   // A new selection with the same choices and clones of the descriptors.
   std::shared_ptr<DataSelect> Clone() const;
@@ -99,6 +100,8 @@ class DataSelect : public platform::Object {
   // library left it, back into this object: use a clone to keep the choices.
   std::shared_ptr<SubgroupData> GetSubgroupData(const std::shared_ptr<platform::Object>& Database);
 
+  // Replaces all settings, those without a property too.
+  void Structure(const Friend&, const Settings& value);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   // Adds to the descriptors that are there.
   bool SetXMLNode(const Friend&, const platform::XmlNode& node);
@@ -120,7 +123,6 @@ class DataSelect : public platform::Object {
   struct Fields;
   struct Dataset;
 
-  void Structure(const Settings& value);
   API_DSInfo GetDSInfo() const;
   Array<std::int32_t> GetDSFilter() const;
   static std::shared_ptr<SubgroupData> GetDataset(Dataset& dataset);

@@ -42,13 +42,14 @@ struct ToIntegers {
 }  // namespace
 
 void DataSelectDescriptor::Clear() {
+  // Deliberate: the type, the filter and the index go too.
   Traced("DataSelectDescriptor.Clear", [&] { record_ = {}; });
 }
 
 std::shared_ptr<DataSelectDescriptor> DataSelectDescriptor::Clone(const Friend&) const {
   return Traced("DataSelectDescriptor.Clone", [&] {
     auto clone = std::make_shared<DataSelectDescriptor>();
-    clone->record_ = record_;
+    clone->Structure(Friend{}, record_);
     return clone;
   });
 }

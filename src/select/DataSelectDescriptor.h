@@ -17,6 +17,8 @@ class Friend;
 // Narrows a selection along one dimension, by a list of items, by a group, or not at all. A new one
 // is a dtPart with an empty list.
 class DataSelectDescriptor : public platform::Object {
+  struct Record;
+
  public:
   // Everything becomes 0, the type, the filter and the place too.
   void Clear();
@@ -49,6 +51,8 @@ class DataSelectDescriptor : public platform::Object {
   // that is out of range; the old items then stay.
   void ItemIDs(const ArrayVariant& value);
 
+  // Replaces everything.
+  void Structure(const Friend&, const Record& value) { record_ = value; }
   std::shared_ptr<DataSelectDescriptor> Clone(const Friend&) const;
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   // Clears first. A null node gives false; an item whose ID is missing or 0 is dropped.

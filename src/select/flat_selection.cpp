@@ -20,6 +20,7 @@ struct Block {
   std::int32_t API_DSInfo::*filter;
 };
 
+// Deliberate: employees stand before defect codes, against the order of their numbers.
 constexpr Block kBlocks[] = {
     {dtPart, &API_DSInfo::AllPart},         {dtProcess, &API_DSInfo::AllProcess},
     {dtTest, &API_DSInfo::AllTest},         {dtJob, &API_DSInfo::AllJob},
@@ -65,6 +66,7 @@ FilterTypes GetFilterType(const DataSelectDescriptor* descriptor) {
 void PutItemList(FilterWriter& out, const DataSelectDescriptor& descriptor) {
   const std::int32_t count = descriptor.ItemCount();
   if (count == 0) FailMessage("Invalid ItemCount!");
+  // Deliberate: the first item stands in the group cell, and so comes back as GroupID too.
   out.Put(descriptor.DescriptorType() == dtOther ? descriptor.ItemID(1) : 0);
   out.Put(count);
   for (std::int32_t i = 1; i <= count; ++i) out.Put(descriptor.ItemID(i));
@@ -80,6 +82,7 @@ void LoadDSFilter(FilterWriter& out, const DataSelectDescriptor* descriptor) {
       case ftGroup:
         out.Put(descriptor->GroupID());
         out.Put(1);
+        // Deliberate: a group without an item has the item 0, and comes back with one.
         out.Put(descriptor->ItemID(1));
         return;
       case ftUnlimited:

@@ -116,6 +116,7 @@ std::shared_ptr<SubgroupData> DataSelect::GetSubgroupData(
     if (dataset.SubgroupCount != 0)
       GetSubgroupComments(library, *database, info, dataset.Subgroups, dataset.Comments);
     auto data = GetDataset(dataset);
+    // Deliberate: the selection that it is called on becomes what the library made of it.
     API_SetData(info, filter);
     return data;
   });

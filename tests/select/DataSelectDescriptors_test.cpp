@@ -150,6 +150,15 @@ TEST(DataSelectDescriptor, WhatIsNoArrayFromZeroIsRefusedAndTheItemsStay) {
   }
 }
 
+TEST(DataSelectDescriptor, ItemIdsOfAnArrayBasedAtOneAreRefused) {
+  DataSelectDescriptor descriptor;
+  const auto failure = FailureOf([&] { descriptor.ItemIDs({Integers{4, 5}, 1}); });
+  EXPECT_EQ(failure.Number(), -2147221504);
+  EXPECT_EQ(failure.Description(), "Array must be 0-based");
+  EXPECT_EQ(failure.Source(), "DataSelectDescriptor.ItemIDs(l)|orvSPCAnalysis6");
+  EXPECT_EQ(descriptor.ItemCount(), 0);
+}
+
 TEST(DataSelectDescriptor, ClearTakesTheTypeToo) {
   DataSelectDescriptors descriptors;
   const auto job = descriptors.Add(dtJob);
@@ -195,6 +204,15 @@ TEST(DataSelectDescriptors, TheirText) {
             R"(<Descriptors><Descriptor Type="0" Filter="0" Group="0"><Items><Item ID="7"/>)"
             R"(<Item ID="9"/></Items></Descriptor><Descriptor Type="3" Filter="1" Group="5">)"
             R"(<Items/></Descriptor></Descriptors>)");
+}
+
+TEST(DataSelectDescriptors, ADescriptorWithoutItemsWritesAnEmptyItemsElement) {
+  fake::FakeScope fake;
+  DataSelect select;
+  select.Descriptors()->Add(dtLot);
+  EXPECT_EQ(TextOf(select),
+            R"(<Descriptors><Descriptor Type="4" Filter="0" Group="0"><Items/></Descriptor>)"
+            R"(</Descriptors>)");
 }
 
 TEST(DataSelectDescriptors, OnlyItemsInUseAreWritten) {

@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "frame/Array.h"
+#include "frame/Friend.h"
+#include "frame/XMLSupport.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 
@@ -29,6 +33,10 @@ TEST(DataSelect, ANewOneHasTheDefaults) {
   EXPECT_FALSE(select.IncludeDefectiveTests());
   EXPECT_EQ(select.Descriptors()->Count(), 0);
 }
+
+// Neither would leave both objects usable.
+static_assert(!std::is_copy_constructible_v<DataSelect> && !std::is_copy_assignable_v<DataSelect>);
+static_assert(!std::is_move_constructible_v<DataSelect> && !std::is_move_assignable_v<DataSelect>);
 
 TEST(DataSelect, MaximumItemsOfZeroIsRefusedAndTheOldValueStays) {
   DataSelect select;
@@ -153,6 +161,25 @@ TEST(DataSelect, ACloneKeepsWhatHasNoProperty) {
   EXPECT_EQ(info.SubgroupEnd, 56);
 }
 
+TEST(DataSelect, ACloneKeepsItemTypesAndItsDescriptorsAreItsOwn) {
+  fake::FakeScope fake;
+  DataSelect select;
+  select.SetXML(R"(<DataSelect ItemTypes="12"/>)");
+  const auto part = select.Descriptors()->Add(dtPart);
+  part->AddItemID(7);
+  const std::string before = select.GetXML();
+  const auto clone = select.Clone();
+  EXPECT_EQ(clone->GetXML(), before);
+  EXPECT_NE(before.find(R"(ItemTypes="12")"), std::string::npos);
+
+  clone->Descriptors()->Item(0)->AddItemID(9);
+  clone->Descriptors()->Item(0)->GroupID(4);
+  clone->Descriptors()->Add(dtLot);
+  EXPECT_EQ(select.GetXML(), before);
+  clone->Descriptors()->Clear();
+  EXPECT_EQ(select.GetXML(), before);
+}
+
 TEST(DataSelect, ACloneMayHoldTwoDescriptorsOfAKind) {
   fake::FakeScope fake;
   DataSelect select;
@@ -266,6 +293,39 @@ TEST(DataSelect, ATextThatIsNoneFailsAndTheDescriptorsAreGone) {
     EXPECT_EQ(select.Descriptors()->Count(), 0);
     EXPECT_EQ(select.MaximumItems(), 7);
   }
+}
+
+// Reads the text as the results do, which hold a selection inside their own element.
+bool SetNode(DataSelect& select, std::string_view text) {
+  const auto found = XMLSupport::GetXMLSingleNode(text, "DataSelect");
+  return select.SetXMLNode(Friend{}, found.node);
+}
+
+TEST(DataSelect, SetXmlNodeAddsToTheDescriptorsThatAreThere) {
+  fake::FakeScope fake;
+  DataSelect select;
+  const auto part = select.Descriptors()->Add(dtPart);
+  EXPECT_TRUE(SetNode(select, R"(<DataSelect><Descriptors><Descriptor Type="0" Group="8"/>)"
+                              R"(<Descriptor Type="4"/></Descriptors></DataSelect>)"));
+  ASSERT_EQ(select.Descriptors()->Count(), 3);
+  EXPECT_EQ(select.Descriptors()->Item(0), part);
+  EXPECT_EQ(select.Descriptors()->Item(1)->DescriptorType(), dtPart);
+  EXPECT_EQ(select.Descriptors()->Item(1)->GroupID(), 8);
+  EXPECT_EQ(select.Descriptors()->Item(2)->DescriptorType(), dtLot);
+}
+
+TEST(DataSelect, SetXmlNodeWithoutDescriptorsLeavesTheCollection) {
+  fake::FakeScope fake;
+  DataSelect select;
+  const auto held = select.Descriptors();
+  const auto part = held->Add(dtPart);
+  part->AddItemID(7);
+  EXPECT_TRUE(SetNode(select, R"(<DataSelect Tsno="3"/>)"));
+  EXPECT_EQ(select.Tsno(), 3);
+  EXPECT_EQ(select.Descriptors(), held);
+  ASSERT_EQ(held->Count(), 1);
+  EXPECT_EQ(held->Item(0), part);
+  EXPECT_EQ(part->ItemIDs(), std::vector<std::int32_t>{7});
 }
 
 TEST(DataSelect, SetXmlKeepsTheCollectionObject) {

@@ -224,17 +224,17 @@ TEST_F(FlatSelection, ItDoesNotChangeTheSelectionAndReplacesTheArray) {
 }
 
 // A part list of that many items: its block and seven empty ones.
-DataSelect PartList(std::int32_t items) {
-  DataSelect select;
-  const auto part = select.Descriptors()->Add(dtPart);
+std::shared_ptr<DataSelect> PartList(std::int32_t items) {
+  auto select = std::make_shared<DataSelect>();
+  const auto part = select->Descriptors()->Add(dtPart);
   for (std::int32_t i = 0; i < items; ++i) part->AddItemID(i + 1);
   return select;
 }
 
 TEST_F(FlatSelection, ThirtyThousandAndOneCellsAreTheLimit) {
   constexpr std::int32_t kMost = 30001 - 2 - 7 * 2;  // the blocks fill the array to its last cell
-  EXPECT_EQ(Flatten(PartList(kMost)).filter.Count(), 30003);
-  const auto failure = fake::FailureOf([&] { Flatten(PartList(kMost + 1)); });
+  EXPECT_EQ(Flatten(*PartList(kMost)).filter.Count(), 30003);
+  const auto failure = fake::FailureOf([&] { Flatten(*PartList(kMost + 1)); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(),
             "DataSelect.API_GetData|DataSelect.GetDSFilter|DataSelect.LoadDSFilter|"
@@ -242,9 +242,9 @@ TEST_F(FlatSelection, ThirtyThousandAndOneCellsAreTheLimit) {
 }
 
 TEST_F(FlatSelection, TheCountOfOthersNeedsItsCell) {
-  auto select = PartList(30001 - 2 - 7 * 2);
-  select.Descriptors()->Add(dtOther)->FilterType(ftUnlimited);
-  const auto failure = fake::FailureOf([&] { Flatten(select); });
+  const auto select = PartList(30001 - 2 - 7 * 2);
+  select->Descriptors()->Add(dtOther)->FilterType(ftUnlimited);
+  const auto failure = fake::FailureOf([&] { Flatten(*select); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(), "DataSelect.API_GetData|DataSelect.GetDSFilter|orvSPCAnalysis6");
 }
@@ -368,7 +368,7 @@ TEST_F(FlatSelection, AnyFilterButZeroReadsOthers) {
 }
 
 TEST_F(FlatSelection, ATypeOutsideTheThreeIsKept) {
-  Flat flat = Flatten(PartList(1));
+  Flat flat = Flatten(*PartList(1));
   flat.info.AllPart = 9;
   DataSelect select;
   select.API_SetData(flat.info, flat.filter);
@@ -395,8 +395,9 @@ TEST_F(FlatSelection, ANegativeCountReadsNoItems) {
 }
 
 // A selection whose blocks are all there.
-DataSelect SelectionWithEveryKind() {
-  DataSelect select;
+std::shared_ptr<DataSelect> SelectionWithEveryKind() {
+  const auto made = std::make_shared<DataSelect>();
+  DataSelect& select = *made;
   for (int type = dtPart; type <= dtOther; ++type) {
     const auto added = select.Descriptors()->Add(static_cast<DescriptorTypes>(type));
     added->AddItemID(type + 1);
@@ -405,11 +406,11 @@ DataSelect SelectionWithEveryKind() {
   const auto last = select.Descriptors()->Add(dtOther);
   last->FilterType(ftGroup);
   last->GroupID(6);
-  return select;
+  return made;
 }
 
 TEST_F(FlatSelection, EveryTruncationIsRefused) {
-  const Flat flat = Flatten(SelectionWithEveryKind());
+  const Flat flat = Flatten(*SelectionWithEveryKind());
   const Cells cells = flat.Filter();
   DataSelect whole;
   EXPECT_EQ(fake::NumberOf([&] { whole.API_SetData(flat.info, flat.filter); }), 0);
@@ -421,7 +422,7 @@ TEST_F(FlatSelection, EveryTruncationIsRefused) {
 }
 
 TEST_F(FlatSelection, EveryCellSetToTheLargestCountEndsWithNineOrPasses) {
-  const Flat flat = Flatten(SelectionWithEveryKind());
+  const Flat flat = Flatten(*SelectionWithEveryKind());
   for (std::int32_t at = 0; at < flat.filter.Count(); ++at)
     for (const std::int32_t value : {std::numeric_limits<std::int32_t>::max(),
                                      std::numeric_limits<std::int32_t>::min(), -1, 0}) {
@@ -434,7 +435,7 @@ TEST_F(FlatSelection, EveryCellSetToTheLargestCountEndsWithNineOrPasses) {
 }
 
 TEST_F(FlatSelection, ATruncationNamesItsProcedure) {
-  const Flat flat = Flatten(SelectionWithEveryKind());
+  const Flat flat = Flatten(*SelectionWithEveryKind());
   EXPECT_EQ(fake::SourceOf([&] { DataSelect().API_SetData(flat.info, {}); }),
             "DataSelect.API_SetData|DataSelect.LoadDescriptors|orvSPCAnalysis6");
   Flat others = Flatten({});
@@ -444,7 +445,7 @@ TEST_F(FlatSelection, ATruncationNamesItsProcedure) {
 }
 
 TEST_F(FlatSelection, AFailureLeavesWhatWasReadBeforeIt) {
-  Flat flat = Flatten(SelectionWithEveryKind());
+  Flat flat = Flatten(*SelectionWithEveryKind());
   flat.info.Count = 3;
   DataSelect select;
   select.Descriptors()->Add(dtOther);
