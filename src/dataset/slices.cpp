@@ -62,6 +62,7 @@ template class Slice<API_TestData>;
 template class Slice<API_DescriptorData>;
 template class Slice<API_CommentData>;
 
+// Deliberate: of the three only this one answers without rows.
 TestData::TestData() : Slice("TestData", Empty::kAnswersDefault) {}
 
 std::int32_t TestData::Def() const {

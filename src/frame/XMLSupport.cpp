@@ -54,7 +54,7 @@ void LoadRows(const platform::XmlNode& node, std::string_view name, Array<Row>& 
   ForEachChild(node, name, [&](const platform::XmlNode& element) { read(element, *row++); });
 }
 
-// An absent text reads as the number 0 does.
+// Deliberate: an absent text reads as "0", since the default of every attribute is the number 0.
 void ReadFixedText(const platform::XmlNode& element, std::string_view name,
                    std::span<char16_t> field) {
   platform::StoreFixedText(field, AttributeText(element, name).value_or("0"));

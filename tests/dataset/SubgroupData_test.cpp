@@ -193,6 +193,16 @@ TEST_F(SubgroupDataTest, TestRowsAreThoseFromStartToEndInclusive) {
   EXPECT_EQ(tests->Val(), 4.5);
 }
 
+TEST_F(SubgroupDataTest, Start3AndEnd3IsOneRow) {
+  DataRows rows = ThreeSubgroups();
+  rows.subgroups = {Subgroup(1, 5, 3, 3)};
+  rows.LoadInto(data_);
+  const auto tests = data_.TestData();
+  EXPECT_EQ(tests->Count(), 1);
+  EXPECT_EQ(tests->Val(), 4.5);
+  EXPECT_FALSE(tests->MoveNext());
+}
+
 TEST_F(SubgroupDataTest, ASubgroupWhoseRowsLieOutsideFailsWith9) {
   using Limits = std::numeric_limits<std::int32_t>;
   const std::pair<std::int32_t, std::int32_t> rows[] = {

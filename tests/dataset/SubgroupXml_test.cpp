@@ -172,6 +172,33 @@ TEST_F(SubgroupXml, ContainersAndAttributesMayBeMissing) {
   EXPECT_EQ(data_.CommentData()->Empl(), "0" + std::string(31, ' '));
 }
 
+TEST_F(SubgroupXml, WithoutASubgroupsElementThereAreNoSubgroups) {
+  EXPECT_TRUE(data_.SetXML("<SubgroupData><Tests><Test F_TSNO='3'/></Tests></SubgroupData>"));
+  EXPECT_EQ(data_.TotalSubgroups(), 0);
+  EXPECT_EQ(data_.TotalTests(), 1);
+}
+
+TEST_F(SubgroupXml, ACommentWithoutANoteReadsZeroFilledWithBlanks) {
+  EXPECT_TRUE(
+      data_.SetXML("<SubgroupData><Subgroups><Subgroup/></Subgroups><Comments><Comment/></Comments>"
+                   "</SubgroupData>"));
+  const std::string note = data_.CommentData()->Note();
+  EXPECT_EQ(note.size(), 128u);
+  EXPECT_EQ(note, "0" + std::string(127, ' '));
+}
+
+TEST_F(SubgroupXml, AnEmptyElementEmptiesAFilledSet) {
+  DataRows rows;
+  rows.subgroups = {Subgroup(1, 1, 0, 0)};
+  rows.tests = {Value(2.5)};
+  rows.descriptors = {Descriptor(1, 2, 3)};
+  rows.comments = {Comment(1, 0, "note")};
+  rows.LoadInto(data_);
+  EXPECT_NE(data_.GetXML(), kEmpty);
+  EXPECT_TRUE(data_.SetXML("<SubgroupData Unknown='1'><Unknown/></SubgroupData>"));
+  EXPECT_EQ(data_.GetXML(), kEmpty);
+}
+
 TEST_F(SubgroupXml, ALongTextIsCutAndAShortOneFilled) {
   EXPECT_TRUE(
       data_.SetXML("<SubgroupData><Subgroups><Subgroup/></Subgroups><Comments><Comment "
