@@ -59,7 +59,7 @@ foreach(dir engine engine/charts engine/capability engine/pareto engine/complian
 endforeach()
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
 foreach(dir contract hostile)
-  orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded)
+  orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded EXPAT::EXPAT)
 endforeach()
 foreach(dir host script)
   orvspc_tests(${dir} orvspc_cli)

@@ -146,6 +146,13 @@ TEST(Trail, ProceduresThatReportAWrongName) {
   API_CommentData comment{};
   comment.Sgrp = 1;
   fake.script().comments = {comment};
+
+  // The third read of the handle is that of the comment reader.
+  fake.log().FailOn("Database.ConnectionHandle", 3);
+  EXPECT_EQ(fake::SourceOf([&] { DataSelect().GetSubgroupData(fake.database); }),
+            "DataSelect.GetSubgroupData|DataSelect.GetEventData|Outside.Object");
+  fake.log().Clear();
+
   const auto comments = DataSelect().GetSubgroupData(fake.database)->CommentData();
   const Hooked hook(
       [](std::string_view) { throw platform::ExternalFailure(kNumber, kTail, "made to fail"); });

@@ -197,7 +197,7 @@ TEST_F(HostileXml, RowsThatPointAnywhereAskForNoMemory) {
   EXPECT_EQ(NumberOf([&] { data.HasDefects(); }), 9);
 }
 
-TEST_F(HostileXml, ManyAttributesAndNamesAreReadInReasonableTime) {
+TEST_F(HostileXml, ADuplicateIsFoundAmongManyAttributes) {
   std::string text = "<SubgroupData";
   for (int i = 0; i < 50'000; ++i) text += " a" + std::to_string(i) + "='1'";
   EXPECT_EQ(Read(text + "/>"), "");
