@@ -2,12 +2,16 @@
 # How a folder becomes a target. Sources are globbed, so a new file needs no edit here; a folder
 # without sources becomes an interface target, so that its users link the same way.
 
-# Headers that hosts may include: named after a class (upper case), and not the key to friend
-# operations.
+# Headers of src/ that are named after a class or module and yet serve the library alone; Friend.h
+# is the key to friend operations.
+set(ORVSPC_PRIVATE_HEADERS Friend.h FailPoint.h Trail.h ConstructorLog.h Support.h Outside.h
+                           XMLSupport.h NumberText.h DateText.h)
+
+# Headers that hosts may include.
 function(orvspc_public_headers result)
   foreach(header IN LISTS ARGN)
     get_filename_component(name ${header} NAME)
-    if(name MATCHES "^[A-Z]" AND NOT name STREQUAL "Friend.h")
+    if(name MATCHES "^[A-Z]" AND NOT name IN_LIST ORVSPC_PRIVATE_HEADERS)
       list(APPEND headers ${header})
     endif()
   endforeach()
