@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/ChartLibrary.h"
 
+#include <cmath>
 #include <exception>
 #include <memory>
 #include <new>
@@ -101,7 +102,7 @@ std::int32_t ChartLibrary::VLXCRT_VAR_LIMITS(std::int32_t, double& MeanEstimate,
   const auto& run = ThisThread().run;
   if (!run.IsOpen()) return 0;
   const bool single = run.Streams().size() == 1;
-  const auto figure = [&](double value) { return single ? value : 0.0; };
+  const auto figure = [&](double value) { return single && std::isfinite(value) ? value : 0.0; };
   const auto& estimates = run.EstimatesOf(0);
   MeanEstimate = figure(estimates.mean);
   SPEstimate = figure(estimates.sp.value);

@@ -31,10 +31,7 @@ std::int32_t ChartPlan::GraphCount() const {
   return kinds[2] != ChartKind::None ? 3 : kinds[1] != ChartKind::None ? 2 : 1;
 }
 
-bool ChartPlan::SigmaFromPoints() const {
-  return kinds[0] == ChartKind::Individuals || three_way ||
-         (kinds[0] == ChartKind::MovingAverage && kinds[1] == ChartKind::MovingRange);
-}
+bool ChartPlan::SigmaFromPoints() const { return kinds[0] == ChartKind::Individuals || three_way; }
 
 ChartKind ChartPlan::LinesOf(std::size_t graph) const {
   return graph == 0 && three_way ? ChartKind::Individuals : kinds[graph];
@@ -51,6 +48,8 @@ bool IsIndividualsWord(std::int32_t chart_word) {
   return codes.graph1 == kIx ||
          ((codes.graph1 == kXBar || codes.graph1 == kXMed) && codes.graph2 == kMr);
 }
+
+bool HasThirdGraph(std::int32_t chart_word) { return CodesOf(chart_word).graph3 != 0; }
 
 ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_word,
                             const DataShape& shape) {

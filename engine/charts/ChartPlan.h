@@ -54,7 +54,7 @@ struct ChartPlan {
   bool SigmaFromPoints() const;
   // What the limits of a graph are made of: those of a three-way chart are an individuals chart's.
   ChartKind LinesOf(std::size_t graph) const;
-  // The moving average is of one value a subgroup, and so is the cusum of it.
+  // Graph 3 looks inside the pieces.
   bool WithinPieces() const {
     return kinds[2] == ChartKind::PieceRange || kinds[2] == ChartKind::PieceSd;
   }
@@ -65,6 +65,7 @@ bool IsVariableWord(std::int32_t chart_word);
 
 // True when a chart word asks for an individuals or a three-way chart.
 bool IsIndividualsWord(std::int32_t chart_word);
+bool HasThirdGraph(std::int32_t chart_word);
 
 // Settles what is produced for a request. A zero graph 1 is chosen by the shape of the data; a word
 // of zero leaves the other graphs to it as well. chart_word must be a variable word.

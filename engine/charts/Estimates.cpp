@@ -79,6 +79,21 @@ double MeanOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t>
   return count == 0 ? 0.0 : sum / static_cast<double>(count);
 }
 
+// Limits lie several sigmas from the centre; a sigma without room for them serves nothing.
+constexpr double kRoom = 10.0;
+
+void DropOverflow(StreamEstimates& estimates) {
+  for (auto* sigma :
+       {&estimates.sp, &estimates.within, &estimates.moving, &estimates.sw, &estimates.gamma}) {
+    if (!sigma->Exists() || std::isfinite(kRoom * sigma->value)) continue;
+    *sigma = SigmaEstimate();
+    estimates.overflow = true;
+  }
+  if (estimates.mean_used == 0 || std::isfinite(estimates.mean)) return;
+  estimates.mean = kNoValue;
+  estimates.overflow = true;
+}
+
 Estimate ToEstimate(const SigmaEstimate& sigma) {
   Estimate estimate;
   estimate.value = sigma.value;
@@ -145,9 +160,13 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
     default:
       result.sw = From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size);
   }
+  result.own_moving =
+      plan.kinds[1] == ChartKind::MovingRange && !plan.SigmaFromPoints() && !shape.SinglePieces();
+  result.moving = result.own_moving ? FromPoints(input, result.mean_size) : result.sp;
   if (plan.kinds[1] == ChartKind::Cv) {
     result.gamma = CvFromRatios(input.ratios, input.sizes, input.used);
   }
+  DropOverflow(result);
   return result;
 }
 

@@ -19,10 +19,15 @@ struct StreamEstimates {
 
   SigmaEstimate sp;            // sigma of one piece as the limits of graph 1 see it
   SigmaEstimate within;        // as range and deviation on graph 2 see it
+  SigmaEstimate moving;        // as the moving range on graph 2 sees it
   SigmaEstimate sw;            // as graph 3 sees it
   SigmaEstimate gamma;         // coefficient of variation of one piece; only where graph 2 shows it
   double mean_size = 0.0;      // pieces a subgroup
   double mean_readings = 0.0;  // readings a piece
+  // Moving ranges beside a graph 1 that takes its sigma from inside the subgroups.
+  bool own_moving = false;
+  // A figure is beyond the largest number and therefore left out.
+  bool overflow = false;
 };
 
 // Columns of one stream. `base` is what graph 1 is about: mean or median of each subgroup.

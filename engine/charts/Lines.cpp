@@ -20,7 +20,7 @@ SigmaEstimate FromRow(double value) {
 }  // namespace
 
 LineFigures Calculated(const StreamEstimates& estimates) {
-  return {estimates.mean, estimates.sp,          estimates.within,
+  return {estimates.mean, estimates.sp,          estimates.within,   estimates.moving,
           estimates.sw,   estimates.gamma.value, estimates.mean_size};
 }
 
@@ -28,25 +28,32 @@ LineFigures Stored(const ControlLimit& limit, const StreamEstimates& estimates,
                    const ChartPlan& plan) {
   auto figures = Calculated(estimates);
   const double mean = limit.row.F_MEAN, sp = limit.row.F_SP, sw = limit.row.F_SW;
+  const bool sp_of_points = IsIndividualsWord(limit.chart_word);
+  bool has_within = sp > 0.0;
   figures.centre = mean;
   if (sp > 0.0) {
     figures.sp = FromRow(sp);
     figures.within = figures.sp;
     figures.sw = figures.sp;
-    if (mean > 0.0) figures.gamma = sp / mean;
+    // Beside a sigma from inside the subgroups, moving ranges have one that no row holds.
+    if (!estimates.own_moving || sp_of_points) figures.moving = figures.sp;
   }
   if (sw > 0.0) {
     figures.sw = FromRow(sw);
-    // SW of an individuals or three-way chart is the sigma inside its subgroups, unless graph 3
-    // looks inside the pieces and SW is that of a reading.
-    if (IsIndividualsWord(limit.chart_word)) {
-      figures.within = plan.WithinPieces() ? estimates.within : figures.sw;
+    // SW of an individuals or three-way chart is the sigma inside its subgroups, unless its graph 3
+    // looked inside the pieces: then it is that of a reading.
+    if (sp_of_points) {
+      has_within = !(plan.WithinPieces() && HasThirdGraph(limit.chart_word));
+      figures.within = has_within ? figures.sw : estimates.within;
     }
   }
+  if (has_within && mean > 0.0) figures.gamma = figures.within.value / mean;
   return figures;
 }
 
-PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figures,
+namespace {
+
+PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figures,
                     const PointSizes& sizes) {
   const auto n = sizes.pieces;
   const auto& spread = graph == 1 ? figures.within : figures.sw;
@@ -70,7 +77,7 @@ PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figur
     case ChartKind::Sd:
       return SdLimits(SigmaAt(spread, n), n);
     case ChartKind::MovingRange:
-      return MovingRangeLimits(figures.sp.value / std::sqrt(figures.mean_size));
+      return MovingRangeLimits(figures.moving.value / std::sqrt(figures.mean_size));
     case ChartKind::Cv:
       return CvLimits(figures.gamma, n);
     case ChartKind::PieceRange:
@@ -82,6 +89,20 @@ PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figur
       break;
   }
   return {kNoValue, kNoValue, kNoValue, kNoValue};
+}
+
+}  // namespace
+
+PointLimits FiniteOnly(PointLimits lines) {
+  for (auto* line : {&lines.centre, &lines.upper, &lines.lower, &lines.sigma}) {
+    if (!std::isfinite(*line)) *line = kNoValue;
+  }
+  return lines;
+}
+
+PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figures,
+                    const PointSizes& sizes) {
+  return FiniteOnly(Formula(lines, graph, figures, sizes));
 }
 
 bool DependsOnPiecesOnly(ChartKind lines) {

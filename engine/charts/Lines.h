@@ -16,13 +16,15 @@ namespace orvspc::engine {
 // control-limit row (the form in force).
 struct LineFigures {
   double centre = 0.0;
-  SigmaEstimate sp, within, sw;  // of graph 1, of range and deviation on graph 2, of graph 3
+  // Of graph 1, of range and deviation on graph 2, of its moving range, of graph 3.
+  SigmaEstimate sp, within, moving, sw;
   double gamma = 0.0;
   double mean_size = 0.0;
 };
 
 LineFigures Calculated(const StreamEstimates& estimates);
-// Figures that the row lacks come from the estimates. The mean size is always that of the chart.
+// A row has two sigmas, and its chart word says what they mean. Figures that it lacks come from the
+// estimates. The mean size is always that of the chart.
 LineFigures Stored(const ControlLimit& limit, const StreamEstimates& estimates,
                    const ChartPlan& plan);
 
@@ -33,10 +35,13 @@ struct PointSizes {
   std::span<const std::int32_t> readings;  // graph 3 inside the pieces: readings of each piece
 };
 
-// Centre and limits of one graph at a point. NaN where they do not exist; the centre of graph 1
-// exists at a point without pieces too.
+// Centre and limits of one graph at a point. NaN where they do not exist or are not finite; the
+// centre of graph 1 exists at a point without pieces too.
 PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figures,
                     const PointSizes& sizes);
+
+// NaN for what is infinite.
+PointLimits FiniteOnly(PointLimits lines);
 
 // True when the lines depend on nothing but the figures and the number of pieces.
 bool DependsOnPiecesOnly(ChartKind lines);

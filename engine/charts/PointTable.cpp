@@ -58,11 +58,17 @@ MeanAndRange SummarisePieces(std::span<const double> pieces) {
     least = std::min(least, value);
     largest = std::max(largest, value);
   }
-  return {origin + sum / static_cast<double>(pieces.size()),
-          pieces.size() < 2 ? kNoValue : largest - least};
+  const auto n = static_cast<double>(pieces.size());
+  double mean = origin + sum / n;
+  if (!std::isfinite(mean)) {
+    // A mean of finite values is finite, their sum need not be.
+    mean = 0.0;
+    for (const double value : pieces) mean += value / n;
+  }
+  return {mean, pieces.size() < 2 ? kNoValue : largest - least};
 }
 
-// About the mean, with the correction for its rounding; divisor n - 1.
+// About the mean, with the correction for its rounding; divisor n - 1. Infinite where a square is.
 double DeviationOf(std::span<const double> pieces, double mean) {
   if (pieces.size() < 2) return kNoValue;
   const auto n = static_cast<double>(pieces.size());
@@ -72,10 +78,17 @@ double DeviationOf(std::span<const double> pieces, double mean) {
     sum += distance;
     squares += distance * distance;
   }
+  if (!std::isfinite(squares)) return std::numeric_limits<double>::infinity();
   return std::sqrt(std::max(0.0, squares - sum * sum / n) / (n - 1.0));
 }
 
 }  // namespace
+
+bool Overflows::In(const ChartStream& stream) const {
+  return std::any_of(places_.begin(), places_.end(), [&](std::size_t place) {
+    return stream.begin <= place && place < stream.end;
+  });
+}
 
 std::span<const double> PieceReader::Pieces(std::size_t subgroup) {
   const auto rows = RowsOf(data_, subgroup);
@@ -136,6 +149,7 @@ void PointTable::Clear() {
   used_.clear();
   means.clear();
   ranges.clear();
+  overflows.Clear();
 }
 
 void PointTable::Build(const DataSet& data, std::int32_t status) {
@@ -159,6 +173,7 @@ void PointTable::Build(const DataSet& data, std::int32_t status) {
     return;
   }
   used_.clear();
+  overflows.Clear();
   SplitStreams(data);
   for (place = 0; place < count; ++place) FillPlace(data, reader, place, all_count);
 }
@@ -170,7 +185,7 @@ void PointTable::FillPlace(const DataSet& data, PieceReader& reader, std::size_t
   const auto summary = SummarisePieces(pieces);
   sizes_[place] = static_cast<std::int32_t>(pieces.size());
   means[place] = summary.mean;
-  ranges[place] = summary.range;
+  ranges[place] = overflows.Keep(summary.range, place);
   if (all_count || data.subgroups[subgroup].Flag == 0) return;
   if (used_.empty()) used_.assign(sizes_.size(), 1);
   used_[place] = 0;
@@ -231,16 +246,17 @@ std::vector<double> PointTable::Medians(const DataSet& data) const {
   return column;
 }
 
-std::vector<double> PointTable::StandardDeviations(const DataSet& data) const {
+std::vector<double> PointTable::StandardDeviations(const DataSet& data) {
   std::vector<double> column(Count());
   PieceReader reader(data);
   for (std::size_t place = 0; place < column.size(); ++place) {
-    column[place] = DeviationOf(reader.Pieces(SubgroupAt(place)), means[place]);
+    column[place] =
+        overflows.Keep(DeviationOf(reader.Pieces(SubgroupAt(place)), means[place]), place);
   }
   return column;
 }
 
-WithinPieces ReadWithinPieces(const DataSet& data, const PointTable& table, bool ranges) {
+WithinPieces ReadWithinPieces(const DataSet& data, PointTable& table, bool ranges) {
   WithinPieces within;
   within.begin.reserve(table.Count() + 1);
   within.points.reserve(table.Count());
@@ -251,13 +267,16 @@ WithinPieces ReadWithinPieces(const DataSet& data, const PointTable& table, bool
     std::int32_t pieces = 0;
     reader.ForEachPieceWithReadings(table.SubgroupAt(place), [&](std::span<const double> readings) {
       if (readings.size() < 2) return;
-      const double statistic = ranges ? RangeOf(readings) : SampleStandardDeviation(readings);
+      const double statistic = table.overflows.Keep(
+          ranges ? RangeOf(readings) : DeviationOf(readings, SummarisePieces(readings).mean),
+          place);
+      if (std::isnan(statistic)) return;
       within.sizes.push_back(static_cast<std::int32_t>(readings.size()));
       within.statistics.push_back(statistic);
       sum += statistic;
       ++pieces;
     });
-    within.points.push_back(pieces == 0 ? kNoValue : sum / pieces);
+    within.points.push_back(pieces == 0 ? kNoValue : table.overflows.Keep(sum / pieces, place));
   }
   within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
   return within;

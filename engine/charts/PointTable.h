@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -26,6 +28,22 @@ std::span<const T> Part(const std::vector<T>& column, const ChartStream& stream)
   if (column.empty()) return {};
   return {column.data() + stream.begin, stream.Count()};
 }
+
+// Places where a statistic of finite values is beyond the largest number. It has no value there.
+class Overflows {
+ public:
+  // The value, or NaN when it is infinite.
+  double Keep(double value, std::size_t place) {
+    if (!std::isinf(value)) return value;
+    places_.push_back(place);
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  bool In(const ChartStream& stream) const;
+  void Clear() { places_ = {}; }
+
+ private:
+  std::vector<std::size_t> places_;
+};
 
 // Reads the pieces of subgroups: a piece is a distinct Tsno, its value the row with Sbno 0, and the
 // rows above it are readings inside it. Values that are not finite are left out.
@@ -77,10 +95,12 @@ class PointTable {
 
   // Mean and range of the pieces, made by Build; hosts of the table may move them out.
   std::vector<double> means, ranges;
+  // Of every column that the table or a host of it makes.
+  Overflows overflows;
 
   std::vector<double> Medians(const DataSet& data) const;
   // Needs the means.
-  std::vector<double> StandardDeviations(const DataSet& data) const;
+  std::vector<double> StandardDeviations(const DataSet& data);
 
  private:
   void SplitStreams(const DataSet& data);
@@ -105,6 +125,6 @@ struct WithinPieces {
   }
 };
 
-WithinPieces ReadWithinPieces(const DataSet& data, const PointTable& table, bool ranges);
+WithinPieces ReadWithinPieces(const DataSet& data, PointTable& table, bool ranges);
 
 }  // namespace orvspc::engine

@@ -51,6 +51,8 @@ void VariableRun::Clear() {
   Forget(data_.subgroups);
   Forget(data_.values);
   Forget(data_.keys);
+  Forget(stamps_);
+  subgroups_taken_ = false;
   if (table_.Count() > kKeptElements) table_ = PointTable();
   table_.Clear();
   plan_ = ChartPlan();
@@ -287,7 +289,7 @@ void VariableRun::MakeRatios(std::span<const double> sds) {
   points_[1].resize(table_.Count());
   for (std::size_t place = 0; place < table_.Count(); ++place) {
     const double mean = table_.means[place];
-    points_[1][place] = mean > 0.0 ? sds[place] / mean : kNoValue;
+    points_[1][place] = mean > 0.0 ? table_.overflows.Keep(sds[place] / mean, place) : kNoValue;
   }
 }
 
@@ -295,8 +297,9 @@ void VariableRun::MakeMovingRanges() {
   points_[1].resize(table_.Count());
   for (const auto& stream : table_.Streams()) {
     const auto ranges = MovingRanges(Part(points_[0], stream), Part(table_.Used(), stream));
-    std::copy(ranges.begin(), ranges.end(),
-              points_[1].begin() + static_cast<std::ptrdiff_t>(stream.begin));
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+      points_[1][stream.begin + i] = table_.overflows.Keep(ranges[i], stream.begin + i);
+    }
   }
 }
 
@@ -316,7 +319,7 @@ void VariableRun::MakeMovingAverages() {
         sum += before[i] - mean;
         ++count;
       }
-      points_[0][place] = mean + sum / count;
+      points_[0][place] = table_.overflows.Keep(mean + sum / count, place);
       windows_[place] = {size, sizes[0], sizes[1]};
       if (!table_.IsUsed(place)) continue;
       before = {mean, before[0]};
@@ -359,8 +362,15 @@ void VariableRun::MakeCusum() {
     settings.h = kCusumDecision;
     const auto series = Cusum(
         {Part(points_[0], stream), centre, sigma, Part(table_.Used(), stream), restart}, settings);
-    std::copy(series.points.begin(), series.points.end(),
-              points_[0].begin() + static_cast<std::ptrdiff_t>(stream.begin));
+    for (std::size_t i = 0; i < stream.Count(); ++i) {
+      auto& point = points_[0][stream.begin + i];
+      const bool has_sigma = sigma[i] > 0.0;
+      states_[s].no_cusum = states_[s].no_cusum || (!std::isnan(point) && !has_sigma);
+      if (!std::isnan(point) && has_sigma && std::isnan(series.points[i])) {
+        table_.overflows.Keep(std::numeric_limits<double>::infinity(), stream.begin + i);
+      }
+      point = series.points[i];
+    }
   }
 }
 
@@ -375,7 +385,7 @@ bool VariableRun::RestartsAt(const ChartStream& stream, std::size_t place) const
 }
 
 std::int32_t VariableRun::StampAt(std::size_t place) const {
-  return data_.subgroups[table_.SubgroupAt(place)].Sgtm;
+  return stamps_.empty() ? data_.subgroups[table_.SubgroupAt(place)].Sgtm : stamps_[place];
 }
 
 void VariableRun::TellNotes(Store& store) const {
@@ -390,6 +400,10 @@ void VariableRun::TellNotes(Store& store) const {
     };
     tell(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
          "no-sigma", "There is nothing to estimate sigma from, so there are no calculated limits.");
+    tell(state.no_cusum, "no-cusum",
+         "A cusum counts in sigmas: without one above 0 there is none.");
+    tell(state.estimates.overflow || table_.overflows.In(streams[s]), "overflow",
+         "Figures beyond the largest number that can be held are left out.");
     tell(state.limits_change, "limits-changed",
          "The control limits in force changed inside the chart.");
     tell(state.specs_change, "specification-changed",

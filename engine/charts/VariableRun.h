@@ -27,7 +27,8 @@ class VariableRun {
                        const API_CCVarOptions& options);
 
   // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
-  // or graph, another element size or an array that is too short.
+  // or graph, another element size or an array that is too short. Tests can be taken once, and
+  // subgroups as long as not both were taken.
   std::int32_t Deliver(const platform::ArrayRef& array, platform::ChartData code,
                        std::int32_t graph);
 
@@ -49,6 +50,7 @@ class VariableRun {
     std::int32_t constant_size = 0;         // of every subgroup; -1 where they differ
     bool specs_change = false, limits_change = false;  // inside the chart
     bool no_lines = false;                             // of a pre-control chart
+    bool no_cusum = false;                             // at some point, for want of a sigma
   };
   class LineSource;
 
@@ -73,7 +75,9 @@ class VariableRun {
   bool HasStoredLimits() const { return !limit_row_.empty(); }
 
   std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
+  std::int32_t DeliverSubgroups(const platform::ArrayRef& array);
   std::int32_t DeliverTests(const platform::ArrayRef& array);
+  void ReleaseSubgroups();
   std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code,
                              std::size_t graph);
   void WritePoints(std::size_t graph, std::span<double> out) const;
@@ -87,6 +91,8 @@ class VariableRun {
                   std::span<std::uint32_t> marks) const;
 
   DataSet data_;
+  std::vector<std::int32_t> stamps_;  // of the places, once the subgroups are gone
+  bool subgroups_taken_ = false;
   PointTable table_;
   ChartPlan plan_;
   std::vector<StreamState> states_;

@@ -61,7 +61,7 @@ std::int32_t VariableRun::Deliver(const ArrayRef& array, ChartData code, std::in
     case ChartData::Totals:
       return DeliverTotals(array);
     case ChartData::Subgroups:
-      return CopyRows(array, data_.subgroups);
+      return DeliverSubgroups(array);
     case ChartData::Tests:
       return DeliverTests(array);
     case ChartData::CtrlLims:
@@ -86,15 +86,30 @@ std::int32_t VariableRun::DeliverTotals(const ArrayRef& array) const {
   return 1;
 }
 
+std::int32_t VariableRun::DeliverSubgroups(const ArrayRef& array) {
+  const auto written = CopyRows(array, data_.subgroups);
+  subgroups_taken_ = subgroups_taken_ || written != 0;
+  return written;
+}
+
 // The values go with it: nothing that is asked for later needs them, and they are the largest part
-// of a run.
+// of a run. So do subgroups that were taken before.
 std::int32_t VariableRun::DeliverTests(const ArrayRef& array) {
   const auto out = Room<API_TestData>(array, data_.values.size());
   if (out.empty()) return 0;
   data_.WriteTests(out);
   data_.values = {};
   data_.keys = {};
+  if (subgroups_taken_) ReleaseSubgroups();
   return test_count_;
+}
+
+void VariableRun::ReleaseSubgroups() {
+  stamps_.resize(table_.Count());
+  for (std::size_t place = 0; place < stamps_.size(); ++place) {
+    stamps_[place] = data_.subgroups[table_.SubgroupAt(place)].Sgtm;
+  }
+  data_.subgroups = {};
 }
 
 std::int32_t VariableRun::DeliverColumn(const ArrayRef& array, ChartData code, std::size_t graph) {

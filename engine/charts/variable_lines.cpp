@@ -25,9 +25,7 @@ VariableRun::LineSource VariableRun::LineSource::UnderCusum(const VariableRun& r
                                                             std::size_t stream) {
   LineSource source(run, stream, 0, false);
   source.cusum_ = false;
-  if (source.kind_ == ChartKind::MovingAverage) {
-    source.kind_ = run.plan_.SigmaFromPoints() ? ChartKind::Individuals : ChartKind::Mean;
-  }
+  if (source.kind_ == ChartKind::MovingAverage) source.kind_ = ChartKind::Mean;
   source.by_size_ = source.IsBySize();
   return source;
 }
@@ -74,7 +72,7 @@ PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
     const auto spec =
         row == kNoRow ? NoSpecLines() : SpecLinesOf(state_.specs[static_cast<std::size_t>(row)]);
     const auto lines = PreControlLinesOf(spec.lsl, spec.target, spec.usl);
-    latest_ = {lines.target, lines.upper_line, lines.lower_line, kNoValue};
+    latest_ = FiniteOnly({lines.target, lines.upper_line, lines.lower_line, kNoValue});
   }
   return latest_;
 }

@@ -62,7 +62,7 @@ UsedSizes ForEachUsed(std::span<const double> statistics, std::span<const std::i
                       std::span<const std::uint8_t> used, Visit visit) {
   UsedSizes result;
   for (std::size_t i = 0; i < statistics.size(); ++i) {
-    if (sizes[i] < 2 || std::isnan(statistics[i]) || !IsUsed(used, i)) continue;
+    if (sizes[i] < 2 || !std::isfinite(statistics[i]) || !IsUsed(used, i)) continue;
     result.Add(sizes[i]);
     visit(statistics[i], sizes[i]);
   }
@@ -175,7 +175,7 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
     if (!IsUsed(used, i)) continue;
     const double range = std::fabs(points[i] - previous);
     previous = points[i];
-    if (std::isnan(range)) continue;
+    if (!std::isfinite(range)) continue;
     sum += range;
     pairs.Add(2);
   }
@@ -207,7 +207,7 @@ double WeightedCentre(std::span<const double> points, std::span<const std::int32
   // About the first point, so that a large common offset costs no digits.
   double origin = kNaN, sum = 0.0, weight = 0.0;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    if (sizes[i] < 1 || std::isnan(points[i]) || !IsUsed(used, i)) continue;
+    if (sizes[i] < 1 || !std::isfinite(points[i]) || !IsUsed(used, i)) continue;
     if (weight == 0.0) origin = points[i];
     sum += static_cast<double>(sizes[i]) * (points[i] - origin);
     weight += static_cast<double>(sizes[i]);
@@ -219,7 +219,7 @@ double PlainCentre(std::span<const double> points, std::span<const std::uint8_t>
   double origin = kNaN, sum = 0.0;
   std::int64_t count = 0;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    if (std::isnan(points[i]) || !IsUsed(used, i)) continue;
+    if (!std::isfinite(points[i]) || !IsUsed(used, i)) continue;
     if (count++ == 0) origin = points[i];
     sum += points[i] - origin;
   }

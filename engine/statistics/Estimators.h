@@ -41,8 +41,9 @@ struct SigmaEstimate {
 // Sigma that the limits of a point of n pieces use: `value`, but sbar / c4(n) under PooledAsSbar.
 double SigmaAt(const SigmaEstimate& estimate, std::int32_t n);
 
-// In all of these: one element of `sizes` for each statistic. A statistic that is NaN, a size below
-// 2, or used[i] = 0 takes no part; `used` empty = all used. Nothing left: value NaN, used 0.
+// In all of these: one element of `sizes` for each statistic. A statistic that is not finite, a
+// size below 2, or used[i] = 0 takes no part; `used` empty = all used. Nothing left: value NaN,
+// used 0. Sums beyond the largest number give a value that is not finite.
 
 // Within-subgroup sigma from ranges (R-est).
 //   Mvlue: sum(f_i R_i/d2(n_i)) / sum(f_i), f = d2^2/d3^2.  Ranges cannot be pooled: Pooled and
@@ -79,12 +80,12 @@ std::vector<double> MovingRanges(std::span<const double> points,
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used = {});
 
-// Size-weighted mean sum(n_i x_i)/sum(n_i); NaN points, sizes below 1 and unused points are
-// skipped; NaN when none is left.
+// Size-weighted mean sum(n_i x_i)/sum(n_i); points that are not finite, sizes below 1 and
+// unused points are skipped; NaN when none is left.
 double WeightedCentre(std::span<const double> points, std::span<const std::int32_t> sizes,
                       std::span<const std::uint8_t> used = {});
 
-// Plain mean of the points; NaN and unused points are skipped; NaN when none is left.
+// Plain mean of the points; those not finite and unused ones are skipped; NaN when none is left.
 double PlainCentre(std::span<const double> points, std::span<const std::uint8_t> used = {});
 
 // The mean of the statistics that are not NaN, divided by a constant that the caller brings: for

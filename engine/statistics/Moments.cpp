@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 namespace orvspc::engine {
@@ -151,7 +152,7 @@ double Median(std::span<const double> values) {
   std::nth_element(data, middle, end);
   if (count % 2 == 1) return *middle;
   const double below = *std::max_element(data, middle);
-  return below + (*middle - below) / 2.0;
+  return std::midpoint(below, *middle);
 }
 
 double Quantile(std::span<const double> sorted, double p) {

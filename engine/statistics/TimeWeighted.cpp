@@ -40,9 +40,10 @@ CusumSeries Cusum(const SequenceInput& input, const CusumSettings& settings) {
     if (Restarts(input, i)) up = down = settings.head_start;
     const double sigma = input.sigma[i];
     const double y = (input.points[i] - input.centre[i]) / sigma;
-    if (!(sigma > 0.0) || std::isnan(y)) continue;
+    if (!(sigma > 0.0) || !std::isfinite(y)) continue;
     const double next_up = std::max(0.0, up + y - settings.k);
     const double next_down = std::max(0.0, down - y - settings.k);
+    if (!std::isfinite(next_up) || !std::isfinite(next_down)) continue;
     series.up[i] = next_up;
     series.down[i] = next_down;
     series.points[i] = next_up >= next_down ? next_up : -next_down;

@@ -11,9 +11,10 @@ namespace orvspc::engine {
 
 // Cusum and EWMA over one stream, oldest first. All spans have the length of `points`; `used` and
 // `restart` may be empty (all used, no restart). A point that is not used is shown against what
-// stands before it and then forgotten. A point that is NaN, or whose centre is, has no value and
-// leaves the recursion as it was. A restart begins anew at that point. A sigma of NaN: EWMA points
-// as usual without limits; a cusum, which counts in sigmas, has no value there, nor at 0.
+// stands before it and then forgotten. A point that is NaN, or whose centre is, or whose sum is
+// beyond the largest number, has no value and leaves the recursion as it was. A restart begins anew
+// at that point. A sigma of NaN: EWMA points as usual without limits; a cusum, which counts in
+// sigmas, has no value there, nor at 0.
 struct SequenceInput {
   std::span<const double> points;
   std::span<const double> centre;

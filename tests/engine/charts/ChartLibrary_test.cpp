@@ -104,6 +104,26 @@ TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
   EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
 }
 
+TEST_F(ChartLibraryTest, AFigureThatDoesNotExistIsZeroInTheRecord) {
+  Import("part,process,test,subgroup,time,value\nC,P,W,1,2024-01-01T00:00:00Z,4\n",
+         ImportKind::Values);
+  FlatSelection everything;
+  everything.info.Count = 1;  // the newest alone
+  auto filter = everything.Filter();
+  API_CCVarOptions options{};
+  options.ChartWord = 0x330;
+  ASSERT_EQ(library_.VLXCRT_VCHART_PROCESS_LT(0, database_->ConnectionHandle(), everything.info,
+                                              filter, options, 0),
+            0x330);
+  double mean = -1, sp = -1, sw = -1, one = -1, two = -1, three = -1;
+  EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
+  EXPECT_EQ(sp, 0.0);
+  EXPECT_EQ(sw, 0.0);
+  const auto streams = ChartLibrary::LatestStreams();
+  ASSERT_EQ(streams.size(), 1U);
+  EXPECT_TRUE(std::isnan(streams[0].sp.value));
+}
+
 TEST_F(ChartLibraryTest, AttributeTestsStayOffTheVariableRoad) {
   Import("part,process,test,subgroup,time,count,size\nA,P,D,1,2024-01-01T00:00:00Z,4,100\n",
          ImportKind::Values);

@@ -134,6 +134,24 @@ TEST(VariableRun, MovingAverageWithItsStartUp) {
        "wider at the start");
 }
 
+// The averages are judged by what is inside the subgroups, as beside any other second graph; the
+// moving ranges of the means by themselves.
+TEST(VariableRun, MovingAverageWithMovingRange) {
+  FakeStore store({{1, 3}, {2, 6}, {5, 7}, {8, 10}});  // means 2, 4, 6, 9; ranges 2, 4, 2, 2
+  const auto chart = Make(store, 0x430), ranges = Make(store, 0x410);
+  EXPECT_DOUBLE_EQ(chart.estimates.sp.value, 2.5 / kD2of2);
+  Near(chart.graphs[0].cucl, ranges.graphs[0].cucl, "upper of the average");
+  Near(chart.graphs[1].points, {kNaN, 2, 2, 3}, "moving ranges");
+  Near(chart.graphs[1].ccl, Same(7.0 / 3.0, 4), "their mean");
+  Near(chart.graphs[1].cucl, Same(7.0 / 3.0 * (1.0 + 3.0 * kD3of2 / kD2of2), 4), "their limit");
+  store.Limit(5.0, 2.0, 1.0);
+  const auto stored = Make(store, 0x430);
+  Near(stored.graphs[1].ucl, chart.graphs[1].cucl, "a sigma inside the subgroups is not theirs");
+  store.limits[0].chart_word = 0x130;
+  Near(Make(store, 0x430).graphs[1].cl, Same(kD2of2 * 2.0 / std::sqrt(2.0), 4),
+       "that of a three-way chart is");
+}
+
 TEST(VariableRun, CoefficientOfVariation) {
   FakeStore store({{1, 2, 3}, {3, 5, 7}, {-1, -2, -3}});
   const auto chart = Make(store, 0x140);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -156,31 +158,74 @@ TEST(VariableRunInvariant, TwoStreamsInOneChartAreTwoCharts) {
   }
 }
 
+// Where a row with its two sigmas cannot say what the first points had on a graph.
+enum class Frozen { Same, Calculated, Ratio };
+Frozen FrozenLinesOf(std::int32_t word, std::size_t graph, std::size_t pieces, bool readings) {
+  const auto one = word >> 8, two = word >> 4 & 15, three = word & 15;
+  if (graph != 1 || pieces == 1) return Frozen::Same;
+  const bool ranges = two == ccGraph2Range || two == ccGraph2Sd;
+  // The row's second sigma is that of a reading, its first that of the points.
+  if (one == ccGraph1Ix && readings && three != 0 && (ranges || two == ccGraph2Cv)) {
+    return Frozen::Calculated;
+  }
+  // The coefficient is the ratio of sigma and mean, which is another estimate than the first one's.
+  if (two == ccGraph2Cv) return Frozen::Ratio;
+  // Both sigmas of the row are from inside the subgroups, or from readings.
+  const bool own_moving = one == ccGraph1Ma || one == ccGraph1Pc;
+  return own_moving && two == ccGraph2Mr ? Frozen::Calculated : Frozen::Same;
+}
+
 TEST(VariableRunInvariant, FrozenLimitsAreThoseOfTheFirstPointsAlone) {
-  // A coefficient of variation is stored as the ratio of sigma and mean, which is another estimate.
-  for (const auto word : AllWords()) {
-    if ((word >> 4 & 15) == ccGraph2Cv || word >> 8 == ccGraph1Pc) continue;
-    for (const std::size_t size : {1U, 4U}) {
-      const auto samples = Samples(5, 30, size);
-      FakeStore start(std::vector<std::vector<double>>(samples.begin(), samples.begin() + 12));
-      const auto first = Make(start, word);
-      FakeStore all(samples);
-      all.Limit(first.estimates.mean, first.estimates.sp.value, first.estimates.sw.value, 0, 1,
-                first.word);
-      const auto chart = Make(all, word);
-      ASSERT_EQ(chart.word, first.word);
-      for (std::size_t g = 0; g < first.graphs.size(); ++g) {
-        const auto where = Hex(word) + " graph " + std::to_string(g + 1);
-        for (std::size_t i = 0; i < 12; ++i) {
-          if (std::isnan(first.graphs[g].ccl[i])) continue;
-          EXPECT_NEAR(chart.graphs[g].ucl[i], first.graphs[g].cucl[i], 1e-9) << where;
-          EXPECT_NEAR(chart.graphs[g].cl[i], first.graphs[g].ccl[i], 1e-9) << where;
-          EXPECT_NEAR(chart.graphs[g].lcl[i], first.graphs[g].clcl[i], 1e-9) << where;
-          EXPECT_EQ(chart.graphs[g].oocs[i], first.graphs[g].coocs[i]) << where;
+  std::array<int, 3> met{};
+  for (const auto asked : AllWords()) {
+    for (const std::size_t size : {1U, 2U, 4U, 12U}) {
+      for (const bool readings : {false, true}) {
+        const auto samples = Samples(5, 30, size);
+        FakeStore start, all;
+        for (auto* store : {&start, &all}) {
+          AddSpec(*store);
+          for (std::size_t i = 0; i < (store == &all ? 30U : 12U); ++i) {
+            if (!readings) {
+              store->Add({samples[i]});
+              continue;
+            }
+            std::vector<std::vector<double>> inside;
+            for (std::size_t j = 0; j < size; ++j) {
+              const double width = 0.25 * static_cast<double>(1 + (3 * i + j) % 4);
+              inside.push_back({samples[i][j] - width, samples[i][j], samples[i][j] + 2 * width});
+            }
+            store->AddWithReadings(inside);
+          }
+        }
+        const auto first = Make(start, asked);
+        all.Limit(first.estimates.mean, first.estimates.sp.value, first.estimates.sw.value, 0, 1,
+                  first.word);
+        const auto chart = Make(all, asked);
+        ASSERT_EQ(chart.word, first.word);
+        for (std::size_t g = first.word >> 8 == ccGraph1Pc ? 1 : 0; g < first.graphs.size(); ++g) {
+          const auto kind = FrozenLinesOf(first.word, g, size, readings);
+          ++met[static_cast<std::size_t>(kind)];
+          const auto& ours = chart.graphs[g];
+          const auto& expected = kind == Frozen::Same ? first.graphs[g] : chart.graphs[g];
+          const auto where = Hex(first.word) + " graph " + std::to_string(g + 1) + " pieces " +
+                             std::to_string(size) + (readings ? " with readings" : "");
+          for (std::size_t i = 0; i < 12; ++i) {
+            if (std::isnan(expected.ccl[i])) continue;
+            if (kind == Frozen::Ratio) {
+              EXPECT_NEAR(ours.cl[i], first.graphs[g].ccl[i], 0.1 * first.graphs[g].ccl[i])
+                  << where;
+              continue;
+            }
+            EXPECT_NEAR(ours.ucl[i], expected.cucl[i], 1e-9) << where;
+            EXPECT_NEAR(ours.cl[i], expected.ccl[i], 1e-9) << where;
+            EXPECT_NEAR(ours.lcl[i], expected.clcl[i], 1e-9) << where;
+            EXPECT_EQ(ours.oocs[i], expected.coocs[i]) << where;
+          }
         }
       }
     }
   }
+  for (const auto count : met) EXPECT_GT(count, 0);
 }
 
 // x -> 3 x + 1000 moves locations, stretches spreads and leaves every mark where it was.
@@ -329,6 +374,80 @@ TEST(VariableRun, MarksOfBothFormsAreRunApart) {
   EXPECT_EQ(chart.graphs[0].oocs[7] & nine_in_a_row, 0);
 }
 
+// Only graph 1 of a cusum shows one form twice.
+TEST(VariableRun, MarksOfBothFormsAreRunApartBesideACusum) {
+  FakeStore store({{1, 2}, {1, 2}, {1, 2}, {1, 2}, {1, 9}});
+  store.Limit(1.5, 0.1, 0.1);
+  const auto plain = Make(store, 0x112), cusum = Make(store, 0x112, 16);
+  EXPECT_EQ(plain.graphs[1].coocs, (Sizes{0, 0, 0, 0, 2}));
+  EXPECT_EQ(plain.graphs[1].oocs, (Sizes{2, 2, 2, 2, 2}));
+  for (const std::size_t graph : {1U, 2U}) {
+    EXPECT_EQ(cusum.graphs[graph].coocs, plain.graphs[graph].coocs) << graph;
+    EXPECT_EQ(cusum.graphs[graph].oocs, plain.graphs[graph].oocs) << graph;
+  }
+}
+
+TEST(VariableRun, ACusumWithoutASigmaAboveZeroSaysSo) {
+  FakeStore store(std::vector<std::vector<double>>(4, {5.0, 5.0}));
+  TakeNotes();
+  const auto chart = Make(store, 0x110, 16);
+  EXPECT_EQ(chart.graphs[0].sizes, (Sizes{0, 0, 0, 0}));
+  const auto notes = TakeNotes();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].code, "no-cusum");
+  store.Limit(5.0, 1.0, 1.0);
+  EXPECT_EQ(Make(store, 0x110, 16).graphs[0].sizes, (Sizes{2, 2, 2, 2}));
+  EXPECT_TRUE(TakeNotes().empty());
+}
+
+// Pieces of both signs near the largest number: what cannot be held is no value anywhere.
+TEST(VariableRunContract, ValuesBeyondTheLargestNumberAreNoValues) {
+  for (const auto word : AllWords()) {
+    for (const std::int32_t processing : {0, 16}) {
+      auto samples = Samples(6, 12, 3);
+      samples[4] = {1e308, -1e308, 1e308};
+      samples[8] = {-1.7e308, -1.7e308, -1.7e308};
+      FakeStore store(samples);
+      store.Spec(-1.7e308, 0.0, 1.7e308, slfUSL | slfTAR | slfLSL);
+      TakeNotes();
+      const auto chart = Make(store, word, processing);
+      const auto notes = TakeNotes();
+      EXPECT_TRUE(std::any_of(notes.begin(), notes.end(), [](const auto& note) {
+        return note.code == "overflow";
+      })) << Hex(word);
+      for (std::size_t g = 0; g < chart.graphs.size(); ++g) {
+        const auto where = Hex(word) + " graph " + std::to_string(g + 1) + " ";
+        const auto& graph = chart.graphs[g];
+        for (const auto& column : kColumns) {
+          for (const double value : graph.*column.values) {
+            EXPECT_FALSE(std::isinf(value)) << where << column.name;
+          }
+        }
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+          EXPECT_EQ(graph.sizes[i] == 0, std::isnan(graph.points[i])) << where << i;
+        }
+      }
+      for (const double figure : {chart.estimates.mean, chart.estimates.sp.value,
+                                  chart.estimates.sw.value, chart.estimates.gamma.value}) {
+        EXPECT_FALSE(std::isinf(figure)) << Hex(word);
+      }
+    }
+  }
+}
+
+TEST(VariableRun, ARangeOrDeviationThatCannotBeHeldTakesNoPart) {
+  FakeStore with({{1, 3}, {1e308, -1e308}, {2, 6}}), without({{1, 3}, {0, 0}, {2, 6}});
+  without.data.subgroups[1].Flag = sfDisabled;
+  for (const std::int32_t word : {0x110, 0x120}) {
+    const auto chart = Make(with, word);
+    EXPECT_EQ(chart.graphs[0].points, (std::vector<double>{2, 0, 4})) << "the mean can be held";
+    EXPECT_TRUE(std::isnan(chart.graphs[1].points[1]));
+    EXPECT_EQ(chart.graphs[1].sizes, (Sizes{2, 0, 2}));
+    EXPECT_DOUBLE_EQ(chart.estimates.sp.value, Make(without, word).estimates.sp.value);
+    EXPECT_EQ(chart.estimates.sp.used, 2);
+  }
+}
+
 TEST(VariableRun, StoredRowInForceAtEachPointAndRunsBeginAnewWithIt) {
   std::vector<std::vector<double>> samples(16, {6.0, 6.5});
   FakeStore store(samples);
@@ -371,6 +490,31 @@ TEST(VariableRun, FieldsThatAStoredRowLacksAreCalculated) {
       << "SW of a three-way chart is the sigma inside the subgroup";
 }
 
+// What a coefficient of variation is about is the sigma inside the subgroups, wherever a row has
+// it.
+TEST(VariableRun, TheCoefficientOfARowComesFromItsSigmaInsideTheSubgroups) {
+  FakeStore store({{1, 2, 3}, {3, 5, 7}, {2, 2, 2}});
+  store.Limit(4.0, 2.0, 0.5);
+  const double c4 = 0.886226925452758;
+  const auto centre = [&](double gamma) { return c4 * gamma * (1.0 + gamma * gamma / 3.0); };
+  EXPECT_NEAR(Make(store, 0x140).graphs[1].cl[0], centre(2.0 / 4.0), 1e-12);
+  store.limits[0].chart_word = 0x340;
+  EXPECT_NEAR(Make(store, 0x340).graphs[1].cl[0], centre(0.5 / 4.0), 1e-12);
+}
+
+// A row of individuals without a third graph has the sigma inside the subgroups also where the
+// chart shown looks inside the pieces.
+TEST(VariableRun, ARowWithoutThirdGraphDrivesTheRangesOfOneWithReadings) {
+  FakeStore store;
+  store.AddWithReadings({{1, 2}, {3, 6}});
+  store.AddWithReadings({{2, 4}, {4, 4}});
+  store.Limit(3.0, 2.0, 0.5, 0, 1, 0x310);
+  EXPECT_NEAR(Make(store, 0x311).graphs[1].cl[0], 0.5 * 1.1283791670955126, 1e-12);
+  store.limits[0].chart_word = 0x311;
+  const auto chart = Make(store, 0x311);
+  EXPECT_EQ(chart.graphs[1].cl[0], chart.graphs[1].ccl[0]) << "SW is that of a reading";
+}
+
 TEST(VariableRun, ARowForAnyProcessIsDeliveredOnce) {
   FakeStore store;
   store.Add({{1.0, 2.0}, sfEnabled, 1, 1});
@@ -393,6 +537,26 @@ TEST(VariableRun, SpecificationLinesAreThoseInForceAtEachPoint) {
   ASSERT_EQ(chart.specs.size(), 1U) << "the one in force at the newest point";
   EXPECT_EQ(chart.specs[0].F_USL, 6.0);
   EXPECT_EQ(TakeNotes().at(0).code, "specification-changed");
+}
+
+// Each stream alone knows one version, and the values of the first are judged by the second's.
+TEST(VariableRun, ASpecificationThatChangesBetweenTwoStreamsIsToldOfTheOneBefore) {
+  FakeStore store;
+  store.Add({{1.0}, sfEnabled, 1, 1});
+  store.Add({{2.0}, sfEnabled, 1, 1});
+  store.Add({{3.0}, sfEnabled, 1, 2});
+  store.Add({{4.0}, sfEnabled, 1, 2});
+  store.Spec(0.0, 0.0, 5.0, slfUSL, 0);
+  store.Spec(0.0, 0.0, 7.0, slfUSL, 20);
+  TakeNotes();
+  const auto chart = Make(store, 0x330);
+  ExpectEqual(chart.usls, {5.0, 5.0, 7.0, 7.0}, "upper");
+  ASSERT_EQ(chart.specs.size(), 1U);
+  EXPECT_EQ(chart.specs[0].F_USL, 7.0);
+  const auto notes = TakeNotes();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].code, "specification-changed");
+  EXPECT_EQ(notes[0].stream, "1 / 1 / 1");
 }
 
 TEST(VariableRun, OneSpecificationRowForEachPartAndTest) {
@@ -520,6 +684,23 @@ TEST_F(Delivery, TheTestsCanBeTakenOnce) {
   EXPECT_TRUE(LeavesAlone(Tests, 0, 32, 9)) << "the values left with the first call";
   EXPECT_EQ(Fetch<API_CCTotals>(run_, Totals, 0, 1)[0].TestCount, 9);
   EXPECT_EQ(Fetch<double>(run_, Points, 1, 3), (std::vector<double>{2.0, 5.0, 2.0}));
+}
+
+TEST_F(Delivery, TheSubgroupsLeaveWithTheTestsWhenBothWereTaken) {
+  using enum platform::ChartData;
+  EXPECT_EQ(Fetch<API_SubgroupData>(run_, Subgroups, 0, 3).size(), 3U);
+  EXPECT_EQ(Fetch<API_SubgroupData>(run_, Subgroups, 0, 3).size(), 3U);
+  const auto before = Fetch<double>(run_, USLs, 1, 3);
+  EXPECT_EQ(Fetch<API_TestData>(run_, Tests, 0, 9).size(), 9U);
+  EXPECT_TRUE(LeavesAlone(Subgroups, 0, sizeof(API_SubgroupData), 3));
+  EXPECT_EQ(Fetch<double>(run_, USLs, 1, 3), before);
+  EXPECT_EQ(Fetch<API_CCTotals>(run_, Totals, 0, 1)[0].SubgroupCount, 3);
+}
+
+TEST_F(Delivery, TestsThatAreTakenFirstLeaveTheSubgroups) {
+  using enum platform::ChartData;
+  EXPECT_EQ(Fetch<API_TestData>(run_, Tests, 0, 9).size(), 9U);
+  EXPECT_EQ(Fetch<API_SubgroupData>(run_, Subgroups, 0, 3).size(), 3U);
 }
 
 TEST_F(Delivery, OfAClosedRunThereIsNothing) {
