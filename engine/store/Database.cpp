@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <unordered_map>
 
 #include "engine/store/SqliteStore.h"
@@ -15,8 +16,9 @@
 namespace orvspc::engine {
 namespace {
 
-// A locked file is reported after this long.
+// A locked file is reported after this long; another program that is making it is given more.
 constexpr int kBusyMilliseconds = 500;
+constexpr int kMakingMilliseconds = 5000;
 constexpr std::int32_t kFailure = -2147221504;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
@@ -89,11 +91,21 @@ void CheckFile(const std::string& path, bool create) {
   if (access(path.c_str(), W_OK) != 0) Refuse(path, "may not be written to");
 }
 
+// Where the file lies itself. Links are followed one by one, since the last may point at a file
+// that is yet to be made.
+std::filesystem::path Target(std::filesystem::path path) {
+  constexpr int kMostLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(path, error); ++i) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, error);
+  }
+  return path;
+}
+
 // The write-ahead log lies beside the file, so its folder must be writable too.
 void CheckFolder(const std::string& path) {
-  const auto slash = path.find_last_of('/');
-  auto folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
-  if (folder.empty()) folder = "/";
+  auto folder = Target(path).parent_path().string();
+  if (folder.empty()) folder = ".";
   if (access(folder.c_str(), F_OK) != 0) Refuse(path, "there is no folder " + folder);
   if (access(folder.c_str(), W_OK) != 0) Refuse(path, "its folder may not be written to");
 }
@@ -103,28 +115,62 @@ std::int32_t Pragma(Connection& connection, std::string_view sql) {
   return query.Step() ? query.Int(0) : 0;
 }
 
-Connection Open(const std::string& path, bool create) {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
-  Connection connection(path, flags);
-  sqlite3_busy_timeout(connection.Get(), kBusyMilliseconds);
-  if (sqlite3_db_readonly(connection.Get(), "main") == 1) Refuse(path, "may not be written to");
-  connection.Execute("PRAGMA foreign_keys=ON");
+// Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
+// made: an empty file, or one of SQLite without a mark and without a table.
+std::int32_t SchemaOf(Connection& connection, const std::string& path, bool create) {
   const auto application = Pragma(connection, "PRAGMA application_id");
   const auto version = Pragma(connection, "PRAGMA user_version");
-  const auto pages = Pragma(connection, "PRAGMA page_count");
-  if (pages != 0 && application != kApplicationId) {
-    Refuse(path, "is an SQLite file, but no quality database");
+  if (application != kApplicationId) {
+    const bool is_bare = application == 0 && version == 0 &&
+                         Pragma(connection, "SELECT count(*) FROM sqlite_master") == 0;
+    if (!is_bare) Refuse(path, "is an SQLite file, but no quality database");
+    if (!create) Refuse(path, "is empty and no quality database");
+    return 0;
   }
-  if (pages == 0 && !create) Refuse(path, "is empty and no quality database");
   if (version > kSchemaVersion) {
     Refuse(path, "was made by a newer release (schema " + std::to_string(version) +
                      ", this one knows " + std::to_string(kSchemaVersion) + ")");
   }
-  connection.Execute("PRAGMA journal_mode=WAL");
+  return version;
+}
+
+// SQLite does not wait for other connections here, but gives up at once.
+void UseWriteAheadLog(Connection& connection, int patience) {
+  constexpr int kPause = 10;
+  for (;; patience -= kPause) {
+    try {
+      return connection.Execute("PRAGMA journal_mode=WAL");
+    } catch (const SqlError& error) {
+      if (error.Code() != SQLITE_BUSY || patience <= 0) throw;
+    }
+    sqlite3_sleep(kPause);
+  }
+}
+
+Connection Open(const std::string& path, bool create) {
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+  Connection connection(path, flags);
+  const int patience = create ? kMakingMilliseconds : kBusyMilliseconds;
+  sqlite3_busy_timeout(connection.Get(), patience);
+  if (sqlite3_db_readonly(connection.Get(), "main") == 1) Refuse(path, "may not be written to");
+  connection.Execute("PRAGMA foreign_keys=ON");
+  const auto schema = [&](Transaction::Kind kind) {
+    Transaction transaction(connection, kind);
+    const auto version = SchemaOf(connection, path, create);
+    if (kind == Transaction::Kind::Write && version < kSchemaVersion) {
+      BringForward(connection, version);
+    }
+    transaction.Commit();
+    return version;
+  };
+  // Looked at again under the write lock: another program may have made it in the meantime.
+  if (schema(Transaction::Kind::Read) < kSchemaVersion) schema(Transaction::Kind::Write);
+  // Only when it is ours: the switch writes to the file.
+  UseWriteAheadLog(connection, patience);
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection.Execute("PRAGMA synchronous=FULL");
   connection.Execute("PRAGMA journal_size_limit=16777216");
-  if (version < kSchemaVersion) BringForward(connection);
+  sqlite3_busy_timeout(connection.Get(), kBusyMilliseconds);
   return connection;
 }
 

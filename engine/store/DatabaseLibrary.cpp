@@ -215,10 +215,15 @@ std::int32_t DatabaseLibrary::VLXDBL_CLEARDATASETDATA() {
 std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t Connection,
                                                       API_DSInfo& DSInfo,
                                                       std::span<std::int32_t> DSFilter,
-                                                      std::int32_t) {
+                                                      std::int32_t Content) {
   Kept() = {};
   const auto store = OpenStore(Connection);
   return Guarded(store, [&]() -> std::int32_t {
+    if (Content == 0 || (Content & ~kSubgroupsAndTests) != 0) {
+      store->Fail(kRefused, "The content mask " + std::to_string(Content) +
+                                " asks for nothing or for what a data set does not have");
+      return 0;
+    }
     SelectOptions options;
     options.defect_filter_narrows_rows = false;
     auto& kept = Kept();

@@ -3,8 +3,8 @@
 
 #include "engine/store/SqliteStore.h"
 #include "engine/store/calendar.h"
+#include "engine/store/failures.h"
 #include "engine/store/import_table.h"
-#include "platform/ExternalFailure.h"
 
 namespace orvspc::engine {
 namespace {
@@ -56,8 +56,8 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
     sqlite3_wal_checkpoint_v2(connection.Get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
                               nullptr);
     return report;
-  } catch (const SqlError& error) {
-    throw platform::ExternalFailure(-2147221504, "Import", store->Path() + ": " + ReasonOf(error));
+  } catch (...) {
+    LeaveAsExternalFailure(store->Path(), "Import");
   }
 }
 

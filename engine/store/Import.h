@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -29,7 +30,8 @@
 //                With count and no test-type a new test whose lines name a defect is one of
 //                defects, else of defectives. A comment belongs to the subgroup and test, and to
 //                the piece if the line gives tsno. Refused too: a (subgroup, test) that is already
-//                stored, the same piece twice, more defectives than units.
+//                stored, the same piece twice, more defectives than units. Lines of a subgroup
+//                may stand anywhere in the file.
 // limits         part test and any of usl target lsl ugb lgb url lrl uwp lwp cp cpk effective scale
 //                name alarms. Without effective they hold since ever. Scale is the number of
 //                decimals shown, 4. Alarms names the limits that raise alarms ("usl lsl"), all that
@@ -38,12 +40,13 @@
 // control-limits part test mean; optional process (none: any) sp spl sw swl effective start finish
 //                chart-word (of the chart that they were made from, decimal or 0x...).
 // opportunities  part test opportunities; optional effective.
-// rules          number kind; optional k m zone side priority text set (names, separated by
-// blanks).
-//                Numbers 0 to 14, 16 to 30, and one of 15 and 31 in a database. A number keeps its
-//                parameters for life.
-// alarms         number on (yes, no, 1, 0); optional part process test graph (1 to 3), each none:
-// any. groups         kind (part, process, ...) group name.
+// rules          number kind; optional k m zone side priority text and set (names of rule sets,
+//                blanks between them). Numbers 0 to 14, 16 to 30, and one of 15 and 31 in a
+//                database. A number keeps its parameters for life; a line about a rule that is
+//                there may leave all of them but the kind open.
+// alarms         number and on (yes, on, true, 1 or no, off, false, 0, in any case); optional part
+//                process test graph (1 to 3), each none: any.
+// groups         kind (part, process, ...), group and name.
 namespace orvspc::engine {
 
 enum class ImportKind {
@@ -61,6 +64,9 @@ std::optional<ImportKind> ImportKindFromWord(std::string_view word);
 
 struct ImportOptions {
   bool ignore_unknown = false;  // columns
+  // Of values: how many (subgroup, test) are held before they are written. More take more memory,
+  // fewer more time where the lines of a subgroup lie apart; what is stored is the same.
+  std::size_t most_held = 32768;
   // Called now and then with bytes read and the size of the file.
   std::function<void(std::int64_t done, std::int64_t total)> progress = {};
 };

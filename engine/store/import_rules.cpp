@@ -52,45 +52,54 @@ class RulesImport {
                                             {"priority", false}, {"text", false}, {"set", false}};
 
   void TakeLine() {
-    auto rule = ReadRule();
-    const auto found = rules_.find(rule.number);
+    const auto number = table_.Whole(kNumber, 0, 31);
+    const auto found = rules_.find(number);
     if (found == rules_.end()) {
-      if (rule.priority == 0) rule.priority = rule.number;
-      Add(rule);
+      Add(ReadNew(number));
     } else {
-      // What the line leaves open is as it is.
-      if (table_.Cell(kPriority).empty()) rule.priority = found->second.priority;
-      if (table_.Cell(kText).empty()) rule.text = found->second.text;
-      if (!SameParameters(rule, found->second)) {
-        table_.Refuse(kNumber,
-                      "the number stands for a rule with other parameters; take a free one");
-      }
+      CheckKnown(found->second);
     }
-    TakeSets(rule.number);
+    TakeSets(number);
   }
 
-  StoredRule ReadRule() {
-    constexpr std::int32_t kLongestWindow = 1000;
-    StoredRule rule;
-    rule.number = table_.Whole(kNumber, 0, 31);
-    if ((rule.number == 15 && rules_.contains(31)) || (rule.number == 31 && rules_.contains(15))) {
+  StoredRule ReadNew(std::int32_t number) {
+    if ((number == 15 && rules_.contains(31)) || (number == 31 && rules_.contains(15))) {
       table_.Refuse(kNumber, "15 and 31 share one bit; a list can hold one of them");
     }
-    rule.kind = OneOf(table_, kKind, table_.Name(kKind), kKinds);
-    rule.m = table_.Whole(kM, 1, kLongestWindow, 0);
-    rule.k = table_.Whole(kK, 1, kLongestWindow, rule.m == 0 ? 1 : rule.m);
+    StoredRule rule;
+    rule.number = number;
+    ReadGiven(rule);
+    if (rule.k == 0) rule.k = rule.m == 0 ? 1 : rule.m;
     if (rule.m == 0) rule.m = rule.k;
     if (rule.k > rule.m) table_.Refuse(kK, "must not be above m");
     if (rule.k != rule.m && rule.m > 64) table_.Refuse(kM, "must not be above 64 where k differs");
-    rule.zone = table_.OptionalNumber(kZone).value_or(0.0);
+    const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
+    if (rule.side.empty()) rule.side = is_run ? "same" : "either";
+    if (rule.priority == 0) rule.priority = number;
+    if (rule.text.empty()) rule.text = "Rule " + std::to_string(number);
+    return rule;
+  }
+
+  // What the line leaves open is as it is.
+  void CheckKnown(const StoredRule& known) {
+    auto rule = known;
+    ReadGiven(rule);
+    if (!SameParameters(rule, known)) {
+      table_.Refuse(kNumber, "the number stands for a rule with other parameters; take a free one");
+    }
+  }
+
+  void ReadGiven(StoredRule& rule) {
+    constexpr std::int32_t kLongestWindow = 1000;
+    rule.kind = OneOf(table_, kKind, table_.Name(kKind), kKinds);
+    rule.k = table_.Whole(kK, 1, kLongestWindow, rule.k);
+    rule.m = table_.Whole(kM, 1, kLongestWindow, rule.m);
+    rule.zone = table_.OptionalNumber(kZone).value_or(rule.zone);
     if (rule.zone < 0.0) table_.Refuse(kZone, "must not be below 0");
     const auto side = table_.Cell(kSide);
-    const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
-    rule.side = side.empty() ? (is_run ? "same" : "either") : OneOf(table_, kSide, side, kSides);
-    rule.priority = table_.Whole(kPriority, 0, INT32_MAX, 0);
-    rule.text = table_.Cell(kText);
-    if (rule.text.empty()) rule.text = "Rule " + std::to_string(rule.number);
-    return rule;
+    if (!side.empty()) rule.side = OneOf(table_, kSide, side, kSides);
+    rule.priority = table_.Whole(kPriority, 0, INT32_MAX, rule.priority);
+    if (!table_.Cell(kText).empty()) rule.text = table_.Cell(kText);
   }
 
   void Add(const StoredRule& rule) {
@@ -134,14 +143,14 @@ class RulesImport {
 };
 
 bool ReadOn(const ImportTable& table, std::size_t column) {
-  const auto cell = table.Name(column);
+  const auto cell = Lower(table.Name(column));
   for (const std::string_view yes : {"1", "yes", "on", "true"}) {
     if (cell == yes) return true;
   }
   for (const std::string_view no : {"0", "no", "off", "false"}) {
     if (cell == no) return false;
   }
-  table.Refuse(column, "must be yes or no");
+  table.Refuse(column, "must be yes or no, on or off, true or false, 1 or 0");
 }
 
 }  // namespace

@@ -10,6 +10,28 @@
 namespace orvspc::engine {
 namespace {
 
+enum class Parsed { Yes, No, OutOfRange };
+
+// The whole text as a number; a plus sign in front is taken.
+template <class T>
+Parsed Parse(std::string_view text, T& value) {
+  if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
+  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (end != text.data() + text.size()) return Parsed::No;
+  if (code == std::errc::result_out_of_range) return Parsed::OutOfRange;
+  return code == std::errc() ? Parsed::Yes : Parsed::No;
+}
+
+bool IsDecimalComma(std::string_view text) {
+  if (std::count(text.begin(), text.end(), ',') != 1) return false;
+  std::string point(text);
+  std::replace(point.begin(), point.end(), ',', '.');
+  double value = 0.0;
+  return Parse(point, value) == Parsed::Yes;
+}
+
+}  // namespace
+
 std::string Lower(std::string_view text) {
   std::string result(text);
   for (auto& c : result) {
@@ -17,25 +39,6 @@ std::string Lower(std::string_view text) {
   }
   return result;
 }
-
-// The whole text as a number; a plus sign in front is taken.
-template <class T>
-std::optional<T> Parse(std::string_view text) {
-  if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
-  T value{};
-  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (code != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
-bool IsDecimalComma(std::string_view text) {
-  if (std::count(text.begin(), text.end(), ',') != 1) return false;
-  std::string point(text);
-  std::replace(point.begin(), point.end(), ',', '.');
-  return Parse<double>(point).has_value();
-}
-
-}  // namespace
 
 ImportTable::ImportTable(const std::string& path, std::span<const ColumnSpec> columns,
                          const ImportOptions& options, std::string_view prefix)
@@ -66,7 +69,11 @@ void ImportTable::Match(std::string_view name, std::size_t place, const ImportOp
     return;
   }
   if (!prefix.empty() && lower.starts_with(prefix) && lower.size() > prefix.size()) {
-    extra_.push_back({std::string(name.substr(prefix.size())), place});
+    const auto rest = name.substr(prefix.size());
+    for (const auto& extra : extra_) {
+      if (extra.name == rest) reader_.Refuse(name, "", "the column is there twice");
+    }
+    extra_.push_back({std::string(rest), place});
     return;
   }
   if (!options.ignore_unknown) {
@@ -102,9 +109,11 @@ std::string_view ImportTable::Name(std::size_t column) const {
 double ImportTable::Number(std::size_t column) const {
   const auto cell = Cell(column);
   if (cell.empty()) Refuse(column, "the cell is empty, a number is needed");
-  const auto value = Parse<double>(cell);
-  if (value && std::isfinite(*value)) return *value;
-  if (value) Refuse(column, "is not a finite number");
+  double value = 0.0;
+  const auto parsed = Parse(cell, value);
+  if (parsed == Parsed::OutOfRange) Refuse(column, "is out of range");
+  if (parsed == Parsed::Yes && std::isfinite(value)) return value;
+  if (parsed == Parsed::Yes) Refuse(column, "is not a finite number");
   if (IsDecimalComma(cell)) Refuse(column, "is no number; the decimal sign must be a point");
   Refuse(column, "is no number");
 }
@@ -118,13 +127,14 @@ std::int32_t ImportTable::Whole(std::size_t column, std::int32_t lowest,
                                 std::int32_t highest) const {
   const auto cell = Cell(column);
   if (cell.empty()) Refuse(column, "the cell is empty, a whole number is needed");
-  const auto value = Parse<std::int64_t>(cell);
-  if (!value) Refuse(column, "is no whole number");
-  if (*value < lowest || *value > highest) {
+  std::int64_t value = 0;
+  const auto parsed = Parse(cell, value);
+  if (parsed == Parsed::No) Refuse(column, "is no whole number");
+  if (parsed == Parsed::OutOfRange || value < lowest || value > highest) {
     Refuse(column,
            "must lie between " + std::to_string(lowest) + " and " + std::to_string(highest));
   }
-  return static_cast<std::int32_t>(*value);
+  return static_cast<std::int32_t>(value);
 }
 
 std::int32_t ImportTable::Whole(std::size_t column, std::int32_t lowest, std::int32_t highest,

@@ -17,6 +17,9 @@
 
 namespace orvspc::engine {
 
+// A to Z in lower case; the rest as it is.
+std::string Lower(std::string_view text);
+
 struct ColumnSpec {
   std::string_view name;
   bool required = false;

@@ -12,7 +12,7 @@
 namespace orvspc::engine {
 namespace {
 
-constexpr std::size_t kMostOpen = 32768;  // (subgroup, test) held before they are written
+constexpr double kHighestCount = 1e9;  // of one line
 
 // Remembers the text of the latest cell of a column, which is often that of the next.
 struct CellMemo {
@@ -24,6 +24,7 @@ class ValuesImport {
  public:
   explicit ValuesImport(const ImportContext& context)
       : db_(context.db),
+        most_held_(std::max<std::size_t>(context.options.most_held, 1)),
         names_(context.db),
         table_(context.file, kValuesColumns, context.options, "descriptor:"),
         writer_(db_, table_, batch_, tests_, report_) {}
@@ -42,8 +43,7 @@ class ValuesImport {
   void TakeVariable(OpenMeasurement& open);
   void TakeAttribute(OpenMeasurement& open);
   RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
-  void TakeContext(OpenMeasurement& open);
-  void TakeOnce(std::size_t column, std::int32_t& present, std::int32_t value);
+  void TakeOnce(OpenMeasurement& open, std::size_t once);
   void TakeDescriptors(OpenMeasurement& open);
   void TakeComment(OpenMeasurement& open);
   std::int32_t NameCell(std::size_t column, ItemKind kind);
@@ -54,6 +54,7 @@ class ValuesImport {
   void SettleTestTypes();
 
   Connection& db_;
+  std::size_t most_held_;
   ImportNames names_;
   ImportTable table_;
   ImportReport report_;
@@ -81,7 +82,7 @@ void ValuesImport::Prepare() {
                                ? "a file has either value or count, not both"
                                : "the file lacks this column, or count in its place");
   }
-  Query tests(db_, "SELECT id, type FROM test");
+  Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
   while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
   Query streams(db_, "SELECT part, process, test, id FROM stream");
   while (streams.Step()) {
@@ -109,7 +110,7 @@ bool ValuesImport::SameSubgroupAsBefore() const {
 
 void ValuesImport::TakeLine() {
   if (!SameSubgroupAsBefore()) {
-    if (batch_.open_count >= kMostOpen) Flush();
+    if (batch_.open_count >= most_held_) Flush();
     FindMeasurement();
     for (std::size_t column = 0; column < before_.size(); ++column) {
       before_[column] = table_.Cell(column);
@@ -121,13 +122,7 @@ void ValuesImport::TakeLine() {
   } else {
     TakeAttribute(open);
   }
-  if (table_.Has(kSize) && !table_.Cell(kSize).empty()) {
-    TakeOnce(kSize, open.size, table_.Whole(kSize, 0, INT32_MAX));
-  }
-  if (table_.Has(kFlag) && !table_.Cell(kFlag).empty()) {
-    TakeOnce(kFlag, open.flag, FlagCell());
-  }
-  TakeContext(open);
+  for (std::size_t i = 0; i < std::size(kOnceColumns); ++i) TakeOnce(open, i);
   TakeDescriptors(open);
   TakeComment(open);
 }
@@ -229,16 +224,10 @@ RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
 void ValuesImport::TakeVariable(OpenMeasurement& open) {
   const auto value = table_.Number(kValue);
   const auto sbno = table_.Whole(kSbno, 0, INT32_MAX, 0);
-  auto tsno = table_.Whole(kTsno, 1, INT32_MAX, 0);
-  const bool is_numbered = tsno == 0;
-  if (is_numbered) {
-    // Readings go on in the piece before while their number grows.
-    const bool same_piece = sbno > open.last_sbno && open.highest_tsno > 0;
-    tsno = same_piece ? open.highest_tsno : open.highest_tsno + 1;
-  }
-  open.highest_tsno = std::max(open.highest_tsno, tsno);
-  open.last_sbno = sbno;
-  open.rows.push_back({{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), is_numbered});
+  const auto tsno = table_.Whole(kTsno, 1, INT32_MAX, 0);
+  auto& row = open.rows.emplace_back();
+  row = {{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), tsno == 0};
+  open.Number(row);
 }
 
 void ValuesImport::TakeAttribute(OpenMeasurement& open) {
@@ -248,18 +237,29 @@ void ValuesImport::TakeAttribute(OpenMeasurement& open) {
   if (key.Def != 0) current_test_->names_defect = true;
   double count = 1.0;
   if (key.Def == 0 || !table_.Cell(column).empty()) count = table_.Number(column);
-  if (count < 0.0 || count != std::floor(count)) {
-    table_.Refuse(column, "must be a whole number, 0 or more");
+  if (!(count >= 0.0 && count <= kHighestCount) || count != std::floor(count)) {
+    table_.Refuse(column, "must be a whole number between 0 and 1000000000");
   }
   if (count == 0.0 && tsno == 0) return;
   open.rows.push_back({{count, key}, table_.Reader().Line(), false});
 }
 
-void ValuesImport::TakeOnce(std::size_t column, std::int32_t& present, std::int32_t value) {
-  if (present != kNotGiven && present != value) {
-    table_.Refuse(column, "differs from an earlier line of the same subgroup and test");
+void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
+  const auto& spec = kOnceColumns[once];
+  const auto text = table_.Cell(spec.column);
+  if (text.empty()) return;
+  std::int32_t value = 0;
+  if (once == kOnceSize) {
+    value = table_.Whole(kSize, 0, INT32_MAX);
+  } else {
+    value = once == kOnceFlag ? FlagCell() : NameCell(spec.column, spec.kind);
   }
-  present = value;
+  auto& cell = open.once[once];
+  if (cell.value != kNotGiven && cell.value != value) table_.Refuse(spec.column, kDiffers);
+  if (cell.value != kNotGiven) return;
+  cell.value = value;
+  cell.line = table_.Reader().Line();
+  cell.text = text;
 }
 
 std::int32_t ValuesImport::FlagCell() const {
@@ -268,30 +268,6 @@ std::int32_t ValuesImport::FlagCell() const {
   if (cell == "disabled") return sfDisabled;
   if (cell == "incomplete") return sfIncomplete;
   return table_.Whole(kFlag, sfEnabled, sfIncomplete);
-}
-
-void ValuesImport::TakeContext(OpenMeasurement& open) {
-  struct Part {
-    std::size_t column;
-    ItemKind kind;
-    std::int32_t Context::*member;
-  };
-  static constexpr Part kParts[] = {
-      {kWorkstation, ItemKind::Workstation, &Context::workstation},
-      {kJob, ItemKind::Job, &Context::job},
-      {kLot, ItemKind::Lot, &Context::lot},
-      {kShift, ItemKind::Shift, &Context::shift},
-      {kRevision, ItemKind::Revision, &Context::revision},
-      {kEmployee, ItemKind::Employee, &Context::employee},
-  };
-  for (const auto& part : kParts) {
-    if (!table_.Has(part.column)) continue;
-    const auto id = NameCell(part.column, part.kind);
-    if (id == 0) continue;
-    auto& present = open.context.*part.member;
-    if (present == 0) present = kNotGiven;
-    TakeOnce(part.column, present, id);
-  }
 }
 
 std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name) {
@@ -345,7 +321,7 @@ void ValuesImport::Flush() {
 void ValuesImport::SettleTestTypes() {
   for (const auto& [id, test] : tests_) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
-    if (test.type == 0 && type == ttDefectives && test.excess_line != 0) {
+    if (type == ttDefectives && test.excess_line != 0) {
       const auto cut = test.excess.find('\n');
       table_.RefuseAt(test.excess_line, kSubgroup, test.excess.substr(0, cut),
                       test.excess.substr(cut + 1));

@@ -8,7 +8,8 @@ namespace orvspc::engine {
 namespace {
 
 // Rows of limits, opportunities, alarms and settings are never changed: a newer row takes over.
-// effective is a stamp; the lowest stamp stands for "since ever".
+// effective is a stamp; the lowest stamp stands for "since ever". A test has type 0 until it has
+// values.
 constexpr const char* kVersion1 = R"sql(
 CREATE TABLE setting(
   id INTEGER PRIMARY KEY, key TEXT NOT NULL, value TEXT NOT NULL,
@@ -17,7 +18,7 @@ CREATE TABLE setting(
 CREATE TABLE part(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE process(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE test(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1,
-  type INTEGER NOT NULL DEFAULT 1 CHECK(type IN (1, 2, 4)));
+  type INTEGER NOT NULL DEFAULT 0 CHECK(type IN (0, 1, 2, 4)));
 CREATE TABLE revision(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE workstation(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE gage(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1);
@@ -143,18 +144,13 @@ static_assert(kSteps.size() == kSchemaVersion);
 
 }  // namespace
 
-void BringForward(Connection& connection) {
-  Transaction transaction(connection, Transaction::Kind::Write);
-  // Read under the lock: another program may have brought it forward in the meantime.
-  std::int32_t found = 0;
-  if (Query query(connection, "PRAGMA user_version"); query.Step()) found = query.Int(0);
-  for (auto version = static_cast<std::size_t>(found); version < kSteps.size(); ++version) {
-    connection.Execute(kSteps[version]);
+void BringForward(Connection& connection, std::int32_t version) {
+  for (auto step = static_cast<std::size_t>(version); step < kSteps.size(); ++step) {
+    connection.Execute(kSteps[step]);
   }
   const auto mark = "PRAGMA application_id=" + std::to_string(kApplicationId) +
                     ";PRAGMA user_version=" + std::to_string(kSchemaVersion);
   connection.Execute(mark.c_str());
-  transaction.Commit();
 }
 
 }  // namespace orvspc::engine

@@ -49,7 +49,8 @@ void ValuesWriter::WriteSubgroups() {
         .Bind(4, std::int64_t{subgroup.time})
         .Run();
     std::int64_t id = sqlite3_last_insert_rowid(db_.Get());
-    if (sqlite3_changes(db_.Get()) == 0) {
+    subgroup.is_new = sqlite3_changes(db_.Get()) != 0;
+    if (!subgroup.is_new) {
       Query query(db_,
                   "SELECT id FROM subgroup "
                   "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4");
@@ -89,6 +90,28 @@ std::int32_t ValuesWriter::ContextId(const Context& context) {
   return id;
 }
 
+Context ValuesWriter::ContextOf(std::int32_t id) {
+  if (id == 0) return {};
+  Query query(db_,
+              "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1");
+  query.Bind(1, std::int64_t{id});
+  if (!query.Step())
+    throw SqlError(SQLITE_CORRUPT, "context " + std::to_string(id) + " is missing");
+  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
+}
+
+void ValuesWriter::NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+                               std::string_view reason) {
+  if (refusal_ && refusal_->line <= line) return;
+  refusal_ = {line, column, std::string(value), std::string(reason)};
+}
+
+bool ValuesWriter::IsStored(const WrittenKey& key) {
+  Query query(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
+  query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
+  return query.Step();
+}
+
 // In the order of the clustered table, so that neighbours are written together.
 void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
@@ -99,33 +122,38 @@ void ValuesWriter::WriteMeasurements() {
                        batch_.open[i].get());
   }
   std::sort(order.begin(), order.end());
-  Query insert(db_,
-               "INSERT OR IGNORE INTO measurement(stream, time, subgroup, packed, context) "
-               "VALUES(?1, ?2, ?3, ?4, ?5)");
-  const OpenMeasurement* stored = nullptr;
+  Query write(db_,
+              "INSERT OR REPLACE INTO measurement(stream, time, subgroup, packed, context) "
+              "VALUES(?1, ?2, ?3, ?4, ?5)");
   for (auto& [key, open] : order) {
+    const auto& subgroup = batch_.subgroups[open->subgroup];
+    const bool is_stored = !subgroup.is_new && IsStored(key);
+    if (key.subgroup <= highest_before_) {
+      if (is_stored && !added_to_old_.contains(key)) {
+        NoteRefusal(open->line, kSubgroup, subgroup.label,
+                    "the subgroup is already stored with this test");
+        continue;
+      }
+      added_to_old_.insert(key);
+    }
+    if (is_stored) Merge(*open, key);
     Finish(*open, key);
-    insert.Bind(1, key.stream)
+    CheckDefectives(*open);
+    Context context;
+    for (std::size_t i = 0; i < open->once.size(); ++i) {
+      const auto member = kOnceColumns[i].member;
+      if (member != nullptr) context.*member = std::max(open->once[i].value, 0);
+    }
+    write.Bind(1, key.stream)
         .Bind(2, std::int64_t{key.time})
         .Bind(3, std::int64_t{key.subgroup})
         .Bind(4, std::span<const std::byte>(packed_))
-        .BindReference(5, ContextId(open->context))
+        .BindReference(5, ContextId(context))
         .Run();
-    const bool is_new = sqlite3_changes(db_.Get()) != 0;
-    if (is_new) {
-      report_.rows += static_cast<std::int64_t>(packed_rows_.size());
-      CheckDefectives(*open);
-      if (!derived_pieces_.empty()) derived_[key] = derived_pieces_;
-      if (key.subgroup <= highest_before_) added_to_old_.insert(key);
-    } else if (key.subgroup <= highest_before_ && !added_to_old_.contains(key)) {
-      if (stored == nullptr || open->line < stored->line) stored = open;
-    } else {
-      Merge(*open, key);
-    }
+    report_.rows += static_cast<std::int64_t>(packed_rows_.size());
   }
-  if (stored != nullptr) {
-    table_.RefuseAt(stored->line, kSubgroup, batch_.subgroups[stored->subgroup].label,
-                    "the subgroup is already stored with this test");
+  if (refusal_) {
+    table_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
   }
 }
 
@@ -145,18 +173,27 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
         std::adjacent_find(open.rows.begin(), open.rows.end(),
                            [&](const ImportRow& a, const ImportRow& b) { return !by_place(a, b); });
     if (twice != open.rows.end()) {
-      table_.RefuseAt(std::max(twice->line, std::next(twice)->line), kTsno,
-                      std::to_string(twice->row.key.Tsno),
-                      "the subgroup has this piece, with this sbno, already");
+      NoteRefusal(std::max(twice->line, std::next(twice)->line), kTsno,
+                  std::to_string(twice->row.key.Tsno),
+                  "the subgroup has this piece, with this sbno, already");
     }
     AddPieceValues(open);
   } else {
     for (const auto& row : open.rows) packed_rows_.push_back(row.row);
   }
   if (packed_rows_.empty()) packed_rows_.emplace_back();
-  packed_size_ = open.size;
-  if (open.size == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
-  Pack({key.time, key.subgroup, packed_size_, std::max(open.flag, 0)}, packed_rows_, packed_);
+  const auto flag = open.once[kOnceFlag].value;
+  packed_size_ = open.once[kOnceSize].value;
+  WrittenState state{derived_pieces_, open.last_sbno, false, false};
+  state.lacks_size = packed_size_ == kNotGiven && table_.Has(kSize);
+  state.lacks_flag = flag == kNotGiven && table_.Has(kFlag);
+  if (state == WrittenState{}) {
+    states_.erase(key);
+  } else {
+    states_[key] = std::move(state);
+  }
+  if (packed_size_ == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
+  Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
 }
 
 // Copies the rows; a piece that has only readings gets their mean as its value.
@@ -180,10 +217,12 @@ void ValuesWriter::AddPieceValues(const OpenMeasurement& open) {
   }
 }
 
-// A subgroup of this file comes back after it was written: its rows are put together.
+// A subgroup of this file comes back after it was written: its lines are put together as if they
+// had been held together.
 void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
-  std::int32_t size = kNotGiven, flag = 0, context = 0;
-  std::vector<ImportRow> rows;
+  WrittenState state;
+  if (const auto found = states_.find(key); found != states_.end()) state = found->second;
+  std::int32_t context = 0;
   {
     Query query(db_,
                 "SELECT packed, ifnull(context, 0) FROM measurement "
@@ -192,80 +231,95 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
     query.Step();
     const auto view = PackedView::Of(query.Blob(0));
     if (!view) throw SqlError(SQLITE_CORRUPT, "a packed record does not fit its checksum");
-    size = view->Size();
-    flag = view->Flag();
+    MergeRows(open, *view, state);
+    const bool has_size = table_.Has(kSize) && !state.lacks_size;
+    const bool has_flag = table_.Has(kFlag) && !state.lacks_flag;
+    MergeOnce(open, kOnceSize, has_size ? view->Size() : kNotGiven);
+    MergeOnce(open, kOnceFlag, has_flag ? view->Flag() : kNotGiven);
     context = query.Int(1);
-    const auto& derived = derived_[key];
-    for (std::size_t i = 0; i < view->Count(); ++i) {
-      const TestRow row{view->Value(i), view->Key(i)};
-      const bool is_derived =
-          row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
-      if (!is_derived && !(row == TestRow{})) rows.push_back({row, open.line, false});
-    }
-    report_.rows -= static_cast<std::int64_t>(view->Count());
   }
-  const bool is_variable = tests_[open.test].type == ttVariable;
-  std::int32_t highest = 0;
-  for (const auto& row : rows) highest = std::max(highest, row.row.key.Tsno);
-  for (auto& row : open.rows) {
-    if (row.is_numbered) row.row.key.Tsno += highest;
+  const auto who = ContextOf(context);
+  for (std::size_t i = 0; i < open.once.size(); ++i) {
+    const auto member = kOnceColumns[i].member;
+    if (member != nullptr) MergeOnce(open, i, who.*member == 0 ? kNotGiven : who.*member);
   }
-  const bool was_counted = is_variable && size == highest;
-  if (open.size == kNotGiven) {
-    if (!was_counted) open.size = size;
-  } else if (size != open.size && !was_counted) {
-    RefuseDifference(open, kSize);
+}
+
+void ValuesWriter::MergeRows(OpenMeasurement& open, const PackedView& view,
+                             const WrittenState& state) {
+  std::vector<ImportRow> rows;
+  open.highest_tsno = 0;
+  const auto& derived = state.derived_pieces;
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    const TestRow row{view.Value(i), view.Key(i)};
+    open.highest_tsno = std::max(open.highest_tsno, row.key.Tsno);
+    const bool is_derived =
+        row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
+    if (!is_derived && !(row == TestRow{})) rows.push_back({row, 0, false});
   }
-  if (open.flag == kNotGiven) open.flag = flag;
-  auto own_context = ContextId(open.context);
-  if (own_context == 0) own_context = context;
-  if (context != 0 && own_context != context) RefuseDifference(open, kJob);
+  report_.rows -= static_cast<std::int64_t>(view.Count());
+  if (tests_[open.test].type == ttVariable) {
+    open.last_sbno = state.last_sbno;
+    for (auto& row : open.rows) open.Number(row);
+  }
   open.rows.insert(open.rows.begin(), rows.begin(), rows.end());
-  Finish(open, key);
-  CheckDefectives(open);
-  if (!derived_pieces_.empty()) derived_[key] = derived_pieces_;
-  Query(db_,
-        "UPDATE measurement SET packed = ?4, context = ?5 "
-        "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3")
-      .Bind(1, key.stream)
-      .Bind(2, std::int64_t{key.time})
-      .Bind(3, std::int64_t{key.subgroup})
-      .Bind(4, std::span<const std::byte>(packed_))
-      .BindReference(5, own_context)
-      .Run();
-  report_.rows += static_cast<std::int64_t>(packed_rows_.size());
 }
 
-void ValuesWriter::RefuseDifference(const OpenMeasurement& open, std::size_t column) const {
-  table_.RefuseAt(open.line, column, "",
-                  "differs from an earlier line of the same subgroup and test");
+// The cell of the lines before with that of the lines at hand.
+void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before) {
+  auto& cell = open.once[once];
+  if (before == kNotGiven) return;
+  if (cell.value != kNotGiven && cell.value != before) {
+    NoteRefusal(cell.line, kOnceColumns[once].column, cell.text, kDiffers);
+  }
+  cell.value = before;
+  cell.line = 0;
 }
 
-// Named units with a count are one defective each, other rows as many as they say.
+// Named units with a count are one defective each, other rows as many as they say. Told is the
+// line that makes them too many, or that gives the size for which they are.
 void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   auto& test = tests_[open.test];
   const auto size = packed_size_;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
+  const auto size_line = open.once[kOnceSize].line;
   double defectives = 0.0;
   std::map<std::int32_t, double> units;
+  std::int64_t line = 0;
   for (const auto& row : open.rows) {
-    if (row.row.key.Tsno == 0) {
-      defectives += row.row.value;
-    } else {
-      auto& worst = units[row.row.key.Tsno];
-      worst = std::max(worst, row.row.value);
-    }
+    if (defectives > size && row.line > size_line) break;
+    line = row.line;
+    const auto unit = row.row.key.Tsno;
+    const auto before = unit == 0 ? 0.0 : units[unit];
+    const auto now = unit == 0 ? row.row.value : std::max(before, row.row.value);
+    if (unit != 0) units[unit] = now;
+    defectives += now - before;
   }
-  for (const auto& unit : units) defectives += unit.second;
-  if (defectives <= size) return;
+  line = std::max(line, size_line);
+  // Line 0: the lines written before have told it.
+  if (defectives <= size || line == 0) return;
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
                       ") than units inspected (" + std::to_string(size) + ")";
   const auto& label = batch_.subgroups[open.subgroup].label;
-  if (test.type == ttDefectives) table_.RefuseAt(open.line, kSubgroup, label, reason);
-  if (test.excess_line == 0) {
-    test.excess_line = open.line;
+  if (test.type == ttDefectives) return NoteRefusal(line, kSubgroup, label, reason);
+  if (test.excess_line == 0 || line < test.excess_line) {
+    test.excess_line = line;
     test.excess = label + '\n' + reason;
   }
+}
+
+bool ValuesWriter::HasComment(const OpenSubgroup& subgroup, std::int32_t test,
+                              const OpenComment& comment) {
+  Query query(db_,
+              "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+              "AND tsno = ?4 AND ifnull(employee, 0) = ?5 AND note = ?6");
+  query.Bind(1, std::int64_t{subgroup.id})
+      .Bind(2, std::int64_t{subgroup.time})
+      .Bind(3, std::int64_t{test})
+      .Bind(4, std::int64_t{comment.tsno})
+      .Bind(5, std::int64_t{comment.employee})
+      .Bind(6, std::string_view(comment.note));
+  return query.Step();
 }
 
 void ValuesWriter::WriteComments() {
@@ -276,6 +330,7 @@ void ValuesWriter::WriteComments() {
     const auto& open = *batch_.open[i];
     const auto& subgroup = batch_.subgroups[open.subgroup];
     for (const auto& comment : open.comments) {
+      if (!subgroup.is_new && HasComment(subgroup, open.test, comment)) continue;
       insert.Bind(1, std::int64_t{subgroup.id})
           .Bind(2, std::int64_t{open.test})
           .Bind(3, std::int64_t{comment.tsno})

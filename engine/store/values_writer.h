@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <compare>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -71,8 +75,35 @@ struct OpenSubgroup {
   std::string label;
   std::int64_t line = 0;
   std::int32_t id = 0;
+  bool is_new = false;                                             // to the database
   std::vector<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
 };
+
+// A cell that all lines of a (subgroup, test) that have it must have alike.
+struct OnceCell {
+  std::int32_t value = kNotGiven;
+  std::int64_t line = 0;  // that gave it, with the text; 0: one written before
+  std::string text;
+};
+
+struct OnceColumn {
+  ValuesColumn column;
+  ItemKind kind;
+  std::int32_t Context::*member;  // null: no part of the context
+};
+inline constexpr OnceColumn kOnceColumns[] = {
+    {kSize, {}, nullptr},
+    {kFlag, {}, nullptr},
+    {kWorkstation, ItemKind::Workstation, &Context::workstation},
+    {kJob, ItemKind::Job, &Context::job},
+    {kLot, ItemKind::Lot, &Context::lot},
+    {kShift, ItemKind::Shift, &Context::shift},
+    {kRevision, ItemKind::Revision, &Context::revision},
+    {kEmployee, ItemKind::Employee, &Context::employee},
+};
+inline constexpr std::size_t kOnceSize = 0, kOnceFlag = 1;
+inline constexpr std::string_view kDiffers =
+    "differs from an earlier line of the same subgroup and test";
 
 // One (subgroup, test). Objects are used again, so that their storage is.
 struct OpenMeasurement {
@@ -80,9 +111,8 @@ struct OpenMeasurement {
   std::int64_t stream = 0;
   std::int32_t test = 0;
   std::int64_t line = 0;
-  std::int32_t size = kNotGiven, flag = kNotGiven;
   std::int32_t highest_tsno = 0, last_sbno = 0;
-  Context context;
+  std::array<OnceCell, std::size(kOnceColumns)> once;
   std::vector<ImportRow> rows;
   std::vector<OpenComment> comments;
 
@@ -92,11 +122,22 @@ struct OpenMeasurement {
     stream = in_stream;
     test = of_test;
     line = at_line;
-    size = flag = kNotGiven;
     highest_tsno = last_sbno = 0;
-    context = {};
+    for (auto& cell : once) cell = {kNotGiven, 0, std::move(cell.text)};
     rows.clear();
     comments.clear();
+  }
+
+  // Numbers a row of a variable test that has no tsno of its own: readings go on in the piece
+  // before while their number grows.
+  void Number(ImportRow& row) {
+    auto& key = row.row.key;
+    if (row.is_numbered) {
+      const bool same_piece = key.Sbno > last_sbno && highest_tsno > 0;
+      key.Tsno = same_piece ? highest_tsno : highest_tsno + 1;
+    }
+    highest_tsno = std::max(highest_tsno, key.Tsno);
+    last_sbno = key.Sbno;
   }
 };
 
@@ -113,6 +154,15 @@ struct WrittenKey {
   std::int64_t stream;
   std::int32_t time, subgroup;
   friend auto operator<=>(const WrittenKey&, const WrittenKey&) = default;
+};
+
+// What the database does not tell of a (subgroup, test) that this import has written, and later
+// lines of it need.
+struct WrittenState {
+  std::vector<std::int32_t> derived_pieces;  // whose value comes from readings
+  std::int32_t last_sbno = 0;
+  bool lacks_size = false, lacks_flag = false;  // though the file has the column
+  friend bool operator==(const WrittenState&, const WrittenState&) = default;
 };
 
 struct ValuesBatch {
@@ -135,16 +185,29 @@ class ValuesWriter {
   void Write();
 
  private:
+  // The line to be named when several are to be refused: the first of the file.
+  struct Refusal {
+    std::int64_t line;
+    std::size_t column;
+    std::string value, reason;
+  };
+
   void WriteSubgroups();
   void WriteMeasurements();
   void WriteComments();
   void WriteDescriptors();
+  bool IsStored(const WrittenKey& key);
   void Merge(OpenMeasurement& open, const WrittenKey& key);
+  void MergeRows(OpenMeasurement& open, const PackedView& view, const WrittenState& state);
+  void MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before);
   void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
   void CheckDefectives(const OpenMeasurement& open);
-  [[noreturn]] void RefuseDifference(const OpenMeasurement& open, std::size_t column) const;
+  bool HasComment(const OpenSubgroup& subgroup, std::int32_t test, const OpenComment& comment);
+  void NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+                   std::string_view reason);
   std::int32_t ContextId(const Context& context);
+  Context ContextOf(std::int32_t id);
 
   Connection& db_;
   const ImportTable& table_;
@@ -155,8 +218,8 @@ class ValuesWriter {
   std::map<Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
   std::set<WrittenKey> added_to_old_;
-  // Pieces whose value this import derived from readings.
-  std::map<WrittenKey, std::vector<std::int32_t>> derived_;
+  std::map<WrittenKey, WrittenState> states_;  // those that are not as a state begins
+  std::optional<Refusal> refusal_;
   // What Finish made of the latest (subgroup, test).
   std::vector<TestRow> packed_rows_;
   std::vector<std::int32_t> derived_pieces_;

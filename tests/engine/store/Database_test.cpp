@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine {
@@ -16,6 +18,27 @@ class OpenDatabaseTest : public StoreTest {
       EXPECT_EQ(failure.rfind(path + ": ", 0), 0u) << failure;
     }
     return failure;
+  }
+  // Run as another user, since the superuser may write anywhere. No reason: the file opens.
+  static bool AnotherUserIsTold(const std::string& path, const std::string& reason) {
+    const auto child = fork();
+    if (child == 0) {
+      if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+      const auto failure = FailureOf([&] { OpenDatabase(path); });
+      const bool is_told = failure.find(reason) != std::string::npos;
+      _exit((reason.empty() ? failure.empty() : is_told) ? 0 : 1);
+    }
+    return Succeeded(child);
+  }
+  static bool Succeeded(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  }
+  void Remove() {
+    for (const char* end : {"", "-wal", "-shm", "-journal"}) {
+      std::filesystem::remove(Path() + end);
+    }
   }
 };
 
@@ -61,22 +84,11 @@ TEST_F(OpenDatabaseTest, ALockedFileIsRefused) {
   EXPECT_EQ(OpeningFailure(Path()), "");
 }
 
-// Run as another user, since the superuser may write anywhere.
 TEST_F(OpenDatabaseTest, AFileOrFolderThatMayNotBeWrittenToIsRefused) {
   Db();
   db_.reset();
   const auto folder = std::filesystem::path(Path()).parent_path();
-  const auto refused = [&](const std::string& reason) {
-    const auto child = fork();
-    if (child == 0) {
-      if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
-      const auto failure = FailureOf([&] { OpenDatabase(Path()); });
-      _exit(failure.find(reason) != std::string::npos ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  };
+  const auto refused = [&](const std::string& reason) { return AnotherUserIsTold(Path(), reason); };
   ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
   ASSERT_EQ(chmod(Path().c_str(), 0444), 0);
   EXPECT_TRUE(refused("may not be written to"));
@@ -84,6 +96,86 @@ TEST_F(OpenDatabaseTest, AFileOrFolderThatMayNotBeWrittenToIsRefused) {
   ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
   EXPECT_TRUE(refused("its folder may not be written to"));
   ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
+}
+
+TEST_F(OpenDatabaseTest, ALinkIsJudgedByTheFolderOfItsTarget) {
+  namespace fs = std::filesystem;
+  const fs::path top = fs::path(Path()).parent_path();
+  ASSERT_EQ(chmod(top.c_str(), 0777), 0);
+  for (const char* name : {"open", "closed"}) {
+    fs::create_directory(top / name);
+    OpenDatabase(top / name / "q.db", true);
+    ASSERT_EQ(chmod((top / name / "q.db").c_str(), 0666), 0);
+  }
+  fs::create_symlink("../open/q.db", top / "closed" / "to-open");
+  fs::create_symlink("../closed/q.db", top / "open" / "to-closed");
+  fs::create_symlink("to-closed", top / "open" / "twice");
+  ASSERT_EQ(chmod((top / "open").c_str(), 0777), 0);
+  ASSERT_EQ(chmod((top / "closed").c_str(), 0555), 0);
+  EXPECT_TRUE(AnotherUserIsTold(top / "closed" / "to-open", ""));
+  EXPECT_TRUE(AnotherUserIsTold(top / "open" / "to-closed", "its folder may not be written to"));
+  EXPECT_TRUE(AnotherUserIsTold(top / "open" / "twice", "its folder may not be written to"));
+  ASSERT_EQ(chmod((top / "closed").c_str(), 0777), 0);
+  // A link to what is yet to be made.
+  fs::create_symlink("no/q.db", top / "astray");
+  EXPECT_NE(OpeningFailure(top / "astray", true).find("no folder"), std::string::npos);
+  fs::create_symlink("open/new.db", top / "new");
+  EXPECT_EQ(OpeningFailure(top / "new", true), "");
+  EXPECT_TRUE(fs::exists(top / "open" / "new.db"));
+}
+
+TEST_F(OpenDatabaseTest, AKillWhileItIsBeingMadeLeavesAFileThatCanBeMade) {
+  int unmade = 0;
+  for (int delay = 0; delay < 6000; delay += 60) {
+    const auto child = fork();
+    if (child == 0) {
+      OpenDatabase(Path(), true);
+      _exit(0);
+    }
+    usleep(static_cast<useconds_t>(delay));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    if (!OpeningFailure(Path()).empty()) ++unmade;
+    EXPECT_EQ(OpeningFailure(Path(), true), "") << delay << " microseconds";
+    EXPECT_EQ(OpeningFailure(Path()), "") << delay << " microseconds";
+    Remove();
+  }
+  EXPECT_GT(unmade, 0);  // else no kill came in time
+}
+
+// What SQLite leaves of a file whose first transaction was none of ours.
+TEST_F(OpenDatabaseTest, AFileWithoutMarkAndTableIsMadeADatabase) {
+  for (const char* sql : {"PRAGMA journal_mode=WAL", "CREATE TABLE t(x); DROP TABLE t"}) {
+    RunSql(Path(), sql);
+    EXPECT_NE(OpeningFailure(Path()).find("is empty"), std::string::npos) << sql;
+    EXPECT_EQ(OpeningFailure(Path(), true), "") << sql;
+    EXPECT_EQ(OpeningFailure(Path()), "") << sql;
+    Remove();
+  }
+  RunSql(Path(), "PRAGMA user_version=3");
+  EXPECT_NE(OpeningFailure(Path(), true).find("no quality database"), std::string::npos);
+}
+
+TEST_F(OpenDatabaseTest, TwoProgramsThatMakeItAtOnceAreBothServed) {
+  constexpr int kRounds = 40;
+  for (int round = 0; round < kRounds; ++round) {
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    pid_t children[2];
+    for (auto& child : children) {
+      child = fork();
+      if (child != 0) continue;
+      close(go[1]);
+      char byte = 0;
+      while (read(go[0], &byte, 1) > 0) continue;
+      _exit(FailureOf([&] { OpenDatabase(Path(), true); }).empty() ? 0 : 1);
+    }
+    close(go[0]);
+    close(go[1]);  // both are off
+    for (const auto child : children) EXPECT_TRUE(Succeeded(child)) << "round " << round;
+    EXPECT_EQ(OpeningFailure(Path()), "") << "round " << round;
+    Remove();
+  }
 }
 
 TEST_F(OpenDatabaseTest, CreateOpensWhatIsThere) {

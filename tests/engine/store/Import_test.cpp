@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/Import.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <thread>
+#include <tuple>
 
 #include "engine/store/calendar.h"
 #include "tests/engine/store/store_fixture.h"
@@ -57,7 +61,18 @@ TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
       {"number with a tail", kHeader + "A,P,T,1,2024-01-01,5x\n", {"line 2", "\"5x\""}},
       {"not a number", kHeader + "A,P,T,1,2024-01-01,NaN\n", {"line 2", "\"NaN\"", "finite"}},
       {"infinite", kHeader + "A,P,T,1,2024-01-01,-inf\n", {"line 2", "\"-inf\"", "finite"}},
-      {"beyond a double", kHeader + "A,P,T,1,2024-01-01,1e999\n", {"line 2", "\"1e999\""}},
+      {"beyond a double",
+       kHeader + "A,P,T,1,2024-01-01,1e999\n",
+       {"line 2", "\"1e999\"", "out of range"}},
+      {"below a double",
+       kHeader + "A,P,T,1,2024-01-01,-1e-400\n",
+       {"line 2", "\"-1e-400\"", "out of range"}},
+      {"beyond a whole number",
+       "part,process,test,subgroup,time,value,size\nA,P,T,1,2024-01-01,5,99999999999999999999\n",
+       {"line 2", "\"size\"", "between"}},
+      {"descriptor twice",
+       "part,process,test,subgroup,time,value,descriptor:A,Descriptor:A\n",
+       {"line 1", "\"Descriptor:A\"", "twice"}},
       {"empty number", kHeader + "A,P,T,1,2024-01-01,\n", {"line 2", "\"value\"", "empty"}},
       {"decimal comma",
        "part;process;test;subgroup;time;value\nA;P;T;1;2024-01-01;5,2\n",
@@ -125,6 +140,12 @@ TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
       {"part of a defect",
        "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1.5\n",
        {"line 2", "\"count\"", "whole number"}},
+      {"count beyond every bound",
+       "part,process,test,subgroup,time,count,size\nA,P,T,1,2024-01-01,1e300,5\n",
+       {"line 2", "\"count\"", "\"1e300\"", "whole number"}},
+      {"count just above the bound",
+       "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1000000001\n",
+       {"line 2", "\"count\"", "1000000000"}},
       {"neither count nor defect",
        "part,process,test,subgroup,time,count,defect\n"
        "A,P,T,1,2024-01-01,,\n",
@@ -368,6 +389,140 @@ TEST_F(ImportTest, LinesOfASubgroupMayLieFarApart) {
   }
 }
 
+// A file whose subgroup is written before its next line is read says the same as one whose lines
+// are held together.
+class DistanceTest : public ImportTest {
+ protected:
+  // What a file of these lines leads to, with a line of another part after each: the refusal, or
+  // what is stored of part A.
+  std::string Outcome(const std::string& header, const std::vector<std::string>& lines,
+                      std::size_t held) {
+    db_.reset();
+    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    const auto more = static_cast<std::size_t>(std::count(header.begin(), header.end(), ',') - 5);
+    std::string text = header + "\n";
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      text += "A,P,T,1,2024-01-01," + lines[i] + "\n";
+      text += "B,P,other," + std::to_string(i) + ",2024-01-01,1" + std::string(more, ',') + "\n";
+    }
+    ImportOptions options;
+    options.most_held = held;
+    const auto message = FailureOf([&] { Import(text, ImportKind::Values, options); });
+    if (!message.empty()) return message;
+    std::string outcome = std::to_string(CountOf("comment")) + " comments";
+    FlatSelection a;
+    a.List(FlatSelection::kPart, {Id(ItemKind::Part, "A")});
+    const auto data = Select(a.info, a.Filter());
+    for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
+      const auto& head = data.subgroups[i];
+      for (const auto id : {head.Test, head.Size, head.Flag, head.Job, head.Lot, head.Shft}) {
+        outcome += " " + std::to_string(id);
+      }
+      for (auto row = head.Test_Start; row <= head.Test_End; ++row) {
+        const auto test = data.Row(i, static_cast<std::size_t>(row - head.Test_Start));
+        outcome += "; " + std::to_string(test.Tsno) + "/" + std::to_string(test.Sbno) + " " +
+                   std::to_string(test.Def) + ": " + std::to_string(test.Val);
+      }
+    }
+    return outcome;
+  }
+};
+
+TEST_F(DistanceTest, WhatAFileMaySayDoesNotDependOnHowFarItsLinesLieApart) {
+  struct Row {
+    const char* why;
+    const char* columns;
+    std::vector<std::string> lines;  // behind part to time
+    const char* refused;             // null: stored
+  };
+  const Row rows[] = {
+      {"flags", "value,flag", {"5,disabled", "6,enabled"}, "column \"flag\", value \"enabled\""},
+      {"flag 0 first", "value,flag", {"5,0", "6,disabled"}, "column \"flag\", value \"disabled\""},
+      {"flag later", "value,flag", {"5,", "6,2"}, nullptr},
+      {"flag once", "value,flag", {"5,disabled", "6,"}, nullptr},
+      {"three lines", "value,flag", {"5,", "6,", "7,1"}, nullptr},
+      {"flag in the middle", "value,flag", {"5,", "6,1", "7,2"}, "value \"2\""},
+      {"sizes", "value,size", {"5,1", "6,2"}, "column \"size\", value \"2\""},
+      {"size later", "value,size", {"5,", "6,9"}, nullptr},
+      {"size is the count so far", "value,size", {"5,1", "6,"}, nullptr},
+      {"size of a count later", "count,size", {"2,", "1,50"}, nullptr},
+      {"size 0 of a count", "count,size", {"2,0", "1,50"}, "column \"size\", value \"50\""},
+      {"job and lot", "value,job,lot", {"5,J,", "6,,L"}, nullptr},
+      {"jobs", "value,job,lot", {"5,J,L", "6,K,"}, "column \"job\", value \"K\""},
+      {"shifts", "value,job,shift", {"5,J,S", "6,J,T"}, "column \"shift\", value \"T\""},
+      {"comment twice", "value,comment", {"5,late", "6,late"}, nullptr},
+      {"other comment", "value,comment", {"5,late", "6,later"}, nullptr},
+      {"comment of another employee", "value,comment,employee", {"5,late,", "6,late,E"}, nullptr},
+      {"readings go on", "value,sbno", {"5,1", "7,2"}, nullptr},
+      {"next piece", "value,sbno", {"5,2", "7,1"}, nullptr},
+      {"piece behind readings", "value,sbno", {"5,1", "7,"}, nullptr},
+      {"given and counted", "value,tsno", {"5,3", "6,", "7,1"}, nullptr},
+      {"piece twice", "value,tsno", {"5,3", "6,3"}, "column \"tsno\", value \"3\""},
+      {"value of readings", "value,tsno,sbno", {"5,1,1", "7,1,2", "100,1,0"}, nullptr},
+      {"too many", "count,size", {"3,5", "3,5"}, "value \"1\": more defectives (6)"},
+      {"too many before the end", "count,size", {"6,5", "3,5"}, "more defectives (6)"},
+      {"size later and too small", "count,size", {"6,", "3,5"}, "more defectives (9)"},
+      {"type later", "count,size,test-type", {"6,5,", "0,5,defectives"}, "more defectives (6)"},
+      {"defects after all", "count,size,defect", {"6,5,", "3,5,X"}, nullptr},
+  };
+  for (const auto& row : rows) {
+    const auto header = std::string("part,process,test,subgroup,time,") + row.columns;
+    const auto near = Outcome(header, row.lines, 100);
+    const auto far = Outcome(header, row.lines, 1);
+    EXPECT_EQ(far, near) << row.why;
+    if (row.refused == nullptr) {
+      EXPECT_EQ(near.find("line "), std::string::npos) << row.why << ": " << near;
+    } else {
+      EXPECT_NE(near.find(row.refused), std::string::npos) << row.why << ": " << near;
+    }
+  }
+}
+
+// Whatever names a test first, its type is that of its first values.
+TEST_F(ImportTest, ATestHasNoTypeUntilItHasValues) {
+  struct Row {
+    const char* test;
+    ImportKind kind;
+    const char* text;
+  };
+  const Row rows[] = {
+      {"U", ImportKind::Opportunities, "part,test,opportunities\nA,U,5\n"},
+      {"V", ImportKind::Limits, "part,test,usl\nA,V,5\n"},
+      {"W", ImportKind::ControlLimits, "part,test,mean\nA,W,5\n"},
+      {"X", ImportKind::Groups, "kind,group,name\ntest,G,X\n"},
+  };
+  const auto type_of = [&](const std::string& name) {
+    for (const auto& item : ListItems(Db(), ItemKind::Test)) {
+      if (item.name == name) return item.test_type;
+    }
+    return -1;
+  };
+  for (const auto& row : rows) Import(row.text, row.kind);
+  Import(Values({"A,P,T,1,2024-01-01,5"}));  // of another test
+  for (const auto& row : rows) EXPECT_EQ(type_of(row.test), 0) << row.test;
+  const std::string header = "part,process,test,subgroup,time,count,defect\n";
+  Import(header + "A,P,U,1,2024-01-01,1,scratch\nA,P,W,1,2024-01-01,1,\n");
+  EXPECT_EQ(type_of("U"), ttDefects);
+  EXPECT_EQ(type_of("W"), ttDefectives);
+  Import(Values({"A,P,V,1,2024-01-01,5"}));
+  EXPECT_EQ(type_of("V"), ttVariable);
+  EXPECT_EQ(type_of("X"), 0);
+  EXPECT_NE(ImportFailure(header + "A,P,V,2,2024-01-01,1,\n").find("variable"), std::string::npos);
+}
+
+TEST_F(ImportTest, AHighCountIsTakenToTheBound) {
+  Import("part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1e9\n");
+  EXPECT_EQ(Everything().values, std::vector<double>{1e9});
+}
+
+TEST_F(ImportTest, APipeIsReadToItsEnd) {
+  const auto pipe = folder_.File("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer([&] { WriteFile(pipe, Values({"A,P,T,1,2024-01-01,5"})); });
+  EXPECT_EQ(ImportCsv(pipe, Db(), ImportKind::Values).rows, 1);
+  writer.join();
+}
+
 TEST_F(ImportTest, ProgressReachesTheFileSize) {
   std::string text = kHeader;
   for (int i = 0; i < 40000; ++i) text += "A,P,T," + std::to_string(i) + ",2024-01-01,5\n";
@@ -504,6 +659,34 @@ TEST_F(ImportTest, RulesAndTheirSetsAreAdded) {
   EXPECT_NE(FailureOf([&] { UseRuleSet(Db(), "nobody's"); }), "");
   // 15 is refused now that 31 is there.
   EXPECT_NE(ImportFailure("number,kind\n15,limit\n", ImportKind::Rules), "");
+}
+
+TEST_F(ImportTest, AKnownRuleJoinsASetWithItsCellsLeftOpen) {
+  const std::string header = "number,kind,k,m,zone,side,set\n";
+  Import(header + "5,zone,,,,,mine\n7,within,,15,,,mine\n", ImportKind::Rules);
+  EXPECT_EQ(CountOf("rule"), 15);
+  UseRuleSet(Db(), "mine");
+  EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1) & 0xffff, 1u << 5 | 1u << 7);
+  const auto& rules = Opened()->Rules();
+  const auto fifth = std::find_if(rules.begin(), rules.end(),
+                                  [](const StoredRule& rule) { return rule.number == 5; });
+  ASSERT_NE(fifth, rules.end());
+  EXPECT_EQ(std::tie(fifth->k, fifth->m, fifth->zone), std::make_tuple(2, 3, 2.0));
+  // What is given must fit.
+  for (const char* line : {"5,zone,1,,,,mine", "5,zone,,4,,,mine", "5,zone,,,1,,mine",
+                           "5,zone,,,,either,mine", "5,trend,,,,,mine"}) {
+    EXPECT_NE(ImportFailure(header + line + "\n", ImportKind::Rules).find("free one"),
+              std::string::npos)
+        << line;
+  }
+}
+
+TEST_F(ImportTest, AnAlarmIsOnOrOffInAnyOfTheWordsAndAnyCase) {
+  for (const char* word : {"yes", "on", "TRUE", "1", "No", "OFF", "false", "0"}) {
+    const bool is_on = std::string("yes on TRUE 1").find(word) != std::string::npos;
+    Import("number,on\n1," + std::string(word) + "\n", ImportKind::Alarms);
+    EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1), is_on ? 2u : 0u) << word;
+  }
 }
 
 TEST_F(ImportTest, GroupsHaveMembers) {
