@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <stdexcept>
 
 #include "engine/store/SqliteStore.h"
+#include "engine/store/cache.h"
 #include "engine/store/calendar.h"
+#include "engine/store/failures.h"
 #include "engine/store/packing.h"
 #include "platform/ExternalFailure.h"
 
@@ -23,12 +26,12 @@ constexpr std::array<std::string_view, kItemKinds> kWords{
   throw platform::ExternalFailure(kFailure, "Catalogue", std::move(reason));
 }
 
-// Failures of SQLite as what hosts can catch.
+// Failures as what hosts can catch.
 void Guarded(SqliteStore& store, const std::function<void()>& work) {
   try {
     work();
-  } catch (const SqlError& error) {
-    Refuse(store.Path() + ": " + ReasonOf(error));
+  } catch (...) {
+    LeaveAsExternalFailure(store.Path(), "Catalogue");
   }
 }
 
@@ -99,14 +102,18 @@ std::vector<Occurrence> Occurrences(Connection& db, const StoreCache& cache, Ite
   } else if (OfContext({1, 1, 1, 1, 1, 1}, kind) != 0) {
     Query query(db, "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
     while (query.Step()) {
-      const auto& context = cache.contexts[static_cast<std::size_t>(query.Int64(0))];
-      add(OfContext(context, kind), query.Int(1), query.Int(2));
+      const auto place = cache.PlaceOfContext(query.Int64(0));
+      if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
+      add(OfContext(cache.contexts[*place], kind), query.Int(1), query.Int(2));
     }
   } else {
     Query query(db, "SELECT subgroup, time, packed FROM measurement");
     while (query.Step()) {
       const auto view = PackedView::Of(query.Blob(2));
-      if (!view) Refuse("The values of subgroup " + std::to_string(query.Int(0)) + " are damaged");
+      if (!view) {
+        throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(0)) +
+                                 " are damaged: their checksum does not fit");
+      }
       for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
         add(OfRow(view->Key(i), kind), query.Int(0), query.Int(1));
       }
@@ -271,6 +278,14 @@ void UseRuleSet(platform::Database& database, std::string_view name) {
   });
   if (!numbers) Refuse("The database has no rule set \"" + std::string(name) + "\"");
   store->UseRuleNumbers(std::move(numbers));
+}
+
+std::map<std::string, std::string> ListSettings(platform::Database& database) {
+  std::map<std::string, std::string> settings;
+  Reading(database, [&](SqliteStore& store, Connection&) {
+    for (const auto& [key, value] : store.Cache().settings) settings.emplace(key, value);
+  });
+  return settings;
 }
 
 void StoreSetting(platform::Database& database, std::string_view key, std::string_view value) {

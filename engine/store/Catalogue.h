@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,7 +33,7 @@ inline constexpr int kItemKinds = 12;
 struct ListedItem {
   std::int32_t id = 0;
   std::string name;
-  std::int32_t test_type = 0;        // of a test: one of TestTypes
+  std::int32_t test_type = 0;        // of a test: one of TestTypes, 0 until it has values
   std::int64_t subgroups = 0;        // in which it occurs
   std::int32_t first = 0, last = 0;  // stamps of the first and last of them; meaningless with none
 };
@@ -80,5 +81,7 @@ void UseRuleSet(platform::Database& database, std::string_view name);
 // Settings: "time_zone" (UTC or a fixed offset such as +02:00), "sigma_estimator" and others that
 // the analyses name. A value that its reader could not use is refused.
 void StoreSetting(platform::Database& database, std::string_view key, std::string_view value);
+// Those that were stored; a setting that was not has its default.
+std::map<std::string, std::string> ListSettings(platform::Database& database);
 
 }  // namespace orvspc::engine

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -42,8 +43,9 @@ struct AlarmRow {
 
 // What is reread only after the file has changed.
 struct StoreCache {
-  std::vector<Stream> streams;    // by part, process, test
-  std::vector<Context> contexts;  // by identifier, 0 is "none"
+  std::vector<Stream> streams;            // by part, process, test
+  std::vector<Context> contexts;          // by identifier; the first is "none"
+  std::vector<std::int64_t> context_ids;  // beside contexts; the first is 0
   std::int64_t highest_subgroup = 0;
   std::shared_ptr<const std::vector<StoredRule>> rules;
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
@@ -55,6 +57,16 @@ struct StoreCache {
   std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
   std::array<bool, kItemKinds> names_read{};
   std::int32_t zone_offset = 0;
+
+  // The place of a context; none when the file has no such context.
+  std::optional<std::size_t> PlaceOfContext(std::int64_t id) const {
+    // Identifiers count up without a gap in every file of ours.
+    const auto place = static_cast<std::size_t>(id);
+    if (place < context_ids.size() && context_ids[place] == id) return place;
+    const auto found = std::lower_bound(context_ids.begin(), context_ids.end(), id);
+    if (found == context_ids.end() || *found != id) return std::nullopt;
+    return static_cast<std::size_t>(found - context_ids.begin());
+  }
 };
 
 // The store on one SQLite file. One connection, one mutex: calls of several threads take turns.

@@ -25,13 +25,19 @@ void ReadStreams(Connection& db, StoreCache& cache) {
 
 void ReadContexts(Connection& db, StoreCache& cache) {
   cache.contexts.assign(1, Context{});
+  cache.context_ids.assign(1, 0);
   Query query(db,
               "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
               "ORDER BY id");
   while (query.Step()) {
-    cache.contexts.resize(static_cast<std::size_t>(query.Int64(0)) + 1);
-    cache.contexts.back() = {query.Int(1), query.Int(2), query.Int(3),
-                             query.Int(4), query.Int(5), query.Int(6)};
+    const auto id = query.Int64(0);
+    if (id <= 0) {
+      throw std::runtime_error("The database is damaged: its table context has a row " +
+                               std::to_string(id));
+    }
+    cache.context_ids.push_back(id);
+    cache.contexts.push_back(
+        {query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5), query.Int(6)});
   }
 }
 
@@ -120,6 +126,10 @@ void ReadRules(Connection& db, StoreCache& cache) {
               "ORDER BY priority, number");
   while (query.Step()) {
     StoredRule rule;
+    if (query.Int64(0) < 0 || query.Int64(0) > 31) {
+      throw std::runtime_error("The database is damaged: its table rule has a rule " +
+                               std::to_string(query.Int64(0)));
+    }
     rule.number = query.Int(0);
     rule.priority = query.Int(1);
     rule.kind = query.Text(2);
@@ -165,6 +175,12 @@ void ReadSettings(Connection& db, StoreCache& cache) {
 }
 
 }  // namespace
+
+void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
+  throw std::runtime_error("The database is damaged: subgroup " + std::to_string(subgroup) +
+                           " refers to context " + std::to_string(context) +
+                           ", which is not there");
+}
 
 StoreCache ReadCache(Connection& connection) {
   StoreCache cache;

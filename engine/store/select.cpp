@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "engine/store/cache.h"
 #include "engine/store/conditions.h"
 #include "engine/store/halves.h"
 #include "engine/store/large_pages.h"
@@ -100,7 +101,12 @@ void Selection::Walk(const Stream& stream, bool forward, Visit visit) {
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
     if (!record) Damaged(stream);
-    const auto context = with_context_ ? static_cast<std::size_t>(query.Int64(1)) : 0;
+    std::size_t context = 0;
+    if (with_context_) {
+      const auto place = cache_.PlaceOfContext(query.Int64(1));
+      if (!place) RaiseUnknownContext(query.Int64(1), record->Subgroup());
+      context = *place;
+    }
     if (!visit(*record, context)) return;
   }
 }

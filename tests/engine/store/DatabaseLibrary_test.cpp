@@ -138,6 +138,25 @@ TEST_F(DatabaseLibraryTest, EveryTruncatedFilterIsRefused) {
   EXPECT_EQ(Failure(), "");
 }
 
+TEST_F(DatabaseLibraryTest, AContentMaskThatAsksForNothingKnownIsRefused) {
+  ImportSmall();
+  struct Row {
+    std::int32_t mask, rows;
+  };
+  for (const auto& row : {Row{1, 5}, Row{512, 5}, Row{0x40000, 5}, Row{513, 5}, Row{kBoth, 5},
+                          Row{0, 0}, Row{2, 0}, Row{kBoth | 4, 0}, Row{-1, 0}}) {
+    FlatSelection all;
+    auto filter = all.Filter();
+    EXPECT_EQ(
+        library_.VLXDBL_BUILDDATASETDATA(0, Db().ConnectionHandle(), all.info, filter, row.mask),
+        row.rows)
+        << row.mask;
+    EXPECT_EQ(Failure().find("content mask") != std::string::npos, row.rows == 0) << row.mask;
+    std::vector<API_SubgroupData> subgroups(4);
+    EXPECT_EQ(library_.VLXDBL_READDATA_SA(RefTo(subgroups), 1), row.rows == 0 ? 0 : 4) << row.mask;
+  }
+}
+
 TEST_F(DatabaseLibraryTest, MalformedBlocksAreRefused) {
   ImportSmall();
   const std::vector<std::int32_t> zeros(40, 0);
@@ -484,6 +503,81 @@ TEST_F(StoreFailureTest, EverySingleByteOfARecordIsWatched) {
     EXPECT_EQ(Build(all), 0) << "byte " << i;
     EXPECT_NE(Failure().find("subgroup 3"), std::string::npos) << "byte " << i;
   }
+}
+
+// Identifiers of a damaged file are neither places in memory nor sizes of it.
+TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
+  struct Row {
+    const char* why;
+    const char* change;
+    std::vector<std::string> says;
+    bool shows_in_list;
+  };
+  const Row rows[] = {
+      {"context far away",
+       "UPDATE measurement SET context = 77 WHERE subgroup = 1 AND context IS NOT NULL",
+       {"subgroup 1", "context 77"},
+       true},
+      {"context below 0",
+       "UPDATE measurement SET context = -1 WHERE subgroup = 3",
+       {"subgroup 3", "context -1"},
+       true},
+      {"context beyond memory",
+       "UPDATE context SET id = 9223372036854775807",
+       {"subgroup 1", "context 1"},
+       true},
+      {"a context below 0", "UPDATE context SET id = -5", {"table context", "-5"}, true},
+      {"a context 0", "UPDATE context SET id = 0", {"table context", "0"}, true},
+      {"a rule beyond the bits", "UPDATE rule SET number = 99 WHERE number = 9", {"rule 99"}, true},
+      {"a record",
+       "UPDATE measurement SET packed = x'00' WHERE subgroup = 3",
+       {"subgroup 3", "damaged"},
+       false},
+  };
+  for (const auto& row : rows) {
+    db_.reset();
+    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    ImportSmall();
+    db_.reset();
+    RunSql(Path(), row.change);
+    FlatSelection all;
+    EXPECT_EQ(Build(all), 0) << row.why;
+    const auto failure = Failure();
+    const auto listed = FailureOf(
+        [&] { ListItems(Db(), row.shows_in_list ? ItemKind::Employee : ItemKind::Gage); });
+    for (const auto& message : {failure, listed}) {
+      EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << row.why << ": " << message;
+      for (const auto& words : row.says) {
+        EXPECT_NE(message.find(words), std::string::npos) << row.why << ": " << message;
+      }
+    }
+  }
+}
+
+TEST_F(StoreFailureTest, ASettingThatCannotBeUsedLeavesTheCatalogueAsAFailure) {
+  ImportSmall();
+  RunSql(Path(), "INSERT INTO setting(key, value, who, made) VALUES('time_zone', 'odd', '', 0)");
+  const auto message = FailureOf([&] { RuleSetNames(Db()); });
+  EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << message;
+  EXPECT_NE(message.find("odd"), std::string::npos) << message;
+}
+
+// Contexts with a gap in their identifiers are found all the same.
+TEST_F(StoreFailureTest, ContextsNeedNotCountUpWithoutAGap) {
+  Import(
+      "part,process,test,subgroup,time,value,job\n"
+      "A,P,T,1,2024-01-01,5,J\nA,P,T,2,2024-01-02,6,K\nA,P,T,3,2024-01-03,7,L\n");
+  db_.reset();
+  RunSql(Path(),
+         "UPDATE context SET id = id * 1000000007; "
+         "UPDATE measurement SET context = context * 1000000007");
+  FlatSelection k;
+  k.List(FlatSelection::kJob, {Id(ItemKind::Job, "K")});
+  const auto data = Select(k.info, k.Filter());
+  ASSERT_EQ(data.subgroups.size(), 1u);
+  EXPECT_EQ(data.values, std::vector<double>{6.0});
+  EXPECT_EQ(data.subgroups[0].Job, Id(ItemKind::Job, "K"));
+  EXPECT_EQ(ListItems(Db(), ItemKind::Job)[2].subgroups, 1);
 }
 
 TEST_F(StoreFailureTest, WhenTheNthStepFailsNothingIsDelivered) {

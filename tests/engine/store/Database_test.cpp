@@ -126,7 +126,7 @@ TEST_F(OpenDatabaseTest, ALinkIsJudgedByTheFolderOfItsTarget) {
 
 TEST_F(OpenDatabaseTest, AKillWhileItIsBeingMadeLeavesAFileThatCanBeMade) {
   int unmade = 0;
-  for (int delay = 0; delay < 6000; delay += 60) {
+  for (int delay = 0; delay < 6000; delay += 150) {
     const auto child = fork();
     if (child == 0) {
       OpenDatabase(Path(), true);
