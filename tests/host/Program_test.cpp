@@ -31,9 +31,10 @@ std::string Text(const std::string& path) {
 
 class Program : public testing::Test {
  protected:
-  Outcome Run(const std::string& arguments) {
-    const std::string line = "cd '" + folder_.Path() + "' && COLUMNS=90 '" ORVSPC_PROGRAM "' " +
-                             arguments + " >out 2>err </dev/null";
+  // With a file of the folder that goes in through a pipe, or nothing.
+  Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
+    const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
+                             " | COLUMNS=90 '" ORVSPC_PROGRAM "' " + arguments + " >out 2>err";
     const int raw = std::system(line.c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
             Text(folder_.File("err"))};
@@ -146,6 +147,14 @@ TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
         << row.reason << ": " << outcome.out << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), row.status) << row.reason;
   }
+}
+
+TEST_F(Program, StandardInputIsImportedFromAPipe) {
+  Import();
+  const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
+  EXPECT_EQ(piped.status, 0) << piped.err;
+  EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
+  EXPECT_NE(Run("import . --db piped.db").err.find("cannot be read"), std::string::npos);
 }
 
 TEST_F(Program, ListTellsIdentifiersCountsAndTimes) {
