@@ -39,7 +39,7 @@ class Overflows {
     return std::numeric_limits<double>::quiet_NaN();
   }
   bool In(const ChartStream& stream) const;
-  void Clear() { places_ = {}; }
+  void Clear() { places_.clear(); }
 
  private:
   std::vector<std::size_t> places_;

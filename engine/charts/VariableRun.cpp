@@ -11,6 +11,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PreControl.h"
+#include "engine/charts/forget.h"
 #include "engine/charts/variable_lines.h"
 #include "engine/statistics/TimeWeighted.h"
 #include "platform/Enumerations.h"
@@ -22,14 +23,6 @@ namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kBadArgument = 5, kOverflow = 6;
-// Columns of a run beyond this many elements go back to the system at its end.
-constexpr std::size_t kKeptElements = std::size_t{1} << 16;
-
-template <class T>
-void Forget(std::vector<T>& column) {
-  column.clear();
-  if (column.capacity() > kKeptElements) column.shrink_to_fit();
-}
 
 EstimatorSetting SettingOf(Store& store) {
   const auto name = store.Setting("sigma_estimator", "mvlue");
@@ -251,7 +244,7 @@ void VariableRun::MakeColumns(Store& store) {
   }
   Forget(table_.means);
   Forget(table_.ranges);
-  within_.statistics = {};
+  Forget(within_.statistics);
 }
 
 void VariableRun::Estimate(std::span<const double> sds, EstimatorSetting setting) {

@@ -5,6 +5,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/charts/forget.h"
 #include "engine/charts/variable_lines.h"
 
 // What is read from a finished run. Columns stand stream after stream; everything that leaves
@@ -98,8 +99,8 @@ std::int32_t VariableRun::DeliverTests(const ArrayRef& array) {
   const auto out = Room<API_TestData>(array, data_.values.size());
   if (out.empty()) return 0;
   data_.WriteTests(out);
-  data_.values = {};
-  data_.keys = {};
+  Forget(data_.values);
+  Forget(data_.keys);
   if (subgroups_taken_) ReleaseSubgroups();
   return test_count_;
 }
@@ -109,7 +110,7 @@ void VariableRun::ReleaseSubgroups() {
   for (std::size_t place = 0; place < stamps_.size(); ++place) {
     stamps_[place] = data_.subgroups[table_.SubgroupAt(place)].Sgtm;
   }
-  data_.subgroups = {};
+  Forget(data_.subgroups);
 }
 
 std::int32_t VariableRun::DeliverColumn(const ArrayRef& array, ChartData code, std::size_t graph) {
