@@ -103,13 +103,13 @@ void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool cusum,
 }
 
 void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
-                   std::span<std::uint32_t> marks) {
+                   std::span<std::uint32_t> marks, std::size_t from, std::size_t to) {
   thread_local Scratch scratch;
   const auto longest = LongestRun(rules);
   const auto stretch = std::max(kStretch, 8 * longest);
   scratch.constant_count = 0;
-  for (std::size_t begin = 0; begin < marks.size();) {
-    const auto end = std::min(marks.size(), begin + stretch);
+  for (auto begin = from; begin < to;) {
+    const auto end = std::min(to, begin + stretch);
     // A mark depends on the points of its own run alone, so that many before it are enough.
     const auto first = StepBack(input.used, begin, longest);
     EvaluateStretch(input, rules, first, end, scratch);

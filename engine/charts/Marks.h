@@ -31,9 +31,10 @@ struct MarkInput {
   std::function<bool(std::size_t)> restart;       // nothing runs across; empty: never
 };
 
-// Marks of each point by the rules. Works through the stream in stretches, so that centre, sigma
-// and limits of a long one are never held at once.
+// Marks of the points from..to by the rules, at their places among those of the whole stream. Works
+// in stretches, so that centre, sigma and limits of a long stream are never held at once. Parts of
+// one stream may be worked through at the same time, each with an input of its own.
 void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
-                   std::span<std::uint32_t> marks);
+                   std::span<std::uint32_t> marks, std::size_t from, std::size_t to);
 
 }  // namespace orvspc::engine

@@ -7,6 +7,7 @@
 #include "engine/charts/VariableRun.h"
 #include "engine/charts/forget.h"
 #include "engine/charts/variable_lines.h"
+#include "engine/store/halves.h"
 
 // What is read from a finished run. Columns stand stream after stream; everything that leaves
 // stands in the order of the data set.
@@ -270,20 +271,22 @@ const std::vector<std::uint32_t>& VariableRun::MarksOf(std::size_t graph, bool c
 void VariableRun::MarkStream(std::size_t s, std::size_t graph, bool calculated,
                              std::span<std::uint32_t> marks) const {
   const auto& stream = table_.Streams()[s];
-  LineSource lines(*this, s, graph, calculated);
-  MarkInput input;
-  input.points = Part(points_[graph], stream);
-  input.used = Part(table_.Used(), stream);
-  input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
-  PointLimits constant{};
-  if (lines.IsConstant()) {
-    constant = lines.At(stream.begin);
-    input.constant = &constant;
-  }
-  if (!calculated && HasStoredLimits()) {
-    input.restart = [&](std::size_t i) { return RestartsAt(stream, stream.begin + i); };
-  }
-  EvaluateMarks(input, graph_rules_, marks);
+  ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
+    LineSource lines(*this, s, graph, calculated);
+    MarkInput input;
+    input.points = Part(points_[graph], stream);
+    input.used = Part(table_.Used(), stream);
+    input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
+    PointLimits constant{};
+    if (lines.IsConstant()) {
+      constant = lines.At(stream.begin);
+      input.constant = &constant;
+    }
+    if (!calculated && HasStoredLimits()) {
+      input.restart = [&](std::size_t i) { return RestartsAt(stream, stream.begin + i); };
+    }
+    EvaluateMarks(input, graph_rules_, marks, from, to);
+  });
 }
 
 }  // namespace orvspc::engine

@@ -85,8 +85,12 @@ TEST(Marks, StretchesGiveWhatTheWholeGives) {
   input.lines = [](std::size_t) { return PointLimits{0.0, 3.0, -3.0, 1.0}; };
   input.restart = [&](std::size_t i) { return restart[i] != 0; };
   std::vector<std::uint32_t> marks(kCount);
-  EvaluateMarks(input, rules, marks);
+  EvaluateMarks(input, rules, marks, 0, kCount);
   EXPECT_EQ(marks, expected);
+  std::fill(marks.begin(), marks.end(), 0U);
+  EvaluateMarks(input, rules, marks, 4100, kCount);
+  EvaluateMarks(input, rules, marks, 0, 4100);
+  EXPECT_EQ(marks, expected) << "in two parts";
   EXPECT_NE(std::count(marks.begin() + 4096, marks.begin() + 4140, 0U), 44);
 }
 

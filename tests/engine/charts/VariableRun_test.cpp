@@ -387,6 +387,26 @@ TEST(VariableRun, MarksOfBothFormsAreRunApartBesideACusum) {
   }
 }
 
+// Large enough for two threads; the seam between them must not show. The data repeat every 100
+// points, and so must the marks.
+TEST(VariableRun, MarksOfALargeStreamAreThoseOfItsParts) {
+  constexpr std::size_t kCount = 100'050, kPeriod = 100;
+  const auto pattern = Samples(8, kPeriod, 1);
+  FakeStore store;
+  for (std::size_t i = 0; i < kCount; ++i) store.Add({pattern[i % kPeriod]});
+  store.Limit(51.0, 1.5, 1.5);
+  const auto chart = Make(store, 0x330);
+  const auto& graph = chart.graphs[0];
+  for (const auto* marks : {&graph.coocs, &graph.oocs}) {
+    EXPECT_GT(std::count_if(marks->begin(), marks->end(), [](auto mark) { return mark != 0; }),
+              1000);
+    for (std::size_t i = 2 * kPeriod; i < kCount; ++i) {
+      ASSERT_EQ((*marks)[i], (*marks)[i - kPeriod]) << i;
+    }
+  }
+  EXPECT_NE(graph.coocs, graph.oocs);
+}
+
 TEST(VariableRun, ACusumWithoutASigmaAboveZeroSaysSo) {
   FakeStore store(std::vector<std::vector<double>>(4, {5.0, 5.0}));
   TakeNotes();
