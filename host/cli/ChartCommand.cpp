@@ -56,7 +56,9 @@ int Run(const Arguments& arguments, Console& console) {
   const ChartDocument document = RunChart(database, select, processing);
   const bool empty = document.chart.subgroups.rows.empty();
   if (empty && format != "text") console.err << kNoData << "\n";
-  Deliver(arguments, console, ChartText(document, NamesOf(database), format, console));
+  Deliver(arguments, console,
+          ChartText(document, NamesOf(database), format, console,
+                    console.out_is_terminal && !arguments.Has("output")));
   return 0;
 }
 
@@ -80,12 +82,12 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
 }
 
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
-                      const Console& console) {
+                      const Console& console, bool colour) {
   if (format == "json") return ChartJson(document, names);
   const ChartView view = MakeChartView(document, names);
   if (format == "svg") return RenderSvg(view);
   if (format == "html") return RenderHtml(view);
-  return RenderTerminal(view, {console.columns, console.out_is_terminal});
+  return RenderTerminal(view, {console.columns, colour});
 }
 
 Command ChartCommand() {

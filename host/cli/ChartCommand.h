@@ -11,8 +11,8 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
                        const std::shared_ptr<DataSelect>& select,
                        const std::shared_ptr<CCProcessing>& processing);
 
-// The document in one of the formats of the chart command.
+// The document in one of the formats of the chart command; colour: in a terminal's text.
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
-                      const Console& console);
+                      const Console& console, bool colour);
 
 }  // namespace orvspc::host

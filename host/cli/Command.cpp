@@ -11,20 +11,20 @@
 #include <sstream>
 
 #include "engine/store/Catalogue.h"
+#include "host/render/PlainText.h"
 
 namespace orvspc::host {
 
 namespace {
 
-// The format that a file's ending names; empty for any other ending.
+// The format that a file's ending names, in any case, or the ending itself; "text" without one.
 std::string FormatOfEnding(const std::string& path) {
-  const auto dot = path.rfind('.');
-  std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
-  if (ending == "txt") return "text";
-  if (ending == "htm") return "html";
-  for (const char* known : {"json", "xml", "svg", "html"})
-    if (ending == known) return ending;
-  return {};
+  std::string ending = std::filesystem::path(path).extension().string();
+  for (auto& c : ending)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  if (ending.size() < 2 || ending == ".txt") return "text";
+  if (ending == ".htm") return "html";
+  return ending.substr(1);
 }
 
 engine::ItemKind KindOf(NameKind kind) {
@@ -65,11 +65,28 @@ std::vector<Option> OutputOptions() {
 
 std::string OutputFormat(const Arguments& arguments, const std::vector<std::string>& formats) {
   const auto asked = arguments.Value("format");
-  std::string format = asked ? *asked : FormatOfEnding(arguments.Value("output", std::string()));
-  if (format.empty()) return "text";
-  if (std::find(formats.begin(), formats.end(), format) == formats.end())
-    throw Misuse("there is no format \"" + format + "\" here, only " + Joined(formats));
-  return format;
+  const std::string path = arguments.Value("output", std::string());
+  std::string format = asked ? *asked : FormatOfEnding(path);
+  if (std::find(formats.begin(), formats.end(), format) != formats.end()) return format;
+  if (!asked && format != "xml" && format != "svg" && format != "html" && format != "json")
+    throw Misuse("the ending of " + path + " names no format; --format takes " + Joined(formats));
+  throw Misuse("there is no format \"" + format + "\" here, only " + Joined(formats));
+}
+
+void CheckOutput(const Arguments& arguments) {
+  const auto output = arguments.Value("output");
+  const auto database = arguments.Value("db");
+  if (!output || !database) return;
+  namespace fs = std::filesystem;
+  for (const char* ending : {"", "-wal", "-shm", "-journal"}) {
+    const fs::path part = *database + ending;
+    std::error_code error, unknown;
+    // A file that is not there yet is known by its path alone.
+    const bool same_path =
+        fs::weakly_canonical(*output, unknown) == fs::weakly_canonical(part, unknown) && !unknown;
+    if (fs::equivalent(*output, part, error) || same_path)
+      throw Refusal(*output + ": belongs to the database and is not written over");
+  }
 }
 
 void WriteFile(const std::string& path, const std::string& text) {
@@ -143,7 +160,8 @@ std::vector<StreamRead> StreamsRead() {
 
 void PrintNotes(Console& console, const std::vector<NoteRead>& notes) {
   for (const auto& note : notes)
-    console.err << "note: " << (note.stream.empty() ? "" : note.stream + ": ") << note.text << "\n";
+    console.err << PlainText("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text)
+                << "\n";
 }
 
 }  // namespace orvspc::host

@@ -29,6 +29,7 @@ Command ImportCommand();
 Command ListCommand();
 Command ChartCommand();
 Command DataCommand();
+Command SetCommand();
 Command ShowCommand();
 Command DemoCommand();
 
@@ -37,6 +38,8 @@ std::vector<Option> OutputOptions();
 // The format asked for, else the one that the file's ending names, else text. Misuse, which lists
 // the formats there are, for any other.
 std::string OutputFormat(const Arguments& arguments, const std::vector<std::string>& formats);
+// Refusal when --output is the database of --db or one of the files beside it.
+void CheckOutput(const Arguments& arguments);
 // To --output, or to the console without one.
 void Deliver(const Arguments& arguments, Console& console, const std::string& text);
 // Refusal when the file cannot be written.

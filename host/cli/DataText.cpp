@@ -3,6 +3,7 @@
 
 #include "host/render/ChartJson.h"
 #include "host/render/Numbers.h"
+#include "host/render/PlainText.h"
 
 namespace orvspc::host {
 
@@ -10,7 +11,7 @@ namespace {
 
 std::string Named(const Names& names, NameKind kind, std::int32_t id) {
   if (id == 0) return {};
-  const std::string name = names(kind, id);
+  const std::string name = PlainText(names(kind, id));
   return name.empty() ? "#" + std::to_string(id) : name;
 }
 
@@ -57,8 +58,8 @@ std::string DataText(const SubgroupsRead& data, const Names& names) {
     if (row.flag == 1 || row.flag == 2) text += std::string("  [") + kFlags[row.flag] + "]";
     text += "\n";
     for (const auto& comment : row.comments)
-      text += std::string(21, ' ') + "comment: " + comment.note +
-              (comment.employee.empty() ? "" : " (" + comment.employee + ")") + "\n";
+      text += std::string(21, ' ') + "comment: " + PlainText(comment.note) +
+              (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")") + "\n";
   }
   return text;
 }

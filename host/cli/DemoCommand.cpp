@@ -122,7 +122,7 @@ int Run(const Arguments& arguments, Console& console) {
          picture.text,
          RenderSvg(view, true),
          {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
-    commands += "  orvspc chart --db " + path + " --part \"" + picture.part + "\" " +
+    commands += "  orvspc chart --db " + ShellWord(path) + " --part \"" + picture.part + "\" " +
                 picture.options + " --max 100\n";
     if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
   }

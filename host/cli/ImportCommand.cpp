@@ -1,9 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <ostream>
 
 #include "engine/store/Import.h"
 #include "host/cli/Command.h"
+#include "platform/ExternalFailure.h"
 
 namespace orvspc::host {
 
@@ -20,6 +27,56 @@ std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
     console.err << "\rimport: " << 100 * done / total << " % of " << total / 1000000 << " MB"
                 << std::flush;
   };
+}
+
+// The progress line goes, however the import ends.
+class ClearedLine {
+ public:
+  explicit ClearedLine(Console& console) : console_(console) {}
+  ClearedLine(const ClearedLine&) = delete;
+  ClearedLine& operator=(const ClearedLine&) = delete;
+  ~ClearedLine() { Clear(); }
+  void Clear() const {
+    if (console_.err_is_terminal) console_.err << "\r\x1b[K" << std::flush;
+  }
+
+ private:
+  Console& console_;
+};
+
+void RemoveFiles(const std::string& path) {
+  for (const char* ending : {"", "-wal", "-shm"}) {
+    std::error_code ignored;
+    std::filesystem::remove(path + ending, ignored);
+  }
+}
+
+// A database that is not there yet is filled beside its place and put there when it is complete, so
+// that a refused file leaves none behind and no other process sees it half made. False: it is there
+// already, or another process has made it meanwhile.
+bool MadeAnew(const std::string& path, const std::function<void(const std::string&)>& fill) {
+  std::error_code error;
+  if (std::filesystem::exists(std::filesystem::symlink_status(path, error))) return false;
+  const std::string draft = path + ".new-" + std::to_string(getpid());
+  RemoveFiles(draft);
+  try {
+    fill(draft);
+  } catch (const platform::ExternalFailure& failure) {
+    RemoveFiles(draft);
+    // Who reads the reason knows the database by its own name.
+    std::string reason = failure.Description();
+    const auto at = reason.find(draft);
+    if (at != std::string::npos) reason.replace(at, draft.size(), path);
+    throw Refusal(reason);
+  } catch (...) {
+    RemoveFiles(draft);
+    throw;
+  }
+  const bool linked = link(draft.c_str(), path.c_str()) == 0;
+  // A file system without links cannot keep another process from the name; that is rare twice over.
+  const bool renamed = !linked && errno != EEXIST && rename(draft.c_str(), path.c_str()) == 0;
+  RemoveFiles(draft);
+  return linked || renamed;
 }
 
 std::string Report(engine::ImportKind kind, const engine::ImportReport& report) {
@@ -43,12 +100,16 @@ int Run(const Arguments& arguments, Console& console) {
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string& file = arguments.Positional()[0];
   ReadableFile(file);  // so that a slip in its name makes no new database
-  const auto database = OpenDatabase(path, true);
   engine::ImportOptions options;
   options.ignore_unknown = arguments.Has("ignore-unknown");
   options.progress = Progress(console);
-  const auto report = engine::ImportCsv(file, *database, *kind, options);
-  if (console.err_is_terminal) console.err << "\r\x1b[K";
+  engine::ImportReport report;
+  const ClearedLine cleared(console);
+  const auto store = [&](const std::string& database) {
+    report = engine::ImportCsv(file, *OpenDatabase(database, true), *kind, options);
+  };
+  if (!MadeAnew(path, store)) store(path);
+  cleared.Clear();
   Deliver(arguments, console, Report(*kind, report));
   return 0;
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/Catalogue.h"
 #include "host/cli/Command.h"
+#include "host/cli/Settings.h"
 #include "host/render/Json.h"
 #include "host/render/Numbers.h"
+#include "host/render/PlainText.h"
 
 namespace orvspc::host {
 
@@ -17,8 +19,9 @@ std::string ItemsText(EmbeddedDatabase& database, ItemKind kind) {
   std::string text = Padded("id", 6, true) + "  " + Padded(engine::WordOf(kind), kNarrow) +
                      Padded("subgroups", 9, true) + "  " + Padded("first", 21) + "last\n";
   for (const auto& item : items) {
+    const std::string name = PlainText(item.name);
     text += Padded(std::to_string(item.id), 6, true) + "  " +
-            (Width(item.name) < kNarrow ? Padded(item.name, kNarrow) : item.name + "  ") +
+            (Width(name) < kNarrow ? Padded(name, kNarrow) : name + "  ") +
             Padded(std::to_string(item.subgroups), 9, true);
     if (item.subgroups > 0) text += "  " + Padded(IsoTime(item.first), 21) + IsoTime(item.last);
     text += "\n";
@@ -49,8 +52,8 @@ void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
 std::string DescriptorsText(EmbeddedDatabase& database) {
   std::string text = Padded("id", 6, true) + "  descriptor\n";
   for (const auto& descriptor : engine::ListDescriptors(database))
-    text += Padded(std::to_string(descriptor.id), 6, true) + "  " + descriptor.group_name + "=" +
-            descriptor.name + "\n";
+    text += Padded(std::to_string(descriptor.id), 6, true) + "  " +
+            PlainText(descriptor.group_name + "=" + descriptor.name) + "\n";
   return text;
 }
 
@@ -60,9 +63,9 @@ std::string GroupsText(EmbeddedDatabase& database) {
     const auto kind = static_cast<ItemKind>(k);
     for (const auto& group : engine::ListGroups(database, kind)) {
       text += Padded(std::to_string(group.id), 6, true) + "  " + Padded(engine::WordOf(kind), 12) +
-              group.name + ":";
+              PlainText(group.name) + ":";
       for (const auto member : group.members)
-        text += " " + engine::ItemName(database, kind, member) +
+        text += " " + PlainText(engine::ItemName(database, kind, member)) +
                 (member == group.members.back() ? "" : ",");
       text += "\n";
     }
@@ -74,13 +77,14 @@ int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   const std::string word = arguments.Positional().empty() ? "" : arguments.Positional()[0];
   const auto kind = engine::ItemKindFromWord(word);
-  const bool other = word == "descriptors" || word == "groups" || word == "rule-sets";
+  const bool other =
+      word == "descriptors" || word == "groups" || word == "rule-sets" || word == "settings";
   if (!word.empty() && !kind && !other) {
     std::vector<std::string> words;
-    words.reserve(engine::kItemKinds + 3);
+    words.reserve(engine::kItemKinds + 4);
     for (int k = 0; k < engine::kItemKinds; ++k)
       words.emplace_back(engine::WordOf(static_cast<ItemKind>(k)));
-    words.insert(words.end(), {"descriptors", "groups", "rule-sets"});
+    words.insert(words.end(), {"descriptors", "groups", "rule-sets", "settings"});
     throw Misuse("nothing called \"" + word + "\" can be listed, only " + Joined(words));
   }
   if (other && format != "text") throw Misuse("a list of " + word + " has the format text alone");
@@ -105,7 +109,9 @@ int Run(const Arguments& arguments, Console& console) {
   } else if (word == "groups") {
     text = GroupsText(*database);
   } else if (word == "rule-sets") {
-    for (const auto& name : engine::RuleSetNames(*database)) text += name + "\n";
+    for (const auto& name : engine::RuleSetNames(*database)) text += PlainText(name) + "\n";
+  } else if (word == "settings") {
+    text = SettingsText(*database);
   } else {
     for (const auto one : kinds) text += (text.empty() ? "" : "\n") + ItemsText(*database, one);
   }
@@ -123,7 +129,8 @@ Command ListCommand() {
       "What a database holds: identifier, name, count of subgroups, first and last time";
   command.details =
       "WHAT is parts, processes, tests (these three without it), revisions, workstations, gages,\n"
-      "jobs, lots, shifts, employees, defects, serials, descriptors, groups or rule-sets.\n"
+      "jobs, lots, shifts, employees, defects, serials, descriptors, groups, rule-sets or "
+      "settings.\n"
       "Formats: text, json.\n";
   command.example = "orvspc list --db q.db tests";
   command.options = {{"db", "FILE", "the quality database"}};

@@ -29,7 +29,8 @@ std::string Nearest(const std::string& name, std::span<const Option> options) {
   std::size_t least = 3;
   for (const auto& option : options) {
     const std::size_t d = distance(name, option.name);
-    if (d < least) {
+    // Of a short word every other one is near.
+    if (d < least && 2 * d <= name.size()) {
       least = d;
       best = option.name;
     }
@@ -68,9 +69,8 @@ std::optional<std::int32_t> Arguments::Number(const std::string& name, std::int3
   std::int32_t number = 0;
   const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), number);
   if (error != std::errc() || end != text->data() + text->size() || number < least || number > most)
-    throw Misuse("--" + name + " takes a whole number of at least " + std::to_string(least) +
-                 (most == INT32_MAX ? "" : " and at most " + std::to_string(most)) + ", not \"" +
-                 *text + "\"");
+    throw Misuse("--" + name + " takes a whole number from " + std::to_string(least) + " to " +
+                 std::to_string(most) + ", not \"" + *text + "\"");
   return number;
 }
 
@@ -128,6 +128,7 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
     } else {
       throw Misuse("--" + name + " needs a value: " + option->value);
     }
+    if (values.back().empty()) throw Misuse("--" + name + " needs a value: " + option->value);
   }
   return arguments;
 }
@@ -148,6 +149,15 @@ std::string DescribeOptions(std::span<const Option> options) {
     text += "\n";
   }
   return text;
+}
+
+std::string ShellWord(const std::string& text) {
+  static constexpr std::string_view kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-+:=@%,";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 std::string Joined(const std::vector<std::string>& words) {

@@ -61,6 +61,9 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
 // Two columns, for --help.
 std::string DescribeOptions(std::span<const Option> options);
 
+// A word as a shell takes it: as it is, or in quotes.
+std::string ShellWord(const std::string& text);
+
 // "a, b or c"
 std::string Joined(const std::vector<std::string>& words);
 

@@ -7,6 +7,7 @@
 
 #include "frame/Failure.h"
 #include "host/cli/Command.h"
+#include "host/render/PlainText.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::host {
@@ -14,8 +15,8 @@ namespace orvspc::host {
 namespace {
 
 std::vector<Command> Commands() {
-  return {ImportCommand(), ListCommand(), ChartCommand(),
-          DataCommand(),   ShowCommand(), DemoCommand()};
+  return {ImportCommand(), ListCommand(), ChartCommand(), DataCommand(),
+          ShowCommand(),   SetCommand(),  DemoCommand()};
 }
 
 std::string Overview() {
@@ -47,6 +48,7 @@ int RunCommand(Command command, const std::vector<std::string>& words, Console& 
   if (arguments.Positional().size() > command.most_positional)
     throw Misuse("\"" + arguments.Positional()[command.most_positional] +
                  "\" is one word too many");
+  CheckOutput(arguments);
   return command.run(arguments, console);
 }
 
@@ -66,13 +68,6 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
   throw Misuse("there is no command \"" + words[0] + "\", only " + Joined(names));
 }
 
-// Everything that goes wrong is one line, whatever its text holds.
-std::string OneLine(const std::string& text) {
-  std::string line;
-  for (const char c : text) line += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-  return line;
-}
-
 }  // namespace
 
 int RunProgram(const std::vector<std::string>& words, Console& console) {
@@ -80,10 +75,13 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
                               ? std::string("orvspc")
                               : "orvspc " + words[0];
   const auto complain = [&](const std::string& text) {
-    console.err << OneLine(who + ": " + text) << "\n";
+    // Everything that goes wrong is one line, whatever its text holds.
+    console.err << PlainText(who + ": " + text) << "\n";
   };
   try {
-    return Dispatch(words, console);
+    const int status = Dispatch(words, console);
+    if (!console.out.flush()) throw Refusal("standard output cannot be written");
+    return status;
   } catch (const Misuse& misuse) {
     complain(misuse.what());
     return 2;

@@ -57,8 +57,8 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
   for (const auto& name : names) {
     const auto id = engine::FindItem(database, dimension.kind, name);
     if (!id)
-      throw Refusal("no " + word + " is called " + Quoted(name) + " (\"orvspc list " + word +
-                    "\" shows the names)");
+      throw Refusal("no " + word + " is called " + Quoted(name) + " (orvspc list " + word +
+                    " --db " + ShellWord(arguments.Required("db")) + " shows the names)");
     descriptor->AddItemID(*id);
   }
 }
@@ -228,7 +228,12 @@ std::vector<Option> SelectionOptions() {
 }
 
 double DateOption(const std::string& option, const std::string& text, bool end_of_day) {
-  const auto stamp = ParseTime(text, end_of_day);
+  auto stamp = ParseTime(text, end_of_day);
+  // The days at the two ends of the range lie in it with a part of theirs.
+  if (stamp && text.size() == 10) {
+    if (*stamp < INT32_MIN && *stamp + 86399 >= INT32_MIN) stamp = INT32_MIN;
+    if (*stamp > INT32_MAX && *stamp - 86399 <= INT32_MAX) stamp = INT32_MAX;
+  }
   if (!stamp || *stamp < INT32_MIN || *stamp > INT32_MAX)
     throw Misuse("--" + option + ": " + Quoted(text) +
                  " is no time such as 2024-03-01 or 2024-03-01T08:00:00, 1901 to 2038");

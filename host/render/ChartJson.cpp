@@ -79,11 +79,19 @@ void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names)
   WriteTests(json, row.tests);
 }
 
-void WriteCell(JsonWriter& json, const platform::Cell& cell) {
+// How a limit row tells that a time is not given: the lowest stamp is "since ever" for the time
+// from which it holds, stamp 0 "none" for the times that it was made from.
+bool NotGiven(const std::string& column, double date) {
+  if (date == 0.0) return true;
+  const std::int32_t stamp = platform::DateToTimeStamp(date);
+  return column == "F_EFTM" ? stamp == INT32_MIN : stamp == 0;
+}
+
+void WriteCell(JsonWriter& json, const std::string& column, const platform::Cell& cell) {
   if (const auto* integer = std::get_if<std::int32_t>(&cell)) return json.Value(*integer);
   if (const auto* number = std::get_if<double>(&cell)) return json.Value(*number);
   if (const auto* date = std::get_if<platform::Date>(&cell))
-    return date->days == 0.0 ? json.Null() : json.Value(DateIso(date->days));
+    return NotGiven(column, date->days) ? json.Null() : json.Value(DateIso(date->days));
   std::string text = platform::ToUtf8(std::get<std::u16string>(cell));
   while (!text.empty() && (text.back() == '\0' || text.back() == ' ')) text.pop_back();
   json.Value(text);
@@ -111,7 +119,7 @@ void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& r
       if (bit != 0 && (enabled & bit) == 0) {
         json.Null();
       } else {
-        WriteCell(json, cell);
+        WriteCell(json, column, cell);
       }
     }
     json.EndObject();

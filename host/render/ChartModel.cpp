@@ -9,6 +9,8 @@
 #include <set>
 
 #include "host/render/Numbers.h"
+#include "host/render/PlainText.h"
+#include "platform/TimeStamp.h"
 
 namespace orvspc::host {
 
@@ -57,7 +59,7 @@ using StreamKey = std::array<std::int32_t, 3>;
 StreamKey KeyOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
 
 std::string NameText(NameKind kind, std::int32_t id, const Names& names) {
-  const std::string text = names(kind, id);
+  const std::string text = PlainText(names(kind, id));
   return text.empty() ? "#" + std::to_string(id) : text;
 }
 
@@ -170,12 +172,109 @@ std::string EstimateText(const EstimateView& estimate) {
   return text;
 }
 
-std::string StoredText(const LimitRow& row, std::int32_t graph) {
-  std::string text = "stored limits: ";
-  if (graph == 1) text += "mean " + Significant(NumberOf(CellOf(row, "F_MEAN")), 7) + ", ";
-  const double sw = NumberOf(CellOf(row, "F_SW"));
-  const double sigma = graph == 3 && sw > 0.0 ? sw : NumberOf(CellOf(row, "F_SP"));
+// What tells where and from when a row of stored limits holds.
+struct StoredRow {
+  std::int32_t part, process, test;  // process 0: any
+  std::int64_t effective;
+};
+
+std::vector<StoredRow> StoredRows(const ChartRead& chart) {
+  std::vector<StoredRow> rows;
+  for (const auto& row : chart.ctrl_lims) {
+    const auto number = [&](const char* column) { return NumberOf(CellOf(row, column)); };
+    rows.push_back(
+        {static_cast<std::int32_t>(number("F_PART")), static_cast<std::int32_t>(number("F_PRCS")),
+         static_cast<std::int32_t>(number("F_TEST")), platform::DateToTimeStamp(number("F_EFTM"))});
+  }
+  return rows;
+}
+
+// For each stored row, and at the end for none, how many points it is in force at. That is the
+// newest row that is effective by then, and of two from the same moment that of the process itself.
+std::vector<std::size_t> RowUse(const ChartRead& chart) {
+  const auto rows = StoredRows(chart);
+  std::vector<std::size_t> use(rows.size() + 1);
+  for (const auto& point : chart.subgroups.rows) {
+    std::size_t best = rows.size();
+    std::pair<std::int64_t, bool> best_rank;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      const StoredRow& row = rows[r];
+      if (row.part != point.part || row.test != point.test || row.effective > point.stamp) continue;
+      if (row.process != 0 && row.process != point.prcs) continue;
+      const std::pair<std::int64_t, bool> rank(row.effective, row.process != 0);
+      if (best != rows.size() && rank < best_rank) continue;
+      best = r;
+      best_rank = rank;
+    }
+    ++use[best];
+  }
+  return use;
+}
+
+// "stored limits from 2024-01-01 10:00: mean 10.05, sigma 0.5"
+std::string StoredText(const LimitRow& row, const GraphRead& graph) {
+  const double mean = NumberOf(CellOf(row, "F_MEAN"));
+  const double sp = NumberOf(CellOf(row, "F_SP")), sw = NumberOf(CellOf(row, "F_SW"));
+  const std::int32_t from = platform::DateToTimeStamp(NumberOf(CellOf(row, "F_EFTM")));
+  std::string text = "stored limits";
+  if (from != INT32_MIN) text += " from " + DayText(from) + " " + ClockText(from);
+  text += ": ";
+  if (graph.index == 1) text += "mean " + Significant(mean, 7) + ", ";
+  if (graph.index == 2 && graph.type == ccGraph2Cv)
+    return text + (sp > 0.0 && mean > 0.0 ? "gamma = sigma/mean = " + Significant(sp / mean, 6)
+                                          : "gamma from the points");
+  const double sigma = graph.index == 3 && sw > 0.0 ? sw : sp;
   return text + (sigma > 0.0 ? "sigma " + Significant(sigma, 6) : "sigma from the points");
+}
+
+// What the calculated limits of the only stream rest on.
+std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
+                           const ChartRead& chart) {
+  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma by mean of (s/x-bar)/c4";
+  // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
+  // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
+  const bool inside =
+      graph.index == 2 && graph.type != ccGraph2Mr && chart.processing->Graph1Type() == ccGraph1Ix;
+  if (inside && chart.graphs.size() > 2) return {};
+  return EstimateText(graph.index == 3 || inside ? stream.sw : stream.sp);
+}
+
+std::string LimitsText(const ChartView& view, const GraphRead& graph, const ChartRead& chart) {
+  const auto use = RowUse(chart);
+  const std::size_t calculated = use.back();
+  const std::size_t rows = static_cast<std::size_t>(
+      std::count_if(use.begin(), use.end() - 1, [](std::size_t points) { return points > 0; }));
+  if (view.stream_views.size() > 1) {
+    if (rows == 0) return "limits of each stream's own";
+    if (calculated == 0) return "stored limits of each stream";
+    return "stored limits at " + std::to_string(view.Count() - calculated) +
+           " points, elsewhere "
+           "limits of each stream's own";
+  }
+  const std::string own = CalculatedText(view.stream_views[0], graph, chart);
+  if (rows == 0) return own;
+  std::string text;
+  if (calculated > 0) text = "first " + std::to_string(calculated) + " calculated (" + own + "); ";
+  if (rows > 2) {
+    text += std::to_string(rows) + " stored limits one after the other";
+  } else {
+    bool first = true;
+    for (std::size_t r = 0; r + 1 < use.size(); ++r) {
+      if (use[r] == 0) continue;
+      text += (first ? "" : "; ") + StoredText(chart.ctrl_lims[r], graph);
+      first = false;
+    }
+  }
+  if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
+  return text;
+}
+
+// "60 subgroups", or with disabled ones "60 subgroups, 57 used"
+std::string CountText(const ChartView& view) {
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < view.Count(); ++i) used += view.Used(i);
+  return std::to_string(view.Count()) + (view.Count() == 1 ? " subgroup" : " subgroups") +
+         (used == view.Count() ? "" : ", " + std::to_string(used) + " used");
 }
 
 std::string CaptionOf(const ChartView& view, const GraphRead& graph,
@@ -184,15 +283,11 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
   const auto add = [&](const std::string& piece) {
     if (!piece.empty()) text += (text.empty() ? "" : ", ") + piece;
   };
-  if (graph.index == 1) add(std::to_string(view.Count()) + " subgroups");
+  if (graph.index == 1) add(CountText(view));
   add(SizeText(graph.sg_sizes));
   if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
     add("cusum in sigmas, k = 0.5, h = 5");
-  const auto& stored = document.chart.ctrl_lims;
-  if (view.stream_views.size() == 1 && graph.type != ccGraph1Pc && stored.empty())
-    add(EstimateText(graph.index == 3 ? view.stream_views[0].sw : view.stream_views[0].sp));
-  if (stored.size() > 1) add("stored limits in force");
-  if (stored.size() == 1) add(StoredText(stored[0], graph.index));
+  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document.chart));
   return text;
 }
 
@@ -204,8 +299,14 @@ double Spread(const GraphRead& graph) {
 
 int DataDecimals(const ChartRead& chart) {
   std::vector<double> values;
-  for (const auto& row : chart.subgroups.rows)
-    for (const auto& test : row.tests) values.push_back(test.value);
+  for (const auto& row : chart.subgroups.rows) {
+    // The value of a piece with readings may be their mean, of any number of digits.
+    std::set<std::int32_t> with_readings;
+    for (const auto& test : row.tests)
+      if (test.sbno != 0) with_readings.insert(test.tsno);
+    for (const auto& test : row.tests)
+      if (test.sbno != 0 || !with_readings.contains(test.tsno)) values.push_back(test.value);
+  }
   int decimals = DecimalsOf(values);
   // The database may say that fewer digits mean something.
   for (const auto& row : chart.spec_lims)
@@ -219,7 +320,8 @@ std::vector<PointMark> MarksOf(const GraphRead& graph) {
     PointMark mark;
     mark.point = i;
     if (i < graph.rules.size())
-      for (const auto& rule : graph.rules[i]) mark.rules.push_back({rule.number, rule.text});
+      for (const auto& rule : graph.rules[i])
+        mark.rules.push_back({rule.number, PlainText(rule.text)});
     if (i < graph.ooss.size()) mark.specifications = SpecificationTexts(graph.ooss[i]);
     if (!mark.rules.empty() || !mark.specifications.empty()) marks.push_back(std::move(mark));
   }
@@ -240,7 +342,9 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
     if (made.sizes[i] == 0 && document.chart.processing->IsVariable())
       made.points[i] = std::numeric_limits<double>::quiet_NaN();
   made.limits = {graph.ucls, graph.cls, graph.lcls};
-  made.specification = {graph.usls, graph.targets, graph.lsls};
+  // The axis of a cusum is in sigmas, specification limits are not.
+  if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};
+  made.from_zero = graph.index != 1 || graph.type >= ccGraph1BestGuessAttribute;
   made.marks = MarksOf(graph);
   made.caption = CaptionOf(view, graph, document);
   made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
@@ -285,17 +389,16 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
     view.flags.push_back(row.flag);
   }
   view.title = TitleText(chart.subgroups.rows, names);
-  if (view.Count() == 0) {
-    view.subtitle = "no data selected";
-  } else {
-    view.subtitle = std::to_string(view.Count()) + " subgroups, " + DayText(view.stamps.front()) +
-                    " " + ClockText(view.stamps.front()) + " to " + DayText(view.stamps.back()) +
-                    " " + ClockText(view.stamps.back()) + " UTC";
+  if (view.Count() != 0) {
+    view.subtitle = CountText(view) + ", " + DayText(view.stamps.front()) + " " +
+                    ClockText(view.stamps.front()) + " to " + DayText(view.stamps.back()) + " " +
+                    ClockText(view.stamps.back()) + " UTC";
   }
   const int decimals = DataDecimals(chart);
   for (const auto& graph : chart.graphs)
     view.graphs.push_back(MakeGraph(view, graph, document, decimals));
-  for (const auto& note : document.notes) view.notes.push_back({note.code, note.text, note.stream});
+  for (const auto& note : document.notes)
+    view.notes.push_back({note.code, PlainText(note.text), PlainText(note.stream)});
   return view;
 }
 

@@ -6,6 +6,8 @@
 #include <limits>
 #include <map>
 
+#include "host/render/Numbers.h"
+
 namespace orvspc::host {
 
 std::vector<std::size_t> Places(const ChartView& view) {
@@ -52,6 +54,45 @@ std::string MarkText(const PointMark& mark) {
   return text;
 }
 
+std::string StreamLetter(std::size_t stream) {
+  std::string text(1, static_cast<char>('A' + stream % 26));
+  return stream < 26 ? text : StreamLetter(stream / 26 - 1) + text;
+}
+
+AxisTimes::AxisTimes(const ChartView& view) {
+  if (view.Count() == 0) return;
+  const auto [first, last] = std::minmax_element(view.stamps.begin(), view.stamps.end());
+  const std::string day = DayText(*first), clock = ClockText(*first);
+  const bool same_day = DayText(*last) == day;
+  const bool same_year = DayText(*last).substr(0, 4) == day.substr(0, 4);
+  const bool same_clock = std::all_of(view.stamps.begin(), view.stamps.end(),
+                                      [&](auto stamp) { return ClockText(stamp) == clock; });
+  if (same_day) {
+    day_ = false;
+  } else if (same_clock) {
+    clock_ = false;
+    year_ = true;
+  } else {
+    year_ = !same_year;
+  }
+}
+
+std::string AxisTimes::Text(std::int64_t stamp) const {
+  std::string text = day_ ? DayText(stamp).substr(year_ ? 0 : 5) : "";
+  if (day_ && clock_) text += ' ';
+  return clock_ ? text + ClockText(stamp) : text;
+}
+
+std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
+  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1),
+                             std::numeric_limits<double>::quiet_NaN());
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const auto stream = static_cast<std::size_t>(view.StreamOf(i));
+    if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];
+  }
+  return newest;
+}
+
 namespace {
 
 void Widen(Range& range, const std::vector<double>& values) {
@@ -82,6 +123,7 @@ Range AxisRange(const GraphView& graph) {
 
   if (range.low > range.high) return {0.0, 1.0};
   if (range.low == range.high) {
+    if (graph.from_zero && range.low == 0.0) return {0.0, 1.0};
     const double margin = range.low == 0.0 ? 1.0 : std::abs(range.low) * 0.05;
     return {range.low - margin, range.high + margin};
   }

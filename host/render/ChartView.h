@@ -7,7 +7,8 @@
 #include <vector>
 
 // A chart as the renderers see it: plain values, no library object behind them, so that a renderer
-// can be fed by hand. Vectors "one a point" are as long as ChartView::stamps, or empty.
+// can be fed by hand. Vectors "one a point" are as long as ChartView::stamps, or empty. Texts are
+// as PlainText leaves them: the terminal's renderer writes them as they are.
 namespace orvspc::host {
 
 struct RuleHit {
@@ -38,6 +39,7 @@ struct GraphView {
   LineSet specification;            // USL, target, LSL
   std::vector<PointMark> marks;     // by point
   int decimals = 4;                 // of a limit's value
+  bool from_zero = false;           // never negative: the axis does not go below 0
 };
 
 // An estimate with where it came from.
@@ -94,6 +96,23 @@ std::vector<RuleCount> RulesBroken(const ChartView& view);
 std::string RuleNumbers(const PointMark& mark);
 // "1 point beyond a control limit; above USL"
 std::string MarkText(const PointMark& mark);
+
+// Distinct marks for points and legends: "A" to "Z", "AA", ...
+std::string StreamLetter(std::size_t stream);
+
+// How the points' times are written on an axis: only the parts that tell them apart, the year too
+// where there are several.
+class AxisTimes {
+ public:
+  explicit AxisTimes(const ChartView& view);
+  std::string Text(std::int64_t stamp) const;
+
+ private:
+  bool year_ = false, day_ = true, clock_ = true;
+};
+
+// For each stream, by number, the newest value of a line; NaN for a stream without any.
+std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
 
 // The lowest and highest value that a graph's axis shows. Specification lines count only while they
 // leave the points at least a third of the height.

@@ -3,28 +3,21 @@
 
 #include <charconv>
 #include <cmath>
+#include <optional>
+
+#include "host/render/PlainText.h"
 
 namespace orvspc::host {
 
 namespace {
 
-// Length of the well-formed UTF-8 sequence at the start of text, 0 if there is none.
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  const std::size_t length = first < 0x80                    ? 1
-                             : first >= 0xC2 && first < 0xE0 ? 2
-                             : first >= 0xE0 && first < 0xF0 ? 3
-                             : first >= 0xF0 && first < 0xF5 ? 4
-                                                             : 0;
-  if (length == 0 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0U) != 0x80U) return 0;
-  if (length < 3) return length;
-  const bool overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
-  const bool surrogate = first == 0xED && byte(1) >= 0xA0;
-  const bool too_large = first == 0xF4 && byte(1) >= 0x90;
-  return overlong || surrogate || too_large ? 0 : length;
+// The number of a control character, which a terminal might obey.
+std::optional<unsigned> ControlOf(std::string_view one) {
+  const auto first = static_cast<unsigned char>(one[0]);
+  if (one.size() == 1 && (first < 0x20 || first == 0x7F)) return first;
+  if (one.size() != 2 || first != 0xC2) return std::nullopt;
+  const auto second = static_cast<unsigned char>(one[1]);
+  return second < 0xA0 ? std::optional<unsigned>(second) : std::nullopt;
 }
 
 void AppendEscaped(std::string& out, std::string_view text) {
@@ -46,10 +39,10 @@ void AppendEscaped(std::string& out, std::string_view text) {
       out += "\\t";
     } else if (c == '\r') {
       out += "\\r";
-    } else if (c < 0x20 || c == 0x7F) {
+    } else if (const auto control = ControlOf(text.substr(0, length))) {
       out += "\\u00";
-      out += kDigits[c >> 4U];
-      out += kDigits[c & 15U];
+      out += kDigits[*control >> 4U];
+      out += kDigits[*control & 15U];
     } else {
       out += text.substr(0, length);
     }

@@ -67,7 +67,8 @@ int DecimalsOf(std::span<const double> values) {
 int DecimalsForLimits(int data_decimals, double spread) {
   int decimals = data_decimals + 1;
   if (std::isfinite(spread) && spread > 0.0)
-    decimals = std::max(decimals, 2 - static_cast<int>(std::floor(std::log10(spread))));
+    decimals = std::clamp(decimals, 2 - static_cast<int>(std::floor(std::log10(spread))),
+                          4 - static_cast<int>(std::floor(std::log10(spread))));
   return std::clamp(decimals, 0, 10);
 }
 

@@ -22,8 +22,8 @@ std::string Significant(double value, int digits);
 // Decimals that show every value exactly, at most 8: 1.41 and 2.5 give 2.
 int DecimalsOf(std::span<const double> values);
 
-// Decimals for limits of a chart: one more than the data has, and enough for three digits of
-// spread. spread 0 or no number: one more than the data.
+// Decimals for limits of a chart: one more than the data has, but three to five digits of spread.
+// spread 0 or no number: one more than the data.
 int DecimalsForLimits(int data_decimals, double spread);
 
 // Round values inside [low, high], at most about count of them, and the decimals that they need.

@@ -7,17 +7,23 @@
 #include <vector>
 
 #include "host/render/ChartView.h"
+#include "host/render/Numbers.h"
 
 // Where things stand in the picture; kept apart from the writing of markup so that it can be
 // tested.
 namespace orvspc::host {
 
 inline constexpr double kPictureWidth = 1000.0;
+// The plot's edges unless the labels beside it need more room.
 inline constexpr double kPlotLeft = 72.0;
 inline constexpr double kPlotRight = 872.0;
+// Widths of text at 11 pixels, on the wide side of the usual fonts: a character, a digit.
+inline constexpr double kCharacter = 6.5;
+inline constexpr double kDigit = 7.0;
 
 // One graph's rectangle and its axis.
 struct Panel {
+  double title = 0.0;  // y of the title
   double top = 0.0, bottom = 0.0;
   Range range;
 
@@ -28,20 +34,55 @@ struct Panel {
 
 struct Layout {
   double height = 0.0;
+  double left = kPlotLeft, right = kPlotRight;
   double axis = 0.0;    // y of the horizontal axis below the last panel
   double footer = 0.0;  // y of the first footer line
   std::size_t places = 0;
   std::vector<Panel> panels;
 
   double PlaceWidth() const {
-    return (kPlotRight - kPlotLeft) / static_cast<double>(places == 0 ? 1 : places);
+    return (right - left) / static_cast<double>(places == 0 ? 1 : places);
   }
   double X(std::size_t place) const {
-    return kPlotLeft + (static_cast<double>(place) + 0.5) * PlaceWidth();
+    return left + (static_cast<double>(place) + 0.5) * PlaceWidth();
   }
 };
 
 Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines);
+
+// Values of the vertical axis that carry a label.
+Ticks PanelTicks(const Panel& panel);
+
+// Lines of the caption below the title; none when it stands beside it.
+std::vector<std::string> CaptionLines(const GraphView& graph);
+
+// The value of a line where it ends, "UCL 13.00"; where streams differ "A UCL 13.00" for each of
+// them. Lines of more than kLabelledStreams values have none.
+inline constexpr std::size_t kLabelledStreams = 3;
+struct LimitLabel {
+  double value = 0.0;
+  std::string text;
+  std::string style;
+};
+std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& graph);
+
+// A rule number that wants to stand above or below its point.
+struct Tag {
+  double x = 0.0, y = 0.0;  // of the point
+  double clear = 8.0;       // distance from the point
+  bool above = true;        // the side that is tried first
+  std::string text;         // what must have room
+  std::string whole;        // what is shown where that has room too
+};
+struct PlacedTag {
+  double x = 0.0, y = 0.0;  // middle of the text's base line
+  std::string text;
+};
+// Those that find room, the first ones first: inside the panel, off the other numbers and, if there
+// is a choice, off the points (sorted by x).
+std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
+                                 const std::vector<std::pair<double, double>>& points,
+                                 const Layout& layout, const Panel& panel);
 
 // A label that wants to stand at `wanted`; PushApart gives it `at`, at least `gap` from the next
 // one and inside [low, high] as long as there is room.

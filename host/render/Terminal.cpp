@@ -12,7 +12,6 @@ namespace orvspc::host {
 
 namespace {
 
-constexpr std::size_t kGutter = 17;     // limit values, on the right
 constexpr std::size_t kMostMarks = 40;  // listed below the picture
 
 // One character cell; more important things replace less important ones.
@@ -49,24 +48,40 @@ class Plot {
   }
 
   std::string Write() {
-    Line(view_.title);
-    Line(view_.subtitle);
+    Wrapped(view_.title, 2);
+    Wrapped(view_.subtitle, 2);
     if (view_.Count() == 0) Line("no data selected");
     for (std::size_t g = 0; view_.Count() != 0 && g < view_.graphs.size(); ++g)
       DrawGraph(view_.graphs[g], g == 0 ? 15 : 9);
     if (view_.Count() != 0) {
       Times();
+      Signs();
+      Limits();
       Streams();
       Marks();
     }
     for (const auto& note : view_.notes)
-      Line("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+      Wrapped("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 2);
     return out_;
   }
 
  private:
   void Line(const std::string& text) {
     if (!text.empty()) out_ += text + "\n";
+  }
+
+  // Broken at blanks where the terminal ends, the further lines indented.
+  void Wrapped(std::string text, std::size_t indent) {
+    while (Width(text) > width_) {
+      const std::string head = Padded(text, width_);
+      std::size_t cut = head.find_last_of(' ');
+      // A word longer than the line is broken where the line ends.
+      if (cut == std::string::npos || cut <= indent) cut = head.size();
+      Line(text.substr(0, cut));
+      const std::size_t next = text.find_first_not_of(' ', cut);
+      text = std::string(indent, ' ') + (next == std::string::npos ? "" : text.substr(next));
+    }
+    if (text.find_first_not_of(' ') != std::string::npos) Line(text);
   }
 
   std::size_t Column(std::size_t place) const {
@@ -114,6 +129,16 @@ class Plot {
     }
   }
 
+  // Room for the limits' values on the right.
+  static std::size_t Gutter(const GraphView& graph) {
+    std::size_t widest = 8;
+    for (const auto* values :
+         {&graph.limits.upper, &graph.limits.centre, &graph.limits.lower,
+          &graph.specification.upper, &graph.specification.centre, &graph.specification.lower})
+      if (!values->empty()) widest = std::max(widest, Width(Fixed(values->back(), graph.decimals)));
+    return widest + 9;
+  }
+
   void DrawGraph(const GraphView& graph, std::size_t rows) {
     rows_ = rows;
     range_ = AxisRange(graph);
@@ -122,7 +147,7 @@ class Plot {
     for (const double tick : ticks.values)
       label = std::max(label, Width(Fixed(tick, ticks.decimals)));
     left_ = label + 2;
-    plot_ = width_ - left_ - kGutter;
+    plot_ = width_ - left_ - Gutter(graph);
     plot_ = std::min(plot_, Column(place_count_ - 1) + 4);
     cells_.assign(rows_ * plot_, Cell{});
 
@@ -136,18 +161,19 @@ class Plot {
     if (dense) PutBands(graph);
     for (std::size_t i = 0; i < graph.points.size() && !dense; ++i)
       Put(Column(places_[i]), graph.points[i], view_.Used(i) ? kPoint : kUnused,
-          view_.Used(i) ? "o" : "x");
+          view_.Used(i) ? SignOf(view_.StreamOf(i)) : "x");
     for (const auto& mark : graph.marks)
       Put(Column(places_[mark.point]), graph.points[mark.point], kMarked,
           mark.rules.empty() ? "S" : "#");
 
     // The caption goes on a line of its own where it does not fit.
-    const bool fits = Width(graph.title) + 3 + Width(graph.caption) <= width_;
-    out_ += "\n" + graph.title +
-            (graph.caption.empty() ? ""
-             : fits                ? "   "
-                                   : "\n  ") +
-            Padded(graph.caption, std::min(Width(graph.caption), width_ - 2)) + "\n";
+    out_ += "\n";
+    if (Width(graph.title) + 3 + Width(graph.caption) <= width_) {
+      Line(graph.title + (graph.caption.empty() ? "" : "   ") + graph.caption);
+    } else {
+      Line(graph.title);
+      Wrapped("  " + graph.caption, 2);
+    }
     WriteRows(graph, ticks);
   }
 
@@ -211,11 +237,11 @@ class Plot {
   void Times() {
     std::string numbers(left_, ' '), times(left_, ' ');
     std::size_t wanted = 0;
+    const AxisTimes axis(view_);
     for (std::size_t i = 0; i < view_.Count(); ++i) {
       const std::size_t column = left_ + Column(places_[i]);
       if (column < wanted) continue;
-      const std::string time =
-          DayText(view_.stamps[i]).substr(5) + " " + ClockText(view_.stamps[i]);
+      const std::string time = axis.Text(view_.stamps[i]);
       if (column + time.size() > width_) break;
       numbers.resize(std::max(numbers.size(), column), ' ');
       times.resize(std::max(times.size(), column), ' ');
@@ -226,11 +252,85 @@ class Plot {
     out_ += numbers + "\n" + times + "\n";
   }
 
+  // Of several streams each has a letter.
+  const char* SignOf(std::int32_t stream) const {
+    static constexpr const char* kLetters[] = {"a", "b", "c", "d", "e", "f", "g", "h",
+                                               "i", "j", "k", "l", "m", "n", "p", "q",
+                                               "r", "s", "t", "u", "v", "w", "y", "z"};
+    const auto number = static_cast<std::size_t>(stream);
+    if (view_.stream_views.size() <= 1 || number >= std::size(kLetters)) return "o";
+    return kLetters[number];
+  }
+
+  // What the characters of the pictures mean, as far as they occur.
+  void Signs() {
+    bool unused = false, rules = false, outside = false, limits = false, specification = false,
+         target = false;
+    for (std::size_t i = 0; i < view_.Count(); ++i) unused = unused || !view_.Used(i);
+    for (const auto& graph : view_.graphs) {
+      for (const auto& mark : graph.marks) {
+        rules = rules || !mark.rules.empty();
+        outside = outside || mark.rules.empty();
+      }
+      limits = limits || !graph.limits.Empty();
+      specification =
+          specification || !graph.specification.upper.empty() || !graph.specification.lower.empty();
+      target = target || !graph.specification.centre.empty();
+    }
+    std::string text = view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point";
+    const auto add = [&](bool occurs, const char* meaning) {
+      if (occurs) text += std::string("   ") + meaning;
+    };
+    add(rules, "# breaks a rule");
+    add(outside, "S outside the specification");
+    add(unused, "x disabled or incomplete");
+    add(limits, "- control limit");
+    add(limits, "\xC2\xB7 centre");
+    add(specification, "= specification limit");
+    add(target, ": target");
+    out_ += "\n";
+    Wrapped(text, 0);
+  }
+
+  // The limits at the newest point of each of several streams; of a single one they stand beside
+  // the picture.
+  void Limits() {
+    if (view_.stream_views.size() <= 1) return;
+    std::size_t value = 10;
+    for (const auto& graph : view_.graphs) value = std::max(value, Gutter(graph) - 7);
+    const std::size_t fixed = 4 + 2 + 6 + 3 * value;
+    std::size_t name = 6;
+    for (const auto& stream : view_.stream_views) name = std::max(name, Width(stream.name));
+    name = std::min(name, std::max<std::size_t>(width_, fixed + 8) - fixed);
+    out_ += "\nlimits at the newest point of each stream:\n    " + Padded("stream", name) + "  " +
+            Padded("graph", 6);
+    for (const char* limit : {"LCL", "CL", "UCL"}) out_ += Padded(limit, value, true);
+    out_ += "\n";
+    struct Newest {
+      std::vector<double> lower, centre, upper;
+    };
+    std::vector<Newest> newest;
+    for (const auto& graph : view_.graphs)
+      newest.push_back({NewestValues(view_, graph.limits.lower),
+                        NewestValues(view_, graph.limits.centre),
+                        NewestValues(view_, graph.limits.upper)});
+    for (std::size_t s = 0; s < view_.stream_views.size(); ++s)
+      for (std::size_t g = 0; g < view_.graphs.size(); ++g) {
+        const auto& graph = view_.graphs[g];
+        out_ += std::string(g == 0 ? SignOf(static_cast<std::int32_t>(s)) : " ") + "   " +
+                Padded(g == 0 ? view_.stream_views[s].name : "", name) + "  " +
+                Padded(graph.symbol, 6);
+        for (const double limit : {newest[g].lower[s], newest[g].centre[s], newest[g].upper[s]})
+          out_ += Padded(" " + Fixed(limit, graph.decimals), value, true);
+        out_ += "\n";
+      }
+  }
+
   void Streams() {
     if (view_.stream_views.empty()) return;
     out_ += "\nestimates from these points:\n";
     for (const auto& stream : view_.stream_views) {
-      if (view_.stream_views.size() > 1) out_ += stream.name + "\n";
+      if (view_.stream_views.size() > 1) Wrapped(stream.name, 2);
       Estimate("mean", stream.mean);
       Estimate("sigma", stream.sp);
       if (stream.sw.value != stream.sp.value) Estimate("sigma within", stream.sw);
@@ -244,7 +344,7 @@ class Plot {
     if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
       text += ", constant " + Significant(estimate.constant, 7);
     if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
-    out_ += text + "\n";
+    Wrapped(text, 15);
   }
 
   void Marks() {
@@ -255,10 +355,13 @@ class Plot {
       for (const auto& mark : graph.marks) {
         if (shown++ >= kMostMarks) continue;
         const std::string numbers = RuleNumbers(mark);
-        out_ += "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
-                IsoTime(view_.stamps[mark.point]) + "  " +
-                Fixed(graph.points[mark.point], graph.decimals) + "  " +
-                (numbers.empty() ? "" : "rule " + numbers + ": ") + MarkText(mark) + "\n";
+        const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
+        Wrapped("  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
+                    IsoTime(view_.stamps[mark.point]) + "  " +
+                    Fixed(graph.points[mark.point], graph.decimals) + "  " +
+                    (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
+                    (numbers.empty() ? "" : "rule " + numbers + ": ") + MarkText(mark),
+                16);
       }
     if (total > kMostMarks) out_ += "  ... and " + std::to_string(total - kMostMarks) + " more\n";
   }

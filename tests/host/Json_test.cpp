@@ -44,6 +44,7 @@ TEST(JsonWriter, TextIsEscaped) {
       {std::string("\x01\x1f\0", 3), R"("\u0001\u001f\u0000")", "other controls, NUL too"},
       {"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80", "\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\"",
        "two, three and four bytes stay"},
+      {"\x7F\xC2\x9B", R"("\u007f\u009b")", "controls that a terminal obeys"},
       {"\xC3", "\"\xEF\xBF\xBD\"", "cut sequence"},
       {"\xC0\xAF", "\"\xEF\xBF\xBD\xEF\xBF\xBD\"", "overlong"},
       {"\xED\xA0\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\"", "surrogate"},

@@ -24,10 +24,12 @@ TEST(Numbers, DecimalsOfDataAreThoseThatShowEveryValue) {
   EXPECT_EQ(DecimalsOf(std::vector<double>{}), 0);
 }
 
-TEST(Numbers, LimitsHaveOneDecimalMoreAndThreeDigitsOfSpread) {
+TEST(Numbers, LimitsHaveOneDecimalMoreAndThreeToFiveDigitsOfSpread) {
   EXPECT_EQ(DecimalsForLimits(0, 4.6), 2);
   EXPECT_EQ(DecimalsForLimits(3, 0.0134), 4);
   EXPECT_EQ(DecimalsForLimits(0, 300.0), 1);
+  EXPECT_EQ(DecimalsForLimits(8, 0.5), 5);     // data of endless digits
+  EXPECT_EQ(DecimalsForLimits(1, 1656.6), 1);  // digits that no limit needs
   EXPECT_EQ(DecimalsForLimits(2, 0.0), 3);
   EXPECT_EQ(DecimalsForLimits(2, std::nan("")), 3);
 }

@@ -213,12 +213,26 @@ TEST_F(Program, NothingSelectedIsNoFailure) {
 }
 
 TEST_F(Program, EveryCommandHasHelpWithAnExample) {
-  for (const std::string command : {"import", "list", "chart", "data", "show", "demo"}) {
+  for (const std::string command : {"import", "list", "chart", "data", "show", "set", "demo"}) {
     const Outcome outcome = Run(command + " --help");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
     EXPECT_NE(outcome.out.find("example:\n  orvspc " + command), std::string::npos) << command;
   }
+}
+
+TEST_F(Program, HelpThatCannotBeWrittenIsAFailure) {
+  const int raw = std::system("'" ORVSPC_PROGRAM "' chart --help >/dev/full 2>/dev/null");
+  EXPECT_EQ(WEXITSTATUS(raw), 1);
+}
+
+TEST_F(Program, DemoPrintsCommandsThatAShellTakes) {
+  const Outcome outcome = Run("demo 'a b'");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const auto at = outcome.out.find("orvspc chart --db 'a b/sample.db'");
+  ASSERT_NE(at, std::string::npos) << outcome.out;
+  const std::string line = outcome.out.substr(at + 7, outcome.out.find('\n', at) - at - 7);
+  EXPECT_EQ(Run(line).status, 0) << line;
 }
 
 TEST_F(Program, DemoDrawsEveryPictureTwiceOver) {

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <limits>
 #include <regex>
+#include <set>
 
 #include "host/render/Html.h"
 #include "host/render/SvgLayout.h"
+#include "host/render/svg_shapes.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {
@@ -50,6 +52,68 @@ TEST(SvgLayout, EveryPointAndLimitLiesInsideItsPanel) {
       }
     }
   }
+}
+
+TEST(SvgLayout, ThePlotLeavesRoomForTheLongestLabelOnEachSide) {
+  ChartView view = SimpleView(25);
+  const Layout usual = MakeLayout(view, 44.0, 0);
+  EXPECT_EQ(usual.left, kPlotLeft);
+  EXPECT_EQ(usual.right, kPlotRight);
+  GraphView& graph = view.graphs[0];
+  for (auto* values :
+       {&graph.points, &graph.limits.upper, &graph.limits.centre, &graph.limits.lower})
+    for (auto& value : *values) value += 1.5e9;
+  const Layout wide = MakeLayout(view, 44.0, 0);
+  EXPECT_GE(wide.left, 10 * kDigit + 6.0);             // "1500000010" and its gap
+  EXPECT_LE(wide.right, 1000.0 - 11.0 - 17 * kDigit);  // "UCL 1500000013.00"
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    EXPECT_GT(wide.X(i), wide.left);
+    EXPECT_LT(wide.X(i), wide.right);
+  }
+}
+
+TEST(SvgLayout, ACaptionThatDoesNotFitBesideTheTitleHasALineOfItsOwn) {
+  ChartView view = SimpleView(3);
+  const double top = MakeLayout(view, 44.0, 0).panels[0].top;
+  view.graphs[0].caption = std::string(140, 'n');
+  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].top, top + 15.0);
+  view.graphs[0].caption = std::string(100, 'n') + " " + std::string(100, 'm');
+  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].top, top + 30.0);
+  const std::string svg = RenderSvg(view);
+  EXPECT_NE(svg.find(">" + std::string(100, 'm') + "<"), std::string::npos);
+}
+
+TEST(SvgLayout, RuleNumbersKeepOffEachOtherAndInsideThePanel) {
+  const ChartView view = SimpleView(100);
+  const Layout layout = MakeLayout(view, 44.0, 0);
+  const Panel& panel = layout.panels[0];
+  std::vector<Tag> tags;
+  for (std::size_t i = 0; i < 100; ++i)
+    tags.push_back({layout.X(i), i % 2 == 0 ? panel.top + 5.0 : panel.bottom - 40.0, 8.0, true,
+                    "1+", "1,5,6"});
+  const auto placed = PlaceTags(tags, {}, layout, panel);
+  EXPECT_GT(placed.size(), 50U);  // both heights and both sides are used
+  for (const auto& one : placed) {
+    EXPECT_GE(one.y - 9.0, panel.top);
+    EXPECT_LE(one.y, panel.bottom);
+    for (const auto& other : placed)
+      EXPECT_TRUE(&one == &other || std::abs(one.y - other.y) >= 9.0 ||
+                  std::abs(one.x - other.x) >= 7.0 * 2.0)
+          << one.x << " " << other.x;
+  }
+}
+
+TEST(SvgLayout, WhatIsNeverNegativeStandsOnZero) {
+  ChartView view = SimpleView(3);
+  GraphView& graph = view.graphs[0];
+  graph.points = {0.0, 0.0, 0.0};
+  graph.limits = {};
+  graph.marks.clear();
+  EXPECT_LT(MakeLayout(view, 44.0, 0).panels[0].range.low, 0.0);
+  graph.from_zero = true;
+  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].range.low, 0.0);
+  graph.points = {0.1, 5.0, 6.0};
+  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].range.low, 0.0);
 }
 
 TEST(SvgLayout, AFarSpecificationDoesNotSquashThePoints) {
@@ -146,8 +210,54 @@ TEST(Svg, PointsOfTwoStreamsAreNotJoinedAndDifferInShape) {
   view.streams = {0, 1, 0, 1, 0, 1};
   view.stream_views.resize(2);
   const std::string svg = RenderSvg(view);
-  EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 2U);
+  EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 1U);
+  EXPECT_EQ(Occurrences(svg, "<path class=\"d k1\""), 1U);
   EXPECT_EQ(Occurrences(svg, "<circle class=\"p\""), 3U + 1U);
+}
+
+TEST(Svg, AMarkedPointKeepsTheShapeOfItsStream) {
+  ChartView view = SimpleView(20);
+  view.streams.assign(20, 0);
+  view.streams[19] = 1;
+  EXPECT_EQ(Occurrences(RenderSvg(view), "class=\"in\""), 0U);  // a single stream needs none
+  view.stream_views.resize(2);
+  const std::string svg = RenderSvg(view);
+  EXPECT_EQ(Occurrences(svg, "<circle class=\"in\""), 1U);
+  EXPECT_EQ(Occurrences(svg, "<path class=\"in\""), 1U);
+}
+
+TEST(Svg, StreamsThatTheLegendCannotTakeAreCounted) {
+  ChartView view = SimpleView(20);
+  view.streams.clear();
+  for (std::int32_t i = 0; i < 20; ++i) view.streams.push_back(i);
+  view.stream_views.resize(20);
+  const std::string svg = RenderSvg(view);
+  EXPECT_NE(svg.find("and 4 more streams"), std::string::npos);
+  std::set<std::string> looks;
+  for (std::int32_t s = 0; s < 20; ++s) looks.insert(Symbol({.style = "p", .stream = s}, 0.0, 0.0));
+  EXPECT_EQ(looks.size(), 20U);
+}
+
+TEST(Svg, ANoteNamesItsStream) {
+  ChartView view = SimpleView(3);
+  view.notes.push_back({"code", "Something was decided.", "Ring / Press / Diameter"});
+  EXPECT_NE(RenderSvg(view).find("Note: Ring / Press / Diameter: Something was decided."),
+            std::string::npos);
+}
+
+TEST(Svg, TheAxisHasTheYearWhereThereAreSeveral) {
+  ChartView view = SimpleView(3);
+  view.stamps[0] -= 86400 * 365;
+  EXPECT_NE(RenderSvg(view).find(">2023-03-02 08:00<"), std::string::npos);
+}
+
+TEST(Svg, TextThatMarkupCannotHoldIsBlank) {
+  ChartView view = SimpleView(3);
+  view.title = "a\x1b[31mb\xEF\xBF\xBE\xEF\xBF\xBF\x7F\xC2\x85z\xC3";
+  for (const auto& markup : {RenderSvg(view), RenderHtml(view)}) {
+    EXPECT_NE(markup.find("a [31mb    z\xEF\xBF\xBD"), std::string::npos);
+    EXPECT_EQ(markup.find('\x1b'), std::string::npos);
+  }
 }
 
 TEST(Svg, ADisabledPointIsDrawnHollowAndNotJoined) {

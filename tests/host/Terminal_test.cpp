@@ -12,9 +12,10 @@ namespace orvspc::host {
 namespace {
 
 TEST(Terminal, TheDrawingHasPointsLimitsAndMarks) {
-  const std::string text = RenderTerminal(SimpleView(25), {80, false});
-  for (const char* piece : {"UCL 13.00", "CL 10.00", "LCL 7.00", "o", "#",
-                            "marks:", "rule 1: 1 point beyond a control limit", "03-01 08:00"})
+  const std::string text = RenderTerminal(SimpleView(25), {100, false});
+  for (const char* piece :
+       {"UCL 13.00", "CL 10.00", "LCL 7.00", "o", "#",
+        "marks:", "rule 1: 1 point beyond a control limit", "03-01 08:00", "# breaks a rule"})
     EXPECT_NE(text.find(piece), std::string::npos) << piece;
 }
 
@@ -22,7 +23,11 @@ TEST(Terminal, NoDrawnLineIsWiderThanTheTerminal) {
   for (const std::size_t columns : {60U, 80U, 120U})
     for (const std::size_t count : {1U, 2U, 25U, 70U, 2000U}) {
       ChartView view = SimpleView(count);
-      view.graphs[0].marks.clear();
+      view.graphs[0].marks[0].specifications = {"a value above USL", "a value below LSL"};
+      view.graphs[0].caption = std::string(30, 'n') + " and " + std::string(70, 'm');
+      view.graphs[0].limits.upper.back() = 1500000071.5;
+      view.notes.push_back({"code", "A note of more words than a narrow terminal has columns for.",
+                            "Ring / Press / Diameter"});
       std::istringstream lines(RenderTerminal(view, {columns, false}));
       for (std::string line; std::getline(lines, line);)
         EXPECT_LE(Width(line), columns) << count << " points: " << line;
@@ -32,6 +37,30 @@ TEST(Terminal, NoDrawnLineIsWiderThanTheTerminal) {
 TEST(Terminal, ColourIsUsedOnlyWhenAskedFor) {
   EXPECT_EQ(RenderTerminal(SimpleView(25), {80, false}).find('\x1b'), std::string::npos);
   EXPECT_NE(RenderTerminal(SimpleView(25), {80, true}).find('\x1b'), std::string::npos);
+}
+
+TEST(Terminal, SeveralStreamsHaveLettersAndATableOfTheirLimits) {
+  ChartView view = SimpleView(6);
+  view.streams = {0, 1, 0, 1, 0, 1};
+  view.stream_views.resize(2);
+  view.stream_views[1].name = "Ring / Lathe / Diameter";
+  view.graphs[0].limits.upper = {13.0, 12.0, 13.0, 12.0, 13.0, 12.5};
+  std::istringstream lines(RenderTerminal(view, {100, false}));
+  std::string first, second;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("a   Ring / Press", 0) == 0) first = line;
+    if (line.rfind("b   Ring / Lathe", 0) == 0) second = line;
+  }
+  EXPECT_NE(first.find("7.00"), std::string::npos) << first;
+  EXPECT_NE(first.find("13.00"), std::string::npos) << first;
+  EXPECT_NE(second.find("12.50"), std::string::npos) << second;
+}
+
+TEST(Terminal, TheAxisHasTheYearWhereThereAreSeveral) {
+  ChartView view = SimpleView(3);
+  EXPECT_EQ(RenderTerminal(view).find("\n   08:00"), std::string::npos);
+  view.stamps[0] -= 86400 * 365;
+  EXPECT_NE(RenderTerminal(view).find("2023-03-02 08:00"), std::string::npos);
 }
 
 TEST(Terminal, NoPointsSayNoDataSelected) {

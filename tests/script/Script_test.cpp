@@ -84,6 +84,11 @@ class Runner {
     if (verb == "status") {
       ++checks_;
       EXPECT_EQ(std::to_string(status_), words.at(0)) << said_;
+      // Whatever goes wrong is one line; the bare program tells its commands.
+      if (status_ != 0 && !bare_) {
+        EXPECT_EQ(std::count(errors_.begin(), errors_.end(), '\n'), 1) << errors_;
+        EXPECT_EQ(output_, "");
+      }
       return;
     }
     if (verb == "says") {
@@ -97,11 +102,13 @@ class Runner {
 
   void Program(std::vector<std::string> words) {
     for (auto& word : words)
-      if (word == "$db") word = Database();
+      if (word.rfind("$db", 0) == 0) word.replace(0, 3, Database());
     std::ostringstream out, err;
     Console console{out, err};
     status_ = RunProgram(words, console);
     output_ = out.str();
+    errors_ = err.str();
+    bare_ = words.empty();
     said_ = out.str() + err.str();
   }
 
@@ -227,7 +234,8 @@ class Runner {
 
   TemporaryFolder folder_;
   ParsedJson document_;
-  std::string output_, said_;
+  std::string output_, errors_, said_;
+  bool bare_ = false;
   int status_ = -1, files_ = 0, checks_ = 0;
   std::int64_t hour_ = 0;
 };

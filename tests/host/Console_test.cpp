@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "engine/Embedded.h"
+#include "host/cli/Program.h"
+#include "tests/host/ParsedJson.h"
+#include "tests/host/TemporaryFolder.h"
+
+// The program in this process, on a console of our own making.
+namespace orvspc::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OnConsole : public testing::Test {
+ protected:
+  void SetUp() override { InstallEmbedded(); }
+
+  int Run(const std::vector<std::string>& words, bool terminal = false) {
+    std::ostringstream out, err;
+    Console console{out, err, terminal, terminal, 100};
+    const int status = RunProgram(words, console);
+    out_ = out.str();
+    err_ = err.str();
+    return status;
+  }
+
+  std::string File(const std::string& name) const { return folder_.File(name); }
+  std::string Write(const std::string& name, const std::string& text) {
+    std::ofstream(File(name), std::ios::binary) << text;
+    return File(name);
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(File(name), std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+  // One stream a name, single values an hour apart; the last one far out.
+  void Import(const std::vector<std::string>& parts, const std::string& comment = {}) {
+    std::string csv = "part,process,test,subgroup,time,value,comment\n";
+    for (const auto& part : parts)
+      for (int i = 0; i < 20; ++i)
+        csv += "\"" + part + "\",Lathe,Length," + std::to_string(i) + ",2024-03-01T" +
+               (i < 10 ? "0" : "") + std::to_string(i) + ":00:00," +
+               (i == 19      ? "20"
+                : i % 2 == 0 ? "9.5"
+                             : "10.5") +
+               ",\"" + comment + "\"\n";
+    ASSERT_EQ(Run({"import", Write("v.csv", csv), "--db", File("q.db")}), 0) << err_;
+  }
+  void Store(const std::string& kind, const std::string& csv) {
+    ASSERT_EQ(Run({"import", Write("k.csv", csv), "--db", File("q.db"), "--kind", kind}), 0)
+        << err_;
+  }
+  int Chart(std::vector<std::string> more) {
+    std::vector<std::string> words{"chart", "--db", File("q.db"), "--graph1", "individuals"};
+    words.insert(words.end(), more.begin(), more.end());
+    return Run(words);
+  }
+
+  TemporaryFolder folder_;
+  std::string out_, err_;
+};
+
+TEST_F(OnConsole, AFileNeverGetsTheColoursOfTheTerminal) {
+  Import({"Bolt"});
+  const std::vector<std::string> chart{"chart", "--db", File("q.db")};
+  ASSERT_EQ(Run(chart, true), 0);
+  EXPECT_NE(out_.find('\x1b'), std::string::npos);
+  auto to_file = chart;
+  to_file.insert(to_file.end(), {"-o", File("c.txt")});
+  ASSERT_EQ(Run(to_file, true), 0);
+  EXPECT_NE(Read("c.txt").find("UCL"), std::string::npos);
+  EXPECT_EQ(Read("c.txt").find('\x1b'), std::string::npos);
+}
+
+TEST_F(OnConsole, ControlCharactersOfNamesAndCommentsStayInTheDatabase) {
+  Import({"Bo\x1b[31mlt\xC2\x9B"}, "\x1b]0;title\x07");
+  Store("groups", "kind,group,name\npart,G\x1b[2J,Bo\x1b[31mlt\xC2\x9B\n");
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"list"},
+                                                  {"list", "groups"},
+                                                  {"data"},
+                                                  {"chart"},
+                                                  {"data", "--format", "json"},
+                                                  {"chart", "--format", "json"},
+                                                  {"chart", "--format", "svg"},
+                                                  {"chart", "--format", "html"}}) {
+    auto words = command;
+    words.insert(words.end(), {"--db", File("q.db")});
+    ASSERT_EQ(Run(words), 0) << err_;
+    for (const char* raw : {"\x1b", "\x07", "\xC2\x9B"})
+      EXPECT_EQ((out_ + err_).find(raw), std::string::npos) << words[0] << " " << words[1];
+  }
+  EXPECT_EQ(Run({"chart", "--db", File("q.db"), "--part", "\x1b[2J"}), 1);
+  EXPECT_EQ(err_.find('\x1b'), std::string::npos);
+}
+
+TEST_F(OnConsole, ARefusedImportLeavesNoNewDatabaseAndNothingBesideIt) {
+  const std::string bad = Write("bad.csv", "part,process,test,subgroup,time,value\nP,R,T,1,x,1\n");
+  EXPECT_EQ(Run({"import", bad, "--db", File("q.db")}, true), 1);
+  EXPECT_EQ(err_.find("q.db.new"), std::string::npos) << err_;
+  // What a terminal shows of the progress is cleared before the reason.
+  EXPECT_LT(err_.find("\r\x1b[K"), err_.find("bad.csv"));
+  const auto count = std::distance(fs::directory_iterator(fs::path(bad).parent_path()), {});
+  EXPECT_EQ(count, 1) << "only the CSV file";
+
+  Import({"Bolt"});
+  EXPECT_EQ(Run({"import", bad, "--db", File("q.db")}), 1);
+  EXPECT_EQ(Run({"list", "--db", File("q.db")}), 0);
+  EXPECT_NE(out_.find("Bolt"), std::string::npos) << "one that was there stays";
+}
+
+TEST_F(OnConsole, TheDatabaseIsNotWrittenOver) {
+  Import({"Bolt"});
+  const std::string before = Read("q.db");
+  fs::create_hard_link(File("q.db"), File("link.svg"));
+  fs::create_symlink("q.db", File("soft.svg"));
+  for (const char* name : {"q.db", "q.db-wal", "q.db-shm", "link.svg", "soft.svg", "./q.db"}) {
+    EXPECT_EQ(Chart({"--format", "svg", "-o", File(name)}), 1) << name;
+    EXPECT_NE(err_.find("belongs to the database"), std::string::npos) << err_;
+  }
+  EXPECT_EQ(Read("q.db"), before);
+  EXPECT_EQ(Chart({"-o", File("other.svg")}), 0) << err_;
+}
+
+TEST_F(OnConsole, TimesOfLimitRowsThatAreNotGivenAreNull) {
+  Import({"Bolt"});
+  Store("control-limits", "part,test,mean,sp\nBolt,Length,10,1\n");
+  ASSERT_EQ(Chart({"--format", "json"}), 0);
+  const ParsedJson row = ParseJson(out_).At("CtrlLims[0]");
+  for (const char* time : {"F_EFTM", "F_STTM", "F_FNTM"})
+    EXPECT_EQ(row.At(time).kind, ParsedJson::Kind::Null) << time;
+}
+
+TEST_F(OnConsole, ACusumShowsNoSpecificationLimits) {
+  Import({"Bolt"});
+  Store("limits", "part,test,usl,target,lsl\nBolt,Length,12,10,8\n");
+  for (const char* format : {"text", "svg", "html"}) {
+    ASSERT_EQ(Chart({"--format", format}), 0);
+    for (const char* limit : {"USL 12", "Target 10", "LSL 8"})
+      EXPECT_NE(out_.find(limit), std::string::npos) << format << limit;
+    ASSERT_EQ(Chart({"--format", format, "--cusum"}), 0);
+    for (const char* limit : {"USL 12", "Target 10", "LSL 8"})
+      EXPECT_EQ(out_.find(limit), std::string::npos) << format << limit;
+  }
+}
+
+// The line beside the title of graph 1. By hand: 18 moving ranges of 1 and one of 10.5, mean 1.5;
+// over d2 of 2, 1.128379.
+TEST_F(OnConsole, TheCaptionSaysWhichLimitsHoldWhere) {
+  struct Row {
+    const char* limits;
+    const char* says;
+    const char* reason;
+  };
+  const Row rows[] = {
+      {"", "20 subgroups, n = 1, sigma 1.32934 by mean moving range / d2", "calculated"},
+      {"Bolt,,Length,10,1,", "stored limits: mean 10, sigma 1 (of these points: sigma 1.32934",
+       "one row for all"},
+      {"Nut,,Length,10,1,", "20 subgroups, n = 1, sigma", "a row of another part"},
+      {"Bolt,Lathe,Length,10,1,2024-03-01T05:00:00", "first 5 calculated (sigma 1.32934",
+       "a row that begins inside"},
+      {"Bolt,Lathe,Length,10,1,2024-03-01T05:00:00", "stored limits from 2024-03-01 05:00: mean 10",
+       "and its time"},
+      {"Bolt,,Length,10,0,", "stored limits: mean 10, sigma from the points", "only a mean"},
+      {"Bolt,,Length,10,1,2025-01-01", "20 subgroups, n = 1, sigma", "a row of later times"},
+  };
+  for (const auto& row : rows) {
+    fs::remove(File("q.db"));
+    Import({"Bolt"});
+    Import({"Nut"});
+    if (*row.limits != '\0')
+      Store("control-limits",
+            "part,process,test,mean,sp,effective\n" + std::string(row.limits) + "\n");
+    ASSERT_EQ(Chart({"--part", "Bolt", "--format", "html"}), 0);
+    EXPECT_NE(out_.find(row.says), std::string::npos) << row.reason;
+  }
+  // Two streams, one of them with stored limits.
+  Store("control-limits", "part,test,mean,sp\nNut,Length,10,1\n");
+  ASSERT_EQ(Chart({"--max", "40", "--format", "html"}), 0);
+  EXPECT_NE(out_.find("stored limits at 20 points, elsewhere limits of each stream"),
+            std::string::npos);
+}
+
+TEST_F(OnConsole, ThePictureTellsHowManySubgroupsAreUsed) {
+  ASSERT_EQ(Run({"import",
+                 Write("v.csv",
+                       "part,process,test,subgroup,time,value,flag\nP,R,T,1,2024-01-01,1,0\n"
+                       "P,R,T,2,2024-01-02,2,1\nP,R,T,3,2024-01-03,1,0\n"),
+                 "--db", File("q.db")}),
+            0)
+      << err_;
+  ASSERT_EQ(Chart({}), 0);
+  EXPECT_NE(out_.find("3 subgroups, 2 used"), std::string::npos) << out_;
+  EXPECT_NE(out_.find("x disabled or incomplete"), std::string::npos);
+}
+
+TEST_F(OnConsole, MeansOfReadingsDoNotMakeLimitsLonger) {
+  std::string csv = "part,process,test,subgroup,time,value,tsno,sbno\n";
+  for (int i = 0; i < 10; ++i)
+    for (int reading = 1; reading <= 3; ++reading)
+      csv += "P,R,T," + std::to_string(i) + ",2024-01-" + std::to_string(i + 10) + ",10." +
+             std::to_string((i * 7 + reading * 3) % 10) + ",1," + std::to_string(reading) + "\n";
+  ASSERT_EQ(Run({"import", Write("v.csv", csv), "--db", File("q.db")}), 0) << err_;
+  ASSERT_EQ(Chart({}), 0);
+  const auto at = out_.find("UCL ");
+  ASSERT_NE(at, std::string::npos) << out_;
+  const std::string value = out_.substr(at + 4, out_.find_first_of(" \n", at + 4) - at - 4);
+  EXPECT_LE(value.size() - value.find('.') - 1, 3U) << value;
+}
+
+TEST_F(OnConsole, NoDataIsSaidOnce) {
+  Import({"Bolt"});
+  for (const char* format : {"text", "svg", "html", "json"}) {
+    ASSERT_EQ(Chart({"--since", "2030-01-01", "--format", format}), 0);
+    std::string said = out_ + err_;
+    std::transform(said.begin(), said.end(), said.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(c)); });
+    const auto first = said.find("no data selected");
+    EXPECT_NE(first, std::string::npos) << format;
+    if (format == std::string("text")) {
+      EXPECT_EQ(said.find("no data selected", first + 1), std::string::npos) << said;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::host
