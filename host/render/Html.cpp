@@ -89,12 +89,15 @@ void Marks(Page& page, const ChartView& view) {
     for (const auto& mark : graph.marks)
       rows.push_back(
           {graph.symbol, std::to_string(mark.point + 1), IsoTime(view.stamps[mark.point]),
+           view.stream_views.empty()
+               ? ""
+               : view.stream_views[static_cast<std::size_t>(view.StreamOf(mark.point))].name,
            Fixed(graph.points[mark.point], graph.decimals), RuleNumbers(mark), MarkText(mark)});
   if (rows.empty()) {
     page.Paragraph("sub", "No point breaks a run rule or a specification limit.");
     return;
   }
-  page.Table({"graph", "#point", "time (UTC)", "#value", "rule", "what it means"}, rows);
+  page.Table({"graph", "#point", "time (UTC)", "stream", "#value", "rule", "what it means"}, rows);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ class Picture {
   explicit Picture(const ChartView& view) : view_(view), places_(Places(view)) {}
 
   std::string Write(bool embedded) {
-    const auto footer = FooterLines();
+    const auto footer = FooterLines(embedded);
     layout_ = MakeLayout(view_, embedded ? 2.0 : 44.0, footer.size());
     const std::string height = N(layout_.height);
     if (!embedded) out_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
@@ -334,7 +334,8 @@ class Picture {
     Text(kPictureWidth - 88, layout_.axis + 30, "s", "start", "time (UTC)");
   }
 
-  std::vector<FooterLine> FooterLines() const {
+  // A page that shows the picture has the notes itself.
+  std::vector<FooterLine> FooterLines(bool embedded) const {
     std::vector<FooterLine> lines;
     const std::size_t streams = view_.stream_views.size();
     for (std::size_t s = 0; streams > 1 && s < streams && s < kMostStreams; ++s)
@@ -360,6 +361,7 @@ class Picture {
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is outside the specification"});
     if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
+    if (embedded) return lines;
     for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
       const NoteView& note = view_.notes[n];
       lines.push_back({"", "Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text});

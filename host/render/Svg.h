@@ -10,8 +10,8 @@
 // It reads the same in black and white: what differs in colour differs in shape or dashes too.
 namespace orvspc::host {
 
-// embedded: for use inside a page, without the XML declaration and the title line that the page has
-// itself.
+// embedded: for use inside a page, without the XML declaration, the title line and the notes that
+// the page has itself.
 std::string RenderSvg(const ChartView& view, bool embedded = false);
 
 // Text with the five characters of markup escaped, and control characters as blanks.

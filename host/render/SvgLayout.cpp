@@ -124,10 +124,11 @@ constexpr double kTagHeight = 9.0;
 
 // The box of a tag's text on one side of its point, kept inside the plot sideways.
 Box BoxOf(const Tag& tag, const std::string& text, bool above, const Layout& layout) {
-  const double half = 3.5 * static_cast<double>(text.size());
+  // Bold, and as far from the next number as a blank is wide.
+  const double half = 3.7 * static_cast<double>(text.size());
   const double x = std::clamp(tag.x, layout.left + half, layout.right - half);
   const double base = above ? tag.y - tag.clear : tag.y + tag.clear + kTagHeight;
-  return {x - half - 1.0, base - kTagHeight, x + half + 1.0, base};
+  return {x - half - 2.0, base - kTagHeight, x + half + 2.0, base};
 }
 
 bool MeetsPoint(const Box& box, const Tag& tag,

@@ -23,7 +23,8 @@ TEST(Terminal, NoDrawnLineIsWiderThanTheTerminal) {
   for (const std::size_t columns : {60U, 80U, 120U})
     for (const std::size_t count : {1U, 2U, 25U, 70U, 2000U}) {
       ChartView view = SimpleView(count);
-      view.graphs[0].marks[0].specifications = {"a value above USL", "a value below LSL"};
+      for (auto& mark : view.graphs[0].marks)
+        mark.specifications = {"a value above USL", "a value below LSL"};
       view.graphs[0].caption = std::string(30, 'n') + " and " + std::string(70, 'm');
       view.graphs[0].limits.upper.back() = 1500000071.5;
       view.notes.push_back({"code", "A note of more words than a narrow terminal has columns for.",
