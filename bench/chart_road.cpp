@@ -178,52 +178,51 @@ int main(int argc, char** argv) {
   }
 
   if (!fs::exists(csv)) WriteCsv(csv, subgroups, 1, 1);
-  Pair import;
+  Pair importing;
   Remove(plain_db);
   Remove(product_db);
-  import.Round([&] { bench::plain::Import(csv.string(), plain_db.string());
-}, [&] {
-  ImportProduct(csv, product_db); });
-import.Print("import");
-std::printf("%-34s %.0f subgroups/s\n", "import rate",
-            static_cast<double>(subgroups) / import.product.back() * 1000.0);
+  importing.Round([&] { bench::plain::Import(csv.string(), plain_db.string()); },
+                  [&] { ImportProduct(csv, product_db); });
+  importing.Print("import");
+  std::printf("%-34s %.0f subgroups/s\n", "import rate",
+              static_cast<double>(subgroups) / importing.product.back() * 1000.0);
 
-Compare(plain_chart(), product_chart());
-Pair chart;
-for (int i = 0; i < rounds; ++i) chart.Round(plain_chart, product_chart);
-chart.Print("one mean-and-range chart");
+  Compare(plain_chart(), product_chart());
+  Pair chart;
+  for (int i = 0; i < rounds; ++i) chart.Round(plain_chart, product_chart);
+  chart.Print("one mean-and-range chart");
 
-if (!fs::exists(dash_csv)) WriteCsv(dash_csv, std::int64_t{kParts} * kTests * 25, kParts, kTests);
-Remove(dash_plain);
-Remove(dash_product);
-bench::plain::Import(dash_csv.string(), dash_plain.string());
-ImportProduct(dash_csv, dash_product);
-double plain_sum = 0.0;
-double product_sum = 0.0;
-const auto plain_dash = [&] {
-  plain_sum =
-      bench::plain::Dashboard(bench::plain::Database(dash_plain.string()), kParts, kTests, kD2Of5);
-};
-const auto product_dash = [&] {
-  const auto database = orvspc::OpenDatabase(dash_product.string());
-  product_sum = 0.0;
-  // Ids count in the order of the file, so the streams stand as they were written.
-  for (int part = 1; part <= kParts; ++part) {
-    for (int test = 1; test <= kTests; ++test) {
-      const auto results = ProductChart(database, part, test, 25);
-      results->Graphs(orvspc::ccGraphType1)->GraphData();
-      product_sum += results->MeanEstimate();
+  if (!fs::exists(dash_csv)) WriteCsv(dash_csv, std::int64_t{kParts} * kTests * 25, kParts, kTests);
+  Remove(dash_plain);
+  Remove(dash_product);
+  bench::plain::Import(dash_csv.string(), dash_plain.string());
+  ImportProduct(dash_csv, dash_product);
+  double plain_sum = 0.0;
+  double product_sum = 0.0;
+  const auto plain_dash = [&] {
+    plain_sum = bench::plain::Dashboard(bench::plain::Database(dash_plain.string()), kParts, kTests,
+                                        kD2Of5);
+  };
+  const auto product_dash = [&] {
+    const auto database = orvspc::OpenDatabase(dash_product.string());
+    product_sum = 0.0;
+    // Ids count in the order of the file, so the streams stand as they were written.
+    for (int part = 1; part <= kParts; ++part) {
+      for (int test = 1; test <= kTests; ++test) {
+        const auto results = ProductChart(database, part, test, 25);
+        results->Graphs(orvspc::ccGraphType1)->GraphData();
+        product_sum += results->MeanEstimate();
+      }
     }
+  };
+  plain_dash();
+  product_dash();
+  if (std::fabs(plain_sum - product_sum) > 1e-9 * std::fabs(plain_sum)) {
+    std::printf("MISMATCH dashboard %.12g %.12g\n", plain_sum, product_sum);
+    return 1;
   }
-};
-plain_dash();
-product_dash();
-if (std::fabs(plain_sum - product_sum) > 1e-9 * std::fabs(plain_sum)) {
-  std::printf("MISMATCH dashboard %.12g %.12g\n", plain_sum, product_sum);
-  return 1;
-}
-Pair dash;
-for (int i = 0; i < rounds; ++i) dash.Round(plain_dash, product_dash);
-dash.Print("1000 charts of the newest 25");
-return 0;
+  Pair dash;
+  for (int i = 0; i < rounds; ++i) dash.Round(plain_dash, product_dash);
+  dash.Print("1000 charts of the newest 25");
+  return 0;
 }

@@ -24,7 +24,7 @@ struct Note {
 // One estimate of a stream with where it came from.
 struct Estimate {
   double value = 0.0;     // NaN when there is nothing to estimate from
-  std::string name;       // "R-bar/d2", "moving range", "stored limits"
+  std::string name;       // "R-est mvlue", "MR-est"
   double constant = 0.0;  // d2, c4 used; NaN where sizes differ
   std::int32_t used = 0;  // ranges, deviations or moving ranges that went in
   std::int32_t least_size = 0, largest_size = 0;

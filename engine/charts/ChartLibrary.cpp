@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "engine/charts/VariableRun.h"
@@ -48,6 +49,8 @@ std::int32_t Guarded(std::int32_t handle, Body body) noexcept {
   try {
     return body();
   } catch (const std::bad_alloc&) {
+    KeepFailure(handle, kOutOfMemory, "Out of memory");
+  } catch (const std::length_error&) {
     KeepFailure(handle, kOutOfMemory, "Out of memory");
   } catch (const std::exception& failure) {
     KeepFailure(handle, kUnexpected, failure.what());

@@ -7,8 +7,6 @@ namespace {
 constexpr std::int32_t kXBar = 1, kXMed = 2, kIx = 3, kPc = 5;
 constexpr std::int32_t kRange = 1, kSd = 2, kMr = 3, kCv = 4;
 constexpr std::int32_t kCusumBit = 16;
-// Ranges lose too much against standard deviations above this size.
-constexpr std::int32_t kMostForRange = 10;
 
 struct Codes {
   std::int32_t graph1, graph2, graph3;
@@ -19,9 +17,10 @@ Codes CodesOf(std::int32_t word) { return {(word >> 8) & 15, (word >> 4) & 15, w
 Codes BestGuess(Codes asked, bool leave_all, const DataShape& shape) {
   asked.graph1 = shape.SinglePieces() ? kIx : kXBar;
   if (!leave_all) return asked;
-  const bool ranges = shape.least_size == shape.largest_size && shape.largest_size <= kMostForRange;
-  asked.graph2 = shape.SinglePieces() ? kMr : ranges ? kRange : kSd;
-  if (shape.HasReadings()) asked.graph3 = shape.most_readings > kMostForRange ? kSd : kRange;
+  asked.graph2 = shape.SinglePieces() ? kMr : shape.RangesServe() ? kRange : kSd;
+  if (shape.HasReadings()) {
+    asked.graph3 = shape.most_readings > DataShape::kMostForRange ? kSd : kRange;
+  }
   return asked;
 }
 

@@ -31,7 +31,11 @@ struct DataShape {
   std::int32_t least_size = 0, largest_size = 0;  // pieces of the subgroups that have any
   std::int32_t most_readings = 0;                 // most readings inside one piece
 
+  // Ranges lose too much against standard deviations above this size.
+  static constexpr std::int32_t kMostForRange = 10;
+
   bool SinglePieces() const { return largest_size <= 1; }
+  bool RangesServe() const { return least_size == largest_size && largest_size <= kMostForRange; }
   bool HasReadings() const { return most_readings >= 2; }
 };
 

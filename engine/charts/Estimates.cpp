@@ -10,14 +10,12 @@ namespace orvspc::engine {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
-constexpr std::int32_t kMostForRange = 10;
 
 enum class Source { Ranges, Deviations, MovingRanges };
 
 Source AutoSource(const DataShape& shape) {
   if (shape.SinglePieces()) return Source::MovingRanges;
-  const bool constant = shape.least_size == shape.largest_size;
-  return constant && shape.largest_size <= kMostForRange ? Source::Ranges : Source::Deviations;
+  return shape.RangesServe() ? Source::Ranges : Source::Deviations;
 }
 
 // Estimator of a graph of ranges or deviations; what decides by itself otherwise.

@@ -33,7 +33,8 @@ double ChebyshevSum(std::span<const double> series, double u) {
 }
 
 double InLogOfSize(std::span<const double> series, std::int32_t n) {
-  static const double low = std::log(static_cast<double>(table::kLast));
+  static_assert(table::kLast == 100);
+  constexpr double low = 2.0 * std::numbers::ln10;
   const double u =
       (2.0 * std::log(static_cast<double>(n)) - low - kLogOfLargest) / (kLogOfLargest - low);
   return ChebyshevSum(series, u);

@@ -332,7 +332,7 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
 }
 
 void FindDirections(Block& block, const Before& before) {
-  // Of two visible neighbours: +1 up, -1 down, 0 for a tie.
+  // The difference of two visible neighbours.
   const auto step = [&](std::size_t i) {
     return block.x[i] - (i == 0 ? before.x : block.x[i - 1]);
   };

@@ -72,12 +72,31 @@ class RulesImport {
     if (rule.k == 0) rule.k = rule.m == 0 ? 1 : rule.m;
     if (rule.m == 0) rule.m = rule.k;
     if (rule.k > rule.m) table_.Refuse(kK, "must not be above m");
-    if (rule.k != rule.m && rule.m > 64) table_.Refuse(kM, "must not be above 64 where k differs");
+    CheckWindow(rule);
     const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
     if (rule.side.empty()) rule.side = is_run ? "same" : "either";
     if (rule.priority == 0) rule.priority = number;
     if (rule.text.empty()) rule.text = "Rule " + std::to_string(number);
     return rule;
+  }
+
+  // What the rule engine could not run is refused here, where the line is known.
+  void CheckWindow(const StoredRule& rule) {
+    const auto least = rule.kind == "trend" ? 2 : rule.kind == "alternate" ? 3 : 1;
+    if (rule.kind == "zone") {
+      if (rule.k != rule.m && rule.m > 64) {
+        table_.Refuse(kM, "must not be above 64 where k differs");
+      }
+    } else if (rule.k != rule.m) {
+      table_.Refuse(kK, "must be equal to m for this kind");
+    }
+    if (rule.m < least) {
+      table_.Refuse(kM, "must be at least " + std::to_string(least) + " for this kind");
+    }
+    if ((rule.kind == "limit" || rule.kind == "red") && rule.m != 1) {
+      table_.Refuse(kM, "must be 1 for this kind, which looks at one point");
+    }
+    if (rule.zone > 1000.0) table_.Refuse(kZone, "must be a number of sigmas, 0 to 1000");
   }
 
   // What the line leaves open is as it is.

@@ -99,6 +99,16 @@ ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Pict
   return RunChart(database, select, processing);
 }
 
+// How the running program can be called from this folder; its plain name where the system does not
+// tell.
+std::string ProgramPath() {
+  std::error_code failed;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", failed);
+  if (failed) return "orvspc";
+  const auto from_here = std::filesystem::proximate(program, failed);
+  return failed ? program.string() : from_here.string();
+}
+
 int Run(const Arguments& arguments, Console& console) {
   const fs::path folder =
       arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0];
@@ -122,8 +132,8 @@ int Run(const Arguments& arguments, Console& console) {
          picture.text,
          RenderSvg(view, true),
          {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
-    commands += "  orvspc chart --db " + ShellWord(path) + " --part \"" + picture.part + "\" " +
-                picture.options + " --max 100\n";
+    commands += "  " + ShellWord(ProgramPath()) + " chart --db " + ShellWord(path) + " --part \"" +
+                picture.part + "\" " + picture.options + " --max 100\n";
     if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
   }
   const std::string index = (folder / "index.html").string();

@@ -45,7 +45,7 @@ struct GraphView {
 // An estimate with where it came from.
 struct EstimateView {
   double value = 0.0;     // NaN: nothing to estimate from
-  std::string name;       // "R-bar/d2"
+  std::string name;       // "R-est mvlue"
   double constant = 0.0;  // NaN where sizes differ
   std::int32_t used = 0;  // ranges, deviations or moving ranges that went in
 };

@@ -10,10 +10,9 @@ namespace orvspc::platform {
 class WireDouble {
  public:
   WireDouble() = default;
-  WireDouble(double value) {
-    std::memcpy(bytes_, &value, sizeof value);
-  }                          // NOLINT: implicit on purpose
-  operator double() const {  // NOLINT: implicit on purpose
+  // Both conversions are implicit on purpose: a field reads and writes like a double.
+  WireDouble(double value) { std::memcpy(bytes_, &value, sizeof value); }  // NOLINT
+  operator double() const {                                                // NOLINT
     double value = 0.0;
     std::memcpy(&value, bytes_, sizeof value);
     return value;
