@@ -21,6 +21,11 @@ void* Allocate(std::size_t size) noexcept {
 
 }  // namespace
 
+#if defined(__GNUC__) && !defined(__clang__)
+// Once they are inlined, g++ 12 takes these for a mismatched pair.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 void* operator new(std::size_t size) {
   if (void* memory = Allocate(size)) return memory;
   throw std::bad_alloc();
