@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "engine/store/cache.h"
+#include "engine/store/halves.h"
 
 namespace orvspc::engine {
 namespace {
@@ -51,7 +52,7 @@ int Narrowness(const AlarmRow& row, std::int32_t part, std::int32_t process, std
 void NoteWrite() { ++writes_of_process; }
 
 SqliteStore::SqliteStore(Connection connection, std::string path)
-    : connection_(std::move(connection)), path_(std::move(path)) {}
+    : connection_(std::move(connection)), path_(std::move(path)), share_from_(kWorthTwoThreads) {}
 
 void SqliteStore::Refresh() {
   std::int64_t version = 0;
@@ -235,6 +236,16 @@ void SqliteStore::UseRuleNumbers(std::optional<std::vector<std::int32_t>> number
 std::size_t SqliteStore::PreparedCount() {
   const std::lock_guard lock(mutex_);
   return connection_.PreparedCount();
+}
+
+void SqliteStore::ShareFrom(std::int64_t subgroups) {
+  const std::lock_guard lock(mutex_);
+  share_from_ = subgroups;
+}
+
+std::size_t SqliteStore::SharedCount() {
+  const std::lock_guard lock(mutex_);
+  return shared_;
 }
 
 void SqliteStore::Fail(std::int32_t number, std::string description) {

@@ -18,6 +18,7 @@
 
 #include "engine/store/Catalogue.h"
 #include "engine/store/Store.h"
+#include "engine/store/second_reader.h"
 #include "engine/store/sqlite.h"
 
 namespace orvspc::engine {
@@ -110,13 +111,16 @@ class SqliteStore final : public Store {
 
   // Statements prepared so far.
   std::size_t PreparedCount();
+  // From how many subgroups on a selection may be read by two threads, and how many were.
+  void ShareFrom(std::int64_t subgroups);
+  std::size_t SharedCount();
 
  private:
   // Rereads the cache if the file has changed. With slack a check of the last millisecond is
   // enough.
   void Refresh();
   void RefreshSoon();
-  void Reload();
+  bool MayShare(const API_DSInfo& info);
   // Runs work on the current cache; a failure is kept and gives the default answer.
   template <class Result, class Work>
   Result FromCache(Work work);
@@ -130,6 +134,9 @@ class SqliteStore final : public Store {
   std::uint64_t generation_ = 0;
   std::int64_t checked_ = 0;
   std::optional<std::vector<std::int32_t>> rule_numbers_;
+  std::unique_ptr<SecondReader> second_;  // opened for the first large selection
+  std::int64_t share_from_;
+  std::size_t shared_ = 0;
 
   std::mutex failure_mutex_;
   std::optional<EmbeddedDatabase::Failure> failure_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <system_error>
 #include <thread>
@@ -10,7 +11,7 @@
 namespace orvspc::engine {
 
 // Below this many subgroups a second thread costs more than it saves.
-inline constexpr std::size_t kWorthTwoThreads = 100'000;
+inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 
 // Runs first() here and second() on a thread of its own, or one after the other when the system has
 // no thread to give. Both have ended when it returns; what first threw leaves before what second
@@ -43,8 +44,8 @@ void RunBoth(First&& first, Second&& second) {
 
 // work(begin, end) over 0..count, cut in two for two threads when there is enough to do.
 template <class Work>
-void ForHalves(std::size_t count, Work&& work, std::size_t worth = kWorthTwoThreads) {
-  if (count < worth || count < 2) {
+void ForHalves(std::size_t count, Work&& work, std::int64_t worth = kWorthTwoThreads) {
+  if (static_cast<std::int64_t>(count) < worth || count < 2) {
     work(std::size_t{0}, count);
     return;
   }

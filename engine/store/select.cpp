@@ -2,11 +2,15 @@
 #include "engine/store/select.h"
 
 #include <algorithm>
+#include <atomic>
 #include <compare>
+#include <exception>
 #include <memory>
 #include <queue>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "engine/store/cache.h"
 #include "engine/store/conditions.h"
@@ -53,33 +57,39 @@ void MakeKeyed(DataSet& set) {
 
 class Selection {
  public:
-  Selection(Connection& connection, const StoreCache& cache, Conditions conditions, TimeRange range)
+  Selection(Connection& connection, const StoreCache& cache, Conditions conditions, TimeRange range,
+            TwoThreads& threads)
       : db_(connection),
         cache_(cache),
         conditions_(std::move(conditions)),
         range_(range),
+        threads_(threads),
         with_context_(cache.contexts.size() > 1) {}
 
   void Run(DataSet& out);
   const TimeRange& Range() const { return range_; }
 
- private:
+  // What a second thread needs too.
+  //
   // Walks a stream from its oldest or newest subgroup on; visit(record, context) returns false to
   // stop.
   template <class Visit>
-  void Walk(const Stream& stream, bool forward, Visit visit);
+  void Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const;
   // Appends the subgroup if it meets every condition but the time.
-  bool Take(const Stream& stream, const PackedView& record, std::size_t context, DataSet& out);
-  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out);
+  bool Take(const Stream& stream, const PackedView& record, std::size_t context,
+            DataSet& out) const;
+  // Once the first subgroup is there and shows how many rows there are to one.
+  void Reserve(DataSet& out) const;
+
+ private:
+  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const;
   bool HasWantedDefect(const PackedView& view) const;
   void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
-                      DataSet& out);
+                      DataSet& out) const;
   void FindNewest();
-  void Reserve(DataSet& out) const;
-  [[noreturn]] void Damaged(const Stream& stream);
+  [[noreturn]] void Damaged(Connection& db, const Stream& stream) const;
 
-  void RunForward(const Stream& stream, DataSet& out);
-  void RunNewestOfOne(const Stream& stream, DataSet& out);
+  void RunOne(const Stream& stream, bool forward, DataSet& out);
   void RunAllMerged(DataSet& out);
   void RunNewestMerged(DataSet& out);
 
@@ -87,20 +97,21 @@ class Selection {
   const StoreCache& cache_;
   Conditions conditions_;
   TimeRange range_;
+  TwoThreads& threads_;
   bool with_context_;
 };
 
 template <class Visit>
-void Selection::Walk(const Stream& stream, bool forward, Visit visit) {
+void Selection::Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const {
   const auto sql = forward ? (with_context_ ? kForwardWithContext : kForward)
                            : (with_context_ ? kBackwardWithContext : kBackward);
-  Query query(db_, sql);
+  Query query(db, sql);
   query.Bind(1, stream.id);
   query.Bind(2, std::int64_t{range_.Start()});
   query.Bind(3, std::int64_t{range_.End()});
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
-    if (!record) Damaged(stream);
+    if (!record) Damaged(db, stream);
     std::size_t context = 0;
     if (with_context_) {
       const auto place = cache_.PlaceOfContext(query.Int64(1));
@@ -112,7 +123,7 @@ void Selection::Walk(const Stream& stream, bool forward, Visit visit) {
 }
 
 bool Selection::Take(const Stream& stream, const PackedView& record, std::size_t context,
-                     DataSet& out) {
+                     DataSet& out) const {
   const auto subgroup = record.Subgroup();
   if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
   if (const auto& wanted = conditions_.with_descriptors;
@@ -138,7 +149,7 @@ bool Selection::HasWantedDefect(const PackedView& view) const {
   return false;
 }
 
-bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) {
+bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const {
   const bool narrow =
       conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
   if (conditions_.defects && !conditions_.defects_narrow_rows && !HasWantedDefect(view)) {
@@ -178,7 +189,7 @@ bool Selection::TakeRows(const Stream& stream, const PackedView& view, DataSet& 
 }
 
 void Selection::AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
-                               DataSet& out) {
+                               DataSet& out) const {
   auto& subgroup = out.subgroups.emplace_back();
   subgroup.Sgtm = record.Time();
   subgroup.Sgrp = record.Subgroup();
@@ -197,9 +208,9 @@ void Selection::AppendSubgroup(const Stream& stream, const PackedView& record, s
 }
 
 // Names the damaged subgroup by the columns beside its record, which is not to be trusted.
-void Selection::Damaged(const Stream& stream) {
+void Selection::Damaged(Connection& db, const Stream& stream) const {
   std::string which = "a subgroup";
-  Query query(db_,
+  Query query(db,
               "SELECT m.subgroup, s.label, m.packed FROM measurement m "
               "JOIN subgroup s ON s.id = m.subgroup "
               "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
@@ -221,7 +232,7 @@ void Selection::FindNewest() {
   DataSet scratch;
   std::optional<std::int32_t> newest;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, false, [&](const PackedView& record, std::size_t context) {
+    Walk(db_, stream, false, [&](const PackedView& record, std::size_t context) {
       if (newest && record.Time() <= *newest) return false;
       if (!Take(stream, record, context, scratch)) return true;
       newest = record.Time();
@@ -231,7 +242,6 @@ void Selection::FindNewest() {
   if (newest) range_.SetNewest(*newest);
 }
 
-// Once the first subgroup shows how many rows there are to one.
 void Selection::Reserve(DataSet& out) const {
   constexpr std::int64_t kMostSubgroups = 1 << 22;
   const auto expected = static_cast<std::size_t>(std::min(
@@ -247,11 +257,11 @@ void Selection::Run(DataSet& out) {
   if (streams.empty()) return;
   const auto bound = cache_.highest_subgroup * static_cast<std::int64_t>(streams.size());
   const bool limited = conditions_.limit < bound;
-  if (streams.size() == 1 && limited) return RunNewestOfOne(streams.front(), out);
+  if (streams.size() == 1 && limited) return RunOne(streams.front(), false, out);
   FindNewest();
   if (range_.NeedsNewest()) return;
   if (streams.size() == 1) {
-    RunForward(streams.front(), out);
+    RunOne(streams.front(), true, out);
   } else if (limited) {
     RunNewestMerged(out);
   } else {
@@ -259,27 +269,159 @@ void Selection::Run(DataSet& out) {
   }
 }
 
-void Selection::RunForward(const Stream& stream, DataSet& out) {
-  Walk(stream, true, [&](const PackedView& record, std::size_t context) {
-    if (Take(stream, record, context, out) && out.subgroups.size() == 1) Reserve(out);
-    return true;
-  });
+// Time and subgroup in one word that orders as they do; 0 stands before every subgroup.
+std::uint64_t PointOf(std::int32_t time, std::int32_t subgroup) {
+  constexpr std::uint32_t kSign = 0x80000000u;
+  return (std::uint64_t{static_cast<std::uint32_t>(time) ^ kSign} << 32) |
+         (static_cast<std::uint32_t>(subgroup) ^ kSign);
 }
 
-void Selection::RunNewestOfOne(const Stream& stream, DataSet& out) {
-  DataSet read;
-  const auto limit = static_cast<std::size_t>(conditions_.limit);
-  Walk(stream, false, [&](const PackedView& record, std::size_t context) {
-    if (record.Time() < range_.Start()) return false;
-    if (!Take(stream, record, context, read)) return true;
-    if (range_.NeedsNewest()) range_.SetNewest(record.Time());
-    if (read.subgroups.size() == 1) Reserve(read);
-    return read.subgroups.size() < limit;
+// A second thread that reads a stream from its other end until both have met. Each of them tells
+// now and then how far it has come and stops where the other has been, so the work is halved
+// wherever the subgroups lie; what both have read in the meantime is dropped by Join.
+class OtherEnd {
+ public:
+  OtherEnd(const Selection& selection, const Stream& stream, bool forward, TwoThreads& threads)
+      : second_(*threads.second),
+        stride_(std::clamp<std::int64_t>(threads.from / 400, 1, 256)),
+        forward_(forward),
+        thread_([this, &selection, &stream] { Read(selection, stream); }) {}
+  OtherEnd(const OtherEnd&) = delete;
+  OtherEnd& operator=(const OtherEnd&) = delete;
+  ~OtherEnd() { Stop(); }
+
+  // For the first thread, once it is done with a subgroup: whether the other has been there.
+  bool Meets(const PackedView& record) { return Meets(record, !forward_, first_); }
+  // The first thread needs no more.
+  void Stop() {
+    if (!thread_.joinable()) return;
+    stopped_ = true;
+    thread_.join();
+    second_.Leave();
+  }
+  // Waits for the end. Throws what the thread has thrown.
+  DataSet Finish() {
+    if (thread_.joinable()) thread_.join();
+    second_.Leave();
+    if (failure_) std::rethrow_exception(failure_);
+    return std::move(set_);
+  }
+
+ private:
+  // On a cache line of its own.
+  struct alignas(64) Reader {
+    std::int64_t steps = 0;
+    std::uint64_t other = 0;  // the other's point as it was last seen
+  };
+
+  bool Meets(const PackedView& record, bool forward, Reader& reader) {
+    const auto point = PointOf(record.Time(), record.Subgroup());
+    if (reader.steps++ % stride_ == 0) {
+      (forward ? from_oldest_ : from_newest_) = point;
+      reader.other = forward ? from_newest_ : from_oldest_;
+    }
+    return forward ? point >= reader.other : point <= reader.other;
+  }
+
+  void Read(const Selection& selection, const Stream& stream) noexcept {
+    try {
+      selection.Walk(
+          second_.Get(), stream, forward_, [&](const PackedView& record, std::size_t context) {
+            if (stopped_.load(std::memory_order_relaxed)) return false;
+            if (selection.Take(stream, record, context, set_) && set_.subgroups.size() == 1) {
+              selection.Reserve(set_);
+            }
+            return !Meets(record, forward_, second_reader_);
+          });
+    } catch (...) {
+      failure_ = std::current_exception();
+    }
+  }
+
+  SecondReader& second_;
+  const std::int64_t stride_;
+  const bool forward_;  // of the second thread
+  DataSet set_;
+  std::exception_ptr failure_;
+  Reader first_, second_reader_;
+  // How far each has come: the subgroup there and all before or behind it are read.
+  alignas(64) std::atomic<std::uint64_t> from_oldest_ = 0;
+  alignas(64) std::atomic<std::uint64_t> from_newest_ = UINT64_MAX;
+  std::atomic<bool> stopped_ = false;
+  std::thread thread_;  // last: it begins when everything else is there
+};
+
+// Null when there is nobody to share with.
+std::unique_ptr<OtherEnd> Share(const Selection& selection, const Stream& stream, bool forward,
+                                TwoThreads& threads) {
+  if (!threads.second->Join()) return nullptr;
+  try {
+    auto other = std::make_unique<OtherEnd>(selection, stream, forward, threads);
+    threads.used = true;
+    return other;
+  } catch (const std::system_error&) {
+    threads.second->Leave();
+    return nullptr;
+  }
+}
+
+std::uint64_t PointOfLast(const DataSet& set) {
+  return PointOf(set.subgroups.back().Sgtm, set.subgroups.back().Sgrp);
+}
+
+// The newest subgroups of a set that ascends and one that descends, which may overlap.
+DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit) {
+  if (!ascending.subgroups.empty()) {
+    const auto last = PointOfLast(ascending);
+    while (!descending.subgroups.empty() && PointOfLast(descending) <= last) {
+      descending.subgroups.pop_back();
+    }
+  }
+  if (!ascending.keys.empty()) MakeKeyed(descending);
+  if (!descending.subgroups.empty() && !descending.keys.empty()) MakeKeyed(ascending);
+  const auto room = static_cast<std::int64_t>(ascending.subgroups.size()) +
+                    static_cast<std::int64_t>(descending.subgroups.size()) - limit;
+  if (room > 0) {
+    DataSet newest;
+    for (auto i = static_cast<std::size_t>(room); i < ascending.subgroups.size(); ++i) {
+      CopySubgroup(ascending, i, newest);
+    }
+    ascending = std::move(newest);
+  }
+  ascending.subgroups.reserve(ascending.subgroups.size() + descending.subgroups.size());
+  ascending.values.reserve(ascending.values.size() + descending.values.size());
+  for (auto i = descending.subgroups.size(); i-- > 0;) CopySubgroup(descending, i, ascending);
+  return ascending;
+}
+
+void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
+  DataSet read, others;
+  const auto limit = static_cast<std::uint64_t>(conditions_.limit);
+  const auto alone = threads_.second == nullptr ? kNoLimit : threads_.from / 8;
+  std::int64_t seen = 0;
+  std::unique_ptr<OtherEnd> other;
+  Walk(db_, stream, forward, [&](const PackedView& record, std::size_t context) {
+    // The walk began before the range of the newest was known.
+    if (!forward && record.Time() < range_.Start()) return false;
+    if (seen++ == alone && !range_.NeedsNewest()) other = Share(*this, stream, !forward, threads_);
+    if (Take(stream, record, context, read)) {
+      if (range_.NeedsNewest()) range_.SetNewest(record.Time());
+      if (read.subgroups.size() == 1) Reserve(read);
+      if (read.subgroups.size() >= limit && !forward) {
+        if (other) other->Stop();
+        return false;
+      }
+    }
+    return !other || !other->Meets(record);
   });
-  out.subgroups.reserve(read.subgroups.size());
-  out.values.reserve(read.values.size());
-  out.keys.reserve(read.keys.size());
-  for (auto i = read.subgroups.size(); i-- > 0;) CopySubgroup(read, i, out);
+  const bool shared = other && read.subgroups.size() < limit;
+  if (shared) others = other->Finish();
+  other.reset();
+  if (forward) {
+    out = shared ? Join(std::move(read), std::move(others), kNoLimit) : std::move(read);
+    return;
+  }
+  out = Join(std::move(others), std::move(read), conditions_.limit);
 }
 
 Place PlaceOfLast(const DataSet& set) {
@@ -314,7 +456,7 @@ void Selection::RunAllMerged(DataSet& out) {
   std::vector<Place> places;
   std::vector<std::ptrdiff_t> ends;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, true, [&](const PackedView& record, std::size_t context) {
+    Walk(db_, stream, true, [&](const PackedView& record, std::size_t context) {
       if (Take(stream, record, context, read)) places.push_back(PlaceOfLast(read));
       return true;
     });
@@ -330,7 +472,7 @@ void Selection::RunNewestMerged(DataSet& out) {
   // The newest so far, the oldest of them on top.
   std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
   for (const auto& stream : conditions_.streams) {
-    Walk(stream, false, [&](const PackedView& record, std::size_t context) {
+    Walk(db_, stream, false, [&](const PackedView& record, std::size_t context) {
       const Place next{record.Time(), record.Subgroup(), stream.test, 0};
       if (newest.size() == limit && next < newest.top()) return false;
       if (!Take(stream, record, context, read)) return true;
@@ -362,9 +504,9 @@ void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
 
 void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options,
-                  DataSet& out) {
+                  TwoThreads& threads, DataSet& out) {
   Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
-                      TimeRange(info, cache.zone_offset));
+                      TimeRange(info, cache.zone_offset), threads);
   DataSet result;
   selection.Run(result);
   out = std::move(result);
@@ -375,19 +517,37 @@ void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& i
   if (info.Status == 0) info.Status = kEveryState;
 }
 
+// Whether a selection may be large enough, as far as can be told before it runs.
+bool SqliteStore::MayShare(const API_DSInfo& info) {
+  if (info.Count > 0 && info.Count < share_from_) return false;
+  if (sqlite3_get_autocommit(connection_.Get()) == 0) return false;
+  RefreshSoon();
+  return cache_.highest_subgroup >= share_from_;
+}
+
 bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet& out) {
   out = {};
-  auto resolved = info;
-  const bool done = Read([&](Connection& connection) {
-    RunSelection(connection, Cache(), resolved, filter, options, out);
-  });
-  if (done) {
+  try {
+    const std::lock_guard lock(mutex_);
+    TwoThreads threads;
+    threads.from = share_from_;
+    if (MayShare(info)) {
+      if (!second_) second_ = SecondReader::Open(connection_);
+      if (second_ && second_->Note()) threads.second = second_.get();
+    }
+    auto resolved = info;
+    ReadOrThrow([&](Connection& connection) {
+      RunSelection(connection, Cache(), resolved, filter, options, threads, out);
+    });
     info = resolved;
-  } else {
+    if (threads.used) ++shared_;
+    return true;
+  } catch (...) {
+    KeepCurrentFailure(*this);
     out = {};
+    return false;
   }
-  return done;
 }
 
 namespace {
