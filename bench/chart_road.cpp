@@ -3,7 +3,13 @@
 //   bench_chart_road [--subgroups N] [--rounds N] [--dir DIR]
 // makes the data once (CSV, plain database, quality database), then runs the two in turn and prints
 // the median ratio for: import, one chart of all subgroups, a thousand charts of the newest 25.
+//   bench_chart_road --keep-memory 1 ...     freed memory stays with the process, as in a server
+//   that
+// draws one chart after the other: shows how much of a large chart is the system clearing fresh
+// pages
 //   bench_chart_road --once plain|product --dir DIR     one chart, for peak memory from outside
+#include <malloc.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -151,6 +157,10 @@ int main(int argc, char** argv) {
     if (option == "--rounds") rounds = std::stoi(argv[i + 1]);
     if (option == "--dir") dir = argv[i + 1];
     if (option == "--once") once = argv[i + 1];
+    if (option == "--keep-memory") {
+      mallopt(M_MMAP_MAX, 0);
+      mallopt(M_TRIM_THRESHOLD, -1);
+    }
   }
   fs::create_directories(dir);
   const std::string tag = std::to_string(subgroups);
