@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <set>
@@ -88,24 +89,50 @@ bool ByDescriptor(const API_DescriptorData& a, const API_DescriptorData& b) {
   return std::tie(a.Dsgp, a.Desc, a.Tsno) < std::tie(b.Dsgp, b.Desc, b.Tsno);
 }
 
+// Those of the subgroups, and perhaps of others between them, by subgroup and descriptor. One
+// statement serves identifiers that lie close together, as those of one import do.
+void ReadBlock(Connection& db, std::span<const API_SubgroupData> subgroups,
+               std::vector<API_DescriptorData>& rows) {
+  constexpr std::int64_t kCloseTogether = 4;
+  rows.clear();
+  const auto ids = DistinctSubgroups(subgroups);
+  const auto width = std::int64_t{ids.back()} - ids.front() + 1;
+  if (width <= kCloseTogether * static_cast<std::int64_t>(ids.size())) {
+    ReadDescriptors(db, ids.front(), ids.back(), rows);
+  } else {
+    for (const auto id : ids) ReadDescriptors(db, id, id, rows);
+  }
+  std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
+    return a.Sgrp != b.Sgrp ? a.Sgrp < b.Sgrp : ByDescriptor(a, b);
+  });
+}
+
 // The rows of each subgroup once, oldest subgroup first; at most `room`, of the newest.
 std::vector<API_DescriptorData> CollectDescriptors(Connection& db,
                                                    std::span<const API_SubgroupData> subgroups,
                                                    std::size_t room, bool& cut) {
-  std::vector<API_DescriptorData> newest_first;
+  constexpr std::size_t kBlock = 4096;
+  std::vector<API_DescriptorData> newest_first, block;
   Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
   if (!any.Step()) return newest_first;
   std::unordered_set<std::int32_t> seen;
-  std::vector<API_DescriptorData> of_one;
-  for (auto i = subgroups.size(); i-- > 0 && !cut;) {
-    const auto id = subgroups[i].Sgrp;
-    if (!seen.insert(id).second) continue;
-    of_one.clear();
-    ReadDescriptors(db, id, id, of_one);
-    cut = newest_first.size() + of_one.size() > room;
+  while (!subgroups.empty()) {
+    const auto of_block = subgroups.last(std::min(kBlock, subgroups.size()));
+    subgroups = subgroups.first(subgroups.size() - of_block.size());
+    ReadBlock(db, of_block, block);
+    for (auto i = of_block.size(); i-- > 0;) {
+      const auto id = of_block[i].Sgrp;
+      const auto first = std::partition_point(block.begin(), block.end(),
+                                              [&](const auto& row) { return row.Sgrp < id; });
+      const auto last =
+          std::partition_point(first, block.end(), [&](const auto& row) { return row.Sgrp == id; });
+      if (first == last || !seen.insert(id).second) continue;
+      cut = newest_first.size() + static_cast<std::size_t>(last - first) > room;
+      if (cut) break;
+      newest_first.insert(newest_first.end(), std::make_reverse_iterator(last),
+                          std::make_reverse_iterator(first));
+    }
     if (cut) break;
-    std::sort(of_one.begin(), of_one.end(), ByDescriptor);
-    newest_first.insert(newest_first.end(), of_one.rbegin(), of_one.rend());
   }
   std::reverse(newest_first.begin(), newest_first.end());
   return newest_first;

@@ -2,6 +2,8 @@
 #include "engine/store/DatabaseLibrary.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -267,6 +269,59 @@ TEST_F(DatabaseLibraryTest, ADefectFilterSelectsWholeSubgroupsHere) {
   ASSERT_EQ(data.subgroups.size(), 3u);
   EXPECT_EQ(data.values, (std::vector<double>{1, 0, 0}));
   EXPECT_EQ(data.Row(1, 0).Tsno, 0);
+}
+
+// Subgroups close together are asked for at once, scattered ones one by one; a data set of more
+// than one block, and one that names a subgroup twice, give the same as a walk by hand.
+TEST_F(DatabaseLibraryTest, DescriptorsOfManySubgroupsAreThoseOfEachOne) {
+  std::string csv = "part,process,test,subgroup,time,value,descriptor:A,descriptor:B\n";
+  for (int i = 1; i <= 9000; ++i) {
+    char time[32];
+    std::snprintf(time, sizeof time, "2024-01-01T%02d:%02d:%02d", i / 3600, i / 60 % 60, i % 60);
+    csv += "P,R,T,S" + std::to_string(i) + "," + time + ",1," +
+           (i % 3 == 0 ? "a" + std::to_string(i % 4) : "") + "," +
+           (i % 5 == 0 ? "b" + std::to_string(i % 2) : "") + "\n";
+  }
+  Import(csv);
+  FlatSelection all;
+  auto filter = all.Filter();
+  const auto get = [&](std::vector<API_SubgroupData> subgroups, std::size_t room) {
+    std::vector<API_DescriptorData> out(room);
+    out.resize(static_cast<std::size_t>(
+        library_.VLXDBL_GETDESCDATA(0, Db().ConnectionHandle(), all.info, filter, RefTo(subgroups),
+                                    RefTo(out), platform::DBLib6::kSubgroups)));
+    return out;
+  };
+  const auto key = [](const API_DescriptorData& row) {
+    return std::array{row.Sgrp, row.Dsgp, row.Desc, row.Tsno};
+  };
+  const std::pair<int, int> steps[] = {{1, 9000}, {7, 1200}, {-1, 9000}};  // step, subgroups
+  for (const auto& [step, count] : steps) {
+    SCOPED_TRACE("step " + std::to_string(step));
+    std::vector<API_SubgroupData> subgroups;
+    for (int i = 0; i < count; ++i) {
+      API_SubgroupData row{};
+      row.Sgrp = step > 0 ? 1 + i * step : 9000 - i;
+      subgroups.push_back(row);
+      if (i % 11 == 0) subgroups.push_back(row);
+    }
+    std::vector<std::array<std::int32_t, 4>> expected;
+    for (std::size_t i = 0; i < subgroups.size(); ++i) {
+      if (i > 0 && subgroups[i].Sgrp == subgroups[i - 1].Sgrp) continue;
+      for (const auto& row : get({subgroups[i]}, 4)) expected.push_back(key(row));
+    }
+    ASSERT_GT(expected.size(), 500U);
+    std::vector<std::array<std::int32_t, 4>> actual;
+    for (const auto& row : get(subgroups, 20000)) actual.push_back(key(row));
+    EXPECT_EQ(actual, expected);
+    EXPECT_TRUE(TakeNotes().empty());
+    const auto newest = get(subgroups, 100);
+    ASSERT_FALSE(newest.empty());
+    EXPECT_GE(newest.size(), 98U);  // a subgroup comes whole or not at all
+    EXPECT_EQ(key(newest.back()), expected.back());
+    EXPECT_EQ(key(newest.front()), expected[expected.size() - newest.size()]);
+    EXPECT_EQ(TakeNotes().size(), 1U);
+  }
 }
 
 TEST_F(DatabaseLibraryTest, DescriptorsComeInTheOrderOfTheSubgroups) {
