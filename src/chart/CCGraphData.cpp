@@ -71,8 +71,8 @@ bool CCGraphData::Moved(bool stands) {
   return stands;
 }
 
-bool CCGraphData::MoveTo(std::int32_t CurrentIndex) {
-  return Traced("CCGraphData.MoveTo", [&] { return Moved(cursor_.MoveTo(CurrentIndex, count_)); });
+bool CCGraphData::MoveTo(std::int32_t Index) {
+  return Traced("CCGraphData.MoveTo", [&] { return Moved(cursor_.MoveTo(Index, count_)); });
 }
 
 bool CCGraphData::MoveFirst() {

@@ -37,7 +37,7 @@ class CCGraphData : public platform::Object {
   // 1 on the first point and on an empty set.
   std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
   // Moves are true when the cursor stands on the point asked for; otherwise it stays.
-  bool MoveTo(std::int32_t CurrentIndex);
+  bool MoveTo(std::int32_t Index);
   bool MoveFirst();
   bool MoveLast();
   bool MoveNext();

@@ -11,7 +11,7 @@ namespace orvspc {
 // The comments of one subgroup. Without rows every Get of a field fails with 9.
 class CommentData : public Slice<API_CommentData> {
  public:
-  CommentData();
+  explicit CommentData(const Friend&);
 
   std::string Empl() const;   // the whole field of 32 units with its padding
   std::string Note() const;   // the whole field of 128 units with its padding

@@ -10,7 +10,7 @@ namespace orvspc {
 // The descriptors of one subgroup. Without rows every Get of a field fails with 9.
 class DescriptorData : public Slice<API_DescriptorData> {
  public:
-  DescriptorData();
+  explicit DescriptorData(const Friend&);
 
   std::int32_t Dsgp() const;  // descriptor group identifier
   std::int32_t Desc() const;  // descriptor identifier

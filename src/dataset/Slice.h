@@ -33,6 +33,9 @@ class Slice : public platform::Object {
 
   // The module of the trail, and what a Get does without rows.
   Slice(std::string_view module, Empty empty) : module_(module), empty_(empty) {}
+  Slice(const Slice&) = delete;
+  Slice& operator=(const Slice&) = delete;
+  ~Slice() override = default;
 
   // get(current row), with the trail name "<module>.<property>(g)".
   template <class Get>

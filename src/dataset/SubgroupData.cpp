@@ -201,7 +201,7 @@ double SubgroupData::Sgtm() const {
 std::shared_ptr<orvspc::TestData> SubgroupData::TestData() {
   return Traced("SubgroupData.TestData(g)", [&] {
     if (test_slice_) return test_slice_;
-    auto slice = std::make_shared<orvspc::TestData>();
+    auto slice = std::make_shared<orvspc::TestData>(Friend{});
     // Deliberate: the tests are the guard, so that tests without subgroups fail with 9.
     if (TotalTests() != 0) {
       const std::int32_t first = Current().Test_Start;
@@ -222,7 +222,7 @@ std::shared_ptr<orvspc::TestData> SubgroupData::TestData() {
 std::shared_ptr<orvspc::DescriptorData> SubgroupData::DescriptorData() {
   return Traced("SubgroupData.DescriptorData(g)", [&] {
     if (descriptor_slice_) return descriptor_slice_;
-    auto slice = std::make_shared<orvspc::DescriptorData>();
+    auto slice = std::make_shared<orvspc::DescriptorData>(Friend{});
     if (TotalDescriptors() != 0) {
       auto rows = RowsOf(answers_->descriptors, descriptors_, Current().Sgrp,
                          [](const API_DescriptorData&) { return true; });
@@ -235,7 +235,7 @@ std::shared_ptr<orvspc::DescriptorData> SubgroupData::DescriptorData() {
 std::shared_ptr<orvspc::CommentData> SubgroupData::CommentData() {
   return Traced("SubgroupData.CommentData(g)", [&] {
     if (comment_slice_) return comment_slice_;
-    auto slice = std::make_shared<orvspc::CommentData>();
+    auto slice = std::make_shared<orvspc::CommentData>(Friend{});
     if (comments_.Count() != 0) {
       const std::int32_t test = Current().Test;
       auto rows =
@@ -317,8 +317,10 @@ std::optional<std::vector<std::int32_t>> SubgroupData::GetTestIDs() const {
   return Traced("SubgroupData.GetTestIDs", [&] {
     Answers& kept = *answers_;
     if (kept.test_ids.empty()) {
-      kept.test_ids = Distinct(subgroups_, &API_SubgroupData::Test);
-      kept.defects.assign(kept.test_ids.size(), kUnknown);
+      auto test_ids = Distinct(subgroups_, &API_SubgroupData::Test);
+      // First, so that a list without states never stays behind when the memory ends.
+      kept.defects.assign(test_ids.size(), kUnknown);
+      kept.test_ids = std::move(test_ids);
     }
     return std::optional(kept.test_ids);
   });

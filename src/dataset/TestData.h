@@ -10,7 +10,7 @@ namespace orvspc {
 // The test values of one subgroup. Without rows every Get answers 0.
 class TestData : public Slice<API_TestData> {
  public:
-  TestData();
+  explicit TestData(const Friend&);
 
   std::int32_t Def() const;   // not 0: the row has defects
   std::int32_t Gage() const;  // gage identifier

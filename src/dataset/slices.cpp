@@ -63,7 +63,7 @@ template class Slice<API_DescriptorData>;
 template class Slice<API_CommentData>;
 
 // Deliberate: of the three only this one answers without rows.
-TestData::TestData() : Slice("TestData", Empty::kAnswersDefault) {}
+TestData::TestData(const Friend&) : Slice("TestData", Empty::kAnswersDefault) {}
 
 std::int32_t TestData::Def() const {
   return Read("Def", [](const API_TestData& row) { return row.Def; });
@@ -89,7 +89,7 @@ double TestData::Val() const {
   return Read("Val", [](const API_TestData& row) { return static_cast<double>(row.Val); });
 }
 
-DescriptorData::DescriptorData() : Slice("DescriptorData", Empty::kFails) {}
+DescriptorData::DescriptorData(const Friend&) : Slice("DescriptorData", Empty::kFails) {}
 
 std::int32_t DescriptorData::Dsgp() const {
   return Read("Dsgp", [](const API_DescriptorData& row) { return row.Dsgp; });
@@ -103,7 +103,7 @@ std::int32_t DescriptorData::Tsno() const {
   return Read("Tsno", [](const API_DescriptorData& row) { return row.Tsno; });
 }
 
-CommentData::CommentData() : Slice("CommentData", Empty::kFails) {}
+CommentData::CommentData(const Friend&) : Slice("CommentData", Empty::kFails) {}
 
 std::string CommentData::Empl() const {
   return Read("Empl",

@@ -59,9 +59,10 @@ bool IsHuge(const char* first, const char* last) {
 struct Reading {
   double value = 0.0;
   std::size_t length = 0;  // 0: the text does not begin with a number
+  bool huge = false;       // too large for a double; value is then 0
 };
 
-// The longest start of the text that is a number; no blanks are skipped. Too large fails with 6.
+// The longest start of the text that is a number; no blanks are skipped.
 Reading ReadNumber(std::string_view text) {
   const char* const begin = text.data();
   const char* const end = begin + text.size();
@@ -74,11 +75,15 @@ Reading ReadNumber(std::string_view text) {
   if (!begins) return {};
   double value = 0.0;
   const auto [stop, error] = std::from_chars(at, end, value);
-  if (error == std::errc::result_out_of_range) {
-    if (IsHuge(at, stop)) FailOverflow();
-    value = 0.0;
-  }
-  return {negative ? -value : value, static_cast<std::size_t>(stop - begin)};
+  const bool out_of_range = error == std::errc::result_out_of_range;
+  const bool huge = out_of_range && IsHuge(at, stop);
+  if (out_of_range) value = 0.0;
+  return {negative ? -value : value, static_cast<std::size_t>(stop - begin), huge};
+}
+
+double InRange(const Reading& reading) {
+  if (reading.huge) FailOverflow();
+  return reading.value;
 }
 
 // Only the exact words count.
@@ -99,7 +104,7 @@ double StrictNumber(std::string_view text) {
   text = Trim(text);
   const Reading reading = ReadNumber(text);
   if (reading.length == 0 || reading.length != text.size()) FailTypeMismatch();
-  return reading.value;
+  return InRange(reading);
 }
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
@@ -141,12 +146,12 @@ bool ToBoolean(std::string_view text) {
 }
 
 std::int32_t LeadingInt32(std::string_view text) {
-  return checked::Round(ReadNumber(SkipBlanks(text)).value);
+  return checked::Round(InRange(ReadNumber(SkipBlanks(text))));
 }
 
 double LeadingDouble(std::string_view text) {
   double value = 0.0;
-  return ReadWord(text, value) ? value : ReadNumber(SkipBlanks(text)).value;
+  return ReadWord(text, value) ? value : InRange(ReadNumber(SkipBlanks(text)));
 }
 
 NumberText::NumberText(std::int32_t value) {

@@ -39,7 +39,7 @@ using Kinds = ::testing::Types<Tests, Descriptors, Comments>;
 TYPED_TEST_SUITE(Slices, Kinds);
 
 TYPED_TEST(Slices, WithoutRowsNoMoveSucceedsAndTheIndexIs0) {
-  typename TypeParam::Class slice;
+  typename TypeParam::Class slice(Friend{});
   EXPECT_EQ(slice.Count(), 0);
   EXPECT_EQ(slice.CurrentIndex(), 0);
   EXPECT_FALSE(slice.MoveFirst() || slice.MoveLast() || slice.MoveNext() || slice.MovePrev());
@@ -48,7 +48,7 @@ TYPED_TEST(Slices, WithoutRowsNoMoveSucceedsAndTheIndexIs0) {
 
 TYPED_TEST(Slices, TheCursorStaysAtBothEnds) {
   using Row = typename TypeParam::Row;
-  typename TypeParam::Class slice;
+  typename TypeParam::Class slice(Friend{});
   slice.Load(Friend(), MakeArray(std::vector<Row>(3)));
   EXPECT_EQ(slice.CurrentIndex(), 1);
   EXPECT_FALSE(slice.MovePrev());
@@ -70,7 +70,7 @@ TYPED_TEST(Slices, TheCursorStaysAtBothEnds) {
 TEST(TestData, FieldsOfTheCurrentRow) {
   API_TestData row{};
   row.Sn = 1, row.Tsno = 2, row.Sbno = 3, row.Def = 4, row.Gage = 5, row.Val = 6.5;
-  TestData slice;
+  TestData slice(Friend{});
   slice.Load(Friend(), MakeArray(std::vector<API_TestData>{Value(0), row}));
   ASSERT_TRUE(slice.MoveNext());
   EXPECT_EQ(slice.Sn(), 1);
@@ -82,7 +82,7 @@ TEST(TestData, FieldsOfTheCurrentRow) {
 }
 
 TEST(TestData, WithoutRowsEveryFieldIs0) {
-  const TestData slice;
+  const TestData slice(Friend{});
   EXPECT_EQ(slice.Def() + slice.Gage() + slice.Sbno() + slice.Sn() + slice.Tsno(), 0);
   EXPECT_EQ(slice.Val(), 0.0);
 }
@@ -90,7 +90,7 @@ TEST(TestData, WithoutRowsEveryFieldIs0) {
 TEST(DescriptorData, FieldsOfTheCurrentRow) {
   API_DescriptorData row = Descriptor(1, 2, 3);
   row.Tsno = 4;
-  DescriptorData slice;
+  DescriptorData slice(Friend{});
   slice.Load(Friend(), MakeArray(std::vector{row}));
   EXPECT_EQ(slice.Dsgp(), 2);
   EXPECT_EQ(slice.Desc(), 3);
@@ -98,7 +98,7 @@ TEST(DescriptorData, FieldsOfTheCurrentRow) {
 }
 
 TEST(DescriptorData, WithoutRowsEveryFieldFailsWith9) {
-  const DescriptorData slice;
+  const DescriptorData slice(Friend{});
   const Failure failure = FailureOf([&] { slice.Dsgp(); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(), "DescriptorData.Dsgp(g)|orvSPCAnalysis6");
@@ -111,7 +111,7 @@ TEST(CommentData, TextsAreWholeFieldsWithTheirPadding) {
   API_CommentData row = Comment(1, 2, "short");
   row.Edtm = 86400;
   row.Tsno = 3;
-  CommentData slice;
+  CommentData slice(Friend{});
   slice.Load(Friend(), MakeArray(std::vector{row}));
   EXPECT_EQ(slice.Note(), "short" + std::string(123, ' '));
   EXPECT_EQ(slice.Empl(), "somebody" + std::string(24, ' '));
@@ -122,7 +122,7 @@ TEST(CommentData, TextsAreWholeFieldsWithTheirPadding) {
 
 TEST(CommentData, WithoutRowsEveryFieldFailsWith9AndTheEditTimeNamesTest) {
   const fake::FakeScope outside;
-  const CommentData slice;
+  const CommentData slice(Friend{});
   EXPECT_EQ(FailureOf([&] { slice.Empl(); }).Source(), "CommentData.Empl(g)|orvSPCAnalysis6");
   EXPECT_EQ(FailureOf([&] { slice.Note(); }).Source(), "CommentData.Note(g)|orvSPCAnalysis6");
   EXPECT_EQ(FailureOf([&] { slice.Test(); }).Source(), "CommentData.Test(g)|orvSPCAnalysis6");

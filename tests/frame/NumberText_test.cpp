@@ -54,6 +54,7 @@ TEST(NumberText, StrictDoubleTakesANumberAndNothingElse) {
       {"-1E+309", 6, 0, "too large"},
       {"1E999999999999999999999", 6, 0, "exponent out of any range"},
       {"0.001E+312", 6, 0, "too large behind the point"},
+      {"1e400x", 13, 0, "too large, but no number"},
       {"", 13, 0, "empty"},
       {"   ", 13, 0, "blanks alone"},
       {".", 13, 0, "point alone"},

@@ -35,6 +35,10 @@ TEST(DataSelect, ANewOneHasTheDefaults) {
 }
 
 // Neither would leave both objects usable.
+static_assert(!std::is_move_constructible_v<DataSelectDescriptor> &&
+              !std::is_move_assignable_v<DataSelectDescriptor> &&
+              !std::is_move_constructible_v<DataSelectDescriptors> &&
+              !std::is_move_assignable_v<DataSelectDescriptors>);
 static_assert(!std::is_copy_constructible_v<DataSelect> && !std::is_copy_assignable_v<DataSelect>);
 static_assert(!std::is_move_constructible_v<DataSelect> && !std::is_move_assignable_v<DataSelect>);
 
