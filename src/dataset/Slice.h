@@ -18,6 +18,10 @@ class Friend;
 template <class Row>
 class Slice : public platform::Object {
  public:
+  Slice(const Slice&) = delete;
+  Slice& operator=(const Slice&) = delete;
+  ~Slice() override = default;
+
   std::int32_t Count() const { return rows_.Count(); }
   std::int32_t CurrentIndex() const { return Count() == 0 ? 0 : cursor_.CurrentIndex(); }
   bool MoveFirst();
@@ -33,9 +37,6 @@ class Slice : public platform::Object {
 
   // The module of the trail, and what a Get does without rows.
   Slice(std::string_view module, Empty empty) : module_(module), empty_(empty) {}
-  Slice(const Slice&) = delete;
-  Slice& operator=(const Slice&) = delete;
-  ~Slice() override = default;
 
   // get(current row), with the trail name "<module>.<property>(g)".
   template <class Get>
