@@ -251,7 +251,7 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph, const Char
            " points, elsewhere "
            "limits of each stream's own";
   }
-  const std::string own = CalculatedText(view.stream_views[0], graph, chart);
+  std::string own = CalculatedText(view.stream_views[0], graph, chart);
   if (rows == 0) return own;
   std::string text;
   if (calculated > 0) text = "first " + std::to_string(calculated) + " calculated (" + own + "); ";

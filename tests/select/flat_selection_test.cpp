@@ -396,7 +396,7 @@ TEST_F(FlatSelection, ANegativeCountReadsNoItems) {
 
 // A selection whose blocks are all there.
 std::shared_ptr<DataSelect> SelectionWithEveryKind() {
-  const auto made = std::make_shared<DataSelect>();
+  auto made = std::make_shared<DataSelect>();
   DataSelect& select = *made;
   for (int type = dtPart; type <= dtOther; ++type) {
     const auto added = select.Descriptors()->Add(static_cast<DescriptorTypes>(type));

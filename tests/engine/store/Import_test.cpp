@@ -407,7 +407,7 @@ class DistanceTest : public ImportTest {
     }
     ImportOptions options;
     options.most_held = held;
-    const auto message = FailureOf([&] { Import(text, ImportKind::Values, options); });
+    auto message = FailureOf([&] { Import(text, ImportKind::Values, options); });
     if (!message.empty()) return message;
     std::string outcome = std::to_string(CountOf("comment")) + " comments";
     FlatSelection a;
