@@ -11,7 +11,8 @@
 
 namespace orvspc::engine {
 
-// Pre-control of one stream: each piece is judged by the specification in force at its subgroup.
+// Pre-control of one stream: each piece is judged by the specification limits in force at its
+// subgroup.
 struct PreControlInput {
   const DataSet& data;
   const PointTable& table;

@@ -400,7 +400,8 @@ void VariableRun::TellNotes(Store& store) const {
     tell(state.limits_change, "limits-changed",
          "The control limits in force changed inside the chart.");
     tell(state.specs_change, "specification-changed",
-         "The specification in force changed inside the chart; values are judged by the newest.");
+         "The specification limits in force changed inside the chart; values are judged by the "
+         "newest.");
     tell(state.estimates.gamma.value > kLargestGoodCv, "cv-large",
          "The coefficient of variation is above 0.3, where its limits are no longer good to 5 %.");
     tell(state.no_lines, "no-limits", "No specification gives this stream pre-control lines.");

@@ -134,7 +134,7 @@ std::int32_t VariableRun::DeliverColumn(const ArrayRef& array, ChartData code, s
   }
   for (const auto& line : kLineCodes) {
     if (line.code != code) continue;
-    // A pre-control chart has the lines of the specification and nothing calculated.
+    // A pre-control chart has the lines of the specification limits and nothing calculated.
     if (line.calculated && plan_.kinds[graph] == ChartKind::PreControl) return 0;
     WriteLines(graph, line.calculated, line.line, out);
     return static_cast<std::int32_t>(count);

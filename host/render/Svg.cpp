@@ -359,7 +359,7 @@ class Picture {
       lines.push_back({"",
                        "A number with a plus sign: the point breaks further rules, which its "
                        "tooltip names; no number: no room"});
-    if (outside) lines.push_back({"o", "a value of the subgroup is outside the specification"});
+    if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
     if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
     if (embedded) return lines;
     for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {

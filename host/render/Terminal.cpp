@@ -282,7 +282,7 @@ class Plot {
       if (occurs) text += std::string("   ") + meaning;
     };
     add(rules, "# breaks a rule");
-    add(outside, "S outside the specification");
+    add(outside, "S beyond a specification limit");
     add(unused, "x disabled or incomplete");
     add(limits, "- control limit");
     add(limits, "\xC2\xB7 centre");
