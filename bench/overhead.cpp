@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -79,6 +80,15 @@ class MemoryDatabaseLibrary : public platform::DBLib6 {
                                    std::int32_t, std::int32_t,
                                    std::span<std::int32_t> mask) override {
     std::fill(mask.begin(), mask.end(), 510);
+    return 0;
+  }
+  std::int32_t VLXDBL_BUILDEVENTDATA(std::int32_t, std::int32_t, API_DSInfo&,
+                                     std::span<std::int32_t>, std::span<std::int32_t>,
+                                     std::int32_t) override {
+    return 0;
+  }
+  std::int32_t VLXDBL_GETEVENTS(std::int32_t, std::int32_t, std::span<std::int32_t>,
+                                const platform::ArrayRef&, std::int32_t, std::int32_t) override {
     return 0;
   }
 
@@ -173,6 +183,9 @@ class MemoryPlatform : public platform::Platform {
  public:
   platform::DBLib6& DBLib() override { return database_library_; }
   platform::CtrlChrt6& CtrlChrt() override { return chart_library_; }
+  platform::CapAna6& CapAna() override { std::abort(); }
+  platform::Pareto6& Pareto() override { std::abort(); }
+  platform::SReqCompliance& Compliance() override { std::abort(); }
   std::string Identity() override { return "bench"; }
   std::shared_ptr<platform::RuleDef> MakeRuleDef() override { return std::make_shared<NoRules>(); }
   std::shared_ptr<platform::SpecLim> MakeSpecLim() override { return nullptr; }
@@ -187,6 +200,7 @@ class MemoryPlatform : public platform::Platform {
   std::shared_ptr<platform::NameRecord> MakeNameRecord(platform::NameRecordKind) override {
     return nullptr;
   }
+  std::shared_ptr<platform::PrcsStateLog> MakePrcsStateLog() override { return nullptr; }
 
  private:
   MemoryDatabaseLibrary database_library_;

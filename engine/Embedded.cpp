@@ -5,8 +5,11 @@
 #include <mutex>
 
 #include "engine/RowTable.h"
+#include "engine/capability/CapabilityLibrary.h"
 #include "engine/charts/ChartLibrary.h"
+#include "engine/compliance/ComplianceLibrary.h"
 #include "engine/dom/Dom.h"
+#include "engine/pareto/ParetoLibrary.h"
 #include "engine/records.h"
 #include "engine/store/DatabaseLibrary.h"
 #include "platform/FixedText.h"
@@ -66,6 +69,9 @@ class Embedded final : public platform::Platform {
  public:
   platform::DBLib6& DBLib() override { return database_library_; }
   platform::CtrlChrt6& CtrlChrt() override { return chart_library_; }
+  platform::CapAna6& CapAna() override { return capability_library_; }
+  platform::Pareto6& Pareto() override { return pareto_library_; }
+  platform::SReqCompliance& Compliance() override { return compliance_library_; }
   std::string Identity() override { return "orvSPCAnalysis6, embedded engine"; }
 
   std::shared_ptr<platform::RuleDef> MakeRuleDef() override {
@@ -95,10 +101,16 @@ class Embedded final : public platform::Platform {
   std::shared_ptr<platform::NameRecord> MakeNameRecord(platform::NameRecordKind kind) override {
     return std::make_shared<NameRecords>(kind);
   }
+  std::shared_ptr<platform::PrcsStateLog> MakePrcsStateLog() override {
+    return std::make_shared<StateLogRecords>();
+  }
 
  private:
   DatabaseLibrary database_library_;
   ChartLibrary chart_library_;
+  CapabilityLibrary capability_library_;
+  ParetoLibrary pareto_library_;
+  ComplianceLibrary compliance_library_;
 };
 
 }  // namespace

@@ -89,4 +89,29 @@ bool NameRecords::MoveNext() {
   return true;
 }
 
+const StateLogRecords::Record& StateLogRecords::Current() const {
+  static const Record none;
+  return records_.empty() ? none : records_[cursor_];
+}
+
+bool StateLogRecords::Read(const std::shared_ptr<platform::Database>&, std::int32_t) {
+  records_.clear();
+  return false;
+}
+
+void StateLogRecords::Add(platform::PrcsStateLog& record) {
+  records_.push_back(dynamic_cast<StateLogRecords&>(record).Current());
+}
+
+bool StateLogRecords::MoveFirst() {
+  cursor_ = 0;
+  return !records_.empty();
+}
+
+bool StateLogRecords::MoveNext() {
+  if (cursor_ + 1 >= records_.size()) return false;
+  ++cursor_;
+  return true;
+}
+
 }  // namespace orvspc::engine

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/NameRecord.h"
+#include "platform/PrcsStateLog.h"
 #include "platform/RuleDef.h"
 
 // The record objects that the library reads from a quality database.
@@ -61,6 +62,39 @@ class NameRecords final : public platform::NameRecord {
   platform::NameRecordKind kind_;
   Item record_;
   std::vector<Item> items_;
+  std::size_t cursor_ = 0;
+};
+
+// Records of the log of process states.
+class StateLogRecords final : public platform::PrcsStateLog {
+ public:
+  void RowLimit(std::int32_t value) override { row_limit_ = value; }
+  void KeyMode(std::int32_t) override {}
+  void ProcessID(std::int32_t value) override { process_ = value; }
+  void QueryType(std::int32_t value) override { query_ = value; }
+  double Time() override { return records_.empty() ? time_ : records_[cursor_].time; }
+  void Time(double value) override { time_ = value; }
+  bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t mode) override;
+  void Add(platform::PrcsStateLog& record) override;
+  bool MoveFirst() override;
+  bool MoveNext() override;
+  // 0 and empty on an empty list.
+  std::int32_t Process() override { return Current().process; }
+  std::int32_t StateID() override { return Current().state; }
+  std::string StateName() override { return Current().name; }
+  std::int32_t StateType() override { return Current().type; }
+
+ private:
+  struct Record {
+    double time = 0.0;
+    std::int32_t process = 0, state = 0, type = 0;
+    std::string name;
+  };
+  const Record& Current() const;
+
+  std::int32_t row_limit_ = 0, process_ = 0, query_ = 0;
+  double time_ = 0.0;
+  std::vector<Record> records_;
   std::size_t cursor_ = 0;
 };
 

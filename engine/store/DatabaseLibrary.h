@@ -46,6 +46,13 @@ class DatabaseLibrary final : public platform::DBLib6 {
                                    API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
                                    std::int32_t ChartWord, std::int32_t GraphCount,
                                    std::span<std::int32_t> AlarmMask) override;
+
+  std::int32_t VLXDBL_BUILDEVENTDATA(std::int32_t Reserved, std::int32_t Connection,
+                                     API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+                                     std::span<std::int32_t> Events, std::int32_t Last) override;
+  std::int32_t VLXDBL_GETEVENTS(std::int32_t Reserved, std::int32_t Connection,
+                                std::span<std::int32_t> Events, const platform::ArrayRef& Rows,
+                                std::int32_t Count, std::int32_t Code) override;
 };
 
 }  // namespace orvspc::engine

@@ -20,6 +20,7 @@ class DBLib6 {
   static constexpr std::int32_t kSubgroups = 1;
   static constexpr std::int32_t kTests = 512;
   static constexpr std::int32_t kSubgroupsAndTests = 262657;  // 0x40201
+  static constexpr std::int32_t kEvents = 262144;             // 0x40000
 
   // Forgets the kept data set.
   virtual std::int32_t VLXDBL_CLEARDATASETDATA() = 0;
@@ -58,6 +59,17 @@ class DBLib6 {
                                            API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
                                            std::int32_t ChartWord, std::int32_t GraphCount,
                                            std::span<std::int32_t> AlarmMask) = 0;
+
+  // Runs the selection for events, writes the identifiers of at most Count of them and returns
+  // their number.
+  virtual std::int32_t VLXDBL_BUILDEVENTDATA(std::int32_t Reserved, std::int32_t Connection,
+                                             API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+                                             std::span<std::int32_t> Events, std::int32_t Last) = 0;
+
+  // Writes the rows (API_EventData) of the events.
+  virtual std::int32_t VLXDBL_GETEVENTS(std::int32_t Reserved, std::int32_t Connection,
+                                        std::span<std::int32_t> Events, const ArrayRef& Rows,
+                                        std::int32_t Count, std::int32_t Code) = 0;
 };
 
 }  // namespace orvspc::platform

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/CapAna6.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/CtrlLim.h"
 #include "platform/DBLib6.h"
@@ -12,7 +13,10 @@
 #include "platform/Dom.h"
 #include "platform/ErrorLog.h"
 #include "platform/NameRecord.h"
+#include "platform/Pareto6.h"
+#include "platform/PrcsStateLog.h"
 #include "platform/RuleDef.h"
+#include "platform/SReqCompliance.h"
 #include "platform/SpecLim.h"
 #include "platform/TextTrimmer.h"
 #include "platform/TimeConversion.h"
@@ -27,6 +31,9 @@ class Platform {
 
   virtual DBLib6& DBLib() = 0;
   virtual CtrlChrt6& CtrlChrt() = 0;
+  virtual CapAna6& CapAna() = 0;
+  virtual Pareto6& Pareto() = 0;
+  virtual SReqCompliance& Compliance() = 0;
 
   // Identity text of the running application, for the failure log.
   virtual std::string Identity() = 0;
@@ -41,6 +48,7 @@ class Platform {
   // By name, "orvError6.Error".
   virtual std::shared_ptr<ErrorLog> MakeErrorLog(std::string_view name) = 0;
   virtual std::shared_ptr<NameRecord> MakeNameRecord(NameRecordKind kind) = 0;
+  virtual std::shared_ptr<PrcsStateLog> MakePrcsStateLog() = 0;
 };
 
 // Installs the platform of the process; null takes it away.

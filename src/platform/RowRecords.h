@@ -66,4 +66,29 @@ static_assert(offsetof(API_CommentData, Sgrp) == 0 && offsetof(API_CommentData, 
               offsetof(API_CommentData, Tsno) == 16 && offsetof(API_CommentData, Empl) == 20 &&
               offsetof(API_CommentData, Note) == 84 && offsetof(API_CommentData, Reserved2) == 340);
 
+struct API_EventData {
+  std::int32_t Evnt;
+  std::int32_t Reserved1[2];
+  std::int32_t F_TYPE;  // EventTypes
+  char16_t F_NAME[32];
+  std::int32_t F_EMPL, F_EVTM, F_PRCS, F_PART;
+  std::int32_t F_TEST_;  // F_TEST is a macro of the C library
+  std::int32_t F_SGTM;
+  std::int32_t F_ACC, F_ACEM, F_ACTM;
+  std::int32_t F_CAC, F_CAEM, F_CATM;
+  std::int32_t F_FLAG;  // EventFlags
+  std::int32_t Reserved2[4];
+};
+
+static_assert(sizeof(API_EventData) == 148);
+static_assert(offsetof(API_EventData, Evnt) == 0 && offsetof(API_EventData, Reserved1) == 4 &&
+              offsetof(API_EventData, F_TYPE) == 12 && offsetof(API_EventData, F_NAME) == 16 &&
+              offsetof(API_EventData, F_EMPL) == 80 && offsetof(API_EventData, F_EVTM) == 84 &&
+              offsetof(API_EventData, F_PRCS) == 88 && offsetof(API_EventData, F_PART) == 92 &&
+              offsetof(API_EventData, F_TEST_) == 96 && offsetof(API_EventData, F_SGTM) == 100 &&
+              offsetof(API_EventData, F_ACC) == 104 && offsetof(API_EventData, F_ACEM) == 108 &&
+              offsetof(API_EventData, F_ACTM) == 112 && offsetof(API_EventData, F_CAC) == 116 &&
+              offsetof(API_EventData, F_CAEM) == 120 && offsetof(API_EventData, F_CATM) == 124 &&
+              offsetof(API_EventData, F_FLAG) == 128 && offsetof(API_EventData, Reserved2) == 132);
+
 }  // namespace orvspc

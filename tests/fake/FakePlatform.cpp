@@ -131,7 +131,10 @@ void FakeRuleDef::Add(platform::RuleDef& other) {
 FakePlatform::FakePlatform()
     : world_(std::make_shared<World>()),
       database_library_(MakeDatabaseLibrary(world_)),
-      chart_library_(MakeChartLibrary(world_)) {}
+      chart_library_(MakeChartLibrary(world_)),
+      capability_library_(MakeCapabilityLibrary(world_)),
+      pareto_library_(MakeParetoLibrary(world_)),
+      compliance_library_(MakeComplianceLibrary(world_)) {}
 
 FakePlatform::~FakePlatform() = default;
 
@@ -183,6 +186,11 @@ std::shared_ptr<platform::ErrorLog> FakePlatform::MakeErrorLog(std::string_view 
 std::shared_ptr<platform::NameRecord> FakePlatform::MakeNameRecord(platform::NameRecordKind kind) {
   log().External("MakeNameRecord", static_cast<int>(kind));
   return std::make_shared<FakeNameRecord>(world_, kind);
+}
+
+std::shared_ptr<platform::PrcsStateLog> FakePlatform::MakePrcsStateLog() {
+  log().External("MakePrcsStateLog");
+  return MakeStateLog(world_);
 }
 
 }  // namespace orvspc::fake

@@ -113,6 +113,9 @@ class FakePlatform : public platform::Platform {
 
   platform::DBLib6& DBLib() override { return *database_library_; }
   platform::CtrlChrt6& CtrlChrt() override { return *chart_library_; }
+  platform::CapAna6& CapAna() override { return *capability_library_; }
+  platform::Pareto6& Pareto() override { return *pareto_library_; }
+  platform::SReqCompliance& Compliance() override { return *compliance_library_; }
   std::string Identity() override;
   std::shared_ptr<platform::RuleDef> MakeRuleDef() override;
   std::shared_ptr<platform::SpecLim> MakeSpecLim() override;
@@ -123,11 +126,15 @@ class FakePlatform : public platform::Platform {
   std::shared_ptr<platform::XmlDocument> MakeXmlDocument() override;
   std::shared_ptr<platform::ErrorLog> MakeErrorLog(std::string_view name) override;
   std::shared_ptr<platform::NameRecord> MakeNameRecord(platform::NameRecordKind kind) override;
+  std::shared_ptr<platform::PrcsStateLog> MakePrcsStateLog() override;
 
  private:
   std::shared_ptr<World> world_;
   std::unique_ptr<platform::DBLib6> database_library_;
   std::unique_ptr<platform::CtrlChrt6> chart_library_;
+  std::unique_ptr<platform::CapAna6> capability_library_;
+  std::unique_ptr<platform::Pareto6> pareto_library_;
+  std::unique_ptr<platform::SReqCompliance> compliance_library_;
 };
 
 // A fake platform in force on this thread while it lives, with a database.

@@ -11,9 +11,12 @@
 #include <utility>
 #include <vector>
 
+#include "platform/CapabilityRecords.h"
 #include "platform/ChartRecords.h"
+#include "platform/ComplianceRecords.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/NameRecord.h"
+#include "platform/ParetoRecords.h"
 #include "platform/RowRecords.h"
 #include "platform/SelectionRecord.h"
 
@@ -22,6 +25,36 @@ namespace orvspc::fake {
 struct Rule {
   std::int32_t number = 0;
   std::string text;
+};
+
+// The arguments of a call of the capability library; those that the Johnson fit is not given are
+// null.
+struct CapabilityCall {
+  std::int32_t reserved1 = 0, connection = 0;
+  API_DSInfo* info = nullptr;
+  std::span<std::int32_t> filter;
+  std::span<double> x, y;
+  platform::ArrayRef bins;
+  API_CASummary* summary = nullptr;
+  API_CAPPs* pps = nullptr;
+  API_CAChiSq* chi_sq = nullptr;
+  API_CASpecLim8* spec_lim = nullptr;
+  API_CASpecResults* spec_results = nullptr;
+  API_CAOptions options = {};
+  API_CACPs* cps = nullptr;
+  API_CAMoments* moments = nullptr;
+  API_CAAnova* anova = nullptr;
+  API_CANccLim8* ncc_lim = nullptr;
+  API_CANccResults* ncc_results = nullptr;
+  API_CAReserved* reserved = nullptr;
+  std::int32_t reserved2 = 0;
+};
+
+// A record of the log of process states; time is a date.
+struct StateRecord {
+  double time = 0.0;
+  std::int32_t process = 0, state = 0, type = 0;
+  std::string name;
 };
 
 // What the fakes answer. Everything is empty until a test says otherwise: no rows, chart word 0.
@@ -51,6 +84,18 @@ struct Script {
   std::array<double, 3> average_sizes = {};
   // Rules that are enabled as alarms, for each graph.
   std::array<std::int32_t, 3> alarm_mask = {};
+
+  // The two calls of the capability library; without one it returns 0 and writes nothing.
+  std::function<std::int32_t(CapabilityCall&)> capability, johnson;
+  // A call of the Pareto library; without one it returns 0 and writes nothing.
+  std::function<std::int32_t(std::span<API_PABin>, API_PAOptions&)> pareto;
+  // Rows of the compliance library, and its result without them.
+  std::vector<API_SCRow> compliance_rows;
+  std::optional<std::int32_t> compliance_result;
+  // Events, and the result of their build without them; the log of process states by time.
+  std::vector<API_EventData> events;
+  std::optional<std::int32_t> event_result;
+  std::vector<StateRecord> state_log;
 
   // Run rules that RuleDef reads from the database, and names by identifier.
   std::vector<Rule> rules;

@@ -83,6 +83,24 @@ class FakeDatabaseLibrary : public platform::DBLib6 {
     return 0;
   }
 
+  std::int32_t VLXDBL_BUILDEVENTDATA(std::int32_t Reserved, std::int32_t Connection,
+                                     API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+                                     std::span<std::int32_t> Events, std::int32_t Last) override {
+    log().Native("VLXDBL_BUILDEVENTDATA", Reserved, Connection, DSInfo, DSFilter, Events, Last);
+    if (script().rewrite) script().rewrite(DSInfo, DSFilter);
+    const auto& rows = script().events;
+    const auto count = std::min(Events.size(), rows.size());
+    for (std::size_t i = 0; i < count; ++i) Events[i] = rows[i].Evnt;
+    return script().event_result.value_or(static_cast<std::int32_t>(count));
+  }
+
+  std::int32_t VLXDBL_GETEVENTS(std::int32_t Reserved, std::int32_t Connection,
+                                std::span<std::int32_t> Events, const platform::ArrayRef& Rows,
+                                std::int32_t Count, std::int32_t Code) override {
+    log().Native("VLXDBL_GETEVENTS", Reserved, Connection, Events, Rows, Count, Code);
+    return Fill(Rows, script().events);
+  }
+
  private:
   Script& script() { return world_->script; }
   CallLog& log() { return world_->log; }

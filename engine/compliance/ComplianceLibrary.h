@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/SReqCompliance.h"
+
+namespace orvspc::engine {
+
+// The library of sampling compliance of the embedded engine.
+class ComplianceLibrary final : public platform::SReqCompliance {
+ public:
+  std::int32_t VLXSREQ_SREQ_COMPLIANCE(std::int32_t Reserved, std::int32_t Connection,
+                                       API_DSInfo& DSInfo,
+                                       std::span<std::int32_t> DSFilter) override;
+  std::int32_t VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SCRow> Rows,
+                                               std::int32_t Count) override;
+  std::int32_t VLXSREQ_SREQ_COMPLIANCE_FREEDATA() override;
+};
+
+}  // namespace orvspc::engine
