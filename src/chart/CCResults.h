@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "chart/CCGraph.h"
 #include "chart/CCProcessing.h"
@@ -11,6 +13,7 @@
 #include "dataset/SubgroupData.h"
 #include "platform/CtrlLim.h"
 #include "platform/DefOpp.h"
+#include "platform/Dom.h"
 #include "platform/Object.h"
 #include "platform/RuleDef.h"
 #include "platform/SpecLim.h"
@@ -58,6 +61,17 @@ class CCResults : public platform::Object {
   // but the settings ask for the chart.
   std::shared_ptr<CCGraph> Graphs(ccGraphTypes Index);
 
+  // The whole result. Writing takes the rows into SubgroupData, and what was read before is gone
+  // from it: a graph is then written without its arrays, and rows of a limit table fail with 9.
+  // Reading makes what is in the text, without rules; limit rows do not come back, nor do groups
+  // but for their identifiers. Graphs and tables that were read before stay the objects they were.
+  // A failure leaves what was read up to it: "Node does not exist!" for a text without the root, 91
+  // for an element that is missing (all but CCProcessing, DataSelect and SubgroupData), 13 or 6 for
+  // a number, 9 for a graph beyond the third.
+  bool SetXML(std::string_view XML);
+  bool SetXMLNode(const platform::XmlNode& Node);
+  std::string GetXML();
+
   // For the library.
   void Structure(const Friend&, API_CCResults&& record);
   void Processing(const Friend&, std::shared_ptr<CCProcessing> value);
@@ -65,6 +79,8 @@ class CCResults : public platform::Object {
   void RuleDef(const Friend&, std::shared_ptr<platform::RuleDef> value);
 
  private:
+  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document);
+
   API_CCResults record_;
   std::shared_ptr<CCProcessing> processing_;
   std::shared_ptr<orvspc::DataSelect> data_select_;

@@ -203,6 +203,16 @@ void ChartResult(fake::FakeScope& fake) {
   Chart(fake, ccGraph1XBar, kVariableWord)->TotalGroups();
 }
 
+// A text with rows that come back, since those of a written one do not.
+void ChartXml(fake::FakeScope& fake) {
+  Chart(fake, ccGraph1XBar, kVariableWord)->GetXML();
+  std::string text = Chart(fake, ccGraph1P, kAttributeWord)->GetXML();
+  for (const std::string container :
+       {"SpecificationLimits", "ControlLimits", "DefectOpportunities"})
+    text.insert(text.find("</" + container + ">"), "<" + container + "/>");
+  CCResults().SetXML(text);
+}
+
 void ChartPoints(fake::FakeScope& fake) {
   const auto results = Chart(fake, ccGraph1XBar, kVariableWord);
   const auto data = results->Graphs(ccGraphType1)->GraphData();
@@ -249,6 +259,7 @@ const Scenario kScenarios[] = {
     {"attribute chart", &AttributeChart},
     {"chart result", &ChartResult},
     {"chart points", &ChartPoints},
+    {"XML of a chart", &ChartXml},
 };
 const int kScenarioCount = static_cast<int>(std::size(kScenarios));
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <type_traits>
 
-#include "chart/CCProcessing.h"
+#include "chart/CCAnalysis.h"
 #include "dataset/SubgroupData.h"
 #include "platform/FixedText.h"
 #include "select/DataSelect.h"
@@ -63,13 +63,28 @@ struct Persisted<SubgroupData> {
   }
 };
 
+template <>
+struct Persisted<CCResults> {
+  static constexpr const char* kName = "CCResults";
+  static std::shared_ptr<CCResults> Make(fake::FakeScope& fake) {
+    using platform::ChartData;
+    fake::FillRows(fake.script(), 3, 2, 0.1);
+    fake.script().chart_word = 0x111;
+    fake.script().mean_estimate = 1.0 / 3.0;
+    fake.script().doubles[{ChartData::Points, 1}] = {5e-324, -1e300, 0.1 + 0.2};
+    fake.script().integers[{ChartData::SGSizes, 3}] = {2147483647, -2147483647 - 1, 0};
+    return CCAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(),
+                                          std::make_shared<CCProcessing>());
+  }
+};
+
 template <class T>
 class XmlContract : public testing::Test {
  protected:
   fake::FakeScope fake_;
 };
 
-using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData>;
+using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData, CCResults>;
 TYPED_TEST_SUITE(XmlContract, Classes);
 
 TYPED_TEST(XmlContract, TextOfAReadTextIsTheSame) {
