@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+// How many samples a sampling requirement asked for while its process ran, and how many of these
+// were taken. Plain arithmetic on stamps (seconds); an interval holds its start and not its end.
+namespace orvspc::engine {
+
+// A stay of a process in one state.
+struct StateSegment {
+  std::int64_t start = 0, end = 0;
+  std::int32_t state = 0, type = 0;  // 0: not known
+  bool running = false;
+};
+
+// Whether a process in a state of the type (ProcessStateTypes) runs: started or running.
+bool IsRunning(std::int32_t state_type);
+
+struct Period {
+  std::int64_t start = 0, end = 0;
+};
+
+// A period of its own that asks for n samples: a shift, a lot, a job.
+struct Occasion {
+  std::int64_t start = 0, end = 0;
+  std::int32_t item = 0;  // lot or job; 0: every sample inside the period counts
+};
+
+struct Sample {
+  std::int64_t time = 0;
+  std::int32_t item = 0;  // its lot or job
+};
+
+// What falls due in one segment.
+struct Due {
+  std::int64_t expected = 0, collected = 0;
+};
+
+// n samples in each `every` seconds of running time, taken until `grace` seconds later. Running
+// time is one clock that stands still in pauses: window j is (j - 1) every <= t < j every + grace.
+// Windows that the clock does not complete ask for nothing. A sample counts once, for the earliest
+// window that is still short; one taken in a pause has the clock's time of that pause. A window
+// belongs to the segment in which it ends. Segments and samples ascend; only what lies in `valid`
+// counts. One Due for each segment.
+std::vector<Due> IntervalSampling(std::span<const StateSegment> segments, const Period& valid,
+                                  std::int64_t n, std::int64_t every, std::int64_t grace,
+                                  std::span<const Sample> samples);
+
+// n samples on each occasion with running time. An occasion belongs to the segment of its last
+// second, or to the nearest segment where it reaches beyond them.
+std::vector<Due> OccasionSampling(std::span<const StateSegment> segments, const Period& valid,
+                                  std::int64_t n, std::span<const Occasion> occasions,
+                                  std::span<const Sample> samples);
+
+}  // namespace orvspc::engine
