@@ -18,9 +18,37 @@ namespace {
 
 constexpr std::int32_t kFailure = -2147221504;
 
-constexpr std::array<std::string_view, kItemKinds> kWords{
-    "part", "process", "test",  "revision", "workstation", "gage",
-    "job",  "lot",     "shift", "employee", "defect",      "serial"};
+struct KindName {
+  std::string_view word, table;
+};
+constexpr std::array<KindName, kItemKinds> kNames{{
+    {"part", "part"},
+    {"process", "process"},
+    {"test", "test"},
+    {"revision", "revision"},
+    {"workstation", "workstation"},
+    {"gage", "gage"},
+    {"job", "job"},
+    {"lot", "lot"},
+    {"shift", "shift"},
+    {"employee", "employee"},
+    {"defect", "defect"},
+    {"serial", "serial"},
+    {"acc-code", "acc_code"},
+    {"cac-code", "cac_code"},
+    {"state-code", "state_code"},
+    {"event-name", "event_name"},
+    {"company", "company"},
+    {"division", "division"},
+    {"site", "site"},
+    {"department", "department"},
+    {"area", "area"},
+    {"production-unit", "production_unit"},
+    {"requirement", "requirement"},
+}};
+
+// The last kind that subgroups name.
+constexpr auto kLastOfSubgroups = ItemKind::Serial;
 
 [[noreturn]] void Refuse(std::string reason) {
   throw platform::ExternalFailure(kFailure, "Catalogue", std::move(reason));
@@ -85,6 +113,7 @@ std::int32_t OfRow(const RowKey& key, ItemKind kind) {
 
 std::vector<Occurrence> Occurrences(Connection& db, const StoreCache& cache, ItemKind kind) {
   std::vector<Occurrence> found;
+  if (kind > kLastOfSubgroups) return found;
   const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
     const Occurrence next{item, subgroup, time};
     if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
@@ -139,11 +168,14 @@ void Count(std::span<const Occurrence> occurrences, std::vector<ListedItem>& ite
 
 }  // namespace
 
-std::string_view WordOf(ItemKind kind) { return kWords[static_cast<std::size_t>(kind)]; }
+std::string_view WordOf(ItemKind kind) { return kNames[static_cast<std::size_t>(kind)].word; }
+
+std::string_view TableOf(ItemKind kind) { return kNames[static_cast<std::size_t>(kind)].table; }
 
 std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
-  for (std::size_t i = 0; i < kWords.size(); ++i) {
-    const std::string singular(kWords[i]);
+  if (word == "companies") return ItemKind::Company;
+  for (std::size_t i = 0; i < kNames.size(); ++i) {
+    const std::string singular(kNames[i].word);
     if (word == singular || word == singular + "s" || word == singular + "es") {
       return static_cast<ItemKind>(i);
     }
@@ -174,7 +206,7 @@ std::optional<std::int32_t> FindItem(platform::Database& database, ItemKind kind
   static const auto texts = [] {
     std::array<std::string, kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "SELECT id FROM " + std::string(kWords[i]) + " WHERE name = ?1";
+      all[i] = "SELECT id FROM " + std::string(kNames[i].table) + " WHERE name = ?1";
     }
     return all;
   }();

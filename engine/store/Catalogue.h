@@ -27,14 +27,25 @@ enum class ItemKind {
   Employee,
   Defect,
   Serial,
+  AccCode,
+  CacCode,
+  StateCode,
+  EventName,
+  Company,
+  Division,
+  Site,
+  Department,
+  Area,
+  ProductionUnit,
+  Requirement,
 };
-inline constexpr int kItemKinds = 12;
+inline constexpr int kItemKinds = 23;
 
 struct ListedItem {
   std::int32_t id = 0;
   std::string name;
   std::int32_t test_type = 0;        // of a test: one of TestTypes, 0 until it has values
-  std::int64_t subgroups = 0;        // in which it occurs
+  std::int64_t subgroups = 0;        // in which it occurs; 0 for kinds that subgroups do not name
   std::int32_t first = 0, last = 0;  // stamps of the first and last of them; meaningless with none
 };
 
@@ -51,8 +62,10 @@ struct ListedDescriptor {
 
 // "part" and "parts" alike; empty for an unknown word.
 std::optional<ItemKind> ItemKindFromWord(std::string_view word);
-// The word in the singular, which is also the table's name.
+// The word in the singular, "part", "acc-code".
 std::string_view WordOf(ItemKind kind);
+// The table that holds the kind; it has at least id, name and active.
+std::string_view TableOf(ItemKind kind);
 
 // By name. Counts read the whole database.
 std::vector<ListedItem> ListItems(platform::Database& database, ItemKind kind);

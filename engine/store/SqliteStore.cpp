@@ -205,7 +205,7 @@ const std::unordered_map<std::int32_t, std::string>& SqliteStore::Names(ItemKind
       std::array<std::string, kItemKinds> all;
       for (int i = 0; i < kItemKinds; ++i) {
         all[static_cast<std::size_t>(i)] =
-            "SELECT id, name FROM " + std::string(WordOf(static_cast<ItemKind>(i)));
+            "SELECT id, name FROM " + std::string(TableOf(static_cast<ItemKind>(i)));
       }
       return all;
     }();

@@ -224,7 +224,9 @@ ImportReport ImportGroups(const ImportContext& context) {
   ImportReport report;
   while (table.Next()) {
     const auto kind = ItemKindFromWord(table.Name(kKind));
-    if (!kind) table.Refuse(kKind, "is nothing that can be grouped");
+    if (!kind || *kind == ItemKind::Requirement) {
+      table.Refuse(kKind, "is nothing that can be grouped");
+    }
     const auto item = names.Take(*kind, table.Name(kName));
     const auto group = table.Name(kGroup);
     Query(context.db, "INSERT OR IGNORE INTO item_group(kind, name) VALUES(?1, ?2)")

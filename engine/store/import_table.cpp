@@ -172,7 +172,7 @@ ImportNames::Table& ImportNames::Of(ItemKind kind) {
   static const auto texts = [] {
     std::array<std::string, kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "SELECT name, id FROM " + std::string(WordOf(static_cast<ItemKind>(i)));
+      all[i] = "SELECT name, id FROM " + std::string(TableOf(static_cast<ItemKind>(i)));
     }
     return all;
   }();
@@ -196,7 +196,8 @@ std::int32_t ImportNames::Take(ItemKind kind, std::string_view name) {
   static const auto texts = [] {
     std::array<std::string, kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "INSERT INTO " + std::string(WordOf(static_cast<ItemKind>(i))) + "(name) VALUES(?1)";
+      all[i] =
+          "INSERT INTO " + std::string(TableOf(static_cast<ItemKind>(i))) + "(name) VALUES(?1)";
     }
     return all;
   }();

@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/store/version1_file.h"
 
 namespace orvspc::engine {
 namespace {
@@ -154,6 +155,69 @@ TEST_F(OpenDatabaseTest, AFileWithoutMarkAndTableIsMadeADatabase) {
   }
   RunSql(Path(), "PRAGMA user_version=3");
   EXPECT_NE(OpeningFailure(Path(), true).find("no quality database"), std::string::npos);
+}
+
+class SchemaTest : public StoreTest {
+ protected:
+  void SetUp() override { RunSql(Path(), kVersion1File); }
+  std::int32_t Version() {
+    std::int32_t version = -1;
+    Opened()->ReadOrThrow([&](Connection& db) {
+      Query query(db, "PRAGMA user_version");
+      if (query.Step()) version = query.Int(0);
+    });
+    return version;
+  }
+};
+
+TEST_F(SchemaTest, AFileOfVersion1ComesForwardWithAllThatItHolds) {
+  EXPECT_EQ(Version(), 2);
+  FlatSelection all;
+  const auto data = Select(all.info, all.Filter());
+  ASSERT_EQ(data.subgroups.size(), 4u);
+  EXPECT_EQ(data.values, (std::vector<double>{74.030, 74.002, 3.0, 1.0, 73.995, 0.0}));
+  EXPECT_EQ(data.subgroups[0].Job, 1);
+  EXPECT_EQ(Opened()->SpecLimits(1, 1).size(), 1u);
+  EXPECT_EQ(Opened()->ControlLimits(1, 1, 1).size(), 1u);
+  EXPECT_EQ(Opened()->Opportunities(1, 2).size(), 1u);
+  EXPECT_EQ(Opened()->Setting("time_zone", ""), "+01:00");
+  EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1), (1u << 1) | (1u << 20));
+  EXPECT_EQ(ListGroups(Db(), ItemKind::Defect).size(), 1u);
+  EXPECT_EQ(ListDescriptors(Db()).size(), 2u);
+}
+
+TEST_F(SchemaTest, AFileBroughtForwardHasTheTablesOfANewOne) {
+  const auto tables = [](EmbeddedDatabase& database) {
+    std::vector<std::string> found;
+    SqliteStoreOf(database)->ReadOrThrow([&](Connection& db) {
+      Query query(db,
+                  "SELECT m.name || '.' || c.name || ' ' || c.type FROM sqlite_master m, "
+                  "pragma_table_info(m.name) c WHERE m.type = 'table' ORDER BY 1");
+      while (query.Step()) found.emplace_back(query.Text(0));
+    });
+    return found;
+  };
+  const auto fresh = OpenDatabase(folder_.File("new.db"), true);
+  EXPECT_EQ(tables(Db()), tables(*fresh));
+  EXPECT_GT(tables(*fresh).size(), 100u);
+}
+
+TEST_F(SchemaTest, AFileOfVersion1TakesWhatOnlyVersion2Holds) {
+  Db();
+  RunSql(Path(),
+         "INSERT INTO company(name) VALUES('Works'); UPDATE process SET company = 1;"
+         "INSERT INTO state_code(name, type) VALUES('running', 2000);"
+         "INSERT INTO state_log VALUES(1, 0, 1)");
+  Reopen();
+  EXPECT_EQ(FindItem(Db(), ItemKind::Company, "Works"), 1);
+  EXPECT_EQ(ItemName(Db(), ItemKind::StateCode, 1), "running");
+}
+
+TEST_F(SchemaTest, AnInterruptedStepForwardLeavesVersion1) {
+  RunSql(Path(), "CREATE TABLE cac_code(x)");  // in the way of the second half
+  EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "");
+  RunSql(Path(), "DROP TABLE cac_code");
+  EXPECT_EQ(Version(), 2);
 }
 
 TEST_F(OpenDatabaseTest, TwoProgramsThatMakeItAtOnceAreBothServed) {
