@@ -22,6 +22,7 @@ constexpr Kind kKinds[] = {
     {"rules", ImportKind::Rules, ImportRules},
     {"alarms", ImportKind::Alarms, ImportAlarms},
     {"groups", ImportKind::Groups, ImportGroups},
+    {"requirements", ImportKind::Requirements, ImportRequirements},
 };
 
 // Beside the store's own connection, which reads on meanwhile.

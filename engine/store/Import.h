@@ -47,6 +47,10 @@
 // alarms         number and on (yes, on, true, 1 or no, off, false, 0, in any case); optional part
 //                process test graph (1 to 3), each none: any.
 // groups         kind (part, process, ...), group and name.
+// requirements   process test kind n: n samples in each interval of running time (kind interval,
+//                with minutes, and grace minutes after it), or for each shift, lot or job. Optional
+//                part (none: any), from and to (holds from the one up to and without the other)
+//                and name (a new one; made of the rest unless given).
 namespace orvspc::engine {
 
 enum class ImportKind {
@@ -57,6 +61,7 @@ enum class ImportKind {
   Rules,
   Alarms,
   Groups,
+  Requirements,
 };
 
 // "values", "control-limits", ...

@@ -121,5 +121,6 @@ ImportReport ImportOpportunities(const ImportContext& context);
 ImportReport ImportRules(const ImportContext& context);
 ImportReport ImportAlarms(const ImportContext& context);
 ImportReport ImportGroups(const ImportContext& context);
+ImportReport ImportRequirements(const ImportContext& context);
 
 }  // namespace orvspc::engine
