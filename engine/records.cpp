@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/records.h"
 
-#include <optional>
 #include <utility>
 
 #include "engine/RowTable.h"
 #include "engine/store/Catalogue.h"
-#include "engine/store/Store.h"
+#include "engine/store/SqliteStore.h"
+#include "engine/store/StateLog.h"
+#include "engine/store/failures.h"
 #include "platform/ExternalFailure.h"
+#include "platform/TimeStamp.h"
 
 namespace orvspc::engine {
 namespace {
@@ -18,7 +20,7 @@ platform::Database& Needed(const std::shared_ptr<platform::Database>& database,
   throw platform::ExternalFailure(kMissingObject, source, "Missing object");
 }
 
-std::optional<ItemKind> ItemKindOf(platform::NameRecordKind kind) {
+ItemKind ItemKindOf(platform::NameRecordKind kind) {
   switch (kind) {
     case platform::NameRecordKind::Part:
       return ItemKind::Part;
@@ -26,9 +28,12 @@ std::optional<ItemKind> ItemKindOf(platform::NameRecordKind kind) {
       return ItemKind::Process;
     case platform::NameRecordKind::Test:
       return ItemKind::Test;
-    default:
-      return std::nullopt;
+    case platform::NameRecordKind::SmplReq:
+      return ItemKind::Requirement;
+    case platform::NameRecordKind::State:
+      return ItemKind::StateCode;
   }
+  return ItemKind::Part;
 }
 
 }  // namespace
@@ -64,9 +69,7 @@ void RuleRecords::Add(platform::RuleDef& other) {
 
 bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   auto& owner = Needed(database, "NameRecord");
-  const auto kind = ItemKindOf(kind_);
-  if (!kind) return false;
-  auto name = ItemName(owner, *kind, Current().id);
+  auto name = ItemName(owner, ItemKindOf(kind_), Current().id);
   if (name.empty()) return false;
   Current().name = std::move(name);
   return true;
@@ -94,13 +97,36 @@ const StateLogRecords::Record& StateLogRecords::Current() const {
   return records_.empty() ? none : records_[cursor_];
 }
 
-bool StateLogRecords::Read(const std::shared_ptr<platform::Database>&, std::int32_t) {
+bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   records_.clear();
-  return false;
+  cursor_ = 0;
+  const auto store = SqliteStoreOf(Needed(database, "PrcsStateLog"));
+  try {
+    store->ReadOrThrow([&](Connection& db) {
+      const auto time = platform::DateToTimeStamp(time_);
+      std::vector<StateLogRow> rows;
+      if (query_ == kForward) {
+        rows = ReadStateLog(db, process_, time, INT32_MAX, row_limit_ > 0 ? row_limit_ : -1);
+      } else if (query_ == kLatestBefore) {
+        if (const auto row = LatestStateBefore(db, 0, time)) rows.push_back(*row);
+      }
+      const auto& names = store->Names(ItemKind::StateCode);
+      for (const auto& row : rows) {
+        const auto name = names.find(row.state);
+        records_.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
+                            name == names.end() ? std::string() : name->second});
+      }
+    });
+  } catch (...) {
+    LeaveAsExternalFailure(store->Path(), "PrcsStateLog");
+  }
+  return !records_.empty();
 }
 
 void StateLogRecords::Add(platform::PrcsStateLog& record) {
-  records_.push_back(dynamic_cast<StateLogRecords&>(record).Current());
+  records_.push_back(
+      {record.Time(), record.Process(), record.StateID(), record.StateType(), record.StateName()});
+  cursor_ = records_.size() - 1;
 }
 
 bool StateLogRecords::MoveFirst() {

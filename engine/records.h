@@ -36,8 +36,7 @@ class RuleRecords final : public platform::RuleDef {
   std::size_t cursor_ = 0;
 };
 
-// Parts, processes and tests by their identifiers. The database holds neither sampling requirements
-// nor process states: reading one of those finds nothing.
+// Parts, processes, tests, sampling requirements and process states by their identifiers.
 class NameRecords final : public platform::NameRecord {
  public:
   explicit NameRecords(platform::NameRecordKind kind) : kind_(kind) {}
@@ -65,7 +64,7 @@ class NameRecords final : public platform::NameRecord {
   std::size_t cursor_ = 0;
 };
 
-// Records of the log of process states.
+// Records of the log of process states. A row limit below 1 is none; process 0 is every one.
 class StateLogRecords final : public platform::PrcsStateLog {
  public:
   void RowLimit(std::int32_t value) override { row_limit_ = value; }
