@@ -2,49 +2,17 @@
 #include "chart/CCProcessing.h"
 
 #include <tuple>
-#include <type_traits>
-#include <utility>
 
 #include "frame/ConstructorLog.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 namespace {
 
 constexpr std::string_view kElement = "CCProcessing";
-
-template <class Record, class T>
-struct Field {
-  std::string_view attribute;
-  T Record::*member;
-};
-template <class Record, class T>
-Field(const char*, T Record::*) -> Field<Record, T>;  // clang 14 deduces none of its own
-
-template <class Record, class T>
-void Write(const platform::XmlNode& element, const Field<Record, T>& field, const Record& record) {
-  if constexpr (std::is_same_v<T, double>) {
-    XMLSupport::SetXMLAttribute(element, field.attribute, record.*field.member);
-  } else {
-    XMLSupport::SetXMLAttribute(element, field.attribute,
-                                static_cast<std::int32_t>(record.*field.member));
-  }
-}
-
-// A missing attribute leaves the member as it was.
-template <class Record, class T>
-void Read(const platform::XmlNode& element, const Field<Record, T>& field, Record& record) {
-  T& member = record.*field.member;
-  if constexpr (std::is_same_v<T, double>) {
-    member = XMLSupport::ReadDouble(element, field.attribute, member);
-  } else if constexpr (std::is_same_v<T, bool>) {
-    member = XMLSupport::ReadBoolean(element, field.attribute, member);
-  } else {
-    member = static_cast<T>(XMLSupport::ReadInt32(element, field.attribute, member));
-  }
-}
 
 bool Between(std::int32_t value, std::int32_t low, std::int32_t high) {
   return value >= low && value <= high;
@@ -55,25 +23,20 @@ bool Between(std::int32_t value, std::int32_t low, std::int32_t high) {
 // In the order of the attributes.
 struct CCProcessing::Fields {
   static constexpr std::tuple kAll{
-      Field{"Graph1Type", &Settings::Graph1Type},
-      Field{"Graph2Type", &Settings::Graph2Type},
-      Field{"Graph3Type", &Settings::Graph3Type},
-      Field{"ProcessingType", &Settings::ProcessingType},
-      Field{"Individuals", &Settings::Individuals},
-      Field{"GroupBy", &Settings::GroupBy},
-      Field{"GroupThreshold", &Settings::GroupThreshold},
-      Field{"Cusum", &Settings::Cusum},
-      Field{"EWMA", &Settings::EWMA},
-      Field{"EWMAWeight", &Settings::EWMAWeight},
-      Field{"Economic", &Settings::Economic},
-      Field{"AQLValue", &Settings::AQLValue},
-      Field{"AQLProducerRisk", &Settings::AQLProducerRisk},
+      settings_xml::Field{"Graph1Type", &Settings::Graph1Type},
+      settings_xml::Field{"Graph2Type", &Settings::Graph2Type},
+      settings_xml::Field{"Graph3Type", &Settings::Graph3Type},
+      settings_xml::Field{"ProcessingType", &Settings::ProcessingType},
+      settings_xml::Field{"Individuals", &Settings::Individuals},
+      settings_xml::Field{"GroupBy", &Settings::GroupBy},
+      settings_xml::Field{"GroupThreshold", &Settings::GroupThreshold},
+      settings_xml::Field{"Cusum", &Settings::Cusum},
+      settings_xml::Field{"EWMA", &Settings::EWMA},
+      settings_xml::Field{"EWMAWeight", &Settings::EWMAWeight},
+      settings_xml::Field{"Economic", &Settings::Economic},
+      settings_xml::Field{"AQLValue", &Settings::AQLValue},
+      settings_xml::Field{"AQLProducerRisk", &Settings::AQLProducerRisk},
   };
-
-  template <class Visit>
-  static void ForEach(Visit&& visit) {
-    std::apply([&](const auto&... field) { (visit(field), ...); }, kAll);
-  }
 };
 
 CCProcessing::CCProcessing() {
@@ -198,7 +161,7 @@ platform::XmlNode CCProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
   return Traced("CCProcessing.CreateXMLNode", [&] {
     const auto element = Document.CreateElement(kElement);
-    Fields::ForEach([&](const auto& field) { Write(element, field, settings_); });
+    settings_xml::Write(element, Fields::kAll, settings_);
     return element;
   });
 }
@@ -212,7 +175,7 @@ bool CCProcessing::SetXML(std::string_view XML) {
 bool CCProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {
   return Traced("CCProcessing.SetXMLNode", [&] {
     // Deliberate: no bound and no rule is applied; what was written comes back unchanged.
-    Fields::ForEach([&](const auto& field) { Read(Node, field, settings_); });
+    settings_xml::Read(Node, Fields::kAll, settings_);
     return true;
   });
 }

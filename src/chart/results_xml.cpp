@@ -7,8 +7,10 @@
 
 #include "chart/CCResults.h"
 #include "frame/Friend.h"
+#include "frame/NumberText.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 namespace {
@@ -83,15 +85,30 @@ struct Table<Spec> {
   // Deliberate: the rows are read from their container, which the writer leaves bare.
   static constexpr bool kReadsContainer = true;
   static constexpr Column<Spec> kColumns[] = {
-      {"F_PART", &Spec::F_PART},   {"F_TEST", &Spec::F_TEST_},  {"F_SCAL", &Spec::F_SCAL, 4},
-      {"F_USL", &Spec::F_USL},     {"F_TAR", &Spec::F_TAR},     {"F_LSL", &Spec::F_LSL},
-      {"F_UGB", &Spec::F_UGB},     {"F_LGB", &Spec::F_LGB},     {"F_URL", &Spec::F_URL},
-      {"F_LRL", &Spec::F_LRL},     {"F_URL", &Spec::F_URL},  // Deliberate: set and read a second
-                                                             // time; it keeps its place.
-      {"F_UWP", &Spec::F_UWP},     {"F_LWP", &Spec::F_LWP},     {"F_USG", &Spec::F_USG},
-      {"F_LSG", &Spec::F_LSG},     {"F_UDS", &Spec::F_UDS},     {"F_LDS", &Spec::F_LDS},
-      {"F_CP", &Spec::F_CP},       {"F_CPK", &Spec::F_CPK},     {"F_RRMAR", &Spec::F_RRMAR},
-      {"F_RRMAX", &Spec::F_RRMAX}, {"F_EFLAG", &Spec::F_EFLAG}, {"F_AFLAG", &Spec::F_AFLAG},
+      {"F_PART", &Spec::F_PART},
+      {"F_TEST", &Spec::F_TEST_},
+      {"F_SCAL", &Spec::F_SCAL, 4},
+      {"F_USL", &Spec::F_USL},
+      {"F_TAR", &Spec::F_TAR},
+      {"F_LSL", &Spec::F_LSL},
+      {"F_UGB", &Spec::F_UGB},
+      {"F_LGB", &Spec::F_LGB},
+      {"F_URL", &Spec::F_URL},
+      {"F_LRL", &Spec::F_LRL},
+      {"F_URL", &Spec::F_URL},  // Deliberate: set and read a second
+                                // time; it keeps its place.
+      {"F_UWP", &Spec::F_UWP},
+      {"F_LWP", &Spec::F_LWP},
+      {"F_USG", &Spec::F_USG},
+      {"F_LSG", &Spec::F_LSG},
+      {"F_UDS", &Spec::F_UDS},
+      {"F_LDS", &Spec::F_LDS},
+      {"F_CP", &Spec::F_CP},
+      {"F_CPK", &Spec::F_CPK},
+      {"F_RRMAR", &Spec::F_RRMAR},
+      {"F_RRMAX", &Spec::F_RRMAX},
+      {"F_EFLAG", &Spec::F_EFLAG},
+      {"F_AFLAG", &Spec::F_AFLAG},
   };
 };
 
@@ -224,26 +241,9 @@ void ReadList(std::string_view text, Array<double>& values) {
   XMLSupport::ConvertStringToDoubleArray(text, values);
 }
 
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
-// A new object filled from the node, or null without one. It is in its place before it is filled.
-template <class T>
-void SetObjectXMLNode(std::string_view entry, const XmlNode& Node, std::shared_ptr<T>& object) {
-  Traced(entry, [&] {
-    object = nullptr;
-    if (!Node) return;
-    object = std::make_shared<T>();
-    object->SetXMLNode(Friend{}, Node);
-  });
-}
-
 void SetSubgroupDataXMLNode(const XmlNode& Node, std::shared_ptr<SubgroupData>& data,
                             API_CCTotals& totals) {
-  SetObjectXMLNode("CCResults.SetSubgroupDataXMLNode", Node, data);
+  settings_xml::SetObjectXMLNode("CCResults.SetSubgroupDataXMLNode", Node, data);
   if (!data) return;
   totals.SubgroupCount = data->TotalSubgroups();
   totals.TestCount = data->TotalTests();
@@ -258,7 +258,7 @@ void SetGraphXMLNode(const XmlNode& Node, API_CCResults& record) {
     API_CCGraph& graph = record.Graphs[index];
     graph.AverageSize = XMLSupport::ReadDouble(Node, "AverageSize", 0.0);
     for (const GraphArray& array : kGraphArrays) {
-      const auto text = Trimmed(XMLSupport::AttributeText(Node, array.attribute).value_or(""));
+      const auto text = TrimBlanks(XMLSupport::AttributeText(Node, array.attribute).value_or(""));
       std::visit([&](const auto field) { ReadList(text, graph.*field); }, array.field);
     }
   });
@@ -357,8 +357,10 @@ bool CCResults::SetXMLNode(const platform::XmlNode& Node) {
     record_.Graphs.Dimension(0, kGraphs - 1);
     XmlDocument& document = XMLSupport::DocumentOf(Node);
     const auto child = [&](std::string_view name) { return document.SelectSingleNode(Node, name); };
-    SetObjectXMLNode("CCResults.SetProcessingXMLNode", child("CCProcessing"), processing_);
-    SetObjectXMLNode("CCResults.SetDataselectXMLNode", child("DataSelect"), data_select_);
+    settings_xml::SetObjectXMLNode("CCResults.SetProcessingXMLNode", child("CCProcessing"),
+                                   processing_);
+    settings_xml::SetObjectXMLNode("CCResults.SetDataselectXMLNode", child("DataSelect"),
+                                   data_select_);
     SetSubgroupDataXMLNode(child("SubgroupData"), subgroup_data_, record_.Totals);
     SetGraphDataXMLNode(child("GraphData"), record_);
     SetStatDataXMLNode(child("Statistics"), record_);

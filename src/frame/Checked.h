@@ -18,6 +18,7 @@ inline std::int32_t Narrow(std::int64_t value) {
 
 inline std::int32_t Add(std::int32_t a, std::int32_t b) { return Narrow(std::int64_t{a} + b); }
 inline std::int32_t Subtract(std::int32_t a, std::int32_t b) { return Narrow(std::int64_t{a} - b); }
+inline std::int32_t Multiply(std::int32_t a, std::int32_t b) { return Narrow(std::int64_t{a} * b); }
 inline std::int32_t Absolute(std::int32_t a) {
   return Narrow(a < 0 ? -std::int64_t{a} : std::int64_t{a});
 }

@@ -23,7 +23,13 @@ class Cursor {
   bool MoveFirst(std::int32_t count) { return Stand(0, count); }
   bool MoveLast(std::int32_t count) { return Stand(std::int64_t{count} - 1, count); }
   bool MoveNext(std::int32_t count) { return Stand(std::int64_t{position_} + 1, count); }
-  bool MovePrev(std::int32_t count) { return Stand(std::int64_t{position_} - 1, count); }
+  // A set that was loaded again may have left the cursor behind its end; from there too the way
+  // back is one row at a time.
+  bool MovePrev(std::int32_t count) {
+    if (count == 0 || position_ == 0) return false;
+    --position_;
+    return true;
+  }
 
  private:
   bool Stand(std::int64_t position, std::int32_t count) {

@@ -25,12 +25,6 @@ std::string_view SkipBlanks(std::string_view text) {
   return text;
 }
 
-std::string_view Trim(std::string_view text) {
-  text = SkipBlanks(text);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
-
 // Whether a number that from_chars could not represent is too large, and not merely too small.
 // first..last is digits with at most one point and an optional exponent.
 bool IsHuge(const char* first, const char* last) {
@@ -101,7 +95,7 @@ bool ReadWord(std::string_view text, double& value) {
 }
 
 double StrictNumber(std::string_view text) {
-  text = Trim(text);
+  text = TrimBlanks(text);
   const Reading reading = ReadNumber(text);
   if (reading.length == 0 || reading.length != text.size()) FailTypeMismatch();
   return InRange(reading);
@@ -117,6 +111,12 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
 }
 
 }  // namespace
+
+std::string_view TrimBlanks(std::string_view text) {
+  text = SkipBlanks(text);
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
 
 std::int32_t ToInt32(std::string_view text) {
   std::int32_t value = 0;
@@ -135,11 +135,11 @@ std::int16_t ToInt16(std::string_view text) {
 
 double ToDouble(std::string_view text) {
   double value = 0.0;
-  return ReadWord(Trim(text), value) ? value : StrictNumber(text);
+  return ReadWord(TrimBlanks(text), value) ? value : StrictNumber(text);
 }
 
 bool ToBoolean(std::string_view text) {
-  const std::string_view word = Trim(text);
+  const std::string_view word = TrimBlanks(text);
   if (EqualsIgnoringCase(word, "true")) return true;
   if (EqualsIgnoringCase(word, "false")) return false;
   return StrictNumber(word) != 0.0;

@@ -8,6 +8,9 @@
 // Numbers in text. Independent of the locale: the decimal separator is always the point.
 namespace orvspc {
 
+// Without the blanks at its two ends.
+std::string_view TrimBlanks(std::string_view text);
+
 // Strict reading. A number is blanks, an optional sign, digits with at most one point, an optional
 // exponent (e or E), blanks; anything else fails with 13, a value out of the range of the type with
 // 6. Integers are rounded to the nearest, halves to even. A double may also be one of the words

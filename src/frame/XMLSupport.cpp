@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/XMLSupport.h"
 
-#include <algorithm>
-
 #include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
@@ -12,27 +10,6 @@
 
 namespace orvspc::XMLSupport {
 namespace {
-
-// Calls read(piece, index) for the texts between blanks; two blanks in a row give an empty one.
-template <class Read>
-void ForEachPiece(std::string_view text, Read&& read) {
-  for (std::int64_t index = 0;; ++index) {
-    const std::size_t blank = text.find(' ');
-    read(text.substr(0, blank), index);
-    if (blank == std::string_view::npos) return;
-    text.remove_prefix(blank + 1);
-  }
-}
-
-template <class T, class Read>
-std::int32_t SplitNumbers(std::string_view text, Array<T>& values, Read&& read) {
-  if (text.empty()) return 0;
-  const std::int32_t count = checked::Narrow(std::count(text.begin(), text.end(), ' ') + 1);
-  values.Dimension(0, count - 1);
-  ForEachPiece(text,
-               [&](std::string_view piece, std::int64_t index) { values[index] = read(piece); });
-  return count;
-}
 
 template <class T>
 std::string JoinNumbers(const Array<T>& values) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <variant>
 
 #include "frame/Array.h"
+#include "frame/Checked.h"
 #include "platform/Dom.h"
 #include "platform/RowRecords.h"
 
@@ -72,6 +74,21 @@ void ForEachChild(const platform::XmlNode& node, std::string_view name, Body&& b
 
 // The number of child elements of that name.
 std::int32_t CountChildren(const platform::XmlNode& node, std::string_view name);
+
+// Dimensions Values for the pieces between blanks (two blanks in a row give an empty one) and fills
+// it with read(piece). An empty text leaves Values alone. Returns the number of pieces.
+template <class T, class Read>
+std::int32_t SplitNumbers(std::string_view Text, Array<T>& Values, Read&& read) {
+  if (Text.empty()) return 0;
+  const std::int32_t count = checked::Narrow(std::count(Text.begin(), Text.end(), ' ') + 1);
+  Values.Dimension(0, count - 1);
+  for (T& value : Values.Elements()) {
+    const std::size_t blank = Text.find(' ');
+    value = read(Text.substr(0, blank));
+    Text.remove_prefix(blank == std::string_view::npos ? Text.size() : blank + 1);
+  }
+  return count;
+}
 
 // The pieces between blanks, read from the left. An empty text leaves Values alone and gives false.
 bool ConvertStringToLongArray(std::string_view Text, Array<std::int32_t>& Values);

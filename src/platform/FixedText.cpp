@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 namespace orvspc::platform {
 namespace {
@@ -70,6 +71,26 @@ char32_t TakeUtf8(std::string_view text, std::size_t& at) {
   return point;
 }
 
+// Windows-1252 from 0x80 to 0x9F; every other byte is the unit of its number. The five bytes that
+// the page leaves open stand for themselves, so that every byte comes back.
+constexpr char16_t kHighHalf[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+bool IsHighHalf(unsigned unit) { return unit >= 0x80 && unit < 0xA0; }
+
+char ByteOf(char16_t unit) {
+  if (unit < 0x100 && !IsHighHalf(unit)) return static_cast<char>(unit);
+  const auto* const found = std::find(std::begin(kHighHalf), std::end(kHighHalf), unit);
+  return found == std::end(kHighHalf) ? '?' : static_cast<char>(0x80 + (found - kHighHalf));
+}
+
+char16_t UnitOf(char byte) {
+  const auto value = static_cast<unsigned char>(byte);
+  return IsHighHalf(value) ? kHighHalf[value - 0x80] : value;
+}
+
 }  // namespace
 
 std::string ToUtf8(std::u16string_view text) {
@@ -111,6 +132,14 @@ std::u16string_view TrimFixedText(std::u16string_view text) {
   text = text.substr(0, text.find(u'\0'));
   while (!text.empty() && text.back() == u' ') text.remove_suffix(1);
   return text;
+}
+
+void To8Bit(std::span<const char16_t> from, std::span<char> to) {
+  std::transform(from.begin(), from.begin() + std::ssize(to), to.begin(), ByteOf);
+}
+
+void From8Bit(std::span<const char> from, std::span<char16_t> to) {
+  std::transform(from.begin(), from.begin() + std::ssize(to), to.begin(), UnitOf);
 }
 
 }  // namespace orvspc::platform

@@ -24,4 +24,9 @@ std::string FixedTextToUtf8(std::span<const char16_t> field);
 // Without trailing blanks and what stands from the first NUL on.
 std::u16string_view TrimFixedText(std::u16string_view text);
 
+// Between a fixed field of UTF-16 and one of the 8-bit code page (Windows-1252) of the same length,
+// unit for unit, padding and NULs included. A unit that the page lacks becomes a question mark.
+void To8Bit(std::span<const char16_t> from, std::span<char> to);
+void From8Bit(std::span<const char> from, std::span<char16_t> to);
+
 }  // namespace orvspc::platform

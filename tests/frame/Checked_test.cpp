@@ -24,6 +24,14 @@ TEST(Checked, SumsAndDifferencesAtTheEnds) {
   EXPECT_EQ(NumberOf([] { Absolute(kLowest); }), 6);
 }
 
+TEST(Checked, MultiplicationStopsAtTheRange) {
+  EXPECT_EQ(Multiply(8388607, 256), 2147483392);
+  EXPECT_EQ(Multiply(-8388608, 256), kLowest);
+  EXPECT_EQ(NumberOf([] { Multiply(8388608, 256); }), 6);
+  EXPECT_EQ(NumberOf([] { Multiply(-8388609, 256); }), 6);
+  EXPECT_EQ(NumberOf([] { Multiply(kLowest, -1); }), 6);
+}
+
 TEST(Checked, RoundsHalvesToEven) {
   struct Row {
     double value;

@@ -57,5 +57,16 @@ TEST(Cursor, WalksToTheLastRowAndStaysThere) {
   EXPECT_FALSE(cursor.MovePrev(4));
 }
 
+TEST(Cursor, LeftBehindTheEndByAShorterSetItWalksBackRowByRow) {
+  Cursor cursor;
+  cursor.MoveTo(5, 5);
+  EXPECT_FALSE(cursor.MoveNext(2));
+  EXPECT_EQ(cursor.CurrentIndex(), 5);
+  EXPECT_TRUE(cursor.MovePrev(2));
+  EXPECT_EQ(cursor.CurrentIndex(), 4);
+  EXPECT_FALSE(cursor.MovePrev(0));
+  EXPECT_EQ(cursor.CurrentIndex(), 4);
+}
+
 }  // namespace
 }  // namespace orvspc

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+
+#include "frame/Friend.h"
+#include "frame/Trail.h"
+#include "frame/XMLSupport.h"
+
+// Settings as the attributes of an element: one table of members is the writer and the reader.
+namespace orvspc::settings_xml {
+
+template <class Record, class T>
+struct Field {
+  std::string_view attribute;
+  T Record::*member;
+};
+template <class Record, class T>
+Field(const char*, T Record::*) -> Field<Record, T>;  // clang 14 deduces none of its own
+
+// A flag goes as 1 or 0, an enumeration as its number.
+template <class Record, class T>
+void WriteField(const platform::XmlNode& element, const Field<Record, T>& field,
+                const Record& record) {
+  if constexpr (std::is_same_v<T, double>) {
+    XMLSupport::SetXMLAttribute(element, field.attribute, record.*field.member);
+  } else {
+    XMLSupport::SetXMLAttribute(element, field.attribute,
+                                static_cast<std::int32_t>(record.*field.member));
+  }
+}
+
+// A missing attribute leaves the member as it was.
+template <class Record, class T>
+void ReadField(const platform::XmlNode& element, const Field<Record, T>& field, Record& record) {
+  T& member = record.*field.member;
+  if constexpr (std::is_same_v<T, double>) {
+    member = XMLSupport::ReadDouble(element, field.attribute, member);
+  } else if constexpr (std::is_same_v<T, bool>) {
+    member = XMLSupport::ReadBoolean(element, field.attribute, member);
+  } else {
+    member = static_cast<T>(XMLSupport::ReadInt32(element, field.attribute, member));
+  }
+}
+
+// `fields` is a tuple of Field, in the order of the attributes.
+template <class Fields, class Record>
+void Write(const platform::XmlNode& element, const Fields& fields, const Record& record) {
+  std::apply([&](const auto&... field) { (WriteField(element, field, record), ...); }, fields);
+}
+template <class Fields, class Record>
+void Read(const platform::XmlNode& element, const Fields& fields, Record& record) {
+  std::apply([&](const auto&... field) { (ReadField(element, field, record), ...); }, fields);
+}
+
+// What a result holds beside its figures: a new object filled from the node, or null without one.
+// It is in its place before it is filled. `entry` is the reader's name in the trail.
+template <class T>
+void SetObjectXMLNode(std::string_view entry, const platform::XmlNode& Node,
+                      std::shared_ptr<T>& object) {
+  Traced(entry, [&] {
+    object = nullptr;
+    if (!Node) return;
+    object = std::make_shared<T>();
+    object->SetXMLNode(Friend{}, Node);
+  });
+}
+
+}  // namespace orvspc::settings_xml
