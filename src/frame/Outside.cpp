@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/Outside.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "frame/Failure.h"
+#include "platform/FixedText.h"
 
 namespace orvspc {
 namespace {
@@ -45,6 +49,15 @@ double TimeStampToDate(std::int32_t stamp) { return Time().TimeStampToDate(stamp
 
 void TrimFixedString(std::u16string& text) {
   Helper(&Helpers::trimmer, &platform::Platform::MakeTextTrimmer).TrimFixedString(text);
+}
+
+std::string TrimFixedField(std::span<char16_t> field) {
+  std::u16string text(field.begin(), field.end());
+  TrimFixedString(text);
+  const std::size_t kept = std::min(text.size(), field.size());
+  std::copy_n(text.begin(), kept, field.begin());
+  std::fill(field.begin() + static_cast<std::ptrdiff_t>(kept), field.end(), u' ');
+  return platform::ToUtf8(text);
 }
 
 }  // namespace orvspc

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "platform/Platform.h"
@@ -20,5 +21,8 @@ double TimeStampToDate(std::int32_t stamp);
 
 // Takes the padding off a fixed-width text.
 void TrimFixedString(std::u16string& text);
+// The text of a fixed field without its padding. Deliberate: the field is written back, the text at
+// its left and blanks behind it.
+std::string TrimFixedField(std::span<char16_t> field);
 
 }  // namespace orvspc

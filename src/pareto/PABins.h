@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "frame/Array.h"
+#include "frame/Cursor.h"
+#include "platform/Dom.h"
+#include "platform/Object.h"
+#include "platform/ParetoRecords.h"
+
+namespace orvspc {
+
+class Friend;
+
+// The bins of a Pareto analysis in their order, and a cursor over them. Figures are as the Pareto
+// library wrote them; nothing is computed here. Reached through PAResults.Bins.
+class PABins : public platform::Object {
+ public:
+  explicit PABins(const Friend&) {}
+  PABins(const PABins&) = delete;
+  PABins& operator=(const PABins&) = delete;
+  ~PABins() override = default;
+
+  std::int32_t Count() const { return bins_.Count(); }
+  // From 1, also when there are no bins. A move that is not possible returns false and the cursor
+  // stays; bins that were just loaded stand on the first.
+  std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
+  bool MoveTo(std::int32_t Index);
+  bool MoveFirst();
+  bool MoveLast();
+  bool MoveNext();
+  bool MovePrev();
+
+  // Figures of the current bin. Without bins they fail with 9.
+  double BinCount() const { return Bin().BinCount; }
+  double Factor() const { return Bin().Factor; }
+  // That of level 0.
+  double Percent() const { return Bin().Percentage[0]; }
+  double PPK() const { return Bin().PPK; }
+  double Total() const { return Bin().Total; }
+  double Value() const { return Bin().Value; }
+  double Yield() const { return Bin().Yield; }
+  std::int32_t Flag() const { return Bin().Flag; }
+  // Deprecated: ID of level 0 and of level 1.
+  std::int32_t MajorID() const { return Bin().ID[0]; }
+  std::int32_t MinorID() const { return Bin().ID[1]; }
+  std::int32_t SubgroupID() const { return Bin().SubgroupID; }
+  // Without its padding.
+  std::string Name();
+
+  std::string GetXML();
+  // Replaces the bins. Fails with "Node does not exist!" without the root element PABins, with 9
+  // when it holds no bin, with 13 or 6 on a text that is no number; the bins then stay.
+  bool SetXML(std::string_view XML);
+
+  // Level 0 to 2, else the failure "Invalid ID(Level). Valid levels are 0-2.".
+  std::int32_t ID(std::int32_t Level) const;
+  // Level 0 to 5, else 9.
+  double Percentage(std::int32_t Level) const;
+
+  // For the library.
+  void Load(const Friend&, Array<API_PABin> Bins);
+  platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
+  bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
+
+ private:
+  const API_PABin& Bin() const { return bins_[cursor_.Position()]; }
+  platform::XmlNode CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index);
+
+  Array<API_PABin> bins_;
+  Cursor cursor_;
+};
+
+}  // namespace orvspc

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "dataset/SubgroupData.h"
+#include "frame/Array.h"
+#include "pareto/PABins.h"
+#include "pareto/PAProcessing.h"
+#include "platform/Dom.h"
+#include "platform/ErrorLog.h"
+#include "platform/Object.h"
+#include "platform/ParetoRecords.h"
+#include "select/DataSelect.h"
+
+namespace orvspc {
+
+class Friend;
+
+// The result of a Pareto analysis. An analysis without data gives one without bins. A host creates
+// one to load a stored result.
+class PAResults : public platform::Object {
+ public:
+  PAResults();
+
+  // The corrected settings and the selection that were used; null in a new object. The objects
+  // themselves, not copies.
+  std::shared_ptr<PAProcessing> Processing() const { return processing_; }
+  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
+  // Empty in a new object, not null. After SetXML null, unless the text has an element "Bins".
+  std::shared_ptr<PABins> Bins() const;
+
+  std::string GetXML() const;
+  // Settings, selection, subgroups and bins become what the text has of them, else null. The bins
+  // that GetXML writes do not come back: hosts give the element "PABins" to PABins.SetXML. Fails
+  // with "Node does not exist!" without the root element PAResults; what was read before a failure
+  // stays.
+  bool SetXML(std::string_view XML);
+
+  // For the library.
+  void Processing(const Friend&, std::shared_ptr<PAProcessing> value);
+  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
+  void Load(const Friend&, Array<API_PABin> Bins);
+
+ private:
+  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document) const;
+  bool SetXMLNode(const platform::XmlNode& Node);
+
+  std::shared_ptr<PAProcessing> processing_;
+  std::shared_ptr<orvspc::DataSelect> data_select_;
+  // Deliberate: no analysis sets it and no Get gives it; a text that holds it is written again.
+  std::shared_ptr<SubgroupData> subgroup_data_;
+  std::shared_ptr<PABins> bins_;
+  std::shared_ptr<platform::ErrorLog> log_;  // made only when the constructor fails
+};
+
+}  // namespace orvspc
