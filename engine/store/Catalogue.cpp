@@ -325,6 +325,10 @@ void StoreSetting(platform::Database& database, std::string_view key, std::strin
     Refuse("time_zone takes UTC or a fixed offset such as +02:00, not \"" + std::string(value) +
            "\"");
   }
+  if (key == "shift_starts" && !ParseTimesOfDay(value)) {
+    Refuse("shift_starts takes ascending times of day such as \"06:00 14:00 22:00\", not \"" +
+           std::string(value) + "\"");
+  }
   const auto store = SqliteStoreOf(database);
   Guarded(*store, [&] {
     store->Write([&](Connection& db) {

@@ -91,7 +91,8 @@ std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup);
 std::vector<std::string> RuleSetNames(platform::Database& database);
 void UseRuleSet(platform::Database& database, std::string_view name);
 
-// Settings: "time_zone" (UTC or a fixed offset such as +02:00), "sigma_estimator" and others that
+// Settings: "time_zone" (UTC or a fixed offset such as +02:00), "shift_starts" (ascending times of
+// day in that zone, "06:00 14:00 22:00"), "sigma_estimator" and others that
 // the analyses name. A value that its reader could not use is refused.
 void StoreSetting(platform::Database& database, std::string_view key, std::string_view value);
 // Those that were stored; a setting that was not has its default.

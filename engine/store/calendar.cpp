@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <functional>
 
 #include "platform/Enumerations.h"
 
@@ -162,6 +163,22 @@ std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t perio
     default:
       return std::nullopt;
   }
+}
+
+std::optional<std::vector<std::int32_t>> ParseTimesOfDay(std::string_view text) {
+  std::vector<std::int32_t> times;
+  while (!text.empty()) {
+    if (Take(text, ' ')) continue;
+    auto word = text.substr(0, text.find(' '));
+    text.remove_prefix(word.size());
+    const auto time = TakeClock(word);
+    if (!time || !word.empty()) return std::nullopt;
+    times.push_back(static_cast<std::int32_t>(*time));
+  }
+  if (times.empty() || std::ranges::adjacent_find(times, std::greater_equal()) != times.end()) {
+    return std::nullopt;
+  }
+  return times;
 }
 
 std::int64_t Now() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 // Calendar arithmetic on stamps, the same for selections and every other period of the engine.
 namespace orvspc::engine {
@@ -24,6 +25,9 @@ std::optional<std::int32_t> PeriodsBefore(std::int64_t stamp, std::int32_t perio
 // Start of the period that the stamp lies in; weeks start on Monday. Empty as above.
 std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t period,
                                           std::int32_t offset);
+
+// Times of day, "06:00 14:00 22:00", as ascending seconds; empty when the text is none of these.
+std::optional<std::vector<std::int32_t>> ParseTimesOfDay(std::string_view text);
 
 // Seconds since 1970 UTC.
 std::int64_t Now();

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "engine/store/calendar.h"
-#include "engine/store/flat_filter.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -25,22 +24,6 @@ void AppendMembers(Connection& db, std::string_view kind, std::int32_t group,
               "WHERE g.id = ?1 AND g.kind = ?2");
   query.Bind(1, std::int64_t{group}).Bind(2, kind);
   while (query.Step()) ids.push_back(query.Int(0));
-}
-
-// A group cell without an item stands for the members of now.
-Identifiers LookUpBlock(Connection& db, std::string_view kind, const FilterBlock& block) {
-  if (!block.limited) return std::nullopt;
-  std::vector<std::int32_t> ids;
-  for (const auto item : block.items) {
-    if (!block.is_group || item != 0) ids.push_back(item);
-  }
-  if (block.is_group && ids.empty()) AppendMembers(db, kind, block.group, ids);
-  SortUnique(ids);
-  return ids;
-}
-
-bool Has(const Identifiers& ids, std::int32_t id) {
-  return !ids || std::binary_search(ids->begin(), ids->end(), id);
 }
 
 // The wanted descriptors by group. A block none of whose descriptors exists asks for what no
@@ -125,22 +108,38 @@ std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFil
 
 }  // namespace
 
+bool Has(const Identifiers& ids, std::int32_t id) {
+  return !ids || std::binary_search(ids->begin(), ids->end(), id);
+}
+
+// A group cell without an item stands for the members of now.
+Identifiers LookUpItems(Connection& connection, std::string_view kind, const FilterBlock& block) {
+  if (!block.limited) return std::nullopt;
+  std::vector<std::int32_t> ids;
+  for (const auto item : block.items) {
+    if (!block.is_group || item != 0) ids.push_back(item);
+  }
+  if (block.is_group && ids.empty()) AppendMembers(connection, kind, block.group, ids);
+  SortUnique(ids);
+  return ids;
+}
+
 Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options) {
   const auto flat = ReadFilter(info, filter);
   Conditions result;
   StreamFilter streams;
-  streams.part = LookUpBlock(connection, "part", flat.part);
-  streams.process = LookUpBlock(connection, "process", flat.process);
-  streams.test = LookUpBlock(connection, "test", flat.test);
+  streams.part = LookUpItems(connection, "part", flat.part);
+  streams.process = LookUpItems(connection, "process", flat.process);
+  streams.test = LookUpItems(connection, "test", flat.test);
   streams.types_of_selection = info.TestType;
   streams.types_of_caller = options.test_types;
   result.streams = Matching(cache.streams, streams);
 
-  const auto job = LookUpBlock(connection, "job", flat.job);
-  const auto lot = LookUpBlock(connection, "lot", flat.lot);
-  const auto shift = LookUpBlock(connection, "shift", flat.shift);
-  const auto employee = LookUpBlock(connection, "employee", flat.employee);
+  const auto job = LookUpItems(connection, "job", flat.job);
+  const auto lot = LookUpItems(connection, "lot", flat.lot);
+  const auto shift = LookUpItems(connection, "shift", flat.shift);
+  const auto employee = LookUpItems(connection, "employee", flat.employee);
   if (job || lot || shift || employee) {
     result.contexts.reserve(cache.contexts.size());
     for (const auto& each : cache.contexts) {
@@ -149,7 +148,7 @@ Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSI
     }
   }
   result.with_descriptors = SubgroupsWith(connection, flat.others);
-  result.defects = LookUpBlock(connection, "defect", flat.defect);
+  result.defects = LookUpItems(connection, "defect", flat.defect);
   result.defects_narrow_rows = options.defect_filter_narrows_rows;
   result.states = info.Status;
   result.item = std::max(info.ItemNo, 0);

@@ -4,14 +4,21 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "engine/store/SqliteStore.h"
+#include "engine/store/flat_filter.h"
 
 namespace orvspc::engine {
 
 // Ascending identifiers; empty optional: every one.
 using Identifiers = std::optional<std::vector<std::int32_t>>;
+
+bool Has(const Identifiers& ids, std::int32_t id);
+
+// The items of a block; kind is a word such as "part". A group stands for its members of now.
+Identifiers LookUpItems(Connection& connection, std::string_view kind, const FilterBlock& block);
 
 inline constexpr std::int64_t kNoLimit = INT64_MAX;
 

@@ -24,6 +24,10 @@ const std::vector<Setting>& Settings() {
        "mvlue",
        "how sigma is estimated from ranges or deviations",
        {"mvlue", "unweighted", "pooled", "pooled-as-sbar"}},
+      {"shift_starts",
+       "06:00 14:00 22:00",
+       "when shifts start, for samples that are due once a shift",
+       {}},
       {"time_zone",
        "UTC",
        "UTC or a fixed offset such as +02:00, for periods of days and longer",
@@ -56,12 +60,12 @@ int Run(const Arguments& arguments, Console&) {
 
 std::string SettingsText(EmbeddedDatabase& database) {
   const auto stored = engine::ListSettings(database);
-  std::string text = Padded("setting", 17) + Padded("value", 16) + "what it is\n";
+  std::string text = Padded("setting", 17) + Padded("value", 19) + "what it is\n";
   for (const auto& setting : Settings()) {
     const auto found = stored.find(setting.name);
     const std::string value = found == stored.end() ? setting.fallback : found->second;
     text += Padded(setting.name, 17) +
-            Padded(PlainText(value), std::max<std::size_t>(16, Width(value) + 2)) +
+            Padded(PlainText(value), std::max<std::size_t>(19, Width(value) + 2)) +
             setting.meaning + "\n";
   }
   return text;
