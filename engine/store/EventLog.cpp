@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/EventLog.h"
+
+#include <algorithm>
+
+#include "engine/store/conditions.h"
+#include "engine/store/flat_filter.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::string_view kNewestFirst =
+    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
+    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
+    "WHERE time BETWEEN ?1 AND ?2 ORDER BY time DESC, id DESC";
+constexpr std::string_view kById =
+    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
+    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
+
+EventRow RowOf(const Query& query) {
+  const auto stamp = [&](int column) {
+    return query.IsNull(column) ? std::nullopt : std::optional(query.Int(column));
+  };
+  EventRow row;
+  std::int32_t* const words[] = {
+      &row.id,  &row.type,         &row.name, &row.employee,     &row.process, &row.part, &row.test,
+      &row.acc, &row.acc_employee, &row.cac,  &row.cac_employee, &row.flag,    &row.time};
+  int column = 0;
+  for (auto* const word : words) *word = query.Int(column++);
+  row.finish = stamp(column++);
+  row.subgroup_time = stamp(column++);
+  row.acc_time = stamp(column++);
+  row.cac_time = stamp(column);
+  return row;
+}
+
+}  // namespace
+
+std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cache,
+                                   API_DSInfo& info, std::span<const std::int32_t> filter) {
+  const auto flat = ReadFilter(info, filter);
+  const auto part = LookUpItems(connection, "part", flat.part);
+  const auto process = LookUpItems(connection, "process", flat.process);
+  const auto test = LookUpItems(connection, "test", flat.test);
+  const auto employee = LookUpItems(connection, "employee", flat.employee);
+  const auto limit = info.Count > 0 ? static_cast<std::size_t>(info.Count) : SIZE_MAX;
+  TimeRange range(info, cache.zone_offset);
+
+  std::vector<EventRow> rows;
+  Query query(connection, kNewestFirst);
+  query.Bind(1, std::int64_t{range.Start()}).Bind(2, std::int64_t{range.End()});
+  while (rows.size() < limit && query.Step()) {
+    // The walk began before the range of the newest was known.
+    if (query.Int(12) < range.Start()) break;
+    auto row = RowOf(query);
+    if (!Has(part, row.part) || !Has(process, row.process) || !Has(test, row.test) ||
+        !Has(employee, row.employee)) {
+      continue;
+    }
+    if (range.NeedsNewest()) range.SetNewest(row.time);
+    rows.push_back(row);
+  }
+  std::reverse(rows.begin(), rows.end());
+  std::optional<std::int32_t> newest;
+  if (!rows.empty()) newest = rows.back().time;
+  range.WriteBack(info, newest);
+  constexpr std::int32_t kEveryState = 7;
+  if (info.Status == 0) info.Status = kEveryState;
+  return rows;
+}
+
+std::optional<EventRow> ReadEvent(Connection& connection, std::int32_t id) {
+  Query query(connection, kById);
+  query.Bind(1, std::int64_t{id});
+  if (!query.Step()) return std::nullopt;
+  return RowOf(query);
+}
+
+}  // namespace orvspc::engine

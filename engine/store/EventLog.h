@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "engine/store/SqliteStore.h"
+
+// The events of a quality database. Runs inside a transaction; throws SqlError, and what a
+// malformed filter throws.
+namespace orvspc::engine {
+
+// One stored event; identifiers are 0 and times empty where there is none.
+struct EventRow {
+  std::int32_t id = 0, type = 0;  // type: EventTypes
+  std::int32_t name = 0;          // of the kind EventName
+  std::int32_t employee = 0, process = 0, part = 0, test = 0;
+  std::int32_t acc = 0, acc_employee = 0, cac = 0, cac_employee = 0;
+  std::int32_t flag = 0;  // EventFlags
+  std::int32_t time = 0;
+  std::optional<std::int32_t> finish, subgroup_time, acc_time, cac_time;
+};
+
+// The newest Count events of a selection (all when Count is below 1), oldest first; writes the
+// resolved range and states into info. Events know a time, part, process, test and employee; what a
+// selection asks of anything else does not narrow them.
+std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cache,
+                                   API_DSInfo& info, std::span<const std::int32_t> filter);
+
+// One event by its identifier.
+std::optional<EventRow> ReadEvent(Connection& connection, std::int32_t id);
+
+}  // namespace orvspc::engine
