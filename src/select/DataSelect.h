@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "dataset/EventData.h"
 #include "dataset/SubgroupData.h"
 #include "frame/Array.h"
 #include "platform/DBLib6.h"
@@ -99,6 +100,9 @@ class DataSelect : public platform::Object {
   // Runs the selection. Nothing found gives an empty result. Writes the flat form, as the database
   // library left it, back into this object: use a clone to keep the choices.
   std::shared_ptr<SubgroupData> GetSubgroupData(const std::shared_ptr<platform::Object>& Database);
+  // The events of the selection, MaximumItems at most. Nothing found gives an empty result. Fails
+  // with 9 where MaximumItems is below 1, as a text can leave it.
+  std::shared_ptr<EventData> GetEventData(const std::shared_ptr<platform::Object>& Database) const;
 
   // Replaces all settings, those without a property too.
   void Structure(const Friend&, const Settings& value);

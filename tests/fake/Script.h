@@ -92,7 +92,7 @@ struct Script {
   // Rows of the compliance library, and its result without them.
   std::vector<API_SCRow> compliance_rows;
   std::optional<std::int32_t> compliance_result;
-  // Events, and the result of their build without them; the log of process states by time.
+  // Events, and the result of their build without them; the log of process states in order of time.
   std::vector<API_EventData> events;
   std::optional<std::int32_t> event_result;
   std::vector<StateRecord> state_log;

@@ -6,7 +6,8 @@
 namespace orvspc::fake {
 namespace {
 
-// Answers a read with the script's records: those from the given time on, or the latest before it.
+// Answers a read with the script's records, which are in order of time: those of the process from
+// the given time on, or the latest of any process before it.
 class FakeStateLog : public platform::PrcsStateLog {
  public:
   explicit FakeStateLog(std::shared_ptr<World> world) : world_(std::move(world)) {}
@@ -17,6 +18,7 @@ class FakeStateLog : public platform::PrcsStateLog {
   void KeyMode(std::int32_t value) override { world_->log.External("PrcsStateLog.KeyMode", value); }
   void ProcessID(std::int32_t value) override {
     world_->log.External("PrcsStateLog.ProcessID", value);
+    process_ = value;
   }
   void QueryType(std::int32_t value) override {
     world_->log.External("PrcsStateLog.QueryType", value);
@@ -32,7 +34,8 @@ class FakeStateLog : public platform::PrcsStateLog {
     list_.clear();
     at_ = 0;
     for (const auto& record : world_->script.state_log) {
-      if (query_ == kForward && record.time >= time_) list_.push_back(record);
+      if (query_ == kForward && record.process == process_ && record.time >= time_)
+        list_.push_back(record);
       if (query_ == kLatestBefore && record.time < time_) list_ = {record};
     }
     return !list_.empty();
@@ -61,7 +64,7 @@ class FakeStateLog : public platform::PrcsStateLog {
   std::shared_ptr<World> world_;
   std::vector<StateRecord> list_;
   std::size_t at_ = 0;
-  std::int32_t query_ = 0;
+  std::int32_t query_ = 0, process_ = 0;
   double time_ = 0.0;
 };
 

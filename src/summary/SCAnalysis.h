@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "platform/Object.h"
+#include "select/DataSelect.h"
+#include "summary/SCResults.h"
+
+namespace orvspc {
+
+// Summarises how well the samples that were required have been taken. There are no settings: the
+// selection is all that goes in. Keeps nothing between calls.
+class SCAnalysis : public platform::Object {
+ public:
+  // The selection is not changed: the result holds a clone with what the compliance library made of
+  // it. Nothing found and a failure inside that library both give a result without rows. Fails with
+  // 13 when Database is no database object, with 91 when an object is missing, and as
+  // DataSelect.API_GetData does on a bad selection.
+  std::shared_ptr<SCResults> AnalyzeDataSelect(
+      const std::shared_ptr<platform::Object>& Database,
+      const std::shared_ptr<orvspc::DataSelect>& DataSelect);
+};
+
+}  // namespace orvspc

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "summary/compliance_run.h"
+
+#include <iterator>
+#include <string>
+
+#include "frame/Failure.h"
+#include "frame/Friend.h"
+#include "frame/Support.h"
+#include "frame/Trail.h"
+
+namespace orvspc::compliance_run {
+namespace {
+
+using platform::NameRecordKind;
+
+// What is looked up for each row, in this order.
+struct Lookup {
+  NameRecordKind kind;
+  bool (*resolve)(const std::shared_ptr<platform::Database>&, std::int32_t, platform::NameRecord&);
+  std::int32_t API_SCRow::*id;
+  std::string SCNames::*name;
+};
+
+constexpr Lookup kLookups[] = {
+    {NameRecordKind::Part, &ResolvePart, &API_SCRow::PartID, &SCNames::Part},
+    {NameRecordKind::Process, &ResolveProcess, &API_SCRow::ProcessID, &SCNames::Process},
+    {NameRecordKind::Test, &ResolveTest, &API_SCRow::TestID, &SCNames::Test},
+    {NameRecordKind::SmplReq, &ResolveSmplReq, &API_SCRow::SmplReqID, &SCNames::SmplReq},
+    {NameRecordKind::State, &ResolveState, &API_SCRow::StateID, &SCNames::State},
+};
+
+}  // namespace
+
+void ResolveResultsEx(const std::shared_ptr<platform::Database>& Database,
+                      const Array<API_SCRow>& Rows, Array<SCNames>& Names) {
+  Traced("SCAnalysis.ResolveResultsEx", [&] {
+    const auto platform = PlatformInForce();
+    std::shared_ptr<platform::NameRecord> caches[std::size(kLookups)];
+    for (std::size_t i = 0; i < std::size(kLookups); ++i)
+      caches[i] = platform->MakeNameRecord(kLookups[i].kind);
+    Names.Dimension(0, Rows.UpperBound());
+    for (std::int64_t row = 0; row <= Rows.UpperBound(); ++row) {
+      for (std::size_t i = 0; i < std::size(kLookups); ++i) {
+        const Lookup& lookup = kLookups[i];
+        auto& cache = Needed(caches[i]);
+        if (lookup.resolve(Database, Rows[row].*lookup.id, cache))
+          Names[row].*lookup.name = cache.Name();
+      }
+    }
+  });
+}
+
+bool AnalyzeDS(const std::shared_ptr<platform::Database>& Database, API_DSInfo& DSInfo,
+               Array<std::int32_t>& DSFilter, SCResults& Results) {
+  return Traced("SCAnalysis.AnalyzeDS", [&] {
+    const auto platform = PlatformInForce();
+    auto& library = platform->Compliance();
+    const std::int32_t connection = Needed(Database).ConnectionHandle();
+    // The library takes the first cell, which has to be there.
+    static_cast<void>(DSFilter[0]);
+    const std::int32_t count =
+        library.VLXSREQ_SREQ_COMPLIANCE(0, connection, DSInfo, DSFilter.Elements());
+    if (count <= 0) {
+      // Nothing is kept, so nothing is released.
+      Results.Reset(Friend{});
+      return true;
+    }
+    Array<API_SCRow> rows;
+    rows.Dimension(0, std::int64_t{count} - 1);
+    library.VLXSREQ_SREQ_COMPLIANCE_GETDATA(rows.Elements(), count);
+    library.VLXSREQ_SREQ_COMPLIANCE_FREEDATA();
+    Array<SCNames> names;
+    ResolveResultsEx(Database, rows, names);
+    Results.Load(Friend{}, rows, names);
+    return true;
+  });
+}
+
+std::shared_ptr<SCResults> Finish(bool done, const std::shared_ptr<SCResults>& results,
+                                  const API_DSInfo& info, const Array<std::int32_t>& filter) {
+  // Deliberate: nothing is returned for an analysis that was not done, though none ever says so.
+  if (!done) return nullptr;
+  results->DataSelect()->API_SetData(info, filter);
+  return results;
+}
+
+}  // namespace orvspc::compliance_run
