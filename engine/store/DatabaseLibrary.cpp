@@ -13,6 +13,7 @@
 
 #include "engine/store/OpenRun.h"
 #include "engine/store/SqliteStore.h"
+#include "engine/store/guarded.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
@@ -27,28 +28,6 @@ struct KeptDataSet {
 KeptDataSet& Kept() {
   thread_local KeptDataSet kept;
   return kept;
-}
-
-// The body of a call: nothing leaves it, a failure gives 0.
-template <class Body>
-std::int32_t Guarded(const std::shared_ptr<SqliteStore>& store, Body body) noexcept {
-  if (store == nullptr) return 0;
-  try {
-    return body();
-  } catch (...) {
-    KeepCurrentFailure(*store);
-    return 0;
-  }
-}
-
-std::shared_ptr<SqliteStore> OpenStore(std::int32_t handle) noexcept {
-  try {
-    auto store = SqliteStoreOf(handle);
-    if (store == nullptr) AddNote("database-closed", "The database of this analysis is closed.");
-    return store;
-  } catch (...) {
-    return nullptr;
-  }
 }
 
 std::vector<std::int32_t> DistinctSubgroups(std::span<const API_SubgroupData> rows) {
@@ -229,8 +208,6 @@ std::vector<StreamKey> StreamsOf(SqliteStore& store, std::int32_t handle, API_DS
   for (const auto& [part, process, test] : keys) streams.push_back({part, process, test});
   return streams;
 }
-
-constexpr std::int32_t kRefused = -2147221504;
 
 }  // namespace
 
