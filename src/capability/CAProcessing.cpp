@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "capability/CAProcessing.h"
+
+#include <tuple>
+
+#include "frame/Checked.h"
+#include "frame/ConstructorLog.h"
+#include "frame/Friend.h"
+#include "frame/Trail.h"
+#include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
+
+namespace orvspc {
+namespace {
+
+constexpr std::string_view kElement = "CAProcessing";
+
+constexpr std::int32_t kLeastBins = 5;
+constexpr std::int32_t kLeastPoints = 2, kPointsInstead = 10;
+
+// Places in the word of flags; the normalisation stands in the lowest bits.
+constexpr std::int32_t kAllowOverride = 16;
+constexpr std::int32_t kWindowType = 256;
+constexpr std::int32_t kShortTermSigmaType = 4096;
+
+}  // namespace
+
+// In the order of the attributes.
+struct CAProcessing::Fields {
+  static constexpr std::tuple kAll{
+      settings_xml::Field{"AllowOverride", &Settings::AllowOverride},
+      settings_xml::Field{"BinCount", &Settings::BinCount},
+      settings_xml::Field{"CurveCount", &Settings::CurveCount},
+      settings_xml::Field{"FitType", &Settings::FitType},
+      settings_xml::Field{"Normalize", &Settings::Normalize},
+      settings_xml::Field{"OverrideLSL", &Settings::OverrideLSL},
+      settings_xml::Field{"OverrideTarget", &Settings::OverrideTarget},
+      settings_xml::Field{"OverrideUSL", &Settings::OverrideUSL},
+      settings_xml::Field{"ShortTermSigmaType", &Settings::ShortTermSigmaType},
+      settings_xml::Field{"WindowMaximum", &Settings::WindowMaximum},
+      settings_xml::Field{"WindowMinimum", &Settings::WindowMinimum},
+      settings_xml::Field{"WindowSD", &Settings::WindowSD},
+      settings_xml::Field{"WindowType", &Settings::WindowType},
+  };
+};
+
+CAProcessing::CAProcessing() {
+  log_ = Constructed(kElement, [&] {
+    settings_.BinCount = 21;
+    settings_.CurveCount = 80;
+  });
+}
+
+std::shared_ptr<CAProcessing> CAProcessing::Clone() const {
+  auto clone = std::make_shared<CAProcessing>();
+  clone->SetSettings(Friend{}, settings_);
+  return clone;
+}
+
+void CAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }
+
+void CAProcessing::FixProcessing() {
+  Traced("CAProcessing.FixProcessing", [&] {
+    if (settings_.BinCount < kLeastBins) settings_.BinCount = kLeastBins;
+    // Deliberate: not raised to its least as the bins are; 0 and 1 points become 10.
+    if (settings_.CurveCount < kLeastPoints) settings_.CurveCount = kPointsInstead;
+  });
+}
+
+API_CAOptions CAProcessing::GetAPIOptions(const Friend&) const {
+  return Traced("CAProcessing.GetAPIOptions", [&] {
+    API_CAOptions options = {};
+    options.WindowMinimum = settings_.WindowMinimum;
+    options.WindowMaximum = settings_.WindowMaximum;
+    options.WindowSD = settings_.WindowSD;
+    options.BinCount = settings_.BinCount;
+    options.CurveCount = settings_.CurveCount;
+    options.OverrideUSL = settings_.OverrideUSL;
+    options.OverrideTarget = settings_.OverrideTarget;
+    options.OverrideLSL = settings_.OverrideLSL;
+    // Deliberate: no part is masked; one that is out of its range runs into the bits of the others.
+    options.Flags = settings_.Normalize | (settings_.AllowOverride ? kAllowOverride : 0) |
+                    checked::Multiply(settings_.WindowType, kWindowType) |
+                    checked::Multiply(settings_.ShortTermSigmaType, kShortTermSigmaType);
+    return options;
+  });
+}
+
+std::string CAProcessing::GetXML() const {
+  return Traced("CAProcessing.GetXML", [&] {
+    const auto document = XMLSupport::MakeXMLDocument();
+    return document->Xml(CreateXMLNode(Friend{}, *document));
+  });
+}
+
+platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
+                                              platform::XmlDocument& Document) const {
+  return Traced("CAProcessing.CreateXMLNode", [&] {
+    const auto element = Document.CreateElement(kElement);
+    settings_xml::Write(element, Fields::kAll, settings_);
+    return element;
+  });
+}
+
+bool CAProcessing::SetXML(std::string_view XML) {
+  return Traced("CAProcessing.SetXML", [&] {
+    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
+  });
+}
+
+bool CAProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {
+  return Traced("CAProcessing.SetXMLNode", [&] {
+    settings_xml::Read(Node, Fields::kAll, settings_);
+    return true;
+  });
+}
+
+}  // namespace orvspc

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "capability/CABins.h"
+#include "capability/CACurve.h"
+#include "capability/CAProcessing.h"
+#include "capability/CAStatistics.h"
+#include "frame/Array.h"
+#include "platform/Dom.h"
+#include "platform/ErrorLog.h"
+#include "platform/Object.h"
+#include "select/DataSelect.h"
+
+namespace orvspc {
+
+class Friend;
+
+// The result of a capability analysis. Every Get hands out the held object itself, not a copy. An
+// analysis without data gives a result whose statistics are all zero and whose bins and curve are
+// empty.
+class CAResults : public platform::Object {
+ public:
+  CAResults();
+  CAResults(const CAResults&) = delete;
+  CAResults& operator=(const CAResults&) = delete;
+  ~CAResults() override = default;
+
+  // The settings after FixProcessing, and the selection with what the analysis resolved in it; null
+  // in a new object.
+  std::shared_ptr<CAProcessing> Processing() const { return processing_; }
+  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
+
+  std::shared_ptr<CAStatistics> Statistics() const { return statistics_; }
+  std::shared_ptr<CABins> Bins() const { return bins_; }
+  std::shared_ptr<CACurve> Curve() const { return curve_; }
+
+  // The whole result as text, and back without a database. Not everything that is written comes
+  // back: four fields of the specification limits and what hangs on the stated net content do not.
+  // A result without data can be written but not read: reading its text fails with 9.
+  std::string GetXML() const;
+  // Replaces settings and selection, then overwrites the statistics, then replaces bins and curve;
+  // a failure leaves what was done before it. Fails with "Node does not exist!" without the root
+  // element CAResults, with 91 when a part of the text is missing, with 13 or 6 on a text that is
+  // no number of the kind.
+  bool SetXML(std::string_view XML);
+
+  // For the library.
+  void Processing(const Friend&, std::shared_ptr<CAProcessing> value);
+  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
+  void Load(const Friend&, const API_CAStatistics& Stats, Array<API_CABin> Bins, Array<double> X,
+            Array<double> Y);
+
+ private:
+  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document) const;
+  bool SetXMLNode(const platform::XmlNode& Node);
+
+  std::shared_ptr<CAProcessing> processing_;
+  std::shared_ptr<orvspc::DataSelect> data_select_;
+  std::shared_ptr<CAStatistics> statistics_;
+  std::shared_ptr<CABins> bins_;
+  std::shared_ptr<CACurve> curve_;
+  std::shared_ptr<platform::ErrorLog> log_;  // made only when the constructor fails
+};
+
+}  // namespace orvspc
