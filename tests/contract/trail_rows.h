@@ -15,17 +15,24 @@ struct TrailRow {
 inline constexpr TrailRow kTrailRows[] = {
     // frame
     {"Support.ResolveDatabase",
-     "Support.ResolveRuleDef DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect"},
+     "Support.ResolveRuleDef DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect "
+     "DataSelect.GetEventData PSAnalysis.AnalyzeDataSelect SCAnalysis.AnalyzeDataSelect"},
     {"Support.ResolveRuleDef", "CCAnalysis.AnalyzeDataSelect"},
     {"XMLSupport.GetXMLSingleNode(Node=*)",
-     "DataSelect.SetXML SubgroupData.SetXML CCProcessing.SetXML CCResults.SetXML"},
+     "DataSelect.SetXML SubgroupData.SetXML CCProcessing.SetXML CCResults.SetXML "
+     "EventData.SetXML"},
     {"XMLSupport.GetXMLAttributeValue(Attribute=*)",
      "DataSelect.SetXMLNode DataSelectDescriptor.SetXML DataSelectDescriptor.SetXMLItems "
      "CCProcessing.SetXMLNode XMLSupport.LoadAPI_SubgroupDataFromXMLNode "
      "XMLSupport.LoadAPI_TestDataFromXMLNode XMLSupport.LoadAPI_DescriptorDataFromXMLNode "
      "XMLSupport.LoadAPI_CommentDataFromXMLNode CCResults.SetGraphDataXMLNode "
      "CCResults.SetGraphXMLNode CCResults.SetStatDataXMLNode CCResults.SetSpecDataXMLNode "
-     "CCResults.SetCLimXMLNode CCResults.SetOppDataXMLNode CCResults.SetGroupDataXMLNode"},
+     "CCResults.SetCLimXMLNode CCResults.SetOppDataXMLNode CCResults.SetGroupDataXMLNode "
+     "CAStatistics.SetXMLNode CAStatistics.SetSummaryXMLNode "
+     "CAStatistics.SetSpecLimXMLNode CAStatistics.SetOutOfSpecXMLNode "
+     "CAStatistics.SetNccLimXMLNode CAStatistics.SetNccResultsXMLNode "
+     "CAStatistics.SetCPsXMLNode CAStatistics.SetPPsXMLNode CAStatistics.SetMomentsXMLNode "
+     "CAStatistics.SetChiSqXMLNode CAStatistics.SetAnovaXMLNode EventData.SetXMLNode"},
     {"XMLSupport.ConvertStringToLongArray",
      "library CCResults.SetGraphXMLNode CCResults.SetGroupDataXMLNode"},
     {"XMLSupport.ConvertStringToDoubleArray", "library CCResults.SetGraphXMLNode"},
@@ -40,7 +47,9 @@ inline constexpr TrailRow kTrailRows[] = {
 
     // select
     {"DataSelect.Structure(l)", "DataSelect.Clone"},
-    {"DataSelect.Clone", "host CCAnalysis.AnalyzeDataSelect"},
+    {"DataSelect.Clone",
+     "host CCAnalysis.AnalyzeDataSelect PSAnalysis.AnalyzeDataSelect "
+     "SCAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetXML", "host"},
     {"DataSelect.CreateXMLNode", "DataSelect.GetXML CCResults.CreateXMLNode"},
     {"DataSelect.SetXML", "host"},
@@ -49,16 +58,19 @@ inline constexpr TrailRow kTrailRows[] = {
     {"DataSelect.MaximumItems(l)", "host"},
     {"DataSelect.Tsno(l)", "host"},
     {"DataSelect.DateRangeInterval(l)", "host"},
-    {"DataSelect.API_GetData", "host DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect"},
-    {"DataSelect.API_SetData", "host DataSelect.GetSubgroupData"},
+    {"DataSelect.API_GetData",
+     "host DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect DataSelect.GetEventData "
+     "SCAnalysis.AnalyzeDataSelect"},
+    {"DataSelect.API_SetData", "host DataSelect.GetSubgroupData SCAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetDSInfo", "DataSelect.API_GetData"},
     {"DataSelect.GetFilterType", "DataSelect.GetDSInfo DataSelect.LoadDSFilter"},
     {"DataSelect.GetDSFilter", "DataSelect.API_GetData"},
     {"DataSelect.LoadDSFilter", "DataSelect.GetDSFilter"},
     {"DataSelect.LoadDescriptors", "DataSelect.API_SetData"},
-    {"DataSelect.GetSubgroupData", "host"},
+    {"DataSelect.GetSubgroupData", "host PSAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetDataset", "DataSelect.GetSubgroupData"},
-    {"DataSelect.GetEventData", "DataSelect.GetSubgroupData"},  // the reader of comments
+    // The retrieval of events, and under the same name the reader of comments.
+    {"DataSelect.GetEventData", "host PSAnalysis.AnalyzeDataSelect DataSelect.GetSubgroupData"},
     {"DataSelectDescriptor.Clear", "host DataSelectDescriptor.SetXML"},
     {"DataSelectDescriptor.Clone", "DataSelect.Clone"},
     {"DataSelectDescriptor.CreateXMLNode", "DataSelectDescriptors.CreateXMLNode"},
@@ -77,7 +89,8 @@ inline constexpr TrailRow kTrailRows[] = {
     {"DataSelectDescriptors.Clear",
      "host DataSelect.Reset DataSelect.SetXML DataSelect.API_SetData"},
     {"DataSelectDescriptors.Item(g)", "host"},
-    {"DataSelectDescriptors.GetDescriptor", "host DataSelect.GetDSInfo DataSelect.GetDSFilter"},
+    {"DataSelectDescriptors.GetDescriptor",
+     "host DataSelect.GetDSInfo DataSelect.GetDSFilter PSAnalysis.GetProcessID"},
     {"DataSelectDescriptors.Count(g)", "host DataSelectDescriptors.Add"},
 
     // dataset
@@ -161,6 +174,39 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CommentData.MoveLast", "host"},
     {"CommentData.MoveNext", "host"},
     {"CommentData.MovePrev", "host"},
+    {"EventData.LoadStructures", "DataSelect.GetEventData EventData.SetXMLNode"},
+    {"EventData.CurrentIndex(g)", "host EventData.MoveNext EventData.MovePrev"},
+    {"EventData.ACC(g)", "host"},
+    {"EventData.ACCEmployee(g)", "host"},
+    {"EventData.ACCTime(g)", "host"},
+    {"EventData.CAC(g)", "host"},
+    {"EventData.CACEmployee(g)", "host"},
+    {"EventData.CACTime(g)", "host"},
+    {"EventData.Empl(g)", "host"},
+    {"EventData.Evnt(g)", "host"},
+    {"EventData.EventTime(g)", "host"},
+    {"EventData.Flag(g)", "host"},
+    {"EventData.Name(g)", "host"},
+    {"EventData.Part(g)", "host"},
+    {"EventData.Prcs(g)", "host"},
+    {"EventData.Sgtm(g)", "host"},
+    {"EventData.Test(g)", "host"},
+    {"EventData.EventType(g)", "host"},
+    {"EventData.MoveTo",
+     "host EventData.MoveFirst EventData.MoveLast EventData.MoveNext EventData.MovePrev"},
+    {"EventData.MoveFirst", "host"},
+    {"EventData.MoveLast", "host"},
+    {"EventData.MoveNext", "host"},
+    {"EventData.MovePrev", "host"},
+    {"EventData.HasOpenEvents", "host"},
+    {"EventData.HasEmployees", "host"},
+    {"EventData.HasACCs", "host"},
+    {"EventData.HasCACs", "host"},
+    {"EventData.GetXML", "host"},
+    {"EventData.CreateXMLNode", "EventData.GetXML"},
+    {"EventData.CreateXMLEvent", "EventData.CreateXMLNode"},
+    {"EventData.SetXML", "host"},
+    {"EventData.SetXMLNode", "EventData.SetXML"},
 
     // chart
     {"CCProcessing.Class_Initialize", "constructor"},
@@ -302,6 +348,50 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CCGraphData.GetOverlays", "host"},
     {"CCGraphData.GetPoints", "host"},
     {"CCGraphData.GetSizes", "host"},
+
+    // capability: statistics
+    {"CAStatistics.Load", "library"},
+    {"CAStatistics.CreateXMLNode", "library"},
+    {"CAStatistics.CreateSummaryXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateSpecLimXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateSpecResultsXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateNccLimXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateNccResultsXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateCPsXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreatePPsXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateMomentsXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateChiSqXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.CreateAnovaXMLNode", "CAStatistics.CreateXMLNode"},
+    {"CAStatistics.SetXMLNode", "library"},
+    {"CAStatistics.SetSummaryXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetSpecLimXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetOutOfSpecXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetNccLimXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetNccResultsXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetCPsXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetPPsXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetMomentsXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetChiSqXMLNode", "CAStatistics.SetXMLNode"},
+    {"CAStatistics.SetAnovaXMLNode", "CAStatistics.SetXMLNode"},
+
+    // summary
+    {"PSProcessing.Clone", "host PSAnalysis.AnalyzeDataSelect"},
+    {"PSResults.PrcsStateLog(s)", "PSAnalysis.AnalyzeDataSelect"},
+    {"PSAnalysis.AnalyzeDataSelect", "host"},
+    {"PSAnalysis.GetProcessStateLogs", "PSAnalysis.AnalyzeDataSelect"},
+    {"PSAnalysis.GetPreviousProcessStateTime", "PSAnalysis.GetProcessStateLogs"},
+    {"PSAnalysis.GetProcessID", "PSAnalysis.GetProcessStateLogs"},
+    {"SCAnalysis.AnalyzeDataSelect", "host"},
+    {"SCAnalysis.AnalyzeDS", "SCAnalysis.AnalyzeDataSelect"},
+    {"SCAnalysis.ResolveResultsEx", "SCAnalysis.AnalyzeDS"},
+    {"SCResults.Load", "SCAnalysis.AnalyzeDS"},
+    {"SCResults.MoveTo",
+     "host SCResults.MoveFirst SCResults.MoveLast SCResults.MoveNext SCResults.MovePrev"},
+    {"SCResults.MoveFirst", "host"},
+    {"SCResults.MoveLast", "host"},
+    {"SCResults.MoveNext", "host"},
+    {"SCResults.MovePrev", "host"},
+    {"SCResults.CurrentIndex(g)", "host SCResults.MoveNext SCResults.MovePrev"},
 };
 
 }  // namespace orvspc::contract

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "capability/CAStatistics.h"
 #include "chart/CCAnalysis.h"
 #include "chart/chart_codes.h"
 #include "frame/Friend.h"
@@ -244,6 +245,14 @@ void ChartPoints(fake::FakeScope& fake) {
   Walk(*data);
 }
 
+void CapabilityStatistics(fake::FakeScope&) {
+  CAStatistics statistics{Friend{}};
+  statistics.Load(Friend{}, API_CAStatistics{});
+  const auto document = XMLSupport::MakeXMLDocument();
+  const auto element = statistics.CreateXMLNode(Friend{}, *document);
+  statistics.SetXMLNode(Friend{}, element);
+}
+
 }  // namespace
 
 const Scenario kScenarios[] = {
@@ -260,6 +269,7 @@ const Scenario kScenarios[] = {
     {"chart result", &ChartResult},
     {"chart points", &ChartPoints},
     {"XML of a chart", &ChartXml},
+    {"capability statistics", &CapabilityStatistics},
 };
 const int kScenarioCount = static_cast<int>(std::size(kScenarios));
 
@@ -275,6 +285,7 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   const auto points = graph->GraphData();
   CCProcessing& processing = *results->Processing();
 
+  CAStatistics statistics{Friend{}};
   from_here();
   select.Descriptors();
   select.MaximumItems();
@@ -319,6 +330,11 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   processing.AQLValue(processing.AQLValue());
   processing.AQLProducerRisk(processing.AQLProducerRisk());
   processing.EWMAWeight(processing.EWMAWeight());
+  double figure = 0.0;
+  statistics.JohnsonCurveType();
+  statistics.GetCp(figure);
+  statistics.GetTargetRatio(figure);
+  statistics.HasSpecUsl(Friend{});
 }
 
 }  // namespace orvspc::contract
