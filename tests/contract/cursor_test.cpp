@@ -8,6 +8,7 @@
 #include "chart/CCAnalysis.h"
 #include "frame/Friend.h"
 #include "select/DataSelect.h"
+#include "summary/SCAnalysis.h"
 #include "tests/fake/FakePlatform.h"
 
 namespace orvspc::contract {
@@ -72,6 +73,8 @@ class CursorContract : public testing::TestWithParam<std::int32_t> {
       API_CommentData comment{};
       comment.Sgrp = 1;
       script.comments.push_back(comment);
+      script.events.push_back(API_EventData{});
+      script.compliance_rows.push_back(API_SCRow{});
     }
   }
 
@@ -99,6 +102,15 @@ TEST_P(CursorContract, OfCCGraphData) {
   const auto results =
       CCAnalysis().AnalyzeDataSelect(fake_.database, std::make_shared<DataSelect>(), processing);
   CheckCursor(*results->Graphs(ccGraphType1)->GraphData(), GetParam(), 1);
+}
+
+TEST_P(CursorContract, OfEventData) {
+  CheckCursor(*DataSelect().GetEventData(fake_.database), GetParam(), 1);
+}
+
+TEST_P(CursorContract, OfSCResults) {
+  CheckCursor(*SCAnalysis().AnalyzeDataSelect(fake_.database, std::make_shared<DataSelect>()),
+              GetParam(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CursorContract, testing::Values(0, 1, 2, 7));

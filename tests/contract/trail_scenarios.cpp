@@ -10,6 +10,8 @@
 #include "frame/Friend.h"
 #include "frame/XMLSupport.h"
 #include "select/DataSelect.h"
+#include "summary/PSAnalysis.h"
+#include "summary/SCAnalysis.h"
 
 namespace orvspc::contract {
 namespace {
@@ -253,6 +255,60 @@ void CapabilityStatistics(fake::FakeScope&) {
   statistics.SetXMLNode(Friend{}, element);
 }
 
+std::shared_ptr<EventData> Events(fake::FakeScope& fake) {
+  fake.script().events = {API_EventData{}, API_EventData{}};
+  return DataSelect().GetEventData(fake.database);
+}
+
+void EventFields(fake::FakeScope& fake) {
+  const auto events = Events(fake);
+  for (const auto get : {&EventData::CurrentIndex, &EventData::ACC, &EventData::ACCEmployee,
+                         &EventData::CAC, &EventData::CACEmployee, &EventData::Empl,
+                         &EventData::Evnt, &EventData::Part, &EventData::Prcs, &EventData::Test})
+    (*events.*get)();
+  for (const auto get :
+       {&EventData::ACCTime, &EventData::CACTime, &EventData::EventTime, &EventData::Sgtm})
+    (*events.*get)();
+  events->Flag();
+  events->Name();
+  events->EventType();
+  for (const auto has : {&EventData::HasOpenEvents, &EventData::HasEmployees, &EventData::HasACCs,
+                         &EventData::HasCACs})
+    (*events.*has)();
+  events->MoveTo(1);
+  Walk(*events);
+}
+
+void EventXml(fake::FakeScope& fake) {
+  const std::string text = Events(fake)->GetXML();
+  EventData().SetXML(text);
+}
+
+// Without a process, since what fails in reading its identifier is ignored.
+void ProcessStates(fake::FakeScope& fake) {
+  FillRows(fake);
+  fake.script().events = {API_EventData{}};
+  fake.script().state_log = {{-100.0, 0, 1, 0, "idle"}, {0.0, 0, 2, 0, "runs"}};
+  const auto processing = std::make_shared<PSProcessing>();
+  processing->Clone();
+  PSAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(), processing);
+}
+
+std::shared_ptr<SCResults> Compliance(fake::FakeScope& fake) {
+  API_SCRow row{};
+  row.TestID = 3;
+  fake.script().compliance_rows = {row, row};
+  fake.script().names = {{{platform::NameRecordKind::Test, 3}, "Bore"}};
+  return SCAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>());
+}
+
+void ComplianceRows(fake::FakeScope& fake) {
+  const auto results = Compliance(fake);
+  results->CurrentIndex();
+  results->MoveTo(2);
+  Walk(*results);
+}
+
 }  // namespace
 
 const Scenario kScenarios[] = {
@@ -270,6 +326,10 @@ const Scenario kScenarios[] = {
     {"chart points", &ChartPoints},
     {"XML of a chart", &ChartXml},
     {"capability statistics", &CapabilityStatistics},
+    {"fields of events", &EventFields},
+    {"XML of events", &EventXml},
+    {"process states", &ProcessStates},
+    {"sampling compliance", &ComplianceRows},
 };
 const int kScenarioCount = static_cast<int>(std::size(kScenarios));
 
@@ -284,6 +344,10 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   const auto graph = results->Graphs(ccGraphType1);
   const auto points = graph->GraphData();
   CCProcessing& processing = *results->Processing();
+  const auto events = Events(fake);
+  const auto states = PSAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(),
+                                                     std::make_shared<PSProcessing>());
+  const auto compliance = Compliance(fake);
 
   CAStatistics statistics{Friend{}};
   from_here();
@@ -330,6 +394,26 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   processing.AQLValue(processing.AQLValue());
   processing.AQLProducerRisk(processing.AQLProducerRisk());
   processing.EWMAWeight(processing.EWMAWeight());
+  events->Count();
+  states->Processing();
+  states->DataSelect();
+  states->SubgroupData();
+  states->EventData();
+  states->PrcsStateLog();
+  compliance->DataSelect();
+  compliance->ResultType();
+  compliance->Count();
+  for (const auto get : {&SCResults::Part, &SCResults::Process, &SCResults::Test, &SCResults::State,
+                         &SCResults::SmplReq})
+    (*compliance.*get)();
+  compliance->StateType();
+  for (const auto get : {&SCResults::SamplesCollected, &SCResults::SamplesMissed,
+                         &SCResults::SamplesExpected, &SCResults::TestCount})
+    (*compliance.*get)();
+  for (const auto get :
+       {&SCResults::StartTime, &SCResults::Duration, &SCResults::PercentComplete,
+        &SCResults::MinimumValue, &SCResults::PPK, &SCResults::PPM, &SCResults::PercentAboveT2U})
+    (*compliance.*get)();
   double figure = 0.0;
   statistics.JohnsonCurveType();
   statistics.GetCp(figure);

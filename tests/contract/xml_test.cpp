@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "chart/CCAnalysis.h"
+#include "dataset/EventData.h"
 #include "dataset/SubgroupData.h"
 #include "platform/FixedText.h"
 #include "select/DataSelect.h"
@@ -78,13 +79,28 @@ struct Persisted<CCResults> {
   }
 };
 
+template <>
+struct Persisted<EventData> {
+  static constexpr const char* kName = "EventData";
+  static std::shared_ptr<EventData> Make(fake::FakeScope& fake) {
+    API_EventData named{}, negative{};
+    named.F_TYPE = etDonwtime;
+    named.F_EVTM = -2147483647 - 1;
+    named.F_CATM = 2147483647;
+    platform::StoreFixedText(named.F_NAME, " <a & b> \"c\" \t 直径 😀");
+    negative.F_FLAG = -1;
+    fake.script().events = {named, negative};
+    return DataSelect().GetEventData(fake.database);
+  }
+};
+
 template <class T>
 class XmlContract : public testing::Test {
  protected:
   fake::FakeScope fake_;
 };
 
-using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData, CCResults>;
+using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData, CCResults, EventData>;
 TYPED_TEST_SUITE(XmlContract, Classes);
 
 TYPED_TEST(XmlContract, TextOfAReadTextIsTheSame) {
