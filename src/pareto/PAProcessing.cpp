@@ -10,6 +10,7 @@
 #include "frame/Friend.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 namespace {
@@ -19,14 +20,6 @@ using platform::XmlNode;
 constexpr std::string_view kElement = "PAProcessing";
 constexpr std::int32_t kLevels = 3;  // that leave the object
 constexpr std::int32_t kLeastBins = 5;
-
-template <class Record, class T>
-struct Field {
-  std::string_view attribute;
-  T Record::*member;
-};
-template <class Record, class T>
-Field(const char*, T Record::*) -> Field<Record, T>;  // clang 14 deduces none of its own
 
 // A setting that each level has, and its words in the flat record; null where it has none.
 template <class Record, class T>
@@ -41,6 +34,7 @@ LevelField(const char*, std::array<T, 6> Record::*, std::int32_t (API_PAOptions:
 template <class Record, class T>
 LevelField(const char*, std::array<T, 6> Record::*, std::nullptr_t) -> LevelField<Record, T>;
 
+// A setting of one level; the name that nothing but a text gives is one too.
 template <class T>
 void Write(const XmlNode& element, std::string_view attribute, const T& value) {
   if constexpr (std::is_same_v<T, std::string>) {
@@ -55,8 +49,6 @@ template <class T>
 void Read(const XmlNode& element, std::string_view attribute, T& member) {
   if constexpr (std::is_same_v<T, std::string>) {
     member = XMLSupport::ReadText(element, attribute, member);
-  } else if constexpr (std::is_same_v<T, bool>) {
-    member = XMLSupport::ReadBoolean(element, attribute, member);
   } else {
     member = static_cast<T>(XMLSupport::ReadInt32(element, attribute, member));
   }
@@ -75,11 +67,11 @@ auto& At(Levels& levels, std::int32_t level) {
 // In the order of the attributes.
 struct PAProcessing::Fields {
   static constexpr std::tuple kAll{
-      Field{"ResourceType", &Settings::ResourceType},
-      Field{"BinCount", &Settings::BinCount},
-      Field{"ProcessingType", &Settings::ProcessingType},
-      Field{"AccumulationType", &Settings::AccumulationType},
-      Field{"ShowEmptyBins", &Settings::ShowEmptyBins},
+      settings_xml::Field{"ResourceType", &Settings::ResourceType},
+      settings_xml::Field{"BinCount", &Settings::BinCount},
+      settings_xml::Field{"ProcessingType", &Settings::ProcessingType},
+      settings_xml::Field{"AccumulationType", &Settings::AccumulationType},
+      settings_xml::Field{"ShowEmptyBins", &Settings::ShowEmptyBins},
   };
   static constexpr std::tuple kOfLevel{
       LevelField{"Type", &Settings::BinType, &API_PAOptions::BinType},
@@ -89,9 +81,9 @@ struct PAProcessing::Fields {
       LevelField{"TimeInterval", &Settings::BinTimeInterval, &API_PAOptions::BinTimeInterval},
   };
 
-  template <class Table, class Visit>
-  static void ForEach(const Table& table, Visit&& visit) {
-    std::apply([&](const auto&... field) { (visit(field), ...); }, table);
+  template <class Visit>
+  static void ForEachOfLevel(Visit&& visit) {
+    std::apply([&](const auto&... field) { (visit(field), ...); }, kOfLevel);
   }
 };
 
@@ -135,7 +127,7 @@ void PAProcessing::GetAPIOptions(const Friend&, API_PAOptions& Options) const {
     Options.ProcessingType = settings_.ProcessingType;
     Options.ShowEmptyBins = settings_.ShowEmptyBins ? -1 : 0;
     // Deliberate: levels 3 to 5 are kept by the object and go nowhere.
-    Fields::ForEach(Fields::kOfLevel, [&](const auto& field) {
+    Fields::ForEachOfLevel([&](const auto& field) {
       using Value = typename std::remove_cvref_t<decltype(settings_.*field.member)>::value_type;
       if constexpr (!std::is_same_v<Value, std::string>) {
         for (std::int32_t level = 0; level < kLevels; ++level)
@@ -155,9 +147,7 @@ std::string PAProcessing::GetXML() const {
 XmlNode PAProcessing::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("PAProcessing.CreateXMLNode", [&] {
     const XmlNode element = Document.CreateElement(kElement);
-    Fields::ForEach(Fields::kAll, [&](const auto& field) {
-      Write(element, field.attribute, settings_.*field.member);
-    });
+    settings_xml::Write(element, Fields::kAll, settings_);
     for (std::int32_t level = 0; level < kLevels; ++level)
       Document.AppendChild(element, CreateLevelXMLNode(Document, level));
     return element;
@@ -168,7 +158,7 @@ XmlNode PAProcessing::CreateLevelXMLNode(platform::XmlDocument& Document,
                                          std::int32_t Level) const {
   const XmlNode element = Document.CreateElement("Level");
   Write(element, "Index", Level);
-  Fields::ForEach(Fields::kOfLevel, [&](const auto& field) {
+  Fields::ForEachOfLevel([&](const auto& field) {
     Write(element, field.attribute, At(settings_.*field.member, Level));
   });
   return element;
@@ -182,9 +172,7 @@ bool PAProcessing::SetXML(std::string_view XML) {
 
 bool PAProcessing::SetXMLNode(const Friend&, const XmlNode& Node) {
   return Traced("PAProcessing.SetXMLNode", [&] {
-    Fields::ForEach(Fields::kAll, [&](const auto& field) {
-      Read(Node, field.attribute, settings_.*field.member);
-    });
+    settings_xml::Read(Node, Fields::kAll, settings_);
     SetLevelXMLNodes(Node);
     return true;
   });
@@ -201,7 +189,7 @@ bool PAProcessing::SetLevelXMLNodes(const XmlNode& Element) {
     if (level < 0 || level >= kLevels) continue;
     // Deliberate: without "Type" an element leaves its own index as the type of its level.
     Read(node, "Index", At(settings_.BinType, level));
-    Fields::ForEach(Fields::kOfLevel, [&](const auto& field) {
+    Fields::ForEachOfLevel([&](const auto& field) {
       Read(node, field.attribute, At(settings_.*field.member, level));
     });
   }
