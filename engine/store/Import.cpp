@@ -23,6 +23,13 @@ constexpr Kind kKinds[] = {
     {"alarms", ImportKind::Alarms, ImportAlarms},
     {"groups", ImportKind::Groups, ImportGroups},
     {"requirements", ImportKind::Requirements, ImportRequirements},
+    {"defects", ImportKind::Defects, ImportDefects},
+    {"acc-codes", ImportKind::AccCodes, ImportAccCodes},
+    {"cac-codes", ImportKind::CacCodes, ImportCacCodes},
+    {"state-codes", ImportKind::StateCodes, ImportStateCodes},
+    {"processes", ImportKind::Processes, ImportProcesses},
+    {"events", ImportKind::Events, ImportEvents},
+    {"states", ImportKind::States, ImportStates},
 };
 
 // Beside the store's own connection, which reads on meanwhile.
@@ -41,6 +48,12 @@ std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
     if (each.word == word) return each.kind;
   }
   return std::nullopt;
+}
+
+std::vector<std::string_view> ImportKindWords() {
+  std::vector<std::string_view> words;
+  for (const auto& each : kKinds) words.push_back(each.word);
+  return words;
 }
 
 ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Database.h"
 
@@ -51,6 +52,23 @@
 //                with minutes, and grace minutes after it), or for each shift, lot or job. Optional
 //                part (none: any), from and to (holds from the one up to and without the other)
 //                and name (a new one; made of the rest unless given).
+// defects        code; optional name (what the code stands for), group, factor (its weight, 1
+// unless
+//                given, not below 0). A code that is there already takes over what the line gives.
+//                A code may have several lines, for several groups, whose names and factors agree.
+// acc-codes, cac-codes   the same for the codes of events.
+// state-codes    code; optional name and factor; type (none start run pause end idle scheduled-down
+//                unscheduled-down, or its number), needed for a new code.
+// processes      process and any of company division site department area production-unit, which
+//                say where a process belongs; a process that is there takes over what is given.
+// events         type (subgroup-alarm general sampling-violation subgroup-disable subgroup-delete
+//                subgroup-edit downtime, or 1 to 7) and time; optional name end process part test
+//                subgroup-time employee, acc acc-employee acc-time, cac cac-employee cac-time, and
+//                open (acc, cac, both of them or none). No time may lie before that of the event.
+//                Refused too: an event of the same type, name, time, process, part and test that is
+//                already stored.
+// states         process time state: from that time on the process is in that state. A new state
+//                needs the column type. Refused too: a second state of a process at one time.
 namespace orvspc::engine {
 
 enum class ImportKind {
@@ -62,10 +80,19 @@ enum class ImportKind {
   Alarms,
   Groups,
   Requirements,
+  Defects,
+  AccCodes,
+  CacCodes,
+  StateCodes,
+  Processes,
+  Events,
+  States,
 };
 
 // "values", "control-limits", ...
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
+// All of them, in the order of the enumeration.
+std::vector<std::string_view> ImportKindWords();
 
 struct ImportOptions {
   bool ignore_unknown = false;  // columns

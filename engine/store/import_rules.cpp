@@ -228,20 +228,9 @@ ImportReport ImportGroups(const ImportContext& context) {
       table.Refuse(kKind, "is nothing that can be grouped");
     }
     const auto item = names.Take(*kind, table.Name(kName));
-    const auto group = table.Name(kGroup);
-    Query(context.db, "INSERT OR IGNORE INTO item_group(kind, name) VALUES(?1, ?2)")
-        .Bind(1, WordOf(*kind))
-        .Bind(2, group)
-        .Run();
-    report.new_names += sqlite3_changes(context.db.Get());
-    Query(context.db,
-          "INSERT OR IGNORE INTO item_group_member(item_group, item) "
-          "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2")
-        .Bind(1, WordOf(*kind))
-        .Bind(2, group)
-        .Bind(3, std::int64_t{item})
-        .Run();
-    report.rows += sqlite3_changes(context.db.Get());
+    const auto added = AddToGroup(context.db, *kind, table.Name(kGroup), item);
+    report.new_names += added.groups;
+    report.rows += added.members;
   }
   report.lines = table.Lines();
   report.new_names += names.Added();

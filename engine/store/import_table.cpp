@@ -157,6 +157,16 @@ std::int32_t ImportTable::Stamp(std::size_t column, std::int32_t fallback) const
   return Cell(column).empty() ? fallback : Stamp(column);
 }
 
+std::int32_t ImportTable::OneOf(std::size_t column, std::span<const NamedValue> words) const {
+  const auto cell = Lower(Name(column));
+  std::string list;
+  for (const auto& [word, value] : words) {
+    if (cell == word || cell == std::to_string(value)) return value;
+    list += (list.empty() ? "" : ", ") + std::string(word);
+  }
+  Refuse(column, "must be one of " + list);
+}
+
 std::int32_t ImportTable::ChartWord(std::size_t column) const {
   const auto cell = Cell(column);
   if (!cell.starts_with("0x")) return Whole(column, 0, 0xfff, 0);
@@ -206,6 +216,25 @@ std::int32_t ImportNames::Take(ItemKind kind, std::string_view name) {
   Of(kind).ids.emplace(name, id);
   ++added_;
   return id;
+}
+
+GroupAdded AddToGroup(Connection& connection, ItemKind kind, std::string_view group,
+                      std::int32_t item) {
+  GroupAdded added;
+  Query(connection, "INSERT OR IGNORE INTO item_group(kind, name) VALUES(?1, ?2)")
+      .Bind(1, WordOf(kind))
+      .Bind(2, group)
+      .Run();
+  added.groups = sqlite3_changes(connection.Get());
+  Query(connection,
+        "INSERT OR IGNORE INTO item_group_member(item_group, item) "
+        "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2")
+      .Bind(1, WordOf(kind))
+      .Bind(2, group)
+      .Bind(3, std::int64_t{item})
+      .Run();
+  added.members = sqlite3_changes(connection.Get());
+  return added;
 }
 
 }  // namespace orvspc::engine

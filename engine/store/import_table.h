@@ -25,6 +25,11 @@ struct ColumnSpec {
   bool required = false;
 };
 
+struct NamedValue {
+  std::string_view word;
+  std::int32_t value;
+};
+
 // A file whose header has been matched with the columns of its kind; columns are spoken of by
 // their place in the list. A column that the file lacks reads as empty.
 class ImportTable {
@@ -55,6 +60,9 @@ class ImportTable {
                      std::int32_t fallback) const;
   std::int32_t Stamp(std::size_t column) const;
   std::int32_t Stamp(std::size_t column, std::int32_t fallback) const;
+
+  // One of the words, in any case, or its value in digits.
+  std::int32_t OneOf(std::size_t column, std::span<const NamedValue> words) const;
 
   // Decimal or 0x and hexadecimal digits; 0 when empty.
   std::int32_t ChartWord(std::size_t column) const;
@@ -106,6 +114,14 @@ class ImportNames {
   std::int64_t added_ = 0;
 };
 
+// Puts an item into a group of its kind, which is made if it is new. Returns how many rows that
+// added: members, and groups.
+struct GroupAdded {
+  std::int64_t members = 0, groups = 0;
+};
+GroupAdded AddToGroup(Connection& connection, ItemKind kind, std::string_view group,
+                      std::int32_t item);
+
 struct ImportContext {
   Connection& db;
   const std::string& file;
@@ -122,5 +138,12 @@ ImportReport ImportRules(const ImportContext& context);
 ImportReport ImportAlarms(const ImportContext& context);
 ImportReport ImportGroups(const ImportContext& context);
 ImportReport ImportRequirements(const ImportContext& context);
+ImportReport ImportDefects(const ImportContext& context);
+ImportReport ImportAccCodes(const ImportContext& context);
+ImportReport ImportCacCodes(const ImportContext& context);
+ImportReport ImportStateCodes(const ImportContext& context);
+ImportReport ImportProcesses(const ImportContext& context);
+ImportReport ImportEvents(const ImportContext& context);
+ImportReport ImportStates(const ImportContext& context);
 
 }  // namespace orvspc::engine

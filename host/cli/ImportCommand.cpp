@@ -88,15 +88,24 @@ std::string Report(engine::ImportKind kind, const engine::ImportReport& report) 
   return text + "\n";
 }
 
+// Every kind; past a width the list goes on in a new line of the help.
+std::string KindList(const std::string& between, std::size_t width = std::string::npos) {
+  std::string text;
+  std::size_t line = 0;
+  for (const auto word : engine::ImportKindWords()) {
+    const bool breaks = line + word.size() > width;
+    if (!text.empty()) text += breaks ? "\n                            " : between;
+    line = breaks ? word.size() : line + word.size() + between.size();
+    text += word;
+  }
+  return text;
+}
+
 int Run(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required("db");
   const std::string word = arguments.Value("kind", "values");
   const auto kind = engine::ImportKindFromWord(word);
-  if (!kind)
-    throw Misuse(
-        "--kind takes values, limits, control-limits, opportunities, rules, alarms or "
-        "groups, not \"" +
-        word + "\"");
+  if (!kind) throw Misuse("--kind takes " + KindList(", ") + ", not \"" + word + "\"");
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string& file = arguments.Positional()[0];
   ReadableFile(file);  // so that a slip in its name makes no new database
@@ -117,6 +126,8 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command ImportCommand() {
+  static const std::string kinds =
+      KindList(" ", 64) + "\n                            (default values)";
   Command command;
   command.name = "import";
   command.synopsis = "FILE.csv --db FILE [--kind KIND]";
@@ -128,9 +139,7 @@ Command ImportCommand() {
   command.example = "orvspc import values.csv --db q.db";
   command.options = {
       {"db", "FILE", "the quality database"},
-      {"kind", "KIND",
-       "values limits control-limits opportunities rules alarms groups\n"
-       "                            (default values)"},
+      {"kind", "KIND", kinds.c_str()},
       {"ignore-unknown", nullptr, "skip columns with unknown names instead of refusing the file"},
   };
   command.most_positional = 1;

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <map>
+
+#include "engine/store/import_table.h"
+#include "engine/store/state_words.h"
+
+namespace orvspc::engine {
+namespace {
+
+// What the lines of one code say of it; empty: nothing.
+struct CodeFacts {
+  std::string text;
+  std::optional<double> factor;
+  std::optional<std::int32_t> type;
+};
+
+// Texts of statements live as long as the program.
+std::string_view UpdateOf(ItemKind kind) {
+  static const auto texts = [] {
+    std::array<std::string, kItemKinds> all;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      all[i] = "UPDATE " + std::string(TableOf(static_cast<ItemKind>(i))) +
+               " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1";
+    }
+    return all;
+  }();
+  return texts[static_cast<std::size_t>(kind)];
+}
+
+class CodesImport {
+ public:
+  CodesImport(const ImportContext& context, ItemKind kind, std::span<const ColumnSpec> columns)
+      : db_(context.db),
+        kind_(kind),
+        table_(context.file, columns, context.options),
+        names_(context.db) {}
+
+  ImportReport Run() {
+    while (table_.Next()) TakeLine();
+    report_.lines = table_.Lines();
+    report_.new_names += names_.Added();
+    return report_;
+  }
+
+  enum Column : std::size_t { kCode, kName, kFactor, kLast };  // kLast: group, or type of a state
+
+ private:
+  void TakeLine() {
+    const auto code = table_.Name(kCode);
+    const bool is_new = !names_.Find(kind_, code);
+    const auto id = names_.Take(kind_, code);
+    auto& facts = facts_[id];
+    TakeText(facts);
+    TakeFactor(facts);
+    Update(id, facts);
+    if (kind_ == ItemKind::StateCode) {
+      TakeType(id, facts, is_new);
+    } else if (!table_.Cell(kLast).empty()) {
+      const auto added = AddToGroup(db_, kind_, table_.Cell(kLast), id);
+      report_.new_names += added.groups;
+    }
+    ++report_.rows;
+  }
+
+  void TakeText(CodeFacts& facts) {
+    const auto cell = table_.Cell(kName);
+    if (cell.empty()) return;
+    if (!facts.text.empty() && facts.text != cell) table_.Refuse(kName, kDiffers);
+    facts.text = cell;
+  }
+
+  void TakeFactor(CodeFacts& facts) {
+    const auto factor = table_.OptionalNumber(kFactor);
+    if (!factor) return;
+    if (*factor < 0.0) table_.Refuse(kFactor, "must not be below 0");
+    if (facts.factor && *facts.factor != *factor) table_.Refuse(kFactor, kDiffers);
+    facts.factor = factor;
+  }
+
+  void TakeType(std::int32_t id, CodeFacts& facts, bool is_new) {
+    if (table_.Cell(kLast).empty()) {
+      if (is_new) table_.Refuse(kLast, "a new state needs its type");
+      return;
+    }
+    const auto type = table_.OneOf(kLast, kStateTypes);
+    if (facts.type && *facts.type != type) table_.Refuse(kLast, kDiffers);
+    facts.type = type;
+    Query(db_, "UPDATE state_code SET type = ?2 WHERE id = ?1")
+        .Bind(1, std::int64_t{id})
+        .Bind(2, std::int64_t{type})
+        .Run();
+  }
+
+  void Update(std::int32_t id, const CodeFacts& facts) {
+    Query update(db_, UpdateOf(kind_));
+    update.Bind(1, std::int64_t{id}).BindNull(2).BindNull(3);
+    if (!facts.text.empty()) update.Bind(2, std::string_view(facts.text));
+    if (facts.factor) update.Bind(3, *facts.factor);
+    update.Run();
+  }
+
+  static constexpr std::string_view kDiffers = "differs from an earlier line of the same code";
+
+  Connection& db_;
+  ItemKind kind_;
+  ImportTable table_;
+  ImportNames names_;
+  ImportReport report_;
+  std::map<std::int32_t, CodeFacts> facts_;
+};
+
+constexpr ColumnSpec kCodeColumns[] = {
+    {"code", true}, {"name", false}, {"factor", false}, {"group", false}};
+constexpr ColumnSpec kStateColumns[] = {
+    {"code", true}, {"name", false}, {"factor", false}, {"type", false}};
+static_assert(std::size(kCodeColumns) == CodesImport::kLast + 1);
+static_assert(std::size(kStateColumns) == CodesImport::kLast + 1);
+
+struct PlaceColumn {
+  ItemKind kind;
+  std::string_view sql;
+};
+constexpr PlaceColumn kPlaces[] = {
+    {ItemKind::Company, "UPDATE process SET company = ?2 WHERE id = ?1"},
+    {ItemKind::Division, "UPDATE process SET division = ?2 WHERE id = ?1"},
+    {ItemKind::Site, "UPDATE process SET site = ?2 WHERE id = ?1"},
+    {ItemKind::Department, "UPDATE process SET department = ?2 WHERE id = ?1"},
+    {ItemKind::Area, "UPDATE process SET area = ?2 WHERE id = ?1"},
+    {ItemKind::ProductionUnit, "UPDATE process SET production_unit = ?2 WHERE id = ?1"},
+};
+
+}  // namespace
+
+ImportReport ImportDefects(const ImportContext& context) {
+  return CodesImport(context, ItemKind::Defect, kCodeColumns).Run();
+}
+
+ImportReport ImportAccCodes(const ImportContext& context) {
+  return CodesImport(context, ItemKind::AccCode, kCodeColumns).Run();
+}
+
+ImportReport ImportCacCodes(const ImportContext& context) {
+  return CodesImport(context, ItemKind::CacCode, kCodeColumns).Run();
+}
+
+ImportReport ImportStateCodes(const ImportContext& context) {
+  return CodesImport(context, ItemKind::StateCode, kStateColumns).Run();
+}
+
+ImportReport ImportProcesses(const ImportContext& context) {
+  static constexpr ColumnSpec kColumns[] = {
+      {"process", true},     {"company", false}, {"division", false},       {"site", false},
+      {"department", false}, {"area", false},    {"production-unit", false}};
+  static_assert(std::size(kColumns) == std::size(kPlaces) + 1);
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  while (table.Next()) {
+    const auto process = names.Take(ItemKind::Process, table.Name(0));
+    for (std::size_t i = 0; i < std::size(kPlaces); ++i) {
+      const auto cell = table.Cell(i + 1);
+      if (cell.empty()) continue;
+      Query(context.db, kPlaces[i].sql)
+          .Bind(1, std::int64_t{process})
+          .Bind(2, std::int64_t{names.Take(kPlaces[i].kind, cell)})
+          .Run();
+    }
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
+}  // namespace orvspc::engine

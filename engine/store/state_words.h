@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/store/import_table.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+
+// How files and lists call the types of process states.
+inline constexpr NamedValue kStateTypes[] = {{"none", pst_None},
+                                             {"start", pst_Start},
+                                             {"run", pst_Run},
+                                             {"pause", pst_Pause},
+                                             {"end", pst_End},
+                                             {"idle", pst_Idle},
+                                             {"scheduled-down", pst_ScheduledDown},
+                                             {"unscheduled-down", pst_UnscheduledDown}};
+
+// And the types of events.
+inline constexpr NamedValue kEventTypes[] = {{"subgroup-alarm", etSubgroupAlarm},
+                                             {"general", etGeneral},
+                                             {"sampling-violation", etSamplingViolation},
+                                             {"subgroup-disable", etSubgroupDisable},
+                                             {"subgroup-delete", etSubgroupDelete},
+                                             {"subgroup-edit", etSubgroupEdit},
+                                             {"downtime", etDonwtime}};
+
+}  // namespace orvspc::engine
