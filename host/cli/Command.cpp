@@ -47,6 +47,10 @@ engine::ItemKind KindOf(NameKind kind) {
       return engine::ItemKind::Revision;
     case NameKind::Employee:
       return engine::ItemKind::Employee;
+    case NameKind::AccCode:
+      return engine::ItemKind::AccCode;
+    case NameKind::CacCode:
+      return engine::ItemKind::CacCode;
   }
   return engine::ItemKind::Part;
 }

@@ -9,12 +9,6 @@ namespace orvspc::host {
 
 namespace {
 
-std::string Named(const Names& names, NameKind kind, std::int32_t id) {
-  if (id == 0) return {};
-  const std::string name = PlainText(names(kind, id));
-  return name.empty() ? "#" + std::to_string(id) : name;
-}
-
 std::string TestText(const TestRow& test) {
   std::string text = Shortest(test.value);
   if (test.sbno != 0) text = "(" + text + ")";  // a reading inside the piece
@@ -48,9 +42,9 @@ std::string DataText(const SubgroupsRead& data, const Names& names) {
                      std::to_string(data.total_tests) + " test rows\n\n" +
                      Padded("time (UTC)", 21) + Padded("part / process / test", 40) + "values\n";
   for (const auto& row : data.rows) {
-    const std::string stream = Named(names, NameKind::Part, row.part) + " / " +
-                               Named(names, NameKind::Process, row.prcs) + " / " +
-                               Named(names, NameKind::Test, row.test);
+    const std::string stream = ShownName(names, NameKind::Part, row.part) + " / " +
+                               ShownName(names, NameKind::Process, row.prcs) + " / " +
+                               ShownName(names, NameKind::Test, row.test);
     text +=
         Padded(IsoTime(row.stamp), 21) + (Width(stream) < 40 ? Padded(stream, 40) : stream + "  ");
     for (std::size_t i = 0; i < row.tests.size(); ++i)

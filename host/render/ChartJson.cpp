@@ -268,6 +268,17 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   json.EndArray();
 }
 
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
+  json.Key("Subgroups");
+  json.BeginArray();
+  for (const auto& row : rows) {
+    json.BeginObject(true);
+    WriteSubgroup(json, row, names);
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
 std::string ChartJson(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   JsonWriter json;
@@ -285,14 +296,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
   json.Member("MeanEstimate", chart.mean_estimate);
   json.Member("SPEstimate", chart.sp_estimate);
   json.Member("SWEstimate", chart.sw_estimate);
-  json.Key("Subgroups");
-  json.BeginArray();
-  for (const auto& row : chart.subgroups.rows) {
-    json.BeginObject(true);
-    WriteSubgroup(json, row, names);
-    json.EndObject();
-  }
-  json.EndArray();
+  WriteSubgroups(json, chart.subgroups.rows, names);
   json.Key("Graphs");
   json.BeginArray();
   for (const auto& graph : chart.graphs)

@@ -43,5 +43,7 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 // Members of an open object.
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
+// The member "Subgroups" as charts have it: without descriptors and comments.
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names);
 
 }  // namespace orvspc::host

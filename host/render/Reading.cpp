@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 
+#include "host/render/PlainText.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::host {
@@ -160,6 +161,12 @@ std::span<const Word> WordsOf(std::int32_t graph) {
 }
 
 }  // namespace
+
+std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
+  if (id == 0) return {};
+  const std::string name = PlainText(names(kind, id));
+  return name.empty() ? "#" + std::to_string(id) : name;
+}
 
 SubgroupsRead ReadSubgroups(SubgroupData& data) {
   SubgroupsRead read;

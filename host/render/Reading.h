@@ -86,8 +86,22 @@ bool GraphType(std::int32_t graph, const std::string& word, std::int32_t& type);
 // All words of a graph, separated by blanks.
 std::string GraphWords(std::int32_t graph);
 
-enum class NameKind { Part, Process, Test, Workstation, Job, Lot, Shift, Revision, Employee };
+enum class NameKind {
+  Part,
+  Process,
+  Test,
+  Workstation,
+  Job,
+  Lot,
+  Shift,
+  Revision,
+  Employee,
+  AccCode,
+  CacCode,
+};
 // Name for an identifier; empty when it has none.
 using Names = std::function<std::string(NameKind, std::int32_t)>;
+// For people: the name, else "#12"; empty for identifier 0.
+std::string ShownName(const Names& names, NameKind kind, std::int32_t id);
 
 }  // namespace orvspc::host
