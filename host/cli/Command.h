@@ -28,6 +28,7 @@ struct Command {
 Command ImportCommand();
 Command ListCommand();
 Command ChartCommand();
+Command CapabilityCommand();
 Command DataCommand();
 Command SetCommand();
 Command ShowCommand();

@@ -15,8 +15,8 @@ namespace orvspc::host {
 namespace {
 
 std::vector<Command> Commands() {
-  return {ImportCommand(), ListCommand(), ChartCommand(), DataCommand(),
-          ShowCommand(),   SetCommand(),  DemoCommand()};
+  return {ImportCommand(), ListCommand(), ChartCommand(), CapabilityCommand(),
+          DataCommand(),   ShowCommand(), SetCommand(),   DemoCommand()};
 }
 
 std::string Overview() {

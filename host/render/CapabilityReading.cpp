@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/CapabilityReading.h"
+
+#include <cmath>
+#include <limits>
+#include <string_view>
+
+#include "frame/Failure.h"
+#include "host/render/capability_figures.h"
+
+namespace orvspc::host {
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// A figure is defined when another one is not 0 and at least so much: what it is divided by, or the
+// pieces that it needs.
+struct Ground {
+  std::string_view record, name;  // with * at its end: all names that begin so
+  std::string_view on_record, on;
+  double least = -std::numeric_limits<double>::infinity();
+};
+
+// Every row that fits must hold.
+constexpr Ground kGrounds[] = {
+    {"Summary", "SubgroupSize", "Summary", "SubgroupCount"},
+    {"Summary", "M*", "Summary", "PieceCount"},
+    {"Summary", "ShortTermSD", "Summary", "PieceCount", 2.0},
+    {"Summary", "LongTermSD", "Summary", "PieceCount", 2.0},
+    {"Summary", "UpperSD", "Summary", "PieceCount", 2.0},
+    {"Summary", "LowerSD", "Summary", "PieceCount", 2.0},
+    {"Summary", "CoRobustness", "Summary", "LongTermSD"},
+    {"Summary", "CoOfVariation", "Summary", "Mean"},
+    {"Summary", "CoOfVariation", "Summary", "PieceCount", 2.0},
+    {"Summary", "ZBench", "Summary", "LongTermSD"},
+    {"CPs", "*", "Summary", "ShortTermSD"},
+    {"CPs", "Cr", "CPs", "Cp"},
+    {"PPs", "*", "Summary", "LongTermSD"},
+    {"PPs", "Pr", "PPs", "Pp"},
+    {"Moments", "*", "Summary", "PieceCount"},
+    {"Moments", "SD", "Summary", "PieceCount", 2.0},
+    {"Moments", "Variance", "Summary", "PieceCount", 2.0},
+    {"Moments", "Skewness", "Summary", "PieceCount", 3.0},
+    {"Moments", "Skewness", "Moments", "SD"},
+    {"Moments", "Kurtosis", "Summary", "PieceCount", 4.0},
+    {"Moments", "Kurtosis", "Moments", "SD"},
+    {"ChiSq", "Value", "ChiSq", "DegFreedom"},
+    {"ChiSq", "Probability", "ChiSq", "DegFreedom"},
+    {"Anova", "SS*", "Summary", "PieceCount"},
+    {"Anova", "MSWithin", "Anova", "DFWithin"},
+    {"Anova", "MSBetween", "Anova", "DFBetween"},
+    {"Anova", "FRatio", "Anova", "MSWithin"},
+    {"Anova", "FRatio", "Anova", "DFBetween"},
+    {"Anova", "ProbOfF", "Anova", "MSWithin"},
+    {"Anova", "ProbOfF", "Anova", "DFBetween"},
+    {"SpecResults", "Act*", "Summary", "PieceCount"},
+    {"SpecResults", "Exp*", "Summary", "LongTermSD"},
+    {"SpecResults", "z*", "Summary", "LongTermSD"},
+    {"NccResults", "Act*", "Summary", "PieceCount"},
+    {"NccResults", "Exp*", "Summary", "LongTermSD"},
+    {"NccResults", "z*", "Summary", "LongTermSD"},
+};
+
+bool Fits(std::string_view pattern, std::string_view text) {
+  if (!pattern.empty() && pattern.back() == '*')
+    return text.substr(0, pattern.size() - 1) == pattern.substr(0, pattern.size() - 1);
+  return pattern == text;
+}
+
+// The figure as its operation gives it, NaN where that says no.
+double Taken(const CAStatistics& statistics, const CapabilityFigure& figure) {
+  double value = 0.0;
+  try {
+    return figure.get(statistics, value) ? value : kNaN;
+  } catch (const Failure&) {
+    return kNaN;  // a stored text can hold what is no number
+  }
+}
+
+double RawFigure(const CAStatistics& statistics, std::string_view record, std::string_view name) {
+  for (const auto& figure : kCapabilityFigures)
+    if (record == figure.record && name == figure.name) return Taken(statistics, figure);
+  return kNaN;
+}
+
+double Defined(const CAStatistics& statistics, const CapabilityFigure& figure) {
+  for (const auto& ground : kGrounds) {
+    if (ground.record != figure.record || !Fits(ground.name, figure.name)) continue;
+    const double on = RawFigure(statistics, ground.on_record, ground.on);
+    if (on == 0.0 || on < ground.least) return kNaN;
+  }
+  // A share outside needs limits to be outside of.
+  if (std::string_view(figure.name) == "ZBench" &&
+      std::isnan(RawFigure(statistics, "SpecLim", "Usl")) &&
+      std::isnan(RawFigure(statistics, "SpecLim", "Lsl")))
+    return kNaN;
+  return Taken(statistics, figure);
+}
+
+// The share of a normal law between two values, without loss in the tails.
+double NormalShare(double low, double high, double mean, double deviation) {
+  const double scale = 1.0 / (deviation * std::sqrt(2.0));
+  const double a = (low - mean) * scale, b = (high - mean) * scale;
+  return a > 0.0 ? 0.5 * (std::erfc(a) - std::erfc(b)) : 0.5 * (std::erfc(-b) - std::erfc(-a));
+}
+
+void ReadBins(CABins& bins, CapabilityRead& read) {
+  const double count = read.Figure("Summary", "PieceCount");
+  const double mean = read.Figure("Summary", "Mean");
+  const double deviation = read.Figure("Summary", "LongTermSD");
+  const bool normal = read.johnson_curve_type == caJohnsonTypeNone && deviation > 0.0;
+  for (bool more = bins.MoveFirst(); more; more = bins.MoveNext()) {
+    BinRead bin{bins.XMin(), bins.XMax(), bins.YMin(), bins.YMax(), kNaN};
+    if (normal) bin.expected = count * NormalShare(bin.low, bin.high, mean, deviation);
+    read.bins.push_back(bin);
+  }
+}
+
+void ReadCurve(CACurve& curve, CapabilityRead& read) {
+  for (bool more = curve.MoveFirst(); more; more = curve.MoveNext()) {
+    read.curve_x.push_back(curve.X());
+    try {
+      read.curve_y.push_back(curve.Y());
+    } catch (const Failure&) {
+      read.curve_y.push_back(kNaN);  // a stored curve can have fewer of them
+    }
+  }
+}
+
+}  // namespace
+
+double CapabilityRead::Figure(std::string_view record, std::string_view name) const {
+  for (const auto& figure : figures)
+    if (record == figure.record && name == figure.name) return figure.value;
+  return kNaN;
+}
+
+CapabilityRead ReadCapability(CAResults& results) {
+  CapabilityRead read;
+  read.processing = results.Processing();
+  read.select = results.DataSelect();
+  const CAStatistics& statistics = *results.Statistics();
+  for (const auto& figure : kCapabilityFigures)
+    read.figures.push_back({figure.record, figure.name, Defined(statistics, figure)});
+  read.johnson_curve_type = statistics.JohnsonCurveType();
+  ReadBins(*results.Bins(), read);
+  ReadCurve(*results.Curve(), read);
+  return read;
+}
+
+}  // namespace orvspc::host

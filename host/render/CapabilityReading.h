@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "capability/CAResults.h"
+#include "host/render/ChartJson.h"
+
+// Everything that a capability result can give, read once into plain values.
+namespace orvspc::host {
+
+struct FigureRead {
+  const char* record;
+  const char* name;
+  double value;  // NaN: not known, or not defined on these data
+};
+
+struct BinRead {
+  double low = 0.0, high = 0.0, foot = 0.0, height = 0.0;
+  double expected = 0.0;  // pieces by the fitted curve; NaN when it is not known
+};
+
+struct CapabilityRead {
+  std::shared_ptr<CAProcessing> processing;  // null in a result that was stored without
+  std::shared_ptr<DataSelect> select;
+  std::vector<FigureRead> figures;  // in the order of documents
+  std::int32_t johnson_curve_type = 0;
+  std::vector<BinRead> bins;
+  std::vector<double> curve_x, curve_y;
+
+  // NaN for a figure that is not known; the name must be one of capability_figures.h.
+  double Figure(std::string_view record, std::string_view name) const;
+  bool Empty() const { return !(Figure("Summary", "PieceCount") > 0.0); }
+};
+
+// A figure is not known when its operation says so, not defined when what it is divided by is 0.
+// The pieces that a bin is expected to hold follow from mean and long-term deviation under a normal
+// fit; of a Johnson curve, whose parameters no result has, they are not known.
+CapabilityRead ReadCapability(CAResults& results);
+
+struct CapabilityDocument {
+  CapabilityRead capability;
+  std::vector<NoteRead> notes;
+};
+
+}  // namespace orvspc::host
