@@ -38,4 +38,5 @@ refused() {  # program, what the compiler says
 key="(invalid use of|initialization of) incomplete type .*orvspc::Friend"
 refused makes_friend "$key"
 refused braces_friend "$key"
+refused makes_pabins "no matching (function for call to|constructor for initialization of) .*PABins"
 refused includes_friend "frame/Friend.h(: No such file|' file not found)"

@@ -7,6 +7,7 @@
 
 #include "chart/CCAnalysis.h"
 #include "frame/Friend.h"
+#include "pareto/PABins.h"
 #include "select/DataSelect.h"
 #include "summary/SCAnalysis.h"
 #include "tests/fake/FakePlatform.h"
@@ -111,6 +112,16 @@ TEST_P(CursorContract, OfEventData) {
 TEST_P(CursorContract, OfSCResults) {
   CheckCursor(*SCAnalysis().AnalyzeDataSelect(fake_.database, std::make_shared<DataSelect>()),
               GetParam(), 1);
+}
+
+TEST_P(CursorContract, OfPABins) {
+  PABins bins(Friend{});
+  if (GetParam() != 0) {
+    Array<API_PABin> rows;
+    rows.Dimension(0, GetParam() - 1);
+    bins.Load(Friend{}, std::move(rows));
+  }
+  CheckCursor(bins, GetParam(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CursorContract, testing::Values(0, 1, 2, 7));

@@ -16,11 +16,12 @@ inline constexpr TrailRow kTrailRows[] = {
     // frame
     {"Support.ResolveDatabase",
      "Support.ResolveRuleDef DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect "
-     "DataSelect.GetEventData PSAnalysis.AnalyzeDataSelect SCAnalysis.AnalyzeDataSelect"},
+     "DataSelect.GetEventData PSAnalysis.AnalyzeDataSelect SCAnalysis.AnalyzeDataSelect "
+     "PAAnalysis.AnalyzeDataSelect"},
     {"Support.ResolveRuleDef", "CCAnalysis.AnalyzeDataSelect"},
     {"XMLSupport.GetXMLSingleNode(Node=*)",
      "DataSelect.SetXML SubgroupData.SetXML CCProcessing.SetXML CCResults.SetXML "
-     "EventData.SetXML"},
+     "EventData.SetXML PAProcessing.SetXML PAResults.SetXML PABins.SetXML"},
     {"XMLSupport.GetXMLAttributeValue(Attribute=*)",
      "DataSelect.SetXMLNode DataSelectDescriptor.SetXML DataSelectDescriptor.SetXMLItems "
      "CCProcessing.SetXMLNode XMLSupport.LoadAPI_SubgroupDataFromXMLNode "
@@ -32,7 +33,8 @@ inline constexpr TrailRow kTrailRows[] = {
      "CAStatistics.SetSpecLimXMLNode CAStatistics.SetOutOfSpecXMLNode "
      "CAStatistics.SetNccLimXMLNode CAStatistics.SetNccResultsXMLNode "
      "CAStatistics.SetCPsXMLNode CAStatistics.SetPPsXMLNode CAStatistics.SetMomentsXMLNode "
-     "CAStatistics.SetChiSqXMLNode CAStatistics.SetAnovaXMLNode EventData.SetXMLNode"},
+     "CAStatistics.SetChiSqXMLNode CAStatistics.SetAnovaXMLNode EventData.SetXMLNode "
+     "PAProcessing.SetXMLNode PABins.SetXMLNode"},
     {"XMLSupport.ConvertStringToLongArray",
      "library CCResults.SetGraphXMLNode CCResults.SetGroupDataXMLNode"},
     {"XMLSupport.ConvertStringToDoubleArray", "library CCResults.SetGraphXMLNode"},
@@ -49,18 +51,21 @@ inline constexpr TrailRow kTrailRows[] = {
     {"DataSelect.Structure(l)", "DataSelect.Clone"},
     {"DataSelect.Clone",
      "host CCAnalysis.AnalyzeDataSelect PSAnalysis.AnalyzeDataSelect "
-     "SCAnalysis.AnalyzeDataSelect"},
+     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetXML", "host"},
-    {"DataSelect.CreateXMLNode", "DataSelect.GetXML CCResults.CreateXMLNode"},
+    {"DataSelect.CreateXMLNode",
+     "DataSelect.GetXML CCResults.CreateXMLNode PAResults.CreateXMLNode"},
     {"DataSelect.SetXML", "host"},
-    {"DataSelect.SetXMLNode", "DataSelect.SetXML CCResults.SetDataselectXMLNode"},
-    {"DataSelect.Reset", "host DataSelect.Clone CCResults.SetDataselectXMLNode"},
+    {"DataSelect.SetXMLNode",
+     "DataSelect.SetXML CCResults.SetDataselectXMLNode PAResults.SetXMLNode"},
+    {"DataSelect.Reset",
+     "host DataSelect.Clone CCResults.SetDataselectXMLNode PAResults.SetXMLNode"},
     {"DataSelect.MaximumItems(l)", "host"},
     {"DataSelect.Tsno(l)", "host"},
     {"DataSelect.DateRangeInterval(l)", "host"},
     {"DataSelect.API_GetData",
      "host DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect DataSelect.GetEventData "
-     "SCAnalysis.AnalyzeDataSelect"},
+     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect"},
     {"DataSelect.API_SetData", "host DataSelect.GetSubgroupData SCAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetDSInfo", "DataSelect.API_GetData"},
     {"DataSelect.GetFilterType", "DataSelect.GetDSInfo DataSelect.LoadDSFilter"},
@@ -135,7 +140,8 @@ inline constexpr TrailRow kTrailRows[] = {
     {"SubgroupData.GetTestIDs", "host SubgroupData.HasDefects"},
     {"SubgroupData.HasDefects", "host"},
     {"SubgroupData.GetXML", "host"},
-    {"SubgroupData.CreateXMLNode", "SubgroupData.GetXML CCResults.CreateXMLNode"},
+    {"SubgroupData.CreateXMLNode",
+     "SubgroupData.GetXML CCResults.CreateXMLNode PAResults.CreateXMLNode"},
     {"SubgroupData.CreateSubgroupsXMLNode", "SubgroupData.CreateXMLNode"},
     {"SubgroupData.CreateSubgroupXMLNode", "SubgroupData.CreateSubgroupsXMLNode"},
     {"SubgroupData.CreateTestsXMLNode", "SubgroupData.CreateXMLNode"},
@@ -145,7 +151,8 @@ inline constexpr TrailRow kTrailRows[] = {
     {"SubgroupData.CreateCommentsXMLNode", "SubgroupData.CreateXMLNode"},
     {"SubgroupData.CreateCommentXMLNode", "SubgroupData.CreateCommentsXMLNode"},
     {"SubgroupData.SetXML", "host"},
-    {"SubgroupData.SetXMLNode", "SubgroupData.SetXML CCResults.SetSubgroupDataXMLNode"},
+    {"SubgroupData.SetXMLNode",
+     "SubgroupData.SetXML CCResults.SetSubgroupDataXMLNode PAResults.SetXMLNode"},
     {"TestData.Load", "SubgroupData.TestData(g)"},
     {"TestData.Def(g)", "host"},
     {"TestData.Gage(g)", "host"},
@@ -392,6 +399,35 @@ inline constexpr TrailRow kTrailRows[] = {
     {"SCResults.MoveNext", "host"},
     {"SCResults.MovePrev", "host"},
     {"SCResults.CurrentIndex(g)", "host SCResults.MoveNext SCResults.MovePrev"},
+
+    // pareto
+    {"PAAnalysis.AnalyzeDataSelect", "host"},
+    {"PAAnalysis.AnalyzeDS", "PAAnalysis.AnalyzeDataSelect"},
+    {"PAProcessing.Class_Initialize", "constructor"},
+    {"PAProcessing.FixProcessing", "host PAAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDS"},
+    {"PAProcessing.GetAPIOptions", "PAAnalysis.AnalyzeDS"},
+    {"PAProcessing.GetXML", "host"},
+    {"PAProcessing.CreateXMLNode", "PAProcessing.GetXML PAResults.CreateXMLNode"},
+    {"PAProcessing.SetXML", "host"},
+    {"PAProcessing.SetXMLNode", "PAProcessing.SetXML PAResults.SetXMLNode"},
+    {"PAResults.Class_Initialize", "constructor"},
+    {"PAResults.Bins(g)", "host"},
+    {"PAResults.Load", "PAAnalysis.AnalyzeDS"},
+    {"PAResults.GetXML", "host"},
+    {"PAResults.CreateXMLNode", "PAResults.GetXML"},
+    {"PAResults.SetXML", "host"},
+    {"PAResults.SetXMLNode", "PAResults.SetXML"},
+    {"PABins.MoveTo", "host"},
+    {"PABins.MoveFirst", "host"},
+    {"PABins.MoveLast", "host"},
+    {"PABins.MoveNext", "host"},
+    {"PABins.MovePrev", "host"},
+    {"PABins.Load", "PAResults.Load PABins.SetXMLNode"},
+    {"PABins.GetXML", "host"},
+    {"PABins.CreateXMLNode", "PABins.GetXML PAResults.CreateXMLNode"},
+    {"PABins.CreateXMLBin", "PABins.CreateXMLNode"},
+    {"PABins.SetXML", "host"},
+    {"PABins.SetXMLNode", "PABins.SetXML PAResults.SetXMLNode"},
 };
 
 }  // namespace orvspc::contract

@@ -9,6 +9,7 @@
 #include "chart/chart_codes.h"
 #include "frame/Friend.h"
 #include "frame/XMLSupport.h"
+#include "pareto/PAAnalysis.h"
 #include "select/DataSelect.h"
 #include "summary/PSAnalysis.h"
 #include "summary/SCAnalysis.h"
@@ -309,6 +310,42 @@ void ComplianceRows(fake::FakeScope& fake) {
   Walk(*results);
 }
 
+// Two bins of whatever is asked for.
+std::shared_ptr<PAResults> Pareto(fake::FakeScope& fake) {
+  fake.script().pareto = [](std::span<API_PABin>, API_PAOptions& options) {
+    options.BinCount = 2;
+    return 1;
+  };
+  const auto select = std::make_shared<DataSelect>();
+  select->Descriptors()->Add(dtPart)->AddItemID(7);
+  return PAAnalysis().AnalyzeDataSelect(fake.database, select, std::make_shared<PAProcessing>());
+}
+
+void ParetoSettings(fake::FakeScope&) {
+  PAProcessing processing;
+  processing.FixProcessing();
+  const std::string text = processing.GetXML();
+  processing.SetXML(text);
+  processing.SetXML("<PAProcessing><intLevel Index=\"1\"/></PAProcessing>");
+}
+
+void ParetoResult(fake::FakeScope& fake) {
+  const auto bins = Pareto(fake)->Bins();
+  bins->MoveTo(1);
+  Walk(*bins);
+  const std::string text = bins->GetXML();
+  bins->SetXML(text);
+}
+
+// A text whose bins come back and which holds subgroups, since those of a written one do not.
+void ParetoXml(fake::FakeScope& fake) {
+  std::string text = Pareto(fake)->GetXML();
+  text.insert(text.find("</PAResults>"), Retrieved(fake)->GetXML() + "<Bins><PABin/></Bins>");
+  PAResults results;
+  results.SetXML(text);
+  results.GetXML();
+}
+
 }  // namespace
 
 const Scenario kScenarios[] = {
@@ -330,6 +367,9 @@ const Scenario kScenarios[] = {
     {"XML of events", &EventXml},
     {"process states", &ProcessStates},
     {"sampling compliance", &ComplianceRows},
+    {"Pareto settings", &ParetoSettings},
+    {"Pareto result", &ParetoResult},
+    {"XML of a Pareto", &ParetoXml},
 };
 const int kScenarioCount = static_cast<int>(std::size(kScenarios));
 
@@ -344,6 +384,9 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   const auto graph = results->Graphs(ccGraphType1);
   const auto points = graph->GraphData();
   CCProcessing& processing = *results->Processing();
+  const auto pareto = Pareto(fake);
+  const auto pareto_bins = pareto->Bins();
+  PAProcessing& pareto_settings = *pareto->Processing();
   const auto events = Events(fake);
   const auto states = PSAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(),
                                                      std::make_shared<PSProcessing>());
@@ -394,6 +437,18 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   processing.AQLValue(processing.AQLValue());
   processing.AQLProducerRisk(processing.AQLProducerRisk());
   processing.EWMAWeight(processing.EWMAWeight());
+  pareto->Processing();
+  pareto->DataSelect();
+  pareto_bins->Count();
+  pareto_bins->CurrentIndex();
+  pareto_bins->Value();
+  pareto_bins->Name();
+  pareto_bins->ID(0);
+  pareto_bins->Percentage(0);
+  pareto_settings.StartTime(pareto_settings.StartTime());
+  pareto_settings.TimePeriod(pareto_settings.TimePeriod());
+  pareto_settings.BinType(0, pareto_settings.BinType(0));
+  pareto_settings.BinTypeID(0, pareto_settings.BinTypeID(0));
   events->Count();
   states->Processing();
   states->DataSelect();

@@ -9,6 +9,7 @@
 #include "chart/CCAnalysis.h"
 #include "dataset/EventData.h"
 #include "dataset/SubgroupData.h"
+#include "pareto/PAProcessing.h"
 #include "platform/FixedText.h"
 #include "select/DataSelect.h"
 #include "tests/fake/FailureOf.h"
@@ -46,6 +47,19 @@ struct Persisted<CCProcessing> {
     processing->Individuals(true);
     processing->EWMAWeight(1.0 / 3.0);
     processing->AQLValue(5e-324);
+    return processing;
+  }
+};
+
+// The levels keep their defaults, since a text does not bring them back.
+template <>
+struct Persisted<PAProcessing> {
+  static constexpr const char* kName = "PAProcessing";
+  static std::shared_ptr<PAProcessing> Make(fake::FakeScope&) {
+    auto processing = std::make_shared<PAProcessing>();
+    processing->BinCount(-2147483647 - 1);
+    processing->ResourceType(static_cast<paResourceTypes>(99));
+    processing->ShowEmptyBins(true);
     return processing;
   }
 };
@@ -100,7 +114,8 @@ class XmlContract : public testing::Test {
   fake::FakeScope fake_;
 };
 
-using Classes = testing::Types<DataSelect, CCProcessing, SubgroupData, CCResults, EventData>;
+using Classes =
+    testing::Types<DataSelect, CCProcessing, PAProcessing, SubgroupData, CCResults, EventData>;
 TYPED_TEST_SUITE(XmlContract, Classes);
 
 TYPED_TEST(XmlContract, TextOfAReadTextIsTheSame) {
@@ -142,7 +157,7 @@ TYPED_TEST(XmlContract, EveryTruncationOfATextIsRefused) {
 template <class T>
 class SettingsXmlContract : public XmlContract<T> {};
 
-using SettingsClasses = testing::Types<DataSelect, CCProcessing>;
+using SettingsClasses = testing::Types<DataSelect, CCProcessing, PAProcessing>;
 TYPED_TEST_SUITE(SettingsXmlContract, SettingsClasses);
 
 TYPED_TEST(SettingsXmlContract, AnEmptyElementLeavesEveryChangedSetting) {
