@@ -127,4 +127,8 @@ std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
 
 std::vector<StreamReport> LatestStreams() { return engine::ChartLibrary::LatestStreams(); }
 
+std::optional<AcceptanceLimits> LatestAcceptance() {
+  return engine::ChartLibrary::LatestAcceptance();
+}
+
 }  // namespace orvspc

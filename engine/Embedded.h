@@ -37,6 +37,15 @@ struct StreamReport {
   double average_size = 0.0;
 };
 
+// Up to how much a sample would be accepted, at each point of a chart of attributes. Stands beside
+// the chart: no point, limit or mark depends on it.
+struct AcceptanceLimits {
+  double level = 0.0, risk = 0.0;  // acceptable quality level and producer's risk, percent
+  bool binomial = false;           // of defectives; otherwise Poisson, of defects
+  // The acceptance number of each subgroup, and that number per unit; NaN where there is none.
+  std::vector<double> numbers, rates;
+};
+
 // An open quality database. Closing it (the last reference) makes its handle refused.
 class EmbeddedDatabase : public platform::Database {
  public:
@@ -73,5 +82,7 @@ std::vector<LoggedFailure> LoggedFailures();
 // Of this thread: the notes since the last call, and the streams of the latest chart.
 std::vector<Note> TakeNotes();
 std::vector<StreamReport> LatestStreams();
+// Of this thread's latest chart; none unless it is one of attributes.
+std::optional<AcceptanceLimits> LatestAcceptance();
 
 }  // namespace orvspc

@@ -5,9 +5,12 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
+#include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/store/OpenRun.h"
 #include "engine/store/Store.h"
@@ -16,12 +19,21 @@
 namespace orvspc::engine {
 namespace {
 
-constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259, kNotAvailable = 445;
+constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259;
+
+// What the acceptance limits of the latest chart are made of.
+struct Sampling {
+  bool defectives = false;
+  double level = 0.0, risk = 0.0;  // percent
+  std::vector<std::int32_t> sizes;
+};
 
 struct ThreadState {
-  std::int32_t handle = 0;  // of the open run
-  VariableRun run;
+  std::int32_t handle = 0;  // of the open run, which is of one of the roads
+  VariableRun variable;
+  AttributeRun attribute;
   std::vector<std::pair<ChartStream, StreamEstimates>> latest;
+  std::optional<Sampling> sampling;
 };
 
 ThreadState& ThisThread() {
@@ -30,7 +42,8 @@ ThreadState& ThisThread() {
 }
 
 void Close(ThreadState& state) {
-  state.run.Clear();
+  state.variable.Clear();
+  state.attribute.Clear();
   state.handle = 0;
   ClearOpenRun();
 }
@@ -60,16 +73,42 @@ std::int32_t Guarded(std::int32_t handle, Body body) noexcept {
   return 0;
 }
 
-void Open(ThreadState& state, std::int32_t handle) {
+template <class Run>
+void Open(ThreadState& state, const Run& run, std::int32_t handle) {
   thread_local std::vector<StreamKey> keys;
   keys.clear();
-  const auto streams = state.run.Streams();
+  const auto streams = run.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     keys.push_back({streams[s].part, streams[s].process, streams[s].test});
-    state.latest.emplace_back(streams[s], state.run.EstimatesOf(s));
+    state.latest.emplace_back(streams[s], run.EstimatesOf(s));
   }
   SetOpenRun(handle, keys);
   state.handle = handle;
+}
+
+// A process call: process(store) returns the chart word, and the run stays open unless that is 0.
+template <class Run, class Process>
+std::int32_t Begin(Run& run, std::int32_t handle, Process process) {
+  auto& state = ThisThread();
+  Close(state);
+  state.latest.clear();
+  state.sampling.reset();
+  const auto word = Guarded(handle, [&] {
+    const auto store = StoreOf(handle);
+    if (!store) return 0;
+    const auto made = process(*store);
+    if (made != 0) Open(state, run, handle);
+    return made;
+  });
+  if (word == 0) Close(state);
+  return word;
+}
+
+template <class Run>
+std::int32_t Deliver(Run& run, const platform::ArrayRef& array, platform::ChartData code,
+                     std::int32_t graph) {
+  PreferLargePages(array.data, array.count * array.element_size);
+  return Guarded(ThisThread().handle, [&] { return run.Deliver(array, code, graph); });
 }
 
 }  // namespace
@@ -78,31 +117,20 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
                                                     API_DSInfo& DSInfo,
                                                     std::span<std::int32_t> DSFilter,
                                                     API_CCVarOptions& Options, std::int32_t) {
-  auto& state = ThisThread();
-  Close(state);
-  state.latest.clear();
-  const auto word = Guarded(Connection, [&] {
-    const auto store = StoreOf(Connection);
-    if (!store) return 0;
-    const auto made = state.run.Process(*store, DSInfo, DSFilter, Options);
-    if (made != 0) Open(state, Connection);
-    return made;
-  });
-  if (word == 0) Close(state);
-  return word;
+  auto& run = ThisThread().variable;
+  return Begin(run, Connection,
+               [&](Store& store) { return run.Process(store, DSInfo, DSFilter, Options); });
 }
 
 std::int32_t ChartLibrary::VLXCRT_VAR_DATA(std::int32_t, const platform::ArrayRef& Array,
                                            platform::ChartData Code, std::int32_t Graph) {
-  auto& state = ThisThread();
-  PreferLargePages(Array.data, Array.count * Array.element_size);
-  return Guarded(state.handle, [&] { return state.run.Deliver(Array, Code, Graph); });
+  return Deliver(ThisThread().variable, Array, Code, Graph);
 }
 
 std::int32_t ChartLibrary::VLXCRT_VAR_LIMITS(std::int32_t, double& MeanEstimate, double& SPEstimate,
                                              double& SWEstimate, double& AverageSize1,
                                              double& AverageSize2, double& AverageSize3) {
-  const auto& run = ThisThread().run;
+  const auto& run = ThisThread().variable;
   if (!run.IsOpen()) return 0;
   const bool single = run.Streams().size() == 1;
   const auto figure = [&](double value) { return single && std::isfinite(value) ? value : 0.0; };
@@ -121,23 +149,31 @@ std::int32_t ChartLibrary::VLXCRT_VAR_END() {
   return 1;
 }
 
-std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(std::int32_t, std::int32_t Connection,
-                                                  API_DSInfo&, std::span<std::int32_t>,
-                                                  std::int32_t, std::int32_t, double, double&,
-                                                  double&, std::int32_t) {
+std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
+    std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+    std::int32_t ChartWord, std::int32_t ProcessingWord, double EWMA, double& AQLValue,
+    double& AQLProducerRisk, std::int32_t) {
+  auto& state = ThisThread();
+  auto& run = state.attribute;
+  return Begin(run, Connection, [&](Store& store) {
+    const auto word = run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
+    if (word != 0) {
+      state.sampling =
+          Sampling{run.Plan().chart->defectives, AQLValue, AQLProducerRisk, run.UnitsInspected()};
+    }
+    return word;
+  });
+}
+
+std::int32_t ChartLibrary::VLXCRT_ATTR_DATA(std::int32_t, const platform::ArrayRef& Array,
+                                            platform::ChartData Code, std::int32_t Graph) {
+  return Deliver(ThisThread().attribute, Array, Code, Graph);
+}
+
+std::int32_t ChartLibrary::VLXCRT_ATTR_END() {
   Close(ThisThread());
-  ThisThread().latest.clear();
-  KeepFailure(Connection, kNotAvailable,
-              "Attribute charts are not available in this version of the engine.");
-  return 0;
+  return 1;
 }
-
-std::int32_t ChartLibrary::VLXCRT_ATTR_DATA(std::int32_t, const platform::ArrayRef&,
-                                            platform::ChartData, std::int32_t) {
-  return 0;
-}
-
-std::int32_t ChartLibrary::VLXCRT_ATTR_END() { return 1; }
 
 std::vector<StreamReport> ChartLibrary::LatestStreams() {
   std::vector<StreamReport> reports;
@@ -145,6 +181,27 @@ std::vector<StreamReport> ChartLibrary::LatestStreams() {
     reports.push_back(ReportOf(stream, estimates));
   }
   return reports;
+}
+
+std::optional<AcceptanceLimits> ChartLibrary::LatestAcceptance() {
+  constexpr double kPercent = 100.0;
+  const auto& sampling = ThisThread().sampling;
+  if (!sampling) return std::nullopt;
+  AcceptanceLimits limits;
+  limits.level = sampling->level;
+  limits.risk = sampling->risk;
+  limits.binomial = sampling->defectives;
+  std::unordered_map<std::int32_t, double> known;
+  for (const auto size : sampling->sizes) {
+    const auto [found, fresh] = known.try_emplace(size, 0.0);
+    if (fresh) {
+      const auto accepted = sampling->defectives ? AcceptedDefectives : AcceptedDefects;
+      found->second = accepted(size, sampling->level / kPercent, sampling->risk / kPercent);
+    }
+    limits.numbers.push_back(found->second);
+    limits.rates.push_back(found->second / size);
+  }
+  return limits;
 }
 
 }  // namespace orvspc::engine

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "engine/Embedded.h"
@@ -24,8 +25,8 @@ class ChartLibrary final : public platform::CtrlChrt6 {
                                  double& AverageSize3) override;
   std::int32_t VLXCRT_VAR_END() override;
 
-  // Attribute charts are not available: the process call keeps that as its failure and returns 0,
-  // so that no run is ever open and the other two have nothing to do.
+  // AQLValue and AQLProducerRisk, in percent, are kept for LatestAcceptance and neither written to
+  // nor looked at otherwise.
   std::int32_t VLXCRT_ATTR_PROCESS_LT(std::int32_t Reserved, std::int32_t Connection,
                                       API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
                                       std::int32_t ChartWord, std::int32_t ProcessingWord,
@@ -37,6 +38,8 @@ class ChartLibrary final : public platform::CtrlChrt6 {
 
   // Streams of the latest chart of this thread, also after its run was closed.
   static std::vector<StreamReport> LatestStreams();
+  // Of the latest chart of this thread, likewise; none unless it is one of attributes.
+  static std::optional<AcceptanceLimits> LatestAcceptance();
 };
 
 }  // namespace orvspc::engine

@@ -24,6 +24,7 @@ enum class ChartKind : std::uint8_t {
   Cv,
   PieceRange,  // mean over the pieces of the range of the readings inside a piece
   PieceSd,
+  Attribute,  // any chart of counted defectives or defects
 };
 
 // Sizes that decide which charts make sense, over the subgroups that count.

@@ -85,6 +85,7 @@ PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figur
     case ChartKind::PieceSd:
       return WithinPieceSdLimits(figures.sw.value, sizes.readings);
     case ChartKind::PreControl:
+    case ChartKind::Attribute:
     case ChartKind::None:
       break;
   }

@@ -88,16 +88,20 @@ void ConvertRules(std::span<const StoredRule> stored, std::vector<RunRule>& rule
   }
 }
 
-void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool cusum,
+void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool weighted,
                     std::vector<RunRule>& selected) {
   const bool levels =
       kind == ChartKind::Mean || kind == ChartKind::Median || kind == ChartKind::Individuals;
   selected.clear();
   for (const auto& rule : rules) {
     const bool zones = rule.kind == RuleKind::Red || rule.kind == RuleKind::Yellow2;
+    const bool of_counts = (rule.kind == RuleKind::Zone && rule.zone == 0.0) ||
+                           rule.kind == RuleKind::Trend || rule.kind == RuleKind::Alternate;
     const bool wanted = kind == ChartKind::PreControl ? zones
-                        : levels && !cusum            ? !zones
-                                                      : rule.kind == RuleKind::Limit;
+                        : levels && !weighted
+                            ? !zones
+                            : rule.kind == RuleKind::Limit ||
+                                  (kind == ChartKind::Attribute && !weighted && of_counts);
     if (wanted) selected.push_back(rule);
   }
 }

@@ -17,9 +17,10 @@ namespace orvspc::engine {
 // stay behind, since marks are bits.
 void ConvertRules(std::span<const StoredRule> stored, std::vector<RunRule>& rules);
 
-// Which of the rules have a meaning on a graph. Points of the other charts are skewed or depend on
-// each other, so that only a limit says something there.
-void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool cusum,
+// Which of the rules have a meaning on a graph. Counts have no zones of known probability, so that
+// limits, sides, trends and alternation are left on their charts. Points of the other charts and of
+// cusum and EWMA (weighted) are skewed or depend on each other: only a limit says something there.
+void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool weighted,
                     std::vector<RunRule>& selected);
 
 // One stream on one graph in one of the two forms.

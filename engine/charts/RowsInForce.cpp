@@ -19,15 +19,6 @@ void SortForProcess(std::vector<ControlLimit>& limits) {
   });
 }
 
-void SortByTime(std::vector<API_CCSpecLim>& rows) {
-  const auto earlier = [](const auto& a, const auto& b) {
-    return EffectiveTime(a) < EffectiveTime(b);
-  };
-  if (!std::is_sorted(rows.begin(), rows.end(), earlier)) {
-    std::stable_sort(rows.begin(), rows.end(), earlier);
-  }
-}
-
 SpecLines SpecLinesOf(const API_CCSpecLim& row) {
   const auto if_set = [&](std::int32_t bit, double value) {
     return (row.F_EFLAG & bit) != 0 ? value : kNoValue;

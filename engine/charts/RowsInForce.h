@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -15,6 +16,7 @@ inline constexpr std::int32_t kNoRow = -1;
 // Effective time of a row.
 inline std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
 inline std::int32_t EffectiveTime(const ControlLimit& limit) { return limit.row.F_EFTM; }
+inline std::int32_t EffectiveTime(const API_CCDefOpp& row) { return row.Word24; }
 
 // The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective
 // time. Remembers the latest answer, since neighbouring points mostly share their row.
@@ -40,7 +42,12 @@ class RowsInForce {
 // By effective time; of two rows from the same moment that of the process itself stands last and
 // wins over the one for any process.
 void SortForProcess(std::vector<ControlLimit>& limits);
-void SortByTime(std::vector<API_CCSpecLim>& rows);
+template <class Row>
+void SortByTime(std::vector<Row>& rows) {
+  std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+    return EffectiveTime(a) < EffectiveTime(b);
+  });
+}
 
 // Limits of a specification row as numbers; NaN for one that it does not have.
 struct SpecLines {

@@ -10,7 +10,7 @@
 #include "engine/charts/Estimates.h"
 #include "engine/charts/Lines.h"
 #include "engine/charts/PointTable.h"
-#include "engine/charts/RowsInForce.h"
+#include "engine/charts/RunRows.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
 #include "platform/ArrayRef.h"
@@ -44,20 +44,12 @@ class VariableRun {
   // What judges a stream.
   struct StreamState {
     StreamEstimates estimates;
-    std::vector<API_CCSpecLim> specs;
-    std::vector<ControlLimit> limits;
-    std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
-    std::int32_t constant_size = 0;         // of every subgroup; -1 where they differ
-    bool specs_change = false, limits_change = false;  // inside the chart
-    bool no_lines = false;                             // of a pre-control chart
-    bool no_cusum = false;                             // at some point, for want of a sigma
+    std::int32_t constant_size = 0;  // of every subgroup; -1 where they differ
+    bool no_lines = false;           // of a pre-control chart
+    bool no_cusum = false;           // at some point, for want of a sigma
   };
   class LineSource;
 
-  void LoadStreamRows(Store& store);
-  void CollectSpecRows();
-  void CollectLimitRows();
-  void LoadAlarms(Store& store);
   void MakeColumns(Store& store);
   void Estimate(std::span<const double> sds, EstimatorSetting setting);
   void MakeRatios(std::span<const double> sds);
@@ -67,50 +59,33 @@ class VariableRun {
   void MakeCusum();
   void TellNotes(Store& store) const;
 
-  std::int32_t StampAt(std::size_t place) const;
   PointSizes SizesAt(std::size_t graph, std::size_t place) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
-  // The row of control limits is another than at the point before that counts.
-  bool RestartsAt(const ChartStream& stream, std::size_t place) const;
-  bool HasStoredLimits() const { return !limit_row_.empty(); }
-
-  std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
-  std::int32_t DeliverSubgroups(const platform::ArrayRef& array);
-  std::int32_t DeliverTests(const platform::ArrayRef& array);
-  void ReleaseSubgroups();
   std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code,
                              std::size_t graph);
   void WritePoints(std::size_t graph, std::span<double> out) const;
   void WriteSizes(std::size_t graph, std::span<std::int32_t> out) const;
   void WriteLines(std::size_t graph, bool calculated, double PointLimits::*line,
                   std::span<double> out) const;
-  void WriteSpecs(double SpecLines::*line, std::span<double> out) const;
   void WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out);
   const std::vector<std::uint32_t>& MarksOf(std::size_t graph, bool calculated);
   void MarkStream(std::size_t s, std::size_t graph, bool calculated,
                   std::span<std::uint32_t> marks) const;
 
-  DataSet data_;
-  std::vector<std::int32_t> stamps_;  // of the places, once the subgroups are gone
-  bool subgroups_taken_ = false;
   PointTable table_;
+  RunRows rows_{table_};
   ChartPlan plan_;
   std::vector<StreamState> states_;
   std::array<std::vector<double>, 3> points_;         // of the graphs
   std::vector<std::array<std::int32_t, 3>> windows_;  // moving average: sizes, 0 for none
   WithinPieces within_;
-  std::vector<std::int32_t> limit_row_;    // control-limit row at each place; empty: no rows
   std::vector<std::uint32_t> zone_marks_;  // of a pre-control chart
-  std::vector<API_CCSpecLim> spec_rows_;   // one for each part and test
-  std::vector<API_CCCtrlLim> limit_rows_;  // those in use, each once
-  std::vector<RunRule> rules_, graph_rules_;
+  std::vector<RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last
   struct {
     std::size_t graph = 3;
     bool calculated = false;
   } marked_;  // whose marks they are
-  std::int32_t test_count_ = 0;
-  bool alarms_differ_ = false;
 };
 
 }  // namespace orvspc::engine

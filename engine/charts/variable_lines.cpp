@@ -12,13 +12,14 @@ VariableRun::LineSource::LineSource(const VariableRun& run, std::size_t stream, 
                                     bool calculated)
     : run_(run),
       state_(run.states_[stream]),
+      rows_(run.rows_.Of(stream)),
       graph_(graph),
       calculated_(calculated),
       kind_(run.plan_.LinesOf(graph)),
       cusum_(run.plan_.cusum && graph == 0),
       by_size_(IsBySize()),
       figures_(Calculated(state_.estimates)),
-      specs_(state_.specs),
+      specs_(run.rows_.Of(stream).specs),
       latest_{kNoValue, kNoValue, kNoValue, kNoValue} {}
 
 VariableRun::LineSource VariableRun::LineSource::UnderCusum(const VariableRun& run,
@@ -38,10 +39,10 @@ bool VariableRun::LineSource::IsConstant() const {
 PointLimits VariableRun::LineSource::Find(std::size_t place) {
   if (cusum_) return kCusumLines;
   if (kind_ == ChartKind::PreControl) return PreControlLinesAt(place);
-  if (UsesRows() && run_.limit_row_[place] != row_) {
-    row_ = run_.limit_row_[place];
+  if (UsesRows() && run_.rows_.LimitRowAt(place) != row_) {
+    row_ = run_.rows_.LimitRowAt(place);
     figures_ = row_ == kNoRow ? Calculated(state_.estimates)
-                              : Stored(state_.limits[static_cast<std::size_t>(row_)],
+                              : Stored(rows_.limits[static_cast<std::size_t>(row_)],
                                        state_.estimates, run_.plan_);
     is_known_ = 0;
   }
@@ -66,11 +67,11 @@ const PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t pieces) {
 }
 
 PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
-  const auto row = specs_.At(run_.StampAt(place));
+  const auto row = specs_.At(run_.rows_.StampAt(place));
   if (row != spec_row_) {
     spec_row_ = row;
     const auto spec =
-        row == kNoRow ? NoSpecLines() : SpecLinesOf(state_.specs[static_cast<std::size_t>(row)]);
+        row == kNoRow ? NoSpecLines() : SpecLinesOf(rows_.specs[static_cast<std::size_t>(row)]);
     const auto lines = PreControlLinesOf(spec.lsl, spec.target, spec.usl);
     latest_ = FiniteOnly({lines.target, lines.upper_line, lines.lower_line, kNoValue});
   }

@@ -31,12 +31,13 @@ class VariableRun::LineSource {
   PointLimits Find(std::size_t place);
   PointLimits PreControlLinesAt(std::size_t place);
   const PointLimits& LinesOfSize(std::int32_t pieces);
-  bool UsesRows() const { return !calculated_ && run_.HasStoredLimits(); }
+  bool UsesRows() const { return !calculated_ && run_.rows_.HasStoredLimits(); }
   // Whether the number of pieces alone decides.
   bool IsBySize() const { return !cusum_ && !UsesRows() && DependsOnPiecesOnly(kind_); }
 
   const VariableRun& run_;
   const StreamState& state_;
+  const RunRows::OfStream& rows_;
   std::size_t graph_;
   bool calculated_;
   ChartKind kind_;

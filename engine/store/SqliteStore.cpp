@@ -120,6 +120,14 @@ Result SqliteStore::FromCache(Work work) {
   }
 }
 
+std::int32_t SqliteStore::TestType(std::int32_t test) {
+  return FromCache<std::int32_t>([&] {
+    const auto found = std::find_if(cache_.streams.begin(), cache_.streams.end(),
+                                    [&](const Stream& stream) { return stream.test == test; });
+    return found == cache_.streams.end() ? 0 : found->test_type;
+  });
+}
+
 std::vector<API_CCSpecLim> SqliteStore::SpecLimits(std::int32_t part, std::int32_t test) {
   using Rows = std::vector<API_CCSpecLim>;
   return FromCache<Rows>([&] {

@@ -78,6 +78,7 @@ class SqliteStore final : public Store {
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
               DataSet& out) override;
+  std::int32_t TestType(std::int32_t test) override;
   std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
   std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                           std::int32_t test) override;

@@ -66,6 +66,9 @@ class Store {
   virtual bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                       const SelectOptions& options, DataSet& out) = 0;
 
+  // TestTypes of a test; 0 for one that has no values.
+  virtual std::int32_t TestType(std::int32_t test) = 0;
+
   // All versions, by effective time; empty when there are none.
   virtual std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) = 0;
   // Rows for the process itself and for any process (F_PRCS 0), by effective time.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <thread>
 
@@ -170,22 +171,95 @@ TEST_F(ChartLibraryTest, EachThreadHasItsOwnRun) {
   EXPECT_EQ(Points(2, 3), (std::vector<double>{2, 4, 0}));
 }
 
-TEST_F(ChartLibraryTest, AttributeChartsSayThatTheyAreNotAvailable) {
-  API_DSInfo info{};
-  std::vector<std::int32_t> filter(1000);
-  double aql = 1.0, risk = 10.0;
-  EXPECT_EQ(library_.VLXCRT_ATTR_PROCESS_LT(0, database_->ConnectionHandle(), info, filter, 0xD00,
-                                            0, 0.0, aql, risk, 0),
-            0);
-  EXPECT_EQ(aql, 1.0);
-  EXPECT_EQ(risk, 10.0);
-  const auto failure = database_->TakeFailure();
-  ASSERT_TRUE(failure.has_value());
-  EXPECT_NE(failure->description.find("not available"), std::string::npos);
+class AttributeLibraryTest : public ChartLibraryTest {
+ protected:
+  AttributeLibraryTest() {
+    Import(
+        "part,process,test,subgroup,time,count,size,defect\n"
+        "A,P,D,1,2024-01-01T00:00:00Z,4,100,\nA,P,D,2,2024-01-01T01:00:00Z,6,150,\n"
+        "A,P,D,3,2024-01-01T02:00:00Z,0,50,\n"
+        "B,P,S,1,2024-01-01T00:00:00Z,2,10,Scratch\nB,P,S,1,2024-01-01T00:00:00Z,1,10,Dent\n",
+        ImportKind::Values);
+  }
+
+  std::int32_t ProcessAttribute(std::int32_t word, std::int32_t count = 0) {
+    FlatSelection everything;
+    if (count != 0) everything.info.Count = count;
+    auto filter = everything.Filter();
+    return library_.VLXCRT_ATTR_PROCESS_LT(0, database_->ConnectionHandle(), everything.info,
+                                           filter, word, 0, 0.0, aql_, risk_, 0);
+  }
+  template <class T>
+  std::vector<T> Column(ChartData code, std::size_t count) {
+    std::vector<T> out(count);
+    EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {out.data(), sizeof(T), count}, code, 1),
+              static_cast<std::int32_t>(count));
+    return out;
+  }
+
+  double aql_ = 1.0, risk_ = 10.0;
+};
+
+TEST_F(AttributeLibraryTest, FromTheFileToTheChart) {
+  Import("part,test,opportunities,effective\nB,S,5,2024-01-01\n", ImportKind::Opportunities);
+  ASSERT_EQ(ProcessAttribute(0), 0xD00) << "defectives and defects mixed";
+  EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
+  auto points = Column<double>(ChartData::Points, 4);
+  std::sort(points.begin(), points.end());
+  EXPECT_EQ(points, (std::vector<double>{0.0, 0.04, 0.04, 0.3}));
+  API_CCDefOpp row{};
+  EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {&row, sizeof row, 1}, ChartData::DefOpps, 0), 1);
+  EXPECT_EQ(row.F_OPPS, 5);
+  const auto streams = ChartLibrary::LatestStreams();
+  ASSERT_EQ(streams.size(), 2U);
+  EXPECT_TRUE(std::isnan(streams[0].sp.value));
+  EXPECT_EQ(library_.VLXCRT_ATTR_END(), 1);
+  EXPECT_TRUE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  std::vector<double> out(4, -1.0);
+  EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {out.data(), sizeof(double), 4}, ChartData::Points, 1), 0);
+}
+
+TEST_F(AttributeLibraryTest, TheRoadsDoNotReadEachOthersRun) {
+  ASSERT_NE(ProcessAttribute(0xD00), 0);
+  EXPECT_EQ(Points(1, 4), (std::vector<double>{-1, -1, -1, -1}));
+  ASSERT_EQ(Process(0x110), 0x110);
   std::vector<double> out(3, -1.0);
   EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {out.data(), sizeof(double), 3}, ChartData::Points, 1), 0);
-  EXPECT_EQ(out, (std::vector<double>{-1, -1, -1}));
+  EXPECT_EQ(Points(1, 3), (std::vector<double>{2, 5, 2}));
+}
+
+TEST_F(AttributeLibraryTest, AcceptanceLimitsStandBesideTheChartAndChangeNothing) {
+  ASSERT_NE(ProcessAttribute(0xD00), 0);
+  const auto upper = Column<double>(ChartData::cUCLs, 4);
+  const auto marks = Column<std::int32_t>(ChartData::cOOCs, 4);
   library_.VLXCRT_ATTR_END();
+  const auto limits = ChartLibrary::LatestAcceptance();
+  ASSERT_TRUE(limits.has_value());
+  EXPECT_TRUE(limits->binomial);
+  EXPECT_EQ(limits->level, 1.0);
+  EXPECT_EQ(limits->risk, 10.0);
+  ASSERT_EQ(limits->numbers.size(), 4U);
+  EXPECT_EQ(limits->numbers[3], 1.0) << "50 units";
+  EXPECT_EQ(limits->rates[3], 0.02);
+  aql_ = 40.0;
+  risk_ = 1.0;
+  ASSERT_NE(ProcessAttribute(0xD00), 0);
+  EXPECT_EQ(Column<double>(ChartData::cUCLs, 4), upper);
+  EXPECT_EQ(Column<std::int32_t>(ChartData::cOOCs, 4), marks);
+  EXPECT_EQ(aql_, 40.0);
+  EXPECT_EQ(risk_, 1.0);
+  ASSERT_NE(ProcessAttribute(0xF00), 0);
+  EXPECT_FALSE(ChartLibrary::LatestAcceptance()->binomial);
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_FALSE(ChartLibrary::LatestAcceptance().has_value()) << "a chart of variables";
+}
+
+TEST_F(AttributeLibraryTest, AWordOfTheOtherRoadIsAFailure) {
+  EXPECT_EQ(ProcessAttribute(0x110), 0);
+  const auto failure = database_->TakeFailure();
+  ASSERT_TRUE(failure.has_value());
+  EXPECT_NE(failure->description.find("chart word"), std::string::npos);
+  EXPECT_FALSE(ChartLibrary::LatestAcceptance().has_value());
 }
 
 }  // namespace orvspc::engine

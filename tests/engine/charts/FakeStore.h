@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
@@ -54,6 +55,30 @@ class FakeStore : public Store {
       for (const double reading : piece_readings[j]) Row(tsno, ++sbno, reading);
     }
     End();
+  }
+  // A bare count of an attribute test on so many units.
+  void AddCount(double count, std::int32_t size, std::int32_t flag = sfEnabled,
+                std::int32_t test = 1) {
+    Begin({{}, flag, test});
+    data.subgroups.back().Size = size;
+    Row(0, 0, count);
+    End();
+  }
+  // Units with a number and what each of their rows counts.
+  void AddUnits(const std::vector<std::pair<std::int32_t, double>>& rows, std::int32_t size) {
+    Begin({});
+    data.subgroups.back().Size = size;
+    for (const auto& [unit, count] : rows) Row(unit, 0, count);
+    End();
+  }
+  void Opportunity(std::int32_t count, std::int32_t effective = 0) {
+    API_CCDefOpp row{};
+    row.Word0 = static_cast<std::int32_t>(opportunities.size()) + 1;
+    row.F_PART = 1;
+    row.F_TEST_ = 1;
+    row.F_OPPS = count;
+    row.Word24 = effective;
+    opportunities.push_back(row);
   }
   // A subgroup that was inspected and has no rows.
   void AddEmptyMarker() {
@@ -127,7 +152,17 @@ class FakeStore : public Store {
     }
     return found;
   }
-  std::vector<API_CCDefOpp> Opportunities(std::int32_t, std::int32_t) override { return {}; }
+  std::int32_t TestType(std::int32_t test) override {
+    const auto found = types.find(test);
+    return found == types.end() ? ttVariable : found->second;
+  }
+  std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override {
+    std::vector<API_CCDefOpp> found;
+    for (const auto& row : opportunities) {
+      if (row.F_PART == part && row.F_TEST_ == test) found.push_back(row);
+    }
+    return found;
+  }
   const std::vector<StoredRule>& Rules() override { return rules; }
   std::uint32_t AlarmBits(std::int32_t, std::int32_t, std::int32_t test, std::int32_t) override {
     const auto found = alarms.find(test);
@@ -148,6 +183,8 @@ class FakeStore : public Store {
   std::vector<API_CCSpecLim> specs;
   std::vector<ControlLimit> limits;
   std::vector<StoredRule> rules;
+  std::map<std::int32_t, std::int32_t> types;  // by test
+  std::vector<API_CCDefOpp> opportunities;
   std::map<std::int32_t, std::uint32_t> alarms;  // by test
   std::map<std::string, std::string> settings;
   std::vector<std::pair<std::int32_t, std::string>> failures;
@@ -184,37 +221,26 @@ struct MadeChart {
   std::vector<MadeGraph> graphs;
   std::vector<API_CCSpecLim> specs;
   std::vector<API_CCCtrlLim> limits;
+  std::vector<API_CCDefOpp> opportunities;
   std::vector<double> usls, targets, lsls;
 };
 
-template <class T>
-std::vector<T> Fetch(VariableRun& run, platform::ChartData code, std::int32_t graph,
-                     std::size_t count) {
+template <class T, class Run>
+std::vector<T> Fetch(Run& run, platform::ChartData code, std::int32_t graph, std::size_t count) {
   std::vector<T> out(count);
   const platform::ArrayRef array{out.data(), sizeof(T), out.size()};
   if (run.Deliver(array, code, graph) != static_cast<std::int32_t>(count)) out.clear();
   return out;
 }
 
-inline MadeChart Make(Store& store, std::int32_t word, std::int32_t processing = 0,
-                      std::int32_t status = 0) {
+// Takes everything out of an open run that has so many graphs.
+template <class Run>
+void Collect(Run& run, std::int32_t graphs, MadeChart& chart) {
   using platform::ChartData;
-  VariableRun run;
-  API_DSInfo info{};
-  info.Status = status;
-  API_CCVarOptions options{};
-  options.ChartWord = word;
-  options.ProcessingWord = processing;
-  options.Constant = 2;
-  MadeChart chart;
-  chart.word = run.Process(store, info, {}, options);
-  if (chart.word == 0) return chart;
   chart.totals = Fetch<API_CCTotals>(run, ChartData::Totals, 0, 1).at(0);
   chart.estimates = run.EstimatesOf(0);
   const auto count = static_cast<std::size_t>(chart.totals.SubgroupCount);
-  for (std::int32_t graph = 1; graph <= run.Plan().GraphCount(); ++graph) {
-    chart.average_sizes[static_cast<std::size_t>(graph) - 1] =
-        AverageSize(run.Plan(), chart.estimates, static_cast<std::size_t>(graph) - 1);
+  for (std::int32_t graph = 1; graph <= graphs; ++graph) {
     MadeGraph made;
     const auto doubles = [&](ChartData code) { return Fetch<double>(run, code, graph, count); };
     made.points = doubles(ChartData::Points);
@@ -233,9 +259,40 @@ inline MadeChart Make(Store& store, std::int32_t word, std::int32_t processing =
                                      static_cast<std::size_t>(chart.totals.SpecLimCount));
   chart.limits = Fetch<API_CCCtrlLim>(run, ChartData::CtrlLims, 0,
                                       static_cast<std::size_t>(chart.totals.CtrlLimCount));
+  chart.opportunities = Fetch<API_CCDefOpp>(run, ChartData::DefOpps, 0,
+                                            static_cast<std::size_t>(chart.totals.DefOppCount));
   chart.usls = Fetch<double>(run, ChartData::USLs, 1, count);
   chart.targets = Fetch<double>(run, ChartData::Targets, 1, count);
   chart.lsls = Fetch<double>(run, ChartData::LSLs, 1, count);
+}
+
+inline MadeChart Make(Store& store, std::int32_t word, std::int32_t processing = 0,
+                      std::int32_t status = 0) {
+  VariableRun run;
+  API_DSInfo info{};
+  info.Status = status;
+  API_CCVarOptions options{};
+  options.ChartWord = word;
+  options.ProcessingWord = processing;
+  options.Constant = 2;
+  MadeChart chart;
+  chart.word = run.Process(store, info, {}, options);
+  if (chart.word == 0) return chart;
+  Collect(run, run.Plan().GraphCount(), chart);
+  for (std::size_t graph = 0; graph < chart.graphs.size(); ++graph) {
+    chart.average_sizes[graph] = AverageSize(run.Plan(), chart.estimates, graph);
+  }
+  return chart;
+}
+
+inline MadeChart MakeAttribute(Store& store, std::int32_t word, std::int32_t processing = 0,
+                               double ewma = 0.0, std::int32_t status = 0) {
+  AttributeRun run;
+  API_DSInfo info{};
+  info.Status = status;
+  MadeChart chart;
+  chart.word = run.Process(store, info, {}, {word, processing, ewma});
+  if (chart.word != 0) Collect(run, 1, chart);
   return chart;
 }
 

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/AttributeRun.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "engine/charts/attribute_lines.h"
+#include "engine/charts/cusum.h"
+#include "engine/charts/forget.h"
+#include "platform/Enumerations.h"
+
+// The process call: from the selection to the points. What is read from a finished run stands in
+// attribute_delivery.cpp.
+namespace orvspc::engine {
+namespace {
+
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int32_t kBadArgument = 5;
+
+// A stored figure for lines; the whole of it stands over 1.
+Rate Stored(double mean) { return {mean, 1.0}; }
+
+}  // namespace
+
+void AttributeRun::Clear() {
+  table_.Clear();
+  rows_.Clear();
+  plan_ = AttributePlan();
+  states_.clear();
+  Forget(points_);
+  Forget(units_);
+  for (auto& lines : ewma_lines_) Forget(lines);
+  Forget(marks_);
+  marked_.reset();
+  is_open_ = false;
+}
+
+std::int32_t AttributeRun::Process(Store& store, API_DSInfo& info,
+                                   std::span<const std::int32_t> filter,
+                                   const AttributeRequest& request) {
+  Clear();
+  if (!IsAttributeWord(request.chart_word)) {
+    store.Fail(kBadArgument, "The chart word " + std::to_string(request.chart_word) +
+                                 " names no chart of attributes.");
+    return 0;
+  }
+  if (!rows_.Select(store, info, filter, ttDefects | ttDefectives,
+                    "No subgroup of an attribute test matches the selection.")) {
+    return 0;
+  }
+  table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
+  plan_ =
+      PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
+  rows_.Load(store, true);
+  states_.resize(table_.Streams().size());
+  MakeUnits();
+  Estimate();
+  MakePoints();
+  if (plan_.cusum) {
+    MakeCusum();
+  } else if (plan_.ewma != EwmaKind::None) {
+    MakeEwma();
+  }
+  is_open_ = true;
+  TellNotes(store);
+  return plan_.Word();
+}
+
+void AttributeRun::MakeUnits() {
+  const bool counts_defects = plan_.chart->counted && !plan_.chart->defectives;
+  units_.assign(table_.Count(), 0.0);
+  for (std::size_t s = 0; s < states_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
+    const auto& versions = rows_.Of(s).opportunities;
+    RowsInForce<API_CCDefOpp> opportunities(versions);
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      const auto size = table_.sizes[place];
+      states_[s].no_size = states_[s].no_size || size == 0;
+      states_[s].some_size = states_[s].some_size || size != 0;
+      double units = size;
+      // Only a count of defects makes sense without a size: that of one unit.
+      if (size == 0 && counts_defects) units = 1.0;
+      if (plan_.chart->per_opportunity && size != 0) {
+        const auto row = opportunities.At(rows_.StampAt(place));
+        const auto known = row == kNoRow ? 0 : versions[static_cast<std::size_t>(row)].F_OPPS;
+        states_[s].no_opportunities = states_[s].no_opportunities || known < 1;
+        units *= std::max(known, 1);
+      }
+      units_[place] = units;
+    }
+  }
+}
+
+void AttributeRun::Estimate() {
+  const auto& counts = plan_.chart->defectives ? table_.defectives : table_.defects;
+  for (std::size_t s = 0; s < states_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
+    auto& state = states_[s];
+    std::int64_t used = 0, sized = 0;
+    double sizes = 0.0;
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      if (!table_.IsUsed(place) || !(units_[place] > 0.0)) continue;
+      state.rate.numerator += counts[place];
+      state.rate.denominator += units_[place];
+      ++used;
+      sized += table_.sizes[place] > 0;
+      sizes += table_.sizes[place];
+    }
+    state.estimates.mean = state.rate.Value();
+    state.estimates.mean_name = plan_.chart->rate;
+    state.estimates.mean_used = used;
+    state.estimates.mean_size = sized == 0 ? 0.0 : sizes / static_cast<double>(sized);
+  }
+}
+
+void AttributeRun::MakePoints() {
+  auto& counts = plan_.chart->defectives ? table_.defectives : table_.defects;
+  points_ = std::move(counts);
+  for (std::size_t place = 0; place < points_.size(); ++place) {
+    if (!plan_.chart->counted) points_[place] = plan_.chart->scale * points_[place] / units_[place];
+    if (!(units_[place] > 0.0) || !std::isfinite(points_[place])) points_[place] = kNoValue;
+  }
+  Forget(table_.defects);
+  Forget(table_.defectives);
+}
+
+Rate AttributeRun::RateAt(const StreamState& state, const RunRows::OfStream& rows,
+                          std::size_t place, Form form) const {
+  if (form == kCalculated || !rows_.HasStoredLimits()) return state.rate;
+  const auto row = rows_.LimitRowAt(place);
+  return row == kNoRow ? state.rate : Stored(rows.limits[static_cast<std::size_t>(row)].row.F_MEAN);
+}
+
+PointLimits AttributeRun::LimitsAt(const Rate& rate, std::size_t place) const {
+  const double units = units_[place], factor = FactorAt(place);
+  return FiniteOnly(plan_.chart->defectives ? DefectivesLimits(rate, units, factor)
+                                            : DefectsLimits(rate, units, factor));
+}
+
+void AttributeRun::MakeCusum() {
+  for (std::size_t s = 0; s < states_.size(); ++s) {
+    auto lines = LineSource::Plain(*this, s, kInForce);
+    states_[s].no_cusum = FillCusum(
+                              table_, table_.Streams()[s], rows_,
+                              [&](std::size_t place) { return lines.At(place); }, points_)
+                              .no_sigma;
+  }
+}
+
+void AttributeRun::MakeEwma() {
+  // Both forms are taken about the points themselves, which the form in force then replaces.
+  std::vector<double> shown(points_.size());
+  for (const auto form : {kCalculated, kInForce}) {
+    if (form == kCalculated && !rows_.HasStoredLimits()) continue;
+    ewma_lines_[form].resize(points_.size());
+    for (std::size_t s = 0; s < states_.size(); ++s) MakeEwmaLines(form, s, shown);
+  }
+  if (!rows_.HasStoredLimits()) ewma_lines_[kCalculated] = ewma_lines_[kInForce];
+  points_ = std::move(shown);
+}
+
+void AttributeRun::MakeEwmaLines(Form form, std::size_t s, std::span<double> shown) {
+  const auto& stream = table_.Streams()[s];
+  const auto count = stream.Count();
+  const bool moving = plan_.ewma == EwmaKind::MovingCentre;
+  std::vector<double> points(count), centre(count), sigma(count);
+  std::vector<std::uint8_t> restart(count, 0);
+  auto plain = LineSource::Plain(*this, s, form);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto place = stream.begin + i;
+    const auto lines = plain.At(place);
+    // A moving centre line follows the rate, so that a count is judged by the units of its point.
+    const double factor = moving ? FactorAt(place) : 1.0;
+    points[i] = points_[place] / factor;
+    centre[i] = moving ? RateAt(states_[s], rows_.Of(s), place, form).Value() : lines.centre;
+    sigma[i] = lines.sigma;
+    restart[i] = form == kInForce && rows_.RestartsAt(stream, place) ? 1 : 0;
+  }
+  const SequenceInput input{points, centre, sigma, Part(table_.Used(), stream), restart};
+  const auto series =
+      moving ? MovingCentreEwma(input, [](double, std::size_t) { return 0.0; }) : Ewma(input);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto place = stream.begin + i;
+    auto& lines = ewma_lines_[form][place];
+    if (moving) {
+      lines = LimitsAt(Rate{series.centre[i], 1.0}, place);
+      shown[place] = points_[place];
+      continue;
+    }
+    lines = FiniteOnly({series.centre[i], series.upper[i], series.lower[i], series.sigma[i]});
+    if (lines.lower < 0.0) lines.lower = 0.0;
+    const double most = FactorAt(place);
+    if (plan_.chart->defectives && lines.upper > most) lines.upper = most;
+    shown[place] = series.points[i];
+  }
+}
+
+std::vector<std::int32_t> AttributeRun::UnitsInspected() const {
+  std::vector<std::int32_t> units(table_.Count());
+  Scatter(table_.sizes, std::span(units));
+  return units;
+}
+
+void AttributeRun::TellNotes(Store& store) const {
+  for (const auto& note : plan_.notes) AddNote(std::string(note.code), std::string(note.text));
+  const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
+  const auto streams = table_.Streams();
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    const auto& state = states_[s];
+    const auto tell = [&](bool when, const char* code, const char* text) {
+      if (!when) return;
+      AddNote(code, text, store.StreamName(streams[s].part, streams[s].process, streams[s].test));
+    };
+    const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;
+    tell(!state.rate.Exists(), "no-mean",
+         "No subgroup that counts has a size, so there are no calculated limits.");
+    tell(above_one, "too-many-defectives",
+         "There are more defectives than units, so there are no calculated limits.");
+    tell(state.no_size && !bears_no_size, "no-size",
+         "Subgroups without a size have no value on this chart.");
+    tell(state.no_size && state.some_size && bears_no_size, "no-size",
+         "Subgroups without a size are taken as one unit.");
+    tell(state.no_opportunities, "no-opportunities",
+         "No opportunities for defects are known at some points; they count as one a unit.");
+    tell(state.no_cusum, "no-cusum",
+         "A cusum counts in sigmas: without one above 0 there is none.");
+    tell(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
+         "The opportunities for defects in force changed inside the chart.");
+    rows_.TellNotes(store, s);
+  }
+}
+
+}  // namespace orvspc::engine

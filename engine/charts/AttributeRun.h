@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "engine/charts/AttributePlan.h"
+#include "engine/charts/AttributeTable.h"
+#include "engine/charts/Estimates.h"
+#include "engine/charts/RunRows.h"
+#include "engine/statistics/AttributeFormulas.h"
+#include "engine/statistics/TimeWeighted.h"
+#include "engine/store/Store.h"
+#include "platform/ArrayRef.h"
+#include "platform/CtrlChrt6.h"
+
+namespace orvspc::engine {
+
+// What the process call of the attribute road is given beside the selection.
+struct AttributeRequest {
+  std::int32_t chart_word = 0, processing_word = 0;
+  double ewma = 0.0;
+};
+
+// One run of the attribute road, from its process call to its end. Points are made at once; lines
+// and marks when they are asked for. May throw; the library's face turns that into a kept failure.
+class AttributeRun {
+ public:
+  // Returns the chart word of what was made, 0 for nothing.
+  std::int32_t Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                       const AttributeRequest& request);
+
+  // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
+  // or graph, another element size or an array that is too short. Tests can be taken once, and
+  // subgroups as long as not both were taken.
+  std::int32_t Deliver(const platform::ArrayRef& array, platform::ChartData code,
+                       std::int32_t graph);
+
+  bool IsOpen() const { return is_open_; }
+  const AttributePlan& Plan() const { return plan_; }
+  std::span<const ChartStream> Streams() const { return table_.Streams(); }
+  const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
+  // Units inspected in each subgroup, in the order of the data set; 0 for not known.
+  std::vector<std::int32_t> UnitsInspected() const;
+
+  // Forgets the run. Storage of a small one is kept for the next.
+  void Clear();
+
+ private:
+  enum Form : std::size_t { kInForce, kCalculated };
+  struct StreamState {
+    Rate rate;  // over the subgroups that count
+    StreamEstimates estimates;
+    bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
+    bool some_size = false;
+  };
+  class LineSource;
+
+  void MakeUnits();
+  void MakePoints();
+  void Estimate();
+  void MakeCusum();
+  void MakeEwma();
+  void MakeEwmaLines(Form form, std::size_t stream, std::span<double> points);
+  void TellNotes(Store& store) const;
+
+  // What a share or rate is multiplied by to be shown.
+  double FactorAt(std::size_t place) const {
+    return plan_.chart->counted ? units_[place] : plan_.chart->scale;
+  }
+  PointLimits LimitsAt(const Rate& rate, std::size_t place) const;
+  Rate RateAt(const StreamState& state, const RunRows::OfStream& rows, std::size_t place,
+              Form form) const;
+
+  std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code);
+  void WriteLines(Form form, double PointLimits::*line, std::span<double> out) const;
+  void WriteMarks(Form form, std::span<std::int32_t> out);
+  void MakeMarks(Form form);
+  template <class From, class To>
+  void Scatter(const std::vector<From>& column, std::span<To> out) const {
+    for (std::size_t place = 0; place < out.size(); ++place) {
+      out[table_.SubgroupAt(place)] = static_cast<To>(column[place]);
+    }
+  }
+
+  AttributeTable table_;
+  RunRows rows_{table_};
+  AttributePlan plan_;
+  std::vector<StreamState> states_;
+  std::vector<double> points_;
+  std::vector<double> units_;  // behind a rate: units or opportunities; 0 where not known
+  std::array<std::vector<PointLimits>, 2> ewma_lines_;  // of the two forms
+  std::vector<std::uint32_t> marks_;                    // those asked for last
+  std::optional<Form> marked_;                          // whose marks they are
+  bool is_open_ = false;
+};
+
+}  // namespace orvspc::engine

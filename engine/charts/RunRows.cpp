@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/charts/RunRows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <utility>
+
+#include "engine/charts/Marks.h"
+#include "engine/charts/delivery.h"
+#include "engine/charts/forget.h"
+
+namespace orvspc::engine {
+namespace {
+
+using platform::ArrayRef;
+using platform::ChartData;
+
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int32_t kOverflow = 6;
+
+template <class T>
+std::int32_t CopyRows(const ArrayRef& array, const std::vector<T>& rows) {
+  const auto out = Room<T>(array, rows.size());
+  std::copy_n(rows.begin(), out.size(), out.begin());
+  return static_cast<std::int32_t>(out.size());
+}
+
+struct SpecCode {
+  ChartData code;
+  double SpecLines::*line;
+};
+constexpr SpecCode kSpecCodes[] = {
+    {ChartData::USLs, &SpecLines::usl},
+    {ChartData::Targets, &SpecLines::target},
+    {ChartData::LSLs, &SpecLines::lsl},
+};
+
+}  // namespace
+
+void RunRows::Clear() {
+  Forget(data_.subgroups);
+  Forget(data_.values);
+  Forget(data_.keys);
+  Forget(stamps_);
+  subgroups_taken_ = false;
+  test_count_ = 0;
+  streams_.clear();
+  Forget(limit_row_);
+  spec_rows_.clear();
+  opp_rows_.clear();
+  limit_rows_.clear();
+  alarms_differ_ = false;
+}
+
+bool RunRows::Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                     std::int32_t test_types, const char* nothing) {
+  SelectOptions select;
+  select.test_types = test_types;
+  if (!store.Select(info, filter, select, data_)) return false;
+  if (data_.subgroups.empty()) {
+    AddNote("no-data", nothing);
+    return false;
+  }
+  if (data_.values.size() > std::numeric_limits<std::int32_t>::max()) {
+    store.Fail(kOverflow, "The selection has more test values than can be counted.");
+    return false;
+  }
+  test_count_ = static_cast<std::int32_t>(data_.values.size());
+  return true;
+}
+
+void RunRows::Load(Store& store, bool attributes) {
+  const auto streams = table_.Streams();
+  ConvertRules(store.Rules(), rules_);
+  streams_.resize(streams.size());
+  bool any_limits = false;
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    const auto& stream = streams[s];
+    auto& rows = streams_[s];
+    rows.specs = store.SpecLimits(stream.part, stream.test);
+    SortByTime(rows.specs);
+    rows.limits = store.ControlLimits(stream.part, stream.process, stream.test);
+    SortForProcess(rows.limits);
+    any_limits = any_limits || !rows.limits.empty();
+    if (!attributes) continue;
+    rows.opportunities = store.Opportunities(stream.part, stream.test);
+    SortByTime(rows.opportunities);
+  }
+  if (any_limits) {
+    limit_row_.assign(table_.Count(), kNoRow);
+    for (std::size_t s = 0; s < streams.size(); ++s) {
+      if (streams_[s].limits.empty()) continue;
+      RowsInForce<ControlLimit> rows(streams_[s].limits);
+      for (auto place = streams[s].begin; place < streams[s].end; ++place) {
+        limit_row_[place] = rows.At(StampAt(place));
+      }
+    }
+  }
+  spec_rows_ = NewestOfPairs(&OfStream::specs, &OfStream::specs_change);
+  opp_rows_ = NewestOfPairs(&OfStream::opportunities, &OfStream::opportunities_change);
+  CollectLimitRows();
+  LoadAlarms(store);
+}
+
+// One row for each part and test, the one in force at the newest point of the pair: whoever judges
+// values by these rows does not look at times.
+template <class Row>
+std::vector<Row> RunRows::NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change) {
+  const auto streams = table_.Streams();
+  struct Pair {
+    std::vector<std::size_t> streams;
+    std::int32_t last = std::numeric_limits<std::int32_t>::min();
+  };
+  std::vector<Pair> pairs;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::size_t> numbers;
+  std::vector<std::int32_t> first(streams.size(), std::numeric_limits<std::int32_t>::max());
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    if ((streams_[s].*rows).empty()) continue;
+    const auto number =
+        numbers.try_emplace({streams[s].part, streams[s].test}, pairs.size()).first->second;
+    if (number == pairs.size()) pairs.emplace_back();
+    auto& pair = pairs[number];
+    pair.streams.push_back(s);
+    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
+      first[s] = std::min(first[s], StampAt(place));
+      pair.last = std::max(pair.last, StampAt(place));
+    }
+  }
+  std::vector<Row> newest_rows;
+  for (const auto& pair : pairs) {
+    const auto& of_pair = streams_[pair.streams.front()].*rows;
+    RowsInForce<Row> in_force(of_pair);
+    const auto newest = in_force.At(pair.last);
+    if (newest != kNoRow) newest_rows.push_back(of_pair[static_cast<std::size_t>(newest)]);
+    // A stream that ends before the change is judged by the newest row as well.
+    for (const auto s : pair.streams) streams_[s].*change = in_force.At(first[s]) != newest;
+  }
+  return newest_rows;
+}
+
+void RunRows::CollectLimitRows() {
+  if (!HasStoredLimits()) return;
+  const auto streams = table_.Streams();
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    auto& rows = streams_[s];
+    std::vector<std::uint8_t> seen(rows.limits.size(), 0);
+    const auto first = limit_row_[streams[s].begin];
+    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
+      const auto row = limit_row_[place];
+      rows.limits_change = rows.limits_change || row != first;
+      if (row != kNoRow) seen[static_cast<std::size_t>(row)] = 1;
+    }
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+      // A row for any process may serve several streams.
+      const auto& row = rows.limits[i].row;
+      const bool known = std::any_of(
+          limit_rows_.begin(), limit_rows_.end(),
+          [&](const auto& other) { return std::memcmp(&other, &row, sizeof row) == 0; });
+      if (seen[i] != 0 && !known) limit_rows_.push_back(row);
+    }
+  }
+}
+
+void RunRows::LoadAlarms(Store& store) {
+  const auto streams = table_.Streams();
+  if (streams.size() < 2) return;
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    for (std::size_t graph = 0; graph < 3; ++graph) {
+      streams_[s].alarms[graph] =
+          store.AlarmBits(streams[s].part, streams[s].process, streams[s].test,
+                          static_cast<std::int32_t>(graph) + 1);
+    }
+    alarms_differ_ = alarms_differ_ || streams_[s].alarms != streams_[0].alarms;
+  }
+}
+
+std::int32_t RunRows::StampAt(std::size_t place) const {
+  return stamps_.empty() ? data_.subgroups[table_.SubgroupAt(place)].Sgtm : stamps_[place];
+}
+
+bool RunRows::RestartsAt(const ChartStream& stream, std::size_t place) const {
+  if (!HasStoredLimits() || !table_.IsUsed(place)) return false;
+  auto before = place;
+  while (before > stream.begin) {
+    --before;
+    if (table_.IsUsed(before)) return limit_row_[before] != limit_row_[place];
+  }
+  return false;
+}
+
+void RunRows::KeepAlarms(std::size_t stream, std::size_t graph,
+                         std::span<std::uint32_t> marks) const {
+  if (!alarms_differ_) return;
+  for (auto& mark : marks) mark &= streams_[stream].alarms[graph];
+}
+
+std::int32_t RunRows::Deliver(const ArrayRef& array, ChartData code) {
+  switch (code) {
+    case ChartData::Totals:
+      return DeliverTotals(array);
+    case ChartData::Subgroups: {
+      const auto written = CopyRows(array, data_.subgroups);
+      subgroups_taken_ = subgroups_taken_ || written != 0;
+      return written;
+    }
+    case ChartData::Tests:
+      return DeliverTests(array);
+    case ChartData::CtrlLims:
+      return CopyRows(array, limit_rows_);
+    case ChartData::SpecLims:
+      return CopyRows(array, spec_rows_);
+    case ChartData::DefOpps:
+      return CopyRows(array, opp_rows_);
+    default:
+      return 0;
+  }
+}
+
+std::int32_t RunRows::DeliverTotals(const ArrayRef& array) const {
+  const auto out = Room<API_CCTotals>(array, 1);
+  if (out.empty()) return 0;
+  API_CCTotals totals{};
+  totals.SubgroupCount = static_cast<std::int32_t>(table_.Count());
+  totals.TestCount = test_count_;
+  totals.SpecLimCount = static_cast<std::int32_t>(spec_rows_.size());
+  totals.CtrlLimCount = static_cast<std::int32_t>(limit_rows_.size());
+  totals.DefOppCount = static_cast<std::int32_t>(opp_rows_.size());
+  out[0] = totals;
+  return 1;
+}
+
+// The values go with it: nothing that is asked for later needs them, and they are the largest part
+// of a run. So do subgroups that were taken before.
+std::int32_t RunRows::DeliverTests(const ArrayRef& array) {
+  const auto out = Room<API_TestData>(array, data_.values.size());
+  if (out.empty()) return 0;
+  data_.WriteTests(out);
+  Forget(data_.values);
+  Forget(data_.keys);
+  if (subgroups_taken_) ReleaseSubgroups();
+  return test_count_;
+}
+
+void RunRows::ReleaseSubgroups() {
+  stamps_.resize(table_.Count());
+  for (std::size_t place = 0; place < stamps_.size(); ++place) {
+    stamps_[place] = data_.subgroups[table_.SubgroupAt(place)].Sgtm;
+  }
+  Forget(data_.subgroups);
+}
+
+bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
+  const auto* const wanted = std::find_if(std::begin(kSpecCodes), std::end(kSpecCodes),
+                                          [&](const auto& each) { return each.code == code; });
+  if (wanted == std::end(kSpecCodes)) return false;
+  const auto streams = table_.Streams();
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    const auto& specs = streams_[s].specs;
+    RowsInForce<API_CCSpecLim> rows(specs);
+    auto latest = kNoRow;
+    double value = kNoValue;
+    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
+      const auto row = specs.empty() ? kNoRow : rows.At(StampAt(place));
+      if (row != latest) {
+        latest = row;
+        value = row == kNoRow ? kNoValue
+                              : SpecLinesOf(specs[static_cast<std::size_t>(row)]).*(wanted->line);
+      }
+      out[table_.SubgroupAt(place)] = value;
+    }
+  }
+  return true;
+}
+
+void RunRows::TellNotes(Store& store, std::size_t stream) const {
+  const auto& of = table_.Streams()[stream];
+  const auto tell = [&](bool when, const char* code, const char* text) {
+    if (when) AddNote(code, text, store.StreamName(of.part, of.process, of.test));
+  };
+  tell(streams_[stream].limits_change, "limits-changed",
+       "The control limits in force changed inside the chart.");
+  tell(streams_[stream].specs_change, "specification-changed",
+       "The specification limits in force changed inside the chart; values are judged by the "
+       "newest.");
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/charts/RowsInForce.h"
+#include "engine/charts/StreamTable.h"
+#include "engine/statistics/RunRules.h"
+#include "engine/store/Store.h"
+#include "platform/ArrayRef.h"
+#include "platform/CtrlChrt6.h"
+
+namespace orvspc::engine {
+
+// What a run of either road holds of the database beside its points: the data set, and for each
+// stream the limits, opportunities and alarms that judge it. Hands all of that out.
+class RunRows {
+ public:
+  // table: of the run that has these rows, built from the data that Select reads.
+  explicit RunRows(const StreamTable& table) : table_(table) {}
+  RunRows(const RunRows&) = delete;
+  RunRows& operator=(const RunRows&) = delete;
+
+  struct OfStream {
+    std::vector<API_CCSpecLim> specs;
+    std::vector<ControlLimit> limits;
+    std::vector<API_CCDefOpp> opportunities;
+    std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
+    bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
+  };
+
+  // test_types: bits of TestTypes. False when there is nothing: a failure, which the store keeps,
+  // or no subgroup, which becomes a note with these words.
+  bool Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+              std::int32_t test_types, const char* nothing);
+  // Everything of the streams of the table; opportunities only for attributes.
+  void Load(Store& store, bool attributes);
+  // Forgets all. Storage of a small run is kept for the next.
+  void Clear();
+
+  const DataSet& Data() const { return data_; }
+  std::int32_t StampAt(std::size_t place) const;
+  const OfStream& Of(std::size_t stream) const { return streams_[stream]; }
+  std::span<const RunRule> Rules() const { return rules_; }
+
+  bool HasStoredLimits() const { return !limit_row_.empty(); }
+  // Place among the limits of the stream; kNoRow for none. Only with stored limits.
+  std::int32_t LimitRowAt(std::size_t place) const { return limit_row_[place]; }
+  // The row of control limits is another than at the point before that counts.
+  bool RestartsAt(const ChartStream& stream, std::size_t place) const;
+
+  // Takes away the bits of rules that are off for the stream, where streams differ in that.
+  void KeepAlarms(std::size_t stream, std::size_t graph, std::span<std::uint32_t> marks) const;
+
+  // Totals and rows: fills the array, returns the elements written. Writes nothing and returns 0
+  // for another code, element size, or an array that is too short. Tests can be taken once, and
+  // subgroups as long as not both were taken.
+  std::int32_t Deliver(const platform::ArrayRef& array, platform::ChartData code);
+  // Specification lines along the points, in the order of the data set; false for another code.
+  bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
+
+  // Of rows that change inside the chart.
+  void TellNotes(Store& store, std::size_t stream) const;
+
+ private:
+  template <class Row>
+  std::vector<Row> NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change);
+  void CollectLimitRows();
+  void LoadAlarms(Store& store);
+  std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
+  std::int32_t DeliverTests(const platform::ArrayRef& array);
+  void ReleaseSubgroups();
+
+  const StreamTable& table_;
+  DataSet data_;
+  std::vector<std::int32_t> stamps_;  // of the places, once the subgroups are gone
+  bool subgroups_taken_ = false;
+  std::int32_t test_count_ = 0;
+  std::vector<OfStream> streams_;
+  std::vector<std::int32_t> limit_row_;    // control-limit row at each place; empty: no rows
+  std::vector<API_CCSpecLim> spec_rows_;   // one for each part and test
+  std::vector<API_CCDefOpp> opp_rows_;     // likewise
+  std::vector<API_CCCtrlLim> limit_rows_;  // those in use, each once
+  std::vector<RunRule> rules_;
+  bool alarms_differ_ = false;
+};
+
+}  // namespace orvspc::engine
