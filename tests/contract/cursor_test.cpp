@@ -4,7 +4,9 @@
 
 #include <limits>
 #include <memory>
+#include <utility>
 
+#include "capability/CAAnalysis.h"
 #include "chart/CCAnalysis.h"
 #include "frame/Friend.h"
 #include "pareto/PABins.h"
@@ -103,6 +105,28 @@ TEST_P(CursorContract, OfCCGraphData) {
   const auto results =
       CCAnalysis().AnalyzeDataSelect(fake_.database, std::make_shared<DataSelect>(), processing);
   CheckCursor(*results->Graphs(ccGraphType1)->GraphData(), GetParam(), 1);
+}
+
+// Both have at least five rows and two points after an analysis, so fewer come from a load.
+TEST_P(CursorContract, OfCABins) {
+  CABins bins(Friend{});
+  if (GetParam() != 0) {
+    Array<API_CABin> rows;
+    rows.Dimension(0, GetParam() - 1);
+    bins.Load(Friend{}, std::move(rows));
+  }
+  CheckCursor(bins, GetParam(), 1);
+}
+
+TEST_P(CursorContract, OfCACurve) {
+  CACurve curve(Friend{});
+  if (GetParam() != 0) {
+    Array<double> x, y;
+    x.Dimension(0, GetParam() - 1);
+    y.Dimension(0, GetParam() - 1);
+    curve.Load(Friend{}, std::move(x), std::move(y));
+  }
+  CheckCursor(curve, GetParam(), 1);
 }
 
 TEST_P(CursorContract, OfEventData) {

@@ -17,11 +17,12 @@ inline constexpr TrailRow kTrailRows[] = {
     {"Support.ResolveDatabase",
      "Support.ResolveRuleDef DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect "
      "DataSelect.GetEventData PSAnalysis.AnalyzeDataSelect SCAnalysis.AnalyzeDataSelect "
-     "PAAnalysis.AnalyzeDataSelect"},
+     "PAAnalysis.AnalyzeDataSelect CAAnalysis.AnalyzeDataSelect"},
     {"Support.ResolveRuleDef", "CCAnalysis.AnalyzeDataSelect"},
     {"XMLSupport.GetXMLSingleNode(Node=*)",
      "DataSelect.SetXML SubgroupData.SetXML CCProcessing.SetXML CCResults.SetXML "
-     "EventData.SetXML PAProcessing.SetXML PAResults.SetXML PABins.SetXML"},
+     "EventData.SetXML PAProcessing.SetXML PAResults.SetXML PABins.SetXML CAProcessing.SetXML "
+     "CAResults.SetXML"},
     {"XMLSupport.GetXMLAttributeValue(Attribute=*)",
      "DataSelect.SetXMLNode DataSelectDescriptor.SetXML DataSelectDescriptor.SetXMLItems "
      "CCProcessing.SetXMLNode XMLSupport.LoadAPI_SubgroupDataFromXMLNode "
@@ -29,12 +30,12 @@ inline constexpr TrailRow kTrailRows[] = {
      "XMLSupport.LoadAPI_CommentDataFromXMLNode CCResults.SetGraphDataXMLNode "
      "CCResults.SetGraphXMLNode CCResults.SetStatDataXMLNode CCResults.SetSpecDataXMLNode "
      "CCResults.SetCLimXMLNode CCResults.SetOppDataXMLNode CCResults.SetGroupDataXMLNode "
-     "CAStatistics.SetXMLNode CAStatistics.SetSummaryXMLNode "
-     "CAStatistics.SetSpecLimXMLNode CAStatistics.SetOutOfSpecXMLNode "
-     "CAStatistics.SetNccLimXMLNode CAStatistics.SetNccResultsXMLNode "
-     "CAStatistics.SetCPsXMLNode CAStatistics.SetPPsXMLNode CAStatistics.SetMomentsXMLNode "
-     "CAStatistics.SetChiSqXMLNode CAStatistics.SetAnovaXMLNode EventData.SetXMLNode "
-     "PAProcessing.SetXMLNode PABins.SetXMLNode"},
+     "CAStatistics.SetXMLNode CAStatistics.SetSummaryXMLNode CAStatistics.SetSpecLimXMLNode "
+     "CAStatistics.SetOutOfSpecXMLNode CAStatistics.SetNccLimXMLNode "
+     "CAStatistics.SetNccResultsXMLNode CAStatistics.SetCPsXMLNode CAStatistics.SetPPsXMLNode "
+     "CAStatistics.SetMomentsXMLNode CAStatistics.SetChiSqXMLNode CAStatistics.SetAnovaXMLNode "
+     "EventData.SetXMLNode PAProcessing.SetXMLNode PABins.SetXMLNode CAProcessing.SetXMLNode "
+     "CABins.SetXMLNode CACurve.SetXMLNode"},
     {"XMLSupport.ConvertStringToLongArray",
      "library CCResults.SetGraphXMLNode CCResults.SetGroupDataXMLNode"},
     {"XMLSupport.ConvertStringToDoubleArray", "library CCResults.SetGraphXMLNode"},
@@ -51,22 +52,27 @@ inline constexpr TrailRow kTrailRows[] = {
     {"DataSelect.Structure(l)", "DataSelect.Clone"},
     {"DataSelect.Clone",
      "host CCAnalysis.AnalyzeDataSelect PSAnalysis.AnalyzeDataSelect "
-     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect"},
+     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect CAAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetXML", "host"},
     {"DataSelect.CreateXMLNode",
-     "DataSelect.GetXML CCResults.CreateXMLNode PAResults.CreateXMLNode"},
+     "DataSelect.GetXML CCResults.CreateXMLNode PAResults.CreateXMLNode "
+     "CAResults.CreateXMLNode"},
     {"DataSelect.SetXML", "host"},
     {"DataSelect.SetXMLNode",
-     "DataSelect.SetXML CCResults.SetDataselectXMLNode PAResults.SetXMLNode"},
+     "DataSelect.SetXML CCResults.SetDataselectXMLNode PAResults.SetXMLNode "
+     "CAResults.SetDataselectXMLNode"},
     {"DataSelect.Reset",
-     "host DataSelect.Clone CCResults.SetDataselectXMLNode PAResults.SetXMLNode"},
+     "host DataSelect.Clone CCResults.SetDataselectXMLNode PAResults.SetXMLNode "
+     "CAResults.SetDataselectXMLNode"},
     {"DataSelect.MaximumItems(l)", "host"},
     {"DataSelect.Tsno(l)", "host"},
     {"DataSelect.DateRangeInterval(l)", "host"},
     {"DataSelect.API_GetData",
      "host DataSelect.GetSubgroupData CCAnalysis.AnalyzeDataSelect DataSelect.GetEventData "
-     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect"},
-    {"DataSelect.API_SetData", "host DataSelect.GetSubgroupData SCAnalysis.AnalyzeDataSelect"},
+     "SCAnalysis.AnalyzeDataSelect PAAnalysis.AnalyzeDataSelect CAAnalysis.AnalyzeDataSelect"},
+    {"DataSelect.API_SetData",
+     "host DataSelect.GetSubgroupData SCAnalysis.AnalyzeDataSelect "
+     "CAAnalysis.AnalyzeDataSelect"},
     {"DataSelect.GetDSInfo", "DataSelect.API_GetData"},
     {"DataSelect.GetFilterType", "DataSelect.GetDSInfo DataSelect.LoadDSFilter"},
     {"DataSelect.GetDSFilter", "DataSelect.API_GetData"},
@@ -356,9 +362,47 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CCGraphData.GetPoints", "host"},
     {"CCGraphData.GetSizes", "host"},
 
+    // capability
+    {"CAProcessing.Class_Initialize", "constructor"},
+    {"CAProcessing.FixProcessing", "host CAAnalysis.AnalyzeDataSelect CAAnalysis.AnalyzeDS"},
+    {"CAProcessing.GetAPIOptions", "CAAnalysis.AnalyzeDS"},
+    {"CAProcessing.GetXML", "host"},
+    {"CAProcessing.CreateXMLNode", "CAProcessing.GetXML CAResults.CreateXMLNode"},
+    {"CAProcessing.SetXML", "host"},
+    {"CAProcessing.SetXMLNode", "CAProcessing.SetXML CAResults.SetProcessingXMLNode"},
+    {"CAAnalysis.AnalyzeDataSelect", "host"},
+    {"CAAnalysis.AnalyzeDS", "CAAnalysis.AnalyzeDataSelect"},
+    {"CAResults.Class_Initialize", "constructor"},
+    {"CAResults.Load", "CAAnalysis.AnalyzeDS"},
+    {"CAResults.GetXML", "host"},
+    {"CAResults.CreateXMLNode", "CAResults.GetXML"},
+    {"CAResults.SetXML", "host"},
+    {"CAResults.SetXMLNode", "CAResults.SetXML"},
+    {"CAResults.SetProcessingXMLNode", "CAResults.SetXMLNode"},
+    {"CAResults.SetDataselectXMLNode", "CAResults.SetXMLNode"},
+    {"CABins.Load", "CAResults.Load CABins.SetXMLNode"},
+    {"CABins.MoveTo", "host"},
+    {"CABins.MoveFirst", "host"},
+    {"CABins.MoveLast", "host"},
+    {"CABins.MoveNext", "host"},
+    {"CABins.MovePrev", "host"},
+    {"CABins.CreateXMLNode", "CAResults.CreateXMLNode"},
+    {"CABins.CreateBinXMLNode", "CABins.CreateXMLNode"},
+    {"CABins.SetXMLNode", "CAResults.SetXMLNode"},
+    {"CACurve.Load", "CAResults.Load CACurve.SetXMLNode"},
+    {"CACurve.MoveTo", "host"},
+    {"CACurve.MoveFirst", "host"},
+    {"CACurve.MoveLast", "host"},
+    {"CACurve.MoveNext", "host"},
+    {"CACurve.MovePrev", "host"},
+    {"CACurve.CreateXMLNode", "CAResults.CreateXMLNode"},
+    {"CACurve.GetArrayString", "CACurve.CreateXMLNode"},
+    {"CACurve.GetArray", "CACurve.SetXMLNode"},
+    {"CACurve.SetXMLNode", "CAResults.SetXMLNode"},
+
     // capability: statistics
-    {"CAStatistics.Load", "library"},
-    {"CAStatistics.CreateXMLNode", "library"},
+    {"CAStatistics.Load", "library CAResults.Load"},
+    {"CAStatistics.CreateXMLNode", "library CAResults.CreateXMLNode"},
     {"CAStatistics.CreateSummaryXMLNode", "CAStatistics.CreateXMLNode"},
     {"CAStatistics.CreateSpecLimXMLNode", "CAStatistics.CreateXMLNode"},
     {"CAStatistics.CreateSpecResultsXMLNode", "CAStatistics.CreateXMLNode"},
@@ -369,7 +413,7 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CAStatistics.CreateMomentsXMLNode", "CAStatistics.CreateXMLNode"},
     {"CAStatistics.CreateChiSqXMLNode", "CAStatistics.CreateXMLNode"},
     {"CAStatistics.CreateAnovaXMLNode", "CAStatistics.CreateXMLNode"},
-    {"CAStatistics.SetXMLNode", "library"},
+    {"CAStatistics.SetXMLNode", "library CAResults.SetXMLNode"},
     {"CAStatistics.SetSummaryXMLNode", "CAStatistics.SetXMLNode"},
     {"CAStatistics.SetSpecLimXMLNode", "CAStatistics.SetXMLNode"},
     {"CAStatistics.SetOutOfSpecXMLNode", "CAStatistics.SetXMLNode"},

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "capability/CAStatistics.h"
+#include "capability/CAAnalysis.h"
 #include "chart/CCAnalysis.h"
 #include "chart/chart_codes.h"
 #include "frame/Friend.h"
@@ -256,6 +256,39 @@ void CapabilityStatistics(fake::FakeScope&) {
   statistics.SetXMLNode(Friend{}, element);
 }
 
+void CapabilitySettings(fake::FakeScope&) {
+  CAProcessing processing;
+  processing.FixProcessing();
+  const std::string text = processing.GetXML();
+  processing.SetXML(text);
+}
+
+// With a Johnson fit.
+std::shared_ptr<CAResults> Capability(fake::FakeScope& fake) {
+  fake.script().capability = [](fake::CapabilityCall&) { return 1; };
+  fake.script().johnson = [](fake::CapabilityCall&) { return 1; };
+  const auto processing = std::make_shared<CAProcessing>();
+  processing->BinCount(5);
+  processing->CurveCount(2);
+  processing->FitType(caFitJohnson);
+  return CAAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(), processing);
+}
+
+void CapabilityXml(fake::FakeScope& fake) {
+  const std::string text = Capability(fake)->GetXML();
+  CAResults().SetXML(text);
+}
+
+void CapabilityRows(fake::FakeScope& fake) {
+  const auto results = Capability(fake);
+  const auto bins = results->Bins();
+  bins->MoveTo(2);
+  Walk(*bins);
+  const auto curve = results->Curve();
+  curve->MoveTo(2);
+  Walk(*curve);
+}
+
 std::shared_ptr<EventData> Events(fake::FakeScope& fake) {
   fake.script().events = {API_EventData{}, API_EventData{}};
   return DataSelect().GetEventData(fake.database);
@@ -363,6 +396,9 @@ const Scenario kScenarios[] = {
     {"chart points", &ChartPoints},
     {"XML of a chart", &ChartXml},
     {"capability statistics", &CapabilityStatistics},
+    {"capability settings", &CapabilitySettings},
+    {"XML of a capability result", &CapabilityXml},
+    {"bins and curve", &CapabilityRows},
     {"fields of events", &EventFields},
     {"XML of events", &EventXml},
     {"process states", &ProcessStates},
@@ -393,6 +429,8 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   const auto compliance = Compliance(fake);
 
   CAStatistics statistics{Friend{}};
+  const auto capability = Capability(fake);
+  CAProcessing& settings = *capability->Processing();
   from_here();
   select.Descriptors();
   select.MaximumItems();
@@ -469,6 +507,32 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
        {&SCResults::StartTime, &SCResults::Duration, &SCResults::PercentComplete,
         &SCResults::MinimumValue, &SCResults::PPK, &SCResults::PPM, &SCResults::PercentAboveT2U})
     (*compliance.*get)();
+  capability->DataSelect();
+  capability->Statistics();
+  const auto histogram = capability->Bins();
+  histogram->Count();
+  histogram->CurrentIndex();
+  for (const auto get : {&CABins::XMin, &CABins::XMax, &CABins::YMin, &CABins::YMax})
+    (*histogram.*get)();
+  const auto curve = capability->Curve();
+  curve->Count();
+  curve->CurrentIndex();
+  curve->X();
+  curve->Y();
+  settings.SetSettings(Friend{}, {});
+  settings.AllowOverride(settings.AllowOverride());
+  settings.BinCount(settings.BinCount());
+  settings.FitType(settings.FitType());
+  settings.Normalize(settings.Normalize());
+  settings.OverrideLSL(settings.OverrideLSL());
+  settings.OverrideTarget(settings.OverrideTarget());
+  settings.OverrideUSL(settings.OverrideUSL());
+  settings.CurveCount(settings.CurveCount());
+  settings.ShortTermSigmaType(settings.ShortTermSigmaType());
+  settings.WindowMaximum(settings.WindowMaximum());
+  settings.WindowMinimum(settings.WindowMinimum());
+  settings.WindowSD(settings.WindowSD());
+  settings.WindowType(settings.WindowType());
   double figure = 0.0;
   statistics.JohnsonCurveType();
   statistics.GetCp(figure);

@@ -2,10 +2,12 @@
 // What holds for the XML of every class that is persisted as a text of its own.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
 
+#include "capability/CAAnalysis.h"
 #include "chart/CCAnalysis.h"
 #include "dataset/EventData.h"
 #include "dataset/SubgroupData.h"
@@ -108,14 +110,51 @@ struct Persisted<EventData> {
   }
 };
 
+template <>
+struct Persisted<CAProcessing> {
+  static constexpr const char* kName = "CAProcessing";
+  static std::shared_ptr<CAProcessing> Make(fake::FakeScope&) {
+    auto processing = std::make_shared<CAProcessing>();
+    processing->AllowOverride(true);
+    processing->BinCount(-2147483647 - 1);
+    processing->FitType(static_cast<caFitTypes>(99));
+    processing->OverrideUSL(0.1 + 0.2);
+    processing->WindowMaximum(1e300);
+    processing->WindowMinimum(-5e-324);
+    return processing;
+  }
+};
+
+// Without the figures that the reader misses.
+template <>
+struct Persisted<CAResults> {
+  static constexpr const char* kName = "CAResults";
+  static std::shared_ptr<CAResults> Make(fake::FakeScope& fake) {
+    fake.script().capability = [](fake::CapabilityCall& call) {
+      call.summary->Mean = 1.0 / 3.0;
+      call.moments->SD = 5e-324;
+      call.spec_lim->EFlag = -1;
+      std::memcpy(call.spec_lim->Text, "<a & \"b\"> \xB5 \x80", 14);
+      call.bins.As<API_CABin>()[4].YMax = 0.1 + 0.2;
+      call.x[1] = -1e300;
+      return 1;
+    };
+    const auto processing = std::make_shared<CAProcessing>();
+    processing->BinCount(5);
+    processing->CurveCount(2);
+    return CAAnalysis().AnalyzeDataSelect(fake.database, std::make_shared<DataSelect>(),
+                                          processing);
+  }
+};
+
 template <class T>
 class XmlContract : public testing::Test {
  protected:
   fake::FakeScope fake_;
 };
 
-using Classes =
-    testing::Types<DataSelect, CCProcessing, PAProcessing, SubgroupData, CCResults, EventData>;
+using Classes = testing::Types<DataSelect, CCProcessing, PAProcessing, SubgroupData, CCResults,
+                               EventData, CAProcessing, CAResults>;
 TYPED_TEST_SUITE(XmlContract, Classes);
 
 TYPED_TEST(XmlContract, TextOfAReadTextIsTheSame) {
