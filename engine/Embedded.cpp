@@ -125,6 +125,8 @@ void InstallEmbedded() { platform::Install(EmbeddedPlatform()); }
 
 std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
 
+CapabilityReport LatestCapability() { return engine::CapabilityLibrary::Latest(); }
+
 std::vector<StreamReport> LatestStreams() { return engine::ChartLibrary::LatestStreams(); }
 
 std::optional<AcceptanceLimits> LatestAcceptance() {

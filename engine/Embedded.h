@@ -46,6 +46,19 @@ struct AcceptanceLimits {
   std::vector<double> numbers, rates;
 };
 
+// What the records of a capability analysis have no place for. All of the law that the latest call
+// left in force: the Johnson curve after a fit, otherwise the normal one.
+struct CapabilityReport {
+  // For the JSON of a result: Bins[i].Expected is expected[i], as many as the result has bins; 0
+  // where there is no law (all values equal).
+  std::vector<double> expected;
+  std::string law;      // "normal", "Johnson SU", ...; empty when there is none
+  Estimate short_term;  // where the short-term deviation came from
+  // Of a Johnson curve; 0 for a normal one.
+  double gamma = 0.0, delta = 0.0, xi = 0.0, lambda = 0.0;
+  double fitted_at = 0.0;  // the z at whose four quantiles the curve was fitted
+};
+
 // An open quality database. Closing it (the last reference) makes its handle refused.
 class EmbeddedDatabase : public platform::Database {
  public:
@@ -82,6 +95,9 @@ std::vector<LoggedFailure> LoggedFailures();
 // Of this thread: the notes since the last call, and the streams of the latest chart.
 std::vector<Note> TakeNotes();
 std::vector<StreamReport> LatestStreams();
+// Of this thread's latest capability analysis; empty before the first and after one that failed.
+// Ask before the next analysis of the thread.
+CapabilityReport LatestCapability();
 // Of this thread's latest chart; none unless it is one of attributes.
 std::optional<AcceptanceLimits> LatestAcceptance();
 

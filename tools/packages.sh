@@ -12,6 +12,7 @@ command cmake         cmake
 command ninja         ninja-build
 command pkg-config    pkg-config
 header  sqlite3.h     libsqlite3-dev
+header  boost/math/distributions.hpp libboost-dev
 "
 test_needs="
 command clang++       clang

@@ -1,22 +1,70 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/capability/CapabilityLibrary.h"
 
+#include <memory>
+
+#include "engine/capability/CapabilityRun.h"
+#include "engine/store/guarded.h"
+
 namespace orvspc::engine {
+namespace {
+
+struct ThreadState {
+  std::weak_ptr<SqliteStore> store;  // of the latest analysis
+  CapabilityRun run;
+};
+
+ThreadState& ThisThread() {
+  thread_local ThreadState state;
+  return state;
+}
+
+}  // namespace
 
 std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
-    std::int32_t, std::int32_t, API_DSInfo&, std::span<std::int32_t>, std::span<double>,
-    std::span<double>, const platform::ArrayRef&, API_CASummary&, API_CACPs&, API_CAPPs&,
-    API_CAMoments&, API_CAChiSq&, API_CAAnova&, API_CASpecLim8&, API_CASpecResults&, API_CANccLim8&,
-    API_CANccResults&, API_CAReserved&, const API_CAOptions&, std::int32_t) {
-  return 0;
+    std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
+    std::span<double> X, std::span<double> Y, const platform::ArrayRef& Bins,
+    API_CASummary& Summary, API_CACPs& CPs, API_CAPPs& PPs, API_CAMoments& Moments,
+    API_CAChiSq& ChiSq, API_CAAnova& Anova, API_CASpecLim8& SpecLim,
+    API_CASpecResults& SpecResults, API_CANccLim8& NccLim, API_CANccResults& NccResults,
+    API_CAReserved&, const API_CAOptions& Options, std::int32_t) {
+  auto& state = ThisThread();
+  state.run.Clear();
+  const auto store = OpenStore(Connection);
+  state.store = store;
+  const auto done = Guarded(store, [&]() -> std::int32_t {
+    const CapabilityOutput out{X,     Y,     Bins.As<API_CABin>(), Summary, CPs,
+                               PPs,   Moments, ChiSq, Anova, SpecLim,
+                               SpecResults, NccLim, NccResults};
+    return state.run.Process(*store, DSInfo, DSFilter, Options, out) ? 1 : 0;
+  });
+  if (done == 0) state.run.Clear();
+  return done;
 }
 
-std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(std::int32_t, std::span<double>,
-                                                       std::span<double>, const platform::ArrayRef&,
-                                                       API_CASummary&, API_CAPPs&, API_CAChiSq&,
-                                                       API_CASpecLim8&, API_CASpecResults&,
-                                                       const API_CAOptions&) {
-  return 0;
+std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
+    std::int32_t, std::span<double> X, std::span<double> Y, const platform::ArrayRef& Bins,
+    API_CASummary& Summary, API_CAPPs& PPs, API_CAChiSq& ChiSq, API_CASpecLim8& SpecLim,
+    API_CASpecResults& SpecResults, const API_CAOptions& Options) {
+  auto& state = ThisThread();
+  const auto store = state.store.lock();
+  return Guarded(store, [&]() -> std::int32_t {
+    const auto bins = Bins.As<API_CABin>();
+    const auto fits = [](std::int32_t count, std::size_t room) {
+      return count > 0 && static_cast<std::size_t>(count) <= room;
+    };
+    if (!fits(Options.BinCount, bins.size()) || !fits(Options.CurveCount, X.size()) ||
+        !fits(Options.CurveCount, Y.size())) {
+      store->Fail(kRefused, "The arrays of the Johnson fit are shorter than its options say.");
+      return 0;
+    }
+    const auto points = static_cast<std::size_t>(Options.CurveCount);
+    return state.run.FitJohnson({X.first(points), Y.first(points),
+                                 bins.first(static_cast<std::size_t>(Options.BinCount)), Summary,
+                                 PPs, ChiSq, SpecLim, SpecResults});
+  });
 }
+
+CapabilityReport CapabilityLibrary::Latest() { return ThisThread().run.Report(); }
 
 }  // namespace orvspc::engine

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/Embedded.h"
 #include "platform/CapAna6.h"
 
 namespace orvspc::engine {
 
-// The capability library of the embedded engine.
+// The capability library of the embedded engine. Nothing throws: what fails is kept in the open
+// database, and the call returns 0 without having written. The sample of the latest analysis is
+// kept for the thread, so that a Johnson fit need not read it again.
 class CapabilityLibrary final : public platform::CapAna6 {
  public:
   std::int32_t VLXCAP_PROCESSING_LT(std::int32_t Reserved1, std::int32_t Connection,
@@ -22,6 +25,9 @@ class CapabilityLibrary final : public platform::CapAna6 {
                                       API_CASummary& Summary, API_CAPPs& PPs, API_CAChiSq& ChiSq,
                                       API_CASpecLim8& SpecLim, API_CASpecResults& SpecResults,
                                       const API_CAOptions& Options) override;
+
+  // Of this thread's latest analysis.
+  static CapabilityReport Latest();
 };
 
 }  // namespace orvspc::engine

@@ -49,8 +49,8 @@ struct UsedSizes {
   std::int32_t smallest = std::numeric_limits<std::int32_t>::max();
   std::int32_t largest = 0;
 
-  void Add(std::int32_t n) {
-    ++count;
+  void Add(std::int32_t n, std::int64_t more = 1) {
+    count += more;
     smallest = std::min(smallest, n);
     largest = std::max(largest, n);
   }
@@ -133,6 +133,64 @@ SigmaEstimate PooledSigma(std::span<const double> sds, std::span<const std::int3
   return result;
 }
 
+// sum(w count mean / constant) / sum(w count) over the sizes; w = 1 when not weighted.
+template <typename ConstantOf>
+SigmaEstimate FromSums(std::span<const SpreadOfSize> by_size, std::int64_t SpreadOfSize::*count,
+                       double SpreadOfSize::*sum, bool weighted, ConstantOf constant_of,
+                       std::string_view name) {
+  UsedSizes sizes;
+  SizeConstant at;
+  double numerator = 0.0, denominator = 0.0, plain = 0.0;
+  for (const auto& row : by_size) {
+    if (row.n < 2 || row.*count == 0) continue;
+    sizes.Add(row.n, row.*count);
+    at = constant_of(row.n);
+    const double weight = weighted ? at.weight : 1.0;
+    numerator += weight * (row.*sum) / at.constant;
+    denominator += weight * static_cast<double>(row.*count);
+    plain += row.*sum;
+  }
+  SigmaEstimate result = Provenance(sizes, name);
+  if (!result.Exists()) return result;
+  if (sizes.smallest == sizes.largest) {
+    result.constant = at.constant;
+    result.value = plain / static_cast<double>(result.used) / at.constant;
+  } else {
+    result.value = numerator / denominator;
+  }
+  return result;
+}
+
+SigmaEstimate PooledFromSums(std::span<const SpreadOfSize> by_size, bool as_sbar) {
+  UsedSizes sizes;
+  double squares = 0.0, degrees = 0.0, inverse_c4 = 0.0, c4 = kNaN;
+  for (const auto& row : by_size) {
+    if (row.n < 2 || row.sd_count == 0) continue;
+    sizes.Add(row.n, row.sd_count);
+    const auto count = static_cast<double>(row.sd_count);
+    squares += row.squares;
+    degrees += count * (row.n - 1.0);
+    c4 = C4(row.n);
+    inverse_c4 += count / c4;
+  }
+  SigmaEstimate result = Provenance(sizes, as_sbar ? "S-est pooled-as-sbar" : "S-est pooled");
+  if (!result.Exists()) return result;
+  result.value = std::sqrt(squares / degrees);
+  if (!as_sbar) return result;
+  result.sbar = result.value;
+  if (sizes.smallest == sizes.largest) result.constant = c4;
+  result.value *= inverse_c4 / static_cast<double>(result.used);
+  return result;
+}
+
+SigmaEstimate FromMovingRangeSum(double sum, const UsedSizes& pairs) {
+  SigmaEstimate result = Provenance(pairs, "MR-est");
+  if (!result.Exists()) return result;
+  result.constant = D2(2);
+  result.value = sum / static_cast<double>(pairs.count) / result.constant;
+  return result;
+}
+
 }  // namespace
 
 std::string_view NameOf(EstimatorSetting setting) {
@@ -179,11 +237,27 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
     sum += range;
     pairs.Add(2);
   }
-  SigmaEstimate result = Provenance(pairs, "MR-est");
-  if (!result.Exists()) return result;
-  result.constant = D2(2);
-  result.value = sum / static_cast<double>(pairs.count) / result.constant;
-  return result;
+  return FromMovingRangeSum(sum, pairs);
+}
+
+SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
+  const bool weighted = setting != EstimatorSetting::Unweighted;
+  return FromSums(by_size, &SpreadOfSize::range_count, &SpreadOfSize::ranges, weighted,
+                  RangeConstant, weighted ? "R-est mvlue" : "R-est unweighted");
+}
+
+SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
+  if (setting == EstimatorSetting::Pooled || setting == EstimatorSetting::PooledAsSbar)
+    return PooledFromSums(by_size, setting == EstimatorSetting::PooledAsSbar);
+  const bool weighted = setting == EstimatorSetting::Mvlue;
+  return FromSums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::sds, weighted, SdConstant,
+                  weighted ? "S-est mvlue" : "S-est unweighted");
+}
+
+SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count) {
+  UsedSizes pairs;
+  if (count > 0) pairs.Add(2, count);
+  return FromMovingRangeSum(sum, pairs);
 }
 
 std::vector<double> MovingRanges(std::span<const double> points,

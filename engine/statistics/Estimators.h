@@ -80,6 +80,22 @@ std::vector<double> MovingRanges(std::span<const double> points,
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used = {});
 
+// The same estimates from sums over the subgroups of each size, as large samples keep them; one
+// element for each size.
+struct SpreadOfSize {
+  std::int32_t n = 0;
+  std::int64_t groups = 0;                    // all of this size
+  std::int64_t range_count = 0, sd_count = 0;  // those with a finite range, deviation
+  double ranges = 0.0, sds = 0.0;              // their sums
+  double squares = 0.0;                        // sum of (n - 1) s^2
+};
+SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size,
+                                 EstimatorSetting setting = EstimatorSetting::Mvlue);
+SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size,
+                              EstimatorSetting setting = EstimatorSetting::Mvlue);
+// From the sum of `count` moving ranges of span 2.
+SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count);
+
 // Size-weighted mean sum(n_i x_i)/sum(n_i); points that are not finite, sizes below 1 and
 // unused points are skipped; NaN when none is left.
 double WeightedCentre(std::span<const double> points, std::span<const std::int32_t> sizes,

@@ -30,6 +30,7 @@ constexpr Kind kKinds[] = {
     {"processes", ImportKind::Processes, ImportProcesses},
     {"events", ImportKind::Events, ImportEvents},
     {"states", ImportKind::States, ImportStates},
+    {"net-contents", ImportKind::NetContents, ImportNetContents},
 };
 
 // Beside the store's own connection, which reads on meanwhile.

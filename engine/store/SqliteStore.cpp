@@ -158,6 +158,14 @@ std::vector<API_CCDefOpp> SqliteStore::Opportunities(std::int32_t part, std::int
   });
 }
 
+std::vector<API_CANccLim8> SqliteStore::NetContents(std::int32_t part, std::int32_t test) {
+  using Rows = std::vector<API_CANccLim8>;
+  return FromCache<Rows>([&] {
+    const auto found = cache_.net_contents.find({part, test});
+    return found == cache_.net_contents.end() ? Rows{} : found->second;
+  });
+}
+
 const std::vector<StoredRule>& SqliteStore::Rules() {
   // Held for the thread, so that another thread's refresh does not pull the list from under it.
   thread_local std::shared_ptr<const std::vector<StoredRule>> held;

@@ -24,6 +24,8 @@
 namespace orvspc::engine {
 
 struct Stream {
+struct TwoThreads;  // of select.h
+
   std::int32_t part = 0, process = 0, test = 0;
   std::int32_t test_type = 0;
   std::int64_t id = 0;
@@ -56,6 +58,7 @@ struct StoreCache {
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
   std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
   std::array<bool, kItemKinds> names_read{};
   std::int32_t zone_offset = 0;
 
@@ -81,10 +84,13 @@ class SqliteStore final : public Store {
   std::int32_t TestType(std::int32_t test) override;
   std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
   std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
+  bool SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                       const SelectOptions& options, BatchTaker& taker) override;
                                           std::int32_t test) override;
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
   const std::vector<StoredRule>& Rules() override;
   std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
+  std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
                           std::int32_t graph) override;
   std::string Setting(std::string_view key, std::string_view fallback) override;
   std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
@@ -130,6 +136,11 @@ class SqliteStore final : public Store {
   Connection connection_;
   std::string path_;
   StoreCache cache_;
+  // Runs work(connection, threads, info) inside a read transaction, a second thread being offered
+  // for large selections; writes info back when it succeeds.
+  bool RunShared(
+      API_DSInfo& info,
+      const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
   bool loaded_ = false;
   std::int64_t data_version_ = 0;
   std::uint64_t generation_ = 0;

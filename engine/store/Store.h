@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/Embedded.h"
+#include "platform/CapabilityRecords.h"
 #include "platform/ChartRecords.h"
 #include "platform/RowRecords.h"
 #include "platform/SelectionRecord.h"
@@ -48,6 +49,22 @@ struct ControlLimit {
   std::int32_t chart_word = 0;  // of the chart that it was made from, 0 if unknown
 };
 
+// Bits of the flags of a row of net contents.
+enum NetContentFlag : std::int32_t {
+  nclMavL = 1,
+  nclMavLp = 2,
+  nclMavU = 16,
+  nclMavUp = 32,
+  nclT1L = 256,
+  nclT1Lp = 512,
+  nclT2L = 1024,
+  nclT2Lp = 2048,
+  nclT1U = 4096,
+  nclT1Up = 8192,
+  nclT2U = 16384,
+  nclT2Up = 32768,
+};
+
 struct StoredRule {
   std::int32_t number = 0, priority = 0;
   std::string kind;  // limit zone within outside trend alternate red yellow2
@@ -55,6 +72,17 @@ struct StoredRule {
   double zone = 0.0;
   std::string side;  // same either both upper lower
   std::string text;
+};
+
+// Takes a large selection as it is read, so that nobody need hold all of it.
+class BatchTaker {
+ public:
+  virtual ~BatchTaker() = default;
+  // Once, before the first batch. Parts put one after the other are the selection stream by stream.
+  virtual void Begin(std::size_t parts) = 0;
+  // The next subgroups of a part, oldest first; a batch of the only part may mix streams. Two
+  // threads may bring batches of different parts at the same time.
+  virtual void Take(std::size_t part, const DataSet& batch) = 0;
 };
 
 class Store {
@@ -65,6 +93,9 @@ class Store {
   // was selected. False on a failure, which the store keeps.
   virtual bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                       const SelectOptions& options, DataSet& out) = 0;
+  // The same selection in batches. What the taker got before a failure is worthless.
+  virtual bool SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                               const SelectOptions& options, BatchTaker& taker);
 
   // TestTypes of a test; 0 for one that has no values.
   virtual std::int32_t TestType(std::int32_t test) = 0;
@@ -75,6 +106,9 @@ class Store {
   virtual std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                                   std::int32_t test) = 0;
   virtual std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) = 0;
+
+  // Net contents, all versions by effective time, which is the sixth word of the head.
+  virtual std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test);
 
   // The rule list by priority, then number.
   virtual const std::vector<StoredRule>& Rules() = 0;

@@ -119,6 +119,50 @@ void ReadOpportunities(Connection& db, StoreCache& cache) {
   }
 }
 
+void ReadNetContents(Connection& db, StoreCache& cache) {
+  // The bits of the limits that a row has, in the order of the columns.
+  struct Figure {
+    platform::WireDouble API_CANccLim8::*field;
+    std::int32_t flag;
+  };
+  static constexpr Figure kFigures[] = {
+      {&API_CANccLim8::MavL, nclMavL}, {&API_CANccLim8::MavLp, nclMavLp},
+      {&API_CANccLim8::MavU, nclMavU}, {&API_CANccLim8::MavUp, nclMavUp},
+      {&API_CANccLim8::T1L, nclT1L},   {&API_CANccLim8::T1Lp, nclT1Lp},
+      {&API_CANccLim8::T1U, nclT1U},   {&API_CANccLim8::T1Up, nclT1Up},
+      {&API_CANccLim8::T2L, nclT2L},   {&API_CANccLim8::T2Lp, nclT2Lp},
+      {&API_CANccLim8::T2U, nclT2U},   {&API_CANccLim8::T2Up, nclT2Up},
+  };
+  Query query(db,
+              "SELECT id, made, part, test, effective, name, nominal, factor, mavl, mavlp, mavu, "
+              "mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up FROM net_content "
+              "ORDER BY part, test, effective, id");
+  while (query.Step()) {
+    API_CANccLim8 row{};
+    row.Head[0] = query.Int(0);
+    row.Head[1] = row.Head[2] = query.Int(1);
+    row.Head[3] = query.Int(2);
+    row.Head[4] = query.Int(3);
+    row.Head[5] = query.Int(4);
+    char16_t name[std::size(row.Text)];
+    platform::StoreFixedText(name, query.Text(5));
+    platform::To8Bit(name, row.Text);
+    row.Lsc = query.Real(6);
+    row.Fctr = query.Real(7);
+    int column = 8;
+    for (const auto& figure : kFigures) {
+      if (!query.IsNull(column)) {
+        row.*figure.field = query.Real(column);
+        row.EFlag |= figure.flag;
+      }
+      ++column;
+    }
+    row.AFlag = row.EFlag;
+    Append(cache.net_contents[{row.Head[3], row.Head[4]}], row,
+           [](const API_CANccLim8& each) { return each.Head[5]; });
+  }
+}
+
 void ReadRules(Connection& db, StoreCache& cache) {
   auto rules = std::make_shared<std::vector<StoredRule>>();
   Query query(db,
@@ -189,6 +233,7 @@ StoreCache ReadCache(Connection& connection) {
   ReadSpecLimits(connection, cache);
   ReadControlLimits(connection, cache);
   ReadOpportunities(connection, cache);
+  ReadNetContents(connection, cache);
   ReadRules(connection, cache);
   ReadSettings(connection, cache);
   return cache;

@@ -145,5 +145,6 @@ ImportReport ImportStateCodes(const ImportContext& context);
 ImportReport ImportProcesses(const ImportContext& context);
 ImportReport ImportEvents(const ImportContext& context);
 ImportReport ImportStates(const ImportContext& context);
+ImportReport ImportNetContents(const ImportContext& context);
 
 }  // namespace orvspc::engine

@@ -67,6 +67,8 @@ class Selection {
         with_context_(cache.contexts.size() > 1) {}
 
   void Run(DataSet& out);
+  // The newest time; none when nothing was selected.
+  std::optional<std::int32_t> RunInBatches(BatchTaker& taker);
   const TimeRange& Range() const { return range_; }
 
   // What a second thread needs too.
@@ -74,7 +76,12 @@ class Selection {
   // Walks a stream from its oldest or newest subgroup on; visit(record, context) returns false to
   // stop.
   template <class Visit>
-  void Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const;
+  void Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const {
+    WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
+  }
+  template <class Visit>
+  void WalkBetween(Connection& db, const Stream& stream, bool forward, std::int32_t start,
+                   std::int32_t end, Visit visit) const;
   // Appends the subgroup if it meets every condition but the time.
   bool Take(const Stream& stream, const PackedView& record, std::size_t context,
             DataSet& out) const;
@@ -92,6 +99,17 @@ class Selection {
   void RunOne(const Stream& stream, bool forward, DataSet& out);
   void RunAllMerged(DataSet& out);
   void RunNewestMerged(DataSet& out);
+  bool IsLimited() const;
+
+  // A stream between two times, both ends belonging to it.
+  struct Stretch {
+    const Stream* stream;
+    std::int32_t start, end;
+  };
+  std::vector<Stretch> Stretches() const;
+  void Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const;
+  std::optional<std::int32_t> Bring(Connection& db, const Stretch& stretch, std::size_t part,
+                                    BatchTaker& taker) const;
 
   Connection& db_;
   const StoreCache& cache_;
@@ -102,13 +120,14 @@ class Selection {
 };
 
 template <class Visit>
-void Selection::Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const {
+void Selection::WalkBetween(Connection& db, const Stream& stream, bool forward, std::int32_t start,
+                            std::int32_t end, Visit visit) const {
   const auto sql = forward ? (with_context_ ? kForwardWithContext : kForward)
                            : (with_context_ ? kBackwardWithContext : kBackward);
   Query query(db, sql);
   query.Bind(1, stream.id);
-  query.Bind(2, std::int64_t{range_.Start()});
-  query.Bind(3, std::int64_t{range_.End()});
+  query.Bind(2, std::int64_t{start});
+  query.Bind(3, std::int64_t{end});
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
     if (!record) Damaged(db, stream);
@@ -252,11 +271,16 @@ void Selection::Reserve(DataSet& out) const {
   PreferLargePages(out.values.data(), out.values.capacity() * sizeof(double));
 }
 
+// Whether the number of subgroups asked for can cut any off.
+bool Selection::IsLimited() const {
+  return conditions_.limit <
+         cache_.highest_subgroup * static_cast<std::int64_t>(conditions_.streams.size());
+}
+
 void Selection::Run(DataSet& out) {
   const auto& streams = conditions_.streams;
   if (streams.empty()) return;
-  const auto bound = cache_.highest_subgroup * static_cast<std::int64_t>(streams.size());
-  const bool limited = conditions_.limit < bound;
+  const bool limited = IsLimited();
   if (streams.size() == 1 && limited) return RunOne(streams.front(), false, out);
   FindNewest();
   if (range_.NeedsNewest()) return;
@@ -487,6 +511,118 @@ void Selection::RunNewestMerged(DataSet& out) {
   Gather(read, places, out);
 }
 
+// Cuts a stream into pieces of equal time: without an index of places that is as near to equal work
+// as one look at both ends comes.
+void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const {
+  std::optional<std::int32_t> ends[2];
+  static constexpr std::string_view kEnds[] = {
+      "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+      "ORDER BY time LIMIT 1",
+      "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+      "ORDER BY time DESC LIMIT 1"};
+  for (int i = 0; i < 2; ++i) {
+    Query query(db_, kEnds[i]);
+    query.Bind(1, stream.id);
+    query.Bind(2, std::int64_t{range_.Start()});
+    query.Bind(3, std::int64_t{range_.End()});
+    if (query.Step()) ends[i] = query.Int(0);
+  }
+  if (!ends[0] || !ends[1]) return;
+  const std::int64_t first = *ends[0], last = *ends[1];
+  std::int64_t start = first;
+  for (int i = 1; i <= pieces && start <= last; ++i) {
+    const auto end = first + (last - first) * i / pieces;
+    if (end < start) continue;
+    out.push_back(
+        {&stream, static_cast<std::int32_t>(start), static_cast<std::int32_t>(end)});
+    start = end + 1;
+  }
+}
+
+std::vector<Selection::Stretch> Selection::Stretches() const {
+  // Enough for two threads to end together.
+  constexpr int kPieces = 32;
+  const auto streams = static_cast<int>(std::min<std::size_t>(conditions_.streams.size(), kPieces));
+  std::vector<Stretch> stretches;
+  for (const auto& stream : conditions_.streams) {
+    if (threads_.second == nullptr) {
+      stretches.push_back({&stream, range_.Start(), range_.End()});
+    } else {
+      Cut(stream, kPieces / streams, stretches);
+    }
+  }
+  return stretches;
+}
+
+std::optional<std::int32_t> Selection::Bring(Connection& db, const Stretch& stretch,
+                                             std::size_t part, BatchTaker& taker) const {
+  constexpr std::size_t kBatch = 4096;  // rows: what the nearest caches hold
+  std::optional<std::int32_t> newest;
+  DataSet batch;
+  const auto flush = [&] {
+    if (batch.subgroups.empty()) return;
+    newest = batch.subgroups.back().Sgtm;
+    taker.Take(part, batch);
+    batch.subgroups.clear();
+    batch.values.clear();
+    batch.keys.clear();
+  };
+  WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
+              [&](const PackedView& record, std::size_t context) {
+                Take(*stretch.stream, record, context, batch);
+                if (batch.values.size() >= kBatch) flush();
+                return true;
+              });
+  flush();
+  return newest;
+}
+
+std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
+  std::optional<std::int32_t> newest;
+  if (IsLimited()) {
+    DataSet all;
+    Run(all);
+    if (!all.subgroups.empty()) newest = all.subgroups.back().Sgtm;
+    taker.Begin(1);
+    taker.Take(0, all);
+    return newest;
+  }
+  FindNewest();
+  const auto stretches = range_.NeedsNewest() ? std::vector<Stretch>() : Stretches();
+  taker.Begin(stretches.size());
+  std::atomic<std::size_t> next = 0;
+  std::atomic<bool> failed = false;
+  std::optional<std::int32_t> newest_of[2];
+  const auto work = [&](Connection& db, std::optional<std::int32_t>& found) {
+    try {
+      for (std::size_t i = next++; i < stretches.size() && !failed; i = next++) {
+        const auto time = Bring(db, stretches[i], i, taker);
+        if (time && (!found || *time > *found)) found = time;
+      }
+    } catch (...) {
+      failed = true;
+      throw;
+    }
+  };
+  if (threads_.second != nullptr && stretches.size() > 1 && threads_.second->Join()) {
+    const struct Reading {
+      SecondReader& second;
+      ~Reading() { second.Leave(); }
+    } reading{*threads_.second};
+    threads_.used = true;
+    RunBoth([&] { work(db_, newest_of[0]); },
+            [&] { work(reading.second.Get(), newest_of[1]); });
+  } else {
+    work(db_, newest_of[0]);
+  }
+  return std::max(newest_of[0], newest_of[1]);
+}
+
+void ResolveStatus(API_DSInfo& info) {
+  constexpr std::int32_t kEveryState = 7;
+  if (info.Status == 0) info.Status = kEveryState;
+}
+
 }  // namespace
 
 void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
@@ -513,8 +649,17 @@ void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& i
   std::optional<std::int32_t> newest;
   if (!out.subgroups.empty()) newest = out.subgroups.back().Sgtm;
   selection.Range().WriteBack(info, newest);
-  constexpr std::int32_t kEveryState = 7;
-  if (info.Status == 0) info.Status = kEveryState;
+  ResolveStatus(info);
+}
+
+void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+                           std::span<const std::int32_t> filter, const SelectOptions& options,
+                           TwoThreads& threads, BatchTaker& taker) {
+  Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
+                      TimeRange(info, cache.zone_offset), threads);
+  const auto newest = selection.RunInBatches(taker);
+  selection.Range().WriteBack(info, newest);
+  ResolveStatus(info);
 }
 
 // Whether a selection may be large enough, as far as can be told before it runs.
@@ -525,9 +670,9 @@ bool SqliteStore::MayShare(const API_DSInfo& info) {
   return cache_.highest_subgroup >= share_from_;
 }
 
-bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
-                         const SelectOptions& options, DataSet& out) {
-  out = {};
+bool SqliteStore::RunShared(
+    API_DSInfo& info,
+    const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work) {
   try {
     const std::lock_guard lock(mutex_);
     TwoThreads threads;
@@ -537,18 +682,44 @@ bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
       if (second_ && second_->Note()) threads.second = second_.get();
     }
     auto resolved = info;
-    ReadOrThrow([&](Connection& connection) {
-      RunSelection(connection, Cache(), resolved, filter, options, threads, out);
-    });
+    ReadOrThrow([&](Connection& connection) { work(connection, threads, resolved); });
     info = resolved;
     if (threads.used) ++shared_;
     return true;
   } catch (...) {
     KeepCurrentFailure(*this);
-    out = {};
     return false;
   }
 }
+
+bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                         const SelectOptions& options, DataSet& out) {
+  out = {};
+  const bool done = RunShared(
+      info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
+        RunSelection(connection, Cache(), resolved, filter, options, threads, out);
+      });
+  if (!done) out = {};
+  return done;
+}
+
+bool SqliteStore::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                                  const SelectOptions& options, BatchTaker& taker) {
+  return RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
+    RunSelectionInBatches(connection, Cache(), resolved, filter, options, threads, taker);
+  });
+}
+
+bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                            const SelectOptions& options, BatchTaker& taker) {
+  DataSet all;
+  if (!Select(info, filter, options, all)) return false;
+  taker.Begin(1);
+  taker.Take(0, all);
+  return true;
+}
+
+std::vector<API_CANccLim8> Store::NetContents(std::int32_t, std::int32_t) { return {}; }
 
 namespace {
 

@@ -22,6 +22,11 @@ void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& i
                   std::span<const std::int32_t> filter, const SelectOptions& options,
                   TwoThreads& threads, DataSet& out);
 
+// The same in batches.
+void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+                           std::span<const std::int32_t> filter, const SelectOptions& options,
+                           TwoThreads& threads, BatchTaker& taker);
+
 // Puts the rows that a subgroup of tmp[place] has at the end of out.
 void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out);
 

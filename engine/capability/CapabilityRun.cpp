@@ -1,0 +1,383 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/capability/CapabilityRun.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "engine/capability/Figures.h"
+#include "engine/capability/NetContent.h"
+#include "engine/statistics/Anova.h"
+#include "engine/statistics/ChiSquare.h"
+#include "engine/statistics/IntervalCounter.h"
+#include "engine/statistics/Moments.h"
+#include "engine/statistics/SampleQuantiles.h"
+#include "engine/statistics/Spread.h"
+#include "platform/Enumerations.h"
+
+// The first call: from the selection to the records. The Johnson fit stands in johnson_fit.cpp.
+namespace orvspc::engine {
+namespace {
+
+constexpr std::int32_t kBadArgument = 5;
+constexpr double kNoLimit = std::numeric_limits<double>::quiet_NaN();
+
+// The settings that share the flags of the options.
+struct FlagWord {
+  std::int32_t normalize, window, short_term;
+  bool override_limits;
+
+  explicit FlagWord(std::int32_t flags)
+      : normalize(flags & 0xEF),
+        window((flags >> 8) & 15),
+        short_term(flags >> 12),
+        override_limits((flags & 16) != 0) {}
+};
+
+// Why the options cannot be used; empty when they can.
+std::string Complaint(const API_CAOptions& options, const CapabilityOutput& out) {
+  const FlagWord flags(options.Flags);
+  const auto unknown = [](const char* what, std::int32_t value) {
+    return std::string(what) + " " + std::to_string(value) + " is unknown.";
+  };
+  if (flags.normalize > caNormalizeTarget) return unknown("The normalisation", flags.normalize);
+  if (flags.window > caWindowTypeSpecs) return unknown("The window type", flags.window);
+  if (flags.short_term < 0 || flags.short_term > caShortTermSigmaPooled) {
+    return unknown("The type of the short-term deviation", flags.short_term);
+  }
+  if (options.BinCount < 1 || static_cast<std::size_t>(options.BinCount) > out.bins.size()) {
+    return "The array of bins cannot hold " + std::to_string(options.BinCount) + " bins.";
+  }
+  const auto points = std::min(out.x.size(), out.y.size());
+  if (options.CurveCount < 1 || static_cast<std::size_t>(options.CurveCount) > points) {
+    return "The arrays of the curve cannot hold " + std::to_string(options.CurveCount) + " points.";
+  }
+  return {};
+}
+
+EstimatorSetting SettingOf(Store& store) {
+  const auto name = store.Setting("sigma_estimator", "mvlue");
+  if (const auto setting = EstimatorSettingFromName(name)) return *setting;
+  AddNote("setting-unknown",
+          "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
+  return EstimatorSetting::Mvlue;
+}
+
+// Limits lie several sigmas from the mean; a sigma without room for them serves nothing.
+constexpr double kRoom = 10.0;
+
+double UsableSigma(double sigma) { return std::isfinite(kRoom * sigma) ? sigma : 0.0; }
+
+SigmaEstimate Pooled(const SpreadSums& spread, std::int64_t count) {
+  SigmaEstimate estimate;
+  const auto degrees = count - spread.Groups();
+  if (degrees < 1) return estimate;
+  estimate.value = std::sqrt(spread.Within() / static_cast<double>(degrees));
+  estimate.name = "pooled";
+  for (const auto& row : spread.BySize()) {
+    if (row.n < 2) continue;
+    if (estimate.used == 0) estimate.smallest_n = row.n;
+    estimate.largest_n = row.n;
+    estimate.used += row.groups;
+  }
+  return estimate;
+}
+
+// Single values have their moving ranges, whatever was asked for; none when there are larger
+// subgroups.
+std::optional<SigmaEstimate> FromMovingRanges(std::span<const StreamSample> streams) {
+  MovingRangeSums ranges;
+  for (const auto& stream : streams) {
+    if (stream.sample.Count() != stream.sample.Groups()) return std::nullopt;
+    ranges.Break();
+    for (const auto& block : stream.sample.Blocks()) ranges.Add(block.values);
+  }
+  return SigmaFromMovingRangeSum(ranges.Sum(), ranges.Count());
+}
+
+// What the charts of the same subgroups use, unless another one was asked for.
+SigmaEstimate FromSubgroups(std::int32_t type, const SpreadSums& spread, std::int64_t count,
+                            EstimatorSetting setting) {
+  constexpr std::int32_t kMostForRange = 10;  // as charts choose between range and deviation
+  const auto least = spread.SmallestSize(), most = spread.LargestSize();
+  const bool ranges = type == caShortTermSigmaRange ||
+                      (type == caShortTermSigmaAuto && least == most && most <= kMostForRange);
+  if (ranges) return SigmaFromRangeSums(spread.BySize(), setting);
+  if (type == caShortTermSigmaPooled) return Pooled(spread, count);
+  return SigmaFromSdSums(spread.BySize(), setting);
+}
+
+Estimate ToReport(const SigmaEstimate& sigma) {
+  Estimate estimate;
+  estimate.value = sigma.value;
+  estimate.name = std::string(sigma.name);
+  estimate.constant = sigma.constant;
+  estimate.used = static_cast<std::int32_t>(sigma.used);
+  estimate.least_size = sigma.smallest_n;
+  estimate.largest_size = sigma.largest_n;
+  return estimate;
+}
+
+void FillAnova(const SpreadSums& spread, const SampleCentre& centre, API_CAAnova& record) {
+  const auto table = AnovaOf(spread.Within(), spread.Between(), centre.squares, centre.count,
+                             spread.Groups());
+  record.DFWithin = static_cast<std::int32_t>(table.within_degrees);
+  record.SSWithin = Defined(table.within_squares);
+  record.MSWithin = Defined(table.within_mean);
+  record.DFBetween = static_cast<std::int32_t>(table.between_degrees);
+  record.SSBetween = Defined(table.between_squares);
+  record.MSBetween = Defined(table.between_mean);
+  record.DFTotal = static_cast<std::int32_t>(table.total_degrees);
+  record.SSTotal = Defined(table.total_squares);
+  record.MSTotal = Defined(table.total_mean);
+  record.FRatio = Defined(table.f);
+  record.ProbOfF = Defined(table.probability);
+}
+
+void FillMoments(const DeviationSums& sums, const SampleCentre& centre, double sd,
+                 API_CAMoments& record) {
+  const auto n = static_cast<double>(centre.count);
+  CentralMoments moments;
+  moments.count = centre.count;
+  moments.mean = centre.mean;
+  moments.m2 = centre.squares / n;
+  moments.m3 = sums.Cubes() / n;
+  moments.m4 = sums.Fourths() / n;
+  record.Mean = centre.mean;
+  record.AvgDev = Defined(sums.Absolutes() / n);
+  record.SD = sd;
+  record.Variance = sd > 0.0 ? Defined(centre.squares / (n - 1.0)) : 0.0;
+  record.Skewness = Defined(SampleSkewness(moments));
+  record.Kurtosis = Defined(SampleKurtosis(moments));
+}
+
+void FillSummary(const Sample& sample, const SampleCentre& centre, const DeviationSums& sums,
+                 double sigma, double sd, API_CASummary& record) {
+  // Makes the spread of the middle half that of a normal law.
+  constexpr double kNormalizedRange = 0.741301109252801;
+  record.PieceCount = static_cast<std::int32_t>(centre.count);
+  record.SubgroupCount = static_cast<std::int32_t>(sample.Groups());
+  record.SubgroupSize =
+      static_cast<double>(sample.Count()) / static_cast<double>(sample.Groups());
+  record.Minimum = centre.smallest;
+  record.Maximum = centre.largest;
+  record.Mean = centre.mean;
+  record.ShortTermSD = sigma;
+  record.LongTermSD = sd;
+  if (!(sd > 0.0)) return;
+  const double per = 2.0 / static_cast<double>(centre.count - 1);
+  record.UpperSD = Defined(std::sqrt(per * sums.SquaresAbove()));
+  record.LowerSD =
+      Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
+  constexpr double kQuartiles[] = {0.25, 0.75};
+  const auto quartiles = SampleQuantiles(sample, kQuartiles);
+  record.CoRobustness = Defined(kNormalizedRange * (quartiles[1] - quartiles[0]) / sd);
+  record.CoOfVariation = Defined(sd / std::fabs(centre.mean));
+}
+
+Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options,
+                    const SampleCentre& centre, double sd, const Tolerance& tolerance) {
+  const WindowInput input{centre.smallest,
+                          centre.largest,
+                          centre.mean,
+                          sd,
+                          tolerance.usl.value_or(kNoLimit),
+                          tolerance.lsl.value_or(kNoLimit)};
+  switch (flags.window) {
+    case caWindowTypeMinMax: {
+      const Window given = Bounded({options.WindowMinimum, options.WindowMaximum});
+      return given.Serves() ? given : DefaultWindow(input);
+    }
+    case caWindowTypeSpecs:
+      return LimitWindow(input);
+    default:
+      return SigmaWindow(input, options.WindowSD);
+  }
+}
+
+// What is counted once mean, deviation, limits and window are known.
+struct CountSums {
+  IntervalCounter bins, cells;
+  BeyondCounts beyond;
+  DistinctCounter distinct;
+
+  void Add(std::span<const double> values, bool with_cells) {
+    bins.Add(values);
+    beyond.Add(values);
+    if (!with_cells) return;
+    cells.Add(values);
+    distinct.Add(values);
+  }
+  void Merge(const CountSums& other) {
+    bins.Merge(other.bins);
+    cells.Merge(other.cells);
+    beyond.Merge(other.beyond);
+    distinct.Merge(other.distinct);
+  }
+};
+
+void FillChiSquare(const ChiSquareTest& test, API_CAChiSq& record) {
+  record.DegFreedom = test.degrees;
+  record.Value = Defined(test.value);
+  record.Probability = Defined(test.probability);
+}
+
+void FillBins(std::span<const double> edges, std::span<const std::int64_t> counts,
+              std::span<API_CABin> bins) {
+  for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
+    bins[i].XMin = edges[i];
+    bins[i].XMax = edges[i + 1];
+    bins[i].YMin = 0.0;
+    bins[i].YMax = static_cast<double>(counts[i + 1]);
+  }
+}
+
+void TellCounts(const CountSums& counts, std::int32_t cells, std::int64_t count) {
+  const auto bins = counts.bins.Counts();
+  if (const auto outside = bins.front() + bins.back(); outside > 0) {
+    AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
+                                  " values lie outside the window and are in no bin.");
+  }
+  if (cells > 3 && !counts.distinct.Full()) {
+    AddNote("coarse-values",
+            "The values are only " + std::to_string(counts.distinct.Count()) +
+                " different ones: rounding, not the law, may make chi-square large.");
+  }
+}
+
+}  // namespace
+
+void CapabilityRun::Clear() {
+  sample_ = {};
+  centre_ = {};
+  report_ = {};
+}
+
+bool CapabilityRun::Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                            const API_CAOptions& options, const CapabilityOutput& out) {
+  Clear();
+  if (const auto complaint = Complaint(options, out); !complaint.empty()) {
+    store.Fail(kBadArgument, complaint);
+    return false;
+  }
+  std::vector<StreamSample> streams;
+  if (!ReadStreams(store, info, filter, streams)) return false;
+  if (streams.empty()) {
+    AddNote("no-data", "No value of a variable test matches the selection.");
+    return false;
+  }
+  Analyse(store, streams, options, out);
+  return true;
+}
+
+void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
+                            const API_CAOptions& options, const CapabilityOutput& out) {
+  const FlagWord flags(options.Flags);
+  std::optional<LimitOverride> override_by;
+  if (flags.override_limits) {
+    override_by = LimitOverride{options.OverrideUSL, options.OverrideTarget, options.OverrideLSL};
+  }
+  const auto limits =
+      FindLimits(store, streams, override_by, static_cast<Normalization>(flags.normalize));
+  const auto net_limits = FindNetContents(store, streams);
+  const auto moving = FromMovingRanges(streams);
+
+  Sample sample;
+  std::vector<std::size_t> ends;
+  for (auto& stream : streams) {
+    sample.Append(std::move(stream.sample));
+    ends.push_back(sample.Blocks().size());
+  }
+  // Net contents are of the values as they are.
+  const auto net_results = NetContentResults(sample, net_limits);
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    if (limits.origins[i] != 0.0) sample.Shift(i == 0 ? 0 : ends[i - 1], ends[i], -limits.origins[i]);
+  }
+
+  auto centre = CentreOf(sample);
+  struct Sums {
+    DeviationSums deviations;
+    SpreadSums spread;
+    void Merge(const Sums& other) {
+      deviations.Merge(other.deviations);
+      spread.Merge(other.spread);
+    }
+  } sums{{centre.origin, centre.shift}, {centre.origin, centre.shift}};
+  SumBlocks(sample, sums, [](Sums& mine, const Sample::Block& block) {
+    mine.deviations.Add(block.values);
+    mine.spread.Add(block);
+  });
+  SetDeviation(sums.deviations, centre);
+  const double sd = UsableSigma(centre.sd);
+  const auto estimate =
+      moving ? *moving
+             : FromSubgroups(flags.short_term, sums.spread, centre.count, SettingOf(store));
+  const double sigma = UsableSigma(estimate.value);
+  if (!std::isfinite(kRoom * centre.sd) || (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
+    AddNote("overflow",
+            "A figure of these values is beyond the largest number and was left out.");
+  }
+
+  // Everything is made before anything is written.
+  API_CASummary summary{};
+  FillSummary(sample, centre, sums.deviations, sigma, sd, summary);
+  API_CAMoments moments{};
+  FillMoments(sums.deviations, centre, sd, moments);
+  API_CAAnova anova{};
+  FillAnova(sums.spread, centre, anova);
+
+  const auto window = ChooseWindow(flags, options, centre, sd, limits.tolerance);
+  const auto bins = static_cast<std::size_t>(options.BinCount);
+  const auto edges = BinEdges(window, bins);
+  std::optional<NormalDistribution> law;
+  if (sd > 0.0) law.emplace(centre.mean, sd);
+  const auto cells = law ? ChiSquareCells(centre.count) : 0;
+  CountSums counts{
+      {CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
+      {cells > 0 ? EqualProbabilityEdges(*law, cells) : std::vector<double>(),
+       IntervalCounter::EdgeGoes::Down},
+      {UpperLimits(limits.record), LowerLimits(limits.record)},
+      DistinctCounter(static_cast<std::size_t>(2 * cells))};
+  SumBlocks(sample, counts, [&](CountSums& mine, const Sample::Block& block) {
+    mine.Add(block.values, cells > 0);
+  });
+  API_CAChiSq chi_square{};
+  FillChiSquare(cells > 0 ? ChiSquareOf(counts.cells.Counts(), law->FittedParameters())
+                          : ChiSquareTest(),
+                chi_square);
+  API_CASpecResults results{};
+  SetActual(counts.beyond, centre.count, limits.record, results);
+  const auto* const fitted = law ? &*law : nullptr;
+  if (fitted != nullptr) {
+    SetExpected(*fitted, false, limits.record, results);
+    summary.ZBench = BenchmarkScore(*fitted, limits.tolerance);
+  }
+  CapabilityReport report;
+  report.expected = ExpectedCounts(fitted, edges, centre.count);
+  report.short_term = ToReport(estimate);
+  if (fitted != nullptr) report.law = fitted->Name();
+  TellCounts(counts, cells, centre.count);
+
+  out.summary = summary;
+  out.moments = moments;
+  out.anova = anova;
+  out.chi_square = chi_square;
+  out.cps = ShortTermIndices(centre.mean, sigma, limits.tolerance);
+  out.pps = LongTermIndices(Reach::OfNormal(centre.mean, sd), limits.tolerance);
+  out.limits = limits.record;
+  out.results = results;
+  out.net_limits = net_limits;
+  out.net_results = net_results;
+  FillBins(edges, counts.bins.Counts(), out.bins.first(bins));
+  const auto points = static_cast<std::size_t>(options.CurveCount);
+  DrawCurve(fitted, window, centre.count, bins, out.x.first(points), out.y.first(points));
+  centre.sd = sd;
+  centre_ = centre;
+  sample_ = std::move(sample);
+  report_ = std::move(report);
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/capability/NetContent.h"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+#include "engine/capability/Figures.h"
+#include "engine/capability/Passes.h"
+#include "engine/store/Store.h"
+
+namespace orvspc::engine {
+namespace {
+
+struct LimitRow {
+  std::int32_t flag;
+  platform::WireDouble API_CANccLim8::*limit;
+  platform::WireDouble API_CANccResults::*score;
+  platform::WireDouble API_CANccResults::*actual;
+  platform::WireDouble API_CANccResults::*expected;
+};
+constexpr LimitRow kUpper[] = {
+    {nclMavU, &API_CANccLim8::MavU, &API_CANccResults::zMAVU, &API_CANccResults::ActAboveMAVU,
+     &API_CANccResults::ExpAboveMAVU},
+    {nclT1U, &API_CANccLim8::T1U, &API_CANccResults::zT1U, &API_CANccResults::ActAboveT1U,
+     &API_CANccResults::ExpAboveT1U},
+    {nclT2U, &API_CANccLim8::T2U, &API_CANccResults::zT2U, &API_CANccResults::ActAboveT2U,
+     &API_CANccResults::ExpAboveT2U},
+    {0, &API_CANccLim8::Lsc, nullptr, &API_CANccResults::ActAboveLSC,
+     &API_CANccResults::ExpAboveLSC},
+};
+constexpr LimitRow kLower[] = {
+    {nclMavL, &API_CANccLim8::MavL, &API_CANccResults::zMAVL, &API_CANccResults::ActBelowMAVL,
+     &API_CANccResults::ExpBelowMAVL},
+    {nclT1L, &API_CANccLim8::T1L, &API_CANccResults::zT1L, &API_CANccResults::ActBelowT1L,
+     &API_CANccResults::ExpBelowT1L},
+    {nclT2L, &API_CANccLim8::T2L, &API_CANccResults::zT2L, &API_CANccResults::ActBelowT2L,
+     &API_CANccResults::ExpBelowT2L},
+    // Positive when the mean lies above the labelled quantity.
+    {0, &API_CANccLim8::Lsc, &API_CANccResults::zLSC, &API_CANccResults::ActBelowLSC,
+     &API_CANccResults::ExpBelowLSC},
+};
+
+bool Has(const API_CANccLim8& limits, const LimitRow& row) {
+  return row.flag == 0 || (limits.EFlag & row.flag) != 0;
+}
+
+// Limits in the unit of the values.
+template <std::size_t N>
+std::array<double, N> Unscaled(const LimitRow (&rows)[N], const API_CANccLim8& limits,
+                               double factor) {
+  std::array<double, N> values{};
+  for (std::size_t i = 0; i < N; ++i) {
+    values[i] = Has(limits, rows[i]) ? limits.*rows[i].limit / factor
+                                     : std::numeric_limits<double>::quiet_NaN();
+  }
+  return values;
+}
+
+}  // namespace
+
+API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& limits) {
+  API_CANccResults results{};
+  if (limits.Head[0] == 0 || values.Count() == 0) return results;
+  constexpr double kPercent = 100.0;
+  const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
+  const auto upper = Unscaled(kUpper, limits, factor), lower = Unscaled(kLower, limits, factor);
+
+  auto centre = CentreOf(values);
+  struct Sums {
+    DeviationSums deviations;
+    BeyondCounts beyond;
+    void Merge(const Sums& other) {
+      deviations.Merge(other.deviations);
+      beyond.Merge(other.beyond);
+    }
+  } sums{{centre.origin, centre.shift}, {upper, lower}};
+  SumBlocks(values, sums, [](Sums& mine, const Sample::Block& block) {
+    mine.deviations.Add(block.values);
+    mine.beyond.Add(block.values);
+  });
+  SetDeviation(sums.deviations, centre);
+  const bool spreads = centre.sd > 0.0 && std::isfinite(centre.sd);
+  const auto percent = [&](std::int64_t beyond) {
+    return kPercent * static_cast<double>(beyond) / static_cast<double>(centre.count);
+  };
+  const auto fill = [&](const LimitRow& row, double limit, std::int64_t beyond, bool is_upper) {
+    if (!Has(limits, row)) return;
+    results.*row.actual = percent(beyond);
+    if (!spreads) return;
+    const double inside = (is_upper ? limit - centre.mean : centre.mean - limit) / centre.sd;
+    if (row.score != nullptr) results.*row.score = Defined(inside);
+    results.*row.expected = Defined(kPercent * NormalAbove(inside));
+  };
+  for (std::size_t i = 0; i < upper.size(); ++i) fill(kUpper[i], upper[i], sums.beyond.Above(i), true);
+  for (std::size_t i = 0; i < lower.size(); ++i) fill(kLower[i], lower[i], sums.beyond.Below(i), false);
+  return results;
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "engine/capability/CapabilityRun.h"
+#include "engine/capability/Figures.h"
+#include "engine/statistics/ChiSquare.h"
+#include "engine/statistics/IntervalCounter.h"
+#include "engine/statistics/Johnson.h"
+#include "engine/statistics/SampleQuantiles.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+// Tried in this order. 0.524 is the customary one; the others help where a sample does not suit it.
+constexpr double kDistances[] = {0.524, 0.6, 0.45, 0.7, 0.4, 0.8, 1.0};
+constexpr std::int64_t kFewest = 20;
+// The quantiles 0.00135 and 0.99865 of the percentile method.
+constexpr double kReach = 3.0;
+
+struct Chosen {
+  std::optional<JohnsonCurve> curve;
+  double z = 0.0;
+  bool normal_serves = false;
+};
+
+bool ReachesFar(const JohnsonCurve& curve) {
+  return std::isfinite(curve.AtScore(kReach)) && std::isfinite(curve.AtScore(0.0)) &&
+         std::isfinite(curve.AtScore(-kReach));
+}
+
+Chosen Choose(const Sample& sample, const SampleCentre& centre) {
+  Chosen chosen;
+  if (centre.count < kFewest) return chosen;
+  const auto n = static_cast<double>(centre.count);
+  std::vector<double> usable, shares;
+  for (const double z : kDistances) {
+    // The outer quantiles must lie inside the sample.
+    if (n * NormalBelow(-3.0 * z) < 1.0) continue;
+    usable.push_back(z);
+    for (const double score : {3.0 * z, z, -z, -3.0 * z}) shares.push_back(NormalBelow(score));
+  }
+  const auto at = SampleQuantiles(sample, shares);
+  for (std::size_t i = 0; i < usable.size(); ++i) {
+    const auto fit =
+        FitJohnson({usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]});
+    chosen.normal_serves = fit.normal_serves;
+    if (fit.normal_serves) return chosen;
+    if (!fit.curve || !fit.curve->Supports(centre.smallest, centre.largest) ||
+        !ReachesFar(*fit.curve)) {
+      continue;
+    }
+    chosen.curve = fit.curve;
+    chosen.z = usable[i];
+    return chosen;
+  }
+  return chosen;
+}
+
+std::int32_t TypeOf(JohnsonFamily family) {
+  switch (family) {
+    case JohnsonFamily::Unbounded:
+      return caJohnsonTypeU;
+    case JohnsonFamily::Bounded:
+      return caJohnsonTypeB;
+    case JohnsonFamily::Lognormal:
+      break;
+  }
+  return caJohnsonTypeL;
+}
+
+ChiSquareTest Test(const Sample& sample, const JohnsonCurve& curve) {
+  const auto cells = ChiSquareCells(static_cast<std::int64_t>(sample.Count()));
+  if (cells < 1) return {};
+  IntervalCounter counter(EqualProbabilityEdges(curve, cells), IntervalCounter::EdgeGoes::Down);
+  SumBlocks(sample, counter, [](IntervalCounter& mine, const Sample::Block& block) {
+    mine.Add(block.values);
+  });
+  return ChiSquareOf(counter.Counts(), curve.FittedParameters());
+}
+
+}  // namespace
+
+std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
+  if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
+      out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
+    AddNote("johnson-none", "The sample of this analysis is no longer there; the normal law stays.");
+    return caJohnsonTypeNone;
+  }
+  const auto chosen = Choose(sample_, centre_);
+  if (!chosen.curve) {
+    if (chosen.normal_serves) {
+      AddNote("johnson-normal", "The values lie as a normal law has them, which therefore stays.");
+    } else {
+      AddNote("johnson-none",
+              "No Johnson curve fits: too few values, too few different ones, or none that holds "
+              "them all. The normal law stays.");
+    }
+    return caJohnsonTypeNone;
+  }
+  const auto& curve = *chosen.curve;
+  const auto tolerance = ToleranceOf(out.limits);
+  const double middle = curve.AtScore(0.0), high = curve.AtScore(kReach),
+               low = curve.AtScore(-kReach);
+  const auto test = Test(sample_, curve);
+  const Window window{out.bins.front().XMin, out.bins.back().XMax};
+  std::vector<double> edges;
+  for (const auto& bin : out.bins) edges.push_back(bin.XMin);
+  edges.push_back(window.high);
+  auto expected = ExpectedCounts(&curve, edges, centre_.count);
+
+  out.summary.ZBench = BenchmarkScore(curve, tolerance);
+  out.pps = LongTermIndices({middle, high - middle, middle - low, high - low}, tolerance);
+  out.chi_square.DegFreedom = test.degrees;
+  out.chi_square.Value = Defined(test.value);
+  out.chi_square.Probability = Defined(test.probability);
+  SetExpected(curve, true, out.limits, out.results);
+  DrawCurve(&curve, window, centre_.count, out.bins.size(), out.x, out.y);
+  report_.expected = std::move(expected);
+  report_.law = curve.Name();
+  const auto& of = curve.Parameters();
+  report_.gamma = of.gamma;
+  report_.delta = of.delta;
+  report_.xi = of.xi;
+  report_.lambda = of.lambda;
+  report_.fitted_at = chosen.z;
+  return TypeOf(of.family);
+}
+
+}  // namespace orvspc::engine

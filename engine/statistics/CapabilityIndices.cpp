@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/statistics/CapabilityIndices.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/statistics/Distributions.h"
+
+namespace orvspc::engine {
+namespace {
+
+double Over(double numerator, double denominator) {
+  return denominator > 0.0 ? numerator / denominator : 0.0;
+}
+
+ConfidenceInterval Around(double index, std::int64_t n, double z) {
+  const auto count = static_cast<double>(n);
+  const double half =
+      z * std::sqrt(1.0 / (9.0 * count * index * index) + 1.0 / (2.0 * (count - 1.0)));
+  return {index * (1.0 - half), index * (1.0 + half)};
+}
+
+double IndexM(const Reach& reach, const Tolerance& tolerance, double k) {
+  const auto aim = tolerance.Aim();
+  if (!(reach.both > 0.0)) return 0.0;
+  if (!aim) return k;
+  const double tau = std::hypot(reach.both / 6.0, reach.centre - *aim);
+  if (tolerance.usl && tolerance.lsl) return Over(*tolerance.usl - *tolerance.lsl, 6.0 * tau);
+  return Over(std::fabs((tolerance.usl ? *tolerance.usl : *tolerance.lsl) - *aim), 3.0 * tau);
+}
+
+}  // namespace
+
+std::optional<double> Tolerance::Aim() const {
+  if (target) return target;
+  if (usl && lsl) return *lsl + 0.5 * (*usl - *lsl);
+  return std::nullopt;
+}
+
+CapabilityIndices IndicesOf(const Reach& reach, const Tolerance& tolerance) {
+  CapabilityIndices indices;
+  if (!tolerance.HasLimit()) return indices;
+  if (tolerance.usl) indices.upper = Over(*tolerance.usl - reach.centre, reach.upper);
+  if (tolerance.lsl) indices.lower = Over(reach.centre - *tolerance.lsl, reach.lower);
+  if (tolerance.usl && tolerance.lsl) {
+    indices.k = std::min(indices.upper, indices.lower);
+    indices.p = Over(*tolerance.usl - *tolerance.lsl, reach.both);
+  } else {
+    indices.p = indices.k = tolerance.usl ? indices.upper : indices.lower;
+  }
+  if (indices.p != 0.0) indices.ratio = 1.0 / indices.p;
+  indices.m = IndexM(reach, tolerance, indices.k);
+  return indices;
+}
+
+double AimRatio(double mean, double sigma, const Tolerance& tolerance) {
+  return Over(mean - tolerance.Aim().value_or(mean), 3.0 * sigma);
+}
+
+ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level) {
+  const auto degrees = static_cast<double>(n - 1);
+  const double tail = 0.5 * (1.0 - level);
+  return {p * std::sqrt(ChiSquareQuantile(tail, degrees) / degrees),
+          p * std::sqrt(ChiSquareQuantile(1.0 - tail, degrees) / degrees)};
+}
+
+ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level) {
+  return Around(k, n, NormalUpperQuantile(0.5 * (1.0 - level)));
+}
+
+ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level) {
+  return Around(index, n, NormalUpperQuantile(1.0 - level));
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace orvspc::engine {
+
+// What capability is judged against.
+struct Tolerance {
+  std::optional<double> usl, lsl, target;
+
+  // The target; without one the middle of both limits.
+  std::optional<double> Aim() const;
+  bool HasLimit() const { return usl.has_value() || lsl.has_value(); }
+};
+
+// How far a law reaches: mean and 3, 3, 6 sigmas of a normal one; median and the distances of the
+// quantiles 0.99865, 0.00135 of any other.
+struct Reach {
+  double centre = 0.0;
+  double upper = 0.0, lower = 0.0, both = 0.0;
+
+  static Reach OfNormal(double mean, double sigma) {
+    return {mean, 3.0 * sigma, 3.0 * sigma, 6.0 * sigma};
+  }
+};
+
+// Capability indices; 0 stands for one that does not exist.
+//   upper  (usl - centre)/upper reach      lower  (centre - lsl)/lower reach
+//   k      the lesser of those that exist  p      (usl - lsl)/both, with one limit that one's index
+//   ratio  1/p
+//   m      (usl - lsl)/(6 tau), tau^2 = (both/6)^2 + (centre - aim)^2; with one limit
+//          |limit - target|/(3 tau), without a target k
+// A reach that is not above 0 gives no index.
+// Source   ISO 22514-2; Chan, Cheng & Spiring, J. Quality Technology 20 (1988) for m; its form with
+//          one limit is our own
+struct CapabilityIndices {
+  double p = 0.0, k = 0.0, upper = 0.0, lower = 0.0, ratio = 0.0, m = 0.0;
+};
+CapabilityIndices IndicesOf(const Reach& reach, const Tolerance& tolerance);
+
+// (mean - aim)/(3 sigma), signed; the aim is the mean where there is neither target nor middle.
+double AimRatio(double mean, double sigma, const Tolerance& tolerance);
+
+// Confidence intervals of indices from a normal sample of n values; level 0..1.
+//   p            p sqrt(chi2(a/2, n - 1)/(n - 1)), exact
+//   k            k (1 -+ z sqrt(1/(9 n k^2) + 1/(2(n - 1)))), a/2 on either side
+//   one-sided    the same with all of a on each side: each bound by itself holds with the level
+// Source   Bissell, Applied Statistics 39 (1990)
+struct ConfidenceInterval {
+  double lower, upper;
+};
+ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level);
+ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level);
+ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string_view>
+
+namespace orvspc::engine {
+
+// Standard normal law. The tails keep their digits far out, which 1 - F does not.
+// Accuracy 14 digits to 37 sigmas
+double NormalDensity(double z);
+double NormalBelow(double z);  // P(Z <= z)
+double NormalAbove(double z);  // P(Z > z)
+
+// The z that a share lies below or above.
+//   share    0..1; 0 and 1 give infinities, anything else NaN
+double NormalQuantile(double share_below);
+double NormalUpperQuantile(double share_above);
+
+// Chi-square law with degrees > 0: the share above value >= 0, and the value that a share of 0..1
+// lies below. NaN for arguments outside.
+double ChiSquareAbove(double value, double degrees);
+double ChiSquareQuantile(double share_below, double degrees);
+
+// F law: the share above ratio >= 0. NaN for arguments outside.
+double FAbove(double ratio, double numerator_degrees, double denominator_degrees);
+
+// A law that was fitted to a sample, told by the standard normal score of each value:
+// F(x) = Phi(Score(x)). Outside the support the score is infinite.
+class Distribution {
+ public:
+  virtual ~Distribution() = default;
+
+  virtual std::string_view Name() const = 0;
+  virtual int FittedParameters() const = 0;
+  virtual double Score(double x) const = 0;
+  // Derivative of the score; 0 outside the support.
+  virtual double Slope(double x) const = 0;
+  // The value with that score.
+  virtual double AtScore(double score) const = 0;
+
+  double Below(double x) const { return NormalBelow(Score(x)); }
+  double Above(double x) const { return NormalAbove(Score(x)); }
+  // P(from < X <= to), with full digits in both tails; 0 when to does not lie above from.
+  double Between(double from, double to) const;
+  double Density(double x) const;
+  double Quantile(double share_below) const { return AtScore(NormalQuantile(share_below)); }
+
+ protected:
+  Distribution() = default;
+  Distribution(const Distribution&) = default;
+  Distribution& operator=(const Distribution&) = default;
+};
+
+// Mean and standard deviation; a deviation above 0.
+class NormalDistribution final : public Distribution {
+ public:
+  NormalDistribution(double mean, double sd) : mean_(mean), sd_(sd) {}
+
+  std::string_view Name() const override { return "normal"; }
+  int FittedParameters() const override { return 2; }
+  double Score(double x) const override { return (x - mean_) / sd_; }
+  double Slope(double) const override { return 1.0 / sd_; }
+  double AtScore(double score) const override { return mean_ + score * sd_; }
+
+ private:
+  double mean_, sd_;
+};
+
+}  // namespace orvspc::engine

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+
+namespace orvspc::engine {
+
+// The stretch of the axis that a histogram shows.
+struct Window {
+  double low = 0.0, high = 0.0;
+
+  bool Serves() const { return low < high; }
+  double Width() const { return high - low; }
+};
+
+// What a window is chosen from. A limit that does not exist is NaN.
+struct WindowInput {
+  double smallest = 0.0, largest = 0.0, mean = 0.0;
+  double sd = 0.0;  // 0: none
+  double usl, lsl;
+};
+
+// The least window that holds all values, the mean with 3 sigmas on either side, and the limits.
+// Equal values without limits get a hundredth of their size on either side, at least what makes two
+// different edges.
+Window DefaultWindow(const WindowInput& input);
+// The mean with `sds` standard deviations on either side; the default for sds or sd not above 0.
+Window SigmaWindow(const WindowInput& input, double sds);
+// From limit to limit; a missing one from the default.
+Window LimitWindow(const WindowInput& input);
+
+// A window whose width and edges are numbers: beyond a quarter of the largest number it is cut.
+Window Bounded(Window window);
+
+// bins + 1 edges of equal distance, the first and the last exactly those of the window.
+std::vector<double> BinEdges(const Window& window, std::size_t bins);
+
+// The edges for an IntervalCounter whose bins are [low, high), the last one closed.
+std::vector<double> CountingEdges(std::vector<double> bin_edges);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace orvspc::engine {
+
+// Counts values between ascending edges: m edges make m + 1 intervals, the first and the last of
+// them open-ended.
+class IntervalCounter {
+ public:
+  // Which interval a value on an edge belongs to.
+  enum class EdgeGoes { Down, Up };
+
+  IntervalCounter(std::vector<double> edges, EdgeGoes edge_goes);
+  void Add(std::span<const double> values);
+  void Merge(const IntervalCounter& other);
+
+  std::span<const std::int64_t> Counts() const { return counts_; }
+
+ private:
+  std::size_t CellOf(double value) const;
+
+  std::vector<double> edges_;
+  EdgeGoes edge_goes_;
+  std::vector<std::int64_t> counts_;
+  // Equal cells across the edges: edges below from_[c] lie in cells before c.
+  double scale_ = 0.0;
+  std::vector<std::uint32_t> from_;
+};
+
+}  // namespace orvspc::engine

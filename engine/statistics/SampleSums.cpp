@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/statistics/SampleSums.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+
+namespace orvspc::engine {
+namespace {
+
+// Long enough to hide the carrying, short enough to round little.
+constexpr std::size_t kStretch = 256;
+// Sums that run side by side: the processor adds several at a time.
+constexpr std::size_t kLanes = 4;
+
+template <class Visit>
+void ForEachStretch(std::span<const double> values, Visit visit) {
+  for (; values.size() > kStretch; values = values.subspan(kStretch)) visit(values.first(kStretch));
+  if (!values.empty()) visit(values);
+}
+
+double SumOf(const double (&lanes)[kLanes]) {
+  return (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);
+}
+
+}  // namespace
+
+void CarriedSum::Add(double value) {
+  const double total = sum_ + value;
+  error_ += std::fabs(sum_) >= std::fabs(value) ? (sum_ - total) + value : (value - total) + sum_;
+  sum_ = total;
+}
+
+void CarriedSum::Merge(const CarriedSum& other) {
+  Add(other.sum_);
+  Add(other.error_);
+}
+
+void ExtentSums::Add(std::span<const double> values) {
+  ForEachStretch(values, [&](std::span<const double> stretch) {
+    double sums[kLanes] = {};
+    double least[kLanes], most[kLanes];
+    std::fill(least, least + kLanes, smallest_);
+    std::fill(most, most + kLanes, largest_);
+    const auto take = [&](std::size_t lane, double x) {
+      sums[lane] += x - origin_;
+      least[lane] = x < least[lane] ? x : least[lane];
+      most[lane] = x > most[lane] ? x : most[lane];
+    };
+    std::size_t i = 0;
+    for (; i + kLanes <= stretch.size(); i += kLanes) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) take(lane, stretch[i + lane]);
+    }
+    for (; i < stretch.size(); ++i) take(0, stretch[i]);
+    sum_.Add(SumOf(sums));
+    smallest_ = *std::min_element(least, least + kLanes);
+    largest_ = *std::max_element(most, most + kLanes);
+  });
+  count_ += static_cast<std::int64_t>(values.size());
+}
+
+void ExtentSums::Merge(const ExtentSums& other) {
+  count_ += other.count_;
+  smallest_ = std::min(smallest_, other.smallest_);
+  largest_ = std::max(largest_, other.largest_);
+  sum_.Merge(other.sum_);
+}
+
+double ExtentSums::Shift() const { return sum_.Value() / static_cast<double>(count_); }
+
+void DeviationSums::Add(std::span<const double> values) {
+  ForEachStretch(values, [&](std::span<const double> stretch) {
+    double first[kLanes] = {}, squares[kLanes] = {}, cubes[kLanes] = {}, fourths[kLanes] = {};
+    double absolutes[kLanes] = {}, above[kLanes] = {};
+    const auto take = [&](std::size_t lane, double x) {
+      const double d = (x - origin_) - shift_;
+      const double square = d * d;
+      first[lane] += d;
+      squares[lane] += square;
+      cubes[lane] += square * d;
+      fourths[lane] += square * square;
+      absolutes[lane] += std::fabs(d);
+      above[lane] += d > 0.0 ? square : 0.0;
+    };
+    std::size_t i = 0;
+    for (; i + kLanes <= stretch.size(); i += kLanes) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) take(lane, stretch[i + lane]);
+    }
+    for (; i < stretch.size(); ++i) take(0, stretch[i]);
+    first_.Add(SumOf(first));
+    squares_.Add(SumOf(squares));
+    cubes_.Add(SumOf(cubes));
+    fourths_.Add(SumOf(fourths));
+    absolutes_.Add(SumOf(absolutes));
+    squares_above_.Add(SumOf(above));
+  });
+}
+
+void DeviationSums::Merge(const DeviationSums& other) {
+  first_.Merge(other.first_);
+  squares_.Merge(other.squares_);
+  cubes_.Merge(other.cubes_);
+  fourths_.Merge(other.fourths_);
+  absolutes_.Merge(other.absolutes_);
+  squares_above_.Merge(other.squares_above_);
+}
+
+BeyondCounts::BeyondCounts(std::span<const double> upper, std::span<const double> lower)
+    : upper_(upper.begin(), upper.end()),
+      lower_(lower.begin(), lower.end()),
+      above_(upper.size()),
+      below_(lower.size()) {}
+
+void BeyondCounts::Add(std::span<const double> values) {
+  ForEachStretch(values, [&](std::span<const double> stretch) {
+    for (std::size_t limit = 0; limit < upper_.size(); ++limit) {
+      std::int64_t count = 0;
+      for (const double x : stretch) count += x > upper_[limit];
+      above_[limit] += count;
+    }
+    for (std::size_t limit = 0; limit < lower_.size(); ++limit) {
+      std::int64_t count = 0;
+      for (const double x : stretch) count += x < lower_[limit];
+      below_[limit] += count;
+    }
+  });
+}
+
+void BeyondCounts::Merge(const BeyondCounts& other) {
+  for (std::size_t i = 0; i < above_.size(); ++i) above_[i] += other.above_[i];
+  for (std::size_t i = 0; i < below_.size(); ++i) below_[i] += other.below_[i];
+}
+
+DistinctCounter::DistinctCounter(std::size_t most)
+    : most_(most),
+      slots_(std::bit_ceil(std::max<std::size_t>(4 * most, 16))),
+      shift_(64 - std::countr_zero(slots_.size())) {}
+
+void DistinctCounter::Take(double value) {
+  const auto bits = std::bit_cast<std::uint64_t>(value == 0.0 ? 0.0 : value);
+  if (bits == 0) {
+    count_ += !has_zero_;
+    has_zero_ = true;
+    return;
+  }
+  constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15ULL;
+  auto slot = static_cast<std::size_t>((bits * kGolden) >> shift_);
+  while (slots_[slot] != 0 && slots_[slot] != bits) slot = (slot + 1) & (slots_.size() - 1);
+  count_ += slots_[slot] == 0;
+  slots_[slot] = bits;
+}
+
+void DistinctCounter::Add(std::span<const double> values) {
+  for (const double value : values) {
+    if (Full()) return;
+    Take(value);
+  }
+}
+
+void DistinctCounter::Merge(const DistinctCounter& other) {
+  if (other.has_zero_ && !Full()) Take(0.0);
+  for (const auto bits : other.slots_) {
+    if (bits != 0 && !Full()) Take(std::bit_cast<double>(bits));
+  }
+}
+
+}  // namespace orvspc::engine

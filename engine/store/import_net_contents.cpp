@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <array>
+#include <cmath>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+
+#include "engine/store/calendar.h"
+#include "engine/store/import_table.h"
+
+namespace orvspc::engine {
+namespace {
+
+enum Column : std::size_t {
+  kPart,
+  kTest,
+  kNominal,
+  kClass,
+  kQuantity,
+  kMav,
+  kUpper,
+  kFirstFigure,
+  kFactor = kFirstFigure + 12,
+  kEffective,
+  kName
+};
+constexpr ColumnSpec kColumns[] = {
+    {"part", true},  {"test", true},      {"nominal", true}, {"class", false}, {"quantity", false},
+    {"mav", false},  {"upper", false},    {"mavl", false},   {"mavlp", false}, {"mavu", false},
+    {"mavup", false}, {"t1l", false},     {"t1lp", false},   {"t1u", false},   {"t1up", false},
+    {"t2l", false},  {"t2lp", false},     {"t2u", false},    {"t2up", false},  {"factor", false},
+    {"effective", false}, {"name", false},
+};
+static_assert(std::size(kColumns) == kName + 1);
+
+// Places among the figures, in the order of the columns; each limit is followed by its companion,
+// the percent of packages that may lie beyond it.
+enum Figure : std::size_t { kMavL = 0, kMavU = 2, kT1L = 4, kT1U = 6, kT2L = 8, kT2U = 10 };
+using Figures = std::array<std::optional<double>, 12>;
+constexpr bool IsUpper(std::size_t figure) {
+  return figure == kMavU || figure == kT1U || figure == kT2U;
+}
+
+// Tolerable deficiency of a package by its nominal quantity in grams: a share or an amount, for
+// quantities above the former row's end. From 5 g to 10 kg, as national law has it.
+// Source   OIML R 87
+struct Tolerable {
+  double up_to, percent, amount;
+};
+constexpr double kLeastQuantity = 5.0;
+constexpr Tolerable kTolerable[] = {
+    {50, 9, 0},    {100, 0, 4.5}, {200, 4.5, 0},   {300, 0, 9},
+    {500, 3, 0},   {1000, 0, 15}, {10000, 1.5, 0},
+};
+
+double TolerableDeficiency(const ImportTable& table, double nominal) {
+  const auto quantity = Lower(table.Cell(kQuantity));
+  if (!quantity.empty() && quantity != "mass") {
+    table.Refuse(kQuantity, "deficiencies are known for mass only; give t1l and t2l instead");
+  }
+  if (nominal < kLeastQuantity || nominal > kTolerable[std::size(kTolerable) - 1].up_to) {
+    table.Refuse(kNominal,
+                 "deficiencies are known from 5 to 10000 g only; give t1l and t2l instead");
+  }
+  const auto* row = kTolerable;
+  while (nominal > row->up_to) ++row;
+  if (row->percent == 0.0) return row->amount;
+  const double amount = nominal * row->percent / 100.0;
+  // How such a share is rounded is not settled here, so only one that needs no rounding is taken.
+  const double step = nominal <= 1000.0 ? 0.1 : 1.0;
+  if (std::fabs(amount / step - std::round(amount / step)) > 1e-9) {
+    table.Refuse(kNominal,
+                 "the deficiency of this quantity would have to be rounded; give t1l and t2l "
+                 "instead");
+  }
+  return std::round(amount / step) * step;
+}
+
+std::string ClassOf(const ImportTable& table) {
+  const auto word = Lower(table.Cell(kClass));
+  if (word.empty() || word == "own") return "own";
+  if (word == "r87") return "R87";
+  if (word == "hb133") return "HB133";
+  table.Refuse(kClass, "must be R87, HB133 or own");
+}
+
+bool YesOrNo(const ImportTable& table, std::size_t column) {
+  const auto word = Lower(table.Cell(column));
+  if (word.empty() || word == "no" || word == "0" || word == "false") return false;
+  if (word == "yes" || word == "1" || word == "true") return true;
+  table.Refuse(column, "must be yes or no");
+}
+
+// A limit that a class derives: the amount below the nominal quantity, and above it when asked for.
+void Derive(Figures& figures, std::size_t lower, std::size_t upper, double nominal, double amount,
+            double percent, bool with_upper) {
+  if (!figures[lower]) figures[lower] = nominal - amount;
+  if (!figures[lower + 1]) figures[lower + 1] = percent;
+  if (with_upper && !figures[upper]) figures[upper] = nominal + amount;
+}
+
+void DeriveByClass(const ImportTable& table, const std::string& name, double nominal,
+                   bool with_upper, Figures& figures) {
+  constexpr double kMostBeyondT1 = 2.5;  // percent of the packages
+  if (name == "R87" && !(figures[kT1L] && figures[kT2L])) {
+    const double t = TolerableDeficiency(table, nominal);
+    Derive(figures, kT1L, kT1U, nominal, t, kMostBeyondT1, with_upper);
+    Derive(figures, kT2L, kT2U, nominal, 2.0 * t, 0.0, with_upper);
+  } else if (name == "R87") {
+    Derive(figures, kT1L, kT1U, nominal, nominal - *figures[kT1L], kMostBeyondT1, with_upper);
+    Derive(figures, kT2L, kT2U, nominal, nominal - *figures[kT2L], 0.0, with_upper);
+  }
+  if (const auto mav = table.OptionalNumber(kMav)) {
+    if (!(*mav > 0.0)) table.Refuse(kMav, "must be above 0");
+    Derive(figures, kMavL, kMavU, nominal, *mav, 0.0, with_upper);
+  } else if (name == "HB133") {
+    if (!figures[kMavL]) {
+      table.Refuse(kClass, "HB133 needs mav, the maximum allowable variation, or mavl");
+    }
+    Derive(figures, kMavL, kMavU, nominal, nominal - *figures[kMavL], 0.0, with_upper);
+  }
+}
+
+void Check(const ImportTable& table, double nominal, const Figures& figures) {
+  for (std::size_t i = 0; i < figures.size(); i += 2) {
+    const auto column = kFirstFigure + i;
+    if (const auto limit = figures[i]) {
+      if (IsUpper(i) ? *limit < nominal : *limit > nominal) {
+        table.Refuse(table.Has(column) && !table.Cell(column).empty() ? column : kNominal,
+                     IsUpper(i) ? "an upper limit does not lie below the nominal quantity"
+                                : "a lower limit does not lie above the nominal quantity");
+      }
+    }
+    if (const auto percent = figures[i + 1]; percent && (*percent < 0.0 || *percent > 100.0)) {
+      table.Refuse(column + 1, "must be a percentage from 0 to 100");
+    }
+  }
+}
+
+}  // namespace
+
+ImportReport ImportNetContents(const ImportContext& context) {
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t>> seen;
+  while (table.Next()) {
+    const auto part = names.Take(ItemKind::Part, table.Name(kPart));
+    const auto test = names.Take(ItemKind::Test, table.Name(kTest));
+    const auto effective = table.Stamp(kEffective, kNoStamp);
+    if (!seen.emplace(part, test, effective).second) {
+      table.Refuse(kTest, "the file has a line for the same time already");
+    }
+    const double nominal = table.Number(kNominal);
+    if (!(nominal > 0.0)) table.Refuse(kNominal, "must be above 0");
+    Figures figures;
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+      figures[i] = table.OptionalNumber(kFirstFigure + i);
+    }
+    const auto name = ClassOf(table);
+    const bool with_upper = YesOrNo(table, kUpper);
+    DeriveByClass(table, name, nominal, with_upper, figures);
+    Check(table, nominal, figures);
+    const double factor = table.OptionalNumber(kFactor).value_or(1.0);
+    if (!(factor > 0.0)) table.Refuse(kFactor, "must be above 0");
+    auto quantity = Lower(table.Cell(kQuantity));
+    if (quantity.empty()) quantity = "mass";
+    if (quantity != "mass" && quantity != "volume" && quantity != "length" && quantity != "area" &&
+        quantity != "count") {
+      table.Refuse(kQuantity, "must be mass, volume, length, area or count");
+    }
+    Query insert(context.db,
+                 "INSERT INTO net_content(part, test, effective, class, quantity, nominal, mav, "
+                 "with_upper, factor, name, who, made, mavl, mavlp, mavu, mavup, t1l, t1lp, t1u, "
+                 "t1up, t2l, t2lp, t2u, t2up) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, "
+                 "?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, ?22, ?23, ?24)");
+    insert.Bind(1, std::int64_t{part})
+        .Bind(2, std::int64_t{test})
+        .Bind(3, std::int64_t{effective})
+        .Bind(4, std::string_view(name))
+        .Bind(5, std::string_view(quantity))
+        .Bind(6, nominal);
+    if (const auto mav = table.OptionalNumber(kMav)) {
+      insert.Bind(7, *mav);
+    } else {
+      insert.BindNull(7);
+    }
+    insert.Bind(8, std::int64_t{with_upper})
+        .Bind(9, factor)
+        .Bind(10, table.Cell(kName))
+        .Bind(11, std::string_view(context.who))
+        .Bind(12, context.made);
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+      const auto place = static_cast<int>(13 + i);
+      if (figures[i]) {
+        insert.Bind(place, *figures[i]);
+      } else {
+        insert.BindNull(place);
+      }
+    }
+    insert.Run();
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
+}  // namespace orvspc::engine
