@@ -26,6 +26,9 @@ class Friend;
 class CAStatistics : public platform::Object {
  public:
   explicit CAStatistics(const Friend&) {}
+  CAStatistics(const CAStatistics&) = delete;
+  CAStatistics& operator=(const CAStatistics&) = delete;
+  ~CAStatistics() override = default;
 
   // Which curve a Johnson fit chose; caJohnsonTypeNone without one.
   caJohnsonTypes JohnsonCurveType() const {

@@ -39,4 +39,8 @@ key="(invalid use of|initialization of) incomplete type .*orvspc::Friend"
 refused makes_friend "$key"
 refused braces_friend "$key"
 refused makes_pabins "no matching (function for call to|constructor for initialization of) .*PABins"
+for part in CABins CACurve CAStatistics; do
+  refused "makes_$part" "$key"
+  refused "copies_$part" "(use of deleted function|call to deleted constructor of) .*$part"
+done
 refused includes_friend "frame/Friend.h(: No such file|' file not found)"
