@@ -232,6 +232,40 @@ const std::unordered_map<std::int32_t, std::string>& SqliteStore::Names(ItemKind
   return cache_.names[place];
 }
 
+namespace {
+
+// Reads what is not there yet.
+template <class T, class Read>
+std::shared_ptr<const T> Kept(std::shared_ptr<const T>& kept, Read read) {
+  if (!kept) kept = std::make_shared<const T>(read());
+  return kept;
+}
+
+}  // namespace
+
+std::shared_ptr<const ItemList> SqliteStore::Items(ItemKind kind) {
+  return Kept(cache_.references.items[static_cast<std::size_t>(kind)],
+              [&] { return ReadItems(connection_, kind); });
+}
+
+std::shared_ptr<const std::vector<ItemGroup>> SqliteStore::Groups(ItemKind kind) {
+  return Kept(cache_.references.groups[static_cast<std::size_t>(kind)],
+              [&] { return ReadGroups(connection_, kind); });
+}
+
+std::shared_ptr<const std::vector<ProcessPlace>> SqliteStore::Places() {
+  return Kept(cache_.references.places, [&] { return ReadPlaces(connection_); });
+}
+
+std::shared_ptr<const std::vector<Descriptor>> SqliteStore::Descriptors() {
+  return Kept(cache_.references.descriptors, [&] { return ReadDescriptors(connection_); });
+}
+
+std::shared_ptr<const std::vector<Item>> SqliteStore::DescriptorGroups() {
+  return Kept(cache_.references.descriptor_groups,
+              [&] { return ReadDescriptorGroups(connection_); });
+}
+
 std::string SqliteStore::StreamName(std::int32_t part, std::int32_t process, std::int32_t test) {
   return FromCache<std::string>([&] {
     const auto name = [&](ItemKind kind, std::int32_t id) {

@@ -17,15 +17,16 @@
 #include <vector>
 
 #include "engine/store/Catalogue.h"
+#include "engine/store/References.h"
 #include "engine/store/Store.h"
 #include "engine/store/second_reader.h"
 #include "engine/store/sqlite.h"
 
 namespace orvspc::engine {
 
-struct Stream {
 struct TwoThreads;  // of select.h
 
+struct Stream {
   std::int32_t part = 0, process = 0, test = 0;
   std::int32_t test_type = 0;
   std::int64_t id = 0;
@@ -57,9 +58,10 @@ struct StoreCache {
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCSpecLim>> spec_limits;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
-  std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
+  std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
   std::array<bool, kItemKinds> names_read{};
+  References references;  // filled as they are asked for
   std::int32_t zone_offset = 0;
 
   // The place of a context; none when the file has no such context.
@@ -82,15 +84,15 @@ class SqliteStore final : public Store {
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
               DataSet& out) override;
   std::int32_t TestType(std::int32_t test) override;
-  std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
-  std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
   bool SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
                        const SelectOptions& options, BatchTaker& taker) override;
+  std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
+  std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                           std::int32_t test) override;
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
+  std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
   const std::vector<StoredRule>& Rules() override;
   std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
-  std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
                           std::int32_t graph) override;
   std::string Setting(std::string_view key, std::string_view fallback) override;
   std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
@@ -115,6 +117,12 @@ class SqliteStore final : public Store {
   // Valid inside Read, ReadOrThrow or Write only.
   const StoreCache& Cache() const { return cache_; }
   const std::unordered_map<std::int32_t, std::string>& Names(ItemKind kind);
+  // What these hand out stays as it is when the file changes.
+  std::shared_ptr<const ItemList> Items(ItemKind kind);
+  std::shared_ptr<const std::vector<ItemGroup>> Groups(ItemKind kind);
+  std::shared_ptr<const std::vector<ProcessPlace>> Places();
+  std::shared_ptr<const std::vector<Descriptor>> Descriptors();
+  std::shared_ptr<const std::vector<Item>> DescriptorGroups();
 
   // Statements prepared so far.
   std::size_t PreparedCount();
@@ -128,6 +136,11 @@ class SqliteStore final : public Store {
   void Refresh();
   void RefreshSoon();
   bool MayShare(const API_DSInfo& info);
+  // Runs work(connection, threads, info) inside a read transaction, a second thread being offered
+  // for large selections; writes info back when it succeeds.
+  bool RunShared(
+      API_DSInfo& info,
+      const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
   // Runs work on the current cache; a failure is kept and gives the default answer.
   template <class Result, class Work>
   Result FromCache(Work work);
@@ -136,11 +149,6 @@ class SqliteStore final : public Store {
   Connection connection_;
   std::string path_;
   StoreCache cache_;
-  // Runs work(connection, threads, info) inside a read transaction, a second thread being offered
-  // for large selections; writes info back when it succeeds.
-  bool RunShared(
-      API_DSInfo& info,
-      const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
   bool loaded_ = false;
   std::int64_t data_version_ = 0;
   std::uint64_t generation_ = 0;
