@@ -168,20 +168,6 @@ void WriteGroups(JsonWriter& json, const std::vector<SubgroupRow>& rows) {
   json.EndArray();
 }
 
-void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate) {
-  json.Key(key);
-  json.BeginObject(true);
-  json.Member("Value", estimate.value);
-  json.Member("Estimator", estimate.name);
-  // No constant goes into a mean, and none is single where sizes differ.
-  json.Member("Constant", estimate.constant == 0.0 ? std::numeric_limits<double>::quiet_NaN()
-                                                   : estimate.constant);
-  json.Member("Used", estimate.used);
-  json.Member("LeastSize", estimate.least_size);
-  json.Member("LargestSize", estimate.largest_size);
-  json.EndObject();
-}
-
 void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, const Names& names) {
   json.Key("Streams");
   json.BeginArray();
@@ -202,6 +188,22 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, cons
   json.EndArray();
 }
 
+}  // namespace
+
+void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate) {
+  json.Key(key);
+  json.BeginObject(true);
+  json.Member("Value", estimate.value);
+  json.Member("Estimator", estimate.name);
+  // No constant goes into a mean, and none is single where sizes differ.
+  json.Member("Constant", estimate.constant == 0.0 ? std::numeric_limits<double>::quiet_NaN()
+                                                   : estimate.constant);
+  json.Member("Used", estimate.used);
+  json.Member("LeastSize", estimate.least_size);
+  json.Member("LargestSize", estimate.largest_size);
+  json.EndObject();
+}
+
 void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes) {
   json.Key("Notes");
   json.BeginArray();
@@ -214,8 +216,6 @@ void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes) {
   }
   json.EndArray();
 }
-
-}  // namespace
 
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing) {
   const auto number = [](auto value) { return static_cast<std::int32_t>(value); };

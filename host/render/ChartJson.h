@@ -43,6 +43,8 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 // Members of an open object.
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
+void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate);
+void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes);
 // The member "Subgroups" as charts have it: without descriptors and comments.
 void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names);
 
