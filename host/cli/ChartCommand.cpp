@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/ChartCommand.h"
 
+#include <optional>
 #include <ostream>
+#include <utility>
 
 #include "chart/CCAnalysis.h"
 #include "engine/store/Catalogue.h"
@@ -24,6 +26,32 @@ Type GraphOption(const Arguments& arguments, std::int32_t graph, const char* fal
   return static_cast<Type>(type);
 }
 
+// A percentage within what the settings keep as it is.
+std::optional<double> Percentage(const Arguments& arguments, const std::string& name, double most) {
+  const auto text = arguments.Value(name);
+  if (!text) return std::nullopt;
+  double value = 0.0;
+  if (!ParseDouble(*text, value) || !(value >= 0.0 && value <= most)) {
+    throw Misuse("--" + name + " takes a percentage from 0 to " + Significant(most, 3) +
+                 ", not \"" + *text + "\"");
+  }
+  return value;
+}
+
+void AddAttributeOptions(const Arguments& arguments, CCProcessing& processing) {
+  for (const char* option : {"ewma", "aql", "producer-risk"}) {
+    if (arguments.Has(option) && !processing.IsAttribute())
+      throw Misuse("--" + std::string(option) + " goes with charts of counts, not with --graph1 " +
+                   arguments.Value("graph1", "auto"));
+  }
+  const std::string ewma = arguments.Choice("ewma", {"none", "standard", "moving-centre"}, "none");
+  if (ewma == "standard") processing.EWMA(ccEwmaStandard);
+  if (ewma == "moving-centre") processing.EWMA(ccEwmaWanderingMean);
+  if (const auto level = Percentage(arguments, "aql", 100.0)) processing.AQLValue(*level);
+  if (const auto risk = Percentage(arguments, "producer-risk", 99.0))
+    processing.AQLProducerRisk(*risk);
+}
+
 std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
   auto processing = std::make_shared<CCProcessing>();
   processing->Graph1Type(GraphOption<ccGraph1Types>(arguments, 1, "auto"));
@@ -41,11 +69,35 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
     if (!processing->AllowCUSUM())
       throw Misuse("--cusum does not go with --graph1 " + arguments.Value("graph1", "auto"));
   }
+  AddAttributeOptions(arguments, *processing);
   return processing;
 }
 
+struct Analysed {
+  std::shared_ptr<CCResults> results;
+  std::vector<NoteRead> notes;
+};
+
+Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
+                 const std::shared_ptr<DataSelect>& select,
+                 const std::shared_ptr<CCProcessing>& processing) {
+  NotesRead();  // those of earlier calls are not this chart's
+  Analysed analysed{CCAnalysis().AnalyzeDataSelect(database, select, processing), {}};
+  CheckEngine(*database);
+  analysed.notes = NotesRead();
+  return analysed;
+}
+
+// The result as it is, with nothing read out of it before.
+std::string ChartXml(const Analysed& analysed, Console& console) {
+  const std::string text = analysed.results->GetXML() + "\n";
+  if (analysed.results->TotalSubgroups() == 0) console.err << kNoData << "\n";
+  PrintNotes(console, analysed.notes);
+  return text;
+}
+
 int Run(const Arguments& arguments, Console& console) {
-  const std::string format = OutputFormat(arguments, {"text", "json", "svg", "html"});
+  const std::string format = OutputFormat(arguments, {"text", "json", "xml", "svg", "html"});
   const auto processing = MakeProcessing(arguments);
   const auto database = OpenQualityDatabase(arguments);
   const auto select = MakeSelection(arguments, *database, 25);
@@ -53,6 +105,10 @@ int Run(const Arguments& arguments, Console& console) {
   select->IncludeDefectTests(processing->IsAttribute());
   select->IncludeDefectiveTests(processing->IsAttribute());
   if (const auto rules = arguments.Value("rules")) engine::UseRuleSet(*database, *rules);
+  if (format == "xml") {
+    Deliver(arguments, console, ChartXml(Analyse(database, select, processing), console));
+    return 0;
+  }
   const ChartDocument document = RunChart(database, select, processing);
   const bool empty = document.chart.subgroups.rows.empty();
   if (empty && format != "text") console.err << kNoData << "\n";
@@ -71,13 +127,17 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();
-  NotesRead();  // those of earlier calls are not this chart's
-  const auto results = CCAnalysis().AnalyzeDataSelect(database, select, processing);
-  CheckEngine(*database);
-  document.notes = NotesRead();
-  document.chart = ReadChart(*results);
+  auto analysed = Analyse(database, select, processing);
+  document.notes = std::move(analysed.notes);
+  document.chart = ReadChart(*analysed.results);
   // Without data the engine still tells of the chart before.
-  if (!document.chart.subgroups.rows.empty()) document.streams = StreamsRead();
+  if (document.chart.subgroups.rows.empty()) return document;
+  document.streams = StreamsRead();
+  if (const auto limits = LatestAcceptance()) {
+    document.acceptance =
+        AcceptanceRead{limits->level, limits->risk, limits->binomial, limits->numbers,
+                       limits->rates};
+  }
   return document;
 }
 
@@ -98,7 +158,9 @@ Command ChartCommand() {
   command.details =
       "--graph1 auto leaves all three graphs to the data: individuals and moving range for single\n"
       "values, mean and range up to 10 pieces, mean and deviation above or where sizes differ.\n"
-      "Formats: text, json, svg, html.\n";
+      "auto-attribute takes p for tests of defectives, c for defects on one size, u where sizes\n"
+      "differ.\n"
+      "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a database.\n";
   command.example =
       "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg";
   command.options = SelectionOptions();
@@ -112,7 +174,10 @@ Command ChartCommand() {
        {"rules", "SET", "rule set of graph 1 for this run (default: the database's alarms)"},
        {"group-by", "WORD", "none part process test: points that belong together share a place"},
        {"group-threshold", "SECONDS", "longest time inside a group (default 3600)"},
-       {"cusum", nullptr, "cumulative sums on graph 1"}});
+       {"cusum", nullptr, "cumulative sums on graph 1"},
+       {"ewma", "WORD", "of counts: none standard moving-centre (default none)"},
+       {"aql", "PERCENT", "of counts: acceptable quality level of the JSON's limits (default 1)"},
+       {"producer-risk", "PERCENT", "of counts: risk of the same (default 10)"}});
   for (const auto& option : OutputOptions()) command.options.push_back(option);
   command.run = Run;
   return command;

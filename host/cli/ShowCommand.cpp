@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/Failure.h"
-#include "host/cli/Command.h"
+#include "frame/XMLSupport.h"
+#include "host/cli/CapabilityCommand.h"
+#include "host/cli/ChartCommand.h"
 #include "host/cli/DataText.h"
-#include "platform/Platform.h"
+#include "host/render/StoredChart.h"
 
 namespace orvspc::host {
 
 namespace {
 
-// The name of the root element; empty when the text is malformed.
-std::string RootName(const std::string& text) {
-  const auto platform = platform::Current();
-  if (!platform) FailMessage("No platform is installed");
-  const auto document = platform->MakeXmlDocument();
-  if (!document->LoadXml(text)) return {};
-  const auto root = document->Root();
-  return root ? document->Name(root) : std::string();
-}
+// What was stored, and how it is to be shown.
+struct Stored {
+  const std::string& text;
+  platform::XmlNode root;
+  std::string format;
+  const Arguments& arguments;
+  const Console& console;
+};
 
 template <class Write>
 std::string ObjectJson(const char* name, Write write) {
@@ -30,47 +30,79 @@ std::string ObjectJson(const char* name, Write write) {
   return json.Text();
 }
 
-std::string ShowSelect(const std::string& text, const std::string& format) {
+std::string ShowSelect(const Stored& stored) {
   DataSelect select;
-  select.SetXML(text);
-  if (format == "xml") return select.GetXML() + "\n";
-  if (format == "text") return DataSelectText(select);
+  select.SetXML(stored.text);
+  if (stored.format == "xml") return select.GetXML() + "\n";
+  if (stored.format == "text") return DataSelectText(select);
   return ObjectJson("DataSelect", [&](JsonWriter& json) { WriteDataSelect(json, select); });
 }
 
-std::string ShowProcessing(const std::string& text, const std::string& format) {
+std::string ShowProcessing(const Stored& stored) {
   CCProcessing processing;
-  processing.SetXML(text);
-  if (format == "xml") return processing.GetXML() + "\n";
-  if (format == "text") return ProcessingText(processing);
+  processing.SetXML(stored.text);
+  if (stored.format == "xml") return processing.GetXML() + "\n";
+  if (stored.format == "text") return ProcessingText(processing);
   return ObjectJson("Processing", [&](JsonWriter& json) { WriteProcessing(json, processing); });
 }
 
-std::string ShowData(const std::string& text, const std::string& format) {
+std::string ShowData(const Stored& stored) {
   SubgroupData data;
-  data.SetXML(text);
-  if (format == "xml") return data.GetXML() + "\n";
+  data.SetXML(stored.text);
+  if (stored.format == "xml") return data.GetXML() + "\n";
   const auto read = ReadSubgroups(data);
-  return format == "text" ? DataText(read, NoNames()) : DataJson(nullptr, read, NoNames(), {});
+  return stored.format == "text" ? DataText(read, NoNames())
+                                 : DataJson(nullptr, read, NoNames(), {});
 }
 
+std::string ShowChart(const Stored& stored) {
+  if (stored.format == "xml") {
+    CCResults results;
+    results.SetXMLNode(stored.root);
+    return results.GetXML() + "\n";
+  }
+  return ChartText(ReadStoredChart(stored.root), NoNames(), stored.format, stored.console,
+                   stored.console.out_is_terminal && !stored.arguments.Has("output"));
+}
+
+std::string ShowCapabilityResult(const Stored& stored) {
+  return ShowCapability(stored.text, stored.format, stored.console,
+                        stored.console.out_is_terminal && !stored.arguments.Has("output"));
+}
+
+std::string ShowCapabilitySettings(const Stored& stored) {
+  return ShowCapabilityProcessing(stored.text, stored.format);
+}
+
+struct Kind {
+  const char* root;
+  bool pictures;
+  std::string (*show)(const Stored&);
+};
+constexpr Kind kKinds[] = {
+    {"CCResults", true, ShowChart},
+    {"CAResults", true, ShowCapabilityResult},
+    {"CAProcessing", false, ShowCapabilitySettings},
+    {"DataSelect", false, ShowSelect},
+    {"CCProcessing", false, ShowProcessing},
+    {"SubgroupData", false, ShowData},
+};
+
 int Run(const Arguments& arguments, Console& console) {
-  const std::string format = OutputFormat(arguments, {"text", "json", "xml"});
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string text = ReadFile(arguments.Positional()[0]);
-  const std::string root = RootName(text);
-  std::string shown;
-  if (root == "DataSelect") {
-    shown = ShowSelect(text, format);
-  } else if (root == "CCProcessing") {
-    shown = ShowProcessing(text, format);
-  } else if (root == "SubgroupData") {
-    shown = ShowData(text, format);
-  } else {
-    throw Refusal("Node does not exist!");
+  const auto document = XMLSupport::MakeXMLDocument();
+  const auto root = document->LoadXml(text) ? document->Root() : platform::XmlNode();
+  const std::string name = root ? document->Name(root) : std::string();
+  for (const Kind& kind : kKinds) {
+    if (name != kind.root) continue;
+    std::vector<std::string> formats{"text", "json", "xml"};
+    if (kind.pictures) formats.insert(formats.end(), {"svg", "html"});
+    const std::string format = OutputFormat(arguments, formats);
+    Deliver(arguments, console, kind.show({text, root, format, arguments, console}));
+    return 0;
   }
-  Deliver(arguments, console, shown);
-  return 0;
+  throw Refusal("Node does not exist!");
 }
 
 }  // namespace
@@ -79,11 +111,12 @@ Command ShowCommand() {
   Command command;
   command.name = "show";
   command.synopsis = "FILE.xml [OPTIONS]";
-  command.summary = "A stored object, without a database";
+  command.summary = "A stored result or object, without a database";
   command.details =
-      "Takes the root elements DataSelect, CCProcessing and SubgroupData.\n"
-      "Formats: text, json, xml.\n";
-  command.example = "orvspc show d.xml --format json";
+      "Takes the root elements CCResults, CAResults, DataSelect, CCProcessing, CAProcessing and\n"
+      "SubgroupData.\n"
+      "Formats: text, json, xml; of results svg and html too.\n";
+  command.example = "orvspc show chart.xml -o chart.svg";
   command.options = OutputOptions();
   command.most_positional = 1;
   command.run = Run;

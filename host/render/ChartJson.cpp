@@ -23,6 +23,17 @@ void DateMember(JsonWriter& json, const char* key, double date) {
   json.Member(key, DateIso(date));
 }
 
+// null where there is no object.
+template <class Object>
+void ObjectMember(JsonWriter& json, const char* key, const Object* object,
+                  void (*write)(JsonWriter&, const Object&)) {
+  if (object == nullptr) return json.NullMember(key);
+  json.Key(key);
+  json.BeginObject();
+  write(json, *object);
+  json.EndObject();
+}
+
 template <class Element>
 void ArrayMember(JsonWriter& json, const char* key, const std::vector<Element>& values) {
   if (values.empty()) return json.NullMember(key);
@@ -107,7 +118,8 @@ std::int32_t EnableBit(const std::string& column) {
   return found == kBits.end() ? 0 : found->second;
 }
 
-void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& rows) {
+void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& rows, bool known) {
+  if (rows.empty() && !known) return json.NullMember(key);
   json.Key(key);
   json.BeginArray();
   for (const auto& row : rows) {
@@ -130,7 +142,11 @@ void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& r
 void WriteGraph(JsonWriter& json, const GraphRead& graph, std::int32_t requested) {
   json.BeginObject();
   json.Member("Type", GraphWord(graph.index, graph.type));
-  json.Member("Requested", GraphWord(graph.index, requested));
+  if (requested == kNotKnown) {
+    json.NullMember("Requested");
+  } else {
+    json.Member("Requested", GraphWord(graph.index, requested));
+  }
   ArrayMember(json, "SGSizes", graph.sg_sizes);
   ArrayMember(json, "Points", graph.points);
   ArrayMember(json, "cOOCs", graph.c_oocs);
@@ -283,14 +299,8 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   JsonWriter json;
   json.BeginObject();
-  json.Key("Processing");
-  json.BeginObject();
-  WriteProcessing(json, *chart.processing);
-  json.EndObject();
-  json.Key("DataSelect");
-  json.BeginObject();
-  WriteDataSelect(json, *chart.select);
-  json.EndObject();
+  ObjectMember(json, "Processing", chart.processing.get(), WriteProcessing);
+  ObjectMember(json, "DataSelect", chart.select.get(), WriteDataSelect);
   json.Member("TotalSubgroups", chart.subgroups.total_subgroups);
   json.Member("TotalGroups", chart.subgroups.total_groups);
   json.Member("MeanEstimate", chart.mean_estimate);
@@ -302,11 +312,17 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
   for (const auto& graph : chart.graphs)
     WriteGraph(json, graph, document.requested[graph.index - 1]);
   json.EndArray();
-  WriteRows(json, "SpecLims", chart.spec_lims);
-  WriteRows(json, "CtrlLims", chart.ctrl_lims);
-  WriteRows(json, "DefOpps", chart.def_opps);
-  WriteGroups(json, chart.subgroups.rows);
-  WriteStreams(json, document.streams, names);
+  const bool known = chart.tables_known;
+  WriteRows(json, "SpecLims", chart.spec_lims, known);
+  WriteRows(json, "CtrlLims", chart.ctrl_lims, known);
+  WriteRows(json, "DefOpps", chart.def_opps, known);
+  if (known) {
+    WriteGroups(json, chart.subgroups.rows);
+    WriteStreams(json, document.streams, names);
+  } else {
+    json.NullMember("Groups");
+    json.NullMember("Streams");
+  }
   json.NullMember("AcceptanceLimits");
   WriteNotes(json, document.notes);
   json.EndObject();
@@ -317,14 +333,7 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
                      const std::vector<NoteRead>& notes) {
   JsonWriter json;
   json.BeginObject();
-  json.Key("DataSelect");
-  if (select) {
-    json.BeginObject();
-    WriteDataSelect(json, *select);
-    json.EndObject();
-  } else {
-    json.Null();
-  }
+  ObjectMember(json, "DataSelect", select, WriteDataSelect);
   json.Member("TotalSubgroups", data.total_subgroups);
   json.Member("TotalGroups", data.total_groups);
   json.Member("TotalTests", data.total_tests);

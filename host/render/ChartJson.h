@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,11 +29,21 @@ struct NoteRead {
   std::string code, text, stream;
 };
 
+// Up to how much each sample would be accepted; NaN where there is no number.
+struct AcceptanceRead {
+  double level = 0.0, risk = 0.0;  // percent
+  bool binomial = false;           // otherwise Poisson
+  std::vector<double> numbers, rates;
+};
+
+inline constexpr std::int32_t kNotKnown = -1;
+
 struct ChartDocument {
   ChartRead chart;
-  std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for
+  std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
   std::vector<StreamRead> streams;
   std::vector<NoteRead> notes;
+  std::optional<AcceptanceRead> acceptance;  // of charts of counts
 };
 
 std::string ChartJson(const ChartDocument& document, const Names& names);
@@ -43,9 +54,9 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 // Members of an open object.
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
-void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate);
-void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes);
 // The member "Subgroups" as charts have it: without descriptors and comments.
 void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names);
+void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate);
+void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes);
 
 }  // namespace orvspc::host

@@ -49,8 +49,8 @@ Title TitleOf(const std::string& word) {
 
 // A best guess was not asked for by name; then the answer gives the title.
 Title TitleOf(const GraphRead& graph, std::int32_t requested) {
-  const bool guessed =
-      requested == 0 || (graph.index == 1 && requested == ccGraph1BestGuessAttribute);
+  const bool guessed = requested == 0 || requested == kNotKnown ||
+                       (graph.index == 1 && requested == ccGraph1BestGuessAttribute);
   return TitleOf(GraphWord(graph.index, guessed ? graph.type : requested));
 }
 
@@ -136,13 +136,24 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
   }
 }
 
+// Without the engine's report the result itself tells what it estimated, if for a single stream.
+void AddEstimates(ChartView& view, const ChartDocument& document) {
+  const ChartRead& chart = document.chart;
+  if (!document.streams.empty() || view.stream_views.size() != 1 || !chart.processing ||
+      !chart.processing->IsVariable())
+    return;
+  StreamView& stream = view.stream_views[0];
+  stream.mean.value = chart.mean_estimate;
+  stream.sp.value = chart.sp_estimate;
+  stream.sw.value = chart.sw_estimate;
+}
+
 void AddGroups(ChartView& view, const ChartRead& chart) {
-  if (chart.processing->GroupBy() == ccGroupByNone) return;
-  const auto& rows = chart.subgroups.rows;
-  for (std::size_t first = 0; first < rows.size();) {
+  const auto& group = chart.group_of;
+  for (std::size_t first = 0; first < group.size();) {
     std::size_t last = first;
-    while (last + 1 < rows.size() && rows[last + 1].group_index == rows[first].group_index) ++last;
-    view.groups.push_back({first, last, rows[first].group_id});
+    while (last + 1 < group.size() && group[last + 1] == group[first]) ++last;
+    view.groups.push_back({first, last, chart.group_ids[first]});
     first = last + 1;
   }
 }
@@ -240,6 +251,7 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
 }
 
 std::string LimitsText(const ChartView& view, const GraphRead& graph, const ChartRead& chart) {
+  if (!chart.tables_known) return {};
   const auto use = RowUse(chart);
   const std::size_t calculated = use.back();
   const std::size_t rows = static_cast<std::size_t>(
@@ -309,9 +321,26 @@ int DataDecimals(const ChartRead& chart) {
   }
   int decimals = DecimalsOf(values);
   // The database may say that fewer digits mean something.
-  for (const auto& row : chart.spec_lims)
-    decimals = std::min(decimals, static_cast<int>(NumberOf(CellOf(row, "F_SCAL"))));
+  if (chart.decimals) decimals = std::min(decimals, *chart.decimals);
   return std::max(decimals, 0);
+}
+
+// The rules behind the bits of a point: those that the result names, in its order, then those that
+// it cannot name. Rule 31 is numbered as 15, whose bit it shares: the bit alone must tell the same.
+std::vector<RuleHit> HitsOf(std::int32_t bits, const std::vector<Rule>* rules) {
+  std::vector<RuleHit> hits;
+  auto left = static_cast<std::uint32_t>(bits);
+  for (std::size_t r = 0; rules != nullptr && r < rules->size(); ++r) {
+    const Rule& rule = (*rules)[r];
+    const std::int32_t number = rule.number == 31 ? 15 : rule.number;
+    const std::uint32_t bit = std::uint32_t{1} << number;
+    if ((left & bit) == 0) continue;
+    hits.push_back({number, PlainText(rule.text)});
+    left &= ~bit;
+  }
+  for (std::int32_t number = 0; left != 0; ++number, left >>= 1)
+    if ((left & 1U) != 0) hits.push_back({number, ""});
+  return hits;
 }
 
 std::vector<PointMark> MarksOf(const GraphRead& graph) {
@@ -319,9 +348,8 @@ std::vector<PointMark> MarksOf(const GraphRead& graph) {
   for (std::size_t i = 0; i < graph.points.size(); ++i) {
     PointMark mark;
     mark.point = i;
-    if (i < graph.rules.size())
-      for (const auto& rule : graph.rules[i])
-        mark.rules.push_back({rule.number, PlainText(rule.text)});
+    if (i < graph.oocs.size())
+      mark.rules = HitsOf(graph.oocs[i], i < graph.rules.size() ? &graph.rules[i] : nullptr);
     if (i < graph.ooss.size()) mark.specifications = SpecificationTexts(graph.ooss[i]);
     if (!mark.rules.empty() || !mark.specifications.empty()) marks.push_back(std::move(mark));
   }
@@ -383,6 +411,7 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   ChartView view;
   AddStreams(view, document, names);
+  AddEstimates(view, document);
   AddGroups(view, chart);
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);

@@ -49,7 +49,8 @@ std::string MarkText(const PointMark& mark) {
     if (!text.empty()) text += "; ";
     text += piece;
   };
-  for (const auto& rule : mark.rules) add(rule.text);
+  for (const auto& rule : mark.rules)
+    add(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
   for (const auto& specification : mark.specifications) add(specification);
   return text;
 }

@@ -13,7 +13,7 @@ namespace orvspc::host {
 
 struct RuleHit {
   std::int32_t number = 0;
-  std::string text;
+  std::string text;  // empty: not known
 };
 
 // Why a point asks for attention. At least one of the two lists has an entry.
@@ -92,7 +92,7 @@ struct RuleCount {
 };
 std::vector<RuleCount> RulesBroken(const ChartView& view);
 
-// "1, 5": numbers of the rules of a mark; empty if only a specification is broken.
+// "1,5": numbers of the rules of a mark; empty if only a specification is broken.
 std::string RuleNumbers(const PointMark& mark);
 // "1 point beyond a control limit; above USL"
 std::string MarkText(const PointMark& mark);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/Reading.h"
 
+#include <algorithm>
 #include <optional>
 #include <span>
 
@@ -127,6 +128,14 @@ std::vector<LimitRow> ReadObject(const std::shared_ptr<Table>& object,
   return table ? ReadTable(*table, columns) : std::vector<LimitRow>();
 }
 
+void ReadGroups(ChartRead& chart) {
+  if (!chart.processing || chart.processing->GroupBy() == ccGroupByNone) return;
+  for (const auto& row : chart.subgroups.rows) {
+    chart.group_of.push_back(row.group_index);
+    chart.group_ids.push_back(row.group_id);
+  }
+}
+
 struct Word {
   std::int32_t type;
   const char* word;
@@ -213,8 +222,13 @@ ChartRead ReadChart(CCResults& results) {
   chart.spec_lims = ReadObject(results.SpecLim(), kSpecLimColumns);
   chart.ctrl_lims = ReadObject(results.CtrlLim(), kCtrlLimColumns);
   chart.def_opps = ReadObject(results.DefOpp(), kDefOppColumns);
+  for (const auto& row : chart.spec_lims) {
+    const int scale = static_cast<int>(NumberOf(CellOf(row, "F_SCAL")));
+    chart.decimals = std::min(chart.decimals.value_or(scale), scale);
+  }
+  ReadGroups(chart);
   // An analysis that selected nothing has no graphs, whatever was asked for.
-  if (chart.subgroups.total_subgroups == 0) return chart;
+  if (chart.subgroups.total_subgroups == 0 || !chart.processing) return chart;
   const std::int32_t types[] = {chart.processing->Graph1Type(), chart.processing->Graph2Type(),
                                 chart.processing->Graph3Type()};
   const std::int32_t count = results.GraphCount();

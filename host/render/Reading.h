@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,12 +66,19 @@ struct GraphRead {
 using LimitRow = std::vector<std::pair<std::string, platform::Cell>>;
 
 struct ChartRead {
-  std::shared_ptr<CCProcessing> processing;
+  std::shared_ptr<CCProcessing> processing;  // null in a stored result that has none; so is select
   std::shared_ptr<DataSelect> select;
   SubgroupsRead subgroups;
   double mean_estimate = 0.0, sp_estimate = 0.0, sw_estimate = 0.0;
   std::vector<GraphRead> graphs;
   std::vector<LimitRow> spec_lims, ctrl_lims, def_opps;
+
+  // A stored result keeps no limit rows; an empty table then says nothing.
+  bool tables_known = true;
+  // Decimals that mean something by the specification limits, the least of their rows.
+  std::optional<int> decimals;
+  // For pictures: the group of each point and what it was grouped by; empty without grouping.
+  std::vector<std::int32_t> group_of, group_ids;
 };
 // Leaves nothing in the result that XML could still write; write that first.
 ChartRead ReadChart(CCResults& results);

@@ -114,14 +114,11 @@ class Picture {
   }
 
   void DrawGraph(const GraphView& graph, const Panel& panel) {
-    const auto caption = CaptionLines(graph);
     out_ += "<text x=\"14\" y=\"" + N(panel.title) + "\"><tspan class=\"t\">" +
             EscapeMarkup(Fitting(graph.title, 700.0)) + "</tspan>";
-    if (caption.empty())
+    if (CaptionFits(graph))
       out_ += "<tspan class=\"s\" dx=\"12\">" + EscapeMarkup(graph.caption) + "</tspan>";
     out_ += "</text>\n";
-    for (std::size_t l = 0; l < caption.size(); ++l)
-      Text(14, panel.title + 15.0 * static_cast<double>(l + 1), "s", "start", caption[l]);
     DrawAxis(panel);
     DrawBoundaries(panel);
     Steps(graph.specification.upper, panel, "spec");
@@ -242,8 +239,9 @@ class Picture {
     DrawRuleNumbers(graph, panel);
   }
 
-  // The important rules first, so that where marks stand close it is their numbers that are seen. A
-  // point that breaks several rules has the first one and a plus sign, or all where there is room.
+  // The low numbers first, so that where marks stand close it is they that are seen: rule 1 before
+  // any other. A point that breaks several rules has the first one and a plus sign, or all where
+  // there is room.
   void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
     struct Wish {
       std::int32_t rule;
@@ -255,12 +253,16 @@ class Picture {
       if (mark.rules.empty() || i >= graph.points.size() || !std::isfinite(graph.points[i]))
         continue;
       const bool below = i < graph.limits.centre.size() && graph.points[i] < graph.limits.centre[i];
+      // By number, since not every source knows which rule is the most important.
+      PointMark sorted = mark;
+      std::stable_sort(sorted.rules.begin(), sorted.rules.end(),
+                       [](const RuleHit& a, const RuleHit& b) { return a.number < b.number; });
+      const std::int32_t first = sorted.rules.front().number;
       wishes.push_back(
-          {mark.rules.front().number,
+          {first,
            {layout_.X(places_[i]), panel.Y(graph.points[i]),
             mark.specifications.empty() ? 8.0 : 10.0, !below,
-            std::to_string(mark.rules.front().number) + (mark.rules.size() > 1 ? "+" : ""),
-            RuleNumbers(mark)}});
+            std::to_string(first) + (mark.rules.size() > 1 ? "+" : ""), RuleNumbers(sorted)}});
     }
     std::stable_sort(wishes.begin(), wishes.end(),
                      [](const Wish& a, const Wish& b) { return a.rule < b.rule; });
@@ -345,8 +347,9 @@ class Picture {
       lines.push_back({"", "and " + std::to_string(streams - kMostStreams) +
                                " more streams; the tooltip of a point names its own"});
     for (const auto& broken : RulesBroken(view_))
-      lines.push_back({"m", "rule " + std::to_string(broken.rule.number) + ": " + broken.rule.text +
-                                " (" + std::to_string(broken.points) +
+      lines.push_back({"m", "rule " + std::to_string(broken.rule.number) +
+                                (broken.rule.text.empty() ? "" : ": " + broken.rule.text) + " (" +
+                                std::to_string(broken.points) +
                                 (broken.points == 1 ? " point)" : " points)")});
     bool outside = false, unused = false, several = false;
     for (const auto& graph : view_.graphs)
@@ -361,6 +364,9 @@ class Picture {
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
     if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
+    // What not every source can tell comes behind the symbols, which then do not move.
+    for (const auto& graph : view_.graphs)
+      for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
     if (embedded) return lines;
     for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
       const NoteView& note = view_.notes[n];

@@ -24,7 +24,7 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
   for (std::size_t g = 0; g < view.graphs.size() && g < 3; ++g) {
     Panel panel;
     panel.title = y + 21.0;
-    panel.top = y + kPanelHead + 15.0 * static_cast<double>(CaptionLines(view.graphs[g]).size());
+    panel.top = y + kPanelHead;
     panel.bottom = panel.top + kHeights[count - 1][g];
     panel.range = AxisRange(view.graphs[g]);
     // Room for the rule numbers above the highest and below the lowest point.
@@ -52,19 +52,26 @@ Ticks PanelTicks(const Panel& panel) {
   return RoundTicks(panel.range.low, panel.range.high, std::max(count, 2));
 }
 
+bool CaptionFits(const GraphView& graph) {
+  return 7.8 * static_cast<double>(Width(graph.title)) +
+             kCharacter * static_cast<double>(Width(graph.caption)) <
+         kPictureWidth - 40.0;
+}
+
 std::vector<std::string> CaptionLines(const GraphView& graph) {
-  if (7.8 * static_cast<double>(Width(graph.title)) +
-          kCharacter * static_cast<double>(Width(graph.caption)) <
-      kPictureWidth - 40.0)
-    return {};
-  constexpr auto kRoom = static_cast<std::size_t>((kPictureWidth - 30.0) / kCharacter);
+  if (CaptionFits(graph)) return {};
+  constexpr auto kRoom = static_cast<std::size_t>((kPictureWidth - 50.0) / kCharacter);
   std::vector<std::string> lines;
-  std::string rest = graph.caption;
+  std::string rest = graph.symbol + ": " + graph.caption;
   while (Width(rest) > kRoom) {
     const std::string head = Padded(rest, kRoom);
+    // Rather between two statements than inside one; a word longer than the line is broken where
+    // the line ends.
+    const std::size_t statement = head.rfind("; ");
     const std::size_t blank = head.find_last_of(' ');
-    // A word longer than the line is broken where the line ends.
-    const std::size_t cut = blank == std::string::npos || blank == 0 ? head.size() : blank;
+    const std::size_t cut = statement != std::string::npos             ? statement + 1
+                            : blank == std::string::npos || blank == 0 ? head.size()
+                                                                       : blank;
     lines.push_back(rest.substr(0, cut));
     rest.erase(0, cut);
     rest.erase(0, rest.find_first_not_of(' '));

@@ -53,7 +53,9 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
 // Values of the vertical axis that carry a label.
 Ticks PanelTicks(const Panel& panel);
 
-// Lines of the caption below the title; none when it stands beside it.
+// Whether the caption stands beside the title. Where it does not, its lines stand below the whole
+// picture, so that what is plotted lies at the same place whatever there is to say about it.
+bool CaptionFits(const GraphView& graph);
 std::vector<std::string> CaptionLines(const GraphView& graph);
 
 // The value of a line where it ends, "UCL 13.00"; where streams differ "A UCL 13.00" for each of

@@ -327,7 +327,9 @@ class Plot {
   }
 
   void Streams() {
-    if (view_.stream_views.empty()) return;
+    if (std::none_of(view_.stream_views.begin(), view_.stream_views.end(),
+                     [](const StreamView& stream) { return std::isfinite(stream.mean.value); }))
+      return;
     out_ += "\nestimates from these points:\n";
     for (const auto& stream : view_.stream_views) {
       if (view_.stream_views.size() > 1) Wrapped(stream.name, 2);
@@ -355,12 +357,14 @@ class Plot {
       for (const auto& mark : graph.marks) {
         if (shown++ >= kMostMarks) continue;
         const std::string numbers = RuleNumbers(mark);
+        const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
+                                       [](const RuleHit& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
         Wrapped("  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
                     IsoTime(view_.stamps[mark.point]) + "  " +
                     Fixed(graph.points[mark.point], graph.decimals) + "  " +
                     (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
-                    (numbers.empty() ? "" : "rule " + numbers + ": ") + MarkText(mark),
+                    (named ? "rule " + numbers + ": " : "") + MarkText(mark),
                 16);
       }
     if (total > kMostMarks) out_ += "  ... and " + std::to_string(total - kMostMarks) + " more\n";

@@ -5,45 +5,17 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "host/cli/Samples.h"
 #include "tests/host/ParsedJson.h"
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/ProgramTest.h"
 
-// The installed program as a user runs it.
 namespace orvspc::host {
 namespace {
 
-struct Outcome {
-  int status = -1;
-  std::string out, err;
-};
-
-std::string Text(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-class Program : public testing::Test {
+class Program : public ProgramTest {
  protected:
-  // With a file of the folder that goes in through a pipe, or nothing.
-  Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
-    const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
-                             " | COLUMNS=90 '" ORVSPC_PROGRAM "' " + arguments + " >out 2>err";
-    const int raw = std::system(line.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
-            Text(folder_.File("err"))};
-  }
-
-  void Write(const std::string& name, const std::string& text) {
-    std::ofstream(folder_.File(name), std::ios::binary) << text;
-  }
-
   // Ten single values around 10, the last one far out.
   void Import() {
     std::string csv = "part,process,test,subgroup,time,value\n";
@@ -57,10 +29,6 @@ class Program : public testing::Test {
     Write("values.csv", csv);
     ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
   }
-
-  bool Exists(const std::string& name) { return std::filesystem::exists(folder_.File(name)); }
-
-  TemporaryFolder folder_;
 };
 
 TEST_F(Program, ChartOfImportedValuesShowsThePointOutsideInEveryFormat) {
@@ -134,7 +102,8 @@ TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
       {"<DataSelect MaximumItems=\"7\"/>", 0, "MaximumItems: 7", "selection"},
       {"<CCProcessing Graph1Type=\"3\"/>", 0, "Graph1Type: 3", "settings"},
       {"<SubgroupData/>", 0, "no data selected", "no subgroups"},
-      {"<CCResults/>", 1, "Node does not exist!", "a root that is not known"},
+      {"<Other/>", 1, "Node does not exist!", "a root that is not known"},
+      {"<CCResults/>", 1, "Missing object", "a result with nothing in it"},
       {"<DataSelect", 1, "Node does not exist!", "malformed"},
       {"", 1, "Node does not exist!", "empty"},
       {"<DataSelect MaximumItems=\"x\"/>", 1, "", "no number"},

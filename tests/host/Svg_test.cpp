@@ -72,15 +72,33 @@ TEST(SvgLayout, ThePlotLeavesRoomForTheLongestLabelOnEachSide) {
   }
 }
 
-TEST(SvgLayout, ACaptionThatDoesNotFitBesideTheTitleHasALineOfItsOwn) {
+TEST(SvgLayout, ACaptionThatDoesNotFitBesideTheTitleStandsBelowThePictureAndMovesNothing) {
   ChartView view = SimpleView(3);
-  const double top = MakeLayout(view, 44.0, 0).panels[0].top;
-  view.graphs[0].caption = std::string(140, 'n');
-  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].top, top + 15.0);
+  const Layout usual = MakeLayout(view, 44.0, 0);
   view.graphs[0].caption = std::string(100, 'n') + " " + std::string(100, 'm');
-  EXPECT_EQ(MakeLayout(view, 44.0, 0).panels[0].top, top + 30.0);
+  const Layout layout = MakeLayout(view, 44.0, 0);
+  EXPECT_EQ(layout.panels[0].top, usual.panels[0].top);
+  EXPECT_EQ(layout.axis, usual.axis);
   const std::string svg = RenderSvg(view);
+  EXPECT_NE(svg.find(">X-bar: " + std::string(100, 'n') + "<"), std::string::npos);
   EXPECT_NE(svg.find(">" + std::string(100, 'm') + "<"), std::string::npos);
+}
+
+TEST(SvgLayout, ACaptionIsBrokenBetweenItsStatements) {
+  ChartView view = SimpleView(3);
+  view.graphs[0].caption = std::string(60, 'n') + " a; b " + std::string(100, 'm');
+  EXPECT_EQ(CaptionLines(view.graphs[0]),
+            (std::vector<std::string>{"X-bar: " + std::string(60, 'n') + " a;",
+                                      "b " + std::string(100, 'm')}));
+}
+
+TEST(Svg, ARuleWithoutATextIsNamedByItsNumber) {
+  ChartView view = SimpleView(10);
+  view.graphs[0].marks[0].rules = {{5, ""}, {2, ""}};
+  const std::string svg = RenderSvg(view);
+  EXPECT_NE(svg.find(">2,5</text>"), std::string::npos);
+  EXPECT_NE(svg.find(">rule 2 (1 point)<"), std::string::npos);
+  EXPECT_NE(svg.find("rule 5; rule 2</title>"), std::string::npos);
 }
 
 TEST(SvgLayout, RuleNumbersKeepOffEachOtherAndInsideThePanel) {
