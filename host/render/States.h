@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/render/Events.h"
+#include "host/render/StatesView.h"
+#include "platform/PrcsStateLog.h"
+
+// What a process-state analysis gave, read once into plain values.
+namespace orvspc::host {
+
+struct StateRow {
+  std::int32_t prcs = 0, state = 0, type = 0;
+  std::string name;
+  std::int64_t time = 0;
+};
+std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log);
+
+struct StatesDocument {
+  std::shared_ptr<DataSelect> select;  // with the range that was really used
+  bool has_log = false;                // false: there is no record at all
+  std::vector<StateRow> log;           // by time
+  std::vector<StateRow> before;        // the state in force at the start, where the log lacks it
+  std::vector<EventRow> events;
+  SubgroupsRead subgroups;
+  std::vector<NoteRead> notes;
+};
+
+std::string StatesJson(const StatesDocument& document, const Names& names);
+StatesView MakeStatesView(const StatesDocument& document, const Names& names);
+
+// Start of the range as a stamp; of an open one the first thing that the document knows of.
+std::int64_t StartOf(const StatesDocument& document);
+
+}  // namespace orvspc::host

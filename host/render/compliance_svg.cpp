@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0
+// Compliance as a picture: the requirements as a table with bars, and a map of shifts by days for
+// each process.
+#include <algorithm>
+#include <cmath>
+
+#include "host/render/ComplianceView.h"
+#include "host/render/Numbers.h"
+#include "host/render/SvgLayout.h"
+#include "host/render/page.h"
+#include "host/render/svg_sheet.h"
+
+namespace orvspc::host {
+
+namespace {
+
+// The fewer samples were taken, the darker; numbers in the cells say the same without colours.
+constexpr const char* kStyles =
+    ".h0{fill:#fff;stroke:#ccc}.h1{fill:#dcefe6}.h2{fill:#fdeac7}.h3{fill:#fdbb6b}"
+    ".h4{fill:#e8762d}.h5{fill:#9c2f0f}.h1,.h2,.h3,.h4,.h5{stroke:#fff;stroke-width:1}"
+    ".v{fill:#fff}.got{fill:#2a7f9e}.not{fill:#e3e3e3}.th{fill:#555;font-weight:bold}";
+
+struct Step {
+  double from;  // percent
+  const char* style;
+  const char* text;
+};
+constexpr Step kSteps[] = {{100.0, "h1", "all"},
+                           {90.0, "h2", "90 % and more"},
+                           {75.0, "h3", "75 %"},
+                           {50.0, "h4", "50 %"},
+                           {-1.0, "h5", "less"}};
+
+const Step& StepOf(double percent) {
+  return *std::find_if(std::begin(kSteps), std::end(kSteps) - 1,
+                       [percent](const Step& step) { return percent >= step.from; });
+}
+
+constexpr std::size_t kMostLines = 30, kMostNotes = 6, kMostRows = 1000;
+
+class Picture {
+ public:
+  explicit Picture(const ComplianceView& view) : view_(view) {}
+
+  std::string Write(bool embedded) {
+    // Drawn once to see how tall it becomes.
+    SvgSheet measured(view_.title, 0.0, embedded);
+    const double height = Draw(measured, embedded);
+    SvgSheet sheet(view_.title, height, embedded, kStyles);
+    Draw(sheet, embedded);
+    return sheet.Finished();
+  }
+
+ private:
+  // Returns the height.
+  double Draw(SvgSheet& sheet, bool embedded) {
+    sheet_ = &sheet;
+    double y = embedded ? 10.0 : 62.0;
+    if (!embedded) {
+      sheet_->Text(14, 22, "h", "start", FittingText(view_.title, 640));
+      sheet_->Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
+    }
+    if (view_.Empty()) {
+      sheet_->Text(14, y + 14, "t", "start", "No data selected");
+      y += 40.0;
+    } else {
+      y = Requirements(y + 4.0);
+      for (const auto& map : view_.maps) y = Map(map, y + 22.0);
+      if (!view_.maps.empty()) y = Legend(y + 18.0);
+    }
+    return (embedded ? y : Notes(y + 6.0)) + 8.0;
+  }
+
+  double Requirements(double y) {
+    struct Column {
+      double x;
+      double width;
+      const char* title;
+    };
+    constexpr Column kTexts[] = {
+        {14, 120, "process"}, {138, 120, "part"}, {262, 120, "test"}, {386, 190, "requirement"}};
+    constexpr double kNumbers[] = {650, 720, 780, 846};
+    constexpr const char* kTitles[] = {"expected", "collected", "missed", "percent"};
+    for (const auto& column : kTexts) sheet_->Text(column.x, y, "th", "start", column.title);
+    for (std::size_t c = 0; c < 4; ++c) sheet_->Text(kNumbers[c], y, "th", "end", kTitles[c]);
+    y += 6.0;
+    sheet_->Line(14, y, 986, y, "tick");
+    const std::size_t shown = std::min(view_.requirements.size(), kMostLines);
+    for (std::size_t i = 0; i < shown; ++i) {
+      const auto& line = view_.requirements[i];
+      const std::string* texts[] = {&line.process, &line.part, &line.test, &line.requirement};
+      y += 18.0;
+      for (std::size_t c = 0; c < 4; ++c)
+        sheet_->Text(kTexts[c].x, y - 4, "", "start", FittingText(*texts[c], kTexts[c].width));
+      const std::string numbers[] = {
+          std::to_string(line.count.expected), std::to_string(line.count.collected),
+          std::to_string(line.count.missed), Fixed(line.count.Percent(), 1)};
+      for (std::size_t c = 0; c < 4; ++c) sheet_->Text(kNumbers[c], y - 4, "", "end", numbers[c]);
+      const double share = std::clamp(line.count.Percent(), 0.0, 100.0) / 100.0;
+      if (line.count.expected != 0) {
+        sheet_->Rectangle(860, y - 13, 126, 10, "not");
+        sheet_->Rectangle(860, y - 13, 126 * share, 10, "got", CountText(line.count));
+      }
+      sheet_->Line(14, y, 986, y, "grid");
+    }
+    if (shown < view_.requirements.size()) {
+      y += 16.0;
+      sheet_->Text(14, y - 2, "s", "start",
+                   "and " + std::to_string(view_.requirements.size() - shown) + " more");
+    }
+    return y;
+  }
+
+  double Map(const HeatMap& map, double y) {
+    constexpr double kLeft = 70.0, kHeight = 24.0;
+    sheet_->Text(14, y, "t", "start", FittingText(map.process, 900.0));
+    y += 20.0;
+    const double width = std::min(
+        (986.0 - kLeft) / static_cast<double>(std::max<std::size_t>(map.days.size(), 1)), 96.0);
+    const std::size_t step = LabelStep(map.days.size(), width, 5 * kDigit + 8.0);
+    for (std::size_t day = 0; day < map.days.size(); day += step) {
+      const std::string& text = map.days[day];
+      // The year where there is room for it.
+      const bool whole = width * static_cast<double>(step) > 10 * kDigit + 8.0;
+      sheet_->Text(kLeft + width * (static_cast<double>(day) + 0.5), y, "s", "middle",
+                   whole || text.size() < 10 ? text : text.substr(5));
+    }
+    y += 5.0;
+    for (std::size_t shift = 0; shift < map.shifts.size(); ++shift, y += kHeight) {
+      sheet_->Text(kLeft - 8, y + kHeight / 2 + 4, "s", "end", map.shifts[shift]);
+      for (std::size_t day = 0; day < map.days.size(); ++day)
+        Cell(map, shift, day, kLeft + width * static_cast<double>(day), y, width, kHeight);
+    }
+    return y;
+  }
+
+  void Cell(const HeatMap& map, std::size_t shift, std::size_t day, double x, double y,
+            double width, double height) {
+    const auto& cell = map.At(shift, day);
+    const std::string where = map.process + ", " + map.days[day] + " from " + map.shifts[shift];
+    if (!cell || cell->expected == 0) {
+      sheet_->Rectangle(x + 0.5, y + 0.5, width - 1, height - 1, "h0",
+                        where + ": nothing expected" +
+                            (cell ? ", " + std::to_string(cell->collected) + " taken late" : ""));
+      return;
+    }
+    const Step& step = StepOf(cell->Percent());
+    sheet_->Rectangle(x, y, width, height, step.style, where + "\n" + CountText(*cell));
+    const std::string text = Fixed(cell->Percent(), 0);
+    if (kDigit * static_cast<double>(text.size()) + 4.0 > width) return;
+    const bool dark = step.from < 75.0;
+    sheet_->Text(x + width / 2, y + height / 2 + 4, dark ? "v" : "", "middle", text);
+  }
+
+  double Legend(double y) {
+    double x = 14.0;
+    const auto entry = [&](const char* style, const std::string& text) {
+      sheet_->Rectangle(x, y - 10, 16, 12, style);
+      sheet_->Text(x + 22, y, "s", "start", text);
+      x += 40.0 + kCharacter * static_cast<double>(Width(text));
+    };
+    sheet_->Text(x, y, "s", "start", "percent collected of what fell due in the shift:");
+    x += 300.0;
+    for (const auto& step : kSteps) entry(step.style, step.text);
+    entry("h0", "nothing expected");
+    return y + 4.0;
+  }
+
+  double Notes(double y) {
+    for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
+      const NoteView& note = view_.notes[n];
+      y += 15.0;
+      sheet_->Text(
+          14, y, "s", "start",
+          FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 950));
+    }
+    if (view_.notes.size() <= kMostNotes) return y;
+    y += 15.0;
+    sheet_->Text(14, y, "s", "start",
+                 "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes");
+    return y;
+  }
+
+  const ComplianceView& view_;
+  SvgSheet* sheet_ = nullptr;
+};
+
+using Rows = std::vector<std::vector<std::string>>;
+
+void Cut(Page& page, const Rows& rows, std::size_t all) {
+  if (rows.size() < all)
+    page.Paragraph("sub", "and " + std::to_string(all - rows.size()) + " more");
+}
+
+void Samples(Page& page, const ComplianceView& view) {
+  Rows rows;
+  for (std::size_t i = 0; i < view.lines.size() && i < kMostRows; ++i) {
+    const auto& line = view.lines[i];
+    rows.push_back({line.start, Fixed(line.minutes, 1), line.process, line.part, line.test,
+                    line.state, line.requirement, std::to_string(line.count.expected),
+                    std::to_string(line.count.collected), std::to_string(line.count.missed),
+                    line.count.expected == 0 ? "" : Fixed(line.count.Percent(), 1)});
+  }
+  page.Heading("Samples in each stay");
+  page.Table({"from (UTC)", "#minutes", "process", "part", "test", "state", "requirement",
+              "#expected", "#collected", "#missed", "#percent"},
+             rows);
+  Cut(page, rows, view.lines.size());
+}
+
+void Values(Page& page, const ComplianceView& view) {
+  Rows rows;
+  std::size_t all = 0;
+  const auto figure = [](double value, int digits) {
+    return std::isfinite(value) ? Significant(value, digits) : std::string();
+  };
+  for (const auto& line : view.lines) {
+    if (line.values == 0 || ++all > kMostRows) continue;
+    rows.push_back({line.start, line.process, line.part, line.test, std::to_string(line.values),
+                    figure(line.least, 8), figure(line.mean, 8), figure(line.most, 8),
+                    figure(line.deviation, 6), figure(line.pp, 4), figure(line.ppk, 4),
+                    figure(line.outside, 4)});
+  }
+  if (rows.empty()) return;
+  page.Heading("Values in each stay");
+  page.Table({"from (UTC)", "process", "part", "test", "#values", "#least", "#mean", "#most",
+              "#deviation", "#Pp", "#Ppk", "#% out of specification"},
+             rows);
+  Cut(page, rows, all);
+}
+
+}  // namespace
+
+std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
+  return Picture(view).Write(embedded);
+}
+
+std::string RenderComplianceHtml(const ComplianceView& view) {
+  Page page(view.title);
+  page.Paragraph("sub", view.subtitle);
+  page.Add(RenderComplianceSvg(view, true));
+  for (const auto& note : view.notes)
+    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  if (view.Empty()) return page.Text();
+  Samples(page, view);
+  Values(page, view);
+  return page.Text();
+}
+
+}  // namespace orvspc::host
