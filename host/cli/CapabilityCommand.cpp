@@ -118,15 +118,39 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
 
 struct Analysed {
   std::shared_ptr<CAResults> results;
+  FitRead fit;
   std::vector<NoteRead> notes;
 };
+
+FitRead LatestFit() {
+  CapabilityReport report = LatestCapability();
+  FitRead fit{std::move(report.law),
+              std::move(report.expected),
+              report.gamma,
+              report.delta,
+              report.xi,
+              report.lambda,
+              report.fitted_at,
+              {}};
+  fit.short_term = EstimateOf(report.short_term);
+  return fit;
+}
+
+CapabilityDocument Document(Analysed analysed) {
+  CapabilityDocument document;
+  document.capability = ReadCapability(*analysed.results, &analysed.fit);
+  document.fit = std::move(analysed.fit);
+  document.notes = std::move(analysed.notes);
+  return document;
+}
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<CAProcessing>& processing) {
   NotesRead();  // those of earlier calls are not this analysis's
-  Analysed analysed{CAAnalysis().AnalyzeDataSelect(database, select, processing), {}};
+  Analysed analysed{CAAnalysis().AnalyzeDataSelect(database, select, processing), {}, {}};
   CheckEngine(*database);
+  analysed.fit = LatestFit();
   analysed.notes = NotesRead();
   return analysed;
 }
@@ -147,7 +171,7 @@ int Run(const Arguments& arguments, Console& console) {
     Deliver(arguments, console, analysed.results->GetXML() + "\n");
     return 0;
   }
-  const CapabilityDocument document{ReadCapability(*analysed.results), std::move(analysed.notes)};
+  const CapabilityDocument document = Document(std::move(analysed));
   Deliver(arguments, console,
           CapabilityText(document, NamesOf(database), format, console,
                          console.out_is_terminal && !arguments.Has("output")));
@@ -183,8 +207,7 @@ std::string SettingsText(const CAProcessing& processing) {
 CapabilityDocument RunCapability(const std::shared_ptr<EmbeddedDatabase>& database,
                                  const std::shared_ptr<DataSelect>& select,
                                  const std::shared_ptr<CAProcessing>& processing) {
-  Analysed analysed = Analyse(database, select, processing);
-  return {ReadCapability(*analysed.results), std::move(analysed.notes)};
+  return Document(Analyse(database, select, processing));
 }
 
 std::string CapabilityText(const CapabilityDocument& document, const Names& names,
@@ -201,7 +224,7 @@ std::string ShowCapability(const std::string& xml, const std::string& format,
   CAResults results;
   results.SetXML(xml);
   if (format == "xml") return results.GetXML() + "\n";
-  return CapabilityText({ReadCapability(results), {}}, NoNames(), format, console, colour);
+  return CapabilityText({ReadCapability(results), {}, {}}, NoNames(), format, console, colour);
 }
 
 std::string ShowCapabilityProcessing(const std::string& xml, const std::string& format) {

@@ -55,11 +55,6 @@ engine::ItemKind KindOf(NameKind kind) {
   return engine::ItemKind::Part;
 }
 
-EstimateRead Read(const Estimate& estimate) {
-  return {estimate.value, estimate.name,       estimate.constant,
-          estimate.used,  estimate.least_size, estimate.largest_size};
-}
-
 }  // namespace
 
 std::vector<Option> OutputOptions() {
@@ -154,11 +149,16 @@ std::vector<NoteRead> NotesRead() {
   return notes;
 }
 
+EstimateRead EstimateOf(const Estimate& estimate) {
+  return {estimate.value, estimate.name,       estimate.constant,
+          estimate.used,  estimate.least_size, estimate.largest_size};
+}
+
 std::vector<StreamRead> StreamsRead() {
   std::vector<StreamRead> streams;
   for (const auto& stream : LatestStreams())
-    streams.push_back({stream.part, stream.process, stream.test, Read(stream.mean), Read(stream.sp),
-                       Read(stream.sw), stream.average_size});
+    streams.push_back({stream.part, stream.process, stream.test, EstimateOf(stream.mean),
+                       EstimateOf(stream.sp), EstimateOf(stream.sw), stream.average_size});
   return streams;
 }
 

@@ -64,6 +64,7 @@ void CheckEngine(EmbeddedDatabase& database);
 
 std::vector<NoteRead> NotesRead();
 std::vector<StreamRead> StreamsRead();
+EstimateRead EstimateOf(const Estimate& estimate);
 // One line each on err, for formats that have no place for them.
 void PrintNotes(Console& console, const std::vector<NoteRead>& notes);
 

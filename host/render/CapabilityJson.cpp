@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 namespace orvspc::host {
 
@@ -46,6 +47,23 @@ void WriteBins(JsonWriter& json, const std::vector<BinRead>& bins) {
   json.EndArray();
 }
 
+void WriteFit(JsonWriter& json, const FitRead& fit) {
+  json.Key("Fit");
+  json.BeginObject(true);
+  json.Member("Law", fit.law);
+  const bool johnson = fit.z != 0.0;
+  for (const auto& [key, value] :
+       {std::pair("Gamma", fit.gamma), std::pair("Delta", fit.delta), std::pair("Xi", fit.xi),
+        std::pair("Lambda", fit.lambda), std::pair("Z", fit.z)}) {
+    if (johnson) {
+      json.Member(key, value);
+    } else {
+      json.NullMember(key);
+    }
+  }
+  json.EndObject();
+}
+
 }  // namespace
 
 void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing) {
@@ -87,6 +105,13 @@ std::string CapabilityJson(const CapabilityDocument& document) {
   json.Member("Y", capability.curve_y);
   json.EndObject();
   WriteNotes(json, document.notes);
+  if (document.fit) {
+    WriteFit(json, *document.fit);
+    WriteEstimate(json, "ShortTerm", document.fit->short_term);
+  } else {
+    json.NullMember("Fit");
+    json.NullMember("ShortTerm");
+  }
   json.EndObject();
   return json.Text();
 }

@@ -22,25 +22,8 @@ std::string Counted(double count, const char* one, const char* many) {
   return Fixed(count, 0) + " " + (count == 1.0 ? one : many);
 }
 
-// "Ring / 2 processes / Diameter": what the selection names.
 std::string TitleText(const DataSelect* select, const Names& names) {
-  struct Part {
-    DescriptorTypes type;
-    NameKind kind;
-    const char* many;
-  };
-  static constexpr Part kParts[] = {{dtPart, NameKind::Part, " parts"},
-                                    {dtProcess, NameKind::Process, " processes"},
-                                    {dtTest, NameKind::Test, " tests"}};
-  std::string text;
-  for (const Part& part : kParts) {
-    const auto descriptor = select ? select->Descriptors()->GetDescriptor(part.type) : nullptr;
-    if (!descriptor || descriptor->FilterType() != ftItemList || descriptor->ItemCount() == 0)
-      continue;
-    const std::int32_t count = descriptor->ItemCount(), first = descriptor->ItemID(1);
-    const std::string name = ShownName(names, part.kind, first);
-    text += (text.empty() ? "" : " / ") + (count == 1 ? name : std::to_string(count) + part.many);
-  }
+  const std::string text = SelectedText(select, names);
   return text.empty() ? "Capability" : "Capability: " + text;
 }
 
@@ -127,10 +110,10 @@ class Tables {
                        {{"pieces", Whole("Summary", "PieceCount")},
                         {"subgroups", Whole("Summary", "SubgroupCount")},
                         {"least", Value("Summary", "Minimum")},
-                        {"mean", Value("Summary", "Mean")},
+                        {"mean", Fixed(Figure("Summary", "Mean"), decimals_ + 1)},
                         {"greatest", Value("Summary", "Maximum")},
-                        {std::string(kSigma) + " short-term", Value("Summary", "ShortTermSD")},
-                        {std::string(kSigma) + " long-term", Value("Summary", "LongTermSD")}},
+                        {std::string(kSigma) + " short-term", Digits("Summary", "ShortTermSD")},
+                        {std::string(kSigma) + " long-term", Digits("Summary", "LongTermSD")}},
                        true});
   }
 
@@ -170,8 +153,13 @@ class Tables {
     for (const Pair& pair : kPairs)
       table.rows.push_back({pair.text, Index("CPs", pair.shorter), Index("PPs", pair.longer)});
     table.rows.push_back({"Z bench", "", Index("Summary", "ZBench")});
-    table.rows.push_back(
-        {std::string("off target, in ") + kSigma, Index("CPs", "TargetRatio"), ""});
+    // Without a target and with one limit the distance is from the mean itself.
+    const bool aim =
+        std::isfinite(Figure("SpecLim", "Tar")) ||
+        (std::isfinite(Figure("SpecLim", "Usl")) && std::isfinite(Figure("SpecLim", "Lsl")));
+    if (aim)
+      table.rows.push_back(
+          {std::string("off target, in ") + kSigma, Index("CPs", "TargetRatio"), ""});
     tables_.push_back(std::move(table));
   }
 
@@ -282,6 +270,27 @@ void AddMark(std::vector<ValueMark>& marks, double at, const std::string& name) 
 }
 
 }  // namespace
+
+std::string SelectedText(const DataSelect* select, const Names& names) {
+  struct Part {
+    DescriptorTypes type;
+    NameKind kind;
+    const char* many;
+  };
+  static constexpr Part kParts[] = {{dtPart, NameKind::Part, " parts"},
+                                    {dtProcess, NameKind::Process, " processes"},
+                                    {dtTest, NameKind::Test, " tests"}};
+  std::string text;
+  for (const Part& part : kParts) {
+    const auto descriptor = select ? select->Descriptors()->GetDescriptor(part.type) : nullptr;
+    if (!descriptor || descriptor->FilterType() != ftItemList || descriptor->ItemCount() == 0)
+      continue;
+    const std::int32_t count = descriptor->ItemCount(), first = descriptor->ItemID(1);
+    const std::string name = ShownName(names, part.kind, first);
+    text += (text.empty() ? "" : " / ") + (count == 1 ? name : std::to_string(count) + part.many);
+  }
+  return text;
+}
 
 CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names) {
   const CapabilityRead& capability = document.capability;

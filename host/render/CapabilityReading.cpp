@@ -105,13 +105,16 @@ double NormalShare(double low, double high, double mean, double deviation) {
   return a > 0.0 ? 0.5 * (std::erfc(a) - std::erfc(b)) : 0.5 * (std::erfc(-b) - std::erfc(-a));
 }
 
-void ReadBins(CABins& bins, CapabilityRead& read) {
+void ReadBins(CABins& bins, const FitRead* fit, CapabilityRead& read) {
   const double count = read.Figure("Summary", "PieceCount");
   const double mean = read.Figure("Summary", "Mean");
   const double deviation = read.Figure("Summary", "LongTermSD");
-  const bool normal = read.johnson_curve_type == caJohnsonTypeNone && deviation > 0.0;
+  const bool told = fit && !fit->law.empty();
+  const bool normal = !fit && read.johnson_curve_type == caJohnsonTypeNone && deviation > 0.0;
   for (bool more = bins.MoveFirst(); more; more = bins.MoveNext()) {
     BinRead bin{bins.XMin(), bins.XMax(), bins.YMin(), bins.YMax(), kNaN};
+    if (told && read.bins.size() < fit->expected.size())
+      bin.expected = fit->expected[read.bins.size()];
     if (normal) bin.expected = count * NormalShare(bin.low, bin.high, mean, deviation);
     read.bins.push_back(bin);
   }
@@ -136,7 +139,7 @@ double CapabilityRead::Figure(std::string_view record, std::string_view name) co
   return kNaN;
 }
 
-CapabilityRead ReadCapability(CAResults& results) {
+CapabilityRead ReadCapability(CAResults& results, const FitRead* fit) {
   CapabilityRead read;
   read.processing = results.Processing();
   read.select = results.DataSelect();
@@ -144,7 +147,7 @@ CapabilityRead ReadCapability(CAResults& results) {
   for (const auto& figure : kCapabilityFigures)
     read.figures.push_back({figure.record, figure.name, Defined(statistics, figure)});
   read.johnson_curve_type = statistics.JohnsonCurveType();
-  ReadBins(*results.Bins(), read);
+  ReadBins(*results.Bins(), fit, read);
   ReadCurve(*results.Curve(), read);
   return read;
 }

@@ -24,7 +24,8 @@ constexpr const char* kStyle =
     ".bar{fill:#c9dcec;stroke:#5b84a8;stroke-width:.7}"
     ".fit{fill:none;stroke:#222;stroke-width:1.7;stroke-linejoin:round}"
     ".sig{stroke:#888;stroke-width:.9;stroke-dasharray:3 3}"
-    ".mean{stroke:#222;stroke-width:1.1}.b1{font-weight:bold}";
+    ".mean{stroke:#222;stroke-width:1.1}.b1{font-weight:bold}"
+    ".halo{stroke:#fff;stroke-width:4;paint-order:stroke}";
 
 double TableHeight(const CapabilityView& view) {
   double height = 0.0;
@@ -57,9 +58,10 @@ class Picture {
     }
     Axes();
     Bars();
-    SigmaMarks();
+    SigmaLines();
     Curve();
     Limits();
+    SigmaNames();
     sheet_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
     Tables();
     Notes(bottom_ + 54);
@@ -86,7 +88,9 @@ class Picture {
       sheet_.Line(kLeft, Y(pieces), kRight, Y(pieces), "grid");
       sheet_.Text(kLeft - 6, Y(pieces) + 4, "s", "end", Fixed(pieces, 0));
     }
-    sheet_.Text(kLeft - 6, top_ - 6, "s", "end", "pieces");
+    sheet_.Add("<g transform=\"rotate(-90)\">");
+    sheet_.Text(-(top_ + bottom_) / 2, 18, "s", "middle", "pieces");
+    sheet_.Add("</g>\n");
     const Ticks ticks = RoundTicks(range_.low, range_.high, 8);
     for (const double value : ticks.values) {
       sheet_.Line(X(value), bottom_, X(value), bottom_ + 4, "tick");
@@ -129,18 +133,34 @@ class Picture {
   }
 
   // The mean and 1, 2, 3 long-term sigmas on either side, where their names have room.
-  void SigmaMarks() {
-    if (!std::isfinite(view_.mean)) return;
+  struct SigmaMark {
+    int sigmas;
+    double x;
+  };
+  std::vector<SigmaMark> SigmaMarks() const {
+    std::vector<SigmaMark> marks;
+    if (!std::isfinite(view_.mean)) return marks;
     const double step = std::isfinite(view_.sigma) ? X(view_.sigma) - X(0.0) : 0.0;
-    const int every = step >= 26.0 ? 1 : step >= 9.0 ? 3 : 0;
+    const int every = step >= 26.0 ? 1 : step >= 9.0 ? 3 : 4;
     for (int k = -3; k <= 3; ++k) {
-      const double value = view_.mean + (k == 0 ? 0.0 : k * view_.sigma);
-      if ((k != 0 && (every == 0 || k % every != 0)) || !Shown(value)) continue;
-      sheet_.Line(X(value), top_, X(value), bottom_, k == 0 ? "mean" : "sig");
-      sheet_.Text(X(value), top_ - 5, k == 0 ? "b1" : "s", "middle",
-                  k == 0
-                      ? "x\xCC\x84"
-                      : (k > 0 ? "+" : "\xE2\x88\x92") + std::to_string(std::abs(k)) + "\xCF\x83");
+      const double value = k == 0 ? view_.mean : view_.mean + k * view_.sigma;
+      if (k % every == 0 && Shown(value)) marks.push_back({k, X(value)});
+    }
+    return marks;
+  }
+
+  void SigmaLines() {
+    for (const auto& mark : SigmaMarks())
+      sheet_.Line(mark.x, top_, mark.x, bottom_, mark.sigmas == 0 ? "mean" : "sig");
+  }
+
+  // Over the lines of limits, which go up to their own names.
+  void SigmaNames() {
+    for (const auto& mark : SigmaMarks()) {
+      const std::string sign = mark.sigmas > 0 ? "+" : "\xE2\x88\x92";
+      sheet_.Text(mark.x, top_ - 5, mark.sigmas == 0 ? "b1 halo" : "s halo", "middle",
+                  mark.sigmas == 0 ? "x\xCC\x84"
+                                   : sign + std::to_string(std::abs(mark.sigmas)) + "\xCF\x83");
     }
   }
 
