@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string>
+
 #include "host/render/CapabilityReading.h"
 #include "host/render/CapabilityView.h"
 
 namespace orvspc::host {
+
+// "Ring / 2 processes / Diameter": what the selection names; empty when it names nothing.
+std::string SelectedText(const DataSelect* select, const Names& names);
 
 CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names);
 
