@@ -36,19 +36,19 @@ API_CAStatistics DistinctFields() {
   return record;
 }
 
-CAStatistics Loaded(const API_CAStatistics& record) {
-  CAStatistics statistics(Friend{});
-  statistics.Load(Friend{}, record);
-  return statistics;
-}
+struct Loaded : CAStatistics {
+  explicit Loaded(const API_CAStatistics& record) : CAStatistics(Friend{}) {
+    Load(Friend{}, record);
+  }
+};
 
-CAStatistics WithSpecFlags(std::int32_t flags) {
+Loaded WithSpecFlags(std::int32_t flags) {
   API_CAStatistics record;
   record.SpecLim.EFlag = flags;
   return Loaded(record);
 }
 
-CAStatistics WithNccFlags(std::int32_t flags) {
+Loaded WithNccFlags(std::int32_t flags) {
   API_CAStatistics record;
   record.NccLim.EFlag = flags;
   return Loaded(record);
@@ -86,7 +86,7 @@ TEST(CAStatistics, TheHeaderHasTheOperationsInTheirOrder) {
 }
 
 TEST(CAStatistics, EachOperationReadsItsField) {
-  const CAStatistics statistics = Loaded(DistinctFields());
+  const Loaded statistics(DistinctFields());
   double expected = 2.0;
   for (const Row& row : kRows) {
     const double field = expected++;
@@ -103,7 +103,7 @@ TEST(CAStatistics, TheWordsOfFlagsComeWhole) {
   API_CAStatistics record;
   record.SpecLim.EFlag = -5;
   record.NccLim.EFlag = 1 << 30;
-  const CAStatistics statistics = Loaded(record);
+  const Loaded statistics(record);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetSpecLimEFlag), Pair(-5.0, 1.0));
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccLimEFlag), Pair(double{1 << 30}, 1.0));
 }
@@ -111,7 +111,7 @@ TEST(CAStatistics, TheWordsOfFlagsComeWhole) {
 TEST(CAStatistics, EveryBitOfTheSpecificationFlagsAnswersItsOperations) {
   for (int bit = 0; bit < 32; ++bit) {
     const auto flags = static_cast<std::int32_t>(std::uint32_t{1} << bit);
-    const CAStatistics statistics = WithSpecFlags(flags);
+    const Loaded statistics = WithSpecFlags(flags);
     for (const Row& row : kRows)
       EXPECT_EQ(Answer(statistics, row), row.rule.always || (row.rule.spec & flags) != 0)
           << row.operation << ", bit " << bit;
@@ -121,7 +121,7 @@ TEST(CAStatistics, EveryBitOfTheSpecificationFlagsAnswersItsOperations) {
 TEST(CAStatistics, EveryBitOfTheNetContentFlagsAnswersItsOperations) {
   for (int bit = 0; bit < 32; ++bit) {
     const auto flags = static_cast<std::int32_t>(std::uint32_t{1} << bit);
-    const CAStatistics statistics = WithNccFlags(flags);
+    const Loaded statistics = WithNccFlags(flags);
     for (const Row& row : kRows)
       EXPECT_EQ(Answer(statistics, row), row.rule.always || (row.rule.ncc & flags) != 0)
           << row.operation << ", bit " << bit;
@@ -133,7 +133,7 @@ TEST(CAStatistics, OnlyTheFirstWordOfTheHeadTellsOfTheCentralLimit) {
     API_CAStatistics record;
     record.NccLim.Head[word] = -1;
     record.SpecLim.Head[word] = -1;
-    const CAStatistics statistics = Loaded(record);
+    const Loaded statistics(record);
     for (const Row& row : kRows)
       EXPECT_EQ(Answer(statistics, row), row.rule.always || (row.rule.head && word == 0))
           << row.operation << ", word " << word;
@@ -191,7 +191,7 @@ TEST(CAStatistics, AnUpperLimitAloneAnswersTheUpperIndices) {
   API_CAStatistics record;
   record.SpecLim.EFlag = 2;
   record.SpecLim.Lsl = 4.5;
-  const CAStatistics statistics = Loaded(record);
+  const Loaded statistics(record);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCp).second, 1.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCpu).second, 1.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCpl).second, 0.0);
@@ -200,14 +200,14 @@ TEST(CAStatistics, AnUpperLimitAloneAnswersTheUpperIndices) {
 }
 
 TEST(CAStatistics, ALowerLimitAloneAnswersTheLowerIndices) {
-  const CAStatistics statistics = WithSpecFlags(32);
+  const Loaded statistics = WithSpecFlags(32);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCp).second, 1.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCpu).second, 0.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetCpl).second, 1.0);
 }
 
 TEST(CAStatistics, TheTargetAloneIsNoLimitForTheIndices) {
-  const CAStatistics statistics = WithSpecFlags(8);
+  const Loaded statistics = WithSpecFlags(8);
   for (const auto get : {&CAStatistics::GetSpecLimTar, &CAStatistics::GetSpecLimTarZ,
                          &CAStatistics::GetDistActAboveTAR, &CAStatistics::GetDistActBelowTAR,
                          &CAStatistics::GetDistExpAboveTAR, &CAStatistics::GetDistExpBelowTAR})
@@ -237,7 +237,7 @@ TEST(CAStatistics, ATargetRatioThatIsNoNumberOrOverflowsFailsWithSixAndNoEntry) 
     API_CAStatistics record;
     record.CPs.Cpr = field;
     record.SpecLim.EFlag = 2;
-    const CAStatistics statistics = Loaded(record);
+    const Loaded statistics(record);
     double value = kOld;
     const Failure failure = fake::FailureOf([&] { statistics.GetTargetRatio(value); });
     EXPECT_EQ(failure.Number(), 6) << field;
@@ -247,7 +247,7 @@ TEST(CAStatistics, ATargetRatioThatIsNoNumberOrOverflowsFailsWithSixAndNoEntry) 
 }
 
 TEST(CAStatistics, TheLowerBandAnswersItsCompanionToo) {
-  const CAStatistics statistics = WithNccFlags(1);
+  const Loaded statistics = WithNccFlags(1);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccLimMavL).second, 1.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccLimMavLp).second, 1.0);
 }
@@ -259,7 +259,7 @@ TEST(CAStatistics, TheUpperCompanionOfT1FollowsThatOfT2) {
 }
 
 TEST(CAStatistics, TheUpperT1IsTrueWhereItsSharesAreNot) {
-  const CAStatistics statistics = WithNccFlags(0);
+  const Loaded statistics = WithNccFlags(0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccLimT1U).second, 1.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccResultActPercentAboveT1U).second, 0.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccResultExpPercentAboveT1U).second, 0.0);
@@ -267,7 +267,7 @@ TEST(CAStatistics, TheUpperT1IsTrueWhereItsSharesAreNot) {
 }
 
 TEST(CAStatistics, WithoutAHeadTheCentralLimitIsFalseWhateverTheFlags) {
-  const CAStatistics statistics = WithNccFlags(-1);
+  const Loaded statistics = WithNccFlags(-1);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccLimLsc).second, 0.0);
   EXPECT_EQ(Both(statistics, &CAStatistics::GetNccResultzLSC).second, 0.0);
 }
@@ -276,7 +276,7 @@ TEST(CAStatistics, LoadReplacesTheWholeValue) {
   API_CAStatistics record = DistinctFields();
   record.JohnsonCurveType = caJohnsonTypeB;
   record.SpecLim.EFlag = -1;
-  CAStatistics statistics = Loaded(record);
+  Loaded statistics(record);
   EXPECT_EQ(statistics.JohnsonCurveType(), caJohnsonTypeB);
   record.JohnsonCurveType = 9;
   statistics.Load(Friend{}, record);
