@@ -1,24 +1,253 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/pareto/ParetoLibrary.h"
 
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/pareto/Findings.h"
+#include "engine/pareto/Lookups.h"
+#include "engine/pareto/ParetoPlan.h"
+#include "engine/pareto/Ranking.h"
+#include "engine/pareto/state_entries.h"
+#include "engine/statistics/Moments.h"
+#include "engine/store/SqliteStore.h"
+#include "engine/store/calendar.h"
+#include "platform/Enumerations.h"
+
 namespace orvspc::engine {
+namespace {
 
-std::int32_t ParetoLibrary::VLXPAR_PROC(std::int32_t, std::int32_t, API_DSInfo&,
-                                        std::span<std::int32_t>, const platform::ArrayRef&,
-                                        API_PAOptions&, Work&) {
-  return 0;
+SubgroupRange RangeOf(const DataSet& data) {
+  SubgroupRange range{INT32_MAX, -1};
+  for (const auto& subgroup : data.subgroups) {
+    range.first = std::min(range.first, subgroup.Sgrp);
+    range.last = std::max(range.last, subgroup.Sgrp);
+  }
+  return range;
 }
 
-std::int32_t ParetoLibrary::VLXPAR_EVENT(std::int32_t, std::int32_t, API_DSInfo&,
-                                         std::span<std::int32_t>, const platform::ArrayRef&,
-                                         API_PAOptions&, Work&) {
-  return 0;
+// One analysis, from the arguments of its call to the bins.
+class Analysis {
+ public:
+  Analysis(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+           const platform::ArrayRef& bins, API_PAOptions& options)
+      : store_(store), info_(info), filter_(filter), bins_(bins), options_(options) {}
+
+  std::int32_t Run(Resource resource) {
+    auto resolved = info_;
+    const auto offset = ZoneOffset();
+    if (!offset) return 0;
+    std::string reason;
+    auto plan = MakePlan(resource, options_, *offset, reason);
+    if (!plan) {
+      AddNote("no-bins", reason);
+      return 0;
+    }
+    plan->most_bins = std::min(plan->most_bins, bins_.As<API_PABin>().size());
+    std::vector<API_PABin> made;
+    bool is_read = false;
+    switch (resource) {
+      case Resource::Subgroups:
+        is_read = Subgroups(*plan, resolved, made);
+        break;
+      case Resource::Events:
+        is_read = Events(*plan, resolved, made);
+        break;
+      case Resource::States:
+        is_read = States(*plan, resolved, made);
+        break;
+    }
+    if (!is_read) return 0;
+    info_ = resolved;
+    std::copy(made.begin(), made.end(), bins_.As<API_PABin>().begin());
+    options_.BinCount = static_cast<std::int32_t>(made.size());
+    return options_.BinCount;
+  }
+
+ private:
+  std::optional<std::int32_t> ZoneOffset() {
+    std::int32_t offset = 0;
+    if (!store_.Read([&](Connection&) { offset = store_.Cache().zone_offset; })) {
+      return std::nullopt;
+    }
+    return offset;
+  }
+
+  bool Subgroups(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
+    const bool every_state = CountsEveryState(resolved.Status);
+    DataSet data;
+    if (!store_.Select(resolved, filter_, {}, data)) return false;
+    if (data.subgroups.empty()) return true;
+    auto lookups = MakeLookups(plan, RangeOf(data));
+    if (!lookups) return false;
+    const TestFacts facts(store_, data);
+    const auto findings = CountSubgroups(plan, data, *lookups, facts, every_state);
+    TellDomains(plan, findings, *lookups);
+    const auto ranked = Rank(plan, findings.tallies, *lookups, [&](const BinKeys& keys) {
+      const auto* const ground = GroundOf(plan, findings, keys);
+      return ground == nullptr ? 0.0 : ground->units;
+    });
+    Write(plan, ranked, *lookups, made);
+    for (std::size_t i = 0; i < made.size(); ++i) WriteYield(ranked[i], made[i]);
+    WritePpk(plan, data, findings, facts, every_state, *lookups, ranked, made);
+    if (made.empty()) AddNote("nothing-found", "The selected subgroups have nothing to count");
+    return true;
+  }
+
+  bool Events(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
+    std::vector<EventRow> events;
+    const bool is_read = store_.Read([&](Connection& connection) {
+      events = SelectEvents(connection, store_.Cache(), resolved, filter_);
+    });
+    if (!is_read) return false;
+    if (events.empty()) return true;
+    auto lookups = MakeLookups(plan, {});
+    if (!lookups) return false;
+    const auto findings = CountEvents(plan, events, *lookups, WindowEnd(resolved));
+    const auto selected = static_cast<double>(events.size());
+    Write(plan, Rank(plan, findings.tallies, *lookups, [&](const BinKeys&) { return selected; }),
+          *lookups, made);
+    return true;
+  }
+
+  bool States(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
+    StateWindow window;
+    const bool is_read = store_.Read([&](Connection& connection) {
+      window = ReadStateWindow(connection, store_.Cache(), resolved, filter_);
+    });
+    if (!is_read) return false;
+    if (window.entries.empty()) return true;
+    auto lookups = MakeLookups(plan, {});
+    if (!lookups) return false;
+    const auto findings = CountStates(plan, window.entries, *lookups);
+    Write(plan,
+          Rank(plan, findings.tallies, *lookups, [&](const BinKeys&) { return window.seconds; }),
+          *lookups, made);
+    return true;
+  }
+
+  std::optional<Lookups> MakeLookups(const ParetoPlan& plan, const SubgroupRange& subgroups) {
+    std::optional<Lookups> lookups;
+    const bool is_read = store_.Read([&](Connection& connection) {
+      lookups.emplace(store_, connection, plan, info_, filter_, subgroups);
+    });
+    if (!is_read) lookups.reset();
+    return lookups;
+  }
+
+  // An event that has not ended lasts to the end of the selection's window, and not beyond now.
+  std::int64_t WindowEnd(const API_DSInfo& resolved) const {
+    const bool is_open =
+        info_.TimeType == drttStatic ? info_.TimeEnd == kNoStamp : info_.TimeCount < 1;
+    return is_open ? Now() : std::min<std::int64_t>(resolved.TimeEnd, Now());
+  }
+
+  static const Ground* GroundOf(const ParetoPlan& plan, const Findings& findings, BinKeys keys) {
+    for (std::size_t i = 0; i < plan.levels.size(); ++i) {
+      if (!IsOfSubgroup(plan.levels[i])) keys[i] = 0;
+    }
+    return findings.grounds.Find(keys);
+  }
+
+  // Empty bins of a level by subgroup are the subgroups that were looked at.
+  static void TellDomains(const ParetoPlan& plan, const Findings& findings, Lookups& lookups) {
+    if (!plan.with_empty) return;
+    for (std::size_t i = 0; i < plan.levels.size(); ++i) {
+      if (plan.levels[i].kind->naming != Naming::Label) continue;
+      std::vector<std::int32_t> ids;
+      for (const auto& ground : findings.grounds.Items()) ids.push_back(ground.keys[i]);
+      std::sort(ids.begin(), ids.end());
+      ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+      lookups.SetDomain(i, std::move(ids));
+    }
+  }
+
+  static void Write(const ParetoPlan& plan, const std::vector<RankedBin>& ranked, Lookups& lookups,
+                    std::vector<API_PABin>& made) {
+    made.resize(ranked.size());
+    for (std::size_t i = 0; i < ranked.size(); ++i) WriteBin(plan, ranked[i], lookups, made[i]);
+  }
+
+  static void WriteYield(const RankedBin& ranked, API_PABin& bin) {
+    if (!(ranked.total > 0.0)) return;
+    const auto bad = ranked.tally == nullptr ? 0.0 : ranked.tally->nonconforming;
+    // A bare count of defects may exceed the units; more than all of them cannot be bad.
+    bin.Yield = 100.0 * (1.0 - std::min(bad, ranked.total) / ranked.total);
+    bin.Flag = bin.Flag | kBinHasYield;
+  }
+
+  static void WritePpk(const ParetoPlan& plan, const DataSet& data, const Findings& findings,
+                       const TestFacts& facts, bool every_state, const Lookups& lookups,
+                       const std::vector<RankedBin>& ranked, std::vector<API_PABin>& made) {
+    std::vector<BinKeys> wanted;
+    std::vector<std::size_t> places;
+    std::vector<const TestFacts::Limits*> limits;
+    for (std::size_t i = 0; i < ranked.size(); ++i) {
+      const auto* const ground = GroundOf(plan, findings, ranked[i].keys);
+      if (ground == nullptr || !ground->one_variable) continue;
+      const auto* const row = facts.Of(ground->part, ground->test).At(ground->newest_time);
+      if (row == nullptr || !(std::isfinite(row->lower) || std::isfinite(row->upper))) continue;
+      wanted.push_back(ranked[i].keys);
+      places.push_back(i);
+      limits.push_back(row);
+    }
+    if (wanted.empty()) return;
+    const auto values = ValuesOf(plan, data, lookups, facts, every_state, wanted);
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      const auto sigma = SampleStandardDeviation(values[i]);
+      if (!(sigma > 0.0)) continue;
+      const auto mean = Mean(values[i]);
+      const auto nearest = std::min(limits[i]->upper - mean, mean - limits[i]->lower);
+      auto& bin = made[places[i]];
+      bin.PPK = nearest / (3.0 * sigma);
+      bin.Flag = bin.Flag | kBinHasPpk;
+    }
+  }
+
+  SqliteStore& store_;
+  API_DSInfo& info_;
+  std::span<const std::int32_t> filter_;
+  const platform::ArrayRef& bins_;
+  API_PAOptions& options_;
+};
+
+std::int32_t Analyse(Resource resource, std::int32_t connection, API_DSInfo& info,
+                     std::span<std::int32_t> filter, const platform::ArrayRef& bins,
+                     API_PAOptions& options) noexcept {
+  const auto store = SqliteStoreOf(connection);
+  if (!store) return 0;
+  try {
+    return Analysis(*store, info, filter, bins, options).Run(resource);
+  } catch (...) {
+    KeepCurrentFailure(*store);
+    return 0;
+  }
 }
 
-std::int32_t ParetoLibrary::VLXPAR_STATE(std::int32_t, std::int32_t, API_DSInfo&,
-                                         std::span<std::int32_t>, const platform::ArrayRef&,
-                                         API_PAOptions&, Work&) {
-  return 0;
+}  // namespace
+
+std::int32_t ParetoLibrary::VLXPAR_PROC(std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo,
+                                        std::span<std::int32_t> DSFilter,
+                                        const platform::ArrayRef& Bins, API_PAOptions& Options,
+                                        Work&) {
+  return Analyse(Resource::Subgroups, Connection, DSInfo, DSFilter, Bins, Options);
+}
+
+std::int32_t ParetoLibrary::VLXPAR_EVENT(std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo,
+                                         std::span<std::int32_t> DSFilter,
+                                         const platform::ArrayRef& Bins, API_PAOptions& Options,
+                                         Work&) {
+  return Analyse(Resource::Events, Connection, DSInfo, DSFilter, Bins, Options);
+}
+
+std::int32_t ParetoLibrary::VLXPAR_STATE(std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo,
+                                         std::span<std::int32_t> DSFilter,
+                                         const platform::ArrayRef& Bins, API_PAOptions& Options,
+                                         Work&) {
+  return Analyse(Resource::States, Connection, DSInfo, DSFilter, Bins, Options);
 }
 
 }  // namespace orvspc::engine

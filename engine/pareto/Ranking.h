@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "engine/pareto/Findings.h"
+#include "engine/pareto/Lookups.h"
+#include "engine/pareto/ParetoPlan.h"
+#include "platform/ParetoRecords.h"
+
+namespace orvspc::engine {
+
+// What a bin holds that is shown; tally is null for an empty one.
+struct RankedBin {
+  BinKeys keys{};
+  const Tally* tally = nullptr;
+  double value = 0.0, total = 0.0;
+  std::array<double, kMostLevels> percent{};  // in the order of the plan's levels
+};
+
+// Total of a bin: what its counts are a share of.
+using TotalOf = std::function<double(const BinKeys&)>;
+
+// Ranks the bins and cuts them to the number that was asked for.
+//   The items of the first level stand by the sum of their bins' values, inside each the items of
+//   the second level, then of the third, always descending; ties by name without case, then by
+//   identifier. Times stand in their order. Empty bins stand behind the others, those of times in
+//   their place.
+std::vector<RankedBin> Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies,
+                            Lookups& lookups, const TotalOf& total_of);
+
+// The bin in its wire form, apart from what only subgroups have.
+void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, API_PABin& out);
+
+// Bits of a bin's flag.
+inline constexpr std::int32_t kBinEmpty = 1, kBinHasPpk = 2, kBinHasYield = 4, kBinIsOpen = 8;
+
+}  // namespace orvspc::engine

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "engine/pareto/ParetoPlan.h"
+
+// What is counted, by the identifiers of a bin.
+namespace orvspc::engine {
+
+// The identifiers of a bin in the order of the plan's levels; the rest is 0.
+using BinKeys = std::array<std::int32_t, kMostLevels>;
+
+// One bin before it is ranked.
+struct Tally {
+  BinKeys keys{};
+  double amount = 0.0;         // as the accumulation tells
+  double weighted = 0.0;       // amounts times the weights of their codes
+  double records = 0.0;        // or defects, where values accumulate
+  double nonconforming = 0.0;  // units
+  std::int32_t newest_time = INT32_MIN, newest_subgroup = 0;
+  bool has_open = false;
+
+  void See(std::int32_t time, std::int32_t subgroup) {
+    if (std::pair(time, subgroup) < std::pair(newest_time, newest_subgroup)) return;
+    newest_time = time;
+    newest_subgroup = subgroup;
+  }
+  void Add(const Tally& other) {
+    amount += other.amount;
+    weighted += other.weighted;
+    records += other.records;
+    nonconforming += other.nonconforming;
+    has_open = has_open || other.has_open;
+    See(other.newest_time, other.newest_subgroup);
+  }
+};
+
+// What was inspected, by the identifiers that a subgroup has as a whole; those of its rows are 0.
+struct Ground {
+  BinKeys keys{};
+  double units = 0.0;
+  // The one (part, test) of all its subgroups, all of variable values; part 0: there is none yet.
+  std::int32_t part = 0, test = 0, newest_time = INT32_MIN;
+  bool one_variable = true;
+
+  void See(std::int32_t of_part, std::int32_t of_test, bool variable, std::int32_t time) {
+    if (!variable || (part != 0 && (part != of_part || test != of_test))) one_variable = false;
+    part = of_part;
+    test = of_test;
+    if (time > newest_time) newest_time = time;
+  }
+  void Add(const Ground& other) {
+    units += other.units;
+    one_variable = one_variable && other.one_variable;
+    See(other.part, other.test, other.one_variable, other.newest_time);
+  }
+};
+
+// Items by their keys, in the order in which they were first seen. A reference holds until the
+// next new item.
+template <class T>
+class KeyTable {
+ public:
+  std::size_t PlaceOf(const BinKeys& keys) {
+    if (latest_ < items_.size() && items_[latest_].keys == keys) return latest_;
+    if ((items_.size() + 1) * 2 > slots_.size()) Grow();
+    auto slot = Hash(keys) & (slots_.size() - 1);
+    for (; slots_[slot] != kFree; slot = (slot + 1) & (slots_.size() - 1)) {
+      if (items_[slots_[slot]].keys == keys) return latest_ = slots_[slot];
+    }
+    slots_[slot] = static_cast<std::uint32_t>(items_.size());
+    items_.emplace_back().keys = keys;
+    return latest_ = items_.size() - 1;
+  }
+  T& At(std::size_t place) { return items_[place]; }
+  T& Of(const BinKeys& keys) { return items_[PlaceOf(keys)]; }
+  // Null when it is not there.
+  const T* Find(const BinKeys& keys) const {
+    if (slots_.empty()) return nullptr;
+    for (auto slot = Hash(keys) & (slots_.size() - 1); slots_[slot] != kFree;
+         slot = (slot + 1) & (slots_.size() - 1)) {
+      if (items_[slots_[slot]].keys == keys) return &items_[slots_[slot]];
+    }
+    return nullptr;
+  }
+  const std::vector<T>& Items() const { return items_; }
+  void Merge(const KeyTable& other) {
+    for (const auto& item : other.items_) Of(item.keys).Add(item);
+  }
+
+ private:
+  static constexpr std::uint32_t kFree = UINT32_MAX;
+
+  static std::size_t Hash(const BinKeys& keys) {
+    std::uint64_t hash = 0;
+    for (const auto key : keys) {
+      hash = (hash ^ static_cast<std::uint32_t>(key)) * 0x9E3779B97F4A7C15u;
+      hash ^= hash >> 32;
+    }
+    return static_cast<std::size_t>(hash);
+  }
+  void Grow() {
+    slots_.assign(slots_.empty() ? 64 : slots_.size() * 2, kFree);
+    for (std::size_t i = 0; i < items_.size(); ++i) {
+      auto slot = Hash(items_[i].keys) & (slots_.size() - 1);
+      while (slots_[slot] != kFree) slot = (slot + 1) & (slots_.size() - 1);
+      slots_[slot] = static_cast<std::uint32_t>(i);
+    }
+  }
+
+  std::vector<T> items_;
+  std::vector<std::uint32_t> slots_;
+  std::size_t latest_ = 0;
+};
+
+// A value for each identifier; one for all that are not there.
+template <class T>
+class IdTable {
+ public:
+  explicit IdTable(T fallback = {}) : fallback_(fallback) {}
+  // The first value that is set for an identifier stays.
+  void Set(std::int32_t id, T value) {
+    if (id < 0 || id >= kMostDense) {
+      far_.emplace(id, value);
+      return;
+    }
+    const auto place = static_cast<std::size_t>(id);
+    if (place >= dense_.size()) {
+      dense_.resize(place + 1, fallback_);
+      is_set_.resize(place + 1, false);
+    }
+    if (is_set_[place]) return;
+    dense_[place] = value;
+    is_set_[place] = true;
+  }
+  T Of(std::int32_t id) const {
+    if (static_cast<std::size_t>(static_cast<std::uint32_t>(id)) < dense_.size()) {
+      return dense_[static_cast<std::size_t>(id)];
+    }
+    if (far_.empty()) return fallback_;
+    const auto found = far_.find(id);
+    return found == far_.end() ? fallback_ : found->second;
+  }
+
+ private:
+  static constexpr std::int32_t kMostDense = 1 << 24;  // identifiers count up from 1
+
+  T fallback_;
+  std::vector<T> dense_;
+  std::vector<bool> is_set_;
+  std::unordered_map<std::int32_t, T> far_;
+};
+
+}  // namespace orvspc::engine

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "engine/pareto/Findings.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+template <class Record>
+BinKeys KeysOf(const ParetoPlan& plan, std::vector<KeyReader>& readers, const Record& record,
+               std::int32_t Record::*BinKind::*member) {
+  BinKeys keys{};
+  for (std::size_t i = 0; i < readers.size(); ++i) {
+    keys[i] = readers[i].KeyOf(record.*(plan.levels[i].kind->*member));
+  }
+  return keys;
+}
+
+void Add(Tally& tally, double amount, double factor) {
+  tally.amount += amount;
+  tally.weighted += amount * factor;
+  tally.records += 1.0;
+}
+
+bool BinsBy(const ParetoPlan& plan, std::initializer_list<std::int32_t> types) {
+  return std::any_of(plan.levels.begin(), plan.levels.end(), [&](const ParetoLevel& level) {
+    return std::find(types.begin(), types.end(), level.kind->type) != types.end();
+  });
+}
+
+double Between(std::int64_t from, std::optional<std::int64_t> to) {
+  return to ? static_cast<double>(std::max<std::int64_t>(*to - from, 0)) : 0.0;
+}
+
+double AmountOf(Accumulation accumulation, const EventRow& event, std::int64_t window_end) {
+  switch (accumulation) {
+    case Accumulation::EventTime: {
+      auto end = event.finish;
+      if (!end) end = event.cac_time;
+      if (!end) end = event.acc_time;
+      return Between(event.time, end ? *end : window_end);
+    }
+    case Accumulation::AccTime:
+      return Between(event.time, event.acc_time);
+    case Accumulation::CacTime:
+      return Between(event.time, event.cac_time);
+    default:
+      return 1.0;
+  }
+}
+
+}  // namespace
+
+Findings CountEvents(const ParetoPlan& plan, std::span<const EventRow> events,
+                     const Lookups& lookups, std::int64_t window_end) {
+  // An event may have two codes with a weight: that of the code that is binned by counts, else that
+  // of the cause, else that of what was done.
+  const bool by_cause = BinsBy(plan, {paBinTypeACC, paBinTypeAcgp});
+  const bool by_action = !by_cause && BinsBy(plan, {paBinTypeCAC, paBinTypeCagp});
+  const auto factor_of = [&](const EventRow& event) {
+    const bool action = by_action || (!by_cause && event.acc == 0);
+    return action ? lookups.CacFactors().Of(event.cac) : lookups.AccFactors().Of(event.acc);
+  };
+  Findings findings;
+  auto readers = lookups.Readers();
+  for (const auto& event : events) {
+    auto& tally = findings.tallies.Of(KeysOf(plan, readers, event, &BinKind::of_event));
+    Add(tally, AmountOf(plan.accumulation, event, window_end), factor_of(event));
+    if (!event.finish && !event.cac_time && !event.acc_time) tally.has_open = true;
+  }
+  return findings;
+}
+
+Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries,
+                     const Lookups& lookups) {
+  const auto amount_of = [&](const StateEntry& entry) {
+    switch (plan.accumulation) {
+      case Accumulation::EventTime:
+        return entry.seconds;
+      // A state has neither code, so neither time.
+      case Accumulation::AccTime:
+      case Accumulation::CacTime:
+        return 0.0;
+      default:
+        return 1.0;
+    }
+  };
+  Findings findings;
+  auto readers = lookups.Readers();
+  for (const auto& entry : entries) {
+    Add(findings.tallies.Of(KeysOf(plan, readers, entry, &BinKind::of_state)), amount_of(entry),
+        lookups.StateFactors().Of(entry.state));
+  }
+  return findings;
+}
+
+}  // namespace orvspc::engine
