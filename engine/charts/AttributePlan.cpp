@@ -42,6 +42,13 @@ std::int32_t BestGuess(const AttributeShape& shape) {
 
 }  // namespace
 
+bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
+  if (chart_word == 0) return true;
+  const auto* const made_from = ChartOf((chart_word >> 8) & 15);
+  return made_from != nullptr && made_from->defectives == chart.defectives &&
+         made_from->per_opportunity == chart.per_opportunity;
+}
+
 bool IsAttributeWord(std::int32_t chart_word) {
   const auto graph1 = (chart_word >> 8) & 15;
   return (chart_word & ~0xFFF) == 0 && (graph1 == 0 || ChartOf(graph1) != nullptr) &&

@@ -39,6 +39,10 @@ struct AttributePlan {
   bool IsWeighted() const { return cusum || ewma != EwmaKind::None; }
 };
 
+// Whether the mean of limits made from the chart of that word is the rate of this chart: a share, a
+// rate a unit or one an opportunity. A word of 0 is not known and serves.
+bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word);
+
 // False for a word that the attribute road does not know.
 bool IsAttributeWord(std::int32_t chart_word);
 

@@ -54,7 +54,7 @@ std::int32_t AttributeRun::Process(Store& store, API_DSInfo& info,
   table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
-  rows_.Load(store, true);
+  rows_.Load(store, true, [&](std::int32_t word) { return SuitsRate(*plan_.chart, word); });
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();

@@ -71,7 +71,7 @@ bool RunRows::Select(Store& store, API_DSInfo& info, std::span<const std::int32_
   return true;
 }
 
-void RunRows::Load(Store& store, bool attributes) {
+void RunRows::Load(Store& store, bool attributes, const std::function<bool(std::int32_t)>& suits) {
   const auto streams = table_.Streams();
   ConvertRules(store.Rules(), rules_);
   streams_.resize(streams.size());
@@ -82,6 +82,9 @@ void RunRows::Load(Store& store, bool attributes) {
     rows.specs = store.SpecLimits(stream.part, stream.test);
     SortByTime(rows.specs);
     rows.limits = store.ControlLimits(stream.part, stream.process, stream.test);
+    rows.unsuited_limits = std::erase_if(rows.limits, [&](const ControlLimit& limit) {
+                             return !suits(limit.chart_word);
+                           }) != 0;
     SortForProcess(rows.limits);
     any_limits = any_limits || !rows.limits.empty();
     if (!attributes) continue;
@@ -279,6 +282,8 @@ void RunRows::TellNotes(Store& store, std::size_t stream) const {
   const auto tell = [&](bool when, const char* code, const char* text) {
     if (when) AddNote(code, text, store.StreamName(of.part, of.process, of.test));
   };
+  tell(streams_[stream].unsuited_limits, "limits-unsuited",
+       "Stored control limits that were made from another kind of chart are not used.");
   tell(streams_[stream].limits_change, "limits-changed",
        "The control limits in force changed inside the chart.");
   tell(streams_[stream].specs_change, "specification-changed",

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -30,14 +31,16 @@ class RunRows {
     std::vector<API_CCDefOpp> opportunities;
     std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
     bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
+    bool unsuited_limits = false;  // some were left out
   };
 
   // test_types: bits of TestTypes. False when there is nothing: a failure, which the store keeps,
   // or no subgroup, which becomes a note with these words.
   bool Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
               std::int32_t test_types, const char* nothing);
-  // Everything of the streams of the table; opportunities only for attributes.
-  void Load(Store& store, bool attributes);
+  // Everything of the streams of the table; opportunities only for attributes. Stored limits are
+  // taken where `suits` says so of the chart word that they were made from, 0 for not known.
+  void Load(Store& store, bool attributes, const std::function<bool(std::int32_t)>& suits);
   // Forgets all. Storage of a small run is kept for the next.
   void Clear();
 

@@ -294,6 +294,33 @@ TEST(AttributeRun, AStoredRateThatIsNoShareHasNoLimits) {
   EXPECT_FALSE(std::isnan(p.cucl[0]));
 }
 
+TEST(AttributeRun, AStoredRateServesTheChartsOfItsKind) {
+  auto store = StoreOf({{30, 100}, {5, 100}}, ttDefects);
+  store.Opportunity(4);
+  const struct {
+    std::int32_t made_from;
+    std::vector<std::int32_t> served;
+  } rows[] = {
+      {kU, {kU, kC}},
+      {kC, {kU, kC}},
+      {kPpm, {kP, kNp, kPpt, kPpm}},
+      {kDpto, {kDpto, kDpmo}},
+      {0, {std::begin(kEvery), std::end(kEvery)}},
+  };
+  for (const auto& row : rows) {
+    store.limits.clear();
+    store.Limit(0.25, 0.0, 0.0, 0, 1, row.made_from);
+    for (const auto word : kEvery) {
+      TakeNotes();
+      const auto chart = MakeAttribute(store, word);
+      const bool serves = std::count(row.served.begin(), row.served.end(), word) != 0;
+      EXPECT_EQ(chart.limits.size(), serves ? 1U : 0U) << row.made_from << ' ' << word;
+      EXPECT_EQ(chart.graphs.at(0).cl[0] != chart.graphs.at(0).ccl[0], serves) << word;
+      EXPECT_EQ(HasNote(TakeNotes(), "limits-unsuited"), !serves) << word;
+    }
+  }
+}
+
 TEST(AttributeRun, AChangeOfTheStoredRateBeginsRunsAnewAndIsNoted) {
   std::vector<Sampled> samples(18, Sampled{6, 100});
   samples.push_back({0, 100});
