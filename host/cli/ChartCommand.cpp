@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/ChartCommand.h"
 
+#include <charconv>
 #include <optional>
 #include <ostream>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/Selection.h"
 #include "host/render/Html.h"
+#include "host/render/Numbers.h"
 #include "host/render/Svg.h"
 #include "host/render/Terminal.h"
 
@@ -31,7 +33,9 @@ std::optional<double> Percentage(const Arguments& arguments, const std::string& 
   const auto text = arguments.Value(name);
   if (!text) return std::nullopt;
   double value = 0.0;
-  if (!ParseDouble(*text, value) || !(value >= 0.0 && value <= most)) {
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+  if (error != std::errc() || end != text->data() + text->size() ||
+      !(value >= 0.0 && value <= most)) {
     throw Misuse("--" + name + " takes a percentage from 0 to " + Significant(most, 3) +
                  ", not \"" + *text + "\"");
   }

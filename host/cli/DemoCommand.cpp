@@ -2,11 +2,13 @@
 #include <filesystem>
 #include <ostream>
 #include <system_error>
+#include <utility>
 
 #include "engine/store/Catalogue.h"
 #include "engine/store/Import.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/Samples.h"
+#include "host/cli/demo_capability.h"
 #include "host/render/Html.h"
 #include "host/render/Svg.h"
 #include "host/render/Terminal.h"
@@ -46,11 +48,34 @@ constexpr Picture kPictures[] = {
      "limits of its own.",
      "Ring", ccGraph1XBar, ccGraph2Range, ccGroupByProcess,
      "--graph1 xbar --graph2 range --group-by process"},
+    {"purchase-orders-p", "Share of defectives where sizes differ",
+     "Purchase orders with an error, 25 weeks of 80 to 120 orders (Montgomery, Table 7.4).",
+     "Purchase order", ccGraph1P, ccGraph2None, ccGroupByNone, "--graph1 p"},
+    {"purchase-orders-ppt", "Defectives in a thousand", "The same orders, scaled.",
+     "Purchase order", ccGraph1Ppt, ccGraph2None, ccGroupByNone, "--graph1 ppt"},
+    {"purchase-orders-ppm", "Defectives in a million", "The same orders, scaled.", "Purchase order",
+     ccGraph1Ppm, ccGraph2None, ccGroupByNone, "--graph1 ppm"},
+    {"juice-cans-np", "Number of defectives",
+     "Leaking juice cans in 30 samples of 50 (Montgomery, Table 7.1).", "Juice can", ccGraph1Np,
+     ccGraph2None, ccGroupByNone, "--graph1 np"},
+    {"circuit-boards-c", "Number of defects, limits stored from the first 26 samples",
+     "Nonconformities of 46 samples of 100 circuit boards (Montgomery, Example 7.3).",
+     "Circuit board", ccGraph1C, ccGraph2None, ccGroupByNone, "--graph1 c"},
+    {"circuit-boards-dpto", "Defects in a thousand opportunities",
+     "The same boards, with a made-up 250 opportunities for a defect on each.", "Circuit board",
+     ccGraph1Dpto, ccGraph2None, ccGroupByNone, "--graph1 dpto"},
+    {"circuit-boards-dpmo", "Defects in a million opportunities",
+     "The same boards, with a made-up 250 opportunities for a defect on each.", "Circuit board",
+     ccGraph1Dpmo, ccGraph2None, ccGroupByNone, "--graph1 dpmo"},
+    {"radiators-u", "Defects a unit where sizes differ",
+     "Leaks in 18 lots of 32 to 58 radiators (Wheeler, Understanding Statistical Process Control).",
+     "Radiator", ccGraph1U, ccGraph2None, ccGroupByNone, "--graph1 u"},
 };
 
 engine::ImportKind KindOf(const std::string& file) {
   if (file.find("control-limits") != std::string::npos) return engine::ImportKind::ControlLimits;
   if (file.find("specification-limits") != std::string::npos) return engine::ImportKind::Limits;
+  if (file.find("opportunities") != std::string::npos) return engine::ImportKind::Opportunities;
   return engine::ImportKind::Values;
 }
 
@@ -135,6 +160,11 @@ int Run(const Arguments& arguments, Console& console) {
     commands += "  " + ShellWord(ProgramPath()) + " chart --db " + ShellWord(path) + " --part \"" +
                 picture.part + "\" " + picture.options + " --max 100\n";
     if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
+  }
+  for (auto& capability : DrawCapabilityDemo(database, folder)) {
+    entries.push_back(std::move(capability.entry));
+    commands += "  " + ShellWord(ProgramPath()) + " capability --db " + ShellWord(path) + " " +
+                capability.options + "\n";
   }
   const std::string index = (folder / "index.html").string();
   WriteFile(index,

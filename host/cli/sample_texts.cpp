@@ -6,6 +6,162 @@ namespace orvspc::host {
 
 const std::vector<Sample>& Samples() {
   static const std::vector<Sample> samples = {
+      {"bottle-strength.csv", R"csv(part,process,test,subgroup,time,value
+Bottle,Pressure test,Bursting strength,1,2024-03-18T08:00:00,265
+Bottle,Pressure test,Bursting strength,1,2024-03-18T08:00:00,205
+Bottle,Pressure test,Bursting strength,1,2024-03-18T08:00:00,263
+Bottle,Pressure test,Bursting strength,1,2024-03-18T08:00:00,307
+Bottle,Pressure test,Bursting strength,1,2024-03-18T08:00:00,220
+Bottle,Pressure test,Bursting strength,2,2024-03-18T09:00:00,268
+Bottle,Pressure test,Bursting strength,2,2024-03-18T09:00:00,260
+Bottle,Pressure test,Bursting strength,2,2024-03-18T09:00:00,234
+Bottle,Pressure test,Bursting strength,2,2024-03-18T09:00:00,299
+Bottle,Pressure test,Bursting strength,2,2024-03-18T09:00:00,215
+Bottle,Pressure test,Bursting strength,3,2024-03-18T10:00:00,197
+Bottle,Pressure test,Bursting strength,3,2024-03-18T10:00:00,286
+Bottle,Pressure test,Bursting strength,3,2024-03-18T10:00:00,274
+Bottle,Pressure test,Bursting strength,3,2024-03-18T10:00:00,243
+Bottle,Pressure test,Bursting strength,3,2024-03-18T10:00:00,231
+Bottle,Pressure test,Bursting strength,4,2024-03-18T11:00:00,267
+Bottle,Pressure test,Bursting strength,4,2024-03-18T11:00:00,281
+Bottle,Pressure test,Bursting strength,4,2024-03-18T11:00:00,265
+Bottle,Pressure test,Bursting strength,4,2024-03-18T11:00:00,214
+Bottle,Pressure test,Bursting strength,4,2024-03-18T11:00:00,318
+Bottle,Pressure test,Bursting strength,5,2024-03-18T12:00:00,346
+Bottle,Pressure test,Bursting strength,5,2024-03-18T12:00:00,317
+Bottle,Pressure test,Bursting strength,5,2024-03-18T12:00:00,242
+Bottle,Pressure test,Bursting strength,5,2024-03-18T12:00:00,258
+Bottle,Pressure test,Bursting strength,5,2024-03-18T12:00:00,276
+Bottle,Pressure test,Bursting strength,6,2024-03-18T13:00:00,300
+Bottle,Pressure test,Bursting strength,6,2024-03-18T13:00:00,208
+Bottle,Pressure test,Bursting strength,6,2024-03-18T13:00:00,187
+Bottle,Pressure test,Bursting strength,6,2024-03-18T13:00:00,264
+Bottle,Pressure test,Bursting strength,6,2024-03-18T13:00:00,271
+Bottle,Pressure test,Bursting strength,7,2024-03-18T14:00:00,280
+Bottle,Pressure test,Bursting strength,7,2024-03-18T14:00:00,242
+Bottle,Pressure test,Bursting strength,7,2024-03-18T14:00:00,260
+Bottle,Pressure test,Bursting strength,7,2024-03-18T14:00:00,321
+Bottle,Pressure test,Bursting strength,7,2024-03-18T14:00:00,228
+Bottle,Pressure test,Bursting strength,8,2024-03-18T15:00:00,250
+Bottle,Pressure test,Bursting strength,8,2024-03-18T15:00:00,299
+Bottle,Pressure test,Bursting strength,8,2024-03-18T15:00:00,258
+Bottle,Pressure test,Bursting strength,8,2024-03-18T15:00:00,267
+Bottle,Pressure test,Bursting strength,8,2024-03-18T15:00:00,293
+Bottle,Pressure test,Bursting strength,9,2024-03-18T16:00:00,265
+Bottle,Pressure test,Bursting strength,9,2024-03-18T16:00:00,254
+Bottle,Pressure test,Bursting strength,9,2024-03-18T16:00:00,281
+Bottle,Pressure test,Bursting strength,9,2024-03-18T16:00:00,294
+Bottle,Pressure test,Bursting strength,9,2024-03-18T16:00:00,223
+Bottle,Pressure test,Bursting strength,10,2024-03-18T17:00:00,260
+Bottle,Pressure test,Bursting strength,10,2024-03-18T17:00:00,308
+Bottle,Pressure test,Bursting strength,10,2024-03-18T17:00:00,235
+Bottle,Pressure test,Bursting strength,10,2024-03-18T17:00:00,283
+Bottle,Pressure test,Bursting strength,10,2024-03-18T17:00:00,277
+Bottle,Pressure test,Bursting strength,11,2024-03-18T18:00:00,200
+Bottle,Pressure test,Bursting strength,11,2024-03-18T18:00:00,235
+Bottle,Pressure test,Bursting strength,11,2024-03-18T18:00:00,246
+Bottle,Pressure test,Bursting strength,11,2024-03-18T18:00:00,328
+Bottle,Pressure test,Bursting strength,11,2024-03-18T18:00:00,296
+Bottle,Pressure test,Bursting strength,12,2024-03-18T19:00:00,276
+Bottle,Pressure test,Bursting strength,12,2024-03-18T19:00:00,264
+Bottle,Pressure test,Bursting strength,12,2024-03-18T19:00:00,269
+Bottle,Pressure test,Bursting strength,12,2024-03-18T19:00:00,235
+Bottle,Pressure test,Bursting strength,12,2024-03-18T19:00:00,290
+Bottle,Pressure test,Bursting strength,13,2024-03-18T20:00:00,221
+Bottle,Pressure test,Bursting strength,13,2024-03-18T20:00:00,176
+Bottle,Pressure test,Bursting strength,13,2024-03-18T20:00:00,248
+Bottle,Pressure test,Bursting strength,13,2024-03-18T20:00:00,263
+Bottle,Pressure test,Bursting strength,13,2024-03-18T20:00:00,231
+Bottle,Pressure test,Bursting strength,14,2024-03-18T21:00:00,334
+Bottle,Pressure test,Bursting strength,14,2024-03-18T21:00:00,280
+Bottle,Pressure test,Bursting strength,14,2024-03-18T21:00:00,265
+Bottle,Pressure test,Bursting strength,14,2024-03-18T21:00:00,272
+Bottle,Pressure test,Bursting strength,14,2024-03-18T21:00:00,283
+Bottle,Pressure test,Bursting strength,15,2024-03-18T22:00:00,265
+Bottle,Pressure test,Bursting strength,15,2024-03-18T22:00:00,262
+Bottle,Pressure test,Bursting strength,15,2024-03-18T22:00:00,271
+Bottle,Pressure test,Bursting strength,15,2024-03-18T22:00:00,245
+Bottle,Pressure test,Bursting strength,15,2024-03-18T22:00:00,301
+Bottle,Pressure test,Bursting strength,16,2024-03-18T23:00:00,280
+Bottle,Pressure test,Bursting strength,16,2024-03-18T23:00:00,274
+Bottle,Pressure test,Bursting strength,16,2024-03-18T23:00:00,253
+Bottle,Pressure test,Bursting strength,16,2024-03-18T23:00:00,287
+Bottle,Pressure test,Bursting strength,16,2024-03-18T23:00:00,258
+Bottle,Pressure test,Bursting strength,17,2024-03-19T00:00:00,261
+Bottle,Pressure test,Bursting strength,17,2024-03-19T00:00:00,248
+Bottle,Pressure test,Bursting strength,17,2024-03-19T00:00:00,260
+Bottle,Pressure test,Bursting strength,17,2024-03-19T00:00:00,274
+Bottle,Pressure test,Bursting strength,17,2024-03-19T00:00:00,337
+Bottle,Pressure test,Bursting strength,18,2024-03-19T01:00:00,250
+Bottle,Pressure test,Bursting strength,18,2024-03-19T01:00:00,278
+Bottle,Pressure test,Bursting strength,18,2024-03-19T01:00:00,254
+Bottle,Pressure test,Bursting strength,18,2024-03-19T01:00:00,274
+Bottle,Pressure test,Bursting strength,18,2024-03-19T01:00:00,275
+Bottle,Pressure test,Bursting strength,19,2024-03-19T02:00:00,278
+Bottle,Pressure test,Bursting strength,19,2024-03-19T02:00:00,250
+Bottle,Pressure test,Bursting strength,19,2024-03-19T02:00:00,265
+Bottle,Pressure test,Bursting strength,19,2024-03-19T02:00:00,270
+Bottle,Pressure test,Bursting strength,19,2024-03-19T02:00:00,298
+Bottle,Pressure test,Bursting strength,20,2024-03-19T03:00:00,257
+Bottle,Pressure test,Bursting strength,20,2024-03-19T03:00:00,210
+Bottle,Pressure test,Bursting strength,20,2024-03-19T03:00:00,280
+Bottle,Pressure test,Bursting strength,20,2024-03-19T03:00:00,269
+Bottle,Pressure test,Bursting strength,20,2024-03-19T03:00:00,251
+)csv"},
+      {"circuit-boards.csv", R"csv(part,process,test,subgroup,time,count,size,test-type
+Circuit board,Assembly,Nonconformities,1,2024-03-04T06:00:00,21,100,defects
+Circuit board,Assembly,Nonconformities,2,2024-03-04T10:00:00,24,100,defects
+Circuit board,Assembly,Nonconformities,3,2024-03-04T14:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,4,2024-03-04T18:00:00,12,100,defects
+Circuit board,Assembly,Nonconformities,5,2024-03-04T22:00:00,15,100,defects
+Circuit board,Assembly,Nonconformities,6,2024-03-05T02:00:00,5,100,defects
+Circuit board,Assembly,Nonconformities,7,2024-03-05T06:00:00,28,100,defects
+Circuit board,Assembly,Nonconformities,8,2024-03-05T10:00:00,20,100,defects
+Circuit board,Assembly,Nonconformities,9,2024-03-05T14:00:00,31,100,defects
+Circuit board,Assembly,Nonconformities,10,2024-03-05T18:00:00,25,100,defects
+Circuit board,Assembly,Nonconformities,11,2024-03-05T22:00:00,20,100,defects
+Circuit board,Assembly,Nonconformities,12,2024-03-06T02:00:00,24,100,defects
+Circuit board,Assembly,Nonconformities,13,2024-03-06T06:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,14,2024-03-06T10:00:00,19,100,defects
+Circuit board,Assembly,Nonconformities,15,2024-03-06T14:00:00,10,100,defects
+Circuit board,Assembly,Nonconformities,16,2024-03-06T18:00:00,17,100,defects
+Circuit board,Assembly,Nonconformities,17,2024-03-06T22:00:00,13,100,defects
+Circuit board,Assembly,Nonconformities,18,2024-03-07T02:00:00,22,100,defects
+Circuit board,Assembly,Nonconformities,19,2024-03-07T06:00:00,18,100,defects
+Circuit board,Assembly,Nonconformities,20,2024-03-07T10:00:00,39,100,defects
+Circuit board,Assembly,Nonconformities,21,2024-03-07T14:00:00,30,100,defects
+Circuit board,Assembly,Nonconformities,22,2024-03-07T18:00:00,24,100,defects
+Circuit board,Assembly,Nonconformities,23,2024-03-07T22:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,24,2024-03-08T02:00:00,19,100,defects
+Circuit board,Assembly,Nonconformities,25,2024-03-08T06:00:00,17,100,defects
+Circuit board,Assembly,Nonconformities,26,2024-03-08T10:00:00,15,100,defects
+Circuit board,Assembly,Nonconformities,27,2024-03-08T14:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,28,2024-03-08T18:00:00,18,100,defects
+Circuit board,Assembly,Nonconformities,29,2024-03-08T22:00:00,12,100,defects
+Circuit board,Assembly,Nonconformities,30,2024-03-09T02:00:00,15,100,defects
+Circuit board,Assembly,Nonconformities,31,2024-03-09T06:00:00,24,100,defects
+Circuit board,Assembly,Nonconformities,32,2024-03-09T10:00:00,21,100,defects
+Circuit board,Assembly,Nonconformities,33,2024-03-09T14:00:00,28,100,defects
+Circuit board,Assembly,Nonconformities,34,2024-03-09T18:00:00,20,100,defects
+Circuit board,Assembly,Nonconformities,35,2024-03-09T22:00:00,25,100,defects
+Circuit board,Assembly,Nonconformities,36,2024-03-10T02:00:00,19,100,defects
+Circuit board,Assembly,Nonconformities,37,2024-03-10T06:00:00,18,100,defects
+Circuit board,Assembly,Nonconformities,38,2024-03-10T10:00:00,21,100,defects
+Circuit board,Assembly,Nonconformities,39,2024-03-10T14:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,40,2024-03-10T18:00:00,22,100,defects
+Circuit board,Assembly,Nonconformities,41,2024-03-10T22:00:00,19,100,defects
+Circuit board,Assembly,Nonconformities,42,2024-03-11T02:00:00,12,100,defects
+Circuit board,Assembly,Nonconformities,43,2024-03-11T06:00:00,14,100,defects
+Circuit board,Assembly,Nonconformities,44,2024-03-11T10:00:00,9,100,defects
+Circuit board,Assembly,Nonconformities,45,2024-03-11T14:00:00,16,100,defects
+Circuit board,Assembly,Nonconformities,46,2024-03-11T18:00:00,21,100,defects
+)csv"},
+      {"circuit-control-limits.csv", R"csv(part,process,test,mean,start,finish,chart-word
+Circuit board,Assembly,Nonconformities,0.1984615385,2024-03-04T06:00:00,2024-03-08T10:00:00,0xE00
+)csv"},
+      {"circuit-opportunities.csv", R"csv(part,test,opportunities
+Circuit board,Nonconformities,250
+)csv"},
       {"flow-rate.csv", R"csv(part,process,test,subgroup,time,value
 Reactor feed,Line 1,Flow rate,Batch 1,2024-03-04T00:00:00,49.6
 Reactor feed,Line 1,Flow rate,Batch 2,2024-03-05T00:00:00,47.6
@@ -248,6 +404,38 @@ Wafer,Hard bake,Flow width,45,2024-03-06T04:00:00,1.7915
 Wafer,Hard bake,Flow width,45,2024-03-06T04:00:00,1.6744
 Wafer,Hard bake,Flow width,45,2024-03-06T04:00:00,1.9404
 )csv"},
+      {"juice-cans.csv", R"csv(part,process,test,subgroup,time,count,size,test-type
+Juice can,Canning,Leaking seam,1,2024-03-04T08:00:00,12,50,defectives
+Juice can,Canning,Leaking seam,2,2024-03-04T08:30:00,15,50,defectives
+Juice can,Canning,Leaking seam,3,2024-03-04T09:00:00,8,50,defectives
+Juice can,Canning,Leaking seam,4,2024-03-04T09:30:00,10,50,defectives
+Juice can,Canning,Leaking seam,5,2024-03-04T10:00:00,4,50,defectives
+Juice can,Canning,Leaking seam,6,2024-03-04T10:30:00,7,50,defectives
+Juice can,Canning,Leaking seam,7,2024-03-04T11:00:00,16,50,defectives
+Juice can,Canning,Leaking seam,8,2024-03-04T11:30:00,9,50,defectives
+Juice can,Canning,Leaking seam,9,2024-03-04T12:00:00,14,50,defectives
+Juice can,Canning,Leaking seam,10,2024-03-04T12:30:00,10,50,defectives
+Juice can,Canning,Leaking seam,11,2024-03-04T13:00:00,5,50,defectives
+Juice can,Canning,Leaking seam,12,2024-03-04T13:30:00,6,50,defectives
+Juice can,Canning,Leaking seam,13,2024-03-04T14:00:00,17,50,defectives
+Juice can,Canning,Leaking seam,14,2024-03-04T14:30:00,12,50,defectives
+Juice can,Canning,Leaking seam,15,2024-03-04T15:00:00,22,50,defectives
+Juice can,Canning,Leaking seam,16,2024-03-04T15:30:00,8,50,defectives
+Juice can,Canning,Leaking seam,17,2024-03-04T16:00:00,10,50,defectives
+Juice can,Canning,Leaking seam,18,2024-03-04T16:30:00,5,50,defectives
+Juice can,Canning,Leaking seam,19,2024-03-04T17:00:00,13,50,defectives
+Juice can,Canning,Leaking seam,20,2024-03-04T17:30:00,11,50,defectives
+Juice can,Canning,Leaking seam,21,2024-03-04T18:00:00,20,50,defectives
+Juice can,Canning,Leaking seam,22,2024-03-04T18:30:00,18,50,defectives
+Juice can,Canning,Leaking seam,23,2024-03-04T19:00:00,24,50,defectives
+Juice can,Canning,Leaking seam,24,2024-03-04T19:30:00,15,50,defectives
+Juice can,Canning,Leaking seam,25,2024-03-04T20:00:00,9,50,defectives
+Juice can,Canning,Leaking seam,26,2024-03-04T20:30:00,12,50,defectives
+Juice can,Canning,Leaking seam,27,2024-03-04T21:00:00,7,50,defectives
+Juice can,Canning,Leaking seam,28,2024-03-04T21:30:00,13,50,defectives
+Juice can,Canning,Leaking seam,29,2024-03-04T22:00:00,9,50,defectives
+Juice can,Canning,Leaking seam,30,2024-03-04T22:30:00,6,50,defectives
+)csv"},
       {"piston-rings.csv", R"csv(part,process,test,subgroup,time,value
 Piston ring,Forging,Inside diameter,1,2024-03-04T08:00:00,74.03
 Piston ring,Forging,Inside diameter,1,2024-03-04T08:00:00,74.002
@@ -363,8 +551,259 @@ Piston ring,Forging,Inside diameter,25,2024-03-05T08:00:00,73.995
 Piston ring,Forging,Inside diameter,25,2024-03-05T08:00:00,74.017
 Piston ring,Forging,Inside diameter,25,2024-03-05T08:00:00,74.013
 )csv"},
+      {"purchase-orders.csv", R"csv(part,process,test,subgroup,time,count,size,test-type
+Purchase order,Purchasing,Order with an error,1,2024-01-08T00:00:00,12,100,defectives
+Purchase order,Purchasing,Order with an error,2,2024-01-15T00:00:00,8,80,defectives
+Purchase order,Purchasing,Order with an error,3,2024-01-22T00:00:00,6,80,defectives
+Purchase order,Purchasing,Order with an error,4,2024-01-29T00:00:00,9,100,defectives
+Purchase order,Purchasing,Order with an error,5,2024-02-05T00:00:00,10,110,defectives
+Purchase order,Purchasing,Order with an error,6,2024-02-12T00:00:00,12,110,defectives
+Purchase order,Purchasing,Order with an error,7,2024-02-19T00:00:00,11,100,defectives
+Purchase order,Purchasing,Order with an error,8,2024-02-26T00:00:00,16,100,defectives
+Purchase order,Purchasing,Order with an error,9,2024-03-04T00:00:00,10,90,defectives
+Purchase order,Purchasing,Order with an error,10,2024-03-11T00:00:00,6,90,defectives
+Purchase order,Purchasing,Order with an error,11,2024-03-18T00:00:00,20,110,defectives
+Purchase order,Purchasing,Order with an error,12,2024-03-25T00:00:00,15,120,defectives
+Purchase order,Purchasing,Order with an error,13,2024-04-01T00:00:00,9,120,defectives
+Purchase order,Purchasing,Order with an error,14,2024-04-08T00:00:00,8,120,defectives
+Purchase order,Purchasing,Order with an error,15,2024-04-15T00:00:00,6,110,defectives
+Purchase order,Purchasing,Order with an error,16,2024-04-22T00:00:00,8,80,defectives
+Purchase order,Purchasing,Order with an error,17,2024-04-29T00:00:00,10,80,defectives
+Purchase order,Purchasing,Order with an error,18,2024-05-06T00:00:00,7,80,defectives
+Purchase order,Purchasing,Order with an error,19,2024-05-13T00:00:00,5,90,defectives
+Purchase order,Purchasing,Order with an error,20,2024-05-20T00:00:00,8,100,defectives
+Purchase order,Purchasing,Order with an error,21,2024-05-27T00:00:00,5,100,defectives
+Purchase order,Purchasing,Order with an error,22,2024-06-03T00:00:00,8,100,defectives
+Purchase order,Purchasing,Order with an error,23,2024-06-10T00:00:00,10,100,defectives
+Purchase order,Purchasing,Order with an error,24,2024-06-17T00:00:00,6,90,defectives
+Purchase order,Purchasing,Order with an error,25,2024-06-24T00:00:00,9,90,defectives
+)csv"},
+      {"radiators.csv", R"csv(part,process,test,subgroup,time,count,size,test-type
+Radiator,Soldering,Leaks,1,2024-06-03T00:00:00,14,39,defects
+Radiator,Soldering,Leaks,2,2024-06-04T00:00:00,4,45,defects
+Radiator,Soldering,Leaks,3,2024-06-05T00:00:00,5,46,defects
+Radiator,Soldering,Leaks,4,2024-06-06T00:00:00,13,48,defects
+Radiator,Soldering,Leaks,5,2024-06-07T00:00:00,6,40,defects
+Radiator,Soldering,Leaks,6,2024-06-08T00:00:00,2,58,defects
+Radiator,Soldering,Leaks,7,2024-06-09T00:00:00,4,50,defects
+Radiator,Soldering,Leaks,8,2024-06-10T00:00:00,11,50,defects
+Radiator,Soldering,Leaks,9,2024-06-11T00:00:00,8,50,defects
+Radiator,Soldering,Leaks,10,2024-06-12T00:00:00,10,50,defects
+Radiator,Soldering,Leaks,11,2024-06-13T00:00:00,3,32,defects
+Radiator,Soldering,Leaks,12,2024-06-14T00:00:00,11,50,defects
+Radiator,Soldering,Leaks,13,2024-06-15T00:00:00,1,33,defects
+Radiator,Soldering,Leaks,14,2024-06-16T00:00:00,3,50,defects
+Radiator,Soldering,Leaks,15,2024-06-17T00:00:00,6,50,defects
+Radiator,Soldering,Leaks,16,2024-06-18T00:00:00,8,50,defects
+Radiator,Soldering,Leaks,17,2024-06-19T00:00:00,5,50,defects
+Radiator,Soldering,Leaks,18,2024-06-20T00:00:00,2,50,defects
+)csv"},
+      {"shaft-run-out.csv", R"csv(part,process,test,subgroup,time,value
+Shaft,Grinding,Run-out,1,2024-03-25T06:00:00,7.7
+Shaft,Grinding,Run-out,1,2024-03-25T06:00:00,12.9
+Shaft,Grinding,Run-out,1,2024-03-25T06:00:00,8.2
+Shaft,Grinding,Run-out,1,2024-03-25T06:00:00,11.8
+Shaft,Grinding,Run-out,1,2024-03-25T06:00:00,8.2
+Shaft,Grinding,Run-out,2,2024-03-25T06:30:00,8.7
+Shaft,Grinding,Run-out,2,2024-03-25T06:30:00,9.1
+Shaft,Grinding,Run-out,2,2024-03-25T06:30:00,7.1
+Shaft,Grinding,Run-out,2,2024-03-25T06:30:00,14.4
+Shaft,Grinding,Run-out,2,2024-03-25T06:30:00,18.6
+Shaft,Grinding,Run-out,3,2024-03-25T07:00:00,13.1
+Shaft,Grinding,Run-out,3,2024-03-25T07:00:00,22.2
+Shaft,Grinding,Run-out,3,2024-03-25T07:00:00,8.5
+Shaft,Grinding,Run-out,3,2024-03-25T07:00:00,8.1
+Shaft,Grinding,Run-out,3,2024-03-25T07:00:00,11.1
+Shaft,Grinding,Run-out,4,2024-03-25T07:30:00,7.6
+Shaft,Grinding,Run-out,4,2024-03-25T07:30:00,14.1
+Shaft,Grinding,Run-out,4,2024-03-25T07:30:00,20.1
+Shaft,Grinding,Run-out,4,2024-03-25T07:30:00,18.9
+Shaft,Grinding,Run-out,4,2024-03-25T07:30:00,7.3
+Shaft,Grinding,Run-out,5,2024-03-25T08:00:00,10.0
+Shaft,Grinding,Run-out,5,2024-03-25T08:00:00,9.8
+Shaft,Grinding,Run-out,5,2024-03-25T08:00:00,6.8
+Shaft,Grinding,Run-out,5,2024-03-25T08:00:00,8.9
+Shaft,Grinding,Run-out,5,2024-03-25T08:00:00,13.6
+Shaft,Grinding,Run-out,6,2024-03-25T08:30:00,11.4
+Shaft,Grinding,Run-out,6,2024-03-25T08:30:00,8.2
+Shaft,Grinding,Run-out,6,2024-03-25T08:30:00,21.0
+Shaft,Grinding,Run-out,6,2024-03-25T08:30:00,7.5
+Shaft,Grinding,Run-out,6,2024-03-25T08:30:00,13.3
+Shaft,Grinding,Run-out,7,2024-03-25T09:00:00,13.4
+Shaft,Grinding,Run-out,7,2024-03-25T09:00:00,6.4
+Shaft,Grinding,Run-out,7,2024-03-25T09:00:00,17.1
+Shaft,Grinding,Run-out,7,2024-03-25T09:00:00,12.3
+Shaft,Grinding,Run-out,7,2024-03-25T09:00:00,20.2
+Shaft,Grinding,Run-out,8,2024-03-25T09:30:00,15.4
+Shaft,Grinding,Run-out,8,2024-03-25T09:30:00,7.7
+Shaft,Grinding,Run-out,8,2024-03-25T09:30:00,16.0
+Shaft,Grinding,Run-out,8,2024-03-25T09:30:00,7.9
+Shaft,Grinding,Run-out,8,2024-03-25T09:30:00,16.1
+Shaft,Grinding,Run-out,9,2024-03-25T10:00:00,21.3
+Shaft,Grinding,Run-out,9,2024-03-25T10:00:00,12.0
+Shaft,Grinding,Run-out,9,2024-03-25T10:00:00,13.9
+Shaft,Grinding,Run-out,9,2024-03-25T10:00:00,24.0
+Shaft,Grinding,Run-out,9,2024-03-25T10:00:00,10.0
+Shaft,Grinding,Run-out,10,2024-03-25T10:30:00,9.0
+Shaft,Grinding,Run-out,10,2024-03-25T10:30:00,25.9
+Shaft,Grinding,Run-out,10,2024-03-25T10:30:00,12.3
+Shaft,Grinding,Run-out,10,2024-03-25T10:30:00,14.5
+Shaft,Grinding,Run-out,10,2024-03-25T10:30:00,14.2
+Shaft,Grinding,Run-out,11,2024-03-25T11:00:00,9.9
+Shaft,Grinding,Run-out,11,2024-03-25T11:00:00,11.3
+Shaft,Grinding,Run-out,11,2024-03-25T11:00:00,13.2
+Shaft,Grinding,Run-out,11,2024-03-25T11:00:00,13.6
+Shaft,Grinding,Run-out,11,2024-03-25T11:00:00,11.9
+Shaft,Grinding,Run-out,12,2024-03-25T11:30:00,8.5
+Shaft,Grinding,Run-out,12,2024-03-25T11:30:00,14.7
+Shaft,Grinding,Run-out,12,2024-03-25T11:30:00,9.8
+Shaft,Grinding,Run-out,12,2024-03-25T11:30:00,22.7
+Shaft,Grinding,Run-out,12,2024-03-25T11:30:00,9.5
+Shaft,Grinding,Run-out,13,2024-03-25T12:00:00,16.6
+Shaft,Grinding,Run-out,13,2024-03-25T12:00:00,9.3
+Shaft,Grinding,Run-out,13,2024-03-25T12:00:00,23.7
+Shaft,Grinding,Run-out,13,2024-03-25T12:00:00,9.2
+Shaft,Grinding,Run-out,13,2024-03-25T12:00:00,13.4
+Shaft,Grinding,Run-out,14,2024-03-25T12:30:00,11.2
+Shaft,Grinding,Run-out,14,2024-03-25T12:30:00,8.9
+Shaft,Grinding,Run-out,14,2024-03-25T12:30:00,9.0
+Shaft,Grinding,Run-out,14,2024-03-25T12:30:00,9.5
+Shaft,Grinding,Run-out,14,2024-03-25T12:30:00,7.5
+Shaft,Grinding,Run-out,15,2024-03-25T13:00:00,19.9
+Shaft,Grinding,Run-out,15,2024-03-25T13:00:00,18.0
+Shaft,Grinding,Run-out,15,2024-03-25T13:00:00,7.5
+Shaft,Grinding,Run-out,15,2024-03-25T13:00:00,9.8
+Shaft,Grinding,Run-out,15,2024-03-25T13:00:00,9.4
+Shaft,Grinding,Run-out,16,2024-03-25T13:30:00,13.5
+Shaft,Grinding,Run-out,16,2024-03-25T13:30:00,24.6
+Shaft,Grinding,Run-out,16,2024-03-25T13:30:00,20.5
+Shaft,Grinding,Run-out,16,2024-03-25T13:30:00,12.2
+Shaft,Grinding,Run-out,16,2024-03-25T13:30:00,15.5
+Shaft,Grinding,Run-out,17,2024-03-25T14:00:00,19.7
+Shaft,Grinding,Run-out,17,2024-03-25T14:00:00,24.1
+Shaft,Grinding,Run-out,17,2024-03-25T14:00:00,7.9
+Shaft,Grinding,Run-out,17,2024-03-25T14:00:00,12.9
+Shaft,Grinding,Run-out,17,2024-03-25T14:00:00,6.1
+Shaft,Grinding,Run-out,18,2024-03-25T14:30:00,11.2
+Shaft,Grinding,Run-out,18,2024-03-25T14:30:00,9.1
+Shaft,Grinding,Run-out,18,2024-03-25T14:30:00,8.2
+Shaft,Grinding,Run-out,18,2024-03-25T14:30:00,13.8
+Shaft,Grinding,Run-out,18,2024-03-25T14:30:00,8.2
+Shaft,Grinding,Run-out,19,2024-03-25T15:00:00,10.5
+Shaft,Grinding,Run-out,19,2024-03-25T15:00:00,14.6
+Shaft,Grinding,Run-out,19,2024-03-25T15:00:00,16.1
+Shaft,Grinding,Run-out,19,2024-03-25T15:00:00,15.7
+Shaft,Grinding,Run-out,19,2024-03-25T15:00:00,16.3
+Shaft,Grinding,Run-out,20,2024-03-25T15:30:00,20.7
+Shaft,Grinding,Run-out,20,2024-03-25T15:30:00,23.4
+Shaft,Grinding,Run-out,20,2024-03-25T15:30:00,7.9
+Shaft,Grinding,Run-out,20,2024-03-25T15:30:00,9.3
+Shaft,Grinding,Run-out,20,2024-03-25T15:30:00,9.2
+Shaft,Grinding,Run-out,21,2024-03-25T16:00:00,21.7
+Shaft,Grinding,Run-out,21,2024-03-25T16:00:00,13.0
+Shaft,Grinding,Run-out,21,2024-03-25T16:00:00,18.7
+Shaft,Grinding,Run-out,21,2024-03-25T16:00:00,8.8
+Shaft,Grinding,Run-out,21,2024-03-25T16:00:00,12.7
+Shaft,Grinding,Run-out,22,2024-03-25T16:30:00,11.7
+Shaft,Grinding,Run-out,22,2024-03-25T16:30:00,13.0
+Shaft,Grinding,Run-out,22,2024-03-25T16:30:00,19.4
+Shaft,Grinding,Run-out,22,2024-03-25T16:30:00,11.9
+Shaft,Grinding,Run-out,22,2024-03-25T16:30:00,16.0
+Shaft,Grinding,Run-out,23,2024-03-25T17:00:00,10.5
+Shaft,Grinding,Run-out,23,2024-03-25T17:00:00,27.9
+Shaft,Grinding,Run-out,23,2024-03-25T17:00:00,9.9
+Shaft,Grinding,Run-out,23,2024-03-25T17:00:00,10.3
+Shaft,Grinding,Run-out,23,2024-03-25T17:00:00,7.0
+Shaft,Grinding,Run-out,24,2024-03-25T17:30:00,10.3
+Shaft,Grinding,Run-out,24,2024-03-25T17:30:00,10.0
+Shaft,Grinding,Run-out,24,2024-03-25T17:30:00,11.5
+Shaft,Grinding,Run-out,24,2024-03-25T17:30:00,8.6
+Shaft,Grinding,Run-out,24,2024-03-25T17:30:00,12.4
+Shaft,Grinding,Run-out,25,2024-03-25T18:00:00,9.6
+Shaft,Grinding,Run-out,25,2024-03-25T18:00:00,7.0
+Shaft,Grinding,Run-out,25,2024-03-25T18:00:00,16.6
+Shaft,Grinding,Run-out,25,2024-03-25T18:00:00,18.0
+Shaft,Grinding,Run-out,25,2024-03-25T18:00:00,7.1
+Shaft,Grinding,Run-out,26,2024-03-25T18:30:00,9.5
+Shaft,Grinding,Run-out,26,2024-03-25T18:30:00,8.2
+Shaft,Grinding,Run-out,26,2024-03-25T18:30:00,9.8
+Shaft,Grinding,Run-out,26,2024-03-25T18:30:00,19.6
+Shaft,Grinding,Run-out,26,2024-03-25T18:30:00,28.5
+Shaft,Grinding,Run-out,27,2024-03-25T19:00:00,14.2
+Shaft,Grinding,Run-out,27,2024-03-25T19:00:00,15.4
+Shaft,Grinding,Run-out,27,2024-03-25T19:00:00,9.9
+Shaft,Grinding,Run-out,27,2024-03-25T19:00:00,14.4
+Shaft,Grinding,Run-out,27,2024-03-25T19:00:00,17.3
+Shaft,Grinding,Run-out,28,2024-03-25T19:30:00,30.9
+Shaft,Grinding,Run-out,28,2024-03-25T19:30:00,7.3
+Shaft,Grinding,Run-out,28,2024-03-25T19:30:00,15.7
+Shaft,Grinding,Run-out,28,2024-03-25T19:30:00,13.1
+Shaft,Grinding,Run-out,28,2024-03-25T19:30:00,21.0
+Shaft,Grinding,Run-out,29,2024-03-25T20:00:00,6.8
+Shaft,Grinding,Run-out,29,2024-03-25T20:00:00,14.5
+Shaft,Grinding,Run-out,29,2024-03-25T20:00:00,11.4
+Shaft,Grinding,Run-out,29,2024-03-25T20:00:00,9.1
+Shaft,Grinding,Run-out,29,2024-03-25T20:00:00,10.6
+Shaft,Grinding,Run-out,30,2024-03-25T20:30:00,11.6
+Shaft,Grinding,Run-out,30,2024-03-25T20:30:00,9.0
+Shaft,Grinding,Run-out,30,2024-03-25T20:30:00,13.5
+Shaft,Grinding,Run-out,30,2024-03-25T20:30:00,11.8
+Shaft,Grinding,Run-out,30,2024-03-25T20:30:00,10.8
+Shaft,Grinding,Run-out,31,2024-03-25T21:00:00,10.0
+Shaft,Grinding,Run-out,31,2024-03-25T21:00:00,13.2
+Shaft,Grinding,Run-out,31,2024-03-25T21:00:00,12.4
+Shaft,Grinding,Run-out,31,2024-03-25T21:00:00,8.4
+Shaft,Grinding,Run-out,31,2024-03-25T21:00:00,7.3
+Shaft,Grinding,Run-out,32,2024-03-25T21:30:00,9.9
+Shaft,Grinding,Run-out,32,2024-03-25T21:30:00,8.8
+Shaft,Grinding,Run-out,32,2024-03-25T21:30:00,9.4
+Shaft,Grinding,Run-out,32,2024-03-25T21:30:00,10.9
+Shaft,Grinding,Run-out,32,2024-03-25T21:30:00,10.3
+Shaft,Grinding,Run-out,33,2024-03-25T22:00:00,18.1
+Shaft,Grinding,Run-out,33,2024-03-25T22:00:00,9.2
+Shaft,Grinding,Run-out,33,2024-03-25T22:00:00,10.8
+Shaft,Grinding,Run-out,33,2024-03-25T22:00:00,12.4
+Shaft,Grinding,Run-out,33,2024-03-25T22:00:00,10.6
+Shaft,Grinding,Run-out,34,2024-03-25T22:30:00,21.9
+Shaft,Grinding,Run-out,34,2024-03-25T22:30:00,14.0
+Shaft,Grinding,Run-out,34,2024-03-25T22:30:00,9.8
+Shaft,Grinding,Run-out,34,2024-03-25T22:30:00,10.4
+Shaft,Grinding,Run-out,34,2024-03-25T22:30:00,11.7
+Shaft,Grinding,Run-out,35,2024-03-25T23:00:00,8.0
+Shaft,Grinding,Run-out,35,2024-03-25T23:00:00,12.9
+Shaft,Grinding,Run-out,35,2024-03-25T23:00:00,10.5
+Shaft,Grinding,Run-out,35,2024-03-25T23:00:00,10.0
+Shaft,Grinding,Run-out,35,2024-03-25T23:00:00,7.5
+Shaft,Grinding,Run-out,36,2024-03-25T23:30:00,10.6
+Shaft,Grinding,Run-out,36,2024-03-25T23:30:00,10.3
+Shaft,Grinding,Run-out,36,2024-03-25T23:30:00,8.2
+Shaft,Grinding,Run-out,36,2024-03-25T23:30:00,11.9
+Shaft,Grinding,Run-out,36,2024-03-25T23:30:00,9.6
+Shaft,Grinding,Run-out,37,2024-03-26T00:00:00,16.7
+Shaft,Grinding,Run-out,37,2024-03-26T00:00:00,11.0
+Shaft,Grinding,Run-out,37,2024-03-26T00:00:00,10.0
+Shaft,Grinding,Run-out,37,2024-03-26T00:00:00,7.5
+Shaft,Grinding,Run-out,37,2024-03-26T00:00:00,9.4
+Shaft,Grinding,Run-out,38,2024-03-26T00:30:00,10.7
+Shaft,Grinding,Run-out,38,2024-03-26T00:30:00,12.9
+Shaft,Grinding,Run-out,38,2024-03-26T00:30:00,18.9
+Shaft,Grinding,Run-out,38,2024-03-26T00:30:00,9.9
+Shaft,Grinding,Run-out,38,2024-03-26T00:30:00,14.1
+Shaft,Grinding,Run-out,39,2024-03-26T01:00:00,9.0
+Shaft,Grinding,Run-out,39,2024-03-26T01:00:00,16.1
+Shaft,Grinding,Run-out,39,2024-03-26T01:00:00,20.9
+Shaft,Grinding,Run-out,39,2024-03-26T01:00:00,15.5
+Shaft,Grinding,Run-out,39,2024-03-26T01:00:00,14.2
+Shaft,Grinding,Run-out,40,2024-03-26T01:30:00,12.1
+Shaft,Grinding,Run-out,40,2024-03-26T01:30:00,12.4
+Shaft,Grinding,Run-out,40,2024-03-26T01:30:00,9.9
+Shaft,Grinding,Run-out,40,2024-03-26T01:30:00,6.7
+Shaft,Grinding,Run-out,40,2024-03-26T01:30:00,15.5
+)csv"},
       {"specification-limits.csv", R"csv(part,test,usl,target,lsl
 Ring,Diameter,74.05,74.00,73.95
+Bottle,Bursting strength,,,200
+Shaft,Run-out,35,,
 )csv"},
       {"two-presses.csv", R"csv(part,process,test,subgroup,time,value
 Ring,Press A,Diameter,1,2024-03-11T06:00:00,74.03

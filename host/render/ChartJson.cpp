@@ -204,6 +204,14 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, cons
   json.EndArray();
 }
 
+void WriteAcceptance(JsonWriter& json, const AcceptanceRead& acceptance) {
+  json.Member("AQLValue", acceptance.level);
+  json.Member("AQLProducerRisk", acceptance.risk);
+  json.Member("Distribution", acceptance.binomial ? "binomial" : "Poisson");
+  json.Member("Numbers", acceptance.numbers);
+  json.Member("Rates", acceptance.rates);
+}
+
 }  // namespace
 
 void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate) {
@@ -323,7 +331,8 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
     json.NullMember("Groups");
     json.NullMember("Streams");
   }
-  json.NullMember("AcceptanceLimits");
+  ObjectMember(json, "AcceptanceLimits", document.acceptance ? &*document.acceptance : nullptr,
+               WriteAcceptance);
   WriteNotes(json, document.notes);
   json.EndObject();
   return json.Text();

@@ -222,6 +222,10 @@ std::vector<std::size_t> RowUse(const ChartRead& chart) {
   return use;
 }
 
+bool IsOfCounts(const GraphRead& graph) {
+  return graph.index == 1 && graph.type >= ccGraph1BestGuessAttribute;
+}
+
 // "stored limits from 2024-01-01 10:00: mean 10.05, sigma 0.5"
 std::string StoredText(const LimitRow& row, const GraphRead& graph) {
   const double mean = NumberOf(CellOf(row, "F_MEAN"));
@@ -230,6 +234,7 @@ std::string StoredText(const LimitRow& row, const GraphRead& graph) {
   std::string text = "stored limits";
   if (from != INT32_MIN) text += " from " + DayText(from) + " " + ClockText(from);
   text += ": ";
+  if (IsOfCounts(graph)) return text + "mean " + Significant(mean, 7);
   if (graph.index == 1) text += "mean " + Significant(mean, 7) + ", ";
   if (graph.index == 2 && graph.type == ccGraph2Cv)
     return text + (sp > 0.0 && mean > 0.0 ? "gamma = sigma/mean = " + Significant(sp / mean, 6)
@@ -241,6 +246,10 @@ std::string StoredText(const LimitRow& row, const GraphRead& graph) {
 // What the calculated limits of the only stream rest on.
 std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
                            const ChartRead& chart) {
+  if (IsOfCounts(graph)) {
+    if (!std::isfinite(stream.mean.value) || stream.mean.name.empty()) return {};
+    return "mean " + Significant(stream.mean.value, 6) + " " + stream.mean.name;
+  }
   if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma by mean of (s/x-bar)/c4";
   // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
   // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
@@ -299,6 +308,8 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
   add(SizeText(graph.sg_sizes));
   if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
     add("cusum in sigmas, k = 0.5, h = 5");
+  else if (IsOfCounts(graph) && document.chart.processing->EWMA() == ccEwmaStandard)
+    add("weight 0.2 of the newest point");
   if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document.chart));
   return text;
 }
@@ -356,12 +367,20 @@ std::vector<PointMark> MarksOf(const GraphRead& graph) {
   return marks;
 }
 
+std::string TitleWithEwma(const GraphRead& graph, const Title& title, std::int32_t ewma) {
+  if (IsOfCounts(graph) && ewma == ccEwmaStandard) return std::string("EWMA of ") + title.symbol;
+  if (IsOfCounts(graph) && ewma == ccEwmaWanderingMean)
+    return std::string(title.text) + ", about the EWMA of the points before";
+  return title.text;
+}
+
 GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDocument& document,
                     int data_decimals) {
   GraphView made;
   const Title title = TitleOf(graph, document.requested[graph.index - 1]);
   const bool cusum = graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone;
-  made.title = cusum ? std::string("Cusum of ") + title.symbol : title.text;
+  made.title = cusum ? std::string("Cusum of ") + title.symbol
+                     : TitleWithEwma(graph, title, document.chart.processing->EWMA());
   made.symbol = title.symbol;
   made.points = graph.points;
   made.sizes = graph.sg_sizes;
@@ -372,7 +391,7 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
   made.limits = {graph.ucls, graph.cls, graph.lcls};
   // The axis of a cusum is in sigmas, specification limits are not.
   if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};
-  made.from_zero = graph.index != 1 || graph.type >= ccGraph1BestGuessAttribute;
+  made.from_zero = !cusum && (graph.index != 1 || IsOfCounts(graph));
   made.marks = MarksOf(graph);
   made.caption = CaptionOf(view, graph, document);
   made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
