@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <ostream>
+#include <tuple>
 #include <utility>
 
 #include "engine/store/Catalogue.h"
@@ -64,13 +65,16 @@ std::vector<Shift> ShiftsIn(const Period& range, const std::vector<std::int32_t>
   return shifts;
 }
 
-using Counts = std::map<std::string, SampleCount>;  // by process
+// Counts of one requirement, by process and what else tells rows apart.
+using Key = std::tuple<std::string, std::string, std::string, std::string>;
+using Counts = std::map<Key, SampleCount>;
 
-Counts ByProcess(const std::vector<ComplianceRow>& rows) {
+Counts ByRequirement(const std::vector<ComplianceRow>& rows) {
   Counts counts;
   for (const auto& row : rows)
-    if (row.result_type == kOfProcess)
-      counts[row.process].Add({row.expected, row.collected, row.missed});
+    if (row.result_type == kDetail)
+      counts[{row.process, row.requirement, row.part, row.test}].Add(
+          {row.expected, row.collected, row.missed});
   return counts;
 }
 
@@ -81,7 +85,21 @@ Counts CountsUntil(const std::shared_ptr<EmbeddedDatabase>& database, const Data
   part->DateRangeTimeType(drttStatic);
   part->DateRangeStart(platform::TimeStampToDate(static_cast<std::int32_t>(range.start)));
   part->DateRangeEnd(platform::TimeStampToDate(static_cast<std::int32_t>(range.end - 1)));
-  return ByProcess(ReadCompliance(*Analyse(database, part)));
+  return ByRequirement(ReadCompliance(*Analyse(database, part)));
+}
+
+// A sample that comes later than its shift counts where it was asked for: the rest of a lot, or
+// what a grace allows. What a shift has beyond its own goes back to the nearest one that lacks it.
+void CountWhereAsked(std::vector<SampleCount>& shifts) {
+  for (std::size_t i = 0; i < shifts.size(); ++i)
+    for (std::size_t back = i; back-- > 0 && shifts[i].missed < 0;) {
+      const std::int64_t moved = std::min(-shifts[i].missed, shifts[back].missed);
+      if (moved <= 0) continue;
+      shifts[i].missed += moved;
+      shifts[i].collected -= moved;
+      shifts[back].missed -= moved;
+      shifts[back].collected += moved;
+    }
 }
 
 // Rows of an analysis belong to stays in a state, which may last for days. What fell due in one
@@ -107,26 +125,34 @@ void AddShifts(const std::shared_ptr<EmbeddedDatabase>& database, const DataSele
                               ""});
     return;
   }
-  const Counts whole = ByProcess(document.rows);
+  const Counts whole = ByRequirement(document.rows);
+  std::map<Key, std::vector<SampleCount>> due;
   Counts before;
   for (std::size_t i = 0; i < shifts.size(); ++i) {
-    const Shift& shift = shifts[i];
     Counts until = i + 1 == shifts.size()
                        ? whole
-                       : CountsUntil(database, select, {range.start, shift.period.end});
-    for (const auto& [process, all] : whole) {
-      const SampleCount& now = until[process];
-      const SampleCount& earlier = before[process];
-      document.shifts.push_back({process,
-                                 DayText(shift.nominal + offset),
-                                 ClockText(shift.nominal + offset),
-                                 shift.period.start,
-                                 shift.period.end,
-                                 {now.expected - earlier.expected,
-                                  now.collected - earlier.collected, now.missed - earlier.missed}});
+                       : CountsUntil(database, select, {range.start, shifts[i].period.end});
+    for (const auto& [key, all] : whole) {
+      const SampleCount &now = until[key], &earlier = before[key];
+      due[key].push_back({now.expected - earlier.expected, now.collected - earlier.collected,
+                          now.missed - earlier.missed});
     }
     before = std::move(until);
   }
+  std::map<std::string, std::vector<SampleCount>> processes;
+  for (auto& [key, counts] : due) {
+    CountWhereAsked(counts);
+    auto& sums = processes[std::get<0>(key)];
+    sums.resize(shifts.size());
+    for (std::size_t i = 0; i < shifts.size(); ++i) sums[i].Add(counts[i]);
+  }
+  for (const auto& [process, counts] : processes)
+    for (std::size_t i = 0; i < shifts.size(); ++i) {
+      const Shift& shift = shifts[i];
+      document.shifts.push_back({process, DayText(shift.nominal + offset),
+                                 ClockText(shift.nominal + offset), shift.period.start,
+                                 shift.period.end, counts[i]});
+    }
   // Each of these analyses told the same again.
   NotesRead();
 }

@@ -3,6 +3,7 @@
 #include "host/cli/CapabilityCommand.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/DataText.h"
+#include "host/cli/EventsCommand.h"
 #include "host/render/StoredChart.h"
 
 namespace orvspc::host {
@@ -86,6 +87,8 @@ constexpr Kind kKinds[] = {
     {"DataSelect", false, ShowSelect},
     {"CCProcessing", false, ShowProcessing},
     {"SubgroupData", false, ShowData},
+    {"EventData", false,
+     [](const Stored& stored) { return ShowEvents(stored.text, stored.format); }},
 };
 
 int Run(const Arguments& arguments, Console& console) {

@@ -29,8 +29,8 @@ struct ComplianceRow {
 };
 std::vector<ComplianceRow> ReadCompliance(SCResults& results);
 
-// Kinds of subtotal.
-inline constexpr std::int32_t kDetail = 0, kOfProcess = rt_Process, kWhole = rt_Summary;
+// Kinds of row.
+inline constexpr std::int32_t kDetail = 0, kWhole = rt_Summary;
 
 // What fell due in one shift of a process.
 struct ShiftRow {

@@ -2,7 +2,9 @@
 // Compliance as a picture: the requirements as a table with bars, and a map of shifts by days for
 // each process.
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 
 #include "host/render/ComplianceView.h"
 #include "host/render/Numbers.h"
@@ -36,6 +38,8 @@ const Step& StepOf(double percent) {
                        [percent](const Step& step) { return percent >= step.from; });
 }
 
+constexpr const char* kTitles[] = {"process",  "part",      "test",   "requirement",
+                                   "expected", "collected", "missed", "percent"};
 constexpr std::size_t kMostLines = 30, kMostNotes = 6, kMostRows = 1000;
 
 class Picture {
@@ -65,37 +69,54 @@ class Picture {
       y += 40.0;
     } else {
       y = Requirements(y + 4.0);
-      for (const auto& map : view_.maps) y = Map(map, y + 22.0);
-      if (!view_.maps.empty()) y = Legend(y + 18.0);
+      for (const auto& map : view_.maps) y = Map(map, y + 30.0);
+      if (!view_.maps.empty()) y = Legend(y + 20.0);
     }
     return (embedded ? y : Notes(y + 6.0)) + 8.0;
   }
 
+  // Places of the four texts, wide enough for what stands there as far as there is room.
+  std::array<double, 5> TextPlaces() const {
+    constexpr double kFirst = 14.0, kRoom = 582.0;
+    std::array<double, 4> widths{};
+    for (std::size_t c = 0; c < 4; ++c) {
+      widths[c] = kCharacter * static_cast<double>(Width(kTitles[c])) + 18.0;
+      for (const auto& line : view_.requirements)
+        widths[c] =
+            std::max(widths[c], kCharacter * static_cast<double>(Width(*TextsOf(line)[c])) + 18.0);
+    }
+    double sum = widths[0] + widths[1] + widths[2] + widths[3];
+    for (; sum > kRoom; --sum) --*std::max_element(widths.begin(), widths.end());
+    std::array<double, 5> places{kFirst};
+    for (std::size_t c = 0; c < 4; ++c) places[c + 1] = places[c] + widths[c];
+    return places;
+  }
+
+  static std::array<const std::string*, 4> TextsOf(const RequirementLine& line) {
+    return {&line.process, &line.part, &line.test, &line.requirement};
+  }
+
   double Requirements(double y) {
-    struct Column {
-      double x;
-      double width;
-      const char* title;
-    };
-    constexpr Column kTexts[] = {
-        {14, 120, "process"}, {138, 120, "part"}, {262, 120, "test"}, {386, 190, "requirement"}};
     constexpr double kNumbers[] = {650, 720, 780, 846};
-    constexpr const char* kTitles[] = {"expected", "collected", "missed", "percent"};
-    for (const auto& column : kTexts) sheet_->Text(column.x, y, "th", "start", column.title);
-    for (std::size_t c = 0; c < 4; ++c) sheet_->Text(kNumbers[c], y, "th", "end", kTitles[c]);
+    const auto places = TextPlaces();
+    for (std::size_t c = 0; c < 4; ++c) {
+      sheet_->Text(places[c], y, "th", "start", kTitles[c]);
+      sheet_->Text(kNumbers[c], y, "th", "end", kTitles[c + 4]);
+    }
     y += 6.0;
     sheet_->Line(14, y, 986, y, "tick");
     const std::size_t shown = std::min(view_.requirements.size(), kMostLines);
     for (std::size_t i = 0; i < shown; ++i) {
       const auto& line = view_.requirements[i];
-      const std::string* texts[] = {&line.process, &line.part, &line.test, &line.requirement};
       y += 18.0;
-      for (std::size_t c = 0; c < 4; ++c)
-        sheet_->Text(kTexts[c].x, y - 4, "", "start", FittingText(*texts[c], kTexts[c].width));
       const std::string numbers[] = {
           std::to_string(line.count.expected), std::to_string(line.count.collected),
           std::to_string(line.count.missed), Fixed(line.count.Percent(), 1)};
-      for (std::size_t c = 0; c < 4; ++c) sheet_->Text(kNumbers[c], y - 4, "", "end", numbers[c]);
+      for (std::size_t c = 0; c < 4; ++c) {
+        sheet_->Text(places[c], y - 4, "", "start",
+                     FittingText(*TextsOf(line)[c], places[c + 1] - places[c] - 10.0));
+        sheet_->Text(kNumbers[c], y - 4, "", "end", numbers[c]);
+      }
       const double share = std::clamp(line.count.Percent(), 0.0, 100.0) / 100.0;
       if (line.count.expected != 0) {
         sheet_->Rectangle(860, y - 13, 126, 10, "not");

@@ -17,6 +17,11 @@ std::string Number(std::int64_t value, std::size_t width) {
 // The texts of a row.
 using Row = std::vector<std::string>;
 
+std::string Cut(const std::string& text, std::size_t width) {
+  if (Width(text) <= width) return Padded(text, width);
+  return Padded(text, width - 1) + "\xE2\x80\xA6";
+}
+
 class Text {
  public:
   Text(const ComplianceView& view, const TerminalOptions& options)
@@ -57,7 +62,7 @@ class Text {
       --sum;
     }
     const auto texts_of = [&](const Row& texts) {
-      for (std::size_t c = 0; c < texts.size(); ++c) out_ += Padded(texts[c], widths[c] - 2) + "  ";
+      for (std::size_t c = 0; c < texts.size(); ++c) out_ += Cut(texts[c], widths[c] - 2) + "  ";
     };
     out_ += "\n";
     texts_of(heads);

@@ -95,7 +95,7 @@ class Picture {
       const double top = y;
       for (const auto& lane : view_.lanes) y = DrawLane(lane, y);
       Axis(top, y);
-      y = Legend(y + 56.0);
+      y = Legend(y + (view_.end - view_.start < 120 ? 60.0 : 44.0));
     }
     return (embedded ? y : Notes(y)) + 4.0;
   }
@@ -163,7 +163,7 @@ class Picture {
       sheet_->Line(X(stamp), bottom, X(stamp), bottom + 4, "tick");
       sheet_->Text(X(stamp), bottom + 17, "s", "middle", text);
     }
-    sheet_->Text(kLeft - 8, bottom + 17, "s", "end", "time (UTC)");
+    sheet_->Text(14, bottom + 17, "s", "start", "time (UTC)");
     if (times.ticks.size() < 2)
       sheet_->Text(kLeft, bottom + 32, "s", "start",
                    IsoTime(view_.start) + " to " + IsoTime(view_.end));
