@@ -123,6 +123,10 @@ Range AxisRange(const GraphView& graph) {
     range = with_specification;
 
   if (range.low > range.high) return {0.0, 1.0};
+  // An axis whose length is no number shows nothing at all; what lies beyond this one is left out.
+  constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
+  range = {std::clamp(range.low, -kFurthest, kFurthest),
+           std::clamp(range.high, -kFurthest, kFurthest)};
   if (range.low == range.high) {
     if (graph.from_zero && range.low == 0.0) return {0.0, 1.0};
     const double margin = range.low == 0.0 ? 1.0 : std::abs(range.low) * 0.05;

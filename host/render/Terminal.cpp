@@ -95,7 +95,7 @@ class Plot {
   void Put(std::size_t column, double value, Layer layer, const char* text) {
     if (!std::isfinite(value)) return;
     const double share = (value - range_.low) / (range_.high - range_.low);
-    if (share < -1e-9 || share > 1.0 + 1e-9) return;
+    if (!(share >= -1e-9 && share <= 1.0 + 1e-9)) return;
     const auto row = static_cast<std::size_t>(
         std::lround((1.0 - std::clamp(share, 0.0, 1.0)) * static_cast<double>(rows_ - 1)));
     Cell& cell = cells_[row * plot_ + column];
@@ -123,8 +123,12 @@ class Plot {
     }
     const double step = (range_.high - range_.low) / static_cast<double>(rows_ - 1);
     for (std::size_t c = 0; c < plot_; ++c) {
-      for (double value = bands[c].low; value < bands[c].high; value += step)
+      // Counted, since a step may be too small to change a large value.
+      for (std::size_t s = 0; s < rows_; ++s) {
+        const double value = bands[c].low + static_cast<double>(s) * step;
+        if (!(value < bands[c].high)) break;
         Put(c, value, kPoint, "\xE2\x94\x82");
+      }
       if (bands[c].low <= bands[c].high) Put(c, bands[c].high, kPoint, "\xE2\x94\x82");
     }
   }

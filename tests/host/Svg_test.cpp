@@ -152,6 +152,14 @@ TEST(SvgLayout, AnAxisOfEqualOrMissingValuesHasAWidth) {
   EXPECT_LT(AxisRange(graph).low, AxisRange(graph).high);
 }
 
+TEST(SvgLayout, AnAxisOfTheLargestValuesHasALength) {
+  GraphView graph;
+  graph.points = {1.7e308, -1.7e308};
+  EXPECT_TRUE(std::isfinite(AxisRange(graph).high - AxisRange(graph).low));
+  graph.points = {1.6e308, 1.7e308};
+  EXPECT_LT(AxisRange(graph).low, AxisRange(graph).high);
+}
+
 TEST(SvgLayout, LabelsAreKeptApartAndInside) {
   std::vector<Label> labels;
   for (const double y : {50.0, 51.0, 52.0, 99.0, 100.0}) labels.push_back({y, 0.0, "", ""});

@@ -70,6 +70,13 @@ TEST(Terminal, NoPointsSayNoDataSelected) {
   EXPECT_NE(RenderTerminal(view).find("no data selected"), std::string::npos);
 }
 
+TEST(Terminal, ManyLargeValuesThatHardlyDifferAreDrawn) {
+  ChartView view = SimpleView(500);
+  view.graphs[0].limits = {};
+  for (std::size_t i = 0; i < 500; ++i) view.graphs[0].points[i] = 1e17 + (i % 2 == 0 ? 0.0 : 16.0);
+  EXPECT_NE(RenderTerminal(view, {100, false}).find("\xE2\x94\x82"), std::string::npos);
+}
+
 TEST(Terminal, ALongListOfMarksIsCutAndSaysSo) {
   EXPECT_NE(RenderTerminal(SimpleView(2000)).find("... and 160 more"), std::string::npos);
 }
