@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/pareto/Findings.h"
 #include "engine/pareto/ParetoLibrary.h"
 #include "engine/pareto/Ranking.h"
 #include "platform/FixedText.h"
