@@ -5,7 +5,8 @@
 
 namespace orvspc::engine {
 
-// The library of sampling compliance of the embedded engine.
+// The library of sampling compliance of the embedded engine. The rows of the latest computation are
+// kept for each thread. Nothing throws: what fails is kept in the open database.
 class ComplianceLibrary final : public platform::SReqCompliance {
  public:
   std::int32_t VLXSREQ_SREQ_COMPLIANCE(std::int32_t Reserved, std::int32_t Connection,

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "platform/TimeStamp.h"
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine {
@@ -108,6 +109,30 @@ class Records : public testing::Test {
     record->ID(id);
     return record->Read(database_, 0) ? record->Name() : "(none)";
   }
+  // A requirement, and two processes with states at seconds of 1970.
+  void FillStates() {
+    RunSql(folder_.File("q.db"),
+           "INSERT INTO requirement(id, name, process, test, kind, n, who, made) "
+           "VALUES(1, 'Hourly', 1, 1, 'interval', 1, 'test', 0);"
+           "INSERT INTO process(id, name) VALUES(2, 'Mill');"
+           "INSERT INTO state_code(id, name, type) VALUES(1, 'Run', 2000), (2, 'Idle', 5000);"
+           "INSERT INTO state_log(process, time, state_code) VALUES"
+           "(1, 1000, 1), (1, 2000, 2), (1, 3000, 1), (2, 1500, 2);");
+  }
+  using Stamps = std::vector<std::int32_t>;
+  Stamps Times(platform::PrcsStateLog& log, std::int32_t process, std::int32_t time,
+               std::int32_t query) {
+    log.ProcessID(process);
+    log.KeyMode(1);
+    log.Time(platform::TimeStampToDate(time));
+    log.QueryType(query);
+    Stamps times;
+    if (!log.Read(database_, 0)) return times;
+    do {
+      times.push_back(platform::DateToTimeStamp(log.Time()));
+    } while (log.MoveNext());
+    return times;
+  }
 
   TemporaryFolder folder_;
   std::shared_ptr<EmbeddedDatabase> database_;
@@ -149,6 +174,53 @@ TEST_F(Records, NamesByIdentifier) {
   EXPECT_EQ(NameOf(Part, 99), "(none)");
   EXPECT_EQ(NameOf(SmplReq, 1), "(none)");
   EXPECT_EQ(NameOf(State, 1), "(none)");
+  FillStates();
+  EXPECT_EQ(NameOf(SmplReq, 1), "Hourly");
+  EXPECT_EQ(NameOf(State, 2), "Idle");
+}
+
+TEST_F(Records, StatesFromATimeOnOfOneProcess) {
+  FillStates();
+  const auto log = EmbeddedPlatform()->MakePrcsStateLog();
+  EXPECT_EQ(Times(*log, 1, 2000, platform::PrcsStateLog::kForward), (Stamps{2000, 3000}));
+  EXPECT_EQ(Times(*log, 1, 2001, platform::PrcsStateLog::kForward), (Stamps{3000}));
+  EXPECT_EQ(Times(*log, 2, 0, platform::PrcsStateLog::kForward), (Stamps{1500}));
+  EXPECT_EQ(Times(*log, 0, 0, platform::PrcsStateLog::kForward), (Stamps{1000, 1500, 2000, 3000}))
+      << "0 is every process";
+  EXPECT_EQ(Times(*log, 7, 0, platform::PrcsStateLog::kForward), Stamps{});
+  log->RowLimit(2);
+  EXPECT_EQ(Times(*log, 1, 0, platform::PrcsStateLog::kForward), (Stamps{1000, 2000}));
+}
+
+TEST_F(Records, TheLatestStateBeforeATimeOfAnyProcess) {
+  FillStates();
+  const auto log = EmbeddedPlatform()->MakePrcsStateLog();
+  EXPECT_EQ(Times(*log, 1, 2000, platform::PrcsStateLog::kLatestBefore), (Stamps{1500}));
+  EXPECT_EQ(Times(*log, 1, 1000, platform::PrcsStateLog::kLatestBefore), Stamps{});
+  EXPECT_EQ(Times(*log, 1, 9000, 1), Stamps{}) << "an unknown read finds nothing";
+}
+
+TEST_F(Records, AStateLogHasItsRecordsAndKeepsCopies) {
+  FillStates();
+  const auto log = EmbeddedPlatform()->MakePrcsStateLog();
+  const auto kept = EmbeddedPlatform()->MakePrcsStateLog();
+  EXPECT_FALSE(kept->MoveFirst());
+  EXPECT_EQ(kept->StateName(), "");
+  log->QueryType(platform::PrcsStateLog::kForward);
+  log->ProcessID(1);
+  ASSERT_TRUE(log->Read(database_, 0));
+  kept->Add(*log);
+  ASSERT_TRUE(log->MoveNext());
+  kept->Add(*log);
+  ASSERT_TRUE(kept->MoveFirst());
+  EXPECT_EQ(kept->StateName(), "Run");
+  EXPECT_EQ(kept->StateType(), pst_Run);
+  EXPECT_EQ(kept->StateID(), 1);
+  EXPECT_EQ(kept->Process(), 1);
+  ASSERT_TRUE(kept->MoveNext());
+  EXPECT_EQ(kept->StateName(), "Idle");
+  EXPECT_FALSE(kept->MoveNext());
+  EXPECT_EQ(NumberOf([&] { log->Read(nullptr, 0); }), 91);
 }
 
 TEST_F(Records, NamesAsAList) {

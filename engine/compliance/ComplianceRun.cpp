@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/compliance/ComplianceRun.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <tuple>
+
+#include "engine/compliance/RowStatistics.h"
+#include "engine/compliance/SamplingInput.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::int32_t kEnabledBit = 1;
+
+std::int32_t Int32(std::int64_t value) {
+  return static_cast<std::int32_t>(
+      std::min<std::int64_t>(value, std::numeric_limits<std::int32_t>::max()));
+}
+
+void AddTo(std::int32_t& sum, std::int32_t value) { sum = Int32(std::int64_t{sum} + value); }
+
+void Complete(API_SCRow& row) {
+  row.SamplesMissed = row.SamplesExpected - row.SamplesCollected;
+  row.PercentComplete =
+      row.SamplesExpected == 0 ? 100.0 : 100.0 * row.SamplesCollected / row.SamplesExpected;
+}
+
+// One stream of samples, with a requirement or without.
+struct Sampled {
+  std::int32_t part = 0, process = 0, test = 0;
+  const Requirement* requirement = nullptr;
+  std::vector<std::size_t> subgroups;  // places in the data set, oldest first; used ones only
+};
+
+class Compliance {
+ public:
+  Compliance(Store& store, const DataSet& data, const SamplingInput& input, bool enabled_only)
+      : store_(store), data_(data), input_(input), enabled_only_(enabled_only) {}
+
+  std::vector<API_SCRow> Rows() {
+    for (const auto& sampled : Streams()) AppendDetails(sampled);
+    std::stable_sort(rows_.begin(), rows_.end(), [](const API_SCRow& a, const API_SCRow& b) {
+      return std::tie(a.ProcessID, a.StartStamp, a.PartID, a.TestID, a.SmplReqID) <
+             std::tie(b.ProcessID, b.StartStamp, b.PartID, b.TestID, b.SmplReqID);
+    });
+    AppendSums();
+    return std::move(rows_);
+  }
+
+ private:
+  std::vector<Sampled> Streams() const {
+    std::vector<Sampled> streams;
+    for (const auto& each : input_.requirements) {
+      streams.push_back({each.part, each.process, each.test, &each, {}});
+    }
+    std::map<std::array<std::int32_t, 3>, Sampled> others;
+    for (std::size_t i = 0; i < data_.subgroups.size(); ++i) {
+      const auto& subgroup = data_.subgroups[i];
+      if (enabled_only_ && subgroup.Flag != sfEnabled) continue;
+      bool covered = false;
+      for (auto& each : streams) {
+        if (!each.requirement->Covers(subgroup)) continue;
+        each.subgroups.push_back(i);
+        covered = true;
+      }
+      if (covered) continue;
+      auto& other = others[{subgroup.Part, subgroup.Prcs, subgroup.Test}];
+      std::tie(other.part, other.process, other.test) =
+          std::tie(subgroup.Part, subgroup.Prcs, subgroup.Test);
+      other.subgroups.push_back(i);
+    }
+    for (auto& [key, other] : others) streams.push_back(std::move(other));
+    return streams;
+  }
+
+  std::vector<Due> DueOf(const Sampled& sampled, std::span<const StateSegment> segments) const {
+    const auto& requirement = *sampled.requirement;
+    std::vector<Sample> samples;
+    for (const auto place : sampled.subgroups) {
+      const auto& subgroup = data_.subgroups[place];
+      const auto item = requirement.kind == SamplingKind::Lot   ? subgroup.Lot
+                        : requirement.kind == SamplingKind::Job ? subgroup.Job
+                                                                : 0;
+      samples.push_back({subgroup.Sgtm, item});
+    }
+    if (requirement.kind == SamplingKind::Interval) {
+      return IntervalSampling(segments, requirement.valid, requirement.n, requirement.every,
+                              requirement.grace, samples);
+    }
+    return OccasionSampling(segments, requirement.valid, requirement.n,
+                            input_.occasions.at(requirement.id), samples);
+  }
+
+  void AppendDetails(const Sampled& sampled) {
+    const auto& segments = input_.segments.at(sampled.process);
+    std::vector<Due> due(segments.size());
+    if (sampled.requirement != nullptr) due = DueOf(sampled, segments);
+    auto next = sampled.subgroups.begin();
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      const auto& segment = segments[i];
+      const auto first = next;
+      while (next != sampled.subgroups.end() && data_.subgroups[*next].Sgtm < segment.end) ++next;
+      if (sampled.requirement == nullptr && first == next) continue;
+      API_SCRow row{};
+      row.ProcessID = sampled.process;
+      row.PartID = sampled.part;
+      row.TestID = sampled.test;
+      row.StartStamp = static_cast<std::int32_t>(segment.start);
+      row.StateID = segment.state;
+      row.StateType = segment.type;
+      row.Duration = static_cast<double>(segment.end - segment.start) / 60.0;
+      row.SmplReqID = sampled.requirement == nullptr ? 0 : sampled.requirement->id;
+      row.SamplesExpected = Int32(due[i].expected);
+      row.SamplesCollected = Int32(due[i].collected);
+      Complete(row);
+      FillStatistics(store_, data_, {first, next}, row);
+      rows_.push_back(row);
+    }
+  }
+
+  // Sums of the details for each item of the columns that a kind of row names.
+  void AppendSums() {
+    static constexpr std::int32_t kKinds[] = {rt_Part | rt_Process | rt_Test, rt_Part, rt_Process,
+                                              rt_Test, rt_Summary};
+    const auto details = rows_.size();
+    for (const auto kind : kKinds) {
+      std::map<std::array<std::int32_t, 3>, API_SCRow> sums;
+      for (std::size_t i = 0; i < details; ++i) {
+        const auto& detail = rows_[i];
+        const std::array<std::int32_t, 3> key{(kind & rt_Part) != 0 ? detail.PartID : 0,
+                                              (kind & rt_Process) != 0 ? detail.ProcessID : 0,
+                                              (kind & rt_Test) != 0 ? detail.TestID : 0};
+        auto& sum = sums.try_emplace(key, API_SCRow{}).first->second;
+        sum.Duration = sum.Duration + detail.Duration;
+        AddTo(sum.SamplesExpected, detail.SamplesExpected);
+        AddTo(sum.SamplesCollected, detail.SamplesCollected);
+        AddTo(sum.TestCount, detail.TestCount);
+      }
+      for (auto& [key, sum] : sums) {
+        sum.ResultType = kind;
+        std::tie(sum.PartID, sum.ProcessID, sum.TestID) = std::tie(key[0], key[1], key[2]);
+        Complete(sum);
+        rows_.push_back(sum);
+      }
+    }
+  }
+
+  Store& store_;
+  const DataSet& data_;
+  const SamplingInput& input_;
+  bool enabled_only_;
+  std::vector<API_SCRow> rows_;
+};
+
+// Filters that narrow the samples but not what is expected.
+bool NarrowsSamples(const API_DSInfo& info) {
+  return info.AllShift != ftUnlimited || info.AllEmployee != ftUnlimited ||
+         info.AllCode != ftUnlimited || info.Filter != 0 || info.ItemNo != 0;
+}
+
+}  // namespace
+
+bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                   std::vector<API_SCRow>& rows) {
+  auto selection = info;
+  selection.Count = 0;
+  DataSet data;
+  if (!store.Select(selection, filter, {}, data)) return false;
+  SamplingInput input;
+  const bool read = store.Read([&](Connection& db) {
+    input = ReadSamplingInput(store, db, selection, filter, data.subgroups);
+  });
+  if (!read) return false;
+  if (!input.requirements.empty() && NarrowsSamples(info)) {
+    AddNote("samples-narrowed",
+            "The selection narrows the samples that count, but not the number that is expected.");
+  }
+  const bool enabled_only = info.Status == 0 || (info.Status & kEnabledBit) != 0;
+  rows = Compliance(store, data, input, enabled_only).Rows();
+  info.TimeStart = selection.TimeStart;
+  info.TimeEnd = selection.TimeEnd;
+  info.Status = selection.Status;
+  return true;
+}
+
+}  // namespace orvspc::engine

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "engine/store/SqliteStore.h"
+#include "platform/ComplianceRecords.h"
+
+namespace orvspc::engine {
+
+// The compliance rows of a selection, in the order of delivery; its Count is no bound. Writes the
+// resolved range and states into info. False after a failure, which the store keeps.
+bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                   std::vector<API_SCRow>& rows);
+
+}  // namespace orvspc::engine

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/compliance/RowStatistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "engine/statistics/CapabilityIndices.h"
+#include "engine/statistics/Moments.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::int32_t kLsc = 8;  // flag of the two figures about the labelled content
+
+std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
+std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]; }
+
+// The row in force at a time; rows stand by effective time.
+template <class Row>
+std::optional<Row> InForce(const std::vector<Row>& rows, std::int32_t time) {
+  std::optional<Row> found;
+  for (const auto& row : rows) {
+    if (EffectiveTime(row) <= time) found = row;
+  }
+  return found;
+}
+
+double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
+
+// Piece values of the subgroups; readings within a piece are not values of their own.
+std::vector<double> Pieces(const DataSet& data, std::span<const std::size_t> subgroups) {
+  std::vector<double> values;
+  for (const auto place : subgroups) {
+    const auto& subgroup = data.subgroups[place];
+    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+      const auto at = static_cast<std::size_t>(row);
+      if (!data.keys.empty() && data.keys[at].Sbno != 0) continue;
+      if (std::isfinite(data.values[at])) values.push_back(data.values[at]);
+    }
+  }
+  return values;
+}
+
+// 0 up to 100, of the values times factor that lie strictly beyond.
+template <class Beyond>
+double Percent(std::span<const double> values, double factor, Beyond beyond) {
+  const auto count =
+      std::ranges::count_if(values, [&](double value) { return beyond(value * factor); });
+  return 100.0 * static_cast<double>(count) / static_cast<double>(values.size());
+}
+double PercentAbove(std::span<const double> values, double limit, double factor = 1.0) {
+  return Percent(values, factor, [&](double value) { return value > limit; });
+}
+double PercentBelow(std::span<const double> values, double limit, double factor = 1.0) {
+  return Percent(values, factor, [&](double value) { return value < limit; });
+}
+
+// The parts of the subgroups.
+std::set<std::int32_t> PartsOf(const DataSet& data, std::span<const std::size_t> subgroups) {
+  std::set<std::int32_t> parts;
+  for (const auto place : subgroups) parts.insert(data.subgroups[place].Part);
+  return parts;
+}
+
+// The limits that hold for every part; none where parts disagree.
+std::optional<API_CCSpecLim> SpecLimits(Store& store, const std::set<std::int32_t>& parts,
+                                        std::int32_t test, std::int32_t time) {
+  std::optional<API_CCSpecLim> common;
+  for (const auto part : parts) {
+    const auto row = InForce(store.SpecLimits(part, test), time);
+    if (!row) return std::nullopt;
+    if (!common) {
+      common = row;
+    } else if (row->F_EFLAG != common->F_EFLAG || row->F_USL != common->F_USL ||
+               row->F_LSL != common->F_LSL) {
+      return std::nullopt;
+    }
+  }
+  return common;
+}
+
+std::optional<API_CANccLim8> NetContent(Store& store, const std::set<std::int32_t>& parts,
+                                        std::int32_t test, std::int32_t time) {
+  if (parts.size() != 1) return std::nullopt;
+  return InForce(store.NetContents(*parts.begin(), test), time);
+}
+
+void FillSpecification(std::span<const double> values, const API_CCSpecLim& limits,
+                       API_SCRow& row) {
+  const bool has_usl = (limits.F_EFLAG & slfUSL) != 0, has_lsl = (limits.F_EFLAG & slfLSL) != 0;
+  Tolerance tolerance;
+  if (has_usl) tolerance.usl = limits.F_USL;
+  if (has_lsl) tolerance.lsl = limits.F_LSL;
+  const auto indices =
+      IndicesOf(Reach::OfNormal(row.AverageValue, row.StandardDeviation), tolerance);
+  row.PP = indices.p;
+  row.PPK = indices.k;
+  row.SpecFlags = limits.F_EFLAG & (slfUSL | slfLSL);
+  if (has_usl) row.PercentAboveUSL = PercentAbove(values, limits.F_USL);
+  if (has_lsl) row.PercentBelowLSL = PercentBelow(values, limits.F_LSL);
+  row.PercentOOS = row.PercentAboveUSL + row.PercentBelowLSL;
+  constexpr double kMillionthsOfAPercent = 1e4;
+  row.PPM = kMillionthsOfAPercent * row.PercentOOS;
+}
+
+void FillNetContent(std::span<const double> values, const API_CANccLim8& limits, API_SCRow& row) {
+  const double factor = limits.Fctr == 0.0 ? 1.0 : double{limits.Fctr};
+  row.LimitFlags = limits.EFlag;
+  if (limits.Head[0] != 0) {
+    row.LimitFlags |= kLsc;
+    row.PercentAboveLSC = PercentAbove(values, limits.Lsc, factor);
+    row.PercentBelowLSC = PercentBelow(values, limits.Lsc, factor);
+  }
+  const struct {
+    std::int32_t flag;
+    platform::WireDouble API_CANccLim8::*limit;
+    platform::WireDouble API_SCRow::*percent;
+    bool above;
+  } figures[] = {
+      {nclMavL, &API_CANccLim8::MavL, &API_SCRow::PercentBelowMAVL, false},
+      {nclT1L, &API_CANccLim8::T1L, &API_SCRow::PercentBelowT1L, false},
+      {nclT2L, &API_CANccLim8::T2L, &API_SCRow::PercentBelowT2L, false},
+      {nclMavU, &API_CANccLim8::MavU, &API_SCRow::PercentAboveMAVU, true},
+      {nclT1U, &API_CANccLim8::T1U, &API_SCRow::PercentAboveT1U, true},
+      {nclT2U, &API_CANccLim8::T2U, &API_SCRow::PercentAboveT2U, true},
+  };
+  for (const auto& figure : figures) {
+    if ((limits.EFlag & figure.flag) == 0) continue;
+    const double limit = limits.*figure.limit;
+    row.*figure.percent =
+        figure.above ? PercentAbove(values, limit, factor) : PercentBelow(values, limit, factor);
+  }
+}
+
+}  // namespace
+
+void FillStatistics(Store& store, const DataSet& data, std::span<const std::size_t> subgroups,
+                    API_SCRow& row) {
+  if (subgroups.empty() || store.TestType(row.TestID) != ttVariable) return;
+  const auto values = Pieces(data, subgroups);
+  if (values.empty()) return;
+  row.TestCount = static_cast<std::int32_t>(values.size());
+  const auto summary = Summarise(values);
+  row.MinimumValue = summary.smallest;
+  row.MaximumValue = summary.largest;
+  row.AverageValue = FiniteOrZero(Mean(values));
+  row.StandardDeviation = FiniteOrZero(SampleStandardDeviation(values));
+  const auto parts = PartsOf(data, subgroups);
+  const auto newest = data.subgroups[subgroups.back()].Sgtm;
+  if (const auto limits = SpecLimits(store, parts, row.TestID, newest)) {
+    FillSpecification(values, *limits, row);
+  }
+  if (const auto limits = NetContent(store, parts, row.TestID, newest)) {
+    FillNetContent(values, *limits, row);
+  }
+}
+
+}  // namespace orvspc::engine

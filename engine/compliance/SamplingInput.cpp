@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/compliance/SamplingInput.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "engine/store/StateLog.h"
+#include "engine/store/calendar.h"
+#include "engine/store/conditions.h"
+#include "engine/store/flat_filter.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine {
+namespace {
+
+constexpr std::int64_t kMinute = 60;
+constexpr std::string_view kUsualShifts = "06:00 14:00 22:00";
+
+SamplingKind KindOf(std::string_view word) {
+  if (word == "shift") return SamplingKind::Shift;
+  if (word == "lot") return SamplingKind::Lot;
+  return word == "job" ? SamplingKind::Job : SamplingKind::Interval;
+}
+
+std::vector<Requirement> ReadRequirements(Connection& db, const FlatFilter& filter) {
+  const auto parts = LookUpItems(db, "part", filter.part);
+  const auto processes = LookUpItems(db, "process", filter.process);
+  const auto tests = LookUpItems(db, "test", filter.test);
+  std::vector<Requirement> requirements;
+  Query query(db,
+              "SELECT id, part, process, test, kind, n, minutes, grace, valid_from, valid_to "
+              "FROM requirement WHERE active <> 0 ORDER BY id");
+  while (query.Step()) {
+    Requirement each;
+    each.id = query.Int(0);
+    each.part = query.Int(1);
+    each.process = query.Int(2);
+    each.test = query.Int(3);
+    each.kind = KindOf(query.Text(4));
+    each.n = query.Int64(5);
+    each.every = query.Int64(6) * kMinute;
+    each.grace = query.Int64(7) * kMinute;
+    each.valid.start = query.IsNull(8) ? INT32_MIN : query.Int64(8);
+    each.valid.end = query.IsNull(9) ? std::int64_t{INT32_MAX} + 1 : query.Int64(9);
+    if ((each.part == 0 || Has(parts, each.part)) && Has(processes, each.process) &&
+        Has(tests, each.test)) {
+      requirements.push_back(each);
+    }
+  }
+  return requirements;
+}
+
+// The first state of any of the processes.
+std::int64_t FirstState(Connection& db, const std::set<std::int32_t>& processes) {
+  std::int64_t first = INT64_MAX;
+  for (const auto process : processes) {
+    const auto rows = ReadStateLog(db, process, INT32_MIN, INT32_MAX, 1);
+    if (!rows.empty()) first = std::min(first, std::int64_t{rows.front().time});
+  }
+  return first;
+}
+
+std::vector<StateSegment> ReadSegments(Connection& db, std::int32_t process, const Period& window,
+                                       const std::string& name) {
+  if (!HasStateLog(db, process)) {
+    AddNote("no-state-log", "The process has no state log and counts as running all the time.",
+            name);
+    return {{window.start, window.end, 0, pst_None, true}};
+  }
+  std::vector<StateSegment> segments;
+  const auto begin = [&](std::int64_t time, std::int32_t state, std::int32_t type, bool running) {
+    if (!segments.empty()) segments.back().end = time;
+    segments.push_back({time, window.end, state, type, running});
+  };
+  const auto before = LatestStateBefore(db, process, window.start + 1);
+  const auto rows = ReadStateLog(db, process, window.start + 1, window.end - 1, -1);
+  if (before) {
+    begin(window.start, before->state, before->type, IsRunning(before->type));
+  } else {
+    begin(window.start, 0, pst_None, false);
+  }
+  for (const auto& row : rows) begin(row.time, row.state, row.type, IsRunning(row.type));
+  return segments;
+}
+
+std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_t> starts,
+                               std::int32_t zone_offset) {
+  constexpr std::int64_t kDay = 86400;
+  std::vector<Occasion> shifts;
+  auto day = *StartOfPeriod(window.start, drpDay, zone_offset) - kDay;
+  std::int64_t start = day + starts.back() - kDay;
+  for (; start < window.end; day += kDay) {
+    for (const auto time : starts) {
+      const auto end = day + time;
+      if (start < window.end && end > window.start) {
+        shifts.push_back({std::max(start, window.start), std::min(end, window.end), 0});
+      }
+      start = end;
+    }
+  }
+  return shifts;
+}
+
+// Each lot or job of the part and process in the window, from its first to its last subgroup.
+std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache,
+                                const std::vector<bool>& wanted, const Requirement& requirement,
+                                const Period& window) {
+  std::map<std::int32_t, Occasion> items;
+  Query query(db,
+              "SELECT m.context, min(m.time), max(m.time) FROM stream s "
+              "JOIN measurement m ON m.stream = s.id "
+              "WHERE s.process = ?1 AND (?2 = 0 OR s.part = ?2) AND m.time BETWEEN ?3 AND ?4 "
+              "GROUP BY m.context");
+  query.Bind(1, std::int64_t{requirement.process}).Bind(2, std::int64_t{requirement.part});
+  query.Bind(3, window.start).Bind(4, window.end - 1);
+  while (query.Step()) {
+    const auto place = cache.PlaceOfContext(query.Int64(0));
+    if (!place || (!wanted.empty() && !wanted[*place])) continue;
+    const auto& context = cache.contexts[*place];
+    const auto item = requirement.kind == SamplingKind::Lot ? context.lot : context.job;
+    if (item == 0) continue;
+    const auto first = query.Int64(1), end = query.Int64(2) + 1;
+    auto [found, is_new] = items.try_emplace(item, Occasion{first, end, item});
+    found->second.start = std::min(found->second.start, first);
+    found->second.end = std::max(found->second.end, end);
+  }
+  std::vector<Occasion> occasions;
+  for (const auto& [item, occasion] : items) occasions.push_back(occasion);
+  return occasions;
+}
+
+}  // namespace
+
+SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, const API_DSInfo& info,
+                                std::span<const std::int32_t> filter,
+                                std::span<const API_SubgroupData> subgroups) {
+  const auto& cache = store.Cache();
+  const auto flat = ReadFilter(info, filter);
+  SamplingInput input;
+  input.requirements = ReadRequirements(connection, flat);
+  std::set<std::int32_t> processes;
+  for (const auto& each : input.requirements) processes.insert(each.process);
+  for (const auto& each : subgroups) processes.insert(each.Prcs);
+
+  auto& window = input.window;
+  window = {info.TimeStart, std::int64_t{info.TimeEnd} + 1};
+  auto latest = Now();
+  if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});
+  window.end = std::min(window.end, latest + 1);
+  if (window.start == kNoStamp) {
+    window.start = FirstState(connection, processes);
+    if (!subgroups.empty()) window.start = std::min(window.start, std::int64_t{subgroups[0].Sgtm});
+  }
+  if (window.start >= window.end) return {};
+
+  const auto& names = store.Names(ItemKind::Process);
+  for (const auto process : processes) {
+    const auto name = names.find(process);
+    input.segments[process] =
+        ReadSegments(connection, process, window, name == names.end() ? "" : name->second);
+  }
+  const auto wanted = LookUp(connection, cache, info, filter, {}).contexts;
+  const auto setting = cache.settings.find("shift_starts");
+  const auto starts =
+      ParseTimesOfDay(setting == cache.settings.end() ? kUsualShifts : setting->second);
+  for (const auto& each : input.requirements) {
+    if (each.kind == SamplingKind::Interval) continue;
+    input.occasions[each.id] =
+        each.kind == SamplingKind::Shift
+            ? ShiftsOf(window, starts.value_or(std::vector<std::int32_t>{0}), cache.zone_offset)
+            : ReadItems(connection, cache, wanted, each, window);
+  }
+  return input;
+}
+
+}  // namespace orvspc::engine

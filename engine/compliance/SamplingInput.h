@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "engine/compliance/Sampling.h"
+#include "engine/store/SqliteStore.h"
+
+namespace orvspc::engine {
+
+enum class SamplingKind { Interval, Shift, Lot, Job };
+
+struct Requirement {
+  std::int32_t id = 0;
+  std::int32_t part = 0;  // 0: any
+  std::int32_t process = 0, test = 0;
+  SamplingKind kind = SamplingKind::Interval;
+  std::int64_t n = 0, every = 0, grace = 0;  // the latter two in seconds
+  Period valid;
+
+  bool Covers(const API_SubgroupData& subgroup) const {
+    return subgroup.Prcs == process && subgroup.Test == test &&
+           (part == 0 || subgroup.Part == part);
+  }
+};
+
+// What the database says about the sampling in a window of time, beside the samples.
+struct SamplingInput {
+  Period window;
+  std::vector<Requirement> requirements;                       // of the selected items
+  std::map<std::int32_t, std::vector<StateSegment>> segments;  // of each process of interest
+  std::map<std::int32_t, std::vector<Occasion>> occasions;     // by requirement; not of intervals
+};
+
+// Inside a transaction. info has the resolved range of the selection; subgroups are the selected
+// ones, oldest first. A range that is open at its start begins with the first subgroup or state; it
+// ends now, or with the newest subgroup, where it would end later. Throws.
+SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, const API_DSInfo& info,
+                                std::span<const std::int32_t> filter,
+                                std::span<const API_SubgroupData> subgroups);
+
+}  // namespace orvspc::engine
