@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "capability/limit_forms.h"
+#include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
@@ -27,7 +28,9 @@ platform::ArrayRef Resizable(Array<API_CABin>& bins) {
   auto ref = bins.Ref();
   ref.resize = [&bins](std::size_t count) noexcept -> void* {
     try {
-      bins.Preserve(0, static_cast<std::int64_t>(count) - 1);
+      // More than the host's 32-bit count can tell is refused too.
+      const std::int64_t bound = checked::Narrow(static_cast<std::int64_t>(count));
+      bins.Preserve(0, bound - 1);
     } catch (...) {
       return nullptr;
     }

@@ -410,7 +410,7 @@ TEST(CAAnalysis, BinsThatCannotBeResizedStay) {
   Analysis run;
   run.script().capability = [](CapabilityCall& call) {
     EXPECT_EQ(call.bins.resize(0), nullptr);
-    EXPECT_EQ(call.bins.resize(static_cast<std::size_t>(-1) / 4), nullptr);
+    EXPECT_EQ(call.bins.resize(std::size_t{1} << 31), nullptr);
     EXPECT_EQ(call.bins.resize(static_cast<std::size_t>(-1)), nullptr);
     call.bins.As<API_CABin>()[20].XMin = 1.5;
     return 1;
