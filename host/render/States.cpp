@@ -46,11 +46,11 @@ class Lanes {
     stays.push_back({std::max(row.time, start), end_, row.type, PlainText(row.name)});
   }
   void Add(const EventRow& event) {
-    std::string text = IsoTime(event.time) + "  " + EventTypeWord(event.type);
-    if (!event.name.empty()) text += "  " + PlainText(event.name);
-    if (event.acc != 0) text += "\nACC: " + ShownName(names_, NameKind::AccCode, event.acc);
-    if (event.cac != 0) text += "\nCAC: " + ShownName(names_, NameKind::CacCode, event.cac);
-    if (event.flag != 0) text += "\n" + OpenText(event.flag);
+    std::string text = EventTypeWord(event.type);
+    if (!event.name.empty()) text += ": " + PlainText(event.name);
+    if (event.acc != 0) text += "; ACC: " + ShownName(names_, NameKind::AccCode, event.acc);
+    if (event.cac != 0) text += "; CAC: " + ShownName(names_, NameKind::CacCode, event.cac);
+    if (event.flag != 0) text += "; " + OpenText(event.flag);
     LaneOf(event.prcs).events.push_back({event.time, event.type, event.flag != 0, text});
   }
   void Add(const SubgroupRow& subgroup) {

@@ -24,7 +24,7 @@ struct LaneEvent {
   std::int64_t time = 0;
   std::int32_t type = 0;  // EventTypes
   bool open = false;
-  std::string text;  // what a tooltip says
+  std::string text;  // type, name and codes
 };
 
 struct Lane {

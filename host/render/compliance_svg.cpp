@@ -166,7 +166,7 @@ class Picture {
       return;
     }
     const Step& step = StepOf(cell->Percent());
-    sheet_->Rectangle(x, y, width, height, step.style, where + "\n" + CountText(*cell));
+    sheet_->Rectangle(x, y, width, height, step.style, where + ": " + CountText(*cell));
     const std::string text = Fixed(cell->Percent(), 0);
     if (kDigit * static_cast<double>(text.size()) + 4.0 > width) return;
     const bool dark = step.from < 75.0;

@@ -136,7 +136,8 @@ class Picture {
       const auto& event = lane.events[i];
       if (event.time < view_.start || event.time > view_.end) continue;
       sheet_->Add(Symbol({event.open ? "pu" : "p", event.type - 1, true, 3.6}, X(event.time),
-                         bar - 6.0 - kLevel * static_cast<double>(levels[i]), event.text));
+                         bar - 6.0 - kLevel * static_cast<double>(levels[i]),
+                         IsoTime(event.time) + "  " + event.text));
     }
     return bar + kBar + 12.0;
   }
@@ -145,7 +146,7 @@ class Picture {
     const TypeLook& look = LookOf(stay.type);
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
     sheet_->Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, look.style,
-                      lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + ")\n" +
+                      lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
                           IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
                           Duration(stay.end - stay.start));
     const bool dark = stay.type == pst_Run;
@@ -267,10 +268,7 @@ void Events(Page& page, const StatesView& view) {
   std::vector<std::vector<std::string>> rows;
   for (const auto& lane : view.lanes)
     for (const auto& event : lane.events) {
-      // The tooltip's lines: time, type and name, then the codes.
-      std::string text = event.text.substr(std::min<std::size_t>(event.text.size(), 21));
-      std::replace(text.begin(), text.end(), '\n', ';');
-      rows.push_back({IsoTime(event.time), lane.process, text});
+      rows.push_back({IsoTime(event.time), lane.process, event.text});
     }
   if (rows.empty()) return;
   std::stable_sort(rows.begin(), rows.end(),
