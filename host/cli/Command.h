@@ -29,6 +29,7 @@ Command ImportCommand();
 Command ListCommand();
 Command ChartCommand();
 Command CapabilityCommand();
+Command ParetoCommand();
 Command DataCommand();
 Command EventsCommand();
 Command StatesCommand();

@@ -15,9 +15,9 @@ namespace orvspc::host {
 namespace {
 
 std::vector<Command> Commands() {
-  return {ImportCommand(), ListCommand(),   ChartCommand(),  CapabilityCommand(),
-          DataCommand(),   EventsCommand(), StatesCommand(), ComplianceCommand(),
-          ShowCommand(),   SetCommand(),    DemoCommand()};
+  return {ImportCommand(),     ListCommand(), ChartCommand(),  CapabilityCommand(),
+          ParetoCommand(),     DataCommand(), EventsCommand(), StatesCommand(),
+          ComplianceCommand(), ShowCommand(), SetCommand(),    DemoCommand()};
 }
 
 std::string Overview() {

@@ -4,6 +4,7 @@
 #include "host/cli/ChartCommand.h"
 #include "host/cli/DataText.h"
 #include "host/cli/EventsCommand.h"
+#include "host/cli/ParetoCommand.h"
 #include "host/render/StoredChart.h"
 
 namespace orvspc::host {
@@ -75,6 +76,20 @@ std::string ShowCapabilitySettings(const Stored& stored) {
   return ShowCapabilityProcessing(stored.text, stored.format);
 }
 
+std::string ShowParetoResult(const Stored& stored) {
+  return ShowPareto(stored.text, stored.format, stored.console,
+                    stored.console.out_is_terminal && !stored.arguments.Has("output"));
+}
+
+std::string ShowBins(const Stored& stored) {
+  return ShowParetoBins(stored.text, stored.format, stored.console,
+                        stored.console.out_is_terminal && !stored.arguments.Has("output"));
+}
+
+std::string ShowParetoSettings(const Stored& stored) {
+  return ShowParetoProcessing(stored.text, stored.format);
+}
+
 struct Kind {
   const char* root;
   bool pictures;
@@ -84,6 +99,9 @@ constexpr Kind kKinds[] = {
     {"CCResults", true, ShowChart},
     {"CAResults", true, ShowCapabilityResult},
     {"CAProcessing", false, ShowCapabilitySettings},
+    {"PAResults", true, ShowParetoResult},
+    {"PABins", true, ShowBins},
+    {"PAProcessing", false, ShowParetoSettings},
     {"DataSelect", false, ShowSelect},
     {"CCProcessing", false, ShowProcessing},
     {"SubgroupData", false, ShowData},
@@ -116,8 +134,8 @@ Command ShowCommand() {
   command.synopsis = "FILE.xml [OPTIONS]";
   command.summary = "A stored result or object, without a database";
   command.details =
-      "Takes the root elements CCResults, CAResults, DataSelect, CCProcessing, CAProcessing and\n"
-      "SubgroupData.\n"
+      "Takes the root elements CCResults, CAResults, PAResults, PABins, DataSelect,\n"
+      "CCProcessing, CAProcessing, PAProcessing and SubgroupData.\n"
       "Formats: text, json, xml; of results svg and html too.\n";
   command.example = "orvspc show chart.xml -o chart.svg";
   command.options = OutputOptions();
