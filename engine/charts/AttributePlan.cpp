@@ -12,9 +12,9 @@ constexpr std::int32_t kMostGraph2 = 4, kMostGraph3 = 2;
 constexpr std::int32_t kCusumBit = 16;
 constexpr double kThousand = 1e3, kMillion = 1e6;
 
-constexpr const char* kShare = "defectives per unit";
-constexpr const char* kPerUnit = "defects per unit";
-constexpr const char* kPerOpportunity = "defects per opportunity";
+constexpr const char* kShare = "defectives / units";
+constexpr const char* kPerUnit = "defects / units";
+constexpr const char* kPerOpportunity = "defects / opportunities";
 
 // The fields in the order of their declaration.
 constexpr AttributeChart kCharts[] = {

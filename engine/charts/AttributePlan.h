@@ -15,7 +15,7 @@ struct AttributeChart {
   bool counted;          // the count itself is shown, otherwise the rate
   double scale;          // of a rate that is shown: 1, per thousand, per million
   bool per_opportunity;  // a rate is one per opportunity for a defect
-  const char* rate;      // what its centre is an estimate of
+  const char* rate;      // how its mean is made
 };
 
 enum class EwmaKind { None, Standard, MovingCentre };

@@ -105,9 +105,7 @@ int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   const auto database = OpenQualityDatabase(arguments);
   const auto select = MakeSelection(arguments, *database, 25);
-  select->IncludeVariableTests(processing->IsVariable());
-  select->IncludeDefectTests(processing->IsAttribute());
-  select->IncludeDefectiveTests(processing->IsAttribute());
+  SelectTestsOf(*processing, *select);
   if (const auto rules = arguments.Value("rules")) engine::UseRuleSet(*database, *rules);
   if (format == "xml") {
     Deliver(arguments, console, ChartXml(Analyse(database, select, processing), console));
@@ -123,6 +121,12 @@ int Run(const Arguments& arguments, Console& console) {
 }
 
 }  // namespace
+
+void SelectTestsOf(const CCProcessing& processing, DataSelect& select) {
+  select.IncludeVariableTests(processing.IsVariable());
+  select.IncludeDefectTests(processing.IsAttribute());
+  select.IncludeDefectiveTests(processing.IsAttribute());
+}
 
 ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
                        const std::shared_ptr<DataSelect>& select,

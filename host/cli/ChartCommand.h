@@ -6,6 +6,9 @@
 
 namespace orvspc::host {
 
+// A chart of variables takes variable tests, one of counts those of defects and of defectives.
+void SelectTestsOf(const CCProcessing& processing, DataSelect& select);
+
 // Draws and reads everything; Refusal with the engine's reason when it failed.
 ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
                        const std::shared_ptr<DataSelect>& select,

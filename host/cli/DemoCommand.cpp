@@ -121,6 +121,7 @@ ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Pict
   processing->Graph1Type(picture.graph1);
   processing->Graph2Type(picture.graph2);
   processing->GroupBy(picture.group_by);
+  SelectTestsOf(*processing, *select);
   return RunChart(database, select, processing);
 }
 

@@ -212,13 +212,18 @@ TEST_F(Program, DemoDrawsEveryPictureTwiceOver) {
     EXPECT_NE(outcome.out.find("d/index.html"), std::string::npos);
   }
   const std::string index = Text(folder_.File("d/index.html"));
-  for (const std::string name : {"flow-width", "flow-rate", "piston-rings", "two-presses"}) {
+  for (const std::string name :
+       {"flow-width", "flow-rate", "piston-rings", "two-presses", "purchase-orders-p",
+        "purchase-orders-ppt", "purchase-orders-ppm", "juice-cans-np", "circuit-boards-c",
+        "circuit-boards-dpto", "circuit-boards-dpmo", "radiators-u"}) {
     for (const std::string ending : {".svg", ".html", ".json"}) {
       EXPECT_TRUE(Exists("d/" + name + ending)) << name << ending;
       EXPECT_NE(index.find("\"" + name + ending + "\""), std::string::npos) << name << ending;
     }
-    EXPECT_FALSE(
-        ParseJson(Text(folder_.File("d/" + name + ".json"))).At("Graphs").elements.empty());
+    EXPECT_FALSE(ParseJson(Text(folder_.File("d/" + name + ".json")))
+                     .At("Graphs[0].Points")
+                     .elements.empty())
+        << name;
   }
   EXPECT_TRUE(Exists("d/sample.db"));
 }

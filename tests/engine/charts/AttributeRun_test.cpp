@@ -525,7 +525,7 @@ TEST(AttributeRun, ReportsItsMeanAsARateAUnit) {
   auto store = StoreOf({{3, 100}, {5, 300}, {9, 100, sfDisabled}});
   const auto chart = MakeAttribute(store, kPpm);
   EXPECT_DOUBLE_EQ(chart.estimates.mean, 0.02) << "what a stored limit holds";
-  EXPECT_EQ(chart.estimates.mean_name, "defectives per unit");
+  EXPECT_EQ(chart.estimates.mean_name, "defectives / units");
   EXPECT_EQ(chart.estimates.mean_used, 2);
   EXPECT_EQ(chart.estimates.mean_size, 200.0);
   EXPECT_FALSE(chart.estimates.sp.Exists());

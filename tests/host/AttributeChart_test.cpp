@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+// Charts of counts as the program shows them.
+namespace orvspc::host {
+namespace {
+
+class AttributeChart : public ProgramTest {
+ protected:
+  AttributeChart() {
+    Write("q.csv",
+          "part,process,test,subgroup,time,count,size,test-type\n"
+          "A,P,Bad,1,2024-01-01T00:00:00,3,100,defectives\n"
+          "A,P,Bad,2,2024-01-01T01:00:00,30,150,defectives\n"
+          "A,P,Bad,3,2024-01-01T02:00:00,0,80,defectives\n"
+          "B,P,Scratches,1,2024-01-01T00:00:00,3,10,defects\n"
+          "B,P,Scratches,2,2024-01-01T01:00:00,5,20,defects\n");
+    EXPECT_EQ(Run("import q.csv --db q.db").status, 0);
+  }
+  Outcome Chart(const std::string& options) { return Run("chart --db q.db " + options); }
+};
+
+TEST_F(AttributeChart, EachKindHasItsTitleInEveryPicture) {
+  const struct {
+    const char* word;
+    const char* title;
+  } rows[] = {
+      {"p", "p: share of defective units"},
+      {"np", "np: defective units"},
+      {"ppt", "ppt: defective units in a thousand"},
+      {"ppm", "ppm: defective units in a million"},
+      {"c", "c: defects"},
+      {"u", "u: defects a unit"},
+      {"dpto", "dpto: defects in a thousand opportunities"},
+      {"dpmo", "dpmo: defects in a million opportunities"},
+  };
+  for (const auto& row : rows) {
+    for (const std::string format : {"text", "svg", "html"}) {
+      const auto shown =
+          Chart("--part B --graph1 " + std::string(row.word) + " --format " + format);
+      EXPECT_EQ(shown.status, 0) << row.word << ' ' << format << shown.err;
+      EXPECT_NE(shown.out.find(row.title), std::string::npos) << row.word << ' ' << format;
+    }
+    const auto json = Chart("--part B --graph1 " + std::string(row.word) + " --format json");
+    EXPECT_EQ(ParseJson(json.out).At("Graphs[0].Requested").text, row.word);
+  }
+}
+
+TEST_F(AttributeChart, TheBestGuessIsTitledByWhatWasDrawn) {
+  EXPECT_NE(Chart("--part A --graph1 auto-attribute").out.find("p: share"), std::string::npos);
+  EXPECT_NE(Chart("--part B --graph1 auto-attribute").out.find("u: defects a unit"),
+            std::string::npos);
+}
+
+TEST_F(AttributeChart, TheTitleTellsOfWeightedPoints) {
+  EXPECT_NE(Chart("--part A --graph1 p --ewma standard").out.find("EWMA of p"), std::string::npos);
+  EXPECT_NE(Chart("--part A --graph1 p --ewma moving-centre").out.find("about the EWMA"),
+            std::string::npos);
+  EXPECT_NE(Chart("--part A --graph1 p --cusum").out.find("Cusum of p"), std::string::npos);
+  EXPECT_EQ(Chart("--part A --graph1 p --ewma none").out.find("EWMA"), std::string::npos);
+}
+
+TEST_F(AttributeChart, TheAxisOfACusumGoesBelowZero) {
+  const auto shown = Chart("--part A --graph1 p --cusum --format svg");
+  EXPECT_NE(shown.out.find("LCL -5"), std::string::npos);
+}
+
+TEST_F(AttributeChart, NotesOfTheEngineAreShown) {
+  const auto text = Chart("--part B --graph1 dpmo");
+  EXPECT_NE(text.out.find("No opportunities for defects are known"), std::string::npos) << text.out;
+  const auto dropped = Chart("--part A --graph1 p --graph2 mr");
+  EXPECT_NE(dropped.out.find("Graphs 2 and 3 are left out"), std::string::npos) << dropped.out;
+}
+
+TEST_F(AttributeChart, TheStoredMeanStandsInTheCaptionWithoutASigma) {
+  Write("l.csv", "part,process,test,mean\nA,P,Bad,0.05\n");
+  ASSERT_EQ(Run("import l.csv --db q.db --kind control-limits").status, 0);
+  const auto shown = Chart("--part A --graph1 p");
+  EXPECT_NE(shown.out.find("stored limits: mean 0.05 "), std::string::npos) << shown.out;
+  EXPECT_EQ(shown.out.find("sigma"), std::string::npos) << shown.out;
+}
+
+TEST_F(AttributeChart, ChartsOfVariablesHaveNoAcceptanceLimits) {
+  Write("v.csv", "part,process,test,subgroup,time,value\nA,P,W,1,2024-01-01T00:00:00,3\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  EXPECT_EQ(ParseJson(Chart("--part A --test W --format json").out).At("AcceptanceLimits").kind,
+            ParsedJson::Kind::Null);
+}
+
+TEST_F(AttributeChart, OptionsOfCountsAreMisuseElsewhere) {
+  const struct {
+    const char* options;
+    const char* says;
+  } rows[] = {
+      {"--ewma standard", "--ewma goes with charts of counts, not with --graph1 auto"},
+      {"--graph1 xbar --aql 2", "--aql goes with charts of counts, not with --graph1 xbar"},
+      {"--graph1 p --aql 101", "--aql takes a percentage from 0 to 100, not \"101\""},
+      {"--graph1 p --aql -1", "from 0 to 100"},
+      {"--graph1 p --aql nan", "from 0 to 100"},
+      {"--graph1 p --producer-risk 99.5", "from 0 to 99"},
+      {"--graph1 p --ewma weighted", "--ewma takes none, standard or moving-centre"},
+      {"--graph1 np --cusum", "--cusum does not go with --graph1 np"},
+  };
+  for (const auto& row : rows) {
+    const auto outcome = Chart(row.options);
+    EXPECT_EQ(outcome.status, 2) << row.options;
+    EXPECT_NE(outcome.err.find(row.says), std::string::npos) << row.options << ": " << outcome.err;
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::host
