@@ -133,4 +133,6 @@ std::optional<AcceptanceLimits> LatestAcceptance() {
   return engine::ChartLibrary::LatestAcceptance();
 }
 
+std::vector<SamplingDue> LatestSampling() { return engine::ComplianceLibrary::LatestSampling(); }
+
 }  // namespace orvspc

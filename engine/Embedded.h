@@ -59,6 +59,13 @@ struct CapabilityReport {
   double fitted_at = 0.0;  // the z at whose four quantiles the curve was fitted
 };
 
+// A window of time in which a sampling requirement asked for samples.
+struct SamplingDue {
+  std::int32_t requirement = 0, process = 0;
+  std::int32_t due = 0;  // stamp of its last second
+  std::int32_t expected = 0, collected = 0;
+};
+
 // An open quality database. Closing it (the last reference) makes its handle refused.
 class EmbeddedDatabase : public platform::Database {
  public:
@@ -100,5 +107,8 @@ std::vector<StreamReport> LatestStreams();
 CapabilityReport LatestCapability();
 // Of this thread's latest chart; none unless it is one of attributes.
 std::optional<AcceptanceLimits> LatestAcceptance();
+
+// Of this thread's latest compliance of sampling, requirement by requirement.
+std::vector<SamplingDue> LatestSampling();
 
 }  // namespace orvspc

@@ -2,7 +2,7 @@
 #include "engine/compliance/ComplianceLibrary.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 #include "engine/compliance/ComplianceRun.h"
 #include "engine/store/guarded.h"
@@ -10,9 +10,9 @@
 namespace orvspc::engine {
 namespace {
 
-std::vector<API_SCRow>& KeptRows() {
-  thread_local std::vector<API_SCRow> rows;
-  return rows;
+ComplianceRows& Kept() {
+  thread_local ComplianceRows kept;
+  return kept;
 }
 
 }  // namespace
@@ -20,19 +20,19 @@ std::vector<API_SCRow>& KeptRows() {
 std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE(std::int32_t, std::int32_t Connection,
                                                         API_DSInfo& DSInfo,
                                                         std::span<std::int32_t> DSFilter) {
-  KeptRows() = {};
+  Kept() = {};
   const auto store = OpenStore(Connection);
   return Guarded(store, [&]() -> std::int32_t {
-    std::vector<API_SCRow> rows;
-    if (!RunCompliance(*store, DSInfo, DSFilter, rows)) return 0;
-    KeptRows() = std::move(rows);
-    return static_cast<std::int32_t>(KeptRows().size());
+    ComplianceRows result;
+    if (!RunCompliance(*store, DSInfo, DSFilter, result)) return 0;
+    Kept() = std::move(result);
+    return static_cast<std::int32_t>(Kept().rows.size());
   });
 }
 
 std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SCRow> Rows,
                                                                 std::int32_t Count) {
-  const auto& kept = KeptRows();
+  const auto& kept = Kept().rows;
   const auto count = std::min(
       {kept.size(), Rows.size(), static_cast<std::size_t>(std::max<std::int32_t>(Count, 0))});
   std::copy_n(kept.begin(), count, Rows.begin());
@@ -40,8 +40,10 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SC
 }
 
 std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE_FREEDATA() {
-  KeptRows() = {};
+  Kept().rows = {};
   return 0;
 }
+
+std::vector<SamplingDue> ComplianceLibrary::LatestSampling() { return Kept().windows; }
 
 }  // namespace orvspc::engine

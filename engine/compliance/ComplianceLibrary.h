@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <vector>
+
+#include "engine/Embedded.h"
 #include "platform/SReqCompliance.h"
 
 namespace orvspc::engine {
@@ -15,6 +18,9 @@ class ComplianceLibrary final : public platform::SReqCompliance {
   std::int32_t VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SCRow> Rows,
                                                std::int32_t Count) override;
   std::int32_t VLXSREQ_SREQ_COMPLIANCE_FREEDATA() override;
+
+  // Windows of the latest computation of this thread, also after its rows were freed.
+  static std::vector<SamplingDue> LatestSampling();
 };
 
 }  // namespace orvspc::engine

@@ -41,6 +41,9 @@ class Compliance {
   Compliance(Store& store, const DataSet& data, const SamplingInput& input, bool enabled_only)
       : store_(store), data_(data), input_(input), enabled_only_(enabled_only) {}
 
+  // Every window that asked for samples, after Rows.
+  std::vector<SamplingDue> Report() { return std::move(report_); }
+
   std::vector<API_SCRow> Rows() {
     for (const auto& sampled : Streams()) AppendDetails(sampled);
     std::stable_sort(rows_.begin(), rows_.end(), [](const API_SCRow& a, const API_SCRow& b) {
@@ -77,7 +80,8 @@ class Compliance {
     return streams;
   }
 
-  std::vector<Due> DueOf(const Sampled& sampled, std::span<const StateSegment> segments) const {
+  std::vector<SamplingWindow> WindowsOf(const Sampled& sampled,
+                                        std::span<const StateSegment> segments) const {
     const auto& requirement = *sampled.requirement;
     std::vector<Sample> samples;
     for (const auto place : sampled.subgroups) {
@@ -97,8 +101,14 @@ class Compliance {
 
   void AppendDetails(const Sampled& sampled) {
     const auto& segments = input_.segments.at(sampled.process);
-    std::vector<Due> due(segments.size());
-    if (sampled.requirement != nullptr) due = DueOf(sampled, segments);
+    std::vector<SamplingWindow> windows;
+    if (sampled.requirement != nullptr) windows = WindowsOf(sampled, segments);
+    const auto due = DueBySegment(segments, windows);
+    for (const auto& window : windows) {
+      report_.push_back({sampled.requirement->id, sampled.process,
+                         static_cast<std::int32_t>(window.due), Int32(window.expected),
+                         Int32(window.collected)});
+    }
     auto next = sampled.subgroups.begin();
     for (std::size_t i = 0; i < segments.size(); ++i) {
       const auto& segment = segments[i];
@@ -154,6 +164,7 @@ class Compliance {
   const SamplingInput& input_;
   bool enabled_only_;
   std::vector<API_SCRow> rows_;
+  std::vector<SamplingDue> report_;
 };
 
 // Filters that narrow the samples but not what is expected.
@@ -165,7 +176,7 @@ bool NarrowsSamples(const API_DSInfo& info) {
 }  // namespace
 
 bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
-                   std::vector<API_SCRow>& rows) {
+                   ComplianceRows& result) {
   auto selection = info;
   selection.Count = 0;
   DataSet data;
@@ -180,7 +191,9 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
             "The selection narrows the samples that count, but not the number that is expected.");
   }
   const bool enabled_only = info.Status == 0 || (info.Status & kEnabledBit) != 0;
-  rows = Compliance(store, data, input, enabled_only).Rows();
+  Compliance compliance(store, data, input, enabled_only);
+  result.rows = compliance.Rows();
+  result.windows = compliance.Report();
   info.TimeStart = selection.TimeStart;
   info.TimeEnd = selection.TimeEnd;
   info.Status = selection.Status;

@@ -5,14 +5,20 @@
 #include <span>
 #include <vector>
 
+#include "engine/Embedded.h"
 #include "engine/store/SqliteStore.h"
 #include "platform/ComplianceRecords.h"
 
 namespace orvspc::engine {
 
+struct ComplianceRows {
+  std::vector<API_SCRow> rows;
+  std::vector<SamplingDue> windows;  // everything that was due, requirement by requirement
+};
+
 // The compliance rows of a selection, in the order of delivery; its Count is no bound. Writes the
 // resolved range and states into info. False after a failure, which the store keeps.
 bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
-                   std::vector<API_SCRow>& rows);
+                   ComplianceRows& result);
 
 }  // namespace orvspc::engine

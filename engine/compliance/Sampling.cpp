@@ -11,18 +11,17 @@ namespace {
 // A stretch of running time; the clock shows `clock` at its start.
 struct Stretch {
   std::int64_t start, end, clock;
-  std::size_t segment;
 };
 
 std::vector<Stretch> RunningTime(std::span<const StateSegment> segments, const Period& valid) {
   std::vector<Stretch> stretches;
   std::int64_t clock = 0;
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    if (!segments[i].running) continue;
-    const auto start = std::max(segments[i].start, valid.start);
-    const auto end = std::min(segments[i].end, valid.end);
+  for (const auto& segment : segments) {
+    if (!segment.running) continue;
+    const auto start = std::max(segment.start, valid.start);
+    const auto end = std::min(segment.end, valid.end);
     if (start >= end) continue;
-    stretches.push_back({start, end, clock, i});
+    stretches.push_back({start, end, clock});
     clock += end - start;
   }
   return stretches;
@@ -46,45 +45,43 @@ bool IsRunning(std::int32_t state_type) {
   return state_type >= pst_Start && state_type < pst_Pause;
 }
 
-std::vector<Due> IntervalSampling(std::span<const StateSegment> segments, const Period& valid,
-                                  std::int64_t n, std::int64_t every, std::int64_t grace,
-                                  std::span<const Sample> samples) {
-  std::vector<Due> due(segments.size());
+std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
+                                             const Period& valid, std::int64_t n,
+                                             std::int64_t every, std::int64_t grace,
+                                             std::span<const Sample> samples) {
   const auto stretches = RunningTime(segments, valid);
-  if (stretches.empty() || every <= 0) return due;
+  if (stretches.empty() || every <= 0) return {};
   const auto& last = stretches.back();
   const auto total = last.clock + last.end - last.start;
-  const auto windows = std::max<std::int64_t>(FloorDivide(total - grace, every), 0);
+  const auto count = std::max<std::int64_t>(FloorDivide(total - grace, every), 0);
 
-  std::vector<std::int64_t> taken(static_cast<std::size_t>(windows));
+  std::vector<SamplingWindow> windows(static_cast<std::size_t>(count));
+  std::size_t at = 0;
+  for (std::int64_t j = 0; j < count; ++j) {
+    const auto end = (j + 1) * every + grace;
+    while (stretches[at].clock + stretches[at].end - stretches[at].start < end) ++at;
+    windows[static_cast<std::size_t>(j)] = {stretches[at].start + end - stretches[at].clock - 1, n,
+                                            0};
+  }
   for (const auto& sample : samples) {
     if (sample.time < valid.start || sample.time >= valid.end) continue;
     const auto clock = ClockAt(stretches, sample.time);
-    const auto first = std::max<std::int64_t>(FloorDivide(clock - grace, every), 0);
-    const auto end = std::min(clock / every + 1, windows);
-    for (auto j = first; j < end; ++j) {
-      auto& count = taken[static_cast<std::size_t>(j)];
-      if (count >= n) continue;
-      ++count;
+    const auto end = std::min(clock / every + 1, count);
+    for (auto j = std::max<std::int64_t>(FloorDivide(clock - grace, every), 0); j < end; ++j) {
+      auto& window = windows[static_cast<std::size_t>(j)];
+      if (window.collected >= n) continue;
+      ++window.collected;
       break;
     }
   }
-
-  std::size_t at = 0;
-  for (std::int64_t j = 0; j < windows; ++j) {
-    const auto end = (j + 1) * every + grace;
-    while (stretches[at].clock + stretches[at].end - stretches[at].start < end) ++at;
-    auto& place = due[stretches[at].segment];
-    place.expected += n;
-    place.collected += taken[static_cast<std::size_t>(j)];
-  }
-  return due;
+  return windows;
 }
 
-std::vector<Due> OccasionSampling(std::span<const StateSegment> segments, const Period& valid,
-                                  std::int64_t n, std::span<const Occasion> occasions,
-                                  std::span<const Sample> samples) {
-  std::vector<Due> due(segments.size());
+std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,
+                                             const Period& valid, std::int64_t n,
+                                             std::span<const Occasion> occasions,
+                                             std::span<const Sample> samples) {
+  std::vector<SamplingWindow> windows;
   const auto stretches = RunningTime(segments, valid);
   for (const auto& occasion : occasions) {
     const bool ran = std::any_of(stretches.begin(), stretches.end(), [&](const Stretch& each) {
@@ -93,19 +90,24 @@ std::vector<Due> OccasionSampling(std::span<const StateSegment> segments, const 
     if (!ran) continue;
     const auto start = std::max(occasion.start, valid.start);
     const auto end = std::min(occasion.end, valid.end);
-    std::int64_t taken = 0;
-    for (auto at = std::lower_bound(samples.begin(), samples.end(), start,
-                                    [](const Sample&each, auto time) { return each.time < time; });
-         at != samples.end() && at->time < end && taken < n; ++at) {
-      if (occasion.item == 0 || at->item == occasion.item) ++taken;
+    auto& window = windows.emplace_back(SamplingWindow{occasion.end - 1, n, 0});
+    for (auto at = std::ranges::lower_bound(samples, start, {}, &Sample::time);
+         at != samples.end() && at->time < end && window.collected < n; ++at) {
+      if (occasion.item == 0 || at->item == occasion.item) ++window.collected;
     }
-    const auto next =
-        std::upper_bound(segments.begin(), segments.end(), occasion.end - 1,
-                         [](auto time, const StateSegment& each) { return time < each.start; });
+  }
+  return windows;
+}
+
+std::vector<Due> DueBySegment(std::span<const StateSegment> segments,
+                              std::span<const SamplingWindow> windows) {
+  std::vector<Due> due(segments.size());
+  for (const auto& window : windows) {
+    const auto next = std::ranges::upper_bound(segments, window.due, {}, &StateSegment::start);
     auto& place =
         due[next == segments.begin() ? 0 : static_cast<std::size_t>(next - segments.begin()) - 1];
-    place.expected += n;
-    place.collected += taken;
+    place.expected += window.expected;
+    place.collected += window.collected;
   }
   return due;
 }

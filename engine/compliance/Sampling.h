@@ -34,25 +34,33 @@ struct Sample {
   std::int32_t item = 0;  // its lot or job
 };
 
-// What falls due in one segment.
-struct Due {
+// A window of time that asked for samples.
+struct SamplingWindow {
+  std::int64_t due = 0;  // its last second
   std::int64_t expected = 0, collected = 0;
 };
 
 // n samples in each `every` seconds of running time, taken until `grace` seconds later. Running
 // time is one clock that stands still in pauses: window j is (j - 1) every <= t < j every + grace.
 // Windows that the clock does not complete ask for nothing. A sample counts once, for the earliest
-// window that is still short; one taken in a pause has the clock's time of that pause. A window
-// belongs to the segment in which it ends. Segments and samples ascend; only what lies in `valid`
-// counts. One Due for each segment.
-std::vector<Due> IntervalSampling(std::span<const StateSegment> segments, const Period& valid,
-                                  std::int64_t n, std::int64_t every, std::int64_t grace,
-                                  std::span<const Sample> samples);
+// window that is still short; one taken in a pause has the clock's time of that pause. Segments and
+// samples ascend; only what lies in `valid` counts.
+std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
+                                             const Period& valid, std::int64_t n,
+                                             std::int64_t every, std::int64_t grace,
+                                             std::span<const Sample> samples);
 
-// n samples on each occasion with running time. An occasion belongs to the segment of its last
-// second, or to the nearest segment where it reaches beyond them.
-std::vector<Due> OccasionSampling(std::span<const StateSegment> segments, const Period& valid,
-                                  std::int64_t n, std::span<const Occasion> occasions,
-                                  std::span<const Sample> samples);
+// n samples on each occasion with running time.
+std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,
+                                             const Period& valid, std::int64_t n,
+                                             std::span<const Occasion> occasions,
+                                             std::span<const Sample> samples);
+
+// What falls due in each segment; a window that ends beyond them belongs to the nearest.
+struct Due {
+  std::int64_t expected = 0, collected = 0;
+};
+std::vector<Due> DueBySegment(std::span<const StateSegment> segments,
+                              std::span<const SamplingWindow> windows);
 
 }  // namespace orvspc::engine

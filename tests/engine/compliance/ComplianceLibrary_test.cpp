@@ -241,6 +241,21 @@ TEST_F(ComplianceTest, ShiftsStartAsTheSettingSaysInTheZone) {
   }
 }
 
+TEST_F(ComplianceTest, EveryWindowIsToldAfterTheRowsWereFreed) {
+  Rows();
+  library_.VLXSREQ_SREQ_COMPLIANCE_FREEDATA();
+  const auto windows = library_.LatestSampling();
+  ASSERT_EQ(windows.size(), 4u);
+  const std::int32_t collected[] = {1, 0, 1, 0};
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(windows[i].requirement, 1);
+    EXPECT_EQ(windows[i].process, 1);
+    EXPECT_EQ(windows[i].due, kStart + static_cast<std::int32_t>(i + 1) * kHour - 1);
+    EXPECT_EQ(windows[i].expected, 1);
+    EXPECT_EQ(windows[i].collected, collected[i]);
+  }
+}
+
 TEST_F(ComplianceTest, FreedRowsAreGoneAndEveryThreadHasItsOwn) {
   auto selection = FourHours();
   ASSERT_FALSE(Rows(selection).empty());

@@ -21,11 +21,11 @@ std::vector<Sample> At(std::initializer_list<std::int64_t> times) {
   return samples;
 }
 
-Due Sum(const std::vector<Due>& each) {
+Due Sum(const std::vector<SamplingWindow>& windows) {
   Due sum;
-  for (const auto& due : each) {
-    sum.expected += due.expected;
-    sum.collected += due.collected;
+  for (const auto& window : windows) {
+    sum.expected += window.expected;
+    sum.collected += window.collected;
   }
   return sum;
 }
@@ -39,7 +39,8 @@ TEST(Sampling, OnlyStartedAndRunningStatesRun) {
 }
 
 TEST(IntervalSampling, SurplusInOneWindowPaysForNoOther) {
-  const auto due = IntervalSampling({{kRun}}, kAlways, 2, 1200, 0, At({10, 20, 30, 40, 2500}));
+  const auto due = DueBySegment(
+      {{kRun}}, IntervalSampling({{kRun}}, kAlways, 2, 1200, 0, At({10, 20, 30, 40, 2500})));
   EXPECT_EQ(due[0].expected, 6);
   EXPECT_EQ(due[0].collected, 3);
 }
@@ -62,7 +63,8 @@ TEST(IntervalSampling, TheClockStandsStillInAPause) {
                                    {1000, 9000, 2, pst_Pause, false},
                                    {9000, 10200, 1, pst_Run, true}};
   // The first window ends 200 seconds after the pause; a sample of the pause is in it.
-  const auto due = IntervalSampling(segments, kAlways, 1, 1200, 0, At({5000}));
+  const auto due =
+      DueBySegment(segments, IntervalSampling(segments, kAlways, 1, 1200, 0, At({5000})));
   EXPECT_EQ(due[0].expected, 0);
   EXPECT_EQ(due[1].expected, 0);
   EXPECT_EQ(due[2].expected, 1);
@@ -71,13 +73,14 @@ TEST(IntervalSampling, TheClockStandsStillInAPause) {
 
 TEST(IntervalSampling, AWindowBelongsToTheSegmentInWhichItEnds) {
   const StateSegment segments[] = {{0, 1200, 1, pst_Run, true}, {1200, 3600, 2, pst_Run, true}};
-  const auto due = IntervalSampling(segments, kAlways, 1, 1200, 0, {});
+  const auto due = DueBySegment(segments, IntervalSampling(segments, kAlways, 1, 1200, 0, {}));
   EXPECT_EQ(due[0].expected, 1);
   EXPECT_EQ(due[1].expected, 2);
 }
 
 TEST(IntervalSampling, OnlyTheTimeInWhichTheRequirementHoldsCounts) {
-  const auto due = IntervalSampling({{kRun}}, {1200, 2400}, 1, 600, 0, At({100, 1300, 2500}));
+  const auto due = DueBySegment(
+      {{kRun}}, IntervalSampling({{kRun}}, {1200, 2400}, 1, 600, 0, At({100, 1300, 2500})));
   EXPECT_EQ(due[0].expected, 2);
   EXPECT_EQ(due[0].collected, 1);
 }
@@ -85,7 +88,8 @@ TEST(IntervalSampling, OnlyTheTimeInWhichTheRequirementHoldsCounts) {
 TEST(OccasionSampling, AnOccasionWithoutRunningTimeAsksForNothing) {
   const StateSegment segments[] = {{0, 1000, 1, pst_Idle, false}, {1000, 2000, 2, pst_Run, true}};
   const Occasion shifts[] = {{0, 1000, 0}, {1000, 2000, 0}};
-  const auto due = OccasionSampling(segments, kAlways, 3, shifts, At({500, 1000, 1999, 2000}));
+  const auto due = DueBySegment(
+      segments, OccasionSampling(segments, kAlways, 3, shifts, At({500, 1000, 1999, 2000})));
   EXPECT_EQ(due[0].expected, 0);
   EXPECT_EQ(due[1].expected, 3);
   EXPECT_EQ(due[1].collected, 2);
@@ -94,7 +98,7 @@ TEST(OccasionSampling, AnOccasionWithoutRunningTimeAsksForNothing) {
 TEST(OccasionSampling, ALotCountsItsOwnSamples) {
   const Occasion lots[] = {{0, 600, 7}, {300, 900, 8}};
   const Sample samples[] = {{10, 7}, {400, 8}, {500, 7}, {550, 7}};
-  const auto due = OccasionSampling({{kRun}}, kAlways, 2, lots, samples);
+  const auto due = DueBySegment({{kRun}}, OccasionSampling({{kRun}}, kAlways, 2, lots, samples));
   EXPECT_EQ(due[0].expected, 4);
   EXPECT_EQ(due[0].collected, 3);
 }
@@ -102,7 +106,7 @@ TEST(OccasionSampling, ALotCountsItsOwnSamples) {
 TEST(OccasionSampling, AnOccasionBelongsToTheSegmentOfItsLastSecond) {
   const StateSegment segments[] = {{0, 1000, 1, pst_Run, true}, {1000, 2000, 2, pst_Pause, false}};
   const Occasion shifts[] = {{0, 1001, 0}, {500, 5000, 0}, {0, 1000, 0}};
-  const auto due = OccasionSampling(segments, kAlways, 1, shifts, {});
+  const auto due = DueBySegment(segments, OccasionSampling(segments, kAlways, 1, shifts, {}));
   EXPECT_EQ(due[0].expected, 1);
   EXPECT_EQ(due[1].expected, 2);
 }
@@ -165,7 +169,8 @@ TEST(IntervalSampling, AgreesWithAWalkSecondBySecond) {
               [](const Sample& a, const Sample& b) { return a.time < b.time; });
     const Period valid{draw(0, 3) == 0 ? draw(0, 200) : 0, draw(0, 3) == 0 ? draw(200, 900) : time};
     const auto n = draw(1, 4), every = draw(1, 200), grace = draw(0, 1) * draw(0, 250);
-    const auto fast = IntervalSampling(segments, valid, n, every, grace, samples);
+    const auto fast =
+        DueBySegment(segments, IntervalSampling(segments, valid, n, every, grace, samples));
     const auto slow = Slowly(segments, valid, n, every, grace, samples);
     for (std::size_t i = 0; i < segments.size(); ++i) {
       ASSERT_EQ(fast[i].expected, slow[i].expected) << "round " << round << " segment " << i;
