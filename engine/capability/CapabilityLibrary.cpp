@@ -25,17 +25,17 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
     std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
     std::span<double> X, std::span<double> Y, const platform::ArrayRef& Bins,
     API_CASummary& Summary, API_CACPs& CPs, API_CAPPs& PPs, API_CAMoments& Moments,
-    API_CAChiSq& ChiSq, API_CAAnova& Anova, API_CASpecLim8& SpecLim,
-    API_CASpecResults& SpecResults, API_CANccLim8& NccLim, API_CANccResults& NccResults,
-    API_CAReserved&, const API_CAOptions& Options, std::int32_t) {
+    API_CAChiSq& ChiSq, API_CAAnova& Anova, API_CASpecLim8& SpecLim, API_CASpecResults& SpecResults,
+    API_CANccLim8& NccLim, API_CANccResults& NccResults, API_CAReserved&,
+    const API_CAOptions& Options, std::int32_t) {
   auto& state = ThisThread();
   state.run.Clear();
   const auto store = OpenStore(Connection);
   state.store = store;
   const auto done = Guarded(store, [&]() -> std::int32_t {
-    const CapabilityOutput out{X,     Y,     Bins.As<API_CABin>(), Summary, CPs,
-                               PPs,   Moments, ChiSq, Anova, SpecLim,
-                               SpecResults, NccLim, NccResults};
+    const CapabilityOutput out{
+        X,     Y,       Bins.As<API_CABin>(), Summary, CPs,       PPs, Moments, ChiSq,
+        Anova, SpecLim, SpecResults,          NccLim,  NccResults};
     return state.run.Process(*store, DSInfo, DSFilter, Options, out) ? 1 : 0;
   });
   if (done == 0) state.run.Clear();

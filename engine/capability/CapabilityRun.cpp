@@ -22,7 +22,7 @@
 namespace orvspc::engine {
 namespace {
 
-constexpr std::int32_t kBadArgument = 5;
+constexpr std::int32_t kBadArgument = 5, kOverflow = 6;
 constexpr double kNoLimit = std::numeric_limits<double>::quiet_NaN();
 
 // The settings that share the flags of the options.
@@ -122,8 +122,8 @@ Estimate ToReport(const SigmaEstimate& sigma) {
 }
 
 void FillAnova(const SpreadSums& spread, const SampleCentre& centre, API_CAAnova& record) {
-  const auto table = AnovaOf(spread.Within(), spread.Between(), centre.squares, centre.count,
-                             spread.Groups());
+  const auto table =
+      AnovaOf(spread.Within(), spread.Between(), centre.squares, centre.count, spread.Groups());
   record.DFWithin = static_cast<std::int32_t>(table.within_degrees);
   record.SSWithin = Defined(table.within_squares);
   record.MSWithin = Defined(table.within_mean);
@@ -160,8 +160,7 @@ void FillSummary(const Sample& sample, const SampleCentre& centre, const Deviati
   constexpr double kNormalizedRange = 0.741301109252801;
   record.PieceCount = static_cast<std::int32_t>(centre.count);
   record.SubgroupCount = static_cast<std::int32_t>(sample.Groups());
-  record.SubgroupSize =
-      static_cast<double>(sample.Count()) / static_cast<double>(sample.Groups());
+  record.SubgroupSize = static_cast<double>(sample.Count()) / static_cast<double>(sample.Groups());
   record.Minimum = centre.smallest;
   record.Maximum = centre.largest;
   record.Mean = centre.mean;
@@ -170,16 +169,15 @@ void FillSummary(const Sample& sample, const SampleCentre& centre, const Deviati
   if (!(sd > 0.0)) return;
   const double per = 2.0 / static_cast<double>(centre.count - 1);
   record.UpperSD = Defined(std::sqrt(per * sums.SquaresAbove()));
-  record.LowerSD =
-      Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
+  record.LowerSD = Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
   constexpr double kQuartiles[] = {0.25, 0.75};
   const auto quartiles = SampleQuantiles(sample, kQuartiles);
   record.CoRobustness = Defined(kNormalizedRange * (quartiles[1] - quartiles[0]) / sd);
   record.CoOfVariation = Defined(sd / std::fabs(centre.mean));
 }
 
-Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options,
-                    const SampleCentre& centre, double sd, const Tolerance& tolerance) {
+Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options, const SampleCentre& centre,
+                    double sd, const Tolerance& tolerance) {
   const WindowInput input{centre.smallest,
                           centre.largest,
                           centre.mean,
@@ -269,11 +267,10 @@ bool CapabilityRun::Process(Store& store, API_DSInfo& info, std::span<const std:
     AddNote("no-data", "No value of a variable test matches the selection.");
     return false;
   }
-  Analyse(store, streams, options, out);
-  return true;
+  return Analyse(store, streams, options, out);
 }
 
-void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
+bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
                             const API_CAOptions& options, const CapabilityOutput& out) {
   const FlagWord flags(options.Flags);
   std::optional<LimitOverride> override_by;
@@ -294,10 +291,15 @@ void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   // Net contents are of the values as they are.
   const auto net_results = NetContentResults(sample, net_limits);
   for (std::size_t i = 0; i < streams.size(); ++i) {
-    if (limits.origins[i] != 0.0) sample.Shift(i == 0 ? 0 : ends[i - 1], ends[i], -limits.origins[i]);
+    if (limits.origins[i] != 0.0)
+      sample.Shift(i == 0 ? 0 : ends[i - 1], ends[i], -limits.origins[i]);
   }
 
   auto centre = CentreOf(sample);
+  if (!std::isfinite(centre.largest) || !std::isfinite(centre.smallest)) {
+    store.Fail(kOverflow, "The values are too large to be normalised by these limits.");
+    return false;
+  }
   struct Sums {
     DeviationSums deviations;
     SpreadSums spread;
@@ -316,9 +318,9 @@ void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
       moving ? *moving
              : FromSubgroups(flags.short_term, sums.spread, centre.count, SettingOf(store));
   const double sigma = UsableSigma(estimate.value);
-  if (!std::isfinite(kRoom * centre.sd) || (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
-    AddNote("overflow",
-            "A figure of these values is beyond the largest number and was left out.");
+  if (!std::isfinite(kRoom * centre.sd) ||
+      (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
+    AddNote("overflow", "A figure of these values is beyond the largest number and was left out.");
   }
 
   // Everything is made before anything is written.
@@ -335,19 +337,18 @@ void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   std::optional<NormalDistribution> law;
   if (sd > 0.0) law.emplace(centre.mean, sd);
   const auto cells = law ? ChiSquareCells(centre.count) : 0;
-  CountSums counts{
-      {CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
-      {cells > 0 ? EqualProbabilityEdges(*law, cells) : std::vector<double>(),
-       IntervalCounter::EdgeGoes::Down},
-      {UpperLimits(limits.record), LowerLimits(limits.record)},
-      DistinctCounter(static_cast<std::size_t>(2 * cells))};
+  CountSums counts{{CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
+                   {cells > 0 ? EqualProbabilityEdges(*law, cells) : std::vector<double>(),
+                    IntervalCounter::EdgeGoes::Down},
+                   {UpperLimits(limits.record), LowerLimits(limits.record)},
+                   DistinctCounter(static_cast<std::size_t>(2 * cells))};
   SumBlocks(sample, counts, [&](CountSums& mine, const Sample::Block& block) {
     mine.Add(block.values, cells > 0);
   });
   API_CAChiSq chi_square{};
-  FillChiSquare(cells > 0 ? ChiSquareOf(counts.cells.Counts(), law->FittedParameters())
-                          : ChiSquareTest(),
-                chi_square);
+  FillChiSquare(
+      cells > 0 ? ChiSquareOf(counts.cells.Counts(), law->FittedParameters()) : ChiSquareTest(),
+      chi_square);
   API_CASpecResults results{};
   SetActual(counts.beyond, centre.count, limits.record, results);
   const auto* const fitted = law ? &*law : nullptr;
@@ -378,6 +379,7 @@ void CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   centre_ = centre;
   sample_ = std::move(sample);
   report_ = std::move(report);
+  return true;
 }
 
 }  // namespace orvspc::engine

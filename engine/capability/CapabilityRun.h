@@ -59,7 +59,7 @@ class CapabilityRun {
   void Clear();
 
  private:
-  void Analyse(Store& store, std::vector<StreamSample>& streams, const API_CAOptions& options,
+  bool Analyse(Store& store, std::vector<StreamSample>& streams, const API_CAOptions& options,
                const CapabilityOutput& out);
 
   Sample sample_;

@@ -24,8 +24,8 @@ API_CACPs ShortTermIndices(double mean, double sigma, const Tolerance& tolerance
 API_CAPPs LongTermIndices(const Reach& reach, const Tolerance& tolerance);
 
 // The actual shares of the specification results.
-void SetActual(const class BeyondCounts& counts, std::int64_t count,
-               const API_CASpecLim8& limits, API_CASpecResults& results);
+void SetActual(const class BeyondCounts& counts, std::int64_t count, const API_CASpecLim8& limits,
+               API_CASpecResults& results);
 // Limits in the order that SetActual reads; NaN where there is none. The target stands in both.
 std::vector<double> UpperLimits(const API_CASpecLim8& limits);
 std::vector<double> LowerLimits(const API_CASpecLim8& limits);

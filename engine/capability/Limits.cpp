@@ -42,8 +42,7 @@ std::vector<Item> ItemsOf(std::span<const StreamSample> streams) {
       return each.part == stream.part && each.test == stream.test;
     });
     if (found == items.end()) {
-      items.push_back(
-          {stream.part, stream.process, stream.test, stream.oldest, stream.newest});
+      items.push_back({stream.part, stream.process, stream.test, stream.oldest, stream.newest});
     } else {
       found->oldest = std::min(found->oldest, stream.oldest);
       found->newest = std::max(found->newest, stream.newest);
@@ -108,9 +107,8 @@ void Apply(const LimitOverride& by, API_CASpecLim8& record) {
   record.AFlag |= record.EFlag & kSpecBits;
 }
 
-// Bits for limits that exist alone; no number that is none; limits the right way round. False when
-// they were not.
-bool Clean(API_CASpecLim8& record) {
+// Takes away what is no number, and bits without a limit.
+void DropNonFinite(API_CASpecLim8& record) {
   for (platform::WireDouble* const field :
        {&record.Usl, &record.Tar, &record.Lsl, &record.Ugb, &record.Lgb, &record.Url, &record.Lrl,
         &record.Uwp, &record.Lwp, &record.Usg, &record.Lsg, &record.Uds, &record.Lds, &record.Cp,
@@ -121,6 +119,12 @@ bool Clean(API_CASpecLim8& record) {
     }
     *field = 0.0;
   }
+  record.AFlag &= record.EFlag;
+}
+
+// False when the limits were not the right way round; then neither is left.
+bool Clean(API_CASpecLim8& record) {
+  DropNonFinite(record);
   const bool both = (record.EFlag & slfUSL) != 0 && (record.EFlag & slfLSL) != 0;
   const bool right = !both || record.Usl > record.Lsl;
   if (!right) record.EFlag &= ~(slfUSL | slfLSL);
@@ -149,6 +153,7 @@ void MoveDown(API_CASpecLim8& record, double distance) {
   for (const auto& limit : kLimits) {
     if ((record.EFlag & limit.flag) != 0) record.*limit.field = record.*limit.field - distance;
   }
+  DropNonFinite(record);
 }
 
 double WidthOf(const API_CASpecLim8& record) {
@@ -171,8 +176,7 @@ bool Agree(const API_CASpecLim8& a, const API_CASpecLim8& b, std::int32_t bits) 
   if ((a.EFlag & bits) != (b.EFlag & bits)) return false;
   const double most = kTolerance * std::max(WidthOf(a), WidthOf(b));
   return std::all_of(std::begin(kLimits), std::end(kLimits), [&](const Limit& limit) {
-    return (a.EFlag & bits & limit.flag) == 0 ||
-           std::fabs(a.*limit.field - b.*limit.field) <= most;
+    return (a.EFlag & bits & limit.flag) == 0 || std::fabs(a.*limit.field - b.*limit.field) <= most;
   });
 }
 
@@ -201,8 +205,9 @@ Candidate CandidateOf(Store& store, const Item& item,
     if (row == nullptr) candidate.record.Scale = kUsualScale;
   }
   if (!Clean(candidate.record)) {
-    AddNote("limits-crossed", "The upper specification limit does not lie above the lower one; "
-                              "neither is used.",
+    AddNote("limits-crossed",
+            "The upper specification limit does not lie above the lower one; "
+            "neither is used.",
             name());
   }
   const auto origin = OriginOf(candidate.record, normalize);
@@ -235,8 +240,8 @@ LimitsInForce FindLimits(Store& store, std::span<const StreamSample> streams,
   }
   LimitsInForce limits;
   for (const auto& stream : streams) {
-    const auto found = std::find_if(
-        candidates.begin(), candidates.end(), [&](const Candidate& each) {
+    const auto found =
+        std::find_if(candidates.begin(), candidates.end(), [&](const Candidate& each) {
           return each.item.part == stream.part && each.item.test == stream.test;
         });
     limits.origins.push_back(found->origin);

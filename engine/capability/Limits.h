@@ -23,8 +23,8 @@ struct LimitOverride {
 };
 
 struct LimitsInForce {
-  API_CASpecLim8 record{};  // normalised; all 0 when there are none
-  Tolerance tolerance;      // of the record
+  API_CASpecLim8 record{};      // normalised; all 0 when there are none
+  Tolerance tolerance;          // of the record
   std::vector<double> origins;  // what each stream's values are moved down by
 };
 

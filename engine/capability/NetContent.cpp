@@ -93,8 +93,10 @@ API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& li
     if (row.score != nullptr) results.*row.score = Defined(inside);
     results.*row.expected = Defined(kPercent * NormalAbove(inside));
   };
-  for (std::size_t i = 0; i < upper.size(); ++i) fill(kUpper[i], upper[i], sums.beyond.Above(i), true);
-  for (std::size_t i = 0; i < lower.size(); ++i) fill(kLower[i], lower[i], sums.beyond.Below(i), false);
+  for (std::size_t i = 0; i < upper.size(); ++i)
+    fill(kUpper[i], upper[i], sums.beyond.Above(i), true);
+  for (std::size_t i = 0; i < lower.size(); ++i)
+    fill(kLower[i], lower[i], sums.beyond.Below(i), false);
   return results;
 }
 

@@ -11,9 +11,8 @@ SampleCentre CentreOf(const Sample& sample) {
   centre.count = static_cast<std::int64_t>(sample.Count());
   if (centre.count == 0) return centre;
   ExtentSums sums(sample.Blocks().front().values.front());
-  SumBlocks(sample, sums, [](ExtentSums& mine, const Sample::Block& block) {
-    mine.Add(block.values);
-  });
+  SumBlocks(sample, sums,
+            [](ExtentSums& mine, const Sample::Block& block) { mine.Add(block.values); });
   centre.smallest = sums.Smallest();
   centre.largest = sums.Largest();
   centre.origin = sums.Origin();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <string>
@@ -17,6 +18,28 @@ namespace {
 
 // Tried in this order. 0.524 is the customary one; the others help where a sample does not suit it.
 constexpr double kDistances[] = {0.524, 0.6, 0.45, 0.7, 0.4, 0.8, 1.0};
+// Where the outer quantiles of 0.7 have this many values beyond them it comes first: the tails are
+// then seen instead of extrapolated.
+constexpr double kFarDistance = 0.7;
+constexpr double kManyBeyond = 100.0;
+
+std::vector<double> DistancesFor(double n) {
+  std::vector<double> distances;
+  if (n * NormalBelow(-3.0 * kFarDistance) >= kManyBeyond) distances.push_back(kFarDistance);
+  for (const double z : kDistances) {
+    // The outer quantiles must lie inside the sample.
+    const bool taken = !distances.empty() && distances.front() == z;
+    if (!taken && n * NormalBelow(-3.0 * z) >= 1.0) distances.push_back(z);
+  }
+  return distances;
+}
+
+// Two standard errors of rho, which are about 4/sqrt(n) each, but never so wide that a small sample
+// loses its shape.
+double BandFor(double n) {
+  constexpr double kWidest = 0.1;
+  return std::max(kJohnsonBand, std::min(kWidest, 8.0 / std::sqrt(n)));
+}
 constexpr std::int64_t kFewest = 20;
 // The quantiles 0.00135 and 0.99865 of the percentile method.
 constexpr double kReach = 3.0;
@@ -36,17 +59,15 @@ Chosen Choose(const Sample& sample, const SampleCentre& centre) {
   Chosen chosen;
   if (centre.count < kFewest) return chosen;
   const auto n = static_cast<double>(centre.count);
-  std::vector<double> usable, shares;
-  for (const double z : kDistances) {
-    // The outer quantiles must lie inside the sample.
-    if (n * NormalBelow(-3.0 * z) < 1.0) continue;
-    usable.push_back(z);
+  const auto usable = DistancesFor(n);
+  std::vector<double> shares;
+  for (const double z : usable) {
     for (const double score : {3.0 * z, z, -z, -3.0 * z}) shares.push_back(NormalBelow(score));
   }
   const auto at = SampleQuantiles(sample, shares);
   for (std::size_t i = 0; i < usable.size(); ++i) {
     const auto fit =
-        FitJohnson({usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]});
+        FitJohnson({usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
     chosen.normal_serves = fit.normal_serves;
     if (fit.normal_serves) return chosen;
     if (!fit.curve || !fit.curve->Supports(centre.smallest, centre.largest) ||
@@ -76,9 +97,8 @@ ChiSquareTest Test(const Sample& sample, const JohnsonCurve& curve) {
   const auto cells = ChiSquareCells(static_cast<std::int64_t>(sample.Count()));
   if (cells < 1) return {};
   IntervalCounter counter(EqualProbabilityEdges(curve, cells), IntervalCounter::EdgeGoes::Down);
-  SumBlocks(sample, counter, [](IntervalCounter& mine, const Sample::Block& block) {
-    mine.Add(block.values);
-  });
+  SumBlocks(sample, counter,
+            [](IntervalCounter& mine, const Sample::Block& block) { mine.Add(block.values); });
   return ChiSquareOf(counter.Counts(), curve.FittedParameters());
 }
 
@@ -87,7 +107,8 @@ ChiSquareTest Test(const Sample& sample, const JohnsonCurve& curve) {
 std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
   if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
       out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
-    AddNote("johnson-none", "The sample of this analysis is no longer there; the normal law stays.");
+    AddNote("johnson-none",
+            "The sample of this analysis is no longer there; the normal law stays.");
     return caJohnsonTypeNone;
   }
   const auto chosen = Choose(sample_, centre_);

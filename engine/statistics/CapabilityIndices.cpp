@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "engine/statistics/Distributions.h"
 
@@ -33,7 +34,7 @@ double IndexM(const Reach& reach, const Tolerance& tolerance, double k) {
 
 std::optional<double> Tolerance::Aim() const {
   if (target) return target;
-  if (usl && lsl) return *lsl + 0.5 * (*usl - *lsl);
+  if (usl && lsl) return std::midpoint(*lsl, *usl);
   return std::nullopt;
 }
 

@@ -16,7 +16,8 @@ std::int32_t ChiSquareCells(std::int64_t count) {
 std::vector<double> EqualProbabilityEdges(const Distribution& law, std::int32_t cells) {
   std::vector<double> edges;
   edges.reserve(static_cast<std::size_t>(std::max(cells - 1, 0)));
-  for (std::int32_t i = 1; i < cells; ++i) edges.push_back(law.Quantile(static_cast<double>(i) / cells));
+  for (std::int32_t i = 1; i < cells; ++i)
+    edges.push_back(law.Quantile(static_cast<double>(i) / cells));
   return edges;
 }
 

@@ -16,15 +16,14 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 namespace policies = boost::math::policies;
 // Results that do not exist come back as numbers; nothing is thrown into an analysis.
-using Quiet = policies::policy<policies::domain_error<policies::ignore_error>,
-                               policies::pole_error<policies::ignore_error>,
-                               policies::overflow_error<policies::ignore_error>,
-                               policies::underflow_error<policies::ignore_error>,
-                               policies::denorm_error<policies::ignore_error>,
-                               policies::evaluation_error<policies::ignore_error>,
-                               policies::rounding_error<policies::ignore_error>,
-                               policies::indeterminate_result_error<policies::ignore_error>,
-                               policies::promote_double<false>>;
+using Quiet = policies::policy<
+    policies::domain_error<policies::ignore_error>, policies::pole_error<policies::ignore_error>,
+    policies::overflow_error<policies::ignore_error>,
+    policies::underflow_error<policies::ignore_error>,
+    policies::denorm_error<policies::ignore_error>,
+    policies::evaluation_error<policies::ignore_error>,
+    policies::rounding_error<policies::ignore_error>,
+    policies::indeterminate_result_error<policies::ignore_error>, policies::promote_double<false>>;
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 namespace orvspc::engine {
 
 // Standard normal law. The tails keep their digits far out, which 1 - F does not.
-// Accuracy 14 digits to 37 sigmas
+// Accuracy 13 digits to 8 sigmas, 12 to 37
 double NormalDensity(double z);
 double NormalBelow(double z);  // P(Z <= z)
 double NormalAbove(double z);  // P(Z > z)

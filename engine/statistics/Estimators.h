@@ -84,7 +84,7 @@ SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::
 // element for each size.
 struct SpreadOfSize {
   std::int32_t n = 0;
-  std::int64_t groups = 0;                    // all of this size
+  std::int64_t groups = 0;                     // all of this size
   std::int64_t range_count = 0, sd_count = 0;  // those with a finite range, deviation
   double ranges = 0.0, sds = 0.0;              // their sums
   double squares = 0.0;                        // sum of (n - 1) s^2

@@ -43,8 +43,10 @@ Window LimitWindow(const WindowInput& input) {
 }
 
 Window Bounded(Window window) {
-  constexpr double kMost = std::numeric_limits<double>::max() / 4.0;
-  return {std::clamp(window.low, -kMost, kMost), std::clamp(window.high, -kMost, kMost)};
+  constexpr double kMost = std::numeric_limits<double>::max();
+  window = {std::clamp(window.low, -kMost, kMost), std::clamp(window.high, -kMost, kMost)};
+  if (std::isfinite(window.Width())) return window;
+  return {std::max(window.low, -0.5 * kMost), std::min(window.high, 0.5 * kMost)};
 }
 
 std::vector<double> BinEdges(const Window& window, std::size_t bins) {

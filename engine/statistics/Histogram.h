@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <vector>
 
-
 namespace orvspc::engine {
 
 // The stretch of the axis that a histogram shows.
@@ -31,7 +30,8 @@ Window SigmaWindow(const WindowInput& input, double sds);
 // From limit to limit; a missing one from the default.
 Window LimitWindow(const WindowInput& input);
 
-// A window whose width and edges are numbers: beyond a quarter of the largest number it is cut.
+// A window whose edges and width are numbers: one that is wider than the largest number is cut to
+// its half on either side.
 Window Bounded(Window window);
 
 // bins + 1 edges of equal distance, the first and the last exactly those of the window.

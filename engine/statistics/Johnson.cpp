@@ -8,8 +8,8 @@ namespace orvspc::engine {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-// Half-width of the band around rho = 1, and of ln(m/p) around 0, that counts as lognormal, normal.
-constexpr double kBand = 0.05;
+// Half-width of the band of ln(m/p) around 0 that counts as normal.
+constexpr double kNormalBand = 0.05;
 
 struct Distances {
   double m, p, n;
@@ -112,19 +112,19 @@ bool JohnsonCurve::Supports(double lowest, double highest) const {
   return std::isfinite(Score(lowest)) && std::isfinite(Score(highest));
 }
 
-JohnsonFit FitJohnson(const JohnsonQuantiles& q) {
+JohnsonFit FitJohnson(const JohnsonQuantiles& q, double band) {
   const Distances d{q.at_3z - q.at_z, q.at_z - q.at_minus_z, q.at_minus_z - q.at_minus_3z,
                     q.at_minus_z + 0.5 * (q.at_z - q.at_minus_z)};
   JohnsonFit fit;
   if (!(d.m > 0.0) || !(d.p > 0.0) || !(d.n > 0.0)) return fit;
   const double rho = (d.m / d.p) * (d.n / d.p);
   if (!std::isfinite(rho)) return fit;
-  if (std::fabs(rho - 1.0) > kBand) {
+  if (std::fabs(rho - 1.0) > band) {
     const auto curve = rho > 1.0 ? Unbounded(q.z, d) : Bounded(q.z, d);
     if (IsValid(curve)) fit.curve.emplace(curve);
     return fit;
   }
-  if (std::fabs(std::log(d.m / d.p)) < kBand) {
+  if (std::fabs(std::log(d.m / d.p)) < kNormalBand) {
     fit.normal_serves = true;
     return fit;
   }

@@ -51,11 +51,12 @@ struct JohnsonFit {
 
 // The curve through four quantiles.
 //   m = x(3z) - x(z), p = x(z) - x(-z), n = x(-z) - x(-3z), rho = m n / p^2
-//   |rho - 1| <= 0.05: lognormal, or normal if |ln(m/p)| < 0.05 too; rho > 1: SU; rho < 1: SB
+//   |rho - 1| <= band: lognormal, or normal if |ln(m/p)| < 0.05 too; rho > 1: SU; rho < 1: SB
 // Returns  no curve when m, n or p is not above 0, a parameter is not finite, or delta or lambda
 //          is not above 0
 // Accuracy exact to rounding when the quantiles are those of a Johnson law outside the band
 // Source   Slifker & Shapiro, Technometrics 22 (1980)
-JohnsonFit FitJohnson(const JohnsonQuantiles& quantiles);
+inline constexpr double kJohnsonBand = 0.05;
+JohnsonFit FitJohnson(const JohnsonQuantiles& quantiles, double band = kJohnsonBand);
 
 }  // namespace orvspc::engine

@@ -66,7 +66,8 @@ class RankFinder {
       for (const auto rank : search.ranks) found_.emplace_back(rank, ValueOf(search.low));
       return;
     }
-    const auto shift = std::max(0, static_cast<int>(std::bit_width(search.high - search.low)) - kCellBits);
+    const auto shift =
+        std::max(0, static_cast<int>(std::bit_width(search.high - search.low)) - kCellBits);
     std::vector<std::uint32_t> counts(std::size_t{1} << kCellBits);
     const auto span = search.high - search.low;
     ForEach([&](std::uint64_t key) {
@@ -78,8 +79,8 @@ class RankFinder {
     auto rank = search.ranks.begin();
     for (std::size_t cell = 0; cell < counts.size() && rank != search.ranks.end(); ++cell) {
       const auto end = below + counts[cell];
-      Search inside{search.low + (static_cast<std::uint64_t>(cell) << shift), 0, below,
-                    counts[cell], {}};
+      Search inside{
+          search.low + (static_cast<std::uint64_t>(cell) << shift), 0, below, counts[cell], {}};
       inside.high = std::min(inside.low + ((std::uint64_t{1} << shift) - 1), search.high);
       for (; rank != search.ranks.end() && *rank < end; ++rank) inside.ranks.push_back(*rank);
       below = end;
@@ -102,9 +103,9 @@ class RankFinder {
     const auto low = few.front().low, span = few.back().high - low;
     ForEach([&](std::uint64_t key) {
       if (key - low > span) return;
-      const auto place = std::upper_bound(
-          few.begin(), few.end(), key,
-          [](std::uint64_t k, const Search& each) { return k < each.low; });
+      const auto place =
+          std::upper_bound(few.begin(), few.end(), key,
+                           [](std::uint64_t k, const Search& each) { return k < each.low; });
       const auto i = static_cast<std::size_t>(place - few.begin()) - 1;
       if (key <= few[i].high) values[i].push_back(ValueOf(key));
     });

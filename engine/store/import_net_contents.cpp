@@ -26,10 +26,11 @@ enum Column : std::size_t {
   kName
 };
 constexpr ColumnSpec kColumns[] = {
-    {"part", true},  {"test", true},      {"nominal", true}, {"class", false}, {"quantity", false},
-    {"mav", false},  {"upper", false},    {"mavl", false},   {"mavlp", false}, {"mavu", false},
-    {"mavup", false}, {"t1l", false},     {"t1lp", false},   {"t1u", false},   {"t1up", false},
-    {"t2l", false},  {"t2lp", false},     {"t2u", false},    {"t2up", false},  {"factor", false},
+    {"part", true},       {"test", true},  {"nominal", true}, {"class", false},
+    {"quantity", false},  {"mav", false},  {"upper", false},  {"mavl", false},
+    {"mavlp", false},     {"mavu", false}, {"mavup", false},  {"t1l", false},
+    {"t1lp", false},      {"t1u", false},  {"t1up", false},   {"t2l", false},
+    {"t2lp", false},      {"t2u", false},  {"t2up", false},   {"factor", false},
     {"effective", false}, {"name", false},
 };
 static_assert(std::size(kColumns) == kName + 1);
@@ -50,8 +51,8 @@ struct Tolerable {
 };
 constexpr double kLeastQuantity = 5.0;
 constexpr Tolerable kTolerable[] = {
-    {50, 9, 0},    {100, 0, 4.5}, {200, 4.5, 0},   {300, 0, 9},
-    {500, 3, 0},   {1000, 0, 15}, {10000, 1.5, 0},
+    {50, 9, 0},  {100, 0, 4.5}, {200, 4.5, 0},   {300, 0, 9},
+    {500, 3, 0}, {1000, 0, 15}, {10000, 1.5, 0},
 };
 
 double TolerableDeficiency(const ImportTable& table, double nominal) {

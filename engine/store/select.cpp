@@ -533,8 +533,7 @@ void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out)
   for (int i = 1; i <= pieces && start <= last; ++i) {
     const auto end = first + (last - first) * i / pieces;
     if (end < start) continue;
-    out.push_back(
-        {&stream, static_cast<std::int32_t>(start), static_cast<std::int32_t>(end)});
+    out.push_back({&stream, static_cast<std::int32_t>(start), static_cast<std::int32_t>(end)});
     start = end + 1;
   }
 }
@@ -610,8 +609,7 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
       ~Reading() { second.Leave(); }
     } reading{*threads_.second};
     threads_.used = true;
-    RunBoth([&] { work(db_, newest_of[0]); },
-            [&] { work(reading.second.Get(), newest_of[1]); });
+    RunBoth([&] { work(db_, newest_of[0]); }, [&] { work(reading.second.Get(), newest_of[1]); });
   } else {
     work(db_, newest_of[0]);
   }
@@ -695,8 +693,8 @@ bool SqliteStore::RunShared(
 bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet& out) {
   out = {};
-  const bool done = RunShared(
-      info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
+  const bool done =
+      RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
         RunSelection(connection, Cache(), resolved, filter, options, threads, out);
       });
   if (!done) out = {};
