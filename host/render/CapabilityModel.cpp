@@ -3,9 +3,11 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "host/render/ChartModel.h"
 #include "host/render/Numbers.h"
 #include "host/render/PlainText.h"
 #include "platform/Enumerations.h"
@@ -70,8 +72,8 @@ std::string PercentText(double percent) { return ShareText(percent / 100.0); }
 // Makes the tables of one result.
 class Tables {
  public:
-  Tables(const CapabilityRead& capability, int decimals)
-      : capability_(capability), decimals_(decimals) {}
+  Tables(const CapabilityDocument& document, int decimals)
+      : capability_(document.capability), fit_(document.fit), decimals_(decimals) {}
 
   std::vector<ReportTable> Make() {
     Data();
@@ -212,6 +214,13 @@ class Tables {
           row("coefficient of variation", "Summary", "CoOfVariation"),
           row("coefficient of robustness (about 1 for a normal law)", "Summary", "CoRobustness"),
           row("subgroup size", "Summary", "SubgroupSize")}});
+    if (!fit_ || fit_->short_term.name.empty()) return;
+    const EstimateRead& estimate = fit_->short_term;
+    std::string text = EstimatorText(estimate.name);
+    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
+      text += ", constant " + Significant(estimate.constant, 7);
+    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
+    tables_.back().rows.push_back({std::string(kSigma) + " short-term", text});
   }
 
   void Variance() {
@@ -261,12 +270,28 @@ class Tables {
   }
 
   const CapabilityRead& capability_;
+  const std::optional<FitRead>& fit_;
   int decimals_;
   std::vector<ReportTable> tables_;
 };
 
 void AddMark(std::vector<ValueMark>& marks, double at, const std::string& name) {
   if (std::isfinite(at)) marks.push_back({at, name, name + " " + Significant(at, 9)});
+}
+
+// Limits of net content as far as they exist, which their scores tell.
+void AddContentMarks(std::vector<ValueMark>& marks, const CapabilityRead& capability) {
+  struct Kind {
+    const char* limit;
+    const char* score;
+    const char* name;
+  };
+  static constexpr Kind kKinds[] = {{"MavL", "zMAVL", "MAV"}, {"T2L", "zT2L", "T2"},
+                                    {"T1L", "zT1L", "T1"},    {"T1U", "zT1U", "T1"},
+                                    {"T2U", "zT2U", "T2"},    {"MavU", "zMAVU", "MAV"}};
+  for (const Kind& kind : kKinds)
+    if (std::isfinite(capability.Figure("NccResults", kind.score)))
+      AddMark(marks, capability.Figure("NccLim", kind.limit), kind.name);
 }
 
 }  // namespace
@@ -309,6 +334,7 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   AddMark(view.limits, capability.Figure("SpecLim", "Lsl"), "LSL");
   AddMark(view.limits, capability.Figure("SpecLim", "Usl"), "USL");
   AddMark(view.limits, capability.Figure("SpecLim", "Url"), "URL");
+  AddContentMarks(view.limits, capability);
   AddMark(view.targets, capability.Figure("SpecLim", "Tar"), "Target");
   AddMark(view.targets, capability.Figure("NccLim", "Lsc"), "Stated");
   view.mean = capability.Figure("Summary", "Mean");
@@ -316,7 +342,7 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   const double ends[] = {capability.Figure("Summary", "Minimum"),
                          capability.Figure("Summary", "Maximum")};
   view.decimals = DecimalsForLimits(DecimalsOf(ends), view.sigma);
-  view.tables = Tables(capability, view.decimals).Make();
+  view.tables = Tables(document, view.decimals).Make();
   return view;
 }
 

@@ -36,7 +36,7 @@ struct CapabilityView {
   std::string axis;  // what the horizontal axis shows
   std::vector<HistogramBar> bars;
   std::vector<std::pair<double, double>> curve;  // expected pieces at a value
-  std::vector<ValueMark> limits;                 // specification limits, by value
+  std::vector<ValueMark> limits;                 // of specification and of net content
   std::vector<ValueMark> targets;                // the target and the stated content
   double mean = 0.0, sigma = 0.0;                // NaN: not known; long-term
   int decimals = 4;                              // of a value
