@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <filesystem>
 #include <ostream>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -72,11 +73,13 @@ constexpr Picture kPictures[] = {
      "Radiator", ccGraph1U, ccGraph2None, ccGroupByNone, "--graph1 u"},
 };
 
+// By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
 engine::ImportKind KindOf(const std::string& file) {
-  if (file.find("control-limits") != std::string::npos) return engine::ImportKind::ControlLimits;
-  if (file.find("specification-limits") != std::string::npos) return engine::ImportKind::Limits;
-  if (file.find("opportunities") != std::string::npos) return engine::ImportKind::Opportunities;
-  return engine::ImportKind::Values;
+  std::string_view kind;
+  for (const auto word : engine::ImportKindWords()) {
+    if (file.ends_with("-" + std::string(word) + ".csv") && word.size() > kind.size()) kind = word;
+  }
+  return engine::ImportKindFromWord(kind).value_or(engine::ImportKind::Values);
 }
 
 void MakeDirectory(const fs::path& path) {
@@ -169,7 +172,7 @@ int Run(const Arguments& arguments, Console& console) {
   }
   const std::string index = (folder / "index.html").string();
   WriteFile(index,
-            RenderIndex("Control charts of the sample data",
+            RenderIndex("Charts of the sample data",
                         "Drawn by orvspc from sample.db. Point at a marked point to see its rule.",
                         entries));
   console.out << drawn << "\nThe same database draws more:\n"
