@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "host/render/CapabilityModel.h"
@@ -88,6 +89,7 @@ Meaning MeaningOf(const ParetoRead& pareto) {
   return meaning;
 }
 
+// What people call a bin type.
 std::string Words(std::string word) {
   std::replace(word.begin(), word.end(), '-', ' ');
   return word;
@@ -99,7 +101,8 @@ std::string LevelWords(const ParetoRead& pareto) {
   std::string text;
   for (std::size_t level = 0; level < pareto.levels; ++level) {
     const auto type = pareto.processing->BinType(static_cast<std::int32_t>(level));
-    const std::string word = BinTypeWord(type);
+    // "Defects by code" needs no second "defect".
+    const std::string word = type == paBinTypeDefect ? "code" : BinTypeWord(type);
     text += level == 0 ? "" : level + 1 == pareto.levels ? " and " : ", ";
     text += word.empty() ? "type " + std::to_string(type) : Words(word);
   }
@@ -108,16 +111,29 @@ std::string LevelWords(const ParetoRead& pareto) {
 
 std::string Percent(double share) { return Fixed(share, 1) + " %"; }
 
-std::string LeafName(const ParetoBinRead& bin, std::size_t levels) {
-  std::string name = PlainText(bin.parts[levels == 1 ? 0 : 1]);
-  if (levels == 3) name += " / " + PlainText(bin.parts[2]);
+// The name at a level. Days and longer begin at midnight, which need not be said each time.
+std::string PartText(const ParetoRead& pareto, const ParetoBinRead& bin, std::size_t level) {
+  std::string text = PlainText(bin.parts[level]);
+  const auto place = static_cast<std::int32_t>(level);
+  constexpr std::string_view kMidnight = " 00:00";
+  if (pareto.levels_known && pareto.processing &&
+      pareto.processing->BinType(place) == paBinTypeTime &&
+      pareto.processing->BinTimePeriod(place) >= paDays && text.ends_with(kMidnight))
+    text.resize(text.size() - kMidnight.size());
+  return text;
+}
+
+std::string LeafName(const ParetoRead& pareto, const ParetoBinRead& bin) {
+  std::string name = PartText(pareto, bin, pareto.levels == 1 ? 0 : 1);
+  if (pareto.levels == 3) name += " / " + PartText(pareto, bin, 2);
   return name;
 }
 
-std::string TipOf(const ParetoBinRead& bin, const ParetoBar& bar, std::size_t levels,
+std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const ParetoBar& bar,
                   const std::string& axis) {
-  std::string tip = PlainText(bin.parts[0]);
-  for (std::size_t level = 1; level < levels; ++level) tip += " / " + PlainText(bin.parts[level]);
+  std::string tip = PartText(pareto, bin, 0);
+  for (std::size_t level = 1; level < pareto.levels; ++level)
+    tip += " / " + PartText(pareto, bin, level);
   tip += ": " + ParetoValue(bin.value) + " (" + axis + "), " + Percent(bar.share) + ", together " +
          Percent(bar.cumulative);
   if (bar.open) tip += ", with events that are still open";
@@ -128,7 +144,7 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
   double sum = 0.0, values = 0.0;
   for (const auto& bin : pareto.bins) {
     ParetoBar bar;
-    bar.name = LeafName(bin, pareto.levels);
+    bar.name = LeafName(pareto, bin);
     bar.value = bin.value;
     bar.share = bin.percentage[pareto.levels - 1];
     bar.empty = (bin.flag & kBinEmpty) != 0;
@@ -136,7 +152,7 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
     if (std::isfinite(bar.share)) sum += bar.share;
     if (std::isfinite(bar.value)) values += bar.value;
     bar.cumulative = std::min(sum, 100.0);
-    bar.tip = TipOf(bin, bar, pareto.levels, meaning.axis);
+    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
     if (!view.eighty && !meaning.time_first && sum >= kEighty) view.eighty = view.bars.size();
     view.bars.push_back(std::move(bar));
   }
@@ -149,7 +165,7 @@ void AddGroups(const ParetoRead& pareto, ParetoView& view) {
   for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
     const auto& bin = pareto.bins[i];
     if (i == 0 || bin.id[0] != pareto.bins[i - 1].id[0])
-      view.groups.push_back({PlainText(bin.parts[0]), 0.0, bin.percentage[0], i, i});
+      view.groups.push_back({PartText(pareto, bin, 0), 0.0, bin.percentage[0], i, i});
     ParetoGroup& group = view.groups.back();
     if (std::isfinite(bin.value)) group.value += bin.value;
     // Empty bins behind the others say nothing of their group's share.
@@ -184,7 +200,7 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     const auto& bin = pareto.bins[i];
     std::vector<std::string> row;
     for (std::size_t level = 0; level < pareto.levels; ++level)
-      row.push_back(PlainText(bin.parts[level]));
+      row.push_back(PartText(pareto, bin, level));
     row.push_back(ParetoValue(bin.value));
     row.push_back(Percent(view.bars[i].share));
     row.push_back(Percent(view.bars[i].cumulative));
@@ -197,20 +213,20 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
   }
 }
 
-std::string Subtitle(const ParetoRead& pareto, const ParetoView& view) {
-  const auto count = [](std::size_t n) { return std::to_string(n) + (n == 1 ? " bin" : " bins"); };
-  std::string text = count(view.bars.size());
-  if (std::isfinite(view.whole)) text += " of " + ParetoValue(view.whole) + " (" + view.axis + ")";
+std::string Subtitle(const ParetoView& view) {
+  if (view.Empty()) return {};
+  std::string text;
+  if (std::isfinite(view.whole)) text = ParetoValue(view.whole) + " (" + view.axis + "); ";
+  text += std::to_string(view.bars.size()) + (view.bars.size() == 1 ? " bin" : " bins");
   if (view.eighty) {
-    text += "; " + count(*view.eighty + 1);
-    text += *view.eighty == 0 ? " makes up " : " make up ";
+    const std::size_t few = *view.eighty + 1;
+    text += few == 1 ? ", the first makes up " : ", the first " + std::to_string(few) + " make up ";
     text += Percent(view.bars[*view.eighty].cumulative);
   }
   if (view.other > 0.0) text += "; " + Percent(view.other) + " in bins that are not shown";
-  const bool open =
-      std::any_of(view.bars.begin(), view.bars.end(), [](const auto& bar) { return bar.open; });
-  if (open) text += "; some events are still open";
-  return pareto.bins.empty() ? std::string() : text;
+  if (std::any_of(view.bars.begin(), view.bars.end(), [](const auto& bar) { return bar.open; }))
+    text += "; some events are still open";
+  return text;
 }
 
 }  // namespace
@@ -241,7 +257,7 @@ ParetoView MakeParetoView(const ParetoDocument& document, const Names& names) {
   AddBars(pareto, meaning, view);
   AddGroups(pareto, view);
   AddTable(pareto, meaning, view);
-  view.subtitle = Subtitle(pareto, view);
+  view.subtitle = Subtitle(view);
   for (const auto& note : document.notes)
     view.notes.push_back({note.code, PlainText(note.text), PlainText(note.stream)});
   return view;

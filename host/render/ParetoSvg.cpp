@@ -102,6 +102,9 @@ class Picture {
     const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
     const auto bars = static_cast<double>(view_.bars.size());
     unit_ = std::min((kRight - kLeft) / (bars + kGroupGap * (groups - 1.0) + 0.3), 150.0);
+    values_ = std::all_of(view_.bars.begin(), view_.bars.end(), [&](const ParetoBar& bar) {
+      return kCharacter * static_cast<double>(Width(ParetoValue(bar.value))) <= unit_;
+    });
     PlaceValues();
     PlaceNames();
     return bottom_ + names_height_ + 12.0 + notes;
@@ -110,8 +113,8 @@ class Picture {
   // Where the values add up, both axes are one: 100 percent is the whole.
   void PlaceValues() {
     const double most = view_.MostValue();
-    tied_ =
-        std::isfinite(view_.whole) && view_.whole > 0.0 && most / view_.whole * 100.0 >= kTiedShare;
+    tied_ = !view_.chronological && std::isfinite(view_.whole) && view_.whole > 0.0 &&
+            most / view_.whole * 100.0 >= kTiedShare;
     most_ = tied_ ? std::max(view_.whole, most) * kHeadroom : most * 1.1;
     most_share_ = tied_ ? most_ / view_.whole * 100.0 : 100.0 * kHeadroom;
   }
@@ -171,8 +174,22 @@ class Picture {
           group.name + ": " + ParetoValue(group.value) + ", " + Fixed(group.share, 1) + " %");
       const std::string text = ParetoValue(group.value);
       if (group.last > group.first && kCharacter * static_cast<double>(Width(text)) < right - left)
-        sheet_.Text((left + right) / 2, Y(group.value) - 4, "b1", "middle", text);
+        sheet_.Text((left + right) / 2, AboveGroup(group), "b1", "middle", text);
     }
+  }
+
+  // Top of a bar; what is above 0 is seen.
+  double TopOf(const ParetoBar& bar) const { return std::min(Y(bar.value), bottom_ - 1.0); }
+  bool Inside(double top) const { return bottom_ - top > 18.0; }
+
+  // Where the figure of a group stands clear of those of its bars.
+  double AboveGroup(const ParetoGroup& group) const {
+    double y = Y(group.value) - 4.0;
+    for (std::size_t i = group.first; values_ && i <= group.last; ++i) {
+      const double top = TopOf(view_.bars[i]);
+      if (!Inside(top)) y = std::min(y, top - 4.0 - kLineHeight);
+    }
+    return y;
   }
 
   void Bars() {
@@ -182,14 +199,12 @@ class Picture {
       if (!(bar.value > 0.0)) continue;
       std::string style = view_.eighty && i <= *view_.eighty ? "few" : "bar";
       if (bar.open) style += " open";
-      // What is above 0 is seen.
-      const double y = std::min(Y(bar.value), bottom_ - 1.0);
+      const double y = TopOf(bar);
       sheet_.Rectangle(X(i) - width / 2, y, width, bottom_ - y, style.c_str(), bar.tip);
-      const std::string text = ParetoValue(bar.value);
-      if (kCharacter * static_cast<double>(Width(text)) > unit_) continue;
-      const bool inside = bottom_ - y > 18.0;
+      if (!values_) continue;
       const bool dark = style.starts_with("few");
-      sheet_.Text(X(i), inside ? y + 13.0 : y - 4.0, inside && dark ? "in1" : "", "middle", text);
+      sheet_.Text(X(i), Inside(y) ? y + 13.0 : y - 4.0, Inside(y) && dark ? "in1" : "", "middle",
+                  ParetoValue(bar.value));
     }
   }
 
@@ -207,7 +222,7 @@ class Picture {
                    EscapeMarkup(view_.bars[i].tip) + "</title></circle>\n");
       // The first point stands on its own bar, whose figure says the same.
       if (unit_ >= 36.0 && (i != 0 || !tied_))
-        sheet_.Text(x, y - 7.0, "cl1", "middle", Fixed(view_.bars[i].cumulative, 1));
+        sheet_.Text(x + 4.0, y - 7.0, "cl1", "end", Fixed(view_.bars[i].cumulative, 1));
     }
   }
 
@@ -273,7 +288,7 @@ class Picture {
   bool embedded_;
   double header_, top_, bottom_;
   double unit_ = 1.0, most_ = 1.0, most_share_ = 105.0;
-  bool tied_ = false, turned_ = false;
+  bool tied_ = false, turned_ = false, values_ = true;
   double bar_names_ = 0.0, names_height_ = 0.0;
   SvgSheet sheet_;  // last: its height follows from the others
 };
