@@ -135,7 +135,7 @@ Command ShowCommand() {
   command.summary = "A stored result or object, without a database";
   command.details =
       "Takes the root elements CCResults, CAResults, PAResults, PABins, DataSelect,\n"
-      "CCProcessing, CAProcessing, PAProcessing and SubgroupData.\n"
+      "CCProcessing, CAProcessing, PAProcessing, SubgroupData and EventData.\n"
       "Formats: text, json, xml; of results svg and html too.\n";
   command.example = "orvspc show chart.xml -o chart.svg";
   command.options = OutputOptions();

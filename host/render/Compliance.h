@@ -35,7 +35,7 @@ inline constexpr std::int32_t kDetail = 0, kWhole = rt_Summary;
 // What fell due in one shift of a process.
 struct ShiftRow {
   std::string process, day, shift;  // "2024-03-04", "06:00": when the shift begins, local time
-  std::int64_t start = 0, end = 0;  // as far as it lies in the range; the end is not part of it
+  std::int64_t start = 0, end = 0;  // the end is not part of it
   SampleCount count;
 };
 

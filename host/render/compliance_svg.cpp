@@ -161,8 +161,7 @@ class Picture {
     const std::string where = map.process + ", " + map.days[day] + " from " + map.shifts[shift];
     if (!cell || cell->expected == 0) {
       sheet_->Rectangle(x + 0.5, y + 0.5, width - 1, height - 1, "h0",
-                        where + ": nothing expected" +
-                            (cell ? ", " + std::to_string(cell->collected) + " taken late" : ""));
+                        where + ": nothing expected");
       return;
     }
     const Step& step = StepOf(cell->Percent());
@@ -223,7 +222,7 @@ void Samples(Page& page, const ComplianceView& view) {
                     line.count.expected == 0 ? "" : Fixed(line.count.Percent(), 1)});
   }
   page.Heading("Samples in each stay");
-  page.Table({"from (UTC)", "#minutes", "process", "part", "test", "state", "requirement",
+  page.Table({"@from (UTC)", "#minutes", "process", "part", "test", "state", "requirement",
               "#expected", "#collected", "#missed", "#percent"},
              rows);
   Cut(page, rows, view.lines.size());
@@ -244,7 +243,7 @@ void Values(Page& page, const ComplianceView& view) {
   }
   if (rows.empty()) return;
   page.Heading("Values in each stay");
-  page.Table({"from (UTC)", "process", "part", "test", "#values", "#least", "#mean", "#most",
+  page.Table({"@from (UTC)", "process", "part", "test", "#values", "#least", "#mean", "#most",
               "#deviation", "#Pp", "#Ppk", "#% out of specification"},
              rows);
   Cut(page, rows, all);

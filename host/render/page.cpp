@@ -14,12 +14,16 @@ constexpr const char* kPageStyle =
     ".sub{color:#555}svg{max-width:100%;height:auto}"
     "table{border-collapse:collapse;font-size:13px}"
     "th,td{border-bottom:1px solid #ddd;padding:3px 12px 3px 0;text-align:left;vertical-align:top}"
-    "th{border-bottom:1px solid #888}td.n,th.n{text-align:right}"
+    "th{border-bottom:1px solid #888}td.n,th.n{text-align:right}td.w{white-space:nowrap}"
     ".note{border-left:3px solid #c8a02a;padding:2px 10px;margin:4px 0;font-size:13px}"
     "section{margin:26px 0;break-inside:avoid}a{color:#1f4e79}"
     "@media print{body{margin:0;max-width:none}tr{break-inside:avoid}}";
 
-bool IsNumbers(const std::string& heading) { return !heading.empty() && heading[0] == '#'; }
+// The class of a column: n for numbers, w for what is never broken.
+std::string ClassOf(const std::string& heading) {
+  if (heading.starts_with('#')) return "n";
+  return heading.starts_with('@') ? "w" : "";
+}
 
 }  // namespace
 
@@ -39,19 +43,22 @@ void Page::Heading(const std::string& text) { out_ += "<h2>" + EscapeMarkup(text
 void Page::Table(const std::vector<std::string>& headings,
                  const std::vector<std::vector<std::string>>& rows) {
   out_ += "<table>\n<tr>";
-  for (const auto& heading : headings) Cell("th", IsNumbers(heading), heading);
+  for (const auto& heading : headings) {
+    const std::string style = ClassOf(heading);
+    Cell("th", style, style.empty() ? heading : heading.substr(1));
+  }
   out_ += "</tr>\n";
   for (const auto& row : rows) {
     out_ += "<tr>";
-    for (std::size_t c = 0; c < row.size(); ++c) Cell("td", IsNumbers(headings[c]), row[c]);
+    for (std::size_t c = 0; c < row.size(); ++c) Cell("td", ClassOf(headings[c]), row[c]);
     out_ += "</tr>\n";
   }
   out_ += "</table>\n";
 }
 
-void Page::Cell(const std::string& tag, bool number, const std::string& text) {
-  const std::string shown = tag == "th" && number ? text.substr(1) : text;
-  out_ += "<" + tag + (number ? " class=\"n\">" : ">") + EscapeMarkup(shown) + "</" + tag + ">";
+void Page::Cell(const std::string& tag, const std::string& style, const std::string& text) {
+  out_ += "<" + tag + (style.empty() ? ">" : " class=\"" + style + "\">") + EscapeMarkup(text) +
+          "</" + tag + ">";
 }
 
 }  // namespace orvspc::host

@@ -260,7 +260,7 @@ void Stays(Page& page, const StatesView& view) {
     }
   if (rows.empty()) return;
   page.Heading("Stays");
-  page.Table({"process", "from (UTC)", "to (UTC)", "#minutes", "state", "type"}, rows);
+  page.Table({"process", "@from (UTC)", "@to (UTC)", "#minutes", "state", "type"}, rows);
   if (more != 0) page.Paragraph("sub", "and " + std::to_string(more) + " more");
 }
 
@@ -274,7 +274,7 @@ void Events(Page& page, const StatesView& view) {
   std::stable_sort(rows.begin(), rows.end(),
                    [](const auto& a, const auto& b) { return a[0] < b[0]; });
   page.Heading("Events");
-  page.Table({"time (UTC)", "process", "event"}, rows);
+  page.Table({"@time (UTC)", "process", "event"}, rows);
 }
 
 }  // namespace

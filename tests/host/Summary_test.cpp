@@ -271,8 +271,7 @@ TEST_F(Summary, ShiftsTellWhereSamplesWereMissedAndAddUp) {
     const char *day, *shift, *start;
     double expected, collected;
   };
-  const Row wanted[] = {{"2024-03-03", "22:00", "2024-03-04T00:00:00", 0.0, 0.0},
-                        {"2024-03-04", "06:00", "2024-03-04T06:00:00", 8.0, 7.0},
+  const Row wanted[] = {{"2024-03-04", "06:00", "2024-03-04T06:00:00", 8.0, 7.0},
                         {"2024-03-04", "14:00", "2024-03-04T14:00:00", 7.0, 6.0},
                         {"2024-03-04", "22:00", "2024-03-04T22:00:00", 1.0, 1.0}};
   ASSERT_EQ(document.At("Shifts").elements.size(), std::size(wanted));
@@ -288,6 +287,29 @@ TEST_F(Summary, ShiftsTellWhereSamplesWereMissedAndAddUp) {
   }
 }
 
+TEST_F(Summary, AShiftWithoutWindowsStandsBetweenThoseThatHaveSome) {
+  ImportDay();
+  Import("more.csv",
+         "process,time,state,type\nPress,2024-03-05T14:00:00,Production,run\n"
+         "Press,2024-03-05T16:00:00,Break,pause\n",
+         "states");
+  const ParsedJson document =
+      Json("compliance --process Press --since 2024-03-04 --until 2024-03-05");
+  const auto& shifts = document.At("Shifts").elements;
+  ASSERT_EQ(shifts.size(), 5U);  // from 6 on the first day to 22 on the second
+  EXPECT_EQ(shifts[3].At("SamplesExpected").number, 0.0);
+  EXPECT_EQ(shifts[4].At("Day").text, "2024-03-05");
+  EXPECT_EQ(shifts[4].At("SamplesMissed").number, 2.0);
+  const auto& whole = document.At("Rows").elements.back();
+  double expected = 0.0, missed = 0.0;
+  for (const auto& shift : shifts) {
+    expected += shift.At("SamplesExpected").number;
+    missed += shift.At("SamplesMissed").number;
+  }
+  EXPECT_EQ(expected, whole.At("SamplesExpected").number);
+  EXPECT_EQ(missed, whole.At("SamplesMissed").number);
+}
+
 TEST_F(Summary, ShiftsFollowTheSettingsOfTheDatabase) {
   ImportDay();
   ASSERT_EQ(Run("set --db q.db shift_starts \"07:00 19:00\"").status, 0);
@@ -295,29 +317,29 @@ TEST_F(Summary, ShiftsFollowTheSettingsOfTheDatabase) {
   // The day in UTC; the shifts begin at 6 and 18 UTC.
   const ParsedJson document = Json(std::string("compliance") + kDay);
   const auto& shifts = document.At("Shifts").elements;
-  ASSERT_EQ(shifts.size(), 3U);
-  EXPECT_EQ(shifts[1].At("Shift").text, "07:00");
-  EXPECT_EQ(shifts[1].At("Start").text, Clock(6, 0));
-  EXPECT_EQ(shifts[1].At("End").text, Clock(18, 0));
-  EXPECT_EQ(shifts[1].At("SamplesExpected").number, 11.0);
+  ASSERT_EQ(shifts.size(), 2U);
+  EXPECT_EQ(shifts[0].At("Shift").text, "07:00");
+  EXPECT_EQ(shifts[0].At("Start").text, Clock(6, 0));
+  EXPECT_EQ(shifts[0].At("End").text, Clock(18, 0));
+  EXPECT_EQ(shifts[0].At("SamplesExpected").number, 11.0);
+  EXPECT_EQ(shifts[1].At("SamplesExpected").number, 5.0);
 }
 
-// Three samples of a lot are taken in two shifts; the shift in which the lot began asked for them.
-TEST_F(Summary, TheRestOfALotCountsInTheShiftThatAskedForIt) {
+// Three samples of a lot are taken in two shifts; the lot is due with its last subgroup.
+TEST_F(Summary, ALotCountsInTheShiftInWhichItEnds) {
   Import("values.csv",
          "part,process,test,subgroup,time,value,lot\nBeam,Saw,Length,1," + Clock(13, 30) +
              ",1,L1\nBeam,Saw,Length,2," + Clock(14, 30) + ",1,L1\nBeam,Saw,Length,3," +
              Clock(15, 30) + ",1,L1\n",
          "values");
-  Import("requirements.csv", "process,test,kind,n\nSaw,Length,lot,3\n", "requirements");
+  Import("requirements.csv", "process,test,kind,n\nSaw,Length,lot,4\n", "requirements");
   const ParsedJson document = Json(std::string("compliance") + kDay);
-  double expected = 0.0;
-  for (const auto& shift : document.At("Shifts").elements) {
-    expected += shift.At("SamplesExpected").number;
-    EXPECT_EQ(shift.At("SamplesMissed").number, 0.0);
-    EXPECT_EQ(shift.At("SamplesCollected").number, shift.At("SamplesExpected").number);
-  }
-  EXPECT_EQ(expected, 3.0);
+  ASSERT_EQ(document.At("Shifts").elements.size(), 1U);
+  EXPECT_EQ(document.At("Shifts[0].Process").text, "Saw");
+  EXPECT_EQ(document.At("Shifts[0].Shift").text, "14:00");
+  EXPECT_EQ(document.At("Shifts[0].SamplesExpected").number, 4.0);
+  EXPECT_EQ(document.At("Shifts[0].SamplesCollected").number, 3.0);
+  EXPECT_EQ(document.At("Shifts[0].SamplesMissed").number, 1.0);
   ASSERT_EQ(document.At("Notes").elements.size(), 1U);
   EXPECT_EQ(document.At("Notes[0].Code").text, "no-state-log");
 }
