@@ -77,8 +77,8 @@ class Runner {
     if (verb == "data") return Data(words);
     if (verb == "csv") return Csv(words, block);
     if (verb == "csv-fails") return CsvFails(words, block);
-    if (verb == "chart" || verb == "show-data")
-      return Analyse(verb == "chart" ? verb : "data", words);
+    if (verb == "chart" || verb == "capability") return Analyse(verb, words);
+    if (verb == "show-data") return Analyse("data", words);
     if (verb == "expect") return Expect(words);
     if (verb == "run") return Program(words);
     if (verb == "status") {
