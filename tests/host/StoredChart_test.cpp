@@ -89,7 +89,6 @@ class StoredChart : public ProgramTest {
     return page.substr(from, page.find("</svg>") - from);
   }
 
-  // What JSON has of the graphs beside rule texts is the same to the last bit.
   void CompareFigures() {
     const ParsedJson live = ParseJson(Text(folder_.File("live.json")));
     const ParsedJson stored = ParseJson(Text(folder_.File("stored.json")));
@@ -212,6 +211,8 @@ TEST_F(StoredChart, OfAttributesIsDrawnTheSame) {
               1U)
         << graph;
   Compared("--max 100 --graph1 auto-attribute --cusum");
+  Compared("--max 100 --graph1 p --ewma standard --aql 2 --producer-risk 5");
+  Compared("--max 100 --graph1 u --ewma moving-centre");
   Compared("--max 100 --graph1 u --group-by test");
   ASSERT_EQ(Run("import --db q.db c.csv --kind control-limits").status, 0);
   Compared("--test Leaks --max 100 --graph1 np");
@@ -225,6 +226,13 @@ TEST_F(StoredChart, LosesWhatTheReadmeSaysAndNothingElse) {
   ASSERT_EQ(Run("import s.csv --db q.db --kind limits").status, 0);
   ASSERT_EQ(Run("import c.csv --db q.db --kind control-limits").status, 0);
   Compared("--graph1 xbar --graph2 range --max 120 --group-by process");
+  std::string counts = "part,process,test,subgroup,time,count,size\n";
+  for (int i = 0; i < 9; ++i)
+    counts += "Can,Line,Leaks," + std::to_string(i) + ",2024-03-01T0" + std::to_string(i) +
+              ":00:00," + std::to_string(i % 4) + ",50\n";
+  Write("p.csv", counts);
+  ASSERT_EQ(Run("import p.csv --db q.db").status, 0);
+  Compared("--test Leaks --graph1 p");
 
   // The table: lost | keys in the JSON | what is shown instead.
   const std::string readme =
