@@ -64,7 +64,7 @@ class AttributeRun {
   void Estimate();
   void MakeCusum();
   void MakeEwma();
-  void MakeEwmaLines(Form form, std::size_t stream, std::span<double> points);
+  void MakeEwmaLines(Form form, std::size_t s, std::span<double> shown);
   void TellNotes(Store& store) const;
 
   // What a share or rate is multiplied by to be shown.

@@ -94,7 +94,7 @@ Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
 
 // The result as it is, with nothing read out of it before.
 std::string ChartXml(const Analysed& analysed, Console& console) {
-  const std::string text = analysed.results->GetXML() + "\n";
+  std::string text = analysed.results->GetXML() + "\n";
   if (analysed.results->TotalSubgroups() == 0) console.err << kNoData << "\n";
   PrintNotes(console, analysed.notes);
   return text;
