@@ -122,8 +122,8 @@ TEST_F(SCResultsTest, EveryGetOfAnEmptyObjectFailsWithoutAnEntryOfItsOwn) {
   };
   for (const Figure& figure : kStatistics)
     expect(fake::FailureOf([&] { (results_.*figure.get)(); }), figure.name);
-  for (const auto& [figure, word, needed] : kFlagged)
-    expect(fake::FailureOf([&] { (results_.*figure.get)(); }), figure.name);
+  for (const FlaggedFigure& each : kFlagged)
+    expect(fake::FailureOf([&] { (results_.*each.figure.get)(); }), each.figure.name);
   for (const auto get : {&SCResults::StartTime, &SCResults::Duration, &SCResults::PercentComplete})
     expect(fake::FailureOf([&] { (results_.*get)(); }), "time or percent");
   for (const auto get : {&SCResults::Part, &SCResults::Process, &SCResults::Test, &SCResults::State,
