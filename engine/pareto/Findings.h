@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <span>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -16,7 +17,7 @@
 // Counting: from what was selected to the bins before they are ranked.
 namespace orvspc::engine {
 
-// What is known of the tests behind a data set. Built before the counting, which two threads share.
+// What is known of the tests behind the streams of a database.
 class TestFacts {
  public:
   struct Limits {
@@ -30,17 +31,16 @@ class TestFacts {
     const Limits* At(std::int32_t time) const;
   };
 
-  TestFacts(Store& store, const DataSet& data);
-  const Facts& Of(std::int32_t part, std::int32_t test) const {
-    return facts_.at(KeyOf(part, test));
-  }
+  // Inside a Read of the store. Of the streams of a data set where there is one, else of every one.
+  TestFacts(const StoreCache& cache, const DataSet* data);
+  // Without type and limits for what the database did not have.
+  const Facts& Of(std::int32_t part, std::int32_t test) const;
 
  private:
-  static std::uint64_t KeyOf(std::int32_t part, std::int32_t test) {
-    return (std::uint64_t{static_cast<std::uint32_t>(part)} << 32) |
-           static_cast<std::uint32_t>(test);
-  }
-  std::unordered_map<std::uint64_t, Facts> facts_;
+  void Add(const StoreCache& cache, const Stream& stream);
+
+  std::map<std::pair<std::int32_t, std::int32_t>, Facts> facts_;
+  Facts none_;
 };
 
 struct Findings {
@@ -52,8 +52,59 @@ struct Findings {
 // asked for.
 bool CountsEveryState(std::int32_t status);
 
-Findings CountSubgroups(const ParetoPlan& plan, const DataSet& data, const Lookups& lookups,
-                        const TestFacts& facts, bool every_state);
+// Counts the subgroups that a selection brings. What it is made with must outlive it.
+class SubgroupTaker final : public BatchTaker {
+ public:
+  SubgroupTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
+                bool every_state);
+  ~SubgroupTaker() override;
+  SubgroupTaker(const SubgroupTaker&) = delete;
+  SubgroupTaker& operator=(const SubgroupTaker&) = delete;
+
+  void Begin(std::size_t parts) override;
+  void Take(std::size_t part, const DataSet& batch) override;
+  // Of all parts together, in their order.
+  Findings Finish();
+
+ private:
+  class Counter;
+  const ParetoPlan& plan_;
+  const Lookups& lookups_;
+  const TestFacts& facts_;
+  bool every_state_;
+  std::vector<Counter> counters_;
+};
+
+// Gathers the piece values behind some bins: those of used subgroups of variable tests that have
+// the bin's identifiers.
+class ValuesTaker final : public BatchTaker {
+ public:
+  ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
+              bool every_state, std::span<const BinKeys> bins);
+  ~ValuesTaker() override;
+  ValuesTaker(const ValuesTaker&) = delete;
+  ValuesTaker& operator=(const ValuesTaker&) = delete;
+
+  void Begin(std::size_t parts) override;
+  void Take(std::size_t part, const DataSet& batch) override;
+  // Of one bin, in the order of the selection.
+  std::vector<double> Finish(std::size_t bin) const;
+
+ private:
+  class Gatherer;
+  struct Bin {
+    BinKeys keys{};
+    std::size_t place = SIZE_MAX;
+  };
+  const ParetoPlan& plan_;
+  const Lookups& lookups_;
+  const TestFacts& facts_;
+  bool every_state_;
+  std::size_t bins_;
+  KeyTable<Bin> places_;
+  std::vector<Gatherer> gatherers_;
+};
+
 // Events without an end last up to window_end.
 Findings CountEvents(const ParetoPlan& plan, std::span<const EventRow> events,
                      const Lookups& lookups, std::int64_t window_end);
@@ -62,11 +113,5 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
 
 // The identifiers of the plan's levels that a whole subgroup has; false: a row's.
 bool IsOfSubgroup(const ParetoLevel& level);
-
-// The piece values behind some bins, in the order of the bins: those of used subgroups of variable
-// tests that have the bin's identifiers.
-std::vector<std::vector<double>> ValuesOf(const ParetoPlan& plan, const DataSet& data,
-                                          const Lookups& lookups, const TestFacts& facts,
-                                          bool every_state, std::span<const BinKeys> bins);
 
 }  // namespace orvspc::engine

@@ -76,15 +76,32 @@ class Analysis {
     return offset;
   }
 
+  // Subgroups come in batches, so that large selections are counted while they are read and never
+  // held. Names and descriptors of single subgroups are looked up for those that were selected, so
+  // a level by these holds the selection first; so does one of a few subgroups, which costs
+  // nothing.
   bool Subgroups(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
     const bool every_state = CountsEveryState(resolved.Status);
-    DataSet data;
-    if (!store_.Select(resolved, filter_, {}, data)) return false;
-    if (data.subgroups.empty()) return true;
-    auto lookups = MakeLookups(plan, RangeOf(data));
-    if (!lookups) return false;
-    const TestFacts facts(store_, data);
-    const auto findings = CountSubgroups(plan, data, *lookups, facts, every_state);
+    std::optional<DataSet> held;
+    SubgroupRange range;
+    if (NeedsHeld(plan)) {
+      if (!store_.Select(resolved, filter_, {}, held.emplace())) return false;
+      if (held->subgroups.empty()) return true;
+      range = RangeOf(*held);
+    }
+    auto lookups = MakeLookups(plan, range);
+    const auto facts = MakeFacts(held ? &*held : nullptr);
+    if (!lookups || !facts) return false;
+    const auto bring = [&](BatchTaker& taker) {
+      if (!held) return Bring(resolved, taker);
+      taker.Begin(1);
+      taker.Take(0, *held);
+      return true;
+    };
+    SubgroupTaker taker(plan, *lookups, *facts, every_state);
+    if (!bring(taker)) return false;
+    const auto findings = taker.Finish();
+    if (findings.grounds.Items().empty()) return true;
     TellDomains(plan, findings, *lookups);
     const auto ranked = Rank(plan, findings.tallies, *lookups, [&](const BinKeys& keys) {
       const auto* const ground = GroundOf(plan, findings, keys);
@@ -92,8 +109,29 @@ class Analysis {
     });
     Write(plan, ranked, *lookups, made);
     for (std::size_t i = 0; i < made.size(); ++i) WriteYield(ranked[i], made[i]);
-    WritePpk(plan, data, findings, facts, every_state, *lookups, ranked, made);
+    const auto wanted = BinsWithPpk(plan, findings, *facts, ranked);
+    if (!wanted.keys.empty()) {
+      ValuesTaker values(plan, *lookups, *facts, every_state, wanted.keys);
+      if (!bring(values)) return false;
+      WritePpk(wanted, values, made);
+    }
     if (made.empty()) AddNote("nothing-found", "The selected subgroups have nothing to count");
+    return true;
+  }
+
+  bool NeedsHeld(const ParetoPlan& plan) const {
+    constexpr std::int32_t kFew = 10'000;
+    if (info_.Count > 0 && info_.Count <= kFew) return true;
+    return std::any_of(plan.levels.begin(), plan.levels.end(), [](const ParetoLevel& level) {
+      return level.kind->of_subgroup == &API_SubgroupData::Sgrp;
+    });
+  }
+
+  // The range that is written back is that of the call's own selection.
+  bool Bring(API_DSInfo& resolved, BatchTaker& taker) {
+    auto info = info_;
+    if (!store_.SelectInBatches(info, filter_, {}, taker)) return false;
+    resolved = info;
     return true;
   }
 
@@ -138,6 +176,12 @@ class Analysis {
     return lookups;
   }
 
+  std::optional<TestFacts> MakeFacts(const DataSet* data) {
+    std::optional<TestFacts> facts;
+    if (!store_.Read([&](Connection&) { facts.emplace(store_.Cache(), data); })) facts.reset();
+    return facts;
+  }
+
   // An event that has not ended lasts to the end of the selection's window, and not beyond now.
   std::int64_t WindowEnd(const API_DSInfo& resolved) const {
     const bool is_open =
@@ -179,30 +223,38 @@ class Analysis {
     bin.Flag = bin.Flag | kBinHasYield;
   }
 
-  static void WritePpk(const ParetoPlan& plan, const DataSet& data, const Findings& findings,
-                       const TestFacts& facts, bool every_state, const Lookups& lookups,
-                       const std::vector<RankedBin>& ranked, std::vector<API_PABin>& made) {
-    std::vector<BinKeys> wanted;
+  // Bins of variable values of one part and test, and the limits that they are held to.
+  struct Wanted {
+    std::vector<BinKeys> keys;
     std::vector<std::size_t> places;
     std::vector<const TestFacts::Limits*> limits;
+  };
+
+  static Wanted BinsWithPpk(const ParetoPlan& plan, const Findings& findings,
+                            const TestFacts& facts, const std::vector<RankedBin>& ranked) {
+    Wanted wanted;
     for (std::size_t i = 0; i < ranked.size(); ++i) {
       const auto* const ground = GroundOf(plan, findings, ranked[i].keys);
       if (ground == nullptr || !ground->one_variable) continue;
       const auto* const row = facts.Of(ground->part, ground->test).At(ground->newest_time);
       if (row == nullptr || !(std::isfinite(row->lower) || std::isfinite(row->upper))) continue;
-      wanted.push_back(ranked[i].keys);
-      places.push_back(i);
-      limits.push_back(row);
+      wanted.keys.push_back(ranked[i].keys);
+      wanted.places.push_back(i);
+      wanted.limits.push_back(row);
     }
-    if (wanted.empty()) return;
-    const auto values = ValuesOf(plan, data, lookups, facts, every_state, wanted);
-    for (std::size_t i = 0; i < wanted.size(); ++i) {
-      const auto sigma = SampleStandardDeviation(values[i]);
+    return wanted;
+  }
+
+  static void WritePpk(const Wanted& wanted, const ValuesTaker& taker,
+                       std::vector<API_PABin>& made) {
+    for (std::size_t i = 0; i < wanted.keys.size(); ++i) {
+      const auto values = taker.Finish(i);
+      const auto sigma = SampleStandardDeviation(values);
       if (!(sigma > 0.0)) continue;
-      const auto mean = Mean(values[i]);
-      const auto nearest = std::min(limits[i]->upper - mean, mean - limits[i]->lower);
-      auto& bin = made[places[i]];
-      bin.PPK = nearest / (3.0 * sigma);
+      const auto mean = Mean(values);
+      const auto& limits = *wanted.limits[i];
+      auto& bin = made[wanted.places[i]];
+      bin.PPK = std::min(limits.upper - mean, mean - limits.lower) / (3.0 * sigma);
       bin.Flag = bin.Flag | kBinHasPpk;
     }
   }

@@ -2,11 +2,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <mutex>
 #include <tuple>
 
 #include "engine/pareto/Findings.h"
-#include "engine/store/halves.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -81,114 +79,6 @@ bool Counts(const API_SubgroupData& subgroup, bool every_state) {
   return every_state || subgroup.Flag == sfEnabled;
 }
 
-class Counter {
- public:
-  Counter(const ParetoPlan& plan, const DataSet& data, const Lookups& lookups,
-          const TestFacts& facts, bool every_state)
-      : data_(data),
-        lookups_(lookups),
-        facts_(facts),
-        keys_(plan, lookups),
-        by_hits_(plan.accumulation == Accumulation::Hits),
-        every_state_(every_state) {}
-
-  void Count(std::size_t begin, std::size_t end, Findings& out) {
-    for (auto i = begin; i < end; ++i) {
-      const auto& subgroup = data_.subgroups[i];
-      if (!Counts(subgroup, every_state_)) continue;
-      const auto& facts = facts_.Of(subgroup);
-      const bool is_variable = facts.type == ttVariable;
-      keys_.Start(subgroup);
-      auto& ground = out.grounds.Of(keys_.Keys());
-      ground.See(subgroup.Part, subgroup.Test, is_variable, subgroup.Sgtm);
-      if (is_variable) {
-        ground.units += TakePieces(subgroup, facts, out);
-      } else {
-        ground.units += std::max(subgroup.Size, 0);
-        TakeCounts(subgroup, facts.type == ttDefectives, out);
-      }
-    }
-  }
-
- private:
-  // A named unit that was found bad, once for each row that says so.
-  struct BadUnit {
-    std::size_t tally;
-    std::int32_t unit;
-    double found;
-  };
-
-  Tally& Record(const API_SubgroupData& subgroup, const RowKey& key, double found, Findings& out,
-                std::size_t& place) {
-    place = out.tallies.PlaceOf(keys_.KeysOf(key));
-    auto& tally = out.tallies.At(place);
-    const auto amount = by_hits_ ? 1.0 : found;
-    tally.amount += amount;
-    tally.records += amount;
-    tally.weighted += amount * lookups_.DefectFactors().Of(key.Def);
-    tally.See(subgroup.Sgtm, subgroup.Sgrp);
-    return tally;
-  }
-
-  void TakeCounts(const API_SubgroupData& subgroup, bool defectives, Findings& out) {
-    bad_units_.clear();
-    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-      const auto found = data_.values[static_cast<std::size_t>(row)];
-      if (!(found > 0.0)) continue;
-      const auto key = KeyAt(data_, subgroup, row);
-      std::size_t place = 0;
-      auto& tally = Record(subgroup, key, found, out, place);
-      if (key.Tsno == 0) {
-        tally.nonconforming += found;
-      } else {
-        bad_units_.push_back({place, key.Tsno, defectives ? found : 1.0});
-      }
-    }
-    if (!bad_units_.empty()) SettleBadUnits(out);
-  }
-
-  // A unit with several defects is one bad unit, in a test of defectives the highest it was given.
-  void SettleBadUnits(Findings& out) {
-    std::sort(bad_units_.begin(), bad_units_.end(), [](const BadUnit& a, const BadUnit& b) {
-      return std::tie(a.tally, a.unit, b.found) < std::tie(b.tally, b.unit, a.found);
-    });
-    for (std::size_t i = 0; i < bad_units_.size(); ++i) {
-      const auto& unit = bad_units_[i];
-      if (i > 0 && bad_units_[i - 1].tally == unit.tally && bad_units_[i - 1].unit == unit.unit) {
-        continue;
-      }
-      out.tallies.At(unit.tally).nonconforming += unit.found;
-    }
-  }
-
-  // Returns how many pieces there are.
-  double TakePieces(const API_SubgroupData& subgroup, const TestFacts::Facts& facts,
-                    Findings& out) {
-    const auto* const limits = facts.At(subgroup.Sgtm);
-    const auto& wanted = lookups_.WantedDefects();
-    double pieces = 0.0;
-    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-      const auto value = data_.values[static_cast<std::size_t>(row)];
-      const auto key = KeyAt(data_, subgroup, row);
-      if (!IsPiece(key, value)) continue;
-      ++pieces;
-      const bool outside = limits != nullptr && (value < limits->lower || value > limits->upper);
-      if (!outside && key.Def == 0) continue;
-      if (wanted && !std::binary_search(wanted->begin(), wanted->end(), key.Def)) continue;
-      std::size_t place = 0;
-      Record(subgroup, key, 1.0, out, place).nonconforming += 1.0;
-    }
-    return pieces;
-  }
-
-  const DataSet& data_;
-  const Lookups& lookups_;
-  FactsMemo facts_;
-  SubgroupKeys keys_;
-  std::vector<BadUnit> bad_units_;
-  bool by_hits_, every_state_;
-};
-
 TestFacts::Limits LimitsOf(const API_CCSpecLim& row) {
   TestFacts::Limits limits{row.Word20, -kInfinity, kInfinity};
   if ((row.F_EFLAG & slfUSL) != 0 && std::isfinite(row.F_USL)) limits.upper = row.F_USL;
@@ -199,6 +89,112 @@ TestFacts::Limits LimitsOf(const API_CCSpecLim& row) {
 }
 
 }  // namespace
+
+class SubgroupTaker::Counter {
+ public:
+  Counter(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts, bool every_state)
+      : lookups_(lookups),
+        facts_(facts),
+        keys_(plan, lookups),
+        by_hits_(plan.accumulation == Accumulation::Hits),
+        every_state_(every_state) {}
+
+  void Count(const DataSet& data) {
+    for (const auto& subgroup : data.subgroups) {
+      if (!Counts(subgroup, every_state_)) continue;
+      const auto& facts = facts_.Of(subgroup);
+      const bool is_variable = facts.type == ttVariable;
+      keys_.Start(subgroup);
+      auto& ground = out_.grounds.Of(keys_.Keys());
+      ground.See(subgroup.Part, subgroup.Test, is_variable, subgroup.Sgtm);
+      if (is_variable) {
+        ground.units += TakePieces(data, subgroup, facts);
+      } else {
+        ground.units += std::max(subgroup.Size, 0);
+        TakeCounts(data, subgroup, facts.type == ttDefectives);
+      }
+    }
+  }
+  Findings& Out() { return out_; }
+
+ private:
+  // A named unit that was found bad, once for each row that says so.
+  struct BadUnit {
+    std::size_t tally;
+    std::int32_t unit;
+    double found;
+  };
+
+  Tally& Record(const API_SubgroupData& subgroup, const RowKey& key, double found,
+                std::size_t& place) {
+    place = out_.tallies.PlaceOf(keys_.KeysOf(key));
+    auto& tally = out_.tallies.At(place);
+    const auto amount = by_hits_ ? 1.0 : found;
+    tally.amount += amount;
+    tally.records += amount;
+    tally.weighted += amount * lookups_.DefectFactors().Of(key.Def);
+    tally.See(subgroup.Sgtm, subgroup.Sgrp);
+    return tally;
+  }
+
+  void TakeCounts(const DataSet& data, const API_SubgroupData& subgroup, bool defectives) {
+    bad_units_.clear();
+    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+      const auto found = data.values[static_cast<std::size_t>(row)];
+      if (!(found > 0.0)) continue;
+      const auto key = KeyAt(data, subgroup, row);
+      std::size_t place = 0;
+      auto& tally = Record(subgroup, key, found, place);
+      if (key.Tsno == 0) {
+        tally.nonconforming += found;
+      } else {
+        bad_units_.push_back({place, key.Tsno, defectives ? found : 1.0});
+      }
+    }
+    if (!bad_units_.empty()) SettleBadUnits();
+  }
+
+  // A unit with several defects is one bad unit, in a test of defectives the highest it was given.
+  void SettleBadUnits() {
+    std::sort(bad_units_.begin(), bad_units_.end(), [](const BadUnit& a, const BadUnit& b) {
+      return std::tie(a.tally, a.unit, b.found) < std::tie(b.tally, b.unit, a.found);
+    });
+    for (std::size_t i = 0; i < bad_units_.size(); ++i) {
+      const auto& unit = bad_units_[i];
+      if (i > 0 && bad_units_[i - 1].tally == unit.tally && bad_units_[i - 1].unit == unit.unit) {
+        continue;
+      }
+      out_.tallies.At(unit.tally).nonconforming += unit.found;
+    }
+  }
+
+  // Returns how many pieces there are.
+  double TakePieces(const DataSet& data, const API_SubgroupData& subgroup,
+                    const TestFacts::Facts& facts) {
+    const auto* const limits = facts.At(subgroup.Sgtm);
+    const auto& wanted = lookups_.WantedDefects();
+    double pieces = 0.0;
+    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+      const auto value = data.values[static_cast<std::size_t>(row)];
+      const auto key = KeyAt(data, subgroup, row);
+      if (!IsPiece(key, value)) continue;
+      ++pieces;
+      const bool outside = limits != nullptr && (value < limits->lower || value > limits->upper);
+      if (!outside && key.Def == 0) continue;
+      if (wanted && !std::binary_search(wanted->begin(), wanted->end(), key.Def)) continue;
+      std::size_t place = 0;
+      Record(subgroup, key, 1.0, place).nonconforming += 1.0;
+    }
+    return pieces;
+  }
+
+  const Lookups& lookups_;
+  FactsMemo facts_;
+  SubgroupKeys keys_;
+  std::vector<BadUnit> bad_units_;
+  bool by_hits_, every_state_;
+  Findings out_;
+};
 
 bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
 
@@ -214,66 +210,120 @@ const TestFacts::Limits* TestFacts::Facts::At(std::int32_t time) const {
   return behind == limits.begin() ? nullptr : &*(behind - 1);
 }
 
-TestFacts::TestFacts(Store& store, const DataSet& data) {
-  std::uint64_t latest = 0;
-  for (const auto& subgroup : data.subgroups) {
-    const auto key = KeyOf(subgroup.Part, subgroup.Test);
-    if (key == latest) continue;
+TestFacts::TestFacts(const StoreCache& cache, const DataSet* data) {
+  if (data == nullptr) {
+    for (const auto& stream : cache.streams) Add(cache, stream);
+    return;
+  }
+  std::pair<std::int32_t, std::int32_t> latest;
+  for (const auto& subgroup : data->subgroups) {
+    const std::pair key(std::int32_t{subgroup.Part}, std::int32_t{subgroup.Test});
+    if (key == latest || facts_.contains(key)) continue;
     latest = key;
-    const auto [found, is_new] = facts_.try_emplace(key);
-    if (!is_new) continue;
-    auto& facts = found->second;
-    facts.type = store.TestType(subgroup.Test);
-    if (facts.type != ttVariable) continue;
-    for (const auto& row : store.SpecLimits(subgroup.Part, subgroup.Test)) {
-      facts.limits.push_back(LimitsOf(row));
+    auto stream = std::partition_point(cache.streams.begin(), cache.streams.end(),
+                                       [&](const Stream& each) { return each.part < key.first; });
+    for (; stream != cache.streams.end() && stream->part == key.first; ++stream) {
+      if (stream->test == key.second) Add(cache, *stream);
     }
   }
 }
 
-Findings CountSubgroups(const ParetoPlan& plan, const DataSet& data, const Lookups& lookups,
-                        const TestFacts& facts, bool every_state) {
-  // In order, so that a sum of weights does not depend on which half was done first.
-  std::vector<std::pair<std::size_t, Findings>> parts;
-  std::mutex mutex;
-  ForHalves(data.subgroups.size(), [&](std::size_t begin, std::size_t end) {
-    Findings part;
-    Counter(plan, data, lookups, facts, every_state).Count(begin, end, part);
-    const std::lock_guard lock(mutex);
-    parts.emplace_back(begin, std::move(part));
-  });
-  std::sort(parts.begin(), parts.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
-  auto whole = std::move(parts.front().second);
-  for (std::size_t i = 1; i < parts.size(); ++i) {
-    whole.tallies.Merge(parts[i].second.tallies);
-    whole.grounds.Merge(parts[i].second.grounds);
+void TestFacts::Add(const StoreCache& cache, const Stream& stream) {
+  const std::pair key(stream.part, stream.test);
+  const auto [found, is_new] = facts_.try_emplace(key);
+  if (!is_new) return;
+  found->second.type = stream.test_type;
+  if (stream.test_type != ttVariable) return;
+  const auto rows = cache.spec_limits.find(key);
+  if (rows == cache.spec_limits.end()) return;
+  for (const auto& row : rows->second) found->second.limits.push_back(LimitsOf(row));
+}
+
+const TestFacts::Facts& TestFacts::Of(std::int32_t part, std::int32_t test) const {
+  const auto found = facts_.find({part, test});
+  return found == facts_.end() ? none_ : found->second;
+}
+
+SubgroupTaker::SubgroupTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
+                             bool every_state)
+    : plan_(plan), lookups_(lookups), facts_(facts), every_state_(every_state) {}
+
+SubgroupTaker::~SubgroupTaker() = default;
+
+void SubgroupTaker::Begin(std::size_t parts) {
+  counters_.clear();
+  for (std::size_t i = 0; i < parts; ++i) {
+    counters_.emplace_back(plan_, lookups_, facts_, every_state_);
   }
+}
+
+void SubgroupTaker::Take(std::size_t part, const DataSet& batch) { counters_[part].Count(batch); }
+
+Findings SubgroupTaker::Finish() {
+  Findings whole;
+  for (auto& counter : counters_) {
+    whole.tallies.Merge(counter.Out().tallies);
+    whole.grounds.Merge(counter.Out().grounds);
+  }
+  counters_.clear();
   return whole;
 }
 
-std::vector<std::vector<double>> ValuesOf(const ParetoPlan& plan, const DataSet& data,
-                                          const Lookups& lookups, const TestFacts& facts,
-                                          bool every_state, std::span<const BinKeys> bins) {
-  struct Bin {
-    BinKeys keys{};
-    std::size_t place = SIZE_MAX;
-  };
-  KeyTable<Bin> places;
-  for (std::size_t i = 0; i < bins.size(); ++i) places.Of(bins[i]).place = i;
-  std::vector<std::vector<double>> values(bins.size());
-  SubgroupKeys keys(plan, lookups);
-  FactsMemo memo(facts);
-  for (const auto& subgroup : data.subgroups) {
-    if (!Counts(subgroup, every_state) || memo.Of(subgroup).type != ttVariable) continue;
-    keys.Start(subgroup);
-    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-      const auto value = data.values[static_cast<std::size_t>(row)];
-      const auto key = KeyAt(data, subgroup, row);
-      if (!IsPiece(key, value)) continue;
-      const auto* const bin = places.Find(keys.KeysOf(key));
-      if (bin != nullptr) values[bin->place].push_back(value);
+class ValuesTaker::Gatherer {
+ public:
+  Gatherer(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts, bool every_state,
+           const KeyTable<Bin>& places, std::size_t bins)
+      : facts_(facts),
+        keys_(plan, lookups),
+        every_state_(every_state),
+        places_(places),
+        values_(bins) {}
+
+  void Gather(const DataSet& data) {
+    for (const auto& subgroup : data.subgroups) {
+      if (!Counts(subgroup, every_state_) || facts_.Of(subgroup).type != ttVariable) continue;
+      keys_.Start(subgroup);
+      for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+        const auto value = data.values[static_cast<std::size_t>(row)];
+        const auto key = KeyAt(data, subgroup, row);
+        if (!IsPiece(key, value)) continue;
+        const auto* const bin = places_.Find(keys_.KeysOf(key));
+        if (bin != nullptr) values_[bin->place].push_back(value);
+      }
     }
+  }
+  const std::vector<double>& Of(std::size_t bin) const { return values_[bin]; }
+
+ private:
+  FactsMemo facts_;
+  SubgroupKeys keys_;
+  bool every_state_;
+  const KeyTable<Bin>& places_;
+  std::vector<std::vector<double>> values_;
+};
+
+ValuesTaker::ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
+                         bool every_state, std::span<const BinKeys> bins)
+    : plan_(plan), lookups_(lookups), facts_(facts), every_state_(every_state), bins_(bins.size()) {
+  for (std::size_t i = 0; i < bins.size(); ++i) places_.Of(bins[i]).place = i;
+}
+
+ValuesTaker::~ValuesTaker() = default;
+
+void ValuesTaker::Begin(std::size_t parts) {
+  gatherers_.clear();
+  for (std::size_t i = 0; i < parts; ++i) {
+    gatherers_.emplace_back(plan_, lookups_, facts_, every_state_, places_, bins_);
+  }
+}
+
+void ValuesTaker::Take(std::size_t part, const DataSet& batch) { gatherers_[part].Gather(batch); }
+
+std::vector<double> ValuesTaker::Finish(std::size_t bin) const {
+  std::vector<double> values;
+  for (const auto& gatherer : gatherers_) {
+    const auto& more = gatherer.Of(bin);
+    values.insert(values.end(), more.begin(), more.end());
   }
   return values;
 }

@@ -764,52 +764,46 @@ TEST_F(ParetoRandomTest, TwoHundredSelectionsOfThreeLevelsEqualASlowCount) {
   EXPECT_GT(compared, 3000u);  // the selections are not empty
 }
 
-// A large data set is counted by two threads; the cut between them must not show.
+// A large selection is read and counted by two threads; where it is cut must not show.
 TEST_F(ParetoRandomTest, TwoThreadsCountWhatOneCounts) {
-  std::string reason;
-  const auto plan =
-      MakePlan(Resource::Subgroups, ParetoOptions({paBinTypeDefect, paBinTypeShift}), 0, reason);
-  ASSERT_TRUE(plan) << reason;
-  DataSet data;
-  std::map<std::pair<std::int32_t, std::int32_t>, double> found;
-  std::map<std::int32_t, double> units;
-  const auto test = Id(ItemKind::Test, "D1");
-  for (std::int32_t i = 0; i < 120001; ++i) {
-    auto& subgroup = data.subgroups.emplace_back();
-    subgroup.Sgrp = i + 1;
-    subgroup.Sgtm = i;
-    subgroup.Part = 1;
-    subgroup.Test = test;
-    subgroup.Shft = Up(3);
-    subgroup.Size = Up(20);
-    subgroup.Flag = Up(10) == 0 ? sfDisabled : sfEnabled;
-    subgroup.Test_Start = static_cast<std::int32_t>(data.values.size());
-    for (int row = 1 + Up(3); row > 0; --row) {
-      const double count = Up(3);
-      const auto defect = Up(5);
-      data.values.push_back(count);
-      data.keys.push_back({0, 0, 0, defect, 0});
-      if (subgroup.Flag == sfEnabled && count > 0)
-        found[std::pair(defect, std::int32_t{subgroup.Shft})] += count;
+  auto options = ParetoOptions({paBinTypePart, paBinTypeDefect, paBinTypeTime});
+  options.BinTimePeriod[2] = paWeeks;
+  for (const std::int32_t measure : {paProcessByCount, paProcessByFactor, paProcessByPPM}) {
+    options.ProcessingType = measure;
+    Opened()->ShareFrom(1'000'000);
+    const auto alone = Bins(paSubgroups, options);
+    const auto before = Opened()->SharedCount();
+    Opened()->ShareFrom(100);
+    const auto shared = Bins(paSubgroups, options);
+    EXPECT_GT(Opened()->SharedCount(), before);
+    ASSERT_EQ(alone.size(), shared.size());
+    ASSERT_GT(alone.size(), 50u);
+    for (std::size_t i = 0; i < alone.size(); ++i) {
+      EXPECT_EQ(NameOf(alone[i]), NameOf(shared[i]));
+      EXPECT_DOUBLE_EQ(alone[i].Value, shared[i].Value);
+      EXPECT_DOUBLE_EQ(alone[i].PPK, shared[i].PPK);
+      EXPECT_EQ(alone[i].Total, shared[i].Total);
+      EXPECT_EQ(alone[i].Yield, shared[i].Yield);
+      EXPECT_EQ(alone[i].SubgroupID, shared[i].SubgroupID);
+      EXPECT_EQ(alone[i].Flag, shared[i].Flag);
     }
-    if (subgroup.Flag == sfEnabled) units[subgroup.Shft] += subgroup.Size;
-    subgroup.Test_End = static_cast<std::int32_t>(data.values.size()) - 1;
   }
-  FlatSelection all;
-  const auto filter = all.Filter();
-  std::optional<Lookups> lookups;
-  Opened()->ReadOrThrow([&](Connection& connection) {
-    lookups.emplace(*Opened(), connection, *plan, all.info, filter, SubgroupRange{});
-  });
-  const auto findings =
-      engine::CountSubgroups(*plan, data, *lookups, TestFacts(*Opened(), data), false);
-  ASSERT_EQ(findings.tallies.Items().size(), found.size());
-  for (const auto& tally : findings.tallies.Items()) {
-    EXPECT_EQ(tally.amount, (found[std::pair(tally.keys[0], tally.keys[1])]));
-  }
-  ASSERT_EQ(findings.grounds.Items().size(), units.size());
-  for (const auto& ground : findings.grounds.Items()) {
-    EXPECT_EQ(ground.units, units[ground.keys[1]]);
+}
+
+// With a count the selection is held, without one it is counted while it is read.
+TEST_F(ParetoRandomTest, HeldOrReadThroughTheBinsAreTheSame) {
+  const auto options = ParetoOptions({paBinTypeShift, paBinTypeTest, paBinTypeDfgp});
+  FlatSelection held;
+  held.info.Count = 10000;
+  const auto bins = Bins(paSubgroups, options, held);
+  const auto others = Bins(paSubgroups, options);
+  ASSERT_EQ(bins.size(), others.size());
+  ASSERT_GT(bins.size(), 10u);
+  for (std::size_t i = 0; i < bins.size(); ++i) {
+    EXPECT_EQ(NameOf(bins[i]), NameOf(others[i]));
+    EXPECT_DOUBLE_EQ(bins[i].Value, others[i].Value);
+    EXPECT_DOUBLE_EQ(bins[i].PPK, others[i].PPK);
+    EXPECT_EQ(bins[i].Flag, others[i].Flag);
   }
 }
 
