@@ -92,6 +92,10 @@ Meaning MeaningOf(const ParetoRead& pareto) {
 // What people call a bin type.
 std::string Words(std::string word) {
   std::replace(word.begin(), word.end(), '-', ' ');
+  // Assignable causes and corrective actions go by their letters.
+  if (word.starts_with("acc ") || word.starts_with("cac "))
+    std::transform(word.begin(), word.begin() + 3, word.begin(),
+                   [](char c) { return static_cast<char>(c - 'a' + 'A'); });
   return word;
 }
 

@@ -179,7 +179,9 @@ class Picture {
   }
 
   // Top of a bar; what is above 0 is seen.
-  double TopOf(const ParetoBar& bar) const { return std::min(Y(bar.value), bottom_ - 1.0); }
+  double TopOf(const ParetoBar& bar) const {
+    return std::isfinite(bar.value) ? std::min(Y(bar.value), bottom_ - 1.0) : bottom_;
+  }
   bool Inside(double top) const { return bottom_ - top > 18.0; }
 
   // Where the figure of a group stands clear of those of its bars.
@@ -196,7 +198,7 @@ class Picture {
     const double width = unit_ * (view_.groups.empty() ? 0.8 : 0.72);
     for (std::size_t i = 0; i < view_.bars.size(); ++i) {
       const ParetoBar& bar = view_.bars[i];
-      if (!(bar.value > 0.0)) continue;
+      if (!(bar.value > 0.0) || !std::isfinite(bar.value)) continue;
       std::string style = view_.eighty && i <= *view_.eighty ? "few" : "bar";
       if (bar.open) style += " open";
       const double y = TopOf(bar);

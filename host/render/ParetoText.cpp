@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kMostName = 40, kLeastBar = 12;
 constexpr std::size_t kShare = 7;  // "100.0 %"
+constexpr const char* kNotShown = "(not shown)";
 constexpr const char* kBlue = "\x1b[34m";
 constexpr const char* kDim = "\x1b[2m";
 
@@ -61,6 +62,7 @@ class Report {
   std::string Indent() const { return view_.groups.empty() ? "" : "  "; }
 
   void Measure() {
+    if (view_.other > 0.0) name_ = std::max(name_, Width(kNotShown));
     for (const auto& bar : view_.bars) {
       name_ = std::max(name_, Width(Indent() + bar.name));
       value_ = std::max(value_, Width(ParetoValue(bar.value)));
@@ -116,7 +118,7 @@ class Report {
       if (view_.eighty && *view_.eighty == i && i + 1 < view_.bars.size()) Eighty();
     }
     if (view_.other > 0.0)
-      Row("(not shown)",
+      Row(kNotShown,
           std::isfinite(view_.whole) ? ParetoValue(view_.whole * view_.other / 100.0) : "",
           Percent(view_.other), Percent(100.0), "", nullptr);
     Legend();
