@@ -49,8 +49,8 @@ struct FitRead {
 
 // A figure is not known when its operation says so, not defined when what it is divided by is 0.
 // The pieces that a bin is expected to hold come from fit. Without it (null: a stored result) they
-// follow from mean and long-term deviation; of a Johnson curve, whose parameters no result has, they
-// are then not known.
+// follow from mean and long-term deviation; of a Johnson curve, whose parameters no result has,
+// they are then not known.
 CapabilityRead ReadCapability(CAResults& results, const FitRead* fit = nullptr);
 
 struct CapabilityDocument {

@@ -351,6 +351,24 @@ TEST_F(Capability, SettingsAreShownInWords) {
     EXPECT_NE(outcome.out.find(line), std::string::npos) << line << outcome.out;
 }
 
+TEST_F(Capability, TheDemoDrawsItsThreeKindsOfData) {
+  const Outcome demo = Run("demo d");
+  ASSERT_EQ(demo.status, 0) << demo.err;
+  const std::string index = Text(folder_.File("d/index.html"));
+  for (const std::string name : {"ring", "bottle", "shaft"})
+    for (const std::string ending : {".svg", ".html", ".json"}) {
+      const std::string file = name + "-capability" + ending;
+      EXPECT_TRUE(Exists("d/" + file)) << file;
+      EXPECT_NE(index.find("\"" + file + "\""), std::string::npos) << file;
+    }
+  const auto at = demo.out.find("capability --db d/sample.db --part Shaft --fit johnson");
+  ASSERT_NE(at, std::string::npos) << demo.out;
+  EXPECT_EQ(Run(demo.out.substr(at, demo.out.find('\n', at) - at)).status, 0);
+  const ParsedJson shaft = ParseJson(Text(folder_.File("d/shaft-capability.json")));
+  EXPECT_GT(shaft.At("JohnsonCurveType").number, 0);
+  EXPECT_GT(shaft.At("Statistics.Moments.Skewness").number, 0.5);
+}
+
 // Renderers, fed by hand.
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -452,7 +470,7 @@ TEST(CapabilityText, BarsCurveAndMarksStandAtTheirBins) {
   const auto at = text.find("\n1.0       5 |####");
   ASSERT_NE(at, std::string::npos) << text;
   const std::string line = text.substr(at + 1, text.find('\n', at + 1) - at - 1);
-  EXPECT_NE(line.find("*"), std::string::npos) << line;
+  EXPECT_NE(line.find('*'), std::string::npos) << line;
   EXPECT_NE(line.find("Target 1.5, mean 1.6"), std::string::npos) << line;
   EXPECT_EQ(text.find('\x1b'), std::string::npos);
   for (std::size_t from = 0; from < text.size();) {

@@ -182,7 +182,8 @@ TEST_F(Program, NothingSelectedIsNoFailure) {
 }
 
 TEST_F(Program, EveryCommandHasHelpWithAnExample) {
-  for (const std::string command : {"import", "list", "chart", "data", "show", "set", "demo"}) {
+  for (const std::string command :
+       {"import", "list", "chart", "capability", "data", "show", "set", "demo"}) {
     const Outcome outcome = Run(command + " --help");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
