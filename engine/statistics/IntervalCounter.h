@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -21,9 +22,15 @@ class IntervalCounter {
   std::span<const std::int64_t> Counts() const { return counts_; }
 
  private:
-  std::size_t CellOf(double value) const;
+  // Edges of one cell that are compared without a search.
+  static constexpr std::size_t kStride = 2;
 
-  std::vector<double> edges_;
+  std::size_t CellOf(double value) const;
+  template <class IsBeyond>
+  void Count(std::span<const double> values, IsBeyond is_beyond);
+
+  std::vector<double> edges_;  // and as many infinite ones behind them
+  std::size_t edge_count_;
   EdgeGoes edge_goes_;
   std::vector<std::int64_t> counts_;
   // Equal cells across the edges: edges below from_[c] lie in cells before c.

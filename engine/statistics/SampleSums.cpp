@@ -20,6 +20,17 @@ void ForEachStretch(std::span<const double> values, Visit visit) {
   if (!values.empty()) visit(values);
 }
 
+// take(lane, value) for each value, the lanes in turn.
+template <class Take>
+void ForEachLane(std::span<const double> stretch, Take take) {
+  const auto rest = stretch.size() % kLanes;
+  const auto whole = stretch.first(stretch.size() - rest);
+  for (std::size_t i = 0; i < whole.size(); i += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) take(lane, whole[i + lane]);
+  }
+  for (const double value : stretch.last(rest)) take(0, value);
+}
+
 double SumOf(const double (&lanes)[kLanes]) {
   return (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);
 }
@@ -48,11 +59,7 @@ void ExtentSums::Add(std::span<const double> values) {
       least[lane] = x < least[lane] ? x : least[lane];
       most[lane] = x > most[lane] ? x : most[lane];
     };
-    std::size_t i = 0;
-    for (; i + kLanes <= stretch.size(); i += kLanes) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) take(lane, stretch[i + lane]);
-    }
-    for (; i < stretch.size(); ++i) take(0, stretch[i]);
+    ForEachLane(stretch, take);
     sum_.Add(SumOf(sums));
     smallest_ = *std::min_element(least, least + kLanes);
     largest_ = *std::max_element(most, most + kLanes);
@@ -83,11 +90,7 @@ void DeviationSums::Add(std::span<const double> values) {
       absolutes[lane] += std::fabs(d);
       above[lane] += d > 0.0 ? square : 0.0;
     };
-    std::size_t i = 0;
-    for (; i + kLanes <= stretch.size(); i += kLanes) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) take(lane, stretch[i + lane]);
-    }
-    for (; i < stretch.size(); ++i) take(0, stretch[i]);
+    ForEachLane(stretch, take);
     first_.Add(SumOf(first));
     squares_.Add(SumOf(squares));
     cubes_.Add(SumOf(cubes));
@@ -115,11 +118,13 @@ BeyondCounts::BeyondCounts(std::span<const double> upper, std::span<const double
 void BeyondCounts::Add(std::span<const double> values) {
   ForEachStretch(values, [&](std::span<const double> stretch) {
     for (std::size_t limit = 0; limit < upper_.size(); ++limit) {
+      if (std::isnan(upper_[limit])) continue;
       std::int64_t count = 0;
       for (const double x : stretch) count += x > upper_[limit];
       above_[limit] += count;
     }
     for (std::size_t limit = 0; limit < lower_.size(); ++limit) {
+      if (std::isnan(lower_[limit])) continue;
       std::int64_t count = 0;
       for (const double x : stretch) count += x < lower_[limit];
       below_[limit] += count;
