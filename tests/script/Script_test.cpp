@@ -77,7 +77,8 @@ class Runner {
     if (verb == "data") return Data(words);
     if (verb == "csv") return Csv(words, block);
     if (verb == "csv-fails") return CsvFails(words, block);
-    if (verb == "chart" || verb == "capability") return Analyse(verb, words);
+    for (const char* command : {"chart", "capability", "events", "states", "compliance"})
+      if (verb == command) return Analyse(verb, words);
     if (verb == "show-data") return Analyse("data", words);
     if (verb == "expect") return Expect(words);
     if (verb == "run") return Program(words);
@@ -170,7 +171,8 @@ class Runner {
 
   void CsvFails(const std::vector<std::string>& words, const std::string& block) {
     ++checks_;
-    Program({"import", WriteCsv(block), "--db", Database()});
+    Program({"import", WriteCsv(block), "--db", Database(), "--kind",
+             words.size() < 2 ? "values" : words[1]});
     EXPECT_EQ(status_, 1);
     EXPECT_NE(said_.find(words.at(0)), std::string::npos) << said_;
     EXPECT_EQ(std::count(said_.begin(), said_.end(), '\n'), 1) << said_;
