@@ -136,6 +136,10 @@ std::vector<Level> ParseLevels(const Arguments& arguments, paResourceTypes resou
       levels.push_back(ParseLevel(text.substr(start, end - start)));
       start = end + 1;
     }
+  // A level that is none is no level.
+  if (std::erase_if(levels, [](const Level& level) { return level.type == paBinTypeNone; }) > 0 &&
+      levels.empty())
+    levels.emplace_back();
   if (levels.size() > kMostLevels)
     throw Misuse("--by takes at most 3 levels, not " + std::to_string(levels.size()));
   return levels;

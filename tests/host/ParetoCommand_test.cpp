@@ -126,6 +126,16 @@ TEST_F(ParetoProgram, EveryBinTypeHasItsWord) {
   EXPECT_EQ(BinTypeWord(-1), "");
 }
 
+TEST_F(ParetoProgram, ALevelThatIsNoneIsLeftOut) {
+  Import();
+  const ParsedJson document = Json("--by none,shift");
+  EXPECT_EQ(document.At("Processing.BinType[0]").number, paBinTypeShift);
+  EXPECT_EQ(document.At("Processing.BinType[1]").number, paBinTypeNone);
+  const Outcome none = Run("pareto --db q.db --by none");
+  EXPECT_EQ(none.status, 0) << none.err;
+  EXPECT_NE(none.out.find("no data selected"), std::string::npos) << none.out;
+}
+
 struct Misused {
   const char* options;
   const char* words;
