@@ -436,6 +436,272 @@ Juice can,Canning,Leaking seam,28,2024-03-04T21:30:00,13,50,defectives
 Juice can,Canning,Leaking seam,29,2024-03-04T22:00:00,9,50,defectives
 Juice can,Canning,Leaking seam,30,2024-03-04T22:30:00,6,50,defectives
 )csv"},
+      {"panels-acc-codes.csv", R"csv(code,name,group
+A1,Worn tool,Machine
+A2,Sensor dirty,Machine
+A3,Wrong setting,Operation
+A4,Material late,Supply
+)csv"},
+      {"panels-cac-codes.csv", R"csv(code,name
+C1,Tool changed
+C2,Sensor cleaned
+C3,Setting corrected
+C4,Material brought
+)csv"},
+      {"panels-defects.csv", R"csv(code,name,group,factor
+SC,Scratch,Handling,1
+DE,Dent,Handling,1.5
+RU,Paint run,Painting,1
+DI,Dirt in the paint,Painting,0.5
+CR,Crack,Pressing,5
+MI,Missing clip,Assembly,2
+)csv"},
+      {"panels-events.csv", R"csv(type,time,name,end,process,part,employee,acc,acc-time,cac,cac-time,open
+downtime,2024-03-18T13:26:00,Bad pressing,2024-03-18T13:45:00,Line 2,Door panel,Okafor,A3,2024-03-18T13:30:00,C3,2024-03-18T13:44:00,
+downtime,2024-03-18T16:47:00,Empty feeder,2024-03-18T17:11:00,Line 3,Door panel,Iversen,A4,2024-03-18T16:52:00,C4,2024-03-18T17:10:00,
+downtime,2024-03-18T18:50:00,Press stopped,2024-03-18T20:09:00,Line 1,Door panel,Lind,A1,2024-03-18T18:55:00,C1,2024-03-18T20:08:00,
+downtime,2024-03-18T23:29:00,Empty feeder,2024-03-19T00:11:00,Line 3,Door panel,Iversen,A4,2024-03-18T23:32:00,C4,2024-03-19T00:10:00,
+downtime,2024-03-19T05:36:00,Bad pressing,2024-03-19T06:26:00,Line 2,Door panel,Lind,A3,2024-03-19T05:43:00,C3,2024-03-19T06:25:00,
+downtime,2024-03-19T14:10:00,Empty feeder,2024-03-19T14:53:00,Line 3,Door panel,Lind,A4,2024-03-19T14:12:00,C4,2024-03-19T14:52:00,
+downtime,2024-03-19T19:50:00,Bad pressing,2024-03-19T20:38:00,Line 1,Door panel,Okafor,A3,2024-03-19T19:57:00,C3,2024-03-19T20:37:00,
+downtime,2024-03-19T21:54:00,Empty feeder,2024-03-19T22:54:00,Line 3,Door panel,Okafor,A4,2024-03-19T22:00:00,C4,2024-03-19T22:53:00,
+downtime,2024-03-20T04:33:00,False alarm,2024-03-20T05:24:00,Line 2,Door panel,Iversen,A2,2024-03-20T04:40:00,C2,2024-03-20T05:23:00,
+sampling-violation,2024-03-20T14:30:00,Sample missed,,Line 2,Door panel,,,,,,acc
+downtime,2024-03-20T16:09:00,Empty feeder,2024-03-20T17:43:00,Line 3,Door panel,Lind,A4,2024-03-20T16:16:00,C4,2024-03-20T17:42:00,
+downtime,2024-03-20T18:38:00,False alarm,2024-03-20T18:52:00,Line 1,Door panel,Okafor,A2,2024-03-20T18:42:00,C2,2024-03-20T18:51:00,
+downtime,2024-03-20T22:03:00,Bad pressing,2024-03-20T23:13:00,Line 2,Door panel,Okafor,A3,2024-03-20T22:06:00,C3,2024-03-20T23:12:00,
+downtime,2024-03-21T03:12:00,Empty feeder,2024-03-21T03:51:00,Line 3,Door panel,Lind,A4,2024-03-21T03:16:00,C4,2024-03-21T03:50:00,
+downtime,2024-03-21T06:43:00,False alarm,2024-03-21T07:05:00,Line 2,Door panel,Iversen,A2,2024-03-21T06:46:00,C2,2024-03-21T07:04:00,
+downtime,2024-03-21T10:36:00,Bad pressing,2024-03-21T11:09:00,Line 1,Door panel,Okafor,A3,2024-03-21T10:43:00,C3,2024-03-21T11:08:00,
+downtime,2024-03-21T12:07:00,Press stopped,2024-03-21T12:33:00,Line 2,Door panel,Lind,A1,2024-03-21T12:12:00,C1,2024-03-21T12:32:00,
+downtime,2024-03-21T18:59:00,Press stopped,2024-03-21T20:01:00,Line 2,Door panel,Iversen,A1,2024-03-21T19:02:00,C1,2024-03-21T20:00:00,
+downtime,2024-03-21T21:20:00,Empty feeder,2024-03-21T22:25:00,Line 3,Door panel,Okafor,A4,2024-03-21T21:23:00,C4,2024-03-21T22:24:00,
+downtime,2024-03-22T05:40:00,False alarm,2024-03-22T05:54:00,Line 1,Door panel,Okafor,A2,2024-03-22T05:46:00,C2,2024-03-22T05:53:00,
+general,2024-03-22T09:15:00,Audit,2024-03-22T11:00:00,Line 3,,,,,,,
+downtime,2024-03-22T10:57:00,False alarm,2024-03-22T12:20:00,Line 2,Door panel,Iversen,A2,2024-03-22T11:00:00,C2,2024-03-22T12:19:00,
+downtime,2024-03-22T11:34:00,Empty feeder,2024-03-22T12:31:00,Line 3,Door panel,Iversen,A4,2024-03-22T11:41:00,C4,2024-03-22T12:30:00,
+downtime,2024-03-22T15:53:00,Empty feeder,2024-03-22T16:51:00,Line 1,Door panel,Okafor,A4,2024-03-22T15:56:00,C4,2024-03-22T16:50:00,
+downtime,2024-03-22T22:47:00,False alarm,2024-03-22T23:40:00,Line 2,Door panel,Lind,A2,2024-03-22T22:54:00,C2,2024-03-22T23:39:00,
+downtime,2024-03-23T06:47:00,Bad pressing,2024-03-23T07:15:00,Line 3,Door panel,Okafor,A3,2024-03-23T06:51:00,C3,2024-03-23T07:14:00,
+downtime,2024-03-23T07:06:00,Bad pressing,2024-03-23T07:56:00,Line 1,Door panel,Okafor,A3,2024-03-23T07:10:00,C3,2024-03-23T07:55:00,
+downtime,2024-03-23T14:25:00,Bad pressing,2024-03-23T14:50:00,Line 1,Door panel,Iversen,A3,2024-03-23T14:27:00,C3,2024-03-23T14:49:00,
+downtime,2024-03-24T00:16:00,Press stopped,2024-03-24T01:33:00,Line 2,Door panel,Lind,A1,2024-03-24T00:21:00,C1,2024-03-24T01:32:00,
+downtime,2024-03-24T06:02:00,False alarm,2024-03-24T06:20:00,Line 2,Door panel,Iversen,A2,2024-03-24T06:04:00,C2,2024-03-24T06:19:00,
+downtime,2024-03-24T07:20:00,Bad pressing,2024-03-24T08:15:00,Line 3,Door panel,Lind,A3,2024-03-24T07:24:00,C3,2024-03-24T08:14:00,
+downtime,2024-03-24T15:06:00,Bad pressing,2024-03-24T15:35:00,Line 1,Door panel,Iversen,A3,2024-03-24T15:10:00,C3,2024-03-24T15:34:00,
+)csv"},
+      {"panels-processes.csv", R"csv(process,site,department,area
+Line 1,North works,Body shop,Hall A
+Line 2,North works,Body shop,Hall A
+Line 3,South works,Body shop,Hall B
+)csv"},
+      {"panels.csv", R"csv(part,process,test,subgroup,time,count,size,defect,shift
+Door panel,Line 1,Surface,1,2024-03-18T10:00:00,1,120,DI,Early
+Door panel,Line 1,Surface,1,2024-03-18T10:00:00,3,120,RU,Early
+Door panel,Line 2,Surface,2,2024-03-18T10:10:00,3,120,DI,Early
+Door panel,Line 2,Surface,2,2024-03-18T10:10:00,1,120,SC,Early
+Door panel,Line 2,Surface,2,2024-03-18T10:10:00,1,120,DE,Early
+Door panel,Line 3,Surface,3,2024-03-18T10:20:00,3,120,DI,Early
+Door panel,Line 3,Surface,3,2024-03-18T10:20:00,2,120,CR,Early
+Door panel,Line 3,Surface,3,2024-03-18T10:20:00,1,120,DE,Early
+Door panel,Line 1,Surface,4,2024-03-18T18:00:00,2,120,CR,Late
+Door panel,Line 1,Surface,4,2024-03-18T18:00:00,1,120,DI,Late
+Door panel,Line 1,Surface,4,2024-03-18T18:00:00,1,120,SC,Late
+Door panel,Line 1,Surface,4,2024-03-18T18:00:00,1,120,RU,Late
+Door panel,Line 1,Surface,4,2024-03-18T18:00:00,1,120,MI,Late
+Door panel,Line 2,Surface,5,2024-03-18T18:10:00,2,120,RU,Late
+Door panel,Line 2,Surface,5,2024-03-18T18:10:00,1,120,DI,Late
+Door panel,Line 3,Surface,6,2024-03-18T18:20:00,1,120,CR,Late
+Door panel,Line 3,Surface,6,2024-03-18T18:20:00,1,120,MI,Late
+Door panel,Line 3,Surface,6,2024-03-18T18:20:00,2,120,SC,Late
+Door panel,Line 3,Surface,6,2024-03-18T18:20:00,1,120,RU,Late
+Door panel,Line 1,Surface,7,2024-03-19T02:00:00,2,120,DE,Night
+Door panel,Line 1,Surface,7,2024-03-19T02:00:00,4,120,DI,Night
+Door panel,Line 1,Surface,7,2024-03-19T02:00:00,2,120,SC,Night
+Door panel,Line 1,Surface,7,2024-03-19T02:00:00,1,120,CR,Night
+Door panel,Line 2,Surface,8,2024-03-19T02:10:00,4,120,SC,Night
+Door panel,Line 2,Surface,8,2024-03-19T02:10:00,1,120,DI,Night
+Door panel,Line 2,Surface,8,2024-03-19T02:10:00,2,120,RU,Night
+Door panel,Line 3,Surface,9,2024-03-19T02:20:00,1,120,CR,Night
+Door panel,Line 3,Surface,9,2024-03-19T02:20:00,2,120,DE,Night
+Door panel,Line 3,Surface,9,2024-03-19T02:20:00,3,120,MI,Night
+Door panel,Line 1,Surface,10,2024-03-19T10:00:00,2,120,RU,Early
+Door panel,Line 1,Surface,10,2024-03-19T10:00:00,2,120,MI,Early
+Door panel,Line 1,Surface,10,2024-03-19T10:00:00,1,120,CR,Early
+Door panel,Line 1,Surface,10,2024-03-19T10:00:00,1,120,SC,Early
+Door panel,Line 2,Surface,11,2024-03-19T10:10:00,3,120,DI,Early
+Door panel,Line 2,Surface,11,2024-03-19T10:10:00,1,120,SC,Early
+Door panel,Line 3,Surface,12,2024-03-19T10:20:00,1,120,DI,Early
+Door panel,Line 3,Surface,12,2024-03-19T10:20:00,2,120,DE,Early
+Door panel,Line 3,Surface,12,2024-03-19T10:20:00,1,120,SC,Early
+Door panel,Line 3,Surface,12,2024-03-19T10:20:00,1,120,MI,Early
+Door panel,Line 1,Surface,13,2024-03-19T18:00:00,1,120,DE,Late
+Door panel,Line 1,Surface,13,2024-03-19T18:00:00,1,120,SC,Late
+Door panel,Line 1,Surface,13,2024-03-19T18:00:00,1,120,MI,Late
+Door panel,Line 2,Surface,14,2024-03-19T18:10:00,3,120,RU,Late
+Door panel,Line 2,Surface,14,2024-03-19T18:10:00,1,120,CR,Late
+Door panel,Line 3,Surface,15,2024-03-19T18:20:00,1,120,MI,Late
+Door panel,Line 3,Surface,15,2024-03-19T18:20:00,1,120,RU,Late
+Door panel,Line 3,Surface,15,2024-03-19T18:20:00,2,120,DE,Late
+Door panel,Line 3,Surface,15,2024-03-19T18:20:00,1,120,SC,Late
+Door panel,Line 1,Surface,16,2024-03-20T02:00:00,2,120,SC,Night
+Door panel,Line 1,Surface,16,2024-03-20T02:00:00,3,120,DI,Night
+Door panel,Line 1,Surface,16,2024-03-20T02:00:00,1,120,CR,Night
+Door panel,Line 1,Surface,16,2024-03-20T02:00:00,1,120,MI,Night
+Door panel,Line 1,Surface,16,2024-03-20T02:00:00,1,120,DE,Night
+Door panel,Line 2,Surface,17,2024-03-20T02:10:00,2,120,DI,Night
+Door panel,Line 2,Surface,17,2024-03-20T02:10:00,2,120,SC,Night
+Door panel,Line 2,Surface,17,2024-03-20T02:10:00,2,120,DE,Night
+Door panel,Line 2,Surface,17,2024-03-20T02:10:00,2,120,RU,Night
+Door panel,Line 2,Surface,17,2024-03-20T02:10:00,1,120,CR,Night
+Door panel,Line 3,Surface,18,2024-03-20T02:20:00,2,120,SC,Night
+Door panel,Line 3,Surface,18,2024-03-20T02:20:00,3,120,RU,Night
+Door panel,Line 3,Surface,18,2024-03-20T02:20:00,1,120,MI,Night
+Door panel,Line 3,Surface,18,2024-03-20T02:20:00,1,120,DE,Night
+Door panel,Line 3,Surface,18,2024-03-20T02:20:00,1,120,DI,Night
+Door panel,Line 1,Surface,19,2024-03-20T10:00:00,1,120,SC,Early
+Door panel,Line 1,Surface,19,2024-03-20T10:00:00,2,120,DI,Early
+Door panel,Line 1,Surface,19,2024-03-20T10:00:00,3,120,RU,Early
+Door panel,Line 2,Surface,20,2024-03-20T10:10:00,1,120,MI,Early
+Door panel,Line 2,Surface,20,2024-03-20T10:10:00,1,120,SC,Early
+Door panel,Line 2,Surface,20,2024-03-20T10:10:00,1,120,RU,Early
+Door panel,Line 3,Surface,21,2024-03-20T10:20:00,3,120,DE,Early
+Door panel,Line 3,Surface,21,2024-03-20T10:20:00,1,120,MI,Early
+Door panel,Line 1,Surface,22,2024-03-20T18:00:00,2,120,SC,Late
+Door panel,Line 1,Surface,22,2024-03-20T18:00:00,2,120,DI,Late
+Door panel,Line 1,Surface,22,2024-03-20T18:00:00,1,120,DE,Late
+Door panel,Line 1,Surface,22,2024-03-20T18:00:00,1,120,CR,Late
+Door panel,Line 2,Surface,23,2024-03-20T18:10:00,1,120,SC,Late
+Door panel,Line 2,Surface,23,2024-03-20T18:10:00,2,120,RU,Late
+Door panel,Line 2,Surface,23,2024-03-20T18:10:00,1,120,DI,Late
+Door panel,Line 3,Surface,24,2024-03-20T18:20:00,2,120,DE,Late
+Door panel,Line 3,Surface,24,2024-03-20T18:20:00,1,120,CR,Late
+Door panel,Line 1,Surface,25,2024-03-21T02:00:00,2,120,RU,Night
+Door panel,Line 1,Surface,25,2024-03-21T02:00:00,2,120,DI,Night
+Door panel,Line 1,Surface,25,2024-03-21T02:00:00,1,120,DE,Night
+Door panel,Line 1,Surface,25,2024-03-21T02:00:00,1,120,SC,Night
+Door panel,Line 1,Surface,25,2024-03-21T02:00:00,1,120,MI,Night
+Door panel,Line 2,Surface,26,2024-03-21T02:10:00,3,120,RU,Night
+Door panel,Line 2,Surface,26,2024-03-21T02:10:00,2,120,SC,Night
+Door panel,Line 2,Surface,26,2024-03-21T02:10:00,2,120,DI,Night
+Door panel,Line 2,Surface,26,2024-03-21T02:10:00,1,120,DE,Night
+Door panel,Line 3,Surface,27,2024-03-21T02:20:00,3,120,RU,Night
+Door panel,Line 3,Surface,27,2024-03-21T02:20:00,3,120,DI,Night
+Door panel,Line 3,Surface,27,2024-03-21T02:20:00,1,120,SC,Night
+Door panel,Line 1,Surface,28,2024-03-21T10:00:00,1,120,SC,Early
+Door panel,Line 1,Surface,28,2024-03-21T10:00:00,1,120,MI,Early
+Door panel,Line 1,Surface,28,2024-03-21T10:00:00,1,120,DE,Early
+Door panel,Line 1,Surface,28,2024-03-21T10:00:00,2,120,DI,Early
+Door panel,Line 1,Surface,28,2024-03-21T10:00:00,1,120,RU,Early
+Door panel,Line 2,Surface,29,2024-03-21T10:10:00,1,120,DE,Early
+Door panel,Line 2,Surface,29,2024-03-21T10:10:00,2,120,RU,Early
+Door panel,Line 3,Surface,30,2024-03-21T10:20:00,1,120,DE,Early
+Door panel,Line 3,Surface,30,2024-03-21T10:20:00,1,120,RU,Early
+Door panel,Line 3,Surface,30,2024-03-21T10:20:00,1,120,SC,Early
+Door panel,Line 3,Surface,30,2024-03-21T10:20:00,1,120,MI,Early
+Door panel,Line 1,Surface,31,2024-03-21T18:00:00,2,120,SC,Late
+Door panel,Line 1,Surface,31,2024-03-21T18:00:00,1,120,DI,Late
+Door panel,Line 2,Surface,32,2024-03-21T18:10:00,2,120,DI,Late
+Door panel,Line 2,Surface,32,2024-03-21T18:10:00,1,120,RU,Late
+Door panel,Line 2,Surface,32,2024-03-21T18:10:00,1,120,SC,Late
+Door panel,Line 3,Surface,33,2024-03-21T18:20:00,1,120,CR,Late
+Door panel,Line 3,Surface,33,2024-03-21T18:20:00,3,120,DE,Late
+Door panel,Line 3,Surface,33,2024-03-21T18:20:00,1,120,MI,Late
+Door panel,Line 3,Surface,33,2024-03-21T18:20:00,1,120,DI,Late
+Door panel,Line 1,Surface,34,2024-03-22T02:00:00,3,120,SC,Night
+Door panel,Line 1,Surface,34,2024-03-22T02:00:00,2,120,DI,Night
+Door panel,Line 1,Surface,34,2024-03-22T02:00:00,2,120,RU,Night
+Door panel,Line 1,Surface,34,2024-03-22T02:00:00,1,120,CR,Night
+Door panel,Line 2,Surface,35,2024-03-22T02:10:00,3,120,RU,Night
+Door panel,Line 2,Surface,35,2024-03-22T02:10:00,1,120,SC,Night
+Door panel,Line 2,Surface,35,2024-03-22T02:10:00,2,120,DE,Night
+Door panel,Line 3,Surface,36,2024-03-22T02:20:00,1,120,DI,Night
+Door panel,Line 3,Surface,36,2024-03-22T02:20:00,3,120,MI,Night
+Door panel,Line 3,Surface,36,2024-03-22T02:20:00,1,120,DE,Night
+Door panel,Line 3,Surface,36,2024-03-22T02:20:00,1,120,SC,Night
+Door panel,Line 1,Surface,37,2024-03-22T10:00:00,1,120,CR,Early
+Door panel,Line 1,Surface,37,2024-03-22T10:00:00,1,120,SC,Early
+Door panel,Line 1,Surface,37,2024-03-22T10:00:00,3,120,DI,Early
+Door panel,Line 1,Surface,37,2024-03-22T10:00:00,1,120,MI,Early
+Door panel,Line 2,Surface,38,2024-03-22T10:10:00,2,120,DI,Early
+Door panel,Line 2,Surface,38,2024-03-22T10:10:00,1,120,DE,Early
+Door panel,Line 3,Surface,39,2024-03-22T10:20:00,2,120,DE,Early
+Door panel,Line 3,Surface,39,2024-03-22T10:20:00,2,120,MI,Early
+Door panel,Line 3,Surface,39,2024-03-22T10:20:00,1,120,SC,Early
+Door panel,Line 1,Surface,40,2024-03-22T18:00:00,1,120,DI,Late
+Door panel,Line 1,Surface,40,2024-03-22T18:00:00,3,120,RU,Late
+Door panel,Line 1,Surface,40,2024-03-22T18:00:00,1,120,MI,Late
+Door panel,Line 2,Surface,41,2024-03-22T18:10:00,3,120,RU,Late
+Door panel,Line 2,Surface,41,2024-03-22T18:10:00,3,120,DI,Late
+Door panel,Line 3,Surface,42,2024-03-22T18:20:00,1,120,RU,Late
+Door panel,Line 3,Surface,42,2024-03-22T18:20:00,2,120,DE,Late
+Door panel,Line 1,Surface,43,2024-03-23T02:00:00,3,120,DI,Night
+Door panel,Line 1,Surface,43,2024-03-23T02:00:00,1,120,DE,Night
+Door panel,Line 1,Surface,43,2024-03-23T02:00:00,1,120,RU,Night
+Door panel,Line 1,Surface,43,2024-03-23T02:00:00,2,120,SC,Night
+Door panel,Line 2,Surface,44,2024-03-23T02:10:00,2,120,DI,Night
+Door panel,Line 2,Surface,44,2024-03-23T02:10:00,5,120,RU,Night
+Door panel,Line 2,Surface,44,2024-03-23T02:10:00,1,120,SC,Night
+Door panel,Line 2,Surface,44,2024-03-23T02:10:00,1,120,CR,Night
+Door panel,Line 3,Surface,45,2024-03-23T02:20:00,2,120,CR,Night
+Door panel,Line 3,Surface,45,2024-03-23T02:20:00,2,120,DI,Night
+Door panel,Line 3,Surface,45,2024-03-23T02:20:00,2,120,SC,Night
+Door panel,Line 3,Surface,45,2024-03-23T02:20:00,2,120,DE,Night
+Door panel,Line 3,Surface,45,2024-03-23T02:20:00,1,120,RU,Night
+Door panel,Line 1,Surface,46,2024-03-23T10:00:00,2,120,DE,Early
+Door panel,Line 1,Surface,46,2024-03-23T10:00:00,3,120,SC,Early
+Door panel,Line 1,Surface,46,2024-03-23T10:00:00,1,120,RU,Early
+Door panel,Line 2,Surface,47,2024-03-23T10:10:00,2,120,DI,Early
+Door panel,Line 2,Surface,47,2024-03-23T10:10:00,4,120,RU,Early
+Door panel,Line 3,Surface,48,2024-03-23T10:20:00,2,120,DE,Early
+Door panel,Line 3,Surface,48,2024-03-23T10:20:00,2,120,DI,Early
+Door panel,Line 3,Surface,48,2024-03-23T10:20:00,1,120,RU,Early
+Door panel,Line 3,Surface,48,2024-03-23T10:20:00,1,120,MI,Early
+Door panel,Line 1,Surface,49,2024-03-23T18:00:00,2,120,SC,Late
+Door panel,Line 1,Surface,49,2024-03-23T18:00:00,1,120,DE,Late
+Door panel,Line 1,Surface,49,2024-03-23T18:00:00,3,120,DI,Late
+Door panel,Line 2,Surface,50,2024-03-23T18:10:00,2,120,RU,Late
+Door panel,Line 2,Surface,50,2024-03-23T18:10:00,2,120,SC,Late
+Door panel,Line 2,Surface,50,2024-03-23T18:10:00,1,120,DI,Late
+Door panel,Line 2,Surface,50,2024-03-23T18:10:00,1,120,MI,Late
+Door panel,Line 3,Surface,51,2024-03-23T18:20:00,2,120,SC,Late
+Door panel,Line 3,Surface,51,2024-03-23T18:20:00,1,120,DE,Late
+Door panel,Line 3,Surface,51,2024-03-23T18:20:00,2,120,MI,Late
+Door panel,Line 3,Surface,51,2024-03-23T18:20:00,1,120,DI,Late
+Door panel,Line 1,Surface,52,2024-03-24T02:00:00,3,120,RU,Night
+Door panel,Line 1,Surface,52,2024-03-24T02:00:00,3,120,SC,Night
+Door panel,Line 1,Surface,52,2024-03-24T02:00:00,1,120,DE,Night
+Door panel,Line 1,Surface,52,2024-03-24T02:00:00,2,120,DI,Night
+Door panel,Line 2,Surface,53,2024-03-24T02:10:00,1,120,SC,Night
+Door panel,Line 2,Surface,53,2024-03-24T02:10:00,1,120,DE,Night
+Door panel,Line 2,Surface,53,2024-03-24T02:10:00,2,120,RU,Night
+Door panel,Line 2,Surface,53,2024-03-24T02:10:00,4,120,DI,Night
+Door panel,Line 2,Surface,53,2024-03-24T02:10:00,1,120,CR,Night
+Door panel,Line 3,Surface,54,2024-03-24T02:20:00,4,120,DE,Night
+Door panel,Line 3,Surface,54,2024-03-24T02:20:00,1,120,RU,Night
+Door panel,Line 3,Surface,54,2024-03-24T02:20:00,1,120,MI,Night
+Door panel,Line 3,Surface,54,2024-03-24T02:20:00,1,120,DI,Night
+Door panel,Line 1,Surface,55,2024-03-24T10:00:00,2,120,MI,Early
+Door panel,Line 1,Surface,55,2024-03-24T10:00:00,1,120,DE,Early
+Door panel,Line 1,Surface,55,2024-03-24T10:00:00,1,120,SC,Early
+Door panel,Line 1,Surface,55,2024-03-24T10:00:00,1,120,DI,Early
+Door panel,Line 2,Surface,56,2024-03-24T10:10:00,3,120,RU,Early
+Door panel,Line 2,Surface,56,2024-03-24T10:10:00,2,120,DI,Early
+Door panel,Line 3,Surface,57,2024-03-24T10:20:00,1,120,MI,Early
+Door panel,Line 3,Surface,57,2024-03-24T10:20:00,1,120,SC,Early
+Door panel,Line 3,Surface,57,2024-03-24T10:20:00,2,120,RU,Early
+Door panel,Line 3,Surface,57,2024-03-24T10:20:00,1,120,DI,Early
+Door panel,Line 1,Surface,58,2024-03-24T18:00:00,3,120,DI,Late
+Door panel,Line 1,Surface,58,2024-03-24T18:00:00,2,120,SC,Late
+Door panel,Line 1,Surface,58,2024-03-24T18:00:00,1,120,DE,Late
+Door panel,Line 2,Surface,59,2024-03-24T18:10:00,3,120,RU,Late
+Door panel,Line 2,Surface,59,2024-03-24T18:10:00,1,120,CR,Late
+Door panel,Line 2,Surface,59,2024-03-24T18:10:00,1,120,DE,Late
+Door panel,Line 3,Surface,60,2024-03-24T18:20:00,2,120,DE,Late
+Door panel,Line 3,Surface,60,2024-03-24T18:20:00,1,120,CR,Late
+Door panel,Line 3,Surface,60,2024-03-24T18:20:00,1,120,MI,Late
+Door panel,Line 3,Surface,60,2024-03-24T18:20:00,2,120,SC,Late
+)csv"},
       {"piston-rings.csv", R"csv(part,process,test,subgroup,time,value
 Piston ring,Forging,Inside diameter,1,2024-03-04T08:00:00,74.03
 Piston ring,Forging,Inside diameter,1,2024-03-04T08:00:00,74.002
