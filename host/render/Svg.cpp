@@ -9,6 +9,7 @@
 #include "host/render/PlainText.h"
 #include "host/render/SvgLayout.h"
 #include "host/render/svg_shapes.h"
+#include "host/render/svg_sheet.h"
 
 namespace orvspc::host {
 
@@ -49,13 +50,6 @@ constexpr std::size_t kMostNotes = 6;
 
 std::string N(double value) { return Coordinate(value); }
 
-// Text that fits into so many units at 11 pixels, else cut with an ellipsis.
-std::string Fitting(std::string_view text, double units) {
-  const auto room = static_cast<std::size_t>(std::max(units / kCharacter, 1.0));
-  if (Width(text) <= room) return std::string(text);
-  return Padded(text, room - 1) + "\xE2\x80\xA6";
-}
-
 class Picture {
  public:
   explicit Picture(const ChartView& view) : view_(view), places_(Places(view)) {}
@@ -70,8 +64,8 @@ class Picture {
             EscapeMarkup(view_.title) + "</title>\n<style>" + kPictureStyle +
             "</style>\n<rect width=\"1000\" height=\"" + height + "\" fill=\"#fff\"/>\n";
     if (!embedded) {
-      Text(14, 22, "h", "start", Fitting(view_.title, 640));
-      Text(14, 38, "s", "start", Fitting(view_.subtitle, 960));
+      Text(14, 22, "h", "start", FittingText(view_.title, 640));
+      Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
     }
     if (view_.Count() == 0) Text(14, layout_.axis + 24, "t", "start", "No data selected");
     for (std::size_t g = 0; g < layout_.panels.size(); ++g)
@@ -81,7 +75,7 @@ class Picture {
     for (const auto& line : footer) {
       if (!line.symbol.empty())
         out_ += Symbol({.style = line.symbol, .stream = line.stream}, 20, y - 4);
-      Text(line.symbol.empty() ? 14 : 32, y, "s", "start", Fitting(line.text, 950));
+      Text(line.symbol.empty() ? 14 : 32, y, "s", "start", FittingText(line.text, 950));
       y += 15.0;
     }
     return out_ + "</svg>\n";
@@ -115,7 +109,7 @@ class Picture {
 
   void DrawGraph(const GraphView& graph, const Panel& panel) {
     out_ += "<text x=\"14\" y=\"" + N(panel.title) + "\"><tspan class=\"t\">" +
-            EscapeMarkup(Fitting(graph.title, 700.0)) + "</tspan>";
+            EscapeMarkup(FittingText(graph.title, 700.0)) + "</tspan>";
     if (CaptionFits(graph))
       out_ += "<tspan class=\"s\" dx=\"12\">" + EscapeMarkup(graph.caption) + "</tspan>";
     out_ += "</text>\n";
