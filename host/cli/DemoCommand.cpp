@@ -10,6 +10,7 @@
 #include "host/cli/ChartCommand.h"
 #include "host/cli/Samples.h"
 #include "host/cli/demo_capability.h"
+#include "host/cli/demo_pareto.h"
 #include "host/render/Html.h"
 #include "host/render/Svg.h"
 #include "host/render/Terminal.h"
@@ -169,6 +170,11 @@ int Run(const Arguments& arguments, Console& console) {
     entries.push_back(std::move(capability.entry));
     commands += "  " + ShellWord(ProgramPath()) + " capability --db " + ShellWord(path) + " " +
                 capability.options + "\n";
+  }
+  for (auto& pareto : DrawParetoDemo(database, folder)) {
+    entries.push_back(std::move(pareto.entry));
+    commands += "  " + ShellWord(ProgramPath()) + " pareto --db " + ShellWord(path) + " " +
+                pareto.options + "\n";
   }
   const std::string index = (folder / "index.html").string();
   WriteFile(index,

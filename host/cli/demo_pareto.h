@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/Embedded.h"
+#include "host/render/Html.h"
+
+namespace orvspc::host {
+
+struct DemoPareto {
+  IndexEntry entry;
+  std::string options;  // for the command line that draws the same: "--by defect"
+};
+
+// Draws Paretos of the sample data into the folder: a picture, a page and figures each.
+std::vector<DemoPareto> DrawParetoDemo(const std::shared_ptr<EmbeddedDatabase>& database,
+                                       const std::filesystem::path& folder);
+
+}  // namespace orvspc::host
