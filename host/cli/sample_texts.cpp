@@ -466,7 +466,7 @@ downtime,2024-03-19T14:10:00,Empty feeder,2024-03-19T14:53:00,Line 3,Door panel,
 downtime,2024-03-19T19:50:00,Bad pressing,2024-03-19T20:38:00,Line 1,Door panel,Okafor,A3,2024-03-19T19:57:00,C3,2024-03-19T20:37:00,
 downtime,2024-03-19T21:54:00,Empty feeder,2024-03-19T22:54:00,Line 3,Door panel,Okafor,A4,2024-03-19T22:00:00,C4,2024-03-19T22:53:00,
 downtime,2024-03-20T04:33:00,False alarm,2024-03-20T05:24:00,Line 2,Door panel,Iversen,A2,2024-03-20T04:40:00,C2,2024-03-20T05:23:00,
-sampling-violation,2024-03-20T14:30:00,Sample missed,,Line 2,Door panel,,,,,,acc
+sampling-violation,2024-03-20T14:30:00,Sample missed,2024-03-20T14:30:00,Line 2,Door panel,,,,,,acc
 downtime,2024-03-20T16:09:00,Empty feeder,2024-03-20T17:43:00,Line 3,Door panel,Lind,A4,2024-03-20T16:16:00,C4,2024-03-20T17:42:00,
 downtime,2024-03-20T18:38:00,False alarm,2024-03-20T18:52:00,Line 1,Door panel,Okafor,A2,2024-03-20T18:42:00,C2,2024-03-20T18:51:00,
 downtime,2024-03-20T22:03:00,Bad pressing,2024-03-20T23:13:00,Line 2,Door panel,Okafor,A3,2024-03-20T22:06:00,C3,2024-03-20T23:12:00,
