@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "bench/plain_program.h"
+#include "bench/rounds.h"
 #include "chart/CCAnalysis.h"
 #include "engine/Embedded.h"
 #include "engine/store/Import.h"
@@ -31,22 +32,11 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using bench::Pair;
 
 constexpr double kD2Of5 = 2.325928947281;
 constexpr int kParts = 100;
 constexpr int kTests = 10;
-
-double Milliseconds(const std::function<void()>& job) {
-  const auto start = Clock::now();
-  job();
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 // Subgroups of five; with several streams they are interleaved in time.
 void WriteCsv(const fs::path& path, std::int64_t subgroups, int parts, int tests) {
@@ -123,27 +113,6 @@ void Compare(const bench::plain::Chart& plain, const Figures& product) {
   }
 }
 
-struct Pair {
-  std::vector<double> plain, product, ratio;
-
-  void Round(const std::function<void()>& plain_job, const std::function<void()>& product_job) {
-    plain.push_back(Milliseconds(plain_job));
-    product.push_back(Milliseconds(product_job));
-    ratio.push_back(product.back() / plain.back());
-  }
-  void Print(const char* name) const {
-    std::printf("%-34s plain %9.2f ms   product %9.2f ms   ratio %.3f (%.3f..%.3f)\n", name,
-                Median(plain), Median(product), Median(ratio),
-                *std::min_element(ratio.begin(), ratio.end()),
-                *std::max_element(ratio.begin(), ratio.end()));
-    std::fflush(stdout);
-  }
-};
-
-void Remove(const fs::path& path) {
-  for (const char* tail : {"", "-wal", "-shm"}) fs::remove(path.string() + tail);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -189,8 +158,8 @@ int main(int argc, char** argv) {
 
   if (!fs::exists(csv)) WriteCsv(csv, subgroups, 1, 1);
   Pair importing;
-  Remove(plain_db);
-  Remove(product_db);
+  bench::RemoveDatabase(plain_db);
+  bench::RemoveDatabase(product_db);
   importing.Round([&] { bench::plain::Import(csv.string(), plain_db.string()); },
                   [&] { ImportProduct(csv, product_db); });
   importing.Print("import");
@@ -203,8 +172,8 @@ int main(int argc, char** argv) {
   chart.Print("one mean-and-range chart");
 
   if (!fs::exists(dash_csv)) WriteCsv(dash_csv, std::int64_t{kParts} * kTests * 25, kParts, kTests);
-  Remove(dash_plain);
-  Remove(dash_product);
+  bench::RemoveDatabase(dash_plain);
+  bench::RemoveDatabase(dash_product);
   bench::plain::Import(dash_csv.string(), dash_plain.string());
   ImportProduct(dash_csv, dash_product);
   double plain_sum = 0.0;

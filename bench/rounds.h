@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+// Two programs for one job, run in turn.
+namespace bench {
+
+inline double Milliseconds(const std::function<void()>& job) {
+  const auto start = std::chrono::steady_clock::now();
+  job();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+      .count();
+}
+
+inline double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+struct Pair {
+  std::vector<double> plain, product, ratio;
+
+  void Round(const std::function<void()>& plain_job, const std::function<void()>& product_job) {
+    plain.push_back(Milliseconds(plain_job));
+    product.push_back(Milliseconds(product_job));
+    ratio.push_back(product.back() / plain.back());
+  }
+  void Print(const char* name) const {
+    std::printf("%-34s plain %9.2f ms   product %9.2f ms   ratio %.3f (%.3f..%.3f)\n", name,
+                Median(plain), Median(product), Median(ratio),
+                *std::min_element(ratio.begin(), ratio.end()),
+                *std::max_element(ratio.begin(), ratio.end()));
+    std::fflush(stdout);
+  }
+};
+
+inline void RemoveDatabase(const std::filesystem::path& path) {
+  for (const char* tail : {"", "-wal", "-shm"}) std::filesystem::remove(path.string() + tail);
+}
+
+}  // namespace bench
