@@ -64,17 +64,19 @@ class Lanes {
       lanes.push_back(std::move(lane));
     }
     std::stable_sort(lanes.begin(), lanes.end(), [](const Lane& a, const Lane& b) {
-      return a.process.empty() != b.process.empty() ? b.process.empty() : a.process < b.process;
+      return a.is_process != b.is_process ? a.is_process : a.process < b.process;
     });
-    for (auto& lane : lanes)
-      if (lane.process.empty()) lane.process = "(no process)";
     return lanes;
   }
 
  private:
   Lane& LaneOf(std::int32_t prcs) {
     auto [found, is_new] = lanes_.try_emplace(prcs);
-    if (is_new) found->second.process = ShownName(names_, NameKind::Process, prcs);
+    if (is_new) {
+      found->second.is_process = prcs != 0;
+      found->second.process =
+          prcs == 0 ? "(no process)" : ShownName(names_, NameKind::Process, prcs);
+    }
     return found->second;
   }
 
@@ -145,10 +147,11 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   for (auto& lane : view.lanes)
     std::erase_if(lane.stays, [](const Stay& stay) { return stay.end <= stay.start; });
   view.title = "Process states";
+  const auto processes = std::count_if(view.lanes.begin(), view.lanes.end(),
+                                       [](const Lane& lane) { return lane.is_process; });
   if (!view.Empty())
     view.subtitle = IsoTime(view.start) + " to " + IsoTime(view.end) + " UTC, " +
-                    std::to_string(view.lanes.size()) +
-                    (view.lanes.size() == 1 ? " process, " : " processes, ") +
+                    std::to_string(processes) + (processes == 1 ? " process, " : " processes, ") +
                     std::to_string(document.events.size()) + " events, " +
                     std::to_string(document.subgroups.rows.size()) + " subgroups";
   if (!document.events.empty()) view.events = EventsText(document.events, names);

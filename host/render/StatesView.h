@@ -29,6 +29,7 @@ struct LaneEvent {
 
 struct Lane {
   std::string process;
+  bool is_process = true;   // false: what belongs to none
   std::vector<Stay> stays;  // ascending; a gap: not known
   std::vector<LaneEvent> events;
   std::vector<std::int64_t> subgroups;

@@ -124,7 +124,8 @@ class Text {
     if (lines.size() > kMostWorst) lines.resize(kMostWorst);
     std::vector<std::pair<Row, SampleCount>> rows;
     for (const auto* line : lines)
-      rows.push_back({{line->start, line->process, line->state, line->requirement}, line->count});
+      rows.push_back({{line->start.substr(0, 16), line->process, line->state, line->requirement},
+                      line->count});
     Table({"from (UTC)", "process", "state", "requirement"}, rows);
   }
 

@@ -125,7 +125,7 @@ class Picture {
     std::size_t rows = 0;
     for (const std::size_t level : levels) rows = std::max(rows, level + 1);
     const double bar = y + 6.0 + kLevel * static_cast<double>(rows);
-    sheet_->Rectangle(kLeft, bar, kRight - kLeft, kBar, "lane");
+    if (lane.is_process) sheet_->Rectangle(kLeft, bar, kRight - kLeft, kBar, "lane");
     sheet_->Text(kLeft - 8, bar + kBar / 2 + 4, "t", "end",
                  FittingText(lane.process, (kLeft - 22.0) * 0.85));
     for (const auto& stay : lane.stays) DrawStay(lane, stay, bar);

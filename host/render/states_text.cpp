@@ -95,7 +95,7 @@ class Text {
         if (wanted) out_ += wanted;
         colour = wanted;
       }
-      out_ += look ? look->letter : type == -1 ? '.' : '?';
+      out_ += look ? look->letter : type != -1 ? '?' : lane.is_process ? '.' : ' ';
     }
     if (colour) out_ += "\x1b[0m";
     out_ += "\n";

@@ -375,6 +375,7 @@ TEST(StatesView, TotalsAreOfTheTimeThatIsKnown) {
   StatesView view;
   view.end = 36'000;
   view.lanes = {{"Press",
+                 true,
                  {{3600, 7200, 2000, "Production"},
                   {7200, 10'800, 3000, "Break"},
                   {10'800, 18'000, 2000, "Production"}},
@@ -393,7 +394,8 @@ TEST(StatesView, TheTextHasALetterForEachStretchOfTime) {
   StatesView view;
   view.title = "states";
   view.end = 8 * 3600;
-  view.lanes = {{"A", {{2 * 3600, 4 * 3600, 2000, "x"}, {4 * 3600, 8 * 3600, 9999, "y"}}, {}, {}}};
+  view.lanes = {
+      {"A", true, {{2 * 3600, 4 * 3600, 2000, "x"}, {4 * 3600, 8 * 3600, 9999, "y"}}, {}, {}}};
   const std::string text = RenderStatesText(view, {60, false});
   const auto line = text.substr(text.find("A  "));
   const std::string letters = line.substr(line.find('.'), line.find('\n') - line.find('.'));
