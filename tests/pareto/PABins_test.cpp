@@ -19,7 +19,6 @@ namespace {
 
 using fake::FailureOf;
 using fake::NumberOf;
-using pareto_test::BinOf;
 using pareto_test::Loaded;
 
 static_assert(!std::is_default_constructible_v<PABins> && !std::is_copy_constructible_v<PABins> &&
