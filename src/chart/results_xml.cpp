@@ -87,6 +87,7 @@ struct Table<Spec> {
   static constexpr Column<Spec> kColumns[] = {
       {"F_PART", &Spec::F_PART},
       {"F_TEST", &Spec::F_TEST_},
+      // Deliberate: the one column that is not 0 when it is missing; pictures show four decimals.
       {"F_SCAL", &Spec::F_SCAL, 4},
       {"F_USL", &Spec::F_USL},
       {"F_TAR", &Spec::F_TAR},
@@ -95,8 +96,8 @@ struct Table<Spec> {
       {"F_LGB", &Spec::F_LGB},
       {"F_URL", &Spec::F_URL},
       {"F_LRL", &Spec::F_LRL},
-      {"F_URL", &Spec::F_URL},  // Deliberate: set and read a second
-                                // time; it keeps its place.
+      // Deliberate: set and read a second time; it keeps its place.
+      {"F_URL", &Spec::F_URL},
       {"F_UWP", &Spec::F_UWP},
       {"F_LWP", &Spec::F_LWP},
       {"F_USG", &Spec::F_USG},
@@ -193,6 +194,7 @@ XmlNode CreateGraphXMLNode(XmlDocument& Document, const API_CCResults& record, s
         record.AlarmMask.IsDimensioned() ? record.AlarmMask[index] : std::int32_t{0});
     XMLSupport::SetXMLAttribute(element, "AverageSize", graph.AverageSize);
     if (record.Totals.SubgroupCount == 0) return element;
+    // Deliberate: the arrays of a graph that a host has read moved out and are written empty.
     for (const GraphArray& array : kGraphArrays)
       std::visit(
           [&](const auto field) {
@@ -266,6 +268,7 @@ void SetGraphXMLNode(const XmlNode& Node, API_CCResults& record) {
 
 void SetGraphDataXMLNode(const XmlNode& Node, API_CCResults& record) {
   Traced("CCResults.SetGraphDataXMLNode", [&] {
+    // Deliberate: the counts of the element stand above those of the rows, also when missing.
     record.Totals.SubgroupCount = XMLSupport::ReadInt32(Node, "SubgroupCount", 0);
     record.Totals.TestCount = XMLSupport::ReadInt32(Node, "TestCount", 0);
     XMLSupport::ForEachChild(Node, "Graph",

@@ -251,6 +251,12 @@ TEST(CCResultsXml, ADefOppHasItsThreeAttributes) {
                       R"(<DefOpp F_PART="5" F_TEST="6" F_OPPS="700"/></DefectOpportunities>)"),
             std::string::npos)
       << text;
+
+  CCResults read;
+  read.SetXML(text);
+  EXPECT_NE(read.GetXML().find("<DefectOpportunities/>"), std::string::npos)
+      << "the rows do not come back";
+  EXPECT_FALSE(read.DefOpp()->MoveFirst());
 }
 
 TEST(CCResultsXml, OfTheGroupsOnlyTheIdentifiersAreWritten) {
@@ -262,7 +268,7 @@ TEST(CCResultsXml, OfTheGroupsOnlyTheIdentifiersAreWritten) {
   EXPECT_EQ(results->TotalGroups(), 1) << "the object itself still has them";
 }
 
-TEST(CCResultsXml, WritingBuildsSubgroupDataAndASecondWritingIsTheSame) {
+TEST(CCResultsXml, ASecondWritingIsTheSame) {
   WholeChart run;
   const auto results = run.Results();
   const std::string text = results->GetXML();
@@ -523,6 +529,7 @@ TEST(CCResultsXml, TheFirstThreeElementsMayBeMissingAndTheirObjectsAreThenNone) 
   EXPECT_EQ(results->Processing(), nullptr);
   EXPECT_EQ(results->DataSelect(), nullptr);
   EXPECT_EQ(results->TotalSubgroups(), 0);
+  EXPECT_EQ(results->SPEstimate(), 1.0 / 3.0) << "a bare Statistics leaves the estimates";
 }
 
 TEST(CCResultsXml, ADocumentWithoutDataSelectLoads) {

@@ -159,21 +159,17 @@ TEST(AttributeRoad, TheSecondAndThirdGraphGoIntoTheWord) {
   EXPECT_EQ(road.library().arguments, Calls{Call(0xE42, 0, 0.0, 1.0, 10.0)});
 }
 
-TEST(AttributeRoad, AQLAndRiskArriveWhateverEconomicSaysAndWhateverForbidsIt) {
+TEST(AttributeRoad, AQLAndRiskArriveWhateverEconomicSays) {
   for (const bool economic : {false, true}) {
-    // Economic is taken away under a short run, the two values are not.
-    for (const auto type : {ccTraditional, ccTarget, ccShortrun}) {
-      Road road;
-      road.processing->Economic(economic);
-      road.processing->ProcessingType(type);
-      road.processing->AQLValue(0.065);
-      road.processing->AQLProducerRisk(5.5);
-      const auto results = road.Analyze(ccGraph1P);
-      EXPECT_EQ(road.library().arguments, Calls{Call(0xD00, 0, 0.0, 0.065, 5.5)})
-          << economic << ' ' << type;
-      EXPECT_EQ(results->Processing()->AQLValue(), 0.065) << "the library got a copy";
-      EXPECT_EQ(results->Processing()->AQLProducerRisk(), 5.5) << "the library got a copy";
-    }
+    // Economic is taken away from every attribute chart, the two values are not.
+    Road road;
+    road.processing->Economic(economic);
+    road.processing->AQLValue(0.065);
+    road.processing->AQLProducerRisk(5.5);
+    const auto results = road.Analyze(ccGraph1P);
+    EXPECT_EQ(road.library().arguments, Calls{Call(0xD00, 0, 0.0, 0.065, 5.5)}) << economic;
+    EXPECT_EQ(results->Processing()->AQLValue(), 0.065) << "the library got a copy";
+    EXPECT_EQ(results->Processing()->AQLProducerRisk(), 5.5) << "the library got a copy";
   }
 }
 
