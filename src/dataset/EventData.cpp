@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "dataset/event_name.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
@@ -62,7 +61,7 @@ EventTypes EventData::EventType() const {
 
 std::string EventData::Name() {
   return Traced("EventData.Name(g)", [&] {
-    return Count() == 0 ? std::string() : TrimName(rows_[cursor_.Position()].F_NAME);
+    return Count() == 0 ? std::string() : TrimFixedField(rows_[cursor_.Position()].F_NAME);
   });
 }
 

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "dataset/EventData.h"
-#include "dataset/event_name.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
 
@@ -32,7 +32,7 @@ void ReadRow(const platform::XmlNode& element, API_EventData& row) {
     if (member != nullptr) {
       row.*member = XMLSupport::ReadInt32(element, name, row.*member);
     } else {
-      const std::string missing = TrimName(row.F_NAME);
+      const std::string missing = TrimFixedField(row.F_NAME);
       platform::StoreFixedText(row.F_NAME, XMLSupport::ReadText(element, name, missing));
     }
   }
@@ -48,7 +48,7 @@ platform::XmlNode EventData::CreateXMLEvent(platform::XmlDocument& document, std
       if (member != nullptr) {
         XMLSupport::SetXMLAttribute(element, name, row.*member);
       } else {
-        XMLSupport::SetXMLAttribute(element, name, std::string_view(TrimName(row.F_NAME)));
+        XMLSupport::SetXMLAttribute(element, name, std::string_view(TrimFixedField(row.F_NAME)));
       }
     }
     return element;
