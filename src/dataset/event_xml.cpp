@@ -6,6 +6,7 @@
 #include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "platform/FixedText.h"
 
 namespace orvspc {
 namespace {
