@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -84,10 +85,8 @@ struct Capability {
   }
   JohnsonOutput FitOutput() { return {x, y, bins, summary, pps, chi_square, limits, results}; }
   bool HasNote(std::string_view code) const {
-    for (const auto& note : notes) {
-      if (note.code == code) return true;
-    }
-    return false;
+    return std::any_of(notes.begin(), notes.end(),
+                       [&](const Note& note) { return note.code == code; });
   }
 };
 
