@@ -162,6 +162,590 @@ Circuit board,Assembly,Nonconformities,0.1984615385,2024-03-04T06:00:00,2024-03-
       {"circuit-opportunities.csv", R"csv(part,test,opportunities
 Circuit board,Nonconformities,250
 )csv"},
+      {"filling-events.csv", R"csv(type,time,end,name,process,part,test,employee,acc,acc-time,cac,cac-time,open
+downtime,2024-04-08T12:40:00,2024-04-08T13:08:00,Valve leaks,Filler 2,Spring water,,Tran,Seal worn,2024-04-08T12:43:00,Seal replaced,2024-04-08T13:07:00,
+downtime,2024-04-08T16:20:00,2024-04-08T16:55:00,Bottle jam,Filler 1,Spring water,,Moreau,Bottle out of place,2024-04-08T16:23:00,Bottle removed,2024-04-08T16:54:00,
+sampling-violation,2024-04-08T21:48:00,,Samples missed,Filler 2,Spring water,Fill volume,Haas,Laboratory busy,2024-04-08T22:23:00,,,
+subgroup-alarm,2024-04-09T09:10:00,,Volume too low,Filler 2,Spring water,Fill volume,Moreau,Seal worn,2024-04-09T09:30:00,Seal replaced,2024-04-09T10:45:00,
+downtime,2024-04-09T09:15:00,2024-04-09T10:50:00,Valve leaks,Filler 2,Spring water,,Moreau,Seal worn,2024-04-09T09:19:00,Seal replaced,2024-04-09T10:49:00,
+downtime,2024-04-09T13:20:00,2024-04-09T13:44:00,No caps,Capper,Spring water,,Weiss,Hopper empty,2024-04-09T13:26:00,Hopper filled,2024-04-09T13:43:00,
+downtime,2024-04-09T20:30:00,2024-04-09T20:47:00,Valve leaks,Filler 2,Spring water,,Haas,Seal worn,2024-04-09T20:32:00,Seal replaced,2024-04-09T20:46:00,
+sampling-violation,2024-04-09T22:00:00,,Samples missed,Capper,Spring water,Cap torque,Haas,Laboratory busy,2024-04-09T22:35:00,,,
+downtime,2024-04-10T03:10:00,2024-04-10T03:32:00,Bottle jam,Filler 1,Spring water,,Haas,Bottle out of place,2024-04-10T03:16:00,Bottle removed,2024-04-10T03:31:00,
+sampling-violation,2024-04-10T09:10:00,,Samples missed,Filler 2,Spring water,Fill volume,Haas,Laboratory busy,2024-04-10T09:45:00,,,
+downtime,2024-04-10T17:05:00,2024-04-10T17:38:00,Valve leaks,Filler 2,Spring water,,Weiss,Seal worn,2024-04-10T17:11:00,Seal replaced,2024-04-10T17:37:00,
+downtime,2024-04-10T23:45:00,2024-04-11T00:40:00,No caps,Capper,Spring water,,Haas,Hopper empty,2024-04-10T23:49:00,Hopper filled,2024-04-11T00:39:00,
+downtime,2024-04-11T02:50:00,2024-04-11T03:38:00,Valve leaks,Filler 2,Spring water,,Haas,Seal worn,2024-04-11T02:52:00,Seal replaced,2024-04-11T03:37:00,
+sampling-violation,2024-04-11T05:17:00,,Samples missed,Filler 1,Spring water,Fill volume,Haas,Laboratory busy,2024-04-11T05:52:00,,,
+general,2024-04-11T09:00:00,2024-04-11T10:00:00,Calibration of the scale,,,,Weiss,,,,,
+downtime,2024-04-11T18:42:00,2024-04-11T19:53:00,Bottle jam,Filler 1,Spring water,,Weiss,Bottle out of place,2024-04-11T18:46:00,Bottle removed,2024-04-11T19:52:00,
+downtime,2024-04-12T01:30:00,2024-04-12T01:49:00,No caps,Capper,Spring water,,Weiss,Hopper empty,2024-04-12T01:34:00,Hopper filled,2024-04-12T01:48:00,
+sampling-violation,2024-04-12T06:00:00,,Samples missed,Capper,Spring water,Cap torque,Haas,,,,,acc cac
+sampling-violation,2024-04-12T06:00:00,,Samples missed,Filler 2,Spring water,Fill volume,Haas,,,,,acc cac
+downtime,2024-04-12T08:25:00,2024-04-12T08:51:00,Valve leaks,Filler 2,Spring water,,Weiss,Seal worn,2024-04-12T08:31:00,Seal replaced,2024-04-12T08:50:00,
+downtime,2024-04-12T11:05:00,2024-04-12T11:23:00,Bottle jam,Filler 1,Spring water,,Tran,Bottle out of place,2024-04-12T11:11:00,Bottle removed,2024-04-12T11:22:00,
+sampling-violation,2024-04-12T14:00:00,,Samples missed,Capper,Spring water,Cap torque,Haas,,,,,acc cac
+downtime,2024-04-12T21:10:00,2024-04-12T23:30:00,Valve leaks,Filler 2,Spring water,,Haas,Seal worn,2024-04-12T21:15:00,,,cac
+)csv"},
+      {"filling-limits.csv", R"csv(part,test,usl,target,lsl
+Spring water,Fill volume,506,503,500
+Spring water,Cap torque,2.2,1.85,1.5
+)csv"},
+      {"filling-requirements.csv", R"csv(process,test,kind,n,minutes,grace,name
+Filler 1,Fill volume,interval,1,120,20,Volume of filler 1 every 2 hours
+Filler 2,Fill volume,interval,1,120,20,Volume of filler 2 every 2 hours
+Capper,Cap torque,shift,4,,,Torque 4 times a shift
+)csv"},
+      {"filling-state-codes.csv", R"csv(code,name,type
+Running,In production,run
+Set-up,Flushing and setting up,start
+Break,Break of the crew,pause
+Fault,Stopped by a fault,unscheduled-down
+Cleaning,Cleaning in place,scheduled-down
+Closed,Week end,end
+)csv"},
+      {"filling-states.csv", R"csv(process,time,state
+Capper,2024-04-08T06:00:00,Set-up
+Filler 1,2024-04-08T06:00:00,Set-up
+Filler 2,2024-04-08T06:00:00,Set-up
+Filler 1,2024-04-08T06:25:00,Running
+Filler 2,2024-04-08T06:25:00,Running
+Capper,2024-04-08T06:40:00,Running
+Capper,2024-04-08T10:00:00,Break
+Filler 1,2024-04-08T10:00:00,Break
+Filler 2,2024-04-08T10:00:00,Break
+Capper,2024-04-08T10:30:00,Running
+Filler 1,2024-04-08T10:30:00,Running
+Filler 2,2024-04-08T10:30:00,Running
+Filler 2,2024-04-08T12:40:00,Fault
+Filler 2,2024-04-08T13:08:00,Running
+Filler 1,2024-04-08T16:20:00,Fault
+Filler 1,2024-04-08T16:55:00,Running
+Capper,2024-04-08T18:00:00,Break
+Filler 1,2024-04-08T18:00:00,Break
+Filler 2,2024-04-08T18:00:00,Break
+Capper,2024-04-08T18:30:00,Running
+Filler 1,2024-04-08T18:30:00,Running
+Filler 2,2024-04-08T18:30:00,Running
+Capper,2024-04-09T02:00:00,Break
+Filler 1,2024-04-09T02:00:00,Break
+Filler 2,2024-04-09T02:00:00,Break
+Capper,2024-04-09T02:30:00,Running
+Filler 1,2024-04-09T02:30:00,Running
+Filler 2,2024-04-09T02:30:00,Running
+Filler 2,2024-04-09T09:15:00,Fault
+Capper,2024-04-09T10:00:00,Break
+Filler 1,2024-04-09T10:00:00,Break
+Capper,2024-04-09T10:30:00,Running
+Filler 1,2024-04-09T10:30:00,Running
+Filler 2,2024-04-09T10:50:00,Running
+Capper,2024-04-09T13:20:00,Fault
+Capper,2024-04-09T13:44:00,Running
+Capper,2024-04-09T18:00:00,Break
+Filler 1,2024-04-09T18:00:00,Break
+Filler 2,2024-04-09T18:00:00,Break
+Capper,2024-04-09T18:30:00,Running
+Filler 1,2024-04-09T18:30:00,Running
+Filler 2,2024-04-09T18:30:00,Running
+Filler 2,2024-04-09T20:30:00,Fault
+Filler 2,2024-04-09T20:47:00,Running
+Capper,2024-04-10T02:00:00,Break
+Filler 1,2024-04-10T02:00:00,Break
+Filler 2,2024-04-10T02:00:00,Break
+Capper,2024-04-10T02:30:00,Running
+Filler 1,2024-04-10T02:30:00,Running
+Filler 2,2024-04-10T02:30:00,Running
+Filler 1,2024-04-10T03:10:00,Fault
+Filler 1,2024-04-10T03:32:00,Running
+Capper,2024-04-10T10:00:00,Break
+Filler 1,2024-04-10T10:00:00,Break
+Filler 2,2024-04-10T10:00:00,Break
+Capper,2024-04-10T10:30:00,Running
+Filler 1,2024-04-10T10:30:00,Running
+Filler 2,2024-04-10T10:30:00,Running
+Capper,2024-04-10T10:45:00,Cleaning
+Filler 1,2024-04-10T10:45:00,Cleaning
+Filler 2,2024-04-10T10:45:00,Cleaning
+Capper,2024-04-10T12:15:00,Running
+Filler 1,2024-04-10T12:15:00,Running
+Filler 2,2024-04-10T12:15:00,Running
+Filler 2,2024-04-10T17:05:00,Fault
+Filler 2,2024-04-10T17:38:00,Running
+Capper,2024-04-10T18:00:00,Break
+Filler 1,2024-04-10T18:00:00,Break
+Filler 2,2024-04-10T18:00:00,Break
+Capper,2024-04-10T18:30:00,Running
+Filler 1,2024-04-10T18:30:00,Running
+Filler 2,2024-04-10T18:30:00,Running
+Capper,2024-04-10T23:45:00,Fault
+Capper,2024-04-11T00:40:00,Running
+Capper,2024-04-11T02:00:00,Break
+Filler 1,2024-04-11T02:00:00,Break
+Filler 2,2024-04-11T02:00:00,Break
+Capper,2024-04-11T02:30:00,Running
+Filler 1,2024-04-11T02:30:00,Running
+Filler 2,2024-04-11T02:30:00,Running
+Filler 2,2024-04-11T02:50:00,Fault
+Filler 2,2024-04-11T03:38:00,Running
+Capper,2024-04-11T10:00:00,Break
+Filler 1,2024-04-11T10:00:00,Break
+Filler 2,2024-04-11T10:00:00,Break
+Capper,2024-04-11T10:30:00,Running
+Filler 1,2024-04-11T10:30:00,Running
+Filler 2,2024-04-11T10:30:00,Running
+Capper,2024-04-11T18:00:00,Break
+Filler 1,2024-04-11T18:00:00,Break
+Filler 2,2024-04-11T18:00:00,Break
+Capper,2024-04-11T18:30:00,Running
+Filler 1,2024-04-11T18:30:00,Running
+Filler 2,2024-04-11T18:30:00,Running
+Filler 1,2024-04-11T18:42:00,Fault
+Filler 1,2024-04-11T19:53:00,Running
+Capper,2024-04-12T01:30:00,Fault
+Capper,2024-04-12T01:49:00,Running
+Capper,2024-04-12T02:00:00,Break
+Filler 1,2024-04-12T02:00:00,Break
+Filler 2,2024-04-12T02:00:00,Break
+Capper,2024-04-12T02:30:00,Running
+Filler 1,2024-04-12T02:30:00,Running
+Filler 2,2024-04-12T02:30:00,Running
+Filler 2,2024-04-12T08:25:00,Fault
+Filler 2,2024-04-12T08:51:00,Running
+Capper,2024-04-12T10:00:00,Break
+Filler 1,2024-04-12T10:00:00,Break
+Filler 2,2024-04-12T10:00:00,Break
+Capper,2024-04-12T10:30:00,Running
+Filler 1,2024-04-12T10:30:00,Running
+Filler 2,2024-04-12T10:30:00,Running
+Filler 1,2024-04-12T11:05:00,Fault
+Filler 1,2024-04-12T11:23:00,Running
+Capper,2024-04-12T18:00:00,Break
+Filler 1,2024-04-12T18:00:00,Break
+Filler 2,2024-04-12T18:00:00,Break
+Capper,2024-04-12T18:30:00,Running
+Filler 1,2024-04-12T18:30:00,Running
+Filler 2,2024-04-12T18:30:00,Running
+Filler 2,2024-04-12T21:10:00,Fault
+Filler 2,2024-04-12T23:30:00,Running
+Capper,2024-04-13T02:00:00,Break
+Filler 1,2024-04-13T02:00:00,Break
+Filler 2,2024-04-13T02:00:00,Break
+Capper,2024-04-13T02:30:00,Running
+Filler 1,2024-04-13T02:30:00,Running
+Filler 2,2024-04-13T02:30:00,Running
+Capper,2024-04-13T06:00:00,Closed
+Filler 1,2024-04-13T06:00:00,Closed
+Filler 2,2024-04-13T06:00:00,Closed
+)csv"},
+      {"filling.csv", R"csv(part,process,test,subgroup,time,value
+Spring water,Capper,Cap torque,1,2024-04-08T06:50:00,1.96
+Spring water,Capper,Cap torque,1,2024-04-08T06:50:00,2.07
+Spring water,Filler 2,Fill volume,1,2024-04-08T07:23:00,502.30
+Spring water,Filler 2,Fill volume,1,2024-04-08T07:23:00,502.36
+Spring water,Filler 2,Fill volume,1,2024-04-08T07:23:00,503.25
+Spring water,Filler 1,Fill volume,1,2024-04-08T07:27:00,504.17
+Spring water,Filler 1,Fill volume,1,2024-04-08T07:27:00,502.82
+Spring water,Filler 1,Fill volume,1,2024-04-08T07:27:00,502.33
+Spring water,Capper,Cap torque,2,2024-04-08T08:27:00,1.76
+Spring water,Capper,Cap torque,2,2024-04-08T08:27:00,1.91
+Spring water,Filler 1,Fill volume,2,2024-04-08T09:19:00,502.45
+Spring water,Filler 1,Fill volume,2,2024-04-08T09:19:00,503.52
+Spring water,Filler 1,Fill volume,2,2024-04-08T09:19:00,502.93
+Spring water,Filler 2,Fill volume,2,2024-04-08T09:31:00,502.82
+Spring water,Filler 2,Fill volume,2,2024-04-08T09:31:00,503.11
+Spring water,Filler 2,Fill volume,2,2024-04-08T09:31:00,501.88
+Spring water,Capper,Cap torque,3,2024-04-08T10:35:00,1.85
+Spring water,Capper,Cap torque,3,2024-04-08T10:35:00,1.87
+Spring water,Filler 1,Fill volume,3,2024-04-08T11:44:00,502.14
+Spring water,Filler 1,Fill volume,3,2024-04-08T11:44:00,503.61
+Spring water,Filler 1,Fill volume,3,2024-04-08T11:44:00,502.84
+Spring water,Filler 2,Fill volume,3,2024-04-08T12:00:00,502.66
+Spring water,Filler 2,Fill volume,3,2024-04-08T12:00:00,503.46
+Spring water,Filler 2,Fill volume,3,2024-04-08T12:00:00,502.26
+Spring water,Capper,Cap torque,4,2024-04-08T12:20:00,1.78
+Spring water,Capper,Cap torque,4,2024-04-08T12:20:00,1.78
+Spring water,Filler 1,Fill volume,4,2024-04-08T13:01:00,503.02
+Spring water,Filler 1,Fill volume,4,2024-04-08T13:01:00,503.40
+Spring water,Filler 1,Fill volume,4,2024-04-08T13:01:00,504.25
+Spring water,Filler 2,Fill volume,4,2024-04-08T15:07:00,502.77
+Spring water,Filler 2,Fill volume,4,2024-04-08T15:07:00,503.50
+Spring water,Filler 2,Fill volume,4,2024-04-08T15:07:00,502.55
+Spring water,Capper,Cap torque,5,2024-04-08T15:10:00,1.89
+Spring water,Capper,Cap torque,5,2024-04-08T15:10:00,1.94
+Spring water,Filler 1,Fill volume,5,2024-04-08T15:39:00,503.25
+Spring water,Filler 1,Fill volume,5,2024-04-08T15:39:00,503.60
+Spring water,Filler 1,Fill volume,5,2024-04-08T15:39:00,503.15
+Spring water,Filler 2,Fill volume,5,2024-04-08T16:16:00,501.01
+Spring water,Filler 2,Fill volume,5,2024-04-08T16:16:00,502.66
+Spring water,Filler 2,Fill volume,5,2024-04-08T16:16:00,503.79
+Spring water,Capper,Cap torque,6,2024-04-08T16:34:00,1.84
+Spring water,Capper,Cap torque,6,2024-04-08T16:34:00,2.06
+Spring water,Filler 2,Fill volume,6,2024-04-08T17:55:00,502.63
+Spring water,Filler 2,Fill volume,6,2024-04-08T17:55:00,502.67
+Spring water,Filler 2,Fill volume,6,2024-04-08T17:55:00,502.42
+Spring water,Capper,Cap torque,7,2024-04-08T18:32:00,1.77
+Spring water,Capper,Cap torque,7,2024-04-08T18:32:00,1.91
+Spring water,Filler 1,Fill volume,6,2024-04-08T18:52:00,503.60
+Spring water,Filler 1,Fill volume,6,2024-04-08T18:52:00,503.27
+Spring water,Filler 1,Fill volume,6,2024-04-08T18:52:00,503.52
+Spring water,Capper,Cap torque,8,2024-04-08T20:23:00,1.71
+Spring water,Capper,Cap torque,8,2024-04-08T20:23:00,1.79
+Spring water,Filler 1,Fill volume,7,2024-04-08T20:56:00,502.77
+Spring water,Filler 1,Fill volume,7,2024-04-08T20:56:00,502.21
+Spring water,Filler 1,Fill volume,7,2024-04-08T20:56:00,503.21
+Spring water,Filler 2,Fill volume,7,2024-04-08T22:07:00,502.78
+Spring water,Filler 2,Fill volume,7,2024-04-08T22:07:00,502.87
+Spring water,Filler 2,Fill volume,7,2024-04-08T22:07:00,502.56
+Spring water,Filler 1,Fill volume,8,2024-04-08T22:17:00,503.49
+Spring water,Filler 1,Fill volume,8,2024-04-08T22:17:00,503.05
+Spring water,Filler 1,Fill volume,8,2024-04-08T22:17:00,503.21
+Spring water,Capper,Cap torque,9,2024-04-08T23:03:00,1.77
+Spring water,Capper,Cap torque,9,2024-04-08T23:03:00,1.82
+Spring water,Filler 2,Fill volume,8,2024-04-09T00:03:00,502.23
+Spring water,Filler 2,Fill volume,8,2024-04-09T00:03:00,502.76
+Spring water,Filler 2,Fill volume,8,2024-04-09T00:03:00,501.88
+Spring water,Filler 1,Fill volume,9,2024-04-09T00:42:00,501.74
+Spring water,Filler 1,Fill volume,9,2024-04-09T00:42:00,502.51
+Spring water,Filler 1,Fill volume,9,2024-04-09T00:42:00,503.17
+Spring water,Capper,Cap torque,10,2024-04-09T00:54:00,1.93
+Spring water,Capper,Cap torque,10,2024-04-09T00:54:00,1.90
+Spring water,Capper,Cap torque,11,2024-04-09T02:32:00,1.69
+Spring water,Capper,Cap torque,11,2024-04-09T02:32:00,1.82
+Spring water,Filler 2,Fill volume,9,2024-04-09T03:04:00,502.48
+Spring water,Filler 2,Fill volume,9,2024-04-09T03:04:00,502.59
+Spring water,Filler 2,Fill volume,9,2024-04-09T03:04:00,502.38
+Spring water,Capper,Cap torque,12,2024-04-09T04:05:00,1.77
+Spring water,Capper,Cap torque,12,2024-04-09T04:05:00,2.04
+Spring water,Filler 1,Fill volume,10,2024-04-09T04:09:00,503.65
+Spring water,Filler 1,Fill volume,10,2024-04-09T04:09:00,502.87
+Spring water,Filler 1,Fill volume,10,2024-04-09T04:09:00,502.57
+Spring water,Filler 2,Fill volume,10,2024-04-09T05:18:00,501.09
+Spring water,Filler 2,Fill volume,10,2024-04-09T05:18:00,501.65
+Spring water,Filler 2,Fill volume,10,2024-04-09T05:18:00,502.46
+Spring water,Filler 1,Fill volume,11,2024-04-09T05:43:00,501.94
+Spring water,Filler 1,Fill volume,11,2024-04-09T05:43:00,502.52
+Spring water,Filler 1,Fill volume,11,2024-04-09T05:43:00,502.81
+Spring water,Filler 1,Fill volume,12,2024-04-09T06:37:00,503.74
+Spring water,Filler 1,Fill volume,12,2024-04-09T06:37:00,503.41
+Spring water,Filler 1,Fill volume,12,2024-04-09T06:37:00,503.60
+Spring water,Capper,Cap torque,13,2024-04-09T06:59:00,1.88
+Spring water,Capper,Cap torque,13,2024-04-09T06:59:00,1.73
+Spring water,Filler 2,Fill volume,11,2024-04-09T07:15:00,502.04
+Spring water,Filler 2,Fill volume,11,2024-04-09T07:15:00,500.69
+Spring water,Filler 2,Fill volume,11,2024-04-09T07:15:00,501.80
+Spring water,Capper,Cap torque,14,2024-04-09T08:55:00,1.94
+Spring water,Capper,Cap torque,14,2024-04-09T08:55:00,1.69
+Spring water,Filler 2,Fill volume,12,2024-04-09T08:58:00,502.69
+Spring water,Filler 2,Fill volume,12,2024-04-09T08:58:00,501.26
+Spring water,Filler 2,Fill volume,12,2024-04-09T08:58:00,501.77
+Spring water,Filler 1,Fill volume,13,2024-04-09T09:06:00,502.71
+Spring water,Filler 1,Fill volume,13,2024-04-09T09:06:00,502.61
+Spring water,Filler 1,Fill volume,13,2024-04-09T09:06:00,502.16
+Spring water,Capper,Cap torque,15,2024-04-09T10:33:00,1.98
+Spring water,Capper,Cap torque,15,2024-04-09T10:33:00,1.96
+Spring water,Filler 1,Fill volume,14,2024-04-09T11:35:00,503.00
+Spring water,Filler 1,Fill volume,14,2024-04-09T11:35:00,502.50
+Spring water,Filler 1,Fill volume,14,2024-04-09T11:35:00,503.48
+Spring water,Capper,Cap torque,16,2024-04-09T12:06:00,1.92
+Spring water,Capper,Cap torque,16,2024-04-09T12:06:00,1.91
+Spring water,Filler 2,Fill volume,13,2024-04-09T12:51:00,502.74
+Spring water,Filler 2,Fill volume,13,2024-04-09T12:51:00,503.59
+Spring water,Filler 2,Fill volume,13,2024-04-09T12:51:00,502.28
+Spring water,Filler 1,Fill volume,15,2024-04-09T13:58:00,501.56
+Spring water,Filler 1,Fill volume,15,2024-04-09T13:58:00,502.99
+Spring water,Filler 1,Fill volume,15,2024-04-09T13:58:00,502.59
+Spring water,Capper,Cap torque,17,2024-04-09T14:44:00,1.86
+Spring water,Capper,Cap torque,17,2024-04-09T14:44:00,1.88
+Spring water,Filler 1,Fill volume,16,2024-04-09T15:23:00,502.28
+Spring water,Filler 1,Fill volume,16,2024-04-09T15:23:00,503.23
+Spring water,Filler 1,Fill volume,16,2024-04-09T15:23:00,503.68
+Spring water,Filler 2,Fill volume,14,2024-04-09T15:45:00,502.54
+Spring water,Filler 2,Fill volume,14,2024-04-09T15:45:00,503.62
+Spring water,Filler 2,Fill volume,14,2024-04-09T15:45:00,502.67
+Spring water,Filler 2,Fill volume,15,2024-04-09T16:30:00,503.07
+Spring water,Filler 2,Fill volume,15,2024-04-09T16:30:00,501.37
+Spring water,Filler 2,Fill volume,15,2024-04-09T16:30:00,502.48
+Spring water,Capper,Cap torque,18,2024-04-09T16:42:00,1.81
+Spring water,Capper,Cap torque,18,2024-04-09T16:42:00,1.90
+Spring water,Filler 1,Fill volume,17,2024-04-09T17:18:00,502.91
+Spring water,Filler 1,Fill volume,17,2024-04-09T17:18:00,501.95
+Spring water,Filler 1,Fill volume,17,2024-04-09T17:18:00,503.85
+Spring water,Capper,Cap torque,19,2024-04-09T18:37:00,1.84
+Spring water,Capper,Cap torque,19,2024-04-09T18:37:00,1.78
+Spring water,Filler 2,Fill volume,16,2024-04-09T18:59:00,501.36
+Spring water,Filler 2,Fill volume,16,2024-04-09T18:59:00,502.28
+Spring water,Filler 2,Fill volume,16,2024-04-09T18:59:00,502.54
+Spring water,Filler 1,Fill volume,18,2024-04-09T20:09:00,502.45
+Spring water,Filler 1,Fill volume,18,2024-04-09T20:09:00,503.71
+Spring water,Filler 1,Fill volume,18,2024-04-09T20:09:00,502.50
+Spring water,Filler 2,Fill volume,17,2024-04-09T21:54:00,502.34
+Spring water,Filler 2,Fill volume,17,2024-04-09T21:54:00,502.00
+Spring water,Filler 2,Fill volume,17,2024-04-09T21:54:00,501.64
+Spring water,Filler 1,Fill volume,19,2024-04-09T22:04:00,502.13
+Spring water,Filler 1,Fill volume,19,2024-04-09T22:04:00,503.33
+Spring water,Filler 1,Fill volume,19,2024-04-09T22:04:00,503.43
+Spring water,Filler 2,Fill volume,18,2024-04-09T22:50:00,503.36
+Spring water,Filler 2,Fill volume,18,2024-04-09T22:50:00,502.33
+Spring water,Filler 2,Fill volume,18,2024-04-09T22:50:00,502.85
+Spring water,Capper,Cap torque,20,2024-04-09T23:06:00,1.88
+Spring water,Capper,Cap torque,20,2024-04-09T23:06:00,1.84
+Spring water,Filler 1,Fill volume,20,2024-04-10T00:31:00,502.51
+Spring water,Filler 1,Fill volume,20,2024-04-10T00:31:00,503.44
+Spring water,Filler 1,Fill volume,20,2024-04-10T00:31:00,502.64
+Spring water,Capper,Cap torque,21,2024-04-10T00:51:00,1.81
+Spring water,Capper,Cap torque,21,2024-04-10T00:51:00,1.73
+Spring water,Filler 2,Fill volume,19,2024-04-10T01:11:00,501.90
+Spring water,Filler 2,Fill volume,19,2024-04-10T01:11:00,502.57
+Spring water,Filler 2,Fill volume,19,2024-04-10T01:11:00,501.99
+Spring water,Capper,Cap torque,22,2024-04-10T02:38:00,1.96
+Spring water,Capper,Cap torque,22,2024-04-10T02:38:00,1.92
+Spring water,Filler 2,Fill volume,20,2024-04-10T03:44:00,501.79
+Spring water,Filler 2,Fill volume,20,2024-04-10T03:44:00,502.63
+Spring water,Filler 2,Fill volume,20,2024-04-10T03:44:00,502.17
+Spring water,Filler 1,Fill volume,21,2024-04-10T04:01:00,502.72
+Spring water,Filler 1,Fill volume,21,2024-04-10T04:01:00,502.76
+Spring water,Filler 1,Fill volume,21,2024-04-10T04:01:00,502.58
+Spring water,Capper,Cap torque,23,2024-04-10T04:07:00,1.89
+Spring water,Capper,Cap torque,23,2024-04-10T04:07:00,1.76
+Spring water,Filler 1,Fill volume,22,2024-04-10T04:41:00,504.25
+Spring water,Filler 1,Fill volume,22,2024-04-10T04:41:00,502.21
+Spring water,Filler 1,Fill volume,22,2024-04-10T04:41:00,503.18
+Spring water,Filler 2,Fill volume,21,2024-04-10T06:07:00,502.00
+Spring water,Filler 2,Fill volume,21,2024-04-10T06:07:00,501.74
+Spring water,Filler 2,Fill volume,21,2024-04-10T06:07:00,503.23
+Spring water,Filler 1,Fill volume,23,2024-04-10T07:06:00,503.43
+Spring water,Filler 1,Fill volume,23,2024-04-10T07:06:00,503.02
+Spring water,Filler 1,Fill volume,23,2024-04-10T07:06:00,504.07
+Spring water,Capper,Cap torque,24,2024-04-10T07:09:00,1.84
+Spring water,Capper,Cap torque,24,2024-04-10T07:09:00,1.82
+Spring water,Capper,Cap torque,25,2024-04-10T08:41:00,1.73
+Spring water,Capper,Cap torque,25,2024-04-10T08:41:00,1.80
+Spring water,Filler 1,Fill volume,24,2024-04-10T08:59:00,503.08
+Spring water,Filler 1,Fill volume,24,2024-04-10T08:59:00,502.30
+Spring water,Filler 1,Fill volume,24,2024-04-10T08:59:00,502.73
+Spring water,Filler 2,Fill volume,22,2024-04-10T09:22:00,503.64
+Spring water,Filler 2,Fill volume,22,2024-04-10T09:22:00,502.90
+Spring water,Filler 2,Fill volume,22,2024-04-10T09:22:00,503.15
+Spring water,Capper,Cap torque,26,2024-04-10T10:30:00,1.98
+Spring water,Capper,Cap torque,26,2024-04-10T10:30:00,1.84
+Spring water,Capper,Cap torque,27,2024-04-10T12:19:00,1.78
+Spring water,Capper,Cap torque,27,2024-04-10T12:19:00,1.82
+Spring water,Filler 1,Fill volume,25,2024-04-10T12:39:00,502.41
+Spring water,Filler 1,Fill volume,25,2024-04-10T12:39:00,502.74
+Spring water,Filler 1,Fill volume,25,2024-04-10T12:39:00,502.73
+Spring water,Filler 2,Fill volume,23,2024-04-10T13:22:00,501.98
+Spring water,Filler 2,Fill volume,23,2024-04-10T13:22:00,501.90
+Spring water,Filler 2,Fill volume,23,2024-04-10T13:22:00,503.19
+Spring water,Capper,Cap torque,28,2024-04-10T14:07:00,1.89
+Spring water,Capper,Cap torque,28,2024-04-10T14:07:00,1.90
+Spring water,Filler 1,Fill volume,26,2024-04-10T14:20:00,502.42
+Spring water,Filler 1,Fill volume,26,2024-04-10T14:20:00,502.08
+Spring water,Filler 1,Fill volume,26,2024-04-10T14:20:00,503.17
+Spring water,Capper,Cap torque,29,2024-04-10T14:45:00,1.80
+Spring water,Capper,Cap torque,29,2024-04-10T14:45:00,1.89
+Spring water,Filler 2,Fill volume,24,2024-04-10T16:10:00,502.64
+Spring water,Filler 2,Fill volume,24,2024-04-10T16:10:00,503.69
+Spring water,Filler 2,Fill volume,24,2024-04-10T16:10:00,501.97
+Spring water,Capper,Cap torque,30,2024-04-10T16:28:00,1.92
+Spring water,Capper,Cap torque,30,2024-04-10T16:28:00,1.84
+Spring water,Filler 1,Fill volume,27,2024-04-10T17:06:00,503.57
+Spring water,Filler 1,Fill volume,27,2024-04-10T17:06:00,503.46
+Spring water,Filler 1,Fill volume,27,2024-04-10T17:06:00,502.64
+Spring water,Capper,Cap torque,31,2024-04-10T18:34:00,1.89
+Spring water,Capper,Cap torque,31,2024-04-10T18:34:00,1.96
+Spring water,Filler 2,Fill volume,25,2024-04-10T18:43:00,503.15
+Spring water,Filler 2,Fill volume,25,2024-04-10T18:43:00,502.52
+Spring water,Filler 2,Fill volume,25,2024-04-10T18:43:00,502.57
+Spring water,Filler 1,Fill volume,28,2024-04-10T19:38:00,503.82
+Spring water,Filler 1,Fill volume,28,2024-04-10T19:38:00,503.72
+Spring water,Filler 1,Fill volume,28,2024-04-10T19:38:00,502.59
+Spring water,Capper,Cap torque,32,2024-04-10T20:13:00,1.91
+Spring water,Capper,Cap torque,32,2024-04-10T20:13:00,1.88
+Spring water,Filler 1,Fill volume,29,2024-04-10T21:57:00,503.14
+Spring water,Filler 1,Fill volume,29,2024-04-10T21:57:00,503.13
+Spring water,Filler 1,Fill volume,29,2024-04-10T21:57:00,502.02
+Spring water,Filler 2,Fill volume,26,2024-04-10T22:10:00,502.92
+Spring water,Filler 2,Fill volume,26,2024-04-10T22:10:00,502.03
+Spring water,Filler 2,Fill volume,26,2024-04-10T22:10:00,502.08
+Spring water,Capper,Cap torque,33,2024-04-10T22:43:00,1.73
+Spring water,Capper,Cap torque,33,2024-04-10T22:43:00,1.98
+Spring water,Filler 2,Fill volume,27,2024-04-10T23:22:00,502.97
+Spring water,Filler 2,Fill volume,27,2024-04-10T23:22:00,501.50
+Spring water,Filler 2,Fill volume,27,2024-04-10T23:22:00,503.70
+Spring water,Filler 1,Fill volume,30,2024-04-10T23:27:00,503.46
+Spring water,Filler 1,Fill volume,30,2024-04-10T23:27:00,504.07
+Spring water,Filler 1,Fill volume,30,2024-04-10T23:27:00,502.48
+Spring water,Filler 2,Fill volume,28,2024-04-11T00:27:00,502.52
+Spring water,Filler 2,Fill volume,28,2024-04-11T00:27:00,502.04
+Spring water,Filler 2,Fill volume,28,2024-04-11T00:27:00,502.28
+Spring water,Capper,Cap torque,34,2024-04-11T00:44:00,2.00
+Spring water,Capper,Cap torque,34,2024-04-11T00:44:00,1.88
+Spring water,Filler 1,Fill volume,31,2024-04-11T00:55:00,502.72
+Spring water,Filler 1,Fill volume,31,2024-04-11T00:55:00,502.13
+Spring water,Filler 1,Fill volume,31,2024-04-11T00:55:00,502.51
+Spring water,Capper,Cap torque,35,2024-04-11T02:32:00,1.86
+Spring water,Capper,Cap torque,35,2024-04-11T02:32:00,1.86
+Spring water,Capper,Cap torque,36,2024-04-11T03:59:00,1.80
+Spring water,Capper,Cap torque,36,2024-04-11T03:59:00,1.72
+Spring water,Filler 2,Fill volume,29,2024-04-11T04:14:00,502.27
+Spring water,Filler 2,Fill volume,29,2024-04-11T04:14:00,502.02
+Spring water,Filler 2,Fill volume,29,2024-04-11T04:14:00,502.62
+Spring water,Filler 1,Fill volume,32,2024-04-11T05:50:00,502.90
+Spring water,Filler 1,Fill volume,32,2024-04-11T05:50:00,503.27
+Spring water,Filler 1,Fill volume,32,2024-04-11T05:50:00,502.45
+Spring water,Filler 2,Fill volume,30,2024-04-11T06:21:00,502.85
+Spring water,Filler 2,Fill volume,30,2024-04-11T06:21:00,502.91
+Spring water,Filler 2,Fill volume,30,2024-04-11T06:21:00,502.69
+Spring water,Capper,Cap torque,37,2024-04-11T07:07:00,1.76
+Spring water,Capper,Cap torque,37,2024-04-11T07:07:00,1.81
+Spring water,Filler 1,Fill volume,33,2024-04-11T08:34:00,502.90
+Spring water,Filler 1,Fill volume,33,2024-04-11T08:34:00,503.10
+Spring water,Filler 1,Fill volume,33,2024-04-11T08:34:00,503.83
+Spring water,Filler 2,Fill volume,31,2024-04-11T08:34:00,502.05
+Spring water,Filler 2,Fill volume,31,2024-04-11T08:34:00,502.80
+Spring water,Filler 2,Fill volume,31,2024-04-11T08:34:00,502.66
+Spring water,Capper,Cap torque,38,2024-04-11T08:41:00,1.95
+Spring water,Capper,Cap torque,38,2024-04-11T08:41:00,2.04
+Spring water,Filler 1,Fill volume,34,2024-04-11T09:51:00,503.01
+Spring water,Filler 1,Fill volume,34,2024-04-11T09:51:00,503.39
+Spring water,Filler 1,Fill volume,34,2024-04-11T09:51:00,503.35
+Spring water,Capper,Cap torque,39,2024-04-11T10:40:00,1.71
+Spring water,Capper,Cap torque,39,2024-04-11T10:40:00,1.67
+Spring water,Filler 2,Fill volume,32,2024-04-11T11:08:00,502.20
+Spring water,Filler 2,Fill volume,32,2024-04-11T11:08:00,503.14
+Spring water,Filler 2,Fill volume,32,2024-04-11T11:08:00,501.65
+Spring water,Capper,Cap torque,40,2024-04-11T12:17:00,1.75
+Spring water,Capper,Cap torque,40,2024-04-11T12:17:00,1.98
+Spring water,Filler 2,Fill volume,33,2024-04-11T12:17:00,502.50
+Spring water,Filler 2,Fill volume,33,2024-04-11T12:17:00,501.62
+Spring water,Filler 2,Fill volume,33,2024-04-11T12:17:00,501.53
+Spring water,Filler 1,Fill volume,35,2024-04-11T12:43:00,502.71
+Spring water,Filler 1,Fill volume,35,2024-04-11T12:43:00,502.20
+Spring water,Filler 1,Fill volume,35,2024-04-11T12:43:00,503.39
+Spring water,Filler 2,Fill volume,34,2024-04-11T14:19:00,502.69
+Spring water,Filler 2,Fill volume,34,2024-04-11T14:19:00,502.55
+Spring water,Filler 2,Fill volume,34,2024-04-11T14:19:00,501.87
+Spring water,Filler 1,Fill volume,36,2024-04-11T14:41:00,503.81
+Spring water,Filler 1,Fill volume,36,2024-04-11T14:41:00,503.81
+Spring water,Filler 1,Fill volume,36,2024-04-11T14:41:00,502.95
+Spring water,Capper,Cap torque,41,2024-04-11T14:52:00,1.94
+Spring water,Capper,Cap torque,41,2024-04-11T14:52:00,1.83
+Spring water,Filler 1,Fill volume,37,2024-04-11T15:52:00,502.58
+Spring water,Filler 1,Fill volume,37,2024-04-11T15:52:00,502.89
+Spring water,Filler 1,Fill volume,37,2024-04-11T15:52:00,504.03
+Spring water,Filler 2,Fill volume,35,2024-04-11T16:20:00,502.41
+Spring water,Filler 2,Fill volume,35,2024-04-11T16:20:00,503.15
+Spring water,Filler 2,Fill volume,35,2024-04-11T16:20:00,501.86
+Spring water,Capper,Cap torque,42,2024-04-11T16:51:00,1.75
+Spring water,Capper,Cap torque,42,2024-04-11T16:51:00,1.91
+Spring water,Capper,Cap torque,43,2024-04-11T18:31:00,1.73
+Spring water,Capper,Cap torque,43,2024-04-11T18:31:00,1.72
+Spring water,Filler 2,Fill volume,36,2024-04-11T19:14:00,502.83
+Spring water,Filler 2,Fill volume,36,2024-04-11T19:14:00,503.72
+Spring water,Filler 2,Fill volume,36,2024-04-11T19:14:00,503.25
+Spring water,Filler 1,Fill volume,38,2024-04-11T19:58:00,503.35
+Spring water,Filler 1,Fill volume,38,2024-04-11T19:58:00,503.08
+Spring water,Filler 1,Fill volume,38,2024-04-11T19:58:00,502.70
+Spring water,Capper,Cap torque,44,2024-04-11T20:21:00,1.80
+Spring water,Capper,Cap torque,44,2024-04-11T20:21:00,1.87
+Spring water,Filler 2,Fill volume,37,2024-04-11T20:32:00,502.21
+Spring water,Filler 2,Fill volume,37,2024-04-11T20:32:00,502.52
+Spring water,Filler 2,Fill volume,37,2024-04-11T20:32:00,502.96
+Spring water,Filler 1,Fill volume,39,2024-04-11T21:31:00,502.66
+Spring water,Filler 1,Fill volume,39,2024-04-11T21:31:00,502.70
+Spring water,Filler 1,Fill volume,39,2024-04-11T21:31:00,502.03
+Spring water,Filler 1,Fill volume,40,2024-04-12T01:17:00,503.39
+Spring water,Filler 1,Fill volume,40,2024-04-12T01:17:00,503.55
+Spring water,Filler 1,Fill volume,40,2024-04-12T01:17:00,503.76
+Spring water,Filler 1,Fill volume,41,2024-04-12T03:11:00,502.56
+Spring water,Filler 1,Fill volume,41,2024-04-12T03:11:00,502.81
+Spring water,Filler 1,Fill volume,41,2024-04-12T03:11:00,503.28
+Spring water,Filler 1,Fill volume,42,2024-04-12T04:59:00,503.91
+Spring water,Filler 1,Fill volume,42,2024-04-12T04:59:00,503.04
+Spring water,Filler 1,Fill volume,42,2024-04-12T04:59:00,502.97
+Spring water,Filler 1,Fill volume,43,2024-04-12T06:36:00,503.61
+Spring water,Filler 1,Fill volume,43,2024-04-12T06:36:00,503.60
+Spring water,Filler 1,Fill volume,43,2024-04-12T06:36:00,503.17
+Spring water,Capper,Cap torque,45,2024-04-12T07:01:00,1.86
+Spring water,Capper,Cap torque,45,2024-04-12T07:01:00,1.87
+Spring water,Filler 2,Fill volume,38,2024-04-12T07:29:00,502.00
+Spring water,Filler 2,Fill volume,38,2024-04-12T07:29:00,502.48
+Spring water,Filler 2,Fill volume,38,2024-04-12T07:29:00,502.36
+Spring water,Filler 1,Fill volume,44,2024-04-12T08:20:00,502.93
+Spring water,Filler 1,Fill volume,44,2024-04-12T08:20:00,503.13
+Spring water,Filler 1,Fill volume,44,2024-04-12T08:20:00,504.19
+Spring water,Capper,Cap torque,46,2024-04-12T08:33:00,1.84
+Spring water,Capper,Cap torque,46,2024-04-12T08:33:00,1.81
+Spring water,Capper,Cap torque,47,2024-04-12T10:31:00,1.99
+Spring water,Capper,Cap torque,47,2024-04-12T10:31:00,1.91
+Spring water,Filler 1,Fill volume,45,2024-04-12T10:32:00,503.68
+Spring water,Filler 1,Fill volume,45,2024-04-12T10:32:00,502.10
+Spring water,Filler 1,Fill volume,45,2024-04-12T10:32:00,502.34
+Spring water,Filler 2,Fill volume,39,2024-04-12T10:36:00,502.61
+Spring water,Filler 2,Fill volume,39,2024-04-12T10:36:00,502.07
+Spring water,Filler 2,Fill volume,39,2024-04-12T10:36:00,502.96
+Spring water,Filler 2,Fill volume,40,2024-04-12T12:40:00,502.47
+Spring water,Filler 2,Fill volume,40,2024-04-12T12:40:00,502.76
+Spring water,Filler 2,Fill volume,40,2024-04-12T12:40:00,502.57
+Spring water,Filler 1,Fill volume,46,2024-04-12T13:51:00,502.80
+Spring water,Filler 1,Fill volume,46,2024-04-12T13:51:00,503.28
+Spring water,Filler 1,Fill volume,46,2024-04-12T13:51:00,500.62
+Spring water,Filler 2,Fill volume,41,2024-04-12T14:41:00,502.38
+Spring water,Filler 2,Fill volume,41,2024-04-12T14:41:00,502.84
+Spring water,Filler 2,Fill volume,41,2024-04-12T14:41:00,501.71
+Spring water,Filler 1,Fill volume,47,2024-04-12T14:49:00,502.02
+Spring water,Filler 1,Fill volume,47,2024-04-12T14:49:00,503.17
+Spring water,Filler 1,Fill volume,47,2024-04-12T14:49:00,502.43
+Spring water,Capper,Cap torque,48,2024-04-12T14:55:00,1.76
+Spring water,Capper,Cap torque,48,2024-04-12T14:55:00,1.83
+Spring water,Filler 2,Fill volume,42,2024-04-12T16:12:00,502.69
+Spring water,Filler 2,Fill volume,42,2024-04-12T16:12:00,502.44
+Spring water,Filler 2,Fill volume,42,2024-04-12T16:12:00,502.53
+Spring water,Capper,Cap torque,49,2024-04-12T16:33:00,1.78
+Spring water,Capper,Cap torque,49,2024-04-12T16:33:00,2.00
+Spring water,Filler 1,Fill volume,48,2024-04-12T17:41:00,502.85
+Spring water,Filler 1,Fill volume,48,2024-04-12T17:41:00,503.17
+Spring water,Filler 1,Fill volume,48,2024-04-12T17:41:00,503.45
+Spring water,Capper,Cap torque,50,2024-04-12T18:31:00,1.87
+Spring water,Capper,Cap torque,50,2024-04-12T18:31:00,1.83
+Spring water,Filler 2,Fill volume,43,2024-04-12T19:01:00,503.14
+Spring water,Filler 2,Fill volume,43,2024-04-12T19:01:00,503.67
+Spring water,Filler 2,Fill volume,43,2024-04-12T19:01:00,502.08
+Spring water,Filler 1,Fill volume,49,2024-04-12T19:54:00,503.17
+Spring water,Filler 1,Fill volume,49,2024-04-12T19:54:00,501.21
+Spring water,Filler 1,Fill volume,49,2024-04-12T19:54:00,502.06
+Spring water,Capper,Cap torque,51,2024-04-12T20:03:00,1.78
+Spring water,Capper,Cap torque,51,2024-04-12T20:03:00,1.78
+Spring water,Filler 2,Fill volume,44,2024-04-12T20:49:00,501.70
+Spring water,Filler 2,Fill volume,44,2024-04-12T20:49:00,502.42
+Spring water,Filler 2,Fill volume,44,2024-04-12T20:49:00,502.07
+Spring water,Filler 1,Fill volume,50,2024-04-12T22:32:00,503.17
+Spring water,Filler 1,Fill volume,50,2024-04-12T22:32:00,503.18
+Spring water,Filler 1,Fill volume,50,2024-04-12T22:32:00,502.06
+Spring water,Capper,Cap torque,52,2024-04-12T22:45:00,1.67
+Spring water,Capper,Cap torque,52,2024-04-12T22:45:00,1.96
+Spring water,Filler 1,Fill volume,51,2024-04-12T23:48:00,502.18
+Spring water,Filler 1,Fill volume,51,2024-04-12T23:48:00,502.65
+Spring water,Filler 1,Fill volume,51,2024-04-12T23:48:00,502.77
+Spring water,Capper,Cap torque,53,2024-04-13T00:29:00,1.87
+Spring water,Capper,Cap torque,53,2024-04-13T00:29:00,1.91
+Spring water,Filler 2,Fill volume,45,2024-04-13T01:08:00,502.83
+Spring water,Filler 2,Fill volume,45,2024-04-13T01:08:00,503.10
+Spring water,Filler 2,Fill volume,45,2024-04-13T01:08:00,502.43
+Spring water,Filler 1,Fill volume,52,2024-04-13T01:44:00,503.43
+Spring water,Filler 1,Fill volume,52,2024-04-13T01:44:00,503.20
+Spring water,Filler 1,Fill volume,52,2024-04-13T01:44:00,502.72
+Spring water,Capper,Cap torque,54,2024-04-13T02:35:00,1.88
+Spring water,Capper,Cap torque,54,2024-04-13T02:35:00,1.97
+Spring water,Filler 2,Fill volume,46,2024-04-13T03:44:00,502.93
+Spring water,Filler 2,Fill volume,46,2024-04-13T03:44:00,501.90
+Spring water,Filler 2,Fill volume,46,2024-04-13T03:44:00,502.53
+Spring water,Filler 1,Fill volume,53,2024-04-13T03:57:00,503.00
+Spring water,Filler 1,Fill volume,53,2024-04-13T03:57:00,503.32
+Spring water,Filler 1,Fill volume,53,2024-04-13T03:57:00,503.11
+Spring water,Capper,Cap torque,55,2024-04-13T04:12:00,1.88
+Spring water,Capper,Cap torque,55,2024-04-13T04:12:00,1.63
+)csv"},
       {"flow-rate.csv", R"csv(part,process,test,subgroup,time,value
 Reactor feed,Line 1,Flow rate,Batch 1,2024-03-04T00:00:00,49.6
 Reactor feed,Line 1,Flow rate,Batch 2,2024-03-05T00:00:00,47.6
