@@ -11,6 +11,7 @@
 #include "host/cli/Samples.h"
 #include "host/cli/demo_capability.h"
 #include "host/cli/demo_pareto.h"
+#include "host/cli/demo_summary.h"
 #include "host/render/Html.h"
 #include "host/render/Svg.h"
 #include "host/render/Terminal.h"
@@ -175,6 +176,11 @@ int Run(const Arguments& arguments, Console& console) {
     entries.push_back(std::move(pareto.entry));
     commands += "  " + ShellWord(ProgramPath()) + " pareto --db " + ShellWord(path) + " " +
                 pareto.options + "\n";
+  }
+  for (auto& summary : DrawSummaryDemo(database, folder)) {
+    entries.push_back(std::move(summary.entry));
+    commands += "  " + ShellWord(ProgramPath()) + " " + summary.command + " --db " +
+                ShellWord(path) + " " + summary.options + "\n";
   }
   const std::string index = (folder / "index.html").string();
   WriteFile(index,

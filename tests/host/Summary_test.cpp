@@ -360,6 +360,17 @@ TEST_F(Summary, ComplianceIsDrawnInEveryFormat) {
   EXPECT_NE(html.out.find("Values in each stay"), std::string::npos);
 }
 
+TEST_F(Summary, TheDemoDrawsStatesAndCompliance) {
+  ASSERT_EQ(Run("demo here").status, 0);
+  const ParsedJson states = ParseJson(Text(folder_.File("here/filling-states.json")));
+  EXPECT_FALSE(states.At("StateLog").elements.empty());
+  EXPECT_FALSE(states.At("Events").elements.empty());
+  const ParsedJson compliance = ParseJson(Text(folder_.File("here/filling-compliance.json")));
+  EXPECT_GT(compliance.At("Rows").elements.back().At("SamplesMissed").number, 0.0);
+  for (const char* name : {"here/filling-states.svg", "here/filling-compliance.svg"})
+    EXPECT_TRUE(IsWellFormed(Text(folder_.File(name)))) << name;
+}
+
 TEST_F(Summary, WithoutDataEveryFormatSaysSo) {
   ImportDay();
   for (const std::string command : {"events", "states", "compliance"}) {
