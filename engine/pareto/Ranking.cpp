@@ -81,6 +81,16 @@ class Ranking {
   bool IsTime(std::size_t level) const { return plan_.levels[level].kind->via == Via::Time; }
   bool IsFull() const { return out_.size() >= plan_.most_bins; }
 
+  // Whether an item of the level that was not counted can have a bin: the levels below must know
+  // their items too.
+  bool HasEmpty(std::size_t level) const {
+    if (!plan_.with_empty || (bins_.empty() && IsTime(level))) return false;
+    for (auto below = level + 1; below < plan_.levels.size(); ++below) {
+      if (!IsTime(below) && lookups_.DomainOf(below).empty()) return false;
+    }
+    return true;
+  }
+
   void FindTimeEnds() {
     first_.fill(INT32_MAX);
     last_.fill(INT32_MIN);
@@ -127,7 +137,7 @@ class Ranking {
       return a.rank != b.rank ? a.rank > b.rank : ByName(level, a.id, b.id);
     });
     for (const auto& node : nodes) EmitNode(level, node, bins, bin);
-    if (plan_.with_empty && !IsFull()) EmitEmpty(level, nodes, bin);
+    if (HasEmpty(level) && !IsFull()) EmitEmpty(level, nodes, bin);
   }
 
   void EmitNode(std::size_t level, const Node& node, std::span<Bin> bins, RankedBin& bin) {
@@ -152,7 +162,7 @@ class Ranking {
 
   void EmitTimes(std::size_t level, const std::vector<Node>& nodes, std::span<Bin> bins,
                  RankedBin& bin) {
-    if (!plan_.with_empty || bins_.empty()) {
+    if (!HasEmpty(level)) {
       for (const auto& node : nodes) EmitNode(level, node, bins, bin);
       return;
     }

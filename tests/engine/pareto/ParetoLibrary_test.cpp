@@ -182,6 +182,15 @@ TEST_F(DefectsTest, EmptyTimesAreMadeUpToTheCut) {
   EXPECT_EQ(bins[49].ID[0], bins[0].ID[0] + 49);
 }
 
+// Five million empty seconds, none of which has a piece to show.
+TEST_F(DefectsTest, EmptyTimesWithoutItemsBelowAreNotWalkedThrough) {
+  auto options = ParetoOptions({paBinTypeTime, paBinTypeTSNO}, 50);
+  const auto without = Names(Bins(paSubgroups, options));
+  options.ShowEmptyBins = -1;
+  EXPECT_EQ(Names(Bins(paSubgroups, options)), without);
+  EXPECT_EQ(without.size(), 3u);
+}
+
 TEST_F(DefectsTest, RatesAreOfTheUnitsOfTheBin) {
   auto options = ParetoOptions({paBinTypePart});
   options.ProcessingType = paProcessByPPM;
