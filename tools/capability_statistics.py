@@ -189,15 +189,24 @@ READERS = {"SpecResults": "SetOutOfSpecXMLNode"}
 
 # Comments on single operations.
 NOTES = {
+    "GetANovaDFWithin": "Deliberate: a capital N in this name and the next, and in no other.",
     "GetANovaSSWithin": "Deliberate: answers the number -1.0 in every case.",
+    "GetAnovaFRatio": "Deliberate: none before it for the total mean square, which the XML alone has.",
     "GetSpecLimUgb": "Deliberate: named after the field, its counterpart below after the limit.",
     "GetNccLimT1U": "Deliberate: always true; the shares beyond T1U do ask for their flag.",
     "GetNccLimMavLp": "Deliberate: the flag of MavL, not of MavLp.",
-    "GetNccLimT1T2Up": "Deliberate: the field of T1U by the flag of T2Up.",
-    "GetNccLimT1T2Lp": "The field and the flag of T1L.",
-    "GetTargetRatio": "Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.\n"
+    "GetNccLimT1T2Up": "Deliberate: the field T1Up by the flag of T2Up.",
+    "GetNccLimT1T2Lp": "The field T1Lp by its own flag.",
+    "GetTargetRatio": "Deliberate: the last of all, though its field stands among the indices.\n"
+                      "Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.\n"
                       "Without a limit Value stays as it came. A field that is no number, or a product beyond the\n"
                       "largest one, fails with 6.",
+}
+
+# Comments on the element of a record.
+ELEMENT_NOTES = {
+    "Summary": "Deliberate: pieces are Count, subgroups Sample; the operations call them otherwise.",
+    "NccLim": "Deliberate: no attribute for the head, so a text never brings back the central limit.",
 }
 
 # Bits of the two EFlag words, in the order of the friend operations.
@@ -405,7 +414,8 @@ def statistics_header():
 
 def element(record, rows):
     reader = READERS.get(record, f"Set{record}XMLNode")
-    out = ["template <>", f"struct Element<API_CA{record}> {{", f'  static constexpr std::string_view kName = "{record}",',
+    out = [f"// {ELEMENT_NOTES[record]}"] if record in ELEMENT_NOTES else []
+    out += ["template <>", f"struct Element<API_CA{record}> {{", f'  static constexpr std::string_view kName = "{record}",',
            f'                                    kCreate = "CAStatistics.Create{record}XMLNode",',
            f'                                    kSet = "CAStatistics.{reader}";',
            f"  static constexpr auto kRecord = &API_CAStatistics::{record};",

@@ -70,6 +70,7 @@ bool CACurve::SetXMLNode(const Friend& key, const platform::XmlNode& Node) {
     const auto points = [&](std::string_view attribute) {
       Array<double> values;
       const auto text = TrimBlanks(XMLSupport::AttributeText(Node, attribute).value_or(""));
+      // Deliberate: an empty text leaves the array never dimensioned, which Load fails on with 9.
       if (!text.empty()) GetArray(key, text, values);
       return values;
     };

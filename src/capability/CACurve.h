@@ -48,7 +48,7 @@ class CACurve : public platform::Object {
   // XMLSupport.ConvertDoubleArrayToString, which writes all that there are.
   std::string GetArrayString(const Friend&, const Array<double>& Values) const;
   // The pieces between blanks. Not XMLSupport.ConvertStringToDoubleArray: a piece that is no number
-  // fails with 13, and Values stays as far as it got.
+  // fails with 13, and Values stays as far as it got; an empty text has no piece and fails with 9.
   void GetArray(const Friend&, std::string_view Text, Array<double>& Values) const;
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);

@@ -70,11 +70,13 @@ void CAProcessing::FixProcessing() {
 API_CAOptions CAProcessing::GetAPIOptions(const Friend&) const {
   return Traced("CAProcessing.GetAPIOptions", [&] {
     API_CAOptions options = {};
+    // Deliberate: the fit has no place here; the same options go out for both.
     options.WindowMinimum = settings_.WindowMinimum;
     options.WindowMaximum = settings_.WindowMaximum;
     options.WindowSD = settings_.WindowSD;
     options.BinCount = settings_.BinCount;
     options.CurveCount = settings_.CurveCount;
+    // Deliberate: from the upper limit to the lower, the reverse of the settings.
     options.OverrideUSL = settings_.OverrideUSL;
     options.OverrideTarget = settings_.OverrideTarget;
     options.OverrideLSL = settings_.OverrideLSL;

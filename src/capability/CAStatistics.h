@@ -35,6 +35,7 @@ class CAStatistics : public platform::Object {
     return static_cast<caJohnsonTypes>(record_.JohnsonCurveType);
   }
 
+  // Deliberate: a capital N in this name and the next, and in no other.
   bool GetANovaDFWithin(std::int32_t& Value) const { return Take(record_.Anova.DFWithin, Value); }
   // Deliberate: answers the number -1.0 in every case.
   double GetANovaSSWithin(double& Value) const {
@@ -47,6 +48,7 @@ class CAStatistics : public platform::Object {
   bool GetAnovaMSBetween(double& Value) const { return Take(record_.Anova.MSBetween, Value); }
   bool GetAnovaDFTotal(std::int32_t& Value) const { return Take(record_.Anova.DFTotal, Value); }
   bool GetAnovaSSTotal(double& Value) const { return Take(record_.Anova.SSTotal, Value); }
+  // Deliberate: none before it for the total mean square, which the XML alone has.
   bool GetAnovaFRatio(double& Value) const { return Take(record_.Anova.FRatio, Value); }
   bool GetAnovaProbOfF(double& Value) const { return Take(record_.Anova.ProbOfF, Value); }
   bool GetChiSqDegFreedom(std::int32_t& Value) const {
@@ -175,11 +177,11 @@ class CAStatistics : public platform::Object {
     return Take(record_.NccLim.MavUp, Value, Ncc(kMavUp));
   }
   bool GetNccLimT1L(double& Value) const { return Take(record_.NccLim.T1L, Value, Ncc(kT1L)); }
-  // The field and the flag of T1L.
+  // The field T1Lp by its own flag.
   bool GetNccLimT1T2Lp(double& Value) const { return Take(record_.NccLim.T1Lp, Value, Ncc(kT1Lp)); }
   // Deliberate: always true; the shares beyond T1U do ask for their flag.
   bool GetNccLimT1U(double& Value) const { return Take(record_.NccLim.T1U, Value); }
-  // Deliberate: the field of T1U by the flag of T2Up.
+  // Deliberate: the field T1Up by the flag of T2Up.
   bool GetNccLimT1T2Up(double& Value) const { return Take(record_.NccLim.T1Up, Value, Ncc(kT2Up)); }
   bool GetNccLimT2L(double& Value) const { return Take(record_.NccLim.T2L, Value, Ncc(kT2L)); }
   bool GetNccLimT2Lp(double& Value) const { return Take(record_.NccLim.T2Lp, Value, Ncc(kT2Lp)); }
@@ -252,6 +254,7 @@ class CAStatistics : public platform::Object {
   bool GetNccResultzT2U(double& Value) const {
     return Take(record_.NccResults.zT2U, Value, Ncc(kT2U));
   }
+  // Deliberate: the last of all, though its field stands among the indices.
   // Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.
   // Without a limit Value stays as it came. A field that is no number, or a product beyond the
   // largest one, fails with 6.

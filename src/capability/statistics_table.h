@@ -23,6 +23,7 @@ struct Attribute {
 template <class Record>
 struct Element;
 
+// Deliberate: pieces are Count, subgroups Sample; the operations call them otherwise.
 template <>
 struct Element<API_CASummary> {
   static constexpr std::string_view kName = "Summary",
@@ -117,6 +118,7 @@ struct Element<API_CASpecResults> {
   };
 };
 
+// Deliberate: no attribute for the head, so a text never brings back the central limit.
 template <>
 struct Element<API_CANccLim> {
   static constexpr std::string_view kName = "NccLim",

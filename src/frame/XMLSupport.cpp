@@ -123,12 +123,12 @@ std::int32_t CountChildren(const platform::XmlNode& node, std::string_view name)
 
 bool ConvertStringToLongArray(std::string_view Text, Array<std::int32_t>& Values) {
   return Traced("XMLSupport.ConvertStringToLongArray",
-                [&] { return SplitNumbers(Text, Values, LeadingInt32) > 0; });
+                [&] { return !Text.empty() && SplitNumbers(Text, Values, LeadingInt32) > 0; });
 }
 
 std::int32_t ConvertStringToDoubleArray(std::string_view Text, Array<double>& Values) {
   return Traced("XMLSupport.ConvertStringToDoubleArray",
-                [&] { return SplitNumbers(Text, Values, LeadingDouble); });
+                [&] { return Text.empty() ? 0 : SplitNumbers(Text, Values, LeadingDouble); });
 }
 
 std::string ConvertLongArrayToString(const Array<std::int32_t>& Values) {

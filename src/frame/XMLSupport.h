@@ -76,12 +76,13 @@ void ForEachChild(const platform::XmlNode& node, std::string_view name, Body&& b
 std::int32_t CountChildren(const platform::XmlNode& node, std::string_view name);
 
 // Dimensions Values for the pieces between blanks (two blanks in a row give an empty one) and fills
-// it with read(piece). An empty text leaves Values alone. Returns the number of pieces.
+// it with read(piece). Returns the number of pieces. An empty text has none, and an array of none
+// fails with 9.
 template <class T, class Read>
 std::int32_t SplitNumbers(std::string_view Text, Array<T>& Values, Read&& read) {
-  if (Text.empty()) return 0;
-  const std::int32_t count = checked::Narrow(std::count(Text.begin(), Text.end(), ' ') + 1);
-  Values.Dimension(0, count - 1);
+  const std::int32_t count =
+      Text.empty() ? 0 : checked::Narrow(std::count(Text.begin(), Text.end(), ' ') + 1);
+  Values.Dimension(0, std::int64_t{count} - 1);
   for (T& value : Values.Elements()) {
     const std::size_t blank = Text.find(' ');
     value = read(Text.substr(0, blank));

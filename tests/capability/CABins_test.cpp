@@ -56,8 +56,6 @@ TEST_F(CABinsTest, ThreeBinsAreWalkedToTheLastAndNotBeyond) {
   bins_.Load(Friend{}, Bins(3));
   EXPECT_EQ(bins_.Count(), 3);
   EXPECT_EQ(bins_.CurrentIndex(), 1);
-  EXPECT_FALSE(bins_.MovePrev());
-  EXPECT_EQ(bins_.CurrentIndex(), 1);
   EXPECT_TRUE(bins_.MoveLast());
   EXPECT_EQ(bins_.CurrentIndex(), 3);
   EXPECT_FALSE(bins_.MoveNext());
@@ -69,6 +67,15 @@ TEST_F(CABinsTest, ThreeBinsAreWalkedToTheLastAndNotBeyond) {
   }
   EXPECT_TRUE(bins_.MoveTo(3));
   EXPECT_EQ(bins_.CurrentIndex(), 3);
+}
+
+TEST_F(CABinsTest, MovePrevAtTheFirstBinIsFalseAndTheCursorStays) {
+  bins_.Load(Friend{}, Bins(2));
+  EXPECT_FALSE(bins_.MovePrev());
+  EXPECT_EQ(bins_.CurrentIndex(), 1);
+  EXPECT_EQ(bins_.XMin(), 1.0);
+  EXPECT_TRUE(bins_.MoveNext()) << "not in front of the first";
+  EXPECT_EQ(bins_.CurrentIndex(), 2);
 }
 
 TEST_F(CABinsTest, EachFieldIsThatOfTheBinAtTheCursor) {

@@ -66,6 +66,15 @@ TEST_F(CACurveTest, EachPointIsThatAtTheCursor) {
   EXPECT_EQ(curve_.Y(), 0.25);
 }
 
+TEST_F(CACurveTest, MovePrevAtTheFirstPointIsFalseAndTheCursorStays) {
+  Load({1.0, 2.0}, {0.5, 0.25});
+  EXPECT_FALSE(curve_.MovePrev());
+  EXPECT_EQ(curve_.CurrentIndex(), 1);
+  EXPECT_EQ(curve_.X(), 1.0);
+  EXPECT_TRUE(curve_.MoveNext()) << "not in front of the first";
+  EXPECT_EQ(curve_.CurrentIndex(), 2);
+}
+
 TEST_F(CACurveTest, LoadingAgainLeavesTheCursor) {
   Load({1.0, 2.0, 3.0}, {1.0, 2.0, 3.0});
   curve_.MoveTo(2);
@@ -126,6 +135,21 @@ TEST_F(CACurveTest, ATextAsArrayHasAnElementForEachPiece) {
   curve_.GetArray(Friend{}, "-1.5E-07", values);
   EXPECT_EQ(values.Count(), 1);
   EXPECT_EQ(values[0], -1.5e-7);
+}
+
+TEST_F(CACurveTest, AnEmptyTextHasNoPieceAndFailsAndTheArrayStays) {
+  auto values = ArrayOf({1.5, 2.0});
+  const auto failure = FailureOf([&] { curve_.GetArray(Friend{}, "", values); });
+  EXPECT_EQ(failure.Number(), 9);
+  EXPECT_EQ(failure.Source(), "CACurve.GetArray|orvSPCAnalysis6");
+  EXPECT_EQ(values.Count(), 2);
+  EXPECT_EQ(values[0], 1.5);
+}
+
+TEST_F(CACurveTest, ABlankAloneStandsBetweenTwoEmptyPiecesAndFails) {
+  Array<double> values;
+  EXPECT_EQ(NumberOf([&] { curve_.GetArray(Friend{}, " ", values); }), 13);
+  EXPECT_EQ(values.Count(), 2);
 }
 
 TEST_F(CACurveTest, APieceThatIsNoNumberFailsAndTheArrayStaysAsFarAsItGot) {
