@@ -3,8 +3,10 @@
 
 // Every procedure with a failure handler, by the name it puts into the trail, and which procedures
 // may stand directly before it there: "host" for one that hosts call, "library" for one that tests
-// reach as the library does. The argument that two of the names hold is written as *. New classes
-// add their rows and a scenario.
+// reach as the library does. A constructor keeps its failure, so it has no caller: "constructor"
+// where its object works all the same, "constructor-of-parts" where the object then lacks a part
+// that is used, both where a text that is read brings the part. The argument that two of the names
+// hold is written as *. New classes add their rows and a scenario.
 namespace orvspc::contract {
 
 struct TrailRow {
@@ -224,7 +226,7 @@ inline constexpr TrailRow kTrailRows[] = {
     // chart
     {"CCProcessing.Class_Initialize", "constructor"},
     {"CCProcessing.FixProcessing", "host CCAnalysis.AnalyzeDataSelect"},
-    {"CCProcessing.IsVariable", "host CCAnalysis.AnalyzeDataSelect CCProcessing.AllowEconomic"},
+    {"CCProcessing.IsVariable", "host CCAnalysis.AnalyzeDataSelect"},
     {"CCProcessing.IsAttribute", "host"},
     {"CCProcessing.FixEWMA", "host CCProcessing.FixProcessing"},
     {"CCProcessing.AllowEWMA", "host CCProcessing.FixEWMA"},
@@ -279,7 +281,7 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CCResults.DefOpp(g)", "host"},
     {"CCResults.GraphCount(g)",
      "host CCResults.Graphs(g) CCAnalysis.AnalyzeVariableDataSelect "
-     "CCAnalysis.AnalyzeAttributeDataSelect CCAnalysis.GetAlarmMask CCModule.LoadVariableAlarms "
+     "CCAnalysis.AnalyzeAttributeDataSelect CCModule.LoadVariableAlarms "
      "CCModule.LoadAttributeAlarms"},
     {"CCResults.TotalSubgroups(g)", "host"},
     {"CCResults.TotalGroups(g)", "host"},
@@ -372,7 +374,7 @@ inline constexpr TrailRow kTrailRows[] = {
     {"CAProcessing.SetXMLNode", "CAProcessing.SetXML CAResults.SetProcessingXMLNode"},
     {"CAAnalysis.AnalyzeDataSelect", "host"},
     {"CAAnalysis.AnalyzeDS", "CAAnalysis.AnalyzeDataSelect"},
-    {"CAResults.Class_Initialize", "constructor"},
+    {"CAResults.Class_Initialize", "constructor-of-parts"},
     {"CAResults.Load", "CAAnalysis.AnalyzeDS"},
     {"CAResults.GetXML", "host"},
     {"CAResults.CreateXMLNode", "CAResults.GetXML"},
@@ -454,7 +456,7 @@ inline constexpr TrailRow kTrailRows[] = {
     {"PAProcessing.CreateXMLNode", "PAProcessing.GetXML PAResults.CreateXMLNode"},
     {"PAProcessing.SetXML", "host"},
     {"PAProcessing.SetXMLNode", "PAProcessing.SetXML PAResults.SetXMLNode"},
-    {"PAResults.Class_Initialize", "constructor"},
+    {"PAResults.Class_Initialize", "constructor constructor-of-parts"},
     {"PAResults.Bins(g)", "host"},
     {"PAResults.Load", "PAAnalysis.AnalyzeDS"},
     {"PAResults.GetXML", "host"},

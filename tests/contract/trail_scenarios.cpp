@@ -13,6 +13,7 @@
 #include "select/DataSelect.h"
 #include "summary/PSAnalysis.h"
 #include "summary/SCAnalysis.h"
+#include "tests/capability/statistics_rows.h"
 
 namespace orvspc::contract {
 namespace {
@@ -215,6 +216,9 @@ void ChartXml(fake::FakeScope& fake) {
        {"SpecificationLimits", "ControlLimits", "DefectOpportunities"})
     text.insert(text.find("</" + container + ">"), "<" + container + "/>");
   CCResults().SetXML(text);
+  const auto document = XMLSupport::MakeXMLDocument();
+  document->LoadXml(text);
+  CCResults().SetXMLNode(document->SelectRoot("CCResults"));
 }
 
 void ChartPoints(fake::FakeScope& fake) {
@@ -429,6 +433,9 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   const auto compliance = Compliance(fake);
 
   CAStatistics statistics{Friend{}};
+  API_CAStatistics with_limits;
+  with_limits.SpecLim.EFlag = -1;  // so that the ratio to the target is computed
+  statistics.Load(Friend{}, with_limits);
   const auto capability = Capability(fake);
   CAProcessing& settings = *capability->Processing();
   from_here();
@@ -533,11 +540,20 @@ void RunOperationsWithoutHandler(fake::FakeScope& fake, void (*from_here)()) {
   settings.WindowMinimum(settings.WindowMinimum());
   settings.WindowSD(settings.WindowSD());
   settings.WindowType(settings.WindowType());
-  double figure = 0.0;
   statistics.JohnsonCurveType();
-  statistics.GetCp(figure);
-  statistics.GetTargetRatio(figure);
-  statistics.HasSpecUsl(Friend{});
+  for (const auto& row : statistics_rows::kRows) {
+    double figure = 0.0;
+    row.get(statistics, figure);
+  }
+  for (const auto has :
+       {&CAStatistics::HasSpecUrl,  &CAStatistics::HasSpecUsl, &CAStatistics::HasSpecUwl,
+        &CAStatistics::HasSpecTar,  &CAStatistics::HasSpecLwl, &CAStatistics::HasSpecLsl,
+        &CAStatistics::HasSpecLrl,  &CAStatistics::HasNccLsc,  &CAStatistics::HasNccMavU,
+        &CAStatistics::HasNccMavUp, &CAStatistics::HasNccMavL, &CAStatistics::HasNccMavLp,
+        &CAStatistics::HasNccT1U,   &CAStatistics::HasNccT1Up, &CAStatistics::HasNccT1L,
+        &CAStatistics::HasNccT1Lp,  &CAStatistics::HasNccT2U,  &CAStatistics::HasNccT2Up,
+        &CAStatistics::HasNccT2L,   &CAStatistics::HasNccT2Lp})
+    (statistics.*has)(Friend{});
 }
 
 }  // namespace orvspc::contract

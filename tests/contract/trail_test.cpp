@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/FailPoint.h"
@@ -64,6 +65,10 @@ bool MayFollow(const std::string& procedure, const std::string& caller) {
   return row != Callers().end() && row->second.contains(caller);
 }
 
+bool IsConstructor(const std::string& procedure) {
+  return MayFollow(procedure, "constructor") || MayFollow(procedure, "constructor-of-parts");
+}
+
 // The entries that a scenario makes, in order.
 std::vector<std::string> EntriesOf(const Scenario& scenario) {
   fake::FakeScope fake;
@@ -82,7 +87,10 @@ Failure FailAt(const Scenario& scenario, fake::FakeScope& fake, std::size_t nth)
   return fake::FailureOf([&] { scenario.run(fake); });
 }
 
-void ExpectTrail(const std::string& source, const std::string& procedure) {
+// Adds each name of the trail with the caller that its row has to name.
+using Seen = std::set<std::pair<std::string, std::string>>;
+
+void ExpectTrail(const std::string& source, const std::string& procedure, Seen& seen) {
   auto parts = Split(source, '|');
   ASSERT_GE(parts.size(), 2u) << source;
   EXPECT_EQ(parts.back(), kTail) << source;
@@ -91,9 +99,12 @@ void ExpectTrail(const std::string& source, const std::string& procedure) {
   const std::string head = RowName(parts.front());
   EXPECT_TRUE(MayFollow(head, "host") || MayFollow(head, "library"))
       << head << " begins a trail: " << source;
-  for (std::size_t i = 1; i < parts.size(); ++i)
-    EXPECT_TRUE(MayFollow(RowName(parts[i]), RowName(parts[i - 1])))
-        << parts[i] << " behind " << parts[i - 1] << ": " << source;
+  seen.insert({head, MayFollow(head, "host") ? "host" : "library"});
+  for (std::size_t i = 1; i < parts.size(); ++i) {
+    const std::string name = RowName(parts[i]), caller = RowName(parts[i - 1]);
+    EXPECT_TRUE(MayFollow(name, caller)) << name << " behind " << caller << ": " << source;
+    seen.insert({name, caller});
+  }
 }
 
 TEST(Trail, TheTableHasEachNameOnce) {
@@ -101,7 +112,7 @@ TEST(Trail, TheTableHasEachNameOnce) {
   for (const auto& [name, callers] : Callers())
     for (const auto& caller : callers)
       EXPECT_TRUE(caller == "host" || caller == "library" || caller == "constructor" ||
-                  Callers().contains(caller))
+                  caller == "constructor-of-parts" || Callers().contains(caller))
           << caller << " of " << name;
 }
 
@@ -115,7 +126,8 @@ TEST(Trail, EveryRowIsEnteredAndEveryEntryIsARow) {
   for (const TrailRow& row : kTrailRows) EXPECT_TRUE(entered.contains(row.name)) << row.name;
 }
 
-TEST(Trail, EveryFailureLeavesWithTheWholeTrail) {
+TEST(Trail, EveryFailureLeavesWithTheWholeTrailAndEveryCallerOfTheTableOccurs) {
+  Seen seen;
   for (int i = 0; i < kScenarioCount; ++i) {
     const Scenario& scenario = kScenarios[i];
     SCOPED_TRACE(scenario.name);
@@ -124,9 +136,13 @@ TEST(Trail, EveryFailureLeavesWithTheWholeTrail) {
     for (std::size_t nth = 0; nth < entries.size(); ++nth) {
       fake::FakeScope fake;
       const Failure failure = FailAt(scenario, fake, nth);
-      if (MayFollow(entries[nth], "constructor")) {
-        // A constructor keeps its failure and logs it; only what its object lacks may fail later.
-        EXPECT_TRUE(failure.Number() == 0 || failure.Number() == kMissingObject) << entries[nth];
+      if (IsConstructor(entries[nth])) {
+        // It keeps its failure and logs it; what fails later is the use of a part that is missing.
+        const bool failed = failure.Number() != 0;
+        const std::string kind = failed ? "constructor-of-parts" : "constructor";
+        EXPECT_TRUE(MayFollow(entries[nth], kind)) << entries[nth] << " as a " << kind;
+        seen.insert({entries[nth], kind});
+        EXPECT_EQ(failure.Number(), failed ? kMissingObject : 0) << entries[nth];
         EXPECT_EQ(fake.log().LinesOf({"ErrorLog"}),
                   std::vector<std::string>{"ErrorLog.Log(" + entries[nth] +
                                            ", -77, made to fail, Injected, tests)"});
@@ -134,9 +150,12 @@ TEST(Trail, EveryFailureLeavesWithTheWholeTrail) {
       }
       EXPECT_EQ(failure.Number(), kNumber) << entries[nth];
       EXPECT_EQ(failure.Description(), "made to fail") << entries[nth];
-      ExpectTrail(failure.Source(), entries[nth]);
+      ExpectTrail(failure.Source(), entries[nth], seen);
     }
   }
+  for (const auto& [name, callers] : Callers())
+    for (const auto& caller : callers)
+      EXPECT_TRUE(seen.contains({name, caller})) << caller << " never stands before " << name;
 }
 
 // The comment reader and one Get report another name than their own.

@@ -196,7 +196,7 @@ TYPED_TEST(XmlContract, EveryTruncationOfATextIsRefused) {
 template <class T>
 class SettingsXmlContract : public XmlContract<T> {};
 
-using SettingsClasses = testing::Types<DataSelect, CCProcessing, PAProcessing>;
+using SettingsClasses = testing::Types<DataSelect, CCProcessing, PAProcessing, CAProcessing>;
 TYPED_TEST_SUITE(SettingsXmlContract, SettingsClasses);
 
 TYPED_TEST(SettingsXmlContract, AnEmptyElementLeavesEveryChangedSetting) {
