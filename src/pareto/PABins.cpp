@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
@@ -141,6 +142,7 @@ double PABins::Percentage(std::int32_t Level) const {
 void PABins::Load(const Friend&, Array<API_PABin> Bins) {
   Traced("PABins.Load", [&] {
     bins_ = std::move(Bins);
+    count_ = checked::Narrow(bins_.UpperBound() + 1);
     cursor_.Reset();
   });
 }

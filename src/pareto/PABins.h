@@ -24,7 +24,7 @@ class PABins : public platform::Object {
   PABins& operator=(const PABins&) = delete;
   ~PABins() override = default;
 
-  std::int32_t Count() const { return bins_.Count(); }
+  std::int32_t Count() const { return count_; }
   // From 1, also when there are no bins. A move that is not possible returns false and the cursor
   // stays; bins that were just loaded stand on the first.
   std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
@@ -62,6 +62,7 @@ class PABins : public platform::Object {
   double Percentage(std::int32_t Level) const;
 
   // For the library.
+  // Takes the array over and stands on its first bin. Fails with 9 when it was never dimensioned.
   void Load(const Friend&, Array<API_PABin> Bins);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
@@ -72,6 +73,7 @@ class PABins : public platform::Object {
 
   Array<API_PABin> bins_;
   Cursor cursor_;
+  std::int32_t count_ = 0;
 };
 
 }  // namespace orvspc

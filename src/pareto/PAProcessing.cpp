@@ -93,9 +93,11 @@ PAProcessing::PAProcessing() {
 
 std::shared_ptr<PAProcessing> PAProcessing::Clone() const {
   auto clone = std::make_shared<PAProcessing>();
-  clone->settings_ = settings_;
+  clone->SetSettings(Friend{}, settings_);
   return clone;
 }
+
+void PAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }
 
 void PAProcessing::TimePeriod(paTimePeriods value) {
   BinTimePeriod(0, value);

@@ -21,6 +21,8 @@ class Friend;
 // many bins are wanted, what a bin adds up and how its figure is expressed. An analysis works on a
 // corrected clone and never touches the host's object.
 class PAProcessing : public platform::Object {
+  struct Settings;
+
  public:
   PAProcessing();
 
@@ -98,6 +100,7 @@ class PAProcessing : public platform::Object {
   void BinTimeInterval(std::int32_t Level, std::int32_t value);
 
   // For the library.
+  void SetSettings(const Friend&, const Settings& value);
   void GetAPIOptions(const Friend&, API_PAOptions& Options) const;
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);

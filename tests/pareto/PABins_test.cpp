@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/FixedText.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 #include "tests/pareto/bins.h"
@@ -29,15 +30,23 @@ class PABinsTest : public testing::Test {
   fake::FakeScope fake_;
 };
 
-// One bin with this in its name field, every unit given.
-std::shared_ptr<PABins> Named(const std::u16string& units) {
-  Array<API_PABin> rows;
-  rows.Dimension(0, 0);
-  std::copy_n(units.begin(), std::min<std::size_t>(units.size(), 32), rows[0].Name);
-  auto bins = std::make_shared<PABins>(Friend{});
-  bins->Load(Friend{}, std::move(rows));
-  return bins;
-}
+// One bin with this in its name field, every unit given. The array is moved in, so its field can
+// still be seen here.
+struct Named {
+  explicit Named(const std::u16string& units) {
+    Array<API_PABin> rows;
+    rows.Dimension(0, 0);
+    std::copy_n(units.begin(), std::min<std::size_t>(units.size(), 32), rows[0].Name);
+    row_ = rows.Elements().data();
+    bins.Load(Friend{}, std::move(rows));
+  }
+  std::u16string Field() const { return {row_->Name, 32}; }
+
+  PABins bins{Friend{}};
+
+ private:
+  const API_PABin* row_ = nullptr;
+};
 
 // The one bin that this element makes.
 std::shared_ptr<PABins> Read(const std::string& attributes) {
@@ -90,6 +99,19 @@ TEST_F(PABinsTest, ThreeBinsAreWalkedFromTheFirst) {
   EXPECT_EQ(bins->Flag(), 2000);
 }
 
+TEST_F(PABinsTest, LoadingAnArrayNeverDimensionedFailsAndTheCountStays) {
+  const auto bins = Loaded(3);
+  bins->MoveLast();
+  const Failure failure = FailureOf([&] { bins->Load(Friend{}, {}); });
+  EXPECT_EQ(failure.Number(), 9);
+  EXPECT_EQ(failure.Source(), "PABins.Load|orvSPCAnalysis6");
+  EXPECT_EQ(bins->Count(), 3);
+  EXPECT_EQ(bins->CurrentIndex(), 3);
+  PABins empty(Friend{});
+  EXPECT_EQ(NumberOf([&] { empty.Load(Friend{}, {}); }), 9);
+  EXPECT_EQ(empty.Count(), 0);
+}
+
 TEST_F(PABinsTest, EveryPropertyReadsItsField) {
   const auto bins = Loaded(2);
   bins->MoveLast();
@@ -140,21 +162,42 @@ struct Cleaned {
   const char* reason;
 };
 
-TEST_F(PABinsTest, NameIsTheFieldWithoutItsPadding) {
-  for (const Cleaned& row :
-       {Cleaned{u"Burr", "Burr", "NUL padding"},
-        Cleaned{u"Burr" + std::u16string(28, u' '), "Burr", "blank padding"},
-        Cleaned{u"Burr   ", "Burr", "blanks, then NUL"},
-        Cleaned{std::u16string(u"Burr\0old", 8), "Burr", "what an earlier text left"},
-        Cleaned{u"  Burr in hole ", "  Burr in hole", "blanks before and inside stay"},
-        Cleaned{std::u16string(32, u'x'), "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", "a full field"},
-        Cleaned{u"", "", "nothing"}, Cleaned{u"Kratzer µ", "Kratzer \xC2\xB5", "no ASCII"},
-        Cleaned{std::u16string(31, u'x') + u"\xD83D", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\xEF\xBF\xBD",
-                "half a character that a cut left"}}) {
-    const auto bins = Named(row.field);
-    EXPECT_EQ(bins->Name(), row.name) << row.reason;
-    EXPECT_EQ(bins->Name(), row.name) << "a second time: " << row.reason;
+const std::vector<Cleaned>& CleanedNames() {
+  static const std::vector<Cleaned> rows = {
+      Cleaned{u"Burr", "Burr", "NUL padding"},
+      Cleaned{u"Burr" + std::u16string(28, u' '), "Burr", "blank padding"},
+      Cleaned{u"Burr   ", "Burr", "blanks, then NUL"},
+      Cleaned{std::u16string(u"Burr\0old", 8), "Burr", "what an earlier text left"},
+      Cleaned{u"  Burr in hole ", "  Burr in hole", "blanks before and inside stay"},
+      Cleaned{std::u16string(32, u'x'), "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", "a full field"},
+      Cleaned{u"", "", "nothing"},
+      Cleaned{u"Kratzer µ", "Kratzer \xC2\xB5", "no ASCII"},
+      Cleaned{std::u16string(31, u'x') + u"\xD83D", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx\xEF\xBF\xBD",
+              "half a character that a cut left"}};
+  return rows;
+}
+
+// What stands in the field once it was read: the text at its left, blanks behind it.
+std::u16string WithBlanks(const Cleaned& row) {
+  std::u16string text(platform::TrimFixedText(row.field));
+  text.resize(32, u' ');
+  return text;
+}
+
+TEST_F(PABinsTest, NameIsTheFieldWithoutItsPaddingAndTheFieldGetsBlanks) {
+  for (const Cleaned& row : CleanedNames()) {
+    Named named(row.field);
+    EXPECT_EQ(named.bins.Name(), row.name) << row.reason;
+    EXPECT_EQ(named.Field(), WithBlanks(row)) << row.reason;
+    EXPECT_EQ(named.bins.Name(), row.name) << "a second time: " << row.reason;
+    EXPECT_EQ(named.Field(), WithBlanks(row)) << "a second time: " << row.reason;
   }
+}
+
+TEST_F(PABinsTest, WritingANameWritesItBackWithBlanks) {
+  Named named(std::u16string(u"Burr\0old", 8));
+  EXPECT_NE(named.bins.GetXML().find("Name=\"Burr\""), std::string::npos);
+  EXPECT_EQ(named.Field(), u"Burr" + std::u16string(28, u' '));
 }
 
 TEST_F(PABinsTest, ABinIsWrittenWithAllItsAttributesInOrder) {

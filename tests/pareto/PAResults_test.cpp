@@ -35,6 +35,14 @@ TEST(PAResults, ANewObjectHasBinsAndNothingElse) {
   EXPECT_EQ(results.GetXML(), "<PAResults><PABins/></PAResults>");
 }
 
+TEST(PAResults, LoadingAnArrayNeverDimensionedFailsInItsBins) {
+  const fake::FakeScope fake;
+  PAResults results;
+  const auto failure = fake::FailureOf([&] { results.Load(Friend{}, {}); });
+  EXPECT_EQ(failure.Number(), 9);
+  EXPECT_EQ(failure.Source(), "PAResults.Load|PABins.Load|orvSPCAnalysis6");
+}
+
 TEST(PAResults, TheObjectsThemselvesAreHandedOut) {
   Analysis run;
   const auto results = Result(run);
