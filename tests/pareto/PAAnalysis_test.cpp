@@ -6,8 +6,11 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "frame/FailPoint.h"
+#include "pareto/pareto_run.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/pareto/analysis.h"
 
@@ -213,6 +216,86 @@ TEST(PAAnalysis, AFailureOfTheDatabaseObjectLeavesBeforeTheLibraryIsEntered) {
   const auto failure = fake::FailureOf([&] { run.Analyze(); });
   EXPECT_EQ(failure.Source(), "PAAnalysis.AnalyzeDataSelect|PAAnalysis.AnalyzeDS|Outside.Object");
   EXPECT_EQ(run.log().Count("VLXPAR"), 0);
+}
+
+#ifdef ORVSPC_FAIL_POINTS
+TEST(PAAnalysis, TheSettingsAreCorrectedBeforeTheSelectionIsFlatAndOnceMoreForTheCall) {
+  Analysis run;
+  run.Answer(1, 4);
+  Lines entries;
+  FailPoint::Set([&](std::string_view entry) {
+    if (entry == "PAProcessing.FixProcessing" || entry == "DataSelect.API_GetData" ||
+        entry == "PAAnalysis.AnalyzeDS" || entry == "PAProcessing.GetAPIOptions")
+      entries.emplace_back(entry);
+  });
+  run.Analyze();
+  FailPoint::Set({});
+  EXPECT_EQ(entries,
+            (Lines{"PAProcessing.FixProcessing", "DataSelect.API_GetData", "PAAnalysis.AnalyzeDS",
+                   "PAProcessing.FixProcessing", "PAProcessing.GetAPIOptions"}));
+}
+
+TEST(PAAnalysis, EachCorrectionOfTheSettingsFailsWithTheTrailOfItsCaller) {
+  const char* const trails[] = {
+      "PAAnalysis.AnalyzeDataSelect|PAProcessing.FixProcessing|orvSPCAnalysis6",
+      "PAAnalysis.AnalyzeDataSelect|PAAnalysis.AnalyzeDS|PAProcessing.FixProcessing|"
+      "orvSPCAnalysis6"};
+  for (int nth = 0; nth < 2; ++nth) {
+    Analysis run;
+    int seen = 0;
+    FailPoint::Set([&](std::string_view entry) {
+      if (entry == "PAProcessing.FixProcessing" && seen++ == nth) FailSubscript();
+    });
+    EXPECT_EQ(fake::SourceOf([&] { run.Analyze(); }), trails[nth]);
+    FailPoint::Set({});
+  }
+}
+#endif
+
+// The run alone.
+
+struct RunAlone : Analysis {
+  RunAlone() { results->Processing(Friend{}, processing); }
+  bool Analyze() { return pareto_run::AnalyzeDS(*database, info, filter, *results); }
+
+  std::shared_ptr<PAResults> results = std::make_shared<PAResults>();
+  API_DSInfo info = {};
+  Array<std::int32_t> filter;
+};
+
+TEST(ParetoRun, CorrectsTheSettingsItself) {
+  RunAlone run;
+  run.filter.Dimension(0, 0);
+  run.processing->BinCount(3);
+  run.processing->ResourceType(paResourceTypes{7});
+  EXPECT_TRUE(run.Analyze());
+  EXPECT_EQ(run.log().LinesOf({"VLX"}),
+            Lines{"VLXPAR_PROC(0, 77, DSInfo, [1], [5 x 192], 5, zeros)"});
+  EXPECT_EQ(run.processing->BinCount(), 5);
+  EXPECT_EQ(run.processing->ResourceType(), paSubgroups);
+}
+
+TEST(ParetoRun, IsTrueAlsoWhenTheLibraryRefusesAndTheResultsStay) {
+  RunAlone run;
+  run.filter.Dimension(0, 0);
+  run.results->Load(Friend{}, pareto_test::BinsOf(2));
+  run.Answer(0, 4);
+  EXPECT_TRUE(run.Analyze());
+  EXPECT_EQ(run.results->Bins()->Count(), 2);
+}
+
+TEST(ParetoRun, AFilterWithoutCellsFailsBeforeTheLibraryIsEntered) {
+  RunAlone run;
+  const auto failure = fake::FailureOf([&] { run.Analyze(); });
+  EXPECT_EQ(failure.Number(), 9);
+  EXPECT_EQ(failure.Source(), "PAAnalysis.AnalyzeDS|orvSPCAnalysis6");
+  EXPECT_EQ(run.log().Lines(), Lines{"Database.ConnectionHandle()"});
+}
+
+TEST(ParetoRun, AnAnalysisThatWasNotDoneGivesNothing) {
+  const RunAlone run;
+  EXPECT_EQ(pareto_run::Finish(false, run.results), nullptr);
+  EXPECT_EQ(pareto_run::Finish(true, run.results), run.results);
 }
 
 }  // namespace
