@@ -204,9 +204,32 @@ TEST_F(EventDataTest, ATextKeepsEverythingButTheIdentifier) {
   EXPECT_EQ(read.GetXML(), events_.GetXML());
 }
 
+// A platform whose trimmer keeps the fields as they were given to it.
+class TrimmerWatch : public fake::FakePlatform {
+ public:
+  std::shared_ptr<platform::TextTrimmer> MakeTextTrimmer() override {
+    return std::make_shared<Trimmer>(fields);
+  }
+  std::vector<std::u16string> fields;
+
+ private:
+  struct Trimmer : platform::TextTrimmer {
+    explicit Trimmer(std::vector<std::u16string>& given) : fields(given) {}
+    void TrimFixedString(std::u16string& text) override {
+      fields.push_back(text);
+      text.resize(platform::TrimFixedText(text).size());
+    }
+    std::vector<std::u16string>& fields;
+  };
+};
+
 TEST_F(EventDataTest, AMissingNameIsEmptyAndTheFieldBlank) {
+  const auto watch = std::make_shared<TrimmerWatch>();
+  const platform::Scope scope(watch);
   EXPECT_TRUE(events_.SetXML("<EventData><Event F_ACC=\"7\"/></EventData>"));
+  watch->fields.clear();
   EXPECT_EQ(events_.Name(), "");
+  EXPECT_EQ(watch->fields, std::vector{std::u16string(32, u' ')});
   EXPECT_EQ(events_.ACC(), 7);
   EXPECT_EQ(events_.EventTime(), 25569.0);
 }

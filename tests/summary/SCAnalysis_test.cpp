@@ -209,11 +209,14 @@ TEST_F(SCAnalysisTest, NothingFoundEmptiesTheResults) {
 TEST_F(SCAnalysisTest, AnAnalysisThatWasNotDoneGivesNothing) {
   const auto results = Analyze();
   API_DSInfo info = {};
-  info.TimeStart = 5;
   Array<std::int32_t> filter;
   select_->API_GetData(info, filter);
+  info.TimeStart = 1'600'000'000;
+  const std::string before = results->DataSelect()->GetXML();
   EXPECT_EQ(compliance_run::Finish(false, results, info, filter), nullptr);
+  EXPECT_EQ(results->DataSelect()->GetXML(), before);
   EXPECT_EQ(compliance_run::Finish(true, results, info, filter), results);
+  EXPECT_EQ(results->DataSelect()->DateRangeStart(), platform::TimeStampToDate(1'600'000'000));
 }
 
 }  // namespace
