@@ -12,6 +12,7 @@ namespace orvspc {
 namespace {
 
 // The attributes of an event in their order; the name, a text, stands without a member.
+// Deliberate: Evnt is not among them, so an event of a text has identifier 0.
 struct Attribute {
   const char* name;
   std::int32_t API_EventData::*member;

@@ -35,6 +35,7 @@ bool ResolveName(platform::NameRecordKind kind, const std::shared_ptr<platform::
   const auto record = PlatformInForce()->MakeNameRecord(kind);
   Needed(record).ID(id);
   record->KeyMode(1);
+  // Deliberate: an identifier without a record is not remembered; the next call reads again.
   if (!record->Read(database, 0)) return false;
   cache.Add(*record);
   return true;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The retrieval of events. Nothing is written back into the selection.
+// The retrieval of events.
 #include <utility>
 
 #include "frame/Friend.h"
@@ -31,6 +31,7 @@ std::shared_ptr<EventData> DataSelect::GetEventData(
       library.VLXDBL_GETEVENTS(0, database->ConnectionHandle(), events.Elements(), rows.Ref(),
                                count, DBLib6::kEvents);
     }
+    // Deliberate: what the library changed in the selection is not written back.
     auto data = std::make_shared<EventData>();
     data->LoadStructures(Friend{}, std::move(rows));
     return data;

@@ -42,7 +42,8 @@ double GetPreviousProcessStateTime(const std::shared_ptr<platform::Database>& da
   });
 }
 
-// Null when nothing was found; a list without records when all lie after the end of the range.
+// Deliberate: null when nothing was found, but a list without records when all lie after the end of
+// the range.
 std::shared_ptr<PrcsStateLog> GetProcessStateLogs(
     const std::shared_ptr<platform::Database>& database, const DataSelect& select) {
   return Traced("PSAnalysis.GetProcessStateLogs", [&]() -> std::shared_ptr<PrcsStateLog> {

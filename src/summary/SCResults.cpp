@@ -64,6 +64,7 @@ ProcessStateTypes SCResults::StateType() const {
 }
 
 double SCResults::StartTime() const {
+  // Deliberate: only a row of detail has a start; for any other kind its stamp is not looked at.
   return Current().ResultType == 0 ? TimeStampToDate(Current().StartStamp) : kNoStart;
 }
 
