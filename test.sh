@@ -61,6 +61,18 @@ build_and_test() {  # preset, what it is
   fi
 }
 
+# What runs on several threads; the rest of the tests says nothing to the thread sanitizer.
+build_threads() {
+  cmake --preset tsan &&
+    cmake --build --preset tsan --target test_threads test_threads_slow test_engine_store -- -k 0
+}
+
+run_threads() {
+  local -x TSAN_OPTIONS="suppressions='$PWD/tests/threads/sanitizer.supp'"
+  build/tsan/bin/test_threads && build/tsan/bin/test_threads_slow &&
+    build/tsan/bin/test_engine_store --gtest_filter='TwoThreadsTest.*:Halves.*'
+}
+
 stage "packages" packages require "$build_needs$test_needs" || exit 1
 
 export UBSAN_OPTIONS=print_stacktrace=1
@@ -72,6 +84,11 @@ build_and_test dev "g++"
 stage "each public header alone" headers cmake --build --preset dev --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/dev
 build_and_test asan "clang, address and undefined"
+if stage "build, clang, thread" build-tsan build_threads; then
+  stage "tests, clang, thread" tests-tsan run_threads
+else
+  not_run "tests, clang, thread"
+fi
 stage "clang-tidy" tidy tools/check_tidy.sh build/asan
 
 printf '\n'

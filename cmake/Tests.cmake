@@ -61,7 +61,7 @@ orvspc_tests(certified orvspc_analysis orvspc_embedded)
 foreach(dir contract hostile)
   orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded EXPAT::EXPAT)
 endforeach()
-foreach(dir host script)
+foreach(dir host script threads)
   orvspc_tests(${dir} orvspc_cli)
 endforeach()
 
