@@ -44,9 +44,8 @@ class RowsInForce {
 void SortForProcess(std::vector<ControlLimit>& limits);
 template <class Row>
 void SortByTime(std::vector<Row>& rows) {
-  std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
-    return EffectiveTime(a) < EffectiveTime(b);
-  });
+  std::stable_sort(rows.begin(), rows.end(),
+                   [](const Row& a, const Row& b) { return EffectiveTime(a) < EffectiveTime(b); });
 }
 
 // Limits of a specification row as numbers; NaN for one that it does not have.

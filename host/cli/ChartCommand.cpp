@@ -142,9 +142,8 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
   if (document.chart.subgroups.rows.empty()) return document;
   document.streams = StreamsRead();
   if (const auto limits = LatestAcceptance()) {
-    document.acceptance =
-        AcceptanceRead{limits->level, limits->risk, limits->binomial, limits->numbers,
-                       limits->rates};
+    document.acceptance = AcceptanceRead{limits->level, limits->risk, limits->binomial,
+                                         limits->numbers, limits->rates};
   }
   return document;
 }
