@@ -87,6 +87,7 @@ Lookups::Lookups(SqliteStore& store, Connection& connection, const ParetoPlan& p
   }
   if (plan.resource == Resource::Subgroups) {
     defect_factors_ = FactorsOf(*store.Items(ItemKind::Defect));
+    part_factors_ = FactorsOf(*store.Items(ItemKind::Part));
     defects_ = LookUpItems(connection, "defect", ReadFilter(info, filter).defect);
   } else if (plan.resource == Resource::Events) {
     acc_factors_ = FactorsOf(*store.Items(ItemKind::AccCode));
@@ -178,10 +179,15 @@ void Lookups::ReadDomain(SqliteStore& store, Connection& connection, const API_D
   const auto& kind = *level.plan->kind;
   const auto flat = ReadFilter(info, filter);
   auto& domain = level.domain;
-  const auto* const block =
-      kind.naming == Naming::Item && kind.via == Via::Field ? BlockOf(flat, kind.item) : nullptr;
+  // Groups are those that items of the filter count in, places those that its processes have.
+  const auto source = kind.via == Via::Place ? ItemKind::Process : kind.item;
+  const bool is_item = kind.naming == Naming::Item || kind.naming == Naming::Group;
+  const auto* const block = is_item ? BlockOf(flat, source) : nullptr;
   if (block != nullptr && block->limited) {
-    domain = *LookUpItems(connection, WordOf(kind.item), *block);
+    domain = *LookUpItems(connection, WordOf(source), *block);
+    if (level.table) {
+      for (auto& id : domain) id = level.table->Of(id);
+    }
   } else if (kind.naming == Naming::Item) {
     for (const auto& item : level.items->items) {
       if (item.active) domain.push_back(item.id);

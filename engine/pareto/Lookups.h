@@ -70,7 +70,10 @@ class Lookups {
     levels_[level].domain = std::move(ids);
   }
 
-  const IdTable<double>& DefectFactors() const { return defect_factors_; }
+  // Weight of what a subgroup's row says: that of its defect code, without a code that of the part.
+  double WeightOf(std::int32_t part, std::int32_t defect) const {
+    return defect != 0 ? defect_factors_.Of(defect) : part_factors_.Of(part);
+  }
   const IdTable<double>& AccFactors() const { return acc_factors_; }
   const IdTable<double>& CacFactors() const { return cac_factors_; }
   const IdTable<double>& StateFactors() const { return state_factors_; }
@@ -103,7 +106,8 @@ class Lookups {
   std::string TextOf(const Level& level, std::int32_t id) const;
 
   std::vector<Level> levels_;
-  IdTable<double> defect_factors_{1.0}, acc_factors_{1.0}, cac_factors_{1.0}, state_factors_{1.0};
+  IdTable<double> defect_factors_{1.0}, part_factors_{1.0}, acc_factors_{1.0}, cac_factors_{1.0},
+      state_factors_{1.0};
   std::optional<std::vector<std::int32_t>> defects_;
 };
 

@@ -20,7 +20,7 @@ using BinKeys = std::array<std::int32_t, kMostLevels>;
 struct Tally {
   BinKeys keys{};
   double amount = 0.0;         // as the accumulation tells
-  double weighted = 0.0;       // amounts times the weights of their codes
+  double weighted = 0.0;       // amounts times the weights of their codes or parts
   double records = 0.0;        // or defects, where values accumulate
   double nonconforming = 0.0;  // units
   std::int32_t newest_time = INT32_MIN, newest_subgroup = 0;
@@ -41,24 +41,33 @@ struct Tally {
   }
 };
 
-// What was inspected, by the identifiers that a subgroup has as a whole; those of its rows are 0.
-struct Ground {
-  BinKeys keys{};
-  double units = 0.0;
-  // The one (part, test) of all its subgroups, all of variable values; part 0: there is none yet.
-  std::int32_t part = 0, test = 0, newest_time = INT32_MIN;
-  bool one_variable = true;
+// The (part, test) that piece values are of, and the newest time among them.
+struct PieceSource {
+  std::int32_t part = 0, test = 0, newest_time = INT32_MIN;  // part 0: there are no values
+  bool is_one = true;                                        // false: of several
 
-  void See(std::int32_t of_part, std::int32_t of_test, bool variable, std::int32_t time) {
-    if (!variable || (part != 0 && (part != of_part || test != of_test))) one_variable = false;
+  void See(std::int32_t of_part, std::int32_t of_test, std::int32_t time) {
+    if (part != 0 && (part != of_part || test != of_test)) is_one = false;
     part = of_part;
     test = of_test;
     if (time > newest_time) newest_time = time;
   }
+  void Add(const PieceSource& other) {
+    if (other.part == 0) return;
+    See(other.part, other.test, other.newest_time);
+    is_one = is_one && other.is_one;
+  }
+};
+
+// What was inspected, by the identifiers that a subgroup has as a whole; those of its rows are 0.
+struct Ground {
+  BinKeys keys{};
+  double units = 0.0;
+  PieceSource source;
+
   void Add(const Ground& other) {
     units += other.units;
-    one_variable = one_variable && other.one_variable;
-    See(other.part, other.test, other.one_variable, other.newest_time);
+    source.Add(other.source);
   }
 };
 

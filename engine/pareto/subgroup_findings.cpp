@@ -106,9 +106,10 @@ class SubgroupTaker::Counter {
       const bool is_variable = facts.type == ttVariable;
       keys_.Start(subgroup);
       auto& ground = out_.grounds.Of(keys_.Keys());
-      ground.See(subgroup.Part, subgroup.Test, is_variable, subgroup.Sgtm);
       if (is_variable) {
-        ground.units += TakePieces(data, subgroup, facts);
+        const auto pieces = TakePieces(data, subgroup, facts);
+        ground.units += pieces;
+        if (pieces > 0.0) ground.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
       } else {
         ground.units += std::max(subgroup.Size, 0);
         TakeCounts(data, subgroup, facts.type == ttDefectives);
@@ -132,7 +133,7 @@ class SubgroupTaker::Counter {
     const auto amount = by_hits_ ? 1.0 : found;
     tally.amount += amount;
     tally.records += amount;
-    tally.weighted += amount * lookups_.DefectFactors().Of(key.Def);
+    tally.weighted += amount * lookups_.WeightOf(subgroup.Part, key.Def);
     tally.See(subgroup.Sgtm, subgroup.Sgrp);
     return tally;
   }
@@ -277,7 +278,7 @@ class ValuesTaker::Gatherer {
         keys_(plan, lookups),
         every_state_(every_state),
         places_(places),
-        values_(bins) {}
+        pieces_(bins) {}
 
   void Gather(const DataSet& data) {
     for (const auto& subgroup : data.subgroups) {
@@ -288,18 +289,29 @@ class ValuesTaker::Gatherer {
         const auto key = KeyAt(data, subgroup, row);
         if (!IsPiece(key, value)) continue;
         const auto* const bin = places_.Find(keys_.KeysOf(key));
-        if (bin != nullptr) values_[bin->place].push_back(value);
+        if (bin != nullptr) Keep(subgroup, value, pieces_[bin->place]);
       }
     }
   }
-  const std::vector<double>& Of(std::size_t bin) const { return values_[bin]; }
+  const PieceValues& Of(std::size_t bin) const { return pieces_[bin]; }
 
  private:
+  // Values of several tests together say nothing and are not held.
+  static void Keep(const API_SubgroupData& subgroup, double value, PieceValues& pieces) {
+    if (!pieces.source.is_one) return;
+    pieces.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
+    if (pieces.source.is_one) {
+      pieces.values.push_back(value);
+    } else {
+      pieces.values = {};
+    }
+  }
+
   FactsMemo facts_;
   SubgroupKeys keys_;
   bool every_state_;
   const KeyTable<Bin>& places_;
-  std::vector<std::vector<double>> values_;
+  std::vector<PieceValues> pieces_;
 };
 
 ValuesTaker::ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
@@ -319,13 +331,15 @@ void ValuesTaker::Begin(std::size_t parts) {
 
 void ValuesTaker::Take(std::size_t part, const DataSet& batch) { gatherers_[part].Gather(batch); }
 
-std::vector<double> ValuesTaker::Finish(std::size_t bin) const {
-  std::vector<double> values;
+PieceValues ValuesTaker::Finish(std::size_t bin) const {
+  PieceValues whole;
   for (const auto& gatherer : gatherers_) {
     const auto& more = gatherer.Of(bin);
-    values.insert(values.end(), more.begin(), more.end());
+    whole.source.Add(more.source);
+    whole.values.insert(whole.values.end(), more.values.begin(), more.values.end());
   }
-  return values;
+  if (!whole.source.is_one) whole.values.clear();
+  return whole;
 }
 
 }  // namespace orvspc::engine

@@ -27,6 +27,7 @@ constexpr Kind kKinds[] = {
     {"acc-codes", ImportKind::AccCodes, ImportAccCodes},
     {"cac-codes", ImportKind::CacCodes, ImportCacCodes},
     {"state-codes", ImportKind::StateCodes, ImportStateCodes},
+    {"parts", ImportKind::Parts, ImportParts},
     {"processes", ImportKind::Processes, ImportProcesses},
     {"events", ImportKind::Events, ImportEvents},
     {"states", ImportKind::States, ImportStates},

@@ -53,15 +53,14 @@
 //                part (none: any), from and to (holds from the one up to and without the other)
 //                and name (a new one; made of the rest unless given).
 // defects        code; optional name (what the code stands for), group, factor (its weight, 1
-// unless
-//                given, not below 0). A code that is there already takes over what the line gives.
-//                A code may have several lines, for several groups, whose names and factors agree.
+//                unless given, not below 0). A code that is there already takes over what the line
+//                gives. A code may have several lines, for several groups, whose names and factors
+//                agree.
 // acc-codes, cac-codes   the same for the codes of events.
 // state-codes    code; optional name and factor; type (none start run pause end idle scheduled-down
 //                unscheduled-down, or its number), needed for a new code.
-// parts          part and factor (its weight, not below 0, 1 as long as none was given). Lines of
-// one
-//                part agree.
+// parts          part and factor, its weight: not below 0, 1 as long as none was given. Lines of
+//                one part agree.
 // processes      process and any of company division site department area production-unit, which
 //                say where a process belongs; a process that is there takes over what is given.
 // events         type (subgroup-alarm general sampling-violation subgroup-disable subgroup-delete
@@ -72,14 +71,14 @@
 //                already stored.
 // states         process time state: from that time on the process is in that state. A new state
 //                needs the column type. Refused too: a second state of a process at one time.
-// net-contents   part test nominal (the labelled quantity); optional class (R87, HB133, own),
-// quantity
-//                (mass unless given, volume length area count), mav, upper (yes: the upper limits
-//                of the class too), any of mavl mavu t1l t1u t2l t2u, each with the percent of
-//                packages allowed beyond it in a column ending in p, factor (values are multiplied
-//                by it), effective and name. What is given holds; R87 derives t1l and t2l of a mass
-//                from 5 to 10000 g, HB133 needs mav or mavl. Deficiencies that are not settled for
-//                certain (other quantities, or one that would have to be rounded) are refused.
+// net-contents   part test nominal (the labelled quantity); optional class (R87, HB133, own) and
+//                quantity (mass unless given, volume length area count), mav, upper (yes: the upper
+//                limits of the class too), any of mavl mavu t1l t1u t2l t2u, each with the percent
+//                of packages allowed beyond it in a column ending in p, factor (values are
+//                multiplied by it), effective and name. What is given holds; R87 derives t1l and
+//                t2l of a mass from 5 to 10000 g, HB133 needs mav or mavl. Deficiencies that are
+//                not settled for certain (other quantities, or one that would have to be rounded)
+//                are refused.
 namespace orvspc::engine {
 
 enum class ImportKind {

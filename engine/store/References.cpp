@@ -11,14 +11,17 @@ bool IsCode(ItemKind kind) {
          kind == ItemKind::StateCode;
 }
 
+bool HasWeight(ItemKind kind) { return IsCode(kind) || kind == ItemKind::Part; }
+
 // Texts of statements live as long as the program.
 std::string_view TextOf(ItemKind kind) {
   static const auto texts = [] {
     std::array<std::string, kItemKinds> all;
     for (int i = 0; i < kItemKinds; ++i) {
       const auto each = static_cast<ItemKind>(i);
-      std::string columns = "id, name, active";
-      if (IsCode(each)) columns = "id, iif(text = '', name, text), active, factor";
+      std::string columns =
+          IsCode(each) ? "id, iif(text = '', name, text), active" : "id, name, active";
+      if (HasWeight(each)) columns += ", factor";
       if (each == ItemKind::StateCode) columns += ", type";
       all[static_cast<std::size_t>(i)] =
           "SELECT " + columns + " FROM " + std::string(TableOf(each)) + " ORDER BY id";
@@ -45,7 +48,7 @@ ItemList ReadItems(Connection& connection, ItemKind kind) {
     item.id = query.Int(0);
     item.name = query.Text(1);
     item.active = query.Int(2) != 0;
-    if (IsCode(kind)) item.factor = query.Real(3);
+    if (HasWeight(kind)) item.factor = query.Real(3);
     if (kind == ItemKind::StateCode) item.type = query.Int(4);
   }
   return list;

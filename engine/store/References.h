@@ -19,7 +19,7 @@ struct Item {
   std::int32_t id = 0;
   std::string name;       // of a code what it stands for, where that is given
   bool active = true;     // no longer in use otherwise
-  double factor = 1.0;    // weight of a code
+  double factor = 1.0;    // weight of a code or a part
   std::int32_t type = 0;  // of a state code: ProcessStateTypes
 };
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
+#include <set>
 
 #include "engine/store/import_table.h"
 #include "engine/store/state_words.h"
@@ -27,6 +28,20 @@ std::string_view UpdateOf(ItemKind kind) {
   return texts[static_cast<std::size_t>(kind)];
 }
 
+// The weight that a line gives, into what the earlier lines of the same item gave; empty cells
+// leave it.
+void TakeWeight(const ImportTable& table, std::size_t column, std::optional<double>& weight,
+                std::string_view differs) {
+  const auto given = table.OptionalNumber(column);
+  if (!given) return;
+  // Sums of any number of finds stay finite.
+  constexpr double kMostWeight = 1e9;
+  if (*given < 0.0) table.Refuse(column, "must not be below 0");
+  if (*given > kMostWeight) table.Refuse(column, "must not be above 1000000000");
+  if (weight && *weight != *given) table.Refuse(column, differs);
+  weight = given;
+}
+
 class CodesImport {
  public:
   CodesImport(const ImportContext& context, ItemKind kind, std::span<const ColumnSpec> columns)
@@ -51,7 +66,7 @@ class CodesImport {
     const auto id = names_.Take(kind_, code);
     auto& facts = facts_[id];
     TakeText(facts);
-    TakeFactor(facts);
+    TakeWeight(table_, kFactor, facts.factor, kDiffers);
     Update(id, facts);
     if (kind_ == ItemKind::StateCode) {
       TakeType(id, facts, is_new);
@@ -67,14 +82,6 @@ class CodesImport {
     if (cell.empty()) return;
     if (!facts.text.empty() && facts.text != cell) table_.Refuse(kName, kDiffers);
     facts.text = cell;
-  }
-
-  void TakeFactor(CodeFacts& facts) {
-    const auto factor = table_.OptionalNumber(kFactor);
-    if (!factor) return;
-    if (*factor < 0.0) table_.Refuse(kFactor, "must not be below 0");
-    if (facts.factor && *facts.factor != *factor) table_.Refuse(kFactor, kDiffers);
-    facts.factor = factor;
   }
 
   void TakeType(std::int32_t id, CodeFacts& facts, bool is_new) {
@@ -147,6 +154,29 @@ ImportReport ImportStateCodes(const ImportContext& context) {
   return CodesImport(context, ItemKind::StateCode, kStateColumns).Run();
 }
 
+ImportReport ImportParts(const ImportContext& context) {
+  static constexpr ColumnSpec kColumns[] = {{"part", true}, {"factor", true}};
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  std::map<std::int32_t, std::optional<double>> weights;
+  while (table.Next()) {
+    const auto part = names.Take(ItemKind::Part, table.Name(0));
+    auto& weight = weights[part];
+    TakeWeight(table, 1, weight, "differs from an earlier line of the same part");
+    if (weight) {
+      Query(context.db, "UPDATE part SET factor = ?2 WHERE id = ?1")
+          .Bind(1, std::int64_t{part})
+          .Bind(2, *weight)
+          .Run();
+    }
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
 ImportReport ImportProcesses(const ImportContext& context) {
   static constexpr ColumnSpec kColumns[] = {
       {"process", true},     {"company", false}, {"division", false},       {"site", false},
@@ -155,8 +185,10 @@ ImportReport ImportProcesses(const ImportContext& context) {
   ImportTable table(context.file, kColumns, context.options);
   ImportNames names(context.db);
   ImportReport report;
+  std::set<std::int32_t> told;
   while (table.Next()) {
     const auto process = names.Take(ItemKind::Process, table.Name(0));
+    if (!told.insert(process).second) table.Refuse(0, "an earlier line is of the same process");
     for (std::size_t i = 0; i < std::size(kPlaces); ++i) {
       const auto cell = table.Cell(i + 1);
       if (cell.empty()) continue;

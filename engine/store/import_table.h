@@ -142,6 +142,7 @@ ImportReport ImportDefects(const ImportContext& context);
 ImportReport ImportAccCodes(const ImportContext& context);
 ImportReport ImportCacCodes(const ImportContext& context);
 ImportReport ImportStateCodes(const ImportContext& context);
+ImportReport ImportParts(const ImportContext& context);
 ImportReport ImportProcesses(const ImportContext& context);
 ImportReport ImportEvents(const ImportContext& context);
 ImportReport ImportStates(const ImportContext& context);

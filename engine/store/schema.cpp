@@ -138,11 +138,13 @@ INSERT INTO rule_set_member(rule_set, number) VALUES
   (5, 16), (5, 17), (5, 18);
 )sql";
 
-// What Pareto, capability, states and compliance need beside the values: codes with a weight, the
-// organisation that a process belongs to, events, the log of process states, net contents and
-// sampling requirements. In the code tables name is the code and text what it stands for.
+// What Pareto, capability, states and compliance need beside the values: codes and parts with a
+// weight, the organisation that a process belongs to, events, the log of process states, net
+// contents and sampling requirements. In the code tables name is the code and text what it stands
+// for.
 constexpr const char* kVersion2 = R"sql(
 ALTER TABLE defect ADD COLUMN text TEXT NOT NULL DEFAULT '';
+ALTER TABLE part ADD COLUMN factor REAL NOT NULL DEFAULT 1;
 
 CREATE TABLE acc_code(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, active INTEGER NOT NULL DEFAULT 1,
   factor REAL NOT NULL DEFAULT 1, text TEXT NOT NULL DEFAULT '');

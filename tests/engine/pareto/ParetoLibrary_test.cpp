@@ -235,6 +235,37 @@ TEST_F(DefectsTest, WeightsAreThoseOfTheCodesAndSharesFollowThem) {
   EXPECT_EQ(bins[0].BinCount, 2.0);
 }
 
+// On part A 3 with the code D3, 2 with D1, which was given no weight, 5 without a code, and two
+// pieces outside the limits, one of them with D3; without a code 7 on B, 1 on C, which has no weight.
+TEST_F(ParetoTest, WhatHasNoDefectCodeWeighsWhatItsPartDoes) {
+  Import("code,factor\nD3,10\nD1,\n", ImportKind::Defects);
+  Import("part,factor\nA,4\nB,0.5\n", ImportKind::Parts);
+  Import("part,test,usl\nA,V,11\nB,V,11\n", ImportKind::Limits);
+  Import(
+      "part,process,test,subgroup,time,count,defect\n"
+      "A,P,T,1,2024-01-01,3,D3\nA,P,T,1,2024-01-01,2,D1\nA,P,T,2,2024-01-02,5,\n"
+      "B,P,T,3,2024-01-03,7,\nC,P,T,4,2024-01-04,1,\n");
+  Import(
+      "part,process,test,subgroup,time,value,defect\n"
+      "A,P,V,1,2024-01-01,12,\nA,P,V,2,2024-01-02,12,D3\nA,P,V,3,2024-01-03,10,\n");
+  auto options = ParetoOptions({paBinTypePart});
+  options.ProcessingType = paProcessByFactor;
+  const auto bins = Bins(paSubgroups, options);
+  EXPECT_EQ(Names(bins), (Strings{"A", "B", "C"}));
+  EXPECT_EQ(Values(bins), (Doubles{3 * 10 + 2 + 5 * 4 + 4 + 10, 3.5, 1}));
+  EXPECT_EQ(bins[0].Factor, bins[0].Value);
+  EXPECT_EQ(bins[0].BinCount, 12.0) << "is not weighted";
+  EXPECT_DOUBLE_EQ(bins[1].Percentage[0], 100.0 * 3.5 / 70.5);
+
+  options.BinType[0] = paBinTypeDefect;
+  const auto defects = Bins(paSubgroups, options);
+  EXPECT_EQ(Names(defects), (Strings{"D3", "(none)", "D1"}));
+  EXPECT_EQ(Values(defects), (Doubles{40, 28.5, 2}));
+
+  options.AccumulationType = paAccumulateByHits;
+  EXPECT_EQ(Values(Bins(paSubgroups, options)), (Doubles{20, 9.5, 1}));
+}
+
 // 0.1 + 0.1 + 0.1 is not 0.3 in doubles.
 TEST_F(ParetoTest, ValuesThatDifferByRoundingAloneAreTies) {
   Import("code,factor\nB,0.1\nA,0.3\n", ImportKind::Defects);

@@ -136,12 +136,13 @@ class ParetoRandomTest : public ParetoTest {
 
   void FixCodes() {
     Import("code,factor\nd1,2\nd2,0.25\nd3,7\nd4,1\n", ImportKind::Defects);
+    Import("part,factor\nP1,3\nP2,0.375\n", ImportKind::Parts);
     Import("code,factor\nacc1,3\nacc2,0.5\n", ImportKind::AccCodes);
     Import("code,factor\ncac1,5\ncac2,0.125\n", ImportKind::CacCodes);
     Import("code,type,factor\ns1,run,1\ns2,idle,2\ns3,unscheduled-down,4\ns4,run,8\n",
            ImportKind::StateCodes);
-    factor_ = {{"d1", 2},   {"d2", 0.25},    {"d3", 7}, {"acc1", 3}, {"acc2", 0.5},
-               {"cac1", 5}, {"cac2", 0.125}, {"s2", 2}, {"s3", 4},   {"s4", 8}};
+    factor_ = {{"P1", 3},     {"P2", 0.375}, {"d1", 2},       {"d2", 0.25}, {"d3", 7}, {"acc1", 3},
+               {"acc2", 0.5}, {"cac1", 5},   {"cac2", 0.125}, {"s2", 2},    {"s3", 4}, {"s4", 8}};
     state_type_ = {{"s1", "run"}, {"s2", "idle"}, {"s3", "unscheduled-down"}, {"s4", "run"}};
     Import(
         "process,company,division,site,department,area,production-unit\n"
@@ -441,7 +442,7 @@ class ParetoRandomTest : public ParetoTest {
           if (type != paBinTypeTime && !SubgroupKey(s, type)) one.keys[i] = RowKeyOf(row, type);
         }
         one.amount = is_variable || hits ? 1.0 : row.value;
-        one.factor = Factor(row.defect);
+        one.factor = Factor(row.defect.empty() ? s.part : row.defect);
         one.time = s.time;
         one.label = s.label;
         one.bad = is_variable ? 1.0 : row.value;

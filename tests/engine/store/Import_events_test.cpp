@@ -56,6 +56,17 @@ TEST_F(ImportEventsTest, StateCodesHaveATypeByWordOrNumber) {
             "Run 2000 1.0;Idle 5000 0.5;Down 7000 1.0;");
 }
 
+TEST_F(ImportEventsTest, PartsHaveAWeight) {
+  Import("part,factor\nA,2.5\nB,\nA,2.5\nC,0\n", ImportKind::Parts);
+  const auto weights = [&] { return Text("SELECT name || ' ' || factor FROM part ORDER BY id"); };
+  EXPECT_EQ(weights(), "A 2.5;B 1.0;C 0.0;");
+  const auto report = Import("factor,part\n3,B\n,A\n4,D\n", ImportKind::Parts);
+  EXPECT_EQ(report.rows, 3);
+  EXPECT_EQ(report.new_names, 1);
+  EXPECT_EQ(weights(), "A 2.5;B 3.0;C 0.0;D 4.0;");
+  EXPECT_EQ(ImportKindFromWord("parts"), ImportKind::Parts);
+}
+
 TEST_F(ImportEventsTest, ProcessesBelongSomewhere) {
   Import("process,company,site,production-unit\nP1,Works,North,Line 1\nP2,Works,,\n",
          ImportKind::Processes);
@@ -194,6 +205,14 @@ TEST_F(ImportEventsTest, WhatMakesNoSenseIsRefusedWithItsPlaceAndChangesNothing)
        "must be one of none, start, run"},
       {ImportKind::StateCodes, "code,type\nI,idle\nI,run\n", "line 3, column \"type\"",
        "earlier line"},
+      {ImportKind::Parts, "part\nA\n", "line 1, column \"factor\"", "lacks"},
+      {ImportKind::Parts, "part,factor\n,2\n", "line 2, column \"part\"", "empty"},
+      {ImportKind::Parts, "part,factor\nA,-0.5\n", "line 2, column \"factor\", value \"-0.5\"",
+       "below 0"},
+      {ImportKind::Parts, "part,factor\nA,heavy\n", "column \"factor\", value \"heavy\"",
+       "no number"},
+      {ImportKind::Parts, "part,factor\nA,1\nA,2\n", "line 3, column \"factor\"",
+       "earlier line of the same part"},
       {ImportKind::Processes, "company\nX\n", "line 1, column \"process\"", "lacks"},
       {ImportKind::Events, "type,time\nparty,2024-01-01\n", "column \"type\", value \"party\"",
        "must be one of subgroup-alarm"},
