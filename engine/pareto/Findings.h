@@ -75,6 +75,12 @@ class SubgroupTaker final : public BatchTaker {
   std::vector<Counter> counters_;
 };
 
+// The piece values of a bin, where all are of one part and test; else none.
+struct PieceValues {
+  PieceSource source;
+  std::vector<double> values;
+};
+
 // Gathers the piece values behind some bins: those of used subgroups of variable tests that have
 // the bin's identifiers.
 class ValuesTaker final : public BatchTaker {
@@ -88,7 +94,7 @@ class ValuesTaker final : public BatchTaker {
   void Begin(std::size_t parts) override;
   void Take(std::size_t part, const DataSet& batch) override;
   // Of one bin, in the order of the selection.
-  std::vector<double> Finish(std::size_t bin) const;
+  PieceValues Finish(std::size_t bin) const;
 
  private:
   class Gatherer;

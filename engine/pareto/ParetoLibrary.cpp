@@ -108,12 +108,12 @@ class Analysis {
       return ground == nullptr ? 0.0 : ground->units;
     });
     Write(plan, ranked, *lookups, made);
-    for (std::size_t i = 0; i < made.size(); ++i) WriteYield(ranked[i], made[i]);
-    const auto wanted = BinsWithPpk(plan, findings, *facts, ranked);
+    for (std::size_t i = 0; i < made.size(); ++i) WriteYield(ranked.bins[i], made[i]);
+    const auto wanted = BinsWithPpk(plan, findings, *facts, ranked.bins);
     if (!wanted.keys.empty()) {
       ValuesTaker values(plan, *lookups, *facts, every_state, wanted.keys);
       if (!bring(values)) return false;
-      WritePpk(wanted, values, made);
+      WritePpk(wanted, values, *facts, made);
     }
     if (made.empty()) AddNote("nothing-found", "The selected subgroups have nothing to count");
     return true;
@@ -209,10 +209,12 @@ class Analysis {
     }
   }
 
-  static void Write(const ParetoPlan& plan, const std::vector<RankedBin>& ranked, Lookups& lookups,
+  static void Write(const ParetoPlan& plan, const RankedBins& ranked, Lookups& lookups,
                     std::vector<API_PABin>& made) {
-    made.resize(ranked.size());
-    for (std::size_t i = 0; i < ranked.size(); ++i) WriteBin(plan, ranked[i], lookups, made[i]);
+    const auto& bins = ranked.bins;
+    made.resize(bins.size());
+    for (std::size_t i = 0; i < bins.size(); ++i) WriteBin(plan, bins[i], lookups, made[i]);
+    AddNotes(plan, bins, ranked.is_cut);
   }
 
   static void WriteYield(const RankedBin& ranked, API_PABin& bin) {
@@ -223,40 +225,63 @@ class Analysis {
     bin.Flag = bin.Flag | kBinHasYield;
   }
 
-  // Bins of variable values of one part and test, and the limits that they are held to.
+  // Bins that may have piece values of one part and test with limits.
   struct Wanted {
     std::vector<BinKeys> keys;
     std::vector<std::size_t> places;
-    std::vector<const TestFacts::Limits*> limits;
   };
 
   static Wanted BinsWithPpk(const ParetoPlan& plan, const Findings& findings,
                             const TestFacts& facts, const std::vector<RankedBin>& ranked) {
+    const bool splits_subgroups =
+        !std::all_of(plan.levels.begin(), plan.levels.end(), IsOfSubgroup);
     Wanted wanted;
     for (std::size_t i = 0; i < ranked.size(); ++i) {
       const auto* const ground = GroundOf(plan, findings, ranked[i].keys);
-      if (ground == nullptr || !ground->one_variable) continue;
-      const auto* const row = facts.Of(ground->part, ground->test).At(ground->newest_time);
-      if (row == nullptr || !(std::isfinite(row->lower) || std::isfinite(row->upper))) continue;
+      if (ground == nullptr || ground->source.part == 0) continue;
+      // The rows of several tests may still lie in different bins.
+      const auto& source = ground->source;
+      if (source.is_one ? facts.Of(source.part, source.test).limits.empty() : !splits_subgroups) {
+        continue;
+      }
       wanted.keys.push_back(ranked[i].keys);
       wanted.places.push_back(i);
-      wanted.limits.push_back(row);
     }
     return wanted;
   }
 
-  static void WritePpk(const Wanted& wanted, const ValuesTaker& taker,
+  static void WritePpk(const Wanted& wanted, const ValuesTaker& taker, const TestFacts& facts,
                        std::vector<API_PABin>& made) {
     for (std::size_t i = 0; i < wanted.keys.size(); ++i) {
-      const auto values = taker.Finish(i);
-      const auto sigma = SampleStandardDeviation(values);
+      const auto pieces = taker.Finish(i);
+      const auto& source = pieces.source;
+      const auto* const limits = facts.Of(source.part, source.test).At(source.newest_time);
+      if (!source.is_one || limits == nullptr) continue;
+      const auto sigma = SampleStandardDeviation(pieces.values);
       if (!(sigma > 0.0)) continue;
-      const auto mean = Mean(values);
-      const auto& limits = *wanted.limits[i];
+      const auto mean = Mean(pieces.values);
+      const auto ppk = std::min(limits->upper - mean, mean - limits->lower) / (3.0 * sigma);
+      if (!std::isfinite(ppk)) continue;
       auto& bin = made[wanted.places[i]];
-      bin.PPK = std::min(limits.upper - mean, mean - limits.lower) / (3.0 * sigma);
+      bin.PPK = ppk;
       bin.Flag = bin.Flag | kBinHasPpk;
     }
+  }
+
+  // What the list cannot say itself.
+  static void AddNotes(const ParetoPlan& plan, const std::vector<RankedBin>& ranked, bool is_cut) {
+    if (is_cut) {
+      AddNote("bins-cut", "Only the first " + std::to_string(ranked.size()) +
+                              " bins are given; there are more");
+    }
+    if (plan.measure != Measure::PerMillion && plan.measure != Measure::PerThousand) return;
+    const auto without = std::count_if(ranked.begin(), ranked.end(), [](const RankedBin& bin) {
+      return bin.tally != nullptr && !(bin.total > 0.0);
+    });
+    if (without == 0) return;
+    AddNote("no-total",
+            std::to_string(without) + (without == 1 ? " bin has" : " bins have") +
+                " nothing inspected that the count could be a rate of; the value there is 0");
   }
 
   SqliteStore& store_;

@@ -42,6 +42,9 @@ double Rounded(double value) {
   return std::ldexp(std::round(std::ldexp(fraction, kBits)), exponent - kBits);
 }
 
+// What overflows, or has no base, is 0 in a record.
+double Finite(double value) { return std::isfinite(value) ? value : 0.0; }
+
 struct Bin {
   const Tally* tally;
   double value, total;
@@ -61,10 +64,12 @@ class Ranking {
     if (plan.with_empty) FindTimeEnds();
   }
 
-  std::vector<RankedBin> Run() {
+  RankedBins Run() {
     RankedBin start;
     Emit(0, bins_, start);
-    return std::move(out_);
+    const bool is_cut = out_.size() > plan_.most_bins;
+    if (is_cut) out_.pop_back();
+    return {std::move(out_), is_cut};
   }
 
  private:
@@ -79,7 +84,8 @@ class Ranking {
     return plan_.measure == Measure::Factor ? tally.weighted : tally.amount;
   }
   bool IsTime(std::size_t level) const { return plan_.levels[level].kind->via == Via::Time; }
-  bool IsFull() const { return out_.size() >= plan_.most_bins; }
+  // One bin more than is shown tells that there are more.
+  bool IsFull() const { return out_.size() > plan_.most_bins; }
 
   // Whether an item of the level that was not counted can have a bin: the levels below must know
   // their items too.
@@ -199,8 +205,8 @@ class Ranking {
 
 }  // namespace
 
-std::vector<RankedBin> Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies,
-                            Lookups& lookups, const TotalOf& total_of) {
+RankedBins Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies, Lookups& lookups,
+                const TotalOf& total_of) {
   return Ranking(plan, tallies, lookups, total_of).Run();
 }
 
@@ -210,18 +216,18 @@ void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, AP
   for (std::size_t i = 0; i < plan.levels.size(); ++i) {
     const auto place = plan.levels[i].place;
     out.ID[place] = bin.keys[i];
-    out.Percentage[place] = bin.percent[i];
+    out.Percentage[place] = Finite(bin.percent[i]);
     name += (i == 0 ? "" : " / ") + lookups.NameOf(i, bin.keys[i]);
   }
   platform::StoreFixedText(out.Name, name);
-  out.Value = bin.value;
-  out.Total = bin.total;
+  out.Value = Finite(bin.value);
+  out.Total = Finite(bin.total);
   if (bin.tally == nullptr) {
     out.Flag = kBinEmpty;
     return;
   }
-  out.BinCount = bin.tally->records;
-  out.Factor = bin.tally->weighted;
+  out.BinCount = Finite(bin.tally->records);
+  out.Factor = Finite(bin.tally->weighted);
   out.SubgroupID = bin.tally->newest_subgroup;
   if (bin.tally->has_open) out.Flag = kBinIsOpen;
 }

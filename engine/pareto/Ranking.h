@@ -20,6 +20,11 @@ struct RankedBin {
   std::array<double, kMostLevels> percent{};  // in the order of the plan's levels
 };
 
+struct RankedBins {
+  std::vector<RankedBin> bins;
+  bool is_cut = false;  // there are more
+};
+
 // Total of a bin: what its counts are a share of.
 using TotalOf = std::function<double(const BinKeys&)>;
 
@@ -28,8 +33,8 @@ using TotalOf = std::function<double(const BinKeys&)>;
 //   the second level, then of the third, always descending; ties by name without case, then by
 //   identifier. Times stand in their order. Empty bins stand behind the others, those of times in
 //   their place.
-std::vector<RankedBin> Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies,
-                            Lookups& lookups, const TotalOf& total_of);
+RankedBins Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies, Lookups& lookups,
+                const TotalOf& total_of);
 
 // The bin in its wire form, apart from what only subgroups have.
 void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, API_PABin& out);

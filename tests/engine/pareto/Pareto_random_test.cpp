@@ -66,6 +66,7 @@ struct Expected {
   std::array<double, 3> percent{};
   std::string label;
   bool open = false;
+  std::optional<double> ppk;
 };
 
 std::string Iso(std::int64_t stamp) {
@@ -415,20 +416,84 @@ class ParetoRandomTest : public ParetoTest {
     return !wanted || *wanted == actual;
   }
 
+  static bool TakesSubgroup(const Wanted& wanted, const ModelSubgroup& s) {
+    return s.flag == 0 && Takes(wanted.part, s.part) && Takes(wanted.process, s.process) &&
+           Takes(wanted.shift, s.shift) && s.time >= wanted.from && s.time <= wanted.to;
+  }
+
+  std::array<std::string, 3> GroundKeys(const API_PAOptions& options, const ModelSubgroup& s) {
+    std::array<std::string, 3> keys;
+    for (std::size_t i = 0; i < 3; ++i) {
+      const auto type = options.BinType[i];
+      keys[i] =
+          type == paBinTypeTime ? TimeKey(options, i, s.time) : SubgroupKey(s, type).value_or("");
+    }
+    return keys;
+  }
+
+  std::array<std::string, 3> RowKeys(const API_PAOptions& options, const ModelSubgroup& s,
+                                     const ModelRow& row) {
+    auto keys = GroundKeys(options, s);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const auto type = options.BinType[i];
+      if (type != paBinTypeTime && !SubgroupKey(s, type)) keys[i] = RowKeyOf(row, type);
+    }
+    return keys;
+  }
+
+  // The piece values of a bin, good and bad.
+  struct Pieces {
+    std::set<std::string> parts;
+    std::int64_t newest = INT64_MIN;
+    std::vector<double> values;
+  };
+
+  Pieces PiecesOf(const API_PAOptions& options, const Wanted& wanted,
+                  const std::array<std::string, 3>& keys) {
+    Pieces pieces;
+    for (const auto& s : subgroups_) {
+      if (s.test != "V1" || !TakesSubgroup(wanted, s)) continue;
+      for (const auto& row : s.rows) {
+        if (RowKeys(options, s, row) != keys) continue;
+        pieces.parts.insert(s.part);
+        pieces.newest = std::max(pieces.newest, s.time);
+        pieces.values.push_back(row.value);
+      }
+    }
+    return pieces;
+  }
+
+  // By the limits above in force at the newest value, in words.
+  static std::optional<double> PpkOf(const Pieces& pieces) {
+    if (pieces.parts.size() != 1) return std::nullopt;
+    constexpr double kNone = 1e9;
+    double lower = -kNone, upper = kNone;
+    const auto& part = *pieces.parts.begin();
+    if (part == "P1") {
+      const bool late = pieces.newest >= *ParseTime("2024-01-10");
+      upper = late ? 10.5 : 11.0;
+      if (!late) lower = 9.0;
+    } else if (part == "P2") {
+      lower = 9.5;
+    } else {
+      return std::nullopt;
+    }
+    const auto& x = pieces.values;
+    const auto [least, most] = std::minmax_element(x.begin(), x.end());
+    if (*least == *most) return std::nullopt;
+    double mean = 0.0, squares = 0.0;
+    for (const auto value : x) mean += value / static_cast<double>(x.size());
+    for (const auto value : x) squares += (value - mean) * (value - mean);
+    const auto sigma = std::sqrt(squares / static_cast<double>(x.size() - 1));
+    return std::min(upper - mean, mean - lower) / (3.0 * sigma);
+  }
+
   void CountSubgroups(const API_PAOptions& options, const Wanted& wanted,
                       std::vector<Counted>& counted, std::vector<Inspected>& inspected) {
     const bool hits = options.AccumulationType == paAccumulateByHits;
     for (const auto& s : subgroups_) {
-      if (s.flag != 0 || !Takes(wanted.part, s.part) || !Takes(wanted.process, s.process) ||
-          !Takes(wanted.shift, s.shift) || s.time < wanted.from || s.time > wanted.to) {
-        continue;
-      }
-      std::array<std::string, 3> ground;
-      for (std::size_t i = 0; i < 3; ++i) {
-        const auto type = options.BinType[i];
-        ground[i] =
-            type == paBinTypeTime ? TimeKey(options, i, s.time) : SubgroupKey(s, type).value_or("");
-      }
+      if (!TakesSubgroup(wanted, s)) continue;
+      const auto ground = GroundKeys(options, s);
       const bool is_variable = s.test == "V1";
       inspected.push_back({ground, static_cast<double>(s.size)});
       for (const auto& row : s.rows) {
@@ -436,11 +501,8 @@ class ParetoRandomTest : public ParetoTest {
             is_variable ? IsOutside(s, row.value) || !row.defect.empty() : row.value > 0;
         if (!counts || !Takes(wanted.defect, row.defect)) continue;
         Counted one;
-        one.ground = one.keys = ground;
-        for (std::size_t i = 0; i < 3; ++i) {
-          const auto type = options.BinType[i];
-          if (type != paBinTypeTime && !SubgroupKey(s, type)) one.keys[i] = RowKeyOf(row, type);
-        }
+        one.ground = ground;
+        one.keys = RowKeys(options, s, row);
         one.amount = is_variable || hits ? 1.0 : row.value;
         one.factor = Factor(row.defect.empty() ? s.part : row.defect);
         one.time = s.time;
@@ -646,6 +708,7 @@ class ParetoRandomTest : public ParetoTest {
     std::vector<Bin> bins;
     for (const auto& key : keys) {
       bins.emplace_back(key, Figure(resource, options, key, counted, inspected, all));
+      if (resource == paSubgroups) bins.back().second.ppk = PpkOf(PiecesOf(options, wanted, key));
     }
     Sort(options, bins);
     return bins;
@@ -689,6 +752,9 @@ class ParetoRandomTest : public ParetoTest {
       EXPECT_EQ(bin.BinCount, figures.records);
       EXPECT_EQ(bin.Total, figures.total);
       EXPECT_EQ((bin.Flag & kBinIsOpen) != 0, figures.open);
+      EXPECT_EQ((bin.Flag & kBinHasPpk) != 0, figures.ppk.has_value());
+      EXPECT_TRUE(close(bin.PPK, figures.ppk.value_or(0.0))) << bin.PPK;
+      if (figures.ppk) ++ppks_;
       EXPECT_EQ(bin.Flag & kBinEmpty, 0);
       for (std::size_t level = 0; level < 3; ++level) {
         EXPECT_TRUE(close(bin.Percentage[level], figures.percent[level])) << "level " << level;
@@ -703,6 +769,7 @@ class ParetoRandomTest : public ParetoTest {
   }
 
   std::mt19937 random_{kSeed};
+  std::size_t ppks_ = 0;  // compared
   std::vector<ModelSubgroup> subgroups_;
   std::vector<ModelEvent> events_;
   std::vector<ModelState> states_;
@@ -763,6 +830,7 @@ TEST_F(ParetoRandomTest, TwoHundredSelectionsOfThreeLevelsEqualASlowCount) {
     }
   }
   EXPECT_GT(compared, 3000u);  // the selections are not empty
+  EXPECT_GT(ppks_, 100u);
 }
 
 // A large selection is read and counted by two threads; where it is cut must not show.
