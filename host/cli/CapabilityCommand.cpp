@@ -253,7 +253,7 @@ Command CapabilityCommand() {
       "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a database.\n";
   command.example =
       "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html";
-  command.options = SelectionOptions();
+  command.options = SelectionOptions("the newest N subgroups at most (default all)");
   command.options.insert(
       command.options.end(),
       {{"fit", "WORD", "normal johnson: the curve that expected shares follow (default normal)"},

@@ -127,7 +127,7 @@ Command ComplianceCommand() {
       "Formats: text, json, svg, html.\n";
   command.example =
       "orvspc compliance --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html";
-  command.options = SelectionOptions();
+  command.options = SelectionOptions("without effect here: samples are counted in all subgroups");
   for (const auto& option : OutputOptions()) command.options.push_back(option);
   command.run = Run;
   return command;

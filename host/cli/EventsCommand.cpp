@@ -52,7 +52,7 @@ Command EventsCommand() {
       "part, a test and an employee; other options of the selection do not narrow them.\n"
       "Formats: text, json, xml.\n";
   command.example = "orvspc events --db q.db --process \"Press A\" --since 2024-03-04 --max 200";
-  command.options = SelectionOptions();
+  command.options = SelectionOptions("the newest N events at most (default 25)");
   for (const auto& option : OutputOptions()) command.options.push_back(option);
   command.run = Run;
   return command;

@@ -101,7 +101,8 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
     if (word.rfind("-o", 0) == 0 && word.rfind("--", 0) != 0)
       word = word == "-o" ? "--output" : "--output=" + word.substr(2);
     if (word == "-h") word = "--help";
-    if (word.size() < 2 || word[0] != '-') {
+    // No option begins with a digit: "-03:30" is a value.
+    if (word.size() < 2 || word[0] != '-' || (word[1] >= '0' && word[1] <= '9')) {
       arguments.positional_.push_back(word);
       continue;
     }

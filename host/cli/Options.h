@@ -54,7 +54,8 @@ class Arguments {
   std::vector<std::string> positional_;
 };
 
-// "--name value" and "--name=value" alike, "-o FILE" for --output, "--" ends the options. Misuse
+// "--name value" and "--name=value" alike, "-o FILE" for --output, "--" ends the options; a word
+// of "-" and a digit is none. Misuse
 // for an unknown option, a missing or superfluous value, or a second value where one belongs.
 Arguments ParseArguments(std::span<const std::string> words, std::span<const Option> options);
 

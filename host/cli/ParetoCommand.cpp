@@ -2,11 +2,11 @@
 #include "host/cli/ParetoCommand.h"
 
 #include <charconv>
-#include <map>
 #include <optional>
 #include <ostream>
 #include <utility>
 
+#include "engine/pareto/BinNames.h"
 #include "engine/store/Catalogue.h"
 #include "frame/XMLSupport.h"
 #include "host/cli/Selection.h"
@@ -21,8 +21,6 @@
 namespace orvspc::host {
 
 namespace {
-
-using engine::ItemKind;
 
 constexpr std::int32_t kMostBins = 100000;
 constexpr std::size_t kMostLevels = 3;
@@ -172,69 +170,22 @@ void FindDescriptors(EmbeddedDatabase& database, const std::vector<Level>& level
   }
 }
 
-// What a bin's identifier names.
-struct Named {
-  paBinTypes type;
-  ItemKind kind;
-  bool group = false;
-};
-constexpr Named kNamed[] = {
-    {paBinTypePart, ItemKind::Part},
-    {paBinTypeProcess, ItemKind::Process},
-    {paBinTypeTest, ItemKind::Test},
-    {paBinTypeJob, ItemKind::Job},
-    {paBinTypeLot, ItemKind::Lot},
-    {paBinTypeShift, ItemKind::Shift},
-    {paBinTypeEmployee, ItemKind::Employee},
-    {paBinTypeSN, ItemKind::Serial},
-    {paBinTypeDefect, ItemKind::Defect},
-    {paBinTypeCAC, ItemKind::CacCode},
-    {paBinTypeACC, ItemKind::AccCode},
-    {paBinTypeEvent, ItemKind::EventName},
-    {paBinTypeGage, ItemKind::Gage},
-    {paBinTypeStateCode, ItemKind::StateCode},
-    {paBinTypeCo, ItemKind::Company},
-    {paBinTypeDiv, ItemKind::Division},
-    {paBinTypeSite, ItemKind::Site},
-    {paBinTypeDept, ItemKind::Department},
-    {paBinTypeArea, ItemKind::Area},
-    {paBinTypePrut, ItemKind::ProductionUnit},
-    {paBinTypePtgp, ItemKind::Part, true},
-    {paBinTypePrgp, ItemKind::Process, true},
-    {paBinTypeTsgp, ItemKind::Test, true},
-    {paBinTypeDfgp, ItemKind::Defect, true},
-    {paBinTypeCagp, ItemKind::CacCode, true},
-    {paBinTypeAcgp, ItemKind::AccCode, true},
-    {paBinTypeJbgp, ItemKind::Job, true},
-};
-
-std::string GroupName(EmbeddedDatabase& database, ItemKind kind, std::int32_t id) {
-  for (const auto& group : engine::ListGroups(database, kind))
-    if (group.id == id) return group.name;
-  return {};
-}
-
-// Names that did not fit into a bin's own; those of numbers, times and types always do.
+// Of the levels that the bins were made with.
 BinNames NamesOfBins(const std::shared_ptr<EmbeddedDatabase>& database,
-                     const std::shared_ptr<PAProcessing>& processing) {
-  auto known = std::make_shared<std::map<std::pair<std::size_t, std::int32_t>, std::string>>();
-  return [=](std::size_t level, std::int32_t id) {
-    if (id == 0) return std::string("(none)");
-    const auto key = std::make_pair(level, id);
-    if (const auto found = known->find(key); found != known->end()) return found->second;
-    std::string name;
-    const auto type = processing->BinType(static_cast<std::int32_t>(level));
-    for (const Named& named : kNamed) {
-      if (named.type != type) continue;
-      name = named.group ? GroupName(*database, named.kind, id)
-                         : engine::ItemName(*database, named.kind, id);
-    }
-    if (type == paBinTypeSubgroup) name = engine::SubgroupLabel(*database, id);
-    if (type == paBinTypeSgDesc)
-      for (const auto& descriptor : engine::ListDescriptors(*database))
-        if (descriptor.id == id) name = descriptor.name;
-    return known->emplace(key, name).first->second;
-  };
+                     const PAProcessing& processing) {
+  API_PAOptions options{};
+  options.ProcessingType = processing.ProcessingType();
+  options.AccumulationType = processing.AccumulationType();
+  for (std::int32_t level = 0; level < static_cast<std::int32_t>(kMostLevels); ++level) {
+    const auto place = static_cast<std::size_t>(level);
+    options.BinType[place] = processing.BinType(level);
+    options.BinTypeID[place] = processing.BinTypeID(level);
+    options.BinTimePeriod[place] = processing.BinTimePeriod(level);
+    options.BinTimeInterval[place] = processing.BinTimeInterval(level);
+  }
+  const auto names =
+      std::make_shared<engine::BinNames>(*database, processing.ResourceType(), options);
+  return [database, names](std::size_t level, std::int32_t id) { return names->NameOf(level, id); };
 }
 
 struct Analysed {
@@ -253,7 +204,7 @@ Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
 }
 
 ParetoDocument Read(const std::shared_ptr<EmbeddedDatabase>& database, Analysed&& analysed) {
-  const auto names = NamesOfBins(database, analysed.results->Processing());
+  const auto names = NamesOfBins(database, *analysed.results->Processing());
   return {ReadPareto(*analysed.results, names), std::move(analysed.notes)};
 }
 
@@ -359,7 +310,7 @@ Command ParetoCommand() {
       "descriptor:NAME; which of them go depends on --from.\n"
       "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a database.\n";
   command.example = "orvspc pareto --db q.db --by defect,shift --bins 20 -o defects.html";
-  command.options = SelectionOptions();
+  command.options = SelectionOptions("the newest N subgroups or events at most (default all)");
   command.options.insert(
       command.options.end(),
       {{"by", "WORDS",

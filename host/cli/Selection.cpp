@@ -197,7 +197,7 @@ std::optional<std::int64_t> ParseTime(std::string_view text, bool end_of_day) {
 
 }  // namespace
 
-std::vector<Option> SelectionOptions() {
+std::vector<Option> SelectionOptions(const char* maximum) {
   return {
       {"db", "FILE", "the quality database"},
       {"part", "NAME", "parts", true},
@@ -217,7 +217,7 @@ std::vector<Option> SelectionOptions() {
       {"employee-group", "NAME", "employees of a group"},
       {"defect-group", "NAME", "defect codes of a group"},
       {"descriptor", "NAME[=VALUE]", "subgroups with that descriptor", true},
-      {"max", "N", "the newest N subgroups at most (default 25)"},
+      {"max", "N", maximum},
       {"since", "TIME", "not before: 2024-03-01 or 2024-03-01T08:00, UTC without a zone"},
       {"until", "TIME", "not after; a day counts to its end"},
       {"last", "N", "only N periods back from the newest subgroup"},

@@ -12,7 +12,9 @@
 // The options by which every analysis says which data it looks at.
 namespace orvspc::host {
 
-std::vector<Option> SelectionOptions();
+// maximum: what --max does in the command.
+std::vector<Option> SelectionOptions(
+    const char* maximum = "the newest N subgroups at most (default 25)");
 
 // Without --max at most default_maximum. Refusal for a name that the database does not have.
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, EmbeddedDatabase& database,

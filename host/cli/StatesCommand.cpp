@@ -171,7 +171,7 @@ Command StatesCommand() {
       "(default 10000).\n"
       "Formats: text, json, svg, html.\n";
   command.example = "orvspc states --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html";
-  command.options = SelectionOptions();
+  command.options = SelectionOptions("the newest N subgroups, and events, at most (default 10000)");
   for (const auto& option : OutputOptions()) command.options.push_back(option);
   command.run = Run;
   return command;

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/ParetoJson.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace orvspc::host {
 
 namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 template <class Read>
 void LevelsMember(JsonWriter& json, const char* key, bool known, Read read) {
@@ -15,16 +20,39 @@ void LevelsMember(JsonWriter& json, const char* key, bool known, Read read) {
   json.EndArray();
 }
 
-void WriteBin(JsonWriter& json, const ParetoBinRead& bin) {
+// What the bins have no base for: shares of nothing, rates of no units. The records say 0.
+struct Bases {
+  std::size_t levels = 1;
+  bool has_whole = false, is_rate = false;
+};
+
+Bases BasesOf(const ParetoRead& pareto) {
+  Bases bases{pareto.levels, false, false};
+  bases.has_whole = std::any_of(pareto.bins.begin(), pareto.bins.end(),
+                                [](const auto& bin) { return bin.percentage[0] != 0.0; });
+  if (!pareto.processing) return bases;
+  const auto measure = pareto.processing->ProcessingType();
+  bases.is_rate = measure == paProcessByPPM || measure == paProcessByPPT;
+  return bases;
+}
+
+void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases) {
   json.BeginObject(true);
   json.Key("ID");
   json.Value(std::span<const std::int32_t>(bin.id));
   json.Member("Name", bin.name);
   json.Member("BinCount", bin.bin_count);
   json.Member("Factor", bin.factor);
-  json.Member("Value", bin.value);
+  if (bases.is_rate && !(bin.total > 0.0)) {
+    json.NullMember("Value");
+  } else {
+    json.Member("Value", bin.value);
+  }
+  auto percentage = bin.percentage;
+  for (std::size_t level = 0; level < bases.levels && !bases.has_whole; ++level)
+    percentage[level] = kNaN;
   json.Key("Percentage");
-  json.Value(std::span<const double>(bin.percentage));
+  json.Value(std::span<const double>(percentage));
   json.Member("Total", bin.total);
   json.Member("Yield", bin.yield);
   json.Member("PPK", bin.ppk);
@@ -72,7 +100,8 @@ std::string ParetoJson(const ParetoDocument& document) {
   }
   json.Key("Bins");
   json.BeginArray();
-  for (const auto& bin : pareto.bins) WriteBin(json, bin);
+  const Bases bases = BasesOf(pareto);
+  for (const auto& bin : pareto.bins) WriteBin(json, bin, bases);
   json.EndArray();
   WriteNotes(json, document.notes);
   json.EndObject();

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "frame/XMLSupport.h"
-#include "platform/FixedText.h"
 
 namespace orvspc::host {
 
@@ -15,7 +14,6 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kBetween = " / ";
-constexpr std::size_t kMostUnits = 32;  // of a bin's name
 
 // By number.
 struct BinTypeWords {
@@ -72,13 +70,13 @@ std::vector<std::string> Split(std::string_view name) {
   }
 }
 
+// A name by identifier is whole; the bin's own may be cut, and a name in it may hold what stands
+// between the names.
 void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
-  // The field may have been full, also when a blank at its end was padding no more.
-  const bool cut = platform::ToUtf16(bin.name).size() + 1 >= kMostUnits;
   const auto parts = levels == 1 ? std::vector<std::string>{bin.name} : Split(bin.name);
   for (std::size_t level = 0; level < levels; ++level) {
     std::string& part = bin.parts[level];
-    if (cut || parts.size() != levels) part = names(level, bin.id[level]);
+    part = names(level, bin.id[level]);
     if (!part.empty()) continue;
     part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
   }

@@ -38,8 +38,8 @@ struct ParetoRead {
   std::vector<ParetoBinRead> bins;
 };
 
-// The name of an identifier at a level, beginning with 0; empty when it has none. Asked only where
-// the name of a bin may have been cut.
+// The name of an identifier at a level, beginning with 0; empty when none is known, and the bin's
+// own name must do.
 using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
 
 ParetoRead ReadPareto(const PAResults& results, const BinNames& names);

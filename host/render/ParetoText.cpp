@@ -132,7 +132,7 @@ class Report {
 
   void Legend() {
     out_ += "\n";
-    Wrapped("# " + view_.axis + (view_.groups.empty() ? "" : "   = sum of the bin's bars"));
+    Wrapped("# " + view_.axis + (view_.groups.empty() ? "" : "   = all bars of the bin"));
   }
 
   const ParetoView& view_;

@@ -24,8 +24,11 @@ struct ParetoBar {
 // The bars of one bin of the first level.
 struct ParetoGroup {
   std::string name;
-  double value = 0.0;  // sum of its bars
-  double share = 0.0;  // percent of everything, bars that were cut included
+  // Of the whole item, bars that are not shown included; of those that are shown alone where values
+  // do not add up.
+  double value = 0.0;
+  double share = 0.0;    // percent of everything, of what value speaks of
+  bool is_part = false;  // of the bars that are shown, and there are more
   std::size_t first = 0, last = 0;
 };
 

@@ -77,6 +77,60 @@ TEST_F(ParetoProgram, EveryFormatHasTheNamesTheFieldCuts) {
   }
 }
 
+// The name of a bin joins those of its levels and is cut; people get each of them whole.
+TEST_F(ParetoProgram, NestedLevelsHaveTheirWholeNamesWhateverTheyHold) {
+  Write("codes.csv", "code,name\nDI,Dirt in the paint\nSC,Scratch\n");
+  Write("defects.csv",
+        "part,process,test,subgroup,time,size,shift,defect,count,tsno\n"
+        "Bolt / M8,P,Paint,1,2024-03-04T05:30:00,10,Early morning shift,DI,3,2\n"
+        "Bolt / M8,P,Paint,2,2024-03-05T21:00:00,10,Late,SC,1,4\n");
+  ASSERT_EQ(Run("import codes.csv --db q.db --kind defects").status, 0);
+  ASSERT_EQ(Run("import defects.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("set --db q.db time_zone -03:30").status, 0);
+  struct Row {
+    const char* by;
+    std::vector<std::string> names;
+  };
+  const Row rows[] = {
+      {"part,time:1d", {"Bolt / M8", "2024-03-04", "2024-03-05"}},
+      {"defect,time:8h", {"Dirt in the paint", "2024-03-04 00:00", "Scratch", "2024-03-05 16:00"}},
+      {"shift,defect,time:8h",
+       {"Early morning shift", "Dirt in the paint / 2024-03-04 00:00", "Late",
+        "Scratch / 2024-03-05 16:00"}},
+      {"shift,defect,piece", {"Early morning shift", "Dirt in the paint / 2", "Scratch / 4"}},
+      {"part,defect", {"Bolt / M8", "Dirt in the paint"}},
+  };
+  for (const Row& row : rows) {
+    for (const std::string format : {"text", "svg", "html"}) {
+      const Outcome outcome =
+          Run(std::string("pareto --db q.db --by ") + row.by + " --format " + format);
+      EXPECT_EQ(outcome.status, 0) << outcome.err;
+      for (const auto& name : row.names)
+        EXPECT_NE(outcome.out.find(name), std::string::npos)
+            << row.by << " " << format << " " << name;
+      EXPECT_EQ(outcome.out.find("#17"), std::string::npos) << row.by << " " << format;
+    }
+  }
+}
+
+TEST_F(ParetoProgram, HelpTellsWhatMaxIsInEachCommand) {
+  struct Row {
+    const char* command;
+    const char* text;
+  };
+  const Row rows[] = {{"pareto", "(default all)"},     {"capability", "(default all)"},
+                      {"events", "(default 25)"},      {"chart", "(default 25)"},
+                      {"states", "(default 10000)"},   {"data", "(default 25)"},
+                      {"compliance", "without effect"}};
+  for (const Row& row : rows) {
+    const std::string help = Run(std::string(row.command) + " --help").out;
+    const std::size_t at = help.find("--max N");
+    ASSERT_NE(at, std::string::npos) << row.command;
+    const std::string line = help.substr(at, help.find('\n', at) - at);
+    EXPECT_NE(line.find(row.text), std::string::npos) << line;
+  }
+}
+
 TEST_F(ParetoProgram, LevelsAreReadWithTheirLengthsAndDescriptors) {
   Import();
   const ParsedJson document = Json(

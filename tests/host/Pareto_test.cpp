@@ -12,10 +12,12 @@
 #include "engine/Embedded.h"
 #include "host/render/Numbers.h"
 #include "host/render/ParetoHtml.h"
+#include "host/render/ParetoJson.h"
 #include "host/render/ParetoSvg.h"
 #include "host/render/ParetoText.h"
 #include "platform/Platform.h"
 #include "tests/host/ParetoViews.h"
+#include "tests/host/ParsedJson.h"
 
 namespace orvspc::host {
 namespace {
@@ -74,6 +76,46 @@ TEST(ParetoModel, BarsOfOneFirstLevelAreAGroupWithItsOwnShare) {
   EXPECT_EQ(view.groups[1].last, 3u);
   EXPECT_EQ(view.bars[2].name, "Late");
   EXPECT_EQ(view.bars[2].cumulative, 85.0);
+}
+
+TEST(ParetoModel, AGroupThatIsCutHasTheValueAndTheShareOfAllOfIt) {
+  auto document = ParetoOf({paBinTypeDefect, paBinTypeShift}, {{{"Scratch", "Early"}, 40, {60, 40}},
+                                                               {{"Dent", "Late"}, 10, {30, 10}}});
+  const ParetoView view = ViewOf(document);
+  EXPECT_DOUBLE_EQ(view.whole, 100.0);
+  EXPECT_DOUBLE_EQ(view.groups[0].value, 60.0);
+  EXPECT_EQ(view.groups[0].share, 60.0);
+  EXPECT_DOUBLE_EQ(view.groups[1].value, 30.0);
+  EXPECT_EQ(view.groups[1].share, 30.0);
+  EXPECT_FALSE(view.groups[1].is_part);
+  EXPECT_DOUBLE_EQ(view.MostValue(), 60.0);
+  // Rates have no sum: what is said is of the bars that are there.
+  document.pareto.processing->ProcessingType(paProcessByPPM);
+  const ParetoView rates = ViewOf(document);
+  EXPECT_EQ(rates.groups[1].name, "Dent (shown part)");
+  EXPECT_TRUE(rates.groups[1].is_part);
+  EXPECT_EQ(rates.groups[1].value, 10.0);
+  EXPECT_EQ(rates.groups[1].share, 10.0);
+}
+
+TEST(ParetoJson, WhatHasNoBaseIsNull) {
+  auto document = ParetoOf({paBinTypeDefect}, {{{"Scratch"}, 3, {0}}, {{"Dent"}, 0, {0}}});
+  auto json = ParseJson(ParetoJson(document));
+  EXPECT_EQ(json.At("Bins[0].Percentage[0]").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(json.At("Bins[0].Percentage[1]").number, 0.0);  // a level that is not in use
+  EXPECT_EQ(json.At("Bins[0].Value").number, 3.0);
+  document.pareto.bins[0].percentage[0] = 100.0;
+  document.pareto.bins[0].total = 0.0;
+  json = ParseJson(ParetoJson(document));
+  EXPECT_EQ(json.At("Bins[0].Percentage[0]").number, 100.0);
+  EXPECT_EQ(json.At("Bins[1].Percentage[0]").number, 0.0);
+  EXPECT_EQ(json.At("Bins[0].Value").number, 3.0);  // a count needs no total
+  for (const auto measure : {paProcessByPPM, paProcessByPPT}) {
+    document.pareto.processing->ProcessingType(measure);
+    json = ParseJson(ParetoJson(document));
+    EXPECT_EQ(json.At("Bins[0].Value").kind, ParsedJson::Kind::Null);
+    EXPECT_EQ(json.At("Bins[1].Value").number, 0.0);
+  }
 }
 
 TEST(ParetoModel, TimeFirstHas80PercentNowhereAndDaysNoMidnight) {
