@@ -99,6 +99,17 @@ class EventsImport {
   }
 
   std::int32_t OpenFlags() const {
+    const auto flags = OpenWord();
+    if ((flags & efOpenACC) != 0 && !table_.Cell(kAcc).empty()) {
+      table_.Refuse(kOpen, "must not name acc, which the line gives");
+    }
+    if ((flags & efOpenCAC) != 0 && !table_.Cell(kCac).empty()) {
+      table_.Refuse(kOpen, "must not name cac, which the line gives");
+    }
+    return flags;
+  }
+
+  std::int32_t OpenWord() const {
     const auto cell = Lower(table_.Cell(kOpen));
     if (cell.empty() || cell == "none") return 0;
     if (cell == "acc") return efOpenACC;

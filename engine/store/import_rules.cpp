@@ -227,6 +227,10 @@ ImportReport ImportGroups(const ImportContext& context) {
     if (!kind || *kind == ItemKind::Requirement) {
       table.Refuse(kKind, "is nothing that can be grouped");
     }
+    // A state without its type would be neither running nor standing.
+    if (*kind == ItemKind::StateCode && !names.Find(*kind, table.Name(kName))) {
+      table.Refuse(kName, "is no state of the database; import state-codes first");
+    }
     const auto item = names.Take(*kind, table.Name(kName));
     const auto added = AddToGroup(context.db, *kind, table.Name(kGroup), item);
     report.new_names += added.groups;

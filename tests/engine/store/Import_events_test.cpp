@@ -86,8 +86,8 @@ TEST_F(ImportEventsTest, AnEventArrivesWithEverythingGiven) {
       "type,time,name,end,process,part,test,subgroup-time,employee,acc,acc-employee,acc-time,cac,"
       "cac-employee,cac-time,open\n"
       "downtime,2024-01-01T08:00:00,Jam,2024-01-01T09:00:00,P,A,T,2024-01-01T07:55:00,Eve,A1,Bob,"
-      "2024-01-01T08:10:00,C1,Eve,2024-01-01T08:40:00,acc cac\n"
-      "2,2024-01-02,,,,,,,,,,,,,,\n",
+      "2024-01-01T08:10:00,C1,Eve,2024-01-01T08:40:00,none\n"
+      "2,2024-01-02,,,,,,,,,,,,,,acc cac\n",
       ImportKind::Events);
   FlatSelection all;
   const auto rows = Events(all);
@@ -100,7 +100,7 @@ TEST_F(ImportEventsTest, AnEventArrivesWithEverythingGiven) {
   EXPECT_EQ(jam.subgroup_time, kEight - 300);
   EXPECT_EQ(jam.acc_time, kEight + 600);
   EXPECT_EQ(jam.cac_time, kEight + 2400);
-  EXPECT_EQ(jam.flag, efOpenACC | efOpenCAC);
+  EXPECT_EQ(jam.flag, 0);
   EXPECT_EQ(ItemName(Db(), ItemKind::EventName, jam.name), "Jam");
   EXPECT_EQ(ItemName(Db(), ItemKind::AccCode, jam.acc), "A1");
   EXPECT_EQ(ItemName(Db(), ItemKind::CacCode, jam.cac), "C1");
@@ -111,6 +111,7 @@ TEST_F(ImportEventsTest, AnEventArrivesWithEverythingGiven) {
   EXPECT_EQ(jam.test, Id(ItemKind::Test, "T"));
   const auto& bare = rows[1];
   EXPECT_EQ(bare.type, etGeneral);
+  EXPECT_EQ(bare.flag, efOpenACC | efOpenCAC);
   EXPECT_EQ(bare.name + bare.process + bare.part + bare.test + bare.employee + bare.acc, 0);
   EXPECT_FALSE(bare.finish || bare.acc_time || bare.cac_time || bare.subgroup_time);
 }
@@ -240,6 +241,17 @@ TEST_F(ImportEventsTest, WhatMakesNoSenseIsRefusedWithItsPlaceAndChangesNothing)
       {ImportKind::States, "process,time,state\nQ,2024-01-02,Run\nQ,2024-01-02,Run\n",
        "line 3, column \"time\"", "already"},
       {ImportKind::Groups, "kind,group,name\nrequirement,G,x\n", "column \"kind\"", "grouped"},
+      {ImportKind::Groups, "kind,group,name\nstate-code,Running,Jog\n",
+       "line 2, column \"name\", value \"Jog\"", "import state-codes first"},
+      {ImportKind::Defects, "code,factor\nD,1e308\n", "column \"factor\", value \"1e308\"",
+       "must not be above 1000000000"},
+      {ImportKind::Parts, "part,factor\nA,1000000001\n", "column \"factor\"", "not be above"},
+      {ImportKind::Processes, "process,site\nQ,North\nQ,South\n",
+       "line 3, column \"process\", value \"Q\"", "earlier line"},
+      {ImportKind::Events, "type,time,acc,open\ngeneral,2024-01-02,A1,acc\n",
+       "column \"open\", value \"acc\"", "must not name acc"},
+      {ImportKind::Events, "type,time,cac,open\ngeneral,2024-01-02,C1,acc cac\n", "column \"open\"",
+       "must not name cac"},
   };
   const auto state = [&] {
     return Text(
