@@ -199,6 +199,26 @@ TEST_F(DefectsTest, AListThatIsCutSaysSo) {
   EXPECT_EQ(NoteText(), "");
 }
 
+// Import takes no such weight; another program may have written it.
+TEST_F(ParetoTest, AFigureThatOverflowsIsZero) {
+  Import(
+      "part,process,test,subgroup,time,count,size,defect\n"
+      "A,P,T,1,2024-01-01,1000,5000,D\nA,P,T,1,2024-01-01,1000,5000,E\n");
+  RunSql(Path(), "UPDATE defect SET factor = 1e308");
+  Reopen();
+  auto options = ParetoOptions({paBinTypeDefect});
+  options.ProcessingType = paProcessByFactor;
+  const auto bins = Bins(paSubgroups, options);
+  ASSERT_EQ(bins.size(), 2u);
+  for (const auto& bin : bins) {
+    EXPECT_EQ(bin.Value, 0.0);
+    EXPECT_EQ(bin.Factor, 0.0);
+    EXPECT_EQ(bin.Percentage[0], 0.0);
+    EXPECT_EQ(bin.BinCount, 1000.0);
+    EXPECT_EQ(bin.Total, 5000.0);
+  }
+}
+
 TEST_F(ParetoTest, ARateOfNothingInspectedSaysSo) {
   Import(
       "part,process,test,subgroup,time,count,size,defect\n"
