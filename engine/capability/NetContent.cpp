@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/capability/NetContent.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -8,6 +9,7 @@
 
 #include "engine/capability/Figures.h"
 #include "engine/capability/Passes.h"
+#include "engine/statistics/Ties.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine {
@@ -66,6 +68,9 @@ API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& li
   constexpr double kPercent = 100.0;
   const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
   const auto upper = Unscaled(kUpper, limits, factor), lower = Unscaled(kLower, limits, factor);
+  auto highest = upper, lowest = lower;
+  std::transform(upper.begin(), upper.end(), highest.begin(), HighestOn);
+  std::transform(lower.begin(), lower.end(), lowest.begin(), LowestOn);
 
   auto centre = CentreOf(values);
   struct Sums {
@@ -75,7 +80,7 @@ API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& li
       deviations.Merge(other.deviations);
       beyond.Merge(other.beyond);
     }
-  } sums{{centre.origin, centre.shift}, {upper, lower}};
+  } sums{{centre.origin, centre.shift}, {highest, lowest}};
   SumBlocks(values, sums, [](Sums& mine, const Sample::Block& block) {
     mine.deviations.Add(block.values);
     mine.beyond.Add(block.values);

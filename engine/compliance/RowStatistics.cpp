@@ -9,6 +9,7 @@
 
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
+#include "engine/statistics/Ties.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -45,18 +46,17 @@ std::vector<double> Pieces(const DataSet& data, std::span<const std::size_t> sub
   return values;
 }
 
-// 0 up to 100, of the values times factor that lie strictly beyond.
+// 0 up to 100, of the values that lie strictly beyond.
 template <class Beyond>
-double Percent(std::span<const double> values, double factor, Beyond beyond) {
-  const auto count =
-      std::ranges::count_if(values, [&](double value) { return beyond(value * factor); });
+double Percent(std::span<const double> values, Beyond beyond) {
+  const auto count = std::ranges::count_if(values, beyond);
   return 100.0 * static_cast<double>(count) / static_cast<double>(values.size());
 }
-double PercentAbove(std::span<const double> values, double limit, double factor = 1.0) {
-  return Percent(values, factor, [&](double value) { return value > limit; });
+double PercentAbove(std::span<const double> values, double limit) {
+  return Percent(values, [&](double value) { return value > limit; });
 }
-double PercentBelow(std::span<const double> values, double limit, double factor = 1.0) {
-  return Percent(values, factor, [&](double value) { return value < limit; });
+double PercentBelow(std::span<const double> values, double limit) {
+  return Percent(values, [&](double value) { return value < limit; });
 }
 
 // The parts of the subgroups.
@@ -108,12 +108,15 @@ void FillSpecification(std::span<const double> values, const API_CCSpecLim& limi
 }
 
 void FillNetContent(std::span<const double> values, const API_CANccLim8& limits, API_SCRow& row) {
-  const double factor = limits.Fctr == 0.0 ? 1.0 : double{limits.Fctr};
+  // Limits are brought to the unit of the values.
+  const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
+  const auto above = [&](double limit) { return PercentAbove(values, HighestOn(limit / factor)); };
+  const auto below = [&](double limit) { return PercentBelow(values, LowestOn(limit / factor)); };
   row.LimitFlags = limits.EFlag;
   if (limits.Head[0] != 0) {
     row.LimitFlags |= kLsc;
-    row.PercentAboveLSC = PercentAbove(values, limits.Lsc, factor);
-    row.PercentBelowLSC = PercentBelow(values, limits.Lsc, factor);
+    row.PercentAboveLSC = above(limits.Lsc);
+    row.PercentBelowLSC = below(limits.Lsc);
   }
   const struct {
     std::int32_t flag;
@@ -131,8 +134,7 @@ void FillNetContent(std::span<const double> values, const API_CANccLim8& limits,
   for (const auto& figure : figures) {
     if ((limits.EFlag & figure.flag) == 0) continue;
     const double limit = limits.*figure.limit;
-    row.*figure.percent =
-        figure.above ? PercentAbove(values, limit, factor) : PercentBelow(values, limit, factor);
+    row.*figure.percent = figure.above ? above(limit) : below(limit);
   }
 }
 

@@ -183,6 +183,19 @@ TEST_F(ComplianceTest, NetContentsFlagTheirFigures) {
   EXPECT_EQ(row.PercentBelowMAVL, 0.0);
 }
 
+TEST_F(ComplianceTest, APackageExactlyOnANetContentLimitIsNotBeyondIt) {
+  RunSql(Path(),
+         "INSERT INTO net_content(part, test, effective, class, nominal, t1l, t2l, t1u, factor, "
+         "who, made) VALUES(1, 1, 0, 'own', 0.77, 0.77, 0.63, 0.91, 0.07, 'test', 0)");
+  const auto row = Rows()[0];
+  // 9, 11 and 13 lie on a limit each, although 13 times 0.07 is 0.9100000000000001; 7 is below all.
+  EXPECT_EQ(row.PercentBelowLSC, 50.0);
+  EXPECT_EQ(row.PercentAboveLSC, 25.0);
+  EXPECT_EQ(row.PercentBelowT1L, 50.0);
+  EXPECT_EQ(row.PercentBelowT2L, 25.0);
+  EXPECT_EQ(row.PercentAboveT1U, 0.0);
+}
+
 TEST_F(ComplianceTest, DataWithoutARequirementAskForNothing) {
   const auto row = Rows()[1];
   EXPECT_EQ(row.ProcessID, 2);

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cmath>
+#include <limits>
+
+// A value and a limit that were reckoned from decimal figures miss each other by a few units in the
+// last place where they are meant to be the same; so near, a value lies on the limit.
+namespace orvspc::engine {
+
+// Eight units in the last place of the limit; 0 of a limit without neighbours.
+inline double TieWidth(double limit) {
+  const double size = std::fabs(limit);
+  const double width = 8.0 * (std::nextafter(size, std::numeric_limits<double>::infinity()) - size);
+  return std::isfinite(width) ? width : 0.0;
+}
+
+// The values at the far ends of those that lie on the limit. NaN of NaN.
+inline double HighestOn(double limit) { return limit + TieWidth(limit); }
+inline double LowestOn(double limit) { return limit - TieWidth(limit); }
+
+}  // namespace orvspc::engine
