@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -17,6 +15,7 @@ namespace {
 constexpr std::int32_t kSpecBits = slfUSL | slfTAR | slfLSL;
 constexpr double kNoLimit = 1e300;
 constexpr std::int32_t kUsualScale = 4;
+constexpr double kLimitTolerance = 1e-9;  // of the width, for limits that are the same
 
 struct Limit {
   std::int32_t flag;
@@ -172,12 +171,53 @@ double WidthOf(const API_CASpecLim8& record) {
 
 // Compares the limits with these bits.
 bool Agree(const API_CASpecLim8& a, const API_CASpecLim8& b, std::int32_t bits) {
-  constexpr double kTolerance = 1e-9;
   if ((a.EFlag & bits) != (b.EFlag & bits)) return false;
-  const double most = kTolerance * std::max(WidthOf(a), WidthOf(b));
+  const double most = kLimitTolerance * std::max(WidthOf(a), WidthOf(b));
   return std::all_of(std::begin(kLimits), std::end(kLimits), [&](const Limit& limit) {
     return (a.EFlag & bits & limit.flag) == 0 || std::fabs(a.*limit.field - b.*limit.field) <= most;
   });
+}
+
+struct ContentFigure {
+  std::int32_t flag;
+  platform::WireDouble API_CANccLim8::*field;
+};
+// Quantities, on the axis of the values, and the shares of packages allowed beyond them, in
+// percent.
+constexpr ContentFigure kQuantities[] = {
+    {nclMavL, &API_CANccLim8::MavL}, {nclMavU, &API_CANccLim8::MavU}, {nclT1L, &API_CANccLim8::T1L},
+    {nclT1U, &API_CANccLim8::T1U},   {nclT2L, &API_CANccLim8::T2L},   {nclT2U, &API_CANccLim8::T2U},
+};
+constexpr ContentFigure kShares[] = {
+    {nclMavLp, &API_CANccLim8::MavLp}, {nclMavUp, &API_CANccLim8::MavUp},
+    {nclT1Lp, &API_CANccLim8::T1Lp},   {nclT1Up, &API_CANccLim8::T1Up},
+    {nclT2Lp, &API_CANccLim8::T2Lp},   {nclT2Up, &API_CANccLim8::T2Up},
+};
+
+double WidthOf(const API_CANccLim8& row) {
+  double low = row.Lsc, high = row.Lsc;
+  for (const auto& figure : kQuantities) {
+    if ((row.EFlag & figure.flag) == 0) continue;
+    low = std::min(low, double{row.*figure.field});
+    high = std::max(high, double{row.*figure.field});
+  }
+  return high > low ? high - low : std::fabs(high);
+}
+
+bool Agree(const API_CANccLim8& a, const API_CANccLim8& b) {
+  if (a.EFlag != b.EFlag) return false;
+  const auto near = [](double one, double other, double width) {
+    return std::fabs(one - other) <= kLimitTolerance * width;
+  };
+  const auto all_near = [&](const auto& figures, double width) {
+    return std::all_of(std::begin(figures), std::end(figures), [&](const ContentFigure& figure) {
+      return (a.EFlag & figure.flag) == 0 || near(a.*figure.field, b.*figure.field, width);
+    });
+  };
+  constexpr double kAllPackages = 100.0;
+  const double width = std::max(WidthOf(a), WidthOf(b));
+  return near(a.Lsc, b.Lsc, width) && near(a.Fctr, b.Fctr, std::max(a.Fctr, b.Fctr)) &&
+         all_near(kQuantities, width) && all_near(kShares, kAllPackages);
 }
 
 struct Candidate {
@@ -271,27 +311,23 @@ LimitsInForce FindLimits(Store& store, std::span<const StreamSample> streams,
 }
 
 API_CANccLim8 FindNetContents(Store& store, std::span<const StreamSample> streams) {
-  std::optional<API_CANccLim8> common;
+  std::vector<API_CANccLim8> found;
+  std::size_t common = 0;
   std::int32_t newest = INT32_MIN;
-  bool differ = false, missing = false;
+  bool missing = false;
   for (const auto& item : ItemsOf(streams)) {
     const auto rows = store.NetContents(item.part, item.test);
     const auto* const row =
         InForce(rows, item.newest, [](const API_CANccLim8& each) { return each.Head[5]; });
     missing = missing || row == nullptr;
     if (row == nullptr) continue;
-    constexpr std::size_t kFigures = offsetof(API_CANccLim8, Lsc);
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(row);
-    if (common) {
-      const auto* const others = reinterpret_cast<const unsigned char*>(&*common);
-      differ = differ || std::memcmp(bytes + kFigures, others + kFigures,
-                                     sizeof(API_CANccLim8) - kFigures) != 0;
-    }
-    if (item.newest >= newest) common = *row;
+    if (item.newest >= newest) common = found.size();
+    found.push_back(*row);
     newest = std::max(newest, item.newest);
   }
-  if (!common) return {};
-  if (!differ && !missing) return *common;
+  if (found.empty()) return {};
+  const auto agrees = [&](const API_CANccLim8& each) { return Agree(each, found[common]); };
+  if (!missing && std::all_of(found.begin(), found.end(), agrees)) return found[common];
   AddNote("net-contents-differ",
           "The selected parts and tests have different net contents; none is used.");
   return {};

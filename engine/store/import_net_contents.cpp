@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <optional>
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "engine/store/calendar.h"
 #include "engine/store/import_table.h"
@@ -58,11 +61,13 @@ constexpr Tolerable kTolerable[] = {
 double TolerableDeficiency(const ImportTable& table, double nominal) {
   const auto quantity = Lower(table.Cell(kQuantity));
   if (!quantity.empty() && quantity != "mass") {
-    table.Refuse(kQuantity, "deficiencies are known for mass only; give t1l and t2l instead");
+    table.Refuse(kQuantity,
+                 "deficiencies are known for mass only; use class own and give t1l and t2l");
   }
   if (nominal < kLeastQuantity || nominal > kTolerable[std::size(kTolerable) - 1].up_to) {
     table.Refuse(kNominal,
-                 "deficiencies are known from 5 to 10000 g only; give t1l and t2l instead");
+                 "deficiencies are known from 5 to 10000 g only; use class own and give t1l and "
+                 "t2l");
   }
   const auto* row = kTolerable;
   while (nominal > row->up_to) ++row;
@@ -72,8 +77,8 @@ double TolerableDeficiency(const ImportTable& table, double nominal) {
   const double step = nominal <= 1000.0 ? 0.1 : 1.0;
   if (std::fabs(amount / step - std::round(amount / step)) > 1e-9) {
     table.Refuse(kNominal,
-                 "the deficiency of this quantity would have to be rounded; give t1l and t2l "
-                 "instead");
+                 "the deficiency of this quantity would have to be rounded; use class own and "
+                 "give t1l and t2l");
   }
   return std::round(amount / step) * step;
 }
@@ -93,33 +98,90 @@ bool YesOrNo(const ImportTable& table, std::size_t column) {
   table.Refuse(column, "must be yes or no");
 }
 
-// A limit that a class derives: the amount below the nominal quantity, and above it when asked for.
-void Derive(Figures& figures, std::size_t lower, std::size_t upper, double nominal, double amount,
-            double percent, bool with_upper) {
-  if (!figures[lower]) figures[lower] = nominal - amount;
-  if (!figures[lower + 1]) figures[lower + 1] = percent;
-  if (with_upper && !figures[upper]) figures[upper] = nominal + amount;
+// To twelve digits of the nominal quantity, which takes away what binary subtraction leaves behind:
+// 64.4 - 4.5 is 59.9.
+double Rounded(double value, double nominal) {
+  constexpr int kDigits = 12;
+  const int decimals = std::max(0, kDigits - 1 - static_cast<int>(std::floor(std::log10(nominal))));
+  std::array<char, 700> text;  // holds any double with any such number of decimals
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), value,
+                                 std::chars_format::fixed, decimals);
+  std::from_chars(text.data(), end.ptr, value);
+  return value;
+}
+
+// What a class derives stands alone: another figure in its place is refused.
+class Derivation {
+ public:
+  Derivation(const ImportTable& table, std::string name, double nominal, bool with_upper,
+             Figures& figures)
+      : table_(table),
+        name_(std::move(name)),
+        nominal_(nominal),
+        with_upper_(with_upper),
+        figures_(figures) {}
+
+  // A limit below the nominal quantity, and above it when asked for.
+  void Limit(std::size_t lower, std::size_t upper, double amount) {
+    Set(lower, Rounded(nominal_ - amount, nominal_));
+    if (with_upper_) Set(upper, Rounded(nominal_ + amount, nominal_));
+  }
+  void Set(std::size_t figure, double value) {
+    auto& held = figures_[figure];
+    constexpr double kTolerance = 1e-9;
+    if (held && std::fabs(*held - value) > kTolerance * nominal_) {
+      table_.Refuse(kFirstFigure + figure, name_ + " derives another figure, " + Number(value) +
+                                               "; leave the cell empty, or use class own and give "
+                                               "the figures");
+    }
+    held = value;
+  }
+
+ private:
+  static std::string Number(double value) {
+    std::array<char, 32> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
+  }
+
+  const ImportTable& table_;
+  const std::string name_;
+  double nominal_;
+  bool with_upper_;
+  Figures& figures_;
+};
+
+// The largest shortfall of the line; none when it gives none.
+std::optional<double> ShortfallOf(const ImportTable& table, const std::string& name, double nominal,
+                                  const Figures& figures) {
+  if (const auto mav = table.OptionalNumber(kMav)) {
+    if (!(*mav > 0.0)) table.Refuse(kMav, "must be above 0");
+    if (!(*mav < nominal)) table.Refuse(kMav, "must be below the nominal quantity");
+    return mav;
+  }
+  if (name != "HB133") return std::nullopt;
+  if (!figures[kMavL]) {
+    table.Refuse(kClass, "HB133 needs mav, the maximum allowable variation, or mavl");
+  }
+  return nominal - *figures[kMavL];
 }
 
 void DeriveByClass(const ImportTable& table, const std::string& name, double nominal,
                    bool with_upper, Figures& figures) {
-  constexpr double kMostBeyondT1 = 2.5;  // percent of the packages
-  if (name == "R87" && !(figures[kT1L] && figures[kT2L])) {
+  if (name == "R87") {
+    Derivation derivation(table, name, nominal, with_upper, figures);
+    constexpr double kMostBeyondT1 = 2.5;  // percent of the packages
     const double t = TolerableDeficiency(table, nominal);
-    Derive(figures, kT1L, kT1U, nominal, t, kMostBeyondT1, with_upper);
-    Derive(figures, kT2L, kT2U, nominal, 2.0 * t, 0.0, with_upper);
-  } else if (name == "R87") {
-    Derive(figures, kT1L, kT1U, nominal, nominal - *figures[kT1L], kMostBeyondT1, with_upper);
-    Derive(figures, kT2L, kT2U, nominal, nominal - *figures[kT2L], 0.0, with_upper);
+    derivation.Limit(kT1L, kT1U, t);
+    derivation.Limit(kT2L, kT2U, 2.0 * t);
+    derivation.Set(kT1L + 1, kMostBeyondT1);
+    derivation.Set(kT2L + 1, 0.0);
   }
-  if (const auto mav = table.OptionalNumber(kMav)) {
-    if (!(*mav > 0.0)) table.Refuse(kMav, "must be above 0");
-    Derive(figures, kMavL, kMavU, nominal, *mav, 0.0, with_upper);
-  } else if (name == "HB133") {
-    if (!figures[kMavL]) {
-      table.Refuse(kClass, "HB133 needs mav, the maximum allowable variation, or mavl");
-    }
-    Derive(figures, kMavL, kMavU, nominal, nominal - *figures[kMavL], 0.0, with_upper);
+  if (const auto shortfall = ShortfallOf(table, name, nominal, figures)) {
+    Derivation(table, "mav", nominal, with_upper, figures).Limit(kMavL, kMavU, *shortfall);
+    if (!figures[kMavL + 1]) figures[kMavL + 1] = 0.0;
+  } else if (with_upper && name == "own") {
+    table.Refuse(kUpper,
+                 "class own derives no upper limit without mav; give mavu, t1u and t2u instead");
   }
 }
 
@@ -127,15 +189,27 @@ void Check(const ImportTable& table, double nominal, const Figures& figures) {
   for (std::size_t i = 0; i < figures.size(); i += 2) {
     const auto column = kFirstFigure + i;
     if (const auto limit = figures[i]) {
+      if (*limit < 0.0) table.Refuse(column, "must not be below 0");
       if (IsUpper(i) ? *limit < nominal : *limit > nominal) {
-        table.Refuse(table.Has(column) && !table.Cell(column).empty() ? column : kNominal,
-                     IsUpper(i) ? "an upper limit does not lie below the nominal quantity"
-                                : "a lower limit does not lie above the nominal quantity");
+        table.Refuse(column, IsUpper(i) ? "an upper limit does not lie below the nominal quantity"
+                                        : "a lower limit does not lie above the nominal quantity");
       }
     }
-    if (const auto percent = figures[i + 1]; percent && (*percent < 0.0 || *percent > 100.0)) {
+    const auto percent = figures[i + 1];
+    if (!percent) continue;
+    if (*percent < 0.0 || *percent > 100.0) {
       table.Refuse(column + 1, "must be a percentage from 0 to 100");
     }
+    if (!figures[i]) {
+      const std::string limit(kColumns[column].name);
+      table.Refuse(column + 1, "there is no " + limit + " that this percentage belongs to");
+    }
+  }
+  if (figures[kT1L] && figures[kT2L] && *figures[kT2L] > *figures[kT1L]) {
+    table.Refuse(kFirstFigure + std::size_t{kT2L}, "the lower T2 does not lie above the lower T1");
+  }
+  if (figures[kT1U] && figures[kT2U] && *figures[kT2U] < *figures[kT1U]) {
+    table.Refuse(kFirstFigure + std::size_t{kT2U}, "the upper T2 does not lie below the upper T1");
   }
 }
 
