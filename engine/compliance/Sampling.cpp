@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "engine/store/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -33,10 +34,6 @@ std::int64_t ClockAt(std::span<const Stretch> stretches, std::int64_t time) {
   if (next == stretches.begin()) return 0;
   const auto& stretch = *(next - 1);
   return stretch.clock + std::min(time, stretch.end) - stretch.start;
-}
-
-std::int64_t FloorDivide(std::int64_t value, std::int64_t unit) {
-  return value / unit - (value % unit < 0 ? 1 : 0);
 }
 
 }  // namespace

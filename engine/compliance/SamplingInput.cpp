@@ -15,7 +15,6 @@ namespace orvspc::engine {
 namespace {
 
 constexpr std::int64_t kMinute = 60;
-constexpr std::string_view kUsualShifts = "06:00 14:00 22:00";
 
 SamplingKind KindOf(std::string_view word) {
   if (word == "shift") return SamplingKind::Shift;
@@ -86,18 +85,11 @@ std::vector<StateSegment> ReadSegments(Connection& db, std::int32_t process, con
 
 std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_t> starts,
                                std::int32_t zone_offset) {
-  constexpr std::int64_t kDay = 86400;
   std::vector<Occasion> shifts;
-  auto day = *StartOfPeriod(window.start, drpDay, zone_offset) - kDay;
-  std::int64_t start = day + starts.back() - kDay;
-  for (; start < window.end; day += kDay) {
-    for (const auto time : starts) {
-      const auto end = day + time;
-      if (start < window.end && end > window.start) {
-        shifts.push_back({std::max(start, window.start), std::min(end, window.end), 0});
-      }
-      start = end;
-    }
+  for (auto at = window.start; at < window.end;) {
+    const auto shift = ShiftAround(at, starts, zone_offset);
+    shifts.push_back({at, std::min(shift.end, window.end), 0});
+    at = shift.end;
   }
   return shifts;
 }

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <map>
-#include <string>
+#include <span>
 #include <vector>
 
 #include "engine/compliance/Sampling.h"

@@ -165,6 +165,21 @@ std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t perio
   }
 }
 
+std::int64_t FloorDivide(std::int64_t value, std::int64_t unit) {
+  return value / unit - (value % unit < 0 ? 1 : 0);
+}
+
+Shift ShiftAround(std::int64_t stamp, std::span<const std::int32_t> starts, std::int32_t offset) {
+  const auto local = stamp + offset;
+  const auto midnight = FloorTo(local, kDay);
+  auto start = midnight - kDay + starts.back();
+  for (const auto time : starts) {
+    if (midnight + time > local) return {start - offset, midnight + time - offset};
+    start = midnight + time;
+  }
+  return {start - offset, midnight + kDay + starts.front() - offset};
+}
+
 std::optional<std::vector<std::int32_t>> ParseTimesOfDay(std::string_view text) {
   std::vector<std::int32_t> times;
   while (!text.empty()) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -25,6 +26,19 @@ std::optional<std::int32_t> PeriodsBefore(std::int64_t stamp, std::int32_t perio
 // Start of the period that the stamp lies in; weeks start on Monday. Empty as above.
 std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t period,
                                           std::int32_t offset);
+
+// The quotient rounded down; unit is above 0.
+std::int64_t FloorDivide(std::int64_t value, std::int64_t unit);
+
+// When shifts start unless the setting shift_starts says otherwise.
+inline constexpr std::string_view kUsualShifts = "06:00 14:00 22:00";
+
+// The shift that a stamp lies in: its start and that of the next one, by the ascending times of day
+// of the zone, of which there is at least one.
+struct Shift {
+  std::int64_t start = 0, end = 0;
+};
+Shift ShiftAround(std::int64_t stamp, std::span<const std::int32_t> starts, std::int32_t offset);
 
 // Times of day, "06:00 14:00 22:00", as ascending seconds; empty when the text is none of these.
 std::optional<std::vector<std::int32_t>> ParseTimesOfDay(std::string_view text);

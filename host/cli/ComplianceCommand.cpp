@@ -2,7 +2,6 @@
 #include "host/cli/ComplianceCommand.h"
 
 #include <algorithm>
-#include <limits>
 #include <map>
 #include <ostream>
 #include <utility>
@@ -17,40 +16,29 @@ namespace orvspc::host {
 
 namespace {
 
-constexpr std::int64_t kDay = 86400;
-constexpr const char* kUsualShifts = "06:00 14:00 22:00";
-
 // When shifts begin, by the settings of the database.
 class Shifts {
  public:
   explicit Shifts(EmbeddedDatabase& database) {
     const auto settings = engine::ListSettings(database);
-    const auto setting = [&](const char* key, const char* fallback) {
+    const auto setting = [&](const char* key, std::string_view fallback) {
       const auto found = settings.find(key);
       return found == settings.end() ? std::string(fallback) : found->second;
     };
     offset_ = engine::ZoneOffset(setting("time_zone", "UTC")).value_or(0);
-    starts_ = engine::ParseTimesOfDay(setting("shift_starts", kUsualShifts))
+    starts_ = engine::ParseTimesOfDay(setting("shift_starts", engine::kUsualShifts))
                   .value_or(std::vector<std::int32_t>{0});
   }
 
-  // The start of the shift that the stamp lies in, and that of the next one.
-  std::pair<std::int64_t, std::int64_t> Around(std::int64_t stamp) const {
-    const std::int64_t local = stamp + offset_, rest = local % kDay;
-    const std::int64_t midnight = local - (rest < 0 ? rest + kDay : rest);
-    std::int64_t start = midnight - kDay + starts_.back();
-    for (const std::int32_t time : starts_) {
-      if (midnight + time > local) return {start - offset_, midnight + time - offset_};
-      start = midnight + time;
-    }
-    return {start - offset_, midnight + kDay + starts_.front() - offset_};
+  engine::Shift Around(std::int64_t stamp) const {
+    return engine::ShiftAround(stamp, starts_, offset_);
   }
 
   // Local time, for texts.
   std::int64_t Local(std::int64_t stamp) const { return stamp + offset_; }
 
  private:
-  std::int64_t offset_ = 0;
+  std::int32_t offset_ = 0;
   std::vector<std::int32_t> starts_;
 };
 
@@ -62,7 +50,7 @@ std::vector<ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows, const S
   std::map<std::string, std::map<std::int64_t, SampleCount>> processes;
   std::int64_t first = INT64_MAX, last = INT64_MIN;
   for (const auto& window : windows) {
-    const std::int64_t start = shifts.Around(window.due).first;
+    const std::int64_t start = shifts.Around(window.due).start;
     first = std::min(first, start);
     last = std::max(last, start);
     processes[names(NameKind::Process, window.process)][start].Add(
@@ -71,7 +59,7 @@ std::vector<ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows, const S
   std::vector<ShiftRow> rows;
   for (const auto& [process, counts] : processes)
     for (std::int64_t start = first; start <= last;) {
-      const std::int64_t end = shifts.Around(start).second;
+      const std::int64_t end = shifts.Around(start).end;
       const auto found = counts.find(start);
       rows.push_back({process, DayText(shifts.Local(start)), ClockText(shifts.Local(start)), start,
                       end, found == counts.end() ? SampleCount{} : found->second});
@@ -83,7 +71,7 @@ std::vector<ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows, const S
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json", "svg", "html"});
   const auto database = OpenQualityDatabase(arguments);
-  const auto select = MakeSelection(arguments, *database, std::numeric_limits<std::int32_t>::max());
+  const auto select = MakeSelection(arguments, *database, INT32_MAX);
   select->IncludeDefectTests(true);
   select->IncludeDefectiveTests(true);
   const ComplianceDocument document = RunCompliance(database, select);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "engine/store/Catalogue.h"
+#include "engine/store/calendar.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
 #include "host/render/Numbers.h"
@@ -25,7 +26,7 @@ const std::vector<Setting>& Settings() {
        "how sigma is estimated from ranges or deviations",
        {"mvlue", "unweighted", "pooled", "pooled-as-sbar"}},
       {"shift_starts",
-       "06:00 14:00 22:00",
+       engine::kUsualShifts.data(),
        "when shifts start, for samples that are due once a shift",
        {}},
       {"time_zone",
