@@ -43,10 +43,7 @@ std::int32_t BestGuess(const AttributeShape& shape) {
 }  // namespace
 
 bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
-  if (chart_word == 0) return true;
-  const auto* const made_from = ChartOf((chart_word >> 8) & 15);
-  return made_from != nullptr && made_from->defectives == chart.defectives &&
-         made_from->per_opportunity == chart.per_opportunity;
+  return chart_word == 0 || RateKindOf(chart_word) == RateKindOf(chart);
 }
 
 bool IsAttributeWord(std::int32_t chart_word) {

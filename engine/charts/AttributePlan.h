@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
+#include "engine/store/stored_rate.h"
 
 namespace orvspc::engine {
 
@@ -38,6 +39,9 @@ struct AttributePlan {
   // A point says something about those before it.
   bool IsWeighted() const { return cusum || ewma != EwmaKind::None; }
 };
+
+// What a mean is on the chart.
+inline RateKind RateKindOf(const AttributeChart& chart) { return RateKindOf(chart.code << 8); }
 
 // Whether the mean of limits made from the chart of that word is the rate of this chart: a share, a
 // rate a unit or one an opportunity. A word of 0 is not known and serves.

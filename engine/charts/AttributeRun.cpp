@@ -2,6 +2,7 @@
 #include "engine/charts/AttributeRun.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -22,6 +23,19 @@ constexpr std::int32_t kBadArgument = 5;
 
 // A stored figure for lines; the whole of it stands over 1.
 Rate Stored(double mean) { return {mean, 1.0}; }
+
+Suits SuitsChart(const AttributeChart& chart, const ControlLimit& limit) {
+  if (!SuitsRate(chart, limit.chart_word)) return Suits::OtherChart;
+  return IsRate(RateKindOf(chart), limit.row.F_MEAN) ? Suits::Yes : Suits::NoSuchMean;
+}
+
+std::string UnsuitedMeanText(const AttributeChart& chart, double mean) {
+  char figure[32];
+  char* const end = std::to_chars(figure, figure + sizeof figure, mean).ptr;
+  return "Stored control limits with the mean " + std::string(figure, end) + " are not used: " +
+         (chart.defectives ? "a share of defective units lies between 0 and 1."
+                           : "a rate of defects is not below 0.");
+}
 
 }  // namespace
 
@@ -54,7 +68,8 @@ std::int32_t AttributeRun::Process(Store& store, API_DSInfo& info,
   table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
-  rows_.Load(store, true, [&](std::int32_t word) { return SuitsRate(*plan_.chart, word); });
+  rows_.Load(store, true,
+             [&](const ControlLimit& limit) { return SuitsChart(*plan_.chart, limit); });
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();
@@ -210,7 +225,7 @@ void AttributeRun::TellNotes(Store& store) const {
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& state = states_[s];
-    const auto tell = [&](bool when, const char* code, const char* text) {
+    const auto tell = [&](bool when, const char* code, const std::string& text) {
       if (!when) return;
       AddNote(code, text, store.StreamName(streams[s].part, streams[s].process, streams[s].test));
     };
@@ -229,6 +244,9 @@ void AttributeRun::TellNotes(Store& store) const {
          "A cusum counts in sigmas: without one above 0 there is none.");
     tell(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
          "The opportunities for defects in force changed inside the chart.");
+    const auto& unsuited = rows_.Of(s).unsuited_mean;
+    tell(unsuited.has_value(), "limits-unsuited",
+         unsuited ? UnsuitedMeanText(*plan_.chart, *unsuited) : std::string());
     rows_.TellNotes(store, s);
   }
 }

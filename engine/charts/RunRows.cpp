@@ -71,7 +71,8 @@ bool RunRows::Select(Store& store, API_DSInfo& info, std::span<const std::int32_
   return true;
 }
 
-void RunRows::Load(Store& store, bool attributes, const std::function<bool(std::int32_t)>& suits) {
+void RunRows::Load(Store& store, bool attributes,
+                   const std::function<Suits(const ControlLimit&)>& suits) {
   const auto streams = table_.Streams();
   ConvertRules(store.Rules(), rules_);
   streams_.resize(streams.size());
@@ -82,10 +83,13 @@ void RunRows::Load(Store& store, bool attributes, const std::function<bool(std::
     rows.specs = store.SpecLimits(stream.part, stream.test);
     SortByTime(rows.specs);
     rows.limits = store.ControlLimits(stream.part, stream.process, stream.test);
-    rows.unsuited_limits = std::erase_if(rows.limits, [&](const ControlLimit& limit) {
-                             return !suits(limit.chart_word);
-                           }) != 0;
     SortForProcess(rows.limits);
+    std::erase_if(rows.limits, [&](const ControlLimit& limit) {
+      const auto answer = suits(limit);
+      if (answer == Suits::OtherChart) rows.unsuited_limits = true;
+      if (answer == Suits::NoSuchMean && !rows.unsuited_mean) rows.unsuited_mean = limit.row.F_MEAN;
+      return answer != Suits::Yes;
+    });
     any_limits = any_limits || !rows.limits.empty();
     if (!attributes) continue;
     rows.opportunities = store.Opportunities(stream.part, stream.test);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -15,6 +16,9 @@
 #include "platform/CtrlChrt6.h"
 
 namespace orvspc::engine {
+
+// Whether a stored row serves a chart.
+enum class Suits { Yes, OtherChart, NoSuchMean };
 
 // What a run of either road holds of the database beside its points: the data set, and for each
 // stream the limits, opportunities and alarms that judge it. Hands all of that out.
@@ -31,7 +35,8 @@ class RunRows {
     std::vector<API_CCDefOpp> opportunities;
     std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
     bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
-    bool unsuited_limits = false;  // some were left out
+    bool unsuited_limits = false;         // some of another chart were left out
+    std::optional<double> unsuited_mean;  // of the first row left out for it
   };
 
   // test_types: bits of TestTypes. False when there is nothing: a failure, which the store keeps,
@@ -39,8 +44,8 @@ class RunRows {
   bool Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
               std::int32_t test_types, const char* nothing);
   // Everything of the streams of the table; opportunities only for attributes. Stored limits are
-  // taken where `suits` says so of the chart word that they were made from, 0 for not known.
-  void Load(Store& store, bool attributes, const std::function<bool(std::int32_t)>& suits);
+  // taken where `suits` says so.
+  void Load(Store& store, bool attributes, const std::function<Suits(const ControlLimit&)>& suits);
   // Forgets all. Storage of a small run is kept for the next.
   void Clear();
 

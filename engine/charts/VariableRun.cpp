@@ -70,7 +70,7 @@ std::int32_t VariableRun::Process(Store& store, API_DSInfo& info,
       PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   const auto word = std::exchange(plan.word, 0);
   plan_ = std::move(plan);
-  rows_.Load(store, false, [](std::int32_t) { return true; });
+  rows_.Load(store, false, [](const ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
   states_.resize(streams.size());
   for (std::size_t s = 0; s < streams.size(); ++s) {

@@ -4,6 +4,7 @@
 
 #include "engine/store/calendar.h"
 #include "engine/store/import_table.h"
+#include "engine/store/stored_rate.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -56,6 +57,16 @@ std::int32_t NamedLimits(const ImportTable& table, std::size_t column, std::int3
     flags |= flag;
   }
   return flags;
+}
+
+// Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
+double Mean(const ImportTable& table, std::size_t column, std::int32_t chart_word) {
+  const auto mean = table.Number(column);
+  const auto kind = RateKindOf(chart_word);
+  if (kind == RateKind::None || IsRate(kind, mean)) return mean;
+  table.Refuse(column, kind == RateKind::Share
+                           ? "must be a share from 0 to 1, which the chart word asks for"
+                           : "must be a rate not below 0, which the chart word asks for");
 }
 
 }  // namespace
@@ -156,6 +167,7 @@ ImportReport ImportControlLimits(const ImportContext& context) {
     const auto process = process_name.empty() ? 0 : names.Take(ItemKind::Process, process_name);
     const auto effective = table.Stamp(kEffective, kNoStamp);
     once.Take(kTest, part, process, test, effective);
+    const auto chart_word = table.ChartWord(kChartWord);
     Query insert(context.db,
                  "INSERT INTO control_limit(part, process, test, effective, mean, sp, spl, sw, "
                  "swl, start, finish, chart_word, who, made) "
@@ -164,7 +176,7 @@ ImportReport ImportControlLimits(const ImportContext& context) {
         .BindReference(2, process)
         .Bind(3, std::int64_t{test})
         .Bind(4, std::int64_t{effective})
-        .Bind(5, table.Number(kMean));
+        .Bind(5, Mean(table, kMean, chart_word));
     for (auto column = static_cast<std::size_t>(kSp); column <= kSwl; ++column) {
       const auto value = table.OptionalNumber(column).value_or(0.0);
       if (value < 0.0) table.Refuse(column, "a standard deviation is not below 0");
@@ -172,7 +184,7 @@ ImportReport ImportControlLimits(const ImportContext& context) {
     }
     insert.Bind(10, std::int64_t{table.Stamp(kStart, 0)})
         .Bind(11, std::int64_t{table.Stamp(kFinish, 0)})
-        .Bind(12, std::int64_t{table.ChartWord(kChartWord)})
+        .Bind(12, std::int64_t{chart_word})
         .Bind(13, std::string_view(context.who))
         .Bind(14, context.made)
         .Run();

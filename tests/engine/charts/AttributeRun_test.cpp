@@ -285,13 +285,56 @@ TEST(AttributeRun, LimitsFrozenAfterKPointsAreThoseOfTheFirstK) {
   EXPECT_EQ(longer.limits.size(), 1U);
 }
 
-TEST(AttributeRun, AStoredRateThatIsNoShareHasNoLimits) {
+TEST(AttributeRun, AStoredMeanThatIsNoRateIsNotUsedAndANoteSaysWhich) {
+  const struct {
+    double mean;
+    std::int32_t made_from;
+    std::vector<std::int32_t> refused;
+    const char* says;
+  } rows[] = {
+      {1.5, 0, {kP, kNp, kPpt, kPpm}, "the mean 1.5 are not used: a share"},
+      {1.5, kPpm, {kP, kNp, kPpt, kPpm}, "the mean 1.5 are not used: a share"},
+      {-0.25, 0, {std::begin(kEvery), std::end(kEvery)}, "the mean -0.25 are not used: a "},
+      {-2.0, kU, {kU, kC}, "the mean -2 are not used: a rate of defects is not below 0"},
+      {-2.0, kDpmo, {kDpto, kDpmo}, "the mean -2 are not used: a rate of defects"},
+      {1.0, 0, {}, ""},
+      {0.0, 0, {}, ""},
+  };
+  auto store = StoreOf({{30, 100}, {5, 100}}, ttDefects);
+  store.Opportunity(4);
+  for (const auto& row : rows) {
+    store.limits.clear();
+    store.Limit(row.mean, 0.0, 0.0, 0, 1, row.made_from);
+    for (const auto word : kEvery) {
+      const bool refused = std::count(row.refused.begin(), row.refused.end(), word) != 0;
+      if (!refused && row.made_from != 0) continue;  // of another kind of chart
+      TakeNotes();
+      const auto chart = MakeAttribute(store, word);
+      const auto& graph = chart.graphs.at(0);
+      const auto notes = TakeNotes();
+      const auto note = std::find_if(notes.begin(), notes.end(), [](const Note& each) {
+        return each.code == "limits-unsuited";
+      });
+      EXPECT_EQ(note != notes.end(), refused) << row.mean << ' ' << word;
+      EXPECT_EQ(chart.limits.empty(), refused) << row.mean << ' ' << word;
+      EXPECT_EQ(graph.cl[0] == graph.ccl[0], refused) << row.mean << ' ' << word;
+      EXPECT_TRUE(std::isfinite(graph.ucl[0])) << row.mean << ' ' << word;
+      if (!refused) continue;
+      EXPECT_NE(note->text.find(row.says), std::string::npos) << note->text;
+      EXPECT_EQ(graph.ucl, graph.cucl) << row.mean << ' ' << word;
+      EXPECT_EQ(graph.oocs, graph.coocs) << row.mean << ' ' << word;
+    }
+  }
+}
+
+TEST(AttributeRun, AnEarlierStoredRateServesWhereTheNewestIsNone) {
   auto store = StoreOf({{30, 100}, {5, 100}});
-  store.Limit(1.5, 0.0, 0.0);
-  const auto p = MakeAttribute(store, kP).graphs.at(0);
-  EXPECT_EQ(p.cl[0], 1.5);
-  EXPECT_TRUE(std::isnan(p.ucl[0]));
-  EXPECT_FALSE(std::isnan(p.cucl[0]));
+  store.Limit(0.2, 0.0, 0.0, 0);
+  store.Limit(20.0, 0.0, 0.0, 1);  // meant as percent
+  TakeNotes();
+  const auto chart = MakeAttribute(store, kP);
+  EXPECT_EQ(chart.graphs.at(0).cl, (std::vector<double>{0.2, 0.2}));
+  EXPECT_TRUE(HasNote(TakeNotes(), "limits-unsuited"));
 }
 
 TEST(AttributeRun, AStoredRateServesTheChartsOfItsKind) {

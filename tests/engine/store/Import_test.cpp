@@ -591,6 +591,14 @@ TEST_F(ImportTest, ControlLimitsAreOfTheProcessOrOfAny) {
   EXPECT_EQ(rows[1].chart_word, 0x110);
 }
 
+TEST_F(ImportTest, AMeanOfControlLimitsIsARateOnlyWhereTheChartWordSaysSo) {
+  Import(
+      "part,test,mean,chart-word\nA,S,1,0xd00\nA,Z,0,0xa00\nA,U,12.5,0xf00\nA,V,-3,0x100\nA,W,-3,"
+      "\n",
+      ImportKind::ControlLimits);
+  EXPECT_EQ(CountOf("control_limit"), 5);
+}
+
 TEST_F(ImportTest, OpportunitiesArrive) {
   Import("part,test,opportunities,effective\nA,T,5,\nA,T,7,2024-01-01\n",
          ImportKind::Opportunities);
@@ -616,6 +624,16 @@ TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
       {"mean missing", ImportKind::ControlLimits, "part,test,mean\nA,T,\n", "empty"},
       {"sigma below 0", ImportKind::ControlLimits, "part,test,mean,sp\nA,T,1,-1\n", "below 0"},
       {"chart word", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,1,0xzz\n", "0xzz"},
+      {"share above 1", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,1.5,0xd00\n",
+       "share from 0 to 1"},
+      {"share in percent of an np chart", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,20,0xc00\n", "\"20\""},
+      {"share below 0", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,-0.1,0x800\n",
+       "share from 0 to 1"},
+      {"defects below 0", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,-1,0xf00\n",
+       "not below 0"},
+      {"opportunities below 0", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,-1,0x900\n", "not below 0"},
       {"no opportunity", ImportKind::Opportunities, "part,test,opportunities\nA,T,0\n", "between"},
       {"15 and 31", ImportKind::Rules, "number,kind\n15,limit\n31,limit\n", "share one bit"},
       {"number too large", ImportKind::Rules, "number,kind\n32,limit\n", "between"},
