@@ -2,7 +2,6 @@
 #include "host/render/CapabilityModel.h"
 
 #include <cmath>
-#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,6 +16,10 @@ namespace orvspc::host {
 namespace {
 
 using Row = std::vector<std::string>;
+
+// Bits of the flags of net contents: is a percentage of packages allowed beyond that limit?
+constexpr std::int32_t kMavLp = 2, kMavUp = 32, kT1Lp = 512, kT2Lp = 2048, kT1Up = 8192,
+                       kT2Up = 32768;
 
 constexpr const char* kSigma = "\xCF\x83";
 
@@ -240,31 +243,35 @@ class Tables {
       const char* text;
       const char* limit;
       const char* companion;
+      std::int32_t flag;  // of the companion
       const char* score;
       const char* actual;
       const char* expected;
     };
     static constexpr Kind kKinds[] = {
-        {"above upper MAV", "MavU", "MavUp", "zMAVU", "ActAboveMAVU", "ExpAboveMAVU"},
-        {"above upper T2", "T2U", "T2Up", "zT2U", "ActAboveT2U", "ExpAboveT2U"},
-        {"above upper T1", "T1U", "T1Up", "zT1U", "ActAboveT1U", "ExpAboveT1U"},
-        {"above stated content", "Lsc", nullptr, "zLSC", "ActAboveLSC", "ExpAboveLSC"},
-        {"below stated content", "Lsc", nullptr, "zLSC", "ActBelowLSC", "ExpBelowLSC"},
-        {"below lower T1", "T1L", "T1Lp", "zT1L", "ActBelowT1L", "ExpBelowT1L"},
-        {"below lower T2", "T2L", "T2Lp", "zT2L", "ActBelowT2L", "ExpBelowT2L"},
-        {"below lower MAV", "MavL", "MavLp", "zMAVL", "ActBelowMAVL", "ExpBelowMAVL"}};
+        {"above upper MAV", "MavU", "MavUp", kMavUp, "zMAVU", "ActAboveMAVU", "ExpAboveMAVU"},
+        {"above upper T2", "T2U", "T2Up", kT2Up, "zT2U", "ActAboveT2U", "ExpAboveT2U"},
+        {"above upper T1", "T1U", "T1Up", kT1Up, "zT1U", "ActAboveT1U", "ExpAboveT1U"},
+        {"above stated content", "Lsc", nullptr, 0, "zLSC", "ActAboveLSC", "ExpAboveLSC"},
+        {"below stated content", "Lsc", nullptr, 0, "zLSC", "ActBelowLSC", "ExpBelowLSC"},
+        {"below lower T1", "T1L", "T1Lp", kT1Lp, "zT1L", "ActBelowT1L", "ExpBelowT1L"},
+        {"below lower T2", "T2L", "T2Lp", kT2Lp, "zT2L", "ActBelowT2L", "ExpBelowT2L"},
+        {"below lower MAV", "MavL", "MavLp", kMavLp, "zMAVL", "ActBelowMAVL", "ExpBelowMAVL"}};
     ReportTable table{
         "Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}, {}};
+    const double word = capability_.Held("NccLim", "EFlag");
+    const auto flags = std::isfinite(word) ? static_cast<std::int32_t>(word) : 0;
     for (const Kind& kind : kKinds) {
       // The shares tell whether there is such a limit: the operation of T1U itself always says yes.
       const double actual = Figure("NccResults", kind.actual);
       if (!std::isfinite(actual)) continue;
-      const double allowed = kind.companion ? Figure("NccLim", kind.companion)
-                                            : std::numeric_limits<double>::quiet_NaN();
-      table.rows.push_back({kind.text, Limit(Figure("NccLim", kind.limit)),
-                            Fixed(Figure("NccResults", kind.score), 2), PercentText(actual),
-                            PercentText(Figure("NccResults", kind.expected)),
-                            std::isfinite(allowed) ? PercentText(allowed) : ""});
+      // The flags tell whether there is a companion: two of the operations ask for another bit.
+      const bool has_allowed = (flags & kind.flag) != 0;
+      table.rows.push_back(
+          {kind.text, Limit(Figure("NccLim", kind.limit)),
+           Fixed(Figure("NccResults", kind.score), 2), PercentText(actual),
+           PercentText(Figure("NccResults", kind.expected)),
+           has_allowed ? PercentText(capability_.Held("NccLim", kind.companion)) : ""});
     }
     if (!table.rows.empty()) tables_.push_back(std::move(table));
   }

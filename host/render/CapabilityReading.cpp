@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/CapabilityReading.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <string_view>
 
@@ -52,7 +54,9 @@ constexpr Ground kGrounds[] = {
     {"Anova", "MSBetween", "Anova", "DFBetween"},
     {"Anova", "FRatio", "Anova", "MSWithin"},
     {"Anova", "FRatio", "Anova", "DFBetween"},
-    {"Anova", "ProbOfF", "Anova", "MSWithin"},
+    // Nothing within but something between is certain; only where nothing differs is nothing told.
+    {"Anova", "ProbOfF", "Anova", "SSTotal"},
+    {"Anova", "ProbOfF", "Anova", "DFWithin"},
     {"Anova", "ProbOfF", "Anova", "DFBetween"},
     {"SpecResults", "Act*", "Summary", "PieceCount"},
     {"SpecResults", "Exp*", "Summary", "LongTermSD"},
@@ -62,20 +66,47 @@ constexpr Ground kGrounds[] = {
     {"NccResults", "z*", "Summary", "LongTermSD"},
 };
 
+// Of values that are not all equal these are above 0: a 0 says that the figure is no number which a
+// record can hold.
+constexpr Ground kSpreads[] = {
+    {"Summary", "LongTermSD", "Summary", "LongTermSD"},
+    {"Summary", "UpperSD", "Summary", "UpperSD"},
+    {"Summary", "LowerSD", "Summary", "LowerSD"},
+    {"Summary", "CoOfVariation", "Summary", "CoOfVariation"},
+    {"Moments", "AvgDev", "Moments", "AvgDev"},
+    {"Moments", "SD", "Moments", "SD"},
+    {"Moments", "Variance", "Moments", "Variance"},
+    {"Anova", "SS*", "Anova", "SSTotal"},
+    {"Anova", "MS*", "Anova", "SSTotal"},
+    {"Anova", "FRatio", "Anova", "SSTotal"},
+};
+
 bool Fits(std::string_view pattern, std::string_view text) {
   if (!pattern.empty() && pattern.back() == '*')
     return text.substr(0, pattern.size() - 1) == pattern.substr(0, pattern.size() - 1);
   return pattern == text;
 }
 
-// The figure as its operation gives it, NaN where that says no.
-double Taken(const CAStatistics& statistics, const CapabilityFigure& figure) {
+// What the record holds, and whether the operation of the figure lets it pass.
+struct FieldRead {
+  double value;
+  bool known;
+};
+
+FieldRead FieldOf(const CAStatistics& statistics, const CapabilityFigure& figure) {
   double value = 0.0;
   try {
-    return figure.get(statistics, value) ? value : kNaN;
+    const bool known = figure.get(statistics, value);
+    return {value, known};
   } catch (const Failure&) {
-    return kNaN;  // a stored text can hold what is no number
+    return {kNaN, false};  // a stored text can hold what is no number
   }
+}
+
+// The figure as its operation gives it, NaN where that says no.
+double Taken(const CAStatistics& statistics, const CapabilityFigure& figure) {
+  const auto field = FieldOf(statistics, figure);
+  return field.known ? field.value : kNaN;
 }
 
 double RawFigure(const CAStatistics& statistics, std::string_view record, std::string_view name) {
@@ -84,7 +115,26 @@ double RawFigure(const CAStatistics& statistics, std::string_view record, std::s
   return kNaN;
 }
 
-double Defined(const CAStatistics& statistics, const CapabilityFigure& figure) {
+// No estimate, or one that the record could not hold.
+bool LacksShortTerm(const CAStatistics& statistics, const EstimateRead& estimate) {
+  if (!std::isfinite(estimate.value)) return true;
+  return estimate.value != 0.0 && RawFigure(statistics, "Summary", "ShortTermSD") == 0.0;
+}
+
+bool IsLost(const CAStatistics& statistics, const CapabilityFigure& figure) {
+  const bool spreads =
+      RawFigure(statistics, "Summary", "Minimum") < RawFigure(statistics, "Summary", "Maximum");
+  return spreads && std::any_of(std::begin(kSpreads), std::end(kSpreads), [&](const Ground& row) {
+           return row.record == figure.record && Fits(row.name, figure.name) &&
+                  RawFigure(statistics, row.on_record, row.on) == 0.0;
+         });
+}
+
+double Defined(const CAStatistics& statistics, const CapabilityFigure& figure, const FitRead* fit) {
+  if (fit && std::string_view(figure.name) == "ShortTermSD" &&
+      LacksShortTerm(statistics, fit->short_term))
+    return kNaN;
+  if (IsLost(statistics, figure)) return kNaN;
   for (const auto& ground : kGrounds) {
     if (ground.record != figure.record || !Fits(ground.name, figure.name)) continue;
     const double on = RawFigure(statistics, ground.on_record, ground.on);
@@ -139,13 +189,20 @@ double CapabilityRead::Figure(std::string_view record, std::string_view name) co
   return kNaN;
 }
 
+double CapabilityRead::Held(std::string_view record, std::string_view name) const {
+  for (const auto& figure : figures)
+    if (record == figure.record && name == figure.name) return figure.held;
+  return kNaN;
+}
+
 CapabilityRead ReadCapability(CAResults& results, const FitRead* fit) {
   CapabilityRead read;
   read.processing = results.Processing();
   read.select = results.DataSelect();
   const CAStatistics& statistics = *results.Statistics();
   for (const auto& figure : kCapabilityFigures)
-    read.figures.push_back({figure.record, figure.name, Defined(statistics, figure)});
+    read.figures.push_back({figure.record, figure.name, Defined(statistics, figure, fit),
+                            FieldOf(statistics, figure).value});
   read.johnson_curve_type = statistics.JohnsonCurveType();
   ReadBins(*results.Bins(), fit, read);
   ReadCurve(*results.Curve(), read);

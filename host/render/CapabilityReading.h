@@ -18,6 +18,7 @@ struct FigureRead {
   const char* record;
   const char* name;
   double value;  // NaN: not known, or not defined on these data
+  double held;   // what the record holds in its place, whether known or not
 };
 
 struct BinRead {
@@ -35,6 +36,8 @@ struct CapabilityRead {
 
   // NaN for a figure that is not known; the name must be one of capability_figures.h.
   double Figure(std::string_view record, std::string_view name) const;
+  // What the record holds, also where the operation of the figure denies it.
+  double Held(std::string_view record, std::string_view name) const;
   bool Empty() const { return !(Figure("Summary", "PieceCount") > 0.0); }
 };
 
@@ -47,7 +50,8 @@ struct FitRead {
   EstimateRead short_term;
 };
 
-// A figure is not known when its operation says so, not defined when what it is divided by is 0.
+// A figure is not known when its operation says so, not defined when what it is divided by is 0 or
+// when it is beyond the largest number. Short-term sigma is known as far as fit says.
 // The pieces that a bin is expected to hold come from fit. Without it (null: a stored result) they
 // follow from mean and long-term deviation; of a Johnson curve, whose parameters no result has,
 // they are then not known.

@@ -151,6 +151,109 @@ TEST_F(Capability, FiguresThatAreDividedByZeroAreNull) {
   }
 }
 
+TEST_F(Capability, AShortTermSigmaThatNobodyCanTellIsNull) {
+  struct Row {
+    const char* lines;
+    bool sigma, spread;  // whether short-term and long-term sigma are known
+    const char* reason;
+  };
+  constexpr Row kRows[] = {
+      {"A,P,T,1,2024-03-01T01:00:00,1\nA,Q,T,1,2024-03-01T01:00:00,2\n"
+       "A,R,T,1,2024-03-01T01:00:00,4\n",
+       false, true, "three streams of one value each"},
+      {"A,P,T,1,2024-03-01T01:00:00,1e308\nA,P,T,2,2024-03-01T02:00:00,-1e308\n"
+       "A,P,T,3,2024-03-01T03:00:00,1e308\n",
+       false, false, "beyond the largest number"},
+      {"A,P,T,1,2024-03-01T01:00:00,5\nA,P,T,1,2024-03-01T01:00:00,5\n"
+       "A,P,T,2,2024-03-01T02:00:00,7\nA,P,T,2,2024-03-01T02:00:00,7\n",
+       true, true, "no spread within, which is a sigma of 0"},
+      {"A,P,T,1,2024-03-01T01:00:00,5\nA,P,T,1,2024-03-01T01:00:00,5\n", true, true, "all equal"},
+  };
+  int n = 0;
+  for (const Row& row : kRows) {
+    const std::string db = " --db own" + std::to_string(++n) + ".db";
+    Write("v.csv", std::string("part,process,test,subgroup,time,value\n") + row.lines);
+    ASSERT_EQ(Run("import v.csv" + db).status, 0);
+    const Outcome outcome = Run("capability --format json" + db);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const ParsedJson document = ParseJson(outcome.out);
+    const auto known = [&](const char* name) {
+      return document.At(std::string("Statistics.") + name).kind == Kind::Number;
+    };
+    EXPECT_EQ(known("Summary.ShortTermSD"), row.sigma) << row.reason;
+    for (const char* name : {"Summary.LongTermSD", "Summary.UpperSD", "Summary.LowerSD",
+                             "Moments.SD", "Moments.Variance", "Anova.SSTotal"})
+      EXPECT_EQ(known(name), row.spread) << row.reason << ", " << name;
+    const std::string text = Run("capability" + db).out;
+    const auto line = [&](const std::string& head) {
+      const std::size_t at = text.find(head);
+      return text.substr(at, text.find('\n', at) - at);
+    };
+    const std::string dash = "\xE2\x80\x93";
+    EXPECT_EQ(line("\xCF\x83 short-term").find(dash) == std::string::npos, row.sigma) << text;
+    EXPECT_EQ(line("\xCF\x83 long-term").find(dash) == std::string::npos, row.spread) << text;
+    for (const char* format : {"svg", "html"})
+      EXPECT_EQ(Run("capability" + db + " --format " + format).status, 0) << row.reason;
+  }
+}
+
+TEST_F(Capability, NothingWithinButSomethingBetweenIsCertain) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\n"
+        "A,P,T,1,2024-03-01T01:00:00,5\nA,P,T,1,2024-03-01T01:00:00,5\n"
+        "A,P,T,2,2024-03-01T02:00:00,7\nA,P,T,2,2024-03-01T02:00:00,7\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  const ParsedJson anova = Json().At("Statistics.Anova");
+  EXPECT_EQ(anova.At("ProbOfF").kind, Kind::Number);
+  EXPECT_EQ(anova.At("ProbOfF").number, 0.0);
+  EXPECT_EQ(anova.At("FRatio").kind, Kind::Null) << "divided by 0";
+}
+
+// The last figure of each row of the net content table: what is allowed, empty without.
+std::string AllowedOf(const std::string& text, const std::string& head) {
+  const std::size_t at = text.find("\n  " + head);
+  if (at == std::string::npos) return "no row";
+  const std::string line = text.substr(at + 1, text.find('\n', at + 1) - at - 1);
+  // Values before it: limit, Z, observed and expected in percent.
+  std::size_t place = line.find('%');
+  if (place != std::string::npos) place = line.find('%', place + 1);
+  if (place == std::string::npos) return line;
+  const std::size_t allowed = line.find_first_not_of(' ', place + 1);
+  return allowed == std::string::npos ? "" : line.substr(allowed);
+}
+
+TEST_F(Capability, WhatIsAllowedIsToldByTheFlagOfItsOwnLimit) {
+  struct Row {
+    const char* columns;
+    const char* line;
+    const char* head;
+    const char* allowed;
+  };
+  constexpr Row kRows[] = {
+      {"mavl", "420", "below lower MAV", ""},
+      {"mavl,mavlp", "420,1", "below lower MAV", "1 %"},
+      {"mavu,mavup", "580,2", "above upper MAV", "2 %"},
+      {"t1u,t1up", "520,3", "above upper T1", "3 %"},
+      {"t1u,t2u,t2up", "520,530,4", "above upper T1", ""},
+      {"t1u,t2u,t2up", "520,530,4", "above upper T2", "4 %"},
+      {"t1l,t1lp", "480,2.5", "below lower T1", "2.5 %"},
+      {"t1l,t2l,t2lp", "480,460,0", "below lower T2", "0 %"},
+      {"t1l,t2l,t2lp", "480,460,0", "below lower T1", ""},
+  };
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\n"
+        "A,P,T,1,2024-03-01T01:00:00,410\nA,P,T,1,2024-03-01T01:00:00,470\n"
+        "A,P,T,2,2024-03-01T02:00:00,540\nA,P,T,2,2024-03-01T02:00:00,590\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  for (const Row& row : kRows) {
+    Write("n.csv",
+          std::string("part,test,nominal,") + row.columns + "\nA,T,500," + row.line + "\n");
+    ASSERT_EQ(Run("import n.csv --db q.db --kind net-contents").status, 0) << row.line;
+    const std::string text = Run("capability --db q.db").out;
+    EXPECT_EQ(AllowedOf(text, row.head), row.allowed) << row.columns << "\n" << text;
+  }
+}
+
 // The share below x of the law that a document tells of.
 double ShareBelow(const ParsedJson& document, double x) {
   const auto figure = [&](const char* path) { return document.At(path).number; };
