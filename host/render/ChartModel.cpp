@@ -47,8 +47,32 @@ Title TitleOf(const std::string& word) {
   return {"", "graph", "graph"};
 }
 
+bool HasShareAboveOne(const std::vector<double>& upper) {
+  // No upper limit of a share is above 1; the rest is rounding.
+  constexpr double kMost = 1.0 + 1e-9;
+  return std::any_of(upper.begin(), upper.end(),
+                     [](double limit) { return std::isfinite(limit) && limit > kMost; });
+}
+
+// Shares and numbers of defectives have one type in a result. Who does not know what was asked for
+// has the figures alone: limits above 1 are of numbers, and points that are not whole are of
+// shares.
+Title ShareOrNumber(const GraphRead& graph, const CCProcessing& processing) {
+  // Neither is a cusum drawn of numbers nor do its limits speak of the points.
+  if (processing.Cusum() != ccCusumNone) return TitleOf("p");
+  if (HasShareAboveOne(graph.ucls) || HasShareAboveOne(graph.c_ucls)) return TitleOf("np");
+  const bool averaged = processing.EWMA() == ccEwmaStandard;
+  const bool broken = std::any_of(graph.points.begin(), graph.points.end(), [](double point) {
+    return std::isfinite(point) && point != std::floor(point);
+  });
+  if (broken && !averaged) return TitleOf("p");
+  return {"", "p or np", "p or np: defective units, as a share or as a number"};
+}
+
 // A best guess was not asked for by name; then the answer gives the title.
-Title TitleOf(const GraphRead& graph, std::int32_t requested) {
+Title TitleOf(const GraphRead& graph, std::int32_t requested, const CCProcessing& processing) {
+  if (requested == kNotKnown && graph.index == 1 && graph.type == ccGraph1P)
+    return ShareOrNumber(graph, processing);
   const bool guessed = requested == 0 || requested == kNotKnown ||
                        (graph.index == 1 && requested == ccGraph1BestGuessAttribute);
   return TitleOf(GraphWord(graph.index, guessed ? graph.type : requested));
@@ -358,7 +382,8 @@ std::string TitleWithEwma(const GraphRead& graph, const Title& title, std::int32
 GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDocument& document,
                     int data_decimals) {
   GraphView made;
-  const Title title = TitleOf(graph, document.requested[graph.index - 1]);
+  const Title title =
+      TitleOf(graph, document.requested[graph.index - 1], *document.chart.processing);
   const bool cusum = graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone;
   made.title = cusum ? std::string("Cusum of ") + title.symbol
                      : TitleWithEwma(graph, title, document.chart.processing->EWMA());

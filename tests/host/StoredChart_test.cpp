@@ -218,6 +218,48 @@ TEST_F(StoredChart, OfAttributesIsDrawnTheSame) {
   Compared("--test Leaks --max 100 --graph1 np");
 }
 
+TEST_F(StoredChart, OfDefectivesIsTitledByWhatItsFiguresTell) {
+  const std::string head = "part,process,test,subgroup,time,count,size\n";
+  std::string some = head, none = head;
+  for (int i = 0; i < 9; ++i) {
+    const std::string hour = std::to_string(i) + ",2024-03-01T0" + std::to_string(i) + ":00:00,";
+    some += "Can,Line,Leaks," + hour + std::to_string(i % 4) + ",50\n";
+    none += "Can,Line,Bursts," + hour + "0,50\n";
+  }
+  Write("s.csv", some);
+  Write("n.csv", none);
+  ASSERT_EQ(Run("import s.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import n.csv --db q.db").status, 0);
+  const std::string number = "np: defective units", share = "p: share of defective units",
+                    either = "p or np: defective units, as a share or as a number";
+  const struct {
+    const char* options;
+    std::string title;
+  } rows[] = {
+      {"--test Leaks --graph1 np", number},
+      {"--test Leaks --graph1 np --ewma moving-centre",
+       number + ", about the EWMA of the points before"},
+      {"--test Leaks --graph1 np --ewma standard", "EWMA of np"},
+      {"--test Leaks --graph1 p", share},
+      {"--test Leaks --graph1 auto-attribute", share},
+      {"--test Leaks --graph1 p --cusum", "Cusum of p"},
+      {"--test Leaks --graph1 p --ewma standard", "EWMA of p or np"},
+      {"--test Bursts --graph1 np", either},
+      {"--test Bursts --graph1 p", either},
+      {"--test Leaks --graph1 ppm", "ppm: defective units in a million"},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(Run("chart --db q.db " + std::string(row.options) + " -o r.xml").status, 0);
+    for (const char* file : {"stored.svg", "stored.html"}) {
+      ASSERT_EQ(Run("show r.xml -o " + std::string(file)).status, 0);
+      EXPECT_NE(Text(folder_.File(file)).find(">" + row.title + "<"), std::string::npos)
+          << row.options << ' ' << file;
+    }
+    const auto text = Run("show r.xml").out;
+    EXPECT_NE(text.find(row.title), std::string::npos) << row.options << text;
+  }
+}
+
 TEST_F(StoredChart, LosesWhatTheReadmeSaysAndNothingElse) {
   Write("v.csv", kHead + Values("Bolt,Lathe,Length", 60, 4) + Values("Bolt,Mill,Length", 60, 4));
   Write("s.csv", "part,test,usl,lsl\nBolt,Length,11.5,9\n");
