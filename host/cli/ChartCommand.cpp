@@ -2,7 +2,6 @@
 #include "host/cli/ChartCommand.h"
 
 #include <charconv>
-#include <optional>
 #include <ostream>
 #include <utility>
 
@@ -111,7 +110,8 @@ int Run(const Arguments& arguments, Console& console) {
     Deliver(arguments, console, ChartXml(Analyse(database, select, processing), console));
     return 0;
   }
-  const ChartDocument document = RunChart(database, select, processing);
+  ChartDocument document = RunChart(database, select, processing);
+  if (format == "json") document.acceptance = ReadAcceptance(document);
   const bool empty = document.chart.subgroups.rows.empty();
   if (empty && format != "text") console.err << kNoData << "\n";
   Deliver(arguments, console,
@@ -141,11 +141,15 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
   // Without data the engine still tells of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   document.streams = StreamsRead();
-  if (const auto limits = LatestAcceptance()) {
-    document.acceptance = AcceptanceRead{limits->level, limits->risk, limits->binomial,
-                                         limits->numbers, limits->rates};
-  }
   return document;
+}
+
+std::optional<AcceptanceRead> ReadAcceptance(const ChartDocument& document) {
+  if (document.chart.subgroups.rows.empty()) return std::nullopt;
+  const auto limits = LatestAcceptance();
+  if (!limits) return std::nullopt;
+  return AcceptanceRead{limits->level, limits->risk, limits->binomial, limits->numbers,
+                        limits->rates};
 }
 
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
@@ -167,6 +171,7 @@ Command ChartCommand() {
       "values, mean and range up to 10 pieces, mean and deviation above or where sizes differ.\n"
       "auto-attribute takes p for tests of defectives, c for defects on one size, u where sizes\n"
       "differ.\n"
+      "--cusum goes with every chart but np and pre-control.\n"
       "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a database.\n";
   command.example =
       "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg";
@@ -181,7 +186,7 @@ Command ChartCommand() {
        {"rules", "SET", "rule set of graph 1 for this run (default: the database's alarms)"},
        {"group-by", "WORD", "none part process test: points that belong together share a place"},
        {"group-threshold", "SECONDS", "longest time inside a group (default 3600)"},
-       {"cusum", nullptr, "cumulative sums on graph 1"},
+       {"cusum", nullptr, "cumulative sums on graph 1; not of np and pre-control"},
        {"ewma", "WORD", "of counts: none standard moving-centre (default none)"},
        {"aql", "PERCENT", "of counts: acceptable quality level of the JSON's limits (default 1)"},
        {"producer-risk", "PERCENT", "of counts: risk of the same (default 10)"}});

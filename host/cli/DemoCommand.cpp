@@ -151,7 +151,8 @@ int Run(const Arguments& arguments, Console& console) {
   std::vector<IndexEntry> entries;
   std::string commands, drawn;
   for (const auto& picture : kPictures) {
-    const ChartDocument document = Draw(database, picture);
+    ChartDocument document = Draw(database, picture);
+    document.acceptance = ReadAcceptance(document);
     ChartView view = MakeChartView(document, names);
     const std::string stem = (folder / picture.name).string();
     WriteFile(stem + ".svg", RenderSvg(view));

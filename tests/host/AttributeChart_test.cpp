@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <memory>
+
+#include "engine/Embedded.h"
+#include "host/cli/ChartCommand.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -88,6 +92,46 @@ TEST_F(AttributeChart, ChartsOfVariablesHaveNoAcceptanceLimits) {
   ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
   EXPECT_EQ(ParseJson(Chart("--part A --test W --format json").out).At("AcceptanceLimits").kind,
             ParsedJson::Kind::Null);
+}
+
+TEST_F(AttributeChart, AcceptanceLimitsAreReadWhereTheyAreAskedForAlone) {
+  InstallEmbedded();
+  const auto database = OpenDatabase(folder_.File("q.db"));
+  const auto select = std::make_shared<DataSelect>();
+  const auto processing = std::make_shared<CCProcessing>();
+  processing->Graph1Type(ccGraph1P);
+  SelectTestsOf(*processing, *select);
+  const auto document = RunChart(database, select, processing);
+  ASSERT_FALSE(document.chart.subgroups.rows.empty());
+  EXPECT_FALSE(document.acceptance.has_value());
+  const auto limits = ReadAcceptance(document);
+  ASSERT_TRUE(limits.has_value());
+  EXPECT_EQ(limits->numbers.size(), document.chart.subgroups.rows.size());
+  EXPECT_FALSE(ReadAcceptance(ChartDocument()).has_value()) << "without data";
+}
+
+TEST_F(AttributeChart, JsonOfTheCommandHasAcceptanceLimits) {
+  const auto json = ParseJson(Chart("--part A --graph1 p --aql 2 --format json").out);
+  EXPECT_EQ(json.At("AcceptanceLimits").kind, ParsedJson::Kind::Object);
+}
+
+TEST_F(AttributeChart, AStoredMeanThatIsNoShareIsNotedInEveryFormat) {
+  Write("l.csv", "part,process,test,mean\nA,P,Bad,5\n");
+  ASSERT_EQ(Run("import l.csv --db q.db --kind control-limits").status, 0);
+  for (const std::string format : {"text", "json", "svg", "html"}) {
+    const auto shown = Chart("--part A --graph1 p --format " + format);
+    EXPECT_NE((shown.out + shown.err).find("with the mean 5 are not used"), std::string::npos)
+        << format;
+  }
+  EXPECT_NE(Chart("--part A --graph1 p").out.find("UCL"), std::string::npos);
+}
+
+TEST_F(AttributeChart, TheHelpNamesTheChartsWithoutACusum) {
+  EXPECT_NE(Run("chart --help").out.find("not of np and pre-control"), std::string::npos);
+  for (const std::string graph : {"np", "pre-control"})
+    EXPECT_EQ(Chart("--graph1 " + graph + " --cusum").status, 2) << graph;
+  for (const std::string graph : {"p", "ppt", "ppm", "c", "u", "dpto", "dpmo", "auto-attribute"})
+    EXPECT_EQ(Chart("--graph1 " + graph + " --cusum").status, 0) << graph;
 }
 
 TEST_F(AttributeChart, OptionsOfCountsAreMisuseElsewhere) {
