@@ -106,7 +106,15 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
       const auto time = platform::DateToTimeStamp(time_);
       std::vector<StateLogRow> rows;
       if (query_ == kForward) {
-        rows = ReadStateLog(db, process_, time, INT32_MAX, row_limit_ > 0 ? row_limit_ : -1);
+        const std::int64_t limit = row_limit_;
+        rows = ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
+        if (limit > 0 && std::ssize(rows) > limit) {
+          rows.pop_back();
+          AddNote("states-cut",
+                  "The log of states has more records than are read at once; it is "
+                  "known up to the " +
+                      std::to_string(limit) + "th of them.");
+        }
       } else if (query_ == kLatestBefore) {
         if (const auto row = LatestStateBefore(db, 0, time)) rows.push_back(*row);
       }

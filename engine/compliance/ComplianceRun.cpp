@@ -167,10 +167,11 @@ class Compliance {
   std::vector<SamplingDue> report_;
 };
 
-// Filters that narrow the samples but not what is expected.
+// Filters that narrow the samples but not what intervals and shifts ask for.
 bool NarrowsSamples(const API_DSInfo& info) {
-  return info.AllShift != ftUnlimited || info.AllEmployee != ftUnlimited ||
-         info.AllCode != ftUnlimited || info.Filter != 0 || info.ItemNo != 0;
+  return info.AllJob != ftUnlimited || info.AllLot != ftUnlimited || info.AllShift != ftUnlimited ||
+         info.AllEmployee != ftUnlimited || info.AllCode != ftUnlimited || info.Filter != 0 ||
+         info.ItemNo != 0;
 }
 
 }  // namespace
@@ -188,7 +189,8 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
   if (!read) return false;
   if (!input.requirements.empty() && NarrowsSamples(info)) {
     AddNote("samples-narrowed",
-            "The selection narrows the samples that count, but not the number that is expected.");
+            "The selection narrows the samples that count, but not what intervals and shifts ask "
+            "for.");
   }
   const bool enabled_only = info.Status == 0 || (info.Status & kEnabledBit) != 0;
   Compliance compliance(store, data, input, enabled_only);

@@ -10,6 +10,7 @@
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/Ties.h"
+#include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -35,13 +36,10 @@ double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
 // Piece values of the subgroups; readings within a piece are not values of their own.
 std::vector<double> Pieces(const DataSet& data, std::span<const std::size_t> subgroups) {
   std::vector<double> values;
+  PieceReader reader(data);
   for (const auto place : subgroups) {
-    const auto& subgroup = data.subgroups[place];
-    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-      const auto at = static_cast<std::size_t>(row);
-      if (!data.keys.empty() && data.keys[at].Sbno != 0) continue;
-      if (std::isfinite(data.values[at])) values.push_back(data.values[at]);
-    }
+    const auto pieces = reader.Pieces(place);
+    values.insert(values.end(), pieces.begin(), pieces.end());
   }
   return values;
 }
@@ -66,17 +64,32 @@ std::set<std::int32_t> PartsOf(const DataSet& data, std::span<const std::size_t>
   return parts;
 }
 
+Tolerance ToleranceOf(const API_CCSpecLim& row) {
+  Tolerance tolerance;
+  if ((row.F_EFLAG & slfUSL) != 0) tolerance.usl = row.F_USL;
+  if ((row.F_EFLAG & slfLSL) != 0) tolerance.lsl = row.F_LSL;
+  return tolerance;
+}
+
+// Whether two limits are one to a billionth of the width between both limits, or of their own size
+// where there is only one.
+bool Agree(std::optional<double> a, std::optional<double> b, double width) {
+  if (!a || !b) return a.has_value() == b.has_value();
+  constexpr double kBillionth = 1e-9;
+  return std::abs(*a - *b) <= kBillionth * (width > 0.0 ? width : std::abs(*a));
+}
+
 // The limits that hold for every part; none where parts disagree.
-std::optional<API_CCSpecLim> SpecLimits(Store& store, const std::set<std::int32_t>& parts,
-                                        std::int32_t test, std::int32_t time) {
-  std::optional<API_CCSpecLim> common;
+std::optional<Tolerance> SpecLimits(Store& store, const std::set<std::int32_t>& parts,
+                                    std::int32_t test, std::int32_t time) {
+  std::optional<Tolerance> common;
   for (const auto part : parts) {
     const auto row = InForce(store.SpecLimits(part, test), time);
     if (!row) return std::nullopt;
-    if (!common) {
-      common = row;
-    } else if (row->F_EFLAG != common->F_EFLAG || row->F_USL != common->F_USL ||
-               row->F_LSL != common->F_LSL) {
+    const auto limits = ToleranceOf(*row);
+    if (!common) common = limits;
+    const double width = common->usl && common->lsl ? *common->usl - *common->lsl : 0.0;
+    if (!Agree(common->usl, limits.usl, width) || !Agree(common->lsl, limits.lsl, width)) {
       return std::nullopt;
     }
   }
@@ -89,19 +102,13 @@ std::optional<API_CANccLim8> NetContent(Store& store, const std::set<std::int32_
   return InForce(store.NetContents(*parts.begin(), test), time);
 }
 
-void FillSpecification(std::span<const double> values, const API_CCSpecLim& limits,
-                       API_SCRow& row) {
-  const bool has_usl = (limits.F_EFLAG & slfUSL) != 0, has_lsl = (limits.F_EFLAG & slfLSL) != 0;
-  Tolerance tolerance;
-  if (has_usl) tolerance.usl = limits.F_USL;
-  if (has_lsl) tolerance.lsl = limits.F_LSL;
-  const auto indices =
-      IndicesOf(Reach::OfNormal(row.AverageValue, row.StandardDeviation), tolerance);
+void FillSpecification(std::span<const double> values, const Tolerance& limits, API_SCRow& row) {
+  const auto indices = IndicesOf(Reach::OfNormal(row.AverageValue, row.StandardDeviation), limits);
   row.PP = indices.p;
   row.PPK = indices.k;
-  row.SpecFlags = limits.F_EFLAG & (slfUSL | slfLSL);
-  if (has_usl) row.PercentAboveUSL = PercentAbove(values, limits.F_USL);
-  if (has_lsl) row.PercentBelowLSL = PercentBelow(values, limits.F_LSL);
+  row.SpecFlags = (limits.usl ? slfUSL : 0) | (limits.lsl ? slfLSL : 0);
+  if (limits.usl) row.PercentAboveUSL = PercentAbove(values, *limits.usl);
+  if (limits.lsl) row.PercentBelowLSL = PercentBelow(values, *limits.lsl);
   row.PercentOOS = row.PercentAboveUSL + row.PercentBelowLSL;
   constexpr double kMillionthsOfAPercent = 1e4;
   row.PPM = kMillionthsOfAPercent * row.PercentOOS;

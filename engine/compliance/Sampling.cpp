@@ -2,12 +2,17 @@
 #include "engine/compliance/Sampling.h"
 
 #include <algorithm>
+#include <stdexcept>
+#include <string>
 
 #include "engine/store/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
 namespace {
+
+// A mistaken time of 1970 shall not ask for all the memory there is.
+constexpr std::int64_t kMostWindows = 2'000'000;
 
 // A stretch of running time; the clock shows `clock` at its start.
 struct Stretch {
@@ -51,6 +56,11 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
   const auto& last = stretches.back();
   const auto total = last.clock + last.end - last.start;
   const auto count = std::max<std::int64_t>(FloorDivide(total - grace, every), 0);
+  if (count > kMostWindows) {
+    throw std::runtime_error("A sampling requirement has " + std::to_string(count) +
+                             " intervals in the time range, more than " +
+                             std::to_string(kMostWindows) + "; choose a shorter range");
+  }
 
   std::vector<SamplingWindow> windows(static_cast<std::size_t>(count));
   std::size_t at = 0;

@@ -44,7 +44,8 @@ struct SamplingWindow {
 // time is one clock that stands still in pauses: window j is (j - 1) every <= t < j every + grace.
 // Windows that the clock does not complete ask for nothing. A sample counts once, for the earliest
 // window that is still short; one taken in a pause has the clock's time of that pause. Segments and
-// samples ascend; only what lies in `valid` counts.
+// samples ascend; only what lies in `valid` counts. Throws std::runtime_error beyond two million
+// windows.
 std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::int64_t every, std::int64_t grace,

@@ -95,9 +95,9 @@ std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_
 }
 
 // Each lot or job of the part and process in the window, from its first to its last subgroup.
-std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache,
-                                const std::vector<bool>& wanted, const Requirement& requirement,
-                                const Period& window) {
+std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache, const FlatFilter& filter,
+                                const Requirement& requirement, const Period& window) {
+  const auto lots = LookUpItems(db, "lot", filter.lot), jobs = LookUpItems(db, "job", filter.job);
   std::map<std::int32_t, Occasion> items;
   Query query(db,
               "SELECT m.context, min(m.time), max(m.time) FROM stream s "
@@ -108,8 +108,9 @@ std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache,
   query.Bind(3, window.start).Bind(4, window.end - 1);
   while (query.Step()) {
     const auto place = cache.PlaceOfContext(query.Int64(0));
-    if (!place || (!wanted.empty() && !wanted[*place])) continue;
+    if (!place) continue;
     const auto& context = cache.contexts[*place];
+    if (!Has(lots, context.lot) || !Has(jobs, context.job)) continue;
     const auto item = requirement.kind == SamplingKind::Lot ? context.lot : context.job;
     if (item == 0) continue;
     const auto first = query.Int64(1), end = query.Int64(2) + 1;
@@ -136,7 +137,8 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
   for (const auto& each : subgroups) processes.insert(each.Prcs);
 
   auto& window = input.window;
-  window = {info.TimeStart, std::int64_t{info.TimeEnd} + 1};
+  const bool has_end = info.TimeEnd != kNoStamp;
+  window = {info.TimeStart, std::int64_t{has_end ? info.TimeEnd : INT32_MAX} + 1};
   auto latest = Now();
   if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});
   window.end = std::min(window.end, latest + 1);
@@ -152,7 +154,6 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
     input.segments[process] =
         ReadSegments(connection, process, window, name == names.end() ? "" : name->second);
   }
-  const auto wanted = LookUp(connection, cache, info, filter, {}).contexts;
   const auto setting = cache.settings.find("shift_starts");
   const auto starts =
       ParseTimesOfDay(setting == cache.settings.end() ? kUsualShifts : setting->second);
@@ -161,7 +162,7 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
     input.occasions[each.id] =
         each.kind == SamplingKind::Shift
             ? ShiftsOf(window, starts.value_or(std::vector<std::int32_t>{0}), cache.zone_offset)
-            : ReadItems(connection, cache, wanted, each, window);
+            : ReadItems(connection, cache, flat, each, window);
   }
   return input;
 }

@@ -189,7 +189,13 @@ TEST_F(Records, StatesFromATimeOnOfOneProcess) {
       << "0 is every process";
   EXPECT_EQ(Times(*log, 7, 0, platform::PrcsStateLog::kForward), Stamps{});
   log->RowLimit(2);
+  TakeNotes();
   EXPECT_EQ(Times(*log, 1, 0, platform::PrcsStateLog::kForward), (Stamps{1000, 2000}));
+  const auto notes = TakeNotes();
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_EQ(notes[0].code, "states-cut");
+  EXPECT_EQ(Times(*log, 1, 2000, platform::PrcsStateLog::kForward), (Stamps{2000, 3000}));
+  EXPECT_TRUE(TakeNotes().empty()) << "nothing is missing";
 }
 
 TEST_F(Records, TheLatestStateBeforeATimeOfAnyProcess) {

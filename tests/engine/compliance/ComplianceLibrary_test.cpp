@@ -242,6 +242,59 @@ TEST_F(ComplianceTest, ARangeWithoutAStartBeginsWithTheFirstSubgroup) {
   EXPECT_EQ(row.SamplesExpected, 3);
 }
 
+TEST_F(ComplianceTest, ARangeWithoutAnEndGoesOnUntilNow) {
+  const FixedNow now(kStart + 6 * kHour - 1);
+  auto selection = FourHours();
+  selection.info.TimeEnd = INT32_MIN;
+  EXPECT_EQ(Rows(selection)[0].SamplesExpected, 6);
+}
+
+TEST_F(ComplianceTest, PartsWithTheSameLimitsShareThemWhateverElseTheirRowsSay) {
+  Import(
+      "part,process,test,subgroup,time,value\nC,Press,Width,9,2024-01-01T00:40,10\n"
+      "D,Press,Width,10,2024-01-01T00:50,10\n");
+  Import("part,test,usl,target,lsl\nC,Width,12.000000001,10,8\n", ImportKind::Limits);
+  auto selection = FourHours();
+  selection.List(FlatSelection::kPart, {Id(ItemKind::Part, "A"), Id(ItemKind::Part, "C")});
+  EXPECT_EQ(Rows(selection)[0].SpecFlags, slfUSL | slfLSL);
+  EXPECT_EQ(Rows(selection)[0].TestCount, 5);
+  EXPECT_EQ(Rows()[0].SpecFlags, 0) << "part D has no limits";
+}
+
+TEST_F(ComplianceTest, LotsAskWhateverOtherFiltersSay) {
+  Import(
+      "part,process,test,subgroup,time,value,lot,employee\n"
+      "A,Press,Width,9,2024-01-01T00:40,10,L1,Ann\nA,Press,Width,10,2024-01-01T00:45,10,L2,Bob\n");
+  Import("process,test,kind,n\nPress,Width,lot,1\n", ImportKind::Requirements);
+  const auto expected = [&](FlatSelection::Block block, ItemKind kind, const char* name) {
+    auto selection = FourHours();
+    selection.List(block, {Id(kind, name)});
+    for (const auto& row : Rows(selection)) {
+      if (row.SmplReqID == 2) return row.SamplesExpected;
+    }
+    return -1;
+  };
+  EXPECT_EQ(expected(FlatSelection::kEmployee, ItemKind::Employee, "Ann"), 2);
+  EXPECT_EQ(expected(FlatSelection::kLot, ItemKind::Lot, "L1"), 1);
+  TakeNotes();
+  expected(FlatSelection::kLot, ItemKind::Lot, "L1");
+  bool told = false;
+  for (const auto& note : TakeNotes()) told = told || note.code == "samples-narrowed";
+  EXPECT_TRUE(told) << "the intervals ask for as much as without the filter";
+}
+
+TEST_F(ComplianceTest, MillionsOfIntervalsAreRefused) {
+  Import("process,test,kind,n,minutes\nPress,Width,interval,1,1\n", ImportKind::Requirements);
+  auto selection = FourHours();
+  selection.info.TimeStart = 0;
+  auto filter = selection.Filter();
+  EXPECT_EQ(library_.VLXSREQ_SREQ_COMPLIANCE(0, Db().ConnectionHandle(), selection.info, filter),
+            0);
+  const auto failure = Db().TakeFailure();
+  ASSERT_TRUE(failure);
+  EXPECT_NE(failure->description.find("choose a shorter range"), std::string::npos);
+}
+
 TEST_F(ComplianceTest, ShiftsStartAsTheSettingSaysInTheZone) {
   Import("process,test,kind,n\nPress,Width,shift,5\n", ImportKind::Requirements);
   StoreSetting(Db(), "shift_starts", "03:00 15:00");
