@@ -113,10 +113,12 @@ double Rounded(double value, double nominal) {
 // What a class derives stands alone: another figure in its place is refused.
 class Derivation {
  public:
-  Derivation(const ImportTable& table, std::string name, double nominal, bool with_upper,
-             Figures& figures)
+  // way_out   what to do about such a figure
+  Derivation(const ImportTable& table, std::string name, std::string way_out, double nominal,
+             bool with_upper, Figures& figures)
       : table_(table),
         name_(std::move(name)),
+        way_out_(std::move(way_out)),
         nominal_(nominal),
         with_upper_(with_upper),
         figures_(figures) {}
@@ -130,9 +132,8 @@ class Derivation {
     auto& held = figures_[figure];
     constexpr double kTolerance = 1e-9;
     if (held && std::fabs(*held - value) > kTolerance * nominal_) {
-      table_.Refuse(kFirstFigure + figure, name_ + " derives another figure, " + Number(value) +
-                                               "; leave the cell empty, or use class own and give "
-                                               "the figures");
+      table_.Refuse(kFirstFigure + figure,
+                    name_ + " derives another figure, " + Number(value) + "; " + way_out_);
     }
     held = value;
   }
@@ -144,7 +145,7 @@ class Derivation {
   }
 
   const ImportTable& table_;
-  const std::string name_;
+  const std::string name_, way_out_;
   double nominal_;
   bool with_upper_;
   Figures& figures_;
@@ -168,7 +169,8 @@ std::optional<double> ShortfallOf(const ImportTable& table, const std::string& n
 void DeriveByClass(const ImportTable& table, const std::string& name, double nominal,
                    bool with_upper, Figures& figures) {
   if (name == "R87") {
-    Derivation derivation(table, name, nominal, with_upper, figures);
+    Derivation derivation(table, name, "leave it out, or use class own and give the figures",
+                          nominal, with_upper, figures);
     constexpr double kMostBeyondT1 = 2.5;  // percent of the packages
     const double t = TolerableDeficiency(table, nominal);
     derivation.Limit(kT1L, kT1U, t);
@@ -177,7 +179,8 @@ void DeriveByClass(const ImportTable& table, const std::string& name, double nom
     derivation.Set(kT2L + 1, 0.0);
   }
   if (const auto shortfall = ShortfallOf(table, name, nominal, figures)) {
-    Derivation(table, "mav", nominal, with_upper, figures).Limit(kMavL, kMavU, *shortfall);
+    Derivation(table, "mav", "give one of the two", nominal, with_upper, figures)
+        .Limit(kMavL, kMavU, *shortfall);
     if (!figures[kMavL + 1]) figures[kMavL + 1] = 0.0;
   } else if (with_upper && name == "own") {
     table.Refuse(kUpper,
@@ -189,6 +192,7 @@ void Check(const ImportTable& table, double nominal, const Figures& figures) {
   for (std::size_t i = 0; i < figures.size(); i += 2) {
     const auto column = kFirstFigure + i;
     if (const auto limit = figures[i]) {
+      if (!std::isfinite(*limit)) table.Refuse(kNominal, "is too large to derive upper limits");
       if (*limit < 0.0) table.Refuse(column, "must not be below 0");
       if (IsUpper(i) ? *limit < nominal : *limit > nominal) {
         table.Refuse(column, IsUpper(i) ? "an upper limit does not lie below the nominal quantity"

@@ -191,7 +191,8 @@ TEST_F(NetContents, WhatContradictsItselfIsRefusedWithItsColumn) {
       {"nominal,class,t2l", "500,R87,480", "t2l", "another figure, 470"},
       {"nominal,class,t1lp", "500,R87,5", "t1lp", "another figure, 2.5"},
       {"nominal,class,upper,t2u", "500,R87,yes,520", "t2u", "another figure, 530"},
-      {"nominal,class,mav,mavl", "500,HB133,20,490", "mavl", "mav derives another figure, 480"},
+      {"nominal,class,mav,mavl", "500,HB133,20,490", "mavl",
+       "mav derives another figure, 480; give one of the two"},
       {"nominal,mav,mavl", "500,20,490", "mavl", "mav derives another figure, 480"},
       {"nominal,t1l,t2l", "500,480,490", "t2l", "the lower T2 does not lie above"},
       {"nominal,t1u,t2u", "500,520,510", "t2u", "the upper T2 does not lie below"},
@@ -206,6 +207,7 @@ TEST_F(NetContents, WhatContradictsItselfIsRefusedWithItsColumn) {
       {"nominal,mavup", "500,2", "mavup", "there is no mavu"},
       {"nominal,mav", "500,500", "mav", "must be below the nominal quantity"},
       {"nominal,mav", "500,600", "mav", "must be below the nominal quantity"},
+      {"nominal,mav,upper", "1.5e308,1e308,yes", "nominal", "too large to derive upper limits"},
       {"nominal,upper", "500,yes", "upper", "derives no upper limit"},
       {"nominal,t1l,upper", "500,490,yes", "upper", "derives no upper limit"},
   };
