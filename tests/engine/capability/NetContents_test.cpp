@@ -70,12 +70,9 @@ struct OnLimit {
 
 TEST_F(NetContents, APackageExactlyOnALimitIsNotBeyondIt) {
   constexpr OnLimit kRows[] = {
-      {"1.2", "1080.48", "900.4", "900.4 times 1.2"},
-      {"1.1", "0.33", "0.3", "0.3 times 1.1"},
-      {"0.7", "0.07", "0.1", "0.1 times 0.7"},
-      {"3", "0.9", "0.3", "0.3 times 3"},
-      {"0.07", "0.91", "13", "13 times 0.07"},
-      {"1", "59.9", "59.9", "without a factor"},
+      {"1.2", "1080.48", "900.4", "900.4 times 1.2"}, {"1.1", "0.33", "0.3", "0.3 times 1.1"},
+      {"0.7", "0.07", "0.1", "0.1 times 0.7"},        {"3", "0.9", "0.3", "0.3 times 3"},
+      {"0.07", "0.91", "13", "13 times 0.07"},        {"1", "59.9", "59.9", "without a factor"},
   };
   for (const auto& row : kRows) {
     const std::string value = row.value;
