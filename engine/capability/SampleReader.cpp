@@ -77,10 +77,9 @@ class Collector final : public BatchTaker {
 
 bool ReadStreams(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                  std::vector<StreamSample>& streams) {
-  constexpr std::int32_t kEnabledAsked = 1;
   SelectOptions options;
   options.test_types = ttVariable;
-  Collector collector(info.Status != 0 && (info.Status & kEnabledAsked) == 0);
+  Collector collector(EveryStateCounts(info.Status));
   if (!store.SelectInBatches(info, filter, options, collector)) return false;
   streams = collector.Joined();
   return true;

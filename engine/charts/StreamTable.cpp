@@ -12,11 +12,6 @@ void StreamTable::ClearStreams() {
   used_.clear();
 }
 
-bool StreamTable::AllCount(std::int32_t status) {
-  constexpr std::int32_t kEnabledAsked = 1;
-  return status != 0 && (status & kEnabledAsked) == 0;
-}
-
 void StreamTable::AddStream(const API_SubgroupData& row, std::size_t count) {
   streams_.push_back({row.Part, row.Prcs, row.Test, 0, count});
 }

@@ -38,7 +38,7 @@ class StreamTable {
   void Build(const DataSet& data, std::int32_t status, Fill fill, BeginAnew begin_anew) {
     ClearStreams();
     const auto count = data.subgroups.size();
-    const bool all_count = AllCount(status);
+    const bool all_count = EveryStateCounts(status);
     std::size_t place = 0;
     for (; place < count && SameStream(data.subgroups[place], data.subgroups[0]); ++place) {
       fill(place, place);
@@ -70,7 +70,6 @@ class StreamTable {
   bool IsUsed(std::size_t place) const { return used_.empty() || used_[place] != 0; }
 
  private:
-  static bool AllCount(std::int32_t status);
   static bool SameStream(const API_SubgroupData& a, const API_SubgroupData& b) {
     return a.Part == b.Part && a.Prcs == b.Prcs && a.Test == b.Test;
   }

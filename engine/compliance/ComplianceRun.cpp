@@ -14,8 +14,6 @@
 namespace orvspc::engine {
 namespace {
 
-constexpr std::int32_t kEnabledBit = 1;
-
 std::int32_t Int32(std::int64_t value) {
   return static_cast<std::int32_t>(
       std::min<std::int64_t>(value, std::numeric_limits<std::int32_t>::max()));
@@ -192,7 +190,7 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
             "The selection narrows the samples that count, but not what intervals and shifts ask "
             "for.");
   }
-  const bool enabled_only = info.Status == 0 || (info.Status & kEnabledBit) != 0;
+  const bool enabled_only = !EveryStateCounts(info.Status);
   Compliance compliance(store, data, input, enabled_only);
   result.rows = compliance.Rows();
   result.windows = compliance.Report();

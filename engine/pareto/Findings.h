@@ -11,6 +11,7 @@
 #include "engine/pareto/Lookups.h"
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"
+#include "engine/statistics/CapabilityIndices.h"
 #include "engine/store/EventLog.h"
 #include "engine/store/Store.h"
 
@@ -23,6 +24,7 @@ class TestFacts {
   struct Limits {
     std::int32_t effective;
     double lower, upper;  // infinite where there is none
+    Tolerance AsTolerance() const;
   };
   struct Facts {
     std::int32_t type = 0;  // TestTypes
@@ -47,10 +49,6 @@ struct Findings {
   KeyTable<Tally> tallies;
   KeyTable<Ground> grounds;  // of subgroups only
 };
-
-// Whether subgroups that are not enabled count too: those are all that the states of a selection
-// asked for.
-bool CountsEveryState(std::int32_t status);
 
 // Counts the subgroups that a selection brings. What it is made with must outlive it.
 class SubgroupTaker final : public BatchTaker {

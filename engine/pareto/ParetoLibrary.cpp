@@ -12,9 +12,11 @@
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Ranking.h"
 #include "engine/pareto/state_entries.h"
+#include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/calendar.h"
+#include "engine/store/guarded.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine {
@@ -81,7 +83,7 @@ class Analysis {
   // a level by these holds the selection first; so does one of a few subgroups, which costs
   // nothing.
   bool Subgroups(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
-    const bool every_state = CountsEveryState(resolved.Status);
+    const bool every_state = EveryStateCounts(resolved.Status);
     std::optional<DataSet> held;
     SubgroupRange range;
     if (NeedsHeld(plan)) {
@@ -257,10 +259,12 @@ class Analysis {
       const auto& source = pieces.source;
       const auto* const limits = facts.Of(source.part, source.test).At(source.newest_time);
       if (!source.is_one || limits == nullptr) continue;
+      const auto tolerance = limits->AsTolerance();
+      if (!tolerance.HasLimit()) continue;
       const auto sigma = SampleStandardDeviation(pieces.values);
       if (!(sigma > 0.0)) continue;
       const auto mean = Mean(pieces.values);
-      const auto ppk = std::min(limits->upper - mean, mean - limits->lower) / (3.0 * sigma);
+      const auto ppk = IndicesOf(Reach::OfNormal(mean, sigma), tolerance).k;
       if (!std::isfinite(ppk)) continue;
       auto& bin = made[wanted.places[i]];
       bin.PPK = ppk;
@@ -294,14 +298,9 @@ class Analysis {
 std::int32_t Analyse(Resource resource, std::int32_t connection, API_DSInfo& info,
                      std::span<std::int32_t> filter, const platform::ArrayRef& bins,
                      API_PAOptions& options) noexcept {
-  const auto store = SqliteStoreOf(connection);
-  if (!store) return 0;
-  try {
-    return Analysis(*store, info, filter, bins, options).Run(resource);
-  } catch (...) {
-    KeepCurrentFailure(*store);
-    return 0;
-  }
+  const auto store = OpenStore(connection);
+  return Guarded(store,
+                 [&] { return Analysis(*store, info, filter, bins, options).Run(resource); });
 }
 
 }  // namespace

@@ -52,8 +52,7 @@ StateWindow ReadStateWindow(Connection& connection, const StoreCache& cache, API
   TimeRange range(info, cache.zone_offset);
   if (newest && range.NeedsNewest()) range.SetNewest(*newest);
   range.WriteBack(info, newest);
-  constexpr std::int32_t kEveryState = 7;
-  if (info.Status == 0) info.Status = kEveryState;
+  ResolveStatus(info);
 
   StateWindow window;
   if (!first) return window;

@@ -199,9 +199,11 @@ class SubgroupTaker::Counter {
 
 bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
 
-bool CountsEveryState(std::int32_t status) {
-  constexpr std::int32_t kEnabled = 1;
-  return status != 0 && (status & kEnabled) == 0;
+Tolerance TestFacts::Limits::AsTolerance() const {
+  Tolerance tolerance;
+  if (std::isfinite(upper)) tolerance.usl = upper;
+  if (std::isfinite(lower)) tolerance.lsl = lower;
+  return tolerance;
 }
 
 const TestFacts::Limits* TestFacts::Facts::At(std::int32_t time) const {

@@ -64,8 +64,7 @@ std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cac
   std::optional<std::int32_t> newest;
   if (!rows.empty()) newest = rows.back().time;
   range.WriteBack(info, newest);
-  constexpr std::int32_t kEveryState = 7;
-  if (info.Status == 0) info.Status = kEveryState;
+  ResolveStatus(info);
   return rows;
 }
 

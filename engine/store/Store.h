@@ -37,6 +37,19 @@ struct DataSet {
   void WriteTests(std::span<API_TestData> out) const;
 };
 
+// Whether subgroups in every state count, by the Status of a selection: those that are not enabled
+// count only where enabled ones were not asked for.
+inline bool EveryStateCounts(std::int32_t status) {
+  constexpr std::int32_t kEnabledAsked = 1;
+  return status != 0 && (status & kEnabledAsked) == 0;
+}
+
+// A selection without a Status is one of every state, and is told so.
+inline void ResolveStatus(API_DSInfo& info) {
+  constexpr std::int32_t kEveryState = 7;
+  if (info.Status == 0) info.Status = kEveryState;
+}
+
 struct SelectOptions {
   std::int32_t test_types = 0;             // TestTypes bits that the caller can use; 0: all
   bool defect_filter_narrows_rows = true;  // false: it selects subgroups, whole (plain retrieval)

@@ -616,11 +616,6 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
   return std::max(newest_of[0], newest_of[1]);
 }
 
-void ResolveStatus(API_DSInfo& info) {
-  constexpr std::int32_t kEveryState = 7;
-  if (info.Status == 0) info.Status = kEveryState;
-}
-
 }  // namespace
 
 void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
