@@ -20,9 +20,9 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 // The engine writes 0 where a figure cannot be worked out; which those are follows from the others.
 void TakeAwayUndefined(ComplianceRow& row) {
   if (row.test_count < 2) row.deviation = kNone;
-  const bool spread = row.deviation > 0.0;
-  if (!spread || std::isnan(row.oos)) row.pp = kNone;
-  if (!spread || (std::isnan(row.above_usl) && std::isnan(row.below_lsl))) row.ppk = kNone;
+  // With one limit PP is the index of that side.
+  if (!(row.deviation > 0.0) || (std::isnan(row.above_usl) && std::isnan(row.below_lsl)))
+    row.pp = row.ppk = kNone;
 }
 
 void WriteRow(JsonWriter& json, const ComplianceRow& row) {
