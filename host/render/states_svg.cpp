@@ -36,7 +36,8 @@ constexpr TypeLook kOther = {-1, "s0", 0.45};
 constexpr const char* kStyles =
     ".s0{fill:#d9d9d9}.s1{fill:#9fd3c3}.s2{fill:#2a9d78}.s3{fill:#f0c75e}.s4{fill:#777}"
     ".s5{fill:#9ecae8}.s6{fill:url(#plan)}.s7{fill:url(#stop)}"
-    ".s1,.s2,.s3,.s5,.s6,.s7{stroke:#fff;stroke-width:.6}.w{fill:#fff}.sg{stroke:#444;stroke-width:"
+    ".s1,.s2,.s3,.s5,.s6,.s7{stroke:#fff;stroke-width:.6}.n{stroke:none}.w{fill:#fff}.sg{stroke:#"
+    "444;stroke-width:"
     "1}"
     ".lane{fill:#f7f7f7}";
 constexpr const char* kPatterns =
@@ -50,6 +51,7 @@ constexpr const char* kPatterns =
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;       // height of a lane's bar
 constexpr double kLevel = 11.0;     // of a row of event symbols
+constexpr double kOutlined = 2.0;   // least width of a bar with an outline
 constexpr std::size_t kLevels = 3;  // rows of symbols at most
 constexpr std::size_t kMostStays = 1000, kMostNotes = 6;
 
@@ -145,7 +147,9 @@ class Picture {
   void DrawStay(const Lane& lane, const Stay& stay, double bar) {
     const TypeLook& look = LookOf(stay.type);
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
-    sheet_->Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, look.style,
+    // The outline of a narrow bar would cover it.
+    const std::string style = std::string(look.style) + (width < kOutlined ? " n" : "");
+    sheet_->Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, style.c_str(),
                       lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
                           IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
                           Duration(stay.end - stay.start));
