@@ -70,7 +70,8 @@ class Text {
 
   // The type that fills most of the time of a cell; -1: not known.
   std::int32_t TypeOfCell(const Lane& lane, std::size_t cell) const {
-    const std::int64_t start = StartOfCell(cell), end = StartOfCell(cell + 1);
+    // A cell of less than a second shows its second.
+    const std::int64_t start = StartOfCell(cell), end = std::max(StartOfCell(cell + 1), start + 1);
     std::map<std::int32_t, std::int64_t> times;
     for (const auto& stay : lane.stays) {
       const std::int64_t time = std::min(stay.end, end) - std::max(stay.start, start);
