@@ -6,8 +6,10 @@
 #include <ostream>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "engine/store/Catalogue.h"
+#include "engine/store/calendar.h"
 #include "host/cli/Selection.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
@@ -34,23 +36,52 @@ std::set<std::int32_t> ProcessesOf(EmbeddedDatabase& database, const DataSelect&
   return processes;
 }
 
-std::shared_ptr<PSResults> Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
-                                   const std::shared_ptr<DataSelect>& select) {
-  auto results = PSAnalysis().AnalyzeDataSelect(database, select, std::make_shared<PSProcessing>());
+// As many records of the log as an analysis reads.
+constexpr std::size_t kLogRecords = 10000;
+constexpr const char* kLogCut = "states-cut";
+
+struct Analysed {
+  std::shared_ptr<PSResults> results;
+  std::vector<StateRow> log;
+  std::vector<NoteRead> notes;
+  std::optional<std::int64_t> cut;  // the last record read of a log that goes on in the range
+};
+
+Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
+                 const std::shared_ptr<DataSelect>& select) {
+  Analysed analysed;
+  NotesRead();  // those of earlier calls are not this analysis's
+  analysed.results =
+      PSAnalysis().AnalyzeDataSelect(database, select, std::make_shared<PSProcessing>());
+  analysed.notes = NotesRead();
   CheckEngine(*database);
-  return results;
+  if (const auto log = analysed.results->PrcsStateLog()) analysed.log = ReadStateLog(*log);
+  const auto is_cut = [](const NoteRead& note) { return note.code == kLogCut; };
+  if (analysed.log.size() < kLogRecords) {
+    // Read forward without an end; what is missing lies after the range.
+    std::erase_if(analysed.notes, is_cut);
+  } else if (std::any_of(analysed.notes.begin(), analysed.notes.end(), is_cut)) {
+    analysed.cut = analysed.log.back().time;
+  }
+  return analysed;
 }
 
-void Append(StatesDocument& document, const PSResults& results) {
-  if (!results.PrcsStateLog()) return;
+void Append(StatesDocument& document, Analysed& analysed) {
+  if (!analysed.results->PrcsStateLog()) return;
   document.has_log = true;
-  for (auto& row : ReadStateLog(*results.PrcsStateLog())) document.log.push_back(std::move(row));
+  for (auto& row : analysed.log) document.log.push_back(std::move(row));
 }
 
 // The log of an analysis is that of one process; for each further one the same range again.
 void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
                      const std::set<std::int32_t>& processes, std::int32_t first,
                      StatesDocument& document) {
+  const Names names = NamesOf(database);
+  const auto name = [&](NoteRead& note, std::int32_t process) {
+    if (note.code == kLogCut) note.stream = names(NameKind::Process, process);
+  };
+  if (processes.size() > 1)
+    for (auto& note : document.notes) name(note, first);
   for (const std::int32_t process : processes) {
     if (process == first) continue;
     const auto select = document.select->Clone();
@@ -59,52 +90,86 @@ void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
     auto& descriptors = *select->Descriptors();
     descriptors.Clear();
     descriptors.Add(dtProcess)->AddItemID(process);
-    Append(document, *Analyse(database, select));
+    Analysed analysed = Analyse(database, select);
+    Append(document, analysed);
+    if (analysed.cut) document.cuts[process] = *analysed.cut;
+    // Its subgroups and events are not used, so what is said of them does not count.
+    for (auto& note : analysed.notes)
+      if (note.code == kLogCut) {
+        name(note, process);
+        document.notes.push_back(std::move(note));
+      }
   }
 }
 
-// The latest record of the process before a time. A log reads forward only, so the search begins
-// near the time and steps back until it meets one.
+// The first record of the process at or after a time.
+std::optional<StateRow> FirstStateFrom(const std::shared_ptr<EmbeddedDatabase>& database,
+                                       std::int32_t process, std::int64_t time) {
+  const auto log = platform::Current()->MakePrcsStateLog();
+  log->RowLimit(1);
+  log->ProcessID(process);
+  log->KeyMode(1);
+  log->Time(platform::TimeStampToDate(static_cast<std::int32_t>(time)));
+  log->QueryType(platform::PrcsStateLog::kForward);
+  if (!log->Read(database, 0)) return std::nullopt;
+  return ReadStateLog(*log).front();
+}
+
+// The latest record of the process before a time. A log reads forward only, and the log before the
+// time may be long, so the record is found by halving the stretch in which it lies.
 std::optional<StateRow> StateBefore(const std::shared_ptr<EmbeddedDatabase>& database,
                                     std::int32_t process, std::int64_t time) {
-  constexpr std::int64_t kDay = 86400;
-  for (std::int64_t days = 2; days <= 1024; days *= 8) {
-    const auto log = platform::Current()->MakePrcsStateLog();
-    log->RowLimit(0);
-    log->ProcessID(process);
-    log->KeyMode(1);
-    log->Time(platform::TimeStampToDate(
-        static_cast<std::int32_t>(std::max<std::int64_t>(time - days * kDay, INT32_MIN))));
-    log->QueryType(platform::PrcsStateLog::kForward);
-    if (!log->Read(database, 0)) return std::nullopt;
-    std::optional<StateRow> latest;
-    do {
-      const std::int64_t at = platform::DateToTimeStamp(log->Time());
-      if (at >= time) break;
-      latest = StateRow{log->Process(), log->StateID(), log->StateType(), log->StateName(), at};
-    } while (log->MoveNext());
-    if (latest) return latest;
+  auto latest = FirstStateFrom(database, process, INT32_MIN);
+  if (!latest || latest->time >= time) return std::nullopt;
+  for (std::int64_t none_from = time; latest->time + 1 < none_from;) {
+    const std::int64_t middle = latest->time + (none_from - latest->time) / 2;
+    auto row = FirstStateFrom(database, process, middle);
+    if (row && row->time < time) {
+      latest = std::move(row);
+    } else {
+      none_from = middle;
+    }
   }
-  return std::nullopt;
+  return latest;
 }
 
-// A busy database may have records of other processes between the start of the range and the state
-// that was in force then; the analysis begins with those.
-void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database, StatesDocument& document) {
+// An analysis begins with the latest record of any process before the range. The state that another
+// process was in then may be older, also where nothing happened to it in the range.
+void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
+                     std::set<std::int32_t> processes, StatesDocument& document) {
+  if (!IsGiven(document.select->DateRangeStart()))
+    return;  // the log was read from its first record
   const std::int64_t start = StartOf(document);
-  std::set<std::int32_t> known, processes;
-  for (const auto& row : document.log) {
-    processes.insert(row.prcs);
-    if (row.time <= start) known.insert(row.prcs);
-  }
-  for (const auto& event : document.events) processes.insert(event.prcs);
-  for (const auto& subgroup : document.subgroups.rows) processes.insert(subgroup.prcs);
+  if (processes.empty())
+    for (const auto& item : engine::ListItems(*database, engine::ItemKind::Process))
+      processes.insert(item.id);
+  for (const auto& row : document.log)
+    if (row.time <= start) processes.erase(row.prcs);
   for (const std::int32_t process : processes)
-    if (process != 0 && !known.contains(process))
-      if (auto row = StateBefore(database, process, start)) {
-        document.has_log = true;
-        document.before.push_back(std::move(*row));
-      }
+    if (auto row = StateBefore(database, process, start)) {
+      document.has_log = true;
+      document.log.push_back(std::move(*row));
+    }
+  NotesRead();  // reads of a single record leave notes of their own
+}
+
+// A range without an end goes on until now, or to what is newer. The analysis takes no record
+// without it.
+void FillInEnd(const std::shared_ptr<EmbeddedDatabase>& database, DataSelect& select) {
+  if (select.DateRangeTimeType() != drttStatic ||
+      platform::DateToTimeStamp(select.DateRangeEnd()) != INT32_MIN)
+    return;
+  const auto newest = select.Clone();
+  newest->MaximumItems(1);
+  std::int64_t end =
+      std::max<std::int64_t>(engine::Now(), platform::DateToTimeStamp(select.DateRangeStart()));
+  for (const auto& event : ReadEvents(*newest->GetEventData(database)))
+    end = std::max<std::int64_t>(end, event.time);
+  for (const auto& subgroup : ReadSubgroups(*newest->GetSubgroupData(database)).rows)
+    end = std::max<std::int64_t>(end, subgroup.stamp);
+  CheckEngine(*database);
+  select.DateRangeEnd(
+      platform::TimeStampToDate(static_cast<std::int32_t>(std::min<std::int64_t>(end, INT32_MAX))));
 }
 
 int Run(const Arguments& arguments, Console& console) {
@@ -128,27 +193,28 @@ int Run(const Arguments& arguments, Console& console) {
 StatesDocument RunStates(const std::shared_ptr<EmbeddedDatabase>& database,
                          const DataSelect& select) {
   StatesDocument document;
-  NotesRead();  // those of earlier calls are not this analysis's
-  const auto results = Analyse(database, select.Clone());
-  document.notes = NotesRead();
-  document.select = results->DataSelect();
-  document.events = ReadEvents(*results->EventData());
-  document.subgroups = ReadSubgroups(*results->SubgroupData());
-  Append(document, *results);
+  const auto range = select.Clone();
+  FillInEnd(database, *range);
+  Analysed analysed = Analyse(database, range);
+  document.notes = std::move(analysed.notes);
+  document.select = analysed.results->DataSelect();
+  document.events = ReadEvents(*analysed.results->EventData());
+  document.subgroups = ReadSubgroups(*analysed.results->SubgroupData());
+  Append(document, analysed);
 
   const auto processes = ProcessesOf(*database, select);
   const auto descriptor = select.Descriptors()->GetDescriptor(dtProcess);
   const std::int32_t first = descriptor ? descriptor->ItemID(1) : 0;
+  if (analysed.cut) document.cuts[first] = *analysed.cut;
   if (first != 0) {
     AppendOtherLogs(database, processes, first, document);
   } else if (!processes.empty()) {
     // A group is read as every process.
     std::erase_if(document.log, [&](const StateRow& row) { return !processes.contains(row.prcs); });
   }
+  AddStatesBefore(database, processes, document);
   std::stable_sort(document.log.begin(), document.log.end(),
                    [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
-  AddStatesBefore(database, document);
-  NotesRead();
   return document;
 }
 

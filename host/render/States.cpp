@@ -22,12 +22,6 @@ std::vector<std::int64_t> TimesOf(const StatesDocument& document) {
   return times;
 }
 
-bool IsGiven(double date) {
-  const std::int32_t stamp = platform::DateToTimeStamp(date);
-  return stamp != std::numeric_limits<std::int32_t>::min() &&
-         stamp != std::numeric_limits<std::int32_t>::max();
-}
-
 std::int64_t EndOf(const StatesDocument& document) {
   if (IsGiven(document.select->DateRangeEnd()))
     return platform::DateToTimeStamp(document.select->DateRangeEnd());
@@ -38,12 +32,14 @@ std::int64_t EndOf(const StatesDocument& document) {
 // A lane for each process that something is known of, by name; things of no process come last.
 class Lanes {
  public:
-  Lanes(const Names& names, std::int64_t end) : names_(names), end_(end) {}
+  // cuts: of the log, by process.
+  Lanes(const Names& names, std::int64_t end, const std::map<std::int32_t, std::int64_t>& cuts)
+      : names_(names), end_(end), cuts_(cuts) {}
 
   void Add(const StateRow& row, std::int64_t start) {
     auto& stays = LaneOf(row.prcs).stays;
     if (!stays.empty()) stays.back().end = std::max(row.time, stays.back().start);
-    stays.push_back({std::max(row.time, start), end_, row.type, PlainText(row.name)});
+    stays.push_back({std::max(row.time, start), EndOf(row.prcs), row.type, PlainText(row.name)});
   }
   void Add(const EventRow& event) {
     std::string text = EventTypeWord(event.type);
@@ -70,6 +66,14 @@ class Lanes {
   }
 
  private:
+  // Until when the states of a process are known.
+  std::int64_t EndOf(std::int32_t prcs) const {
+    std::int64_t end = end_;
+    for (const std::int32_t whose : {prcs, 0})
+      if (const auto cut = cuts_.find(whose); cut != cuts_.end()) end = std::min(end, cut->second);
+    return end;
+  }
+
   Lane& LaneOf(std::int32_t prcs) {
     auto [found, is_new] = lanes_.try_emplace(prcs);
     if (is_new) {
@@ -82,10 +86,17 @@ class Lanes {
 
   const Names& names_;
   std::int64_t end_;
+  const std::map<std::int32_t, std::int64_t>& cuts_;
   std::map<std::int32_t, Lane> lanes_;
 };
 
 }  // namespace
+
+bool IsGiven(double date) {
+  const std::int32_t stamp = platform::DateToTimeStamp(date);
+  return stamp != std::numeric_limits<std::int32_t>::min() &&
+         stamp != std::numeric_limits<std::int32_t>::max();
+}
 
 std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log) {
   std::vector<StateRow> rows;
@@ -137,8 +148,7 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   StatesView view;
   view.start = StartOf(document);
   view.end = std::max(EndOf(document), view.start + 60);
-  Lanes lanes(names, view.end);
-  for (const auto& row : document.before) lanes.Add(row, view.start);
+  Lanes lanes(names, view.end, document.cuts);
   // Records of before the range tell the state at its start.
   for (const auto& row : document.log) lanes.Add(row, view.start);
   for (const auto& event : document.events) lanes.Add(event);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,8 +24,10 @@ std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log);
 struct StatesDocument {
   std::shared_ptr<DataSelect> select;  // with the range that was really used
   bool has_log = false;                // false: there is no record at all
-  std::vector<StateRow> log;           // by time
-  std::vector<StateRow> before;        // the state in force at the start, where the log lacks it
+  std::vector<StateRow> log;           // by time, from the states in force at the start
+  // Where more records follow in the range than were read: the time of the last one read, up to
+  // which the states are known. By process; 0: of every process.
+  std::map<std::int32_t, std::int64_t> cuts;
   std::vector<EventRow> events;
   SubgroupsRead subgroups;
   std::vector<NoteRead> notes;
@@ -32,6 +35,9 @@ struct StatesDocument {
 
 std::string StatesJson(const StatesDocument& document, const Names& names);
 StatesView MakeStatesView(const StatesDocument& document, const Names& names);
+
+// Whether a date bounds a range; those at the two ends of time stand for none.
+bool IsGiven(double date);
 
 // Start of the range as a stamp; of an open one the first thing that the document knows of.
 std::int64_t StartOf(const StatesDocument& document);

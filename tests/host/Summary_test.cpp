@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -173,8 +174,107 @@ TEST_F(Summary, EachNamedProcessHasItsLog) {
 
 TEST_F(Summary, ALogWithoutRecordsIsNull) {
   ImportDay();
-  const ParsedJson document = Json("states --since 2025-01-01 --until 2025-01-02 --process Lathe");
-  EXPECT_EQ(document.At("StateLog").kind, Kind::Null);
+  Import("saw.csv",
+         "part,process,test,subgroup,time,value\nBeam,Saw,Length,1," + Clock(9, 0) + ",1\n",
+         "values");
+  EXPECT_EQ(Json("states --since 2025-01-01 --until 2025-01-02 --process Saw").At("StateLog").kind,
+            Kind::Null);
+}
+
+TEST_F(Summary, StatesSinceATimeGoOnUntilNow) {
+  ImportDay();
+  const ParsedJson document = Json("states --since 2024-03-04");
+  EXPECT_EQ(document.At("StateLog").elements.size(), 5U);
+  EXPECT_GT(document.At("DataSelect.DateRangeEnd").text, Clock(23, 0));
+  EXPECT_EQ(Json("states --until 2024-03-04").At("StateLog").elements.size(), 5U);
+  // A clock that was wrong: the newest thing lies after now.
+  Import("late.csv",
+         "part,process,test,subgroup,time,value\nRing,Press,Diameter,99,2037-12-30T10:00:00,10\n",
+         "values");
+  EXPECT_EQ(Json("states --since 2024-03-04").At("DataSelect.DateRangeEnd").text,
+            "2037-12-30T10:00:00");
+  Import("later.csv", "type,time,name\ngeneral,2037-12-31T10:00:00,Party\n", "events");
+  EXPECT_EQ(Json("states --since 2024-03-04").At("DataSelect.DateRangeEnd").text,
+            "2037-12-31T10:00:00");
+}
+
+TEST_F(Summary, TheStateInForceIsThatOfAnyTimeBefore) {
+  ImportDay();
+  struct Row {
+    const char* command;
+    Texts processes, states;
+    const char* reason;
+  };
+  for (const Row& row :
+       {Row{"states --since 2024-03-06 --until 2024-03-07",
+            {"Lathe", "Press"},
+            {"Turning", "Jam"},
+            "nothing in the range, every process"},
+        {"states --since 2024-03-06 --until 2024-03-07 --process Lathe",
+         {"Lathe"},
+         {"Turning"},
+         "nothing in the range, one process"},
+        {"states --since 2030-01-01 --until 2030-01-02",
+         {"Lathe", "Press"},
+         {"Turning", "Jam"},
+         "more than five years later"},
+        {"states --since 2024-03-04T14:00:01 --until 2024-03-04T14:30 --process Lathe --process "
+         "Press",
+         {"Lathe", "Press"},
+         {"Turning", "Break"},
+         "a second after a record"},
+        {"states --since 2024-03-04T07:00 --until 2024-03-04T07:30",
+         {"Press"},
+         {"Production"},
+         "the other process begins later"}}) {
+    const ParsedJson document = Json(row.command);
+    Texts processes, states;
+    for (const auto& record : document.At("StateLog").elements) {
+      processes.push_back(record.At("PrcsName").text);
+      states.push_back(record.At("StateName").text);
+    }
+    EXPECT_EQ(processes, row.processes) << row.reason;
+    EXPECT_EQ(states, row.states) << row.reason;
+    EXPECT_TRUE(document.At("Notes").elements.empty()) << row.reason;
+  }
+  const Outcome text = Run("states --db q.db --since 2024-03-06 --until 2024-03-07");
+  EXPECT_NE(text.out.find("Press     UUUU"), std::string::npos) << text.out;
+}
+
+// Records every minute, 10000 of which are read: the last of those at 166:39 hours.
+TEST_F(Summary, ALaneEndsWhereItsLogWasCut) {
+  std::string log = "process,time,state,type\n";
+  for (int i = 0; i < 10'100; ++i) {
+    const int day = 4 + i / 1440, hour = i / 60 % 24, minute = i % 60;
+    std::string time = Clock(hour, minute);
+    time.replace(8, 2, (day < 10 ? "0" : "") + std::to_string(day));
+    for (const char* process : {"Lathe", "Press"})
+      log += std::string(process) + "," + time + (i % 2 == 0 ? ",Work,run\n" : ",Rest,pause\n");
+  }
+  Import("log.csv", log, "states");
+  const std::string days = " --since 2024-03-04 --until 2024-03-14";
+  const ParsedJson one = Json("states --process Press" + days);
+  EXPECT_EQ(one.At("StateLog").elements.size(), 10'000U);
+  ASSERT_EQ(one.At("Notes").elements.size(), 1U);
+  EXPECT_EQ(one.At("Notes[0].Code").text, "states-cut");
+  const Outcome text = Run("states --db q.db --process Press" + days);
+  // 5000 stays at work and 4999 at rest; the last record holds for a time that is not known.
+  EXPECT_NE(text.out.find("  4999     83.32     50.0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("  5000     83.33     50.0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("note: The log of states"), std::string::npos) << text.out;
+
+  const ParsedJson both = Json("states --process Press --process Lathe" + days);
+  ASSERT_EQ(both.At("Notes").elements.size(), 2U);
+  EXPECT_EQ(both.At("Notes[0].Stream").text, "Press");
+  EXPECT_EQ(both.At("Notes[1].Stream").text, "Lathe");
+  const Outcome every = Run("states --db q.db" + days);  // half as far, both
+  EXPECT_NE(every.out.find("Lathe     Rest"), std::string::npos) << every.out;
+  EXPECT_NE(every.out.find("  2500     41.67"), std::string::npos) << every.out;
+  EXPECT_EQ(every.out.find("  5000     83.3"), std::string::npos) << every.out;
+
+  const ParsedJson whole = Json("states --process Press --since 2024-03-04 --until 2024-03-05");
+  EXPECT_EQ(whole.At("StateLog").elements.size(), 2880U);
+  EXPECT_TRUE(whole.At("Notes").elements.empty()) << "what was not read lies after the range";
 }
 
 TEST_F(Summary, TheStateInForceAtTheStartIsDrawn) {
@@ -262,6 +362,23 @@ TEST_F(Summary, ComplianceCountsTheWindowsWhileThePressRuns) {
   EXPECT_EQ(whole.At("PercentComplete").number, 87.5);
   EXPECT_EQ(whole.At("StartTime").kind, Kind::Null);
   EXPECT_EQ(whole.At("AverageValue").kind, Kind::Null);
+}
+
+TEST_F(Summary, OneLimitHasAnIndexAndNoLimitNone) {
+  ImportDay();
+  // Of the stay from 6 to 14: 9.9 at 6, 8 and 12, 10.1 at 7, 9, 11 and 13.
+  const double mean = (3 * 9.9 + 4 * 10.1) / 7;
+  const double deviation =
+      std::sqrt((3 * std::pow(9.9 - mean, 2) + 4 * std::pow(10.1 - mean, 2)) / 6);
+  const std::string compliance = std::string("compliance") + kDay;
+  EXPECT_EQ(Json(compliance).At("Rows[1].PP").kind, Kind::Null);
+  EXPECT_EQ(Json(compliance).At("Rows[1].PPK").kind, Kind::Null);
+  Import("limits.csv", "part,test,usl\nRing,Diameter,10.5\n", "limits");
+  const ParsedJson document = Json(compliance);
+  EXPECT_NEAR(document.At("Rows[1].PP").number, (10.5 - mean) / (3 * deviation), 1e-9);
+  EXPECT_NEAR(document.At("Rows[1].PPK").number, (10.5 - mean) / (3 * deviation), 1e-9);
+  EXPECT_EQ(document.At("Rows[1].PercentOOS").kind, Kind::Null);
+  EXPECT_EQ(document.At("Rows").elements.back().At("PP").kind, Kind::Null);
 }
 
 TEST_F(Summary, ShiftsTellWhereSamplesWereMissedAndAddUp) {
@@ -375,7 +492,7 @@ TEST_F(Summary, WithoutDataEveryFormatSaysSo) {
   ImportDay();
   for (const std::string command : {"events", "states", "compliance"}) {
     const std::string nothing =
-        command + " --db q.db --since 2025-01-01 --until 2025-01-02 --process Lathe";
+        command + " --db q.db --since 2023-01-01 --until 2023-01-02 --process Lathe";
     const Outcome json = Run(nothing + " --format json");
     EXPECT_EQ(json.status, 0);
     EXPECT_EQ(json.err, "no data selected\n") << command;
@@ -414,6 +531,28 @@ TEST(StatesView, TheTextHasALetterForEachStretchOfTime) {
             std::count(letters.begin(), letters.end(), '?'));
   EXPECT_NEAR(static_cast<double>(std::count(letters.begin(), letters.end(), 'R')),
               static_cast<double>(letters.size()) / 4.0, 1.0);
+}
+
+TEST(StatesView, AMinuteHasNoGapsInTheText) {
+  StatesView view;
+  view.end = 60;
+  view.lanes = {{"A", true, {{0, 60, 2000, "x"}}, {}, {}}};
+  const std::string text = RenderStatesText(view, {90, false});
+  EXPECT_NE(text.find("A         " + std::string(79, 'R') + "\n"), std::string::npos) << text;
+}
+
+TEST(StatesView, ANarrowBarHasNoOutline) {
+  StatesView view;
+  view.end = 100'000;
+  view.lanes = {{"A", true, {{0, 100, 2000, "blink"}, {100, 100'000, 2000, "long"}}, {}, {}}};
+  const std::string svg = RenderStatesSvg(view);
+  EXPECT_NE(svg.find(".n{stroke:none}"), std::string::npos);
+  const auto tag_before = [&](const std::string& text) {
+    const auto end = svg.find(text), start = svg.rfind("<rect", end);
+    return svg.substr(start, end - start);
+  };
+  EXPECT_NE(tag_before("A: blink").find("class=\"s2 n\""), std::string::npos);
+  EXPECT_NE(tag_before("A: long").find("class=\"s2\""), std::string::npos);
 }
 
 TEST(StatesView, NumbersWithoutAWordAreShown) {
