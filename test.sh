@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow]
-# --slow also runs the tests with the label "slow". Each stage's output goes to build/logs; what
+# --slow also runs the tests with the label "slow", and clang-tidy over the tests. Each stage's output goes to build/logs; what
 # fails is shown. Exit status 0 when every stage passed.
 set -uo pipefail
 cd "$(dirname "$0")"
@@ -9,9 +9,10 @@ cd "$(dirname "$0")"
 . tools/packages.sh
 
 labels=(-LE slow)
+tidied=(src engine host)
 for argument in "$@"; do
   case $argument in
-    --slow) labels=() ;;
+    --slow) labels=(); tidied+=(tests) ;;
     *) echo "usage: ./test.sh [--slow]" >&2; exit 2 ;;
   esac
 done
@@ -89,7 +90,7 @@ if stage "build, clang, thread" build-tsan build_threads; then
 else
   not_run "tests, clang, thread"
 fi
-stage "clang-tidy" tidy tools/check_tidy.sh build/asan
+stage "clang-tidy" tidy tools/check_tidy.sh build/asan "${tidied[@]}"
 
 printf '\n'
 printf '%s\n' "${table[@]}"

@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# clang-tidy over our sources: tools/check_tidy.sh BUILD_FOLDER
-# BUILD_FOLDER is a clang build. A file that was clean is not looked at again until its preprocessed
+# clang-tidy over our sources: tools/check_tidy.sh BUILD_FOLDER [FOLDER...]
+# BUILD_FOLDER is a clang build; without a FOLDER all of src engine host tests are looked at. A file that was clean is not looked at again until its preprocessed
 # text or the settings change.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=tools/sources.sh
 . tools/sources.sh
 build=${1:?the build folder}
+shift
+folders=${*:-src engine host tests}
 export build
 export clean_files=$build/tidy
 mkdir -p "$clean_files"
@@ -36,5 +38,5 @@ for entry in json.load(open(os.environ["build"] + "/compile_commands.json")):
 }
 export -f check
 
-our_files '*.cpp' | grep -E '^(src|engine|host|tests)/' | grep -v '^tests/consumer/' |
+our_files '*.cpp' | grep -E "^(${folders// /|})/" | grep -v '^tests/consumer/' |
   xargs -r -P "$(nproc)" -I{} bash -c 'check {}'
