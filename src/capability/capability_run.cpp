@@ -76,6 +76,7 @@ bool AnalyzeDS(platform::Database& Database, API_DSInfo& DSInfo, Array<std::int3
                CAResults& Results) {
   return Traced("CAAnalysis.AnalyzeDS", [&] {
     CAProcessing& processing = Needed(Results.Processing());
+    // Deliberate: a second time; it changes nothing more and is part of the order of calls.
     processing.FixProcessing();
     const API_CAOptions options = processing.GetAPIOptions(Friend{});
     // Deliberate: cannot be after FixProcessing.

@@ -151,6 +151,7 @@ void CollectAttribute(const Request& request, std::int32_t chart_word, API_CCRes
   if (record.Totals.DefOppCount != 0)
     run.Fetch(record.DefOpps, record.Totals.DefOppCount, ChartData::DefOpps);
   groups::BuildGroupInformation(processing, record);
+  // Deliberate: no call for the estimates; they and the average sizes stay 0.
   FetchCalculatedLimits(run, record, graphs);
   FetchLimitsInForce(run, record, graphs);
   ProcessSpecLim(record);
@@ -229,6 +230,7 @@ std::shared_ptr<CCResults> CCAnalysis::AnalyzeDataSelect(
     // Deliberate: a chart type outside the enumeration takes the attribute road.
     const bool done = results->Processing()->IsVariable() ? AnalyzeVariableDataSelect(request)
                                                           : AnalyzeAttributeDataSelect(request);
+    // Deliberate: a road ends in true or in a failure, so nobody is given nothing.
     return done ? results : nullptr;
   });
 }

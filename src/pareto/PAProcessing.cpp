@@ -99,6 +99,7 @@ std::shared_ptr<PAProcessing> PAProcessing::Clone() const {
 
 void PAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }
 
+// Deliberate: these two write both levels, the other old forms one.
 void PAProcessing::TimePeriod(paTimePeriods value) {
   BinTimePeriod(0, value);
   BinTimePeriod(1, value);
