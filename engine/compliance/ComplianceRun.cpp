@@ -168,8 +168,7 @@ class Compliance {
 // Filters that narrow the samples but not what intervals and shifts ask for.
 bool NarrowsSamples(const API_DSInfo& info) {
   return info.AllJob != ftUnlimited || info.AllLot != ftUnlimited || info.AllShift != ftUnlimited ||
-         info.AllEmployee != ftUnlimited || info.AllCode != ftUnlimited || info.Filter != 0 ||
-         info.ItemNo != 0;
+         info.AllEmployee != ftUnlimited || info.Filter != 0 || info.ItemNo != 0;
 }
 
 }  // namespace
@@ -185,10 +184,14 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
     input = ReadSamplingInput(store, db, selection, filter, data.subgroups);
   });
   if (!read) return false;
-  if (!input.requirements.empty() && NarrowsSamples(info)) {
+  const bool names_parts = info.AllPart != ftUnlimited &&
+                           std::ranges::any_of(input.requirements, [](const Requirement& each) {
+                             return each.part == 0;
+                           });
+  if (names_parts || (!input.requirements.empty() && NarrowsSamples(info))) {
     AddNote("samples-narrowed",
-            "The selection narrows the samples that count, but not what intervals and shifts ask "
-            "for.");
+            "The selection narrows the samples that count, but not what intervals, shifts and "
+            "requirements for any part ask for.");
   }
   const bool enabled_only = !EveryStateCounts(info.Status);
   Compliance compliance(store, data, input, enabled_only);

@@ -137,7 +137,7 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
   for (const auto& each : subgroups) processes.insert(each.Prcs);
 
   auto& window = input.window;
-  const bool has_end = info.TimeEnd != kNoStamp;
+  const bool has_end = HasTimeBounds(info) && info.TimeEnd != kNoStamp;
   window = {info.TimeStart, std::int64_t{has_end ? info.TimeEnd : INT32_MAX} + 1};
   auto latest = Now();
   if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});

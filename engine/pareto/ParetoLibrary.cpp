@@ -16,6 +16,7 @@
 #include "engine/statistics/Moments.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/calendar.h"
+#include "engine/store/conditions.h"
 #include "engine/store/guarded.h"
 #include "platform/Enumerations.h"
 
@@ -187,7 +188,7 @@ class Analysis {
   // An event that has not ended lasts to the end of the selection's window, and not beyond now.
   std::int64_t WindowEnd(const API_DSInfo& resolved) const {
     const bool is_open =
-        info_.TimeType == drttStatic ? info_.TimeEnd == kNoStamp : info_.TimeCount < 1;
+        info_.TimeType == drttStatic ? info_.TimeEnd == kNoStamp : !HasTimeBounds(info_);
     return is_open ? Now() : std::min<std::int64_t>(resolved.TimeEnd, Now());
   }
 

@@ -158,6 +158,13 @@ Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSI
   return result;
 }
 
+bool HasTimeBounds(const API_DSInfo& info) {
+  if (info.TimeType == drttStatic) return true;
+  const bool is_known = info.TimeType == drttMostRecent || info.TimeType == drttCurrent ||
+                        info.TimeType == drttPrevious;
+  return is_known && info.TimeCount > 0 && StartOfPeriod(0, info.TimePeriod, 0).has_value();
+}
+
 TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
     : type_(info.TimeType), period_(info.TimePeriod), count_(info.TimeCount), offset_(zone_offset) {
   if (type_ == drttStatic) {

@@ -39,6 +39,10 @@ struct Conditions {
 Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options);
 
+// Whether the selection bounds its time at all; a count below 1 and unknown periods and types do
+// not.
+bool HasTimeBounds(const API_DSInfo& info);
+
 // The time range of a selection; both ends belong to it.
 class TimeRange {
  public:

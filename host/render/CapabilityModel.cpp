@@ -286,19 +286,30 @@ void AddMark(std::vector<ValueMark>& marks, double at, const std::string& name) 
   if (std::isfinite(at)) marks.push_back({at, name, name + " " + Significant(at, 9)});
 }
 
-// Limits of net content as far as they exist, which their scores tell.
+// A limit of net content, if its score says that it exists. It speaks of values times the factor of
+// its row, so its place on the axis follows from the score; side is -1 for limits below the mean of
+// a good process, 1 for those above.
+void AddContentMark(std::vector<ValueMark>& marks, const CapabilityRead& capability,
+                    const char* limit, const char* score, const std::string& name, double side) {
+  const double at =
+      capability.Figure("Summary", "Mean") +
+      side * capability.Figure("NccResults", score) * capability.Figure("Summary", "LongTermSD");
+  if (!std::isfinite(at)) return;
+  marks.push_back({at, name, name + " " + Significant(capability.Figure("NccLim", limit), 9)});
+}
+
 void AddContentMarks(std::vector<ValueMark>& marks, const CapabilityRead& capability) {
   struct Kind {
     const char* limit;
     const char* score;
     const char* name;
+    double side;
   };
-  static constexpr Kind kKinds[] = {{"MavL", "zMAVL", "MAV"}, {"T2L", "zT2L", "T2"},
-                                    {"T1L", "zT1L", "T1"},    {"T1U", "zT1U", "T1"},
-                                    {"T2U", "zT2U", "T2"},    {"MavU", "zMAVU", "MAV"}};
+  static constexpr Kind kKinds[] = {{"MavL", "zMAVL", "MAV", -1.0}, {"T2L", "zT2L", "T2", -1.0},
+                                    {"T1L", "zT1L", "T1", -1.0},    {"T1U", "zT1U", "T1", 1.0},
+                                    {"T2U", "zT2U", "T2", 1.0},     {"MavU", "zMAVU", "MAV", 1.0}};
   for (const Kind& kind : kKinds)
-    if (std::isfinite(capability.Figure("NccResults", kind.score)))
-      AddMark(marks, capability.Figure("NccLim", kind.limit), kind.name);
+    AddContentMark(marks, capability, kind.limit, kind.score, kind.name, kind.side);
 }
 
 }  // namespace
@@ -343,7 +354,7 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   AddMark(view.limits, capability.Figure("SpecLim", "Url"), "URL");
   AddContentMarks(view.limits, capability);
   AddMark(view.targets, capability.Figure("SpecLim", "Tar"), "Target");
-  AddMark(view.targets, capability.Figure("NccLim", "Lsc"), "Stated");
+  AddContentMark(view.targets, capability, "Lsc", "zLSC", "Stated", -1.0);
   view.mean = capability.Figure("Summary", "Mean");
   view.sigma = capability.Figure("Summary", "LongTermSD");
   const double ends[] = {capability.Figure("Summary", "Minimum"),

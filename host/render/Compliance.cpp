@@ -88,14 +88,16 @@ std::vector<HeatMap> HeatMaps(const std::vector<ShiftRow>& rows) {
   std::vector<HeatMap> maps;
   std::vector<std::string> shifts, days;
   for (const auto& row : rows) {
-    if (std::find(shifts.begin(), shifts.end(), row.shift) == shifts.end())
-      shifts.push_back(row.shift);
-    if (std::find(days.begin(), days.end(), row.day) == days.end()) days.push_back(row.day);
+    shifts.push_back(row.shift);
+    days.push_back(row.day);
   }
-  std::sort(shifts.begin(), shifts.end());
-  std::sort(days.begin(), days.end());
+  for (auto* const words : {&shifts, &days}) {
+    std::sort(words->begin(), words->end());
+    words->erase(std::unique(words->begin(), words->end()), words->end());
+  }
   const auto place = [](const std::vector<std::string>& words, const std::string& word) {
-    return static_cast<std::size_t>(std::find(words.begin(), words.end(), word) - words.begin());
+    return static_cast<std::size_t>(std::lower_bound(words.begin(), words.end(), word) -
+                                    words.begin());
   };
   for (const auto& row : rows) {
     const std::string process = PlainText(row.process);

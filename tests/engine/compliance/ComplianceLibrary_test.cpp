@@ -249,6 +249,35 @@ TEST_F(ComplianceTest, ARangeWithoutAnEndGoesOnUntilNow) {
   EXPECT_EQ(Rows(selection)[0].SamplesExpected, 6);
 }
 
+TEST_F(ComplianceTest, ASelectionWithoutBoundsGoesOnUntilNow) {
+  const FixedNow now(kStart + 8 * kHour - 1);
+  FlatSelection selection;
+  selection.info.TimeType = drttMostRecent;
+  // From the first subgroup at 00:10 on.
+  EXPECT_EQ(Rows(selection)[0].SamplesExpected, 7);
+  selection.info.TimePeriod = drpDay;
+  selection.info.TimeCount = 1;
+  EXPECT_EQ(Rows(selection)[0].SamplesExpected, 24) << "up to the newest subgroup, of 03:30";
+}
+
+TEST_F(ComplianceTest, APartBesideARequirementForAnyPartHasANote) {
+  auto selection = FourHours();
+  selection.List(FlatSelection::kPart, {1});
+  TakeNotes();
+  Rows(selection);
+  bool told = false;
+  for (const auto& note : TakeNotes()) told = told || note.code == "samples-narrowed";
+  EXPECT_TRUE(told);
+}
+
+TEST_F(ComplianceTest, ADefectFilterNarrowsNoSamples) {
+  auto selection = FourHours();
+  selection.List(FlatSelection::kDefect, {77});
+  TakeNotes();
+  EXPECT_EQ(Rows(selection)[0].SamplesCollected, 2);
+  for (const auto& note : TakeNotes()) EXPECT_NE(note.code, "samples-narrowed");
+}
+
 TEST_F(ComplianceTest, PartsWithTheSameLimitsShareThemWhateverElseTheirRowsSay) {
   Import(
       "part,process,test,subgroup,time,value\nC,Press,Width,9,2024-01-01T00:40,10\n"
