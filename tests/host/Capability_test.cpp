@@ -254,6 +254,25 @@ TEST_F(Capability, WhatIsAllowedIsToldByTheFlagOfItsOwnLimit) {
   }
 }
 
+TEST_F(Capability, NetContentStandsWhereTheValuesAreWhateverItsFactor) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\n"
+        "A,P,T,1,2024-03-01T01:00:00,490\nA,P,T,1,2024-03-01T01:00:00,512\n"
+        "A,P,T,2,2024-03-01T02:00:00,505\nA,P,T,2,2024-03-01T02:00:00,498\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  const auto place_of = [&](const char* line, const std::string& label) {
+    Write("n.csv", std::string("part,test,nominal,factor\n") + line + "\n");
+    EXPECT_EQ(Run("import n.csv --db q.db --kind net-contents").status, 0) << line;
+    const std::string picture = Run("capability --db q.db --format svg").out;
+    const std::size_t at = picture.find(label);
+    EXPECT_NE(at, std::string::npos) << label;
+    if (at == std::string::npos) return std::string();
+    const std::size_t x = picture.rfind("x=\"", at) + 3;
+    return picture.substr(x, picture.find('"', x) - x);
+  };
+  EXPECT_EQ(place_of("A,T,1000,2", "Stated 1000"), place_of("A,T,500,1", "Stated 500"));
+}
+
 // The share below x of the law that a document tells of.
 double ShareBelow(const ParsedJson& document, double x) {
   const auto figure = [&](const char* path) { return document.At(path).number; };
