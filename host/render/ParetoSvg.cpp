@@ -107,7 +107,7 @@ class Picture {
     });
     PlaceValues();
     PlaceNames();
-    return bottom_ + names_height_ + 12.0 + notes;
+    return bottom_ + names_height_ + 18.0 + notes;
   }
 
   // Where the values add up, both axes are one: 100 percent is the whole.
