@@ -13,6 +13,7 @@
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
 #include "host/cli/Selection.h"
+#include "host/cli/words.h"
 #include "host/render/CapabilityHtml.h"
 #include "host/render/CapabilityJson.h"
 #include "host/render/CapabilityModel.h"
@@ -26,11 +27,6 @@ namespace {
 
 constexpr std::int32_t kMostBins = 10000, kMostPoints = 100000;
 
-template <class Type>
-struct Word {
-  const char* word;
-  Type value;
-};
 constexpr Word<caFitTypes> kFits[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
 constexpr Word<caWindowTypes> kWindows[] = {
     {"sd", caWindowTypeWindowSD}, {"minmax", caWindowTypeMinMax}, {"specs", caWindowTypeSpecs}};
@@ -40,25 +36,6 @@ constexpr Word<caShortTermSigmaTypes> kSigmas[] = {{"auto", caShortTermSigmaAuto
                                                    {"pooled", caShortTermSigmaPooled}};
 constexpr Word<caNormalizeTypes> kNormalizes[] = {
     {"none", caNormalizeNone}, {"nominal", caNormalizeNominal}, {"target", caNormalizeTarget}};
-
-// The first word stands for an option that was not given.
-template <class Type, std::size_t kCount>
-Type Chosen(const Arguments& arguments, const char* option, const Word<Type> (&words)[kCount]) {
-  std::vector<std::string> all;
-  for (const auto& word : words) all.emplace_back(word.word);
-  const std::string chosen = arguments.Choice(option, all, all.front());
-  for (const auto& word : words)
-    if (chosen == word.word) return word.value;
-  return words[0].value;
-}
-
-// The word of a value; its number when it has none.
-template <class Type, std::size_t kCount>
-std::string WordOf(const Word<Type> (&words)[kCount], Type value) {
-  for (const auto& word : words)
-    if (word.value == value) return word.word;
-  return std::to_string(static_cast<std::int32_t>(value));
-}
 
 std::optional<double> Real(const Arguments& arguments, const std::string& option) {
   const auto text = arguments.Value(option);

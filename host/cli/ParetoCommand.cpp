@@ -10,6 +10,7 @@
 #include "engine/store/Catalogue.h"
 #include "frame/XMLSupport.h"
 #include "host/cli/Selection.h"
+#include "host/cli/words.h"
 #include "host/render/Numbers.h"
 #include "host/render/ParetoHtml.h"
 #include "host/render/ParetoJson.h"
@@ -25,11 +26,6 @@ namespace {
 constexpr std::int32_t kMostBins = 100000;
 constexpr std::size_t kMostLevels = 3;
 
-template <class Type>
-struct Word {
-  const char* word;
-  Type value;
-};
 constexpr Word<paResourceTypes> kResources[] = {
     {"subgroups", paSubgroups}, {"events", paProcessEvents}, {"states", paProcessState}};
 constexpr Word<paProcessingTypes> kMeasures[] = {
@@ -41,25 +37,6 @@ constexpr Word<paAccumulationTypes> kAccumulations[] = {{"value", paAccumulateBy
                                                         {"event-time", paAccumulateByEventTime},
                                                         {"acc-time", paAccumulateByAccTime},
                                                         {"cac-time", paAccumulateByCacTime}};
-
-// The first word stands for an option that was not given.
-template <class Type, std::size_t kCount>
-Type Chosen(const Arguments& arguments, const char* option, const Word<Type> (&words)[kCount]) {
-  std::vector<std::string> all;
-  for (const auto& word : words) all.emplace_back(word.word);
-  const std::string chosen = arguments.Choice(option, all, all.front());
-  for (const auto& word : words)
-    if (chosen == word.word) return word.value;
-  return words[0].value;
-}
-
-// The word of a value; its number when it has none.
-template <class Type, std::size_t kCount>
-std::string WordOf(const Word<Type> (&words)[kCount], Type value) {
-  for (const auto& word : words)
-    if (word.value == value) return word.word;
-  return std::to_string(static_cast<std::int32_t>(value));
-}
 
 // One level of --by.
 struct Level {

@@ -17,7 +17,6 @@ constexpr double kTable = 676.0, kTableEnd = 986.0;  // of the tables beside it
 constexpr double kColumn = 86.0;                     // of a number in them
 constexpr double kTableRow = 15.0, kTableGap = 9.0;
 constexpr double kLeastPlot = 300.0;
-constexpr std::size_t kMostNotes = 6;
 
 // Colours differ in lightness too, so that the picture reads the same in black and white.
 constexpr const char* kStyle =
@@ -69,11 +68,10 @@ class Picture {
   }
 
  private:
-  std::size_t NoteLines() const {
-    return embedded_ ? 0 : std::min(view_.notes.size(), kMostNotes + 1);
-  }
+  // A page that shows the picture has the notes itself.
+  double NotesHeight() const { return embedded_ ? 0.0 : SvgSheet::HeightOfNotes(view_.notes); }
   double Height() const {
-    const double notes = 15.0 * static_cast<double>(NoteLines());
+    const double notes = NotesHeight();
     return view_.Empty() ? header_ + 40.0 + notes : bottom_ + 46.0 + notes;
   }
 
@@ -209,19 +207,8 @@ class Picture {
     }
   }
 
-  // A page that shows the picture has the notes itself.
   void Notes(double y) {
-    for (std::size_t n = 0; n < NoteLines(); ++n, y += 15.0) {
-      if (n == kMostNotes) {
-        sheet_.Text(14, y, "s", "start",
-                    "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes");
-        continue;
-      }
-      const NoteView& note = view_.notes[n];
-      sheet_.Text(
-          14, y, "s", "start",
-          FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 960));
-    }
+    if (!embedded_) sheet_.Notes(view_.notes, y);
   }
 
   const CapabilityView& view_;

@@ -22,7 +22,6 @@ constexpr double kLineHeight = 13.0;
 constexpr double kGroupGap = 0.5;      // between groups, in bars
 constexpr double kTurned = 122.0;      // most height of turned names
 constexpr std::size_t kMostLines = 3;  // of a name below its bar
-constexpr std::size_t kMostNotes = 6;
 // Below this share of the highest bar the axes are not tied: bars would be too low to be told
 // apart.
 constexpr double kTiedShare = 12.0;
@@ -91,13 +90,12 @@ class Picture {
   }
 
  private:
-  std::size_t NoteLines() const {
-    return embedded_ ? 0 : std::min(view_.notes.size(), kMostNotes + 1);
-  }
+  // A page that shows the picture has the notes itself.
+  double NotesHeight() const { return embedded_ ? 0.0 : SvgSheet::HeightOfNotes(view_.notes); }
 
   // Settles where everything stands; the height of the picture.
   double Place() {
-    const double notes = 15.0 * static_cast<double>(NoteLines());
+    const double notes = NotesHeight();
     if (view_.Empty()) return header_ + 40.0 + notes;
     const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
     const auto bars = static_cast<double>(view_.bars.size());
@@ -271,19 +269,8 @@ class Picture {
     }
   }
 
-  // A page that shows the picture has the notes itself.
   void Notes(double y) {
-    for (std::size_t n = 0; n < NoteLines(); ++n, y += 15.0) {
-      if (n == kMostNotes) {
-        sheet_.Text(14, y, "s", "start",
-                    "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes");
-        continue;
-      }
-      const NoteView& note = view_.notes[n];
-      sheet_.Text(
-          14, y, "s", "start",
-          FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 960));
-    }
+    if (!embedded_) sheet_.Notes(view_.notes, y);
   }
 
   const ParetoView& view_;

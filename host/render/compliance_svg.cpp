@@ -40,7 +40,7 @@ const Step& StepOf(double percent) {
 
 constexpr const char* kTitles[] = {"process",  "part",      "test",   "requirement",
                                    "expected", "collected", "missed", "percent"};
-constexpr std::size_t kMostLines = 30, kMostNotes = 6, kMostRows = 1000;
+constexpr std::size_t kMostLines = 30, kMostRows = 1000;
 
 class Picture {
  public:
@@ -72,7 +72,7 @@ class Picture {
       for (const auto& map : view_.maps) y = Map(map, y + 30.0);
       if (!view_.maps.empty()) y = Legend(y + 20.0);
     }
-    return (embedded ? y : Notes(y + 6.0)) + 8.0;
+    return (embedded ? y : sheet_->Notes(view_.notes, y + 21.0) - 15.0) + 8.0;
   }
 
   // Places of the four texts, wide enough for what stands there as far as there is room.
@@ -184,21 +184,6 @@ class Picture {
     for (const auto& step : kSteps) entry(step.style, step.text);
     entry("h0", "nothing expected");
     return y + 4.0;
-  }
-
-  double Notes(double y) {
-    for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
-      const NoteView& note = view_.notes[n];
-      y += 15.0;
-      sheet_->Text(
-          14, y, "s", "start",
-          FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 950));
-    }
-    if (view_.notes.size() <= kMostNotes) return y;
-    y += 15.0;
-    sheet_->Text(14, y, "s", "start",
-                 "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes");
-    return y;
   }
 
   const ComplianceView& view_;

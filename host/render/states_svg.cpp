@@ -53,7 +53,7 @@ constexpr double kBar = 24.0;       // height of a lane's bar
 constexpr double kLevel = 11.0;     // of a row of event symbols
 constexpr double kOutlined = 2.0;   // least width of a bar with an outline
 constexpr std::size_t kLevels = 3;  // rows of symbols at most
-constexpr std::size_t kMostStays = 1000, kMostNotes = 6;
+constexpr std::size_t kMostStays = 1000;
 
 const TypeLook& LookOf(std::int32_t type) {
   for (const auto& look : kLooks)
@@ -99,7 +99,7 @@ class Picture {
       Axis(top, y);
       y = Legend(y + (view_.end - view_.start < 120 ? 60.0 : 44.0));
     }
-    return (embedded ? y : Notes(y)) + 4.0;
+    return (embedded ? y : sheet_->Notes(view_.notes, y)) + 4.0;
   }
 
   double X(std::int64_t stamp) const {
@@ -220,19 +220,6 @@ class Picture {
       sheet_->Rectangle(at, line - 11.0, 16, 12, "lane frame");
     });
     return y + 16.0;
-  }
-
-  double Notes(double y) {
-    for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n, y += 15.0) {
-      const NoteView& note = view_.notes[n];
-      sheet_->Text(
-          14, y, "s", "start",
-          FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 950));
-    }
-    if (view_.notes.size() <= kMostNotes) return y;
-    sheet_->Text(14, y, "s", "start",
-                 "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes");
-    return y + 15.0;
   }
 
   const StatesView& view_;

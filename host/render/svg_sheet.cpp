@@ -12,6 +12,9 @@ namespace orvspc::host {
 
 namespace {
 
+constexpr std::size_t kMostNotes = 6;
+constexpr double kNoteLine = 15.0;
+
 std::string N(double value) { return Coordinate(value); }
 
 }  // namespace
@@ -30,6 +33,21 @@ void SvgSheet::Text(double x, double y, const char* style, const char* anchor,
   out_ += "<text x=\"" + N(x) + "\" y=\"" + N(y) + "\" class=\"" + style + "\"";
   if (std::string_view(anchor) != "start") out_ += std::string(" text-anchor=\"") + anchor + "\"";
   out_ += ">" + EscapeMarkup(text) + "</text>\n";
+}
+
+double SvgSheet::Notes(const std::vector<NoteView>& notes, double y) {
+  for (std::size_t n = 0; n < notes.size() && n < kMostNotes; ++n, y += kNoteLine) {
+    const NoteView& note = notes[n];
+    Text(14, y, "s", "start",
+         FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 960));
+  }
+  if (notes.size() <= kMostNotes) return y;
+  Text(14, y, "s", "start", "and " + std::to_string(notes.size() - kMostNotes) + " more notes");
+  return y + kNoteLine;
+}
+
+double SvgSheet::HeightOfNotes(const std::vector<NoteView>& notes) {
+  return kNoteLine * static_cast<double>(std::min(notes.size(), kMostNotes + 1));
 }
 
 void SvgSheet::Line(double x1, double y1, double x2, double y2, const char* style) {

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/render/ChartView.h"
+
 namespace orvspc::host {
 
 // The markup of one picture, 1000 units wide, in the order in which it is drawn. Texts are escaped.
@@ -21,6 +23,9 @@ class SvgSheet {
   // tip: shown when one points at it
   void Rectangle(double x, double y, double width, double height, const char* style,
                  const std::string& tip = {});
+  // One line each from the base line y on, the first six; returns the base line behind them.
+  double Notes(const std::vector<NoteView>& notes, double y);
+  static double HeightOfNotes(const std::vector<NoteView>& notes);
   void Add(const std::string& markup) { out_ += markup; }
 
   std::string Finished() const { return out_ + "</svg>\n"; }
