@@ -20,7 +20,6 @@ namespace orvspc {
 namespace {
 
 using chart_test::Analysis;
-using chart_test::ArrayOf;
 using chart_test::ChartData;
 using fake::FailureOf;
 
