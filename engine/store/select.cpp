@@ -618,19 +618,6 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
 
 }  // namespace
 
-void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
-  auto subgroup = from.subgroups[place];
-  const auto first = static_cast<std::ptrdiff_t>(subgroup.Test_Start);
-  const auto last = static_cast<std::ptrdiff_t>(subgroup.Test_End) + 1;
-  subgroup.Test_Start = static_cast<std::int32_t>(out.values.size());
-  out.values.insert(out.values.end(), from.values.begin() + first, from.values.begin() + last);
-  if (!from.keys.empty()) {
-    out.keys.insert(out.keys.end(), from.keys.begin() + first, from.keys.begin() + last);
-  }
-  subgroup.Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
-  out.subgroups.push_back(subgroup);
-}
-
 void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options,
                   TwoThreads& threads, DataSet& out) {
@@ -653,101 +640,6 @@ void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_
   const auto newest = selection.RunInBatches(taker);
   selection.Range().WriteBack(info, newest);
   ResolveStatus(info);
-}
-
-// Whether a selection may be large enough, as far as can be told before it runs.
-bool SqliteStore::MayShare(const API_DSInfo& info) {
-  if (info.Count > 0 && info.Count < share_from_) return false;
-  if (sqlite3_get_autocommit(connection_.Get()) == 0) return false;
-  RefreshSoon();
-  return cache_.highest_subgroup >= share_from_;
-}
-
-bool SqliteStore::RunShared(
-    API_DSInfo& info,
-    const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work) {
-  try {
-    const std::lock_guard lock(mutex_);
-    TwoThreads threads;
-    threads.from = share_from_;
-    if (MayShare(info)) {
-      if (!second_) second_ = SecondReader::Open(connection_);
-      if (second_ && second_->Note()) threads.second = second_.get();
-    }
-    auto resolved = info;
-    ReadOrThrow([&](Connection& connection) { work(connection, threads, resolved); });
-    info = resolved;
-    if (threads.used) ++shared_;
-    return true;
-  } catch (...) {
-    KeepCurrentFailure(*this);
-    return false;
-  }
-}
-
-bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
-                         const SelectOptions& options, DataSet& out) {
-  out = {};
-  const bool done =
-      RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
-        RunSelection(connection, Cache(), resolved, filter, options, threads, out);
-      });
-  if (!done) out = {};
-  return done;
-}
-
-bool SqliteStore::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
-                                  const SelectOptions& options, BatchTaker& taker) {
-  return RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
-    RunSelectionInBatches(connection, Cache(), resolved, filter, options, threads, taker);
-  });
-}
-
-bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
-                            const SelectOptions& options, BatchTaker& taker) {
-  DataSet all;
-  if (!Select(info, filter, options, all)) return false;
-  taker.Begin(1);
-  taker.Take(0, all);
-  return true;
-}
-
-std::vector<API_CANccLim8> Store::NetContents(std::int32_t, std::int32_t) { return {}; }
-
-namespace {
-
-// Field by field: a row built aside and copied would wait for its own bytes.
-void WriteRow(const RowKey& key, double value, API_TestData& out) {
-  out.Sn = key.Sn;
-  out.Tsno = key.Tsno;
-  out.Sbno = key.Sbno;
-  out.Def = key.Def;
-  out.Gage = key.Gage;
-  out.Val = value;
-  out.Reserved = 0;
-}
-
-RowKey PlainKey(std::size_t row) { return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0}; }
-
-}  // namespace
-
-API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {
-  const auto place = static_cast<std::size_t>(subgroups[subgroup].Test_Start) + row;
-  API_TestData test;
-  WriteRow(keys.empty() ? PlainKey(row) : keys[place], values[place], test);
-  return test;
-}
-
-void DataSet::WriteTests(std::span<API_TestData> out) const {
-  ForHalves(subgroups.size(), [&](std::size_t begin, std::size_t behind) {
-    for (auto i = begin; i < behind; ++i) {
-      const auto first = static_cast<std::size_t>(subgroups[i].Test_Start);
-      const auto end = std::min(static_cast<std::size_t>(subgroups[i].Test_End) + 1, out.size());
-      for (auto place = first; place < end; ++place) {
-        WriteRow(keys.empty() ? PlainKey(place - first) : keys[place], values[place], out[place]);
-      }
-    }
-  });
 }
 
 }  // namespace orvspc::engine
