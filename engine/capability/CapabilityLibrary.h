@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/Embedded.h"
 #include "platform/CapAna6.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine {
 

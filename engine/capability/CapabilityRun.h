@@ -6,13 +6,13 @@
 #include <span>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "engine/capability/Limits.h"
 #include "engine/capability/Passes.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/Sample.h"
 #include "engine/store/Store.h"
 #include "platform/CapabilityRecords.h"
+#include "platform/Reports.h"
 #include "platform/SelectionRecord.h"
 
 namespace orvspc::engine {

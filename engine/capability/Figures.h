@@ -5,11 +5,11 @@
 #include <span>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Histogram.h"
 #include "platform/CapabilityRecords.h"
+#include "platform/Reports.h"
 
 // The records of a capability analysis out of finished sums. A record holds numbers only: a figure
 // that does not exist, or is beyond the largest number, is 0.

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "platform/CtrlChrt6.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine {
 

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <span>
 
-#include "engine/Embedded.h"
 #include "engine/charts/ChartPlan.h"
 #include "engine/charts/PointTable.h"
 #include "engine/statistics/Estimators.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine {
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "engine/Embedded.h"
+#include "platform/Reports.h"
 #include "platform/SReqCompliance.h"
 
 namespace orvspc::engine {

@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "engine/store/SqliteStore.h"
 #include "platform/ComplianceRecords.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine {
 

@@ -16,6 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/Embedded.h"
 #include "engine/store/Catalogue.h"
 #include "engine/store/References.h"
 #include "engine/store/Store.h"

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "platform/CapabilityRecords.h"
 #include "platform/ChartRecords.h"
+#include "platform/Reports.h"
 #include "platform/RowRecords.h"
 #include "platform/SelectionRecord.h"
 
