@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "summary/SCResults.h"
 
-#include <limits>
-
 #include "frame/Checked.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
+#include "platform/NaN.h"
 
 namespace orvspc {
 namespace {
@@ -30,7 +29,7 @@ enum LimitFlag : std::int32_t {
 SCResults::SCResults() {
   Reset(Friend{});
   // The quiet NaN is taken as it is: no division that could trap.
-  no_value_ = std::numeric_limits<double>::quiet_NaN();
+  no_value_ = platform::kNaN;
 }
 
 void SCResults::Reset(const Friend&) {
