@@ -107,7 +107,9 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
       std::vector<store::StateLogRow> rows;
       if (query_ == kForward) {
         const std::int64_t limit = row_limit_;
-        rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
+        // The forward read is of one process; 0 is no process, not all of them.
+        if (process_ != 0)
+          rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
         if (limit > 0 && std::ssize(rows) > limit) {
           rows.pop_back();
           store::AddNote("states-cut",
