@@ -7,7 +7,7 @@
 
 #include "frame/Failure.h"
 #include "host/cli/Command.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::host {
