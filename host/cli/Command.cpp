@@ -158,7 +158,8 @@ std::vector<StreamRead> StreamsRead() {
   std::vector<StreamRead> streams;
   for (const auto& stream : LatestStreams())
     streams.push_back({stream.part, stream.process, stream.test, EstimateOf(stream.mean),
-                       EstimateOf(stream.sp), EstimateOf(stream.sw), stream.average_size});
+                       EstimateOf(stream.sp), EstimateOf(stream.sw), stream.average_size,
+                       EstimateOf(stream.gamma)});
   return streams;
 }
 

@@ -24,6 +24,7 @@ struct StreamRead {
   std::int32_t part = 0, process = 0, test = 0;
   EstimateRead mean, sp, sw;
   double average_size = 0.0;
+  EstimateRead gamma;  // unnamed unless graph 2 shows a coefficient of variation
 };
 struct NoteRead {
   std::string code, text, stream;
