@@ -306,7 +306,6 @@ Bits Fulfilled(Block& block, const Before& before, RunState& s, const RunRule& r
 
 // Takes used points from `next` on until the block is full or the input ends.
 void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
-  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   block.count = 0;
   block.has_value = block.visible = block.restart = {};
   for (; next < in.points.size() && block.count < kBlock; ++next) {
