@@ -2,21 +2,22 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
-#include "host/render/Json.h"
-#include "host/render/Numbers.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/Json.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 
 namespace {
 
-using engine::ItemKind;
+using engine::catalogue::ItemKind;
 
 constexpr int kNarrow = 26;  // columns of a name; longer ones push the rest aside
 
 std::string ItemsText(EmbeddedDatabase& database, ItemKind kind) {
-  const auto items = engine::ListItems(database, kind);
-  std::string text = Padded("id", 6, true) + "  " + Padded(engine::WordOf(kind), kNarrow) +
+  const auto items = engine::store::ListItems(database, kind);
+  std::string text = Padded("id", 6, true) + "  " +
+                     Padded(engine::catalogue::WordOf(kind), kNarrow) +
                      Padded("subgroups", 9, true) + "  " + Padded("first", 21) + "last\n";
   for (const auto& item : items) {
     const std::string name = PlainText(item.name);
@@ -31,7 +32,7 @@ std::string ItemsText(EmbeddedDatabase& database, ItemKind kind) {
 
 void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
   json.BeginArray();
-  for (const auto& item : engine::ListItems(database, kind)) {
+  for (const auto& item : engine::store::ListItems(database, kind)) {
     json.BeginObject(true);
     json.Member("ID", item.id);
     json.Member("Name", item.name);
@@ -51,7 +52,7 @@ void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
 
 std::string DescriptorsText(EmbeddedDatabase& database) {
   std::string text = Padded("id", 6, true) + "  descriptor\n";
-  for (const auto& descriptor : engine::ListDescriptors(database))
+  for (const auto& descriptor : engine::store::ListDescriptors(database))
     text += Padded(std::to_string(descriptor.id), 6, true) + "  " +
             PlainText(descriptor.group_name + "=" + descriptor.name) + "\n";
   return text;
@@ -59,13 +60,13 @@ std::string DescriptorsText(EmbeddedDatabase& database) {
 
 std::string GroupsText(EmbeddedDatabase& database) {
   std::string text = Padded("id", 6, true) + "  " + Padded("kind", 12) + "group and members\n";
-  for (int k = 0; k < engine::kItemKinds; ++k) {
+  for (int k = 0; k < engine::catalogue::kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
-    for (const auto& group : engine::ListGroups(database, kind)) {
-      text += Padded(std::to_string(group.id), 6, true) + "  " + Padded(engine::WordOf(kind), 12) +
-              PlainText(group.name) + ":";
+    for (const auto& group : engine::store::ListGroups(database, kind)) {
+      text += Padded(std::to_string(group.id), 6, true) + "  " +
+              Padded(engine::catalogue::WordOf(kind), 12) + PlainText(group.name) + ":";
       for (const auto member : group.members)
-        text += " " + PlainText(engine::ItemName(database, kind, member)) +
+        text += " " + PlainText(engine::store::ItemName(database, kind, member)) +
                 (member == group.members.back() ? "" : ",");
       text += "\n";
     }
@@ -76,14 +77,14 @@ std::string GroupsText(EmbeddedDatabase& database) {
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   const std::string word = arguments.Positional().empty() ? "" : arguments.Positional()[0];
-  const auto kind = engine::ItemKindFromWord(word);
+  const auto kind = engine::catalogue::ItemKindFromWord(word);
   const bool other =
       word == "descriptors" || word == "groups" || word == "rule-sets" || word == "settings";
   if (!word.empty() && !kind && !other) {
     std::vector<std::string> words;
-    words.reserve(engine::kItemKinds + 4);
-    for (int k = 0; k < engine::kItemKinds; ++k)
-      words.emplace_back(engine::WordOf(static_cast<ItemKind>(k)));
+    words.reserve(engine::catalogue::kItemKinds + 4);
+    for (int k = 0; k < engine::catalogue::kItemKinds; ++k)
+      words.emplace_back(engine::catalogue::WordOf(static_cast<ItemKind>(k)));
     words.insert(words.end(), {"descriptors", "groups", "rule-sets", "settings"});
     throw Misuse("nothing called \"" + word + "\" can be listed, only " + Joined(words));
   }
@@ -96,7 +97,7 @@ int Run(const Arguments& arguments, Console& console) {
     JsonWriter json;
     json.BeginObject();
     for (const auto one : kinds) {
-      json.Key(engine::WordOf(one));
+      json.Key(engine::catalogue::WordOf(one));
       ItemsJson(json, *database, one);
     }
     json.EndObject();
@@ -109,7 +110,7 @@ int Run(const Arguments& arguments, Console& console) {
   } else if (word == "groups") {
     text = GroupsText(*database);
   } else if (word == "rule-sets") {
-    for (const auto& name : engine::RuleSetNames(*database)) text += PlainText(name) + "\n";
+    for (const auto& name : engine::store::RuleSetNames(*database)) text += PlainText(name) + "\n";
   } else if (word == "settings") {
     text = SettingsText(*database);
   } else {
