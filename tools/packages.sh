@@ -16,6 +16,7 @@ header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
 "
 test_needs="
+command ccache        ccache
 command clang++       clang
 command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
