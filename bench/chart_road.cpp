@@ -27,7 +27,7 @@
 #include "bench/rounds.h"
 #include "chart/CCAnalysis.h"
 #include "engine/Embedded.h"
-#include "engine/store/Import.h"
+#include "engine/import/Import.h"
 
 namespace {
 

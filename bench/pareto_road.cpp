@@ -18,7 +18,7 @@
 #include "bench/plain_program.h"
 #include "bench/rounds.h"
 #include "engine/Embedded.h"
-#include "engine/store/Import.h"
+#include "engine/import/Import.h"
 #include "pareto/PAAnalysis.h"
 
 namespace {

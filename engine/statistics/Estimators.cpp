@@ -7,7 +7,7 @@
 
 #include "engine/statistics/ControlConstants.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -304,4 +304,4 @@ double SigmaFromMean(std::span<const double> statistics, double constant) {
   return PlainCentre(statistics) / constant;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

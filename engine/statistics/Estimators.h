@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // How subgroups of different size are put together. With one size for all, Mvlue and Unweighted
 // agree.
@@ -108,4 +108,4 @@ double PlainCentre(std::span<const double> points, std::span<const std::uint8_t>
 // work with the rounded constants of a printed table (d2 = 2.326). NaN when every statistic is NaN.
 double SigmaFromMean(std::span<const double> statistics, double constant);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -9,7 +9,7 @@
 
 #include "engine/statistics/RunRules.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kTie = 1e-9;                           // of a sigma
@@ -457,4 +457,4 @@ void EvaluatePreControl(std::span<const PieceZone> pieces, std::span<const RunRu
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

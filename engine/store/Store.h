@@ -16,7 +16,7 @@
 #include "platform/SelectionRecord.h"
 
 // The quality database as the calculation libraries of the engine see it.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // The part of a test row that is not its value. In a plain row Tsno counts 1, 2, ... inside the
 // subgroup and the rest is 0.
@@ -145,4 +145,4 @@ std::shared_ptr<Store> StoreOf(std::int32_t handle);
 // Adds to the thread's notes.
 void AddNote(std::string code, std::string text, std::string stream = {});
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -105,7 +105,7 @@ int Run(const Arguments& arguments, Console& console) {
   const auto database = OpenQualityDatabase(arguments);
   const auto select = MakeSelection(arguments, *database, 25);
   SelectTestsOf(*processing, *select);
-  if (const auto rules = arguments.Value("rules")) engine::UseRuleSet(*database, *rules);
+  if (const auto rules = arguments.Value("rules")) engine::store::UseRuleSet(*database, *rules);
   if (format == "xml") {
     Deliver(arguments, console, ChartXml(Analyse(database, select, processing), console));
     return 0;

@@ -27,32 +27,32 @@ std::string FormatOfEnding(const std::string& path) {
   return ending.substr(1);
 }
 
-engine::ItemKind KindOf(NameKind kind) {
+engine::catalogue::ItemKind KindOf(NameKind kind) {
   switch (kind) {
     case NameKind::Part:
-      return engine::ItemKind::Part;
+      return engine::catalogue::ItemKind::Part;
     case NameKind::Process:
-      return engine::ItemKind::Process;
+      return engine::catalogue::ItemKind::Process;
     case NameKind::Test:
-      return engine::ItemKind::Test;
+      return engine::catalogue::ItemKind::Test;
     case NameKind::Workstation:
-      return engine::ItemKind::Workstation;
+      return engine::catalogue::ItemKind::Workstation;
     case NameKind::Job:
-      return engine::ItemKind::Job;
+      return engine::catalogue::ItemKind::Job;
     case NameKind::Lot:
-      return engine::ItemKind::Lot;
+      return engine::catalogue::ItemKind::Lot;
     case NameKind::Shift:
-      return engine::ItemKind::Shift;
+      return engine::catalogue::ItemKind::Shift;
     case NameKind::Revision:
-      return engine::ItemKind::Revision;
+      return engine::catalogue::ItemKind::Revision;
     case NameKind::Employee:
-      return engine::ItemKind::Employee;
+      return engine::catalogue::ItemKind::Employee;
     case NameKind::AccCode:
-      return engine::ItemKind::AccCode;
+      return engine::catalogue::ItemKind::AccCode;
     case NameKind::CacCode:
-      return engine::ItemKind::CacCode;
+      return engine::catalogue::ItemKind::CacCode;
   }
-  return engine::ItemKind::Part;
+  return engine::catalogue::ItemKind::Part;
 }
 
 }  // namespace
@@ -88,7 +88,7 @@ void CheckOutput(const Arguments& arguments) {
   }
 }
 
-void WriteFile(const std::string& path, const std::string& text) {
+void WriteFile(const std::string& path, std::string_view text) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
@@ -129,7 +129,7 @@ Names NamesOf(const std::shared_ptr<EmbeddedDatabase>& database) {
     const auto key = std::make_pair(kind, id);
     auto found = known->find(key);
     if (found == known->end())
-      found = known->emplace(key, engine::ItemName(*database, KindOf(kind), id)).first;
+      found = known->emplace(key, engine::store::ItemName(*database, KindOf(kind), id)).first;
     return found->second;
   };
 }

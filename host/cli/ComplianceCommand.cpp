@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "engine/store/Catalogue.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "host/cli/Selection.h"
 #include "host/render/core/Numbers.h"
 #include "summary/SCAnalysis.h"
@@ -20,18 +20,18 @@ namespace {
 class Shifts {
  public:
   explicit Shifts(EmbeddedDatabase& database) {
-    const auto settings = engine::ListSettings(database);
+    const auto settings = engine::store::ListSettings(database);
     const auto setting = [&](const char* key, std::string_view fallback) {
       const auto found = settings.find(key);
       return found == settings.end() ? std::string(fallback) : found->second;
     };
-    offset_ = engine::ZoneOffset(setting("time_zone", "UTC")).value_or(0);
-    starts_ = engine::ParseTimesOfDay(setting("shift_starts", engine::kUsualShifts))
+    offset_ = engine::time::ZoneOffset(setting("time_zone", "UTC")).value_or(0);
+    starts_ = engine::time::ParseTimesOfDay(setting("shift_starts", engine::time::kUsualShifts))
                   .value_or(std::vector<std::int32_t>{0});
   }
 
-  engine::Shift Around(std::int64_t stamp) const {
-    return engine::ShiftAround(stamp, starts_, offset_);
+  engine::time::Shift Around(std::int64_t stamp) const {
+    return engine::time::ShiftAround(stamp, starts_, offset_);
   }
 
   // Local time, for texts.

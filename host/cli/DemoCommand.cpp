@@ -5,8 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "engine/import/Import.h"
 #include "engine/store/Catalogue.h"
-#include "engine/store/Import.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/Samples.h"
 #include "host/cli/demo_capability.h"
@@ -76,12 +76,12 @@ constexpr Picture kPictures[] = {
 };
 
 // By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
-engine::ImportKind KindOf(const std::string& file) {
+engine::import::ImportKind KindOf(std::string_view file) {
   std::string_view kind;
-  for (const auto word : engine::ImportKindWords()) {
+  for (const auto word : engine::import::ImportKindWords()) {
     if (file.ends_with("-" + std::string(word) + ".csv") && word.size() > kind.size()) kind = word;
   }
-  return engine::ImportKindFromWord(kind).value_or(engine::ImportKind::Values);
+  return engine::import::ImportKindFromWord(kind).value_or(engine::import::ImportKind::Values);
 }
 
 void MakeDirectory(const fs::path& path) {
@@ -107,15 +107,16 @@ std::shared_ptr<EmbeddedDatabase> MakeDatabase(const fs::path& folder) {
   for (const bool values : {true, false})
     for (const auto& sample : Samples()) {
       const fs::path file = folder / "data" / sample.file;
-      if ((KindOf(sample.file) == engine::ImportKind::Values) != values) continue;
+      if ((KindOf(sample.file) == engine::import::ImportKind::Values) != values) continue;
       WriteFile(file.string(), sample.text);
-      engine::ImportCsv(file.string(), *database, KindOf(sample.file));
+      engine::import::ImportCsv(file.string(), *database, KindOf(sample.file));
     }
   return database;
 }
 
 ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Picture& picture) {
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, picture.part);
+  const auto part =
+      engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, picture.part);
   if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
   auto select = std::make_shared<DataSelect>();
   select->MaximumItems(100);

@@ -11,11 +11,14 @@ namespace orvspc::host {
 
 namespace {
 
-using engine::ItemKind;
+using engine::catalogue::ItemKind;
 
 Table ItemsTable(EmbeddedDatabase& database, ItemKind kind) {
-  Table table{"", {"#id", std::string(engine::WordOf(kind)), "#subgroups", "@first", "@last"}, {}};
-  for (const auto& item : engine::ListItems(database, kind)) {
+  Table table{
+      "",
+      {"#id", std::string(engine::catalogue::WordOf(kind)), "#subgroups", "@first", "@last"},
+      {}};
+  for (const auto& item : engine::store::ListItems(database, kind)) {
     const bool used = item.subgroups > 0;
     table.rows.push_back({std::to_string(item.id), PlainText(item.name),
                           std::to_string(item.subgroups), used ? IsoTime(item.first) : "",
@@ -27,7 +30,7 @@ Table ItemsTable(EmbeddedDatabase& database, ItemKind kind) {
 
 void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
   json.BeginArray();
-  for (const auto& item : engine::ListItems(database, kind)) {
+  for (const auto& item : engine::store::ListItems(database, kind)) {
     json.BeginObject(true);
     json.Member("ID", item.id);
     json.Member("Name", item.name);
@@ -47,7 +50,7 @@ void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
 
 Table DescriptorsTable(EmbeddedDatabase& database) {
   Table table{"", {"#id", "descriptor"}, {}};
-  for (const auto& descriptor : engine::ListDescriptors(database))
+  for (const auto& descriptor : engine::store::ListDescriptors(database))
     table.rows.push_back(
         {std::to_string(descriptor.id), PlainText(descriptor.group_name + "=" + descriptor.name)});
   return table;
@@ -55,15 +58,15 @@ Table DescriptorsTable(EmbeddedDatabase& database) {
 
 Table GroupsTable(EmbeddedDatabase& database) {
   Table table{"", {"#id", "kind", "group and members"}, {}};
-  for (int k = 0; k < engine::kItemKinds; ++k) {
+  for (int k = 0; k < engine::catalogue::kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
-    for (const auto& group : engine::ListGroups(database, kind)) {
+    for (const auto& group : engine::store::ListGroups(database, kind)) {
       std::string text = group.name + ":";
       for (const auto member : group.members)
-        text += " " + engine::ItemName(database, kind, member) +
+        text += " " + engine::store::ItemName(database, kind, member) +
                 (member == group.members.back() ? "" : ",");
-      table.rows.push_back(
-          {std::to_string(group.id), std::string(engine::WordOf(kind)), PlainText(text)});
+      table.rows.push_back({std::to_string(group.id), std::string(engine::catalogue::WordOf(kind)),
+                            PlainText(text)});
     }
   }
   return table;
@@ -72,14 +75,14 @@ Table GroupsTable(EmbeddedDatabase& database) {
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   const std::string word = arguments.Positional().empty() ? "" : arguments.Positional()[0];
-  const auto kind = engine::ItemKindFromWord(word);
+  const auto kind = engine::catalogue::ItemKindFromWord(word);
   const bool other =
       word == "descriptors" || word == "groups" || word == "rule-sets" || word == "settings";
   if (!word.empty() && !kind && !other) {
     std::vector<std::string> words;
-    words.reserve(engine::kItemKinds + 4);
-    for (int k = 0; k < engine::kItemKinds; ++k)
-      words.emplace_back(engine::WordOf(static_cast<ItemKind>(k)));
+    words.reserve(engine::catalogue::kItemKinds + 4);
+    for (int k = 0; k < engine::catalogue::kItemKinds; ++k)
+      words.emplace_back(engine::catalogue::WordOf(static_cast<ItemKind>(k)));
     words.insert(words.end(), {"descriptors", "groups", "rule-sets", "settings"});
     throw Misuse("nothing called \"" + word + "\" can be listed, only " + Joined(words));
   }
@@ -92,7 +95,7 @@ int Run(const Arguments& arguments, Console& console) {
     JsonWriter json;
     json.BeginObject();
     for (const auto one : kinds) {
-      json.Key(engine::WordOf(one));
+      json.Key(engine::catalogue::WordOf(one));
       ItemsJson(json, *database, one);
     }
     json.EndObject();
@@ -105,7 +108,7 @@ int Run(const Arguments& arguments, Console& console) {
   } else if (word == "groups") {
     text.Write(GroupsTable(*database));
   } else if (word == "rule-sets") {
-    for (const auto& name : engine::RuleSetNames(*database)) text.Line(PlainText(name));
+    for (const auto& name : engine::store::RuleSetNames(*database)) text.Line(PlainText(name));
   } else if (word == "settings") {
     text.Write(SettingsTable(*database));
   } else {

@@ -142,7 +142,7 @@ void FindDescriptors(EmbeddedDatabase& database, const std::vector<Level>& level
                      PAProcessing& processing) {
   for (std::size_t i = 0; i < levels.size(); ++i) {
     if (levels[i].descriptor.empty()) continue;
-    const auto group = engine::FindDescriptorGroup(database, levels[i].descriptor);
+    const auto group = engine::store::FindDescriptorGroup(database, levels[i].descriptor);
     if (!group) throw Refusal("no descriptor group is called \"" + levels[i].descriptor + "\"");
     processing.BinTypeID(static_cast<std::int32_t>(i), *group);
   }
@@ -162,7 +162,7 @@ BinNames NamesOfBins(const std::shared_ptr<EmbeddedDatabase>& database,
     options.BinTimeInterval[place] = processing.BinTimeInterval(level);
   }
   const auto names =
-      std::make_shared<engine::BinNames>(*database, processing.ResourceType(), options);
+      std::make_shared<engine::pareto::BinNames>(*database, processing.ResourceType(), options);
   return [database, names](std::size_t level, std::int32_t id) { return names->NameOf(level, id); };
 }
 

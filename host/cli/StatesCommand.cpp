@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/store/Catalogue.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "host/cli/Selection.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
@@ -30,7 +30,8 @@ std::set<std::int32_t> ProcessesOf(EmbeddedDatabase& database, const DataSelect&
   for (std::int32_t i = 1; i <= descriptor->ItemCount(); ++i)
     processes.insert(descriptor->ItemID(i));
   if (descriptor->FilterType() == ftGroup)
-    for (const auto& group : engine::ListGroups(database, engine::ItemKind::Process))
+    for (const auto& group :
+         engine::store::ListGroups(database, engine::catalogue::ItemKind::Process))
       if (group.id == descriptor->GroupID())
         processes.insert(group.members.begin(), group.members.end());
   return processes;
@@ -141,7 +142,8 @@ void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
     return;  // the log was read from its first record
   const std::int64_t start = StartOf(document);
   if (processes.empty())
-    for (const auto& item : engine::ListItems(*database, engine::ItemKind::Process))
+    for (const auto& item :
+         engine::store::ListItems(*database, engine::catalogue::ItemKind::Process))
       processes.insert(item.id);
   for (const auto& row : document.log)
     if (row.time <= start) processes.erase(row.prcs);
@@ -161,8 +163,8 @@ void FillInEnd(const std::shared_ptr<EmbeddedDatabase>& database, DataSelect& se
     return;
   const auto newest = select.Clone();
   newest->MaximumItems(1);
-  std::int64_t end =
-      std::max<std::int64_t>(engine::Now(), platform::DateToTimeStamp(select.DateRangeStart()));
+  std::int64_t end = std::max<std::int64_t>(engine::time::Now(),
+                                            platform::DateToTimeStamp(select.DateRangeStart()));
   for (const auto& event : ReadEvents(*newest->GetEventData(database)))
     end = std::max<std::int64_t>(end, event.time);
   for (const auto& subgroup : ReadSubgroups(*newest->GetSubgroupData(database)).rows)

@@ -35,7 +35,8 @@ constexpr Picture kPictures[] = {
 
 CapabilityDocument Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                            const Picture& picture) {
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, picture.part);
+  const auto part =
+      engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, picture.part);
   if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
   auto select = std::make_shared<DataSelect>();
   select->MaximumItems(INT32_MAX);

@@ -47,7 +47,7 @@ ParetoDocument Analyse(const std::shared_ptr<EmbeddedDatabase>& database, const 
   select->DateRangeInterval(0);
   select->IncludeDefectTests(true);
   select->IncludeDefectiveTests(true);
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, kPart);
+  const auto part = engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, kPart);
   if (!part) throw Refusal(std::string("the sample data has no part ") + kPart);
   select->Descriptors()->Add(dtPart)->AddItemID(*part);
   if (picture.from != paSubgroups) {

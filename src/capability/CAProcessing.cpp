@@ -52,9 +52,11 @@ CAProcessing::CAProcessing() {
 }
 
 std::shared_ptr<CAProcessing> CAProcessing::Clone() const {
-  auto clone = std::make_shared<CAProcessing>();
-  clone->SetSettings(Friend{}, settings_);
-  return clone;
+  return Untraced([&] {
+    auto clone = std::make_shared<CAProcessing>();
+    clone->SetSettings(Friend{}, settings_);
+    return clone;
+  });
 }
 
 void CAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }

@@ -44,9 +44,11 @@ CCProcessing::CCProcessing() {
 }
 
 std::shared_ptr<CCProcessing> CCProcessing::Clone() const {
-  auto clone = std::make_shared<CCProcessing>();
-  clone->settings_ = settings_;
-  return clone;
+  return Untraced([&] {
+    auto clone = std::make_shared<CCProcessing>();
+    clone->settings_ = settings_;
+    return clone;
+  });
 }
 
 void CCProcessing::AQLValue(double value) {

@@ -94,7 +94,7 @@ struct SubgroupData::Answers {
   std::optional<RowsBySubgroup> descriptors, comments;
 };
 
-SubgroupData::SubgroupData() : answers_(std::make_unique<Answers>()) {}
+SubgroupData::SubgroupData() : answers_(Untraced([] { return std::make_unique<Answers>(); })) {}
 SubgroupData::~SubgroupData() = default;
 
 void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgroups,

@@ -10,6 +10,7 @@
 
 #include "frame/Checked.h"
 #include "frame/Failure.h"
+#include "platform/NaN.h"
 
 namespace orvspc {
 namespace {
@@ -83,7 +84,7 @@ double InRange(const Reading& reading) {
 // Only the exact words count.
 bool ReadWord(std::string_view text, double& value) {
   if (text == "NaN") {
-    value = std::numeric_limits<double>::quiet_NaN();
+    value = platform::kNaN;
   } else if (text == "INF") {
     value = std::numeric_limits<double>::infinity();
   } else if (text == "-INF") {

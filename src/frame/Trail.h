@@ -43,4 +43,17 @@ decltype(auto) Traced(const Name& name, Body&& body) {
   }
 }
 
+// The body of a public procedure without a failure handler: what it raises gets no entry of its
+// own, but leaves as a Failure, whatever it was.
+template <class Body>
+decltype(auto) Untraced(Body&& body) {
+  try {
+    return std::forward<Body>(body)();
+  } catch (const Failure&) {
+    throw;
+  } catch (...) {
+    throw CurrentFailure();
+  }
+}
+
 }  // namespace orvspc

@@ -125,7 +125,9 @@ bool PABins::MovePrev() {
   return Traced("PABins.MovePrev", [&] { return cursor_.MovePrev(Count()); });
 }
 
-std::string PABins::Name() { return TrimFixedField(bins_[cursor_.Position()].Name); }
+std::string PABins::Name() {
+  return Untraced([&] { return TrimFixedField(bins_[cursor_.Position()].Name); });
+}
 
 std::int32_t PABins::ID(std::int32_t Level) const {
   // Deliberate: three of the six places, with a message of its own; Percentage takes all six and

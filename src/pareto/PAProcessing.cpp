@@ -92,9 +92,11 @@ PAProcessing::PAProcessing() {
 }
 
 std::shared_ptr<PAProcessing> PAProcessing::Clone() const {
-  auto clone = std::make_shared<PAProcessing>();
-  clone->SetSettings(Friend{}, settings_);
-  return clone;
+  return Untraced([&] {
+    auto clone = std::make_shared<PAProcessing>();
+    clone->SetSettings(Friend{}, settings_);
+    return clone;
+  });
 }
 
 void PAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }

@@ -5,34 +5,13 @@
 #include <cstdint>
 #include <iterator>
 
+#include "platform/Utf8.h"
+
 namespace orvspc::platform {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-
 bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
-void AppendUtf8(std::string& out, char32_t point) {
-  const auto put = [&out](char32_t byte) {
-    out.push_back(static_cast<char>(static_cast<unsigned char>(byte)));
-  };
-  if (point < 0x80) {
-    put(point);
-  } else if (point < 0x800) {
-    put(0xC0 | (point >> 6));
-    put(0x80 | (point & 0x3F));
-  } else if (point < 0x10000) {
-    put(0xE0 | (point >> 12));
-    put(0x80 | ((point >> 6) & 0x3F));
-    put(0x80 | (point & 0x3F));
-  } else {
-    put(0xF0 | (point >> 18));
-    put(0x80 | ((point >> 12) & 0x3F));
-    put(0x80 | ((point >> 6) & 0x3F));
-    put(0x80 | (point & 0x3F));
-  }
-}
 
 void AppendUtf16(std::u16string& out, char32_t point) {
   if (point < 0x10000) {
@@ -41,34 +20,6 @@ void AppendUtf16(std::u16string& out, char32_t point) {
   }
   out.push_back(static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10)));
   out.push_back(static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF)));
-}
-
-// One code point from position at, which moves behind it.
-char32_t TakeUtf8(std::string_view text, std::size_t& at) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(at++);
-  if (lead < 0x80) return lead;
-  std::size_t more = 0;
-  char32_t point = 0;
-  char32_t least = 0;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    more = 1, point = lead & 0x1F, least = 0x80;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    more = 2, point = lead & 0x0F, least = 0x800;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    more = 3, point = lead & 0x07, least = 0x10000;
-  } else {
-    return kReplacement;
-  }
-  std::size_t next = at;
-  for (; more > 0; --more, ++next) {
-    if (next >= text.size() || (byte(next) & 0xC0) != 0x80) return kReplacement;
-    point = (point << 6) | (byte(next) & 0x3F);
-  }
-  if (point < least || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF))
-    return kReplacement;
-  at = next;
-  return point;
 }
 
 // Windows-1252 from 0x80 to 0x9F; every other byte is the unit of its number. The five bytes that
@@ -102,7 +53,7 @@ std::string ToUtf8(std::u16string_view text) {
       const char32_t high = unit - 0xD800U;
       AppendUtf8(out, 0x10000U + (high << 10) + (text[++i] - 0xDC00U));
     } else if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) {
-      AppendUtf8(out, kReplacement);
+      AppendUtf8(out, kReplacementCharacter);
     } else {
       AppendUtf8(out, unit);
     }
@@ -113,7 +64,11 @@ std::string ToUtf8(std::u16string_view text) {
 std::u16string ToUtf16(std::string_view text) {
   std::u16string out;
   out.reserve(text.size());
-  for (std::size_t at = 0; at < text.size();) AppendUtf16(out, TakeUtf8(text, at));
+  for (std::size_t at = 0; at < text.size();) {
+    char32_t point = kReplacementCharacter;
+    if (!TakeUtf8(text, at, point)) ++at;
+    AppendUtf16(out, point);
+  }
   return out;
 }
 

@@ -14,7 +14,8 @@
 namespace orvspc {
 namespace {
 
-// The elements of an array that a host handed over, as 32-bit integers.
+// The elements of an array that a host passed in. An array of another type is refused, whatever
+// numbers it holds; its bounds are checked first.
 struct ToIntegers {
   std::int32_t lower_bound;
 
@@ -27,10 +28,7 @@ struct ToIntegers {
 
   std::vector<std::int32_t> operator()(const std::vector<double>& values) const {
     CheckBounds(values.empty());
-    std::vector<std::int32_t> integers;
-    integers.reserve(values.size());
-    for (const double value : values) integers.push_back(checked::Round(value));
-    return integers;
+    FailTypeMismatch();
   }
 
   void CheckBounds(bool never_dimensioned) const {
@@ -68,6 +66,10 @@ std::int32_t DataSelectDescriptor::ItemID(std::int32_t Index) const {
     if (Index < 1 || Index > record_.count) return 0;
     return record_.items[static_cast<std::size_t>(Index) - 1];
   });
+}
+
+std::vector<std::int32_t> DataSelectDescriptor::ItemIDs() const {
+  return Untraced([&] { return record_.items; });
 }
 
 void DataSelectDescriptor::ItemIDs(const ArrayVariant& value) {

@@ -49,12 +49,19 @@ class DataSelectDescriptor : public platform::Object {
   std::int32_t ItemID(std::int32_t Index) const;
 
   // A copy of all elements, those that are not in use too.
-  std::vector<std::int32_t> ItemIDs() const { return record_.items; }
+  std::vector<std::int32_t> ItemIDs() const;
 
-  // Replaces the items. ItemCount becomes the upper bound of the array, so that its last element is
-  // kept but not used, and the next AddItemID overwrites it.
-  // Fails with 13 when empty, 9 when never dimensioned, "Array must be 0-based", 6 for a double
-  // that is out of range; the old items then stay.
+  // Replaces the items. ItemCount becomes the upper bound of the array, so its last element is kept
+  // but not used, and the next AddItemID overwrites it.
+  // Failures, in the order of the checks; the old items then stay:
+  //
+  // - 13: no array;
+  //
+  // - 9: never dimensioned;
+  //
+  // - "Array must be 0-based";
+  //
+  // - 13: an array of doubles, even of whole numbers.
   void ItemIDs(const ArrayVariant& value);
 
   // Replaces everything.

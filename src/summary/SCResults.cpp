@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "summary/SCResults.h"
 
-#include <limits>
-
 #include "frame/Checked.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
+#include "platform/NaN.h"
 
 namespace orvspc {
 namespace {
@@ -30,7 +29,7 @@ enum LimitFlag : std::int32_t {
 SCResults::SCResults() {
   Reset(Friend{});
   // The quiet NaN is taken as it is: no division that could trap.
-  no_value_ = std::numeric_limits<double>::quiet_NaN();
+  no_value_ = platform::kNaN;
 }
 
 void SCResults::Reset(const Friend&) {
@@ -53,11 +52,9 @@ SCResultTypes SCResults::ResultType() const {
   return static_cast<SCResultTypes>(Current().ResultType);
 }
 
-std::string SCResults::Part() const { return CurrentNames().Part; }
-std::string SCResults::Process() const { return CurrentNames().Process; }
-std::string SCResults::Test() const { return CurrentNames().Test; }
-std::string SCResults::State() const { return CurrentNames().State; }
-std::string SCResults::SmplReq() const { return CurrentNames().SmplReq; }
+std::string SCResults::Name(std::string SCNames::*name) const {
+  return Untraced([&] { return names_[cursor_.Position()].*name; });
+}
 
 ProcessStateTypes SCResults::StateType() const {
   return static_cast<ProcessStateTypes>(Current().StateType);
@@ -65,7 +62,8 @@ ProcessStateTypes SCResults::StateType() const {
 
 double SCResults::StartTime() const {
   // Deliberate: only a row of detail has a start; for any other kind its stamp is not looked at.
-  return Current().ResultType == 0 ? TimeStampToDate(Current().StartStamp) : kNoStart;
+  return Untraced(
+      [&] { return Current().ResultType == 0 ? TimeStampToDate(Current().StartStamp) : kNoStart; });
 }
 
 double SCResults::Duration() const { return Current().Duration; }

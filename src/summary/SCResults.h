@@ -37,12 +37,12 @@ class SCResults : public platform::Object {
   std::int32_t Count() const { return count_; }
 
   // Names of the row; empty where it has none.
-  std::string Part() const;
-  std::string Process() const;
-  std::string Test() const;
+  std::string Part() const { return Name(&SCNames::Part); }
+  std::string Process() const { return Name(&SCNames::Process); }
+  std::string Test() const { return Name(&SCNames::Test); }
   ProcessStateTypes StateType() const;
-  std::string State() const;
-  std::string SmplReq() const;
+  std::string State() const { return Name(&SCNames::State); }
+  std::string SmplReq() const { return Name(&SCNames::SmplReq); }
 
   // Start of the period as a date; 1970-01-01 for a subtotal.
   double StartTime() const;
@@ -100,7 +100,7 @@ class SCResults : public platform::Object {
   using Figure = platform::WireDouble API_SCRow::*;
 
   const API_SCRow& Current() const { return rows_[cursor_.Position()]; }
-  const SCNames& CurrentNames() const { return names_[cursor_.Position()]; }
+  std::string Name(std::string SCNames::*name) const;
   double Statistic(Figure figure) const;
   // The figure where all bits of the mask are set in the word of flags.
   double Flagged(Figure figure, std::int32_t API_SCRow::*flags, std::int32_t mask) const;

@@ -28,7 +28,7 @@ std::string Clock(int hour, int minute) {
          (minute < 10 ? "0" : "") + std::to_string(minute) + ":00";
 }
 
-bool IsWellFormed(const std::string& text) { return engine::MakeXmlDocument()->LoadXml(text); }
+bool IsWellFormed(const std::string& text) { return engine::dom::MakeXmlDocument()->LoadXml(text); }
 
 // A day of a press that runs from 6 to 14 and from 15 to 23, and of a lathe. The press is to be
 // sampled every hour; the samples of the windows 10 to 11 and 20 to 21 are missing.

@@ -117,10 +117,11 @@ TEST(DataSelectDescriptor, AddItemIdOverwritesTheElementThatIsNotCounted) {
   EXPECT_EQ(descriptor.ItemIDs(), (Integers{4, 5, 8, 9}));
 }
 
-TEST(DataSelectDescriptor, ItemIdsOfDoublesAreRounded) {
+TEST(DataSelectDescriptor, ItemIdsOfDoublesAreRefusedEvenIfWhole) {
   DataSelectDescriptor descriptor;
-  descriptor.ItemIDs(std::vector<double>{1.5, 2.5, -0.4});
-  EXPECT_EQ(descriptor.ItemIDs(), (Integers{2, 2, 0}));
+  for (const double value : {1.0, 1.5, -0.4})
+    EXPECT_EQ(FailureOf([&] { descriptor.ItemIDs(std::vector{value, 2.0}); }).Number(), 13);
+  EXPECT_EQ(descriptor.ItemIDs(), Integers{});
 }
 
 TEST(DataSelectDescriptor, WhatIsNoArrayFromZeroIsRefusedAndTheItemsStay) {
@@ -135,7 +136,9 @@ TEST(DataSelectDescriptor, WhatIsNoArrayFromZeroIsRefusedAndTheItemsStay) {
       {{Integers{}, 1}, 9, "Subscript out of range"},
       {{Integers{1, 2}, 1}, -2147221504, "Array must be 0-based"},
       {{Integers{1, 2}, -1}, -2147221504, "Array must be 0-based"},
-      {std::vector<double>{1.0, 3e9}, 6, "Overflow"},
+      {std::vector<double>{1.0, 2.0}, 13, "Type mismatch"},
+      {std::vector<double>{1.0, 3e9}, 13, "Type mismatch"},
+      {std::vector<double>{}, 9, "Subscript out of range"},
       {{std::vector<double>{3e9}, 1}, -2147221504, "Array must be 0-based"},
   };
   for (const Row& row : rows) {

@@ -9,6 +9,11 @@
 
 // Each kind of chart against figures worked by hand from small samples.
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/pareto/BinNames.h"
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 class BinNamesTest : public ParetoTest {
@@ -68,4 +75,4 @@ TEST_F(BinNamesTest, WhatCannotBeBinnedHasNoNames) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

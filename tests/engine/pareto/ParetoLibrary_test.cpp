@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -711,4 +718,4 @@ TEST_F(DefectsTest, AFailureAtAnyStepGivesNothingAndAReason) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

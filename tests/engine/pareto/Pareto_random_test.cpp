@@ -8,11 +8,18 @@
 #include <random>
 #include <set>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
 // Bins against a slow and obvious count over the same data by their names.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 constexpr std::uint32_t kSeed = 20240917;
@@ -877,4 +884,4 @@ TEST_F(ParetoRandomTest, HeldOrReadThroughTheBinsAreTheSame) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

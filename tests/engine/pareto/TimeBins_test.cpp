@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+
 namespace {
 
 std::int32_t At(const char* time) { return static_cast<std::int32_t>(*ParseTime(time)); }
@@ -84,4 +86,4 @@ TEST(TimeBins, OnlySevenPeriodsExist) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -11,7 +11,8 @@
 
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -209,4 +210,4 @@ TEST(EstimatorSetting, NamesReadBack) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics
