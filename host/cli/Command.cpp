@@ -88,7 +88,7 @@ void CheckOutput(const Arguments& arguments) {
   }
 }
 
-void WriteFile(const std::string& path, const std::string& text) {
+void WriteFile(const std::string& path, std::string_view text) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/Embedded.h"
@@ -48,7 +49,7 @@ void CheckOutput(const Arguments& arguments);
 // To --output, or to the console without one.
 void Deliver(const Arguments& arguments, Console& console, const std::string& text);
 // Refusal when the file cannot be written.
-void WriteFile(const std::string& path, const std::string& text);
+void WriteFile(const std::string& path, std::string_view text);
 // Refusal when the file cannot be read.
 void ReadableFile(const std::string& path);
 std::string ReadFile(const std::string& path);

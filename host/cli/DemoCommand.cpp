@@ -76,7 +76,7 @@ constexpr Picture kPictures[] = {
 };
 
 // By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
-engine::import::ImportKind KindOf(const std::string& file) {
+engine::import::ImportKind KindOf(std::string_view file) {
   std::string_view kind;
   for (const auto word : engine::import::ImportKindWords()) {
     if (file.ends_with("-" + std::string(word) + ".csv") && word.size() > kind.size()) kind = word;
