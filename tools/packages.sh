@@ -13,6 +13,7 @@ command ninja         ninja-build
 command pkg-config    pkg-config
 header  sqlite3.h     libsqlite3-dev
 header  boost/math/distributions.hpp libboost-dev
+header  fmt/format.h  libfmt-dev
 "
 test_needs="
 command clang++       clang

@@ -14,12 +14,12 @@
 #include "frame/NumberText.h"
 #include "host/cli/Selection.h"
 #include "host/cli/words.h"
-#include "host/render/CapabilityHtml.h"
-#include "host/render/CapabilityJson.h"
-#include "host/render/CapabilityModel.h"
-#include "host/render/CapabilitySvg.h"
-#include "host/render/CapabilityText.h"
-#include "host/render/Numbers.h"
+#include "host/render/capability/CapabilityHtml.h"
+#include "host/render/capability/CapabilityJson.h"
+#include "host/render/capability/CapabilityModel.h"
+#include "host/render/capability/CapabilitySvg.h"
+#include "host/render/capability/CapabilityText.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::host {
 

@@ -8,10 +8,10 @@
 #include "chart/CCAnalysis.h"
 #include "engine/store/Catalogue.h"
 #include "host/cli/Selection.h"
-#include "host/render/Html.h"
-#include "host/render/Numbers.h"
-#include "host/render/Svg.h"
-#include "host/render/Terminal.h"
+#include "host/render/chart/ChartHtml.h"
+#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartText.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::host {
 
@@ -156,9 +156,9 @@ std::string ChartText(const ChartDocument& document, const Names& names, const s
                       const Console& console, bool colour) {
   if (format == "json") return ChartJson(document, names);
   const ChartView view = MakeChartView(document, names);
-  if (format == "svg") return RenderSvg(view);
-  if (format == "html") return RenderHtml(view);
-  return RenderTerminal(view, {console.columns, colour});
+  if (format == "svg") return RenderChartSvg(view);
+  if (format == "html") return RenderChartHtml(view);
+  return RenderChartText(view, {console.columns, colour});
 }
 
 Command ChartCommand() {

@@ -4,9 +4,11 @@
 #include <optional>
 
 #include "host/cli/Command.h"
-#include "host/render/ChartModel.h"
+#include "host/render/chart/ChartModel.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // A chart of variables takes variable tests, one of counts those of defects and of defectives.
 void SelectTestsOf(const CCProcessing& processing, DataSelect& select);

@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "engine/store/Catalogue.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 

@@ -10,9 +10,11 @@
 #include "engine/Embedded.h"
 #include "host/cli/Options.h"
 #include "host/cli/Program.h"
-#include "host/render/ChartJson.h"
+#include "host/render/chart/ChartJson.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // One subcommand. Its function returns the exit status and throws whatever goes wrong.
 struct Command {

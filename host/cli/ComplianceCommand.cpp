@@ -9,7 +9,7 @@
 #include "engine/store/Catalogue.h"
 #include "engine/time/calendar.h"
 #include "host/cli/Selection.h"
-#include "host/render/Numbers.h"
+#include "host/render/core/Numbers.h"
 #include "summary/SCAnalysis.h"
 
 namespace orvspc::host {

@@ -2,8 +2,8 @@
 #include <ostream>
 
 #include "host/cli/Command.h"
-#include "host/cli/DataText.h"
 #include "host/cli/Selection.h"
+#include "host/render/data/DataText.h"
 
 namespace orvspc::host {
 

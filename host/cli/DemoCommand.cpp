@@ -12,9 +12,9 @@
 #include "host/cli/demo_capability.h"
 #include "host/cli/demo_pareto.h"
 #include "host/cli/demo_summary.h"
-#include "host/render/Html.h"
-#include "host/render/Svg.h"
-#include "host/render/Terminal.h"
+#include "host/render/chart/ChartHtml.h"
+#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartText.h"
 
 namespace orvspc::host {
 
@@ -156,18 +156,18 @@ int Run(const Arguments& arguments, Console& console) {
     document.acceptance = ReadAcceptance(document);
     ChartView view = MakeChartView(document, names);
     const std::string stem = (folder / picture.name).string();
-    WriteFile(stem + ".svg", RenderSvg(view));
-    WriteFile(stem + ".html", RenderHtml(view));
+    WriteFile(stem + ".svg", RenderChartSvg(view));
+    WriteFile(stem + ".html", RenderChartHtml(view));
     WriteFile(stem + ".json", ChartJson(document, names));
     const std::string name = picture.name;
     entries.push_back(
         {picture.title,
          picture.text,
-         RenderSvg(view, true),
+         RenderChartSvg(view, true),
          {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
     commands += "  " + ShellWord(ProgramPath()) + " chart --db " + ShellWord(path) + " --part \"" +
                 picture.part + "\" " + picture.options + " --max 100\n";
-    if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
+    if (drawn.empty()) drawn = RenderChartText(view, {console.columns, console.out_is_terminal});
   }
   for (auto& capability : DrawCapabilityDemo(database, folder)) {
     entries.push_back(std::move(capability.entry));

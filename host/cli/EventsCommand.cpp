@@ -5,7 +5,7 @@
 
 #include "host/cli/Command.h"
 #include "host/cli/Selection.h"
-#include "host/render/Events.h"
+#include "host/render/events/Events.h"
 
 namespace orvspc::host {
 

@@ -2,9 +2,9 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
-#include "host/render/Json.h"
-#include "host/render/Numbers.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/Json.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 

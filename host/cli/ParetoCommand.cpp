@@ -11,12 +11,12 @@
 #include "frame/XMLSupport.h"
 #include "host/cli/Selection.h"
 #include "host/cli/words.h"
-#include "host/render/Numbers.h"
-#include "host/render/ParetoHtml.h"
-#include "host/render/ParetoJson.h"
-#include "host/render/ParetoModel.h"
-#include "host/render/ParetoSvg.h"
-#include "host/render/ParetoText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoSvg.h"
+#include "host/render/pareto/ParetoText.h"
 #include "pareto/PAAnalysis.h"
 
 namespace orvspc::host {

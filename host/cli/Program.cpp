@@ -8,7 +8,7 @@
 #include "frame/Failure.h"
 #include "host/cli/Command.h"
 #include "host/cli/build_info.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::host {

@@ -5,8 +5,8 @@
 #include "engine/time/calendar.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
-#include "host/render/Numbers.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 

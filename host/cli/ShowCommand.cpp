@@ -2,10 +2,10 @@
 #include "frame/XMLSupport.h"
 #include "host/cli/CapabilityCommand.h"
 #include "host/cli/ChartCommand.h"
-#include "host/cli/DataText.h"
 #include "host/cli/EventsCommand.h"
 #include "host/cli/ParetoCommand.h"
-#include "host/render/StoredChart.h"
+#include "host/render/chart/StoredChart.h"
+#include "host/render/data/DataText.h"
 
 namespace orvspc::host {
 

@@ -6,10 +6,10 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/ParetoCommand.h"
 #include "host/cli/Selection.h"
-#include "host/render/ParetoHtml.h"
-#include "host/render/ParetoJson.h"
-#include "host/render/ParetoModel.h"
-#include "host/render/ParetoSvg.h"
+#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoSvg.h"
 
 namespace orvspc::host {
 

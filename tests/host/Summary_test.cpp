@@ -8,14 +8,16 @@
 #include <vector>
 
 #include "engine/dom/Dom.h"
-#include "host/render/Compliance.h"
-#include "host/render/Events.h"
-#include "host/render/StatesView.h"
-#include "host/render/time_ticks.h"
+#include "host/render/compliance/ComplianceReading.h"
+#include "host/render/core/TimeTicks.h"
+#include "host/render/events/Events.h"
+#include "host/render/states/StatesView.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 using Kind = ParsedJson::Kind;

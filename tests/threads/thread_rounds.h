@@ -25,8 +25,8 @@
 #include "host/cli/ComplianceCommand.h"
 #include "host/cli/ParetoCommand.h"
 #include "host/cli/StatesCommand.h"
-#include "host/render/CapabilityJson.h"
-#include "host/render/ParetoJson.h"
+#include "host/render/capability/CapabilityJson.h"
+#include "host/render/pareto/ParetoJson.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
 #include "tests/host/TemporaryFolder.h"
@@ -35,6 +35,8 @@
 // its platform, which nobody installed for the process. What each reads must be what one thread
 // reads, to the last byte.
 namespace orvspc::host {
+
+using namespace render;
 
 // One analysis: its name and its document.
 using Document = std::pair<const char*, std::string>;

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "host/render/chart/ChartReading.h"
+
+namespace orvspc::render {
+
+// A table of subgroups for people: identifiers by name, values in the order of their pieces.
+std::string DataText(const SubgroupsRead& data, const Names& names);
+
+// One setting a line.
+std::string DataSelectText(const DataSelect& select);
+std::string ProcessingText(const CCProcessing& processing);
+
+}  // namespace orvspc::render
