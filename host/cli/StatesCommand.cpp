@@ -103,6 +103,13 @@ void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
   }
 }
 
+std::set<std::int32_t> EveryProcess(EmbeddedDatabase& database) {
+  std::set<std::int32_t> processes;
+  for (const auto& item : engine::store::ListItems(database, engine::catalogue::ItemKind::Process))
+    processes.insert(item.id);
+  return processes;
+}
+
 // The first record of the process at or after a time.
 std::optional<StateRow> FirstStateFrom(const std::shared_ptr<EmbeddedDatabase>& database,
                                        std::int32_t process, std::int64_t time) {
@@ -141,10 +148,6 @@ void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
   if (!IsGiven(document.select->DateRangeStart()))
     return;  // the log was read from its first record
   const std::int64_t start = StartOf(document);
-  if (processes.empty())
-    for (const auto& item :
-         engine::store::ListItems(*database, engine::catalogue::ItemKind::Process))
-      processes.insert(item.id);
   for (const auto& row : document.log)
     if (row.time <= start) processes.erase(row.prcs);
   for (const std::int32_t process : processes)
@@ -208,13 +211,10 @@ StatesDocument RunStates(const std::shared_ptr<EmbeddedDatabase>& database,
   const auto descriptor = select.Descriptors()->GetDescriptor(dtProcess);
   const std::int32_t first = descriptor ? descriptor->ItemID(1) : 0;
   if (analysed.cut) document.cuts[first] = *analysed.cut;
-  if (first != 0) {
-    AppendOtherLogs(database, processes, first, document);
-  } else if (!processes.empty()) {
-    // A group is read as every process.
-    std::erase_if(document.log, [&](const StateRow& row) { return !processes.contains(row.prcs); });
-  }
-  AddStatesBefore(database, processes, document);
+  // An analysis reads the log of one process; a selection of none or of a group names no process.
+  const auto drawn = processes.empty() ? EveryProcess(*database) : processes;
+  AppendOtherLogs(database, drawn, first, document);
+  AddStatesBefore(database, drawn, document);
   std::stable_sort(document.log.begin(), document.log.end(),
                    [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
   return document;
