@@ -90,12 +90,7 @@ API_CAOptions CAProcessing::GetAPIOptions(const Friend&) const {
   });
 }
 
-std::string CAProcessing::GetXML() const {
-  return Traced("CAProcessing.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string CAProcessing::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
 platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
@@ -107,9 +102,7 @@ platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
 }
 
 bool CAProcessing::SetXML(std::string_view XML) {
-  return Traced("CAProcessing.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
+  return settings_xml::SetXML(kElement, *this, XML);
 }
 
 bool CAProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {

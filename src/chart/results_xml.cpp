@@ -324,14 +324,9 @@ void SetGroupDataXMLNode(const XmlNode& Node, API_CCResults& record) {
 
 }  // namespace
 
-std::string CCResults::GetXML() {
-  return Traced("CCResults.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(*document));
-  });
-}
+std::string CCResults::GetXML() { return settings_xml::GetXML(kElement, *this); }
 
-platform::XmlNode CCResults::CreateXMLNode(platform::XmlDocument& Document) {
+platform::XmlNode CCResults::CreateXMLNode(const Friend&, platform::XmlDocument& Document) {
   return Traced("CCResults.CreateXMLNode", [&] {
     const XmlNode root = Document.CreateElement(kElement);
     if (processing_) Document.AppendChild(root, processing_->CreateXMLNode(Friend{}, Document));

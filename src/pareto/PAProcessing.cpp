@@ -142,12 +142,7 @@ void PAProcessing::GetAPIOptions(const Friend&, API_PAOptions& Options) const {
   });
 }
 
-std::string PAProcessing::GetXML() const {
-  return Traced("PAProcessing.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string PAProcessing::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
 XmlNode PAProcessing::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("PAProcessing.CreateXMLNode", [&] {
@@ -170,9 +165,7 @@ XmlNode PAProcessing::CreateLevelXMLNode(platform::XmlDocument& Document,
 }
 
 bool PAProcessing::SetXML(std::string_view XML) {
-  return Traced("PAProcessing.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
+  return settings_xml::SetXML(kElement, *this, XML);
 }
 
 bool PAProcessing::SetXMLNode(const Friend&, const XmlNode& Node) {

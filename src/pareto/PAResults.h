@@ -43,11 +43,10 @@ class PAResults : public platform::Object {
   void Processing(const Friend&, std::shared_ptr<PAProcessing> value);
   void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void Load(const Friend&, Array<API_PABin> Bins);
+  platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
+  bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document) const;
-  bool SetXMLNode(const platform::XmlNode& Node);
-
   std::shared_ptr<PAProcessing> processing_;
   std::shared_ptr<orvspc::DataSelect> data_select_;
   // Deliberate: no analysis sets it and no Get gives it; a text that holds it is written again.

@@ -10,6 +10,7 @@
 #include "frame/NumberText.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 
@@ -114,12 +115,7 @@ void DataSelect::DateRangeInterval(std::int32_t value) {
   });
 }
 
-std::string DataSelect::GetXML() const {
-  return Traced("DataSelect.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string DataSelect::GetXML() const { return settings_xml::GetXML("DataSelect", *this); }
 
 bool DataSelect::SetXML(std::string_view XML) {
   return Traced("DataSelect.SetXML", [&] {
