@@ -13,6 +13,7 @@ set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
 function(orvspc_test_program name label)
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  orvspc_unity(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE ${test_definitions})
@@ -48,8 +49,8 @@ endfunction()
 foreach(floor platform frame dataset select ${ORVSPC_ANALYSES})
   orvspc_tests(${floor} orvspc_${floor} orvspc_test_fake orvspc_engine_dom)
 endforeach()
-foreach(part statistics store)
-  orvspc_tests(engine/${part} orvspc_engine_${part})
+foreach(part time statistics catalogue store import)
+  orvspc_tests(engine/${part} orvspc_engine_${part} orvspc_engine_import)
 endforeach()
 # What the document writes is read back by a parser of other hands.
 find_package(EXPAT REQUIRED)
@@ -75,7 +76,8 @@ function(orvspc_floor_check floor)
                           $<LINK_LIBRARY:WHOLE_ARCHIVE,orvspc_${floor}>)
   endif()
 endfunction()
-foreach(floor platform frame dataset select ${ORVSPC_ANALYSES} engine_statistics engine_store
+foreach(floor platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
+              engine_catalogue engine_store engine_import
               engine_dom engine_charts engine_capability engine_pareto engine_compliance embedded)
   orvspc_floor_check(${floor})
 endforeach()

@@ -93,7 +93,7 @@ class Embedded final : public platform::Platform {
     return std::make_shared<FixedTextTrimmer>();
   }
   std::shared_ptr<platform::XmlDocument> MakeXmlDocument() override {
-    return engine::MakeXmlDocument();
+    return engine::dom::MakeXmlDocument();
   }
   std::shared_ptr<platform::ErrorLog> MakeErrorLog(std::string_view) override {
     return std::make_shared<MemoryErrorLog>();
@@ -106,11 +106,11 @@ class Embedded final : public platform::Platform {
   }
 
  private:
-  DatabaseLibrary database_library_;
-  ChartLibrary chart_library_;
-  CapabilityLibrary capability_library_;
-  ParetoLibrary pareto_library_;
-  ComplianceLibrary compliance_library_;
+  store::DatabaseLibrary database_library_;
+  charts::ChartLibrary chart_library_;
+  capability::CapabilityLibrary capability_library_;
+  pareto::ParetoLibrary pareto_library_;
+  compliance::ComplianceLibrary compliance_library_;
 };
 
 }  // namespace
@@ -125,14 +125,16 @@ void InstallEmbedded() { platform::Install(EmbeddedPlatform()); }
 
 std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
 
-CapabilityReport LatestCapability() { return engine::CapabilityLibrary::Latest(); }
+CapabilityReport LatestCapability() { return engine::capability::CapabilityLibrary::Latest(); }
 
-std::vector<StreamReport> LatestStreams() { return engine::ChartLibrary::LatestStreams(); }
+std::vector<StreamReport> LatestStreams() { return engine::charts::ChartLibrary::LatestStreams(); }
 
 std::optional<AcceptanceLimits> LatestAcceptance() {
-  return engine::ChartLibrary::LatestAcceptance();
+  return engine::charts::ChartLibrary::LatestAcceptance();
 }
 
-std::vector<SamplingDue> LatestSampling() { return engine::ComplianceLibrary::LatestSampling(); }
+std::vector<SamplingDue> LatestSampling() {
+  return engine::compliance::ComplianceLibrary::LatestSampling();
+}
 
 }  // namespace orvspc

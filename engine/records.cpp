@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "engine/RowTable.h"
+#include "engine/sql/failures.h"
 #include "engine/store/Catalogue.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/StateLog.h"
-#include "engine/store/failures.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeStamp.h"
 
@@ -20,20 +20,20 @@ platform::Database& Needed(const std::shared_ptr<platform::Database>& database,
   throw platform::ExternalFailure(kMissingObject, source, "Missing object");
 }
 
-ItemKind ItemKindOf(platform::NameRecordKind kind) {
+catalogue::ItemKind ItemKindOf(platform::NameRecordKind kind) {
   switch (kind) {
     case platform::NameRecordKind::Part:
-      return ItemKind::Part;
+      return catalogue::ItemKind::Part;
     case platform::NameRecordKind::Process:
-      return ItemKind::Process;
+      return catalogue::ItemKind::Process;
     case platform::NameRecordKind::Test:
-      return ItemKind::Test;
+      return catalogue::ItemKind::Test;
     case platform::NameRecordKind::SmplReq:
-      return ItemKind::Requirement;
+      return catalogue::ItemKind::Requirement;
     case platform::NameRecordKind::State:
-      return ItemKind::StateCode;
+      return catalogue::ItemKind::StateCode;
   }
-  return ItemKind::Part;
+  return catalogue::ItemKind::Part;
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ ItemKind ItemKindOf(platform::NameRecordKind kind) {
 bool RuleRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   rules_.clear();
   cursor_ = 0;
-  const auto store = StoreOf(Needed(database, "RuleDef").ConnectionHandle());
+  const auto store = store::StoreOf(Needed(database, "RuleDef").ConnectionHandle());
   if (!store) return false;
   for (const auto& rule : store->Rules()) rules_.push_back({rule.number, rule.text});
   return !rules_.empty();
@@ -69,7 +69,7 @@ void RuleRecords::Add(platform::RuleDef& other) {
 
 bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   auto& owner = Needed(database, "NameRecord");
-  auto name = ItemName(owner, ItemKindOf(kind_), Current().id);
+  auto name = store::ItemName(owner, ItemKindOf(kind_), Current().id);
   if (name.empty()) return false;
   Current().name = std::move(name);
   return true;
@@ -100,27 +100,27 @@ const StateLogRecords::Record& StateLogRecords::Current() const {
 bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   records_.clear();
   cursor_ = 0;
-  const auto store = SqliteStoreOf(Needed(database, "PrcsStateLog"));
+  const auto store = store::SqliteStoreOf(Needed(database, "PrcsStateLog"));
   try {
-    store->ReadOrThrow([&](Connection& db) {
+    store->ReadOrThrow([&](sql::Connection& db) {
       const auto time = platform::DateToTimeStamp(time_);
-      std::vector<StateLogRow> rows;
+      std::vector<store::StateLogRow> rows;
       if (query_ == kForward) {
         const std::int64_t limit = row_limit_;
         // The forward read is of one process; 0 is no process, not all of them.
         if (process_ != 0)
-          rows = ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
+          rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
         if (limit > 0 && std::ssize(rows) > limit) {
           rows.pop_back();
-          AddNote("states-cut",
-                  "The log of states has more records than are read at once; it is "
-                  "known up to the " +
-                      std::to_string(limit) + "th of them.");
+          store::AddNote("states-cut",
+                         "The log of states has more records than are read at once; it is "
+                         "known up to the " +
+                             std::to_string(limit) + "th of them.");
         }
       } else if (query_ == kLatestBefore) {
-        if (const auto row = LatestStateBefore(db, 0, time)) rows.push_back(*row);
+        if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
       }
-      const auto& names = store->Names(ItemKind::StateCode);
+      const auto& names = store->Names(catalogue::ItemKind::StateCode);
       for (const auto& row : rows) {
         const auto name = names.find(row.state);
         records_.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
@@ -128,7 +128,7 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
       }
     });
   } catch (...) {
-    LeaveAsExternalFailure(store->Path(), "PrcsStateLog");
+    sql::LeaveAsExternalFailure(store->Path(), "PrcsStateLog");
   }
   return !records_.empty();
 }

@@ -6,7 +6,7 @@
     python3 tools/capability_statistics.py --check    makes them again and compares; exit status 1 when they differ
 
 Writes src/capability/CAStatistics.h (the public operations in their order), src/capability/statistics_table.h (the
-attributes of the XML) and host/render/capability_figures.h (what a host walks to show every figure).
+attributes of the XML) and host/render/capability/capability_figures.h (what a host walks to show every figure).
 """
 import pathlib
 import sys
@@ -312,7 +312,7 @@ FIGURES_HEADER = """
 #include "capability/CAStatistics.h"
 
 // Every figure of the capability statistics that has an operation, for hosts that show them all.
-namespace orvspc::host {
+namespace orvspc::render {
 
 struct CapabilityFigure {
   const char* record;
@@ -443,7 +443,7 @@ def figures_header():
                 continue
             name = "TargetRatio" if get[1] == TARGET_RATIO else field
             out.append(f'    {{"{record}", "{name}", &TakeFigure<&CAStatistics::{get[1]}>}},')
-    return LICENCE + FIGURES_HEADER + "\n".join(out) + "\n};\n\n}  // namespace orvspc::host\n"
+    return LICENCE + FIGURES_HEADER + "\n".join(out) + "\n};\n\n}  // namespace orvspc::render\n"
 
 
 def main():
@@ -451,7 +451,7 @@ def main():
     different = False
     for name, make in {"src/capability/CAStatistics.h": statistics_header,
                        "src/capability/statistics_table.h": table_header,
-                       "host/render/capability_figures.h": figures_header}.items():
+                       "host/render/capability/capability_figures.h": figures_header}.items():
         path, made = ROOT / name, make()
         if not check:
             path.write_text(made, encoding="utf-8")

@@ -4,18 +4,30 @@
 
 A folder may include itself and the folders its row names; every include of ours is spelled from
 src/ or from the top of the tree; the library includes nothing but itself and the standard library.
+Of the engine, hosts see its public headers alone. A header and its own source are one room; no
+rooms include one another in a circle.
+
+--self-test plants wrong trees in a temporary folder and fails unless each fault is found.
 """
 import pathlib
 import re
 import sys
+import tempfile
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
+FOLDERS = ("src", "engine", "host", "tests", "bench")
 
 SELECT_AND_BELOW = ["platform", "frame", "dataset", "select"]
 ANALYSES = ["chart", "capability", "pareto", "summary"]
-ENGINE_BASE = ["platform", "engine/Embedded.h"]  # the face that the engine shows to hosts
-CALCULATION = ENGINE_BASE + ["engine/store", "engine/statistics"]
 LIBRARY = SELECT_AND_BELOW + ANALYSES
+
+# What the engine shows: hosts include these of its headers and no other.
+ENGINE_FACE = ["engine/Embedded.h", "engine/QualityDatabase.h"]
+
+SQL = ["platform", "engine/time", "engine/sql"]
+STORE = SQL + ["engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
+CALCULATION = ["platform", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
+FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
 
 # Folder of the tree: the include paths it may name besides its own. The longest match wins.
 FLOORS = {
@@ -24,68 +36,206 @@ FLOORS = {
     "src/dataset": ["platform", "frame"],
     "src/select": ["platform", "frame", "dataset"],
     **{f"src/{name}": SELECT_AND_BELOW for name in ANALYSES},
+    "engine/time": ["platform"],
     "engine/statistics": ["platform"],
-    "engine/store": ENGINE_BASE,
-    "engine/dom": ENGINE_BASE,
+    "engine/dom": ["platform"],
+    "engine/sql": SQL,
+    "engine/schema": SQL,
+    "engine/catalogue": SQL + ["engine/schema", "engine/statistics"],
+    "engine/store": STORE,
+    "engine/import": STORE,
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,
     "engine/compliance": CALCULATION,
     "engine": ["platform"],
+    "host/render/core": LIBRARY,
+    **{f"host/render/{name}": LIBRARY + ["host/render/core"] for name in FAMILIES},
     "host/render": LIBRARY,
-    "host": LIBRARY + ["engine"],
+    "host/cli": LIBRARY + ENGINE_FACE + ["host/render"],
     "tests": LIBRARY + ["engine", "host"],
     "bench": LIBRARY + ["engine", "host", "tests"],
 }
+# A new folder here needs a row of its own.
+FLAT = ["engine"]
+# A project of its own, which includes the installed headers.
+CONSUMER = "tests/consumer/"
+# The database library is named in this room alone.
+DATABASE_HEADER, DATABASE_ROOM = "sqlite3.h", "engine/sql/"
+# Written by the build.
+GENERATED = ["host/cli/build_info.h"]
+
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 STANDARD = re.compile(r"^[a-z_]+[0-9]*$")
 
 
 def folder_of(path: str) -> str | None:
     """The longest row of FLOORS that the path lies in."""
-    rows = [row for row in FLOORS if path.startswith(row + "/")]
+    folder = path.rpartition("/")[0]
+    rows = [row for row in FLOORS
+            if folder == row or folder.startswith(row + "/") and row not in FLAT]
     return max(rows, key=len, default=None)
 
 
-def complaint(row: str, quote: str, target: str) -> str | None:
+def resolved(top: pathlib.Path, target: str) -> str | None:
+    """The included file of ours, from the top of the tree."""
+    for name in (target, "src/" + target):
+        if (top / name).is_file():
+            return name
+    return None
+
+
+def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | None:
+    if name.startswith(CONSUMER):
+        face = target.removeprefix("orvSPCAnalysis6/")
+        if face.startswith("engine/") and face not in ENGINE_FACE:
+            return "of the engine, hosts include " + " and ".join(ENGINE_FACE) + " alone"
+        return None
+    row = folder_of(name)
     in_library = row.startswith("src/")
-    own = row.removeprefix("src/")
     if quote == "<":
-        if (TOP / target).is_file() or (TOP / "src" / target).is_file():
+        if resolved(top, target):
             return "a file of ours goes in quotes"
         if in_library and not STANDARD.match(target):
             return "the library includes the standard library alone"
+        if target == DATABASE_HEADER and not name.startswith((DATABASE_ROOM, "tests/", "bench/")):
+            return f"{DATABASE_ROOM} alone names the database library"
         return None
-    if not (TOP / target).is_file() and not (TOP / "src" / target).is_file():
+    if target in GENERATED:
+        return None
+    if not resolved(top, target):
         return "no such file, spelled from src/ or from the top"
     if target.startswith("src/"):
         return "spelled from src/, without src/"
+    own = row.removeprefix("src/")
     if any(target == floor or target.startswith(floor + "/") for floor in [own, *FLOORS[row]]):
         return None
+    if name.startswith("host/") and target.startswith("engine/"):
+        return "of the engine, hosts include " + " and ".join(ENGINE_FACE) + " alone"
     return f"{row} may not include it"
 
 
-def main() -> int:
-    count = 0
-    for top_folder in ("src", "engine", "host", "tests", "bench"):
-        for path in sorted((TOP / top_folder).rglob("*")):
+def circles(users: dict[str, set[str]]) -> list[list[str]]:
+    """The strongly connected components of more than one room (Tarjan's algorithm)."""
+    found, order, low, open_rooms = [], {}, {}, []
+
+    def visit(room: str) -> None:
+        order[room] = low[room] = len(order)
+        open_rooms.append(room)
+        for used in sorted(users.get(room, ())):
+            if used not in order:
+                visit(used)
+            if used in open_rooms:
+                low[room] = min(low[room], low[used])
+        if low[room] == order[room]:
+            circle = open_rooms[open_rooms.index(room):]
+            del open_rooms[open_rooms.index(room):]
+            if len(circle) > 1:
+                found.append(sorted(circle))
+
+    sys.setrecursionlimit(10000)
+    for room in sorted(users):
+        if room not in order:
+            visit(room)
+    return found
+
+
+def faults(top: pathlib.Path) -> list[str]:
+    """One line for each wrong include and each circle of the tree."""
+    result = []
+    users: dict[str, set[str]] = {}
+    for folder in FOLDERS:
+        for path in sorted((top / folder).rglob("*")):
             if path.suffix not in (".h", ".cpp"):
                 continue
-            name = path.relative_to(TOP).as_posix()
-            if name.startswith("tests/consumer/"):  # a project of its own, sees the package only
+            name = path.relative_to(top).as_posix()
+            if folder_of(name) is None:
+                result.append(f"{name}: its folder is not among the floors")
                 continue
-            row = folder_of(name)
-            if row is None:
-                print(f"{name}: its folder is not among the floors")
-                count += 1
-                continue
+            room = users.setdefault(name.rsplit(".", 1)[0], set())
             for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-                found = INCLUDE.match(line)
-                reason = found and complaint(row, *found.groups())
+                include = INCLUDE.match(line)
+                if not include:
+                    continue
+                quote, target = include.groups()
+                reason = complaint(top, name, quote, target)
                 if reason:
-                    print(f'{name}:{number}: "{found.group(2)}": {reason}')
-                    count += 1
-    return 1 if count else 0
+                    result.append(f'{name}:{number}: "{target}": {reason}')
+                file = resolved(top, target)
+                if file and quote == '"':
+                    room.add(file.rsplit(".", 1)[0])
+    for circle in circles({room: used for room, used in users.items()
+                           if not room.startswith(("tests/", "bench/"))}):
+        result.append("a circle of " + str(len(circle)) + " rooms: " + ", ".join(circle))
+    return result
+
+
+# A sound tree, and for each fault the files that bring it in and a part of what is said of them.
+SOUND = {
+    "src/platform/A.h": "#include <vector>\n",
+    "src/platform/B.h": '#include "platform/A.h"\n',
+    "src/platform/B.cpp": '#include "platform/B.h"\n#include "platform/A.h"\n',
+    "engine/sql/sqlite/C.cpp": '#include <sqlite3.h>\n#include "platform/B.h"\n',
+    "engine/store/Store.h": '#include "platform/A.h"\n',
+    "engine/charts/Chart.cpp": '#include "engine/store/Store.h"\n',
+    "engine/Embedded.h": '#include "platform/A.h"\n',
+    "engine/Embedded.cpp": '#include "engine/Embedded.h"\n#include "engine/store/Store.h"\n',
+    "host/render/core/Svg.h": '#include "platform/A.h"\n',
+    "host/render/chart/View.h": '#include "host/render/core/Svg.h"\n',
+    "host/render/pareto/View.h": '#include "host/render/core/Svg.h"\n',
+    "host/cli/main.cpp": '#include "engine/Embedded.h"\n#include "host/render/chart/View.h"\n'
+                         '#include "host/cli/build_info.h"\n',
+    "tests/consumer/main.cpp": "#include <engine/Embedded.h>\n#include <chart/CCAnalysis.h>\n",
+}
+PLANTED = [
+    ({"src/platform/A.h": '#include "platform/B.h"\n'}, "a circle of 2 rooms"),
+    # A header and a source close a circle that no two headers do.
+    ({"src/platform/A.cpp": '#include "platform/B.h"\n'}, "a circle of 2 rooms"),
+    ({"src/platform/A.h": '#include "platform/D.h"\n', "src/platform/D.h": '#include "platform/E.h"\n',
+      "src/platform/E.cpp": '#include "platform/B.h"\n', "src/platform/E.h": ""},
+     "a circle of 4 rooms"),
+    ({"src/platform/A.h": '#include "engine/Embedded.h"\n'}, "src/platform may not include it"),
+    ({"src/platform/A.h": "#include <sqlite3.h>\n"}, "standard library alone"),
+    ({"src/platform/A.h": '#include "platform/Gone.h"\n'}, "no such file"),
+    ({"src/platform/B.h": "#include <platform/A.h>\n"}, "goes in quotes"),
+    ({"engine/store/Store.h": '#include "engine/Embedded.h"\n'}, "engine/store may not include it"),
+    ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names the database library"),
+    ({"engine/dom/Dom.cpp": '#include "engine/store/Store.h"\n'}, "engine/dom may not include it"),
+    ({"host/cli/main.cpp": '#include "engine/store/Store.h"\n'}, "hosts include"),
+    ({"host/render/core/Svg.h": '#include "engine/Embedded.h"\n'}, "hosts include"),
+    ({"host/render/chart/View.h": '#include "host/render/pareto/View.h"\n'},
+     "host/render/chart may not include it"),
+    ({"host/render/core/Svg.h": '#include "host/render/chart/View.h"\n'}, "a circle of 2 rooms"),
+    ({"tests/consumer/main.cpp": "#include <engine/store/Store.h>\n"}, "hosts include"),
+    ({"engine/attic/Box.h": '#include "engine/store/Store.h"\n'}, "not among the floors"),
+]
+
+
+def self_test() -> list[str]:
+    result = []
+
+    def said_of(files: dict[str, str]) -> list[str]:
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in files.items():
+                path = pathlib.Path(folder) / name
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(text, encoding="utf-8")
+            return faults(pathlib.Path(folder))
+
+    for line in said_of(SOUND):
+        result.append("said of the sound tree: " + line)
+    for files, expected in PLANTED:
+        said = said_of(SOUND | files)
+        if not any(expected in line for line in said):
+            result.append(f"{files}: expected '{expected}', said {said}")
+    return result
+
+
+def main() -> int:
+    found = self_test() if sys.argv[1:] == ["--self-test"] else faults(TOP)
+    for line in found:
+        print(line)
+    return 1 if found else 0
 
 
 if __name__ == "__main__":

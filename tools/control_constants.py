@@ -229,7 +229,7 @@ BANNER = """// SPDX-License-Identifier: Apache-2.0
 
 
 def engine_header(rows, d2_series, d3_series, odd_series, even_series):
-    out = [BANNER, "#include <cstdint>", "", "namespace orvspc::engine::control_constants {", "",
+    out = [BANNER, "#include <cstdint>", "", "namespace orvspc::engine::statistics::control_constants {", "",
            "struct Row {", "  double d2, d3, c4, c5, median_sd;", "};", "",
            "inline constexpr std::int32_t kFirst = 2;", f"inline constexpr std::int32_t kLast = {TABLE_LAST};", "",
            "// Sample sizes kFirst to kLast.", "inline constexpr Row kTable[] = {"]
@@ -245,7 +245,7 @@ def engine_header(rows, d2_series, d3_series, odd_series, even_series):
         out += [f"// {note}", f"inline constexpr double {name}[] = {{"]
         out += [f"    {mp.nstr(v, DIGITS, strip_zeros=False, min_fixed=0, max_fixed=0)}," for v in series]
         out += ["};", ""]
-    out += ["}  // namespace orvspc::engine::control_constants", ""]
+    out += ["}  // namespace orvspc::engine::statistics::control_constants", ""]
     return "\n".join(out)
 
 

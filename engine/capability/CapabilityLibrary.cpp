@@ -6,11 +6,11 @@
 #include "engine/capability/CapabilityRun.h"
 #include "engine/store/guarded.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 struct ThreadState {
-  std::weak_ptr<SqliteStore> store;  // of the latest analysis
+  std::weak_ptr<store::SqliteStore> store;  // of the latest analysis
   CapabilityRun run;
 };
 
@@ -30,9 +30,9 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
     const API_CAOptions& Options, std::int32_t) {
   auto& state = ThisThread();
   state.run.Clear();
-  const auto store = OpenStore(Connection);
+  const auto store = store::OpenStore(Connection);
   state.store = store;
-  const auto done = Guarded(store, [&]() -> std::int32_t {
+  const auto done = store::Guarded(store, [&]() -> std::int32_t {
     const CapabilityOutput out{
         X,     Y,       Bins.As<API_CABin>(), Summary, CPs,       PPs, Moments, ChiSq,
         Anova, SpecLim, SpecResults,          NccLim,  NccResults};
@@ -48,14 +48,15 @@ std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
     API_CASpecResults& SpecResults, const API_CAOptions& Options) {
   auto& state = ThisThread();
   const auto store = state.store.lock();
-  return Guarded(store, [&]() -> std::int32_t {
+  return store::Guarded(store, [&]() -> std::int32_t {
     const auto bins = Bins.As<API_CABin>();
     const auto fits = [](std::int32_t count, std::size_t room) {
       return count > 0 && static_cast<std::size_t>(count) <= room;
     };
     if (!fits(Options.BinCount, bins.size()) || !fits(Options.CurveCount, X.size()) ||
         !fits(Options.CurveCount, Y.size())) {
-      store->Fail(kRefused, "The arrays of the Johnson fit are shorter than its options say.");
+      store->Fail(store::kRefused,
+                  "The arrays of the Johnson fit are shorter than its options say.");
       return 0;
     }
     const auto points = static_cast<std::size_t>(Options.CurveCount);
@@ -67,4 +68,4 @@ std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
 
 CapabilityReport CapabilityLibrary::Latest() { return ThisThread().run.Report(); }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -4,7 +4,7 @@
 #include "platform/CapAna6.h"
 #include "platform/Reports.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 
 // The capability library of the embedded engine. Nothing throws: what fails is kept in the open
 // database, and the call returns 0 without having written. The sample of the latest analysis is
@@ -30,4 +30,4 @@ class CapabilityLibrary final : public platform::CapAna6 {
   static CapabilityReport Latest();
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

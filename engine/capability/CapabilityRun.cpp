@@ -19,7 +19,7 @@
 #include "platform/Enumerations.h"
 
 // The first call: from the selection to the records. The Johnson fit stands in johnson_fit.cpp.
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 constexpr std::int32_t kBadArgument = 5, kOverflow = 6;
@@ -58,12 +58,12 @@ std::string Complaint(const API_CAOptions& options, const CapabilityOutput& out)
   return {};
 }
 
-EstimatorSetting SettingOf(Store& store) {
+statistics::EstimatorSetting SettingOf(store::Store& store) {
   const auto name = store.Setting("sigma_estimator", "mvlue");
-  if (const auto setting = EstimatorSettingFromName(name)) return *setting;
-  AddNote("setting-unknown",
-          "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return EstimatorSetting::Mvlue;
+  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
+  store::AddNote("setting-unknown",
+                 "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
+  return statistics::EstimatorSetting::Mvlue;
 }
 
 // Limits lie several sigmas from the mean; a sigma without room for them serves nothing.
@@ -71,8 +71,8 @@ constexpr double kRoom = 10.0;
 
 double UsableSigma(double sigma) { return std::isfinite(kRoom * sigma) ? sigma : 0.0; }
 
-SigmaEstimate Pooled(const SpreadSums& spread, std::int64_t count) {
-  SigmaEstimate estimate;
+statistics::SigmaEstimate Pooled(const statistics::SpreadSums& spread, std::int64_t count) {
+  statistics::SigmaEstimate estimate;
   const auto degrees = count - spread.Groups();
   if (degrees < 1) return estimate;
   estimate.value = std::sqrt(spread.Within() / static_cast<double>(degrees));
@@ -88,29 +88,29 @@ SigmaEstimate Pooled(const SpreadSums& spread, std::int64_t count) {
 
 // Single values have their moving ranges, whatever was asked for; none when there are larger
 // subgroups.
-std::optional<SigmaEstimate> FromMovingRanges(std::span<const StreamSample> streams) {
-  MovingRangeSums ranges;
+std::optional<statistics::SigmaEstimate> FromMovingRanges(std::span<const StreamSample> streams) {
+  statistics::MovingRangeSums ranges;
   for (const auto& stream : streams) {
     if (stream.sample.Count() != stream.sample.Groups()) return std::nullopt;
     ranges.Break();
     for (const auto& block : stream.sample.Blocks()) ranges.Add(block.values);
   }
-  return SigmaFromMovingRangeSum(ranges.Sum(), ranges.Count());
+  return statistics::SigmaFromMovingRangeSum(ranges.Sum(), ranges.Count());
 }
 
 // What the charts of the same subgroups use, unless another one was asked for.
-SigmaEstimate FromSubgroups(std::int32_t type, const SpreadSums& spread, std::int64_t count,
-                            EstimatorSetting setting) {
+statistics::SigmaEstimate FromSubgroups(std::int32_t type, const statistics::SpreadSums& spread,
+                                        std::int64_t count, statistics::EstimatorSetting setting) {
   constexpr std::int32_t kMostForRange = 10;  // as charts choose between range and deviation
   const auto least = spread.SmallestSize(), most = spread.LargestSize();
   const bool ranges = type == caShortTermSigmaRange ||
                       (type == caShortTermSigmaAuto && least == most && most <= kMostForRange);
-  if (ranges) return SigmaFromRangeSums(spread.BySize(), setting);
+  if (ranges) return statistics::SigmaFromRangeSums(spread.BySize(), setting);
   if (type == caShortTermSigmaPooled) return Pooled(spread, count);
-  return SigmaFromSdSums(spread.BySize(), setting);
+  return statistics::SigmaFromSdSums(spread.BySize(), setting);
 }
 
-Estimate ToReport(const SigmaEstimate& sigma) {
+Estimate ToReport(const statistics::SigmaEstimate& sigma) {
   Estimate estimate;
   estimate.value = sigma.value;
   estimate.name = std::string(sigma.name);
@@ -121,9 +121,10 @@ Estimate ToReport(const SigmaEstimate& sigma) {
   return estimate;
 }
 
-void FillAnova(const SpreadSums& spread, const SampleCentre& centre, API_CAAnova& record) {
-  const auto table =
-      AnovaOf(spread.Within(), spread.Between(), centre.squares, centre.count, spread.Groups());
+void FillAnova(const statistics::SpreadSums& spread, const SampleCentre& centre,
+               API_CAAnova& record) {
+  const auto table = statistics::AnovaOf(spread.Within(), spread.Between(), centre.squares,
+                                         centre.count, spread.Groups());
   record.DFWithin = static_cast<std::int32_t>(table.within_degrees);
   record.SSWithin = Defined(table.within_squares);
   record.MSWithin = Defined(table.within_mean);
@@ -137,10 +138,10 @@ void FillAnova(const SpreadSums& spread, const SampleCentre& centre, API_CAAnova
   record.ProbOfF = Defined(table.probability);
 }
 
-void FillMoments(const DeviationSums& sums, const SampleCentre& centre, double sd,
+void FillMoments(const statistics::DeviationSums& sums, const SampleCentre& centre, double sd,
                  API_CAMoments& record) {
   const auto n = static_cast<double>(centre.count);
-  CentralMoments moments;
+  statistics::CentralMoments moments;
   moments.count = centre.count;
   moments.mean = centre.mean;
   moments.m2 = centre.squares / n;
@@ -150,12 +151,13 @@ void FillMoments(const DeviationSums& sums, const SampleCentre& centre, double s
   record.AvgDev = Defined(sums.Absolutes() / n);
   record.SD = sd;
   record.Variance = sd > 0.0 ? Defined(centre.squares / (n - 1.0)) : 0.0;
-  record.Skewness = Defined(SampleSkewness(moments));
-  record.Kurtosis = Defined(SampleKurtosis(moments));
+  record.Skewness = Defined(statistics::SampleSkewness(moments));
+  record.Kurtosis = Defined(statistics::SampleKurtosis(moments));
 }
 
-void FillSummary(const Sample& sample, const SampleCentre& centre, const DeviationSums& sums,
-                 double sigma, double sd, API_CASummary& record) {
+void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
+                 const statistics::DeviationSums& sums, double sigma, double sd,
+                 API_CASummary& record) {
   // Makes the spread of the middle half that of a normal law.
   constexpr double kNormalizedRange = 0.741301109252801;
   record.PieceCount = static_cast<std::int32_t>(centre.count);
@@ -171,36 +173,38 @@ void FillSummary(const Sample& sample, const SampleCentre& centre, const Deviati
   record.UpperSD = Defined(std::sqrt(per * sums.SquaresAbove()));
   record.LowerSD = Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
   constexpr double kQuartiles[] = {0.25, 0.75};
-  const auto quartiles = SampleQuantiles(sample, kQuartiles);
+  const auto quartiles = statistics::SampleQuantiles(sample, kQuartiles);
   record.CoRobustness = Defined(kNormalizedRange * (quartiles[1] - quartiles[0]) / sd);
   record.CoOfVariation = Defined(sd / std::fabs(centre.mean));
 }
 
-Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options, const SampleCentre& centre,
-                    double sd, const Tolerance& tolerance) {
-  const WindowInput input{centre.smallest,
-                          centre.largest,
-                          centre.mean,
-                          sd,
-                          tolerance.usl.value_or(kNoLimit),
-                          tolerance.lsl.value_or(kNoLimit)};
+statistics::Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options,
+                                const SampleCentre& centre, double sd,
+                                const statistics::Tolerance& tolerance) {
+  const statistics::WindowInput input{centre.smallest,
+                                      centre.largest,
+                                      centre.mean,
+                                      sd,
+                                      tolerance.usl.value_or(kNoLimit),
+                                      tolerance.lsl.value_or(kNoLimit)};
   switch (flags.window) {
     case caWindowTypeMinMax: {
-      const Window given = Bounded({options.WindowMinimum, options.WindowMaximum});
-      return given.Serves() ? given : DefaultWindow(input);
+      const statistics::Window given =
+          statistics::Bounded({options.WindowMinimum, options.WindowMaximum});
+      return given.Serves() ? given : statistics::DefaultWindow(input);
     }
     case caWindowTypeSpecs:
-      return LimitWindow(input);
+      return statistics::LimitWindow(input);
     default:
-      return SigmaWindow(input, options.WindowSD);
+      return statistics::SigmaWindow(input, options.WindowSD);
   }
 }
 
 // What is counted once mean, deviation, limits and window are known.
 struct CountSums {
-  IntervalCounter bins, cells;
-  BeyondCounts beyond;
-  DistinctCounter distinct;
+  statistics::IntervalCounter bins, cells;
+  statistics::BeyondCounts beyond;
+  statistics::DistinctCounter distinct;
 
   void Add(std::span<const double> values, bool with_cells) {
     bins.Add(values);
@@ -217,7 +221,7 @@ struct CountSums {
   }
 };
 
-void FillChiSquare(const ChiSquareTest& test, API_CAChiSq& record) {
+void FillChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record) {
   record.DegFreedom = test.degrees;
   record.Value = Defined(test.value);
   record.Probability = Defined(test.probability);
@@ -236,13 +240,13 @@ void FillBins(std::span<const double> edges, std::span<const std::int64_t> count
 void TellCounts(const CountSums& counts, std::int32_t cells, std::int64_t count) {
   const auto bins = counts.bins.Counts();
   if (const auto outside = bins.front() + bins.back(); outside > 0) {
-    AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
-                                  " values lie outside the window and are in no bin.");
+    store::AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
+                                         " values lie outside the window and are in no bin.");
   }
   if (cells > 3 && !counts.distinct.Full()) {
-    AddNote("coarse-values",
-            "The values are only " + std::to_string(counts.distinct.Count()) +
-                " different ones: rounding, not the law, may make chi-square large.");
+    store::AddNote("coarse-values",
+                   "The values are only " + std::to_string(counts.distinct.Count()) +
+                       " different ones: rounding, not the law, may make chi-square large.");
   }
 }
 
@@ -254,8 +258,9 @@ void CapabilityRun::Clear() {
   report_ = {};
 }
 
-bool CapabilityRun::Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
-                            const API_CAOptions& options, const CapabilityOutput& out) {
+bool CapabilityRun::Process(store::Store& store, API_DSInfo& info,
+                            std::span<const std::int32_t> filter, const API_CAOptions& options,
+                            const CapabilityOutput& out) {
   Clear();
   if (const auto complaint = Complaint(options, out); !complaint.empty()) {
     store.Fail(kBadArgument, complaint);
@@ -264,13 +269,13 @@ bool CapabilityRun::Process(Store& store, API_DSInfo& info, std::span<const std:
   std::vector<StreamSample> streams;
   if (!ReadStreams(store, info, filter, streams)) return false;
   if (streams.empty()) {
-    AddNote("no-data", "No value of a variable test matches the selection.");
+    store::AddNote("no-data", "No value of a variable test matches the selection.");
     return false;
   }
   return Analyse(store, streams, options, out);
 }
 
-bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
+bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& streams,
                             const API_CAOptions& options, const CapabilityOutput& out) {
   const FlagWord flags(options.Flags);
   std::optional<LimitOverride> override_by;
@@ -282,7 +287,7 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   const auto net_limits = FindNetContents(store, streams);
   const auto moving = FromMovingRanges(streams);
 
-  Sample sample;
+  statistics::Sample sample;
   std::vector<std::size_t> ends;
   for (auto& stream : streams) {
     sample.Append(std::move(stream.sample));
@@ -301,14 +306,14 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
     return false;
   }
   struct Sums {
-    DeviationSums deviations;
-    SpreadSums spread;
+    statistics::DeviationSums deviations;
+    statistics::SpreadSums spread;
     void Merge(const Sums& other) {
       deviations.Merge(other.deviations);
       spread.Merge(other.spread);
     }
   } sums{{centre.origin, centre.shift}, {centre.origin, centre.shift}};
-  SumBlocks(sample, sums, [](Sums& mine, const Sample::Block& block) {
+  SumBlocks(sample, sums, [](Sums& mine, const statistics::Sample::Block& block) {
     mine.deviations.Add(block.values);
     mine.spread.Add(block);
   });
@@ -320,7 +325,8 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   const double sigma = UsableSigma(estimate.value);
   if (!std::isfinite(kRoom * centre.sd) ||
       (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
-    AddNote("overflow", "A figure of these values is beyond the largest number and was left out.");
+    store::AddNote("overflow",
+                   "A figure of these values is beyond the largest number and was left out.");
   }
 
   // Everything is made before anything is written.
@@ -333,22 +339,23 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
 
   const auto window = ChooseWindow(flags, options, centre, sd, limits.tolerance);
   const auto bins = static_cast<std::size_t>(options.BinCount);
-  const auto edges = BinEdges(window, bins);
-  std::optional<NormalDistribution> law;
+  const auto edges = statistics::BinEdges(window, bins);
+  std::optional<statistics::NormalDistribution> law;
   if (sd > 0.0) law.emplace(centre.mean, sd);
-  const auto cells = law ? ChiSquareCells(centre.count) : 0;
-  CountSums counts{{CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
-                   {cells > 0 ? EqualProbabilityEdges(*law, cells) : std::vector<double>(),
-                    IntervalCounter::EdgeGoes::Down},
-                   {UpperLimits(limits.record), LowerLimits(limits.record)},
-                   DistinctCounter(static_cast<std::size_t>(2 * cells))};
-  SumBlocks(sample, counts, [&](CountSums& mine, const Sample::Block& block) {
+  const auto cells = law ? statistics::ChiSquareCells(centre.count) : 0;
+  CountSums counts{
+      {statistics::CountingEdges(edges), statistics::IntervalCounter::EdgeGoes::Up},
+      {cells > 0 ? statistics::EqualProbabilityEdges(*law, cells) : std::vector<double>(),
+       statistics::IntervalCounter::EdgeGoes::Down},
+      {UpperLimits(limits.record), LowerLimits(limits.record)},
+      statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
+  SumBlocks(sample, counts, [&](CountSums& mine, const statistics::Sample::Block& block) {
     mine.Add(block.values, cells > 0);
   });
   API_CAChiSq chi_square{};
-  FillChiSquare(
-      cells > 0 ? ChiSquareOf(counts.cells.Counts(), law->FittedParameters()) : ChiSquareTest(),
-      chi_square);
+  FillChiSquare(cells > 0 ? statistics::ChiSquareOf(counts.cells.Counts(), law->FittedParameters())
+                          : statistics::ChiSquareTest(),
+                chi_square);
   API_CASpecResults results{};
   SetActual(counts.beyond, centre.count, limits.record, results);
   const auto* const fitted = law ? &*law : nullptr;
@@ -367,7 +374,7 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   out.anova = anova;
   out.chi_square = chi_square;
   out.cps = ShortTermIndices(centre.mean, sigma, limits.tolerance);
-  out.pps = LongTermIndices(Reach::OfNormal(centre.mean, sd), limits.tolerance);
+  out.pps = LongTermIndices(statistics::Reach::OfNormal(centre.mean, sd), limits.tolerance);
   out.limits = limits.record;
   out.results = results;
   out.net_limits = net_limits;
@@ -382,4 +389,4 @@ bool CapabilityRun::Analyse(Store& store, std::vector<StreamSample>& streams,
   return true;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

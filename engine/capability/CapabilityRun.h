@@ -15,7 +15,7 @@
 #include "platform/Reports.h"
 #include "platform/SelectionRecord.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 
 // What an analysis hands out. Spans are filled whole; nothing is written unless it succeeds.
 struct CapabilityOutput {
@@ -47,7 +47,7 @@ struct JohnsonOutput {
 class CapabilityRun {
  public:
   // False when nothing was selected, and on a failure, which the store keeps.
-  bool Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  bool Process(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                const API_CAOptions& options, const CapabilityOutput& out);
 
   // Replaces the normal law by a Johnson curve fitted to the kept sample. Returns a caJohnsonTypes
@@ -59,12 +59,12 @@ class CapabilityRun {
   void Clear();
 
  private:
-  bool Analyse(Store& store, std::vector<StreamSample>& streams, const API_CAOptions& options,
-               const CapabilityOutput& out);
+  bool Analyse(store::Store& store, std::vector<StreamSample>& streams,
+               const API_CAOptions& options, const CapabilityOutput& out);
 
-  Sample sample_;
+  statistics::Sample sample_;
   SampleCentre centre_;
   CapabilityReport report_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

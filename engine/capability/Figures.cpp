@@ -9,7 +9,7 @@
 #include "engine/statistics/SampleSums.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 constexpr double kNoLimit = std::numeric_limits<double>::quiet_NaN();
@@ -58,22 +58,22 @@ double Clamp(double score, bool clamped) {
 
 }  // namespace
 
-API_CACPs ShortTermIndices(double mean, double sigma, const Tolerance& tolerance) {
+API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance) {
   API_CACPs record{};
-  const auto indices = IndicesOf(Reach::OfNormal(mean, sigma), tolerance);
+  const auto indices = statistics::IndicesOf(statistics::Reach::OfNormal(mean, sigma), tolerance);
   record.Cp = Defined(indices.p);
   record.Cpk = Defined(indices.k);
   record.Cpu = Defined(indices.upper);
   record.Cpl = Defined(indices.lower);
   record.Cr = Defined(indices.ratio);
-  record.Cpr = Defined(AimRatio(mean, sigma, tolerance));
+  record.Cpr = Defined(statistics::AimRatio(mean, sigma, tolerance));
   record.Cpm = Defined(indices.m);
   return record;
 }
 
-API_CAPPs LongTermIndices(const Reach& reach, const Tolerance& tolerance) {
+API_CAPPs LongTermIndices(const statistics::Reach& reach, const statistics::Tolerance& tolerance) {
   API_CAPPs record{};
-  const auto indices = IndicesOf(reach, tolerance);
+  const auto indices = statistics::IndicesOf(reach, tolerance);
   record.Pp = Defined(indices.p);
   record.Ppk = Defined(indices.k);
   record.Ppu = Defined(indices.upper);
@@ -87,8 +87,8 @@ std::vector<double> UpperLimits(const API_CASpecLim8& limits) { return LimitsOf(
 
 std::vector<double> LowerLimits(const API_CASpecLim8& limits) { return LimitsOf(kLower, limits); }
 
-void SetActual(const BeyondCounts& counts, std::int64_t count, const API_CASpecLim8& limits,
-               API_CASpecResults& results) {
+void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
+               const API_CASpecLim8& limits, API_CASpecResults& results) {
   const auto share = [&](std::int64_t beyond) {
     return static_cast<double>(beyond) / static_cast<double>(count);
   };
@@ -100,34 +100,34 @@ void SetActual(const BeyondCounts& counts, std::int64_t count, const API_CASpecL
   }
 }
 
-void SetExpected(const Distribution& law, bool clamped, const API_CASpecLim8& limits,
+void SetExpected(const statistics::Distribution& law, bool clamped, const API_CASpecLim8& limits,
                  API_CASpecResults& results) {
   for (const auto& row : kUpper) {
     if ((limits.EFlag & row.flag) == 0) continue;
     const double score = law.Score(limits.*row.limit);
     if (row.score != nullptr) results.*row.score = Defined(Clamp(score, clamped));
-    results.*row.expected = Defined(NormalAbove(score));
+    results.*row.expected = Defined(statistics::NormalAbove(score));
   }
   for (const auto& row : kLower) {
     if ((limits.EFlag & row.flag) == 0) continue;
     const double score = law.Score(limits.*row.limit);
     results.*row.score = Defined(Clamp(-score, clamped));
-    results.*row.expected = Defined(NormalBelow(score));
+    results.*row.expected = Defined(statistics::NormalBelow(score));
   }
 }
 
-double BenchmarkScore(const Distribution& law, const Tolerance& tolerance) {
+double BenchmarkScore(const statistics::Distribution& law, const statistics::Tolerance& tolerance) {
   if (!tolerance.HasLimit()) return 0.0;
   double outside = 0.0;
   if (tolerance.usl) outside += law.Above(*tolerance.usl);
   if (tolerance.lsl) outside += law.Below(*tolerance.lsl);
   if (std::isnan(outside)) return 0.0;
-  return std::clamp(NormalUpperQuantile(std::clamp(outside, 0.0, 1.0)), -kFarthestScore,
+  return std::clamp(statistics::NormalUpperQuantile(std::clamp(outside, 0.0, 1.0)), -kFarthestScore,
                     kFarthestScore);
 }
 
-void DrawCurve(const Distribution* law, const Window& window, std::int64_t count, std::size_t bins,
-               std::span<double> x, std::span<double> y) {
+void DrawCurve(const statistics::Distribution* law, const statistics::Window& window,
+               std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y) {
   const double bin = window.Width() / static_cast<double>(bins);
   const double steps = x.size() > 1 ? static_cast<double>(x.size() - 1) : 1.0;
   for (std::size_t i = 0; i < x.size(); ++i) {
@@ -139,8 +139,8 @@ void DrawCurve(const Distribution* law, const Window& window, std::int64_t count
   }
 }
 
-std::vector<double> ExpectedCounts(const Distribution* law, std::span<const double> edges,
-                                   std::int64_t count) {
+std::vector<double> ExpectedCounts(const statistics::Distribution* law,
+                                   std::span<const double> edges, std::int64_t count) {
   std::vector<double> expected(edges.size() - 1);
   if (law == nullptr) return expected;
   for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
@@ -149,4 +149,4 @@ std::vector<double> ExpectedCounts(const Distribution* law, std::span<const doub
   return expected;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

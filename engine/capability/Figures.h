@@ -8,41 +8,42 @@
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Histogram.h"
+#include "engine/statistics/SampleSums.h"
 #include "platform/CapabilityRecords.h"
 #include "platform/Reports.h"
 
 // The records of a capability analysis out of finished sums. A record holds numbers only: a figure
 // that does not exist, or is beyond the largest number, is 0.
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 
 inline double Defined(double value) { return value - value == 0.0 ? value : 0.0; }
 
 // Scores farther out are not told apart: the tails there are no numbers any more.
 inline constexpr double kFarthestScore = 37.5;
 
-API_CACPs ShortTermIndices(double mean, double sigma, const Tolerance& tolerance);
-API_CAPPs LongTermIndices(const Reach& reach, const Tolerance& tolerance);
+API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance);
+API_CAPPs LongTermIndices(const statistics::Reach& reach, const statistics::Tolerance& tolerance);
 
 // The actual shares of the specification results.
-void SetActual(const class BeyondCounts& counts, std::int64_t count, const API_CASpecLim8& limits,
-               API_CASpecResults& results);
+void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
+               const API_CASpecLim8& limits, API_CASpecResults& results);
 // Limits in the order that SetActual reads; NaN where there is none. The target stands in both.
 std::vector<double> UpperLimits(const API_CASpecLim8& limits);
 std::vector<double> LowerLimits(const API_CASpecLim8& limits);
 
 // Scores and expected shares of the specification results. Clamped: within the farthest score.
-void SetExpected(const Distribution& law, bool clamped, const API_CASpecLim8& limits,
+void SetExpected(const statistics::Distribution& law, bool clamped, const API_CASpecLim8& limits,
                  API_CASpecResults& results);
 
 // The score that a normal law has with the expected share outside on one side; 0 without limits.
-double BenchmarkScore(const Distribution& law, const Tolerance& tolerance);
+double BenchmarkScore(const statistics::Distribution& law, const statistics::Tolerance& tolerance);
 
 // Points of the curve at equal distances across the window, scaled to the bars; law null: all 0.
-void DrawCurve(const Distribution* law, const Window& window, std::int64_t count, std::size_t bins,
-               std::span<double> x, std::span<double> y);
+void DrawCurve(const statistics::Distribution* law, const statistics::Window& window,
+               std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y);
 
 // What each bin would hold by the law; law null: 0.
-std::vector<double> ExpectedCounts(const Distribution* law, std::span<const double> edges,
-                                   std::int64_t count);
+std::vector<double> ExpectedCounts(const statistics::Distribution* law,
+                                   std::span<const double> edges, std::int64_t count);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -9,7 +9,7 @@
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 constexpr std::int32_t kSpecBits = slfUSL | slfTAR | slfLSL;
@@ -134,7 +134,7 @@ bool Clean(API_CASpecLim8& record) {
 // Nothing where the row has neither a middle nor a target.
 std::optional<double> OriginOf(const API_CASpecLim8& record, Normalization normalize) {
   const auto tolerance = ToleranceOf(record);
-  Tolerance limits = tolerance;
+  statistics::Tolerance limits = tolerance;
   limits.target.reset();
   const auto middle = limits.Aim();
   switch (normalize) {
@@ -185,13 +185,14 @@ struct ContentFigure {
 // Quantities, on the axis of the values, and the shares of packages allowed beyond them, in
 // percent.
 constexpr ContentFigure kQuantities[] = {
-    {nclMavL, &API_CANccLim8::MavL}, {nclMavU, &API_CANccLim8::MavU}, {nclT1L, &API_CANccLim8::T1L},
-    {nclT1U, &API_CANccLim8::T1U},   {nclT2L, &API_CANccLim8::T2L},   {nclT2U, &API_CANccLim8::T2U},
+    {store::nclMavL, &API_CANccLim8::MavL}, {store::nclMavU, &API_CANccLim8::MavU},
+    {store::nclT1L, &API_CANccLim8::T1L},   {store::nclT1U, &API_CANccLim8::T1U},
+    {store::nclT2L, &API_CANccLim8::T2L},   {store::nclT2U, &API_CANccLim8::T2U},
 };
 constexpr ContentFigure kShares[] = {
-    {nclMavLp, &API_CANccLim8::MavLp}, {nclMavUp, &API_CANccLim8::MavUp},
-    {nclT1Lp, &API_CANccLim8::T1Lp},   {nclT1Up, &API_CANccLim8::T1Up},
-    {nclT2Lp, &API_CANccLim8::T2Lp},   {nclT2Up, &API_CANccLim8::T2Up},
+    {store::nclMavLp, &API_CANccLim8::MavLp}, {store::nclMavUp, &API_CANccLim8::MavUp},
+    {store::nclT1Lp, &API_CANccLim8::T1Lp},   {store::nclT1Up, &API_CANccLim8::T1Up},
+    {store::nclT2Lp, &API_CANccLim8::T2Lp},   {store::nclT2Up, &API_CANccLim8::T2Up},
 };
 
 double WidthOf(const API_CANccLim8& row) {
@@ -226,7 +227,7 @@ struct Candidate {
   double origin = 0.0;
 };
 
-Candidate CandidateOf(Store& store, const Item& item,
+Candidate CandidateOf(store::Store& store, const Item& item,
                       const std::optional<LimitOverride>& override_by, Normalization normalize) {
   Candidate candidate{item, {}, 0.0};
   const auto rows = store.SpecLimits(item.part, item.test);
@@ -235,27 +236,29 @@ Candidate CandidateOf(Store& store, const Item& item,
   const auto name = [&] { return store.StreamName(item.part, item.process, item.test); };
   if (row != nullptr) candidate.record = RecordOf(*row);
   if (row != nullptr && !override_by && InForce(rows, item.oldest, time) != row) {
-    AddNote("limits-changed",
-            "The specification limits changed in the time shown; all values are held against the "
-            "newest.",
-            name());
+    store::AddNote(
+        "limits-changed",
+        "The specification limits changed in the time shown; all values are held against the "
+        "newest.",
+        name());
   }
   if (override_by) {
     Apply(*override_by, candidate.record);
     if (row == nullptr) candidate.record.Scale = kUsualScale;
   }
   if (!Clean(candidate.record)) {
-    AddNote("limits-crossed",
-            "The upper specification limit does not lie above the lower one; "
-            "neither is used.",
-            name());
+    store::AddNote("limits-crossed",
+                   "The upper specification limit does not lie above the lower one; "
+                   "neither is used.",
+                   name());
   }
   const auto origin = OriginOf(candidate.record, normalize);
   if (!origin) {
-    AddNote("not-normalised",
-            "There is neither a target nor a middle of two limits to normalise by; the values "
-            "stay as they are.",
-            name());
+    store::AddNote(
+        "not-normalised",
+        "There is neither a target nor a middle of two limits to normalise by; the values "
+        "stay as they are.",
+        name());
   }
   candidate.origin = origin.value_or(0.0);
   MoveDown(candidate.record, candidate.origin);
@@ -264,15 +267,15 @@ Candidate CandidateOf(Store& store, const Item& item,
 
 }  // namespace
 
-Tolerance ToleranceOf(const API_CASpecLim8& record) {
-  Tolerance tolerance;
+statistics::Tolerance ToleranceOf(const API_CASpecLim8& record) {
+  statistics::Tolerance tolerance;
   if ((record.EFlag & slfUSL) != 0) tolerance.usl = record.Usl;
   if ((record.EFlag & slfLSL) != 0) tolerance.lsl = record.Lsl;
   if ((record.EFlag & slfTAR) != 0) tolerance.target = record.Tar;
   return tolerance;
 }
 
-LimitsInForce FindLimits(Store& store, std::span<const StreamSample> streams,
+LimitsInForce FindLimits(store::Store& store, std::span<const StreamSample> streams,
                          const std::optional<LimitOverride>& override_by, Normalization normalize) {
   std::vector<Candidate> candidates;
   for (const auto& item : ItemsOf(streams)) {
@@ -303,14 +306,15 @@ LimitsInForce FindLimits(Store& store, std::span<const StreamSample> streams,
     limits.record.EFlag &= kSpecBits;
     limits.record.AFlag &= kSpecBits;
   } else {
-    AddNote("limits-differ",
-            "The selected parts and tests have different specification limits; none is used.");
+    store::AddNote(
+        "limits-differ",
+        "The selected parts and tests have different specification limits; none is used.");
   }
   limits.tolerance = ToleranceOf(limits.record);
   return limits;
 }
 
-API_CANccLim8 FindNetContents(Store& store, std::span<const StreamSample> streams) {
+API_CANccLim8 FindNetContents(store::Store& store, std::span<const StreamSample> streams) {
   std::vector<API_CANccLim8> found;
   std::size_t common = 0;
   std::int32_t newest = INT32_MIN;
@@ -328,9 +332,9 @@ API_CANccLim8 FindNetContents(Store& store, std::span<const StreamSample> stream
   if (found.empty()) return {};
   const auto agrees = [&](const API_CANccLim8& each) { return Agree(each, found[common]); };
   if (!missing && std::all_of(found.begin(), found.end(), agrees)) return found[common];
-  AddNote("net-contents-differ",
-          "The selected parts and tests have different net contents; none is used.");
+  store::AddNote("net-contents-differ",
+                 "The selected parts and tests have different net contents; none is used.");
   return {};
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

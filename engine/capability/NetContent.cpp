@@ -12,7 +12,7 @@
 #include "engine/statistics/Ties.h"
 #include "engine/store/Store.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 struct LimitRow {
@@ -23,21 +23,21 @@ struct LimitRow {
   platform::WireDouble API_CANccResults::*expected;
 };
 constexpr LimitRow kUpper[] = {
-    {nclMavU, &API_CANccLim8::MavU, &API_CANccResults::zMAVU, &API_CANccResults::ActAboveMAVU,
-     &API_CANccResults::ExpAboveMAVU},
-    {nclT1U, &API_CANccLim8::T1U, &API_CANccResults::zT1U, &API_CANccResults::ActAboveT1U,
+    {store::nclMavU, &API_CANccLim8::MavU, &API_CANccResults::zMAVU,
+     &API_CANccResults::ActAboveMAVU, &API_CANccResults::ExpAboveMAVU},
+    {store::nclT1U, &API_CANccLim8::T1U, &API_CANccResults::zT1U, &API_CANccResults::ActAboveT1U,
      &API_CANccResults::ExpAboveT1U},
-    {nclT2U, &API_CANccLim8::T2U, &API_CANccResults::zT2U, &API_CANccResults::ActAboveT2U,
+    {store::nclT2U, &API_CANccLim8::T2U, &API_CANccResults::zT2U, &API_CANccResults::ActAboveT2U,
      &API_CANccResults::ExpAboveT2U},
     {0, &API_CANccLim8::Lsc, nullptr, &API_CANccResults::ActAboveLSC,
      &API_CANccResults::ExpAboveLSC},
 };
 constexpr LimitRow kLower[] = {
-    {nclMavL, &API_CANccLim8::MavL, &API_CANccResults::zMAVL, &API_CANccResults::ActBelowMAVL,
-     &API_CANccResults::ExpBelowMAVL},
-    {nclT1L, &API_CANccLim8::T1L, &API_CANccResults::zT1L, &API_CANccResults::ActBelowT1L,
+    {store::nclMavL, &API_CANccLim8::MavL, &API_CANccResults::zMAVL,
+     &API_CANccResults::ActBelowMAVL, &API_CANccResults::ExpBelowMAVL},
+    {store::nclT1L, &API_CANccLim8::T1L, &API_CANccResults::zT1L, &API_CANccResults::ActBelowT1L,
      &API_CANccResults::ExpBelowT1L},
-    {nclT2L, &API_CANccLim8::T2L, &API_CANccResults::zT2L, &API_CANccResults::ActBelowT2L,
+    {store::nclT2L, &API_CANccLim8::T2L, &API_CANccResults::zT2L, &API_CANccResults::ActBelowT2L,
      &API_CANccResults::ExpBelowT2L},
     // Positive when the mean lies above the labelled quantity.
     {0, &API_CANccLim8::Lsc, &API_CANccResults::zLSC, &API_CANccResults::ActBelowLSC,
@@ -62,26 +62,26 @@ std::array<double, N> Unscaled(const LimitRow (&rows)[N], const API_CANccLim8& l
 
 }  // namespace
 
-API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& limits) {
+API_CANccResults NetContentResults(const statistics::Sample& values, const API_CANccLim8& limits) {
   API_CANccResults results{};
   if (limits.Head[0] == 0 || values.Count() == 0) return results;
   constexpr double kPercent = 100.0;
   const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
   const auto upper = Unscaled(kUpper, limits, factor), lower = Unscaled(kLower, limits, factor);
   auto highest = upper, lowest = lower;
-  std::transform(upper.begin(), upper.end(), highest.begin(), HighestOn);
-  std::transform(lower.begin(), lower.end(), lowest.begin(), LowestOn);
+  std::transform(upper.begin(), upper.end(), highest.begin(), statistics::HighestOn);
+  std::transform(lower.begin(), lower.end(), lowest.begin(), statistics::LowestOn);
 
   auto centre = CentreOf(values);
   struct Sums {
-    DeviationSums deviations;
-    BeyondCounts beyond;
+    statistics::DeviationSums deviations;
+    statistics::BeyondCounts beyond;
     void Merge(const Sums& other) {
       deviations.Merge(other.deviations);
       beyond.Merge(other.beyond);
     }
   } sums{{centre.origin, centre.shift}, {highest, lowest}};
-  SumBlocks(values, sums, [](Sums& mine, const Sample::Block& block) {
+  SumBlocks(values, sums, [](Sums& mine, const statistics::Sample::Block& block) {
     mine.deviations.Add(block.values);
     mine.beyond.Add(block.values);
   });
@@ -96,7 +96,7 @@ API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& li
     if (!spreads) return;
     const double inside = (is_upper ? limit - centre.mean : centre.mean - limit) / centre.sd;
     if (row.score != nullptr) results.*row.score = Defined(inside);
-    results.*row.expected = Defined(kPercent * NormalAbove(inside));
+    results.*row.expected = Defined(kPercent * statistics::NormalAbove(inside));
   };
   for (std::size_t i = 0; i < upper.size(); ++i)
     fill(kUpper[i], upper[i], sums.beyond.Above(i), true);
@@ -105,4 +105,4 @@ API_CANccResults NetContentResults(const Sample& values, const API_CANccLim8& li
   return results;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -4,15 +4,16 @@
 #include <algorithm>
 #include <cmath>
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 
-SampleCentre CentreOf(const Sample& sample) {
+SampleCentre CentreOf(const statistics::Sample& sample) {
   SampleCentre centre;
   centre.count = static_cast<std::int64_t>(sample.Count());
   if (centre.count == 0) return centre;
-  ExtentSums sums(sample.Blocks().front().values.front());
-  SumBlocks(sample, sums,
-            [](ExtentSums& mine, const Sample::Block& block) { mine.Add(block.values); });
+  statistics::ExtentSums sums(sample.Blocks().front().values.front());
+  SumBlocks(sample, sums, [](statistics::ExtentSums& mine, const statistics::Sample::Block& block) {
+    mine.Add(block.values);
+  });
   centre.smallest = sums.Smallest();
   centre.largest = sums.Largest();
   centre.origin = sums.Origin();
@@ -29,7 +30,7 @@ SampleCentre CentreOf(const Sample& sample) {
   return centre;
 }
 
-void SetDeviation(const DeviationSums& sums, SampleCentre& centre) {
+void SetDeviation(const statistics::DeviationSums& sums, SampleCentre& centre) {
   const auto n = static_cast<double>(centre.count);
   // The mean was rounded: what the deviations add up to corrects their squares.
   centre.squares = sums.Squares() - sums.First() * sums.First() / n;
@@ -37,4 +38,4 @@ void SetDeviation(const DeviationSums& sums, SampleCentre& centre) {
   centre.sd = centre.count < 2 ? 0.0 : std::sqrt(centre.squares / (n - 1.0));
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

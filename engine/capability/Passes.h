@@ -5,16 +5,16 @@
 
 #include "engine/statistics/Sample.h"
 #include "engine/statistics/SampleSums.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 
 // Below this many values a second thread costs more than it saves.
 inline constexpr std::size_t kWorthTwoPasses = 200'000;
 
 // Runs add(sums, block) over all blocks; large samples in two halves, by two threads, merged.
 template <class Sums, class Add>
-void SumBlocks(const Sample& sample, Sums& sums, Add add) {
+void SumBlocks(const statistics::Sample& sample, Sums& sums, Add add) {
   const auto& blocks = sample.Blocks();
   if (sample.Count() < kWorthTwoPasses || blocks.size() < 2) {
     for (const auto& block : blocks) add(sums, block);
@@ -22,7 +22,7 @@ void SumBlocks(const Sample& sample, Sums& sums, Add add) {
   }
   auto others = sums;
   const auto middle = blocks.size() / 2;
-  RunBoth(
+  store::RunBoth(
       [&] {
         for (std::size_t i = 0; i < middle; ++i) add(sums, blocks[i]);
       },
@@ -43,8 +43,8 @@ struct SampleCentre {
 };
 
 // Mean and extremes alone.
-SampleCentre CentreOf(const Sample& sample);
+SampleCentre CentreOf(const statistics::Sample& sample);
 // Completes them.
-void SetDeviation(const DeviationSums& sums, SampleCentre& centre);
+void SetDeviation(const statistics::DeviationSums& sums, SampleCentre& centre);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -7,22 +7,22 @@
 #include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 bool IsOf(const StreamSample& stream, const API_SubgroupData& row) {
   return stream.part == row.Part && stream.process == row.Prcs && stream.test == row.Test;
 }
 
-class Collector final : public BatchTaker {
+class Collector final : public store::BatchTaker {
  public:
   explicit Collector(bool all_count) : all_count_(all_count) {}
 
   void Begin(std::size_t parts) override { parts_.resize(parts); }
 
-  void Take(std::size_t part, const DataSet& batch) override {
+  void Take(std::size_t part, const store::DataSet& batch) override {
     auto& streams = parts_[part];
-    PieceReader reader(batch);
+    store::PieceReader reader(batch);
     std::size_t latest = 0;
     for (std::size_t i = 0; i < batch.subgroups.size(); ++i) {
       const auto& row = batch.subgroups[i];
@@ -75,14 +75,14 @@ class Collector final : public BatchTaker {
 
 }  // namespace
 
-bool ReadStreams(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+bool ReadStreams(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                  std::vector<StreamSample>& streams) {
-  SelectOptions options;
+  store::SelectOptions options;
   options.test_types = ttVariable;
-  Collector collector(EveryStateCounts(info.Status));
+  Collector collector(store::EveryStateCounts(info.Status));
   if (!store.SelectInBatches(info, filter, options, collector)) return false;
   streams = collector.Joined();
   return true;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

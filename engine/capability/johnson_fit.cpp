@@ -13,7 +13,7 @@
 #include "engine/statistics/SampleQuantiles.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
 namespace {
 
 // Tried in this order. 0.524 is the customary one; the others help where a sample does not suit it.
@@ -25,11 +25,12 @@ constexpr double kManyBeyond = 100.0;
 
 std::vector<double> DistancesFor(double n) {
   std::vector<double> distances;
-  if (n * NormalBelow(-3.0 * kFarDistance) >= kManyBeyond) distances.push_back(kFarDistance);
+  if (n * statistics::NormalBelow(-3.0 * kFarDistance) >= kManyBeyond)
+    distances.push_back(kFarDistance);
   for (const double z : kDistances) {
     // The outer quantiles must lie inside the sample.
     const bool taken = !distances.empty() && distances.front() == z;
-    if (!taken && n * NormalBelow(-3.0 * z) >= 1.0) distances.push_back(z);
+    if (!taken && n * statistics::NormalBelow(-3.0 * z) >= 1.0) distances.push_back(z);
   }
   return distances;
 }
@@ -38,36 +39,37 @@ std::vector<double> DistancesFor(double n) {
 // loses its shape.
 double BandFor(double n) {
   constexpr double kWidest = 0.1;
-  return std::max(kJohnsonBand, std::min(kWidest, 8.0 / std::sqrt(n)));
+  return std::max(statistics::kJohnsonBand, std::min(kWidest, 8.0 / std::sqrt(n)));
 }
 constexpr std::int64_t kFewest = 20;
 // The quantiles 0.00135 and 0.99865 of the percentile method.
 constexpr double kReach = 3.0;
 
 struct Chosen {
-  std::optional<JohnsonCurve> curve;
+  std::optional<statistics::JohnsonCurve> curve;
   double z = 0.0;
   bool normal_serves = false;
 };
 
-bool ReachesFar(const JohnsonCurve& curve) {
+bool ReachesFar(const statistics::JohnsonCurve& curve) {
   return std::isfinite(curve.AtScore(kReach)) && std::isfinite(curve.AtScore(0.0)) &&
          std::isfinite(curve.AtScore(-kReach));
 }
 
-Chosen Choose(const Sample& sample, const SampleCentre& centre) {
+Chosen Choose(const statistics::Sample& sample, const SampleCentre& centre) {
   Chosen chosen;
   if (centre.count < kFewest) return chosen;
   const auto n = static_cast<double>(centre.count);
   const auto usable = DistancesFor(n);
   std::vector<double> shares;
   for (const double z : usable) {
-    for (const double score : {3.0 * z, z, -z, -3.0 * z}) shares.push_back(NormalBelow(score));
+    for (const double score : {3.0 * z, z, -z, -3.0 * z})
+      shares.push_back(statistics::NormalBelow(score));
   }
-  const auto at = SampleQuantiles(sample, shares);
+  const auto at = statistics::SampleQuantiles(sample, shares);
   for (std::size_t i = 0; i < usable.size(); ++i) {
-    const auto fit =
-        FitJohnson({usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
+    const auto fit = statistics::FitJohnson(
+        {usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
     chosen.normal_serves = fit.normal_serves;
     if (fit.normal_serves) return chosen;
     if (!fit.curve || !fit.curve->Supports(centre.smallest, centre.largest) ||
@@ -81,25 +83,29 @@ Chosen Choose(const Sample& sample, const SampleCentre& centre) {
   return chosen;
 }
 
-std::int32_t TypeOf(JohnsonFamily family) {
+std::int32_t TypeOf(statistics::JohnsonFamily family) {
   switch (family) {
-    case JohnsonFamily::Unbounded:
+    case statistics::JohnsonFamily::Unbounded:
       return caJohnsonTypeU;
-    case JohnsonFamily::Bounded:
+    case statistics::JohnsonFamily::Bounded:
       return caJohnsonTypeB;
-    case JohnsonFamily::Lognormal:
+    case statistics::JohnsonFamily::Lognormal:
       break;
   }
   return caJohnsonTypeL;
 }
 
-ChiSquareTest Test(const Sample& sample, const JohnsonCurve& curve) {
-  const auto cells = ChiSquareCells(static_cast<std::int64_t>(sample.Count()));
+statistics::ChiSquareTest Test(const statistics::Sample& sample,
+                               const statistics::JohnsonCurve& curve) {
+  const auto cells = statistics::ChiSquareCells(static_cast<std::int64_t>(sample.Count()));
   if (cells < 1) return {};
-  IntervalCounter counter(EqualProbabilityEdges(curve, cells), IntervalCounter::EdgeGoes::Down);
+  statistics::IntervalCounter counter(statistics::EqualProbabilityEdges(curve, cells),
+                                      statistics::IntervalCounter::EdgeGoes::Down);
   SumBlocks(sample, counter,
-            [](IntervalCounter& mine, const Sample::Block& block) { mine.Add(block.values); });
-  return ChiSquareOf(counter.Counts(), curve.FittedParameters());
+            [](statistics::IntervalCounter& mine, const statistics::Sample::Block& block) {
+              mine.Add(block.values);
+            });
+  return statistics::ChiSquareOf(counter.Counts(), curve.FittedParameters());
 }
 
 }  // namespace
@@ -107,18 +113,20 @@ ChiSquareTest Test(const Sample& sample, const JohnsonCurve& curve) {
 std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
   if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
       out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
-    AddNote("johnson-none",
-            "The sample of this analysis is no longer there; the normal law stays.");
+    store::AddNote("johnson-none",
+                   "The sample of this analysis is no longer there; the normal law stays.");
     return caJohnsonTypeNone;
   }
   const auto chosen = Choose(sample_, centre_);
   if (!chosen.curve) {
     if (chosen.normal_serves) {
-      AddNote("johnson-normal", "The values lie as a normal law has them, which therefore stays.");
+      store::AddNote("johnson-normal",
+                     "The values lie as a normal law has them, which therefore stays.");
     } else {
-      AddNote("johnson-none",
-              "No Johnson curve fits: too few values, too few different ones, or none that holds "
-              "them all. The normal law stays.");
+      store::AddNote(
+          "johnson-none",
+          "No Johnson curve fits: too few values, too few different ones, or none that holds "
+          "them all. The normal law stays.");
     }
     return caJohnsonTypeNone;
   }
@@ -127,7 +135,7 @@ std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
   const double middle = curve.AtScore(0.0), high = curve.AtScore(kReach),
                low = curve.AtScore(-kReach);
   const auto test = Test(sample_, curve);
-  const Window window{out.bins.front().XMin, out.bins.back().XMax};
+  const statistics::Window window{out.bins.front().XMin, out.bins.back().XMax};
   std::vector<double> edges;
   for (const auto& bin : out.bins) edges.push_back(bin.XMin);
   edges.push_back(window.high);
@@ -151,4 +159,4 @@ std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
   return TypeOf(of.family);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kP = 0xD, kC = 0xE, kU = 0xF;
@@ -43,7 +43,7 @@ std::int32_t BestGuess(const AttributeShape& shape) {
 }  // namespace
 
 bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
-  return chart_word == 0 || RateKindOf(chart_word) == RateKindOf(chart);
+  return chart_word == 0 || catalogue::RateKindOf(chart_word) == RateKindOf(chart);
 }
 
 bool IsAttributeWord(std::int32_t chart_word) {
@@ -73,4 +73,4 @@ AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processin
   return plan;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

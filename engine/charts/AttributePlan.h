@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "engine/catalogue/stored_rate.h"
 #include "engine/charts/ChartPlan.h"
-#include "engine/store/stored_rate.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // One chart of counts.
 struct AttributeChart {
@@ -41,7 +41,9 @@ struct AttributePlan {
 };
 
 // What a mean is on the chart.
-inline RateKind RateKindOf(const AttributeChart& chart) { return RateKindOf(chart.code << 8); }
+inline catalogue::RateKind RateKindOf(const AttributeChart& chart) {
+  return catalogue::RateKindOf(chart.code << 8);
+}
 
 // Whether the mean of limits made from the chart of that word is the rate of this chart: a share, a
 // rate a unit or one an opportunity. A word of 0 is not known and serves.
@@ -56,4 +58,4 @@ bool IsAttributeWord(std::int32_t chart_word);
 AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processing_word, double ewma,
                                  const AttributeShape& shape);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

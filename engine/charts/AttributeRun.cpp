@@ -15,18 +15,18 @@
 
 // The process call: from the selection to the points. What is read from a finished run stands in
 // attribute_delivery.cpp.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kBadArgument = 5;
 
 // A stored figure for lines; the whole of it stands over 1.
-Rate Stored(double mean) { return {mean, 1.0}; }
+statistics::Rate Stored(double mean) { return {mean, 1.0}; }
 
-Suits SuitsChart(const AttributeChart& chart, const ControlLimit& limit) {
+Suits SuitsChart(const AttributeChart& chart, const store::ControlLimit& limit) {
   if (!SuitsRate(chart, limit.chart_word)) return Suits::OtherChart;
-  return IsRate(RateKindOf(chart), limit.row.F_MEAN) ? Suits::Yes : Suits::NoSuchMean;
+  return catalogue::IsRate(RateKindOf(chart), limit.row.F_MEAN) ? Suits::Yes : Suits::NoSuchMean;
 }
 
 std::string UnsuitedMeanText(const AttributeChart& chart, double mean) {
@@ -52,7 +52,7 @@ void AttributeRun::Clear() {
   is_open_ = false;
 }
 
-std::int32_t AttributeRun::Process(Store& store, API_DSInfo& info,
+std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
                                    std::span<const std::int32_t> filter,
                                    const AttributeRequest& request) {
   Clear();
@@ -69,7 +69,7 @@ std::int32_t AttributeRun::Process(Store& store, API_DSInfo& info,
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
   rows_.Load(store, true,
-             [&](const ControlLimit& limit) { return SuitsChart(*plan_.chart, limit); });
+             [&](const store::ControlLimit& limit) { return SuitsChart(*plan_.chart, limit); });
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();
@@ -142,17 +142,18 @@ void AttributeRun::MakePoints() {
   Forget(table_.defectives);
 }
 
-Rate AttributeRun::RateAt(const StreamState& state, const RunRows::OfStream& rows,
-                          std::size_t place, Form form) const {
+statistics::Rate AttributeRun::RateAt(const StreamState& state, const RunRows::OfStream& rows,
+                                      std::size_t place, Form form) const {
   if (form == kCalculated || !rows_.HasStoredLimits()) return state.rate;
   const auto row = rows_.LimitRowAt(place);
   return row == kNoRow ? state.rate : Stored(rows.limits[static_cast<std::size_t>(row)].row.F_MEAN);
 }
 
-PointLimits AttributeRun::LimitsAt(const Rate& rate, std::size_t place) const {
+statistics::PointLimits AttributeRun::LimitsAt(const statistics::Rate& rate,
+                                               std::size_t place) const {
   const double units = units_[place], factor = FactorAt(place);
-  return FiniteOnly(plan_.chart->defectives ? DefectivesLimits(rate, units, factor)
-                                            : DefectsLimits(rate, units, factor));
+  return FiniteOnly(plan_.chart->defectives ? statistics::DefectivesLimits(rate, units, factor)
+                                            : statistics::DefectsLimits(rate, units, factor));
 }
 
 void AttributeRun::MakeCusum() {
@@ -194,14 +195,16 @@ void AttributeRun::MakeEwmaLines(Form form, std::size_t s, std::span<double> sho
     sigma[i] = lines.sigma;
     restart[i] = form == kInForce && rows_.RestartsAt(stream, place) ? 1 : 0;
   }
-  const SequenceInput input{points, centre, sigma, Part(table_.Used(), stream), restart};
+  const statistics::SequenceInput input{points, centre, sigma, Part(table_.Used(), stream),
+                                        restart};
   const auto series =
-      moving ? MovingCentreEwma(input, [](double, std::size_t) { return 0.0; }) : Ewma(input);
+      moving ? statistics::MovingCentreEwma(input, [](double, std::size_t) { return 0.0; })
+             : statistics::Ewma(input);
   for (std::size_t i = 0; i < count; ++i) {
     const auto place = stream.begin + i;
     auto& lines = ewma_lines_[form][place];
     if (moving) {
-      lines = LimitsAt(Rate{series.centre[i], 1.0}, place);
+      lines = LimitsAt(statistics::Rate{series.centre[i], 1.0}, place);
       shown[place] = points_[place];
       continue;
     }
@@ -219,15 +222,17 @@ std::vector<std::int32_t> AttributeRun::UnitsInspected() const {
   return units;
 }
 
-void AttributeRun::TellNotes(Store& store) const {
-  for (const auto& note : plan_.notes) AddNote(std::string(note.code), std::string(note.text));
+void AttributeRun::TellNotes(store::Store& store) const {
+  for (const auto& note : plan_.notes)
+    store::AddNote(std::string(note.code), std::string(note.text));
   const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& state = states_[s];
     const auto tell = [&](bool when, const char* code, const std::string& text) {
       if (!when) return;
-      AddNote(code, text, store.StreamName(streams[s].part, streams[s].process, streams[s].test));
+      store::AddNote(code, text,
+                     store.StreamName(streams[s].part, streams[s].process, streams[s].test));
     };
     const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;
     tell(!state.rate.Exists(), "no-mean",
@@ -251,4 +256,4 @@ void AttributeRun::TellNotes(Store& store) const {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

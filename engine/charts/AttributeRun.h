@@ -17,7 +17,7 @@
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // What the process call of the attribute road is given beside the selection.
 struct AttributeRequest {
@@ -30,7 +30,7 @@ struct AttributeRequest {
 class AttributeRun {
  public:
   // Returns the chart word of what was made, 0 for nothing.
-  std::int32_t Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  std::int32_t Process(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                        const AttributeRequest& request);
 
   // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
@@ -52,7 +52,7 @@ class AttributeRun {
  private:
   enum Form : std::size_t { kInForce, kCalculated };
   struct StreamState {
-    Rate rate;  // over the subgroups that count
+    statistics::Rate rate;  // over the subgroups that count
     StreamEstimates estimates;
     bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
     bool some_size = false;
@@ -65,18 +65,18 @@ class AttributeRun {
   void MakeCusum();
   void MakeEwma();
   void MakeEwmaLines(Form form, std::size_t s, std::span<double> shown);
-  void TellNotes(Store& store) const;
+  void TellNotes(store::Store& store) const;
 
   // What a share or rate is multiplied by to be shown.
   double FactorAt(std::size_t place) const {
     return plan_.chart->counted ? units_[place] : plan_.chart->scale;
   }
-  PointLimits LimitsAt(const Rate& rate, std::size_t place) const;
-  Rate RateAt(const StreamState& state, const RunRows::OfStream& rows, std::size_t place,
-              Form form) const;
+  statistics::PointLimits LimitsAt(const statistics::Rate& rate, std::size_t place) const;
+  statistics::Rate RateAt(const StreamState& state, const RunRows::OfStream& rows,
+                          std::size_t place, Form form) const;
 
   std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code);
-  void WriteLines(Form form, double PointLimits::*line, std::span<double> out) const;
+  void WriteLines(Form form, double statistics::PointLimits::*line, std::span<double> out) const;
   void WriteMarks(Form form, std::span<std::int32_t> out);
   void MakeMarks(Form form);
   template <class From, class To>
@@ -92,10 +92,10 @@ class AttributeRun {
   std::vector<StreamState> states_;
   std::vector<double> points_;
   std::vector<double> units_;  // behind a rate: units or opportunities; 0 where not known
-  std::array<std::vector<PointLimits>, 2> ewma_lines_;  // of the two forms
-  std::vector<std::uint32_t> marks_;                    // those asked for last
-  std::optional<Form> marked_;                          // whose marks they are
+  std::array<std::vector<statistics::PointLimits>, 2> ewma_lines_;  // of the two forms
+  std::vector<std::uint32_t> marks_;                                // those asked for last
+  std::optional<Form> marked_;                                      // whose marks they are
   bool is_open_ = false;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

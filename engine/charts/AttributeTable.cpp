@@ -8,7 +8,7 @@
 #include "engine/charts/forget.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 struct Counts {
@@ -17,12 +17,12 @@ struct Counts {
 
 class CountReader {
  public:
-  explicit CountReader(const DataSet& data) : data_(data) {}
+  explicit CountReader(const store::DataSet& data) : data_(data) {}
 
   Counts Read(std::size_t subgroup, bool of_defectives) {
     Counts counts;
     units_.clear();
-    const auto rows = RowsOf(data_, subgroup);
+    const auto rows = store::RowsOf(data_, subgroup);
     for (auto row = rows.begin; row < rows.begin + rows.count; ++row) {
       const double value = data_.values[row];
       if (!std::isfinite(value)) continue;
@@ -51,7 +51,7 @@ class CountReader {
     return sum;
   }
 
-  const DataSet& data_;
+  const store::DataSet& data_;
   std::vector<std::pair<std::int32_t, double>> units_;
 };
 
@@ -65,7 +65,7 @@ void AttributeTable::Clear() {
   only_defects_ = true;
 }
 
-void AttributeTable::Build(const DataSet& data, std::int32_t status,
+void AttributeTable::Build(const store::DataSet& data, std::int32_t status,
                            const std::function<std::int32_t(std::int32_t test)>& type_of) {
   Clear();
   const auto count = data.subgroups.size();
@@ -106,4 +106,4 @@ AttributeShape AttributeTable::Shape() const {
   return shape;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -8,13 +8,13 @@
 #include "engine/charts/AttributePlan.h"
 #include "engine/charts/StreamTable.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // The counts of subgroups of attribute tests, kept stream after stream.
 class AttributeTable : public StreamTable {
  public:
   // type_of: TestTypes of a test. status: the states that the selection asked for.
-  void Build(const DataSet& data, std::int32_t status,
+  void Build(const store::DataSet& data, std::int32_t status,
              const std::function<std::int32_t(std::int32_t test)>& type_of);
   void Clear();
 
@@ -33,4 +33,4 @@ class AttributeTable : public StreamTable {
   bool only_defects_ = true;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -16,7 +16,7 @@
 #include "engine/store/Store.h"
 #include "engine/store/large_pages.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259;
@@ -45,12 +45,12 @@ void Close(ThreadState& state) {
   state.variable.Clear();
   state.attribute.Clear();
   state.handle = 0;
-  ClearOpenRun();
+  store::ClearOpenRun();
 }
 
 void KeepFailure(std::int32_t handle, std::int32_t number, const char* description) noexcept {
   try {
-    if (const auto store = StoreOf(handle)) store->Fail(number, description);
+    if (const auto store = store::StoreOf(handle)) store->Fail(number, description);
   } catch (...) {
     // No memory for the words either: the result 0 has to speak for itself.
   }
@@ -75,14 +75,14 @@ std::int32_t Guarded(std::int32_t handle, Body body) noexcept {
 
 template <class Run>
 void Open(ThreadState& state, const Run& run, std::int32_t handle) {
-  thread_local std::vector<StreamKey> keys;
+  thread_local std::vector<store::StreamKey> keys;
   keys.clear();
   const auto streams = run.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     keys.push_back({streams[s].part, streams[s].process, streams[s].test});
     state.latest.emplace_back(streams[s], run.EstimatesOf(s));
   }
-  SetOpenRun(handle, keys);
+  store::SetOpenRun(handle, keys);
   state.handle = handle;
 }
 
@@ -94,7 +94,7 @@ std::int32_t Begin(Run& run, std::int32_t handle, Process process) {
   state.latest.clear();
   state.sampling.reset();
   const auto word = Guarded(handle, [&] {
-    const auto store = StoreOf(handle);
+    const auto store = store::StoreOf(handle);
     if (!store) return 0;
     const auto made = process(*store);
     if (made != 0) Open(state, run, handle);
@@ -107,7 +107,7 @@ std::int32_t Begin(Run& run, std::int32_t handle, Process process) {
 template <class Run>
 std::int32_t Deliver(Run& run, const platform::ArrayRef& array, platform::ChartData code,
                      std::int32_t graph) {
-  PreferLargePages(array.data, array.count * array.element_size);
+  store::PreferLargePages(array.data, array.count * array.element_size);
   return Guarded(ThisThread().handle, [&] { return run.Deliver(array, code, graph); });
 }
 
@@ -119,7 +119,7 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
                                                     API_CCVarOptions& Options, std::int32_t) {
   auto& run = ThisThread().variable;
   return Begin(run, Connection,
-               [&](Store& store) { return run.Process(store, DSInfo, DSFilter, Options); });
+               [&](store::Store& store) { return run.Process(store, DSInfo, DSFilter, Options); });
 }
 
 std::int32_t ChartLibrary::VLXCRT_VAR_DATA(std::int32_t, const platform::ArrayRef& Array,
@@ -155,7 +155,7 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
     double& AQLProducerRisk, std::int32_t) {
   auto& state = ThisThread();
   auto& run = state.attribute;
-  return Begin(run, Connection, [&](Store& store) {
+  return Begin(run, Connection, [&](store::Store& store) {
     const auto word = run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
     if (word != 0) {
       state.sampling =
@@ -195,7 +195,8 @@ std::optional<AcceptanceLimits> ChartLibrary::LatestAcceptance() {
   for (const auto size : sampling->sizes) {
     const auto [found, fresh] = known.try_emplace(size, 0.0);
     if (fresh) {
-      const auto accepted = sampling->defectives ? AcceptedDefectives : AcceptedDefects;
+      const auto accepted =
+          sampling->defectives ? statistics::AcceptedDefectives : statistics::AcceptedDefects;
       found->second = accepted(size, sampling->level / kPercent, sampling->risk / kPercent);
     }
     limits.numbers.push_back(found->second);
@@ -204,4 +205,4 @@ std::optional<AcceptanceLimits> ChartLibrary::LatestAcceptance() {
   return limits;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

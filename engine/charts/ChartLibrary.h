@@ -7,7 +7,7 @@
 #include "platform/CtrlChrt6.h"
 #include "platform/Reports.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // The chart library of the embedded engine. Each thread has one open run of its own. Nothing
 // throws: what fails is kept in the open database, and the call returns 0 without having written.
@@ -42,4 +42,4 @@ class ChartLibrary final : public platform::CtrlChrt6 {
   static std::optional<AcceptanceLimits> LatestAcceptance();
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/ChartPlan.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kXBar = 1, kXMed = 2, kIx = 3, kPc = 5;
@@ -101,4 +101,4 @@ ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_wor
   return plan;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

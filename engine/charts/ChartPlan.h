@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // What one graph shows. Wider than the codes of the chart word, which name the request: the same
 // code of graph 3 means the readings inside a piece where there are any.
@@ -77,4 +77,4 @@ bool HasThirdGraph(std::int32_t chart_word);
 ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_word,
                             const DataShape& shape);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

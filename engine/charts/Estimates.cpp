@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
@@ -34,29 +34,32 @@ Source SourceOf(ChartKind kind, Source otherwise) {
 }
 
 // Sigma of one piece such that the points spread with it over the root of the mean size.
-SigmaEstimate FromPoints(const EstimateInput& input, double mean_size) {
-  auto estimate = SigmaFromMovingRanges(input.base, input.used);
+statistics::SigmaEstimate FromPoints(const EstimateInput& input, double mean_size) {
+  auto estimate = statistics::SigmaFromMovingRanges(input.base, input.used);
   estimate.value *= std::sqrt(mean_size);
   return estimate;
 }
 
-SigmaEstimate From(Source source, const EstimateInput& input, EstimatorSetting setting,
-                   double mean_size) {
+statistics::SigmaEstimate From(Source source, const EstimateInput& input,
+                               statistics::EstimatorSetting setting, double mean_size) {
   switch (source) {
     case Source::Ranges:
-      return SigmaFromRanges(input.ranges, input.sizes, setting, input.used);
+      return statistics::SigmaFromRanges(input.ranges, input.sizes, setting, input.used);
     case Source::Deviations:
-      return SigmaFromSds(input.sds, input.sizes, setting, input.used);
+      return statistics::SigmaFromSds(input.sds, input.sizes, setting, input.used);
     case Source::MovingRanges:
       break;
   }
   return FromPoints(input, mean_size);
 }
 
-SigmaEstimate FromReadings(ChartKind kind, const EstimateInput& input, EstimatorSetting setting) {
+statistics::SigmaEstimate FromReadings(ChartKind kind, const EstimateInput& input,
+                                       statistics::EstimatorSetting setting) {
   return kind == ChartKind::PieceRange
-             ? SigmaFromRanges(input.piece_statistics, input.piece_sizes, setting, input.piece_used)
-             : SigmaFromSds(input.piece_statistics, input.piece_sizes, setting, input.piece_used);
+             ? statistics::SigmaFromRanges(input.piece_statistics, input.piece_sizes, setting,
+                                           input.piece_used)
+             : statistics::SigmaFromSds(input.piece_statistics, input.piece_sizes, setting,
+                                        input.piece_used);
 }
 
 // The source of SP: the row of the chart in the table of estimates.
@@ -84,7 +87,7 @@ void DropOverflow(StreamEstimates& estimates) {
   for (auto* sigma :
        {&estimates.sp, &estimates.within, &estimates.moving, &estimates.sw, &estimates.gamma}) {
     if (!sigma->Exists() || std::isfinite(kRoom * sigma->value)) continue;
-    *sigma = SigmaEstimate();
+    *sigma = statistics::SigmaEstimate();
     estimates.overflow = true;
   }
   if (estimates.mean_used == 0 || std::isfinite(estimates.mean)) return;
@@ -92,7 +95,7 @@ void DropOverflow(StreamEstimates& estimates) {
   estimates.overflow = true;
 }
 
-Estimate ToEstimate(const SigmaEstimate& sigma) {
+Estimate ToEstimate(const statistics::SigmaEstimate& sigma) {
   Estimate estimate;
   estimate.value = sigma.value;
   estimate.name = std::string(sigma.name);
@@ -124,7 +127,7 @@ DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint
 }
 
 StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input,
-                               EstimatorSetting setting) {
+                               statistics::EstimatorSetting setting) {
   StreamEstimates result;
   const auto shape = ShapeOf(input.sizes, input.used);
   const auto automatic = AutoSource(shape);
@@ -133,8 +136,8 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   result.mean_readings = MeanOf(input.piece_sizes, input.piece_used);
 
   const bool plain = plan.kinds[0] == ChartKind::Individuals || plan.three_way;
-  result.mean = plain ? PlainCentre(input.base, input.used)
-                      : WeightedCentre(input.base, input.sizes, input.used);
+  result.mean = plain ? statistics::PlainCentre(input.base, input.used)
+                      : statistics::WeightedCentre(input.base, input.sizes, input.used);
   result.mean_name = plain ? "mean of the points" : "mean weighted by size";
   for (std::size_t i = 0; i < input.base.size(); ++i) {
     result.mean_used += !std::isnan(input.base[i]) && (input.used.empty() || input.used[i] != 0);
@@ -162,7 +165,7 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
       plan.kinds[1] == ChartKind::MovingRange && !plan.SigmaFromPoints() && !shape.SinglePieces();
   result.moving = result.own_moving ? FromPoints(input, result.mean_size) : result.sp;
   if (plan.kinds[1] == ChartKind::Cv) {
-    result.gamma = CvFromRatios(input.ratios, input.sizes, input.used);
+    result.gamma = statistics::CvFromRatios(input.ratios, input.sizes, input.used);
   }
   DropOverflow(result);
   return result;
@@ -193,8 +196,9 @@ StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimate
   report.mean.used = static_cast<std::int32_t>(estimates.mean_used);
   report.sp = ToEstimate(estimates.sp);
   report.sw = ToEstimate(estimates.sw);
+  if (estimates.gamma.Exists()) report.gamma = ToEstimate(estimates.gamma);
   report.average_size = estimates.mean_size;
   return report;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -9,7 +9,7 @@
 #include "engine/statistics/Estimators.h"
 #include "platform/Reports.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // The calculated figures of one stream.
 struct StreamEstimates {
@@ -17,11 +17,12 @@ struct StreamEstimates {
   std::string_view mean_name;
   std::int64_t mean_used = 0;
 
-  SigmaEstimate sp;            // sigma of one piece as the limits of graph 1 see it
-  SigmaEstimate within;        // as range and deviation on graph 2 see it
-  SigmaEstimate moving;        // as the moving range on graph 2 sees it
-  SigmaEstimate sw;            // as graph 3 sees it
-  SigmaEstimate gamma;         // coefficient of variation of one piece; only where graph 2 shows it
+  statistics::SigmaEstimate sp;      // sigma of one piece as the limits of graph 1 see it
+  statistics::SigmaEstimate within;  // as range and deviation on graph 2 see it
+  statistics::SigmaEstimate moving;  // as the moving range on graph 2 sees it
+  statistics::SigmaEstimate sw;      // as graph 3 sees it
+  statistics::SigmaEstimate
+      gamma;                   // coefficient of variation of one piece; only where graph 2 shows it
   double mean_size = 0.0;      // pieces a subgroup
   double mean_readings = 0.0;  // readings a piece
   // Moving ranges beside a graph 1 that takes its sigma from inside the subgroups.
@@ -48,11 +49,11 @@ bool NeedsDeviations(const ChartPlan& plan, const DataShape& shape);
 DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used);
 
 StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input,
-                               EstimatorSetting setting);
+                               statistics::EstimatorSetting setting);
 
 // Mean size of the statistic of each graph: pieces, the span of a moving range, or readings.
 double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph);
 
 StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimates);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -4,13 +4,13 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
-SigmaEstimate FromRow(double value) {
-  SigmaEstimate sigma;
+statistics::SigmaEstimate FromRow(double value) {
+  statistics::SigmaEstimate sigma;
   sigma.value = value;
   sigma.name = "stored limits";
   sigma.used = 1;
@@ -24,7 +24,7 @@ LineFigures Calculated(const StreamEstimates& estimates) {
           estimates.sw,   estimates.gamma.value, estimates.mean_size};
 }
 
-LineFigures Stored(const ControlLimit& limit, const StreamEstimates& estimates,
+LineFigures Stored(const store::ControlLimit& limit, const StreamEstimates& estimates,
                    const ChartPlan& plan) {
   auto figures = Calculated(estimates);
   const double mean = limit.row.F_MEAN, sp = limit.row.F_SP, sw = limit.row.F_SW;
@@ -53,8 +53,8 @@ LineFigures Stored(const ControlLimit& limit, const StreamEstimates& estimates,
 
 namespace {
 
-PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figures,
-                    const PointSizes& sizes) {
+statistics::PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figures,
+                                const PointSizes& sizes) {
   const auto n = sizes.pieces;
   const auto& spread = graph == 1 ? figures.within : figures.sw;
   const bool at_subgroup = lines == ChartKind::Mean || lines == ChartKind::Median;
@@ -63,27 +63,28 @@ PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figur
   }
   switch (lines) {
     case ChartKind::Mean:
-      return MeanLimits(figures.centre, SigmaAt(figures.sp, n), n);
+      return statistics::MeanLimits(figures.centre, statistics::SigmaAt(figures.sp, n), n);
     case ChartKind::Median:
       // The median of one piece is the piece.
-      return n == 1 ? MeanLimits(figures.centre, SigmaAt(figures.sp, n), 1.0)
-                    : MedianLimits(figures.centre, SigmaAt(figures.sp, n), n);
+      return n == 1
+                 ? statistics::MeanLimits(figures.centre, statistics::SigmaAt(figures.sp, n), 1.0)
+                 : statistics::MedianLimits(figures.centre, statistics::SigmaAt(figures.sp, n), n);
     case ChartKind::Individuals:
-      return MeanLimits(figures.centre, figures.sp.value, figures.mean_size);
+      return statistics::MeanLimits(figures.centre, figures.sp.value, figures.mean_size);
     case ChartKind::MovingAverage:
-      return MovingAverageLimits(figures.centre, figures.sp.value, sizes.window);
+      return statistics::MovingAverageLimits(figures.centre, figures.sp.value, sizes.window);
     case ChartKind::Range:
-      return RangeLimits(SigmaAt(spread, n), n);
+      return statistics::RangeLimits(statistics::SigmaAt(spread, n), n);
     case ChartKind::Sd:
-      return SdLimits(SigmaAt(spread, n), n);
+      return statistics::SdLimits(statistics::SigmaAt(spread, n), n);
     case ChartKind::MovingRange:
-      return MovingRangeLimits(figures.moving.value / std::sqrt(figures.mean_size));
+      return statistics::MovingRangeLimits(figures.moving.value / std::sqrt(figures.mean_size));
     case ChartKind::Cv:
-      return CvLimits(figures.gamma, n);
+      return statistics::CvLimits(figures.gamma, n);
     case ChartKind::PieceRange:
-      return WithinPieceRangeLimits(figures.sw.value, sizes.readings);
+      return statistics::WithinPieceRangeLimits(figures.sw.value, sizes.readings);
     case ChartKind::PieceSd:
-      return WithinPieceSdLimits(figures.sw.value, sizes.readings);
+      return statistics::WithinPieceSdLimits(figures.sw.value, sizes.readings);
     case ChartKind::PreControl:
     case ChartKind::Attribute:
     case ChartKind::None:
@@ -94,15 +95,15 @@ PointLimits Formula(ChartKind lines, std::size_t graph, const LineFigures& figur
 
 }  // namespace
 
-PointLimits FiniteOnly(PointLimits lines) {
+statistics::PointLimits FiniteOnly(statistics::PointLimits lines) {
   for (auto* line : {&lines.centre, &lines.upper, &lines.lower, &lines.sigma}) {
     if (!std::isfinite(*line)) *line = kNoValue;
   }
   return lines;
 }
 
-PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figures,
-                    const PointSizes& sizes) {
+statistics::PointLimits LinesAt(ChartKind lines, std::size_t graph, const LineFigures& figures,
+                                const PointSizes& sizes) {
   return FiniteOnly(Formula(lines, graph, figures, sizes));
 }
 
@@ -111,4 +112,4 @@ bool DependsOnPiecesOnly(ChartKind lines) {
          lines != ChartKind::PieceSd && lines != ChartKind::PreControl;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::size_t kStretch = 4096;
@@ -22,7 +22,7 @@ struct Scratch {
     lower.resize(count);
     marks.resize(count);
   }
-  void Set(std::size_t i, const PointLimits& lines) {
+  void Set(std::size_t i, const statistics::PointLimits& lines) {
     centre[i] = lines.centre;
     sigma[i] = lines.sigma;
     upper[i] = lines.upper;
@@ -30,7 +30,7 @@ struct Scratch {
   }
 };
 
-std::size_t LongestRun(std::span<const RunRule> rules) {
+std::size_t LongestRun(std::span<const statistics::RunRule> rules) {
   std::size_t longest = 1;
   for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
   return longest;
@@ -45,8 +45,8 @@ std::size_t StepBack(std::span<const std::uint8_t> used, std::size_t begin, std:
   return begin;
 }
 
-void EvaluateStretch(const MarkInput& input, std::span<const RunRule> rules, std::size_t first,
-                     std::size_t last, Scratch& scratch) {
+void EvaluateStretch(const MarkInput& input, std::span<const statistics::RunRule> rules,
+                     std::size_t first, std::size_t last, Scratch& scratch) {
   const auto count = last - first;
   if (input.constant == nullptr) {
     scratch.Resize(count);
@@ -56,7 +56,7 @@ void EvaluateStretch(const MarkInput& input, std::span<const RunRule> rules, std
     for (std::size_t i = 0; i < count; ++i) scratch.Set(i, *input.constant);
     scratch.constant_count = count;
   }
-  RunInput run;
+  statistics::RunInput run;
   run.points = input.points.subspan(first, count);
   run.centre = std::span(scratch.centre).first(count);
   run.sigma = std::span(scratch.sigma).first(count);
@@ -68,45 +68,48 @@ void EvaluateStretch(const MarkInput& input, std::span<const RunRule> rules, std
     for (std::size_t i = 0; i < count; ++i) scratch.restart[i] = input.restart(first + i);
     run.restart = scratch.restart;
   }
-  EvaluateRules(run, rules, std::span(scratch.marks).first(count));
+  statistics::EvaluateRules(run, rules, std::span(scratch.marks).first(count));
 }
 
 }  // namespace
 
-void ConvertRules(std::span<const StoredRule> stored, std::vector<RunRule>& rules) {
+void ConvertRules(std::span<const store::StoredRule> stored,
+                  std::vector<statistics::RunRule>& rules) {
   rules.clear();
   for (const auto& row : stored) {
-    RunRule rule;
+    statistics::RunRule rule;
     rule.number = row.number;
     rule.priority = row.priority;
     rule.k = row.k;
     rule.m = row.m;
     rule.zone = row.zone;
-    if (!RuleKindFromName(row.kind, rule.kind)) continue;
-    if (!row.side.empty() && !RuleSideFromName(row.side, rule.side)) continue;
-    if (CheckRule(rule).empty()) rules.push_back(std::move(rule));
+    if (!statistics::RuleKindFromName(row.kind, rule.kind)) continue;
+    if (!row.side.empty() && !statistics::RuleSideFromName(row.side, rule.side)) continue;
+    if (statistics::CheckRule(rule).empty()) rules.push_back(std::move(rule));
   }
 }
 
-void SelectForGraph(std::span<const RunRule> rules, ChartKind kind, bool weighted,
-                    std::vector<RunRule>& selected) {
+void SelectForGraph(std::span<const statistics::RunRule> rules, ChartKind kind, bool weighted,
+                    std::vector<statistics::RunRule>& selected) {
   const bool levels =
       kind == ChartKind::Mean || kind == ChartKind::Median || kind == ChartKind::Individuals;
   selected.clear();
   for (const auto& rule : rules) {
-    const bool zones = rule.kind == RuleKind::Red || rule.kind == RuleKind::Yellow2;
-    const bool of_counts = (rule.kind == RuleKind::Zone && rule.zone == 0.0) ||
-                           rule.kind == RuleKind::Trend || rule.kind == RuleKind::Alternate;
+    const bool zones =
+        rule.kind == statistics::RuleKind::Red || rule.kind == statistics::RuleKind::Yellow2;
+    const bool of_counts = (rule.kind == statistics::RuleKind::Zone && rule.zone == 0.0) ||
+                           rule.kind == statistics::RuleKind::Trend ||
+                           rule.kind == statistics::RuleKind::Alternate;
     const bool wanted = kind == ChartKind::PreControl ? zones
                         : levels && !weighted
                             ? !zones
-                            : rule.kind == RuleKind::Limit ||
+                            : rule.kind == statistics::RuleKind::Limit ||
                                   (kind == ChartKind::Attribute && !weighted && of_counts);
     if (wanted) selected.push_back(rule);
   }
 }
 
-void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
+void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> rules,
                    std::span<std::uint32_t> marks, std::size_t from, std::size_t to) {
   thread_local Scratch scratch;
   const auto longest = LongestRun(rules);
@@ -123,4 +126,4 @@ void EvaluateMarks(const MarkInput& input, std::span<const RunRule> rules,
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

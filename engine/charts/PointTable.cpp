@@ -7,7 +7,7 @@
 
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
@@ -73,20 +73,20 @@ void PointTable::Clear() {
   overflows.Clear();
 }
 
-void PointTable::Build(const DataSet& data, std::int32_t status) {
+void PointTable::Build(const store::DataSet& data, std::int32_t status) {
   Clear();
   const auto count = data.subgroups.size();
   sizes_.resize(count);
   means.resize(count);
   ranges.resize(count);
-  PieceReader reader(data);
+  store::PieceReader reader(data);
   StreamTable::Build(
       data, status,
       [&](std::size_t place, std::size_t subgroup) { FillPlace(reader, place, subgroup); },
       [&] { overflows.Clear(); });
 }
 
-void PointTable::FillPlace(PieceReader& reader, std::size_t place, std::size_t subgroup) {
+void PointTable::FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup) {
   const auto pieces = reader.Pieces(subgroup);
   const auto summary = SummarisePieces(pieces);
   sizes_[place] = static_cast<std::int32_t>(pieces.size());
@@ -94,13 +94,13 @@ void PointTable::FillPlace(PieceReader& reader, std::size_t place, std::size_t s
   ranges[place] = overflows.Keep(summary.range, place);
 }
 
-DataShape PointTable::Shape(const DataSet& data) const {
+DataShape PointTable::Shape(const store::DataSet& data) const {
   DataShape shape;
   const bool any_used = Used().empty() || std::any_of(Used().begin(), Used().end(),
                                                       [](auto used) { return used != 0; });
   const bool any_readings = std::any_of(data.keys.begin(), data.keys.end(),
-                                        [](const RowKey& key) { return key.Sbno > 0; });
-  PieceReader reader(data);
+                                        [](const store::RowKey& key) { return key.Sbno > 0; });
+  store::PieceReader reader(data);
   for (std::size_t place = 0; place < Count(); ++place) {
     if (any_used && !IsUsed(place)) continue;
     if (const auto size = sizes_[place]; size > 0) {
@@ -116,18 +116,18 @@ DataShape PointTable::Shape(const DataSet& data) const {
   return shape;
 }
 
-std::vector<double> PointTable::Medians(const DataSet& data) const {
+std::vector<double> PointTable::Medians(const store::DataSet& data) const {
   std::vector<double> column(Count());
-  PieceReader reader(data);
+  store::PieceReader reader(data);
   for (std::size_t place = 0; place < column.size(); ++place) {
-    column[place] = Median(reader.Pieces(SubgroupAt(place)));
+    column[place] = statistics::Median(reader.Pieces(SubgroupAt(place)));
   }
   return column;
 }
 
-std::vector<double> PointTable::StandardDeviations(const DataSet& data) {
+std::vector<double> PointTable::StandardDeviations(const store::DataSet& data) {
   std::vector<double> column(Count());
-  PieceReader reader(data);
+  store::PieceReader reader(data);
   for (std::size_t place = 0; place < column.size(); ++place) {
     column[place] =
         overflows.Keep(DeviationOf(reader.Pieces(SubgroupAt(place)), means[place]), place);
@@ -135,11 +135,11 @@ std::vector<double> PointTable::StandardDeviations(const DataSet& data) {
   return column;
 }
 
-WithinPieces ReadWithinPieces(const DataSet& data, PointTable& table, bool ranges) {
+WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, bool ranges) {
   WithinPieces within;
   within.begin.reserve(table.Count() + 1);
   within.points.reserve(table.Count());
-  PieceReader reader(data);
+  store::PieceReader reader(data);
   for (std::size_t place = 0; place < table.Count(); ++place) {
     within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
     double sum = 0.0;
@@ -161,4 +161,4 @@ WithinPieces ReadWithinPieces(const DataSet& data, PointTable& table, bool range
   return within;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -14,7 +14,7 @@
 #include "engine/store/Pieces.h"
 #include "engine/store/Store.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Places where a statistic of finite values is beyond the largest number. It has no value there.
 class Overflows {
@@ -37,11 +37,11 @@ class Overflows {
 class PointTable : public StreamTable {
  public:
   // status: the states that the selection asked for.
-  void Build(const DataSet& data, std::int32_t status);
+  void Build(const store::DataSet& data, std::int32_t status);
   void Clear();
 
   // Over the subgroups that count; over all where none does.
-  DataShape Shape(const DataSet& data) const;
+  DataShape Shape(const store::DataSet& data) const;
 
   const std::vector<std::int32_t>& Sizes() const { return sizes_; }
 
@@ -50,12 +50,12 @@ class PointTable : public StreamTable {
   // Of every column that the table or a host of it makes.
   Overflows overflows;
 
-  std::vector<double> Medians(const DataSet& data) const;
+  std::vector<double> Medians(const store::DataSet& data) const;
   // Needs the means.
-  std::vector<double> StandardDeviations(const DataSet& data);
+  std::vector<double> StandardDeviations(const store::DataSet& data);
 
  private:
-  void FillPlace(PieceReader& reader, std::size_t place, std::size_t subgroup);
+  void FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup);
 
   std::vector<std::int32_t> sizes_;
 };
@@ -73,6 +73,6 @@ struct WithinPieces {
   }
 };
 
-WithinPieces ReadWithinPieces(const DataSet& data, PointTable& table, bool ranges);
+WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, bool ranges);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

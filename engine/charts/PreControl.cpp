@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 // Of two pieces as far from the target, the first.
@@ -26,8 +26,8 @@ double Farthest(std::span<const double> pieces, double target) {
 bool FillPreControl(const PreControlInput& input, std::span<double> points,
                     std::span<std::uint32_t> marks) {
   RowsInForce rows(input.specs);
-  PieceReader reader(input.data);
-  std::vector<PieceZone> zones;
+  store::PieceReader reader(input.data);
+  std::vector<statistics::PieceZone> zones;
   std::vector<std::size_t> place_of;  // of each zone
   bool any = false;
   for (auto place = input.stream.begin; place < input.stream.end; ++place) {
@@ -35,21 +35,21 @@ bool FillPreControl(const PreControlInput& input, std::span<double> points,
     const auto row = rows.At(input.data.subgroups[subgroup].Sgtm);
     const auto spec =
         row == kNoRow ? NoSpecLines() : SpecLinesOf(input.specs[static_cast<std::size_t>(row)]);
-    const auto lines = PreControlLinesOf(spec.lsl, spec.target, spec.usl);
+    const auto lines = statistics::PreControlLinesOf(spec.lsl, spec.target, spec.usl);
     const auto pieces = reader.Pieces(subgroup);
     points[place] = Farthest(pieces, lines.target);
     marks[place] = 0;
     any = any || !std::isnan(lines.target);
     if (!input.table.IsUsed(place)) continue;
     for (const double piece : pieces) {
-      zones.push_back(ZoneOf(piece, spec.lsl, spec.target, spec.usl));
+      zones.push_back(statistics::ZoneOf(piece, spec.lsl, spec.target, spec.usl));
       place_of.push_back(place);
     }
   }
   std::vector<std::uint32_t> piece_marks(zones.size());
-  EvaluatePreControl(zones, input.rules, piece_marks);
+  statistics::EvaluatePreControl(zones, input.rules, piece_marks);
   for (std::size_t i = 0; i < zones.size(); ++i) marks[place_of[i]] |= piece_marks[i];
   return any;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -9,16 +9,16 @@
 #include "engine/charts/RowsInForce.h"
 #include "engine/statistics/RunRules.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Pre-control of one stream: each piece is judged by the specification limits in force at its
 // subgroup.
 struct PreControlInput {
-  const DataSet& data;
+  const store::DataSet& data;
   const PointTable& table;
   const ChartStream& stream;
   std::span<const API_CCSpecLim> specs;
-  std::span<const RunRule> rules;  // zone rules alone
+  std::span<const statistics::RunRule> rules;  // zone rules alone
 };
 
 // Writes the points of the stream, each the piece farthest from the target, and their marks, both
@@ -27,4 +27,4 @@ struct PreControlInput {
 bool FillPreControl(const PreControlInput& input, std::span<double> points,
                     std::span<std::uint32_t> marks);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

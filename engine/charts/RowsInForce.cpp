@@ -7,12 +7,12 @@
 
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 }
 
-void SortForProcess(std::vector<ControlLimit>& limits) {
+void SortForProcess(std::vector<store::ControlLimit>& limits) {
   std::stable_sort(limits.begin(), limits.end(), [](const auto& a, const auto& b) {
     return std::make_tuple(a.row.F_EFTM, a.row.F_PRCS != 0) <
            std::make_tuple(b.row.F_EFTM, b.row.F_PRCS != 0);
@@ -28,4 +28,4 @@ SpecLines SpecLinesOf(const API_CCSpecLim& row) {
 
 SpecLines NoSpecLines() { return {kNoValue, kNoValue, kNoValue}; }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

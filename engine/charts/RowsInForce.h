@@ -9,13 +9,13 @@
 
 #include "engine/store/Store.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 inline constexpr std::int32_t kNoRow = -1;
 
 // Effective time of a row.
 inline std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
-inline std::int32_t EffectiveTime(const ControlLimit& limit) { return limit.row.F_EFTM; }
+inline std::int32_t EffectiveTime(const store::ControlLimit& limit) { return limit.row.F_EFTM; }
 inline std::int32_t EffectiveTime(const API_CCDefOpp& row) { return row.Word24; }
 
 // The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective
@@ -41,7 +41,7 @@ class RowsInForce {
 
 // By effective time; of two rows from the same moment that of the process itself stands last and
 // wins over the one for any process.
-void SortForProcess(std::vector<ControlLimit>& limits);
+void SortForProcess(std::vector<store::ControlLimit>& limits);
 template <class Row>
 void SortByTime(std::vector<Row>& rows) {
   std::stable_sort(rows.begin(), rows.end(),
@@ -56,4 +56,4 @@ SpecLines SpecLinesOf(const API_CCSpecLim& row);
 // Where no row is in force.
 SpecLines NoSpecLines();
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

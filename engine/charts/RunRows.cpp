@@ -11,7 +11,7 @@
 #include "engine/charts/delivery.h"
 #include "engine/charts/forget.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 using platform::ArrayRef;
@@ -54,13 +54,13 @@ void RunRows::Clear() {
   alarms_differ_ = false;
 }
 
-bool RunRows::Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+bool RunRows::Select(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                      std::int32_t test_types, const char* nothing) {
-  SelectOptions select;
+  store::SelectOptions select;
   select.test_types = test_types;
   if (!store.Select(info, filter, select, data_)) return false;
   if (data_.subgroups.empty()) {
-    AddNote("no-data", nothing);
+    store::AddNote("no-data", nothing);
     return false;
   }
   if (data_.values.size() > std::numeric_limits<std::int32_t>::max()) {
@@ -71,8 +71,8 @@ bool RunRows::Select(Store& store, API_DSInfo& info, std::span<const std::int32_
   return true;
 }
 
-void RunRows::Load(Store& store, bool attributes,
-                   const std::function<Suits(const ControlLimit&)>& suits) {
+void RunRows::Load(store::Store& store, bool attributes,
+                   const std::function<Suits(const store::ControlLimit&)>& suits) {
   const auto streams = table_.Streams();
   ConvertRules(store.Rules(), rules_);
   streams_.resize(streams.size());
@@ -84,7 +84,7 @@ void RunRows::Load(Store& store, bool attributes,
     SortByTime(rows.specs);
     rows.limits = store.ControlLimits(stream.part, stream.process, stream.test);
     SortForProcess(rows.limits);
-    std::erase_if(rows.limits, [&](const ControlLimit& limit) {
+    std::erase_if(rows.limits, [&](const store::ControlLimit& limit) {
       const auto answer = suits(limit);
       if (answer == Suits::OtherChart) rows.unsuited_limits = true;
       if (answer == Suits::NoSuchMean && !rows.unsuited_mean) rows.unsuited_mean = limit.row.F_MEAN;
@@ -99,7 +99,7 @@ void RunRows::Load(Store& store, bool attributes,
     limit_row_.assign(table_.Count(), kNoRow);
     for (std::size_t s = 0; s < streams.size(); ++s) {
       if (streams_[s].limits.empty()) continue;
-      RowsInForce<ControlLimit> rows(streams_[s].limits);
+      RowsInForce<store::ControlLimit> rows(streams_[s].limits);
       for (auto place = streams[s].begin; place < streams[s].end; ++place) {
         limit_row_[place] = rows.At(StampAt(place));
       }
@@ -170,7 +170,7 @@ void RunRows::CollectLimitRows() {
   }
 }
 
-void RunRows::LoadAlarms(Store& store) {
+void RunRows::LoadAlarms(store::Store& store) {
   const auto streams = table_.Streams();
   if (streams.size() < 2) return;
   for (std::size_t s = 0; s < streams.size(); ++s) {
@@ -281,10 +281,10 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   return true;
 }
 
-void RunRows::TellNotes(Store& store, std::size_t stream) const {
+void RunRows::TellNotes(store::Store& store, std::size_t stream) const {
   const auto& of = table_.Streams()[stream];
   const auto tell = [&](bool when, const char* code, const char* text) {
-    if (when) AddNote(code, text, store.StreamName(of.part, of.process, of.test));
+    if (when) store::AddNote(code, text, store.StreamName(of.part, of.process, of.test));
   };
   tell(streams_[stream].unsuited_limits, "limits-unsuited",
        "Stored control limits that were made from another kind of chart are not used.");
@@ -295,4 +295,4 @@ void RunRows::TellNotes(Store& store, std::size_t stream) const {
        "newest.");
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -15,7 +15,7 @@
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Whether a stored row serves a chart.
 enum class Suits { Yes, OtherChart, NoSuchMean };
@@ -31,7 +31,7 @@ class RunRows {
 
   struct OfStream {
     std::vector<API_CCSpecLim> specs;
-    std::vector<ControlLimit> limits;
+    std::vector<store::ControlLimit> limits;
     std::vector<API_CCDefOpp> opportunities;
     std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
     bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
@@ -41,18 +41,19 @@ class RunRows {
 
   // test_types: bits of TestTypes. False when there is nothing: a failure, which the store keeps,
   // or no subgroup, which becomes a note with these words.
-  bool Select(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  bool Select(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
               std::int32_t test_types, const char* nothing);
   // Everything of the streams of the table; opportunities only for attributes. Stored limits are
   // taken where `suits` says so.
-  void Load(Store& store, bool attributes, const std::function<Suits(const ControlLimit&)>& suits);
+  void Load(store::Store& store, bool attributes,
+            const std::function<Suits(const store::ControlLimit&)>& suits);
   // Forgets all. Storage of a small run is kept for the next.
   void Clear();
 
-  const DataSet& Data() const { return data_; }
+  const store::DataSet& Data() const { return data_; }
   std::int32_t StampAt(std::size_t place) const;
   const OfStream& Of(std::size_t stream) const { return streams_[stream]; }
-  std::span<const RunRule> Rules() const { return rules_; }
+  std::span<const statistics::RunRule> Rules() const { return rules_; }
 
   bool HasStoredLimits() const { return !limit_row_.empty(); }
   // Place among the limits of the stream; kNoRow for none. Only with stored limits.
@@ -71,19 +72,19 @@ class RunRows {
   bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
 
   // Of rows that change inside the chart.
-  void TellNotes(Store& store, std::size_t stream) const;
+  void TellNotes(store::Store& store, std::size_t stream) const;
 
  private:
   template <class Row>
   std::vector<Row> NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change);
   void CollectLimitRows();
-  void LoadAlarms(Store& store);
+  void LoadAlarms(store::Store& store);
   std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
   std::int32_t DeliverTests(const platform::ArrayRef& array);
   void ReleaseSubgroups();
 
   const StreamTable& table_;
-  DataSet data_;
+  store::DataSet data_;
   std::vector<std::int32_t> stamps_;  // of the places, once the subgroups are gone
   bool subgroups_taken_ = false;
   std::int32_t test_count_ = 0;
@@ -92,8 +93,8 @@ class RunRows {
   std::vector<API_CCSpecLim> spec_rows_;   // one for each part and test
   std::vector<API_CCDefOpp> opp_rows_;     // likewise
   std::vector<API_CCCtrlLim> limit_rows_;  // those in use, each once
-  std::vector<RunRule> rules_;
+  std::vector<statistics::RunRule> rules_;
   bool alarms_differ_ = false;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -4,7 +4,7 @@
 #include <map>
 #include <tuple>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 void StreamTable::ClearStreams() {
   streams_.clear();
@@ -22,7 +22,7 @@ void StreamTable::Disuse(std::size_t place, std::size_t count) {
 }
 
 // Streams in the order of their first subgroup; a counting sort keeps the order inside each.
-void StreamTable::SplitStreams(const DataSet& data) {
+void StreamTable::SplitStreams(const store::DataSet& data) {
   const auto count = data.subgroups.size();
   std::map<std::tuple<std::int32_t, std::int32_t, std::int32_t>, std::size_t> numbers;
   std::vector<std::uint32_t> stream_of(count);
@@ -46,4 +46,4 @@ void StreamTable::SplitStreams(const DataSet& data) {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

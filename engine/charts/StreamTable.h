@@ -9,7 +9,7 @@
 #include "engine/store/Pieces.h"
 #include "engine/store/Store.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Subgroups of one part, process and test. Nothing is estimated, compared or run across streams.
 struct ChartStream {
@@ -35,10 +35,10 @@ class StreamTable {
   // states that the selection asked for, bits 1, 2, 4 for enabled, disabled, incomplete. Where
   // enabled ones were not asked for, whatever was asked for counts.
   template <class Fill, class BeginAnew>
-  void Build(const DataSet& data, std::int32_t status, Fill fill, BeginAnew begin_anew) {
+  void Build(const store::DataSet& data, std::int32_t status, Fill fill, BeginAnew begin_anew) {
     ClearStreams();
     const auto count = data.subgroups.size();
-    const bool all_count = EveryStateCounts(status);
+    const bool all_count = store::EveryStateCounts(status);
     std::size_t place = 0;
     for (; place < count && SameStream(data.subgroups[place], data.subgroups[0]); ++place) {
       fill(place, place);
@@ -74,15 +74,16 @@ class StreamTable {
     return a.Part == b.Part && a.Prcs == b.Prcs && a.Test == b.Test;
   }
   void AddStream(const API_SubgroupData& row, std::size_t count);
-  void NoteFlag(const DataSet& data, std::size_t place, std::size_t subgroup, bool all_count) {
+  void NoteFlag(const store::DataSet& data, std::size_t place, std::size_t subgroup,
+                bool all_count) {
     if (!all_count && data.subgroups[subgroup].Flag != 0) Disuse(place, data.subgroups.size());
   }
   void Disuse(std::size_t place, std::size_t count);
-  void SplitStreams(const DataSet& data);
+  void SplitStreams(const store::DataSet& data);
 
   std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;
   std::vector<std::uint8_t> used_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -16,18 +16,18 @@
 
 // The process call: from the selection to the points. What is read from a finished run stands in
 // variable_delivery.cpp.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kBadArgument = 5;
 
-EstimatorSetting SettingOf(Store& store) {
+statistics::EstimatorSetting SettingOf(store::Store& store) {
   const auto name = store.Setting("sigma_estimator", "mvlue");
-  if (const auto setting = EstimatorSettingFromName(name)) return *setting;
-  AddNote("setting-unknown",
-          "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return EstimatorSetting::Mvlue;
+  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
+  store::AddNote("setting-unknown",
+                 "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
+  return statistics::EstimatorSetting::Mvlue;
 }
 
 std::int32_t ConstantSize(std::span<const std::int32_t> sizes) {
@@ -52,7 +52,7 @@ void VariableRun::Clear() {
   marked_ = {};
 }
 
-std::int32_t VariableRun::Process(Store& store, API_DSInfo& info,
+std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
                                   std::span<const std::int32_t> filter,
                                   const API_CCVarOptions& options) {
   Clear();
@@ -70,7 +70,7 @@ std::int32_t VariableRun::Process(Store& store, API_DSInfo& info,
       PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   const auto word = std::exchange(plan.word, 0);
   plan_ = std::move(plan);
-  rows_.Load(store, false, [](const ControlLimit&) { return Suits::Yes; });
+  rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
   states_.resize(streams.size());
   for (std::size_t s = 0; s < streams.size(); ++s) {
@@ -78,8 +78,8 @@ std::int32_t VariableRun::Process(Store& store, API_DSInfo& info,
   }
   MakeColumns(store);
   if (plan_.kinds[0] == ChartKind::PreControl && !MakePreControl()) {
-    AddNote("no-limits",
-            "A pre-control chart needs both specification limits, or one and a target.");
+    store::AddNote("no-limits",
+                   "A pre-control chart needs both specification limits, or one and a target.");
     Clear();
     return 0;
   }
@@ -93,7 +93,7 @@ std::int32_t VariableRun::Process(Store& store, API_DSInfo& info,
   return word;
 }
 
-void VariableRun::MakeColumns(Store& store) {
+void VariableRun::MakeColumns(store::Store& store) {
   const auto streams = table_.Streams();
   bool deviations = false;
   for (const auto& stream : streams) {
@@ -135,7 +135,7 @@ void VariableRun::MakeColumns(Store& store) {
   Forget(within_.statistics);
 }
 
-void VariableRun::Estimate(std::span<const double> sds, EstimatorSetting setting) {
+void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSetting setting) {
   std::vector<std::uint8_t> piece_used;
   if (plan_.WithinPieces() && !table_.Used().empty()) {
     piece_used.resize(within_.sizes.size());
@@ -177,7 +177,8 @@ void VariableRun::MakeRatios(std::span<const double> sds) {
 void VariableRun::MakeMovingRanges() {
   points_[1].resize(table_.Count());
   for (const auto& stream : table_.Streams()) {
-    const auto ranges = MovingRanges(Part(points_[0], stream), Part(table_.Used(), stream));
+    const auto ranges =
+        statistics::MovingRanges(Part(points_[0], stream), Part(table_.Used(), stream));
     for (std::size_t i = 0; i < ranges.size(); ++i) {
       points_[1][stream.begin + i] = table_.overflows.Keep(ranges[i], stream.begin + i);
     }
@@ -235,15 +236,17 @@ void VariableRun::MakeCusum() {
   }
 }
 
-void VariableRun::TellNotes(Store& store) const {
+void VariableRun::TellNotes(store::Store& store) const {
   constexpr double kLargestGoodCv = 0.3;
-  for (const auto& note : plan_.notes) AddNote(std::string(note.code), std::string(note.text));
+  for (const auto& note : plan_.notes)
+    store::AddNote(std::string(note.code), std::string(note.text));
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& state = states_[s];
     const auto tell = [&](bool when, const char* code, const char* text) {
       if (!when) return;
-      AddNote(code, text, store.StreamName(streams[s].part, streams[s].process, streams[s].test));
+      store::AddNote(code, text,
+                     store.StreamName(streams[s].part, streams[s].process, streams[s].test));
     };
     tell(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
          "no-sigma", "There is nothing to estimate sigma from, so there are no calculated limits.");
@@ -258,4 +261,4 @@ void VariableRun::TellNotes(Store& store) const {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

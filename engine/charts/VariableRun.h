@@ -16,14 +16,14 @@
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // One run of the variable road, from its process call to its end. Points are made at once; lines
 // and marks when they are asked for. May throw; the library's face turns that into a kept failure.
 class VariableRun {
  public:
   // Returns the chart word of what was made, 0 for nothing.
-  std::int32_t Process(Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  std::int32_t Process(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                        const API_CCVarOptions& options);
 
   // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
@@ -50,14 +50,14 @@ class VariableRun {
   };
   class LineSource;
 
-  void MakeColumns(Store& store);
-  void Estimate(std::span<const double> sds, EstimatorSetting setting);
+  void MakeColumns(store::Store& store);
+  void Estimate(std::span<const double> sds, statistics::EstimatorSetting setting);
   void MakeRatios(std::span<const double> sds);
   void MakeMovingRanges();
   void MakeMovingAverages();
   bool MakePreControl();
   void MakeCusum();
-  void TellNotes(Store& store) const;
+  void TellNotes(store::Store& store) const;
 
   PointSizes SizesAt(std::size_t graph, std::size_t place) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
@@ -65,7 +65,7 @@ class VariableRun {
                              std::size_t graph);
   void WritePoints(std::size_t graph, std::span<double> out) const;
   void WriteSizes(std::size_t graph, std::span<std::int32_t> out) const;
-  void WriteLines(std::size_t graph, bool calculated, double PointLimits::*line,
+  void WriteLines(std::size_t graph, bool calculated, double statistics::PointLimits::*line,
                   std::span<double> out) const;
   void WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out);
   const std::vector<std::uint32_t>& MarksOf(std::size_t graph, bool calculated);
@@ -80,7 +80,7 @@ class VariableRun {
   std::vector<std::array<std::int32_t, 3>> windows_;  // moving average: sizes, 0 for none
   WithinPieces within_;
   std::vector<std::uint32_t> zone_marks_;  // of a pre-control chart
-  std::vector<RunRule> graph_rules_;
+  std::vector<statistics::RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last
   struct {
     std::size_t graph = 3;
@@ -88,4 +88,4 @@ class VariableRun {
   } marked_;  // whose marks they are
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -7,11 +7,11 @@
 #include "engine/charts/Marks.h"
 #include "engine/charts/attribute_lines.h"
 #include "engine/charts/delivery.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 
 // What is read from a finished run. Columns stand stream after stream; everything that leaves
 // stands in the order of the data set.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 using platform::ArrayRef;
 using platform::ChartData;
@@ -52,7 +52,8 @@ std::int32_t AttributeRun::DeliverColumn(const ArrayRef& array, ChartData code) 
   return rows_.WriteSpecs(code, out) ? written : 0;
 }
 
-void AttributeRun::WriteLines(Form form, double PointLimits::*line, std::span<double> out) const {
+void AttributeRun::WriteLines(Form form, double statistics::PointLimits::*line,
+                              std::span<double> out) const {
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
     LineSource lines(*this, s, form);
@@ -70,13 +71,13 @@ void AttributeRun::WriteMarks(Form form, std::span<std::int32_t> out) {
 }
 
 void AttributeRun::MakeMarks(Form form) {
-  std::vector<RunRule> rules;
+  std::vector<statistics::RunRule> rules;
   SelectForGraph(rows_.Rules(), ChartKind::Attribute, plan_.IsWeighted(), rules);
   marks_.resize(table_.Count());
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
     const auto marks = std::span(marks_).subspan(stream.begin, stream.Count());
-    ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
+    store::ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
       LineSource lines(*this, s, form);
       MarkInput input;
       input.points = Part(points_, stream);
@@ -92,4 +93,4 @@ void AttributeRun::MakeMarks(Form form) {
   marked_ = form;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

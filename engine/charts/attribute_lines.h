@@ -4,7 +4,7 @@
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/Lines.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Lines of the chart along one stream in one of the two forms. Computes only where the units or the
 // row in force change.
@@ -19,7 +19,7 @@ class AttributeRun::LineSource {
     return source;
   }
 
-  PointLimits At(std::size_t place) {
+  statistics::PointLimits At(std::size_t place) {
     if (cusum_) return kCusumLines;
     if (ewma_ != nullptr) return (*ewma_)[place];
     const auto row = by_row_ ? run_.rows_.LimitRowAt(place) : kNoRow;
@@ -47,11 +47,11 @@ class AttributeRun::LineSource {
   const RunRows::OfStream& rows_;
   Form form_;
   bool cusum_, by_row_;
-  const std::vector<PointLimits>* ewma_;
+  const std::vector<statistics::PointLimits>* ewma_;
   double units_ = 0.0;
   std::int32_t row_ = kNoRow;
   bool is_known_ = false;
-  PointLimits latest_{};
+  statistics::PointLimits latest_{};
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

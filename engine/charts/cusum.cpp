@@ -6,10 +6,10 @@
 
 #include "engine/statistics/TimeWeighted.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 CusumOutcome FillCusum(const StreamTable& table, const ChartStream& stream, const RunRows& rows,
-                       const std::function<PointLimits(std::size_t place)>& lines,
+                       const std::function<statistics::PointLimits(std::size_t place)>& lines,
                        std::vector<double>& points) {
   const auto count = stream.Count();
   std::vector<double> centre(count), sigma(count);
@@ -20,11 +20,11 @@ CusumOutcome FillCusum(const StreamTable& table, const ChartStream& stream, cons
     sigma[i] = at.sigma;
     restart[i] = rows.RestartsAt(stream, stream.begin + i) ? 1 : 0;
   }
-  CusumSettings settings;
+  statistics::CusumSettings settings;
   settings.k = kCusumReference;
   settings.h = kCusumDecision;
-  const auto series =
-      Cusum({Part(points, stream), centre, sigma, Part(table.Used(), stream), restart}, settings);
+  const auto series = statistics::Cusum(
+      {Part(points, stream), centre, sigma, Part(table.Used(), stream), restart}, settings);
   CusumOutcome outcome;
   for (std::size_t i = 0; i < count; ++i) {
     auto& point = points[stream.begin + i];
@@ -38,4 +38,4 @@ CusumOutcome FillCusum(const StreamTable& table, const ChartStream& stream, cons
   return outcome;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -8,7 +8,7 @@
 #include "engine/charts/Lines.h"
 #include "engine/charts/RunRows.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // What became of the points of a stream.
 struct CusumOutcome {
@@ -20,7 +20,7 @@ struct CusumOutcome {
 // without it; a change of the stored limits begins anew. `points` is the whole column, `lines` is
 // asked in ascending order.
 CusumOutcome FillCusum(const StreamTable& table, const ChartStream& stream, const RunRows& rows,
-                       const std::function<PointLimits(std::size_t place)>& lines,
+                       const std::function<statistics::PointLimits(std::size_t place)>& lines,
                        std::vector<double>& points);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -9,7 +9,7 @@
 #include "platform/CtrlChrt6.h"
 
 // What the data calls of both roads have in common.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // The first count elements of the array; empty when it holds something else or too few.
 template <class T>
@@ -22,16 +22,19 @@ std::span<T> Room(const platform::ArrayRef& array, std::size_t count) {
 struct LineCode {
   platform::ChartData code;
   bool calculated;
-  double PointLimits::*line;
+  double statistics::PointLimits::*line;
 };
 
 // Null for another code.
 inline const LineCode* LineOf(platform::ChartData code) {
   using platform::ChartData;
   static constexpr LineCode kCodes[] = {
-      {ChartData::cUCLs, true, &PointLimits::upper}, {ChartData::cCLs, true, &PointLimits::centre},
-      {ChartData::cLCLs, true, &PointLimits::lower}, {ChartData::UCLs, false, &PointLimits::upper},
-      {ChartData::Cls, false, &PointLimits::centre}, {ChartData::LCLs, false, &PointLimits::lower},
+      {ChartData::cUCLs, true, &statistics::PointLimits::upper},
+      {ChartData::cCLs, true, &statistics::PointLimits::centre},
+      {ChartData::cLCLs, true, &statistics::PointLimits::lower},
+      {ChartData::UCLs, false, &statistics::PointLimits::upper},
+      {ChartData::Cls, false, &statistics::PointLimits::centre},
+      {ChartData::LCLs, false, &statistics::PointLimits::lower},
   };
   for (const auto& each : kCodes) {
     if (each.code == code) return &each;
@@ -39,4 +42,4 @@ inline const LineCode* LineOf(platform::ChartData code) {
   return nullptr;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Columns beyond this many elements go back to the system, smaller ones wait for the next chart.
 inline constexpr std::size_t kKeptElements = std::size_t{1} << 16;
@@ -16,4 +16,4 @@ void Forget(std::vector<T>& column) {
   if (column.capacity() > kKeptElements) column.shrink_to_fit();
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -8,11 +8,11 @@
 #include "engine/charts/delivery.h"
 #include "engine/charts/forget.h"
 #include "engine/charts/variable_lines.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 
 // What is read from a finished run. Columns stand stream after stream; everything that leaves
 // stands in the order of the data set.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 
 using platform::ArrayRef;
@@ -107,8 +107,8 @@ void VariableRun::WriteSizes(std::size_t graph, std::span<std::int32_t> out) con
   }
 }
 
-void VariableRun::WriteLines(std::size_t graph, bool calculated, double PointLimits::*line,
-                             std::span<double> out) const {
+void VariableRun::WriteLines(std::size_t graph, bool calculated,
+                             double statistics::PointLimits::*line, std::span<double> out) const {
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     LineSource lines(*this, s, graph, calculated);
@@ -162,13 +162,13 @@ const std::vector<std::uint32_t>& VariableRun::MarksOf(std::size_t graph, bool c
 void VariableRun::MarkStream(std::size_t s, std::size_t graph, bool calculated,
                              std::span<std::uint32_t> marks) const {
   const auto& stream = table_.Streams()[s];
-  ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
+  store::ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
     LineSource lines(*this, s, graph, calculated);
     MarkInput input;
     input.points = Part(points_[graph], stream);
     input.used = Part(table_.Used(), stream);
     input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
-    PointLimits constant{};
+    statistics::PointLimits constant{};
     if (lines.IsConstant()) {
       constant = lines.At(stream.begin);
       input.constant = &constant;
@@ -180,4 +180,4 @@ void VariableRun::MarkStream(std::size_t s, std::size_t graph, bool calculated,
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

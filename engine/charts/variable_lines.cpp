@@ -3,7 +3,7 @@
 
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 namespace {
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 }
@@ -36,7 +36,7 @@ bool VariableRun::LineSource::IsConstant() const {
          (!UsesRows() && DependsOnPiecesOnly(kind_) && state_.constant_size >= 0);
 }
 
-PointLimits VariableRun::LineSource::Find(std::size_t place) {
+statistics::PointLimits VariableRun::LineSource::Find(std::size_t place) {
   if (cusum_) return kCusumLines;
   if (kind_ == ChartKind::PreControl) return PreControlLinesAt(place);
   if (UsesRows() && run_.rows_.LimitRowAt(place) != row_) {
@@ -50,7 +50,7 @@ PointLimits VariableRun::LineSource::Find(std::size_t place) {
   return LinesAt(kind_, graph_, figures_, run_.SizesAt(graph_, place));
 }
 
-const PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t pieces) {
+const statistics::PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t pieces) {
   const auto size = static_cast<std::size_t>(pieces);
   PointSizes sizes;
   sizes.pieces = pieces;
@@ -66,16 +66,16 @@ const PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t pieces) {
   return known_[size];
 }
 
-PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
+statistics::PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
   const auto row = specs_.At(run_.rows_.StampAt(place));
   if (row != spec_row_) {
     spec_row_ = row;
     const auto spec =
         row == kNoRow ? NoSpecLines() : SpecLinesOf(rows_.specs[static_cast<std::size_t>(row)]);
-    const auto lines = PreControlLinesOf(spec.lsl, spec.target, spec.usl);
+    const auto lines = statistics::PreControlLinesOf(spec.lsl, spec.target, spec.usl);
     latest_ = FiniteOnly({lines.target, lines.upper_line, lines.lower_line, kNoValue});
   }
   return latest_;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -6,7 +6,7 @@
 
 #include "engine/charts/VariableRun.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 // Lines of one graph along one stream, in one of the two forms. Asked in ascending order it
 // computes only where the number of pieces or the row in force changes.
@@ -17,7 +17,7 @@ class VariableRun::LineSource {
   // What the cusum of graph 1 is taken about: the lines that the chart would have without it.
   static LineSource UnderCusum(const VariableRun& run, std::size_t stream);
 
-  PointLimits At(std::size_t place) {
+  statistics::PointLimits At(std::size_t place) {
     if (by_size_) {
       const auto size = static_cast<std::size_t>(run_.table_.Sizes()[place]);
       if (size < kKnownSizes && (is_known_ >> size & 1) != 0) return known_[size];
@@ -28,9 +28,9 @@ class VariableRun::LineSource {
   bool IsConstant() const;
 
  private:
-  PointLimits Find(std::size_t place);
-  PointLimits PreControlLinesAt(std::size_t place);
-  const PointLimits& LinesOfSize(std::int32_t pieces);
+  statistics::PointLimits Find(std::size_t place);
+  statistics::PointLimits PreControlLinesAt(std::size_t place);
+  const statistics::PointLimits& LinesOfSize(std::int32_t pieces);
   bool UsesRows() const { return !calculated_ && run_.rows_.HasStoredLimits(); }
   // Whether the number of pieces alone decides.
   bool IsBySize() const { return !cusum_ && !UsesRows() && DependsOnPiecesOnly(kind_); }
@@ -46,11 +46,11 @@ class VariableRun::LineSource {
   LineFigures figures_;
   RowsInForce<API_CCSpecLim> specs_;
   std::int32_t row_ = kNoRow, spec_row_ = kNoRow;
-  PointLimits latest_{};
+  statistics::PointLimits latest_{};
   // Of the row in force, by number of pieces.
   static constexpr std::size_t kKnownSizes = 32;
-  std::array<PointLimits, kKnownSizes> known_;
+  std::array<statistics::PointLimits, kKnownSizes> known_;
   std::uint32_t is_known_ = 0;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

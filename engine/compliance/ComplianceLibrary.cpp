@@ -7,7 +7,7 @@
 #include "engine/compliance/ComplianceRun.h"
 #include "engine/store/guarded.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 namespace {
 
 ComplianceRows& Kept() {
@@ -21,8 +21,8 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE(std::int32_t, std::int32
                                                         API_DSInfo& DSInfo,
                                                         std::span<std::int32_t> DSFilter) {
   Kept() = {};
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  const auto store = store::OpenStore(Connection);
+  return store::Guarded(store, [&]() -> std::int32_t {
     ComplianceRows result;
     if (!RunCompliance(*store, DSInfo, DSFilter, result)) return 0;
     Kept() = std::move(result);
@@ -46,4 +46,4 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE_FREEDATA() {
 
 std::vector<SamplingDue> ComplianceLibrary::LatestSampling() { return Kept().windows; }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

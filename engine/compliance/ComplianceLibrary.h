@@ -6,7 +6,7 @@
 #include "platform/Reports.h"
 #include "platform/SReqCompliance.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 
 // The library of sampling compliance of the embedded engine. The rows of the latest computation are
 // kept for each thread. Nothing throws: what fails is kept in the open database.
@@ -23,4 +23,4 @@ class ComplianceLibrary final : public platform::SReqCompliance {
   static std::vector<SamplingDue> LatestSampling();
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -11,7 +11,7 @@
 #include "engine/compliance/SamplingInput.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 namespace {
 
 std::int32_t Int32(std::int64_t value) {
@@ -36,7 +36,8 @@ struct Sampled {
 
 class Compliance {
  public:
-  Compliance(Store& store, const DataSet& data, const SamplingInput& input, bool enabled_only)
+  Compliance(store::Store& store, const store::DataSet& data, const SamplingInput& input,
+             bool enabled_only)
       : store_(store), data_(data), input_(input), enabled_only_(enabled_only) {}
 
   // Every window that asked for samples, after Rows.
@@ -157,8 +158,8 @@ class Compliance {
     }
   }
 
-  Store& store_;
-  const DataSet& data_;
+  store::Store& store_;
+  const store::DataSet& data_;
   const SamplingInput& input_;
   bool enabled_only_;
   std::vector<API_SCRow> rows_;
@@ -173,14 +174,14 @@ bool NarrowsSamples(const API_DSInfo& info) {
 
 }  // namespace
 
-bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
-                   ComplianceRows& result) {
+bool RunCompliance(store::SqliteStore& store, API_DSInfo& info,
+                   std::span<const std::int32_t> filter, ComplianceRows& result) {
   auto selection = info;
   selection.Count = 0;
-  DataSet data;
+  store::DataSet data;
   if (!store.Select(selection, filter, {}, data)) return false;
   SamplingInput input;
-  const bool read = store.Read([&](Connection& db) {
+  const bool read = store.Read([&](sql::Connection& db) {
     input = ReadSamplingInput(store, db, selection, filter, data.subgroups);
   });
   if (!read) return false;
@@ -189,11 +190,12 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
                              return each.part == 0;
                            });
   if (names_parts || (!input.requirements.empty() && NarrowsSamples(info))) {
-    AddNote("samples-narrowed",
-            "The selection narrows the samples that count, but not what intervals, shifts and "
-            "requirements for any part ask for.");
+    store::AddNote(
+        "samples-narrowed",
+        "The selection narrows the samples that count, but not what intervals, shifts and "
+        "requirements for any part ask for.");
   }
-  const bool enabled_only = !EveryStateCounts(info.Status);
+  const bool enabled_only = !store::EveryStateCounts(info.Status);
   Compliance compliance(store, data, input, enabled_only);
   result.rows = compliance.Rows();
   result.windows = compliance.Report();
@@ -203,4 +205,4 @@ bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::in
   return true;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -9,7 +9,7 @@
 #include "platform/ComplianceRecords.h"
 #include "platform/Reports.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 
 struct ComplianceRows {
   std::vector<API_SCRow> rows;
@@ -18,7 +18,7 @@ struct ComplianceRows {
 
 // The compliance rows of a selection, in the order of delivery; its Count is no bound. Writes the
 // resolved range and states into info. False after a failure, which the store keeps.
-bool RunCompliance(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
-                   ComplianceRows& result);
+bool RunCompliance(store::SqliteStore& store, API_DSInfo& info,
+                   std::span<const std::int32_t> filter, ComplianceRows& result);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

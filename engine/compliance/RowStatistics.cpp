@@ -13,7 +13,7 @@
 #include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 namespace {
 
 constexpr std::int32_t kLsc = 8;  // flag of the two figures about the labelled content
@@ -34,9 +34,9 @@ std::optional<Row> InForce(const std::vector<Row>& rows, std::int32_t time) {
 double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
 
 // Piece values of the subgroups; readings within a piece are not values of their own.
-std::vector<double> Pieces(const DataSet& data, std::span<const std::size_t> subgroups) {
+std::vector<double> Pieces(const store::DataSet& data, std::span<const std::size_t> subgroups) {
   std::vector<double> values;
-  PieceReader reader(data);
+  store::PieceReader reader(data);
   for (const auto place : subgroups) {
     const auto pieces = reader.Pieces(place);
     values.insert(values.end(), pieces.begin(), pieces.end());
@@ -58,14 +58,14 @@ double PercentBelow(std::span<const double> values, double limit) {
 }
 
 // The parts of the subgroups.
-std::set<std::int32_t> PartsOf(const DataSet& data, std::span<const std::size_t> subgroups) {
+std::set<std::int32_t> PartsOf(const store::DataSet& data, std::span<const std::size_t> subgroups) {
   std::set<std::int32_t> parts;
   for (const auto place : subgroups) parts.insert(data.subgroups[place].Part);
   return parts;
 }
 
-Tolerance ToleranceOf(const API_CCSpecLim& row) {
-  Tolerance tolerance;
+statistics::Tolerance ToleranceOf(const API_CCSpecLim& row) {
+  statistics::Tolerance tolerance;
   if ((row.F_EFLAG & slfUSL) != 0) tolerance.usl = row.F_USL;
   if ((row.F_EFLAG & slfLSL) != 0) tolerance.lsl = row.F_LSL;
   return tolerance;
@@ -80,9 +80,10 @@ bool Agree(std::optional<double> a, std::optional<double> b, double width) {
 }
 
 // The limits that hold for every part; none where parts disagree.
-std::optional<Tolerance> SpecLimits(Store& store, const std::set<std::int32_t>& parts,
-                                    std::int32_t test, std::int32_t time) {
-  std::optional<Tolerance> common;
+std::optional<statistics::Tolerance> SpecLimits(store::Store& store,
+                                                const std::set<std::int32_t>& parts,
+                                                std::int32_t test, std::int32_t time) {
+  std::optional<statistics::Tolerance> common;
   for (const auto part : parts) {
     const auto row = InForce(store.SpecLimits(part, test), time);
     if (!row) return std::nullopt;
@@ -96,14 +97,16 @@ std::optional<Tolerance> SpecLimits(Store& store, const std::set<std::int32_t>& 
   return common;
 }
 
-std::optional<API_CANccLim8> NetContent(Store& store, const std::set<std::int32_t>& parts,
+std::optional<API_CANccLim8> NetContent(store::Store& store, const std::set<std::int32_t>& parts,
                                         std::int32_t test, std::int32_t time) {
   if (parts.size() != 1) return std::nullopt;
   return InForce(store.NetContents(*parts.begin(), test), time);
 }
 
-void FillSpecification(std::span<const double> values, const Tolerance& limits, API_SCRow& row) {
-  const auto indices = IndicesOf(Reach::OfNormal(row.AverageValue, row.StandardDeviation), limits);
+void FillSpecification(std::span<const double> values, const statistics::Tolerance& limits,
+                       API_SCRow& row) {
+  const auto indices = statistics::IndicesOf(
+      statistics::Reach::OfNormal(row.AverageValue, row.StandardDeviation), limits);
   row.PP = indices.p;
   row.PPK = indices.k;
   row.SpecFlags = (limits.usl ? slfUSL : 0) | (limits.lsl ? slfLSL : 0);
@@ -117,8 +120,12 @@ void FillSpecification(std::span<const double> values, const Tolerance& limits, 
 void FillNetContent(std::span<const double> values, const API_CANccLim8& limits, API_SCRow& row) {
   // Limits are brought to the unit of the values.
   const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
-  const auto above = [&](double limit) { return PercentAbove(values, HighestOn(limit / factor)); };
-  const auto below = [&](double limit) { return PercentBelow(values, LowestOn(limit / factor)); };
+  const auto above = [&](double limit) {
+    return PercentAbove(values, statistics::HighestOn(limit / factor));
+  };
+  const auto below = [&](double limit) {
+    return PercentBelow(values, statistics::LowestOn(limit / factor));
+  };
   row.LimitFlags = limits.EFlag;
   if (limits.Head[0] != 0) {
     row.LimitFlags |= kLsc;
@@ -131,12 +138,12 @@ void FillNetContent(std::span<const double> values, const API_CANccLim8& limits,
     platform::WireDouble API_SCRow::*percent;
     bool above;
   } figures[] = {
-      {nclMavL, &API_CANccLim8::MavL, &API_SCRow::PercentBelowMAVL, false},
-      {nclT1L, &API_CANccLim8::T1L, &API_SCRow::PercentBelowT1L, false},
-      {nclT2L, &API_CANccLim8::T2L, &API_SCRow::PercentBelowT2L, false},
-      {nclMavU, &API_CANccLim8::MavU, &API_SCRow::PercentAboveMAVU, true},
-      {nclT1U, &API_CANccLim8::T1U, &API_SCRow::PercentAboveT1U, true},
-      {nclT2U, &API_CANccLim8::T2U, &API_SCRow::PercentAboveT2U, true},
+      {store::nclMavL, &API_CANccLim8::MavL, &API_SCRow::PercentBelowMAVL, false},
+      {store::nclT1L, &API_CANccLim8::T1L, &API_SCRow::PercentBelowT1L, false},
+      {store::nclT2L, &API_CANccLim8::T2L, &API_SCRow::PercentBelowT2L, false},
+      {store::nclMavU, &API_CANccLim8::MavU, &API_SCRow::PercentAboveMAVU, true},
+      {store::nclT1U, &API_CANccLim8::T1U, &API_SCRow::PercentAboveT1U, true},
+      {store::nclT2U, &API_CANccLim8::T2U, &API_SCRow::PercentAboveT2U, true},
   };
   for (const auto& figure : figures) {
     if ((limits.EFlag & figure.flag) == 0) continue;
@@ -147,17 +154,17 @@ void FillNetContent(std::span<const double> values, const API_CANccLim8& limits,
 
 }  // namespace
 
-void FillStatistics(Store& store, const DataSet& data, std::span<const std::size_t> subgroups,
-                    API_SCRow& row) {
+void FillStatistics(store::Store& store, const store::DataSet& data,
+                    std::span<const std::size_t> subgroups, API_SCRow& row) {
   if (subgroups.empty() || store.TestType(row.TestID) != ttVariable) return;
   const auto values = Pieces(data, subgroups);
   if (values.empty()) return;
   row.TestCount = static_cast<std::int32_t>(values.size());
-  const auto summary = Summarise(values);
+  const auto summary = statistics::Summarise(values);
   row.MinimumValue = summary.smallest;
   row.MaximumValue = summary.largest;
-  row.AverageValue = FiniteOrZero(Mean(values));
-  row.StandardDeviation = FiniteOrZero(SampleStandardDeviation(values));
+  row.AverageValue = FiniteOrZero(statistics::Mean(values));
+  row.StandardDeviation = FiniteOrZero(statistics::SampleStandardDeviation(values));
   const auto parts = PartsOf(data, subgroups);
   const auto newest = data.subgroups[subgroups.back()].Sgtm;
   if (const auto limits = SpecLimits(store, parts, row.TestID, newest)) {
@@ -168,4 +175,4 @@ void FillStatistics(Store& store, const DataSet& data, std::span<const std::size
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 namespace {
 
 // A mistaken time of 1970 shall not ask for all the memory there is.
@@ -55,7 +55,7 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
   if (stretches.empty() || every <= 0) return {};
   const auto& last = stretches.back();
   const auto total = last.clock + last.end - last.start;
-  const auto count = std::max<std::int64_t>(FloorDivide(total - grace, every), 0);
+  const auto count = std::max<std::int64_t>(time::FloorDivide(total - grace, every), 0);
   if (count > kMostWindows) {
     throw std::runtime_error("A sampling requirement has " + std::to_string(count) +
                              " intervals in the time range, more than " +
@@ -74,7 +74,8 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
     if (sample.time < valid.start || sample.time >= valid.end) continue;
     const auto clock = ClockAt(stretches, sample.time);
     const auto end = std::min(clock / every + 1, count);
-    for (auto j = std::max<std::int64_t>(FloorDivide(clock - grace, every), 0); j < end; ++j) {
+    for (auto j = std::max<std::int64_t>(time::FloorDivide(clock - grace, every), 0); j < end;
+         ++j) {
       auto& window = windows[static_cast<std::size_t>(j)];
       if (window.collected >= n) continue;
       ++window.collected;
@@ -119,4 +120,4 @@ std::vector<Due> DueBySegment(std::span<const StateSegment> segments,
   return due;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

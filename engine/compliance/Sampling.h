@@ -7,7 +7,7 @@
 
 // How many samples a sampling requirement asked for while its process ran, and how many of these
 // were taken. Plain arithmetic on stamps (seconds); an interval holds its start and not its end.
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 
 // A stay of a process in one state.
 struct StateSegment {
@@ -64,4 +64,4 @@ struct Due {
 std::vector<Due> DueBySegment(std::span<const StateSegment> segments,
                               std::span<const SamplingWindow> windows);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "engine/store/StateLog.h"
-#include "engine/store/calendar.h"
 #include "engine/store/conditions.h"
 #include "engine/store/flat_filter.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 namespace {
 
 constexpr std::int64_t kMinute = 60;
@@ -22,14 +22,14 @@ SamplingKind KindOf(std::string_view word) {
   return word == "job" ? SamplingKind::Job : SamplingKind::Interval;
 }
 
-std::vector<Requirement> ReadRequirements(Connection& db, const FlatFilter& filter) {
-  const auto parts = LookUpItems(db, "part", filter.part);
-  const auto processes = LookUpItems(db, "process", filter.process);
-  const auto tests = LookUpItems(db, "test", filter.test);
+std::vector<Requirement> ReadRequirements(sql::Connection& db, const store::FlatFilter& filter) {
+  const auto parts = store::LookUpItems(db, "part", filter.part);
+  const auto processes = store::LookUpItems(db, "process", filter.process);
+  const auto tests = store::LookUpItems(db, "test", filter.test);
   std::vector<Requirement> requirements;
-  Query query(db,
-              "SELECT id, part, process, test, kind, n, minutes, grace, valid_from, valid_to "
-              "FROM requirement WHERE active <> 0 ORDER BY id");
+  sql::Query query(db,
+                   "SELECT id, part, process, test, kind, n, minutes, grace, valid_from, valid_to "
+                   "FROM requirement WHERE active <> 0 ORDER BY id");
   while (query.Step()) {
     Requirement each;
     each.id = query.Int(0);
@@ -42,8 +42,8 @@ std::vector<Requirement> ReadRequirements(Connection& db, const FlatFilter& filt
     each.grace = query.Int64(7) * kMinute;
     each.valid.start = query.IsNull(8) ? INT32_MIN : query.Int64(8);
     each.valid.end = query.IsNull(9) ? std::int64_t{INT32_MAX} + 1 : query.Int64(9);
-    if ((each.part == 0 || Has(parts, each.part)) && Has(processes, each.process) &&
-        Has(tests, each.test)) {
+    if ((each.part == 0 || store::Has(parts, each.part)) && store::Has(processes, each.process) &&
+        store::Has(tests, each.test)) {
       requirements.push_back(each);
     }
   }
@@ -51,20 +51,20 @@ std::vector<Requirement> ReadRequirements(Connection& db, const FlatFilter& filt
 }
 
 // The first state of any of the processes.
-std::int64_t FirstState(Connection& db, const std::set<std::int32_t>& processes) {
+std::int64_t FirstState(sql::Connection& db, const std::set<std::int32_t>& processes) {
   std::int64_t first = INT64_MAX;
   for (const auto process : processes) {
-    const auto rows = ReadStateLog(db, process, INT32_MIN, INT32_MAX, 1);
+    const auto rows = store::ReadStateLog(db, process, INT32_MIN, INT32_MAX, 1);
     if (!rows.empty()) first = std::min(first, std::int64_t{rows.front().time});
   }
   return first;
 }
 
-std::vector<StateSegment> ReadSegments(Connection& db, std::int32_t process, const Period& window,
-                                       const std::string& name) {
-  if (!HasStateLog(db, process)) {
-    AddNote("no-state-log", "The process has no state log and counts as running all the time.",
-            name);
+std::vector<StateSegment> ReadSegments(sql::Connection& db, std::int32_t process,
+                                       const Period& window, const std::string& name) {
+  if (!store::HasStateLog(db, process)) {
+    store::AddNote("no-state-log",
+                   "The process has no state log and counts as running all the time.", name);
     return {{window.start, window.end, 0, pst_None, true}};
   }
   std::vector<StateSegment> segments;
@@ -72,8 +72,8 @@ std::vector<StateSegment> ReadSegments(Connection& db, std::int32_t process, con
     if (!segments.empty()) segments.back().end = time;
     segments.push_back({time, window.end, state, type, running});
   };
-  const auto before = LatestStateBefore(db, process, window.start + 1);
-  const auto rows = ReadStateLog(db, process, window.start + 1, window.end - 1, -1);
+  const auto before = store::LatestStateBefore(db, process, window.start + 1);
+  const auto rows = store::ReadStateLog(db, process, window.start + 1, window.end - 1, -1);
   if (before) {
     begin(window.start, before->state, before->type, IsRunning(before->type));
   } else {
@@ -87,7 +87,7 @@ std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_
                                std::int32_t zone_offset) {
   std::vector<Occasion> shifts;
   for (auto at = window.start; at < window.end;) {
-    const auto shift = ShiftAround(at, starts, zone_offset);
+    const auto shift = time::ShiftAround(at, starts, zone_offset);
     shifts.push_back({at, std::min(shift.end, window.end), 0});
     at = shift.end;
   }
@@ -95,22 +95,24 @@ std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_
 }
 
 // Each lot or job of the part and process in the window, from its first to its last subgroup.
-std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache, const FlatFilter& filter,
-                                const Requirement& requirement, const Period& window) {
-  const auto lots = LookUpItems(db, "lot", filter.lot), jobs = LookUpItems(db, "job", filter.job);
+std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& cache,
+                                const store::FlatFilter& filter, const Requirement& requirement,
+                                const Period& window) {
+  const auto lots = store::LookUpItems(db, "lot", filter.lot),
+             jobs = store::LookUpItems(db, "job", filter.job);
   std::map<std::int32_t, Occasion> items;
-  Query query(db,
-              "SELECT m.context, min(m.time), max(m.time) FROM stream s "
-              "JOIN measurement m ON m.stream = s.id "
-              "WHERE s.process = ?1 AND (?2 = 0 OR s.part = ?2) AND m.time BETWEEN ?3 AND ?4 "
-              "GROUP BY m.context");
+  sql::Query query(db,
+                   "SELECT m.context, min(m.time), max(m.time) FROM stream s "
+                   "JOIN measurement m ON m.stream = s.id "
+                   "WHERE s.process = ?1 AND (?2 = 0 OR s.part = ?2) AND m.time BETWEEN ?3 AND ?4 "
+                   "GROUP BY m.context");
   query.Bind(1, std::int64_t{requirement.process}).Bind(2, std::int64_t{requirement.part});
   query.Bind(3, window.start).Bind(4, window.end - 1);
   while (query.Step()) {
     const auto place = cache.PlaceOfContext(query.Int64(0));
     if (!place) continue;
     const auto& context = cache.contexts[*place];
-    if (!Has(lots, context.lot) || !Has(jobs, context.job)) continue;
+    if (!store::Has(lots, context.lot) || !store::Has(jobs, context.job)) continue;
     const auto item = requirement.kind == SamplingKind::Lot ? context.lot : context.job;
     if (item == 0) continue;
     const auto first = query.Int64(1), end = query.Int64(2) + 1;
@@ -125,11 +127,11 @@ std::vector<Occasion> ReadItems(Connection& db, const StoreCache& cache, const F
 
 }  // namespace
 
-SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, const API_DSInfo& info,
-                                std::span<const std::int32_t> filter,
+SamplingInput ReadSamplingInput(store::SqliteStore& store, sql::Connection& connection,
+                                const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups) {
   const auto& cache = store.Cache();
-  const auto flat = ReadFilter(info, filter);
+  const auto flat = store::ReadFilter(info, filter);
   SamplingInput input;
   input.requirements = ReadRequirements(connection, flat);
   std::set<std::int32_t> processes;
@@ -137,18 +139,18 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
   for (const auto& each : subgroups) processes.insert(each.Prcs);
 
   auto& window = input.window;
-  const bool has_end = HasTimeBounds(info) && info.TimeEnd != kNoStamp;
+  const bool has_end = store::HasTimeBounds(info) && info.TimeEnd != time::kNoStamp;
   window = {info.TimeStart, std::int64_t{has_end ? info.TimeEnd : INT32_MAX} + 1};
-  auto latest = Now();
+  auto latest = time::Now();
   if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});
   window.end = std::min(window.end, latest + 1);
-  if (window.start == kNoStamp) {
+  if (window.start == time::kNoStamp) {
     window.start = FirstState(connection, processes);
     if (!subgroups.empty()) window.start = std::min(window.start, std::int64_t{subgroups[0].Sgtm});
   }
   if (window.start >= window.end) return {};
 
-  const auto& names = store.Names(ItemKind::Process);
+  const auto& names = store.Names(catalogue::ItemKind::Process);
   for (const auto process : processes) {
     const auto name = names.find(process);
     input.segments[process] =
@@ -156,7 +158,7 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
   }
   const auto setting = cache.settings.find("shift_starts");
   const auto starts =
-      ParseTimesOfDay(setting == cache.settings.end() ? kUsualShifts : setting->second);
+      time::ParseTimesOfDay(setting == cache.settings.end() ? time::kUsualShifts : setting->second);
   for (const auto& each : input.requirements) {
     if (each.kind == SamplingKind::Interval) continue;
     input.occasions[each.id] =
@@ -167,4 +169,4 @@ SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, cons
   return input;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

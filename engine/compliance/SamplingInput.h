@@ -9,7 +9,7 @@
 #include "engine/compliance/Sampling.h"
 #include "engine/store/SqliteStore.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
 
 enum class SamplingKind { Interval, Shift, Lot, Job };
 
@@ -38,8 +38,8 @@ struct SamplingInput {
 // Inside a transaction. info has the resolved range of the selection; subgroups are the selected
 // ones, oldest first. A range that is open at its start begins with the first subgroup or state; it
 // ends now, or with the newest subgroup, where it is open at its end or would end later. Throws.
-SamplingInput ReadSamplingInput(SqliteStore& store, Connection& connection, const API_DSInfo& info,
-                                std::span<const std::int32_t> filter,
+SamplingInput ReadSamplingInput(store::SqliteStore& store, sql::Connection& connection,
+                                const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -10,7 +10,7 @@
 #include "engine/dom/writer.h"
 #include "platform/ExternalFailure.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::dom {
 namespace {
 
 using dom::Id;
@@ -208,4 +208,4 @@ class Document final : public platform::XmlDocument {
 
 std::shared_ptr<platform::XmlDocument> MakeXmlDocument() { return std::make_shared<Document>(); }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::dom

@@ -4,14 +4,14 @@
 #include <cstdint>
 #include <string>
 
+#include "engine/catalogue/ItemKind.h"
 #include "engine/pareto/StateEntry.h"
-#include "engine/store/Catalogue.h"
 #include "engine/store/EventLog.h"
 #include "engine/store/Store.h"
 #include "platform/RowRecords.h"
 
 // What a level can be binned by, and what each kind of resource has of it.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // How the identifier of a bin follows from the field of a record.
 enum class Via {
@@ -30,11 +30,11 @@ struct BinKind {
   std::int32_t type;  // paBinTypes
   Via via;
   Naming naming;
-  ItemKind item;  // of Naming::Item and Naming::Group
+  catalogue::ItemKind item;  // of Naming::Item and Naming::Group
   // Null: the resource has nothing of the kind. A subgroup's own field stands before its rows'.
   std::int32_t API_SubgroupData::*of_subgroup;
-  std::int32_t RowKey::*of_row;
-  std::int32_t EventRow::*of_event;
+  std::int32_t store::RowKey::*of_row;
+  std::int32_t store::EventRow::*of_event;
   std::int32_t StateEntry::*of_state;
 };
 
@@ -44,4 +44,4 @@ const BinKind* FindBinKind(std::int32_t type);
 // "subgroup", "defect": what messages call the type; its number for one that does not exist.
 std::string BinTypeName(std::int32_t type);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -3,10 +3,11 @@
 
 #include <array>
 
-#include "engine/store/failures.h"
+#include "engine/sql/failures.h"
+#include "engine/store/Catalogue.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 // A filter of eight blocks, each without group and items.
@@ -20,9 +21,9 @@ BinNames::BinNames(platform::Database& database, std::int32_t resource,
   const auto of = resource == paProcessEvents  ? Resource::Events
                   : resource == paProcessState ? Resource::States
                                                : Resource::Subgroups;
-  const auto store = SqliteStoreOf(database);
+  const auto store = store::SqliteStoreOf(database);
   try {
-    store->ReadOrThrow([&](Connection& connection) {
+    store->ReadOrThrow([&](sql::Connection& connection) {
       std::string reason;
       plan_ = MakePlan(of, options, store->Cache().zone_offset, reason);
       if (!plan_) return;
@@ -30,7 +31,7 @@ BinNames::BinNames(platform::Database& database, std::int32_t resource,
       lookups_.emplace(*store, connection, *plan_, API_DSInfo{}, kEverything, SubgroupRange{});
     });
   } catch (...) {
-    LeaveAsExternalFailure(store->Path(), "BinNames");
+    sql::LeaveAsExternalFailure(store->Path(), "BinNames");
   }
 }
 
@@ -39,7 +40,7 @@ std::string BinNames::NameOf(std::size_t level, std::int32_t id) {
   for (std::size_t i = 0; i < plan_->levels.size(); ++i) {
     if (plan_->levels[i].place != level) continue;
     if (plan_->levels[i].kind->naming == Naming::Label && id != 0) {
-      auto label = SubgroupLabel(database_, id);
+      auto label = store::SubgroupLabel(database_, id);
       return label.empty() ? std::to_string(id) : label;
     }
     return lookups_->NameOf(i, id);
@@ -47,4 +48,4 @@ std::string BinNames::NameOf(std::size_t level, std::int32_t id) {
   return {};
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

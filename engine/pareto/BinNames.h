@@ -10,7 +10,7 @@
 #include "platform/Database.h"
 #include "platform/ParetoRecords.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // Names of the bins of one analysis, for hosts: level by level and whole, where the name of a bin
 // joins and cuts them. The database must be one of the engine's own and outlive it; failures are
@@ -32,4 +32,4 @@ class BinNames {
   std::optional<Lookups> lookups_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -16,7 +16,7 @@
 #include "engine/store/Store.h"
 
 // Counting: from what was selected to the bins before they are ranked.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // What is known of the tests behind the streams of a database.
 class TestFacts {
@@ -24,7 +24,7 @@ class TestFacts {
   struct Limits {
     std::int32_t effective;
     double lower, upper;  // infinite where there is none
-    Tolerance AsTolerance() const;
+    statistics::Tolerance AsTolerance() const;
   };
   struct Facts {
     std::int32_t type = 0;  // TestTypes
@@ -34,12 +34,12 @@ class TestFacts {
   };
 
   // Inside a Read of the store. Of the streams of a data set where there is one, else of every one.
-  TestFacts(const StoreCache& cache, const DataSet* data);
+  TestFacts(const store::StoreCache& cache, const store::DataSet* data);
   // Without type and limits for what the database did not have.
   const Facts& Of(std::int32_t part, std::int32_t test) const;
 
  private:
-  void Add(const StoreCache& cache, const Stream& stream);
+  void Add(const store::StoreCache& cache, const store::Stream& stream);
 
   std::map<std::pair<std::int32_t, std::int32_t>, Facts> facts_;
   Facts none_;
@@ -51,7 +51,7 @@ struct Findings {
 };
 
 // Counts the subgroups that a selection brings. What it is made with must outlive it.
-class SubgroupTaker final : public BatchTaker {
+class SubgroupTaker final : public store::BatchTaker {
  public:
   SubgroupTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
                 bool every_state);
@@ -60,7 +60,7 @@ class SubgroupTaker final : public BatchTaker {
   SubgroupTaker& operator=(const SubgroupTaker&) = delete;
 
   void Begin(std::size_t parts) override;
-  void Take(std::size_t part, const DataSet& batch) override;
+  void Take(std::size_t part, const store::DataSet& batch) override;
   // Of all parts together, in their order.
   Findings Finish();
 
@@ -81,7 +81,7 @@ struct PieceValues {
 
 // Gathers the piece values behind some bins: those of used subgroups of variable tests that have
 // the bin's identifiers.
-class ValuesTaker final : public BatchTaker {
+class ValuesTaker final : public store::BatchTaker {
  public:
   ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
               bool every_state, std::span<const BinKeys> bins);
@@ -90,7 +90,7 @@ class ValuesTaker final : public BatchTaker {
   ValuesTaker& operator=(const ValuesTaker&) = delete;
 
   void Begin(std::size_t parts) override;
-  void Take(std::size_t part, const DataSet& batch) override;
+  void Take(std::size_t part, const store::DataSet& batch) override;
   // Of one bin, in the order of the selection.
   PieceValues Finish(std::size_t bin) const;
 
@@ -110,7 +110,7 @@ class ValuesTaker final : public BatchTaker {
 };
 
 // Events without an end last up to window_end.
-Findings CountEvents(const ParetoPlan& plan, std::span<const EventRow> events,
+Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> events,
                      const Lookups& lookups, std::int64_t window_end);
 Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries,
                      const Lookups& lookups);
@@ -118,4 +118,4 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
 // The identifiers of the plan's levels that a whole subgroup has; false: a row's.
 bool IsOfSubgroup(const ParetoLevel& level);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

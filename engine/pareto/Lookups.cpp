@@ -3,20 +3,19 @@
 
 #include <algorithm>
 
+#include "engine/catalogue/words.h"
 #include "engine/store/conditions.h"
 #include "engine/store/flat_filter.h"
-#include "engine/store/import_table.h"
-#include "engine/store/state_words.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 using Table = IdTable<std::int32_t>;
 
 // An item of several groups counts in the one with the lowest identifier, so that nothing counts
 // twice.
-Table TableOfGroups(const std::vector<ItemGroup>& groups) {
+Table TableOfGroups(const std::vector<catalogue::ItemGroup>& groups) {
   Table table;
   for (const auto& group : groups) {
     for (const auto member : group.members) table.Set(member, group.id);
@@ -24,37 +23,38 @@ Table TableOfGroups(const std::vector<ItemGroup>& groups) {
   return table;
 }
 
-Table TableOfPlaces(const std::vector<ProcessPlace>& places, ItemKind kind) {
-  const auto unit = static_cast<std::size_t>(kind) - static_cast<std::size_t>(ItemKind::Company);
+Table TableOfPlaces(const std::vector<catalogue::ProcessPlace>& places, catalogue::ItemKind kind) {
+  const auto unit =
+      static_cast<std::size_t>(kind) - static_cast<std::size_t>(catalogue::ItemKind::Company);
   Table table;
   for (const auto& place : places) table.Set(place.process, place.units[unit]);
   return table;
 }
 
-IdTable<double> FactorsOf(const ItemList& list) {
+IdTable<double> FactorsOf(const catalogue::ItemList& list) {
   IdTable<double> table(1.0);
   for (const auto& item : list.items) table.Set(item.id, item.factor);
   return table;
 }
 
 // The filter block of what a level is binned by; null where the filter has none.
-const FilterBlock* BlockOf(const FlatFilter& flat, ItemKind kind) {
+const store::FilterBlock* BlockOf(const store::FlatFilter& flat, catalogue::ItemKind kind) {
   switch (kind) {
-    case ItemKind::Part:
+    case catalogue::ItemKind::Part:
       return &flat.part;
-    case ItemKind::Process:
+    case catalogue::ItemKind::Process:
       return &flat.process;
-    case ItemKind::Test:
+    case catalogue::ItemKind::Test:
       return &flat.test;
-    case ItemKind::Job:
+    case catalogue::ItemKind::Job:
       return &flat.job;
-    case ItemKind::Lot:
+    case catalogue::ItemKind::Lot:
       return &flat.lot;
-    case ItemKind::Shift:
+    case catalogue::ItemKind::Shift:
       return &flat.shift;
-    case ItemKind::Employee:
+    case catalogue::ItemKind::Employee:
       return &flat.employee;
-    case ItemKind::Defect:
+    case catalogue::ItemKind::Defect:
       return &flat.defect;
     default:
       return nullptr;
@@ -75,7 +75,7 @@ void SortUnique(std::vector<std::int32_t>& ids) {
 
 }  // namespace
 
-Lookups::Lookups(SqliteStore& store, Connection& connection, const ParetoPlan& plan,
+Lookups::Lookups(store::SqliteStore& store, sql::Connection& connection, const ParetoPlan& plan,
                  const API_DSInfo& info, std::span<const std::int32_t> filter,
                  const SubgroupRange& subgroups) {
   for (const auto& each : plan.levels) {
@@ -86,19 +86,19 @@ Lookups::Lookups(SqliteStore& store, Connection& connection, const ParetoPlan& p
     if (plan.with_empty) ReadDomain(store, connection, info, filter, level);
   }
   if (plan.resource == Resource::Subgroups) {
-    defect_factors_ = FactorsOf(*store.Items(ItemKind::Defect));
-    part_factors_ = FactorsOf(*store.Items(ItemKind::Part));
-    defects_ = LookUpItems(connection, "defect", ReadFilter(info, filter).defect);
+    defect_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Defect));
+    part_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Part));
+    defects_ = store::LookUpItems(connection, "defect", store::ReadFilter(info, filter).defect);
   } else if (plan.resource == Resource::Events) {
-    acc_factors_ = FactorsOf(*store.Items(ItemKind::AccCode));
-    cac_factors_ = FactorsOf(*store.Items(ItemKind::CacCode));
+    acc_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::AccCode));
+    cac_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::CacCode));
   } else {
-    state_factors_ = FactorsOf(*store.Items(ItemKind::StateCode));
+    state_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::StateCode));
   }
 }
 
-void Lookups::ReadTable(SqliteStore& store, Connection& connection, const SubgroupRange& subgroups,
-                        Level& level) {
+void Lookups::ReadTable(store::SqliteStore& store, sql::Connection& connection,
+                        const SubgroupRange& subgroups, Level& level) {
   const auto& kind = *level.plan->kind;
   switch (kind.via) {
     case Via::Group:
@@ -117,7 +117,7 @@ void Lookups::ReadTable(SqliteStore& store, Connection& connection, const Subgro
 }
 
 // The lowest identifier of what a subgroup has, for the same reason as with groups.
-void Lookups::ReadDescriptorTable(SqliteStore& store, Connection& connection,
+void Lookups::ReadDescriptorTable(store::SqliteStore& store, sql::Connection& connection,
                                   const SubgroupRange& subgroups, Level& level) {
   IdTable<std::int32_t> group_of;
   for (const auto& descriptor : *store.Descriptors()) group_of.Set(descriptor.id, descriptor.group);
@@ -130,7 +130,7 @@ void Lookups::ReadDescriptorTable(SqliteStore& store, Connection& connection,
     lowest = 0;
   };
   for (const auto& [id, descriptor] :
-       ReadSubgroupDescriptors(connection, subgroups.first, subgroups.last)) {
+       catalogue::ReadSubgroupDescriptors(connection, subgroups.first, subgroups.last)) {
     if (id != subgroup) finish();
     subgroup = id;
     const auto group = group_of.Of(descriptor);
@@ -142,8 +142,8 @@ void Lookups::ReadDescriptorTable(SqliteStore& store, Connection& connection,
   level.table = std::make_shared<Table>(std::move(table));
 }
 
-void Lookups::ReadNames(SqliteStore& store, Connection& connection, const SubgroupRange& subgroups,
-                        Level& level) {
+void Lookups::ReadNames(store::SqliteStore& store, sql::Connection& connection,
+                        const SubgroupRange& subgroups, Level& level) {
   const auto& kind = *level.plan->kind;
   switch (kind.naming) {
     case Naming::Item:
@@ -160,13 +160,13 @@ void Lookups::ReadNames(SqliteStore& store, Connection& connection, const Subgro
         level.texts.emplace_back(each.id, each.name);
       break;
     case Naming::Label:
-      level.texts = ReadLabels(connection, subgroups.first, subgroups.last);
+      level.texts = catalogue::ReadLabels(connection, subgroups.first, subgroups.last);
       break;
     case Naming::State:
-      level.texts = TextsOf(kStateTypes);
+      level.texts = TextsOf(catalogue::kStateTypes);
       break;
     case Naming::Event:
-      level.texts = TextsOf(kEventTypes);
+      level.texts = TextsOf(catalogue::kEventTypes);
       break;
     case Naming::Time:
     case Naming::Number:
@@ -174,17 +174,18 @@ void Lookups::ReadNames(SqliteStore& store, Connection& connection, const Subgro
   }
 }
 
-void Lookups::ReadDomain(SqliteStore& store, Connection& connection, const API_DSInfo& info,
-                         std::span<const std::int32_t> filter, Level& level) {
+void Lookups::ReadDomain(store::SqliteStore& store, sql::Connection& connection,
+                         const API_DSInfo& info, std::span<const std::int32_t> filter,
+                         Level& level) {
   const auto& kind = *level.plan->kind;
-  const auto flat = ReadFilter(info, filter);
+  const auto flat = store::ReadFilter(info, filter);
   auto& domain = level.domain;
   // Groups are those that items of the filter count in, places those that its processes have.
-  const auto source = kind.via == Via::Place ? ItemKind::Process : kind.item;
+  const auto source = kind.via == Via::Place ? catalogue::ItemKind::Process : kind.item;
   const bool is_item = kind.naming == Naming::Item || kind.naming == Naming::Group;
   const auto* const block = is_item ? BlockOf(flat, source) : nullptr;
   if (block != nullptr && block->limited) {
-    domain = *LookUpItems(connection, WordOf(source), *block);
+    domain = *store::LookUpItems(connection, catalogue::WordOf(source), *block);
     if (level.table) {
       for (auto& id : domain) id = level.table->Of(id);
     }
@@ -209,7 +210,7 @@ void Lookups::ReadDomain(SqliteStore& store, Connection& connection, const API_D
   } else if (kind.naming == Naming::DescriptorGroup || kind.naming == Naming::Event) {
     for (const auto& [id, text] : level.texts) domain.push_back(id);
   } else if (kind.naming == Naming::State) {
-    for (const auto& item : store.Items(ItemKind::StateCode)->items) {
+    for (const auto& item : store.Items(catalogue::ItemKind::StateCode)->items) {
       if (item.active) domain.push_back(item.type);
     }
   }
@@ -236,7 +237,7 @@ const Lookups::Names& Lookups::Known(std::size_t level, std::int32_t id) {
   const auto found = known.find(id);
   if (found != known.end()) return found->second;
   auto text = TextOf(levels_[level], id);
-  auto folded = Lower(text);
+  auto folded = catalogue::Lower(text);
   return known.emplace(id, Names{std::move(text), std::move(folded)}).first->second;
 }
 
@@ -260,4 +261,4 @@ std::string Lookups::TextOf(const Level& level, std::int32_t id) const {
   return std::to_string(id);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -14,7 +14,7 @@
 #include "engine/pareto/Tallies.h"
 #include "engine/store/SqliteStore.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // Turns the field of a record into the identifier of its bin. One for each thread.
 class KeyReader {
@@ -50,7 +50,7 @@ struct SubgroupRange {
 class Lookups {
  public:
   // Inside a Read of the store. The data's own subgroups are those of empty bins by subgroup.
-  Lookups(SqliteStore& store, Connection& connection, const ParetoPlan& plan,
+  Lookups(store::SqliteStore& store, sql::Connection& connection, const ParetoPlan& plan,
           const API_DSInfo& info, std::span<const std::int32_t> filter,
           const SubgroupRange& subgroups);
 
@@ -87,20 +87,20 @@ class Lookups {
   struct Level {
     const ParetoLevel* plan = nullptr;
     std::shared_ptr<const IdTable<std::int32_t>> table;
-    std::shared_ptr<const ItemList> items;
-    std::shared_ptr<const std::vector<ItemGroup>> groups;
+    std::shared_ptr<const catalogue::ItemList> items;
+    std::shared_ptr<const std::vector<catalogue::ItemGroup>> groups;
     std::vector<std::pair<std::int32_t, std::string>> texts;  // by identifier, of the rest
     std::vector<std::int32_t> domain;
     std::unordered_map<std::int32_t, Names> known;
   };
 
-  void ReadTable(SqliteStore& store, Connection& connection, const SubgroupRange& subgroups,
-                 Level& level);
-  void ReadDescriptorTable(SqliteStore& store, Connection& connection,
+  void ReadTable(store::SqliteStore& store, sql::Connection& connection,
+                 const SubgroupRange& subgroups, Level& level);
+  void ReadDescriptorTable(store::SqliteStore& store, sql::Connection& connection,
                            const SubgroupRange& subgroups, Level& level);
-  void ReadNames(SqliteStore& store, Connection& connection, const SubgroupRange& subgroups,
-                 Level& level);
-  void ReadDomain(SqliteStore& store, Connection& connection, const API_DSInfo& info,
+  void ReadNames(store::SqliteStore& store, sql::Connection& connection,
+                 const SubgroupRange& subgroups, Level& level);
+  void ReadDomain(store::SqliteStore& store, sql::Connection& connection, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, Level& level);
   const Names& Known(std::size_t level, std::int32_t id);
   std::string TextOf(const Level& level, std::int32_t id) const;
@@ -111,4 +111,4 @@ class Lookups {
   std::optional<std::vector<std::int32_t>> defects_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

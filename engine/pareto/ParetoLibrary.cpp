@@ -15,15 +15,15 @@
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/store/SqliteStore.h"
-#include "engine/store/calendar.h"
 #include "engine/store/conditions.h"
 #include "engine/store/guarded.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
-SubgroupRange RangeOf(const DataSet& data) {
+SubgroupRange RangeOf(const store::DataSet& data) {
   SubgroupRange range{INT32_MAX, -1};
   for (const auto& subgroup : data.subgroups) {
     range.first = std::min(range.first, subgroup.Sgrp);
@@ -35,7 +35,7 @@ SubgroupRange RangeOf(const DataSet& data) {
 // One analysis, from the arguments of its call to the bins.
 class Analysis {
  public:
-  Analysis(SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  Analysis(store::SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
            const platform::ArrayRef& bins, API_PAOptions& options)
       : store_(store), info_(info), filter_(filter), bins_(bins), options_(options) {}
 
@@ -46,7 +46,7 @@ class Analysis {
     std::string reason;
     auto plan = MakePlan(resource, options_, *offset, reason);
     if (!plan) {
-      AddNote("no-bins", reason);
+      store::AddNote("no-bins", reason);
       return 0;
     }
     plan->most_bins = std::min(plan->most_bins, bins_.As<API_PABin>().size());
@@ -73,7 +73,7 @@ class Analysis {
  private:
   std::optional<std::int32_t> ZoneOffset() {
     std::int32_t offset = 0;
-    if (!store_.Read([&](Connection&) { offset = store_.Cache().zone_offset; })) {
+    if (!store_.Read([&](sql::Connection&) { offset = store_.Cache().zone_offset; })) {
       return std::nullopt;
     }
     return offset;
@@ -84,8 +84,8 @@ class Analysis {
   // a level by these holds the selection first; so does one of a few subgroups, which costs
   // nothing.
   bool Subgroups(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
-    const bool every_state = EveryStateCounts(resolved.Status);
-    std::optional<DataSet> held;
+    const bool every_state = store::EveryStateCounts(resolved.Status);
+    std::optional<store::DataSet> held;
     SubgroupRange range;
     if (NeedsHeld(plan)) {
       if (!store_.Select(resolved, filter_, {}, held.emplace())) return false;
@@ -95,7 +95,7 @@ class Analysis {
     auto lookups = MakeLookups(plan, range);
     const auto facts = MakeFacts(held ? &*held : nullptr);
     if (!lookups || !facts) return false;
-    const auto bring = [&](BatchTaker& taker) {
+    const auto bring = [&](store::BatchTaker& taker) {
       if (!held) return Bring(resolved, taker);
       taker.Begin(1);
       taker.Take(0, *held);
@@ -118,7 +118,8 @@ class Analysis {
       if (!bring(values)) return false;
       WritePpk(wanted, values, *facts, made);
     }
-    if (made.empty()) AddNote("nothing-found", "The selected subgroups have nothing to count");
+    if (made.empty())
+      store::AddNote("nothing-found", "The selected subgroups have nothing to count");
     return true;
   }
 
@@ -131,7 +132,7 @@ class Analysis {
   }
 
   // The range that is written back is that of the call's own selection.
-  bool Bring(API_DSInfo& resolved, BatchTaker& taker) {
+  bool Bring(API_DSInfo& resolved, store::BatchTaker& taker) {
     auto info = info_;
     if (!store_.SelectInBatches(info, filter_, {}, taker)) return false;
     resolved = info;
@@ -139,9 +140,9 @@ class Analysis {
   }
 
   bool Events(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
-    std::vector<EventRow> events;
-    const bool is_read = store_.Read([&](Connection& connection) {
-      events = SelectEvents(connection, store_.Cache(), resolved, filter_);
+    std::vector<store::EventRow> events;
+    const bool is_read = store_.Read([&](sql::Connection& connection) {
+      events = store::SelectEvents(connection, store_.Cache(), resolved, filter_);
     });
     if (!is_read) return false;
     if (events.empty()) return true;
@@ -156,7 +157,7 @@ class Analysis {
 
   bool States(const ParetoPlan& plan, API_DSInfo& resolved, std::vector<API_PABin>& made) {
     StateWindow window;
-    const bool is_read = store_.Read([&](Connection& connection) {
+    const bool is_read = store_.Read([&](sql::Connection& connection) {
       window = ReadStateWindow(connection, store_.Cache(), resolved, filter_);
     });
     if (!is_read) return false;
@@ -172,24 +173,24 @@ class Analysis {
 
   std::optional<Lookups> MakeLookups(const ParetoPlan& plan, const SubgroupRange& subgroups) {
     std::optional<Lookups> lookups;
-    const bool is_read = store_.Read([&](Connection& connection) {
+    const bool is_read = store_.Read([&](sql::Connection& connection) {
       lookups.emplace(store_, connection, plan, info_, filter_, subgroups);
     });
     if (!is_read) lookups.reset();
     return lookups;
   }
 
-  std::optional<TestFacts> MakeFacts(const DataSet* data) {
+  std::optional<TestFacts> MakeFacts(const store::DataSet* data) {
     std::optional<TestFacts> facts;
-    if (!store_.Read([&](Connection&) { facts.emplace(store_.Cache(), data); })) facts.reset();
+    if (!store_.Read([&](sql::Connection&) { facts.emplace(store_.Cache(), data); })) facts.reset();
     return facts;
   }
 
   // An event that has not ended lasts to the end of the selection's window, and not beyond now.
   std::int64_t WindowEnd(const API_DSInfo& resolved) const {
-    const bool is_open =
-        info_.TimeType == drttStatic ? info_.TimeEnd == kNoStamp : !HasTimeBounds(info_);
-    return is_open ? Now() : std::min<std::int64_t>(resolved.TimeEnd, Now());
+    const bool is_open = info_.TimeType == drttStatic ? info_.TimeEnd == time::kNoStamp
+                                                      : !store::HasTimeBounds(info_);
+    return is_open ? time::Now() : std::min<std::int64_t>(resolved.TimeEnd, time::Now());
   }
 
   static const Ground* GroundOf(const ParetoPlan& plan, const Findings& findings, BinKeys keys) {
@@ -262,10 +263,10 @@ class Analysis {
       if (!source.is_one || limits == nullptr) continue;
       const auto tolerance = limits->AsTolerance();
       if (!tolerance.HasLimit()) continue;
-      const auto sigma = SampleStandardDeviation(pieces.values);
+      const auto sigma = statistics::SampleStandardDeviation(pieces.values);
       if (!(sigma > 0.0)) continue;
-      const auto mean = Mean(pieces.values);
-      const auto ppk = IndicesOf(Reach::OfNormal(mean, sigma), tolerance).k;
+      const auto mean = statistics::Mean(pieces.values);
+      const auto ppk = statistics::IndicesOf(statistics::Reach::OfNormal(mean, sigma), tolerance).k;
       if (!std::isfinite(ppk)) continue;
       auto& bin = made[wanted.places[i]];
       bin.PPK = ppk;
@@ -276,20 +277,21 @@ class Analysis {
   // What the list cannot say itself.
   static void AddNotes(const ParetoPlan& plan, const std::vector<RankedBin>& ranked, bool is_cut) {
     if (is_cut) {
-      AddNote("bins-cut", "Only the first " + std::to_string(ranked.size()) +
-                              " bins are given; there are more");
+      store::AddNote("bins-cut", "Only the first " + std::to_string(ranked.size()) +
+                                     " bins are given; there are more");
     }
     if (plan.measure != Measure::PerMillion && plan.measure != Measure::PerThousand) return;
     const auto without = std::count_if(ranked.begin(), ranked.end(), [](const RankedBin& bin) {
       return bin.tally != nullptr && !(bin.total > 0.0);
     });
     if (without == 0) return;
-    AddNote("no-total",
-            std::to_string(without) + (without == 1 ? " bin has" : " bins have") +
-                " nothing inspected that the count could be a rate of; the value there is 0");
+    store::AddNote(
+        "no-total",
+        std::to_string(without) + (without == 1 ? " bin has" : " bins have") +
+            " nothing inspected that the count could be a rate of; the value there is 0");
   }
 
-  SqliteStore& store_;
+  store::SqliteStore& store_;
   API_DSInfo& info_;
   std::span<const std::int32_t> filter_;
   const platform::ArrayRef& bins_;
@@ -299,9 +301,9 @@ class Analysis {
 std::int32_t Analyse(Resource resource, std::int32_t connection, API_DSInfo& info,
                      std::span<std::int32_t> filter, const platform::ArrayRef& bins,
                      API_PAOptions& options) noexcept {
-  const auto store = OpenStore(connection);
-  return Guarded(store,
-                 [&] { return Analysis(*store, info, filter, bins, options).Run(resource); });
+  const auto store = store::OpenStore(connection);
+  return store::Guarded(
+      store, [&] { return Analysis(*store, info, filter, bins, options).Run(resource); });
 }
 
 }  // namespace
@@ -327,4 +329,4 @@ std::int32_t ParetoLibrary::VLXPAR_STATE(std::int32_t, std::int32_t Connection, 
   return Analyse(Resource::States, Connection, DSInfo, DSFilter, Bins, Options);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -3,7 +3,7 @@
 
 #include "platform/Pareto6.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // The Pareto library of the embedded engine.
 class ParetoLibrary final : public platform::Pareto6 {
@@ -19,4 +19,4 @@ class ParetoLibrary final : public platform::Pareto6 {
                             API_PAOptions& Options, Work& Words) override;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -5,7 +5,7 @@
 
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 bool Takes(Resource resource, const BinKind& kind) {
@@ -123,4 +123,4 @@ std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& optio
   return plan;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -12,7 +12,7 @@
 #include "platform/ParetoRecords.h"
 
 // What a Pareto analysis was asked for, checked.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 enum class Resource { Subgroups, Events, States };
 enum class Measure { Count, Factor, PerMillion, PerThousand, Minutes, Hours, Days };
@@ -40,4 +40,4 @@ struct ParetoPlan {
 std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& options,
                                    std::int32_t zone_offset, std::string& reason);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

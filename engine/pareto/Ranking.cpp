@@ -8,7 +8,7 @@
 
 #include "platform/FixedText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 double ValueOf(const ParetoPlan& plan, const Tally& tally, double total) {
@@ -232,4 +232,4 @@ void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, AP
   if (bin.tally->has_open) out.Flag = kBinIsOpen;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -10,7 +10,7 @@
 #include "engine/pareto/ParetoPlan.h"
 #include "platform/ParetoRecords.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // What a bin holds that is shown; tally is null for an empty one.
 struct RankedBin {
@@ -42,4 +42,4 @@ void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, AP
 // Bits of a bin's flag.
 inline constexpr std::int32_t kBinEmpty = 1, kBinHasPpk = 2, kBinHasYield = 4, kBinIsOpen = 8;
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

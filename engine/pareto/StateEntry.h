@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // A stay of a process in one state, cut to the window of the selection.
 struct StateEntry {
@@ -12,4 +12,4 @@ struct StateEntry {
   double seconds = 0.0;                           // inside the window
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

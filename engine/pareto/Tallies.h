@@ -11,7 +11,7 @@
 #include "engine/pareto/ParetoPlan.h"
 
 // What is counted, by the identifiers of a bin.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // The identifiers of a bin in the order of the plan's levels; the rest is 0.
 using BinKeys = std::array<std::int32_t, kMostLevels>;
@@ -166,4 +166,4 @@ class IdTable {
   std::unordered_map<std::int32_t, T> far_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

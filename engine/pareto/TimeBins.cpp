@@ -7,7 +7,7 @@
 
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 namespace chr = std::chrono;
@@ -108,4 +108,4 @@ std::string TimeBins::NameOf(std::int32_t start) const {
   return text;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 // Periods of the calendar that times are binned by: `interval` periods (paTimePeriods) long, in a
 // zone that is `offset` seconds ahead of UTC. Weeks begin on Monday; several months or quarters
@@ -36,4 +36,4 @@ class TimeBins {
   std::int64_t offset_ = 0;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

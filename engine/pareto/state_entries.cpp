@@ -6,25 +6,25 @@
 #include <optional>
 
 #include "engine/store/StateLog.h"
-#include "engine/store/calendar.h"
 #include "engine/store/conditions.h"
 #include "engine/store/flat_filter.h"
+#include "engine/time/calendar.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 // Records of the processes by process; the log of a plant is small beside its measurements.
-using Logs = std::map<std::int32_t, std::vector<StateLogRow>>;
+using Logs = std::map<std::int32_t, std::vector<store::StateLogRow>>;
 
-Logs ReadLogs(Connection& connection, const Identifiers& processes) {
+Logs ReadLogs(sql::Connection& connection, const store::Identifiers& processes) {
   Logs logs;
-  for (const auto& row : ReadStateLog(connection, 0, INT32_MIN, INT32_MAX, -1)) {
-    if (Has(processes, row.process)) logs[row.process].push_back(row);
+  for (const auto& row : store::ReadStateLog(connection, 0, INT32_MIN, INT32_MAX, -1)) {
+    if (store::Has(processes, row.process)) logs[row.process].push_back(row);
   }
   return logs;
 }
 
-void AppendEntries(const std::vector<StateLogRow>& log, std::int64_t from, std::int64_t to,
+void AppendEntries(const std::vector<store::StateLogRow>& log, std::int64_t from, std::int64_t to,
                    std::vector<StateEntry>& out) {
   for (std::size_t i = 0; i < log.size(); ++i) {
     const auto& row = log[i];
@@ -40,28 +40,29 @@ void AppendEntries(const std::vector<StateLogRow>& log, std::int64_t from, std::
 
 }  // namespace
 
-StateWindow ReadStateWindow(Connection& connection, const StoreCache& cache, API_DSInfo& info,
-                            std::span<const std::int32_t> filter) {
-  const auto processes = LookUpItems(connection, "process", ReadFilter(info, filter).process);
+StateWindow ReadStateWindow(sql::Connection& connection, const store::StoreCache& cache,
+                            API_DSInfo& info, std::span<const std::int32_t> filter) {
+  const auto processes =
+      store::LookUpItems(connection, "process", store::ReadFilter(info, filter).process);
   const auto logs = ReadLogs(connection, processes);
   std::optional<std::int32_t> first, newest;
   for (const auto& [process, log] : logs) {
     first = first ? std::min(*first, log.front().time) : log.front().time;
     newest = newest ? std::max(*newest, log.back().time) : log.back().time;
   }
-  TimeRange range(info, cache.zone_offset);
+  store::TimeRange range(info, cache.zone_offset);
   if (newest && range.NeedsNewest()) range.SetNewest(*newest);
   range.WriteBack(info, newest);
-  ResolveStatus(info);
+  store::ResolveStatus(info);
 
   StateWindow window;
   if (!first) return window;
-  const std::int64_t from = range.Start() == kNoStamp ? *first : range.Start();
-  const auto to = std::min<std::int64_t>(range.End(), Now());
+  const std::int64_t from = range.Start() == time::kNoStamp ? *first : range.Start();
+  const auto to = std::min<std::int64_t>(range.End(), time::Now());
   if (to < from) return window;
   window.seconds = static_cast<double>(to - from);
   for (const auto& [process, log] : logs) AppendEntries(log, from, to, window.entries);
   return window;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

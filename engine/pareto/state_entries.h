@@ -8,7 +8,7 @@
 #include "engine/pareto/StateEntry.h"
 #include "engine/store/SqliteStore.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 
 struct StateWindow {
   std::vector<StateEntry> entries;  // by process and time
@@ -19,7 +19,7 @@ struct StateWindow {
 // force at its start included. A range without a start begins with the first record, one that
 // reaches beyond now, or has no end, ends now; a relative range counts back from the newest record.
 // Writes the resolved range and states into info. Inside a Read; throws what that may throw.
-StateWindow ReadStateWindow(Connection& connection, const StoreCache& cache, API_DSInfo& info,
-                            std::span<const std::int32_t> filter);
+StateWindow ReadStateWindow(sql::Connection& connection, const store::StoreCache& cache,
+                            API_DSInfo& info, std::span<const std::int32_t> filter);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

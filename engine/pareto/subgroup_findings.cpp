@@ -7,7 +7,7 @@
 #include "engine/pareto/Findings.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -29,7 +29,7 @@ class SubgroupKeys {
   }
   // Of the subgroup; those of rows are 0.
   const BinKeys& Keys() const { return keys_; }
-  BinKeys KeysOf(const RowKey& row) {
+  BinKeys KeysOf(const store::RowKey& row) {
     auto keys = keys_;
     if (!has_rows_) return keys;
     for (std::size_t i = 0; i < readers_.size(); ++i) {
@@ -65,13 +65,14 @@ class FactsMemo {
   std::int32_t part_ = 0, test_ = 0;
 };
 
-RowKey KeyAt(const DataSet& data, const API_SubgroupData& subgroup, std::int32_t row) {
+store::RowKey KeyAt(const store::DataSet& data, const API_SubgroupData& subgroup,
+                    std::int32_t row) {
   if (!data.keys.empty()) return data.keys[static_cast<std::size_t>(row)];
   return {0, row - subgroup.Test_Start + 1, 0, 0, 0};
 }
 
 // Rows above 0 are readings inside a piece, and a subgroup without pieces has one row of piece 0.
-bool IsPiece(const RowKey& key, double value) {
+bool IsPiece(const store::RowKey& key, double value) {
   return key.Sbno == 0 && key.Tsno != 0 && std::isfinite(value);
 }
 
@@ -99,7 +100,7 @@ class SubgroupTaker::Counter {
         by_hits_(plan.accumulation == Accumulation::Hits),
         every_state_(every_state) {}
 
-  void Count(const DataSet& data) {
+  void Count(const store::DataSet& data) {
     for (const auto& subgroup : data.subgroups) {
       if (!Counts(subgroup, every_state_)) continue;
       const auto& facts = facts_.Of(subgroup);
@@ -126,7 +127,7 @@ class SubgroupTaker::Counter {
     double found;
   };
 
-  Tally& Record(const API_SubgroupData& subgroup, const RowKey& key, double found,
+  Tally& Record(const API_SubgroupData& subgroup, const store::RowKey& key, double found,
                 std::size_t& place) {
     place = out_.tallies.PlaceOf(keys_.KeysOf(key));
     auto& tally = out_.tallies.At(place);
@@ -138,7 +139,7 @@ class SubgroupTaker::Counter {
     return tally;
   }
 
-  void TakeCounts(const DataSet& data, const API_SubgroupData& subgroup, bool defectives) {
+  void TakeCounts(const store::DataSet& data, const API_SubgroupData& subgroup, bool defectives) {
     bad_units_.clear();
     for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
       const auto found = data.values[static_cast<std::size_t>(row)];
@@ -170,7 +171,7 @@ class SubgroupTaker::Counter {
   }
 
   // Returns how many pieces there are.
-  double TakePieces(const DataSet& data, const API_SubgroupData& subgroup,
+  double TakePieces(const store::DataSet& data, const API_SubgroupData& subgroup,
                     const TestFacts::Facts& facts) {
     const auto* const limits = facts.At(subgroup.Sgtm);
     const auto& wanted = lookups_.WantedDefects();
@@ -199,8 +200,8 @@ class SubgroupTaker::Counter {
 
 bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
 
-Tolerance TestFacts::Limits::AsTolerance() const {
-  Tolerance tolerance;
+statistics::Tolerance TestFacts::Limits::AsTolerance() const {
+  statistics::Tolerance tolerance;
   if (std::isfinite(upper)) tolerance.usl = upper;
   if (std::isfinite(lower)) tolerance.lsl = lower;
   return tolerance;
@@ -213,7 +214,7 @@ const TestFacts::Limits* TestFacts::Facts::At(std::int32_t time) const {
   return behind == limits.begin() ? nullptr : &*(behind - 1);
 }
 
-TestFacts::TestFacts(const StoreCache& cache, const DataSet* data) {
+TestFacts::TestFacts(const store::StoreCache& cache, const store::DataSet* data) {
   if (data == nullptr) {
     for (const auto& stream : cache.streams) Add(cache, stream);
     return;
@@ -223,15 +224,16 @@ TestFacts::TestFacts(const StoreCache& cache, const DataSet* data) {
     const std::pair key(std::int32_t{subgroup.Part}, std::int32_t{subgroup.Test});
     if (key == latest || facts_.contains(key)) continue;
     latest = key;
-    auto stream = std::partition_point(cache.streams.begin(), cache.streams.end(),
-                                       [&](const Stream& each) { return each.part < key.first; });
+    auto stream =
+        std::partition_point(cache.streams.begin(), cache.streams.end(),
+                             [&](const store::Stream& each) { return each.part < key.first; });
     for (; stream != cache.streams.end() && stream->part == key.first; ++stream) {
       if (stream->test == key.second) Add(cache, *stream);
     }
   }
 }
 
-void TestFacts::Add(const StoreCache& cache, const Stream& stream) {
+void TestFacts::Add(const store::StoreCache& cache, const store::Stream& stream) {
   const std::pair key(stream.part, stream.test);
   const auto [found, is_new] = facts_.try_emplace(key);
   if (!is_new) return;
@@ -260,7 +262,9 @@ void SubgroupTaker::Begin(std::size_t parts) {
   }
 }
 
-void SubgroupTaker::Take(std::size_t part, const DataSet& batch) { counters_[part].Count(batch); }
+void SubgroupTaker::Take(std::size_t part, const store::DataSet& batch) {
+  counters_[part].Count(batch);
+}
 
 Findings SubgroupTaker::Finish() {
   Findings whole;
@@ -282,7 +286,7 @@ class ValuesTaker::Gatherer {
         places_(places),
         pieces_(bins) {}
 
-  void Gather(const DataSet& data) {
+  void Gather(const store::DataSet& data) {
     for (const auto& subgroup : data.subgroups) {
       if (!Counts(subgroup, every_state_) || facts_.Of(subgroup).type != ttVariable) continue;
       keys_.Start(subgroup);
@@ -331,7 +335,9 @@ void ValuesTaker::Begin(std::size_t parts) {
   }
 }
 
-void ValuesTaker::Take(std::size_t part, const DataSet& batch) { gatherers_[part].Gather(batch); }
+void ValuesTaker::Take(std::size_t part, const store::DataSet& batch) {
+  gatherers_[part].Gather(batch);
+}
 
 PieceValues ValuesTaker::Finish(std::size_t bin) const {
   PieceValues whole;
@@ -344,4 +350,4 @@ PieceValues ValuesTaker::Finish(std::size_t bin) const {
   return whole;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -4,7 +4,7 @@
 #include "engine/pareto/Findings.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
 namespace {
 
 template <class Record>
@@ -33,7 +33,7 @@ double Between(std::int64_t from, std::optional<std::int64_t> to) {
   return to ? static_cast<double>(std::max<std::int64_t>(*to - from, 0)) : 0.0;
 }
 
-double AmountOf(Accumulation accumulation, const EventRow& event, std::int64_t window_end) {
+double AmountOf(Accumulation accumulation, const store::EventRow& event, std::int64_t window_end) {
   switch (accumulation) {
     case Accumulation::EventTime: {
       auto end = event.finish;
@@ -52,13 +52,13 @@ double AmountOf(Accumulation accumulation, const EventRow& event, std::int64_t w
 
 }  // namespace
 
-Findings CountEvents(const ParetoPlan& plan, std::span<const EventRow> events,
+Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> events,
                      const Lookups& lookups, std::int64_t window_end) {
   // An event may have two codes with a weight: that of the code that is binned by counts, else that
   // of the cause, else that of what was done.
   const bool by_cause = BinsBy(plan, {paBinTypeACC, paBinTypeAcgp});
   const bool by_action = !by_cause && BinsBy(plan, {paBinTypeCAC, paBinTypeCagp});
-  const auto factor_of = [&](const EventRow& event) {
+  const auto factor_of = [&](const store::EventRow& event) {
     const bool action = by_action || (!by_cause && event.acc == 0);
     return action ? lookups.CacFactors().Of(event.cac) : lookups.AccFactors().Of(event.acc);
   };
@@ -95,4 +95,4 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
   return findings;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -3,7 +3,7 @@
 
 #include "engine/statistics/Distributions.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 double MeanSquare(double squares, std::int64_t degrees) {
@@ -35,4 +35,4 @@ AnovaTable AnovaOf(double within_squares, double between_squares, double total_s
   return table;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

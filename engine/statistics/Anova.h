@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // One-way analysis of variance of k groups of unequal sizes, N values in all.
 //   between  sum n_i (mean_i - mean)^2, k - 1 degrees      within  sum (x - mean_i)^2, N - k
@@ -22,4 +22,4 @@ struct AnovaTable {
 AnovaTable AnovaOf(double within_squares, double between_squares, double total_squares,
                    std::int64_t count, std::int64_t groups);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -113,4 +113,4 @@ double AcceptedDefects(std::int32_t n, double level, double risk) {
                        [&](double k) { return mean / k; });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -5,7 +5,7 @@
 
 #include "engine/statistics/ChartFormulas.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Defectives or defects per unit as a fraction, numerator / denominator: sums of counts and of
 // units. A stored rate is a numerator over 1. Kept apart because a lower limit close to 0 is the
@@ -41,4 +41,4 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
 double AcceptedDefectives(std::int32_t n, double level, double risk);
 double AcceptedDefects(std::int32_t n, double level, double risk);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

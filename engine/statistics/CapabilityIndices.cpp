@@ -7,7 +7,7 @@
 
 #include "engine/statistics/Distributions.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 double Over(double numerator, double denominator) {
@@ -73,4 +73,4 @@ ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level) {
   return Around(index, n, NormalUpperQuantile(1.0 - level));
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // What capability is judged against.
 struct Tolerance {
@@ -55,4 +55,4 @@ ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level);
 ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level);
 ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -6,7 +6,7 @@
 
 #include "engine/statistics/ControlConstants.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -92,4 +92,4 @@ PointLimits WithinPieceSdLimits(double sigma, std::span<const std::int32_t> read
   return WithinPiece(sigma, readings, width, C4, C5);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Lines of a chart at one point. `sigma` is the standard deviation of the plotted statistic by its
 // formula, also where the lower limit is cut at 0: run rules standardise by it.
@@ -59,4 +59,4 @@ PointLimits WithinPieceRangeLimits(double sigma, std::span<const std::int32_t> r
 PointLimits WithinPieceSdLimits(double sigma, std::span<const std::int32_t> readings,
                                 double width = kThreeSigma);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numeric>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 std::int32_t ChiSquareCells(std::int64_t count) {
   if (count < 1) return 0;
@@ -39,4 +39,4 @@ ChiSquareTest ChiSquareOf(std::span<const std::int64_t> observed, int parameters
   return test;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -7,7 +7,7 @@
 
 #include "engine/statistics/Distributions.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Goodness of fit of a sample to a law whose parameters were estimated from it, over cells of equal
 // probability.
@@ -28,4 +28,4 @@ std::vector<double> EqualProbabilityEdges(const Distribution& law, std::int32_t 
 
 ChiSquareTest ChiSquareOf(std::span<const std::int64_t> observed, int parameters);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

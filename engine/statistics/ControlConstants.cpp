@@ -9,7 +9,7 @@
 
 #include "engine/statistics/control_constants_table.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 namespace table = control_constants;
@@ -85,4 +85,4 @@ double MedianSd(std::int32_t n) {
   return ratio * std::sqrt(std::numbers::pi / (2.0 * static_cast<double>(n)));
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

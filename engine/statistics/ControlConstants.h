@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Constants of the statistics of a sample of n independent normal values with standard deviation 1.
 //
@@ -33,4 +33,4 @@ double C5(std::int32_t n);
 // Source   David & Nagaraja, Order Statistics, 3rd ed., chapter 3
 double MedianSd(std::int32_t n);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

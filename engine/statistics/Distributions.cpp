@@ -8,7 +8,7 @@
 #include <limits>
 #include <numbers>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -74,4 +74,4 @@ double Distribution::Density(double x) const {
   return slope == 0.0 ? 0.0 : NormalDensity(Score(x)) * slope;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Standard normal law. The tails keep their digits far out, which 1 - F does not.
 // Accuracy 13 digits to 8 sigmas, 12 to 37
@@ -66,4 +66,4 @@ class NormalDistribution final : public Distribution {
   double mean_, sd_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 Window DefaultWindow(const WindowInput& input) {
   Window window{input.smallest, input.largest};
@@ -64,4 +64,4 @@ std::vector<double> CountingEdges(std::vector<double> bin_edges) {
   return bin_edges;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // The stretch of the axis that a histogram shows.
 struct Window {
@@ -40,4 +40,4 @@ std::vector<double> BinEdges(const Window& window, std::size_t bins);
 // The edges for an IntervalCounter whose bins are [low, high), the last one closed.
 std::vector<double> CountingEdges(std::vector<double> bin_edges);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -8,7 +8,7 @@
 #include <limits>
 #include <utility>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 IntervalCounter::IntervalCounter(std::vector<double> edges, EdgeGoes edge_goes)
     : edges_(std::move(edges)),
@@ -70,4 +70,4 @@ void IntervalCounter::Merge(const IntervalCounter& other) {
   for (std::size_t i = 0; i < counts_.size(); ++i) counts_[i] += other.counts_[i];
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Counts values between ascending edges: m edges make m + 1 intervals, the first and the last of
 // them open-ended.
@@ -38,4 +38,4 @@ class IntervalCounter {
   std::vector<std::uint32_t> from_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

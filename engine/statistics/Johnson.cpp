@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -137,4 +137,4 @@ JohnsonFit FitJohnson(const JohnsonQuantiles& q, double band) {
   return fit;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -6,7 +6,7 @@
 
 #include "engine/statistics/Distributions.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 enum class JohnsonFamily : std::uint8_t { Unbounded = 1, Bounded = 2, Lognormal = 3 };
 
@@ -59,4 +59,4 @@ struct JohnsonFit {
 inline constexpr double kJohnsonBand = 0.05;
 JohnsonFit FitJohnson(const JohnsonQuantiles& quantiles, double band = kJohnsonBand);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

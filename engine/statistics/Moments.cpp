@@ -8,7 +8,7 @@
 #include <numeric>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -197,4 +197,4 @@ double MomentAccumulator::SampleVariance() const {
 
 double MomentAccumulator::SampleStandardDeviation() const { return std::sqrt(SampleVariance()); }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Values are finite. Sums run about an origin inside the data, so a large common offset costs no
 // digits.
@@ -81,4 +81,4 @@ class MomentAccumulator {
   double sum_of_squares_ = 0.0;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

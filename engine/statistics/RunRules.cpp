@@ -6,7 +6,7 @@
 #include <set>
 #include <tuple>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 using enum RuleKind;
@@ -160,4 +160,4 @@ bool RuleSideFromName(std::string_view name, RuleSide& side) {
   return ValueIn(kSideNames, name, side);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

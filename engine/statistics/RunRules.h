@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Run rules are data. A number stands for one rule with its parameters for the life of a database,
 // because marks are stored as bits of these numbers.
@@ -138,4 +138,4 @@ PieceZone ZoneOf(double value, double lsl, double target, double usl);
 void EvaluatePreControl(std::span<const PieceZone> pieces, std::span<const RunRule> rules,
                         std::span<std::uint32_t> marks);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 constexpr std::size_t kBlock = std::size_t{1} << 15;  // values: what a near cache holds
 }
@@ -45,4 +45,4 @@ void Sample::Shift(std::size_t first_block, std::size_t end_block, double distan
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Neighbouring groups of one size.
 struct SizeRun {
@@ -51,4 +51,4 @@ void ForEachGroup(const Sample::Block& block, Visit visit) {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

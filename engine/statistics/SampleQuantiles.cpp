@@ -10,7 +10,7 @@
 
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 // Below this many values sorting a copy is the shorter way.
@@ -170,4 +170,4 @@ std::vector<double> SampleQuantiles(const Sample& sample, std::span<const double
   return quantiles;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 // Long enough to hide the carrying, short enough to round little.
@@ -170,4 +170,4 @@ void DistinctCounter::Merge(const DistinctCounter& other) {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -9,7 +9,7 @@
 // Sums over a large sample, in parts that two threads can make and Merge puts together. Each part
 // is summed in short stretches whose sums are added with the rounding error carried along, so that
 // ten million values lose no more digits than a hundred.
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Sum with the rounding error carried along. Source   Neumaier, ZAMM 54 (1974)
 class CarriedSum {
@@ -97,4 +97,4 @@ class DistinctCounter {
   int shift_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

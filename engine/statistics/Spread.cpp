@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 SpreadOfSize& SpreadSums::Of(std::int32_t size) {
   if (latest_ < by_size_.size() && by_size_[latest_].n == size) return by_size_[latest_];
@@ -103,4 +103,4 @@ void MovingRangeSums::Append(const MovingRangeSums& later) {
   count_ += later.count_;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -11,7 +11,7 @@
 #include "engine/statistics/SampleSums.h"
 
 // What lies inside subgroups and between them, for samples of millions of subgroups.
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Sums of squares of a one-way layout: within the groups, and between them about the mean of all.
 // Also the ranges and deviations of the groups, by size. Parts merge in any order.
@@ -65,4 +65,4 @@ class MovingRangeSums {
   std::int64_t count_ = 0;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

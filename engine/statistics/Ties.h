@@ -6,7 +6,7 @@
 
 // A value and a limit that were reckoned from decimal figures miss each other by a few units in the
 // last place where they are meant to be the same; so near, a value lies on the limit.
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Eight units in the last place of the limit; 0 of a limit without neighbours.
 inline double TieWidth(double limit) {
@@ -19,4 +19,4 @@ inline double TieWidth(double limit) {
 inline double HighestOn(double limit) { return limit + TieWidth(limit); }
 inline double LowestOn(double limit) { return limit - TieWidth(limit); }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

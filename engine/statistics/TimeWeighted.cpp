@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -92,4 +92,4 @@ double EwmaAsymptoticSigma(double sigma, double lambda) {
   return sigma * std::sqrt(lambda / (2.0 - lambda));
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

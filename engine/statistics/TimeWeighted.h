@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
 
 // Cusum and EWMA over one stream, oldest first. All spans have the length of `points`; `used` and
 // `restart` may be empty (all used, no restart). A point that is not used is shown against what
@@ -67,4 +67,4 @@ EwmaSeries MovingCentreEwma(const SequenceInput& input,
 // Standard deviation of the EWMA after many points: sigma sqrt(lambda/(2 - lambda)).
 double EwmaAsymptoticSigma(double sigma, double lambda);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

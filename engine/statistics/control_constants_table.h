@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace orvspc::engine::control_constants {
+namespace orvspc::engine::statistics::control_constants {
 
 struct Row {
   double d2, d3, c4, c5, median_sd;
@@ -216,4 +216,4 @@ inline constexpr double kMedianEvenSeries[] = {
     -2.8036025648197156890e-18,
 };
 
-}  // namespace orvspc::engine::control_constants
+}  // namespace orvspc::engine::statistics::control_constants

@@ -6,49 +6,20 @@
 #include <functional>
 #include <stdexcept>
 
+#include "engine/sql/failures.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/cache.h"
-#include "engine/store/calendar.h"
-#include "engine/store/failures.h"
 #include "engine/store/packing.h"
+#include "engine/time/calendar.h"
 #include "platform/ExternalFailure.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 constexpr std::int32_t kFailure = -2147221504;
 
-struct KindName {
-  std::string_view word, table;
-};
-constexpr std::array<KindName, kItemKinds> kNames{{
-    {"part", "part"},
-    {"process", "process"},
-    {"test", "test"},
-    {"revision", "revision"},
-    {"workstation", "workstation"},
-    {"gage", "gage"},
-    {"job", "job"},
-    {"lot", "lot"},
-    {"shift", "shift"},
-    {"employee", "employee"},
-    {"defect", "defect"},
-    {"serial", "serial"},
-    {"acc-code", "acc_code"},
-    {"cac-code", "cac_code"},
-    {"state-code", "state_code"},
-    {"event-name", "event_name"},
-    {"company", "company"},
-    {"division", "division"},
-    {"site", "site"},
-    {"department", "department"},
-    {"area", "area"},
-    {"production-unit", "production_unit"},
-    {"requirement", "requirement"},
-}};
-
 // The last kind that subgroups name.
-constexpr auto kLastOfSubgroups = ItemKind::Serial;
+constexpr auto kLastOfSubgroups = catalogue::ItemKind::Serial;
 
 [[noreturn]] void Refuse(std::string reason) {
   throw platform::ExternalFailure(kFailure, "Catalogue", std::move(reason));
@@ -59,17 +30,17 @@ void Guarded(SqliteStore& store, const std::function<void()>& work) {
   try {
     work();
   } catch (...) {
-    LeaveAsExternalFailure(store.Path(), "Catalogue");
+    sql::LeaveAsExternalFailure(store.Path(), "Catalogue");
   }
 }
 
 template <class Work>
 void Reading(platform::Database& database, Work work) {
   const auto store = SqliteStoreOf(database);
-  Guarded(*store, [&] { store->ReadOrThrow([&](Connection& db) { work(*store, db); }); });
+  Guarded(*store, [&] { store->ReadOrThrow([&](sql::Connection& db) { work(*store, db); }); });
 }
 
-std::optional<std::int32_t> FirstInt(Query& query) {
+std::optional<std::int32_t> FirstInt(sql::Query& query) {
   return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
 }
 
@@ -79,64 +50,66 @@ struct Occurrence {
   friend auto operator<=>(const Occurrence&, const Occurrence&) = default;
 };
 
-std::int32_t OfContext(const Context& context, ItemKind kind) {
+std::int32_t OfContext(const Context& context, catalogue::ItemKind kind) {
   switch (kind) {
-    case ItemKind::Revision:
+    case catalogue::ItemKind::Revision:
       return context.revision;
-    case ItemKind::Workstation:
+    case catalogue::ItemKind::Workstation:
       return context.workstation;
-    case ItemKind::Job:
+    case catalogue::ItemKind::Job:
       return context.job;
-    case ItemKind::Lot:
+    case catalogue::ItemKind::Lot:
       return context.lot;
-    case ItemKind::Shift:
+    case catalogue::ItemKind::Shift:
       return context.shift;
-    case ItemKind::Employee:
+    case catalogue::ItemKind::Employee:
       return context.employee;
     default:
       return 0;
   }
 }
 
-std::int32_t OfRow(const RowKey& key, ItemKind kind) {
+std::int32_t OfRow(const RowKey& key, catalogue::ItemKind kind) {
   switch (kind) {
-    case ItemKind::Gage:
+    case catalogue::ItemKind::Gage:
       return key.Gage;
-    case ItemKind::Defect:
+    case catalogue::ItemKind::Defect:
       return key.Def;
-    case ItemKind::Serial:
+    case catalogue::ItemKind::Serial:
       return key.Sn;
     default:
       return 0;
   }
 }
 
-std::vector<Occurrence> Occurrences(Connection& db, const StoreCache& cache, ItemKind kind) {
+std::vector<Occurrence> Occurrences(sql::Connection& db, const StoreCache& cache,
+                                    catalogue::ItemKind kind) {
   std::vector<Occurrence> found;
   if (kind > kLastOfSubgroups) return found;
   const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
     const Occurrence next{item, subgroup, time};
     if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
   };
-  if (kind == ItemKind::Part || kind == ItemKind::Process) {
-    Query query(db, "SELECT part, process, id, time FROM subgroup");
+  if (kind == catalogue::ItemKind::Part || kind == catalogue::ItemKind::Process) {
+    sql::Query query(db, "SELECT part, process, id, time FROM subgroup");
     while (query.Step()) {
-      add(query.Int(kind == ItemKind::Part ? 0 : 1), query.Int(2), query.Int(3));
+      add(query.Int(kind == catalogue::ItemKind::Part ? 0 : 1), query.Int(2), query.Int(3));
     }
-  } else if (kind == ItemKind::Test) {
-    Query query(db,
-                "SELECT s.test, m.subgroup, m.time FROM stream s "
-                "JOIN measurement m ON m.stream = s.id");
+  } else if (kind == catalogue::ItemKind::Test) {
+    sql::Query query(db,
+                     "SELECT s.test, m.subgroup, m.time FROM stream s "
+                     "JOIN measurement m ON m.stream = s.id");
     while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
   } else if (OfContext({1, 1, 1, 1, 1, 1}, kind) != 0) {
-    Query query(db, "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
+    sql::Query query(db,
+                     "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
     while (query.Step()) {
       const auto place = cache.PlaceOfContext(query.Int64(0));
       if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
       add(OfContext(cache.contexts[*place], kind), query.Int(1), query.Int(2));
     }
   } else {
-    Query query(db, "SELECT subgroup, time, packed FROM measurement");
+    sql::Query query(db, "SELECT subgroup, time, packed FROM measurement");
     while (query.Step()) {
       const auto view = PackedView::Of(query.Blob(2));
       if (!view) {
@@ -168,30 +141,15 @@ void Count(std::span<const Occurrence> occurrences, std::vector<ListedItem>& ite
 
 }  // namespace
 
-std::string_view WordOf(ItemKind kind) { return kNames[static_cast<std::size_t>(kind)].word; }
-
-std::string_view TableOf(ItemKind kind) { return kNames[static_cast<std::size_t>(kind)].table; }
-
-std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
-  if (word == "companies") return ItemKind::Company;
-  for (std::size_t i = 0; i < kNames.size(); ++i) {
-    const std::string singular(kNames[i].word);
-    if (word == singular || word == singular + "s" || word == singular + "es") {
-      return static_cast<ItemKind>(i);
-    }
-  }
-  return std::nullopt;
-}
-
-std::vector<ListedItem> ListItems(platform::Database& database, ItemKind kind) {
+std::vector<ListedItem> ListItems(platform::Database& database, catalogue::ItemKind kind) {
   std::vector<ListedItem> items;
-  Reading(database, [&](SqliteStore& store, Connection& db) {
+  Reading(database, [&](SqliteStore& store, sql::Connection& db) {
     for (const auto& [id, name] : store.Names(kind)) items.push_back({id, name, 0, 0, 0, 0});
     std::sort(items.begin(), items.end(),
               [](const ListedItem& a, const ListedItem& b) { return a.name < b.name; });
     Count(Occurrences(db, store.Cache(), kind), items);
-    if (kind != ItemKind::Test) return;
-    Query query(db, "SELECT id, type FROM test");
+    if (kind != catalogue::ItemKind::Test) return;
+    sql::Query query(db, "SELECT id, type FROM test");
     while (query.Step()) {
       for (auto& item : items) {
         if (item.id == query.Int(0)) item.test_type = query.Int(1);
@@ -201,40 +159,42 @@ std::vector<ListedItem> ListItems(platform::Database& database, ItemKind kind) {
   return items;
 }
 
-std::optional<std::int32_t> FindItem(platform::Database& database, ItemKind kind,
+std::optional<std::int32_t> FindItem(platform::Database& database, catalogue::ItemKind kind,
                                      std::string_view name) {
   static const auto texts = [] {
-    std::array<std::string, kItemKinds> all;
+    std::array<std::string, catalogue::kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "SELECT id FROM " + std::string(kNames[i].table) + " WHERE name = ?1";
+      all[i] = "SELECT id FROM " +
+               std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i))) +
+               " WHERE name = ?1";
     }
     return all;
   }();
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db, texts[static_cast<std::size_t>(kind)]);
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(db, texts[static_cast<std::size_t>(kind)]);
     query.Bind(1, name);
     id = FirstInt(query);
   });
   return id;
 }
 
-std::string ItemName(platform::Database& database, ItemKind kind, std::int32_t id) {
+std::string ItemName(platform::Database& database, catalogue::ItemKind kind, std::int32_t id) {
   std::string name;
-  Reading(database, [&](SqliteStore& store, Connection&) {
+  Reading(database, [&](SqliteStore& store, sql::Connection&) {
     const auto& names = store.Names(kind);
     if (const auto found = names.find(id); found != names.end()) name = found->second;
   });
   return name;
 }
 
-std::vector<ListedGroup> ListGroups(platform::Database& database, ItemKind kind) {
+std::vector<ListedGroup> ListGroups(platform::Database& database, catalogue::ItemKind kind) {
   std::vector<ListedGroup> groups;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db,
-                "SELECT g.id, g.name, m.item FROM item_group g LEFT JOIN item_group_member m "
-                "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.name, m.item");
-    query.Bind(1, WordOf(kind));
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(db,
+                     "SELECT g.id, g.name, m.item FROM item_group g LEFT JOIN item_group_member m "
+                     "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.name, m.item");
+    query.Bind(1, catalogue::WordOf(kind));
     while (query.Step()) {
       if (groups.empty() || groups.back().id != query.Int(0)) {
         groups.push_back({query.Int(0), std::string(query.Text(1)), {}});
@@ -245,12 +205,12 @@ std::vector<ListedGroup> ListGroups(platform::Database& database, ItemKind kind)
   return groups;
 }
 
-std::optional<std::int32_t> FindGroup(platform::Database& database, ItemKind kind,
+std::optional<std::int32_t> FindGroup(platform::Database& database, catalogue::ItemKind kind,
                                       std::string_view name) {
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db, "SELECT id FROM item_group WHERE kind = ?1 AND name = ?2");
-    query.Bind(1, WordOf(kind)).Bind(2, name);
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(db, "SELECT id FROM item_group WHERE kind = ?1 AND name = ?2");
+    query.Bind(1, catalogue::WordOf(kind)).Bind(2, name);
     id = FirstInt(query);
   });
   return id;
@@ -258,10 +218,11 @@ std::optional<std::int32_t> FindGroup(platform::Database& database, ItemKind kin
 
 std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
   std::vector<ListedDescriptor> descriptors;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db,
-                "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
-                "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name");
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(
+        db,
+        "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
+        "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name");
     while (query.Step()) {
       descriptors.push_back(
           {query.Int(0), query.Int(1), std::string(query.Text(2)), std::string(query.Text(3))});
@@ -273,8 +234,8 @@ std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
 std::optional<std::int32_t> FindDescriptorGroup(platform::Database& database,
                                                 std::string_view name) {
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
     query.Bind(1, name);
     id = FirstInt(query);
   });
@@ -283,8 +244,8 @@ std::optional<std::int32_t> FindDescriptorGroup(platform::Database& database,
 
 std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup) {
   std::string label;
-  Reading(database, [&](SqliteStore&, Connection& db) {
-    Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
+  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+    sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
     query.Bind(1, std::int64_t{subgroup});
     if (query.Step()) label = query.Text(0);
   });
@@ -293,7 +254,7 @@ std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup) {
 
 std::vector<std::string> RuleSetNames(platform::Database& database) {
   std::vector<std::string> names;
-  Reading(database, [&](SqliteStore& store, Connection&) {
+  Reading(database, [&](SqliteStore& store, sql::Connection&) {
     for (const auto& set : store.Cache().rule_sets) names.push_back(set.first);
   });
   return names;
@@ -303,7 +264,7 @@ void UseRuleSet(platform::Database& database, std::string_view name) {
   const auto store = SqliteStoreOf(database);
   if (name.empty()) return store->UseRuleNumbers(std::nullopt);
   std::optional<std::vector<std::int32_t>> numbers;
-  Reading(database, [&](SqliteStore& opened, Connection&) {
+  Reading(database, [&](SqliteStore& opened, sql::Connection&) {
     for (const auto& set : opened.Cache().rule_sets) {
       if (set.first == name) numbers = set.second;
     }
@@ -314,31 +275,31 @@ void UseRuleSet(platform::Database& database, std::string_view name) {
 
 std::map<std::string, std::string> ListSettings(platform::Database& database) {
   std::map<std::string, std::string> settings;
-  Reading(database, [&](SqliteStore& store, Connection&) {
+  Reading(database, [&](SqliteStore& store, sql::Connection&) {
     for (const auto& [key, value] : store.Cache().settings) settings.emplace(key, value);
   });
   return settings;
 }
 
 void StoreSetting(platform::Database& database, std::string_view key, std::string_view value) {
-  if (key == "time_zone" && !ZoneOffset(value)) {
+  if (key == "time_zone" && !time::ZoneOffset(value)) {
     Refuse("time_zone takes UTC or a fixed offset such as +02:00, not \"" + std::string(value) +
            "\"");
   }
-  if (key == "shift_starts" && !ParseTimesOfDay(value)) {
+  if (key == "shift_starts" && !time::ParseTimesOfDay(value)) {
     Refuse("shift_starts takes ascending times of day such as \"06:00 14:00 22:00\", not \"" +
            std::string(value) + "\"");
   }
   const auto store = SqliteStoreOf(database);
   Guarded(*store, [&] {
-    store->Write([&](Connection& db) {
-      Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")
+    store->Write([&](sql::Connection& db) {
+      sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")
           .Bind(1, key)
           .Bind(2, value)
-          .Bind(3, Now())
+          .Bind(3, time::Now())
           .Run();
     });
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

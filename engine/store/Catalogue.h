@@ -8,38 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/catalogue/ItemKind.h"
 #include "platform/Database.h"
 
 // Names and identifiers of what a quality database holds, for hosts. The database must be one of
 // the engine's own; failures are thrown as platform::ExternalFailure.
-namespace orvspc::engine {
-
-enum class ItemKind {
-  Part,
-  Process,
-  Test,
-  Revision,
-  Workstation,
-  Gage,
-  Job,
-  Lot,
-  Shift,
-  Employee,
-  Defect,
-  Serial,
-  AccCode,
-  CacCode,
-  StateCode,
-  EventName,
-  Company,
-  Division,
-  Site,
-  Department,
-  Area,
-  ProductionUnit,
-  Requirement,
-};
-inline constexpr int kItemKinds = 23;
+namespace orvspc::engine::store {
 
 struct ListedItem {
   std::int32_t id = 0;
@@ -60,22 +34,15 @@ struct ListedDescriptor {
   std::string name, group_name;
 };
 
-// "part" and "parts" alike; empty for an unknown word.
-std::optional<ItemKind> ItemKindFromWord(std::string_view word);
-// The word in the singular, "part", "acc-code".
-std::string_view WordOf(ItemKind kind);
-// The table that holds the kind; it has at least id, name and active.
-std::string_view TableOf(ItemKind kind);
-
 // By name. Counts read the whole database.
-std::vector<ListedItem> ListItems(platform::Database& database, ItemKind kind);
-std::optional<std::int32_t> FindItem(platform::Database& database, ItemKind kind,
+std::vector<ListedItem> ListItems(platform::Database& database, catalogue::ItemKind kind);
+std::optional<std::int32_t> FindItem(platform::Database& database, catalogue::ItemKind kind,
                                      std::string_view name);
 // Empty for an unknown identifier.
-std::string ItemName(platform::Database& database, ItemKind kind, std::int32_t id);
+std::string ItemName(platform::Database& database, catalogue::ItemKind kind, std::int32_t id);
 
-std::vector<ListedGroup> ListGroups(platform::Database& database, ItemKind kind);
-std::optional<std::int32_t> FindGroup(platform::Database& database, ItemKind kind,
+std::vector<ListedGroup> ListGroups(platform::Database& database, catalogue::ItemKind kind);
+std::optional<std::int32_t> FindGroup(platform::Database& database, catalogue::ItemKind kind,
                                       std::string_view name);
 
 std::vector<ListedDescriptor> ListDescriptors(platform::Database& database);
@@ -98,4 +65,4 @@ void StoreSetting(platform::Database& database, std::string_view key, std::strin
 // Those that were stored; a setting that was not has its default.
 std::map<std::string, std::string> ListSettings(platform::Database& database);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -2,10 +2,10 @@
 #include <algorithm>
 
 #include "engine/store/Store.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 #include "engine/store/select.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 namespace {
 
@@ -56,4 +56,4 @@ void DataSet::WriteTests(std::span<API_TestData> out) const {
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

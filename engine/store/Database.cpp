@@ -9,11 +9,13 @@
 #include <filesystem>
 #include <unordered_map>
 
+#include "engine/schema/schema.h"
+#include "engine/sql/failures.h"
+#include "engine/store/DraftFile.h"
 #include "engine/store/SqliteStore.h"
-#include "engine/store/schema.h"
 #include "platform/ExternalFailure.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 // A locked file is reported after this long; another program that is making it is given more.
@@ -22,7 +24,7 @@ constexpr int kMakingMilliseconds = 5000;
 constexpr std::int32_t kFailure = -2147221504;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
+  RefuseFile(path, reason);
 }
 
 class HandleTable {
@@ -78,11 +80,12 @@ class OpenedDatabase final : public EmbeddedDatabase {
   std::atomic<std::int32_t> value_ = 0;
 };
 
-// What can be told without opening the file as a database.
+// What can be said without opening the file as a database.
 void CheckFile(const std::string& path, bool create) {
+  if (path.empty()) Refuse(path, "the database has no name");
   struct stat state {};
   if (stat(path.c_str(), &state) != 0) {
-    if (errno == ENOENT && create) return;
+    if (errno == ENOENT && create) return CheckNoLogLeft(path);
     Refuse(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
   }
   if (S_ISDIR(state.st_mode)) Refuse(path, "is a folder");
@@ -91,80 +94,70 @@ void CheckFile(const std::string& path, bool create) {
   if (access(path.c_str(), W_OK) != 0) Refuse(path, "may not be written to");
 }
 
-// Where the file lies itself. Links are followed one by one, since the last may point at a file
-// that is yet to be made.
-std::filesystem::path Target(std::filesystem::path path) {
-  constexpr int kMostLinks = 40;
-  std::error_code error;
-  for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(path, error); ++i) {
-    path = path.parent_path() / std::filesystem::read_symlink(path, error);
-  }
-  return path;
-}
-
 // The write-ahead log lies beside the file, so its folder must be writable too.
 void CheckFolder(const std::string& path) {
-  auto folder = Target(path).parent_path().string();
+  auto folder = std::filesystem::path(TargetOf(path)).parent_path().string();
   if (folder.empty()) folder = ".";
   if (access(folder.c_str(), F_OK) != 0) Refuse(path, "there is no folder " + folder);
   if (access(folder.c_str(), W_OK) != 0) Refuse(path, "its folder may not be written to");
 }
 
-std::int32_t Pragma(Connection& connection, std::string_view sql) {
-  Query query(connection, sql);
+std::int32_t Pragma(sql::Connection& connection, std::string_view sql) {
+  sql::Query query(connection, sql);
   return query.Step() ? query.Int(0) : 0;
 }
 
 // Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
 // made: an empty file, or one of SQLite without a mark and without a table.
-std::int32_t SchemaOf(Connection& connection, const std::string& path, bool create) {
+std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool create) {
   const auto application = Pragma(connection, "PRAGMA application_id");
   const auto version = Pragma(connection, "PRAGMA user_version");
-  if (application != kApplicationId) {
+  if (application != schema::kApplicationId) {
     const bool is_bare = application == 0 && version == 0 &&
                          Pragma(connection, "SELECT count(*) FROM sqlite_master") == 0;
     if (!is_bare) Refuse(path, "is an SQLite file, but no quality database");
     if (!create) Refuse(path, "is empty and no quality database");
     return 0;
   }
-  if (version > kSchemaVersion) {
+  if (version > schema::kSchemaVersion) {
     Refuse(path, "was made by a newer release (schema " + std::to_string(version) +
-                     ", this one knows " + std::to_string(kSchemaVersion) + ")");
+                     ", this one knows " + std::to_string(schema::kSchemaVersion) + ")");
   }
   return version;
 }
 
 // SQLite does not wait for other connections here, but gives up at once.
-void UseWriteAheadLog(Connection& connection, int patience) {
+void UseWriteAheadLog(sql::Connection& connection, int patience) {
   constexpr int kPause = 10;
   for (;; patience -= kPause) {
     try {
       return connection.Execute("PRAGMA journal_mode=WAL");
-    } catch (const SqlError& error) {
+    } catch (const sql::SqlError& error) {
       if (error.Code() != SQLITE_BUSY || patience <= 0) throw;
     }
     sqlite3_sleep(kPause);
   }
 }
 
-Connection Open(const std::string& path, bool create) {
+sql::Connection Open(const std::string& path, bool create) {
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
-  Connection connection(path, flags);
+  sql::Connection connection(path, flags);
   const int patience = create ? kMakingMilliseconds : kBusyMilliseconds;
   sqlite3_busy_timeout(connection.Get(), patience);
   if (sqlite3_db_readonly(connection.Get(), "main") == 1) Refuse(path, "may not be written to");
   connection.Execute("PRAGMA foreign_keys=ON");
-  const auto schema = [&](Transaction::Kind kind) {
-    Transaction transaction(connection, kind);
+  const auto schema = [&](sql::Transaction::Kind kind) {
+    sql::Transaction transaction(connection, kind);
     const auto version = SchemaOf(connection, path, create);
-    if (kind == Transaction::Kind::Write && version < kSchemaVersion) {
-      BringForward(connection, version);
+    if (kind == sql::Transaction::Kind::Write && version < schema::kSchemaVersion) {
+      schema::BringForward(connection, version);
     }
     transaction.Commit();
     return version;
   };
   // Looked at again under the write lock: another program may have made it in the meantime.
-  if (schema(Transaction::Kind::Read) < kSchemaVersion) schema(Transaction::Kind::Write);
+  if (schema(sql::Transaction::Kind::Read) < schema::kSchemaVersion)
+    schema(sql::Transaction::Kind::Write);
   // Only when it is ours: the switch writes to the file.
   UseWriteAheadLog(connection, patience);
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
@@ -181,31 +174,17 @@ std::vector<Note>& NotesOfThread() {
 
 }  // namespace
 
-std::string ReasonOf(const SqlError& error) {
-  switch (error.Code()) {
-    case SQLITE_NOTADB:
-      return "is no database file";
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return "is locked by another program";
-    case SQLITE_READONLY:
-      return "may not be written to";
-    case SQLITE_CORRUPT:
-      return "is damaged: " + std::string(error.what());
-    case SQLITE_FULL:
-      return "there is no room left on the device";
-    default:
-      return error.what();
-  }
+void RefuseFile(const std::string& path, const std::string& reason) {
+  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
 }
 
-Connection OpenConnection(const std::string& path, bool create) {
+sql::Connection OpenConnection(const std::string& path, bool create) {
   CheckFile(path, create);
   CheckFolder(path);
   try {
     return Open(path, create);
-  } catch (const SqlError& error) {
-    Refuse(path, ReasonOf(error));
+  } catch (const sql::SqlError& error) {
+    Refuse(path, sql::ReasonOf(error));
   }
 }
 
@@ -224,16 +203,16 @@ void AddNote(std::string code, std::string text, std::string stream) {
   NotesOfThread().push_back({std::move(code), std::move(text), std::move(stream)});
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store
 
 namespace orvspc {
 
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
-  using namespace engine;
+  using namespace engine::store;
   return std::make_shared<OpenedDatabase>(
       std::make_shared<SqliteStore>(OpenConnection(path, create), path));
 }
 
-std::vector<Note> TakeNotes() { return std::exchange(engine::NotesOfThread(), {}); }
+std::vector<Note> TakeNotes() { return std::exchange(engine::store::NotesOfThread(), {}); }
 
 }  // namespace orvspc

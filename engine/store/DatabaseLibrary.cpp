@@ -17,7 +17,7 @@
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 struct KeptDataSet {
@@ -44,7 +44,7 @@ std::int32_t Int32(std::size_t count) {
       std::min<std::size_t>(count, std::numeric_limits<std::int32_t>::max()));
 }
 
-API_DescriptorData DescriptorRow(const Query& query) {
+API_DescriptorData DescriptorRow(const sql::Query& query) {
   API_DescriptorData row{};
   row.Sgrp = query.Int(0);
   row.Dsgp = query.Int(1);
@@ -54,12 +54,12 @@ API_DescriptorData DescriptorRow(const Query& query) {
 }
 
 // Those of one subgroup, or with last above first those of a range of identifiers.
-void ReadDescriptors(Connection& db, std::int32_t first, std::int32_t last,
+void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
                      std::vector<API_DescriptorData>& rows) {
-  Query query(db,
-              "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
-              "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
-              "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup");
+  sql::Query query(db,
+                   "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
+                   "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
+                   "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup");
   query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
   while (query.Step()) rows.push_back(DescriptorRow(query));
 }
@@ -70,7 +70,7 @@ bool ByDescriptor(const API_DescriptorData& a, const API_DescriptorData& b) {
 
 // Those of the subgroups, and perhaps of others between them, by subgroup and descriptor. One
 // statement serves identifiers that lie close together, as those of one import do.
-void ReadBlock(Connection& db, std::span<const API_SubgroupData> subgroups,
+void ReadBlock(sql::Connection& db, std::span<const API_SubgroupData> subgroups,
                std::vector<API_DescriptorData>& rows) {
   constexpr std::int64_t kCloseTogether = 4;
   rows.clear();
@@ -87,12 +87,12 @@ void ReadBlock(Connection& db, std::span<const API_SubgroupData> subgroups,
 }
 
 // The rows of each subgroup once, oldest subgroup first; at most `room`, of the newest.
-std::vector<API_DescriptorData> CollectDescriptors(Connection& db,
+std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
                                                    std::span<const API_SubgroupData> subgroups,
                                                    std::size_t room, bool& cut) {
   constexpr std::size_t kBlock = 4096;
   std::vector<API_DescriptorData> newest_first, block;
-  Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
+  sql::Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
   if (!any.Step()) return newest_first;
   std::unordered_set<std::int32_t> seen;
   while (!subgroups.empty()) {
@@ -155,7 +155,7 @@ struct FoundComment {
   API_CommentData row;
 };
 
-API_CommentData CommentRow(const Query& query, bool& cut) {
+API_CommentData CommentRow(const sql::Query& query, bool& cut) {
   API_CommentData row{};
   row.Sgrp = query.Int(0);
   row.Edtm = query.Int(1);
@@ -273,7 +273,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Conn
     const auto out = Descriptors.As<API_DescriptorData>();
     bool cut = false;
     std::vector<API_DescriptorData> rows;
-    store->ReadOrThrow([&](engine::Connection& db) {
+    store->ReadOrThrow([&](sql::Connection& db) {
       rows = CollectDescriptors(db, Subgroups.As<API_SubgroupData>(), out.size(), cut);
     });
     std::copy(rows.begin(), rows.end(), out.begin());
@@ -325,12 +325,12 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     const auto last = SubgroupEnd > 0 ? std::min(SubgroupEnd, wanted.Highest()) : wanted.Highest();
     std::vector<FoundComment> found;
     bool text_cut = false;
-    store->ReadOrThrow([&](engine::Connection& db) {
-      Query query(db,
-                  "SELECT c.subgroup, c.time, ifnull(c.test, 0), c.tsno, ifnull(e.name, ''), "
-                  "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
-                  "LEFT JOIN employee e ON e.id = c.employee "
-                  "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id");
+    store->ReadOrThrow([&](sql::Connection& db) {
+      sql::Query query(db,
+                       "SELECT c.subgroup, c.time, ifnull(c.test, 0), c.tsno, ifnull(e.name, ''), "
+                       "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
+                       "LEFT JOIN employee e ON e.id = c.employee "
+                       "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id");
       query.Bind(1, first).Bind(2, std::int64_t{last});
       while (query.Step()) {
         if (wanted.Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
@@ -379,4 +379,4 @@ std::int32_t DatabaseLibrary::VLXDBL_GETALARMMASK(std::int32_t, std::int32_t Con
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -3,7 +3,7 @@
 
 #include "platform/DBLib6.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // The database library of the embedded engine. The kept data set belongs to the calling thread, so
 // one object serves all threads. A failure gives 0, and its reason is kept in the open database.
@@ -55,4 +55,4 @@ class DatabaseLibrary final : public platform::DBLib6 {
                                 std::int32_t Count, std::int32_t Code) override;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -6,7 +6,7 @@
 #include "engine/store/conditions.h"
 #include "engine/store/flat_filter.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 constexpr std::string_view kNewestFirst =
@@ -17,7 +17,7 @@ constexpr std::string_view kById =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
 
-EventRow RowOf(const Query& query) {
+EventRow RowOf(const sql::Query& query) {
   const auto stamp = [&](int column) {
     return query.IsNull(column) ? std::nullopt : std::optional(query.Int(column));
   };
@@ -36,7 +36,7 @@ EventRow RowOf(const Query& query) {
 
 }  // namespace
 
-std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cache,
+std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache& cache,
                                    API_DSInfo& info, std::span<const std::int32_t> filter) {
   const auto flat = ReadFilter(info, filter);
   const auto part = LookUpItems(connection, "part", flat.part);
@@ -47,7 +47,7 @@ std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cac
   TimeRange range(info, cache.zone_offset);
 
   std::vector<EventRow> rows;
-  Query query(connection, kNewestFirst);
+  sql::Query query(connection, kNewestFirst);
   query.Bind(1, std::int64_t{range.Start()}).Bind(2, std::int64_t{range.End()});
   while (rows.size() < limit && query.Step()) {
     // The walk began before the range of the newest was known.
@@ -68,11 +68,11 @@ std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cac
   return rows;
 }
 
-std::optional<EventRow> ReadEvent(Connection& connection, std::int32_t id) {
-  Query query(connection, kById);
+std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id) {
+  sql::Query query(connection, kById);
   query.Bind(1, std::int64_t{id});
   if (!query.Step()) return std::nullopt;
   return RowOf(query);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

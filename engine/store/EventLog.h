@@ -10,7 +10,7 @@
 
 // The events of a quality database. Runs inside a transaction; throws SqlError, and what a
 // malformed filter throws.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // One stored event; identifiers are 0 and times empty where there is none.
 struct EventRow {
@@ -26,10 +26,10 @@ struct EventRow {
 // The newest Count events of a selection (all when Count is below 1), oldest first; writes the
 // resolved range and states into info. Events know a time, part, process, test and employee; what a
 // selection asks of anything else does not narrow them.
-std::vector<EventRow> SelectEvents(Connection& connection, const StoreCache& cache,
+std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache& cache,
                                    API_DSInfo& info, std::span<const std::int32_t> filter);
 
 // One event by its identifier.
-std::optional<EventRow> ReadEvent(Connection& connection, std::int32_t id);
+std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 struct OpenRun {
@@ -32,4 +32,4 @@ std::span<const StreamKey> OpenRunStreams(std::int32_t handle) {
   return run.streams;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

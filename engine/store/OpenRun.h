@@ -6,7 +6,7 @@
 
 // Which streams the chart run that is open on this thread has, so that the alarm mask need not
 // select them a second time.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 struct StreamKey {
   std::int32_t part = 0, process = 0, test = 0;
@@ -20,4 +20,4 @@ void ClearOpenRun();
 // Streams of the run open on this thread for that connection; empty when there is none.
 std::span<const StreamKey> OpenRunStreams(std::int32_t handle);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <tuple>
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 // The row that stands for a subgroup without any.
@@ -76,4 +76,4 @@ void PieceReader::SortRows(std::size_t first, std::size_t last) {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

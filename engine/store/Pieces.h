@@ -9,7 +9,7 @@
 
 #include "engine/store/Store.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 struct RowRange {
   std::size_t begin = 0, count = 0;
@@ -43,4 +43,4 @@ class PieceReader {
   std::vector<Row> rows_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -7,10 +7,11 @@
 #include <new>
 #include <stdexcept>
 
+#include "engine/sql/failures.h"
 #include "engine/store/cache.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 // Grows with each write of this process, so that a second connection to the file sees it at once.
@@ -51,13 +52,13 @@ int Narrowness(const AlarmRow& row, std::int32_t part, std::int32_t process, std
 
 void NoteWrite() { ++writes_of_process; }
 
-SqliteStore::SqliteStore(Connection connection, std::string path)
+SqliteStore::SqliteStore(sql::Connection connection, std::string path)
     : connection_(std::move(connection)), path_(std::move(path)), share_from_(kWorthTwoThreads) {}
 
 void SqliteStore::Refresh() {
   std::int64_t version = 0;
   {
-    Query query(connection_, "PRAGMA data_version");
+    sql::Query query(connection_, "PRAGMA data_version");
     if (query.Step()) version = query.Int64(0);
   }
   const auto generation = writes_of_process.load();
@@ -75,21 +76,21 @@ void SqliteStore::Refresh() {
 
 void SqliteStore::RefreshSoon() {
   if (loaded_ && writes_of_process.load() == generation_ && Milliseconds() - checked_ < 2) return;
-  Transaction transaction(connection_, Transaction::Kind::Read);
+  sql::Transaction transaction(connection_, sql::Transaction::Kind::Read);
   Refresh();
   transaction.Commit();
 }
 
-void SqliteStore::ReadOrThrow(const std::function<void(Connection&)>& work) {
+void SqliteStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
   if (sqlite3_get_autocommit(connection_.Get()) == 0) return work(connection_);
-  Transaction transaction(connection_, Transaction::Kind::Read);
+  sql::Transaction transaction(connection_, sql::Transaction::Kind::Read);
   Refresh();
   work(connection_);
   transaction.Commit();
 }
 
-bool SqliteStore::Read(const std::function<void(Connection&)>& work) {
+bool SqliteStore::Read(const std::function<void(sql::Connection&)>& work) {
   try {
     ReadOrThrow(work);
     return true;
@@ -99,9 +100,9 @@ bool SqliteStore::Read(const std::function<void(Connection&)>& work) {
   }
 }
 
-void SqliteStore::Write(const std::function<void(Connection&)>& work) {
+void SqliteStore::Write(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
-  Transaction transaction(connection_, Transaction::Kind::Write);
+  sql::Transaction transaction(connection_, sql::Transaction::Kind::Write);
   Refresh();
   work(connection_);
   transaction.Commit();
@@ -212,20 +213,21 @@ std::string SqliteStore::Setting(std::string_view key, std::string_view fallback
   });
 }
 
-const std::unordered_map<std::int32_t, std::string>& SqliteStore::Names(ItemKind kind) {
+const std::unordered_map<std::int32_t, std::string>& SqliteStore::Names(catalogue::ItemKind kind) {
   const auto place = static_cast<std::size_t>(kind);
   if (!cache_.names_read[place]) {
     auto& names = cache_.names[place];
     names.clear();
     static const auto texts = [] {
-      std::array<std::string, kItemKinds> all;
-      for (int i = 0; i < kItemKinds; ++i) {
+      std::array<std::string, catalogue::kItemKinds> all;
+      for (int i = 0; i < catalogue::kItemKinds; ++i) {
         all[static_cast<std::size_t>(i)] =
-            "SELECT id, name FROM " + std::string(TableOf(static_cast<ItemKind>(i)));
+            "SELECT id, name FROM " +
+            std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i)));
       }
       return all;
     }();
-    Query query(connection_, texts[place]);
+    sql::Query query(connection_, texts[place]);
     while (query.Step()) names.emplace(query.Int(0), query.Text(1));
     cache_.names_read[place] = true;
   }
@@ -243,38 +245,41 @@ std::shared_ptr<const T> Kept(std::shared_ptr<const T>& kept, Read read) {
 
 }  // namespace
 
-std::shared_ptr<const ItemList> SqliteStore::Items(ItemKind kind) {
+std::shared_ptr<const catalogue::ItemList> SqliteStore::Items(catalogue::ItemKind kind) {
   return Kept(cache_.references.items[static_cast<std::size_t>(kind)],
-              [&] { return ReadItems(connection_, kind); });
+              [&] { return catalogue::ReadItems(connection_, kind); });
 }
 
-std::shared_ptr<const std::vector<ItemGroup>> SqliteStore::Groups(ItemKind kind) {
+std::shared_ptr<const std::vector<catalogue::ItemGroup>> SqliteStore::Groups(
+    catalogue::ItemKind kind) {
   return Kept(cache_.references.groups[static_cast<std::size_t>(kind)],
-              [&] { return ReadGroups(connection_, kind); });
+              [&] { return catalogue::ReadGroups(connection_, kind); });
 }
 
-std::shared_ptr<const std::vector<ProcessPlace>> SqliteStore::Places() {
-  return Kept(cache_.references.places, [&] { return ReadPlaces(connection_); });
+std::shared_ptr<const std::vector<catalogue::ProcessPlace>> SqliteStore::Places() {
+  return Kept(cache_.references.places, [&] { return catalogue::ReadPlaces(connection_); });
 }
 
-std::shared_ptr<const std::vector<Descriptor>> SqliteStore::Descriptors() {
-  return Kept(cache_.references.descriptors, [&] { return ReadDescriptors(connection_); });
+std::shared_ptr<const std::vector<catalogue::Descriptor>> SqliteStore::Descriptors() {
+  return Kept(cache_.references.descriptors,
+              [&] { return catalogue::ReadDescriptors(connection_); });
 }
 
-std::shared_ptr<const std::vector<Item>> SqliteStore::DescriptorGroups() {
+std::shared_ptr<const std::vector<catalogue::Item>> SqliteStore::DescriptorGroups() {
   return Kept(cache_.references.descriptor_groups,
-              [&] { return ReadDescriptorGroups(connection_); });
+              [&] { return catalogue::ReadDescriptorGroups(connection_); });
 }
 
 std::string SqliteStore::StreamName(std::int32_t part, std::int32_t process, std::int32_t test) {
   return FromCache<std::string>([&] {
-    const auto name = [&](ItemKind kind, std::int32_t id) {
+    const auto name = [&](catalogue::ItemKind kind, std::int32_t id) {
       const auto& names = Names(kind);
       const auto found = names.find(id);
       return found == names.end() ? std::to_string(id) : found->second;
     };
-    return name(ItemKind::Part, part) + " / " + name(ItemKind::Process, process) + " / " +
-           name(ItemKind::Test, test);
+    return name(catalogue::ItemKind::Part, part) + " / " +
+           name(catalogue::ItemKind::Process, process) + " / " +
+           name(catalogue::ItemKind::Test, test);
   });
 }
 
@@ -317,8 +322,8 @@ void KeepCurrentFailure(SqliteStore& store) noexcept {
       store.Fail(kOutOfMemory, "Out of memory");
     } catch (const std::length_error&) {
       store.Fail(kOutOfMemory, "Out of memory");
-    } catch (const SqlError& error) {
-      store.Fail(kStoreFailure, store.Path() + ": " + ReasonOf(error));
+    } catch (const sql::SqlError& error) {
+      store.Fail(kStoreFailure, store.Path() + ": " + sql::ReasonOf(error));
     } catch (const std::exception& error) {
       store.Fail(kStoreFailure, store.Path() + ": " + error.what());
     }
@@ -327,4 +332,4 @@ void KeepCurrentFailure(SqliteStore& store) noexcept {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -17,13 +17,13 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "engine/store/Catalogue.h"
-#include "engine/store/References.h"
+#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
+#include "engine/sql/sqlite.h"
 #include "engine/store/Store.h"
 #include "engine/store/second_reader.h"
-#include "engine/store/sqlite.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 struct TwoThreads;  // of select.h
 
@@ -60,9 +60,9 @@ struct StoreCache {
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
   std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
-  std::array<std::unordered_map<std::int32_t, std::string>, kItemKinds> names;
-  std::array<bool, kItemKinds> names_read{};
-  References references;  // filled as they are asked for
+  std::array<std::unordered_map<std::int32_t, std::string>, catalogue::kItemKinds> names;
+  std::array<bool, catalogue::kItemKinds> names_read{};
+  catalogue::References references;  // filled as they are asked for
   std::int32_t zone_offset = 0;
 
   // The place of a context; none when the file has no such context.
@@ -80,7 +80,7 @@ struct StoreCache {
 class SqliteStore final : public Store {
  public:
   // The connection is open, checked and of the present schema.
-  SqliteStore(Connection connection, std::string path);
+  SqliteStore(sql::Connection connection, std::string path);
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
               DataSet& out) override;
@@ -109,21 +109,21 @@ class SqliteStore final : public Store {
 
   // Runs work with the connection inside a read transaction, the cache being current; returns
   // false after a failure, which is kept. What work throws never leaves.
-  bool Read(const std::function<void(Connection&)>& work);
+  bool Read(const std::function<void(sql::Connection&)>& work);
   // The same, but failures leave as SqlError and others; for hosts' calls.
-  void ReadOrThrow(const std::function<void(Connection&)>& work);
+  void ReadOrThrow(const std::function<void(sql::Connection&)>& work);
   // In one write transaction. Failures leave.
-  void Write(const std::function<void(Connection&)>& work);
+  void Write(const std::function<void(sql::Connection&)>& work);
 
   // Valid inside Read, ReadOrThrow or Write only.
   const StoreCache& Cache() const { return cache_; }
-  const std::unordered_map<std::int32_t, std::string>& Names(ItemKind kind);
+  const std::unordered_map<std::int32_t, std::string>& Names(catalogue::ItemKind kind);
   // What these hand out stays as it is when the file changes.
-  std::shared_ptr<const ItemList> Items(ItemKind kind);
-  std::shared_ptr<const std::vector<ItemGroup>> Groups(ItemKind kind);
-  std::shared_ptr<const std::vector<ProcessPlace>> Places();
-  std::shared_ptr<const std::vector<Descriptor>> Descriptors();
-  std::shared_ptr<const std::vector<Item>> DescriptorGroups();
+  std::shared_ptr<const catalogue::ItemList> Items(catalogue::ItemKind kind);
+  std::shared_ptr<const std::vector<catalogue::ItemGroup>> Groups(catalogue::ItemKind kind);
+  std::shared_ptr<const std::vector<catalogue::ProcessPlace>> Places();
+  std::shared_ptr<const std::vector<catalogue::Descriptor>> Descriptors();
+  std::shared_ptr<const std::vector<catalogue::Item>> DescriptorGroups();
 
   // Statements prepared so far.
   std::size_t PreparedCount();
@@ -141,13 +141,13 @@ class SqliteStore final : public Store {
   // for large selections; writes info back when it succeeds.
   bool RunShared(
       API_DSInfo& info,
-      const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
+      const std::function<void(sql::Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
   // Runs work on the current cache; a failure is kept and gives the default answer.
   template <class Result, class Work>
   Result FromCache(Work work);
 
   std::recursive_mutex mutex_;
-  Connection connection_;
+  sql::Connection connection_;
   std::string path_;
   StoreCache cache_;
   bool loaded_ = false;
@@ -164,10 +164,7 @@ class SqliteStore final : public Store {
 };
 
 // Opens a file with the engine's settings. Throws platform::ExternalFailure with file and reason.
-Connection OpenConnection(const std::string& path, bool create);
-
-// Why the file could not be used, in words.
-std::string ReasonOf(const SqlError& error);
+sql::Connection OpenConnection(const std::string& path, bool create);
 
 // Tells every store of the process that a file was written through another connection.
 void NoteWrite();
@@ -180,4 +177,4 @@ std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database);
 // By handle; null when it is closed or unknown.
 std::shared_ptr<SqliteStore> SqliteStoreOf(std::int32_t handle);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/StateLog.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
-StateLogRow RowOf(const Query& query) {
+StateLogRow RowOf(const sql::Query& query) {
   return {query.Int(0), query.Int(1), query.Int(2), query.Int(3)};
 }
 
 }  // namespace
 
-std::vector<StateLogRow> ReadStateLog(Connection& connection, std::int32_t process,
+std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
                                       std::int64_t from, std::int64_t to, std::int64_t limit) {
   constexpr std::string_view kOfOne =
       "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
@@ -20,7 +20,7 @@ std::vector<StateLogRow> ReadStateLog(Connection& connection, std::int32_t proce
       "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
       "JOIN state_code c ON c.id = l.state_code WHERE l.time BETWEEN ?1 AND ?2 "
       "ORDER BY l.time, l.process LIMIT ?3";
-  Query query(connection, process == 0 ? kOfEvery : kOfOne);
+  sql::Query query(connection, process == 0 ? kOfEvery : kOfOne);
   query.Bind(1, from).Bind(2, to).Bind(3, limit);
   if (process != 0) query.Bind(4, std::int64_t{process});
   std::vector<StateLogRow> rows;
@@ -28,7 +28,7 @@ std::vector<StateLogRow> ReadStateLog(Connection& connection, std::int32_t proce
   return rows;
 }
 
-std::optional<StateLogRow> LatestStateBefore(Connection& connection, std::int32_t process,
+std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
                                              std::int64_t time) {
   constexpr std::string_view kOfOne =
       "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
@@ -38,16 +38,16 @@ std::optional<StateLogRow> LatestStateBefore(Connection& connection, std::int32_
       "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
       "JOIN state_code c ON c.id = l.state_code WHERE l.time < ?1 "
       "ORDER BY l.time DESC, l.process DESC LIMIT 1";
-  Query query(connection, process == 0 ? kOfAny : kOfOne);
+  sql::Query query(connection, process == 0 ? kOfAny : kOfOne);
   query.Bind(1, time);
   if (process != 0) query.Bind(2, std::int64_t{process});
   if (!query.Step()) return std::nullopt;
   return RowOf(query);
 }
 
-bool HasStateLog(Connection& connection, std::int32_t process) {
-  Query query(connection, "SELECT 1 FROM state_log WHERE process = ?1 LIMIT 1");
+bool HasStateLog(sql::Connection& connection, std::int32_t process) {
+  sql::Query query(connection, "SELECT 1 FROM state_log WHERE process = ?1 LIMIT 1");
   return query.Bind(1, std::int64_t{process}).Step();
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -5,11 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include "engine/store/sqlite.h"
+#include "engine/sql/sqlite.h"
 
 // The log of process states. Each record holds from its time on until the next one of its process.
 // Runs inside a transaction; throws SqlError.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 struct StateLogRow {
   std::int32_t time = 0, process = 0, state = 0;
@@ -18,14 +18,14 @@ struct StateLogRow {
 
 // Records of a process (0: of every one) from a time up to and with another, by time; at most
 // `limit` of them.
-std::vector<StateLogRow> ReadStateLog(Connection& connection, std::int32_t process,
+std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
                                       std::int64_t from, std::int64_t to, std::int64_t limit);
 
 // The latest record before a time; process 0: of any process.
-std::optional<StateLogRow> LatestStateBefore(Connection& connection, std::int32_t process,
+std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
                                              std::int64_t time);
 
 // Whether the process has any record.
-bool HasStateLog(Connection& connection, std::int32_t process);
+bool HasStateLog(sql::Connection& connection, std::int32_t process);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -2,7 +2,7 @@
 #include "engine/store/Store.h"
 
 // What a store does that has no better way of its own.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
                             const SelectOptions& options, BatchTaker& taker) {
@@ -15,4 +15,4 @@ bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filt
 
 std::vector<API_CANccLim8> Store::NetContents(std::int32_t, std::int32_t) { return {}; }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -4,31 +4,31 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
-void ReadStreams(Connection& db, StoreCache& cache) {
-  Query query(db,
-              "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
-              "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
+void ReadStreams(sql::Connection& db, StoreCache& cache) {
+  sql::Query query(db,
+                   "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
+                   "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
   while (query.Step()) {
     cache.streams.push_back(
         {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int64(4)});
   }
-  Query highest(db, "SELECT max(id) FROM subgroup");
+  sql::Query highest(db, "SELECT max(id) FROM subgroup");
   if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
 }
 
-void ReadContexts(Connection& db, StoreCache& cache) {
+void ReadContexts(sql::Connection& db, StoreCache& cache) {
   cache.contexts.assign(1, Context{});
   cache.context_ids.assign(1, 0);
-  Query query(db,
-              "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
-              "ORDER BY id");
+  sql::Query query(db,
+                   "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
+                   "ORDER BY id");
   while (query.Step()) {
     const auto id = query.Int64(0);
     if (id <= 0) {
@@ -51,11 +51,12 @@ void Append(std::vector<Row>& rows, Row row, Time time_of) {
   }
 }
 
-void ReadSpecLimits(Connection& db, StoreCache& cache) {
-  Query query(db,
-              "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
-              "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
-              "ORDER BY part, test, effective, id");
+void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
+  sql::Query query(
+      db,
+      "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
+      "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
+      "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CCSpecLim row{};
     row.Word0 = query.Int(0);
@@ -76,11 +77,12 @@ void ReadSpecLimits(Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadControlLimits(Connection& db, StoreCache& cache) {
-  Query query(db,
-              "SELECT id, made, part, ifnull(process, 0), test, effective, mean, sp, spl, sw, swl, "
-              "start, finish, chart_word FROM control_limit WHERE status = 'active' "
-              "ORDER BY part, test, effective, ifnull(process, 0), id");
+void ReadControlLimits(sql::Connection& db, StoreCache& cache) {
+  sql::Query query(
+      db,
+      "SELECT id, made, part, ifnull(process, 0), test, effective, mean, sp, spl, sw, swl, "
+      "start, finish, chart_word FROM control_limit WHERE status = 'active' "
+      "ORDER BY part, test, effective, ifnull(process, 0), id");
   while (query.Step()) {
     ControlLimit limit{};
     limit.row.Word0 = query.Int(0);
@@ -102,10 +104,10 @@ void ReadControlLimits(Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadOpportunities(Connection& db, StoreCache& cache) {
-  Query query(db,
-              "SELECT id, made, part, test, opportunities, effective FROM opportunity "
-              "ORDER BY part, test, effective, id");
+void ReadOpportunities(sql::Connection& db, StoreCache& cache) {
+  sql::Query query(db,
+                   "SELECT id, made, part, test, opportunities, effective FROM opportunity "
+                   "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CCDefOpp row{};
     row.Word0 = query.Int(0);
@@ -119,24 +121,25 @@ void ReadOpportunities(Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadNetContents(Connection& db, StoreCache& cache) {
+void ReadNetContents(sql::Connection& db, StoreCache& cache) {
   // The bits of the limits that a row has, in the order of the columns.
   struct Figure {
     platform::WireDouble API_CANccLim8::*field;
     std::int32_t flag;
   };
   static constexpr Figure kFigures[] = {
-      {&API_CANccLim8::MavL, nclMavL}, {&API_CANccLim8::MavLp, nclMavLp},
-      {&API_CANccLim8::MavU, nclMavU}, {&API_CANccLim8::MavUp, nclMavUp},
-      {&API_CANccLim8::T1L, nclT1L},   {&API_CANccLim8::T1Lp, nclT1Lp},
-      {&API_CANccLim8::T1U, nclT1U},   {&API_CANccLim8::T1Up, nclT1Up},
-      {&API_CANccLim8::T2L, nclT2L},   {&API_CANccLim8::T2Lp, nclT2Lp},
-      {&API_CANccLim8::T2U, nclT2U},   {&API_CANccLim8::T2Up, nclT2Up},
+      {&API_CANccLim8::MavL, catalogue::nclMavL}, {&API_CANccLim8::MavLp, catalogue::nclMavLp},
+      {&API_CANccLim8::MavU, catalogue::nclMavU}, {&API_CANccLim8::MavUp, catalogue::nclMavUp},
+      {&API_CANccLim8::T1L, catalogue::nclT1L},   {&API_CANccLim8::T1Lp, catalogue::nclT1Lp},
+      {&API_CANccLim8::T1U, catalogue::nclT1U},   {&API_CANccLim8::T1Up, catalogue::nclT1Up},
+      {&API_CANccLim8::T2L, catalogue::nclT2L},   {&API_CANccLim8::T2Lp, catalogue::nclT2Lp},
+      {&API_CANccLim8::T2U, catalogue::nclT2U},   {&API_CANccLim8::T2Up, catalogue::nclT2Up},
   };
-  Query query(db,
-              "SELECT id, made, part, test, effective, name, nominal, factor, mavl, mavlp, mavu, "
-              "mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up FROM net_content "
-              "ORDER BY part, test, effective, id");
+  sql::Query query(
+      db,
+      "SELECT id, made, part, test, effective, name, nominal, factor, mavl, mavlp, mavu, "
+      "mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up FROM net_content "
+      "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CANccLim8 row{};
     row.Head[0] = query.Int(0);
@@ -163,11 +166,11 @@ void ReadNetContents(Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadRules(Connection& db, StoreCache& cache) {
+void ReadRules(sql::Connection& db, StoreCache& cache) {
   auto rules = std::make_shared<std::vector<StoredRule>>();
-  Query query(db,
-              "SELECT number, priority, kind, k, m, zone, side, text FROM rule "
-              "ORDER BY priority, number");
+  sql::Query query(db,
+                   "SELECT number, priority, kind, k, m, zone, side, text FROM rule "
+                   "ORDER BY priority, number");
   while (query.Step()) {
     StoredRule rule;
     if (query.Int64(0) < 0 || query.Int64(0) > 31) {
@@ -185,32 +188,33 @@ void ReadRules(Connection& db, StoreCache& cache) {
     rules->push_back(std::move(rule));
   }
   cache.rules = std::move(rules);
-  Query sets(db,
-             "SELECT s.name, m.number FROM rule_set s LEFT JOIN rule_set_member m "
-             "ON m.rule_set = s.id ORDER BY s.id, m.number");
+  sql::Query sets(db,
+                  "SELECT s.name, m.number FROM rule_set s LEFT JOIN rule_set_member m "
+                  "ON m.rule_set = s.id ORDER BY s.id, m.number");
   while (sets.Step()) {
     if (cache.rule_sets.empty() || cache.rule_sets.back().first != sets.Text(0)) {
       cache.rule_sets.emplace_back(sets.Text(0), std::vector<std::int32_t>());
     }
     if (!sets.IsNull(1)) cache.rule_sets.back().second.push_back(sets.Int(1));
   }
-  Query alarms(db,
-               "SELECT ifnull(part, 0), ifnull(process, 0), ifnull(test, 0), ifnull(graph, 0), "
-               "number, is_on FROM rule_alarm ORDER BY id");
+  sql::Query alarms(
+      db,
+      "SELECT ifnull(part, 0), ifnull(process, 0), ifnull(test, 0), ifnull(graph, 0), "
+      "number, is_on FROM rule_alarm ORDER BY id");
   while (alarms.Step()) {
     cache.alarms.push_back({alarms.Int(0), alarms.Int(1), alarms.Int(2), alarms.Int(3),
                             alarms.Int(4), alarms.Int(5) != 0});
   }
 }
 
-void ReadSettings(Connection& db, StoreCache& cache) {
-  Query query(db, "SELECT key, value FROM setting ORDER BY id");
+void ReadSettings(sql::Connection& db, StoreCache& cache) {
+  sql::Query query(db, "SELECT key, value FROM setting ORDER BY id");
   while (query.Step()) {
     cache.settings.insert_or_assign(std::string(query.Text(0)), std::string(query.Text(1)));
   }
   const auto zone = cache.settings.find("time_zone");
   if (zone == cache.settings.end()) return;
-  const auto offset = ZoneOffset(zone->second);
+  const auto offset = time::ZoneOffset(zone->second);
   if (!offset) {
     throw std::runtime_error("The time zone " + zone->second +
                              " of the database is neither UTC nor a fixed offset");
@@ -226,7 +230,7 @@ void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
                            ", which is not there");
 }
 
-StoreCache ReadCache(Connection& connection) {
+StoreCache ReadCache(sql::Connection& connection) {
   StoreCache cache;
   ReadStreams(connection, cache);
   ReadContexts(connection, cache);
@@ -239,4 +243,4 @@ StoreCache ReadCache(Connection& connection) {
   return cache;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

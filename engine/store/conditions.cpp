@@ -6,10 +6,10 @@
 #include <map>
 #include <string_view>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 void SortUnique(std::vector<std::int32_t>& ids) {
@@ -17,11 +17,12 @@ void SortUnique(std::vector<std::int32_t>& ids) {
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
 }
 
-void AppendMembers(Connection& db, std::string_view kind, std::int32_t group,
+void AppendMembers(sql::Connection& db, std::string_view kind, std::int32_t group,
                    std::vector<std::int32_t>& ids) {
-  Query query(db,
-              "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
-              "WHERE g.id = ?1 AND g.kind = ?2");
+  sql::Query query(
+      db,
+      "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
+      "WHERE g.id = ?1 AND g.kind = ?2");
   query.Bind(1, std::int64_t{group}).Bind(2, kind);
   while (query.Step()) ids.push_back(query.Int(0));
 }
@@ -29,15 +30,15 @@ void AppendMembers(Connection& db, std::string_view kind, std::int32_t group,
 // The wanted descriptors by group. A block none of whose descriptors exists asks for what no
 // subgroup has; that is the empty list of group 0.
 std::map<std::int32_t, std::vector<std::int32_t>> DescriptorsByGroup(
-    Connection& db, std::span<const FilterBlock> blocks) {
+    sql::Connection& db, std::span<const FilterBlock> blocks) {
   std::map<std::int32_t, std::vector<std::int32_t>> groups;
   for (const auto& block : blocks) {
     bool found = false;
     for (const auto item : block.items) {
-      Query query(db,
-                  "SELECT descriptor_group, id FROM descriptor WHERE id = ?1 "
-                  "UNION ALL SELECT descriptor_group, id FROM descriptor "
-                  "WHERE ?1 = 0 AND descriptor_group = ?2");
+      sql::Query query(db,
+                       "SELECT descriptor_group, id FROM descriptor WHERE id = ?1 "
+                       "UNION ALL SELECT descriptor_group, id FROM descriptor "
+                       "WHERE ?1 = 0 AND descriptor_group = ?2");
       query.Bind(1, std::int64_t{item}).Bind(2, std::int64_t{block.group});
       while (query.Step()) {
         groups[query.Int(0)].push_back(query.Int(1));
@@ -50,14 +51,14 @@ std::map<std::int32_t, std::vector<std::int32_t>> DescriptorsByGroup(
 }
 
 // Descriptors of one group are alternatives, different groups must all be met.
-Identifiers SubgroupsWith(Connection& db, std::span<const FilterBlock> blocks) {
+Identifiers SubgroupsWith(sql::Connection& db, std::span<const FilterBlock> blocks) {
   if (blocks.empty()) return std::nullopt;
   Identifiers result;
   for (auto& [group, descriptors] : DescriptorsByGroup(db, blocks)) {
     SortUnique(descriptors);
     std::vector<std::int32_t> ids;
     for (const auto descriptor : descriptors) {
-      Query query(db, "SELECT subgroup FROM subgroup_descriptor WHERE descriptor = ?1");
+      sql::Query query(db, "SELECT subgroup FROM subgroup_descriptor WHERE descriptor = ?1");
       query.Bind(1, std::int64_t{descriptor});
       while (query.Step()) ids.push_back(query.Int(0));
     }
@@ -113,7 +114,8 @@ bool Has(const Identifiers& ids, std::int32_t id) {
 }
 
 // A group cell without an item stands for the members of now.
-Identifiers LookUpItems(Connection& connection, std::string_view kind, const FilterBlock& block) {
+Identifiers LookUpItems(sql::Connection& connection, std::string_view kind,
+                        const FilterBlock& block) {
   if (!block.limited) return std::nullopt;
   std::vector<std::int32_t> ids;
   for (const auto item : block.items) {
@@ -124,7 +126,7 @@ Identifiers LookUpItems(Connection& connection, std::string_view kind, const Fil
   return ids;
 }
 
-Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
+Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options) {
   const auto flat = ReadFilter(info, filter);
   Conditions result;
@@ -162,19 +164,19 @@ bool HasTimeBounds(const API_DSInfo& info) {
   if (info.TimeType == drttStatic) return true;
   const bool is_known = info.TimeType == drttMostRecent || info.TimeType == drttCurrent ||
                         info.TimeType == drttPrevious;
-  return is_known && info.TimeCount > 0 && StartOfPeriod(0, info.TimePeriod, 0).has_value();
+  return is_known && info.TimeCount > 0 && time::StartOfPeriod(0, info.TimePeriod, 0).has_value();
 }
 
 TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
     : type_(info.TimeType), period_(info.TimePeriod), count_(info.TimeCount), offset_(zone_offset) {
   if (type_ == drttStatic) {
     start_ = info.TimeStart;
-    if (info.TimeEnd != kNoStamp) end_ = info.TimeEnd;
+    if (info.TimeEnd != time::kNoStamp) end_ = info.TimeEnd;
     bounded_ = true;
     return;
   }
-  const auto now = Now();
-  const auto start = StartOfPeriod(now, period_, offset_);
+  const auto now = time::Now();
+  const auto start = time::StartOfPeriod(now, period_, offset_);
   const auto saturated = [](std::int64_t stamp) {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
   };
@@ -183,10 +185,11 @@ TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
   if (type_ == drttMostRecent) {
     relative_ = true;
   } else if (type_ == drttCurrent) {
-    start_ = count_ == 1 ? saturated(*start) : *PeriodsBefore(*start, period_, count_ - 1, offset_);
+    start_ = count_ == 1 ? saturated(*start)
+                         : *time::PeriodsBefore(*start, period_, count_ - 1, offset_);
     end_ = saturated(now);
   } else if (type_ == drttPrevious) {
-    start_ = *PeriodsBefore(*start, period_, count_, offset_);
+    start_ = *time::PeriodsBefore(*start, period_, count_, offset_);
     end_ = saturated(*start - 1);
   } else {
     bounded_ = false;
@@ -194,22 +197,23 @@ TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
 }
 
 void TimeRange::SetNewest(std::int32_t stamp) {
-  start_ = *PeriodsBefore(stamp, period_, count_, offset_);
+  start_ = *time::PeriodsBefore(stamp, period_, count_, offset_);
   end_ = stamp;
   resolved_ = true;
 }
 
 void TimeRange::WriteBack(API_DSInfo& info, std::optional<std::int32_t> newest) const {
   if (type_ == drttStatic) return;
-  const auto now = static_cast<std::int32_t>(std::clamp<std::int64_t>(Now(), INT32_MIN, INT32_MAX));
+  const auto now =
+      static_cast<std::int32_t>(std::clamp<std::int64_t>(time::Now(), INT32_MIN, INT32_MAX));
   info.TimeStart = start_;
   info.TimeEnd = end_;
   if (!bounded_) {
     info.TimeEnd = newest.value_or(now);
   } else if (NeedsNewest()) {
-    info.TimeStart = *PeriodsBefore(now, period_, count_, offset_);
+    info.TimeStart = *time::PeriodsBefore(now, period_, count_, offset_);
     info.TimeEnd = now;
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -10,7 +10,7 @@
 #include "engine/store/SqliteStore.h"
 #include "engine/store/flat_filter.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // Ascending identifiers; empty optional: every one.
 using Identifiers = std::optional<std::vector<std::int32_t>>;
@@ -18,7 +18,8 @@ using Identifiers = std::optional<std::vector<std::int32_t>>;
 bool Has(const Identifiers& ids, std::int32_t id);
 
 // The items of a block; kind is a word such as "part". A group stands for its members of now.
-Identifiers LookUpItems(Connection& connection, std::string_view kind, const FilterBlock& block);
+Identifiers LookUpItems(sql::Connection& connection, std::string_view kind,
+                        const FilterBlock& block);
 
 inline constexpr std::int64_t kNoLimit = INT64_MAX;
 
@@ -36,7 +37,7 @@ struct Conditions {
 };
 
 // Throws what ReadFilter throws, and SqlError.
-Conditions LookUp(Connection& connection, const StoreCache& cache, const API_DSInfo& info,
+Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options);
 
 // Whether the selection bounds its time at all; a count below 1 and unknown periods and types do
@@ -64,4 +65,4 @@ class TimeRange {
   bool relative_ = false, resolved_ = false, bounded_ = false;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -6,7 +6,7 @@
 #include "engine/store/guarded.h"
 #include "platform/FixedText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 API_EventData WireRow(const EventRow& event,
@@ -42,7 +42,7 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDEVENTDATA(std::int32_t, std::int32_t C
   return Guarded(store, [&]() -> std::int32_t {
     auto info = DSInfo;
     std::vector<EventRow> rows;
-    if (!store->Read([&](engine::Connection& db) {
+    if (!store->Read([&](sql::Connection& db) {
           rows = SelectEvents(db, store->Cache(), info, DSFilter);
         })) {
       return 0;
@@ -72,8 +72,8 @@ std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connec
       return 0;
     }
     std::vector<API_EventData> rows;
-    if (!store->Read([&](engine::Connection& db) {
-          const auto& names = store->Names(ItemKind::EventName);
+    if (!store->Read([&](sql::Connection& db) {
+          const auto& names = store->Names(catalogue::ItemKind::EventName);
           for (const auto id : Events.first(static_cast<std::size_t>(Count))) {
             const auto event = ReadEvent(db, id);
             rows.push_back(event ? WireRow(*event, names) : API_EventData{});
@@ -86,4 +86,4 @@ std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connec
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -6,7 +6,7 @@
 
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 class Cells {
@@ -78,4 +78,4 @@ FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cell
   return filter;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

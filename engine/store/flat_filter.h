@@ -8,7 +8,7 @@
 #include "platform/SelectionRecord.h"
 
 // The blocks of the flat selection, cut out of the filter array and not yet looked up.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 struct FilterBlock {
   bool limited = false;    // false: every item
@@ -26,4 +26,4 @@ struct FlatFilter {
 // are none of the known forms.
 FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -7,7 +7,7 @@
 #include "engine/store/SqliteStore.h"
 
 // How the functions of the closed libraries run: nothing leaves them.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // Number of a refusal that is the engine's own.
 inline constexpr std::int32_t kRefused = -2147221504;
@@ -35,4 +35,4 @@ inline std::shared_ptr<SqliteStore> OpenStore(std::int32_t handle) noexcept {
   }
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

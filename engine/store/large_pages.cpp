@@ -5,7 +5,7 @@
 
 #include <memory>
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::size_t bytes) {
 #ifdef MADV_HUGEPAGE
@@ -16,4 +16,4 @@ void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::s
 #endif
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "packed records are little-endian");
@@ -100,4 +100,4 @@ std::optional<PackedView> PackedView::Of(std::span<const std::byte> blob) {
   return view;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -13,7 +13,7 @@
 // The packed record of one (subgroup, test): a head of 24 bytes, the values, and unless every row
 // is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns,
 // so that a scan fetches one column. Little-endian, written into files: never change, add a layout.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 enum class Layout : std::uint8_t { Plain = 1, Keyed = 2 };
 
@@ -72,4 +72,4 @@ class PackedView {
   const std::byte* body_ = nullptr;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

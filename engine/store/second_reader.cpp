@@ -4,11 +4,11 @@
 #include <exception>
 #include <string>
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 // Whether another file stands at the path by now.
-bool HasMoved(const Connection& connection) {
+bool HasMoved(const sql::Connection& connection) {
   int moved = 0;
   const int code = sqlite3_file_control(connection.Get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
   return code != SQLITE_OK || moved != 0;
@@ -16,12 +16,12 @@ bool HasMoved(const Connection& connection) {
 
 }  // namespace
 
-std::unique_ptr<SecondReader> SecondReader::Open(Connection& first) noexcept {
+std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcept {
   try {
     const char* path = sqlite3_db_filename(first.Get(), "main");
     if (path == nullptr || *path == '\0') return nullptr;
     std::unique_ptr<SecondReader> reader(
-        new SecondReader(Connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX)));
+        new SecondReader(sql::Connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX)));
     reader->connection_.Execute("PRAGMA query_only=ON");
     reader->Version();  // opens the file
     // Each is the file at the path, so they are one.
@@ -33,7 +33,7 @@ std::unique_ptr<SecondReader> SecondReader::Open(Connection& first) noexcept {
 }
 
 std::int64_t SecondReader::Version() {
-  Query query(connection_, "PRAGMA data_version");
+  sql::Query query(connection_, "PRAGMA data_version");
   return query.Step() ? query.Int64(0) : 0;
 }
 
@@ -48,7 +48,7 @@ bool SecondReader::Note() noexcept {
 
 bool SecondReader::Join() noexcept {
   try {
-    reading_.emplace(connection_, Transaction::Kind::Read);
+    reading_.emplace(connection_, sql::Transaction::Kind::Read);
     if (Version() == noted_) return true;
   } catch (const std::exception&) {
     // The first connection goes on alone.
@@ -57,4 +57,4 @@ bool SecondReader::Join() noexcept {
   return false;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

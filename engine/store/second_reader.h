@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "engine/store/sqlite.h"
+#include "engine/sql/sqlite.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // A second, reading connection to the file of another one, for a second thread. Whether both see
 // the same state is told by a sandwich: if nothing was committed between Note and Join, then
@@ -15,7 +15,7 @@ namespace orvspc::engine {
 class SecondReader {
  public:
   // Null when the file cannot be opened a second time; the work is then done by one thread.
-  static std::unique_ptr<SecondReader> Open(Connection& first) noexcept;
+  static std::unique_ptr<SecondReader> Open(sql::Connection& first) noexcept;
 
   // Before the transaction of the first connection begins. False when the file cannot be read.
   bool Note() noexcept;
@@ -25,15 +25,15 @@ class SecondReader {
   // Ends what Join began.
   void Leave() noexcept { reading_.reset(); }
 
-  Connection& Get() { return connection_; }
+  sql::Connection& Get() { return connection_; }
 
  private:
-  explicit SecondReader(Connection connection) : connection_(std::move(connection)) {}
+  explicit SecondReader(sql::Connection connection) : connection_(std::move(connection)) {}
   std::int64_t Version();
 
-  Connection connection_;
+  sql::Connection connection_;
   std::int64_t noted_ = 0;
-  std::optional<Transaction> reading_;
+  std::optional<sql::Transaction> reading_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -14,12 +14,12 @@
 
 #include "engine/store/cache.h"
 #include "engine/store/conditions.h"
-#include "engine/store/halves.h"
 #include "engine/store/large_pages.h"
 #include "engine/store/packing.h"
+#include "engine/store/parallel.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
 
 // The clustered index serves each of these without sorting. Time and subgroup come out of the
@@ -57,8 +57,8 @@ void MakeKeyed(DataSet& set) {
 
 class Selection {
  public:
-  Selection(Connection& connection, const StoreCache& cache, Conditions conditions, TimeRange range,
-            TwoThreads& threads)
+  Selection(sql::Connection& connection, const StoreCache& cache, Conditions conditions,
+            TimeRange range, TwoThreads& threads)
       : db_(connection),
         cache_(cache),
         conditions_(std::move(conditions)),
@@ -76,11 +76,11 @@ class Selection {
   // Walks a stream from its oldest or newest subgroup on; visit(record, context) returns false to
   // stop.
   template <class Visit>
-  void Walk(Connection& db, const Stream& stream, bool forward, Visit visit) const {
+  void Walk(sql::Connection& db, const Stream& stream, bool forward, Visit visit) const {
     WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
   }
   template <class Visit>
-  void WalkBetween(Connection& db, const Stream& stream, bool forward, std::int32_t start,
+  void WalkBetween(sql::Connection& db, const Stream& stream, bool forward, std::int32_t start,
                    std::int32_t end, Visit visit) const;
   // Appends the subgroup if it meets every condition but the time.
   bool Take(const Stream& stream, const PackedView& record, std::size_t context,
@@ -94,7 +94,7 @@ class Selection {
   void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
                       DataSet& out) const;
   void FindNewest();
-  [[noreturn]] void Damaged(Connection& db, const Stream& stream) const;
+  [[noreturn]] void Damaged(sql::Connection& db, const Stream& stream) const;
 
   void RunOne(const Stream& stream, bool forward, DataSet& out);
   void RunAllMerged(DataSet& out);
@@ -108,10 +108,10 @@ class Selection {
   };
   std::vector<Stretch> Stretches() const;
   void Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const;
-  std::optional<std::int32_t> Bring(Connection& db, const Stretch& stretch, std::size_t part,
+  std::optional<std::int32_t> Bring(sql::Connection& db, const Stretch& stretch, std::size_t part,
                                     BatchTaker& taker) const;
 
-  Connection& db_;
+  sql::Connection& db_;
   const StoreCache& cache_;
   Conditions conditions_;
   TimeRange range_;
@@ -120,11 +120,11 @@ class Selection {
 };
 
 template <class Visit>
-void Selection::WalkBetween(Connection& db, const Stream& stream, bool forward, std::int32_t start,
-                            std::int32_t end, Visit visit) const {
+void Selection::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
+                            std::int32_t start, std::int32_t end, Visit visit) const {
   const auto sql = forward ? (with_context_ ? kForwardWithContext : kForward)
                            : (with_context_ ? kBackwardWithContext : kBackward);
-  Query query(db, sql);
+  sql::Query query(db, sql);
   query.Bind(1, stream.id);
   query.Bind(2, std::int64_t{start});
   query.Bind(3, std::int64_t{end});
@@ -227,12 +227,12 @@ void Selection::AppendSubgroup(const Stream& stream, const PackedView& record, s
 }
 
 // Names the damaged subgroup by the columns beside its record, which is not to be trusted.
-void Selection::Damaged(Connection& db, const Stream& stream) const {
+void Selection::Damaged(sql::Connection& db, const Stream& stream) const {
   std::string which = "a subgroup";
-  Query query(db,
-              "SELECT m.subgroup, s.label, m.packed FROM measurement m "
-              "JOIN subgroup s ON s.id = m.subgroup "
-              "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
+  sql::Query query(db,
+                   "SELECT m.subgroup, s.label, m.packed FROM measurement m "
+                   "JOIN subgroup s ON s.id = m.subgroup "
+                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
   query.Bind(1, stream.id);
   query.Bind(2, std::int64_t{range_.Start()});
   query.Bind(3, std::int64_t{range_.End()});
@@ -521,7 +521,7 @@ void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out)
       "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
       "ORDER BY time DESC LIMIT 1"};
   for (int i = 0; i < 2; ++i) {
-    Query query(db_, kEnds[i]);
+    sql::Query query(db_, kEnds[i]);
     query.Bind(1, stream.id);
     query.Bind(2, std::int64_t{range_.Start()});
     query.Bind(3, std::int64_t{range_.End()});
@@ -553,7 +553,7 @@ std::vector<Selection::Stretch> Selection::Stretches() const {
   return stretches;
 }
 
-std::optional<std::int32_t> Selection::Bring(Connection& db, const Stretch& stretch,
+std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch& stretch,
                                              std::size_t part, BatchTaker& taker) const {
   constexpr std::size_t kBatch = 4096;  // rows: what the nearest caches hold
   std::optional<std::int32_t> newest;
@@ -592,7 +592,7 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
   std::atomic<std::size_t> next = 0;
   std::atomic<bool> failed = false;
   std::optional<std::int32_t> newest_of[2];
-  const auto work = [&](Connection& db, std::optional<std::int32_t>& found) {
+  const auto work = [&](sql::Connection& db, std::optional<std::int32_t>& found) {
     try {
       for (std::size_t i = next++; i < stretches.size() && !failed; i = next++) {
         const auto time = Bring(db, stretches[i], i, taker);
@@ -618,7 +618,7 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
 
 }  // namespace
 
-void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+void RunSelection(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options,
                   TwoThreads& threads, DataSet& out) {
   Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
@@ -632,7 +632,7 @@ void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& i
   ResolveStatus(info);
 }
 
-void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+void RunSelectionInBatches(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
                            std::span<const std::int32_t> filter, const SelectOptions& options,
                            TwoThreads& threads, BatchTaker& taker) {
   Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
@@ -642,4 +642,4 @@ void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_
   ResolveStatus(info);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -5,9 +5,9 @@
 #include <span>
 
 #include "engine/store/SqliteStore.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // A second thread for a large selection.
 struct TwoThreads {
@@ -18,16 +18,16 @@ struct TwoThreads {
 
 // Runs a selection inside a read transaction and writes the resolved range and states into info.
 // A Count or TimeCount below 1 is no bound. Throws; info and out are then unchanged and worthless.
-void RunSelection(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+void RunSelection(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options,
                   TwoThreads& threads, DataSet& out);
 
 // The same in batches.
-void RunSelectionInBatches(Connection& connection, const StoreCache& cache, API_DSInfo& info,
+void RunSelectionInBatches(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
                            std::span<const std::int32_t> filter, const SelectOptions& options,
                            TwoThreads& threads, BatchTaker& taker);
 
 // Puts the rows that a subgroup of tmp[place] has at the end of out.
 void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out);
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

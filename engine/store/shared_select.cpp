@@ -3,7 +3,7 @@
 #include "engine/store/select.h"
 
 // How the store runs a selection: one thread, or two for a large one.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // Whether a selection may be large enough, as far as can be told before it runs.
 bool SqliteStore::MayShare(const API_DSInfo& info) {
@@ -15,7 +15,7 @@ bool SqliteStore::MayShare(const API_DSInfo& info) {
 
 bool SqliteStore::RunShared(
     API_DSInfo& info,
-    const std::function<void(Connection&, TwoThreads& threads, API_DSInfo& info)>& work) {
+    const std::function<void(sql::Connection&, TwoThreads& threads, API_DSInfo& info)>& work) {
   try {
     const std::lock_guard lock(mutex_);
     TwoThreads threads;
@@ -25,7 +25,7 @@ bool SqliteStore::RunShared(
       if (second_ && second_->Note()) threads.second = second_.get();
     }
     auto resolved = info;
-    ReadOrThrow([&](Connection& connection) { work(connection, threads, resolved); });
+    ReadOrThrow([&](sql::Connection& connection) { work(connection, threads, resolved); });
     info = resolved;
     if (threads.used) ++shared_;
     return true;
@@ -39,7 +39,7 @@ bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet& out) {
   out = {};
   const bool done =
-      RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
+      RunShared(info, [&](sql::Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
         RunSelection(connection, Cache(), resolved, filter, options, threads, out);
       });
   if (!done) out = {};
@@ -48,9 +48,10 @@ bool SqliteStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
 
 bool SqliteStore::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
                                   const SelectOptions& options, BatchTaker& taker) {
-  return RunShared(info, [&](Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
-    RunSelectionInBatches(connection, Cache(), resolved, filter, options, threads, taker);
-  });
+  return RunShared(
+      info, [&](sql::Connection& connection, TwoThreads& threads, API_DSInfo& resolved) {
+        RunSelectionInBatches(connection, Cache(), resolved, filter, options, threads, taker);
+      });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

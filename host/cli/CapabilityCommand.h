@@ -5,9 +5,11 @@
 #include <string>
 
 #include "host/cli/Command.h"
-#include "host/render/CapabilityReading.h"
+#include "host/render/capability/CapabilityReading.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // Analyses and reads everything; Refusal with the engine's reason when it failed.
 CapabilityDocument RunCapability(const std::shared_ptr<EmbeddedDatabase>& database,

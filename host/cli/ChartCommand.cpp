@@ -8,10 +8,10 @@
 #include "chart/CCAnalysis.h"
 #include "engine/store/Catalogue.h"
 #include "host/cli/Selection.h"
-#include "host/render/Html.h"
-#include "host/render/Numbers.h"
-#include "host/render/Svg.h"
-#include "host/render/Terminal.h"
+#include "host/render/chart/ChartHtml.h"
+#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartText.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::host {
 
@@ -78,16 +78,16 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 
 struct Analysed {
   std::shared_ptr<CCResults> results;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<CCProcessing>& processing) {
-  NotesRead();  // those of earlier calls are not this chart's
+  TakeNotes();  // those of earlier calls are not this chart's
   Analysed analysed{CCAnalysis().AnalyzeDataSelect(database, select, processing), {}};
   CheckEngine(*database);
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   return analysed;
 }
 
@@ -105,7 +105,7 @@ int Run(const Arguments& arguments, Console& console) {
   const auto database = OpenQualityDatabase(arguments);
   const auto select = MakeSelection(arguments, *database, 25);
   SelectTestsOf(*processing, *select);
-  if (const auto rules = arguments.Value("rules")) engine::UseRuleSet(*database, *rules);
+  if (const auto rules = arguments.Value("rules")) engine::store::UseRuleSet(*database, *rules);
   if (format == "xml") {
     Deliver(arguments, console, ChartXml(Analyse(database, select, processing), console));
     return 0;
@@ -140,25 +140,22 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
   document.chart = ReadChart(*analysed.results);
   // Without data the engine still tells of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
-  document.streams = StreamsRead();
+  document.streams = LatestStreams();
   return document;
 }
 
-std::optional<AcceptanceRead> ReadAcceptance(const ChartDocument& document) {
+std::optional<AcceptanceLimits> ReadAcceptance(const ChartDocument& document) {
   if (document.chart.subgroups.rows.empty()) return std::nullopt;
-  const auto limits = LatestAcceptance();
-  if (!limits) return std::nullopt;
-  return AcceptanceRead{limits->level, limits->risk, limits->binomial, limits->numbers,
-                        limits->rates};
+  return LatestAcceptance();
 }
 
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,
                       const Console& console, bool colour) {
   if (format == "json") return ChartJson(document, names);
   const ChartView view = MakeChartView(document, names);
-  if (format == "svg") return RenderSvg(view);
-  if (format == "html") return RenderHtml(view);
-  return RenderTerminal(view, {console.columns, colour});
+  if (format == "svg") return RenderChartSvg(view);
+  if (format == "html") return RenderChartHtml(view);
+  return RenderChartText(view, {console.columns, colour});
 }
 
 Command ChartCommand() {

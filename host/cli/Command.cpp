@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "engine/store/Catalogue.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 
@@ -27,32 +27,32 @@ std::string FormatOfEnding(const std::string& path) {
   return ending.substr(1);
 }
 
-engine::ItemKind KindOf(NameKind kind) {
+engine::catalogue::ItemKind KindOf(NameKind kind) {
   switch (kind) {
     case NameKind::Part:
-      return engine::ItemKind::Part;
+      return engine::catalogue::ItemKind::Part;
     case NameKind::Process:
-      return engine::ItemKind::Process;
+      return engine::catalogue::ItemKind::Process;
     case NameKind::Test:
-      return engine::ItemKind::Test;
+      return engine::catalogue::ItemKind::Test;
     case NameKind::Workstation:
-      return engine::ItemKind::Workstation;
+      return engine::catalogue::ItemKind::Workstation;
     case NameKind::Job:
-      return engine::ItemKind::Job;
+      return engine::catalogue::ItemKind::Job;
     case NameKind::Lot:
-      return engine::ItemKind::Lot;
+      return engine::catalogue::ItemKind::Lot;
     case NameKind::Shift:
-      return engine::ItemKind::Shift;
+      return engine::catalogue::ItemKind::Shift;
     case NameKind::Revision:
-      return engine::ItemKind::Revision;
+      return engine::catalogue::ItemKind::Revision;
     case NameKind::Employee:
-      return engine::ItemKind::Employee;
+      return engine::catalogue::ItemKind::Employee;
     case NameKind::AccCode:
-      return engine::ItemKind::AccCode;
+      return engine::catalogue::ItemKind::AccCode;
     case NameKind::CacCode:
-      return engine::ItemKind::CacCode;
+      return engine::catalogue::ItemKind::CacCode;
   }
-  return engine::ItemKind::Part;
+  return engine::catalogue::ItemKind::Part;
 }
 
 }  // namespace
@@ -88,7 +88,7 @@ void CheckOutput(const Arguments& arguments) {
   }
 }
 
-void WriteFile(const std::string& path, const std::string& text) {
+void WriteFile(const std::string& path, std::string_view text) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
@@ -129,7 +129,7 @@ Names NamesOf(const std::shared_ptr<EmbeddedDatabase>& database) {
     const auto key = std::make_pair(kind, id);
     auto found = known->find(key);
     if (found == known->end())
-      found = known->emplace(key, engine::ItemName(*database, KindOf(kind), id)).first;
+      found = known->emplace(key, engine::store::ItemName(*database, KindOf(kind), id)).first;
     return found->second;
   };
 }
@@ -142,30 +142,8 @@ void CheckEngine(EmbeddedDatabase& database) {
   if (const auto failure = database.TakeFailure()) throw Refusal(failure->description);
 }
 
-std::vector<NoteRead> NotesRead() {
-  std::vector<NoteRead> notes;
-  for (auto& note : TakeNotes())
-    notes.push_back({std::move(note.code), std::move(note.text), std::move(note.stream)});
-  return notes;
-}
-
-EstimateRead EstimateOf(const Estimate& estimate) {
-  return {estimate.value, estimate.name,       estimate.constant,
-          estimate.used,  estimate.least_size, estimate.largest_size};
-}
-
-std::vector<StreamRead> StreamsRead() {
-  std::vector<StreamRead> streams;
-  for (const auto& stream : LatestStreams())
-    streams.push_back({stream.part, stream.process, stream.test, EstimateOf(stream.mean),
-                       EstimateOf(stream.sp), EstimateOf(stream.sw), stream.average_size});
-  return streams;
-}
-
-void PrintNotes(Console& console, const std::vector<NoteRead>& notes) {
-  for (const auto& note : notes)
-    console.err << PlainText("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text)
-                << "\n";
+void PrintNotes(Console& console, const std::vector<Note>& notes) {
+  for (const auto& note : notes) console.err << PlainText("note: " + note.Sentence()) << "\n";
 }
 
 }  // namespace orvspc::host

@@ -4,14 +4,17 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/Embedded.h"
 #include "host/cli/Options.h"
 #include "host/cli/Program.h"
-#include "host/render/ChartJson.h"
+#include "host/render/chart/ChartJson.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // One subcommand. Its function returns the exit status and throws whatever goes wrong.
 struct Command {
@@ -48,7 +51,7 @@ void CheckOutput(const Arguments& arguments);
 // To --output, or to the console without one.
 void Deliver(const Arguments& arguments, Console& console, const std::string& text);
 // Refusal when the file cannot be written.
-void WriteFile(const std::string& path, const std::string& text);
+void WriteFile(const std::string& path, std::string_view text);
 // Refusal when the file cannot be read.
 void ReadableFile(const std::string& path);
 std::string ReadFile(const std::string& path);
@@ -63,11 +66,8 @@ Names NoNames();
 // Throws Refusal with the engine's reason when the latest call on the database failed.
 void CheckEngine(EmbeddedDatabase& database);
 
-std::vector<NoteRead> NotesRead();
-std::vector<StreamRead> StreamsRead();
-EstimateRead EstimateOf(const Estimate& estimate);
 // One line each on err, for formats that have no place for them.
-void PrintNotes(Console& console, const std::vector<NoteRead>& notes);
+void PrintNotes(Console& console, const std::vector<Note>& notes);
 
 inline constexpr const char* kNoData = "no data selected";
 

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "engine/store/Catalogue.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "host/cli/Selection.h"
-#include "host/render/Numbers.h"
+#include "host/render/core/Numbers.h"
 #include "summary/SCAnalysis.h"
 
 namespace orvspc::host {
@@ -20,18 +20,18 @@ namespace {
 class Shifts {
  public:
   explicit Shifts(EmbeddedDatabase& database) {
-    const auto settings = engine::ListSettings(database);
+    const auto settings = engine::store::ListSettings(database);
     const auto setting = [&](const char* key, std::string_view fallback) {
       const auto found = settings.find(key);
       return found == settings.end() ? std::string(fallback) : found->second;
     };
-    offset_ = engine::ZoneOffset(setting("time_zone", "UTC")).value_or(0);
-    starts_ = engine::ParseTimesOfDay(setting("shift_starts", engine::kUsualShifts))
+    offset_ = engine::time::ZoneOffset(setting("time_zone", "UTC")).value_or(0);
+    starts_ = engine::time::ParseTimesOfDay(setting("shift_starts", engine::time::kUsualShifts))
                   .value_or(std::vector<std::int32_t>{0});
   }
 
-  engine::Shift Around(std::int64_t stamp) const {
-    return engine::ShiftAround(stamp, starts_, offset_);
+  engine::time::Shift Around(std::int64_t stamp) const {
+    return engine::time::ShiftAround(stamp, starts_, offset_);
   }
 
   // Local time, for texts.
@@ -85,10 +85,10 @@ int Run(const Arguments& arguments, Console& console) {
 ComplianceDocument RunCompliance(const std::shared_ptr<EmbeddedDatabase>& database,
                                  const std::shared_ptr<DataSelect>& select) {
   ComplianceDocument document;
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   const auto results = SCAnalysis().AnalyzeDataSelect(database, select);
   CheckEngine(*database);
-  document.notes = NotesRead();
+  document.notes = TakeNotes();
   document.select = results->DataSelect();
   document.rows = ReadCompliance(*results);
   document.shifts = ShiftRows(LatestSampling(), Shifts(*database), NamesOf(database));

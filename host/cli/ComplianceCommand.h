@@ -5,9 +5,11 @@
 #include <string>
 
 #include "host/cli/Command.h"
-#include "host/render/Compliance.h"
+#include "host/render/compliance/ComplianceReading.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // Runs the analysis and reads everything; Refusal with the engine's reason when it failed.
 ComplianceDocument RunCompliance(const std::shared_ptr<EmbeddedDatabase>& database,

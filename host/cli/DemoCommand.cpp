@@ -5,16 +5,16 @@
 #include <system_error>
 #include <utility>
 
+#include "engine/import/Import.h"
 #include "engine/store/Catalogue.h"
-#include "engine/store/Import.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/Samples.h"
 #include "host/cli/demo_capability.h"
 #include "host/cli/demo_pareto.h"
 #include "host/cli/demo_summary.h"
-#include "host/render/Html.h"
-#include "host/render/Svg.h"
-#include "host/render/Terminal.h"
+#include "host/render/chart/ChartHtml.h"
+#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartText.h"
 
 namespace orvspc::host {
 
@@ -76,12 +76,12 @@ constexpr Picture kPictures[] = {
 };
 
 // By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
-engine::ImportKind KindOf(const std::string& file) {
+engine::import::ImportKind KindOf(std::string_view file) {
   std::string_view kind;
-  for (const auto word : engine::ImportKindWords()) {
+  for (const auto word : engine::import::ImportKindWords()) {
     if (file.ends_with("-" + std::string(word) + ".csv") && word.size() > kind.size()) kind = word;
   }
-  return engine::ImportKindFromWord(kind).value_or(engine::ImportKind::Values);
+  return engine::import::ImportKindFromWord(kind).value_or(engine::import::ImportKind::Values);
 }
 
 void MakeDirectory(const fs::path& path) {
@@ -107,15 +107,16 @@ std::shared_ptr<EmbeddedDatabase> MakeDatabase(const fs::path& folder) {
   for (const bool values : {true, false})
     for (const auto& sample : Samples()) {
       const fs::path file = folder / "data" / sample.file;
-      if ((KindOf(sample.file) == engine::ImportKind::Values) != values) continue;
+      if ((KindOf(sample.file) == engine::import::ImportKind::Values) != values) continue;
       WriteFile(file.string(), sample.text);
-      engine::ImportCsv(file.string(), *database, KindOf(sample.file));
+      engine::import::ImportCsv(file.string(), *database, KindOf(sample.file));
     }
   return database;
 }
 
 ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Picture& picture) {
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, picture.part);
+  const auto part =
+      engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, picture.part);
   if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
   auto select = std::make_shared<DataSelect>();
   select->MaximumItems(100);
@@ -155,18 +156,18 @@ int Run(const Arguments& arguments, Console& console) {
     document.acceptance = ReadAcceptance(document);
     ChartView view = MakeChartView(document, names);
     const std::string stem = (folder / picture.name).string();
-    WriteFile(stem + ".svg", RenderSvg(view));
-    WriteFile(stem + ".html", RenderHtml(view));
+    WriteFile(stem + ".svg", RenderChartSvg(view));
+    WriteFile(stem + ".html", RenderChartHtml(view));
     WriteFile(stem + ".json", ChartJson(document, names));
     const std::string name = picture.name;
     entries.push_back(
         {picture.title,
          picture.text,
-         RenderSvg(view, true),
+         RenderChartSvg(view, true),
          {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
     commands += "  " + ShellWord(ProgramPath()) + " chart --db " + ShellWord(path) + " --part \"" +
                 picture.part + "\" " + picture.options + " --max 100\n";
-    if (drawn.empty()) drawn = RenderTerminal(view, {console.columns, console.out_is_terminal});
+    if (drawn.empty()) drawn = RenderChartText(view, {console.columns, console.out_is_terminal});
   }
   for (auto& capability : DrawCapabilityDemo(database, folder)) {
     entries.push_back(std::move(capability.entry));

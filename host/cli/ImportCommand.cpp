@@ -8,7 +8,7 @@
 #include <functional>
 #include <ostream>
 
-#include "engine/store/Import.h"
+#include "engine/import/Import.h"
 #include "host/cli/Command.h"
 #include "platform/ExternalFailure.h"
 
@@ -79,9 +79,9 @@ bool MadeAnew(const std::string& path, const std::function<void(const std::strin
   return linked || renamed;
 }
 
-std::string Report(engine::ImportKind kind, const engine::ImportReport& report) {
+std::string Report(engine::import::ImportKind kind, const engine::import::ImportReport& report) {
   std::string text = std::to_string(report.lines) + " lines";
-  if (kind == engine::ImportKind::Values)
+  if (kind == engine::import::ImportKind::Values)
     text += ", " + std::to_string(report.subgroups) + " new subgroups";
   text += ", " + std::to_string(report.rows) + " rows stored";
   if (report.new_names > 0) text += ", " + std::to_string(report.new_names) + " new names";
@@ -92,7 +92,7 @@ std::string Report(engine::ImportKind kind, const engine::ImportReport& report) 
 std::string KindList(const std::string& between, std::size_t width = std::string::npos) {
   std::string text;
   std::size_t line = 0;
-  for (const auto word : engine::ImportKindWords()) {
+  for (const auto word : engine::import::ImportKindWords()) {
     const bool breaks = line + word.size() > width;
     if (!text.empty()) text += breaks ? "\n                            " : between;
     line = breaks ? word.size() : line + word.size() + between.size();
@@ -104,18 +104,18 @@ std::string KindList(const std::string& between, std::size_t width = std::string
 int Run(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required("db");
   const std::string word = arguments.Value("kind", "values");
-  const auto kind = engine::ImportKindFromWord(word);
+  const auto kind = engine::import::ImportKindFromWord(word);
   if (!kind) throw Misuse("--kind takes " + KindList(", ") + ", not \"" + word + "\"");
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string& file = arguments.Positional()[0];
   ReadableFile(file);  // so that a slip in its name makes no new database
-  engine::ImportOptions options;
+  engine::import::ImportOptions options;
   options.ignore_unknown = arguments.Has("ignore-unknown");
   options.progress = Progress(console);
-  engine::ImportReport report;
+  engine::import::ImportReport report;
   const ClearedLine cleared(console);
   const auto store = [&](const std::string& database) {
-    report = engine::ImportCsv(file, *OpenDatabase(database, true), *kind, options);
+    report = engine::import::ImportCsv(file, *OpenDatabase(database, true), *kind, options);
   };
   if (!MadeAnew(path, store)) store(path);
   cleared.Clear();

@@ -2,36 +2,35 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
-#include "host/render/Json.h"
-#include "host/render/Numbers.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/Json.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::host {
 
 namespace {
 
-using engine::ItemKind;
+using engine::catalogue::ItemKind;
 
-constexpr int kNarrow = 26;  // columns of a name; longer ones push the rest aside
-
-std::string ItemsText(EmbeddedDatabase& database, ItemKind kind) {
-  const auto items = engine::ListItems(database, kind);
-  std::string text = Padded("id", 6, true) + "  " + Padded(engine::WordOf(kind), kNarrow) +
-                     Padded("subgroups", 9, true) + "  " + Padded("first", 21) + "last\n";
-  for (const auto& item : items) {
-    const std::string name = PlainText(item.name);
-    text += Padded(std::to_string(item.id), 6, true) + "  " +
-            (Width(name) < kNarrow ? Padded(name, kNarrow) : name + "  ") +
-            Padded(std::to_string(item.subgroups), 9, true);
-    if (item.subgroups > 0) text += "  " + Padded(IsoTime(item.first), 21) + IsoTime(item.last);
-    text += "\n";
+Table ItemsTable(EmbeddedDatabase& database, ItemKind kind) {
+  Table table{
+      "",
+      {"#id", std::string(engine::catalogue::WordOf(kind)), "#subgroups", "@first", "@last"},
+      {}};
+  for (const auto& item : engine::store::ListItems(database, kind)) {
+    const bool used = item.subgroups > 0;
+    table.rows.push_back({std::to_string(item.id), PlainText(item.name),
+                          std::to_string(item.subgroups), used ? IsoTime(item.first) : "",
+                          used ? IsoTime(item.last) : ""});
   }
-  return items.empty() ? text + "  (none)\n" : text;
+  if (table.rows.empty()) table.rows.push_back({"", "(none)", "", "", ""});
+  return table;
 }
 
 void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
   json.BeginArray();
-  for (const auto& item : engine::ListItems(database, kind)) {
+  for (const auto& item : engine::store::ListItems(database, kind)) {
     json.BeginObject(true);
     json.Member("ID", item.id);
     json.Member("Name", item.name);
@@ -49,41 +48,41 @@ void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
   json.EndArray();
 }
 
-std::string DescriptorsText(EmbeddedDatabase& database) {
-  std::string text = Padded("id", 6, true) + "  descriptor\n";
-  for (const auto& descriptor : engine::ListDescriptors(database))
-    text += Padded(std::to_string(descriptor.id), 6, true) + "  " +
-            PlainText(descriptor.group_name + "=" + descriptor.name) + "\n";
-  return text;
+Table DescriptorsTable(EmbeddedDatabase& database) {
+  Table table{"", {"#id", "descriptor"}, {}};
+  for (const auto& descriptor : engine::store::ListDescriptors(database))
+    table.rows.push_back(
+        {std::to_string(descriptor.id), PlainText(descriptor.group_name + "=" + descriptor.name)});
+  return table;
 }
 
-std::string GroupsText(EmbeddedDatabase& database) {
-  std::string text = Padded("id", 6, true) + "  " + Padded("kind", 12) + "group and members\n";
-  for (int k = 0; k < engine::kItemKinds; ++k) {
+Table GroupsTable(EmbeddedDatabase& database) {
+  Table table{"", {"#id", "kind", "group and members"}, {}};
+  for (int k = 0; k < engine::catalogue::kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
-    for (const auto& group : engine::ListGroups(database, kind)) {
-      text += Padded(std::to_string(group.id), 6, true) + "  " + Padded(engine::WordOf(kind), 12) +
-              PlainText(group.name) + ":";
+    for (const auto& group : engine::store::ListGroups(database, kind)) {
+      std::string text = group.name + ":";
       for (const auto member : group.members)
-        text += " " + PlainText(engine::ItemName(database, kind, member)) +
+        text += " " + engine::store::ItemName(database, kind, member) +
                 (member == group.members.back() ? "" : ",");
-      text += "\n";
+      table.rows.push_back({std::to_string(group.id), std::string(engine::catalogue::WordOf(kind)),
+                            PlainText(text)});
     }
   }
-  return text;
+  return table;
 }
 
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   const std::string word = arguments.Positional().empty() ? "" : arguments.Positional()[0];
-  const auto kind = engine::ItemKindFromWord(word);
+  const auto kind = engine::catalogue::ItemKindFromWord(word);
   const bool other =
       word == "descriptors" || word == "groups" || word == "rule-sets" || word == "settings";
   if (!word.empty() && !kind && !other) {
     std::vector<std::string> words;
-    words.reserve(engine::kItemKinds + 4);
-    for (int k = 0; k < engine::kItemKinds; ++k)
-      words.emplace_back(engine::WordOf(static_cast<ItemKind>(k)));
+    words.reserve(engine::catalogue::kItemKinds + 4);
+    for (int k = 0; k < engine::catalogue::kItemKinds; ++k)
+      words.emplace_back(engine::catalogue::WordOf(static_cast<ItemKind>(k)));
     words.insert(words.end(), {"descriptors", "groups", "rule-sets", "settings"});
     throw Misuse("nothing called \"" + word + "\" can be listed, only " + Joined(words));
   }
@@ -96,26 +95,29 @@ int Run(const Arguments& arguments, Console& console) {
     JsonWriter json;
     json.BeginObject();
     for (const auto one : kinds) {
-      json.Key(engine::WordOf(one));
+      json.Key(engine::catalogue::WordOf(one));
       ItemsJson(json, *database, one);
     }
     json.EndObject();
     Deliver(arguments, console, json.Text());
     return 0;
   }
-  std::string text;
+  TextWriter text({console.columns, false});
   if (word == "descriptors") {
-    text = DescriptorsText(*database);
+    text.Write(DescriptorsTable(*database));
   } else if (word == "groups") {
-    text = GroupsText(*database);
+    text.Write(GroupsTable(*database));
   } else if (word == "rule-sets") {
-    for (const auto& name : engine::RuleSetNames(*database)) text += PlainText(name) + "\n";
+    for (const auto& name : engine::store::RuleSetNames(*database)) text.Line(PlainText(name));
   } else if (word == "settings") {
-    text = SettingsText(*database);
+    text.Write(SettingsTable(*database));
   } else {
-    for (const auto one : kinds) text += (text.empty() ? "" : "\n") + ItemsText(*database, one);
+    for (const auto one : kinds) {
+      if (one != kinds.front()) text.Blank();
+      text.Write(ItemsTable(*database, one));
+    }
   }
-  Deliver(arguments, console, text);
+  Deliver(arguments, console, text.Take());
   return 0;
 }
 

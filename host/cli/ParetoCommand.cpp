@@ -11,12 +11,13 @@
 #include "frame/XMLSupport.h"
 #include "host/cli/Selection.h"
 #include "host/cli/words.h"
-#include "host/render/Numbers.h"
-#include "host/render/ParetoHtml.h"
-#include "host/render/ParetoJson.h"
-#include "host/render/ParetoModel.h"
-#include "host/render/ParetoSvg.h"
-#include "host/render/ParetoText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoSvg.h"
+#include "host/render/pareto/ParetoText.h"
 #include "pareto/PAAnalysis.h"
 
 namespace orvspc::host {
@@ -141,7 +142,7 @@ void FindDescriptors(EmbeddedDatabase& database, const std::vector<Level>& level
                      PAProcessing& processing) {
   for (std::size_t i = 0; i < levels.size(); ++i) {
     if (levels[i].descriptor.empty()) continue;
-    const auto group = engine::FindDescriptorGroup(database, levels[i].descriptor);
+    const auto group = engine::store::FindDescriptorGroup(database, levels[i].descriptor);
     if (!group) throw Refusal("no descriptor group is called \"" + levels[i].descriptor + "\"");
     processing.BinTypeID(static_cast<std::int32_t>(i), *group);
   }
@@ -161,22 +162,22 @@ BinNames NamesOfBins(const std::shared_ptr<EmbeddedDatabase>& database,
     options.BinTimeInterval[place] = processing.BinTimeInterval(level);
   }
   const auto names =
-      std::make_shared<engine::BinNames>(*database, processing.ResourceType(), options);
+      std::make_shared<engine::pareto::BinNames>(*database, processing.ResourceType(), options);
   return [database, names](std::size_t level, std::int32_t id) { return names->NameOf(level, id); };
 }
 
 struct Analysed {
   std::shared_ptr<PAResults> results;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<PAProcessing>& processing) {
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   Analysed analysed{PAAnalysis().AnalyzeDataSelect(database, select, processing), {}};
   CheckEngine(*database);
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   return analysed;
 }
 

@@ -5,9 +5,11 @@
 #include <string>
 
 #include "host/cli/Command.h"
-#include "host/render/ParetoReading.h"
+#include "host/render/pareto/ParetoReading.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // Analyses and reads everything; Refusal with the engine's reason when it failed.
 ParetoDocument RunPareto(const std::shared_ptr<EmbeddedDatabase>& database,

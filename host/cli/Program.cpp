@@ -3,11 +3,12 @@
 
 #include <exception>
 #include <new>
-#include <ostream>
+#include <sstream>
 
 #include "frame/Failure.h"
 #include "host/cli/Command.h"
-#include "host/render/PlainText.h"
+#include "host/cli/build_info.h"
+#include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::host {
@@ -28,8 +29,19 @@ std::string Overview() {
     text +=
         "  " + command.name + std::string(12 - command.name.size(), ' ') + command.summary + "\n";
   return text +
-         "\n\"orvspc COMMAND --help\" tells more. Exit status: 0 done, 1 failed, 2 misused.\n"
+         "\n\"orvspc COMMAND --help\" tells more, \"orvspc --version\" what this build is.\n"
+         "Exit status: 0 done, 1 failed, 2 misused.\n"
          "For a first look: orvspc demo\n";
+}
+
+std::string VersionText() {
+  std::ostringstream text;
+  text << "orvspc " << build::kVersion << "\n"
+       << "commit    " << build::kCommit << "\n"
+       << "schema    " << build::kSchema << "\n"
+       << "compiler  " << build::kCompiler << "\n"
+       << "built in  " << build::kBuiltIn << "\n";
+  return text.str();
 }
 
 std::string Help(const Command& command) {
@@ -60,6 +72,10 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
   }
   if (words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
     console.out << Overview();
+    return 0;
+  }
+  if (words[0] == "--version") {
+    console.out << VersionText();
     return 0;
   }
   for (auto& command : Commands())

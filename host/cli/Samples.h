@@ -1,18 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <string>
-#include <vector>
+#include "platform/embedded_file.h"
 
-// The sample data that the program carries inside itself.
 namespace orvspc::host {
 
-struct Sample {
-  std::string file;  // its name, "flow-width.csv"
-  std::string text;
-};
-
-// By name.
-const std::vector<Sample>& Samples();
+// The sample data that the program carries inside itself: the CSV files of host/samples, by name.
+std::span<const platform::EmbeddedFile> Samples();
 
 }  // namespace orvspc::host

@@ -14,7 +14,7 @@ namespace orvspc::host {
 
 namespace {
 
-using engine::ItemKind;
+using engine::catalogue::ItemKind;
 
 struct Dimension {
   const char* option;
@@ -44,10 +44,10 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
   if (!names.empty() && group)
     throw Misuse(std::string("--") + dimension.option + " and --" + dimension.group_option +
                  " exclude each other");
-  const std::string word(engine::WordOf(dimension.kind));
+  const std::string word(engine::catalogue::WordOf(dimension.kind));
   const auto descriptor = select.Descriptors()->Add(dimension.type);
   if (group) {
-    const auto id = engine::FindGroup(database, dimension.kind, *group);
+    const auto id = engine::store::FindGroup(database, dimension.kind, *group);
     if (!id) throw Refusal("no " + word + " group is called " + Quoted(*group));
     descriptor->FilterType(ftGroup);
     descriptor->GroupID(*id);
@@ -55,7 +55,7 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
   }
   descriptor->FilterType(ftItemList);
   for (const auto& name : names) {
-    const auto id = engine::FindItem(database, dimension.kind, name);
+    const auto id = engine::store::FindItem(database, dimension.kind, name);
     if (!id)
       throw Refusal("no " + word + " is called " + Quoted(name) + " (orvspc list " + word +
                     " --db " + ShellWord(arguments.Required("db")) + " shows the names)");
@@ -67,7 +67,7 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
 void AddDescriptor(const std::string& text, EmbeddedDatabase& database, DataSelect& select) {
   const auto equals = text.find('=');
   const std::string group = text.substr(0, equals);
-  const auto group_id = engine::FindDescriptorGroup(database, group);
+  const auto group_id = engine::store::FindDescriptorGroup(database, group);
   if (!group_id) throw Refusal("no descriptor group is called " + Quoted(group));
   if (equals == std::string::npos) {
     const auto descriptor = select.Descriptors()->Add(dtOther);
@@ -76,7 +76,7 @@ void AddDescriptor(const std::string& text, EmbeddedDatabase& database, DataSele
     return;
   }
   const std::string value = text.substr(equals + 1);
-  for (const auto& candidate : engine::ListDescriptors(database)) {
+  for (const auto& candidate : engine::store::ListDescriptors(database)) {
     if (candidate.group != *group_id || candidate.name != value) continue;
     const auto descriptor = select.Descriptors()->Add(dtOther);
     descriptor->FilterType(ftItemList);

@@ -2,11 +2,11 @@
 #include <algorithm>
 
 #include "engine/store/Catalogue.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "host/cli/Command.h"
 #include "host/cli/Settings.h"
-#include "host/render/Numbers.h"
-#include "host/render/PlainText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 
@@ -26,7 +26,7 @@ const std::vector<Setting>& Settings() {
        "how sigma is estimated from ranges or deviations",
        {"mvlue", "unweighted", "pooled", "pooled-as-sbar"}},
       {"shift_starts",
-       engine::kUsualShifts.data(),
+       engine::time::kUsualShifts.data(),
        "when shifts start, for samples that are due once a shift",
        {}},
       {"time_zone",
@@ -53,23 +53,22 @@ int Run(const Arguments& arguments, Console&) {
   const auto& known = setting.words;
   if (!known.empty() && std::find(known.begin(), known.end(), words[1]) == known.end())
     throw Misuse(words[0] + " takes " + Joined(known) + ", not \"" + words[1] + "\"");
-  engine::StoreSetting(*OpenQualityDatabase(arguments), words[0], words[1]);
+  engine::store::StoreSetting(*OpenQualityDatabase(arguments), words[0], words[1]);
   return 0;
 }
 
 }  // namespace
 
-std::string SettingsText(EmbeddedDatabase& database) {
-  const auto stored = engine::ListSettings(database);
-  std::string text = Padded("setting", 17) + Padded("value", 19) + "what it is\n";
+Table SettingsTable(EmbeddedDatabase& database) {
+  const auto stored = engine::store::ListSettings(database);
+  Table table{"", {"setting", "value", "what it is"}, {}};
   for (const auto& setting : Settings()) {
     const auto found = stored.find(setting.name);
-    const std::string value = found == stored.end() ? setting.fallback : found->second;
-    text += Padded(setting.name, 17) +
-            Padded(PlainText(value), std::max<std::size_t>(19, Width(value) + 2)) +
-            setting.meaning + "\n";
+    table.rows.push_back({setting.name,
+                          PlainText(found == stored.end() ? setting.fallback : found->second),
+                          setting.meaning});
   }
-  return text;
+  return table;
 }
 
 Command SetCommand() {

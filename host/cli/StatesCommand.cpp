@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/store/Catalogue.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "host/cli/Selection.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
@@ -30,7 +30,8 @@ std::set<std::int32_t> ProcessesOf(EmbeddedDatabase& database, const DataSelect&
   for (std::int32_t i = 1; i <= descriptor->ItemCount(); ++i)
     processes.insert(descriptor->ItemID(i));
   if (descriptor->FilterType() == ftGroup)
-    for (const auto& group : engine::ListGroups(database, engine::ItemKind::Process))
+    for (const auto& group :
+         engine::store::ListGroups(database, engine::catalogue::ItemKind::Process))
       if (group.id == descriptor->GroupID())
         processes.insert(group.members.begin(), group.members.end());
   return processes;
@@ -43,20 +44,20 @@ constexpr const char* kLogCut = "states-cut";
 struct Analysed {
   std::shared_ptr<PSResults> results;
   std::vector<StateRow> log;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
   std::optional<std::int64_t> cut;  // the last record read of a log that goes on in the range
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select) {
   Analysed analysed;
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   analysed.results =
       PSAnalysis().AnalyzeDataSelect(database, select, std::make_shared<PSProcessing>());
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   CheckEngine(*database);
   if (const auto log = analysed.results->PrcsStateLog()) analysed.log = ReadStateLog(*log);
-  const auto is_cut = [](const NoteRead& note) { return note.code == kLogCut; };
+  const auto is_cut = [](const Note& note) { return note.code == kLogCut; };
   if (analysed.log.size() < kLogRecords) {
     // Read forward without an end; what is missing lies after the range.
     std::erase_if(analysed.notes, is_cut);
@@ -77,7 +78,7 @@ void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
                      const std::set<std::int32_t>& processes, std::int32_t first,
                      StatesDocument& document) {
   const Names names = NamesOf(database);
-  const auto name = [&](NoteRead& note, std::int32_t process) {
+  const auto name = [&](Note& note, std::int32_t process) {
     if (note.code == kLogCut) note.stream = names(NameKind::Process, process);
   };
   if (processes.size() > 1)
@@ -100,6 +101,13 @@ void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
         document.notes.push_back(std::move(note));
       }
   }
+}
+
+std::set<std::int32_t> EveryProcess(EmbeddedDatabase& database) {
+  std::set<std::int32_t> processes;
+  for (const auto& item : engine::store::ListItems(database, engine::catalogue::ItemKind::Process))
+    processes.insert(item.id);
+  return processes;
 }
 
 // The first record of the process at or after a time.
@@ -140,9 +148,6 @@ void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
   if (!IsGiven(document.select->DateRangeStart()))
     return;  // the log was read from its first record
   const std::int64_t start = StartOf(document);
-  if (processes.empty())
-    for (const auto& item : engine::ListItems(*database, engine::ItemKind::Process))
-      processes.insert(item.id);
   for (const auto& row : document.log)
     if (row.time <= start) processes.erase(row.prcs);
   for (const std::int32_t process : processes)
@@ -150,7 +155,7 @@ void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
       document.has_log = true;
       document.log.push_back(std::move(*row));
     }
-  NotesRead();  // reads of a single record leave notes of their own
+  TakeNotes();  // reads of a single record leave notes of their own
 }
 
 // A range without an end goes on until now, or to what is newer. The analysis takes no record
@@ -161,8 +166,8 @@ void FillInEnd(const std::shared_ptr<EmbeddedDatabase>& database, DataSelect& se
     return;
   const auto newest = select.Clone();
   newest->MaximumItems(1);
-  std::int64_t end =
-      std::max<std::int64_t>(engine::Now(), platform::DateToTimeStamp(select.DateRangeStart()));
+  std::int64_t end = std::max<std::int64_t>(engine::time::Now(),
+                                            platform::DateToTimeStamp(select.DateRangeStart()));
   for (const auto& event : ReadEvents(*newest->GetEventData(database)))
     end = std::max<std::int64_t>(end, event.time);
   for (const auto& subgroup : ReadSubgroups(*newest->GetSubgroupData(database)).rows)
@@ -206,13 +211,10 @@ StatesDocument RunStates(const std::shared_ptr<EmbeddedDatabase>& database,
   const auto descriptor = select.Descriptors()->GetDescriptor(dtProcess);
   const std::int32_t first = descriptor ? descriptor->ItemID(1) : 0;
   if (analysed.cut) document.cuts[first] = *analysed.cut;
-  if (first != 0) {
-    AppendOtherLogs(database, processes, first, document);
-  } else if (!processes.empty()) {
-    // A group is read as every process.
-    std::erase_if(document.log, [&](const StateRow& row) { return !processes.contains(row.prcs); });
-  }
-  AddStatesBefore(database, processes, document);
+  // An analysis reads the log of one process; a selection of none or of a group names no process.
+  const auto drawn = processes.empty() ? EveryProcess(*database) : processes;
+  AppendOtherLogs(database, drawn, first, document);
+  AddStatesBefore(database, drawn, document);
   std::stable_sort(document.log.begin(), document.log.end(),
                    [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
   return document;

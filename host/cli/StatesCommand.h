@@ -5,9 +5,11 @@
 #include <string>
 
 #include "host/cli/Command.h"
-#include "host/render/States.h"
+#include "host/render/states/StatesReading.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 // Runs the analysis and reads everything; Refusal with the engine's reason when it failed. The log
 // is that of every process that the selection names, or of all when it names none.

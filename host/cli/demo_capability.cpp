@@ -3,10 +3,10 @@
 
 #include "engine/store/Catalogue.h"
 #include "host/cli/CapabilityCommand.h"
-#include "host/render/CapabilityHtml.h"
-#include "host/render/CapabilityJson.h"
-#include "host/render/CapabilityModel.h"
-#include "host/render/CapabilitySvg.h"
+#include "host/render/capability/CapabilityHtml.h"
+#include "host/render/capability/CapabilityJson.h"
+#include "host/render/capability/CapabilityModel.h"
+#include "host/render/capability/CapabilitySvg.h"
 
 namespace orvspc::host {
 
@@ -35,7 +35,8 @@ constexpr Picture kPictures[] = {
 
 CapabilityDocument Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                            const Picture& picture) {
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, picture.part);
+  const auto part =
+      engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, picture.part);
   if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
   auto select = std::make_shared<DataSelect>();
   select->MaximumItems(INT32_MAX);

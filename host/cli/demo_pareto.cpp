@@ -6,10 +6,10 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/ParetoCommand.h"
 #include "host/cli/Selection.h"
-#include "host/render/ParetoHtml.h"
-#include "host/render/ParetoJson.h"
-#include "host/render/ParetoModel.h"
-#include "host/render/ParetoSvg.h"
+#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoSvg.h"
 
 namespace orvspc::host {
 
@@ -47,7 +47,7 @@ ParetoDocument Analyse(const std::shared_ptr<EmbeddedDatabase>& database, const 
   select->DateRangeInterval(0);
   select->IncludeDefectTests(true);
   select->IncludeDefectiveTests(true);
-  const auto part = engine::FindItem(*database, engine::ItemKind::Part, kPart);
+  const auto part = engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, kPart);
   if (!part) throw Refusal(std::string("the sample data has no part ") + kPart);
   select->Descriptors()->Add(dtPart)->AddItemID(*part);
   if (picture.from != paSubgroups) {

@@ -21,7 +21,8 @@ std::shared_ptr<DataSelect> Selection(EmbeddedDatabase& database) {
   select->DateRangeEnd(DateOption("until", kUntil, true));
   const auto descriptor = select->Descriptors()->Add(dtProcess);
   for (const char* name : kProcesses) {
-    const auto process = engine::FindItem(database, engine::ItemKind::Process, name);
+    const auto process =
+        engine::store::FindItem(database, engine::catalogue::ItemKind::Process, name);
     if (!process) throw Refusal(std::string("the sample data has no process ") + name);
     descriptor->AddItemID(*process);
   }

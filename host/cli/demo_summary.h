@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "host/render/Html.h"
+#include "host/render/chart/ChartHtml.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 struct DemoSummary {
   IndexEntry entry;

@@ -132,17 +132,17 @@ TEST(Capability, PistonRings) {
   EXPECT_NEAR(made.pps.Ppk, 1.61615870701507, kTolerance);
   EXPECT_NEAR(made.pps.Ppm, 1.64391424889008, kTolerance);
 
-  const double sigma = engine::SigmaFromMean(ranges, 2.326);
+  const double sigma = engine::statistics::SigmaFromMean(ranges, 2.326);
   EXPECT_NEAR(sigma, 0.0097850386930353, 1e-12);
-  EXPECT_NEAR(made.summary.ShortTermSD, sigma * 2.326 / engine::D2(5), 1e-14);
-  const auto cp =
-      engine::IndicesOf(engine::Reach::OfNormal(made.summary.Mean, sigma), {74.05, 73.95, 74.0});
+  EXPECT_NEAR(made.summary.ShortTermSD, sigma * 2.326 / engine::statistics::D2(5), 1e-14);
+  const auto cp = engine::statistics::IndicesOf(
+      engine::statistics::Reach::OfNormal(made.summary.Mean, sigma), {74.05, 73.95, 74.0});
   EXPECT_NEAR(cp.p, 1.7032806092559, kTolerance);
   EXPECT_NEAR(cp.lower, 1.74334176918515, kTolerance);
   EXPECT_NEAR(cp.upper, 1.66321944932665, kTolerance);
   EXPECT_NEAR(cp.k, 1.66321944932665, kTolerance);
   EXPECT_NEAR(cp.m, 1.69111113310692, kTolerance);
-  EXPECT_NEAR(made.cps.Cp, cp.p * engine::D2(5) / 2.326, 1e-12);
+  EXPECT_NEAR(made.cps.Cp, cp.p * engine::statistics::D2(5) / 2.326, 1e-12);
   const auto by_sd = Analyse(store, {.short_term = caShortTermSigmaSD});
   EXPECT_NEAR(by_sd.summary.ShortTermSD, 0.00982997672828933, 1e-12);
 }
@@ -153,7 +153,7 @@ TEST(Capability, PooledDeviation) {
   const Treatments groups{{1, 2, 3}, {2, 4, 6}};
   const auto made = Analyse(groups, {.short_term = caShortTermSigmaPooled});
   EXPECT_NEAR(made.summary.ShortTermSD, 1.5811388300841898, 1e-12);
-  EXPECT_NEAR(made.summary.ShortTermSD / engine::C4(5), 1.6820883480127695, 1e-9);
+  EXPECT_NEAR(made.summary.ShortTermSD / engine::statistics::C4(5), 1.6820883480127695, 1e-9);
   EXPECT_EQ(made.summary.ShortTermSD, std::sqrt(made.anova.MSWithin));
   EXPECT_EQ(made.report.short_term.name, "pooled");
 }

@@ -14,7 +14,7 @@
 namespace orvspc::certified {
 namespace {
 
-using namespace engine;
+using namespace engine::statistics;
 
 TEST(ControlConstants, ThirteenDigitsOfTheReferenceForEverySize) {
   for (const ControlConstantsRow& row : kControlConstants) {

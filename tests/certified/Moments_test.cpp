@@ -12,7 +12,7 @@
 namespace orvspc::certified {
 namespace {
 
-using namespace engine;
+using namespace engine::statistics;
 
 struct UnivariateCase {
   const char* name;

@@ -12,7 +12,7 @@
 namespace orvspc::certified {
 namespace {
 
-using namespace engine;
+using namespace engine::statistics;
 
 // NIST/SEMATECH e-Handbook 6.3.2.4; its limits are those after many points, to which ours have come
 // at the 20th.

@@ -18,7 +18,7 @@
 namespace orvspc::certified {
 namespace {
 
-using namespace engine;
+using namespace engine::statistics;
 
 struct Subgroups {
   std::vector<std::int32_t> sizes;

@@ -9,6 +9,11 @@
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+
 namespace {
 
 using platform::Cell;

@@ -5,6 +5,12 @@
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 using StoredRules = StoreTest;

@@ -175,7 +175,7 @@ std::shared_ptr<platform::TextTrimmer> FakePlatform::MakeTextTrimmer() {
 }
 
 std::shared_ptr<platform::XmlDocument> FakePlatform::MakeXmlDocument() {
-  return engine::MakeXmlDocument();
+  return engine::dom::MakeXmlDocument();
 }
 
 std::shared_ptr<platform::ErrorLog> FakePlatform::MakeErrorLog(std::string_view name) {

@@ -8,14 +8,16 @@
 #include <string>
 #include <vector>
 
-#include "host/render/CapabilityHtml.h"
-#include "host/render/CapabilitySvg.h"
-#include "host/render/CapabilityText.h"
-#include "host/render/capability_figures.h"
+#include "host/render/capability/CapabilityHtml.h"
+#include "host/render/capability/CapabilitySvg.h"
+#include "host/render/capability/CapabilityText.h"
+#include "host/render/capability/capability_figures.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 using Kind = ParsedJson::Kind;

@@ -4,10 +4,12 @@
 #include <cmath>
 #include <cstddef>
 
-#include "host/render/ChartView.h"
+#include "host/render/chart/ChartView.h"
 
 // Charts made by hand for the renderers' tests.
 namespace orvspc::host {
+
+using namespace render;
 
 // count hourly points around 10 with limits 7 and 13; every 10th point breaks rule 1.
 inline ChartView SimpleView(std::size_t count) {

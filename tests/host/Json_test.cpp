@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/Json.h"
+#include "host/render/core/Json.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,8 @@
 #include <limits>
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 std::string Written(double value) {

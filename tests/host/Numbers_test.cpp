@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/Numbers.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 TEST(Numbers, FixedKeepsItsDecimalsAndNeverShowsMinusZero) {

@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "host/render/ParetoReading.h"
+#include "host/render/pareto/ParetoReading.h"
 #include "platform/Enumerations.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 constexpr const char* kLongCode = "Scratch on the left front door outside";

@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "host/render/ParetoModel.h"
+#include "host/render/pareto/ParetoModel.h"
 
 namespace orvspc::host {
+
+using namespace render;
 
 struct BinGiven {
   std::initializer_list<std::string> parts;

@@ -10,16 +10,19 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "host/render/Numbers.h"
-#include "host/render/ParetoHtml.h"
-#include "host/render/ParetoJson.h"
-#include "host/render/ParetoSvg.h"
-#include "host/render/ParetoText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoSvg.h"
+#include "host/render/pareto/ParetoText.h"
 #include "platform/Platform.h"
 #include "tests/host/ParetoViews.h"
 #include "tests/host/ParsedJson.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 ParetoDocument Codes() {

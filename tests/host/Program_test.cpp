@@ -70,6 +70,22 @@ TEST_F(Program, ChartJsonHasTheContractsKeysInOrder) {
   EXPECT_EQ(document.At("Graphs[0].Type").text, "individuals");
 }
 
+TEST_F(Program, VersionNamesTheSchemaThatNewDatabasesHave) {
+  Import();
+  const Outcome outcome = Run("--version");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out.rfind("orvspc 6.", 0), 0u) << outcome.out;
+  // SQLite keeps the user version in the header of the file, the most significant byte first.
+  const std::string file = Text(folder_.File("q.db"));
+  ASSERT_GT(file.size(), 63u);
+  ASSERT_EQ(file.substr(60, 3), std::string(3, '\0'));
+  const int schema = file[63];
+  EXPECT_NE(outcome.out.find("\nschema    " + std::to_string(schema) + "\n"), std::string::npos)
+      << outcome.out;
+  EXPECT_NE(outcome.out.find("SQLite"), std::string::npos) << outcome.out;
+}
+
 TEST_F(Program, DataJsonHasTheContractsKeysInOrder) {
   Import();
   const ParsedJson document = ParseJson(Run("data --db q.db --format json").out);

@@ -260,7 +260,7 @@ TEST_F(StoredChart, OfDefectivesIsTitledByWhatItsFiguresTell) {
   }
 }
 
-TEST_F(StoredChart, LosesWhatTheReadmeSaysAndNothingElse) {
+TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
   Write("v.csv", kHead + Values("Bolt,Lathe,Length", 60, 4) + Values("Bolt,Mill,Length", 60, 4));
   Write("s.csv", "part,test,usl,lsl\nBolt,Length,11.5,9\n");
   Write("c.csv", "part,process,test,mean,sp\nBolt,Lathe,Length,10.1,0.5\n");
@@ -277,11 +277,11 @@ TEST_F(StoredChart, LosesWhatTheReadmeSaysAndNothingElse) {
   Compared("--test Leaks --graph1 p");
 
   // The table: lost | keys in the JSON | what is shown instead.
-  const std::string readme =
-      Text((std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "README.md").string());
-  const std::size_t table = readme.find("| lost | keys of the JSON |");
+  const std::string how_to =
+      Text((std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "docs/how-to/xml.md").string());
+  const std::size_t table = how_to.find("| lost | keys of the JSON |");
   ASSERT_NE(table, std::string::npos);
-  std::istringstream lines(readme.substr(table));
+  std::istringstream lines(how_to.substr(table));
   std::vector<std::string> lost;
   std::set<std::string> keys;
   for (std::string line; std::getline(lines, line) && line.rfind("|", 0) == 0;) {

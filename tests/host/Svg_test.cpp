@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/Svg.h"
+#include "host/render/chart/ChartSvg.h"
 
 #include <gtest/gtest.h>
 
@@ -8,12 +8,14 @@
 #include <regex>
 #include <set>
 
-#include "host/render/Html.h"
-#include "host/render/SvgLayout.h"
-#include "host/render/svg_shapes.h"
+#include "host/render/chart/ChartHtml.h"
+#include "host/render/chart/ChartLayout.h"
+#include "host/render/core/Symbols.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 std::size_t Occurrences(const std::string& text, const std::string& piece) {
@@ -79,7 +81,7 @@ TEST(SvgLayout, ACaptionThatDoesNotFitBesideTheTitleStandsBelowThePictureAndMove
   const Layout layout = MakeLayout(view, 44.0, 0);
   EXPECT_EQ(layout.panels[0].top, usual.panels[0].top);
   EXPECT_EQ(layout.axis, usual.axis);
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_NE(svg.find(">X-bar: " + std::string(100, 'n') + "<"), std::string::npos);
   EXPECT_NE(svg.find(">" + std::string(100, 'm') + "<"), std::string::npos);
 }
@@ -95,7 +97,7 @@ TEST(SvgLayout, ACaptionIsBrokenBetweenItsStatements) {
 TEST(Svg, ARuleWithoutATextIsNamedByItsNumber) {
   ChartView view = SimpleView(10);
   view.graphs[0].marks[0].rules = {{5, ""}, {2, ""}};
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_NE(svg.find(">2,5</text>"), std::string::npos);
   EXPECT_NE(svg.find(">rule 2 (1 point)<"), std::string::npos);
   EXPECT_NE(svg.find("rule 5; rule 2</title>"), std::string::npos);
@@ -213,20 +215,20 @@ TEST(SvgLayout, AThinnedLineKeepsItsEndsAndItsExtremes) {
 }
 
 TEST(Svg, EachMarkedPointNamesItsRuleInATooltip) {
-  const std::string svg = RenderSvg(SimpleView(25));
+  const std::string svg = RenderChartSvg(SimpleView(25));
   EXPECT_EQ(Occurrences(svg, "1 point beyond a control limit</title>"), 2U);
   EXPECT_EQ(Occurrences(svg, "class=\"m\""), 3U);  // two points and the legend
   EXPECT_NE(svg.find("rule 1: 1 point beyond a control limit (2 points)"), std::string::npos);
 }
 
 TEST(Svg, LimitsCarryTheirValuesWithTheGraphsDecimals) {
-  const std::string svg = RenderSvg(SimpleView(25));
+  const std::string svg = RenderChartSvg(SimpleView(25));
   for (const char* label : {">UCL 13.00<", ">CL 10.00<", ">LCL 7.00<"})
     EXPECT_NE(svg.find(label), std::string::npos) << label;
 }
 
 TEST(Svg, ManyPointsHaveNoMarkersButTheMarkedOnes) {
-  const std::string svg = RenderSvg(SimpleView(2000));
+  const std::string svg = RenderChartSvg(SimpleView(2000));
   EXPECT_EQ(Occurrences(svg, "<circle"), 0U);
   EXPECT_EQ(Occurrences(svg, "class=\"m\""), 201U);
 }
@@ -235,7 +237,7 @@ TEST(Svg, PointsOfTwoStreamsAreNotJoinedAndDifferInShape) {
   ChartView view = SimpleView(6);
   view.streams = {0, 1, 0, 1, 0, 1};
   view.stream_views.resize(2);
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 1U);
   EXPECT_EQ(Occurrences(svg, "<path class=\"d k1\""), 1U);
   EXPECT_EQ(Occurrences(svg, "<circle class=\"p\""), 3U + 1U);
@@ -245,9 +247,9 @@ TEST(Svg, AMarkedPointKeepsTheShapeOfItsStream) {
   ChartView view = SimpleView(20);
   view.streams.assign(20, 0);
   view.streams[19] = 1;
-  EXPECT_EQ(Occurrences(RenderSvg(view), "class=\"in\""), 0U);  // a single stream needs none
+  EXPECT_EQ(Occurrences(RenderChartSvg(view), "class=\"in\""), 0U);  // a single stream needs none
   view.stream_views.resize(2);
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_EQ(Occurrences(svg, "<circle class=\"in\""), 1U);
   EXPECT_EQ(Occurrences(svg, "<path class=\"in\""), 1U);
 }
@@ -257,7 +259,7 @@ TEST(Svg, StreamsThatTheLegendCannotTakeAreCounted) {
   view.streams.clear();
   for (std::int32_t i = 0; i < 20; ++i) view.streams.push_back(i);
   view.stream_views.resize(20);
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_NE(svg.find("and 4 more streams"), std::string::npos);
   std::set<std::string> looks;
   for (std::int32_t s = 0; s < 20; ++s) looks.insert(Symbol({.style = "p", .stream = s}, 0.0, 0.0));
@@ -267,20 +269,20 @@ TEST(Svg, StreamsThatTheLegendCannotTakeAreCounted) {
 TEST(Svg, ANoteNamesItsStream) {
   ChartView view = SimpleView(3);
   view.notes.push_back({"code", "Something was decided.", "Ring / Press / Diameter"});
-  EXPECT_NE(RenderSvg(view).find("Note: Ring / Press / Diameter: Something was decided."),
+  EXPECT_NE(RenderChartSvg(view).find("Note: Ring / Press / Diameter: Something was decided."),
             std::string::npos);
 }
 
 TEST(Svg, TheAxisHasTheYearWhereThereAreSeveral) {
   ChartView view = SimpleView(3);
   view.stamps[0] -= 86400 * 365;
-  EXPECT_NE(RenderSvg(view).find(">2023-03-02 08:00<"), std::string::npos);
+  EXPECT_NE(RenderChartSvg(view).find(">2023-03-02 08:00<"), std::string::npos);
 }
 
 TEST(Svg, TextThatMarkupCannotHoldIsBlank) {
   ChartView view = SimpleView(3);
   view.title = "a\x1b[31mb\xEF\xBF\xBE\xEF\xBF\xBF\x7F\xC2\x85z\xC3";
-  for (const auto& markup : {RenderSvg(view), RenderHtml(view)}) {
+  for (const auto& markup : {RenderChartSvg(view), RenderChartHtml(view)}) {
     EXPECT_NE(markup.find("a [31mb    z\xEF\xBF\xBD"), std::string::npos);
     EXPECT_EQ(markup.find('\x1b'), std::string::npos);
   }
@@ -289,27 +291,27 @@ TEST(Svg, TextThatMarkupCannotHoldIsBlank) {
 TEST(Svg, ADisabledPointIsDrawnHollowAndNotJoined) {
   ChartView view = SimpleView(3);
   view.flags = {0, 1, 0};
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_EQ(Occurrences(svg, "class=\"pu\""), 2U);  // the point and the legend
   EXPECT_EQ(Occurrences(svg, "<path class=\"d\""), 1U);
 }
 
 TEST(Svg, TextIsEscapedAndNothingIsFetched) {
-  const std::string svg = RenderSvg(SimpleView(3));
+  const std::string svg = RenderChartSvg(SimpleView(3));
   EXPECT_NE(svg.find("Ring &amp; &lt;Bolt&gt;"), std::string::npos);
   EXPECT_EQ(svg.find("href"), std::string::npos);
   EXPECT_EQ(svg.find("<script"), std::string::npos);
 }
 
 TEST(Svg, NoPointsSayNoDataSelected) {
-  EXPECT_NE(RenderSvg(ChartView()).find("No data selected"), std::string::npos);
+  EXPECT_NE(RenderChartSvg(ChartView()).find("No data selected"), std::string::npos);
 }
 
 TEST(Svg, EveryCoordinateIsANumber) {
   ChartView view = SimpleView(4);
   view.graphs[0].points[1] = std::nan("");
   view.graphs[0].limits.upper.assign(4, std::nan(""));
-  const std::string svg = RenderSvg(view);
+  const std::string svg = RenderChartSvg(view);
   EXPECT_EQ(svg.find("nan"), std::string::npos);
   EXPECT_FALSE(std::regex_search(svg, std::regex("(x|y|d|cx|cy)=\"[^\"]*\xE2\x80\x93")));
 }
@@ -318,7 +320,7 @@ TEST(Html, ThePageHoldsPictureEstimatesMarksAndNotes) {
   ChartView view = SimpleView(25);
   view.stream_views[0].sp = {1.02, "R-bar/d2", 2.326, 25};
   view.notes.push_back({"limits-changed", "The limits changed.", ""});
-  const std::string page = RenderHtml(view);
+  const std::string page = RenderChartHtml(view);
   for (const char* piece : {"<svg", "R-bar/d2", "2.326", "2024-03-01T17:00:00", "13.50",
                             "1 point beyond a control limit", "The limits changed."})
     EXPECT_NE(page.find(piece), std::string::npos) << piece;

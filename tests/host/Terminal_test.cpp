@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/Terminal.h"
+#include "host/render/chart/ChartText.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "host/render/Numbers.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 TEST(Terminal, TheDrawingHasPointsLimitsAndMarks) {
-  const std::string text = RenderTerminal(SimpleView(25), {100, false});
+  const std::string text = RenderChartText(SimpleView(25), {100, false});
   for (const char* piece :
        {"UCL 13.00", "CL 10.00", "LCL 7.00", "o", "#",
         "marks:", "rule 1: 1 point beyond a control limit", "03-01 08:00", "# breaks a rule"})
@@ -29,15 +32,15 @@ TEST(Terminal, NoDrawnLineIsWiderThanTheTerminal) {
       view.graphs[0].limits.upper.back() = 1500000071.5;
       view.notes.push_back({"code", "A note of more words than a narrow terminal has columns for.",
                             "Ring / Press / Diameter"});
-      std::istringstream lines(RenderTerminal(view, {columns, false}));
+      std::istringstream lines(RenderChartText(view, {columns, false}));
       for (std::string line; std::getline(lines, line);)
         EXPECT_LE(Width(line), columns) << count << " points: " << line;
     }
 }
 
 TEST(Terminal, ColourIsUsedOnlyWhenAskedFor) {
-  EXPECT_EQ(RenderTerminal(SimpleView(25), {80, false}).find('\x1b'), std::string::npos);
-  EXPECT_NE(RenderTerminal(SimpleView(25), {80, true}).find('\x1b'), std::string::npos);
+  EXPECT_EQ(RenderChartText(SimpleView(25), {80, false}).find('\x1b'), std::string::npos);
+  EXPECT_NE(RenderChartText(SimpleView(25), {80, true}).find('\x1b'), std::string::npos);
 }
 
 TEST(Terminal, SeveralStreamsHaveLettersAndATableOfTheirLimits) {
@@ -46,7 +49,7 @@ TEST(Terminal, SeveralStreamsHaveLettersAndATableOfTheirLimits) {
   view.stream_views.resize(2);
   view.stream_views[1].name = "Ring / Lathe / Diameter";
   view.graphs[0].limits.upper = {13.0, 12.0, 13.0, 12.0, 13.0, 12.5};
-  std::istringstream lines(RenderTerminal(view, {100, false}));
+  std::istringstream lines(RenderChartText(view, {100, false}));
   std::string first, second;
   for (std::string line; std::getline(lines, line);) {
     if (line.rfind("a   Ring / Press", 0) == 0) first = line;
@@ -59,26 +62,26 @@ TEST(Terminal, SeveralStreamsHaveLettersAndATableOfTheirLimits) {
 
 TEST(Terminal, TheAxisHasTheYearWhereThereAreSeveral) {
   ChartView view = SimpleView(3);
-  EXPECT_EQ(RenderTerminal(view).find("\n   08:00"), std::string::npos);
+  EXPECT_EQ(RenderChartText(view).find("\n   08:00"), std::string::npos);
   view.stamps[0] -= 86400 * 365;
-  EXPECT_NE(RenderTerminal(view).find("2023-03-02 08:00"), std::string::npos);
+  EXPECT_NE(RenderChartText(view).find("2023-03-02 08:00"), std::string::npos);
 }
 
 TEST(Terminal, NoPointsSayNoDataSelected) {
   ChartView view;
   view.title = "Control chart";
-  EXPECT_NE(RenderTerminal(view).find("no data selected"), std::string::npos);
+  EXPECT_NE(RenderChartText(view).find("no data selected"), std::string::npos);
 }
 
 TEST(Terminal, ManyLargeValuesThatHardlyDifferAreDrawn) {
   ChartView view = SimpleView(500);
   view.graphs[0].limits = {};
   for (std::size_t i = 0; i < 500; ++i) view.graphs[0].points[i] = 1e17 + (i % 2 == 0 ? 0.0 : 16.0);
-  EXPECT_NE(RenderTerminal(view, {100, false}).find("\xE2\x94\x82"), std::string::npos);
+  EXPECT_NE(RenderChartText(view, {100, false}).find("\xE2\x94\x82"), std::string::npos);
 }
 
 TEST(Terminal, ALongListOfMarksIsCutAndSaysSo) {
-  EXPECT_NE(RenderTerminal(SimpleView(2000)).find("... and 160 more"), std::string::npos);
+  EXPECT_NE(RenderChartText(SimpleView(2000)).find("... and 160 more"), std::string::npos);
 }
 
 }  // namespace

@@ -12,11 +12,13 @@
 
 #include "engine/Embedded.h"
 #include "host/cli/Program.h"
-#include "host/render/Numbers.h"
+#include "host/render/core/Numbers.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/TemporaryFolder.h"
 
 namespace orvspc::host {
+
+using namespace render;
 namespace {
 
 namespace fs = std::filesystem;

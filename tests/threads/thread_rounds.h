@@ -18,15 +18,15 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "engine/store/Import.h"
+#include "engine/import/Import.h"
 #include "engine/store/SqliteStore.h"
 #include "host/cli/CapabilityCommand.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/ComplianceCommand.h"
 #include "host/cli/ParetoCommand.h"
 #include "host/cli/StatesCommand.h"
-#include "host/render/CapabilityJson.h"
-#include "host/render/ParetoJson.h"
+#include "host/render/capability/CapabilityJson.h"
+#include "host/render/pareto/ParetoJson.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
 #include "tests/host/TemporaryFolder.h"
@@ -35,6 +35,8 @@
 // its platform, which nobody installed for the process. What each reads must be what one thread
 // reads, to the last byte.
 namespace orvspc::host {
+
+using namespace render;
 
 // One analysis: its name and its document.
 using Document = std::pair<const char*, std::string>;
@@ -88,7 +90,7 @@ class ThreadRounds : public testing::Test {
           return std::string(documents[i].first) + " in round " + std::to_string(round) + ": " +
                  Difference(documents[i].second, expected[i].second);
     }
-    if (reading == Reading::Shared && engine::SqliteStoreOf(*database)->SharedCount() == 0)
+    if (reading == Reading::Shared && engine::store::SqliteStoreOf(*database)->SharedCount() == 0)
       return "no selection was read by two threads";
     return {};
   }
@@ -99,7 +101,7 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->File("q.db"), true);
-    engine::SqliteStoreOf(*database)->ShareFrom(reading == Reading::Alone ? INT64_MAX : 1);
+    engine::store::SqliteStoreOf(*database)->ShareFrom(reading == Reading::Alone ? INT64_MAX : 1);
     return database;
   }
 
@@ -187,10 +189,10 @@ class ThreadRounds : public testing::Test {
   // causes, and samples asked for every two hours and in each shift.
   static void FillDatabase() {
     const auto database = OpenDatabase(folder_->File("q.db"), true);
-    const auto import = [&](const std::string& text, engine::ImportKind kind) {
+    const auto import = [&](const std::string& text, engine::import::ImportKind kind) {
       const std::string path = folder_->File("in.csv");
       std::ofstream(path) << text;
-      engine::ImportCsv(path, *database, kind);
+      engine::import::ImportCsv(path, *database, kind);
     };
     std::mt19937 random(20240318);
     const auto minutes = [&](unsigned most) { return static_cast<std::int32_t>(random() % most); };
@@ -220,14 +222,14 @@ class ThreadRounds : public testing::Test {
                   (random() % 2 == 0 ? "Chips," : "Tool,") + from + "\n";
       }
     }
-    import(values, engine::ImportKind::Values);
-    import(counts, engine::ImportKind::Values);
-    import(states, engine::ImportKind::States);
-    import(events, engine::ImportKind::Events);
-    import("part,test,usl,lsl\nPin,Width,13,9.5\n", engine::ImportKind::Limits);
+    import(values, engine::import::ImportKind::Values);
+    import(counts, engine::import::ImportKind::Values);
+    import(states, engine::import::ImportKind::States);
+    import(events, engine::import::ImportKind::Events);
+    import("part,test,usl,lsl\nPin,Width,13,9.5\n", engine::import::ImportKind::Limits);
     import(
         "process,test,kind,n,minutes,grace\nMill,Width,interval,2,120,15\nLathe,Width,shift,6,,\n",
-        engine::ImportKind::Requirements);
+        engine::import::ImportKind::Requirements);
   }
 
   static inline std::unique_ptr<TemporaryFolder> folder_;

@@ -14,7 +14,14 @@
 #include "tests/engine/store/store_fixture.h"
 
 // The capability library over a real database.
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 using test::Capability;
@@ -395,4 +402,4 @@ TEST_F(CapabilityLibraryTest, NetContentsThatAreNotSettledAreRefused) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -12,7 +12,12 @@
 #include "engine/statistics/Moments.h"
 #include "tests/engine/capability/capability_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 using namespace test;
@@ -751,4 +756,4 @@ TEST(CapabilityRun, NoFigureIsEverInfiniteOrNoNumber) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

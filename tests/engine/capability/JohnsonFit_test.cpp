@@ -12,7 +12,12 @@
 #include "tests/engine/capability/capability_fixture.h"
 
 // The second call: a Johnson curve in place of the normal law.
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 using namespace test;
@@ -212,4 +217,4 @@ TEST(JohnsonFit, ShiftAndScaleMoveTheCurveAlong) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

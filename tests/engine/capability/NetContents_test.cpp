@@ -13,7 +13,14 @@
 #include "tests/engine/store/store_fixture.h"
 
 // Net contents from the file to the counts.
-namespace orvspc::engine {
+namespace orvspc::engine::capability {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 using test::Analyse;
@@ -233,4 +240,4 @@ TEST_F(NetContents, FiguresBesideAClassAreTakenWhereItDerivesNone) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::capability

@@ -20,6 +20,11 @@
 
 // Capability analyses over a store in memory.
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+using namespace capability;
 
 // A host's word for a limit that it does not give.
 inline constexpr double kNotGiven = std::numeric_limits<double>::max();

@@ -3,7 +3,8 @@
 
 #include <gtest/gtest.h>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
+using namespace catalogue;
 
 TEST(AttributePlan, KnowsTheWordsOfItsRoad) {
   for (const std::int32_t word : {0, 0x800, 0x900, 0xA00, 0xB00, 0xC00, 0xD00, 0xE00, 0xF00, 0xD12})
@@ -70,4 +71,4 @@ TEST(AttributePlan, ACusumWinsOverAnEwma) {
   EXPECT_EQ(plan.notes[0].code, "option-ignored");
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

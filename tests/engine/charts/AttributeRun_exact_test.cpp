@@ -14,6 +14,11 @@
 // Points and lines against whole numbers and fractions: sums are integers, the mean is a quotient
 // of two of them, and only the root is not exact, but has 50 digits.
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 using Exact = boost::multiprecision::cpp_dec_float_50;

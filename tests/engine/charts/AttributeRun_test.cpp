@@ -10,6 +10,11 @@
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 constexpr std::int32_t kAuto = 0, kPpt = 0x800, kDpto = 0x900, kPpm = 0xA00, kDpmo = 0xB00,

@@ -11,7 +11,12 @@
 #include "tests/engine/store/store_fixture.h"
 
 // The chart library over a real database.
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+
 namespace {
 
 using platform::ChartData;
@@ -262,4 +267,4 @@ TEST_F(AttributeLibraryTest, AWordOfTheOtherRoadIsAFailure) {
   EXPECT_FALSE(ChartLibrary::LatestAcceptance().has_value());
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

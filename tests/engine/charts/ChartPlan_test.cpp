@@ -3,7 +3,8 @@
 
 #include <gtest/gtest.h>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
+
 namespace {
 
 struct Row {
@@ -89,4 +90,4 @@ TEST(ChartPlan, KnowsTheWordsOfItsRoad) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

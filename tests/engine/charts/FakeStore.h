@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/Embedded.h"
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/statistics/RunRules.h"
@@ -16,6 +17,10 @@
 
 // A store in memory, and a reader that takes a chart out of a run as the library does.
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
 
 using Groups = std::vector<std::vector<double>>;
 

@@ -10,6 +10,11 @@
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 std::vector<RunRule> AllRules() {

@@ -9,6 +9,11 @@
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

@@ -8,6 +8,10 @@
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
+using namespace catalogue;
+using namespace store;
+using namespace statistics;
+using namespace charts;
 
 TEST(RowsInForce, NewestRowThatIsEffectiveWhateverTheOrderOfTheQuestions) {
   FakeStore store;

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace orvspc::engine {
+namespace orvspc::engine::charts {
 
 TEST(Forget, LargeColumnsGiveTheirStorageBackAndSmallOnesKeepIt) {
   std::vector<double> large(kKeptElements + 1), small(100);
@@ -15,4 +15,4 @@ TEST(Forget, LargeColumnsGiveTheirStorageBackAndSmallOnesKeepIt) {
   EXPECT_GE(small.capacity(), 100U);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::charts

@@ -7,10 +7,16 @@
 #include <thread>
 #include <tuple>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "tests/engine/store/store_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+
 namespace {
 
 constexpr std::int32_t kHour = 3600, kDay = 86400;
@@ -377,4 +383,4 @@ TEST_F(ComplianceTest, AMalformedFilterIsAFailureThatIsKept) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

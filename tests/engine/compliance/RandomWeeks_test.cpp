@@ -12,7 +12,12 @@
 #include "tests/engine/store/store_fixture.h"
 
 // Compliance of many random weeks against a count that walks minute by minute.
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+
 namespace {
 
 constexpr std::int32_t kMonday = 946857600;  // 2000-01-03T00:00:00Z
@@ -281,4 +286,4 @@ TEST_F(RandomWeeks, AgreeWithACountMinuteByMinute) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -9,7 +9,8 @@
 
 #include "platform/Enumerations.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::compliance {
+
 namespace {
 
 constexpr Period kAlways{INT32_MIN, INT32_MAX};
@@ -180,4 +181,4 @@ TEST(IntervalSampling, AgreesWithAWalkSecondBySecond) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::compliance

@@ -98,7 +98,7 @@ TEST(DomAgainstExpat, BothTakeAndRefuseTheSameTexts) {
           break;
       }
     }
-    const bool ours = MakeXmlDocument()->LoadXml(text);
+    const bool ours = dom::MakeXmlDocument()->LoadXml(text);
     EXPECT_EQ(ours, ExpatTakes(text)) << text;
     taken += ours ? 1 : 0;
   }
@@ -110,7 +110,7 @@ TEST(DomAgainstExpat, WhatIsTakenIsWrittenWellFormedAndReadTheSame) {
   for (int i = 0; i < 10'000; ++i) {
     std::string text(kSeeds[random() % std::size(kSeeds)]);
     text.insert(random() % text.size(), kPieces[random() % std::size(kPieces)]);
-    const auto document = MakeXmlDocument();
+    const auto document = dom::MakeXmlDocument();
     if (!document->LoadXml(text)) continue;
     const std::string written = document->Xml(document->Root());
     EXPECT_TRUE(ExpatTakes(written)) << written;

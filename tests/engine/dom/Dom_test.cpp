@@ -29,7 +29,7 @@ std::int32_t NumberOf(const std::function<void()>& call) {
 }
 
 std::string Rewritten(std::string_view text) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   if (!document->LoadXml(text)) return "malformed";
   return document->Xml(document->Root());
 }
@@ -55,7 +55,7 @@ struct Expat {
 };
 
 TEST(Dom, ElementsAndAttributesAreWrittenInTheirOrderWithoutBlanks) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   const XmlNode root = document->CreateElement("Root");
   const XmlNode child = document->CreateElement("Child");
   document->SetAttribute(root, "b", "1");
@@ -69,7 +69,7 @@ TEST(Dom, ElementsAndAttributesAreWrittenInTheirOrderWithoutBlanks) {
 }
 
 TEST(Dom, SettingAnAttributeAgainReplacesItInItsPlace) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   const XmlNode one = document->CreateElement("a");
   const XmlNode two = document->CreateElement("a");
   document->SetAttribute(one, "x", "1");
@@ -84,7 +84,7 @@ TEST(Dom, SettingAnAttributeAgainReplacesItInItsPlace) {
 }
 
 TEST(Dom, AttributesAreFoundInAnyOrder) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   ASSERT_TRUE(document->LoadXml("<a x='1' y='2' z='3'><b x='4'/></a>"));
   const XmlNode root = document->Root();
   const XmlNode child = document->SelectSingleNode(root, "b");
@@ -100,7 +100,7 @@ TEST(Dom, AttributesAreFoundInAnyOrder) {
 }
 
 TEST(Dom, AViewOfAnAttributeOutlivesFurtherOnes) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   const XmlNode root = document->CreateElement("a");
   document->SetAttribute(root, "x", "first");
   const std::string_view view = *document->Attribute(root, "x");
@@ -132,7 +132,7 @@ TEST(Dom, SpecialCharactersAreEscapedAndReadBack) {
       {std::string(100'000, '"'), "", std::string(100'000, '"'), "longer than any buffer"},
   };
   for (const Row& row : rows) {
-    const auto document = MakeXmlDocument();
+    const auto document = dom::MakeXmlDocument();
     const XmlNode root = document->CreateElement("a");
     document->SetAttribute(root, "x", row.value);
     const std::string text = document->Xml(root);
@@ -171,7 +171,7 @@ TEST(Dom, WhatIsReadIsWrittenInTheOneForm) {
 }
 
 TEST(Dom, ALoadThatFailsLeavesTheDocumentEmpty) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   ASSERT_TRUE(document->LoadXml("<a/>"));
   EXPECT_FALSE(document->LoadXml("<a>"));
   EXPECT_FALSE(document->Root());
@@ -182,7 +182,7 @@ TEST(Dom, ALoadThatFailsLeavesTheDocumentEmpty) {
 }
 
 TEST(Dom, ChildrenAndDescendantsInDocumentOrder) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   ASSERT_TRUE(document->LoadXml(
       "<r><a i='1'><a i='2'><b i='3'/></a></a>t<b i='4'><a i='5'/></b><a i='6'/></r>"));
   const XmlNode root = document->Root();
@@ -209,7 +209,7 @@ TEST(Dom, ChildrenAndDescendantsInDocumentOrder) {
 }
 
 TEST(Dom, EveryOperationOnANullNodeFailsWith91) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   const XmlNode node = document->CreateElement("a");
   EXPECT_EQ(NumberOf([&] { document->AppendChild({}, node); }), 91);
   EXPECT_EQ(NumberOf([&] { document->AppendChild(node, {}); }), 91);
@@ -223,8 +223,8 @@ TEST(Dom, EveryOperationOnANullNodeFailsWith91) {
 }
 
 TEST(Dom, ForeignNodesInvalidNamesAndCyclesAreRefused) {
-  const auto document = MakeXmlDocument();
-  const auto other = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
+  const auto other = dom::MakeXmlDocument();
   const XmlNode a = document->CreateElement("a");
   const XmlNode b = document->CreateElement("b");
   EXPECT_EQ(NumberOf([&] { document->AppendChild(a, other->CreateElement("c")); }), 5);
@@ -238,7 +238,7 @@ TEST(Dom, ForeignNodesInvalidNamesAndCyclesAreRefused) {
 }
 
 TEST(Dom, AppendingAChildAgainMovesIt) {
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   const XmlNode root = document->CreateElement("r");
   const XmlNode a = document->CreateElement("a");
   const XmlNode b = document->CreateElement("b");
@@ -261,7 +261,7 @@ TEST(Dom, DepthIsBoundedInATextAndFreeInATreeThatIsBuilt) {
   EXPECT_EQ(Rewritten(nested(dom::kMaxDepth + 1)), "malformed");
   EXPECT_EQ(Rewritten(nested(1'000'000)), "malformed");
 
-  const auto document = MakeXmlDocument();
+  const auto document = dom::MakeXmlDocument();
   XmlNode top = document->CreateElement("a");
   for (int i = 0; i < 1'000'000; ++i) {
     const XmlNode above = document->CreateElement("a");

@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/pareto/BinNames.h"
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 class BinNamesTest : public ParetoTest {
@@ -27,7 +35,7 @@ TEST_F(BinNamesTest, EveryKindOfLevelHasItsName) {
     std::int32_t resource, type, id;
     const char* name;
   };
-  const auto stamp = static_cast<std::int32_t>(*ParseTime("2024-01-31T22:00:00"));
+  const auto stamp = static_cast<std::int32_t>(*platform::ParseIsoTime("2024-01-31T22:00:00"));
   const Row rows[] = {
       {paSubgroups, paBinTypeDefect, Id(ItemKind::Defect, "DI"), "Dirt in the paint"},
       {paSubgroups, paBinTypePart, Id(ItemKind::Part, "Bolt / M8"), "Bolt / M8"},
@@ -68,4 +76,4 @@ TEST_F(BinNamesTest, WhatCannotBeBinnedHasNoNames) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -1,17 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 using Strings = std::vector<std::string>;
 using Doubles = std::vector<double>;
 
-std::int32_t At(const char* time) { return static_cast<std::int32_t>(*ParseTime(time)); }
+std::int32_t At(const char* time) {
+  return static_cast<std::int32_t>(*platform::ParseIsoTime(time));
+}
 
 // Frequencies of five causes and their percentages, as printed for a Pareto chart in the articles
 // of the R package qcc (luca-scr/qcc).
@@ -711,4 +721,4 @@ TEST_F(DefectsTest, AFailureAtAnyStepGivesNothingAndAReason) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

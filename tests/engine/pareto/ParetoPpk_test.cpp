@@ -6,7 +6,13 @@
 #include "tests/engine/pareto/pareto_fixture.h"
 
 // Which bins have a Ppk, and by which limits.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 class ParetoPpkTest : public ParetoTest {
@@ -53,4 +59,4 @@ TEST_F(ParetoPpkTest, TheLimitsAreThoseOfTheNewestSubgroupWithAValueInTheBin) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -8,16 +8,24 @@
 #include <random>
 #include <set>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
 // Bins against a slow and obvious count over the same data by their names.
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
+
 namespace {
 
 constexpr std::uint32_t kSeed = 20240917;
 constexpr std::int32_t kOffset = 2 * 3600;
-const std::int64_t kFrom = *ParseTime("2023-11-20");
+const std::int64_t kFrom = *platform::ParseIsoTime("2023-11-20");
 
 struct ModelRow {
   double value = 0.0;
@@ -165,7 +173,7 @@ class ParetoRandomTest : public ParetoTest {
   // The limits above, in words: what makes a piece bad.
   static bool IsOutside(const ModelSubgroup& subgroup, double value) {
     if (subgroup.part == "P1") {
-      if (subgroup.time >= *ParseTime("2024-01-10")) return value > 10.5;
+      if (subgroup.time >= *platform::ParseIsoTime("2024-01-10")) return value > 10.5;
       return value > 11 || value < 9;
     }
     return subgroup.part == "P2" && value < 9.5;
@@ -470,7 +478,7 @@ class ParetoRandomTest : public ParetoTest {
     double lower = -kNone, upper = kNone;
     const auto& part = *pieces.parts.begin();
     if (part == "P1") {
-      const bool late = pieces.newest >= *ParseTime("2024-01-10");
+      const bool late = pieces.newest >= *platform::ParseIsoTime("2024-01-10");
       upper = late ? 10.5 : 11.0;
       if (!late) lower = 9.0;
     } else if (part == "P2") {
@@ -877,4 +885,4 @@ TEST_F(ParetoRandomTest, HeldOrReadThroughTheBinsAreTheSame) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -3,13 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace time;
+
 namespace {
 
-std::int32_t At(const char* time) { return static_cast<std::int32_t>(*ParseTime(time)); }
+std::int32_t At(const char* time) {
+  return static_cast<std::int32_t>(*platform::ParseIsoTime(time));
+}
 
 TEST(TimeBins, TimesLieInPeriodsOfTheZone) {
   struct Row {
@@ -84,4 +89,4 @@ TEST(TimeBins, OnlySevenPeriodsExist) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

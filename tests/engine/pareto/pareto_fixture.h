@@ -10,7 +10,12 @@
 #include "platform/FixedText.h"
 #include "tests/engine/store/store_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::pareto {
+using namespace sql;
+using namespace catalogue;
+using namespace store;
+using namespace import;
+using namespace statistics;
 
 // Options as the library fills them: one level by defect, count of values.
 inline API_PAOptions ParetoOptions(std::vector<std::int32_t> types, std::int32_t bins = 1000) {
@@ -74,4 +79,4 @@ class ParetoTest : public StoreTest {
   std::string failure_;
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::pareto

@@ -5,7 +5,8 @@
 
 #include <cmath>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 // Such as P(X <= 1) = 0.9999 of two units at one percent, or P(X <= 62) = 1/2 of 125 coins.
@@ -111,4 +112,4 @@ TEST(AttributeFormulas, AcceptanceAtTheEdgesOfItsArguments) {
   EXPECT_NEAR(AcceptedDefectives(1'000'000'000, 0.01, 0.1), 1e7 + 1.2816 * std::sqrt(9.9e6), 2.0);
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

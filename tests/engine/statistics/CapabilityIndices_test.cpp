@@ -9,7 +9,8 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 // NIST/SEMATECH e-Handbook 6.1.6: usl 20, lsl 8, mean 16, sigma 2, target 14.
@@ -128,4 +129,4 @@ TEST(ConfidenceIntervals, PistonRings) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

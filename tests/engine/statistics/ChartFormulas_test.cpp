@@ -11,7 +11,8 @@
 #include "engine/statistics/ControlConstants.h"
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -139,4 +140,4 @@ TEST(ChartFormulas, WithinPiecesOfUnequalReadingsSkipPiecesWithOne) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -13,7 +13,8 @@
 #include "engine/statistics/Moments.h"
 #include "tests/certified/nist_univariate.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 TEST(ChiSquareCells, AtLeastFiveValuesAreExpectedInEach) {
@@ -125,4 +126,4 @@ TEST(BinEdges, EndExactlyAtTheWindow) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

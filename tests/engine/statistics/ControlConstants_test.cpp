@@ -7,7 +7,8 @@
 #include <limits>
 #include <numbers>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
@@ -66,4 +67,4 @@ TEST(ControlConstants, MedianOfUpToTenValues) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

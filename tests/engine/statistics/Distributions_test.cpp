@@ -8,7 +8,8 @@
 
 #include "tests/certified/CorrectDigits.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 using certified::CorrectDigits;
@@ -91,4 +92,4 @@ TEST(NormalDistribution, SharesScoresAndDensity) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -7,7 +7,8 @@
 #include <limits>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 JohnsonQuantiles QuantilesOf(const JohnsonCurve& law, double z) {
@@ -121,4 +122,4 @@ TEST(JohnsonCurve, OutsideTheSupportThereIsNothing) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -8,7 +8,8 @@
 #include <random>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -162,4 +163,4 @@ TEST(MomentAccumulator, EmptyHasNoFigures) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -11,7 +11,8 @@
 
 #include "engine/statistics/RunRules.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -234,4 +235,4 @@ TEST(EvaluateRules, RowsOfAnyLengthAreFollowed) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -429,4 +430,4 @@ TEST(PreControl, MarksOfPieces) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -12,7 +12,8 @@
 
 #include "engine/statistics/Moments.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kShares[] = {0.0, 0.00135, 0.058, 0.25, 0.5, 0.75, 0.99865, 1.0};
@@ -67,4 +68,4 @@ TEST(SampleQuantiles, OfNothingThereIsNone) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -13,7 +13,8 @@
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/Spread.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 std::vector<double> Normal(std::size_t count, double mean, double sd, unsigned seed) {
@@ -255,4 +256,4 @@ TEST(Sample, GroupsStayTogetherAndMoveAlong) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -8,7 +8,8 @@
 #include <limits>
 #include <vector>
 
-namespace orvspc::engine {
+namespace orvspc::engine::statistics {
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -157,4 +158,4 @@ TEST(TimeWeighted, NothingInNothingOut) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::statistics

@@ -8,11 +8,16 @@
 #include <thread>
 
 #include "engine/store/OpenRun.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/FixedText.h"
 #include "tests/engine/store/store_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 constexpr std::int32_t kBoth = platform::DBLib6::kSubgroupsAndTests;
@@ -707,4 +712,4 @@ TEST_F(StoreFailureTest, AThousandAnalysesPrepareNoMoreThanOne) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -8,7 +8,11 @@
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 class OpenDatabaseTest : public StoreTest {
@@ -302,4 +306,4 @@ TEST_F(OpenDatabaseTest, AWriteThroughAnotherConnectionIsSeenAtOnce) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

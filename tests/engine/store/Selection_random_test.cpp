@@ -7,12 +7,17 @@
 #include <set>
 #include <tuple>
 
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "tests/engine/store/store_fixture.h"
 
 // Random selections on random databases against a slow and obvious reference, which walks plain
 // records in memory.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 constexpr std::int64_t kNow = 1700000000;
@@ -455,4 +460,4 @@ TEST_F(SelectionRandom, EqualsTheReference) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

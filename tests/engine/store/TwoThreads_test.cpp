@@ -5,13 +5,18 @@
 #include <stdexcept>
 #include <thread>
 
-#include "engine/store/calendar.h"
-#include "engine/store/halves.h"
+#include "engine/store/parallel.h"
 #include "engine/store/second_reader.h"
+#include "engine/time/calendar.h"
 #include "tests/engine/store/store_fixture.h"
 
 // What two threads read must be what one reads.
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 class TwoThreadsTest : public StoreTest {
@@ -233,4 +238,4 @@ TEST(Halves, FailureOfEitherLeavesOnceBothHaveEnded) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -4,11 +4,16 @@
 #include <numeric>
 
 #include "engine/store/DatabaseLibrary.h"
-#include "engine/store/calendar.h"
+#include "engine/time/calendar.h"
 #include "platform/FixedText.h"
 #include "tests/engine/store/store_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace time;
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 constexpr std::int32_t kDay = 86400;
@@ -160,4 +165,4 @@ TEST_F(EventCalls, AClosedDatabaseHasNone) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -3,7 +3,11 @@
 
 #include "tests/engine/store/store_fixture.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace sql;
+using namespace catalogue;
+using namespace import;
+
 namespace {
 
 class RequirementImport : public StoreTest {
@@ -67,4 +71,4 @@ TEST_F(RequirementImport, ShiftStartsAreTimesOfDay) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -14,14 +14,17 @@
 #include <vector>
 
 #include "engine/Embedded.h"
+#include "engine/import/Import.h"
 #include "engine/store/Catalogue.h"
-#include "engine/store/Import.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
+using namespace sql;
+using namespace catalogue;
+using namespace import;
 
 // A folder of its own that goes with the object.
 class TemporaryFolder {
@@ -160,4 +163,4 @@ struct FlatSelection {
   }
 };
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

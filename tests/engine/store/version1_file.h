@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 
 // A whole quality database as schema version 1 wrote it, dumped as SQL: two streams of variable
 // values, one of defects, and at least one row in every table that can have one.
@@ -189,4 +189,4 @@ CREATE INDEX opportunity_by_test ON opportunity(part, test, effective);
 COMMIT;
 )sql";
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/catalogue/ItemKind.h"
+#include "engine/sql/sqlite.h"
+
+// What analyses ask about the items themselves: names, weights, groups, places. Read once and kept
+// until the file changes; see SqliteStore::Items and its like.
+namespace orvspc::engine::catalogue {
+
+struct Item {
+  std::int32_t id = 0;
+  std::string name;       // of a code what it stands for, where that is given
+  bool active = true;     // no longer in use otherwise
+  double factor = 1.0;    // weight of a code or a part
+  std::int32_t type = 0;  // of a state code: ProcessStateTypes
+};
+
+// By identifier.
+struct ItemList {
+  std::vector<Item> items;
+  // Null when there is none.
+  const Item* Find(std::int32_t id) const;
+};
+
+struct ItemGroup {
+  std::int32_t id = 0;
+  std::string name;
+  std::vector<std::int32_t> members;
+};
+
+struct Descriptor {
+  std::int32_t id = 0, group = 0;
+  std::string name;
+};
+
+// Where a process belongs, in the order of ItemKind: company, division, site, department, area,
+// production unit; 0 where that is not told.
+struct ProcessPlace {
+  std::int32_t process = 0;
+  std::array<std::int32_t, 6> units{};
+};
+
+struct References {
+  std::array<std::shared_ptr<const ItemList>, kItemKinds> items;
+  std::array<std::shared_ptr<const std::vector<ItemGroup>>, kItemKinds> groups;  // by identifier
+  std::shared_ptr<const std::vector<ProcessPlace>> places;
+  std::shared_ptr<const std::vector<Descriptor>> descriptors;  // by identifier
+  std::shared_ptr<const std::vector<Item>> descriptor_groups;  // by identifier
+};
+
+// Run inside a transaction and throw SqlError.
+ItemList ReadItems(sql::Connection& connection, ItemKind kind);
+std::vector<ItemGroup> ReadGroups(sql::Connection& connection, ItemKind kind);
+std::vector<ProcessPlace> ReadPlaces(sql::Connection& connection);
+std::vector<Descriptor> ReadDescriptors(sql::Connection& connection);
+std::vector<Item> ReadDescriptorGroups(sql::Connection& connection);
+
+// Of the subgroups first..last: subgroup and descriptor, ascending.
+std::vector<std::pair<std::int32_t, std::int32_t>> ReadSubgroupDescriptors(
+    sql::Connection& connection, std::int32_t first, std::int32_t last);
+// Their labels by identifier.
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& connection,
+                                                             std::int32_t first, std::int32_t last);
+
+}  // namespace orvspc::engine::catalogue

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvspc::engine::import {
+
+// Reads a file of comma, semicolon or tab separated cells record by record. The separator is that
+// of the header: a tab if it has one, else a semicolon if it has one, else the comma. CRLF, a byte
+// order mark, quoted cells and blank lines are taken as they come; blanks around a cell go.
+// Everything that cannot be read is thrown as platform::ExternalFailure with file and line.
+class CsvReader {
+ public:
+  explicit CsvReader(const std::string& path);
+
+  // False at the end of the file. Fails when a record is longer than 1 MB, has a byte 0, is no
+  // UTF-8, has an open quote or another number of cells than the header.
+  bool Next();
+
+  // Of the latest record; valid until the next call.
+  const std::vector<std::string_view>& Cells() const { return cells_; }
+  std::int64_t Line() const { return line_; }
+  char Separator() const { return separator_; }
+  std::int64_t BytesRead() const { return bytes_read_; }
+  std::int64_t FileSize() const { return file_size_; }
+
+  // Throws the one-line message: file, line, column, the value cut to 60 characters, the reason.
+  [[noreturn]] void Refuse(std::string_view column, std::string_view value,
+                           std::string_view reason) const;
+  [[noreturn]] void RefuseAt(std::int64_t line, std::string_view column, std::string_view value,
+                             std::string_view reason) const;
+
+ private:
+  struct FileCloser {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  };
+
+  // The next record without its line end; empty view with at_end_ at the end.
+  std::string_view TakeRecord();
+  bool Fill();
+  void Split(std::string_view record);
+  void SplitQuoted(std::string_view record);
+
+  std::string path_;
+  std::unique_ptr<std::FILE, FileCloser> file_;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0, end_ = 0;  // what of the buffer is not yet taken
+  bool file_done_ = false, at_end_ = false;
+  std::vector<std::string_view> cells_;
+  std::string unquoted_;  // text of the quoted cells of a record
+  std::size_t columns_ = 0;
+  char separator_ = ',';
+  std::int64_t line_ = 0, next_line_ = 1;
+  std::int64_t bytes_read_ = 0, file_size_ = 0;
+};
+
+bool IsUtf8(std::string_view text);
+
+// At most 60 characters, in one line.
+std::string Shortened(std::string_view text);
+
+}  // namespace orvspc::engine::import

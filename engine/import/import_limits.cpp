@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <set>
+#include <tuple>
+
+#include "engine/catalogue/stored_rate.h"
+#include "engine/import/import_table.h"
+#include "engine/time/calendar.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::import {
+namespace {
+
+struct LimitColumn {
+  std::string_view name;
+  std::int32_t flag;  // SpecLimitFlags; 0 for what is no limit
+};
+constexpr LimitColumn kLimits[] = {
+    {"usl", slfUSL}, {"target", slfTAR}, {"lsl", slfLSL}, {"ugb", slfUGB},
+    {"lgb", slfLGB}, {"url", slfURL},    {"lrl", slfLRL}, {"uwp", slfUWP},
+    {"lwp", slfLWP}, {"cp", 0},          {"cpk", 0},
+};
+constexpr std::size_t kLimitCount = std::size(kLimits);
+
+// One row for each of these in a file.
+template <class... Key>
+class Once {
+ public:
+  explicit Once(const ImportTable& table) : table_(table) {}
+  void Take(std::size_t column, Key... key) {
+    if (!seen_.emplace(key...).second) {
+      table_.Refuse(column, "the file has a line for the same time already");
+    }
+  }
+
+ private:
+  const ImportTable& table_;
+  std::set<std::tuple<Key...>> seen_;
+};
+
+// The limits that a text such as "usl lsl" names, as flags.
+std::int32_t NamedLimits(const ImportTable& table, std::size_t column, std::int32_t given) {
+  auto text = table.Cell(column);
+  if (text.empty()) return given;
+  if (text == "none") return 0;
+  std::int32_t flags = 0;
+  while (!text.empty()) {
+    const auto stop = std::min(text.find(' '), text.size());
+    const auto word = text.substr(0, stop);
+    text.remove_prefix(std::min(stop + 1, text.size()));
+    if (word.empty()) continue;
+    std::int32_t flag = 0;
+    for (const auto& limit : kLimits) {
+      if (limit.name == word) flag = limit.flag;
+    }
+    if (flag == 0) table.Refuse(column, "names something that is no limit");
+    if ((flag & given) == 0) table.Refuse(column, "names a limit that the line does not give");
+    flags |= flag;
+  }
+  return flags;
+}
+
+// Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
+double Mean(const ImportTable& table, std::size_t column, std::int32_t chart_word) {
+  const auto mean = table.Number(column);
+  const auto kind = catalogue::RateKindOf(chart_word);
+  if (kind == catalogue::RateKind::None || catalogue::IsRate(kind, mean)) return mean;
+  table.Refuse(column, kind == catalogue::RateKind::Share
+                           ? "must be a share from 0 to 1, which the chart word asks for"
+                           : "must be a rate not below 0, which the chart word asks for");
+}
+
+}  // namespace
+
+ImportReport ImportLimits(const ImportContext& context) {
+  enum Column : std::size_t {
+    kPart,
+    kTest,
+    kFirstLimit,
+    kEffective = kFirstLimit + kLimitCount,
+    kScale,
+    kName,
+    kAlarms
+  };
+  static constexpr ColumnSpec kColumns[] = {
+      {"part", true},  {"test", true},    {"usl", false}, {"target", false},    {"lsl", false},
+      {"ugb", false},  {"lgb", false},    {"url", false}, {"lrl", false},       {"uwp", false},
+      {"lwp", false},  {"cp", false},     {"cpk", false}, {"effective", false}, {"scale", false},
+      {"name", false}, {"alarms", false},
+  };
+  static_assert(std::size(kColumns) == kAlarms + 1);
+  constexpr std::int32_t kUsualScale = 4, kHighestScale = 15;
+
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  Once<std::int32_t, std::int32_t, std::int32_t> once(table);
+  while (table.Next()) {
+    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
+    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
+    const auto effective = table.Stamp(kEffective, time::kNoStamp);
+    once.Take(kTest, part, test, effective);
+    sql::Query insert(
+        context.db,
+        "INSERT INTO spec_limit(part, test, effective, usl, target, lsl, ugb, lgb, url, "
+        "lrl, uwp, lwp, cp, cpk, eflag, aflag, scale, name, who, made) VALUES(?1, ?2, ?3, "
+        "?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20)");
+    insert.Bind(1, std::int64_t{part}).Bind(2, std::int64_t{test}).Bind(3, std::int64_t{effective});
+    std::int32_t flags = 0;
+    for (std::size_t i = 0; i < kLimitCount; ++i) {
+      const auto value = table.OptionalNumber(kFirstLimit + i);
+      const auto place = static_cast<int>(4 + i);
+      if (value) {
+        insert.Bind(place, *value);
+        flags |= kLimits[i].flag;
+      } else {
+        insert.BindNull(place);
+      }
+    }
+    const auto upper = table.OptionalNumber(kFirstLimit),
+               lower = table.OptionalNumber(kFirstLimit + 2);
+    if (upper && lower && *upper <= *lower) {
+      table.Refuse(kFirstLimit, "must lie above the lower limit lsl");
+    }
+    insert.Bind(15, std::int64_t{flags})
+        .Bind(16, std::int64_t{NamedLimits(table, kAlarms, flags)})
+        .Bind(17, std::int64_t{table.Whole(kScale, 0, kHighestScale, kUsualScale)})
+        .Bind(18, table.Cell(kName))
+        .Bind(19, std::string_view(context.who))
+        .Bind(20, context.made)
+        .Run();
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
+ImportReport ImportControlLimits(const ImportContext& context) {
+  enum Column : std::size_t {
+    kPart,
+    kProcess,
+    kTest,
+    kMean,
+    kSp,
+    kSpl,
+    kSw,
+    kSwl,
+    kEffective,
+    kStart,
+    kFinish,
+    kChartWord
+  };
+  static constexpr ColumnSpec kColumns[] = {
+      {"part", true},       {"process", false}, {"test", true},    {"mean", true},
+      {"sp", false},        {"spl", false},     {"sw", false},     {"swl", false},
+      {"effective", false}, {"start", false},   {"finish", false}, {"chart-word", false},
+  };
+  static_assert(std::size(kColumns) == kChartWord + 1);
+
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  Once<std::int32_t, std::int32_t, std::int32_t, std::int32_t> once(table);
+  while (table.Next()) {
+    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
+    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
+    const auto process_name = table.Cell(kProcess);
+    const auto process =
+        process_name.empty() ? 0 : names.Take(catalogue::ItemKind::Process, process_name);
+    const auto effective = table.Stamp(kEffective, time::kNoStamp);
+    once.Take(kTest, part, process, test, effective);
+    const auto chart_word = table.ChartWord(kChartWord);
+    sql::Query insert(
+        context.db,
+        "INSERT INTO control_limit(part, process, test, effective, mean, sp, spl, sw, "
+        "swl, start, finish, chart_word, who, made) "
+        "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14)");
+    insert.Bind(1, std::int64_t{part})
+        .BindReference(2, process)
+        .Bind(3, std::int64_t{test})
+        .Bind(4, std::int64_t{effective})
+        .Bind(5, Mean(table, kMean, chart_word));
+    for (auto column = static_cast<std::size_t>(kSp); column <= kSwl; ++column) {
+      const auto value = table.OptionalNumber(column).value_or(0.0);
+      if (value < 0.0) table.Refuse(column, "a standard deviation is not below 0");
+      insert.Bind(static_cast<int>(6 + column - kSp), value);
+    }
+    insert.Bind(10, std::int64_t{table.Stamp(kStart, 0)})
+        .Bind(11, std::int64_t{table.Stamp(kFinish, 0)})
+        .Bind(12, std::int64_t{chart_word})
+        .Bind(13, std::string_view(context.who))
+        .Bind(14, context.made)
+        .Run();
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
+ImportReport ImportOpportunities(const ImportContext& context) {
+  enum Column : std::size_t { kPart, kTest, kOpportunities, kEffective };
+  static constexpr ColumnSpec kColumns[] = {
+      {"part", true}, {"test", true}, {"opportunities", true}, {"effective", false}};
+  static_assert(std::size(kColumns) == kEffective + 1);
+
+  ImportTable table(context.file, kColumns, context.options);
+  ImportNames names(context.db);
+  ImportReport report;
+  Once<std::int32_t, std::int32_t, std::int32_t> once(table);
+  while (table.Next()) {
+    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
+    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
+    const auto effective = table.Stamp(kEffective, time::kNoStamp);
+    once.Take(kTest, part, test, effective);
+    sql::Query(context.db,
+               "INSERT INTO opportunity(part, test, effective, opportunities, who, made) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6)")
+        .Bind(1, std::int64_t{part})
+        .Bind(2, std::int64_t{test})
+        .Bind(3, std::int64_t{effective})
+        .Bind(4, std::int64_t{table.Whole(kOpportunities, 1, INT32_MAX)})
+        .Bind(5, std::string_view(context.who))
+        .Bind(6, context.made)
+        .Run();
+    ++report.rows;
+  }
+  report.lines = table.Lines();
+  report.new_names = names.Added();
+  return report;
+}
+
+}  // namespace orvspc::engine::import

@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <tuple>
+
+#include "engine/import/import_table.h"
+#include "engine/import/values_writer.h"
+#include "engine/store/SqliteStore.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::import {
+namespace {
+
+constexpr double kHighestCount = 1e9;  // of one line
+
+// Remembers the text of the latest cell of a column, which is often that of the next.
+struct CellMemo {
+  std::string text;
+  std::int32_t id = 0;
+};
+
+class ValuesImport {
+ public:
+  explicit ValuesImport(const ImportContext& context)
+      : db_(context.db),
+        most_held_(std::max<std::size_t>(context.options.most_held, 1)),
+        names_(context.db),
+        table_(context.file, kValuesColumns, context.options, "descriptor:"),
+        writer_(db_, table_, batch_, tests_, report_) {}
+
+  ImportReport Run();
+
+ private:
+  void Prepare();
+  void TakeLine();
+  bool SameSubgroupAsBefore() const;
+  void FindMeasurement();
+  std::size_t FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time);
+  std::int64_t StreamOf(std::int32_t part, std::int32_t process, std::int32_t test);
+  bool IsVariable();
+  std::int32_t GivenType() const;
+  void TakeVariable(OpenMeasurement& open);
+  void TakeAttribute(OpenMeasurement& open);
+  store::RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
+  void TakeOnce(OpenMeasurement& open, std::size_t once);
+  void TakeDescriptors(OpenMeasurement& open);
+  void TakeComment(OpenMeasurement& open);
+  std::int32_t NameCell(std::size_t column, catalogue::ItemKind kind);
+  std::int32_t FlagCell() const;
+  std::int32_t DescriptorId(std::size_t extra, std::string_view name);
+
+  void Flush();
+  void SettleTestTypes();
+
+  sql::Connection& db_;
+  std::size_t most_held_;
+  ImportNames names_;
+  ImportTable table_;
+  ImportReport report_;
+  ValuesBatch batch_;
+  std::map<std::int32_t, TestState> tests_;
+  ValuesWriter writer_;
+
+  std::array<CellMemo, std::size(kValuesColumns)> memos_;
+  std::array<std::string, 5> before_;  // cells of part, process, test, subgroup, time
+  OpenMeasurement* current_ = nullptr;
+  TestState* current_test_ = nullptr;
+
+  std::unordered_map<std::string, std::size_t> subgroup_places_;
+  std::string key_;
+  std::unordered_map<std::uint64_t, std::size_t> open_places_;  // subgroup's place and test
+
+  std::map<std::tuple<std::int32_t, std::int32_t, std::int32_t>, std::int64_t> streams_;
+  std::map<std::pair<std::size_t, std::string>, std::int32_t> descriptors_;
+};
+
+void ValuesImport::Prepare() {
+  if (table_.Has(kValue) == table_.Has(kCount)) {
+    table_.Reader().Refuse(table_.Has(kValue) ? "count" : "value", "",
+                           table_.Has(kValue)
+                               ? "a file has either value or count, not both"
+                               : "the file lacks this column, or count in its place");
+  }
+  sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
+  while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
+  sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
+  while (streams.Step()) {
+    streams_[{streams.Int(0), streams.Int(1), streams.Int(2)}] = streams.Int64(3);
+  }
+  writer_.Prepare();
+}
+
+ImportReport ValuesImport::Run() {
+  Prepare();
+  while (table_.Next()) TakeLine();
+  Flush();
+  SettleTestTypes();
+  report_.lines = table_.Lines();
+  report_.new_names += names_.Added();
+  return report_;
+}
+
+bool ValuesImport::SameSubgroupAsBefore() const {
+  for (std::size_t column = 0; column < before_.size(); ++column) {
+    if (table_.Cell(column) != before_[column]) return false;
+  }
+  return current_ != nullptr;
+}
+
+void ValuesImport::TakeLine() {
+  if (!SameSubgroupAsBefore()) {
+    if (batch_.open_count >= most_held_) Flush();
+    FindMeasurement();
+    for (std::size_t column = 0; column < before_.size(); ++column) {
+      before_[column] = table_.Cell(column);
+    }
+  }
+  auto& open = *current_;
+  if (IsVariable()) {
+    TakeVariable(open);
+  } else {
+    TakeAttribute(open);
+  }
+  for (std::size_t i = 0; i < std::size(kOnceColumns); ++i) TakeOnce(open, i);
+  TakeDescriptors(open);
+  TakeComment(open);
+}
+
+void ValuesImport::FindMeasurement() {
+  const auto part = NameCell(kPart, catalogue::ItemKind::Part);
+  const auto process = NameCell(kProcess, catalogue::ItemKind::Process);
+  const auto test = NameCell(kTest, catalogue::ItemKind::Test);
+  if (part == 0) table_.Name(kPart);
+  if (process == 0) table_.Name(kProcess);
+  if (test == 0) table_.Name(kTest);
+  table_.Name(kSubgroup);
+  const auto subgroup = FindSubgroup(part, process, table_.Stamp(kTime));
+  current_test_ = &tests_[test];
+  const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
+  const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
+  if (is_new) {
+    if (batch_.open_count == batch_.open.size())
+      batch_.open.push_back(std::make_unique<OpenMeasurement>());
+    batch_.open[batch_.open_count]->Start(subgroup, StreamOf(part, process, test), test,
+                                          table_.Reader().Line());
+    ++batch_.open_count;
+  }
+  current_ = batch_.open[found->second].get();
+}
+
+std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time) {
+  const std::int32_t words[] = {part, process, time};
+  key_.assign(reinterpret_cast<const char*>(words), sizeof words);
+  key_ += table_.Cell(kSubgroup);
+  const auto [found, is_new] = subgroup_places_.try_emplace(key_, batch_.subgroup_count);
+  if (!is_new) return found->second;
+  if (batch_.subgroup_count == batch_.subgroups.size()) batch_.subgroups.emplace_back();
+  auto& subgroup = batch_.subgroups[batch_.subgroup_count];
+  subgroup.part = part;
+  subgroup.process = process;
+  subgroup.time = time;
+  subgroup.label = table_.Cell(kSubgroup);
+  subgroup.line = table_.Reader().Line();
+  subgroup.descriptors.clear();
+  return batch_.subgroup_count++;
+}
+
+std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
+  auto& id = streams_[{part, process, test}];
+  if (id == 0) {
+    sql::Query(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3)")
+        .Bind(1, std::int64_t{part})
+        .Bind(2, std::int64_t{process})
+        .Bind(3, std::int64_t{test})
+        .Run();
+    id = sqlite3_last_insert_rowid(db_.Get());
+  }
+  return id;
+}
+
+std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind) {
+  const auto cell = table_.Cell(column);
+  if (cell.empty()) return 0;
+  auto& memo = memos_[column];
+  if (memo.id == 0 || memo.text != cell) {
+    memo.id = names_.Take(kind, cell);
+    memo.text = cell;
+  }
+  return memo.id;
+}
+
+std::int32_t ValuesImport::GivenType() const {
+  const auto cell = table_.Cell(kTestType);
+  if (cell.empty()) return 0;
+  if (cell == "variable") return ttVariable;
+  if (cell == "defects") return ttDefects;
+  if (cell == "defectives") return ttDefectives;
+  table_.Refuse(kTestType, "must be variable, defects or defectives");
+}
+
+// Settles the test's type as far as this line tells.
+bool ValuesImport::IsVariable() {
+  auto& test = *current_test_;
+  const auto given = GivenType();
+  if (given != 0 && test.type != 0 && given != test.type) {
+    table_.Refuse(kTestType, "differs from the type that the test has");
+  }
+  if (test.type == 0) test.type = given == 0 && table_.Has(kValue) ? ttVariable : given;
+  if (test.type == ttVariable && !table_.Has(kValue)) {
+    table_.Refuse(kCount, "the test has variable values; they belong into a column value");
+  }
+  return test.type == ttVariable;
+}
+
+store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
+  store::RowKey key{0, tsno, sbno, 0, 0};
+  key.Sn = NameCell(kSerial, catalogue::ItemKind::Serial);
+  key.Def = NameCell(kDefect, catalogue::ItemKind::Defect);
+  key.Gage = NameCell(kGage, catalogue::ItemKind::Gage);
+  return key;
+}
+
+void ValuesImport::TakeVariable(OpenMeasurement& open) {
+  const auto value = table_.Number(kValue);
+  const auto sbno = table_.Whole(kSbno, 0, INT32_MAX, 0);
+  const auto tsno = table_.Whole(kTsno, 1, INT32_MAX, 0);
+  auto& row = open.rows.emplace_back();
+  row = {{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), tsno == 0};
+  open.Number(row);
+}
+
+void ValuesImport::TakeAttribute(OpenMeasurement& open) {
+  const auto column = table_.Has(kCount) ? kCount : kValue;
+  const auto tsno = table_.Whole(kTsno, 0, INT32_MAX, 0);
+  const auto key = KeyOf(tsno, table_.Whole(kSbno, 0, INT32_MAX, 0));
+  if (key.Def != 0) current_test_->names_defect = true;
+  double count = 1.0;
+  if (key.Def == 0 || !table_.Cell(column).empty()) count = table_.Number(column);
+  if (!(count >= 0.0 && count <= kHighestCount) || count != std::floor(count)) {
+    table_.Refuse(column, "must be a whole number between 0 and 1000000000");
+  }
+  if (count == 0.0 && tsno == 0) return;
+  open.rows.push_back({{count, key}, table_.Reader().Line(), false});
+}
+
+void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
+  const auto& spec = kOnceColumns[once];
+  const auto text = table_.Cell(spec.column);
+  if (text.empty()) return;
+  std::int32_t value = 0;
+  if (once == kOnceSize) {
+    value = table_.Whole(kSize, 0, INT32_MAX);
+  } else {
+    value = once == kOnceFlag ? FlagCell() : NameCell(spec.column, spec.kind);
+  }
+  auto& cell = open.once[once];
+  if (cell.value != kNotGiven && cell.value != value) table_.Refuse(spec.column, kDiffers);
+  if (cell.value != kNotGiven) return;
+  cell.value = value;
+  cell.line = table_.Reader().Line();
+  cell.text = text;
+}
+
+std::int32_t ValuesImport::FlagCell() const {
+  const auto cell = table_.Cell(kFlag);
+  if (cell == "enabled") return sfEnabled;
+  if (cell == "disabled") return sfDisabled;
+  if (cell == "incomplete") return sfIncomplete;
+  return table_.Whole(kFlag, sfEnabled, sfIncomplete);
+}
+
+std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name) {
+  auto& id = descriptors_[{extra, std::string(name)}];
+  if (id != 0) return id;
+  const std::string_view group = table_.Extra()[extra].name;
+  sql::Query(db_, "INSERT OR IGNORE INTO descriptor_group(name) VALUES(?1)").Bind(1, group).Run();
+  sql::Query(db_,
+             "INSERT OR IGNORE INTO descriptor(descriptor_group, name) "
+             "SELECT id, ?2 FROM descriptor_group WHERE name = ?1")
+      .Bind(1, group)
+      .Bind(2, name)
+      .Run();
+  report_.new_names += sqlite3_changes(db_.Get());
+  sql::Query query(
+      db_,
+      "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
+      "WHERE g.name = ?1 AND d.name = ?2");
+  query.Bind(1, group).Bind(2, name);
+  query.Step();
+  id = query.Int(0);
+  return id;
+}
+
+void ValuesImport::TakeDescriptors(OpenMeasurement& open) {
+  for (std::size_t i = 0; i < table_.Extra().size(); ++i) {
+    const auto cell = table_.ExtraCell(i);
+    if (cell.empty()) continue;
+    const std::pair descriptor(DescriptorId(i, cell), table_.Whole(kTsno, 0, INT32_MAX, 0));
+    auto& list = batch_.subgroups[open.subgroup].descriptors;
+    if (std::find(list.begin(), list.end(), descriptor) == list.end()) list.push_back(descriptor);
+  }
+}
+
+void ValuesImport::TakeComment(OpenMeasurement& open) {
+  const auto cell = table_.Cell(kComment);
+  if (cell.empty()) return;
+  OpenComment comment{table_.Whole(kTsno, 0, INT32_MAX, 0),
+                      NameCell(kEmployee, catalogue::ItemKind::Employee), std::string(cell)};
+  if (std::find(open.comments.begin(), open.comments.end(), comment) == open.comments.end()) {
+    open.comments.push_back(std::move(comment));
+  }
+}
+
+void ValuesImport::Flush() {
+  writer_.Write();
+  subgroup_places_.clear();
+  open_places_.clear();
+  current_ = nullptr;
+}
+
+void ValuesImport::SettleTestTypes() {
+  for (const auto& [id, test] : tests_) {
+    const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
+    if (type == ttDefectives && test.excess_line != 0) {
+      const auto cut = test.excess.find('\n');
+      table_.RefuseAt(test.excess_line, kSubgroup, test.excess.substr(0, cut),
+                      test.excess.substr(cut + 1));
+    }
+    sql::Query(db_, "UPDATE test SET type = ?2 WHERE id = ?1 AND type <> ?2")
+        .Bind(1, std::int64_t{id})
+        .Bind(2, std::int64_t{type})
+        .Run();
+  }
+}
+
+}  // namespace
+
+ImportReport ImportValues(const ImportContext& context) { return ValuesImport(context).Run(); }
+
+}  // namespace orvspc::engine::import

@@ -1,0 +1,362 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/import/values_writer.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::import {
+namespace {
+
+std::int32_t Pieces(std::span<const store::TestRow> rows) {
+  return static_cast<std::int32_t>(std::count_if(
+      rows.begin(), rows.end(), [](const store::TestRow& row) { return row.key.Sbno == 0; }));
+}
+
+}  // namespace
+
+ValuesWriter::ValuesWriter(sql::Connection& connection, const ImportTable& table,
+                           ValuesBatch& batch, std::map<std::int32_t, TestState>& tests,
+                           ImportReport& report)
+    : db_(connection), table_(table), batch_(batch), tests_(tests), report_(report) {}
+
+void ValuesWriter::Prepare() {
+  sql::Query contexts(db_,
+                      "SELECT workstation, job, lot, shift, revision, employee, id FROM context");
+  while (contexts.Step()) {
+    contexts_[{contexts.Int(0), contexts.Int(1), contexts.Int(2), contexts.Int(3), contexts.Int(4),
+               contexts.Int(5)}] = contexts.Int(6);
+  }
+  sql::Query highest(db_, "SELECT ifnull(max(id), 0) FROM subgroup");
+  if (highest.Step()) highest_before_ = highest.Int64(0);
+}
+
+void ValuesWriter::Write() {
+  WriteSubgroups();
+  WriteMeasurements();
+  WriteComments();
+  WriteDescriptors();
+  batch_.subgroup_count = batch_.open_count = 0;
+}
+
+void ValuesWriter::WriteSubgroups() {
+  sql::Query insert(
+      db_, "INSERT OR IGNORE INTO subgroup(part, process, label, time) VALUES(?1, ?2, ?3, ?4)");
+  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
+    auto& subgroup = batch_.subgroups[i];
+    insert.Bind(1, std::int64_t{subgroup.part})
+        .Bind(2, std::int64_t{subgroup.process})
+        .Bind(3, std::string_view(subgroup.label))
+        .Bind(4, std::int64_t{subgroup.time})
+        .Run();
+    std::int64_t id = sqlite3_last_insert_rowid(db_.Get());
+    subgroup.is_new = sqlite3_changes(db_.Get()) != 0;
+    if (!subgroup.is_new) {
+      sql::Query query(db_,
+                       "SELECT id FROM subgroup "
+                       "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4");
+      query.Bind(1, std::int64_t{subgroup.time})
+          .Bind(2, std::int64_t{subgroup.part})
+          .Bind(3, std::int64_t{subgroup.process})
+          .Bind(4, std::string_view(subgroup.label));
+      query.Step();
+      id = query.Int64(0);
+    } else {
+      ++report_.subgroups;
+    }
+    if (id > INT32_MAX) {
+      table_.RefuseAt(subgroup.line, kSubgroup, subgroup.label,
+                      "the database has no identifier left for it");
+    }
+    subgroup.id = static_cast<std::int32_t>(id);
+  }
+}
+
+std::int32_t ValuesWriter::ContextId(const store::Context& context) {
+  if (context == store::Context{}) return 0;
+  auto& id = contexts_[context];
+  if (id == 0) {
+    sql::Query(db_,
+               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6)")
+        .BindReference(1, context.workstation)
+        .BindReference(2, context.job)
+        .BindReference(3, context.lot)
+        .BindReference(4, context.shift)
+        .BindReference(5, context.revision)
+        .BindReference(6, context.employee)
+        .Run();
+    id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(db_.Get()));
+  }
+  return id;
+}
+
+store::Context ValuesWriter::ContextOf(std::int32_t id) {
+  if (id == 0) return {};
+  sql::Query query(
+      db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1");
+  query.Bind(1, std::int64_t{id});
+  if (!query.Step())
+    throw sql::SqlError(SQLITE_CORRUPT, "context " + std::to_string(id) + " is missing");
+  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
+}
+
+void ValuesWriter::NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+                               std::string_view reason) {
+  if (refusal_ && refusal_->line <= line) return;
+  refusal_ = {line, column, std::string(value), std::string(reason)};
+}
+
+bool ValuesWriter::IsStored(const WrittenKey& key) {
+  sql::Query query(db_,
+                   "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
+  query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
+  return query.Step();
+}
+
+// In the order of the clustered table, so that neighbours are written together.
+void ValuesWriter::WriteMeasurements() {
+  std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
+  order.reserve(batch_.open_count);
+  for (std::size_t i = 0; i < batch_.open_count; ++i) {
+    const auto& subgroup = batch_.subgroups[batch_.open[i]->subgroup];
+    order.emplace_back(WrittenKey{batch_.open[i]->stream, subgroup.time, subgroup.id},
+                       batch_.open[i].get());
+  }
+  std::sort(order.begin(), order.end());
+  sql::Query write(db_,
+                   "INSERT OR REPLACE INTO measurement(stream, time, subgroup, packed, context) "
+                   "VALUES(?1, ?2, ?3, ?4, ?5)");
+  for (auto& [key, open] : order) {
+    const auto& subgroup = batch_.subgroups[open->subgroup];
+    const bool is_stored = !subgroup.is_new && IsStored(key);
+    if (key.subgroup <= highest_before_) {
+      if (is_stored && !added_to_old_.contains(key)) {
+        NoteRefusal(open->line, kSubgroup, subgroup.label,
+                    "the subgroup is already stored with this test");
+        continue;
+      }
+      added_to_old_.insert(key);
+    }
+    if (is_stored) Merge(*open, key);
+    Finish(*open, key);
+    CheckDefectives(*open);
+    store::Context context;
+    for (std::size_t i = 0; i < open->once.size(); ++i) {
+      const auto member = kOnceColumns[i].member;
+      if (member != nullptr) context.*member = std::max(open->once[i].value, 0);
+    }
+    write.Bind(1, key.stream)
+        .Bind(2, std::int64_t{key.time})
+        .Bind(3, std::int64_t{key.subgroup})
+        .Bind(4, std::span<const std::byte>(packed_))
+        .BindReference(5, ContextId(context))
+        .Run();
+    report_.rows += static_cast<std::int64_t>(packed_rows_.size());
+  }
+  if (refusal_) {
+    table_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
+  }
+}
+
+// Sorts and completes the rows and packs them.
+void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
+  const bool is_variable = tests_[open.test].type == ttVariable;
+  packed_rows_.clear();
+  derived_pieces_.clear();
+  if (is_variable) {
+    const auto by_place = [](const ImportRow& a, const ImportRow& b) {
+      return std::tie(a.row.key.Tsno, a.row.key.Sbno) < std::tie(b.row.key.Tsno, b.row.key.Sbno);
+    };
+    if (!std::is_sorted(open.rows.begin(), open.rows.end(), by_place)) {
+      std::stable_sort(open.rows.begin(), open.rows.end(), by_place);
+    }
+    const auto twice =
+        std::adjacent_find(open.rows.begin(), open.rows.end(),
+                           [&](const ImportRow& a, const ImportRow& b) { return !by_place(a, b); });
+    if (twice != open.rows.end()) {
+      NoteRefusal(std::max(twice->line, std::next(twice)->line), kTsno,
+                  std::to_string(twice->row.key.Tsno),
+                  "the subgroup has this piece, with this sbno, already");
+    }
+    AddPieceValues(open);
+  } else {
+    for (const auto& row : open.rows) packed_rows_.push_back(row.row);
+  }
+  if (packed_rows_.empty()) packed_rows_.emplace_back();
+  const auto flag = open.once[kOnceFlag].value;
+  packed_size_ = open.once[kOnceSize].value;
+  WrittenState state{derived_pieces_, open.last_sbno, false, false};
+  state.lacks_size = packed_size_ == kNotGiven && table_.Has(kSize);
+  state.lacks_flag = flag == kNotGiven && table_.Has(kFlag);
+  if (state == WrittenState{}) {
+    states_.erase(key);
+  } else {
+    states_[key] = std::move(state);
+  }
+  if (packed_size_ == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
+  store::Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
+}
+
+// Copies the rows; a piece that has only readings gets their mean as its value.
+void ValuesWriter::AddPieceValues(const OpenMeasurement& open) {
+  for (auto from = open.rows.begin(); from != open.rows.end();) {
+    const auto tsno = from->row.key.Tsno;
+    const auto to = std::find_if(from, open.rows.end(),
+                                 [&](const ImportRow& row) { return row.row.key.Tsno != tsno; });
+    if (from->row.key.Sbno != 0) {
+      auto piece = from->row;
+      piece.value = 0.0;
+      for (auto row = from; row != to; ++row) {
+        piece.value += row->row.value / static_cast<double>(to - from);
+      }
+      piece.key.Sbno = 0;
+      piece.key.Def = 0;
+      packed_rows_.push_back(piece);
+      derived_pieces_.push_back(tsno);
+    }
+    for (; from != to; ++from) packed_rows_.push_back(from->row);
+  }
+}
+
+// A subgroup of this file comes back after it was written: its lines are put together as if they
+// had been held together.
+void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
+  WrittenState state;
+  if (const auto found = states_.find(key); found != states_.end()) state = found->second;
+  std::int32_t context = 0;
+  {
+    sql::Query query(db_,
+                     "SELECT packed, ifnull(context, 0) FROM measurement "
+                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
+    query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
+    query.Step();
+    const auto view = store::PackedView::Of(query.Blob(0));
+    if (!view) throw sql::SqlError(SQLITE_CORRUPT, "a packed record does not fit its checksum");
+    MergeRows(open, *view, state);
+    const bool has_size = table_.Has(kSize) && !state.lacks_size;
+    const bool has_flag = table_.Has(kFlag) && !state.lacks_flag;
+    MergeOnce(open, kOnceSize, has_size ? view->Size() : kNotGiven);
+    MergeOnce(open, kOnceFlag, has_flag ? view->Flag() : kNotGiven);
+    context = query.Int(1);
+  }
+  const auto who = ContextOf(context);
+  for (std::size_t i = 0; i < open.once.size(); ++i) {
+    const auto member = kOnceColumns[i].member;
+    if (member != nullptr) MergeOnce(open, i, who.*member == 0 ? kNotGiven : who.*member);
+  }
+}
+
+void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& view,
+                             const WrittenState& state) {
+  std::vector<ImportRow> rows;
+  open.highest_tsno = 0;
+  const auto& derived = state.derived_pieces;
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    const store::TestRow row{view.Value(i), view.Key(i)};
+    open.highest_tsno = std::max(open.highest_tsno, row.key.Tsno);
+    const bool is_derived =
+        row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
+    if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
+  }
+  report_.rows -= static_cast<std::int64_t>(view.Count());
+  if (tests_[open.test].type == ttVariable) {
+    open.last_sbno = state.last_sbno;
+    for (auto& row : open.rows) open.Number(row);
+  }
+  open.rows.insert(open.rows.begin(), rows.begin(), rows.end());
+}
+
+// The cell of the lines before with that of the lines at hand.
+void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before) {
+  auto& cell = open.once[once];
+  if (before == kNotGiven) return;
+  if (cell.value != kNotGiven && cell.value != before) {
+    NoteRefusal(cell.line, kOnceColumns[once].column, cell.text, kDiffers);
+  }
+  cell.value = before;
+  cell.line = 0;
+}
+
+// Named units with a count are one defective each, other rows as many as they say. Told is the
+// line that makes them too many, or that gives the size for which they are.
+void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
+  auto& test = tests_[open.test];
+  const auto size = packed_size_;
+  if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
+  const auto size_line = open.once[kOnceSize].line;
+  double defectives = 0.0;
+  std::map<std::int32_t, double> units;
+  std::int64_t line = 0;
+  for (const auto& row : open.rows) {
+    if (defectives > size && row.line > size_line) break;
+    line = row.line;
+    const auto unit = row.row.key.Tsno;
+    const auto before = unit == 0 ? 0.0 : units[unit];
+    const auto now = unit == 0 ? row.row.value : std::max(before, row.row.value);
+    if (unit != 0) units[unit] = now;
+    defectives += now - before;
+  }
+  line = std::max(line, size_line);
+  // Line 0: the lines written before have told it.
+  if (defectives <= size || line == 0) return;
+  const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
+                      ") than units inspected (" + std::to_string(size) + ")";
+  const auto& label = batch_.subgroups[open.subgroup].label;
+  if (test.type == ttDefectives) return NoteRefusal(line, kSubgroup, label, reason);
+  if (test.excess_line == 0 || line < test.excess_line) {
+    test.excess_line = line;
+    test.excess = label + '\n' + reason;
+  }
+}
+
+bool ValuesWriter::HasComment(const OpenSubgroup& subgroup, std::int32_t test,
+                              const OpenComment& comment) {
+  sql::Query query(db_,
+                   "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+                   "AND tsno = ?4 AND ifnull(employee, 0) = ?5 AND note = ?6");
+  query.Bind(1, std::int64_t{subgroup.id})
+      .Bind(2, std::int64_t{subgroup.time})
+      .Bind(3, std::int64_t{test})
+      .Bind(4, std::int64_t{comment.tsno})
+      .Bind(5, std::int64_t{comment.employee})
+      .Bind(6, std::string_view(comment.note));
+  return query.Step();
+}
+
+void ValuesWriter::WriteComments() {
+  sql::Query insert(db_,
+                    "INSERT INTO comment(subgroup, test, tsno, time, employee, note) "
+                    "VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+  for (std::size_t i = 0; i < batch_.open_count; ++i) {
+    const auto& open = *batch_.open[i];
+    const auto& subgroup = batch_.subgroups[open.subgroup];
+    for (const auto& comment : open.comments) {
+      if (!subgroup.is_new && HasComment(subgroup, open.test, comment)) continue;
+      insert.Bind(1, std::int64_t{subgroup.id})
+          .Bind(2, std::int64_t{open.test})
+          .Bind(3, std::int64_t{comment.tsno})
+          .Bind(4, std::int64_t{subgroup.time})
+          .BindReference(5, comment.employee)
+          .Bind(6, std::string_view(comment.note))
+          .Run();
+    }
+  }
+}
+
+void ValuesWriter::WriteDescriptors() {
+  sql::Query insert(db_,
+                    "INSERT OR IGNORE INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+                    "VALUES(?1, ?2, ?3)");
+  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
+    for (const auto& [descriptor, tsno] : batch_.subgroups[i].descriptors) {
+      insert.Bind(1, std::int64_t{batch_.subgroups[i].id})
+          .Bind(2, std::int64_t{descriptor})
+          .Bind(3, std::int64_t{tsno})
+          .Run();
+    }
+  }
+}
+
+}  // namespace orvspc::engine::import

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "engine/import/import_table.h"
+#include "engine/store/SqliteStore.h"
+#include "engine/store/packing.h"
+
+// What an import of values has read and not yet written, and the writing of it.
+namespace orvspc::engine::import {
+
+enum ValuesColumn : std::size_t {
+  kPart,
+  kProcess,
+  kTest,
+  kSubgroup,
+  kTime,
+  kValue,
+  kCount,
+  kTsno,
+  kSbno,
+  kSize,
+  kFlag,
+  kJob,
+  kLot,
+  kShift,
+  kRevision,
+  kWorkstation,
+  kEmployee,
+  kGage,
+  kSerial,
+  kDefect,
+  kComment,
+  kTestType,
+};
+inline constexpr ColumnSpec kValuesColumns[] = {
+    {"part", true},      {"process", true},    {"test", true},      {"subgroup", true},
+    {"time", true},      {"value", false},     {"count", false},    {"tsno", false},
+    {"sbno", false},     {"size", false},      {"flag", false},     {"job", false},
+    {"lot", false},      {"shift", false},     {"revision", false}, {"workstation", false},
+    {"employee", false}, {"gage", false},      {"serial", false},   {"defect", false},
+    {"comment", false},  {"test-type", false},
+};
+static_assert(std::size(kValuesColumns) == kTestType + 1);
+
+inline constexpr std::int32_t kNotGiven = -1;
+
+struct ImportRow {
+  store::TestRow row;
+  std::int64_t line = 0;
+  bool is_numbered = false;  // tsno was counted, not given
+};
+
+struct OpenComment {
+  std::int32_t tsno = 0, employee = 0;
+  std::string note;
+  friend bool operator==(const OpenComment&, const OpenComment&) = default;
+};
+
+// One subgroup, with what belongs to it as a whole.
+struct OpenSubgroup {
+  std::int32_t part = 0, process = 0, time = 0;
+  std::string label;
+  std::int64_t line = 0;
+  std::int32_t id = 0;
+  bool is_new = false;                                             // to the database
+  std::vector<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
+};
+
+// A cell that all lines of a (subgroup, test) that have it must have alike.
+struct OnceCell {
+  std::int32_t value = kNotGiven;
+  std::int64_t line = 0;  // that gave it, with the text; 0: one written before
+  std::string text;
+};
+
+struct OnceColumn {
+  ValuesColumn column;
+  catalogue::ItemKind kind;
+  std::int32_t store::Context::*member;  // null: no part of the context
+};
+inline constexpr OnceColumn kOnceColumns[] = {
+    {kSize, {}, nullptr},
+    {kFlag, {}, nullptr},
+    {kWorkstation, catalogue::ItemKind::Workstation, &store::Context::workstation},
+    {kJob, catalogue::ItemKind::Job, &store::Context::job},
+    {kLot, catalogue::ItemKind::Lot, &store::Context::lot},
+    {kShift, catalogue::ItemKind::Shift, &store::Context::shift},
+    {kRevision, catalogue::ItemKind::Revision, &store::Context::revision},
+    {kEmployee, catalogue::ItemKind::Employee, &store::Context::employee},
+};
+inline constexpr std::size_t kOnceSize = 0, kOnceFlag = 1;
+inline constexpr std::string_view kDiffers =
+    "differs from an earlier line of the same subgroup and test";
+
+// One (subgroup, test). Objects are used again, so that their storage is.
+struct OpenMeasurement {
+  std::size_t subgroup = 0;
+  std::int64_t stream = 0;
+  std::int32_t test = 0;
+  std::int64_t line = 0;
+  std::int32_t highest_tsno = 0, last_sbno = 0;
+  std::array<OnceCell, std::size(kOnceColumns)> once;
+  std::vector<ImportRow> rows;
+  std::vector<OpenComment> comments;
+
+  void Start(std::size_t in_subgroup, std::int64_t in_stream, std::int32_t of_test,
+             std::int64_t at_line) {
+    subgroup = in_subgroup;
+    stream = in_stream;
+    test = of_test;
+    line = at_line;
+    highest_tsno = last_sbno = 0;
+    for (auto& cell : once) cell = {kNotGiven, 0, std::move(cell.text)};
+    rows.clear();
+    comments.clear();
+  }
+
+  // Numbers a row of a variable test that has no tsno of its own: readings go on in the piece
+  // before while their number grows.
+  void Number(ImportRow& row) {
+    auto& key = row.row.key;
+    if (row.is_numbered) {
+      const bool same_piece = key.Sbno > last_sbno && highest_tsno > 0;
+      key.Tsno = same_piece ? highest_tsno : highest_tsno + 1;
+    }
+    highest_tsno = std::max(highest_tsno, key.Tsno);
+    last_sbno = key.Sbno;
+  }
+};
+
+// The type of a new attribute test is known at the end of the file only.
+struct TestState {
+  std::int32_t type = 0;  // 0: attribute, open which
+  bool names_defect = false;
+  // First subgroup with more defectives than units, should the test turn out to be of defectives.
+  std::int64_t excess_line = 0;
+  std::string excess;
+};
+
+struct WrittenKey {
+  std::int64_t stream;
+  std::int32_t time, subgroup;
+  friend auto operator<=>(const WrittenKey&, const WrittenKey&) = default;
+};
+
+// What the database does not tell of a (subgroup, test) that this import has written, and later
+// lines of it need.
+struct WrittenState {
+  std::vector<std::int32_t> derived_pieces;  // whose value comes from readings
+  std::int32_t last_sbno = 0;
+  bool lacks_size = false, lacks_flag = false;  // though the file has the column
+  friend bool operator==(const WrittenState&, const WrittenState&) = default;
+};
+
+struct ValuesBatch {
+  std::vector<OpenSubgroup> subgroups;  // the first subgroup_count are in use
+  std::size_t subgroup_count = 0;
+  // The first open_count are in use. By pointer: a reference must survive growth.
+  std::vector<std::unique_ptr<OpenMeasurement>> open;
+  std::size_t open_count = 0;
+};
+
+// Completes, packs and stores batches. Refuses what is already stored; lines of a (subgroup, test)
+// that this import has written before are put together with those.
+class ValuesWriter {
+ public:
+  ValuesWriter(sql::Connection& connection, const ImportTable& table, ValuesBatch& batch,
+               std::map<std::int32_t, TestState>& tests, ImportReport& report);
+
+  // Reads what the database has; call it before the first line.
+  void Prepare();
+  void Write();
+
+ private:
+  // The line to be named when several are to be refused: the first of the file.
+  struct Refusal {
+    std::int64_t line;
+    std::size_t column;
+    std::string value, reason;
+  };
+
+  void WriteSubgroups();
+  void WriteMeasurements();
+  void WriteComments();
+  void WriteDescriptors();
+  bool IsStored(const WrittenKey& key);
+  void Merge(OpenMeasurement& open, const WrittenKey& key);
+  void MergeRows(OpenMeasurement& open, const store::PackedView& view, const WrittenState& state);
+  void MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before);
+  void Finish(OpenMeasurement& open, const WrittenKey& key);
+  void AddPieceValues(const OpenMeasurement& open);
+  void CheckDefectives(const OpenMeasurement& open);
+  bool HasComment(const OpenSubgroup& subgroup, std::int32_t test, const OpenComment& comment);
+  void NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+                   std::string_view reason);
+  std::int32_t ContextId(const store::Context& context);
+  store::Context ContextOf(std::int32_t id);
+
+  sql::Connection& db_;
+  const ImportTable& table_;
+  ValuesBatch& batch_;
+  std::map<std::int32_t, TestState>& tests_;
+  ImportReport& report_;
+
+  std::map<store::Context, std::int32_t> contexts_;
+  std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
+  std::set<WrittenKey> added_to_old_;
+  std::map<WrittenKey, WrittenState> states_;  // those that are not as a state begins
+  std::optional<Refusal> refusal_;
+  // What Finish made of the latest (subgroup, test).
+  std::vector<store::TestRow> packed_rows_;
+  std::vector<std::int32_t> derived_pieces_;
+  std::int32_t packed_size_ = 0;
+  std::vector<std::byte> packed_;
+};
+
+}  // namespace orvspc::engine::import

@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartLayout.h"
+#include "host/render/core/PlainText.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+
+namespace orvspc::render {
+
+Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines) {
+  static constexpr double kHeights[3][3] = {{360, 0, 0}, {270, 170, 0}, {240, 140, 140}};
+  constexpr double kPanelHead = 30.0;
+  constexpr double kPanelGap = 14.0;
+
+  Layout layout;
+  const auto places = Places(view);
+  for (const auto place : places) layout.places = std::max(layout.places, place + 1);
+
+  const std::size_t count = std::clamp<std::size_t>(view.graphs.size(), 1, 3);
+  double y = header;
+  for (std::size_t g = 0; g < view.graphs.size() && g < 3; ++g) {
+    Panel panel;
+    panel.title = y + 21.0;
+    panel.top = y + kPanelHead;
+    panel.bottom = panel.top + kHeights[count - 1][g];
+    panel.range = AxisRange(view.graphs[g]);
+    // Room for the rule numbers above the highest and below the lowest point.
+    const double margin = (panel.range.high - panel.range.low) * 24.0 / (panel.bottom - panel.top);
+    const double low = panel.range.low - margin;
+    panel.range = {view.graphs[g].from_zero ? std::max(low, 0.0) : low, panel.range.high + margin};
+    const Ticks ticks = PanelTicks(panel);
+    for (const double value : ticks.values)
+      layout.left = std::max(
+          layout.left, 14.0 + kDigit * static_cast<double>(Width(Fixed(value, ticks.decimals))));
+    for (const auto& label : LimitLabels(view, view.graphs[g]))
+      layout.right = std::min(
+          layout.right, kPictureWidth - 17.0 - kDigit * static_cast<double>(Width(label.text)));
+    layout.panels.push_back(panel);
+    y = panel.bottom + kPanelGap;
+  }
+  layout.axis = layout.panels.empty() ? header : layout.panels.back().bottom;
+  layout.footer = layout.axis + 58.0;
+  layout.height = layout.footer + 15.0 * static_cast<double>(footer_lines) + 2.0;
+  return layout;
+}
+
+Ticks PanelTicks(const Panel& panel) {
+  const int count = static_cast<int>((panel.bottom - panel.top) / 34.0);
+  return RoundTicks(panel.range.low, panel.range.high, std::max(count, 2));
+}
+
+bool CaptionFits(const GraphView& graph) {
+  return 7.8 * static_cast<double>(Width(graph.title)) +
+             kCharacter * static_cast<double>(Width(graph.caption)) <
+         kPictureWidth - 40.0;
+}
+
+std::vector<std::string> CaptionLines(const GraphView& graph) {
+  if (CaptionFits(graph)) return {};
+  constexpr auto kRoom = static_cast<std::size_t>((kPictureWidth - 50.0) / kCharacter);
+  std::vector<std::string> lines;
+  std::string rest = graph.symbol + ": " + graph.caption;
+  while (Width(rest) > kRoom) {
+    const std::string head = Padded(rest, kRoom);
+    // Rather between two statements than inside one; a word longer than the line is broken where
+    // the line ends.
+    const std::size_t statement = head.rfind("; ");
+    const std::size_t blank = head.find_last_of(' ');
+    const std::size_t cut = statement != std::string::npos             ? statement + 1
+                            : blank == std::string::npos || blank == 0 ? head.size()
+                                                                       : blank;
+    lines.push_back(rest.substr(0, cut));
+    rest.erase(0, cut);
+    rest.erase(0, rest.find_first_not_of(' '));
+  }
+  lines.push_back(rest);
+  return lines;
+}
+
+std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& graph) {
+  struct Kind {
+    const char* name;
+    const std::vector<double>& values;
+    const char* style;
+  };
+  const Kind kinds[] = {{"UCL", graph.limits.upper, "ll"},
+                        {"CL", graph.limits.centre, ""},
+                        {"LCL", graph.limits.lower, "ll"},
+                        {"USL", graph.specification.upper, "ls"},
+                        {"Target", graph.specification.centre, "ls"},
+                        {"LSL", graph.specification.lower, "ls"}};
+  std::vector<LimitLabel> labels;
+  for (const auto& kind : kinds) {
+    const auto ends = NewestValues(view, kind.values);
+    std::size_t given = 0;
+    std::set<double> distinct;
+    for (const double value : ends)
+      if (std::isfinite(value)) {
+        ++given;
+        distinct.insert(value);
+      }
+    if (given > kLabelledStreams && distinct.size() > 1) continue;
+    const bool same = distinct.size() == 1;
+    for (std::size_t stream = 0; stream < ends.size(); ++stream) {
+      // Streams that share a limit share its label.
+      const double value = ends[stream];
+      if (!std::isfinite(value) || distinct.erase(value) == 0) continue;
+      const int own = DecimalsOf(std::span(&value, 1));
+      const bool plain = kind.style == std::string_view("ls") || value == 0.0;
+      const std::string text = std::string(kind.name) + " " +
+                               Fixed(value, plain ? std::min(own, graph.decimals) : graph.decimals);
+      labels.push_back({value, same ? text : StreamLetter(stream) + " " + text, kind.style});
+    }
+  }
+  return labels;
+}
+
+namespace {
+
+struct Box {
+  double left, top, right, bottom;
+  bool Meets(const Box& other) const {
+    return left < other.right && other.left < right && top < other.bottom && other.top < bottom;
+  }
+};
+
+constexpr double kTagHeight = 9.0;
+
+// The box of a tag's text on one side of its point, kept inside the plot sideways.
+Box BoxOf(const Tag& tag, const std::string& text, bool above, const Layout& layout) {
+  // Bold, and as far from the next number as a blank is wide.
+  const double half = 3.7 * static_cast<double>(text.size());
+  const double x = std::clamp(tag.x, layout.left + half, layout.right - half);
+  const double base = above ? tag.y - tag.clear : tag.y + tag.clear + kTagHeight;
+  return {x - half - 2.0, base - kTagHeight, x + half + 2.0, base};
+}
+
+bool MeetsPoint(const Box& box, const Tag& tag,
+                const std::vector<std::pair<double, double>>& points) {
+  constexpr double kRadius = 4.5;
+  auto point =
+      std::lower_bound(points.begin(), points.end(),
+                       std::pair(box.left - kRadius, -std::numeric_limits<double>::infinity()));
+  for (; point != points.end() && point->first < box.right + kRadius; ++point) {
+    if (point->first == tag.x && point->second == tag.y) continue;
+    if (point->second > box.top - kRadius && point->second < box.bottom + kRadius) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
+                                 const std::vector<std::pair<double, double>>& points,
+                                 const Layout& layout, const Panel& panel) {
+  struct Place {
+    const Tag* tag;
+    bool above;
+    Box box;
+  };
+  std::vector<Place> places;
+  const auto free = [&](const Box& box, const Tag* tag) {
+    return box.top >= panel.top && box.bottom <= panel.bottom &&
+           std::none_of(places.begin(), places.end(), [&](const Place& other) {
+             return other.tag != tag && box.Meets(other.box);
+           });
+  };
+  for (const auto& tag : tags) {
+    std::optional<Place> found;
+    for (const bool on_points : {false, true})
+      for (const bool above : {tag.above, !tag.above}) {
+        const Box box = BoxOf(tag, tag.text, above, layout);
+        if (!found && free(box, nullptr) && (on_points || !MeetsPoint(box, tag, points)))
+          found = Place{&tag, above, box};
+      }
+    if (found) places.push_back(*found);
+  }
+  std::vector<PlacedTag> placed;
+  placed.reserve(places.size());
+  for (auto& place : places) {
+    const Tag& tag = *place.tag;
+    const Box whole = BoxOf(tag, tag.whole, place.above, layout);
+    const bool all = free(whole, &tag) && !MeetsPoint(whole, tag, points);
+    if (all) place.box = whole;
+    placed.push_back(
+        {(place.box.left + place.box.right) / 2.0, place.box.bottom, all ? tag.whole : tag.text});
+  }
+  return placed;
+}
+
+void PushApart(std::vector<Label>& labels, double gap, double low, double high) {
+  std::stable_sort(labels.begin(), labels.end(),
+                   [](const Label& a, const Label& b) { return a.wanted < b.wanted; });
+  double next = low;
+  for (auto& label : labels) {
+    label.at = std::max(label.wanted, next);
+    next = label.at + gap;
+  }
+  double limit = high;
+  for (auto label = labels.rbegin(); label != labels.rend(); ++label) {
+    label->at = std::min(label->at, limit);
+    limit = label->at - gap;
+  }
+}
+
+std::size_t LabelStep(std::size_t places, double place_width, double label_width) {
+  for (std::size_t magnitude = 1; magnitude <= places; magnitude *= 10)
+    for (const std::size_t factor : {1u, 2u, 5u})
+      if (static_cast<double>(factor * magnitude) * place_width >= label_width)
+        return factor * magnitude;
+  return std::max<std::size_t>(places, 1);
+}
+
+Polyline Thinned(const Polyline& line) {
+  if (line.size() < 4 * static_cast<std::size_t>(kPlotRight - kPlotLeft)) return line;
+  Polyline thin;
+  for (std::size_t i = 0; i < line.size();) {
+    const double column = std::floor(line[i].first * 2.0);
+    std::size_t end = i, lowest = i, highest = i;
+    for (; end < line.size() && std::floor(line[end].first * 2.0) == column; ++end) {
+      if (line[end].second < line[lowest].second) lowest = end;
+      if (line[end].second > line[highest].second) highest = end;
+    }
+    std::vector<std::size_t> kept{i, std::min(lowest, highest), std::max(lowest, highest), end - 1};
+    kept.erase(std::unique(kept.begin(), kept.end()), kept.end());
+    for (const auto k : kept) thin.push_back(line[k]);
+    i = end;
+  }
+  return thin;
+}
+
+std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
+                                const std::vector<double>& values, const Layout& layout,
+                                const Panel& panel) {
+  struct Open {
+    Polyline line;
+    double value = 0.0;
+    std::size_t place = 0;
+  };
+  std::vector<Polyline> done;
+  std::map<std::int32_t, Open> open;
+  const double half = layout.PlaceWidth() / 2.0;
+  for (std::size_t i = 0; i < values.size() && i < places.size(); ++i) {
+    Open& run = open[view.StreamOf(i)];
+    const double value = values[i];
+    const bool follows = !run.line.empty() && places[i] == run.place + 1;
+    if (!std::isfinite(value) || !follows) {
+      if (run.line.size() > 1) done.push_back(std::move(run.line));
+      run.line.clear();
+      if (!std::isfinite(value)) continue;
+    }
+    const double x = layout.X(places[i]);
+    const double y = panel.Y(value);
+    if (run.line.empty()) {
+      run.line = {{x - half, y}, {x + half, y}};
+    } else if (value == run.value) {
+      run.line.back().first = x + half;
+    } else {
+      run.line.emplace_back(x - half, y);
+      run.line.emplace_back(x + half, y);
+    }
+    run.value = value;
+    run.place = places[i];
+  }
+  for (auto& [stream, run] : open)
+    if (run.line.size() > 1) done.push_back(std::move(run.line));
+  return done;
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/render/chart/ChartView.h"
+#include "host/render/core/Numbers.h"
+
+// Where things stand in the picture; kept apart from the writing of markup so that it can be
+// tested.
+namespace orvspc::render {
+
+inline constexpr double kPictureWidth = 1000.0;
+// The plot's edges unless the labels beside it need more room.
+inline constexpr double kPlotLeft = 72.0;
+inline constexpr double kPlotRight = 872.0;
+// Widths of text at 11 pixels, on the wide side of the usual fonts: a character, a digit.
+inline constexpr double kCharacter = 6.5;
+inline constexpr double kDigit = 7.0;
+
+// One graph's rectangle and its axis.
+struct Panel {
+  double title = 0.0;  // y of the title
+  double top = 0.0, bottom = 0.0;
+  Range range;
+
+  double Y(double value) const {
+    return bottom - (value - range.low) / (range.high - range.low) * (bottom - top);
+  }
+};
+
+struct Layout {
+  double height = 0.0;
+  double left = kPlotLeft, right = kPlotRight;
+  double axis = 0.0;    // y of the horizontal axis below the last panel
+  double footer = 0.0;  // y of the first footer line
+  std::size_t places = 0;
+  std::vector<Panel> panels;
+
+  double PlaceWidth() const {
+    return (right - left) / static_cast<double>(places == 0 ? 1 : places);
+  }
+  double X(std::size_t place) const {
+    return left + (static_cast<double>(place) + 0.5) * PlaceWidth();
+  }
+};
+
+Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines);
+
+// Values of the vertical axis that carry a label.
+Ticks PanelTicks(const Panel& panel);
+
+// Whether the caption stands beside the title. Where it does not, its lines stand below the whole
+// picture, so that what is plotted lies at the same place whatever there is to say about it.
+bool CaptionFits(const GraphView& graph);
+std::vector<std::string> CaptionLines(const GraphView& graph);
+
+// The value of a line where it ends, "UCL 13.00"; where streams differ "A UCL 13.00" for each of
+// them. Lines of more than kLabelledStreams values have none.
+inline constexpr std::size_t kLabelledStreams = 3;
+struct LimitLabel {
+  double value = 0.0;
+  std::string text;
+  std::string style;
+};
+std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& graph);
+
+// A rule number that wants to stand above or below its point.
+struct Tag {
+  double x = 0.0, y = 0.0;  // of the point
+  double clear = 8.0;       // distance from the point
+  bool above = true;        // the side that is tried first
+  std::string text;         // what must have room
+  std::string whole;        // what is shown where that has room too
+};
+struct PlacedTag {
+  double x = 0.0, y = 0.0;  // middle of the text's base line
+  std::string text;
+};
+// Those that find room, the first ones first: inside the panel, off the other numbers and, if there
+// is a choice, off the points (sorted by x).
+std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
+                                 const std::vector<std::pair<double, double>>& points,
+                                 const Layout& layout, const Panel& panel);
+
+// A label that wants to stand at `wanted`; PushApart gives it `at`, at least `gap` from the next
+// one and inside [low, high] as long as there is room.
+struct Label {
+  double wanted = 0.0;
+  double at = 0.0;
+  std::string text;
+  std::string style;
+};
+void PushApart(std::vector<Label>& labels, double gap, double low, double high);
+
+// Every how many places the horizontal axis carries a label of that width: 1, 2, 5, 10, 20, ...
+std::size_t LabelStep(std::size_t places, double place_width, double label_width);
+
+// A line of more than about four points a unit is cut to the first, lowest, highest and last point
+// of each half unit; its look stays the same.
+using Polyline = std::vector<std::pair<double, double>>;
+Polyline Thinned(const Polyline& line);
+
+// Runs of a limit line: it goes on level over a point's place, steps to the next point's value if
+// that point follows directly in the same stream, and ends where a value is missing.
+std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
+                                const std::vector<double>& values, const Layout& layout,
+                                const Panel& panel);
+
+}  // namespace orvspc::render

@@ -1,0 +1,478 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartModel.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <set>
+
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "platform/TimeStamp.h"
+
+namespace orvspc::render {
+
+namespace {
+
+struct Title {
+  const char* word;
+  const char* symbol;
+  const char* text;
+};
+constexpr Title kTitles[] = {
+    {"xbar", "X-bar", "X-bar: subgroup means"},
+    {"median", "Median", "Median: subgroup medians"},
+    {"individuals", "X", "X: individuals"},
+    {"moving-average", "MA", "MA: moving average of 3"},
+    {"pre-control", "PC", "Pre-control: piece farthest from the target"},
+    {"ppt", "ppt", "ppt: defective units in a thousand"},
+    {"dpto", "dpto", "dpto: defects in a thousand opportunities"},
+    {"ppm", "ppm", "ppm: defective units in a million"},
+    {"dpmo", "dpmo", "dpmo: defects in a million opportunities"},
+    {"np", "np", "np: defective units"},
+    {"p", "p", "p: share of defective units"},
+    {"c", "c", "c: defects"},
+    {"u", "u", "u: defects a unit"},
+    {"range", "R", "R: ranges"},
+    {"sd", "S", "S: standard deviations"},
+    {"mr", "MR", "MR: moving ranges"},
+    {"cv", "CV", "CV: coefficients of variation"},
+};
+
+Title TitleOf(const std::string& word) {
+  for (const auto& title : kTitles)
+    if (word == title.word) return title;
+  return {"", "graph", "graph"};
+}
+
+bool HasShareAboveOne(const std::vector<double>& upper) {
+  // No upper limit of a share is above 1; the rest is rounding.
+  constexpr double kMost = 1.0 + 1e-9;
+  return std::any_of(upper.begin(), upper.end(),
+                     [](double limit) { return std::isfinite(limit) && limit > kMost; });
+}
+
+// Shares and numbers of defectives have one type in a result. Who does not know what was asked for
+// has the figures alone: limits above 1 are of numbers, and points that are not whole are of
+// shares.
+Title ShareOrNumber(const GraphRead& graph, const CCProcessing& processing) {
+  // Neither is a cusum drawn of numbers nor do its limits speak of the points.
+  if (processing.Cusum() != ccCusumNone) return TitleOf("p");
+  if (HasShareAboveOne(graph.ucls) || HasShareAboveOne(graph.c_ucls)) return TitleOf("np");
+  const bool averaged = processing.EWMA() == ccEwmaStandard;
+  const bool broken = std::any_of(graph.points.begin(), graph.points.end(), [](double point) {
+    return std::isfinite(point) && point != std::floor(point);
+  });
+  if (broken && !averaged) return TitleOf("p");
+  return {"", "p or np", "p or np: defective units, as a share or as a number"};
+}
+
+// A best guess was not asked for by name; then the answer gives the title.
+Title TitleOf(const GraphRead& graph, std::int32_t requested, const CCProcessing& processing) {
+  if (requested == kNotKnown && graph.index == 1 && graph.type == ccGraph1P)
+    return ShareOrNumber(graph, processing);
+  const bool guessed = requested == 0 || requested == kNotKnown ||
+                       (graph.index == 1 && requested == ccGraph1BestGuessAttribute);
+  return TitleOf(GraphWord(graph.index, guessed ? graph.type : requested));
+}
+
+using StreamKey = std::array<std::int32_t, 3>;
+
+StreamKey KeyOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
+
+std::string NameText(NameKind kind, std::int32_t id, const Names& names) {
+  const std::string text = PlainText(names(kind, id));
+  return text.empty() ? "#" + std::to_string(id) : text;
+}
+
+std::string StreamName(const StreamKey& key, const Names& names) {
+  return NameText(NameKind::Part, key[0], names) + " / " +
+         NameText(NameKind::Process, key[1], names) + " / " +
+         NameText(NameKind::Test, key[2], names);
+}
+
+// "Ring / 2 processes / Diameter"
+std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) {
+  if (rows.empty()) return "Control chart";
+  std::array<std::set<std::int32_t>, 3> distinct;
+  for (const auto& row : rows) {
+    const StreamKey key = KeyOf(row);
+    for (std::size_t k = 0; k < key.size(); ++k) distinct[k].insert(key[k]);
+  }
+  static constexpr NameKind kKinds[] = {NameKind::Part, NameKind::Process, NameKind::Test};
+  static constexpr const char* kPlurals[] = {" parts", " processes", " tests"};
+  std::string text;
+  for (std::size_t k = 0; k < distinct.size(); ++k) {
+    if (k > 0) text += " / ";
+    text += distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
+                                    : std::to_string(distinct[k].size()) + kPlurals[k];
+  }
+  return text;
+}
+
+// With the estimator's name in the words of the field.
+Estimate Worded(Estimate estimate) {
+  estimate.name = EstimatorText(estimate.name);
+  return estimate;
+}
+
+void AddStreams(ChartView& view, const ChartDocument& document, const Names& names) {
+  std::map<StreamKey, std::int32_t> places;
+  for (const auto& row : document.chart.subgroups.rows) {
+    const auto [found, added] =
+        places.emplace(KeyOf(row), static_cast<std::int32_t>(view.stream_views.size()));
+    if (added) {
+      StreamView stream;
+      stream.name = StreamName(found->first, names);
+      stream.mean.value = stream.sp.value = stream.sw.value =
+          std::numeric_limits<double>::quiet_NaN();
+      view.stream_views.push_back(std::move(stream));
+    }
+    view.streams.push_back(found->second);
+  }
+  for (const auto& read : document.streams) {
+    const auto found = places.find({read.part, read.process, read.test});
+    if (found == places.end()) continue;
+    StreamView& stream = view.stream_views[static_cast<std::size_t>(found->second)];
+    stream.mean = Worded(read.mean);
+    stream.sp = Worded(read.sp);
+    stream.sw = Worded(read.sw);
+    stream.average_size = read.average_size;
+  }
+}
+
+// Without the engine's report the result itself tells what it estimated, if for a single stream.
+void AddEstimates(ChartView& view, const ChartDocument& document) {
+  const ChartRead& chart = document.chart;
+  if (!document.streams.empty() || view.stream_views.size() != 1 || !chart.processing ||
+      !chart.processing->IsVariable())
+    return;
+  StreamView& stream = view.stream_views[0];
+  stream.mean.value = chart.mean_estimate;
+  stream.sp.value = chart.sp_estimate;
+  stream.sw.value = chart.sw_estimate;
+}
+
+void AddGroups(ChartView& view, const ChartRead& chart) {
+  const auto& group = chart.group_of;
+  for (std::size_t first = 0; first < group.size();) {
+    std::size_t last = first;
+    while (last + 1 < group.size() && group[last + 1] == group[first]) ++last;
+    view.groups.push_back({first, last, chart.group_ids[first]});
+    first = last + 1;
+  }
+}
+
+// "n = 5" or "n = 3 to 5"
+std::string SizeText(const std::vector<std::int32_t>& sizes) {
+  std::int32_t least = INT32_MAX, largest = 0;
+  for (const auto size : sizes) {
+    if (size <= 0) continue;
+    least = std::min(least, size);
+    largest = std::max(largest, size);
+  }
+  if (largest == 0) return {};
+  return "n = " + std::to_string(least) +
+         (least == largest ? "" : " to " + std::to_string(largest));
+}
+
+std::string EstimateText(const Estimate& estimate) {
+  if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
+  std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
+  if (std::isfinite(estimate.constant) && estimate.constant != 0.0) {
+    const std::string name = estimate.name.find("d2") != std::string::npos   ? "d2"
+                             : estimate.name.find("c4") != std::string::npos ? "c4"
+                                                                             : "constant";
+    text += ", " + name + " = " + Significant(estimate.constant, 7);
+  }
+  return text;
+}
+
+// What tells where and from when a row of stored limits holds.
+struct StoredRow {
+  std::int32_t part, process, test;  // process 0: any
+  std::int64_t effective;
+};
+
+std::vector<StoredRow> StoredRows(const ChartRead& chart) {
+  std::vector<StoredRow> rows;
+  for (const auto& row : chart.ctrl_lims) {
+    const auto number = [&](const char* column) { return NumberOf(CellOf(row, column)); };
+    rows.push_back(
+        {static_cast<std::int32_t>(number("F_PART")), static_cast<std::int32_t>(number("F_PRCS")),
+         static_cast<std::int32_t>(number("F_TEST")), platform::DateToTimeStamp(number("F_EFTM"))});
+  }
+  return rows;
+}
+
+// For each stored row, and at the end for none, how many points it is in force at. That is the
+// newest row that is effective by then, and of two from the same moment that of the process itself.
+std::vector<std::size_t> RowUse(const ChartRead& chart) {
+  const auto rows = StoredRows(chart);
+  std::vector<std::size_t> use(rows.size() + 1);
+  for (const auto& point : chart.subgroups.rows) {
+    std::size_t best = rows.size();
+    std::pair<std::int64_t, bool> best_rank;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      const StoredRow& row = rows[r];
+      if (row.part != point.part || row.test != point.test || row.effective > point.stamp) continue;
+      if (row.process != 0 && row.process != point.prcs) continue;
+      const std::pair<std::int64_t, bool> rank(row.effective, row.process != 0);
+      if (best != rows.size() && rank < best_rank) continue;
+      best = r;
+      best_rank = rank;
+    }
+    ++use[best];
+  }
+  return use;
+}
+
+bool IsOfCounts(const GraphRead& graph) {
+  return graph.index == 1 && graph.type >= ccGraph1BestGuessAttribute;
+}
+
+// "stored limits from 2024-01-01 10:00: mean 10.05, sigma 0.5"
+std::string StoredText(const LimitRow& row, const GraphRead& graph) {
+  const double mean = NumberOf(CellOf(row, "F_MEAN"));
+  const double sp = NumberOf(CellOf(row, "F_SP")), sw = NumberOf(CellOf(row, "F_SW"));
+  const std::int32_t from = platform::DateToTimeStamp(NumberOf(CellOf(row, "F_EFTM")));
+  std::string text = "stored limits";
+  if (from != INT32_MIN) text += " from " + DayText(from) + " " + ClockText(from);
+  text += ": ";
+  if (IsOfCounts(graph)) return text + "mean " + Significant(mean, 7);
+  if (graph.index == 1) text += "mean " + Significant(mean, 7) + ", ";
+  if (graph.index == 2 && graph.type == ccGraph2Cv)
+    return text + (sp > 0.0 && mean > 0.0 ? "gamma = sigma/mean = " + Significant(sp / mean, 6)
+                                          : "gamma from the points");
+  const double sigma = graph.index == 3 && sw > 0.0 ? sw : sp;
+  return text + (sigma > 0.0 ? "sigma " + Significant(sigma, 6) : "sigma from the points");
+}
+
+// What the calculated limits of the only stream rest on.
+std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
+                           const ChartRead& chart) {
+  if (IsOfCounts(graph)) {
+    if (!std::isfinite(stream.mean.value) || stream.mean.name.empty()) return {};
+    return "mean " + Significant(stream.mean.value, 6) + " by " + stream.mean.name;
+  }
+  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma by mean of (s/x-bar)/c4";
+  // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
+  // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
+  const bool inside =
+      graph.index == 2 && graph.type != ccGraph2Mr && chart.processing->Graph1Type() == ccGraph1Ix;
+  if (inside && chart.graphs.size() > 2) return {};
+  return EstimateText(graph.index == 3 || inside ? stream.sw : stream.sp);
+}
+
+std::string LimitsText(const ChartView& view, const GraphRead& graph, const ChartRead& chart) {
+  if (!chart.tables_known) return {};
+  const auto use = RowUse(chart);
+  const std::size_t calculated = use.back();
+  const std::size_t rows = static_cast<std::size_t>(
+      std::count_if(use.begin(), use.end() - 1, [](std::size_t points) { return points > 0; }));
+  if (view.stream_views.size() > 1) {
+    if (rows == 0) return "limits of each stream's own";
+    if (calculated == 0) return "stored limits of each stream";
+    return "stored limits at " + std::to_string(view.Count() - calculated) +
+           " points, elsewhere "
+           "limits of each stream's own";
+  }
+  std::string own = CalculatedText(view.stream_views[0], graph, chart);
+  if (rows == 0) return own;
+  std::string text;
+  if (calculated > 0) text = "first " + std::to_string(calculated) + " calculated (" + own + "); ";
+  if (rows > 2) {
+    text += std::to_string(rows) + " stored limits one after the other";
+  } else {
+    bool first = true;
+    for (std::size_t r = 0; r + 1 < use.size(); ++r) {
+      if (use[r] == 0) continue;
+      text += (first ? "" : "; ") + StoredText(chart.ctrl_lims[r], graph);
+      first = false;
+    }
+  }
+  if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
+  return text;
+}
+
+// "60 subgroups", or with disabled ones "60 subgroups, 57 used"
+std::string CountText(const ChartView& view) {
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < view.Count(); ++i) used += view.Used(i);
+  return std::to_string(view.Count()) + (view.Count() == 1 ? " subgroup" : " subgroups") +
+         (used == view.Count() ? "" : ", " + std::to_string(used) + " used");
+}
+
+std::string CaptionOf(const ChartView& view, const GraphRead& graph,
+                      const ChartDocument& document) {
+  std::string text;
+  const auto add = [&](const std::string& piece) {
+    if (!piece.empty()) text += (text.empty() ? "" : ", ") + piece;
+  };
+  if (graph.index == 1) add(CountText(view));
+  add(SizeText(graph.sg_sizes));
+  if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
+    add("cusum in sigmas, k = 0.5, h = 5");
+  else if (IsOfCounts(graph) && document.chart.processing->EWMA() == ccEwmaStandard)
+    add("weight 0.2 of the newest point");
+  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document.chart));
+  return text;
+}
+
+double Spread(const GraphRead& graph) {
+  for (std::size_t i = 0; i < graph.ucls.size() && i < graph.cls.size(); ++i)
+    if (std::isfinite(graph.ucls[i] - graph.cls[i])) return graph.ucls[i] - graph.cls[i];
+  return std::numeric_limits<double>::quiet_NaN();
+}
+
+int DataDecimals(const ChartRead& chart) {
+  std::vector<double> values;
+  for (const auto& row : chart.subgroups.rows) {
+    // The value of a piece with readings may be their mean, of any number of digits.
+    std::set<std::int32_t> with_readings;
+    for (const auto& test : row.tests)
+      if (test.sbno != 0) with_readings.insert(test.tsno);
+    for (const auto& test : row.tests)
+      if (test.sbno != 0 || !with_readings.contains(test.tsno)) values.push_back(test.value);
+  }
+  int decimals = DecimalsOf(values);
+  // The database may say that fewer digits mean something.
+  if (chart.decimals) decimals = std::min(decimals, *chart.decimals);
+  return std::max(decimals, 0);
+}
+
+// The rules behind the bits of a point: those that the result names, in its order, then those that
+// it cannot name. Rule 31 is numbered as 15, whose bit it shares: the bit alone must tell the same.
+std::vector<RuleHit> HitsOf(std::int32_t bits, const std::vector<Rule>* rules) {
+  std::vector<RuleHit> hits;
+  auto left = static_cast<std::uint32_t>(bits);
+  for (std::size_t r = 0; rules != nullptr && r < rules->size(); ++r) {
+    const Rule& rule = (*rules)[r];
+    const std::int32_t number = rule.number == 31 ? 15 : rule.number;
+    const std::uint32_t bit = std::uint32_t{1} << number;
+    if ((left & bit) == 0) continue;
+    hits.push_back({number, PlainText(rule.text)});
+    left &= ~bit;
+  }
+  for (std::int32_t number = 0; left != 0; ++number, left >>= 1)
+    if ((left & 1U) != 0) hits.push_back({number, ""});
+  return hits;
+}
+
+std::vector<PointMark> MarksOf(const GraphRead& graph) {
+  std::vector<PointMark> marks;
+  for (std::size_t i = 0; i < graph.points.size(); ++i) {
+    PointMark mark;
+    mark.point = i;
+    if (i < graph.oocs.size())
+      mark.rules = HitsOf(graph.oocs[i], i < graph.rules.size() ? &graph.rules[i] : nullptr);
+    if (i < graph.ooss.size()) mark.specifications = SpecificationTexts(graph.ooss[i]);
+    if (!mark.rules.empty() || !mark.specifications.empty()) marks.push_back(std::move(mark));
+  }
+  return marks;
+}
+
+std::string TitleWithEwma(const GraphRead& graph, const Title& title, std::int32_t ewma) {
+  if (IsOfCounts(graph) && ewma == ccEwmaStandard) return std::string("EWMA of ") + title.symbol;
+  if (IsOfCounts(graph) && ewma == ccEwmaWanderingMean)
+    return std::string(title.text) + ", about the EWMA of the points before";
+  return title.text;
+}
+
+GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDocument& document,
+                    int data_decimals) {
+  GraphView made;
+  const Title title =
+      TitleOf(graph, document.requested[graph.index - 1], *document.chart.processing);
+  const bool cusum = graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone;
+  made.title = cusum ? std::string("Cusum of ") + title.symbol
+                     : TitleWithEwma(graph, title, document.chart.processing->EWMA());
+  made.symbol = title.symbol;
+  made.points = graph.points;
+  made.sizes = graph.sg_sizes;
+  // No value is told by the size, not by the number.
+  for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
+    if (made.sizes[i] == 0 && document.chart.processing->IsVariable())
+      made.points[i] = std::numeric_limits<double>::quiet_NaN();
+  made.limits = {graph.ucls, graph.cls, graph.lcls};
+  // The axis of a cusum is in sigmas, specification limits are not.
+  if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};
+  made.from_zero = !cusum && (graph.index != 1 || IsOfCounts(graph));
+  made.marks = MarksOf(graph);
+  made.caption = CaptionOf(view, graph, document);
+  made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
+  return made;
+}
+
+}  // namespace
+
+std::string EstimatorText(const std::string& name) {
+  struct Words {
+    const char* start;
+    const char* text;
+  };
+  static constexpr Words kWords[] = {
+      {"MR-est", "mean moving range / d2"}, {"R-est", "mean of R/d2"}, {"S-est", "mean of s/c4"}};
+  for (const auto& words : kWords) {
+    const std::string start = words.start;
+    if (name.rfind(start, 0) != 0) continue;
+    std::string kind = name.substr(start.size());
+    kind.erase(0, kind.find_first_not_of(' '));
+    // Weighted for least variance is the rule and the same as unweighted where sizes do not differ.
+    return kind.empty() || kind == "mvlue" ? words.text : words.text + (" (" + kind + ")");
+  }
+  return name;
+}
+
+std::vector<std::string> SpecificationTexts(std::int32_t flags) {
+  struct Text {
+    std::int32_t bit;
+    const char* text;
+  };
+  static constexpr Text kTexts[] = {
+      {slfUSL, "a value above USL"},
+      {slfLSL, "a value below LSL"},
+      {slfURL, "a value above the upper reasonable limit"},
+      {slfLRL, "a value below the lower reasonable limit"},
+      {slfUGB, "a value above the upper gage bound"},
+      {slfLGB, "a value below the lower gage bound"},
+      {slfTAR, "off target"},
+      {slfUWP, "a reading above the upper within-piece limit"},
+      {slfLWP, "a reading below the lower within-piece limit"},
+      {slfUSG, "above the upper subgroup limit"},
+      {slfLSG, "below the lower subgroup limit"},
+      {slfUDS, "deviation above its upper limit"},
+      {slfLDS, "deviation below its lower limit"},
+  };
+  std::vector<std::string> texts;
+  for (const auto& text : kTexts)
+    if ((flags & text.bit) != 0) texts.emplace_back(text.text);
+  return texts;
+}
+
+ChartView MakeChartView(const ChartDocument& document, const Names& names) {
+  const ChartRead& chart = document.chart;
+  ChartView view;
+  AddStreams(view, document, names);
+  AddEstimates(view, document);
+  AddGroups(view, chart);
+  for (const auto& row : chart.subgroups.rows) {
+    view.stamps.push_back(row.stamp);
+    view.flags.push_back(row.flag);
+  }
+  view.title = TitleText(chart.subgroups.rows, names);
+  if (view.Count() != 0) {
+    view.subtitle = CountText(view) + ", " + DayText(view.stamps.front()) + " " +
+                    ClockText(view.stamps.front()) + " to " + DayText(view.stamps.back()) + " " +
+                    ClockText(view.stamps.back()) + " UTC";
+  }
+  const int decimals = DataDecimals(chart);
+  for (const auto& graph : chart.graphs)
+    view.graphs.push_back(MakeGraph(view, graph, document, decimals));
+  view.notes = PlainNotes(document.notes);
+  return view;
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartReading.h"
+
+#include <algorithm>
+#include <optional>
+#include <span>
+
+#include "host/render/core/PlainText.h"
+#include "platform/TimeStamp.h"
+
+namespace orvspc::render {
+
+namespace {
+
+// Fixed fields come with their padding.
+std::string Trimmed(std::string text) {
+  const auto end = text.find('\0');
+  if (end != std::string::npos) text.erase(end);
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  return text;
+}
+
+std::vector<TestRow> ReadTests(TestData& tests) {
+  std::vector<TestRow> rows;
+  if (!tests.MoveFirst()) return rows;
+  rows.reserve(static_cast<std::size_t>(tests.Count()));
+  do {
+    rows.push_back(
+        {tests.Sn(), tests.Tsno(), tests.Sbno(), tests.Def(), tests.Gage(), tests.Val()});
+  } while (tests.MoveNext());
+  return rows;
+}
+
+std::vector<DescriptorRow> ReadDescriptors(DescriptorData& descriptors) {
+  std::vector<DescriptorRow> rows;
+  if (!descriptors.MoveFirst()) return rows;
+  do {
+    rows.push_back({descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()});
+  } while (descriptors.MoveNext());
+  return rows;
+}
+
+std::vector<CommentRow> ReadComments(CommentData& comments) {
+  std::vector<CommentRow> rows;
+  if (!comments.MoveFirst()) return rows;
+  do {
+    rows.push_back({Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
+                    comments.Tsno(), comments.Edtm()});
+  } while (comments.MoveNext());
+  return rows;
+}
+
+std::vector<Rule> ReadRules(platform::RuleDef* list) {
+  std::vector<Rule> rules;
+  if (list == nullptr || !list->MoveFirst()) return rules;
+  do {
+    rules.push_back({list->Number(), list->Text()});
+  } while (list->MoveNext());
+  return rules;
+}
+
+template <class Element>
+std::vector<Element> Taken(std::optional<std::vector<Element>> values) {
+  return values ? std::move(*values) : std::vector<Element>();
+}
+
+GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
+  GraphRead graph;
+  graph.index = index;
+  graph.type = type;
+  graph.sg_sizes = Taken(data.GetSizes());
+  graph.points = Taken(data.GetPoints());
+  graph.c_oocs = Taken(data.GetcOOCs());
+  graph.oocs = Taken(data.GetOOCs());
+  graph.ooss = Taken(data.GetOOSs());
+  graph.a_flags = Taken(data.GetAFlags());
+  graph.e_flags = Taken(data.GetEFlags());
+  graph.usls = Taken(data.GetUSLs());
+  graph.targets = Taken(data.GetTargets());
+  graph.lsls = Taken(data.GetLSLs());
+  graph.c_ucls = Taken(data.GetcUCLs());
+  graph.c_cls = Taken(data.GetcCLs());
+  graph.c_lcls = Taken(data.GetcLCLs());
+  graph.ucls = Taken(data.GetUCLs());
+  graph.cls = Taken(data.GetCLs());
+  graph.lcls = Taken(data.GetLCLs());
+  const auto count = static_cast<std::size_t>(data.Count());
+  graph.c_rules.resize(count);
+  graph.rules.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool calculated = i < graph.c_oocs.size() && graph.c_oocs[i] != 0;
+    const bool in_force = i < graph.oocs.size() && graph.oocs[i] != 0;
+    if (!calculated && !in_force) continue;
+    data.MoveTo(static_cast<std::int32_t>(i) + 1);
+    if (calculated) graph.c_rules[i] = ReadRules(data.cOOCRuleDef().get());
+    if (in_force) graph.rules[i] = ReadRules(data.OOCRuleDef().get());
+  }
+  return graph;
+}
+
+constexpr const char* kSpecLimColumns[] = {
+    "Word0",   "Stamp4",    "Stamp8",  "F_PART",  "F_TEST",  "Word20",  "Word24",
+    "Word28",  "Word32",    "Name",    "Word552", "F_SCAL",  "F_USL",   "F_TAR",
+    "F_LSL",   "F_UGB",     "F_LGB",   "F_URL",   "F_LRL",   "F_UWP",   "F_LWP",
+    "F_USG",   "F_LSG",     "F_UDS",   "F_LDS",   "F_CP",    "F_CPK",   "F_RRMAR",
+    "F_RRMAX", "Double712", "F_EFLAG", "F_AFLAG", "Word728", "Word732", "Word736"};
+constexpr const char* kCtrlLimColumns[] = {
+    "Word0", "Stamp4", "Stamp8", "F_PART", "F_PRCS",   "F_TEST", "F_EFTM", "F_MEAN", "F_SP",
+    "F_SPL", "F_SW",   "F_STTM", "F_FNTM", "Double76", "Word84", "Word88", "Word92"};
+constexpr const char* kDefOppColumns[] = {"Word0",  "Stamp4", "Stamp8", "F_PART", "F_TEST",
+                                          "F_OPPS", "Word24", "Word28", "Word32"};
+
+std::vector<LimitRow> ReadTable(platform::LimitTable& table, std::span<const char* const> columns) {
+  std::vector<LimitRow> rows;
+  if (!table.MoveFirst()) return rows;
+  do {
+    LimitRow row;
+    for (const auto* column : columns) row.emplace_back(column, table.Get(column));
+    rows.push_back(std::move(row));
+  } while (table.MoveNext());
+  return rows;
+}
+
+template <class Table>
+std::vector<LimitRow> ReadObject(const std::shared_ptr<Table>& object,
+                                 std::span<const char* const> columns) {
+  const auto table = std::dynamic_pointer_cast<platform::LimitTable>(object);
+  return table ? ReadTable(*table, columns) : std::vector<LimitRow>();
+}
+
+void ReadGroups(ChartRead& chart) {
+  if (!chart.processing || chart.processing->GroupBy() == ccGroupByNone) return;
+  for (const auto& row : chart.subgroups.rows) {
+    chart.group_of.push_back(row.group_index);
+    chart.group_ids.push_back(row.group_id);
+  }
+}
+
+struct Word {
+  std::int32_t type;
+  const char* word;
+};
+constexpr Word kGraph1Words[] = {{ccGraph1BestGuessVariable, "auto"},
+                                 {ccGraph1XBar, "xbar"},
+                                 {ccGraph1XMed, "median"},
+                                 {ccGraph1Ix, "individuals"},
+                                 {ccGraph1Ma, "moving-average"},
+                                 {ccGraph1Pc, "pre-control"},
+                                 {ccGraph1BestGuessAttribute, "auto-attribute"},
+                                 {ccGraph1Ppt, "ppt"},
+                                 {ccGraph1Dpto, "dpto"},
+                                 {ccGraph1Ppm, "ppm"},
+                                 {ccGraph1Dpmo, "dpmo"},
+                                 {ccGraph1Np, "np"},
+                                 {ccGraph1P, "p"},
+                                 {ccGraph1C, "c"},
+                                 {ccGraph1U, "u"}};
+constexpr Word kGraph2Words[] = {{ccGraph2None, "none"},
+                                 {ccGraph2Range, "range"},
+                                 {ccGraph2Sd, "sd"},
+                                 {ccGraph2Mr, "mr"},
+                                 {ccGraph2Cv, "cv"}};
+constexpr Word kGraph3Words[] = {
+    {ccGraph3None, "none"}, {ccGraph3Range, "range"}, {ccGraph3Sd, "sd"}};
+
+std::span<const Word> WordsOf(std::int32_t graph) {
+  if (graph == 1) return kGraph1Words;
+  if (graph == 2) return kGraph2Words;
+  return kGraph3Words;
+}
+
+}  // namespace
+
+std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
+  if (id == 0) return {};
+  const std::string name = PlainText(names(kind, id));
+  return name.empty() ? "#" + std::to_string(id) : name;
+}
+
+SubgroupsRead ReadSubgroups(SubgroupData& data) {
+  SubgroupsRead read;
+  read.total_subgroups = data.TotalSubgroups();
+  read.total_groups = data.TotalGroups();
+  read.total_tests = data.TotalTests();
+  read.total_descriptors = data.TotalDescriptors();
+  if (!data.MoveFirst()) return read;
+  read.rows.reserve(static_cast<std::size_t>(read.total_subgroups));
+  do {
+    SubgroupRow row;
+    row.sgrp = data.Sgrp();
+    row.part = data.Part();
+    row.prcs = data.Prcs();
+    row.test = data.Test();
+    row.wkst = data.Wkst();
+    row.job = data.Job();
+    row.lot = data.Lot();
+    row.shft = data.Shft();
+    row.ptrv = data.Ptrv();
+    row.empl = data.Empl();
+    row.size = data.Size();
+    row.flag = data.Flag();
+    row.stamp = platform::DateToTimeStamp(data.Sgtm());
+    row.group_index = data.GroupIndex();
+    row.group_id = data.GroupID();
+    row.tests = ReadTests(*data.TestData());
+    row.descriptors = ReadDescriptors(*data.DescriptorData());
+    row.comments = ReadComments(*data.CommentData());
+    read.rows.push_back(std::move(row));
+  } while (data.MoveNext());
+  data.MoveFirst();
+  return read;
+}
+
+ChartRead ReadChart(CCResults& results) {
+  ChartRead chart;
+  chart.processing = results.Processing();
+  chart.select = results.DataSelect();
+  chart.subgroups = ReadSubgroups(*results.SubgroupData());
+  chart.mean_estimate = results.MeanEstimate();
+  chart.sp_estimate = results.SPEstimate();
+  chart.sw_estimate = results.SWEstimate();
+  chart.spec_lims = ReadObject(results.SpecLim(), kSpecLimColumns);
+  chart.ctrl_lims = ReadObject(results.CtrlLim(), kCtrlLimColumns);
+  chart.def_opps = ReadObject(results.DefOpp(), kDefOppColumns);
+  for (const auto& row : chart.spec_lims) {
+    const int scale = static_cast<int>(NumberOf(CellOf(row, "F_SCAL")));
+    chart.decimals = std::min(chart.decimals.value_or(scale), scale);
+  }
+  ReadGroups(chart);
+  // An analysis that selected nothing has no graphs, whatever was asked for.
+  if (chart.subgroups.total_subgroups == 0 || !chart.processing) return chart;
+  const std::int32_t types[] = {chart.processing->Graph1Type(), chart.processing->Graph2Type(),
+                                chart.processing->Graph3Type()};
+  const std::int32_t count = results.GraphCount();
+  for (std::int32_t g = 1; g <= count && g <= 3; ++g) {
+    const auto graph = results.Graphs(static_cast<ccGraphTypes>(g));
+    if (!graph) continue;
+    const auto data = graph->GraphData();
+    if (!data || data->Count() == 0) continue;
+    chart.graphs.push_back(ReadGraph(*data, g, types[g - 1]));
+  }
+  return chart;
+}
+
+platform::Cell CellOf(const LimitRow& row, const std::string& column) {
+  for (const auto& [name, cell] : row)
+    if (name == column) return cell;
+  return std::int32_t{0};
+}
+
+double NumberOf(const platform::Cell& cell) {
+  if (const auto* number = std::get_if<double>(&cell)) return *number;
+  if (const auto* number = std::get_if<std::int32_t>(&cell)) return *number;
+  if (const auto* date = std::get_if<platform::Date>(&cell)) return date->days;
+  return 0.0;
+}
+
+std::string GraphWord(std::int32_t graph, std::int32_t type) {
+  for (const auto& word : WordsOf(graph))
+    if (word.type == type) return word.word;
+  return std::to_string(type);
+}
+
+bool GraphType(std::int32_t graph, const std::string& word, std::int32_t& type) {
+  for (const auto& candidate : WordsOf(graph))
+    if (word == candidate.word) {
+      type = candidate.type;
+      return true;
+    }
+  return false;
+}
+
+std::string GraphWords(std::int32_t graph) {
+  std::string words;
+  for (const auto& word : WordsOf(graph))
+    words += (words.empty() ? "" : " ") + std::string(word.word);
+  return words;
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,362 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartSvg.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "host/render/chart/ChartLayout.h"
+#include "host/render/core/Markup.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/core/Svg.h"
+#include "host/render/core/Symbols.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr double kDense = 2.5;  // width of a place below which points have no markers
+constexpr double kTight = 7.0;  // below which they are small
+constexpr std::size_t kManyMarks = 300;
+
+constexpr std::size_t kMostStreams = 16;  // in the legend
+constexpr std::size_t kMostNotes = 6;
+
+std::string N(double value) { return Coordinate(value); }
+
+class Picture {
+ public:
+  explicit Picture(const ChartView& view) : view_(view), places_(Places(view)) {}
+
+  std::string Write(bool embedded) {
+    const auto footer = FooterLines(embedded);
+    layout_ = MakeLayout(view_, embedded ? 2.0 : 44.0, footer.size());
+    const std::string height = N(layout_.height);
+    if (!embedded) out_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    out_ += "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 1000 " + height +
+            "\" width=\"1000\" height=\"" + height + "\" role=\"img\">\n<title>" +
+            EscapeMarkup(view_.title) + "</title>\n<style>" + kPictureStyle +
+            "</style>\n<rect width=\"1000\" height=\"" + height + "\" fill=\"#fff\"/>\n";
+    if (!embedded) {
+      Text(14, 22, "h", "start", FittingText(view_.title, 640));
+      Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
+    }
+    if (view_.Count() == 0) Text(14, layout_.axis + 24, "t", "start", "No data selected");
+    for (std::size_t g = 0; g < layout_.panels.size(); ++g)
+      DrawGraph(view_.graphs[g], layout_.panels[g]);
+    if (!layout_.panels.empty()) DrawTimes();
+    double y = layout_.footer;
+    for (const auto& line : footer) {
+      if (!line.symbol.empty())
+        out_ += Symbol({.style = line.symbol, .stream = line.stream}, 20, y - 4);
+      Text(line.symbol.empty() ? 14 : 32, y, "s", "start", FittingText(line.text, 950));
+      y += 15.0;
+    }
+    return out_ + "</svg>\n";
+  }
+
+ private:
+  struct FooterLine {
+    std::string symbol;
+    std::string text;
+    std::int32_t stream = 0;
+  };
+
+  void Text(double x, double y, const char* style, const char* anchor, std::string_view text) {
+    out_ += "<text x=\"" + N(x) + "\" y=\"" + N(y) + "\" class=\"" + style + "\"";
+    if (std::string_view(anchor) != "start") out_ += std::string(" text-anchor=\"") + anchor + "\"";
+    out_ += ">" + EscapeMarkup(text) + "</text>\n";
+  }
+
+  void Line(double x1, double y1, double x2, double y2, const char* style) {
+    out_ += "<path class=\"" + std::string(style) + "\" d=\"M" + N(x1) + " " + N(y1) + "L" + N(x2) +
+            " " + N(y2) + "\"/>\n";
+  }
+
+  void Path(const Polyline& line, const char* style) {
+    if (line.size() < 2) return;
+    out_ += "<path class=\"" + std::string(style) + "\" d=\"M";
+    for (std::size_t i = 0; i < line.size(); ++i)
+      out_ += (i == 0 ? "" : i == 1 ? "L" : " ") + N(line[i].first) + " " + N(line[i].second);
+    out_ += "\"/>\n";
+  }
+
+  void DrawGraph(const GraphView& graph, const Panel& panel) {
+    out_ += "<text x=\"14\" y=\"" + N(panel.title) + "\"><tspan class=\"t\">" +
+            EscapeMarkup(FittingText(graph.title, 700.0)) + "</tspan>";
+    if (CaptionFits(graph))
+      out_ += "<tspan class=\"s\" dx=\"12\">" + EscapeMarkup(graph.caption) + "</tspan>";
+    out_ += "</text>\n";
+    DrawAxis(panel);
+    DrawBoundaries(panel);
+    Steps(graph.specification.upper, panel, "spec");
+    Steps(graph.specification.lower, panel, "spec");
+    Steps(graph.specification.centre, panel, "tar");
+    // Where points make a band, limits below it would not be seen.
+    const bool dense = layout_.PlaceWidth() < kDense;
+    if (dense) DrawLines(graph, panel);
+    Steps(graph.limits.centre, panel, "cl");
+    Steps(graph.limits.upper, panel, "lim");
+    Steps(graph.limits.lower, panel, "lim");
+    if (!dense) DrawLines(graph, panel);
+    DrawPoints(graph, panel);
+    DrawLimitLabels(graph, panel);
+    out_ += "<rect class=\"frame\" x=\"" + N(layout_.left) + "\" y=\"" + N(panel.top) +
+            "\" width=\"" + N(layout_.right - layout_.left) + "\" height=\"" +
+            N(panel.bottom - panel.top) + "\"/>\n";
+  }
+
+  void DrawAxis(const Panel& panel) {
+    const Ticks ticks = PanelTicks(panel);
+    for (const double value : ticks.values) {
+      const double y = panel.Y(value);
+      Line(layout_.left, y, layout_.right, y, "grid");
+      Text(layout_.left - 6, y + 4, "s", "end", Fixed(value, ticks.decimals));
+    }
+  }
+
+  void DrawBoundaries(const Panel& panel) {
+    if (view_.groups.size() > 1 && view_.groups.size() <= 80)
+      for (std::size_t g = 1; g < view_.groups.size(); ++g)
+        Line(layout_.X(g) - layout_.PlaceWidth() / 2, panel.top,
+             layout_.X(g) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+    if (!view_.groups.empty() || view_.streams.empty()) return;
+    std::size_t changes = 0;
+    for (std::size_t i = 1; i < view_.Count(); ++i)
+      changes += view_.streams[i] != view_.streams[i - 1];
+    if (changes == 0 || changes >= 12) return;
+    for (std::size_t i = 1; i < view_.Count(); ++i)
+      if (view_.streams[i] != view_.streams[i - 1])
+        Line(layout_.X(i) - layout_.PlaceWidth() / 2, panel.top,
+             layout_.X(i) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+  }
+
+  // Specification lines may lie off the scale; those parts are left out.
+  void Steps(const std::vector<double>& values, const Panel& panel, const char* style) {
+    for (const auto& line : StepLines(view_, places_, values, layout_, panel)) {
+      Polyline inside;
+      for (const auto& point : line) {
+        if (point.second >= panel.top - 0.5 && point.second <= panel.bottom + 0.5) {
+          inside.push_back(point);
+        } else {
+          Path(Thinned(inside), style);
+          inside.clear();
+        }
+      }
+      Path(Thinned(inside), style);
+    }
+  }
+
+  std::string Tip(const GraphView& graph, std::size_t i) const {
+    std::string tip = "#" + std::to_string(i + 1) + "  " + IsoTime(view_.stamps[i]) + "  " +
+                      Fixed(graph.points[i], graph.decimals);
+    if (i < graph.sizes.size()) tip += "  n = " + std::to_string(graph.sizes[i]);
+    if (view_.stream_views.size() > 1)
+      tip += "  " + view_.stream_views[static_cast<std::size_t>(view_.StreamOf(i))].name;
+    if (!view_.Used(i)) tip += view_.flags[i] == 1 ? "  disabled" : "  incomplete";
+    return tip;
+  }
+
+  void DrawLines(const GraphView& graph, const Panel& panel) {
+    const bool dense = layout_.PlaceWidth() < kDense;
+    std::set<std::int32_t> streams(view_.streams.begin(), view_.streams.end());
+    if (streams.empty()) streams.insert(0);
+    for (const auto stream : streams) {
+      const std::string style = StreamClass(dense ? "dd" : "d", stream);
+      Polyline line;
+      for (std::size_t i = 0; i < graph.points.size(); ++i) {
+        if (view_.StreamOf(i) != stream || !view_.Used(i)) continue;
+        if (std::isfinite(graph.points[i])) {
+          line.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
+          continue;
+        }
+        Path(Thinned(line), style.c_str());
+        line.clear();
+      }
+      Path(Thinned(line), style.c_str());
+    }
+  }
+
+  void DrawPoints(const GraphView& graph, const Panel& panel) {
+    const bool dense = layout_.PlaceWidth() < kDense;
+    const bool tight = layout_.PlaceWidth() < kTight;
+    std::vector<const PointMark*> marks(graph.points.size(), nullptr);
+    for (const auto& mark : graph.marks)
+      if (mark.point < marks.size()) marks[mark.point] = &mark;
+    const double size = graph.marks.size() > kManyMarks && dense ? 0.8
+                        : dense                                  ? 1.4
+                        : tight                                  ? 2.2
+                                                                 : 3.2;
+    for (std::size_t i = 0; i < graph.points.size(); ++i) {
+      if (!std::isfinite(graph.points[i])) continue;
+      const double x = layout_.X(places_[i]);
+      const double y = panel.Y(graph.points[i]);
+      const PointMark* mark = marks[i];
+      const auto draw = [&](const char* style, const std::string& tip) {
+        out_ += Symbol({style, view_.StreamOf(i), view_.stream_views.size() > 1, size}, x, y, tip);
+      };
+      const char* const plain = view_.Used(i) ? "p" : "pu";
+      if (!mark) {
+        if (!dense || !view_.Used(i)) draw(plain, Tip(graph, i));
+        continue;
+      }
+      const std::string tip = Tip(graph, i) + "\n" + MarkText(*mark);
+      if (!mark->specifications.empty()) draw("o", tip);
+      draw(mark->rules.empty() ? plain : "m", tip);
+    }
+    DrawRuleNumbers(graph, panel);
+  }
+
+  // The low numbers first, so that where marks stand close it is they that are seen: rule 1 before
+  // any other. A point that breaks several rules has the first one and a plus sign, or all where
+  // there is room.
+  void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
+    struct Wish {
+      std::int32_t rule;
+      Tag tag;
+    };
+    std::vector<Wish> wishes;
+    for (const auto& mark : graph.marks) {
+      const std::size_t i = mark.point;
+      if (mark.rules.empty() || i >= graph.points.size() || !std::isfinite(graph.points[i]))
+        continue;
+      const bool below = i < graph.limits.centre.size() && graph.points[i] < graph.limits.centre[i];
+      // By number, since not every source knows which rule is the most important.
+      PointMark sorted = mark;
+      std::stable_sort(sorted.rules.begin(), sorted.rules.end(),
+                       [](const RuleHit& a, const RuleHit& b) { return a.number < b.number; });
+      const std::int32_t first = sorted.rules.front().number;
+      wishes.push_back(
+          {first,
+           {layout_.X(places_[i]), panel.Y(graph.points[i]),
+            mark.specifications.empty() ? 8.0 : 10.0, !below,
+            std::to_string(first) + (mark.rules.size() > 1 ? "+" : ""), RuleNumbers(sorted)}});
+    }
+    std::stable_sort(wishes.begin(), wishes.end(),
+                     [](const Wish& a, const Wish& b) { return a.rule < b.rule; });
+    // Nobody reads some thousand numbers, and the search for room is quadratic.
+    if (wishes.size() > 2000) wishes.erase(wishes.begin() + 2000, wishes.end());
+    std::vector<Tag> tags;
+    for (auto& wish : wishes) tags.push_back(std::move(wish.tag));
+    std::vector<std::pair<double, double>> points;
+    for (std::size_t i = 0; i < graph.points.size() && !tags.empty(); ++i)
+      if (std::isfinite(graph.points[i]))
+        points.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
+    std::sort(points.begin(), points.end());
+    for (const auto& tag : PlaceTags(tags, points, layout_, panel))
+      Text(tag.x, tag.y, "r", "middle", tag.text);
+  }
+
+  void DrawLimitLabels(const GraphView& graph, const Panel& panel) {
+    std::vector<Label> labels;
+    for (const auto& limit : LimitLabels(view_, graph)) {
+      const double y = panel.Y(limit.value);
+      const char* arrow = y < panel.top - 0.5      ? " \xE2\x86\x91"
+                          : y > panel.bottom + 0.5 ? " \xE2\x86\x93"
+                                                   : "";
+      labels.push_back(
+          {std::clamp(y, panel.top, panel.bottom), 0.0, limit.text + arrow, limit.style});
+    }
+    PushApart(labels, 12.5, panel.top + 2.0, panel.bottom);
+    for (const auto& label : labels) {
+      if (std::abs(label.at - label.wanted) > 2.0)
+        Line(layout_.right, label.wanted, layout_.right + 9, label.at, "lead");
+      Text(layout_.right + 11, label.at + 4, label.style.c_str(), "start", label.text);
+    }
+  }
+
+  // "  mean 9.876, sigma 0.5955 by mean of R/d2", and the limits where the graphs name none.
+  std::string StreamText(std::size_t s) const {
+    const StreamView& stream = view_.stream_views[s];
+    std::string text;
+    if (std::isfinite(stream.mean.value)) text += ": mean " + Significant(stream.mean.value, 7);
+    if (std::isfinite(stream.sp.value) && !stream.sp.name.empty())
+      text += ", sigma " + Significant(stream.sp.value, 6) + " by " + stream.sp.name;
+    if (view_.stream_views.size() <= kLabelledStreams) return text;
+    for (const auto& graph : view_.graphs) {
+      const double low = NewestValues(view_, graph.limits.lower)[s];
+      const double high = NewestValues(view_, graph.limits.upper)[s];
+      if (std::isfinite(low) || std::isfinite(high))
+        text += "; " + graph.symbol + " " + Fixed(low, graph.decimals) + " to " +
+                Fixed(high, graph.decimals);
+    }
+    return text;
+  }
+
+  void DrawTimes() {
+    if (view_.Count() == 0) return;
+    const AxisTimes times(view_);
+    const double width =
+        kCharacter * static_cast<double>(times.Text(view_.stamps.front()).size()) + 12.0;
+    const std::size_t step = LabelStep(layout_.places, layout_.PlaceWidth(), width);
+    std::size_t next = step == 1 ? 0 : step - 1;
+    if (layout_.places <= step) next = 0;
+    for (std::size_t i = 0; i < view_.Count(); ++i) {
+      if (places_[i] != next) continue;
+      const double x = layout_.X(next);
+      Line(x, layout_.axis, x, layout_.axis + 4, "tick");
+      Text(x, layout_.axis + 16, "", "middle", std::to_string(next + 1));
+      Text(x, layout_.axis + 30, "s", "middle", times.Text(view_.stamps[i]));
+      next += step;
+    }
+    Text(kPictureWidth - 88, layout_.axis + 16, "s", "start",
+         view_.groups.empty() ? "subgroup" : "group");
+    Text(kPictureWidth - 88, layout_.axis + 30, "s", "start", "time (UTC)");
+  }
+
+  // A page that shows the picture has the notes itself.
+  std::vector<FooterLine> FooterLines(bool embedded) const {
+    std::vector<FooterLine> lines;
+    const std::size_t streams = view_.stream_views.size();
+    for (std::size_t s = 0; streams > 1 && s < streams && s < kMostStreams; ++s)
+      lines.push_back({"p", StreamLetter(s) + "  " + view_.stream_views[s].name + StreamText(s),
+                       static_cast<std::int32_t>(s)});
+    if (streams > kMostStreams)
+      lines.push_back({"", "and " + std::to_string(streams - kMostStreams) +
+                               " more streams; the tooltip of a point names its own"});
+    for (const auto& broken : RulesBroken(view_))
+      lines.push_back({"m", "rule " + std::to_string(broken.rule.number) +
+                                (broken.rule.text.empty() ? "" : ": " + broken.rule.text) + " (" +
+                                std::to_string(broken.points) +
+                                (broken.points == 1 ? " point)" : " points)")});
+    bool outside = false, unused = false, several = false;
+    for (const auto& graph : view_.graphs)
+      for (const auto& mark : graph.marks) {
+        outside = outside || !mark.specifications.empty();
+        several = several || mark.rules.size() > 1;
+      }
+    for (std::size_t i = 0; i < view_.Count(); ++i) unused = unused || !view_.Used(i);
+    if (several)
+      lines.push_back({"",
+                       "A number with a plus sign: the point breaks further rules, which its "
+                       "tooltip names; no number: no room"});
+    if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
+    if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
+    // What not every source can tell comes behind the symbols, which then do not move.
+    for (const auto& graph : view_.graphs)
+      for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
+    if (embedded) return lines;
+    for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
+      const Note& note = view_.notes[n];
+      lines.push_back({"", "Note: " + note.Sentence()});
+    }
+    if (view_.notes.size() > kMostNotes)
+      lines.push_back(
+          {"", "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes"});
+    return lines;
+  }
+
+  const ChartView& view_;
+  std::vector<std::size_t> places_;
+  Layout layout_;
+  std::string out_;
+};
+
+}  // namespace
+
+std::string RenderChartSvg(const ChartView& view, bool embedded) {
+  return Picture(view).Write(embedded);
+}
+
+}  // namespace orvspc::render

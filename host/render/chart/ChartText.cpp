@@ -1,0 +1,375 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartText.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "host/render/chart/ChartLayout.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr std::size_t kMaxMarks = 40;  // listed below the picture
+constexpr std::size_t kMinPlot = 16;   // columns of points beside which limits may stand
+
+// One character cell; more important things replace less important ones.
+enum Layer : int { kEmpty, kSpecification, kLimit, kCentre, kUnused, kPoint, kMarked };
+
+struct Cell {
+  Layer layer = kEmpty;
+  const char* text = " ";
+};
+
+const char* Colour(Layer layer) {
+  switch (layer) {
+    case kMarked:
+      return "\x1b[1;31m";
+    case kPoint:
+      return "\x1b[1;34m";
+    case kLimit:
+      return "\x1b[31m";
+    case kSpecification:
+      return "\x1b[35m";
+    case kUnused:
+      return "\x1b[2m";
+    default:
+      return nullptr;
+  }
+}
+
+class Plot {
+ public:
+  Plot(const ChartView& view, const TextOptions& options)
+      : view_(view), out_(options), places_(Places(view)), width_(out_.Columns()) {
+    for (const auto place : places_) place_count_ = std::max(place_count_, place + 1);
+  }
+
+  std::string Write() {
+    out_.Head(view_, view_.Count() == 0);
+    if (view_.Count() != 0) {
+      for (std::size_t g = 0; g < view_.graphs.size(); ++g)
+        DrawGraph(view_.graphs[g], g == 0 ? 15 : 9);
+      Times();
+      Signs();
+      Limits();
+      Streams();
+      Marks();
+    }
+    out_.Notes(view_);
+    return out_.Take();
+  }
+
+ private:
+  std::size_t Column(std::size_t place) const {
+    if (place_count_ <= 1) return plot_ / 2;
+    // Few points stand apart by whole columns, many share columns.
+    const std::size_t step = std::min<std::size_t>((plot_ - 1) / (place_count_ - 1), 4);
+    if (step >= 1) return place * step;
+    return place * (plot_ - 1) / (place_count_ - 1);
+  }
+
+  void Put(std::size_t column, double value, Layer layer, const char* text) {
+    if (!std::isfinite(value)) return;
+    const double share = (value - range_.low) / (range_.high - range_.low);
+    if (!(share >= -1e-9 && share <= 1.0 + 1e-9)) return;
+    const auto row = static_cast<std::size_t>(
+        std::lround((1.0 - std::clamp(share, 0.0, 1.0)) * static_cast<double>(rows_ - 1)));
+    Cell& cell = cells_[row * plot_ + column];
+    if (layer >= cell.layer) cell = {layer, text};
+  }
+
+  // A limit fills the columns up to the next point of its stream.
+  void PutLine(const std::vector<double>& values, Layer layer, const char* text) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const std::size_t column = Column(places_[i]);
+      std::size_t end = column + 1;
+      if (places_[i] + 1 < place_count_) end = std::max(end, Column(places_[i] + 1));
+      for (std::size_t c = column; c < end && c < plot_; ++c) Put(c, values[i], layer, text);
+    }
+  }
+
+  // Where many points share a column, a bar from the lowest to the highest of them.
+  void PutBands(const GraphView& graph) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    std::vector<Range> bands(plot_, Range{kInfinity, -kInfinity});
+    for (std::size_t i = 0; i < graph.points.size(); ++i) {
+      if (!std::isfinite(graph.points[i]) || !view_.Used(i)) continue;
+      Range& band = bands[Column(places_[i])];
+      band = {std::min(band.low, graph.points[i]), std::max(band.high, graph.points[i])};
+    }
+    const double step = (range_.high - range_.low) / static_cast<double>(rows_ - 1);
+    for (std::size_t c = 0; c < plot_; ++c) {
+      // Counted, since a step may be too small to change a large value.
+      for (std::size_t s = 0; s < rows_; ++s) {
+        const double value = bands[c].low + static_cast<double>(s) * step;
+        if (!(value < bands[c].high)) break;
+        Put(c, value, kPoint, "\xE2\x94\x82");
+      }
+      if (bands[c].low <= bands[c].high) Put(c, bands[c].high, kPoint, "\xE2\x94\x82");
+    }
+  }
+
+  // Room for the limits' values on the right.
+  static std::size_t Gutter(const GraphView& graph) {
+    std::size_t widest = 8;
+    for (const auto* values :
+         {&graph.limits.upper, &graph.limits.centre, &graph.limits.lower,
+          &graph.specification.upper, &graph.specification.centre, &graph.specification.lower})
+      if (!values->empty()) widest = std::max(widest, Width(Fixed(values->back(), graph.decimals)));
+    return widest + 9;
+  }
+
+  void DrawGraph(const GraphView& graph, std::size_t rows) {
+    rows_ = rows;
+    range_ = AxisRange(graph);
+    const Ticks ticks = RoundTicks(range_.low, range_.high, static_cast<int>(rows) / 3);
+    std::size_t label = 0;
+    for (const double tick : ticks.values)
+      label = std::max(label, Width(Fixed(tick, ticks.decimals)));
+    left_ = label + 2;
+    // In a narrow terminal the values of the limits stand below the points.
+    const std::size_t gutter = Gutter(graph);
+    const bool beside = left_ + gutter + kMinPlot <= width_;
+    plot_ = width_ - left_ - (beside ? gutter : 0);
+    plot_ = std::min(plot_, Column(place_count_ - 1) + 4);
+    cells_.assign(rows_ * plot_, Cell{});
+
+    PutLine(graph.specification.upper, kSpecification, "=");
+    PutLine(graph.specification.lower, kSpecification, "=");
+    PutLine(graph.specification.centre, kSpecification, ":");
+    PutLine(graph.limits.upper, kLimit, "-");
+    PutLine(graph.limits.lower, kLimit, "-");
+    PutLine(graph.limits.centre, kCentre, "\xC2\xB7");
+    const bool dense = place_count_ > 2 * plot_;
+    if (dense) PutBands(graph);
+    for (std::size_t i = 0; i < graph.points.size() && !dense; ++i)
+      Put(Column(places_[i]), graph.points[i], view_.Used(i) ? kPoint : kUnused,
+          view_.Used(i) ? SignOf(view_.StreamOf(i)) : "x");
+    for (const auto& mark : graph.marks)
+      Put(Column(places_[mark.point]), graph.points[mark.point], kMarked,
+          mark.rules.empty() ? "S" : "#");
+
+    // The caption goes on a line of its own where it does not fit.
+    out_.Blank();
+    if (Width(graph.title) + 3 + Width(graph.caption) <= width_) {
+      out_.Line(graph.title + (graph.caption.empty() ? "" : "   ") + graph.caption);
+    } else {
+      out_.Line(graph.title);
+      out_.Line("  " + graph.caption);
+    }
+    WriteRows(ticks, beside ? LimitTexts(graph) : std::vector<Label>());
+    std::string below;
+    for (const auto& limit : beside ? std::vector<Label>() : LimitTexts(graph))
+      below += (below.empty() ? "" : ", ") + limit.text;
+    if (!below.empty()) out_.Line(below);
+  }
+
+  double RowOf(double value) const {
+    return (1.0 - (value - range_.low) / (range_.high - range_.low)) *
+           static_cast<double>(rows_ - 1);
+  }
+
+  // The newest value of each limit, wanted at its row.
+  std::vector<Label> LimitTexts(const GraphView& graph) const {
+    std::vector<Label> labels;
+    const auto add = [&](const char* name, const std::vector<double>& values, int decimals) {
+      for (std::size_t i = values.size(); i-- > 0;) {
+        if (!std::isfinite(values[i])) continue;
+        const double row = RowOf(values[i]);
+        std::string text = std::string(name) + " " + Fixed(values[i], decimals);
+        if (row < -0.5 || row > static_cast<double>(rows_) - 0.5) text += row < 0 ? " ^" : " v";
+        labels.push_back(
+            {std::round(std::clamp(row, 0.0, static_cast<double>(rows_ - 1))), 0, text, ""});
+        return;
+      }
+    };
+    const auto specification = [&](const std::vector<double>& values) {
+      return std::min(DecimalsOf(values), graph.decimals);
+    };
+    if (view_.stream_views.size() <= 1) {
+      add("UCL", graph.limits.upper, graph.decimals);
+      add("CL", graph.limits.centre, graph.decimals);
+      add("LCL", graph.limits.lower, graph.decimals);
+    }
+    add("USL", graph.specification.upper, specification(graph.specification.upper));
+    add("Target", graph.specification.centre, specification(graph.specification.centre));
+    add("LSL", graph.specification.lower, specification(graph.specification.lower));
+    return labels;
+  }
+
+  void WriteRows(const Ticks& ticks, std::vector<Label> labels) {
+    std::vector<std::string> left(rows_), right(rows_);
+    for (const double tick : ticks.values)
+      left[static_cast<std::size_t>(std::lround(std::clamp(
+          RowOf(tick), 0.0, static_cast<double>(rows_ - 1))))] = Fixed(tick, ticks.decimals);
+    PushApart(labels, 1.0, 0.0, static_cast<double>(rows_ - 1));
+    for (const auto& label : labels)
+      right[static_cast<std::size_t>(std::max(0.0, label.at))] = label.text;
+
+    for (std::size_t row = 0; row < rows_; ++row) {
+      std::string line = Padded(left[row], left_ - 2, true) + " |";
+      const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
+      for (std::size_t c = 0; c < last; ++c) {
+        const Cell& cell = cells_[row * plot_ + c];
+        line += out_.InColour(Colour(cell.layer), cell.text);
+      }
+      if (!right[row].empty()) line += " " + right[row];
+      out_.Painted(line);
+    }
+  }
+
+  std::size_t LastUsed(std::size_t row) const {
+    std::size_t last = plot_;
+    while (last > 0 && cells_[row * plot_ + last - 1].layer == kEmpty) --last;
+    return last;
+  }
+
+  void Times() {
+    std::string numbers(left_, ' '), times(left_, ' ');
+    std::size_t wanted = 0;
+    const AxisTimes axis(view_);
+    for (std::size_t i = 0; i < view_.Count(); ++i) {
+      const std::size_t column = left_ + Column(places_[i]);
+      if (column < wanted) continue;
+      const std::string time = axis.Text(view_.stamps[i]);
+      if (column + time.size() > width_) break;
+      numbers.resize(std::max(numbers.size(), column), ' ');
+      times.resize(std::max(times.size(), column), ' ');
+      numbers += std::to_string(places_[i] + 1);
+      times += time;
+      wanted = column + std::max<std::size_t>(time.size() + 3, plot_ / 6);
+    }
+    out_.Painted(numbers);
+    out_.Painted(times);
+  }
+
+  // Of several streams each has a letter.
+  const char* SignOf(std::int32_t stream) const {
+    static constexpr const char* kLetters[] = {"a", "b", "c", "d", "e", "f", "g", "h",
+                                               "i", "j", "k", "l", "m", "n", "p", "q",
+                                               "r", "s", "t", "u", "v", "w", "y", "z"};
+    const auto number = static_cast<std::size_t>(stream);
+    if (view_.stream_views.size() <= 1 || number >= std::size(kLetters)) return "o";
+    return kLetters[number];
+  }
+
+  // What the characters of the pictures mean, as far as they occur.
+  void Signs() {
+    bool unused = false, rules = false, outside = false, limits = false, specification = false,
+         target = false;
+    for (std::size_t i = 0; i < view_.Count(); ++i) unused = unused || !view_.Used(i);
+    for (const auto& graph : view_.graphs) {
+      for (const auto& mark : graph.marks) {
+        rules = rules || !mark.rules.empty();
+        outside = outside || mark.rules.empty();
+      }
+      limits = limits || !graph.limits.Empty();
+      specification =
+          specification || !graph.specification.upper.empty() || !graph.specification.lower.empty();
+      target = target || !graph.specification.centre.empty();
+    }
+    std::string text = view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point";
+    const auto add = [&](bool occurs, const char* meaning) {
+      if (occurs) text += std::string("   ") + meaning;
+    };
+    add(rules, "# breaks a rule");
+    add(outside, "S beyond a specification limit");
+    add(unused, "x disabled or incomplete");
+    add(limits, "- control limit");
+    add(limits, "\xC2\xB7 centre");
+    add(specification, "= specification limit");
+    add(target, ": target");
+    out_.Blank();
+    out_.Line(text, 0);
+  }
+
+  // The limits at the newest point of each of several streams; of a single one they stand beside
+  // the picture.
+  void Limits() {
+    if (view_.stream_views.size() <= 1) return;
+    Table table{"", {"", "stream", "graph", "#LCL", "#CL", "#UCL"}, {}};
+    std::vector<std::array<std::vector<double>, 3>> newest;
+    for (const auto& graph : view_.graphs)
+      newest.push_back({NewestValues(view_, graph.limits.lower),
+                        NewestValues(view_, graph.limits.centre),
+                        NewestValues(view_, graph.limits.upper)});
+    for (std::size_t s = 0; s < view_.stream_views.size(); ++s)
+      for (std::size_t g = 0; g < view_.graphs.size(); ++g) {
+        std::vector<std::string> row = {g == 0 ? SignOf(static_cast<std::int32_t>(s)) : "",
+                                        g == 0 ? view_.stream_views[s].name : "",
+                                        view_.graphs[g].symbol};
+        for (const auto& limits : newest[g])
+          row.push_back(Fixed(limits[s], view_.graphs[g].decimals));
+        table.rows.push_back(std::move(row));
+      }
+    out_.Blank();
+    out_.Line("limits at the newest point of each stream:");
+    out_.Write(table);
+  }
+
+  void Streams() {
+    if (std::none_of(view_.stream_views.begin(), view_.stream_views.end(),
+                     [](const StreamView& stream) { return std::isfinite(stream.mean.value); }))
+      return;
+    out_.Blank();
+    out_.Line("estimates from these points:");
+    for (const auto& stream : view_.stream_views) {
+      if (view_.stream_views.size() > 1) out_.Line(stream.name);
+      WriteEstimate("mean", stream.mean);
+      WriteEstimate("sigma", stream.sp);
+      if (stream.sw.value != stream.sp.value) WriteEstimate("sigma within", stream.sw);
+    }
+  }
+
+  void WriteEstimate(const std::string& name, const Estimate& estimate) {
+    if (!std::isfinite(estimate.value)) return;
+    std::string text = "  " + Padded(name, 13) + Significant(estimate.value, 7);
+    if (!estimate.name.empty()) text += "   by " + estimate.name;
+    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
+      text += ", constant " + Significant(estimate.constant, 7);
+    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
+    out_.Line(text, 15);
+  }
+
+  void Marks() {
+    std::size_t total = 0, shown = 0;
+    for (const auto& graph : view_.graphs) total += graph.marks.size();
+    out_.Blank();
+    out_.Line(total == 0 ? "no marks" : "marks:");
+    for (const auto& graph : view_.graphs)
+      for (const auto& mark : graph.marks) {
+        if (shown++ >= kMaxMarks) continue;
+        const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
+                                       [](const RuleHit& rule) { return !rule.text.empty(); });
+        const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
+        out_.Line(
+            "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
+                IsoTime(view_.stamps[mark.point]) + "  " +
+                Fixed(graph.points[mark.point], graph.decimals) + "  " +
+                (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
+                (named ? "rule " + RuleNumbers(mark) + ": " : "") + MarkText(mark),
+            16);
+      }
+    if (total > kMaxMarks) out_.Line("  ... and " + std::to_string(total - kMaxMarks) + " more");
+  }
+
+  const ChartView& view_;
+  TextWriter out_;
+  std::vector<std::size_t> places_;
+  std::size_t width_, place_count_ = 0, left_ = 10, plot_ = 70, rows_ = 15;
+  Range range_;
+  std::vector<Cell> cells_;
+};
+
+}  // namespace
+
+std::string RenderChartText(const ChartView& view, const TextOptions& options) {
+  return Plot(view, options).Write();
+}
+
+}  // namespace orvspc::render

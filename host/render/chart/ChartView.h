@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/render/core/Report.h"
+
+// A chart as the renderers see it: plain values, no library object behind them, so that a renderer
+// can be fed by hand. Vectors "one a point" are as long as ChartView::stamps, or empty. Texts are
+// as PlainText leaves them: the terminal's renderer writes them as they are.
+namespace orvspc::render {
+
+struct RuleHit {
+  std::int32_t number = 0;
+  std::string text;  // empty: not known
+};
+
+// Why a point asks for attention. At least one of the two lists has an entry.
+struct PointMark {
+  std::size_t point = 0;                    // from 0
+  std::vector<RuleHit> rules;               // run rules, the most important first
+  std::vector<std::string> specifications;  // "above USL", "outside LSL"
+};
+
+// Three lines of one value a point each; NaN where there is none, so a line may step or break.
+struct LineSet {
+  std::vector<double> upper, centre, lower;
+  bool Empty() const { return upper.empty() && centre.empty() && lower.empty(); }
+};
+
+struct GraphView {
+  std::string title;                // "X-bar: subgroup mean"
+  std::string symbol;               // short, for axes and tables: "X-bar"
+  std::string caption;              // what the limits rest on; empty if there is nothing to say
+  std::vector<double> points;       // NaN: no value, the line breaks there
+  std::vector<std::int32_t> sizes;  // pieces behind each point
+  LineSet limits;                   // UCL, CL, LCL in force
+  LineSet specification;            // USL, target, LSL
+  std::vector<PointMark> marks;     // by point
+  int decimals = 4;                 // of a limit's value
+  bool from_zero = false;           // never negative: the axis does not go below 0
+};
+
+// One (part, process, test). Points of different streams are never joined by a line.
+struct StreamView {
+  std::string name;
+  Estimate mean, sp, sw;
+  double average_size = 0.0;
+};
+
+struct GroupView {
+  std::size_t first = 0, last = 0;  // points, inclusive
+  std::int32_t id = 0;
+};
+
+struct ChartView : View {
+  std::vector<std::int64_t> stamps;   // seconds since 1970 UTC, one a point
+  std::vector<std::int32_t> streams;  // index into stream_views, one a point; empty: all the same
+  std::vector<std::int32_t> flags;    // 0 used, 1 disabled, 2 incomplete; empty: all used
+  std::vector<GraphView> graphs;
+  std::vector<StreamView> stream_views;
+  std::vector<GroupView> groups;  // empty: no grouping; else the points of a group share a place
+
+  std::size_t Count() const { return stamps.size(); }
+  std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
+  bool Used(std::size_t point) const { return flags.empty() || flags[point] == 0; }
+};
+
+// The place of each point on the horizontal axis, from 0: its own number, or that of its group.
+std::vector<std::size_t> Places(const ChartView& view);
+
+// Rules that some point broke, each once, with the number of points, by number.
+struct RuleCount {
+  RuleHit rule;
+  std::size_t points = 0;
+};
+std::vector<RuleCount> RulesBroken(const ChartView& view);
+
+// "1,5": numbers of the rules of a mark; empty if only a specification is broken.
+std::string RuleNumbers(const PointMark& mark);
+// "1 point beyond a control limit; above USL"
+std::string MarkText(const PointMark& mark);
+
+// Distinct marks for points and legends: "A" to "Z", "AA", ...
+std::string StreamLetter(std::size_t stream);
+
+// How the points' times are written on an axis: only the parts that tell them apart, the year too
+// where there are several.
+class AxisTimes {
+ public:
+  explicit AxisTimes(const ChartView& view);
+  std::string Text(std::int64_t stamp) const;
+
+ private:
+  bool year_ = false, day_ = true, clock_ = true;
+};
+
+// For each stream, by number, the newest value of a line; NaN for a stream without any.
+std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
+
+// The lowest and highest value that a graph's axis shows. Specification lines count only while they
+// leave the points at least a third of the height.
+struct Range {
+  double low = 0.0, high = 1.0;
+};
+Range AxisRange(const GraphView& graph);
+
+}  // namespace orvspc::render

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "host/render/compliance/ComplianceView.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr std::size_t kMaxWorst = 15;
+
+// A row of a table whose last four columns are counts.
+std::vector<std::string> RowOf(std::vector<std::string> texts, const SampleCount& count) {
+  for (const auto number : {count.expected, count.collected, count.missed})
+    texts.push_back(std::to_string(number));
+  texts.push_back(Fixed(count.Percent(), 1));
+  return texts;
+}
+
+void WriteRequirements(TextWriter& out, const ComplianceView& view) {
+  Table table{
+      "",
+      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
+      {}};
+  for (const auto& line : view.requirements)
+    table.rows.push_back(RowOf({line.process, line.part, line.test, line.requirement}, line.count));
+  out.Blank();
+  out.Write(table);
+}
+
+// As many days at once as the line has room for.
+void WriteShifts(TextWriter& out, const HeatMap& map) {
+  constexpr std::size_t kDay = 7, kShift = 8;
+  const std::size_t at_once = (out.Columns() - kShift) / kDay;
+  out.Blank();
+  out.Line(map.process);
+  for (std::size_t first = 0; first < map.days.size(); first += at_once) {
+    const std::size_t last = std::min(first + at_once, map.days.size());
+    std::string line(kShift, ' ');
+    // Month and day; the subtitle has the year.
+    for (std::size_t day = first; day < last; ++day)
+      line += Padded(map.days[day].substr(map.days[day].size() - 5), kDay, true);
+    out.Line(line);
+    for (std::size_t shift = 0; shift < map.shifts.size(); ++shift) {
+      line = Padded(map.shifts[shift], kShift);
+      for (std::size_t day = first; day < last; ++day) {
+        const auto& cell = map.At(shift, day);
+        line += Padded(!cell                 ? ""
+                       : cell->expected == 0 ? "--"
+                                             : Fixed(cell->Percent(), 0),
+                       kDay, true);
+      }
+      out.Line(line);
+    }
+  }
+}
+
+void WriteWorst(TextWriter& out, const ComplianceView& view) {
+  std::vector<const ComplianceLine*> lines;
+  for (const auto& line : view.lines)
+    if (line.count.missed > 0) lines.push_back(&line);
+  out.Blank();
+  if (lines.empty()) return out.Line("no sample was missed");
+  std::stable_sort(lines.begin(), lines.end(),
+                   [](const auto* a, const auto* b) { return a->count.missed > b->count.missed; });
+  std::string title = "where most samples were missed";
+  if (lines.size() > kMaxWorst) {
+    title += " (" + std::to_string(kMaxWorst) + " of " + std::to_string(lines.size()) + ")";
+    lines.resize(kMaxWorst);
+  }
+  Table table{title,
+              {"@from (UTC)", "process", "state", "requirement", "#expected", "#collected",
+               "#missed", "#percent"},
+              {}};
+  for (const auto* line : lines)
+    table.rows.push_back(RowOf(
+        {line->start.substr(0, 16), line->process, line->state, line->requirement}, line->count));
+  out.Write(table);
+}
+
+}  // namespace
+
+std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options) {
+  TextWriter out(options);
+  if (view.Empty()) {
+    out.Line("no data selected");
+  } else {
+    out.Head(view);
+    WriteRequirements(out, view);
+    for (const auto& map : view.maps) WriteShifts(out, map);
+    if (!view.maps.empty()) {
+      out.Blank();
+      out.Line("percent collected of what fell due in each shift; -- nothing expected");
+    }
+    WriteWorst(out, view);
+  }
+  out.Notes(view);
+  return out.Take();
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvspc::render {
+
+// Writes one JSON document. Objects put each member on a line of its own, arrays of numbers stand
+// on one line. Doubles are the shortest text that reads back as the same double; a double that is
+// no finite number is null. Text that is not UTF-8 has U+FFFD in place of the bad bytes.
+//
+//   JsonWriter json;
+//   json.BeginObject();
+//   json.Member("Points", points);
+//   json.EndObject();
+//   json.Text()
+class JsonWriter {
+ public:
+  // compact: the whole object, with what is inside, on one line
+  void BeginObject(bool compact = false) { Open('{', compact); }
+  void EndObject() { Close('}'); }
+  // compact: the whole array, with what is inside, on one line
+  void BeginArray(bool compact = false) { Open('[', compact); }
+  void EndArray() { Close(']'); }
+  void Key(std::string_view key);
+
+  void Value(double value);
+  void Value(bool value) { Raw(value ? "true" : "false"); }
+  void Value(std::string_view value);
+  void Value(const char* value) { Value(std::string_view(value)); }
+  template <std::integral Integer>
+  void Value(Integer value) {
+    Raw(std::to_string(value));
+  }
+  void Null() { Raw("null"); }
+  template <class Element>
+  void Value(std::span<const Element> values) {
+    BeginArray(true);
+    for (const auto& value : values) Value(value);
+    EndArray();
+  }
+
+  template <class Type>
+  void Member(std::string_view key, const Type& value) {
+    Key(key);
+    Value(value);
+  }
+  template <class Element>
+  void Member(std::string_view key, const std::vector<Element>& values) {
+    Key(key);
+    Value(std::span<const Element>(values));
+  }
+  void NullMember(std::string_view key) {
+    Key(key);
+    Null();
+  }
+
+  // The document, with a line feed at its end.
+  std::string Text() const { return out_ + "\n"; }
+
+ private:
+  struct Level {
+    bool compact = false;
+    bool empty = true;
+  };
+  void Open(char bracket, bool compact);
+  void Close(char bracket);
+  void Raw(std::string_view text);
+  void Separate();
+  void NewLine();
+
+  std::string out_;
+  std::vector<Level> levels_;
+  bool after_key_ = false;
+};
+
+}  // namespace orvspc::render

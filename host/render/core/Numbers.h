@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Numbers and times as people read them. The decimal point is a point whatever the locale says.
+namespace orvspc::render {
+
+// "1.6930"; a value too large for plain notation in scientific; "–" (an en dash) for no number.
+std::string Fixed(double value, int decimals);
+
+// Shortest text that reads back as the same double; "–" for no number.
+std::string Shortest(double value);
+
+// At most digits significant digits, no trailing zeros: 2.326, 25, 0.1398.
+std::string Significant(double value, int digits);
+
+// Decimals that show every value exactly, at most 8: 1.41 and 2.5 give 2.
+int DecimalsOf(std::span<const double> values);
+
+// Decimals for limits of a chart: one more than the data has, but three to five digits of spread.
+// spread 0 or no number: one more than the data.
+int DecimalsForLimits(int data_decimals, double spread);
+
+// Round values inside [low, high], at most about count of them, and the decimals that they need.
+struct Ticks {
+  std::vector<double> values;
+  int decimals = 0;
+};
+Ticks RoundTicks(double low, double high, int count);
+
+// "2024-03-01T08:00:00"
+std::string IsoTime(std::int64_t stamp);
+// Parts of it: "2024-03-01", "08:00"
+std::string DayText(std::int64_t stamp);
+std::string ClockText(std::int64_t stamp);
+
+}  // namespace orvspc::render

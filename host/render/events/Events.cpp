@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/events/Events.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "platform/Enumerations.h"
+#include "platform/TimeStamp.h"
+
+namespace orvspc::render {
+
+namespace {
+
+struct TypeWord {
+  std::int32_t type;
+  const char* word;
+};
+constexpr TypeWord kTypeWords[] = {
+    {etSubgroupAlarm, "subgroup-alarm"},
+    {etGeneral, "general"},
+    {etSamplingViolation, "sampling-violation"},
+    {etSubgroupDisable, "subgroup-disable"},
+    {etSubgroupDelete, "subgroup-delete"},
+    {etSubgroupEdit, "subgroup-edit"},
+    {etDonwtime, "downtime"},
+};
+
+std::int64_t StampOf(double date) { return platform::DateToTimeStamp(date); }
+
+void TimeMember(JsonWriter& json, const char* key, std::int64_t stamp) {
+  if (stamp == 0) return json.NullMember(key);
+  json.Member(key, IsoTime(stamp));
+}
+
+// "ACC: tool changed (Ann, 2024-03-01T08:00:00)"
+std::string CodeText(const char* what, const std::string& code, const std::string& employee,
+                     std::int64_t stamp) {
+  if (code.empty()) return {};
+  std::string text = std::string(what) + ": " + code;
+  const std::string time = stamp == 0 ? std::string() : IsoTime(stamp);
+  if (employee.empty() && time.empty()) return text;
+  return text + " (" + employee + (employee.empty() || time.empty() ? "" : ", ") + time + ")";
+}
+
+std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* separator) {
+  std::string text;
+  for (const auto& part : parts)
+    if (!part.empty()) text += (text.empty() ? "" : separator) + part;
+  return text;
+}
+
+}  // namespace
+
+std::vector<EventRow> ReadEvents(EventData& events) {
+  std::vector<EventRow> rows;
+  for (bool found = events.MoveFirst(); found; found = events.MoveNext()) {
+    EventRow row;
+    row.evnt = events.Evnt();
+    row.type = events.EventType();
+    row.name = events.Name();
+    row.empl = events.Empl();
+    row.time = StampOf(events.EventTime());
+    row.prcs = events.Prcs();
+    row.part = events.Part();
+    row.test = events.Test();
+    row.sgtm = StampOf(events.Sgtm());
+    row.acc = events.ACC();
+    row.acc_employee = events.ACCEmployee();
+    row.acc_time = StampOf(events.ACCTime());
+    row.cac = events.CAC();
+    row.cac_employee = events.CACEmployee();
+    row.cac_time = StampOf(events.CACTime());
+    row.flag = events.Flag();
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::string EventTypeWord(std::int32_t type) {
+  const auto found = std::find_if(std::begin(kTypeWords), std::end(kTypeWords),
+                                  [type](const TypeWord& word) { return word.type == type; });
+  return found == std::end(kTypeWords) ? "type " + std::to_string(type) : found->word;
+}
+
+std::string OpenText(std::int32_t flag) {
+  if (flag == 0) return {};
+  if (flag == efOpenACC) return "open ACC";
+  if (flag == efOpenCAC) return "open CAC";
+  if (flag == (efOpenACC | efOpenCAC)) return "open ACC and CAC";
+  return "open (" + std::to_string(flag) + ")";
+}
+
+void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Names& names) {
+  const auto item = [&](const char* key, NameKind kind, std::int32_t id) {
+    json.Member(key, id);
+    json.Member(std::string(key) + "Name", names(kind, id));
+  };
+  json.Key("Events");
+  json.BeginArray();
+  for (const auto& event : events) {
+    json.BeginObject(true);
+    json.Member("Evnt", event.evnt);
+    json.Member("EventType", event.type);
+    json.Member("Name", event.name);
+    item("Empl", NameKind::Employee, event.empl);
+    json.Member("EventTime", IsoTime(event.time));
+    item("Prcs", NameKind::Process, event.prcs);
+    item("Part", NameKind::Part, event.part);
+    item("Test", NameKind::Test, event.test);
+    TimeMember(json, "Sgtm", event.sgtm);
+    item("ACC", NameKind::AccCode, event.acc);
+    item("ACCEmployee", NameKind::Employee, event.acc_employee);
+    TimeMember(json, "ACCTime", event.acc_time);
+    item("CAC", NameKind::CacCode, event.cac);
+    item("CACEmployee", NameKind::Employee, event.cac_employee);
+    TimeMember(json, "CACTime", event.cac_time);
+    json.Member("Flag", event.flag);
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+std::string EventsJson(const EventsDocument& document, const Names& names) {
+  JsonWriter json;
+  json.BeginObject();
+  if (document.select == nullptr) {
+    json.NullMember("DataSelect");
+  } else {
+    json.Key("DataSelect");
+    json.BeginObject();
+    WriteDataSelect(json, *document.select);
+    json.EndObject();
+  }
+  WriteEvents(json, document.events, names);
+  WriteNotes(json, document.notes);
+  json.EndObject();
+  return json.Text();
+}
+
+Table EventsTable(const std::vector<EventRow>& events, const Names& names) {
+  const auto open = std::count_if(events.begin(), events.end(),
+                                  [](const EventRow& event) { return event.flag != 0; });
+  Table table{Counted(events.size(), "event") + ", " + std::to_string(open) + " open",
+              {"@time (UTC)", "type", "name", "process / part / test"},
+              {}};
+  for (const auto& event : events) {
+    const std::string where = JoinedNonEmpty({ShownName(names, NameKind::Process, event.prcs),
+                                              ShownName(names, NameKind::Part, event.part),
+                                              ShownName(names, NameKind::Test, event.test)},
+                                             " / ");
+    const std::string state = event.flag == 0 ? "" : "[" + OpenText(event.flag) + "]";
+    table.rows.push_back({IsoTime(event.time), EventTypeWord(event.type), PlainText(event.name),
+                          JoinedNonEmpty({where, state}, "  ")});
+    table.details.push_back(JoinedNonEmpty(
+        {event.empl == 0 ? "" : "by " + ShownName(names, NameKind::Employee, event.empl),
+         event.sgtm == 0 ? "" : "subgroup of " + IsoTime(event.sgtm),
+         CodeText("ACC", ShownName(names, NameKind::AccCode, event.acc),
+                  ShownName(names, NameKind::Employee, event.acc_employee), event.acc_time),
+         CodeText("CAC", ShownName(names, NameKind::CacCode, event.cac),
+                  ShownName(names, NameKind::Employee, event.cac_employee), event.cac_time)},
+        "; "));
+  }
+  return table;
+}
+
+std::string EventsText(const std::vector<EventRow>& events, const Names& names,
+                       const TextOptions& options) {
+  TextWriter out(options);
+  events.empty() ? out.Line("no data selected") : out.Write(EventsTable(events, names));
+  return out.Take();
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dataset/EventData.h"
+#include "host/render/chart/ChartJson.h"
+#include "host/render/chart/ChartReading.h"
+#include "host/render/core/Text.h"
+
+// Process events as plain values, documents and tables.
+namespace orvspc::render {
+
+struct EventRow {
+  std::int32_t evnt = 0, type = 0, empl = 0, prcs = 0, part = 0, test = 0;
+  std::int32_t acc = 0, acc_employee = 0, cac = 0, cac_employee = 0, flag = 0;
+  std::string name;
+  // Stamps; all but the event's own are 0 where there is no such time.
+  std::int64_t time = 0, sgtm = 0, acc_time = 0, cac_time = 0;
+};
+// Leaves the cursor on the last event.
+std::vector<EventRow> ReadEvents(EventData& events);
+
+// "downtime", as import files say it; "type 9" for a number without a word.
+std::string EventTypeWord(std::int32_t type);
+// "open ACC", "open ACC and CAC"; empty for a closed event.
+std::string OpenText(std::int32_t flag);
+
+// The member "Events" of an open object.
+void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Names& names);
+
+struct EventsDocument {
+  const DataSelect* select = nullptr;  // null: a stored set whose selection is not known
+  std::vector<EventRow> events;
+  std::vector<Note> notes;
+};
+std::string EventsJson(const EventsDocument& document, const Names& names);
+// By time, identifiers by name, below an event its codes; the title counts them.
+Table EventsTable(const std::vector<EventRow>& events, const Names& names);
+std::string EventsText(const std::vector<EventRow>& events, const Names& names,
+                       const TextOptions& options = {});
+
+}  // namespace orvspc::render

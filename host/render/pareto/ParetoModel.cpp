@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/pareto/ParetoModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "host/render/capability/CapabilityModel.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kEighty = 80.0 - 1e-9;  // sums of shares are not exact
+
+// What the settings make of the data; without settings nothing is known.
+struct Meaning {
+  std::string counted = "Value";  // begins the title
+  std::string axis = "value";
+  bool adds_up = false;  // values of all bins together are the whole
+  bool time_first = false;
+};
+
+bool IsTime(paAccumulationTypes accumulation) {
+  return accumulation == paAccumulateByEventTime || accumulation == paAccumulateByAccTime ||
+         accumulation == paAccumulateByCacTime;
+}
+
+std::string CountedBy(paResourceTypes resource, paAccumulationTypes accumulation) {
+  if (resource == paSubgroups)
+    return accumulation == paAccumulateByHits ? "Records with defects" : "Defects";
+  const bool states = resource == paProcessState;
+  switch (accumulation) {
+    case paAccumulateByEventTime:
+      return states ? "Time in states" : "Time of events";
+    case paAccumulateByAccTime:
+      return "Time to the ACC";
+    case paAccumulateByCacTime:
+      return "Time to the CAC";
+    default:
+      return states ? "Entries into states" : "Events";
+  }
+}
+
+std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time) {
+  std::string counted = meaning.counted;
+  if (counted[0] >= 'A' && counted[0] <= 'Z') counted[0] = static_cast<char>(counted[0] + 32);
+  switch (measure) {
+    case paProcessByFactor:
+      return counted + (time ? ", seconds weighted by factor" : ", weighted by factor");
+    case paProcessByPPM:
+      return counted + " per million";
+    case paProcessByPPT:
+      return counted + " per thousand";
+    case paProcessByMinutes:
+      return time ? counted + ", minutes" : counted;
+    case paProcessByHours:
+      return time ? counted + ", hours" : counted;
+    case paProcessByDays:
+      return time ? counted + ", days" : counted;
+    default:
+      return counted + (time ? ", seconds" : "");
+  }
+}
+
+Meaning MeaningOf(const ParetoRead& pareto) {
+  Meaning meaning;
+  if (!pareto.processing) return meaning;
+  const PAProcessing& processing = *pareto.processing;
+  const auto resource = processing.ResourceType();
+  const auto measure = processing.ProcessingType();
+  auto accumulation = processing.AccumulationType();
+  // A measure in time takes time; subgroups have none.
+  if (resource == paSubgroups) {
+    if (IsTime(accumulation)) accumulation = paAccumulateByValue;
+  } else if (measure >= paProcessByMinutes && !IsTime(accumulation)) {
+    accumulation = paAccumulateByEventTime;
+  }
+  meaning.counted = CountedBy(resource, accumulation);
+  meaning.axis = AxisOf(meaning, measure, IsTime(accumulation));
+  meaning.adds_up = measure != paProcessByPPM && measure != paProcessByPPT;
+  meaning.time_first = pareto.levels_known && processing.BinType(0) == paBinTypeTime;
+  return meaning;
+}
+
+// What people call a bin type.
+std::string Words(std::string word) {
+  std::replace(word.begin(), word.end(), '-', ' ');
+  // Assignable causes and corrective actions go by their letters.
+  if (word.starts_with("acc ") || word.starts_with("cac "))
+    std::transform(word.begin(), word.begin() + 3, word.begin(),
+                   [](char c) { return static_cast<char>(c - 'a' + 'A'); });
+  return word;
+}
+
+// "defect, shift and part"
+std::string LevelWords(const ParetoRead& pareto) {
+  if (!pareto.processing || !pareto.levels_known) return {};
+  std::string text;
+  for (std::size_t level = 0; level < pareto.levels; ++level) {
+    const auto type = pareto.processing->BinType(static_cast<std::int32_t>(level));
+    // "Defects by code" needs no second "defect".
+    const std::string word = type == paBinTypeDefect ? "code" : BinTypeWord(type);
+    text += level == 0 ? "" : level + 1 == pareto.levels ? " and " : ", ";
+    text += word.empty() ? "type " + std::to_string(type) : Words(word);
+  }
+  return text;
+}
+
+std::string Percent(double share) { return Fixed(share, 1) + " %"; }
+
+// The name at a level. Days and longer begin at midnight, which need not be said each time.
+std::string PartText(const ParetoRead& pareto, const ParetoBinRead& bin, std::size_t level) {
+  std::string text = PlainText(bin.parts[level]);
+  const auto place = static_cast<std::int32_t>(level);
+  constexpr std::string_view kMidnight = " 00:00";
+  if (pareto.levels_known && pareto.processing &&
+      pareto.processing->BinType(place) == paBinTypeTime &&
+      pareto.processing->BinTimePeriod(place) >= paDays && text.ends_with(kMidnight))
+    text.resize(text.size() - kMidnight.size());
+  return text;
+}
+
+std::string LeafName(const ParetoRead& pareto, const ParetoBinRead& bin) {
+  std::string name = PartText(pareto, bin, pareto.levels == 1 ? 0 : 1);
+  if (pareto.levels == 3) name += " / " + PartText(pareto, bin, 2);
+  return name;
+}
+
+std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const ParetoBar& bar,
+                  const std::string& axis) {
+  std::string tip = PartText(pareto, bin, 0);
+  for (std::size_t level = 1; level < pareto.levels; ++level)
+    tip += " / " + PartText(pareto, bin, level);
+  tip += ": " + ParetoValue(bin.value) + " (" + axis + "), " + Percent(bar.share) + ", together " +
+         Percent(bar.cumulative);
+  if (bar.open) tip += ", with events that are still open";
+  return tip;
+}
+
+void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+  double sum = 0.0, values = 0.0;
+  for (const auto& bin : pareto.bins) {
+    ParetoBar bar;
+    bar.name = LeafName(pareto, bin);
+    bar.value = bin.value;
+    bar.share = bin.percentage[pareto.levels - 1];
+    bar.empty = (bin.flag & kBinEmpty) != 0;
+    bar.open = (bin.flag & kBinOpen) != 0;
+    if (std::isfinite(bar.share)) sum += bar.share;
+    if (std::isfinite(bar.value)) values += bar.value;
+    bar.cumulative = std::min(sum, 100.0);
+    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
+    if (!view.eighty && !meaning.time_first && sum >= kEighty) view.eighty = view.bars.size();
+    view.bars.push_back(std::move(bar));
+  }
+  view.other = !view.bars.empty() && sum > 0.0 && sum < 99.95 ? 100.0 - sum : 0.0;
+  view.whole = meaning.adds_up && sum > 0.0 ? values / sum * 100.0 : kNaN;
+}
+
+// Value and share of a group speak of the same bars. Where some are not shown the value of all of
+// them follows from their share; rates have no such sum, so theirs is of the bars that are there.
+void Settle(ParetoGroup& group, double whole_share, double whole) {
+  constexpr double kRounding = 1e-7;
+  if (whole_share <= group.share + kRounding) return;
+  if (!std::isfinite(whole)) {
+    group.is_part = true;
+    group.name += " (shown part)";
+    return;
+  }
+  group.value = whole * whole_share / 100.0;
+  group.share = whole_share;
+}
+
+void AddGroups(const ParetoRead& pareto, ParetoView& view) {
+  if (pareto.levels == 1) return;
+  std::vector<double> whole_shares;
+  for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
+    const auto& bin = pareto.bins[i];
+    if (i == 0 || bin.id[0] != pareto.bins[i - 1].id[0]) {
+      view.groups.push_back({PartText(pareto, bin, 0), 0.0, 0.0, false, i, i});
+      whole_shares.push_back(0.0);
+    }
+    ParetoGroup& group = view.groups.back();
+    if (std::isfinite(bin.value)) group.value += bin.value;
+    if (std::isfinite(view.bars[i].share)) group.share += view.bars[i].share;
+    // Empty bins behind the others say nothing of their group's share.
+    whole_shares.back() = std::max(whole_shares.back(), bin.percentage[0]);
+    group.last = i;
+  }
+  for (std::size_t i = 0; i < view.groups.size(); ++i)
+    Settle(view.groups[i], whole_shares[i], view.whole);
+}
+
+// A column that no bin has is left out.
+void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+  bool yields = false, ppks = false;
+  for (const auto& bin : pareto.bins) {
+    yields = yields || !std::isnan(bin.yield);
+    ppks = ppks || !std::isnan(bin.ppk);
+  }
+  Table& table = view.table;
+  table.title = "Bins";
+  for (std::size_t level = 0; level < pareto.levels; ++level) {
+    const bool known = pareto.processing && pareto.levels_known;
+    const auto type =
+        known ? pareto.processing->BinType(static_cast<std::int32_t>(level)) : paBinTypeNone;
+    const std::string word = known ? Words(BinTypeWord(type)) : std::string();
+    table.headings.push_back(word.empty() ? "level " + std::to_string(level + 1) : word);
+  }
+  for (const std::string& heading :
+       {"#" + meaning.axis, std::string("#share"), std::string("#cumulative"),
+        std::string("#counted"), std::string("#weighted"), std::string("#out of")})
+    table.headings.push_back(heading);
+  if (yields) table.headings.emplace_back("#yield");
+  if (ppks) table.headings.emplace_back("#Ppk");
+  for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
+    const auto& bin = pareto.bins[i];
+    std::vector<std::string> row;
+    for (std::size_t level = 0; level < pareto.levels; ++level)
+      row.push_back(PartText(pareto, bin, level));
+    row.push_back(ParetoValue(bin.value));
+    row.push_back(Percent(view.bars[i].share));
+    row.push_back(Percent(view.bars[i].cumulative));
+    row.push_back(ParetoValue(bin.bin_count));
+    row.push_back(ParetoValue(bin.factor));
+    row.push_back(ParetoValue(bin.total));
+    if (yields) row.push_back(std::isnan(bin.yield) ? "" : Fixed(bin.yield, 2) + " %");
+    if (ppks) row.push_back(std::isnan(bin.ppk) ? "" : Fixed(bin.ppk, 3));
+    table.rows.push_back(std::move(row));
+  }
+}
+
+std::string Subtitle(const ParetoView& view) {
+  if (view.Empty()) return {};
+  std::string text;
+  if (std::isfinite(view.whole)) text = ParetoValue(view.whole) + " (" + view.axis + "); ";
+  text += std::to_string(view.bars.size()) + (view.bars.size() == 1 ? " bin" : " bins");
+  if (view.eighty) {
+    const std::size_t few = *view.eighty + 1;
+    text += few == 1 ? ", the first makes up " : ", the first " + std::to_string(few) + " make up ";
+    text += Percent(view.bars[*view.eighty].cumulative);
+  }
+  if (view.other > 0.0) text += "; " + Percent(view.other) + " in bins that are not shown";
+  if (std::any_of(view.bars.begin(), view.bars.end(), [](const auto& bar) { return bar.open; }))
+    text += "; some events are still open";
+  return text;
+}
+
+}  // namespace
+
+double ParetoView::MostValue() const {
+  double most = 0.0;
+  for (const auto& bar : bars)
+    if (std::isfinite(bar.value)) most = std::max(most, bar.value);
+  for (const auto& group : groups) most = std::max(most, group.value);
+  return most > 0.0 ? most : 1.0;
+}
+
+std::string ParetoValue(double value) {
+  if (value == std::round(value) && std::abs(value) < 1e12) return Fixed(value, 0);
+  return Significant(value, 5);
+}
+
+ParetoView MakeParetoView(const ParetoDocument& document, const Names& names) {
+  const ParetoRead& pareto = document.pareto;
+  const Meaning meaning = MeaningOf(pareto);
+  ParetoView view;
+  const std::string levels = LevelWords(pareto);
+  const std::string selected = SelectedText(pareto.select.get(), names);
+  view.title = (pareto.processing ? meaning.counted : std::string("Pareto")) +
+               (levels.empty() ? "" : " by " + levels) + (selected.empty() ? "" : ": " + selected);
+  view.axis = meaning.axis;
+  view.chronological = meaning.time_first;
+  AddBars(pareto, meaning, view);
+  AddGroups(pareto, view);
+  AddTable(pareto, meaning, view);
+  view.subtitle = Subtitle(view);
+  view.notes = PlainNotes(document.notes);
+  return view;
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/pareto/ParetoReading.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <string_view>
+
+#include "frame/XMLSupport.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr std::string_view kBetween = " / ";
+
+// By number.
+struct BinTypeWords {
+  const char* word;
+  const char* shorter = nullptr;
+};
+constexpr BinTypeWords kBinTypes[] = {
+    {"none"},
+    {"subgroup"},
+    {"time"},
+    {"part"},
+    {"process"},
+    {"test"},
+    {"job"},
+    {"lot"},
+    {"shift"},
+    {"employee"},
+    {"descriptor"},
+    {"piece", "tsno"},
+    {"serial-number", "serial"},
+    {"defect"},
+    {"cac-code", "cac"},
+    {"acc-code", "acc"},
+    {"event"},
+    {"gage"},
+    {"reading", "sbno"},
+    {"part-group"},
+    {"process-group"},
+    {"test-group"},
+    {"descriptor-group"},
+    {"state", "state-code"},
+    {"state-type"},
+    {"company"},
+    {"division"},
+    {"site"},
+    {"department"},
+    {"area"},
+    {"production-unit"},
+    {"defect-group"},
+    {"cac-group", "cac-code-group"},
+    {"acc-group", "acc-code-group"},
+    {"job-group"},
+    {"event-type"},
+};
+static_assert(std::size(kBinTypes) == paBinTypeEventType + 1);
+
+std::vector<std::string> Split(std::string_view name) {
+  std::vector<std::string> parts;
+  for (std::size_t start = 0;;) {
+    const std::size_t end = name.find(kBetween, start);
+    parts.emplace_back(name.substr(start, end - start));
+    if (end == std::string_view::npos) return parts;
+    start = end + kBetween.size();
+  }
+}
+
+// A name by identifier is whole; the bin's own may be cut, and a name in it may hold what stands
+// between the names.
+void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
+  const auto parts = levels == 1 ? std::vector<std::string>{bin.name} : Split(bin.name);
+  for (std::size_t level = 0; level < levels; ++level) {
+    std::string& part = bin.parts[level];
+    part = names(level, bin.id[level]);
+    if (!part.empty()) continue;
+    part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
+  }
+}
+
+// Of the settings, else as many as have a share.
+std::size_t LevelsInUse(const ParetoRead& read) {
+  std::size_t levels = 1;
+  for (std::int32_t level = 1; level < 3; ++level) {
+    const auto place = static_cast<std::size_t>(level);
+    const bool used =
+        read.levels_known && read.processing
+            ? read.processing->BinType(level) != paBinTypeNone
+            : std::any_of(read.bins.begin(), read.bins.end(), [&](const ParetoBinRead& bin) {
+                return bin.percentage[place] != 0.0 || bin.id[place] != 0;
+              });
+    if (used) levels = place + 1;
+  }
+  return levels;
+}
+
+void ReadBins(PABins& bins, ParetoRead& read, const BinNames& names) {
+  for (bool more = bins.MoveFirst(); more; more = bins.MoveNext()) {
+    ParetoBinRead bin;
+    for (std::int32_t level = 0; level < 3; ++level)
+      bin.id[static_cast<std::size_t>(level)] = bins.ID(level);
+    for (std::int32_t level = 0; level < 6; ++level)
+      bin.percentage[static_cast<std::size_t>(level)] = bins.Percentage(level);
+    bin.name = bins.Name();
+    bin.bin_count = bins.BinCount();
+    bin.factor = bins.Factor();
+    bin.value = bins.Value();
+    bin.total = bins.Total();
+    bin.flag = bins.Flag();
+    bin.yield = (bin.flag & kBinHasYield) != 0 ? bins.Yield() : kNaN;
+    bin.ppk = (bin.flag & kBinHasPPK) != 0 ? bins.PPK() : kNaN;
+    bin.subgroup_id = bins.SubgroupID();
+    read.bins.push_back(std::move(bin));
+  }
+  read.levels = LevelsInUse(read);
+  for (auto& bin : read.bins) NameParts(bin, read.levels, names);
+}
+
+std::string NoName(std::size_t, std::int32_t) { return {}; }
+
+}  // namespace
+
+ParetoRead ReadPareto(const PAResults& results, const BinNames& names) {
+  ParetoRead read;
+  read.processing = results.Processing();
+  read.select = results.DataSelect();
+  if (const auto bins = results.Bins()) ReadBins(*bins, read, names);
+  return read;
+}
+
+ParetoRead ReadStoredPareto(const std::string& xml) {
+  PAResults results;
+  results.SetXML(xml);
+  ParetoRead read;
+  read.processing = results.Processing();
+  read.select = results.DataSelect();
+  read.levels_known = false;
+  // A stored result comes back without its bins, which are read as an object of their own.
+  const auto root = XMLSupport::GetXMLSingleNode(xml, "PAResults");
+  const auto element = root.document->SelectSingleNode(root.node, "PABins");
+  std::shared_ptr<PABins> bins = results.Bins();
+  if (!bins && element && XMLSupport::CountChildren(element, "PABin") > 0) {
+    bins = PAResults().Bins();
+    bins->SetXML(root.document->Xml(element));
+  }
+  if (bins) ReadBins(*bins, read, NoName);
+  return read;
+}
+
+ParetoRead ReadStoredBins(const std::string& xml) {
+  ParetoRead read;
+  read.levels_known = false;
+  const auto root = XMLSupport::GetXMLSingleNode(xml, "PABins");
+  if (XMLSupport::CountChildren(root.node, "PABin") == 0) return read;
+  const auto bins = PAResults().Bins();
+  bins->SetXML(xml);
+  ReadBins(*bins, read, NoName);
+  return read;
+}
+
+std::string BinTypeWord(std::int32_t type) {
+  return type >= 0 && type <= paBinTypeEventType ? kBinTypes[type].word : std::string();
+}
+
+bool BinTypeOf(const std::string& word, paBinTypes& type) {
+  for (std::size_t i = 0; i < std::size(kBinTypes); ++i) {
+    if (word != kBinTypes[i].word && (!kBinTypes[i].shorter || word != kBinTypes[i].shorter))
+      continue;
+    type = static_cast<paBinTypes>(i);
+    return true;
+  }
+  return false;
+}
+
+std::string BinTypeWords() {
+  std::string words;
+  for (const auto& type : kBinTypes) words += (words.empty() ? "" : " ") + std::string(type.word);
+  return words;
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/render/chart/ChartJson.h"
+#include "pareto/PAResults.h"
+
+// Everything that a Pareto result can give, read once into plain values.
+namespace orvspc::render {
+
+// What Flag of a bin says.
+enum BinFlags : std::int32_t { kBinEmpty = 1, kBinHasPPK = 2, kBinHasYield = 4, kBinOpen = 8 };
+
+struct ParetoBinRead {
+  std::array<std::int32_t, 3> id = {};
+  std::string name;
+  std::array<std::string, 3> parts;  // of the name, one a level in use
+  double bin_count = 0.0, factor = 0.0, value = 0.0;
+  std::array<double, 6> percentage = {};
+  double total = 0.0;
+  double yield = 0.0, ppk = 0.0;  // NaN where the bin has none
+  std::int32_t flag = 0, subgroup_id = 0;
+};
+
+struct ParetoRead {
+  std::shared_ptr<PAProcessing> processing;  // null in a stored result that has none; so is select
+  std::shared_ptr<DataSelect> select;
+  // A stored result keeps no levels; the settings then answer defaults for them.
+  bool levels_known = true;
+  std::size_t levels = 1;  // in use, 1 to 3
+  std::vector<ParetoBinRead> bins;
+};
+
+// The name of an identifier at a level, beginning with 0; empty when none is known, and the bin's
+// own name must do.
+using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
+
+ParetoRead ReadPareto(const PAResults& results, const BinNames& names);
+// A stored result. Fails as SetXML of the results and of the bins do; a result without bins has
+// none.
+ParetoRead ReadStoredPareto(const std::string& xml);
+// Stored bins alone.
+ParetoRead ReadStoredBins(const std::string& xml);
+
+struct ParetoDocument {
+  ParetoRead pareto;
+  std::vector<Note> notes;
+};
+
+// Words of the command line for bin types: "defect", "part-group". Empty for an unknown type.
+std::string BinTypeWord(std::int32_t type);
+// False for an unknown word; shorter forms are taken too: "acc" for "acc-code".
+bool BinTypeOf(const std::string& word, paBinTypes& type);
+// All of them, separated by blanks.
+std::string BinTypeWords();
+
+}  // namespace orvspc::render

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/pareto/ParetoSvg.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "host/render/chart/ChartLayout.h"
+#include "host/render/core/Markup.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/core/Svg.h"
+#include "host/render/core/Symbols.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr double kLeft = 76.0, kRight = 934.0;
+constexpr double kHeight = 330.0;   // of the plot
+constexpr double kHeadroom = 1.05;  // above the highest that an axis shows
+constexpr double kLineHeight = 13.0;
+constexpr double kGroupGap = 0.5;      // between groups, in bars
+constexpr double kTurned = 122.0;      // most height of turned names
+constexpr std::size_t kMostLines = 3;  // of a name below its bar
+// Below this share of the highest bar the axes are not tied: bars would be too low to be told
+// apart.
+constexpr double kTiedShare = 12.0;
+
+// Colours differ in lightness too, so that the picture reads the same in black and white.
+constexpr const char* kStyle =
+    ".few{fill:#4a7aa8;stroke:#274b6d;stroke-width:.7}"
+    ".bar{fill:#a9c4dc;stroke:#5b84a8;stroke-width:.7}"
+    ".open{stroke:#222;stroke-width:1.6;stroke-dasharray:3 2}"
+    ".grp{fill:#e9eff5;stroke:#9fb4c8;stroke-width:.8}"
+    ".cum{fill:none;stroke:#8a3f00;stroke-width:1.7;stroke-linejoin:round}"
+    ".dot{fill:#fff;stroke:#8a3f00;stroke-width:1.5}.cl1{fill:#8a3f00}"
+    ".e80{stroke:#8a3f00;stroke-width:1;stroke-dasharray:6 3}"
+    ".brace{fill:none;stroke:#888;stroke-width:.8}.in1{fill:#fff}.b1{font-weight:bold}.e1{fill:#"
+    "999}";
+
+// Broken at blanks into lines of so many characters; empty when they do not suffice.
+std::vector<std::string> Lines(const std::string& text, std::size_t width, std::size_t most) {
+  std::vector<std::string> lines;
+  std::string line, word;
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    if (i < text.size() && text[i] != ' ') {
+      word += text[i];
+      continue;
+    }
+    if (Width(word) > width) return {};
+    if (!line.empty() && Width(line) + 1 + Width(word) > width) {
+      lines.push_back(std::exchange(line, word));
+    } else {
+      line += (line.empty() ? "" : " ") + word;
+    }
+    word.clear();
+  }
+  if (!line.empty()) lines.push_back(line);
+  return lines.size() <= most ? lines : std::vector<std::string>{};
+}
+
+class Picture {
+ public:
+  Picture(const ParetoView& view, bool embedded)
+      : view_(view),
+        embedded_(embedded),
+        header_(embedded ? 2.0 : 48.0),
+        top_(header_ + 36.0),
+        bottom_(top_ + kHeight),
+        sheet_(view.title, Place(), embedded, kStyle) {}
+
+  std::string Write() {
+    if (!embedded_) {
+      sheet_.Text(14, 22, "h", "start", FittingText(view_.title, 640));
+      sheet_.Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
+    }
+    if (view_.Empty()) {
+      sheet_.Text(14, header_ + 24, "t", "start", "No data selected");
+      Notes(header_ + 46);
+      return sheet_.Finished();
+    }
+    Axes();
+    Groups();
+    Bars();
+    Cumulative();
+    sheet_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
+    Names();
+    Notes(bottom_ + names_height_ + 26.0);
+    return sheet_.Finished();
+  }
+
+ private:
+  // A page that shows the picture has the notes itself.
+  double NotesHeight() const { return embedded_ ? 0.0 : SvgSheet::HeightOfNotes(view_.notes); }
+
+  // Settles where everything stands; the height of the picture.
+  double Place() {
+    const double notes = NotesHeight();
+    if (view_.Empty()) return header_ + 40.0 + notes;
+    const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
+    const auto bars = static_cast<double>(view_.bars.size());
+    unit_ = std::min((kRight - kLeft) / (bars + kGroupGap * (groups - 1.0) + 0.3), 150.0);
+    values_ = std::all_of(view_.bars.begin(), view_.bars.end(), [&](const ParetoBar& bar) {
+      return kCharacter * static_cast<double>(Width(ParetoValue(bar.value))) <= unit_;
+    });
+    PlaceValues();
+    PlaceNames();
+    return bottom_ + names_height_ + 18.0 + notes;
+  }
+
+  // Where the values add up, both axes are one: 100 percent is the whole.
+  void PlaceValues() {
+    const double most = view_.MostValue();
+    tied_ = !view_.chronological && std::isfinite(view_.whole) && view_.whole > 0.0 &&
+            most / view_.whole * 100.0 >= kTiedShare;
+    most_ = tied_ ? std::max(view_.whole, most) * kHeadroom : most * 1.1;
+    most_share_ = tied_ ? most_ / view_.whole * 100.0 : 100.0 * kHeadroom;
+  }
+
+  void PlaceNames() {
+    const auto room = static_cast<std::size_t>(unit_ / kCharacter);
+    std::size_t lines = 1;
+    for (const auto& bar : view_.bars) {
+      const auto broken = Lines(bar.name, room, kMostLines);
+      turned_ = turned_ || (broken.empty() && !bar.name.empty());
+      lines = std::max(lines, broken.size());
+    }
+    bar_names_ = turned_ ? TurnedHeight() : kLineHeight * static_cast<double>(lines);
+    names_height_ = 10.0 + bar_names_ + (view_.groups.empty() ? 0.0 : 12.0 + 2 * kLineHeight);
+  }
+
+  double TurnedHeight() const {
+    double widest = 0.0;
+    for (const auto& bar : view_.bars)
+      widest = std::max(widest, kCharacter * static_cast<double>(Width(bar.name)));
+    return std::min(widest * 0.82 + 8.0, kTurned);
+  }
+
+  std::size_t GroupOf(std::size_t bar) const {
+    std::size_t group = 0;
+    while (group + 1 < view_.groups.size() && view_.groups[group + 1].first <= bar) ++group;
+    return group;
+  }
+  double X(std::size_t bar) const {
+    return kLeft + unit_ * (static_cast<double>(bar) + 0.65 +
+                            kGroupGap * static_cast<double>(GroupOf(bar)));
+  }
+  double Y(double value) const { return bottom_ - value / most_ * (bottom_ - top_); }
+  double YOfShare(double share) const { return bottom_ - share / most_share_ * (bottom_ - top_); }
+
+  void Axes() {
+    const Ticks ticks = RoundTicks(0.0, most_, 6);
+    for (const double value : ticks.values) {
+      sheet_.Line(kLeft, Y(value), kRight, Y(value), "grid");
+      sheet_.Text(kLeft - 6, Y(value) + 4, "s", "end", Fixed(value, ticks.decimals));
+    }
+    sheet_.Text(kLeft - 60, top_ - 10, "s", "start", FittingText(view_.axis, 420));
+    for (int share = 0; share <= 100; share += 20) {
+      sheet_.Line(kRight, YOfShare(share), kRight + 4, YOfShare(share), "tick");
+      sheet_.Text(kRight + 8, YOfShare(share) + 4, share == 80 && view_.eighty ? "b1 cl1" : "cl1",
+                  "start", std::to_string(share) + " %");
+    }
+    sheet_.Text(kRight + 56, top_ - 10, "cl1", "end", "cumulative share");
+  }
+
+  void Groups() {
+    for (const auto& group : view_.groups) {
+      if (!(group.value > 0.0)) continue;
+      const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
+      sheet_.Rectangle(
+          left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
+          group.name + ": " + ParetoValue(group.value) + ", " + Fixed(group.share, 1) + " %");
+      const std::string text = ParetoValue(group.value);
+      if (group.last > group.first && kCharacter * static_cast<double>(Width(text)) < right - left)
+        sheet_.Text((left + right) / 2, AboveGroup(group), "b1", "middle", text);
+    }
+  }
+
+  // Top of a bar; what is above 0 is seen.
+  double TopOf(const ParetoBar& bar) const {
+    return std::isfinite(bar.value) ? std::min(Y(bar.value), bottom_ - 1.0) : bottom_;
+  }
+  bool Inside(double top) const { return bottom_ - top > 18.0; }
+
+  // Where the figure of a group stands clear of those of its bars.
+  double AboveGroup(const ParetoGroup& group) const {
+    double y = Y(group.value) - 4.0;
+    for (std::size_t i = group.first; values_ && i <= group.last; ++i) {
+      const double top = TopOf(view_.bars[i]);
+      if (!Inside(top)) y = std::min(y, top - 4.0 - kLineHeight);
+    }
+    return y;
+  }
+
+  void Bars() {
+    const double width = unit_ * (view_.groups.empty() ? 0.8 : 0.72);
+    for (std::size_t i = 0; i < view_.bars.size(); ++i) {
+      const ParetoBar& bar = view_.bars[i];
+      if (!(bar.value > 0.0) || !std::isfinite(bar.value)) continue;
+      std::string style = view_.eighty && i <= *view_.eighty ? "few" : "bar";
+      if (bar.open) style += " open";
+      const double y = TopOf(bar);
+      sheet_.Rectangle(X(i) - width / 2, y, width, bottom_ - y, style.c_str(), bar.tip);
+      if (!values_) continue;
+      const bool dark = style.starts_with("few");
+      sheet_.Text(X(i), Inside(y) ? y + 13.0 : y - 4.0, Inside(y) && dark ? "in1" : "", "middle",
+                  ParetoValue(bar.value));
+    }
+  }
+
+  void Cumulative() {
+    std::vector<std::pair<double, double>> line;
+    for (std::size_t i = 0; i < view_.bars.size(); ++i)
+      line.emplace_back(X(i), YOfShare(view_.bars[i].cumulative));
+    if (view_.eighty) sheet_.Line(kLeft, YOfShare(80.0), kRight, YOfShare(80.0), "e80");
+    sheet_.Path(line, "cum");
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      const auto [x, y] = line[i];
+      if (unit_ >= 7.0)
+        sheet_.Add("<circle class=\"dot\" cx=\"" + Coordinate(x) + "\" cy=\"" + Coordinate(y) +
+                   "\" r=\"" + (unit_ >= 20.0 ? "3" : "2") + "\"><title>" +
+                   EscapeMarkup(view_.bars[i].tip) + "</title></circle>\n");
+      // The first point stands on its own bar, whose figure says the same.
+      if (unit_ >= 36.0 && (i != 0 || !tied_))
+        sheet_.Text(x + 4.0, y - 7.0, "cl1", "end", Fixed(view_.bars[i].cumulative, 1));
+    }
+  }
+
+  void Names() {
+    const auto room = static_cast<std::size_t>(unit_ / kCharacter);
+    // Where bars are narrower than a line of text, only some have their name.
+    const auto every = static_cast<std::size_t>(std::max(1.0, std::ceil(11.0 / unit_)));
+    for (std::size_t i = 0; i < view_.bars.size(); ++i) {
+      const ParetoBar& bar = view_.bars[i];
+      const char* style = bar.empty ? "e1" : "";
+      if (!turned_) {
+        double y = bottom_ + 15.0;
+        for (const auto& line : Lines(bar.name, room, kMostLines)) {
+          sheet_.Text(X(i), y, style, "middle", line);
+          y += kLineHeight;
+        }
+      } else if (i % every == 0) {
+        Turned(X(i) + 4.0, bottom_ + 12.0, style, bar.name);
+      }
+    }
+    for (const auto& group : view_.groups) GroupName(group);
+  }
+
+  // From the lower left up to the place; what would leave the picture is cut.
+  void Turned(double x, double y, const char* style, const std::string& text) {
+    const double room = std::min((x - 4.0) / 0.574, kTurned / 0.82);
+    sheet_.Add("<text class=\"" + std::string(style) +
+               "\" text-anchor=\"end\" transform=\"translate(" + Coordinate(x) + " " +
+               Coordinate(y) + ") rotate(-55)\">" + EscapeMarkup(FittingText(text, room)) +
+               "</text>\n");
+  }
+
+  void GroupName(const ParetoGroup& group) {
+    const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
+    const double y = bottom_ + 14.0 + bar_names_;
+    sheet_.Path({{left + 1, y - 4}, {left + 1, y}, {right - 1, y}, {right - 1, y - 4}}, "brace");
+    const double width = right - left + unit_ * kGroupGap - 2.0;
+    auto lines = Lines(group.name, static_cast<std::size_t>(width / kCharacter), 2);
+    if (lines.empty()) lines = {FittingText(group.name, width)};
+    double at = y + 14.0;
+    for (const auto& line : lines) {
+      sheet_.Text((left + right) / 2, at, "b1", "middle", line);
+      at += kLineHeight;
+    }
+  }
+
+  void Notes(double y) {
+    if (!embedded_) sheet_.Notes(view_.notes, y);
+  }
+
+  const ParetoView& view_;
+  bool embedded_;
+  double header_, top_, bottom_;
+  double unit_ = 1.0, most_ = 1.0, most_share_ = 105.0;
+  bool tied_ = false, turned_ = false, values_ = true;
+  double bar_names_ = 0.0, names_height_ = 0.0;
+  SvgSheet sheet_;  // last: its height follows from the others
+};
+
+}  // namespace
+
+std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
+  return Picture(view, embedded).Write();
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/render/events/Events.h"
+#include "host/render/states/StatesView.h"
+#include "platform/PrcsStateLog.h"
+
+// What a process-state analysis gave, read once into plain values.
+namespace orvspc::render {
+
+struct StateRow {
+  std::int32_t prcs = 0, state = 0, type = 0;
+  std::string name;
+  std::int64_t time = 0;
+};
+std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log);
+
+struct StatesDocument {
+  std::shared_ptr<DataSelect> select;  // with the range that was really used
+  bool has_log = false;                // false: there is no record at all
+  std::vector<StateRow> log;           // by time, from the states in force at the start
+  // Where more records follow in the range than were read: the time of the last one read, up to
+  // which the states are known. By process; 0: of every process.
+  std::map<std::int32_t, std::int64_t> cuts;
+  std::vector<EventRow> events;
+  SubgroupsRead subgroups;
+  std::vector<Note> notes;
+};
+
+std::string StatesJson(const StatesDocument& document, const Names& names);
+StatesView MakeStatesView(const StatesDocument& document, const Names& names);
+
+// Whether a date bounds a range; those at the two ends of time stand for none.
+bool IsGiven(double date);
+
+// Start of the range as a stamp; of an open one the first thing that the document knows of.
+std::int64_t StartOf(const StatesDocument& document);
+
+}  // namespace orvspc::render

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+// States in a terminal: a line of letters for each process.
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <utility>
+
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/states/StatesView.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::render {
+
+namespace {
+
+struct TypeLook {
+  std::int32_t type;
+  const char* word;
+  char letter;
+  const char* colour;  // ANSI
+};
+constexpr TypeLook kTypes[] = {
+    {pst_None, "none", '-', "\x1b[2m"},
+    {pst_Start, "start", 'S', "\x1b[36m"},
+    {pst_Run, "run", 'R', "\x1b[32m"},
+    {pst_Pause, "pause", 'P', "\x1b[33m"},
+    {pst_End, "end", 'E', "\x1b[2m"},
+    {pst_Idle, "idle", 'I', "\x1b[34m"},
+    {pst_ScheduledDown, "scheduled-down", 'D', "\x1b[35m"},
+    {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m"},
+};
+
+const TypeLook* LookOf(std::int32_t type) {
+  const auto found = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                  [type](const TypeLook& look) { return look.type == type; });
+  return found == std::end(kTypes) ? nullptr : found;
+}
+
+// A character for each stretch of time.
+class Lines {
+ public:
+  Lines(const StatesView& view, const TextOptions& options)
+      : view_(view), out_(options), colour_(options.colour) {
+    for (const auto& lane : view.lanes) label_ = std::max(label_, Width(lane.process) + 2);
+    label_ = std::min({label_, kMaxLabel, out_.Columns() / 3});
+    cells_ = out_.Columns() - label_ - 1;
+  }
+
+  std::string Write() {
+    if (view_.Empty()) {
+      out_.Line("no data selected");
+    } else {
+      out_.Head(view_);
+      out_.Blank();
+      for (const auto& lane : view_.lanes) DrawLane(lane);
+      Axis();
+      Legend();
+      Totals();
+      if (!view_.events.rows.empty()) {
+        out_.Blank();
+        out_.Write(view_.events);
+      }
+    }
+    out_.Notes(view_);
+    return out_.Take();
+  }
+
+ private:
+  std::int64_t StartOfCell(std::size_t cell) const {
+    return view_.start + (view_.end - view_.start) * static_cast<std::int64_t>(cell) /
+                             static_cast<std::int64_t>(cells_);
+  }
+
+  // The type that fills most of the time of each cell; -1: not known. The stays follow each other,
+  // so each cell goes on where the one before ended.
+  std::vector<std::int32_t> TypesOf(const Lane& lane) const {
+    std::vector<std::int32_t> types;
+    std::size_t first = 0;
+    for (std::size_t cell = 0; cell < cells_; ++cell) {
+      // A cell of less than a second shows its second.
+      const std::int64_t start = StartOfCell(cell),
+                         end = std::max(StartOfCell(cell + 1), start + 1);
+      while (first < lane.stays.size() && lane.stays[first].end <= start) ++first;
+      std::map<std::int32_t, std::int64_t> times;
+      for (std::size_t s = first; s < lane.stays.size() && lane.stays[s].start < end; ++s) {
+        const Stay& stay = lane.stays[s];
+        times[stay.type] += std::min(stay.end, end) - std::max(stay.start, start);
+      }
+      const auto longest =
+          std::max_element(times.begin(), times.end(),
+                           [](const auto& a, const auto& b) { return a.second < b.second; });
+      types.push_back(longest == times.end() ? -1 : longest->first);
+    }
+    return types;
+  }
+
+  void DrawLane(const Lane& lane) {
+    // A name that is too long has a line of its own.
+    const bool fits = Width(lane.process) < label_;
+    if (!fits) out_.Line(lane.process);
+    std::string line = Padded(fits ? lane.process : "", label_);
+    const char* colour = nullptr;
+    for (const std::int32_t type : TypesOf(lane)) {
+      const TypeLook* look = LookOf(type);
+      const char* wanted = colour_ && look ? look->colour : nullptr;
+      if (wanted != colour) {
+        if (colour) line += "\x1b[0m";
+        if (wanted) line += wanted;
+        colour = wanted;
+      }
+      line += look ? look->letter : type != -1 ? '?' : lane.is_process ? '.' : ' ';
+    }
+    out_.Painted(colour ? line + "\x1b[0m" : line);
+    std::string marks(cells_, ' ');
+    for (const auto& event : lane.events) {
+      if (event.time < view_.start || event.time > view_.end) continue;
+      const auto cell =
+          static_cast<std::size_t>((event.time - view_.start) * static_cast<std::int64_t>(cells_) /
+                                   (view_.end - view_.start));
+      char& mark = marks[std::min(cell, cells_ - 1)];
+      mark = mark == ' ' ? (event.open ? '!' : '^') : '*';
+    }
+    if (marks.find_first_not_of(' ') != std::string::npos)
+      out_.Line(std::string(label_, ' ') + marks);
+  }
+
+  void Axis() {
+    const std::string first = IsoTime(view_.start), last = IsoTime(view_.end);
+    const std::string start = std::string(label_, ' ') + first;
+    if (first.size() + last.size() < cells_) {
+      out_.Line(start + Padded(last, cells_ - first.size(), true));
+    } else {
+      out_.Line(start);
+      out_.Line(Padded(last, label_ + cells_, true));
+    }
+  }
+
+  void Legend() {
+    std::string text;
+    bool events = false;
+    std::map<std::int32_t, bool> seen;
+    for (const auto& lane : view_.lanes) {
+      for (const auto& stay : lane.stays) seen[stay.type] = true;
+      events = events || !lane.events.empty();
+    }
+    for (const auto& look : kTypes)
+      if (seen.contains(look.type)) text += std::string(1, look.letter) + " " + look.word + ", ";
+    text += ". not known";
+    if (events) text += ", ^ event, ! open event, * several";
+    out_.Line(text, 0);
+  }
+
+  void Totals() {
+    const Table totals = TotalsTable(view_);
+    if (totals.rows.empty()) return;
+    out_.Blank();
+    out_.Write(totals);
+  }
+
+  static constexpr std::size_t kMaxLabel = 24;
+  const StatesView& view_;
+  TextWriter out_;
+  bool colour_;
+  std::size_t label_ = 10, cells_ = 0;
+};
+
+}  // namespace
+
+std::string StateTypeWord(std::int32_t type) {
+  const TypeLook* look = LookOf(type);
+  return look ? look->word : "type " + std::to_string(type);
+}
+
+std::vector<StateTotal> StateTotals(const StatesView& view) {
+  std::vector<StateTotal> totals;
+  for (const auto& lane : view.lanes) {
+    std::map<std::pair<std::int32_t, std::string>, StateTotal> states;
+    double known = 0.0;
+    for (const auto& stay : lane.stays) {
+      auto& total = states[{stay.type, stay.state}];
+      const double hours = static_cast<double>(stay.end - stay.start) / 3600.0;
+      total.hours += hours;
+      known += hours;
+      ++total.stays;
+    }
+    for (auto& [key, total] : states) {
+      total.process = lane.process;
+      total.type = key.first;
+      total.state = key.second;
+      total.percent = known > 0.0 ? 100.0 * total.hours / known : 0.0;
+      totals.push_back(total);
+    }
+  }
+  return totals;
+}
+
+Table TotalsTable(const StatesView& view) {
+  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
+  for (const auto& total : StateTotals(view))
+    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
+                          std::to_string(total.stays), Fixed(total.hours, 2),
+                          Fixed(total.percent, 1)});
+  return table;
+}
+
+std::string RenderStatesText(const StatesView& view, const TextOptions& options) {
+  return Lines(view, options).Write();
+}
+
+}  // namespace orvspc::render
