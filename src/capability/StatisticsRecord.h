@@ -7,8 +7,8 @@
 #include "platform/CapabilityRecords.h"
 
 // The statistics of one capability analysis as the library keeps them: memory of the library alone.
-// Toward the capability library the two records with a text have it in the 8-bit code page; what
-// stands behind the text is the same bytes in both forms. A new value is all zero.
+// Toward the capability library the two records with a text have it in the 8-bit code page; the
+// bytes behind the text are the same in both forms. A new value is all zero.
 namespace orvspc {
 
 using API_CASpecLim = CASpecLimRecord<char16_t>;

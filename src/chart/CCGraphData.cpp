@@ -14,7 +14,7 @@ namespace {
 constexpr std::int32_t kLastRule = 31;
 constexpr std::int32_t kBitOfLastRule = 32768;
 
-// The bit that a rule sets in a point's marks; 0 for a number that has none.
+// The bit that a rule sets in a point's signals; 0 for a number that has none.
 std::int32_t BitOfRule(std::int32_t number) {
   if (number >= 0 && number < kLastRule) return std::int32_t{1} << number;
   return number == kLastRule ? kBitOfLastRule : 0;
@@ -61,7 +61,8 @@ std::shared_ptr<platform::RuleDef> CCGraphData::OOCRuleDef() {
 }
 
 std::string CCGraphData::cOOCText() const {
-  // Deliberate: the plain marks decide, and the list of rules is not built here.
+  // Deliberate: the signals against the limits in force decide, and the list of rules is not built
+  // here.
   return Traced("CCGraphData.cOOCText(g)",
                 [&] { return OOC() != 0 ? GetOOCText(calculated_rules_) : std::string(); });
 }

@@ -26,7 +26,7 @@ class Friend;
 // present and empty: that holds for USL, Target and LSL when HasSpecificationLimits is false, and
 // for cUCL, cCL and cLCL of a ccGraph1Pc chart.
 //
-// The limits and marks with a c in front are those calculated from the data shown; those without
+// The limits and signals with a c in front are those calculated from the data shown; those without
 // are the ones in force.
 class CCGraphData : public RowSet {
  public:

@@ -33,7 +33,7 @@ constexpr Pair<ccGraph1Types> kGraph1[] = {
     {ccGraph1U, 0xF00},
 };
 
-// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then tells no first graph.
+// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then counts no first graph.
 constexpr Pair<ccGraph1Types> kGraph1Back[] = {
     {ccGraph1XBar, 0x100}, {ccGraph1XMed, 0x200}, {ccGraph1Ix, 0x300},   {ccGraph1Ma, 0x400},
     {ccGraph1Pc, 0x500},   {ccGraph1Ppt, 0x800},  {ccGraph1Dpto, 0x900}, {ccGraph1Ppm, 0xA00},
@@ -114,7 +114,7 @@ std::int32_t GetAPIGraph3(const CCProcessing& processing) {
 }
 
 std::int32_t GetAPIProcessingEx(const CCProcessing& processing) {
-  // Deliberate: GroupBy and EWMA share the low bits, so the word does not tell them apart.
+  // Deliberate: GroupBy and EWMA share the low bits, so the word is ambiguous.
   return Traced("CCAnalysis.GetAPIProcessingEx", [&] {
     return GetAPIGroupBy(processing) | GetAPICusum(processing) | GetAPIEWMA(processing);
   });

@@ -42,7 +42,7 @@ class EventData : public RowSet {
   std::string Name();
   std::int32_t Part() const { return Field("Part", &API_EventData::F_PART); }
   std::int32_t Prcs() const { return Field("Prcs", &API_EventData::F_PRCS); }
-  // time of the subgroup that the event speaks of
+  // time of the subgroup that the event is about
   double Sgtm() const { return DateField("Sgtm", &API_EventData::F_SGTM); }
   std::int32_t Test() const { return Field("Test", &API_EventData::F_TEST_); }
   EventTypes EventType() const { return EventTypes{Field("EventType", &API_EventData::F_TYPE)}; }

@@ -12,7 +12,7 @@
 namespace orvspc {
 namespace {
 
-// The attributes of an event in their order; the name, a text, stands without a member.
+// The attributes of an event in their order; the name, a text, has no member here.
 // Deliberate: Evnt is not among them, so an event of a text has identifier 0.
 struct Attribute {
   const char* name;

@@ -50,7 +50,7 @@ FoundNode GetXMLSingleNode(std::string_view XML, std::string_view Node) {
   return Traced(name, [&] {
     FoundNode found;
     found.document = MakeXMLDocument();
-    // Deliberate: a malformed text is not told apart from a missing root.
+    // Deliberate: a malformed text and a missing root fail alike.
     found.document->LoadXml(XML);
     found.node = found.document->SelectRoot(Node);
     if (!found.node) FailMessage("Node does not exist!");

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <type_traits>
 
+#include "frame/DateText.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
@@ -24,6 +25,15 @@ struct Field {
 };
 template <class Record, class T>
 Field(const char*, T Record::*) -> Field<Record, T>;  // clang 14 deduces none of its own
+
+// A date, which is written as one.
+template <class Record>
+struct DateField {
+  std::string_view attribute;
+  double Record::*member;
+};
+template <class Record>
+DateField(const char*, double Record::*) -> DateField<Record>;
 
 template <class T>
 constexpr bool kIsDouble = std::is_same_v<T, double> || std::is_same_v<T, platform::WireDouble>;
@@ -59,7 +69,18 @@ void ReadField(const platform::XmlNode& element, const Field<Record, T>& field, 
   }
 }
 
-// `fields` is a tuple of Field, in the order of the attributes.
+template <class Record>
+void WriteField(const platform::XmlNode& element, const DateField<Record>& field,
+                const Record& record) {
+  XMLSupport::SetXMLAttribute(element, field.attribute, DateToText(record.*field.member));
+}
+template <class Record>
+void ReadField(const platform::XmlNode& element, const DateField<Record>& field, Record& record) {
+  if (const auto text = XMLSupport::AttributeText(element, field.attribute))
+    record.*field.member = TextToDate(*text);
+}
+
+// `fields` is a tuple of fields, in the order of the attributes.
 template <class Fields, class Record>
 void Write(const platform::XmlNode& element, const Fields& fields, const Record& record) {
   std::apply([&](const auto&... field) { (WriteField(element, field, record), ...); }, fields);

@@ -22,7 +22,7 @@ using platform::XmlNode;
 constexpr std::string_view kElement = "PABins";
 constexpr std::string_view kBin = "PABin";
 
-// An attribute of a bin and where its value stands: a number, a place of an array, or the name.
+// An attribute of a bin and its value in the record: a number, an element of an array, or the name.
 struct IDPlace {
   std::int32_t level;
   bool written = true;

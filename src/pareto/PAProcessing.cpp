@@ -19,7 +19,7 @@ using platform::XmlNode;
 
 constexpr std::string_view kElement = "PAProcessing";
 constexpr std::int32_t kLevels = 3;  // that leave the object
-constexpr std::int32_t kLeastBins = 5;
+constexpr std::int32_t kMinBins = 5;
 
 // A setting that each level has, and its words in the flat record; null where it has none.
 template <class Record, class T>
@@ -118,7 +118,7 @@ void PAProcessing::StartTime(double) {}
 
 void PAProcessing::FixProcessing() {
   Traced("PAProcessing.FixProcessing", [&] {
-    if (settings_.BinCount < kLeastBins) settings_.BinCount = kLeastBins;
+    if (settings_.BinCount < kMinBins) settings_.BinCount = kMinBins;
     if (settings_.ResourceType < paSubgroups || settings_.ResourceType > paProcessState)
       settings_.ResourceType = paSubgroups;
   });

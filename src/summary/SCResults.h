@@ -50,7 +50,7 @@ class SCResults : public RowSet {
   std::int32_t SamplesExpected() const { return Current().SamplesExpected; }
   double PercentComplete() const { return Current().PercentComplete; }
 
-  // How many values stand behind the statistics.
+  // The number of values in the statistics.
   std::int32_t TestCount() const { return Current().TestCount; }
   // Of a row of detail with values; else NaN.
   double MinimumValue() const { return Statistic(&API_SCRow::MinimumValue); }

@@ -59,7 +59,7 @@ bool AnalyzeDS(const std::shared_ptr<platform::Database>& Database, API_DSInfo& 
     const std::int32_t count =
         library.VLXSREQ_SREQ_COMPLIANCE(0, connection, DSInfo, DSFilter.Elements());
     if (count <= 0) {
-      // Nothing is kept, so nothing is released.
+      // The library keeps no rows then, so there are none to release.
       Results.Reset(Friend{});
       return true;
     }
@@ -76,7 +76,7 @@ bool AnalyzeDS(const std::shared_ptr<platform::Database>& Database, API_DSInfo& 
 
 std::shared_ptr<SCResults> Finish(bool done, const std::shared_ptr<SCResults>& results,
                                   const API_DSInfo& info, const Array<std::int32_t>& filter) {
-  // Deliberate: nothing is returned for an analysis that was not done, though none ever says so.
+  // Deliberate: an analysis that was not done returns null, although none reports that.
   if (!done) return nullptr;
   results->DataSelect()->API_SetData(info, filter);
   return results;
