@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dataset/EventData.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "frame/Friend.h"
@@ -41,14 +42,8 @@ bool EventData::Has(std::string_view procedure, std::int32_t API_EventData::*fie
                     std::int32_t Answers::*kept) const {
   return Traced(ProcedureName{Module(), procedure}, [&] {
     std::int32_t& answer = answers_.*kept;
-    if (answer == 0) {
-      answer = -1;
-      for (const API_EventData& row : rows_.Elements()) {
-        if (row.*field == 0) continue;
-        answer = 1;
-        break;
-      }
-    }
+    const auto set = [field](const API_EventData& row) { return row.*field != 0; };
+    if (answer == 0) answer = std::ranges::any_of(rows_.Elements(), set) ? 1 : -1;
     return answer == 1;
   });
 }

@@ -106,10 +106,7 @@ void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgr
     // Deliberate: the cached slices are not forgotten; only a move forgets them.
     answers_ = std::make_unique<Answers>();
     ResetCursor();
-    group_start_.Erase();
-    group_end_.Erase();
-    group_index_.Erase();
-    group_ids_.Erase();
+    for (auto* array : {&group_start_, &group_end_, &group_index_, &group_ids_}) array->Erase();
     subgroups_ = std::move(Subgroups);
     tests_ = std::move(Tests);
     descriptors_ = std::move(Descriptors);
