@@ -13,6 +13,7 @@ set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
 function(orvspc_test_program name label)
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  orvspc_unity(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE ${test_definitions})

@@ -109,7 +109,8 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
         const std::int64_t limit = row_limit_;
         // The forward read is of one process; 0 is no process, not all of them.
         if (process_ != 0)
-          rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : store::kEveryRecord);
+          rows = store::ReadStateLog(db, process_, time, INT32_MAX,
+                                     limit > 0 ? limit + 1 : store::kEveryRecord);
         if (limit > 0 && std::ssize(rows) > limit) {
           rows.pop_back();
           store::AddNote("states-cut",

@@ -13,6 +13,7 @@ namespace orvspc::engine::charts {
 
 inline constexpr std::int32_t kNoRow = -1;
 
+// Effective time of a row.
 using catalogue::EffectiveTime;
 
 // The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective

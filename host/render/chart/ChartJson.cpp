@@ -184,7 +184,7 @@ void WriteGroups(JsonWriter& json, const std::vector<SubgroupRow>& rows) {
   json.EndArray();
 }
 
-void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, const Names& names) {
+void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
   json.Key("Streams");
   json.BeginArray();
   for (const auto& stream : streams) {
@@ -198,13 +198,14 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, cons
     WriteEstimate(json, "Mean", stream.mean);
     WriteEstimate(json, "SP", stream.sp);
     WriteEstimate(json, "SW", stream.sw);
+    if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
     json.EndObject();
   }
   json.EndArray();
 }
 
-void WriteAcceptance(JsonWriter& json, const AcceptanceRead& acceptance) {
+void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
   json.Member("AQLValue", acceptance.level);
   json.Member("AQLProducerRisk", acceptance.risk);
   json.Member("Distribution", acceptance.binomial ? "binomial" : "Poisson");
@@ -214,7 +215,7 @@ void WriteAcceptance(JsonWriter& json, const AcceptanceRead& acceptance) {
 
 }  // namespace
 
-void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate) {
+void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
   json.Key(key);
   json.BeginObject(true);
   json.Member("Value", estimate.value);
@@ -228,7 +229,7 @@ void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estima
   json.EndObject();
 }
 
-void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes) {
+void WriteNotes(JsonWriter& json, const std::vector<Note>& notes) {
   json.Key("Notes");
   json.BeginArray();
   for (const auto& note : notes) {
@@ -339,7 +340,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
 }
 
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
-                     const std::vector<NoteRead>& notes) {
+                     const std::vector<Note>& notes) {
   JsonWriter json;
   json.BeginObject();
   ObjectMember(json, "DataSelect", select, WriteDataSelect);
