@@ -17,14 +17,15 @@ namespace orvspc {
 // An open quality database. Closing it (the last reference) makes its handle refused.
 class EmbeddedDatabase : public platform::Database {
  public:
-  struct Failure {
-    std::int32_t number = 0;
-    std::string description;
-  };
+  using Failure = EngineFailure;
 
   // Why the latest engine call on this database returned nothing, and clears it; empty when nothing
   // failed. The functions of the closed libraries cannot say it themselves.
   virtual std::optional<Failure> TakeFailure() = 0;
+
+  // What the analyses that this thread ran on this database reported since the last call, and
+  // clears it: take it after each analysis whose report matters.
+  virtual Report TakeReport() = 0;
 };
 
 // Makes the embedded engine the platform of the process.

@@ -10,6 +10,11 @@ struct StepFailure {
 };
 thread_local StepFailure step_failure;
 
+// SQLite takes some names for something else than a file, unless they begin with a folder.
+std::string FileName(const std::string& path) {
+  return path.starts_with("file:") || path == ":memory:" ? "./" + path : path;
+}
+
 }  // namespace
 
 bool FailStep(int n) {
@@ -20,7 +25,7 @@ bool FailStep(int n) {
 
 Connection::Connection(const std::string& path, int flags) {
   sqlite3* raw = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &raw, flags, nullptr);
+  const int code = sqlite3_open_v2(FileName(path).c_str(), &raw, flags, nullptr);
   db_.reset(raw);
   if (code != SQLITE_OK) {
     throw SqlError(code & 0xff, raw != nullptr ? sqlite3_errmsg(raw) : sqlite3_errstr(code));

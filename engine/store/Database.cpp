@@ -60,29 +60,9 @@ HandleTable& Handles() {
   return *table;
 }
 
-class OpenedDatabase final : public EmbeddedDatabase {
- public:
-  explicit OpenedDatabase(std::shared_ptr<SqliteStore> store)
-      : store_(std::move(store)), handle_(Handles().Add(store_)) {}
-  OpenedDatabase(const OpenedDatabase&) = delete;
-  OpenedDatabase& operator=(const OpenedDatabase&) = delete;
-  ~OpenedDatabase() override { Handles().Remove(handle_); }
-
-  std::int32_t ConnectionHandle() override { return handle_; }
-  std::int32_t DatabaseValue(std::int32_t value) override { return value_.exchange(value); }
-  std::optional<Failure> TakeFailure() override { return store_->TakeFailure(); }
-
-  const std::shared_ptr<SqliteStore>& Opened() const { return store_; }
-
- private:
-  std::shared_ptr<SqliteStore> store_;
-  std::int32_t handle_;
-  std::atomic<std::int32_t> value_ = 0;
-};
-
 // What can be said without opening the file as a database.
 void CheckFile(const std::string& path, bool create) {
-  if (path.empty()) Refuse(path, "the database has no name");
+  if (path.empty()) RefuseFile(path, "");
   struct stat state {};
   if (stat(path.c_str(), &state) != 0) {
     if (errno == ENOENT && create) return CheckNoLogLeft(path);
@@ -175,7 +155,9 @@ std::vector<Note>& NotesOfThread() {
 }  // namespace
 
 void RefuseFile(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
+  throw platform::ExternalFailure(
+      kFailure, "OpenDatabase",
+      path.empty() ? "the name of the database is empty" : path + ": " + reason);
 }
 
 sql::Connection OpenConnection(const std::string& path, bool create) {
@@ -190,8 +172,12 @@ sql::Connection OpenConnection(const std::string& path, bool create) {
 
 std::shared_ptr<SqliteStore> SqliteStoreOf(std::int32_t handle) { return Handles().Find(handle); }
 
+StoreHandle::StoreHandle(std::shared_ptr<SqliteStore> store)
+    : number_(Handles().Add(std::move(store))) {}
+
+StoreHandle::~StoreHandle() { Handles().Remove(number_); }
+
 std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database) {
-  if (auto* opened = dynamic_cast<OpenedDatabase*>(&database)) return opened->Opened();
   if (auto store = SqliteStoreOf(database.ConnectionHandle())) return store;
   throw platform::ExternalFailure(kFailure, "Database",
                                   "The database object is none of the embedded engine");
@@ -199,20 +185,10 @@ std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database) {
 
 std::shared_ptr<Store> StoreOf(std::int32_t handle) { return SqliteStoreOf(handle); }
 
+std::vector<Note> TakeNotes() { return std::exchange(NotesOfThread(), {}); }
+
 void AddNote(std::string code, std::string text, std::string stream) {
   NotesOfThread().push_back({std::move(code), std::move(text), std::move(stream)});
 }
 
 }  // namespace orvspc::engine::store
-
-namespace orvspc {
-
-std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
-  using namespace engine::store;
-  return std::make_shared<OpenedDatabase>(
-      std::make_shared<SqliteStore>(OpenConnection(path, create), path));
-}
-
-std::vector<Note> TakeNotes() { return std::exchange(engine::store::NotesOfThread(), {}); }
-
-}  // namespace orvspc

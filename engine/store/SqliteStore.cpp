@@ -306,10 +306,10 @@ std::size_t SqliteStore::SharedCount() {
 void SqliteStore::Fail(std::int32_t number, std::string description) {
   const std::lock_guard lock(failure_mutex_);
   // The first is the cause, what follows it is not.
-  if (!failure_) failure_ = EmbeddedDatabase::Failure{number, std::move(description)};
+  if (!failure_) failure_ = EngineFailure{number, std::move(description)};
 }
 
-std::optional<EmbeddedDatabase::Failure> SqliteStore::TakeFailure() {
+std::optional<EngineFailure> SqliteStore::TakeFailure() {
   const std::lock_guard lock(failure_mutex_);
   return std::exchange(failure_, std::nullopt);
 }

@@ -16,12 +16,12 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/Embedded.h"
 #include "engine/catalogue/ItemKind.h"
 #include "engine/catalogue/References.h"
 #include "engine/sql/sqlite.h"
 #include "engine/store/Store.h"
 #include "engine/store/second_reader.h"
+#include "platform/Database.h"
 
 namespace orvspc::engine::store {
 
@@ -100,7 +100,7 @@ class SqliteStore final : public Store {
   void Fail(std::int32_t number, std::string description) override;
 
   // The first failure since the last call.
-  std::optional<EmbeddedDatabase::Failure> TakeFailure();
+  std::optional<EngineFailure> TakeFailure();
 
   const std::string& Path() const { return path_; }
 
@@ -160,7 +160,7 @@ class SqliteStore final : public Store {
   std::size_t shared_ = 0;
 
   std::mutex failure_mutex_;
-  std::optional<EmbeddedDatabase::Failure> failure_;
+  std::optional<EngineFailure> failure_;
 };
 
 // Opens a file with the engine's settings. Throws platform::ExternalFailure with file and reason.
@@ -171,6 +171,19 @@ void NoteWrite();
 
 // Puts the exception being handled into words and keeps it in the store.
 void KeepCurrentFailure(SqliteStore& store) noexcept;
+
+// The number under which an open store is found while this lives.
+class StoreHandle {
+ public:
+  explicit StoreHandle(std::shared_ptr<SqliteStore> store);
+  StoreHandle(const StoreHandle&) = delete;
+  StoreHandle& operator=(const StoreHandle&) = delete;
+  ~StoreHandle();
+  std::int32_t Number() const { return number_; }
+
+ private:
+  std::int32_t number_;
+};
 
 // The store of an open database of ours. Throws platform::ExternalFailure.
 std::shared_ptr<SqliteStore> SqliteStoreOf(platform::Database& database);

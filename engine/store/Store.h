@@ -117,5 +117,7 @@ std::shared_ptr<Store> StoreOf(std::int32_t handle);
 
 // Adds to the thread's notes.
 void AddNote(std::string code, std::string text, std::string stream = {});
+// Those since the last call.
+std::vector<Note> TakeNotes();
 
 }  // namespace orvspc::engine::store

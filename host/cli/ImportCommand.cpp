@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
 #include <functional>
+#include <memory>
 #include <ostream>
 
-#include "engine/import/Import.h"
+#include "engine/QualityDatabase.h"
 #include "host/cli/Command.h"
-#include "platform/ExternalFailure.h"
 
 namespace orvspc::host {
 
@@ -44,44 +39,9 @@ class ClearedLine {
   Console& console_;
 };
 
-void RemoveFiles(const std::string& path) {
-  for (const char* ending : {"", "-wal", "-shm"}) {
-    std::error_code ignored;
-    std::filesystem::remove(path + ending, ignored);
-  }
-}
-
-// A database that is not there yet is filled beside its place and put there when it is complete, so
-// that a refused file leaves none behind and no other process sees it half made. False: it is there
-// already, or another process has made it meanwhile.
-bool MadeAnew(const std::string& path, const std::function<void(const std::string&)>& fill) {
-  std::error_code error;
-  if (std::filesystem::exists(std::filesystem::symlink_status(path, error))) return false;
-  const std::string draft = path + ".new-" + std::to_string(getpid());
-  RemoveFiles(draft);
-  try {
-    fill(draft);
-  } catch (const platform::ExternalFailure& failure) {
-    RemoveFiles(draft);
-    // Who reads the reason knows the database by its own name.
-    std::string reason = failure.Description();
-    const auto at = reason.find(draft);
-    if (at != std::string::npos) reason.replace(at, draft.size(), path);
-    throw Refusal(reason);
-  } catch (...) {
-    RemoveFiles(draft);
-    throw;
-  }
-  const bool linked = link(draft.c_str(), path.c_str()) == 0;
-  // A file system without links cannot keep another process from the name; that is rare twice over.
-  const bool renamed = !linked && errno != EEXIST && rename(draft.c_str(), path.c_str()) == 0;
-  RemoveFiles(draft);
-  return linked || renamed;
-}
-
-std::string Report(engine::import::ImportKind kind, const engine::import::ImportReport& report) {
+std::string Report(ImportKind kind, const ImportReport& report) {
   std::string text = std::to_string(report.lines) + " lines";
-  if (kind == engine::import::ImportKind::Values)
+  if (kind == ImportKind::Values)
     text += ", " + std::to_string(report.subgroups) + " new subgroups";
   text += ", " + std::to_string(report.rows) + " rows stored";
   if (report.new_names > 0) text += ", " + std::to_string(report.new_names) + " new names";
@@ -92,7 +52,7 @@ std::string Report(engine::import::ImportKind kind, const engine::import::Import
 std::string KindList(const std::string& between, std::size_t width = std::string::npos) {
   std::string text;
   std::size_t line = 0;
-  for (const auto word : engine::import::ImportKindWords()) {
+  for (const auto word : ImportKindWords()) {
     const bool breaks = line + word.size() > width;
     if (!text.empty()) text += breaks ? "\n                            " : between;
     line = breaks ? word.size() : line + word.size() + between.size();
@@ -104,20 +64,16 @@ std::string KindList(const std::string& between, std::size_t width = std::string
 int Run(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required("db");
   const std::string word = arguments.Value("kind", "values");
-  const auto kind = engine::import::ImportKindFromWord(word);
+  const auto kind = ImportKindFromWord(word);
   if (!kind) throw Misuse("--kind takes " + KindList(", ") + ", not \"" + word + "\"");
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string& file = arguments.Positional()[0];
   ReadableFile(file);  // so that a slip in its name makes no new database
-  engine::import::ImportOptions options;
+  ImportOptions options;
   options.ignore_unknown = arguments.Has("ignore-unknown");
   options.progress = Progress(console);
-  engine::import::ImportReport report;
   const ClearedLine cleared(console);
-  const auto store = [&](const std::string& database) {
-    report = engine::import::ImportCsv(file, *OpenDatabase(database, true), *kind, options);
-  };
-  if (!MadeAnew(path, store)) store(path);
+  const auto report = QualityDatabase::ImportInto(path, file, *kind, options);
   cleared.Clear();
   Deliver(arguments, console, Report(*kind, report));
   return 0;

@@ -13,9 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/Embedded.h"
+#include "engine/QualityDatabase.h"
 #include "engine/import/Import.h"
-#include "engine/store/Catalogue.h"
 #include "engine/store/SqliteStore.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
@@ -77,6 +76,10 @@ class StoreTest : public testing::Test {
     if (!db_) db_ = OpenDatabase(Path(), true);
     return *db_;
   }
+  QualityDatabase Data() {
+    Db();
+    return QualityDatabase(db_);
+  }
   void Reopen() {
     db_.reset();
     db_ = OpenDatabase(Path());
@@ -91,7 +94,7 @@ class StoreTest : public testing::Test {
   }
   std::shared_ptr<SqliteStore> Opened() { return SqliteStoreOf(Db()); }
   std::int32_t Id(ItemKind kind, const std::string& name) {
-    return FindItem(Db(), kind, name).value_or(-1);
+    return Data().Find(kind, name).value_or(-1);
   }
   DataSet Select(API_DSInfo& info, const std::vector<std::int32_t>& filter,
                  SelectOptions options = {}) {
