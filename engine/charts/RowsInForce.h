@@ -7,13 +7,13 @@
 #include <span>
 #include <vector>
 
-#include "engine/catalogue/StoredLimits.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::charts {
 
 inline constexpr std::int32_t kNoRow = -1;
 
+// Effective time of a row.
 using catalogue::EffectiveTime;
 
 // The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective
