@@ -13,7 +13,7 @@
 #include "engine/pareto/ParetoLibrary.h"
 #include "engine/records.h"
 #include "engine/store/DatabaseLibrary.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/SqlStore.h"
 #include "platform/FixedText.h"
 #include "platform/TimeStamp.h"
 
@@ -117,12 +117,16 @@ class Embedded final : public platform::Platform {
 
 class OpenedDatabase final : public EmbeddedDatabase {
  public:
-  explicit OpenedDatabase(std::shared_ptr<store::SqliteStore> store)
+  explicit OpenedDatabase(std::shared_ptr<store::SqlStore> store)
       : store_(std::move(store)), handle_(store_) {}
 
   std::int32_t ConnectionHandle() override { return handle_.Number(); }
   std::int32_t DatabaseValue(std::int32_t value) override { return value_.exchange(value); }
-  std::optional<Failure> TakeFailure() override { return store_->TakeFailure(); }
+  std::optional<Failure> TakeFailure() override {
+    auto failure = store_->TakeFailure();
+    if (!failure) return std::nullopt;
+    return Failure{failure->number, std::move(failure->text)};
+  }
   Report TakeReport() override {
     return {store::TakeNotes(),
             {LatestStreams(), LatestAcceptance(), {}, {}},
@@ -131,7 +135,7 @@ class OpenedDatabase final : public EmbeddedDatabase {
   }
 
  private:
-  std::shared_ptr<store::SqliteStore> store_;
+  std::shared_ptr<store::SqlStore> store_;
   store::StoreHandle handle_;
   std::atomic<std::int32_t> value_ = 0;
 };
@@ -140,8 +144,8 @@ class OpenedDatabase final : public EmbeddedDatabase {
 }  // namespace engine
 
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
-  return std::make_shared<engine::OpenedDatabase>(std::make_shared<engine::store::SqliteStore>(
-      engine::store::OpenConnection(path, create), path));
+  return std::make_shared<engine::OpenedDatabase>(
+      std::make_shared<engine::store::SqlStore>(engine::store::OpenConnection(path, create), path));
 }
 
 std::shared_ptr<platform::Platform> EmbeddedPlatform() {

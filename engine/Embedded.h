@@ -17,7 +17,10 @@ namespace orvspc {
 // An open quality database. Closing it (the last reference) makes its handle refused.
 class EmbeddedDatabase : public platform::Database {
  public:
-  using Failure = EngineFailure;
+  struct Failure {
+    std::int32_t number = 0;
+    std::string description;
+  };
 
   // Why the latest engine call on this database returned nothing, and clears it; empty when nothing
   // failed. The functions of the closed libraries cannot say it themselves.

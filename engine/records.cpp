@@ -66,7 +66,7 @@ void RuleRecords::Add(platform::RuleDef& other) {
 }
 
 bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
-  return engine::Read(Needed(database, "NameRecord"), [&](store::SqliteStore& store, auto&) {
+  return engine::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
     const auto& names = store.Names(ItemKindOf(kind_));
     const auto found = names.find(Current().id);
     if (found == names.end()) return false;
@@ -101,14 +101,15 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
   records_.clear();
   cursor_ = 0;
   return engine::Read(
-      Needed(database, "PrcsStateLog"), [&](store::SqliteStore& store, sql::Connection& db) {
+      Needed(database, "PrcsStateLog"), [&](store::SqlStore& store, sql::Connection& db) {
         const auto time = platform::DateToTimeStamp(time_);
         std::vector<store::StateLogRow> rows;
         if (query_ == kForward) {
           const std::int64_t limit = row_limit_;
           // The forward read is of one process; 0 is no process, not all of them.
           if (process_ != 0)
-            rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
+            rows = store::ReadStateLog(db, process_, time, INT32_MAX,
+                                       limit > 0 ? limit + 1 : store::kEveryRecord);
           if (limit > 0 && std::ssize(rows) > limit) {
             rows.pop_back();
             store::AddNote("states-cut",

@@ -200,12 +200,12 @@ std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) 
     for (std::size_t i = 0; i < all.size(); ++i) {
       all[i] = "INSERT INTO " +
                std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i))) +
-               "(name) VALUES(?1)";
+               "(name) VALUES(?1) RETURNING id";
     }
     return all;
   }();
-  sql::Query(db_, texts[static_cast<std::size_t>(kind)]).Bind(1, name).Run();
-  const auto id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(db_.Get()));
+  const auto id = static_cast<std::int32_t>(
+      *sql::Query(db_, texts[static_cast<std::size_t>(kind)]).Bind(1, name).RunForInt());
   Of(kind).ids.emplace(name, id);
   ++added_;
   return id;
@@ -214,19 +214,20 @@ std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) 
 GroupAdded AddToGroup(sql::Connection& connection, catalogue::ItemKind kind, std::string_view group,
                       std::int32_t item) {
   GroupAdded added;
-  sql::Query(connection, "INSERT OR IGNORE INTO item_group(kind, name) VALUES(?1, ?2)")
-      .Bind(1, catalogue::WordOf(kind))
-      .Bind(2, group)
-      .Run();
-  added.groups = sqlite3_changes(connection.Get());
-  sql::Query(connection,
-             "INSERT OR IGNORE INTO item_group_member(item_group, item) "
-             "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2")
-      .Bind(1, catalogue::WordOf(kind))
-      .Bind(2, group)
-      .Bind(3, std::int64_t{item})
-      .Run();
-  added.members = sqlite3_changes(connection.Get());
+  added.groups = sql::Query(connection,
+                            "INSERT INTO item_group(kind, name) VALUES(?1, ?2) "
+                            "ON CONFLICT DO NOTHING")
+                     .Bind(1, catalogue::WordOf(kind))
+                     .Bind(2, group)
+                     .Run();
+  added.members = sql::Query(connection,
+                             "INSERT INTO item_group_member(item_group, item) "
+                             "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2 "
+                             "ON CONFLICT DO NOTHING")
+                      .Bind(1, catalogue::WordOf(kind))
+                      .Bind(2, group)
+                      .Bind(3, std::int64_t{item})
+                      .Run();
   return added;
 }
 

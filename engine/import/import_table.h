@@ -14,7 +14,7 @@
 #include "engine/catalogue/words.h"
 #include "engine/import/Import.h"
 #include "engine/import/csv.h"
-#include "engine/sql/sqlite.h"
+#include "engine/sql/Connection.h"
 
 namespace orvspc::engine::import {
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "engine/import/import_table.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/StoreCache.h"
 #include "engine/store/packing.h"
 
 // What an import of values has read and not yet written, and the writing of it.

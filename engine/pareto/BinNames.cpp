@@ -5,7 +5,7 @@
 #include <functional>
 #include <utility>
 
-#include "engine/sql/failures.h"
+#include "engine/sql/failure.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {
@@ -15,11 +15,11 @@ namespace {
 constexpr std::array<std::int32_t, 16> kEverything{};
 
 // Failures leave as what hosts can catch.
-void Reading(store::SqliteStore& store, const std::function<void(sql::Connection&)>& work) {
+void Reading(store::Store& store, const std::function<void(sql::Connection&)>& work) {
   try {
     store.ReadOrThrow(work);
   } catch (...) {
-    sql::LeaveAsExternalFailure(store.Path(), "BinNames");
+    sql::RethrowAsExternal(store.Path(), "BinNames");
   }
 }
 
@@ -27,7 +27,7 @@ void Reading(store::SqliteStore& store, const std::function<void(sql::Connection
 
 BinNames::BinNames(platform::Database& database, std::int32_t resource,
                    const API_PAOptions& options)
-    : store_(store::SqliteStoreOf(database)) {
+    : store_(store::StoreOf(database)) {
   const auto of = resource == paProcessEvents  ? Resource::Events
                   : resource == paProcessState ? Resource::States
                                                : Resource::Subgroups;

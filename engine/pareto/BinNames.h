@@ -28,7 +28,7 @@ class BinNames {
   std::string NameOf(std::size_t level, std::int32_t id);
 
  private:
-  std::shared_ptr<store::SqliteStore> store_;
+  std::shared_ptr<store::Store> store_;
   std::optional<ParetoPlan> plan_;
   std::optional<Lookups> lookups_;
 };

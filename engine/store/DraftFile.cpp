@@ -13,8 +13,7 @@
 #include <filesystem>
 #include <random>
 
-#include "engine/sql/failures.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::store {
@@ -78,13 +77,11 @@ bool Rename(const std::string& from, const std::string& to) {
 // What is not in the file itself would be lost with the name of its log.
 void EmptyLog(const std::string& path) {
   try {
-    auto connection = OpenConnection(path, false);
-    sql::Query query(connection, "PRAGMA wal_checkpoint(TRUNCATE)");
-    const bool is_done = query.Step() && query.Int(0) == 0 && query.Int(1) == query.Int(2);
-    if (!is_done) RefuseFile(path, "its log could not be written into the file");
+    if (OpenConnection(path, false)->EmptyLog()) return;
   } catch (...) {
-    sql::LeaveAsExternalFailure(path, "OpenDatabase");
+    sql::RethrowAsExternal(path, "OpenDatabase");
   }
+  RefuseFile(path, "its log could not be written into the file");
 }
 
 }  // namespace

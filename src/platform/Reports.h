@@ -10,12 +10,6 @@
 // hosts show.
 namespace orvspc {
 
-// Why a call of an engine returned nothing.
-struct EngineFailure {
-  std::int32_t number = 0;
-  std::string description;
-};
-
 // A decision that the engine made for the user: a fallback, a dropped graph, a cut list, nothing to
 // show. Every host prints them.
 struct Note {

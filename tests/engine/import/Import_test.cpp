@@ -28,8 +28,8 @@ class ImportTest : public StoreTest {
   }
   std::int64_t CountOf(const std::string& table) {
     const auto sql = "SELECT count(*) FROM " + table;
-    Connection connection(Path(), SQLITE_OPEN_READWRITE);
-    Query query(connection, sql);
+    const auto connection = OpenAnother(Path());
+    Query query(*connection, sql);
     return query.Step() ? query.Int64(0) : -1;
   }
 };
