@@ -18,6 +18,8 @@
 
 namespace orvspc::host {
 
+using namespace cli;
+
 using namespace render;
 namespace {
 
