@@ -129,15 +129,15 @@ std::string SettingsText(const CAProcessing& processing, const render::TextOptio
   const auto line = [&](const char* name, const std::string& value) {
     text.Line(render::Padded(name, 20) + value);
   };
-  line("fit", render::WordOf(kFitWords, processing.FitType()));
+  line("fit", render::WordOrNumber(kFitWords, processing.FitType()));
   line("bins", std::to_string(processing.BinCount()));
   line("curve", std::to_string(processing.CurveCount()));
-  line("window", render::WordOf(kWindowWords, processing.WindowType()));
+  line("window", render::WordOrNumber(kWindowWords, processing.WindowType()));
   line("window sigmas", render::Shortest(processing.WindowSD()));
   line("window least", render::Shortest(processing.WindowMinimum()));
   line("window greatest", render::Shortest(processing.WindowMaximum()));
-  line("short-term sigma", render::WordOf(kSigmaWords, processing.ShortTermSigmaType()));
-  line("normalize", render::WordOf(kNormalizeWords, processing.Normalize()));
+  line("short-term sigma", render::WordOrNumber(kSigmaWords, processing.ShortTermSigmaType()));
+  line("normalize", render::WordOrNumber(kNormalizeWords, processing.Normalize()));
   line("limits", processing.AllowOverride() ? "as given here" : "as stored");
   if (!processing.AllowOverride()) return text.Take();
   line("USL", LimitText(processing.OverrideUSL()));

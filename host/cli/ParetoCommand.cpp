@@ -207,10 +207,10 @@ std::string SettingsText(const PAProcessing& processing, const render::TextOptio
   const auto line = [&](const char* name, const std::string& value) {
     text.Line(render::Padded(name, 14) + value);
   };
-  line("from", render::WordOf(kFromWords, processing.ResourceType()));
+  line("from", render::WordOrNumber(kFromWords, processing.ResourceType()));
   line("bins", std::to_string(processing.BinCount()));
-  line("measure", render::WordOf(kMeasureWords, processing.ProcessingType()));
-  line("accumulate", render::WordOf(kAccumulateWords, processing.AccumulationType()));
+  line("measure", render::WordOrNumber(kMeasureWords, processing.ProcessingType()));
+  line("accumulate", render::WordOrNumber(kAccumulateWords, processing.AccumulationType()));
   line("empty bins", processing.ShowEmptyBins() ? "shown" : "left out");
   text.Line("What the levels are binned by is not kept.");
   return text.Take();

@@ -224,8 +224,7 @@ double NumberOf(const platform::Cell& cell) {
 
 std::string GraphWord(std::int32_t graph, std::int32_t type) {
   const WordTable words[] = {kGraph1Words, kGraph2Words, kGraph3Words};
-  const std::string word = WordOf(words[std::clamp(graph, 1, 3) - 1], type);
-  return word.empty() ? std::to_string(type) : word;
+  return WordOrNumber(words[std::clamp(graph, 1, 3) - 1], type);
 }
 
 }  // namespace orvspc::render

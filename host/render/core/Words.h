@@ -24,6 +24,12 @@ inline std::string WordOf(WordTable words, std::int32_t value) {
   return {};
 }
 
+// The word of a value, else its number.
+inline std::string WordOrNumber(WordTable words, std::int32_t value) {
+  const std::string word = WordOf(words, value);
+  return word.empty() ? std::to_string(value) : word;
+}
+
 // Empty for an unknown word.
 inline std::optional<std::int32_t> ValueOf(WordTable words, std::string_view text) {
   for (const auto& word : words)
