@@ -5,11 +5,25 @@
 #include <ostream>
 
 #include "engine/QualityDatabase.h"
-#include "host/cli/Command.h"
+#include "host/cli/Output.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
+
+// The words of the engine; one table for --kind and its help.
+Choice<ImportKind> KindOption() {
+  static const std::vector<render::Word> words = [] {
+    std::vector<render::Word> all;
+    for (const auto word : ImportKindWords())
+      all.push_back({word, static_cast<std::int32_t>(*ImportKindFromWord(word))});
+    return all;
+  }();
+  return {{"kind", "KIND", "", "", false, words}};
+}
+
+constexpr Option kIgnoreUnknown{"ignore-unknown", nullptr,
+                                "skip columns with unknown names instead of refusing the file"};
 
 // A line on a terminal that is written over, at most some ten times a second.
 std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
@@ -39,68 +53,47 @@ class ClearedLine {
   Console& console_;
 };
 
-std::string Report(ImportKind kind, const ImportReport& report) {
-  std::string text = std::to_string(report.lines) + " lines";
+std::string ReportText(ImportKind kind, const ImportReport& report,
+                       const render::TextOptions& options) {
+  std::string line = std::to_string(report.lines) + " lines";
   if (kind == ImportKind::Values)
-    text += ", " + std::to_string(report.subgroups) + " new subgroups";
-  text += ", " + std::to_string(report.rows) + " rows stored";
-  if (report.new_names > 0) text += ", " + std::to_string(report.new_names) + " new names";
-  return text + "\n";
-}
-
-// Every kind; past a width the list goes on in a new line of the help.
-std::string KindList(const std::string& between, std::size_t width = std::string::npos) {
-  std::string text;
-  std::size_t line = 0;
-  for (const auto word : ImportKindWords()) {
-    const bool breaks = line + word.size() > width;
-    if (!text.empty()) text += breaks ? "\n                            " : between;
-    line = breaks ? word.size() : line + word.size() + between.size();
-    text += word;
-  }
-  return text;
+    line += ", " + std::to_string(report.subgroups) + " new subgroups";
+  line += ", " + std::to_string(report.rows) + " rows stored";
+  if (report.new_names > 0) line += ", " + std::to_string(report.new_names) + " new names";
+  render::TextWriter text(options);
+  text.Line(line);
+  return text.Take();
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  const std::string path = arguments.Required("db");
-  const std::string word = arguments.Value("kind", "values");
-  const auto kind = ImportKindFromWord(word);
-  if (!kind) throw Misuse("--kind takes " + KindList(", ") + ", not \"" + word + "\"");
+  const std::string path = arguments.Required(kDatabase);
+  const ImportKind kind = arguments.Get(KindOption());
   if (arguments.Positional().empty()) throw Misuse("which file?");
   const std::string& file = arguments.Positional()[0];
-  ReadableFile(file);  // so that a slip in its name makes no new database
+  CheckReadable(file);  // so that a slip in its name makes no new database
   ImportOptions options;
-  options.ignore_unknown = arguments.Has("ignore-unknown");
+  options.ignore_unknown = arguments.Has(kIgnoreUnknown);
   options.progress = Progress(console);
   const ClearedLine cleared(console);
-  const auto report = QualityDatabase::ImportInto(path, file, *kind, options);
+  const ImportReport report = QualityDatabase::ImportInto(path, file, kind, options);
   cleared.Clear();
-  Deliver(arguments, console, Report(*kind, report));
+  console.out << ReportText(kind, report, TextOptionsOf(arguments, console));
   return 0;
 }
 
 }  // namespace
 
 Command ImportCommand() {
-  static const std::string kinds =
-      KindList(" ", 64) + "\n                            (default values)";
-  Command command;
-  command.name = "import";
-  command.synopsis = "FILE.csv --db FILE [--kind KIND]";
-  command.summary = "Stores a CSV file in a database, which is made if it is not there";
-  command.details =
-      "A file is stored whole or not at all. Values need the columns part, process, test,\n"
-      "subgroup, time and value (or count); docs/how-to/import.md tells the columns of all "
-      "kinds.\n";
-  command.example = "orvspc import values.csv --db q.db";
-  command.options = {
-      {"db", "FILE", "the quality database"},
-      {"kind", "KIND", kinds.c_str()},
-      {"ignore-unknown", nullptr, "skip columns with unknown names instead of refusing the file"},
-  };
-  command.most_positional = 1;
-  command.run = Run;
-  return command;
+  return {"import",
+          "FILE.csv --db FILE [--kind KIND]",
+          "Stores a CSV file in a database, which is made if it is not there",
+          "A file is stored whole or not at all. Values need the columns part, process, test, "
+          "subgroup, time and value (or count); docs/how-to/import.md lists the columns of all "
+          "kinds.",
+          "orvspc import values.csv --db q.db",
+          {kDatabase, KindOption(), kIgnoreUnknown},
+          Run,
+          1};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli
