@@ -43,6 +43,7 @@ void RunRows::Clear() {
   Forget(data_.subgroups);
   Forget(data_.values);
   Forget(data_.keys);
+  Forget(data_.sizes);
   Forget(stamps_);
   subgroups_taken_ = false;
   test_count_ = 0;

@@ -101,7 +101,8 @@ class SubgroupTaker::Counter {
         every_state_(every_state) {}
 
   void Count(const store::DataSet& data) {
-    for (const auto& subgroup : data.subgroups) {
+    for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
+      const auto& subgroup = data.subgroups[i];
       if (!Counts(subgroup, every_state_)) continue;
       const auto& facts = facts_.Of(subgroup);
       const bool is_variable = facts.type == ttVariable;
@@ -112,7 +113,7 @@ class SubgroupTaker::Counter {
         ground.units += pieces;
         if (pieces > 0.0) ground.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
       } else {
-        ground.units += std::max(subgroup.Size, 0);
+        ground.units += std::max(data.SizeOf(i), 0.0);
         TakeCounts(data, subgroup, facts.type == ttDefectives);
       }
     }
