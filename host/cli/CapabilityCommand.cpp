@@ -20,6 +20,7 @@
 #include "host/render/capability/CapabilitySvg.h"
 #include "host/render/capability/CapabilityText.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::host {
 
@@ -95,23 +96,9 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
 
 struct Analysed {
   std::shared_ptr<CAResults> results;
-  FitRead fit;
-  std::vector<NoteRead> notes;
+  CapabilityReport fit;
+  std::vector<Note> notes;
 };
-
-FitRead LatestFit() {
-  CapabilityReport report = LatestCapability();
-  FitRead fit{std::move(report.law),
-              std::move(report.expected),
-              report.gamma,
-              report.delta,
-              report.xi,
-              report.lambda,
-              report.fitted_at,
-              {}};
-  fit.short_term = EstimateOf(report.short_term);
-  return fit;
-}
 
 CapabilityDocument Document(Analysed analysed) {
   CapabilityDocument document;
@@ -124,11 +111,11 @@ CapabilityDocument Document(Analysed analysed) {
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<CAProcessing>& processing) {
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   Analysed analysed{CAAnalysis().AnalyzeDataSelect(database, select, processing), {}, {}};
   CheckEngine(*database);
-  analysed.fit = LatestFit();
-  analysed.notes = NotesRead();
+  analysed.fit = LatestCapability();
+  analysed.notes = TakeNotes();
   return analysed;
 }
 

@@ -78,16 +78,16 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 
 struct Analysed {
   std::shared_ptr<CCResults> results;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<CCProcessing>& processing) {
-  NotesRead();  // those of earlier calls are not this chart's
+  TakeNotes();  // those of earlier calls are not this chart's
   Analysed analysed{CCAnalysis().AnalyzeDataSelect(database, select, processing), {}};
   CheckEngine(*database);
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   return analysed;
 }
 
@@ -140,16 +140,13 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
   document.chart = ReadChart(*analysed.results);
   // Without data the engine still tells of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
-  document.streams = StreamsRead();
+  document.streams = LatestStreams();
   return document;
 }
 
-std::optional<AcceptanceRead> ReadAcceptance(const ChartDocument& document) {
+std::optional<AcceptanceLimits> ReadAcceptance(const ChartDocument& document) {
   if (document.chart.subgroups.rows.empty()) return std::nullopt;
-  const auto limits = LatestAcceptance();
-  if (!limits) return std::nullopt;
-  return AcceptanceRead{limits->level, limits->risk, limits->binomial, limits->numbers,
-                        limits->rates};
+  return LatestAcceptance();
 }
 
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,

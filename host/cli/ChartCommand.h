@@ -21,7 +21,7 @@ ChartDocument RunChart(const std::shared_ptr<EmbeddedDatabase>& database,
 
 // The acceptance limits of the document that this thread's latest RunChart gave; none for charts of
 // variables and without data. Apart, since they are searched for and JSON alone shows them.
-std::optional<AcceptanceRead> ReadAcceptance(const ChartDocument& document);
+std::optional<AcceptanceLimits> ReadAcceptance(const ChartDocument& document);
 
 // The document in one of the formats of the chart command; colour: in a terminal's text.
 std::string ChartText(const ChartDocument& document, const Names& names, const std::string& format,

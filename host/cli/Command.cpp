@@ -142,31 +142,8 @@ void CheckEngine(EmbeddedDatabase& database) {
   if (const auto failure = database.TakeFailure()) throw Refusal(failure->description);
 }
 
-std::vector<NoteRead> NotesRead() {
-  std::vector<NoteRead> notes;
-  for (auto& note : TakeNotes())
-    notes.push_back({std::move(note.code), std::move(note.text), std::move(note.stream)});
-  return notes;
-}
-
-EstimateRead EstimateOf(const Estimate& estimate) {
-  return {estimate.value, estimate.name,       estimate.constant,
-          estimate.used,  estimate.least_size, estimate.largest_size};
-}
-
-std::vector<StreamRead> StreamsRead() {
-  std::vector<StreamRead> streams;
-  for (const auto& stream : LatestStreams())
-    streams.push_back({stream.part, stream.process, stream.test, EstimateOf(stream.mean),
-                       EstimateOf(stream.sp), EstimateOf(stream.sw), stream.average_size,
-                       EstimateOf(stream.gamma)});
-  return streams;
-}
-
-void PrintNotes(Console& console, const std::vector<NoteRead>& notes) {
-  for (const auto& note : notes)
-    console.err << PlainText("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text)
-                << "\n";
+void PrintNotes(Console& console, const std::vector<Note>& notes) {
+  for (const auto& note : notes) console.err << PlainText("note: " + note.Sentence()) << "\n";
 }
 
 }  // namespace orvspc::host

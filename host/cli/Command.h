@@ -66,11 +66,8 @@ Names NoNames();
 // Throws Refusal with the engine's reason when the latest call on the database failed.
 void CheckEngine(EmbeddedDatabase& database);
 
-std::vector<NoteRead> NotesRead();
-std::vector<StreamRead> StreamsRead();
-EstimateRead EstimateOf(const Estimate& estimate);
 // One line each on err, for formats that have no place for them.
-void PrintNotes(Console& console, const std::vector<NoteRead>& notes);
+void PrintNotes(Console& console, const std::vector<Note>& notes);
 
 inline constexpr const char* kNoData = "no data selected";
 

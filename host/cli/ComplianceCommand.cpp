@@ -85,10 +85,10 @@ int Run(const Arguments& arguments, Console& console) {
 ComplianceDocument RunCompliance(const std::shared_ptr<EmbeddedDatabase>& database,
                                  const std::shared_ptr<DataSelect>& select) {
   ComplianceDocument document;
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   const auto results = SCAnalysis().AnalyzeDataSelect(database, select);
   CheckEngine(*database);
-  document.notes = NotesRead();
+  document.notes = TakeNotes();
   document.select = results->DataSelect();
   document.rows = ReadCompliance(*results);
   document.shifts = ShiftRows(LatestSampling(), Shifts(*database), NamesOf(database));

@@ -27,7 +27,7 @@ int Run(const Arguments& arguments, Console& console) {
   // The retrieval writes what it resolved into the selection that it works on.
   const auto data = select->Clone()->GetSubgroupData(database);
   CheckEngine(*database);
-  const auto notes = NotesRead();
+  const auto notes = TakeNotes();
   if (data->TotalSubgroups() == 0 && format != "text") console.err << kNoData << "\n";
   if (format == "json") {
     Deliver(arguments, console,
@@ -35,9 +35,10 @@ int Run(const Arguments& arguments, Console& console) {
     return 0;
   }
   PrintNotes(console, notes);
-  Deliver(
-      arguments, console,
-      format == "xml" ? data->GetXML() + "\n" : DataText(ReadSubgroups(*data), NamesOf(database)));
+  Deliver(arguments, console,
+          format == "xml"
+              ? data->GetXML() + "\n"
+              : DataText(ReadSubgroups(*data), NamesOf(database), {console.columns, false}));
   return 0;
 }
 

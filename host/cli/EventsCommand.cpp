@@ -17,7 +17,7 @@ int Run(const Arguments& arguments, Console& console) {
   const auto select = MakeSelection(arguments, *database, 25);
   const auto events = select->GetEventData(database);
   CheckEngine(*database);
-  const auto notes = NotesRead();
+  const auto notes = TakeNotes();
   if (events->Count() == 0 && format != "text") console.err << kNoData << "\n";
   if (format == "json") {
     Deliver(arguments, console,
@@ -26,19 +26,20 @@ int Run(const Arguments& arguments, Console& console) {
   }
   PrintNotes(console, notes);
   Deliver(arguments, console,
-          format == "xml" ? events->GetXML() + "\n"
-                          : EventsText(ReadEvents(*events), NamesOf(database)));
+          format == "xml"
+              ? events->GetXML() + "\n"
+              : EventsText(ReadEvents(*events), NamesOf(database), {console.columns, false}));
   return 0;
 }
 
 }  // namespace
 
-std::string ShowEvents(const std::string& text, const std::string& format) {
+std::string ShowEvents(const std::string& text, const std::string& format, const Console& console) {
   EventData events;
   events.SetXML(text);
   if (format == "xml") return events.GetXML() + "\n";
   const auto rows = ReadEvents(events);
-  return format == "text" ? EventsText(rows, NoNames())
+  return format == "text" ? EventsText(rows, NoNames(), {console.columns, false})
                           : EventsJson({nullptr, rows, {}}, NoNames());
 }
 

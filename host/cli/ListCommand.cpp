@@ -5,6 +5,7 @@
 #include "host/render/core/Json.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::host {
 
@@ -12,22 +13,19 @@ namespace {
 
 using engine::catalogue::ItemKind;
 
-constexpr int kNarrow = 26;  // columns of a name; longer ones push the rest aside
-
-std::string ItemsText(EmbeddedDatabase& database, ItemKind kind) {
-  const auto items = engine::store::ListItems(database, kind);
-  std::string text = Padded("id", 6, true) + "  " +
-                     Padded(engine::catalogue::WordOf(kind), kNarrow) +
-                     Padded("subgroups", 9, true) + "  " + Padded("first", 21) + "last\n";
-  for (const auto& item : items) {
-    const std::string name = PlainText(item.name);
-    text += Padded(std::to_string(item.id), 6, true) + "  " +
-            (Width(name) < kNarrow ? Padded(name, kNarrow) : name + "  ") +
-            Padded(std::to_string(item.subgroups), 9, true);
-    if (item.subgroups > 0) text += "  " + Padded(IsoTime(item.first), 21) + IsoTime(item.last);
-    text += "\n";
+Table ItemsTable(EmbeddedDatabase& database, ItemKind kind) {
+  Table table{
+      "",
+      {"#id", std::string(engine::catalogue::WordOf(kind)), "#subgroups", "@first", "@last"},
+      {}};
+  for (const auto& item : engine::store::ListItems(database, kind)) {
+    const bool used = item.subgroups > 0;
+    table.rows.push_back({std::to_string(item.id), PlainText(item.name),
+                          std::to_string(item.subgroups), used ? IsoTime(item.first) : "",
+                          used ? IsoTime(item.last) : ""});
   }
-  return items.empty() ? text + "  (none)\n" : text;
+  if (table.rows.empty()) table.rows.push_back({"", "(none)", "", "", ""});
+  return table;
 }
 
 void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
@@ -50,28 +48,28 @@ void ItemsJson(JsonWriter& json, EmbeddedDatabase& database, ItemKind kind) {
   json.EndArray();
 }
 
-std::string DescriptorsText(EmbeddedDatabase& database) {
-  std::string text = Padded("id", 6, true) + "  descriptor\n";
+Table DescriptorsTable(EmbeddedDatabase& database) {
+  Table table{"", {"#id", "descriptor"}, {}};
   for (const auto& descriptor : engine::store::ListDescriptors(database))
-    text += Padded(std::to_string(descriptor.id), 6, true) + "  " +
-            PlainText(descriptor.group_name + "=" + descriptor.name) + "\n";
-  return text;
+    table.rows.push_back(
+        {std::to_string(descriptor.id), PlainText(descriptor.group_name + "=" + descriptor.name)});
+  return table;
 }
 
-std::string GroupsText(EmbeddedDatabase& database) {
-  std::string text = Padded("id", 6, true) + "  " + Padded("kind", 12) + "group and members\n";
+Table GroupsTable(EmbeddedDatabase& database) {
+  Table table{"", {"#id", "kind", "group and members"}, {}};
   for (int k = 0; k < engine::catalogue::kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
     for (const auto& group : engine::store::ListGroups(database, kind)) {
-      text += Padded(std::to_string(group.id), 6, true) + "  " +
-              Padded(engine::catalogue::WordOf(kind), 12) + PlainText(group.name) + ":";
+      std::string text = group.name + ":";
       for (const auto member : group.members)
-        text += " " + PlainText(engine::store::ItemName(database, kind, member)) +
+        text += " " + engine::store::ItemName(database, kind, member) +
                 (member == group.members.back() ? "" : ",");
-      text += "\n";
+      table.rows.push_back({std::to_string(group.id), std::string(engine::catalogue::WordOf(kind)),
+                            PlainText(text)});
     }
   }
-  return text;
+  return table;
 }
 
 int Run(const Arguments& arguments, Console& console) {
@@ -104,19 +102,22 @@ int Run(const Arguments& arguments, Console& console) {
     Deliver(arguments, console, json.Text());
     return 0;
   }
-  std::string text;
+  TextWriter text({console.columns, false});
   if (word == "descriptors") {
-    text = DescriptorsText(*database);
+    text.Write(DescriptorsTable(*database));
   } else if (word == "groups") {
-    text = GroupsText(*database);
+    text.Write(GroupsTable(*database));
   } else if (word == "rule-sets") {
-    for (const auto& name : engine::store::RuleSetNames(*database)) text += PlainText(name) + "\n";
+    for (const auto& name : engine::store::RuleSetNames(*database)) text.Line(PlainText(name));
   } else if (word == "settings") {
-    text = SettingsText(*database);
+    text.Write(SettingsTable(*database));
   } else {
-    for (const auto one : kinds) text += (text.empty() ? "" : "\n") + ItemsText(*database, one);
+    for (const auto one : kinds) {
+      if (one != kinds.front()) text.Blank();
+      text.Write(ItemsTable(*database, one));
+    }
   }
-  Deliver(arguments, console, text);
+  Deliver(arguments, console, text.Take());
   return 0;
 }
 

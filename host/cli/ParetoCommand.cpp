@@ -12,6 +12,7 @@
 #include "host/cli/Selection.h"
 #include "host/cli/words.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/pareto/ParetoHtml.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "host/render/pareto/ParetoModel.h"
@@ -167,16 +168,16 @@ BinNames NamesOfBins(const std::shared_ptr<EmbeddedDatabase>& database,
 
 struct Analysed {
   std::shared_ptr<PAResults> results;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select,
                  const std::shared_ptr<PAProcessing>& processing) {
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   Analysed analysed{PAAnalysis().AnalyzeDataSelect(database, select, processing), {}};
   CheckEngine(*database);
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   return analysed;
 }
 

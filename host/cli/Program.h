@@ -13,7 +13,7 @@ struct Console {
   std::ostream& err;
   bool out_is_terminal = false;
   bool err_is_terminal = false;
-  std::size_t columns = 100;
+  std::size_t columns = 80;
 };
 
 // words: the command line without the program's name. Exit status: 0 done, 1 failed, 2 misused.

@@ -59,17 +59,16 @@ int Run(const Arguments& arguments, Console&) {
 
 }  // namespace
 
-std::string SettingsText(EmbeddedDatabase& database) {
+Table SettingsTable(EmbeddedDatabase& database) {
   const auto stored = engine::store::ListSettings(database);
-  std::string text = Padded("setting", 17) + Padded("value", 19) + "what it is\n";
+  Table table{"", {"setting", "value", "what it is"}, {}};
   for (const auto& setting : Settings()) {
     const auto found = stored.find(setting.name);
-    const std::string value = found == stored.end() ? setting.fallback : found->second;
-    text += Padded(setting.name, 17) +
-            Padded(PlainText(value), std::max<std::size_t>(19, Width(value) + 2)) +
-            setting.meaning + "\n";
+    table.rows.push_back({setting.name,
+                          PlainText(found == stored.end() ? setting.fallback : found->second),
+                          setting.meaning});
   }
-  return text;
+  return table;
 }
 
 Command SetCommand() {

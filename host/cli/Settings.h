@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <string>
-
 #include "engine/Embedded.h"
+#include "host/render/core/Report.h"
 
 namespace orvspc::host {
 
 // The settings of a database with their values, for "list settings".
-std::string SettingsText(EmbeddedDatabase& database);
+render::Table SettingsTable(EmbeddedDatabase& database);
 
 }  // namespace orvspc::host

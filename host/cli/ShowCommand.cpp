@@ -36,7 +36,7 @@ std::string ShowSelect(const Stored& stored) {
   DataSelect select;
   select.SetXML(stored.text);
   if (stored.format == "xml") return select.GetXML() + "\n";
-  if (stored.format == "text") return DataSelectText(select);
+  if (stored.format == "text") return DataSelectText(select, {stored.console.columns, false});
   return ObjectJson("DataSelect", [&](JsonWriter& json) { WriteDataSelect(json, select); });
 }
 
@@ -44,7 +44,7 @@ std::string ShowProcessing(const Stored& stored) {
   CCProcessing processing;
   processing.SetXML(stored.text);
   if (stored.format == "xml") return processing.GetXML() + "\n";
-  if (stored.format == "text") return ProcessingText(processing);
+  if (stored.format == "text") return ProcessingText(processing, {stored.console.columns, false});
   return ObjectJson("Processing", [&](JsonWriter& json) { WriteProcessing(json, processing); });
 }
 
@@ -53,7 +53,7 @@ std::string ShowData(const Stored& stored) {
   data.SetXML(stored.text);
   if (stored.format == "xml") return data.GetXML() + "\n";
   const auto read = ReadSubgroups(data);
-  return stored.format == "text" ? DataText(read, NoNames())
+  return stored.format == "text" ? DataText(read, NoNames(), {stored.console.columns, false})
                                  : DataJson(nullptr, read, NoNames(), {});
 }
 
@@ -106,7 +106,7 @@ constexpr Kind kKinds[] = {
     {"CCProcessing", false, ShowProcessing},
     {"SubgroupData", false, ShowData},
     {"EventData", false,
-     [](const Stored& stored) { return ShowEvents(stored.text, stored.format); }},
+     [](const Stored& stored) { return ShowEvents(stored.text, stored.format, stored.console); }},
 };
 
 int Run(const Arguments& arguments, Console& console) {

@@ -44,20 +44,20 @@ constexpr const char* kLogCut = "states-cut";
 struct Analysed {
   std::shared_ptr<PSResults> results;
   std::vector<StateRow> log;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
   std::optional<std::int64_t> cut;  // the last record read of a log that goes on in the range
 };
 
 Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
                  const std::shared_ptr<DataSelect>& select) {
   Analysed analysed;
-  NotesRead();  // those of earlier calls are not this analysis's
+  TakeNotes();  // those of earlier calls are not this analysis's
   analysed.results =
       PSAnalysis().AnalyzeDataSelect(database, select, std::make_shared<PSProcessing>());
-  analysed.notes = NotesRead();
+  analysed.notes = TakeNotes();
   CheckEngine(*database);
   if (const auto log = analysed.results->PrcsStateLog()) analysed.log = ReadStateLog(*log);
-  const auto is_cut = [](const NoteRead& note) { return note.code == kLogCut; };
+  const auto is_cut = [](const Note& note) { return note.code == kLogCut; };
   if (analysed.log.size() < kLogRecords) {
     // Read forward without an end; what is missing lies after the range.
     std::erase_if(analysed.notes, is_cut);
@@ -78,7 +78,7 @@ void AppendOtherLogs(const std::shared_ptr<EmbeddedDatabase>& database,
                      const std::set<std::int32_t>& processes, std::int32_t first,
                      StatesDocument& document) {
   const Names names = NamesOf(database);
-  const auto name = [&](NoteRead& note, std::int32_t process) {
+  const auto name = [&](Note& note, std::int32_t process) {
     if (note.code == kLogCut) note.stream = names(NameKind::Process, process);
   };
   if (processes.size() > 1)
@@ -155,7 +155,7 @@ void AddStatesBefore(const std::shared_ptr<EmbeddedDatabase>& database,
       document.has_log = true;
       document.log.push_back(std::move(*row));
     }
-  NotesRead();  // reads of a single record leave notes of their own
+  TakeNotes();  // reads of a single record leave notes of their own
 }
 
 // A range without an end goes on until now, or to what is newer. The analysis takes no record

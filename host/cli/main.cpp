@@ -19,8 +19,8 @@ std::size_t TerminalColumns() {
   winsize size{};
   if (columns <= 0 && isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
     columns = size.ws_col;
-  if (columns <= 0) columns = 100;
-  return static_cast<std::size_t>(std::clamp(columns, 60L, 200L));
+  if (columns <= 0) columns = 80;
+  return static_cast<std::size_t>(std::clamp(columns, 40L, 200L));
 }
 
 }  // namespace

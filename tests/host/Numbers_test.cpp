@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 #include <gtest/gtest.h>
 

@@ -11,6 +11,7 @@
 
 #include "engine/Embedded.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/pareto/ParetoHtml.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "host/render/pareto/ParetoSvg.h"

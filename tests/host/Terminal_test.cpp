@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {

@@ -13,8 +13,7 @@ std::string RenderCapabilityHtml(const CapabilityView& view) {
   Page page(view.title);
   page.Paragraph("sub", view.subtitle);
   page.Add(RenderCapabilitySvg(view, true));
-  for (const auto& note : view.notes)
-    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
   for (const auto& table : view.tables) {
     if (table.beside) continue;
     page.Heading(table.title);

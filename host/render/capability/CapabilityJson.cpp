@@ -47,14 +47,14 @@ void WriteBins(JsonWriter& json, const std::vector<BinRead>& bins) {
   json.EndArray();
 }
 
-void WriteFit(JsonWriter& json, const FitRead& fit) {
+void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
   json.Key("Fit");
   json.BeginObject(true);
   json.Member("Law", fit.law);
-  const bool johnson = fit.z != 0.0;
+  const bool johnson = fit.fitted_at != 0.0;
   for (const auto& [key, value] :
        {std::pair("Gamma", fit.gamma), std::pair("Delta", fit.delta), std::pair("Xi", fit.xi),
-        std::pair("Lambda", fit.lambda), std::pair("Z", fit.z)}) {
+        std::pair("Lambda", fit.lambda), std::pair("Z", fit.fitted_at)}) {
     if (johnson) {
       json.Member(key, value);
     } else {

@@ -78,7 +78,7 @@ class Tables {
   Tables(const CapabilityDocument& document, int decimals)
       : capability_(document.capability), fit_(document.fit), decimals_(decimals) {}
 
-  std::vector<ReportTable> Make() {
+  std::vector<Table> Make() {
     Data();
     Limits();
     Indices();
@@ -132,7 +132,7 @@ class Tables {
                                       {"upper warning", "Ugb", "zUwl"},   {"target", "Tar", "zTar"},
                                       {"lower warning", "Lgb", "zLwl"},   {"LSL", "Lsl", "zLsl"},
                                       {"LRL, reasonable", "Lrl", nullptr}};
-    ReportTable table{"Limits", {"", "#value", "#Z"}, {}, true};
+    Table table{"Limits", {"", "#value", "#Z"}, {}, true};
     for (const Kind& kind : kKinds) {
       const double limit = Figure("SpecLim", kind.limit);
       if (!std::isfinite(limit)) continue;
@@ -154,7 +154,7 @@ class Tables {
     static constexpr Pair kPairs[] = {{"Cp, Pp", "Cp", "Pp"},     {"Cpk, Ppk", "Cpk", "Ppk"},
                                       {"Cpu, Ppu", "Cpu", "Ppu"}, {"Cpl, Ppl", "Cpl", "Ppl"},
                                       {"Cr, Pr", "Cr", "Pr"},     {"Cpm, Ppm", "Cpm", "Ppm"}};
-    ReportTable table{"Indices", {"", "#short-term", "#long-term"}, {}, true};
+    Table table{"Indices", {"", "#short-term", "#long-term"}, {}, true};
     for (const Pair& pair : kPairs)
       table.rows.push_back({pair.text, Index("CPs", pair.shorter), Index("PPs", pair.longer)});
     table.rows.push_back({"Z bench", "", Index("Summary", "ZBench")});
@@ -182,7 +182,7 @@ class Tables {
                                       {"below lower warning", "ActBelowLWL", "ExpBelowLWL"},
                                       {"below LSL", "ActBelowLSL", "ExpBelowLSL"},
                                       {"below LRL", "ActBelowLRL", "ExpBelowLRL"}};
-    ReportTable table{"Share of pieces", {"", "#observed", "#expected"}, {}, true};
+    Table table{"Share of pieces", {"", "#observed", "#expected"}, {}, true};
     for (const Kind& kind : kKinds) {
       const double actual = Figure("SpecResults", kind.actual);
       const double expected = Figure("SpecResults", kind.expected);
@@ -193,7 +193,7 @@ class Tables {
   }
 
   void Fit() {
-    ReportTable table{"Tests", {"", "#statistic", "#p"}, {}, true};
+    Table table{"Tests", {"", "#statistic", "#p"}, {}, true};
     table.rows.push_back({"fit, chi-square, " + Whole("ChiSq", "DegFreedom") + " df",
                           Digits("ChiSq", "Value"), Digits("ChiSq", "Probability", 3)});
     table.rows.push_back(
@@ -218,7 +218,7 @@ class Tables {
           row("coefficient of robustness (about 1 for a normal law)", "Summary", "CoRobustness"),
           row("subgroup size", "Summary", "SubgroupSize")}});
     if (!fit_ || fit_->short_term.name.empty()) return;
-    const EstimateRead& estimate = fit_->short_term;
+    const Estimate& estimate = fit_->short_term;
     std::string text = EstimatorText(estimate.name);
     if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
       text += ", constant " + Significant(estimate.constant, 7);
@@ -257,8 +257,7 @@ class Tables {
         {"below lower T1", "T1L", "T1Lp", kT1Lp, "zT1L", "ActBelowT1L", "ExpBelowT1L"},
         {"below lower T2", "T2L", "T2Lp", kT2Lp, "zT2L", "ActBelowT2L", "ExpBelowT2L"},
         {"below lower MAV", "MavL", "MavLp", kMavLp, "zMAVL", "ActBelowMAVL", "ExpBelowMAVL"}};
-    ReportTable table{
-        "Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}, {}};
+    Table table{"Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}, {}};
     const double word = capability_.Held("NccLim", "EFlag");
     const auto flags = std::isfinite(word) ? static_cast<std::int32_t>(word) : 0;
     for (const Kind& kind : kKinds) {
@@ -277,9 +276,9 @@ class Tables {
   }
 
   const CapabilityRead& capability_;
-  const std::optional<FitRead>& fit_;
+  const std::optional<CapabilityReport>& fit_;
   int decimals_;
-  std::vector<ReportTable> tables_;
+  std::vector<Table> tables_;
 };
 
 void AddMark(std::vector<ValueMark>& marks, double at, const std::string& name) {
@@ -339,8 +338,7 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   const CapabilityRead& capability = document.capability;
   CapabilityView view;
   view.title = TitleText(capability.select.get(), names);
-  for (const auto& note : document.notes)
-    view.notes.push_back({note.code, PlainText(note.text), PlainText(note.stream)});
+  view.notes = PlainNotes(document.notes);
   if (capability.Empty()) return view;
   view.subtitle = SubtitleText(capability);
   view.axis = AxisText(capability.processing.get());

@@ -116,7 +116,7 @@ double RawFigure(const CAStatistics& statistics, std::string_view record, std::s
 }
 
 // No estimate, or one that the record could not hold.
-bool LacksShortTerm(const CAStatistics& statistics, const EstimateRead& estimate) {
+bool LacksShortTerm(const CAStatistics& statistics, const Estimate& estimate) {
   if (!std::isfinite(estimate.value)) return true;
   return estimate.value != 0.0 && RawFigure(statistics, "Summary", "ShortTermSD") == 0.0;
 }
@@ -130,7 +130,8 @@ bool IsLost(const CAStatistics& statistics, const CapabilityFigure& figure) {
          });
 }
 
-double Defined(const CAStatistics& statistics, const CapabilityFigure& figure, const FitRead* fit) {
+double Defined(const CAStatistics& statistics, const CapabilityFigure& figure,
+               const CapabilityReport* fit) {
   if (fit && std::string_view(figure.name) == "ShortTermSD" &&
       LacksShortTerm(statistics, fit->short_term))
     return kNaN;
@@ -155,7 +156,7 @@ double NormalShare(double low, double high, double mean, double deviation) {
   return a > 0.0 ? 0.5 * (std::erfc(a) - std::erfc(b)) : 0.5 * (std::erfc(-b) - std::erfc(-a));
 }
 
-void ReadBins(CABins& bins, const FitRead* fit, CapabilityRead& read) {
+void ReadBins(CABins& bins, const CapabilityReport* fit, CapabilityRead& read) {
   const double count = read.Figure("Summary", "PieceCount");
   const double mean = read.Figure("Summary", "Mean");
   const double deviation = read.Figure("Summary", "LongTermSD");
@@ -195,7 +196,7 @@ double CapabilityRead::Held(std::string_view record, std::string_view name) cons
   return kNaN;
 }
 
-CapabilityRead ReadCapability(CAResults& results, const FitRead* fit) {
+CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit) {
   CapabilityRead read;
   read.processing = results.Processing();
   read.select = results.DataSelect();

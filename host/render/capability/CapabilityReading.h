@@ -41,26 +41,17 @@ struct CapabilityRead {
   bool Empty() const { return !(Figure("Summary", "PieceCount") > 0.0); }
 };
 
-// What the engine tells of the latest analysis beside the result object.
-struct FitRead {
-  std::string law;               // "normal", "Johnson SU"; empty: none, as for values all equal
-  std::vector<double> expected;  // pieces of each bin
-  double gamma = 0.0, delta = 0.0, xi = 0.0, lambda = 0.0;  // of a Johnson curve, else 0
-  double z = 0.0;  // of the four quantiles that the Johnson curve was fitted to
-  EstimateRead short_term;
-};
-
 // A figure is not known when its operation says so, not defined when what it is divided by is 0 or
 // when it is beyond the largest number. Short-term sigma is known as far as fit says.
 // The pieces that a bin is expected to hold come from fit. Without it (null: a stored result) they
 // follow from mean and long-term deviation; of a Johnson curve, whose parameters no result has,
 // they are then not known.
-CapabilityRead ReadCapability(CAResults& results, const FitRead* fit = nullptr);
+CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit = nullptr);
 
 struct CapabilityDocument {
   CapabilityRead capability;
-  std::optional<FitRead> fit;
-  std::vector<NoteRead> notes;
+  std::optional<CapabilityReport> fit;
+  std::vector<Note> notes;
 };
 
 }  // namespace orvspc::render

@@ -6,6 +6,7 @@
 
 #include "host/render/chart/ChartLayout.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
 
 namespace orvspc::render {

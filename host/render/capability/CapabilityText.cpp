@@ -5,145 +5,98 @@
 #include <cmath>
 
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
 
 namespace {
 
-class Report {
- public:
-  Report(const CapabilityView& view, const TextOptions& options)
-      : view_(view), colour_(options.colour), width_(std::max<std::size_t>(options.columns, 60)) {}
+constexpr std::size_t kMinBar = 10;  // cells of the longest bar
 
-  std::string Write() {
-    Line(view_.title);
-    if (!view_.subtitle.empty()) Line(view_.subtitle);
-    if (view_.Empty()) {
-      Line("no data selected");
-    } else {
-      Histogram();
-      Tables();
-    }
-    for (const auto& note : view_.notes)
-      Line("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text);
-    return out_;
-  }
+// Where a value of the axis falls: its bin, or -1 before the first and the count behind the last.
+long BinOf(const std::vector<HistogramBar>& bars, double value) {
+  const auto count = static_cast<long>(bars.size());
+  if (value < bars.front().low) return -1;
+  for (long b = 0; b < count; ++b)
+    if (value < bars[static_cast<std::size_t>(b)].high) return b;
+  return value == bars.back().high ? count - 1 : count;
+}
 
- private:
-  void Line(const std::string& text) {
-    const std::size_t end = text.find_last_not_of(' ');
-    out_ += text.substr(0, end == std::string::npos ? 0 : end + 1) + "\n";
-  }
-
-  std::string Painted(const char* colour, const std::string& text) const {
-    return colour_ && !text.empty() ? std::string(colour) + text + "\x1b[0m" : text;
-  }
-
-  // Where a value of the axis falls: the bin, or before the first and behind the last one.
-  struct Place {
-    bool before = false, behind = false;
-    std::size_t bin = 0;
+// The bar, filled up to its room only where something follows.
+std::string Bar(const TextWriter& out, const HistogramBar& bar, double most, std::size_t room,
+                bool filled) {
+  const auto column = [&](double pieces) {
+    return static_cast<std::size_t>(
+        std::lround(std::clamp(pieces / most, 0.0, 1.0) * static_cast<double>(room - 1)));
   };
-  Place PlaceOf(double value) const {
-    if (value < view_.bars.front().low) return {true, false, 0};
-    for (std::size_t b = 0; b < view_.bars.size(); ++b)
-      if (value < view_.bars[b].high || (b + 1 == view_.bars.size() && value == view_.bars[b].high))
-        return {false, false, b};
-    return {false, true, 0};
+  std::size_t length = std::isfinite(bar.count) ? column(bar.count) : 0;
+  if (bar.count > 0.0) length = std::max<std::size_t>(length, 1);
+  std::string text(length, '#');
+  if (std::isfinite(bar.expected) && bar.expected >= 0.5) {
+    const std::size_t at = column(bar.expected);
+    if (text.size() <= at) text.resize(at + 1, ' ');
+    text[at] = '*';
   }
+  if (filled) text = Padded(text, room + 1);
+  std::string painted;
+  for (const char c : text)
+    painted += out.InColour(c == '#' ? "\x1b[34m" : c == '*' ? "\x1b[1;31m" : nullptr, {c});
+  return painted;
+}
 
-  void Histogram() {
-    std::vector<std::string> beside(view_.bars.size());
-    std::string before, behind;
-    const auto add = [&](double at, const std::string& text) {
-      if (!std::isfinite(at)) return;
-      const Place place = PlaceOf(at);
-      std::string& target = place.before ? before : place.behind ? behind : beside[place.bin];
-      target += (target.empty() ? "" : ", ") + text;
-    };
-    for (const auto* marks : {&view_.limits, &view_.targets})
-      for (const auto& mark : *marks) add(mark.at, mark.text);
-    add(view_.mean, "mean " + Fixed(view_.mean, view_.decimals));
+void WriteHistogram(TextWriter& out, const CapabilityView& view) {
+  // Beside each bin, and with one more at both ends, the limits and the mean that lie there.
+  std::vector<std::string> beside(view.bars.size() + 2);
+  const auto add = [&](double at, const std::string& text) {
+    if (!std::isfinite(at)) return;
+    std::string& place = beside[static_cast<std::size_t>(BinOf(view.bars, at) + 1)];
+    place += (place.empty() ? "" : ", ") + text;
+  };
+  for (const auto* marks : {&view.limits, &view.targets})
+    for (const auto& mark : *marks) add(mark.at, mark.text);
+  add(view.mean, "mean " + Fixed(view.mean, view.decimals));
 
-    std::size_t label = 0, note = 0;
-    for (const auto& bar : view_.bars)
-      label = std::max(label, Width(Fixed(bar.low, view_.decimals)));
-    for (const auto& text : beside) note = std::max(note, Width(text));
-    const std::size_t fixed = label + 2 + 7 + 2 + (note == 0 ? 0 : note + 2);
-    const std::size_t room = width_ > fixed + 10 ? width_ - fixed : 10;
-    out_ += "\n";
-    Line(Padded("from", label, true) + " " + Padded("pieces", 7, true));
-    if (!before.empty()) Line(std::string(label + 9, ' ') + "  below: " + before);
-    for (std::size_t b = 0; b < view_.bars.size(); ++b) {
-      const auto& bar = view_.bars[b];
-      Line(Padded(Fixed(bar.low, view_.decimals), label, true) + " " +
-           Padded(Fixed(bar.count, 0), 7, true) + " |" + Bar(bar, room, !beside[b].empty()) +
-           Painted("\x1b[35m", beside[b]));
-    }
-    if (!behind.empty()) Line(std::string(label + 9, ' ') + "  above: " + behind);
-    bool curve = false;
-    for (const auto& bar : view_.bars) curve = curve || std::isfinite(bar.expected);
-    Line("\n# pieces" + std::string(curve ? "   * pieces expected by the fitted curve" : ""));
+  std::size_t label = 0, note = 0;
+  for (const auto& bar : view.bars) label = std::max(label, Width(Fixed(bar.low, view.decimals)));
+  for (std::size_t b = 1; b + 1 < beside.size(); ++b) note = std::max(note, Width(beside[b]));
+  // In a narrow terminal the notes stand below their bars.
+  const std::size_t head = label + 11;
+  const bool below = head + note + 2 + kMinBar > out.Columns();
+  const std::size_t room = out.Columns() - head - (note == 0 || below ? 0 : note + 2);
+  const std::string indent(label + 9, ' ');
+  const double most = MostPieces(view);
+  out.Blank();
+  out.Line(Padded("from", label, true) + " " + Padded("pieces", 7, true));
+  if (!beside.front().empty()) out.Line(indent + "  below: " + beside.front(), label + 11);
+  for (std::size_t b = 0; b < view.bars.size(); ++b) {
+    const auto& bar = view.bars[b];
+    const std::string& text = beside[b + 1];
+    const bool follows = !text.empty() && !below;
+    out.Painted(Padded(Fixed(bar.low, view.decimals), label, true) + " " +
+                Padded(Fixed(bar.count, 0), 7, true) + " |" + Bar(out, bar, most, room, follows) +
+                (follows ? out.InColour("\x1b[35m", text) : ""));
+    if (below && !text.empty()) out.Line(indent + "  " + text, label + 11);
   }
-
-  // Filled up to its room only where something follows.
-  std::string Bar(const HistogramBar& bar, std::size_t room, bool filled) const {
-    const double most = MostPieces(view_);
-    const auto column = [&](double pieces) {
-      return static_cast<std::size_t>(
-          std::lround(std::clamp(pieces / most, 0.0, 1.0) * static_cast<double>(room - 1)));
-    };
-    std::size_t length = column(bar.count);
-    if (bar.count > 0.0) length = std::max<std::size_t>(length, 1);
-    std::string text(length, '#');
-    std::size_t at = room;
-    if (std::isfinite(bar.expected) && bar.expected >= 0.5) {
-      at = column(bar.expected);
-      if (text.size() <= at) text.resize(at + 1, ' ');
-      text[at] = '*';
-    }
-    if (filled) text = Padded(text, room + 1);
-    if (!colour_) return text;
-    std::string painted;
-    for (const char c : text)
-      painted += c == '#'   ? Painted("\x1b[34m", "#")
-                 : c == '*' ? Painted("\x1b[1;31m", "*")
-                            : std::string(1, c);
-    return painted;
-  }
-
-  void Tables() {
-    for (const auto& table : view_.tables) {
-      std::vector<std::size_t> widths(table.headings.size(), 0);
-      widths[0] = std::max<std::size_t>(Width(table.title), 24);
-      for (std::size_t c = 1; c < widths.size(); ++c)
-        widths[c] = std::max<std::size_t>(Width(table.headings[c]) - 1, 11);
-      for (const auto& row : table.rows)
-        for (std::size_t c = 0; c < row.size(); ++c)
-          widths[c] = std::max(widths[c], Width(row[c]) + (c == 0 ? 2 : 0));
-      std::string line = Padded(table.title, widths[0]);
-      for (std::size_t c = 1; c < widths.size(); ++c)
-        line += "  " + Padded(table.headings[c].substr(1), widths[c], true);
-      out_ += "\n";
-      Line(line);
-      for (const auto& row : table.rows) {
-        line = Padded("  " + row[0], widths[0]);
-        for (std::size_t c = 1; c < row.size(); ++c) line += "  " + Padded(row[c], widths[c], true);
-        Line(line);
-      }
-    }
-  }
-
-  const CapabilityView& view_;
-  bool colour_;
-  std::size_t width_;
-  std::string out_;
-};
+  if (!beside.back().empty()) out.Line(indent + "  above: " + beside.back(), label + 11);
+  const bool curve = std::any_of(view.bars.begin(), view.bars.end(), [](const HistogramBar& bar) {
+    return std::isfinite(bar.expected);
+  });
+  out.Blank();
+  out.Line(std::string("# pieces") + (curve ? "   * pieces expected by the fitted curve" : ""));
+}
 
 }  // namespace
 
 std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& options) {
-  return Report(view, options).Write();
+  TextWriter out(options);
+  out.Head(view, view.Empty());
+  if (!view.Empty()) WriteHistogram(out, view);
+  for (const auto& table : view.tables) {
+    out.Blank();
+    out.Write(table);
+  }
+  out.Notes(view);
+  return out.Take();
 }
 
 }  // namespace orvspc::render

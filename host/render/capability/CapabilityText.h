@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/render/capability/CapabilityView.h"
-#include "host/render/chart/ChartText.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::render {
 

@@ -23,16 +23,7 @@ struct ValueMark {
   std::string text;  // "USL 74.05"
 };
 
-// A heading that starts with # is a number's.
-struct ReportTable {
-  std::string title;
-  std::vector<std::string> headings;
-  std::vector<std::vector<std::string>> rows;
-  bool beside = false;  // stands beside the picture
-};
-
-struct CapabilityView {
-  std::string title, subtitle;
+struct CapabilityView : View {
   std::string axis;  // what the horizontal axis shows
   std::vector<HistogramBar> bars;
   std::vector<std::pair<double, double>> curve;  // expected pieces at a value
@@ -40,8 +31,7 @@ struct CapabilityView {
   std::vector<ValueMark> targets;                // the target and the stated content
   double mean = 0.0, sigma = 0.0;                // NaN: not known; long-term
   int decimals = 4;                              // of a value
-  std::vector<ReportTable> tables;
-  std::vector<NoteView> notes;
+  std::vector<Table> tables;
 
   bool Empty() const { return bars.empty(); }
 };

@@ -5,6 +5,7 @@
 
 #include "host/render/chart/ChartSvg.h"
 #include "host/render/core/Html.h"
+#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
@@ -13,7 +14,7 @@ namespace {
 
 void Estimates(Page& page, const ChartView& view) {
   std::vector<std::vector<std::string>> rows;
-  const auto add = [&](const std::string& stream, const char* what, const EstimateView& estimate) {
+  const auto add = [&](const std::string& stream, const char* what, const Estimate& estimate) {
     if (estimate.name.empty() && !std::isfinite(estimate.value)) return;
     rows.push_back({stream, what, Significant(estimate.value, 8), estimate.name,
                     std::isfinite(estimate.constant) && estimate.constant != 0.0
@@ -55,8 +56,7 @@ std::string RenderChartHtml(const ChartView& view) {
   Page page(view.title);
   page.Paragraph("sub", view.subtitle);
   page.Add(RenderChartSvg(view, true));
-  for (const auto& note : view.notes)
-    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
   if (view.Count() == 0) return page.Text();
   Estimates(page, view);
   Marks(page, view);

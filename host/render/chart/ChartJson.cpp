@@ -184,7 +184,7 @@ void WriteGroups(JsonWriter& json, const std::vector<SubgroupRow>& rows) {
   json.EndArray();
 }
 
-void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, const Names& names) {
+void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
   json.Key("Streams");
   json.BeginArray();
   for (const auto& stream : streams) {
@@ -205,7 +205,7 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamRead>& streams, cons
   json.EndArray();
 }
 
-void WriteAcceptance(JsonWriter& json, const AcceptanceRead& acceptance) {
+void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
   json.Member("AQLValue", acceptance.level);
   json.Member("AQLProducerRisk", acceptance.risk);
   json.Member("Distribution", acceptance.binomial ? "binomial" : "Poisson");
@@ -215,7 +215,7 @@ void WriteAcceptance(JsonWriter& json, const AcceptanceRead& acceptance) {
 
 }  // namespace
 
-void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estimate) {
+void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
   json.Key(key);
   json.BeginObject(true);
   json.Member("Value", estimate.value);
@@ -229,7 +229,7 @@ void WriteEstimate(JsonWriter& json, const char* key, const EstimateRead& estima
   json.EndObject();
 }
 
-void WriteNotes(JsonWriter& json, const std::vector<NoteRead>& notes) {
+void WriteNotes(JsonWriter& json, const std::vector<Note>& notes) {
   json.Key("Notes");
   json.BeginArray();
   for (const auto& note : notes) {
@@ -340,7 +340,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
 }
 
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
-                     const std::vector<NoteRead>& notes) {
+                     const std::vector<Note>& notes) {
   JsonWriter json;
   json.BeginObject();
   ObjectMember(json, "DataSelect", select, WriteDataSelect);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/core/PlainText.h"
 
 #include <algorithm>
 #include <cmath>

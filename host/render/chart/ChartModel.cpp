@@ -112,8 +112,10 @@ std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) 
   return text;
 }
 
-EstimateView View(const EstimateRead& estimate) {
-  return {estimate.value, EstimatorText(estimate.name), estimate.constant, estimate.used};
+// With the estimator's name in the words of the field.
+Estimate Worded(Estimate estimate) {
+  estimate.name = EstimatorText(estimate.name);
+  return estimate;
 }
 
 void AddStreams(ChartView& view, const ChartDocument& document, const Names& names) {
@@ -134,9 +136,9 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     const auto found = places.find({read.part, read.process, read.test});
     if (found == places.end()) continue;
     StreamView& stream = view.stream_views[static_cast<std::size_t>(found->second)];
-    stream.mean = View(read.mean);
-    stream.sp = View(read.sp);
-    stream.sw = View(read.sw);
+    stream.mean = Worded(read.mean);
+    stream.sp = Worded(read.sp);
+    stream.sw = Worded(read.sw);
     stream.average_size = read.average_size;
   }
 }
@@ -176,7 +178,7 @@ std::string SizeText(const std::vector<std::int32_t>& sizes) {
          (least == largest ? "" : " to " + std::to_string(largest));
 }
 
-std::string EstimateText(const EstimateView& estimate) {
+std::string EstimateText(const Estimate& estimate) {
   if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
   std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
   if (std::isfinite(estimate.constant) && estimate.constant != 0.0) {
@@ -469,8 +471,7 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
   const int decimals = DataDecimals(chart);
   for (const auto& graph : chart.graphs)
     view.graphs.push_back(MakeGraph(view, graph, document, decimals));
-  for (const auto& note : document.notes)
-    view.notes.push_back({note.code, PlainText(note.text), PlainText(note.stream)});
+  view.notes = PlainNotes(document.notes);
   return view;
 }
 

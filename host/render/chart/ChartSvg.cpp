@@ -6,38 +6,13 @@
 #include <set>
 
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
 #include "host/render/core/Symbols.h"
 
 namespace orvspc::render {
-
-std::string EscapeMarkup(std::string_view text) {
-  std::string out;
-  for (const char c : PlainText(text)) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
 
 namespace {
 
@@ -363,8 +338,8 @@ class Picture {
       for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
     if (embedded) return lines;
     for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
-      const NoteView& note = view_.notes[n];
-      lines.push_back({"", "Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text});
+      const Note& note = view_.notes[n];
+      lines.push_back({"", "Note: " + note.Sentence()});
     }
     if (view_.notes.size() > kMostNotes)
       lines.push_back(

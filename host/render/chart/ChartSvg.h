@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "host/render/chart/ChartView.h"
 
@@ -13,8 +12,5 @@ namespace orvspc::render {
 // embedded: for use inside a page, without the XML declaration, the title line and the notes that
 // the page has itself.
 std::string RenderChartSvg(const ChartView& view, bool embedded = false);
-
-// Text with the five characters of markup escaped, and control characters as blanks.
-std::string EscapeMarkup(std::string_view text);
 
 }  // namespace orvspc::render

@@ -2,17 +2,20 @@
 #include "host/render/chart/ChartText.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "host/render/chart/ChartLayout.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
 
 namespace {
 
-constexpr std::size_t kMostMarks = 40;  // listed below the picture
+constexpr std::size_t kMaxMarks = 40;  // listed below the picture
+constexpr std::size_t kMinPlot = 16;   // columns of points beside which limits may stand
 
 // One character cell; more important things replace less important ones.
 enum Layer : int { kEmpty, kSpecification, kLimit, kCentre, kUnused, kPoint, kMarked };
@@ -42,48 +45,26 @@ const char* Colour(Layer layer) {
 class Plot {
  public:
   Plot(const ChartView& view, const TextOptions& options)
-      : view_(view), options_(options), places_(Places(view)) {
+      : view_(view), out_(options), places_(Places(view)), width_(out_.Columns()) {
     for (const auto place : places_) place_count_ = std::max(place_count_, place + 1);
-    width_ = std::max<std::size_t>(options.columns, 60);
   }
 
   std::string Write() {
-    Wrapped(view_.title, 2);
-    Wrapped(view_.subtitle, 2);
-    if (view_.Count() == 0) Line("no data selected");
-    for (std::size_t g = 0; view_.Count() != 0 && g < view_.graphs.size(); ++g)
-      DrawGraph(view_.graphs[g], g == 0 ? 15 : 9);
+    out_.Head(view_, view_.Count() == 0);
     if (view_.Count() != 0) {
+      for (std::size_t g = 0; g < view_.graphs.size(); ++g)
+        DrawGraph(view_.graphs[g], g == 0 ? 15 : 9);
       Times();
       Signs();
       Limits();
       Streams();
       Marks();
     }
-    for (const auto& note : view_.notes)
-      Wrapped("note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 2);
-    return out_;
+    out_.Notes(view_);
+    return out_.Take();
   }
 
  private:
-  void Line(const std::string& text) {
-    if (!text.empty()) out_ += text + "\n";
-  }
-
-  // Broken at blanks where the terminal ends, the further lines indented.
-  void Wrapped(std::string text, std::size_t indent) {
-    while (Width(text) > width_) {
-      const std::string head = Padded(text, width_);
-      std::size_t cut = head.find_last_of(' ');
-      // A word longer than the line is broken where the line ends.
-      if (cut == std::string::npos || cut <= indent) cut = head.size();
-      Line(text.substr(0, cut));
-      const std::size_t next = text.find_first_not_of(' ', cut);
-      text = std::string(indent, ' ') + (next == std::string::npos ? "" : text.substr(next));
-    }
-    if (text.find_first_not_of(' ') != std::string::npos) Line(text);
-  }
-
   std::size_t Column(std::size_t place) const {
     if (place_count_ <= 1) return plot_ / 2;
     // Few points stand apart by whole columns, many share columns.
@@ -151,7 +132,10 @@ class Plot {
     for (const double tick : ticks.values)
       label = std::max(label, Width(Fixed(tick, ticks.decimals)));
     left_ = label + 2;
-    plot_ = width_ - left_ - Gutter(graph);
+    // In a narrow terminal the values of the limits stand below the points.
+    const std::size_t gutter = Gutter(graph);
+    const bool beside = left_ + gutter + kMinPlot <= width_;
+    plot_ = width_ - left_ - (beside ? gutter : 0);
     plot_ = std::min(plot_, Column(place_count_ - 1) + 4);
     cells_.assign(rows_ * plot_, Cell{});
 
@@ -171,34 +155,36 @@ class Plot {
           mark.rules.empty() ? "S" : "#");
 
     // The caption goes on a line of its own where it does not fit.
-    out_ += "\n";
+    out_.Blank();
     if (Width(graph.title) + 3 + Width(graph.caption) <= width_) {
-      Line(graph.title + (graph.caption.empty() ? "" : "   ") + graph.caption);
+      out_.Line(graph.title + (graph.caption.empty() ? "" : "   ") + graph.caption);
     } else {
-      Line(graph.title);
-      Wrapped("  " + graph.caption, 2);
+      out_.Line(graph.title);
+      out_.Line("  " + graph.caption);
     }
-    WriteRows(graph, ticks);
+    WriteRows(ticks, beside ? LimitTexts(graph) : std::vector<Label>());
+    std::string below;
+    for (const auto& limit : beside ? std::vector<Label>() : LimitTexts(graph))
+      below += (below.empty() ? "" : ", ") + limit.text;
+    if (!below.empty()) out_.Line(below);
   }
 
-  void WriteRows(const GraphView& graph, const Ticks& ticks) {
-    const auto row_of = [&](double value) {
-      return (1.0 - (value - range_.low) / (range_.high - range_.low)) *
-             static_cast<double>(rows_ - 1);
-    };
-    std::vector<std::string> left(rows_), right(rows_);
-    for (const double tick : ticks.values)
-      left[static_cast<std::size_t>(std::lround(std::clamp(
-          row_of(tick), 0.0, static_cast<double>(rows_ - 1))))] = Fixed(tick, ticks.decimals);
+  double RowOf(double value) const {
+    return (1.0 - (value - range_.low) / (range_.high - range_.low)) *
+           static_cast<double>(rows_ - 1);
+  }
 
+  // The newest value of each limit, wanted at its row.
+  std::vector<Label> LimitTexts(const GraphView& graph) const {
     std::vector<Label> labels;
     const auto add = [&](const char* name, const std::vector<double>& values, int decimals) {
       for (std::size_t i = values.size(); i-- > 0;) {
         if (!std::isfinite(values[i])) continue;
-        const double row = row_of(values[i]);
+        const double row = RowOf(values[i]);
         std::string text = std::string(name) + " " + Fixed(values[i], decimals);
         if (row < -0.5 || row > static_cast<double>(rows_) - 0.5) text += row < 0 ? " ^" : " v";
-        labels.push_back({std::clamp(row, 0.0, static_cast<double>(rows_ - 1)), 0, text, ""});
+        labels.push_back(
+            {std::round(std::clamp(row, 0.0, static_cast<double>(rows_ - 1))), 0, text, ""});
         return;
       }
     };
@@ -213,7 +199,14 @@ class Plot {
     add("USL", graph.specification.upper, specification(graph.specification.upper));
     add("Target", graph.specification.centre, specification(graph.specification.centre));
     add("LSL", graph.specification.lower, specification(graph.specification.lower));
-    for (auto& label : labels) label.wanted = std::round(label.wanted);
+    return labels;
+  }
+
+  void WriteRows(const Ticks& ticks, std::vector<Label> labels) {
+    std::vector<std::string> left(rows_), right(rows_);
+    for (const double tick : ticks.values)
+      left[static_cast<std::size_t>(std::lround(std::clamp(
+          RowOf(tick), 0.0, static_cast<double>(rows_ - 1))))] = Fixed(tick, ticks.decimals);
     PushApart(labels, 1.0, 0.0, static_cast<double>(rows_ - 1));
     for (const auto& label : labels)
       right[static_cast<std::size_t>(std::max(0.0, label.at))] = label.text;
@@ -221,9 +214,12 @@ class Plot {
     for (std::size_t row = 0; row < rows_; ++row) {
       std::string line = Padded(left[row], left_ - 2, true) + " |";
       const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
-      for (std::size_t c = 0; c < last; ++c) line += Shown(cells_[row * plot_ + c]);
+      for (std::size_t c = 0; c < last; ++c) {
+        const Cell& cell = cells_[row * plot_ + c];
+        line += out_.InColour(Colour(cell.layer), cell.text);
+      }
       if (!right[row].empty()) line += " " + right[row];
-      out_ += line + "\n";
+      out_.Painted(line);
     }
   }
 
@@ -231,11 +227,6 @@ class Plot {
     std::size_t last = plot_;
     while (last > 0 && cells_[row * plot_ + last - 1].layer == kEmpty) --last;
     return last;
-  }
-
-  std::string Shown(const Cell& cell) const {
-    const char* colour = options_.colour ? Colour(cell.layer) : nullptr;
-    return colour ? std::string(colour) + cell.text + "\x1b[0m" : std::string(cell.text);
   }
 
   void Times() {
@@ -253,7 +244,8 @@ class Plot {
       times += time;
       wanted = column + std::max<std::size_t>(time.size() + 3, plot_ / 6);
     }
-    out_ += numbers + "\n" + times + "\n";
+    out_.Painted(numbers);
+    out_.Painted(times);
   }
 
   // Of several streams each has a letter.
@@ -292,95 +284,86 @@ class Plot {
     add(limits, "\xC2\xB7 centre");
     add(specification, "= specification limit");
     add(target, ": target");
-    out_ += "\n";
-    Wrapped(text, 0);
+    out_.Blank();
+    out_.Line(text, 0);
   }
 
   // The limits at the newest point of each of several streams; of a single one they stand beside
   // the picture.
   void Limits() {
     if (view_.stream_views.size() <= 1) return;
-    std::size_t value = 10;
-    for (const auto& graph : view_.graphs) value = std::max(value, Gutter(graph) - 7);
-    const std::size_t fixed = 4 + 2 + 6 + 3 * value;
-    std::size_t name = 6;
-    for (const auto& stream : view_.stream_views) name = std::max(name, Width(stream.name));
-    name = std::min(name, std::max<std::size_t>(width_, fixed + 8) - fixed);
-    out_ += "\nlimits at the newest point of each stream:\n    " + Padded("stream", name) + "  " +
-            Padded("graph", 6);
-    for (const char* limit : {"LCL", "CL", "UCL"}) out_ += Padded(limit, value, true);
-    out_ += "\n";
-    struct Newest {
-      std::vector<double> lower, centre, upper;
-    };
-    std::vector<Newest> newest;
+    Table table{"", {"", "stream", "graph", "#LCL", "#CL", "#UCL"}, {}};
+    std::vector<std::array<std::vector<double>, 3>> newest;
     for (const auto& graph : view_.graphs)
       newest.push_back({NewestValues(view_, graph.limits.lower),
                         NewestValues(view_, graph.limits.centre),
                         NewestValues(view_, graph.limits.upper)});
     for (std::size_t s = 0; s < view_.stream_views.size(); ++s)
       for (std::size_t g = 0; g < view_.graphs.size(); ++g) {
-        const auto& graph = view_.graphs[g];
-        out_ += std::string(g == 0 ? SignOf(static_cast<std::int32_t>(s)) : " ") + "   " +
-                Padded(g == 0 ? view_.stream_views[s].name : "", name) + "  " +
-                Padded(graph.symbol, 6);
-        for (const double limit : {newest[g].lower[s], newest[g].centre[s], newest[g].upper[s]})
-          out_ += Padded(" " + Fixed(limit, graph.decimals), value, true);
-        out_ += "\n";
+        std::vector<std::string> row = {g == 0 ? SignOf(static_cast<std::int32_t>(s)) : "",
+                                        g == 0 ? view_.stream_views[s].name : "",
+                                        view_.graphs[g].symbol};
+        for (const auto& limits : newest[g])
+          row.push_back(Fixed(limits[s], view_.graphs[g].decimals));
+        table.rows.push_back(std::move(row));
       }
+    out_.Blank();
+    out_.Line("limits at the newest point of each stream:");
+    out_.Write(table);
   }
 
   void Streams() {
     if (std::none_of(view_.stream_views.begin(), view_.stream_views.end(),
                      [](const StreamView& stream) { return std::isfinite(stream.mean.value); }))
       return;
-    out_ += "\nestimates from these points:\n";
+    out_.Blank();
+    out_.Line("estimates from these points:");
     for (const auto& stream : view_.stream_views) {
-      if (view_.stream_views.size() > 1) Wrapped(stream.name, 2);
-      Estimate("mean", stream.mean);
-      Estimate("sigma", stream.sp);
-      if (stream.sw.value != stream.sp.value) Estimate("sigma within", stream.sw);
+      if (view_.stream_views.size() > 1) out_.Line(stream.name);
+      WriteEstimate("mean", stream.mean);
+      WriteEstimate("sigma", stream.sp);
+      if (stream.sw.value != stream.sp.value) WriteEstimate("sigma within", stream.sw);
     }
   }
 
-  void Estimate(const std::string& name, const EstimateView& estimate) {
+  void WriteEstimate(const std::string& name, const Estimate& estimate) {
     if (!std::isfinite(estimate.value)) return;
     std::string text = "  " + Padded(name, 13) + Significant(estimate.value, 7);
     if (!estimate.name.empty()) text += "   by " + estimate.name;
     if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
       text += ", constant " + Significant(estimate.constant, 7);
     if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
-    Wrapped(text, 15);
+    out_.Line(text, 15);
   }
 
   void Marks() {
     std::size_t total = 0, shown = 0;
     for (const auto& graph : view_.graphs) total += graph.marks.size();
-    out_ += total == 0 ? "\nno marks\n" : "\nmarks:\n";
+    out_.Blank();
+    out_.Line(total == 0 ? "no marks" : "marks:");
     for (const auto& graph : view_.graphs)
       for (const auto& mark : graph.marks) {
-        if (shown++ >= kMostMarks) continue;
-        const std::string numbers = RuleNumbers(mark);
+        if (shown++ >= kMaxMarks) continue;
         const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
                                        [](const RuleHit& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
-        Wrapped("  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
-                    IsoTime(view_.stamps[mark.point]) + "  " +
-                    Fixed(graph.points[mark.point], graph.decimals) + "  " +
-                    (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
-                    (named ? "rule " + numbers + ": " : "") + MarkText(mark),
-                16);
+        out_.Line(
+            "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
+                IsoTime(view_.stamps[mark.point]) + "  " +
+                Fixed(graph.points[mark.point], graph.decimals) + "  " +
+                (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
+                (named ? "rule " + RuleNumbers(mark) + ": " : "") + MarkText(mark),
+            16);
       }
-    if (total > kMostMarks) out_ += "  ... and " + std::to_string(total - kMostMarks) + " more\n";
+    if (total > kMaxMarks) out_.Line("  ... and " + std::to_string(total - kMaxMarks) + " more");
   }
 
   const ChartView& view_;
-  const TextOptions& options_;
+  TextWriter out_;
   std::vector<std::size_t> places_;
-  std::size_t place_count_ = 0, width_ = 100, left_ = 10, plot_ = 70, rows_ = 15;
+  std::size_t width_, place_count_ = 0, left_ = 10, plot_ = 70, rows_ = 15;
   Range range_;
   std::vector<Cell> cells_;
-  std::string out_;
 };
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/render/core/Report.h"
+
 // A chart as the renderers see it: plain values, no library object behind them, so that a renderer
 // can be fed by hand. Vectors "one a point" are as long as ChartView::stamps, or empty. Texts are
 // as PlainText leaves them: the terminal's renderer writes them as they are.
@@ -42,18 +44,10 @@ struct GraphView {
   bool from_zero = false;           // never negative: the axis does not go below 0
 };
 
-// An estimate with where it came from.
-struct EstimateView {
-  double value = 0.0;     // NaN: nothing to estimate from
-  std::string name;       // "R-est mvlue"
-  double constant = 0.0;  // NaN where sizes differ
-  std::int32_t used = 0;  // ranges, deviations or moving ranges that went in
-};
-
 // One (part, process, test). Points of different streams are never joined by a line.
 struct StreamView {
   std::string name;
-  EstimateView mean, sp, sw;
+  Estimate mean, sp, sw;
   double average_size = 0.0;
 };
 
@@ -62,20 +56,13 @@ struct GroupView {
   std::int32_t id = 0;
 };
 
-struct NoteView {
-  std::string code, text, stream;
-};
-
-struct ChartView {
-  std::string title;
-  std::string subtitle;
+struct ChartView : View {
   std::vector<std::int64_t> stamps;   // seconds since 1970 UTC, one a point
   std::vector<std::int32_t> streams;  // index into stream_views, one a point; empty: all the same
   std::vector<std::int32_t> flags;    // 0 used, 1 disabled, 2 incomplete; empty: all used
   std::vector<GraphView> graphs;
   std::vector<StreamView> stream_views;
   std::vector<GroupView> groups;  // empty: no grouping; else the points of a group share a place
-  std::vector<NoteView> notes;
 
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }

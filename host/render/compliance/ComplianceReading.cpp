@@ -228,7 +228,7 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
     view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(view.total);
   view.requirements = Requirements(document.rows);
   view.maps = HeatMaps(document.shifts);
-  for (const auto& note : document.notes) view.notes.push_back({note.code, note.text, note.stream});
+  view.notes = PlainNotes(document.notes);
   return view;
 }
 

@@ -43,7 +43,7 @@ struct ComplianceDocument {
   std::shared_ptr<DataSelect> select;  // with the range that was really used
   std::vector<ComplianceRow> rows;
   std::vector<ShiftRow> shifts;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 std::string ComplianceJson(const ComplianceDocument& document);

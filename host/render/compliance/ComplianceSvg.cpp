@@ -10,6 +10,7 @@
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
 
 namespace orvspc::render {
@@ -244,8 +245,7 @@ std::string RenderComplianceHtml(const ComplianceView& view) {
   Page page(view.title);
   page.Paragraph("sub", view.subtitle);
   page.Add(RenderComplianceSvg(view, true));
-  for (const auto& note : view.notes)
-    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
   if (view.Empty()) return page.Text();
   Samples(page, view);
   Values(page, view);

@@ -3,141 +3,101 @@
 
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
 
 namespace {
 
-constexpr std::size_t kMostWorst = 15;
+constexpr std::size_t kMaxWorst = 15;
 
-std::string Number(std::int64_t value, std::size_t width) {
-  return Padded(std::to_string(value), width, true);
+// A row of a table whose last four columns are counts.
+std::vector<std::string> RowOf(std::vector<std::string> texts, const SampleCount& count) {
+  for (const auto number : {count.expected, count.collected, count.missed})
+    texts.push_back(std::to_string(number));
+  texts.push_back(Fixed(count.Percent(), 1));
+  return texts;
 }
 
-// The texts of a row.
-using Row = std::vector<std::string>;
-
-std::string Cut(const std::string& text, std::size_t width) {
-  if (Width(text) <= width) return Padded(text, width);
-  return Padded(text, width - 1) + "\xE2\x80\xA6";
+void WriteRequirements(TextWriter& out, const ComplianceView& view) {
+  Table table{
+      "",
+      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
+      {}};
+  for (const auto& line : view.requirements)
+    table.rows.push_back(RowOf({line.process, line.part, line.test, line.requirement}, line.count));
+  out.Blank();
+  out.Write(table);
 }
 
-class Text {
- public:
-  Text(const ComplianceView& view, const TextOptions& options)
-      : view_(view), width_(std::max<std::size_t>(options.columns, 60)) {}
-
-  std::string Write() {
-    if (view_.Empty()) {
-      out_ = "no data selected\n";
-    } else {
-      out_ = view_.title + "\n" + view_.subtitle + "\n";
-      Requirements();
-      for (const auto& map : view_.maps) Shifts(map);
-      if (!view_.maps.empty())
-        out_ += "\npercent collected of what fell due in each shift; -- nothing expected\n";
-      Worst();
-    }
-    for (const auto& note : view_.notes)
-      out_ += "note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text + "\n";
-    return out_;
-  }
-
- private:
-  // Four texts, then the counts; the texts share what is left of the line.
-  void Table(const Row& heads, const std::vector<std::pair<Row, SampleCount>>& rows) {
-    constexpr std::size_t kCounts = 42;
-    std::vector<std::size_t> widths;
-    for (const auto& head : heads) widths.push_back(Width(head));
-    for (const auto& [texts, count] : rows)
-      for (std::size_t c = 0; c < texts.size(); ++c)
-        widths[c] = std::max(widths[c], Width(texts[c]));
-    std::size_t sum = 0;
-    for (auto& width : widths) sum += width += 2;
-    const std::size_t room = width_ > kCounts + 20 ? width_ - kCounts : 20;
-    while (sum > room) {
-      const auto widest = std::max_element(widths.begin(), widths.end());
-      if (*widest <= 8) break;
-      --*widest;
-      --sum;
-    }
-    const auto texts_of = [&](const Row& texts) {
-      for (std::size_t c = 0; c < texts.size(); ++c) out_ += Cut(texts[c], widths[c] - 2) + "  ";
-    };
-    out_ += "\n";
-    texts_of(heads);
-    out_ += "  expected  collected    missed  percent\n";
-    for (const auto& [texts, count] : rows) {
-      texts_of(texts);
-      out_ += Number(count.expected, 10) + Number(count.collected, 11) + Number(count.missed, 10) +
-              Padded(Fixed(count.Percent(), 1), 9, true) + "\n";
-    }
-  }
-
-  void Requirements() {
-    std::vector<std::pair<Row, SampleCount>> rows;
-    for (const auto& line : view_.requirements)
-      rows.push_back({{line.process, line.part, line.test, line.requirement}, line.count});
-    Table({"process", "part", "test", "requirement"}, rows);
-  }
-
-  void Shifts(const HeatMap& map) {
-    constexpr std::size_t kDay = 7;
-    const std::size_t at_once = std::max<std::size_t>((width_ - 8) / kDay, 1);
-    out_ += "\n" + map.process + "\n";
-    for (std::size_t first = 0; first < map.days.size(); first += at_once) {
-      const std::size_t last = std::min(first + at_once, map.days.size());
-      out_ += std::string(8, ' ');
-      // Month and day; the subtitle has the year.
-      for (std::size_t day = first; day < last; ++day)
-        out_ += Padded(map.days[day].substr(map.days[day].size() - 5), kDay, true);
-      out_ += "\n";
-      for (std::size_t shift = 0; shift < map.shifts.size(); ++shift) {
-        out_ += Padded(map.shifts[shift], 8);
-        for (std::size_t day = first; day < last; ++day) {
-          const auto& cell = map.At(shift, day);
-          out_ += Padded(!cell                 ? ""
-                         : cell->expected == 0 ? "--"
-                                               : Fixed(cell->Percent(), 0),
-                         kDay, true);
-        }
-        out_ += "\n";
+// As many days at once as the line has room for.
+void WriteShifts(TextWriter& out, const HeatMap& map) {
+  constexpr std::size_t kDay = 7, kShift = 8;
+  const std::size_t at_once = (out.Columns() - kShift) / kDay;
+  out.Blank();
+  out.Line(map.process);
+  for (std::size_t first = 0; first < map.days.size(); first += at_once) {
+    const std::size_t last = std::min(first + at_once, map.days.size());
+    std::string line(kShift, ' ');
+    // Month and day; the subtitle has the year.
+    for (std::size_t day = first; day < last; ++day)
+      line += Padded(map.days[day].substr(map.days[day].size() - 5), kDay, true);
+    out.Line(line);
+    for (std::size_t shift = 0; shift < map.shifts.size(); ++shift) {
+      line = Padded(map.shifts[shift], kShift);
+      for (std::size_t day = first; day < last; ++day) {
+        const auto& cell = map.At(shift, day);
+        line += Padded(!cell                 ? ""
+                       : cell->expected == 0 ? "--"
+                                             : Fixed(cell->Percent(), 0),
+                       kDay, true);
       }
+      out.Line(line);
     }
   }
+}
 
-  void Worst() {
-    std::vector<const ComplianceLine*> lines;
-    for (const auto& line : view_.lines)
-      if (line.count.missed > 0) lines.push_back(&line);
-    if (lines.empty()) {
-      out_ += "\nno sample was missed\n";
-      return;
-    }
-    std::stable_sort(lines.begin(), lines.end(), [](const auto* a, const auto* b) {
-      return a->count.missed > b->count.missed;
-    });
-    out_ += "\nwhere most samples were missed";
-    if (lines.size() > kMostWorst)
-      out_ += " (" + std::to_string(kMostWorst) + " of " + std::to_string(lines.size()) + ")";
-    out_ += "\n";
-    if (lines.size() > kMostWorst) lines.resize(kMostWorst);
-    std::vector<std::pair<Row, SampleCount>> rows;
-    for (const auto* line : lines)
-      rows.push_back({{line->start.substr(0, 16), line->process, line->state, line->requirement},
-                      line->count});
-    Table({"from (UTC)", "process", "state", "requirement"}, rows);
+void WriteWorst(TextWriter& out, const ComplianceView& view) {
+  std::vector<const ComplianceLine*> lines;
+  for (const auto& line : view.lines)
+    if (line.count.missed > 0) lines.push_back(&line);
+  out.Blank();
+  if (lines.empty()) return out.Line("no sample was missed");
+  std::stable_sort(lines.begin(), lines.end(),
+                   [](const auto* a, const auto* b) { return a->count.missed > b->count.missed; });
+  std::string title = "where most samples were missed";
+  if (lines.size() > kMaxWorst) {
+    title += " (" + std::to_string(kMaxWorst) + " of " + std::to_string(lines.size()) + ")";
+    lines.resize(kMaxWorst);
   }
-
-  const ComplianceView& view_;
-  std::size_t width_;
-  std::string out_;
-};
+  Table table{title,
+              {"@from (UTC)", "process", "state", "requirement", "#expected", "#collected",
+               "#missed", "#percent"},
+              {}};
+  for (const auto* line : lines)
+    table.rows.push_back(RowOf(
+        {line->start.substr(0, 16), line->process, line->state, line->requirement}, line->count));
+  out.Write(table);
+}
 
 }  // namespace
 
 std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options) {
-  return Text(view, options).Write();
+  TextWriter out(options);
+  if (view.Empty()) {
+    out.Line("no data selected");
+  } else {
+    out.Head(view);
+    WriteRequirements(out, view);
+    for (const auto& map : view.maps) WriteShifts(out, map);
+    if (!view.maps.empty()) {
+      out.Blank();
+      out.Line("percent collected of what fell due in each shift; -- nothing expected");
+    }
+    WriteWorst(out, view);
+  }
+  out.Notes(view);
+  return out.Take();
 }
 
 }  // namespace orvspc::render

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartText.h"
 #include "host/render/chart/ChartView.h"
+#include "host/render/core/Text.h"
 
 // How well samples were taken, as a plain model that tables and pictures are drawn from.
 namespace orvspc::render {
@@ -48,13 +48,11 @@ struct ComplianceLine {
   double least = 0.0, mean = 0.0, most = 0.0, deviation = 0.0, pp = 0.0, ppk = 0.0, outside = 0.0;
 };
 
-struct ComplianceView {
-  std::string title, subtitle;
+struct ComplianceView : View {
   SampleCount total;
   std::vector<RequirementLine> requirements;
   std::vector<HeatMap> maps;
   std::vector<ComplianceLine> lines;
-  std::vector<NoteView> notes;
 
   bool Empty() const { return lines.empty(); }
 };

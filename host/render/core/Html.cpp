@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Html.h"
 
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/core/Markup.h"
 
 namespace orvspc::render {
 

@@ -111,25 +111,4 @@ std::string IsoTime(std::int64_t stamp) {
   return DayText(stamp) + "T" + ClockText(stamp) + ":" + TwoDigits(second);
 }
 
-std::size_t Width(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
-  }));
-}
-
-std::string Padded(std::string_view text, std::size_t width, bool left) {
-  const std::size_t have = Width(text);
-  if (have >= width) {
-    std::size_t cut = 0, points = 0;
-    while (cut < text.size() && points < width) {
-      ++cut;
-      while (cut < text.size() && (static_cast<unsigned char>(text[cut]) & 0xC0U) == 0x80U) ++cut;
-      ++points;
-    }
-    return std::string(text.substr(0, cut));
-  }
-  const std::string blanks(width - have, ' ');
-  return left ? blanks + std::string(text) : std::string(text) + blanks;
-}
-
 }  // namespace orvspc::render

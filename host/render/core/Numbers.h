@@ -39,9 +39,4 @@ std::string IsoTime(std::int64_t stamp);
 std::string DayText(std::int64_t stamp);
 std::string ClockText(std::int64_t stamp);
 
-// Code points of a UTF-8 text, as a measure of its width.
-std::size_t Width(std::string_view text);
-// text, cut or filled with blanks on the right (left: false) to width code points
-std::string Padded(std::string_view text, std::size_t width, bool left = false);
-
 }  // namespace orvspc::render

@@ -4,8 +4,9 @@
 #include <algorithm>
 
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/core/Symbols.h"
 
 namespace orvspc::render {
@@ -35,18 +36,17 @@ void SvgSheet::Text(double x, double y, const char* style, const char* anchor,
   out_ += ">" + EscapeMarkup(text) + "</text>\n";
 }
 
-double SvgSheet::Notes(const std::vector<NoteView>& notes, double y) {
+double SvgSheet::Notes(const std::vector<Note>& notes, double y) {
   for (std::size_t n = 0; n < notes.size() && n < kMostNotes; ++n, y += kNoteLine) {
-    const NoteView& note = notes[n];
-    Text(14, y, "s", "start",
-         FittingText("Note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text, 960));
+    const Note& note = notes[n];
+    Text(14, y, "s", "start", FittingText("Note: " + note.Sentence(), 960));
   }
   if (notes.size() <= kMostNotes) return y;
   Text(14, y, "s", "start", "and " + std::to_string(notes.size() - kMostNotes) + " more notes");
   return y + kNoteLine;
 }
 
-double SvgSheet::HeightOfNotes(const std::vector<NoteView>& notes) {
+double SvgSheet::HeightOfNotes(const std::vector<Note>& notes) {
   return kNoteLine * static_cast<double>(std::min(notes.size(), kMostNotes + 1));
 }
 

@@ -24,8 +24,8 @@ class SvgSheet {
   void Rectangle(double x, double y, double width, double height, const char* style,
                  const std::string& tip = {});
   // One line each from the base line y on, the first six; returns the base line behind them.
-  double Notes(const std::vector<NoteView>& notes, double y);
-  static double HeightOfNotes(const std::vector<NoteView>& notes);
+  double Notes(const std::vector<Note>& notes, double y);
+  static double HeightOfNotes(const std::vector<Note>& notes);
   void Add(const std::string& markup) { out_ += markup; }
 
   std::string Finished() const { return out_ + "</svg>\n"; }

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::render {

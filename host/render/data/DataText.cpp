@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/data/DataText.h"
 
+#include <sstream>
+
 #include "host/render/chart/ChartJson.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -18,60 +20,62 @@ std::string TestText(const TestRow& test) {
 
 constexpr const char* kFlags[] = {"", "disabled", "incomplete"};
 
-// The members of a document's object without its punctuation.
-std::string Plain(const std::string& json) {
-  std::string text;
-  std::size_t start = 0;
-  while (start < json.size()) {
-    const std::size_t end = json.find('\n', start);
-    std::string line = json.substr(start, end - start);
-    start = end == std::string::npos ? json.size() : end + 1;
+// The settings of an object, one a line: the members of its document without their punctuation.
+template <class Object>
+std::string SettingsText(const char* name, const Object& object,
+                         void (*write)(JsonWriter&, const Object&), const TextOptions& options) {
+  JsonWriter json;
+  json.BeginObject();
+  write(json, object);
+  json.EndObject();
+  std::istringstream lines(json.Text());
+  TextWriter out(options);
+  out.Line(name);
+  for (std::string line; std::getline(lines, line);) {
     if (line == "{" || line == "}") continue;
-    if (!line.empty() && line.back() == ',') line.pop_back();
+    if (line.back() == ',') line.pop_back();
     std::erase(line, '"');
-    text += line + "\n";
+    out.Line(line, 4);
   }
-  return text;
+  return out.Take();
 }
 
 }  // namespace
 
-std::string DataText(const SubgroupsRead& data, const Names& names) {
-  if (data.rows.empty()) return "no data selected\n";
-  std::string text = std::to_string(data.total_subgroups) + " subgroups, " +
-                     std::to_string(data.total_tests) + " test rows\n\n" +
-                     Padded("time (UTC)", 21) + Padded("part / process / test", 40) + "values\n";
+std::string DataText(const SubgroupsRead& data, const Names& names, const TextOptions& options) {
+  TextWriter out(options);
+  Table table{"", {"@time (UTC)", "part / process / test", "values"}, {}};
   for (const auto& row : data.rows) {
-    const std::string stream = ShownName(names, NameKind::Part, row.part) + " / " +
-                               ShownName(names, NameKind::Process, row.prcs) + " / " +
-                               ShownName(names, NameKind::Test, row.test);
-    text +=
-        Padded(IsoTime(row.stamp), 21) + (Width(stream) < 40 ? Padded(stream, 40) : stream + "  ");
-    for (std::size_t i = 0; i < row.tests.size(); ++i)
-      text += (i == 0 ? "" : "  ") + TestText(row.tests[i]);
-    if (row.flag == 1 || row.flag == 2) text += std::string("  [") + kFlags[row.flag] + "]";
-    text += "\n";
+    std::string values, comments;
+    for (const auto& test : row.tests) values += (values.empty() ? "" : "  ") + TestText(test);
+    if (row.flag == 1 || row.flag == 2) values += std::string("  [") + kFlags[row.flag] + "]";
     for (const auto& comment : row.comments)
-      text += std::string(21, ' ') + "comment: " + PlainText(comment.note) +
-              (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")") + "\n";
+      comments += (comments.empty() ? "" : "; ") + ("comment: " + PlainText(comment.note)) +
+                  (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")");
+    table.rows.push_back({IsoTime(row.stamp),
+                          ShownName(names, NameKind::Part, row.part) + " / " +
+                              ShownName(names, NameKind::Process, row.prcs) + " / " +
+                              ShownName(names, NameKind::Test, row.test),
+                          values});
+    table.details.push_back(comments);
   }
-  return text;
+  if (data.rows.empty()) {
+    out.Line("no data selected");
+  } else {
+    out.Line(std::to_string(data.total_subgroups) + " subgroups, " +
+             std::to_string(data.total_tests) + " test rows");
+    out.Blank();
+    out.Write(table);
+  }
+  return out.Take();
 }
 
-std::string DataSelectText(const DataSelect& select) {
-  JsonWriter json;
-  json.BeginObject();
-  WriteDataSelect(json, select);
-  json.EndObject();
-  return "DataSelect\n" + Plain(json.Text());
+std::string DataSelectText(const DataSelect& select, const TextOptions& options) {
+  return SettingsText("DataSelect", select, WriteDataSelect, options);
 }
 
-std::string ProcessingText(const CCProcessing& processing) {
-  JsonWriter json;
-  json.BeginObject();
-  WriteProcessing(json, processing);
-  json.EndObject();
-  return "CCProcessing\n" + Plain(json.Text());
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
+  return SettingsText("CCProcessing", processing, WriteProcessing, options);
 }
 
 }  // namespace orvspc::render

@@ -4,14 +4,16 @@
 #include <string>
 
 #include "host/render/chart/ChartReading.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::render {
 
 // A table of subgroups for people: identifiers by name, values in the order of their pieces.
-std::string DataText(const SubgroupsRead& data, const Names& names);
+std::string DataText(const SubgroupsRead& data, const Names& names,
+                     const TextOptions& options = {});
 
 // One setting a line.
-std::string DataSelectText(const DataSelect& select);
-std::string ProcessingText(const CCProcessing& processing);
+std::string DataSelectText(const DataSelect& select, const TextOptions& options = {});
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options = {});
 
 }  // namespace orvspc::render

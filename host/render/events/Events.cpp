@@ -51,11 +51,6 @@ std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* se
   return text;
 }
 
-// Cut at nothing: a text that is too long pushes the rest to the right.
-std::string Cell(const std::string& text, std::size_t width) {
-  return Width(text) < width ? Padded(text, width) : text + "  ";
-}
-
 }  // namespace
 
 std::vector<EventRow> ReadEvents(EventData& events) {
@@ -144,33 +139,37 @@ std::string EventsJson(const EventsDocument& document, const Names& names) {
   return json.Text();
 }
 
-std::string EventsText(const std::vector<EventRow>& events, const Names& names) {
-  if (events.empty()) return "no data selected\n";
+Table EventsTable(const std::vector<EventRow>& events, const Names& names) {
   const auto open = std::count_if(events.begin(), events.end(),
                                   [](const EventRow& event) { return event.flag != 0; });
-  std::string text = std::to_string(events.size()) + (events.size() == 1 ? " event" : " events") +
-                     ", " + std::to_string(open) + " open\n\n" + Padded("time (UTC)", 21) +
-                     Padded("type", 20) + Padded("name", 24) + "process / part / test\n";
+  Table table{Counted(events.size(), "event") + ", " + std::to_string(open) + " open",
+              {"@time (UTC)", "type", "name", "process / part / test"},
+              {}};
   for (const auto& event : events) {
     const std::string where = JoinedNonEmpty({ShownName(names, NameKind::Process, event.prcs),
                                               ShownName(names, NameKind::Part, event.part),
                                               ShownName(names, NameKind::Test, event.test)},
                                              " / ");
-    const std::string open_text = OpenText(event.flag);
-    text += Padded(IsoTime(event.time), 21) + Cell(EventTypeWord(event.type), 20) +
-            Cell(PlainText(event.name), 24) + where +
-            (open_text.empty() ? "" : (where.empty() ? "[" : "  [") + open_text + "]") + "\n";
-    const std::string codes = JoinedNonEmpty(
+    const std::string state = event.flag == 0 ? "" : "[" + OpenText(event.flag) + "]";
+    table.rows.push_back({IsoTime(event.time), EventTypeWord(event.type), PlainText(event.name),
+                          JoinedNonEmpty({where, state}, "  ")});
+    table.details.push_back(JoinedNonEmpty(
         {event.empl == 0 ? "" : "by " + ShownName(names, NameKind::Employee, event.empl),
          event.sgtm == 0 ? "" : "subgroup of " + IsoTime(event.sgtm),
          CodeText("ACC", ShownName(names, NameKind::AccCode, event.acc),
                   ShownName(names, NameKind::Employee, event.acc_employee), event.acc_time),
          CodeText("CAC", ShownName(names, NameKind::CacCode, event.cac),
                   ShownName(names, NameKind::Employee, event.cac_employee), event.cac_time)},
-        "; ");
-    if (!codes.empty()) text += std::string(21, ' ') + codes + "\n";
+        "; "));
   }
-  return text;
+  return table;
+}
+
+std::string EventsText(const std::vector<EventRow>& events, const Names& names,
+                       const TextOptions& options) {
+  TextWriter out(options);
+  events.empty() ? out.Line("no data selected") : out.Write(EventsTable(events, names));
+  return out.Take();
 }
 
 }  // namespace orvspc::render

@@ -8,6 +8,7 @@
 #include "dataset/EventData.h"
 #include "host/render/chart/ChartJson.h"
 #include "host/render/chart/ChartReading.h"
+#include "host/render/core/Text.h"
 
 // Process events as plain values, documents and tables.
 namespace orvspc::render {
@@ -33,10 +34,12 @@ void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Na
 struct EventsDocument {
   const DataSelect* select = nullptr;  // null: a stored set whose selection is not known
   std::vector<EventRow> events;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 std::string EventsJson(const EventsDocument& document, const Names& names);
-// A table for people: identifiers by name, the codes below each event that has some.
-std::string EventsText(const std::vector<EventRow>& events, const Names& names);
+// By time, identifiers by name, below an event its codes; the title counts them.
+Table EventsTable(const std::vector<EventRow>& events, const Names& names);
+std::string EventsText(const std::vector<EventRow>& events, const Names& names,
+                       const TextOptions& options = {});
 
 }  // namespace orvspc::render

@@ -10,8 +10,7 @@ std::string RenderParetoHtml(const ParetoView& view) {
   Page page(view.title);
   page.Paragraph("sub", view.subtitle);
   page.Add(RenderParetoSvg(view, true));
-  for (const auto& note : view.notes)
-    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
   if (view.Empty()) return page.Text();
   page.Heading(view.table.title);
   page.Table(view.table.headings, view.table.rows);

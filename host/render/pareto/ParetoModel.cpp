@@ -205,7 +205,7 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     yields = yields || !std::isnan(bin.yield);
     ppks = ppks || !std::isnan(bin.ppk);
   }
-  ReportTable& table = view.table;
+  Table& table = view.table;
   table.title = "Bins";
   for (std::size_t level = 0; level < pareto.levels; ++level) {
     const bool known = pareto.processing && pareto.levels_known;
@@ -282,8 +282,7 @@ ParetoView MakeParetoView(const ParetoDocument& document, const Names& names) {
   AddGroups(pareto, view);
   AddTable(pareto, meaning, view);
   view.subtitle = Subtitle(view);
-  for (const auto& note : document.notes)
-    view.notes.push_back({note.code, PlainText(note.text), PlainText(note.stream)});
+  view.notes = PlainNotes(document.notes);
   return view;
 }
 

@@ -51,7 +51,7 @@ ParetoRead ReadStoredBins(const std::string& xml);
 
 struct ParetoDocument {
   ParetoRead pareto;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 // Words of the command line for bin types: "defect", "part-group". Empty for an unknown type.

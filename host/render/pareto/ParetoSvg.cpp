@@ -6,8 +6,9 @@
 #include <utility>
 
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
 #include "host/render/core/Symbols.h"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/render/chart/ChartText.h"
+#include "host/render/core/Text.h"
 #include "host/render/pareto/ParetoView.h"
 
 namespace orvspc::render {

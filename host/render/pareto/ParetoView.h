@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/core/Report.h"
 
 // A Pareto as the renderers see it: plain values and finished texts. Texts are as PlainText leaves
 // them.
@@ -32,8 +32,7 @@ struct ParetoGroup {
   std::size_t first = 0, last = 0;
 };
 
-struct ParetoView {
-  std::string title, subtitle;
+struct ParetoView : View {
   std::string axis;  // what a value counts
   bool chronological = false;
   std::vector<ParetoBar> bars;
@@ -41,8 +40,7 @@ struct ParetoView {
   std::optional<std::size_t> eighty;  // the bar that reaches 80 percent; none in order of time
   double other = 0.0;                 // percent of what is not shown
   double whole = 0.0;                 // the value of 100 percent; NaN where values do not add up
-  ReportTable table;
-  std::vector<NoteView> notes;
+  Table table;
 
   bool Empty() const { return bars.empty(); }
   double MostValue() const;  // of a bar or group, at least what is above 0

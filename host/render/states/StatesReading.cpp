@@ -164,8 +164,8 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
                     std::to_string(processes) + (processes == 1 ? " process, " : " processes, ") +
                     std::to_string(document.events.size()) + " events, " +
                     std::to_string(document.subgroups.rows.size()) + " subgroups";
-  if (!document.events.empty()) view.events = EventsText(document.events, names);
-  for (const auto& note : document.notes) view.notes.push_back({note.code, note.text, note.stream});
+  if (!document.events.empty()) view.events = EventsTable(document.events, names);
+  view.notes = PlainNotes(document.notes);
   return view;
 }
 

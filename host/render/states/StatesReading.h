@@ -30,7 +30,7 @@ struct StatesDocument {
   std::map<std::int32_t, std::int64_t> cuts;
   std::vector<EventRow> events;
   SubgroupsRead subgroups;
-  std::vector<NoteRead> notes;
+  std::vector<Note> notes;
 };
 
 std::string StatesJson(const StatesDocument& document, const Names& names);

@@ -7,6 +7,7 @@
 #include "host/render/chart/ChartLayout.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
 #include "host/render/core/Symbols.h"
 #include "host/render/core/TimeTicks.h"
@@ -227,13 +228,10 @@ class Picture {
 };
 
 void Totals(Page& page, const StatesView& view) {
-  std::vector<std::vector<std::string>> rows;
-  for (const auto& total : StateTotals(view))
-    rows.push_back({total.process, total.state, StateTypeWord(total.type),
-                    std::to_string(total.stays), Fixed(total.hours, 2), Fixed(total.percent, 1)});
-  if (rows.empty()) return;
+  const Table totals = TotalsTable(view);
+  if (totals.rows.empty()) return;
   page.Heading("Time in each state");
-  page.Table({"process", "state", "type", "#stays", "#hours", "#percent"}, rows);
+  page.Table(totals.headings, totals.rows);
 }
 
 void Stays(Page& page, const StatesView& view) {
@@ -278,8 +276,7 @@ std::string RenderStatesHtml(const StatesView& view) {
   Page page(view.title);
   page.Paragraph("sub", view.subtitle);
   page.Add(RenderStatesSvg(view, true));
-  for (const auto& note : view.notes)
-    page.Paragraph("note", (note.stream.empty() ? "" : note.stream + ": ") + note.text);
+  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
   Totals(page, view);
   Events(page, view);
   Stays(page, view);

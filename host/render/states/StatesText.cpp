@@ -37,29 +37,33 @@ const TypeLook* LookOf(std::int32_t type) {
   return found == std::end(kTypes) ? nullptr : found;
 }
 
-class Text {
+// A character for each stretch of time.
+class Lines {
  public:
-  Text(const StatesView& view, const TextOptions& options) : view_(view), options_(options) {
-    const std::size_t width = std::max<std::size_t>(options.columns, 60);
+  Lines(const StatesView& view, const TextOptions& options)
+      : view_(view), out_(options), colour_(options.colour) {
     for (const auto& lane : view.lanes) label_ = std::max(label_, Width(lane.process) + 2);
-    label_ = std::min<std::size_t>(label_, 24);
-    cells_ = width - label_ - 1;
+    label_ = std::min({label_, kMaxLabel, out_.Columns() / 3});
+    cells_ = out_.Columns() - label_ - 1;
   }
 
   std::string Write() {
     if (view_.Empty()) {
-      out_ = "no data selected\n";
+      out_.Line("no data selected");
     } else {
-      out_ = view_.title + "\n" + view_.subtitle + "\n\n";
+      out_.Head(view_);
+      out_.Blank();
       for (const auto& lane : view_.lanes) DrawLane(lane);
       Axis();
       Legend();
       Totals();
-      if (!view_.events.empty()) out_ += "\n" + view_.events;
+      if (!view_.events.rows.empty()) {
+        out_.Blank();
+        out_.Write(view_.events);
+      }
     }
-    for (const auto& note : view_.notes)
-      out_ += "note: " + (note.stream.empty() ? "" : note.stream + ": ") + note.text + "\n";
-    return out_;
+    out_.Notes(view_);
+    return out_.Take();
   }
 
  private:
@@ -68,92 +72,97 @@ class Text {
                              static_cast<std::int64_t>(cells_);
   }
 
-  // The type that fills most of the time of a cell; -1: not known.
-  std::int32_t TypeOfCell(const Lane& lane, std::size_t cell) const {
-    // A cell of less than a second shows its second.
-    const std::int64_t start = StartOfCell(cell), end = std::max(StartOfCell(cell + 1), start + 1);
-    std::map<std::int32_t, std::int64_t> times;
-    for (const auto& stay : lane.stays) {
-      const std::int64_t time = std::min(stay.end, end) - std::max(stay.start, start);
-      if (time > 0) times[stay.type] += time;
+  // The type that fills most of the time of each cell; -1: not known. The stays follow each other,
+  // so each cell goes on where the one before ended.
+  std::vector<std::int32_t> TypesOf(const Lane& lane) const {
+    std::vector<std::int32_t> types;
+    std::size_t first = 0;
+    for (std::size_t cell = 0; cell < cells_; ++cell) {
+      // A cell of less than a second shows its second.
+      const std::int64_t start = StartOfCell(cell),
+                         end = std::max(StartOfCell(cell + 1), start + 1);
+      while (first < lane.stays.size() && lane.stays[first].end <= start) ++first;
+      std::map<std::int32_t, std::int64_t> times;
+      for (std::size_t s = first; s < lane.stays.size() && lane.stays[s].start < end; ++s) {
+        const Stay& stay = lane.stays[s];
+        times[stay.type] += std::min(stay.end, end) - std::max(stay.start, start);
+      }
+      const auto longest =
+          std::max_element(times.begin(), times.end(),
+                           [](const auto& a, const auto& b) { return a.second < b.second; });
+      types.push_back(longest == times.end() ? -1 : longest->first);
     }
-    std::int32_t type = -1;
-    std::int64_t longest = 0;
-    for (const auto& [each, time] : times)
-      if (time > longest) std::tie(type, longest) = std::pair(each, time);
-    return type;
+    return types;
   }
 
   void DrawLane(const Lane& lane) {
-    out_ += Padded(lane.process, label_ - 1) + " ";
+    // A name that is too long has a line of its own.
+    const bool fits = Width(lane.process) < label_;
+    if (!fits) out_.Line(lane.process);
+    std::string line = Padded(fits ? lane.process : "", label_);
     const char* colour = nullptr;
-    for (std::size_t cell = 0; cell < cells_; ++cell) {
-      const std::int32_t type = TypeOfCell(lane, cell);
+    for (const std::int32_t type : TypesOf(lane)) {
       const TypeLook* look = LookOf(type);
-      const char* wanted = options_.colour && look ? look->colour : nullptr;
+      const char* wanted = colour_ && look ? look->colour : nullptr;
       if (wanted != colour) {
-        if (colour) out_ += "\x1b[0m";
-        if (wanted) out_ += wanted;
+        if (colour) line += "\x1b[0m";
+        if (wanted) line += wanted;
         colour = wanted;
       }
-      out_ += look ? look->letter : type != -1 ? '?' : lane.is_process ? '.' : ' ';
+      line += look ? look->letter : type != -1 ? '?' : lane.is_process ? '.' : ' ';
     }
-    if (colour) out_ += "\x1b[0m";
-    out_ += "\n";
-    if (lane.events.empty()) return;
+    out_.Painted(colour ? line + "\x1b[0m" : line);
     std::string marks(cells_, ' ');
     for (const auto& event : lane.events) {
       if (event.time < view_.start || event.time > view_.end) continue;
-      auto cell =
+      const auto cell =
           static_cast<std::size_t>((event.time - view_.start) * static_cast<std::int64_t>(cells_) /
                                    (view_.end - view_.start));
       char& mark = marks[std::min(cell, cells_ - 1)];
       mark = mark == ' ' ? (event.open ? '!' : '^') : '*';
     }
-    marks.erase(marks.find_last_not_of(' ') + 1);
-    if (!marks.empty()) out_ += std::string(label_, ' ') + marks + "\n";
+    if (marks.find_first_not_of(' ') != std::string::npos)
+      out_.Line(std::string(label_, ' ') + marks);
   }
 
   void Axis() {
     const std::string first = IsoTime(view_.start), last = IsoTime(view_.end);
-    out_ += std::string(label_, ' ') + first;
-    const std::size_t used = first.size() + last.size();
-    out_ += std::string(cells_ > used ? cells_ - used : 1, ' ') + last + "\n";
+    const std::string start = std::string(label_, ' ') + first;
+    if (first.size() + last.size() < cells_) {
+      out_.Line(start + Padded(last, cells_ - first.size(), true));
+    } else {
+      out_.Line(start);
+      out_.Line(Padded(last, label_ + cells_, true));
+    }
   }
 
   void Legend() {
     std::string text;
-    bool events = false, open = false;
+    bool events = false;
     std::map<std::int32_t, bool> seen;
     for (const auto& lane : view_.lanes) {
       for (const auto& stay : lane.stays) seen[stay.type] = true;
-      for (const auto& event : lane.events) (event.open ? open : events) = true;
+      events = events || !lane.events.empty();
     }
     for (const auto& look : kTypes)
-      if (seen.contains(look.type))
-        text += std::string(text.empty() ? "" : ", ") + look.letter + " " + look.word;
-    text += std::string(text.empty() ? "" : ", ") + ". not known";
-    if (events || open) text += ", ^ event, ! open event, * several";
-    out_ += text + "\n";
+      if (seen.contains(look.type)) text += std::string(1, look.letter) + " " + look.word + ", ";
+    text += ". not known";
+    if (events) text += ", ^ event, ! open event, * several";
+    out_.Line(text, 0);
   }
 
   void Totals() {
-    const auto totals = StateTotals(view_);
-    if (totals.empty()) return;
-    out_ += "\n" + Padded("process", label_) + Padded("state", 26) + Padded("type", 18) +
-            Padded("stays", 6, true) + Padded("hours", 10, true) + Padded("percent", 9, true) +
-            "\n";
-    for (const auto& total : totals)
-      out_ += Padded(total.process, label_ - 1) + " " + Padded(total.state, 25) + " " +
-              Padded(StateTypeWord(total.type), 18) + Padded(std::to_string(total.stays), 6, true) +
-              Padded(Fixed(total.hours, 2), 10, true) + Padded(Fixed(total.percent, 1), 9, true) +
-              "\n";
+    const Table totals = TotalsTable(view_);
+    if (totals.rows.empty()) return;
+    out_.Blank();
+    out_.Write(totals);
   }
 
+  static constexpr std::size_t kMaxLabel = 24;
   const StatesView& view_;
-  const TextOptions& options_;
+  TextWriter out_;
+  bool colour_;
   std::size_t label_ = 10, cells_ = 0;
-  std::string out_;
 };
 
 }  // namespace
@@ -186,8 +195,17 @@ std::vector<StateTotal> StateTotals(const StatesView& view) {
   return totals;
 }
 
+Table TotalsTable(const StatesView& view) {
+  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
+  for (const auto& total : StateTotals(view))
+    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
+                          std::to_string(total.stays), Fixed(total.hours, 2),
+                          Fixed(total.percent, 1)});
+  return table;
+}
+
 std::string RenderStatesText(const StatesView& view, const TextOptions& options) {
-  return Text(view, options).Write();
+  return Lines(view, options).Write();
 }
 
 }  // namespace orvspc::render

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartText.h"
 #include "host/render/chart/ChartView.h"
+#include "host/render/core/Text.h"
 
 // The states of processes along time, with events and subgroups, as a plain model that pictures are
 // drawn from.
@@ -35,12 +35,10 @@ struct Lane {
   std::vector<std::int64_t> subgroups;
 };
 
-struct StatesView {
-  std::string title, subtitle;
+struct StatesView : View {
   std::int64_t start = 0, end = 0;  // of the time axis
   std::vector<Lane> lanes;
-  std::string events;  // the table of the events
-  std::vector<NoteView> notes;
+  Table events;  // for texts: all of them by time
 
   bool Empty() const { return lanes.empty(); }
 };
@@ -57,6 +55,7 @@ struct StateTotal {
   double percent = 0.0;  // of the time whose state is known
 };
 std::vector<StateTotal> StateTotals(const StatesView& view);
+Table TotalsTable(const StatesView& view);
 
 // embedded: for use inside a page, without title line and notes.
 std::string RenderStatesSvg(const StatesView& view, bool embedded = false);

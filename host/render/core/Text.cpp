@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/core/Text.h"
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+
+#include "host/render/core/PlainText.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr std::size_t kGap = 2;         // between columns
+constexpr std::size_t kNarrowest = 14;  // of a column whose words may be broken
+
+bool IsNumbers(const std::string& heading) { return heading.starts_with('#'); }
+
+// The heading of a column as it is shown.
+std::string HeadingOf(const Table& table, std::size_t column) {
+  const std::string& heading = table.headings[column];
+  if (heading.empty() && column == 0) return table.title;
+  return heading.starts_with('#') || heading.starts_with('@') ? heading.substr(1) : heading;
+}
+
+// Rows of a table whose title stands over its first column are indented below it.
+std::string CellOf(const Table& table, const std::vector<std::string>& row, std::size_t column) {
+  return (column == 0 && table.headings[0].empty() ? "  " : "") + row[column];
+}
+
+std::size_t LongestWord(const std::string& text) {
+  std::size_t longest = 0;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find(' ', start), text.size());
+    longest = std::max(longest, Width(std::string_view(text).substr(start, end - start)));
+    start = end + 1;
+  }
+  return longest;
+}
+
+// Of one column: as wide as its widest cell, and as narrow as it may become.
+struct Column {
+  std::size_t width = 0, least = 0;
+};
+
+Column Measure(const Table& table, std::size_t c) {
+  Column column;
+  const bool whole = table.headings[c].starts_with('@');
+  const auto take = [&](const std::string& text) {
+    column.width = std::max(column.width, Width(text));
+    std::size_t least = whole ? Width(text) : LongestWord(text);
+    if (!whole && !IsNumbers(table.headings[c])) least = std::min(least, kNarrowest);
+    column.least = std::max(column.least, least);
+  };
+  take(HeadingOf(table, c));
+  for (const auto& row : table.rows)
+    if (c < row.size()) take(CellOf(table, row, c));
+  return column;
+}
+
+// Nothing when the columns do not fit however narrow they are.
+std::optional<std::vector<std::size_t>> Fit(const Table& table, std::size_t room) {
+  std::vector<Column> columns;
+  for (std::size_t c = 0; c < table.headings.size(); ++c) columns.push_back(Measure(table, c));
+  std::size_t sum = kGap * (columns.size() - 1);
+  for (const auto& column : columns) sum += column.width;
+  const auto slack = [](const Column& column) {
+    return column.width > column.least ? column.width : 0;
+  };
+  for (; sum > room; --sum) {
+    const auto widest =
+        std::max_element(columns.begin(), columns.end(),
+                         [&](const Column& a, const Column& b) { return slack(a) < slack(b); });
+    if (slack(*widest) == 0) return std::nullopt;
+    --widest->width;
+  }
+  std::vector<std::size_t> widths;
+  for (const auto& column : columns) widths.push_back(column.width);
+  return widths;
+}
+
+}  // namespace
+
+TextWriter::TextWriter(const TextOptions& options)
+    : columns_(std::max(options.columns, kMinColumns)), colour_(options.colour) {}
+
+void TextWriter::Line(const std::string& text, std::size_t indent) {
+  const std::size_t end = text.find_last_not_of(' ');
+  if (end == std::string::npos) return Blank();
+  for (const auto& line : Wrapped(text.substr(0, end + 1), columns_, indent)) out_ += line + "\n";
+}
+
+void TextWriter::Head(const View& view, bool empty) {
+  if (!view.title.empty()) Line(view.title);
+  if (!view.subtitle.empty()) Line(view.subtitle);
+  if (empty) Line("no data selected");
+}
+
+void TextWriter::Notes(const View& view) {
+  for (const auto& note : view.notes) Line("note: " + note.Sentence());
+}
+
+std::string TextWriter::InColour(const char* colour, const std::string& text) const {
+  return colour_ && colour != nullptr && !text.empty() ? colour + text + "\x1b[0m" : text;
+}
+
+void TextWriter::Write(const Table& table) {
+  if (!table.title.empty() && !table.headings[0].empty()) Line(table.title);
+  const auto widths = Fit(table, columns_);
+  widths ? Rows(table, *widths) : Blocks(table);
+}
+
+void TextWriter::Rows(const Table& table, const std::vector<std::size_t>& widths) {
+  // A row is as tall as its tallest cell.
+  const auto write = [&](const std::vector<std::string>& cells) {
+    std::vector<std::vector<std::string>> lines;
+    std::size_t height = 1;
+    for (std::size_t c = 0; c < cells.size(); ++c) {
+      lines.push_back(Wrapped(cells[c], widths[c], c == 0 && cells[c].starts_with("  ") ? 4 : 0));
+      height = std::max(height, lines.back().size());
+    }
+    for (std::size_t h = 0; h < height; ++h) {
+      std::string line;
+      for (std::size_t c = 0; c < lines.size(); ++c)
+        line +=
+            (c == 0 ? "" : std::string(kGap, ' ')) +
+            Padded(h < lines[c].size() ? lines[c][h] : "", widths[c], IsNumbers(table.headings[c]));
+      Line(line);
+    }
+  };
+  std::vector<std::string> cells;
+  for (std::size_t c = 0; c < widths.size(); ++c) cells.push_back(HeadingOf(table, c));
+  write(cells);
+  for (std::size_t r = 0; r < table.rows.size(); ++r) {
+    cells.clear();
+    for (std::size_t c = 0; c < table.rows[r].size(); ++c)
+      cells.push_back(CellOf(table, table.rows[r], c));
+    write(cells);
+    if (r >= table.details.size() || table.details[r].empty()) continue;
+    const std::size_t indent = std::min(widths[0] + kGap, columns_ / 4);
+    Line(std::string(indent, ' ') + table.details[r], indent);
+  }
+}
+
+void TextWriter::Blocks(const Table& table) {
+  std::size_t label = 0;
+  for (std::size_t c = 1; c < table.headings.size(); ++c)
+    label = std::max(label, Width(HeadingOf(table, c)));
+  label = std::min(label, columns_ / 2);
+  if (table.headings[0].empty() && !table.title.empty()) Line(table.title);
+  for (std::size_t r = 0; r < table.rows.size(); ++r) {
+    const auto& row = table.rows[r];
+    if (r > 0 && !table.headings[0].empty()) Blank();
+    if (!row[0].empty()) Line(CellOf(table, row, 0), 4);
+    for (std::size_t c = 1; c < row.size(); ++c)
+      if (!row[c].empty())
+        Line("    " + (label == 0 ? "" : Padded(HeadingOf(table, c), label) + "  ") + row[c],
+             label + 6);
+    if (r < table.details.size() && !table.details[r].empty()) Line("    " + table.details[r], 6);
+  }
+}
+
+}  // namespace orvspc::render

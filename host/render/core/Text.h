@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "host/render/core/Report.h"
+
+namespace orvspc::render {
+
+inline constexpr std::size_t kMinColumns = 40;
+
+struct TextOptions {
+  std::size_t columns = 80;  // of the terminal; at least kMinColumns are used
+  bool colour = false;       // ANSI sequences; the text reads the same without
+};
+
+// The text of one result. No line is wider than the terminal, whatever it is given.
+class TextWriter {
+ public:
+  explicit TextWriter(const TextOptions& options);
+
+  std::size_t Columns() const { return columns_; }
+
+  // Without the blanks at its end. What does not fit is wrapped, the further lines indented.
+  void Line(const std::string& text, std::size_t indent = 2);
+  // A line that is known to fit, with sequences for colours.
+  void Painted(const std::string& line) { out_ += line + "\n"; }
+  void Blank() { out_ += "\n"; }
+
+  // Title and subtitle; without data the words that say so in their place.
+  void Head(const View& view, bool empty = false);
+  void Notes(const View& view);
+
+  // Columns as wide as their cells, two blanks apart. Where they do not fit, cells are broken at
+  // blanks; where that does not suffice, each row is a block of lines, one a column.
+  void Write(const Table& table);
+
+  // text in that colour, an ANSI sequence or null
+  std::string InColour(const char* colour, const std::string& text) const;
+
+  std::string Take() { return std::move(out_); }
+
+ private:
+  void Rows(const Table& table, const std::vector<std::size_t>& widths);
+  void Blocks(const Table& table);
+
+  std::size_t columns_;
+  bool colour_;
+  std::string out_;
+};
+
+}  // namespace orvspc::render
