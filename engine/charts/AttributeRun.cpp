@@ -90,7 +90,7 @@ void AttributeRun::MakeUnits() {
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
     const auto& versions = rows_.Of(s).opportunities;
-    RowsInForce<API_CCDefOpp> opportunities(versions);
+    catalogue::EffectiveRows<API_CCDefOpp> opportunities(versions);
     for (auto place = stream.begin; place < stream.end; ++place) {
       const double size = table_.sizes[place];
       states_[s].no_size = states_[s].no_size || size == 0.0;
@@ -99,8 +99,8 @@ void AttributeRun::MakeUnits() {
       // Only a count of defects makes sense without a size: that of one unit.
       if (size == 0.0 && counts_defects) units = 1.0;
       if (plan_.chart->per_opportunity && size != 0.0) {
-        const auto row = opportunities.At(rows_.StampAt(place));
-        const auto known = row == kNoRow ? 0 : versions[static_cast<std::size_t>(row)].F_OPPS;
+        const auto* const row = opportunities.At(rows_.StampAt(place));
+        const std::int32_t known = row == nullptr ? 0 : row->F_OPPS;
         states_[s].no_opportunities = states_[s].no_opportunities || known < 1;
         units *= std::max(known, 1);
       }
