@@ -108,6 +108,7 @@ class Runner {
       if (word.rfind("$db", 0) == 0) word.replace(0, 3, Database());
     std::ostringstream out, err;
     Console console{out, err};
+    console.columns = 120;
     status_ = RunProgram(words, console);
     output_ = out.str();
     errors_ = err.str();
