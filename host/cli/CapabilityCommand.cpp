@@ -14,11 +14,9 @@
 #include "frame/NumberText.h"
 #include "host/cli/Selection.h"
 #include "host/cli/words.h"
-#include "host/render/capability/CapabilityHtml.h"
+#include "host/render/capability/CapabilityView.h"
 #include "host/render/capability/CapabilityJson.h"
 #include "host/render/capability/CapabilityModel.h"
-#include "host/render/capability/CapabilitySvg.h"
-#include "host/render/capability/CapabilityText.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 

@@ -8,9 +8,7 @@
 #include "chart/CCAnalysis.h"
 #include "engine/store/Catalogue.h"
 #include "host/cli/Selection.h"
-#include "host/render/chart/ChartHtml.h"
-#include "host/render/chart/ChartSvg.h"
-#include "host/render/chart/ChartText.h"
+#include "host/render/chart/ChartView.h"
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::host {

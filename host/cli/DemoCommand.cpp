@@ -12,9 +12,8 @@
 #include "host/cli/demo_capability.h"
 #include "host/cli/demo_pareto.h"
 #include "host/cli/demo_summary.h"
-#include "host/render/chart/ChartHtml.h"
-#include "host/render/chart/ChartSvg.h"
-#include "host/render/chart/ChartText.h"
+#include "host/render/core/Html.h"
+#include "host/render/chart/ChartView.h"
 
 namespace orvspc::host {
 

@@ -13,11 +13,9 @@
 #include "host/cli/words.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoView.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "host/render/pareto/ParetoModel.h"
-#include "host/render/pareto/ParetoSvg.h"
-#include "host/render/pareto/ParetoText.h"
 #include "pareto/PAAnalysis.h"
 
 namespace orvspc::host {

@@ -3,10 +3,9 @@
 
 #include "engine/store/Catalogue.h"
 #include "host/cli/CapabilityCommand.h"
-#include "host/render/capability/CapabilityHtml.h"
+#include "host/render/capability/CapabilityView.h"
 #include "host/render/capability/CapabilityJson.h"
 #include "host/render/capability/CapabilityModel.h"
-#include "host/render/capability/CapabilitySvg.h"
 
 namespace orvspc::host {
 

@@ -6,10 +6,9 @@
 #include "engine/store/Catalogue.h"
 #include "host/cli/ParetoCommand.h"
 #include "host/cli/Selection.h"
-#include "host/render/pareto/ParetoHtml.h"
+#include "host/render/pareto/ParetoView.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "host/render/pareto/ParetoModel.h"
-#include "host/render/pareto/ParetoSvg.h"
 
 namespace orvspc::host {
 

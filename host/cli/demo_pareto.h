@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "host/render/chart/ChartHtml.h"
+#include "host/render/core/Html.h"
+#include "host/render/chart/ChartView.h"
 
 namespace orvspc::host {
 
