@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow]
-# --slow also runs the tests with the label "slow", and clang-tidy over the tests. Each stage's output goes to build/logs; what
-# fails is shown. Exit status 0 when every stage passed.
+# --slow also runs the tests with the label "slow", and clang-tidy over the tests. Each stage's
+# output goes to build/logs; what fails is shown. Exit status 0 when every stage passed.
 set -uo pipefail
 cd "$(dirname "$0")"
 # shellcheck source=tools/packages.sh
@@ -76,6 +76,9 @@ run_threads() {
     build/tsan/bin/test_engine_store --gtest_filter='TwoThreadsTest.*:Halves.*'
 }
 
+# The other clang builds know the unity batches alone.
+tidy() { cmake --preset tidy && tools/check_tidy.sh build/tidy "${tidied[@]}"; }
+
 stage "packages" packages require "$build_needs$test_needs" || exit 1
 
 export UBSAN_OPTIONS=print_stacktrace=1
@@ -83,16 +86,23 @@ stage "floors of the includes" floors floors
 stage "left-overs and licence lines" words tools/check_words.sh
 stage "formatting" format tools/check_format.sh
 stage "generated files are current" generated tools/check_generated.sh
-build_and_test dev "g++"
-stage "each public header alone" headers cmake --build --preset dev --target all_verify_interface_header_sets
-stage "package, used from outside" consumer tests/consumer/run.sh build/dev
+build_and_test ci "g++"
+stage "each public header alone" headers \
+      cmake --build --preset ci --target all_verify_interface_header_sets
+stage "package, used from outside" consumer tests/consumer/run.sh build/ci
+stage "one definition of each name" odr build odr
+if stage "build, release" build-release build release; then
+  stage "hardening of the release" hardening tools/check_hardening.sh build/release/bin/orvspc
+else
+  not_run "hardening of the release"
+fi
 build_and_test asan "clang, address and undefined"
 if stage "build, clang, thread" build-tsan build_threads; then
   stage "tests, clang, thread" tests-tsan run_threads
 else
   not_run "tests, clang, thread"
 fi
-stage "clang-tidy" tidy tools/check_tidy.sh build/asan "${tidied[@]}"
+stage "clang-tidy" tidy tidy
 
 printf '\n'
 printf '%s\n' "${table[@]}"

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Capability of one large stream beside the hand-written program over a plain schema, from the file
 // to the finished figures:
-// over the databases that bench_chart_road leaves in its folder:
+// over the databases that bench_charts leaves in its folder:
 //   bench_capability [--subgroups N] [--rounds N] [--dir DIR] [--keep-memory 1]
 // prints the median ratio, and MISMATCH where the two disagree.
 //   bench_capability --once plain|product|empty --dir DIR    one job, for peak memory from outside
-#include <malloc.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -16,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "bench/options.h"
 #include "bench/plain_capability.h"
 #include "bench/rounds.h"
 #include "capability/CAAnalysis.h"
@@ -75,43 +74,32 @@ void Compare(const bench::plain::Capability& plain, const Figures& product) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::int64_t subgroups = 1'000'000;
-  int rounds = 7;
-  fs::path dir = "build/bench-data";
-  std::string once;
-  for (int i = 1; i + 1 < argc; i += 2) {
-    const std::string option = argv[i];
-    if (option == "--subgroups") subgroups = std::stoll(argv[i + 1]);
-    if (option == "--rounds") rounds = std::stoi(argv[i + 1]);
-    if (option == "--dir") dir = argv[i + 1];
-    if (option == "--once") once = argv[i + 1];
-    if (option == "--keep-memory") {
-      mallopt(M_MMAP_MAX, 0);
-      mallopt(M_TRIM_THRESHOLD, -1);
-    }
-  }
-  const std::string tag = std::to_string(subgroups);
-  const fs::path plain_db = dir / ("plain_" + tag + ".db");
-  const fs::path product_db = dir / ("product_" + tag + ".db");
+  const bench::Options options =
+      bench::ParseOptions(argc, argv,
+                          "capability of all values against a plain program, over the databases\n"
+                          "that bench_charts leaves");
+  const std::string tag = std::to_string(options.subgroups);
+  const fs::path plain_db = options.dir / ("plain_" + tag + ".db");
+  const fs::path product_db = options.dir / ("product_" + tag + ".db");
   orvspc::InstallEmbedded();
   const auto plain = [&] {
     return bench::plain::WholeCapability(bench::plain::Database(plain_db.string()), kD2Of5, kLsl,
                                          kUsl);
   };
   const auto product = [&] { return ProductCapability(product_db); };
-  if (!once.empty()) {
-    if (once == "plain") std::printf("%.12g\n", plain().cpk);
-    if (once == "product") std::printf("%.12g\n", product().cpk);
+  if (!options.once.empty()) {
+    if (options.once == "plain") std::printf("%.12g\n", plain().cpk);
+    if (options.once == "product") std::printf("%.12g\n", product().cpk);
     return 0;
   }
   if (!fs::exists(plain_db) || !fs::exists(product_db)) {
-    std::printf("Run bench_chart_road first: it makes the databases in %s.\n", dir.c_str());
+    std::printf("Run bench_charts first: it makes the databases in %s.\n", options.dir.c_str());
     return 1;
   }
 
   Compare(plain(), product());
   bench::Pair capability;
-  for (int i = 0; i < rounds; ++i) capability.Round(plain, product);
+  for (int i = 0; i < options.rounds; ++i) capability.Round(plain, product);
   capability.Print("capability");
   return 0;
 }

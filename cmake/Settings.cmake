@@ -25,10 +25,25 @@ if(ORVSPC_WERROR)
   add_compile_options(-Werror)
 endif()
 
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # In an included source a class may well have a base or a field of an anonymous namespace.
+  add_compile_options(-Wno-subobject-linkage)
+endif()
+
 # No silent fused multiply-add: the same figures on every processor and from every compiler.
 add_compile_options(-ffp-contract=off)
 
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+
+# What a release has against overwritten memory; tools/check_hardening.sh looks for each.
+include(CheckPIESupported)
+check_pie_supported()
+if(NOT ORVSPC_SANITIZE)
+  add_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>
+                      $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
+                      $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
+  add_link_options($<$<CONFIG:Release,RelWithDebInfo>:LINKER:-z,relro,-z,now>)
+endif()
 
 if(ORVSPC_SANITIZE)
   add_compile_options(-fsanitize=${ORVSPC_SANITIZE} -fno-sanitize-recover=all

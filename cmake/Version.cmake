@@ -2,16 +2,10 @@
 # orvspc_build_info(<target>): the sources of the target may include "host/cli/build_info.h", which
 # says what this build is: version, commit, schema of the database files, what is built in.
 
-# The version of the schema: the number of its .sql files, or the constant of the engine.
+# The version of the schema: the number of its .sql files.
 function(orvspc_schema_version result)
   file(GLOB versions CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/engine/schema/*.sql)
   list(LENGTH versions version)
-  if(version EQUAL 0)
-    set(header ${PROJECT_SOURCE_DIR}/engine/schema/schema.h)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
-    file(STRINGS ${header} line REGEX "kSchemaVersion = [0-9]+")
-    string(REGEX REPLACE ".*kSchemaVersion = ([0-9]+).*" "\\1" version "${line}")
-  endif()
   set(${result} ${version} PARENT_SCOPE)
 endfunction()
 

@@ -193,7 +193,7 @@ NOTES = {
     "GetANovaSSWithin": "Deliberate: answers the number -1.0 in every case.",
     "GetAnovaFRatio": "Deliberate: none before it for the total mean square, which the XML alone has.",
     "GetSpecLimUgb": "Deliberate: named after the field, its counterpart below after the limit.",
-    "GetNccLimT1U": "Deliberate: always true; the shares beyond T1U do ask for their flag.",
+    "GetNccLimT1U": "Deliberate: always true; the proportions beyond T1U do ask for their flag.",
     "GetNccLimMavLp": "Deliberate: the flag of MavL, not of MavLp.",
     "GetNccLimT1T2Up": "Deliberate: the field T1Up by the flag of T2Up.",
     "GetNccLimT1T2Lp": "The field T1Lp by its own flag.",
@@ -240,15 +240,12 @@ class Friend;
 // always, or when the limit that it belongs to exists. A figure that is not defined on the data, as
 // an index without spread, is 0. Lengths are in the unit of the characteristic. Cp and its kin take
 // the short-term standard deviation, Pp and its kin the long-term one; GetPpm is the long-term
-// counterpart of GetCpm, not parts per million. GetDist are shares between 0 and 1,
+// counterpart of GetCpm, not parts per million. GetDist are proportions, 0 to 1;
 // GetNccResultActPercent and GetNccResultExpPercent are percent. After a Johnson fit the figures of
 // Summary, PPs, ChiSq, SpecLim and SpecResults are those of the fit.
 class CAStatistics : public platform::Object {
  public:
   explicit CAStatistics(const Friend&) {}
-  CAStatistics(const CAStatistics&) = delete;
-  CAStatistics& operator=(const CAStatistics&) = delete;
-  ~CAStatistics() override = default;
 
   // Which curve a Johnson fit chose; caJohnsonTypeNone without one.
   caJohnsonTypes JohnsonCurveType() const {
@@ -426,7 +423,7 @@ def element(record, rows):
         if read:
             out.append("      // Deliberate: the reader looks for another name, so the writer's is not read back.")
         if record == "SpecResults" and "Below" in field and "TAR" not in field and not shares_begun:
-            out.append("      // Deliberate: shares below a lower limit bear the name of the upper one.")
+            out.append("      // Deliberate: proportions below a lower limit bear the name of the upper one.")
             shares_begun = True
         shares_begun = shares_begun and "Below" in field
         out.append(f'      {{"{attribute}", &API_CA{record}::{field}' + (f', "{read}"' if read else "") + "},")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Sourced by demo.sh and test.sh: finds what is missing on a Debian 12 and installs it when root.
+# Sourced by demo.sh, test.sh and bench.sh: finds what is missing on a Debian 12 and installs it when root.
 
 # What to look for, and the package that brings it. A kind is one of
 #   command  a program on the path
@@ -16,6 +16,7 @@ header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
 "
 test_needs="
+command ccache        ccache
 command clang++       clang
 command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
@@ -24,6 +25,11 @@ header  gtest/gtest.h libgtest-dev
 header  expat.h       libexpat1-dev
 runtime asan          libclang-rt-14-dev
 python  mpmath        python3-mpmath
+"
+bench_needs="
+header  benchmark/benchmark.h libbenchmark-dev
+header  pugixml.hpp   libpugixml-dev
+command taskset       util-linux
 "
 
 is_there() {  # kind name

@@ -4,35 +4,12 @@
 #include <optional>
 #include <string_view>
 
-// The kinds of named items that a quality database holds.
+#include "platform/ItemKind.h"
+
 namespace orvspc::engine::catalogue {
 
-enum class ItemKind {
-  Part,
-  Process,
-  Test,
-  Revision,
-  Workstation,
-  Gage,
-  Job,
-  Lot,
-  Shift,
-  Employee,
-  Defect,
-  Serial,
-  AccCode,
-  CacCode,
-  StateCode,
-  EventName,
-  Company,
-  Division,
-  Site,
-  Department,
-  Area,
-  ProductionUnit,
-  Requirement,
-};
-inline constexpr int kItemKinds = 23;
+using orvspc::ItemKind;
+using orvspc::kItemKinds;
 
 // "part" and "parts" alike; empty for an unknown word.
 std::optional<ItemKind> ItemKindFromWord(std::string_view word);

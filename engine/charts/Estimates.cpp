@@ -196,6 +196,7 @@ StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimate
   report.mean.used = static_cast<std::int32_t>(estimates.mean_used);
   report.sp = ToEstimate(estimates.sp);
   report.sw = ToEstimate(estimates.sw);
+  if (estimates.gamma.Exists()) report.gamma = ToEstimate(estimates.gamma);
   report.average_size = estimates.mean_size;
   return report;
 }

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/Database.h"
+#include "platform/Import.h"
 
 // Files into a quality database. Each file is one transaction: all of it is stored or nothing.
 //
@@ -81,46 +79,14 @@
 //                are refused.
 namespace orvspc::engine::import {
 
-enum class ImportKind {
-  Values,
-  Limits,
-  ControlLimits,
-  Opportunities,
-  Rules,
-  Alarms,
-  Groups,
-  Requirements,
-  Defects,
-  AccCodes,
-  CacCodes,
-  StateCodes,
-  Parts,
-  Processes,
-  Events,
-  States,
-  NetContents,
-};
+using orvspc::ImportKind;
+using orvspc::ImportOptions;
+using orvspc::ImportReport;
 
 // "values", "control-limits", ...
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
 // All of them, in the order of the enumeration.
 std::vector<std::string_view> ImportKindWords();
-
-struct ImportOptions {
-  bool ignore_unknown = false;  // columns
-  // Of values: how many (subgroup, test) are held before they are written. More take more memory,
-  // fewer more time where the lines of a subgroup lie apart; what is stored is the same.
-  std::size_t most_held = 32768;
-  // Called now and then with bytes read and the size of the file.
-  std::function<void(std::int64_t done, std::int64_t total)> progress = {};
-};
-
-struct ImportReport {
-  std::int64_t lines = 0;      // without the header
-  std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
-  std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
-  std::int64_t new_names = 0;
-};
 
 // Throws platform::ExternalFailure with one line: file, line, column, value, reason. The database
 // is then unchanged. Analyses on the same database go on meanwhile and see all of it or nothing.

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "engine/time/calendar.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -137,11 +137,9 @@ std::int32_t ImportTable::Whole(std::size_t column, std::int32_t lowest, std::in
 std::int32_t ImportTable::Stamp(std::size_t column) const {
   const auto cell = Cell(column);
   if (cell.empty()) Refuse(column, "the cell is empty, a time is needed");
-  const auto stamp = time::ParseTime(cell);
-  if (!stamp) Refuse(column, "is no time; write it as 2024-02-29T12:30:00");
-  if (*stamp < INT32_MIN || *stamp > INT32_MAX) {
-    Refuse(column, "must lie between 1901-12-13T20:45:52 and 2038-01-19T03:14:07");
-  }
+  const auto stamp = platform::ParseIsoTime(cell);
+  if (!stamp) Refuse(column, platform::kNoTime);
+  if (*stamp < INT32_MIN || *stamp > INT32_MAX) Refuse(column, platform::kTimeOutOfRange);
   return static_cast<std::int32_t>(*stamp);
 }
 

@@ -2,15 +2,21 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "engine/sql/sqlite.h"
+#include "platform/embedded_file.h"
 
 namespace orvspc::engine::schema {
 
 // Marks an SQLite file as a quality database.
 inline constexpr std::int32_t kApplicationId = 0x51445631;
-// Of the tables below. A file of a lower version is brought forward, one of a higher is refused.
+// The number of .sql files beside this one. A file of a lower version is brought forward, one of a
+// higher version is refused.
 inline constexpr std::int32_t kSchemaVersion = 2;
+
+// v1.sql, v2.sql, ...: each brings a database from the version before to its own.
+std::span<const platform::EmbeddedFile> Versions();
 
 // Creates the tables in an empty file (version 0) or brings an older file forward, and marks the
 // file as ours. Inside the caller's write transaction, so that a file has all of it or nothing.

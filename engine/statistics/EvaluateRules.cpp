@@ -306,7 +306,6 @@ Bits Fulfilled(Block& block, const Before& before, RunState& s, const RunRule& r
 
 // Takes used points from `next` on until the block is full or the input ends.
 void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
-  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   block.count = 0;
   block.has_value = block.visible = block.restart = {};
   for (; next < in.points.size() && block.count < kBlock; ++next) {
@@ -318,8 +317,8 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
     block.x[i] = x;
     block.d[i] = x - in.centre[next];
     block.sigma[i] = sigma;
-    block.ucl[i] = in.ucl.empty() ? kNaN : in.ucl[next];
-    block.lcl[i] = in.lcl.empty() ? kNaN : in.lcl[next];
+    block.ucl[i] = in.ucl.empty() ? std::numeric_limits<double>::quiet_NaN() : in.ucl[next];
+    block.lcl[i] = in.lcl.empty() ? std::numeric_limits<double>::quiet_NaN() : in.lcl[next];
     const bool has_value = !std::isnan(x) && (in.has_value.empty() || in.has_value[next] != 0);
     const bool visible = has_value && sigma > 0.0 && !std::isnan(block.d[i]);
     block.has_value[i / kWord] |= std::uint64_t{has_value} << (i % kWord);

@@ -11,6 +11,7 @@
 
 #include "engine/schema/schema.h"
 #include "engine/sql/failures.h"
+#include "engine/store/DraftFile.h"
 #include "engine/store/SqliteStore.h"
 #include "platform/ExternalFailure.h"
 
@@ -23,7 +24,7 @@ constexpr int kMakingMilliseconds = 5000;
 constexpr std::int32_t kFailure = -2147221504;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
+  RefuseFile(path, reason);
 }
 
 class HandleTable {
@@ -79,11 +80,12 @@ class OpenedDatabase final : public EmbeddedDatabase {
   std::atomic<std::int32_t> value_ = 0;
 };
 
-// What can be told without opening the file as a database.
+// What can be said without opening the file as a database.
 void CheckFile(const std::string& path, bool create) {
+  if (path.empty()) Refuse(path, "the database has no name");
   struct stat state {};
   if (stat(path.c_str(), &state) != 0) {
-    if (errno == ENOENT && create) return;
+    if (errno == ENOENT && create) return CheckNoLogLeft(path);
     Refuse(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
   }
   if (S_ISDIR(state.st_mode)) Refuse(path, "is a folder");
@@ -92,20 +94,9 @@ void CheckFile(const std::string& path, bool create) {
   if (access(path.c_str(), W_OK) != 0) Refuse(path, "may not be written to");
 }
 
-// Where the file lies itself. Links are followed one by one, since the last may point at a file
-// that is yet to be made.
-std::filesystem::path Target(std::filesystem::path path) {
-  constexpr int kMostLinks = 40;
-  std::error_code error;
-  for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(path, error); ++i) {
-    path = path.parent_path() / std::filesystem::read_symlink(path, error);
-  }
-  return path;
-}
-
 // The write-ahead log lies beside the file, so its folder must be writable too.
 void CheckFolder(const std::string& path) {
-  auto folder = Target(path).parent_path().string();
+  auto folder = std::filesystem::path(TargetOf(path)).parent_path().string();
   if (folder.empty()) folder = ".";
   if (access(folder.c_str(), F_OK) != 0) Refuse(path, "there is no folder " + folder);
   if (access(folder.c_str(), W_OK) != 0) Refuse(path, "its folder may not be written to");
@@ -182,6 +173,10 @@ std::vector<Note>& NotesOfThread() {
 }
 
 }  // namespace
+
+void RefuseFile(const std::string& path, const std::string& reason) {
+  throw platform::ExternalFailure(kFailure, "OpenDatabase", path + ": " + reason);
+}
 
 sql::Connection OpenConnection(const std::string& path, bool create) {
   CheckFile(path, create);

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/catalogue/StoredLimits.h"
 #include "platform/CapabilityRecords.h"
 #include "platform/ChartRecords.h"
 #include "platform/Reports.h"
@@ -55,37 +56,9 @@ struct SelectOptions {
   bool defect_filter_narrows_rows = true;  // false: it selects subgroups, whole (plain retrieval)
 };
 
-// One specification row, control-limit row or row of opportunities is handed out in its wire form;
-// Word20 of a specification row and F_EFTM of a control-limit row are the effective time.
-struct ControlLimit {
-  API_CCCtrlLim row;
-  std::int32_t chart_word = 0;  // of the chart that it was made from, 0 if unknown
-};
-
-// Bits of the flags of a row of net contents.
-enum NetContentFlag : std::int32_t {
-  nclMavL = 1,
-  nclMavLp = 2,
-  nclMavU = 16,
-  nclMavUp = 32,
-  nclT1L = 256,
-  nclT1Lp = 512,
-  nclT2L = 1024,
-  nclT2Lp = 2048,
-  nclT1U = 4096,
-  nclT1Up = 8192,
-  nclT2U = 16384,
-  nclT2Up = 32768,
-};
-
-struct StoredRule {
-  std::int32_t number = 0, priority = 0;
-  std::string kind;  // limit zone within outside trend alternate red yellow2
-  std::int32_t k = 0, m = 0;
-  double zone = 0.0;
-  std::string side;  // same either both upper lower
-  std::string text;
-};
+using catalogue::ControlLimit;
+using catalogue::StoredRule;
+using enum catalogue::NetContentFlag;
 
 // Takes a large selection as it is read, so that nobody need hold all of it.
 class BatchTaker {

@@ -128,12 +128,12 @@ void ReadNetContents(sql::Connection& db, StoreCache& cache) {
     std::int32_t flag;
   };
   static constexpr Figure kFigures[] = {
-      {&API_CANccLim8::MavL, nclMavL}, {&API_CANccLim8::MavLp, nclMavLp},
-      {&API_CANccLim8::MavU, nclMavU}, {&API_CANccLim8::MavUp, nclMavUp},
-      {&API_CANccLim8::T1L, nclT1L},   {&API_CANccLim8::T1Lp, nclT1Lp},
-      {&API_CANccLim8::T1U, nclT1U},   {&API_CANccLim8::T1Up, nclT1Up},
-      {&API_CANccLim8::T2L, nclT2L},   {&API_CANccLim8::T2Lp, nclT2Lp},
-      {&API_CANccLim8::T2U, nclT2U},   {&API_CANccLim8::T2Up, nclT2Up},
+      {&API_CANccLim8::MavL, catalogue::nclMavL}, {&API_CANccLim8::MavLp, catalogue::nclMavLp},
+      {&API_CANccLim8::MavU, catalogue::nclMavU}, {&API_CANccLim8::MavUp, catalogue::nclMavUp},
+      {&API_CANccLim8::T1L, catalogue::nclT1L},   {&API_CANccLim8::T1Lp, catalogue::nclT1Lp},
+      {&API_CANccLim8::T1U, catalogue::nclT1U},   {&API_CANccLim8::T1Up, catalogue::nclT1Up},
+      {&API_CANccLim8::T2L, catalogue::nclT2L},   {&API_CANccLim8::T2Lp, catalogue::nclT2Lp},
+      {&API_CANccLim8::T2U, catalogue::nclT2U},   {&API_CANccLim8::T2Up, catalogue::nclT2Up},
   };
   sql::Query query(
       db,

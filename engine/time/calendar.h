@@ -55,9 +55,4 @@ class FixedNow {
   ~FixedNow();
 };
 
-// "2024-02-29T12:30:00Z", also with a blank for T, without seconds, without time (midnight), with a
-// fraction (rounded to the nearest second), with an offset; UTC without one. Empty when the text is
-// no time. May lie outside the range of stamps.
-std::optional<std::int64_t> ParseTime(std::string_view text);
-
 }  // namespace orvspc::engine::time

@@ -18,9 +18,6 @@ class Friend;
 class CABins : public platform::Object {
  public:
   explicit CABins(const Friend&) {}
-  CABins(const CABins&) = delete;
-  CABins& operator=(const CABins&) = delete;
-  ~CABins() override = default;
 
   std::int32_t Count() const { return count_; }
 

@@ -19,9 +19,6 @@ class Friend;
 class CACurve : public platform::Object {
  public:
   explicit CACurve(const Friend&) {}
-  CACurve(const CACurve&) = delete;
-  CACurve& operator=(const CACurve&) = delete;
-  ~CACurve() override = default;
 
   // The number of X; there may be fewer Y in a curve that was read from XML.
   std::int32_t Count() const { return count_; }

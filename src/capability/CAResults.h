@@ -25,9 +25,6 @@ class Friend;
 class CAResults : public platform::Object {
  public:
   CAResults();
-  CAResults(const CAResults&) = delete;
-  CAResults& operator=(const CAResults&) = delete;
-  ~CAResults() override = default;
 
   // The settings after FixProcessing, and the selection with what the analysis resolved in it; null
   // in a new object.

@@ -20,15 +20,12 @@ class Friend;
 // always, or when the limit that it belongs to exists. A figure that is not defined on the data, as
 // an index without spread, is 0. Lengths are in the unit of the characteristic. Cp and its kin take
 // the short-term standard deviation, Pp and its kin the long-term one; GetPpm is the long-term
-// counterpart of GetCpm, not parts per million. GetDist are shares between 0 and 1,
+// counterpart of GetCpm, not parts per million. GetDist are proportions, 0 to 1;
 // GetNccResultActPercent and GetNccResultExpPercent are percent. After a Johnson fit the figures of
 // Summary, PPs, ChiSq, SpecLim and SpecResults are those of the fit.
 class CAStatistics : public platform::Object {
  public:
   explicit CAStatistics(const Friend&) {}
-  CAStatistics(const CAStatistics&) = delete;
-  CAStatistics& operator=(const CAStatistics&) = delete;
-  ~CAStatistics() override = default;
 
   // Which curve a Johnson fit chose; caJohnsonTypeNone without one.
   caJohnsonTypes JohnsonCurveType() const {
@@ -179,7 +176,7 @@ class CAStatistics : public platform::Object {
   bool GetNccLimT1L(double& Value) const { return Take(record_.NccLim.T1L, Value, Ncc(kT1L)); }
   // The field T1Lp by its own flag.
   bool GetNccLimT1T2Lp(double& Value) const { return Take(record_.NccLim.T1Lp, Value, Ncc(kT1Lp)); }
-  // Deliberate: always true; the shares beyond T1U do ask for their flag.
+  // Deliberate: always true; the proportions beyond T1U do ask for their flag.
   bool GetNccLimT1U(double& Value) const { return Take(record_.NccLim.T1U, Value); }
   // Deliberate: the field T1Up by the flag of T2Up.
   bool GetNccLimT1T2Up(double& Value) const { return Take(record_.NccLim.T1Up, Value, Ncc(kT2Up)); }

@@ -95,7 +95,7 @@ struct Element<API_CASpecResults> {
       {"ActualAboveUSL", &API_CASpecResults::ActAboveUSL},
       {"ActualAboveTAR", &API_CASpecResults::ActAboveTAR},
       {"ActualBelowTAR", &API_CASpecResults::ActBelowTAR},
-      // Deliberate: shares below a lower limit bear the name of the upper one.
+      // Deliberate: proportions below a lower limit bear the name of the upper one.
       {"ActualBelowUSL", &API_CASpecResults::ActBelowLSL},
       {"ActualBelowUWL", &API_CASpecResults::ActBelowLWL},
       {"ActualBelowURL", &API_CASpecResults::ActBelowLRL},
@@ -104,7 +104,7 @@ struct Element<API_CASpecResults> {
       {"ExpectedAboveUSL", &API_CASpecResults::ExpAboveUSL},
       {"ExpectedAboveTAR", &API_CASpecResults::ExpAboveTAR},
       {"ExpectedBelowTAR", &API_CASpecResults::ExpBelowTAR},
-      // Deliberate: shares below a lower limit bear the name of the upper one.
+      // Deliberate: proportions below a lower limit bear the name of the upper one.
       {"ExpectedBelowUSL", &API_CASpecResults::ExpBelowLSL},
       {"ExpectedBelowUWL", &API_CASpecResults::ExpBelowLWL},
       {"ExpectedBelowURL", &API_CASpecResults::ExpBelowLRL},

@@ -22,9 +22,6 @@ class Friend;
 class EventData : public platform::Object {
  public:
   EventData() = default;
-  EventData(const EventData&) = delete;
-  EventData& operator=(const EventData&) = delete;
-  ~EventData() override = default;
 
   std::int32_t Count() const { return rows_.Count(); }
   // Counts from 1.

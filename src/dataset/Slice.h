@@ -18,9 +18,6 @@ class Friend;
 template <class Row>
 class Slice : public platform::Object {
  public:
-  Slice(const Slice&) = delete;
-  Slice& operator=(const Slice&) = delete;
-  ~Slice() override = default;
 
   std::int32_t Count() const { return rows_.Count(); }
   std::int32_t CurrentIndex() const { return Count() == 0 ? 0 : cursor_.CurrentIndex(); }

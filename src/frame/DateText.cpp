@@ -10,12 +10,14 @@
 
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
+#include "platform/TimeText.h"
 
 namespace orvspc {
 namespace {
 
 constexpr std::int64_t kSecond = 1'000'000'000;  // in nanoseconds
 constexpr std::int64_t kDay = 86'400 * kSecond;
+constexpr std::int64_t kUnixDay = 25569;  // 1970-01-01
 constexpr std::chrono::sys_days kDayZero =
     std::chrono::year{1899} / std::chrono::December / std::chrono::day{30};
 
@@ -27,7 +29,7 @@ struct Moment {
 double ToDate(Moment moment) {
   if (moment.time % kSecond == 0 && moment.day >= 0) {
     // In the form in which stamps become dates, so that those always read as whole seconds.
-    const std::int64_t seconds = (moment.day - 25569) * 86'400 + moment.time / kSecond;
+    const std::int64_t seconds = (moment.day - kUnixDay) * 86'400 + moment.time / kSecond;
     return 25569.0 + static_cast<double>(seconds) / 86'400.0;
   }
   const auto day = static_cast<double>(moment.day);
@@ -62,6 +64,7 @@ class Reader {
   }
 
   bool AtEnd() const { return text_.empty(); }
+  std::string_view Rest() const { return text_; }
 
   bool Take(char wanted) {
     if (text_.empty() || text_.front() != wanted) return false;
@@ -109,14 +112,6 @@ std::optional<std::int64_t> DayOf(std::optional<int> year, std::optional<int> mo
   return (std::chrono::sys_days(date) - kDayZero).count();
 }
 
-std::optional<std::int64_t> ReadIsoDay(Reader& in) {
-  const auto year = in.Digits(4, 4);
-  if (!in.Take('-')) return std::nullopt;
-  const auto month = in.Digits(2, 2);
-  if (!in.Take('-')) return std::nullopt;
-  return DayOf(year, month, in.Digits(2, 2));
-}
-
 std::optional<std::int64_t> ReadMonthFirstDay(Reader& in) {
   const auto month = in.Digits(1, 2);
   if (!in.Take('/')) return std::nullopt;
@@ -159,10 +154,16 @@ std::optional<std::int64_t> ReadTime(Reader& in) {
   return (std::int64_t{*hour} * 3600 + *minute * 60 + *second) * kSecond + *fraction;
 }
 
-std::optional<double> ReadDayAndTime(std::string_view text,
-                                     std::optional<std::int64_t> (*read_day)(Reader&)) {
-  Reader in(text);
-  const auto day = read_day(in);
+std::optional<double> ReadIso(std::string_view text) {
+  const auto time = platform::TakeIsoTime(text);
+  constexpr std::size_t kMaxDigits = 9;
+  if (!time || !text.empty() || time->offset || time->fraction_digits > kMaxDigits)
+    return std::nullopt;
+  return ToDate({time->day + kUnixDay, time->nanoseconds});
+}
+
+std::optional<double> ReadMonthFirst(Reader in) {
+  const auto day = ReadMonthFirstDay(in);
   if (!day) return std::nullopt;
   if (in.AtEnd()) return ToDate({*day, 0});
   if (!in.Take('T') && !in.Take(' ')) return std::nullopt;
@@ -192,9 +193,9 @@ std::string DateToText(double date) {
 }
 
 double TextToDate(std::string_view text) {
-  if (const auto date = ReadDayAndTime(text, &ReadIsoDay)) return *date;
-  if (const auto date = ReadDayAndTime(text, &ReadMonthFirstDay)) return *date;
   Reader in(text);
+  if (const auto date = ReadIso(in.Rest())) return *date;
+  if (const auto date = ReadMonthFirst(in)) return *date;
   if (const auto time = ReadTime(in)) return ToDate({0, *time});
   return ToDouble(text);
 }

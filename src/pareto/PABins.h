@@ -20,9 +20,6 @@ class Friend;
 class PABins : public platform::Object {
  public:
   explicit PABins(const Friend&) {}
-  PABins(const PABins&) = delete;
-  PABins& operator=(const PABins&) = delete;
-  ~PABins() override = default;
 
   std::int32_t Count() const { return count_; }
   // From 1, also when there are no bins. A move that is not possible returns false and the cursor

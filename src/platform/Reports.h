@@ -34,6 +34,7 @@ struct Estimate {
 struct StreamReport {
   std::int32_t part = 0, process = 0, test = 0;
   Estimate mean, sp, sw;  // sp: sigma of one piece as graph 1 sees it; sw: as graph 3 sees it
+  Estimate gamma;         // coefficient of variation of one piece; unnamed unless graph 2 shows it
   double average_size = 0.0;
 };
 

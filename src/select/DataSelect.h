@@ -28,10 +28,6 @@ class DataSelect : public platform::Object {
 
  public:
   DataSelect();
-  // Copies are made by Clone: a copy here would share the descriptors, and a move would leave a
-  // selection without any collection.
-  DataSelect(const DataSelect&) = delete;
-  DataSelect& operator=(const DataSelect&) = delete;
 
   // A new selection with the same choices and clones of the descriptors.
   std::shared_ptr<DataSelect> Clone() const;

@@ -21,10 +21,6 @@ class DataSelectDescriptor : public platform::Object {
 
  public:
   DataSelectDescriptor() = default;
-  // Copied by Clone alone, moved never: the type is not a host's to change.
-  DataSelectDescriptor(const DataSelectDescriptor&) = delete;
-  DataSelectDescriptor& operator=(const DataSelectDescriptor&) = delete;
-  ~DataSelectDescriptor() override = default;
 
   // Everything becomes 0, the type, the filter and the place too.
   void Clear();

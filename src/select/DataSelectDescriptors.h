@@ -19,10 +19,6 @@ class Friend;
 class DataSelectDescriptors : public platform::Object {
  public:
   DataSelectDescriptors();
-  // A copy would share its entries with another selection.
-  DataSelectDescriptors(const DataSelectDescriptors&) = delete;
-  DataSelectDescriptors& operator=(const DataSelectDescriptors&) = delete;
-  ~DataSelectDescriptors() override = default;
 
   // The enumeration of the descriptors, for a range-for.
   auto begin() const { return descriptors_.begin(); }

@@ -25,9 +25,6 @@ class Friend;
 class SCResults : public platform::Object {
  public:
   SCResults();
-  SCResults(const SCResults&) = delete;
-  SCResults& operator=(const SCResults&) = delete;
-  ~SCResults() override = default;
 
   // The selection with the time range that was really used; null in a new object.
   std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }

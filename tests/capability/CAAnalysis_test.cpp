@@ -114,7 +114,8 @@ TEST(CAAnalysis, TheFirstCallGetsItsTwentyArguments) {
     EXPECT_EQ(call.filter[2], 9);
     EXPECT_EQ(call.x.size(), 12u);
     EXPECT_EQ(call.y.size(), 12u);
-    for (std::size_t i = 0; i < call.x.size(); ++i) EXPECT_EQ(call.x[i] + call.y[i], 0.0);
+    for (const auto points : {call.x, call.y})
+      for (const double point : points) EXPECT_EQ(point, 0.0);
     EXPECT_EQ(call.bins.count, 6u);
     EXPECT_EQ(call.bins.element_size, sizeof(API_CABin));
     for (const API_CABin& bin : call.bins.As<API_CABin>()) EXPECT_TRUE(IsZero(bin));
@@ -131,7 +132,11 @@ TEST(CAAnalysis, TheFirstCallGetsItsTwentyArguments) {
     EXPECT_TRUE(IsZero(*call.reserved));
     const API_CAOptions options = run.processing->GetAPIOptions(Friend{});
     EXPECT_EQ(std::memcmp(&call.options, &options, sizeof options), 0);
+    EXPECT_EQ(call.options.BinCount, 6);
+    EXPECT_EQ(call.options.CurveCount, 12);
+    EXPECT_EQ(call.options.WindowSD, 2.5);
     EXPECT_EQ(call.options.OverrideUSL, 4.5);
+    EXPECT_EQ(call.options.Flags & 16, 16) << "AllowOverride";
     EXPECT_EQ(call.reserved2, 0);
     return 1;
   };

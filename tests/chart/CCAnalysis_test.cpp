@@ -215,6 +215,33 @@ TEST(CCAnalysis, APcChartHasNoCalculatedLimitsOnAnyGraph) {
   }
 }
 
+TEST(CCAnalysis, TheChartThatWasDrawnDecidesOnCalculatedLimits) {
+  Analysis run;
+  run.Analyze(ccGraph1BestGuessVariable, 0x500);
+  EXPECT_EQ(run.log().Count(Data("VAR", "[2 x 8]", 6, 1)), 0);
+  run.Analyze(ccGraph1Pc, 0x100);
+  EXPECT_EQ(run.log().Count(Data("VAR", "[2 x 8]", 6, 1)), 1);
+}
+
+TEST(CCAnalysis, AnAttributeRunHasCalculatedLimitsWhateverItsWord) {
+  Analysis run;
+  const auto results = run.Analyze(ccGraph1U, 0x500);
+  EXPECT_EQ(results->Processing()->Graph1Type(), ccGraph1Pc);
+  for (const int code : {5, 6, 7})
+    EXPECT_EQ(run.log().Count(Data("ATTR", "[2 x 8]", code, 1)), 1) << code;
+}
+
+TEST(CCAnalysis, AnyWordButZeroIsAResult) {
+  for (const auto& [asked, back] :
+       {std::pair{ccGraph1XBar, ccGraph1XBar}, std::pair{ccGraph1U, ccGraph1XBar}}) {
+    Analysis run;
+    const auto results = run.Analyze(asked, std::numeric_limits<std::int32_t>::min() + 0x100);
+    EXPECT_EQ(results->Processing()->Graph1Type(), back) << asked;
+    EXPECT_EQ(results->TotalSubgroups(), 2) << asked;
+    EXPECT_EQ(results->Graphs(ccGraphType1)->GraphData()->Count(), 2) << asked;
+  }
+}
+
 TEST(CCAnalysis, WithoutLimitRowsThereAreNoSpecificationLimitsButMarksOfZero) {
   Analysis run;
   const auto results = run.Analyze(1, 0x111);

@@ -210,11 +210,30 @@ TEST(CCProcessing, EachFixChangesItsOwnOptionOnly) {
   EXPECT_FALSE(processing->Economic());
   EXPECT_TRUE(processing->Individuals());
 
-  processing = all_on();
-  processing->Graph1Type(ccGraph1Pc);
+  processing->FixCUSUM();
+  EXPECT_EQ(processing->Cusum(), ccCusumStandard);
+  EXPECT_TRUE(processing->Individuals());
+
+  const auto np = [&] {
+    auto attribute = all_on();
+    attribute->Graph1Type(ccGraph1Np);  // allows individuals alone
+    return attribute;
+  };
+  processing = np();
   processing->FixCUSUM();
   EXPECT_EQ(processing->Cusum(), ccCusumNone);
   EXPECT_TRUE(processing->Economic());
+
+  processing = np();
+  processing->FixIndividual();
+  EXPECT_TRUE(processing->Individuals());
+  EXPECT_EQ(processing->Cusum(), ccCusumStandard);
+  EXPECT_TRUE(processing->Economic());
+
+  processing = np();
+  processing->FixEconomic();
+  EXPECT_FALSE(processing->Economic());
+  EXPECT_EQ(processing->Cusum(), ccCusumStandard);
 }
 
 TEST(CCProcessing, OnlyTheHighestGraphCounts) {

@@ -494,6 +494,45 @@ TEST(CCResultsXml, ADocumentWithoutStatisticsFailsBehindTheGraphs) {
       << "what was read before stays";
 }
 
+TEST(CCResultsXml, WithoutGraphDataTheCountsAreThoseOfTheRowsThatWereRead) {
+  WholeChart run;
+  const auto source = run.Results();
+  std::string text = source->GetXML();
+  const std::size_t from = text.find("<GraphData"), to = text.find("<Statistics");
+  text.erase(from, to - from);
+  CCResults read;
+  EXPECT_EQ(FailureOf([&] { read.SetXML(text); }).Number(), 91);
+  const Tree graphs = Tree(read.GetXML()) / "GraphData";
+  EXPECT_EQ(graphs["SubgroupCount"], std::to_string(source->TotalSubgroups()));
+  EXPECT_EQ(graphs["TestCount"], std::to_string(source->SubgroupData()->TotalTests()));
+  EXPECT_NE(graphs["TestCount"], "0");
+}
+
+TEST(CCResultsXml, AMissingLimitTableHasNoRowsAnyMoreWhenItFails) {
+  WholeChart run;
+  const auto results = run.Results();
+  std::string text = results->GetXML();
+  ASSERT_NE(text.find("<SpecLim "), std::string::npos);
+  const std::size_t from = text.find("<SpecificationLimits>"), to = text.find("<ControlLimits");
+  text.erase(from, to - from);
+  EXPECT_EQ(FailureOf([&] { results->SetXML(text); }).Number(), 91);
+  EXPECT_EQ(results->GetXML().find("<SpecLim "), std::string::npos);
+  EXPECT_NE(results->GetXML().find("<CtrlLim "), std::string::npos) << "comes after it";
+}
+
+TEST(CCResultsXml, GroupsWithoutSubgroupsKeepTheirIdentifiersAlone) {
+  const fake::FakeScope scope;
+  CCResults read;
+  Pieces pieces;
+  pieces.graphs = R"(<GraphData SubgroupCount="0"/>)";
+  pieces.groups = R"(<GroupData GroupIDs="1 2" GroupIndex="3 4" GroupStart="5" GroupEnd="6"/>)";
+  EXPECT_TRUE(read.SetXML(pieces.Text()));
+  read.SubgroupData();
+  EXPECT_NE(
+      read.GetXML().find(R"(<GroupData GroupIDs="1 2" GroupIndex="" GroupStart="" GroupEnd=""/>)"),
+      std::string::npos);
+}
+
 TEST(CCResultsXml, EachOfTheLastSixElementsIsNeeded) {
   const fake::FakeScope scope;
   struct Row {

@@ -6,13 +6,13 @@
 namespace orvspc::chart_codes {
 namespace {
 
-CCProcessing Charts(std::int32_t graph1, std::int32_t graph2, std::int32_t graph3) {
-  CCProcessing processing;
-  processing.Graph1Type(ccGraph1Types{graph1});
-  processing.Graph2Type(ccGraph2Types{graph2});
-  processing.Graph3Type(ccGraph3Types{graph3});
-  return processing;
-}
+struct Charts : CCProcessing {
+  Charts(std::int32_t graph1, std::int32_t graph2, std::int32_t graph3) {
+    Graph1Type(ccGraph1Types{graph1});
+    Graph2Type(ccGraph2Types{graph2});
+    Graph3Type(ccGraph3Types{graph3});
+  }
+};
 
 struct Code {
   std::int32_t value, code, back;

@@ -28,12 +28,12 @@ API_SubgroupData Subgroup(std::int32_t part, std::int32_t stamp) {
   return row;
 }
 
-CCProcessing By(std::int32_t group_by, std::int32_t threshold = 3600) {
-  CCProcessing processing;
-  processing.GroupBy(ccGroupByTypes{group_by});
-  processing.GroupThreshold(threshold);
-  return processing;
-}
+struct By : CCProcessing {
+  explicit By(std::int32_t group_by, std::int32_t threshold = 3600) {
+    GroupBy(ccGroupByTypes{group_by});
+    GroupThreshold(threshold);
+  }
+};
 
 API_CCResults Grouped(const CCProcessing& processing, const std::vector<API_SubgroupData>& rows) {
   API_CCResults record = chart_test::Record(rows);
@@ -127,6 +127,13 @@ TEST(Groups, ADistanceIsNotTakenBehindTheFirstMemberThatDoesNotFit) {
             0);
 }
 
+TEST(Groups, ADistanceBehindAMemberThatIsTooFarIsNotTaken) {
+  // The third is too far from the first; how far it is from the second no 32 bits can say.
+  ExpectGroups(Grouped(By(1, 1'000'000'000),
+                       {Subgroup(1, 0), Subgroup(2, -1'000'000'000), Subgroup(3, 1'900'000'000)}),
+               {0, 2}, {1, 2}, {0, 0, 1});
+}
+
 TEST(Groups, WithoutSubgroupsTheArraysCannotBeMade) {
   API_CCResults record;
   const auto caught = FailureOf([&] { groups::BuildGroupInformation(By(1), record); });
@@ -170,7 +177,7 @@ TEST(Groups, AgreeWithTheSlowWalkOnRandomSubgroups) {
       stamp += pick(-step / 4, step);
       rows.push_back(Subgroup(pick(1, parts), wild ? pick(-1'100'000'000, 1'100'000'000) : stamp));
     }
-    const CCProcessing processing = By(pick(1, 3), wild ? 2'147'483'647 : pick(0, 4000));
+    const By processing(pick(1, 3), wild ? 2'147'483'647 : pick(0, 4000));
     API_CCResults record = chart_test::Record(rows);
     const auto caught = FailureOf([&] { groups::BuildGroupInformation(processing, record); });
     const auto expected = FailureOf([&] {

@@ -293,8 +293,8 @@ TEST_F(SubgroupDataTest, LoadingForgetsCursorGroupsAndAnswers) {
   rows.subgroups[2].Job = 1;
   rows.tests[0].Def = 1;
   rows.LoadInto(data_);
-  data_.LoadGroupArrays(Friend(), MakeArray(Ids{0}), MakeArray(Ids{2}), MakeArray(Ids{0, 0, 0}),
-                        MakeArray(Ids{7, 7, 7}));
+  data_.LoadGroupArrays(Friend(), MakeArray(Ids{0, 2}), MakeArray(Ids{1, 2}),
+                        MakeArray(Ids{0, 0, 1}), MakeArray(Ids{7, 7, 7}));
   data_.MoveLast();
   EXPECT_TRUE(data_.HasJobs());
   EXPECT_TRUE(data_.HasDefects());
@@ -305,9 +305,22 @@ TEST_F(SubgroupDataTest, LoadingForgetsCursorGroupsAndAnswers) {
   rows.LoadInto(data_);
   EXPECT_EQ(data_.CurrentIndex(), 1);
   EXPECT_EQ(data_.TotalGroups(), 1);
+  EXPECT_EQ(data_.GroupID(), 0);
   EXPECT_FALSE(data_.HasJobs());
   EXPECT_FALSE(data_.HasDefects());
   EXPECT_EQ(data_.GetTestIDs(), Ids{3});
+}
+
+TEST_F(SubgroupDataTest, TheNumberOfGroupsIsThatOfTheirStarts) {
+  ThreeSubgroups().LoadInto(data_);
+  data_.LoadGroupArrays(Friend(), MakeArray(Ids{0, 2}), MakeArray(Ids{2}), MakeArray(Ids{0, 0, 1}),
+                        MakeArray(Ids{7}));
+  EXPECT_EQ(data_.TotalGroups(), 2);
+  EXPECT_EQ(data_.GroupID(), 7);
+  data_.LoadGroupArrays(Friend(), {}, MakeArray(Ids{1, 2}), MakeArray(Ids{0, 0, 1}),
+                        MakeArray(Ids{7, 7, 7}));
+  EXPECT_EQ(data_.TotalGroups(), 3);
+  EXPECT_EQ(data_.GroupID(), 0);
 }
 
 TEST_F(SubgroupDataTest, EachHasLooksAtItsOwnField) {

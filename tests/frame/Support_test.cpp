@@ -49,7 +49,8 @@ TEST(Support, ResolveRuleDefCastsAfterTheSettings) {
   const auto failure = fake::FailureOf([] { ResolveRuleDef(std::make_shared<NoDatabase>()); });
   EXPECT_EQ(failure.Number(), 13);
   EXPECT_EQ(failure.Source(), "Support.ResolveRuleDef|Support.ResolveDatabase|orvSPCAnalysis6");
-  EXPECT_EQ(fake.log().Lines().back(), "RuleDef.SecondSetting(256)");
+  EXPECT_EQ(fake.log().Lines(),
+            (Lines{"MakeRuleDef()", "RuleDef.FirstSetting(100)", "RuleDef.SecondSetting(256)"}));
 }
 
 TEST(Support, AFailureOfTheRuleDefKeepsItsOwnSource) {

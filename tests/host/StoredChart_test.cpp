@@ -277,8 +277,8 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
   Compared("--test Leaks --graph1 p");
 
   // The table: lost | keys in the JSON | what is shown instead.
-  const std::string how_to = Text(
-      (std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "docs/how-to/xml.md").string());
+  const std::string how_to =
+      Text((std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "docs/how-to/xml.md").string());
   const std::size_t table = how_to.find("| lost | keys of the JSON |");
   ASSERT_NE(table, std::string::npos);
   std::istringstream lines(how_to.substr(table));

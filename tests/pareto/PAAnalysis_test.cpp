@@ -63,8 +63,10 @@ TEST(PAAnalysis, TheLibraryGetsTheFlatSelectionAndTheFlatSettings) {
   };
   API_PAOptions options = {};
   bool zeros = false;
+  std::size_t count = 0;
   run.script().pareto = [&](std::span<API_PABin> bins, API_PAOptions& given) {
     options = given;
+    count = bins.size();
     const auto* bytes = reinterpret_cast<const unsigned char*>(bins.data());
     zeros = std::all_of(bytes, bytes + bins.size_bytes(), [](unsigned char b) { return b == 0; });
     return 0;
@@ -79,6 +81,14 @@ TEST(PAAnalysis, TheLibraryGetsTheFlatSelectionAndTheFlatSettings) {
   API_PAOptions expected = {};
   run.processing->GetAPIOptions(Friend{}, expected);
   EXPECT_EQ(std::memcmp(&options, &expected, sizeof options), 0);
+  EXPECT_EQ(options.BinType[0], paBinTypeTime);
+  EXPECT_EQ(options.BinTypeID[1], 6);
+  EXPECT_EQ(options.ShowEmptyBins, -1);
+  EXPECT_EQ(options.BinCount, 10);
+  EXPECT_EQ(info.Count, 123);
+  ASSERT_EQ(filter.size(), 19u);
+  EXPECT_EQ(filter[2], 9);
+  EXPECT_EQ(count, 10u);
   EXPECT_TRUE(zeros);
 }
 

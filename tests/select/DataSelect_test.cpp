@@ -111,6 +111,23 @@ TEST(DataSelect, ResetReplacesTheCollection) {
   EXPECT_EQ(old->Count(), 1);
 }
 
+TEST(DataSelect, ResetForgetsWhatHasNoProperty) {
+  const fake::FakeScope scope;
+  API_DSInfo info = {};
+  info.Type = 44;
+  info.SubgroupStart = 3;
+  info.SubgroupEnd = 9;
+  Array<std::int32_t> filter;
+  filter.Dimension(0, 17);
+  DataSelect select;
+  select.API_SetData(info, filter);
+  select.Reset();
+  select.API_GetData(info, filter);
+  EXPECT_EQ(info.Type, 0);
+  EXPECT_EQ(info.SubgroupStart, 0);
+  EXPECT_EQ(info.SubgroupEnd, 0);
+}
+
 // Every setting differs from its default.
 void ChangeEverything(DataSelect& select) {
   select.IncludeEnabled(false);
@@ -182,6 +199,14 @@ TEST(DataSelect, ACloneKeepsItemTypesAndItsDescriptorsAreItsOwn) {
   EXPECT_EQ(select.GetXML(), before);
   clone->Descriptors()->Clear();
   EXPECT_EQ(select.GetXML(), before);
+}
+
+TEST(DataSelect, ADescriptorOfACloneKeepsItsIndex) {
+  DataSelect select;
+  select.Descriptors()->Add(dtPart);
+  select.Descriptors()->Add(dtJob);
+  select.Descriptors()->Remove(0);
+  EXPECT_EQ(select.Clone()->Descriptors()->Item(0)->Index(Friend{}), 2);
 }
 
 TEST(DataSelect, ACloneMayHoldTwoDescriptorsOfAKind) {

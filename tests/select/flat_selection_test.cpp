@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "platform/ExternalFailure.h"
 #include "select/DataSelect.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
@@ -177,6 +178,62 @@ TEST_F(FlatSelection, AListWithoutItemsFails) {
   EXPECT_EQ(failure.Source(),
             "DataSelect.API_GetData|DataSelect.GetDSFilter|DataSelect.LoadDSFilter|"
             "orvSPCAnalysis6");
+}
+
+TEST_F(FlatSelection, TheRecordIsThereWhereTheFilterFails) {
+  DataSelect select;
+  select.MaximumItems(11);
+  select.Descriptors()->Add(dtPart);
+  Flat flat;
+  flat.filter = ArrayOf({5});
+  EXPECT_EQ(fake::DescriptionOf([&] { select.API_GetData(flat.info, flat.filter); }),
+            "Invalid ItemCount!");
+  EXPECT_EQ(flat.info.Count, 11);
+  EXPECT_EQ(flat.info.AllPart, ftItemList);
+  EXPECT_EQ(flat.Filter(), Cells{5});
+}
+
+TEST_F(FlatSelection, ABlockCutInItsItemsLeavesItsFilterTypeAndTheItemsThatWereThere) {
+  API_DSInfo info = {};
+  info.AllPart = ftGroup;
+  DataSelect select;
+  EXPECT_EQ(fake::NumberOf([&] { select.API_SetData(info, ArrayOf({8, 3, 21, 22})); }), 9);
+  const auto part = select.Descriptors()->GetDescriptor(dtPart);
+  ASSERT_NE(part, nullptr);
+  EXPECT_EQ(part->FilterType(), ftGroup);
+  EXPECT_EQ(part->GroupID(), 8);
+  EXPECT_EQ(part->ItemIDs(), (Cells{21, 22}));
+}
+
+// Its conversion of stamps fails on the stamp 2.
+class NoSecondStamp : public fake::FakePlatform {
+ public:
+  struct Conversion : platform::TimeConversion {
+    std::int32_t DateToTimeStamp(double) override { return 0; }
+    double TimeStampToDate(std::int32_t stamp) override {
+      if (stamp == 2) throw platform::ExternalFailure(-8, "Time.Convert", "broken");
+      return 100.0 + stamp;
+    }
+  };
+  std::shared_ptr<platform::TimeConversion> MakeTimeConversion() override {
+    return std::make_shared<Conversion>();
+  }
+};
+
+TEST_F(FlatSelection, TheStartOfTheRangeIsTakenBeforeItsEndFails) {
+  const platform::Scope scope(std::make_shared<NoSecondStamp>());
+  API_DSInfo info = {};
+  info.Count = 11;
+  info.TimeStart = 1;
+  info.TimeEnd = 2;
+  info.TestType = ttDefects;
+  DataSelect select;
+  select.DateRangeEnd(7.0);
+  EXPECT_EQ(fake::NumberOf([&] { select.API_SetData(info, {}); }), -8);
+  EXPECT_EQ(select.MaximumItems(), 11);
+  EXPECT_EQ(select.DateRangeStart(), 101.0);
+  EXPECT_EQ(select.DateRangeEnd(), 7.0);
+  EXPECT_FALSE(select.IncludeDefectTests()) << "comes after the range";
 }
 
 TEST_F(FlatSelection, AnUnknownFilterTypeFails) {

@@ -97,6 +97,16 @@ TEST_F(PSAnalysisTest, TheResultHoldsEverything) {
   EXPECT_EQ(results->PrcsStateLog()->StateName(), "running");
 }
 
+TEST_F(PSAnalysisTest, TheEventsAreOfTheSelectionAsTheSubgroupsLeftIt) {
+  std::vector<std::int32_t> starts;
+  fake_.script().rewrite = [&starts](API_DSInfo& info, std::span<std::int32_t>) {
+    starts.push_back(info.TimeStart);
+    info.TimeStart += 10;
+  };
+  Analyze();
+  EXPECT_EQ(starts, (std::vector<std::int32_t>{kStart, kStart + 10}));
+}
+
 TEST_F(PSAnalysisTest, TheSelectionOfTheHostStaysAsItWas) {
   const std::string before = select_->GetXML();
   fake_.script().rewrite = [](API_DSInfo& info, std::span<std::int32_t>) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <vector>
 
 #include "tests/engine/charts/FakeStore.h"
 
@@ -160,8 +162,10 @@ TEST(VariableRun, MovingAverageWithMovingRange) {
 TEST(VariableRun, CoefficientOfVariation) {
   FakeStore store({{1, 2, 3}, {3, 5, 7}, {-1, -2, -3}});
   const auto chart = Make(store, 0x140);
-  const double gamma = (0.5 + 0.4) / 2.0 / kC4of3;
-  const double centre = kC4of3 * gamma * (1.0 + gamma * gamma / 3.0);
+  // gamma (1 + gamma^2/3) = 0.45/c4(3), so the centre line is the mean of the points.
+  double gamma = 0.45 / kC4of3;
+  for (int step = 0; step < 50; ++step) gamma = 0.45 / kC4of3 / (1.0 + gamma * gamma / 3.0);
+  const double centre = 0.45;
   const double spread = gamma * std::sqrt(1.0 - kC4of3 * kC4of3 + gamma * gamma / 3.0);
   Near(chart.graphs[1].points, {0.5, 0.4, kNaN}, "none where the mean is not positive");
   EXPECT_EQ(chart.graphs[1].sizes, (Sizes{3, 3, 0}));
@@ -171,6 +175,26 @@ TEST(VariableRun, CoefficientOfVariation) {
   const auto notes = TakeNotes();
   ASSERT_FALSE(notes.empty());
   EXPECT_EQ(notes.back().code, "cv-large");
+}
+
+TEST(VariableRun, TheCentreLineOfVariationIsTheMeanOfItsPoints) {
+  std::mt19937_64 random(20250611);
+  for (const double gamma : {0.1, 0.2, 0.3}) {
+    std::normal_distribution<double> normal(1.0, gamma);
+    for (const std::size_t n : {2U, 3U, 5U}) {
+      FakeStore store(std::vector<std::vector<double>>(20000, std::vector<double>(n)));
+      for (auto& value : store.data.values) value = normal(random);
+      const auto chart = Make(store, 0x140);
+      double sum = 0.0;
+      int count = 0;
+      for (const double point : chart.graphs[1].points) {
+        if (std::isnan(point)) continue;
+        sum += point;
+        ++count;
+      }
+      EXPECT_NEAR(chart.graphs[1].ccl[0] / (sum / count), 1.0, 0.003) << gamma << " " << n;
+    }
+  }
 }
 
 TEST(VariableRun, ReadingsInsideThePieces) {

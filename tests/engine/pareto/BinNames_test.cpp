@@ -3,6 +3,7 @@
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
 namespace orvspc::engine::pareto {
@@ -34,7 +35,7 @@ TEST_F(BinNamesTest, EveryKindOfLevelHasItsName) {
     std::int32_t resource, type, id;
     const char* name;
   };
-  const auto stamp = static_cast<std::int32_t>(*ParseTime("2024-01-31T22:00:00"));
+  const auto stamp = static_cast<std::int32_t>(*platform::ParseIsoTime("2024-01-31T22:00:00"));
   const Row rows[] = {
       {paSubgroups, paBinTypeDefect, Id(ItemKind::Defect, "DI"), "Dirt in the paint"},
       {paSubgroups, paBinTypePart, Id(ItemKind::Part, "Bolt / M8"), "Bolt / M8"},

@@ -3,6 +3,7 @@
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
 namespace orvspc::engine::pareto {
@@ -18,7 +19,9 @@ namespace {
 using Strings = std::vector<std::string>;
 using Doubles = std::vector<double>;
 
-std::int32_t At(const char* time) { return static_cast<std::int32_t>(*ParseTime(time)); }
+std::int32_t At(const char* time) {
+  return static_cast<std::int32_t>(*platform::ParseIsoTime(time));
+}
 
 // Frequencies of five causes and their percentages, as printed for a Pareto chart in the articles
 // of the R package qcc (luca-scr/qcc).

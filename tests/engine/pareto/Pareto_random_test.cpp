@@ -9,6 +9,7 @@
 #include <set>
 
 #include "engine/time/calendar.h"
+#include "platform/TimeText.h"
 #include "tests/engine/pareto/pareto_fixture.h"
 
 // Bins against a slow and obvious count over the same data by their names.
@@ -24,7 +25,7 @@ namespace {
 
 constexpr std::uint32_t kSeed = 20240917;
 constexpr std::int32_t kOffset = 2 * 3600;
-const std::int64_t kFrom = *ParseTime("2023-11-20");
+const std::int64_t kFrom = *platform::ParseIsoTime("2023-11-20");
 
 struct ModelRow {
   double value = 0.0;
@@ -172,7 +173,7 @@ class ParetoRandomTest : public ParetoTest {
   // The limits above, in words: what makes a piece bad.
   static bool IsOutside(const ModelSubgroup& subgroup, double value) {
     if (subgroup.part == "P1") {
-      if (subgroup.time >= *ParseTime("2024-01-10")) return value > 10.5;
+      if (subgroup.time >= *platform::ParseIsoTime("2024-01-10")) return value > 10.5;
       return value > 11 || value < 9;
     }
     return subgroup.part == "P2" && value < 9.5;
@@ -477,7 +478,7 @@ class ParetoRandomTest : public ParetoTest {
     double lower = -kNone, upper = kNone;
     const auto& part = *pieces.parts.begin();
     if (part == "P1") {
-      const bool late = pieces.newest >= *ParseTime("2024-01-10");
+      const bool late = pieces.newest >= *platform::ParseIsoTime("2024-01-10");
       upper = late ? 10.5 : 11.0;
       if (!late) lower = 9.0;
     } else if (part == "P2") {

@@ -5,13 +5,16 @@
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::pareto {
 using namespace time;
 
 namespace {
 
-std::int32_t At(const char* time) { return static_cast<std::int32_t>(*ParseTime(time)); }
+std::int32_t At(const char* time) {
+  return static_cast<std::int32_t>(*platform::ParseIsoTime(time));
+}
 
 TEST(TimeBins, TimesLieInPeriodsOfTheZone) {
   struct Row {

@@ -114,6 +114,19 @@ TEST(SigmaEstimate, SkipsNaNSmallSizesAndUnusedSubgroups) {
   expect_two(CvFromRatios(statistics, sizes, used), CvFromRatios(kTwoAndFive, kSizes).value);
 }
 
+TEST(CvFromRatios, SolvesForTheBiasOfEachSize) {
+  // gamma 0.25 of sizes 2 and 5: each ratio is just its expectation c4 gamma (1 + gamma^2/n).
+  const double gamma = 0.25;
+  const std::vector<double> ratios{kC4Of2 * gamma * (1.0 + gamma * gamma / 2.0),
+                                   kC4Of5 * gamma * (1.0 + gamma * gamma / 5.0)};
+  EXPECT_NEAR(CvFromRatios(ratios, kSizes).value, gamma, 1e-11);
+  const std::vector<std::int32_t> twos{2, 2};
+  const double root = CvFromRatios(ratios, twos).value;
+  EXPECT_NEAR(root * (1.0 + root * root / 2.0), (ratios[0] + ratios[1]) / 2.0 / kC4Of2, 1e-11);
+  EXPECT_NEAR(CvFromRatios(std::vector<double>{1e-9, 1e-9}, twos).value, 1e-9 / kC4Of2, 1e-18);
+  EXPECT_EQ(CvFromRatios(std::vector<double>{0.0, 0.0}, twos).value, 0.0);
+}
+
 TEST(SigmaEstimate, NothingToEstimateFrom) {
   const std::vector<double> statistics{kNaN, 2.0};
   const std::vector<std::int32_t> sizes{5, 1};

@@ -4,13 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "platform/Enumerations.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::time {
 
 namespace {
 
 std::int64_t At(std::string_view text) {
-  const auto stamp = ParseTime(text);
+  const auto stamp = platform::ParseIsoTime(text);
   EXPECT_TRUE(stamp) << text;
   return stamp.value_or(0);
 }
@@ -100,7 +101,7 @@ TEST(Calendar, WhatIsNoTimeIsRefused) {
                            "2024-01-01T24:00", "2024-01-01T10", "2024-01-01T10:60",
                            "2024-01-01T10:00:60", "2024-01-01T10:00:00x", "2024-01-01T10:00:00+",
                            "2024-01-01T10:00:00+99:00", "01.02.2024", "2024-01-01T10:00:00."}) {
-    EXPECT_FALSE(ParseTime(text)) << text;
+    EXPECT_FALSE(platform::ParseIsoTime(text)) << text;
   }
 }
 

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The whole road of a chart beside the hand-written program over a plain schema, in one run:
-//   bench_chart_road [--subgroups N] [--rounds N] [--dir DIR]
+//   bench_charts [--subgroups N] [--rounds N] [--dir DIR]
 // makes the data once (CSV, plain database, quality database), then runs the two in turn and prints
 // the median ratio for: import, one chart of all subgroups, a thousand charts of the newest 25.
-//   bench_chart_road --keep-memory 1 ...     freed memory stays with the process, as in a server
+//   bench_charts --keep-memory 1 ...     freed memory stays with the process, as in a server
 //   that
 // draws one chart after the other: shows how much of a large chart is the system clearing fresh
 // pages
-//   bench_chart_road --once plain|product --dir DIR     one chart, for peak memory from outside
-#include <malloc.h>
-
+//   bench_charts --once plain|product --dir DIR     one chart, for peak memory from outside
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -23,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/options.h"
 #include "bench/plain_program.h"
 #include "bench/rounds.h"
 #include "chart/CCAnalysis.h"
@@ -116,30 +115,19 @@ void Compare(const bench::plain::Chart& plain, const Figures& product) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::int64_t subgroups = 1'000'000;
-  int rounds = 7;
-  fs::path dir = "build/bench-data";
-  std::string once;
-  for (int i = 1; i + 1 < argc; i += 2) {
-    const std::string option = argv[i];
-    if (option == "--subgroups") subgroups = std::stoll(argv[i + 1]);
-    if (option == "--rounds") rounds = std::stoi(argv[i + 1]);
-    if (option == "--dir") dir = argv[i + 1];
-    if (option == "--once") once = argv[i + 1];
-    if (option == "--keep-memory") {
-      mallopt(M_MMAP_MAX, 0);
-      mallopt(M_TRIM_THRESHOLD, -1);
-    }
-  }
-  fs::create_directories(dir);
-  const std::string tag = std::to_string(subgroups);
-  const fs::path csv = dir / ("chart_" + tag + ".csv");
-  const fs::path plain_db = dir / ("plain_" + tag + ".db");
-  const fs::path product_db = dir / ("product_" + tag + ".db");
-  const fs::path dash_csv = dir / "dash.csv";
-  const fs::path dash_plain = dir / "dash_plain.db";
-  const fs::path dash_product = dir / "dash_product.db";
-  const auto most = static_cast<std::int32_t>(subgroups);
+  const bench::Options options =
+      bench::ParseOptions(argc, argv,
+                          "import, one chart of all subgroups, 1000 charts of the newest 25,\n"
+                          "each against a plain program");
+  fs::create_directories(options.dir);
+  const std::string tag = std::to_string(options.subgroups);
+  const fs::path csv = options.dir / ("chart_" + tag + ".csv");
+  const fs::path plain_db = options.dir / ("plain_" + tag + ".db");
+  const fs::path product_db = options.dir / ("product_" + tag + ".db");
+  const fs::path dash_csv = options.dir / "dash.csv";
+  const fs::path dash_plain = options.dir / "dash_plain.db";
+  const fs::path dash_product = options.dir / "dash_product.db";
+  const auto most = static_cast<std::int32_t>(options.subgroups);
   orvspc::InstallEmbedded();
 
   const auto plain_chart = [&] {
@@ -150,13 +138,13 @@ int main(int argc, char** argv) {
     const auto results = ProductChart(database, 1, 1, most);
     return Read(*results);
   };
-  if (!once.empty()) {
-    if (once == "plain") std::printf("%.12g\n", plain_chart().mean);
-    if (once == "product") std::printf("%.12g\n", product_chart().mean);
+  if (!options.once.empty()) {
+    if (options.once == "plain") std::printf("%.12g\n", plain_chart().mean);
+    if (options.once == "product") std::printf("%.12g\n", product_chart().mean);
     return 0;
   }
 
-  if (!fs::exists(csv)) WriteCsv(csv, subgroups, 1, 1);
+  if (!fs::exists(csv)) WriteCsv(csv, options.subgroups, 1, 1);
   Pair importing;
   bench::RemoveDatabase(plain_db);
   bench::RemoveDatabase(product_db);
@@ -164,11 +152,11 @@ int main(int argc, char** argv) {
                   [&] { ImportProduct(csv, product_db); });
   importing.Print("import");
   std::printf("%-34s %.0f subgroups/s\n", "import rate",
-              static_cast<double>(subgroups) / importing.product.back() * 1000.0);
+              static_cast<double>(options.subgroups) / importing.product.back() * 1000.0);
 
   Compare(plain_chart(), product_chart());
   Pair chart;
-  for (int i = 0; i < rounds; ++i) chart.Round(plain_chart, product_chart);
+  for (int i = 0; i < options.rounds; ++i) chart.Round(plain_chart, product_chart);
   chart.Print("one mean-and-range chart");
 
   if (!fs::exists(dash_csv)) WriteCsv(dash_csv, std::int64_t{kParts} * kTests * 25, kParts, kTests);
@@ -201,7 +189,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   Pair dash;
-  for (int i = 0; i < rounds; ++i) dash.Round(plain_dash, product_dash);
+  for (int i = 0; i < options.rounds; ++i) dash.Round(plain_dash, product_dash);
   dash.Print("1000 charts of the newest 25");
   return 0;
 }

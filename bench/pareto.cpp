@@ -6,8 +6,6 @@
 // codes. Then runs in turn, each opening its file: the plain program, which lets SQLite group, and
 // the product by defect, by shift and defect, and by week and defect; at last a thousand analyses
 // of the newest 25 subgroups.
-#include <malloc.h>
-
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -15,6 +13,7 @@
 #include <random>
 #include <string>
 
+#include "bench/options.h"
 #include "bench/plain_program.h"
 #include "bench/rounds.h"
 #include "engine/Embedded.h"
@@ -166,32 +165,28 @@ Counts Product(const fs::path& path, std::int32_t most, std::vector<orvspc::paBi
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::int64_t subgroups = 1'000'000;
-  int rounds = 7;
-  fs::path dir = "build/bench-data";
-  for (int i = 1; i + 1 < argc; i += 2) {
-    const std::string option = argv[i];
-    if (option == "--subgroups") subgroups = std::stoll(argv[i + 1]);
-    if (option == "--rounds") rounds = std::stoi(argv[i + 1]);
-    if (option == "--dir") dir = argv[i + 1];
-    if (option == "--keep-memory") {
-      mallopt(M_MMAP_MAX, 0);
-      mallopt(M_TRIM_THRESHOLD, -1);
-    }
-  }
-  fs::create_directories(dir);
-  const std::string tag = std::to_string(subgroups);
-  const fs::path csv = dir / ("pareto_" + tag + ".csv");
-  const fs::path plain_db = dir / ("pareto_plain_" + tag + ".db");
-  const fs::path product_db = dir / ("pareto_product_" + tag + ".db");
-  const auto most = static_cast<std::int32_t>(subgroups);
+  const bench::Options options = bench::ParseOptions(
+      argc, argv, "Pareto analyses of two defect rows a subgroup against plain programs");
+  fs::create_directories(options.dir);
+  const std::string tag = std::to_string(options.subgroups);
+  const fs::path csv = options.dir / ("pareto_" + tag + ".csv");
+  const fs::path plain_db = options.dir / ("pareto_plain_" + tag + ".db");
+  const fs::path product_db = options.dir / ("pareto_product_" + tag + ".db");
+  const auto most = static_cast<std::int32_t>(options.subgroups);
   orvspc::InstallEmbedded();
   if (!fs::exists(product_db)) {
-    WriteCsv(csv, subgroups);
+    WriteCsv(csv, options.subgroups);
     orvspc::engine::ImportCsv(csv.string(), *orvspc::OpenDatabase(product_db.string(), true),
                               orvspc::engine::ImportKind::Values, {});
     bench::RemoveDatabase(plain_db);
-    MakePlain(plain_db, subgroups);
+    MakePlain(plain_db, options.subgroups);
+  }
+
+  if (!options.once.empty()) {
+    if (options.once == "plain") std::printf("%zu\n", PlainByDefect(plain_db).size());
+    if (options.once == "product")
+      std::printf("%zu\n", Product(product_db, most, {orvspc::paBinTypeDefect}).size());
+    return 0;
   }
 
   struct Job {
@@ -211,7 +206,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     bench::Pair pair;
-    for (int i = 0; i < rounds; ++i) {
+    for (int i = 0; i < options.rounds; ++i) {
       pair.Round([&] { job.plain(plain_db); }, [&] { Product(product_db, most, job.levels); });
     }
     pair.Print(job.name);

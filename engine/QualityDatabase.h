@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/Embedded.h"
+#include "platform/Import.h"
+#include "platform/ItemKind.h"
+#include "platform/ParetoRecords.h"
+
+// The data of a quality database, for hosts: what it holds, by name, and how files get into it.
+//
+// Times are stamps, seconds since 1970 UTC, from 1901 to 2038.
+// Every failure is a platform::ExternalFailure whose description is one line: file and reason.
+namespace orvspc {
+
+// Effective time of a row of limits that holds from the beginning.
+inline constexpr std::int32_t kSinceEver = INT32_MIN;
+
+// --- What the database holds ---------------------------------------------------------------------
+
+struct ListedItem {
+  std::int32_t id = 0;
+  std::string name;       // of a code: the code
+  std::string text;       // of a code: what it means; empty where that is not given
+  double factor = 1.0;    // weight of a part or a code
+  std::int32_t type = 0;  // of a test: TestTypes, 0 until it has values; of a state code:
+                          // ProcessStateTypes
+  bool active = true;     // false: no longer in use
+};
+
+struct CountedItem : ListedItem {
+  std::int64_t subgroups = 0;        // in which the item occurs; 0 for kinds that none names
+  std::int32_t first = 0, last = 0;  // of these subgroups; 0 without any
+};
+
+// One test of one part on one process: what a chart is drawn of.
+struct StreamKey {
+  std::int32_t part = 0, process = 0, test = 0;
+  friend bool operator==(const StreamKey&, const StreamKey&) = default;
+};
+
+struct ListedStream : StreamKey {
+  std::int32_t test_type = 0;  // TestTypes
+  std::int64_t subgroups = 0;
+  std::int32_t first = 0, last = 0;
+};
+
+struct ListedGroup {
+  std::int32_t id = 0;
+  std::string name;
+  std::vector<std::int32_t> members;  // identifiers of items
+};
+
+// "Colour=red" is the descriptor red of the group Colour.
+struct ListedDescriptor {
+  std::int32_t id = 0, group = 0;
+  std::string name, group_name;
+};
+
+struct RuleSet {
+  std::string name;
+  std::vector<std::int32_t> numbers;  // of run rules, ascending
+};
+
+// The state of a process from a time on.
+struct ProcessState {
+  std::int32_t process = 0, state = 0;
+  std::int32_t type = 0;  // ProcessStateTypes
+  std::string name;       // the code of the state
+  std::int32_t since = 0;
+};
+
+// --- Rows of limits: fields are named like the columns of their import ---------------------------
+
+struct SpecificationLimits {
+  std::int32_t part = 0, test = 0;
+  std::int32_t effective = kSinceEver;
+  std::optional<double> usl, target, lsl, ugb, lgb, url, lrl, uwp, lwp, cp, cpk;
+  std::string alarms;      // the limits that raise alarms, "usl lsl"; "none"
+  std::int32_t scale = 4;  // decimals shown
+  std::string name;
+};
+
+struct ControlLimits {
+  std::int32_t part = 0, process = 0, test = 0;  // process 0: any
+  std::int32_t effective = kSinceEver;
+  double mean = 0.0, sp = 0.0, spl = 0.0, sw = 0.0, swl = 0.0;
+  std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
+  std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
+};
+
+struct Opportunities {
+  std::int32_t part = 0, test = 0;
+  std::int32_t effective = kSinceEver;
+  std::int32_t opportunities = 0;  // of defects, for each unit
+};
+
+struct NetContents {
+  std::int32_t part = 0, test = 0;
+  std::int32_t effective = kSinceEver;
+  std::string class_name, quantity;  // "R87" "HB133" "own"; "mass" "volume" ...
+  std::optional<double> nominal, mav;
+  bool upper = false;
+  // Also those that the class derived; names ending in p are percent of packages.
+  std::optional<double> mavl, mavlp, mavu, mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up;
+  double factor = 1.0;
+  std::string name;
+};
+
+// --- Settings, words and times -------------------------------------------------------------------
+
+// A setting that a database can hold.
+struct SettingKind {
+  std::string_view name, fallback, meaning;
+  std::vector<std::string_view> words;  // that it takes; empty: any text of the form of fallback
+};
+const std::vector<SettingKind>& SettingKinds();
+
+// "part" or "parts", "acc-code"; empty for an unknown word.
+std::optional<ItemKind> ItemKindFromWord(std::string_view word);
+// In the singular.
+std::string_view WordOf(ItemKind kind);
+
+// "values", "control-limits", ...; empty for an unknown word.
+std::optional<ImportKind> ImportKindFromWord(std::string_view word);
+// All of them, in the order of the enumeration.
+std::vector<std::string_view> ImportKindWords();
+
+// "2024-02-29", "2024-02-29T12:30", "2024-02-29 12:30:00.5+02:00", ...: as imports read times.
+//
+// No zone      UTC.
+// No time      midnight; with end_of_day the last second of the day.
+// Fraction     rounded to the nearest second.
+// Returns      seconds since 1970 UTC, maybe outside of the range of stamps; empty for other texts.
+std::optional<std::int64_t> ParseTime(std::string_view text, bool end_of_day = false);
+
+// Seconds since 1970 UTC, as the engine sees the clock.
+std::int64_t CurrentTime();
+
+// When the shifts of a database start, by its settings shift_starts and time_zone.
+struct Shift {
+  std::int64_t start = 0, end = 0;  // end is the start of the next one
+};
+struct ShiftPlan {
+  std::vector<std::int32_t> starts;  // seconds of the day in the zone, ascending
+  std::int32_t offset = 0;           // of the zone, in seconds
+  Shift Around(std::int64_t stamp) const;
+};
+
+// --- The database --------------------------------------------------------------------------------
+
+// An open quality database.
+//
+// A copy is another handle of the same open database; the last one closes it.
+// Calls of several threads take turns; analyses of the same database go on meanwhile.
+class QualityDatabase {
+ public:
+  // Opens an existing one. Failures: not there, not a quality database, of a newer release, locked,
+  // not writable, in a folder that is not writable.
+  static QualityDatabase Open(const std::string& path);
+
+  // Makes a new one, fills it and opens it.
+  //
+  // fill     called with the database before anybody else can see it; must not keep it
+  // Failures a file of that name is there already, or a log that another database left
+  //          (NAME-wal, NAME-shm, NAME-journal); no room on the device; what fill throws
+  // After a failure there is no file. After success all that fill stored has reached the device.
+  static QualityDatabase Create(const std::string& path,
+                                const std::function<void(QualityDatabase&)>& fill = {});
+
+  // Imports a file into the database of that name, which is made if there is none. A refused file
+  // leaves no new database behind.
+  static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
+                                 const ImportOptions& options = {});
+
+  // Over a database that is open already.
+  explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);
+
+  // For analyses, retrievals, and for TakeFailure and TakeReport after them.
+  const std::shared_ptr<EmbeddedDatabase>& Database() const { return database_; }
+
+  // Imports a CSV file: all of it is stored or nothing. The failure names file, line, column, value
+  // and reason. Analyses see all of it or nothing.
+  ImportReport Import(const std::string& file, ImportKind kind, const ImportOptions& options = {});
+
+  // Identifier and name.
+  std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
+  // Empty for an unknown identifier.
+  std::string Name(ItemKind kind, std::int32_t id) const;
+  // Items by identifier: of codes and parts also text, factor and type.
+  std::vector<ListedItem> Items(ItemKind kind) const;
+  // Items by name with the subgroups in which they occur. Reads the whole database.
+  std::vector<CountedItem> CountedItems(ItemKind kind) const;
+  // Streams by part, process, test with their subgroups. Reads the whole index of values.
+  std::vector<ListedStream> Streams() const;
+
+  // Groups of items, by name.
+  std::vector<ListedGroup> Groups(ItemKind kind) const;
+  std::optional<std::int32_t> FindGroup(ItemKind kind, std::string_view name) const;
+
+  // Descriptors of subgroups, by group and name.
+  std::vector<ListedDescriptor> Descriptors() const;
+  std::optional<std::int32_t> FindDescriptorGroup(std::string_view name) const;
+  std::optional<std::int32_t> FindDescriptor(std::int32_t group, std::string_view name) const;
+
+  // What the import file called a subgroup; empty for an unknown identifier.
+  std::string SubgroupLabel(std::int32_t subgroup) const;
+
+  // Names of the bins of a Pareto analysis: called with level (0 to 2) and identifier.
+  //
+  // resource  one of paResourceTypes
+  // options   those that the bins were made with
+  // Returns   the identifier in digits where the database knows no name; empty for a level that the
+  //           options lack
+  using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
+  BinNames BinNamesOf(std::int32_t resource, const API_PAOptions& options) const;
+
+  // Limits of a part and test, and with ControlLimits of a process; Row is SpecificationLimits,
+  // ControlLimits, Opportunities or NetContents.
+  //
+  // Versions  by effective time; of rows with one time the newest, which replaced the others. Of
+  //           control limits those for any process, too, before those for the process itself.
+  // InForce   the last version that is effective at a time; empty: none yet.
+  template <class Row>
+  std::vector<Row> Versions(const StreamKey& stream) const;
+  template <class Row>
+  std::optional<Row> InForce(const StreamKey& stream, std::int64_t time) const;
+
+  // The state of a process just before a time; empty: no record before it. One indexed read.
+  std::optional<ProcessState> StateBefore(std::int32_t process, std::int64_t time) const;
+
+  // Rule sets of the database.
+  std::vector<RuleSet> RuleSets() const;
+  // Lets analyses of this open database take the alarms of graph 1 from a rule set instead of the
+  // stored alarms (graphs 2 and 3: rule 1 alone). An empty name goes back to the stored alarms.
+  // Pre-control rules stay on beside every other set.
+  void UseRuleSet(std::string_view name);
+
+  // The stored value of a setting, else its fallback. Names are those of SettingKinds.
+  std::string Setting(std::string_view name) const;
+  // An unknown name, or a value that its reader could not use, is refused.
+  void Set(std::string_view name, std::string_view value);
+
+  ShiftPlan Shifts() const;
+
+ private:
+  std::shared_ptr<EmbeddedDatabase> database_;
+};
+
+}  // namespace orvspc

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/DraftFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "engine/store/SqliteStore.h"
+#include "platform/ExternalFailure.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What SQLite keeps beside a database.
+constexpr std::array kLogEndings{"-wal", "-shm", "-journal"};
+
+std::string FolderOf(const std::string& path) {
+  const auto folder = fs::path(path).parent_path().string();
+  return folder.empty() ? "." : folder;
+}
+
+bool IsThereAt(const std::string& path) {
+  std::error_code error;
+  return fs::exists(fs::symlink_status(path, error));
+}
+
+// Sixteen digits that two programs do not share, even with one process number in two containers.
+std::string RandomDigits() {
+  std::random_device random;
+  std::string digits;
+  for (int i = 0; i < 2; ++i) {
+    std::array<char, 9> text;
+    std::snprintf(text.data(), text.size(), "%08x", static_cast<unsigned>(random()));
+    digits += text.data();
+  }
+  return digits;
+}
+
+void RemoveFiles(const std::string& path) {
+  std::error_code ignored;
+  fs::remove(path, ignored);
+  for (const auto* ending : kLogEndings) fs::remove(path + ending, ignored);
+}
+
+// Flushes a file or the entries of a folder to the device; false with errno.
+bool Flush(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  // Some file systems have nothing to flush for a folder.
+  const bool flushed = fsync(file) == 0 || errno == EINVAL;
+  const int reason = errno;
+  close(file);
+  errno = reason;
+  return flushed;
+}
+
+// Gives the file its name unless that is taken. File systems without links rename.
+bool Rename(const std::string& from, const std::string& to) {
+  if (link(from.c_str(), to.c_str()) == 0) {
+    unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+}
+
+// A log that is not wholly in the file would be lost with its name.
+void EmptyLog(const std::string& path) {
+  auto connection = OpenConnection(path, false);
+  sql::Query query(connection, "PRAGMA wal_checkpoint(TRUNCATE)");
+  const bool answered = query.Step();
+  const bool is_done = answered && query.Int(0) == 0 && query.Int(1) == query.Int(2);
+  if (!is_done) RefuseFile(path, "its log could not be written into the file");
+}
+
+}  // namespace
+
+std::string TargetOf(const std::string& path) {
+  constexpr int kMaxLinks = 40;
+  fs::path target = path;
+  std::error_code error;
+  for (int i = 0; i < kMaxLinks && fs::is_symlink(target, error); ++i) {
+    target = target.parent_path() / fs::read_symlink(target, error);
+  }
+  return target.string();
+}
+
+void CheckNoLogLeft(const std::string& path) {
+  const auto target = TargetOf(path);
+  for (const auto* ending : kLogEndings) {
+    // The database itself is looked at again: another program may be making it just now.
+    if (IsThereAt(target + ending) && !IsThereAt(target)) {
+      RefuseFile(path, path + ending + " is left from another database; move it away");
+    }
+  }
+}
+
+DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetOf(path_)) {
+  if (path_.empty()) RefuseFile(path_, "the database has no name");
+  if (IsThereAt(target_)) return;
+  CheckNoLogLeft(path_);
+  std::string draft = target_ + ".new-" + RandomDigits();
+  const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (file < 0) {
+    if (errno == ENOENT) RefuseFile(path_, "there is no folder " + FolderOf(target_));
+    if (errno == EACCES || errno == EROFS) RefuseFile(path_, "its folder may not be written to");
+    RefuseFile(path_, std::strerror(errno));
+  }
+  close(file);
+  draft_ = std::move(draft);
+}
+
+DraftFile::~DraftFile() {
+  if (!draft_.empty()) RemoveFiles(draft_);
+}
+
+void DraftFile::Fill(const std::function<void(const std::string&)>& work) const {
+  try {
+    work(draft_);
+  } catch (const platform::ExternalFailure& failure) {
+    // Who reads the reason knows the database by its own name.
+    std::string reason = failure.Description();
+    const auto at = reason.find(draft_);
+    if (at == std::string::npos) throw;
+    reason.replace(at, draft_.size(), path_);
+    throw platform::ExternalFailure(failure.Number(), failure.Source(), reason);
+  }
+}
+
+bool DraftFile::PutInPlace() {
+  Fill([](const std::string& draft) { EmptyLog(draft); });
+  if (!Flush(draft_)) RefuseFile(path_, std::strerror(errno));
+  // A log that appeared meanwhile belongs to somebody else, too.
+  CheckNoLogLeft(path_);
+  if (!Rename(draft_, target_)) {
+    if (errno == EEXIST) return false;
+    RefuseFile(path_, std::strerror(errno));
+  }
+  if (!Flush(FolderOf(target_))) {
+    const std::string reason = std::strerror(errno);
+    unlink(target_.c_str());
+    RefuseFile(path_, reason);
+  }
+  return true;
+}
+
+}  // namespace orvspc::engine::store

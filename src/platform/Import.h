@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+namespace orvspc {
+
+// The kinds of files that a quality database imports.
+enum class ImportKind {
+  Values,
+  Limits,
+  ControlLimits,
+  Opportunities,
+  Rules,
+  Alarms,
+  Groups,
+  Requirements,
+  Defects,
+  AccCodes,
+  CacCodes,
+  StateCodes,
+  Parts,
+  Processes,
+  Events,
+  States,
+  NetContents,
+};
+
+struct ImportOptions {
+  // Skip columns with unknown names; otherwise such a file is refused.
+  bool ignore_unknown = false;
+  // Of values: how many (subgroup, test) are held before they are written. More need more memory,
+  // fewer more time where the lines of a subgroup lie apart; what is stored is the same.
+  std::size_t most_held = 32768;
+  // Called now and then with bytes read and the size of the file.
+  std::function<void(std::int64_t done, std::int64_t total)> progress = {};
+};
+
+struct ImportReport {
+  std::int64_t lines = 0;      // without the header
+  std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
+  std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
+  std::int64_t new_names = 0;
+};
+
+}  // namespace orvspc
