@@ -14,6 +14,7 @@
 #include "engine/store/DraftFile.h"
 #include "engine/store/StateLog.h"
 #include "engine/time/calendar.h"
+#include "platform/TimeText.h"
 
 namespace orvspc {
 
@@ -110,7 +111,7 @@ std::vector<std::string_view> ImportKindWords() { return import::ImportKindWords
 
 std::optional<std::int64_t> ParseTime(std::string_view text, bool end_of_day) {
   constexpr std::size_t kDateAlone = 10;  // 2024-02-29
-  auto time = time::ParseTime(text);
+  auto time = platform::ParseIsoTime(text);
   if (time && end_of_day && text.size() == kDateAlone) *time += 24 * 60 * 60 - 1;
   return time;
 }

@@ -14,9 +14,7 @@ namespace orvspc::engine::charts {
 inline constexpr std::int32_t kNoRow = -1;
 
 // Effective time of a row.
-inline std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
-inline std::int32_t EffectiveTime(const store::ControlLimit& limit) { return limit.row.F_EFTM; }
-inline std::int32_t EffectiveTime(const API_CCDefOpp& row) { return row.Word24; }
+using catalogue::EffectiveTime;
 
 // The newest row that is effective at a time; kNoRow when none is yet. Rows stand by effective
 // time. Remembers the latest answer, since neighbouring points mostly share their row.
