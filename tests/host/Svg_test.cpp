@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartView.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,8 @@
 #include <regex>
 #include <set>
 
-#include "host/render/chart/ChartHtml.h"
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/core/Symbols.h"
+#include "host/render/core/Svg.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {
