@@ -71,7 +71,8 @@ void WriteCsv(const fs::path& path, std::int64_t subgroups, int parts, int tests
 
 void ImportProduct(const fs::path& csv, const fs::path& db) {
   const auto database = orvspc::OpenDatabase(db.string(), true);
-  orvspc::engine::ImportCsv(csv.string(), *database, orvspc::engine::ImportKind::Values, {});
+  orvspc::engine::import::ImportCsv(csv.string(), *database,
+                                    orvspc::engine::import::ImportKind::Values, {});
 }
 
 std::shared_ptr<orvspc::CCResults> ProductChart(

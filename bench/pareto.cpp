@@ -176,8 +176,9 @@ int main(int argc, char** argv) {
   orvspc::InstallEmbedded();
   if (!fs::exists(product_db)) {
     WriteCsv(csv, options.subgroups);
-    orvspc::engine::ImportCsv(csv.string(), *orvspc::OpenDatabase(product_db.string(), true),
-                              orvspc::engine::ImportKind::Values, {});
+    orvspc::engine::import::ImportCsv(csv.string(),
+                                      *orvspc::OpenDatabase(product_db.string(), true),
+                                      orvspc::engine::import::ImportKind::Values, {});
     bench::RemoveDatabase(plain_db);
     MakePlain(plain_db, options.subgroups);
   }

@@ -25,9 +25,14 @@ if(ORVSPC_WERROR)
   add_compile_options(-Werror)
 endif()
 
-if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # In an included source a class may well have a base or a field of an anonymous namespace.
-  add_compile_options(-Wno-subobject-linkage)
+if(CMAKE_UNITY_BUILD)
+  # In a batch a name also hides what other sources have at their outermost level, and an included
+  # class may well have a base of an anonymous namespace. The presets dev and tidy, which compile
+  # file by file, keep both warnings.
+  add_compile_options(-Wno-shadow)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-subobject-linkage)
+  endif()
 endif()
 
 # No silent fused multiply-add: the same figures on every processor and from every compiler.

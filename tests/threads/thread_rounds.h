@@ -18,7 +18,8 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/import/Import.h"
+#include "engine/store/SqlStore.h"
 #include "host/cli/Analysis.h"
 #include "host/render/capability/CapabilityJson.h"
 #include "host/render/pareto/ParetoJson.h"
@@ -85,7 +86,7 @@ class ThreadRounds : public testing::Test {
           return std::string(documents[i].first) + " in round " + std::to_string(round) + ": " +
                  Difference(documents[i].second, expected[i].second);
     }
-    if (reading == Reading::Shared && engine::store::SqliteStoreOf(*database)->SharedCount() == 0)
+    if (reading == Reading::Shared && engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
       return "no selection was read by two threads";
     return {};
   }
@@ -96,7 +97,7 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->File("q.db"), true);
-    engine::store::SqliteStoreOf(*database)->ShareFrom(reading == Reading::Alone ? INT64_MAX : 1);
+    engine::store::SqlStoreOf(*database)->Sharing().from = reading == Reading::Alone ? INT64_MAX : 1;
     return database;
   }
 
