@@ -58,16 +58,6 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
   return 0;
 }
 
-Report TakeReport(EmbeddedDatabase&) {
-  Report report;
-  report.notes = TakeNotes();
-  report.chart.streams = LatestStreams();
-  report.chart.acceptance = LatestAcceptance();
-  report.capability = LatestCapability();
-  report.sampling = LatestSampling();
-  return report;
-}
-
 Names NamesOf(const QualityDatabase& database) {
   auto known = std::make_shared<std::map<std::pair<ItemKind, std::int32_t>, std::string>>();
   return [database, known](ItemKind kind, std::int32_t id) {

@@ -39,17 +39,14 @@ struct Outcome {
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
                 const Number& maximum, const std::function<Outcome(Analysis&)>& analyse);
 
-// What the engine reported on the database since the last call.
-Report TakeReport(EmbeddedDatabase& database);
-
 // What analyse() returns, with what the engine reported meanwhile. Refusal with the engine's reason
 // when it failed.
 template <class Analyse>
 auto Reported(const QualityDatabase& database, Report& report, Analyse analyse) {
-  TakeReport(*database.Database());  // that of earlier calls
+  database.Database()->TakeReport();  // that of earlier calls
   auto results = analyse(database.Database());
   if (const auto failure = database.Database()->TakeFailure()) throw Refusal(failure->description);
-  report = TakeReport(*database.Database());
+  report = database.Database()->TakeReport();
   return results;
 }
 
