@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "engine/RowTable.h"
-#include "engine/sql/failures.h"
+#include "engine/sql/failure.h"
 #include "engine/store/Catalogue.h"
-#include "engine/store/SqliteStore.h"
 #include "engine/store/StateLog.h"
+#include "engine/store/Store.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeStamp.h"
 
@@ -100,7 +100,7 @@ const StateLogRecords::Record& StateLogRecords::Current() const {
 bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   records_.clear();
   cursor_ = 0;
-  const auto store = store::SqliteStoreOf(Needed(database, "PrcsStateLog"));
+  const auto store = store::StoreOf(Needed(database, "PrcsStateLog"));
   try {
     store->ReadOrThrow([&](sql::Connection& db) {
       const auto time = platform::DateToTimeStamp(time_);
@@ -109,7 +109,8 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
         const std::int64_t limit = row_limit_;
         // The forward read is of one process; 0 is no process, not all of them.
         if (process_ != 0)
-          rows = store::ReadStateLog(db, process_, time, INT32_MAX, limit > 0 ? limit + 1 : -1);
+          rows = store::ReadStateLog(db, process_, time, INT32_MAX,
+                                     limit > 0 ? limit + 1 : store::kEveryRecord);
         if (limit > 0 && std::ssize(rows) > limit) {
           rows.pop_back();
           store::AddNote("states-cut",
@@ -128,7 +129,7 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
       }
     });
   } catch (...) {
-    sql::LeaveAsExternalFailure(store->Path(), "PrcsStateLog");
+    sql::RethrowAsExternal(store->Path(), "PrcsStateLog");
   }
   return !records_.empty();
 }

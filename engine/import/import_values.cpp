@@ -6,7 +6,7 @@
 
 #include "engine/import/import_table.h"
 #include "engine/import/values_writer.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/StoreCache.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -169,12 +169,11 @@ std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, 
 std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
   auto& id = streams_[{part, process, test}];
   if (id == 0) {
-    sql::Query(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3)")
-        .Bind(1, std::int64_t{part})
-        .Bind(2, std::int64_t{process})
-        .Bind(3, std::int64_t{test})
-        .Run();
-    id = sqlite3_last_insert_rowid(db_.Get());
+    id = *sql::Query(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id")
+              .Bind(1, std::int64_t{part})
+              .Bind(2, std::int64_t{process})
+              .Bind(3, std::int64_t{test})
+              .RunForInt();
   }
   return id;
 }
@@ -274,14 +273,16 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   auto& id = descriptors_[{extra, std::string(name)}];
   if (id != 0) return id;
   const std::string_view group = table_.Extra()[extra].name;
-  sql::Query(db_, "INSERT OR IGNORE INTO descriptor_group(name) VALUES(?1)").Bind(1, group).Run();
-  sql::Query(db_,
-             "INSERT OR IGNORE INTO descriptor(descriptor_group, name) "
-             "SELECT id, ?2 FROM descriptor_group WHERE name = ?1")
+  sql::Query(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING")
       .Bind(1, group)
-      .Bind(2, name)
       .Run();
-  report_.new_names += sqlite3_changes(db_.Get());
+  report_.new_names +=
+      sql::Query(db_,
+                 "INSERT INTO descriptor(descriptor_group, name) "
+                 "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING")
+          .Bind(1, group)
+          .Bind(2, name)
+          .Run();
   sql::Query query(
       db_,
       "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
@@ -296,9 +297,8 @@ void ValuesImport::TakeDescriptors(OpenMeasurement& open) {
   for (std::size_t i = 0; i < table_.Extra().size(); ++i) {
     const auto cell = table_.ExtraCell(i);
     if (cell.empty()) continue;
-    const std::pair descriptor(DescriptorId(i, cell), table_.Whole(kTsno, 0, INT32_MAX, 0));
-    auto& list = batch_.subgroups[open.subgroup].descriptors;
-    if (std::find(list.begin(), list.end(), descriptor) == list.end()) list.push_back(descriptor);
+    batch_.subgroups[open.subgroup].descriptors.emplace(DescriptorId(i, cell),
+                                                        table_.Whole(kTsno, 0, INT32_MAX, 0));
   }
 }
 

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "engine/sql/failures.h"
+#include "engine/sql/failure.h"
 #include "engine/store/Catalogue.h"
 #include "platform/Enumerations.h"
 
@@ -21,7 +21,7 @@ BinNames::BinNames(platform::Database& database, std::int32_t resource,
   const auto of = resource == paProcessEvents  ? Resource::Events
                   : resource == paProcessState ? Resource::States
                                                : Resource::Subgroups;
-  const auto store = store::SqliteStoreOf(database);
+  const auto store = store::StoreOf(database);
   try {
     store->ReadOrThrow([&](sql::Connection& connection) {
       std::string reason;
@@ -31,7 +31,7 @@ BinNames::BinNames(platform::Database& database, std::int32_t resource,
       lookups_.emplace(*store, connection, *plan_, API_DSInfo{}, kEverything, SubgroupRange{});
     });
   } catch (...) {
-    sql::LeaveAsExternalFailure(store->Path(), "BinNames");
+    sql::RethrowAsExternal(store->Path(), "BinNames");
   }
 }
 

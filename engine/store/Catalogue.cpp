@@ -6,9 +6,8 @@
 #include <functional>
 #include <stdexcept>
 
-#include "engine/sql/failures.h"
-#include "engine/store/SqliteStore.h"
-#include "engine/store/cache.h"
+#include "engine/sql/failure.h"
+#include "engine/store/SqlStore.h"
 #include "engine/store/packing.h"
 #include "engine/time/calendar.h"
 #include "platform/ExternalFailure.h"
@@ -16,27 +15,25 @@
 namespace orvspc::engine::store {
 namespace {
 
-constexpr std::int32_t kFailure = -2147221504;
-
 // The last kind that subgroups name.
 constexpr auto kLastOfSubgroups = catalogue::ItemKind::Serial;
 
 [[noreturn]] void Refuse(std::string reason) {
-  throw platform::ExternalFailure(kFailure, "Catalogue", std::move(reason));
+  throw platform::ExternalFailure(sql::kRefused, "Catalogue", std::move(reason));
 }
 
 // Failures as what hosts can catch.
-void Guarded(SqliteStore& store, const std::function<void()>& work) {
+void Guarded(SqlStore& store, const std::function<void()>& work) {
   try {
     work();
   } catch (...) {
-    sql::LeaveAsExternalFailure(store.Path(), "Catalogue");
+    sql::RethrowAsExternal(store.Path(), "Catalogue");
   }
 }
 
 template <class Work>
 void Reading(platform::Database& database, Work work) {
-  const auto store = SqliteStoreOf(database);
+  const auto store = SqlStoreOf(database);
   Guarded(*store, [&] { store->ReadOrThrow([&](sql::Connection& db) { work(*store, db); }); });
 }
 
@@ -143,7 +140,7 @@ void Count(std::span<const Occurrence> occurrences, std::vector<ListedItem>& ite
 
 std::vector<ListedItem> ListItems(platform::Database& database, catalogue::ItemKind kind) {
   std::vector<ListedItem> items;
-  Reading(database, [&](SqliteStore& store, sql::Connection& db) {
+  Reading(database, [&](SqlStore& store, sql::Connection& db) {
     for (const auto& [id, name] : store.Names(kind)) items.push_back({id, name, 0, 0, 0, 0});
     std::sort(items.begin(), items.end(),
               [](const ListedItem& a, const ListedItem& b) { return a.name < b.name; });
@@ -171,7 +168,7 @@ std::optional<std::int32_t> FindItem(platform::Database& database, catalogue::It
     return all;
   }();
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(db, texts[static_cast<std::size_t>(kind)]);
     query.Bind(1, name);
     id = FirstInt(query);
@@ -181,7 +178,7 @@ std::optional<std::int32_t> FindItem(platform::Database& database, catalogue::It
 
 std::string ItemName(platform::Database& database, catalogue::ItemKind kind, std::int32_t id) {
   std::string name;
-  Reading(database, [&](SqliteStore& store, sql::Connection&) {
+  Reading(database, [&](SqlStore& store, sql::Connection&) {
     const auto& names = store.Names(kind);
     if (const auto found = names.find(id); found != names.end()) name = found->second;
   });
@@ -190,7 +187,7 @@ std::string ItemName(platform::Database& database, catalogue::ItemKind kind, std
 
 std::vector<ListedGroup> ListGroups(platform::Database& database, catalogue::ItemKind kind) {
   std::vector<ListedGroup> groups;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(db,
                      "SELECT g.id, g.name, m.item FROM item_group g LEFT JOIN item_group_member m "
                      "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.name, m.item");
@@ -208,7 +205,7 @@ std::vector<ListedGroup> ListGroups(platform::Database& database, catalogue::Ite
 std::optional<std::int32_t> FindGroup(platform::Database& database, catalogue::ItemKind kind,
                                       std::string_view name) {
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM item_group WHERE kind = ?1 AND name = ?2");
     query.Bind(1, catalogue::WordOf(kind)).Bind(2, name);
     id = FirstInt(query);
@@ -218,7 +215,7 @@ std::optional<std::int32_t> FindGroup(platform::Database& database, catalogue::I
 
 std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
   std::vector<ListedDescriptor> descriptors;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(
         db,
         "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
@@ -234,7 +231,7 @@ std::vector<ListedDescriptor> ListDescriptors(platform::Database& database) {
 std::optional<std::int32_t> FindDescriptorGroup(platform::Database& database,
                                                 std::string_view name) {
   std::optional<std::int32_t> id;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
     query.Bind(1, name);
     id = FirstInt(query);
@@ -244,7 +241,7 @@ std::optional<std::int32_t> FindDescriptorGroup(platform::Database& database,
 
 std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup) {
   std::string label;
-  Reading(database, [&](SqliteStore&, sql::Connection& db) {
+  Reading(database, [&](SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
     query.Bind(1, std::int64_t{subgroup});
     if (query.Step()) label = query.Text(0);
@@ -254,17 +251,17 @@ std::string SubgroupLabel(platform::Database& database, std::int32_t subgroup) {
 
 std::vector<std::string> RuleSetNames(platform::Database& database) {
   std::vector<std::string> names;
-  Reading(database, [&](SqliteStore& store, sql::Connection&) {
+  Reading(database, [&](SqlStore& store, sql::Connection&) {
     for (const auto& set : store.Cache().rule_sets) names.push_back(set.first);
   });
   return names;
 }
 
 void UseRuleSet(platform::Database& database, std::string_view name) {
-  const auto store = SqliteStoreOf(database);
+  const auto store = SqlStoreOf(database);
   if (name.empty()) return store->UseRuleNumbers(std::nullopt);
   std::optional<std::vector<std::int32_t>> numbers;
-  Reading(database, [&](SqliteStore& opened, sql::Connection&) {
+  Reading(database, [&](SqlStore& opened, sql::Connection&) {
     for (const auto& set : opened.Cache().rule_sets) {
       if (set.first == name) numbers = set.second;
     }
@@ -275,7 +272,7 @@ void UseRuleSet(platform::Database& database, std::string_view name) {
 
 std::map<std::string, std::string> ListSettings(platform::Database& database) {
   std::map<std::string, std::string> settings;
-  Reading(database, [&](SqliteStore& store, sql::Connection&) {
+  Reading(database, [&](SqlStore& store, sql::Connection&) {
     for (const auto& [key, value] : store.Cache().settings) settings.emplace(key, value);
   });
   return settings;
@@ -290,7 +287,7 @@ void StoreSetting(platform::Database& database, std::string_view key, std::strin
     Refuse("shift_starts takes ascending times of day such as \"06:00 14:00 22:00\", not \"" +
            std::string(value) + "\"");
   }
-  const auto store = SqliteStoreOf(database);
+  const auto store = SqlStoreOf(database);
   Guarded(*store, [&] {
     store->Write([&](sql::Connection& db) {
       sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")

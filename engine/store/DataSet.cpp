@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 
-#include "engine/store/Store.h"
+#include "engine/store/DataSet.h"
 #include "engine/store/parallel.h"
-#include "engine/store/select.h"
 
 namespace orvspc::engine::store {
 

@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <random>
 
-#include "engine/store/SqliteStore.h"
+#include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::store {
@@ -76,11 +76,9 @@ bool Rename(const std::string& from, const std::string& to) {
 
 // A log that is not wholly in the file would be lost with its name.
 void EmptyLog(const std::string& path) {
-  auto connection = OpenConnection(path, false);
-  sql::Query query(connection, "PRAGMA wal_checkpoint(TRUNCATE)");
-  const bool answered = query.Step();
-  const bool is_done = answered && query.Int(0) == 0 && query.Int(1) == query.Int(2);
-  if (!is_done) RefuseFile(path, "its log could not be written into the file");
+  if (!OpenConnection(path, false)->EmptyLog()) {
+    RefuseFile(path, "its log could not be written into the file");
+  }
 }
 
 }  // namespace

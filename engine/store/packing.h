@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/Store.h"
+#include "engine/store/DataSet.h"
 
 // The packed record of one (subgroup, test): a head of 24 bytes, the values, and unless every row
 // is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns,

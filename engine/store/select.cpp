@@ -12,7 +12,6 @@
 #include <system_error>
 #include <thread>
 
-#include "engine/store/cache.h"
 #include "engine/store/conditions.h"
 #include "engine/store/large_pages.h"
 #include "engine/store/packing.h"

@@ -19,7 +19,7 @@
 
 #include "engine/Embedded.h"
 #include "engine/import/Import.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/SqlStore.h"
 #include "host/cli/CapabilityCommand.h"
 #include "host/cli/ChartCommand.h"
 #include "host/cli/ComplianceCommand.h"
@@ -90,7 +90,7 @@ class ThreadRounds : public testing::Test {
           return std::string(documents[i].first) + " in round " + std::to_string(round) + ": " +
                  Difference(documents[i].second, expected[i].second);
     }
-    if (reading == Reading::Shared && engine::store::SqliteStoreOf(*database)->SharedCount() == 0)
+    if (reading == Reading::Shared && engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
       return "no selection was read by two threads";
     return {};
   }
@@ -101,7 +101,7 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->File("q.db"), true);
-    engine::store::SqliteStoreOf(*database)->ShareFrom(reading == Reading::Alone ? INT64_MAX : 1);
+    engine::store::SqlStoreOf(*database)->Sharing().from = reading == Reading::Alone ? INT64_MAX : 1;
     return database;
   }
 

@@ -697,9 +697,9 @@ TEST_F(ParetoTest, AClosedHandleAndAMalformedFilterGiveNothing) {
 TEST_F(DefectsTest, AThousandAnalysesPrepareNothingTwice) {
   auto options = ParetoOptions({paBinTypeShift, paBinTypeDefect}, 10);
   Bins(paSubgroups, options);
-  const auto once = Opened()->PreparedCount();
+  const auto once = PreparedCount();
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(Bins(paSubgroups, options).size(), 4u);
-  EXPECT_LE(Opened()->PreparedCount(), once + 10);
+  EXPECT_LE(PreparedCount(), once + 10);
 }
 
 TEST_F(DefectsTest, AFailureAtAnyStepGivesNothingAndAReason) {

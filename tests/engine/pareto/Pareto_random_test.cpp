@@ -847,12 +847,12 @@ TEST_F(ParetoRandomTest, TwoThreadsCountWhatOneCounts) {
   options.BinTimePeriod[2] = paWeeks;
   for (const std::int32_t measure : {paProcessByCount, paProcessByFactor, paProcessByPPM}) {
     options.ProcessingType = measure;
-    Opened()->ShareFrom(1'000'000);
+    Opened()->Sharing().from = 1'000'000;
     const auto alone = Bins(paSubgroups, options);
-    const auto before = Opened()->SharedCount();
-    Opened()->ShareFrom(100);
+    const auto before = Opened()->Sharing().count.load();
+    Opened()->Sharing().from = 100;
     const auto shared = Bins(paSubgroups, options);
-    EXPECT_GT(Opened()->SharedCount(), before);
+    EXPECT_GT(Opened()->Sharing().count.load(), before);
     ASSERT_EQ(alone.size(), shared.size());
     ASSERT_GT(alone.size(), 50u);
     for (std::size_t i = 0; i < alone.size(); ++i) {

@@ -547,16 +547,17 @@ TEST_F(StoreFailureTest, EverySingleByteOfARecordIsWatched) {
   ImportSmall();
   std::vector<unsigned char> packed;
   {
-    Connection connection((Db(), Path()), SQLITE_OPEN_READWRITE);
-    Query query(connection, "SELECT packed FROM measurement WHERE subgroup = 3");
+    Db();
+    const auto connection = OpenAnother(Path());
+    Query query(*connection, "SELECT packed FROM measurement WHERE subgroup = 3");
     ASSERT_TRUE(query.Step());
     for (const auto byte : query.Blob(0)) packed.push_back(static_cast<unsigned char>(byte));
   }
-  Connection connection(Path(), SQLITE_OPEN_READWRITE);
+  const auto connection = OpenAnother(Path());
   for (std::size_t i = 0; i < packed.size(); ++i) {
     auto changed = packed;
     changed[i] ^= 0x10;
-    Query(connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3")
+    Query(*connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3")
         .Bind(1, std::as_bytes(std::span<const unsigned char>(changed)))
         .Run();
     FlatSelection all;
@@ -704,11 +705,11 @@ TEST_F(StoreFailureTest, AThousandAnalysesPrepareNoMoreThanOne) {
     Opened()->StreamName(part, 1, test);
   };
   one(1, 1);
-  const auto prepared = Opened()->PreparedCount();
+  const auto prepared = PreparedCount();
   for (std::int32_t part = 1; part <= 100; ++part) {
     for (std::int32_t test = 1; test <= 10; ++test) one(part, test);
   }
-  EXPECT_EQ(Opened()->PreparedCount(), prepared);
+  EXPECT_EQ(PreparedCount(), prepared);
 }
 
 }  // namespace

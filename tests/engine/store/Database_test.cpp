@@ -193,7 +193,7 @@ TEST_F(SchemaTest, AFileOfVersion1ComesForwardWithAllThatItHolds) {
 TEST_F(SchemaTest, AFileBroughtForwardHasTheTablesOfANewOne) {
   const auto tables = [](EmbeddedDatabase& database) {
     std::vector<std::string> found;
-    SqliteStoreOf(database)->ReadOrThrow([&](Connection& db) {
+    SqlStoreOf(database)->ReadOrThrow([&](Connection& db) {
       Query query(db,
                   "SELECT m.name || '.' || c.name || ' ' || c.type FROM sqlite_master m, "
                   "pragma_table_info(m.name) c WHERE m.type = 'table' ORDER BY 1");
