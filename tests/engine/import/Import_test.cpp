@@ -304,11 +304,11 @@ TEST_F(ImportTest, CountsMakeAttributeTests) {
       "A,P,scratches,2,2024-01-02,0,,50,\n"
       "A,P,rejects,1,2024-01-01,4,,50,\nA,P,rejects,2,2024-01-02,0,,50,\n"
       "A,P,rejects,3,2024-01-03,0,,50,7\n");
-  const auto tests = ListItems(Db(), ItemKind::Test);
+  const auto tests = Data().CountedItems(ItemKind::Test);
   ASSERT_EQ(tests.size(), 2u);
   EXPECT_EQ(tests[0].name, "rejects");
-  EXPECT_EQ(tests[0].test_type, ttDefectives);
-  EXPECT_EQ(tests[1].test_type, ttDefects);
+  EXPECT_EQ(tests[0].type, ttDefectives);
+  EXPECT_EQ(tests[1].type, ttDefects);
   FlatSelection scratches;
   scratches.List(FlatSelection::kTest, {Id(ItemKind::Test, "scratches")});
   const auto data = Select(scratches.info, scratches.Filter());
@@ -362,8 +362,8 @@ TEST_F(ImportTest, WhoAndWhereAndTheRestArrive) {
   EXPECT_EQ(data.Row(0, 1).Gage, 0);
   EXPECT_EQ(CountOf("comment"), 2);  // the second without an employee is another
   EXPECT_EQ(CountOf("subgroup_descriptor"), 3);
-  EXPECT_EQ(ListDescriptors(Db()).size(), 3u);
-  EXPECT_EQ(SubgroupLabel(Db(), head.Sgrp), "1");
+  EXPECT_EQ(Data().Descriptors().size(), 3u);
+  EXPECT_EQ(Data().SubgroupLabel(head.Sgrp), "1");
   EXPECT_EQ(Opened()->StreamName(head.Part, head.Prcs, head.Test), "A / P / T");
 }
 
@@ -497,8 +497,8 @@ TEST_F(ImportTest, ATestHasNoTypeUntilItHasValues) {
       {"X", ImportKind::Groups, "kind,group,name\ntest,G,X\n"},
   };
   const auto type_of = [&](const std::string& name) {
-    for (const auto& item : ListItems(Db(), ItemKind::Test)) {
-      if (item.name == name) return item.test_type;
+    for (const auto& item : Data().CountedItems(ItemKind::Test)) {
+      if (item.name == name) return item.type;
     }
     return -1;
   };
@@ -718,10 +718,10 @@ TEST_F(ImportTest, RulesAndTheirSetsAreAdded) {
   EXPECT_EQ(mine->zone, 1.5);
   EXPECT_EQ(mine->side, "upper");
   EXPECT_EQ(mine->text, "Mine");
-  UseRuleSet(Db(), "own");
+  Data().UseRuleSet("own");
   EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1) & 0xffff, 1u << 1);
   EXPECT_NE(Opened()->AlarmBits(1, 1, 1, 1) & (1u << 20), 0u);
-  EXPECT_NE(FailureOf([&] { UseRuleSet(Db(), "nobody's"); }), "");
+  EXPECT_NE(FailureOf([&] { Data().UseRuleSet("nobody's"); }), "");
   // 15 is refused now that 31 is there.
   EXPECT_NE(ImportFailure("number,kind\n15,limit\n", ImportKind::Rules), "");
 }
@@ -730,7 +730,7 @@ TEST_F(ImportTest, AKnownRuleJoinsASetWithItsCellsLeftOpen) {
   const std::string header = "number,kind,k,m,zone,side,set\n";
   Import(header + "5,zone,,,,,mine\n7,within,,15,,,mine\n", ImportKind::Rules);
   EXPECT_EQ(CountOf("rule"), 15);
-  UseRuleSet(Db(), "mine");
+  Data().UseRuleSet("mine");
   EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1) & 0xffff, 1u << 5 | 1u << 7);
   const auto& rules = Opened()->Rules();
   const auto fifth = std::find_if(rules.begin(), rules.end(),
@@ -756,12 +756,12 @@ TEST_F(ImportTest, AnAlarmIsOnOrOffInAnyOfTheWordsAndAnyCase) {
 
 TEST_F(ImportTest, GroupsHaveMembers) {
   Import("kind,group,name\npart,big,A\nparts,big,B\nlot,odd,L1\n", ImportKind::Groups);
-  const auto groups = ListGroups(Db(), ItemKind::Part);
+  const auto groups = Data().Groups(ItemKind::Part);
   ASSERT_EQ(groups.size(), 1u);
   EXPECT_EQ(groups[0].name, "big");
   EXPECT_EQ(groups[0].members.size(), 2u);
-  EXPECT_EQ(FindGroup(Db(), ItemKind::Lot, "odd"), 2);
-  EXPECT_FALSE(FindGroup(Db(), ItemKind::Part, "odd"));
+  EXPECT_EQ(Data().FindGroup(ItemKind::Lot, "odd"), 2);
+  EXPECT_FALSE(Data().FindGroup(ItemKind::Part, "odd"));
 }
 
 TEST_F(ImportTest, ListingCountsSubgroups) {
@@ -769,19 +769,19 @@ TEST_F(ImportTest, ListingCountsSubgroups) {
       "part,process,test,subgroup,time,value,job,defect\n"
       "A,P,T,1,2024-01-01,5,J,X\nA,P,U,1,2024-01-01,6,J,\nA,P,T,2,2024-02-01,7,,X\n"
       "B,P,T,3,2024-03-01,8,J,\n");
-  const auto parts = ListItems(Db(), ItemKind::Part);
+  const auto parts = Data().CountedItems(ItemKind::Part);
   ASSERT_EQ(parts.size(), 2u);
   EXPECT_EQ(parts[0].name, "A");
   EXPECT_EQ(parts[0].subgroups, 2);
   EXPECT_EQ(parts[0].first, 1704067200);
   EXPECT_EQ(parts[0].last, 1706745600);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Process)[0].subgroups, 3);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Test)[0].subgroups, 3);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Job)[0].subgroups, 2);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Defect)[0].subgroups, 2);
-  EXPECT_TRUE(ListItems(Db(), ItemKind::Gage).empty());
-  EXPECT_EQ(ItemName(Db(), ItemKind::Part, parts[1].id), "B");
-  EXPECT_EQ(ItemName(Db(), ItemKind::Part, 99), "");
+  EXPECT_EQ(Data().CountedItems(ItemKind::Process)[0].subgroups, 3);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Test)[0].subgroups, 3);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Job)[0].subgroups, 2);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Defect)[0].subgroups, 2);
+  EXPECT_TRUE(Data().CountedItems(ItemKind::Gage).empty());
+  EXPECT_EQ(Data().Name(ItemKind::Part, parts[1].id), "B");
+  EXPECT_EQ(Data().Name(ItemKind::Part, 99), "");
   EXPECT_EQ(ItemKindFromWord("processes"), ItemKind::Process);
   EXPECT_FALSE(ItemKindFromWord("colours"));
 }
