@@ -15,6 +15,7 @@
 // Results that were stored, changed by hand and shown again: whatever number a text holds, there is
 // a picture without it or one line that refuses it.
 namespace orvspc::host {
+using namespace cli;
 namespace {
 
 class StoredNumbers : public ProgramTest {
