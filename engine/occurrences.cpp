@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <unordered_map>
 
-#include "engine/store/cache.h"
 #include "engine/store/packing.h"
 
 namespace orvspc::engine {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/SqlStore.h"
 
 namespace orvspc::engine {
 

@@ -3,35 +3,33 @@
 
 #include <string>
 
-#include "engine/Embedded.h"
-#include "engine/sql/failures.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/sql/failure.h"
+#include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 
-// How the face of the data gets at the store.
+// How the face of the data and the records get at the store.
 namespace orvspc::engine {
 
 inline constexpr const char* kFaceSource = "QualityDatabase";
 
-[[noreturn]] inline void Refuse(const store::SqliteStore& store, const std::string& reason) {
-  constexpr std::int32_t kRefused = -2147221504;
-  throw platform::ExternalFailure(kRefused, kFaceSource, store.Path() + ": " + reason);
+[[noreturn]] inline void Refuse(const store::SqlStore& store, const std::string& reason) {
+  throw platform::ExternalFailure(sql::kRefused, kFaceSource, store.Path() + ": " + reason);
 }
 
 // Failures leave as what hosts can catch.
 template <class Work>
-auto Guarded(store::SqliteStore& store, Work work) {
+auto Guarded(store::SqlStore& store, Work work) {
   try {
     return work();
   } catch (...) {
-    sql::LeaveAsExternalFailure(store.Path(), kFaceSource);
+    sql::RethrowAsExternal(store.Path(), kFaceSource);
   }
 }
 
 // What work(store, connection) returns, run inside one read transaction.
 template <class Work>
-auto Read(const std::shared_ptr<EmbeddedDatabase>& database, Work work) {
-  const auto store = store::SqliteStoreOf(*database);
+auto Read(platform::Database& database, Work work) {
+  const auto store = store::SqlStoreOf(database);
   return Guarded(*store, [&] {
     decltype(work(*store, std::declval<sql::Connection&>())) result;
     store->ReadOrThrow([&](sql::Connection& db) { result = work(*store, db); });

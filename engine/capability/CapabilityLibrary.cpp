@@ -4,13 +4,13 @@
 #include <memory>
 
 #include "engine/capability/CapabilityRun.h"
-#include "engine/store/guarded.h"
+#include "engine/store/call_boundary.h"
 
 namespace orvspc::engine::capability {
 namespace {
 
 struct ThreadState {
-  std::weak_ptr<store::SqliteStore> store;  // of the latest analysis
+  std::weak_ptr<store::Store> store;  // of the latest analysis
   CapabilityRun run;
 };
 
@@ -30,9 +30,9 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
     const API_CAOptions& Options, std::int32_t) {
   auto& state = ThisThread();
   state.run.Clear();
-  const auto store = store::OpenStore(Connection);
-  state.store = store;
-  const auto done = store::Guarded(store, [&]() -> std::int32_t {
+  state.store.reset();
+  const auto done = store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
+    state.store = store;
     const CapabilityOutput out{
         X,     Y,       Bins.As<API_CABin>(), Summary, CPs,       PPs, Moments, ChiSq,
         Anova, SpecLim, SpecResults,          NccLim,  NccResults};
@@ -48,15 +48,15 @@ std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
     API_CASpecResults& SpecResults, const API_CAOptions& Options) {
   auto& state = ThisThread();
   const auto store = state.store.lock();
-  return store::Guarded(store, [&]() -> std::int32_t {
+  if (store == nullptr) return 0;
+  return store::KeepFailures(store.get(), [&]() -> std::int32_t {
     const auto bins = Bins.As<API_CABin>();
     const auto fits = [](std::int32_t count, std::size_t room) {
       return count > 0 && static_cast<std::size_t>(count) <= room;
     };
     if (!fits(Options.BinCount, bins.size()) || !fits(Options.CurveCount, X.size()) ||
         !fits(Options.CurveCount, Y.size())) {
-      store->Fail(store::kRefused,
-                  "The arrays of the Johnson fit are shorter than its options say.");
+      store->Fail(sql::kRefused, "The arrays of the Johnson fit are shorter than its options say.");
       return 0;
     }
     const auto points = static_cast<std::size_t>(Options.CurveCount);

@@ -13,22 +13,12 @@ bool IsCode(ItemKind kind) {
 
 bool HasWeight(ItemKind kind) { return IsCode(kind) || kind == ItemKind::Part; }
 
-// Texts of statements live as long as the program.
-std::string_view TextOf(ItemKind kind) {
-  static const auto texts = [] {
-    std::array<std::string, kItemKinds> all;
-    for (int i = 0; i < kItemKinds; ++i) {
-      const auto each = static_cast<ItemKind>(i);
-      std::string columns =
-          IsCode(each) ? "id, iif(text = '', name, text), active" : "id, name, active";
-      if (HasWeight(each)) columns += ", factor";
-      if (each == ItemKind::StateCode) columns += ", type";
-      all[static_cast<std::size_t>(i)] =
-          "SELECT " + columns + " FROM " + std::string(TableOf(each)) + " ORDER BY id";
-    }
-    return all;
-  }();
-  return texts[static_cast<std::size_t>(kind)];
+std::string ItemsText(ItemKind kind) {
+  std::string columns =
+      IsCode(kind) ? "id, coalesce(nullif(text, ''), name), active" : "id, name, active";
+  if (HasWeight(kind)) columns += ", factor";
+  if (kind == ItemKind::StateCode) columns += ", type";
+  return "SELECT " + columns + " FROM " + std::string(TableOf(kind)) + " ORDER BY id";
 }
 
 }  // namespace
@@ -40,14 +30,29 @@ const Item* ItemList::Find(std::int32_t id) const {
   return found == items.end() || found->id != id ? nullptr : &*found;
 }
 
+TextsOfKinds TextsByKind(std::string (*text_of)(ItemKind)) {
+  TextsOfKinds texts;
+  for (std::size_t i = 0; i < texts.size(); ++i) texts[i] = text_of(static_cast<ItemKind>(i));
+  return texts;
+}
+
+std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connection,
+                                                        ItemKind kind) {
+  static const auto texts = TextsByKind(
+      [](ItemKind each) { return "SELECT id, name FROM " + std::string(TableOf(each)); });
+  std::unordered_map<std::int32_t, std::string> names;
+  sql::Query query(connection, texts[static_cast<std::size_t>(kind)]);
+  while (query.Step()) names.emplace(query.Int(0), query.Text(1));
+  return names;
+}
+
 ItemList ReadItems(sql::Connection& connection, ItemKind kind) {
   ItemList list;
-  sql::Query query(connection, TextOf(kind));
+  static const auto texts = TextsByKind(ItemsText);
+  sql::Query query(connection, texts[static_cast<std::size_t>(kind)]);
   while (query.Step()) {
     auto& item = list.items.emplace_back();
-    item.id = query.Int(0);
-    item.name = query.Text(1);
-    item.active = query.Int(2) != 0;
+    query.Read(item.id, item.name, item.active);
     if (HasWeight(kind)) item.factor = query.Real(3);
     if (kind == ItemKind::StateCode) item.type = query.Int(4);
   }
@@ -77,9 +82,8 @@ std::vector<ProcessPlace> ReadPlaces(sql::Connection& connection) {
       "ORDER BY id");
   while (query.Step()) {
     auto& place = places.emplace_back();
-    place.process = query.Int(0);
-    int column = 1;
-    for (auto& unit : place.units) unit = query.Int(column++);
+    auto& [company, division, site, department, area, unit] = place.units;
+    query.Read(place.process, company, division, site, department, area, unit);
   }
   return places;
 }
@@ -88,7 +92,8 @@ std::vector<Descriptor> ReadDescriptors(sql::Connection& connection) {
   std::vector<Descriptor> descriptors;
   sql::Query query(connection, "SELECT id, descriptor_group, name FROM descriptor ORDER BY id");
   while (query.Step()) {
-    descriptors.push_back({query.Int(0), query.Int(1), std::string(query.Text(2))});
+    auto& descriptor = descriptors.emplace_back();
+    query.Read(descriptor.id, descriptor.group, descriptor.name);
   }
   return descriptors;
 }
@@ -98,8 +103,7 @@ std::vector<Item> ReadDescriptorGroups(sql::Connection& connection) {
   sql::Query query(connection, "SELECT id, name FROM descriptor_group ORDER BY id");
   while (query.Step()) {
     auto& group = groups.emplace_back();
-    group.id = query.Int(0);
-    group.name = query.Text(1);
+    query.Read(group.id, group.name);
   }
   return groups;
 }

@@ -5,19 +5,20 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "engine/catalogue/ItemKind.h"
-#include "engine/sql/sqlite.h"
+#include "engine/sql/Connection.h"
 
-// What analyses ask about the items themselves: names, weights, groups, places. Read once and kept
-// until the file changes; see SqliteStore::Items and its like.
+// What analyses ask about the items themselves: names, weights, groups, places. The store reads
+// them once and keeps them until the database changes.
 namespace orvspc::engine::catalogue {
 
 struct Item {
   std::int32_t id = 0;
-  std::string name;       // of a code what it stands for, where that is given
+  std::string name;       // of a code its text, where it has one
   bool active = true;     // no longer in use otherwise
   double factor = 1.0;    // weight of a code or a part
   std::int32_t type = 0;  // of a state code: ProcessStateTypes
@@ -42,7 +43,7 @@ struct Descriptor {
 };
 
 // Where a process belongs, in the order of ItemKind: company, division, site, department, area,
-// production unit; 0 where that is not told.
+// production unit; 0 where it is not known.
 struct ProcessPlace {
   std::int32_t process = 0;
   std::array<std::int32_t, 6> units{};
@@ -56,7 +57,12 @@ struct References {
   std::shared_ptr<const std::vector<Item>> descriptor_groups;  // by identifier
 };
 
+// One SQL text for each kind. Texts of statements must live as long as the program.
+using TextsOfKinds = std::array<std::string, kItemKinds>;
+TextsOfKinds TextsByKind(std::string (*text_of)(ItemKind));
+
 // Run inside a transaction and throw SqlError.
+std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connection, ItemKind kind);
 ItemList ReadItems(sql::Connection& connection, ItemKind kind);
 std::vector<ItemGroup> ReadGroups(sql::Connection& connection, ItemKind kind);
 std::vector<ProcessPlace> ReadPlaces(sql::Connection& connection);

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "engine/compliance/ComplianceRun.h"
-#include "engine/store/guarded.h"
+#include "engine/store/call_boundary.h"
 
 namespace orvspc::engine::compliance {
 namespace {
@@ -21,8 +21,7 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE(std::int32_t, std::int32
                                                         API_DSInfo& DSInfo,
                                                         std::span<std::int32_t> DSFilter) {
   Kept() = {};
-  const auto store = store::OpenStore(Connection);
-  return store::Guarded(store, [&]() -> std::int32_t {
+  return store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
     ComplianceRows result;
     if (!RunCompliance(*store, DSInfo, DSFilter, result)) return 0;
     Kept() = std::move(result);

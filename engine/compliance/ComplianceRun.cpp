@@ -174,8 +174,8 @@ bool NarrowsSamples(const API_DSInfo& info) {
 
 }  // namespace
 
-bool RunCompliance(store::SqliteStore& store, API_DSInfo& info,
-                   std::span<const std::int32_t> filter, ComplianceRows& result) {
+bool RunCompliance(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                   ComplianceRows& result) {
   auto selection = info;
   selection.Count = 0;
   store::DataSet data;

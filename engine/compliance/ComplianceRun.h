@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 #include "platform/ComplianceRecords.h"
 #include "platform/Reports.h"
 
@@ -18,7 +18,7 @@ struct ComplianceRows {
 
 // The compliance rows of a selection, in the order of delivery; its Count is no bound. Writes the
 // resolved range and states into info. False after a failure, which the store keeps.
-bool RunCompliance(store::SqliteStore& store, API_DSInfo& info,
-                   std::span<const std::int32_t> filter, ComplianceRows& result);
+bool RunCompliance(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                   ComplianceRows& result);
 
 }  // namespace orvspc::engine::compliance

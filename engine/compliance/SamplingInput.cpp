@@ -73,7 +73,7 @@ std::vector<StateSegment> ReadSegments(sql::Connection& db, std::int32_t process
     segments.push_back({time, window.end, state, type, running});
   };
   const auto before = store::LatestStateBefore(db, process, window.start + 1);
-  const auto rows = store::ReadStateLog(db, process, window.start + 1, window.end - 1, -1);
+  const auto rows = store::ReadStateLog(db, process, window.start + 1, window.end - 1);
   if (before) {
     begin(window.start, before->state, before->type, IsRunning(before->type));
   } else {
@@ -127,7 +127,7 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
 
 }  // namespace
 
-SamplingInput ReadSamplingInput(store::SqliteStore& store, sql::Connection& connection,
+SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection,
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups) {
   const auto& cache = store.Cache();

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "engine/compliance/Sampling.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 
 namespace orvspc::engine::compliance {
 
@@ -38,7 +38,7 @@ struct SamplingInput {
 // Inside a transaction. info has the resolved range of the selection; subgroups are the selected
 // ones, oldest first. A range that is open at its start begins with the first subgroup or state; it
 // ends now, or with the newest subgroup, where it is open at its end or would end later. Throws.
-SamplingInput ReadSamplingInput(store::SqliteStore& store, sql::Connection& connection,
+SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection,
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups);
 

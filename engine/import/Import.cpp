@@ -2,8 +2,8 @@
 #include "engine/import/Import.h"
 
 #include "engine/import/import_table.h"
-#include "engine/sql/failures.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/sql/failure.h"
+#include "engine/store/SqlStore.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
@@ -34,15 +34,6 @@ constexpr Kind kKinds[] = {
     {"net-contents", ImportKind::NetContents, ImportNetContents},
 };
 
-// Beside the store's own connection, which reads on meanwhile.
-sql::Connection OpenForImport(const std::string& path) {
-  auto connection = store::OpenConnection(path, false);
-  connection.Execute("PRAGMA cache_size=-65536");
-  // One checkpoint at the end in place of several on the way.
-  connection.Execute("PRAGMA wal_autocheckpoint=0");
-  return connection;
-}
-
 }  // namespace
 
 std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
@@ -60,20 +51,21 @@ std::vector<std::string_view> ImportKindWords() {
 
 ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
                        const ImportOptions& options) {
-  const auto store = store::SqliteStoreOf(database);
+  const auto store = store::SqlStoreOf(database);
   try {
-    auto connection = OpenForImport(store->Path());
-    sql::Transaction transaction(connection, sql::Transaction::Kind::Write);
-    const ImportContext context{connection, file, options, "import " + file, time::Now()};
+    // Beside the store's own connection, which reads on meanwhile.
+    const auto connection = store::OpenConnection(store->Path(), false);
+    connection->PrepareBulk();
+    sql::Transaction transaction(*connection, sql::TransactionKind::Write);
+    const ImportContext context{*connection, file, options, "import " + file, time::Now()};
     const auto report = kKinds[static_cast<std::size_t>(kind)].import(context);
     transaction.Commit();
     store::NoteWrite();
     // Best effort: with a reader in the way the log is emptied later.
-    sqlite3_wal_checkpoint_v2(connection.Get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
-                              nullptr);
+    connection->EmptyLog();
     return report;
   } catch (...) {
-    sql::LeaveAsExternalFailure(store->Path(), "Import");
+    sql::RethrowAsExternal(store->Path(), "Import");
   }
 }
 

@@ -145,10 +145,12 @@ class RulesImport {
       const auto name = text.substr(0, stop);
       text.remove_prefix(std::min(stop + 1, text.size()));
       if (name.empty()) continue;
-      sql::Query(db_, "INSERT OR IGNORE INTO rule_set(name) VALUES(?1)").Bind(1, name).Run();
+      sql::Query(db_, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING")
+          .Bind(1, name)
+          .Run();
       sql::Query(db_,
-                 "INSERT OR IGNORE INTO rule_set_member(rule_set, number) "
-                 "SELECT id, ?2 FROM rule_set WHERE name = ?1")
+                 "INSERT INTO rule_set_member(rule_set, number) "
+                 "SELECT id, ?2 FROM rule_set WHERE name = ?1 ON CONFLICT DO NOTHING")
           .Bind(1, name)
           .Bind(2, std::int64_t{number})
           .Run();

@@ -28,7 +28,7 @@ void ValuesWriter::Prepare() {
     contexts_[{contexts.Int(0), contexts.Int(1), contexts.Int(2), contexts.Int(3), contexts.Int(4),
                contexts.Int(5)}] = contexts.Int(6);
   }
-  sql::Query highest(db_, "SELECT ifnull(max(id), 0) FROM subgroup");
+  sql::Query highest(db_, "SELECT max(id) FROM subgroup");
   if (highest.Step()) highest_before_ = highest.Int64(0);
 }
 
@@ -41,18 +41,20 @@ void ValuesWriter::Write() {
 }
 
 void ValuesWriter::WriteSubgroups() {
-  sql::Query insert(
-      db_, "INSERT OR IGNORE INTO subgroup(part, process, label, time) VALUES(?1, ?2, ?3, ?4)");
+  sql::Query insert(db_,
+                    "INSERT INTO subgroup(part, process, label, time) VALUES(?1, ?2, ?3, ?4) "
+                    "ON CONFLICT DO NOTHING RETURNING id");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     auto& subgroup = batch_.subgroups[i];
     insert.Bind(1, std::int64_t{subgroup.part})
         .Bind(2, std::int64_t{subgroup.process})
         .Bind(3, std::string_view(subgroup.label))
-        .Bind(4, std::int64_t{subgroup.time})
-        .Run();
-    std::int64_t id = sqlite3_last_insert_rowid(db_.Get());
-    subgroup.is_new = sqlite3_changes(db_.Get()) != 0;
-    if (!subgroup.is_new) {
+        .Bind(4, std::int64_t{subgroup.time});
+    auto id = insert.RunForInt();
+    subgroup.is_new = id.has_value();
+    if (subgroup.is_new) {
+      ++report_.subgroups;
+    } else {
       sql::Query query(db_,
                        "SELECT id FROM subgroup "
                        "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4");
@@ -60,16 +62,13 @@ void ValuesWriter::WriteSubgroups() {
           .Bind(2, std::int64_t{subgroup.part})
           .Bind(3, std::int64_t{subgroup.process})
           .Bind(4, std::string_view(subgroup.label));
-      query.Step();
-      id = query.Int64(0);
-    } else {
-      ++report_.subgroups;
+      id = query.RunForInt();
     }
-    if (id > INT32_MAX) {
+    if (*id > INT32_MAX) {
       table_.RefuseAt(subgroup.line, kSubgroup, subgroup.label,
                       "the database has no identifier left for it");
     }
-    subgroup.id = static_cast<std::int32_t>(id);
+    subgroup.id = static_cast<std::int32_t>(*id);
   }
 }
 
@@ -77,17 +76,16 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    sql::Query(db_,
-               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6)")
-        .BindReference(1, context.workstation)
+    sql::Query insert(db_,
+                      "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
+                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id");
+    insert.BindReference(1, context.workstation)
         .BindReference(2, context.job)
         .BindReference(3, context.lot)
         .BindReference(4, context.shift)
         .BindReference(5, context.revision)
-        .BindReference(6, context.employee)
-        .Run();
-    id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(db_.Get()));
+        .BindReference(6, context.employee);
+    id = static_cast<std::int32_t>(*insert.RunForInt());
   }
   return id;
 }
@@ -98,7 +96,8 @@ store::Context ValuesWriter::ContextOf(std::int32_t id) {
       db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1");
   query.Bind(1, std::int64_t{id});
   if (!query.Step())
-    throw sql::SqlError(SQLITE_CORRUPT, "context " + std::to_string(id) + " is missing");
+    throw sql::SqlError(sql::SqlError::Kind::Damaged,
+                        "context " + std::to_string(id) + " is missing");
   return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
 }
 
@@ -126,8 +125,9 @@ void ValuesWriter::WriteMeasurements() {
   }
   std::sort(order.begin(), order.end());
   sql::Query write(db_,
-                   "INSERT OR REPLACE INTO measurement(stream, time, subgroup, packed, context) "
-                   "VALUES(?1, ?2, ?3, ?4, ?5)");
+                   "INSERT INTO measurement(stream, time, subgroup, packed, context) "
+                   "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(stream, time, subgroup) "
+                   "DO UPDATE SET packed = excluded.packed, context = excluded.context");
   for (auto& [key, open] : order) {
     const auto& subgroup = batch_.subgroups[open->subgroup];
     const bool is_stored = !subgroup.is_new && IsStored(key);
@@ -145,7 +145,8 @@ void ValuesWriter::WriteMeasurements() {
     store::Context context;
     for (std::size_t i = 0; i < open->once.size(); ++i) {
       const auto member = kOnceColumns[i].member;
-      if (member != nullptr) context.*member = std::max(open->once[i].value, 0);
+      if (member != nullptr)
+        context.*member = static_cast<std::int32_t>(std::max(open->once[i].value, 0.0));
     }
     write.Bind(1, key.stream)
         .Bind(2, std::int64_t{key.time})
@@ -185,7 +186,7 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
     for (const auto& row : open.rows) packed_rows_.push_back(row.row);
   }
   if (packed_rows_.empty()) packed_rows_.emplace_back();
-  const auto flag = open.once[kOnceFlag].value;
+  const auto flag = static_cast<std::int32_t>(open.once[kOnceFlag].value);
   packed_size_ = open.once[kOnceSize].value;
   WrittenState state{derived_pieces_, open.last_sbno, false, false};
   state.lacks_size = packed_size_ == kNotGiven && table_.Has(kSize);
@@ -228,12 +229,14 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
   std::int32_t context = 0;
   {
     sql::Query query(db_,
-                     "SELECT packed, ifnull(context, 0) FROM measurement "
+                     "SELECT packed, context FROM measurement "
                      "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
     query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
     query.Step();
     const auto view = store::PackedView::Of(query.Blob(0));
-    if (!view) throw sql::SqlError(SQLITE_CORRUPT, "a packed record does not fit its checksum");
+    if (!view)
+      throw sql::SqlError(sql::SqlError::Kind::Damaged,
+                          "a packed record does not fit its checksum");
     MergeRows(open, *view, state);
     const bool has_size = table_.Has(kSize) && !state.lacks_size;
     const bool has_flag = table_.Has(kFlag) && !state.lacks_flag;
@@ -269,7 +272,7 @@ void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& vie
 }
 
 // The cell of the lines before with that of the lines at hand.
-void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before) {
+void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, double before) {
   auto& cell = open.once[once];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
@@ -302,7 +305,8 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   // Line 0: the lines written before have told it.
   if (defectives <= size || line == 0) return;
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
-                      ") than units inspected (" + std::to_string(size) + ")";
+                      ") than units inspected (" + std::to_string(static_cast<std::int64_t>(size)) +
+                      ")";
   const auto& label = batch_.subgroups[open.subgroup].label;
   if (test.type == ttDefectives) return NoteRefusal(line, kSubgroup, label, reason);
   if (test.excess_line == 0 || line < test.excess_line) {
@@ -315,7 +319,7 @@ bool ValuesWriter::HasComment(const OpenSubgroup& subgroup, std::int32_t test,
                               const OpenComment& comment) {
   sql::Query query(db_,
                    "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
-                   "AND tsno = ?4 AND ifnull(employee, 0) = ?5 AND note = ?6");
+                   "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6");
   query.Bind(1, std::int64_t{subgroup.id})
       .Bind(2, std::int64_t{subgroup.time})
       .Bind(3, std::int64_t{test})
@@ -347,8 +351,8 @@ void ValuesWriter::WriteComments() {
 
 void ValuesWriter::WriteDescriptors() {
   sql::Query insert(db_,
-                    "INSERT OR IGNORE INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-                    "VALUES(?1, ?2, ?3)");
+                    "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+                    "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     for (const auto& [descriptor, tsno] : batch_.subgroups[i].descriptors) {
       insert.Bind(1, std::int64_t{batch_.subgroups[i].id})

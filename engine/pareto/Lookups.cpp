@@ -75,7 +75,7 @@ void SortUnique(std::vector<std::int32_t>& ids) {
 
 }  // namespace
 
-Lookups::Lookups(store::SqliteStore& store, sql::Connection& connection, const ParetoPlan& plan,
+Lookups::Lookups(store::Store& store, sql::Connection& connection, const ParetoPlan& plan,
                  const API_DSInfo& info, std::span<const std::int32_t> filter,
                  const SubgroupRange& subgroups) {
   for (const auto& each : plan.levels) {
@@ -97,12 +97,12 @@ Lookups::Lookups(store::SqliteStore& store, sql::Connection& connection, const P
   }
 }
 
-void Lookups::ReadTable(store::SqliteStore& store, sql::Connection& connection,
+void Lookups::ReadTable(store::Store& store, sql::Connection& connection,
                         const SubgroupRange& subgroups, Level& level) {
   const auto& kind = *level.plan->kind;
   switch (kind.via) {
     case Via::Group:
-      level.table = std::make_shared<Table>(TableOfGroups(*store.Groups(kind.item)));
+      level.table = std::make_shared<Table>(TableOfGroups(*store.ItemGroups(kind.item)));
       break;
     case Via::Place:
       level.table = std::make_shared<Table>(TableOfPlaces(*store.Places(), kind.item));
@@ -117,7 +117,7 @@ void Lookups::ReadTable(store::SqliteStore& store, sql::Connection& connection,
 }
 
 // The lowest identifier of what a subgroup has, for the same reason as with groups.
-void Lookups::ReadDescriptorTable(store::SqliteStore& store, sql::Connection& connection,
+void Lookups::ReadDescriptorTable(store::Store& store, sql::Connection& connection,
                                   const SubgroupRange& subgroups, Level& level) {
   IdTable<std::int32_t> group_of;
   for (const auto& descriptor : *store.Descriptors()) group_of.Set(descriptor.id, descriptor.group);
@@ -142,7 +142,7 @@ void Lookups::ReadDescriptorTable(store::SqliteStore& store, sql::Connection& co
   level.table = std::make_shared<Table>(std::move(table));
 }
 
-void Lookups::ReadNames(store::SqliteStore& store, sql::Connection& connection,
+void Lookups::ReadNames(store::Store& store, sql::Connection& connection,
                         const SubgroupRange& subgroups, Level& level) {
   const auto& kind = *level.plan->kind;
   switch (kind.naming) {
@@ -150,7 +150,7 @@ void Lookups::ReadNames(store::SqliteStore& store, sql::Connection& connection,
       level.items = store.Items(kind.item);
       break;
     case Naming::Group:
-      level.groups = store.Groups(kind.item);
+      level.groups = store.ItemGroups(kind.item);
       break;
     case Naming::Descriptor:
       for (const auto& each : *store.Descriptors()) level.texts.emplace_back(each.id, each.name);
@@ -174,9 +174,8 @@ void Lookups::ReadNames(store::SqliteStore& store, sql::Connection& connection,
   }
 }
 
-void Lookups::ReadDomain(store::SqliteStore& store, sql::Connection& connection,
-                         const API_DSInfo& info, std::span<const std::int32_t> filter,
-                         Level& level) {
+void Lookups::ReadDomain(store::Store& store, sql::Connection& connection, const API_DSInfo& info,
+                         std::span<const std::int32_t> filter, Level& level) {
   const auto& kind = *level.plan->kind;
   const auto flat = store::ReadFilter(info, filter);
   auto& domain = level.domain;

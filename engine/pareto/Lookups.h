@@ -12,7 +12,7 @@
 
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 
 namespace orvspc::engine::pareto {
 
@@ -50,7 +50,7 @@ struct SubgroupRange {
 class Lookups {
  public:
   // Inside a Read of the store. The data's own subgroups are those of empty bins by subgroup.
-  Lookups(store::SqliteStore& store, sql::Connection& connection, const ParetoPlan& plan,
+  Lookups(store::Store& store, sql::Connection& connection, const ParetoPlan& plan,
           const API_DSInfo& info, std::span<const std::int32_t> filter,
           const SubgroupRange& subgroups);
 
@@ -94,13 +94,13 @@ class Lookups {
     std::unordered_map<std::int32_t, Names> known;
   };
 
-  void ReadTable(store::SqliteStore& store, sql::Connection& connection,
-                 const SubgroupRange& subgroups, Level& level);
-  void ReadDescriptorTable(store::SqliteStore& store, sql::Connection& connection,
+  void ReadTable(store::Store& store, sql::Connection& connection, const SubgroupRange& subgroups,
+                 Level& level);
+  void ReadDescriptorTable(store::Store& store, sql::Connection& connection,
                            const SubgroupRange& subgroups, Level& level);
-  void ReadNames(store::SqliteStore& store, sql::Connection& connection,
-                 const SubgroupRange& subgroups, Level& level);
-  void ReadDomain(store::SqliteStore& store, sql::Connection& connection, const API_DSInfo& info,
+  void ReadNames(store::Store& store, sql::Connection& connection, const SubgroupRange& subgroups,
+                 Level& level);
+  void ReadDomain(store::Store& store, sql::Connection& connection, const API_DSInfo& info,
                   std::span<const std::int32_t> filter, Level& level);
   const Names& Known(std::size_t level, std::int32_t id);
   std::string TextOf(const Level& level, std::int32_t id) const;

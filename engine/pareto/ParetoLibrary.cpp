@@ -14,9 +14,8 @@
 #include "engine/pareto/state_entries.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/call_boundary.h"
 #include "engine/store/conditions.h"
-#include "engine/store/guarded.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
@@ -35,7 +34,7 @@ SubgroupRange RangeOf(const store::DataSet& data) {
 // One analysis, from the arguments of its call to the bins.
 class Analysis {
  public:
-  Analysis(store::SqliteStore& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+  Analysis(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
            const platform::ArrayRef& bins, API_PAOptions& options)
       : store_(store), info_(info), filter_(filter), bins_(bins), options_(options) {}
 
@@ -259,9 +258,10 @@ class Analysis {
     for (std::size_t i = 0; i < wanted.keys.size(); ++i) {
       const auto pieces = taker.Finish(i);
       const auto& source = pieces.source;
-      const auto* const limits = facts.Of(source.part, source.test).At(source.newest_time);
+      const auto* const limits =
+          catalogue::EffectiveAt(facts.Of(source.part, source.test).limits, source.newest_time);
       if (!source.is_one || limits == nullptr) continue;
-      const auto tolerance = limits->AsTolerance();
+      const statistics::Tolerance tolerance{limits->Upper(), limits->Lower(), std::nullopt};
       if (!tolerance.HasLimit()) continue;
       const auto sigma = statistics::SampleStandardDeviation(pieces.values);
       if (!(sigma > 0.0)) continue;
@@ -291,7 +291,7 @@ class Analysis {
             " nothing inspected that the count could be a rate of; the value there is 0");
   }
 
-  store::SqliteStore& store_;
+  store::Store& store_;
   API_DSInfo& info_;
   std::span<const std::int32_t> filter_;
   const platform::ArrayRef& bins_;
@@ -301,9 +301,9 @@ class Analysis {
 std::int32_t Analyse(Resource resource, std::int32_t connection, API_DSInfo& info,
                      std::span<std::int32_t> filter, const platform::ArrayRef& bins,
                      API_PAOptions& options) noexcept {
-  const auto store = store::OpenStore(connection);
-  return store::Guarded(
-      store, [&] { return Analysis(*store, info, filter, bins, options).Run(resource); });
+  return store::CallWithStore(connection, [&](const std::shared_ptr<store::Store>& store) {
+    return Analysis(*store, info, filter, bins, options).Run(resource);
+  });
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ using Logs = std::map<std::int32_t, std::vector<store::StateLogRow>>;
 
 Logs ReadLogs(sql::Connection& connection, const store::Identifiers& processes) {
   Logs logs;
-  for (const auto& row : store::ReadStateLog(connection, 0, INT32_MIN, INT32_MAX, -1)) {
+  for (const auto& row : store::ReadStateLog(connection, 0, INT32_MIN, INT32_MAX)) {
     if (store::Has(processes, row.process)) logs[row.process].push_back(row);
   }
   return logs;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "engine/pareto/StateEntry.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 
 namespace orvspc::engine::pareto {
 

@@ -7,11 +7,9 @@ namespace orvspc::engine::schema {
 
 void BringForward(sql::Connection& connection, std::int32_t version) {
   for (const auto& step : Versions().subspan(static_cast<std::size_t>(version))) {
-    connection.Execute(std::string(step.text).c_str());
+    connection.Execute(std::string(step.text));
   }
-  const auto mark = "PRAGMA application_id=" + std::to_string(kApplicationId) +
-                    ";PRAGMA user_version=" + std::to_string(kSchemaVersion);
-  connection.Execute(mark.c_str());
+  connection.SetMark(kApplicationId, kSchemaVersion);
 }
 
 }  // namespace orvspc::engine::schema

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "engine/sql/sqlite.h"
+#include "engine/sql/Connection.h"
 #include "platform/embedded_file.h"
 
 namespace orvspc::engine::schema {

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/DatabaseLibrary.h"
-#include "engine/store/large_pages.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <new>
 #include <set>
 #include <tuple>
 #include <unordered_set>
 
 #include "engine/store/OpenRun.h"
-#include "engine/store/SqliteStore.h"
-#include "engine/store/guarded.h"
+#include "engine/store/alarm_rules.h"
+#include "engine/store/call_boundary.h"
+#include "engine/store/large_pages.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
@@ -21,7 +20,7 @@ namespace orvspc::engine::store {
 namespace {
 
 struct KeptDataSet {
-  std::shared_ptr<SqliteStore> store;
+  std::shared_ptr<Store> store;
   DataSet data;
 };
 
@@ -44,16 +43,7 @@ std::int32_t Int32(std::size_t count) {
       std::min<std::size_t>(count, std::numeric_limits<std::int32_t>::max()));
 }
 
-API_DescriptorData DescriptorRow(const sql::Query& query) {
-  API_DescriptorData row{};
-  row.Sgrp = query.Int(0);
-  row.Dsgp = query.Int(1);
-  row.Desc = query.Int(2);
-  row.Tsno = query.Int(3);
-  return row;
-}
-
-// Those of one subgroup, or with last above first those of a range of identifiers.
+// Those of a range of subgroups.
 void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
                      std::vector<API_DescriptorData>& rows) {
   sql::Query query(db,
@@ -61,7 +51,10 @@ void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
                    "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
                    "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup");
   query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
-  while (query.Step()) rows.push_back(DescriptorRow(query));
+  while (query.Step()) {
+    auto& row = rows.emplace_back();
+    query.Read(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
+  }
 }
 
 bool ByDescriptor(const API_DescriptorData& a, const API_DescriptorData& b) {
@@ -157,44 +150,14 @@ struct FoundComment {
 
 API_CommentData CommentRow(const sql::Query& query, bool& cut) {
   API_CommentData row{};
-  row.Sgrp = query.Int(0);
-  row.Edtm = query.Int(1);
-  row.Test = query.Int(2);
-  row.Tsno = query.Int(3);
+  query.Read(row.Sgrp, row.Edtm, row.Test, row.Tsno);
   platform::StoreFixedText(row.Empl, query.Text(4));
   platform::StoreFixedText(row.Note, query.Text(5));
   cut = cut || platform::ToUtf16(query.Text(5)).size() > std::size(row.Note);
   return row;
 }
 
-// Whether a rule can be judged on a graph of the chart word.
-bool Applies(const StoredRule& rule, std::int32_t chart_word, std::int32_t graph) {
-  const bool of_pieces = rule.kind == "red" || rule.kind == "yellow2";
-  if (graph != 1) return rule.kind == "limit";
-  switch (const auto type = (chart_word >> 8) & 15) {
-    case ccGraph1Pc:
-      return of_pieces;
-    case ccGraph1Ma:
-      return rule.kind == "limit";
-    default: {
-      if (type < ccGraph1BestGuessAttribute) return !of_pieces;
-      const bool is_run = rule.kind == "zone" && rule.zone == 0.0;
-      return rule.kind == "limit" || is_run || rule.kind == "trend" || rule.kind == "alternate";
-    }
-  }
-}
-
-std::uint32_t ApplicableBits(std::span<const StoredRule> rules, std::int32_t chart_word,
-                             std::int32_t graph) {
-  std::uint32_t bits = 0;
-  for (const auto& rule : rules) {
-    const auto bit = rule.number == 31 ? 15 : rule.number;
-    if (Applies(rule, chart_word, graph)) bits |= std::uint32_t{1} << bit;
-  }
-  return bits;
-}
-
-std::vector<StreamKey> StreamsOf(SqliteStore& store, std::int32_t handle, API_DSInfo info,
+std::vector<StreamKey> StreamsOf(Store& store, std::int32_t handle, API_DSInfo info,
                                  std::span<const std::int32_t> filter) {
   const auto open = OpenRunStreams(handle);
   if (!open.empty()) return {open.begin(), open.end()};
@@ -221,11 +184,10 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
                                                       std::span<std::int32_t> DSFilter,
                                                       std::int32_t Content) {
   Kept() = {};
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     if (Content == 0 || (Content & ~kSubgroupsAndTests) != 0) {
-      store->Fail(kRefused, "The content mask " + std::to_string(Content) +
-                                " asks for nothing or for what a data set does not have");
+      store->Fail(sql::kRefused, "The content mask " + std::to_string(Content) +
+                                     " asks for nothing or for what a data set does not have");
       return 0;
     }
     SelectOptions options;
@@ -241,9 +203,10 @@ std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array
                                                  std::int32_t Content) {
   const auto& kept = Kept();
   PreferLargePages(Array.data, Array.count * Array.element_size);
-  return Guarded(kept.store, [&]() -> std::int32_t {
+  if (kept.store == nullptr) return 0;
+  return KeepFailures(kept.store.get(), [&]() -> std::int32_t {
     const auto refuse = [&](std::string_view what) {
-      kept.store->Fail(kRefused, "The array for the " + std::string(what) + " is too short");
+      kept.store->Fail(sql::kRefused, "The array for the " + std::string(what) + " is too short");
       return 0;
     };
     if (Content == kSubgroups) {
@@ -267,8 +230,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Conn
                                                  const platform::ArrayRef& Subgroups,
                                                  const platform::ArrayRef& Descriptors,
                                                  std::int32_t Code) {
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     if (Code != kSubgroups) return 0;
     const auto out = Descriptors.As<API_DescriptorData>();
     bool cut = false;
@@ -289,7 +251,7 @@ std::int32_t DatabaseLibrary::VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Sub
                                                    std::int32_t Code,
                                                    std::span<std::int32_t> CommentFilter,
                                                    std::int32_t HighestIndex) {
-  try {
+  return KeepFailures(nullptr, [&]() -> std::int32_t {
     if (Code != kSubgroups || HighestIndex < 0) return 0;
     const auto cells = CommentFilter.first(
         std::min(CommentFilter.size(), static_cast<std::size_t>(HighestIndex) + 1));
@@ -306,19 +268,16 @@ std::int32_t DatabaseLibrary::VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Sub
       return 0;
     }
     return Int32(ids.size());
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  });
 }
 
 std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     std::int32_t, std::int32_t Connection, std::int32_t& StartSubgroup, std::int32_t SubgroupEnd,
     std::span<std::int32_t> CommentFilter, const platform::ArrayRef& Comments, std::int32_t) {
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     CommentSubgroups wanted;
     if (!wanted.Read(CommentFilter)) {
-      store->Fail(kRefused, "The comment filter ends inside its list");
+      store->Fail(sql::kRefused, "The comment filter ends inside its list");
       return 0;
     }
     const auto first = std::max(std::int64_t{StartSubgroup} + 1, std::int64_t{wanted.Lowest()});
@@ -327,7 +286,7 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     bool text_cut = false;
     store->ReadOrThrow([&](sql::Connection& db) {
       sql::Query query(db,
-                       "SELECT c.subgroup, c.time, ifnull(c.test, 0), c.tsno, ifnull(e.name, ''), "
+                       "SELECT c.subgroup, c.time, c.test, c.tsno, e.name, "
                        "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
                        "LEFT JOIN employee e ON e.id = c.employee "
                        "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id");
@@ -361,8 +320,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETALARMMASK(std::int32_t, std::int32_t Con
                                                   std::span<std::int32_t> DSFilter,
                                                   std::int32_t ChartWord, std::int32_t GraphCount,
                                                   std::span<std::int32_t> AlarmMask) {
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     const auto streams = StreamsOf(*store, Connection, DSInfo, DSFilter);
     const auto graphs = std::min<std::size_t>(
         AlarmMask.size(), static_cast<std::size_t>(std::clamp(GraphCount, 0, 3)));
@@ -372,7 +330,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETALARMMASK(std::int32_t, std::int32_t Con
       for (const auto& stream : streams) {
         bits |= store->AlarmBits(stream.part, stream.process, stream.test, graph);
       }
-      bits &= ApplicableBits(store->Rules(), ChartWord, graph);
+      bits &= ApplicableRules(store->Rules(), ChartWord, graph);
       AlarmMask[i] = static_cast<std::int32_t>(bits);
     }
     return Int32(graphs);

@@ -18,19 +18,10 @@ constexpr std::string_view kById =
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
 
 EventRow RowOf(const sql::Query& query) {
-  const auto stamp = [&](int column) {
-    return query.IsNull(column) ? std::nullopt : std::optional(query.Int(column));
-  };
   EventRow row;
-  std::int32_t* const words[] = {
-      &row.id,  &row.type,         &row.name, &row.employee,     &row.process, &row.part, &row.test,
-      &row.acc, &row.acc_employee, &row.cac,  &row.cac_employee, &row.flag,    &row.time};
-  int column = 0;
-  for (auto* const word : words) *word = query.Int(column++);
-  row.finish = stamp(column++);
-  row.subgroup_time = stamp(column++);
-  row.acc_time = stamp(column++);
-  row.cac_time = stamp(column);
+  query.Read(row.id, row.type, row.name, row.employee, row.process, row.part, row.test, row.acc,
+             row.acc_employee, row.cac, row.cac_employee, row.flag, row.time, row.finish,
+             row.subgroup_time, row.acc_time, row.cac_time);
   return row;
 }
 
@@ -50,9 +41,9 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
   sql::Query query(connection, kNewestFirst);
   query.Bind(1, std::int64_t{range.Start()}).Bind(2, std::int64_t{range.End()});
   while (rows.size() < limit && query.Step()) {
-    // The walk began before the range of the newest was known.
-    if (query.Int(12) < range.Start()) break;
-    auto row = RowOf(query);
+    const auto row = RowOf(query);
+    // The statement began before the range of the newest was known.
+    if (row.time < range.Start()) break;
     if (!Has(part, row.part) || !Has(process, row.process) || !Has(test, row.test) ||
         !Has(employee, row.employee)) {
       continue;

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 
 // The events of a quality database. Runs inside a transaction; throws SqlError, and what a
 // malformed filter throws.

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/Store.h"
+#include "engine/store/DataSet.h"
 
 namespace orvspc::engine::store {
 

@@ -4,23 +4,35 @@
 namespace orvspc::engine::store {
 namespace {
 
+// Of one process and of all: separate texts, so that each follows its index.
+constexpr std::string_view kBetweenOfOne =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?4 AND l.time BETWEEN ?1 AND ?2 "
+    "ORDER BY l.time LIMIT ?3";
+constexpr std::string_view kBetweenOfAll =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.time BETWEEN ?1 AND ?2 "
+    "ORDER BY l.time, l.process LIMIT ?3";
+constexpr std::string_view kBeforeOfOne =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?2 AND l.time < ?1 "
+    "ORDER BY l.time DESC LIMIT 1";
+constexpr std::string_view kBeforeOfAll =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.time < ?1 "
+    "ORDER BY l.time DESC, l.process DESC LIMIT 1";
+
 StateLogRow RowOf(const sql::Query& query) {
-  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3)};
+  StateLogRow row;
+  query.Read(row.time, row.process, row.state, row.type);
+  return row;
 }
 
 }  // namespace
 
 std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
                                       std::int64_t from, std::int64_t to, std::int64_t limit) {
-  constexpr std::string_view kOfOne =
-      "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-      "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?4 AND l.time BETWEEN ?1 AND ?2 "
-      "ORDER BY l.time LIMIT ?3";
-  constexpr std::string_view kOfEvery =
-      "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-      "JOIN state_code c ON c.id = l.state_code WHERE l.time BETWEEN ?1 AND ?2 "
-      "ORDER BY l.time, l.process LIMIT ?3";
-  sql::Query query(connection, process == 0 ? kOfEvery : kOfOne);
+  sql::Query query(connection, process == 0 ? kBetweenOfAll : kBetweenOfOne);
   query.Bind(1, from).Bind(2, to).Bind(3, limit);
   if (process != 0) query.Bind(4, std::int64_t{process});
   std::vector<StateLogRow> rows;
@@ -30,19 +42,10 @@ std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t 
 
 std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
                                              std::int64_t time) {
-  constexpr std::string_view kOfOne =
-      "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-      "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?2 AND l.time < ?1 "
-      "ORDER BY l.time DESC LIMIT 1";
-  constexpr std::string_view kOfAny =
-      "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-      "JOIN state_code c ON c.id = l.state_code WHERE l.time < ?1 "
-      "ORDER BY l.time DESC, l.process DESC LIMIT 1";
-  sql::Query query(connection, process == 0 ? kOfAny : kOfOne);
+  sql::Query query(connection, process == 0 ? kBeforeOfAll : kBeforeOfOne);
   query.Bind(1, time);
   if (process != 0) query.Bind(2, std::int64_t{process});
-  if (!query.Step()) return std::nullopt;
-  return RowOf(query);
+  return query.Step() ? std::optional(RowOf(query)) : std::nullopt;
 }
 
 bool HasStateLog(sql::Connection& connection, std::int32_t process) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -10,33 +11,14 @@
 #include <vector>
 
 #include "engine/catalogue/StoredLimits.h"
-#include "platform/CapabilityRecords.h"
-#include "platform/ChartRecords.h"
+#include "engine/store/DataSet.h"
+#include "engine/store/StoreCache.h"
+#include "platform/Database.h"
 #include "platform/Reports.h"
-#include "platform/RowRecords.h"
 #include "platform/SelectionRecord.h"
 
-// The quality database as the calculation libraries of the engine see it.
+// The quality database as the analyses see it.
 namespace orvspc::engine::store {
-
-// The part of a test row that is not its value. In a plain row Tsno counts 1, 2, ... inside the
-// subgroup and the rest is 0.
-struct RowKey {
-  std::int32_t Sn, Tsno, Sbno, Def, Gage;
-};
-
-// A selected data set, oldest subgroup first. Test_Start and Test_End of a subgroup are places in
-// values; every subgroup has at least one row.
-struct DataSet {
-  std::vector<API_SubgroupData> subgroups;
-  std::vector<double> values;  // one for each test row
-  std::vector<RowKey> keys;    // beside values, or empty when every row is plain
-
-  // A row of a subgroup; row 0 is its first.
-  API_TestData Row(std::size_t subgroup, std::size_t row) const;
-  // Every row in its wire form; a span that is too short gets the first ones.
-  void WriteTests(std::span<API_TestData> out) const;
-};
 
 // Whether subgroups in every state count, by the Status of a selection: those that are not enabled
 // count only where enabled ones were not asked for.
@@ -45,7 +27,7 @@ inline bool EveryStateCounts(std::int32_t status) {
   return status != 0 && (status & kEnabledAsked) == 0;
 }
 
-// A selection without a Status is one of every state, and is told so.
+// Status 0 means all states; this writes it back as all of them.
 inline void ResolveStatus(API_DSInfo& info) {
   constexpr std::int32_t kEveryState = 7;
   if (info.Status == 0) info.Status = kEveryState;
@@ -55,10 +37,6 @@ struct SelectOptions {
   std::int32_t test_types = 0;             // TestTypes bits that the caller can use; 0: all
   bool defect_filter_narrows_rows = true;  // false: it selects subgroups, whole (plain retrieval)
 };
-
-using catalogue::ControlLimit;
-using catalogue::StoredRule;
-using enum catalogue::NetContentFlag;
 
 // Takes a large selection as it is read, so that nobody need hold all of it.
 class BatchTaker {
@@ -108,14 +86,48 @@ class Store {
   // "part / process / test" by name.
   virtual std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) = 0;
 
-  // Keeps a failure for TakeFailure.
+  // Keeps a failure for TakeFailure; of several the first, which is the cause.
   virtual void Fail(std::int32_t number, std::string description) = 0;
+
+  // For analyses with SQL of their own. By default a store has no database: ReadOrThrow and Cache
+  // throw std::logic_error, and Path is empty.
+  //
+  // Runs work inside a read transaction, the cache being current. Throws what work throws.
+  virtual void ReadOrThrow(const std::function<void(sql::Connection&)>& work);
+  // The same, but keeps a failure and returns false.
+  bool Read(const std::function<void(sql::Connection&)>& work);
+  // Only inside Read and ReadOrThrow.
+  virtual StoreCache& Cache();
+  // Names the database in the text of a failure.
+  virtual const std::string& Path() const;
+
+  // The same, from the cache. What these return does not change when the database does.
+  std::shared_ptr<const catalogue::ItemList> Items(catalogue::ItemKind kind) {
+    return Cache().Items(kind);
+  }
+  std::shared_ptr<const std::vector<catalogue::ItemGroup>> ItemGroups(catalogue::ItemKind kind) {
+    return Cache().ItemGroups(kind);
+  }
+  std::shared_ptr<const std::vector<catalogue::ProcessPlace>> Places() { return Cache().Places(); }
+  std::shared_ptr<const std::vector<catalogue::Descriptor>> Descriptors() {
+    return Cache().Descriptors();
+  }
+  std::shared_ptr<const std::vector<catalogue::Item>> DescriptorGroups() {
+    return Cache().DescriptorGroups();
+  }
+  const std::unordered_map<std::int32_t, std::string>& Names(catalogue::ItemKind kind) {
+    return Cache().Names(kind);
+  }
 };
 
 // The open database behind a connection handle; null when the handle is closed or unknown.
 std::shared_ptr<Store> StoreOf(std::int32_t handle);
+// The store of an open database of ours. Throws platform::ExternalFailure.
+std::shared_ptr<Store> StoreOf(platform::Database& database);
 
 // Adds to the thread's notes.
 void AddNote(std::string code, std::string text, std::string stream = {});
+// Those since the last call.
+std::vector<Note> TakeNotes();
 
 }  // namespace orvspc::engine::store

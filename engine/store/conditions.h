@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/store/SqliteStore.h"
+#include "engine/store/Store.h"
 #include "engine/store/flat_filter.h"
 
 namespace orvspc::engine::store {

@@ -3,7 +3,7 @@
 
 #include "engine/store/DatabaseLibrary.h"
 #include "engine/store/EventLog.h"
-#include "engine/store/guarded.h"
+#include "engine/store/call_boundary.h"
 #include "platform/FixedText.h"
 
 namespace orvspc::engine::store {
@@ -38,15 +38,11 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDEVENTDATA(std::int32_t, std::int32_t C
                                                     API_DSInfo& DSInfo,
                                                     std::span<std::int32_t> DSFilter,
                                                     std::span<std::int32_t> Events, std::int32_t) {
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     auto info = DSInfo;
     std::vector<EventRow> rows;
-    if (!store->Read([&](sql::Connection& db) {
-          rows = SelectEvents(db, store->Cache(), info, DSFilter);
-        })) {
-      return 0;
-    }
+    store->ReadOrThrow(
+        [&](sql::Connection& db) { rows = SelectEvents(db, store->Cache(), info, DSFilter); });
     if (rows.size() > Events.size()) {
       rows.erase(rows.begin(), rows.end() - static_cast<std::ptrdiff_t>(Events.size()));
       AddNote("events-cut", "There are more events than fit; only the newest " +
@@ -62,25 +58,22 @@ std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connec
                                                std::span<std::int32_t> Events,
                                                const platform::ArrayRef& Rows, std::int32_t Count,
                                                std::int32_t Code) {
-  const auto store = OpenStore(Connection);
-  return Guarded(store, [&]() -> std::int32_t {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     const auto out = Rows.As<API_EventData>();
     if (Code != kEvents || Count < 0 || static_cast<std::size_t>(Count) > Events.size() ||
         static_cast<std::size_t>(Count) > out.size()) {
-      store->Fail(kRefused, "The call for " + std::to_string(Count) + " events with code " +
-                                std::to_string(Code) + " does not fit its arrays");
+      store->Fail(sql::kRefused, "The call for " + std::to_string(Count) + " events with code " +
+                                     std::to_string(Code) + " does not fit its arrays");
       return 0;
     }
     std::vector<API_EventData> rows;
-    if (!store->Read([&](sql::Connection& db) {
-          const auto& names = store->Names(catalogue::ItemKind::EventName);
-          for (const auto id : Events.first(static_cast<std::size_t>(Count))) {
-            const auto event = ReadEvent(db, id);
-            rows.push_back(event ? WireRow(*event, names) : API_EventData{});
-          }
-        })) {
-      return 0;
-    }
+    store->ReadOrThrow([&](sql::Connection& db) {
+      const auto& names = store->Names(catalogue::ItemKind::EventName);
+      for (const auto id : Events.first(static_cast<std::size_t>(Count))) {
+        const auto event = ReadEvent(db, id);
+        rows.push_back(event ? WireRow(*event, names) : API_EventData{});
+      }
+    });
     std::ranges::copy(rows, out.begin());
     return Count;
   });

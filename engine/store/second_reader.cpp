@@ -2,44 +2,22 @@
 #include "engine/store/second_reader.h"
 
 #include <exception>
-#include <string>
 
 namespace orvspc::engine::store {
-namespace {
-
-// Whether another file stands at the path by now.
-bool HasMoved(const sql::Connection& connection) {
-  int moved = 0;
-  const int code = sqlite3_file_control(connection.Get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-  return code != SQLITE_OK || moved != 0;
-}
-
-}  // namespace
 
 std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcept {
   try {
-    const char* path = sqlite3_db_filename(first.Get(), "main");
-    if (path == nullptr || *path == '\0') return nullptr;
-    std::unique_ptr<SecondReader> reader(
-        new SecondReader(sql::Connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX)));
-    reader->connection_.Execute("PRAGMA query_only=ON");
-    reader->Version();  // opens the file
-    // Each is the file at the path, so they are one.
-    if (HasMoved(first) || HasMoved(reader->connection_)) return nullptr;
-    return reader;
+    auto connection = first.OpenReader();
+    if (connection == nullptr) return nullptr;
+    return std::unique_ptr<SecondReader>(new SecondReader(std::move(connection)));
   } catch (const std::exception&) {
     return nullptr;
   }
 }
 
-std::int64_t SecondReader::Version() {
-  sql::Query query(connection_, "PRAGMA data_version");
-  return query.Step() ? query.Int64(0) : 0;
-}
-
 bool SecondReader::Note() noexcept {
   try {
-    noted_ = Version();
+    noted_ = connection_->DataVersion();
     return true;
   } catch (const std::exception&) {
     return false;
@@ -48,8 +26,8 @@ bool SecondReader::Note() noexcept {
 
 bool SecondReader::Join() noexcept {
   try {
-    reading_.emplace(connection_, sql::Transaction::Kind::Read);
-    if (Version() == noted_) return true;
+    reading_.emplace(*connection_, sql::TransactionKind::Read);
+    if (connection_->DataVersion() == noted_) return true;
   } catch (const std::exception&) {
     // The first connection goes on alone.
   }

@@ -4,34 +4,34 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
-#include "engine/sql/sqlite.h"
+#include "engine/sql/Connection.h"
 
 namespace orvspc::engine::store {
 
-// A second, reading connection to the file of another one, for a second thread. Whether both see
-// the same state is told by a sandwich: if nothing was committed between Note and Join, then
-// neither was it between the starts of the two transactions that lie in between.
+// A second, reading connection to the database of another one, for a second thread. Both see the
+// same snapshot if DataVersion is unchanged between Note() and Join().
 class SecondReader {
  public:
-  // Null when the file cannot be opened a second time; the work is then done by one thread.
+  // Null when the database cannot be opened a second time; one thread then does all the work.
   static std::unique_ptr<SecondReader> Open(sql::Connection& first) noexcept;
 
-  // Before the transaction of the first connection begins. False when the file cannot be read.
+  // Before the transaction of the first connection begins. False when the database cannot be read.
   bool Note() noexcept;
-  // Begins to read, inside that transaction. False, and nothing is begun, when the file has changed
-  // since Note.
+  // Begins to read, inside that transaction. False, and nothing is begun, when the database has
+  // changed since Note.
   bool Join() noexcept;
   // Ends what Join began.
   void Leave() noexcept { reading_.reset(); }
 
-  sql::Connection& Get() { return connection_; }
+  sql::Connection& Get() { return *connection_; }
 
  private:
-  explicit SecondReader(sql::Connection connection) : connection_(std::move(connection)) {}
-  std::int64_t Version();
+  explicit SecondReader(std::unique_ptr<sql::Connection> connection)
+      : connection_(std::move(connection)) {}
 
-  sql::Connection connection_;
+  std::unique_ptr<sql::Connection> connection_;
   std::int64_t noted_ = 0;
   std::optional<sql::Transaction> reading_;
 };

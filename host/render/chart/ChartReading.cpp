@@ -98,39 +98,6 @@ void ReadGroups(ChartRead& chart) {
   }
 }
 
-struct Word {
-  std::int32_t type;
-  const char* word;
-};
-constexpr Word kGraph1Words[] = {{ccGraph1BestGuessVariable, "auto"},
-                                 {ccGraph1XBar, "xbar"},
-                                 {ccGraph1XMed, "median"},
-                                 {ccGraph1Ix, "individuals"},
-                                 {ccGraph1Ma, "moving-average"},
-                                 {ccGraph1Pc, "pre-control"},
-                                 {ccGraph1BestGuessAttribute, "auto-attribute"},
-                                 {ccGraph1Ppt, "ppt"},
-                                 {ccGraph1Dpto, "dpto"},
-                                 {ccGraph1Ppm, "ppm"},
-                                 {ccGraph1Dpmo, "dpmo"},
-                                 {ccGraph1Np, "np"},
-                                 {ccGraph1P, "p"},
-                                 {ccGraph1C, "c"},
-                                 {ccGraph1U, "u"}};
-constexpr Word kGraph2Words[] = {{ccGraph2None, "none"},
-                                 {ccGraph2Range, "range"},
-                                 {ccGraph2Sd, "sd"},
-                                 {ccGraph2Mr, "mr"},
-                                 {ccGraph2Cv, "cv"}};
-constexpr Word kGraph3Words[] = {
-    {ccGraph3None, "none"}, {ccGraph3Range, "range"}, {ccGraph3Sd, "sd"}};
-
-std::span<const Word> WordsOf(std::int32_t graph) {
-  if (graph == 1) return kGraph1Words;
-  if (graph == 2) return kGraph2Words;
-  return kGraph3Words;
-}
-
 }  // namespace
 
 ChartRead ReadChart(CCResults& results) {
@@ -178,25 +145,8 @@ double NumberOf(const platform::Cell& cell) {
 }
 
 std::string GraphWord(std::int32_t graph, std::int32_t type) {
-  for (const auto& word : WordsOf(graph))
-    if (word.type == type) return word.word;
-  return std::to_string(type);
-}
-
-bool GraphType(std::int32_t graph, const std::string& word, std::int32_t& type) {
-  for (const auto& candidate : WordsOf(graph))
-    if (word == candidate.word) {
-      type = candidate.type;
-      return true;
-    }
-  return false;
-}
-
-std::string GraphWords(std::int32_t graph) {
-  std::string words;
-  for (const auto& word : WordsOf(graph))
-    words += (words.empty() ? "" : " ") + std::string(word.word);
-  return words;
+  const WordTable words[] = {kGraph1Words, kGraph2Words, kGraph3Words};
+  return WordOrNumber(words[std::clamp(graph, 1, 3) - 1], type);
 }
 
 }  // namespace orvspc::render

@@ -10,6 +10,7 @@
 
 #include "chart/CCProcessing.h"
 #include "chart/CCResults.h"
+#include "host/render/core/Words.h"
 #include "host/render/data/DataReading.h"
 #include "platform/LimitTable.h"
 #include "select/DataSelect.h"
@@ -78,11 +79,30 @@ ChartRead ReadChart(CCResults& results);
 platform::Cell CellOf(const LimitRow& row, const std::string& column);
 double NumberOf(const platform::Cell& cell);
 
-// Words of the command line and of documents for the chart types: "xbar", "none", "mr".
+// Words of the command line and of documents for the types of graphs 1, 2 and 3.
+inline constexpr Word kGraph1Words[] = {{"auto", ccGraph1BestGuessVariable},
+                                        {"xbar", ccGraph1XBar},
+                                        {"median", ccGraph1XMed},
+                                        {"individuals", ccGraph1Ix},
+                                        {"moving-average", ccGraph1Ma},
+                                        {"pre-control", ccGraph1Pc},
+                                        {"auto-attribute", ccGraph1BestGuessAttribute},
+                                        {"ppt", ccGraph1Ppt},
+                                        {"dpto", ccGraph1Dpto},
+                                        {"ppm", ccGraph1Ppm},
+                                        {"dpmo", ccGraph1Dpmo},
+                                        {"np", ccGraph1Np},
+                                        {"p", ccGraph1P},
+                                        {"c", ccGraph1C},
+                                        {"u", ccGraph1U}};
+inline constexpr Word kGraph2Words[] = {{"none", ccGraph2None},
+                                        {"range", ccGraph2Range},
+                                        {"sd", ccGraph2Sd},
+                                        {"mr", ccGraph2Mr},
+                                        {"cv", ccGraph2Cv}};
+inline constexpr Word kGraph3Words[] = {
+    {"none", ccGraph3None}, {"range", ccGraph3Range}, {"sd", ccGraph3Sd}};
+// The word for such a type; its number when it has none.
 std::string GraphWord(std::int32_t graph, std::int32_t type);
-// The type for such a word; false if there is none.
-bool GraphType(std::int32_t graph, const std::string& word, std::int32_t& type);
-// All words of a graph, separated by blanks.
-std::string GraphWords(std::int32_t graph);
 
 }  // namespace orvspc::render

@@ -5,25 +5,15 @@
 #include <functional>
 #include <string>
 
+#include "platform/ItemKind.h"
+
 namespace orvspc {
 class DataSelect;
 }
 
 namespace orvspc::render {
 
-enum class NameKind {
-  Part,
-  Process,
-  Test,
-  Workstation,
-  Job,
-  Lot,
-  Shift,
-  Revision,
-  Employee,
-  AccCode,
-  CacCode,
-};
+using NameKind = ItemKind;
 // Name for an identifier; empty when it has none.
 using Names = std::function<std::string(NameKind, std::int32_t)>;
 // For people: the name, else "#12"; empty for identifier 0.

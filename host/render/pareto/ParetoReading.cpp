@@ -16,51 +16,6 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kBetween = " / ";
 
-// By number.
-struct BinTypeWords {
-  const char* word;
-  const char* shorter = nullptr;
-};
-constexpr BinTypeWords kBinTypes[] = {
-    {"none"},
-    {"subgroup"},
-    {"time"},
-    {"part"},
-    {"process"},
-    {"test"},
-    {"job"},
-    {"lot"},
-    {"shift"},
-    {"employee"},
-    {"descriptor"},
-    {"piece", "tsno"},
-    {"serial-number", "serial"},
-    {"defect"},
-    {"cac-code", "cac"},
-    {"acc-code", "acc"},
-    {"event"},
-    {"gage"},
-    {"reading", "sbno"},
-    {"part-group"},
-    {"process-group"},
-    {"test-group"},
-    {"descriptor-group"},
-    {"state", "state-code"},
-    {"state-type"},
-    {"company"},
-    {"division"},
-    {"site"},
-    {"department"},
-    {"area"},
-    {"production-unit"},
-    {"defect-group"},
-    {"cac-group", "cac-code-group"},
-    {"acc-group", "acc-code-group"},
-    {"job-group"},
-    {"event-type"},
-};
-static_assert(std::size(kBinTypes) == paBinTypeEventType + 1);
-
 std::vector<std::string> Split(std::string_view name) {
   std::vector<std::string> parts;
   for (std::size_t start = 0;;) {
@@ -172,26 +127,6 @@ ParetoRead ReadStoredBins(const std::string& xml) {
   bins->SetXML(xml);
   ReadBins(*bins, read, NoName);
   return read;
-}
-
-std::string BinTypeWord(std::int32_t type) {
-  return type >= 0 && type <= paBinTypeEventType ? kBinTypes[type].word : std::string();
-}
-
-bool BinTypeOf(const std::string& word, paBinTypes& type) {
-  for (std::size_t i = 0; i < std::size(kBinTypes); ++i) {
-    if (word != kBinTypes[i].word && (!kBinTypes[i].shorter || word != kBinTypes[i].shorter))
-      continue;
-    type = static_cast<paBinTypes>(i);
-    return true;
-  }
-  return false;
-}
-
-std::string BinTypeWords() {
-  std::string words;
-  for (const auto& type : kBinTypes) words += (words.empty() ? "" : " ") + std::string(type.word);
-  return words;
 }
 
 }  // namespace orvspc::render

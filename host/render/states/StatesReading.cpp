@@ -7,6 +7,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "platform/Platform.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
@@ -104,6 +105,35 @@ std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log) {
     rows.push_back({log.Process(), log.StateID(), log.StateType(), log.StateName(),
                     platform::DateToTimeStamp(log.Time())});
   return rows;
+}
+
+std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
+                   std::int32_t process, const StateRow* before) {
+  const auto log = platform::Current()->MakePrcsStateLog();
+  log->RowLimit(kLogRecords);
+  log->ProcessID(process);
+  log->KeyMode(1);
+  log->Time(document.select->DateRangeStart());
+  log->QueryType(platform::PrcsStateLog::kForward);
+  std::vector<StateRow> rows;
+  if (log->Read(database, 0)) {
+    document.has_log = true;
+    rows = ReadStateLog(*log);
+  }
+  const std::int64_t end = platform::DateToTimeStamp(document.select->DateRangeEnd());
+  std::erase_if(rows, [end](const StateRow& row) { return row.time > end; });
+  const std::int64_t start = platform::DateToTimeStamp(document.select->DateRangeStart());
+  if (before && (rows.empty() || rows.front().time > start)) {
+    document.has_log = true;
+    document.log.push_back(*before);
+  }
+  document.log.insert(document.log.end(), rows.begin(), rows.end());
+  return rows.size();
+}
+
+void SortLog(StatesDocument& document) {
+  std::stable_sort(document.log.begin(), document.log.end(),
+                   [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
 }
 
 std::int64_t StartOf(const StatesDocument& document) {

@@ -122,9 +122,9 @@ TEST_F(CapabilityLibraryTest, TwoThreadsReadWhatOneReads) {
   Import(Values(500, "V", 2));
   FlatSelection everything;
   const auto alone = Run(everything, true);
-  Opened()->ShareFrom(1);
+  Opened()->Sharing().from = 1;
   const auto shared = RunAll(true);
-  EXPECT_GT(Opened()->SharedCount(), 0U);
+  EXPECT_GT(Opened()->Sharing().count.load(), 0U);
   EXPECT_EQ(alone.summary.PieceCount, 7'500);
   EXPECT_EQ(shared.summary.PieceCount, 7'500);
   EXPECT_EQ(shared.summary.SubgroupCount, 2'500);
@@ -143,7 +143,7 @@ TEST_F(CapabilityLibraryTest, SingleValuesReadByTwoThreadsKeepTheirOrder) {
   }
   Import(text);
   const auto alone = RunAll();
-  Opened()->ShareFrom(1);
+  Opened()->Sharing().from = 1;
   const auto shared = RunAll();
   EXPECT_EQ(alone.report.short_term.used, 399);
   EXPECT_EQ(shared.report.short_term.used, 399);
@@ -186,7 +186,7 @@ TEST_F(CapabilityLibraryTest, ADamagedRecordIsAFailureAndNothingIsWritten) {
   Import(Values(50, "W", 1));
   for (const bool shared : {false, true}) {
     RunSql(Path(), "UPDATE measurement SET packed = zeroblob(64) WHERE subgroup = 30");
-    if (shared) Opened()->ShareFrom(1);
+    if (shared) Opened()->Sharing().from = 1;
     const auto made = RunAll(true);
     EXPECT_FALSE(made.done);
     EXPECT_EQ(made.summary.PieceCount, 0);

@@ -123,7 +123,7 @@ class ParetoRandomTest : public ParetoTest {
     MakeSubgroups();
     MakeEvents();
     MakeStates();
-    StoreSetting(Db(), "time_zone", "+02:00");
+    Data().Set("time_zone", "+02:00");
   }
 
   int Up(int below) { return std::uniform_int_distribution(0, below - 1)(random_); }
@@ -769,7 +769,7 @@ class ParetoRandomTest : public ParetoTest {
         EXPECT_EQ(keys[level].empty(), bin.ID[level] == 0) << "level " << level;
       }
       if (resource == paSubgroups) {
-        EXPECT_EQ(SubgroupLabel(Db(), bin.SubgroupID), figures.label);
+        EXPECT_EQ(Data().SubgroupLabel(bin.SubgroupID), figures.label);
       } else {
         EXPECT_EQ(bin.SubgroupID, 0);
       }
@@ -798,7 +798,7 @@ TEST_F(ParetoRandomTest, TwoHundredSelectionsOfThreeLevelsEqualASlowCount) {
   const std::int32_t measures[] = {paProcessByCount, paProcessByFactor,  paProcessByPPM,
                                    paProcessByPPT,   paProcessByMinutes, paProcessByHours,
                                    paProcessByDays};
-  const auto colour = *FindDescriptorGroup(Db(), "colour");
+  const auto colour = *Data().FindDescriptorGroup("colour");
   std::set<std::array<std::int32_t, 3>> seen;  // resource, type, level
   std::size_t compared = 0;
   for (const auto resource : {paSubgroups, paProcessEvents, paProcessState}) {
@@ -847,12 +847,12 @@ TEST_F(ParetoRandomTest, TwoThreadsCountWhatOneCounts) {
   options.BinTimePeriod[2] = paWeeks;
   for (const std::int32_t measure : {paProcessByCount, paProcessByFactor, paProcessByPPM}) {
     options.ProcessingType = measure;
-    Opened()->ShareFrom(1'000'000);
+    Opened()->Sharing().from = 1'000'000;
     const auto alone = Bins(paSubgroups, options);
-    const auto before = Opened()->SharedCount();
-    Opened()->ShareFrom(100);
+    const auto before = Opened()->Sharing().count.load();
+    Opened()->Sharing().from = 100;
     const auto shared = Bins(paSubgroups, options);
-    EXPECT_GT(Opened()->SharedCount(), before);
+    EXPECT_GT(Opened()->Sharing().count.load(), before);
     ASSERT_EQ(alone.size(), shared.size());
     ASSERT_GT(alone.size(), 50u);
     for (std::size_t i = 0; i < alone.size(); ++i) {

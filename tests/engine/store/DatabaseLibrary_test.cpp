@@ -250,7 +250,7 @@ TEST_F(DatabaseLibraryTest, AStaticRangeStaysAsItIs) {
 TEST_F(DatabaseLibraryTest, PeriodsAreThoseOfTheTimeZone) {
   ImportSmall();
   const FixedNow now(1704300000);
-  StoreSetting(Db(), "time_zone", "-01:00");  // midnight in UTC is still the day before
+  Data().Set("time_zone", "-01:00");  // midnight in UTC is still the day before
   FlatSelection selection;
   selection.info.TimeType = drttPrevious;
   selection.info.TimePeriod = drpDay;
@@ -547,16 +547,17 @@ TEST_F(StoreFailureTest, EverySingleByteOfARecordIsWatched) {
   ImportSmall();
   std::vector<unsigned char> packed;
   {
-    Connection connection((Db(), Path()), SQLITE_OPEN_READWRITE);
-    Query query(connection, "SELECT packed FROM measurement WHERE subgroup = 3");
+    Db();
+    const auto connection = OpenAnother(Path());
+    Query query(*connection, "SELECT packed FROM measurement WHERE subgroup = 3");
     ASSERT_TRUE(query.Step());
     for (const auto byte : query.Blob(0)) packed.push_back(static_cast<unsigned char>(byte));
   }
-  Connection connection(Path(), SQLITE_OPEN_READWRITE);
+  const auto connection = OpenAnother(Path());
   for (std::size_t i = 0; i < packed.size(); ++i) {
     auto changed = packed;
     changed[i] ^= 0x10;
-    Query(connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3")
+    Query(*connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3")
         .Bind(1, std::as_bytes(std::span<const unsigned char>(changed)))
         .Run();
     FlatSelection all;
@@ -604,7 +605,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
     EXPECT_EQ(Build(all), 0) << row.why;
     const auto failure = Failure();
     const auto listed = FailureOf(
-        [&] { ListItems(Db(), row.shows_in_list ? ItemKind::Employee : ItemKind::Gage); });
+        [&] { Data().CountedItems(row.shows_in_list ? ItemKind::Employee : ItemKind::Gage); });
     for (const auto& message : {failure, listed}) {
       EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << row.why << ": " << message;
       for (const auto& words : row.says) {
@@ -617,7 +618,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
 TEST_F(StoreFailureTest, ASettingThatCannotBeUsedLeavesTheCatalogueAsAFailure) {
   ImportSmall();
   RunSql(Path(), "INSERT INTO setting(key, value, who, made) VALUES('time_zone', 'odd', '', 0)");
-  const auto message = FailureOf([&] { RuleSetNames(Db()); });
+  const auto message = FailureOf([&] { Data().RuleSets(); });
   EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << message;
   EXPECT_NE(message.find("odd"), std::string::npos) << message;
 }
@@ -637,7 +638,7 @@ TEST_F(StoreFailureTest, ContextsNeedNotCountUpWithoutAGap) {
   ASSERT_EQ(data.subgroups.size(), 1u);
   EXPECT_EQ(data.values, std::vector<double>{6.0});
   EXPECT_EQ(data.subgroups[0].Job, Id(ItemKind::Job, "K"));
-  EXPECT_EQ(ListItems(Db(), ItemKind::Job)[2].subgroups, 1);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Job)[2].subgroups, 1);
 }
 
 TEST_F(StoreFailureTest, WhenTheNthStepFailsNothingIsDelivered) {
@@ -679,10 +680,10 @@ TEST_F(StoreFailureTest, WhenTheNthStepOfAnImportFailsNothingIsStored) {
       break;
     }
     EXPECT_NE(message, "") << "step " << n;
-    EXPECT_TRUE(ListItems(Db(), ItemKind::Part).empty()) << "step " << n;
+    EXPECT_TRUE(Data().CountedItems(ItemKind::Part).empty()) << "step " << n;
   }
   EXPECT_GT(n, 20);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Part).size(), 1u);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Part).size(), 1u);
 }
 
 TEST_F(StoreFailureTest, AThousandAnalysesPrepareNoMoreThanOne) {
@@ -704,11 +705,11 @@ TEST_F(StoreFailureTest, AThousandAnalysesPrepareNoMoreThanOne) {
     Opened()->StreamName(part, 1, test);
   };
   one(1, 1);
-  const auto prepared = Opened()->PreparedCount();
+  const auto prepared = PreparedCount();
   for (std::int32_t part = 1; part <= 100; ++part) {
     for (std::int32_t test = 1; test <= 10; ++test) one(part, test);
   }
-  EXPECT_EQ(Opened()->PreparedCount(), prepared);
+  EXPECT_EQ(PreparedCount(), prepared);
 }
 
 }  // namespace

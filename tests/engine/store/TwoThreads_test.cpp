@@ -103,39 +103,39 @@ TEST_F(TwoThreadsTest, RandomSelectionsAreThoseOfOneThread) {
       if (random() % 3 == 0) flat.List(FlatSelection::kLot, {1, 2});
       if (random() % 6 == 0) flat.info.ItemNo = 2;
       SCOPED_TRACE("selection " + std::to_string(i));
-      Opened()->ShareFrom(kNever);
+      Opened()->Sharing().from = kNever;
       const auto one = Run(flat);
       // The second thread begins at once, or after some.
       for (const std::int64_t from : {1, 100, 800}) {
-        Opened()->ShareFrom(from);
+        Opened()->Sharing().from = from;
         ExpectSame(one, Run(flat));
       }
     }
-    EXPECT_GT(Opened()->SharedCount(), 80U);
+    EXPECT_GT(Opened()->Sharing().count.load(), 80U);
   }
 }
 
 TEST_F(TwoThreadsTest, SmallAndSharplyLimitedSelectionsStayOnOneThread) {
   ImportStream(300, 3, false);
-  Opened()->ShareFrom(250);
+  Opened()->Sharing().from = 250;
   auto flat = OfPart("P");
   flat.info.Count = 25;
   Run(flat);
-  EXPECT_EQ(Opened()->SharedCount(), 0U);
-  Opened()->ShareFrom(5000);
+  EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
+  Opened()->Sharing().from = 5000;
   flat.info.Count = 0;
   Run(flat);
-  EXPECT_EQ(Opened()->SharedCount(), 0U);
-  Opened()->ShareFrom(250);
+  EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
+  Opened()->Sharing().from = 250;
   Run(flat);
-  EXPECT_EQ(Opened()->SharedCount(), 1U);
+  EXPECT_EQ(Opened()->Sharing().count.load(), 1U);
 }
 
 TEST_F(TwoThreadsTest, WhatWasCommittedBetweenTheTwoTransactionsIsSeenByNoneOrBoth) {
   ImportStream(20, 3, false);
-  Connection first(Path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
-  Query(first, "SELECT count(*) FROM subgroup").Step();
-  const auto second = SecondReader::Open(first);
+  const auto first = OpenAnother(Path());
+  Query(*first, "SELECT count(*) FROM subgroup").Step();
+  const auto second = SecondReader::Open(*first);
   ASSERT_NE(second, nullptr);
   ASSERT_TRUE(second->Note());
   EXPECT_TRUE(second->Join());
@@ -151,11 +151,11 @@ TEST_F(TwoThreadsTest, WhatWasCommittedBetweenTheTwoTransactionsIsSeenByNoneOrBo
 TEST_F(TwoThreadsTest, AnotherFileAtThePathIsNotReadBesideTheOpenOne) {
   ImportStream(20, 3, false);
   db_.reset();
-  Connection first(Path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
-  Query(first, "SELECT count(*) FROM subgroup").Step();
+  const auto first = OpenAnother(Path());
+  Query(*first, "SELECT count(*) FROM subgroup").Step();
   std::filesystem::copy_file(Path(), folder_.File("other.db"));
   std::filesystem::rename(folder_.File("other.db"), Path());
-  EXPECT_EQ(SecondReader::Open(first), nullptr);
+  EXPECT_EQ(SecondReader::Open(*first), nullptr);
 }
 
 TEST_F(TwoThreadsTest, ReplacedFileIsStillReadByOneThread) {
@@ -164,9 +164,9 @@ TEST_F(TwoThreadsTest, ReplacedFileIsStillReadByOneThread) {
   const auto before = Run(flat);
   std::filesystem::copy_file(Path(), folder_.File("other.db"));
   std::filesystem::rename(folder_.File("other.db"), Path());
-  Opened()->ShareFrom(1);
+  Opened()->Sharing().from = 1;
   ExpectSame(before, Run(flat));
-  EXPECT_EQ(Opened()->SharedCount(), 0U);
+  EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
 }
 
 TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
@@ -181,7 +181,7 @@ TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
     auto flat = OfPart("P");
     std::string reasons[2];
     for (const std::int64_t from : {kNever, std::int64_t{1}}) {
-      Opened()->ShareFrom(from);
+      Opened()->Sharing().from = from;
       DataSet data;
       auto info = flat.info;
       EXPECT_FALSE(Opened()->Select(info, flat.Filter(), {}, data));
@@ -195,7 +195,7 @@ TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
 
 TEST_F(TwoThreadsTest, ThreadsOfTheHostAndOursGoTogether) {
   ImportStream(1500, 9, false);
-  Opened()->ShareFrom(1);
+  Opened()->Sharing().from = 1;
   auto flat = OfPart("P");
   const auto expected = Run(flat);
   std::vector<std::thread> hosts;

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "engine/Embedded.h"
+#include "engine/QualityDatabase.h"
 #include "engine/import/Import.h"
-#include "engine/store/Catalogue.h"
-#include "engine/store/SqliteStore.h"
+#include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/store/SqlStore.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
@@ -70,12 +70,21 @@ inline void RunSql(const std::string& path, const std::string& sql) {
   sqlite3_close(db);
 }
 
+// A connection beside that of the store.
+inline std::unique_ptr<Connection> OpenAnother(const std::string& path) {
+  return sqlite::OpenFile(path, false, [](Connection&) {});
+}
+
 class StoreTest : public testing::Test {
  protected:
   std::string Path() const { return folder_.File("q.db"); }
   EmbeddedDatabase& Db() {
     if (!db_) db_ = OpenDatabase(Path(), true);
     return *db_;
+  }
+  QualityDatabase Data() {
+    Db();
+    return QualityDatabase(db_);
   }
   void Reopen() {
     db_.reset();
@@ -89,9 +98,15 @@ class StoreTest : public testing::Test {
   std::string ImportFailure(const std::string& text, ImportKind kind = ImportKind::Values) {
     return FailureOf([&] { Import(text, kind); });
   }
-  std::shared_ptr<SqliteStore> Opened() { return SqliteStoreOf(Db()); }
+  std::shared_ptr<SqlStore> Opened() { return SqlStoreOf(Db()); }
+  // Statements that the store has prepared so far.
+  std::size_t PreparedCount() {
+    std::size_t count = 0;
+    Opened()->ReadOrThrow([&](Connection& db) { count = db.PreparedCount(); });
+    return count;
+  }
   std::int32_t Id(ItemKind kind, const std::string& name) {
-    return FindItem(Db(), kind, name).value_or(-1);
+    return Data().Find(kind, name).value_or(-1);
   }
   DataSet Select(API_DSInfo& info, const std::vector<std::int32_t>& filter,
                  SelectOptions options = {}) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/cache.h"
+#include "engine/store/StoreCache.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -16,8 +16,8 @@ void ReadStreams(sql::Connection& db, StoreCache& cache) {
                    "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
                    "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
   while (query.Step()) {
-    cache.streams.push_back(
-        {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int64(4)});
+    auto& stream = cache.streams.emplace_back();
+    query.Read(stream.part, stream.process, stream.test, stream.test_type, stream.id);
   }
   sql::Query highest(db, "SELECT max(id) FROM subgroup");
   if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
@@ -30,25 +30,29 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
                    "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
                    "ORDER BY id");
   while (query.Step()) {
-    const auto id = query.Int64(0);
+    auto& id = cache.context_ids.emplace_back();
+    auto& each = cache.contexts.emplace_back();
+    query.Read(id, each.workstation, each.job, each.lot, each.shift, each.revision, each.employee);
     if (id <= 0) {
       throw std::runtime_error("The database is damaged: its table context has a row " +
                                std::to_string(id));
     }
-    cache.context_ids.push_back(id);
-    cache.contexts.push_back(
-        {query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5), query.Int(6)});
   }
 }
 
-// Of rows with one effective time the newest, which comes last, is the one that counts.
+// Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
+// which is read last, counts.
 template <class Row, class Time>
-void Append(std::vector<Row>& rows, Row row, Time time_of) {
-  if (!rows.empty() && time_of(rows.back()) == time_of(row)) {
-    rows.back() = std::move(row);
-  } else {
-    rows.push_back(std::move(row));
-  }
+void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
+            std::int32_t part, std::int32_t test, const Row& row, Time time_of) {
+  auto& rows = all[{part, test}];
+  if (!rows.empty() && time_of(rows.back()) == time_of(row)) rows.pop_back();
+  rows.push_back(row);
+}
+template <class Row>
+void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
+            std::int32_t part, std::int32_t test, const Row& row) {
+  Append(all, part, test, row, [](const Row& each) { return catalogue::EffectiveTime(each); });
 }
 
 void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
@@ -59,47 +63,28 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
       "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CCSpecLim row{};
-    row.Word0 = query.Int(0);
-    row.Stamp4 = row.Stamp8 = query.Int(1);
-    row.F_PART = query.Int(2);
-    row.F_TEST_ = query.Int(3);
-    row.Word20 = query.Int(4);
-    platform::WireDouble* const values[] = {&row.F_USL, &row.F_TAR, &row.F_LSL, &row.F_UGB,
-                                            &row.F_LGB, &row.F_URL, &row.F_LRL, &row.F_UWP,
-                                            &row.F_LWP, &row.F_CP,  &row.F_CPK};
-    for (int i = 0; i < 11; ++i) *values[i] = query.Real(5 + i);
-    row.F_EFLAG = query.Int(16);
-    row.F_AFLAG = query.Int(17);
-    row.F_SCAL = query.Int(18);
+    query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.Word20, row.F_USL, row.F_TAR,
+               row.F_LSL, row.F_UGB, row.F_LGB, row.F_URL, row.F_LRL, row.F_UWP, row.F_LWP,
+               row.F_CP, row.F_CPK, row.F_EFLAG, row.F_AFLAG, row.F_SCAL);
+    row.Stamp8 = row.Stamp4;
     platform::StoreFixedText(row.Name, query.Text(19));
-    Append(cache.spec_limits[{row.F_PART, row.F_TEST_}], row,
-           [](const API_CCSpecLim& each) { return each.Word20; });
+    Append(cache.spec_limits, row.F_PART, row.F_TEST_, row);
   }
 }
 
 void ReadControlLimits(sql::Connection& db, StoreCache& cache) {
   sql::Query query(
       db,
-      "SELECT id, made, part, ifnull(process, 0), test, effective, mean, sp, spl, sw, swl, "
-      "start, finish, chart_word FROM control_limit WHERE status = 'active' "
-      "ORDER BY part, test, effective, ifnull(process, 0), id");
+      "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
+      "chart_word FROM control_limit WHERE status = 'active' "
+      "ORDER BY part, test, effective, coalesce(process, 0), id");
   while (query.Step()) {
     ControlLimit limit{};
-    limit.row.Word0 = query.Int(0);
-    limit.row.Stamp4 = limit.row.Stamp8 = query.Int(1);
-    limit.row.F_PART = query.Int(2);
-    limit.row.F_PRCS = query.Int(3);
-    limit.row.F_TEST_ = query.Int(4);
-    limit.row.F_EFTM = query.Int(5);
-    limit.row.F_MEAN = query.Real(6);
-    limit.row.F_SP = query.Real(7);
-    limit.row.F_SPL = query.Real(8);
-    limit.row.F_SW = query.Real(9);
-    limit.row.F_SWL = query.Real(10);
-    limit.row.F_STTM = query.Int(11);
-    limit.row.F_FNTM = query.Int(12);
-    limit.chart_word = query.Int(13);
-    Append(cache.control_limits[{limit.row.F_PART, limit.row.F_TEST_}], limit,
+    auto& row = limit.row;
+    query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_PRCS, row.F_TEST_, row.F_EFTM, row.F_MEAN,
+               row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word);
+    row.Stamp8 = row.Stamp4;
+    Append(cache.control_limits, row.F_PART, row.F_TEST_, limit,
            [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });
   }
 }
@@ -110,14 +95,9 @@ void ReadOpportunities(sql::Connection& db, StoreCache& cache) {
                    "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CCDefOpp row{};
-    row.Word0 = query.Int(0);
-    row.Stamp4 = row.Stamp8 = query.Int(1);
-    row.F_PART = query.Int(2);
-    row.F_TEST_ = query.Int(3);
-    row.F_OPPS = query.Int(4);
-    row.Word24 = query.Int(5);
-    Append(cache.opportunities[{row.F_PART, row.F_TEST_}], row,
-           [](const API_CCDefOpp& each) { return each.Word24; });
+    query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.F_OPPS, row.Word24);
+    row.Stamp8 = row.Stamp4;
+    Append(cache.opportunities, row.F_PART, row.F_TEST_, row);
   }
 }
 
@@ -142,16 +122,12 @@ void ReadNetContents(sql::Connection& db, StoreCache& cache) {
       "ORDER BY part, test, effective, id");
   while (query.Step()) {
     API_CANccLim8 row{};
-    row.Head[0] = query.Int(0);
-    row.Head[1] = row.Head[2] = query.Int(1);
-    row.Head[3] = query.Int(2);
-    row.Head[4] = query.Int(3);
-    row.Head[5] = query.Int(4);
+    query.Read(row.Head[0], row.Head[1], row.Head[3], row.Head[4], row.Head[5]);
+    row.Head[2] = row.Head[1];
     char16_t name[std::size(row.Text)];
     platform::StoreFixedText(name, query.Text(5));
     platform::To8Bit(name, row.Text);
-    row.Lsc = query.Real(6);
-    row.Fctr = query.Real(7);
+    query.ReadFrom(6, row.Lsc, row.Fctr);
     int column = 8;
     for (const auto& figure : kFigures) {
       if (!query.IsNull(column)) {
@@ -161,8 +137,7 @@ void ReadNetContents(sql::Connection& db, StoreCache& cache) {
       ++column;
     }
     row.AFlag = row.EFlag;
-    Append(cache.net_contents[{row.Head[3], row.Head[4]}], row,
-           [](const API_CANccLim8& each) { return each.Head[5]; });
+    Append(cache.net_contents, row.Head[3], row.Head[4], row);
   }
 }
 
@@ -172,20 +147,13 @@ void ReadRules(sql::Connection& db, StoreCache& cache) {
                    "SELECT number, priority, kind, k, m, zone, side, text FROM rule "
                    "ORDER BY priority, number");
   while (query.Step()) {
-    StoredRule rule;
     if (query.Int64(0) < 0 || query.Int64(0) > 31) {
       throw std::runtime_error("The database is damaged: its table rule has a rule " +
                                std::to_string(query.Int64(0)));
     }
-    rule.number = query.Int(0);
-    rule.priority = query.Int(1);
-    rule.kind = query.Text(2);
-    rule.k = query.Int(3);
-    rule.m = query.Int(4);
-    rule.zone = query.Real(5);
-    rule.side = query.Text(6);
-    rule.text = query.Text(7);
-    rules->push_back(std::move(rule));
+    auto& rule = rules->emplace_back();
+    query.Read(rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
+               rule.text);
   }
   cache.rules = std::move(rules);
   sql::Query sets(db,
@@ -197,13 +165,11 @@ void ReadRules(sql::Connection& db, StoreCache& cache) {
     }
     if (!sets.IsNull(1)) cache.rule_sets.back().second.push_back(sets.Int(1));
   }
-  sql::Query alarms(
-      db,
-      "SELECT ifnull(part, 0), ifnull(process, 0), ifnull(test, 0), ifnull(graph, 0), "
-      "number, is_on FROM rule_alarm ORDER BY id");
+  sql::Query alarms(db,
+                    "SELECT part, process, test, graph, number, is_on FROM rule_alarm ORDER BY id");
   while (alarms.Step()) {
-    cache.alarms.push_back({alarms.Int(0), alarms.Int(1), alarms.Int(2), alarms.Int(3),
-                            alarms.Int(4), alarms.Int(5) != 0});
+    auto& row = cache.alarms.emplace_back();
+    alarms.Read(row.part, row.process, row.test, row.graph, row.number, row.is_on);
   }
 }
 
@@ -222,6 +188,13 @@ void ReadSettings(sql::Connection& db, StoreCache& cache) {
   cache.zone_offset = *offset;
 }
 
+// Reads what is not there yet.
+template <class T, class Read>
+std::shared_ptr<const T> Kept(std::shared_ptr<const T>& kept, Read read) {
+  if (!kept) kept = std::make_shared<const T>(read());
+  return kept;
+}
+
 }  // namespace
 
 void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
@@ -230,17 +203,45 @@ void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
                            ", which is not there");
 }
 
-StoreCache ReadCache(sql::Connection& connection) {
-  StoreCache cache;
-  ReadStreams(connection, cache);
-  ReadContexts(connection, cache);
-  ReadSpecLimits(connection, cache);
-  ReadControlLimits(connection, cache);
-  ReadOpportunities(connection, cache);
-  ReadNetContents(connection, cache);
-  ReadRules(connection, cache);
-  ReadSettings(connection, cache);
-  return cache;
+StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
+  ReadStreams(connection, *this);
+  ReadContexts(connection, *this);
+  ReadSpecLimits(connection, *this);
+  ReadControlLimits(connection, *this);
+  ReadOpportunities(connection, *this);
+  ReadNetContents(connection, *this);
+  ReadRules(connection, *this);
+  ReadSettings(connection, *this);
+}
+
+const std::unordered_map<std::int32_t, std::string>& StoreCache::Names(catalogue::ItemKind kind) {
+  auto& names = names_[static_cast<std::size_t>(kind)];
+  if (!names) names = catalogue::ReadNames(*connection_, kind);
+  return *names;
+}
+
+std::shared_ptr<const catalogue::ItemList> StoreCache::Items(catalogue::ItemKind kind) {
+  return Kept(references_.items[static_cast<std::size_t>(kind)],
+              [&] { return catalogue::ReadItems(*connection_, kind); });
+}
+
+std::shared_ptr<const std::vector<catalogue::ItemGroup>> StoreCache::ItemGroups(
+    catalogue::ItemKind kind) {
+  return Kept(references_.groups[static_cast<std::size_t>(kind)],
+              [&] { return catalogue::ReadGroups(*connection_, kind); });
+}
+
+std::shared_ptr<const std::vector<catalogue::ProcessPlace>> StoreCache::Places() {
+  return Kept(references_.places, [&] { return catalogue::ReadPlaces(*connection_); });
+}
+
+std::shared_ptr<const std::vector<catalogue::Descriptor>> StoreCache::Descriptors() {
+  return Kept(references_.descriptors, [&] { return catalogue::ReadDescriptors(*connection_); });
+}
+
+std::shared_ptr<const std::vector<catalogue::Item>> StoreCache::DescriptorGroups() {
+  return Kept(references_.descriptor_groups,
+              [&] { return catalogue::ReadDescriptorGroups(*connection_); });
 }
 
 }  // namespace orvspc::engine::store

@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+// What the engine needs of a database with SQL; a folder for each database implements it. SQL texts
+// are in the common dialect: ON CONFLICT, RETURNING, coalesce; parameters are ?1, ?2, ...
+namespace orvspc::engine::sql {
+
+class SqlError : public std::exception {
+ public:
+  enum class Kind {
+    Locked,        // by another connection
+    Full,          // no room left on the device
+    ReadOnly,      // may not be written to
+    Damaged,       // not what this database wrote
+    NotADatabase,  // no database at all
+    OutOfMemory,
+    Constraint,  // a row breaks a rule of its table
+    Other,
+  };
+
+  SqlError(Kind kind, std::string text) : kind_(kind), text_(std::move(text)) {}
+  Kind Which() const { return kind_; }
+  const char* what() const noexcept override { return text_.c_str(); }
+
+ private:
+  Kind kind_;
+  std::string text_;
+};
+
+// A prepared statement. Bound texts and blobs must outlive the step. Indices of parameters count
+// from 1, columns from 0. All but Reset and the columns throw SqlError.
+class Statement {
+ public:
+  virtual ~Statement() = default;
+  virtual void BindInt(int index, std::int64_t value) = 0;
+  virtual void BindReal(int index, double value) = 0;
+  virtual void BindText(int index, std::string_view text) = 0;
+  virtual void BindBlob(int index, std::span<const std::byte> blob) = 0;
+  virtual void BindNull(int index) = 0;
+
+  // True while there is a row.
+  virtual bool Step() = 0;
+  // Ready for other values; those that are bound stay.
+  virtual void Reset() noexcept = 0;
+  // Rows that the latest INSERT, UPDATE or DELETE changed.
+  virtual std::int64_t Changes() const = 0;
+
+  // Of the row; null reads as 0 and as nothing. Texts and blobs live until the next step.
+  virtual bool IsNull(int column) const = 0;
+  virtual std::int64_t Int(int column) const = 0;
+  virtual double Real(int column) const = 0;
+  virtual std::string_view Text(int column) const = 0;
+  virtual std::span<const std::byte> Blob(int column) const = 0;
+};
+
+enum class TransactionKind {
+  Read,
+  Write,  // takes the write lock at once, so that a locked database shows here
+};
+
+// What marks a database as one of ours.
+struct SchemaMark {
+  std::int32_t application = 0, version = 0;
+  bool has_tables = false;
+};
+
+// An open connection with its prepared statements. Not synchronised. Functions throw SqlError.
+class Connection {
+ public:
+  virtual ~Connection() = default;
+
+  // Each text is prepared once; it must live as long as the connection. The statement is that of
+  // the connection: one text serves one Query at a time.
+  virtual Statement& Prepared(std::string_view sql) = 0;
+  virtual std::size_t PreparedCount() const = 0;
+  // Runs one or more statements whose rows nobody reads.
+  virtual void Execute(const std::string& sql) = 0;
+
+  virtual void Begin(TransactionKind kind) = 0;
+  virtual void Commit() = 0;
+  virtual void Rollback() noexcept = 0;
+  virtual bool InTransaction() const = 0;
+
+  // Differs from an earlier answer once another connection has changed the database.
+  virtual std::int64_t DataVersion() = 0;
+
+  virtual SchemaMark Mark() = 0;
+  // Inside the transaction that makes the tables.
+  virtual void SetMark(std::int32_t application, std::int32_t version) = 0;
+
+  // Before a transaction that writes much.
+  virtual void PrepareBulk() = 0;
+  // Moves everything committed from a log into the database itself. False: not everything, since
+  // another connection or a failure was in the way.
+  virtual bool EmptyLog() noexcept = 0;
+
+  // A second connection to the same database that only reads; null when there cannot be one.
+  virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
+};
+
+// One use of a prepared statement, which is reset at the end.
+class Query {
+ public:
+  Query(Connection& connection, std::string_view sql) : statement_(connection.Prepared(sql)) {}
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+  ~Query() { statement_.Reset(); }
+
+  Query& Bind(int index, std::int64_t value) {
+    statement_.BindInt(index, value);
+    return *this;
+  }
+  Query& Bind(int index, double value) {
+    statement_.BindReal(index, value);
+    return *this;
+  }
+  Query& Bind(int index, std::string_view text) {
+    statement_.BindText(index, text);
+    return *this;
+  }
+  Query& Bind(int index, std::span<const std::byte> blob) {
+    statement_.BindBlob(index, blob);
+    return *this;
+  }
+  Query& BindNull(int index) {
+    statement_.BindNull(index);
+    return *this;
+  }
+  // 0 means none and is stored as null.
+  Query& BindReference(int index, std::int64_t identifier) {
+    return identifier == 0 ? BindNull(index) : Bind(index, identifier);
+  }
+
+  // True while there is a row.
+  bool Step() { return statement_.Step(); }
+  // Steps a statement without rows and makes it ready for other values. Returns the rows changed.
+  std::int64_t Run() {
+    statement_.Step();
+    const auto changes = statement_.Changes();
+    statement_.Reset();
+    return changes;
+  }
+  // Steps a statement with at most one row of one column and makes it ready for other values.
+  // Empty without a row.
+  std::optional<std::int64_t> RunForInt() {
+    std::optional<std::int64_t> value;
+    if (Step()) value = statement_.Int(0);
+    statement_.Reset();
+    return value;
+  }
+  void Reset() { statement_.Reset(); }
+
+  bool IsNull(int column) const { return statement_.IsNull(column); }
+  std::int32_t Int(int column) const { return static_cast<std::int32_t>(statement_.Int(column)); }
+  std::int64_t Int64(int column) const { return statement_.Int(column); }
+  double Real(int column) const { return statement_.Real(column); }
+  std::string_view Text(int column) const { return statement_.Text(column); }
+  std::span<const std::byte> Blob(int column) const { return statement_.Blob(column); }
+
+  // The columns from the first (or a later one) on, by the types of what they are read into.
+  template <class... T>
+  void Read(T&... out) const {
+    ReadFrom(0, out...);
+  }
+  template <class... T>
+  void ReadFrom(int column, T&... out) const {
+    (ReadInto(column++, out), ...);
+  }
+
+ private:
+  template <class T>
+  void ReadInto(int column, std::optional<T>& out) const {
+    out.reset();
+    if (!IsNull(column)) ReadInto(column, out.emplace());
+  }
+  template <class T>
+  void ReadInto(int column, T& out) const {
+    if constexpr (std::is_same_v<T, bool>) {
+      out = Int64(column) != 0;
+    } else if constexpr (std::is_integral_v<T>) {
+      out = static_cast<T>(Int64(column));
+    } else if constexpr (std::is_same_v<T, std::string>) {
+      out = Text(column);
+    } else {
+      out = Real(column);
+    }
+  }
+
+  Statement& statement_;
+};
+
+// A transaction that rolls back unless it was committed.
+class Transaction {
+ public:
+  Transaction(Connection& connection, TransactionKind kind) : connection_(connection) {
+    connection.Begin(kind);
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  ~Transaction() {
+    if (open_) connection_.Rollback();
+  }
+  void Commit() {
+    connection_.Commit();
+    open_ = false;
+  }
+
+ private:
+  Connection& connection_;
+  bool open_ = true;
+};
+
+// Test hook: the n-th step from now on this thread fails; 0 switches it off. Returns whether the
+// former one has struck. Only where fail points are compiled in.
+bool FailStep(int n);
+
+}  // namespace orvspc::engine::sql

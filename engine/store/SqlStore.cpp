@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/SqlStore.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+
+#include "engine/store/alarm_rules.h"
+#include "engine/store/call_boundary.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+// Grows with each write of this process, so that a second connection to the file sees it at once.
+std::atomic<std::uint64_t> writes_of_process{0};
+
+std::int64_t Milliseconds() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+}  // namespace
+
+void NoteWrite() { ++writes_of_process; }
+
+SqlStore::SqlStore(std::unique_ptr<sql::Connection> connection, std::string path)
+    : connection_(std::move(connection)), path_(std::move(path)) {}
+
+void SqlStore::Refresh() {
+  const auto version = connection_->DataVersion();
+  const auto generation = writes_of_process.load();
+  if (!loaded_ || version != data_version_ || generation != generation_) {
+    loaded_ = false;
+    cache_ = StoreCache(*connection_);
+    data_version_ = version;
+    generation_ = generation;
+    loaded_ = true;
+  }
+  checked_ = Milliseconds();
+}
+
+void SqlStore::RefreshSoon() {
+  if (connection_->InTransaction()) return;
+  if (loaded_ && writes_of_process.load() == generation_ && Milliseconds() - checked_ < 2) return;
+  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
+  Refresh();
+  transaction.Commit();
+}
+
+void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
+  const std::lock_guard lock(mutex_);
+  if (connection_->InTransaction()) return work(*connection_);
+  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
+  Refresh();
+  work(*connection_);
+  transaction.Commit();
+}
+
+void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
+  const std::lock_guard lock(mutex_);
+  sql::Transaction transaction(*connection_, sql::TransactionKind::Write);
+  Refresh();
+  work(*connection_);
+  transaction.Commit();
+  NoteWrite();
+}
+
+template <class Work>
+auto SqlStore::FromCache(Work work) -> decltype(work()) {
+  try {
+    const std::lock_guard lock(mutex_);
+    RefreshSoon();
+    return work();
+  } catch (...) {
+    KeepCurrentFailure(this);
+    return {};
+  }
+}
+
+namespace {
+
+// The rows of a part and test; empty when there are none.
+template <class Rows>
+Rows RowsOf(const std::map<std::pair<std::int32_t, std::int32_t>, Rows>& all, std::int32_t part,
+            std::int32_t test) {
+  const auto found = all.find({part, test});
+  return found == all.end() ? Rows{} : found->second;
+}
+
+}  // namespace
+
+std::int32_t SqlStore::TestType(std::int32_t test) {
+  return FromCache([&] {
+    const auto found = std::find_if(cache_.streams.begin(), cache_.streams.end(),
+                                    [&](const Stream& stream) { return stream.test == test; });
+    return found == cache_.streams.end() ? 0 : found->test_type;
+  });
+}
+
+std::vector<API_CCSpecLim> SqlStore::SpecLimits(std::int32_t part, std::int32_t test) {
+  return FromCache([&] { return RowsOf(cache_.spec_limits, part, test); });
+}
+
+std::vector<ControlLimit> SqlStore::ControlLimits(std::int32_t part, std::int32_t process,
+                                                  std::int32_t test) {
+  return FromCache([&] {
+    auto rows = RowsOf(cache_.control_limits, part, test);
+    std::erase_if(rows, [&](const ControlLimit& limit) {
+      return limit.row.F_PRCS != 0 && limit.row.F_PRCS != process;
+    });
+    return rows;
+  });
+}
+
+std::vector<API_CCDefOpp> SqlStore::Opportunities(std::int32_t part, std::int32_t test) {
+  return FromCache([&] { return RowsOf(cache_.opportunities, part, test); });
+}
+
+std::vector<API_CANccLim8> SqlStore::NetContents(std::int32_t part, std::int32_t test) {
+  return FromCache([&] { return RowsOf(cache_.net_contents, part, test); });
+}
+
+const std::vector<StoredRule>& SqlStore::Rules() {
+  // Held for the thread, so that another thread's refresh does not pull the list from under it.
+  thread_local std::shared_ptr<const std::vector<StoredRule>> held;
+  held = FromCache([&] { return cache_.rules; });
+  if (!held) held = std::make_shared<const std::vector<StoredRule>>();
+  return *held;
+}
+
+std::uint32_t SqlStore::AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
+                                  std::int32_t graph) {
+  return FromCache([&] { return RulesOn(cache_, rule_numbers_, part, process, test, graph); });
+}
+
+std::string SqlStore::Setting(std::string_view key, std::string_view fallback) {
+  return FromCache([&] {
+    const auto found = cache_.settings.find(key);
+    return found == cache_.settings.end() ? std::string(fallback) : found->second;
+  });
+}
+
+std::string SqlStore::StreamName(std::int32_t part, std::int32_t process, std::int32_t test) {
+  return FromCache([&] {
+    const auto name = [&](catalogue::ItemKind kind, std::int32_t id) {
+      const auto& names = cache_.Names(kind);
+      const auto found = names.find(id);
+      return found == names.end() ? std::to_string(id) : found->second;
+    };
+    return name(catalogue::ItemKind::Part, part) + " / " +
+           name(catalogue::ItemKind::Process, process) + " / " +
+           name(catalogue::ItemKind::Test, test);
+  });
+}
+
+void SqlStore::UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers) {
+  const std::lock_guard lock(mutex_);
+  rule_numbers_ = std::move(numbers);
+}
+
+void SqlStore::Fail(std::int32_t number, std::string description) {
+  const std::lock_guard lock(failure_mutex_);
+  // The first is the cause, what follows it is not.
+  if (!failure_) failure_ = sql::Failure{number, std::move(description)};
+}
+
+std::optional<sql::Failure> SqlStore::TakeFailure() {
+  const std::lock_guard lock(failure_mutex_);
+  return std::exchange(failure_, std::nullopt);
+}
+
+}  // namespace orvspc::engine::store

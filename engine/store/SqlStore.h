@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/sql/Connection.h"
+#include "engine/sql/failure.h"
+#include "engine/store/SharedReading.h"
+#include "engine/store/Store.h"
+
+namespace orvspc::engine::store {
+
+// The store on a database with SQL. One connection, one mutex: calls of several threads take turns.
+class SqlStore final : public Store {
+ public:
+  // The connection is open, checked and of the present schema.
+  SqlStore(std::unique_ptr<sql::Connection> connection, std::string path);
+
+  bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
+              DataSet& out) override;
+  std::int32_t TestType(std::int32_t test) override;
+  bool SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                       const SelectOptions& options, BatchTaker& taker) override;
+  std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
+  std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
+                                          std::int32_t test) override;
+  std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
+  std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
+  const std::vector<StoredRule>& Rules() override;
+  std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
+                          std::int32_t graph) override;
+  std::string Setting(std::string_view key, std::string_view fallback) override;
+  std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
+  void Fail(std::int32_t number, std::string description) override;
+  void ReadOrThrow(const std::function<void(sql::Connection&)>& work) override;
+  StoreCache& Cache() override { return cache_; }
+  const std::string& Path() const override { return path_; }
+
+  // The first failure since the last call.
+  std::optional<sql::Failure> TakeFailure();
+
+  // Rule numbers of graph 1 in place of the alarm rows; empty: the rows.
+  void UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers);
+
+  // In one write transaction. Failures leave.
+  void Write(const std::function<void(sql::Connection&)>& work);
+
+  // When large selections are read by two threads.
+  SharedReading& Sharing() { return sharing_; }
+
+ private:
+  // Rereads the cache if the database has changed. The second is satisfied with a check of the
+  // last millisecond.
+  void Refresh();
+  void RefreshSoon();
+  bool MayShare(const API_DSInfo& info);
+  // Runs work(connection, threads, info) inside a read transaction, a second thread being offered
+  // for large selections; writes info back when it succeeds.
+  bool RunShared(
+      API_DSInfo& info,
+      const std::function<void(sql::Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
+  // Runs work on the current cache; a failure is kept and gives the default answer.
+  template <class Work>
+  auto FromCache(Work work) -> decltype(work());
+
+  std::recursive_mutex mutex_;
+  std::unique_ptr<sql::Connection> connection_;
+  std::string path_;
+  StoreCache cache_;
+  bool loaded_ = false;
+  std::int64_t data_version_ = 0;
+  std::uint64_t generation_ = 0;
+  std::int64_t checked_ = 0;
+  std::optional<std::vector<std::int32_t>> rule_numbers_;
+  SharedReading sharing_;
+
+  std::mutex failure_mutex_;
+  std::optional<sql::Failure> failure_;
+};
+
+// Opens a database with the engine's settings. Throws platform::ExternalFailure with path and
+// reason.
+std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create);
+
+// Lets every store of the process see at once that another connection has written.
+void NoteWrite();
+
+// The number under which an open store is found while this lives.
+class StoreHandle {
+ public:
+  explicit StoreHandle(std::shared_ptr<SqlStore> store);
+  StoreHandle(const StoreHandle&) = delete;
+  StoreHandle& operator=(const StoreHandle&) = delete;
+  ~StoreHandle();
+  std::int32_t Number() const { return number_; }
+
+ private:
+  std::int32_t number_;
+};
+
+// The store of an open database of ours. Throws platform::ExternalFailure.
+std::shared_ptr<SqlStore> SqlStoreOf(platform::Database& database);
+
+}  // namespace orvspc::engine::store

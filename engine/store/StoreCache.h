@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
+#include "engine/catalogue/StoredLimits.h"
+
+namespace orvspc::engine::store {
+
+using catalogue::ControlLimit;
+using catalogue::StoredRule;
+using enum catalogue::NetContentFlag;
+
+struct Stream {
+  std::int32_t part = 0, process = 0, test = 0;
+  std::int32_t test_type = 0;
+  std::int64_t id = 0;
+};
+
+// Who and where of a subgroup; many subgroups share one.
+struct Context {
+  std::int32_t workstation = 0, job = 0, lot = 0, shift = 0, revision = 0, employee = 0;
+  friend bool operator==(const Context&, const Context&) = default;
+  friend auto operator<=>(const Context&, const Context&) = default;
+};
+
+struct AlarmRow {
+  std::int32_t part = 0, process = 0, test = 0, graph = 0;  // 0: any
+  std::int32_t number = 0;
+  bool is_on = false;
+};
+
+// What a store keeps in memory; reread only after the database has changed.
+class StoreCache {
+ public:
+  StoreCache() = default;
+  // Reads everything but what the functions below hand out. Inside a transaction; throws SqlError.
+  explicit StoreCache(sql::Connection& connection);
+
+  std::vector<Stream> streams;            // by part, process, test
+  std::vector<Context> contexts;          // by identifier; the first is "none"
+  std::vector<std::int64_t> context_ids;  // beside contexts; the first is 0
+  std::int64_t highest_subgroup = 0;
+  std::shared_ptr<const std::vector<StoredRule>> rules;
+  std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
+  std::vector<AlarmRow> alarms;
+  std::map<std::string, std::string, std::less<>> settings;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCSpecLim>> spec_limits;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
+  std::int32_t zone_offset = 0;
+
+  // Read when first asked for, inside a transaction.
+  const std::unordered_map<std::int32_t, std::string>& Names(catalogue::ItemKind kind);
+  std::shared_ptr<const catalogue::ItemList> Items(catalogue::ItemKind kind);
+  std::shared_ptr<const std::vector<catalogue::ItemGroup>> ItemGroups(catalogue::ItemKind kind);
+  std::shared_ptr<const std::vector<catalogue::ProcessPlace>> Places();
+  std::shared_ptr<const std::vector<catalogue::Descriptor>> Descriptors();
+  std::shared_ptr<const std::vector<catalogue::Item>> DescriptorGroups();
+
+  // The place of a context; none when the file has no such context.
+  std::optional<std::size_t> PlaceOfContext(std::int64_t id) const {
+    // Identifiers count up without a gap in every file of ours.
+    const auto place = static_cast<std::size_t>(id);
+    if (place < context_ids.size() && context_ids[place] == id) return place;
+    const auto found = std::lower_bound(context_ids.begin(), context_ids.end(), id);
+    if (found == context_ids.end() || *found != id) return std::nullopt;
+    return static_cast<std::size_t>(found - context_ids.begin());
+  }
+
+ private:
+  sql::Connection* connection_ = nullptr;
+  std::array<std::optional<std::unordered_map<std::int32_t, std::string>>, catalogue::kItemKinds>
+      names_;
+  catalogue::References references_;
+};
+
+// A subgroup refers to a context that the database does not have.
+[[noreturn]] void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup);
+
+}  // namespace orvspc::engine::store
