@@ -40,8 +40,8 @@ class StoredNumbers : public ProgramTest {
 
   int Do(const std::vector<std::string>& words) {
     std::ostringstream out, err;
-    Console console{out, err};
-    const int status = RunProgram(words, console);
+    cli::Console console{out, err};
+    const int status = cli::RunProgram(words, console);
     out_ = out.str();
     err_ = err.str();
     return status;
