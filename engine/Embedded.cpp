@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Embedded.h"
 
+#include <atomic>
 #include <deque>
 #include <mutex>
 
@@ -12,6 +13,7 @@
 #include "engine/pareto/ParetoLibrary.h"
 #include "engine/records.h"
 #include "engine/store/DatabaseLibrary.h"
+#include "engine/store/SqlStore.h"
 #include "platform/FixedText.h"
 #include "platform/TimeStamp.h"
 
@@ -113,8 +115,38 @@ class Embedded final : public platform::Platform {
   compliance::ComplianceLibrary compliance_library_;
 };
 
+class OpenedDatabase final : public EmbeddedDatabase {
+ public:
+  explicit OpenedDatabase(std::shared_ptr<store::SqlStore> store)
+      : store_(std::move(store)), handle_(store_) {}
+
+  std::int32_t ConnectionHandle() override { return handle_.Number(); }
+  std::int32_t DatabaseValue(std::int32_t value) override { return value_.exchange(value); }
+  std::optional<Failure> TakeFailure() override {
+    auto failure = store_->TakeFailure();
+    if (!failure) return std::nullopt;
+    return Failure{failure->number, std::move(failure->text)};
+  }
+  Report TakeReport() override {
+    return {store::TakeNotes(),
+            {LatestStreams(), LatestAcceptance(), {}, {}},
+            LatestCapability(),
+            LatestSampling()};
+  }
+
+ private:
+  std::shared_ptr<store::SqlStore> store_;
+  store::StoreHandle handle_;
+  std::atomic<std::int32_t> value_ = 0;
+};
+
 }  // namespace
 }  // namespace engine
+
+std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
+  return std::make_shared<engine::OpenedDatabase>(
+      std::make_shared<engine::store::SqlStore>(engine::store::OpenConnection(path, create), path));
+}
 
 std::shared_ptr<platform::Platform> EmbeddedPlatform() {
   static const auto platform = std::make_shared<engine::Embedded>();
@@ -124,6 +156,8 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform() {
 void InstallEmbedded() { platform::Install(EmbeddedPlatform()); }
 
 std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
+
+std::vector<Note> TakeNotes() { return engine::store::TakeNotes(); }
 
 CapabilityReport LatestCapability() { return engine::capability::CapabilityLibrary::Latest(); }
 

@@ -25,6 +25,10 @@ class EmbeddedDatabase : public platform::Database {
   // Why the latest engine call on this database returned nothing, and clears it; empty when nothing
   // failed. The functions of the closed libraries cannot say it themselves.
   virtual std::optional<Failure> TakeFailure() = 0;
+
+  // What the analyses that this thread ran on this database reported since the last call, and
+  // clears it: take it after each analysis whose report matters.
+  virtual Report TakeReport() = 0;
 };
 
 // Makes the embedded engine the platform of the process.

@@ -156,7 +156,7 @@ ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
 
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
   static const auto texts = TextsOf("SELECT id FROM ", " WHERE name = ?1");
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, texts[static_cast<std::size_t>(kind)]);
     query.Bind(1, name);
     return FirstInt(query);
@@ -164,7 +164,7 @@ std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_vie
 }
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
-  return Read(database_, [&](store::SqlStore& store, sql::Connection&) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     const auto& names = store.Names(kind);
     const auto found = names.find(id);
     return found == names.end() ? std::string() : found->second;
@@ -172,7 +172,7 @@ std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
 }
 
 std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
-  return Read(database_, [&](store::SqlStore& store, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     const auto& names = store.Names(kind);
     std::vector<ListedItem> items;
     for (const auto& item : store.Items(kind)->items) {
@@ -194,7 +194,7 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
 std::vector<CountedItem> QualityDatabase::CountedItems(ItemKind kind) const {
   std::vector<CountedItem> items;
   for (auto& item : Items(kind)) items.push_back({std::move(item)});
-  Read(database_, [&](store::SqlStore& store, sql::Connection& db) {
+  Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     CountOccurrences(db, store.Cache(), kind, items);
     return true;
   });
@@ -203,7 +203,7 @@ std::vector<CountedItem> QualityDatabase::CountedItems(ItemKind kind) const {
 }
 
 std::vector<ListedStream> QualityDatabase::Streams() const {
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<ListedStream> streams;
     sql::Query query(db,
                      "SELECT s.part, s.process, s.test, t.type, count(*), min(m.time), max(m.time) "
@@ -223,7 +223,7 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
 }
 
 std::vector<ListedGroup> QualityDatabase::Groups(ItemKind kind) const {
-  return Read(database_, [&](store::SqlStore& store, sql::Connection&) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<ListedGroup> groups;
     for (const auto& group : *store.ItemGroups(kind)) {
       groups.push_back({group.id, group.name, group.members});
@@ -241,7 +241,7 @@ std::optional<std::int32_t> QualityDatabase::FindGroup(ItemKind kind, std::strin
 }
 
 std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<ListedDescriptor> descriptors;
     sql::Query query(
         db,
@@ -256,7 +256,7 @@ std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
 }
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_view name) const {
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
     query.Bind(1, name);
     return FirstInt(query);
@@ -265,7 +265,7 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_vie
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
                                                             std::string_view name) const {
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2");
     query.Bind(1, std::int64_t{group}).Bind(2, name);
     return FirstInt(query);
@@ -273,7 +273,7 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
 }
 
 std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
-  return Read(database_, [&](store::SqlStore&, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
     query.Bind(1, std::int64_t{subgroup});
     return query.Step() ? std::string(query.Text(0)) : std::string();
@@ -291,7 +291,7 @@ QualityDatabase::BinNames QualityDatabase::BinNamesOf(std::int32_t resource,
 std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
                                                          std::int64_t time) const {
   if (process == 0) return std::nullopt;  // the log would read it as any process
-  return Read(database_, [&](store::SqlStore& store, sql::Connection& db) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::optional<ProcessState> state;
     if (const auto row = store::LatestStateBefore(db, process, time)) {
       const auto& names = store.Names(ItemKind::StateCode);
@@ -304,7 +304,7 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
 }
 
 std::vector<RuleSet> QualityDatabase::RuleSets() const {
-  return Read(database_, [&](store::SqlStore& store, sql::Connection&) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<RuleSet> sets;
     for (const auto& [name, numbers] : store.Cache().rule_sets) sets.push_back({name, numbers});
     return sets;
@@ -322,7 +322,7 @@ void QualityDatabase::UseRuleSet(std::string_view name) {
 }
 
 std::string QualityDatabase::Setting(std::string_view name) const {
-  return Read(database_, [&](store::SqlStore& store, sql::Connection&) {
+  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     const auto& kind = KindOf(store, name);
     const auto found = store.Cache().settings.find(name);
     return found == store.Cache().settings.end() ? std::string(kind.fallback) : found->second;

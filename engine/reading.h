@@ -3,12 +3,11 @@
 
 #include <string>
 
-#include "engine/Embedded.h"
 #include "engine/sql/failure.h"
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 
-// How the face of the data gets at the store.
+// How the face of the data and the records get at the store.
 namespace orvspc::engine {
 
 inline constexpr const char* kFaceSource = "QualityDatabase";
@@ -29,8 +28,8 @@ auto Guarded(store::SqlStore& store, Work work) {
 
 // What work(store, connection) returns, run inside one read transaction.
 template <class Work>
-auto Read(const std::shared_ptr<EmbeddedDatabase>& database, Work work) {
-  const auto store = store::SqlStoreOf(*database);
+auto Read(platform::Database& database, Work work) {
+  const auto store = store::SqlStoreOf(database);
   return Guarded(*store, [&] {
     decltype(work(*store, std::declval<sql::Connection&>())) result;
     store->ReadOrThrow([&](sql::Connection& db) { result = work(*store, db); });

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,8 +14,8 @@
 namespace orvspc::engine::pareto {
 
 // Names of the bins of one analysis, for hosts: level by level and whole, where the name of a bin
-// joins and cuts them. The database must be one of the engine's own and outlive it; failures are
-// thrown as platform::ExternalFailure.
+// joins and cuts them. The database must be one of the engine's own; failures are thrown as
+// platform::ExternalFailure.
 class BinNames {
  public:
   // The resource, one of paResourceTypes, and the options that the bins were made with.
@@ -27,7 +28,7 @@ class BinNames {
   std::string NameOf(std::size_t level, std::int32_t id);
 
  private:
-  platform::Database& database_;
+  std::shared_ptr<store::Store> store_;
   std::optional<ParetoPlan> plan_;
   std::optional<Lookups> lookups_;
 };

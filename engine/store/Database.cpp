@@ -3,13 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <unordered_map>
 
-#include "engine/Embedded.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
@@ -19,10 +17,6 @@
 
 namespace orvspc::engine::store {
 namespace {
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
-  RefuseFile(path, reason);
-}
 
 class HandleTable {
  public:
@@ -57,50 +51,26 @@ HandleTable& Handles() {
   return *table;
 }
 
-class OpenedDatabase final : public EmbeddedDatabase {
- public:
-  explicit OpenedDatabase(std::shared_ptr<SqlStore> store)
-      : store_(std::move(store)), handle_(Handles().Add(store_)) {}
-  OpenedDatabase(const OpenedDatabase&) = delete;
-  OpenedDatabase& operator=(const OpenedDatabase&) = delete;
-  ~OpenedDatabase() override { Handles().Remove(handle_); }
-
-  std::int32_t ConnectionHandle() override { return handle_; }
-  std::int32_t DatabaseValue(std::int32_t value) override { return value_.exchange(value); }
-  std::optional<Failure> TakeFailure() override {
-    auto failure = store_->TakeFailure();
-    if (!failure) return std::nullopt;
-    return Failure{failure->number, std::move(failure->text)};
-  }
-
-  const std::shared_ptr<SqlStore>& Opened() const { return store_; }
-
- private:
-  std::shared_ptr<SqlStore> store_;
-  std::int32_t handle_;
-  std::atomic<std::int32_t> value_ = 0;
-};
-
 // What can be said without opening the file as a database.
 void CheckFile(const std::string& path, bool create) {
-  if (path.empty()) Refuse(path, "the database has no name");
+  if (path.empty()) RefuseFile(path, "");
   struct stat state {};
   if (stat(path.c_str(), &state) != 0) {
     if (errno == ENOENT && create) return CheckNoLogLeft(path);
-    Refuse(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
+    RefuseFile(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
   }
-  if (S_ISDIR(state.st_mode)) Refuse(path, "is a folder");
-  if (!S_ISREG(state.st_mode)) Refuse(path, "is no plain file");
-  if (access(path.c_str(), R_OK) != 0) Refuse(path, "may not be read");
-  if (access(path.c_str(), W_OK) != 0) Refuse(path, "may not be written to");
+  if (S_ISDIR(state.st_mode)) RefuseFile(path, "is a folder");
+  if (!S_ISREG(state.st_mode)) RefuseFile(path, "is no plain file");
+  if (access(path.c_str(), R_OK) != 0) RefuseFile(path, "may not be read");
+  if (access(path.c_str(), W_OK) != 0) RefuseFile(path, "may not be written to");
 }
 
 // The write-ahead log lies beside the file, so its folder must be writable too.
 void CheckFolder(const std::string& path) {
   auto folder = std::filesystem::path(TargetOf(path)).parent_path().string();
   if (folder.empty()) folder = ".";
-  if (access(folder.c_str(), F_OK) != 0) Refuse(path, "there is no folder " + folder);
-  if (access(folder.c_str(), W_OK) != 0) Refuse(path, "its folder may not be written to");
+  if (access(folder.c_str(), F_OK) != 0) RefuseFile(path, "there is no folder " + folder);
+  if (access(folder.c_str(), W_OK) != 0) RefuseFile(path, "its folder may not be written to");
 }
 
 // Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
@@ -109,13 +79,13 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
   const auto mark = connection.Mark();
   if (mark.application != schema::kApplicationId) {
     const bool is_bare = mark.application == 0 && mark.version == 0 && !mark.has_tables;
-    if (!is_bare) Refuse(path, "is an SQLite file, but no quality database");
-    if (!create) Refuse(path, "is empty and no quality database");
+    if (!is_bare) RefuseFile(path, "is an SQLite file, but no quality database");
+    if (!create) RefuseFile(path, "is empty and no quality database");
     return 0;
   }
   if (mark.version > schema::kSchemaVersion) {
-    Refuse(path, "was made by a newer release (schema " + std::to_string(mark.version) +
-                     ", this one knows " + std::to_string(schema::kSchemaVersion) + ")");
+    RefuseFile(path, "was made by a newer release (schema " + std::to_string(mark.version) +
+                         ", this one knows " + std::to_string(schema::kSchemaVersion) + ")");
   }
   return mark.version;
 }
@@ -140,7 +110,9 @@ std::vector<Note>& NotesOfThread() {
 }  // namespace
 
 void RefuseFile(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(sql::kRefused, "OpenDatabase", path + ": " + reason);
+  throw platform::ExternalFailure(
+      sql::kRefused, "OpenDatabase",
+      path.empty() ? "the name of the database is empty" : path + ": " + reason);
 }
 
 std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create) {
@@ -150,12 +122,16 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
     return sql::sqlite::OpenFile(
         path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
   } catch (const sql::SqlError& error) {
-    Refuse(path, sql::ReasonOf(error));
+    RefuseFile(path, sql::ReasonOf(error));
   }
 }
 
+StoreHandle::StoreHandle(std::shared_ptr<SqlStore> store)
+    : number_(Handles().Add(std::move(store))) {}
+
+StoreHandle::~StoreHandle() { Handles().Remove(number_); }
+
 std::shared_ptr<SqlStore> SqlStoreOf(platform::Database& database) {
-  if (auto* opened = dynamic_cast<OpenedDatabase*>(&database)) return opened->Opened();
   if (auto store = Handles().Find(database.ConnectionHandle())) return store;
   throw platform::ExternalFailure(sql::kRefused, "Database",
                                   "The database object is none of the embedded engine");
@@ -165,20 +141,10 @@ std::shared_ptr<Store> StoreOf(platform::Database& database) { return SqlStoreOf
 
 std::shared_ptr<Store> StoreOf(std::int32_t handle) { return Handles().Find(handle); }
 
+std::vector<Note> TakeNotes() { return std::exchange(NotesOfThread(), {}); }
+
 void AddNote(std::string code, std::string text, std::string stream) {
   NotesOfThread().push_back({std::move(code), std::move(text), std::move(stream)});
 }
 
 }  // namespace orvspc::engine::store
-
-namespace orvspc {
-
-std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
-  using namespace engine::store;
-  return std::make_shared<OpenedDatabase>(
-      std::make_shared<SqlStore>(OpenConnection(path, create), path));
-}
-
-std::vector<Note> TakeNotes() { return std::exchange(engine::store::NotesOfThread(), {}); }
-
-}  // namespace orvspc

@@ -74,11 +74,14 @@ bool Rename(const std::string& from, const std::string& to) {
   return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
 }
 
-// A log that is not wholly in the file would be lost with its name.
+// What is not in the file itself would be lost with the name of its log.
 void EmptyLog(const std::string& path) {
-  if (!OpenConnection(path, false)->EmptyLog()) {
-    RefuseFile(path, "its log could not be written into the file");
+  try {
+    if (OpenConnection(path, false)->EmptyLog()) return;
+  } catch (...) {
+    sql::RethrowAsExternal(path, "OpenDatabase");
   }
+  RefuseFile(path, "its log could not be written into the file");
 }
 
 }  // namespace
@@ -104,7 +107,7 @@ void CheckNoLogLeft(const std::string& path) {
 }
 
 DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetOf(path_)) {
-  if (path_.empty()) RefuseFile(path_, "the database has no name");
+  if (path_.empty()) RefuseFile(path_, "");
   if (IsThereAt(target_)) return;
   CheckNoLogLeft(path_);
   std::string draft = target_ + ".new-" + RandomDigits();

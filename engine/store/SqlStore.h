@@ -93,6 +93,19 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
 // Lets every store of the process see at once that another connection has written.
 void NoteWrite();
 
+// The number under which an open store is found while this lives.
+class StoreHandle {
+ public:
+  explicit StoreHandle(std::shared_ptr<SqlStore> store);
+  StoreHandle(const StoreHandle&) = delete;
+  StoreHandle& operator=(const StoreHandle&) = delete;
+  ~StoreHandle();
+  std::int32_t Number() const { return number_; }
+
+ private:
+  std::int32_t number_;
+};
+
 // The store of an open database of ours. Throws platform::ExternalFailure.
 std::shared_ptr<SqlStore> SqlStoreOf(platform::Database& database);
 

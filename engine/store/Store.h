@@ -129,5 +129,7 @@ std::shared_ptr<Store> StoreOf(platform::Database& database);
 
 // Adds to the thread's notes.
 void AddNote(std::string code, std::string text, std::string stream = {});
+// Those since the last call.
+std::vector<Note> TakeNotes();
 
 }  // namespace orvspc::engine::store

@@ -64,6 +64,7 @@ DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit) {
     const auto last = PointOfLast(ascending);
     while (!descending.subgroups.empty() && PointOfLast(descending) <= last) {
       descending.subgroups.pop_back();
+      if (!descending.sizes.empty()) descending.sizes.pop_back();
     }
   }
   if (!ascending.keys.empty()) MakeKeyed(descending);

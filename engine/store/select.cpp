@@ -253,6 +253,7 @@ std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch&
     batch.subgroups.clear();
     batch.values.clear();
     batch.keys.clear();
+    batch.sizes.clear();
   };
   reader_.WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
                       [&](const PackedView& record, std::size_t context) {

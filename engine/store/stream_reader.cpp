@@ -118,7 +118,8 @@ void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record
   subgroup.Part = stream.part;
   subgroup.Prcs = stream.process;
   subgroup.Test = stream.test;
-  subgroup.Size = record.Size();
+  subgroup.Size = record.RoundedSize();
+  out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
   const auto& who = cache_.contexts[context];
   subgroup.Wkst = who.workstation;

@@ -1,62 +1,53 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/cli/CapabilityCommand.h"
-
 #include <cfloat>
 #include <cmath>
-#include <iterator>
-#include <limits>
-#include <optional>
-#include <ostream>
 #include <utility>
 
 #include "capability/CAAnalysis.h"
-#include "frame/Failure.h"
-#include "frame/NumberText.h"
-#include "host/cli/Selection.h"
-#include "host/cli/words.h"
-#include "host/render/capability/CapabilityHtml.h"
-#include "host/render/capability/CapabilityJson.h"
-#include "host/render/capability/CapabilityModel.h"
-#include "host/render/capability/CapabilitySvg.h"
-#include "host/render/capability/CapabilityText.h"
+#include "host/cli/Analysis.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
-constexpr std::int32_t kMostBins = 10000, kMostPoints = 100000;
-
-constexpr Word<caFitTypes> kFits[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
-constexpr Word<caWindowTypes> kWindows[] = {
-    {"sd", caWindowTypeWindowSD}, {"minmax", caWindowTypeMinMax}, {"specs", caWindowTypeSpecs}};
-constexpr Word<caShortTermSigmaTypes> kSigmas[] = {{"auto", caShortTermSigmaAuto},
-                                                   {"range", caShortTermSigmaRange},
-                                                   {"sd", caShortTermSigmaSD},
-                                                   {"pooled", caShortTermSigmaPooled}};
-constexpr Word<caNormalizeTypes> kNormalizes[] = {
+constexpr Number kMax = MaximumOption("the newest N subgroups at most", "all");
+constexpr render::Word kFitWords[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
+constexpr Choice<caFitTypes> kFit{
+    {"fit", "WORD", "the distribution that expected proportions follow", "", false, kFitWords}};
+constexpr render::Word kSigmaWords[] = {{"auto", caShortTermSigmaAuto},
+                                        {"range", caShortTermSigmaRange},
+                                        {"sd", caShortTermSigmaSD},
+                                        {"pooled", caShortTermSigmaPooled}};
+constexpr Choice<caShortTermSigmaTypes> kSigma{
+    {"short-term-sigma", "WORD", "", "", false, kSigmaWords}};
+constexpr Real kUsl{{"usl", "X", "upper specification limit in place of the stored row"}};
+constexpr Real kTarget{{"target", "X", "target in place of the stored row"}};
+constexpr Real kLsl{{"lsl", "X", "lower specification limit in place of the stored row"}};
+constexpr render::Word kNormalizeWords[] = {
     {"none", caNormalizeNone}, {"nominal", caNormalizeNominal}, {"target", caNormalizeTarget}};
-
-std::optional<double> Real(const Arguments& arguments, const std::string& option) {
-  const auto text = arguments.Value(option);
-  if (!text) return std::nullopt;
-  double value = std::numeric_limits<double>::quiet_NaN();
-  try {
-    value = ToDouble(*text);
-  } catch (const Failure&) {
-  }
-  // So far out a limit says that there is none.
-  if (!(std::abs(value) < 1e300))
-    throw Misuse("--" + option + " takes a number, not \"" + *text + "\"");
-  return value;
-}
+constexpr Choice<caNormalizeTypes> kNormalize{
+    {"normalize", "WORD", "each value less the middle of its limits or its target", "", false,
+     kNormalizeWords}};
+constexpr Number kBins{{"bins", "N", "bins of the histogram, at least 5", "21"}, 5, 10000};
+constexpr Number kCurve{{"curve", "N", "points of the fitted curve, at least 2", "80"}, 2, 100000};
+constexpr render::Word kWindowWords[] = {
+    {"sd", caWindowTypeWindowSD}, {"minmax", caWindowTypeMinMax}, {"specs", caWindowTypeSpecs}};
+constexpr Choice<caWindowTypes> kWindow{
+    {"window", "WORD", "what sets the ends of the histogram", "", false, kWindowWords}};
+constexpr Real kWindowSd{
+    {"window-sd", "X", "sigmas on either side of the mean", "what shows everything"}};
+constexpr Real kWindowMin{{"window-min", "X", "with --window minmax, the lower end"}};
+constexpr Real kWindowMax{{"window-max", "X", "with --window minmax, the upper end"}};
+constexpr Option kOptions[] = {kMax,  kFit,   kSigma,  kUsl,      kTarget,    kLsl,      kNormalize,
+                               kBins, kCurve, kWindow, kWindowSd, kWindowMin, kWindowMax};
 
 void SetWindow(const Arguments& arguments, CAProcessing& processing) {
-  const auto least = Real(arguments, "window-min"), most = Real(arguments, "window-max");
-  const auto sigmas = Real(arguments, "window-sd");
-  auto window = Chosen(arguments, "window", kWindows);
-  if (!arguments.Has("window") && (least || most)) window = caWindowTypeMinMax;
+  const auto least = arguments.Get(kWindowMin), most = arguments.Get(kWindowMax);
+  const auto sigmas = arguments.Get(kWindowSd);
+  auto window = arguments.Get(kWindow);
+  if (!arguments.Has(kWindow) && (least || most)) window = caWindowTypeMinMax;
   const bool edges = window == caWindowTypeMinMax;
   if (edges != (least && most) || edges != (least || most))
     throw Misuse("--window minmax takes --window-min and --window-max, and only it does");
@@ -70,8 +61,7 @@ void SetWindow(const Arguments& arguments, CAProcessing& processing) {
 }
 
 void SetLimits(const Arguments& arguments, CAProcessing& processing) {
-  const auto usl = Real(arguments, "usl"), target = Real(arguments, "target"),
-             lsl = Real(arguments, "lsl");
+  const auto usl = arguments.Get(kUsl), target = arguments.Get(kTarget), lsl = arguments.Get(kLsl);
   if (!usl && !target && !lsl) return;
   if (usl && lsl && *lsl >= *usl) throw Misuse("--lsl must lie below --usl");
   // The three replace the stored row together; 0 would be a limit.
@@ -83,160 +73,91 @@ void SetLimits(const Arguments& arguments, CAProcessing& processing) {
 
 std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
   auto processing = std::make_shared<CAProcessing>();
-  processing->FitType(Chosen(arguments, "fit", kFits));
-  processing->ShortTermSigmaType(Chosen(arguments, "short-term-sigma", kSigmas));
-  processing->Normalize(Chosen(arguments, "normalize", kNormalizes));
-  if (const auto bins = arguments.Number("bins", 5, kMostBins)) processing->BinCount(*bins);
-  if (const auto points = arguments.Number("curve", 2, kMostPoints))
-    processing->CurveCount(*points);
+  processing->FitType(arguments.Get(kFit));
+  processing->ShortTermSigmaType(arguments.Get(kSigma));
+  processing->Normalize(arguments.Get(kNormalize));
+  processing->BinCount(*arguments.Get(kBins));
+  processing->CurveCount(*arguments.Get(kCurve));
   SetWindow(arguments, *processing);
   SetLimits(arguments, *processing);
   return processing;
 }
 
-struct Analysed {
-  std::shared_ptr<CAResults> results;
-  CapabilityReport fit;
-  std::vector<Note> notes;
-};
-
-CapabilityDocument Document(Analysed analysed) {
-  CapabilityDocument document;
-  document.capability = ReadCapability(*analysed.results, &analysed.fit);
-  document.fit = std::move(analysed.fit);
-  document.notes = std::move(analysed.notes);
-  return document;
-}
-
-Analysed Analyse(const std::shared_ptr<EmbeddedDatabase>& database,
-                 const std::shared_ptr<DataSelect>& select,
-                 const std::shared_ptr<CAProcessing>& processing) {
-  TakeNotes();  // those of earlier calls are not this analysis's
-  Analysed analysed{CAAnalysis().AnalyzeDataSelect(database, select, processing), {}, {}};
-  CheckEngine(*database);
-  analysed.fit = LatestCapability();
-  analysed.notes = TakeNotes();
-  return analysed;
+std::shared_ptr<CAResults> Analyse(const QualityDatabase& database,
+                                   const std::shared_ptr<DataSelect>& select,
+                                   const std::shared_ptr<CAProcessing>& processing,
+                                   Report& report) {
+  return Reported(database, report, [&](const auto& open) {
+    return CAAnalysis().AnalyzeDataSelect(open, select, processing);
+  });
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  const std::string format = OutputFormat(arguments, {"text", "json", "xml", "svg", "html"});
   const auto processing = MakeProcessing(arguments);
-  const auto database = OpenQualityDatabase(arguments);
-  const auto select = MakeSelection(arguments, *database, INT32_MAX);
-  select->IncludeVariableTests(true);
-  select->IncludeDefectTests(false);
-  select->IncludeDefectiveTests(false);
-  Analysed analysed = Analyse(database, select, processing);
-  const bool empty = analysed.results->Bins()->Count() == 0;
-  if (empty && format != "text") console.err << kNoData << "\n";
-  if (format == "xml") {
-    PrintNotes(console, analysed.notes);
-    Deliver(arguments, console, analysed.results->GetXML() + "\n");
-    return 0;
-  }
-  const CapabilityDocument document = Document(std::move(analysed));
-  Deliver(arguments, console,
-          CapabilityText(document, NamesOf(database), format, console,
-                         console.out_is_terminal && !arguments.Has("output")));
-  return 0;
+  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) -> Outcome {
+    run.select->IncludeVariableTests(true);
+    run.select->IncludeDefectTests(false);
+    run.select->IncludeDefectiveTests(false);
+    if (run.format == "xml") {
+      Report report;
+      const auto results = Analyse(run.database, run.select, processing, report);
+      return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+    }
+    const auto document = RunCapability(run.database, run.select, processing);
+    return {Formatted(document, NamesOf(run.database), run.format, run.text),
+            document.capability.bins.empty()};
+  });
 }
 
-std::string LimitText(double value) { return std::abs(value) >= 1e300 ? "none" : Shortest(value); }
-
-std::string SettingsText(const CAProcessing& processing) {
-  std::string text;
-  const auto line = [&](const char* name, const std::string& value) {
-    text += Padded(name, 20) + value + "\n";
-  };
-  line("fit", WordOf(kFits, processing.FitType()));
-  line("bins", std::to_string(processing.BinCount()));
-  line("curve", std::to_string(processing.CurveCount()));
-  line("window", WordOf(kWindows, processing.WindowType()));
-  line("window sigmas", Shortest(processing.WindowSD()));
-  line("window least", Shortest(processing.WindowMinimum()));
-  line("window greatest", Shortest(processing.WindowMaximum()));
-  line("short-term sigma", WordOf(kSigmas, processing.ShortTermSigmaType()));
-  line("normalize", WordOf(kNormalizes, processing.Normalize()));
-  line("limits", processing.AllowOverride() ? "as given here" : "as stored");
-  if (!processing.AllowOverride()) return text;
-  line("USL", LimitText(processing.OverrideUSL()));
-  line("target", LimitText(processing.OverrideTarget()));
-  line("LSL", LimitText(processing.OverrideLSL()));
-  return text;
+std::string LimitText(double value) {
+  return std::abs(value) >= 1e300 ? "none" : render::Shortest(value);
 }
 
 }  // namespace
 
-CapabilityDocument RunCapability(const std::shared_ptr<EmbeddedDatabase>& database,
-                                 const std::shared_ptr<DataSelect>& select,
-                                 const std::shared_ptr<CAProcessing>& processing) {
-  return Document(Analyse(database, select, processing));
+render::CapabilityDocument RunCapability(const QualityDatabase& database,
+                                         const std::shared_ptr<DataSelect>& select,
+                                         const std::shared_ptr<CAProcessing>& processing) {
+  Report report;
+  const auto results = Analyse(database, select, processing, report);
+  auto capability = render::ReadCapability(*results, &report.capability);
+  return {std::move(capability), std::move(report.capability), std::move(report.notes)};
 }
 
-std::string CapabilityText(const CapabilityDocument& document, const Names& names,
-                           const std::string& format, const Console& console, bool colour) {
-  if (format == "json") return CapabilityJson(document);
-  const CapabilityView view = MakeCapabilityView(document, names);
-  if (format == "svg") return RenderCapabilitySvg(view);
-  if (format == "html") return RenderCapabilityHtml(view);
-  return RenderCapabilityText(view, {console.columns, colour});
-}
-
-std::string ShowCapability(const std::string& xml, const std::string& format,
-                           const Console& console, bool colour) {
-  CAResults results;
-  results.SetXML(xml);
-  if (format == "xml") return results.GetXML() + "\n";
-  return CapabilityText({ReadCapability(results), {}, {}}, NoNames(), format, console, colour);
-}
-
-std::string ShowCapabilityProcessing(const std::string& xml, const std::string& format) {
-  CAProcessing processing;
-  processing.SetXML(xml);
-  if (format == "xml") return processing.GetXML() + "\n";
-  if (format == "text") return SettingsText(processing);
-  JsonWriter json;
-  json.BeginObject();
-  json.Key("Processing");
-  json.BeginObject();
-  WriteCapabilityProcessing(json, processing);
-  json.EndObject();
-  json.EndObject();
-  return json.Text();
+std::string SettingsText(const CAProcessing& processing, const render::TextOptions& options) {
+  render::TextWriter text(options);
+  const auto line = [&](const char* name, const std::string& value) {
+    text.Line(render::Padded(name, 20) + value);
+  };
+  line("fit", render::WordOrNumber(kFitWords, processing.FitType()));
+  line("bins", std::to_string(processing.BinCount()));
+  line("curve", std::to_string(processing.CurveCount()));
+  line("window", render::WordOrNumber(kWindowWords, processing.WindowType()));
+  line("window sigmas", render::Shortest(processing.WindowSD()));
+  line("window least", render::Shortest(processing.WindowMinimum()));
+  line("window greatest", render::Shortest(processing.WindowMaximum()));
+  line("short-term sigma", render::WordOrNumber(kSigmaWords, processing.ShortTermSigmaType()));
+  line("normalize", render::WordOrNumber(kNormalizeWords, processing.Normalize()));
+  line("limits", processing.AllowOverride() ? "as given here" : "as stored");
+  if (!processing.AllowOverride()) return text.Take();
+  line("USL", LimitText(processing.OverrideUSL()));
+  line("target", LimitText(processing.OverrideTarget()));
+  line("LSL", LimitText(processing.OverrideLSL()));
+  return text.Take();
 }
 
 Command CapabilityCommand() {
-  Command command;
-  command.name = "capability";
-  command.synopsis = "--db FILE [--part NAME] [--test NAME] [OPTIONS]";
-  command.summary = "Histogram, fitted curve and capability indices against the limits";
-  command.details =
-      "Takes every selected subgroup unless --max says otherwise. Limits are the stored\n"
-      "specification limits; with --usl, --target or --lsl only those that are given here count.\n"
-      "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a database.\n";
-  command.example =
-      "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html";
-  command.options = SelectionOptions("the newest N subgroups at most (default all)");
-  command.options.insert(
-      command.options.end(),
-      {{"fit", "WORD", "normal johnson: the curve that expected shares follow (default normal)"},
-       {"short-term-sigma", "WORD", "auto range sd pooled (default auto)"},
-       {"usl", "X", "upper specification limit in place of the stored row"},
-       {"target", "X", "target in place of the stored row"},
-       {"lsl", "X", "lower specification limit in place of the stored row"},
-       {"normalize", "WORD",
-        "none nominal target: each value less the middle of its limits or its\n"
-        "                            target (default none)"},
-       {"bins", "N", "bins of the histogram, at least 5 (default 21)"},
-       {"curve", "N", "points of the fitted curve, at least 2 (default 80)"},
-       {"window", "WORD", "sd minmax specs: what sets the ends of the histogram (default sd)"},
-       {"window-sd", "X", "sigmas on either side of the mean (default: what shows everything)"},
-       {"window-min", "X", "with --window minmax, the lower end"},
-       {"window-max", "X", "with --window minmax, the upper end"}});
-  for (const auto& option : OutputOptions()) command.options.push_back(option);
-  command.run = Run;
-  return command;
+  return {"capability",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Histogram, fitted curve and capability indices against the limits",
+          "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
+          "specification limits; with --usl, --target or --lsl only those that are given here "
+          "count.\n"
+          "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
+          "database.",
+          "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
+          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Run};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -1,61 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <ostream>
+#include <utility>
 
-#include "host/cli/Command.h"
-#include "host/cli/Selection.h"
+#include "host/cli/Analysis.h"
 #include "host/render/data/DataText.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
-// Which kinds of test; all without the option.
-void AddTestTypes(const Arguments& arguments, DataSelect& select) {
-  const std::string word =
-      arguments.Choice("test-type", {"all", "variable", "defects", "defectives"}, "all");
-  const bool all = word == "all";
-  select.IncludeVariableTests(all || word == "variable");
-  select.IncludeDefectTests(all || word == "defects");
-  select.IncludeDefectiveTests(all || word == "defectives");
-}
+constexpr Number kMax = MaximumOption("the newest N subgroups at most", "25");
+enum class TestTypes { All, Variable, Defects, Defectives };
+constexpr render::Word kTestTypeWords[] = {{"all", static_cast<int>(TestTypes::All)},
+                                           {"variable", static_cast<int>(TestTypes::Variable)},
+                                           {"defects", static_cast<int>(TestTypes::Defects)},
+                                           {"defectives", static_cast<int>(TestTypes::Defectives)}};
+constexpr Choice<TestTypes> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
+constexpr Option kOptions[] = {kMax, kTestType};
 
 int Run(const Arguments& arguments, Console& console) {
-  const std::string format = OutputFormat(arguments, {"text", "json", "xml"});
-  const auto database = OpenQualityDatabase(arguments);
-  const auto select = MakeSelection(arguments, *database, 25);
-  AddTestTypes(arguments, *select);
-  // The retrieval writes what it resolved into the selection that it works on.
-  const auto data = select->Clone()->GetSubgroupData(database);
-  CheckEngine(*database);
-  const auto notes = TakeNotes();
-  if (data->TotalSubgroups() == 0 && format != "text") console.err << kNoData << "\n";
-  if (format == "json") {
-    Deliver(arguments, console,
-            DataJson(select.get(), ReadSubgroups(*data), NamesOf(database), notes));
-    return 0;
-  }
-  PrintNotes(console, notes);
-  Deliver(arguments, console,
-          format == "xml"
-              ? data->GetXML() + "\n"
-              : DataText(ReadSubgroups(*data), NamesOf(database), {console.columns, false}));
-  return 0;
+  const TestTypes type = arguments.Get(kTestType);
+  return RunAnalysis(arguments, console, kStored, kMax, [&](Analysis& run) -> Outcome {
+    const bool all = type == TestTypes::All;
+    run.select->IncludeVariableTests(all || type == TestTypes::Variable);
+    run.select->IncludeDefectTests(all || type == TestTypes::Defects);
+    run.select->IncludeDefectiveTests(all || type == TestTypes::Defectives);
+    Report report;
+    const auto data = Reported(run.database, report, [&](const auto& open) {
+      // The retrieval writes what it resolved into the selection that it works on.
+      return run.select->Clone()->GetSubgroupData(open);
+    });
+    const bool empty = data->TotalSubgroups() == 0;
+    if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
+    const auto subgroups = render::ReadSubgroups(*data);
+    const auto names = NamesOf(run.database);
+    if (run.format == "json")
+      return {render::DataJson(run.select.get(), subgroups, names, report.notes), empty};
+    return {render::DataText(subgroups, names, run.text), empty, std::move(report.notes)};
+  });
 }
 
 }  // namespace
 
 Command DataCommand() {
-  Command command;
-  command.name = "data";
-  command.synopsis = "--db FILE [OPTIONS]";
-  command.summary = "The selected subgroups with their values, descriptors and comments";
-  command.details = "Formats: text, json, xml.\n";
-  command.example = "orvspc data --db q.db --part Ring --since 2024-03-01 --format json";
-  command.options = SelectionOptions();
-  command.options.push_back({"test-type", "WORD", "all variable defects defectives (default all)"});
-  for (const auto& option : OutputOptions()) command.options.push_back(option);
-  command.run = Run;
-  return command;
+  return {"data",
+          "--db FILE [OPTIONS]",
+          "The selected subgroups with their values, descriptors and comments",
+          "Formats: text, json, xml.",
+          "orvspc data --db q.db --part Ring --since 2024-03-01 --format json",
+          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Run};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -1,22 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <filesystem>
 #include <ostream>
-#include <string_view>
+#include <sstream>
 #include <system_error>
-#include <utility>
 
-#include "engine/import/Import.h"
-#include "engine/store/Catalogue.h"
-#include "host/cli/ChartCommand.h"
+#include "engine/QualityDatabase.h"
+#include "host/cli/Output.h"
 #include "host/cli/Samples.h"
-#include "host/cli/demo_capability.h"
-#include "host/cli/demo_pareto.h"
-#include "host/cli/demo_summary.h"
-#include "host/render/chart/ChartHtml.h"
-#include "host/render/chart/ChartSvg.h"
-#include "host/render/chart/ChartText.h"
+#include "host/render/core/Html.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
@@ -26,62 +19,102 @@ struct Picture {
   const char* name;  // of its files
   const char* title;
   const char* text;
-  const char* part;
-  ccGraph1Types graph1;
-  ccGraph2Types graph2;
-  ccGroupByTypes group_by;
-  const char* options;  // for the command line that draws the same
+  const char* command;  // without --db and --output
 };
 
 constexpr Picture kPictures[] = {
     {"flow-width", "Mean and range, limits stored from the first 25 subgroups",
      "Flow width of wafers, micrometres (Montgomery, Tables 6.1 and 6.2). The process shifts at "
-     "the "
-     "end, which the stored limits show.",
-     "Wafer", ccGraph1XBar, ccGraph2Range, ccGroupByNone, "--graph1 xbar --graph2 range"},
+     "the end, which the stored limits show.",
+     "chart --part Wafer --graph1 xbar --graph2 range --max 100"},
     {"flow-rate", "Individuals and moving range",
-     "Flow rate of 10 batches (NIST e-Handbook, 6.3.2.2).", "Reactor feed", ccGraph1Ix, ccGraph2Mr,
-     ccGroupByNone, "--graph1 individuals --graph2 mr"},
+     "Flow rate of 10 batches (NIST e-Handbook, 6.3.2.2).",
+     "chart --part 'Reactor feed' --graph1 individuals --graph2 mr --max 100"},
     {"piston-rings", "Mean and deviation where sizes differ",
-     "Inside diameter of piston rings, 3 to 5 a subgroup (Montgomery, Table 6.4). The limits step "
-     "with the size.",
-     "Piston ring", ccGraph1XBar, ccGraph2Sd, ccGroupByNone, "--graph1 xbar --graph2 sd"},
+     "Inside diameter of piston rings, 3 to 5 a subgroup (Montgomery, Table 6.4). The limits "
+     "step with the size.",
+     "chart --part 'Piston ring' --graph1 xbar --graph2 sd --max 100"},
     {"two-presses", "Two streams side by side, with specification limits",
      "Montgomery's piston ring samples, dealt to two made-up presses in turn. Each stream has "
      "limits of its own.",
-     "Ring", ccGraph1XBar, ccGraph2Range, ccGroupByProcess,
-     "--graph1 xbar --graph2 range --group-by process"},
+     "chart --part Ring --graph1 xbar --graph2 range --group-by process --max 100"},
     {"purchase-orders-p", "Share of defectives where sizes differ",
      "Purchase orders with an error, 25 weeks of 80 to 120 orders (Montgomery, Table 7.4).",
-     "Purchase order", ccGraph1P, ccGraph2None, ccGroupByNone, "--graph1 p"},
+     "chart --part 'Purchase order' --graph1 p --max 100"},
     {"purchase-orders-ppt", "Defectives in a thousand", "The same orders, scaled.",
-     "Purchase order", ccGraph1Ppt, ccGraph2None, ccGroupByNone, "--graph1 ppt"},
-    {"purchase-orders-ppm", "Defectives in a million", "The same orders, scaled.", "Purchase order",
-     ccGraph1Ppm, ccGraph2None, ccGroupByNone, "--graph1 ppm"},
+     "chart --part 'Purchase order' --graph1 ppt --max 100"},
+    {"purchase-orders-ppm", "Defectives in a million", "The same orders, scaled.",
+     "chart --part 'Purchase order' --graph1 ppm --max 100"},
     {"juice-cans-np", "Number of defectives",
-     "Leaking juice cans in 30 samples of 50 (Montgomery, Table 7.1).", "Juice can", ccGraph1Np,
-     ccGraph2None, ccGroupByNone, "--graph1 np"},
+     "Leaking juice cans in 30 samples of 50 (Montgomery, Table 7.1).",
+     "chart --part 'Juice can' --graph1 np --max 100"},
     {"circuit-boards-c", "Number of defects, limits stored from the first 26 samples",
      "Nonconformities of 46 samples of 100 circuit boards (Montgomery, Example 7.3).",
-     "Circuit board", ccGraph1C, ccGraph2None, ccGroupByNone, "--graph1 c"},
+     "chart --part 'Circuit board' --graph1 c --max 100"},
     {"circuit-boards-dpto", "Defects in a thousand opportunities",
-     "The same boards, with a made-up 250 opportunities for a defect on each.", "Circuit board",
-     ccGraph1Dpto, ccGraph2None, ccGroupByNone, "--graph1 dpto"},
+     "The same boards, with a made-up 250 opportunities for a defect on each.",
+     "chart --part 'Circuit board' --graph1 dpto --max 100"},
     {"circuit-boards-dpmo", "Defects in a million opportunities",
-     "The same boards, with a made-up 250 opportunities for a defect on each.", "Circuit board",
-     ccGraph1Dpmo, ccGraph2None, ccGroupByNone, "--graph1 dpmo"},
+     "The same boards, with a made-up 250 opportunities for a defect on each.",
+     "chart --part 'Circuit board' --graph1 dpmo --max 100"},
     {"radiators-u", "Defects a unit where sizes differ",
-     "Leaks in 18 lots of 32 to 58 radiators (Wheeler, Understanding Statistical Process Control).",
-     "Radiator", ccGraph1U, ccGraph2None, ccGroupByNone, "--graph1 u"},
+     "Leaks in 18 lots of 32 to 58 radiators (Wheeler, Understanding Statistical Process "
+     "Control).",
+     "chart --part Radiator --graph1 u --max 100"},
+    {"ring-capability", "Capability between two limits",
+     "Montgomery's piston ring samples from both made-up presses, against 74.00 +/- 0.05 mm.",
+     "capability --part Ring"},
+    {"bottle-capability", "Capability against one limit",
+     "Bursting strength of 100 glass containers, at least 200 (Montgomery, Table 8.1).",
+     "capability --part Bottle"},
+    {"shaft-capability", "Skewed values: a Johnson curve",
+     "Run-out of ground shafts, at most 35 micrometres. The values are simulated.",
+     "capability --part Shaft --fit johnson"},
+    {"panel-defects", "Pareto: which defects to work on first",
+     "Defects of simulated door panels by code; darker bars make up the first 80 percent.",
+     "pareto --part 'Door panel' --by defect"},
+    {"panel-defects-by-line", "Pareto with two levels",
+     "The same defects, each code divided by production line.",
+     "pareto --part 'Door panel' --by defect,process --bins 15"},
+    {"panel-stops", "Pareto of stops by cause", "Hours that the same lines stood, by cause.",
+     "pareto --part 'Door panel' --from events --by acc-code --measure hours --since 2024-03-18 "
+     "--until 2024-03-24"},
+    {"filling-states", "Process states with events",
+     "A simulated week of a bottling line: two fillers and a capper.",
+     "states --process Capper --process 'Filler 1' --process 'Filler 2' --since 2024-04-08 --until "
+     "2024-04-13"},
+    {"filling-compliance", "Sampling compliance by requirement, shift and day",
+     "Which of the samples that the same week asked for were taken.",
+     "compliance --process Capper --process 'Filler 1' --process 'Filler 2' --since 2024-04-08 "
+     "--until 2024-04-13"},
 };
 
-// By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
-engine::import::ImportKind KindOf(std::string_view file) {
-  std::string_view kind;
-  for (const auto word : engine::import::ImportKindWords()) {
-    if (file.ends_with("-" + std::string(word) + ".csv") && word.size() > kind.size()) kind = word;
+// The words of a command line whose only quotes are '.
+std::vector<std::string> WordsOf(std::string_view line) {
+  std::vector<std::string> words{""};
+  bool quoted = false;
+  for (const char c : line) {
+    if (c == '\'') {
+      quoted = !quoted;
+    } else if (c == ' ' && !quoted) {
+      words.emplace_back();
+    } else {
+      words.back() += c;
+    }
   }
-  return engine::import::ImportKindFromWord(kind).value_or(engine::import::ImportKind::Values);
+  return words;
+}
+
+// By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
+std::string_view KindOf(std::string_view file) {
+  std::string_view kind = "values";
+  std::size_t length = 0;
+  for (const auto word : ImportKindWords()) {
+    if (!file.ends_with("-" + std::string(word) + ".csv") || word.size() <= length) continue;
+    kind = word;
+    length = word.size();
+  }
+  return kind;
 }
 
 void MakeDirectory(const fs::path& path) {
@@ -99,45 +132,56 @@ void RemoveDatabase(const fs::path& path) {
   }
 }
 
-std::shared_ptr<EmbeddedDatabase> MakeDatabase(const fs::path& folder) {
-  const fs::path path = folder / "sample.db";
-  RemoveDatabase(path);
-  MakeDirectory(folder / "data");
-  auto database = OpenDatabase(path.string(), true);
-  for (const bool values : {true, false})
-    for (const auto& sample : Samples()) {
-      const fs::path file = folder / "data" / sample.file;
-      if ((KindOf(sample.file) == engine::import::ImportKind::Values) != values) continue;
-      WriteFile(file.string(), sample.text);
-      engine::import::ImportCsv(file.string(), *database, KindOf(sample.file));
-    }
-  return database;
+// What the command line prints.
+std::string Printed(const std::vector<std::string>& words, const Console& like) {
+  std::ostringstream out, err;
+  Console console{out, err, like.out_is_terminal, false, like.columns};
+  if (RunProgram(words, console) != 0) throw Refusal(err.str());
+  return out.str();
 }
 
-ChartDocument Draw(const std::shared_ptr<EmbeddedDatabase>& database, const Picture& picture) {
-  const auto part =
-      engine::store::FindItem(*database, engine::catalogue::ItemKind::Part, picture.part);
-  if (!part) throw Refusal(std::string("the sample data has no part ") + picture.part);
-  auto select = std::make_shared<DataSelect>();
-  select->MaximumItems(100);
-  select->DateRangeInterval(0);
-  const auto descriptor = select->Descriptors()->Add(dtPart);
-  descriptor->AddItemID(*part);
-  auto processing = std::make_shared<CCProcessing>();
-  processing->Graph1Type(picture.graph1);
-  processing->Graph2Type(picture.graph2);
-  processing->GroupBy(picture.group_by);
-  SelectTestsOf(*processing, *select);
-  return RunChart(database, select, processing);
+std::vector<std::string> With(std::vector<std::string> words,
+                              const std::vector<std::string>& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
+void MakeDatabase(const fs::path& folder, const std::string& path, const Console& console) {
+  RemoveDatabase(path);
+  MakeDirectory(folder / "data");
+  for (const bool values : {true, false})
+    for (const auto& sample : Samples()) {
+      const auto kind = KindOf(sample.file);
+      if ((kind == "values") != values) continue;
+      const std::string file = (folder / "data" / sample.file).string();
+      WriteFile(file, sample.text);
+      Printed({"import", file, "--db", path, "--kind", std::string(kind)}, console);
+    }
+}
+
+// The files of a picture, and how the index shows it.
+render::IndexEntry Draw(const Picture& picture, const std::vector<std::string>& command,
+                        const fs::path& folder, const Console& console) {
+  render::IndexEntry entry{picture.title, picture.text, {}, {}};
+  for (const auto& [link, ending] :
+       {std::pair{"page", ".html"}, {"picture", ".svg"}, {"figures", ".json"}}) {
+    const std::string file = picture.name + std::string(ending);
+    Printed(With(command, {"-o", (folder / file).string()}), console);
+    entry.links.emplace_back(link, file);
+  }
+  const std::string page = ReadFile((folder / entry.links[0].second).string());
+  const auto start = page.find("<svg"), end = page.find("</svg>\n");
+  entry.picture = page.substr(start, end + 7 - start);
+  return entry;
 }
 
 // How the running program can be called from this folder; its plain name where the system does not
-// tell.
+// know.
 std::string ProgramPath() {
   std::error_code failed;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", failed);
+  const auto program = fs::read_symlink("/proc/self/exe", failed);
   if (failed) return "orvspc";
-  const auto from_here = std::filesystem::proximate(program, failed);
+  const auto from_here = fs::proximate(program, failed);
   return failed ? program.string() : from_here.string();
 }
 
@@ -145,51 +189,27 @@ int Run(const Arguments& arguments, Console& console) {
   const fs::path folder =
       arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0];
   MakeDirectory(folder);
-  const auto database = MakeDatabase(folder);
-  const Names names = NamesOf(database);
   const std::string path = (folder / "sample.db").string();
+  MakeDatabase(folder, path, console);
 
-  std::vector<IndexEntry> entries;
-  std::string commands, drawn;
+  std::vector<render::IndexEntry> entries;
+  std::string commands;
   for (const auto& picture : kPictures) {
-    ChartDocument document = Draw(database, picture);
-    document.acceptance = ReadAcceptance(document);
-    ChartView view = MakeChartView(document, names);
-    const std::string stem = (folder / picture.name).string();
-    WriteFile(stem + ".svg", RenderChartSvg(view));
-    WriteFile(stem + ".html", RenderChartHtml(view));
-    WriteFile(stem + ".json", ChartJson(document, names));
-    const std::string name = picture.name;
-    entries.push_back(
-        {picture.title,
-         picture.text,
-         RenderChartSvg(view, true),
-         {{"page", name + ".html"}, {"picture", name + ".svg"}, {"figures", name + ".json"}}});
-    commands += "  " + ShellWord(ProgramPath()) + " chart --db " + ShellWord(path) + " --part \"" +
-                picture.part + "\" " + picture.options + " --max 100\n";
-    if (drawn.empty()) drawn = RenderChartText(view, {console.columns, console.out_is_terminal});
-  }
-  for (auto& capability : DrawCapabilityDemo(database, folder)) {
-    entries.push_back(std::move(capability.entry));
-    commands += "  " + ShellWord(ProgramPath()) + " capability --db " + ShellWord(path) + " " +
-                capability.options + "\n";
-  }
-  for (auto& pareto : DrawParetoDemo(database, folder)) {
-    entries.push_back(std::move(pareto.entry));
-    commands += "  " + ShellWord(ProgramPath()) + " pareto --db " + ShellWord(path) + " " +
-                pareto.options + "\n";
-  }
-  for (auto& summary : DrawSummaryDemo(database, folder)) {
-    entries.push_back(std::move(summary.entry));
-    commands += "  " + ShellWord(ProgramPath()) + " " + summary.command + " --db " +
-                ShellWord(path) + " " + summary.options + "\n";
+    auto command = WordsOf(picture.command);
+    command.insert(command.begin() + 1, {"--db", path});
+    if (entries.empty()) console.out << Printed(command, console);
+    entries.push_back(Draw(picture, command, folder, console));
+    // Not wrapped: each line is to be copied whole.
+    commands += "  " + ShellWord(ProgramPath());
+    for (const auto& word : command) commands += " " + ShellWord(word);
+    commands += "\n";
   }
   const std::string index = (folder / "index.html").string();
-  WriteFile(index,
-            RenderIndex("Charts of the sample data",
-                        "Drawn by orvspc from sample.db. Point at a marked point to see its rule.",
-                        entries));
-  console.out << drawn << "\nThe same database draws more:\n"
+  WriteFile(index, render::RenderIndex(
+                       "Charts of the sample data",
+                       "Drawn by orvspc from sample.db. Point at a marked point to see its rule.",
+                       entries));
+  console.out << "\nThe same database draws more:\n"
               << commands << "\n"
               << "All charts: " << fs::absolute(index).lexically_normal().string() << "\n";
   return 0;
@@ -198,15 +218,14 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command DemoCommand() {
-  Command command;
-  command.name = "demo";
-  command.synopsis = "[DIR]";
-  command.summary = "Makes DIR/sample.db from data that the program carries, and draws everything";
-  command.details = "DIR is orvspc-demo without it. A sample.db in it is replaced.\n";
-  command.example = "orvspc demo /tmp/spc";
-  command.most_positional = 1;
-  command.run = Run;
-  return command;
+  return {"demo",
+          "[DIR]",
+          "Makes DIR/sample.db from data that the program carries, and draws everything",
+          "DIR is orvspc-demo without it. A sample.db in it is replaced.",
+          "orvspc demo /tmp/spc",
+          {},
+          Run,
+          1};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -1,62 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/cli/EventsCommand.h"
+#include <utility>
 
-#include <ostream>
-
-#include "host/cli/Command.h"
-#include "host/cli/Selection.h"
+#include "host/cli/Analysis.h"
 #include "host/render/events/Events.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
+constexpr Number kMax = MaximumOption("the newest N events at most", "25");
+constexpr Option kOptions[] = {kMax};
+
 int Run(const Arguments& arguments, Console& console) {
-  const std::string format = OutputFormat(arguments, {"text", "json", "xml"});
-  const auto database = OpenQualityDatabase(arguments);
-  const auto select = MakeSelection(arguments, *database, 25);
-  const auto events = select->GetEventData(database);
-  CheckEngine(*database);
-  const auto notes = TakeNotes();
-  if (events->Count() == 0 && format != "text") console.err << kNoData << "\n";
-  if (format == "json") {
-    Deliver(arguments, console,
-            EventsJson({select.get(), ReadEvents(*events), notes}, NamesOf(database)));
-    return 0;
-  }
-  PrintNotes(console, notes);
-  Deliver(arguments, console,
-          format == "xml"
-              ? events->GetXML() + "\n"
-              : EventsText(ReadEvents(*events), NamesOf(database), {console.columns, false}));
-  return 0;
+  return RunAnalysis(arguments, console, kStored, kMax, [](Analysis& run) -> Outcome {
+    Report report;
+    const auto events = Reported(run.database, report,
+                                 [&](const auto& open) { return run.select->GetEventData(open); });
+    const bool empty = events->Count() == 0;
+    if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
+    const auto rows = render::ReadEvents(*events);
+    const auto names = NamesOf(run.database);
+    if (run.format == "json")
+      return {render::EventsJson({run.select.get(), rows, report.notes}, names), empty};
+    return {render::EventsText(rows, names, run.text), empty, std::move(report.notes)};
+  });
 }
 
 }  // namespace
 
-std::string ShowEvents(const std::string& text, const std::string& format, const Console& console) {
-  EventData events;
-  events.SetXML(text);
-  if (format == "xml") return events.GetXML() + "\n";
-  const auto rows = ReadEvents(events);
-  return format == "text" ? EventsText(rows, NoNames(), {console.columns, false})
-                          : EventsJson({nullptr, rows, {}}, NoNames());
-}
-
 Command EventsCommand() {
-  Command command;
-  command.name = "events";
-  command.synopsis = "--db FILE [OPTIONS]";
-  command.summary = "Process events: alarms, sampling violations, downtime";
-  command.details =
-      "Takes the newest 25 events unless --max says otherwise. Events have a time, a process, a\n"
-      "part, a test and an employee; other options of the selection do not narrow them.\n"
-      "Formats: text, json, xml.\n";
-  command.example = "orvspc events --db q.db --process \"Press A\" --since 2024-03-04 --max 200";
-  command.options = SelectionOptions("the newest N events at most (default 25)");
-  for (const auto& option : OutputOptions()) command.options.push_back(option);
-  command.run = Run;
-  return command;
+  return {"events",
+          "--db FILE [OPTIONS]",
+          "Process events: alarms, sampling violations, downtime",
+          "Takes the newest 25 events unless --max says otherwise. Events have a time, a process, "
+          "a part, a test and an employee; other options of the selection do not narrow them.\n"
+          "Formats: text, json, xml.",
+          "orvspc events --db q.db --process \"Press A\" --since 2024-03-04 --max 200",
+          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Run};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -3,8 +3,15 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <limits>
 
-namespace orvspc::host {
+#include "frame/Failure.h"
+#include "frame/NumberText.h"
+#include "host/render/core/Numbers.h"
+#include "host/render/core/Text.h"
+
+namespace orvspc::cli {
 
 namespace {
 
@@ -38,6 +45,13 @@ std::string Nearest(const std::string& name, std::span<const Option> options) {
   return best;
 }
 
+std::string Dashed(const Option& option) { return std::string("--") + option.name; }
+
+std::string FallbackOf(const Option& option) {
+  if (*option.fallback != '\0' || option.words.empty() || option.repeats) return option.fallback;
+  return std::string(option.words.front().word);
+}
+
 const Option* Find(const std::string& name, std::span<const Option> options) {
   for (const auto& option : options)
     if (name == option.name) return &option;
@@ -46,47 +60,56 @@ const Option* Find(const std::string& name, std::span<const Option> options) {
 
 }  // namespace
 
-std::optional<std::string> Arguments::Value(const std::string& name) const {
-  const auto found = values_.find(name);
-  if (found == values_.end() || found->second.empty()) return std::nullopt;
-  return found->second.front();
+std::optional<std::string> Arguments::Value(const Option& option) const {
+  const auto& values = Values(option);
+  return values.empty() ? std::nullopt : std::optional(values.front());
 }
 
-std::string Arguments::Value(const std::string& name, const std::string& fallback) const {
-  return Value(name).value_or(fallback);
-}
-
-const std::vector<std::string>& Arguments::Values(const std::string& name) const {
+const std::vector<std::string>& Arguments::Values(const Option& option) const {
   static const std::vector<std::string> none;
-  const auto found = values_.find(name);
+  const auto found = values_.find(option.name);
   return found == values_.end() ? none : found->second;
 }
 
-std::optional<std::int32_t> Arguments::Number(const std::string& name, std::int32_t least,
-                                              std::int32_t most) const {
-  const auto text = Value(name);
-  if (!text) return std::nullopt;
+std::string Arguments::Required(const Option& option) const {
+  const auto text = Value(option);
+  if (!text) throw Misuse(Dashed(option) + " is missing");
+  return *text;
+}
+
+std::int32_t Arguments::Chosen(const Option& option) const {
+  const std::string fallback = FallbackOf(option);
+  return ValueOf(Dashed(option), option.words, Value(option).value_or(fallback));
+}
+
+std::optional<std::int32_t> Arguments::Get(const Number& option) const {
+  const auto given = Value(option);
+  const std::string text = given.value_or(option.fallback);
   std::int32_t number = 0;
-  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), number);
-  if (error != std::errc() || end != text->data() + text->size() || number < least || number > most)
-    throw Misuse("--" + name + " takes a whole number from " + std::to_string(least) + " to " +
-                 std::to_string(most) + ", not \"" + *text + "\"");
-  return number;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error == std::errc() && end == text.data() + text.size() && number >= option.min &&
+      number <= option.max)
+    return number;
+  if (!given) return std::nullopt;
+  throw Misuse(Dashed(option) + " takes a whole number from " + std::to_string(option.min) +
+               " to " + std::to_string(option.max) + ", not \"" + text + "\"");
 }
 
-std::string Arguments::Choice(const std::string& name, const std::vector<std::string>& words,
-                              const std::string& fallback) const {
-  const auto text = Value(name);
-  if (!text) return fallback;
-  if (std::find(words.begin(), words.end(), *text) == words.end())
-    throw Misuse("--" + name + " takes " + Joined(words) + ", not \"" + *text + "\"");
-  return *text;
-}
-
-std::string Arguments::Required(const std::string& name) const {
-  const auto text = Value(name);
-  if (!text) throw Misuse("--" + name + " is missing");
-  return *text;
+std::optional<double> Arguments::Get(const Real& option) const {
+  const auto text = Value(option);
+  if (!text) return std::nullopt;
+  double value = std::numeric_limits<double>::quiet_NaN();
+  try {
+    value = ToDouble(*text);
+  } catch (const Failure&) {
+  }
+  if (option.max > 0.0 && !(value >= 0.0 && value <= option.max))
+    throw Misuse(Dashed(option) + " takes a percentage from 0 to " +
+                 render::Significant(option.max, 3) + ", not \"" + *text + "\"");
+  // So far out a limit says that there is none.
+  if (!(std::abs(value) < 1e300))
+    throw Misuse(Dashed(option) + " takes a number, not \"" + *text + "\"");
+  return value;
 }
 
 Arguments ParseArguments(std::span<const std::string> words, std::span<const Option> options) {
@@ -134,22 +157,28 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
   return arguments;
 }
 
-std::string DescribeOptions(std::span<const Option> options) {
+std::string DescribeOptions(std::span<const Option> options, std::size_t columns) {
   constexpr std::size_t kColumn = 28;
-  std::string text;
+  render::TextWriter text({columns});
   for (const auto& option : options) {
     std::string left = std::string("  --") + option.name;
     if (option.value) left += std::string(" ") + option.value;
     if (left.size() + 2 > kColumn) {
-      text += left + "\n" + std::string(kColumn, ' ');
-    } else {
-      text += left + std::string(kColumn - left.size(), ' ');
+      text.Line(left);
+      left.clear();
     }
-    text += option.help;
-    if (option.repeats) text += " (may be repeated)";
-    text += "\n";
+    const std::string fallback = FallbackOf(option);
+    std::string help = option.help;
+    if (!option.words.empty()) {
+      help += help.empty() ? "" : ": ";
+      for (const auto& word : render::ListOf(option.words)) help += word + " ";
+      help.pop_back();
+    }
+    if (!fallback.empty()) help += " (default " + fallback + ")";
+    if (option.repeats) help += " (may be repeated)";
+    text.Line(left + std::string(kColumn - left.size(), ' ') + help, kColumn);
   }
-  return text;
+  return text.Take();
 }
 
 std::string ShellWord(const std::string& text) {
@@ -170,4 +199,16 @@ std::string Joined(const std::vector<std::string>& words) {
   return text;
 }
 
-}  // namespace orvspc::host
+std::int32_t ValueOf(const std::string& what, render::WordTable words, const std::string& text) {
+  if (const auto value = render::ValueOf(words, text)) return *value;
+  constexpr std::size_t kFew = 8;
+  const auto list = render::ListOf(words);
+  std::string known = Joined(list);
+  if (list.size() > kFew) {
+    known = "one of";
+    for (const auto& word : list) known += " " + word;
+  }
+  throw Misuse(what + " takes " + known + ", not \"" + text + "\"");
+}
+
+}  // namespace orvspc::cli

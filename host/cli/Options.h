@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
-// What stands on the command line of one subcommand.
-namespace orvspc::host {
+#include "host/render/core/Words.h"
+
+// The command line of one subcommand.
+namespace orvspc::cli {
 
 // The command line is wrong: one line, exit status 2.
 class Misuse : public std::runtime_error {
@@ -25,42 +27,64 @@ class Refusal : public std::runtime_error {
 };
 
 struct Option {
-  const char* name;   // without the two dashes
-  const char* value;  // what --help calls the value; null for an option without one
-  const char* help;
+  const char* name;             // without the two dashes
+  const char* value = nullptr;  // what --help calls the value; null for an option without one
+  const char* help = "";
+  const char* fallback = "";  // for --help; of a Choice or a Number also what holds without it
   bool repeats = false;
+  render::WordTable words = {};  // that it takes; empty: any text
+};
+
+// An option whose words are values of an enumeration. Without a fallback the first one is it.
+template <class Type>
+struct Choice : Option {};
+
+// A whole number in [min, max].
+struct Number : Option {
+  std::int32_t min = 0, max = INT32_MAX;
+};
+
+// A number; with a maximum a percentage from 0 to it.
+struct Real : Option {
+  double max = 0.0;
 };
 
 class Arguments {
  public:
-  bool Has(const std::string& name) const { return values_.contains(name); }
-  std::optional<std::string> Value(const std::string& name) const;
-  std::string Value(const std::string& name, const std::string& fallback) const;
-  const std::vector<std::string>& Values(const std::string& name) const;
-  // A whole number in [least, most]; Misuse for anything else.
-  std::optional<std::int32_t> Number(const std::string& name, std::int32_t least,
-                                     std::int32_t most = INT32_MAX) const;
-  // The value if it is one of the words; Misuse lists them.
-  std::string Choice(const std::string& name, const std::vector<std::string>& words,
-                     const std::string& fallback) const;
-  // Fails with Misuse when it was not given.
-  std::string Required(const std::string& name) const;
+  bool Has(const Option& option) const { return values_.contains(option.name); }
+  std::optional<std::string> Value(const Option& option) const;
+  const std::vector<std::string>& Values(const Option& option) const;
+  // Misuse when it was not given.
+  std::string Required(const Option& option) const;
+
+  // The value, or that of the fallback. Misuse, which says what the option takes, for another word.
+  template <class Type>
+  Type Get(const Choice<Type>& option) const {
+    return static_cast<Type>(Chosen(option));
+  }
+  // Empty when it was not given and its fallback is no number.
+  std::optional<std::int32_t> Get(const Number& option) const;
+  std::optional<double> Get(const Real& option) const;
 
   const std::vector<std::string>& Positional() const { return positional_; }
 
  private:
   friend Arguments ParseArguments(std::span<const std::string>, std::span<const Option>);
-  std::map<std::string, std::vector<std::string>> values_;
+  std::int32_t Chosen(const Option& option) const;
+
+  std::map<std::string, std::vector<std::string>, std::less<>> values_;
   std::vector<std::string> positional_;
 };
 
-// "--name value" and "--name=value" alike, "-o FILE" for --output, "--" ends the options; a word
-// of "-" and a digit is none. Misuse
-// for an unknown option, a missing or superfluous value, or a second value where one belongs.
+// "--name value" and "--name=value"  alike
+// "-o FILE"                          is --output
+// "--"                               ends the options
+// "-5", "-03:30"                     values, since no option begins with a digit
+// Misuse                             unknown option, missing or superfluous value, second value
 Arguments ParseArguments(std::span<const std::string> words, std::span<const Option> options);
 
 // Two columns, for --help.
-std::string DescribeOptions(std::span<const Option> options);
+std::string DescribeOptions(std::span<const Option> options, std::size_t columns);
 
 // A word as a shell takes it: as it is, or in quotes.
 std::string ShellWord(const std::string& text);
@@ -68,4 +92,7 @@ std::string ShellWord(const std::string& text);
 // "a, b or c"
 std::string Joined(const std::vector<std::string>& words);
 
-}  // namespace orvspc::host
+// The value of one of the words; Misuse says that the option or setting takes only them.
+std::int32_t ValueOf(const std::string& what, render::WordTable words, const std::string& text);
+
+}  // namespace orvspc::cli

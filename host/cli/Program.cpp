@@ -6,82 +6,95 @@
 #include <sstream>
 
 #include "frame/Failure.h"
-#include "host/cli/Command.h"
+#include "host/cli/Output.h"
 #include "host/cli/build_info.h"
+#include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
-std::vector<Command> Commands() {
-  return {ImportCommand(),     ListCommand(), ChartCommand(),  CapabilityCommand(),
-          ParetoCommand(),     DataCommand(), EventsCommand(), StatesCommand(),
-          ComplianceCommand(), ShowCommand(), SetCommand(),    DemoCommand()};
+constexpr Command (*kCommands[])() = {
+    ImportCommand, ListCommand,   ChartCommand,      CapabilityCommand, ParetoCommand, DataCommand,
+    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,       SetCommand,    DemoCommand};
+
+constexpr Option kHelp{"help", nullptr, "this text"};
+
+std::string Overview(const Console& console) {
+  render::TextWriter text({console.columns});
+  text.Line("orvspc: statistical process control on a file");
+  text.Blank();
+  text.Line("usage: orvspc COMMAND [OPTIONS]");
+  text.Blank();
+  for (const auto& make : kCommands) {
+    const Command command = make();
+    text.Line("  " + render::Padded(command.name, 12) + command.summary, 14);
+  }
+  text.Blank();
+  text.Line("\"orvspc COMMAND --help\" shows more, \"orvspc --version\" what this build is.", 0);
+  text.Line("Exit status: 0 done, 1 failed, 2 misused.");
+  text.Line("For a first look: orvspc demo");
+  return text.Take();
 }
 
-std::string Overview() {
-  std::string text =
-      "orvspc: statistical process control on a file\n\n"
-      "usage: orvspc COMMAND [OPTIONS]\n\n";
-  for (const auto& command : Commands())
-    text +=
-        "  " + command.name + std::string(12 - command.name.size(), ' ') + command.summary + "\n";
-  return text +
-         "\n\"orvspc COMMAND --help\" tells more, \"orvspc --version\" what this build is.\n"
-         "Exit status: 0 done, 1 failed, 2 misused.\n"
-         "For a first look: orvspc demo\n";
+std::string VersionText(const Console& console) {
+  render::TextWriter text({console.columns});
+  text.Line(std::string("orvspc ") + build::kVersion);
+  for (const auto& [name, value] : {std::pair{"commit", build::kCommit},
+                                    {"schema", build::kSchema},
+                                    {"compiler", build::kCompiler},
+                                    {"built in", build::kBuiltIn}})
+    text.Line(render::Padded(name, 10) + value, 10);
+  return text.Take();
 }
 
-std::string VersionText() {
-  std::ostringstream text;
-  text << "orvspc " << build::kVersion << "\n"
-       << "commit    " << build::kCommit << "\n"
-       << "schema    " << build::kSchema << "\n"
-       << "compiler  " << build::kCompiler << "\n"
-       << "built in  " << build::kBuiltIn << "\n";
-  return text.str();
-}
-
-std::string Help(const Command& command) {
-  return "usage: orvspc " + command.name + " " + command.synopsis + "\n\n" + command.summary +
-         "\n" + (command.details.empty() ? "" : "\n" + command.details) + "\n" +
-         DescribeOptions(command.options) + "\nexample:\n  " + command.example + "\n";
+std::string Help(const Command& command, std::size_t columns) {
+  render::TextWriter text({columns});
+  text.Line(std::string("usage: orvspc ") + command.name + " " + command.synopsis);
+  text.Blank();
+  text.Line(command.summary, 0);
+  if (!command.details.empty()) text.Blank();
+  std::istringstream details(command.details);
+  for (std::string line; std::getline(details, line);) text.Line(line, line.find_first_not_of(' '));
+  return text.Take() + "\n" + DescribeOptions(command.options, columns) + "\nexample:\n  " +
+         command.example + "\n";
 }
 
 int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {
-  command.options.push_back({"help", nullptr, "this text"});
-  const Arguments arguments =
-      ParseArguments(std::span(words).subspan(1), std::span<const Option>(command.options));
-  if (arguments.Has("help")) {
-    console.out << Help(command);
+  command.options.push_back(kHelp);
+  const Arguments arguments = ParseArguments(std::span(words).subspan(1), command.options);
+  if (arguments.Has(kHelp)) {
+    console.out << Help(command, console.columns);
     return 0;
   }
-  if (arguments.Positional().size() > command.most_positional)
-    throw Misuse("\"" + arguments.Positional()[command.most_positional] +
-                 "\" is one word too many");
+  const auto& positional = arguments.Positional();
+  if (positional.size() > command.max_positional)
+    throw Misuse("\"" + positional[command.max_positional] + "\" is one word too many");
   CheckOutput(arguments);
   return command.run(arguments, console);
 }
 
 int Dispatch(const std::vector<std::string>& words, Console& console) {
   if (words.empty()) {
-    console.err << Overview();
+    console.err << Overview(console);
     return 2;
   }
   if (words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
-    console.out << Overview();
+    console.out << Overview(console);
     return 0;
   }
   if (words[0] == "--version") {
-    console.out << VersionText();
+    console.out << VersionText(console);
     return 0;
   }
-  for (auto& command : Commands())
-    if (command.name == words[0]) return RunCommand(std::move(command), words, console);
   std::vector<std::string> names;
-  for (const auto& command : Commands()) names.push_back(command.name);
+  for (const auto& make : kCommands) {
+    Command command = make();
+    if (command.name == words[0]) return RunCommand(std::move(command), words, console);
+    names.emplace_back(command.name);
+  }
   throw Misuse("there is no command \"" + words[0] + "\", only " + Joined(names));
 }
 
@@ -93,7 +106,7 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
                               : "orvspc " + words[0];
   const auto complain = [&](const std::string& text) {
     // Everything that goes wrong is one line, whatever its text holds.
-    console.err << PlainText(who + ": " + text) << "\n";
+    console.err << render::PlainText(who + ": " + text) << "\n";
   };
   try {
     const int status = Dispatch(words, console);
@@ -114,4 +127,4 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
   return 1;
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

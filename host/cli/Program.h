@@ -6,7 +6,7 @@
 #include <vector>
 
 // The program as a function, so that tests can run it in their own process.
-namespace orvspc::host {
+namespace orvspc::cli {
 
 struct Console {
   std::ostream& out;
@@ -20,4 +20,4 @@ struct Console {
 // Nothing is thrown; a failure is one line on err.
 int RunProgram(const std::vector<std::string>& words, Console& console);
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -3,9 +3,9 @@
 
 #include "platform/embedded_file.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 // The sample data that the program carries inside itself: the CSV files of host/samples, by name.
 std::span<const platform::EmbeddedFile> Samples();
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

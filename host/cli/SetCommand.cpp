@@ -1,45 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 
-#include "engine/store/Catalogue.h"
-#include "engine/time/calendar.h"
+#include "engine/QualityDatabase.h"
 #include "host/cli/Command.h"
-#include "host/cli/Settings.h"
-#include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
-namespace orvspc::host {
+namespace orvspc::cli {
 
 namespace {
 
-struct Setting {
-  const char* name;
-  const char* fallback;
-  const char* meaning;
-  std::vector<std::string> words;  // empty: the store says what it takes
-};
-
-const std::vector<Setting>& Settings() {
-  static const std::vector<Setting> settings = {
-      {"sigma_estimator",
-       "mvlue",
-       "how sigma is estimated from ranges or deviations",
-       {"mvlue", "unweighted", "pooled", "pooled-as-sbar"}},
-      {"shift_starts",
-       engine::time::kUsualShifts.data(),
-       "when shifts start, for samples that are due once a shift",
-       {}},
-      {"time_zone",
-       "UTC",
-       "UTC or a fixed offset such as +02:00, for periods of days and longer",
-       {}},
-  };
-  return settings;
+std::vector<std::string> WordsOf(const SettingKind& setting) {
+  return {setting.words.begin(), setting.words.end()};
 }
 
-const Setting& SettingOf(const std::string& name) {
+const SettingKind& SettingOf(const std::string& name) {
   std::vector<std::string> names;
-  for (const auto& setting : Settings()) {
+  for (const auto& setting : SettingKinds()) {
     if (name == setting.name) return setting;
     names.emplace_back(setting.name);
   }
@@ -49,44 +25,29 @@ const Setting& SettingOf(const std::string& name) {
 int Run(const Arguments& arguments, Console&) {
   const auto& words = arguments.Positional();
   if (words.size() < 2) throw Misuse("which setting and value?");
-  const Setting& setting = SettingOf(words[0]);
-  const auto& known = setting.words;
+  const auto known = WordsOf(SettingOf(words[0]));
   if (!known.empty() && std::find(known.begin(), known.end(), words[1]) == known.end())
     throw Misuse(words[0] + " takes " + Joined(known) + ", not \"" + words[1] + "\"");
-  engine::store::StoreSetting(*OpenQualityDatabase(arguments), words[0], words[1]);
+  QualityDatabase::Open(arguments.Required(kDatabase)).Set(words[0], words[1]);
   return 0;
 }
 
 }  // namespace
 
-Table SettingsTable(EmbeddedDatabase& database) {
-  const auto stored = engine::store::ListSettings(database);
-  Table table{"", {"setting", "value", "what it is"}, {}};
-  for (const auto& setting : Settings()) {
-    const auto found = stored.find(setting.name);
-    table.rows.push_back({setting.name,
-                          PlainText(found == stored.end() ? setting.fallback : found->second),
-                          setting.meaning});
-  }
-  return table;
-}
-
 Command SetCommand() {
-  Command command;
-  command.name = "set";
-  command.synopsis = "--db FILE NAME VALUE";
-  command.summary = "Changes a setting of a database";
-  command.details = "NAME and VALUE are one of\n";
-  for (const auto& setting : Settings())
-    command.details += std::string("  ") + Padded(setting.name, 17) +
-                       (setting.words.empty() ? setting.meaning : Joined(setting.words)) +
-                       " (default " + setting.fallback + ")\n";
-  command.details += "\"orvspc list settings\" shows what holds.\n";
-  command.example = "orvspc set --db q.db sigma_estimator unweighted";
-  command.options = {{"db", "FILE", "the quality database"}};
-  command.most_positional = 2;
-  command.run = Run;
-  return command;
+  std::string details = "NAME and VALUE are one of";
+  for (const auto& setting : SettingKinds())
+    details += "\n  " + render::Padded(setting.name, 17) +
+               (setting.words.empty() ? std::string(setting.meaning) : Joined(WordsOf(setting))) +
+               " (default " + std::string(setting.fallback) + ")";
+  return {"set",
+          "--db FILE NAME VALUE",
+          "Changes a setting of a database",
+          details + "\n\"orvspc list settings\" shows what holds.",
+          "orvspc set --db q.db sigma_estimator unweighted",
+          {kDatabase},
+          Run,
+          2};
 }
 
-}  // namespace orvspc::host
+}  // namespace orvspc::cli

@@ -26,11 +26,11 @@ std::size_t TerminalColumns() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  orvspc::host::Console console{std::cout, std::cerr, isatty(STDOUT_FILENO) != 0,
-                                isatty(STDERR_FILENO) != 0, TerminalColumns()};
+  orvspc::cli::Console console{std::cout, std::cerr, isatty(STDOUT_FILENO) != 0,
+                               isatty(STDERR_FILENO) != 0, TerminalColumns()};
   try {
     orvspc::InstallEmbedded();
-    return orvspc::host::RunProgram(std::vector<std::string>(argv + 1, argv + argc), console);
+    return orvspc::cli::RunProgram(std::vector<std::string>(argv + 1, argv + argc), console);
   } catch (const std::exception& failure) {
     std::cerr << "orvspc: " << failure.what() << "\n";
     return 1;

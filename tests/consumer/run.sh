@@ -18,8 +18,8 @@ cmake -S "$source" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
       -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug
 cmake --build "$work/build"
 
-"$prefix/bin/orvspc" import "$source/subgroups.csv" --db "$work/shaft.db"
-"$work/build/draws_chart" "$work/shaft.db"
+mkdir "$work/made"
+"$work/build/draws_chart" "$work/made" "$source/subgroups.csv"
 "$work/build/without_engine"
 
 refused() {  # program, what the compiler says

@@ -29,9 +29,9 @@ TEST_F(StoredRules, ANewDatabaseHasTheStandardRulesAndSets) {
     EXPECT_EQ(rules[i].side, NameOf(standard[i].side));
     EXPECT_EQ(rules[i].text, standard[i].text);
   }
-  const auto names = RuleSetNames(Db());
+  const auto sets = Data().RuleSets();
   for (const auto name : engine::RuleSetNames()) {
-    EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << name;
+    EXPECT_EQ(std::ranges::count(sets, name, &orvspc::RuleSet::name), 1) << name;
   }
   Opened()->ReadOrThrow([&](Connection&) {
     for (const auto& [name, numbers] : Opened()->Cache().rule_sets) {

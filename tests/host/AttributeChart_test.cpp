@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "engine/Embedded.h"
-#include "host/cli/ChartCommand.h"
+#include "host/cli/Analysis.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -94,20 +94,20 @@ TEST_F(AttributeChart, ChartsOfVariablesHaveNoAcceptanceLimits) {
             ParsedJson::Kind::Null);
 }
 
-TEST_F(AttributeChart, AcceptanceLimitsAreReadWhereTheyAreAskedForAlone) {
+TEST_F(AttributeChart, AcceptanceLimitsComeWithTheDocumentUnlessItIsEmpty) {
   InstallEmbedded();
-  const auto database = OpenDatabase(folder_.File("q.db"));
+  const auto database = QualityDatabase::Open(folder_.File("q.db"));
   const auto select = std::make_shared<DataSelect>();
+  select->IncludeVariableTests(false);
+  select->IncludeDefectiveTests(true);
   const auto processing = std::make_shared<CCProcessing>();
   processing->Graph1Type(ccGraph1P);
-  SelectTestsOf(*processing, *select);
-  const auto document = RunChart(database, select, processing);
+  const auto document = cli::RunChart(database, select, processing);
   ASSERT_FALSE(document.chart.subgroups.rows.empty());
-  EXPECT_FALSE(document.acceptance.has_value());
-  const auto limits = ReadAcceptance(document);
-  ASSERT_TRUE(limits.has_value());
-  EXPECT_EQ(limits->numbers.size(), document.chart.subgroups.rows.size());
-  EXPECT_FALSE(ReadAcceptance(ChartDocument()).has_value()) << "without data";
+  ASSERT_TRUE(document.acceptance.has_value());
+  EXPECT_EQ(document.acceptance->numbers.size(), document.chart.subgroups.rows.size());
+  select->Descriptors()->Add(dtPart)->AddItemID(99);
+  EXPECT_FALSE(cli::RunChart(database, select, processing).acceptance.has_value());
 }
 
 TEST_F(AttributeChart, JsonOfTheCommandHasAcceptanceLimits) {

@@ -15,6 +15,8 @@
 
 // The program in this process, on a console of our own making.
 namespace orvspc::host {
+
+using namespace cli;
 namespace {
 
 namespace fs = std::filesystem;

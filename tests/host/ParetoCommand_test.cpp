@@ -53,9 +53,10 @@ TEST_F(ParetoProgram, JsonHasTheContractsKeysAndTheFiguresOfTheData) {
                                       "BinTimePeriod", "BinTimeInterval", "ProcessingType",
                                       "AccumulationType", "ShowEmptyBins"}));
   ASSERT_EQ(document.At("Bins").elements.size(), 3u);
-  EXPECT_EQ(document.At("Bins[0]").Keys(),
-            (std::vector<std::string>{"ID", "Name", "BinCount", "Factor", "Value", "Percentage",
-                                      "Total", "Yield", "PPK", "Flag", "SubgroupID"}));
+  EXPECT_EQ(
+      document.At("Bins[0]").Keys(),
+      (std::vector<std::string>{"ID", "Name", "BinCount", "Factor", "Value", "Percentage", "Total",
+                                "Yield", "PPK", "Flag", "SubgroupID", "CumulativePercent"}));
   EXPECT_EQ(document.At("Bins[0].ID").elements.size(), 3u);
   EXPECT_EQ(document.At("Bins[0].Percentage").elements.size(), 6u);
   EXPECT_EQ(document.At("Bins[0].Value").number, 60);
@@ -172,12 +173,10 @@ TEST_F(ParetoProgram, TimeTakesEveryPeriod) {
 
 TEST_F(ParetoProgram, EveryBinTypeHasItsWord) {
   for (std::int32_t type = 0; type <= paBinTypeEventType; ++type) {
-    paBinTypes read = paBinTypeNone;
-    EXPECT_TRUE(BinTypeOf(BinTypeWord(type), read)) << type;
-    EXPECT_EQ(read, type) << BinTypeWord(type);
+    EXPECT_EQ(ValueOf(kBinTypeWords, BinTypeWord(type)), type) << BinTypeWord(type);
   }
-  paBinTypes read = paBinTypeNone;
-  EXPECT_FALSE(BinTypeOf("defects", read));
+  EXPECT_EQ(ValueOf(kBinTypeWords, "acc"), paBinTypeACC) << "a shorter form";
+  EXPECT_EQ(ValueOf(kBinTypeWords, "defects"), std::nullopt);
   EXPECT_EQ(BinTypeWord(36), "");
   EXPECT_EQ(BinTypeWord(-1), "");
 }

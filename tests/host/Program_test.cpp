@@ -12,6 +12,8 @@
 #include "tests/host/ProgramTest.h"
 
 namespace orvspc::host {
+
+using namespace cli;
 namespace {
 
 class Program : public ProgramTest {

@@ -20,11 +20,7 @@
 #include "engine/Embedded.h"
 #include "engine/import/Import.h"
 #include "engine/store/SqlStore.h"
-#include "host/cli/CapabilityCommand.h"
-#include "host/cli/ChartCommand.h"
-#include "host/cli/ComplianceCommand.h"
-#include "host/cli/ParetoCommand.h"
-#include "host/cli/StatesCommand.h"
+#include "host/cli/Analysis.h"
 #include "host/render/capability/CapabilityJson.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "platform/Platform.h"
@@ -132,8 +128,8 @@ class ThreadRounds : public testing::Test {
     return select;
   }
 
-  static std::string Pareto(const std::shared_ptr<EmbeddedDatabase>& database,
-                            paResourceTypes resource, paBinTypes major, paBinTypes minor) {
+  static std::string Pareto(const QualityDatabase& database, paResourceTypes resource,
+                            paBinTypes major, paBinTypes minor) {
     const auto select = TwoDays();
     select->IncludeDefectTests(true);
     const auto processing = std::make_shared<PAProcessing>();
@@ -141,7 +137,7 @@ class ThreadRounds : public testing::Test {
     processing->BinTypeMajor(major);
     processing->BinTypeMinor(minor);
     if (resource != paSubgroups) processing->ProcessingType(paProcessByMinutes);
-    return ParetoJson(RunPareto(database, select, processing));
+    return ParetoJson(cli::RunPareto(database, select, processing));
   }
 
   // The engine with a use count of its own: one that all threads count on would order them, and the
@@ -151,21 +147,22 @@ class ThreadRounds : public testing::Test {
   }
 
   // Every analysis, with its document as the command line gives it.
-  static Documents AnalyseAll(const std::shared_ptr<EmbeddedDatabase>& database) {
+  static Documents AnalyseAll(const std::shared_ptr<EmbeddedDatabase>& open) {
+    const QualityDatabase database(open);
     const platform::Scope scope(PlatformOfThisThread());
-    const Names names = NamesOf(database);
+    const Names names = cli::NamesOf(database);
     Documents documents;
 
     const auto chart = std::make_shared<CCProcessing>();
     chart->Graph1Type(ccGraph1XBar);
     chart->Graph2Type(ccGraph2Range);
     chart->GroupBy(ccGroupByProcess);
-    documents.emplace_back("chart", ChartJson(RunChart(database, TwoDays(), chart), names));
+    documents.emplace_back("chart", ChartJson(cli::RunChart(database, TwoDays(), chart), names));
 
     const auto capability = std::make_shared<CAProcessing>();
     capability->FitType(caFitJohnson);
     documents.emplace_back("capability",
-                           CapabilityJson(RunCapability(database, TwoDays(), capability)));
+                           CapabilityJson(cli::RunCapability(database, TwoDays(), capability)));
 
     documents.emplace_back("pareto of subgroups",
                            Pareto(database, paSubgroups, paBinTypeDefect, paBinTypeProcess));
@@ -174,8 +171,8 @@ class ThreadRounds : public testing::Test {
     documents.emplace_back("pareto of states",
                            Pareto(database, paProcessState, paBinTypeStateCode, paBinTypeProcess));
 
-    documents.emplace_back("states", StatesJson(RunStates(database, *TwoDays()), names));
-    documents.emplace_back("compliance", ComplianceJson(RunCompliance(database, TwoDays())));
+    documents.emplace_back("states", StatesJson(cli::RunStates(database, *TwoDays()), names));
+    documents.emplace_back("compliance", ComplianceJson(cli::RunCompliance(database, TwoDays())));
     return documents;
   }
 
@@ -189,10 +186,10 @@ class ThreadRounds : public testing::Test {
   // causes, and samples asked for every two hours and in each shift.
   static void FillDatabase() {
     const auto database = OpenDatabase(folder_->File("q.db"), true);
-    const auto import = [&](const std::string& text, engine::import::ImportKind kind) {
+    const auto import = [&](const std::string& text, ImportKind kind) {
       const std::string path = folder_->File("in.csv");
       std::ofstream(path) << text;
-      engine::import::ImportCsv(path, *database, kind);
+      QualityDatabase(database).Import(path, kind);
     };
     std::mt19937 random(20240318);
     const auto minutes = [&](unsigned most) { return static_cast<std::int32_t>(random() % most); };
@@ -222,14 +219,14 @@ class ThreadRounds : public testing::Test {
                   (random() % 2 == 0 ? "Chips," : "Tool,") + from + "\n";
       }
     }
-    import(values, engine::import::ImportKind::Values);
-    import(counts, engine::import::ImportKind::Values);
-    import(states, engine::import::ImportKind::States);
-    import(events, engine::import::ImportKind::Events);
-    import("part,test,usl,lsl\nPin,Width,13,9.5\n", engine::import::ImportKind::Limits);
+    import(values, ImportKind::Values);
+    import(counts, ImportKind::Values);
+    import(states, ImportKind::States);
+    import(events, ImportKind::Events);
+    import("part,test,usl,lsl\nPin,Width,13,9.5\n", ImportKind::Limits);
     import(
         "process,test,kind,n,minutes,grace\nMill,Width,interval,2,120,15\nLathe,Width,shift,6,,\n",
-        engine::import::ImportKind::Requirements);
+        ImportKind::Requirements);
   }
 
   static inline std::unique_ptr<TemporaryFolder> folder_;

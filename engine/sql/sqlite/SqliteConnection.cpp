@@ -123,11 +123,17 @@ class SqliteStatement final : public Statement {
   sqlite3_stmt* statement_ = nullptr;
 };
 
+// SQLite takes some names for something else than a file, unless they begin with a folder.
+std::string FileName(const std::string& path) {
+  return path.starts_with("file:") || path == ":memory:" ? "./" + path : path;
+}
+
 class SqliteConnection final : public Connection {
  public:
   SqliteConnection(const std::string& path, int flags) {
     sqlite3* raw = nullptr;
-    const int code = sqlite3_open_v2(path.c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int code =
+        sqlite3_open_v2(FileName(path).c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     db_.reset(raw);
     Check(raw, code);
   }

@@ -16,8 +16,9 @@ struct Table {
   std::string title;
   std::vector<std::string> headings;
   std::vector<std::vector<std::string>> rows = {};
-  bool beside = false;               // stands beside the picture, not on the page below it
-  std::vector<std::string> details = {};  // a line below each row, "" for none; empty: no row has one
+  bool beside = false;  // stands beside the picture, not on the page below it
+  std::vector<std::string> details =
+      {};  // a line below each row, "" for none; empty: no row has one
 };
 
 // What the view of every family begins with.

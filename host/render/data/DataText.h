@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/render/chart/ChartReading.h"
+#include "host/render/chart/ChartJson.h"
 #include "host/render/core/Text.h"
 
 namespace orvspc::render {

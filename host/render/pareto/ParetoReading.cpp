@@ -2,6 +2,7 @@
 #include "host/render/pareto/ParetoReading.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <string_view>
@@ -14,51 +15,6 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kBetween = " / ";
-
-// By number.
-struct BinTypeWords {
-  const char* word;
-  const char* shorter = nullptr;
-};
-constexpr BinTypeWords kBinTypes[] = {
-    {"none"},
-    {"subgroup"},
-    {"time"},
-    {"part"},
-    {"process"},
-    {"test"},
-    {"job"},
-    {"lot"},
-    {"shift"},
-    {"employee"},
-    {"descriptor"},
-    {"piece", "tsno"},
-    {"serial-number", "serial"},
-    {"defect"},
-    {"cac-code", "cac"},
-    {"acc-code", "acc"},
-    {"event"},
-    {"gage"},
-    {"reading", "sbno"},
-    {"part-group"},
-    {"process-group"},
-    {"test-group"},
-    {"descriptor-group"},
-    {"state", "state-code"},
-    {"state-type"},
-    {"company"},
-    {"division"},
-    {"site"},
-    {"department"},
-    {"area"},
-    {"production-unit"},
-    {"defect-group"},
-    {"cac-group", "cac-code-group"},
-    {"acc-group", "acc-code-group"},
-    {"job-group"},
-    {"event-type"},
-};
-static_assert(std::size(kBinTypes) == paBinTypeEventType + 1);
 
 std::vector<std::string> Split(std::string_view name) {
   std::vector<std::string> parts;
@@ -124,6 +80,17 @@ std::string NoName(std::size_t, std::int32_t) { return {}; }
 
 }  // namespace
 
+std::vector<double> CumulativePercents(const ParetoRead& pareto) {
+  std::vector<double> percents;
+  double sum = 0.0;
+  for (const auto& bin : pareto.bins) {
+    const double share = bin.percentage[pareto.levels - 1];
+    if (std::isfinite(share)) sum += share;
+    percents.push_back(std::min(sum, 100.0));
+  }
+  return percents;
+}
+
 ParetoRead ReadPareto(const PAResults& results, const BinNames& names) {
   ParetoRead read;
   read.processing = results.Processing();
@@ -160,26 +127,6 @@ ParetoRead ReadStoredBins(const std::string& xml) {
   bins->SetXML(xml);
   ReadBins(*bins, read, NoName);
   return read;
-}
-
-std::string BinTypeWord(std::int32_t type) {
-  return type >= 0 && type <= paBinTypeEventType ? kBinTypes[type].word : std::string();
-}
-
-bool BinTypeOf(const std::string& word, paBinTypes& type) {
-  for (std::size_t i = 0; i < std::size(kBinTypes); ++i) {
-    if (word != kBinTypes[i].word && (!kBinTypes[i].shorter || word != kBinTypes[i].shorter))
-      continue;
-    type = static_cast<paBinTypes>(i);
-    return true;
-  }
-  return false;
-}
-
-std::string BinTypeWords() {
-  std::string words;
-  for (const auto& type : kBinTypes) words += (words.empty() ? "" : " ") + std::string(type.word);
-  return words;
 }
 
 }  // namespace orvspc::render

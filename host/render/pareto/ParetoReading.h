@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartJson.h"
+#include "host/render/core/Words.h"
+#include "host/render/data/DataJson.h"
 #include "pareto/PAResults.h"
 
 // Everything that a Pareto result can give, read once into plain values.
@@ -38,6 +39,9 @@ struct ParetoRead {
   std::vector<ParetoBinRead> bins;
 };
 
+// For each bin the percentages of everything up to it, at the deepest level in use; at most 100.
+std::vector<double> CumulativePercents(const ParetoRead& pareto);
+
 // The name of an identifier at a level, beginning with 0; empty when none is known, and the bin's
 // own name must do.
 using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
@@ -54,11 +58,52 @@ struct ParetoDocument {
   std::vector<Note> notes;
 };
 
-// Words of the command line for bin types: "defect", "part-group". Empty for an unknown type.
-std::string BinTypeWord(std::int32_t type);
-// False for an unknown word; shorter forms are taken too: "acc" for "acc-code".
-bool BinTypeOf(const std::string& word, paBinTypes& type);
-// All of them, separated by blanks.
-std::string BinTypeWords();
+// Words of the command line for the types of bins, the longer ones before their shorter forms.
+inline constexpr Word kBinTypeWords[] = {{"none", paBinTypeNone},
+                                         {"subgroup", paBinTypeSubgroup},
+                                         {"time", paBinTypeTime},
+                                         {"part", paBinTypePart},
+                                         {"process", paBinTypeProcess},
+                                         {"test", paBinTypeTest},
+                                         {"job", paBinTypeJob},
+                                         {"lot", paBinTypeLot},
+                                         {"shift", paBinTypeShift},
+                                         {"employee", paBinTypeEmployee},
+                                         {"descriptor", paBinTypeSgDesc},
+                                         {"piece", paBinTypeTSNO},
+                                         {"tsno", paBinTypeTSNO},
+                                         {"serial-number", paBinTypeSN},
+                                         {"serial", paBinTypeSN},
+                                         {"defect", paBinTypeDefect},
+                                         {"cac-code", paBinTypeCAC},
+                                         {"cac", paBinTypeCAC},
+                                         {"acc-code", paBinTypeACC},
+                                         {"acc", paBinTypeACC},
+                                         {"event", paBinTypeEvent},
+                                         {"gage", paBinTypeGage},
+                                         {"reading", paBinTypeSBNO},
+                                         {"sbno", paBinTypeSBNO},
+                                         {"part-group", paBinTypePtgp},
+                                         {"process-group", paBinTypePrgp},
+                                         {"test-group", paBinTypeTsgp},
+                                         {"descriptor-group", paBinTypeDsgp},
+                                         {"state", paBinTypeStateCode},
+                                         {"state-code", paBinTypeStateCode},
+                                         {"state-type", paBinTypeStateType},
+                                         {"company", paBinTypeCo},
+                                         {"division", paBinTypeDiv},
+                                         {"site", paBinTypeSite},
+                                         {"department", paBinTypeDept},
+                                         {"area", paBinTypeArea},
+                                         {"production-unit", paBinTypePrut},
+                                         {"defect-group", paBinTypeDfgp},
+                                         {"cac-group", paBinTypeCagp},
+                                         {"cac-code-group", paBinTypeCagp},
+                                         {"acc-group", paBinTypeAcgp},
+                                         {"acc-code-group", paBinTypeAcgp},
+                                         {"job-group", paBinTypeJbgp},
+                                         {"event-type", paBinTypeEventType}};
+// "defect", "part-group"; empty for an unknown type.
+inline std::string BinTypeWord(std::int32_t type) { return WordOf(kBinTypeWords, type); }
 
 }  // namespace orvspc::render

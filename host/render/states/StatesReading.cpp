@@ -7,6 +7,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "platform/Platform.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
@@ -106,6 +107,35 @@ std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log) {
   return rows;
 }
 
+std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
+                   std::int32_t process, const StateRow* before) {
+  const auto log = platform::Current()->MakePrcsStateLog();
+  log->RowLimit(kLogRecords);
+  log->ProcessID(process);
+  log->KeyMode(1);
+  log->Time(document.select->DateRangeStart());
+  log->QueryType(platform::PrcsStateLog::kForward);
+  std::vector<StateRow> rows;
+  if (log->Read(database, 0)) {
+    document.has_log = true;
+    rows = ReadStateLog(*log);
+  }
+  const std::int64_t end = platform::DateToTimeStamp(document.select->DateRangeEnd());
+  std::erase_if(rows, [end](const StateRow& row) { return row.time > end; });
+  const std::int64_t start = platform::DateToTimeStamp(document.select->DateRangeStart());
+  if (before && (rows.empty() || rows.front().time > start)) {
+    document.has_log = true;
+    document.log.push_back(*before);
+  }
+  document.log.insert(document.log.end(), rows.begin(), rows.end());
+  return rows.size();
+}
+
+void SortLog(StatesDocument& document) {
+  std::stable_sort(document.log.begin(), document.log.end(),
+                   [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
+}
+
 std::int64_t StartOf(const StatesDocument& document) {
   if (IsGiven(document.select->DateRangeStart()))
     return platform::DateToTimeStamp(document.select->DateRangeStart());
@@ -116,24 +146,13 @@ std::int64_t StartOf(const StatesDocument& document) {
 std::string StatesJson(const StatesDocument& document, const Names& names) {
   JsonWriter json;
   json.BeginObject();
-  json.Key("DataSelect");
-  json.BeginObject();
-  WriteDataSelect(json, *document.select);
-  json.EndObject();
+  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
   if (document.has_log) {
-    json.Key("StateLog");
-    json.BeginArray();
-    for (const auto& row : document.log) {
-      json.BeginObject(true);
-      json.Member("Prcs", row.prcs);
-      json.Member("PrcsName", names(NameKind::Process, row.prcs));
-      json.Member("Time", IsoTime(row.time));
-      json.Member("StateID", row.state);
-      json.Member("StateName", row.name);
-      json.Member("StateType", row.type);
-      json.EndObject();
-    }
-    json.EndArray();
+    json.Objects("StateLog", document.log, [&](const StateRow& row) {
+      WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
+      json.Members("Time", IsoTime(row.time), "StateID", row.state, "StateName", row.name,
+                   "StateType", row.type);
+    });
   } else {
     json.NullMember("StateLog");
   }

@@ -33,6 +33,18 @@ struct StatesDocument {
   std::vector<Note> notes;
 };
 
+// As many records of a log as are read at once.
+inline constexpr std::size_t kLogRecords = 10000;
+
+// Adds the log of one process in the range of document.select, from the platform in force.
+//
+// before   the state in force at the start of the range; null where it is not known
+// Returns  how many records lie in the range; with kLogRecords there may be more
+std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
+                   std::int32_t process, const StateRow* before);
+// Once all logs were added: by time.
+void SortLog(StatesDocument& document);
+
 std::string StatesJson(const StatesDocument& document, const Names& names);
 StatesView MakeStatesView(const StatesDocument& document, const Names& names);
 

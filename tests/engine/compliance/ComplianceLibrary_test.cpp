@@ -332,8 +332,8 @@ TEST_F(ComplianceTest, MillionsOfIntervalsAreRefused) {
 
 TEST_F(ComplianceTest, ShiftsStartAsTheSettingSaysInTheZone) {
   Import("process,test,kind,n\nPress,Width,shift,5\n", ImportKind::Requirements);
-  StoreSetting(Db(), "shift_starts", "03:00 15:00");
-  StoreSetting(Db(), "time_zone", "+02:00");
+  Data().Set("shift_starts", "03:00 15:00");
+  Data().Set("time_zone", "+02:00");
   // 03:00 there is 01:00 UTC: two shifts in the four hours.
   for (const auto& row : Rows()) {
     if (row.ResultType != 0 || row.SmplReqID != 2) continue;

@@ -37,7 +37,7 @@ TEST_F(ImportEventsTest, CodesHaveTextFactorAndGroups) {
   EXPECT_EQ(report.new_names, 5);  // three codes, two groups
   EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || factor FROM defect ORDER BY id"),
             "D1 Scratch 2.5;D2 Dent 1.0;D3  1.0;");
-  const auto groups = ListGroups(Db(), ItemKind::Defect);
+  const auto groups = Data().Groups(ItemKind::Defect);
   ASSERT_EQ(groups.size(), 2u);
   EXPECT_EQ(groups[1].name, "Surface");
   EXPECT_EQ(groups[1].members.size(), 2u);
@@ -50,8 +50,8 @@ TEST_F(ImportEventsTest, ALaterLineTakesOverWhatItGives) {
   EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || factor FROM acc_code"),
             "A1 Broken tool 4.0;");
   Import("code,group\nC1,Quick\n", ImportKind::CacCodes);
-  EXPECT_EQ(ListGroups(Db(), ItemKind::CacCode).size(), 1u);
-  EXPECT_TRUE(ListGroups(Db(), ItemKind::AccCode).empty());
+  EXPECT_EQ(Data().Groups(ItemKind::CacCode).size(), 1u);
+  EXPECT_TRUE(Data().Groups(ItemKind::AccCode).empty());
 }
 
 TEST_F(ImportEventsTest, StateCodesHaveATypeByWordOrNumber) {
@@ -105,10 +105,10 @@ TEST_F(ImportEventsTest, AnEventArrivesWithEverythingGiven) {
   EXPECT_EQ(jam.acc_time, kEight + 600);
   EXPECT_EQ(jam.cac_time, kEight + 2400);
   EXPECT_EQ(jam.flag, 0);
-  EXPECT_EQ(ItemName(Db(), ItemKind::EventName, jam.name), "Jam");
-  EXPECT_EQ(ItemName(Db(), ItemKind::AccCode, jam.acc), "A1");
-  EXPECT_EQ(ItemName(Db(), ItemKind::CacCode, jam.cac), "C1");
-  EXPECT_EQ(ItemName(Db(), ItemKind::Employee, jam.acc_employee), "Bob");
+  EXPECT_EQ(Data().Name(ItemKind::EventName, jam.name), "Jam");
+  EXPECT_EQ(Data().Name(ItemKind::AccCode, jam.acc), "A1");
+  EXPECT_EQ(Data().Name(ItemKind::CacCode, jam.cac), "C1");
+  EXPECT_EQ(Data().Name(ItemKind::Employee, jam.acc_employee), "Bob");
   EXPECT_EQ(jam.employee, jam.cac_employee);
   EXPECT_EQ(jam.process, Id(ItemKind::Process, "P"));
   EXPECT_EQ(jam.part, Id(ItemKind::Part, "A"));

@@ -304,11 +304,11 @@ TEST_F(ImportTest, CountsMakeAttributeTests) {
       "A,P,scratches,2,2024-01-02,0,,50,\n"
       "A,P,rejects,1,2024-01-01,4,,50,\nA,P,rejects,2,2024-01-02,0,,50,\n"
       "A,P,rejects,3,2024-01-03,0,,50,7\n");
-  const auto tests = ListItems(Db(), ItemKind::Test);
+  const auto tests = Data().CountedItems(ItemKind::Test);
   ASSERT_EQ(tests.size(), 2u);
   EXPECT_EQ(tests[0].name, "rejects");
-  EXPECT_EQ(tests[0].test_type, ttDefectives);
-  EXPECT_EQ(tests[1].test_type, ttDefects);
+  EXPECT_EQ(tests[0].type, ttDefectives);
+  EXPECT_EQ(tests[1].type, ttDefects);
   FlatSelection scratches;
   scratches.List(FlatSelection::kTest, {Id(ItemKind::Test, "scratches")});
   const auto data = Select(scratches.info, scratches.Filter());
@@ -362,8 +362,8 @@ TEST_F(ImportTest, WhoAndWhereAndTheRestArrive) {
   EXPECT_EQ(data.Row(0, 1).Gage, 0);
   EXPECT_EQ(CountOf("comment"), 2);  // the second without an employee is another
   EXPECT_EQ(CountOf("subgroup_descriptor"), 3);
-  EXPECT_EQ(ListDescriptors(Db()).size(), 3u);
-  EXPECT_EQ(SubgroupLabel(Db(), head.Sgrp), "1");
+  EXPECT_EQ(Data().Descriptors().size(), 3u);
+  EXPECT_EQ(Data().SubgroupLabel(head.Sgrp), "1");
   EXPECT_EQ(Opened()->StreamName(head.Part, head.Prcs, head.Test), "A / P / T");
 }
 
@@ -469,6 +469,22 @@ TEST_F(DistanceTest, WhatAFileMaySayDoesNotDependOnHowFarItsLinesLieApart) {
       {"size later and too small", "count,size", {"6,", "3,5"}, "more defectives (9)"},
       {"type later", "count,size,test-type", {"6,5,", "0,5,defectives"}, "more defectives (6)"},
       {"defects after all", "count,size,defect", {"6,5,", "3,5,X"}, nullptr},
+      {"fraction of defects", "count,size,test-type", {"6,2.5,defects", "3,2.5,"}, nullptr},
+      {"fraction of defects, later", "count,size,defect", {"6,2.5,", "3,,X"}, nullptr},
+      {"fractions differ",
+       "count,size,test-type",
+       {"1,2.5,defects", "1,2.25,"},
+       "column \"size\", value \"2.25\""},
+      {"fraction of defectives",
+       "count,size",
+       {"1,2.5", "0,2.5"},
+       "as only that of a test of defects"},
+      {"type of a fraction later",
+       "count,size,test-type",
+       {"0,2.5,", "1,,defectives"},
+       "as only that of a test of defects"},
+      {"fraction of pieces", "value,size", {"5,1.5", "6,1.5"}, "is no whole number"},
+      {"size below 0", "count,size,test-type", {"1,-0.5,defects", "1,,"}, "value \"-0.5\""},
   };
   for (const auto& row : rows) {
     const auto header = std::string("part,process,test,subgroup,time,") + row.columns;
@@ -497,8 +513,8 @@ TEST_F(ImportTest, ATestHasNoTypeUntilItHasValues) {
       {"X", ImportKind::Groups, "kind,group,name\ntest,G,X\n"},
   };
   const auto type_of = [&](const std::string& name) {
-    for (const auto& item : ListItems(Db(), ItemKind::Test)) {
-      if (item.name == name) return item.test_type;
+    for (const auto& item : Data().CountedItems(ItemKind::Test)) {
+      if (item.name == name) return item.type;
     }
     return -1;
   };
@@ -613,6 +629,30 @@ TEST_F(ImportTest, OpportunitiesArrive) {
   EXPECT_EQ(rows[1].F_OPPS, 7);
 }
 
+TEST_F(ImportTest, ATargetOutsideTheLimitsIsStoredWithANote) {
+  const auto report =
+      Import("part,test,usl,target,lsl\nA,T,3,2,1\nA,U,3,4,1\nA,V,3,0.5,1\n", ImportKind::Limits);
+  EXPECT_EQ(report.rows, 3);
+  ASSERT_EQ(report.notes.size(), 2u);
+  EXPECT_EQ(report.notes[0].code, "target-outside");
+  EXPECT_NE(report.notes[0].text.find("line 3, column \"target\", value \"4\""), std::string::npos)
+      << report.notes[0].text;
+}
+
+TEST_F(ImportTest, AGraceLongerThanTheIntervalIsStoredWithANote) {
+  const auto report =
+      Import("process,test,kind,n,minutes,grace\nP,T,interval,5,30,31\nP,U,interval,5,30,30\n",
+             ImportKind::Requirements);
+  ASSERT_EQ(report.notes.size(), 1u);
+  EXPECT_EQ(report.notes[0].code, "grace-above-minutes");
+}
+
+TEST_F(ImportTest, TwentyNotesAreKept) {
+  std::string text = "part,test,usl,target\n";
+  for (int i = 0; i < 30; ++i) text += "A,T" + std::to_string(i) + ",1,2\n";
+  EXPECT_EQ(Import(text, ImportKind::Limits).notes.size(), 20u);
+}
+
 TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
   struct Row {
     const char* why;
@@ -622,6 +662,19 @@ TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
   };
   const Row rows[] = {
       {"upper below lower", ImportKind::Limits, "part,test,usl,lsl\nA,T,1,2\n", "above"},
+      {"guard band upside down", ImportKind::Limits, "part,test,usl,ugb,lgb\nA,T,9,1,2\n", "lgb"},
+      {"reasonable limits upside down", ImportKind::Limits, "part,test,url,lrl\nA,T,1,2\n", "lrl"},
+      {"warning zone upside down", ImportKind::Limits, "part,test,uwp,lwp\nA,T,1,2\n", "lwp"},
+      {"no limit", ImportKind::Limits, "part,test,usl,cp\nA,T,,1.33\n", "gives no limit"},
+      {"goal below 0", ImportKind::Limits, "part,test,usl,cpk\nA,T,1,-1\n", "not be below 0"},
+      {"start after finish", ImportKind::ControlLimits,
+       "part,test,mean,start,finish\nA,T,1,2024-02-01,2024-01-01\n", "not lie after finish"},
+      {"word of no chart", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,1,0x600\n",
+       "of no chart"},
+      {"word of no second graph", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,1,0x150\n", "of no chart"},
+      {"decimal word of no chart", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,1,1792\n", "of no chart"},
       {"same time twice", ImportKind::Limits, "part,test,usl\nA,T,1\nA,T,2\n", "line 3"},
       {"alarm that is no limit", ImportKind::Limits, "part,test,usl,alarms\nA,T,1,odd\n", "odd"},
       {"alarm not given", ImportKind::Limits, "part,test,usl,alarms\nA,T,1,lsl\n", "not give"},
@@ -681,10 +734,10 @@ TEST_F(ImportTest, RulesAndTheirSetsAreAdded) {
   EXPECT_EQ(mine->zone, 1.5);
   EXPECT_EQ(mine->side, "upper");
   EXPECT_EQ(mine->text, "Mine");
-  UseRuleSet(Db(), "own");
+  Data().UseRuleSet("own");
   EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1) & 0xffff, 1u << 1);
   EXPECT_NE(Opened()->AlarmBits(1, 1, 1, 1) & (1u << 20), 0u);
-  EXPECT_NE(FailureOf([&] { UseRuleSet(Db(), "nobody's"); }), "");
+  EXPECT_NE(FailureOf([&] { Data().UseRuleSet("nobody's"); }), "");
   // 15 is refused now that 31 is there.
   EXPECT_NE(ImportFailure("number,kind\n15,limit\n", ImportKind::Rules), "");
 }
@@ -693,7 +746,7 @@ TEST_F(ImportTest, AKnownRuleJoinsASetWithItsCellsLeftOpen) {
   const std::string header = "number,kind,k,m,zone,side,set\n";
   Import(header + "5,zone,,,,,mine\n7,within,,15,,,mine\n", ImportKind::Rules);
   EXPECT_EQ(CountOf("rule"), 15);
-  UseRuleSet(Db(), "mine");
+  Data().UseRuleSet("mine");
   EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1) & 0xffff, 1u << 5 | 1u << 7);
   const auto& rules = Opened()->Rules();
   const auto fifth = std::find_if(rules.begin(), rules.end(),
@@ -719,12 +772,12 @@ TEST_F(ImportTest, AnAlarmIsOnOrOffInAnyOfTheWordsAndAnyCase) {
 
 TEST_F(ImportTest, GroupsHaveMembers) {
   Import("kind,group,name\npart,big,A\nparts,big,B\nlot,odd,L1\n", ImportKind::Groups);
-  const auto groups = ListGroups(Db(), ItemKind::Part);
+  const auto groups = Data().Groups(ItemKind::Part);
   ASSERT_EQ(groups.size(), 1u);
   EXPECT_EQ(groups[0].name, "big");
   EXPECT_EQ(groups[0].members.size(), 2u);
-  EXPECT_EQ(FindGroup(Db(), ItemKind::Lot, "odd"), 2);
-  EXPECT_FALSE(FindGroup(Db(), ItemKind::Part, "odd"));
+  EXPECT_EQ(Data().FindGroup(ItemKind::Lot, "odd"), 2);
+  EXPECT_FALSE(Data().FindGroup(ItemKind::Part, "odd"));
 }
 
 TEST_F(ImportTest, ListingCountsSubgroups) {
@@ -732,19 +785,19 @@ TEST_F(ImportTest, ListingCountsSubgroups) {
       "part,process,test,subgroup,time,value,job,defect\n"
       "A,P,T,1,2024-01-01,5,J,X\nA,P,U,1,2024-01-01,6,J,\nA,P,T,2,2024-02-01,7,,X\n"
       "B,P,T,3,2024-03-01,8,J,\n");
-  const auto parts = ListItems(Db(), ItemKind::Part);
+  const auto parts = Data().CountedItems(ItemKind::Part);
   ASSERT_EQ(parts.size(), 2u);
   EXPECT_EQ(parts[0].name, "A");
   EXPECT_EQ(parts[0].subgroups, 2);
   EXPECT_EQ(parts[0].first, 1704067200);
   EXPECT_EQ(parts[0].last, 1706745600);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Process)[0].subgroups, 3);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Test)[0].subgroups, 3);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Job)[0].subgroups, 2);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Defect)[0].subgroups, 2);
-  EXPECT_TRUE(ListItems(Db(), ItemKind::Gage).empty());
-  EXPECT_EQ(ItemName(Db(), ItemKind::Part, parts[1].id), "B");
-  EXPECT_EQ(ItemName(Db(), ItemKind::Part, 99), "");
+  EXPECT_EQ(Data().CountedItems(ItemKind::Process)[0].subgroups, 3);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Test)[0].subgroups, 3);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Job)[0].subgroups, 2);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Defect)[0].subgroups, 2);
+  EXPECT_TRUE(Data().CountedItems(ItemKind::Gage).empty());
+  EXPECT_EQ(Data().Name(ItemKind::Part, parts[1].id), "B");
+  EXPECT_EQ(Data().Name(ItemKind::Part, 99), "");
   EXPECT_EQ(ItemKindFromWord("processes"), ItemKind::Process);
   EXPECT_FALSE(ItemKindFromWord("colours"));
 }

@@ -70,7 +70,7 @@ class ImportKillTest : public StoreTest {
     FlatSelection all;
     const auto data = Select(all.info, all.Filter());
     if (data.subgroups.empty()) {
-      EXPECT_TRUE(ListItems(Db(), ItemKind::Part).empty());
+      EXPECT_TRUE(Data().CountedItems(ItemKind::Part).empty());
       ++nothing_;
     } else {
       EXPECT_EQ(data.subgroups.size(), subgroups_);

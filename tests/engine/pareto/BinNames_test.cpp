@@ -30,7 +30,7 @@ class BinNamesTest : public ParetoTest {
 
 // A name of every level kind, also where the name of the bin is cut or holds a slash.
 TEST_F(BinNamesTest, EveryKindOfLevelHasItsName) {
-  StoreSetting(Db(), "time_zone", "+02:00");
+  Data().Set("time_zone", "+02:00");
   struct Row {
     std::int32_t resource, type, id;
     const char* name;

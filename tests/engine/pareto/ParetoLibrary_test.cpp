@@ -132,7 +132,7 @@ TEST_F(DefectsTest, MonthsAndQuartersAreThoseOfTheZoneAndInOrder) {
   options.BinTimePeriod[0] = paQuarters;
   bins = Bins(paSubgroups, options);
   EXPECT_EQ(Names(bins), (Strings{"2024-01-01 00:00", "2024-04-01 00:00"}));
-  StoreSetting(Db(), "time_zone", "+02:00");
+  Data().Set("time_zone", "+02:00");
   options.BinTimePeriod[0] = paMonths;
   bins = Bins(paSubgroups, options);
   EXPECT_EQ(Names(bins), (Strings{"2024-02-01 00:00", "2024-04-01 00:00"}));
@@ -423,7 +423,7 @@ TEST_F(ParetoTest, DescriptorsAreThoseOfTheGroupThatIsAskedFor) {
   Import(
       "part,process,test,subgroup,time,count,defect,descriptor:colour,descriptor:mould\n"
       "A,P,T,1,2024-01-01,5,D,red,m1\nA,P,T,2,2024-01-02,4,D,blue,\nA,P,T,3,2024-01-03,3,D,,m1\n");
-  const auto group = [&](const char* name) { return *FindDescriptorGroup(Db(), name); };
+  const auto group = [&](const char* name) { return *Data().FindDescriptorGroup(name); };
   auto options = ParetoOptions({paBinTypeSgDesc});
   options.BinTypeID[0] = group("colour");
   EXPECT_EQ(Names(Bins(paSubgroups, options)), (Strings{"red", "blue", "(none)"}));

@@ -123,7 +123,7 @@ class ParetoRandomTest : public ParetoTest {
     MakeSubgroups();
     MakeEvents();
     MakeStates();
-    StoreSetting(Db(), "time_zone", "+02:00");
+    Data().Set("time_zone", "+02:00");
   }
 
   int Up(int below) { return std::uniform_int_distribution(0, below - 1)(random_); }
@@ -769,7 +769,7 @@ class ParetoRandomTest : public ParetoTest {
         EXPECT_EQ(keys[level].empty(), bin.ID[level] == 0) << "level " << level;
       }
       if (resource == paSubgroups) {
-        EXPECT_EQ(SubgroupLabel(Db(), bin.SubgroupID), figures.label);
+        EXPECT_EQ(Data().SubgroupLabel(bin.SubgroupID), figures.label);
       } else {
         EXPECT_EQ(bin.SubgroupID, 0);
       }
@@ -798,7 +798,7 @@ TEST_F(ParetoRandomTest, TwoHundredSelectionsOfThreeLevelsEqualASlowCount) {
   const std::int32_t measures[] = {paProcessByCount, paProcessByFactor,  paProcessByPPM,
                                    paProcessByPPT,   paProcessByMinutes, paProcessByHours,
                                    paProcessByDays};
-  const auto colour = *FindDescriptorGroup(Db(), "colour");
+  const auto colour = *Data().FindDescriptorGroup("colour");
   std::set<std::array<std::int32_t, 3>> seen;  // resource, type, level
   std::size_t compared = 0;
   for (const auto resource : {paSubgroups, paProcessEvents, paProcessState}) {

@@ -250,7 +250,7 @@ TEST_F(DatabaseLibraryTest, AStaticRangeStaysAsItIs) {
 TEST_F(DatabaseLibraryTest, PeriodsAreThoseOfTheTimeZone) {
   ImportSmall();
   const FixedNow now(1704300000);
-  StoreSetting(Db(), "time_zone", "-01:00");  // midnight in UTC is still the day before
+  Data().Set("time_zone", "-01:00");  // midnight in UTC is still the day before
   FlatSelection selection;
   selection.info.TimeType = drttPrevious;
   selection.info.TimePeriod = drpDay;
@@ -605,7 +605,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
     EXPECT_EQ(Build(all), 0) << row.why;
     const auto failure = Failure();
     const auto listed = FailureOf(
-        [&] { ListItems(Db(), row.shows_in_list ? ItemKind::Employee : ItemKind::Gage); });
+        [&] { Data().CountedItems(row.shows_in_list ? ItemKind::Employee : ItemKind::Gage); });
     for (const auto& message : {failure, listed}) {
       EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << row.why << ": " << message;
       for (const auto& words : row.says) {
@@ -618,7 +618,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
 TEST_F(StoreFailureTest, ASettingThatCannotBeUsedLeavesTheCatalogueAsAFailure) {
   ImportSmall();
   RunSql(Path(), "INSERT INTO setting(key, value, who, made) VALUES('time_zone', 'odd', '', 0)");
-  const auto message = FailureOf([&] { RuleSetNames(Db()); });
+  const auto message = FailureOf([&] { Data().RuleSets(); });
   EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << message;
   EXPECT_NE(message.find("odd"), std::string::npos) << message;
 }
@@ -638,7 +638,7 @@ TEST_F(StoreFailureTest, ContextsNeedNotCountUpWithoutAGap) {
   ASSERT_EQ(data.subgroups.size(), 1u);
   EXPECT_EQ(data.values, std::vector<double>{6.0});
   EXPECT_EQ(data.subgroups[0].Job, Id(ItemKind::Job, "K"));
-  EXPECT_EQ(ListItems(Db(), ItemKind::Job)[2].subgroups, 1);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Job)[2].subgroups, 1);
 }
 
 TEST_F(StoreFailureTest, WhenTheNthStepFailsNothingIsDelivered) {
@@ -680,10 +680,10 @@ TEST_F(StoreFailureTest, WhenTheNthStepOfAnImportFailsNothingIsStored) {
       break;
     }
     EXPECT_NE(message, "") << "step " << n;
-    EXPECT_TRUE(ListItems(Db(), ItemKind::Part).empty()) << "step " << n;
+    EXPECT_TRUE(Data().CountedItems(ItemKind::Part).empty()) << "step " << n;
   }
   EXPECT_GT(n, 20);
-  EXPECT_EQ(ListItems(Db(), ItemKind::Part).size(), 1u);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Part).size(), 1u);
 }
 
 TEST_F(StoreFailureTest, AThousandAnalysesPrepareNoMoreThanOne) {

@@ -186,8 +186,8 @@ TEST_F(SchemaTest, AFileOfVersion1ComesForwardWithAllThatItHolds) {
   EXPECT_EQ(Opened()->Opportunities(1, 2).size(), 1u);
   EXPECT_EQ(Opened()->Setting("time_zone", ""), "+01:00");
   EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1), (1u << 1) | (1u << 20));
-  EXPECT_EQ(ListGroups(Db(), ItemKind::Defect).size(), 1u);
-  EXPECT_EQ(ListDescriptors(Db()).size(), 2u);
+  EXPECT_EQ(Data().Groups(ItemKind::Defect).size(), 1u);
+  EXPECT_EQ(Data().Descriptors().size(), 2u);
 }
 
 TEST_F(SchemaTest, AFileBroughtForwardHasTheTablesOfANewOne) {
@@ -213,8 +213,8 @@ TEST_F(SchemaTest, AFileOfVersion1TakesWhatOnlyVersion2Holds) {
          "INSERT INTO state_code(name, type) VALUES('running', 2000);"
          "INSERT INTO state_log VALUES(1, 0, 1)");
   Reopen();
-  EXPECT_EQ(FindItem(Db(), ItemKind::Company, "Works"), 1);
-  EXPECT_EQ(ItemName(Db(), ItemKind::StateCode, 1), "running");
+  EXPECT_EQ(Data().Find(ItemKind::Company, "Works"), 1);
+  EXPECT_EQ(Data().Name(ItemKind::StateCode, 1), "running");
 }
 
 TEST_F(SchemaTest, AnInterruptedStepForwardLeavesVersion1) {
@@ -289,20 +289,20 @@ TEST_F(OpenDatabaseTest, NotesAreTakenOnce) {
 
 TEST_F(OpenDatabaseTest, SettingsAreReadBackAndCheckedWhereTheyAreUsed) {
   EXPECT_EQ(Opened()->Setting("sigma_estimator", "mvlue"), "mvlue");
-  StoreSetting(Db(), "sigma_estimator", "pooled");
+  Data().Set("sigma_estimator", "pooled");
   EXPECT_EQ(Opened()->Setting("sigma_estimator", "mvlue"), "pooled");
-  StoreSetting(Db(), "sigma_estimator", "unweighted");
+  Data().Set("sigma_estimator", "unweighted");
   Reopen();
   EXPECT_EQ(Opened()->Setting("sigma_estimator", "mvlue"), "unweighted");
-  EXPECT_NE(FailureOf([&] { StoreSetting(Db(), "time_zone", "Europe/Vienna"); }), "");
-  StoreSetting(Db(), "time_zone", "+02:00");
+  EXPECT_NE(FailureOf([&] { Data().Set("time_zone", "Europe/Vienna"); }), "");
+  Data().Set("time_zone", "+02:00");
 }
 
 TEST_F(OpenDatabaseTest, AWriteThroughAnotherConnectionIsSeenAtOnce) {
   const auto other = OpenDatabase((Db(), Path()));
-  EXPECT_EQ(Opened()->Setting("k", "-"), "-");
-  StoreSetting(*other, "k", "v");
-  EXPECT_EQ(Opened()->Setting("k", "-"), "v");
+  EXPECT_EQ(Opened()->Setting("time_zone", "-"), "-");
+  QualityDatabase(other).Set("time_zone", "+02:00");
+  EXPECT_EQ(Opened()->Setting("time_zone", "-"), "+02:00");
 }
 
 }  // namespace

@@ -322,7 +322,7 @@ class SelectionRandom : public StoreTest {
     }
     RunSql(Path(), sql);
     // Descriptors by group as the import numbered them.
-    for (const auto& descriptor : ListDescriptors(Db())) {
+    for (const auto& descriptor : Data().Descriptors()) {
       groups_[descriptor.group].insert(descriptor.id);
       EXPECT_EQ(descriptor.id, world.descriptors.Of(descriptor.name));
     }

@@ -25,7 +25,7 @@ TEST_F(RequirementImport, EachKindIsStoredUnderItsName) {
       "Press,Width,shift,3,,,,,,\nPress,Width,lot,1,A,,,,,\nPress,Width,job,2,,,,,,Own\n");
   EXPECT_EQ(report.rows, 4);
   std::vector<std::string> names;
-  for (const auto& item : ListItems(Db(), ItemKind::Requirement)) names.push_back(item.name);
+  for (const auto& item : Data().CountedItems(ItemKind::Requirement)) names.push_back(item.name);
   EXPECT_EQ(names, (std::vector<std::string>{"A / Press / Width / 1 per lot",
                                              "A / Press / Width / 5 every 30 min", "Own",
                                              "Press / Width / 3 per shift"}));
@@ -52,7 +52,7 @@ TEST_F(RequirementImport, RefusalsSayWhatAndWhere) {
     const auto refusal = Refusal(header + row.line + "\n");
     EXPECT_NE(refusal.find(row.says), std::string::npos) << row.line << ": " << refusal;
   }
-  EXPECT_TRUE(ListItems(Db(), ItemKind::Requirement).empty()) << "the database is unchanged";
+  EXPECT_TRUE(Data().CountedItems(ItemKind::Requirement).empty()) << "the database is unchanged";
 }
 
 TEST_F(RequirementImport, ANameThatIsStoredIsRefused) {
@@ -62,12 +62,12 @@ TEST_F(RequirementImport, ANameThatIsStoredIsRefused) {
 }
 
 TEST_F(RequirementImport, ShiftStartsAreTimesOfDay) {
-  StoreSetting(Db(), "shift_starts", "05:30 17:30");
-  EXPECT_EQ(ListSettings(Db()).at("shift_starts"), "05:30 17:30");
+  Data().Set("shift_starts", "05:30 17:30");
+  EXPECT_EQ(Data().Setting("shift_starts"), "05:30 17:30");
   for (const char* wrong : {"", "6", "22:00 06:00", "06:00 06:00", "24:00", "06:00,14:00"}) {
-    EXPECT_NE(FailureOf([&] { StoreSetting(Db(), "shift_starts", wrong); }), "") << wrong;
+    EXPECT_NE(FailureOf([&] { Data().Set("shift_starts", wrong); }), "") << wrong;
   }
-  EXPECT_EQ(ListSettings(Db()).at("shift_starts"), "05:30 17:30");
+  EXPECT_EQ(Data().Setting("shift_starts"), "05:30 17:30");
 }
 
 }  // namespace

@@ -13,10 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "engine/Embedded.h"
+#include "engine/QualityDatabase.h"
 #include "engine/import/Import.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
-#include "engine/store/Catalogue.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
@@ -83,6 +82,10 @@ class StoreTest : public testing::Test {
     if (!db_) db_ = OpenDatabase(Path(), true);
     return *db_;
   }
+  QualityDatabase Data() {
+    Db();
+    return QualityDatabase(db_);
+  }
   void Reopen() {
     db_.reset();
     db_ = OpenDatabase(Path());
@@ -103,7 +106,7 @@ class StoreTest : public testing::Test {
     return count;
   }
   std::int32_t Id(ItemKind kind, const std::string& name) {
-    return FindItem(Db(), kind, name).value_or(-1);
+    return Data().Find(kind, name).value_or(-1);
   }
   DataSet Select(API_DSInfo& info, const std::vector<std::int32_t>& filter,
                  SelectOptions options = {}) {

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/cli/Analysis.h"
+
+#include <map>
+#include <ostream>
+#include <utility>
+
+#include "host/render/capability/CapabilityJson.h"
+#include "host/render/capability/CapabilityModel.h"
+#include "host/render/chart/ChartModel.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoModel.h"
+
+namespace orvspc::cli {
+
+using namespace render;
+
+namespace {
+
+// How a family draws what it shows.
+template <class View>
+struct Drawing {
+  std::string (*text)(const View&, const TextOptions&);
+  std::string (*svg)(const View&, bool embedded);
+  std::string (*html)(const View&);
+};
+
+template <class View>
+std::string Drawn(const View& view, const Drawing<View>& drawing, const std::string& format,
+                  const TextOptions& options) {
+  if (format == "svg") return drawing.svg(view, false);
+  if (format == "html") return drawing.html(view);
+  return drawing.text(view, options);
+}
+
+constexpr Drawing<ChartView> kChart{RenderChartText, RenderChartSvg, RenderChartHtml};
+constexpr Drawing<CapabilityView> kCapability{RenderCapabilityText, RenderCapabilitySvg,
+                                              RenderCapabilityHtml};
+constexpr Drawing<ParetoView> kPareto{RenderParetoText, RenderParetoSvg, RenderParetoHtml};
+constexpr Drawing<StatesView> kStates{RenderStatesText, RenderStatesSvg, RenderStatesHtml};
+constexpr Drawing<ComplianceView> kCompliance{RenderComplianceText, RenderComplianceSvg,
+                                              RenderComplianceHtml};
+
+}  // namespace
+
+int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
+                const Number& maximum, const std::function<Outcome(Analysis&)>& analyse) {
+  const std::string format = OutputFormat(arguments, formats);
+  const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
+  Analysis run{arguments, format, TextOptionsOf(arguments, console), database,
+               MakeSelection(arguments, maximum, database)};
+  const Outcome outcome = analyse(run);
+  if (outcome.empty && format != "text") console.err << "no data selected\n";
+  for (const auto& note : outcome.notes)
+    console.err << PlainText("note: " + note.Sentence()) << "\n";
+  Deliver(arguments, console, outcome.text);
+  return 0;
+}
+
+Report TakeReport(EmbeddedDatabase&) {
+  Report report;
+  report.notes = TakeNotes();
+  report.chart.streams = LatestStreams();
+  report.chart.acceptance = LatestAcceptance();
+  report.capability = LatestCapability();
+  report.sampling = LatestSampling();
+  return report;
+}
+
+Names NamesOf(const QualityDatabase& database) {
+  auto known = std::make_shared<std::map<std::pair<ItemKind, std::int32_t>, std::string>>();
+  return [database, known](ItemKind kind, std::int32_t id) {
+    if (id == 0) return std::string();
+    auto found = known->find({kind, id});
+    if (found == known->end())
+      found = known->emplace(std::pair(kind, id), database.Name(kind, id)).first;
+    return found->second;
+  };
+}
+
+Names NoNames() {
+  return [](ItemKind, std::int32_t) { return std::string(); };
+}
+
+std::string Formatted(const ChartDocument& document, const Names& names, const std::string& format,
+                      const TextOptions& options) {
+  if (format == "json") return ChartJson(document, names);
+  return Drawn(MakeChartView(document, names), kChart, format, options);
+}
+
+std::string Formatted(const CapabilityDocument& document, const Names& names,
+                      const std::string& format, const TextOptions& options) {
+  if (format == "json") return CapabilityJson(document);
+  return Drawn(MakeCapabilityView(document, names), kCapability, format, options);
+}
+
+std::string Formatted(const ParetoDocument& document, const Names& names, const std::string& format,
+                      const TextOptions& options) {
+  if (format == "json") return ParetoJson(document);
+  return Drawn(MakeParetoView(document, names), kPareto, format, options);
+}
+
+std::string Formatted(const StatesDocument& document, const Names& names, const std::string& format,
+                      const TextOptions& options) {
+  if (format == "json") return StatesJson(document, names);
+  return Drawn(MakeStatesView(document, names), kStates, format, options);
+}
+
+std::string Formatted(const ComplianceDocument& document, const Names&, const std::string& format,
+                      const TextOptions& options) {
+  if (format == "json") return ComplianceJson(document);
+  return Drawn(MakeComplianceView(document), kCompliance, format, options);
+}
+
+}  // namespace orvspc::cli

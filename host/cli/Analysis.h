@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/QualityDatabase.h"
+#include "host/cli/Output.h"
+#include "host/cli/Selection.h"
+#include "host/render/capability/CapabilityReading.h"
+#include "host/render/chart/ChartJson.h"
+#include "host/render/compliance/ComplianceReading.h"
+#include "host/render/pareto/ParetoReading.h"
+#include "host/render/states/StatesReading.h"
+
+// What all commands that analyse have in common.
+namespace orvspc::cli {
+
+// One run of a command.
+struct Analysis {
+  const Arguments& arguments;
+  std::string format;
+  render::TextOptions text;
+  QualityDatabase database;
+  std::shared_ptr<DataSelect> select;
+};
+
+struct Outcome {
+  std::string text;  // in the format of the run
+  bool empty;        // no data were selected
+  // Those that the text has no place for.
+  std::vector<Note> notes = {};
+};
+
+// Opens the database, makes the selection, analyses, and delivers the outcome, with what has no
+// place in it on standard error. Returns the exit status 0.
+int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
+                const Number& maximum, const std::function<Outcome(Analysis&)>& analyse);
+
+// What the engine reported on the database since the last call.
+Report TakeReport(EmbeddedDatabase& database);
+
+// What analyse() returns, with what the engine reported meanwhile. Refusal with the engine's reason
+// when it failed.
+template <class Analyse>
+auto Reported(const QualityDatabase& database, Report& report, Analyse analyse) {
+  TakeReport(*database.Database());  // that of earlier calls
+  auto results = analyse(database.Database());
+  if (const auto failure = database.Database()->TakeFailure()) throw Refusal(failure->description);
+  report = TakeReport(*database.Database());
+  return results;
+}
+
+// Names out of the database, each read once.
+render::Names NamesOf(const QualityDatabase& database);
+// For results without a database: no names.
+render::Names NoNames();
+
+// Each analysis with everything that it gives. Refusal with the engine's reason when it failed.
+render::ChartDocument RunChart(const QualityDatabase& database,
+                               const std::shared_ptr<DataSelect>& select,
+                               const std::shared_ptr<CCProcessing>& processing);
+render::CapabilityDocument RunCapability(const QualityDatabase& database,
+                                         const std::shared_ptr<DataSelect>& select,
+                                         const std::shared_ptr<CAProcessing>& processing);
+render::ParetoDocument RunPareto(const QualityDatabase& database,
+                                 const std::shared_ptr<DataSelect>& select,
+                                 const std::shared_ptr<PAProcessing>& processing);
+// The log is that of every process that the selection names, or of all when it names none.
+render::StatesDocument RunStates(const QualityDatabase& database, const DataSelect& select);
+render::ComplianceDocument RunCompliance(const QualityDatabase& database,
+                                         const std::shared_ptr<DataSelect>& select);
+
+// A document as text, json, svg or html.
+std::string Formatted(const render::ChartDocument& document, const render::Names& names,
+                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::CapabilityDocument& document, const render::Names& names,
+                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::ParetoDocument& document, const render::Names& names,
+                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::StatesDocument& document, const render::Names& names,
+                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::ComplianceDocument& document, const render::Names& names,
+                      const std::string& format, const render::TextOptions& options);
+
+// Stored settings for people, one a line.
+std::string SettingsText(const CAProcessing& processing, const render::TextOptions& options);
+std::string SettingsText(const PAProcessing& processing, const render::TextOptions& options);
+
+}  // namespace orvspc::cli

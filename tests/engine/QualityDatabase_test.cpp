@@ -1,0 +1,448 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/QualityDatabase.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+
+#include "engine/time/calendar.h"
+#include "tests/engine/limited_device.h"
+#include "tests/engine/store/store_fixture.h"
+
+namespace orvspc::engine {
+namespace {
+
+using store::FailureOf;
+using store::WriteFile;
+
+constexpr const char* kValues =
+    "part,process,test,subgroup,time,value,lot,descriptor:colour\n"
+    "Shaft,Lathe,Width,7,1970-01-01T00:01:40Z,10,L1,red\n"
+    "Shaft,Lathe,Width,7,1970-01-01T00:01:40Z,12,L1,red\n"
+    "Shaft,Lathe,Width,8,1970-01-01T00:03:20Z,11,L2,blue\n"
+    "Shaft,Mill,Length,9,1970-01-01T00:05:00Z,50,L2,blue\n"
+    "Bolt,Lathe,Width,1,1970-01-01T00:06:40Z,3,,\n";
+
+class QualityDatabaseTest : public testing::Test {
+ protected:
+  std::string Path() const { return folder_.File("q.db"); }
+  std::string CsvFile(const std::string& text) const {
+    WriteFile(folder_.File("in.csv"), text);
+    return folder_.File("in.csv");
+  }
+  void Import(const std::string& text, ImportKind kind) {
+    if (!data_) {
+      data_ = QualityDatabase::Create(Path(), [&](QualityDatabase& database) {
+        database.Import(CsvFile(kValues), ImportKind::Values);
+      });
+    }
+    data_->Import(CsvFile(text), kind);
+  }
+  QualityDatabase& Data() {
+    if (!data_) Import("part,factor\nShaft,2.5\n", ImportKind::Parts);
+    return *data_;
+  }
+  std::int32_t Id(ItemKind kind, std::string_view name) {
+    return Data().Find(kind, name).value_or(-1);
+  }
+  StreamKey Stream(std::string_view part, std::string_view process, std::string_view test) {
+    return {Id(ItemKind::Part, part), Id(ItemKind::Process, process), Id(ItemKind::Test, test)};
+  }
+  // The folder's files, in order.
+  std::set<std::string> Files() const {
+    std::set<std::string> files;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path())) {
+      files.insert(entry.path().filename().string());
+    }
+    return files;
+  }
+
+  store::TemporaryFolder folder_;
+  std::optional<QualityDatabase> data_;
+};
+
+using FileSet = std::set<std::string>;
+
+// A file's text as SQLite sees it: its count of rows, then what integrity_check says.
+std::string Examined(const std::string& path) {
+  sqlite3* db = nullptr;
+  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+  std::string text;
+  const auto add = [](void* out, int, char** values, char**) {
+    static_cast<std::string*>(out)->append(values[0]).append(" ");
+    return 0;
+  };
+  for (const char* sql : {"SELECT count(*) FROM measurement", "PRAGMA integrity_check"}) {
+    if (sqlite3_exec(db, sql, add, &text, nullptr) != SQLITE_OK) text += sqlite3_errmsg(db);
+  }
+  sqlite3_close(db);
+  return text;
+}
+
+// Lots of subgroups of one value.
+std::string ManyValues(int subgroups) {
+  std::string text = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < subgroups; ++i) {
+    const std::string number = std::to_string(1000 + i);
+    text += "Shaft,Lathe,Width,subgroup number " + number + ",2024-01-0" +
+            std::to_string(1 + i % 9) + "T00:00:00Z," + number + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+// --- Finding and listing -------------------------------------------------------------------------
+
+TEST_F(QualityDatabaseTest, FindsByNameAndNamesByIdentifier) {
+  const auto shaft = Id(ItemKind::Part, "Shaft");
+  EXPECT_EQ(Data().Name(ItemKind::Part, shaft), "Shaft");
+  EXPECT_FALSE(Data().Find(ItemKind::Part, "shaft")) << "names are exact";
+  EXPECT_FALSE(Data().Find(ItemKind::Process, "Shaft")) << "of another kind";
+  EXPECT_EQ(Data().Name(ItemKind::Part, 99), "");
+  const auto colour = Data().FindDescriptorGroup("colour");
+  ASSERT_TRUE(colour);
+  const auto blue = Data().FindDescriptor(*colour, "blue");
+  ASSERT_TRUE(blue);
+  EXPECT_FALSE(Data().FindDescriptor(*colour, "green"));
+  EXPECT_FALSE(Data().FindDescriptor(*colour + 1, "blue"));
+  const auto descriptors = Data().Descriptors();
+  ASSERT_EQ(descriptors.size(), 2U);
+  EXPECT_EQ(descriptors[0].name, "blue");
+  EXPECT_EQ(descriptors[0].id, *blue);
+  EXPECT_EQ(descriptors[0].group_name, "colour");
+  EXPECT_EQ(Data().SubgroupLabel(1), "7");
+  EXPECT_EQ(Data().SubgroupLabel(99), "");
+}
+
+TEST_F(QualityDatabaseTest, CountsItemsAndStreamsWithTheirTimes) {
+  const auto tests = Data().CountedItems(ItemKind::Test);
+  ASSERT_EQ(tests.size(), 2U);
+  EXPECT_EQ(tests[0].name, "Length");
+  EXPECT_EQ(tests[1].name, "Width");
+  EXPECT_EQ(tests[1].subgroups, 3);
+  EXPECT_EQ(tests[1].first, 100);
+  EXPECT_EQ(tests[1].last, 400);
+  EXPECT_EQ(tests[1].type, ttVariable);
+  const auto streams = Data().Streams();
+  ASSERT_EQ(streams.size(), 3U);
+  const auto shaft =
+      std::ranges::find(streams, Stream("Shaft", "Lathe", "Width"),
+                        [](const ListedStream& each) -> const StreamKey& { return each; });
+  ASSERT_NE(shaft, streams.end());
+  EXPECT_EQ(shaft->subgroups, 2);
+  EXPECT_EQ(shaft->first, 100);
+  EXPECT_EQ(shaft->last, 200);
+  EXPECT_EQ(shaft->test_type, ttVariable);
+}
+
+TEST_F(QualityDatabaseTest, CodesAndPartsShowTextWeightAndType) {
+  Import("code,name,factor\nD1,Scratch,2\nD2,,1\n", ImportKind::Defects);
+  Import("code,name,type\nRUN,running,run\n", ImportKind::StateCodes);
+  const auto defects = Data().Items(ItemKind::Defect);
+  ASSERT_EQ(defects.size(), 2U);
+  EXPECT_EQ(defects[0].name, "D1");
+  EXPECT_EQ(defects[0].text, "Scratch");
+  EXPECT_EQ(defects[0].factor, 2.0);
+  EXPECT_EQ(defects[1].text, "");
+  const auto states = Data().Items(ItemKind::StateCode);
+  ASSERT_EQ(states.size(), 1U);
+  EXPECT_EQ(states[0].type, pst_Run);
+  Import("part,factor\nShaft,2.5\n", ImportKind::Parts);
+  EXPECT_EQ(Data().Items(ItemKind::Part)[0].factor, 2.5);
+}
+
+TEST_F(QualityDatabaseTest, GroupsByNameAndRuleSets) {
+  Import("kind,group,name\npart,round,Shaft\npart,round,Bolt\npart,a few,Bolt\n",
+         ImportKind::Groups);
+  const auto groups = Data().Groups(ItemKind::Part);
+  ASSERT_EQ(groups.size(), 2U);
+  EXPECT_EQ(groups[0].name, "a few");
+  EXPECT_EQ(groups[1].members.size(), 2U);
+  EXPECT_EQ(Data().FindGroup(ItemKind::Part, "round"), groups[1].id);
+  EXPECT_FALSE(Data().FindGroup(ItemKind::Test, "round"));
+  const auto sets = Data().RuleSets();
+  const auto aiag = std::ranges::find(sets, "aiag", &RuleSet::name);
+  ASSERT_NE(aiag, sets.end());
+  EXPECT_EQ(aiag->numbers, (std::vector<std::int32_t>{1, 3, 4, 5, 6, 7, 8, 10}));
+  EXPECT_NE(FailureOf([&] { Data().UseRuleSet("nobody's"); }), "");
+}
+
+TEST_F(QualityDatabaseTest, TheStateBeforeATimeIsTheLatestRecordOfTheProcess) {
+  Import("code,type\nRUN,run\nIDLE,idle\n", ImportKind::StateCodes);
+  Import(
+      "process,time,state\nLathe,1970-01-01T00:10:00Z,RUN\nLathe,1970-01-01T00:20:00Z,IDLE\n"
+      "Mill,1970-01-01T00:15:00Z,IDLE\n",
+      ImportKind::States);
+  const auto lathe = Id(ItemKind::Process, "Lathe");
+  EXPECT_FALSE(Data().StateBefore(lathe, 600)) << "a record of that very time is not before it";
+  const auto state = Data().StateBefore(lathe, 1200);
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->name, "RUN");
+  EXPECT_EQ(state->type, pst_Run);
+  EXPECT_EQ(state->since, 600);
+  EXPECT_EQ(state->process, lathe);
+  EXPECT_EQ(Data().StateBefore(lathe, INT64_MAX)->since, 1200);
+  EXPECT_FALSE(Data().StateBefore(0, 5000)) << "no process is not every process";
+}
+
+// --- Limits --------------------------------------------------------------------------------------
+
+TEST_F(QualityDatabaseTest, SpecificationLimitsHaveVersionsAndOneInForce) {
+  Import(
+      "part,test,usl,target,lsl,effective,alarms,name,scale\n"
+      "Shaft,Width,15,12,,,,first,2\n"
+      "Shaft,Width,16,12,8,1970-01-02T00:00:00Z,lsl,second,3\n",
+      ImportKind::Limits);
+  Import("part,test,usl,effective,alarms\nShaft,Width,17,1970-01-02T00:00:00Z,none\n",
+         ImportKind::Limits);
+  const auto stream = Stream("Shaft", "Lathe", "Width");
+  const auto rows = Data().Versions<SpecificationLimits>(stream);
+  ASSERT_EQ(rows.size(), 2U) << "the later import took over from the second";
+  EXPECT_EQ(rows[0].effective, kSinceEver);
+  EXPECT_EQ(rows[0].usl, 15.0);
+  EXPECT_EQ(rows[0].target, 12.0);
+  EXPECT_FALSE(rows[0].lsl);
+  EXPECT_EQ(rows[0].alarms, "usl target");
+  EXPECT_EQ(rows[0].name, "first");
+  EXPECT_EQ(rows[0].scale, 2);
+  EXPECT_EQ(rows[1].usl, 17.0);
+  EXPECT_EQ(rows[1].alarms, "none");
+  EXPECT_EQ(Data().InForce<SpecificationLimits>(stream, 86399)->usl, 15.0);
+  EXPECT_EQ(Data().InForce<SpecificationLimits>(stream, 86400)->usl, 17.0);
+  EXPECT_TRUE(Data().Versions<SpecificationLimits>(Stream("Bolt", "Lathe", "Width")).empty());
+}
+
+TEST_F(QualityDatabaseTest, ControlLimitsOfTheProcessComeBeforeThoseOfAny) {
+  Import(
+      "part,process,test,mean,sp,sw,effective,chart-word\n"
+      "Shaft,,Width,10,1,2,1970-01-02T00:00:00Z,0x102\n"
+      "Shaft,Lathe,Width,11,3,4,1970-01-02T00:00:00Z,\n"
+      "Shaft,Mill,Width,12,5,6,1970-01-03T00:00:00Z,\n",
+      ImportKind::ControlLimits);
+  const auto stream = Stream("Shaft", "Lathe", "Width");
+  const auto rows = Data().Versions<ControlLimits>(stream);
+  ASSERT_EQ(rows.size(), 2U) << "not those of another process";
+  EXPECT_EQ(rows[0].process, 0);
+  EXPECT_EQ(rows[0].chart_word, 0x102);
+  EXPECT_EQ(rows[0].sp, 1.0);
+  EXPECT_EQ(rows[0].sw, 2.0);
+  EXPECT_EQ(Data().InForce<ControlLimits>(stream, 86400)->mean, 11.0);
+  EXPECT_FALSE(Data().InForce<ControlLimits>(stream, 86399));
+  EXPECT_EQ(Data().InForce<ControlLimits>(Stream("Shaft", "Mill", "Width"), 86400)->mean, 10.0);
+}
+
+TEST_F(QualityDatabaseTest, NetContentsShowWhatTheClassDerived) {
+  Import("part,test,nominal,class,factor,name\nShaft,Width,500,R87,2,jar\n",
+         ImportKind::NetContents);
+  const auto row = Data().InForce<NetContents>(Stream("Shaft", "Lathe", "Width"), 0);
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->nominal, 500.0);
+  EXPECT_EQ(row->t1l, 485.0);
+  EXPECT_EQ(row->t1lp, 2.5);
+  EXPECT_EQ(row->t2l, 470.0);
+  EXPECT_FALSE(row->mavu);
+  EXPECT_EQ(row->class_name, "R87");
+  EXPECT_EQ(row->quantity, "mass");
+  EXPECT_FALSE(row->upper);
+  EXPECT_EQ(row->factor, 2.0);
+  EXPECT_EQ(row->name, "jar");
+}
+
+TEST_F(QualityDatabaseTest, OpportunitiesHoldFromTheirTimeOn) {
+  Import(
+      "part,test,opportunities,effective\nShaft,Width,40,1970-01-02\nShaft,Width,50,1970-01-03\n",
+      ImportKind::Opportunities);
+  const auto stream = Stream("Shaft", "Lathe", "Width");
+  EXPECT_EQ(Data().Versions<Opportunities>(stream).size(), 2U);
+  EXPECT_FALSE(Data().InForce<Opportunities>(stream, 0));
+  EXPECT_EQ(Data().InForce<Opportunities>(stream, 2 * 86400 - 1)->opportunities, 40);
+  EXPECT_EQ(Data().InForce<Opportunities>(stream, 2 * 86400)->opportunities, 50);
+}
+
+// --- Settings, words, times ----------------------------------------------------------------------
+
+TEST_F(QualityDatabaseTest, SettingsFallBackAndRefuseWhatTheirReaderCannotUse) {
+  for (const auto& kind : SettingKinds()) {
+    EXPECT_EQ(Data().Setting(kind.name), kind.fallback) << kind.name;
+    Data().Set(kind.name, kind.fallback);  // every fallback is a value that is taken
+    EXPECT_NE(FailureOf([&] { Data().Set(kind.name, "no such thing"); }), "") << kind.name;
+    for (const auto word : kind.words) Data().Set(kind.name, word);
+  }
+  EXPECT_EQ(Data().Setting("sigma_estimator"), "pooled-as-sbar");
+  const auto refused = FailureOf([&] { Data().Set("colour", "red"); });
+  EXPECT_NE(refused.find("there is no setting \"colour\""), std::string::npos) << refused;
+  EXPECT_NE(FailureOf([&] { Data().Setting("colour"); }), "");
+}
+
+TEST_F(QualityDatabaseTest, ShiftsFollowTheSettings) {
+  Data().Set("shift_starts", "05:00 17:00");
+  Data().Set("time_zone", "+01:00");
+  const auto shift = Data().Shifts().Around(12 * 3600);
+  EXPECT_EQ(shift.start, 4 * 3600);
+  EXPECT_EQ(shift.end, 16 * 3600);
+}
+
+TEST(Words, OfImportKindsGoBothWays) {
+  const auto words = ImportKindWords();
+  EXPECT_EQ(words.size(), 17U);
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    EXPECT_EQ(ImportKindFromWord(words[i]), static_cast<ImportKind>(i)) << words[i];
+  }
+  EXPECT_FALSE(ImportKindFromWord("value"));
+}
+
+TEST(Words, OfItemKindsGoBothWays) {
+  for (int i = 0; i < kItemKinds; ++i) {
+    const auto kind = static_cast<ItemKind>(i);
+    EXPECT_EQ(ItemKindFromWord(WordOf(kind)), kind) << WordOf(kind);
+  }
+  EXPECT_EQ(ItemKindFromWord("processes"), ItemKind::Process);
+  EXPECT_FALSE(ItemKindFromWord("thing"));
+}
+
+TEST(Times, ADayEndsWithItsLastSecond) {
+  EXPECT_EQ(ParseTime("1970-01-02"), 86400);
+  EXPECT_EQ(ParseTime("1970-01-02", true), 2 * 86400 - 1);
+  EXPECT_EQ(ParseTime("1970-01-02T00:00", true), 86400);
+  EXPECT_FALSE(ParseTime("yesterday"));
+  const time::FixedNow now(1234);
+  EXPECT_EQ(CurrentTime(), 1234);
+}
+
+// --- New databases -------------------------------------------------------------------------------
+
+TEST_F(QualityDatabaseTest, CreateMakesADatabaseAndNothingElse) {
+  { const auto made = QualityDatabase::Create(Path()); }
+  EXPECT_EQ(Files(), FileSet({"q.db"}));
+  EXPECT_EQ(Examined(Path()), "0 ok ");
+  const auto again = FailureOf([&] { QualityDatabase::Create(Path()); });
+  EXPECT_EQ(again, Path() + ": is there already");
+  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 0U);
+}
+
+TEST_F(QualityDatabaseTest, ARefusedFileLeavesNoDatabase) {
+  const auto file = CsvFile("part,process\n");
+  EXPECT_NE(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }), "");
+  EXPECT_EQ(Files(), FileSet({"in.csv"}));
+}
+
+TEST_F(QualityDatabaseTest, ImportIntoAddsToADatabaseThatIsThere) {
+  for (const char* part : {"Shaft", "Bolt"}) {
+    const auto file = CsvFile(std::string("part,process,test,subgroup,time,value\n") + part +
+                              ",Lathe,Width,1,2024-01-01,1\n");
+    EXPECT_EQ(QualityDatabase::ImportInto(Path(), file, ImportKind::Values).subgroups, 1);
+  }
+  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 2U);
+}
+
+TEST_F(QualityDatabaseTest, AFileThatAnotherProgramMadeMeanwhileStays) {
+  const auto file = CsvFile(kValues);
+  const auto reason = FailureOf([&] {
+    QualityDatabase::Create(Path(), [&](QualityDatabase& outer) {
+      // With the same process number, as programs in different containers may have.
+      QualityDatabase::ImportInto(Path(), file, ImportKind::Values);
+      outer.Import(CsvFile("part,factor\nNut,1\n"), ImportKind::Parts);
+    });
+  });
+  EXPECT_EQ(reason, Path() + ": is there already");
+  EXPECT_EQ(Files(), FileSet({"in.csv", "q.db"}));
+  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 3U);
+}
+
+TEST_F(QualityDatabaseTest, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
+  for (const char* ending : {"-wal", "-shm", "-journal"}) {
+    const std::string left = Path() + ending;
+    WriteFile(left, "somebody's");
+    const std::string expected =
+        Path() + ": " + left + " is left from another database; move it away";
+    const auto file = CsvFile(kValues);
+    EXPECT_EQ(FailureOf([&] { QualityDatabase::Create(Path()); }), expected);
+    EXPECT_EQ(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }),
+              expected);
+    EXPECT_EQ(FailureOf([&] { OpenDatabase(Path(), true); }), expected);
+    EXPECT_EQ(Files(), FileSet({"in.csv", std::string("q.db") + ending}));
+    std::filesystem::remove(left);
+  }
+}
+
+// The log of a writer that died is replayed when its database is opened again, not when another
+// one takes the name.
+TEST_F(QualityDatabaseTest, TheLogOfARemovedDatabaseIsNotReplayedOverANewOne) {
+  { const auto old = QualityDatabase::Create(Path()); }
+  const std::string kept = folder_.File("kept");
+  {
+    auto old = QualityDatabase::Open(Path());
+    old.Set("time_zone", "+05:00");
+    std::filesystem::copy_file(Path() + "-wal", kept);
+  }
+  std::filesystem::remove(Path());
+  std::filesystem::rename(kept, Path() + "-wal");
+  const auto file = CsvFile(kValues);
+  EXPECT_NE(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }), "");
+  EXPECT_FALSE(std::filesystem::exists(Path()));
+  std::filesystem::remove(Path() + "-wal");
+  QualityDatabase::ImportInto(Path(), file, ImportKind::Values);
+  EXPECT_EQ(QualityDatabase::Open(Path()).Setting("time_zone"), "UTC");
+}
+
+TEST_F(QualityDatabaseTest, NamesThatSQLiteTakesForSomethingElseAreFileNames) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(std::filesystem::path(Path()).parent_path());
+  const auto file = CsvFile(kValues);
+  for (const char* name : {":memory:", "file:q.db?mode=memory", "file::memory:", "file:q"}) {
+    QualityDatabase::ImportInto(name, file, ImportKind::Values);
+    EXPECT_TRUE(std::filesystem::is_regular_file(name)) << name;
+    EXPECT_EQ(QualityDatabase::Open(name).Streams().size(), 3U) << name;
+    auto read = OpenDatabase(name);
+    EXPECT_TRUE(std::filesystem::remove(name));
+  }
+  EXPECT_EQ(FailureOf([] { OpenDatabase("", true); }), "the name of the database is empty");
+  EXPECT_EQ(FailureOf([] { QualityDatabase::Create(""); }), "the name of the database is empty");
+  std::filesystem::current_path(before);
+}
+
+TEST_F(QualityDatabaseTest, ALinkToNowhereIsFollowed) {
+  std::filesystem::create_directory(folder_.File("far"));
+  std::filesystem::create_symlink(folder_.File("far/real.db"), Path());
+  QualityDatabase::ImportInto(Path(), CsvFile(kValues), ImportKind::Values);
+  EXPECT_TRUE(std::filesystem::is_symlink(Path()));
+  EXPECT_EQ(Examined(folder_.File("far/real.db")), "4 ok ");
+}
+
+// Every size of a device: all is there, or nothing and a failure.
+TEST_F(QualityDatabaseTest, AFullDeviceLeavesAWholeDatabaseOrNone) {
+  constexpr int kSubgroups = 600;
+  const auto file = CsvFile(ManyValues(kSubgroups));
+  const auto import = [&](std::int64_t bytes) {
+    const LimitedDevice device(bytes);
+    const auto reason =
+        FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); });
+    return std::pair(reason, device.Peak());
+  };
+  const auto [nothing, enough] = import(INT64_MAX);
+  EXPECT_EQ(nothing, "");
+  std::filesystem::remove(Path());
+
+  int made = 0, refused = 0;
+  for (std::int64_t bytes = 0; bytes <= enough; bytes += enough / 97) {
+    const auto [reason, peak] = import(bytes);
+    if (reason.empty()) {
+      ++made;
+      EXPECT_EQ(Files(), FileSet({"in.csv", "q.db"})) << bytes;
+      EXPECT_EQ(Examined(Path()), std::to_string(kSubgroups) + " ok ") << bytes;
+      std::filesystem::remove(Path());
+    } else {
+      ++refused;
+      EXPECT_EQ(reason, Path() + ": there is no room left on the device") << bytes;
+      EXPECT_EQ(Files(), FileSet({"in.csv"})) << bytes;
+    }
+  }
+  EXPECT_GT(refused, 50);
+  EXPECT_EQ(import(enough).first, "") << made;
+}
+
+}  // namespace orvspc::engine
