@@ -197,7 +197,7 @@ NOTES = {
     "GetNccLimMavLp": "Deliberate: the flag of MavL, not of MavLp.",
     "GetNccLimT1T2Up": "Deliberate: the field T1Up by the flag of T2Up.",
     "GetNccLimT1T2Lp": "The field T1Lp by its own flag.",
-    "GetTargetRatio": "Deliberate: the last of all, though its field stands among the indices.\n"
+    "GetTargetRatio": "Deliberate: the last of all, although its field is among the indices.\n"
                       "Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.\n"
                       "Without a limit Value stays as it came. A field that is no number, or a product beyond the\n"
                       "largest one, fails with 6.",
@@ -273,7 +273,7 @@ PRIVATE = """
   }
   bool Spec(std::int32_t bits) const { return (record_.SpecLim.EFlag & bits) != 0; }
   bool Ncc(std::int32_t bits) const { return (record_.NccLim.EFlag & bits) != 0; }
-  // Deliberate: no bit of EFlag; the first word of the head tells.
+  // Deliberate: no bit of EFlag but the first word of the head.
   bool Lsc() const { return record_.NccLim.Head[0] != 0; }
 
   API_CAStatistics record_;

@@ -112,13 +112,17 @@ void CsvReader::Refuse(std::string_view column, std::string_view value,
   RefuseAt(line_, column, value, reason);
 }
 
-void CsvReader::RefuseAt(std::int64_t line, std::string_view column, std::string_view value,
-                         std::string_view reason) const {
+std::string CsvReader::PlaceText(std::int64_t line, std::string_view column, std::string_view value,
+                                 std::string_view reason) const {
   std::string message = path_ + ": line " + std::to_string(line);
   if (!column.empty()) message += ", column \"" + std::string(column) + "\"";
   if (!value.empty()) message += ", value \"" + Shortened(value) + "\"";
-  message += ": " + std::string(reason);
-  throw platform::ExternalFailure(kFailure, "Import", message);
+  return message + ": " + std::string(reason);
+}
+
+void CsvReader::RefuseAt(std::int64_t line, std::string_view column, std::string_view value,
+                         std::string_view reason) const {
+  throw platform::ExternalFailure(kFailure, "Import", PlaceText(line, column, value, reason));
 }
 
 // Makes room behind what is not yet taken and reads on. False when the file has no more.

@@ -30,6 +30,9 @@ class CsvReader {
   std::int64_t FileSize() const { return file_size_; }
 
   // Throws the one-line message: file, line, column, the value cut to 60 characters, the reason.
+  // FILE: line 3, column "usl", value "1": reason.
+  std::string PlaceText(std::int64_t line, std::string_view column, std::string_view value,
+                        std::string_view reason) const;
   [[noreturn]] void Refuse(std::string_view column, std::string_view value,
                            std::string_view reason) const;
   [[noreturn]] void RefuseAt(std::int64_t line, std::string_view column, std::string_view value,

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
+#include <optional>
 #include <set>
+#include <span>
+#include <string>
 #include <tuple>
 
 #include "engine/catalogue/stored_rate.h"
@@ -59,6 +63,29 @@ std::int32_t NamedLimits(const ImportTable& table, std::size_t column, std::int3
   return flags;
 }
 
+// An upper limit lies above its lower one, a line gives at least one limit, goals are not negative.
+void CheckLimits(const ImportTable& table, std::size_t first, std::int32_t given,
+                 std::span<const std::optional<double>> values, ImportReport& report) {
+  enum : std::size_t { kUsl, kTarget, kLsl, kUgb, kLgb, kUrl, kLrl, kUwp, kLwp, kCp, kCpk };
+  if (given == 0) table.Refuse(first, "the line gives no limit");
+  constexpr std::pair<std::size_t, std::size_t> kPairs[] = {
+      {kUsl, kLsl}, {kUgb, kLgb}, {kUrl, kLrl}, {kUwp, kLwp}};
+  for (const auto& [upper, lower] : kPairs) {
+    if (values[upper] && values[lower] && *values[upper] <= *values[lower]) {
+      table.Refuse(first + upper,
+                   "must lie above the lower limit " + std::string(kLimits[lower].name));
+    }
+  }
+  for (const auto goal : {kCp, kCpk}) {
+    if (values[goal] && *values[goal] < 0.0) table.Refuse(first + goal, "must not be below 0");
+  }
+  const auto& target = values[kTarget];
+  if (target &&
+      ((values[kUsl] && *target > *values[kUsl]) || (values[kLsl] && *target < *values[kLsl]))) {
+    table.Remark(report, "target-outside", first + kTarget, "lies outside the specification");
+  }
+}
+
 // Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
 double Mean(const ImportTable& table, std::size_t column, std::int32_t chart_word) {
   const auto mean = table.Number(column);
@@ -106,8 +133,9 @@ ImportReport ImportLimits(const ImportContext& context) {
         "?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20)");
     insert.Bind(1, std::int64_t{part}).Bind(2, std::int64_t{test}).Bind(3, std::int64_t{effective});
     std::int32_t flags = 0;
+    std::array<std::optional<double>, kLimitCount> values;
     for (std::size_t i = 0; i < kLimitCount; ++i) {
-      const auto value = table.OptionalNumber(kFirstLimit + i);
+      const auto& value = values[i] = table.OptionalNumber(kFirstLimit + i);
       const auto place = static_cast<int>(4 + i);
       if (value) {
         insert.Bind(place, *value);
@@ -116,11 +144,7 @@ ImportReport ImportLimits(const ImportContext& context) {
         insert.BindNull(place);
       }
     }
-    const auto upper = table.OptionalNumber(kFirstLimit),
-               lower = table.OptionalNumber(kFirstLimit + 2);
-    if (upper && lower && *upper <= *lower) {
-      table.Refuse(kFirstLimit, "must lie above the lower limit lsl");
-    }
+    CheckLimits(table, kFirstLimit, flags, values, report);
     insert.Bind(15, std::int64_t{flags})
         .Bind(16, std::int64_t{NamedLimits(table, kAlarms, flags)})
         .Bind(17, std::int64_t{table.Whole(kScale, 0, kHighestScale, kUsualScale)})
@@ -185,8 +209,12 @@ ImportReport ImportControlLimits(const ImportContext& context) {
       if (value < 0.0) table.Refuse(column, "a standard deviation is not below 0");
       insert.Bind(static_cast<int>(6 + column - kSp), value);
     }
-    insert.Bind(10, std::int64_t{table.Stamp(kStart, 0)})
-        .Bind(11, std::int64_t{table.Stamp(kFinish, 0)})
+    const auto start = table.Stamp(kStart, 0), finish = table.Stamp(kFinish, 0);
+    if (start != 0 && finish != 0 && start > finish) {
+      table.Refuse(kStart, "must not lie after finish");
+    }
+    insert.Bind(10, std::int64_t{start})
+        .Bind(11, std::int64_t{finish})
         .Bind(12, std::int64_t{chart_word})
         .Bind(13, std::string_view(context.who))
         .Bind(14, context.made)

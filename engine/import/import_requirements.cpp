@@ -69,6 +69,10 @@ ImportReport ImportRequirements(const ImportContext& context) {
     }
     const auto minutes = is_interval ? table.Whole(kMinutes, 1, kMostMinutes) : 0;
     const auto grace = table.Whole(kGrace, 0, kMostMinutes, 0);
+    if (is_interval && grace > minutes) {
+      table.Remark(report, "grace-above-minutes", kGrace,
+                   "is longer than the interval; samples count for more than one");
+    }
     const auto from = table.Stamp(kFrom, time::kNoStamp), to = table.Stamp(kTo, time::kNoStamp);
     if (from != time::kNoStamp && to != time::kNoStamp && to <= from)
       table.Refuse(kTo, "must lie after from");

@@ -62,9 +62,7 @@ void ImportTable::Match(std::string_view name, std::size_t place, const ImportOp
   }
   if (!prefix.empty() && lower.starts_with(prefix) && lower.size() > prefix.size()) {
     const auto rest = name.substr(prefix.size());
-    for (const auto& extra : extra_) {
-      if (extra.name == rest) reader_.Refuse(name, "", "the column is there twice");
-    }
+    if (!extra_names_.emplace(rest).second) reader_.Refuse(name, "", "the column is there twice");
     extra_.push_back({std::string(rest), place});
     return;
   }
@@ -90,6 +88,16 @@ void ImportTable::Refuse(std::size_t column, std::string_view reason) const {
 void ImportTable::RefuseAt(std::int64_t line, std::size_t column, std::string_view value,
                            std::string_view reason) const {
   reader_.RefuseAt(line, columns_[column].name, value, reason);
+}
+
+void ImportTable::Remark(ImportReport& report, std::string code, std::size_t column,
+                         std::string_view reason) const {
+  constexpr std::size_t kMaxNotes = 20;
+  if (report.notes.size() >= kMaxNotes) return;
+  report.notes.push_back(
+      {std::move(code),
+       reader_.PlaceText(reader_.Line(), columns_[column].name, Cell(column), reason),
+       {}});
 }
 
 std::string_view ImportTable::Name(std::size_t column) const {
@@ -160,11 +168,18 @@ std::int32_t ImportTable::OneOf(std::size_t column,
 
 std::int32_t ImportTable::ChartWord(std::size_t column) const {
   const auto cell = Cell(column);
-  if (!cell.starts_with("0x")) return Whole(column, 0, 0xfff, 0);
   std::int32_t word = 0;
-  const auto [end, code] = std::from_chars(cell.data() + 2, cell.data() + cell.size(), word, 16);
-  if (code != std::errc() || end != cell.data() + cell.size() || word < 0 || word > 0xfff) {
-    Refuse(column, "is no chart word, 0x000 to 0xfff");
+  if (cell.starts_with("0x")) {
+    const auto [end, code] = std::from_chars(cell.data() + 2, cell.data() + cell.size(), word, 16);
+    if (code != std::errc() || end != cell.data() + cell.size() || word < 0 || word > 0xfff) {
+      Refuse(column, "is no chart word, 0x000 to 0xfff");
+    }
+  } else {
+    word = Whole(column, 0, 0xfff, 0);
+  }
+  const auto graph1 = word >> 8, graph2 = (word >> 4) & 15, graph3 = word & 15;
+  if (graph1 == 6 || graph1 == 7 || graph2 > 4 || graph3 > 2) {
+    Refuse(column, "is the word of no chart");
   }
   return word;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "engine/catalogue/ItemKind.h"
@@ -63,6 +64,9 @@ class ImportTable {
   [[noreturn]] void Refuse(std::size_t column, std::string_view reason) const;
   [[noreturn]] void RefuseAt(std::int64_t line, std::size_t column, std::string_view value,
                              std::string_view reason) const;
+  // The line is taken, but its author may want to look at it again.
+  void Remark(ImportReport& report, std::string code, std::size_t column,
+              std::string_view reason) const;
   const CsvReader& Reader() const { return reader_; }
   std::int64_t Lines() const { return lines_; }
 
@@ -78,6 +82,7 @@ class ImportTable {
   CsvReader reader_;
   std::vector<std::size_t> places_;
   std::vector<ExtraColumn> extra_;
+  std::unordered_set<std::string> extra_names_;
   std::int64_t lines_ = 0;
 };
 

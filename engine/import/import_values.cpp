@@ -297,9 +297,8 @@ void ValuesImport::TakeDescriptors(OpenMeasurement& open) {
   for (std::size_t i = 0; i < table_.Extra().size(); ++i) {
     const auto cell = table_.ExtraCell(i);
     if (cell.empty()) continue;
-    const std::pair descriptor(DescriptorId(i, cell), table_.Whole(kTsno, 0, INT32_MAX, 0));
-    auto& list = batch_.subgroups[open.subgroup].descriptors;
-    if (std::find(list.begin(), list.end(), descriptor) == list.end()) list.push_back(descriptor);
+    batch_.subgroups[open.subgroup].descriptors.emplace(DescriptorId(i, cell),
+                                                        table_.Whole(kTsno, 0, INT32_MAX, 0));
   }
 }
 

@@ -75,8 +75,8 @@ struct OpenSubgroup {
   std::string label;
   std::int64_t line = 0;
   std::int32_t id = 0;
-  bool is_new = false;                                             // to the database
-  std::vector<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
+  bool is_new = false;                                          // to the database
+  std::set<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
 };
 
 // A cell that all lines of a (subgroup, test) that have it must have alike.

@@ -14,11 +14,19 @@ namespace orvspc {
 // between calls.
 class CAAnalysis : public platform::Object {
  public:
-  // Neither the selection nor the settings is changed: the result holds corrected clones. Never
-  // null. No data and a failure inside the capability library both give an empty result. Fails with
-  // 13 when Database is no database object, with 91 when an object is missing, with 6 when a
-  // setting is too large for its place in the options, and as DataSelect.API_GetData does on a bad
-  // selection.
+  // The result is never null and holds corrected clones of the selection and the settings; the
+  // host's objects stay as they are. No data and a failure inside the capability library both give
+  // an empty result. Failures:
+  //
+  // - 13: Database is no database object;
+  //
+  // - 91: an object is missing;
+  //
+  // - 6: a setting is too large for its place in the options;
+  //
+  // - 7: BinCount bins or CurveCount points do not fit into memory;
+  //
+  // - those of DataSelect.API_GetData.
   std::shared_ptr<CAResults> AnalyzeDataSelect(
       const std::shared_ptr<platform::Object>& Database,
       const std::shared_ptr<orvspc::DataSelect>& DataSelect,

@@ -40,36 +40,11 @@ XmlNode CreateBinXMLNode(XmlDocument& Document, const API_CABin& bin) {
 
 }  // namespace
 
-bool CABins::MoveTo(std::int32_t Index) {
-  return Traced("CABins.MoveTo", [&] { return cursor_.MoveTo(Index, count_); });
-}
-
-bool CABins::MoveFirst() {
-  return Traced("CABins.MoveFirst", [&] { return cursor_.MoveFirst(count_); });
-}
-
-bool CABins::MoveLast() {
-  return Traced("CABins.MoveLast", [&] { return cursor_.MoveLast(count_); });
-}
-
-bool CABins::MoveNext() {
-  return Traced("CABins.MoveNext", [&] { return cursor_.MoveNext(count_); });
-}
-
-bool CABins::MovePrev() {
-  return Traced("CABins.MovePrev", [&] { return cursor_.MovePrev(count_); });
-}
-
-double CABins::XMax() const { return bins_[cursor_.Position()].XMax; }
-double CABins::XMin() const { return bins_[cursor_.Position()].XMin; }
-double CABins::YMax() const { return bins_[cursor_.Position()].YMax; }
-double CABins::YMin() const { return bins_[cursor_.Position()].YMin; }
-
 void CABins::Load(const Friend&, Array<API_CABin> Bins) {
   Traced("CABins.Load", [&] {
     bins_ = std::move(Bins);
     count_ = checked::Narrow(bins_.UpperBound() + 1);
-    cursor_.Reset();
+    ResetCursor();
   });
 }
 

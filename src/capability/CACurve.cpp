@@ -11,26 +11,6 @@
 
 namespace orvspc {
 
-bool CACurve::MoveTo(std::int32_t Index) {
-  return Traced("CACurve.MoveTo", [&] { return cursor_.MoveTo(Index, count_); });
-}
-
-bool CACurve::MoveFirst() {
-  return Traced("CACurve.MoveFirst", [&] { return cursor_.MoveFirst(count_); });
-}
-
-bool CACurve::MoveLast() {
-  return Traced("CACurve.MoveLast", [&] { return cursor_.MoveLast(count_); });
-}
-
-bool CACurve::MoveNext() {
-  return Traced("CACurve.MoveNext", [&] { return cursor_.MoveNext(count_); });
-}
-
-bool CACurve::MovePrev() {
-  return Traced("CACurve.MovePrev", [&] { return cursor_.MovePrev(count_); });
-}
-
 void CACurve::Load(const Friend&, Array<double> X, Array<double> Y) {
   Traced("CACurve.Load", [&] {
     x_ = std::move(X);

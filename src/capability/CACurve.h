@@ -6,9 +6,8 @@
 #include <string_view>
 
 #include "frame/Array.h"
-#include "frame/Cursor.h"
+#include "frame/RowSet.h"
 #include "platform/Dom.h"
-#include "platform/Object.h"
 
 namespace orvspc {
 
@@ -16,26 +15,17 @@ class Friend;
 
 // The curve fitted to the histogram of a capability analysis, one point a row, with a cursor that
 // starts on the first. Hosts reach it through CAResults.Curve. Empty when the analysis had no data.
-class CACurve : public platform::Object {
+class CACurve : public RowSet {
  public:
-  explicit CACurve(const Friend&) {}
+  explicit CACurve(const Friend&) : RowSet("CACurve", Moves::kDirect) {}
 
   // The number of X; there may be fewer Y in a curve that was read from XML.
   std::int32_t Count() const { return count_; }
 
-  // 1 on the first point and on an empty curve.
-  std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
-  // Moves are true when the cursor stands on the point asked for; otherwise it stays.
-  bool MoveTo(std::int32_t Index);
-  bool MoveFirst();
-  bool MoveLast();
-  bool MoveNext();
-  bool MovePrev();
-
   // The point at the cursor: X in the unit of the characteristic, Y on the scale of the bins. Fails
   // with 9 where there is none.
-  double X() const { return x_[cursor_.Position()]; }
-  double Y() const { return y_[cursor_.Position()]; }
+  double X() const { return x_[Position()]; }
+  double Y() const { return y_[Position()]; }
 
   // For the library.
   // Takes the points. Deliberate: the cursor stays where it was, even behind the new end. An array
@@ -51,9 +41,9 @@ class CACurve : public platform::Object {
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
+  std::int32_t RowCount() const override { return count_; }
   Array<double> x_, y_;
   std::int32_t count_ = 0;
-  Cursor cursor_;
 };
 
 }  // namespace orvspc

@@ -15,10 +15,10 @@ namespace {
 
 constexpr std::string_view kElement = "CAProcessing";
 
-constexpr std::int32_t kLeastBins = 5;
-constexpr std::int32_t kLeastPoints = 2, kPointsInstead = 10;
+constexpr std::int32_t kMinBins = 5;
+constexpr std::int32_t kMinPoints = 2, kPointsInstead = 10;
 
-// Places in the word of flags; the normalisation stands in the lowest bits.
+// Factors of the parts of the flags word; the lowest bits hold the normalisation.
 constexpr std::int32_t kAllowOverride = 16;
 constexpr std::int32_t kWindowType = 256;
 constexpr std::int32_t kShortTermSigmaType = 4096;
@@ -63,9 +63,9 @@ void CAProcessing::SetSettings(const Friend&, const Settings& value) { settings_
 
 void CAProcessing::FixProcessing() {
   Traced("CAProcessing.FixProcessing", [&] {
-    if (settings_.BinCount < kLeastBins) settings_.BinCount = kLeastBins;
+    if (settings_.BinCount < kMinBins) settings_.BinCount = kMinBins;
     // Deliberate: not raised to its least as the bins are; 0 and 1 points become 10.
-    if (settings_.CurveCount < kLeastPoints) settings_.CurveCount = kPointsInstead;
+    if (settings_.CurveCount < kMinPoints) settings_.CurveCount = kPointsInstead;
   });
 }
 
@@ -90,12 +90,7 @@ API_CAOptions CAProcessing::GetAPIOptions(const Friend&) const {
   });
 }
 
-std::string CAProcessing::GetXML() const {
-  return Traced("CAProcessing.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string CAProcessing::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
 platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
@@ -107,9 +102,7 @@ platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
 }
 
 bool CAProcessing::SetXML(std::string_view XML) {
-  return Traced("CAProcessing.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
+  return settings_xml::SetXML(kElement, *this, XML);
 }
 
 bool CAProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {

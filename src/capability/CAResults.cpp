@@ -42,14 +42,9 @@ void CAResults::Load(const Friend& key, const API_CAStatistics& Stats, Array<API
   });
 }
 
-std::string CAResults::GetXML() const {
-  return Traced("CAResults.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(*document));
-  });
-}
+std::string CAResults::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
-platform::XmlNode CAResults::CreateXMLNode(platform::XmlDocument& Document) const {
+platform::XmlNode CAResults::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("CAResults.CreateXMLNode", [&] {
     const auto root = Document.CreateElement(kElement);
     const auto append = [&](const auto& part) {
@@ -64,12 +59,9 @@ platform::XmlNode CAResults::CreateXMLNode(platform::XmlDocument& Document) cons
   });
 }
 
-bool CAResults::SetXML(std::string_view XML) {
-  return Traced("CAResults.SetXML",
-                [&] { return SetXMLNode(XMLSupport::GetXMLSingleNode(XML, kElement).node); });
-}
+bool CAResults::SetXML(std::string_view XML) { return settings_xml::SetXML(kElement, *this, XML); }
 
-bool CAResults::SetXMLNode(const platform::XmlNode& Node) {
+bool CAResults::SetXMLNode(const Friend&, const platform::XmlNode& Node) {
   return Traced("CAResults.SetXMLNode", [&] {
     platform::XmlDocument& document = XMLSupport::DocumentOf(Node);
     const auto child = [&](std::string_view name) { return document.SelectSingleNode(Node, name); };

@@ -50,11 +50,10 @@ class CAResults : public platform::Object {
   void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void Load(const Friend&, const API_CAStatistics& Stats, Array<API_CABin> Bins, Array<double> X,
             Array<double> Y);
+  platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
+  bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document) const;
-  bool SetXMLNode(const platform::XmlNode& Node);
-
   std::shared_ptr<CAProcessing> processing_;
   std::shared_ptr<orvspc::DataSelect> data_select_;
   std::shared_ptr<CAStatistics> statistics_;

@@ -251,7 +251,7 @@ class CAStatistics : public platform::Object {
   bool GetNccResultzT2U(double& Value) const {
     return Take(record_.NccResults.zT2U, Value, Ncc(kT2U));
   }
-  // Deliberate: the last of all, though its field stands among the indices.
+  // Deliberate: the last of all, although its field is among the indices.
   // Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.
   // Without a limit Value stays as it came. A field that is no number, or a product beyond the
   // largest one, fails with 6.
@@ -312,7 +312,7 @@ class CAStatistics : public platform::Object {
   }
   bool Spec(std::int32_t bits) const { return (record_.SpecLim.EFlag & bits) != 0; }
   bool Ncc(std::int32_t bits) const { return (record_.NccLim.EFlag & bits) != 0; }
-  // Deliberate: no bit of EFlag; the first word of the head tells.
+  // Deliberate: no bit of EFlag but the first word of the head.
   bool Lsc() const { return record_.NccLim.Head[0] != 0; }
 
   API_CAStatistics record_;

@@ -28,7 +28,7 @@ platform::ArrayRef Resizable(Array<API_CABin>& bins) {
   auto ref = bins.Ref();
   ref.resize = [&bins](std::size_t count) noexcept -> void* {
     try {
-      // More than the host's 32-bit count can tell is refused too.
+      // A count beyond 32 bits is refused too.
       const std::int64_t bound = checked::Narrow(static_cast<std::int64_t>(count));
       bins.Preserve(0, bound - 1);
     } catch (...) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "chart/cc_module.h"
@@ -22,7 +23,7 @@ namespace {
 using platform::ChartData;
 using platform::CtrlChrt6;
 
-// What both roads are given.
+// Inputs shared by the variable and the attribute path.
 struct Request {
   platform::Platform& platform;
   platform::Database& database;
@@ -31,26 +32,20 @@ struct Request {
   CCResults& results;
 };
 
-API_CCTotals Totals(const ChartRun& run) {
-  Array<API_CCTotals> totals;
-  run.Fetch(totals, 1, ChartData::Totals);
-  return totals[0];
+API_CCTotals Totals(std::string_view entry, const ChartRun& run) {
+  return Traced(entry, [&] {
+    Array<API_CCTotals> totals;
+    run.Fetch(totals, 1, ChartData::Totals);
+    return totals[0];
+  });
 }
 
-API_CCTotals GetVariableTotals(const ChartRun& run) {
-  return Traced("CCAnalysis.GetVariableTotals", [&] { return Totals(run); });
-}
-
-API_CCTotals GetAttributeTotals(const ChartRun& run) {
-  return Traced("CCAnalysis.GetAttributeTotals", [&] { return Totals(run); });
-}
-
-// Which rules are enabled as alarms, for each graph that the returned chart word tells.
+// Which rules are enabled as alarms, for each graph of the returned chart word.
 void GetAlarmMask(const Request& request, std::int32_t chart_word, std::int32_t graph_count,
                   Array<std::int32_t>& alarm_mask) {
   Traced("CCAnalysis.GetAlarmMask", [&] {
     alarm_mask.Dimension(0, 2);
-    // Deliberate: nested in the bracket of the road, so what is kept and given back here is 0.
+    // Deliberate: nested in the bracket of the path, so what is kept and given back here is 0.
     const std::int32_t kept = request.database.DatabaseValue(0);
     request.platform.DBLib().VLXDBL_GETALARMMASK(0, request.database.ConnectionHandle(),
                                                  request.info, request.filter, chart_word,
@@ -121,7 +116,7 @@ void CollectVariable(const Request& request, std::int32_t chart_word, API_CCResu
   const std::int32_t graphs = request.results.GraphCount();
 
   const ChartRun run(library, &CtrlChrt6::VLXCRT_VAR_DATA);
-  record.Totals = GetVariableTotals(run);
+  record.Totals = Totals("CCAnalysis.GetVariableTotals", run);
   FetchData(run, record, graphs);
   GetAlarmMask(request, chart_word, graphs, record.AlarmMask);
   cc_module::LoadVariableAlarms(library, record, request.results);
@@ -143,7 +138,7 @@ void CollectAttribute(const Request& request, std::int32_t chart_word, API_CCRes
   const std::int32_t graphs = request.results.GraphCount();
 
   const ChartRun run(library, &CtrlChrt6::VLXCRT_ATTR_DATA);
-  record.Totals = GetAttributeTotals(run);
+  record.Totals = Totals("CCAnalysis.GetAttributeTotals", run);
   FetchData(run, record, graphs);
   GetAlarmMask(request, chart_word, graphs, record.AlarmMask);
   cc_module::LoadAttributeAlarms(library, record, request.results);
@@ -157,7 +152,7 @@ void CollectAttribute(const Request& request, std::int32_t chart_word, API_CCRes
   ProcessSpecLim(record);
 }
 
-// The roads.
+// The two paths.
 // Deliberate: a failure skips END and the second DatabaseValue; the next run ends what is open.
 bool AnalyzeVariableDataSelect(const Request& request) {
   return Traced("CCAnalysis.AnalyzeVariableDataSelect", [&] {
@@ -227,10 +222,10 @@ std::shared_ptr<CCResults> CCAnalysis::AnalyzeDataSelect(
     results->DataSelect()->API_GetData(info, filter);
     const auto platform = PlatformInForce();
     const Request request{*platform, *database, info, filter.Elements(), *results};
-    // Deliberate: a chart type outside the enumeration takes the attribute road.
+    // Deliberate: a chart type outside the enumeration takes the attribute path.
     const bool done = results->Processing()->IsVariable() ? AnalyzeVariableDataSelect(request)
                                                           : AnalyzeAttributeDataSelect(request);
-    // Deliberate: a road ends in true or in a failure, so nobody is given nothing.
+    // Both paths return true or throw, so the result is never null.
     return done ? results : nullptr;
   });
 }

@@ -8,7 +8,7 @@
 
 namespace orvspc {
 
-// Deliberate: the size that the chart library told stays in the record and is not handed out.
+// Deliberate: the library's own size is kept in the record but not exposed.
 double CCGraph::AverageSize() const { return 0.0; }
 
 std::shared_ptr<CCGraphData> CCGraph::GraphData() {

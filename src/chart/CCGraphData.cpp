@@ -14,7 +14,7 @@ namespace {
 constexpr std::int32_t kLastRule = 31;
 constexpr std::int32_t kBitOfLastRule = 32768;
 
-// The bit that a rule sets in a point's marks; 0 for a number that has none.
+// The bit that a rule sets in a point's signals; 0 for a number that has none.
 std::int32_t BitOfRule(std::int32_t number) {
   if (number >= 0 && number < kLastRule) return std::int32_t{1} << number;
   return number == kLastRule ? kBitOfLastRule : 0;
@@ -23,73 +23,28 @@ std::int32_t BitOfRule(std::int32_t number) {
 }  // namespace
 
 template <class T>
-T CCGraphData::At(const Array<T>& field, std::int32_t guard) const {
-  return guard == 0 ? T{} : field[cursor_.Position()];
+T CCGraphData::At(std::string_view property, const Array<T>& field, std::int32_t guard) const {
+  return Traced(ProcedureName{Module(), property, "(g)"},
+                [&] { return guard == 0 ? T{} : field[Position()]; });
 }
 
 template <class T>
-std::optional<std::vector<T>> CCGraphData::All(const Array<T>& field, std::int32_t guard) const {
-  if (guard == 0) return std::nullopt;
-  const auto elements = field.Elements();
-  return std::vector<T>(elements.begin(), elements.end());
+std::optional<std::vector<T>> CCGraphData::All(std::string_view procedure, const Array<T>& field,
+                                               std::int32_t guard) const {
+  return Traced(ProcedureName{Module(), procedure}, [&]() -> std::optional<std::vector<T>> {
+    if (guard == 0) return std::nullopt;
+    const auto elements = field.Elements();
+    return std::vector<T>(elements.begin(), elements.end());
+  });
 }
 
-// Every per-point property with its array form, the field behind both, and the count that guards
-// each.
-// Deliberate: a set without overlays still gives a present, empty array of them.
-#define ORVSPC_POINT_FIELD(type, property, array_form, field, guard, array_guard)               \
-  type CCGraphData::property() const {                                                          \
-    return Traced("CCGraphData." #property "(g)",                                               \
-                  [&] { return static_cast<type>(At(record_.field, guard)); });                 \
-  }                                                                                             \
-  auto CCGraphData::array_form() const->decltype(All(record_.field, 0)) {                       \
-    return Traced("CCGraphData." #array_form, [&] { return All(record_.field, array_guard); }); \
-  }
-
-ORVSPC_POINT_FIELD(double, Point, GetPoints, Points, count_, count_)
-ORVSPC_POINT_FIELD(std::int32_t, Size, GetSizes, SGSizes, count_, count_)
-ORVSPC_POINT_FIELD(double, Overlay, GetOverlays, Overlays, overlay_count_, count_)
-ORVSPC_POINT_FIELD(std::int32_t, cOOC, GetcOOCs, cOOCs, count_, count_)
-ORVSPC_POINT_FIELD(std::int32_t, OOC, GetOOCs, OOCs, count_, count_)
-ORVSPC_POINT_FIELD(SpecLimitFlags, OOS, GetOOSs, OOSs, oos_count_, oos_count_)
-ORVSPC_POINT_FIELD(std::int32_t, AFlag, GetAFlags, AFlags, oos_count_, oos_count_)
-ORVSPC_POINT_FIELD(std::int32_t, EFlag, GetEFlags, EFlags, oos_count_, oos_count_)
-ORVSPC_POINT_FIELD(double, USL, GetUSLs, USLs, count_, count_)
-ORVSPC_POINT_FIELD(double, Target, GetTargets, Targets, count_, count_)
-ORVSPC_POINT_FIELD(double, LSL, GetLSLs, LSLs, count_, count_)
-ORVSPC_POINT_FIELD(double, cUCL, GetcUCLs, cUCLs, count_, count_)
-ORVSPC_POINT_FIELD(double, cCL, GetcCLs, cCLs, count_, count_)
-ORVSPC_POINT_FIELD(double, cLCL, GetcLCLs, cLCLs, count_, count_)
-ORVSPC_POINT_FIELD(double, UCL, GetUCLs, UCLs, count_, count_)
-ORVSPC_POINT_FIELD(double, CL, GetCLs, Cls, count_, count_)
-ORVSPC_POINT_FIELD(double, LCL, GetLCLs, LCLs, count_, count_)
-
-#undef ORVSPC_POINT_FIELD
-
-bool CCGraphData::Moved(bool stands) {
-  if (stands) ForgetRules();
-  return stands;
-}
-
-bool CCGraphData::MoveTo(std::int32_t Index) {
-  return Traced("CCGraphData.MoveTo", [&] { return Moved(cursor_.MoveTo(Index, count_)); });
-}
-
-bool CCGraphData::MoveFirst() {
-  return Traced("CCGraphData.MoveFirst", [&] { return Moved(cursor_.MoveFirst(count_)); });
-}
-
-bool CCGraphData::MoveLast() {
-  return Traced("CCGraphData.MoveLast", [&] { return Moved(cursor_.MoveLast(count_)); });
-}
-
-bool CCGraphData::MoveNext() {
-  return Traced("CCGraphData.MoveNext", [&] { return Moved(cursor_.MoveNext(count_)); });
-}
-
-bool CCGraphData::MovePrev() {
-  return Traced("CCGraphData.MovePrev", [&] { return Moved(cursor_.MovePrev(count_)); });
-}
+template double CCGraphData::At(std::string_view, const Array<double>&, std::int32_t) const;
+template std::int32_t CCGraphData::At(std::string_view, const Array<std::int32_t>&,
+                                      std::int32_t) const;
+template CCGraphData::Doubles CCGraphData::All(std::string_view, const Array<double>&,
+                                               std::int32_t) const;
+template CCGraphData::Integers CCGraphData::All(std::string_view, const Array<std::int32_t>&,
+                                                std::int32_t) const;
 
 std::shared_ptr<platform::RuleDef> CCGraphData::cOOCRuleDef() {
   return Traced("CCGraphData.cOOCRuleDef(g)", [&] {
@@ -106,7 +61,8 @@ std::shared_ptr<platform::RuleDef> CCGraphData::OOCRuleDef() {
 }
 
 std::string CCGraphData::cOOCText() const {
-  // Deliberate: the plain marks decide, and the list of rules is not built here.
+  // Deliberate: the signals against the limits in force decide, and the list of rules is not built
+  // here.
   return Traced("CCGraphData.cOOCText(g)",
                 [&] { return OOC() != 0 ? GetOOCText(calculated_rules_) : std::string(); });
 }
@@ -137,12 +93,12 @@ void CCGraphData::Load(const Friend&, API_CCGraph&& record,
     count_ = record_.cOOCs.Count();
     oos_count_ = record_.OOSs.Count();
     overlay_count_ = record_.Overlays.Count();
-    cursor_.Reset();
-    ForgetRules();
+    ResetCursor();
+    Moved();
   });
 }
 
-void CCGraphData::ForgetRules() {
+void CCGraphData::Moved() {
   calculated_rules_ = nullptr;
   rules_ = nullptr;
 }

@@ -152,12 +152,7 @@ std::int32_t CCProcessing::GraphCount() const {
   });
 }
 
-std::string CCProcessing::GetXML() const {
-  return Traced("CCProcessing.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string CCProcessing::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
 platform::XmlNode CCProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
@@ -169,9 +164,7 @@ platform::XmlNode CCProcessing::CreateXMLNode(const Friend&,
 }
 
 bool CCProcessing::SetXML(std::string_view XML) {
-  return Traced("CCProcessing.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
+  return settings_xml::SetXML(kElement, *this, XML);
 }
 
 bool CCProcessing::SetXMLNode(const Friend&, const platform::XmlNode& Node) {

@@ -17,7 +17,7 @@ class Friend;
 
 // Settings of a control chart: which chart stands on each of up to three graphs, and the options
 // that refine them. An analysis works on a corrected clone and never touches the host's object; the
-// clone, in CCResults.Processing, then tells what was drawn instead of what was asked for.
+// clone, in CCResults.Processing, then says what was drawn instead of what was asked for.
 class CCProcessing : public platform::Object {
  public:
   CCProcessing();
@@ -25,7 +25,7 @@ class CCProcessing : public platform::Object {
   // A new object with the same settings; no rule is applied.
   std::shared_ptr<CCProcessing> Clone() const;
 
-  // A Let stores what it is given, a value outside the enumeration too, unless told otherwise.
+  // A Let stores what it is given, a value outside the enumeration too, unless it says otherwise.
 
   // Default ccGraph1BestGuessVariable. Also decides between variable and attribute charts.
   ccGraph1Types Graph1Type() const { return settings_.Graph1Type; }

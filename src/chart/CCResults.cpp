@@ -51,9 +51,8 @@ std::shared_ptr<orvspc::SubgroupData> CCResults::SubgroupData() {
       if (record_.Totals.SubgroupCount != 0) LoadRows(*data, record_);
       record_.Tests.Erase();
       record_.Subgroups.Erase();
-      record_.GroupIndex.Erase();
-      record_.GroupEnd.Erase();
-      record_.GroupStart.Erase();
+      for (auto* groups : {&record_.GroupIndex, &record_.GroupEnd, &record_.GroupStart})
+        groups->Erase();
       subgroup_data_ = std::move(data);
     }
     return subgroup_data_;

@@ -77,10 +77,9 @@ class CCResults : public platform::Object {
   void Processing(const Friend&, std::shared_ptr<CCProcessing> value);
   void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void RuleDef(const Friend&, std::shared_ptr<platform::RuleDef> value);
+  platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
 
  private:
-  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document);
-
   API_CCResults record_;
   std::shared_ptr<CCProcessing> processing_;
   std::shared_ptr<orvspc::DataSelect> data_select_;

@@ -12,9 +12,9 @@ using platform::ChartData;
 using platform::CtrlChrt6;
 
 void LoadAlarms(const ChartRun& run, API_CCResults& record, const CCResults& results) {
-  const auto load = [&](Array<std::int32_t>& marks, ChartData code, std::int32_t graph) {
-    run.Fetch(marks, record.Totals.SubgroupCount, code, graph + 1);
-    MaskArray(marks, record.AlarmMask[graph]);
+  const auto load = [&](Array<std::int32_t>& signals, ChartData code, std::int32_t graph) {
+    run.Fetch(signals, record.Totals.SubgroupCount, code, graph + 1);
+    MaskArray(signals, record.AlarmMask[graph]);
   };
   const std::int32_t graphs = results.GraphCount();
   for (std::int32_t i = 0; i < graphs; ++i) {

@@ -10,8 +10,8 @@ namespace orvspc {
 
 class CCResults;
 
-// The out-of-control marks of a road, cut to the rules that are enabled as alarms: an unmasked
-// violation is lost at once. Results tells the number of graphs, AlarmMask of the record the masks.
+// The run-rule signals of a path, cut to the rules that are enabled as alarms; a signal of another
+// rule is lost. The number of graphs is that of the results, the masks are AlarmMask of the record.
 namespace cc_module {
 
 void LoadVariableAlarms(platform::CtrlChrt6& library, API_CCResults& record,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "chart/chart_codes.h"
 
-#include <span>
+#include <string_view>
 
 #include "frame/Trail.h"
 
@@ -33,7 +33,7 @@ constexpr Pair<ccGraph1Types> kGraph1[] = {
     {ccGraph1U, 0xF00},
 };
 
-// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then tells no first graph.
+// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then counts no first graph.
 constexpr Pair<ccGraph1Types> kGraph1Back[] = {
     {ccGraph1XBar, 0x100}, {ccGraph1XMed, 0x200}, {ccGraph1Ix, 0x300},   {ccGraph1Ma, 0x400},
     {ccGraph1Pc, 0x500},   {ccGraph1Ppt, 0x800},  {ccGraph1Dpto, 0x900}, {ccGraph1Ppm, 0xA00},
@@ -76,17 +76,21 @@ constexpr Pair<ccProcessingTypes> kProcessing[] = {
 };
 
 template <class Value, std::size_t N>
-std::int32_t CodeOf(const Pair<Value> (&table)[N], Value value) {
-  for (const auto& pair : table)
-    if (pair.value == value) return pair.code;
-  return 0;
+std::int32_t CodeOf(std::string_view entry, const Pair<Value> (&table)[N], Value value) {
+  return Traced(entry, [&] {
+    for (const auto& pair : table)
+      if (pair.value == value) return pair.code;
+    return 0;
+  });
 }
 
 template <class Value, std::size_t N>
-Value ValueOf(const Pair<Value> (&table)[N], std::int32_t code) {
-  for (const auto& pair : table)
-    if (pair.code == code) return pair.value;
-  return Value{0};
+Value ValueOf(std::string_view entry, const Pair<Value> (&table)[N], std::int32_t code) {
+  return Traced(entry, [&] {
+    for (const auto& pair : table)
+      if (pair.code == code) return pair.value;
+    return Value{0};
+  });
 }
 
 }  // namespace
@@ -98,54 +102,50 @@ std::int32_t GetAPIChartID(const CCProcessing& processing) {
 }
 
 std::int32_t GetAPIGraph1(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIGraph1",
-                [&] { return CodeOf(kGraph1, processing.Graph1Type()); });
+  return CodeOf("CCAnalysis.GetAPIGraph1", kGraph1, processing.Graph1Type());
 }
 
 std::int32_t GetAPIGraph2(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIGraph2",
-                [&] { return CodeOf(kGraph2, processing.Graph2Type()); });
+  return CodeOf("CCAnalysis.GetAPIGraph2", kGraph2, processing.Graph2Type());
 }
 
 std::int32_t GetAPIGraph3(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIGraph3",
-                [&] { return CodeOf(kGraph3, processing.Graph3Type()); });
+  return CodeOf("CCAnalysis.GetAPIGraph3", kGraph3, processing.Graph3Type());
 }
 
 std::int32_t GetAPIProcessingEx(const CCProcessing& processing) {
-  // Deliberate: GroupBy and EWMA share the low bits, so the word does not tell them apart.
+  // Deliberate: GroupBy and EWMA share the low bits, so the word is ambiguous.
   return Traced("CCAnalysis.GetAPIProcessingEx", [&] {
     return GetAPIGroupBy(processing) | GetAPICusum(processing) | GetAPIEWMA(processing);
   });
 }
 
 std::int32_t GetAPIProcessing(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIProcessing",
-                [&] { return CodeOf(kProcessing, processing.ProcessingType()); });
+  return CodeOf("CCAnalysis.GetAPIProcessing", kProcessing, processing.ProcessingType());
 }
 
 std::int32_t GetAPIGroupBy(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIGroupBy", [&] { return CodeOf(kGroupBy, processing.GroupBy()); });
+  return CodeOf("CCAnalysis.GetAPIGroupBy", kGroupBy, processing.GroupBy());
 }
 
 std::int32_t GetAPICusum(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPICusum", [&] { return CodeOf(kCusum, processing.Cusum()); });
+  return CodeOf("CCAnalysis.GetAPICusum", kCusum, processing.Cusum());
 }
 
 std::int32_t GetAPIEWMA(const CCProcessing& processing) {
-  return Traced("CCAnalysis.GetAPIEWMA", [&] { return CodeOf(kEWMA, processing.EWMA()); });
+  return CodeOf("CCAnalysis.GetAPIEWMA", kEWMA, processing.EWMA());
 }
 
 ccGraph1Types Graph1FromAPI(std::int32_t code) {
-  return Traced("CCAnalysis.Graph1FromAPI", [&] { return ValueOf(kGraph1Back, code); });
+  return ValueOf("CCAnalysis.Graph1FromAPI", kGraph1Back, code);
 }
 
 ccGraph2Types Graph2FromAPI(std::int32_t code) {
-  return Traced("CCAnalysis.Graph2FromAPI", [&] { return ValueOf(kGraph2, code); });
+  return ValueOf("CCAnalysis.Graph2FromAPI", kGraph2, code);
 }
 
 ccGraph3Types Graph3FromAPI(std::int32_t code) {
-  return Traced("CCAnalysis.Graph3FromAPI", [&] { return ValueOf(kGraph3, code); });
+  return ValueOf("CCAnalysis.Graph3FromAPI", kGraph3, code);
 }
 
 }  // namespace orvspc::chart_codes

@@ -10,7 +10,7 @@
 
 namespace orvspc {
 
-// The data call of one of the two roads. The library itself knows which run is open.
+// The data call of one of the two paths. The library itself knows which run is open.
 class ChartRun {
  public:
   using DataCall = std::int32_t (platform::CtrlChrt6::*)(std::int32_t, const platform::ArrayRef&,
@@ -32,7 +32,7 @@ class ChartRun {
   DataCall data_;
 };
 
-// The limits call of the variable road: the three estimates and the average size of each graph. The
+// The limits call of the variable path: the three estimates and the average size of each graph. The
 // third graph has its place whether there is a chart on it or not.
 inline void ReadEstimates(platform::CtrlChrt6& library, API_CCResults& record) {
   library.VLXCRT_VAR_LIMITS(0, record.MeanEstimate, record.SPEstimate, record.SWEstimate,

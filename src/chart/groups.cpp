@@ -28,9 +28,9 @@ std::int32_t API_SubgroupData::*IdentifierField(ccGroupByTypes group_by) {
   return nullptr;
 }
 
-// The open group at the end of the walk. Looks at each subgroup once: a newcomer fits when its
-// identifier has not occurred in the group and it is near to both the earliest and the latest
-// member. Only the subgroup that closes a group is compared with each member.
+// The group being built; subgroups are added in order. Looks at each subgroup once: a newcomer fits
+// when its identifier has not occurred in the group and it is near to both the earliest and the
+// latest member. Only the subgroup that closes a group is compared with each member.
 class OpenGroup {
  public:
   OpenGroup(std::span<const API_SubgroupData> subgroups, std::span<const std::int32_t> ids,

@@ -60,7 +60,7 @@ constexpr Statistic kStatistics[] = {
     {"SWEstimate", &API_CCResults::SWEstimate},
 };
 
-// One attribute of a limit row with what stands for a missing one; the order of a table is that of
+// One attribute of a limit row with the default of a missing one; the order of a table is that of
 // the attributes.
 template <class Row>
 struct Column {
@@ -268,7 +268,7 @@ void SetGraphXMLNode(const XmlNode& Node, API_CCResults& record) {
 
 void SetGraphDataXMLNode(const XmlNode& Node, API_CCResults& record) {
   Traced("CCResults.SetGraphDataXMLNode", [&] {
-    // Deliberate: the counts of the element stand above those of the rows, also when missing.
+    // Deliberate: the counts of the element replace those of the rows, even when missing.
     record.Totals.SubgroupCount = XMLSupport::ReadInt32(Node, "SubgroupCount", 0);
     record.Totals.TestCount = XMLSupport::ReadInt32(Node, "TestCount", 0);
     XMLSupport::ForEachChild(Node, "Graph",
@@ -324,14 +324,9 @@ void SetGroupDataXMLNode(const XmlNode& Node, API_CCResults& record) {
 
 }  // namespace
 
-std::string CCResults::GetXML() {
-  return Traced("CCResults.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(*document));
-  });
-}
+std::string CCResults::GetXML() { return settings_xml::GetXML(kElement, *this); }
 
-platform::XmlNode CCResults::CreateXMLNode(platform::XmlDocument& Document) {
+platform::XmlNode CCResults::CreateXMLNode(const Friend&, platform::XmlDocument& Document) {
   return Traced("CCResults.CreateXMLNode", [&] {
     const XmlNode root = Document.CreateElement(kElement);
     if (processing_) Document.AppendChild(root, processing_->CreateXMLNode(Friend{}, Document));

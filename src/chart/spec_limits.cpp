@@ -39,7 +39,7 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 using Key = std::pair<std::int32_t, std::int32_t>;  // part, test
 
-// A limit row made ready for the values: a limit that is not active lies where nothing breaks it.
+// A limit row ready for comparison. Inactive limits are +/-infinity, so no value violates them.
 struct ActiveRow {
   Key key;
   std::int32_t enabled, active;
@@ -117,7 +117,8 @@ void ProcessSpecLim(API_CCResults& record) {
       }
       std::int32_t broken = 0;
       for (const ActiveRow& row : matching) {
-        // Deliberate: a later row overwrites the flags, while the marks of all rows gather.
+        // Deliberate: a later row overwrites the flags, while the violations of all rows
+        // accumulate.
         graph.EFlags[i] = row.enabled;
         graph.AFlags[i] = row.active;
         if (row.active == 0 || subgroup.Flag != sfEnabled) continue;

@@ -12,9 +12,11 @@ class DescriptorData : public Slice<API_DescriptorData> {
  public:
   explicit DescriptorData(const Friend&);
 
-  std::int32_t Dsgp() const;  // descriptor group identifier
-  std::int32_t Desc() const;  // descriptor identifier
-  std::int32_t Tsno() const;
+  // descriptor group identifier
+  std::int32_t Dsgp() const { return Field("Dsgp", &API_DescriptorData::Dsgp); }
+  // descriptor identifier
+  std::int32_t Desc() const { return Field("Desc", &API_DescriptorData::Desc); }
+  std::int32_t Tsno() const { return Field("Tsno", &API_DescriptorData::Tsno); }
 };
 
 }  // namespace orvspc

@@ -2,6 +2,7 @@
 #include "dataset/SubgroupData.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <unordered_set>
 #include <utility>
@@ -84,9 +85,7 @@ bool Any(const Array<Row>& rows, std::int32_t Row::*field, std::int32_t& kept) {
 }  // namespace
 
 struct SubgroupData::Answers {
-  std::int32_t not_enabled = kUnknown, jobs = kUnknown, lots = kUnknown, shifts = kUnknown;
-  std::int32_t part_revisions = kUnknown, workstations = kUnknown, employees = kUnknown;
-  std::int32_t serial_numbers = kUnknown;
+  std::array<std::int32_t, kSNs + 1> kept = {};  // by Question; kUnknown is 0
 
   std::vector<std::int32_t> test_ids;
   std::vector<std::int32_t> defects;  // one answer for each place of test_ids
@@ -94,7 +93,9 @@ struct SubgroupData::Answers {
   std::optional<RowsBySubgroup> descriptors, comments;
 };
 
-SubgroupData::SubgroupData() : answers_(Untraced([] { return std::make_unique<Answers>(); })) {}
+SubgroupData::SubgroupData()
+    : RowSet("SubgroupData", Moves::kByMoveTo),
+      answers_(Untraced([] { return std::make_unique<Answers>(); })) {}
 SubgroupData::~SubgroupData() = default;
 
 void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgroups,
@@ -104,11 +105,8 @@ void SubgroupData::LoadStructures(const Friend&, Array<API_SubgroupData>&& Subgr
   Traced("SubgroupData.LoadStructures", [&] {
     // Deliberate: the cached slices are not forgotten; only a move forgets them.
     answers_ = std::make_unique<Answers>();
-    cursor_.Reset();
-    group_start_.Erase();
-    group_end_.Erase();
-    group_index_.Erase();
-    group_ids_.Erase();
+    ResetCursor();
+    for (auto* array : {&group_start_, &group_end_, &group_index_, &group_ids_}) array->Erase();
     subgroups_ = std::move(Subgroups);
     tests_ = std::move(Tests);
     descriptors_ = std::move(Descriptors);
@@ -141,56 +139,19 @@ std::int32_t SubgroupData::TotalGroups() const {
 
 std::int32_t SubgroupData::GroupIndex() const {
   return Traced("SubgroupData.GroupIndex(g)", [&] {
-    return group_start_.Count() != 0 ? checked::Add(group_index_[cursor_.Position()], 1)
-                                     : CurrentIndex();
+    return group_start_.Count() != 0 ? checked::Add(group_index_[Position()], 1) : CurrentIndex();
   });
 }
 
 std::int32_t SubgroupData::GroupID() const {
   return Traced("SubgroupData.GroupID(g)",
-                [&] { return group_start_.Count() != 0 ? group_ids_[cursor_.Position()] : 0; });
+                [&] { return group_start_.Count() != 0 ? group_ids_[Position()] : 0; });
 }
 
-std::int32_t SubgroupData::Field(std::string_view entry,
+std::int32_t SubgroupData::Field(std::string_view property,
                                  std::int32_t API_SubgroupData::*field) const {
-  return Traced(entry, [&] { return TotalSubgroups() == 0 ? 0 : Current().*field; });
-}
-
-std::int32_t SubgroupData::Sgrp() const {
-  return Field("SubgroupData.Sgrp(g)", &API_SubgroupData::Sgrp);
-}
-std::int32_t SubgroupData::Part() const {
-  return Field("SubgroupData.Part(g)", &API_SubgroupData::Part);
-}
-std::int32_t SubgroupData::Prcs() const {
-  return Field("SubgroupData.Prcs(g)", &API_SubgroupData::Prcs);
-}
-std::int32_t SubgroupData::Test() const {
-  return Field("SubgroupData.Test(g)", &API_SubgroupData::Test);
-}
-std::int32_t SubgroupData::Job() const {
-  return Field("SubgroupData.Job(g)", &API_SubgroupData::Job);
-}
-std::int32_t SubgroupData::Lot() const {
-  return Field("SubgroupData.Lot(g)", &API_SubgroupData::Lot);
-}
-std::int32_t SubgroupData::Shft() const {
-  return Field("SubgroupData.Shft(g)", &API_SubgroupData::Shft);
-}
-std::int32_t SubgroupData::Ptrv() const {
-  return Field("SubgroupData.Ptrv(g)", &API_SubgroupData::Ptrv);
-}
-std::int32_t SubgroupData::Wkst() const {
-  return Field("SubgroupData.Wkst(g)", &API_SubgroupData::Wkst);
-}
-std::int32_t SubgroupData::Size() const {
-  return Field("SubgroupData.Size(g)", &API_SubgroupData::Size);
-}
-std::int32_t SubgroupData::Empl() const {
-  return Field("SubgroupData.Empl(g)", &API_SubgroupData::Empl);
-}
-SubgroupFlags SubgroupData::Flag() const {
-  return static_cast<SubgroupFlags>(Field("SubgroupData.Flag(g)", &API_SubgroupData::Flag));
+  return Traced(ProcedureName{Module(), property, "(g)"},
+                [&] { return TotalSubgroups() == 0 ? 0 : Current().*field; });
 }
 
 double SubgroupData::Sgtm() const {
@@ -247,62 +208,21 @@ std::shared_ptr<orvspc::CommentData> SubgroupData::CommentData() {
   });
 }
 
-bool SubgroupData::MoveTo(std::int32_t CurrentIndex) {
-  return Traced("SubgroupData.MoveTo", [&] {
-    if (!cursor_.MoveTo(CurrentIndex, TotalSubgroups())) return false;
-    test_slice_.reset();
-    descriptor_slice_.reset();
-    comment_slice_.reset();
-    return true;
-  });
+void SubgroupData::Moved() {
+  test_slice_.reset();
+  descriptor_slice_.reset();
+  comment_slice_.reset();
 }
 
-bool SubgroupData::MoveFirst() {
-  return Traced("SubgroupData.MoveFirst", [&] { return MoveTo(1); });
+bool SubgroupData::Has(std::string_view procedure, std::int32_t API_SubgroupData::*field,
+                       Question asked) const {
+  return Traced(ProcedureName{Module(), procedure},
+                [&] { return Any(subgroups_, field, answers_->kept[asked]); });
 }
 
-bool SubgroupData::MoveLast() {
-  return Traced("SubgroupData.MoveLast", [&] { return MoveTo(TotalSubgroups()); });
-}
-
-bool SubgroupData::MoveNext() {
-  return Traced("SubgroupData.MoveNext",
-                [&] { return CurrentIndex() < TotalSubgroups() && MoveTo(CurrentIndex() + 1); });
-}
-
-bool SubgroupData::MovePrev() {
-  return Traced("SubgroupData.MovePrev", [&] { return MoveTo(CurrentIndex() - 1); });
-}
-
-bool SubgroupData::Has(std::string_view entry, std::int32_t API_SubgroupData::*field,
-                       std::int32_t& kept) const {
-  return Traced(entry, [&] { return Any(subgroups_, field, kept); });
-}
-
-bool SubgroupData::HasNotEnabled() const {
-  return Has("SubgroupData.HasNotEnabled", &API_SubgroupData::Flag, answers_->not_enabled);
-}
-bool SubgroupData::HasJobs() const {
-  return Has("SubgroupData.HasJobs", &API_SubgroupData::Job, answers_->jobs);
-}
-bool SubgroupData::HasLots() const {
-  return Has("SubgroupData.HasLots", &API_SubgroupData::Lot, answers_->lots);
-}
-bool SubgroupData::HasShifts() const {
-  return Has("SubgroupData.HasShifts", &API_SubgroupData::Shft, answers_->shifts);
-}
-bool SubgroupData::HasPartRevisions() const {
-  return Has("SubgroupData.HasPartRevisions", &API_SubgroupData::Ptrv, answers_->part_revisions);
-}
-bool SubgroupData::HasWorkstations() const {
-  return Has("SubgroupData.HasWorkstations", &API_SubgroupData::Wkst, answers_->workstations);
-}
-bool SubgroupData::HasEmployees() const {
-  return Has("SubgroupData.HasEmployees", &API_SubgroupData::Empl, answers_->employees);
-}
 bool SubgroupData::HasSNs() const {
   return Traced("SubgroupData.HasSNs",
-                [&] { return Any(tests_, &API_TestData::Sn, answers_->serial_numbers); });
+                [&] { return Any(tests_, &API_TestData::Sn, answers_->kept[kSNs]); });
 }
 
 std::optional<std::vector<std::int32_t>> SubgroupData::GetDescriptorGroupIDs() const {

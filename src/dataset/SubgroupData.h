@@ -12,10 +12,9 @@
 #include "dataset/DescriptorData.h"
 #include "dataset/TestData.h"
 #include "frame/Array.h"
-#include "frame/Cursor.h"
+#include "frame/RowSet.h"
 #include "platform/Dom.h"
 #include "platform/Enumerations.h"
-#include "platform/Object.h"
 #include "platform/RowRecords.h"
 
 namespace orvspc {
@@ -26,7 +25,7 @@ class Friend;
 // descriptors and comments. Rows never change after loading. With no subgroups every Get of a field
 // answers 0 and CurrentIndex 1; no move ever fails for being out of range, it returns false and
 // the cursor stays.
-class SubgroupData : public platform::Object {
+class SubgroupData : public RowSet {
  public:
   SubgroupData();
   ~SubgroupData() override;
@@ -40,23 +39,22 @@ class SubgroupData : public platform::Object {
   std::int32_t GroupIndex() const;
   // 0 without groups.
   std::int32_t GroupID() const;
-  std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
 
   // Fields of the current subgroup; identifiers are 0 where there is none.
-  std::int32_t Sgrp() const;
-  std::int32_t Part() const;
-  std::int32_t Prcs() const;
-  std::int32_t Test() const;
-  std::int32_t Job() const;
-  std::int32_t Lot() const;
-  std::int32_t Shft() const;
-  std::int32_t Ptrv() const;
-  std::int32_t Wkst() const;
-  std::int32_t Size() const;
+  std::int32_t Sgrp() const { return Field("Sgrp", &API_SubgroupData::Sgrp); }
+  std::int32_t Part() const { return Field("Part", &API_SubgroupData::Part); }
+  std::int32_t Prcs() const { return Field("Prcs", &API_SubgroupData::Prcs); }
+  std::int32_t Test() const { return Field("Test", &API_SubgroupData::Test); }
+  std::int32_t Job() const { return Field("Job", &API_SubgroupData::Job); }
+  std::int32_t Lot() const { return Field("Lot", &API_SubgroupData::Lot); }
+  std::int32_t Shft() const { return Field("Shft", &API_SubgroupData::Shft); }
+  std::int32_t Ptrv() const { return Field("Ptrv", &API_SubgroupData::Ptrv); }
+  std::int32_t Wkst() const { return Field("Wkst", &API_SubgroupData::Wkst); }
+  std::int32_t Size() const { return Field("Size", &API_SubgroupData::Size); }
   // Subgroup time as a date, days since 1899-12-30.
   double Sgtm() const;
-  std::int32_t Empl() const;
-  SubgroupFlags Flag() const;
+  std::int32_t Empl() const { return Field("Empl", &API_SubgroupData::Empl); }
+  SubgroupFlags Flag() const { return SubgroupFlags{Field("Flag", &API_SubgroupData::Flag)}; }
 
   // The rows of the current subgroup as an object with a copy of them, which outlives the next
   // move. Kept until a move succeeds, so two reads give the same object. Fail with 9 when there are
@@ -66,21 +64,18 @@ class SubgroupData : public platform::Object {
   std::shared_ptr<orvspc::CommentData> CommentData();
   std::shared_ptr<orvspc::DescriptorData> DescriptorData();
 
-  // The index counts from 1.
-  bool MoveTo(std::int32_t CurrentIndex);
-  bool MoveFirst();
-  bool MoveLast();
-  bool MoveNext();
-  bool MovePrev();
-
   // Whether any row has the field; the answer is kept.
-  bool HasNotEnabled() const;
-  bool HasJobs() const;
-  bool HasLots() const;
-  bool HasShifts() const;
-  bool HasPartRevisions() const;
-  bool HasWorkstations() const;
-  bool HasEmployees() const;
+  bool HasNotEnabled() const { return Has("HasNotEnabled", &API_SubgroupData::Flag, kNotEnabled); }
+  bool HasJobs() const { return Has("HasJobs", &API_SubgroupData::Job, kJobs); }
+  bool HasLots() const { return Has("HasLots", &API_SubgroupData::Lot, kLots); }
+  bool HasShifts() const { return Has("HasShifts", &API_SubgroupData::Shft, kShifts); }
+  bool HasPartRevisions() const {
+    return Has("HasPartRevisions", &API_SubgroupData::Ptrv, kRevisions);
+  }
+  bool HasWorkstations() const {
+    return Has("HasWorkstations", &API_SubgroupData::Wkst, kWorkstations);
+  }
+  bool HasEmployees() const { return Has("HasEmployees", &API_SubgroupData::Empl, kEmployees); }
   bool HasSNs() const;
 
   // Distinct identifiers in order of first appearance. Empty without descriptors; of the tests
@@ -111,18 +106,22 @@ class SubgroupData : public platform::Object {
   bool SetXMLNode(const Friend&, const platform::XmlNode& node);
 
  private:
+  std::int32_t RowCount() const override { return TotalSubgroups(); }
   // What is derived from the rows on demand; dropped when they are replaced.
   struct Answers;
 
-  std::int32_t Field(std::string_view entry, std::int32_t API_SubgroupData::*field) const;
-  bool Has(std::string_view entry, std::int32_t API_SubgroupData::*field, std::int32_t& kept) const;
-  const API_SubgroupData& Current() const { return subgroups_[cursor_.Position()]; }
+  // The questions whose answers are kept.
+  enum Question { kNotEnabled, kJobs, kLots, kShifts, kRevisions, kWorkstations, kEmployees, kSNs };
+
+  void Moved() override;
+  std::int32_t Field(std::string_view property, std::int32_t API_SubgroupData::*field) const;
+  bool Has(std::string_view procedure, std::int32_t API_SubgroupData::*field, Question asked) const;
+  const API_SubgroupData& Current() const { return subgroups_[Position()]; }
 
   Array<API_SubgroupData> subgroups_;
   Array<API_TestData> tests_;
   Array<API_DescriptorData> descriptors_;
   Array<API_CommentData> comments_;
-  Cursor cursor_;
   Array<std::int32_t> group_start_, group_end_, group_index_, group_ids_;
   mutable std::unique_ptr<Answers> answers_;
 

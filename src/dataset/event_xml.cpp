@@ -6,12 +6,13 @@
 #include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 #include "platform/FixedText.h"
 
 namespace orvspc {
 namespace {
 
-// The attributes of an event in their order; the name, a text, stands without a member.
+// The attributes of an event in their order; the name, a text, has no member here.
 // Deliberate: Evnt is not among them, so an event of a text has identifier 0.
 struct Attribute {
   const char* name;
@@ -66,18 +67,10 @@ platform::XmlNode EventData::CreateXMLNode(const Friend&, platform::XmlDocument&
   });
 }
 
-std::string EventData::GetXML() {
-  return Traced("EventData.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend(), *document));
-  });
-}
+std::string EventData::GetXML() { return settings_xml::GetXML("EventData", *this); }
 
 bool EventData::SetXML(std::string_view XML) {
-  return Traced("EventData.SetXML", [&] {
-    const auto found = XMLSupport::GetXMLSingleNode(XML, "EventData");
-    return SetXMLNode(Friend(), found.node);
-  });
+  return settings_xml::SetXML("EventData", *this, XML);
 }
 
 bool EventData::SetXMLNode(const Friend&, const platform::XmlNode& node) {

@@ -17,7 +17,7 @@ namespace orvspc {
 
 // The automation array: based at 0, and "never dimensioned" differs from "has elements". Cheap to
 // move; a copy is made by Copy alone. Elements start as zero, and for plain records the memory
-// comes zeroed from the system, so elements that nobody touches cost nothing.
+// comes zeroed from the system, so elements that are never touched cost nothing.
 template <class T>
 class Array {
  public:

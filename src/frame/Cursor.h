@@ -8,13 +8,13 @@
 namespace orvspc {
 
 // The current row of a result class. The public index counts from 1, the position from 0. A move to
-// a row that is not there returns false and the cursor stays; no move ever fails.
+// a row that does not exist returns false and the cursor stays; no move ever fails.
 class Cursor {
  public:
   std::int32_t Position() const { return position_; }
   std::int32_t CurrentIndex() const { return checked::Add(position_, 1); }
 
-  // Stands on the first row, as after loading.
+  // To the first row, as after loading.
   void Reset() { position_ = 0; }
 
   bool MoveTo(std::int32_t index, std::int32_t count) {
@@ -23,8 +23,7 @@ class Cursor {
   bool MoveFirst(std::int32_t count) { return Stand(0, count); }
   bool MoveLast(std::int32_t count) { return Stand(std::int64_t{count} - 1, count); }
   bool MoveNext(std::int32_t count) { return Stand(std::int64_t{position_} + 1, count); }
-  // A set that was loaded again may have left the cursor behind its end; from there too the way
-  // back is one row at a time.
+  // After a reload the cursor may lie past the end; MovePrev still steps back one row at a time.
   bool MovePrev(std::int32_t count) {
     if (count == 0 || position_ == 0) return false;
     --position_;

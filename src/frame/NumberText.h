@@ -21,8 +21,8 @@ double ToDouble(std::string_view text);
 bool ToBoolean(std::string_view text);
 
 // Reading from the left, as far as the text is a number; 0 where it does not begin with one. Only a
-// value out of range fails, with 6. The three words are a double here too, if nothing else stands
-// in the text.
+// value out of range fails, with 6. The three words are a double here too, if they are the
+// whole text.
 std::int32_t LeadingInt32(std::string_view text);
 double LeadingDouble(std::string_view text);
 

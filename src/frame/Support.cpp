@@ -27,17 +27,17 @@ std::shared_ptr<platform::RuleDef> ResolveRuleDef(
   });
 }
 
-bool ResolveName(platform::NameRecordKind kind, const std::shared_ptr<platform::Database>& database,
-                 std::int32_t id, platform::NameRecord& cache) {
-  if (id == 0) return false;
-  for (bool found = cache.MoveFirst(); found; found = cache.MoveNext())
-    if (cache.ID() == id) return true;
+bool NameResolver::operator()(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
+                              platform::NameRecord& Cache) const {
+  if (ID == 0) return false;
+  for (bool found = Cache.MoveFirst(); found; found = Cache.MoveNext())
+    if (Cache.ID() == ID) return true;
   const auto record = PlatformInForce()->MakeNameRecord(kind);
-  Needed(record).ID(id);
+  Needed(record).ID(ID);
   record->KeyMode(1);
   // Deliberate: an identifier without a record is not remembered; the next call reads again.
-  if (!record->Read(database, 0)) return false;
-  cache.Add(*record);
+  if (!record->Read(Database, 0)) return false;
+  Cache.Add(*record);
   return true;
 }
 

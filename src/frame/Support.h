@@ -21,31 +21,24 @@ std::shared_ptr<platform::Database> ResolveDatabase(
 std::shared_ptr<platform::RuleDef> ResolveRuleDef(
     const std::shared_ptr<platform::Object>& Database);
 
-// Makes the cache stand on the record of that identifier, reading it once; false when there is no
-// such record, which is not remembered. Identifier 0 is none and reads nothing. These have no
-// failure handler: what fails belongs to the trail of the caller.
-bool ResolveName(platform::NameRecordKind kind, const std::shared_ptr<platform::Database>& database,
-                 std::int32_t id, platform::NameRecord& cache);
+// Moves the cache to the record of that identifier.
+//
+// - Each record is read once; one that does not exist is not remembered and gives false.
+//
+// - Identifier 0 is none: false, without a read.
+//
+// - Without a failure handler: a failure belongs to the trail of the caller.
+struct NameResolver {
+  platform::NameRecordKind kind;
 
-inline bool ResolvePart(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
-                        platform::NameRecord& Cache) {
-  return ResolveName(platform::NameRecordKind::Part, Database, ID, Cache);
-}
-inline bool ResolveProcess(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
-                           platform::NameRecord& Cache) {
-  return ResolveName(platform::NameRecordKind::Process, Database, ID, Cache);
-}
-inline bool ResolveTest(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
-                        platform::NameRecord& Cache) {
-  return ResolveName(platform::NameRecordKind::Test, Database, ID, Cache);
-}
-inline bool ResolveSmplReq(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
-                           platform::NameRecord& Cache) {
-  return ResolveName(platform::NameRecordKind::SmplReq, Database, ID, Cache);
-}
-inline bool ResolveState(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
-                         platform::NameRecord& Cache) {
-  return ResolveName(platform::NameRecordKind::State, Database, ID, Cache);
-}
+  bool operator()(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
+                  platform::NameRecord& Cache) const;
+};
+
+inline constexpr NameResolver ResolvePart{platform::NameRecordKind::Part};
+inline constexpr NameResolver ResolveProcess{platform::NameRecordKind::Process};
+inline constexpr NameResolver ResolveTest{platform::NameRecordKind::Test};
+inline constexpr NameResolver ResolveSmplReq{platform::NameRecordKind::SmplReq};
+inline constexpr NameResolver ResolveState{platform::NameRecordKind::State};
 
 }  // namespace orvspc

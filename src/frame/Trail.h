@@ -21,6 +21,15 @@ namespace orvspc {
 // The exception that is under way as a Failure, without an entry of its own.
 Failure CurrentFailure();
 
+// The trail name "module.procedure" with its suffix, joined only where a failure needs it.
+struct ProcedureName {
+  std::string_view module, procedure, suffix = "";
+
+  std::string operator()() const {
+    return std::string(module).append(".").append(procedure).append(suffix);
+  }
+};
+
 // The body of a procedure that has a failure handler: what it raises leaves with the procedure's
 // trail name, "Module.Procedure", in front. The name is a text, or a callable that makes one where
 // it holds an argument.

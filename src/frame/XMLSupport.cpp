@@ -6,7 +6,6 @@
 #include "frame/NumberText.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
-#include "platform/FixedText.h"
 
 namespace orvspc::XMLSupport {
 namespace {
@@ -21,22 +20,6 @@ std::string JoinNumbers(const Array<T>& values) {
   return text;
 }
 
-// Fills one row for each child element of that name.
-template <class Row, class Read>
-void LoadRows(const platform::XmlNode& node, std::string_view name, Array<Row>& rows, Read&& read) {
-  const std::int32_t count = CountChildren(node, name);
-  if (count == 0) return;
-  rows.Dimension(0, count - 1);
-  Row* row = rows.Elements().data();
-  ForEachChild(node, name, [&](const platform::XmlNode& element) { read(element, *row++); });
-}
-
-// Deliberate: an absent text reads as "0", since the default of every attribute is the number 0.
-void ReadFixedText(const platform::XmlNode& element, std::string_view name,
-                   std::span<char16_t> field) {
-  platform::StoreFixedText(field, AttributeText(element, name).value_or("0"));
-}
-
 }  // namespace
 
 std::shared_ptr<platform::XmlDocument> MakeXMLDocument() {
@@ -48,7 +31,7 @@ FoundNode GetXMLSingleNode(std::string_view XML, std::string_view Node) {
   return Traced(name, [&] {
     FoundNode found;
     found.document = MakeXMLDocument();
-    // Deliberate: a malformed text is not told apart from a missing root.
+    // Deliberate: a malformed text and a missing root fail alike.
     found.document->LoadXml(XML);
     found.node = found.document->SelectRoot(Node);
     if (!found.node) FailMessage("Node does not exist!");
@@ -137,81 +120,6 @@ std::string ConvertLongArrayToString(const Array<std::int32_t>& Values) {
 
 std::string ConvertDoubleArrayToString(const Array<double>& Values) {
   return Traced("XMLSupport.ConvertDoubleArrayToString", [&] { return JoinNumbers(Values); });
-}
-
-bool LoadSubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Subgroups,
-                                 Array<API_TestData>& Tests, Array<API_DescriptorData>& Descriptors,
-                                 Array<API_CommentData>& Comments) {
-  return Traced("XMLSupport.LoadSubgroupDataFromXMLNode", [&] {
-    if (!node) return false;
-    platform::XmlDocument& document = DocumentOf(node);
-    LoadAPI_SubgroupDataFromXMLNode(document.SelectSingleNode(node, "Subgroups"), Subgroups);
-    LoadAPI_TestDataFromXMLNode(document.SelectSingleNode(node, "Tests"), Tests);
-    LoadAPI_DescriptorDataFromXMLNode(document.SelectSingleNode(node, "Descriptors"), Descriptors);
-    LoadAPI_CommentDataFromXMLNode(document.SelectSingleNode(node, "Comments"), Comments);
-    return true;
-  });
-}
-
-void LoadAPI_SubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Rows) {
-  Traced("XMLSupport.LoadAPI_SubgroupDataFromXMLNode", [&] {
-    LoadRows(node, "Subgroup", Rows, [](const platform::XmlNode& element, API_SubgroupData& row) {
-      row.Sgrp = ReadInt32(element, "F_SGRP", 0);
-      row.Part = ReadInt32(element, "F_PART", 0);
-      row.Prcs = ReadInt32(element, "F_PRCS", 0);
-      row.Test = ReadInt32(element, "F_TEST", 0);
-      row.Wkst = ReadInt32(element, "F_WKNO", 0);
-      row.Job = ReadInt32(element, "F_JOB", 0);
-      row.Lot = ReadInt32(element, "F_LOT", 0);
-      row.Shft = ReadInt32(element, "F_SHFT", 0);
-      row.Ptrv = ReadInt32(element, "F_PTRV", 0);
-      row.Empl = ReadInt32(element, "F_EMPL", 0);
-      row.Sgtm = ReadInt32(element, "F_SGTM", 0);
-      row.Size = ReadInt32(element, "F_SGSZ", 0);
-      row.Flag = ReadInt32(element, "F_FLAG", 0);
-      row.Test_Start = ReadInt32(element, "Test_Start", 0);
-      row.Test_End = ReadInt32(element, "Test_End", 0);
-    });
-  });
-}
-
-void LoadAPI_TestDataFromXMLNode(const platform::XmlNode& node, Array<API_TestData>& Rows) {
-  Traced("XMLSupport.LoadAPI_TestDataFromXMLNode", [&] {
-    LoadRows(node, "Test", Rows, [](const platform::XmlNode& element, API_TestData& row) {
-      row.Sn = ReadInt32(element, "F_SN", 0);
-      row.Tsno = ReadInt32(element, "F_TSNO", 0);
-      row.Sbno = ReadInt32(element, "F_SBNO", 0);
-      row.Def = ReadInt32(element, "F_DEF", 0);
-      row.Gage = ReadInt32(element, "F_GAGE", 0);
-      row.Val = ReadDouble(element, "F_VAL", 0.0);
-    });
-  });
-}
-
-void LoadAPI_DescriptorDataFromXMLNode(const platform::XmlNode& node,
-                                       Array<API_DescriptorData>& Rows) {
-  Traced("XMLSupport.LoadAPI_DescriptorDataFromXMLNode", [&] {
-    LoadRows(node, "Descriptor", Rows,
-             [](const platform::XmlNode& element, API_DescriptorData& row) {
-               row.Sgrp = ReadInt32(element, "F_SGRP", 0);
-               row.Dsgp = ReadInt32(element, "F_DSGP", 0);
-               row.Desc = ReadInt32(element, "F_DESC", 0);
-               row.Tsno = ReadInt32(element, "F_TSNO", 0);
-             });
-  });
-}
-
-void LoadAPI_CommentDataFromXMLNode(const platform::XmlNode& node, Array<API_CommentData>& Rows) {
-  Traced("XMLSupport.LoadAPI_CommentDataFromXMLNode", [&] {
-    LoadRows(node, "Comment", Rows, [](const platform::XmlNode& element, API_CommentData& row) {
-      row.Sgrp = ReadInt32(element, "F_SGRP", 0);
-      row.Edtm = ReadInt32(element, "F_EDTM", 0);
-      ReadFixedText(element, "F_EMPL", row.Empl);
-      row.Test = ReadInt32(element, "F_TEST", 0);
-      row.Tsno = ReadInt32(element, "F_TSNO", 0);
-      ReadFixedText(element, "F_NOTE", row.Note);
-    });
-  });
 }
 
 }  // namespace orvspc::XMLSupport

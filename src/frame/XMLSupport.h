@@ -24,14 +24,14 @@ struct FoundNode {
   platform::XmlNode node;
 };
 
-// A value of an attribute: the text that stands there, or the default with the type that it has.
+// The attribute's text, or the typed default if it is missing.
 using Variant = std::variant<std::monostate, std::int32_t, double, bool, std::string>;
 
 // An empty document of the platform in force.
 std::shared_ptr<platform::XmlDocument> MakeXMLDocument();
 
 // Parses the text and finds its root. A malformed text and another root both fail with
-// "Node does not exist!", and the name stands in the trail.
+// "Node does not exist!", with the name in the trail.
 FoundNode GetXMLSingleNode(std::string_view XML, std::string_view Node);
 
 Variant GetXMLAttributeValue(const platform::XmlNode& Element, std::string_view Attribute,

@@ -10,6 +10,7 @@
 #include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 #include "platform/FixedText.h"
 
 namespace orvspc {
@@ -21,7 +22,7 @@ using platform::XmlNode;
 constexpr std::string_view kElement = "PABins";
 constexpr std::string_view kBin = "PABin";
 
-// An attribute of a bin and where its value stands: a number, a place of an array, or the name.
+// An attribute of a bin and its value in the record: a number, an element of an array, or the name.
 struct IDPlace {
   std::int32_t level;
   bool written = true;
@@ -105,28 +106,8 @@ struct Reader {
 
 }  // namespace
 
-bool PABins::MoveTo(std::int32_t Index) {
-  return Traced("PABins.MoveTo", [&] { return cursor_.MoveTo(Index, Count()); });
-}
-
-bool PABins::MoveFirst() {
-  return Traced("PABins.MoveFirst", [&] { return cursor_.MoveFirst(Count()); });
-}
-
-bool PABins::MoveLast() {
-  return Traced("PABins.MoveLast", [&] { return cursor_.MoveLast(Count()); });
-}
-
-bool PABins::MoveNext() {
-  return Traced("PABins.MoveNext", [&] { return cursor_.MoveNext(Count()); });
-}
-
-bool PABins::MovePrev() {
-  return Traced("PABins.MovePrev", [&] { return cursor_.MovePrev(Count()); });
-}
-
 std::string PABins::Name() {
-  return Untraced([&] { return TrimFixedField(bins_[cursor_.Position()].Name); });
+  return Untraced([&] { return TrimFixedField(bins_[Position()].Name); });
 }
 
 std::int32_t PABins::ID(std::int32_t Level) const {
@@ -145,16 +126,11 @@ void PABins::Load(const Friend&, Array<API_PABin> Bins) {
   Traced("PABins.Load", [&] {
     bins_ = std::move(Bins);
     count_ = checked::Narrow(bins_.UpperBound() + 1);
-    cursor_.Reset();
+    ResetCursor();
   });
 }
 
-std::string PABins::GetXML() {
-  return Traced("PABins.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string PABins::GetXML() { return settings_xml::GetXML(kElement, *this); }
 
 XmlNode PABins::CreateXMLNode(const Friend&, platform::XmlDocument& Document) {
   return Traced("PABins.CreateXMLNode", [&] {
@@ -174,11 +150,7 @@ XmlNode PABins::CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index
   });
 }
 
-bool PABins::SetXML(std::string_view XML) {
-  return Traced("PABins.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
-}
+bool PABins::SetXML(std::string_view XML) { return settings_xml::SetXML(kElement, *this, XML); }
 
 bool PABins::SetXMLNode(const Friend&, const XmlNode& Node) {
   return Traced("PABins.SetXMLNode", [&] {

@@ -6,9 +6,8 @@
 #include <string_view>
 
 #include "frame/Array.h"
-#include "frame/Cursor.h"
+#include "frame/RowSet.h"
 #include "platform/Dom.h"
-#include "platform/Object.h"
 #include "platform/ParetoRecords.h"
 
 namespace orvspc {
@@ -17,20 +16,11 @@ class Friend;
 
 // The bins of a Pareto analysis in their order, and a cursor over them. Figures are as the Pareto
 // library wrote them; nothing is computed here. Reached through PAResults.Bins.
-class PABins : public platform::Object {
+class PABins : public RowSet {
  public:
-  explicit PABins(const Friend&) {}
+  explicit PABins(const Friend&) : RowSet("PABins", Moves::kDirect) {}
 
   std::int32_t Count() const { return count_; }
-  // From 1, also when there are no bins. A move that is not possible returns false and the cursor
-  // stays; bins that were just loaded stand on the first.
-  std::int32_t CurrentIndex() const { return cursor_.CurrentIndex(); }
-  bool MoveTo(std::int32_t Index);
-  bool MoveFirst();
-  bool MoveLast();
-  bool MoveNext();
-  bool MovePrev();
-
   // Figures of the current bin. Without bins they fail with 9.
   double BinCount() const { return Bin().BinCount; }
   double Factor() const { return Bin().Factor; }
@@ -65,11 +55,11 @@ class PABins : public platform::Object {
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  const API_PABin& Bin() const { return bins_[cursor_.Position()]; }
+  std::int32_t RowCount() const override { return count_; }
+  const API_PABin& Bin() const { return bins_[Position()]; }
   platform::XmlNode CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index);
 
   Array<API_PABin> bins_;
-  Cursor cursor_;
   std::int32_t count_ = 0;
 };
 

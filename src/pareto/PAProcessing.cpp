@@ -19,7 +19,7 @@ using platform::XmlNode;
 
 constexpr std::string_view kElement = "PAProcessing";
 constexpr std::int32_t kLevels = 3;  // that leave the object
-constexpr std::int32_t kLeastBins = 5;
+constexpr std::int32_t kMinBins = 5;
 
 // A setting that each level has, and its words in the flat record; null where it has none.
 template <class Record, class T>
@@ -118,7 +118,7 @@ void PAProcessing::StartTime(double) {}
 
 void PAProcessing::FixProcessing() {
   Traced("PAProcessing.FixProcessing", [&] {
-    if (settings_.BinCount < kLeastBins) settings_.BinCount = kLeastBins;
+    if (settings_.BinCount < kMinBins) settings_.BinCount = kMinBins;
     if (settings_.ResourceType < paSubgroups || settings_.ResourceType > paProcessState)
       settings_.ResourceType = paSubgroups;
   });
@@ -142,12 +142,7 @@ void PAProcessing::GetAPIOptions(const Friend&, API_PAOptions& Options) const {
   });
 }
 
-std::string PAProcessing::GetXML() const {
-  return Traced("PAProcessing.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string PAProcessing::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
 XmlNode PAProcessing::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("PAProcessing.CreateXMLNode", [&] {
@@ -170,9 +165,7 @@ XmlNode PAProcessing::CreateLevelXMLNode(platform::XmlDocument& Document,
 }
 
 bool PAProcessing::SetXML(std::string_view XML) {
-  return Traced("PAProcessing.SetXML", [&] {
-    return SetXMLNode(Friend{}, XMLSupport::GetXMLSingleNode(XML, kElement).node);
-  });
+  return settings_xml::SetXML(kElement, *this, XML);
 }
 
 bool PAProcessing::SetXMLNode(const Friend&, const XmlNode& Node) {

@@ -9,6 +9,7 @@
 #include "frame/Friend.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 namespace {
@@ -60,14 +61,9 @@ void PAResults::Load(const Friend&, Array<API_PABin> Bins) {
   Traced("PAResults.Load", [&] { Needed(bins_).Load(Friend{}, std::move(Bins)); });
 }
 
-std::string PAResults::GetXML() const {
-  return Traced("PAResults.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(*document));
-  });
-}
+std::string PAResults::GetXML() const { return settings_xml::GetXML(kElement, *this); }
 
-XmlNode PAResults::CreateXMLNode(platform::XmlDocument& Document) const {
+XmlNode PAResults::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("PAResults.CreateXMLNode", [&] {
     const XmlNode element = Document.CreateElement(kElement);
     Append(Document, element, processing_);
@@ -78,12 +74,9 @@ XmlNode PAResults::CreateXMLNode(platform::XmlDocument& Document) const {
   });
 }
 
-bool PAResults::SetXML(std::string_view XML) {
-  return Traced("PAResults.SetXML",
-                [&] { return SetXMLNode(XMLSupport::GetXMLSingleNode(XML, kElement).node); });
-}
+bool PAResults::SetXML(std::string_view XML) { return settings_xml::SetXML(kElement, *this, XML); }
 
-bool PAResults::SetXMLNode(const XmlNode& Node) {
+bool PAResults::SetXMLNode(const Friend&, const XmlNode& Node) {
   return Traced("PAResults.SetXMLNode", [&] {
     ReadChild(Node, "PAProcessing", processing_);
     ReadChild(Node, "DataSelect", data_select_);

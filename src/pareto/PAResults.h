@@ -29,7 +29,11 @@ class PAResults : public platform::Object {
   // themselves, not copies.
   std::shared_ptr<PAProcessing> Processing() const { return processing_; }
   std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
-  // Empty in a new object, not null. After SetXML null, unless the text has an element "Bins".
+  // Without bins in a new object, and never null there. Check it after SetXML:
+  //
+  // - null when the text has no element "Bins", and the text of GetXML has none (it has "PABins");
+  //
+  // - to read bins back, give the element "PABins" to SetXML of the Bins of a new PAResults.
   std::shared_ptr<PABins> Bins() const;
 
   std::string GetXML() const;
@@ -43,11 +47,10 @@ class PAResults : public platform::Object {
   void Processing(const Friend&, std::shared_ptr<PAProcessing> value);
   void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void Load(const Friend&, Array<API_PABin> Bins);
+  platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
+  bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  platform::XmlNode CreateXMLNode(platform::XmlDocument& Document) const;
-  bool SetXMLNode(const platform::XmlNode& Node);
-
   std::shared_ptr<PAProcessing> processing_;
   std::shared_ptr<orvspc::DataSelect> data_select_;
   // Deliberate: no analysis sets it and no Get gives it; a text that holds it is written again.

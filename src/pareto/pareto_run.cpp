@@ -59,7 +59,7 @@ bool AnalyzeDS(platform::Database& Database, API_DSInfo& DSInfo, Array<std::int3
 }
 
 std::shared_ptr<PAResults> Finish(bool done, const std::shared_ptr<PAResults>& results) {
-  // Deliberate: nothing is returned for an analysis that was not done, though none ever says so.
+  // Deliberate: an analysis that was not done returns null, although none reports that.
   return done ? results : nullptr;
 }
 

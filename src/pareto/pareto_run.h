@@ -14,7 +14,7 @@ namespace orvspc::pareto_run {
 
 // The call of the Pareto library for the settings that the results hold, and the bins that it made
 // into the results, which stay as they are when it made none. True whenever it returns: a failure
-// inside the library is not told apart from no data. A filter without cells fails with 9 before the
+// inside the library looks like no data. A filter without cells fails with 9 before the
 // library is entered.
 bool AnalyzeDS(platform::Database& Database, API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter,
                PAResults& Results);

@@ -110,14 +110,17 @@ static_assert(offsetof(API_CAAnova, DFWithin) == 0 && offsetof(API_CAAnova, SSWi
               offsetof(API_CAAnova, MSTotal) == 52 && offsetof(API_CAAnova, FRatio) == 60 &&
               offsetof(API_CAAnova, ProbOfF) == 68);
 
-struct API_CASpecLim8 {
+template <class Unit>
+struct CASpecLimRecord {
   std::int32_t Head[10];
-  char Text[256];
+  Unit Text[256];
   std::int32_t Word296, Scale;
   platform::WireDouble Usl, Tar, Lsl, Ugb, Lgb, Url, Lrl, Uwp, Lwp, Usg, Lsg, Uds, Lds, Cp, Cpk;
   platform::WireDouble Double424, Double432, RRmar, RRmax, Fctr;
   std::int32_t EFlag, AFlag, Word472, Word476, Word480, Word484;
 };
+
+using API_CASpecLim8 = CASpecLimRecord<char>;
 
 static_assert(sizeof(API_CASpecLim8) == 488);
 static_assert(offsetof(API_CASpecLim8, Head) == 0 && offsetof(API_CASpecLim8, Text) == 40 &&
@@ -166,13 +169,16 @@ static_assert(offsetof(API_CASpecResults, zUrl) == 0 && offsetof(API_CASpecResul
               offsetof(API_CASpecResults, ExpBelowLSL) == 168 &&
               offsetof(API_CASpecResults, ExpBelowLRL) == 176);
 
-struct API_CANccLim8 {
+template <class Unit>
+struct CANccLimRecord {
   std::int32_t Head[10];
-  char Text[256];
+  Unit Text[256];
   platform::WireDouble Lsc, MavU, MavUp, MavL, MavLp, T2U, T2Up, T2L, T2Lp, T1U, T1Up, T1L, T1Lp;
   platform::WireDouble Fctr;
   std::int32_t EFlag, AFlag, Word416, Word420, Word424, Word428;
 };
+
+using API_CANccLim8 = CANccLimRecord<char>;
 
 static_assert(sizeof(API_CANccLim8) == 432);
 static_assert(offsetof(API_CANccLim8, Head) == 0 && offsetof(API_CANccLim8, Text) == 40 &&

@@ -26,7 +26,7 @@ enum class ChartData : std::int32_t {
   Subgroups = 13,  // API_SubgroupData
   CtrlLims = 15,   // API_CCCtrlLim
   SpecLims = 16,   // API_CCSpecLim
-  DefOpps = 17,    // API_CCDefOpp, attribute road only
+  DefOpps = 17,    // API_CCDefOpp, attribute path only
   USLs = 18,       // double
   Targets = 19,    // double
   LSLs = 20,       // double
@@ -34,7 +34,7 @@ enum class ChartData : std::int32_t {
 };
 
 // The native chart library. It keeps one run at a time (the embedded one: for each thread), from a
-// process call to the END of its road. Nothing here throws. Arrays come allocated to their final
+// process call to the END of its path. Nothing here throws. Arrays come allocated to their final
 // length and are filled in place. The first argument of each call is reserved, always 0.
 class CtrlChrt6 {
  public:

@@ -23,7 +23,7 @@ void AppendUtf16(std::u16string& out, char32_t point) {
 }
 
 // Windows-1252 from 0x80 to 0x9F; every other byte is the unit of its number. The five bytes that
-// the page leaves open stand for themselves, so that every byte comes back.
+// the page leaves open map to themselves, so that every byte comes back.
 constexpr char16_t kHighHalf[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                     0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
                                     0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,

@@ -21,7 +21,7 @@ void StoreFixedText(std::span<char16_t> field, std::string_view text);
 // The whole field with its padding.
 std::string FixedTextToUtf8(std::span<const char16_t> field);
 
-// Without trailing blanks and what stands from the first NUL on.
+// The text up to the first NUL, without trailing blanks.
 std::u16string_view TrimFixedText(std::u16string_view text);
 
 // Between a fixed field of UTF-16 and one of the 8-bit code page (Windows-1252) of the same length,

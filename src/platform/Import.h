@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <vector>
+
+#include "platform/Reports.h"
 
 namespace orvspc {
 
@@ -43,6 +46,8 @@ struct ImportReport {
   std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
   std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
   std::int64_t new_names = 0;
+  // Lines that were stored and are worth a second look, the first twenty of them.
+  std::vector<Note> notes;
 };
 
 }  // namespace orvspc

@@ -23,7 +23,7 @@ class RuleDef : public Object {
   // False when there is no next rule; the cursor then stays.
   virtual bool MoveNext() = 0;
 
-  // Of the current rule. The number is the bit that the rule sets in a point's marks.
+  // Of the current rule. The number is the bit that the rule sets in a point's signals.
   virtual std::int32_t Number() = 0;
   virtual std::string Text() = 0;
 

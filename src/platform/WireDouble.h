@@ -5,7 +5,7 @@
 
 namespace orvspc::platform {
 
-// A 64-bit float inside a wire record. Records are packed on four bytes, so the value may stand at
+// A 64-bit float inside a wire record. Records are packed on four bytes, so the value may lie at
 // an offset that is no multiple of eight; the conversions copy the bytes and are always aligned.
 class WireDouble {
  public:

@@ -1,64 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "select/DataSelect.h"
 
-#include <type_traits>
-#include <variant>
+#include <tuple>
 
-#include "frame/DateText.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
-#include "frame/NumberText.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 
 struct DataSelect::Fields {
-  // A date is told from other doubles by its kind; a selection has no other doubles.
-  using Member =
-      std::variant<bool Settings::*, std::int32_t Settings::*, DateRangeTimeTypes Settings::*,
-                   DateRangePeriods Settings::*, double Settings::*>;
-  struct Field {
-    std::string_view name;
-    Member member;
+  static constexpr std::tuple kAll{
+      settings_xml::Field{"IncludeEnabled", &Settings::IncludeEnabled},
+      settings_xml::Field{"IncludeIncomplete", &Settings::IncludeIncomplete},
+      settings_xml::Field{"IncludeDisabled", &Settings::IncludeDisabled},
+      settings_xml::Field{"MaximumItems", &Settings::MaximumItems},
+      settings_xml::Field{"Tsno", &Settings::Tsno},
+      settings_xml::Field{"ItemTypes", &Settings::ItemTypes},
+      settings_xml::Field{"DateRangeTimeType", &Settings::DateRangeTimeType},
+      settings_xml::Field{"DateRangeInterval", &Settings::DateRangeInterval},
+      settings_xml::Field{"DateRangePeriod", &Settings::DateRangePeriod},
+      settings_xml::DateField{"DateRangeStart", &Settings::DateRangeStart},
+      settings_xml::DateField{"DateRangeEnd", &Settings::DateRangeEnd},
+      settings_xml::Field{"IncludeVariableTests", &Settings::IncludeVariableTests},
+      settings_xml::Field{"IncludeDefectTests", &Settings::IncludeDefectTests},
+      settings_xml::Field{"IncludeDefectiveTests", &Settings::IncludeDefectiveTests},
   };
-
-  static constexpr Field kAll[] = {
-      {"IncludeEnabled", &Settings::IncludeEnabled},
-      {"IncludeIncomplete", &Settings::IncludeIncomplete},
-      {"IncludeDisabled", &Settings::IncludeDisabled},
-      {"MaximumItems", &Settings::MaximumItems},
-      {"Tsno", &Settings::Tsno},
-      {"ItemTypes", &Settings::ItemTypes},
-      {"DateRangeTimeType", &Settings::DateRangeTimeType},
-      {"DateRangeInterval", &Settings::DateRangeInterval},
-      {"DateRangePeriod", &Settings::DateRangePeriod},
-      {"DateRangeStart", &Settings::DateRangeStart},
-      {"DateRangeEnd", &Settings::DateRangeEnd},
-      {"IncludeVariableTests", &Settings::IncludeVariableTests},
-      {"IncludeDefectTests", &Settings::IncludeDefectTests},
-      {"IncludeDefectiveTests", &Settings::IncludeDefectiveTests},
-  };
-
-  static void Write(const platform::XmlNode& element, std::string_view name, double date) {
-    XMLSupport::SetXMLAttribute(element, name, std::string_view(DateToText(date)));
-  }
-  template <class T>
-  static void Write(const platform::XmlNode& element, std::string_view name, T value) {
-    XMLSupport::SetXMLAttribute(element, name, static_cast<std::int32_t>(value));
-  }
-
-  // Without the checks of the Lets.
-  template <class T>
-  static T FromText(std::string_view text) {
-    if constexpr (std::is_same_v<T, bool>) {
-      return ToBoolean(text);
-    } else if constexpr (std::is_same_v<T, double>) {
-      return TextToDate(text);
-    } else {
-      return static_cast<T>(ToInt32(text));
-    }
-  }
 };
 
 DataSelect::DataSelect() { Reset(); }
@@ -114,12 +83,7 @@ void DataSelect::DateRangeInterval(std::int32_t value) {
   });
 }
 
-std::string DataSelect::GetXML() const {
-  return Traced("DataSelect.GetXML", [&] {
-    const auto document = XMLSupport::MakeXMLDocument();
-    return document->Xml(CreateXMLNode(Friend{}, *document));
-  });
-}
+std::string DataSelect::GetXML() const { return settings_xml::GetXML("DataSelect", *this); }
 
 bool DataSelect::SetXML(std::string_view XML) {
   return Traced("DataSelect.SetXML", [&] {
@@ -133,9 +97,7 @@ bool DataSelect::SetXML(std::string_view XML) {
 platform::XmlNode DataSelect::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("DataSelect.CreateXMLNode", [&] {
     const platform::XmlNode element = Document.CreateElement("DataSelect");
-    for (const auto& field : Fields::kAll)
-      std::visit([&](auto member) { Fields::Write(element, field.name, settings_.*member); },
-                 field.member);
+    settings_xml::Write(element, Fields::kAll, settings_);
     Document.AppendChild(element, descriptors_->CreateXMLNode(Friend{}, Document));
     return element;
   });
@@ -143,16 +105,8 @@ platform::XmlNode DataSelect::CreateXMLNode(const Friend&, platform::XmlDocument
 
 bool DataSelect::SetXMLNode(const Friend&, const platform::XmlNode& node) {
   return Traced("DataSelect.SetXMLNode", [&] {
-    for (const auto& field : Fields::kAll) {
-      const auto text = XMLSupport::AttributeText(node, field.name);
-      if (!text) continue;
-      std::visit(
-          [&](auto member) {
-            auto& value = settings_.*member;
-            value = Fields::FromText<std::remove_reference_t<decltype(value)>>(*text);
-          },
-          field.member);
-    }
+    // Without the checks of the Lets.
+    settings_xml::Read(node, Fields::kAll, settings_);
     descriptors_->SetXML(Friend{},
                          XMLSupport::DocumentOf(node).SelectSingleNode(node, "Descriptors"));
     return true;

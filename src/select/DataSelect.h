@@ -80,14 +80,20 @@ class DataSelect : public platform::Object {
   void DateRangePeriod(DateRangePeriods value) { settings_.DateRangePeriod = value; }
 
   // Bounds of a range of the type drttStatic, in days since 1899-12-30. Default 0: not given. After
-  // a retrieval they are what the database library made of them.
+  // a retrieval they are what the database library made of them. The database holds times from
+  // 1901-12-13T20:45:52 to 2038-01-19T03:14:07; a date outside becomes the nearer of the two.
   double DateRangeStart() const { return settings_.DateRangeStart; }
   void DateRangeStart(double value) { settings_.DateRangeStart = value; }
   double DateRangeEnd() const { return settings_.DateRangeEnd; }
   void DateRangeEnd(double value) { settings_.DateRangeEnd = value; }
 
-  // The flat form. Fails where a descriptor cannot be used: "Invalid ItemCount!", "Invalid
-  // FilterType!", 9 beyond 30001 cells.
+  // The flat form. Failures, after which DSInfo is filled and DSFilter is as it was:
+  //
+  // - "Invalid ItemCount!": a list without items;
+  //
+  // - "Invalid FilterType!": a filter type that does not exist;
+  //
+  // - 9: a cell is written beyond the 30001st. Cells that are only passed count, but do not fail.
   bool API_GetData(API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter) const;
   // Replaces the selection by the flat form; not the exact inverse. Fails with 9 where the array is
   // shorter than its blocks say, and what was read before then stays.

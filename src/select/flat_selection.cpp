@@ -14,13 +14,13 @@
 namespace orvspc {
 namespace {
 
-// The fixed blocks in their order, each with the field that tells its filter type.
+// The fixed blocks in their order, each with the field of its filter type.
 struct Block {
   DescriptorTypes type;
   std::int32_t API_DSInfo::*filter;
 };
 
-// Deliberate: employees stand before defect codes, against the order of their numbers.
+// Deliberate: employees come before defect codes, against the order of their numbers.
 constexpr Block kBlocks[] = {
     {dtPart, &API_DSInfo::AllPart},         {dtProcess, &API_DSInfo::AllProcess},
     {dtTest, &API_DSInfo::AllTest},         {dtJob, &API_DSInfo::AllJob},
@@ -31,7 +31,7 @@ constexpr Block kBlocks[] = {
 constexpr std::int32_t kEnabledBit = 1, kDisabledBit = 2, kIncompleteBit = 4;
 constexpr std::int32_t kAllStates = kEnabledBit | kDisabledBit | kIncompleteBit;
 
-// The array while it is being filled. Cells that nobody writes are 0.
+// The array while it is being filled. Cells that are not written are 0.
 class FilterWriter {
  public:
   static constexpr std::size_t kHighestIndex = 30000;
@@ -45,7 +45,7 @@ class FilterWriter {
   // Passes a cell, which stays 0. Nothing is written, so it never fails.
   void Skip() { cells_.push_back(0); }
 
-  // Everything that was put and one spare cell, which nobody reads.
+  // Everything that was put and one spare cell, which is never read.
   Array<std::int32_t> Cut() const {
     Array<std::int32_t> filter;
     filter.Dimension(0, static_cast<std::int64_t>(cells_.size()));
@@ -66,7 +66,7 @@ FilterTypes GetFilterType(const DataSelectDescriptor* descriptor) {
 void PutItemList(FilterWriter& out, const DataSelectDescriptor& descriptor) {
   const std::int32_t count = descriptor.ItemCount();
   if (count == 0) FailMessage("Invalid ItemCount!");
-  // Deliberate: the first item stands in the group cell, and so comes back as GroupID too.
+  // Deliberate: the group cell holds the first item, which so comes back as GroupID too.
   out.Put(descriptor.DescriptorType() == dtOther ? descriptor.ItemID(1) : 0);
   out.Put(count);
   for (std::int32_t i = 1; i <= count; ++i) out.Put(descriptor.ItemID(i));
@@ -94,7 +94,7 @@ void LoadDSFilter(FilterWriter& out, const DataSelectDescriptor* descriptor) {
   });
 }
 
-// Reads the block at index, which moves behind it, and adds what it tells to the collection.
+// Reads the block at index, moves index past it, and adds the descriptor to the collection.
 void LoadDescriptors(const Array<std::int32_t>& filter, std::int32_t& index,
                      DataSelectDescriptors& descriptors, DescriptorTypes type,
                      std::int32_t filter_type) {

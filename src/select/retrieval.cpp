@@ -109,7 +109,7 @@ std::shared_ptr<SubgroupData> DataSelect::GetSubgroupData(
     const auto platform = PlatformInForce();
     DBLib6& library = platform->DBLib();
     Dataset dataset;
-    // What a failure left behind goes first.
+    // Clear anything a failed retrieval left in the library.
     library.VLXDBL_CLEARDATASETDATA();
     ReadDataset(library, *database, info, filter, dataset);
     library.VLXDBL_CLEARDATASETDATA();

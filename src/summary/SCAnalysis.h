@@ -14,9 +14,15 @@ namespace orvspc {
 class SCAnalysis : public platform::Object {
  public:
   // The selection is not changed: the result holds a clone with what the compliance library made of
-  // it. Nothing found and a failure inside that library both give a result without rows. Fails with
-  // 13 when Database is no database object, with 91 when an object is missing, and as
-  // DataSelect.API_GetData does on a bad selection.
+  // it. Nothing found and a failure inside that library both give a result without rows. Failures:
+  //
+  // - 13: Database is no database object;
+  //
+  // - 91: an object is missing;
+  //
+  // - 7: the rows or their names do not fit into memory;
+  //
+  // - those of DataSelect.API_GetData.
   std::shared_ptr<SCResults> AnalyzeDataSelect(
       const std::shared_ptr<platform::Object>& Database,
       const std::shared_ptr<orvspc::DataSelect>& DataSelect);

@@ -12,22 +12,19 @@
 namespace orvspc::compliance_run {
 namespace {
 
-using platform::NameRecordKind;
-
 // What is looked up for each row, in this order.
 struct Lookup {
-  NameRecordKind kind;
-  bool (*resolve)(const std::shared_ptr<platform::Database>&, std::int32_t, platform::NameRecord&);
+  NameResolver resolve;
   std::int32_t API_SCRow::*id;
   std::string SCNames::*name;
 };
 
 constexpr Lookup kLookups[] = {
-    {NameRecordKind::Part, &ResolvePart, &API_SCRow::PartID, &SCNames::Part},
-    {NameRecordKind::Process, &ResolveProcess, &API_SCRow::ProcessID, &SCNames::Process},
-    {NameRecordKind::Test, &ResolveTest, &API_SCRow::TestID, &SCNames::Test},
-    {NameRecordKind::SmplReq, &ResolveSmplReq, &API_SCRow::SmplReqID, &SCNames::SmplReq},
-    {NameRecordKind::State, &ResolveState, &API_SCRow::StateID, &SCNames::State},
+    {ResolvePart, &API_SCRow::PartID, &SCNames::Part},
+    {ResolveProcess, &API_SCRow::ProcessID, &SCNames::Process},
+    {ResolveTest, &API_SCRow::TestID, &SCNames::Test},
+    {ResolveSmplReq, &API_SCRow::SmplReqID, &SCNames::SmplReq},
+    {ResolveState, &API_SCRow::StateID, &SCNames::State},
 };
 
 }  // namespace
@@ -38,7 +35,7 @@ void ResolveResultsEx(const std::shared_ptr<platform::Database>& Database,
     const auto platform = PlatformInForce();
     std::shared_ptr<platform::NameRecord> caches[std::size(kLookups)];
     for (std::size_t i = 0; i < std::size(kLookups); ++i)
-      caches[i] = platform->MakeNameRecord(kLookups[i].kind);
+      caches[i] = platform->MakeNameRecord(kLookups[i].resolve.kind);
     Names.Dimension(0, Rows.UpperBound());
     for (std::int64_t row = 0; row <= Rows.UpperBound(); ++row) {
       for (std::size_t i = 0; i < std::size(kLookups); ++i) {
@@ -62,7 +59,7 @@ bool AnalyzeDS(const std::shared_ptr<platform::Database>& Database, API_DSInfo& 
     const std::int32_t count =
         library.VLXSREQ_SREQ_COMPLIANCE(0, connection, DSInfo, DSFilter.Elements());
     if (count <= 0) {
-      // Nothing is kept, so nothing is released.
+      // The library keeps no rows then, so there are none to release.
       Results.Reset(Friend{});
       return true;
     }
@@ -79,7 +76,7 @@ bool AnalyzeDS(const std::shared_ptr<platform::Database>& Database, API_DSInfo& 
 
 std::shared_ptr<SCResults> Finish(bool done, const std::shared_ptr<SCResults>& results,
                                   const API_DSInfo& info, const Array<std::int32_t>& filter) {
-  // Deliberate: nothing is returned for an analysis that was not done, though none ever says so.
+  // Deliberate: an analysis that was not done returns null, although none reports that.
   if (!done) return nullptr;
   results->DataSelect()->API_SetData(info, filter);
   return results;

@@ -94,15 +94,14 @@ TEST(Support, AnUnknownIdentifierIsReadEachTime) {
 
 TEST(Support, EachResolverHasItsKind) {
   struct Row {
-    bool (*resolve)(const std::shared_ptr<platform::Database>&, std::int32_t,
-                    platform::NameRecord&);
+    NameResolver resolve;
     NameRecordKind kind;
   };
-  for (const Row& row : {Row{&ResolvePart, NameRecordKind::Part},
-                         {&ResolveProcess, NameRecordKind::Process},
-                         {&ResolveTest, NameRecordKind::Test},
-                         {&ResolveSmplReq, NameRecordKind::SmplReq},
-                         {&ResolveState, NameRecordKind::State}}) {
+  for (const Row& row : {Row{ResolvePart, NameRecordKind::Part},
+                         {ResolveProcess, NameRecordKind::Process},
+                         {ResolveTest, NameRecordKind::Test},
+                         {ResolveSmplReq, NameRecordKind::SmplReq},
+                         {ResolveState, NameRecordKind::State}}) {
     fake::FakeScope fake;
     fake.script().names = {{{row.kind, 3}, "three"}};
     const auto cache = fake.platform->MakeNameRecord(row.kind);

@@ -613,6 +613,30 @@ TEST_F(ImportTest, OpportunitiesArrive) {
   EXPECT_EQ(rows[1].F_OPPS, 7);
 }
 
+TEST_F(ImportTest, ATargetOutsideTheLimitsIsStoredWithANote) {
+  const auto report =
+      Import("part,test,usl,target,lsl\nA,T,3,2,1\nA,U,3,4,1\nA,V,3,0.5,1\n", ImportKind::Limits);
+  EXPECT_EQ(report.rows, 3);
+  ASSERT_EQ(report.notes.size(), 2u);
+  EXPECT_EQ(report.notes[0].code, "target-outside");
+  EXPECT_NE(report.notes[0].text.find("line 3, column \"target\", value \"4\""), std::string::npos)
+      << report.notes[0].text;
+}
+
+TEST_F(ImportTest, AGraceLongerThanTheIntervalIsStoredWithANote) {
+  const auto report =
+      Import("process,test,kind,n,minutes,grace\nP,T,interval,5,30,31\nP,U,interval,5,30,30\n",
+             ImportKind::Requirements);
+  ASSERT_EQ(report.notes.size(), 1u);
+  EXPECT_EQ(report.notes[0].code, "grace-above-minutes");
+}
+
+TEST_F(ImportTest, TwentyNotesAreKept) {
+  std::string text = "part,test,usl,target\n";
+  for (int i = 0; i < 30; ++i) text += "A,T" + std::to_string(i) + ",1,2\n";
+  EXPECT_EQ(Import(text, ImportKind::Limits).notes.size(), 20u);
+}
+
 TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
   struct Row {
     const char* why;
@@ -622,6 +646,19 @@ TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
   };
   const Row rows[] = {
       {"upper below lower", ImportKind::Limits, "part,test,usl,lsl\nA,T,1,2\n", "above"},
+      {"guard band upside down", ImportKind::Limits, "part,test,usl,ugb,lgb\nA,T,9,1,2\n", "lgb"},
+      {"reasonable limits upside down", ImportKind::Limits, "part,test,url,lrl\nA,T,1,2\n", "lrl"},
+      {"warning zone upside down", ImportKind::Limits, "part,test,uwp,lwp\nA,T,1,2\n", "lwp"},
+      {"no limit", ImportKind::Limits, "part,test,usl,cp\nA,T,,1.33\n", "gives no limit"},
+      {"goal below 0", ImportKind::Limits, "part,test,usl,cpk\nA,T,1,-1\n", "not be below 0"},
+      {"start after finish", ImportKind::ControlLimits,
+       "part,test,mean,start,finish\nA,T,1,2024-02-01,2024-01-01\n", "not lie after finish"},
+      {"word of no chart", ImportKind::ControlLimits, "part,test,mean,chart-word\nA,T,1,0x600\n",
+       "of no chart"},
+      {"word of no second graph", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,1,0x150\n", "of no chart"},
+      {"decimal word of no chart", ImportKind::ControlLimits,
+       "part,test,mean,chart-word\nA,T,1,1792\n", "of no chart"},
       {"same time twice", ImportKind::Limits, "part,test,usl\nA,T,1\nA,T,2\n", "line 3"},
       {"alarm that is no limit", ImportKind::Limits, "part,test,usl,alarms\nA,T,1,odd\n", "odd"},
       {"alarm not given", ImportKind::Limits, "part,test,usl,alarms\nA,T,1,lsl\n", "not give"},
