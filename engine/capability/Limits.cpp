@@ -2,12 +2,16 @@
 #include "engine/capability/Limits.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <utility>
 
+#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/SpecLimits.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::capability {
 namespace {
@@ -15,7 +19,6 @@ namespace {
 constexpr std::int32_t kSpecBits = slfUSL | slfTAR | slfLSL;
 constexpr double kNoLimit = 1e300;
 constexpr std::int32_t kUsualScale = 4;
-constexpr double kLimitTolerance = 1e-9;  // of the width, for limits that are the same
 
 struct Limit {
   std::int32_t flag;
@@ -48,16 +51,6 @@ std::vector<Item> ItemsOf(std::span<const StreamSample> streams) {
     }
   }
   return items;
-}
-
-// The newest row that is effective at a time; rows stand by effective time.
-template <class Row, class Time>
-const Row* InForce(const std::vector<Row>& rows, std::int32_t stamp, Time time_of) {
-  const Row* found = nullptr;
-  for (const auto& row : rows) {
-    if (time_of(row) <= stamp) found = &row;
-  }
-  return found;
 }
 
 API_CASpecLim8 RecordOf(const API_CCSpecLim& row) {
@@ -155,70 +148,58 @@ void MoveDown(API_CASpecLim8& record, double distance) {
   DropNonFinite(record);
 }
 
-double WidthOf(const API_CASpecLim8& record) {
-  double low = 0.0, high = 0.0;
-  bool any = false;
-  for (const auto& limit : kLimits) {
-    if ((record.EFlag & limit.flag) == 0) continue;
-    const double value = record.*limit.field;
-    low = any ? std::min(low, value) : value;
-    high = any ? std::max(high, value) : value;
-    any = true;
+// NaN for a limit without its flag.
+std::array<double, std::size(kLimits)> FiguresOf(const API_CASpecLim8& record, std::int32_t bits) {
+  std::array<double, std::size(kLimits)> figures{};
+  for (std::size_t i = 0; i < figures.size(); ++i) {
+    const bool set = (record.EFlag & bits & kLimits[i].flag) != 0;
+    figures[i] = set ? double{record.*kLimits[i].field} : platform::kNaN;
   }
-  // Of a single limit its own size serves.
-  return high > low ? high - low : std::fabs(high);
+  return figures;
 }
 
-// Compares the limits with these bits.
+// Compares the limits with these bits, by the width of all.
 bool Agree(const API_CASpecLim8& a, const API_CASpecLim8& b, std::int32_t bits) {
-  if ((a.EFlag & bits) != (b.EFlag & bits)) return false;
-  const double most = kLimitTolerance * std::max(WidthOf(a), WidthOf(b));
-  return std::all_of(std::begin(kLimits), std::end(kLimits), [&](const Limit& limit) {
-    return (a.EFlag & bits & limit.flag) == 0 || std::fabs(a.*limit.field - b.*limit.field) <= most;
-  });
+  const double width =
+      std::max(catalogue::WidthOf(FiguresOf(a, ~0)), catalogue::WidthOf(FiguresOf(b, ~0)));
+  return (a.EFlag & bits) == (b.EFlag & bits) &&
+         catalogue::Agree(FiguresOf(a, bits), FiguresOf(b, bits), width);
 }
 
+using ContentField = platform::WireDouble API_CANccLim8::*;
 struct ContentFigure {
   std::int32_t flag;
-  platform::WireDouble API_CANccLim8::*field;
+  ContentField field;
 };
-// Quantities, on the axis of the values, and the shares of packages allowed beyond them, in
-// percent.
+// Quantities, on the axis of the values, and the percentages of packages allowed beyond them.
 constexpr ContentFigure kQuantities[] = {
-    {store::nclMavL, &API_CANccLim8::MavL}, {store::nclMavU, &API_CANccLim8::MavU},
-    {store::nclT1L, &API_CANccLim8::T1L},   {store::nclT1U, &API_CANccLim8::T1U},
-    {store::nclT2L, &API_CANccLim8::T2L},   {store::nclT2U, &API_CANccLim8::T2U},
+    {catalogue::nclMavL, &API_CANccLim8::MavL}, {catalogue::nclMavU, &API_CANccLim8::MavU},
+    {catalogue::nclT1L, &API_CANccLim8::T1L},   {catalogue::nclT1U, &API_CANccLim8::T1U},
+    {catalogue::nclT2L, &API_CANccLim8::T2L},   {catalogue::nclT2U, &API_CANccLim8::T2U},
 };
-constexpr ContentFigure kShares[] = {
-    {store::nclMavLp, &API_CANccLim8::MavLp}, {store::nclMavUp, &API_CANccLim8::MavUp},
-    {store::nclT1Lp, &API_CANccLim8::T1Lp},   {store::nclT1Up, &API_CANccLim8::T1Up},
-    {store::nclT2Lp, &API_CANccLim8::T2Lp},   {store::nclT2Up, &API_CANccLim8::T2Up},
+constexpr ContentFigure kPercentages[] = {
+    {catalogue::nclMavLp, &API_CANccLim8::MavLp}, {catalogue::nclMavUp, &API_CANccLim8::MavUp},
+    {catalogue::nclT1Lp, &API_CANccLim8::T1Lp},   {catalogue::nclT1Up, &API_CANccLim8::T1Up},
+    {catalogue::nclT2Lp, &API_CANccLim8::T2Lp},   {catalogue::nclT2Up, &API_CANccLim8::T2Up},
 };
 
-double WidthOf(const API_CANccLim8& row) {
-  double low = row.Lsc, high = row.Lsc;
-  for (const auto& figure : kQuantities) {
-    if ((row.EFlag & figure.flag) == 0) continue;
-    low = std::min(low, double{row.*figure.field});
-    high = std::max(high, double{row.*figure.field});
+std::vector<double> FiguresOf(const API_CANccLim8& row, std::span<const ContentFigure> figures) {
+  std::vector<double> values;
+  for (const auto& [flag, field] : figures) {
+    values.push_back((row.EFlag & flag) != 0 ? double{row.*field} : platform::kNaN);
   }
-  return high > low ? high - low : std::fabs(high);
+  return values;
 }
 
 bool Agree(const API_CANccLim8& a, const API_CANccLim8& b) {
-  if (a.EFlag != b.EFlag) return false;
-  const auto near = [](double one, double other, double width) {
-    return std::fabs(one - other) <= kLimitTolerance * width;
-  };
-  const auto all_near = [&](const auto& figures, double width) {
-    return std::all_of(std::begin(figures), std::end(figures), [&](const ContentFigure& figure) {
-      return (a.EFlag & figure.flag) == 0 || near(a.*figure.field, b.*figure.field, width);
-    });
-  };
   constexpr double kAllPackages = 100.0;
-  const double width = std::max(WidthOf(a), WidthOf(b));
-  return near(a.Lsc, b.Lsc, width) && near(a.Fctr, b.Fctr, std::max(a.Fctr, b.Fctr)) &&
-         all_near(kQuantities, width) && all_near(kShares, kAllPackages);
+  auto of_a = FiguresOf(a, kQuantities), of_b = FiguresOf(b, kQuantities);
+  of_a.push_back(a.Lsc);
+  of_b.push_back(b.Lsc);
+  const double width = std::max(catalogue::WidthOf(of_a), catalogue::WidthOf(of_b));
+  return a.EFlag == b.EFlag && catalogue::Agree(of_a, of_b, width) &&
+         catalogue::Agree(a.Fctr, b.Fctr, std::max(a.Fctr, b.Fctr)) &&
+         catalogue::Agree(FiguresOf(a, kPercentages), FiguresOf(b, kPercentages), kAllPackages);
 }
 
 struct Candidate {
@@ -231,11 +212,10 @@ Candidate CandidateOf(store::Store& store, const Item& item,
                       const std::optional<LimitOverride>& override_by, Normalization normalize) {
   Candidate candidate{item, {}, 0.0};
   const auto rows = store.SpecLimits(item.part, item.test);
-  const auto time = [](const API_CCSpecLim& row) { return row.Word20; };
-  const auto* const row = InForce(rows, item.newest, time);
+  const auto* const row = catalogue::EffectiveAt(rows, item.newest);
   const auto name = [&] { return store.StreamName(item.part, item.process, item.test); };
   if (row != nullptr) candidate.record = RecordOf(*row);
-  if (row != nullptr && !override_by && InForce(rows, item.oldest, time) != row) {
+  if (row != nullptr && !override_by && catalogue::EffectiveAt(rows, item.oldest) != row) {
     store::AddNote(
         "limits-changed",
         "The specification limits changed in the time shown; all values are held against the "
@@ -268,11 +248,8 @@ Candidate CandidateOf(store::Store& store, const Item& item,
 }  // namespace
 
 statistics::Tolerance ToleranceOf(const API_CASpecLim8& record) {
-  statistics::Tolerance tolerance;
-  if ((record.EFlag & slfUSL) != 0) tolerance.usl = record.Usl;
-  if ((record.EFlag & slfLSL) != 0) tolerance.lsl = record.Lsl;
-  if ((record.EFlag & slfTAR) != 0) tolerance.target = record.Tar;
-  return tolerance;
+  const auto limits = catalogue::SpecLimitsOf(record);
+  return {limits.Upper(), limits.Lower(), limits.Target()};
 }
 
 LimitsInForce FindLimits(store::Store& store, std::span<const StreamSample> streams,
@@ -321,8 +298,7 @@ API_CANccLim8 FindNetContents(store::Store& store, std::span<const StreamSample>
   bool missing = false;
   for (const auto& item : ItemsOf(streams)) {
     const auto rows = store.NetContents(item.part, item.test);
-    const auto* const row =
-        InForce(rows, item.newest, [](const API_CANccLim8& each) { return each.Head[5]; });
+    const auto* const row = catalogue::EffectiveAt(rows, item.newest);
     missing = missing || row == nullptr;
     if (row == nullptr) continue;
     if (item.newest >= newest) common = found.size();

@@ -90,17 +90,17 @@ void AttributeRun::MakeUnits() {
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
     const auto& versions = rows_.Of(s).opportunities;
-    RowsInForce<API_CCDefOpp> opportunities(versions);
+    catalogue::EffectiveRows<API_CCDefOpp> opportunities(versions);
     for (auto place = stream.begin; place < stream.end; ++place) {
-      const auto size = table_.sizes[place];
-      states_[s].no_size = states_[s].no_size || size == 0;
-      states_[s].some_size = states_[s].some_size || size != 0;
+      const double size = table_.sizes[place];
+      states_[s].no_size = states_[s].no_size || size == 0.0;
+      states_[s].some_size = states_[s].some_size || size != 0.0;
       double units = size;
       // Only a count of defects makes sense without a size: that of one unit.
-      if (size == 0 && counts_defects) units = 1.0;
-      if (plan_.chart->per_opportunity && size != 0) {
-        const auto row = opportunities.At(rows_.StampAt(place));
-        const auto known = row == kNoRow ? 0 : versions[static_cast<std::size_t>(row)].F_OPPS;
+      if (size == 0.0 && counts_defects) units = 1.0;
+      if (plan_.chart->per_opportunity && size != 0.0) {
+        const auto* const row = opportunities.At(rows_.StampAt(place));
+        const std::int32_t known = row == nullptr ? 0 : row->F_OPPS;
         states_[s].no_opportunities = states_[s].no_opportunities || known < 1;
         units *= std::max(known, 1);
       }
@@ -121,7 +121,7 @@ void AttributeRun::Estimate() {
       state.rate.numerator += counts[place];
       state.rate.denominator += units_[place];
       ++used;
-      sized += table_.sizes[place] > 0;
+      sized += table_.sizes[place] > 0.0;
       sizes += table_.sizes[place];
     }
     state.estimates.mean = state.rate.Value();
@@ -216,8 +216,8 @@ void AttributeRun::MakeEwmaLines(Form form, std::size_t s, std::span<double> sho
   }
 }
 
-std::vector<std::int32_t> AttributeRun::UnitsInspected() const {
-  std::vector<std::int32_t> units(table_.Count());
+std::vector<double> AttributeRun::UnitsInspected() const {
+  std::vector<double> units(table_.Count());
   Scatter(table_.sizes, std::span(units));
   return units;
 }
@@ -225,6 +225,12 @@ std::vector<std::int32_t> AttributeRun::UnitsInspected() const {
 void AttributeRun::TellNotes(store::Store& store) const {
   for (const auto& note : plan_.notes)
     store::AddNote(std::string(note.code), std::string(note.text));
+  if (!rows_.Data().sizes.empty()) {
+    store::AddNote(
+        "sizes-rounded",
+        "Inspected sizes that are not whole numbers are shown rounded; points and limits "
+        "use them as they are.");
+  }
   const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {

@@ -44,7 +44,7 @@ class AttributeRun {
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
   // Units inspected in each subgroup, in the order of the data set; 0 for not known.
-  std::vector<std::int32_t> UnitsInspected() const;
+  std::vector<double> UnitsInspected() const;
 
   // Forgets the run. Storage of a small one is kept for the next.
   void Clear();

@@ -83,7 +83,7 @@ void AttributeTable::Build(const store::DataSet& data, std::int32_t status,
       only_defects_ = only_defects_ && !of_defectives;
     }
     const auto counts = reader.Read(subgroup, of_defectives);
-    sizes[place] = std::max(row.Size, 0);
+    sizes[place] = std::max(data.SizeOf(subgroup), 0.0);
     defects[place] = counts.defects;
     defectives[place] = counts.defectives;
   };
@@ -96,7 +96,7 @@ AttributeShape AttributeTable::Shape() const {
   const bool any_used = Used().empty() || std::any_of(Used().begin(), Used().end(),
                                                       [](auto used) { return used != 0; });
   bool first = true;
-  std::int32_t size = 0;
+  double size = 0.0;
   for (std::size_t place = 0; place < Count(); ++place) {
     if (any_used && !IsUsed(place)) continue;
     if (first) size = sizes[place];

@@ -21,8 +21,8 @@ class AttributeTable : public StreamTable {
   // Over the subgroups that count; over all where none does.
   AttributeShape Shape() const;
 
-  // Units inspected; 0 for not known.
-  std::vector<std::int32_t> sizes;
+  // Units inspected; 0 for not known. Of a test of defects also fractions.
+  std::vector<double> sizes;
   // Sum over the rows, and units that are bad. A unit with a number (Tsno above 0) is one bad unit
   // if any of its rows counts something, in a test of defectives as many as its largest row says; a
   // row without a number stands for as many bad units as it counts. So a named unit with three

@@ -25,7 +25,7 @@ constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259;
 struct Sampling {
   bool defectives = false;
   double level = 0.0, risk = 0.0;  // percent
-  std::vector<std::int32_t> sizes;
+  std::vector<double> sizes;
 };
 
 struct ThreadState {
@@ -191,8 +191,8 @@ std::optional<AcceptanceLimits> ChartLibrary::LatestAcceptance() {
   limits.level = sampling->level;
   limits.risk = sampling->risk;
   limits.binomial = sampling->defectives;
-  std::unordered_map<std::int32_t, double> known;
-  for (const auto size : sampling->sizes) {
+  std::unordered_map<double, double> known;
+  for (const double size : sampling->sizes) {
     const auto [found, fresh] = known.try_emplace(size, 0.0);
     if (fresh) {
       const auto accepted =

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <limits>
 
+#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/SpecLimits.h"
+
 namespace orvspc::engine::charts {
 namespace {
 
@@ -25,16 +28,15 @@ double Farthest(std::span<const double> pieces, double target) {
 
 bool FillPreControl(const PreControlInput& input, std::span<double> points,
                     std::span<std::uint32_t> marks) {
-  RowsInForce rows(input.specs);
+  catalogue::EffectiveRows rows(input.specs);
   store::PieceReader reader(input.data);
   std::vector<statistics::PieceZone> zones;
   std::vector<std::size_t> place_of;  // of each zone
   bool any = false;
   for (auto place = input.stream.begin; place < input.stream.end; ++place) {
     const auto subgroup = input.table.SubgroupAt(place);
-    const auto row = rows.At(input.data.subgroups[subgroup].Sgtm);
-    const auto spec =
-        row == kNoRow ? NoSpecLines() : SpecLinesOf(input.specs[static_cast<std::size_t>(row)]);
+    const auto* const row = rows.At(input.data.subgroups[subgroup].Sgtm);
+    const auto spec = row == nullptr ? catalogue::SpecLimits() : catalogue::SpecLimitsOf(*row);
     const auto lines = statistics::PreControlLinesOf(spec.lsl, spec.target, spec.usl);
     const auto pieces = reader.Pieces(subgroup);
     points[place] = Farthest(pieces, lines.target);

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "engine/charts/PointTable.h"
-#include "engine/charts/RowsInForce.h"
 #include "engine/statistics/RunRules.h"
 
 namespace orvspc::engine::charts {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <tuple>
 #include <utility>
 
 #include "engine/charts/Marks.h"
@@ -29,20 +30,28 @@ std::int32_t CopyRows(const ArrayRef& array, const std::vector<T>& rows) {
 
 struct SpecCode {
   ChartData code;
-  double SpecLines::*line;
+  double catalogue::SpecLimits::*line;
 };
 constexpr SpecCode kSpecCodes[] = {
-    {ChartData::USLs, &SpecLines::usl},
-    {ChartData::Targets, &SpecLines::target},
-    {ChartData::LSLs, &SpecLines::lsl},
+    {ChartData::USLs, &catalogue::SpecLimits::usl},
+    {ChartData::Targets, &catalogue::SpecLimits::target},
+    {ChartData::LSLs, &catalogue::SpecLimits::lsl},
 };
 
 }  // namespace
+
+void SortForProcess(std::vector<catalogue::ControlLimit>& limits) {
+  std::stable_sort(limits.begin(), limits.end(), [](const auto& a, const auto& b) {
+    return std::make_tuple(a.row.F_EFTM, a.row.F_PRCS != 0) <
+           std::make_tuple(b.row.F_EFTM, b.row.F_PRCS != 0);
+  });
+}
 
 void RunRows::Clear() {
   Forget(data_.subgroups);
   Forget(data_.values);
   Forget(data_.keys);
+  Forget(data_.sizes);
   Forget(stamps_);
   subgroups_taken_ = false;
   test_count_ = 0;
@@ -72,7 +81,7 @@ bool RunRows::Select(store::Store& store, API_DSInfo& info, std::span<const std:
 }
 
 void RunRows::Load(store::Store& store, bool attributes,
-                   const std::function<Suits(const store::ControlLimit&)>& suits) {
+                   const std::function<Suits(const catalogue::ControlLimit&)>& suits) {
   const auto streams = table_.Streams();
   ConvertRules(store.Rules(), rules_);
   streams_.resize(streams.size());
@@ -81,10 +90,9 @@ void RunRows::Load(store::Store& store, bool attributes,
     const auto& stream = streams[s];
     auto& rows = streams_[s];
     rows.specs = store.SpecLimits(stream.part, stream.test);
-    SortByTime(rows.specs);
     rows.limits = store.ControlLimits(stream.part, stream.process, stream.test);
     SortForProcess(rows.limits);
-    std::erase_if(rows.limits, [&](const store::ControlLimit& limit) {
+    std::erase_if(rows.limits, [&](const catalogue::ControlLimit& limit) {
       const auto answer = suits(limit);
       if (answer == Suits::OtherChart) rows.unsuited_limits = true;
       if (answer == Suits::NoSuchMean && !rows.unsuited_mean) rows.unsuited_mean = limit.row.F_MEAN;
@@ -93,15 +101,14 @@ void RunRows::Load(store::Store& store, bool attributes,
     any_limits = any_limits || !rows.limits.empty();
     if (!attributes) continue;
     rows.opportunities = store.Opportunities(stream.part, stream.test);
-    SortByTime(rows.opportunities);
   }
   if (any_limits) {
     limit_row_.assign(table_.Count(), kNoRow);
     for (std::size_t s = 0; s < streams.size(); ++s) {
       if (streams_[s].limits.empty()) continue;
-      RowsInForce<store::ControlLimit> rows(streams_[s].limits);
+      catalogue::EffectiveRows<catalogue::ControlLimit> rows(streams_[s].limits);
       for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-        limit_row_[place] = rows.At(StampAt(place));
+        limit_row_[place] = rows.PlaceAt(StampAt(place));
       }
     }
   }
@@ -138,11 +145,11 @@ std::vector<Row> RunRows::NewestOfPairs(std::vector<Row> OfStream::*rows, bool O
   std::vector<Row> newest_rows;
   for (const auto& pair : pairs) {
     const auto& of_pair = streams_[pair.streams.front()].*rows;
-    RowsInForce<Row> in_force(of_pair);
-    const auto newest = in_force.At(pair.last);
+    catalogue::EffectiveRows<Row> effective(of_pair);
+    const auto newest = effective.PlaceAt(pair.last);
     if (newest != kNoRow) newest_rows.push_back(of_pair[static_cast<std::size_t>(newest)]);
     // A stream that ends before the change is judged by the newest row as well.
-    for (const auto s : pair.streams) streams_[s].*change = in_force.At(first[s]) != newest;
+    for (const auto s : pair.streams) streams_[s].*change = effective.PlaceAt(first[s]) != newest;
   }
   return newest_rows;
 }
@@ -264,16 +271,14 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   if (wanted == std::end(kSpecCodes)) return false;
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
-    const auto& specs = streams_[s].specs;
-    RowsInForce<API_CCSpecLim> rows(specs);
-    auto latest = kNoRow;
+    catalogue::EffectiveRows<API_CCSpecLim> rows(streams_[s].specs);
+    const API_CCSpecLim* latest = nullptr;
     double value = kNoValue;
     for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-      const auto row = specs.empty() ? kNoRow : rows.At(StampAt(place));
+      const auto* const row = streams_[s].specs.empty() ? nullptr : rows.At(StampAt(place));
       if (row != latest) {
         latest = row;
-        value = row == kNoRow ? kNoValue
-                              : SpecLinesOf(specs[static_cast<std::size_t>(row)]).*(wanted->line);
+        value = row == nullptr ? kNoValue : catalogue::SpecLimitsOf(*row).*(wanted->line);
       }
       out[table_.SubgroupAt(place)] = value;
     }

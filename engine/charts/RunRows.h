@@ -8,7 +8,8 @@
 #include <span>
 #include <vector>
 
-#include "engine/charts/RowsInForce.h"
+#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/SpecLimits.h"
 #include "engine/charts/StreamTable.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
@@ -16,6 +17,12 @@
 #include "platform/CtrlChrt6.h"
 
 namespace orvspc::engine::charts {
+
+using catalogue::kNoRow;
+
+// By effective time; of two rows from the same moment that of the process itself comes last and
+// wins over the one for any process.
+void SortForProcess(std::vector<catalogue::ControlLimit>& limits);
 
 // Whether a stored row serves a chart.
 enum class Suits { Yes, OtherChart, NoSuchMean };
@@ -31,7 +38,7 @@ class RunRows {
 
   struct OfStream {
     std::vector<API_CCSpecLim> specs;
-    std::vector<store::ControlLimit> limits;
+    std::vector<catalogue::ControlLimit> limits;
     std::vector<API_CCDefOpp> opportunities;
     std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
     bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
@@ -46,7 +53,7 @@ class RunRows {
   // Everything of the streams of the table; opportunities only for attributes. Stored limits are
   // taken where `suits` says so.
   void Load(store::Store& store, bool attributes,
-            const std::function<Suits(const store::ControlLimit&)>& suits);
+            const std::function<Suits(const catalogue::ControlLimit&)>& suits);
   // Forgets all. Storage of a small run is kept for the next.
   void Clear();
 

@@ -35,7 +35,9 @@ std::int32_t AttributeRun::DeliverColumn(const ArrayRef& array, ChartData code) 
     for (std::size_t place = 0; place < count; ++place) {
       // A count without a size is one of a single unit.
       out[table_.SubgroupAt(place)] =
-          std::isnan(points_[place]) ? 0 : std::max(table_.sizes[place], 1);
+          std::isnan(points_[place])
+              ? 0
+              : static_cast<std::int32_t>(std::max(std::round(table_.sizes[place]), 1.0));
     }
     return written;
   }

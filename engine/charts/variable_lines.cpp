@@ -67,11 +67,10 @@ const statistics::PointLimits& VariableRun::LineSource::LinesOfSize(std::int32_t
 }
 
 statistics::PointLimits VariableRun::LineSource::PreControlLinesAt(std::size_t place) {
-  const auto row = specs_.At(run_.rows_.StampAt(place));
+  const auto* const row = specs_.At(run_.rows_.StampAt(place));
   if (row != spec_row_) {
     spec_row_ = row;
-    const auto spec =
-        row == kNoRow ? NoSpecLines() : SpecLinesOf(rows_.specs[static_cast<std::size_t>(row)]);
+    const auto spec = row == nullptr ? catalogue::SpecLimits() : catalogue::SpecLimitsOf(*row);
     const auto lines = statistics::PreControlLinesOf(spec.lsl, spec.target, spec.usl);
     latest_ = FiniteOnly({lines.target, lines.upper_line, lines.lower_line, kNoValue});
   }

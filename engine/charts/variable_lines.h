@@ -44,8 +44,9 @@ class VariableRun::LineSource {
   bool cusum_;
   bool by_size_;
   LineFigures figures_;
-  RowsInForce<API_CCSpecLim> specs_;
-  std::int32_t row_ = kNoRow, spec_row_ = kNoRow;
+  catalogue::EffectiveRows<API_CCSpecLim> specs_;
+  std::int32_t row_ = kNoRow;
+  const API_CCSpecLim* spec_row_ = nullptr;
   statistics::PointLimits latest_{};
   // Of the row in force, by number of pieces.
   static constexpr std::size_t kKnownSizes = 32;

@@ -7,6 +7,8 @@
 #include <set>
 #include <vector>
 
+#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/SpecLimits.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/Ties.h"
@@ -17,19 +19,6 @@ namespace orvspc::engine::compliance {
 namespace {
 
 constexpr std::int32_t kLsc = 8;  // flag of the two figures about the labelled content
-
-std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
-std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]; }
-
-// The row in force at a time; rows stand by effective time.
-template <class Row>
-std::optional<Row> InForce(const std::vector<Row>& rows, std::int32_t time) {
-  std::optional<Row> found;
-  for (const auto& row : rows) {
-    if (EffectiveTime(row) <= time) found = row;
-  }
-  return found;
-}
 
 double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
 
@@ -64,35 +53,18 @@ std::set<std::int32_t> PartsOf(const store::DataSet& data, std::span<const std::
   return parts;
 }
 
-statistics::Tolerance ToleranceOf(const API_CCSpecLim& row) {
-  statistics::Tolerance tolerance;
-  if ((row.F_EFLAG & slfUSL) != 0) tolerance.usl = row.F_USL;
-  if ((row.F_EFLAG & slfLSL) != 0) tolerance.lsl = row.F_LSL;
-  return tolerance;
-}
-
-// Whether two limits are one to a billionth of the width between both limits, or of their own size
-// where there is only one.
-bool Agree(std::optional<double> a, std::optional<double> b, double width) {
-  if (!a || !b) return a.has_value() == b.has_value();
-  constexpr double kBillionth = 1e-9;
-  return std::abs(*a - *b) <= kBillionth * (width > 0.0 ? width : std::abs(*a));
-}
-
 // The limits that hold for every part; none where parts disagree.
-std::optional<statistics::Tolerance> SpecLimits(store::Store& store,
+std::optional<catalogue::SpecLimits> SpecLimits(store::Store& store,
                                                 const std::set<std::int32_t>& parts,
                                                 std::int32_t test, std::int32_t time) {
-  std::optional<statistics::Tolerance> common;
+  std::optional<catalogue::SpecLimits> common;
   for (const auto part : parts) {
-    const auto row = InForce(store.SpecLimits(part, test), time);
-    if (!row) return std::nullopt;
-    const auto limits = ToleranceOf(*row);
+    const auto rows = store.SpecLimits(part, test);
+    const auto* const row = catalogue::EffectiveAt(rows, time);
+    if (row == nullptr) return std::nullopt;
+    const auto limits = catalogue::SpecLimitsOf(*row);
     if (!common) common = limits;
-    const double width = common->usl && common->lsl ? *common->usl - *common->lsl : 0.0;
-    if (!Agree(common->usl, limits.usl, width) || !Agree(common->lsl, limits.lsl, width)) {
-      return std::nullopt;
-    }
+    if (!catalogue::Agree(*common, limits)) return std::nullopt;
   }
   return common;
 }
@@ -100,18 +72,22 @@ std::optional<statistics::Tolerance> SpecLimits(store::Store& store,
 std::optional<API_CANccLim8> NetContent(store::Store& store, const std::set<std::int32_t>& parts,
                                         std::int32_t test, std::int32_t time) {
   if (parts.size() != 1) return std::nullopt;
-  return InForce(store.NetContents(*parts.begin(), test), time);
+  const auto rows = store.NetContents(*parts.begin(), test);
+  const auto* const row = catalogue::EffectiveAt(rows, time);
+  return row == nullptr ? std::nullopt : std::optional(*row);
 }
 
-void FillSpecification(std::span<const double> values, const statistics::Tolerance& limits,
+void FillSpecification(std::span<const double> values, const catalogue::SpecLimits& limits,
                        API_SCRow& row) {
+  const statistics::Tolerance tolerance{limits.Upper(), limits.Lower(), std::nullopt};
   const auto indices = statistics::IndicesOf(
-      statistics::Reach::OfNormal(row.AverageValue, row.StandardDeviation), limits);
+      statistics::Reach::OfNormal(row.AverageValue, row.StandardDeviation), tolerance);
   row.PP = indices.p;
   row.PPK = indices.k;
-  row.SpecFlags = (limits.usl ? slfUSL : 0) | (limits.lsl ? slfLSL : 0);
-  if (limits.usl) row.PercentAboveUSL = PercentAbove(values, *limits.usl);
-  if (limits.lsl) row.PercentBelowLSL = PercentBelow(values, *limits.lsl);
+  row.SpecFlags = (tolerance.usl ? slfUSL : 0) | (tolerance.lsl ? slfLSL : 0);
+  // No value lies beyond a limit that is NaN.
+  row.PercentAboveUSL = PercentAbove(values, limits.usl);
+  row.PercentBelowLSL = PercentBelow(values, limits.lsl);
   row.PercentOOS = row.PercentAboveUSL + row.PercentBelowLSL;
   constexpr double kMillionthsOfAPercent = 1e4;
   row.PPM = kMillionthsOfAPercent * row.PercentOOS;

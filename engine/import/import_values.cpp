@@ -47,6 +47,7 @@ class ValuesImport {
   void TakeDescriptors(OpenMeasurement& open);
   void TakeComment(OpenMeasurement& open);
   std::int32_t NameCell(std::size_t column, catalogue::ItemKind kind);
+  double SizeCell() const;
   std::int32_t FlagCell() const;
   std::int32_t DescriptorId(std::size_t extra, std::string_view name);
 
@@ -247,9 +248,9 @@ void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
   const auto& spec = kOnceColumns[once];
   const auto text = table_.Cell(spec.column);
   if (text.empty()) return;
-  std::int32_t value = 0;
+  double value = 0.0;
   if (once == kOnceSize) {
-    value = table_.Whole(kSize, 0, INT32_MAX);
+    value = SizeCell();
   } else {
     value = once == kOnceFlag ? FlagCell() : NameCell(spec.column, spec.kind);
   }
@@ -259,6 +260,20 @@ void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
   cell.value = value;
   cell.line = table_.Reader().Line();
   cell.text = text;
+}
+
+double ValuesImport::SizeCell() const {
+  auto& test = *current_test_;
+  if (test.type == ttVariable || test.type == ttDefectives) {
+    return table_.Whole(kSize, 0, INT32_MAX);
+  }
+  const double size = table_.Number(kSize);
+  if (!(size >= 0.0 && size <= INT32_MAX)) return table_.Whole(kSize, 0, INT32_MAX);
+  if (test.type == 0 && test.fraction_line == 0 && size != std::floor(size)) {
+    test.fraction_line = table_.Reader().Line();
+    test.fraction = table_.Cell(kSize);
+  }
+  return size;
 }
 
 std::int32_t ValuesImport::FlagCell() const {
@@ -326,6 +341,9 @@ void ValuesImport::SettleTestTypes() {
       const auto cut = test.excess.find('\n');
       table_.RefuseAt(test.excess_line, kSubgroup, test.excess.substr(0, cut),
                       test.excess.substr(cut + 1));
+    }
+    if (type == ttDefectives && test.fraction_line != 0) {
+      table_.RefuseAt(test.fraction_line, kSize, test.fraction, kWholeSize);
     }
     sql::Query(db_, "UPDATE test SET type = ?2 WHERE id = ?1 AND type <> ?2")
         .Bind(1, std::int64_t{id})

@@ -145,7 +145,8 @@ void ValuesWriter::WriteMeasurements() {
     store::Context context;
     for (std::size_t i = 0; i < open->once.size(); ++i) {
       const auto member = kOnceColumns[i].member;
-      if (member != nullptr) context.*member = std::max(open->once[i].value, 0);
+      if (member != nullptr)
+        context.*member = static_cast<std::int32_t>(std::max(open->once[i].value, 0.0));
     }
     write.Bind(1, key.stream)
         .Bind(2, std::int64_t{key.time})
@@ -185,7 +186,7 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
     for (const auto& row : open.rows) packed_rows_.push_back(row.row);
   }
   if (packed_rows_.empty()) packed_rows_.emplace_back();
-  const auto flag = open.once[kOnceFlag].value;
+  const auto flag = static_cast<std::int32_t>(open.once[kOnceFlag].value);
   packed_size_ = open.once[kOnceSize].value;
   WrittenState state{derived_pieces_, open.last_sbno, false, false};
   state.lacks_size = packed_size_ == kNotGiven && table_.Has(kSize);
@@ -271,7 +272,7 @@ void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& vie
 }
 
 // The cell of the lines before with that of the lines at hand.
-void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before) {
+void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, double before) {
   auto& cell = open.once[once];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
@@ -304,7 +305,8 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   // Line 0: the lines written before have told it.
   if (defectives <= size || line == 0) return;
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
-                      ") than units inspected (" + std::to_string(size) + ")";
+                      ") than units inspected (" + std::to_string(static_cast<std::int64_t>(size)) +
+                      ")";
   const auto& label = batch_.subgroups[open.subgroup].label;
   if (test.type == ttDefectives) return NoteRefusal(line, kSubgroup, label, reason);
   if (test.excess_line == 0 || line < test.excess_line) {

@@ -81,8 +81,8 @@ struct OpenSubgroup {
 
 // A cell that all lines of a (subgroup, test) that have it must have alike.
 struct OnceCell {
-  std::int32_t value = kNotGiven;
-  std::int64_t line = 0;  // that gave it, with the text; 0: one written before
+  double value = kNotGiven;  // an identifier, a flag or a size
+  std::int64_t line = 0;     // that gave it, with the text; 0: one written before
   std::string text;
 };
 
@@ -102,6 +102,8 @@ inline constexpr OnceColumn kOnceColumns[] = {
     {kEmployee, catalogue::ItemKind::Employee, &store::Context::employee},
 };
 inline constexpr std::size_t kOnceSize = 0, kOnceFlag = 1;
+inline constexpr std::string_view kWholeSize =
+    "the size is no whole number, as only that of a test of defects may be";
 inline constexpr std::string_view kDiffers =
     "differs from an earlier line of the same subgroup and test";
 
@@ -148,6 +150,9 @@ struct TestState {
   // First subgroup with more defectives than units, should the test turn out to be of defectives.
   std::int64_t excess_line = 0;
   std::string excess;
+  // First line with a size that only a test of defects can have.
+  std::int64_t fraction_line = 0;
+  std::string fraction;
 };
 
 struct WrittenKey {
@@ -199,7 +204,7 @@ class ValuesWriter {
   bool IsStored(const WrittenKey& key);
   void Merge(OpenMeasurement& open, const WrittenKey& key);
   void MergeRows(OpenMeasurement& open, const store::PackedView& view, const WrittenState& state);
-  void MergeOnce(OpenMeasurement& open, std::size_t once, std::int32_t before);
+  void MergeOnce(OpenMeasurement& open, std::size_t once, double before);
   void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
   void CheckDefectives(const OpenMeasurement& open);
@@ -223,7 +228,7 @@ class ValuesWriter {
   // What Finish made of the latest (subgroup, test).
   std::vector<store::TestRow> packed_rows_;
   std::vector<std::int32_t> derived_pieces_;
-  std::int32_t packed_size_ = 0;
+  double packed_size_ = 0.0;
   std::vector<std::byte> packed_;
 };
 

@@ -8,10 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/SpecLimits.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"
-#include "engine/statistics/CapabilityIndices.h"
 #include "engine/store/EventLog.h"
 #include "engine/store/Store.h"
 
@@ -21,16 +22,13 @@ namespace orvspc::engine::pareto {
 // What is known of the tests behind the streams of a database.
 class TestFacts {
  public:
-  struct Limits {
-    std::int32_t effective;
-    double lower, upper;  // infinite where there is none
-    statistics::Tolerance AsTolerance() const;
+  struct Limits : catalogue::SpecLimits {
+    std::int32_t effective = 0;
+    friend std::int32_t EffectiveTime(const Limits& limits) { return limits.effective; }
   };
   struct Facts {
     std::int32_t type = 0;  // TestTypes
     std::vector<Limits> limits;
-    // Those in force at a time; null when none are.
-    const Limits* At(std::int32_t time) const;
   };
 
   // Inside a Read of the store. Of the streams of a data set where there is one, else of every one.

@@ -258,9 +258,10 @@ class Analysis {
     for (std::size_t i = 0; i < wanted.keys.size(); ++i) {
       const auto pieces = taker.Finish(i);
       const auto& source = pieces.source;
-      const auto* const limits = facts.Of(source.part, source.test).At(source.newest_time);
+      const auto* const limits =
+          catalogue::EffectiveAt(facts.Of(source.part, source.test).limits, source.newest_time);
       if (!source.is_one || limits == nullptr) continue;
-      const auto tolerance = limits->AsTolerance();
+      const statistics::Tolerance tolerance{limits->Upper(), limits->Lower(), std::nullopt};
       if (!tolerance.HasLimit()) continue;
       const auto sigma = statistics::SampleStandardDeviation(pieces.values);
       if (!(sigma > 0.0)) continue;

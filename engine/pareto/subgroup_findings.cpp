@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <tuple>
 
 #include "engine/pareto/Findings.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::pareto {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // The keys of one row, reading those of its subgroup once.
 class SubgroupKeys {
@@ -81,11 +79,9 @@ bool Counts(const API_SubgroupData& subgroup, bool every_state) {
 }
 
 TestFacts::Limits LimitsOf(const API_CCSpecLim& row) {
-  TestFacts::Limits limits{row.Word20, -kInfinity, kInfinity};
-  if ((row.F_EFLAG & slfUSL) != 0 && std::isfinite(row.F_USL)) limits.upper = row.F_USL;
-  if ((row.F_EFLAG & slfLSL) != 0 && std::isfinite(row.F_LSL)) limits.lower = row.F_LSL;
+  TestFacts::Limits limits{catalogue::SpecLimitsOf(row), catalogue::EffectiveTime(row)};
   // Limits that cross say nothing.
-  if (limits.upper <= limits.lower) return {row.Word20, -kInfinity, kInfinity};
+  if (limits.usl <= limits.lsl) limits.usl = limits.lsl = platform::kNaN;
   return limits;
 }
 
@@ -101,7 +97,8 @@ class SubgroupTaker::Counter {
         every_state_(every_state) {}
 
   void Count(const store::DataSet& data) {
-    for (const auto& subgroup : data.subgroups) {
+    for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
+      const auto& subgroup = data.subgroups[i];
       if (!Counts(subgroup, every_state_)) continue;
       const auto& facts = facts_.Of(subgroup);
       const bool is_variable = facts.type == ttVariable;
@@ -112,7 +109,7 @@ class SubgroupTaker::Counter {
         ground.units += pieces;
         if (pieces > 0.0) ground.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
       } else {
-        ground.units += std::max(subgroup.Size, 0);
+        ground.units += std::max(data.SizeOf(i), 0.0);
         TakeCounts(data, subgroup, facts.type == ttDefectives);
       }
     }
@@ -173,7 +170,7 @@ class SubgroupTaker::Counter {
   // Returns how many pieces there are.
   double TakePieces(const store::DataSet& data, const API_SubgroupData& subgroup,
                     const TestFacts::Facts& facts) {
-    const auto* const limits = facts.At(subgroup.Sgtm);
+    const auto* const limits = catalogue::EffectiveAt(facts.limits, subgroup.Sgtm);
     const auto& wanted = lookups_.WantedDefects();
     double pieces = 0.0;
     for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
@@ -181,7 +178,7 @@ class SubgroupTaker::Counter {
       const auto key = KeyAt(data, subgroup, row);
       if (!IsPiece(key, value)) continue;
       ++pieces;
-      const bool outside = limits != nullptr && (value < limits->lower || value > limits->upper);
+      const bool outside = limits != nullptr && limits->HasOutside(value);
       if (!outside && key.Def == 0) continue;
       if (wanted && !std::binary_search(wanted->begin(), wanted->end(), key.Def)) continue;
       std::size_t place = 0;
@@ -199,20 +196,6 @@ class SubgroupTaker::Counter {
 };
 
 bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
-
-statistics::Tolerance TestFacts::Limits::AsTolerance() const {
-  statistics::Tolerance tolerance;
-  if (std::isfinite(upper)) tolerance.usl = upper;
-  if (std::isfinite(lower)) tolerance.lsl = lower;
-  return tolerance;
-}
-
-const TestFacts::Limits* TestFacts::Facts::At(std::int32_t time) const {
-  const auto behind =
-      std::upper_bound(limits.begin(), limits.end(), time,
-                       [](std::int32_t t, const Limits& row) { return t < row.effective; });
-  return behind == limits.begin() ? nullptr : &*(behind - 1);
-}
 
 TestFacts::TestFacts(const store::StoreCache& cache, const store::DataSet* data) {
   if (data == nullptr) {

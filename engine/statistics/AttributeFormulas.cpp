@@ -95,17 +95,17 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
           Lower(u, units, factor, excess, width, sigma), factor * sigma};
 }
 
-double AcceptedDefectives(std::int32_t n, double level, double risk) {
+double AcceptedDefectives(double n, double level, double risk) {
   if (n < 1) return kNaN;
   if (!(level > 0.0)) return 0.0;
   if (level >= 1.0 || !(risk > 0.0)) return n;
-  const double size = n, odds = level / (1.0 - level);
-  const double mode = std::min(size, std::floor((size + 1.0) * level));
-  return UpperQuantile(mode, size, risk, [&](double k) { return (size - k + 1.0) / k * odds; });
+  const double odds = level / (1.0 - level);
+  const double mode = std::min(n, std::floor((n + 1.0) * level));
+  return UpperQuantile(mode, n, risk, [&](double k) { return (n - k + 1.0) / k * odds; });
 }
 
-double AcceptedDefects(std::int32_t n, double level, double risk) {
-  if (n < 1) return kNaN;
+double AcceptedDefects(double n, double level, double risk) {
+  if (!(n > 0.0)) return kNaN;
   if (!(level > 0.0)) return 0.0;
   if (!(risk > 0.0)) return kNaN;
   const double mean = n * level;

@@ -38,7 +38,7 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
 //   risk   the producer's, as a share
 // NaN for n < 1, and for defects of risk 0, which no number of them reaches.
 // Source   ISO 2859-1 for the level; the idea of such a line ISO 7870-3
-double AcceptedDefectives(std::int32_t n, double level, double risk);
-double AcceptedDefects(std::int32_t n, double level, double risk);
+double AcceptedDefectives(double n, double level, double risk);
+double AcceptedDefects(double n, double level, double risk);
 
 }  // namespace orvspc::engine::statistics

@@ -16,9 +16,8 @@ double Over(double numerator, double denominator) {
 
 ConfidenceInterval Around(double index, std::int64_t n, double z) {
   const auto count = static_cast<double>(n);
-  const double half =
-      z * std::sqrt(1.0 / (9.0 * count * index * index) + 1.0 / (2.0 * (count - 1.0)));
-  return {index * (1.0 - half), index * (1.0 + half)};
+  const double half = z * std::sqrt(1.0 / (9.0 * count) + index * index / (2.0 * (count - 1.0)));
+  return {index - half, index + half};
 }
 
 double IndexM(const Reach& reach, const Tolerance& tolerance, double k) {

@@ -45,7 +45,7 @@ double AimRatio(double mean, double sigma, const Tolerance& tolerance);
 
 // Confidence intervals of indices from a normal sample of n values; level 0..1.
 //   p            p sqrt(chi2(a/2, n - 1)/(n - 1)), exact
-//   k            k (1 -+ z sqrt(1/(9 n k^2) + 1/(2(n - 1)))), a/2 on either side
+//   k            k -+ z sqrt(1/(9 n) + k^2/(2(n - 1))), a/2 on either side; k may be 0 or less
 //   one-sided    the same with all of a on each side: each bound by itself holds with the level
 // Source   Bissell, Applied Statistics 39 (1990)
 struct ConfidenceInterval {

@@ -34,6 +34,16 @@ void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
   }
   subgroup.Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
   out.subgroups.push_back(subgroup);
+  out.AddSize(from.SizeOf(place));
+}
+
+void DataSet::AddSize(double size) {
+  if (sizes.empty()) {
+    if (size == subgroups.back().Size) return;
+    for (const auto& subgroup : subgroups) sizes.push_back(subgroup.Size);
+    sizes.pop_back();
+  }
+  sizes.push_back(size);
 }
 
 API_TestData DataSet::Row(std::size_t subgroup, std::size_t row) const {

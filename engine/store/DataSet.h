@@ -22,6 +22,13 @@ struct DataSet {
   std::vector<API_SubgroupData> subgroups;
   std::vector<double> values;  // one for each test row
   std::vector<RowKey> keys;    // beside values, or empty when every row is plain
+  std::vector<double> sizes;   // inspected, beside subgroups; empty where all are whole numbers
+
+  double SizeOf(std::size_t subgroup) const {
+    return sizes.empty() ? subgroups[subgroup].Size : sizes[subgroup];
+  }
+  // Notes the inspected size of the last subgroup.
+  void AddSize(double size);
 
   // A row of a subgroup; row 0 is its first.
   API_TestData Row(std::size_t subgroup, std::size_t row) const;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 namespace orvspc::engine::store {
 namespace {
@@ -48,32 +49,37 @@ bool ArePlain(std::span<const TestRow> rows) {
 }
 
 std::size_t LengthOf(Layout layout, std::size_t count) {
-  const std::size_t row =
-      layout == Layout::Plain ? sizeof(double) : sizeof(double) + sizeof(RowKey);
-  return sizeof(PackedHead) + count * row;
+  const bool plain = layout == Layout::Plain || layout == Layout::PlainSized;
+  const bool sized = layout == Layout::PlainSized || layout == Layout::KeyedSized;
+  const std::size_t row = plain ? sizeof(double) : sizeof(double) + sizeof(RowKey);
+  return sizeof(PackedHead) + count * row + (sized ? sizeof(double) : 0);
 }
 
 }  // namespace
 
 void Pack(const PackedFacts& facts, std::span<const TestRow> rows, std::vector<std::byte>& out) {
-  const auto layout = ArePlain(rows) ? Layout::Plain : Layout::Keyed;
+  const bool plain = ArePlain(rows), whole = facts.size == std::floor(facts.size);
+  const auto layout = whole ? (plain ? Layout::Plain : Layout::Keyed)
+                            : (plain ? Layout::PlainSized : Layout::KeyedSized);
   out.resize(LengthOf(layout, rows.size()));
   auto* at = out.data() + sizeof(PackedHead);
   for (const auto& row : rows) {
     std::memcpy(at, &row.value, sizeof(double));
     at += sizeof(double);
   }
-  if (layout == Layout::Keyed) {
+  if (!plain) {
     for (const auto& row : rows) {
       std::memcpy(at, &row.key, sizeof(RowKey));
       at += sizeof(RowKey);
     }
   }
+  if (!whole) std::memcpy(at, &facts.size, sizeof(double));
+  const double rounded = whole ? facts.size : std::max(std::round(facts.size), 1.0);
   PackedHead head{0,
                   static_cast<std::uint32_t>(rows.size()),
                   facts.time,
                   facts.subgroup,
-                  facts.size,
+                  static_cast<std::int32_t>(rounded),
                   static_cast<std::uint8_t>(layout),
                   static_cast<std::uint8_t>(facts.flag),
                   0};
@@ -87,7 +93,7 @@ std::optional<PackedView> PackedView::Of(std::span<const std::byte> blob) {
   PackedView view;
   std::memcpy(&view.head_, blob.data(), sizeof(PackedHead));
   const auto layout = static_cast<Layout>(view.head_.layout);
-  if (layout != Layout::Plain && layout != Layout::Keyed) return std::nullopt;
+  if (layout < Layout::Plain || layout > Layout::KeyedSized) return std::nullopt;
   constexpr std::uint8_t kHighestFlag = 2;
   if (view.head_.count == 0 || view.head_.flag > kHighestFlag ||
       LengthOf(layout, view.head_.count) != blob.size()) {

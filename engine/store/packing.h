@@ -10,18 +10,20 @@
 
 #include "engine/store/DataSet.h"
 
-// The packed record of one (subgroup, test): a head of 24 bytes, the values, and unless every row
-// is plain the keys of the rows. Time and subgroup stand in the head again, beside their columns,
-// so that a scan fetches one column. Little-endian, written into files: never change, add a layout.
+// The packed record of one (subgroup, test): a head of 24 bytes, the values, the keys of the rows
+// unless every row is plain, and the inspected size as a double where it is not a whole number.
+// The head repeats time and subgroup, so that a scan fetches one column. Little-endian, written
+// into files: never change, add a layout. A program that does not know a layout reports the record
+// as damaged.
 namespace orvspc::engine::store {
 
-enum class Layout : std::uint8_t { Plain = 1, Keyed = 2 };
+enum class Layout : std::uint8_t { Plain = 1, Keyed = 2, PlainSized = 3, KeyedSized = 4 };
 
 struct PackedHead {
   std::uint32_t checksum;  // of everything behind it
   std::uint32_t count;     // rows
   std::int32_t time, subgroup;
-  std::int32_t size;
+  std::int32_t size;  // inspected, rounded but at least 1 where the exact one follows the rows
   std::uint8_t layout;
   std::uint8_t flag;
   std::uint16_t spare;
@@ -37,7 +39,9 @@ struct TestRow {
 };
 
 struct PackedFacts {
-  std::int32_t time = 0, subgroup = 0, size = 0, flag = 0;
+  std::int32_t time = 0, subgroup = 0;
+  double size = 0.0;
+  std::int32_t flag = 0;
 };
 
 // Writes into out, whose storage is reused.
@@ -51,9 +55,16 @@ class PackedView {
   std::int32_t Time() const { return head_.time; }
   std::int32_t Subgroup() const { return head_.subgroup; }
   std::size_t Count() const { return head_.count; }
-  std::int32_t Size() const { return head_.size; }
+  std::int32_t RoundedSize() const { return head_.size; }
+  double Size() const {
+    if (head_.layout <= static_cast<std::uint8_t>(Layout::Keyed)) return head_.size;
+    double size = 0.0;
+    std::memcpy(&size, body_ + Count() * (sizeof(double) + (IsPlain() ? 0 : sizeof(RowKey))),
+                sizeof size);
+    return size;
+  }
   std::int32_t Flag() const { return head_.flag; }
-  bool IsPlain() const { return head_.layout == static_cast<std::uint8_t>(Layout::Plain); }
+  bool IsPlain() const { return head_.layout % 2 == static_cast<std::uint8_t>(Layout::Plain); }
   const std::byte* Values() const { return body_; }
   double Value(std::size_t row) const {
     double value = 0.0;

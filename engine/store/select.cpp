@@ -214,7 +214,8 @@ void Selection::AppendSubgroup(const Stream& stream, const PackedView& record, s
   subgroup.Part = stream.part;
   subgroup.Prcs = stream.process;
   subgroup.Test = stream.test;
-  subgroup.Size = record.Size();
+  subgroup.Size = record.RoundedSize();
+  out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
   const auto& who = cache_.contexts[context];
   subgroup.Wkst = who.workstation;
@@ -398,6 +399,7 @@ DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit) {
     const auto last = PointOfLast(ascending);
     while (!descending.subgroups.empty() && PointOfLast(descending) <= last) {
       descending.subgroups.pop_back();
+      if (!descending.sizes.empty()) descending.sizes.pop_back();
     }
   }
   if (!ascending.keys.empty()) MakeKeyed(descending);
@@ -564,6 +566,7 @@ std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch&
     batch.subgroups.clear();
     batch.values.clear();
     batch.keys.clear();
+    batch.sizes.clear();
   };
   WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
               [&](const PackedView& record, std::size_t context) {

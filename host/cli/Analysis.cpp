@@ -5,21 +5,12 @@
 #include <ostream>
 #include <utility>
 
-#include "host/render/capability/CapabilityHtml.h"
 #include "host/render/capability/CapabilityJson.h"
 #include "host/render/capability/CapabilityModel.h"
-#include "host/render/capability/CapabilitySvg.h"
-#include "host/render/capability/CapabilityText.h"
-#include "host/render/chart/ChartHtml.h"
 #include "host/render/chart/ChartModel.h"
-#include "host/render/chart/ChartSvg.h"
-#include "host/render/chart/ChartText.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoHtml.h"
 #include "host/render/pareto/ParetoJson.h"
 #include "host/render/pareto/ParetoModel.h"
-#include "host/render/pareto/ParetoSvg.h"
-#include "host/render/pareto/ParetoText.h"
 
 namespace orvspc::cli {
 

@@ -103,16 +103,15 @@ render::ChartDocument RunChart(const QualityDatabase& database,
                                const std::shared_ptr<CCProcessing>& processing) {
   Report report;
   const auto results = Analyse(database, select, processing, report);
-  render::ChartDocument document{
-      render::ReadChart(*results),
-      {processing->Graph1Type(), processing->Graph2Type(), processing->Graph3Type()},
-      {},
-      std::move(report.notes),
-      {}};
+  render::ChartDocument document;
+  document.chart = render::ReadChart(*results);
+  document.requested[0] = processing->Graph1Type();
+  document.requested[1] = processing->Graph2Type();
+  document.requested[2] = processing->Graph3Type();
+  document.notes = std::move(report.notes);
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
-  document.streams = std::move(report.chart.streams);
-  document.acceptance = std::move(report.chart.acceptance);
+  static_cast<ChartReport&>(document) = std::move(report.chart);
   return document;
 }
 

@@ -7,7 +7,7 @@
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
 #include "host/cli/Samples.h"
-#include "host/render/chart/ChartHtml.h"
+#include "host/render/core/Html.h"
 
 namespace orvspc::cli {
 

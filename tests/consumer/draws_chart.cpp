@@ -71,15 +71,6 @@ void CompareFigures(orvspc::CCResults& results) {
   }
 }
 
-std::string NameIn(const orvspc::QualityDatabase& database, orvspc::render::NameKind kind,
-                   std::int32_t id) {
-  using orvspc::render::NameKind;
-  if (kind == NameKind::Part) return database.Name(orvspc::ItemKind::Part, id);
-  if (kind == NameKind::Process) return database.Name(orvspc::ItemKind::Process, id);
-  if (kind == NameKind::Test) return database.Name(orvspc::ItemKind::Test, id);
-  return {};
-}
-
 std::string Draw(const orvspc::QualityDatabase& database, orvspc::CCResults& results) {
   orvspc::render::ChartDocument document;
   document.requested[0] = orvspc::ccGraph1XBar;
@@ -88,8 +79,8 @@ std::string Draw(const orvspc::QualityDatabase& database, orvspc::CCResults& res
   document.notes = std::move(report.notes);
   document.streams = std::move(report.chart.streams);
   document.chart = orvspc::render::ReadChart(results);
-  const auto names = [&](orvspc::render::NameKind kind, std::int32_t id) {
-    return NameIn(database, kind, id);
+  const auto names = [&](orvspc::ItemKind kind, std::int32_t id) {
+    return database.Name(kind, id);
   };
   return orvspc::render::RenderChartSvg(orvspc::render::MakeChartView(document, names));
 }

@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/capability/CapabilityHtml.h"
-#include "host/render/capability/CapabilitySvg.h"
-#include "host/render/capability/CapabilityText.h"
+#include "host/render/capability/CapabilityView.h"
 #include "host/render/capability/capability_figures.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"

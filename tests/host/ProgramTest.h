@@ -32,7 +32,7 @@ class ProgramTest : public testing::Test {
   // With a file of the folder that goes in through a pipe, or nothing.
   Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
     const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
-                             " | COLUMNS=90 '" ORVSPC_PROGRAM "' " + arguments + " >out 2>err";
+                             " | COLUMNS=120 '" ORVSPC_PROGRAM "' " + arguments + " >out 2>err";
     const int raw = std::system(line.c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
             Text(folder_.File("err"))};

@@ -261,8 +261,8 @@ TEST_F(Summary, ALaneEndsWhereItsLogWasCut) {
   EXPECT_EQ(one.At("Notes[0].Code").text, "states-cut");
   const Outcome text = Run("states --db q.db --process Press" + days);
   // 5000 stays at work and 4999 at rest; the last record holds for a time that is not known.
-  EXPECT_NE(text.out.find("  4999     83.32     50.0\n"), std::string::npos) << text.out;
-  EXPECT_NE(text.out.find("  5000     83.33     50.0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("   4999  83.32     50.0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("   5000  83.33     50.0\n"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("note: The log of states"), std::string::npos) << text.out;
 
   const ParsedJson both = Json("states --process Press --process Lathe" + days);
@@ -270,9 +270,9 @@ TEST_F(Summary, ALaneEndsWhereItsLogWasCut) {
   EXPECT_EQ(both.At("Notes[0].Stream").text, "Press");
   EXPECT_EQ(both.At("Notes[1].Stream").text, "Lathe");
   const Outcome every = Run("states --db q.db" + days);  // each as far as alone
-  EXPECT_NE(every.out.find("Lathe     Rest"), std::string::npos) << every.out;
-  EXPECT_NE(every.out.find("  4999     83.32"), std::string::npos) << every.out;
-  EXPECT_NE(every.out.find("  5000     83.33"), std::string::npos) << every.out;
+  EXPECT_NE(every.out.find("Lathe    Rest"), std::string::npos) << every.out;
+  EXPECT_NE(every.out.find("   4999  83.32"), std::string::npos) << every.out;
+  EXPECT_NE(every.out.find("   5000  83.33"), std::string::npos) << every.out;
 
   const ParsedJson whole = Json("states --process Press --since 2024-03-04 --until 2024-03-05");
   EXPECT_EQ(whole.At("StateLog").elements.size(), 2880U);
@@ -293,7 +293,7 @@ TEST_F(Summary, StatesAreDrawnInEveryFormat) {
   const Outcome text = Run(states);
   EXPECT_NE(text.out.find("14 subgroups"), std::string::npos) << text.out;
   // 16 of the 18 hours whose state is known.
-  EXPECT_NE(text.out.find("     16.00     88.9\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("  16.00     88.9\n"), std::string::npos) << text.out;
   const Outcome svg = Run(states + " --format svg");
   EXPECT_TRUE(IsWellFormed(svg.out));
   EXPECT_NE(svg.out.find("Jam at &lt;feeder&gt;"), std::string::npos);
@@ -564,6 +564,27 @@ TEST(StatesView, NumbersWithoutAWordAreShown) {
   EXPECT_EQ(EventTypeWord(0), "type 0");
   EXPECT_EQ(OpenText(3), "open ACC and CAC");
   EXPECT_EQ(OpenText(4), "open (4)");
+}
+
+TEST(ComplianceSvg, ManyDaysAndProcessesAreCutAndCounted) {
+  ComplianceView view;
+  view.lines.resize(1);
+  HeatMap map{"Press", {"06:00", "14:00", "22:00"}, {}, {}};
+  for (int day = 0; day < 2000; ++day) map.days.push_back("day " + std::to_string(day));
+  map.cells.resize(map.shifts.size() * map.days.size(), SampleCount{4, 3, 1});
+  view.maps.assign(29, map);
+  const std::string svg = RenderComplianceSvg(view);
+  EXPECT_LT(svg.size(), 1'500'000U);
+  EXPECT_NE(svg.find("the newest 100 of 2000 days"), std::string::npos);
+  EXPECT_NE(svg.find("and 13 more processes"), std::string::npos);
+  EXPECT_NE(svg.find("day 1999"), std::string::npos) << "the newest are drawn";
+  EXPECT_EQ(svg.find("day 1899 "), std::string::npos);
+  view.maps.resize(2);
+  for (auto& each : view.maps) {
+    each.days.resize(100);
+    each.cells.resize(300);
+  }
+  EXPECT_EQ(RenderComplianceSvg(view).find("the newest"), std::string::npos) << "all are drawn";
 }
 
 TEST(SampleCount, NothingExpectedIsComplete) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartText.h"
+#include "host/render/chart/ChartView.h"
 
 #include <gtest/gtest.h>
 
@@ -52,8 +52,8 @@ TEST(Terminal, SeveralStreamsHaveLettersAndATableOfTheirLimits) {
   std::istringstream lines(RenderChartText(view, {100, false}));
   std::string first, second;
   for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("a   Ring / Press", 0) == 0) first = line;
-    if (line.rfind("b   Ring / Lathe", 0) == 0) second = line;
+    if (line.rfind("a  Ring / Press", 0) == 0) first = line;
+    if (line.rfind("b  Ring / Lathe", 0) == 0) second = line;
   }
   EXPECT_NE(first.find("7.00"), std::string::npos) << first;
   EXPECT_NE(first.find("13.00"), std::string::npos) << first;

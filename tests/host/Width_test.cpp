@@ -5,13 +5,14 @@
 #include <limits>
 #include <sstream>
 
-#include "host/render/capability/CapabilityText.h"
-#include "host/render/chart/ChartText.h"
+#include "host/render/capability/CapabilityView.h"
+#include "host/render/chart/ChartJson.h"
+#include "host/render/chart/ChartView.h"
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/data/DataText.h"
 #include "host/render/events/Events.h"
-#include "host/render/pareto/ParetoText.h"
+#include "host/render/pareto/ParetoView.h"
 #include "host/render/states/StatesView.h"
 #include "tests/host/ChartViews.h"
 #include "tests/host/ProgramTest.h"

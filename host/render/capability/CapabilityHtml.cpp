@@ -1,31 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/capability/CapabilityHtml.h"
-
-#include <cmath>
-
-#include "host/render/capability/CapabilitySvg.h"
+#include "host/render/capability/CapabilityView.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
+// The picture, the tables that do not stand beside it, and the bins.
 std::string RenderCapabilityHtml(const CapabilityView& view) {
-  Page page(view.title);
-  page.Paragraph("sub", view.subtitle);
-  page.Add(RenderCapabilitySvg(view, true));
-  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
-  for (const auto& table : view.tables) {
-    if (table.beside) continue;
-    page.Heading(table.title);
-    page.Table(table.headings, table.rows);
-  }
-  if (view.Empty()) return page.Text();
-  std::vector<std::vector<std::string>> bins;
+  Page page(view, CapabilityScene(view, true));
+  for (const auto& table : view.tables)
+    if (!table.beside) page.Write(table);
+  Table bins{"Histogram", {"#from", "#to", "#pieces", "#expected"}};
   for (const auto& bar : view.bars)
-    bins.push_back({Fixed(bar.low, view.decimals), Fixed(bar.high, view.decimals),
-                    Fixed(bar.count, 0), Significant(bar.expected, 4)});
-  page.Heading("Histogram");
-  page.Table({"#from", "#to", "#pieces", "#expected"}, bins);
+    bins.rows.push_back({Fixed(bar.low, view.decimals), Fixed(bar.high, view.decimals),
+                         Fixed(bar.count, 0), Significant(bar.expected, 4)});
+  page.Write(bins);
   return page.Text();
 }
 

@@ -2,8 +2,8 @@
 #include "host/render/capability/CapabilityJson.h"
 
 #include <cmath>
+#include <limits>
 #include <string_view>
-#include <utility>
 
 namespace orvspc::render {
 
@@ -32,78 +32,48 @@ void WriteStatistics(JsonWriter& json, const CapabilityRead& capability) {
   json.EndObject();
 }
 
-void WriteBins(JsonWriter& json, const std::vector<BinRead>& bins) {
-  json.Key("Bins");
-  json.BeginArray();
-  for (const auto& bin : bins) {
-    json.BeginObject(true);
-    json.Member("XMin", bin.low);
-    json.Member("XMax", bin.high);
-    json.Member("YMin", bin.foot);
-    json.Member("YMax", bin.height);
-    json.Member("Expected", bin.expected);
-    json.EndObject();
-  }
-  json.EndArray();
-}
-
 void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
-  json.Key("Fit");
-  json.BeginObject(true);
-  json.Member("Law", fit.law);
   const bool johnson = fit.fitted_at != 0.0;
-  for (const auto& [key, value] :
-       {std::pair("Gamma", fit.gamma), std::pair("Delta", fit.delta), std::pair("Xi", fit.xi),
-        std::pair("Lambda", fit.lambda), std::pair("Z", fit.fitted_at)}) {
-    if (johnson) {
-      json.Member(key, value);
-    } else {
-      json.NullMember(key);
-    }
-  }
-  json.EndObject();
+  const auto figure = [&](double value) {
+    return johnson ? value : std::numeric_limits<double>::quiet_NaN();
+  };
+  json.Object(
+      "Fit",
+      [&] {
+        json.Members("Law", fit.law, "Gamma", figure(fit.gamma), "Delta", figure(fit.delta), "Xi",
+                     figure(fit.xi), "Lambda", figure(fit.lambda), "Z", figure(fit.fitted_at));
+      },
+      true);
 }
 
 }  // namespace
 
 void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing) {
   const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
-  json.Member("AllowOverride", processing.AllowOverride());
-  json.Member("BinCount", processing.BinCount());
-  json.Member("CurveCount", processing.CurveCount());
-  json.Member("FitType", number(processing.FitType()));
-  json.Member("Normalize", number(processing.Normalize()));
+  json.Members("AllowOverride", processing.AllowOverride(), "BinCount", processing.BinCount(),
+               "CurveCount", processing.CurveCount(), "FitType", number(processing.FitType()),
+               "Normalize", number(processing.Normalize()));
   LimitMember(json, "OverrideLSL", processing.OverrideLSL());
   LimitMember(json, "OverrideTarget", processing.OverrideTarget());
   LimitMember(json, "OverrideUSL", processing.OverrideUSL());
-  json.Member("ShortTermSigmaType", number(processing.ShortTermSigmaType()));
-  json.Member("WindowMaximum", processing.WindowMaximum());
-  json.Member("WindowMinimum", processing.WindowMinimum());
-  json.Member("WindowSD", processing.WindowSD());
-  json.Member("WindowType", number(processing.WindowType()));
+  json.Members("ShortTermSigmaType", number(processing.ShortTermSigmaType()), "WindowMaximum",
+               processing.WindowMaximum(), "WindowMinimum", processing.WindowMinimum(), "WindowSD",
+               processing.WindowSD(), "WindowType", number(processing.WindowType()));
 }
 
 std::string CapabilityJson(const CapabilityDocument& document) {
   const CapabilityRead& capability = document.capability;
   JsonWriter json;
-  const auto settings = [&](const char* key, const auto& object, auto write) {
-    if (!object) return json.NullMember(key);
-    json.Key(key);
-    json.BeginObject();
-    write(json, *object);
-    json.EndObject();
-  };
   json.BeginObject();
-  settings("Processing", capability.processing, WriteCapabilityProcessing);
-  settings("DataSelect", capability.select, WriteDataSelect);
+  ObjectMember(json, "Processing", capability.processing.get(), WriteCapabilityProcessing);
+  ObjectMember(json, "DataSelect", capability.select.get(), WriteDataSelect);
   WriteStatistics(json, capability);
   json.Member("JohnsonCurveType", capability.johnson_curve_type);
-  WriteBins(json, capability.bins);
-  json.Key("Curve");
-  json.BeginObject();
-  json.Member("X", capability.curve_x);
-  json.Member("Y", capability.curve_y);
-  json.EndObject();
+  json.Objects("Bins", capability.bins, [&](const BinRead& bin) {
+    json.Members("XMin", bin.low, "XMax", bin.high, "YMin", bin.foot, "YMax", bin.height,
+                 "Expected", bin.expected);
+  });
+  json.Object("Curve", [&] { json.Members("X", capability.curve_x, "Y", capability.curve_y); });
   WriteNotes(json, document.notes);
   if (document.fit) {
     WriteFit(json, *document.fit);

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "host/render/chart/ChartModel.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -313,27 +312,6 @@ void AddContentMarks(std::vector<ValueMark>& marks, const CapabilityRead& capabi
 
 }  // namespace
 
-std::string SelectedText(const DataSelect* select, const Names& names) {
-  struct Part {
-    DescriptorTypes type;
-    NameKind kind;
-    const char* many;
-  };
-  static constexpr Part kParts[] = {{dtPart, NameKind::Part, " parts"},
-                                    {dtProcess, NameKind::Process, " processes"},
-                                    {dtTest, NameKind::Test, " tests"}};
-  std::string text;
-  for (const Part& part : kParts) {
-    const auto descriptor = select ? select->Descriptors()->GetDescriptor(part.type) : nullptr;
-    if (!descriptor || descriptor->FilterType() != ftItemList || descriptor->ItemCount() == 0)
-      continue;
-    const std::int32_t count = descriptor->ItemCount(), first = descriptor->ItemID(1);
-    const std::string name = ShownName(names, part.kind, first);
-    text += (text.empty() ? "" : " / ") + (count == 1 ? name : std::to_string(count) + part.many);
-  }
-  return text;
-}
-
 CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names) {
   const CapabilityRead& capability = document.capability;
   CapabilityView view;
@@ -343,7 +321,14 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   view.subtitle = SubtitleText(capability);
   view.axis = AxisText(capability.processing.get());
   for (const auto& bin : capability.bins)
-    view.bars.push_back({bin.low, bin.high, bin.height, bin.expected});
+    if (std::isfinite(bin.low) && std::isfinite(bin.high) && std::isfinite(bin.height))
+      view.bars.push_back({bin.low, bin.high, bin.height, bin.expected});
+  if (view.bars.size() < capability.bins.size())
+    view.notes.push_back({"not-finite",
+                          Counted(capability.bins.size() - view.bars.size(), "bin") +
+                              " without a finite number of pieces or finite ends " +
+                              "cannot be drawn.",
+                          ""});
   for (std::size_t i = 0; i < capability.curve_x.size(); ++i)
     view.curve.emplace_back(capability.curve_x[i], capability.curve_y[i]);
   AddMark(view.limits, capability.Figure("SpecLim", "Lrl"), "LRL");

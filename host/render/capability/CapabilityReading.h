@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "capability/CAResults.h"
-#include "host/render/chart/ChartJson.h"
+#include "host/render/data/DataJson.h"
 
 // Everything that a capability result can give, read once into plain values.
 namespace orvspc::render {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/capability/CapabilityText.h"
+#include "host/render/capability/CapabilityView.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/render/chart/ChartView.h"
+#include "host/render/core/Scene.h"
+#include "host/render/core/Text.h"
 
 // A capability analysis as the renderers see it: plain values and finished texts. Texts are as
 // PlainText leaves them.
@@ -42,5 +43,14 @@ Range ValueRange(const CapabilityView& view);
 
 // The most pieces that a bar or the curve shows, at least 1.
 double MostPieces(const CapabilityView& view);
+
+// The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
+// that stand beside it. embedded: for use inside a page, without title lines and notes.
+Scene CapabilityScene(const CapabilityView& view, bool embedded = false);
+std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false);
+std::string RenderCapabilityHtml(const CapabilityView& view);
+// The histogram as bars, one line a bin, with the fitted curve as a sign in each line and limits,
+// target and mean at the bins that hold them; then the tables.
+std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& options = {});
 
 }  // namespace orvspc::render

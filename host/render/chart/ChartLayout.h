@@ -7,19 +7,16 @@
 #include <vector>
 
 #include "host/render/chart/ChartView.h"
+#include "host/render/core/Layout.h"
 #include "host/render/core/Numbers.h"
 
 // Where things stand in the picture; kept apart from the writing of markup so that it can be
 // tested.
 namespace orvspc::render {
 
-inline constexpr double kPictureWidth = 1000.0;
 // The plot's edges unless the labels beside it need more room.
 inline constexpr double kPlotLeft = 72.0;
 inline constexpr double kPlotRight = 872.0;
-// Widths of text at 11 pixels, on the wide side of the usual fonts: a character, a digit.
-inline constexpr double kCharacter = 6.5;
-inline constexpr double kDigit = 7.0;
 
 // One graph's rectangle and its axis.
 struct Panel {
@@ -85,24 +82,6 @@ struct PlacedTag {
 std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
                                  const std::vector<std::pair<double, double>>& points,
                                  const Layout& layout, const Panel& panel);
-
-// A label that wants to stand at `wanted`; PushApart gives it `at`, at least `gap` from the next
-// one and inside [low, high] as long as there is room.
-struct Label {
-  double wanted = 0.0;
-  double at = 0.0;
-  std::string text;
-  std::string style;
-};
-void PushApart(std::vector<Label>& labels, double gap, double low, double high);
-
-// Every how many places the horizontal axis carries a label of that width: 1, 2, 5, 10, 20, ...
-std::size_t LabelStep(std::size_t places, double place_width, double label_width);
-
-// A line of more than about four points a unit is cut to the first, lowest, highest and last point
-// of each half unit; its look stays the same.
-using Polyline = std::vector<std::pair<double, double>>;
-Polyline Thinned(const Polyline& line);
 
 // Runs of a limit line: it goes on level over a point's place, steps to the next point's value if
 // that point follows directly in the same stream, and ends where a value is missing.

@@ -5,50 +5,11 @@
 #include <optional>
 #include <span>
 
-#include "host/render/core/PlainText.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
 
 namespace {
-
-// Fixed fields come with their padding.
-std::string Trimmed(std::string text) {
-  const auto end = text.find('\0');
-  if (end != std::string::npos) text.erase(end);
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  return text;
-}
-
-std::vector<TestRow> ReadTests(TestData& tests) {
-  std::vector<TestRow> rows;
-  if (!tests.MoveFirst()) return rows;
-  rows.reserve(static_cast<std::size_t>(tests.Count()));
-  do {
-    rows.push_back(
-        {tests.Sn(), tests.Tsno(), tests.Sbno(), tests.Def(), tests.Gage(), tests.Val()});
-  } while (tests.MoveNext());
-  return rows;
-}
-
-std::vector<DescriptorRow> ReadDescriptors(DescriptorData& descriptors) {
-  std::vector<DescriptorRow> rows;
-  if (!descriptors.MoveFirst()) return rows;
-  do {
-    rows.push_back({descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()});
-  } while (descriptors.MoveNext());
-  return rows;
-}
-
-std::vector<CommentRow> ReadComments(CommentData& comments) {
-  std::vector<CommentRow> rows;
-  if (!comments.MoveFirst()) return rows;
-  do {
-    rows.push_back({Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
-                    comments.Tsno(), comments.Edtm()});
-  } while (comments.MoveNext());
-  return rows;
-}
 
 std::vector<Rule> ReadRules(platform::RuleDef* list) {
   std::vector<Rule> rules;
@@ -65,25 +26,26 @@ std::vector<Element> Taken(std::optional<std::vector<Element>> values) {
 }
 
 GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
-  GraphRead graph;
-  graph.index = index;
-  graph.type = type;
-  graph.sg_sizes = Taken(data.GetSizes());
-  graph.points = Taken(data.GetPoints());
-  graph.c_oocs = Taken(data.GetcOOCs());
-  graph.oocs = Taken(data.GetOOCs());
-  graph.ooss = Taken(data.GetOOSs());
-  graph.a_flags = Taken(data.GetAFlags());
-  graph.e_flags = Taken(data.GetEFlags());
-  graph.usls = Taken(data.GetUSLs());
-  graph.targets = Taken(data.GetTargets());
-  graph.lsls = Taken(data.GetLSLs());
-  graph.c_ucls = Taken(data.GetcUCLs());
-  graph.c_cls = Taken(data.GetcCLs());
-  graph.c_lcls = Taken(data.GetcLCLs());
-  graph.ucls = Taken(data.GetUCLs());
-  graph.cls = Taken(data.GetCLs());
-  graph.lcls = Taken(data.GetLCLs());
+  GraphRead graph{index,
+                  type,
+                  Taken(data.GetSizes()),
+                  Taken(data.GetcOOCs()),
+                  Taken(data.GetOOCs()),
+                  Taken(data.GetOOSs()),
+                  Taken(data.GetAFlags()),
+                  Taken(data.GetEFlags()),
+                  Taken(data.GetPoints()),
+                  Taken(data.GetUSLs()),
+                  Taken(data.GetTargets()),
+                  Taken(data.GetLSLs()),
+                  Taken(data.GetcUCLs()),
+                  Taken(data.GetcCLs()),
+                  Taken(data.GetcLCLs()),
+                  Taken(data.GetUCLs()),
+                  Taken(data.GetCLs()),
+                  Taken(data.GetLCLs()),
+                  {},
+                  {}};
   const auto count = static_cast<std::size_t>(data.Count());
   graph.c_rules.resize(count);
   graph.rules.resize(count);
@@ -137,46 +99,6 @@ void ReadGroups(ChartRead& chart) {
 }
 
 }  // namespace
-
-std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
-  if (id == 0) return {};
-  const std::string name = PlainText(names(kind, id));
-  return name.empty() ? "#" + std::to_string(id) : name;
-}
-
-SubgroupsRead ReadSubgroups(SubgroupData& data) {
-  SubgroupsRead read;
-  read.total_subgroups = data.TotalSubgroups();
-  read.total_groups = data.TotalGroups();
-  read.total_tests = data.TotalTests();
-  read.total_descriptors = data.TotalDescriptors();
-  if (!data.MoveFirst()) return read;
-  read.rows.reserve(static_cast<std::size_t>(read.total_subgroups));
-  do {
-    SubgroupRow row;
-    row.sgrp = data.Sgrp();
-    row.part = data.Part();
-    row.prcs = data.Prcs();
-    row.test = data.Test();
-    row.wkst = data.Wkst();
-    row.job = data.Job();
-    row.lot = data.Lot();
-    row.shft = data.Shft();
-    row.ptrv = data.Ptrv();
-    row.empl = data.Empl();
-    row.size = data.Size();
-    row.flag = data.Flag();
-    row.stamp = platform::DateToTimeStamp(data.Sgtm());
-    row.group_index = data.GroupIndex();
-    row.group_id = data.GroupID();
-    row.tests = ReadTests(*data.TestData());
-    row.descriptors = ReadDescriptors(*data.DescriptorData());
-    row.comments = ReadComments(*data.CommentData());
-    read.rows.push_back(std::move(row));
-  } while (data.MoveNext());
-  data.MoveFirst();
-  return read;
-}
 
 ChartRead ReadChart(CCResults& results) {
   ChartRead chart;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,44 +10,14 @@
 
 #include "chart/CCProcessing.h"
 #include "chart/CCResults.h"
-#include "dataset/SubgroupData.h"
 #include "host/render/core/Words.h"
-#include "platform/ItemKind.h"
+#include "host/render/data/DataReading.h"
 #include "platform/LimitTable.h"
 #include "select/DataSelect.h"
 
 // Everything that a result object can give, read once into plain values, so that pictures and
 // documents need no cursor.
 namespace orvspc::render {
-
-struct TestRow {
-  std::int32_t sn = 0, tsno = 0, sbno = 0, def = 0, gage = 0;
-  double value = 0.0;
-};
-struct DescriptorRow {
-  std::int32_t group = 0, descriptor = 0, tsno = 0;
-};
-struct CommentRow {
-  std::string employee, note;
-  std::int32_t test = 0, tsno = 0;
-  double edited = 0.0;  // date
-};
-
-struct SubgroupRow {
-  std::int32_t sgrp = 0, part = 0, prcs = 0, test = 0, wkst = 0, job = 0, lot = 0, shft = 0,
-               ptrv = 0, empl = 0, size = 0, flag = 0;
-  std::int64_t stamp = 0;
-  std::int32_t group_index = 0, group_id = 0;
-  std::vector<TestRow> tests;
-  std::vector<DescriptorRow> descriptors;
-  std::vector<CommentRow> comments;
-};
-
-struct SubgroupsRead {
-  std::int32_t total_subgroups = 0, total_groups = 0, total_tests = 0, total_descriptors = 0;
-  std::vector<SubgroupRow> rows;
-};
-SubgroupsRead ReadSubgroups(SubgroupData& data);
 
 struct Rule {
   std::int32_t number = 0;
@@ -63,6 +32,27 @@ struct GraphRead {
   std::vector<double> points, usls, targets, lsls, c_ucls, c_cls, c_lcls, ucls, cls, lcls;
   std::vector<std::vector<Rule>> c_rules, rules;  // one list a point
 };
+
+// take(name, array) for each array of numbers, with the names and in the order of documents.
+template <class Take>
+void ForEachArray(const GraphRead& graph, Take take) {
+  take("SGSizes", graph.sg_sizes);
+  take("Points", graph.points);
+  take("cOOCs", graph.c_oocs);
+  take("OOCs", graph.oocs);
+  take("OOSs", graph.ooss);
+  take("AFlags", graph.a_flags);
+  take("EFlags", graph.e_flags);
+  take("USLs", graph.usls);
+  take("Targets", graph.targets);
+  take("LSLs", graph.lsls);
+  take("cUCLs", graph.c_ucls);
+  take("cCLs", graph.c_cls);
+  take("cLCLs", graph.c_lcls);
+  take("UCLs", graph.ucls);
+  take("Cls", graph.cls);
+  take("LCLs", graph.lcls);
+}
 
 // A row of a limit table: column and value, in the table's order.
 using LimitRow = std::vector<std::pair<std::string, platform::Cell>>;
@@ -114,11 +104,5 @@ inline constexpr Word kGraph3Words[] = {
     {"none", ccGraph3None}, {"range", ccGraph3Range}, {"sd", ccGraph3Sd}};
 // The word for such a type; its number when it has none.
 std::string GraphWord(std::int32_t graph, std::int32_t type);
-
-using NameKind = ItemKind;
-// Name for an identifier; empty when it has none.
-using Names = std::function<std::string(NameKind, std::int32_t)>;
-// For people: the name, else "#12"; empty for identifier 0.
-std::string ShownName(const Names& names, NameKind kind, std::int32_t id);
 
 }  // namespace orvspc::render

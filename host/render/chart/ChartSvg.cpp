@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartView.h"
 
 #include <algorithm>
 #include <cmath>
-#include <set>
+#include <string>
 
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
-#include "host/render/core/Symbols.h"
 
 namespace orvspc::render {
 
@@ -20,40 +18,29 @@ constexpr double kDense = 2.5;  // width of a place below which points have no m
 constexpr double kTight = 7.0;  // below which they are small
 constexpr std::size_t kManyMarks = 300;
 
-constexpr std::size_t kMostStreams = 16;  // in the legend
-constexpr std::size_t kMostNotes = 6;
-
-std::string N(double value) { return Coordinate(value); }
-
+constexpr std::size_t kMaxStreams = 16;  // in the legend
 class Picture {
  public:
-  explicit Picture(const ChartView& view) : view_(view), places_(Places(view)) {}
+  Picture(const ChartView& view, bool embedded)
+      : view_(view), places_(Places(view)), scene_(view, embedded) {}
 
-  std::string Write(bool embedded) {
-    const auto footer = FooterLines(embedded);
-    layout_ = MakeLayout(view_, embedded ? 2.0 : 44.0, footer.size());
-    const std::string height = N(layout_.height);
-    if (!embedded) out_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    out_ += "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 1000 " + height +
-            "\" width=\"1000\" height=\"" + height + "\" role=\"img\">\n<title>" +
-            EscapeMarkup(view_.title) + "</title>\n<style>" + kPictureStyle +
-            "</style>\n<rect width=\"1000\" height=\"" + height + "\" fill=\"#fff\"/>\n";
-    if (!embedded) {
-      Text(14, 22, "h", "start", FittingText(view_.title, 640));
-      Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
-    }
-    if (view_.Count() == 0) Text(14, layout_.axis + 24, "t", "start", "No data selected");
+  Scene Draw() {
+    const auto footer = FooterLines();
+    layout_ = MakeLayout(view_, scene_.embedded ? 2.0 : 44.0, footer.size());
+    scene_.height = layout_.height;
+    if (view_.Count() == 0) scene_.NoData(layout_.axis + 24);
     for (std::size_t g = 0; g < layout_.panels.size(); ++g)
       DrawGraph(view_.graphs[g], layout_.panels[g]);
     if (!layout_.panels.empty()) DrawTimes();
     double y = layout_.footer;
     for (const auto& line : footer) {
       if (!line.symbol.empty())
-        out_ += Symbol({.style = line.symbol, .stream = line.stream}, 20, y - 4);
-      Text(line.symbol.empty() ? 14 : 32, y, "s", "start", FittingText(line.text, 950));
+        scene_.Add(SymbolShape{{.style = line.symbol, .stream = line.stream}, 20, y - 4, {}});
+      scene_.Text(line.symbol.empty() ? 14 : 32, y, "s", Anchor::Start,
+                  FittingText(line.text, 950));
       y += 15.0;
     }
-    return out_ + "</svg>\n";
+    return std::move(scene_);
   }
 
  private:
@@ -63,31 +50,9 @@ class Picture {
     std::int32_t stream = 0;
   };
 
-  void Text(double x, double y, const char* style, const char* anchor, std::string_view text) {
-    out_ += "<text x=\"" + N(x) + "\" y=\"" + N(y) + "\" class=\"" + style + "\"";
-    if (std::string_view(anchor) != "start") out_ += std::string(" text-anchor=\"") + anchor + "\"";
-    out_ += ">" + EscapeMarkup(text) + "</text>\n";
-  }
-
-  void Line(double x1, double y1, double x2, double y2, const char* style) {
-    out_ += "<path class=\"" + std::string(style) + "\" d=\"M" + N(x1) + " " + N(y1) + "L" + N(x2) +
-            " " + N(y2) + "\"/>\n";
-  }
-
-  void Path(const Polyline& line, const char* style) {
-    if (line.size() < 2) return;
-    out_ += "<path class=\"" + std::string(style) + "\" d=\"M";
-    for (std::size_t i = 0; i < line.size(); ++i)
-      out_ += (i == 0 ? "" : i == 1 ? "L" : " ") + N(line[i].first) + " " + N(line[i].second);
-    out_ += "\"/>\n";
-  }
-
   void DrawGraph(const GraphView& graph, const Panel& panel) {
-    out_ += "<text x=\"14\" y=\"" + N(panel.title) + "\"><tspan class=\"t\">" +
-            EscapeMarkup(FittingText(graph.title, 700.0)) + "</tspan>";
-    if (CaptionFits(graph))
-      out_ += "<tspan class=\"s\" dx=\"12\">" + EscapeMarkup(graph.caption) + "</tspan>";
-    out_ += "</text>\n";
+    scene_.Add(CaptionShape{14, panel.title, FittingText(graph.title, 700.0),
+                            CaptionFits(graph) ? graph.caption : ""});
     DrawAxis(panel);
     DrawBoundaries(panel);
     Steps(graph.specification.upper, panel, "spec");
@@ -102,25 +67,24 @@ class Picture {
     if (!dense) DrawLines(graph, panel);
     DrawPoints(graph, panel);
     DrawLimitLabels(graph, panel);
-    out_ += "<rect class=\"frame\" x=\"" + N(layout_.left) + "\" y=\"" + N(panel.top) +
-            "\" width=\"" + N(layout_.right - layout_.left) + "\" height=\"" +
-            N(panel.bottom - panel.top) + "\"/>\n";
+    scene_.Rectangle(layout_.left, panel.top, layout_.right - layout_.left,
+                     panel.bottom - panel.top, "frame");
   }
 
   void DrawAxis(const Panel& panel) {
     const Ticks ticks = PanelTicks(panel);
     for (const double value : ticks.values) {
       const double y = panel.Y(value);
-      Line(layout_.left, y, layout_.right, y, "grid");
-      Text(layout_.left - 6, y + 4, "s", "end", Fixed(value, ticks.decimals));
+      scene_.Line(layout_.left, y, layout_.right, y, "grid");
+      scene_.Text(layout_.left - 6, y + 4, "s", Anchor::End, Fixed(value, ticks.decimals));
     }
   }
 
   void DrawBoundaries(const Panel& panel) {
     if (view_.groups.size() > 1 && view_.groups.size() <= 80)
       for (std::size_t g = 1; g < view_.groups.size(); ++g)
-        Line(layout_.X(g) - layout_.PlaceWidth() / 2, panel.top,
-             layout_.X(g) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+        scene_.Line(layout_.X(g) - layout_.PlaceWidth() / 2, panel.top,
+                    layout_.X(g) - layout_.PlaceWidth() / 2, panel.bottom, "b");
     if (!view_.groups.empty() || view_.streams.empty()) return;
     std::size_t changes = 0;
     for (std::size_t i = 1; i < view_.Count(); ++i)
@@ -128,8 +92,8 @@ class Picture {
     if (changes == 0 || changes >= 12) return;
     for (std::size_t i = 1; i < view_.Count(); ++i)
       if (view_.streams[i] != view_.streams[i - 1])
-        Line(layout_.X(i) - layout_.PlaceWidth() / 2, panel.top,
-             layout_.X(i) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+        scene_.Line(layout_.X(i) - layout_.PlaceWidth() / 2, panel.top,
+                    layout_.X(i) - layout_.PlaceWidth() / 2, panel.bottom, "b");
   }
 
   // Specification lines may lie off the scale; those parts are left out.
@@ -140,11 +104,11 @@ class Picture {
         if (point.second >= panel.top - 0.5 && point.second <= panel.bottom + 0.5) {
           inside.push_back(point);
         } else {
-          Path(Thinned(inside), style);
+          scene_.Path(Thinned(inside), style);
           inside.clear();
         }
       }
-      Path(Thinned(inside), style);
+      scene_.Path(Thinned(inside), style);
     }
   }
 
@@ -160,21 +124,19 @@ class Picture {
 
   void DrawLines(const GraphView& graph, const Panel& panel) {
     const bool dense = layout_.PlaceWidth() < kDense;
-    std::set<std::int32_t> streams(view_.streams.begin(), view_.streams.end());
-    if (streams.empty()) streams.insert(0);
-    for (const auto stream : streams) {
+    for (const auto& [stream, points] : PointsOfStreams(view_)) {
       const std::string style = StreamClass(dense ? "dd" : "d", stream);
       Polyline line;
-      for (std::size_t i = 0; i < graph.points.size(); ++i) {
-        if (view_.StreamOf(i) != stream || !view_.Used(i)) continue;
+      for (const std::size_t i : points) {
+        if (i >= graph.points.size() || !view_.Used(i)) continue;
         if (std::isfinite(graph.points[i])) {
           line.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
           continue;
         }
-        Path(Thinned(line), style.c_str());
+        scene_.Path(Thinned(line), style);
         line.clear();
       }
-      Path(Thinned(line), style.c_str());
+      scene_.Path(Thinned(line), style);
     }
   }
 
@@ -194,7 +156,8 @@ class Picture {
       const double y = panel.Y(graph.points[i]);
       const PointMark* mark = marks[i];
       const auto draw = [&](const char* style, const std::string& tip) {
-        out_ += Symbol({style, view_.StreamOf(i), view_.stream_views.size() > 1, size}, x, y, tip);
+        scene_.Add(SymbolShape{
+            {style, view_.StreamOf(i), view_.stream_views.size() > 1, size}, x, y, tip});
       };
       const char* const plain = view_.Used(i) ? "p" : "pu";
       if (!mark) {
@@ -245,7 +208,7 @@ class Picture {
         points.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
     std::sort(points.begin(), points.end());
     for (const auto& tag : PlaceTags(tags, points, layout_, panel))
-      Text(tag.x, tag.y, "r", "middle", tag.text);
+      scene_.Text(tag.x, tag.y, "r", Anchor::Middle, tag.text);
   }
 
   void DrawLimitLabels(const GraphView& graph, const Panel& panel) {
@@ -261,8 +224,8 @@ class Picture {
     PushApart(labels, 12.5, panel.top + 2.0, panel.bottom);
     for (const auto& label : labels) {
       if (std::abs(label.at - label.wanted) > 2.0)
-        Line(layout_.right, label.wanted, layout_.right + 9, label.at, "lead");
-      Text(layout_.right + 11, label.at + 4, label.style.c_str(), "start", label.text);
+        scene_.Line(layout_.right, label.wanted, layout_.right + 9, label.at, "lead");
+      scene_.Text(layout_.right + 11, label.at + 4, label.style, Anchor::Start, label.text);
     }
   }
 
@@ -295,25 +258,25 @@ class Picture {
     for (std::size_t i = 0; i < view_.Count(); ++i) {
       if (places_[i] != next) continue;
       const double x = layout_.X(next);
-      Line(x, layout_.axis, x, layout_.axis + 4, "tick");
-      Text(x, layout_.axis + 16, "", "middle", std::to_string(next + 1));
-      Text(x, layout_.axis + 30, "s", "middle", times.Text(view_.stamps[i]));
+      scene_.Line(x, layout_.axis, x, layout_.axis + 4, "tick");
+      scene_.Text(x, layout_.axis + 16, "", Anchor::Middle, std::to_string(next + 1));
+      scene_.Text(x, layout_.axis + 30, "s", Anchor::Middle, times.Text(view_.stamps[i]));
       next += step;
     }
-    Text(kPictureWidth - 88, layout_.axis + 16, "s", "start",
-         view_.groups.empty() ? "subgroup" : "group");
-    Text(kPictureWidth - 88, layout_.axis + 30, "s", "start", "time (UTC)");
+    scene_.Text(kPictureWidth - 88, layout_.axis + 16, "s", Anchor::Start,
+                view_.groups.empty() ? "subgroup" : "group");
+    scene_.Text(kPictureWidth - 88, layout_.axis + 30, "s", Anchor::Start, "time (UTC)");
   }
 
   // A page that shows the picture has the notes itself.
-  std::vector<FooterLine> FooterLines(bool embedded) const {
+  std::vector<FooterLine> FooterLines() const {
     std::vector<FooterLine> lines;
     const std::size_t streams = view_.stream_views.size();
-    for (std::size_t s = 0; streams > 1 && s < streams && s < kMostStreams; ++s)
+    for (std::size_t s = 0; streams > 1 && s < streams && s < kMaxStreams; ++s)
       lines.push_back({"p", StreamLetter(s) + "  " + view_.stream_views[s].name + StreamText(s),
                        static_cast<std::int32_t>(s)});
-    if (streams > kMostStreams)
-      lines.push_back({"", "and " + std::to_string(streams - kMostStreams) +
+    if (streams > kMaxStreams)
+      lines.push_back({"", "and " + std::to_string(streams - kMaxStreams) +
                                " more streams; the tooltip of a point names its own"});
     for (const auto& broken : RulesBroken(view_))
       lines.push_back({"m", "rule " + std::to_string(broken.rule.number) +
@@ -336,27 +299,23 @@ class Picture {
     // What not every source can tell comes behind the symbols, which then do not move.
     for (const auto& graph : view_.graphs)
       for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
-    if (embedded) return lines;
-    for (std::size_t n = 0; n < view_.notes.size() && n < kMostNotes; ++n) {
-      const Note& note = view_.notes[n];
-      lines.push_back({"", "Note: " + note.Sentence()});
-    }
-    if (view_.notes.size() > kMostNotes)
-      lines.push_back(
-          {"", "and " + std::to_string(view_.notes.size() - kMostNotes) + " more notes"});
+    if (scene_.embedded) return lines;
+    for (const auto& note : NoteLines(view_.notes)) lines.push_back({"", note});
     return lines;
   }
 
   const ChartView& view_;
   std::vector<std::size_t> places_;
   Layout layout_;
-  std::string out_;
+  Scene scene_;
 };
 
 }  // namespace
 
+Scene ChartScene(const ChartView& view, bool embedded) { return Picture(view, embedded).Draw(); }
+
 std::string RenderChartSvg(const ChartView& view, bool embedded) {
-  return Picture(view).Write(embedded);
+  return WriteSvg(ChartScene(view, embedded));
 }
 
 }  // namespace orvspc::render

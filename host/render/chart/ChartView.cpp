@@ -19,6 +19,12 @@ std::vector<std::size_t> Places(const ChartView& view) {
   return places;
 }
 
+std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView& view) {
+  std::map<std::int32_t, std::vector<std::size_t>> streams;
+  for (std::size_t i = 0; i < view.Count(); ++i) streams[view.StreamOf(i)].push_back(i);
+  return streams;
+}
+
 std::vector<RuleCount> RulesBroken(const ChartView& view) {
   std::map<std::int32_t, RuleCount> counts;
   for (const auto& graph : view.graphs)

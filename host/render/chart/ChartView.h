@@ -3,10 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
-#include "host/render/core/Report.h"
+#include "host/render/core/Scene.h"
+#include "host/render/core/Text.h"
 
 // A chart as the renderers see it: plain values, no library object behind them, so that a renderer
 // can be fed by hand. Vectors "one a point" are as long as ChartView::stamps, or empty. Texts are
@@ -103,9 +105,19 @@ std::vector<double> NewestValues(const ChartView& view, const std::vector<double
 
 // The lowest and highest value that a graph's axis shows. Specification lines count only while they
 // leave the points at least a third of the height.
-struct Range {
-  double low = 0.0, high = 1.0;
-};
 Range AxisRange(const GraphView& graph);
+
+// The points of each stream, ascending: every point once.
+std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView& view);
+
+// embedded: for use inside a page, without title lines and notes.
+Scene ChartScene(const ChartView& view, bool embedded = false);
+std::string RenderChartSvg(const ChartView& view, bool embedded = false);
+// The picture, the estimates with where they come from, the marked points with the rules' texts,
+// the notes.
+std::string RenderChartHtml(const ChartView& view);
+// The chart drawn with characters, the limits' values beside it, below it the marked points with
+// the rules' texts, the estimates and the notes.
+std::string RenderChartText(const ChartView& view, const TextOptions& options = {});
 
 }  // namespace orvspc::render

@@ -51,27 +51,12 @@ void Regroup(ChartRead& chart) {
 void CheckLengths(const ChartRead& chart) {
   const std::size_t points = chart.subgroups.rows.size();
   for (const auto& graph : chart.graphs) {
-    const auto check = [&](const char* name, std::size_t length) {
-      if (length != 0 && length != points)
-        FailMessage("Graph " + std::to_string(graph.index) + " has " + std::to_string(length) +
-                    " values in " + name + " for " + std::to_string(points) + " subgroups");
-    };
-    check("SGSizes", graph.sg_sizes.size());
-    check("Points", graph.points.size());
-    check("cOOCs", graph.c_oocs.size());
-    check("OOCs", graph.oocs.size());
-    check("OOSs", graph.ooss.size());
-    check("AFlags", graph.a_flags.size());
-    check("EFlags", graph.e_flags.size());
-    check("USLs", graph.usls.size());
-    check("Targets", graph.targets.size());
-    check("LSLs", graph.lsls.size());
-    check("cUCLs", graph.c_ucls.size());
-    check("cCLs", graph.c_cls.size());
-    check("cLCLs", graph.c_lcls.size());
-    check("UCLs", graph.ucls.size());
-    check("Cls", graph.cls.size());
-    check("LCLs", graph.lcls.size());
+    ForEachArray(graph, [&](const char* name, const auto& array) {
+      if (!array.empty() && array.size() != points)
+        FailMessage("Graph " + std::to_string(graph.index) + " has " +
+                    std::to_string(array.size()) + " values in " + name + " for " +
+                    std::to_string(points) + " subgroups");
+    });
   }
 }
 

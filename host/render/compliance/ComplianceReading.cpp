@@ -26,42 +26,24 @@ void TakeAwayUndefined(ComplianceRow& row) {
 }
 
 void WriteRow(JsonWriter& json, const ComplianceRow& row) {
-  json.Member("ResultType", row.result_type);
-  json.Member("Part", row.part);
-  json.Member("Process", row.process);
-  json.Member("Test", row.test);
-  json.Member("StateType", row.state_type);
-  json.Member("State", row.state);
-  json.Member("SmplReq", row.requirement);
+  json.Members("ResultType", row.result_type, "Part", row.part, "Process", row.process, "Test",
+               row.test, "StateType", row.state_type, "State", row.state, "SmplReq",
+               row.requirement);
   if (row.result_type == kDetail) {
     json.Member("StartTime", IsoTime(row.start));
   } else {
     json.NullMember("StartTime");
   }
-  json.Member("Duration", row.duration);
-  json.Member("SamplesCollected", row.collected);
-  json.Member("SamplesMissed", row.missed);
-  json.Member("SamplesExpected", row.expected);
-  json.Member("PercentComplete", row.percent_complete);
-  json.Member("TestCount", row.test_count);
-  json.Member("MinimumValue", row.minimum);
-  json.Member("MaximumValue", row.maximum);
-  json.Member("AverageValue", row.average);
-  json.Member("StandardDeviation", row.deviation);
-  json.Member("PP", row.pp);
-  json.Member("PPK", row.ppk);
-  json.Member("PercentAboveUSL", row.above_usl);
-  json.Member("PercentBelowLSL", row.below_lsl);
-  json.Member("PercentOOS", row.oos);
-  json.Member("PPM", row.ppm);
-  json.Member("PercentAboveLSC", row.above_lsc);
-  json.Member("PercentBelowLSC", row.below_lsc);
-  json.Member("PercentBelowMAVL", row.below_mavl);
-  json.Member("PercentBelowT1L", row.below_t1l);
-  json.Member("PercentBelowT2L", row.below_t2l);
-  json.Member("PercentAboveMAVU", row.above_mavu);
-  json.Member("PercentAboveT1U", row.above_t1u);
-  json.Member("PercentAboveT2U", row.above_t2u);
+  json.Members("Duration", row.duration, "SamplesCollected", row.collected, "SamplesMissed",
+               row.missed, "SamplesExpected", row.expected, "PercentComplete", row.percent_complete,
+               "TestCount", row.test_count, "MinimumValue", row.minimum, "MaximumValue",
+               row.maximum, "AverageValue", row.average, "StandardDeviation", row.deviation, "PP",
+               row.pp, "PPK", row.ppk, "PercentAboveUSL", row.above_usl, "PercentBelowLSL",
+               row.below_lsl, "PercentOOS", row.oos, "PPM", row.ppm, "PercentAboveLSC",
+               row.above_lsc, "PercentBelowLSC", row.below_lsc, "PercentBelowMAVL", row.below_mavl,
+               "PercentBelowT1L", row.below_t1l, "PercentBelowT2L", row.below_t2l,
+               "PercentAboveMAVU", row.above_mavu, "PercentAboveT1U", row.above_t1u,
+               "PercentAboveT2U", row.above_t2u);
 }
 
 SampleCount CountOf(const ComplianceRow& row) { return {row.expected, row.collected, row.missed}; }
@@ -136,39 +118,38 @@ std::string CountText(const SampleCount& count) {
 std::vector<ComplianceRow> ReadCompliance(SCResults& results) {
   std::vector<ComplianceRow> rows;
   for (bool found = results.MoveFirst(); found; found = results.MoveNext()) {
-    ComplianceRow row;
-    row.result_type = results.ResultType();
-    row.state_type = results.StateType();
-    row.part = results.Part();
-    row.process = results.Process();
-    row.test = results.Test();
-    row.state = results.State();
-    row.requirement = results.SmplReq();
-    row.start = platform::DateToTimeStamp(results.StartTime());
-    row.duration = results.Duration();
-    row.collected = results.SamplesCollected();
-    row.missed = results.SamplesMissed();
-    row.expected = results.SamplesExpected();
-    row.percent_complete = results.PercentComplete();
-    row.test_count = results.TestCount();
-    row.minimum = results.MinimumValue();
-    row.maximum = results.MaximumValue();
-    row.average = results.AverageValue();
-    row.deviation = results.StandardDeviation();
-    row.pp = results.PP();
-    row.ppk = results.PPK();
-    row.above_usl = results.PercentAboveUSL();
-    row.below_lsl = results.PercentBelowLSL();
-    row.oos = results.PercentOOS();
-    row.ppm = results.PPM();
-    row.above_lsc = results.PercentAboveLSC();
-    row.below_lsc = results.PercentBelowLSC();
-    row.below_mavl = results.PercentBelowMAVL();
-    row.below_t1l = results.PercentBelowT1L();
-    row.below_t2l = results.PercentBelowT2L();
-    row.above_mavu = results.PercentAboveMAVU();
-    row.above_t1u = results.PercentAboveT1U();
-    row.above_t2u = results.PercentAboveT2U();
+    ComplianceRow row{results.ResultType(),
+                      results.StateType(),
+                      results.Part(),
+                      results.Process(),
+                      results.Test(),
+                      results.State(),
+                      results.SmplReq(),
+                      platform::DateToTimeStamp(results.StartTime()),
+                      results.Duration(),
+                      results.SamplesCollected(),
+                      results.SamplesMissed(),
+                      results.SamplesExpected(),
+                      results.PercentComplete(),
+                      results.TestCount(),
+                      results.MinimumValue(),
+                      results.MaximumValue(),
+                      results.AverageValue(),
+                      results.StandardDeviation(),
+                      results.PP(),
+                      results.PPK(),
+                      results.PercentAboveUSL(),
+                      results.PercentBelowLSL(),
+                      results.PercentOOS(),
+                      results.PPM(),
+                      results.PercentAboveLSC(),
+                      results.PercentBelowLSC(),
+                      results.PercentBelowMAVL(),
+                      results.PercentBelowT1L(),
+                      results.PercentBelowT2L(),
+                      results.PercentAboveMAVU(),
+                      results.PercentAboveT1U(),
+                      results.PercentAboveT2U()};
     TakeAwayUndefined(row);
     rows.push_back(std::move(row));
   }
@@ -178,33 +159,14 @@ std::vector<ComplianceRow> ReadCompliance(SCResults& results) {
 std::string ComplianceJson(const ComplianceDocument& document) {
   JsonWriter json;
   json.BeginObject();
-  json.Key("DataSelect");
-  json.BeginObject();
-  WriteDataSelect(json, *document.select);
-  json.EndObject();
-  json.Key("Rows");
-  json.BeginArray();
-  for (const auto& row : document.rows) {
-    json.BeginObject(true);
-    WriteRow(json, row);
-    json.EndObject();
-  }
-  json.EndArray();
-  json.Key("Shifts");
-  json.BeginArray();
-  for (const auto& row : document.shifts) {
-    json.BeginObject(true);
-    json.Member("Process", row.process);
-    json.Member("Day", row.day);
-    json.Member("Shift", row.shift);
-    json.Member("Start", IsoTime(row.start));
-    json.Member("End", IsoTime(row.end));
-    json.Member("SamplesCollected", row.count.collected);
-    json.Member("SamplesMissed", row.count.missed);
-    json.Member("SamplesExpected", row.count.expected);
-    json.EndObject();
-  }
-  json.EndArray();
+  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
+  json.Objects("Rows", document.rows, [&](const ComplianceRow& row) { WriteRow(json, row); });
+  json.Objects("Shifts", document.shifts, [&](const ShiftRow& row) {
+    json.Members("Process", row.process, "Day", row.day, "Shift", row.shift, "Start",
+                 IsoTime(row.start), "End", IsoTime(row.end), "SamplesCollected",
+                 row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
+                 row.count.expected);
+  });
   WriteNotes(json, document.notes);
   json.EndObject();
   return json.Text();

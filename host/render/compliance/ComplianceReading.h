@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartJson.h"
 #include "host/render/compliance/ComplianceView.h"
+#include "host/render/data/DataJson.h"
 #include "summary/SCResults.h"
 
 // What an analysis of sampling compliance gave, read once into plain values.

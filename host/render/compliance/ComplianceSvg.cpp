@@ -6,9 +6,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "host/render/chart/ChartLayout.h"
 #include "host/render/compliance/ComplianceView.h"
-#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
@@ -18,11 +16,6 @@ namespace orvspc::render {
 namespace {
 
 // The fewer samples were taken, the darker; numbers in the cells say the same without colours.
-constexpr const char* kStyles =
-    ".h0{fill:#fff;stroke:#ccc}.h1{fill:#dcefe6}.h2{fill:#fdeac7}.h3{fill:#fdbb6b}"
-    ".h4{fill:#e8762d}.h5{fill:#9c2f0f}.h1,.h2,.h3,.h4,.h5{stroke:#fff;stroke-width:1}"
-    ".v{fill:#fff}.got{fill:#2a7f9e}.not{fill:#e3e3e3}.th{fill:#555;font-weight:bold}";
-
 struct Step {
   double from;  // percent
   const char* style;
@@ -41,39 +34,45 @@ const Step& StepOf(double percent) {
 
 constexpr const char* kTitles[] = {"process",  "part",      "test",   "requirement",
                                    "expected", "collected", "missed", "percent"};
-constexpr std::size_t kMostLines = 30, kMostRows = 1000;
+constexpr std::size_t kMaxLines = 30;  // requirements
+constexpr std::size_t kMaxMaps = 16, kMaxDays = 100;
 
 class Picture {
  public:
-  explicit Picture(const ComplianceView& view) : view_(view) {}
+  Picture(const ComplianceView& view, bool embedded)
+      : view_(view), scene_(view, embedded, "compliance") {}
 
-  std::string Write(bool embedded) {
-    // Drawn once to see how tall it becomes.
-    SvgSheet measured(view_.title, 0.0, embedded);
-    const double height = Draw(measured, embedded);
-    SvgSheet sheet(view_.title, height, embedded, kStyles);
-    Draw(sheet, embedded);
-    return sheet.Finished();
-  }
-
- private:
-  // Returns the height.
-  double Draw(SvgSheet& sheet, bool embedded) {
-    sheet_ = &sheet;
-    double y = embedded ? 10.0 : 62.0;
-    if (!embedded) {
-      sheet_->Text(14, 22, "h", "start", FittingText(view_.title, 640));
-      sheet_->Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
-    }
+  Scene Draw() {
+    double y = scene_.embedded ? 10.0 : 62.0;
     if (view_.Empty()) {
-      sheet_->Text(14, y + 14, "t", "start", "No data selected");
+      scene_.NoData(y + 14);
       y += 40.0;
     } else {
       y = Requirements(y + 4.0);
-      for (const auto& map : view_.maps) y = Map(map, y + 30.0);
-      if (!view_.maps.empty()) y = Legend(y + 20.0);
+      const std::size_t maps = std::min(view_.maps.size(), kMaxMaps);
+      for (std::size_t m = 0; m < maps; ++m) y = Map(view_.maps[m], y + 30.0);
+      if (maps != 0) y = Legend(y + 20.0);
+      for (const auto& line : Omitted()) {
+        y += 18.0;
+        scene_.Text(14, y, "s", Anchor::Start, line);
+      }
     }
-    return (embedded ? y : sheet_->Notes(view_.notes, y + 21.0) - 15.0) + 8.0;
+    scene_.height = (scene_.embedded ? y : scene_.Notes(y + 21.0) - 15.0) + 8.0;
+    return std::move(scene_);
+  }
+
+ private:
+  // What the maps leave out, so that the picture can be drawn.
+  std::vector<std::string> Omitted() const {
+    std::vector<std::string> lines;
+    const std::size_t maps = view_.maps.size(), days = maps == 0 ? 0 : view_.maps[0].days.size();
+    if (days > kMaxDays)
+      lines.push_back("the newest " + std::to_string(kMaxDays) + " of " + std::to_string(days) +
+                      " days; a range of time shows others");
+    if (maps > kMaxMaps)
+      lines.push_back("and " + std::to_string(maps - kMaxMaps) +
+                      " more processes; a selection shows them");
+    return lines;
   }
 
   // Places of the four texts, wide enough for what stands there as far as there is room.
@@ -81,10 +80,9 @@ class Picture {
     constexpr double kFirst = 14.0, kRoom = 582.0;
     std::array<double, 4> widths{};
     for (std::size_t c = 0; c < 4; ++c) {
-      widths[c] = kCharacter * static_cast<double>(Width(kTitles[c])) + 18.0;
+      widths[c] = WidthOf(kTitles[c]) + 18.0;
       for (const auto& line : view_.requirements)
-        widths[c] =
-            std::max(widths[c], kCharacter * static_cast<double>(Width(*TextsOf(line)[c])) + 18.0);
+        widths[c] = std::max(widths[c], WidthOf(*TextsOf(line)[c]) + 18.0);
     }
     double sum = widths[0] + widths[1] + widths[2] + widths[3];
     for (; sum > kRoom; --sum) --*std::max_element(widths.begin(), widths.end());
@@ -101,12 +99,12 @@ class Picture {
     constexpr double kNumbers[] = {650, 720, 780, 846};
     const auto places = TextPlaces();
     for (std::size_t c = 0; c < 4; ++c) {
-      sheet_->Text(places[c], y, "th", "start", kTitles[c]);
-      sheet_->Text(kNumbers[c], y, "th", "end", kTitles[c + 4]);
+      scene_.Text(places[c], y, "th", Anchor::Start, kTitles[c]);
+      scene_.Text(kNumbers[c], y, "th", Anchor::End, kTitles[c + 4]);
     }
     y += 6.0;
-    sheet_->Line(14, y, 986, y, "tick");
-    const std::size_t shown = std::min(view_.requirements.size(), kMostLines);
+    scene_.Line(14, y, 986, y, "tick");
+    const std::size_t shown = std::min(view_.requirements.size(), kMaxLines);
     for (std::size_t i = 0; i < shown; ++i) {
       const auto& line = view_.requirements[i];
       y += 18.0;
@@ -114,44 +112,45 @@ class Picture {
           std::to_string(line.count.expected), std::to_string(line.count.collected),
           std::to_string(line.count.missed), Fixed(line.count.Percent(), 1)};
       for (std::size_t c = 0; c < 4; ++c) {
-        sheet_->Text(places[c], y - 4, "", "start",
-                     FittingText(*TextsOf(line)[c], places[c + 1] - places[c] - 10.0));
-        sheet_->Text(kNumbers[c], y - 4, "", "end", numbers[c]);
+        scene_.Text(places[c], y - 4, "", Anchor::Start,
+                    FittingText(*TextsOf(line)[c], places[c + 1] - places[c] - 10.0));
+        scene_.Text(kNumbers[c], y - 4, "", Anchor::End, numbers[c]);
       }
       const double share = std::clamp(line.count.Percent(), 0.0, 100.0) / 100.0;
       if (line.count.expected != 0) {
-        sheet_->Rectangle(860, y - 13, 126, 10, "not");
-        sheet_->Rectangle(860, y - 13, 126 * share, 10, "got", CountText(line.count));
+        scene_.Rectangle(860, y - 13, 126, 10, "not");
+        scene_.Rectangle(860, y - 13, 126 * share, 10, "got", CountText(line.count));
       }
-      sheet_->Line(14, y, 986, y, "grid");
+      scene_.Line(14, y, 986, y, "grid");
     }
     if (shown < view_.requirements.size()) {
       y += 16.0;
-      sheet_->Text(14, y - 2, "s", "start",
-                   "and " + std::to_string(view_.requirements.size() - shown) + " more");
+      scene_.Text(14, y - 2, "s", Anchor::Start,
+                  "and " + std::to_string(view_.requirements.size() - shown) + " more");
     }
     return y;
   }
 
   double Map(const HeatMap& map, double y) {
     constexpr double kLeft = 70.0, kHeight = 24.0;
-    sheet_->Text(14, y, "t", "start", FittingText(map.process, 900.0));
+    scene_.Text(14, y, "t", Anchor::Start, FittingText(map.process, 900.0));
     y += 20.0;
-    const double width = std::min(
-        (986.0 - kLeft) / static_cast<double>(std::max<std::size_t>(map.days.size(), 1)), 96.0);
-    const std::size_t step = LabelStep(map.days.size(), width, 5 * kDigit + 8.0);
-    for (std::size_t day = 0; day < map.days.size(); day += step) {
-      const std::string& text = map.days[day];
+    const std::size_t days = std::min(map.days.size(), kMaxDays), first = map.days.size() - days;
+    const double width =
+        std::min((986.0 - kLeft) / static_cast<double>(std::max<std::size_t>(days, 1)), 96.0);
+    const std::size_t step = LabelStep(days, width, 5 * kDigit + 8.0);
+    for (std::size_t day = 0; day < days; day += step) {
+      const std::string& text = map.days[first + day];
       // The year where there is room for it.
       const bool whole = width * static_cast<double>(step) > 10 * kDigit + 8.0;
-      sheet_->Text(kLeft + width * (static_cast<double>(day) + 0.5), y, "s", "middle",
-                   whole || text.size() < 10 ? text : text.substr(5));
+      scene_.Text(kLeft + width * (static_cast<double>(day) + 0.5), y, "s", Anchor::Middle,
+                  whole || text.size() < 10 ? text : text.substr(5));
     }
     y += 5.0;
     for (std::size_t shift = 0; shift < map.shifts.size(); ++shift, y += kHeight) {
-      sheet_->Text(kLeft - 8, y + kHeight / 2 + 4, "s", "end", map.shifts[shift]);
-      for (std::size_t day = 0; day < map.days.size(); ++day)
-        Cell(map, shift, day, kLeft + width * static_cast<double>(day), y, width, kHeight);
+      scene_.Text(kLeft - 8, y + kHeight / 2 + 4, "s", Anchor::End, map.shifts[shift]);
+      for (std::size_t day = 0; day < days; ++day)
+        Cell(map, shift, first + day, kLeft + width * static_cast<double>(day), y, width, kHeight);
     }
     return y;
   }
@@ -161,26 +160,25 @@ class Picture {
     const auto& cell = map.At(shift, day);
     const std::string where = map.process + ", " + map.days[day] + " from " + map.shifts[shift];
     if (!cell || cell->expected == 0) {
-      sheet_->Rectangle(x + 0.5, y + 0.5, width - 1, height - 1, "h0",
-                        where + ": nothing expected");
+      scene_.Rectangle(x + 0.5, y + 0.5, width - 1, height - 1, "h0", where + ": nothing expected");
       return;
     }
     const Step& step = StepOf(cell->Percent());
-    sheet_->Rectangle(x, y, width, height, step.style, where + ": " + CountText(*cell));
+    scene_.Rectangle(x, y, width, height, step.style, where + ": " + CountText(*cell));
     const std::string text = Fixed(cell->Percent(), 0);
     if (kDigit * static_cast<double>(text.size()) + 4.0 > width) return;
     const bool dark = step.from < 75.0;
-    sheet_->Text(x + width / 2, y + height / 2 + 4, dark ? "v" : "", "middle", text);
+    scene_.Text(x + width / 2, y + height / 2 + 4, dark ? "v" : "", Anchor::Middle, text);
   }
 
   double Legend(double y) {
     double x = 14.0;
     const auto entry = [&](const char* style, const std::string& text) {
-      sheet_->Rectangle(x, y - 10, 16, 12, style);
-      sheet_->Text(x + 22, y, "s", "start", text);
-      x += 40.0 + kCharacter * static_cast<double>(Width(text));
+      scene_.Rectangle(x, y - 10, 16, 12, style);
+      scene_.Text(x + 22, y, "s", Anchor::Start, text);
+      x += 40.0 + WidthOf(text);
     };
-    sheet_->Text(x, y, "s", "start", "percent collected of what fell due in the shift:");
+    scene_.Text(x, y, "s", Anchor::Start, "percent collected of what fell due in the shift:");
     x += 300.0;
     for (const auto& step : kSteps) entry(step.style, step.text);
     entry("h0", "nothing expected");
@@ -188,68 +186,17 @@ class Picture {
   }
 
   const ComplianceView& view_;
-  SvgSheet* sheet_ = nullptr;
+  Scene scene_;
 };
-
-using Rows = std::vector<std::vector<std::string>>;
-
-void Cut(Page& page, const Rows& rows, std::size_t all) {
-  if (rows.size() < all)
-    page.Paragraph("sub", "and " + std::to_string(all - rows.size()) + " more");
-}
-
-void Samples(Page& page, const ComplianceView& view) {
-  Rows rows;
-  for (std::size_t i = 0; i < view.lines.size() && i < kMostRows; ++i) {
-    const auto& line = view.lines[i];
-    rows.push_back({line.start, Fixed(line.minutes, 1), line.process, line.part, line.test,
-                    line.state, line.requirement, std::to_string(line.count.expected),
-                    std::to_string(line.count.collected), std::to_string(line.count.missed),
-                    line.count.expected == 0 ? "" : Fixed(line.count.Percent(), 1)});
-  }
-  page.Heading("Samples in each stay");
-  page.Table({"@from (UTC)", "#minutes", "process", "part", "test", "state", "requirement",
-              "#expected", "#collected", "#missed", "#percent"},
-             rows);
-  Cut(page, rows, view.lines.size());
-}
-
-void Values(Page& page, const ComplianceView& view) {
-  Rows rows;
-  std::size_t all = 0;
-  const auto figure = [](double value, int digits) {
-    return std::isfinite(value) ? Significant(value, digits) : std::string();
-  };
-  for (const auto& line : view.lines) {
-    if (line.values == 0 || ++all > kMostRows) continue;
-    rows.push_back({line.start, line.process, line.part, line.test, std::to_string(line.values),
-                    figure(line.least, 8), figure(line.mean, 8), figure(line.most, 8),
-                    figure(line.deviation, 6), figure(line.pp, 4), figure(line.ppk, 4),
-                    figure(line.outside, 4)});
-  }
-  if (rows.empty()) return;
-  page.Heading("Values in each stay");
-  page.Table({"@from (UTC)", "process", "part", "test", "#values", "#least", "#mean", "#most",
-              "#deviation", "#Pp", "#Ppk", "#% out of specification"},
-             rows);
-  Cut(page, rows, all);
-}
 
 }  // namespace
 
-std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
-  return Picture(view).Write(embedded);
+Scene ComplianceScene(const ComplianceView& view, bool embedded) {
+  return Picture(view, embedded).Draw();
 }
 
-std::string RenderComplianceHtml(const ComplianceView& view) {
-  Page page(view.title);
-  page.Paragraph("sub", view.subtitle);
-  page.Add(RenderComplianceSvg(view, true));
-  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
-  if (view.Empty()) return page.Text();
-  Samples(page, view);
-  Values(page, view);
-  return page.Text();
+std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
+  return WriteSvg(ComplianceScene(view, embedded));
 }
 
 }  // namespace orvspc::render

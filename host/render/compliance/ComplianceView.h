@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartView.h"
+#include "host/render/core/Scene.h"
 #include "host/render/core/Text.h"
 
 // How well samples were taken, as a plain model that tables and pictures are drawn from.
@@ -61,6 +61,7 @@ struct ComplianceView : View {
 std::string CountText(const SampleCount& count);
 
 // embedded: for use inside a page, without title line and notes.
+Scene ComplianceScene(const ComplianceView& view, bool embedded = false);
 std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false);
 // The picture and every row.
 std::string RenderComplianceHtml(const ComplianceView& view);

@@ -2,29 +2,41 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "host/render/core/Report.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
-// The markup of one self-contained page. Texts are escaped, what Add takes is markup already.
+// One self-contained page: no scripts, nothing fetched from elsewhere, fit for print. Texts are
+// escaped, what Add takes is markup already.
 class Page {
  public:
-  explicit Page(const std::string& title);
+  explicit Page(const std::string& title) : title_(title) {}
+  // Begins with the subtitle, the picture and the notes.
+  Page(const View& view, const Scene& picture);
 
-  void Add(const std::string& markup) { out_ += markup; }
-  // Nothing for an empty text. style: a class of the page's style sheet, "sub" or "note".
+  void Add(const std::string& markup) { body_ += markup; }
+  // Nothing for an empty text. style: a class of assets/page.css, "sub" or "note".
   void Paragraph(const std::string& style, const std::string& text);
   void Heading(const std::string& text);
-  // A heading that starts with # is a number's, one with @ that of a column that is never broken.
-  void Table(const std::vector<std::string>& headings,
-             const std::vector<std::vector<std::string>>& rows);
+  // Heading and rows, and how many more rows there are than are shown; nothing without rows.
+  void Write(const Table& table, std::size_t more = 0);
 
-  std::string Text() const { return out_ + "</body>\n</html>\n"; }
+  std::string Text() const;
 
  private:
-  void Cell(const std::string& tag, const std::string& style, const std::string& text);
-
-  std::string out_;
+  std::string title_, body_;
 };
+
+// A page that shows and links other pages. picture: an embedded SVG.
+struct IndexEntry {
+  std::string title, text, picture;
+  std::vector<std::pair<std::string, std::string>> links;  // text, address
+};
+std::string RenderIndex(const std::string& title, const std::string& text,
+                        const std::vector<IndexEntry>& entries);
 
 }  // namespace orvspc::render

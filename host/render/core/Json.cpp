@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <optional>
 
 #include "host/render/core/PlainText.h"
@@ -108,6 +109,26 @@ void JsonWriter::Value(std::string_view value) {
   out_ += '"';
   AppendEscaped(out_, value);
   out_ += '"';
+}
+
+void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
+  // No constant goes into a mean, and none is single where sizes differ.
+  const double constant =
+      estimate.constant == 0.0 ? std::numeric_limits<double>::quiet_NaN() : estimate.constant;
+  json.Object(
+      key,
+      [&] {
+        json.Members("Value", estimate.value, "Estimator", estimate.name, "Constant", constant,
+                     "Used", estimate.used, "LeastSize", estimate.least_size, "LargestSize",
+                     estimate.largest_size);
+      },
+      true);
+}
+
+void WriteNotes(JsonWriter& json, const std::vector<Note>& notes) {
+  json.Objects("Notes", notes, [&](const Note& note) {
+    json.Members("Code", note.code, "Text", note.text, "Stream", note.stream);
+  });
 }
 
 }  // namespace orvspc::render

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Reports.h"
+
 namespace orvspc::render {
 
 // Writes one JSON document. Objects put each member on a line of its own, arrays of numbers stand
@@ -60,6 +62,34 @@ class JsonWriter {
     Null();
   }
 
+  // Members of an open object: key and value in turn.
+  template <class Type, class... Rest>
+  void Members(std::string_view key, const Type& value, const Rest&... rest) {
+    Member(key, value);
+    if constexpr (sizeof...(rest) > 0) Members(rest...);
+  }
+  // A member that is an object; write() writes its members.
+  template <class Write>
+  void Object(std::string_view key, Write write, bool compact = false) {
+    Key(key);
+    BeginObject(compact);
+    write();
+    EndObject();
+  }
+  // A member that is an array of objects; write(item) writes the members of one. lines: each object
+  // has a line of its own.
+  template <class Items, class Write>
+  void Objects(std::string_view key, const Items& items, Write write, bool lines = true) {
+    Key(key);
+    BeginArray(!lines);
+    for (const auto& item : items) {
+      BeginObject(true);
+      write(item);
+      EndObject();
+    }
+    EndArray();
+  }
+
   // The document, with a line feed at its end.
   std::string Text() const { return out_ + "\n"; }
 
@@ -78,5 +108,25 @@ class JsonWriter {
   std::vector<Level> levels_;
   bool after_key_ = false;
 };
+
+// A document of one object.
+template <class Object>
+std::string ObjectJson(const Object& object, void (*write)(JsonWriter&, const Object&)) {
+  JsonWriter json;
+  json.BeginObject();
+  write(json, object);
+  json.EndObject();
+  return json.Text();
+}
+// null where there is no object, else the members that write() writes.
+template <class Object>
+void ObjectMember(JsonWriter& json, const char* key, const Object* object,
+                  void (*write)(JsonWriter&, const Object&)) {
+  if (object == nullptr) return json.NullMember(key);
+  json.Object(key, [&] { write(json, *object); });
+}
+
+void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate);
+void WriteNotes(JsonWriter& json, const std::vector<Note>& notes);
 
 }  // namespace orvspc::render

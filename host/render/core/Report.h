@@ -16,8 +16,9 @@ struct Table {
   std::string title;
   std::vector<std::string> headings;
   std::vector<std::vector<std::string>> rows = {};
-  bool beside = false;               // stands beside the picture, not on the page below it
-  std::vector<std::string> details = {};  // a line below each row, "" for none; empty: no row has one
+  bool beside = false;  // stands beside the picture, not on the page below it
+  std::vector<std::string> details =
+      {};  // a line below each row, "" for none; empty: no row has one
 };
 
 // What the view of every family begins with.
@@ -30,5 +31,8 @@ std::vector<Note> PlainNotes(std::vector<Note> notes);
 
 // "1 event", "3 events"
 std::string Counted(std::size_t count, const std::string& one, const std::string& many = {});
+
+// The engine's name of an estimator in the words of the field: "mean of R/d2".
+std::string EstimatorText(const std::string& name);
 
 }  // namespace orvspc::render

@@ -14,6 +14,9 @@ namespace {
 constexpr std::size_t kGap = 2;         // between columns
 constexpr std::size_t kNarrowest = 14;  // of a column whose words may be broken
 
+// The title stands over the first column.
+bool IsTitled(const Table& table) { return table.headings[0].empty() && !table.title.empty(); }
+
 bool IsNumbers(const std::string& heading) { return heading.starts_with('#'); }
 
 // The heading of a column as it is shown.
@@ -25,7 +28,7 @@ std::string HeadingOf(const Table& table, std::size_t column) {
 
 // Rows of a table whose title stands over its first column are indented below it.
 std::string CellOf(const Table& table, const std::vector<std::string>& row, std::size_t column) {
-  return (column == 0 && table.headings[0].empty() ? "  " : "") + row[column];
+  return (column == 0 && IsTitled(table) ? "  " : "") + row[column];
 }
 
 std::size_t LongestWord(const std::string& text) {
@@ -105,7 +108,7 @@ std::string TextWriter::InColour(const char* colour, const std::string& text) co
 }
 
 void TextWriter::Write(const Table& table) {
-  if (!table.title.empty() && !table.headings[0].empty()) Line(table.title);
+  if (!table.headings[0].empty() && !table.title.empty()) Line(table.title);
   const auto widths = Fit(table, columns_);
   widths ? Rows(table, *widths) : Blocks(table);
 }
@@ -147,10 +150,10 @@ void TextWriter::Blocks(const Table& table) {
   for (std::size_t c = 1; c < table.headings.size(); ++c)
     label = std::max(label, Width(HeadingOf(table, c)));
   label = std::min(label, columns_ / 2);
-  if (table.headings[0].empty() && !table.title.empty()) Line(table.title);
+  if (IsTitled(table)) Line(table.title);
   for (std::size_t r = 0; r < table.rows.size(); ++r) {
     const auto& row = table.rows[r];
-    if (r > 0 && !table.headings[0].empty()) Blank();
+    if (r > 0 && !IsTitled(table)) Blank();
     if (!row[0].empty()) Line(CellOf(table, row, 0), 4);
     for (std::size_t c = 1; c < row.size(); ++c)
       if (!row[c].empty())

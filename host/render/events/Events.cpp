@@ -56,24 +56,10 @@ std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* se
 std::vector<EventRow> ReadEvents(EventData& events) {
   std::vector<EventRow> rows;
   for (bool found = events.MoveFirst(); found; found = events.MoveNext()) {
-    EventRow row;
-    row.evnt = events.Evnt();
-    row.type = events.EventType();
-    row.name = events.Name();
-    row.empl = events.Empl();
-    row.time = StampOf(events.EventTime());
-    row.prcs = events.Prcs();
-    row.part = events.Part();
-    row.test = events.Test();
-    row.sgtm = StampOf(events.Sgtm());
-    row.acc = events.ACC();
-    row.acc_employee = events.ACCEmployee();
-    row.acc_time = StampOf(events.ACCTime());
-    row.cac = events.CAC();
-    row.cac_employee = events.CACEmployee();
-    row.cac_time = StampOf(events.CACTime());
-    row.flag = events.Flag();
-    rows.push_back(std::move(row));
+    rows.push_back({events.Evnt(), events.EventType(), events.Empl(), events.Prcs(), events.Part(),
+                    events.Test(), events.ACC(), events.ACCEmployee(), events.CAC(),
+                    events.CACEmployee(), events.Flag(), events.Name(), StampOf(events.EventTime()),
+                    StampOf(events.Sgtm()), StampOf(events.ACCTime()), StampOf(events.CACTime())});
   }
   return rows;
 }
@@ -93,17 +79,11 @@ std::string OpenText(std::int32_t flag) {
 }
 
 void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Names& names) {
-  const auto item = [&](const char* key, NameKind kind, std::int32_t id) {
-    json.Member(key, id);
-    json.Member(std::string(key) + "Name", names(kind, id));
-  };
-  json.Key("Events");
-  json.BeginArray();
-  for (const auto& event : events) {
-    json.BeginObject(true);
-    json.Member("Evnt", event.evnt);
-    json.Member("EventType", event.type);
-    json.Member("Name", event.name);
+  json.Objects("Events", events, [&](const EventRow& event) {
+    const auto item = [&](const char* key, NameKind kind, std::int32_t id) {
+      WriteItem(json, key, names, kind, id);
+    };
+    json.Members("Evnt", event.evnt, "EventType", event.type, "Name", event.name);
     item("Empl", NameKind::Employee, event.empl);
     json.Member("EventTime", IsoTime(event.time));
     item("Prcs", NameKind::Process, event.prcs);
@@ -117,22 +97,13 @@ void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Na
     item("CACEmployee", NameKind::Employee, event.cac_employee);
     TimeMember(json, "CACTime", event.cac_time);
     json.Member("Flag", event.flag);
-    json.EndObject();
-  }
-  json.EndArray();
+  });
 }
 
 std::string EventsJson(const EventsDocument& document, const Names& names) {
   JsonWriter json;
   json.BeginObject();
-  if (document.select == nullptr) {
-    json.NullMember("DataSelect");
-  } else {
-    json.Key("DataSelect");
-    json.BeginObject();
-    WriteDataSelect(json, *document.select);
-    json.EndObject();
-  }
+  ObjectMember(json, "DataSelect", document.select, WriteDataSelect);
   WriteEvents(json, document.events, names);
   WriteNotes(json, document.notes);
   json.EndObject();

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "dataset/EventData.h"
-#include "host/render/chart/ChartJson.h"
-#include "host/render/chart/ChartReading.h"
 #include "host/render/core/Text.h"
+#include "host/render/data/DataJson.h"
 
 // Process events as plain values, documents and tables.
 namespace orvspc::render {

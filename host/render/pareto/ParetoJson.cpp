@@ -36,73 +36,50 @@ Bases BasesOf(const ParetoRead& pareto) {
   return bases;
 }
 
-void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases) {
-  json.BeginObject(true);
-  json.Key("ID");
-  json.Value(std::span<const std::int32_t>(bin.id));
-  json.Member("Name", bin.name);
-  json.Member("BinCount", bin.bin_count);
-  json.Member("Factor", bin.factor);
-  if (bases.is_rate && !(bin.total > 0.0)) {
-    json.NullMember("Value");
-  } else {
-    json.Member("Value", bin.value);
-  }
+void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases, double cumulative) {
   auto percentage = bin.percentage;
   for (std::size_t level = 0; level < bases.levels && !bases.has_whole; ++level)
     percentage[level] = kNaN;
-  json.Key("Percentage");
-  json.Value(std::span<const double>(percentage));
-  json.Member("Total", bin.total);
-  json.Member("Yield", bin.yield);
-  json.Member("PPK", bin.ppk);
-  json.Member("Flag", bin.flag);
-  json.Member("SubgroupID", bin.subgroup_id);
-  json.EndObject();
+  json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
+               bin.bin_count, "Factor", bin.factor, "Value",
+               bases.is_rate && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
+               std::span<const double>(percentage), "Total", bin.total, "Yield", bin.yield, "PPK",
+               bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id, "CumulativePercent",
+               bases.has_whole ? cumulative : kNaN);
 }
 
 }  // namespace
 
 void WriteParetoProcessing(JsonWriter& json, const PAProcessing& processing, bool levels) {
   const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
-  json.Member("BinCount", processing.BinCount());
-  json.Member("ResourceType", number(processing.ResourceType()));
+  json.Members("BinCount", processing.BinCount(), "ResourceType",
+               number(processing.ResourceType()));
   LevelsMember(json, "BinType", levels, [&](std::int32_t l) { return processing.BinType(l); });
   LevelsMember(json, "BinTypeID", levels, [&](std::int32_t l) { return processing.BinTypeID(l); });
   LevelsMember(json, "BinTimePeriod", levels,
                [&](std::int32_t l) { return processing.BinTimePeriod(l); });
   LevelsMember(json, "BinTimeInterval", levels,
                [&](std::int32_t l) { return processing.BinTimeInterval(l); });
-  json.Member("ProcessingType", number(processing.ProcessingType()));
-  json.Member("AccumulationType", number(processing.AccumulationType()));
-  json.Member("ShowEmptyBins", processing.ShowEmptyBins());
+  json.Members("ProcessingType", number(processing.ProcessingType()), "AccumulationType",
+               number(processing.AccumulationType()), "ShowEmptyBins", processing.ShowEmptyBins());
 }
 
 std::string ParetoJson(const ParetoDocument& document) {
   const ParetoRead& pareto = document.pareto;
   JsonWriter json;
   json.BeginObject();
-  json.Key("Processing");
   if (pareto.processing) {
-    json.BeginObject();
-    WriteParetoProcessing(json, *pareto.processing, pareto.levels_known);
-    json.EndObject();
+    json.Object("Processing",
+                [&] { WriteParetoProcessing(json, *pareto.processing, pareto.levels_known); });
   } else {
-    json.Null();
+    json.NullMember("Processing");
   }
-  json.Key("DataSelect");
-  if (pareto.select) {
-    json.BeginObject();
-    WriteDataSelect(json, *pareto.select);
-    json.EndObject();
-  } else {
-    json.Null();
-  }
-  json.Key("Bins");
-  json.BeginArray();
+  ObjectMember(json, "DataSelect", pareto.select.get(), WriteDataSelect);
   const Bases bases = BasesOf(pareto);
-  for (const auto& bin : pareto.bins) WriteBin(json, bin, bases);
-  json.EndArray();
+  const auto cumulative = CumulativePercents(pareto);
+  std::size_t place = 0;
+  json.Objects("Bins", pareto.bins,
+               [&](const ParetoBinRead& bin) { WriteBin(json, bin, bases, cumulative[place++]); });
   WriteNotes(json, document.notes);
   json.EndObject();
   return json.Text();

@@ -7,7 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "host/render/capability/CapabilityModel.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -145,22 +144,24 @@ std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const Pare
 }
 
 void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+  const auto cumulative = CumulativePercents(pareto);
   double sum = 0.0, values = 0.0;
   for (const auto& bin : pareto.bins) {
     ParetoBar bar;
     bar.name = LeafName(pareto, bin);
     bar.value = bin.value;
     bar.share = bin.percentage[pareto.levels - 1];
+    bar.cumulative = cumulative[view.bars.size()];
     bar.empty = (bin.flag & kBinEmpty) != 0;
     bar.open = (bin.flag & kBinOpen) != 0;
+    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
     if (std::isfinite(bar.share)) sum += bar.share;
     if (std::isfinite(bar.value)) values += bar.value;
-    bar.cumulative = std::min(sum, 100.0);
-    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
-    if (!view.eighty && !meaning.time_first && sum >= kEighty) view.eighty = view.bars.size();
+    if (!view.eighty && !meaning.time_first && bar.cumulative >= kEighty)
+      view.eighty = view.bars.size();
     view.bars.push_back(std::move(bar));
   }
-  view.other = !view.bars.empty() && sum > 0.0 && sum < 99.95 ? 100.0 - sum : 0.0;
+  view.other = sum > 0.0 && sum < 99.95 ? 100.0 - sum : 0.0;
   view.whole = meaning.adds_up && sum > 0.0 ? values / sum * 100.0 : kNaN;
 }
 

@@ -2,6 +2,7 @@
 #include "host/render/pareto/ParetoReading.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <string_view>
@@ -78,6 +79,17 @@ void ReadBins(PABins& bins, ParetoRead& read, const BinNames& names) {
 std::string NoName(std::size_t, std::int32_t) { return {}; }
 
 }  // namespace
+
+std::vector<double> CumulativePercents(const ParetoRead& pareto) {
+  std::vector<double> percents;
+  double sum = 0.0;
+  for (const auto& bin : pareto.bins) {
+    const double share = bin.percentage[pareto.levels - 1];
+    if (std::isfinite(share)) sum += share;
+    percents.push_back(std::min(sum, 100.0));
+  }
+  return percents;
+}
 
 ParetoRead ReadPareto(const PAResults& results, const BinNames& names) {
   ParetoRead read;

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartJson.h"
 #include "host/render/core/Words.h"
+#include "host/render/data/DataJson.h"
 #include "pareto/PAResults.h"
 
 // Everything that a Pareto result can give, read once into plain values.
@@ -38,6 +38,9 @@ struct ParetoRead {
   std::size_t levels = 1;  // in use, 1 to 3
   std::vector<ParetoBinRead> bins;
 };
+
+// For each bin the percentages of everything up to it, at the deepest level in use; at most 100.
+std::vector<double> CumulativePercents(const ParetoRead& pareto);
 
 // The name of an identifier at a level, beginning with 0; empty when none is known, and the bin's
 // own name must do.

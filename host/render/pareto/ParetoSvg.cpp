@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoSvg.h"
+#include "host/render/pareto/ParetoView.h"
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 #include <utility>
 
-#include "host/render/chart/ChartLayout.h"
-#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
-#include "host/render/core/Symbols.h"
 
 namespace orvspc::render {
 
@@ -27,36 +25,12 @@ constexpr std::size_t kMostLines = 3;  // of a name below its bar
 // apart.
 constexpr double kTiedShare = 12.0;
 
-// Colours differ in lightness too, so that the picture reads the same in black and white.
-constexpr const char* kStyle =
-    ".few{fill:#4a7aa8;stroke:#274b6d;stroke-width:.7}"
-    ".bar{fill:#a9c4dc;stroke:#5b84a8;stroke-width:.7}"
-    ".open{stroke:#222;stroke-width:1.6;stroke-dasharray:3 2}"
-    ".grp{fill:#e9eff5;stroke:#9fb4c8;stroke-width:.8}"
-    ".cum{fill:none;stroke:#8a3f00;stroke-width:1.7;stroke-linejoin:round}"
-    ".dot{fill:#fff;stroke:#8a3f00;stroke-width:1.5}.cl1{fill:#8a3f00}"
-    ".e80{stroke:#8a3f00;stroke-width:1;stroke-dasharray:6 3}"
-    ".brace{fill:none;stroke:#888;stroke-width:.8}.in1{fill:#fff}.b1{font-weight:bold}.e1{fill:#"
-    "999}";
-
 // Broken at blanks into lines of so many characters; empty when they do not suffice.
 std::vector<std::string> Lines(const std::string& text, std::size_t width, std::size_t most) {
-  std::vector<std::string> lines;
-  std::string line, word;
-  for (std::size_t i = 0; i <= text.size(); ++i) {
-    if (i < text.size() && text[i] != ' ') {
-      word += text[i];
-      continue;
-    }
+  std::istringstream words(text);
+  for (std::string word; words >> word;)
     if (Width(word) > width) return {};
-    if (!line.empty() && Width(line) + 1 + Width(word) > width) {
-      lines.push_back(std::exchange(line, word));
-    } else {
-      line += (line.empty() ? "" : " ") + word;
-    }
-    word.clear();
-  }
-  if (!line.empty()) lines.push_back(line);
+  const auto lines = text.empty() ? std::vector<std::string>() : Wrapped(text, width);
   return lines.size() <= most ? lines : std::vector<std::string>{};
 }
 
@@ -64,49 +38,39 @@ class Picture {
  public:
   Picture(const ParetoView& view, bool embedded)
       : view_(view),
-        embedded_(embedded),
+        scene_(view, embedded, "pareto"),
         header_(embedded ? 2.0 : 48.0),
         top_(header_ + 36.0),
-        bottom_(top_ + kHeight),
-        sheet_(view.title, Place(), embedded, kStyle) {}
+        bottom_(top_ + kHeight) {}
 
-  std::string Write() {
-    if (!embedded_) {
-      sheet_.Text(14, 22, "h", "start", FittingText(view_.title, 640));
-      sheet_.Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
-    }
+  Scene Draw() {
     if (view_.Empty()) {
-      sheet_.Text(14, header_ + 24, "t", "start", "No data selected");
-      Notes(header_ + 46);
-      return sheet_.Finished();
+      scene_.NoData(header_ + 24);
+      scene_.height = scene_.Notes(header_ + 46) - 6.0;
+      return std::move(scene_);
     }
+    Place();
     Axes();
     Groups();
     Bars();
     Cumulative();
-    sheet_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
+    scene_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
     Names();
-    Notes(bottom_ + names_height_ + 26.0);
-    return sheet_.Finished();
+    scene_.height = scene_.Notes(bottom_ + names_height_ + 26.0) - 8.0;
+    return std::move(scene_);
   }
 
  private:
-  // A page that shows the picture has the notes itself.
-  double NotesHeight() const { return embedded_ ? 0.0 : SvgSheet::HeightOfNotes(view_.notes); }
-
-  // Settles where everything stands; the height of the picture.
-  double Place() {
-    const double notes = NotesHeight();
-    if (view_.Empty()) return header_ + 40.0 + notes;
+  // Settles where everything stands.
+  void Place() {
     const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
     const auto bars = static_cast<double>(view_.bars.size());
     unit_ = std::min((kRight - kLeft) / (bars + kGroupGap * (groups - 1.0) + 0.3), 150.0);
     values_ = std::all_of(view_.bars.begin(), view_.bars.end(), [&](const ParetoBar& bar) {
-      return kCharacter * static_cast<double>(Width(ParetoValue(bar.value))) <= unit_;
+      return WidthOf(ParetoValue(bar.value)) <= unit_;
     });
     PlaceValues();
     PlaceNames();
-    return bottom_ + names_height_ + 18.0 + notes;
   }
 
   // Where the values add up, both axes are one: 100 percent is the whole.
@@ -132,8 +96,7 @@ class Picture {
 
   double TurnedHeight() const {
     double widest = 0.0;
-    for (const auto& bar : view_.bars)
-      widest = std::max(widest, kCharacter * static_cast<double>(Width(bar.name)));
+    for (const auto& bar : view_.bars) widest = std::max(widest, WidthOf(bar.name));
     return std::min(widest * 0.82 + 8.0, kTurned);
   }
 
@@ -152,28 +115,28 @@ class Picture {
   void Axes() {
     const Ticks ticks = RoundTicks(0.0, most_, 6);
     for (const double value : ticks.values) {
-      sheet_.Line(kLeft, Y(value), kRight, Y(value), "grid");
-      sheet_.Text(kLeft - 6, Y(value) + 4, "s", "end", Fixed(value, ticks.decimals));
+      scene_.Line(kLeft, Y(value), kRight, Y(value), "grid");
+      scene_.Text(kLeft - 6, Y(value) + 4, "s", Anchor::End, Fixed(value, ticks.decimals));
     }
-    sheet_.Text(kLeft - 60, top_ - 10, "s", "start", FittingText(view_.axis, 420));
+    scene_.Text(kLeft - 60, top_ - 10, "s", Anchor::Start, FittingText(view_.axis, 420));
     for (int share = 0; share <= 100; share += 20) {
-      sheet_.Line(kRight, YOfShare(share), kRight + 4, YOfShare(share), "tick");
-      sheet_.Text(kRight + 8, YOfShare(share) + 4, share == 80 && view_.eighty ? "b1 cl1" : "cl1",
-                  "start", std::to_string(share) + " %");
+      scene_.Line(kRight, YOfShare(share), kRight + 4, YOfShare(share), "tick");
+      scene_.Text(kRight + 8, YOfShare(share) + 4, share == 80 && view_.eighty ? "b1 cl1" : "cl1",
+                  Anchor::Start, std::to_string(share) + " %");
     }
-    sheet_.Text(kRight + 56, top_ - 10, "cl1", "end", "cumulative share");
+    scene_.Text(kRight + 56, top_ - 10, "cl1", Anchor::End, "cumulative share");
   }
 
   void Groups() {
     for (const auto& group : view_.groups) {
       if (!(group.value > 0.0)) continue;
       const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
-      sheet_.Rectangle(
+      scene_.Rectangle(
           left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
           group.name + ": " + ParetoValue(group.value) + ", " + Fixed(group.share, 1) + " %");
       const std::string text = ParetoValue(group.value);
-      if (group.last > group.first && kCharacter * static_cast<double>(Width(text)) < right - left)
-        sheet_.Text((left + right) / 2, AboveGroup(group), "b1", "middle", text);
+      if (group.last > group.first && WidthOf(text) < right - left)
+        scene_.Text((left + right) / 2, AboveGroup(group), "b1", Anchor::Middle, text);
     }
   }
 
@@ -201,11 +164,11 @@ class Picture {
       std::string style = view_.eighty && i <= *view_.eighty ? "few" : "bar";
       if (bar.open) style += " open";
       const double y = TopOf(bar);
-      sheet_.Rectangle(X(i) - width / 2, y, width, bottom_ - y, style.c_str(), bar.tip);
+      scene_.Rectangle(X(i) - width / 2, y, width, bottom_ - y, style, bar.tip);
       if (!values_) continue;
       const bool dark = style.starts_with("few");
-      sheet_.Text(X(i), Inside(y) ? y + 13.0 : y - 4.0, Inside(y) && dark ? "in1" : "", "middle",
-                  ParetoValue(bar.value));
+      scene_.Text(X(i), Inside(y) ? y + 13.0 : y - 4.0, Inside(y) && dark ? "in1" : "",
+                  Anchor::Middle, ParetoValue(bar.value));
     }
   }
 
@@ -213,17 +176,15 @@ class Picture {
     std::vector<std::pair<double, double>> line;
     for (std::size_t i = 0; i < view_.bars.size(); ++i)
       line.emplace_back(X(i), YOfShare(view_.bars[i].cumulative));
-    if (view_.eighty) sheet_.Line(kLeft, YOfShare(80.0), kRight, YOfShare(80.0), "e80");
-    sheet_.Path(line, "cum");
+    if (view_.eighty) scene_.Line(kLeft, YOfShare(80.0), kRight, YOfShare(80.0), "e80");
+    scene_.Path(line, "cum");
     for (std::size_t i = 0; i < line.size(); ++i) {
       const auto [x, y] = line[i];
       if (unit_ >= 7.0)
-        sheet_.Add("<circle class=\"dot\" cx=\"" + Coordinate(x) + "\" cy=\"" + Coordinate(y) +
-                   "\" r=\"" + (unit_ >= 20.0 ? "3" : "2") + "\"><title>" +
-                   EscapeMarkup(view_.bars[i].tip) + "</title></circle>\n");
+        scene_.Add(CircleShape{x, y, unit_ >= 20.0 ? 3.0 : 2.0, "dot", view_.bars[i].tip});
       // The first point stands on its own bar, whose figure says the same.
       if (unit_ >= 36.0 && (i != 0 || !tied_))
-        sheet_.Text(x + 4.0, y - 7.0, "cl1", "end", Fixed(view_.bars[i].cumulative, 1));
+        scene_.Text(x + 4.0, y - 7.0, "cl1", Anchor::End, Fixed(view_.bars[i].cumulative, 1));
     }
   }
 
@@ -237,7 +198,7 @@ class Picture {
       if (!turned_) {
         double y = bottom_ + 15.0;
         for (const auto& line : Lines(bar.name, room, kMostLines)) {
-          sheet_.Text(X(i), y, style, "middle", line);
+          scene_.Text(X(i), y, style, Anchor::Middle, line);
           y += kLineHeight;
         }
       } else if (i % every == 0) {
@@ -250,43 +211,37 @@ class Picture {
   // From the lower left up to the place; what would leave the picture is cut.
   void Turned(double x, double y, const char* style, const std::string& text) {
     const double room = std::min((x - 4.0) / 0.574, kTurned / 0.82);
-    sheet_.Add("<text class=\"" + std::string(style) +
-               "\" text-anchor=\"end\" transform=\"translate(" + Coordinate(x) + " " +
-               Coordinate(y) + ") rotate(-55)\">" + EscapeMarkup(FittingText(text, room)) +
-               "</text>\n");
+    scene_.Text(x, y, style, Anchor::End, FittingText(text, room), Turn::Slanted);
   }
 
   void GroupName(const ParetoGroup& group) {
     const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
     const double y = bottom_ + 14.0 + bar_names_;
-    sheet_.Path({{left + 1, y - 4}, {left + 1, y}, {right - 1, y}, {right - 1, y - 4}}, "brace");
+    scene_.Path({{left + 1, y - 4}, {left + 1, y}, {right - 1, y}, {right - 1, y - 4}}, "brace");
     const double width = right - left + unit_ * kGroupGap - 2.0;
     auto lines = Lines(group.name, static_cast<std::size_t>(width / kCharacter), 2);
     if (lines.empty()) lines = {FittingText(group.name, width)};
     double at = y + 14.0;
     for (const auto& line : lines) {
-      sheet_.Text((left + right) / 2, at, "b1", "middle", line);
+      scene_.Text((left + right) / 2, at, "b1", Anchor::Middle, line);
       at += kLineHeight;
     }
   }
 
-  void Notes(double y) {
-    if (!embedded_) sheet_.Notes(view_.notes, y);
-  }
-
   const ParetoView& view_;
-  bool embedded_;
+  Scene scene_;
   double header_, top_, bottom_;
   double unit_ = 1.0, most_ = 1.0, most_share_ = 105.0;
   bool tied_ = false, turned_ = false, values_ = true;
   double bar_names_ = 0.0, names_height_ = 0.0;
-  SvgSheet sheet_;  // last: its height follows from the others
 };
 
 }  // namespace
 
+Scene ParetoScene(const ParetoView& view, bool embedded) { return Picture(view, embedded).Draw(); }
+
 std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
-  return Picture(view, embedded).Write();
+  return WriteSvg(ParetoScene(view, embedded));
 }
 
 }  // namespace orvspc::render

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/render/core/Report.h"
+#include "host/render/core/Scene.h"
+#include "host/render/core/Text.h"
 
 // A Pareto as the renderers see it: plain values and finished texts. Texts are as PlainText leaves
 // them.
@@ -48,5 +49,15 @@ struct ParetoView : View {
 
 // "124", "0.0351"
 std::string ParetoValue(double value);
+
+// Bars, the cumulative line and the 80 percent mark; with further levels the bars stand in front of
+// a wide one for the bin of the first level. embedded: for use inside a page, without title lines
+// and notes.
+Scene ParetoScene(const ParetoView& view, bool embedded = false);
+std::string RenderParetoSvg(const ParetoView& view, bool embedded = false);
+std::string RenderParetoHtml(const ParetoView& view);
+// Bars drawn with characters, beside each its value, its share and the shares up to it. Bins of
+// further levels stand indented below the bin of the first one.
+std::string RenderParetoText(const ParetoView& view, const TextOptions& options = {});
 
 }  // namespace orvspc::render

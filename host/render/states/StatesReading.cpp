@@ -146,24 +146,13 @@ std::int64_t StartOf(const StatesDocument& document) {
 std::string StatesJson(const StatesDocument& document, const Names& names) {
   JsonWriter json;
   json.BeginObject();
-  json.Key("DataSelect");
-  json.BeginObject();
-  WriteDataSelect(json, *document.select);
-  json.EndObject();
+  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
   if (document.has_log) {
-    json.Key("StateLog");
-    json.BeginArray();
-    for (const auto& row : document.log) {
-      json.BeginObject(true);
-      json.Member("Prcs", row.prcs);
-      json.Member("PrcsName", names(NameKind::Process, row.prcs));
-      json.Member("Time", IsoTime(row.time));
-      json.Member("StateID", row.state);
-      json.Member("StateName", row.name);
-      json.Member("StateType", row.type);
-      json.EndObject();
-    }
-    json.EndArray();
+    json.Objects("StateLog", document.log, [&](const StateRow& row) {
+      WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
+      json.Members("Time", IsoTime(row.time), "StateID", row.state, "StateName", row.name,
+                   "StateType", row.type);
+    });
   } else {
     json.NullMember("StateLog");
   }

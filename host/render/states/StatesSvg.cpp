@@ -4,12 +4,9 @@
 #include <cmath>
 #include <map>
 
-#include "host/render/chart/ChartLayout.h"
-#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Svg.h"
-#include "host/render/core/Symbols.h"
 #include "host/render/core/TimeTicks.h"
 #include "host/render/events/Events.h"
 #include "host/render/states/StatesView.h"
@@ -34,27 +31,11 @@ constexpr TypeLook kLooks[] = {
 };
 constexpr TypeLook kOther = {-1, "s0", 0.45};
 
-constexpr const char* kStyles =
-    ".s0{fill:#d9d9d9}.s1{fill:#9fd3c3}.s2{fill:#2a9d78}.s3{fill:#f0c75e}.s4{fill:#777}"
-    ".s5{fill:#9ecae8}.s6{fill:url(#plan)}.s7{fill:url(#stop)}"
-    ".s1,.s2,.s3,.s5,.s6,.s7{stroke:#fff;stroke-width:.6}.n{stroke:none}.w{fill:#fff}.sg{stroke:#"
-    "444;stroke-width:"
-    "1}"
-    ".lane{fill:#f7f7f7}";
-constexpr const char* kPatterns =
-    "<defs><pattern id=\"plan\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\" "
-    "patternTransform=\"rotate(45)\"><rect width=\"6\" height=\"6\" fill=\"#d8c3e6\"/>"
-    "<path d=\"M0 0V6\" stroke=\"#7b4fa0\" stroke-width=\"2\"/></pattern>"
-    "<pattern id=\"stop\" width=\"5\" height=\"5\" patternUnits=\"userSpaceOnUse\" "
-    "patternTransform=\"rotate(-45)\"><rect width=\"5\" height=\"5\" fill=\"#e88a7d\"/>"
-    "<path d=\"M0 0V5\" stroke=\"#a51c1c\" stroke-width=\"2.6\"/></pattern></defs>\n";
-
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;       // height of a lane's bar
 constexpr double kLevel = 11.0;     // of a row of event symbols
 constexpr double kOutlined = 2.0;   // least width of a bar with an outline
 constexpr std::size_t kLevels = 3;  // rows of symbols at most
-constexpr std::size_t kMostStays = 1000;
 
 const TypeLook& LookOf(std::int32_t type) {
   for (const auto& look : kLooks)
@@ -70,29 +51,12 @@ std::string Duration(std::int64_t seconds) {
 
 class Picture {
  public:
-  explicit Picture(const StatesView& view) : view_(view) {}
+  Picture(const StatesView& view, bool embedded) : view_(view), scene_(view, embedded, "states") {}
 
-  std::string Write(bool embedded) {
-    // Drawn once to see how tall it becomes.
-    SvgSheet measured(view_.title, 0.0, embedded);
-    const double height = Draw(measured, embedded);
-    SvgSheet sheet(view_.title, height, embedded, kStyles);
-    sheet.Add(kPatterns);
-    Draw(sheet, embedded);
-    return sheet.Finished();
-  }
-
- private:
-  // Returns the height.
-  double Draw(SvgSheet& sheet, bool embedded) {
-    sheet_ = &sheet;
-    double y = embedded ? 8.0 : 52.0;
-    if (!embedded) {
-      sheet_->Text(14, 22, "h", "start", FittingText(view_.title, 640));
-      sheet_->Text(14, 38, "s", "start", FittingText(view_.subtitle, 960));
-    }
+  Scene Draw() {
+    double y = scene_.embedded ? 8.0 : 52.0;
     if (view_.Empty()) {
-      sheet_->Text(14, y + 16, "t", "start", "No data selected");
+      scene_.NoData(y + 16);
       y += 40.0;
     } else {
       const double top = y;
@@ -100,9 +64,11 @@ class Picture {
       Axis(top, y);
       y = Legend(y + (view_.end - view_.start < 120 ? 60.0 : 44.0));
     }
-    return (embedded ? y : sheet_->Notes(view_.notes, y)) + 4.0;
+    scene_.height = scene_.Notes(y) + 4.0;
+    return std::move(scene_);
   }
 
+ private:
   double X(std::int64_t stamp) const {
     return kLeft + (kRight - kLeft) * static_cast<double>(stamp - view_.start) /
                        static_cast<double>(view_.end - view_.start);
@@ -128,19 +94,20 @@ class Picture {
     std::size_t rows = 0;
     for (const std::size_t level : levels) rows = std::max(rows, level + 1);
     const double bar = y + 6.0 + kLevel * static_cast<double>(rows);
-    if (lane.is_process) sheet_->Rectangle(kLeft, bar, kRight - kLeft, kBar, "lane");
-    sheet_->Text(kLeft - 8, bar + kBar / 2 + 4, "t", "end",
-                 FittingText(lane.process, (kLeft - 22.0) * 0.85));
+    if (lane.is_process) scene_.Rectangle(kLeft, bar, kRight - kLeft, kBar, "lane");
+    scene_.Text(kLeft - 8, bar + kBar / 2 + 4, "t", Anchor::End,
+                FittingText(lane.process, (kLeft - 22.0) * 0.85));
     for (const auto& stay : lane.stays) DrawStay(lane, stay, bar);
     for (const std::int64_t stamp : lane.subgroups)
       if (stamp >= view_.start && stamp <= view_.end)
-        sheet_->Line(X(stamp), bar + kBar + 2, X(stamp), bar + kBar + 7, "sg");
+        scene_.Line(X(stamp), bar + kBar + 2, X(stamp), bar + kBar + 7, "sg");
     for (std::size_t i = 0; i < lane.events.size(); ++i) {
       const auto& event = lane.events[i];
       if (event.time < view_.start || event.time > view_.end) continue;
-      sheet_->Add(Symbol({event.open ? "pu" : "p", event.type - 1, true, 3.6}, X(event.time),
-                         bar - 6.0 - kLevel * static_cast<double>(levels[i]),
-                         IsoTime(event.time) + "  " + event.text));
+      scene_.Add(SymbolShape{{event.open ? "pu" : "p", event.type - 1, true, 3.6},
+                             X(event.time),
+                             bar - 6.0 - kLevel * static_cast<double>(levels[i]),
+                             IsoTime(event.time) + "  " + event.text});
     }
     return bar + kBar + 12.0;
   }
@@ -150,29 +117,29 @@ class Picture {
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
     // The outline of a narrow bar would cover it.
     const std::string style = std::string(look.style) + (width < kOutlined ? " n" : "");
-    sheet_->Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, style.c_str(),
-                      lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
-                          IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
-                          Duration(stay.end - stay.start));
+    scene_.Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, style,
+                     lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
+                         IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
+                         Duration(stay.end - stay.start));
     const bool dark = stay.type == pst_Run;
     const bool plain = dark || stay.type == pst_Start || stay.type == pst_Pause;
-    if (plain && kCharacter * static_cast<double>(Width(stay.state)) + 8.0 < width)
-      sheet_->Text(x + width / 2, bar + kBar - height / 2 + 4, dark ? "w" : "", "middle",
-                   stay.state);
+    if (plain && WidthOf(stay.state) + 8.0 < width)
+      scene_.Text(x + width / 2, bar + kBar - height / 2 + 4, dark ? "w" : "", Anchor::Middle,
+                  stay.state);
   }
 
   void Axis(double top, double bottom) {
     const TimeTicks times = RoundTimes(view_.start, view_.end, 10);
-    for (const std::int64_t day : times.days) sheet_->Line(X(day), top, X(day), bottom, "b");
-    sheet_->Line(kLeft, bottom, kRight, bottom, "tick");
+    for (const std::int64_t day : times.days) scene_.Line(X(day), top, X(day), bottom, "b");
+    scene_.Line(kLeft, bottom, kRight, bottom, "tick");
     for (const auto& [stamp, text] : times.ticks) {
-      sheet_->Line(X(stamp), bottom, X(stamp), bottom + 4, "tick");
-      sheet_->Text(X(stamp), bottom + 17, "s", "middle", text);
+      scene_.Line(X(stamp), bottom, X(stamp), bottom + 4, "tick");
+      scene_.Text(X(stamp), bottom + 17, "s", Anchor::Middle, text);
     }
-    sheet_->Text(14, bottom + 17, "s", "start", "time (UTC)");
+    scene_.Text(14, bottom + 17, "s", Anchor::Start, "time (UTC)");
     if (times.ticks.size() < 2)
-      sheet_->Text(kLeft, bottom + 32, "s", "start",
-                   IsoTime(view_.start) + " to " + IsoTime(view_.end));
+      scene_.Text(kLeft, bottom + 32, "s", Anchor::Start,
+                  IsoTime(view_.start) + " to " + IsoTime(view_.end));
   }
 
   // A row of samples with their words; returns the y below.
@@ -188,20 +155,20 @@ class Picture {
     }
     double x = 14.0;
     const auto entry = [&](const std::string& text, auto&& sample) {
-      const double width = 24.0 + kCharacter * static_cast<double>(Width(text)) + 14.0;
+      const double width = 24.0 + WidthOf(text) + 14.0;
       if (x + width > 990.0) {
         x = 14.0;
         y += 18.0;
       }
       sample(x, y);
-      sheet_->Text(x + 22, y, "s", "start", text);
+      scene_.Text(x + 22, y, "s", Anchor::Start, text);
       x += width;
     };
     for (const auto& [type, sum] : hours) {
       const TypeLook& look = LookOf(type);
       entry(StateTypeWord(type) + " " + Fixed(sum, 1) + " h", [&](double at, double line) {
         const double height = 12.0 * look.height;
-        sheet_->Rectangle(at, line + 1.0 - height, 16, height, look.style);
+        scene_.Rectangle(at, line + 1.0 - height, 16, height, look.style);
       });
     }
     x = 14.0;
@@ -210,77 +177,27 @@ class Picture {
       entry(EventTypeWord(key.first) + (key.second ? ", open" : "") + " (" + std::to_string(count) +
                 ")",
             [&, each = key](double at, double line) {
-              sheet_->Add(
-                  Symbol({each.second ? "pu" : "p", each.first - 1, true, 3.6}, at + 8, line - 4));
+              scene_.Add(SymbolShape{
+                  {each.second ? "pu" : "p", each.first - 1, true, 3.6}, at + 8, line - 4, {}});
             });
     if (subgroups)
-      entry("a subgroup", [&](double at, double line) {
-        sheet_->Line(at + 8, line - 7, at + 8, line - 2, "sg");
-      });
-    entry("not known", [&](double at, double line) {
-      sheet_->Rectangle(at, line - 11.0, 16, 12, "lane frame");
-    });
+      entry("a subgroup",
+            [&](double at, double line) { scene_.Line(at + 8, line - 7, at + 8, line - 2, "sg"); });
+    entry("not known",
+          [&](double at, double line) { scene_.Rectangle(at, line - 11.0, 16, 12, "lane frame"); });
     return y + 16.0;
   }
 
   const StatesView& view_;
-  SvgSheet* sheet_ = nullptr;
+  Scene scene_;
 };
-
-void Totals(Page& page, const StatesView& view) {
-  const Table totals = TotalsTable(view);
-  if (totals.rows.empty()) return;
-  page.Heading("Time in each state");
-  page.Table(totals.headings, totals.rows);
-}
-
-void Stays(Page& page, const StatesView& view) {
-  std::vector<std::vector<std::string>> rows;
-  std::size_t more = 0;
-  for (const auto& lane : view.lanes)
-    for (const auto& stay : lane.stays) {
-      if (rows.size() == kMostStays) {
-        ++more;
-        continue;
-      }
-      rows.push_back({lane.process, IsoTime(stay.start), IsoTime(stay.end),
-                      Fixed(static_cast<double>(stay.end - stay.start) / 60.0, 1), stay.state,
-                      StateTypeWord(stay.type)});
-    }
-  if (rows.empty()) return;
-  page.Heading("Stays");
-  page.Table({"process", "@from (UTC)", "@to (UTC)", "#minutes", "state", "type"}, rows);
-  if (more != 0) page.Paragraph("sub", "and " + std::to_string(more) + " more");
-}
-
-void Events(Page& page, const StatesView& view) {
-  std::vector<std::vector<std::string>> rows;
-  for (const auto& lane : view.lanes)
-    for (const auto& event : lane.events) {
-      rows.push_back({IsoTime(event.time), lane.process, event.text});
-    }
-  if (rows.empty()) return;
-  std::stable_sort(rows.begin(), rows.end(),
-                   [](const auto& a, const auto& b) { return a[0] < b[0]; });
-  page.Heading("Events");
-  page.Table({"@time (UTC)", "process", "event"}, rows);
-}
 
 }  // namespace
 
-std::string RenderStatesSvg(const StatesView& view, bool embedded) {
-  return Picture(view).Write(embedded);
-}
+Scene StatesScene(const StatesView& view, bool embedded) { return Picture(view, embedded).Draw(); }
 
-std::string RenderStatesHtml(const StatesView& view) {
-  Page page(view.title);
-  page.Paragraph("sub", view.subtitle);
-  page.Add(RenderStatesSvg(view, true));
-  for (const auto& note : view.notes) page.Paragraph("note", note.Sentence());
-  Totals(page, view);
-  Events(page, view);
-  Stays(page, view);
-  return page.Text();
+std::string RenderStatesSvg(const StatesView& view, bool embedded) {
+  return WriteSvg(StatesScene(view, embedded));
 }
 
 }  // namespace orvspc::render

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/chart/ChartView.h"
+#include "host/render/core/Scene.h"
 #include "host/render/core/Text.h"
 
 // The states of processes along time, with events and subgroups, as a plain model that pictures are
@@ -58,6 +58,7 @@ std::vector<StateTotal> StateTotals(const StatesView& view);
 Table TotalsTable(const StatesView& view);
 
 // embedded: for use inside a page, without title line and notes.
+Scene StatesScene(const StatesView& view, bool embedded = false);
 std::string RenderStatesSvg(const StatesView& view, bool embedded = false);
 // The picture, the totals, each stay, the events.
 std::string RenderStatesHtml(const StatesView& view);

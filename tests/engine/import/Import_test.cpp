@@ -469,6 +469,22 @@ TEST_F(DistanceTest, WhatAFileMaySayDoesNotDependOnHowFarItsLinesLieApart) {
       {"size later and too small", "count,size", {"6,", "3,5"}, "more defectives (9)"},
       {"type later", "count,size,test-type", {"6,5,", "0,5,defectives"}, "more defectives (6)"},
       {"defects after all", "count,size,defect", {"6,5,", "3,5,X"}, nullptr},
+      {"fraction of defects", "count,size,test-type", {"6,2.5,defects", "3,2.5,"}, nullptr},
+      {"fraction of defects, later", "count,size,defect", {"6,2.5,", "3,,X"}, nullptr},
+      {"fractions differ",
+       "count,size,test-type",
+       {"1,2.5,defects", "1,2.25,"},
+       "column \"size\", value \"2.25\""},
+      {"fraction of defectives",
+       "count,size",
+       {"1,2.5", "0,2.5"},
+       "as only that of a test of defects"},
+      {"type of a fraction later",
+       "count,size,test-type",
+       {"0,2.5,", "1,,defectives"},
+       "as only that of a test of defects"},
+      {"fraction of pieces", "value,size", {"5,1.5", "6,1.5"}, "is no whole number"},
+      {"size below 0", "count,size,test-type", {"1,-0.5,defects", "1,,"}, "value \"-0.5\""},
   };
   for (const auto& row : rows) {
     const auto header = std::string("part,process,test,subgroup,time,") + row.columns;

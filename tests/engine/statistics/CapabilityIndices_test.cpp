@@ -112,6 +112,20 @@ TEST(ConfidenceIntervals, TwelveValues) {
   expect(IntervalOfK(pp.k, 12, 0.95), 0.864608, 2.199329);
 }
 
+// k -+ z sqrt(1/(9 n) + k^2/(2(n - 1))) with z 1.959963985 and 1.644853627, worked apart.
+TEST(ConfidenceIntervals, AnIndexAtOrBelowZeroHasItsBoundsTheRightWayRound) {
+  const auto expect = [](ConfidenceInterval got, double lower, double upper) {
+    EXPECT_NEAR(got.lower, lower, 1e-9);
+    EXPECT_NEAR(got.upper, upper, 1e-9);
+  };
+  expect(IntervalOfK(-0.5, 20, 0.95), -0.715903203524, -0.284096796476);
+  expect(IntervalOfK(0.0, 20, 0.95), -0.146087090096, 0.146087090096);
+  expect(OneSidedBounds(-1.2, 50, 0.95), -1.413932800221, -0.986067199779);
+  // One more published interval, which the mirror image of its index has mirrored.
+  expect(IntervalOfK(1.33, 20, 0.95), 0.882606050559, 1.777393949441);
+  expect(IntervalOfK(-1.33, 20, 0.95), -1.777393949441, -0.882606050559);
+}
+
 // Montgomery's piston rings, the first 25 samples of 5: 125 values, lsl 73.95, usl 74.05.
 TEST(ConfidenceIntervals, PistonRings) {
   const auto expect = [](ConfidenceInterval got, double lower, double upper) {

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/render/core/Layout.h"
+#include "host/render/core/Report.h"
+
+// A picture as a list of shapes in the order in which they are drawn: what a family says of a
+// result, before it becomes markup. 1000 units wide, y grows downwards. A style names classes of
+// assets/picture.css and of the family's own style sheet; a tip is shown when one points at the
+// shape. It reads the same in black and white: what differs in colour differs in shape or dashes
+// too.
+namespace orvspc::render {
+
+enum class Anchor { Start, Middle, End };
+enum class Turn {
+  None,
+  Up,      // reads upwards
+  Slanted  // rises to the place from the lower left
+};
+
+struct TextShape {
+  double x = 0.0, y = 0.0;  // of the base line
+  std::string style;
+  Anchor anchor = Anchor::Start;
+  std::string text;
+  Turn turn = Turn::None;
+};
+// A bold title with what is to be said about it behind it.
+struct CaptionShape {
+  double x = 0.0, y = 0.0;
+  std::string title, caption;
+};
+struct PathShape {
+  std::string style;
+  Polyline line;
+};
+struct RectangleShape {
+  double x = 0.0, y = 0.0, width = 0.0, height = 0.0;
+  std::string style, tip;
+};
+struct CircleShape {
+  double x = 0.0, y = 0.0, radius = 0.0;
+  std::string style, tip;
+};
+// A point's symbol. Streams differ in shape: eight of them, then again in other colours.
+//   p   a point          pu  one that nothing uses
+//   m   the diamond of a broken rule; several streams: with the stream's shape inside
+//   o   the square of a broken specification
+struct SymbolLook {
+  std::string style = "p";
+  std::int32_t stream = 0;
+  bool several_streams = false;
+  double size = 3.2;
+};
+struct SymbolShape {
+  SymbolLook look;
+  double x = 0.0, y = 0.0;
+  std::string tip;
+};
+using Shape =
+    std::variant<TextShape, CaptionShape, PathShape, RectangleShape, CircleShape, SymbolShape>;
+
+class Scene {
+ public:
+  // Begins with title and subtitle. embedded: for use inside a page, which has these and the notes
+  // itself. family: of the style sheet and the definitions in assets/.
+  Scene(const View& view, bool embedded, const std::string& family = {});
+
+  void Text(double x, double y, const std::string& style, Anchor anchor, const std::string& text,
+            Turn turn = Turn::None);
+  void Line(double x1, double y1, double x2, double y2, const std::string& style);
+  // Nothing for less than two points.
+  void Path(const Polyline& line, const std::string& style);
+  void Rectangle(double x, double y, double width, double height, const std::string& style,
+                 const std::string& tip = {});
+  // Drops a shape whose place is no finite number: a stored result can hold such figures.
+  void Add(Shape shape);
+
+  // "No data selected"
+  void NoData(double y);
+  // One line each from the base line y on, the first six; returns the base line behind them. None
+  // inside a page.
+  double Notes(double y);
+
+  std::string title, family;
+  bool embedded = false;
+  double height = 0.0;
+  std::vector<Shape> shapes;
+
+ private:
+  std::vector<std::string> notes_;
+};
+
+// The lines that a picture has for notes: the first six, and how many more there are.
+std::vector<std::string> NoteLines(const std::vector<Note>& notes);
+
+// Classes of a stream's line and symbols: colours that colour-blind readers tell apart, and dashes.
+// style: "d", "dd" for lines, "p" for points.
+std::string StreamClass(const std::string& style, std::int32_t stream);
+
+}  // namespace orvspc::render

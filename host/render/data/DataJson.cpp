@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/data/DataJson.h"
+
+#include "host/render/core/Numbers.h"
+#include "platform/TimeStamp.h"
+
+namespace orvspc::render {
+
+namespace {
+
+// Members of one subgroup, in an open object.
+void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names) {
+  json.Member("Sgrp", row.sgrp);
+  WriteItem(json, "Part", names, NameKind::Part, row.part);
+  WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
+  WriteItem(json, "Test", names, NameKind::Test, row.test);
+  json.Members("Wkst", row.wkst, "Job", row.job, "Lot", row.lot, "Shft", row.shft, "Ptrv", row.ptrv,
+               "Empl", row.empl, "Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag,
+               "GroupIndex", row.group_index, "GroupID", row.group_id);
+  json.Objects(
+      "Tests", row.tests,
+      [&](const TestRow& test) {
+        json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
+                     test.gage, "Val", test.value);
+      },
+      false);
+}
+
+// Descriptors and comments of one subgroup.
+void WriteRemarks(JsonWriter& json, const SubgroupRow& row) {
+  json.Objects(
+      "Descriptors", row.descriptors,
+      [&](const DescriptorRow& descriptor) {
+        json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno",
+                     descriptor.tsno);
+      },
+      false);
+  json.Objects(
+      "Comments", row.comments,
+      [&](const CommentRow& comment) {
+        json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
+                     comment.tsno);
+        WriteDate(json, "Edtm", comment.edited);
+      },
+      false);
+}
+
+}  // namespace
+
+void WriteDate(JsonWriter& json, const char* key, double date) {
+  // Date 0 is "not given" and lies before the first stamp.
+  if (date == 0.0) return json.NullMember(key);
+  json.Member(key, IsoTime(platform::DateToTimeStamp(date)));
+}
+
+void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
+               std::int32_t id) {
+  json.Members(key, id, key + "Name", names(kind, id));
+}
+
+void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
+  const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
+  json.Members("IncludeEnabled", select.IncludeEnabled(), "IncludeIncomplete",
+               select.IncludeIncomplete(), "IncludeDisabled", select.IncludeDisabled(),
+               "MaximumItems", select.MaximumItems(), "Tsno", select.Tsno(), "DateRangeTimeType",
+               number(select.DateRangeTimeType()), "DateRangeInterval", select.DateRangeInterval(),
+               "DateRangePeriod", number(select.DateRangePeriod()));
+  WriteDate(json, "DateRangeStart", select.DateRangeStart());
+  WriteDate(json, "DateRangeEnd", select.DateRangeEnd());
+  json.Members("IncludeVariableTests", select.IncludeVariableTests(), "IncludeDefectTests",
+               select.IncludeDefectTests(), "IncludeDefectiveTests",
+               select.IncludeDefectiveTests());
+  json.Key("Descriptors");
+  json.BeginArray();
+  const auto descriptors = select.Descriptors();
+  for (std::int32_t i = 0; i < descriptors->Count(); ++i) {
+    const auto descriptor = descriptors->Item(i);
+    json.BeginObject(true);
+    json.Members("Type", number(descriptor->DescriptorType()), "Filter",
+                 number(descriptor->FilterType()), "Group", descriptor->GroupID());
+    json.Key("Items");
+    json.BeginArray(true);
+    for (std::int32_t item = 1; item <= descriptor->ItemCount(); ++item)
+      json.Value(descriptor->ItemID(item));
+    json.EndArray();
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
+  json.Objects("Subgroups", rows, [&](const SubgroupRow& row) { WriteSubgroup(json, row, names); });
+}
+
+std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
+                     const std::vector<Note>& notes) {
+  JsonWriter json;
+  json.BeginObject();
+  ObjectMember(json, "DataSelect", select, WriteDataSelect);
+  json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
+               "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
+  json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
+    WriteSubgroup(json, row, names);
+    WriteRemarks(json, row);
+  });
+  WriteNotes(json, notes);
+  json.EndObject();
+  return json.Text();
+}
+
+}  // namespace orvspc::render
