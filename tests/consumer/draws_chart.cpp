@@ -15,7 +15,7 @@
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
 #include "host/render/chart/ChartModel.h"
-#include "host/render/chart/ChartSvg.h"
+#include "host/render/chart/ChartView.h"
 #include "platform/ExternalFailure.h"
 
 namespace {
