@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/render/capability/CapabilityView.h"
+#include "host/render/chart/ChartJson.h"
 #include "host/render/chart/ChartView.h"
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/PlainText.h"

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "host/render/chart/ChartModel.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
