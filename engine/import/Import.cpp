@@ -61,11 +61,10 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
     const auto report = kKinds[static_cast<std::size_t>(kind)].import(context);
     transaction.Commit();
     store::NoteWrite();
-    // Best effort: with a reader in the way the log is emptied later.
     try {
       connection->EmptyLog();
     } catch (const sql::SqlError&) {
-      // What was imported is stored all the same.
+      // What is committed stays in the log, which is emptied later.
     }
     return report;
   } catch (...) {
