@@ -28,6 +28,7 @@ SQL = ["platform", "engine/time", "engine/sql"]
 STORE = SQL + ["engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
 CALCULATION = ["platform", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
 FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
+FAMILY_BASE = LIBRARY + ["host/render/core", "host/render/data"]
 
 # Folder of the tree: the include paths it may name besides its own. The longest match wins.
 FLOORS = {
@@ -50,7 +51,8 @@ FLOORS = {
     "engine/compliance": CALCULATION,
     "engine": ["platform"],
     "host/render/core": LIBRARY,
-    **{f"host/render/{name}": LIBRARY + ["host/render/core"] for name in FAMILIES},
+    **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
+    "host/render/states": FAMILY_BASE + ["host/render/events"],
     "host/render": LIBRARY,
     "host/cli": LIBRARY + ENGINE_FACE + ["host/render"],
     "tests": LIBRARY + ["engine", "host"],

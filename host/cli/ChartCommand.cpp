@@ -81,9 +81,12 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
     const auto results = Analyse(run.database, run.select, processing, report);
     // The result as it is, with nothing read out of it before.
     std::string text = results->GetXML() + "\n";
-    return {std::move(text), results->TotalSubgroups() == 0, std::move(report.notes)};
+    const std::int32_t shown = results->TotalSubgroups();
+    NoteCut(run, kMax, shown, report.notes);
+    return {std::move(text), shown == 0, std::move(report.notes)};
   }
-  const auto document = RunChart(run.database, run.select, processing);
+  auto document = RunChart(run.database, run.select, processing);
+  NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
   return {Formatted(document, NamesOf(run.database), run.format, run.text),
           document.chart.subgroups.rows.empty()};
 }

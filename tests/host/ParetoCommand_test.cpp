@@ -53,9 +53,10 @@ TEST_F(ParetoProgram, JsonHasTheContractsKeysAndTheFiguresOfTheData) {
                                       "BinTimePeriod", "BinTimeInterval", "ProcessingType",
                                       "AccumulationType", "ShowEmptyBins"}));
   ASSERT_EQ(document.At("Bins").elements.size(), 3u);
-  EXPECT_EQ(document.At("Bins[0]").Keys(),
-            (std::vector<std::string>{"ID", "Name", "BinCount", "Factor", "Value", "Percentage",
-                                      "Total", "Yield", "PPK", "Flag", "SubgroupID"}));
+  EXPECT_EQ(
+      document.At("Bins[0]").Keys(),
+      (std::vector<std::string>{"ID", "Name", "BinCount", "Factor", "Value", "Percentage", "Total",
+                                "Yield", "PPK", "Flag", "SubgroupID", "CumulativePercent"}));
   EXPECT_EQ(document.At("Bins[0].ID").elements.size(), 3u);
   EXPECT_EQ(document.At("Bins[0].Percentage").elements.size(), 6u);
   EXPECT_EQ(document.At("Bins[0].Value").number, 60);

@@ -12,8 +12,8 @@
 #include "engine/Embedded.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoView.h"
 #include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoView.h"
 #include "platform/Platform.h"
 #include "tests/host/ParetoViews.h"
 #include "tests/host/ParsedJson.h"
@@ -117,6 +117,17 @@ TEST(ParetoJson, WhatHasNoBaseIsNull) {
     EXPECT_EQ(json.At("Bins[0].Value").kind, ParsedJson::Kind::Null);
     EXPECT_EQ(json.At("Bins[1].Value").number, 0.0);
   }
+}
+
+TEST(ParetoJson, CumulativePercentRunsUpToTheWhole) {
+  const ParsedJson json = ParseJson(ParetoJson(ParetoOf(
+      {paBinTypeDefect}, {{{"a"}, 6, {60}}, {{"b"}, 3, {30}}, {{"c"}, 1, {10.0 + 1e-12}}})));
+  EXPECT_DOUBLE_EQ(json.At("Bins[0].CumulativePercent").number, 60.0);
+  EXPECT_DOUBLE_EQ(json.At("Bins[1].CumulativePercent").number, 90.0);
+  EXPECT_EQ(json.At("Bins[2].CumulativePercent").number, 100.0) << "never above the whole";
+  const ParsedJson none =
+      ParseJson(ParetoJson(ParetoOf({paBinTypeDefect}, {{{"a"}, 0, {0}}, {{"b"}, 0, {0}}})));
+  EXPECT_EQ(none.At("Bins[1].CumulativePercent").kind, ParsedJson::Kind::Null) << "of nothing";
 }
 
 TEST(ParetoModel, TimeFirstHas80PercentNowhereAndDaysNoMidnight) {

@@ -566,6 +566,27 @@ TEST(StatesView, NumbersWithoutAWordAreShown) {
   EXPECT_EQ(OpenText(4), "open (4)");
 }
 
+TEST(ComplianceSvg, ManyDaysAndProcessesAreCutAndCounted) {
+  ComplianceView view;
+  view.lines.resize(1);
+  HeatMap map{"Press", {"06:00", "14:00", "22:00"}, {}, {}};
+  for (int day = 0; day < 2000; ++day) map.days.push_back("day " + std::to_string(day));
+  map.cells.resize(map.shifts.size() * map.days.size(), SampleCount{4, 3, 1});
+  view.maps.assign(29, map);
+  const std::string svg = RenderComplianceSvg(view);
+  EXPECT_LT(svg.size(), 1'500'000U);
+  EXPECT_NE(svg.find("the newest 100 of 2000 days"), std::string::npos);
+  EXPECT_NE(svg.find("and 13 more processes"), std::string::npos);
+  EXPECT_NE(svg.find("day 1999"), std::string::npos) << "the newest are drawn";
+  EXPECT_EQ(svg.find("day 1899 "), std::string::npos);
+  view.maps.resize(2);
+  for (auto& each : view.maps) {
+    each.days.resize(100);
+    each.cells.resize(300);
+  }
+  EXPECT_EQ(RenderComplianceSvg(view).find("the newest"), std::string::npos) << "all are drawn";
+}
+
 TEST(SampleCount, NothingExpectedIsComplete) {
   EXPECT_EQ(SampleCount{}.Percent(), 100.0);
   EXPECT_EQ((SampleCount{4, 1, 3}).Percent(), 25.0);

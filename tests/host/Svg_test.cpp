@@ -261,8 +261,41 @@ TEST(Svg, StreamsThatTheLegendCannotTakeAreCounted) {
   const std::string svg = RenderChartSvg(view);
   EXPECT_NE(svg.find("and 4 more streams"), std::string::npos);
   std::set<std::string> looks;
-  for (std::int32_t s = 0; s < 20; ++s) looks.insert(Symbol({.style = "p", .stream = s}, 0.0, 0.0));
+  for (std::int32_t s = 0; s < 20; ++s) {
+    Scene scene(View(), true);
+    scene.Add(SymbolShape{{.style = "p", .stream = s}, 0.0, 0.0, {}});
+    looks.insert(WriteSvg(scene));
+  }
   EXPECT_EQ(looks.size(), 20U);
+}
+
+TEST(ChartView, EveryPointIsAmongThePointsOfItsStreamOnce) {
+  // Pictures of as many streams as points are drawn by this list, each point once.
+  ChartView view = SimpleView(1000);
+  for (std::size_t i = 0; i < view.Count(); ++i)
+    view.streams.push_back(static_cast<std::int32_t>(i * 7 % 250));
+  std::vector<bool> seen(view.Count(), false);
+  std::size_t visited = 0;
+  for (const auto& [stream, points] : PointsOfStreams(view))
+    for (const auto point : points) {
+      EXPECT_EQ(view.StreamOf(point), stream);
+      EXPECT_FALSE(seen[point]);
+      seen[point] = true;
+      ++visited;
+    }
+  EXPECT_EQ(visited, view.Count());
+  EXPECT_EQ(PointsOfStreams(SimpleView(5)).size(), 1U) << "without streams all are of one";
+}
+
+TEST(Svg, AsManyStreamsAsPointsHaveNoLines) {
+  ChartView view = SimpleView(100'000);
+  view.graphs[0].limits = {};
+  view.stream_views.resize(view.Count());
+  for (std::size_t i = 0; i < view.Count(); ++i)
+    view.streams.push_back(static_cast<std::int32_t>(i));
+  const std::string svg = RenderChartSvg(view);
+  EXPECT_EQ(svg.find("class=\"dd"), std::string::npos);
+  EXPECT_NE(svg.find("and 99984 more streams"), std::string::npos);
 }
 
 TEST(Svg, ANoteNamesItsStream) {

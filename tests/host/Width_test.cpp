@@ -9,6 +9,7 @@
 #include "host/render/chart/ChartView.h"
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/chart/ChartJson.h"
 #include "host/render/data/DataText.h"
 #include "host/render/events/Events.h"
 #include "host/render/pareto/ParetoView.h"

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "host/render/chart/ChartModel.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -322,7 +321,14 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   view.subtitle = SubtitleText(capability);
   view.axis = AxisText(capability.processing.get());
   for (const auto& bin : capability.bins)
-    view.bars.push_back({bin.low, bin.high, bin.height, bin.expected});
+    if (std::isfinite(bin.low) && std::isfinite(bin.high) && std::isfinite(bin.height))
+      view.bars.push_back({bin.low, bin.high, bin.height, bin.expected});
+  if (view.bars.size() < capability.bins.size())
+    view.notes.push_back({"not-finite",
+                          Counted(capability.bins.size() - view.bars.size(), "bin") +
+                              " without a finite number of pieces or finite ends " +
+                              "cannot be drawn.",
+                          ""});
   for (std::size_t i = 0; i < capability.curve_x.size(); ++i)
     view.curve.emplace_back(capability.curve_x[i], capability.curve_y[i]);
   AddMark(view.limits, capability.Figure("SpecLim", "Lrl"), "LRL");

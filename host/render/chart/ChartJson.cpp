@@ -137,6 +137,10 @@ void WriteProcessing(JsonWriter& json, const CCProcessing& processing) {
                processing.AQLProducerRisk());
 }
 
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
+  return SettingsText("CCProcessing", ObjectJson(processing, WriteProcessing), options);
+}
+
 std::string ChartJson(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   JsonWriter json;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/render/chart/ChartReading.h"
-#include "host/render/data/DataJson.h"
+#include "host/render/data/DataText.h"
 #include "platform/Reports.h"
 
 // The documents that scripts rely on; docs/how-to/json.md tells every key.
@@ -22,6 +22,8 @@ struct ChartDocument : ChartReport {
 };
 
 std::string ChartJson(const ChartDocument& document, const Names& names);
+
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options = {});
 
 // Members of an open object.
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);

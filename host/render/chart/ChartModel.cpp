@@ -408,24 +408,6 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
 
 }  // namespace
 
-std::string EstimatorText(const std::string& name) {
-  struct Words {
-    const char* start;
-    const char* text;
-  };
-  static constexpr Words kWords[] = {
-      {"MR-est", "mean moving range / d2"}, {"R-est", "mean of R/d2"}, {"S-est", "mean of s/c4"}};
-  for (const auto& words : kWords) {
-    const std::string start = words.start;
-    if (name.rfind(start, 0) != 0) continue;
-    std::string kind = name.substr(start.size());
-    kind.erase(0, kind.find_first_not_of(' '));
-    // Weighted for least variance is the rule and the same as unweighted where sizes do not differ.
-    return kind.empty() || kind == "mvlue" ? words.text : words.text + (" (" + kind + ")");
-  }
-  return name;
-}
-
 std::vector<std::string> SpecificationTexts(std::int32_t flags) {
   struct Text {
     std::int32_t bit;

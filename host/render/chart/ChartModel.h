@@ -6,9 +6,6 @@
 
 namespace orvspc::render {
 
-// The engine's name of an estimator in the words of the field: "mean of R/d2".
-std::string EstimatorText(const std::string& name);
-
 // What the renderers draw of a chart: the limits in force with the marks against them, titled by
 // what was asked for.
 ChartView MakeChartView(const ChartDocument& document, const Names& names);

@@ -109,6 +109,15 @@ class JsonWriter {
   bool after_key_ = false;
 };
 
+// A document of one object.
+template <class Object>
+std::string ObjectJson(const Object& object, void (*write)(JsonWriter&, const Object&)) {
+  JsonWriter json;
+  json.BeginObject();
+  write(json, object);
+  json.EndObject();
+  return json.Text();
+}
 // null where there is no object, else the members that write() writes.
 template <class Object>
 void ObjectMember(JsonWriter& json, const char* key, const Object* object,

@@ -32,4 +32,7 @@ std::vector<Note> PlainNotes(std::vector<Note> notes);
 // "1 event", "3 events"
 std::string Counted(std::size_t count, const std::string& one, const std::string& many = {});
 
+// The engine's name of an estimator in the words of the field: "mean of R/d2".
+std::string EstimatorText(const std::string& name);
+
 }  // namespace orvspc::render

@@ -1,9 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Scene.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace orvspc::render {
+
+namespace {
+
+struct Finite {
+  template <class... Number>
+  static bool All(Number... numbers) {
+    return (std::isfinite(numbers) && ...);
+  }
+  bool operator()(const PathShape& path) const {
+    return std::all_of(path.line.begin(), path.line.end(),
+                       [](const auto& point) { return All(point.first, point.second); });
+  }
+  bool operator()(const RectangleShape& rectangle) const {
+    return All(rectangle.x, rectangle.y, rectangle.width, rectangle.height);
+  }
+  template <class Placed>
+  bool operator()(const Placed& shape) const {
+    return All(shape.x, shape.y);
+  }
+};
+
+}  // namespace
 
 Scene::Scene(const View& view, bool in_page, const std::string& family_name)
     : title(view.title), family(family_name), embedded(in_page) {
@@ -29,6 +53,10 @@ void Scene::Path(const Polyline& line, const std::string& style) {
 void Scene::Rectangle(double x, double y, double width, double rectangle_height,
                       const std::string& style, const std::string& tip) {
   Add(RectangleShape{x, y, width, rectangle_height, style, tip});
+}
+
+void Scene::Add(Shape shape) {
+  if (std::visit(Finite(), shape)) shapes.push_back(std::move(shape));
 }
 
 void Scene::NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }

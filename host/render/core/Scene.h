@@ -78,7 +78,8 @@ class Scene {
   void Path(const Polyline& line, const std::string& style);
   void Rectangle(double x, double y, double width, double height, const std::string& style,
                  const std::string& tip = {});
-  void Add(Shape shape) { shapes.push_back(std::move(shape)); }
+  // Drops a shape whose place is no finite number: a stored result can hold such figures.
+  void Add(Shape shape);
 
   // "No data selected"
   void NoData(double y);

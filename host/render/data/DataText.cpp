@@ -3,7 +3,6 @@
 
 #include <sstream>
 
-#include "host/render/chart/ChartJson.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
@@ -19,26 +18,6 @@ std::string TestText(const TestRow& test) {
 }
 
 constexpr const char* kFlags[] = {"", "disabled", "incomplete"};
-
-// The settings of an object, one a line: the members of its document without their punctuation.
-template <class Object>
-std::string SettingsText(const char* name, const Object& object,
-                         void (*write)(JsonWriter&, const Object&), const TextOptions& options) {
-  JsonWriter json;
-  json.BeginObject();
-  write(json, object);
-  json.EndObject();
-  std::istringstream lines(json.Text());
-  TextWriter out(options);
-  out.Line(name);
-  for (std::string line; std::getline(lines, line);) {
-    if (line == "{" || line == "}") continue;
-    if (line.back() == ',') line.pop_back();
-    std::erase(line, '"');
-    out.Line(line, 4);
-  }
-  return out.Take();
-}
 
 }  // namespace
 
@@ -70,12 +49,21 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
   return out.Take();
 }
 
-std::string DataSelectText(const DataSelect& select, const TextOptions& options) {
-  return SettingsText("DataSelect", select, WriteDataSelect, options);
+std::string SettingsText(const char* name, const std::string& json, const TextOptions& options) {
+  std::istringstream lines(json);
+  TextWriter out(options);
+  out.Line(name);
+  for (std::string line; std::getline(lines, line);) {
+    if (line == "{" || line == "}") continue;
+    if (line.back() == ',') line.pop_back();
+    std::erase(line, '"');
+    out.Line(line, 4);
+  }
+  return out.Take();
 }
 
-std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
-  return SettingsText("CCProcessing", processing, WriteProcessing, options);
+std::string DataSelectText(const DataSelect& select, const TextOptions& options) {
+  return SettingsText("DataSelect", ObjectJson(select, WriteDataSelect), options);
 }
 
 }  // namespace orvspc::render

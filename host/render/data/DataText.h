@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "host/render/chart/ChartJson.h"
 #include "host/render/core/Text.h"
+#include "host/render/data/DataJson.h"
 
 namespace orvspc::render {
 
@@ -12,8 +12,8 @@ namespace orvspc::render {
 std::string DataText(const SubgroupsRead& data, const Names& names,
                      const TextOptions& options = {});
 
-// One setting a line.
+// The members of an object's document without its punctuation, one setting a line.
+std::string SettingsText(const char* name, const std::string& json, const TextOptions& options);
 std::string DataSelectText(const DataSelect& select, const TextOptions& options = {});
-std::string ProcessingText(const CCProcessing& processing, const TextOptions& options = {});
 
 }  // namespace orvspc::render

@@ -43,9 +43,9 @@ void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases, do
   json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
                bin.bin_count, "Factor", bin.factor, "Value",
                bases.is_rate && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
-               std::span<const double>(percentage), "CumulativePercent",
-               bases.has_whole ? cumulative : kNaN, "Total", bin.total, "Yield", bin.yield, "PPK",
-               bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id);
+               std::span<const double>(percentage), "Total", bin.total, "Yield", bin.yield, "PPK",
+               bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id, "CumulativePercent",
+               bases.has_whole ? cumulative : kNaN);
 }
 
 }  // namespace
