@@ -6,10 +6,10 @@
 #include <sstream>
 
 #include "host/render/capability/CapabilityView.h"
+#include "host/render/chart/ChartJson.h"
 #include "host/render/chart/ChartView.h"
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/chart/ChartJson.h"
 #include "host/render/data/DataText.h"
 #include "host/render/events/Events.h"
 #include "host/render/pareto/ParetoView.h"

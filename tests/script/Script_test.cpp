@@ -109,7 +109,7 @@ class Runner {
     for (auto& word : words)
       if (word.rfind("$db", 0) == 0) word.replace(0, 3, Database());
     std::ostringstream out, err;
-    Console console{out, err, false, false, 100};
+    Console console{out, err, false, false, 120};
     status_ = RunProgram(words, console);
     output_ = out.str();
     errors_ = err.str();

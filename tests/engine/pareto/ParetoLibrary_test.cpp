@@ -12,7 +12,6 @@ using namespace sql;
 using namespace catalogue;
 using namespace store;
 using namespace import;
-using namespace statistics;
 
 namespace {
 

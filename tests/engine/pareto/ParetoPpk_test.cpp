@@ -11,7 +11,6 @@ using namespace sql;
 using namespace catalogue;
 using namespace store;
 using namespace import;
-using namespace statistics;
 
 namespace {
 

@@ -15,7 +15,6 @@ using namespace sql;
 using namespace catalogue;
 using namespace store;
 using namespace import;
-using namespace statistics;
 
 // Options as the library fills them: one level by defect, count of values.
 inline API_PAOptions ParetoOptions(std::vector<std::int32_t> types, std::int32_t bins = 1000) {
