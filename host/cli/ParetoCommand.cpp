@@ -163,15 +163,6 @@ QualityDatabase::BinNames NamesOfBins(const QualityDatabase& database,
   return database.BinNamesOf(processing.ResourceType(), options);
 }
 
-std::shared_ptr<PAResults> Analyse(const QualityDatabase& database,
-                                   const std::shared_ptr<DataSelect>& select,
-                                   const std::shared_ptr<PAProcessing>& processing,
-                                   Report& report) {
-  return Reported(database, report, [&](const auto& open) {
-    return PAAnalysis().AnalyzeDataSelect(open, select, processing);
-  });
-}
-
 int Run(const Arguments& arguments, Console& console) {
   const auto levels = ParseLevels(arguments, arguments.Get(kFrom));
   const auto processing = MakeProcessing(arguments, levels);
@@ -182,7 +173,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeDefectiveTests(true);
     if (run.format == "xml") {
       Report report;
-      const auto results = Analyse(run.database, run.select, processing, report);
+      const auto results = Analysed<PAAnalysis>(run.database, run.select, processing, report);
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunPareto(run.database, run.select, processing);
@@ -197,7 +188,7 @@ render::ParetoDocument RunPareto(const QualityDatabase& database,
                                  const std::shared_ptr<DataSelect>& select,
                                  const std::shared_ptr<PAProcessing>& processing) {
   Report report;
-  const auto results = Analyse(database, select, processing, report);
+  const auto results = Analysed<PAAnalysis>(database, select, processing, report);
   return {render::ReadPareto(*results, NamesOfBins(database, *results->Processing())),
           std::move(report.notes)};
 }
