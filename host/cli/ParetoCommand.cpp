@@ -106,11 +106,7 @@ std::vector<Level> ParseLevels(const Arguments& arguments, paResourceTypes resou
   if (texts.empty()) texts = {UsualLevel(resource)};
   std::vector<Level> levels;
   for (const std::string& text : texts)
-    for (std::size_t start = 0; start <= text.size();) {
-      const std::size_t end = std::min(text.find(',', start), text.size());
-      levels.push_back(ParseLevel(text.substr(start, end - start)));
-      start = end + 1;
-    }
+    for (const auto& word : Split(text)) levels.push_back(ParseLevel(word));
   // A level that is none is no level.
   if (std::erase_if(levels, [](const Level& level) { return level.type == paBinTypeNone; }) > 0 &&
       levels.empty())
