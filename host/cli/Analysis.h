@@ -50,6 +50,20 @@ auto Reported(const QualityDatabase& database, Report& report, Analyse analyse) 
   return results;
 }
 
+// The same for an analysis of the library: CCAnalysis, CAAnalysis, PAAnalysis.
+template <class Library, class Processing>
+auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
+              const std::shared_ptr<Processing>& processing, Report& report) {
+  return Reported(database, report, [&](const auto& open) {
+    return Library().AnalyzeDataSelect(open, select, processing);
+  });
+}
+
+// Adds a note where the default of --max, not the user, cut the data: the analysis shows so many of
+// the subgroups, or events, that are selected.
+void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
+             std::vector<Note>& notes, bool events = false);
+
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);
 // For results without a database: no names.

@@ -85,7 +85,8 @@ class ThreadRounds : public testing::Test {
           return std::string(documents[i].first) + " in round " + std::to_string(round) + ": " +
                  Difference(documents[i].second, expected[i].second);
     }
-    if (reading == Reading::Shared && engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
+    if (reading == Reading::Shared &&
+        engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
       return "no selection was read by two threads";
     return {};
   }
@@ -96,7 +97,8 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->File("q.db"), true);
-    engine::store::SqlStoreOf(*database)->Sharing().from = reading == Reading::Alone ? INT64_MAX : 1;
+    engine::store::SqlStoreOf(*database)->Sharing().from =
+        reading == Reading::Alone ? INT64_MAX : 1;
     return database;
   }
 
