@@ -137,6 +137,12 @@ void DrawCurve(const statistics::Distribution* law, const statistics::Window& wi
   }
 }
 
+void SetChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record) {
+  record.DegFreedom = test.degrees;
+  record.Value = Defined(test.value);
+  record.Probability = Defined(test.probability);
+}
+
 std::vector<double> ExpectedCounts(const statistics::Distribution* law,
                                    std::span<const double> edges, std::int64_t count) {
   std::vector<double> expected(edges.size() - 1);

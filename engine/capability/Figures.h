@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/statistics/CapabilityIndices.h"
+#include "engine/statistics/ChiSquare.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/SampleSums.h"
@@ -18,7 +19,7 @@ namespace orvspc::engine::capability {
 
 inline double Defined(double value) { return value - value == 0.0 ? value : 0.0; }
 
-// Scores farther out are not told apart: the tails there are no numbers any more.
+// Beyond this score the probability of a tail underflows to 0.
 inline constexpr double kFarthestScore = 37.5;
 
 API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance);
@@ -41,6 +42,8 @@ double BenchmarkScore(const statistics::Distribution& law, const statistics::Tol
 // Points of the curve at equal distances across the window, scaled to the bars; law null: all 0.
 void DrawCurve(const statistics::Distribution* law, const statistics::Window& window,
                std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y);
+
+void SetChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record);
 
 // What each bin would hold by the law; law null: 0.
 std::vector<double> ExpectedCounts(const statistics::Distribution* law,

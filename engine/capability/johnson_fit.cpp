@@ -143,9 +143,7 @@ std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
 
   out.summary.ZBench = BenchmarkScore(curve, tolerance);
   out.pps = LongTermIndices({middle, high - middle, middle - low, high - low}, tolerance);
-  out.chi_square.DegFreedom = test.degrees;
-  out.chi_square.Value = Defined(test.value);
-  out.chi_square.Probability = Defined(test.probability);
+  SetChiSquare(test, out.chi_square);
   SetExpected(curve, true, out.limits, out.results);
   DrawCurve(&curve, window, centre_.count, out.bins.size(), out.x, out.y);
   report_.expected = std::move(expected);

@@ -11,6 +11,7 @@
 #include "engine/charts/PreControl.h"
 #include "engine/charts/column_storage.h"
 #include "engine/charts/cusum.h"
+#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 
@@ -20,14 +21,6 @@ namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kBadArgument = 5;
-
-statistics::EstimatorSetting SettingOf(store::Store& store) {
-  const auto name = store.Setting("sigma_estimator", "mvlue");
-  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
-  store::AddNote("setting-unknown",
-                 "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return statistics::EstimatorSetting::Mvlue;
-}
 
 std::int32_t ConstantSize(std::span<const std::int32_t> sizes) {
   const bool constant = std::all_of(sizes.begin(), sizes.end(),
@@ -106,7 +99,7 @@ void VariableRun::MakeColumns(store::Store& store) {
   }
   points_[0] =
       plan_.kinds[0] == ChartKind::Median ? table_.Medians(rows_.Data()) : std::move(table_.means);
-  Estimate(sds, SettingOf(store));
+  Estimate(sds, store::EstimatorSettingOf(store));
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
