@@ -12,23 +12,22 @@ namespace orvspc::engine::pareto {
 namespace {
 
 double ValueOf(const ParetoPlan& plan, const Tally& tally, double total) {
-  constexpr double kMinute = 60.0, kHour = 3600.0, kDay = 86400.0;
-  const auto share = total > 0.0 ? tally.amount / total : 0.0;
+  const auto proportion = total > 0.0 ? tally.amount / total : 0.0;
   switch (plan.measure) {
     case Measure::Count:
       return tally.amount;
     case Measure::Factor:
       return tally.weighted;
     case Measure::PerMillion:
-      return 1e6 * share;
+      return 1e6 * proportion;
     case Measure::PerThousand:
-      return 1e3 * share;
+      return 1e3 * proportion;
     case Measure::Minutes:
-      return tally.amount / kMinute;
+      return tally.amount / 60.0;
     case Measure::Hours:
-      return tally.amount / kHour;
+      return tally.amount / 3600.0;
     case Measure::Days:
-      return tally.amount / kDay;
+      return tally.amount / 86400.0;
   }
   return 0.0;
 }
