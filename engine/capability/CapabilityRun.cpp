@@ -141,7 +141,7 @@ void FillMoments(const statistics::DeviationSums& sums, const SampleCentre& cent
 void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
                  const statistics::DeviationSums& sums, double sigma, double sd,
                  API_CASummary& record) {
-  // Makes the spread of the middle half that of a normal law.
+  // Scales the interquartile range to the sigma of a normal distribution.
   constexpr double kNormalizedRange = 0.741301109252801;
   record.PieceCount = static_cast<std::int32_t>(centre.count);
   record.SubgroupCount = static_cast<std::int32_t>(sample.Groups());

@@ -81,7 +81,7 @@ std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& optio
                                    std::int32_t zone_offset, std::string& reason) {
   ParetoPlan plan;
   plan.resource = resource;
-  for (std::size_t place = 0; place < kMostLevels; ++place) {
+  for (std::size_t place = 0; place < kMaxLevels; ++place) {
     if (options.BinType[place] == paBinTypeNone) continue;
     const auto level = MakeLevel(resource, options, place, zone_offset, reason);
     if (!level) return std::nullopt;

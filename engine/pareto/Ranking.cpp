@@ -83,7 +83,7 @@ class Ranking {
     return plan_.measure == Measure::Factor ? tally.weighted : tally.amount;
   }
   bool IsTime(std::size_t level) const { return plan_.levels[level].kind->via == Via::Time; }
-  // One bin more than is shown tells that there are more.
+  // One bin more than is shown means that the list is cut.
   bool IsFull() const { return out_.size() > plan_.most_bins; }
 
   // Whether an item of the level that was not counted can have a bin: the levels below must know
@@ -198,7 +198,7 @@ class Ranking {
   const TotalOf& total_of_;
   std::vector<Bin> bins_;
   double whole_ = 0.0;
-  std::array<std::int32_t, kMostLevels> first_{}, last_{};  // times that were counted
+  std::array<std::int32_t, kMaxLevels> first_{}, last_{};  // times that were counted
   std::vector<RankedBin> out_;
 };
 

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/Moments.h"
-#include "engine/statistics/SampleSums.h"
-#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numeric>
 #include <vector>
+
+#include "engine/statistics/SampleSums.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
