@@ -21,8 +21,8 @@
 #include "engine/import/Import.h"
 #include "engine/store/SqlStore.h"
 #include "host/cli/Analysis.h"
-#include "host/render/capability/CapabilityJson.h"
-#include "host/render/pareto/ParetoJson.h"
+#include "host/render/capability/CapabilityReading.h"
+#include "host/render/pareto/ParetoReading.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
 #include "tests/host/TemporaryFolder.h"
@@ -86,7 +86,8 @@ class ThreadRounds : public testing::Test {
           return std::string(documents[i].first) + " in round " + std::to_string(round) + ": " +
                  Difference(documents[i].second, expected[i].second);
     }
-    if (reading == Reading::Shared && engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
+    if (reading == Reading::Shared &&
+        engine::store::SqlStoreOf(*database)->Sharing().count.load() == 0)
       return "no selection was read by two threads";
     return {};
   }
@@ -97,7 +98,8 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->File("q.db"), true);
-    engine::store::SqlStoreOf(*database)->Sharing().from = reading == Reading::Alone ? INT64_MAX : 1;
+    engine::store::SqlStoreOf(*database)->Sharing().from =
+        reading == Reading::Alone ? INT64_MAX : 1;
     return database;
   }
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/capability/CapabilityJson.h"
+#include "host/render/capability/CapabilityReading.h"
 
 #include <cmath>
 #include <limits>
 #include <string_view>
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
@@ -34,9 +35,7 @@ void WriteStatistics(JsonWriter& json, const CapabilityRead& capability) {
 
 void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
   const bool johnson = fit.fitted_at != 0.0;
-  const auto figure = [&](double value) {
-    return johnson ? value : std::numeric_limits<double>::quiet_NaN();
-  };
+  const auto figure = [&](double value) { return johnson ? value : kNaN; };
   json.Object(
       "Fit",
       [&] {
@@ -49,41 +48,38 @@ void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
 }  // namespace
 
 void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing) {
-  const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
   json.Members("AllowOverride", processing.AllowOverride(), "BinCount", processing.BinCount(),
-               "CurveCount", processing.CurveCount(), "FitType", number(processing.FitType()),
-               "Normalize", number(processing.Normalize()));
+               "CurveCount", processing.CurveCount(), "FitType", processing.FitType(), "Normalize",
+               processing.Normalize());
   LimitMember(json, "OverrideLSL", processing.OverrideLSL());
   LimitMember(json, "OverrideTarget", processing.OverrideTarget());
   LimitMember(json, "OverrideUSL", processing.OverrideUSL());
-  json.Members("ShortTermSigmaType", number(processing.ShortTermSigmaType()), "WindowMaximum",
+  json.Members("ShortTermSigmaType", processing.ShortTermSigmaType(), "WindowMaximum",
                processing.WindowMaximum(), "WindowMinimum", processing.WindowMinimum(), "WindowSD",
-               processing.WindowSD(), "WindowType", number(processing.WindowType()));
+               processing.WindowSD(), "WindowType", processing.WindowType());
 }
 
 std::string CapabilityJson(const CapabilityDocument& document) {
   const CapabilityRead& capability = document.capability;
-  JsonWriter json;
-  json.BeginObject();
-  ObjectMember(json, "Processing", capability.processing.get(), WriteCapabilityProcessing);
-  ObjectMember(json, "DataSelect", capability.select.get(), WriteDataSelect);
-  WriteStatistics(json, capability);
-  json.Member("JohnsonCurveType", capability.johnson_curve_type);
-  json.Objects("Bins", capability.bins, [&](const BinRead& bin) {
-    json.Members("XMin", bin.low, "XMax", bin.high, "YMin", bin.foot, "YMax", bin.height,
-                 "Expected", bin.expected);
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "Processing", capability.processing.get(), WriteCapabilityProcessing);
+    ObjectMember(json, "DataSelect", capability.select.get(), WriteDataSelect);
+    WriteStatistics(json, capability);
+    json.Member("JohnsonCurveType", capability.johnson_curve_type);
+    json.Objects("Bins", capability.bins, [&](const BinRead& bin) {
+      json.Members("XMin", bin.low, "XMax", bin.high, "YMin", bin.foot, "YMax", bin.height,
+                   "Expected", bin.expected);
+    });
+    json.Object("Curve", [&] { json.Members("X", capability.curve_x, "Y", capability.curve_y); });
+    WriteNotes(json, document.notes);
+    if (document.fit) {
+      WriteFit(json, *document.fit);
+      WriteEstimate(json, "ShortTerm", document.fit->short_term);
+    } else {
+      json.NullMember("Fit");
+      json.NullMember("ShortTerm");
+    }
   });
-  json.Object("Curve", [&] { json.Members("X", capability.curve_x, "Y", capability.curve_y); });
-  WriteNotes(json, document.notes);
-  if (document.fit) {
-    WriteFit(json, *document.fit);
-    WriteEstimate(json, "ShortTerm", document.fit->short_term);
-  } else {
-    json.NullMember("Fit");
-    json.NullMember("ShortTerm");
-  }
-  json.EndObject();
-  return json.Text();
 }
 
 }  // namespace orvspc::render

@@ -9,12 +9,11 @@
 
 #include "frame/Failure.h"
 #include "host/render/capability/capability_figures.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // A figure is defined when another one is not 0 and at least so much: what it is divided by, or the
 // pieces that it needs.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartJson.h"
+#include "host/render/chart/ChartReading.h"
 
 #include <map>
 
@@ -74,7 +74,8 @@ void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& d
   } else {
     json.Member("Requested", GraphWord(graph.index, requested));
   }
-  ForEachArray(graph, [&](const std::string& key, const auto& values) {
+  ForEachArray([&](const std::string& key, auto array, auto) {
+    const auto& values = graph.*array;
     values.empty() ? json.NullMember(key) : json.Member(key, values);
     if (key == "SGSizes" && !document.sizes.empty()) json.Member("Sizes", document.sizes);
   });
@@ -126,51 +127,49 @@ void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
 }  // namespace
 
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing) {
-  const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
-  json.Members("Graph1Type", number(processing.Graph1Type()), "Graph2Type",
-               number(processing.Graph2Type()), "Graph3Type", number(processing.Graph3Type()),
-               "ProcessingType", number(processing.ProcessingType()), "Individuals",
-               processing.Individuals(), "GroupBy", number(processing.GroupBy()), "GroupThreshold",
-               processing.GroupThreshold(), "Cusum", number(processing.Cusum()), "EWMA",
-               number(processing.EWMA()), "EWMAWeight", processing.EWMAWeight(), "Economic",
+  json.Members("Graph1Type", processing.Graph1Type(), "Graph2Type", processing.Graph2Type(),
+               "Graph3Type", processing.Graph3Type(), "ProcessingType", processing.ProcessingType(),
+               "Individuals", processing.Individuals(), "GroupBy", processing.GroupBy(),
+               "GroupThreshold", processing.GroupThreshold(), "Cusum", processing.Cusum(), "EWMA",
+               processing.EWMA(), "EWMAWeight", processing.EWMAWeight(), "Economic",
                processing.Economic(), "AQLValue", processing.AQLValue(), "AQLProducerRisk",
                processing.AQLProducerRisk());
 }
 
 std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
-  return SettingsText("CCProcessing", ObjectJson(processing, WriteProcessing), options);
+  return SettingsText("CCProcessing",
+                      JsonDocument([&](auto& json) { WriteProcessing(json, processing); }),
+                      options);
 }
 
 std::string ChartJson(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
-  JsonWriter json;
-  json.BeginObject();
-  ObjectMember(json, "Processing", chart.processing.get(), WriteProcessing);
-  ObjectMember(json, "DataSelect", chart.select.get(), WriteDataSelect);
-  json.Members("TotalSubgroups", chart.subgroups.total_subgroups, "TotalGroups",
-               chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
-               chart.sp_estimate, "SWEstimate", chart.sw_estimate);
-  WriteSubgroups(json, chart.subgroups.rows, names);
-  json.Key("Graphs");
-  json.BeginArray();
-  for (const auto& graph : chart.graphs) WriteGraph(json, graph, document);
-  json.EndArray();
-  const bool known = chart.tables_known;
-  WriteRows(json, "SpecLims", chart.spec_lims, known);
-  WriteRows(json, "CtrlLims", chart.ctrl_lims, known);
-  WriteRows(json, "DefOpps", chart.def_opps, known);
-  if (known) {
-    WriteGroups(json, chart.subgroups.rows);
-    WriteStreams(json, document.streams, names);
-  } else {
-    json.NullMember("Groups");
-    json.NullMember("Streams");
-  }
-  ObjectMember(json, "AcceptanceLimits", document.acceptance ? &*document.acceptance : nullptr,
-               WriteAcceptance);
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "Processing", chart.processing.get(), WriteProcessing);
+    ObjectMember(json, "DataSelect", chart.select.get(), WriteDataSelect);
+    json.Members("TotalSubgroups", chart.subgroups.total_subgroups, "TotalGroups",
+                 chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
+                 chart.sp_estimate, "SWEstimate", chart.sw_estimate);
+    WriteSubgroups(json, chart.subgroups.rows, names);
+    json.Key("Graphs");
+    json.BeginArray();
+    for (const auto& graph : chart.graphs) WriteGraph(json, graph, document);
+    json.EndArray();
+    const bool known = chart.tables_known;
+    WriteRows(json, "SpecLims", chart.spec_lims, known);
+    WriteRows(json, "CtrlLims", chart.ctrl_lims, known);
+    WriteRows(json, "DefOpps", chart.def_opps, known);
+    if (known) {
+      WriteGroups(json, chart.subgroups.rows);
+      WriteStreams(json, document.streams, names);
+    } else {
+      json.NullMember("Groups");
+      json.NullMember("Streams");
+    }
+    ObjectMember(json, "AcceptanceLimits", document.acceptance ? &*document.acceptance : nullptr,
+                 WriteAcceptance);
+    WriteNotes(json, document.notes);
+  });
 }
 
 }  // namespace orvspc::render

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartModel.h"
+#include "host/render/chart/ChartReading.h"
 
 #include <algorithm>
 #include <array>
@@ -126,8 +126,7 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     if (added) {
       StreamView stream;
       stream.name = StreamName(found->first, names);
-      stream.mean.value = stream.sp.value = stream.sw.value =
-          std::numeric_limits<double>::quiet_NaN();
+      stream.mean.value = stream.sp.value = stream.sw.value = kNaN;
       view.stream_views.push_back(std::move(stream));
     }
     view.streams.push_back(found->second);
@@ -324,7 +323,7 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
 double Spread(const GraphRead& graph) {
   for (std::size_t i = 0; i < graph.ucls.size() && i < graph.cls.size(); ++i)
     if (std::isfinite(graph.ucls[i] - graph.cls[i])) return graph.ucls[i] - graph.cls[i];
-  return std::numeric_limits<double>::quiet_NaN();
+  return kNaN;
 }
 
 int DataDecimals(const ChartRead& chart) {
@@ -394,8 +393,7 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
   made.sizes = graph.sg_sizes;
   // No value is told by the size, not by the number.
   for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
-    if (made.sizes[i] == 0 && document.chart.processing->IsVariable())
-      made.points[i] = std::numeric_limits<double>::quiet_NaN();
+    if (made.sizes[i] == 0 && document.chart.processing->IsVariable()) made.points[i] = kNaN;
   made.limits = {graph.ucls, graph.cls, graph.lcls};
   // The axis of a cusum is in sigmas, specification limits are not.
   if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};

@@ -4,7 +4,11 @@
 #include <algorithm>
 #include <optional>
 #include <span>
+#include <string>
 
+#include "chart/groups.h"
+#include "frame/Failure.h"
+#include "frame/XMLSupport.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
@@ -12,40 +16,17 @@ namespace orvspc::render {
 namespace {
 
 std::vector<Rule> ReadRules(platform::RuleDef* list) {
-  std::vector<Rule> rules;
-  if (list == nullptr || !list->MoveFirst()) return rules;
-  do {
-    rules.push_back({list->Number(), list->Text()});
-  } while (list->MoveNext());
-  return rules;
-}
-
-template <class Element>
-std::vector<Element> Taken(std::optional<std::vector<Element>> values) {
-  return values ? std::move(*values) : std::vector<Element>();
+  if (list == nullptr) return {};
+  return ReadRows(*list, [&] { return Rule{list->Number(), list->Text()}; });
 }
 
 GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
-  GraphRead graph{index,
-                  type,
-                  Taken(data.GetSizes()),
-                  Taken(data.GetcOOCs()),
-                  Taken(data.GetOOCs()),
-                  Taken(data.GetOOSs()),
-                  Taken(data.GetAFlags()),
-                  Taken(data.GetEFlags()),
-                  Taken(data.GetPoints()),
-                  Taken(data.GetUSLs()),
-                  Taken(data.GetTargets()),
-                  Taken(data.GetLSLs()),
-                  Taken(data.GetcUCLs()),
-                  Taken(data.GetcCLs()),
-                  Taken(data.GetcLCLs()),
-                  Taken(data.GetUCLs()),
-                  Taken(data.GetCLs()),
-                  Taken(data.GetLCLs()),
-                  {},
-                  {}};
+  GraphRead graph;
+  graph.index = index;
+  graph.type = type;
+  ForEachArray([&](const char*, auto array, auto get) {
+    if (auto values = (data.*get)()) graph.*array = std::move(*values);
+  });
   const auto count = static_cast<std::size_t>(data.Count());
   graph.c_rules.resize(count);
   graph.rules.resize(count);
@@ -72,22 +53,16 @@ constexpr const char* kCtrlLimColumns[] = {
 constexpr const char* kDefOppColumns[] = {"Word0",  "Stamp4", "Stamp8", "F_PART", "F_TEST",
                                           "F_OPPS", "Word24", "Word28", "Word32"};
 
-std::vector<LimitRow> ReadTable(platform::LimitTable& table, std::span<const char* const> columns) {
-  std::vector<LimitRow> rows;
-  if (!table.MoveFirst()) return rows;
-  do {
-    LimitRow row;
-    for (const auto* column : columns) row.emplace_back(column, table.Get(column));
-    rows.push_back(std::move(row));
-  } while (table.MoveNext());
-  return rows;
-}
-
 template <class Table>
-std::vector<LimitRow> ReadObject(const std::shared_ptr<Table>& object,
-                                 std::span<const char* const> columns) {
+std::vector<LimitRow> ReadTable(const std::shared_ptr<Table>& object,
+                                std::span<const char* const> columns) {
   const auto table = std::dynamic_pointer_cast<platform::LimitTable>(object);
-  return table ? ReadTable(*table, columns) : std::vector<LimitRow>();
+  if (!table) return {};
+  return ReadRows(*table, [&] {
+    LimitRow row;
+    for (const auto* column : columns) row.emplace_back(column, table->Get(column));
+    return row;
+  });
 }
 
 void ReadGroups(ChartRead& chart) {
@@ -95,6 +70,55 @@ void ReadGroups(ChartRead& chart) {
   for (const auto& row : chart.subgroups.rows) {
     chart.group_of.push_back(row.group_index);
     chart.group_ids.push_back(row.group_id);
+  }
+}
+
+// Rows of limits do not come back into the object, but their scale stands in the text.
+std::optional<int> DecimalsOfText(const platform::XmlNode& root) {
+  std::optional<int> least;
+  auto& document = XMLSupport::DocumentOf(root);
+  XMLSupport::ForEachChild(document.SelectSingleNode(root, "SpecificationLimits"), "SpecLim",
+                           [&](const platform::XmlNode& row) {
+                             const int scale = XMLSupport::ReadInt32(row, "F_SCAL", 4);
+                             least = std::min(least.value_or(scale), scale);
+                           });
+  return least;
+}
+
+// Groups by the rule that the analysis groups by.
+void Regroup(ChartRead& chart) {
+  const auto& rows = chart.subgroups.rows;
+  if (rows.empty() || chart.group_of.empty()) return;
+  API_CCResults record;
+  const auto count = static_cast<std::int32_t>(rows.size());
+  record.Totals.SubgroupCount = count;
+  record.Subgroups.Dimension(0, count - 1);
+  for (std::int32_t i = 0; i < count; ++i) {
+    const SubgroupRow& row = rows[static_cast<std::size_t>(i)];
+    API_SubgroupData& made = record.Subgroups[i];
+    made.Sgrp = row.sgrp;
+    made.Part = row.part;
+    made.Prcs = row.prcs;
+    made.Test = row.test;
+    made.Sgtm = static_cast<std::int32_t>(row.stamp);
+  }
+  groups::BuildGroupInformation(*chart.processing, record);
+  const auto index = record.GroupIndex.Elements(), ids = record.GroupIDs.Elements();
+  chart.group_of.assign(index.begin(), index.end());
+  chart.group_ids.assign(ids.begin(), ids.end());
+}
+
+// Everything that draws relies on lists of one element a point.
+void CheckLengths(const ChartRead& chart) {
+  const std::size_t points = chart.subgroups.rows.size();
+  for (const auto& graph : chart.graphs) {
+    ForEachArray([&](const char* name, auto member, auto) {
+      const auto& array = graph.*member;
+      if (!array.empty() && array.size() != points)
+        FailMessage("Graph " + std::to_string(graph.index) + " has " +
+                    std::to_string(array.size()) + " values in " + name + " for " +
+                    std::to_string(points) + " subgroups");
+    });
   }
 }
 
@@ -108,9 +132,9 @@ ChartRead ReadChart(CCResults& results) {
   chart.mean_estimate = results.MeanEstimate();
   chart.sp_estimate = results.SPEstimate();
   chart.sw_estimate = results.SWEstimate();
-  chart.spec_lims = ReadObject(results.SpecLim(), kSpecLimColumns);
-  chart.ctrl_lims = ReadObject(results.CtrlLim(), kCtrlLimColumns);
-  chart.def_opps = ReadObject(results.DefOpp(), kDefOppColumns);
+  chart.spec_lims = ReadTable(results.SpecLim(), kSpecLimColumns);
+  chart.ctrl_lims = ReadTable(results.CtrlLim(), kCtrlLimColumns);
+  chart.def_opps = ReadTable(results.DefOpp(), kDefOppColumns);
   for (const auto& row : chart.spec_lims) {
     const int scale = static_cast<int>(NumberOf(CellOf(row, "F_SCAL")));
     chart.decimals = std::min(chart.decimals.value_or(scale), scale);
@@ -147,6 +171,26 @@ double NumberOf(const platform::Cell& cell) {
 std::string GraphWord(std::int32_t graph, std::int32_t type) {
   const WordTable words[] = {kGraph1Words, kGraph2Words, kGraph3Words};
   return WordOrNumber(words[std::clamp(graph, 1, 3) - 1], type);
+}
+
+ChartDocument ReadStoredChart(const platform::XmlNode& root) {
+  CCResults results;
+  results.SetXMLNode(root);
+  ChartDocument document;
+  ChartRead& chart = document.chart;
+  chart = ReadChart(results);
+  chart.tables_known = false;
+  if (const auto decimals = DecimalsOfText(root))
+    chart.decimals = std::min(chart.decimals.value_or(*decimals), *decimals);
+  CheckLengths(chart);
+  Regroup(chart);
+  std::fill(std::begin(document.requested), std::end(document.requested), kNotKnown);
+  document.notes.push_back(
+      {"stored", "Read from XML, which keeps no names, rule texts, groups and tables.", ""});
+  if (!chart.processing && !chart.subgroups.rows.empty())
+    document.notes.push_back(
+        {"no-settings", "The XML has no CCProcessing, so its graphs are not known.", ""});
+  return document;
 }
 
 }  // namespace orvspc::render

@@ -8,7 +8,7 @@
 #include "host/render/chart/ChartLayout.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 

@@ -91,8 +91,7 @@ std::string AxisTimes::Text(std::int64_t stamp) const {
 }
 
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
-  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1),
-                             std::numeric_limits<double>::quiet_NaN());
+  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1), kNaN);
   for (std::size_t i = 0; i < line.size(); ++i) {
     const auto stream = static_cast<std::size_t>(view.StreamOf(i));
     if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];

@@ -15,14 +15,12 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-
 // The engine writes 0 where a figure cannot be worked out; which those are follows from the others.
 void TakeAwayUndefined(ComplianceRow& row) {
-  if (row.test_count < 2) row.deviation = kNone;
+  if (row.test_count < 2) row.deviation = kNaN;
   // With one limit PP is the index of that side.
   if (!(row.deviation > 0.0) || (std::isnan(row.above_usl) && std::isnan(row.below_lsl)))
-    row.pp = row.ppk = kNone;
+    row.pp = row.ppk = kNaN;
 }
 
 void WriteRow(JsonWriter& json, const ComplianceRow& row) {
@@ -157,19 +155,17 @@ std::vector<ComplianceRow> ReadCompliance(SCResults& results) {
 }
 
 std::string ComplianceJson(const ComplianceDocument& document) {
-  JsonWriter json;
-  json.BeginObject();
-  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
-  json.Objects("Rows", document.rows, [&](const ComplianceRow& row) { WriteRow(json, row); });
-  json.Objects("Shifts", document.shifts, [&](const ShiftRow& row) {
-    json.Members("Process", row.process, "Day", row.day, "Shift", row.shift, "Start",
-                 IsoTime(row.start), "End", IsoTime(row.end), "SamplesCollected",
-                 row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
-                 row.count.expected);
+  return JsonDocument([&](JsonWriter& json) {
+    json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
+    json.Objects("Rows", document.rows, [&](const ComplianceRow& row) { WriteRow(json, row); });
+    json.Objects("Shifts", document.shifts, [&](const ShiftRow& row) {
+      json.Members("Process", row.process, "Day", row.day, "Shift", row.shift, "Start",
+                   IsoTime(row.start), "End", IsoTime(row.end), "SamplesCollected",
+                   row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
+                   row.count.expected);
+    });
+    WriteNotes(json, document.notes);
   });
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
 }
 
 ComplianceView MakeComplianceView(const ComplianceDocument& document) {

@@ -9,7 +9,7 @@
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "platform/Reports.h"
@@ -39,6 +40,10 @@ class JsonWriter {
   void Value(Integer value) {
     Raw(std::to_string(value));
   }
+  // Of an enumeration the number.
+  template <class Enumeration>
+  requires std::is_enum_v<Enumeration>
+  void Value(Enumeration value) { Value(static_cast<std::int32_t>(value)); }
   void Null() { Raw("null"); }
   template <class Element>
   void Value(std::span<const Element> values) {
@@ -109,12 +114,12 @@ class JsonWriter {
   bool after_key_ = false;
 };
 
-// A document of one object.
-template <class Object>
-std::string ObjectJson(const Object& object, void (*write)(JsonWriter&, const Object&)) {
+// A document of one object, whose members write(json) writes.
+template <class Write>
+std::string JsonDocument(Write write) {
   JsonWriter json;
   json.BeginObject();
-  write(json, object);
+  write(json);
   json.EndObject();
   return json.Text();
 }

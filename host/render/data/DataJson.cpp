@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/data/DataJson.h"
+#include "host/render/data/DataReading.h"
 
 #include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
@@ -59,12 +59,11 @@ void WriteItem(JsonWriter& json, const std::string& key, const Names& names, Nam
 }
 
 void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
-  const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
   json.Members("IncludeEnabled", select.IncludeEnabled(), "IncludeIncomplete",
                select.IncludeIncomplete(), "IncludeDisabled", select.IncludeDisabled(),
                "MaximumItems", select.MaximumItems(), "Tsno", select.Tsno(), "DateRangeTimeType",
-               number(select.DateRangeTimeType()), "DateRangeInterval", select.DateRangeInterval(),
-               "DateRangePeriod", number(select.DateRangePeriod()));
+               select.DateRangeTimeType(), "DateRangeInterval", select.DateRangeInterval(),
+               "DateRangePeriod", select.DateRangePeriod());
   WriteDate(json, "DateRangeStart", select.DateRangeStart());
   WriteDate(json, "DateRangeEnd", select.DateRangeEnd());
   json.Members("IncludeVariableTests", select.IncludeVariableTests(), "IncludeDefectTests",
@@ -76,8 +75,8 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   for (std::int32_t i = 0; i < descriptors->Count(); ++i) {
     const auto descriptor = descriptors->Item(i);
     json.BeginObject(true);
-    json.Members("Type", number(descriptor->DescriptorType()), "Filter",
-                 number(descriptor->FilterType()), "Group", descriptor->GroupID());
+    json.Members("Type", descriptor->DescriptorType(), "Filter", descriptor->FilterType(), "Group",
+                 descriptor->GroupID());
     json.Key("Items");
     json.BeginArray(true);
     for (std::int32_t item = 1; item <= descriptor->ItemCount(); ++item)
@@ -94,18 +93,16 @@ void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, cons
 
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
                      const std::vector<Note>& notes) {
-  JsonWriter json;
-  json.BeginObject();
-  ObjectMember(json, "DataSelect", select, WriteDataSelect);
-  json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
-               "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
-  json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
-    WriteSubgroup(json, row, names);
-    WriteRemarks(json, row);
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "DataSelect", select, WriteDataSelect);
+    json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
+                 "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
+    json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
+      WriteSubgroup(json, row, names);
+      WriteRemarks(json, row);
+    });
+    WriteNotes(json, notes);
   });
-  WriteNotes(json, notes);
-  json.EndObject();
-  return json.Text();
 }
 
 }  // namespace orvspc::render

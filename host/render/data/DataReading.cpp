@@ -15,34 +15,40 @@ std::string Trimmed(std::string text) {
   return text;
 }
 
-std::vector<TestRow> ReadTests(TestData& tests) {
-  std::vector<TestRow> rows;
-  if (!tests.MoveFirst()) return rows;
-  rows.reserve(static_cast<std::size_t>(tests.Count()));
-  do {
-    rows.push_back(
-        {tests.Sn(), tests.Tsno(), tests.Sbno(), tests.Def(), tests.Gage(), tests.Val()});
-  } while (tests.MoveNext());
-  return rows;
-}
+SubgroupRow ReadSubgroup(SubgroupData& data) {
+  TestData& tests = *data.TestData();
+  DescriptorData& descriptors = *data.DescriptorData();
+  CommentData& comments = *data.CommentData();
+  return {
+      data.Sgrp(),
+      data.Part(),
+      data.Prcs(),
+      data.Test(),
+      data.Wkst(),
+      data.Job(),
+      data.Lot(),
+      data.Shft(),
+      data.Ptrv(),
+      data.Empl(),
+      data.Size(),
+      data.Flag(),
+      platform::DateToTimeStamp(data.Sgtm()),
+      data.GroupIndex(),
+      data.GroupID(),
 
-std::vector<DescriptorRow> ReadDescriptors(DescriptorData& descriptors) {
-  std::vector<DescriptorRow> rows;
-  if (!descriptors.MoveFirst()) return rows;
-  do {
-    rows.push_back({descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()});
-  } while (descriptors.MoveNext());
-  return rows;
-}
-
-std::vector<CommentRow> ReadComments(CommentData& comments) {
-  std::vector<CommentRow> rows;
-  if (!comments.MoveFirst()) return rows;
-  do {
-    rows.push_back({Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
-                    comments.Tsno(), comments.Edtm()});
-  } while (comments.MoveNext());
-  return rows;
+      ReadRows(tests,
+               [&] {
+                 return TestRow{tests.Sn(),  tests.Tsno(), tests.Sbno(),
+                                tests.Def(), tests.Gage(), tests.Val()};
+               }),
+      ReadRows(descriptors,
+               [&] {
+                 return DescriptorRow{descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()};
+               }),
+      ReadRows(comments, [&] {
+        return CommentRow{Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
+                          comments.Tsno(), comments.Edtm()};
+      })};
 }
 
 }  // namespace
@@ -53,29 +59,7 @@ SubgroupsRead ReadSubgroups(SubgroupData& data) {
   read.total_groups = data.TotalGroups();
   read.total_tests = data.TotalTests();
   read.total_descriptors = data.TotalDescriptors();
-  if (!data.MoveFirst()) return read;
-  read.rows.reserve(static_cast<std::size_t>(read.total_subgroups));
-  do {
-    SubgroupRow row{data.Sgrp(),
-                    data.Part(),
-                    data.Prcs(),
-                    data.Test(),
-                    data.Wkst(),
-                    data.Job(),
-                    data.Lot(),
-                    data.Shft(),
-                    data.Ptrv(),
-                    data.Empl(),
-                    data.Size(),
-                    data.Flag(),
-                    platform::DateToTimeStamp(data.Sgtm()),
-                    data.GroupIndex(),
-                    data.GroupID(),
-                    ReadTests(*data.TestData()),
-                    ReadDescriptors(*data.DescriptorData()),
-                    ReadComments(*data.CommentData())};
-    read.rows.push_back(std::move(row));
-  } while (data.MoveNext());
+  read.rows = ReadRows(data, [&] { return ReadSubgroup(data); });
   data.MoveFirst();
   return read;
 }

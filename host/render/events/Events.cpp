@@ -54,14 +54,24 @@ std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* se
 }  // namespace
 
 std::vector<EventRow> ReadEvents(EventData& events) {
-  std::vector<EventRow> rows;
-  for (bool found = events.MoveFirst(); found; found = events.MoveNext()) {
-    rows.push_back({events.Evnt(), events.EventType(), events.Empl(), events.Prcs(), events.Part(),
-                    events.Test(), events.ACC(), events.ACCEmployee(), events.CAC(),
-                    events.CACEmployee(), events.Flag(), events.Name(), StampOf(events.EventTime()),
-                    StampOf(events.Sgtm()), StampOf(events.ACCTime()), StampOf(events.CACTime())});
-  }
-  return rows;
+  return ReadRows(events, [&] {
+    return EventRow{events.Evnt(),
+                    events.EventType(),
+                    events.Empl(),
+                    events.Prcs(),
+                    events.Part(),
+                    events.Test(),
+                    events.ACC(),
+                    events.ACCEmployee(),
+                    events.CAC(),
+                    events.CACEmployee(),
+                    events.Flag(),
+                    events.Name(),
+                    StampOf(events.EventTime()),
+                    StampOf(events.Sgtm()),
+                    StampOf(events.ACCTime()),
+                    StampOf(events.CACTime())};
+  });
 }
 
 std::string EventTypeWord(std::int32_t type) {
@@ -101,13 +111,11 @@ void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Na
 }
 
 std::string EventsJson(const EventsDocument& document, const Names& names) {
-  JsonWriter json;
-  json.BeginObject();
-  ObjectMember(json, "DataSelect", document.select, WriteDataSelect);
-  WriteEvents(json, document.events, names);
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "DataSelect", document.select, WriteDataSelect);
+    WriteEvents(json, document.events, names);
+    WriteNotes(json, document.notes);
+  });
 }
 
 Table EventsTable(const std::vector<EventRow>& events, const Names& names) {

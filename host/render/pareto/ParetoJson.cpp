@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoReading.h"
 
 #include <algorithm>
 #include <limits>
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 template <class Read>
 void LevelsMember(JsonWriter& json, const char* key, bool known, Read read) {
@@ -51,38 +50,35 @@ void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases, do
 }  // namespace
 
 void WriteParetoProcessing(JsonWriter& json, const PAProcessing& processing, bool levels) {
-  const auto number = [](auto value) { return static_cast<std::int32_t>(value); };
-  json.Members("BinCount", processing.BinCount(), "ResourceType",
-               number(processing.ResourceType()));
+  json.Members("BinCount", processing.BinCount(), "ResourceType", processing.ResourceType());
   LevelsMember(json, "BinType", levels, [&](std::int32_t l) { return processing.BinType(l); });
   LevelsMember(json, "BinTypeID", levels, [&](std::int32_t l) { return processing.BinTypeID(l); });
   LevelsMember(json, "BinTimePeriod", levels,
                [&](std::int32_t l) { return processing.BinTimePeriod(l); });
   LevelsMember(json, "BinTimeInterval", levels,
                [&](std::int32_t l) { return processing.BinTimeInterval(l); });
-  json.Members("ProcessingType", number(processing.ProcessingType()), "AccumulationType",
-               number(processing.AccumulationType()), "ShowEmptyBins", processing.ShowEmptyBins());
+  json.Members("ProcessingType", processing.ProcessingType(), "AccumulationType",
+               processing.AccumulationType(), "ShowEmptyBins", processing.ShowEmptyBins());
 }
 
 std::string ParetoJson(const ParetoDocument& document) {
   const ParetoRead& pareto = document.pareto;
-  JsonWriter json;
-  json.BeginObject();
-  if (pareto.processing) {
-    json.Object("Processing",
-                [&] { WriteParetoProcessing(json, *pareto.processing, pareto.levels_known); });
-  } else {
-    json.NullMember("Processing");
-  }
-  ObjectMember(json, "DataSelect", pareto.select.get(), WriteDataSelect);
-  const Bases bases = BasesOf(pareto);
-  const auto cumulative = CumulativePercents(pareto);
-  std::size_t place = 0;
-  json.Objects("Bins", pareto.bins,
-               [&](const ParetoBinRead& bin) { WriteBin(json, bin, bases, cumulative[place++]); });
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
+  return JsonDocument([&](JsonWriter& json) {
+    if (pareto.processing) {
+      json.Object("Processing",
+                  [&] { WriteParetoProcessing(json, *pareto.processing, pareto.levels_known); });
+    } else {
+      json.NullMember("Processing");
+    }
+    ObjectMember(json, "DataSelect", pareto.select.get(), WriteDataSelect);
+    const Bases bases = BasesOf(pareto);
+    const auto cumulative = CumulativePercents(pareto);
+    std::size_t place = 0;
+    json.Objects("Bins", pareto.bins, [&](const ParetoBinRead& bin) {
+      WriteBin(json, bin, bases, cumulative[place++]);
+    });
+    WriteNotes(json, document.notes);
+  });
 }
 
 }  // namespace orvspc::render

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoReading.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +15,6 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kEighty = 80.0 - 1e-9;  // sums of shares are not exact
 
 // What the settings make of the data; without settings nothing is known.

@@ -8,12 +8,12 @@
 #include <string_view>
 
 #include "frame/XMLSupport.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kBetween = " / ";
 
 std::vector<std::string> Split(std::string_view name) {

@@ -6,8 +6,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
-#include "host/render/core/TimeTicks.h"
+#include "host/render/core/Scene.h"
 #include "host/render/events/Events.h"
 #include "host/render/states/StatesView.h"
 #include "platform/Enumerations.h"
