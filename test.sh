@@ -62,7 +62,7 @@ build_and_test() {  # preset, what it is
   fi
 }
 
-floors() { tools/check_floors.py --self-test && tools/check_floors.py; }
+floors() { tools/check_floors.py --self-test && tools/check_floors.py && tools/check_sql.sh; }
 
 # What runs on several threads; the rest of the tests says nothing to the thread sanitizer.
 build_threads() {

@@ -49,7 +49,7 @@ endfunction()
 foreach(floor platform frame dataset select ${ORVSPC_ANALYSES})
   orvspc_tests(${floor} orvspc_${floor} orvspc_test_fake orvspc_engine_dom)
 endforeach()
-foreach(part time statistics catalogue)
+foreach(part time statistics sql catalogue)
   orvspc_tests(engine/${part} orvspc_engine_${part} orvspc_engine_import)
 endforeach()
 # What the document writes is read back by a parser of other hands.

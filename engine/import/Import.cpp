@@ -61,8 +61,11 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
     const auto report = kKinds[static_cast<std::size_t>(kind)].import(context);
     transaction.Commit();
     store::NoteWrite();
-    // Best effort: with a reader in the way the log is emptied later.
-    connection->EmptyLog();
+    try {
+      connection->EmptyLog();
+    } catch (const sql::SqlError&) {
+      // What is committed stays in the log, which is emptied later.
+    }
     return report;
   } catch (...) {
     sql::RethrowAsExternal(store->Path(), "Import");

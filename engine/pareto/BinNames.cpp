@@ -5,7 +5,7 @@
 #include <functional>
 #include <utility>
 
-#include "engine/sql/failure.h"
+#include "engine/store/call_boundary.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {

@@ -1,3 +1,4 @@
+-- SPDX-License-Identifier: Apache-2.0
 -- Rows of limits, opportunities, alarms and settings never change: a newer row replaces an older.
 -- effective is a time stamp; the lowest stamp means "since ever". A test has type 0 until it has
 -- values.

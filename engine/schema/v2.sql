@@ -1,3 +1,4 @@
+-- SPDX-License-Identifier: Apache-2.0
 -- What Pareto, capability, states and compliance need beside the values: codes and parts with a
 -- weight, the organisation of a process, events, the log of process states, net contents and
 -- sampling requirements. In the code tables name is the code and text its meaning.

@@ -102,8 +102,8 @@ class Connection {
   // Before a transaction that writes much.
   virtual void PrepareBulk() = 0;
   // Moves everything committed from a log into the database itself. False: not everything, since
-  // another connection or a failure was in the way.
-  virtual bool EmptyLog() noexcept = 0;
+  // another connection was in the way.
+  virtual bool EmptyLog() = 0;
 
   // A second connection to the same database that only reads; null when there cannot be one.
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;

@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include "engine/store/alarm_rules.h"
-#include "engine/store/call_boundary.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -73,7 +72,7 @@ auto SqlStore::FromCache(Work work) -> decltype(work()) {
     RefreshSoon();
     return work();
   } catch (...) {
-    KeepCurrentFailure(this);
+    KeepCurrentFailure();
     return {};
   }
 }

@@ -3,10 +3,11 @@
 
 #include <stdexcept>
 
-#include "engine/store/call_boundary.h"
+#include "engine/sql/failure.h"
+
+namespace orvspc::engine::store {
 
 // Default implementations for stores that do not override them.
-namespace orvspc::engine::store {
 
 bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
                             const SelectOptions& options, BatchTaker& taker) {
@@ -31,19 +32,21 @@ const std::string& Store::Path() const {
 }
 
 bool Store::Read(const std::function<void(sql::Connection&)>& work) {
-  return KeepFailures(this, [&] {
-           ReadOrThrow(work);
-           return 1;
-         }) != 0;
+  try {
+    ReadOrThrow(work);
+    return true;
+  } catch (...) {
+    KeepCurrentFailure();
+    return false;
+  }
 }
 
-void KeepCurrentFailure(Store* store) noexcept {
-  if (store == nullptr) return;
+void Store::KeepCurrentFailure() noexcept {
   try {
-    auto failure = sql::CurrentFailure(store->Path());
-    store->Fail(failure.number, std::move(failure.text));
+    auto failure = sql::CurrentFailure(Path());
+    Fail(failure.number, std::move(failure.text));
   } catch (...) {
-    // No memory for the text: the result 0 must do.
+    // No memory for the text: the result must do.
   }
 }
 

@@ -88,6 +88,8 @@ class Store {
 
   // Keeps a failure for TakeFailure; of several the first, which is the cause.
   virtual void Fail(std::int32_t number, std::string description) = 0;
+  // The same for the exception being handled.
+  void KeepCurrentFailure() noexcept;
 
   // For analyses with SQL of their own. By default a store has no database: ReadOrThrow and Cache
   // throw std::logic_error, and Path is empty.

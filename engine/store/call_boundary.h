@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "engine/sql/failure.h"
 #include "engine/store/Store.h"
@@ -11,16 +10,13 @@
 // The functions of the closed libraries: no exception leaves them, and a failure returns 0.
 namespace orvspc::engine::store {
 
-// Keeps the exception being handled in the store, if there is one.
-void KeepCurrentFailure(Store* store) noexcept;
-
 // Runs the body; an exception is kept in the store, if there is one, and gives 0.
 template <class Body>
 std::int32_t KeepFailures(Store* store, Body body) noexcept {
   try {
     return body();
   } catch (...) {
-    KeepCurrentFailure(store);
+    if (store != nullptr) store->KeepCurrentFailure();
     return 0;
   }
 }

@@ -33,6 +33,28 @@ class Program : public ProgramTest {
   }
 };
 
+TEST_F(Program, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
+  Import();
+  std::filesystem::rename(folder_.File("q.db"), folder_.File("kept.db"));
+  Write("q.db-wal", "somebody's");
+  const Outcome refused = Run("import values.csv --db q.db");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err,
+            "orvspc import: q.db: q.db-wal is left from another database; move it away\n");
+  EXPECT_FALSE(Exists("q.db"));
+  EXPECT_EQ(Text(folder_.File("q.db-wal")), "somebody's");
+}
+
+TEST_F(Program, EveryNameOfADatabaseIsTheNameOfAFile) {
+  Import();
+  for (const std::string name : {":memory:", "file:other.db", "file:q.db?mode=ro"}) {
+    EXPECT_EQ(Run("import values.csv --db '" + name + "'").status, 0) << name;
+    EXPECT_TRUE(Exists(name)) << name;
+    EXPECT_NE(Run("list --db '" + name + "'").out.find("Bolt"), std::string::npos) << name;
+  }
+  EXPECT_FALSE(Exists("other.db"));
+}
+
 TEST_F(Program, ChartOfImportedValuesShowsThePointOutsideInEveryFormat) {
   Import();
   const std::string chart = "chart --db q.db --part Bolt --graph1 individuals --graph2 mr ";

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "engine/import/Import.h"
 #include "engine/store/SqlStore.h"
 #include "host/cli/Analysis.h"
 #include "host/render/capability/CapabilityReading.h"

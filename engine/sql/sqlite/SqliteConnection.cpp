@@ -181,11 +181,13 @@ class SqliteConnection final : public Connection {
     // EmptyLog follows at the end, in place of several checkpoints on the way.
     Execute("PRAGMA wal_autocheckpoint=0");
   }
-  bool EmptyLog() noexcept override {
+  bool EmptyLog() override {
     int pages = 0, moved = 0;
-    return sqlite3_wal_checkpoint_v2(db_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, &pages,
-                                     &moved) == SQLITE_OK &&
-           pages == moved;
+    const int code =
+        sqlite3_wal_checkpoint_v2(db_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, &pages, &moved);
+    if (KindOf(code) == SqlError::Kind::Locked) return false;
+    Check(db_.get(), code);
+    return pages == moved;
   }
 
   std::unique_ptr<Connection> OpenReader() noexcept override {

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/stream_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "engine/store/large_pages.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::store {
+
+// Gives every row so far its key.
+void MakeKeyed(DataSet& set) {
+  if (!set.keys.empty() || set.values.empty()) return;
+  set.keys.reserve(set.values.capacity());
+  for (const auto& subgroup : set.subgroups) {
+    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+      set.keys.push_back({0, row - subgroup.Test_Start + 1, 0, 0, 0});
+    }
+  }
+}
+
+// The clustered index serves each of these without sorting. Time and subgroup are in the packed
+// record: fetching a column costs as much as a value.
+std::string_view StreamReader::TextOf(bool forward, bool with_context) {
+  if (with_context) {
+    return forward ? "SELECT packed, context FROM measurement "
+                     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time, subgroup"
+                   : "SELECT packed, context FROM measurement "
+                     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+                     "ORDER BY time DESC, subgroup DESC";
+  }
+  return forward ? "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+                   "ORDER BY time, subgroup"
+                 : "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+                   "ORDER BY time DESC, subgroup DESC";
+}
+
+std::size_t StreamReader::PlaceOf(std::int64_t context, std::int32_t subgroup) const {
+  const auto place = cache_.PlaceOfContext(context);
+  if (!place) RaiseUnknownContext(context, subgroup);
+  return *place;
+}
+
+bool StreamReader::Take(const Stream& stream, const PackedView& record, std::size_t context,
+                        DataSet& out) const {
+  const auto subgroup = record.Subgroup();
+  if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
+  if (const auto& wanted = conditions_.with_descriptors;
+      wanted && !std::binary_search(wanted->begin(), wanted->end(), subgroup)) {
+    return false;
+  }
+  if (!conditions_.contexts.empty() && !conditions_.contexts[context]) return false;
+  if (conditions_.states != 0 && (conditions_.states & (1 << record.Flag())) == 0) return false;
+
+  const auto first = out.values.size();
+  if (!TakeRows(stream, record, out)) return false;
+  AppendSubgroup(stream, record, context, out);
+  out.subgroups.back().Test_Start = static_cast<std::int32_t>(first);
+  out.subgroups.back().Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
+  return true;
+}
+
+bool StreamReader::HasWantedDefect(const PackedView& view) const {
+  const auto& wanted = *conditions_.defects;
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    if (std::binary_search(wanted.begin(), wanted.end(), view.Key(i).Def)) return true;
+  }
+  return false;
+}
+
+bool StreamReader::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const {
+  const bool narrow =
+      conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
+  if (conditions_.defects && !conditions_.defects_narrow_rows && !HasWantedDefect(view)) {
+    return false;
+  }
+  const auto count = view.Count();
+  const auto first = out.values.size();
+  if (!narrow && conditions_.item == 0) {
+    if (!view.IsPlain()) MakeKeyed(out);
+    out.values.resize(first + count);
+    std::memcpy(out.values.data() + first, view.Values(), count * sizeof(double));
+    if (!view.IsPlain() || !out.keys.empty()) {
+      for (std::size_t i = 0; i < count; ++i) out.keys.push_back(view.Key(i));
+    }
+    return true;
+  }
+  MakeKeyed(out);
+  bool has_item = false;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto key = view.Key(i);
+    if (conditions_.item != 0 && key.Tsno != conditions_.item) continue;
+    has_item = true;
+    if (narrow &&
+        !std::binary_search(conditions_.defects->begin(), conditions_.defects->end(), key.Def)) {
+      continue;
+    }
+    out.values.push_back(view.Value(i));
+    out.keys.push_back(key);
+  }
+  if (!has_item) return false;
+  if (out.values.size() == first) {
+    // Inspected without one of the chosen defects: the subgroup stays, with an empty row.
+    out.values.push_back(0.0);
+    out.keys.push_back({});
+  }
+  return true;
+}
+
+void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
+                                  std::size_t context, DataSet& out) const {
+  auto& subgroup = out.subgroups.emplace_back();
+  subgroup.Sgtm = record.Time();
+  subgroup.Sgrp = record.Subgroup();
+  subgroup.Part = stream.part;
+  subgroup.Prcs = stream.process;
+  subgroup.Test = stream.test;
+  subgroup.Size = record.RoundedSize();
+  out.AddSize(record.Size());
+  subgroup.Flag = record.Flag();
+  const auto& who = cache_.contexts[context];
+  subgroup.Wkst = who.workstation;
+  subgroup.Job = who.job;
+  subgroup.Lot = who.lot;
+  subgroup.Shft = who.shift;
+  subgroup.Ptrv = who.revision;
+  subgroup.Empl = who.employee;
+}
+
+// Names the damaged subgroup by the columns beside its record, which cannot be trusted.
+void StreamReader::RaiseDamaged(sql::Connection& db, const Stream& stream) const {
+  std::string which = "a subgroup";
+  sql::Query query(db,
+                   "SELECT m.subgroup, s.label, m.packed FROM measurement m "
+                   "JOIN subgroup s ON s.id = m.subgroup "
+                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
+  query.Bind(1, stream.id);
+  query.Bind(2, std::int64_t{range_.Start()}).Bind(3, std::int64_t{range_.End()});
+  while (query.Step()) {
+    if (PackedView::Of(query.Blob(2))) continue;
+    which =
+        "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
+    break;
+  }
+  throw std::runtime_error("The values of " + which + ", test " + std::to_string(stream.test) +
+                           ", are damaged: their checksum does not fit");
+}
+
+void StreamReader::Reserve(DataSet& out) const {
+  constexpr std::int64_t kMaxSubgroups = 1 << 22;
+  const auto expected = static_cast<std::size_t>(std::min(
+      {conditions_.limit, std::max<std::int64_t>(cache_.highest_subgroup, 1), kMaxSubgroups}));
+  out.subgroups.reserve(expected);
+  out.values.reserve(expected * std::min<std::size_t>(out.values.size(), 64));
+  PreferLargePages(out.subgroups.data(), expected * sizeof(API_SubgroupData));
+  PreferLargePages(out.values.data(), out.values.capacity() * sizeof(double));
+}
+
+}  // namespace orvspc::engine::store

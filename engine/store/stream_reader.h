@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "engine/sql/Connection.h"
+#include "engine/store/DataSet.h"
+#include "engine/store/StoreCache.h"
+#include "engine/store/conditions.h"
+#include "engine/store/packing.h"
+
+namespace orvspc::engine::store {
+
+// Gives every row so far its key.
+void MakeKeyed(DataSet& set);
+
+// Reads the subgroups of one stream that meet the conditions of a selection. Constant, so that two
+// threads can use it, each with a connection of its own.
+class StreamReader {
+ public:
+  // All three must outlive it; the range may be narrowed between two walks.
+  StreamReader(const StoreCache& cache, const Conditions& conditions, const TimeRange& range)
+      : cache_(cache),
+        conditions_(conditions),
+        range_(range),
+        with_context_(cache.contexts.size() > 1) {}
+
+  // Walks the stream from its oldest or its newest subgroup on. visit(record, context) returns
+  // false to stop.
+  template <class Visit>
+  void Walk(sql::Connection& db, const Stream& stream, bool forward, Visit visit) const {
+    WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
+  }
+  // Both ends belong to it.
+  template <class Visit>
+  void WalkBetween(sql::Connection& db, const Stream& stream, bool forward, std::int32_t start,
+                   std::int32_t end, Visit visit) const;
+
+  // Appends the subgroup if it meets every condition but the time.
+  bool Take(const Stream& stream, const PackedView& record, std::size_t context,
+            DataSet& out) const;
+  // Once the first subgroup is there, which shows how many rows one has.
+  void Reserve(DataSet& out) const;
+
+ private:
+  static std::string_view TextOf(bool forward, bool with_context);
+  std::size_t PlaceOf(std::int64_t context, std::int32_t subgroup) const;
+  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const;
+  bool HasWantedDefect(const PackedView& view) const;
+  void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
+                      DataSet& out) const;
+  [[noreturn]] void RaiseDamaged(sql::Connection& db, const Stream& stream) const;
+
+  const StoreCache& cache_;
+  const Conditions& conditions_;
+  const TimeRange& range_;
+  bool with_context_;
+};
+
+template <class Visit>
+void StreamReader::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
+                               std::int32_t start, std::int32_t end, Visit visit) const {
+  sql::Query query(db, TextOf(forward, with_context_));
+  query.Bind(1, stream.id).Bind(2, std::int64_t{start}).Bind(3, std::int64_t{end});
+  while (query.Step()) {
+    const auto record = PackedView::Of(query.Blob(0));
+    if (!record) RaiseDamaged(db, stream);
+    const auto context = with_context_ ? PlaceOf(query.Int64(1), record->Subgroup()) : 0;
+    if (!visit(*record, context)) return;
+  }
+}
+
+}  // namespace orvspc::engine::store
