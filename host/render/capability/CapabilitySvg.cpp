@@ -198,8 +198,4 @@ Scene CapabilityScene(const CapabilityView& view, bool embedded) {
   return Picture(view, embedded).Draw();
 }
 
-std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded) {
-  return WriteSvg(CapabilityScene(view, embedded));
-}
-
 }  // namespace orvspc::render

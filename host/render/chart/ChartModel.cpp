@@ -407,28 +407,24 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
 }  // namespace
 
 std::vector<std::string> SpecificationTexts(std::int32_t flags) {
-  struct Text {
-    std::int32_t bit;
-    const char* text;
-  };
-  static constexpr Text kTexts[] = {
-      {slfUSL, "a value above USL"},
-      {slfLSL, "a value below LSL"},
-      {slfURL, "a value above the upper reasonable limit"},
-      {slfLRL, "a value below the lower reasonable limit"},
-      {slfUGB, "a value above the upper gage bound"},
-      {slfLGB, "a value below the lower gage bound"},
-      {slfTAR, "off target"},
-      {slfUWP, "a reading above the upper within-piece limit"},
-      {slfLWP, "a reading below the lower within-piece limit"},
-      {slfUSG, "above the upper subgroup limit"},
-      {slfLSG, "below the lower subgroup limit"},
-      {slfUDS, "deviation above its upper limit"},
-      {slfLDS, "deviation below its lower limit"},
+  static constexpr Word kTexts[] = {
+      {"a value above USL", slfUSL},
+      {"a value below LSL", slfLSL},
+      {"a value above the upper reasonable limit", slfURL},
+      {"a value below the lower reasonable limit", slfLRL},
+      {"a value above the upper gage bound", slfUGB},
+      {"a value below the lower gage bound", slfLGB},
+      {"off target", slfTAR},
+      {"a reading above the upper within-piece limit", slfUWP},
+      {"a reading below the lower within-piece limit", slfLWP},
+      {"above the upper subgroup limit", slfUSG},
+      {"below the lower subgroup limit", slfLSG},
+      {"deviation above its upper limit", slfUDS},
+      {"deviation below its lower limit", slfLDS},
   };
   std::vector<std::string> texts;
   for (const auto& text : kTexts)
-    if ((flags & text.bit) != 0) texts.emplace_back(text.text);
+    if ((flags & text.value) != 0) texts.emplace_back(text.word);
   return texts;
 }
 

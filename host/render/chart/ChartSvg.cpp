@@ -81,19 +81,15 @@ class Picture {
   }
 
   void DrawBoundaries(const Panel& panel) {
-    if (view_.groups.size() > 1 && view_.groups.size() <= 80)
-      for (std::size_t g = 1; g < view_.groups.size(); ++g)
-        scene_.Line(layout_.X(g) - layout_.PlaceWidth() / 2, panel.top,
-                    layout_.X(g) - layout_.PlaceWidth() / 2, panel.bottom, "b");
-    if (!view_.groups.empty() || view_.streams.empty()) return;
-    std::size_t changes = 0;
-    for (std::size_t i = 1; i < view_.Count(); ++i)
-      changes += view_.streams[i] != view_.streams[i - 1];
-    if (changes == 0 || changes >= 12) return;
-    for (std::size_t i = 1; i < view_.Count(); ++i)
-      if (view_.streams[i] != view_.streams[i - 1])
-        scene_.Line(layout_.X(i) - layout_.PlaceWidth() / 2, panel.top,
-                    layout_.X(i) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+    std::vector<std::size_t> begins;  // places
+    for (std::size_t g = 1; g < view_.groups.size(); ++g) begins.push_back(g);
+    for (std::size_t i = 1; i < view_.Count() && view_.groups.empty(); ++i)
+      if (view_.StreamOf(i) != view_.StreamOf(i - 1)) begins.push_back(i);
+    if (begins.size() >= (view_.groups.empty() ? 12 : 80)) return;
+    for (const std::size_t place : begins) {
+      const double x = layout_.X(place) - layout_.PlaceWidth() / 2;
+      scene_.Line(x, panel.top, x, panel.bottom, "b");
+    }
   }
 
   // Specification lines may lie off the scale; those parts are left out.
@@ -313,9 +309,5 @@ class Picture {
 }  // namespace
 
 Scene ChartScene(const ChartView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderChartSvg(const ChartView& view, bool embedded) {
-  return WriteSvg(ChartScene(view, embedded));
-}
 
 }  // namespace orvspc::render

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartView.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/chart/ChartView.h"
+#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
@@ -117,10 +117,8 @@ class Plot {
   // Room for the limits' values on the right.
   static std::size_t Gutter(const GraphView& graph) {
     std::size_t widest = 8;
-    for (const auto* values :
-         {&graph.limits.upper, &graph.limits.centre, &graph.limits.lower,
-          &graph.specification.upper, &graph.specification.centre, &graph.specification.lower})
-      if (!values->empty()) widest = std::max(widest, Width(Fixed(values->back(), graph.decimals)));
+    for (const auto& [name, values, specification] : LinesOf(graph))
+      if (!values.empty()) widest = std::max(widest, Width(Fixed(values.back(), graph.decimals)));
     return widest + 9;
   }
 
@@ -188,17 +186,10 @@ class Plot {
         return;
       }
     };
-    const auto specification = [&](const std::vector<double>& values) {
-      return std::min(DecimalsOf(values), graph.decimals);
-    };
-    if (view_.stream_views.size() <= 1) {
-      add("UCL", graph.limits.upper, graph.decimals);
-      add("CL", graph.limits.centre, graph.decimals);
-      add("LCL", graph.limits.lower, graph.decimals);
+    for (const auto& [name, values, specification] : LinesOf(graph)) {
+      if (specification) add(name, values, std::min(DecimalsOf(values), graph.decimals));
+      if (!specification && view_.stream_views.size() <= 1) add(name, values, graph.decimals);
     }
-    add("USL", graph.specification.upper, specification(graph.specification.upper));
-    add("Target", graph.specification.centre, specification(graph.specification.centre));
-    add("LSL", graph.specification.lower, specification(graph.specification.lower));
     return labels;
   }
 
@@ -366,10 +357,52 @@ class Plot {
   std::vector<Cell> cells_;
 };
 
+void WriteEstimates(Page& page, const ChartView& view) {
+  Table table{"Estimates", {"stream", "estimate", "#value", "estimator", "#constant", "#used"}};
+  const auto add = [&](const std::string& stream, const char* what, const Estimate& estimate) {
+    if (estimate.name.empty() && !std::isfinite(estimate.value)) return;
+    const bool constant = std::isfinite(estimate.constant) && estimate.constant != 0.0;
+    table.rows.push_back({stream, what, Significant(estimate.value, 8), estimate.name,
+                          constant ? Significant(estimate.constant, 8) : "",
+                          estimate.used > 0 ? std::to_string(estimate.used) : ""});
+  };
+  for (const auto& stream : view.stream_views) {
+    add(stream.name, "mean", stream.mean);
+    add(stream.name, "sigma of one piece (SP)", stream.sp);
+    add(stream.name, "sigma within (SW)", stream.sw);
+  }
+  page.Write(table);
+}
+
+void WriteMarks(Page& page, const ChartView& view) {
+  Table table{"Marked points",
+              {"graph", "#point", "time (UTC)", "stream", "#value", "rule", "what it means"}};
+  for (const auto& graph : view.graphs)
+    for (const auto& mark : graph.marks)
+      table.rows.push_back(
+          {graph.symbol, std::to_string(mark.point + 1), IsoTime(view.stamps[mark.point]),
+           view.stream_views.empty()
+               ? ""
+               : view.stream_views[static_cast<std::size_t>(view.StreamOf(mark.point))].name,
+           Fixed(graph.points[mark.point], graph.decimals), RuleNumbers(mark), MarkText(mark)});
+  page.Write(table);
+  if (!table.rows.empty()) return;
+  page.Heading(table.title);
+  page.Paragraph("sub", "No point breaks a run rule or a specification limit.");
+}
+
 }  // namespace
 
 std::string RenderChartText(const ChartView& view, const TextOptions& options) {
   return Plot(view, options).Write();
+}
+
+std::string RenderChartHtml(const ChartView& view) {
+  Page page(view, ChartScene(view, true));
+  if (view.Count() == 0) return page.Text();
+  WriteEstimates(page, view);
+  WriteMarks(page, view);
+  return page.Text();
 }
 
 }  // namespace orvspc::render

@@ -195,8 +195,4 @@ Scene ComplianceScene(const ComplianceView& view, bool embedded) {
   return Picture(view, embedded).Draw();
 }
 
-std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
-  return WriteSvg(ComplianceScene(view, embedded));
-}
-
 }  // namespace orvspc::render

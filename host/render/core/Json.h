@@ -13,6 +13,10 @@
 
 namespace orvspc::render {
 
+// How an array of objects is laid out: all of them on one line, each on a line of its own, or each
+// with its members on lines of their own.
+enum class Spread { None, Lines, Blocks };
+
 // Writes one JSON document. Objects put each member on a line of its own, arrays of numbers stand
 // on one line. Doubles are the shortest text that reads back as the same double; a double that is
 // no finite number is null. Text that is not UTF-8 has U+FFFD in place of the bad bytes.
@@ -66,6 +70,11 @@ class JsonWriter {
     Key(key);
     Null();
   }
+  // null where the value is not given.
+  template <class Type>
+  void MemberIf(bool given, std::string_view key, const Type& value) {
+    given ? Member(key, value) : NullMember(key);
+  }
 
   // Members of an open object: key and value in turn.
   template <class Type, class... Rest>
@@ -81,14 +90,14 @@ class JsonWriter {
     write();
     EndObject();
   }
-  // A member that is an array of objects; write(item) writes the members of one. lines: each object
-  // has a line of its own.
+  // A member that is an array of objects; write(item) writes the members of one.
   template <class Items, class Write>
-  void Objects(std::string_view key, const Items& items, Write write, bool lines = true) {
+  void Objects(std::string_view key, const Items& items, Write write,
+               Spread spread = Spread::Lines) {
     Key(key);
-    BeginArray(!lines);
+    BeginArray(spread == Spread::None);
     for (const auto& item : items) {
-      BeginObject(true);
+      BeginObject(spread != Spread::Blocks);
       write(item);
       EndObject();
     }

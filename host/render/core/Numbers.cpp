@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Numbers.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -11,17 +13,6 @@ namespace orvspc::render {
 namespace {
 
 constexpr const char* kNone = "\xE2\x80\x93";  // en dash
-
-std::string Convert(double value, std::chars_format format, int precision) {
-  char buffer[400];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value, format, precision);
-  return error == std::errc() ? std::string(buffer, end) : std::string(kNone);
-}
-
-std::string TwoDigits(std::int64_t value) {
-  const std::string text = std::to_string(value);
-  return text.size() < 2 ? "0" + text : text;
-}
 
 std::chrono::sys_seconds Time(std::int64_t stamp) {
   return std::chrono::sys_seconds(std::chrono::seconds(stamp));
@@ -48,8 +39,8 @@ std::int64_t StepOf(std::int64_t length, std::size_t most) {
 
 std::string Fixed(double value, int decimals) {
   if (!std::isfinite(value)) return kNone;
-  if (std::abs(value) >= 1e12) return Convert(value, std::chars_format::scientific, 5);
-  std::string text = Convert(value, std::chars_format::fixed, std::clamp(decimals, 0, 12));
+  if (std::abs(value) >= 1e12) return fmt::format("{:.5e}", value);
+  std::string text = fmt::format("{:.{}f}", value, std::clamp(decimals, 0, 12));
   // A tiny negative value must not read as minus zero.
   if (text.front() == '-' && text.find_first_not_of("-0.") == std::string::npos) text.erase(0, 1);
   return text;
@@ -63,8 +54,7 @@ std::string Shortest(double value) {
 }
 
 std::string Significant(double value, int digits) {
-  if (!std::isfinite(value)) return kNone;
-  return Convert(value, std::chars_format::general, digits);
+  return std::isfinite(value) ? fmt::format("{:.{}g}", value, digits) : kNone;
 }
 
 int DecimalsOf(std::span<const double> values) {
@@ -112,20 +102,19 @@ Ticks RoundTicks(double low, double high, int count) {
 
 std::string DayText(std::int64_t stamp) {
   const std::chrono::year_month_day day(std::chrono::floor<std::chrono::days>(Time(stamp)));
-  return std::to_string(static_cast<int>(day.year())) + "-" +
-         TwoDigits(static_cast<unsigned>(day.month())) + "-" +
-         TwoDigits(static_cast<unsigned>(day.day()));
+  return fmt::format("{}-{:02}-{:02}", static_cast<int>(day.year()),
+                     static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
 }
 
 std::string ClockText(std::int64_t stamp) {
   const auto time = Time(stamp);
   const auto seconds = (time - std::chrono::floor<std::chrono::days>(time)).count();
-  return TwoDigits(seconds / 3600) + ":" + TwoDigits(seconds / 60 % 60);
+  return fmt::format("{:02}:{:02}", seconds / 3600, seconds / 60 % 60);
 }
 
 std::string IsoTime(std::int64_t stamp) {
   const std::int64_t second = ((stamp % 60) + 60) % 60;
-  return DayText(stamp) + "T" + ClockText(stamp) + ":" + TwoDigits(second);
+  return fmt::format("{}T{}:{:02}", DayText(stamp), ClockText(stamp), second);
 }
 
 TimeTicks RoundTimes(std::int64_t start, std::int64_t end, std::size_t most) {

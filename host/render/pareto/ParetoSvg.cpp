@@ -240,8 +240,4 @@ class Picture {
 
 Scene ParetoScene(const ParetoView& view, bool embedded) { return Picture(view, embedded).Draw(); }
 
-std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
-  return WriteSvg(ParetoScene(view, embedded));
-}
-
 }  // namespace orvspc::render

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoView.h"
-
 #include <algorithm>
 #include <cmath>
 
+#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/pareto/ParetoView.h"
 
 namespace orvspc::render {
 
@@ -98,6 +98,12 @@ std::string RenderParetoText(const ParetoView& view, const TextOptions& options)
   if (!view.Empty()) WriteBars(out, view);
   out.Notes(view);
   return out.Take();
+}
+
+std::string RenderParetoHtml(const ParetoView& view) {
+  Page page(view, ParetoScene(view, true));
+  page.Write(view.table);
+  return page.Text();
 }
 
 }  // namespace orvspc::render

@@ -15,32 +15,11 @@ namespace orvspc::render {
 
 namespace {
 
-// A state differs from the others in colour and, for readers without colours, in the height or the
-// hatching of its bar.
-struct TypeLook {
-  std::int32_t type;
-  const char* style;
-  double height;  // share of the bar
-};
-constexpr TypeLook kLooks[] = {
-    {pst_None, "s0", 0.15},         {pst_Start, "s1", 0.8},
-    {pst_Run, "s2", 1.0},           {pst_Pause, "s3", 0.55},
-    {pst_End, "s4", 0.25},          {pst_Idle, "s5", 0.35},
-    {pst_ScheduledDown, "s6", 0.7}, {pst_UnscheduledDown, "s7", 1.0},
-};
-constexpr TypeLook kOther = {-1, "s0", 0.45};
-
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;       // height of a lane's bar
 constexpr double kLevel = 11.0;     // of a row of event symbols
 constexpr double kOutlined = 2.0;   // least width of a bar with an outline
 constexpr std::size_t kLevels = 3;  // rows of symbols at most
-
-const TypeLook& LookOf(std::int32_t type) {
-  for (const auto& look : kLooks)
-    if (look.type == type) return look;
-  return kOther;
-}
 
 std::string Duration(std::int64_t seconds) {
   const std::int64_t minutes = (seconds + 30) / 60;
@@ -112,7 +91,7 @@ class Picture {
   }
 
   void DrawStay(const Lane& lane, const Stay& stay, double bar) {
-    const TypeLook& look = LookOf(stay.type);
+    const StateLook& look = LookOf(stay.type);
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
     // The outline of a narrow bar would cover it.
     const std::string style = std::string(look.style) + (width < kOutlined ? " n" : "");
@@ -164,7 +143,7 @@ class Picture {
       x += width;
     };
     for (const auto& [type, sum] : hours) {
-      const TypeLook& look = LookOf(type);
+      const StateLook& look = LookOf(type);
       entry(StateTypeWord(type) + " " + Fixed(sum, 1) + " h", [&](double at, double line) {
         const double height = 12.0 * look.height;
         scene_.Rectangle(at, line + 1.0 - height, 16, height, look.style);
@@ -194,9 +173,5 @@ class Picture {
 }  // namespace
 
 Scene StatesScene(const StatesView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderStatesSvg(const StatesView& view, bool embedded) {
-  return WriteSvg(StatesScene(view, embedded));
-}
 
 }  // namespace orvspc::render
