@@ -54,7 +54,7 @@ Figures ProductCapability(const fs::path& path) {
   statistics->GetCpk(figures.cpk);
   statistics->GetPp(figures.pp);
   statistics->GetPpk(figures.ppk);
-  orvspc::TakeNotes();
+  database->TakeReport();
   return figures;
 }
 

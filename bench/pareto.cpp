@@ -153,7 +153,7 @@ Counts Product(const fs::path& path, std::int32_t most, std::vector<orvspc::paBi
   const auto bins = Analyse(database, most, std::move(levels))->Bins();
   if (const auto failure = database->TakeFailure())
     std::printf("%s\n", failure->description.c_str());
-  for (const auto& note : orvspc::TakeNotes()) std::printf("%s\n", note.text.c_str());
+  for (const auto& note : database->TakeReport().notes) std::printf("%s\n", note.text.c_str());
   Counts counts;
   for (bool is_bin = bins->MoveFirst(); is_bin; is_bin = bins->MoveNext()) {
     const auto name = bins->Name();

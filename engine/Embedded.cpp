@@ -128,10 +128,10 @@ class OpenedDatabase final : public EmbeddedDatabase {
     return Failure{failure->number, std::move(failure->text)};
   }
   Report TakeReport() override {
-    return {store::TakeNotes(),
-            {LatestStreams(), LatestAcceptance(), {}, {}},
-            LatestCapability(),
-            LatestSampling()};
+    const auto handle = handle_.Number();
+    return {store::TakeNotes(handle), charts::ChartLibrary::TakeReport(handle),
+            capability::CapabilityLibrary::TakeReport(handle),
+            compliance::ComplianceLibrary::TakeReport(handle)};
   }
 
  private:
@@ -156,19 +156,5 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform() {
 void InstallEmbedded() { platform::Install(EmbeddedPlatform()); }
 
 std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
-
-std::vector<Note> TakeNotes() { return engine::store::TakeNotes(); }
-
-CapabilityReport LatestCapability() { return engine::capability::CapabilityLibrary::Latest(); }
-
-std::vector<StreamReport> LatestStreams() { return engine::charts::ChartLibrary::LatestStreams(); }
-
-std::optional<AcceptanceLimits> LatestAcceptance() {
-  return engine::charts::ChartLibrary::LatestAcceptance();
-}
-
-std::vector<SamplingDue> LatestSampling() {
-  return engine::compliance::ComplianceLibrary::LatestSampling();
-}
 
 }  // namespace orvspc

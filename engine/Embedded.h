@@ -51,16 +51,4 @@ struct LoggedFailure {
 // The latest hundred failures that the process logged, oldest first. Nothing is ever printed.
 std::vector<LoggedFailure> LoggedFailures();
 
-// Of this thread: the notes since the last call, and the streams of the latest chart.
-std::vector<Note> TakeNotes();
-std::vector<StreamReport> LatestStreams();
-// Of this thread's latest capability analysis; empty before the first and after one that failed.
-// Ask before the next analysis of the thread.
-CapabilityReport LatestCapability();
-// Of this thread's latest chart; none unless it is one of attributes.
-std::optional<AcceptanceLimits> LatestAcceptance();
-
-// Of this thread's latest compliance of sampling, requirement by requirement.
-std::vector<SamplingDue> LatestSampling();
-
 }  // namespace orvspc

@@ -78,15 +78,12 @@ bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)
 }  // namespace
 
 const std::vector<SettingKind>& SettingKinds() {
-  using statistics::EstimatorSetting;
+  const auto words = statistics::EstimatorWords();
   static const std::vector<SettingKind> kinds = {
       {"sigma_estimator",
        "mvlue",
        "how sigma is estimated from ranges or deviations",
-       {statistics::NameOf(EstimatorSetting::Mvlue),
-        statistics::NameOf(EstimatorSetting::Unweighted),
-        statistics::NameOf(EstimatorSetting::Pooled),
-        statistics::NameOf(EstimatorSetting::PooledAsSbar)}},
+       {words.begin(), words.end()}},
       {"shift_starts",
        time::kUsualShifts,
        "when shifts start, for samples that are due once a shift",

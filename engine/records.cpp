@@ -100,34 +100,35 @@ const StateLogRecords::Record& StateLogRecords::Current() const {
 bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   records_.clear();
   cursor_ = 0;
-  return engine::Read(
-      Needed(database, "PrcsStateLog"), [&](store::SqlStore& store, sql::Connection& db) {
-        const auto time = platform::DateToTimeStamp(time_);
-        std::vector<store::StateLogRow> rows;
-        if (query_ == kForward) {
-          const std::int64_t limit = row_limit_;
-          // The forward read is of one process; 0 is no process, not all of them.
-          if (process_ != 0)
-            rows = store::ReadStateLog(db, process_, time, INT32_MAX,
-                                       limit > 0 ? limit + 1 : store::kEveryRecord);
-          if (limit > 0 && std::ssize(rows) > limit) {
-            rows.pop_back();
-            store::AddNote("states-cut",
-                           "The log of states has more records than are read at once; it is "
-                           "known up to the " +
-                               std::to_string(limit) + "th of them.");
-          }
-        } else if (query_ == kLatestBefore) {
-          if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
-        }
-        const auto& names = store.Names(catalogue::ItemKind::StateCode);
-        for (const auto& row : rows) {
-          const auto name = names.find(row.state);
-          records_.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
-                              name == names.end() ? std::string() : name->second});
-        }
-        return !records_.empty();
-      });
+  auto& needed = Needed(database, "PrcsStateLog");
+  const store::NotesBelongTo owner(needed.ConnectionHandle());
+  return engine::Read(needed, [&](store::SqlStore& store, sql::Connection& db) {
+    const auto time = platform::DateToTimeStamp(time_);
+    std::vector<store::StateLogRow> rows;
+    if (query_ == kForward) {
+      const std::int64_t limit = row_limit_;
+      // The forward read is of one process; 0 is no process, not all of them.
+      if (process_ != 0)
+        rows = store::ReadStateLog(db, process_, time, INT32_MAX,
+                                   limit > 0 ? limit + 1 : store::kEveryRecord);
+      if (limit > 0 && std::ssize(rows) > limit) {
+        rows.pop_back();
+        store::AddNote("states-cut",
+                       "The log of states has more records than are read at once; it is "
+                       "known up to the " +
+                           std::to_string(limit) + "th of them.");
+      }
+    } else if (query_ == kLatestBefore) {
+      if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
+    }
+    const auto& names = store.Names(catalogue::ItemKind::StateCode);
+    for (const auto& row : rows) {
+      const auto name = names.find(row.state);
+      records_.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
+                          name == names.end() ? std::string() : name->second});
+    }
+    return !records_.empty();
+  });
 }
 
 void StateLogRecords::Add(platform::PrcsStateLog& record) {

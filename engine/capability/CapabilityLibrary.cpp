@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "engine/capability/CapabilityRun.h"
+#include "engine/store/LatestReports.h"
 #include "engine/store/call_boundary.h"
 
 namespace orvspc::engine::capability {
@@ -11,7 +12,9 @@ namespace {
 
 struct ThreadState {
   std::weak_ptr<store::Store> store;  // of the latest analysis
+  std::int32_t handle = 0;            // likewise
   CapabilityRun run;
+  store::LatestReports<CapabilityReport> reports;
 };
 
 ThreadState& ThisThread() {
@@ -31,6 +34,8 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
   auto& state = ThisThread();
   state.run.Clear();
   state.store.reset();
+  state.handle = Connection;
+  state.reports.Forget(Connection);
   const auto done = store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
     state.store = store;
     const CapabilityOutput out{
@@ -38,7 +43,11 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
         Anova, SpecLim, SpecResults,          NccLim,  NccResults};
     return state.run.Process(*store, DSInfo, DSFilter, Options, out) ? 1 : 0;
   });
-  if (done == 0) state.run.Clear();
+  if (done == 0) {
+    state.run.Clear();
+  } else {
+    state.reports.Begin(Connection) = state.run.Report();
+  }
   return done;
 }
 
@@ -48,6 +57,7 @@ std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
     API_CASpecResults& SpecResults, const API_CAOptions& Options) {
   auto& state = ThisThread();
   const auto store = state.store.lock();
+  const store::NotesBelongTo owner(state.handle);
   if (store == nullptr) return 0;
   return store::KeepFailures(store.get(), [&]() -> std::int32_t {
     const auto bins = Bins.As<API_CABin>();
@@ -60,12 +70,16 @@ std::int32_t CapabilityLibrary::VLXCAP_JOHNSONCURVEFIT(
       return 0;
     }
     const auto points = static_cast<std::size_t>(Options.CurveCount);
-    return state.run.FitJohnson({X.first(points), Y.first(points),
-                                 bins.first(static_cast<std::size_t>(Options.BinCount)), Summary,
-                                 PPs, ChiSq, SpecLim, SpecResults});
+    const auto type = state.run.FitJohnson({X.first(points), Y.first(points),
+                                            bins.first(static_cast<std::size_t>(Options.BinCount)),
+                                            Summary, PPs, ChiSq, SpecLim, SpecResults});
+    state.reports.Begin(state.handle) = state.run.Report();
+    return type;
   });
 }
 
-CapabilityReport CapabilityLibrary::Latest() { return ThisThread().run.Report(); }
+CapabilityReport CapabilityLibrary::TakeReport(std::int32_t handle) {
+  return ThisThread().reports.Take(handle);
+}
 
 }  // namespace orvspc::engine::capability

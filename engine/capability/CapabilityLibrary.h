@@ -26,8 +26,8 @@ class CapabilityLibrary final : public platform::CapAna6 {
                                       API_CASpecLim8& SpecLim, API_CASpecResults& SpecResults,
                                       const API_CAOptions& Options) override;
 
-  // Of this thread's latest analysis.
-  static CapabilityReport Latest();
+  // Of the latest analysis of this thread on the database; empty when that gave none.
+  static CapabilityReport TakeReport(std::int32_t handle);
 };
 
 }  // namespace orvspc::engine::capability

@@ -110,17 +110,6 @@ statistics::SigmaEstimate FromSubgroups(std::int32_t type, const statistics::Spr
   return statistics::SigmaFromSdSums(spread.BySize(), setting);
 }
 
-Estimate ToReport(const statistics::SigmaEstimate& sigma) {
-  Estimate estimate;
-  estimate.value = sigma.value;
-  estimate.name = std::string(sigma.name);
-  estimate.constant = sigma.constant;
-  estimate.used = static_cast<std::int32_t>(sigma.used);
-  estimate.least_size = sigma.smallest_n;
-  estimate.largest_size = sigma.largest_n;
-  return estimate;
-}
-
 void FillAnova(const statistics::SpreadSums& spread, const SampleCentre& centre,
                API_CAAnova& record) {
   const auto table = statistics::AnovaOf(spread.Within(), spread.Between(), centre.squares,
@@ -365,7 +354,7 @@ bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& stre
   }
   CapabilityReport report;
   report.expected = ExpectedCounts(fitted, edges, centre.count);
-  report.short_term = ToReport(estimate);
+  report.short_term = statistics::ToEstimate(estimate);
   if (fitted != nullptr) report.law = fitted->Name();
   TellCounts(counts, cells, centre.count);
 

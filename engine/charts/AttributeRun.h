@@ -42,6 +42,7 @@ class AttributeRun {
   bool IsOpen() const { return is_open_; }
   const AttributePlan& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
+  const RunRows& Rows() const { return rows_; }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
   // Units inspected in each subgroup, in the order of the data set; 0 for not known.
   std::vector<double> UnitsInspected() const;

@@ -1,39 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/ChartLibrary.h"
 
+#include <algorithm>
 #include <cmath>
-#include <exception>
 #include <memory>
-#include <new>
-#include <optional>
-#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/store/LatestReports.h"
 #include "engine/store/OpenRun.h"
 #include "engine/store/Store.h"
+#include "engine/store/call_boundary.h"
 #include "engine/store/large_pages.h"
 
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr std::int32_t kOutOfMemory = 7, kUnexpected = -2147467259;
-
-// What the acceptance limits of the latest chart are made of.
-struct Sampling {
-  bool defectives = false;
+// What a report of a chart is made of, once it is asked for.
+struct Latest {
+  std::vector<std::pair<ChartStream, StreamEstimates>> streams;
+  std::vector<std::int32_t> limit_rows;
+  // Of a chart of counts.
+  bool counts = false, defectives = false;
   double level = 0.0, risk = 0.0;  // percent
   std::vector<double> sizes;
 };
 
 struct ThreadState {
-  std::int32_t handle = 0;  // of the open run, which is of one of the roads
+  std::weak_ptr<store::Store> store;  // of the open run, which is of one of the paths
   VariableRun variable;
   AttributeRun attribute;
-  std::vector<std::pair<ChartStream, StreamEstimates>> latest;
-  std::optional<Sampling> sampling;
+  store::LatestReports<Latest> latest;
 };
 
 ThreadState& ThisThread() {
@@ -44,46 +43,22 @@ ThreadState& ThisThread() {
 void Close(ThreadState& state) {
   state.variable.Clear();
   state.attribute.Clear();
-  state.handle = 0;
+  state.store.reset();
   store::ClearOpenRun();
-}
-
-void KeepFailure(std::int32_t handle, std::int32_t number, const char* description) noexcept {
-  try {
-    if (const auto store = store::StoreOf(handle)) store->Fail(number, description);
-  } catch (...) {
-    // No memory for the words either: the result 0 has to speak for itself.
-  }
-}
-
-// The boundary of the library: whatever the body throws becomes a kept failure and a result of 0.
-template <class Body>
-std::int32_t Guarded(std::int32_t handle, Body body) noexcept {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    KeepFailure(handle, kOutOfMemory, "Out of memory");
-  } catch (const std::length_error&) {
-    KeepFailure(handle, kOutOfMemory, "Out of memory");
-  } catch (const std::exception& failure) {
-    KeepFailure(handle, kUnexpected, failure.what());
-  } catch (...) {
-    KeepFailure(handle, kUnexpected, "The chart could not be made.");
-  }
-  return 0;
 }
 
 template <class Run>
 void Open(ThreadState& state, const Run& run, std::int32_t handle) {
   thread_local std::vector<store::StreamKey> keys;
   keys.clear();
+  auto& latest = state.latest.Begin(handle);
   const auto streams = run.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     keys.push_back({streams[s].part, streams[s].process, streams[s].test});
-    state.latest.emplace_back(streams[s], run.EstimatesOf(s));
+    latest.streams.emplace_back(streams[s], run.EstimatesOf(s));
   }
+  latest.limit_rows = run.Rows().DeliveredLimitRows();
   store::SetOpenRun(handle, keys);
-  state.handle = handle;
 }
 
 // A process call: process(store) returns the chart word, and the run stays open unless that is 0.
@@ -91,13 +66,11 @@ template <class Run, class Process>
 std::int32_t Begin(Run& run, std::int32_t handle, Process process) {
   auto& state = ThisThread();
   Close(state);
-  state.latest.clear();
-  state.sampling.reset();
-  const auto word = Guarded(handle, [&] {
-    const auto store = store::StoreOf(handle);
-    if (!store) return 0;
+  state.latest.Forget(handle);
+  const auto word = store::CallWithStore(handle, [&](const auto& store) {
     const auto made = process(*store);
     if (made != 0) Open(state, run, handle);
+    state.store = store;
     return made;
   });
   if (word == 0) Close(state);
@@ -108,7 +81,26 @@ template <class Run>
 std::int32_t Deliver(Run& run, const platform::ArrayRef& array, platform::ChartData code,
                      std::int32_t graph) {
   store::PreferLargePages(array.data, array.count * array.element_size);
-  return Guarded(ThisThread().handle, [&] { return run.Deliver(array, code, graph); });
+  return store::KeepFailures(ThisThread().store.lock().get(),
+                             [&] { return run.Deliver(array, code, graph); });
+}
+
+AcceptanceLimits AcceptanceOf(const Latest& latest) {
+  constexpr double kPercent = 100.0;
+  AcceptanceLimits limits;
+  limits.level = latest.level;
+  limits.risk = latest.risk;
+  limits.binomial = latest.defectives;
+  const auto accepted =
+      latest.defectives ? statistics::AcceptedDefectives : statistics::AcceptedDefects;
+  std::unordered_map<double, double> known;
+  for (const double size : latest.sizes) {
+    const auto [found, fresh] = known.try_emplace(size, 0.0);
+    if (fresh) found->second = accepted(size, latest.level / kPercent, latest.risk / kPercent);
+    limits.numbers.push_back(found->second);
+    limits.rates.push_back(found->second / size);
+  }
+  return limits;
 }
 
 }  // namespace
@@ -155,14 +147,17 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
     double& AQLProducerRisk, std::int32_t) {
   auto& state = ThisThread();
   auto& run = state.attribute;
-  return Begin(run, Connection, [&](store::Store& store) {
-    const auto word = run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
-    if (word != 0) {
-      state.sampling =
-          Sampling{run.Plan().chart->defectives, AQLValue, AQLProducerRisk, run.UnitsInspected()};
-    }
-    return word;
+  const auto word = Begin(run, Connection, [&](store::Store& store) {
+    return run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
   });
+  if (auto* const latest = state.latest.Of(Connection); word != 0 && latest != nullptr) {
+    latest->counts = true;
+    latest->defectives = run.Plan().chart->defectives;
+    latest->level = AQLValue;
+    latest->risk = AQLProducerRisk;
+    latest->sizes = run.UnitsInspected();
+  }
+  return word;
 }
 
 std::int32_t ChartLibrary::VLXCRT_ATTR_DATA(std::int32_t, const platform::ArrayRef& Array,
@@ -175,34 +170,19 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_END() {
   return 1;
 }
 
-std::vector<StreamReport> ChartLibrary::LatestStreams() {
-  std::vector<StreamReport> reports;
-  for (const auto& [stream, estimates] : ThisThread().latest) {
-    reports.push_back(ReportOf(stream, estimates));
+ChartReport ChartLibrary::TakeReport(std::int32_t handle) {
+  ChartReport report;
+  const auto latest = ThisThread().latest.Take(handle);
+  for (const auto& [stream, estimates] : latest.streams) {
+    report.streams.push_back(ReportOf(stream, estimates));
   }
-  return reports;
-}
-
-std::optional<AcceptanceLimits> ChartLibrary::LatestAcceptance() {
-  constexpr double kPercent = 100.0;
-  const auto& sampling = ThisThread().sampling;
-  if (!sampling) return std::nullopt;
-  AcceptanceLimits limits;
-  limits.level = sampling->level;
-  limits.risk = sampling->risk;
-  limits.binomial = sampling->defectives;
-  std::unordered_map<double, double> known;
-  for (const double size : sampling->sizes) {
-    const auto [found, fresh] = known.try_emplace(size, 0.0);
-    if (fresh) {
-      const auto accepted =
-          sampling->defectives ? statistics::AcceptedDefectives : statistics::AcceptedDefects;
-      found->second = accepted(size, sampling->level / kPercent, sampling->risk / kPercent);
-    }
-    limits.numbers.push_back(found->second);
-    limits.rates.push_back(found->second / size);
-  }
-  return limits;
+  report.limit_rows = latest.limit_rows;
+  if (!latest.counts) return report;
+  report.acceptance = AcceptanceOf(latest);
+  const bool fractions = std::any_of(latest.sizes.begin(), latest.sizes.end(),
+                                     [](double size) { return size != std::floor(size); });
+  if (fractions) report.sizes = latest.sizes;
+  return report;
 }
 
 }  // namespace orvspc::engine::charts

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <optional>
-#include <vector>
+#include <cstdint>
+#include <span>
 
 #include "platform/CtrlChrt6.h"
 #include "platform/Reports.h"
@@ -18,14 +18,14 @@ class ChartLibrary final : public platform::CtrlChrt6 {
                                         API_CCVarOptions& Options, std::int32_t Last) override;
   std::int32_t VLXCRT_VAR_DATA(std::int32_t Reserved, const platform::ArrayRef& Array,
                                platform::ChartData Code, std::int32_t Graph) override;
-  // A figure that does not exist is 0, as all six are with several streams; LatestStreams tells a
+  // A figure that does not exist is 0, as all six are with several streams; TakeReport tells a
   // sigma of 0 from none.
   std::int32_t VLXCRT_VAR_LIMITS(std::int32_t Reserved, double& MeanEstimate, double& SPEstimate,
                                  double& SWEstimate, double& AverageSize1, double& AverageSize2,
                                  double& AverageSize3) override;
   std::int32_t VLXCRT_VAR_END() override;
 
-  // AQLValue and AQLProducerRisk, in percent, are kept for LatestAcceptance and neither written to
+  // AQLValue and AQLProducerRisk, in percent, are kept for TakeReport and neither written to
   // nor looked at otherwise.
   std::int32_t VLXCRT_ATTR_PROCESS_LT(std::int32_t Reserved, std::int32_t Connection,
                                       API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
@@ -36,10 +36,9 @@ class ChartLibrary final : public platform::CtrlChrt6 {
                                 platform::ChartData Code, std::int32_t Graph) override;
   std::int32_t VLXCRT_ATTR_END() override;
 
-  // Streams of the latest chart of this thread, also after its run was closed.
-  static std::vector<StreamReport> LatestStreams();
-  // Of the latest chart of this thread, likewise; none unless it is one of attributes.
-  static std::optional<AcceptanceLimits> LatestAcceptance();
+  // Of the latest chart of this thread on the database, also after its run was closed; empty when
+  // that gave none.
+  static ChartReport TakeReport(std::int32_t handle);
 };
 
 }  // namespace orvspc::engine::charts

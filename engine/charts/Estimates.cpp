@@ -34,8 +34,9 @@ Source SourceOf(ChartKind kind, Source otherwise) {
 }
 
 // Sigma of one piece such that the points spread with it over the root of the mean size.
-statistics::SigmaEstimate FromPoints(const EstimateInput& input, double mean_size) {
-  auto estimate = statistics::SigmaFromMovingRanges(input.base, input.used);
+statistics::SigmaEstimate FromPoints(const EstimateInput& input, double mean_size,
+                                     statistics::EstimatorSetting setting) {
+  auto estimate = statistics::SigmaFromMovingRanges(input.base, input.used, setting);
   estimate.value *= std::sqrt(mean_size);
   return estimate;
 }
@@ -50,7 +51,7 @@ statistics::SigmaEstimate From(Source source, const EstimateInput& input,
     case Source::MovingRanges:
       break;
   }
-  return FromPoints(input, mean_size);
+  return FromPoints(input, mean_size, setting);
 }
 
 statistics::SigmaEstimate FromReadings(ChartKind kind, const EstimateInput& input,
@@ -93,17 +94,6 @@ void DropOverflow(StreamEstimates& estimates) {
   if (estimates.mean_used == 0 || std::isfinite(estimates.mean)) return;
   estimates.mean = kNoValue;
   estimates.overflow = true;
-}
-
-Estimate ToEstimate(const statistics::SigmaEstimate& sigma) {
-  Estimate estimate;
-  estimate.value = sigma.value;
-  estimate.name = std::string(sigma.name);
-  estimate.constant = sigma.constant;
-  estimate.used = static_cast<std::int32_t>(sigma.used);
-  estimate.least_size = sigma.smallest_n;
-  estimate.largest_size = sigma.largest_n;
-  return estimate;
 }
 
 }  // namespace
@@ -163,7 +153,7 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   }
   result.own_moving =
       plan.kinds[1] == ChartKind::MovingRange && !plan.SigmaFromPoints() && !shape.SinglePieces();
-  result.moving = result.own_moving ? FromPoints(input, result.mean_size) : result.sp;
+  result.moving = result.own_moving ? FromPoints(input, result.mean_size, setting) : result.sp;
   if (plan.kinds[1] == ChartKind::Cv) {
     result.gamma = statistics::CvFromRatios(input.ratios, input.sizes, input.used);
   }
@@ -194,9 +184,9 @@ StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimate
   report.mean.name = std::string(estimates.mean_name);
   report.mean.constant = kNoValue;
   report.mean.used = static_cast<std::int32_t>(estimates.mean_used);
-  report.sp = ToEstimate(estimates.sp);
-  report.sw = ToEstimate(estimates.sw);
-  if (estimates.gamma.Exists()) report.gamma = ToEstimate(estimates.gamma);
+  report.sp = statistics::ToEstimate(estimates.sp);
+  report.sw = statistics::ToEstimate(estimates.sw);
+  if (estimates.gamma.Exists()) report.gamma = statistics::ToEstimate(estimates.gamma);
   report.average_size = estimates.mean_size;
   return report;
 }

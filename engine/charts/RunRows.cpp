@@ -166,15 +166,32 @@ void RunRows::CollectLimitRows() {
       rows.limits_change = rows.limits_change || row != first;
       if (row != kNoRow) seen[static_cast<std::size_t>(row)] = 1;
     }
+    rows.delivered.assign(seen.size(), kNoRow);
     for (std::size_t i = 0; i < seen.size(); ++i) {
+      if (seen[i] == 0) continue;
       // A row for any process may serve several streams.
       const auto& row = rows.limits[i].row;
-      const bool known = std::any_of(
+      const auto known = std::find_if(
           limit_rows_.begin(), limit_rows_.end(),
           [&](const auto& other) { return std::memcmp(&other, &row, sizeof row) == 0; });
-      if (seen[i] != 0 && !known) limit_rows_.push_back(row);
+      rows.delivered[i] = static_cast<std::int32_t>(known - limit_rows_.begin());
+      if (known == limit_rows_.end()) limit_rows_.push_back(row);
     }
   }
+}
+
+std::vector<std::int32_t> RunRows::DeliveredLimitRows() const {
+  std::vector<std::int32_t> rows(limit_row_.size(), kNoRow);
+  if (rows.empty()) return rows;
+  const auto streams = table_.Streams();
+  for (std::size_t s = 0; s < streams.size(); ++s) {
+    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
+      const auto row = limit_row_[place];
+      if (row == kNoRow) continue;
+      rows[table_.SubgroupAt(place)] = streams_[s].delivered[static_cast<std::size_t>(row)];
+    }
+  }
+  return rows;
 }
 
 void RunRows::LoadAlarms(store::Store& store) {

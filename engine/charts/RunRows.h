@@ -42,6 +42,7 @@ class RunRows {
     std::vector<API_CCDefOpp> opportunities;
     std::array<std::uint32_t, 3> alarms{};  // bits of the rules that are on; only with many streams
     bool specs_change = false, limits_change = false, opportunities_change = false;  // in the chart
+    std::vector<std::int32_t> delivered;  // place of each of the limits among those handed out
     bool unsuited_limits = false;         // some of another chart were left out
     std::optional<double> unsuited_mean;  // of the first row left out for it
   };
@@ -65,6 +66,9 @@ class RunRows {
   bool HasStoredLimits() const { return !limit_row_.empty(); }
   // Place among the limits of the stream; kNoRow for none. Only with stored limits.
   std::int32_t LimitRowAt(std::size_t place) const { return limit_row_[place]; }
+  // For each subgroup in the order of the data set, the place of its row of control limits among
+  // the rows that Deliver hands out; kNoRow for none. Empty without stored limits.
+  std::vector<std::int32_t> DeliveredLimitRows() const;
   // The row of control limits is another than at the point before that counts.
   bool RestartsAt(const ChartStream& stream, std::size_t place) const;
 

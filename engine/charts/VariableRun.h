@@ -35,6 +35,7 @@ class VariableRun {
   bool IsOpen() const { return plan_.word != 0; }
   const ChartPlan& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
+  const RunRows& Rows() const { return rows_; }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
 
   // Forgets the run. Storage of a small one is kept for the next.

@@ -19,8 +19,9 @@ class ComplianceLibrary final : public platform::SReqCompliance {
                                                std::int32_t Count) override;
   std::int32_t VLXSREQ_SREQ_COMPLIANCE_FREEDATA() override;
 
-  // Windows of the latest computation of this thread, also after its rows were freed.
-  static std::vector<SamplingDue> LatestSampling();
+  // Windows of the latest computation of this thread on the database, also after its rows were
+  // freed.
+  static std::vector<SamplingDue> TakeReport(std::int32_t handle);
 };
 
 }  // namespace orvspc::engine::compliance

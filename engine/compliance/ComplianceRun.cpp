@@ -82,7 +82,7 @@ class Compliance {
   std::vector<SamplingWindow> WindowsOf(const Sampled& sampled,
                                         std::span<const StateSegment> segments) const {
     const auto& requirement = *sampled.requirement;
-    std::vector<Sample> samples;
+    std::vector<TakenSample> samples;
     for (const auto place : sampled.subgroups) {
       const auto& subgroup = data_.subgroups[place];
       const auto item = requirement.kind == SamplingKind::Lot   ? subgroup.Lot

@@ -50,7 +50,7 @@ bool IsRunning(std::int32_t state_type) {
 std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::int64_t every, std::int64_t grace,
-                                             std::span<const Sample> samples) {
+                                             std::span<const TakenSample> samples) {
   const auto stretches = RunningTime(segments, valid);
   if (stretches.empty() || every <= 0) return {};
   const auto& last = stretches.back();
@@ -88,7 +88,7 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
 std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::span<const Occasion> occasions,
-                                             std::span<const Sample> samples) {
+                                             std::span<const TakenSample> samples) {
   std::vector<SamplingWindow> windows;
   const auto stretches = RunningTime(segments, valid);
   for (const auto& occasion : occasions) {
@@ -99,7 +99,7 @@ std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segme
     const auto start = std::max(occasion.start, valid.start);
     const auto end = std::min(occasion.end, valid.end);
     auto& window = windows.emplace_back(SamplingWindow{occasion.end - 1, n, 0});
-    for (auto at = std::ranges::lower_bound(samples, start, {}, &Sample::time);
+    for (auto at = std::ranges::lower_bound(samples, start, {}, &TakenSample::time);
          at != samples.end() && at->time < end && window.collected < n; ++at) {
       if (occasion.item == 0 || at->item == occasion.item) ++window.collected;
     }

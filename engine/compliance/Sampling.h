@@ -29,7 +29,7 @@ struct Occasion {
   std::int32_t item = 0;  // lot or job; 0: every sample inside the period counts
 };
 
-struct Sample {
+struct TakenSample {
   std::int64_t time = 0;
   std::int32_t item = 0;  // its lot or job
 };
@@ -49,13 +49,13 @@ struct SamplingWindow {
 std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::int64_t every, std::int64_t grace,
-                                             std::span<const Sample> samples);
+                                             std::span<const TakenSample> samples);
 
 // n samples on each occasion with running time.
 std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::span<const Occasion> occasions,
-                                             std::span<const Sample> samples);
+                                             std::span<const TakenSample> samples);
 
 // What falls due in each segment; a window that ends beyond them belongs to the nearest.
 struct Due {

@@ -8,6 +8,7 @@
 
 #include "engine/catalogue/stored_rate.h"
 #include "engine/import/import_table.h"
+#include "engine/store/packing.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
@@ -84,6 +85,26 @@ void CheckLimits(const ImportTable& table, std::size_t first, std::int32_t given
       ((values[kUsl] && *target > *values[kUsl]) || (values[kLsl] && *target < *values[kLsl]))) {
     table.Remark(report, "target-outside", first + kTarget, "lies outside the specification");
   }
+}
+
+// Whether the database holds a count above 0 of an attribute test; process 0: of any process.
+bool HasCounts(sql::Connection& db, std::int32_t part, std::int32_t process, std::int32_t test) {
+  sql::Query query(db,
+                   "SELECT m.packed FROM stream s JOIN test t ON t.id = s.test "
+                   "JOIN measurement m ON m.stream = s.id "
+                   "WHERE s.part = ?1 AND s.test = ?2 AND (?3 = 0 OR s.process = ?3) "
+                   "AND t.type <> ?4");
+  query.Bind(1, std::int64_t{part})
+      .Bind(2, std::int64_t{test})
+      .Bind(3, std::int64_t{process})
+      .Bind(4, std::int64_t{ttVariable});
+  while (query.Step()) {
+    const auto view = store::PackedView::Of(query.Blob(0));
+    for (std::size_t row = 0; view && row < view->Count(); ++row) {
+      if (view->Value(row) > 0.0) return true;
+    }
+  }
+  return false;
 }
 
 // Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
@@ -219,6 +240,11 @@ ImportReport ImportControlLimits(const ImportContext& context) {
         .Bind(13, std::string_view(context.who))
         .Bind(14, context.made)
         .Run();
+    if (table.Number(kMean) == 0.0 && HasCounts(context.db, part, process, test)) {
+      table.Remark(report, "rate-zero", kMean,
+                   "a rate of 0 holds that nothing is ever found, but the stored subgroups have "
+                   "counts above 0; the rate of a chart of counts is Mean in its Streams");
+    }
     ++report.rows;
   }
   report.lines = table.Lines();

@@ -29,7 +29,7 @@ void ValuesWriter::Prepare() {
                contexts.Int(5)}] = contexts.Int(6);
   }
   sql::Query highest(db_, "SELECT max(id) FROM subgroup");
-  if (highest.Step()) highest_before_ = highest.Int64(0);
+  if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
 }
 
 void ValuesWriter::Write() {
@@ -42,17 +42,20 @@ void ValuesWriter::Write() {
 
 void ValuesWriter::WriteSubgroups() {
   sql::Query insert(db_,
-                    "INSERT INTO subgroup(part, process, label, time) VALUES(?1, ?2, ?3, ?4) "
-                    "ON CONFLICT DO NOTHING RETURNING id");
+                    "INSERT INTO subgroup(part, process, label, time, id) "
+                    "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     auto& subgroup = batch_.subgroups[i];
     insert.Bind(1, std::int64_t{subgroup.part})
         .Bind(2, std::int64_t{subgroup.process})
         .Bind(3, std::string_view(subgroup.label))
-        .Bind(4, std::int64_t{subgroup.time});
-    auto id = insert.RunForInt();
-    subgroup.is_new = id.has_value();
+        .Bind(4, std::int64_t{subgroup.time})
+        .Bind(5, highest_ + 1);
+    // RETURNING would cost more than counting here.
+    std::optional<std::int64_t> id = highest_ + 1;
+    subgroup.is_new = insert.Run() != 0;
     if (subgroup.is_new) {
+      ++highest_;
       ++report_.subgroups;
     } else {
       sql::Query query(db_,
@@ -124,10 +127,13 @@ void ValuesWriter::WriteMeasurements() {
                        batch_.open[i].get());
   }
   std::sort(order.begin(), order.end());
-  sql::Query write(db_,
-                   "INSERT INTO measurement(stream, time, subgroup, packed, context) "
-                   "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(stream, time, subgroup) "
-                   "DO UPDATE SET packed = excluded.packed, context = excluded.context");
+  // Two statements, since one with ON CONFLICT would look every key up twice.
+  sql::Query insert(db_,
+                    "INSERT INTO measurement(stream, time, subgroup, packed, context) "
+                    "VALUES(?1, ?2, ?3, ?4, ?5)");
+  sql::Query update(db_,
+                    "UPDATE measurement SET packed = ?4, context = ?5 "
+                    "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
   for (auto& [key, open] : order) {
     const auto& subgroup = batch_.subgroups[open->subgroup];
     const bool is_stored = !subgroup.is_new && IsStored(key);
@@ -148,7 +154,8 @@ void ValuesWriter::WriteMeasurements() {
       if (member != nullptr)
         context.*member = static_cast<std::int32_t>(std::max(open->once[i].value, 0.0));
     }
-    write.Bind(1, key.stream)
+    (is_stored ? update : insert)
+        .Bind(1, key.stream)
         .Bind(2, std::int64_t{key.time})
         .Bind(3, std::int64_t{key.subgroup})
         .Bind(4, std::span<const std::byte>(packed_))

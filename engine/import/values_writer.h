@@ -222,6 +222,7 @@ class ValuesWriter {
 
   std::map<store::Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
+  std::int64_t highest_ = 0;         // of all subgroups so far
   std::set<WrittenKey> added_to_old_;
   std::map<WrittenKey, WrittenState> states_;  // those that are not as a state begins
   std::optional<Refusal> refusal_;

@@ -2,8 +2,11 @@
 #include "engine/statistics/Estimators.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
+#include <string>
 
 #include "engine/statistics/ControlConstants.h"
 
@@ -12,16 +15,37 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-struct SettingName {
+enum class Pooling { None, Pooled, AsSbar };
+
+// What each setting means, in the order of the enumeration.
+struct SettingRow {
   EstimatorSetting setting;
-  std::string_view name;
+  std::string_view word;
+  bool weighted;    // means of ranges or deviations; otherwise each counts the same
+  Pooling pooling;  // of deviations
+  std::string_view range_name, sd_name, moving_range_name;
 };
-constexpr SettingName kSettingNames[] = {
-    {EstimatorSetting::Mvlue, "mvlue"},
-    {EstimatorSetting::Unweighted, "unweighted"},
-    {EstimatorSetting::Pooled, "pooled"},
-    {EstimatorSetting::PooledAsSbar, "pooled-as-sbar"},
+constexpr SettingRow kSettings[] = {
+    {EstimatorSetting::Mvlue, "mvlue", true, Pooling::None, "R-est mvlue", "S-est mvlue", "MR-est"},
+    {EstimatorSetting::Unweighted, "unweighted", false, Pooling::None, "R-est unweighted",
+     "S-est unweighted", "MR-est"},
+    {EstimatorSetting::Pooled, "pooled", true, Pooling::Pooled, "R-est mvlue", "S-est pooled",
+     "MR-est"},
+    {EstimatorSetting::PooledAsSbar, "pooled-as-sbar", true, Pooling::AsSbar, "R-est mvlue",
+     "S-est pooled-as-sbar", "MR-est"},
 };
+
+constexpr const SettingRow& RowOf(EstimatorSetting setting) {
+  return kSettings[static_cast<std::size_t>(setting)];
+}
+static_assert(std::all_of(std::begin(kSettings), std::end(kSettings),
+                          [](const SettingRow& row) { return &RowOf(row.setting) == &row; }));
+
+constexpr auto kWords = [] {
+  std::array<std::string_view, std::size(kSettings)> words{};
+  for (std::size_t i = 0; i < words.size(); ++i) words[i] = kSettings[i].word;
+  return words;
+}();
 
 bool IsUsed(std::span<const std::uint8_t> used, std::size_t i) {
   return used.empty() || used[i] != 0;
@@ -32,16 +56,17 @@ bool IsUsed(std::span<const std::uint8_t> used, std::size_t i) {
 struct SizeConstant {
   std::int32_t n = 0;
   double constant = 1.0, weight = 1.0;
+  std::string_view name;
 };
 
 SizeConstant RangeConstant(std::int32_t n) {
   const double d2 = D2(n), d3 = D3(n);
-  return {n, d2, d2 * d2 / (d3 * d3)};
+  return {n, d2, d2 * d2 / (d3 * d3), "d2"};
 }
 
 SizeConstant SdConstant(std::int32_t n) {
   const double c4 = C4(n), c5 = C5(n);
-  return {n, c4, c4 * c4 / (c5 * c5)};
+  return {n, c4, c4 * c4 / (c5 * c5), "c4"};
 }
 
 struct UsedSizes {
@@ -56,17 +81,25 @@ struct UsedSizes {
   }
 };
 
-// Calls visit(statistic, n) for every one that takes part.
-template <typename Visit>
-UsedSizes ForEachUsed(std::span<const double> statistics, std::span<const std::int32_t> sizes,
-                      std::span<const std::uint8_t> used, Visit visit) {
-  UsedSizes result;
-  for (std::size_t i = 0; i < statistics.size(); ++i) {
-    if (sizes[i] < 2 || !std::isfinite(statistics[i]) || !IsUsed(used, i)) continue;
-    result.Add(sizes[i]);
-    visit(statistics[i], sizes[i]);
-  }
-  return result;
+// What takes part in an estimate: a function that calls visit(sum, count, n) for each statistic (a
+// sum of one) or for all of one size.
+auto Singles(std::span<const double> statistics, std::span<const std::int32_t> sizes,
+             std::span<const std::uint8_t> used) {
+  return [=](auto visit) {
+    for (std::size_t i = 0; i < statistics.size(); ++i) {
+      if (sizes[i] < 2 || !std::isfinite(statistics[i]) || !IsUsed(used, i)) continue;
+      visit(statistics[i], std::int64_t{1}, sizes[i]);
+    }
+  };
+}
+
+auto Sums(std::span<const SpreadOfSize> by_size, std::int64_t SpreadOfSize::*count,
+          double SpreadOfSize::*sum) {
+  return [=](auto visit) {
+    for (const auto& row : by_size) {
+      if (row.n >= 2 && row.*count != 0) visit(row.*sum, row.*count, row.n);
+    }
+  };
 }
 
 SigmaEstimate Provenance(const UsedSizes& sizes, std::string_view name) {
@@ -79,79 +112,25 @@ SigmaEstimate Provenance(const UsedSizes& sizes, std::string_view name) {
   return result;
 }
 
-// sum(w statistic / constant) / sum(w); w = 1 when not weighted. One size for all divides once, at
+// sum(w sum / constant) / sum(w count); w = 1 when not weighted. One size for all divides once, at
 // the end.
-template <typename ConstantOf>
-SigmaEstimate FromMeans(std::span<const double> statistics, std::span<const std::int32_t> sizes,
-                        std::span<const std::uint8_t> used, bool weighted, ConstantOf constant_of,
+template <typename ForEach, typename ConstantOf>
+SigmaEstimate FromMeans(ForEach for_each, bool weighted, ConstantOf constant_of,
                         std::string_view name) {
   SizeConstant at;
-  double numerator = 0.0, denominator = 0.0, plain = 0.0;
-  const UsedSizes sizes_used =
-      ForEachUsed(statistics, sizes, used, [&](double statistic, std::int32_t n) {
-        if (n != at.n) at = constant_of(n);
-        const double weight = weighted ? at.weight : 1.0;
-        numerator += weight * statistic / at.constant;
-        denominator += weight;
-        plain += statistic;
-      });
-  SigmaEstimate result = Provenance(sizes_used, name);
-  if (!result.Exists()) return result;
-  if (result.smallest_n == result.largest_n) {
-    result.constant = at.constant;
-    result.value = plain / static_cast<double>(result.used) / at.constant;
-  } else {
-    result.value = numerator / denominator;
-  }
-  return result;
-}
-
-SigmaEstimate PooledSigma(std::span<const double> sds, std::span<const std::int32_t> sizes,
-                          std::span<const std::uint8_t> used, bool as_sbar) {
-  double squares = 0.0, degrees = 0.0, inverse_c4 = 0.0;
-  SizeConstant at;
-  const UsedSizes sizes_used = ForEachUsed(sds, sizes, used, [&](double sd, std::int32_t n) {
-    squares += (static_cast<double>(n) - 1.0) * sd * sd;
-    degrees += static_cast<double>(n) - 1.0;
-    if (n != at.n) at = SdConstant(n);
-    inverse_c4 += 1.0 / at.constant;
-  });
-  SigmaEstimate result = Provenance(sizes_used, as_sbar ? "S-est pooled-as-sbar" : "S-est pooled");
-  if (!result.Exists()) return result;
-  const double pooled = std::sqrt(squares / degrees);
-  if (!as_sbar) {
-    result.value = pooled;
-    return result;
-  }
-  result.sbar = pooled;
-  if (result.smallest_n == result.largest_n) {
-    result.constant = at.constant;
-    result.value = pooled / at.constant;
-  } else {
-    result.value = pooled * inverse_c4 / static_cast<double>(result.used);
-  }
-  return result;
-}
-
-// sum(w count mean / constant) / sum(w count) over the sizes; w = 1 when not weighted.
-template <typename ConstantOf>
-SigmaEstimate FromSums(std::span<const SpreadOfSize> by_size, std::int64_t SpreadOfSize::*count,
-                       double SpreadOfSize::*sum, bool weighted, ConstantOf constant_of,
-                       std::string_view name) {
   UsedSizes sizes;
-  SizeConstant at;
   double numerator = 0.0, denominator = 0.0, plain = 0.0;
-  for (const auto& row : by_size) {
-    if (row.n < 2 || row.*count == 0) continue;
-    sizes.Add(row.n, row.*count);
-    at = constant_of(row.n);
+  for_each([&](double sum, std::int64_t count, std::int32_t n) {
+    if (n != at.n) at = constant_of(n);
+    sizes.Add(n, count);
     const double weight = weighted ? at.weight : 1.0;
-    numerator += weight * (row.*sum) / at.constant;
-    denominator += weight * static_cast<double>(row.*count);
-    plain += row.*sum;
-  }
+    numerator += weight * sum / at.constant;
+    denominator += weight * static_cast<double>(count);
+    plain += sum;
+  });
   SigmaEstimate result = Provenance(sizes, name);
   if (!result.Exists()) return result;
+  result.constant_name = at.name;
   if (sizes.smallest == sizes.largest) {
     result.constant = at.constant;
     result.value = plain / static_cast<double>(result.used) / at.constant;
@@ -161,48 +140,65 @@ SigmaEstimate FromSums(std::span<const SpreadOfSize> by_size, std::int64_t Sprea
   return result;
 }
 
-SigmaEstimate PooledFromSums(std::span<const SpreadOfSize> by_size, bool as_sbar) {
+// The sums are those of the squares, (n - 1) s^2.
+template <typename ForEach>
+SigmaEstimate FromSquares(ForEach for_each, bool as_sbar, std::string_view name) {
+  SizeConstant at;
   UsedSizes sizes;
-  double squares = 0.0, degrees = 0.0, inverse_c4 = 0.0, c4 = kNaN;
-  for (const auto& row : by_size) {
-    if (row.n < 2 || row.sd_count == 0) continue;
-    sizes.Add(row.n, row.sd_count);
-    const auto count = static_cast<double>(row.sd_count);
-    squares += row.squares;
-    degrees += count * (row.n - 1.0);
-    c4 = C4(row.n);
-    inverse_c4 += count / c4;
-  }
-  SigmaEstimate result = Provenance(sizes, as_sbar ? "S-est pooled-as-sbar" : "S-est pooled");
+  double squares = 0.0, degrees = 0.0, inverse_c4 = 0.0;
+  for_each([&](double sum, std::int64_t count, std::int32_t n) {
+    if (n != at.n) at = SdConstant(n);
+    sizes.Add(n, count);
+    squares += sum;
+    degrees += static_cast<double>(count) * (static_cast<double>(n) - 1.0);
+    inverse_c4 += static_cast<double>(count) / at.constant;
+  });
+  SigmaEstimate result = Provenance(sizes, name);
   if (!result.Exists()) return result;
   result.value = std::sqrt(squares / degrees);
   if (!as_sbar) return result;
   result.sbar = result.value;
-  if (sizes.smallest == sizes.largest) result.constant = c4;
-  result.value *= inverse_c4 / static_cast<double>(result.used);
+  result.constant_name = at.name;
+  if (sizes.smallest == sizes.largest) {
+    result.constant = at.constant;
+    result.value /= at.constant;
+  } else {
+    result.value *= inverse_c4 / static_cast<double>(result.used);
+  }
   return result;
 }
 
-SigmaEstimate FromMovingRangeSum(double sum, const UsedSizes& pairs) {
-  SigmaEstimate result = Provenance(pairs, "MR-est");
+SigmaEstimate FromMovingRangeSum(double sum, const UsedSizes& pairs, EstimatorSetting setting) {
+  SigmaEstimate result = Provenance(pairs, RowOf(setting).moving_range_name);
   if (!result.Exists()) return result;
   result.constant = D2(2);
+  result.constant_name = "d2";
   result.value = sum / static_cast<double>(pairs.count) / result.constant;
   return result;
 }
 
 }  // namespace
 
-std::string_view NameOf(EstimatorSetting setting) {
-  for (const SettingName& row : kSettingNames)
-    if (row.setting == setting) return row.name;
-  return "";
-}
+std::string_view NameOf(EstimatorSetting setting) { return RowOf(setting).word; }
+
+std::span<const std::string_view> EstimatorWords() { return kWords; }
 
 std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name) {
-  for (const SettingName& row : kSettingNames)
-    if (row.name == name) return row.setting;
+  for (const SettingRow& row : kSettings)
+    if (row.word == name) return row.setting;
   return std::nullopt;
+}
+
+Estimate ToEstimate(const SigmaEstimate& sigma) {
+  Estimate estimate;
+  estimate.value = sigma.value;
+  estimate.name = std::string(sigma.name);
+  estimate.constant = sigma.constant;
+  estimate.constant_name = std::string(sigma.constant_name);
+  estimate.used = static_cast<std::int32_t>(sigma.used);
+  estimate.least_size = sigma.smallest_n;
+  estimate.largest_size = sigma.largest_n;
+  return estimate;
 }
 
 double SigmaAt(const SigmaEstimate& estimate, std::int32_t n) {
@@ -211,22 +207,27 @@ double SigmaAt(const SigmaEstimate& estimate, std::int32_t n) {
 
 SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const std::int32_t> sizes,
                               EstimatorSetting setting, std::span<const std::uint8_t> used) {
-  const bool weighted = setting != EstimatorSetting::Unweighted;
-  return FromMeans(ranges, sizes, used, weighted, RangeConstant,
-                   weighted ? "R-est mvlue" : "R-est unweighted");
+  const auto& row = RowOf(setting);
+  return FromMeans(Singles(ranges, sizes, used), row.weighted, RangeConstant, row.range_name);
 }
 
 SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes,
                            EstimatorSetting setting, std::span<const std::uint8_t> used) {
-  if (setting == EstimatorSetting::Pooled || setting == EstimatorSetting::PooledAsSbar)
-    return PooledSigma(sds, sizes, used, setting == EstimatorSetting::PooledAsSbar);
-  const bool weighted = setting == EstimatorSetting::Mvlue;
-  return FromMeans(sds, sizes, used, weighted, SdConstant,
-                   weighted ? "S-est mvlue" : "S-est unweighted");
+  const auto& row = RowOf(setting);
+  const auto singles = Singles(sds, sizes, used);
+  if (row.pooling == Pooling::None) {
+    return FromMeans(singles, row.weighted, SdConstant, row.sd_name);
+  }
+  const auto squares = [&](auto visit) {
+    singles([&](double sd, std::int64_t count, std::int32_t n) {
+      visit((static_cast<double>(n) - 1.0) * sd * sd, count, n);
+    });
+  };
+  return FromSquares(squares, row.pooling == Pooling::AsSbar, row.sd_name);
 }
 
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
-                                    std::span<const std::uint8_t> used) {
+                                    std::span<const std::uint8_t> used, EstimatorSetting setting) {
   double previous = kNaN, sum = 0.0;
   UsedSizes pairs;
   for (std::size_t i = 0; i < points.size(); ++i) {
@@ -237,27 +238,29 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
     sum += range;
     pairs.Add(2);
   }
-  return FromMovingRangeSum(sum, pairs);
+  return FromMovingRangeSum(sum, pairs, setting);
 }
 
 SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
-  const bool weighted = setting != EstimatorSetting::Unweighted;
-  return FromSums(by_size, &SpreadOfSize::range_count, &SpreadOfSize::ranges, weighted,
-                  RangeConstant, weighted ? "R-est mvlue" : "R-est unweighted");
+  const auto& row = RowOf(setting);
+  return FromMeans(Sums(by_size, &SpreadOfSize::range_count, &SpreadOfSize::ranges), row.weighted,
+                   RangeConstant, row.range_name);
 }
 
 SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
-  if (setting == EstimatorSetting::Pooled || setting == EstimatorSetting::PooledAsSbar)
-    return PooledFromSums(by_size, setting == EstimatorSetting::PooledAsSbar);
-  const bool weighted = setting == EstimatorSetting::Mvlue;
-  return FromSums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::sds, weighted, SdConstant,
-                  weighted ? "S-est mvlue" : "S-est unweighted");
+  const auto& row = RowOf(setting);
+  if (row.pooling == Pooling::None) {
+    return FromMeans(Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::sds), row.weighted,
+                     SdConstant, row.sd_name);
+  }
+  return FromSquares(Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::squares),
+                     row.pooling == Pooling::AsSbar, row.sd_name);
 }
 
-SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count) {
+SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count, EstimatorSetting setting) {
   UsedSizes pairs;
   if (count > 0) pairs.Add(2, count);
-  return FromMovingRangeSum(sum, pairs);
+  return FromMovingRangeSum(sum, pairs, setting);
 }
 
 std::vector<double> MovingRanges(std::span<const double> points,
@@ -273,11 +276,12 @@ std::vector<double> MovingRanges(std::span<const double> points,
 
 SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::int32_t> sizes,
                            std::span<const std::uint8_t> used) {
-  SigmaEstimate result = FromMeans(ratios, sizes, used, true, SdConstant, "Cv-est mvlue");
+  const auto singles = Singles(ratios, sizes, used);
+  SigmaEstimate result = FromMeans(singles, true, SdConstant, "Cv-est mvlue");
   if (!result.Exists()) return result;
   SizeConstant at;
   double weights = 0.0, bias = 0.0;
-  ForEachUsed(ratios, sizes, used, [&](double, std::int32_t n) {
+  singles([&](double, std::int64_t, std::int32_t n) {
     if (n != at.n) at = SdConstant(n);
     weights += at.weight;
     bias += at.weight / static_cast<double>(n);

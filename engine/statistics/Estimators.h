@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Reports.h"
+
 namespace orvspc::engine::statistics {
 
 // How subgroups of different size are put together. With one size for all, Mvlue and Unweighted
@@ -19,7 +21,8 @@ enum class EstimatorSetting {
   PooledAsSbar,  // the same pooled value as Sbar, divided by c4(n_i) at each point
 };
 
-// "mvlue", "unweighted", "pooled", "pooled-as-sbar".
+// The words that users give, in the order of the enumeration: "mvlue", "unweighted", ...
+std::span<const std::string_view> EstimatorWords();
 std::string_view NameOf(EstimatorSetting setting);
 std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name);
 
@@ -30,6 +33,7 @@ struct SigmaEstimate {
   double value = kNone;            // sigma of one piece; NaN: nothing to estimate from
   std::string_view name = "none";  // estimator and setting, e.g. "R-est mvlue"
   double constant = kNone;         // d2 or c4 that was divided by; NaN: none, or several
+  std::string_view constant_name;  // "d2" or "c4", also where there are several
   std::int64_t used = 0;           // subgroups, or moving ranges, that took part
   std::int32_t smallest_n = 0;     // sizes that took part; 2 for moving ranges
   std::int32_t largest_n = 0;
@@ -37,6 +41,9 @@ struct SigmaEstimate {
 
   bool Exists() const { return used > 0; }
 };
+
+// As a report shows it.
+Estimate ToEstimate(const SigmaEstimate& sigma);
 
 // Sigma that the limits of a point of n pieces use: `value`, but sbar / c4(n) under PooledAsSbar.
 double SigmaAt(const SigmaEstimate& estimate, std::int32_t n);
@@ -62,13 +69,17 @@ SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int
                            EstimatorSetting setting = EstimatorSetting::Mvlue,
                            std::span<const std::uint8_t> used = {});
 
+// clang-format off
 // Sigma of the points from their moving ranges of span 2 (MR-est): mean / d2(2); no screening of
-// large ranges. points   in time order, of one stream; NaN breaks the chain (no range into it or
-// out of it); an unused point is
-//          left out and its neighbours become neighbours
+// large ranges.
+// points   in time order, of one stream; NaN breaks the chain (no range into it or out of it); an
+//          unused point is left out and its neighbours become neighbours
+// setting  present ones agree: all ranges have one size
 // Source   ISO 7870-2
+// clang-format on
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
-                                    std::span<const std::uint8_t> used = {});
+                                    std::span<const std::uint8_t> used = {},
+                                    EstimatorSetting setting = EstimatorSetting::Mvlue);
 
 // |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range
 // to the used point before it and is then forgotten.
@@ -99,7 +110,8 @@ SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size,
 SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size,
                               EstimatorSetting setting = EstimatorSetting::Mvlue);
 // From the sum of `count` moving ranges of span 2.
-SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count);
+SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count,
+                                      EstimatorSetting setting = EstimatorSetting::Mvlue);
 
 // Size-weighted mean sum(n_i x_i)/sum(n_i); points that are not finite, sizes below 1 and
 // unused points are skipped; NaN when none is left.

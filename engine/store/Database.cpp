@@ -102,8 +102,12 @@ void Prepare(sql::Connection& connection, const std::string& path, bool create) 
   }
 }
 
-std::vector<Note>& NotesOfThread() {
-  thread_local std::vector<Note> notes;
+struct ThreadNotes {
+  std::int32_t handle = 0;  // of the database that new ones belong to
+  std::vector<std::pair<std::int32_t, Note>> notes;
+};
+ThreadNotes& NotesOfThread() {
+  thread_local ThreadNotes notes;
   return notes;
 }
 
@@ -141,10 +145,35 @@ std::shared_ptr<Store> StoreOf(platform::Database& database) { return SqlStoreOf
 
 std::shared_ptr<Store> StoreOf(std::int32_t handle) { return Handles().Find(handle); }
 
-std::vector<Note> TakeNotes() { return std::exchange(NotesOfThread(), {}); }
+std::vector<Note> TakeNotes() {
+  std::vector<Note> notes;
+  for (auto& [handle, note] : std::exchange(NotesOfThread().notes, {}))
+    notes.push_back(std::move(note));
+  return notes;
+}
+
+std::vector<Note> TakeNotes(std::int32_t handle) {
+  std::vector<Note> notes;
+  std::vector<std::pair<std::int32_t, Note>> others;
+  for (auto& each : NotesOfThread().notes) {
+    if (each.first == handle) {
+      notes.push_back(std::move(each.second));
+    } else {
+      others.push_back(std::move(each));
+    }
+  }
+  NotesOfThread().notes = std::move(others);
+  return notes;
+}
+
+NotesBelongTo::NotesBelongTo(std::int32_t handle)
+    : before_(std::exchange(NotesOfThread().handle, handle)) {}
+
+NotesBelongTo::~NotesBelongTo() { NotesOfThread().handle = before_; }
 
 void AddNote(std::string code, std::string text, std::string stream) {
-  NotesOfThread().push_back({std::move(code), std::move(text), std::move(stream)});
+  auto& [handle, notes] = NotesOfThread();
+  notes.emplace_back(handle, Note{std::move(code), std::move(text), std::move(stream)});
 }
 
 }  // namespace orvspc::engine::store

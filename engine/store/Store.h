@@ -131,5 +131,19 @@ std::shared_ptr<Store> StoreOf(platform::Database& database);
 void AddNote(std::string code, std::string text, std::string stream = {});
 // Those since the last call.
 std::vector<Note> TakeNotes();
+// Those of one database.
+std::vector<Note> TakeNotes(std::int32_t handle);
+
+// While one of these lives, notes that the thread adds belong to the database of the handle.
+class NotesBelongTo {
+ public:
+  explicit NotesBelongTo(std::int32_t handle);
+  ~NotesBelongTo();
+  NotesBelongTo(const NotesBelongTo&) = delete;
+  NotesBelongTo& operator=(const NotesBelongTo&) = delete;
+
+ private:
+  std::int32_t before_;
+};
 
 }  // namespace orvspc::engine::store

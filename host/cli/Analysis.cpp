@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/Analysis.h"
 
+#include <algorithm>
 #include <map>
 #include <ostream>
 #include <utility>
@@ -56,14 +57,23 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
   return 0;
 }
 
-Report TakeReport(EmbeddedDatabase&) {
+void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
+             std::vector<Note>& notes, bool events) {
+  if (run.arguments.Has(maximum) || run.arguments.Get(maximum) != shown) return;
+  // So many are counted, since counting reads them.
+  constexpr std::int32_t kCounted = 10000;
+  const auto all = run.select->Clone();
+  all->MaximumItems(std::max(kCounted, shown + 1));
   Report report;
-  report.notes = TakeNotes();
-  report.chart.streams = LatestStreams();
-  report.chart.acceptance = LatestAcceptance();
-  report.capability = LatestCapability();
-  report.sampling = LatestSampling();
-  return report;
+  const std::int32_t count = Reported(run.database, report, [&](const auto& open) {
+    return events ? all->GetEventData(open)->Count() : all->GetSubgroupData(open)->TotalSubgroups();
+  });
+  if (count <= shown) return;
+  notes.push_back({"newest-only",
+                   "newest " + std::to_string(shown) + " of " +
+                       (count < kCounted ? "" : "at least ") + std::to_string(count) +
+                       (events ? " events" : " subgroups") + "; --max takes another number",
+                   ""});
 }
 
 Names NamesOf(const QualityDatabase& database) {

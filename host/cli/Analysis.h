@@ -39,19 +39,30 @@ struct Outcome {
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
                 const Number& maximum, const std::function<Outcome(Analysis&)>& analyse);
 
-// What the engine reported on the database since the last call.
-Report TakeReport(EmbeddedDatabase& database);
-
 // What analyse() returns, with what the engine reported meanwhile. Refusal with the engine's reason
 // when it failed.
 template <class Analyse>
 auto Reported(const QualityDatabase& database, Report& report, Analyse analyse) {
-  TakeReport(*database.Database());  // that of earlier calls
+  database.Database()->TakeReport();  // that of earlier calls
   auto results = analyse(database.Database());
   if (const auto failure = database.Database()->TakeFailure()) throw Refusal(failure->description);
-  report = TakeReport(*database.Database());
+  report = database.Database()->TakeReport();
   return results;
 }
+
+// The same for an analysis of the library: CCAnalysis, CAAnalysis, PAAnalysis.
+template <class Library, class Processing>
+auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
+              const std::shared_ptr<Processing>& processing, Report& report) {
+  return Reported(database, report, [&](const auto& open) {
+    return Library().AnalyzeDataSelect(open, select, processing);
+  });
+}
+
+// Adds a note where the default of --max, not the user, cut the data: the analysis shows so many of
+// the subgroups, or events, that are selected.
+void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
+             std::vector<Note>& notes, bool events = false);
 
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);

@@ -83,15 +83,6 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
   return processing;
 }
 
-std::shared_ptr<CAResults> Analyse(const QualityDatabase& database,
-                                   const std::shared_ptr<DataSelect>& select,
-                                   const std::shared_ptr<CAProcessing>& processing,
-                                   Report& report) {
-  return Reported(database, report, [&](const auto& open) {
-    return CAAnalysis().AnalyzeDataSelect(open, select, processing);
-  });
-}
-
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) -> Outcome {
@@ -100,7 +91,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeDefectiveTests(false);
     if (run.format == "xml") {
       Report report;
-      const auto results = Analyse(run.database, run.select, processing, report);
+      const auto results = Analysed<CAAnalysis>(run.database, run.select, processing, report);
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunCapability(run.database, run.select, processing);
@@ -119,7 +110,7 @@ render::CapabilityDocument RunCapability(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select,
                                          const std::shared_ptr<CAProcessing>& processing) {
   Report report;
-  const auto results = Analyse(database, select, processing, report);
+  const auto results = Analysed<CAAnalysis>(database, select, processing, report);
   auto capability = render::ReadCapability(*results, &report.capability);
   return {std::move(capability), std::move(report.capability), std::move(report.notes)};
 }

@@ -62,15 +62,6 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
   return processing;
 }
 
-std::shared_ptr<CCResults> Analyse(const QualityDatabase& database,
-                                   const std::shared_ptr<DataSelect>& select,
-                                   const std::shared_ptr<CCProcessing>& processing,
-                                   Report& report) {
-  return Reported(database, report, [&](const auto& open) {
-    return CCAnalysis().AnalyzeDataSelect(open, select, processing);
-  });
-}
-
 Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
   // A chart of variables takes variable tests, one of counts those of defects and of defectives.
   run.select->IncludeVariableTests(processing->IsVariable());
@@ -78,12 +69,15 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
   run.select->IncludeDefectiveTests(processing->IsAttribute());
   if (run.format == "xml") {
     Report report;
-    const auto results = Analyse(run.database, run.select, processing, report);
+    const auto results = Analysed<CCAnalysis>(run.database, run.select, processing, report);
     // The result as it is, with nothing read out of it before.
     std::string text = results->GetXML() + "\n";
-    return {std::move(text), results->TotalSubgroups() == 0, std::move(report.notes)};
+    const std::int32_t shown = results->TotalSubgroups();
+    NoteCut(run, kMax, shown, report.notes);
+    return {std::move(text), shown == 0, std::move(report.notes)};
   }
-  const auto document = RunChart(run.database, run.select, processing);
+  auto document = RunChart(run.database, run.select, processing);
+  NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
   return {Formatted(document, NamesOf(run.database), run.format, run.text),
           document.chart.subgroups.rows.empty()};
 }
@@ -102,7 +96,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
                                const std::shared_ptr<DataSelect>& select,
                                const std::shared_ptr<CCProcessing>& processing) {
   Report report;
-  const auto results = Analyse(database, select, processing, report);
+  const auto results = Analysed<CCAnalysis>(database, select, processing, report);
   render::ChartDocument document;
   document.chart = render::ReadChart(*results);
   document.requested[0] = processing->Graph1Type();

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/Console.h"
 #include "host/cli/Options.h"
-#include "host/cli/Program.h"
 
 namespace orvspc::cli {
 

@@ -30,6 +30,7 @@ int Run(const Arguments& arguments, Console& console) {
       return run.select->Clone()->GetSubgroupData(open);
     });
     const bool empty = data->TotalSubgroups() == 0;
+    NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
     if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
     const auto subgroups = render::ReadSubgroups(*data);
     const auto names = NamesOf(run.database);

@@ -6,6 +6,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
+#include "host/cli/Program.h"
 #include "host/cli/Samples.h"
 #include "host/render/core/Html.h"
 

@@ -17,6 +17,7 @@ int Run(const Arguments& arguments, Console& console) {
     const auto events = Reported(run.database, report,
                                  [&](const auto& open) { return run.select->GetEventData(open); });
     const bool empty = events->Count() == 0;
+    NoteCut(run, kMax, events->Count(), report.notes, true);
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
     const auto rows = render::ReadEvents(*events);
     const auto names = NamesOf(run.database);

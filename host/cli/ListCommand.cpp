@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cctype>
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -24,15 +26,12 @@ using Texts = std::vector<std::string>;
 // Nothing, a flag, a number, a time, a text, a list of texts.
 using Cell = std::variant<std::monostate, bool, std::int64_t, double, Time, std::string, Texts>;
 
-struct Column {
-  const char* heading;  // as those of render::Table; null: in JSON alone
-  const char* key;      // in JSON
-};
-
+// Columns are words: the key in JSON, after # for numbers, @ for what is never broken, - for JSON
+// alone. The heading is the key in small letters, or what follows an equals sign, _ for a blank.
 // One list, for text and JSON alike.
 struct Listing {
   std::string key;
-  std::vector<Column> columns;
+  std::string columns;
   std::vector<std::vector<Cell>> rows = {};
 };
 
@@ -78,14 +77,39 @@ void WriteCell(JsonWriter& json, const Cell& cell) {
   std::visit(Write{json}, cell);
 }
 
+struct Column {
+  char kind = ' ';  // one of #, @, -, or a blank
+  std::string key, heading;
+};
+
+std::vector<Column> ColumnsOf(const Listing& listing) {
+  std::vector<Column> columns;
+  std::istringstream words(listing.columns);
+  for (std::string word; words >> word;) {
+    Column& column = columns.emplace_back();
+    if (std::string_view("#@-").find(word[0]) != std::string_view::npos) {
+      column.kind = word[0];
+      word.erase(0, 1);
+    }
+    const auto equals = word.find('=');
+    column.key = word.substr(0, equals);
+    column.heading = equals == std::string::npos ? word : word.substr(equals + 1);
+    for (char& c : column.heading)
+      c = c == '_' ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (column.kind == '#' || column.kind == '@') column.heading.insert(0, 1, column.kind);
+  }
+  return columns;
+}
+
 render::Table TableOf(const Listing& listing) {
+  const auto columns = ColumnsOf(listing);
   render::Table table{"", {}};
-  for (const auto& column : listing.columns)
-    if (column.heading) table.headings.emplace_back(column.heading);
+  for (const auto& column : columns)
+    if (column.kind != '-') table.headings.push_back(column.heading);
   for (const auto& row : listing.rows) {
     auto& cells = table.rows.emplace_back();
     for (std::size_t c = 0; c < row.size(); ++c)
-      if (listing.columns[c].heading) cells.push_back(ShownText(row[c]));
+      if (columns[c].kind != '-') cells.push_back(ShownText(row[c]));
   }
   if (table.rows.empty()) {
     table.rows.emplace_back(table.headings.size());
@@ -95,12 +119,13 @@ render::Table TableOf(const Listing& listing) {
 }
 
 void WriteJson(JsonWriter& json, const Listing& listing) {
+  const auto columns = ColumnsOf(listing);
   json.Key(listing.key);
   json.BeginArray();
   for (const auto& row : listing.rows) {
     json.BeginObject(true);
     for (std::size_t c = 0; c < row.size(); ++c) {
-      json.Key(listing.columns[c].key);
+      json.Key(columns[c].key);
       WriteCell(json, row[c]);
     }
     json.EndObject();
@@ -112,19 +137,10 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
   const bool is_test = kind == ItemKind::Test;
   const bool is_code = kind == ItemKind::Defect || kind == ItemKind::AccCode ||
                        kind == ItemKind::CacCode || kind == ItemKind::StateCode;
-  static const std::vector<std::string> words = [] {
-    std::vector<std::string> all;
-    for (int k = 0; k < kItemKinds; ++k) all.emplace_back(WordOf(static_cast<ItemKind>(k)));
-    return all;
-  }();
-  Listing list{words[static_cast<std::size_t>(kind)], {}};
-  list.columns = {{"#id", "ID"}, {words[static_cast<std::size_t>(kind)].c_str(), "Name"}};
-  if (is_code) list.columns.push_back({"what it means", "Text"});
-  if (is_test) list.columns.push_back({nullptr, "TestType"});
-  for (const Column& column :
-       {Column{"#subgroups", "Subgroups"}, Column{"@first", "First"}, Column{"@last", "Last"},
-        Column{nullptr, "Factor"}, Column{nullptr, "Type"}, Column{nullptr, "Active"}})
-    list.columns.push_back(column);
+  const std::string word(WordOf(kind));
+  Listing list{word, "#ID Name=" + word + (is_code ? " Text=what_it_means" : "") +
+                         (is_test ? " -TestType" : "") +
+                         " #Subgroups @First @Last -Factor -Type -Active"};
   for (const auto& item : database.CountedItems(kind)) {
     auto& row = list.rows.emplace_back(std::vector<Cell>{std::int64_t{item.id}, item.name});
     if (is_code) row.emplace_back(item.text);
@@ -138,14 +154,7 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
 }
 
 Listing Streams(const QualityDatabase& database) {
-  Listing list{"stream",
-               {{"part", "Part"},
-                {"process", "Process"},
-                {"test", "Test"},
-                {nullptr, "TestType"},
-                {"#subgroups", "Subgroups"},
-                {"@first", "First"},
-                {"@last", "Last"}}};
+  Listing list{"stream", "Part Process Test -TestType #Subgroups @First @Last"};
   for (const auto& stream : database.Streams())
     list.rows.push_back({database.Name(ItemKind::Part, stream.part),
                          database.Name(ItemKind::Process, stream.process),
@@ -155,8 +164,7 @@ Listing Streams(const QualityDatabase& database) {
 }
 
 Listing Groups(const QualityDatabase& database) {
-  Listing list{"group",
-               {{"#id", "ID"}, {"kind", "Kind"}, {"group", "Name"}, {"members", "Members"}}};
+  Listing list{"group", "#ID Kind Name=group Members"};
   for (int k = 0; k < kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
     for (const auto& group : database.Groups(kind)) {
@@ -170,14 +178,14 @@ Listing Groups(const QualityDatabase& database) {
 }
 
 Listing Descriptors(const QualityDatabase& database) {
-  Listing list{"descriptor", {{"#id", "ID"}, {"descriptor", "Group"}, {"value", "Name"}}};
+  Listing list{"descriptor", "#ID Group=descriptor Name=value"};
   for (const auto& descriptor : database.Descriptors())
     list.rows.push_back({std::int64_t{descriptor.id}, descriptor.group_name, descriptor.name});
   return list;
 }
 
 Listing RuleSets(const QualityDatabase& database) {
-  Listing list{"rule-set", {{"rule set", "Name"}, {"rules", "Rules"}}};
+  Listing list{"rule-set", "Name=rule_set Rules"};
   for (const auto& set : database.RuleSets()) {
     Texts rules;
     for (const auto number : set.numbers) rules.push_back(std::to_string(number));
@@ -187,7 +195,7 @@ Listing RuleSets(const QualityDatabase& database) {
 }
 
 Listing Settings(const QualityDatabase& database) {
-  Listing list{"setting", {{"setting", "Name"}, {"value", "Value"}, {"what it is", "Meaning"}}};
+  Listing list{"setting", "Name=setting Value Meaning=what_it_is"};
   for (const auto& setting : SettingKinds())
     list.rows.push_back(
         {std::string(setting.name), database.Setting(setting.name), std::string(setting.meaning)});
@@ -197,13 +205,11 @@ Listing Settings(const QualityDatabase& database) {
 // Every version of the rows of one kind for the streams that have subgroups, with a mark at those
 // that are in force now. cells: of a row, for the columns beyond part, test and time.
 template <class Row>
-Listing Limits(const QualityDatabase& database, const char* key, const std::vector<Column>& columns,
+Listing Limits(const QualityDatabase& database, const char* key, const char* columns,
                std::vector<Cell> (*cells)(const Row&)) {
   constexpr bool kOfProcess = std::is_same_v<Row, ControlLimits>;
-  Listing list{key, {{"part", "Part"}, {"test", "Test"}}};
-  if (kOfProcess) list.columns.push_back({"process", "Process"});
-  list.columns.insert(list.columns.end(), {{"@effective", "Effective"}, {"in force", "InForce"}});
-  list.columns.insert(list.columns.end(), columns.begin(), columns.end());
+  Listing list{key, "Part Test" + std::string(kOfProcess ? " Process" : "") +
+                        " @Effective InForce=in_force " + columns};
   std::vector<StreamKey> done;
   for (StreamKey stream : database.Streams()) {
     if (!kOfProcess) stream.process = 0;
@@ -226,20 +232,7 @@ Listing Limits(const QualityDatabase& database, const char* key, const std::vect
 Listing SpecificationLimitsList(const QualityDatabase& database) {
   return Limits<SpecificationLimits>(
       database, "limits",
-      {{"#USL", "USL"},
-       {"#target", "Target"},
-       {"#LSL", "LSL"},
-       {"#UGB", "UGB"},
-       {"#LGB", "LGB"},
-       {"#URL", "URL"},
-       {"#LRL", "LRL"},
-       {nullptr, "UWP"},
-       {nullptr, "LWP"},
-       {nullptr, "Cp"},
-       {nullptr, "Cpk"},
-       {nullptr, "Alarms"},
-       {nullptr, "Scale"},
-       {nullptr, "Name"}},
+      "#USL #Target #LSL #UGB #LGB #URL #LRL -UWP -LWP -Cp -Cpk -Alarms -Scale -Name",
       [](const SpecificationLimits& row) -> std::vector<Cell> {
         std::vector<Cell> cells;
         for (const auto& limit : {row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl,
@@ -252,14 +245,7 @@ Listing SpecificationLimitsList(const QualityDatabase& database) {
 
 Listing ControlLimitsList(const QualityDatabase& database) {
   return Limits<ControlLimits>(database, "control-limits",
-                               {{"#mean", "Mean"},
-                                {"#sp", "SP"},
-                                {nullptr, "SPL"},
-                                {"#sw", "SW"},
-                                {nullptr, "SWL"},
-                                {nullptr, "Start"},
-                                {nullptr, "Finish"},
-                                {nullptr, "ChartWord"}},
+                               "#Mean #SP -SPL #SW -SWL -Start -Finish -ChartWord",
                                [](const ControlLimits& row) -> std::vector<Cell> {
                                  return {row.mean,
                                          row.sp,
@@ -273,7 +259,7 @@ Listing ControlLimitsList(const QualityDatabase& database) {
 }
 
 Listing OpportunitiesList(const QualityDatabase& database) {
-  return Limits<Opportunities>(database, "opportunities", {{"#opportunities", "Opportunities"}},
+  return Limits<Opportunities>(database, "opportunities", "#Opportunities",
                                [](const Opportunities& row) -> std::vector<Cell> {
                                  return {std::int64_t{row.opportunities}};
                                });
@@ -282,24 +268,9 @@ Listing OpportunitiesList(const QualityDatabase& database) {
 Listing NetContentsList(const QualityDatabase& database) {
   return Limits<NetContents>(
       database, "net-contents",
-      {{"class", "Class"},
-       {"quantity", "Quantity"},
-       {"#nominal", "Nominal"},
-       {"#MAV", "MAV"},
-       {nullptr, "MAVL"},
-       {nullptr, "MAVLP"},
-       {nullptr, "MAVU"},
-       {nullptr, "MAVUP"},
-       {nullptr, "T1L"},
-       {nullptr, "T1LP"},
-       {nullptr, "T1U"},
-       {nullptr, "T1UP"},
-       {nullptr, "T2L"},
-       {nullptr, "T2LP"},
-       {nullptr, "T2U"},
-       {nullptr, "T2UP"},
-       {nullptr, "Factor"},
-       {nullptr, "Name"}},
+      "Class Quantity #Nominal #MAV -MAVL -MAVLP -MAVU -MAVUP -T1L -T1LP -T1U -T1UP -T2L -T2LP "
+      "-T2U "
+      "-T2UP -Factor -Name",
       [](const NetContents& row) -> std::vector<Cell> {
         std::vector<Cell> cells{row.class_name, row.quantity};
         for (const auto& limit :

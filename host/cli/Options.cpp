@@ -190,6 +190,16 @@ std::string ShellWord(const std::string& text) {
   return quoted + "'";
 }
 
+std::vector<std::string> Split(const std::string& text) {
+  std::vector<std::string> words;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find(',', start), text.size());
+    words.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return words;
+}
+
 std::string Joined(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {

@@ -106,11 +106,7 @@ std::vector<Level> ParseLevels(const Arguments& arguments, paResourceTypes resou
   if (texts.empty()) texts = {UsualLevel(resource)};
   std::vector<Level> levels;
   for (const std::string& text : texts)
-    for (std::size_t start = 0; start <= text.size();) {
-      const std::size_t end = std::min(text.find(',', start), text.size());
-      levels.push_back(ParseLevel(text.substr(start, end - start)));
-      start = end + 1;
-    }
+    for (const auto& word : Split(text)) levels.push_back(ParseLevel(word));
   // A level that is none is no level.
   if (std::erase_if(levels, [](const Level& level) { return level.type == paBinTypeNone; }) > 0 &&
       levels.empty())
@@ -163,15 +159,6 @@ QualityDatabase::BinNames NamesOfBins(const QualityDatabase& database,
   return database.BinNamesOf(processing.ResourceType(), options);
 }
 
-std::shared_ptr<PAResults> Analyse(const QualityDatabase& database,
-                                   const std::shared_ptr<DataSelect>& select,
-                                   const std::shared_ptr<PAProcessing>& processing,
-                                   Report& report) {
-  return Reported(database, report, [&](const auto& open) {
-    return PAAnalysis().AnalyzeDataSelect(open, select, processing);
-  });
-}
-
 int Run(const Arguments& arguments, Console& console) {
   const auto levels = ParseLevels(arguments, arguments.Get(kFrom));
   const auto processing = MakeProcessing(arguments, levels);
@@ -182,7 +169,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeDefectiveTests(true);
     if (run.format == "xml") {
       Report report;
-      const auto results = Analyse(run.database, run.select, processing, report);
+      const auto results = Analysed<PAAnalysis>(run.database, run.select, processing, report);
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunPareto(run.database, run.select, processing);
@@ -197,7 +184,7 @@ render::ParetoDocument RunPareto(const QualityDatabase& database,
                                  const std::shared_ptr<DataSelect>& select,
                                  const std::shared_ptr<PAProcessing>& processing) {
   Report report;
-  const auto results = Analyse(database, select, processing, report);
+  const auto results = Analysed<PAAnalysis>(database, select, processing, report);
   return {render::ReadPareto(*results, NamesOfBins(database, *results->Processing())),
           std::move(report.notes)};
 }

@@ -44,6 +44,7 @@ constexpr render::Word kPeriodWords[] = {{"minutes", drpMinute}, {"hours", drpHo
                                          {"months", drpMonth},   {"years", drpYear}};
 constexpr Choice<DateRangePeriods> kPeriod{
     {"period", "WORD", "of --last", "days", false, kPeriodWords}};
+constexpr render::Word kStateWords[] = {{"enabled", 0}, {"disabled", 1}, {"incomplete", 2}};
 constexpr Option kState{"state", "WORDS", "enabled,disabled,incomplete", "all"};
 constexpr Number kPiece{{"tsno", "N", "only piece N of each subgroup"}};
 
@@ -98,24 +99,17 @@ void AddDescriptor(const std::string& text, const QualityDatabase& database, Dat
 void AddStates(const Arguments& arguments, DataSelect& select) {
   const auto text = arguments.Value(kState);
   if (!text) return;
-  select.IncludeEnabled(false);
-  select.IncludeDisabled(false);
-  select.IncludeIncomplete(false);
-  for (std::size_t start = 0; start <= text->size();) {
-    const std::size_t end = std::min(text->find(',', start), text->size());
-    const std::string word = text->substr(start, end - start);
-    if (word == "enabled") {
-      select.IncludeEnabled(true);
-    } else if (word == "disabled") {
-      select.IncludeDisabled(true);
-    } else if (word == "incomplete") {
-      select.IncludeIncomplete(true);
-    } else {
+  bool included[std::size(kStateWords)] = {};
+  for (const auto& word : Split(*text)) {
+    const auto state = render::ValueOf(kStateWords, word);
+    if (!state)
       throw Misuse("--state takes enabled, disabled, incomplete, separated by commas, not " +
                    Quoted(word));
-    }
-    start = end + 1;
+    included[*state] = true;
   }
+  select.IncludeEnabled(included[0]);
+  select.IncludeDisabled(included[1]);
+  select.IncludeIncomplete(included[2]);
 }
 
 void AddTimes(const Arguments& arguments, DataSelect& select) {

@@ -88,7 +88,9 @@ int Run(const Arguments& arguments, Console& console) {
   return RunAnalysis(arguments, console, kDrawn, kMax, [](Analysis& run) -> Outcome {
     run.select->IncludeDefectTests(true);
     run.select->IncludeDefectiveTests(true);
-    const auto document = RunStates(run.database, *run.select);
+    auto document = RunStates(run.database, *run.select);
+    NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
+    NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
     return {Formatted(document, NamesOf(run.database), run.format, run.text),
             document.log.empty() && document.events.empty() && document.subgroups.rows.empty()};
   });

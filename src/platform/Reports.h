@@ -28,6 +28,7 @@ struct Estimate {
   double constant = 0.0;  // d2, c4 used; NaN where sizes differ
   std::int32_t used = 0;  // ranges, deviations or moving ranges that went in
   std::int32_t least_size = 0, largest_size = 0;
+  std::string constant_name = {};  // "d2" or "c4", also where sizes differ; empty: none was used
 };
 
 // The estimates of one stream (part, process, test) of a chart.

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 
+#include "host/cli/Program.h"
 #include "host/cli/Samples.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
@@ -282,6 +284,88 @@ TEST_F(Program, DemoFindsThePublishedPointsOfTheFlowWidth) {
   EXPECT_NEAR(document.At("Graphs[0].UCLs[0]").number, 1.693, 0.0005);
   EXPECT_NEAR(document.At("Graphs[0].LCLs[0]").number, 1.318, 0.0005);
   EXPECT_NEAR(document.At("Graphs[1].UCLs[0]").number, 0.68749, 0.0002);
+}
+
+TEST_F(Program, ANoteSaysWhereTheDefaultCutTheData) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 10; i < 40; ++i)
+    csv += "Bolt,Lathe,Length," + std::to_string(i) + ",2024-03-01T08:00:" + std::to_string(i) +
+           "," + std::to_string(i % 3) + "\n";
+  Write("values.csv", csv);
+  ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
+  for (const std::string command : {"chart", "data"}) {
+    const std::string line = command + " --db q.db ";
+    const ParsedJson cut = ParseJson(Run(line + "--format json").out);
+    ASSERT_EQ(cut.At("Notes").elements.size(), 1U) << command;
+    EXPECT_EQ(cut.At("Notes[0].Code").text, "newest-only");
+    EXPECT_EQ(cut.At("Notes[0].Text").text.rfind("newest 25 of 30 subgroups", 0), 0U) << command;
+    EXPECT_NE(Run(line + "--format xml").err.find("note: newest 25 of 30"), std::string::npos);
+    for (const std::string asked : {"--max 25 ", "--since 2024-03-01T08:00:15 "})
+      EXPECT_TRUE(ParseJson(Run(line + asked + "--format json").out).At("Notes").elements.empty())
+          << command << asked;
+  }
+  EXPECT_NE(Run("chart --db q.db --format svg").out.find("Note: newest 25 of 30"),
+            std::string::npos);
+}
+
+TEST_F(Program, EveryListHasTextAndJson) {
+  Import();
+  Write("l.csv",
+        "part,test,usl,lsl,effective\nBolt,Length,12,8,\nBolt,Length,11,9,2024-03-01T10:00:00\n"
+        "Bolt,Length,10.5,9.5,2037-01-01\n");
+  ASSERT_EQ(Run("import l.csv --db q.db --kind limits").status, 0);
+  const ParsedJson limits = ParseJson(Run("list limits --db q.db --format json").out);
+  ASSERT_EQ(limits.At("limits").elements.size(), 3U);
+  EXPECT_EQ(limits.At("limits[0].Effective").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(limits.At("limits[1].USL").number, 11);
+  for (const std::size_t row : {0U, 1U, 2U})
+    EXPECT_EQ(limits.At("limits[" + std::to_string(row) + "].InForce").boolean, row == 1) << row;
+  const ParsedJson streams = ParseJson(Run("list streams --db q.db --format json").out);
+  EXPECT_EQ(streams.At("stream[0].Process").text, "Lathe");
+  EXPECT_EQ(streams.At("stream[0].Subgroups").number, 20);
+  EXPECT_EQ(streams.At("stream[0].Last").text, "2024-03-01T19:00:00");
+  for (const std::string what :
+       {"streams", "descriptors", "groups", "rule-sets", "settings", "limits", "control-limits",
+        "opportunities", "net-contents", "defects", "acc-code", "state-codes"}) {
+    const Outcome text = Run("list " + what + " --db q.db");
+    EXPECT_EQ(text.status, 0) << what << text.err;
+    EXPECT_NE(text.out, "") << what;
+    EXPECT_EQ(ParseJson(Run("list " + what + " --db q.db --format json").out).elements.size(), 1U)
+        << what;
+  }
+}
+
+TEST_F(Program, TimesAreReadAsImportsReadThem) {
+  struct Row {
+    const char* time;
+    int status;
+  };
+  Import();
+  for (const Row& row : {Row{"2024-03-01T08:00:00.5", 0},
+                         {"2024-03-01T08:00:00+1", 0},
+                         {"2024-03-01T08:00+15:00", 2},
+                         {"2024-03-01", 0},
+                         {"yesterday", 2}}) {
+    const std::string time = row.time;
+    EXPECT_EQ(Run("data --db q.db --since " + time).status, row.status) << time;
+    Write("t.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Width,1," + time + ",1\n");
+    EXPECT_EQ(Run("import t.csv --db t.db").status, row.status == 0 ? 0 : 1) << time;
+  }
+}
+
+TEST_F(Program, HelpObeysTheTerminal) {
+  constexpr std::size_t kColumns = 60;
+  for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
+                                    "events", "states", "compliance", "show", "set", "demo"}) {
+    std::ostringstream out, err;
+    Console console{out, err, false, false, kColumns};
+    std::vector<std::string> words{"--help"};
+    if (!command.empty()) words.insert(words.begin(), command);
+    ASSERT_EQ(RunProgram(words, console), 0);
+    // The example is to be copied whole.
+    std::istringstream lines(out.str().substr(0, out.str().find("\nexample:\n")));
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), kColumns) << line;
+  }
 }
 
 TEST(Samples, AreTheFilesOfTheSourceTree) {

@@ -49,7 +49,7 @@ class CapabilityLibraryTest : public StoreTest {
           library_.VLXCAP_JOHNSONCURVEFIT(0, made.x, made.y, bins, made.summary, made.pps,
                                           made.chi_square, made.limits, made.results, options);
     }
-    made.report = CapabilityLibrary::Latest();
+    made.report = CapabilityLibrary::TakeReport(Db().ConnectionHandle());
     made.notes = TakeNotes();
     return made;
   }

@@ -51,6 +51,8 @@ class ChartLibraryTest : public testing::Test {
   }
   std::int32_t Process(std::int32_t word) { return Process(word, database_->ConnectionHandle()); }
 
+  ChartReport Taken() { return ChartLibrary::TakeReport(database_->ConnectionHandle()); }
+
   std::vector<double> Points(std::int32_t graph, std::size_t count) {
     std::vector<double> out(count, -1.0);
     library_.VLXCRT_VAR_DATA(0, {out.data(), sizeof(double), out.size()}, ChartData::Points, graph);
@@ -87,7 +89,8 @@ TEST_F(ChartLibraryTest, FromTheFileToTheChart) {
 TEST_F(ChartLibraryTest, EstimatesComeWithTheirProvenance) {
   ASSERT_EQ(Process(0x110), 0x110);
   library_.VLXCRT_VAR_END();
-  const auto streams = ChartLibrary::LatestStreams();
+  std::thread([this] { EXPECT_TRUE(Taken().streams.empty()) << "of another thread"; }).join();
+  const auto streams = Taken().streams;
   ASSERT_EQ(streams.size(), 1U);
   EXPECT_EQ(streams[0].mean.used, 3);
   EXPECT_EQ(streams[0].sp.used, 3);
@@ -95,8 +98,56 @@ TEST_F(ChartLibraryTest, EstimatesComeWithTheirProvenance) {
   EXPECT_EQ(streams[0].sp.largest_size, 3);
   EXPECT_NEAR(streams[0].sp.constant, 1.692568750643269, 1e-12);
   EXPECT_FALSE(streams[0].sp.name.empty());
+  EXPECT_EQ(streams[0].sp.constant_name, "d2");
   EXPECT_EQ(streams[0].average_size, 3.0);
-  std::thread([] { EXPECT_TRUE(ChartLibrary::LatestStreams().empty()); }).join();
+  EXPECT_TRUE(streams[0].gamma.name.empty());
+  EXPECT_TRUE(Taken().streams.empty()) << "taken once";
+  ASSERT_EQ(Process(0x140), 0x140);
+  const auto gamma = Taken().streams.at(0).gamma;
+  EXPECT_EQ(gamma.name, "Cv-est mvlue");
+  EXPECT_EQ(gamma.constant_name, "c4");
+  EXPECT_EQ(gamma.used, 3);
+}
+
+TEST_F(ChartLibraryTest, EachDatabaseOfAThreadHasItsOwnReport) {
+  const auto other = OpenDatabase(folder_.File("other.db"), true);
+  WriteFile(folder_.File("in.csv"),
+            "part,process,test,subgroup,time,value\nA,P,W,1,2024-01-01T00:00:00Z,1\n"
+            "A,P,W,2,2024-01-01T01:00:00Z,2\n");
+  ImportCsv(folder_.File("in.csv"), *other, ImportKind::Values);
+  other->TakeReport();
+  database_->TakeReport();
+  ASSERT_EQ(Process(0x110), 0x110);
+  ASSERT_EQ(Process(0x110, other->ConnectionHandle()), 0x130) << "single pieces";
+  const auto mine = database_->TakeReport(), theirs = other->TakeReport();
+  ASSERT_EQ(mine.chart.streams.size(), 1U);
+  ASSERT_EQ(theirs.chart.streams.size(), 1U);
+  EXPECT_EQ(mine.chart.streams[0].mean.used, 3);
+  EXPECT_EQ(theirs.chart.streams[0].mean.used, 2);
+  EXPECT_TRUE(mine.notes.empty());
+  ASSERT_EQ(theirs.notes.size(), 1U);
+  EXPECT_EQ(theirs.notes[0].code, "graph-changed");
+  EXPECT_TRUE(other->TakeReport().notes.empty());
+}
+
+TEST_F(ChartLibraryTest, TheReportNamesTheStoredLimitsOfEachPoint) {
+  ASSERT_EQ(Process(0x110), 0x110);
+  EXPECT_TRUE(Taken().limit_rows.empty()) << "none are stored";
+  Import(
+      "part,process,test,mean,sp,effective\n"
+      "A,P,W,3,1,2024-01-01T01:00:00Z\nA,P,W,4,1,2024-01-01T01:30:00Z\n"
+      "A,P,W,9,1,2024-02-01T00:00:00Z\n",
+      ImportKind::ControlLimits);
+  ASSERT_EQ(Process(0x110), 0x110);
+  std::vector<API_CCCtrlLim> rows(2);
+  ASSERT_EQ(library_.VLXCRT_VAR_DATA(0, {rows.data(), sizeof rows[0], 2}, ChartData::CtrlLims, 0),
+            2);
+  std::vector<double> centres(3);
+  library_.VLXCRT_VAR_DATA(0, {centres.data(), sizeof(double), 3}, ChartData::Cls, 1);
+  const auto limit_rows = Taken().limit_rows;
+  ASSERT_EQ(limit_rows, (std::vector<std::int32_t>{-1, 0, 1}));
+  EXPECT_EQ(centres[1], rows[0].F_MEAN);
+  EXPECT_EQ(centres[2], rows[1].F_MEAN);
 }
 
 TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
@@ -106,7 +157,7 @@ TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
   double mean = -1, sp = -1, sw = -1, one = -1, two = -1, three = -1;
   EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
   for (const double figure : {mean, sp, sw, one, two, three}) EXPECT_EQ(figure, 0.0);
-  EXPECT_EQ(ChartLibrary::LatestStreams().size(), 2U);
+  EXPECT_EQ(Taken().streams.size(), 2U);
   EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
 }
 
@@ -125,7 +176,7 @@ TEST_F(ChartLibraryTest, AFigureThatDoesNotExistIsZeroInTheRecord) {
   EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
   EXPECT_EQ(sp, 0.0);
   EXPECT_EQ(sw, 0.0);
-  const auto streams = ChartLibrary::LatestStreams();
+  const auto streams = Taken().streams;
   ASSERT_EQ(streams.size(), 1U);
   EXPECT_TRUE(std::isnan(streams[0].sp.value));
 }
@@ -134,7 +185,7 @@ TEST_F(ChartLibraryTest, AttributeTestsStayOffTheVariableRoad) {
   Import("part,process,test,subgroup,time,count,size\nA,P,D,1,2024-01-01T00:00:00Z,4,100\n",
          ImportKind::Values);
   ASSERT_EQ(Process(0x110), 0x110);
-  EXPECT_EQ(ChartLibrary::LatestStreams().size(), 1U);
+  EXPECT_EQ(Taken().streams.size(), 1U);
 }
 
 TEST_F(ChartLibraryTest, TheRunEndsAndIsHarmlessToEndTwice) {
@@ -153,7 +204,7 @@ TEST_F(ChartLibraryTest, ARunThatFailsLeavesNothingOpen) {
   ASSERT_EQ(Process(0x110), 0x110);
   EXPECT_EQ(Process(0xD00), 0);
   EXPECT_EQ(Points(1, 3), (std::vector<double>{-1, -1, -1}));
-  EXPECT_TRUE(ChartLibrary::LatestStreams().empty());
+  EXPECT_TRUE(Taken().streams.empty());
   const auto failure = database_->TakeFailure();
   ASSERT_TRUE(failure.has_value());
   EXPECT_NE(failure->description.find("chart word"), std::string::npos);
@@ -215,7 +266,7 @@ TEST_F(AttributeLibraryTest, FromTheFileToTheChart) {
   API_CCDefOpp row{};
   EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {&row, sizeof row, 1}, ChartData::DefOpps, 0), 1);
   EXPECT_EQ(row.F_OPPS, 5);
-  const auto streams = ChartLibrary::LatestStreams();
+  const auto streams = Taken().streams;
   ASSERT_EQ(streams.size(), 2U);
   EXPECT_TRUE(std::isnan(streams[0].sp.value));
   EXPECT_EQ(library_.VLXCRT_ATTR_END(), 1);
@@ -238,7 +289,7 @@ TEST_F(AttributeLibraryTest, AcceptanceLimitsStandBesideTheChartAndChangeNothing
   const auto upper = Column<double>(ChartData::cUCLs, 4);
   const auto marks = Column<std::int32_t>(ChartData::cOOCs, 4);
   library_.VLXCRT_ATTR_END();
-  const auto limits = ChartLibrary::LatestAcceptance();
+  const auto limits = Taken().acceptance;
   ASSERT_TRUE(limits.has_value());
   EXPECT_TRUE(limits->binomial);
   EXPECT_EQ(limits->level, 1.0);
@@ -254,9 +305,25 @@ TEST_F(AttributeLibraryTest, AcceptanceLimitsStandBesideTheChartAndChangeNothing
   EXPECT_EQ(aql_, 40.0);
   EXPECT_EQ(risk_, 1.0);
   ASSERT_NE(ProcessAttribute(0xF00), 0);
-  EXPECT_FALSE(ChartLibrary::LatestAcceptance()->binomial);
+  EXPECT_FALSE(Taken().acceptance->binomial);
   ASSERT_EQ(Process(0x110), 0x110);
-  EXPECT_FALSE(ChartLibrary::LatestAcceptance().has_value()) << "a chart of variables";
+  EXPECT_FALSE(Taken().acceptance.has_value()) << "a chart of variables";
+}
+
+TEST_F(AttributeLibraryTest, FractionalSizesAreReportedAsTheyAre) {
+  Import(
+      "part,process,test,subgroup,time,count,size,test-type\n"
+      "Ward,H,Falls,1,2024-01-01T00:00:00Z,4,101.5,defects\n"
+      "Ward,H,Falls,2,2024-01-02T00:00:00Z,2,0.25,\n",
+      ImportKind::Values);
+  ASSERT_NE(ProcessAttribute(0xF00), 0);
+  const auto report = Taken();
+  EXPECT_EQ(std::count(report.sizes.begin(), report.sizes.end(), 101.5), 1);
+  EXPECT_EQ(std::count(report.sizes.begin(), report.sizes.end(), 0.25), 1);
+  const auto sizes = Column<std::int32_t>(ChartData::SGSizes, report.sizes.size());
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    EXPECT_EQ(sizes[i], std::max(std::round(report.sizes[i]), 1.0)) << i;
+  }
 }
 
 TEST_F(AttributeLibraryTest, AWordOfTheOtherRoadIsAFailure) {
@@ -264,7 +331,7 @@ TEST_F(AttributeLibraryTest, AWordOfTheOtherRoadIsAFailure) {
   const auto failure = database_->TakeFailure();
   ASSERT_TRUE(failure.has_value());
   EXPECT_NE(failure->description.find("chart word"), std::string::npos);
-  EXPECT_FALSE(ChartLibrary::LatestAcceptance().has_value());
+  EXPECT_FALSE(Taken().acceptance.has_value());
 }
 
 }  // namespace orvspc::engine::charts

@@ -345,7 +345,7 @@ TEST_F(ComplianceTest, ShiftsStartAsTheSettingSaysInTheZone) {
 TEST_F(ComplianceTest, EveryWindowIsToldAfterTheRowsWereFreed) {
   Rows();
   library_.VLXSREQ_SREQ_COMPLIANCE_FREEDATA();
-  const auto windows = library_.LatestSampling();
+  const auto windows = ComplianceLibrary::TakeReport(Db().ConnectionHandle());
   ASSERT_EQ(windows.size(), 4u);
   const std::int32_t collected[] = {1, 0, 1, 0};
   for (std::size_t i = 0; i < 4; ++i) {

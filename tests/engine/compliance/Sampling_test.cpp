@@ -16,8 +16,8 @@ namespace {
 constexpr Period kAlways{INT32_MIN, INT32_MAX};
 constexpr StateSegment kRun{0, 3600, 1, pst_Run, true};
 
-std::vector<Sample> At(std::initializer_list<std::int64_t> times) {
-  std::vector<Sample> samples;
+std::vector<TakenSample> At(std::initializer_list<std::int64_t> times) {
+  std::vector<TakenSample> samples;
   for (const auto time : times) samples.push_back({time, 0});
   return samples;
 }
@@ -98,7 +98,7 @@ TEST(OccasionSampling, AnOccasionWithoutRunningTimeAsksForNothing) {
 
 TEST(OccasionSampling, ALotCountsItsOwnSamples) {
   const Occasion lots[] = {{0, 600, 7}, {300, 900, 8}};
-  const Sample samples[] = {{10, 7}, {400, 8}, {500, 7}, {550, 7}};
+  const TakenSample samples[] = {{10, 7}, {400, 8}, {500, 7}, {550, 7}};
   const auto due = DueBySegment({{kRun}}, OccasionSampling({{kRun}}, kAlways, 2, lots, samples));
   EXPECT_EQ(due[0].expected, 4);
   EXPECT_EQ(due[0].collected, 3);
@@ -115,7 +115,7 @@ TEST(OccasionSampling, AnOccasionBelongsToTheSegmentOfItsLastSecond) {
 // Second by second, window by window.
 std::vector<Due> Slowly(const std::vector<StateSegment>& segments, const Period& valid,
                         std::int64_t n, std::int64_t every, std::int64_t grace,
-                        const std::vector<Sample>& samples) {
+                        const std::vector<TakenSample>& samples) {
   std::vector<Due> due(segments.size());
   const auto last = segments.back().end;
   std::vector<std::int64_t> clock(static_cast<std::size_t>(last) + 1);
@@ -163,11 +163,11 @@ TEST(IntervalSampling, AgreesWithAWalkSecondBySecond) {
       segments.push_back({time, end, i, pst_Run, draw(0, 2) != 0});
       time = end;
     }
-    std::vector<Sample> samples;
+    std::vector<TakenSample> samples;
     for (int i = draw(0, 40); i > 0; --i)
       samples.push_back({draw(0, static_cast<int>(time) - 1), 0});
     std::sort(samples.begin(), samples.end(),
-              [](const Sample& a, const Sample& b) { return a.time < b.time; });
+              [](const TakenSample& a, const TakenSample& b) { return a.time < b.time; });
     const Period valid{draw(0, 3) == 0 ? draw(0, 200) : 0, draw(0, 3) == 0 ? draw(200, 900) : time};
     const auto n = draw(1, 4), every = draw(1, 200), grace = draw(0, 1) * draw(0, 250);
     const auto fast =

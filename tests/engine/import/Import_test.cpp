@@ -814,4 +814,20 @@ TEST_F(ImportTest, ALockedDatabaseIsRefused) {
 }
 
 }  // namespace
+TEST_F(ImportTest, StoredLimitsOfRateZeroAreRemarkedWhereCountsAreStored) {
+  Import(
+      "part,process,test,subgroup,time,count,size\n"
+      "A,P,Bad,1,2024-01-01T00:00:00,0,50\nA,P,Bad,2,2024-01-02T00:00:00,3,50\n"
+      "A,P,Good,1,2024-01-01T00:00:00,0,50\n",
+      ImportKind::Values);
+  const auto report =
+      Import("part,process,test,mean\nA,P,Good,0\nA,P,Bad,0\nA,Q,Bad,0\nA,,Bad,0\nA,P,Bad2,0\n",
+             ImportKind::ControlLimits);
+  ASSERT_EQ(report.notes.size(), 2u);
+  EXPECT_EQ(report.notes[0].code, "rate-zero");
+  EXPECT_NE(report.notes[0].text.find("line 3, column \"mean\""), std::string::npos)
+      << report.notes[0].text;
+  EXPECT_NE(report.notes[1].text.find("line 5"), std::string::npos) << "of any process";
+}
+
 }  // namespace orvspc::engine::import
