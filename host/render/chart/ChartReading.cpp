@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -119,9 +121,8 @@ void CheckLengths(const ChartRead& chart) {
     ForEachArray([&](const char* name, auto member, auto) {
       const auto& array = graph.*member;
       if (!array.empty() && array.size() != points)
-        FailMessage("Graph " + std::to_string(graph.index) + " has " +
-                    std::to_string(array.size()) + " values in " + name + " for " +
-                    std::to_string(points) + " subgroups");
+        FailMessage(fmt::format("Graph {} has {} values in {} for {} subgroups", graph.index,
+                                array.size(), name, points));
     });
   }
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartView.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -109,9 +111,9 @@ class Picture {
   }
 
   std::string Tip(const GraphView& graph, std::size_t i) const {
-    std::string tip = "#" + std::to_string(i + 1) + "  " + IsoTime(view_.stamps[i]) + "  " +
-                      Fixed(graph.points[i], graph.decimals);
-    if (i < graph.sizes.size()) tip += "  n = " + std::to_string(graph.sizes[i]);
+    std::string tip = fmt::format("#{}  {}  {}", i + 1, IsoTime(view_.stamps[i]),
+                                  Fixed(graph.points[i], graph.decimals));
+    if (i < graph.sizes.size()) tip += fmt::format("  n = {}", graph.sizes[i]);
     if (view_.stream_views.size() > 1)
       tip += "  " + view_.stream_views[static_cast<std::size_t>(view_.StreamOf(i))].name;
     if (!view_.Used(i)) tip += view_.flags[i] == 1 ? "  disabled" : "  incomplete";
@@ -237,8 +239,8 @@ class Picture {
       const double low = NewestValues(view_, graph.limits.lower)[s];
       const double high = NewestValues(view_, graph.limits.upper)[s];
       if (std::isfinite(low) || std::isfinite(high))
-        text += "; " + graph.symbol + " " + Fixed(low, graph.decimals) + " to " +
-                Fixed(high, graph.decimals);
+        text += fmt::format("; {} {} to {}", graph.symbol, Fixed(low, graph.decimals),
+                            Fixed(high, graph.decimals));
     }
     return text;
   }
@@ -272,13 +274,12 @@ class Picture {
       lines.push_back({"p", StreamLetter(s) + "  " + view_.stream_views[s].name + StreamText(s),
                        static_cast<std::int32_t>(s)});
     if (streams > kMaxStreams)
-      lines.push_back({"", "and " + std::to_string(streams - kMaxStreams) +
-                               " more streams; the tooltip of a point names its own"});
+      lines.push_back({"", fmt::format("and {} more streams; the tooltip of a point names its own",
+                                       streams - kMaxStreams)});
     for (const auto& broken : RulesBroken(view_))
-      lines.push_back({"m", "rule " + std::to_string(broken.rule.number) +
-                                (broken.rule.text.empty() ? "" : ": " + broken.rule.text) + " (" +
-                                std::to_string(broken.points) +
-                                (broken.points == 1 ? " point)" : " points)")});
+      lines.push_back({"m", fmt::format("rule {}{} ({})", broken.rule.number,
+                                        broken.rule.text.empty() ? "" : ": " + broken.rule.text,
+                                        Counted(broken.points, "point"))});
     bool outside = false, unused = false, several = false;
     for (const auto& graph : view_.graphs)
       for (const auto& mark : graph.marks) {

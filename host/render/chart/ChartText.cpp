@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -338,13 +340,13 @@ class Plot {
         const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
                                        [](const RuleHit& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
-        out_.Line(
-            "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
-                IsoTime(view_.stamps[mark.point]) + "  " +
-                Fixed(graph.points[mark.point], graph.decimals) + "  " +
-                (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
-                (named ? "rule " + RuleNumbers(mark) + ": " : "") + MarkText(mark),
-            16);
+        out_.Line(fmt::format(
+                      "  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),
+                      Padded(std::to_string(mark.point + 1), 5), IsoTime(view_.stamps[mark.point]),
+                      Fixed(graph.points[mark.point], graph.decimals),
+                      view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "",
+                      named ? "rule " + RuleNumbers(mark) + ": " : "", MarkText(mark)),
+                  16);
       }
     if (total > kMaxMarks) out_.Line("  ... and " + std::to_string(total - kMaxMarks) + " more");
   }

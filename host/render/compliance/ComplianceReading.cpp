@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/compliance/ComplianceReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -125,9 +127,8 @@ double SampleCount::Percent() const {
 }
 
 std::string CountText(const SampleCount& count) {
-  return std::to_string(count.collected) + " of " + std::to_string(count.expected) +
-         " expected samples, " + std::to_string(count.missed) + " missed, " +
-         Fixed(count.Percent(), 1) + " %";
+  return fmt::format("{} of {} expected samples, {} missed, {} %", count.collected, count.expected,
+                     count.missed, Fixed(count.Percent(), 1));
 }
 
 std::vector<ComplianceRow> ReadCompliance(SCResults& results) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/pareto/ParetoReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -136,8 +138,8 @@ std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const Pare
   std::string tip = PartText(pareto, bin, 0);
   for (std::size_t level = 1; level < pareto.levels; ++level)
     tip += " / " + PartText(pareto, bin, level);
-  tip += ": " + ParetoValue(bin.value) + " (" + axis + "), " + Percent(bar.share) + ", together " +
-         Percent(bar.cumulative);
+  tip += fmt::format(": {} ({}), {}, together {}", ParetoValue(bin.value), axis, Percent(bar.share),
+                     Percent(bar.cumulative));
   if (bar.open) tip += ", with events that are still open";
   return tip;
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -71,10 +73,10 @@ void WriteBars(TextWriter& out, const ParetoView& view) {
       for (long i = 0; i < length; ++i) bar += row.sign;
     }
     if (above && !row.name.empty()) out.Line(row.name, 4);
-    const std::string head = Padded(above ? "" : Shortened(row.name, name), name) + " " +
-                             Padded(row.value, value, true) + "  " +
-                             Padded(row.share, kShare, true) + "  " +
-                             Padded(row.cumulative, kShare, true);
+    const std::string head =
+        fmt::format("{} {}  {}  {}", Padded(above ? "" : Shortened(row.name, name), name),
+                    Padded(row.value, value, true), Padded(row.share, kShare, true),
+                    Padded(row.cumulative, kShare, true));
     bar.empty() ? out.Line(head) : out.Painted(head + "  " + out.InColour(row.colour, bar));
   };
   out.Blank();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/states/StatesReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 #include <map>
@@ -176,10 +178,10 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   const auto processes = std::count_if(view.lanes.begin(), view.lanes.end(),
                                        [](const Lane& lane) { return lane.is_process; });
   if (!view.Empty())
-    view.subtitle = IsoTime(view.start) + " to " + IsoTime(view.end) + " UTC, " +
-                    std::to_string(processes) + (processes == 1 ? " process, " : " processes, ") +
-                    std::to_string(document.events.size()) + " events, " +
-                    std::to_string(document.subgroups.rows.size()) + " subgroups";
+    view.subtitle =
+        fmt::format("{} to {} UTC, {} {}, {} events, {} subgroups", IsoTime(view.start),
+                    IsoTime(view.end), processes, processes == 1 ? "process" : "processes",
+                    document.events.size(), document.subgroups.rows.size());
   if (!document.events.empty()) view.events = EventsTable(document.events, names);
   view.notes = PlainNotes(document.notes);
   return view;

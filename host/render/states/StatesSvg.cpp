@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // States as a picture: a lane for each process, events above its bar, subgroups below it.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -24,7 +26,7 @@ constexpr std::size_t kLevels = 3;  // rows of symbols at most
 std::string Duration(std::int64_t seconds) {
   const std::int64_t minutes = (seconds + 30) / 60;
   if (minutes < 60) return std::to_string(minutes) + " min";
-  return std::to_string(minutes / 60) + " h " + std::to_string(minutes % 60) + " min";
+  return fmt::format("{} h {} min", minutes / 60, minutes % 60);
 }
 
 class Picture {
@@ -95,10 +97,10 @@ class Picture {
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
     // The outline of a narrow bar would cover it.
     const std::string style = std::string(look.style) + (width < kOutlined ? " n" : "");
-    scene_.Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, style,
-                     lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
-                         IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
-                         Duration(stay.end - stay.start));
+    scene_.Rectangle(
+        x, bar + kBar - height, std::max(width, 0.4), height, style,
+        fmt::format("{}: {} ({}), {} to {}, {}", lane.process, stay.state, StateTypeWord(stay.type),
+                    IsoTime(stay.start), IsoTime(stay.end), Duration(stay.end - stay.start)));
     const bool dark = stay.type == pst_Run;
     const bool plain = dark || stay.type == pst_Start || stay.type == pst_Pause;
     if (plain && WidthOf(stay.state) + 8.0 < width)
