@@ -298,7 +298,7 @@ TEST(Words, OfImportKindsGoBothWays) {
 TEST(Words, OfItemKindsGoBothWays) {
   for (int i = 0; i < kItemKinds; ++i) {
     const auto kind = static_cast<ItemKind>(i);
-    EXPECT_EQ(ItemKindFromWord(WordOf(kind)), kind) << WordOf(kind);
+    EXPECT_EQ(ItemKindFromWord(orvspc::WordOf(kind)), kind) << orvspc::WordOf(kind);
   }
   EXPECT_EQ(ItemKindFromWord("processes"), ItemKind::Process);
   EXPECT_FALSE(ItemKindFromWord("thing"));
