@@ -377,7 +377,6 @@ TEST_F(CapabilityLibraryTest, NetContentsThatAreNotSettledAreRefused) {
       {"nominal,class", "4.9,R87", "from 5 to 10000 g"},
       {"nominal,class", "10001,R87", "from 5 to 10000 g"},
       {"nominal,class,quantity", "500,R87,volume", "known for mass only"},
-      {"nominal,class,quantity", "500,R87,volume", "known for mass only"},
       {"nominal,class,quantity", "500,R87,weight", "must be mass, volume"},
       {"nominal,class", "500,HB133", "needs mav"},
       {"nominal,class", "500,EU", "must be own, R87 or HB133"},
