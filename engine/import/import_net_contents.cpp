@@ -5,7 +5,6 @@
 #include <cmath>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "engine/import/import_kind.h"
 #include "engine/time/calendar.h"
@@ -104,45 +103,29 @@ double Rounded(double value, double nominal) {
   return value;
 }
 
-// What a class derives stands alone: another figure in its place is refused.
-class Derivation {
- public:
-  // way_out   what to do about such a figure
-  Derivation(const ImportTable& table, std::string name, std::string way_out, double nominal,
-             bool with_upper, Figures& figures)
-      : table_(table),
-        name_(std::move(name)),
-        way_out_(std::move(way_out)),
-        nominal_(nominal),
-        with_upper_(with_upper),
-        figures_(figures) {}
+// Figures that a class or mav derives; another figure in their place is refused.
+struct Derivation {
+  const ImportTable& table;
+  std::string name, way_out;  // what derives, and what to do about another figure
+  double nominal;
+  bool with_upper;
+  Figures& figures;
 
   // A limit below the nominal quantity, and above it when asked for.
-  void Limit(std::size_t lower, std::size_t upper, double amount) {
-    Set(lower, Rounded(nominal_ - amount, nominal_));
-    if (with_upper_) Set(upper, Rounded(nominal_ + amount, nominal_));
+  void Limit(std::size_t lower, std::size_t upper, double amount) const {
+    Set(lower, Rounded(nominal - amount, nominal));
+    if (with_upper) Set(upper, Rounded(nominal + amount, nominal));
   }
-  void Set(std::size_t figure, double value) {
-    auto& held = figures_[figure];
+  void Set(std::size_t figure, double value) const {
     constexpr double kTolerance = 1e-9;
-    if (held && std::fabs(*held - value) > kTolerance * nominal_) {
-      table_.Refuse(At("mavl") + figure,
-                    name_ + " derives another figure, " + Number(value) + "; " + way_out_);
+    if (figures[figure] && std::fabs(*figures[figure] - value) > kTolerance * nominal) {
+      std::array<char, 32> text;
+      const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+      table.Refuse(At("mavl") + figure, name + " derives another figure, " +
+                                            std::string(text.data(), end) + "; " + way_out);
     }
-    held = value;
+    figures[figure] = value;
   }
-
- private:
-  static std::string Number(double value) {
-    std::array<char, 32> text;
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
-  }
-
-  const ImportTable& table_;
-  const std::string name_, way_out_;
-  double nominal_;
-  bool with_upper_;
-  Figures& figures_;
 };
 
 // The largest shortfall of the line; none when it gives none.
@@ -163,8 +146,9 @@ std::optional<double> ShortfallOf(const ImportTable& table, const std::string& n
 void DeriveByClass(const ImportTable& table, const std::string& name, double nominal,
                    bool with_upper, Figures& figures) {
   if (name == "R87") {
-    Derivation derivation(table, name, "leave it out, or use class own and give the figures",
-                          nominal, with_upper, figures);
+    const Derivation derivation{
+        table,   name,       "leave it out, or use class own and give the figures",
+        nominal, with_upper, figures};
     constexpr double kMaxBeyondT1 = 2.5;  // percent of the packages
     const double t = TolerableDeficiency(table, nominal);
     derivation.Limit(kT1L, kT1U, t);
@@ -173,8 +157,8 @@ void DeriveByClass(const ImportTable& table, const std::string& name, double nom
     derivation.Set(kT2L + 1, 0.0);
   }
   if (const auto shortfall = ShortfallOf(table, name, nominal, figures)) {
-    Derivation(table, "mav", "give one of the two", nominal, with_upper, figures)
-        .Limit(kMavL, kMavU, *shortfall);
+    Derivation{table, "mav", "give one of the two", nominal, with_upper, figures}.Limit(
+        kMavL, kMavU, *shortfall);
     if (!figures[kMavL + 1]) figures[kMavL + 1] = 0.0;
   } else if (with_upper && name == "own") {
     table.Refuse(At("upper"),
