@@ -38,13 +38,13 @@ constexpr ImportColumn kColumns[] = {
     {"name", kOptional, "any text"}};
 using At = PlaceIn<kColumns>;
 
-constexpr std::string_view kClasses[] = {"own", "R87", "HB133"};
+constexpr std::string_view kClasses[] = {"R87", "HB133", "own"};
 constexpr std::string_view kQuantities[] = {"mass", "volume", "length", "area", "count"};
 
-// The word of an optional column; the first one when the cell is empty.
+// The word of an optional column.
 std::string_view WordIn(const ImportTable& table, std::size_t column,
-                        std::span<const std::string_view> words) {
-  return words[table.Cell(column).empty() ? 0 : table.WordOf(column, words)];
+                        std::span<const std::string_view> words, std::string_view fallback) {
+  return table.Cell(column).empty() ? fallback : words[table.WordOf(column, words)];
 }
 
 // Places among the figures, in the order of the columns; each limit is followed by its companion,
@@ -68,7 +68,8 @@ constexpr Tolerable kTolerable[] = {
 };
 
 double TolerableDeficiency(const ImportTable& table, double nominal) {
-  if (WordIn(table, At("quantity"), kQuantities) != "mass") {
+  const auto quantity = catalogue::Lower(table.Cell(At("quantity")));
+  if (!quantity.empty() && quantity != "mass") {
     table.Refuse(At("quantity"),
                  "deficiencies are known for mass only; use class own and give t1l and t2l");
   }
@@ -211,13 +212,13 @@ void TakeNetContents(ImportFile& file) {
   for (std::size_t i = 0; i < figures.size(); ++i) {
     figures[i] = table.OptionalNumber(At("mavl") + i);
   }
-  const auto name = WordIn(table, At("class"), kClasses);
-  const auto quantity = WordIn(table, At("quantity"), kQuantities);
+  const auto name = WordIn(table, At("class"), kClasses, "own");
   const bool with_upper = !table.Cell(At("upper")).empty() && table.YesOrNo(At("upper"));
   DeriveByClass(table, std::string(name), nominal, with_upper, figures);
   Check(table, nominal, figures);
   const double factor = table.OptionalNumber(At("factor")).value_or(1.0);
   if (!(factor > 0.0)) table.Refuse(At("factor"), "must be above 0");
+  const auto quantity = WordIn(table, At("quantity"), kQuantities, "mass");
   Run(file.db, insert, part, test, effective, name, quantity, nominal,
       table.OptionalNumber(At("mav")), with_upper, factor, table.Cell(At("name")), file.who,
       file.made, figures);
