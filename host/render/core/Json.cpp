@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 
+#include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
@@ -113,8 +114,7 @@ void JsonWriter::Value(std::string_view value) {
 
 void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
   // No constant goes into a mean, and none is single where sizes differ.
-  const double constant =
-      estimate.constant == 0.0 ? std::numeric_limits<double>::quiet_NaN() : estimate.constant;
+  const double constant = estimate.constant == 0.0 ? kNaN : estimate.constant;
   json.Object(
       key,
       [&] {

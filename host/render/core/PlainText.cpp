@@ -144,4 +144,30 @@ std::vector<std::string> Wrapped(std::string text, std::size_t width, std::size_
   return lines;
 }
 
+std::string EscapeMarkup(std::string_view text) {
+  std::string out;
+  for (const char c : PlainText(text)) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
 }  // namespace orvspc::render

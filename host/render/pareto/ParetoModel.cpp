@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoReading.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +17,6 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kEighty = 80.0 - 1e-9;  // sums of shares are not exact
 
 // What the settings make of the data; without settings nothing is known.
@@ -137,8 +138,8 @@ std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const Pare
   std::string tip = PartText(pareto, bin, 0);
   for (std::size_t level = 1; level < pareto.levels; ++level)
     tip += " / " + PartText(pareto, bin, level);
-  tip += ": " + ParetoValue(bin.value) + " (" + axis + "), " + Percent(bar.share) + ", together " +
-         Percent(bar.cumulative);
+  tip += fmt::format(": {} ({}), {}, together {}", ParetoValue(bin.value), axis, Percent(bar.share),
+                     Percent(bar.cumulative));
   if (bar.open) tip += ", with events that are still open";
   return tip;
 }

@@ -8,7 +8,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -239,9 +239,5 @@ class Picture {
 }  // namespace
 
 Scene ParetoScene(const ParetoView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
-  return WriteSvg(ParetoScene(view, embedded));
-}
 
 }  // namespace orvspc::render
