@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <string>
 #include <utility>
 
@@ -17,13 +16,15 @@
 #include "engine/statistics/SampleQuantiles.h"
 #include "engine/statistics/Spread.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
 
 // The first call: from the selection to the records. The Johnson fit stands in johnson_fit.cpp.
 namespace orvspc::engine::capability {
 namespace {
 
+using platform::kNaN;
+
 constexpr std::int32_t kBadArgument = 5, kOverflow = 6;
-constexpr double kNoLimit = std::numeric_limits<double>::quiet_NaN();
 
 // The settings that share the flags of the options.
 struct FlagWord {
@@ -174,8 +175,8 @@ statistics::Window ChooseWindow(const FlagWord& flags, const API_CAOptions& opti
                                       centre.largest,
                                       centre.mean,
                                       sd,
-                                      tolerance.usl.value_or(kNoLimit),
-                                      tolerance.lsl.value_or(kNoLimit)};
+                                      tolerance.usl.value_or(kNaN),
+                                      tolerance.lsl.value_or(kNaN)};
   switch (flags.window) {
     case caWindowTypeMinMax: {
       const statistics::Window given =

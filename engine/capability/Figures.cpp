@@ -4,15 +4,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "engine/statistics/SampleSums.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::capability {
 namespace {
-
-constexpr double kNoLimit = std::numeric_limits<double>::quiet_NaN();
 
 // A limit with the fields of its results.
 struct LimitRow {
@@ -47,7 +45,7 @@ constexpr LimitRow kLower[] = {
 std::vector<double> LimitsOf(std::span<const LimitRow> rows, const API_CASpecLim8& limits) {
   std::vector<double> values;
   for (const auto& row : rows) {
-    values.push_back((limits.EFlag & row.flag) != 0 ? double{limits.*row.limit} : kNoLimit);
+    values.push_back((limits.EFlag & row.flag) != 0 ? double{limits.*row.limit} : platform::kNaN);
   }
   return values;
 }

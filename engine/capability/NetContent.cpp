@@ -5,12 +5,12 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "engine/capability/Figures.h"
 #include "engine/capability/Passes.h"
-#include "engine/statistics/Ties.h"
+#include "engine/statistics/NearlyEqual.h"
 #include "engine/store/Store.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::capability {
 namespace {
@@ -54,8 +54,7 @@ std::array<double, N> Unscaled(const LimitRow (&rows)[N], const API_CANccLim8& l
                                double factor) {
   std::array<double, N> values{};
   for (std::size_t i = 0; i < N; ++i) {
-    values[i] = Has(limits, rows[i]) ? limits.*rows[i].limit / factor
-                                     : std::numeric_limits<double>::quiet_NaN();
+    values[i] = Has(limits, rows[i]) ? limits.*rows[i].limit / factor : platform::kNaN;
   }
   return values;
 }

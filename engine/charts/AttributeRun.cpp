@@ -4,25 +4,20 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <string>
 #include <utility>
 
-#include "engine/charts/attribute_lines.h"
+#include "engine/charts/column_storage.h"
 #include "engine/charts/cusum.h"
-#include "engine/charts/forget.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
 
 // The process call: from the selection to the points. What is read from a finished run stands in
 // attribute_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kBadArgument = 5;
-
-// A stored figure for lines; the whole of it stands over 1.
-statistics::Rate Stored(double mean) { return {mean, 1.0}; }
 
 Suits SuitsChart(const AttributeChart& chart, const store::ControlLimit& limit) {
   if (!SuitsRate(chart, limit.chart_word)) return Suits::OtherChart;
@@ -136,29 +131,26 @@ void AttributeRun::MakePoints() {
   points_ = std::move(counts);
   for (std::size_t place = 0; place < points_.size(); ++place) {
     if (!plan_.chart->counted) points_[place] = plan_.chart->scale * points_[place] / units_[place];
-    if (!(units_[place] > 0.0) || !std::isfinite(points_[place])) points_[place] = kNoValue;
+    if (!(units_[place] > 0.0) || !std::isfinite(points_[place])) points_[place] = platform::kNaN;
   }
   Forget(table_.defects);
   Forget(table_.defectives);
 }
 
-statistics::Rate AttributeRun::RateAt(const StreamState& state, const RunRows::OfStream& rows,
-                                      std::size_t place, Form form) const {
-  if (form == kCalculated || !rows_.HasStoredLimits()) return state.rate;
-  const auto row = rows_.LimitRowAt(place);
-  return row == kNoRow ? state.rate : Stored(rows.limits[static_cast<std::size_t>(row)].row.F_MEAN);
+AttributeLines AttributeRun::LinesOf(std::size_t stream, bool calculated) const {
+  const auto* const ewma = plan_.ewma == EwmaKind::None ? nullptr : &ewma_lines_[calculated];
+  return AttributeLines(
+      {plan_, rows_, units_, ewma, states_[stream].rate, stream, calculated, plan_.cusum});
 }
 
-statistics::PointLimits AttributeRun::LimitsAt(const statistics::Rate& rate,
-                                               std::size_t place) const {
-  const double units = units_[place], factor = FactorAt(place);
-  return FiniteOnly(plan_.chart->defectives ? statistics::DefectivesLimits(rate, units, factor)
-                                            : statistics::DefectsLimits(rate, units, factor));
+AttributeLines AttributeRun::PlainLinesOf(std::size_t stream, bool calculated) const {
+  return AttributeLines(
+      {plan_, rows_, units_, nullptr, states_[stream].rate, stream, calculated, false});
 }
 
 void AttributeRun::MakeCusum() {
   for (std::size_t s = 0; s < states_.size(); ++s) {
-    auto lines = LineSource::Plain(*this, s, kInForce);
+    auto lines = PlainLinesOf(s, false);
     states_[s].no_cusum = FillCusum(
                               table_, table_.Streams()[s], rows_,
                               [&](std::size_t place) { return lines.At(place); }, points_)
@@ -169,31 +161,31 @@ void AttributeRun::MakeCusum() {
 void AttributeRun::MakeEwma() {
   // Both forms are taken about the points themselves, which the form in force then replaces.
   std::vector<double> shown(points_.size());
-  for (const auto form : {kCalculated, kInForce}) {
-    if (form == kCalculated && !rows_.HasStoredLimits()) continue;
-    ewma_lines_[form].resize(points_.size());
-    for (std::size_t s = 0; s < states_.size(); ++s) MakeEwmaLines(form, s, shown);
+  for (const bool calculated : {true, false}) {
+    if (calculated && !rows_.HasStoredLimits()) continue;
+    ewma_lines_[calculated].resize(points_.size());
+    for (std::size_t s = 0; s < states_.size(); ++s) MakeEwmaLines(calculated, s, shown);
   }
-  if (!rows_.HasStoredLimits()) ewma_lines_[kCalculated] = ewma_lines_[kInForce];
+  if (!rows_.HasStoredLimits()) ewma_lines_[true] = ewma_lines_[false];
   points_ = std::move(shown);
 }
 
-void AttributeRun::MakeEwmaLines(Form form, std::size_t s, std::span<double> shown) {
+void AttributeRun::MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown) {
   const auto& stream = table_.Streams()[s];
   const auto count = stream.Count();
   const bool moving = plan_.ewma == EwmaKind::MovingCentre;
   std::vector<double> points(count), centre(count), sigma(count);
   std::vector<std::uint8_t> restart(count, 0);
-  auto plain = LineSource::Plain(*this, s, form);
+  auto plain = PlainLinesOf(s, calculated);
   for (std::size_t i = 0; i < count; ++i) {
     const auto place = stream.begin + i;
     const auto lines = plain.At(place);
     // A moving centre line follows the rate, so that a count is judged by the units of its point.
-    const double factor = moving ? FactorAt(place) : 1.0;
+    const double factor = moving ? plain.FactorAt(place) : 1.0;
     points[i] = points_[place] / factor;
-    centre[i] = moving ? RateAt(states_[s], rows_.Of(s), place, form).Value() : lines.centre;
+    centre[i] = moving ? plain.RateAt(place).Value() : lines.centre;
     sigma[i] = lines.sigma;
-    restart[i] = form == kInForce && rows_.RestartsAt(stream, place) ? 1 : 0;
+    restart[i] = !calculated && rows_.RestartsAt(stream, place) ? 1 : 0;
   }
   const statistics::SequenceInput input{points, centre, sigma, Part(table_.Used(), stream),
                                         restart};
@@ -202,23 +194,22 @@ void AttributeRun::MakeEwmaLines(Form form, std::size_t s, std::span<double> sho
              : statistics::Ewma(input);
   for (std::size_t i = 0; i < count; ++i) {
     const auto place = stream.begin + i;
-    auto& lines = ewma_lines_[form][place];
+    auto& lines = ewma_lines_[calculated][place];
     if (moving) {
-      lines = LimitsAt(statistics::Rate{series.centre[i], 1.0}, place);
+      lines = plain.LimitsAt(statistics::Rate{series.centre[i], 1.0}, place);
       shown[place] = points_[place];
       continue;
     }
     lines = FiniteOnly({series.centre[i], series.upper[i], series.lower[i], series.sigma[i]});
     if (lines.lower < 0.0) lines.lower = 0.0;
-    const double most = FactorAt(place);
-    if (plan_.chart->defectives && lines.upper > most) lines.upper = most;
+    if (plan_.chart->defectives) lines.upper = std::min(lines.upper, plain.FactorAt(place));
     shown[place] = series.points[i];
   }
 }
 
 std::vector<double> AttributeRun::UnitsInspected() const {
   std::vector<double> units(table_.Count());
-  Scatter(table_.sizes, std::span(units));
+  table_.Scatter(table_.sizes, std::span(units));
   return units;
 }
 

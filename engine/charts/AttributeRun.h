@@ -11,6 +11,7 @@
 #include "engine/charts/AttributeTable.h"
 #include "engine/charts/Estimates.h"
 #include "engine/charts/RunRows.h"
+#include "engine/charts/attribute_lines.h"
 #include "engine/statistics/AttributeFormulas.h"
 #include "engine/statistics/TimeWeighted.h"
 #include "engine/store/Store.h"
@@ -51,41 +52,28 @@ class AttributeRun {
   void Clear();
 
  private:
-  enum Form : std::size_t { kInForce, kCalculated };
   struct StreamState {
     statistics::Rate rate;  // over the subgroups that count
     StreamEstimates estimates;
     bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
     bool some_size = false;
   };
-  class LineSource;
 
   void MakeUnits();
   void MakePoints();
   void Estimate();
   void MakeCusum();
   void MakeEwma();
-  void MakeEwmaLines(Form form, std::size_t s, std::span<double> shown);
+  void MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown);
   void TellNotes(store::Store& store) const;
 
-  // What a share or rate is multiplied by to be shown.
-  double FactorAt(std::size_t place) const {
-    return plan_.chart->counted ? units_[place] : plan_.chart->scale;
-  }
-  statistics::PointLimits LimitsAt(const statistics::Rate& rate, std::size_t place) const;
-  statistics::Rate RateAt(const StreamState& state, const RunRows::OfStream& rows,
-                          std::size_t place, Form form) const;
+  AttributeLines LinesOf(std::size_t stream, bool calculated) const;
+  // What a cusum or an EWMA is taken about: the lines that the chart would have without it.
+  AttributeLines PlainLinesOf(std::size_t stream, bool calculated) const;
 
   std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code);
-  void WriteLines(Form form, double statistics::PointLimits::*line, std::span<double> out) const;
-  void WriteMarks(Form form, std::span<std::int32_t> out);
-  void MakeMarks(Form form);
-  template <class From, class To>
-  void Scatter(const std::vector<From>& column, std::span<To> out) const {
-    for (std::size_t place = 0; place < out.size(); ++place) {
-      out[table_.SubgroupAt(place)] = static_cast<To>(column[place]);
-    }
-  }
+  void WriteSizes(std::span<std::int32_t> out) const;
+  void WriteMarks(bool calculated, std::span<std::int32_t> out);
 
   AttributeTable table_;
   RunRows rows_{table_};
@@ -93,9 +81,9 @@ class AttributeRun {
   std::vector<StreamState> states_;
   std::vector<double> points_;
   std::vector<double> units_;  // behind a rate: units or opportunities; 0 where not known
-  std::array<std::vector<statistics::PointLimits>, 2> ewma_lines_;  // of the two forms
+  std::array<std::vector<statistics::PointLimits>, 2> ewma_lines_;  // in force, calculated
   std::vector<std::uint32_t> marks_;                                // those asked for last
-  std::optional<Form> marked_;                                      // whose marks they are
+  std::optional<bool> marked_;  // whether those are of the calculated form
   bool is_open_ = false;
 };
 

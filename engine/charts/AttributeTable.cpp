@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "engine/charts/forget.h"
+#include "engine/charts/column_storage.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::charts {

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/Estimates.h"
+#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <string>
 
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 enum class Source { Ranges, Deviations, MovingRanges };
 
@@ -92,7 +92,7 @@ void DropOverflow(StreamEstimates& estimates) {
     estimates.overflow = true;
   }
   if (estimates.mean_used == 0 || std::isfinite(estimates.mean)) return;
-  estimates.mean = kNoValue;
+  estimates.mean = kNaN;
   estimates.overflow = true;
 }
 
@@ -182,7 +182,7 @@ StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimate
   report.test = stream.test;
   report.mean.value = estimates.mean;
   report.mean.name = std::string(estimates.mean_name);
-  report.mean.constant = kNoValue;
+  report.mean.constant = kNaN;
   report.mean.used = static_cast<std::int32_t>(estimates.mean_used);
   report.sp = statistics::ToEstimate(estimates.sp);
   report.sw = statistics::ToEstimate(estimates.sw);

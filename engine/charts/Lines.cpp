@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/Lines.h"
+#include "platform/NaN.h"
 
 #include <cmath>
-#include <limits>
 
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 statistics::SigmaEstimate FromRow(double value) {
   statistics::SigmaEstimate sigma;
@@ -59,7 +59,7 @@ statistics::PointLimits Formula(ChartKind lines, std::size_t graph, const LineFi
   const auto& spread = graph == 1 ? figures.within : figures.sw;
   const bool at_subgroup = lines == ChartKind::Mean || lines == ChartKind::Median;
   if ((at_subgroup && n < 1) || (lines == ChartKind::MovingAverage && sizes.window.empty())) {
-    return {figures.centre, kNoValue, kNoValue, kNoValue};
+    return {figures.centre, kNaN, kNaN, kNaN};
   }
   switch (lines) {
     case ChartKind::Mean:
@@ -90,14 +90,14 @@ statistics::PointLimits Formula(ChartKind lines, std::size_t graph, const LineFi
     case ChartKind::None:
       break;
   }
-  return {kNoValue, kNoValue, kNoValue, kNoValue};
+  return {kNaN, kNaN, kNaN, kNaN};
 }
 
 }  // namespace
 
 statistics::PointLimits FiniteOnly(statistics::PointLimits lines) {
   for (auto* line : {&lines.centre, &lines.upper, &lines.lower, &lines.sigma}) {
-    if (!std::isfinite(*line)) *line = kNoValue;
+    if (!std::isfinite(*line)) *line = kNaN;
   }
   return lines;
 }

@@ -6,14 +6,15 @@
 #include <limits>
 
 #include "engine/statistics/Moments.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 double RangeOf(std::span<const double> values) {
-  if (values.size() < 2) return kNoValue;
+  if (values.size() < 2) return kNaN;
   const auto [least, largest] = std::minmax_element(values.begin(), values.end());
   return *largest - *least;
 }
@@ -25,7 +26,7 @@ struct MeanAndRange {
 // One pass, since this is what a million subgroups cost. Deviations from the first value keep the
 // digits of values far from zero.
 MeanAndRange SummarisePieces(std::span<const double> pieces) {
-  if (pieces.empty()) return {kNoValue, kNoValue};
+  if (pieces.empty()) return {kNaN, kNaN};
   const double origin = pieces[0];
   double least = origin, largest = origin, sum = 0.0;
   for (const double value : pieces) {
@@ -40,12 +41,12 @@ MeanAndRange SummarisePieces(std::span<const double> pieces) {
     mean = 0.0;
     for (const double value : pieces) mean += value / n;
   }
-  return {mean, pieces.size() < 2 ? kNoValue : largest - least};
+  return {mean, pieces.size() < 2 ? kNaN : largest - least};
 }
 
 // About the mean, with the correction for its rounding; divisor n - 1. Infinite where a square is.
 double DeviationOf(std::span<const double> pieces, double mean) {
-  if (pieces.size() < 2) return kNoValue;
+  if (pieces.size() < 2) return kNaN;
   const auto n = static_cast<double>(pieces.size());
   double sum = 0.0, squares = 0.0;
   for (const double value : pieces) {
@@ -155,7 +156,7 @@ WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, boo
       sum += statistic;
       ++pieces;
     });
-    within.points.push_back(pieces == 0 ? kNoValue : table.overflows.Keep(sum / pieces, place));
+    within.points.push_back(pieces == 0 ? kNaN : table.overflows.Keep(sum / pieces, place));
   }
   within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
   return within;

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <span>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "engine/charts/StreamTable.h"
 #include "engine/store/Pieces.h"
 #include "engine/store/Store.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 
@@ -23,7 +23,7 @@ class Overflows {
   double Keep(double value, std::size_t place) {
     if (!std::isinf(value)) return value;
     places_.push_back(place);
-    return std::numeric_limits<double>::quiet_NaN();
+    return platform::kNaN;
   }
   bool In(const ChartStream& stream) const;
   void Clear() { places_.clear(); }

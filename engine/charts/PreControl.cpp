@@ -2,17 +2,17 @@
 #include "engine/charts/PreControl.h"
 
 #include <cmath>
-#include <limits>
 
 #include "engine/catalogue/EffectiveRows.h"
 #include "engine/catalogue/SpecLimits.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {
 
 // Of two pieces as far from the target, the first.
 double Farthest(std::span<const double> pieces, double target) {
-  double farthest = std::numeric_limits<double>::quiet_NaN();
+  double farthest = platform::kNaN;
   if (std::isnan(target)) return farthest;
   double distance = -1.0;
   for (const double piece : pieces) {

@@ -9,16 +9,18 @@
 #include <utility>
 
 #include "engine/charts/Marks.h"
+#include "engine/charts/column_storage.h"
 #include "engine/charts/delivery.h"
-#include "engine/charts/forget.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {
 
+using platform::kNaN;
+
 using platform::ArrayRef;
 using platform::ChartData;
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kOverflow = 6;
 
 template <class T>
@@ -221,10 +223,14 @@ bool RunRows::RestartsAt(const ChartStream& stream, std::size_t place) const {
   return false;
 }
 
-void RunRows::KeepAlarms(std::size_t stream, std::size_t graph,
-                         std::span<std::uint32_t> marks) const {
+void RunRows::KeepAlarms(std::size_t graph, std::vector<std::uint32_t>& marks) const {
   if (!alarms_differ_) return;
-  for (auto& mark : marks) mark &= streams_[stream].alarms[graph];
+  for (std::size_t s = 0; s < streams_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      marks[place] &= streams_[s].alarms[graph];
+    }
+  }
 }
 
 std::int32_t RunRows::Deliver(const ArrayRef& array, ChartData code) {
@@ -290,12 +296,12 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   for (std::size_t s = 0; s < streams.size(); ++s) {
     catalogue::EffectiveRows<API_CCSpecLim> rows(streams_[s].specs);
     const API_CCSpecLim* latest = nullptr;
-    double value = kNoValue;
+    double value = kNaN;
     for (auto place = streams[s].begin; place < streams[s].end; ++place) {
       const auto* const row = streams_[s].specs.empty() ? nullptr : rows.At(StampAt(place));
       if (row != latest) {
         latest = row;
-        value = row == nullptr ? kNoValue : catalogue::SpecLimitsOf(*row).*(wanted->line);
+        value = row == nullptr ? kNaN : catalogue::SpecLimitsOf(*row).*(wanted->line);
       }
       out[table_.SubgroupAt(place)] = value;
     }

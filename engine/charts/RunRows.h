@@ -72,8 +72,8 @@ class RunRows {
   // The row of control limits is another than at the point before that counts.
   bool RestartsAt(const ChartStream& stream, std::size_t place) const;
 
-  // Takes away the bits of rules that are off for the stream, where streams differ in that.
-  void KeepAlarms(std::size_t stream, std::size_t graph, std::span<std::uint32_t> marks) const;
+  // Clears the bits of rules that are off for a stream, where streams differ in that.
+  void KeepAlarms(std::size_t graph, std::vector<std::uint32_t>& marks) const;
 
   // Totals and rows: fills the array, returns the elements written. Writes nothing and returns 0
   // for another code, element size, or an array that is too short. Tests can be taken once, and

@@ -64,6 +64,13 @@ class StreamTable {
   // Place in the data set of a place in the columns.
   std::size_t SubgroupAt(std::size_t place) const { return order_.empty() ? place : order_[place]; }
   bool InOrder() const { return order_.empty(); }
+  // Writes a column in the order of the data set.
+  template <class From, class To>
+  void Scatter(const std::vector<From>& column, std::span<To> out) const {
+    for (std::size_t place = 0; place < out.size(); ++place) {
+      out[SubgroupAt(place)] = static_cast<To>(column[place]);
+    }
+  }
 
   // 0: plotted, but neither estimated from nor run through. Empty: every subgroup counts.
   const std::vector<std::uint8_t>& Used() const { return used_; }

@@ -9,17 +9,16 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PreControl.h"
+#include "engine/charts/column_storage.h"
 #include "engine/charts/cusum.h"
-#include "engine/charts/forget.h"
-#include "engine/charts/variable_lines.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
 
 // The process call: from the selection to the points. What is read from a finished run stands in
 // variable_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kBadArgument = 5;
 
 statistics::EstimatorSetting SettingOf(store::Store& store) {
@@ -170,7 +169,8 @@ void VariableRun::MakeRatios(std::span<const double> sds) {
   points_[1].resize(table_.Count());
   for (std::size_t place = 0; place < table_.Count(); ++place) {
     const double mean = table_.means[place];
-    points_[1][place] = mean > 0.0 ? table_.overflows.Keep(sds[place] / mean, place) : kNoValue;
+    points_[1][place] =
+        mean > 0.0 ? table_.overflows.Keep(sds[place] / mean, place) : platform::kNaN;
   }
 }
 
@@ -226,7 +226,7 @@ bool VariableRun::MakePreControl() {
 void VariableRun::MakeCusum() {
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
-    auto lines = LineSource::UnderCusum(*this, s);
+    auto lines = LinesOf(s, 0, false, false);
     const auto outcome = FillCusum(
         table_, streams[s], rows_, [&](std::size_t place) { return lines.At(place); }, points_[0]);
     states_[s].no_cusum = outcome.no_sigma;

@@ -11,6 +11,7 @@
 #include "engine/charts/Lines.h"
 #include "engine/charts/PointTable.h"
 #include "engine/charts/RunRows.h"
+#include "engine/charts/variable_lines.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
 #include "platform/ArrayRef.h"
@@ -49,7 +50,6 @@ class VariableRun {
     bool no_lines = false;           // of a pre-control chart
     bool no_cusum = false;           // at some point, for want of a sigma
   };
-  class LineSource;
 
   void MakeColumns(store::Store& store);
   void Estimate(std::span<const double> sds, statistics::EstimatorSetting setting);
@@ -60,25 +60,21 @@ class VariableRun {
   void MakeCusum();
   void TellNotes(store::Store& store) const;
 
-  PointSizes SizesAt(std::size_t graph, std::size_t place) const;
+  VariableLines LinesOf(std::size_t stream, std::size_t graph, bool calculated, bool cusum) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
   std::int32_t DeliverColumn(const platform::ArrayRef& array, platform::ChartData code,
                              std::size_t graph);
   void WritePoints(std::size_t graph, std::span<double> out) const;
   void WriteSizes(std::size_t graph, std::span<std::int32_t> out) const;
-  void WriteLines(std::size_t graph, bool calculated, double statistics::PointLimits::*line,
-                  std::span<double> out) const;
   void WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out);
   const std::vector<std::uint32_t>& MarksOf(std::size_t graph, bool calculated);
-  void MarkStream(std::size_t s, std::size_t graph, bool calculated,
-                  std::span<std::uint32_t> marks) const;
 
   PointTable table_;
   RunRows rows_{table_};
   ChartPlan plan_;
   std::vector<StreamState> states_;
-  std::array<std::vector<double>, 3> points_;         // of the graphs
-  std::vector<std::array<std::int32_t, 3>> windows_;  // moving average: sizes, 0 for none
+  std::array<std::vector<double>, 3> points_;  // of the graphs
+  std::vector<AverageWindow> windows_;         // moving average
   WithinPieces within_;
   std::vector<std::uint32_t> zone_marks_;  // of a pre-control chart
   std::vector<statistics::RunRule> graph_rules_;

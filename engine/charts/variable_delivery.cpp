@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
-#include "engine/charts/Marks.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/charts/column_storage.h"
 #include "engine/charts/delivery.h"
-#include "engine/charts/forget.h"
-#include "engine/charts/variable_lines.h"
-#include "engine/store/parallel.h"
+#include "engine/charts/stream_lines.h"
+#include "platform/NaN.h"
 
 // What is read from a finished run. Columns stand stream after stream; everything that leaves
 // stands in the order of the data set.
@@ -17,8 +15,6 @@ namespace {
 
 using platform::ArrayRef;
 using platform::ChartData;
-
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
@@ -50,23 +46,21 @@ std::int32_t VariableRun::DeliverColumn(const ArrayRef& array, ChartData code, s
   if (const auto* const line = LineOf(code)) {
     // A pre-control chart has the lines of the specification limits and nothing calculated.
     if (line->calculated && plan_.kinds[graph] == ChartKind::PreControl) return 0;
-    WriteLines(graph, line->calculated, line->line, out);
+    const bool cusum = plan_.cusum && graph == 0;
+    WriteLines(
+        table_, [&](std::size_t s) { return LinesOf(s, graph, line->calculated, cusum); },
+        line->line, out);
     return static_cast<std::int32_t>(count);
   }
   if (graph != 0 || !rows_.WriteSpecs(code, out)) return 0;
   return static_cast<std::int32_t>(count);
 }
 
-PointSizes VariableRun::SizesAt(std::size_t graph, std::size_t place) const {
-  PointSizes sizes;
-  sizes.pieces = table_.Sizes()[place];
-  if (graph == 0 && !windows_.empty()) {
-    const auto& window = windows_[place];
-    const auto count = std::find(window.begin(), window.end(), 0) - window.begin();
-    sizes.window = std::span(window).first(static_cast<std::size_t>(count));
-  }
-  if (graph == 2 && plan_.WithinPieces()) sizes.readings = within_.SizesAt(place);
-  return sizes;
+VariableLines VariableRun::LinesOf(std::size_t stream, std::size_t graph, bool calculated,
+                                   bool cusum) const {
+  const auto& state = states_[stream];
+  return VariableLines({table_, rows_, plan_, windows_, within_, state.estimates,
+                        state.constant_size, stream, graph, calculated, cusum});
 }
 
 std::int32_t VariableRun::SizeAt(std::size_t graph, std::size_t place) const {
@@ -91,13 +85,11 @@ std::int32_t VariableRun::SizeAt(std::size_t graph, std::size_t place) const {
 void VariableRun::WritePoints(std::size_t graph, std::span<double> out) const {
   const auto& points = points_[graph];
   if (plan_.kinds[graph] == ChartKind::None) {
-    std::fill(out.begin(), out.end(), kNoValue);
+    std::fill(out.begin(), out.end(), platform::kNaN);
   } else if (table_.InOrder()) {
     std::copy(points.begin(), points.end(), out.begin());
   } else {
-    for (std::size_t place = 0; place < out.size(); ++place) {
-      out[table_.SubgroupAt(place)] = points[place];
-    }
+    table_.Scatter(points, out);
   }
 }
 
@@ -107,77 +99,32 @@ void VariableRun::WriteSizes(std::size_t graph, std::span<std::int32_t> out) con
   }
 }
 
-void VariableRun::WriteLines(std::size_t graph, bool calculated,
-                             double statistics::PointLimits::*line, std::span<double> out) const {
-  const auto streams = table_.Streams();
-  for (std::size_t s = 0; s < streams.size(); ++s) {
-    LineSource lines(*this, s, graph, calculated);
-    if (lines.IsConstant()) {
-      const double value = lines.At(streams[s].begin).*line;
-      for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-        out[table_.SubgroupAt(place)] = value;
-      }
-      continue;
-    }
-    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-      out[table_.SubgroupAt(place)] = lines.At(place).*line;
-    }
-  }
-}
-
 void VariableRun::WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out) {
   if (plan_.kinds[graph] == ChartKind::None ||
       (plan_.kinds[graph] == ChartKind::PreControl && calculated)) {
     std::fill(out.begin(), out.end(), 0);
     return;
   }
-  const auto& marks = MarksOf(graph, calculated);
-  for (std::size_t place = 0; place < out.size(); ++place) {
-    out[table_.SubgroupAt(place)] = static_cast<std::int32_t>(marks[place]);
-  }
+  table_.Scatter(MarksOf(graph, calculated), out);
 }
 
 const std::vector<std::uint32_t>& VariableRun::MarksOf(std::size_t graph, bool calculated) {
+  const bool cusum = plan_.cusum && graph == 0;
   // Without stored limits both forms are the same, and a reader asks for one after the other.
-  if (!rows_.HasStoredLimits() || (plan_.cusum && graph == 0)) calculated = false;
+  if (!rows_.HasStoredLimits() || cusum) calculated = false;
   if (marked_.graph == graph && marked_.calculated == calculated && !marks_.empty()) return marks_;
-  const auto streams = table_.Streams();
-  const bool zones = plan_.kinds[graph] == ChartKind::PreControl;
-  if (zones) {
+  if (plan_.kinds[graph] == ChartKind::PreControl) {
     marks_ = zone_marks_;
   } else {
-    marks_.resize(table_.Count());
-    SelectForGraph(rows_.Rules(), plan_.kinds[graph], plan_.cusum && graph == 0, graph_rules_);
+    SelectForGraph(rows_.Rules(), plan_.kinds[graph], cusum, graph_rules_);
+    EvaluateStreams(
+        table_, rows_, points_[graph],
+        [&](std::size_t s) { return LinesOf(s, graph, calculated, cusum); },
+        !calculated && rows_.HasStoredLimits(), graph_rules_, marks_);
   }
-  for (std::size_t s = 0; s < streams.size(); ++s) {
-    const auto& stream = streams[s];
-    const auto of_stream = std::span(marks_).subspan(stream.begin, stream.Count());
-    if (!zones) MarkStream(s, graph, calculated, of_stream);
-    rows_.KeepAlarms(s, graph, of_stream);
-  }
+  rows_.KeepAlarms(graph, marks_);
   marked_ = {graph, calculated};
   return marks_;
-}
-
-void VariableRun::MarkStream(std::size_t s, std::size_t graph, bool calculated,
-                             std::span<std::uint32_t> marks) const {
-  const auto& stream = table_.Streams()[s];
-  store::ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
-    LineSource lines(*this, s, graph, calculated);
-    MarkInput input;
-    input.points = Part(points_[graph], stream);
-    input.used = Part(table_.Used(), stream);
-    input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
-    statistics::PointLimits constant{};
-    if (lines.IsConstant()) {
-      constant = lines.At(stream.begin);
-      input.constant = &constant;
-    }
-    if (!calculated && rows_.HasStoredLimits()) {
-      input.restart = [&](std::size_t i) { return rows_.RestartsAt(stream, stream.begin + i); };
-    }
-    EvaluateMarks(input, graph_rules_, marks, from, to);
-  });
 }
 
 }  // namespace orvspc::engine::charts

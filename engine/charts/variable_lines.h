@@ -2,24 +2,44 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
-#include "engine/charts/VariableRun.h"
+#include "engine/charts/ChartPlan.h"
+#include "engine/charts/Estimates.h"
+#include "engine/charts/Lines.h"
+#include "engine/charts/PointTable.h"
+#include "engine/charts/RunRows.h"
 
 namespace orvspc::engine::charts {
 
-// Lines of one graph along one stream, in one of the two forms. Asked in ascending order it
-// computes only where the number of pieces or the row in force changes.
-class VariableRun::LineSource {
- public:
-  LineSource(const VariableRun& run, std::size_t stream, std::size_t graph, bool calculated);
+// Sizes of the subgroups in a moving average; 0 for none.
+using AverageWindow = std::array<std::int32_t, 3>;
 
-  // What the cusum of graph 1 is taken about: the lines that the chart would have without it.
-  static LineSource UnderCusum(const VariableRun& run, std::size_t stream);
+// What the lines of one graph along one stream of a variable chart follow from.
+struct VariableLineInput {
+  const PointTable& table;
+  const RunRows& rows;
+  const ChartPlan& plan;
+  const std::vector<AverageWindow>& windows;  // empty: no moving averages
+  const WithinPieces& within;
+  const StreamEstimates& estimates;
+  std::int32_t constant_size = 0;  // of every subgroup; -1 where they differ
+  std::size_t stream = 0, graph = 0;
+  bool calculated = false;  // else the form in force
+  bool cusum = false;       // the lines of a cusum; else those that it is taken about
+};
+
+// Lines of one graph along one stream. Asked in ascending order it computes only where the number
+// of pieces or the row in force changes.
+class VariableLines {
+ public:
+  explicit VariableLines(const VariableLineInput& input);
 
   statistics::PointLimits At(std::size_t place) {
     if (by_size_) {
-      const auto size = static_cast<std::size_t>(run_.table_.Sizes()[place]);
+      const auto size = static_cast<std::size_t>(in_.table.Sizes()[place]);
       if (size < kKnownSizes && (is_known_ >> size & 1) != 0) return known_[size];
     }
     return Find(place);
@@ -31,23 +51,17 @@ class VariableRun::LineSource {
   statistics::PointLimits Find(std::size_t place);
   statistics::PointLimits PreControlLinesAt(std::size_t place);
   const statistics::PointLimits& LinesOfSize(std::int32_t pieces);
-  bool UsesRows() const { return !calculated_ && run_.rows_.HasStoredLimits(); }
-  // Whether the number of pieces alone decides.
-  bool IsBySize() const { return !cusum_ && !UsesRows() && DependsOnPiecesOnly(kind_); }
+  PointSizes SizesAt(std::size_t place) const;
 
-  const VariableRun& run_;
-  const StreamState& state_;
-  const RunRows::OfStream& rows_;
-  std::size_t graph_;
-  bool calculated_;
+  VariableLineInput in_;
   ChartKind kind_;
-  bool cusum_;
-  bool by_size_;
+  bool by_row_;
+  bool by_size_;  // the number of pieces alone decides
   LineFigures figures_;
   catalogue::EffectiveRows<API_CCSpecLim> specs_;
   std::int32_t row_ = kNoRow;
   const API_CCSpecLim* spec_row_ = nullptr;
-  statistics::PointLimits latest_{};
+  statistics::PointLimits latest_;
   // Of the row in force, by number of pieces.
   static constexpr std::size_t kKnownSizes = 32;
   std::array<statistics::PointLimits, kKnownSizes> known_;

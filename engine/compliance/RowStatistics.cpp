@@ -11,7 +11,7 @@
 #include "engine/catalogue/SpecLimits.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
-#include "engine/statistics/Ties.h"
+#include "engine/statistics/NearlyEqual.h"
 #include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 

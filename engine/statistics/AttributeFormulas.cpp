@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/AttributeFormulas.h"
+#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +9,7 @@
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 // factor numerator / denominator. A product of whole numbers is exact, so that a centre which is a
 // whole number comes out as one.

@@ -2,14 +2,15 @@
 #include "engine/statistics/ChartFormulas.h"
 
 #include <cmath>
-#include <limits>
 
 #include "engine/statistics/ControlConstants.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 constexpr PointLimits kNoLimits{kNaN, kNaN, kNaN, kNaN};
 
 PointLimits About(double centre, double sigma, double width) {

@@ -3,18 +3,19 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <numbers>
 #include <span>
 
 #include "engine/statistics/control_constants_table.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
+using platform::kNaN;
+
 namespace table = control_constants;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLogOfLargest = 31.0 * std::numbers::ln2;
 
 const table::Row& RowOf(std::int32_t n) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/Distributions.h"
+#include "platform/NaN.h"
 
 #include <boost/math/special_functions/beta.hpp>
 #include <boost/math/special_functions/erf.hpp>
@@ -11,7 +12,8 @@
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 namespace policies = boost::math::policies;

@@ -9,11 +9,12 @@
 #include <string>
 
 #include "engine/statistics/ControlConstants.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 enum class Pooling { None, Pooled, AsSbar };
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "platform/NaN.h"
 #include "platform/Reports.h"
 
 namespace orvspc::engine::statistics {
@@ -28,16 +28,14 @@ std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name);
 
 // A sigma and where it came from.
 struct SigmaEstimate {
-  static constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-
-  double value = kNone;            // sigma of one piece; NaN: nothing to estimate from
-  std::string_view name = "none";  // estimator and setting, e.g. "R-est mvlue"
-  double constant = kNone;         // d2 or c4 that was divided by; NaN: none, or several
-  std::string_view constant_name;  // "d2" or "c4", also where there are several
-  std::int64_t used = 0;           // subgroups, or moving ranges, that took part
-  std::int32_t smallest_n = 0;     // sizes that took part; 2 for moving ranges
+  double value = platform::kNaN;     // sigma of one piece; NaN: nothing to estimate from
+  std::string_view name = "none";    // estimator and setting, e.g. "R-est mvlue"
+  double constant = platform::kNaN;  // d2 or c4 that was divided by; NaN: none, or several
+  std::string_view constant_name;    // "d2" or "c4", also where there are several
+  std::int64_t used = 0;             // subgroups, or moving ranges, that took part
+  std::int32_t smallest_n = 0;       // sizes that took part; 2 for moving ranges
   std::int32_t largest_n = 0;
-  double sbar = kNone;  // PooledAsSbar only: the pooled standard deviation
+  double sbar = platform::kNaN;  // PooledAsSbar only: the pooled standard deviation
 
   bool Exists() const { return used > 0; }
 };

@@ -8,9 +8,12 @@
 #include <vector>
 
 #include "engine/statistics/RunRules.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
+
+using platform::kNaN;
 
 constexpr double kTie = 1e-9;                           // of a sigma
 constexpr std::int64_t kNever = std::int64_t{1} << 60;  // longer ago than any window
@@ -83,7 +86,7 @@ struct Block {
 
 // What the directions of a block need of the one before.
 struct Before {
-  double x = std::numeric_limits<double>::quiet_NaN();
+  double x = kNaN;
   bool is_visible = false, rises = false, falls = false;
 };
 
@@ -317,8 +320,8 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
     block.x[i] = x;
     block.d[i] = x - in.centre[next];
     block.sigma[i] = sigma;
-    block.ucl[i] = in.ucl.empty() ? std::numeric_limits<double>::quiet_NaN() : in.ucl[next];
-    block.lcl[i] = in.lcl.empty() ? std::numeric_limits<double>::quiet_NaN() : in.lcl[next];
+    block.ucl[i] = in.ucl.empty() ? kNaN : in.ucl[next];
+    block.lcl[i] = in.lcl.empty() ? kNaN : in.lcl[next];
     const bool has_value = !std::isnan(x) && (in.has_value.empty() || in.has_value[next] != 0);
     const bool visible = has_value && sigma > 0.0 && !std::isnan(block.d[i]);
     block.has_value[i / kWord] |= std::uint64_t{has_value} << (i % kWord);
@@ -391,7 +394,7 @@ std::vector<std::uint32_t> EvaluateRules(const RunInput& input, std::span<const 
 
 PreControlLines PreControlLinesOf(double lsl, double target, double usl) {
   if (std::isnan(target)) target = lsl + (usl - lsl) / 2.0;
-  if (std::isnan(lsl) && std::isnan(usl)) target = std::numeric_limits<double>::quiet_NaN();
+  if (std::isnan(lsl) && std::isnan(usl)) target = kNaN;
   return {(target + lsl) / 2.0, target, (target + usl) / 2.0};
 }
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/Moments.h"
+#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <numeric>
 #include <vector>
 
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 // Sum with the rounding error carried along (Neumaier, ZAMM 54 (1974)).
 class CompensatedSum {

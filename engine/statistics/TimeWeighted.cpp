@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/TimeWeighted.h"
+#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 bool IsUsed(const SequenceInput& input, std::size_t i) {
   return input.used.empty() || input.used[i] != 0;

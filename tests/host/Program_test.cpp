@@ -233,6 +233,31 @@ TEST_F(Program, EveryCommandHasHelpWithAnExample) {
   }
 }
 
+TEST_F(Program, HelpOfImportListsTheKindsAndTheColumnsOfOne) {
+  const Outcome kinds = Run("import --help");
+  EXPECT_EQ(kinds.status, 0);
+  EXPECT_NE(kinds.out.find("\n  control-limits    limits by which"), std::string::npos)
+      << kinds.out;
+  EXPECT_EQ(kinds.out.find("usl"), std::string::npos) << kinds.out;
+  const Outcome columns = Run("import --kind limits --help");
+  EXPECT_EQ(columns.status, 0);
+  EXPECT_NE(columns.out.find("needs:\n  part              name\n  test "), std::string::npos)
+      << columns.out;
+  EXPECT_NE(columns.out.find("\n  usl               upper specification limit"), std::string::npos)
+      << columns.out;
+  EXPECT_EQ(Run("import --kind odd --help").status, 2);
+}
+
+TEST_F(Program, ImportPrintsNotesAboutLinesThatItStored) {
+  Write("limits.csv", "part,test,usl,target,lsl\nA,T,3,4,1\nA,U,3,2,1\n");
+  const Outcome outcome = Run("import limits.csv --kind limits --db q.db");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "2 lines, 2 rows stored, 3 new names\n");
+  EXPECT_EQ(outcome.err,
+            "note: limits.csv: line 2, column \"target\", value \"4\": lies outside the "
+            "specification\n");
+}
+
 TEST_F(Program, HelpThatCannotBeWrittenIsAFailure) {
   const int raw = std::system("'" ORVSPC_PROGRAM "' chart --help >/dev/full 2>/dev/null");
   EXPECT_EQ(WEXITSTATUS(raw), 1);

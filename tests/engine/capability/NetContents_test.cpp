@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/statistics/Ties.h"
+#include "engine/statistics/NearlyEqual.h"
 #include "tests/engine/capability/capability_fixture.h"
 #include "tests/engine/store/store_fixture.h"
 

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
-// A value and a limit that were reckoned from decimal figures miss each other by a few units in the
-// last place where they are meant to be the same; so near, a value lies on the limit.
+// Figures made from decimal input can differ by a few units in the last place (ulps).
+// Within 8 ulps a value counts as on the limit.
 namespace orvspc::engine::statistics {
 
 // Eight units in the last place of the limit; 0 of a limit without neighbours.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/charts/forget.h"
+#include "engine/charts/column_storage.h"
 
 #include <gtest/gtest.h>
 
