@@ -105,7 +105,7 @@ std::string_view WordOf(ItemKind kind) { return catalogue::WordOf(kind); }
 std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
   return import::ImportKindFromWord(word);
 }
-std::vector<std::string_view> ImportKindWords() { return import::ImportKindWords(); }
+std::vector<ImportKindInfo> ImportKinds() { return import::ImportKinds(); }
 
 std::optional<std::int64_t> ParseTime(std::string_view text, bool end_of_day) {
   constexpr std::size_t kDateAlone = 10;  // 2024-02-29

@@ -131,8 +131,8 @@ std::string_view WordOf(ItemKind kind);
 
 // "values", "control-limits", ...; empty for an unknown word.
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
-// All of them, in the order of the enumeration.
-std::vector<std::string_view> ImportKindWords();
+// All kinds of files with their columns, in the order of the enumeration.
+std::vector<ImportKindInfo> ImportKinds();
 
 // "2024-02-29", "2024-02-29T12:30", "2024-02-29 12:30:00.5+02:00", ...: as imports read times.
 //

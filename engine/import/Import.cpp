@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/Import.h"
 
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 #include "engine/sql/failure.h"
 #include "engine/store/SqlStore.h"
 #include "engine/time/calendar.h"
@@ -9,44 +9,45 @@
 namespace orvspc::engine::import {
 namespace {
 
-struct Kind {
-  std::string_view word;
-  ImportKind kind;
-  ImportReport (*import)(const ImportContext&);
-};
-constexpr Kind kKinds[] = {
-    {"values", ImportKind::Values, ImportValues},
-    {"limits", ImportKind::Limits, ImportLimits},
-    {"control-limits", ImportKind::ControlLimits, ImportControlLimits},
-    {"opportunities", ImportKind::Opportunities, ImportOpportunities},
-    {"rules", ImportKind::Rules, ImportRules},
-    {"alarms", ImportKind::Alarms, ImportAlarms},
-    {"groups", ImportKind::Groups, ImportGroups},
-    {"requirements", ImportKind::Requirements, ImportRequirements},
-    {"defects", ImportKind::Defects, ImportDefects},
-    {"acc-codes", ImportKind::AccCodes, ImportAccCodes},
-    {"cac-codes", ImportKind::CacCodes, ImportCacCodes},
-    {"state-codes", ImportKind::StateCodes, ImportStateCodes},
-    {"parts", ImportKind::Parts, ImportParts},
-    {"processes", ImportKind::Processes, ImportProcesses},
-    {"events", ImportKind::Events, ImportEvents},
-    {"states", ImportKind::States, ImportStates},
-    {"net-contents", ImportKind::NetContents, ImportNetContents},
-};
+// In the order of the enumeration.
+constexpr const KindOfFile* kKinds[] = {
+    &kValuesKind,   &kLimitsKind,     &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
+    &kAlarmsKind,   &kGroupsKind,     &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
+    &kCacCodesKind, &kStateCodesKind, &kPartsKind,         &kProcessesKind,     &kEventsKind,
+    &kStatesKind,   &kNetContentsKind};
+
+ImportReport TakeLines(sql::Connection& connection, const std::string& name, const KindOfFile& kind,
+                       const ImportOptions& options) {
+  ImportFile file{connection,
+                  {name, kind.columns, options},
+                  ImportNames(connection),
+                  {},
+                  "import " + name,
+                  time::Now(),
+                  options.most_held,
+                  {},
+                  {}};
+  const auto take_line = kind.begin(file);
+  while (file.table.Next()) take_line();
+  if (file.finish) file.finish();
+  file.report.lines = file.table.Lines();
+  file.report.new_names += file.names.Added();
+  return file.report;
+}
 
 }  // namespace
 
-std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
-  for (const auto& each : kKinds) {
-    if (each.word == word) return each.kind;
-  }
-  return std::nullopt;
+std::vector<ImportKindInfo> ImportKinds() {
+  std::vector<ImportKindInfo> all;
+  for (const auto* kind : kKinds) all.push_back(*kind);
+  return all;
 }
 
-std::vector<std::string_view> ImportKindWords() {
-  std::vector<std::string_view> words;
-  for (const auto& each : kKinds) words.push_back(each.word);
-  return words;
+std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
+  for (const auto* kind : kKinds) {
+    if (kind->word == word) return kind->kind;
+  }
+  return std::nullopt;
 }
 
 ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
@@ -57,8 +58,7 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
     const auto connection = store::OpenConnection(store->Path(), false);
     connection->PrepareBulk();
     sql::Transaction transaction(*connection, sql::TransactionKind::Write);
-    const ImportContext context{*connection, file, options, "import " + file, time::Now()};
-    const auto report = kKinds[static_cast<std::size_t>(kind)].import(context);
+    auto report = TakeLines(*connection, file, *kKinds[static_cast<std::size_t>(kind)], options);
     transaction.Commit();
     store::NoteWrite();
     try {

@@ -9,11 +9,12 @@
 #include <utility>
 
 #include "platform/ExternalFailure.h"
+#include "platform/Utf8.h"
 
 namespace orvspc::engine::import {
 namespace {
 
-constexpr std::size_t kLongestRecord = 1 << 20;
+constexpr std::size_t kMaxRecord = 1 << 20;
 constexpr std::size_t kChunk = 1 << 18;
 constexpr std::int32_t kFailure = -2147221504;
 
@@ -25,26 +26,6 @@ std::string_view Trimmed(std::string_view text) {
 
 bool IsBlank(std::string_view record, char separator) {
   return separator != '\t' ? Trimmed(record).empty() : record.empty();
-}
-
-// Length of the sequence at the front, 0 when it is ill-formed.
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const auto continues = [&](std::size_t i) { return i < text.size() && (byte(i) & 0xc0) == 0x80; };
-  const unsigned first = byte(0);
-  if (first < 0x80) return 1;
-  if (first < 0xc2 || first > 0xf4) return 0;
-  if (!continues(1)) return 0;
-  if (first < 0xe0) return 2;
-  if (!continues(2)) return 0;
-  // No overlong forms, no surrogates, nothing above U+10FFFF.
-  if (first == 0xe0 && byte(1) < 0xa0) return 0;
-  if (first == 0xed && byte(1) > 0x9f) return 0;
-  if (first < 0xf0) return 3;
-  if (!continues(3)) return 0;
-  if (first == 0xf0 && byte(1) < 0x90) return 0;
-  if (first == 0xf4 && byte(1) > 0x8f) return 0;
-  return 4;
 }
 
 bool HasHighByte(std::string_view text) {
@@ -59,13 +40,10 @@ bool HasHighByte(std::string_view text) {
   return (bits & kHighBits) != 0;
 }
 
-}  // namespace
-
 bool IsUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const auto length = SequenceLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
+  char32_t point = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    if (!platform::TakeUtf8(text, at, point)) return false;
   }
   return true;
 }
@@ -74,34 +52,27 @@ std::string Shortened(std::string_view text) {
   constexpr int kCharacters = 60;
   std::string result;
   int characters = 0;
-  while (!text.empty()) {
-    const auto length = std::max<std::size_t>(SequenceLength(text), 1);
+  for (std::size_t at = 0; at < text.size();) {
     if (++characters > kCharacters) return result + "...";
-    const auto first = static_cast<unsigned char>(text.front());
-    if (SequenceLength(text) == 0) {
-      result += "\xef\xbf\xbd";
-    } else if (first < 0x20 || first == 0x7f) {
-      result += ' ';
-    } else {
-      result += text.substr(0, length);
-    }
-    text.remove_prefix(length);
+    char32_t point = platform::kReplacementCharacter;
+    if (!platform::TakeUtf8(text, at, point)) ++at;
+    platform::AppendUtf8(result, point < 0x20 || point == 0x7f ? U' ' : point);
   }
   return result;
 }
 
+}  // namespace
+
 CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
+  const auto fail = [&](const std::string& why) {
+    throw platform::ExternalFailure(kFailure, "Import", path + ": " + why);
+  };
   struct stat state {};
-  if (stat(path.c_str(), &state) != 0) {
-    throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
-  }
-  if (S_ISDIR(state.st_mode)) {
-    throw platform::ExternalFailure(kFailure, "Import", path + ": is a folder");
-  }
+  if (stat(path.c_str(), &state) != 0) fail(std::strerror(errno));
+  if (S_ISDIR(state.st_mode)) fail("is a folder");
   file_size_ = state.st_size;
   file_.reset(std::fopen(path.c_str(), "rb"));
-  if (!file_)
-    throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
+  if (!file_) fail(std::strerror(errno));
   constexpr std::string_view kMark = "\xef\xbb\xbf";
   Fill();
   if (std::string_view(buffer_.data(), end_).starts_with(kMark)) begin_ = kMark.size();
@@ -163,7 +134,7 @@ std::string_view CsvReader::TakeRecord() {
       }
       ++next_line_;
       if (!quoted) {
-        if (stop > kLongestRecord) Refuse("", "", "the line is longer than 1 MB");
+        if (stop > kMaxRecord) Refuse("", "", "the line is longer than 1 MB");
         begin_ += stop + 1;
         auto record = std::string_view(data, stop);
         if (!record.empty() && record.back() == '\r') record.remove_suffix(1);
@@ -171,7 +142,7 @@ std::string_view CsvReader::TakeRecord() {
       }
       scanned = stop + 1;
     }
-    if (scanned > kLongestRecord) Refuse("", "", "the line is longer than 1 MB");
+    if (scanned > kMaxRecord) Refuse("", "", "the line is longer than 1 MB");
     if (Fill()) continue;
     if (quoted) Refuse("", "", "a quote is opened and not closed");
     const auto record = std::string_view(buffer_.data() + begin_, end_ - begin_);

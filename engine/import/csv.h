@@ -62,9 +62,4 @@ class CsvReader {
   std::int64_t bytes_read_ = 0, file_size_ = 0;
 };
 
-bool IsUtf8(std::string_view text);
-
-// At most 60 characters, in one line.
-std::string Shortened(std::string_view text);
-
 }  // namespace orvspc::engine::import

@@ -1,32 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
-#include <set>
 
-#include "engine/catalogue/words.h"
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 
 namespace orvspc::engine::import {
 namespace {
 
-// What the lines of one code say of it; empty: nothing.
+using catalogue::ItemKind;
+
+constexpr ImportColumn kCodeColumns[] = {
+    {"code", kRequired, "the code; one that is there takes over what the line gives"},
+    {"name", kOptional, "what the code means, shown in its place"},
+    {"factor", kOptional, "weight for analyses by factor, 0 to 1000000000; 1 unless given"},
+    {"group", kOptional, "a group that the code joins; a code may have a line for each group"}};
+
+constexpr ImportColumn kStateColumns[] = {
+    {"code", kRequired, "the state; one that is there takes over what the line gives"},
+    {"name", kOptional, "what the code means, shown in its place"},
+    {"factor", kOptional, "weight for analyses by factor, 0 to 1000000000; 1 unless given"},
+    {"type", kOptional,
+     "none, start, run, pause, end, idle, scheduled-down, unscheduled-down or its number; a new "
+     "state "
+     "needs it"}};
+
+constexpr ImportColumn kPartColumns[] = {
+    {"part", kRequired, "name"},
+    {"factor", kRequired,
+     "weight of a finding without a defect code, 0 to 1000000000; an empty cell leaves it"}};
+
+constexpr ImportColumn kProcessColumns[] = {
+    {"process", kRequired, "name; a process has one line in a file"},
+    {"company", kOptional, "name; in this column and the next an empty cell changes nothing"},
+    {"division", kOptional, "name"},
+    {"site", kOptional, "name"},
+    {"department", kOptional, "name"},
+    {"area", kOptional, "name"},
+    {"production-unit", kOptional, "name"}};
+
+// Of the columns from company on.
+constexpr ItemKind kPlaces[] = {ItemKind::Company,    ItemKind::Division, ItemKind::Site,
+                                ItemKind::Department, ItemKind::Area,     ItemKind::ProductionUnit};
+
+// What the lines of one code say of it.
 struct CodeFacts {
-  std::string text;
+  std::optional<std::string> text;
   std::optional<double> factor;
   std::optional<std::int32_t> type;
 };
 
-// Texts of statements live as long as the program.
-std::string_view UpdateOf(catalogue::ItemKind kind) {
-  static const auto texts = [] {
-    std::array<std::string, catalogue::kItemKinds> all;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "UPDATE " + std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i))) +
-               " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1";
-    }
-    return all;
-  }();
-  return texts[static_cast<std::size_t>(kind)];
-}
+constexpr std::string_view kDiffers = "differs from an earlier line of the same code";
 
 // The weight that a line gives, into what the earlier lines of the same item gave; empty cells
 // leave it.
@@ -34,175 +56,110 @@ void TakeWeight(const ImportTable& table, std::size_t column, std::optional<doub
                 std::string_view differs) {
   const auto given = table.OptionalNumber(column);
   if (!given) return;
-  // Sums of any number of finds stay finite.
-  constexpr double kMostWeight = 1e9;
+  // Sums of any number of findings stay finite.
+  constexpr double kMaxWeight = 1e9;
   if (*given < 0.0) table.Refuse(column, "must not be below 0");
-  if (*given > kMostWeight) table.Refuse(column, "must not be above 1000000000");
+  if (*given > kMaxWeight) table.Refuse(column, "must not be above 1000000000");
   if (weight && *weight != *given) table.Refuse(column, differs);
   weight = given;
 }
 
-class CodesImport {
- public:
-  CodesImport(const ImportContext& context, catalogue::ItemKind kind,
-              std::span<const ColumnSpec> columns)
-      : db_(context.db),
-        kind_(kind),
-        table_(context.file, columns, context.options),
-        names_(context.db) {}
+// Columns that all codes share have the same places in both tables.
+using At = PlaceIn<kCodeColumns>;
+using AtState = PlaceIn<kStateColumns>;
 
-  ImportReport Run() {
-    while (table_.Next()) TakeLine();
-    report_.lines = table_.Lines();
-    report_.new_names += names_.Added();
-    return report_;
-  }
-
-  enum Column : std::size_t { kCode, kName, kFactor, kLast };  // kLast: group, or type of a state
-
- private:
-  void TakeLine() {
-    const auto code = table_.Name(kCode);
-    const bool is_new = !names_.Find(kind_, code);
-    const auto id = names_.Take(kind_, code);
-    auto& facts = facts_[id];
-    TakeText(facts);
-    TakeWeight(table_, kFactor, facts.factor, kDiffers);
-    Update(id, facts);
-    if (kind_ == catalogue::ItemKind::StateCode) {
-      TakeType(id, facts, is_new);
-    } else if (!table_.Cell(kLast).empty()) {
-      const auto added = AddToGroup(db_, kind_, table_.Cell(kLast), id);
-      report_.new_names += added.groups;
-    }
-    ++report_.rows;
-  }
-
-  void TakeText(CodeFacts& facts) {
-    const auto cell = table_.Cell(kName);
-    if (cell.empty()) return;
-    if (!facts.text.empty() && facts.text != cell) table_.Refuse(kName, kDiffers);
+CodeFacts& TakeCode(ImportFile& file, ItemKind kind, std::int32_t id,
+                    std::map<std::int32_t, CodeFacts>& codes) {
+  static const auto update = ForEachTable(
+      "UPDATE ", " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1");
+  auto& facts = codes[id];
+  if (const auto cell = file.table.Cell(At("name")); !cell.empty()) {
+    if (facts.text && *facts.text != cell) file.table.Refuse(At("name"), kDiffers);
     facts.text = cell;
   }
+  TakeWeight(file.table, At("factor"), facts.factor, kDiffers);
+  Run(file.db, update[static_cast<std::size_t>(kind)], id, facts.text, facts.factor);
+  ++file.report.rows;
+  return facts;
+}
 
-  void TakeType(std::int32_t id, CodeFacts& facts, bool is_new) {
-    if (table_.Cell(kLast).empty()) {
-      if (is_new) table_.Refuse(kLast, "a new state needs its type");
+template <ItemKind kKind>
+LineTaker BeginCodes(ImportFile& file) {
+  return [&file, codes = std::map<std::int32_t, CodeFacts>()]() mutable {
+    const auto id = file.Item(At("code"), kKind);
+    TakeCode(file, kKind, id, codes);
+    if (const auto group = file.table.Cell(At("group")); !group.empty()) {
+      file.report.new_names += AddToGroup(file.db, kKind, group, id).groups;
+    }
+  };
+}
+
+LineTaker BeginStateCodes(ImportFile& file) {
+  return [&file, codes = std::map<std::int32_t, CodeFacts>()]() mutable {
+    const auto& table = file.table;
+    const bool is_new = !file.names.Find(ItemKind::StateCode, table.Name(At("code")));
+    const auto id = file.Item(At("code"), ItemKind::StateCode);
+    auto& facts = TakeCode(file, ItemKind::StateCode, id, codes);
+    if (table.Cell(AtState("type")).empty()) {
+      if (is_new) table.Refuse(AtState("type"), "a new state needs its type");
       return;
     }
-    const auto type = table_.OneOf(kLast, catalogue::kStateTypes);
-    if (facts.type && *facts.type != type) table_.Refuse(kLast, kDiffers);
+    const auto type = table.OneOf(AtState("type"), catalogue::kStateTypes);
+    if (facts.type && *facts.type != type) table.Refuse(AtState("type"), kDiffers);
     facts.type = type;
-    sql::Query(db_, "UPDATE state_code SET type = ?2 WHERE id = ?1")
-        .Bind(1, std::int64_t{id})
-        .Bind(2, std::int64_t{type})
-        .Run();
-  }
+    Run(file.db, "UPDATE state_code SET type = ?2 WHERE id = ?1", id, type);
+  };
+}
 
-  void Update(std::int32_t id, const CodeFacts& facts) {
-    sql::Query update(db_, UpdateOf(kind_));
-    update.Bind(1, std::int64_t{id}).BindNull(2).BindNull(3);
-    if (!facts.text.empty()) update.Bind(2, std::string_view(facts.text));
-    if (facts.factor) update.Bind(3, *facts.factor);
-    update.Run();
-  }
+LineTaker BeginParts(ImportFile& file) {
+  using AtPart = PlaceIn<kPartColumns>;
+  return [&file, weights = std::map<std::int32_t, std::optional<double>>()]() mutable {
+    const auto part = file.Item(AtPart("part"), ItemKind::Part);
+    auto& weight = weights[part];
+    TakeWeight(file.table, AtPart("factor"), weight,
+               "differs from an earlier line of the same part");
+    if (weight) Run(file.db, "UPDATE part SET factor = ?2 WHERE id = ?1", part, *weight);
+    ++file.report.rows;
+  };
+}
 
-  static constexpr std::string_view kDiffers = "differs from an earlier line of the same code";
-
-  sql::Connection& db_;
-  catalogue::ItemKind kind_;
-  ImportTable table_;
-  ImportNames names_;
-  ImportReport report_;
-  std::map<std::int32_t, CodeFacts> facts_;
-};
-
-constexpr ColumnSpec kCodeColumns[] = {
-    {"code", true}, {"name", false}, {"factor", false}, {"group", false}};
-constexpr ColumnSpec kStateColumns[] = {
-    {"code", true}, {"name", false}, {"factor", false}, {"type", false}};
-static_assert(std::size(kCodeColumns) == CodesImport::kLast + 1);
-static_assert(std::size(kStateColumns) == CodesImport::kLast + 1);
-
-struct PlaceColumn {
-  catalogue::ItemKind kind;
-  std::string_view sql;
-};
-constexpr PlaceColumn kPlaces[] = {
-    {catalogue::ItemKind::Company, "UPDATE process SET company = ?2 WHERE id = ?1"},
-    {catalogue::ItemKind::Division, "UPDATE process SET division = ?2 WHERE id = ?1"},
-    {catalogue::ItemKind::Site, "UPDATE process SET site = ?2 WHERE id = ?1"},
-    {catalogue::ItemKind::Department, "UPDATE process SET department = ?2 WHERE id = ?1"},
-    {catalogue::ItemKind::Area, "UPDATE process SET area = ?2 WHERE id = ?1"},
-    {catalogue::ItemKind::ProductionUnit, "UPDATE process SET production_unit = ?2 WHERE id = ?1"},
-};
+LineTaker BeginProcesses(ImportFile& file) {
+  using AtProcess = PlaceIn<kProcessColumns>;
+  return [&file, seen = std::set<std::int32_t>()]() mutable {
+    const auto process = file.Item(AtProcess("process"), ItemKind::Process);
+    if (!seen.insert(process).second) {
+      file.table.Refuse(AtProcess("process"), "an earlier line is of the same process");
+    }
+    std::array<Reference, std::size(kPlaces)> places;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      places[i].id = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
+    }
+    Run(file.db,
+        "UPDATE process SET company = coalesce(?2, company), division = coalesce(?3, division), "
+        "site = coalesce(?4, site), department = coalesce(?5, department), "
+        "area = coalesce(?6, area), production_unit = coalesce(?7, production_unit) WHERE id = ?1",
+        process, places);
+    ++file.report.rows;
+  };
+}
 
 }  // namespace
 
-ImportReport ImportDefects(const ImportContext& context) {
-  return CodesImport(context, catalogue::ItemKind::Defect, kCodeColumns).Run();
-}
-
-ImportReport ImportAccCodes(const ImportContext& context) {
-  return CodesImport(context, catalogue::ItemKind::AccCode, kCodeColumns).Run();
-}
-
-ImportReport ImportCacCodes(const ImportContext& context) {
-  return CodesImport(context, catalogue::ItemKind::CacCode, kCodeColumns).Run();
-}
-
-ImportReport ImportStateCodes(const ImportContext& context) {
-  return CodesImport(context, catalogue::ItemKind::StateCode, kStateColumns).Run();
-}
-
-ImportReport ImportParts(const ImportContext& context) {
-  static constexpr ColumnSpec kColumns[] = {{"part", true}, {"factor", true}};
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  std::map<std::int32_t, std::optional<double>> weights;
-  while (table.Next()) {
-    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(0));
-    auto& weight = weights[part];
-    TakeWeight(table, 1, weight, "differs from an earlier line of the same part");
-    if (weight) {
-      sql::Query(context.db, "UPDATE part SET factor = ?2 WHERE id = ?1")
-          .Bind(1, std::int64_t{part})
-          .Bind(2, *weight)
-          .Run();
-    }
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
-
-ImportReport ImportProcesses(const ImportContext& context) {
-  static constexpr ColumnSpec kColumns[] = {
-      {"process", true},     {"company", false}, {"division", false},       {"site", false},
-      {"department", false}, {"area", false},    {"production-unit", false}};
-  static_assert(std::size(kColumns) == std::size(kPlaces) + 1);
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  std::set<std::int32_t> told;
-  while (table.Next()) {
-    const auto process = names.Take(catalogue::ItemKind::Process, table.Name(0));
-    if (!told.insert(process).second) table.Refuse(0, "an earlier line is of the same process");
-    for (std::size_t i = 0; i < std::size(kPlaces); ++i) {
-      const auto cell = table.Cell(i + 1);
-      if (cell.empty()) continue;
-      sql::Query(context.db, kPlaces[i].sql)
-          .Bind(1, std::int64_t{process})
-          .Bind(2, std::int64_t{names.Take(kPlaces[i].kind, cell)})
-          .Run();
-    }
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
+constinit const KindOfFile kDefectsKind{
+    {ImportKind::Defects, "defects", "what codes of defects mean", kCodeColumns},
+    BeginCodes<ItemKind::Defect>};
+constinit const KindOfFile kAccCodesKind{
+    {ImportKind::AccCodes, "acc-codes", "what codes of assignable causes mean", kCodeColumns},
+    BeginCodes<ItemKind::AccCode>};
+constinit const KindOfFile kCacCodesKind{
+    {ImportKind::CacCodes, "cac-codes", "what codes of corrective actions mean", kCodeColumns},
+    BeginCodes<ItemKind::CacCode>};
+constinit const KindOfFile kStateCodesKind{
+    {ImportKind::StateCodes, "state-codes", "states of processes", kStateColumns}, BeginStateCodes};
+constinit const KindOfFile kPartsKind{
+    {ImportKind::Parts, "parts", "weights of parts", kPartColumns}, BeginParts};
+constinit const KindOfFile kProcessesKind{
+    {ImportKind::Processes, "processes", "where processes belong", kProcessColumns},
+    BeginProcesses};
 
 }  // namespace orvspc::engine::import

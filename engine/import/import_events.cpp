@@ -1,175 +1,135 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/catalogue/words.h"
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 
 namespace orvspc::engine::import {
 namespace {
 
-class EventsImport {
- public:
-  explicit EventsImport(const ImportContext& context)
-      : db_(context.db), table_(context.file, kColumns, context.options), names_(context.db) {}
+using catalogue::ItemKind;
 
-  ImportReport Run() {
-    while (table_.Next()) TakeLine();
-    report_.lines = table_.Lines();
-    report_.new_names = names_.Added();
-    return report_;
+constexpr ImportColumn kEventColumns[] = {
+    {"type", kRequired,
+     "subgroup-alarm, general, sampling-violation, subgroup-disable, subgroup-delete, "
+     "subgroup-edit, downtime or 1 to 7"},
+    {"time", kRequired, "when it happened or began"},
+    {"name", kOptional, "what happened; events of one name are one category of a Pareto analysis"},
+    {"end", kOptional, "when it ended, not before time"},
+    {"process", kOptional, "name"},
+    {"part", kOptional, "name"},
+    {"test", kOptional, "name"},
+    {"subgroup-time", kOptional, "time of the subgroup concerned"},
+    {"employee", kOptional, "name"},
+    {"acc", kOptional, "code of the assignable cause"},
+    {"acc-employee", kOptional, "who gave the cause"},
+    {"acc-time", kOptional, "when, not before time"},
+    {"cac", kOptional, "code of the corrective action"},
+    {"cac-employee", kOptional, "who took the action"},
+    {"cac-time", kOptional, "when, not before time"},
+    {"open", kOptional,
+     "codes still missing, which the line does not give: acc, cac, acc cac, none"}};
+using At = PlaceIn<kEventColumns>;
+
+std::optional<std::int32_t> StampFrom(const ImportTable& table, std::size_t column,
+                                      std::int32_t earliest) {
+  if (table.Cell(column).empty()) return std::nullopt;
+  const auto stamp = table.Stamp(column);
+  if (stamp < earliest) table.Refuse(column, "lies before the time of the event");
+  return stamp;
+}
+
+std::int32_t OpenWord(const ImportTable& table) {
+  const auto cell = catalogue::Lower(table.Cell(At("open")));
+  if (cell.empty() || cell == "none") return 0;
+  if (cell == "acc") return efOpenACC;
+  if (cell == "cac") return efOpenCAC;
+  if (cell == "acc cac" || cell == "cac acc") return efOpenACC | efOpenCAC;
+  table.Refuse(At("open"), "must be acc, cac, both with a blank between them, or none");
+}
+
+std::int32_t OpenFlags(const ImportTable& table) {
+  const auto flags = OpenWord(table);
+  if ((flags & efOpenACC) != 0 && !table.Cell(At("acc")).empty()) {
+    table.Refuse(At("open"), "must not name acc, which the line gives");
   }
+  if ((flags & efOpenCAC) != 0 && !table.Cell(At("cac")).empty()) {
+    table.Refuse(At("open"), "must not name cac, which the line gives");
+  }
+  return flags;
+}
 
- private:
-  enum Column : std::size_t {
-    kType,
-    kTime,
-    kName,
-    kEnd,
-    kProcess,
-    kPart,
-    kTest,
-    kSubgroupTime,
-    kEmployee,
-    kAcc,
-    kAccEmployee,
-    kAccTime,
-    kCac,
-    kCacEmployee,
-    kCacTime,
-    kOpen
+void TakeEvent(ImportFile& file) {
+  static const auto insert = InsertInto(
+      "event(time, type, name, process, part, test, employee, acc, acc_employee, cac, "
+      "cac_employee, finish, acc_time, cac_time, subgroup_time, flag)");
+  const auto& table = file.table;
+  const auto type = table.OneOf(At("type"), catalogue::kEventTypes);
+  const auto time = table.Stamp(At("time"));
+  const auto item = [&](std::size_t column, ItemKind kind) {
+    return Reference{file.OptionalItem(column, kind)};
   };
-  static constexpr ColumnSpec kColumns[] = {
-      {"type", true},  {"time", true},           {"name", false},
-      {"end", false},  {"process", false},       {"part", false},
-      {"test", false}, {"subgroup-time", false}, {"employee", false},
-      {"acc", false},  {"acc-employee", false},  {"acc-time", false},
-      {"cac", false},  {"cac-employee", false},  {"cac-time", false},
-      {"open", false}};
-  static_assert(std::size(kColumns) == kOpen + 1);
-
-  void TakeLine() {
-    const auto type = table_.OneOf(kType, catalogue::kEventTypes);
-    const auto time = table_.Stamp(kTime);
-    const auto name = Item(kName, catalogue::ItemKind::EventName);
-    const auto process = Item(kProcess, catalogue::ItemKind::Process);
-    const auto part = Item(kPart, catalogue::ItemKind::Part);
-    const auto test = Item(kTest, catalogue::ItemKind::Test);
-    sql::Query stored(db_,
-                      "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 AND name IS ?3 "
-                      "AND process IS ?4 AND part IS ?5 AND test IS ?6");
-    stored.Bind(1, std::int64_t{time}).Bind(2, std::int64_t{type});
-    stored.BindReference(3, name).BindReference(4, process);
-    stored.BindReference(5, part).BindReference(6, test);
-    if (stored.Step()) table_.Refuse(kTime, "the event is already stored");
-    sql::Query insert(
-        db_,
-        "INSERT INTO event(time, type, name, process, part, test, employee, acc, "
-        "acc_employee, cac, cac_employee, finish, acc_time, cac_time, subgroup_time, flag) "
-        "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16)");
-    insert.Bind(1, std::int64_t{time})
-        .Bind(2, std::int64_t{type})
-        .BindReference(3, name)
-        .BindReference(4, process)
-        .BindReference(5, part)
-        .BindReference(6, test)
-        .BindReference(7, Item(kEmployee, catalogue::ItemKind::Employee))
-        .BindReference(8, Item(kAcc, catalogue::ItemKind::AccCode))
-        .BindReference(9, Item(kAccEmployee, catalogue::ItemKind::Employee))
-        .BindReference(10, Item(kCac, catalogue::ItemKind::CacCode))
-        .BindReference(11, Item(kCacEmployee, catalogue::ItemKind::Employee))
-        .Bind(16, std::int64_t{OpenFlags()});
-    int place = 12;
-    for (const auto column : {kEnd, kAccTime, kCacTime}) BindStamp(insert, place++, column, time);
-    BindStamp(insert, place, kSubgroupTime, INT32_MIN);
-    insert.Run();
-    ++report_.rows;
+  const auto name = item(At("name"), ItemKind::EventName);
+  const auto process = item(At("process"), ItemKind::Process);
+  const auto part = item(At("part"), ItemKind::Part), test = item(At("test"), ItemKind::Test);
+  if (IntOf(file.db,
+            "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 AND name IS ?3 AND process IS ?4 "
+            "AND part IS ?5 AND test IS ?6",
+            time, type, name, process, part, test)) {
+    table.Refuse(At("time"), "the event is already stored");
   }
+  const auto employee = item(At("employee"), ItemKind::Employee);
+  const auto acc = item(At("acc"), ItemKind::AccCode), cac = item(At("cac"), ItemKind::CacCode);
+  const auto acc_employee = item(At("acc-employee"), ItemKind::Employee);
+  const auto cac_employee = item(At("cac-employee"), ItemKind::Employee);
+  const auto flags = OpenFlags(table);
+  const auto end = StampFrom(table, At("end"), time);
+  const auto acc_time = StampFrom(table, At("acc-time"), time);
+  const auto cac_time = StampFrom(table, At("cac-time"), time);
+  const auto subgroup_time = StampFrom(table, At("subgroup-time"), INT32_MIN);
+  Run(file.db, insert, time, type, name, process, part, test, employee, acc, acc_employee, cac,
+      cac_employee, end, acc_time, cac_time, subgroup_time, flags);
+  ++file.report.rows;
+}
 
-  std::int32_t Item(std::size_t column, catalogue::ItemKind kind) {
-    const auto cell = table_.Cell(column);
-    return cell.empty() ? 0 : names_.Take(kind, cell);
-  }
+constexpr ImportColumn kStateColumns[] = {
+    {"process", kRequired, "name"},
+    {"time", kRequired, "from which on the process is in the state; one state at a time"},
+    {"state", kRequired, "code of the state"},
+    {"type", kOptional, "as in state-codes; a state that the database does not have needs it"}};
 
-  void BindStamp(sql::Query& query, int place, std::size_t column, std::int32_t earliest) {
-    if (table_.Cell(column).empty()) {
-      query.BindNull(place);
-      return;
+void TakeState(ImportFile& file) {
+  using AtState = PlaceIn<kStateColumns>;
+  const auto& table = file.table;
+  const auto process = file.Item(AtState("process"), ItemKind::Process);
+  const auto time = table.Stamp(AtState("time"));
+  const bool gives_type = !table.Cell(AtState("type")).empty();
+  auto state = file.names.Find(ItemKind::StateCode, table.Name(AtState("state")));
+  if (!state) {
+    if (!gives_type) {
+      table.Refuse(AtState("state"),
+                   "is no state of the database; import state-codes first, or give its type");
     }
-    const auto stamp = table_.Stamp(column);
-    if (stamp < earliest) table_.Refuse(column, "lies before the time of the event");
-    query.Bind(place, std::int64_t{stamp});
+    state = file.Item(AtState("state"), ItemKind::StateCode);
+    Run(file.db, "UPDATE state_code SET type = ?2 WHERE id = ?1", *state,
+        table.OneOf(AtState("type"), catalogue::kStateTypes));
+  } else if (gives_type && !IntOf(file.db, "SELECT 1 FROM state_code WHERE id = ?1 AND type = ?2",
+                                  *state, table.OneOf(AtState("type"), catalogue::kStateTypes))) {
+    table.Refuse(AtState("type"), "differs from the type that the state has");
   }
-
-  std::int32_t OpenFlags() const {
-    const auto flags = OpenWord();
-    if ((flags & efOpenACC) != 0 && !table_.Cell(kAcc).empty()) {
-      table_.Refuse(kOpen, "must not name acc, which the line gives");
-    }
-    if ((flags & efOpenCAC) != 0 && !table_.Cell(kCac).empty()) {
-      table_.Refuse(kOpen, "must not name cac, which the line gives");
-    }
-    return flags;
+  if (IntOf(file.db, "SELECT 1 FROM state_log WHERE process = ?1 AND time = ?2", process, time)) {
+    table.Refuse(AtState("time"), "the process has a state of this time already");
   }
-
-  std::int32_t OpenWord() const {
-    const auto cell = catalogue::Lower(table_.Cell(kOpen));
-    if (cell.empty() || cell == "none") return 0;
-    if (cell == "acc") return efOpenACC;
-    if (cell == "cac") return efOpenCAC;
-    if (cell == "acc cac" || cell == "cac acc") return efOpenACC | efOpenCAC;
-    table_.Refuse(kOpen, "must be acc, cac, both with a blank between them, or none");
-  }
-
-  sql::Connection& db_;
-  ImportTable table_;
-  ImportNames names_;
-  ImportReport report_;
-};
+  Run(file.db, "INSERT INTO state_log(process, time, state_code) VALUES(?1, ?2, ?3)", process, time,
+      *state);
+  ++file.report.rows;
+}
 
 }  // namespace
 
-ImportReport ImportEvents(const ImportContext& context) { return EventsImport(context).Run(); }
-
-ImportReport ImportStates(const ImportContext& context) {
-  enum Column : std::size_t { kProcess, kTime, kState, kType };
-  static constexpr ColumnSpec kColumns[] = {
-      {"process", true}, {"time", true}, {"state", true}, {"type", false}};
-  static_assert(std::size(kColumns) == kType + 1);
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  while (table.Next()) {
-    const auto process = names.Take(catalogue::ItemKind::Process, table.Name(kProcess));
-    const auto time = table.Stamp(kTime);
-    auto state = names.Find(catalogue::ItemKind::StateCode, table.Name(kState));
-    if (!state) {
-      if (table.Cell(kType).empty()) {
-        table.Refuse(kState,
-                     "is no state of the database; import state-codes first, or give its type");
-      }
-      state = names.Take(catalogue::ItemKind::StateCode, table.Cell(kState));
-      sql::Query(context.db, "UPDATE state_code SET type = ?2 WHERE id = ?1")
-          .Bind(1, std::int64_t{*state})
-          .Bind(2, std::int64_t{table.OneOf(kType, catalogue::kStateTypes)})
-          .Run();
-    } else if (!table.Cell(kType).empty()) {
-      sql::Query known(context.db, "SELECT type FROM state_code WHERE id = ?1");
-      known.Bind(1, std::int64_t{*state});
-      if (known.Step() && known.Int(0) != table.OneOf(kType, catalogue::kStateTypes)) {
-        table.Refuse(kType, "differs from the type that the state has");
-      }
-    }
-    sql::Query stored(context.db, "SELECT 1 FROM state_log WHERE process = ?1 AND time = ?2");
-    stored.Bind(1, std::int64_t{process}).Bind(2, std::int64_t{time});
-    if (stored.Step()) table.Refuse(kTime, "the process has a state of this time already");
-    sql::Query(context.db, "INSERT INTO state_log(process, time, state_code) VALUES(?1, ?2, ?3)")
-        .Bind(1, std::int64_t{process})
-        .Bind(2, std::int64_t{time})
-        .Bind(3, std::int64_t{*state})
-        .Run();
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
+constinit const KindOfFile kEventsKind{
+    {ImportKind::Events, "events", "alarms, downtimes and other events, with causes and actions",
+     kEventColumns},
+    EachLine<TakeEvent>};
+constinit const KindOfFile kStatesKind{
+    {ImportKind::States, "states", "the log of states that processes were in", kStateColumns},
+    EachLine<TakeState>};
 
 }  // namespace orvspc::engine::import

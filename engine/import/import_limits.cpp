@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <array>
-#include <optional>
-#include <set>
-#include <span>
-#include <string>
-#include <tuple>
-
 #include "engine/catalogue/stored_rate.h"
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 #include "engine/store/packing.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -15,76 +8,125 @@
 namespace orvspc::engine::import {
 namespace {
 
-struct LimitColumn {
-  std::string_view name;
-  std::int32_t flag;  // SpecLimitFlags; 0 for what is no limit
-};
-constexpr LimitColumn kLimits[] = {
-    {"usl", slfUSL}, {"target", slfTAR}, {"lsl", slfLSL}, {"ugb", slfUGB},
-    {"lgb", slfLGB}, {"url", slfURL},    {"lrl", slfLRL}, {"uwp", slfUWP},
-    {"lwp", slfLWP}, {"cp", 0},          {"cpk", 0},
-};
-constexpr std::size_t kLimitCount = std::size(kLimits);
+using catalogue::ItemKind;
 
-// One row for each of these in a file.
-template <class... Key>
-class Once {
- public:
-  explicit Once(const ImportTable& table) : table_(table) {}
-  void Take(std::size_t column, Key... key) {
-    if (!seen_.emplace(key...).second) {
-      table_.Refuse(column, "the file has a line for the same time already");
-    }
-  }
+constexpr ImportColumn kLimitColumns[] = {
+    {"part", kRequired, "name"},
+    {"test", kRequired, "name"},
+    {"usl", kOptional, "upper specification limit; a line gives at least one limit"},
+    {"target", kOptional, "target"},
+    {"lsl", kOptional, "lower specification limit"},
+    {"ugb", kOptional, "upper gage bound"},
+    {"lgb", kOptional, "lower gage bound"},
+    {"url", kOptional, "upper reasonable limit"},
+    {"lrl", kOptional, "lower reasonable limit"},
+    {"uwp", kOptional, "upper limit within a piece"},
+    {"lwp", kOptional, "lower limit within a piece"},
+    {"cp", kOptional, "goal of Cp, not below 0"},
+    {"cpk", kOptional, "goal of Cpk, not below 0"},
+    {"effective", kOptional, "time from which the row holds; without it the row always held"},
+    {"scale", kOptional, "number of decimals shown, 0 to 15; 4 unless given"},
+    {"name", kOptional, "any text"},
+    {"alarms", kOptional,
+     "limits that raise alarms, such as \"usl lsl\", or none; without it all that are given"}};
+using At = PlaceIn<kLimitColumns>;
 
- private:
-  const ImportTable& table_;
-  std::set<std::tuple<Key...>> seen_;
-};
+constexpr auto kFirstLimit = At("usl");
+// SpecLimitFlags of the columns from usl on; the two goals are no limits.
+constexpr std::int32_t kFlags[] = {slfUSL, slfTAR, slfLSL, slfUGB, slfLGB, slfURL,
+                                   slfLRL, slfUWP, slfLWP, 0,      0};
+using LimitValues = std::array<std::optional<double>, std::size(kFlags)>;
 
 // The limits that a text such as "usl lsl" names, as flags.
-std::int32_t NamedLimits(const ImportTable& table, std::size_t column, std::int32_t given) {
-  auto text = table.Cell(column);
+std::int32_t NamedLimits(const ImportTable& table, std::int32_t given) {
+  const auto text = table.Cell(At("alarms"));
   if (text.empty()) return given;
   if (text == "none") return 0;
   std::int32_t flags = 0;
-  while (!text.empty()) {
-    const auto stop = std::min(text.find(' '), text.size());
-    const auto word = text.substr(0, stop);
-    text.remove_prefix(std::min(stop + 1, text.size()));
-    if (word.empty()) continue;
+  for (const auto word : WordsOf(text)) {
     std::int32_t flag = 0;
-    for (const auto& limit : kLimits) {
-      if (limit.name == word) flag = limit.flag;
+    for (std::size_t i = 0; i < std::size(kFlags); ++i) {
+      if (kLimitColumns[kFirstLimit + i].name == word) flag = kFlags[i];
     }
-    if (flag == 0) table.Refuse(column, "names something that is no limit");
-    if ((flag & given) == 0) table.Refuse(column, "names a limit that the line does not give");
+    if (flag == 0) table.Refuse(At("alarms"), "names something that is no limit");
+    if ((flag & given) == 0) {
+      table.Refuse(At("alarms"), "names a limit that the line does not give");
+    }
     flags |= flag;
   }
   return flags;
 }
 
 // An upper limit lies above its lower one, a line gives at least one limit, goals are not negative.
-void CheckLimits(const ImportTable& table, std::size_t first, std::int32_t given,
-                 std::span<const std::optional<double>> values, ImportReport& report) {
-  enum : std::size_t { kUsl, kTarget, kLsl, kUgb, kLgb, kUrl, kLrl, kUwp, kLwp, kCp, kCpk };
-  if (given == 0) table.Refuse(first, "the line gives no limit");
-  constexpr std::pair<std::size_t, std::size_t> kPairs[] = {
-      {kUsl, kLsl}, {kUgb, kLgb}, {kUrl, kLrl}, {kUwp, kLwp}};
+void CheckLimits(ImportFile& file, std::int32_t given, const LimitValues& values) {
+  const auto& table = file.table;
+  const auto value = [&](std::size_t column) { return values[column - kFirstLimit]; };
+  if (given == 0) table.Refuse(kFirstLimit, "the line gives no limit");
+  constexpr std::pair<std::size_t, std::size_t> kPairs[] = {{At("usl"), At("lsl")},
+                                                            {At("ugb"), At("lgb")},
+                                                            {At("url"), At("lrl")},
+                                                            {At("uwp"), At("lwp")}};
   for (const auto& [upper, lower] : kPairs) {
-    if (values[upper] && values[lower] && *values[upper] <= *values[lower]) {
-      table.Refuse(first + upper,
-                   "must lie above the lower limit " + std::string(kLimits[lower].name));
+    if (value(upper) && value(lower) && *value(upper) <= *value(lower)) {
+      table.Refuse(upper,
+                   "must lie above the lower limit " + std::string(kLimitColumns[lower].name));
     }
   }
-  for (const auto goal : {kCp, kCpk}) {
-    if (values[goal] && *values[goal] < 0.0) table.Refuse(first + goal, "must not be below 0");
+  for (const std::size_t goal : {At("cp"), At("cpk")}) {
+    if (value(goal) && *value(goal) < 0.0) table.Refuse(goal, "must not be below 0");
   }
-  const auto& target = values[kTarget];
-  if (target &&
-      ((values[kUsl] && *target > *values[kUsl]) || (values[kLsl] && *target < *values[kLsl]))) {
-    table.Remark(report, "target-outside", first + kTarget, "lies outside the specification");
+  const auto target = value(At("target")), usl = value(At("usl")), lsl = value(At("lsl"));
+  if (target && ((usl && *target > *usl) || (lsl && *target < *lsl))) {
+    table.Remark(file.report, "target-outside", At("target"), "lies outside the specification");
   }
+}
+
+void TakeLimits(ImportFile& file) {
+  static const auto insert = InsertInto(
+      "spec_limit(part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, lwp, cp, cpk, "
+      "eflag, aflag, scale, name, who, made)");
+  const auto& table = file.table;
+  const auto part = file.Item(At("part"), ItemKind::Part);
+  const auto test = file.Item(At("test"), ItemKind::Test);
+  const auto effective = table.Stamp(At("effective"), time::kNoStamp);
+  file.TakeKey(At("test"), {part, test, effective});
+  std::int32_t flags = 0;
+  LimitValues values;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    values[i] = table.OptionalNumber(kFirstLimit + i);
+    if (values[i]) flags |= kFlags[i];
+  }
+  CheckLimits(file, flags, values);
+  const auto alarms = NamedLimits(table, flags);
+  Run(file.db, insert, part, test, effective, values, flags, alarms,
+      table.Whole(At("scale"), 0, 15, 4), table.Cell(At("name")), file.who, file.made);
+  ++file.report.rows;
+}
+
+constexpr ImportColumn kControlColumns[] = {
+    {"part", kRequired, "name"},
+    {"process", kOptional, "name; without it the row is for every process"},
+    {"test", kRequired, "name"},
+    {"mean", kRequired, "the centre; of a test of counts the rate"},
+    {"sp", kOptional, "sigma of one piece; without it sigma is calculated"},
+    {"spl", kOptional, "kept with the row; charts do not use it"},
+    {"sw", kOptional, "sigma within a piece"},
+    {"swl", kOptional, "kept with the row; charts do not use it"},
+    {"effective", kOptional, "time from which the row holds; without it the row always held"},
+    {"start", kOptional, "time of the first of the data that the row was calculated from"},
+    {"finish", kOptional, "time of the last of them"},
+    {"chart-word", kOptional, "of the chart that the row was made from, decimal or 0x..."}};
+using AtControl = PlaceIn<kControlColumns>;
+
+// Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
+double Mean(const ImportTable& table, std::int32_t chart_word) {
+  const auto mean = table.Number(AtControl("mean"));
+  const auto kind = catalogue::RateKindOf(chart_word);
+  if (kind == catalogue::RateKind::None || catalogue::IsRate(kind, mean)) return mean;
+  table.Refuse(AtControl("mean"),
+               kind == catalogue::RateKind::Share
+                   ? "must be a share from 0 to 1, which the chart word asks for"
+                   : "must be a rate not below 0, which the chart word asks for");
 }
 
 // Whether the database holds a count above 0 of an attribute test; process 0: of any process.
@@ -94,194 +136,78 @@ bool HasCounts(sql::Connection& db, std::int32_t part, std::int32_t process, std
                    "JOIN measurement m ON m.stream = s.id "
                    "WHERE s.part = ?1 AND s.test = ?2 AND (?3 = 0 OR s.process = ?3) "
                    "AND t.type <> ?4");
-  query.Bind(1, std::int64_t{part})
-      .Bind(2, std::int64_t{test})
-      .Bind(3, std::int64_t{process})
-      .Bind(4, std::int64_t{ttVariable});
+  BindAll(query, part, test, process, ttVariable);
   while (query.Step()) {
     const auto view = store::PackedView::Of(query.Blob(0));
-    for (std::size_t row = 0; view && row < view->Count(); ++row) {
-      if (view->Value(row) > 0.0) return true;
+    for (std::size_t i = 0; view && i < view->Count(); ++i) {
+      if (view->Value(i) > 0.0) return true;
     }
   }
   return false;
 }
 
-// Charts of counts take the mean as a rate; without a chart word it may be a measured value too.
-double Mean(const ImportTable& table, std::size_t column, std::int32_t chart_word) {
-  const auto mean = table.Number(column);
-  const auto kind = catalogue::RateKindOf(chart_word);
-  if (kind == catalogue::RateKind::None || catalogue::IsRate(kind, mean)) return mean;
-  table.Refuse(column, kind == catalogue::RateKind::Share
-                           ? "must be a share from 0 to 1, which the chart word asks for"
-                           : "must be a rate not below 0, which the chart word asks for");
+void TakeControlLimits(ImportFile& file) {
+  static const auto insert = InsertInto(
+      "control_limit(part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
+      "chart_word, who, made)");
+  const auto& table = file.table;
+  const auto part = file.Item(AtControl("part"), ItemKind::Part);
+  const auto test = file.Item(AtControl("test"), ItemKind::Test);
+  const auto process = file.OptionalItem(AtControl("process"), ItemKind::Process);
+  const auto effective = table.Stamp(AtControl("effective"), time::kNoStamp);
+  file.TakeKey(AtControl("test"), {part, process, test, effective});
+  const auto chart_word = table.ChartWord(AtControl("chart-word"));
+  const auto mean = Mean(table, chart_word);
+  if (mean == 0.0 && HasCounts(file.db, part, process, test)) {
+    table.Remark(file.report, "rate-zero", AtControl("mean"),
+                 "a rate of 0 holds that nothing is ever found, but the stored subgroups have "
+                 "counts above 0; the rate of a chart of counts is Mean in its Streams");
+  }
+  std::array<double, 4> sigmas{};
+  for (std::size_t i = 0; i < sigmas.size(); ++i) {
+    sigmas[i] = table.OptionalNumber(AtControl("sp") + i).value_or(0.0);
+    if (sigmas[i] < 0.0) table.Refuse(AtControl("sp") + i, "a standard deviation is not below 0");
+  }
+  const auto start = table.Stamp(AtControl("start"), 0);
+  const auto finish = table.Stamp(AtControl("finish"), 0);
+  if (start != 0 && finish != 0 && start > finish) {
+    table.Refuse(AtControl("start"), "must not lie after finish");
+  }
+  Run(file.db, insert, part, Reference{process}, test, effective, mean, sigmas, start, finish,
+      chart_word, file.who, file.made);
+  ++file.report.rows;
+}
+
+constexpr ImportColumn kOpportunityColumns[] = {
+    {"part", kRequired, "name"},
+    {"test", kRequired, "name"},
+    {"opportunities", kRequired, "chances for a defect in one unit, at least 1"},
+    {"effective", kOptional, "time from which the row holds; without it the row always held"}};
+
+void TakeOpportunities(ImportFile& file) {
+  using AtOpportunity = PlaceIn<kOpportunityColumns>;
+  static const auto insert =
+      InsertInto("opportunity(part, test, effective, opportunities, who, made)");
+  const auto part = file.Item(AtOpportunity("part"), ItemKind::Part);
+  const auto test = file.Item(AtOpportunity("test"), ItemKind::Test);
+  const auto effective = file.table.Stamp(AtOpportunity("effective"), time::kNoStamp);
+  file.TakeKey(AtOpportunity("test"), {part, test, effective});
+  Run(file.db, insert, part, test, effective,
+      file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX), file.who, file.made);
+  ++file.report.rows;
 }
 
 }  // namespace
 
-ImportReport ImportLimits(const ImportContext& context) {
-  enum Column : std::size_t {
-    kPart,
-    kTest,
-    kFirstLimit,
-    kEffective = kFirstLimit + kLimitCount,
-    kScale,
-    kName,
-    kAlarms
-  };
-  static constexpr ColumnSpec kColumns[] = {
-      {"part", true},  {"test", true},    {"usl", false}, {"target", false},    {"lsl", false},
-      {"ugb", false},  {"lgb", false},    {"url", false}, {"lrl", false},       {"uwp", false},
-      {"lwp", false},  {"cp", false},     {"cpk", false}, {"effective", false}, {"scale", false},
-      {"name", false}, {"alarms", false},
-  };
-  static_assert(std::size(kColumns) == kAlarms + 1);
-  constexpr std::int32_t kUsualScale = 4, kHighestScale = 15;
-
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  Once<std::int32_t, std::int32_t, std::int32_t> once(table);
-  while (table.Next()) {
-    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
-    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
-    const auto effective = table.Stamp(kEffective, time::kNoStamp);
-    once.Take(kTest, part, test, effective);
-    sql::Query insert(
-        context.db,
-        "INSERT INTO spec_limit(part, test, effective, usl, target, lsl, ugb, lgb, url, "
-        "lrl, uwp, lwp, cp, cpk, eflag, aflag, scale, name, who, made) VALUES(?1, ?2, ?3, "
-        "?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20)");
-    insert.Bind(1, std::int64_t{part}).Bind(2, std::int64_t{test}).Bind(3, std::int64_t{effective});
-    std::int32_t flags = 0;
-    std::array<std::optional<double>, kLimitCount> values;
-    for (std::size_t i = 0; i < kLimitCount; ++i) {
-      const auto& value = values[i] = table.OptionalNumber(kFirstLimit + i);
-      const auto place = static_cast<int>(4 + i);
-      if (value) {
-        insert.Bind(place, *value);
-        flags |= kLimits[i].flag;
-      } else {
-        insert.BindNull(place);
-      }
-    }
-    CheckLimits(table, kFirstLimit, flags, values, report);
-    insert.Bind(15, std::int64_t{flags})
-        .Bind(16, std::int64_t{NamedLimits(table, kAlarms, flags)})
-        .Bind(17, std::int64_t{table.Whole(kScale, 0, kHighestScale, kUsualScale)})
-        .Bind(18, table.Cell(kName))
-        .Bind(19, std::string_view(context.who))
-        .Bind(20, context.made)
-        .Run();
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
-
-ImportReport ImportControlLimits(const ImportContext& context) {
-  enum Column : std::size_t {
-    kPart,
-    kProcess,
-    kTest,
-    kMean,
-    kSp,
-    kSpl,
-    kSw,
-    kSwl,
-    kEffective,
-    kStart,
-    kFinish,
-    kChartWord
-  };
-  static constexpr ColumnSpec kColumns[] = {
-      {"part", true},       {"process", false}, {"test", true},    {"mean", true},
-      {"sp", false},        {"spl", false},     {"sw", false},     {"swl", false},
-      {"effective", false}, {"start", false},   {"finish", false}, {"chart-word", false},
-  };
-  static_assert(std::size(kColumns) == kChartWord + 1);
-
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  Once<std::int32_t, std::int32_t, std::int32_t, std::int32_t> once(table);
-  while (table.Next()) {
-    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
-    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
-    const auto process_name = table.Cell(kProcess);
-    const auto process =
-        process_name.empty() ? 0 : names.Take(catalogue::ItemKind::Process, process_name);
-    const auto effective = table.Stamp(kEffective, time::kNoStamp);
-    once.Take(kTest, part, process, test, effective);
-    const auto chart_word = table.ChartWord(kChartWord);
-    sql::Query insert(
-        context.db,
-        "INSERT INTO control_limit(part, process, test, effective, mean, sp, spl, sw, "
-        "swl, start, finish, chart_word, who, made) "
-        "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14)");
-    insert.Bind(1, std::int64_t{part})
-        .BindReference(2, process)
-        .Bind(3, std::int64_t{test})
-        .Bind(4, std::int64_t{effective})
-        .Bind(5, Mean(table, kMean, chart_word));
-    for (auto column = static_cast<std::size_t>(kSp); column <= kSwl; ++column) {
-      const auto value = table.OptionalNumber(column).value_or(0.0);
-      if (value < 0.0) table.Refuse(column, "a standard deviation is not below 0");
-      insert.Bind(static_cast<int>(6 + column - kSp), value);
-    }
-    const auto start = table.Stamp(kStart, 0), finish = table.Stamp(kFinish, 0);
-    if (start != 0 && finish != 0 && start > finish) {
-      table.Refuse(kStart, "must not lie after finish");
-    }
-    insert.Bind(10, std::int64_t{start})
-        .Bind(11, std::int64_t{finish})
-        .Bind(12, std::int64_t{chart_word})
-        .Bind(13, std::string_view(context.who))
-        .Bind(14, context.made)
-        .Run();
-    if (table.Number(kMean) == 0.0 && HasCounts(context.db, part, process, test)) {
-      table.Remark(report, "rate-zero", kMean,
-                   "a rate of 0 holds that nothing is ever found, but the stored subgroups have "
-                   "counts above 0; the rate of a chart of counts is Mean in its Streams");
-    }
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
-
-ImportReport ImportOpportunities(const ImportContext& context) {
-  enum Column : std::size_t { kPart, kTest, kOpportunities, kEffective };
-  static constexpr ColumnSpec kColumns[] = {
-      {"part", true}, {"test", true}, {"opportunities", true}, {"effective", false}};
-  static_assert(std::size(kColumns) == kEffective + 1);
-
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  Once<std::int32_t, std::int32_t, std::int32_t> once(table);
-  while (table.Next()) {
-    const auto part = names.Take(catalogue::ItemKind::Part, table.Name(kPart));
-    const auto test = names.Take(catalogue::ItemKind::Test, table.Name(kTest));
-    const auto effective = table.Stamp(kEffective, time::kNoStamp);
-    once.Take(kTest, part, test, effective);
-    sql::Query(context.db,
-               "INSERT INTO opportunity(part, test, effective, opportunities, who, made) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6)")
-        .Bind(1, std::int64_t{part})
-        .Bind(2, std::int64_t{test})
-        .Bind(3, std::int64_t{effective})
-        .Bind(4, std::int64_t{table.Whole(kOpportunities, 1, INT32_MAX)})
-        .Bind(5, std::string_view(context.who))
-        .Bind(6, context.made)
-        .Run();
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
+constinit const KindOfFile kLimitsKind{
+    {ImportKind::Limits, "limits", "specification limits", kLimitColumns}, EachLine<TakeLimits>};
+constinit const KindOfFile kControlLimitsKind{
+    {ImportKind::ControlLimits, "control-limits", "limits by which a process is judged",
+     kControlColumns},
+    EachLine<TakeControlLimits>};
+constinit const KindOfFile kOpportunitiesKind{
+    {ImportKind::Opportunities, "opportunities", "chances for a defect in one unit",
+     kOpportunityColumns},
+    EachLine<TakeOpportunities>};
 
 }  // namespace orvspc::engine::import

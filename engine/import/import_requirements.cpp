@@ -1,48 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-#include <array>
-#include <set>
-#include <string>
-
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
 namespace {
 
-enum Column : std::size_t {
-  kProcess,
-  kTest,
-  kKind,
-  kN,
-  kPart,
-  kMinutes,
-  kGrace,
-  kFrom,
-  kTo,
-  kName
-};
-constexpr ColumnSpec kColumns[] = {
-    {"process", true},  {"test", true},   {"kind", true},  {"n", true},   {"part", false},
-    {"minutes", false}, {"grace", false}, {"from", false}, {"to", false}, {"name", false},
-};
-static_assert(std::size(kColumns) == kName + 1);
+using catalogue::ItemKind;
 
-constexpr std::array<std::string_view, 4> kKinds{"interval", "shift", "lot", "job"};
-constexpr std::int32_t kMostMinutes = 366 * 24 * 60, kMostSamples = 1'000'000;
+constexpr ImportColumn kColumns[] = {
+    {"process", kRequired, "name"},
+    {"test", kRequired, "name"},
+    {"kind", kRequired, "n samples are due for each interval, shift, lot or job"},
+    {"n", kRequired, "number of samples, 1 to 1000000"},
+    {"part", kOptional, "name; without it the requirement is for any part"},
+    {"minutes", kOptional, "length of an interval in running time, 1 to 527040; intervals need it"},
+    {"grace", kOptional, "minutes after an interval in which a sample may still come"},
+    {"from", kOptional, "time from which the requirement holds"},
+    {"to", kOptional, "time until just before which it holds"},
+    {"name", kOptional, "a new name; made of the rest unless given"}};
+using At = PlaceIn<kColumns>;
 
-std::string_view KindOf(const ImportTable& table) {
-  const auto kind = std::ranges::find(kKinds, table.Name(kKind));
-  if (kind == kKinds.end()) table.Refuse(kKind, "must be interval, shift, lot or job");
-  return *kind;
-}
+constexpr std::string_view kKinds[] = {"interval", "shift", "lot", "job"};
+constexpr std::int32_t kMaxMinutes = 366 * 24 * 60, kMaxSamples = 1'000'000;
 
 // What a requirement without a name is called, "Press 1 / Diameter / 5 every 30 min".
 std::string NameOf(const ImportTable& table, std::string_view kind, std::int32_t n,
                    std::int32_t minutes) {
-  if (!table.Cell(kName).empty()) return std::string(table.Cell(kName));
+  if (!table.Cell(At("name")).empty()) return std::string(table.Cell(At("name")));
   std::string name;
-  for (const auto column : {kPart, kProcess, kTest}) {
+  for (const std::size_t column : {At("part"), At("process"), At("test")}) {
     if (!table.Cell(column).empty()) name += std::string(table.Cell(column)) + " / ";
   }
   name += std::to_string(n);
@@ -50,63 +36,46 @@ std::string NameOf(const ImportTable& table, std::string_view kind, std::int32_t
   return name + " per " + std::string(kind);
 }
 
+void TakeRequirement(ImportFile& file) {
+  static const auto insert = InsertInto(
+      "requirement(name, part, process, test, kind, n, minutes, grace, valid_from, valid_to, who, "
+      "made)");
+  const auto& table = file.table;
+  const auto kind = kKinds[table.WordOf(At("kind"), kKinds)];
+  const bool is_interval = kind == "interval";
+  const auto n = table.Whole(At("n"), 1, kMaxSamples);
+  for (const std::size_t column : {At("minutes"), At("grace")}) {
+    if (!is_interval && !table.Cell(column).empty()) {
+      table.Refuse(column, "belongs to the kind interval only");
+    }
+  }
+  const auto minutes = is_interval ? table.Whole(At("minutes"), 1, kMaxMinutes) : 0;
+  const auto grace = table.Whole(At("grace"), 0, kMaxMinutes, 0);
+  if (is_interval && grace > minutes) {
+    table.Remark(file.report, "grace-above-minutes", At("grace"),
+                 "is longer than the interval; samples count for more than one");
+  }
+  std::optional<std::int32_t> from, to;
+  if (!table.Cell(At("from")).empty()) from = table.Stamp(At("from"));
+  if (!table.Cell(At("to")).empty()) to = table.Stamp(At("to"));
+  if (from && to && *to <= *from) table.Refuse(At("to"), "must lie after from");
+  const auto name = NameOf(table, kind, n, minutes);
+  if (IntOf(file.db, "SELECT 1 FROM requirement WHERE name = ?1", name)) {
+    table.Refuse(table.Has(At("name")) ? At("name") : At("test"),
+                 "a requirement of the name \"" + name + "\" is there already");
+  }
+  const auto part = file.OptionalItem(At("part"), ItemKind::Part);
+  const auto process = file.Item(At("process"), ItemKind::Process);
+  const auto test = file.Item(At("test"), ItemKind::Test);
+  Run(file.db, insert, name, Reference{part}, process, test, kind, n, minutes, grace, from, to,
+      file.who, file.made);
+  ++file.report.rows;
+}
+
 }  // namespace
 
-ImportReport ImportRequirements(const ImportContext& context) {
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  std::set<std::string> named;
-  while (table.Next()) {
-    const auto kind = KindOf(table);
-    const bool is_interval = kind == "interval";
-    const auto n = table.Whole(kN, 1, kMostSamples);
-    if (!is_interval && !table.Cell(kMinutes).empty()) {
-      table.Refuse(kMinutes, "belongs to the kind interval only");
-    }
-    if (!is_interval && !table.Cell(kGrace).empty()) {
-      table.Refuse(kGrace, "belongs to the kind interval only");
-    }
-    const auto minutes = is_interval ? table.Whole(kMinutes, 1, kMostMinutes) : 0;
-    const auto grace = table.Whole(kGrace, 0, kMostMinutes, 0);
-    if (is_interval && grace > minutes) {
-      table.Remark(report, "grace-above-minutes", kGrace,
-                   "is longer than the interval; samples count for more than one");
-    }
-    const auto from = table.Stamp(kFrom, time::kNoStamp), to = table.Stamp(kTo, time::kNoStamp);
-    if (from != time::kNoStamp && to != time::kNoStamp && to <= from)
-      table.Refuse(kTo, "must lie after from");
-    const auto name = NameOf(table, kind, n, minutes);
-    if (names.Find(catalogue::ItemKind::Requirement, name) || !named.insert(name).second) {
-      table.Refuse(table.Has(kName) ? kName : kTest,
-                   "a requirement of the name \"" + name + "\" is there already");
-    }
-    const auto& part = table.Cell(kPart);
-    sql::Query insert(context.db,
-                      "INSERT INTO requirement(name, part, process, test, kind, n, minutes, grace, "
-                      "valid_from, valid_to, who, made) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)");
-    insert.Bind(1, std::string_view(name))
-        .BindReference(2, part.empty() ? 0 : names.Take(catalogue::ItemKind::Part, part))
-        .Bind(3, std::int64_t{names.Take(catalogue::ItemKind::Process, table.Name(kProcess))})
-        .Bind(4, std::int64_t{names.Take(catalogue::ItemKind::Test, table.Name(kTest))})
-        .Bind(5, kind)
-        .Bind(6, std::int64_t{n})
-        .Bind(7, std::int64_t{minutes})
-        .Bind(8, std::int64_t{grace});
-    for (const auto& [place, stamp] : {std::pair{9, from}, std::pair{10, to}}) {
-      if (stamp == time::kNoStamp) {
-        insert.BindNull(place);
-      } else {
-        insert.Bind(place, std::int64_t{stamp});
-      }
-    }
-    insert.Bind(11, std::string_view(context.who)).Bind(12, context.made).Run();
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  report.new_names = names.Added();
-  return report;
-}
+constinit const KindOfFile kRequirementsKind{
+    {ImportKind::Requirements, "requirements", "how many samples a process owes", kColumns},
+    EachLine<TakeRequirement>};
 
 }  // namespace orvspc::engine::import

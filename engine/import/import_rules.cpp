@@ -1,246 +1,194 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <map>
 
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::import {
 namespace {
 
+using catalogue::ItemKind;
+
+constexpr ImportColumn kRuleColumns[] = {
+    {"number", kRequired, "0 to 14, 16 to 30 and one of 15 and 31; it keeps its rule for life"},
+    {"kind", kRequired, "limit, zone, within, outside, trend, alternate, red or yellow2"},
+    {"k", kOptional, "points of the window that fulfil the rule, 1 to 1000; m unless given"},
+    {"m", kOptional, "points of the window, 1 to 1000; k unless given"},
+    {"zone", kOptional, "number of sigmas, 0 to 1000"},
+    {"side", kOptional, "same, either, both, upper or lower"},
+    {"priority", kOptional, "the number unless given"},
+    {"text", kOptional, "what the rule is called; Rule and the number unless given"},
+    {"set", kOptional, "names of rule sets that the rule joins, blanks between them"}};
+using At = PlaceIn<kRuleColumns>;
+
 constexpr std::string_view kKinds[] = {"limit", "zone",      "within", "outside",
                                        "trend", "alternate", "red",    "yellow2"};
 constexpr std::string_view kSides[] = {"same", "either", "both", "upper", "lower"};
+constexpr std::int32_t kMaxWindow = 1000;
 
-template <std::size_t N>
-std::string OneOf(const ImportTable& table, std::size_t column, std::string_view cell,
-                  const std::string_view (&words)[N]) {
-  if (std::find(std::begin(words), std::end(words), cell) != std::end(words)) {
-    return std::string(cell);
-  }
-  std::string list;
-  for (const auto word : words) list += (list.empty() ? "" : ", ") + std::string(word);
-  table.Refuse(column, "must be one of " + list);
-}
+using Rules = std::map<std::int32_t, store::StoredRule>;
 
 bool SameParameters(const store::StoredRule& a, const store::StoredRule& b) {
   return a.priority == b.priority && a.kind == b.kind && a.k == b.k && a.m == b.m &&
          a.zone == b.zone && a.side == b.side && a.text == b.text;
 }
 
-class RulesImport {
- public:
-  explicit RulesImport(const ImportContext& context)
-      : db_(context.db), table_(context.file, kColumns, context.options) {}
-
-  ImportReport Run() {
-    sql::Query query(db_, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
-    while (query.Step()) {
-      rules_[query.Int(0)] = {
-          query.Int(0), query.Int(1),  std::string(query.Text(2)), query.Int(3),
-          query.Int(4), query.Real(5), std::string(query.Text(6)), std::string(query.Text(7))};
-    }
-    while (table_.Next()) TakeLine();
-    report_.lines = table_.Lines();
-    return report_;
-  }
-
- private:
-  enum Column : std::size_t { kNumber, kKind, kK, kM, kZone, kSide, kPriority, kText, kSet };
-  static constexpr ColumnSpec kColumns[] = {{"number", true},    {"kind", true},  {"k", false},
-                                            {"m", false},        {"zone", false}, {"side", false},
-                                            {"priority", false}, {"text", false}, {"set", false}};
-
-  void TakeLine() {
-    const auto number = table_.Whole(kNumber, 0, 31);
-    const auto found = rules_.find(number);
-    if (found == rules_.end()) {
-      Add(ReadNew(number));
-    } else {
-      CheckKnown(found->second);
-    }
-    TakeSets(number);
-  }
-
-  store::StoredRule ReadNew(std::int32_t number) {
-    if ((number == 15 && rules_.contains(31)) || (number == 31 && rules_.contains(15))) {
-      table_.Refuse(kNumber, "15 and 31 share one bit; a list can hold one of them");
-    }
+Rules ReadRules(sql::Connection& db) {
+  Rules rules;
+  sql::Query query(db, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
+  while (query.Step()) {
     store::StoredRule rule;
-    rule.number = number;
-    ReadGiven(rule);
-    if (rule.k == 0) rule.k = rule.m == 0 ? 1 : rule.m;
-    if (rule.m == 0) rule.m = rule.k;
-    if (rule.k > rule.m) table_.Refuse(kK, "must not be above m");
-    CheckWindow(rule);
-    const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
-    if (rule.side.empty()) rule.side = is_run ? "same" : "either";
-    if (rule.priority == 0) rule.priority = number;
-    if (rule.text.empty()) rule.text = "Rule " + std::to_string(number);
-    return rule;
+    query.Read(rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
+               rule.text);
+    rules[rule.number] = rule;
   }
+  return rules;
+}
 
-  // What the rule engine could not run is refused here, where the line is known.
-  void CheckWindow(const store::StoredRule& rule) {
-    const auto least = rule.kind == "trend" ? 2 : rule.kind == "alternate" ? 3 : 1;
-    if (rule.kind == "zone") {
-      if (rule.k != rule.m && rule.m > 64) {
-        table_.Refuse(kM, "must not be above 64 where k differs");
-      }
-    } else if (rule.k != rule.m) {
-      table_.Refuse(kK, "must be equal to m for this kind");
+// What the line leaves open stays as it is.
+void ReadGiven(const ImportTable& table, store::StoredRule& rule) {
+  rule.kind = kKinds[table.WordOf(At("kind"), kKinds)];
+  rule.k = table.Whole(At("k"), 1, kMaxWindow, rule.k);
+  rule.m = table.Whole(At("m"), 1, kMaxWindow, rule.m);
+  rule.zone = table.OptionalNumber(At("zone")).value_or(rule.zone);
+  if (rule.zone < 0.0) table.Refuse(At("zone"), "must not be below 0");
+  if (!table.Cell(At("side")).empty()) rule.side = kSides[table.WordOf(At("side"), kSides)];
+  rule.priority = table.Whole(At("priority"), 0, INT32_MAX, rule.priority);
+  if (!table.Cell(At("text")).empty()) rule.text = table.Cell(At("text"));
+}
+
+// What the rule engine could not run is refused here, where the line is known.
+void CheckWindow(const ImportTable& table, const store::StoredRule& rule) {
+  const auto min = rule.kind == "trend" ? 2 : rule.kind == "alternate" ? 3 : 1;
+  if (rule.k > rule.m) table.Refuse(At("k"), "must not be above m");
+  if (rule.kind == "zone") {
+    if (rule.k != rule.m && rule.m > 64) {
+      table.Refuse(At("m"), "must not be above 64 where k differs");
     }
-    if (rule.m < least) {
-      table_.Refuse(kM, "must be at least " + std::to_string(least) + " for this kind");
+  } else if (rule.k != rule.m) {
+    table.Refuse(At("k"), "must be equal to m for this kind");
+  }
+  if (rule.m < min) {
+    table.Refuse(At("m"), "must be at least " + std::to_string(min) + " for this kind");
+  }
+  if ((rule.kind == "limit" || rule.kind == "red") && rule.m != 1) {
+    table.Refuse(At("m"), "must be 1 for this kind, which looks at one point");
+  }
+  if (rule.zone > 1000.0) table.Refuse(At("zone"), "must be a number of sigmas, 0 to 1000");
+}
+
+store::StoredRule NewRule(const ImportTable& table, std::int32_t number, const Rules& rules) {
+  if ((number == 15 && rules.contains(31)) || (number == 31 && rules.contains(15))) {
+    table.Refuse(At("number"), "15 and 31 share one bit; a list can hold one of them");
+  }
+  store::StoredRule rule;
+  rule.number = number;
+  ReadGiven(table, rule);
+  if (rule.k == 0) rule.k = rule.m == 0 ? 1 : rule.m;
+  if (rule.m == 0) rule.m = rule.k;
+  CheckWindow(table, rule);
+  const bool is_run = rule.kind == "zone" || rule.kind == "trend" || rule.kind == "yellow2";
+  if (rule.side.empty()) rule.side = is_run ? "same" : "either";
+  if (rule.priority == 0) rule.priority = number;
+  if (rule.text.empty()) rule.text = "Rule " + std::to_string(number);
+  return rule;
+}
+
+void TakeRule(ImportFile& file, Rules& rules) {
+  static const auto insert = InsertInto("rule(number, priority, kind, k, m, zone, side, text)");
+  const auto number = file.table.Whole(At("number"), 0, 31);
+  if (const auto known = rules.find(number); known != rules.end()) {
+    auto rule = known->second;
+    ReadGiven(file.table, rule);
+    if (!SameParameters(rule, known->second)) {
+      file.table.Refuse(At("number"),
+                        "the number stands for a rule with other parameters; take a free one");
     }
-    if ((rule.kind == "limit" || rule.kind == "red") && rule.m != 1) {
-      table_.Refuse(kM, "must be 1 for this kind, which looks at one point");
-    }
-    if (rule.zone > 1000.0) table_.Refuse(kZone, "must be a number of sigmas, 0 to 1000");
+  } else {
+    const auto rule = NewRule(file.table, number, rules);
+    Run(file.db, insert, rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone,
+        rule.side, rule.text);
+    rules[number] = rule;
+    ++file.report.rows;
   }
+  for (const auto set : WordsOf(file.table.Cell(At("set")))) {
+    Run(file.db, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING", set);
+    Run(file.db,
+        "INSERT INTO rule_set_member(rule_set, number) "
+        "SELECT id, ?2 FROM rule_set WHERE name = ?1 ON CONFLICT DO NOTHING",
+        set, number);
+  }
+}
 
-  // What the line leaves open is as it is.
-  void CheckKnown(const store::StoredRule& known) {
-    auto rule = known;
-    ReadGiven(rule);
-    if (!SameParameters(rule, known)) {
-      table_.Refuse(kNumber, "the number stands for a rule with other parameters; take a free one");
-    }
-  }
+LineTaker BeginRules(ImportFile& file) {
+  return [&file, rules = ReadRules(file.db)]() mutable { TakeRule(file, rules); };
+}
 
-  void ReadGiven(store::StoredRule& rule) {
-    constexpr std::int32_t kLongestWindow = 1000;
-    rule.kind = OneOf(table_, kKind, table_.Name(kKind), kKinds);
-    rule.k = table_.Whole(kK, 1, kLongestWindow, rule.k);
-    rule.m = table_.Whole(kM, 1, kLongestWindow, rule.m);
-    rule.zone = table_.OptionalNumber(kZone).value_or(rule.zone);
-    if (rule.zone < 0.0) table_.Refuse(kZone, "must not be below 0");
-    const auto side = table_.Cell(kSide);
-    if (!side.empty()) rule.side = OneOf(table_, kSide, side, kSides);
-    rule.priority = table_.Whole(kPriority, 0, INT32_MAX, rule.priority);
-    if (!table_.Cell(kText).empty()) rule.text = table_.Cell(kText);
-  }
+constexpr ImportColumn kAlarmColumns[] = {
+    {"part", kOptional, "name of a part that is there; any unless given"},
+    {"process", kOptional, "name of a process that is there; any unless given"},
+    {"test", kOptional, "name of a test that is there; any unless given"},
+    {"graph", kOptional, "1 to 3; any unless given"},
+    {"number", kRequired, "number of a rule that is there"},
+    {"on", kRequired, "yes, on, true, 1 or no, off, false, 0"}};
 
-  void Add(const store::StoredRule& rule) {
-    sql::Query(db_,
-               "INSERT INTO rule(number, priority, kind, k, m, zone, side, text) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
-        .Bind(1, std::int64_t{rule.number})
-        .Bind(2, std::int64_t{rule.priority})
-        .Bind(3, std::string_view(rule.kind))
-        .Bind(4, std::int64_t{rule.k})
-        .Bind(5, std::int64_t{rule.m})
-        .Bind(6, rule.zone)
-        .Bind(7, std::string_view(rule.side))
-        .Bind(8, std::string_view(rule.text))
-        .Run();
-    rules_[rule.number] = rule;
-    ++report_.rows;
+void TakeAlarm(ImportFile& file) {
+  using AtAlarm = PlaceIn<kAlarmColumns>;
+  static const auto insert =
+      InsertInto("rule_alarm(part, process, test, graph, number, is_on, who, made)");
+  const auto& table = file.table;
+  const auto known = [&](std::size_t column, ItemKind kind) {
+    const auto name = table.Cell(column);
+    const auto id = name.empty() ? 0 : file.names.Find(kind, name);
+    if (!id) table.Refuse(column, "the database has nothing of this name");
+    return Reference{*id};
+  };
+  const auto part = known(AtAlarm("part"), ItemKind::Part);
+  const auto process = known(AtAlarm("process"), ItemKind::Process);
+  const auto test = known(AtAlarm("test"), ItemKind::Test);
+  const auto number = table.Whole(AtAlarm("number"), 0, 31);
+  if (!IntOf(file.db, "SELECT 1 FROM rule WHERE number = ?1", number)) {
+    table.Refuse(AtAlarm("number"), "the database has no rule of this number");
   }
+  const Reference graph{table.Whole(AtAlarm("graph"), 1, 3, 0)};
+  Run(file.db, insert, part, process, test, graph, number, table.YesOrNo(AtAlarm("on")), file.who,
+      file.made);
+  ++file.report.rows;
+}
 
-  void TakeSets(std::int32_t number) {
-    auto text = table_.Cell(kSet);
-    while (!text.empty()) {
-      const auto stop = std::min(text.find(' '), text.size());
-      const auto name = text.substr(0, stop);
-      text.remove_prefix(std::min(stop + 1, text.size()));
-      if (name.empty()) continue;
-      sql::Query(db_, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING")
-          .Bind(1, name)
-          .Run();
-      sql::Query(db_,
-                 "INSERT INTO rule_set_member(rule_set, number) "
-                 "SELECT id, ?2 FROM rule_set WHERE name = ?1 ON CONFLICT DO NOTHING")
-          .Bind(1, name)
-          .Bind(2, std::int64_t{number})
-          .Run();
-    }
-  }
+constexpr ImportColumn kGroupColumns[] = {
+    {"kind", kRequired, "part, process, test, job, lot, shift, employee, defect, acc-code, ..."},
+    {"group", kRequired, "name of the group"},
+    {"name", kRequired, "name of the item; an item may be in several groups"}};
 
-  sql::Connection& db_;
-  ImportTable table_;
-  ImportReport report_;
-  std::map<std::int32_t, store::StoredRule> rules_;
-};
-
-bool ReadOn(const ImportTable& table, std::size_t column) {
-  const auto cell = catalogue::Lower(table.Name(column));
-  for (const std::string_view yes : {"1", "yes", "on", "true"}) {
-    if (cell == yes) return true;
+void TakeGroup(ImportFile& file) {
+  using AtGroup = PlaceIn<kGroupColumns>;
+  const auto& table = file.table;
+  const auto kind = catalogue::ItemKindFromWord(table.Name(AtGroup("kind")));
+  if (!kind || *kind == ItemKind::Requirement) {
+    table.Refuse(AtGroup("kind"), "is nothing that can be grouped");
   }
-  for (const std::string_view no : {"0", "no", "off", "false"}) {
-    if (cell == no) return false;
+  // A state without its type would be neither running nor standing.
+  if (*kind == ItemKind::StateCode && !file.names.Find(*kind, table.Name(AtGroup("name")))) {
+    table.Refuse(AtGroup("name"), "is no state of the database; import state-codes first");
   }
-  table.Refuse(column, "must be yes or no, on or off, true or false, 1 or 0");
+  const auto item = file.Item(AtGroup("name"), *kind);
+  const auto added = AddToGroup(file.db, *kind, table.Name(AtGroup("group")), item);
+  file.report.new_names += added.groups;
+  file.report.rows += added.members;
 }
 
 }  // namespace
 
-ImportReport ImportRules(const ImportContext& context) { return RulesImport(context).Run(); }
-
-ImportReport ImportAlarms(const ImportContext& context) {
-  enum Column : std::size_t { kPart, kProcess, kTest, kGraph, kNumber, kOn };
-  static constexpr ColumnSpec kColumns[] = {{"part", false},  {"process", false}, {"test", false},
-                                            {"graph", false}, {"number", true},   {"on", true}};
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  const auto known = [&](std::size_t column, catalogue::ItemKind kind) -> std::int32_t {
-    const auto name = table.Cell(column);
-    if (name.empty()) return 0;
-    const auto id = names.Find(kind, name);
-    if (!id) table.Refuse(column, "the database has nothing of this name");
-    return *id;
-  };
-  while (table.Next()) {
-    const auto part = known(kPart, catalogue::ItemKind::Part);
-    const auto process = known(kProcess, catalogue::ItemKind::Process);
-    const auto test = known(kTest, catalogue::ItemKind::Test);
-    const auto number = table.Whole(kNumber, 0, 31);
-    sql::Query rule(context.db, "SELECT 1 FROM rule WHERE number = ?1");
-    rule.Bind(1, std::int64_t{number});
-    if (!rule.Step()) table.Refuse(kNumber, "the database has no rule of this number");
-    sql::Query(context.db,
-               "INSERT INTO rule_alarm(part, process, test, graph, number, is_on, who, made) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
-        .BindReference(1, part)
-        .BindReference(2, process)
-        .BindReference(3, test)
-        .BindReference(4, table.Whole(kGraph, 1, 3, 0))
-        .Bind(5, std::int64_t{number})
-        .Bind(6, std::int64_t{ReadOn(table, kOn)})
-        .Bind(7, std::string_view(context.who))
-        .Bind(8, context.made)
-        .Run();
-    ++report.rows;
-  }
-  report.lines = table.Lines();
-  return report;
-}
-
-ImportReport ImportGroups(const ImportContext& context) {
-  enum Column : std::size_t { kKind, kGroup, kName };
-  static constexpr ColumnSpec kColumns[] = {{"kind", true}, {"group", true}, {"name", true}};
-  ImportTable table(context.file, kColumns, context.options);
-  ImportNames names(context.db);
-  ImportReport report;
-  while (table.Next()) {
-    const auto kind = catalogue::ItemKindFromWord(table.Name(kKind));
-    if (!kind || *kind == catalogue::ItemKind::Requirement) {
-      table.Refuse(kKind, "is nothing that can be grouped");
-    }
-    // A state without its type would be neither running nor standing.
-    if (*kind == catalogue::ItemKind::StateCode && !names.Find(*kind, table.Name(kName))) {
-      table.Refuse(kName, "is no state of the database; import state-codes first");
-    }
-    const auto item = names.Take(*kind, table.Name(kName));
-    const auto added = AddToGroup(context.db, *kind, table.Name(kGroup), item);
-    report.new_names += added.groups;
-    report.rows += added.members;
-  }
-  report.lines = table.Lines();
-  report.new_names += names.Added();
-  return report;
-}
+constinit const KindOfFile kRulesKind{
+    {ImportKind::Rules, "rules", "run rules and the sets that they belong to", kRuleColumns},
+    BeginRules};
+constinit const KindOfFile kAlarmsKind{
+    {ImportKind::Alarms, "alarms", "which rules are on; the most specific row wins", kAlarmColumns},
+    EachLine<TakeAlarm>};
+constinit const KindOfFile kGroupsKind{
+    {ImportKind::Groups, "groups", "named groups of parts, processes, codes and so on",
+     kGroupColumns},
+    EachLine<TakeGroup>};
 
 }  // namespace orvspc::engine::import

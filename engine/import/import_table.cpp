@@ -32,17 +32,13 @@ bool IsDecimalComma(std::string_view text) {
 
 }  // namespace
 
-ImportTable::ImportTable(const std::string& path, std::span<const ColumnSpec> columns,
-                         const ImportOptions& options, std::string_view prefix)
+ImportTable::ImportTable(const std::string& path, std::span<const ImportColumn> columns,
+                         const ImportOptions& options)
     : columns_(columns), options_(options), reader_(path), places_(columns.size(), kAbsent) {
-  MatchHeader(options, prefix);
-}
-
-void ImportTable::MatchHeader(const ImportOptions& options, std::string_view prefix) {
   if (!reader_.Next())
     reader_.RefuseAt(1, "", "", "the file is empty; the first line names the columns");
   for (std::size_t place = 0; place < reader_.Cells().size(); ++place) {
-    Match(reader_.Cells()[place], place, options, prefix);
+    Match(reader_.Cells()[place], place);
   }
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (columns_[i].required && !Has(i)) {
@@ -51,22 +47,23 @@ void ImportTable::MatchHeader(const ImportOptions& options, std::string_view pre
   }
 }
 
-void ImportTable::Match(std::string_view name, std::size_t place, const ImportOptions& options,
-                        std::string_view prefix) {
+void ImportTable::Match(std::string_view name, std::size_t place) {
   const auto lower = catalogue::Lower(name);
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    if (columns_[i].name != lower) continue;
-    if (places_[i] != kAbsent) reader_.Refuse(columns_[i].name, "", "the column is there twice");
+    const auto column = columns_[i].name;
+    const auto prefix = column.substr(0, column.find(':') + 1);
+    if (!prefix.empty() && lower.starts_with(prefix) && lower.size() > prefix.size()) {
+      const auto rest = name.substr(prefix.size());
+      if (!extra_names_.emplace(rest).second) reader_.Refuse(name, "", "the column is there twice");
+      extra_.push_back({std::string(rest), place});
+      return;
+    }
+    if (!prefix.empty() || column != lower) continue;
+    if (Has(i)) reader_.Refuse(column, "", "the column is there twice");
     places_[i] = place;
     return;
   }
-  if (!prefix.empty() && lower.starts_with(prefix) && lower.size() > prefix.size()) {
-    const auto rest = name.substr(prefix.size());
-    if (!extra_names_.emplace(rest).second) reader_.Refuse(name, "", "the column is there twice");
-    extra_.push_back({std::string(rest), place});
-    return;
-  }
-  if (!options.ignore_unknown) {
+  if (!options_.ignore_unknown) {
     reader_.Refuse("", name, "no column of this kind of file has this name");
   }
 }
@@ -83,11 +80,6 @@ bool ImportTable::Next() {
 
 void ImportTable::Refuse(std::size_t column, std::string_view reason) const {
   reader_.Refuse(columns_[column].name, Cell(column), reason);
-}
-
-void ImportTable::RefuseAt(std::int64_t line, std::size_t column, std::string_view value,
-                           std::string_view reason) const {
-  reader_.RefuseAt(line, columns_[column].name, value, reason);
 }
 
 void ImportTable::Remark(ImportReport& report, std::string code, std::size_t column,
@@ -155,6 +147,25 @@ std::int32_t ImportTable::Stamp(std::size_t column, std::int32_t fallback) const
   return Cell(column).empty() ? fallback : Stamp(column);
 }
 
+std::size_t ImportTable::WordOf(std::size_t column, std::span<const std::string_view> words) const {
+  const auto cell = catalogue::Lower(Name(column));
+  std::string list;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (cell == catalogue::Lower(words[i])) return i;
+    list += (i == 0 ? "" : i + 1 < words.size() ? ", " : " or ") + std::string(words[i]);
+  }
+  Refuse(column, "must be " + list);
+}
+
+bool ImportTable::YesOrNo(std::size_t column) const {
+  constexpr std::string_view kYes[] = {"yes", "on", "true", "1"};
+  constexpr std::string_view kNo[] = {"no", "off", "false", "0"};
+  const auto cell = catalogue::Lower(Name(column));
+  if (std::ranges::find(kYes, cell) != std::end(kYes)) return true;
+  if (std::ranges::find(kNo, cell) != std::end(kNo)) return false;
+  Refuse(column, "must be yes or no, on or off, true or false, 1 or 0");
+}
+
 std::int32_t ImportTable::OneOf(std::size_t column,
                                 std::span<const catalogue::NamedValue> words) const {
   const auto cell = catalogue::Lower(Name(column));
@@ -182,68 +193,6 @@ std::int32_t ImportTable::ChartWord(std::size_t column) const {
     Refuse(column, "is the word of no chart");
   }
   return word;
-}
-
-ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
-  static const auto texts = [] {
-    std::array<std::string, catalogue::kItemKinds> all;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "SELECT name, id FROM " +
-               std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i)));
-    }
-    return all;
-  }();
-  auto& table = tables_[static_cast<std::size_t>(kind)];
-  if (!table.read) {
-    sql::Query query(db_, texts[static_cast<std::size_t>(kind)]);
-    while (query.Step()) table.ids.emplace(query.Text(0), query.Int(1));
-    table.read = true;
-  }
-  return table;
-}
-
-std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::string_view name) {
-  const auto& ids = Of(kind).ids;
-  const auto found = ids.find(name);
-  return found == ids.end() ? std::nullopt : std::optional(found->second);
-}
-
-std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
-  if (const auto id = Find(kind, name)) return *id;
-  static const auto texts = [] {
-    std::array<std::string, catalogue::kItemKinds> all;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = "INSERT INTO " +
-               std::string(catalogue::TableOf(static_cast<catalogue::ItemKind>(i))) +
-               "(name) VALUES(?1) RETURNING id";
-    }
-    return all;
-  }();
-  const auto id = static_cast<std::int32_t>(
-      *sql::Query(db_, texts[static_cast<std::size_t>(kind)]).Bind(1, name).RunForInt());
-  Of(kind).ids.emplace(name, id);
-  ++added_;
-  return id;
-}
-
-GroupAdded AddToGroup(sql::Connection& connection, catalogue::ItemKind kind, std::string_view group,
-                      std::int32_t item) {
-  GroupAdded added;
-  added.groups = sql::Query(connection,
-                            "INSERT INTO item_group(kind, name) VALUES(?1, ?2) "
-                            "ON CONFLICT DO NOTHING")
-                     .Bind(1, catalogue::WordOf(kind))
-                     .Bind(2, group)
-                     .Run();
-  added.members = sql::Query(connection,
-                             "INSERT INTO item_group_member(item_group, item) "
-                             "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2 "
-                             "ON CONFLICT DO NOTHING")
-                      .Bind(1, catalogue::WordOf(kind))
-                      .Bind(2, group)
-                      .Bind(3, std::int64_t{item})
-                      .Run();
-  return added;
 }
 
 }  // namespace orvspc::engine::import

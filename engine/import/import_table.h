@@ -1,36 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
 #include "engine/catalogue/words.h"
-#include "engine/import/Import.h"
+#include "engine/import/columns.h"
 #include "engine/import/csv.h"
-#include "engine/sql/Connection.h"
 
 namespace orvspc::engine::import {
 
-struct ColumnSpec {
-  std::string_view name;
-  bool required = false;
-};
-
-// A file whose header has been matched with the columns of its kind; columns are spoken of by
-// their place in the list. A column that the file lacks reads as empty.
+// A file whose header has been matched with the columns of its kind. A column is given by its place
+// in the table of the kind; one that the file lacks reads as empty.
 class ImportTable {
  public:
-  // Columns "PREFIX..." are taken too if prefix is not empty; see Extra.
-  ImportTable(const std::string& path, std::span<const ColumnSpec> columns,
-              const ImportOptions& options, std::string_view prefix = {});
+  ImportTable(const std::string& path, std::span<const ImportColumn> columns,
+              const ImportOptions& options);
 
   bool Next();
   bool Has(std::size_t column) const { return places_[column] != kAbsent; }
@@ -38,7 +28,7 @@ class ImportTable {
     return places_[column] == kAbsent ? std::string_view() : reader_.Cells()[places_[column]];
   }
 
-  // Columns that begin with the prefix: the rest of the name and the cell.
+  // Columns of the file that a row such as "descriptor:NAME" stands for: NAME and the cell.
   struct ExtraColumn {
     std::string name;
     std::size_t place = 0;
@@ -55,6 +45,10 @@ class ImportTable {
   std::int32_t Stamp(std::size_t column) const;
   std::int32_t Stamp(std::size_t column, std::int32_t fallback) const;
 
+  // One of the words, in any case: its place in the list.
+  std::size_t WordOf(std::size_t column, std::span<const std::string_view> words) const;
+  // Yes, on, true, 1, or no, off, false, 0, in any case.
+  bool YesOrNo(std::size_t column) const;
   // One of the words, in any case, or its value in digits.
   std::int32_t OneOf(std::size_t column, std::span<const catalogue::NamedValue> words) const;
 
@@ -62,8 +56,6 @@ class ImportTable {
   std::int32_t ChartWord(std::size_t column) const;
 
   [[noreturn]] void Refuse(std::size_t column, std::string_view reason) const;
-  [[noreturn]] void RefuseAt(std::int64_t line, std::size_t column, std::string_view value,
-                             std::string_view reason) const;
   // The line is taken, but its author may want to look at it again.
   void Remark(ImportReport& report, std::string code, std::size_t column,
               std::string_view reason) const;
@@ -73,11 +65,9 @@ class ImportTable {
  private:
   static constexpr std::size_t kAbsent = SIZE_MAX;
 
-  void MatchHeader(const ImportOptions& options, std::string_view prefix);
-  void Match(std::string_view name, std::size_t place, const ImportOptions& options,
-             std::string_view prefix);
+  void Match(std::string_view name, std::size_t place);
 
-  std::span<const ColumnSpec> columns_;
+  std::span<const ImportColumn> columns_;
   const ImportOptions& options_;
   CsvReader reader_;
   std::vector<std::size_t> places_;
@@ -85,65 +75,5 @@ class ImportTable {
   std::unordered_set<std::string> extra_names_;
   std::int64_t lines_ = 0;
 };
-
-struct TextHash : std::hash<std::string_view> {
-  using is_transparent = void;
-};
-
-// Names of the database with those that the import adds.
-class ImportNames {
- public:
-  explicit ImportNames(sql::Connection& connection) : db_(connection) {}
-
-  std::optional<std::int32_t> Find(catalogue::ItemKind kind, std::string_view name);
-  // Adds it when it is new.
-  std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
-  std::int64_t Added() const { return added_; }
-
- private:
-  struct Table {
-    bool read = false;
-    std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> ids;
-  };
-  Table& Of(catalogue::ItemKind kind);
-
-  sql::Connection& db_;
-  std::array<Table, catalogue::kItemKinds> tables_;
-  std::int64_t added_ = 0;
-};
-
-// Puts an item into a group of its kind, which is made if it is new. Returns how many rows that
-// added: members, and groups.
-struct GroupAdded {
-  std::int64_t members = 0, groups = 0;
-};
-GroupAdded AddToGroup(sql::Connection& connection, catalogue::ItemKind kind, std::string_view group,
-                      std::int32_t item);
-
-struct ImportContext {
-  sql::Connection& db;
-  const std::string& file;
-  const ImportOptions& options;
-  std::string who;  // "import FILE"
-  std::int64_t made = 0;
-};
-
-ImportReport ImportValues(const ImportContext& context);
-ImportReport ImportLimits(const ImportContext& context);
-ImportReport ImportControlLimits(const ImportContext& context);
-ImportReport ImportOpportunities(const ImportContext& context);
-ImportReport ImportRules(const ImportContext& context);
-ImportReport ImportAlarms(const ImportContext& context);
-ImportReport ImportGroups(const ImportContext& context);
-ImportReport ImportRequirements(const ImportContext& context);
-ImportReport ImportDefects(const ImportContext& context);
-ImportReport ImportAccCodes(const ImportContext& context);
-ImportReport ImportCacCodes(const ImportContext& context);
-ImportReport ImportStateCodes(const ImportContext& context);
-ImportReport ImportParts(const ImportContext& context);
-ImportReport ImportProcesses(const ImportContext& context);
-ImportReport ImportEvents(const ImportContext& context);
-ImportReport ImportStates(const ImportContext& context);
-ImportReport ImportNetContents(const ImportContext& context);
 
 }  // namespace orvspc::engine::import

@@ -4,7 +4,6 @@
 #include <map>
 #include <tuple>
 
-#include "engine/import/import_table.h"
 #include "engine/import/values_writer.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Enumerations.h"
@@ -12,7 +11,52 @@
 namespace orvspc::engine::import {
 namespace {
 
-constexpr double kHighestCount = 1e9;  // of one line
+constexpr ImportColumn kColumns[] = {
+    {"part", kRequired,
+     "name; part, process and test together are a stream with limits of its own"},
+    {"process", kRequired, "name"},
+    {"test", kRequired, "name"},
+    {"subgroup", kRequired, "a label; part, process, time and label identify a subgroup"},
+    {"time", kRequired, "of the subgroup"},
+    {"value", kOptional, "a measured value; a file has this column or count"},
+    {"count", kOptional, "number of defects or defectives, 0 to 1000000000; 0: inspected, none"},
+    {"tsno", kOptional, "number of the piece; 1, 2, ... in the order of the file unless given"},
+    {"sbno", kOptional,
+     "above 0: a reading within the piece, whose value is the line with sbno 0, else the mean"},
+    {"size", kOptional,
+     "units inspected, whole; of a test of defects also a fraction, such as bed days. Without it a "
+     "variable test has its number of pieces, and a count has no size (only a c chart)"},
+    {"flag", kOptional, "enabled, disabled, incomplete or 0, 1, 2"},
+    {"job", kOptional, "name"},
+    {"lot", kOptional, "name"},
+    {"shift", kOptional, "name"},
+    {"revision", kOptional, "name"},
+    {"workstation", kOptional, "name"},
+    {"employee", kOptional, "name"},
+    {"gage", kOptional, "name"},
+    {"serial", kOptional, "name"},
+    {"defect", kOptional, "a defect code; an empty count beside it is 1"},
+    {"comment", kOptional, "for the subgroup and test, or for the piece if tsno is given"},
+    {"test-type", kOptional,
+     "variable, defects or defectives; unless given a new test with counts is one of defects if a "
+     "line names a defect, else of defectives"},
+    {"descriptor:NAME", kOptional, "a value of your own dimension NAME"},
+};
+using At = PlaceIn<kColumns>;
+
+// The places of kSharedColumns.
+constexpr auto kSharedPlaces = [] {
+  std::array<std::size_t, std::size(kSharedColumns)> places{};
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    places[i] = PlaceOf(kColumns, kSharedColumns[i].name);
+  }
+  return places;
+}();
+
+constexpr std::int32_t kTypes[] = {ttVariable, ttDefects, ttDefectives};
+constexpr std::string_view kTypeWords[] = {"variable", "defects", "defectives"};
+
+constexpr double kMaxCount = 1e9;  // of one line
 
 // Remembers the text of the latest cell of a column, which is often that of the next.
 struct CellMemo {
@@ -22,18 +66,24 @@ struct CellMemo {
 
 class ValuesImport {
  public:
-  explicit ValuesImport(const ImportContext& context)
-      : db_(context.db),
-        most_held_(std::max<std::size_t>(context.options.most_held, 1)),
-        names_(context.db),
-        table_(context.file, kValuesColumns, context.options, "descriptor:"),
-        writer_(db_, table_, batch_, tests_, report_) {}
+  explicit ValuesImport(ImportFile& file)
+      : db_(file.db),
+        most_held_(std::max<std::size_t>(file.most_held, 1)),
+        names_(file.names),
+        table_(file.table),
+        report_(file.report),
+        writer_(file, batch_, tests_) {
+    Prepare();
+  }
 
-  ImportReport Run();
+  void TakeLine();
+  void Finish() {
+    Flush();
+    SettleTestTypes();
+  }
 
  private:
   void Prepare();
-  void TakeLine();
   bool SameSubgroupAsBefore() const;
   void FindMeasurement();
   std::size_t FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time);
@@ -43,7 +93,7 @@ class ValuesImport {
   void TakeVariable(OpenMeasurement& open);
   void TakeAttribute(OpenMeasurement& open);
   store::RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
-  void TakeOnce(OpenMeasurement& open, std::size_t once);
+  void TakeShared(OpenMeasurement& open, std::size_t shared);
   void TakeDescriptors(OpenMeasurement& open);
   void TakeComment(OpenMeasurement& open);
   std::int32_t NameCell(std::size_t column, catalogue::ItemKind kind);
@@ -56,15 +106,15 @@ class ValuesImport {
 
   sql::Connection& db_;
   std::size_t most_held_;
-  ImportNames names_;
-  ImportTable table_;
-  ImportReport report_;
+  ImportNames& names_;
+  const ImportTable& table_;
+  ImportReport& report_;
   ValuesBatch batch_;
   std::map<std::int32_t, TestState> tests_;
   ValuesWriter writer_;
 
-  std::array<CellMemo, std::size(kValuesColumns)> memos_;
-  std::array<std::string, 5> before_;  // cells of part, process, test, subgroup, time
+  std::array<CellMemo, std::size(kColumns)> memos_;
+  std::array<std::string, 5> before_;  // the first cells: part, process, test, subgroup, time
   OpenMeasurement* current_ = nullptr;
   TestState* current_test_ = nullptr;
 
@@ -77,12 +127,14 @@ class ValuesImport {
 };
 
 void ValuesImport::Prepare() {
-  if (table_.Has(kValue) == table_.Has(kCount)) {
-    table_.Reader().Refuse(table_.Has(kValue) ? "count" : "value", "",
-                           table_.Has(kValue)
-                               ? "a file has either value or count, not both"
-                               : "the file lacks this column, or count in its place");
+  const bool has_value = table_.Has(At("value"));
+  if (has_value == table_.Has(At("count"))) {
+    table_.Reader().Refuse(has_value ? "count" : "value", "",
+                           has_value ? "a file has either value or count, not both"
+                                     : "the file lacks this column, or count in its place");
   }
+  batch_.has_size = table_.Has(At("size"));
+  batch_.has_flag = table_.Has(At("flag"));
   sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
   while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
   sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
@@ -90,16 +142,6 @@ void ValuesImport::Prepare() {
     streams_[{streams.Int(0), streams.Int(1), streams.Int(2)}] = streams.Int64(3);
   }
   writer_.Prepare();
-}
-
-ImportReport ValuesImport::Run() {
-  Prepare();
-  while (table_.Next()) TakeLine();
-  Flush();
-  SettleTestTypes();
-  report_.lines = table_.Lines();
-  report_.new_names += names_.Added();
-  return report_;
 }
 
 bool ValuesImport::SameSubgroupAsBefore() const {
@@ -123,20 +165,20 @@ void ValuesImport::TakeLine() {
   } else {
     TakeAttribute(open);
   }
-  for (std::size_t i = 0; i < std::size(kOnceColumns); ++i) TakeOnce(open, i);
+  for (std::size_t i = 0; i < std::size(kSharedColumns); ++i) TakeShared(open, i);
   TakeDescriptors(open);
   TakeComment(open);
 }
 
 void ValuesImport::FindMeasurement() {
-  const auto part = NameCell(kPart, catalogue::ItemKind::Part);
-  const auto process = NameCell(kProcess, catalogue::ItemKind::Process);
-  const auto test = NameCell(kTest, catalogue::ItemKind::Test);
-  if (part == 0) table_.Name(kPart);
-  if (process == 0) table_.Name(kProcess);
-  if (test == 0) table_.Name(kTest);
-  table_.Name(kSubgroup);
-  const auto subgroup = FindSubgroup(part, process, table_.Stamp(kTime));
+  const auto part = NameCell(At("part"), catalogue::ItemKind::Part);
+  const auto process = NameCell(At("process"), catalogue::ItemKind::Process);
+  const auto test = NameCell(At("test"), catalogue::ItemKind::Test);
+  if (part == 0) table_.Name(At("part"));
+  if (process == 0) table_.Name(At("process"));
+  if (test == 0) table_.Name(At("test"));
+  table_.Name(At("subgroup"));
+  const auto subgroup = FindSubgroup(part, process, table_.Stamp(At("time")));
   current_test_ = &tests_[test];
   const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
   const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
@@ -153,7 +195,7 @@ void ValuesImport::FindMeasurement() {
 std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time) {
   const std::int32_t words[] = {part, process, time};
   key_.assign(reinterpret_cast<const char*>(words), sizeof words);
-  key_ += table_.Cell(kSubgroup);
+  key_ += table_.Cell(At("subgroup"));
   const auto [found, is_new] = subgroup_places_.try_emplace(key_, batch_.subgroup_count);
   if (!is_new) return found->second;
   if (batch_.subgroup_count == batch_.subgroups.size()) batch_.subgroups.emplace_back();
@@ -161,7 +203,7 @@ std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, 
   subgroup.part = part;
   subgroup.process = process;
   subgroup.time = time;
-  subgroup.label = table_.Cell(kSubgroup);
+  subgroup.label = table_.Cell(At("subgroup"));
   subgroup.line = table_.Reader().Line();
   subgroup.descriptors.clear();
   return batch_.subgroup_count++;
@@ -170,11 +212,8 @@ std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, 
 std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
   auto& id = streams_[{part, process, test}];
   if (id == 0) {
-    id = *sql::Query(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id")
-              .Bind(1, std::int64_t{part})
-              .Bind(2, std::int64_t{process})
-              .Bind(3, std::int64_t{test})
-              .RunForInt();
+    id = *IntOf(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id",
+                part, process, test);
   }
   return id;
 }
@@ -191,12 +230,8 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
 }
 
 std::int32_t ValuesImport::GivenType() const {
-  const auto cell = table_.Cell(kTestType);
-  if (cell.empty()) return 0;
-  if (cell == "variable") return ttVariable;
-  if (cell == "defects") return ttDefects;
-  if (cell == "defectives") return ttDefectives;
-  table_.Refuse(kTestType, "must be variable, defects or defectives");
+  if (table_.Cell(At("test-type")).empty()) return 0;
+  return kTypes[table_.WordOf(At("test-type"), kTypeWords)];
 }
 
 // Settles the test's type as far as this line tells.
@@ -204,58 +239,58 @@ bool ValuesImport::IsVariable() {
   auto& test = *current_test_;
   const auto given = GivenType();
   if (given != 0 && test.type != 0 && given != test.type) {
-    table_.Refuse(kTestType, "differs from the type that the test has");
+    table_.Refuse(At("test-type"), "differs from the type that the test has");
   }
-  if (test.type == 0) test.type = given == 0 && table_.Has(kValue) ? ttVariable : given;
-  if (test.type == ttVariable && !table_.Has(kValue)) {
-    table_.Refuse(kCount, "the test has variable values; they belong into a column value");
+  if (test.type == 0) test.type = given == 0 && table_.Has(At("value")) ? ttVariable : given;
+  if (test.type == ttVariable && !table_.Has(At("value"))) {
+    table_.Refuse(At("count"), "the test has variable values; they belong into a column value");
   }
   return test.type == ttVariable;
 }
 
 store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
   store::RowKey key{0, tsno, sbno, 0, 0};
-  key.Sn = NameCell(kSerial, catalogue::ItemKind::Serial);
-  key.Def = NameCell(kDefect, catalogue::ItemKind::Defect);
-  key.Gage = NameCell(kGage, catalogue::ItemKind::Gage);
+  key.Sn = NameCell(At("serial"), catalogue::ItemKind::Serial);
+  key.Def = NameCell(At("defect"), catalogue::ItemKind::Defect);
+  key.Gage = NameCell(At("gage"), catalogue::ItemKind::Gage);
   return key;
 }
 
 void ValuesImport::TakeVariable(OpenMeasurement& open) {
-  const auto value = table_.Number(kValue);
-  const auto sbno = table_.Whole(kSbno, 0, INT32_MAX, 0);
-  const auto tsno = table_.Whole(kTsno, 1, INT32_MAX, 0);
+  const auto value = table_.Number(At("value"));
+  const auto sbno = table_.Whole(At("sbno"), 0, INT32_MAX, 0);
+  const auto tsno = table_.Whole(At("tsno"), 1, INT32_MAX, 0);
   auto& row = open.rows.emplace_back();
   row = {{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), tsno == 0};
   open.Number(row);
 }
 
 void ValuesImport::TakeAttribute(OpenMeasurement& open) {
-  const auto column = table_.Has(kCount) ? kCount : kValue;
-  const auto tsno = table_.Whole(kTsno, 0, INT32_MAX, 0);
-  const auto key = KeyOf(tsno, table_.Whole(kSbno, 0, INT32_MAX, 0));
+  const auto column = table_.Has(At("count")) ? At("count") : At("value");
+  const auto tsno = table_.Whole(At("tsno"), 0, INT32_MAX, 0);
+  const auto key = KeyOf(tsno, table_.Whole(At("sbno"), 0, INT32_MAX, 0));
   if (key.Def != 0) current_test_->names_defect = true;
   double count = 1.0;
   if (key.Def == 0 || !table_.Cell(column).empty()) count = table_.Number(column);
-  if (!(count >= 0.0 && count <= kHighestCount) || count != std::floor(count)) {
+  if (!(count >= 0.0 && count <= kMaxCount) || count != std::floor(count)) {
     table_.Refuse(column, "must be a whole number between 0 and 1000000000");
   }
   if (count == 0.0 && tsno == 0) return;
   open.rows.push_back({{count, key}, table_.Reader().Line(), false});
 }
 
-void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
-  const auto& spec = kOnceColumns[once];
-  const auto text = table_.Cell(spec.column);
+void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
+  const auto column = kSharedPlaces[shared];
+  const auto text = table_.Cell(column);
   if (text.empty()) return;
   double value = 0.0;
-  if (once == kOnceSize) {
+  if (shared == kSharedSize) {
     value = SizeCell();
   } else {
-    value = once == kOnceFlag ? FlagCell() : NameCell(spec.column, spec.kind);
+    value = shared == kSharedFlag ? FlagCell() : NameCell(column, kSharedColumns[shared].kind);
   }
-  auto& cell = open.once[once];
-  if (cell.value != kNotGiven && cell.value != value) table_.Refuse(spec.column, kDiffers);
+  auto& cell = open.shared[shared];
+  if (cell.value != kNotGiven && cell.value != value) table_.Refuse(column, kDiffers);
   if (cell.value != kNotGiven) return;
   cell.value = value;
   cell.line = table_.Reader().Line();
@@ -265,46 +300,40 @@ void ValuesImport::TakeOnce(OpenMeasurement& open, std::size_t once) {
 double ValuesImport::SizeCell() const {
   auto& test = *current_test_;
   if (test.type == ttVariable || test.type == ttDefectives) {
-    return table_.Whole(kSize, 0, INT32_MAX);
+    return table_.Whole(At("size"), 0, INT32_MAX);
   }
-  const double size = table_.Number(kSize);
-  if (!(size >= 0.0 && size <= INT32_MAX)) return table_.Whole(kSize, 0, INT32_MAX);
+  const double size = table_.Number(At("size"));
+  if (!(size >= 0.0 && size <= INT32_MAX)) return table_.Whole(At("size"), 0, INT32_MAX);
   if (test.type == 0 && test.fraction_line == 0 && size != std::floor(size)) {
     test.fraction_line = table_.Reader().Line();
-    test.fraction = table_.Cell(kSize);
+    test.fraction = table_.Cell(At("size"));
   }
   return size;
 }
 
 std::int32_t ValuesImport::FlagCell() const {
-  const auto cell = table_.Cell(kFlag);
+  const auto cell = table_.Cell(At("flag"));
   if (cell == "enabled") return sfEnabled;
   if (cell == "disabled") return sfDisabled;
   if (cell == "incomplete") return sfIncomplete;
-  return table_.Whole(kFlag, sfEnabled, sfIncomplete);
+  return table_.Whole(At("flag"), sfEnabled, sfIncomplete);
 }
 
 std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name) {
   auto& id = descriptors_[{extra, std::string(name)}];
   if (id != 0) return id;
   const std::string_view group = table_.Extra()[extra].name;
-  sql::Query(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING")
-      .Bind(1, group)
-      .Run();
+  Run(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING", group);
   report_.new_names +=
-      sql::Query(db_,
-                 "INSERT INTO descriptor(descriptor_group, name) "
-                 "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING")
-          .Bind(1, group)
-          .Bind(2, name)
-          .Run();
-  sql::Query query(
-      db_,
-      "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
-      "WHERE g.name = ?1 AND d.name = ?2");
-  query.Bind(1, group).Bind(2, name);
-  query.Step();
-  id = query.Int(0);
+      Run(db_,
+          "INSERT INTO descriptor(descriptor_group, name) "
+          "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING",
+          group, name);
+  id = static_cast<std::int32_t>(
+      *IntOf(db_,
+             "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
+             "WHERE g.name = ?1 AND d.name = ?2",
+             group, name));
   return id;
 }
 
@@ -313,15 +342,15 @@ void ValuesImport::TakeDescriptors(OpenMeasurement& open) {
     const auto cell = table_.ExtraCell(i);
     if (cell.empty()) continue;
     batch_.subgroups[open.subgroup].descriptors.emplace(DescriptorId(i, cell),
-                                                        table_.Whole(kTsno, 0, INT32_MAX, 0));
+                                                        table_.Whole(At("tsno"), 0, INT32_MAX, 0));
   }
 }
 
 void ValuesImport::TakeComment(OpenMeasurement& open) {
-  const auto cell = table_.Cell(kComment);
+  const auto cell = table_.Cell(At("comment"));
   if (cell.empty()) return;
-  OpenComment comment{table_.Whole(kTsno, 0, INT32_MAX, 0),
-                      NameCell(kEmployee, catalogue::ItemKind::Employee), std::string(cell)};
+  OpenComment comment{table_.Whole(At("tsno"), 0, INT32_MAX, 0),
+                      NameCell(At("employee"), catalogue::ItemKind::Employee), std::string(cell)};
   if (std::find(open.comments.begin(), open.comments.end(), comment) == open.comments.end()) {
     open.comments.push_back(std::move(comment));
   }
@@ -339,21 +368,25 @@ void ValuesImport::SettleTestTypes() {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {
       const auto cut = test.excess.find('\n');
-      table_.RefuseAt(test.excess_line, kSubgroup, test.excess.substr(0, cut),
-                      test.excess.substr(cut + 1));
+      table_.Reader().RefuseAt(test.excess_line, "subgroup", test.excess.substr(0, cut),
+                               test.excess.substr(cut + 1));
     }
     if (type == ttDefectives && test.fraction_line != 0) {
-      table_.RefuseAt(test.fraction_line, kSize, test.fraction, kWholeSize);
+      table_.Reader().RefuseAt(test.fraction_line, "size", test.fraction, kWholeSize);
     }
-    sql::Query(db_, "UPDATE test SET type = ?2 WHERE id = ?1 AND type <> ?2")
-        .Bind(1, std::int64_t{id})
-        .Bind(2, std::int64_t{type})
-        .Run();
+    Run(db_, "UPDATE test SET type = ?2 WHERE id = ?1 AND type <> ?2", id, type);
   }
+}
+
+LineTaker BeginValues(ImportFile& file) {
+  const auto import = std::make_shared<ValuesImport>(file);
+  file.finish = [import] { import->Finish(); };
+  return [import] { import->TakeLine(); };
 }
 
 }  // namespace
 
-ImportReport ImportValues(const ImportContext& context) { return ValuesImport(context).Run(); }
+constinit const KindOfFile kValuesKind{
+    {ImportKind::Values, "values", "measurements and counts", kColumns}, BeginValues};
 
 }  // namespace orvspc::engine::import

@@ -9,6 +9,10 @@
 namespace orvspc::engine::import {
 namespace {
 
+store::Context ContextIn(const sql::Query& query) {
+  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
+}
+
 std::int32_t Pieces(std::span<const store::TestRow> rows) {
   return static_cast<std::int32_t>(std::count_if(
       rows.begin(), rows.end(), [](const store::TestRow& row) { return row.key.Sbno == 0; }));
@@ -16,18 +20,18 @@ std::int32_t Pieces(std::span<const store::TestRow> rows) {
 
 }  // namespace
 
-ValuesWriter::ValuesWriter(sql::Connection& connection, const ImportTable& table,
-                           ValuesBatch& batch, std::map<std::int32_t, TestState>& tests,
-                           ImportReport& report)
-    : db_(connection), table_(table), batch_(batch), tests_(tests), report_(report) {}
+ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch,
+                           std::map<std::int32_t, TestState>& tests)
+    : db_(file.db),
+      reader_(file.table.Reader()),
+      report_(file.report),
+      batch_(batch),
+      tests_(tests) {}
 
 void ValuesWriter::Prepare() {
   sql::Query contexts(db_,
                       "SELECT workstation, job, lot, shift, revision, employee, id FROM context");
-  while (contexts.Step()) {
-    contexts_[{contexts.Int(0), contexts.Int(1), contexts.Int(2), contexts.Int(3), contexts.Int(4),
-               contexts.Int(5)}] = contexts.Int(6);
-  }
+  while (contexts.Step()) contexts_[ContextIn(contexts)] = contexts.Int(6);
   sql::Query highest(db_, "SELECT max(id) FROM subgroup");
   if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
 }
@@ -46,11 +50,7 @@ void ValuesWriter::WriteSubgroups() {
                     "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     auto& subgroup = batch_.subgroups[i];
-    insert.Bind(1, std::int64_t{subgroup.part})
-        .Bind(2, std::int64_t{subgroup.process})
-        .Bind(3, std::string_view(subgroup.label))
-        .Bind(4, std::int64_t{subgroup.time})
-        .Bind(5, highest_ + 1);
+    BindAll(insert, subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
     // RETURNING would cost more than counting here.
     std::optional<std::int64_t> id = highest_ + 1;
     subgroup.is_new = insert.Run() != 0;
@@ -58,18 +58,14 @@ void ValuesWriter::WriteSubgroups() {
       ++highest_;
       ++report_.subgroups;
     } else {
-      sql::Query query(db_,
-                       "SELECT id FROM subgroup "
-                       "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4");
-      query.Bind(1, std::int64_t{subgroup.time})
-          .Bind(2, std::int64_t{subgroup.part})
-          .Bind(3, std::int64_t{subgroup.process})
-          .Bind(4, std::string_view(subgroup.label));
-      id = query.RunForInt();
+      id = IntOf(db_,
+                 "SELECT id FROM subgroup "
+                 "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4",
+                 subgroup.time, subgroup.part, subgroup.process, subgroup.label);
     }
     if (*id > INT32_MAX) {
-      table_.RefuseAt(subgroup.line, kSubgroup, subgroup.label,
-                      "the database has no identifier left for it");
+      reader_.RefuseAt(subgroup.line, "subgroup", subgroup.label,
+                       "the database has no identifier left for it");
     }
     subgroup.id = static_cast<std::int32_t>(*id);
   }
@@ -79,16 +75,12 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    sql::Query insert(db_,
-                      "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id");
-    insert.BindReference(1, context.workstation)
-        .BindReference(2, context.job)
-        .BindReference(3, context.lot)
-        .BindReference(4, context.shift)
-        .BindReference(5, context.revision)
-        .BindReference(6, context.employee);
-    id = static_cast<std::int32_t>(*insert.RunForInt());
+    id = static_cast<std::int32_t>(
+        *IntOf(db_,
+               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id",
+               Reference{context.workstation}, Reference{context.job}, Reference{context.lot},
+               Reference{context.shift}, Reference{context.revision}, Reference{context.employee}));
   }
   return id;
 }
@@ -101,20 +93,13 @@ store::Context ValuesWriter::ContextOf(std::int32_t id) {
   if (!query.Step())
     throw sql::SqlError(sql::SqlError::Kind::Damaged,
                         "context " + std::to_string(id) + " is missing");
-  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
+  return ContextIn(query);
 }
 
-void ValuesWriter::NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
                                std::string_view reason) {
   if (refusal_ && refusal_->line <= line) return;
   refusal_ = {line, column, std::string(value), std::string(reason)};
-}
-
-bool ValuesWriter::IsStored(const WrittenKey& key) {
-  sql::Query query(db_,
-                   "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
-  query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
-  return query.Step();
 }
 
 // In the order of the clustered table, so that neighbours are written together.
@@ -136,10 +121,13 @@ void ValuesWriter::WriteMeasurements() {
                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
   for (auto& [key, open] : order) {
     const auto& subgroup = batch_.subgroups[open->subgroup];
-    const bool is_stored = !subgroup.is_new && IsStored(key);
+    const bool is_stored =
+        !subgroup.is_new &&
+        IntOf(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
+              key.stream, key.time, key.subgroup);
     if (key.subgroup <= highest_before_) {
       if (is_stored && !added_to_old_.contains(key)) {
-        NoteRefusal(open->line, kSubgroup, subgroup.label,
+        NoteRefusal(open->line, "subgroup", subgroup.label,
                     "the subgroup is already stored with this test");
         continue;
       }
@@ -149,22 +137,18 @@ void ValuesWriter::WriteMeasurements() {
     Finish(*open, key);
     CheckDefectives(*open);
     store::Context context;
-    for (std::size_t i = 0; i < open->once.size(); ++i) {
-      const auto member = kOnceColumns[i].member;
+    for (std::size_t i = 0; i < open->shared.size(); ++i) {
+      const auto member = kSharedColumns[i].member;
       if (member != nullptr)
-        context.*member = static_cast<std::int32_t>(std::max(open->once[i].value, 0.0));
+        context.*member = static_cast<std::int32_t>(std::max(open->shared[i].value, 0.0));
     }
-    (is_stored ? update : insert)
-        .Bind(1, key.stream)
-        .Bind(2, std::int64_t{key.time})
-        .Bind(3, std::int64_t{key.subgroup})
-        .Bind(4, std::span<const std::byte>(packed_))
-        .BindReference(5, ContextId(context))
-        .Run();
+    auto& write = is_stored ? update : insert;
+    BindAll(write, key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
+    write.Run();
     report_.rows += static_cast<std::int64_t>(packed_rows_.size());
   }
   if (refusal_) {
-    table_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
+    reader_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
   }
 }
 
@@ -184,7 +168,7 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
         std::adjacent_find(open.rows.begin(), open.rows.end(),
                            [&](const ImportRow& a, const ImportRow& b) { return !by_place(a, b); });
     if (twice != open.rows.end()) {
-      NoteRefusal(std::max(twice->line, std::next(twice)->line), kTsno,
+      NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
                   std::to_string(twice->row.key.Tsno),
                   "the subgroup has this piece, with this sbno, already");
     }
@@ -193,11 +177,11 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
     for (const auto& row : open.rows) packed_rows_.push_back(row.row);
   }
   if (packed_rows_.empty()) packed_rows_.emplace_back();
-  const auto flag = static_cast<std::int32_t>(open.once[kOnceFlag].value);
-  packed_size_ = open.once[kOnceSize].value;
+  const auto flag = static_cast<std::int32_t>(open.shared[kSharedFlag].value);
+  packed_size_ = open.shared[kSharedSize].value;
   WrittenState state{derived_pieces_, open.last_sbno, false, false};
-  state.lacks_size = packed_size_ == kNotGiven && table_.Has(kSize);
-  state.lacks_flag = flag == kNotGiven && table_.Has(kFlag);
+  state.lacks_size = packed_size_ == kNotGiven && batch_.has_size;
+  state.lacks_flag = flag == kNotGiven && batch_.has_flag;
   if (state == WrittenState{}) {
     states_.erase(key);
   } else {
@@ -238,23 +222,23 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
     sql::Query query(db_,
                      "SELECT packed, context FROM measurement "
                      "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
-    query.Bind(1, key.stream).Bind(2, std::int64_t{key.time}).Bind(3, std::int64_t{key.subgroup});
+    BindAll(query, key.stream, key.time, key.subgroup);
     query.Step();
     const auto view = store::PackedView::Of(query.Blob(0));
     if (!view)
       throw sql::SqlError(sql::SqlError::Kind::Damaged,
                           "a packed record does not fit its checksum");
     MergeRows(open, *view, state);
-    const bool has_size = table_.Has(kSize) && !state.lacks_size;
-    const bool has_flag = table_.Has(kFlag) && !state.lacks_flag;
-    MergeOnce(open, kOnceSize, has_size ? view->Size() : kNotGiven);
-    MergeOnce(open, kOnceFlag, has_flag ? view->Flag() : kNotGiven);
+    const bool has_size = batch_.has_size && !state.lacks_size;
+    const bool has_flag = batch_.has_flag && !state.lacks_flag;
+    MergeShared(open, kSharedSize, has_size ? view->Size() : kNotGiven);
+    MergeShared(open, kSharedFlag, has_flag ? view->Flag() : kNotGiven);
     context = query.Int(1);
   }
   const auto who = ContextOf(context);
-  for (std::size_t i = 0; i < open.once.size(); ++i) {
-    const auto member = kOnceColumns[i].member;
-    if (member != nullptr) MergeOnce(open, i, who.*member == 0 ? kNotGiven : who.*member);
+  for (std::size_t i = 0; i < open.shared.size(); ++i) {
+    const auto member = kSharedColumns[i].member;
+    if (member != nullptr) MergeShared(open, i, who.*member == 0 ? kNotGiven : who.*member);
   }
 }
 
@@ -279,23 +263,23 @@ void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& vie
 }
 
 // The cell of the lines before with that of the lines at hand.
-void ValuesWriter::MergeOnce(OpenMeasurement& open, std::size_t once, double before) {
-  auto& cell = open.once[once];
+void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double before) {
+  auto& cell = open.shared[column];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
-    NoteRefusal(cell.line, kOnceColumns[once].column, cell.text, kDiffers);
+    NoteRefusal(cell.line, kSharedColumns[column].name, cell.text, kDiffers);
   }
   cell.value = before;
   cell.line = 0;
 }
 
-// Named units with a count are one defective each, other rows as many as they say. Told is the
-// line that makes them too many, or that gives the size for which they are.
+// Named units with a count are one defective each, other rows as many as they say. The refusal
+// names the line that makes them too many, or that gives the size for which they are.
 void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   auto& test = tests_[open.test];
   const auto size = packed_size_;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
-  const auto size_line = open.once[kOnceSize].line;
+  const auto size_line = open.shared[kSharedSize].line;
   double defectives = 0.0;
   std::map<std::int32_t, double> units;
   std::int64_t line = 0;
@@ -309,63 +293,46 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
     defectives += now - before;
   }
   line = std::max(line, size_line);
-  // Line 0: the lines written before have told it.
+  // Line 0: reported when those lines were written.
   if (defectives <= size || line == 0) return;
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
                       ") than units inspected (" + std::to_string(static_cast<std::int64_t>(size)) +
                       ")";
   const auto& label = batch_.subgroups[open.subgroup].label;
-  if (test.type == ttDefectives) return NoteRefusal(line, kSubgroup, label, reason);
+  if (test.type == ttDefectives) return NoteRefusal(line, "subgroup", label, reason);
   if (test.excess_line == 0 || line < test.excess_line) {
     test.excess_line = line;
     test.excess = label + '\n' + reason;
   }
 }
 
-bool ValuesWriter::HasComment(const OpenSubgroup& subgroup, std::int32_t test,
-                              const OpenComment& comment) {
-  sql::Query query(db_,
-                   "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
-                   "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6");
-  query.Bind(1, std::int64_t{subgroup.id})
-      .Bind(2, std::int64_t{subgroup.time})
-      .Bind(3, std::int64_t{test})
-      .Bind(4, std::int64_t{comment.tsno})
-      .Bind(5, std::int64_t{comment.employee})
-      .Bind(6, std::string_view(comment.note));
-  return query.Step();
-}
-
 void ValuesWriter::WriteComments() {
-  sql::Query insert(db_,
-                    "INSERT INTO comment(subgroup, test, tsno, time, employee, note) "
-                    "VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+  static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
     const auto& open = *batch_.open[i];
     const auto& subgroup = batch_.subgroups[open.subgroup];
     for (const auto& comment : open.comments) {
-      if (!subgroup.is_new && HasComment(subgroup, open.test, comment)) continue;
-      insert.Bind(1, std::int64_t{subgroup.id})
-          .Bind(2, std::int64_t{open.test})
-          .Bind(3, std::int64_t{comment.tsno})
-          .Bind(4, std::int64_t{subgroup.time})
-          .BindReference(5, comment.employee)
-          .Bind(6, std::string_view(comment.note))
-          .Run();
+      if (!subgroup.is_new &&
+          IntOf(db_,
+                "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+                "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
+                subgroup.id, subgroup.time, open.test, comment.tsno, comment.employee,
+                comment.note)) {
+        continue;
+      }
+      Run(db_, insert, subgroup.id, open.test, comment.tsno, subgroup.time,
+          Reference{comment.employee}, comment.note);
     }
   }
 }
 
 void ValuesWriter::WriteDescriptors() {
-  sql::Query insert(db_,
-                    "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-                    "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     for (const auto& [descriptor, tsno] : batch_.subgroups[i].descriptors) {
-      insert.Bind(1, std::int64_t{batch_.subgroups[i].id})
-          .Bind(2, std::int64_t{descriptor})
-          .Bind(3, std::int64_t{tsno})
-          .Run();
+      Run(db_,
+          "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+          "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+          batch_.subgroups[i].id, descriptor, tsno);
     }
   }
 }

@@ -14,46 +14,12 @@
 #include <utility>
 #include <vector>
 
-#include "engine/import/import_table.h"
+#include "engine/import/import_kind.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/packing.h"
 
 // What an import of values has read and not yet written, and the writing of it.
 namespace orvspc::engine::import {
-
-enum ValuesColumn : std::size_t {
-  kPart,
-  kProcess,
-  kTest,
-  kSubgroup,
-  kTime,
-  kValue,
-  kCount,
-  kTsno,
-  kSbno,
-  kSize,
-  kFlag,
-  kJob,
-  kLot,
-  kShift,
-  kRevision,
-  kWorkstation,
-  kEmployee,
-  kGage,
-  kSerial,
-  kDefect,
-  kComment,
-  kTestType,
-};
-inline constexpr ColumnSpec kValuesColumns[] = {
-    {"part", true},      {"process", true},    {"test", true},      {"subgroup", true},
-    {"time", true},      {"value", false},     {"count", false},    {"tsno", false},
-    {"sbno", false},     {"size", false},      {"flag", false},     {"job", false},
-    {"lot", false},      {"shift", false},     {"revision", false}, {"workstation", false},
-    {"employee", false}, {"gage", false},      {"serial", false},   {"defect", false},
-    {"comment", false},  {"test-type", false},
-};
-static_assert(std::size(kValuesColumns) == kTestType + 1);
 
 inline constexpr std::int32_t kNotGiven = -1;
 
@@ -79,29 +45,31 @@ struct OpenSubgroup {
   std::set<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
 };
 
-// A cell that all lines of a (subgroup, test) that have it must have alike.
-struct OnceCell {
+// Columns of which the lines of a (subgroup, test) give one value.
+struct SharedColumn {
+  std::string_view name;
+  catalogue::ItemKind kind;
+  std::int32_t store::Context::*member;  // null: no part of the context
+};
+inline constexpr SharedColumn kSharedColumns[] = {
+    {"size", {}, nullptr},
+    {"flag", {}, nullptr},
+    {"workstation", catalogue::ItemKind::Workstation, &store::Context::workstation},
+    {"job", catalogue::ItemKind::Job, &store::Context::job},
+    {"lot", catalogue::ItemKind::Lot, &store::Context::lot},
+    {"shift", catalogue::ItemKind::Shift, &store::Context::shift},
+    {"revision", catalogue::ItemKind::Revision, &store::Context::revision},
+    {"employee", catalogue::ItemKind::Employee, &store::Context::employee},
+};
+inline constexpr std::size_t kSharedSize = 0, kSharedFlag = 1;
+
+// What they give in such a column.
+struct SharedCell {
   double value = kNotGiven;  // an identifier, a flag or a size
   std::int64_t line = 0;     // that gave it, with the text; 0: one written before
   std::string text;
 };
 
-struct OnceColumn {
-  ValuesColumn column;
-  catalogue::ItemKind kind;
-  std::int32_t store::Context::*member;  // null: no part of the context
-};
-inline constexpr OnceColumn kOnceColumns[] = {
-    {kSize, {}, nullptr},
-    {kFlag, {}, nullptr},
-    {kWorkstation, catalogue::ItemKind::Workstation, &store::Context::workstation},
-    {kJob, catalogue::ItemKind::Job, &store::Context::job},
-    {kLot, catalogue::ItemKind::Lot, &store::Context::lot},
-    {kShift, catalogue::ItemKind::Shift, &store::Context::shift},
-    {kRevision, catalogue::ItemKind::Revision, &store::Context::revision},
-    {kEmployee, catalogue::ItemKind::Employee, &store::Context::employee},
-};
-inline constexpr std::size_t kOnceSize = 0, kOnceFlag = 1;
 inline constexpr std::string_view kWholeSize =
     "the size is no whole number, as only that of a test of defects may be";
 inline constexpr std::string_view kDiffers =
@@ -114,7 +82,7 @@ struct OpenMeasurement {
   std::int32_t test = 0;
   std::int64_t line = 0;
   std::int32_t highest_tsno = 0, last_sbno = 0;
-  std::array<OnceCell, std::size(kOnceColumns)> once;
+  std::array<SharedCell, std::size(kSharedColumns)> shared;
   std::vector<ImportRow> rows;
   std::vector<OpenComment> comments;
 
@@ -125,7 +93,7 @@ struct OpenMeasurement {
     test = of_test;
     line = at_line;
     highest_tsno = last_sbno = 0;
-    for (auto& cell : once) cell = {kNotGiven, 0, std::move(cell.text)};
+    for (auto& cell : shared) cell = {kNotGiven, 0, std::move(cell.text)};
     rows.clear();
     comments.clear();
   }
@@ -161,8 +129,8 @@ struct WrittenKey {
   friend auto operator<=>(const WrittenKey&, const WrittenKey&) = default;
 };
 
-// What the database does not tell of a (subgroup, test) that this import has written, and later
-// lines of it need.
+// What later lines of a (subgroup, test) need that this import has written and the database does
+// not hold.
 struct WrittenState {
   std::vector<std::int32_t> derived_pieces;  // whose value comes from readings
   std::int32_t last_sbno = 0;
@@ -171,7 +139,8 @@ struct WrittenState {
 };
 
 struct ValuesBatch {
-  std::vector<OpenSubgroup> subgroups;  // the first subgroup_count are in use
+  bool has_size = false, has_flag = false;  // the file has the column
+  std::vector<OpenSubgroup> subgroups;      // the first subgroup_count are in use
   std::size_t subgroup_count = 0;
   // The first open_count are in use. By pointer: a reference must survive growth.
   std::vector<std::unique_ptr<OpenMeasurement>> open;
@@ -182,8 +151,7 @@ struct ValuesBatch {
 // that this import has written before are put together with those.
 class ValuesWriter {
  public:
-  ValuesWriter(sql::Connection& connection, const ImportTable& table, ValuesBatch& batch,
-               std::map<std::int32_t, TestState>& tests, ImportReport& report);
+  ValuesWriter(ImportFile& file, ValuesBatch& batch, std::map<std::int32_t, TestState>& tests);
 
   // Reads what the database has; call it before the first line.
   void Prepare();
@@ -193,7 +161,7 @@ class ValuesWriter {
   // The line to be named when several are to be refused: the first of the file.
   struct Refusal {
     std::int64_t line;
-    std::size_t column;
+    std::string_view column;
     std::string value, reason;
   };
 
@@ -201,24 +169,22 @@ class ValuesWriter {
   void WriteMeasurements();
   void WriteComments();
   void WriteDescriptors();
-  bool IsStored(const WrittenKey& key);
   void Merge(OpenMeasurement& open, const WrittenKey& key);
   void MergeRows(OpenMeasurement& open, const store::PackedView& view, const WrittenState& state);
-  void MergeOnce(OpenMeasurement& open, std::size_t once, double before);
+  void MergeShared(OpenMeasurement& open, std::size_t column, double before);
   void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
   void CheckDefectives(const OpenMeasurement& open);
-  bool HasComment(const OpenSubgroup& subgroup, std::int32_t test, const OpenComment& comment);
-  void NoteRefusal(std::int64_t line, std::size_t column, std::string_view value,
+  void NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
                    std::string_view reason);
   std::int32_t ContextId(const store::Context& context);
   store::Context ContextOf(std::int32_t id);
 
   sql::Connection& db_;
-  const ImportTable& table_;
+  const CsvReader& reader_;
+  ImportReport& report_;
   ValuesBatch& batch_;
   std::map<std::int32_t, TestState>& tests_;
-  ImportReport& report_;
 
   std::map<store::Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports

@@ -6,12 +6,10 @@
 #include <ostream>
 #include <utility>
 
-#include "host/render/capability/CapabilityJson.h"
-#include "host/render/capability/CapabilityModel.h"
-#include "host/render/chart/ChartModel.h"
+#include "host/render/capability/CapabilityReading.h"
+#include "host/render/chart/ChartReading.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoJson.h"
-#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoReading.h"
 
 namespace orvspc::cli {
 

@@ -10,7 +10,7 @@
 #include "host/cli/Output.h"
 #include "host/cli/Selection.h"
 #include "host/render/capability/CapabilityReading.h"
-#include "host/render/chart/ChartJson.h"
+#include "host/render/chart/ChartReading.h"
 #include "host/render/compliance/ComplianceReading.h"
 #include "host/render/pareto/ParetoReading.h"
 #include "host/render/states/StatesReading.h"

@@ -6,6 +6,7 @@
 
 #include "host/cli/Console.h"
 #include "host/cli/Options.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::cli {
 
@@ -19,6 +20,8 @@ struct Command {
   std::vector<Option> options;
   int (*run)(const Arguments&, Console&);
   std::size_t max_positional = 0;
+  // What --help adds about the options given; may be null.
+  void (*help)(const Arguments&, render::TextWriter&) = nullptr;
 };
 
 Command ImportCommand();

@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "host/cli/Analysis.h"
-#include "host/render/data/DataText.h"
+#include "host/render/data/DataReading.h"
 
 namespace orvspc::cli {
 

@@ -110,7 +110,8 @@ std::vector<std::string> WordsOf(std::string_view line) {
 std::string_view KindOf(std::string_view file) {
   std::string_view kind = "values";
   std::size_t length = 0;
-  for (const auto word : ImportKindWords()) {
+  for (const auto& each : ImportKinds()) {
+    const auto& word = each.word;
     if (!file.ends_with("-" + std::string(word) + ".csv") || word.size() <= length) continue;
     kind = word;
     length = word.size();

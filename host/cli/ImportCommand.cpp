@@ -6,6 +6,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::cli {
 
@@ -15,8 +16,8 @@ namespace {
 Choice<ImportKind> KindOption() {
   static const std::vector<render::Word> words = [] {
     std::vector<render::Word> all;
-    for (const auto word : ImportKindWords())
-      all.push_back({word, static_cast<std::int32_t>(*ImportKindFromWord(word))});
+    for (const auto& kind : ImportKinds())
+      all.push_back({kind.word, static_cast<std::int32_t>(kind.kind)});
     return all;
   }();
   return {{"kind", "KIND", "", "", false, words}};
@@ -65,10 +66,33 @@ std::string ReportText(ImportKind kind, const ImportReport& report,
   return text.Take();
 }
 
+// The kinds of files, or with --kind the columns of one.
+void Help(const Arguments& arguments, render::TextWriter& text) {
+  const auto line = [&](std::string_view word, std::string_view meaning) {
+    constexpr std::size_t kWidth = 18;
+    text.Line("  " + render::Padded(std::string(word), kWidth) + std::string(meaning), kWidth + 2);
+  };
+  text.Blank();
+  if (!arguments.Has(KindOption())) {
+    text.Line("kinds of files, whose columns \"orvspc import --kind KIND --help\" lists:");
+    for (const auto& kind : ImportKinds()) line(kind.word, kind.summary);
+    return;
+  }
+  const auto kind = ImportKinds()[static_cast<std::size_t>(arguments.Get(KindOption()))];
+  text.Line(std::string(kind.word) + ": " + std::string(kind.summary));
+  for (const bool required : {true, false}) {
+    text.Blank();
+    text.Line(required ? "columns that a file needs:" : "columns that it may have:");
+    for (const auto& column : kind.columns) {
+      if (column.required == required) line(column.name, column.help);
+    }
+  }
+}
+
 int Run(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required(kDatabase);
   const ImportKind kind = arguments.Get(KindOption());
-  if (arguments.Positional().empty()) throw Misuse("which file?");
+  if (arguments.Positional().empty()) throw Misuse("which file? FILE.csv is missing");
   const std::string& file = arguments.Positional()[0];
   CheckReadable(file);  // so that a slip in its name makes no new database
   ImportOptions options;
@@ -77,6 +101,9 @@ int Run(const Arguments& arguments, Console& console) {
   const ClearedLine cleared(console);
   const ImportReport report = QualityDatabase::ImportInto(path, file, kind, options);
   cleared.Clear();
+  for (const Note& note : report.notes) {
+    console.err << render::PlainText("note: " + note.Sentence()) << "\n";
+  }
   console.out << ReportText(kind, report, TextOptionsOf(arguments, console));
   return 0;
 }
@@ -88,12 +115,12 @@ Command ImportCommand() {
           "FILE.csv --db FILE [--kind KIND]",
           "Stores a CSV file in a database, which is made if it is not there",
           "A file is stored whole or not at all. Values need the columns part, process, test, "
-          "subgroup, time and value (or count); docs/how-to/import.md lists the columns of all "
-          "kinds.",
+          "subgroup, time and value (or count). See also docs/how-to/import.md.",
           "orvspc import values.csv --db q.db",
           {kDatabase, KindOption(), kIgnoreUnknown},
           Run,
-          1};
+          1,
+          Help};
 }
 
 }  // namespace orvspc::cli

@@ -50,7 +50,7 @@ std::string VersionText(const Console& console) {
   return text.Take();
 }
 
-std::string Help(const Command& command, std::size_t columns) {
+std::string Help(const Command& command, const Arguments& arguments, std::size_t columns) {
   render::TextWriter text({columns});
   text.Line(std::string("usage: orvspc ") + command.name + " " + command.synopsis);
   text.Blank();
@@ -58,15 +58,17 @@ std::string Help(const Command& command, std::size_t columns) {
   if (!command.details.empty()) text.Blank();
   std::istringstream details(command.details);
   for (std::string line; std::getline(details, line);) text.Line(line, line.find_first_not_of(' '));
-  return text.Take() + "\n" + DescribeOptions(command.options, columns) + "\nexample:\n  " +
-         command.example + "\n";
+  render::TextWriter more({columns});
+  if (command.help != nullptr) command.help(arguments, more);
+  return text.Take() + "\n" + DescribeOptions(command.options, columns) + more.Take() +
+         "\nexample:\n  " + command.example + "\n";
 }
 
 int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {
   command.options.push_back(kHelp);
   const Arguments arguments = ParseArguments(std::span(words).subspan(1), command.options);
   if (arguments.Has(kHelp)) {
-    console.out << Help(command, console.columns);
+    console.out << Help(command, arguments, console.columns);
     return 0;
   }
   const auto& positional = arguments.Positional();

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/XMLSupport.h"
 #include "host/cli/Analysis.h"
-#include "host/render/capability/CapabilityJson.h"
-#include "host/render/chart/StoredChart.h"
-#include "host/render/data/DataText.h"
+#include "host/render/capability/CapabilityReading.h"
+#include "host/render/chart/ChartReading.h"
+#include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
-#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoReading.h"
 
 namespace orvspc::cli {
 
@@ -156,7 +156,7 @@ const Kind kKinds[] = {
 };
 
 int Run(const Arguments& arguments, Console& console) {
-  if (arguments.Positional().empty()) throw Misuse("which file?");
+  if (arguments.Positional().empty()) throw Misuse("which file? FILE.xml is missing");
   const std::string text = ReadFile(arguments.Positional()[0]);
   const auto document = XMLSupport::MakeXMLDocument();
   const auto root = document->LoadXml(text) ? document->Root() : platform::XmlNode();

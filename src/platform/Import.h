@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
+#include <string_view>
 #include <vector>
 
 #include "platform/Reports.h"
@@ -29,6 +31,20 @@ enum class ImportKind {
   Events,
   States,
   NetContents,
+};
+
+// A column of a kind of file. "descriptor:NAME" is any column whose name begins so.
+struct ImportColumn {
+  std::string_view name;
+  bool required = false;  // an optional column may also have empty cells
+  std::string_view help;  // one line
+};
+
+// A kind of file: its word on the command line, what it holds in one line, its columns.
+struct ImportKindInfo {
+  ImportKind kind;
+  std::string_view word, summary;
+  std::span<const ImportColumn> columns;
 };
 
 struct ImportOptions {

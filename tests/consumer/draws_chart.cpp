@@ -14,7 +14,7 @@
 #include "chart/CCAnalysis.h"
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
-#include "host/render/chart/ChartModel.h"
+#include "host/render/chart/ChartReading.h"
 #include "host/render/chart/ChartView.h"
 #include "platform/ExternalFailure.h"
 

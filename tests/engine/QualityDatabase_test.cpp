@@ -287,10 +287,10 @@ TEST_F(QualityDatabaseTest, ShiftsFollowTheSettings) {
 }
 
 TEST(Words, OfImportKindsGoBothWays) {
-  const auto words = ImportKindWords();
-  EXPECT_EQ(words.size(), 17U);
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    EXPECT_EQ(ImportKindFromWord(words[i]), static_cast<ImportKind>(i)) << words[i];
+  const auto kinds = ImportKinds();
+  EXPECT_EQ(kinds.size(), 17U);
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    EXPECT_EQ(ImportKindFromWord(kinds[i].word), static_cast<ImportKind>(i)) << kinds[i].word;
   }
   EXPECT_FALSE(ImportKindFromWord("value"));
 }
@@ -298,7 +298,7 @@ TEST(Words, OfImportKindsGoBothWays) {
 TEST(Words, OfItemKindsGoBothWays) {
   for (int i = 0; i < kItemKinds; ++i) {
     const auto kind = static_cast<ItemKind>(i);
-    EXPECT_EQ(ItemKindFromWord(WordOf(kind)), kind) << WordOf(kind);
+    EXPECT_EQ(ItemKindFromWord(orvspc::WordOf(kind)), kind) << orvspc::WordOf(kind);
   }
   EXPECT_EQ(ItemKindFromWord("processes"), ItemKind::Process);
   EXPECT_FALSE(ItemKindFromWord("thing"));

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/pareto/ParetoModel.h"
+#include "host/render/pareto/ParetoReading.h"
 
 namespace orvspc::host {
 

@@ -12,7 +12,7 @@
 #include "engine/Embedded.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoJson.h"
+#include "host/render/pareto/ParetoReading.h"
 #include "host/render/pareto/ParetoView.h"
 #include "platform/Platform.h"
 #include "tests/host/ParetoViews.h"

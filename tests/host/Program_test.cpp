@@ -165,7 +165,14 @@ TEST_F(Program, StandardInputIsImportedFromAPipe) {
   const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
   EXPECT_EQ(piped.status, 0) << piped.err;
   EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
-  EXPECT_NE(Run("import . --db piped.db").err.find("cannot be read"), std::string::npos);
+  EXPECT_NE(Run("import . --db piped.db").err.find("is a folder"), std::string::npos);
+  EXPECT_NE(Run("import none.csv --db piped.db").err.find("cannot be read: No such file"),
+            std::string::npos);
+}
+
+TEST_F(Program, AnOptionIsNotTheValueOfAnother) {
+  EXPECT_EQ(Run("chart --db q.db --part --test Diameter").err,
+            "orvspc chart: --part needs a value: NAME\n");
 }
 
 TEST_F(Program, ListTellsIdentifiersCountsAndTimes) {
@@ -231,6 +238,31 @@ TEST_F(Program, EveryCommandHasHelpWithAnExample) {
     EXPECT_EQ(outcome.err, "");
     EXPECT_NE(outcome.out.find("example:\n  orvspc " + command), std::string::npos) << command;
   }
+}
+
+TEST_F(Program, HelpOfImportListsTheKindsAndTheColumnsOfOne) {
+  const Outcome kinds = Run("import --help");
+  EXPECT_EQ(kinds.status, 0);
+  EXPECT_NE(kinds.out.find("\n  control-limits    limits by which"), std::string::npos)
+      << kinds.out;
+  EXPECT_EQ(kinds.out.find("usl"), std::string::npos) << kinds.out;
+  const Outcome columns = Run("import --kind limits --help");
+  EXPECT_EQ(columns.status, 0);
+  EXPECT_NE(columns.out.find("needs:\n  part              name\n  test "), std::string::npos)
+      << columns.out;
+  EXPECT_NE(columns.out.find("\n  usl               upper specification limit"), std::string::npos)
+      << columns.out;
+  EXPECT_EQ(Run("import --kind odd --help").status, 2);
+}
+
+TEST_F(Program, ImportPrintsNotesAboutLinesThatItStored) {
+  Write("limits.csv", "part,test,usl,target,lsl\nA,T,3,4,1\nA,U,3,2,1\n");
+  const Outcome outcome = Run("import limits.csv --kind limits --db q.db");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "2 lines, 2 rows stored, 3 new names\n");
+  EXPECT_EQ(outcome.err,
+            "note: limits.csv: line 2, column \"target\", value \"4\": lies outside the "
+            "specification\n");
 }
 
 TEST_F(Program, HelpThatCannotBeWrittenIsAFailure) {

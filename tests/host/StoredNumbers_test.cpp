@@ -9,7 +9,7 @@
 
 #include "engine/Embedded.h"
 #include "host/cli/Program.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 #include "tests/host/ProgramTest.h"
 
 // Results that were stored, changed by hand and shown again: whatever number a text holds, there is

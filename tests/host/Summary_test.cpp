@@ -9,7 +9,7 @@
 
 #include "engine/dom/Dom.h"
 #include "host/render/compliance/ComplianceReading.h"
-#include "host/render/core/TimeTicks.h"
+#include "host/render/core/Numbers.h"
 #include "host/render/events/Events.h"
 #include "host/render/states/StatesView.h"
 #include "tests/host/ParsedJson.h"

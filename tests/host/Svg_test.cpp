@@ -9,7 +9,7 @@
 #include <set>
 
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 #include "tests/host/ChartViews.h"
 
 namespace orvspc::host {

@@ -6,11 +6,11 @@
 #include <sstream>
 
 #include "host/render/capability/CapabilityView.h"
-#include "host/render/chart/ChartJson.h"
+#include "host/render/chart/ChartReading.h"
 #include "host/render/chart/ChartView.h"
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/data/DataText.h"
+#include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
 #include "host/render/pareto/ParetoView.h"
 #include "host/render/states/StatesView.h"

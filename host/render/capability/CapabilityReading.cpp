@@ -9,12 +9,11 @@
 
 #include "frame/Failure.h"
 #include "host/render/capability/capability_figures.h"
+#include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // A figure is defined when another one is not 0 and at least so much: what it is divided by, or the
 // pieces that it needs.
@@ -182,6 +181,40 @@ void ReadCurve(CACurve& curve, CapabilityRead& read) {
   }
 }
 
+// Values that far out say that there is no such limit.
+void LimitMember(JsonWriter& json, const char* key, double value) {
+  json.MemberIf(std::abs(value) < 1e300, key, value);
+}
+
+void WriteStatistics(JsonWriter& json, const CapabilityRead& capability) {
+  json.Key("Statistics");
+  json.BeginObject();
+  std::string_view record;
+  for (const auto& figure : capability.figures) {
+    if (record != figure.record) {
+      if (!record.empty()) json.EndObject();
+      record = figure.record;
+      json.Key(record);
+      json.BeginObject();
+    }
+    json.Member(figure.name, figure.value);
+  }
+  if (!record.empty()) json.EndObject();
+  json.EndObject();
+}
+
+void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
+  const bool johnson = fit.fitted_at != 0.0;
+  const auto figure = [&](double value) { return johnson ? value : kNaN; };
+  json.Object(
+      "Fit",
+      [&] {
+        json.Members("Law", fit.law, "Gamma", figure(fit.gamma), "Delta", figure(fit.delta), "Xi",
+                     figure(fit.xi), "Lambda", figure(fit.lambda), "Z", figure(fit.fitted_at));
+      },
+      true);
+}
+
 }  // namespace
 
 double CapabilityRead::Figure(std::string_view record, std::string_view name) const {
@@ -208,6 +241,41 @@ CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit) {
   ReadBins(*results.Bins(), fit, read);
   ReadCurve(*results.Curve(), read);
   return read;
+}
+
+void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing) {
+  json.Members("AllowOverride", processing.AllowOverride(), "BinCount", processing.BinCount(),
+               "CurveCount", processing.CurveCount(), "FitType", processing.FitType(), "Normalize",
+               processing.Normalize());
+  LimitMember(json, "OverrideLSL", processing.OverrideLSL());
+  LimitMember(json, "OverrideTarget", processing.OverrideTarget());
+  LimitMember(json, "OverrideUSL", processing.OverrideUSL());
+  json.Members("ShortTermSigmaType", processing.ShortTermSigmaType(), "WindowMaximum",
+               processing.WindowMaximum(), "WindowMinimum", processing.WindowMinimum(), "WindowSD",
+               processing.WindowSD(), "WindowType", processing.WindowType());
+}
+
+std::string CapabilityJson(const CapabilityDocument& document) {
+  const CapabilityRead& capability = document.capability;
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "Processing", capability.processing.get(), WriteCapabilityProcessing);
+    ObjectMember(json, "DataSelect", capability.select.get(), WriteDataSelect);
+    WriteStatistics(json, capability);
+    json.Member("JohnsonCurveType", capability.johnson_curve_type);
+    json.Objects("Bins", capability.bins, [&](const BinRead& bin) {
+      json.Members("XMin", bin.low, "XMax", bin.high, "YMin", bin.foot, "YMax", bin.height,
+                   "Expected", bin.expected);
+    });
+    json.Object("Curve", [&] { json.Members("X", capability.curve_x, "Y", capability.curve_y); });
+    WriteNotes(json, document.notes);
+    if (document.fit) {
+      WriteFit(json, *document.fit);
+      WriteEstimate(json, "ShortTerm", document.fit->short_term);
+    } else {
+      json.NullMember("Fit");
+      json.NullMember("ShortTerm");
+    }
+  });
 }
 
 }  // namespace orvspc::render

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "capability/CAResults.h"
-#include "host/render/data/DataJson.h"
+#include "host/render/capability/CapabilityView.h"
+#include "host/render/core/Json.h"
+#include "host/render/data/DataReading.h"
 
 // Everything that a capability result can give, read once into plain values.
 namespace orvspc::render {
@@ -53,5 +55,13 @@ struct CapabilityDocument {
   std::optional<CapabilityReport> fit;
   std::vector<Note> notes;
 };
+
+// The document of a capability result; docs/how-to/json.md tells every key.
+std::string CapabilityJson(const CapabilityDocument& document);
+
+// Members of an open object.
+void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing);
+
+CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names);
 
 }  // namespace orvspc::render

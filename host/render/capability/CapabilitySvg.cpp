@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/capability/CapabilityView.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -86,8 +88,9 @@ class Picture {
   void Bars() {
     for (const auto& bar : view_.bars) {
       if (!(bar.count > 0.0)) continue;
-      std::string tip = Significant(bar.low, 7) + " to " + Significant(bar.high, 7) + ": " +
-                        Fixed(bar.count, 0) + (bar.count == 1.0 ? " piece" : " pieces");
+      std::string tip =
+          fmt::format("{} to {}: {} {}", Significant(bar.low, 7), Significant(bar.high, 7),
+                      Fixed(bar.count, 0), bar.count == 1.0 ? "piece" : "pieces");
       if (std::isfinite(bar.expected)) tip += ", expected " + Significant(bar.expected, 4);
       // A bin without width is a line that is wide enough to be seen.
       const double width = std::max(X(bar.high) - X(bar.low), 2.0);
@@ -196,10 +199,6 @@ class Picture {
 
 Scene CapabilityScene(const CapabilityView& view, bool embedded) {
   return Picture(view, embedded).Draw();
-}
-
-std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded) {
-  return WriteSvg(CapabilityScene(view, embedded));
 }
 
 }  // namespace orvspc::render

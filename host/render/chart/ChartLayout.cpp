@@ -82,20 +82,9 @@ std::vector<std::string> CaptionLines(const GraphView& graph) {
 }
 
 std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& graph) {
-  struct Kind {
-    const char* name;
-    const std::vector<double>& values;
-    const char* style;
-  };
-  const Kind kinds[] = {{"UCL", graph.limits.upper, "ll"},
-                        {"CL", graph.limits.centre, ""},
-                        {"LCL", graph.limits.lower, "ll"},
-                        {"USL", graph.specification.upper, "ls"},
-                        {"Target", graph.specification.centre, "ls"},
-                        {"LSL", graph.specification.lower, "ls"}};
   std::vector<LimitLabel> labels;
-  for (const auto& kind : kinds) {
-    const auto ends = NewestValues(view, kind.values);
+  for (const auto& line : LinesOf(graph)) {
+    const auto ends = NewestValues(view, line.values);
     std::size_t given = 0;
     std::set<double> distinct;
     for (const double value : ends)
@@ -105,15 +94,18 @@ std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& grap
       }
     if (given > kLabelledStreams && distinct.size() > 1) continue;
     const bool same = distinct.size() == 1;
+    const char* style = line.specification                     ? "ls"
+                        : &line.values == &graph.limits.centre ? ""
+                                                               : "ll";
     for (std::size_t stream = 0; stream < ends.size(); ++stream) {
       // Streams that share a limit share its label.
       const double value = ends[stream];
       if (!std::isfinite(value) || distinct.erase(value) == 0) continue;
       const int own = DecimalsOf(std::span(&value, 1));
-      const bool plain = kind.style == std::string_view("ls") || value == 0.0;
-      const std::string text = std::string(kind.name) + " " +
+      const bool plain = line.specification || value == 0.0;
+      const std::string text = std::string(line.name) + " " +
                                Fixed(value, plain ? std::min(own, graph.decimals) : graph.decimals);
-      labels.push_back({value, same ? text : StreamLetter(stream) + " " + text, kind.style});
+      labels.push_back({value, same ? text : StreamLetter(stream) + " " + text, style});
     }
   }
   return labels;

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartModel.h"
+#include "host/render/chart/ChartReading.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <set>
 
@@ -126,8 +127,7 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     if (added) {
       StreamView stream;
       stream.name = StreamName(found->first, names);
-      stream.mean.value = stream.sp.value = stream.sw.value =
-          std::numeric_limits<double>::quiet_NaN();
+      stream.mean.value = stream.sp.value = stream.sw.value = kNaN;
       view.stream_views.push_back(std::move(stream));
     }
     view.streams.push_back(found->second);
@@ -182,50 +182,19 @@ std::string EstimateText(const Estimate& estimate) {
   if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
   std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
   if (std::isfinite(estimate.constant) && estimate.constant != 0.0) {
-    const std::string name = estimate.name.find("d2") != std::string::npos   ? "d2"
-                             : estimate.name.find("c4") != std::string::npos ? "c4"
-                                                                             : "constant";
-    text += ", " + name + " = " + Significant(estimate.constant, 7);
+    text += fmt::format(", {} = {}",
+                        estimate.constant_name.empty() ? "constant" : estimate.constant_name,
+                        Significant(estimate.constant, 7));
   }
   return text;
 }
 
-// What tells where and from when a row of stored limits holds.
-struct StoredRow {
-  std::int32_t part, process, test;  // process 0: any
-  std::int64_t effective;
-};
-
-std::vector<StoredRow> StoredRows(const ChartRead& chart) {
-  std::vector<StoredRow> rows;
-  for (const auto& row : chart.ctrl_lims) {
-    const auto number = [&](const char* column) { return NumberOf(CellOf(row, column)); };
-    rows.push_back(
-        {static_cast<std::int32_t>(number("F_PART")), static_cast<std::int32_t>(number("F_PRCS")),
-         static_cast<std::int32_t>(number("F_TEST")), platform::DateToTimeStamp(number("F_EFTM"))});
-  }
-  return rows;
-}
-
-// For each stored row, and at the end for none, how many points it is in force at. That is the
-// newest row that is effective by then, and of two from the same moment that of the process itself.
-std::vector<std::size_t> RowUse(const ChartRead& chart) {
-  const auto rows = StoredRows(chart);
-  std::vector<std::size_t> use(rows.size() + 1);
-  for (const auto& point : chart.subgroups.rows) {
-    std::size_t best = rows.size();
-    std::pair<std::int64_t, bool> best_rank;
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-      const StoredRow& row = rows[r];
-      if (row.part != point.part || row.test != point.test || row.effective > point.stamp) continue;
-      if (row.process != 0 && row.process != point.prcs) continue;
-      const std::pair<std::int64_t, bool> rank(row.effective, row.process != 0);
-      if (best != rows.size() && rank < best_rank) continue;
-      best = r;
-      best_rank = rank;
-    }
-    ++use[best];
-  }
+// For each row of stored limits, and at the end for none, how many points it is in force at.
+std::vector<std::size_t> RowUse(const ChartDocument& document) {
+  std::vector<std::size_t> use(document.chart.ctrl_lims.size() + 1);
+  if (document.limit_rows.empty()) use.back() = document.chart.subgroups.rows.size();
+  for (const std::int32_t row : document.limit_rows)
+    ++(row < 0 ? use.back() : use.at(static_cast<std::size_t>(row)));
   return use;
 }
 
@@ -266,18 +235,19 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
   return EstimateText(graph.index == 3 || inside ? stream.sw : stream.sp);
 }
 
-std::string LimitsText(const ChartView& view, const GraphRead& graph, const ChartRead& chart) {
+std::string LimitsText(const ChartView& view, const GraphRead& graph,
+                       const ChartDocument& document) {
+  const ChartRead& chart = document.chart;
   if (!chart.tables_known) return {};
-  const auto use = RowUse(chart);
+  const auto use = RowUse(document);
   const std::size_t calculated = use.back();
   const std::size_t rows = static_cast<std::size_t>(
       std::count_if(use.begin(), use.end() - 1, [](std::size_t points) { return points > 0; }));
   if (view.stream_views.size() > 1) {
     if (rows == 0) return "limits of each stream's own";
     if (calculated == 0) return "stored limits of each stream";
-    return "stored limits at " + std::to_string(view.Count() - calculated) +
-           " points, elsewhere "
-           "limits of each stream's own";
+    return fmt::format("stored limits at {} points, elsewhere limits of each stream's own",
+                       view.Count() - calculated);
   }
   std::string own = CalculatedText(view.stream_views[0], graph, chart);
   if (rows == 0) return own;
@@ -301,8 +271,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph, const Char
 std::string CountText(const ChartView& view) {
   std::size_t used = 0;
   for (std::size_t i = 0; i < view.Count(); ++i) used += view.Used(i);
-  return std::to_string(view.Count()) + (view.Count() == 1 ? " subgroup" : " subgroups") +
-         (used == view.Count() ? "" : ", " + std::to_string(used) + " used");
+  return Counted(view.Count(), "subgroup") +
+         (used == view.Count() ? "" : fmt::format(", {} used", used));
 }
 
 std::string CaptionOf(const ChartView& view, const GraphRead& graph,
@@ -317,14 +287,14 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
     add("cusum in sigmas, k = 0.5, h = 5");
   else if (IsOfCounts(graph) && document.chart.processing->EWMA() == ccEwmaStandard)
     add("weight 0.2 of the newest point");
-  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document.chart));
+  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document));
   return text;
 }
 
 double Spread(const GraphRead& graph) {
   for (std::size_t i = 0; i < graph.ucls.size() && i < graph.cls.size(); ++i)
     if (std::isfinite(graph.ucls[i] - graph.cls[i])) return graph.ucls[i] - graph.cls[i];
-  return std::numeric_limits<double>::quiet_NaN();
+  return kNaN;
 }
 
 int DataDecimals(const ChartRead& chart) {
@@ -394,8 +364,7 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
   made.sizes = graph.sg_sizes;
   // No value is told by the size, not by the number.
   for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
-    if (made.sizes[i] == 0 && document.chart.processing->IsVariable())
-      made.points[i] = std::numeric_limits<double>::quiet_NaN();
+    if (made.sizes[i] == 0 && document.chart.processing->IsVariable()) made.points[i] = kNaN;
   made.limits = {graph.ucls, graph.cls, graph.lcls};
   // The axis of a cusum is in sigmas, specification limits are not.
   if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};
@@ -409,28 +378,24 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
 }  // namespace
 
 std::vector<std::string> SpecificationTexts(std::int32_t flags) {
-  struct Text {
-    std::int32_t bit;
-    const char* text;
-  };
-  static constexpr Text kTexts[] = {
-      {slfUSL, "a value above USL"},
-      {slfLSL, "a value below LSL"},
-      {slfURL, "a value above the upper reasonable limit"},
-      {slfLRL, "a value below the lower reasonable limit"},
-      {slfUGB, "a value above the upper gage bound"},
-      {slfLGB, "a value below the lower gage bound"},
-      {slfTAR, "off target"},
-      {slfUWP, "a reading above the upper within-piece limit"},
-      {slfLWP, "a reading below the lower within-piece limit"},
-      {slfUSG, "above the upper subgroup limit"},
-      {slfLSG, "below the lower subgroup limit"},
-      {slfUDS, "deviation above its upper limit"},
-      {slfLDS, "deviation below its lower limit"},
+  static constexpr Word kTexts[] = {
+      {"a value above USL", slfUSL},
+      {"a value below LSL", slfLSL},
+      {"a value above the upper reasonable limit", slfURL},
+      {"a value below the lower reasonable limit", slfLRL},
+      {"a value above the upper gage bound", slfUGB},
+      {"a value below the lower gage bound", slfLGB},
+      {"off target", slfTAR},
+      {"a reading above the upper within-piece limit", slfUWP},
+      {"a reading below the lower within-piece limit", slfLWP},
+      {"above the upper subgroup limit", slfUSG},
+      {"below the lower subgroup limit", slfLSG},
+      {"deviation above its upper limit", slfUDS},
+      {"deviation below its lower limit", slfLDS},
   };
   std::vector<std::string> texts;
   for (const auto& text : kTexts)
-    if ((flags & text.bit) != 0) texts.emplace_back(text.text);
+    if ((flags & text.value) != 0) texts.emplace_back(text.word);
   return texts;
 }
 
@@ -446,9 +411,9 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
   }
   view.title = TitleText(chart.subgroups.rows, names);
   if (view.Count() != 0) {
-    view.subtitle = CountText(view) + ", " + DayText(view.stamps.front()) + " " +
-                    ClockText(view.stamps.front()) + " to " + DayText(view.stamps.back()) + " " +
-                    ClockText(view.stamps.back()) + " UTC";
+    const std::int64_t first = view.stamps.front(), last = view.stamps.back();
+    view.subtitle = fmt::format("{}, {} {} to {} {} UTC", CountText(view), DayText(first),
+                                ClockText(first), DayText(last), ClockText(last));
   }
   const int decimals = DataDecimals(chart);
   for (const auto& graph : chart.graphs)

@@ -1,10 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <span>
+#include <string>
 
+#include "chart/groups.h"
+#include "frame/Failure.h"
+#include "frame/XMLSupport.h"
+#include "host/render/core/Numbers.h"
+#include "platform/Enumerations.h"
+#include "platform/FixedText.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
@@ -12,40 +22,17 @@ namespace orvspc::render {
 namespace {
 
 std::vector<Rule> ReadRules(platform::RuleDef* list) {
-  std::vector<Rule> rules;
-  if (list == nullptr || !list->MoveFirst()) return rules;
-  do {
-    rules.push_back({list->Number(), list->Text()});
-  } while (list->MoveNext());
-  return rules;
-}
-
-template <class Element>
-std::vector<Element> Taken(std::optional<std::vector<Element>> values) {
-  return values ? std::move(*values) : std::vector<Element>();
+  if (list == nullptr) return {};
+  return ReadRows(*list, [&] { return Rule{list->Number(), list->Text()}; });
 }
 
 GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
-  GraphRead graph{index,
-                  type,
-                  Taken(data.GetSizes()),
-                  Taken(data.GetcOOCs()),
-                  Taken(data.GetOOCs()),
-                  Taken(data.GetOOSs()),
-                  Taken(data.GetAFlags()),
-                  Taken(data.GetEFlags()),
-                  Taken(data.GetPoints()),
-                  Taken(data.GetUSLs()),
-                  Taken(data.GetTargets()),
-                  Taken(data.GetLSLs()),
-                  Taken(data.GetcUCLs()),
-                  Taken(data.GetcCLs()),
-                  Taken(data.GetcLCLs()),
-                  Taken(data.GetUCLs()),
-                  Taken(data.GetCLs()),
-                  Taken(data.GetLCLs()),
-                  {},
-                  {}};
+  GraphRead graph;
+  graph.index = index;
+  graph.type = type;
+  ForEachArray([&](const char*, auto array, auto get) {
+    if (auto values = (data.*get)()) graph.*array = std::move(*values);
+  });
   const auto count = static_cast<std::size_t>(data.Count());
   graph.c_rules.resize(count);
   graph.rules.resize(count);
@@ -72,22 +59,16 @@ constexpr const char* kCtrlLimColumns[] = {
 constexpr const char* kDefOppColumns[] = {"Word0",  "Stamp4", "Stamp8", "F_PART", "F_TEST",
                                           "F_OPPS", "Word24", "Word28", "Word32"};
 
-std::vector<LimitRow> ReadTable(platform::LimitTable& table, std::span<const char* const> columns) {
-  std::vector<LimitRow> rows;
-  if (!table.MoveFirst()) return rows;
-  do {
-    LimitRow row;
-    for (const auto* column : columns) row.emplace_back(column, table.Get(column));
-    rows.push_back(std::move(row));
-  } while (table.MoveNext());
-  return rows;
-}
-
 template <class Table>
-std::vector<LimitRow> ReadObject(const std::shared_ptr<Table>& object,
-                                 std::span<const char* const> columns) {
+std::vector<LimitRow> ReadTable(const std::shared_ptr<Table>& object,
+                                std::span<const char* const> columns) {
   const auto table = std::dynamic_pointer_cast<platform::LimitTable>(object);
-  return table ? ReadTable(*table, columns) : std::vector<LimitRow>();
+  if (!table) return {};
+  return ReadRows(*table, [&] {
+    LimitRow row;
+    for (const auto* column : columns) row.emplace_back(column, table->Get(column));
+    return row;
+  });
 }
 
 void ReadGroups(ChartRead& chart) {
@@ -96,6 +77,156 @@ void ReadGroups(ChartRead& chart) {
     chart.group_of.push_back(row.group_index);
     chart.group_ids.push_back(row.group_id);
   }
+}
+
+// Rows of limits do not come back into the object, but their scale stands in the text.
+std::optional<int> DecimalsOfText(const platform::XmlNode& root) {
+  std::optional<int> least;
+  auto& document = XMLSupport::DocumentOf(root);
+  XMLSupport::ForEachChild(document.SelectSingleNode(root, "SpecificationLimits"), "SpecLim",
+                           [&](const platform::XmlNode& row) {
+                             const int scale = XMLSupport::ReadInt32(row, "F_SCAL", 4);
+                             least = std::min(least.value_or(scale), scale);
+                           });
+  return least;
+}
+
+// Groups by the rule that the analysis groups by.
+void Regroup(ChartRead& chart) {
+  const auto& rows = chart.subgroups.rows;
+  if (rows.empty() || chart.group_of.empty()) return;
+  API_CCResults record;
+  const auto count = static_cast<std::int32_t>(rows.size());
+  record.Totals.SubgroupCount = count;
+  record.Subgroups.Dimension(0, count - 1);
+  for (std::int32_t i = 0; i < count; ++i) {
+    const SubgroupRow& row = rows[static_cast<std::size_t>(i)];
+    API_SubgroupData& made = record.Subgroups[i];
+    made.Sgrp = row.sgrp;
+    made.Part = row.part;
+    made.Prcs = row.prcs;
+    made.Test = row.test;
+    made.Sgtm = static_cast<std::int32_t>(row.stamp);
+  }
+  groups::BuildGroupInformation(*chart.processing, record);
+  const auto index = record.GroupIndex.Elements(), ids = record.GroupIDs.Elements();
+  chart.group_of.assign(index.begin(), index.end());
+  chart.group_ids.assign(ids.begin(), ids.end());
+}
+
+// Everything that draws relies on lists of one element a point.
+void CheckLengths(const ChartRead& chart) {
+  const std::size_t points = chart.subgroups.rows.size();
+  for (const auto& graph : chart.graphs) {
+    ForEachArray([&](const char* name, auto member, auto) {
+      const auto& array = graph.*member;
+      if (!array.empty() && array.size() != points)
+        FailMessage(fmt::format("Graph {} has {} values in {} for {} subgroups", graph.index,
+                                array.size(), name, points));
+    });
+  }
+}
+
+void RulesMember(JsonWriter& json, const char* key, const std::vector<std::vector<Rule>>& points) {
+  json.Key(key);
+  json.BeginArray(true);
+  for (const auto& rules : points) {
+    json.BeginArray(true);
+    for (const auto& rule : rules) json.Value(rule.text);
+    json.EndArray();
+  }
+  json.EndArray();
+}
+
+// How a limit row tells that a time is not given: the lowest stamp is "since ever" for the time
+// from which it holds, stamp 0 "none" for the times that it was made from.
+bool NotGiven(const std::string& column, double date) {
+  if (date == 0.0) return true;
+  const std::int32_t stamp = platform::DateToTimeStamp(date);
+  return column == "F_EFTM" ? stamp == INT32_MIN : stamp == 0;
+}
+
+void WriteCell(JsonWriter& json, const std::string& column, const platform::Cell& cell) {
+  if (const auto* integer = std::get_if<std::int32_t>(&cell)) return json.Value(*integer);
+  if (const auto* number = std::get_if<double>(&cell)) return json.Value(*number);
+  if (const auto* date = std::get_if<platform::Date>(&cell))
+    return NotGiven(column, date->days)
+               ? json.Null()
+               : json.Value(IsoTime(platform::DateToTimeStamp(date->days)));
+  std::string text = platform::ToUtf8(std::get<std::u16string>(cell));
+  while (!text.empty() && (text.back() == '\0' || text.back() == ' ')) text.pop_back();
+  json.Value(text);
+}
+
+// The enabling bit of a limit's column; 0 for columns that are always given.
+std::int32_t EnableBit(const std::string& column) {
+  static const std::map<std::string, std::int32_t> kBits = {
+      {"F_URL", slfURL}, {"F_USL", slfUSL}, {"F_UGB", slfUGB}, {"F_TAR", slfTAR}, {"F_LGB", slfLGB},
+      {"F_LSL", slfLSL}, {"F_LRL", slfLRL}, {"F_UWP", slfUWP}, {"F_LWP", slfLWP}, {"F_USG", slfUSG},
+      {"F_LSG", slfLSG}, {"F_UDS", slfUDS}, {"F_LDS", slfLDS}};
+  const auto found = kBits.find(column);
+  return found == kBits.end() ? 0 : found->second;
+}
+
+void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& rows, bool known) {
+  if (rows.empty() && !known) return json.NullMember(key);
+  json.Objects(key, rows, [&](const LimitRow& row) {
+    const auto enabled = static_cast<std::int32_t>(NumberOf(CellOf(row, "F_EFLAG")));
+    for (const auto& [column, cell] : row) {
+      json.Key(column);
+      const std::int32_t bit = EnableBit(column);
+      bit != 0 && (enabled & bit) == 0 ? json.Null() : WriteCell(json, column, cell);
+    }
+  });
+}
+
+void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& document) {
+  const std::int32_t requested = document.requested[graph.index - 1];
+  json.Member("Type", GraphWord(graph.index, graph.type));
+  json.MemberIf(requested != kNotKnown, "Requested", GraphWord(graph.index, requested));
+  ForEachArray([&](const std::string& key, auto array, auto) {
+    const auto& values = graph.*array;
+    json.MemberIf(!values.empty(), key, values);
+    if (key == "SGSizes" && !document.sizes.empty()) json.Member("Sizes", document.sizes);
+  });
+  RulesMember(json, "cRules", graph.c_rules);
+  RulesMember(json, "Rules", graph.rules);
+}
+
+void WriteGroups(JsonWriter& json, const std::vector<SubgroupRow>& rows) {
+  struct Group {
+    std::size_t first, last;
+  };
+  std::vector<Group> groups;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i > 0 && rows[i].group_index == rows[i - 1].group_index) {
+      groups.back().last = i;
+    } else {
+      groups.push_back({i, i});
+    }
+  }
+  json.Objects("Groups", groups, [&](const Group& group) {
+    json.Members("First", group.first, "Last", group.last, "ID", rows[group.first].group_id);
+  });
+}
+
+void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
+  const auto write = [&](const StreamReport& stream) {
+    WriteItem(json, "Part", names, NameKind::Part, stream.part);
+    WriteItem(json, "Prcs", names, NameKind::Process, stream.process);
+    WriteItem(json, "Test", names, NameKind::Test, stream.test);
+    WriteEstimate(json, "Mean", stream.mean);
+    WriteEstimate(json, "SP", stream.sp);
+    WriteEstimate(json, "SW", stream.sw);
+    json.Member("AverageSize", stream.average_size);
+  };
+  json.Objects("Streams", streams, write, Spread::Blocks);
+}
+
+void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
+  json.Members("AQLValue", acceptance.level, "AQLProducerRisk", acceptance.risk, "Distribution",
+               acceptance.binomial ? "binomial" : "Poisson", "Numbers", acceptance.numbers, "Rates",
+               acceptance.rates);
 }
 
 }  // namespace
@@ -108,9 +239,9 @@ ChartRead ReadChart(CCResults& results) {
   chart.mean_estimate = results.MeanEstimate();
   chart.sp_estimate = results.SPEstimate();
   chart.sw_estimate = results.SWEstimate();
-  chart.spec_lims = ReadObject(results.SpecLim(), kSpecLimColumns);
-  chart.ctrl_lims = ReadObject(results.CtrlLim(), kCtrlLimColumns);
-  chart.def_opps = ReadObject(results.DefOpp(), kDefOppColumns);
+  chart.spec_lims = ReadTable(results.SpecLim(), kSpecLimColumns);
+  chart.ctrl_lims = ReadTable(results.CtrlLim(), kCtrlLimColumns);
+  chart.def_opps = ReadTable(results.DefOpp(), kDefOppColumns);
   for (const auto& row : chart.spec_lims) {
     const int scale = static_cast<int>(NumberOf(CellOf(row, "F_SCAL")));
     chart.decimals = std::min(chart.decimals.value_or(scale), scale);
@@ -147,6 +278,71 @@ double NumberOf(const platform::Cell& cell) {
 std::string GraphWord(std::int32_t graph, std::int32_t type) {
   const WordTable words[] = {kGraph1Words, kGraph2Words, kGraph3Words};
   return WordOrNumber(words[std::clamp(graph, 1, 3) - 1], type);
+}
+
+ChartDocument ReadStoredChart(const platform::XmlNode& root) {
+  CCResults results;
+  results.SetXMLNode(root);
+  ChartDocument document;
+  ChartRead& chart = document.chart;
+  chart = ReadChart(results);
+  chart.tables_known = false;
+  if (const auto decimals = DecimalsOfText(root))
+    chart.decimals = std::min(chart.decimals.value_or(*decimals), *decimals);
+  CheckLengths(chart);
+  Regroup(chart);
+  std::fill(std::begin(document.requested), std::end(document.requested), kNotKnown);
+  document.notes.push_back(
+      {"stored", "Read from XML, which keeps no names, rule texts, groups and tables.", ""});
+  if (!chart.processing && !chart.subgroups.rows.empty())
+    document.notes.push_back(
+        {"no-settings", "The XML has no CCProcessing, so its graphs are not known.", ""});
+  return document;
+}
+
+void WriteProcessing(JsonWriter& json, const CCProcessing& processing) {
+  json.Members("Graph1Type", processing.Graph1Type(), "Graph2Type", processing.Graph2Type(),
+               "Graph3Type", processing.Graph3Type(), "ProcessingType", processing.ProcessingType(),
+               "Individuals", processing.Individuals(), "GroupBy", processing.GroupBy(),
+               "GroupThreshold", processing.GroupThreshold(), "Cusum", processing.Cusum(), "EWMA",
+               processing.EWMA(), "EWMAWeight", processing.EWMAWeight(), "Economic",
+               processing.Economic(), "AQLValue", processing.AQLValue(), "AQLProducerRisk",
+               processing.AQLProducerRisk());
+}
+
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
+  return SettingsText("CCProcessing",
+                      JsonDocument([&](auto& json) { WriteProcessing(json, processing); }),
+                      options);
+}
+
+std::string ChartJson(const ChartDocument& document, const Names& names) {
+  const ChartRead& chart = document.chart;
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "Processing", chart.processing.get(), WriteProcessing);
+    ObjectMember(json, "DataSelect", chart.select.get(), WriteDataSelect);
+    json.Members("TotalSubgroups", chart.subgroups.total_subgroups, "TotalGroups",
+                 chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
+                 chart.sp_estimate, "SWEstimate", chart.sw_estimate);
+    WriteSubgroups(json, chart.subgroups.rows, names);
+    json.Objects(
+        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); },
+        Spread::Blocks);
+    const bool known = chart.tables_known;
+    WriteRows(json, "SpecLims", chart.spec_lims, known);
+    WriteRows(json, "CtrlLims", chart.ctrl_lims, known);
+    WriteRows(json, "DefOpps", chart.def_opps, known);
+    if (known) {
+      WriteGroups(json, chart.subgroups.rows);
+      WriteStreams(json, document.streams, names);
+    } else {
+      json.NullMember("Groups");
+      json.NullMember("Streams");
+    }
+    ObjectMember(json, "AcceptanceLimits", document.acceptance ? &*document.acceptance : nullptr,
+                 WriteAcceptance);
+    WriteNotes(json, document.notes);
+  });
 }
 
 }  // namespace orvspc::render

@@ -10,9 +10,12 @@
 
 #include "chart/CCProcessing.h"
 #include "chart/CCResults.h"
+#include "host/render/chart/ChartView.h"
 #include "host/render/core/Words.h"
 #include "host/render/data/DataReading.h"
+#include "platform/Dom.h"
 #include "platform/LimitTable.h"
+#include "platform/Reports.h"
 #include "select/DataSelect.h"
 
 // Everything that a result object can give, read once into plain values, so that pictures and
@@ -33,25 +36,26 @@ struct GraphRead {
   std::vector<std::vector<Rule>> c_rules, rules;  // one list a point
 };
 
-// take(name, array) for each array of numbers, with the names and in the order of documents.
+// take(name, member, getter) for each array of numbers: its name in documents, in their order,
+// where it is kept, and how the result answers it.
 template <class Take>
-void ForEachArray(const GraphRead& graph, Take take) {
-  take("SGSizes", graph.sg_sizes);
-  take("Points", graph.points);
-  take("cOOCs", graph.c_oocs);
-  take("OOCs", graph.oocs);
-  take("OOSs", graph.ooss);
-  take("AFlags", graph.a_flags);
-  take("EFlags", graph.e_flags);
-  take("USLs", graph.usls);
-  take("Targets", graph.targets);
-  take("LSLs", graph.lsls);
-  take("cUCLs", graph.c_ucls);
-  take("cCLs", graph.c_cls);
-  take("cLCLs", graph.c_lcls);
-  take("UCLs", graph.ucls);
-  take("Cls", graph.cls);
-  take("LCLs", graph.lcls);
+void ForEachArray(Take take) {
+  take("SGSizes", &GraphRead::sg_sizes, &CCGraphData::GetSizes);
+  take("Points", &GraphRead::points, &CCGraphData::GetPoints);
+  take("cOOCs", &GraphRead::c_oocs, &CCGraphData::GetcOOCs);
+  take("OOCs", &GraphRead::oocs, &CCGraphData::GetOOCs);
+  take("OOSs", &GraphRead::ooss, &CCGraphData::GetOOSs);
+  take("AFlags", &GraphRead::a_flags, &CCGraphData::GetAFlags);
+  take("EFlags", &GraphRead::e_flags, &CCGraphData::GetEFlags);
+  take("USLs", &GraphRead::usls, &CCGraphData::GetUSLs);
+  take("Targets", &GraphRead::targets, &CCGraphData::GetTargets);
+  take("LSLs", &GraphRead::lsls, &CCGraphData::GetLSLs);
+  take("cUCLs", &GraphRead::c_ucls, &CCGraphData::GetcUCLs);
+  take("cCLs", &GraphRead::c_cls, &CCGraphData::GetcCLs);
+  take("cLCLs", &GraphRead::c_lcls, &CCGraphData::GetcLCLs);
+  take("UCLs", &GraphRead::ucls, &CCGraphData::GetUCLs);
+  take("Cls", &GraphRead::cls, &CCGraphData::GetCLs);
+  take("LCLs", &GraphRead::lcls, &CCGraphData::GetLCLs);
 }
 
 // A row of a limit table: column and value, in the table's order.
@@ -104,5 +108,34 @@ inline constexpr Word kGraph3Words[] = {
     {"none", ccGraph3None}, {"range", ccGraph3Range}, {"sd", ccGraph3Sd}};
 // The word for such a type; its number when it has none.
 std::string GraphWord(std::int32_t graph, std::int32_t type);
+
+inline constexpr std::int32_t kNotKnown = -1;
+
+// A chart with what the engine reported beside it.
+struct ChartDocument : ChartReport {
+  ChartRead chart;
+  std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
+  std::vector<Note> notes;
+};
+
+std::string ChartJson(const ChartDocument& document, const Names& names);
+
+std::string ProcessingText(const CCProcessing& processing, const TextOptions& options = {});
+
+// Members of an open object.
+void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
+
+// What the renderers draw of a chart: the limits in force with the marks against them, titled by
+// what was asked for.
+ChartView MakeChartView(const ChartDocument& document, const Names& names);
+
+// "the upper specification limit (USL)" and so on for every bit that is set.
+std::vector<std::string> SpecificationTexts(std::int32_t flags);
+
+// A chart result as its XML tells it. Names, rule texts, groups and tables are not in the text;
+// what a picture needs of them is worked out again: groups from the settings and the rows, the
+// meaningful decimals from the text itself. Throws Failure as CCResults.SetXMLNode does, and with
+// the graph and the list where a list has another length than there are subgroups.
+ChartDocument ReadStoredChart(const platform::XmlNode& root);
 
 }  // namespace orvspc::render

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartView.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -8,7 +10,7 @@
 #include "host/render/chart/ChartLayout.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -81,19 +83,15 @@ class Picture {
   }
 
   void DrawBoundaries(const Panel& panel) {
-    if (view_.groups.size() > 1 && view_.groups.size() <= 80)
-      for (std::size_t g = 1; g < view_.groups.size(); ++g)
-        scene_.Line(layout_.X(g) - layout_.PlaceWidth() / 2, panel.top,
-                    layout_.X(g) - layout_.PlaceWidth() / 2, panel.bottom, "b");
-    if (!view_.groups.empty() || view_.streams.empty()) return;
-    std::size_t changes = 0;
-    for (std::size_t i = 1; i < view_.Count(); ++i)
-      changes += view_.streams[i] != view_.streams[i - 1];
-    if (changes == 0 || changes >= 12) return;
-    for (std::size_t i = 1; i < view_.Count(); ++i)
-      if (view_.streams[i] != view_.streams[i - 1])
-        scene_.Line(layout_.X(i) - layout_.PlaceWidth() / 2, panel.top,
-                    layout_.X(i) - layout_.PlaceWidth() / 2, panel.bottom, "b");
+    std::vector<std::size_t> begins;  // places
+    for (std::size_t g = 1; g < view_.groups.size(); ++g) begins.push_back(g);
+    for (std::size_t i = 1; i < view_.Count() && view_.groups.empty(); ++i)
+      if (view_.StreamOf(i) != view_.StreamOf(i - 1)) begins.push_back(i);
+    if (begins.size() >= (view_.groups.empty() ? 12 : 80)) return;
+    for (const std::size_t place : begins) {
+      const double x = layout_.X(place) - layout_.PlaceWidth() / 2;
+      scene_.Line(x, panel.top, x, panel.bottom, "b");
+    }
   }
 
   // Specification lines may lie off the scale; those parts are left out.
@@ -113,9 +111,9 @@ class Picture {
   }
 
   std::string Tip(const GraphView& graph, std::size_t i) const {
-    std::string tip = "#" + std::to_string(i + 1) + "  " + IsoTime(view_.stamps[i]) + "  " +
-                      Fixed(graph.points[i], graph.decimals);
-    if (i < graph.sizes.size()) tip += "  n = " + std::to_string(graph.sizes[i]);
+    std::string tip = fmt::format("#{}  {}  {}", i + 1, IsoTime(view_.stamps[i]),
+                                  Fixed(graph.points[i], graph.decimals));
+    if (i < graph.sizes.size()) tip += fmt::format("  n = {}", graph.sizes[i]);
     if (view_.stream_views.size() > 1)
       tip += "  " + view_.stream_views[static_cast<std::size_t>(view_.StreamOf(i))].name;
     if (!view_.Used(i)) tip += view_.flags[i] == 1 ? "  disabled" : "  incomplete";
@@ -241,8 +239,8 @@ class Picture {
       const double low = NewestValues(view_, graph.limits.lower)[s];
       const double high = NewestValues(view_, graph.limits.upper)[s];
       if (std::isfinite(low) || std::isfinite(high))
-        text += "; " + graph.symbol + " " + Fixed(low, graph.decimals) + " to " +
-                Fixed(high, graph.decimals);
+        text += fmt::format("; {} {} to {}", graph.symbol, Fixed(low, graph.decimals),
+                            Fixed(high, graph.decimals));
     }
     return text;
   }
@@ -276,13 +274,12 @@ class Picture {
       lines.push_back({"p", StreamLetter(s) + "  " + view_.stream_views[s].name + StreamText(s),
                        static_cast<std::int32_t>(s)});
     if (streams > kMaxStreams)
-      lines.push_back({"", "and " + std::to_string(streams - kMaxStreams) +
-                               " more streams; the tooltip of a point names its own"});
+      lines.push_back({"", fmt::format("and {} more streams; the tooltip of a point names its own",
+                                       streams - kMaxStreams)});
     for (const auto& broken : RulesBroken(view_))
-      lines.push_back({"m", "rule " + std::to_string(broken.rule.number) +
-                                (broken.rule.text.empty() ? "" : ": " + broken.rule.text) + " (" +
-                                std::to_string(broken.points) +
-                                (broken.points == 1 ? " point)" : " points)")});
+      lines.push_back({"m", fmt::format("rule {}{} ({})", broken.rule.number,
+                                        broken.rule.text.empty() ? "" : ": " + broken.rule.text,
+                                        Counted(broken.points, "point"))});
     bool outside = false, unused = false, several = false;
     for (const auto& graph : view_.graphs)
       for (const auto& mark : graph.marks) {
@@ -313,9 +310,5 @@ class Picture {
 }  // namespace
 
 Scene ChartScene(const ChartView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderChartSvg(const ChartView& view, bool embedded) {
-  return WriteSvg(ChartScene(view, embedded));
-}
 
 }  // namespace orvspc::render

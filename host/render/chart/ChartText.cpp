@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartView.h"
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -7,6 +7,8 @@
 #include <limits>
 
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/chart/ChartView.h"
+#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
@@ -25,22 +27,8 @@ struct Cell {
   const char* text = " ";
 };
 
-const char* Colour(Layer layer) {
-  switch (layer) {
-    case kMarked:
-      return "\x1b[1;31m";
-    case kPoint:
-      return "\x1b[1;34m";
-    case kLimit:
-      return "\x1b[31m";
-    case kSpecification:
-      return "\x1b[35m";
-    case kUnused:
-      return "\x1b[2m";
-    default:
-      return nullptr;
-  }
-}
+constexpr const char* kColours[] = {nullptr,   "\x1b[35m",   "\x1b[31m",  nullptr,
+                                    "\x1b[2m", "\x1b[1;34m", "\x1b[1;31m"};  // by layer
 
 class Plot {
  public:
@@ -117,10 +105,8 @@ class Plot {
   // Room for the limits' values on the right.
   static std::size_t Gutter(const GraphView& graph) {
     std::size_t widest = 8;
-    for (const auto* values :
-         {&graph.limits.upper, &graph.limits.centre, &graph.limits.lower,
-          &graph.specification.upper, &graph.specification.centre, &graph.specification.lower})
-      if (!values->empty()) widest = std::max(widest, Width(Fixed(values->back(), graph.decimals)));
+    for (const auto& [name, values, specification] : LinesOf(graph))
+      if (!values.empty()) widest = std::max(widest, Width(Fixed(values.back(), graph.decimals)));
     return widest + 9;
   }
 
@@ -188,17 +174,10 @@ class Plot {
         return;
       }
     };
-    const auto specification = [&](const std::vector<double>& values) {
-      return std::min(DecimalsOf(values), graph.decimals);
-    };
-    if (view_.stream_views.size() <= 1) {
-      add("UCL", graph.limits.upper, graph.decimals);
-      add("CL", graph.limits.centre, graph.decimals);
-      add("LCL", graph.limits.lower, graph.decimals);
+    for (const auto& [name, values, specification] : LinesOf(graph)) {
+      if (specification) add(name, values, std::min(DecimalsOf(values), graph.decimals));
+      if (!specification && view_.stream_views.size() <= 1) add(name, values, graph.decimals);
     }
-    add("USL", graph.specification.upper, specification(graph.specification.upper));
-    add("Target", graph.specification.centre, specification(graph.specification.centre));
-    add("LSL", graph.specification.lower, specification(graph.specification.lower));
     return labels;
   }
 
@@ -216,7 +195,7 @@ class Plot {
       const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
       for (std::size_t c = 0; c < last; ++c) {
         const Cell& cell = cells_[row * plot_ + c];
-        line += out_.InColour(Colour(cell.layer), cell.text);
+        line += out_.InColour(kColours[cell.layer], cell.text);
       }
       if (!right[row].empty()) line += " " + right[row];
       out_.Painted(line);
@@ -330,10 +309,7 @@ class Plot {
     if (!std::isfinite(estimate.value)) return;
     std::string text = "  " + Padded(name, 13) + Significant(estimate.value, 7);
     if (!estimate.name.empty()) text += "   by " + estimate.name;
-    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
-      text += ", constant " + Significant(estimate.constant, 7);
-    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
-    out_.Line(text, 15);
+    out_.Line(text + BasisText(estimate), 15);
   }
 
   void Marks() {
@@ -347,13 +323,13 @@ class Plot {
         const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
                                        [](const RuleHit& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
-        out_.Line(
-            "  " + Padded(graph.symbol, 6) + " #" + Padded(std::to_string(mark.point + 1), 5) +
-                IsoTime(view_.stamps[mark.point]) + "  " +
-                Fixed(graph.points[mark.point], graph.decimals) + "  " +
-                (view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "") +
-                (named ? "rule " + RuleNumbers(mark) + ": " : "") + MarkText(mark),
-            16);
+        out_.Line(fmt::format(
+                      "  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),
+                      Padded(std::to_string(mark.point + 1), 5), IsoTime(view_.stamps[mark.point]),
+                      Fixed(graph.points[mark.point], graph.decimals),
+                      view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "",
+                      named ? "rule " + RuleNumbers(mark) + ": " : "", MarkText(mark)),
+                  16);
       }
     if (total > kMaxMarks) out_.Line("  ... and " + std::to_string(total - kMaxMarks) + " more");
   }
@@ -366,10 +342,52 @@ class Plot {
   std::vector<Cell> cells_;
 };
 
+void WriteEstimates(Page& page, const ChartView& view) {
+  Table table{"Estimates", {"stream", "estimate", "#value", "estimator", "#constant", "#used"}};
+  const auto add = [&](const std::string& stream, const char* what, const Estimate& estimate) {
+    if (estimate.name.empty() && !std::isfinite(estimate.value)) return;
+    const bool constant = std::isfinite(estimate.constant) && estimate.constant != 0.0;
+    table.rows.push_back({stream, what, Significant(estimate.value, 8), estimate.name,
+                          constant ? Significant(estimate.constant, 8) : "",
+                          estimate.used > 0 ? std::to_string(estimate.used) : ""});
+  };
+  for (const auto& stream : view.stream_views) {
+    add(stream.name, "mean", stream.mean);
+    add(stream.name, "sigma of one piece (SP)", stream.sp);
+    add(stream.name, "sigma within (SW)", stream.sw);
+  }
+  page.Write(table);
+}
+
+void WriteMarks(Page& page, const ChartView& view) {
+  Table table{"Marked points",
+              {"graph", "#point", "time (UTC)", "stream", "#value", "rule", "what it means"}};
+  for (const auto& graph : view.graphs)
+    for (const auto& mark : graph.marks)
+      table.rows.push_back(
+          {graph.symbol, std::to_string(mark.point + 1), IsoTime(view.stamps[mark.point]),
+           view.stream_views.empty()
+               ? ""
+               : view.stream_views[static_cast<std::size_t>(view.StreamOf(mark.point))].name,
+           Fixed(graph.points[mark.point], graph.decimals), RuleNumbers(mark), MarkText(mark)});
+  page.Write(table);
+  if (!table.rows.empty()) return;
+  page.Heading(table.title);
+  page.Paragraph("sub", "No point breaks a run rule or a specification limit.");
+}
+
 }  // namespace
 
 std::string RenderChartText(const ChartView& view, const TextOptions& options) {
   return Plot(view, options).Write();
+}
+
+std::string RenderChartHtml(const ChartView& view) {
+  Page page(view, ChartScene(view, true));
+  if (view.Count() == 0) return page.Text();
+  WriteEstimates(page, view);
+  WriteMarks(page, view);
+  return page.Text();
 }
 
 }  // namespace orvspc::render

@@ -10,6 +10,16 @@
 
 namespace orvspc::render {
 
+std::array<NamedLine, 6> LinesOf(const GraphView& graph) {
+  const LineSet &limits = graph.limits, &specification = graph.specification;
+  return {{{"UCL", limits.upper, false},
+           {"CL", limits.centre, false},
+           {"LCL", limits.lower, false},
+           {"USL", specification.upper, true},
+           {"Target", specification.centre, true},
+           {"LSL", specification.lower, true}}};
+}
+
 std::vector<std::size_t> Places(const ChartView& view) {
   std::vector<std::size_t> places(view.Count());
   for (std::size_t i = 0; i < places.size(); ++i) places[i] = i;
@@ -91,8 +101,7 @@ std::string AxisTimes::Text(std::int64_t stamp) const {
 }
 
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
-  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1),
-                             std::numeric_limits<double>::quiet_NaN());
+  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1), kNaN);
   for (std::size_t i = 0; i < line.size(); ++i) {
     const auto stream = static_cast<std::size_t>(view.StreamOf(i));
     if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];
@@ -116,14 +125,11 @@ Range AxisRange(const GraphView& graph) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   Range range{kInfinity, -kInfinity};
   Widen(range, graph.points);
-  Widen(range, graph.limits.upper);
-  Widen(range, graph.limits.centre);
-  Widen(range, graph.limits.lower);
-
   Range with_specification = range;
-  Widen(with_specification, graph.specification.upper);
-  Widen(with_specification, graph.specification.centre);
-  Widen(with_specification, graph.specification.lower);
+  for (const auto& line : LinesOf(graph)) {
+    if (!line.specification) Widen(range, line.values);
+    Widen(with_specification, line.values);
+  }
   const double width = range.high - range.low;
   if (!(width > 0.0) || with_specification.high - with_specification.low <= 3.0 * width)
     range = with_specification;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -45,6 +46,14 @@ struct GraphView {
   int decimals = 4;                 // of a limit's value
   bool from_zero = false;           // never negative: the axis does not go below 0
 };
+
+// The lines of a graph with their names, limits first.
+struct NamedLine {
+  const char* name;
+  const std::vector<double>& values;
+  bool specification;
+};
+std::array<NamedLine, 6> LinesOf(const GraphView& graph);
 
 // One (part, process, test). Points of different streams are never joined by a line.
 struct StreamView {
@@ -112,7 +121,9 @@ std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView
 
 // embedded: for use inside a page, without title lines and notes.
 Scene ChartScene(const ChartView& view, bool embedded = false);
-std::string RenderChartSvg(const ChartView& view, bool embedded = false);
+inline std::string RenderChartSvg(const ChartView& view, bool embedded = false) {
+  return WriteSvg(ChartScene(view, embedded));
+}
 // The picture, the estimates with where they come from, the marked points with the rules' texts,
 // the notes.
 std::string RenderChartHtml(const ChartView& view);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/compliance/ComplianceReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <tuple>
 
@@ -15,35 +16,50 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+// The figures of a row in the order of documents.
+struct Figure {
+  const char* key;
+  double ComplianceRow::*member;
+  double (SCResults::*get)() const;
+};
+constexpr Figure kFigures[] = {
+    {"MinimumValue", &ComplianceRow::minimum, &SCResults::MinimumValue},
+    {"MaximumValue", &ComplianceRow::maximum, &SCResults::MaximumValue},
+    {"AverageValue", &ComplianceRow::average, &SCResults::AverageValue},
+    {"StandardDeviation", &ComplianceRow::deviation, &SCResults::StandardDeviation},
+    {"PP", &ComplianceRow::pp, &SCResults::PP},
+    {"PPK", &ComplianceRow::ppk, &SCResults::PPK},
+    {"PercentAboveUSL", &ComplianceRow::above_usl, &SCResults::PercentAboveUSL},
+    {"PercentBelowLSL", &ComplianceRow::below_lsl, &SCResults::PercentBelowLSL},
+    {"PercentOOS", &ComplianceRow::oos, &SCResults::PercentOOS},
+    {"PPM", &ComplianceRow::ppm, &SCResults::PPM},
+    {"PercentAboveLSC", &ComplianceRow::above_lsc, &SCResults::PercentAboveLSC},
+    {"PercentBelowLSC", &ComplianceRow::below_lsc, &SCResults::PercentBelowLSC},
+    {"PercentBelowMAVL", &ComplianceRow::below_mavl, &SCResults::PercentBelowMAVL},
+    {"PercentBelowT1L", &ComplianceRow::below_t1l, &SCResults::PercentBelowT1L},
+    {"PercentBelowT2L", &ComplianceRow::below_t2l, &SCResults::PercentBelowT2L},
+    {"PercentAboveMAVU", &ComplianceRow::above_mavu, &SCResults::PercentAboveMAVU},
+    {"PercentAboveT1U", &ComplianceRow::above_t1u, &SCResults::PercentAboveT1U},
+    {"PercentAboveT2U", &ComplianceRow::above_t2u, &SCResults::PercentAboveT2U},
+};
 
 // The engine writes 0 where a figure cannot be worked out; which those are follows from the others.
 void TakeAwayUndefined(ComplianceRow& row) {
-  if (row.test_count < 2) row.deviation = kNone;
+  if (row.test_count < 2) row.deviation = kNaN;
   // With one limit PP is the index of that side.
   if (!(row.deviation > 0.0) || (std::isnan(row.above_usl) && std::isnan(row.below_lsl)))
-    row.pp = row.ppk = kNone;
+    row.pp = row.ppk = kNaN;
 }
 
 void WriteRow(JsonWriter& json, const ComplianceRow& row) {
   json.Members("ResultType", row.result_type, "Part", row.part, "Process", row.process, "Test",
                row.test, "StateType", row.state_type, "State", row.state, "SmplReq",
                row.requirement);
-  if (row.result_type == kDetail) {
-    json.Member("StartTime", IsoTime(row.start));
-  } else {
-    json.NullMember("StartTime");
-  }
+  json.MemberIf(row.result_type == kDetail, "StartTime", IsoTime(row.start));
   json.Members("Duration", row.duration, "SamplesCollected", row.collected, "SamplesMissed",
                row.missed, "SamplesExpected", row.expected, "PercentComplete", row.percent_complete,
-               "TestCount", row.test_count, "MinimumValue", row.minimum, "MaximumValue",
-               row.maximum, "AverageValue", row.average, "StandardDeviation", row.deviation, "PP",
-               row.pp, "PPK", row.ppk, "PercentAboveUSL", row.above_usl, "PercentBelowLSL",
-               row.below_lsl, "PercentOOS", row.oos, "PPM", row.ppm, "PercentAboveLSC",
-               row.above_lsc, "PercentBelowLSC", row.below_lsc, "PercentBelowMAVL", row.below_mavl,
-               "PercentBelowT1L", row.below_t1l, "PercentBelowT2L", row.below_t2l,
-               "PercentAboveMAVU", row.above_mavu, "PercentAboveT1U", row.above_t1u,
-               "PercentAboveT2U", row.above_t2u);
+               "TestCount", row.test_count);
+  for (const auto& figure : kFigures) json.Member(figure.key, row.*figure.member);
 }
 
 SampleCount CountOf(const ComplianceRow& row) { return {row.expected, row.collected, row.missed}; }
@@ -110,66 +126,45 @@ double SampleCount::Percent() const {
 }
 
 std::string CountText(const SampleCount& count) {
-  return std::to_string(count.collected) + " of " + std::to_string(count.expected) +
-         " expected samples, " + std::to_string(count.missed) + " missed, " +
-         Fixed(count.Percent(), 1) + " %";
+  return fmt::format("{} of {} expected samples, {} missed, {} %", count.collected, count.expected,
+                     count.missed, Fixed(count.Percent(), 1));
 }
 
 std::vector<ComplianceRow> ReadCompliance(SCResults& results) {
-  std::vector<ComplianceRow> rows;
-  for (bool found = results.MoveFirst(); found; found = results.MoveNext()) {
-    ComplianceRow row{results.ResultType(),
-                      results.StateType(),
-                      results.Part(),
-                      results.Process(),
-                      results.Test(),
-                      results.State(),
-                      results.SmplReq(),
-                      platform::DateToTimeStamp(results.StartTime()),
-                      results.Duration(),
-                      results.SamplesCollected(),
-                      results.SamplesMissed(),
-                      results.SamplesExpected(),
-                      results.PercentComplete(),
-                      results.TestCount(),
-                      results.MinimumValue(),
-                      results.MaximumValue(),
-                      results.AverageValue(),
-                      results.StandardDeviation(),
-                      results.PP(),
-                      results.PPK(),
-                      results.PercentAboveUSL(),
-                      results.PercentBelowLSL(),
-                      results.PercentOOS(),
-                      results.PPM(),
-                      results.PercentAboveLSC(),
-                      results.PercentBelowLSC(),
-                      results.PercentBelowMAVL(),
-                      results.PercentBelowT1L(),
-                      results.PercentBelowT2L(),
-                      results.PercentAboveMAVU(),
-                      results.PercentAboveT1U(),
-                      results.PercentAboveT2U()};
+  return ReadRows(results, [&] {
+    ComplianceRow row;
+    row.result_type = results.ResultType();
+    row.state_type = results.StateType();
+    row.part = results.Part();
+    row.process = results.Process();
+    row.test = results.Test();
+    row.state = results.State();
+    row.requirement = results.SmplReq();
+    row.start = platform::DateToTimeStamp(results.StartTime());
+    row.duration = results.Duration();
+    row.collected = results.SamplesCollected();
+    row.missed = results.SamplesMissed();
+    row.expected = results.SamplesExpected();
+    row.percent_complete = results.PercentComplete();
+    row.test_count = results.TestCount();
+    for (const auto& figure : kFigures) row.*figure.member = (results.*figure.get)();
     TakeAwayUndefined(row);
-    rows.push_back(std::move(row));
-  }
-  return rows;
+    return row;
+  });
 }
 
 std::string ComplianceJson(const ComplianceDocument& document) {
-  JsonWriter json;
-  json.BeginObject();
-  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
-  json.Objects("Rows", document.rows, [&](const ComplianceRow& row) { WriteRow(json, row); });
-  json.Objects("Shifts", document.shifts, [&](const ShiftRow& row) {
-    json.Members("Process", row.process, "Day", row.day, "Shift", row.shift, "Start",
-                 IsoTime(row.start), "End", IsoTime(row.end), "SamplesCollected",
-                 row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
-                 row.count.expected);
+  return JsonDocument([&](JsonWriter& json) {
+    json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
+    json.Objects("Rows", document.rows, [&](const ComplianceRow& row) { WriteRow(json, row); });
+    json.Objects("Shifts", document.shifts, [&](const ShiftRow& row) {
+      json.Members("Process", row.process, "Day", row.day, "Shift", row.shift, "Start",
+                   IsoTime(row.start), "End", IsoTime(row.end), "SamplesCollected",
+                   row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
+                   row.count.expected);
+    });
+    WriteNotes(json, document.notes);
   });
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
 }
 
 ComplianceView MakeComplianceView(const ComplianceDocument& document) {

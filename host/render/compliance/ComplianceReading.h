@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/render/compliance/ComplianceView.h"
-#include "host/render/data/DataJson.h"
+#include "host/render/data/DataReading.h"
 #include "summary/SCResults.h"
 
 // What an analysis of sampling compliance gave, read once into plain values.

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Compliance as a picture: the requirements as a table with bars, and a map of shifts by days for
 // each process.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <iterator>
 
 #include "host/render/compliance/ComplianceView.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -67,11 +68,11 @@ class Picture {
     std::vector<std::string> lines;
     const std::size_t maps = view_.maps.size(), days = maps == 0 ? 0 : view_.maps[0].days.size();
     if (days > kMaxDays)
-      lines.push_back("the newest " + std::to_string(kMaxDays) + " of " + std::to_string(days) +
-                      " days; a range of time shows others");
+      lines.push_back(
+          fmt::format("the newest {} of {} days; a range of time shows others", kMaxDays, days));
     if (maps > kMaxMaps)
-      lines.push_back("and " + std::to_string(maps - kMaxMaps) +
-                      " more processes; a selection shows them");
+      lines.push_back(
+          fmt::format("and {} more processes; a selection shows them", maps - kMaxMaps));
     return lines;
   }
 
@@ -193,10 +194,6 @@ class Picture {
 
 Scene ComplianceScene(const ComplianceView& view, bool embedded) {
   return Picture(view, embedded).Draw();
-}
-
-std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
-  return WriteSvg(ComplianceScene(view, embedded));
 }
 
 }  // namespace orvspc::render

@@ -62,7 +62,9 @@ std::string CountText(const SampleCount& count);
 
 // embedded: for use inside a page, without title line and notes.
 Scene ComplianceScene(const ComplianceView& view, bool embedded = false);
-std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false);
+inline std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false) {
+  return WriteSvg(ComplianceScene(view, embedded));
+}
 // The picture and every row.
 std::string RenderComplianceHtml(const ComplianceView& view);
 // The requirements, the shifts, and where most samples were missed.

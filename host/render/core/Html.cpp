@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include "host/render/core/Assets.h"
-#include "host/render/core/Markup.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/PlainText.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 

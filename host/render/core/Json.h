@@ -6,11 +6,16 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "platform/Reports.h"
 
 namespace orvspc::render {
+
+// How an array of objects is laid out: all of them on one line, each on a line of its own, or each
+// with its members on lines of their own.
+enum class Spread { None, Lines, Blocks };
 
 // Writes one JSON document. Objects put each member on a line of its own, arrays of numbers stand
 // on one line. Doubles are the shortest text that reads back as the same double; a double that is
@@ -39,6 +44,10 @@ class JsonWriter {
   void Value(Integer value) {
     Raw(std::to_string(value));
   }
+  // Of an enumeration the number.
+  template <class Enumeration>
+  requires std::is_enum_v<Enumeration>
+  void Value(Enumeration value) { Value(static_cast<std::int32_t>(value)); }
   void Null() { Raw("null"); }
   template <class Element>
   void Value(std::span<const Element> values) {
@@ -61,6 +70,11 @@ class JsonWriter {
     Key(key);
     Null();
   }
+  // null where the value is not given.
+  template <class Type>
+  void MemberIf(bool given, std::string_view key, const Type& value) {
+    given ? Member(key, value) : NullMember(key);
+  }
 
   // Members of an open object: key and value in turn.
   template <class Type, class... Rest>
@@ -76,14 +90,14 @@ class JsonWriter {
     write();
     EndObject();
   }
-  // A member that is an array of objects; write(item) writes the members of one. lines: each object
-  // has a line of its own.
+  // A member that is an array of objects; write(item) writes the members of one.
   template <class Items, class Write>
-  void Objects(std::string_view key, const Items& items, Write write, bool lines = true) {
+  void Objects(std::string_view key, const Items& items, Write write,
+               Spread spread = Spread::Lines) {
     Key(key);
-    BeginArray(!lines);
+    BeginArray(spread == Spread::None);
     for (const auto& item : items) {
-      BeginObject(true);
+      BeginObject(spread != Spread::Blocks);
       write(item);
       EndObject();
     }
@@ -109,19 +123,18 @@ class JsonWriter {
   bool after_key_ = false;
 };
 
-// A document of one object.
-template <class Object>
-std::string ObjectJson(const Object& object, void (*write)(JsonWriter&, const Object&)) {
+// A document of one object, whose members write(json) writes.
+template <class Write>
+std::string JsonDocument(Write write) {
   JsonWriter json;
   json.BeginObject();
-  write(json, object);
+  write(json);
   json.EndObject();
   return json.Text();
 }
 // null where there is no object, else the members that write() writes.
-template <class Object>
-void ObjectMember(JsonWriter& json, const char* key, const Object* object,
-                  void (*write)(JsonWriter&, const Object&)) {
+template <class Object, class Write>
+void ObjectMember(JsonWriter& json, const char* key, const Object* object, Write write) {
   if (object == nullptr) return json.NullMember(key);
   json.Object(key, [&] { write(json, *object); });
 }

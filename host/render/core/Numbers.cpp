@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Numbers.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -12,27 +14,33 @@ namespace {
 
 constexpr const char* kNone = "\xE2\x80\x93";  // en dash
 
-std::string Convert(double value, std::chars_format format, int precision) {
-  char buffer[400];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value, format, precision);
-  return error == std::errc() ? std::string(buffer, end) : std::string(kNone);
-}
-
-std::string TwoDigits(std::int64_t value) {
-  const std::string text = std::to_string(value);
-  return text.size() < 2 ? "0" + text : text;
-}
-
 std::chrono::sys_seconds Time(std::int64_t stamp) {
   return std::chrono::sys_seconds(std::chrono::seconds(stamp));
+}
+
+constexpr std::int64_t kHour = 3600, kDay = 86400;
+
+std::int64_t FloorTo(std::int64_t stamp, std::int64_t step) {
+  const std::int64_t rest = stamp % step;
+  return stamp - (rest < 0 ? rest + step : rest);
+}
+
+// The least round step with at most so many marks.
+std::int64_t StepOf(std::int64_t length, std::size_t most) {
+  constexpr std::int64_t kSteps[] = {
+      60,   300,      600,      1800,      kHour,     2 * kHour, 3 * kHour,  6 * kHour, 12 * kHour,
+      kDay, 2 * kDay, 7 * kDay, 14 * kDay, 28 * kDay, 91 * kDay, 182 * kDay, 364 * kDay};
+  for (const std::int64_t step : kSteps)
+    if (length / step < static_cast<std::int64_t>(most)) return step;
+  return 364 * kDay * (1 + length / (364 * kDay * static_cast<std::int64_t>(most)));
 }
 
 }  // namespace
 
 std::string Fixed(double value, int decimals) {
   if (!std::isfinite(value)) return kNone;
-  if (std::abs(value) >= 1e12) return Convert(value, std::chars_format::scientific, 5);
-  std::string text = Convert(value, std::chars_format::fixed, std::clamp(decimals, 0, 12));
+  if (std::abs(value) >= 1e12) return fmt::format("{:.5e}", value);
+  std::string text = fmt::format("{:.{}f}", value, std::clamp(decimals, 0, 12));
   // A tiny negative value must not read as minus zero.
   if (text.front() == '-' && text.find_first_not_of("-0.") == std::string::npos) text.erase(0, 1);
   return text;
@@ -46,8 +54,7 @@ std::string Shortest(double value) {
 }
 
 std::string Significant(double value, int digits) {
-  if (!std::isfinite(value)) return kNone;
-  return Convert(value, std::chars_format::general, digits);
+  return std::isfinite(value) ? fmt::format("{:.{}g}", value, digits) : kNone;
 }
 
 int DecimalsOf(std::span<const double> values) {
@@ -95,20 +102,34 @@ Ticks RoundTicks(double low, double high, int count) {
 
 std::string DayText(std::int64_t stamp) {
   const std::chrono::year_month_day day(std::chrono::floor<std::chrono::days>(Time(stamp)));
-  return std::to_string(static_cast<int>(day.year())) + "-" +
-         TwoDigits(static_cast<unsigned>(day.month())) + "-" +
-         TwoDigits(static_cast<unsigned>(day.day()));
+  return fmt::format("{}-{:02}-{:02}", static_cast<int>(day.year()),
+                     static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
 }
 
 std::string ClockText(std::int64_t stamp) {
   const auto time = Time(stamp);
   const auto seconds = (time - std::chrono::floor<std::chrono::days>(time)).count();
-  return TwoDigits(seconds / 3600) + ":" + TwoDigits(seconds / 60 % 60);
+  return fmt::format("{:02}:{:02}", seconds / 3600, seconds / 60 % 60);
 }
 
 std::string IsoTime(std::int64_t stamp) {
   const std::int64_t second = ((stamp % 60) + 60) % 60;
-  return DayText(stamp) + "T" + ClockText(stamp) + ":" + TwoDigits(second);
+  return fmt::format("{}T{}:{:02}", DayText(stamp), ClockText(stamp), second);
+}
+
+TimeTicks RoundTimes(std::int64_t start, std::int64_t end, std::size_t most) {
+  TimeTicks times;
+  const std::int64_t step = StepOf(end - start, std::max<std::size_t>(most, 1));
+  // Steps of weeks begin on a Monday, which 1970-01-05 was.
+  const std::int64_t origin = step % (7 * kDay) == 0 ? 4 * kDay : 0;
+  for (std::int64_t stamp = FloorTo(start - 1 - origin, step) + origin + step; stamp <= end;
+       stamp += step)
+    times.ticks.emplace_back(stamp,
+                             FloorTo(stamp, kDay) == stamp ? DayText(stamp) : ClockText(stamp));
+  if ((end - start) / kDay <= 62)
+    for (std::int64_t day = FloorTo(start, kDay) + kDay; day < end; day += kDay)
+      times.days.push_back(day);
+  return times;
 }
 
 }  // namespace orvspc::render

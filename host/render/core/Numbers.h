@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
+
+#include "platform/NaN.h"
 
 // Numbers and times as people read them. The decimal point is a point whatever the locale says.
 namespace orvspc::render {
+
+using platform::kNaN;
 
 // "1.6930"; a value too large for plain notation in scientific; "–" (an en dash) for no number.
 std::string Fixed(double value, int decimals);
@@ -38,5 +43,13 @@ std::string IsoTime(std::int64_t stamp);
 // Parts of it: "2024-03-01", "08:00"
 std::string DayText(std::int64_t stamp);
 std::string ClockText(std::int64_t stamp);
+
+// Marks of a time axis between two stamps: round times with their texts, and where days begin
+// (none for more than two months).
+struct TimeTicks {
+  std::vector<std::pair<std::int64_t, std::string>> ticks;
+  std::vector<std::int64_t> days;
+};
+TimeTicks RoundTimes(std::int64_t start, std::int64_t end, std::size_t most);
 
 }  // namespace orvspc::render

@@ -34,4 +34,7 @@ std::string Shortened(std::string_view text, std::size_t width);
 // word that is longer than a line.
 std::vector<std::string> Wrapped(std::string text, std::size_t width, std::size_t indent = 0);
 
+// Text with the five characters of markup escaped, and what PlainText takes out as blanks.
+std::string EscapeMarkup(std::string_view text);
+
 }  // namespace orvspc::render

@@ -103,4 +103,11 @@ std::vector<std::string> NoteLines(const std::vector<Note>& notes);
 // style: "d", "dd" for lines, "p" for points.
 std::string StreamClass(const std::string& style, std::int32_t stream);
 
+// The scene as one SVG picture, without scripts or anything fetched from elsewhere. Texts are
+// escaped. Of an embedded one the XML declaration is left out.
+std::string WriteSvg(const Scene& scene);
+
+// A coordinate: two decimals at most.
+std::string Coordinate(double value);
+
 }  // namespace orvspc::render

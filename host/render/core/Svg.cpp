@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 #include <fmt/format.h>
 
@@ -7,8 +7,8 @@
 #include <iterator>
 
 #include "host/render/core/Assets.h"
-#include "host/render/core/Markup.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
 

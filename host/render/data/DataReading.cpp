@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/data/DataReading.h"
 
+#include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
 
 namespace orvspc::render {
@@ -15,34 +16,74 @@ std::string Trimmed(std::string text) {
   return text;
 }
 
-std::vector<TestRow> ReadTests(TestData& tests) {
-  std::vector<TestRow> rows;
-  if (!tests.MoveFirst()) return rows;
-  rows.reserve(static_cast<std::size_t>(tests.Count()));
-  do {
-    rows.push_back(
-        {tests.Sn(), tests.Tsno(), tests.Sbno(), tests.Def(), tests.Gage(), tests.Val()});
-  } while (tests.MoveNext());
-  return rows;
+SubgroupRow ReadSubgroup(SubgroupData& data) {
+  const auto tests = data.TestData();
+  const auto descriptors = data.DescriptorData();
+  const auto comments = data.CommentData();
+  SubgroupRow row{data.Sgrp(),
+                  data.Part(),
+                  data.Prcs(),
+                  data.Test(),
+                  data.Wkst(),
+                  data.Job(),
+                  data.Lot(),
+                  data.Shft(),
+                  data.Ptrv(),
+                  data.Empl(),
+                  data.Size(),
+                  data.Flag(),
+                  platform::DateToTimeStamp(data.Sgtm()),
+                  data.GroupIndex(),
+                  data.GroupID()};
+  row.tests = ReadRows(*tests, [&] {
+    return TestRow{tests->Sn(),  tests->Tsno(), tests->Sbno(),
+                   tests->Def(), tests->Gage(), tests->Val()};
+  });
+  row.descriptors = ReadRows(*descriptors, [&] {
+    return DescriptorRow{descriptors->Dsgp(), descriptors->Desc(), descriptors->Tsno()};
+  });
+  row.comments = ReadRows(*comments, [&] {
+    return CommentRow{Trimmed(comments->Empl()), Trimmed(comments->Note()), comments->Test(),
+                      comments->Tsno(), comments->Edtm()};
+  });
+  return row;
 }
 
-std::vector<DescriptorRow> ReadDescriptors(DescriptorData& descriptors) {
-  std::vector<DescriptorRow> rows;
-  if (!descriptors.MoveFirst()) return rows;
-  do {
-    rows.push_back({descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()});
-  } while (descriptors.MoveNext());
-  return rows;
+// Members of one subgroup, in an open object.
+void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names) {
+  json.Member("Sgrp", row.sgrp);
+  WriteItem(json, "Part", names, NameKind::Part, row.part);
+  WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
+  WriteItem(json, "Test", names, NameKind::Test, row.test);
+  json.Members("Wkst", row.wkst, "Job", row.job, "Lot", row.lot, "Shft", row.shft, "Ptrv", row.ptrv,
+               "Empl", row.empl, "Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag,
+               "GroupIndex", row.group_index, "GroupID", row.group_id);
+  json.Objects(
+      "Tests", row.tests,
+      [&](const TestRow& test) {
+        json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
+                     test.gage, "Val", test.value);
+      },
+      Spread::None);
 }
 
-std::vector<CommentRow> ReadComments(CommentData& comments) {
-  std::vector<CommentRow> rows;
-  if (!comments.MoveFirst()) return rows;
-  do {
-    rows.push_back({Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
-                    comments.Tsno(), comments.Edtm()});
-  } while (comments.MoveNext());
-  return rows;
+// Descriptors and comments of one subgroup.
+void WriteRemarks(JsonWriter& json, const SubgroupRow& row) {
+  json.Objects(
+      "Descriptors", row.descriptors,
+      [&](const DescriptorRow& descriptor) {
+        json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno",
+                     descriptor.tsno);
+      },
+      Spread::None);
+  json.Objects(
+      "Comments", row.comments,
+      [&](const CommentRow& comment) {
+        json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
+                     comment.tsno);
+        WriteDate(json, "Edtm", comment.edited);
+      },
+      Spread::None);
 }
 
 }  // namespace
@@ -53,31 +94,66 @@ SubgroupsRead ReadSubgroups(SubgroupData& data) {
   read.total_groups = data.TotalGroups();
   read.total_tests = data.TotalTests();
   read.total_descriptors = data.TotalDescriptors();
-  if (!data.MoveFirst()) return read;
-  read.rows.reserve(static_cast<std::size_t>(read.total_subgroups));
-  do {
-    SubgroupRow row{data.Sgrp(),
-                    data.Part(),
-                    data.Prcs(),
-                    data.Test(),
-                    data.Wkst(),
-                    data.Job(),
-                    data.Lot(),
-                    data.Shft(),
-                    data.Ptrv(),
-                    data.Empl(),
-                    data.Size(),
-                    data.Flag(),
-                    platform::DateToTimeStamp(data.Sgtm()),
-                    data.GroupIndex(),
-                    data.GroupID(),
-                    ReadTests(*data.TestData()),
-                    ReadDescriptors(*data.DescriptorData()),
-                    ReadComments(*data.CommentData())};
-    read.rows.push_back(std::move(row));
-  } while (data.MoveNext());
+  read.rows = ReadRows(data, [&] { return ReadSubgroup(data); });
   data.MoveFirst();
   return read;
+}
+
+void WriteDate(JsonWriter& json, const char* key, double date) {
+  // Date 0 is "not given" and lies before the first stamp.
+  json.MemberIf(date != 0.0, key, IsoTime(platform::DateToTimeStamp(date)));
+}
+
+void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
+               std::int32_t id) {
+  json.Members(key, id, key + "Name", names(kind, id));
+}
+
+void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
+  json.Members("IncludeEnabled", select.IncludeEnabled(), "IncludeIncomplete",
+               select.IncludeIncomplete(), "IncludeDisabled", select.IncludeDisabled(),
+               "MaximumItems", select.MaximumItems(), "Tsno", select.Tsno(), "DateRangeTimeType",
+               select.DateRangeTimeType(), "DateRangeInterval", select.DateRangeInterval(),
+               "DateRangePeriod", select.DateRangePeriod());
+  WriteDate(json, "DateRangeStart", select.DateRangeStart());
+  WriteDate(json, "DateRangeEnd", select.DateRangeEnd());
+  json.Members("IncludeVariableTests", select.IncludeVariableTests(), "IncludeDefectTests",
+               select.IncludeDefectTests(), "IncludeDefectiveTests",
+               select.IncludeDefectiveTests());
+  json.Key("Descriptors");
+  json.BeginArray();
+  const auto descriptors = select.Descriptors();
+  for (std::int32_t i = 0; i < descriptors->Count(); ++i) {
+    const auto descriptor = descriptors->Item(i);
+    json.BeginObject(true);
+    json.Members("Type", descriptor->DescriptorType(), "Filter", descriptor->FilterType(), "Group",
+                 descriptor->GroupID());
+    json.Key("Items");
+    json.BeginArray(true);
+    for (std::int32_t item = 1; item <= descriptor->ItemCount(); ++item)
+      json.Value(descriptor->ItemID(item));
+    json.EndArray();
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
+  json.Objects("Subgroups", rows, [&](const SubgroupRow& row) { WriteSubgroup(json, row, names); });
+}
+
+std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
+                     const std::vector<Note>& notes) {
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "DataSelect", select, WriteDataSelect);
+    json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
+                 "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
+    json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
+      WriteSubgroup(json, row, names);
+      WriteRemarks(json, row);
+    });
+    WriteNotes(json, notes);
+  });
 }
 
 }  // namespace orvspc::render

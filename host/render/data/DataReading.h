@@ -6,10 +6,21 @@
 #include <vector>
 
 #include "dataset/SubgroupData.h"
+#include "host/render/core/Json.h"
 #include "host/render/core/Names.h"
+#include "host/render/core/Text.h"
+#include "select/DataSelect.h"
 
 // Subgroups as plain values, read once, so that pictures and documents need no cursor.
 namespace orvspc::render {
+
+// What make() reads at each row of a cursor, from the first to the last.
+template <class Cursor, class Make>
+auto ReadRows(Cursor& cursor, Make make) {
+  std::vector<decltype(make())> rows;
+  for (bool found = cursor.MoveFirst(); found; found = cursor.MoveNext()) rows.push_back(make());
+  return rows;
+}
 
 struct TestRow {
   std::int32_t sn = 0, tsno = 0, sbno = 0, def = 0, gage = 0;
@@ -29,9 +40,9 @@ struct SubgroupRow {
                ptrv = 0, empl = 0, size = 0, flag = 0;
   std::int64_t stamp = 0;
   std::int32_t group_index = 0, group_id = 0;
-  std::vector<TestRow> tests;
-  std::vector<DescriptorRow> descriptors;
-  std::vector<CommentRow> comments;
+  std::vector<TestRow> tests = {};
+  std::vector<DescriptorRow> descriptors = {};
+  std::vector<CommentRow> comments = {};
 };
 
 struct SubgroupsRead {
@@ -39,5 +50,27 @@ struct SubgroupsRead {
   std::vector<SubgroupRow> rows;
 };
 SubgroupsRead ReadSubgroups(SubgroupData& data);
+
+// select may be null: rows whose selection is not known.
+std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
+                     const std::vector<Note>& notes);
+
+// Members of an open object.
+void WriteDataSelect(JsonWriter& json, const DataSelect& select);
+// "Subgroups" as charts have it: without descriptors and comments.
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names);
+// The identifier as key, and its name as "...Name".
+void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
+               std::int32_t id);
+// null for a date that is not given.
+void WriteDate(JsonWriter& json, const char* key, double date);
+
+// A table of subgroups for people: identifiers by name, values in the order of their pieces.
+std::string DataText(const SubgroupsRead& data, const Names& names,
+                     const TextOptions& options = {});
+
+// The members of an object's document without its punctuation, one setting a line.
+std::string SettingsText(const char* name, const std::string& json, const TextOptions& options);
+std::string DataSelectText(const DataSelect& select, const TextOptions& options = {});
 
 }  // namespace orvspc::render

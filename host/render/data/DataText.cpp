@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/data/DataText.h"
+#include "host/render/data/DataReading.h"
 
 #include <sstream>
 
@@ -63,7 +63,8 @@ std::string SettingsText(const char* name, const std::string& json, const TextOp
 }
 
 std::string DataSelectText(const DataSelect& select, const TextOptions& options) {
-  return SettingsText("DataSelect", ObjectJson(select, WriteDataSelect), options);
+  return SettingsText("DataSelect",
+                      JsonDocument([&](auto& json) { WriteDataSelect(json, select); }), options);
 }
 
 }  // namespace orvspc::render

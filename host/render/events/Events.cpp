@@ -2,10 +2,10 @@
 #include "host/render/events/Events.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/core/Words.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeStamp.h"
 
@@ -13,25 +13,20 @@ namespace orvspc::render {
 
 namespace {
 
-struct TypeWord {
-  std::int32_t type;
-  const char* word;
-};
-constexpr TypeWord kTypeWords[] = {
-    {etSubgroupAlarm, "subgroup-alarm"},
-    {etGeneral, "general"},
-    {etSamplingViolation, "sampling-violation"},
-    {etSubgroupDisable, "subgroup-disable"},
-    {etSubgroupDelete, "subgroup-delete"},
-    {etSubgroupEdit, "subgroup-edit"},
-    {etDonwtime, "downtime"},
+constexpr Word kTypeWords[] = {
+    {"subgroup-alarm", etSubgroupAlarm},
+    {"general", etGeneral},
+    {"sampling-violation", etSamplingViolation},
+    {"subgroup-disable", etSubgroupDisable},
+    {"subgroup-delete", etSubgroupDelete},
+    {"subgroup-edit", etSubgroupEdit},
+    {"downtime", etDonwtime},
 };
 
 std::int64_t StampOf(double date) { return platform::DateToTimeStamp(date); }
 
 void TimeMember(JsonWriter& json, const char* key, std::int64_t stamp) {
-  if (stamp == 0) return json.NullMember(key);
-  json.Member(key, IsoTime(stamp));
+  json.MemberIf(stamp != 0, key, IsoTime(stamp));
 }
 
 // "ACC: tool changed (Ann, 2024-03-01T08:00:00)"
@@ -54,20 +49,29 @@ std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* se
 }  // namespace
 
 std::vector<EventRow> ReadEvents(EventData& events) {
-  std::vector<EventRow> rows;
-  for (bool found = events.MoveFirst(); found; found = events.MoveNext()) {
-    rows.push_back({events.Evnt(), events.EventType(), events.Empl(), events.Prcs(), events.Part(),
-                    events.Test(), events.ACC(), events.ACCEmployee(), events.CAC(),
-                    events.CACEmployee(), events.Flag(), events.Name(), StampOf(events.EventTime()),
-                    StampOf(events.Sgtm()), StampOf(events.ACCTime()), StampOf(events.CACTime())});
-  }
-  return rows;
+  return ReadRows(events, [&] {
+    return EventRow{events.Evnt(),
+                    events.EventType(),
+                    events.Empl(),
+                    events.Prcs(),
+                    events.Part(),
+                    events.Test(),
+                    events.ACC(),
+                    events.ACCEmployee(),
+                    events.CAC(),
+                    events.CACEmployee(),
+                    events.Flag(),
+                    events.Name(),
+                    StampOf(events.EventTime()),
+                    StampOf(events.Sgtm()),
+                    StampOf(events.ACCTime()),
+                    StampOf(events.CACTime())};
+  });
 }
 
 std::string EventTypeWord(std::int32_t type) {
-  const auto found = std::find_if(std::begin(kTypeWords), std::end(kTypeWords),
-                                  [type](const TypeWord& word) { return word.type == type; });
-  return found == std::end(kTypeWords) ? "type " + std::to_string(type) : found->word;
+  const std::string word = WordOf(kTypeWords, type);
+  return word.empty() ? "type " + std::to_string(type) : word;
 }
 
 std::string OpenText(std::int32_t flag) {
@@ -101,13 +105,11 @@ void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Na
 }
 
 std::string EventsJson(const EventsDocument& document, const Names& names) {
-  JsonWriter json;
-  json.BeginObject();
-  ObjectMember(json, "DataSelect", document.select, WriteDataSelect);
-  WriteEvents(json, document.events, names);
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
+  return JsonDocument([&](JsonWriter& json) {
+    ObjectMember(json, "DataSelect", document.select, WriteDataSelect);
+    WriteEvents(json, document.events, names);
+    WriteNotes(json, document.notes);
+  });
 }
 
 Table EventsTable(const std::vector<EventRow>& events, const Names& names) {

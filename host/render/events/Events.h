@@ -7,7 +7,7 @@
 
 #include "dataset/EventData.h"
 #include "host/render/core/Text.h"
-#include "host/render/data/DataJson.h"
+#include "host/render/data/DataReading.h"
 
 // Process events as plain values, documents and tables.
 namespace orvspc::render {

@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "host/render/core/Json.h"
 #include "host/render/core/Words.h"
-#include "host/render/data/DataJson.h"
+#include "host/render/data/DataReading.h"
+#include "host/render/pareto/ParetoView.h"
 #include "pareto/PAResults.h"
 
 // Everything that a Pareto result can give, read once into plain values.
@@ -105,5 +107,14 @@ inline constexpr Word kBinTypeWords[] = {{"none", paBinTypeNone},
                                          {"event-type", paBinTypeEventType}};
 // "defect", "part-group"; empty for an unknown type.
 inline std::string BinTypeWord(std::int32_t type) { return WordOf(kBinTypeWords, type); }
+
+// The document of a Pareto result; docs/how-to/json.md tells every key.
+std::string ParetoJson(const ParetoDocument& document);
+
+// Members of an open object. Without levels theirs are null.
+void WriteParetoProcessing(JsonWriter& json, const PAProcessing& processing, bool levels);
+
+// names: of what the selection names, for the title.
+ParetoView MakeParetoView(const ParetoDocument& document, const Names& names);
 
 }  // namespace orvspc::render

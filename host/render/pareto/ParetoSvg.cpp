@@ -8,7 +8,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
+#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -131,9 +131,8 @@ class Picture {
     for (const auto& group : view_.groups) {
       if (!(group.value > 0.0)) continue;
       const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
-      scene_.Rectangle(
-          left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
-          group.name + ": " + ParetoValue(group.value) + ", " + Fixed(group.share, 1) + " %");
+      scene_.Rectangle(left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
+                       group.name + ": " + ParetoValue(group.value) + ", " + Percent(group.share));
       const std::string text = ParetoValue(group.value);
       if (group.last > group.first && WidthOf(text) < right - left)
         scene_.Text((left + right) / 2, AboveGroup(group), "b1", Anchor::Middle, text);
@@ -239,9 +238,5 @@ class Picture {
 }  // namespace
 
 Scene ParetoScene(const ParetoView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
-  return WriteSvg(ParetoScene(view, embedded));
-}
 
 }  // namespace orvspc::render

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoView.h"
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/pareto/ParetoView.h"
 
 namespace orvspc::render {
 
@@ -25,8 +27,6 @@ struct Row {
   const char* colour = nullptr;
   bool eighty = false;  // the 80 percent line follows
 };
-
-std::string Percent(double share) { return Fixed(share, 1) + " %"; }
 
 std::vector<Row> RowsOf(const ParetoView& view) {
   std::vector<Row> rows;
@@ -71,10 +71,10 @@ void WriteBars(TextWriter& out, const ParetoView& view) {
       for (long i = 0; i < length; ++i) bar += row.sign;
     }
     if (above && !row.name.empty()) out.Line(row.name, 4);
-    const std::string head = Padded(above ? "" : Shortened(row.name, name), name) + " " +
-                             Padded(row.value, value, true) + "  " +
-                             Padded(row.share, kShare, true) + "  " +
-                             Padded(row.cumulative, kShare, true);
+    const std::string head =
+        fmt::format("{} {}  {}  {}", Padded(above ? "" : Shortened(row.name, name), name),
+                    Padded(row.value, value, true), Padded(row.share, kShare, true),
+                    Padded(row.cumulative, kShare, true));
     bar.empty() ? out.Line(head) : out.Painted(head + "  " + out.InColour(row.colour, bar));
   };
   out.Blank();
@@ -98,6 +98,12 @@ std::string RenderParetoText(const ParetoView& view, const TextOptions& options)
   if (!view.Empty()) WriteBars(out, view);
   out.Notes(view);
   return out.Take();
+}
+
+std::string RenderParetoHtml(const ParetoView& view) {
+  Page page(view, ParetoScene(view, true));
+  page.Write(view.table);
+  return page.Text();
 }
 
 }  // namespace orvspc::render

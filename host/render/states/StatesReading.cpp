@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/states/StatesReading.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 #include <map>
@@ -100,11 +102,10 @@ bool IsGiven(double date) {
 }
 
 std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log) {
-  std::vector<StateRow> rows;
-  for (bool found = log.MoveFirst(); found; found = log.MoveNext())
-    rows.push_back({log.Process(), log.StateID(), log.StateType(), log.StateName(),
-                    platform::DateToTimeStamp(log.Time())});
-  return rows;
+  return ReadRows(log, [&] {
+    return StateRow{log.Process(), log.StateID(), log.StateType(), log.StateName(),
+                    platform::DateToTimeStamp(log.Time())};
+  });
 }
 
 std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
@@ -144,23 +145,21 @@ std::int64_t StartOf(const StatesDocument& document) {
 }
 
 std::string StatesJson(const StatesDocument& document, const Names& names) {
-  JsonWriter json;
-  json.BeginObject();
-  json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
-  if (document.has_log) {
-    json.Objects("StateLog", document.log, [&](const StateRow& row) {
-      WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
-      json.Members("Time", IsoTime(row.time), "StateID", row.state, "StateName", row.name,
-                   "StateType", row.type);
-    });
-  } else {
-    json.NullMember("StateLog");
-  }
-  WriteEvents(json, document.events, names);
-  WriteSubgroups(json, document.subgroups.rows, names);
-  WriteNotes(json, document.notes);
-  json.EndObject();
-  return json.Text();
+  return JsonDocument([&](JsonWriter& json) {
+    json.Object("DataSelect", [&] { WriteDataSelect(json, *document.select); });
+    if (document.has_log) {
+      json.Objects("StateLog", document.log, [&](const StateRow& row) {
+        WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
+        json.Members("Time", IsoTime(row.time), "StateID", row.state, "StateName", row.name,
+                     "StateType", row.type);
+      });
+    } else {
+      json.NullMember("StateLog");
+    }
+    WriteEvents(json, document.events, names);
+    WriteSubgroups(json, document.subgroups.rows, names);
+    WriteNotes(json, document.notes);
+  });
 }
 
 StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
@@ -179,10 +178,10 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   const auto processes = std::count_if(view.lanes.begin(), view.lanes.end(),
                                        [](const Lane& lane) { return lane.is_process; });
   if (!view.Empty())
-    view.subtitle = IsoTime(view.start) + " to " + IsoTime(view.end) + " UTC, " +
-                    std::to_string(processes) + (processes == 1 ? " process, " : " processes, ") +
-                    std::to_string(document.events.size()) + " events, " +
-                    std::to_string(document.subgroups.rows.size()) + " subgroups";
+    view.subtitle =
+        fmt::format("{} to {} UTC, {} {}, {} events, {} subgroups", IsoTime(view.start),
+                    IsoTime(view.end), processes, processes == 1 ? "process" : "processes",
+                    document.events.size(), document.subgroups.rows.size());
   if (!document.events.empty()) view.events = EventsTable(document.events, names);
   view.notes = PlainNotes(document.notes);
   return view;

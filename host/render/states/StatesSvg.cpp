@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // States as a picture: a lane for each process, events above its bar, subgroups below it.
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cmath>
 #include <map>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Svg.h"
-#include "host/render/core/TimeTicks.h"
+#include "host/render/core/Scene.h"
 #include "host/render/events/Events.h"
 #include "host/render/states/StatesView.h"
 #include "platform/Enumerations.h"
@@ -16,37 +16,16 @@ namespace orvspc::render {
 
 namespace {
 
-// A state differs from the others in colour and, for readers without colours, in the height or the
-// hatching of its bar.
-struct TypeLook {
-  std::int32_t type;
-  const char* style;
-  double height;  // share of the bar
-};
-constexpr TypeLook kLooks[] = {
-    {pst_None, "s0", 0.15},         {pst_Start, "s1", 0.8},
-    {pst_Run, "s2", 1.0},           {pst_Pause, "s3", 0.55},
-    {pst_End, "s4", 0.25},          {pst_Idle, "s5", 0.35},
-    {pst_ScheduledDown, "s6", 0.7}, {pst_UnscheduledDown, "s7", 1.0},
-};
-constexpr TypeLook kOther = {-1, "s0", 0.45};
-
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;       // height of a lane's bar
 constexpr double kLevel = 11.0;     // of a row of event symbols
 constexpr double kOutlined = 2.0;   // least width of a bar with an outline
 constexpr std::size_t kLevels = 3;  // rows of symbols at most
 
-const TypeLook& LookOf(std::int32_t type) {
-  for (const auto& look : kLooks)
-    if (look.type == type) return look;
-  return kOther;
-}
-
 std::string Duration(std::int64_t seconds) {
   const std::int64_t minutes = (seconds + 30) / 60;
   if (minutes < 60) return std::to_string(minutes) + " min";
-  return std::to_string(minutes / 60) + " h " + std::to_string(minutes % 60) + " min";
+  return fmt::format("{} h {} min", minutes / 60, minutes % 60);
 }
 
 class Picture {
@@ -113,14 +92,14 @@ class Picture {
   }
 
   void DrawStay(const Lane& lane, const Stay& stay, double bar) {
-    const TypeLook& look = LookOf(stay.type);
+    const StateLook& look = LookOf(stay.type);
     const double height = kBar * look.height, x = X(stay.start), width = X(stay.end) - x;
     // The outline of a narrow bar would cover it.
     const std::string style = std::string(look.style) + (width < kOutlined ? " n" : "");
-    scene_.Rectangle(x, bar + kBar - height, std::max(width, 0.4), height, style,
-                     lane.process + ": " + stay.state + " (" + StateTypeWord(stay.type) + "), " +
-                         IsoTime(stay.start) + " to " + IsoTime(stay.end) + ", " +
-                         Duration(stay.end - stay.start));
+    scene_.Rectangle(
+        x, bar + kBar - height, std::max(width, 0.4), height, style,
+        fmt::format("{}: {} ({}), {} to {}, {}", lane.process, stay.state, StateTypeWord(stay.type),
+                    IsoTime(stay.start), IsoTime(stay.end), Duration(stay.end - stay.start)));
     const bool dark = stay.type == pst_Run;
     const bool plain = dark || stay.type == pst_Start || stay.type == pst_Pause;
     if (plain && WidthOf(stay.state) + 8.0 < width)
@@ -165,7 +144,7 @@ class Picture {
       x += width;
     };
     for (const auto& [type, sum] : hours) {
-      const TypeLook& look = LookOf(type);
+      const StateLook& look = LookOf(type);
       entry(StateTypeWord(type) + " " + Fixed(sum, 1) + " h", [&](double at, double line) {
         const double height = 12.0 * look.height;
         scene_.Rectangle(at, line + 1.0 - height, 16, height, look.style);
@@ -195,9 +174,5 @@ class Picture {
 }  // namespace
 
 Scene StatesScene(const StatesView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-std::string RenderStatesSvg(const StatesView& view, bool embedded) {
-  return WriteSvg(StatesScene(view, embedded));
-}
 
 }  // namespace orvspc::render

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // States in a terminal: a line of letters for each process.
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <utility>
 
+#include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/states/StatesView.h"
@@ -14,28 +14,17 @@ namespace orvspc::render {
 
 namespace {
 
-struct TypeLook {
-  std::int32_t type;
-  const char* word;
-  char letter;
-  const char* colour;  // ANSI
+constexpr StateLook kLooks[] = {
+    {pst_None, "none", '-', "\x1b[2m", "s0", 0.15},
+    {pst_Start, "start", 'S', "\x1b[36m", "s1", 0.8},
+    {pst_Run, "run", 'R', "\x1b[32m", "s2", 1.0},
+    {pst_Pause, "pause", 'P', "\x1b[33m", "s3", 0.55},
+    {pst_End, "end", 'E', "\x1b[2m", "s4", 0.25},
+    {pst_Idle, "idle", 'I', "\x1b[34m", "s5", 0.35},
+    {pst_ScheduledDown, "scheduled-down", 'D', "\x1b[35m", "s6", 0.7},
+    {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m", "s7", 1.0},
 };
-constexpr TypeLook kTypes[] = {
-    {pst_None, "none", '-', "\x1b[2m"},
-    {pst_Start, "start", 'S', "\x1b[36m"},
-    {pst_Run, "run", 'R', "\x1b[32m"},
-    {pst_Pause, "pause", 'P', "\x1b[33m"},
-    {pst_End, "end", 'E', "\x1b[2m"},
-    {pst_Idle, "idle", 'I', "\x1b[34m"},
-    {pst_ScheduledDown, "scheduled-down", 'D', "\x1b[35m"},
-    {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m"},
-};
-
-const TypeLook* LookOf(std::int32_t type) {
-  const auto found = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                  [type](const TypeLook& look) { return look.type == type; });
-  return found == std::end(kTypes) ? nullptr : found;
-}
+constexpr StateLook kOtherLook = {-1, nullptr, '?', nullptr, "s0", 0.45};
 
 // A character for each stretch of time.
 class Lines {
@@ -102,14 +91,14 @@ class Lines {
     std::string line = Padded(fits ? lane.process : "", label_);
     const char* colour = nullptr;
     for (const std::int32_t type : TypesOf(lane)) {
-      const TypeLook* look = LookOf(type);
-      const char* wanted = colour_ && look ? look->colour : nullptr;
+      const StateLook& look = LookOf(type);
+      const char* wanted = colour_ ? look.colour : nullptr;
       if (wanted != colour) {
         if (colour) line += "\x1b[0m";
         if (wanted) line += wanted;
         colour = wanted;
       }
-      line += look ? look->letter : type != -1 ? '?' : lane.is_process ? '.' : ' ';
+      line += type != -1 ? look.letter : lane.is_process ? '.' : ' ';
     }
     out_.Painted(colour ? line + "\x1b[0m" : line);
     std::string marks(cells_, ' ');
@@ -144,7 +133,7 @@ class Lines {
       for (const auto& stay : lane.stays) seen[stay.type] = true;
       events = events || !lane.events.empty();
     }
-    for (const auto& look : kTypes)
+    for (const auto& look : kLooks)
       if (seen.contains(look.type)) text += std::string(1, look.letter) + " " + look.word + ", ";
     text += ". not known";
     if (events) text += ", ^ event, ! open event, * several";
@@ -167,9 +156,15 @@ class Lines {
 
 }  // namespace
 
+const StateLook& LookOf(std::int32_t type) {
+  for (const auto& look : kLooks)
+    if (look.type == type) return look;
+  return kOtherLook;
+}
+
 std::string StateTypeWord(std::int32_t type) {
-  const TypeLook* look = LookOf(type);
-  return look ? look->word : "type " + std::to_string(type);
+  const char* word = LookOf(type).word;
+  return word ? word : "type " + std::to_string(type);
 }
 
 std::vector<StateTotal> StateTotals(const StatesView& view) {
@@ -206,6 +201,35 @@ Table TotalsTable(const StatesView& view) {
 
 std::string RenderStatesText(const StatesView& view, const TextOptions& options) {
   return Lines(view, options).Write();
+}
+
+std::string RenderStatesHtml(const StatesView& view) {
+  constexpr std::size_t kMaxStays = 1000;
+  Table events{"Events", {"@time (UTC)", "process", "event"}};
+  Table stays{"Stays", {"process", "@from (UTC)", "@to (UTC)", "#minutes", "state", "type"}};
+  std::size_t more = 0;
+  for (const auto& lane : view.lanes) {
+    for (const auto& event : lane.events)
+      events.rows.push_back({IsoTime(event.time), lane.process, event.text});
+    for (const auto& stay : lane.stays) {
+      if (stays.rows.size() == kMaxStays) {
+        ++more;
+        continue;
+      }
+      stays.rows.push_back({lane.process, IsoTime(stay.start), IsoTime(stay.end),
+                            Fixed(static_cast<double>(stay.end - stay.start) / 60.0, 1), stay.state,
+                            StateTypeWord(stay.type)});
+    }
+  }
+  std::stable_sort(events.rows.begin(), events.rows.end(),
+                   [](const auto& a, const auto& b) { return a[0] < b[0]; });
+  Table totals = TotalsTable(view);
+  totals.title = "Time in each state";
+  Page page(view, StatesScene(view, true));
+  page.Write(totals);
+  page.Write(events);
+  page.Write(stays, more);
+  return page.Text();
 }
 
 }  // namespace orvspc::render

@@ -275,11 +275,12 @@ TEST_F(ImportEventsTest, WhatMakesNoSenseIsRefusedWithItsPlaceAndChangesNothing)
 }
 
 TEST_F(ImportEventsTest, EveryKindHasItsWord) {
-  std::vector<std::string_view> words = ImportKindWords();
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    EXPECT_EQ(ImportKindFromWord(words[i]), static_cast<ImportKind>(i)) << words[i];
+  const auto kinds = ImportKinds();
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    EXPECT_EQ(kinds[i].kind, static_cast<ImportKind>(i)) << kinds[i].word;
+    EXPECT_EQ(ImportKindFromWord(kinds[i].word), static_cast<ImportKind>(i)) << kinds[i].word;
   }
-  EXPECT_GE(words.size(), 15u);
+  EXPECT_GE(kinds.size(), 15u);
 }
 
 }  // namespace

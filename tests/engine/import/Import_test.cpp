@@ -698,8 +698,8 @@ TEST_F(ImportTest, OtherKindsAreRefusedWhereTheyMakeNoSense) {
       {"number below 0", ImportKind::Rules, "number,kind\n-1,limit\n", "between"},
       {"other parameters", ImportKind::Rules, "number,kind,k,m,zone\n1,zone,9,9,0\n", "free one"},
       {"twice with others", ImportKind::Rules, "number,kind,m\n20,trend,7\n20,trend,8\n", "line 3"},
-      {"kind", ImportKind::Rules, "number,kind\n20,odd\n", "one of"},
-      {"side", ImportKind::Rules, "number,kind,side\n20,zone,odd\n", "one of"},
+      {"kind", ImportKind::Rules, "number,kind\n20,odd\n", "must be limit, zone"},
+      {"side", ImportKind::Rules, "number,kind,side\n20,zone,odd\n", "lower"},
       {"k of m for a trend", ImportKind::Rules, "number,kind,k,m\n20,trend,3,6\n", "equal to m"},
       {"a trend of one point", ImportKind::Rules, "number,kind\n20,trend\n", "at least 2"},
       {"two points alternate", ImportKind::Rules, "number,kind,m\n20,alternate,2\n", "at least 3"},
@@ -768,6 +768,18 @@ TEST_F(ImportTest, AnAlarmIsOnOrOffInAnyOfTheWordsAndAnyCase) {
     Import("number,on\n1," + std::string(word) + "\n", ImportKind::Alarms);
     EXPECT_EQ(Opened()->AlarmBits(1, 1, 1, 1), is_on ? 2u : 0u) << word;
   }
+}
+
+TEST_F(ImportTest, WordsOfListsMayBeInAnyCaseAndAreStoredInOurs) {
+  Import("number,kind,m,side\n20,Trend,7,Upper\n", ImportKind::Rules);
+  Import("process,test,kind,n\nP,T,SHIFT,4\n", ImportKind::Requirements);
+  const auto connection = OpenAnother(Path());
+  Query rule(*connection, "SELECT kind || side FROM rule WHERE number = 20");
+  ASSERT_TRUE(rule.Step());
+  EXPECT_EQ(rule.Text(0), "trendupper");
+  Query requirement(*connection, "SELECT kind || name FROM requirement");
+  ASSERT_TRUE(requirement.Step());
+  EXPECT_EQ(requirement.Text(0), "shiftP / T / 4 per shift");
 }
 
 TEST_F(ImportTest, GroupsHaveMembers) {
