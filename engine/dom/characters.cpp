@@ -64,58 +64,6 @@ bool IsCharacter(char32_t point) {
          (point >= 0x10000 && point <= 0x10FFFF);
 }
 
-bool TakeUtf8(std::string_view text, std::size_t& at, char32_t& point) {
-  const auto lead = static_cast<unsigned char>(text[at]);
-  if (lead < 0x80) {
-    point = lead;
-    ++at;
-    return true;
-  }
-  std::size_t more = 0;
-  char32_t least = 0;
-  if ((lead & 0xE0) == 0xC0) {
-    more = 1, least = 0x80, point = lead & 0x1F;
-  } else if ((lead & 0xF0) == 0xE0) {
-    more = 2, least = 0x800, point = lead & 0x0F;
-  } else if ((lead & 0xF8) == 0xF0) {
-    more = 3, least = 0x10000, point = lead & 0x07;
-  } else {
-    return false;
-  }
-  if (text.size() - at <= more) return false;
-  for (std::size_t i = 1; i <= more; ++i) {
-    const auto byte = static_cast<unsigned char>(text[at + i]);
-    if ((byte & 0xC0) != 0x80) return false;
-    point = (point << 6) | (byte & 0x3F);
-  }
-  const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
-  if (point < least || point > 0x10FFFF || surrogate) return false;
-  at += more + 1;
-  return true;
-}
-
-char* PutUtf8(char* out, char32_t point) {
-  const auto put = [&out](char32_t byte) {
-    *out++ = static_cast<char>(static_cast<unsigned char>(byte));
-  };
-  if (point < 0x80) {
-    put(point);
-  } else if (point < 0x800) {
-    put(0xC0 | (point >> 6));
-    put(0x80 | (point & 0x3F));
-  } else if (point < 0x10000) {
-    put(0xE0 | (point >> 12));
-    put(0x80 | ((point >> 6) & 0x3F));
-    put(0x80 | (point & 0x3F));
-  } else {
-    put(0xF0 | (point >> 18));
-    put(0x80 | ((point >> 12) & 0x3F));
-    put(0x80 | ((point >> 6) & 0x3F));
-    put(0x80 | (point & 0x3F));
-  }
-  return out;
-}
-
 std::size_t NameLength(std::string_view text) {
   std::size_t at = 0;
   while (at < text.size()) {

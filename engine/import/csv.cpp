@@ -14,7 +14,7 @@
 namespace orvspc::engine::import {
 namespace {
 
-constexpr std::size_t kLongestRecord = 1 << 20;
+constexpr std::size_t kMaxRecord = 1 << 20;
 constexpr std::size_t kChunk = 1 << 18;
 constexpr std::int32_t kFailure = -2147221504;
 
@@ -64,17 +64,15 @@ std::string Shortened(std::string_view text) {
 }  // namespace
 
 CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
+  const auto fail = [&](const std::string& why) {
+    throw platform::ExternalFailure(kFailure, "Import", path + ": " + why);
+  };
   struct stat state {};
-  if (stat(path.c_str(), &state) != 0) {
-    throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
-  }
-  if (S_ISDIR(state.st_mode)) {
-    throw platform::ExternalFailure(kFailure, "Import", path + ": is a folder");
-  }
+  if (stat(path.c_str(), &state) != 0) fail(std::strerror(errno));
+  if (S_ISDIR(state.st_mode)) fail("is a folder");
   file_size_ = state.st_size;
   file_.reset(std::fopen(path.c_str(), "rb"));
-  if (!file_)
-    throw platform::ExternalFailure(kFailure, "Import", path + ": " + std::strerror(errno));
+  if (!file_) fail(std::strerror(errno));
   constexpr std::string_view kMark = "\xef\xbb\xbf";
   Fill();
   if (std::string_view(buffer_.data(), end_).starts_with(kMark)) begin_ = kMark.size();
@@ -136,7 +134,7 @@ std::string_view CsvReader::TakeRecord() {
       }
       ++next_line_;
       if (!quoted) {
-        if (stop > kLongestRecord) Refuse("", "", "the line is longer than 1 MB");
+        if (stop > kMaxRecord) Refuse("", "", "the line is longer than 1 MB");
         begin_ += stop + 1;
         auto record = std::string_view(data, stop);
         if (!record.empty() && record.back() == '\r') record.remove_suffix(1);
@@ -144,7 +142,7 @@ std::string_view CsvReader::TakeRecord() {
       }
       scanned = stop + 1;
     }
-    if (scanned > kLongestRecord) Refuse("", "", "the line is longer than 1 MB");
+    if (scanned > kMaxRecord) Refuse("", "", "the line is longer than 1 MB");
     if (Fill()) continue;
     if (quoted) Refuse("", "", "a quote is opened and not closed");
     const auto record = std::string_view(buffer_.data() + begin_, end_ - begin_);

@@ -37,22 +37,9 @@ constexpr ImportColumn kProcessColumns[] = {
     {"area", kOptional, "name"},
     {"production-unit", kOptional, "name"}};
 
-struct Place {
-  std::size_t column;
-  ItemKind kind;
-  std::string_view update;
-};
-using AtProcess = PlaceIn<kProcessColumns>;
-constexpr Place kPlaces[] = {
-    {AtProcess("company"), ItemKind::Company, "UPDATE process SET company = ?2 WHERE id = ?1"},
-    {AtProcess("division"), ItemKind::Division, "UPDATE process SET division = ?2 WHERE id = ?1"},
-    {AtProcess("site"), ItemKind::Site, "UPDATE process SET site = ?2 WHERE id = ?1"},
-    {AtProcess("department"), ItemKind::Department,
-     "UPDATE process SET department = ?2 WHERE id = ?1"},
-    {AtProcess("area"), ItemKind::Area, "UPDATE process SET area = ?2 WHERE id = ?1"},
-    {AtProcess("production-unit"), ItemKind::ProductionUnit,
-     "UPDATE process SET production_unit = ?2 WHERE id = ?1"},
-};
+// Of the columns from company on.
+constexpr ItemKind kPlaces[] = {ItemKind::Company,    ItemKind::Division, ItemKind::Site,
+                                ItemKind::Department, ItemKind::Area,     ItemKind::ProductionUnit};
 
 // What the lines of one code say of it.
 struct CodeFacts {
@@ -137,15 +124,21 @@ LineTaker BeginParts(ImportFile& file) {
 }
 
 LineTaker BeginProcesses(ImportFile& file) {
+  using AtProcess = PlaceIn<kProcessColumns>;
   return [&file, seen = std::set<std::int32_t>()]() mutable {
     const auto process = file.Item(AtProcess("process"), ItemKind::Process);
     if (!seen.insert(process).second) {
       file.table.Refuse(AtProcess("process"), "an earlier line is of the same process");
     }
-    for (const auto& place : kPlaces) {
-      const auto item = file.OptionalItem(place.column, place.kind);
-      if (item != 0) Run(file.db, place.update, process, item);
+    std::array<Reference, std::size(kPlaces)> places;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      places[i].id = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
     }
+    Run(file.db,
+        "UPDATE process SET company = coalesce(?2, company), division = coalesce(?3, division), "
+        "site = coalesce(?4, site), department = coalesce(?5, department), "
+        "area = coalesce(?6, area), production_unit = coalesce(?7, production_unit) WHERE id = ?1",
+        process, places);
     ++file.report.rows;
   };
 }

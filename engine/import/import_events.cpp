@@ -69,10 +69,10 @@ void TakeEvent(ImportFile& file) {
   const auto name = item(At("name"), ItemKind::EventName);
   const auto process = item(At("process"), ItemKind::Process);
   const auto part = item(At("part"), ItemKind::Part), test = item(At("test"), ItemKind::Test);
-  if (Exists(file.db,
-             "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 AND name IS ?3 AND process IS ?4 "
-             "AND part IS ?5 AND test IS ?6",
-             time, type, name, process, part, test)) {
+  if (IntOf(file.db,
+            "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 AND name IS ?3 AND process IS ?4 "
+            "AND part IS ?5 AND test IS ?6",
+            time, type, name, process, part, test)) {
     table.Refuse(At("time"), "the event is already stored");
   }
   const auto employee = item(At("employee"), ItemKind::Employee);
@@ -110,11 +110,11 @@ void TakeState(ImportFile& file) {
     state = file.Item(AtState("state"), ItemKind::StateCode);
     Run(file.db, "UPDATE state_code SET type = ?2 WHERE id = ?1", *state,
         table.OneOf(AtState("type"), catalogue::kStateTypes));
-  } else if (gives_type && !Exists(file.db, "SELECT 1 FROM state_code WHERE id = ?1 AND type = ?2",
-                                   *state, table.OneOf(AtState("type"), catalogue::kStateTypes))) {
+  } else if (gives_type && !IntOf(file.db, "SELECT 1 FROM state_code WHERE id = ?1 AND type = ?2",
+                                  *state, table.OneOf(AtState("type"), catalogue::kStateTypes))) {
     table.Refuse(AtState("type"), "differs from the type that the state has");
   }
-  if (Exists(file.db, "SELECT 1 FROM state_log WHERE process = ?1 AND time = ?2", process, time)) {
+  if (IntOf(file.db, "SELECT 1 FROM state_log WHERE process = ?1 AND time = ?2", process, time)) {
     table.Refuse(AtState("time"), "the process has a state of this time already");
   }
   Run(file.db, "INSERT INTO state_log(process, time, state_code) VALUES(?1, ?2, ?3)", process, time,

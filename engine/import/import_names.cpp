@@ -35,8 +35,8 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) return *id;
   static const auto insert = ForEachTable("INSERT INTO ", "(name) VALUES(?1) RETURNING id");
-  const auto id = static_cast<std::int32_t>(
-      *sql::Query(db_, insert[static_cast<std::size_t>(kind)]).Bind(1, name).RunForInt());
+  const auto id =
+      static_cast<std::int32_t>(*IntOf(db_, insert[static_cast<std::size_t>(kind)], name));
   Of(kind).ids.emplace(name, id);
   ++added_;
   return id;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "engine/import/import_kind.h"
 #include "engine/time/calendar.h"
@@ -39,13 +38,13 @@ constexpr ImportColumn kColumns[] = {
     {"name", kOptional, "any text"}};
 using At = PlaceIn<kColumns>;
 
-constexpr std::string_view kClasses[] = {"own", "R87", "HB133"};
+constexpr std::string_view kClasses[] = {"R87", "HB133", "own"};
 constexpr std::string_view kQuantities[] = {"mass", "volume", "length", "area", "count"};
 
-// The word of an optional column; the first one when the cell is empty.
+// The word of an optional column.
 std::string_view WordIn(const ImportTable& table, std::size_t column,
-                        std::span<const std::string_view> words) {
-  return words[table.Cell(column).empty() ? 0 : table.WordOf(column, words)];
+                        std::span<const std::string_view> words, std::string_view fallback) {
+  return table.Cell(column).empty() ? fallback : words[table.WordOf(column, words)];
 }
 
 // Places among the figures, in the order of the columns; each limit is followed by its companion,
@@ -69,7 +68,8 @@ constexpr Tolerable kTolerable[] = {
 };
 
 double TolerableDeficiency(const ImportTable& table, double nominal) {
-  if (WordIn(table, At("quantity"), kQuantities) != "mass") {
+  const auto quantity = catalogue::Lower(table.Cell(At("quantity")));
+  if (!quantity.empty() && quantity != "mass") {
     table.Refuse(At("quantity"),
                  "deficiencies are known for mass only; use class own and give t1l and t2l");
   }
@@ -104,45 +104,29 @@ double Rounded(double value, double nominal) {
   return value;
 }
 
-// What a class derives stands alone: another figure in its place is refused.
-class Derivation {
- public:
-  // way_out   what to do about such a figure
-  Derivation(const ImportTable& table, std::string name, std::string way_out, double nominal,
-             bool with_upper, Figures& figures)
-      : table_(table),
-        name_(std::move(name)),
-        way_out_(std::move(way_out)),
-        nominal_(nominal),
-        with_upper_(with_upper),
-        figures_(figures) {}
+// Figures that a class or mav derives; another figure in their place is refused.
+struct Derivation {
+  const ImportTable& table;
+  std::string name, way_out;  // what derives, and what to do about another figure
+  double nominal;
+  bool with_upper;
+  Figures& figures;
 
   // A limit below the nominal quantity, and above it when asked for.
-  void Limit(std::size_t lower, std::size_t upper, double amount) {
-    Set(lower, Rounded(nominal_ - amount, nominal_));
-    if (with_upper_) Set(upper, Rounded(nominal_ + amount, nominal_));
+  void Limit(std::size_t lower, std::size_t upper, double amount) const {
+    Set(lower, Rounded(nominal - amount, nominal));
+    if (with_upper) Set(upper, Rounded(nominal + amount, nominal));
   }
-  void Set(std::size_t figure, double value) {
-    auto& held = figures_[figure];
+  void Set(std::size_t figure, double value) const {
     constexpr double kTolerance = 1e-9;
-    if (held && std::fabs(*held - value) > kTolerance * nominal_) {
-      table_.Refuse(At("mavl") + figure,
-                    name_ + " derives another figure, " + Number(value) + "; " + way_out_);
+    if (figures[figure] && std::fabs(*figures[figure] - value) > kTolerance * nominal) {
+      std::array<char, 32> text;
+      const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+      table.Refuse(At("mavl") + figure, name + " derives another figure, " +
+                                            std::string(text.data(), end) + "; " + way_out);
     }
-    held = value;
+    figures[figure] = value;
   }
-
- private:
-  static std::string Number(double value) {
-    std::array<char, 32> text;
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
-  }
-
-  const ImportTable& table_;
-  const std::string name_, way_out_;
-  double nominal_;
-  bool with_upper_;
-  Figures& figures_;
 };
 
 // The largest shortfall of the line; none when it gives none.
@@ -163,8 +147,9 @@ std::optional<double> ShortfallOf(const ImportTable& table, const std::string& n
 void DeriveByClass(const ImportTable& table, const std::string& name, double nominal,
                    bool with_upper, Figures& figures) {
   if (name == "R87") {
-    Derivation derivation(table, name, "leave it out, or use class own and give the figures",
-                          nominal, with_upper, figures);
+    const Derivation derivation{
+        table,   name,       "leave it out, or use class own and give the figures",
+        nominal, with_upper, figures};
     constexpr double kMaxBeyondT1 = 2.5;  // percent of the packages
     const double t = TolerableDeficiency(table, nominal);
     derivation.Limit(kT1L, kT1U, t);
@@ -173,8 +158,8 @@ void DeriveByClass(const ImportTable& table, const std::string& name, double nom
     derivation.Set(kT2L + 1, 0.0);
   }
   if (const auto shortfall = ShortfallOf(table, name, nominal, figures)) {
-    Derivation(table, "mav", "give one of the two", nominal, with_upper, figures)
-        .Limit(kMavL, kMavU, *shortfall);
+    Derivation{table, "mav", "give one of the two", nominal, with_upper, figures}.Limit(
+        kMavL, kMavU, *shortfall);
     if (!figures[kMavL + 1]) figures[kMavL + 1] = 0.0;
   } else if (with_upper && name == "own") {
     table.Refuse(At("upper"),
@@ -227,13 +212,13 @@ void TakeNetContents(ImportFile& file) {
   for (std::size_t i = 0; i < figures.size(); ++i) {
     figures[i] = table.OptionalNumber(At("mavl") + i);
   }
-  const auto name = WordIn(table, At("class"), kClasses);
-  const auto quantity = WordIn(table, At("quantity"), kQuantities);
+  const auto name = WordIn(table, At("class"), kClasses, "own");
   const bool with_upper = !table.Cell(At("upper")).empty() && table.YesOrNo(At("upper"));
   DeriveByClass(table, std::string(name), nominal, with_upper, figures);
   Check(table, nominal, figures);
   const double factor = table.OptionalNumber(At("factor")).value_or(1.0);
   if (!(factor > 0.0)) table.Refuse(At("factor"), "must be above 0");
+  const auto quantity = WordIn(table, At("quantity"), kQuantities, "mass");
   Run(file.db, insert, part, test, effective, name, quantity, nominal,
       table.OptionalNumber(At("mav")), with_upper, factor, table.Cell(At("name")), file.who,
       file.made, figures);

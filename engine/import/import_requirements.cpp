@@ -60,7 +60,7 @@ void TakeRequirement(ImportFile& file) {
   if (!table.Cell(At("to")).empty()) to = table.Stamp(At("to"));
   if (from && to && *to <= *from) table.Refuse(At("to"), "must lie after from");
   const auto name = NameOf(table, kind, n, minutes);
-  if (Exists(file.db, "SELECT 1 FROM requirement WHERE name = ?1", name)) {
+  if (IntOf(file.db, "SELECT 1 FROM requirement WHERE name = ?1", name)) {
     table.Refuse(table.Has(At("name")) ? At("name") : At("test"),
                  "a requirement of the name \"" + name + "\" is there already");
   }

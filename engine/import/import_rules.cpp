@@ -147,7 +147,7 @@ void TakeAlarm(ImportFile& file) {
   const auto process = known(AtAlarm("process"), ItemKind::Process);
   const auto test = known(AtAlarm("test"), ItemKind::Test);
   const auto number = table.Whole(AtAlarm("number"), 0, 31);
-  if (!Exists(file.db, "SELECT 1 FROM rule WHERE number = ?1", number)) {
+  if (!IntOf(file.db, "SELECT 1 FROM rule WHERE number = ?1", number)) {
     table.Refuse(AtAlarm("number"), "the database has no rule of this number");
   }
   const Reference graph{table.Whole(AtAlarm("graph"), 1, 3, 0)};

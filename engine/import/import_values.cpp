@@ -212,11 +212,8 @@ std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, 
 std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
   auto& id = streams_[{part, process, test}];
   if (id == 0) {
-    id = *sql::Query(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id")
-              .Bind(1, std::int64_t{part})
-              .Bind(2, std::int64_t{process})
-              .Bind(3, std::int64_t{test})
-              .RunForInt();
+    id = *IntOf(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id",
+                part, process, test);
   }
   return id;
 }
@@ -332,13 +329,11 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
           "INSERT INTO descriptor(descriptor_group, name) "
           "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING",
           group, name);
-  sql::Query query(
-      db_,
-      "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
-      "WHERE g.name = ?1 AND d.name = ?2");
-  query.Bind(1, group).Bind(2, name);
-  query.Step();
-  id = query.Int(0);
+  id = static_cast<std::int32_t>(
+      *IntOf(db_,
+             "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
+             "WHERE g.name = ?1 AND d.name = ?2",
+             group, name));
   return id;
 }
 

@@ -62,12 +62,13 @@ std::int64_t Run(sql::Connection& connection, std::string_view sql, const Values
   return query.Run();
 }
 
-// Whether a query with these values has a row.
+// The first column of the first row of a statement with these values; empty without a row.
 template <class... Values>
-bool Exists(sql::Connection& connection, std::string_view sql, const Values&... values) {
+std::optional<std::int64_t> IntOf(sql::Connection& connection, std::string_view sql,
+                                  const Values&... values) {
   sql::Query query(connection, sql);
   BindAll(query, values...);
-  return query.Step();
+  return query.RunForInt();
 }
 
 // "INSERT INTO row VALUES(?1, ...)" with a value for each column of a row such as "part(id, name)".

@@ -58,11 +58,10 @@ void ValuesWriter::WriteSubgroups() {
       ++highest_;
       ++report_.subgroups;
     } else {
-      sql::Query query(db_,
-                       "SELECT id FROM subgroup "
-                       "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4");
-      BindAll(query, subgroup.time, subgroup.part, subgroup.process, subgroup.label);
-      id = query.RunForInt();
+      id = IntOf(db_,
+                 "SELECT id FROM subgroup "
+                 "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4",
+                 subgroup.time, subgroup.part, subgroup.process, subgroup.label);
     }
     if (*id > INT32_MAX) {
       reader_.RefuseAt(subgroup.line, "subgroup", subgroup.label,
@@ -76,12 +75,12 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    sql::Query insert(db_,
-                      "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id");
-    BindAll(insert, Reference{context.workstation}, Reference{context.job}, Reference{context.lot},
-            Reference{context.shift}, Reference{context.revision}, Reference{context.employee});
-    id = static_cast<std::int32_t>(*insert.RunForInt());
+    id = static_cast<std::int32_t>(
+        *IntOf(db_,
+               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id",
+               Reference{context.workstation}, Reference{context.job}, Reference{context.lot},
+               Reference{context.shift}, Reference{context.revision}, Reference{context.employee}));
   }
   return id;
 }
@@ -103,11 +102,6 @@ void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::
   refusal_ = {line, column, std::string(value), std::string(reason)};
 }
 
-bool ValuesWriter::IsStored(const WrittenKey& key) {
-  return Exists(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
-                key.stream, key.time, key.subgroup);
-}
-
 // In the order of the clustered table, so that neighbours are written together.
 void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
@@ -127,7 +121,10 @@ void ValuesWriter::WriteMeasurements() {
                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
   for (auto& [key, open] : order) {
     const auto& subgroup = batch_.subgroups[open->subgroup];
-    const bool is_stored = !subgroup.is_new && IsStored(key);
+    const bool is_stored =
+        !subgroup.is_new &&
+        IntOf(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
+              key.stream, key.time, key.subgroup);
     if (key.subgroup <= highest_before_) {
       if (is_stored && !added_to_old_.contains(key)) {
         NoteRefusal(open->line, "subgroup", subgroup.label,
@@ -309,21 +306,20 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   }
 }
 
-bool ValuesWriter::HasComment(const OpenSubgroup& subgroup, std::int32_t test,
-                              const OpenComment& comment) {
-  return Exists(db_,
-                "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
-                "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
-                subgroup.id, subgroup.time, test, comment.tsno, comment.employee, comment.note);
-}
-
 void ValuesWriter::WriteComments() {
   static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
     const auto& open = *batch_.open[i];
     const auto& subgroup = batch_.subgroups[open.subgroup];
     for (const auto& comment : open.comments) {
-      if (!subgroup.is_new && HasComment(subgroup, open.test, comment)) continue;
+      if (!subgroup.is_new &&
+          IntOf(db_,
+                "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+                "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
+                subgroup.id, subgroup.time, open.test, comment.tsno, comment.employee,
+                comment.note)) {
+        continue;
+      }
       Run(db_, insert, subgroup.id, open.test, comment.tsno, subgroup.time,
           Reference{comment.employee}, comment.note);
     }

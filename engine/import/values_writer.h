@@ -169,14 +169,12 @@ class ValuesWriter {
   void WriteMeasurements();
   void WriteComments();
   void WriteDescriptors();
-  bool IsStored(const WrittenKey& key);
   void Merge(OpenMeasurement& open, const WrittenKey& key);
   void MergeRows(OpenMeasurement& open, const store::PackedView& view, const WrittenState& state);
   void MergeShared(OpenMeasurement& open, std::size_t column, double before);
   void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
   void CheckDefectives(const OpenMeasurement& open);
-  bool HasComment(const OpenSubgroup& subgroup, std::int32_t test, const OpenComment& comment);
   void NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
                    std::string_view reason);
   std::int32_t ContextId(const store::Context& context);

@@ -26,18 +26,18 @@ std::string ReasonOf(const SqlError& error) {
 }
 
 Failure CurrentFailure(const std::string& path) {
-  const Failure out_of_memory{kOutOfMemory, "Out of memory"};
+  const auto out_of_memory = [] { return Failure{kOutOfMemory, "Out of memory"}; };
   try {
     throw;
   } catch (const platform::ExternalFailure& failure) {
     return {failure.Number(), failure.Description()};
   } catch (const SqlError& error) {
-    if (error.Which() == SqlError::Kind::OutOfMemory) return out_of_memory;
+    if (error.Which() == SqlError::Kind::OutOfMemory) return out_of_memory();
     return {kRefused, path + ": " + ReasonOf(error)};
   } catch (const std::bad_alloc&) {
-    return out_of_memory;
+    return out_of_memory();
   } catch (const std::length_error&) {
-    return out_of_memory;
+    return out_of_memory();
   } catch (const std::exception& error) {
     return {kRefused, path + ": " + error.what()};
   } catch (...) {

@@ -180,7 +180,9 @@ SigmaEstimate FromMovingRangeSum(double sum, const UsedSizes& pairs, EstimatorSe
 
 }  // namespace
 
-std::string_view NameOf(EstimatorSetting setting) { return RowOf(setting).word; }
+std::string_view NameOf(EstimatorSetting setting) {
+  return static_cast<std::size_t>(setting) < std::size(kSettings) ? RowOf(setting).word : "";
+}
 
 std::span<const std::string_view> EstimatorWords() { return kWords; }
 

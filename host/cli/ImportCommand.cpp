@@ -92,7 +92,7 @@ void Help(const Arguments& arguments, render::TextWriter& text) {
 int Run(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required(kDatabase);
   const ImportKind kind = arguments.Get(KindOption());
-  if (arguments.Positional().empty()) throw Misuse("which file?");
+  if (arguments.Positional().empty()) throw Misuse("which file? FILE.csv is missing");
   const std::string& file = arguments.Positional()[0];
   CheckReadable(file);  // so that a slip in its name makes no new database
   ImportOptions options;

@@ -58,6 +58,11 @@ const Option* Find(const std::string& name, std::span<const Option> options) {
   return nullptr;
 }
 
+// What follows an option that takes a value is that value, unless it is an option itself.
+bool IsOption(std::string_view word, std::span<const Option> options) {
+  return word.starts_with("--") && Find(std::string(word.substr(2)), options) != nullptr;
+}
+
 }  // namespace
 
 std::optional<std::string> Arguments::Value(const Option& option) const {
@@ -147,7 +152,7 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
     if (!values.empty() && !option->repeats) throw Misuse("--" + name + " is given twice");
     if (equals != std::string::npos) {
       values.push_back(word.substr(equals + 1));
-    } else if (i + 1 < words.size()) {
+    } else if (i + 1 < words.size() && !IsOption(words[i + 1], options)) {
       values.push_back(words[++i]);
     } else {
       throw Misuse("--" + name + " needs a value: " + option->value);

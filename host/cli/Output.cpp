@@ -4,14 +4,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <sstream>
+#include <system_error>
 
 namespace orvspc::cli {
 
 namespace {
+
+// ": No such file or directory", the system's reason for what just failed.
+std::string Reason() {
+  return errno == 0 ? std::string() : ": " + std::generic_category().message(errno);
+}
 
 // The format that a file's ending names, in any case, or the ending itself; "text" without one.
 std::string FormatOfEnding(const std::string& path) {
@@ -59,15 +66,14 @@ void WriteFile(const std::string& path, std::string_view text) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
-  if (!file) throw Refusal(path + ": cannot be written");
+  if (!file) throw Refusal(path + ": cannot be written" + Reason());
 }
 
 void CheckReadable(const std::string& path) {
   // Not by opening it: what is read from a pipe is gone.
   std::error_code error;
-  if (std::filesystem::is_directory(path, error) || access(path.c_str(), R_OK) != 0) {
-    throw Refusal(path + ": cannot be read");
-  }
+  if (std::filesystem::is_directory(path, error)) throw Refusal(path + ": is a folder");
+  if (access(path.c_str(), R_OK) != 0) throw Refusal(path + ": cannot be read" + Reason());
 }
 
 std::string ReadFile(const std::string& path) {

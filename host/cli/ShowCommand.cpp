@@ -156,7 +156,7 @@ const Kind kKinds[] = {
 };
 
 int Run(const Arguments& arguments, Console& console) {
-  if (arguments.Positional().empty()) throw Misuse("which file?");
+  if (arguments.Positional().empty()) throw Misuse("which file? FILE.xml is missing");
   const std::string text = ReadFile(arguments.Positional()[0]);
   const auto document = XMLSupport::MakeXMLDocument();
   const auto root = document->LoadXml(text) ? document->Root() : platform::XmlNode();

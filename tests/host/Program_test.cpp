@@ -165,7 +165,14 @@ TEST_F(Program, StandardInputIsImportedFromAPipe) {
   const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
   EXPECT_EQ(piped.status, 0) << piped.err;
   EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
-  EXPECT_NE(Run("import . --db piped.db").err.find("cannot be read"), std::string::npos);
+  EXPECT_NE(Run("import . --db piped.db").err.find("is a folder"), std::string::npos);
+  EXPECT_NE(Run("import none.csv --db piped.db").err.find("cannot be read: No such file"),
+            std::string::npos);
+}
+
+TEST_F(Program, AnOptionIsNotTheValueOfAnother) {
+  EXPECT_EQ(Run("chart --db q.db --part --test Diameter").err,
+            "orvspc chart: --part needs a value: NAME\n");
 }
 
 TEST_F(Program, ListTellsIdentifiersCountsAndTimes) {

@@ -770,6 +770,18 @@ TEST_F(ImportTest, AnAlarmIsOnOrOffInAnyOfTheWordsAndAnyCase) {
   }
 }
 
+TEST_F(ImportTest, WordsOfListsMayBeInAnyCaseAndAreStoredInOurs) {
+  Import("number,kind,m,side\n20,Trend,7,Upper\n", ImportKind::Rules);
+  Import("process,test,kind,n\nP,T,SHIFT,4\n", ImportKind::Requirements);
+  const auto connection = OpenAnother(Path());
+  Query rule(*connection, "SELECT kind || side FROM rule WHERE number = 20");
+  ASSERT_TRUE(rule.Step());
+  EXPECT_EQ(rule.Text(0), "trendupper");
+  Query requirement(*connection, "SELECT kind || name FROM requirement");
+  ASSERT_TRUE(requirement.Step());
+  EXPECT_EQ(requirement.Text(0), "shiftP / T / 4 per shift");
+}
+
 TEST_F(ImportTest, GroupsHaveMembers) {
   Import("kind,group,name\npart,big,A\nparts,big,B\nlot,odd,L1\n", ImportKind::Groups);
   const auto groups = Data().Groups(ItemKind::Part);
