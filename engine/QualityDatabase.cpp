@@ -7,12 +7,12 @@
 
 #include "engine/catalogue/ItemKind.h"
 #include "engine/import/Import.h"
-#include "engine/occurrences.h"
 #include "engine/pareto/BinNames.h"
-#include "engine/reading.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/StateLog.h"
+#include "engine/store/host_calls.h"
+#include "engine/store/occurrences.h"
 #include "engine/time/calendar.h"
 #include "platform/TimeText.h"
 
@@ -41,7 +41,8 @@ std::optional<std::int32_t> FirstInt(sql::Query& query) {
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
   const auto& kinds = SettingKinds();
   const auto found = std::ranges::find(kinds, name, &SettingKind::name);
-  if (found == kinds.end()) Refuse(store, "there is no setting \"" + std::string(name) + "\"");
+  if (found == kinds.end())
+    store::Refuse(store, "there is no setting \"" + std::string(name) + "\"");
   return *found;
 }
 
@@ -49,8 +50,8 @@ void CheckSetting(const store::SqlStore& store, std::string_view name, std::stri
   const auto& kind = KindOf(store, name);
   const auto refuse_unless = [&](bool fits, std::string_view takes) {
     if (fits) return;
-    Refuse(store, std::string(name) + " takes " + std::string(takes) + ", not \"" +
-                      std::string(value) + "\"");
+    store::Refuse(store, std::string(name) + " takes " + std::string(takes) + ", not \"" +
+                             std::string(value) + "\"");
   };
   if (!kind.words.empty()) {
     std::string words;
@@ -153,7 +154,7 @@ ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
 
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
   static const auto texts = TextsOf("SELECT id FROM ", " WHERE name = ?1");
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, texts[static_cast<std::size_t>(kind)]);
     query.Bind(1, name);
     return FirstInt(query);
@@ -161,7 +162,7 @@ std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_vie
 }
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     const auto& names = store.Names(kind);
     const auto found = names.find(id);
     return found == names.end() ? std::string() : found->second;
@@ -169,7 +170,7 @@ std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
 }
 
 std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     const auto& names = store.Names(kind);
     std::vector<ListedItem> items;
     for (const auto& item : store.Items(kind)->items) {
@@ -190,17 +191,20 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
 
 std::vector<CountedItem> QualityDatabase::CountedItems(ItemKind kind) const {
   std::vector<CountedItem> items;
-  for (auto& item : Items(kind)) items.push_back({std::move(item)});
-  Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
-    CountOccurrences(db, store.Cache(), kind, items);
-    return true;
+  const auto counts = store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    return store::CountOccurrences(db, store.Cache(), kind);
   });
+  for (auto& item : Items(kind)) {
+    const auto found = counts.find(item.id);
+    const auto count = found == counts.end() ? store::Occurrences() : found->second;
+    items.push_back({std::move(item), count.subgroups, count.first, count.last});
+  }
   std::ranges::sort(items, {}, &CountedItem::name);
   return items;
 }
 
 std::vector<ListedStream> QualityDatabase::Streams() const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<ListedStream> streams;
     sql::Query query(db,
                      "SELECT s.part, s.process, s.test, t.type, count(*), min(m.time), max(m.time) "
@@ -220,7 +224,7 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
 }
 
 std::vector<ListedGroup> QualityDatabase::Groups(ItemKind kind) const {
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<ListedGroup> groups;
     for (const auto& group : *store.ItemGroups(kind)) {
       groups.push_back({group.id, group.name, group.members});
@@ -238,7 +242,7 @@ std::optional<std::int32_t> QualityDatabase::FindGroup(ItemKind kind, std::strin
 }
 
 std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<ListedDescriptor> descriptors;
     sql::Query query(
         db,
@@ -253,7 +257,7 @@ std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
 }
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_view name) const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
     query.Bind(1, name);
     return FirstInt(query);
@@ -262,7 +266,7 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_vie
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
                                                             std::string_view name) const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2");
     query.Bind(1, std::int64_t{group}).Bind(2, name);
     return FirstInt(query);
@@ -270,7 +274,7 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
 }
 
 std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
     query.Bind(1, std::int64_t{subgroup});
     return query.Step() ? std::string(query.Text(0)) : std::string();
@@ -288,7 +292,7 @@ QualityDatabase::BinNames QualityDatabase::BinNamesOf(std::int32_t resource,
 std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
                                                          std::int64_t time) const {
   if (process == 0) return std::nullopt;  // the log would read it as any process
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::optional<ProcessState> state;
     if (const auto row = store::LatestStateBefore(db, process, time)) {
       const auto& names = store.Names(ItemKind::StateCode);
@@ -301,7 +305,7 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
 }
 
 std::vector<RuleSet> QualityDatabase::RuleSets() const {
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<RuleSet> sets;
     for (const auto& [name, numbers] : store.Cache().rule_sets) sets.push_back({name, numbers});
     return sets;
@@ -314,12 +318,12 @@ void QualityDatabase::UseRuleSet(std::string_view name) {
   const auto sets = RuleSets();
   const auto found = std::ranges::find(sets, name, &RuleSet::name);
   if (found == sets.end())
-    Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
+    store::Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
   store->UseRuleNumbers(found->numbers);
 }
 
 std::string QualityDatabase::Setting(std::string_view name) const {
-  return Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     const auto& kind = KindOf(store, name);
     const auto found = store.Cache().settings.find(name);
     return found == store.Cache().settings.end() ? std::string(kind.fallback) : found->second;
@@ -329,7 +333,7 @@ std::string QualityDatabase::Setting(std::string_view name) const {
 void QualityDatabase::Set(std::string_view name, std::string_view value) {
   const auto store = store::SqlStoreOf(*database_);
   CheckSetting(*store, name, value);
-  Guarded(*store, [&] {
+  store::Guarded(*store, [&] {
     store->Write([&](sql::Connection& db) {
       sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")
           .Bind(1, name)

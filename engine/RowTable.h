@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/RowList.h"
 #include "platform/ExternalFailure.h"
 #include "platform/LimitTable.h"
 
@@ -13,13 +14,15 @@ namespace orvspc::engine {
 
 inline constexpr std::int32_t kTypeMismatch = 13, kMissingObject = 91;
 
-// Rows of limits in memory: Base is one of SpecLim, CtrlLim, DefOpp. While the table has no rows,
-// its current row is the one that is being filled.
+// Cells by column.
+using CellRow = std::vector<std::pair<std::string, platform::Cell>>;
+
+// Rows of limits in memory: Base is one of SpecLim, CtrlLim, DefOpp.
 template <class Base>
-class RowTable final : public Base {
+class RowTable final : public RowList<Base, CellRow> {
  public:
   void Let(std::string_view column, const platform::Cell& value) override {
-    auto& row = Current();
+    auto& row = this->Current();
     for (auto& [name, cell] : row) {
       if (name == column) {
         cell = value;
@@ -30,7 +33,7 @@ class RowTable final : public Base {
   }
 
   platform::Cell Get(std::string_view column) override {
-    for (const auto& [name, cell] : Current()) {
+    for (const auto& [name, cell] : this->Current()) {
       if (name == column) return cell;
     }
     return std::int32_t{0};
@@ -40,30 +43,8 @@ class RowTable final : public Base {
     auto* const other = dynamic_cast<RowTable*>(&row);
     if (other == nullptr)
       throw platform::ExternalFailure(kTypeMismatch, "RowTable", "Type mismatch");
-    auto copy = other->Current();
-    rows_.push_back(std::move(copy));
-    cursor_ = rows_.size() - 1;
+    this->Append(other->Current());
   }
-
-  bool MoveFirst() override {
-    cursor_ = 0;
-    return !rows_.empty();
-  }
-
-  bool MoveNext() override {
-    if (cursor_ + 1 >= rows_.size()) return false;
-    ++cursor_;
-    return true;
-  }
-
- private:
-  using Row = std::vector<std::pair<std::string, platform::Cell>>;
-
-  Row& Current() { return rows_.empty() ? single_ : rows_[cursor_]; }
-
-  std::vector<Row> rows_;
-  Row single_;
-  std::size_t cursor_ = 0;
 };
 
 }  // namespace orvspc::engine

@@ -3,7 +3,7 @@
 #include <tuple>
 
 #include "engine/QualityDatabase.h"
-#include "engine/reading.h"
+#include "engine/store/host_calls.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc {
@@ -111,7 +111,7 @@ bool Replaces(const Row& newer, const Row& older) {
 
 template <class Row>
 std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
-  return Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<Row> rows;
     sql::Query query(db, kText<Row>);
     query.Bind(1, std::int64_t{stream.part})

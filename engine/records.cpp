@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "engine/RowTable.h"
-#include "engine/reading.h"
 #include "engine/store/StateLog.h"
+#include "engine/store/host_calls.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeStamp.h"
 
@@ -37,36 +37,16 @@ catalogue::ItemKind ItemKindOf(platform::NameRecordKind kind) {
 }  // namespace
 
 bool RuleRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
-  rules_.clear();
-  cursor_ = 0;
+  Assign({});
   const auto store = store::StoreOf(Needed(database, "RuleDef").ConnectionHandle());
   if (!store) return false;
-  for (const auto& rule : store->Rules()) rules_.push_back({rule.number, rule.text});
-  return !rules_.empty();
-}
-
-bool RuleRecords::MoveFirst() {
-  cursor_ = 0;
-  return !rules_.empty();
-}
-
-bool RuleRecords::MoveNext() {
-  if (cursor_ + 1 >= rules_.size()) return false;
-  ++cursor_;
-  return true;
-}
-
-std::int32_t RuleRecords::Number() { return rules_.empty() ? 0 : rules_[cursor_].number; }
-
-std::string RuleRecords::Text() { return rules_.empty() ? std::string() : rules_[cursor_].text; }
-
-void RuleRecords::Add(platform::RuleDef& other) {
-  rules_.push_back({other.Number(), other.Text()});
-  cursor_ = rules_.size() - 1;
+  std::vector<RuleRow> rules;
+  for (const auto& rule : store->Rules()) rules.push_back({rule.number, rule.text});
+  return Assign(std::move(rules));
 }
 
 bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
-  return engine::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
+  return store::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
     const auto& names = store.Names(ItemKindOf(kind_));
     const auto found = names.find(Current().id);
     if (found == names.end()) return false;
@@ -75,34 +55,11 @@ bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std:
   });
 }
 
-void NameRecords::Add(platform::NameRecord& record) {
-  Item copy{record.ID(), record.Name()};
-  items_.push_back(std::move(copy));
-  cursor_ = items_.size() - 1;
-}
-
-bool NameRecords::MoveFirst() {
-  cursor_ = 0;
-  return !items_.empty();
-}
-
-bool NameRecords::MoveNext() {
-  if (cursor_ + 1 >= items_.size()) return false;
-  ++cursor_;
-  return true;
-}
-
-const StateLogRecords::Record& StateLogRecords::Current() const {
-  static const Record none;
-  return records_.empty() ? none : records_[cursor_];
-}
-
 bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
-  records_.clear();
-  cursor_ = 0;
+  Assign({});
   auto& needed = Needed(database, "PrcsStateLog");
   const store::NotesBelongTo owner(needed.ConnectionHandle());
-  return engine::Read(needed, [&](store::SqlStore& store, sql::Connection& db) {
+  return store::Read(needed, [&](store::SqlStore& store, sql::Connection& db) {
     const auto time = platform::DateToTimeStamp(time_);
     std::vector<store::StateLogRow> rows;
     if (query_ == kForward) {
@@ -122,30 +79,19 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
       if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
     }
     const auto& names = store.Names(catalogue::ItemKind::StateCode);
+    std::vector<StateRow> records;
     for (const auto& row : rows) {
       const auto name = names.find(row.state);
-      records_.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
-                          name == names.end() ? std::string() : name->second});
+      records.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
+                         name == names.end() ? std::string() : name->second});
     }
-    return !records_.empty();
+    return Assign(std::move(records));
   });
 }
 
 void StateLogRecords::Add(platform::PrcsStateLog& record) {
-  records_.push_back(
+  Append(
       {record.Time(), record.Process(), record.StateID(), record.StateType(), record.StateName()});
-  cursor_ = records_.size() - 1;
-}
-
-bool StateLogRecords::MoveFirst() {
-  cursor_ = 0;
-  return !records_.empty();
-}
-
-bool StateLogRecords::MoveNext() {
-  if (cursor_ + 1 >= records_.size()) return false;
-  ++cursor_;
-  return true;
 }
 
 }  // namespace orvspc::engine

@@ -15,10 +15,11 @@
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/SampleQuantiles.h"
 #include "engine/statistics/Spread.h"
+#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 
-// The first call: from the selection to the records. The Johnson fit stands in johnson_fit.cpp.
+// The first call: from the selection to the records. The Johnson fit is in johnson_fit.cpp.
 namespace orvspc::engine::capability {
 namespace {
 
@@ -59,14 +60,6 @@ std::string Complaint(const API_CAOptions& options, const CapabilityOutput& out)
   return {};
 }
 
-statistics::EstimatorSetting SettingOf(store::Store& store) {
-  const auto name = store.Setting("sigma_estimator", "mvlue");
-  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
-  store::AddNote("setting-unknown",
-                 "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return statistics::EstimatorSetting::Mvlue;
-}
-
 // Limits lie several sigmas from the mean; a sigma without room for them serves nothing.
 constexpr double kRoom = 10.0;
 
@@ -102,10 +95,10 @@ std::optional<statistics::SigmaEstimate> FromMovingRanges(std::span<const Stream
 // What the charts of the same subgroups use, unless another one was asked for.
 statistics::SigmaEstimate FromSubgroups(std::int32_t type, const statistics::SpreadSums& spread,
                                         std::int64_t count, statistics::EstimatorSetting setting) {
-  constexpr std::int32_t kMostForRange = 10;  // as charts choose between range and deviation
+  constexpr std::int32_t kMaxForRange = 10;  // as charts choose between range and deviation
   const auto least = spread.SmallestSize(), most = spread.LargestSize();
   const bool ranges = type == caShortTermSigmaRange ||
-                      (type == caShortTermSigmaAuto && least == most && most <= kMostForRange);
+                      (type == caShortTermSigmaAuto && least == most && most <= kMaxForRange);
   if (ranges) return statistics::SigmaFromRangeSums(spread.BySize(), setting);
   if (type == caShortTermSigmaPooled) return Pooled(spread, count);
   return statistics::SigmaFromSdSums(spread.BySize(), setting);
@@ -148,7 +141,7 @@ void FillMoments(const statistics::DeviationSums& sums, const SampleCentre& cent
 void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
                  const statistics::DeviationSums& sums, double sigma, double sd,
                  API_CASummary& record) {
-  // Makes the spread of the middle half that of a normal law.
+  // Scales the interquartile range to the sigma of a normal distribution.
   constexpr double kNormalizedRange = 0.741301109252801;
   record.PieceCount = static_cast<std::int32_t>(centre.count);
   record.SubgroupCount = static_cast<std::int32_t>(sample.Groups());
@@ -211,12 +204,6 @@ struct CountSums {
   }
 };
 
-void FillChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record) {
-  record.DegFreedom = test.degrees;
-  record.Value = Defined(test.value);
-  record.Probability = Defined(test.probability);
-}
-
 void FillBins(std::span<const double> edges, std::span<const std::int64_t> counts,
               std::span<API_CABin> bins) {
   for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
@@ -227,7 +214,7 @@ void FillBins(std::span<const double> edges, std::span<const std::int64_t> count
   }
 }
 
-void TellCounts(const CountSums& counts, std::int32_t cells, std::int64_t count) {
+void NoteCounts(const CountSums& counts, std::int32_t cells, std::int64_t count) {
   const auto bins = counts.bins.Counts();
   if (const auto outside = bins.front() + bins.back(); outside > 0) {
     store::AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
@@ -238,6 +225,171 @@ void TellCounts(const CountSums& counts, std::int32_t cells, std::int64_t count)
                    "The values are only " + std::to_string(counts.distinct.Count()) +
                        " different ones: rounding, not the law, may make chi-square large.");
   }
+}
+
+// The values of all streams, normalised, and the limits that hold for them.
+struct Prepared {
+  LimitsInForce limits;
+  API_CANccLim8 net_limits;
+  API_CANccResults net_results{};
+  statistics::Sample sample{};
+};
+
+Prepared Prepare(store::Store& store, std::vector<StreamSample>& streams,
+                 const API_CAOptions& options) {
+  const FlagWord flags(options.Flags);
+  std::optional<LimitOverride> override_by;
+  if (flags.override_limits) {
+    override_by = LimitOverride{options.OverrideUSL, options.OverrideTarget, options.OverrideLSL};
+  }
+  Prepared data{
+      FindLimits(store, streams, override_by, static_cast<Normalization>(flags.normalize)),
+      FindNetContents(store, streams)};
+  std::vector<std::size_t> begins;
+  for (auto& stream : streams) {
+    begins.push_back(data.sample.Blocks().size());
+    data.sample.Append(std::move(stream.sample));
+  }
+  begins.push_back(data.sample.Blocks().size());
+  // Net contents are of the values as they are.
+  data.net_results = NetContentResults(data.sample, data.net_limits);
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    const double origin = data.limits.origins[i];
+    if (origin != 0.0) data.sample.Shift(begins[i], begins[i + 1], -origin);
+  }
+  return data;
+}
+
+struct SampleSums {
+  statistics::DeviationSums deviations;
+  statistics::SpreadSums spread;
+
+  void Merge(const SampleSums& other) {
+    deviations.Merge(other.deviations);
+    spread.Merge(other.spread);
+  }
+};
+
+// Completes the centre.
+SampleSums SumsOf(const statistics::Sample& sample, SampleCentre& centre) {
+  SampleSums sums{{centre.origin, centre.shift}, {centre.origin, centre.shift}};
+  SumBlocks(sample, sums, [](SampleSums& mine, const statistics::Sample::Block& block) {
+    mine.deviations.Add(block.values);
+    mine.spread.Add(block);
+  });
+  SetDeviation(sums.deviations, centre);
+  return sums;
+}
+
+// Mean, extremes and deviations of the sample. sd and sigma are 0 where they serve nothing.
+struct Described {
+  SampleCentre centre;
+  SampleSums sums;
+  statistics::SigmaEstimate short_term;
+  double sd, sigma;
+};
+
+void NoteOverflow(const Described& figures) {
+  const auto& estimate = figures.short_term;
+  if (std::isfinite(kRoom * figures.centre.sd) &&
+      (!estimate.Exists() || std::isfinite(kRoom * estimate.value))) {
+    return;
+  }
+  store::AddNote("overflow",
+                 "A figure of these values is beyond the largest number and was left out.");
+}
+
+Described Describe(store::Store& store, const statistics::Sample& sample, SampleCentre centre,
+                   std::int32_t short_term,
+                   const std::optional<statistics::SigmaEstimate>& moving) {
+  auto sums = SumsOf(sample, centre);
+  const auto estimate = moving ? *moving
+                               : FromSubgroups(short_term, sums.spread, centre.count,
+                                               store::EstimatorSettingOf(store));
+  Described figures{centre, std::move(sums), estimate, UsableSigma(centre.sd),
+                    UsableSigma(estimate.value)};
+  NoteOverflow(figures);
+  return figures;
+}
+
+// The histogram, and the cells of the chi-square test.
+struct Counted {
+  statistics::Window window;
+  std::vector<double> edges;
+  std::optional<statistics::NormalDistribution> normal;  // none without a deviation
+  std::int32_t cells;
+  CountSums sums;
+};
+
+Counted Count(const Prepared& data, const Described& figures, const API_CAOptions& options) {
+  const auto window = ChooseWindow(FlagWord(options.Flags), options, figures.centre, figures.sd,
+                                   data.limits.tolerance);
+  const auto edges = statistics::BinEdges(window, static_cast<std::size_t>(options.BinCount));
+  std::optional<statistics::NormalDistribution> normal;
+  if (figures.sd > 0.0) normal.emplace(figures.centre.mean, figures.sd);
+  const auto cells = normal ? statistics::ChiSquareCells(figures.centre.count) : 0;
+  CountSums sums{
+      {statistics::CountingEdges(edges), statistics::IntervalCounter::EdgeGoes::Up},
+      {cells > 0 ? statistics::EqualProbabilityEdges(*normal, cells) : std::vector<double>(),
+       statistics::IntervalCounter::EdgeGoes::Down},
+      {UpperLimits(data.limits.record), LowerLimits(data.limits.record)},
+      statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
+  SumBlocks(data.sample, sums, [&](CountSums& mine, const statistics::Sample::Block& block) {
+    mine.Add(block.values, cells > 0);
+  });
+  return {window, edges, normal, cells, std::move(sums)};
+}
+
+// What is made before anything is written.
+struct Records {
+  API_CASummary summary{};
+  API_CAMoments moments{};
+  API_CAAnova anova{};
+  API_CAChiSq chi_square{};
+  API_CASpecResults results{};
+  CapabilityReport report;
+};
+
+Records RecordsOf(const Prepared& data, const Described& figures, const Counted& counted) {
+  const auto& [centre, sums, short_term, sd, sigma] = figures;
+  Records made;
+  FillSummary(data.sample, centre, sums.deviations, sigma, sd, made.summary);
+  FillMoments(sums.deviations, centre, sd, made.moments);
+  FillAnova(sums.spread, centre, made.anova);
+  const auto test = counted.cells > 0 ? statistics::ChiSquareOf(counted.sums.cells.Counts(),
+                                                                counted.normal->FittedParameters())
+                                      : statistics::ChiSquareTest();
+  SetChiSquare(test, made.chi_square);
+  SetActual(counted.sums.beyond, centre.count, data.limits.record, made.results);
+  made.report.short_term = statistics::ToEstimate(short_term);
+  const auto* const normal = counted.normal ? &*counted.normal : nullptr;
+  made.report.expected = ExpectedCounts(normal, counted.edges, centre.count);
+  if (normal == nullptr) return made;
+  SetExpected(*normal, false, data.limits.record, made.results);
+  made.summary.ZBench = BenchmarkScore(*normal, data.limits.tolerance);
+  made.report.law = normal->Name();
+  return made;
+}
+
+void Write(const Prepared& data, const Described& figures, const Counted& counted,
+           const Records& made, const API_CAOptions& options, const CapabilityOutput& out) {
+  const auto& centre = figures.centre;
+  out.summary = made.summary;
+  out.moments = made.moments;
+  out.anova = made.anova;
+  out.chi_square = made.chi_square;
+  out.results = made.results;
+  out.cps = ShortTermIndices(centre.mean, figures.sigma, data.limits.tolerance);
+  out.pps =
+      LongTermIndices(statistics::Reach::OfNormal(centre.mean, figures.sd), data.limits.tolerance);
+  out.limits = data.limits.record;
+  out.net_limits = data.net_limits;
+  out.net_results = data.net_results;
+  const auto bins = static_cast<std::size_t>(options.BinCount);
+  FillBins(counted.edges, counted.sums.bins.Counts(), out.bins.first(bins));
+  const auto points = static_cast<std::size_t>(options.CurveCount);
+  DrawCurve(counted.normal ? &*counted.normal : nullptr, counted.window, centre.count, bins,
+            out.x.first(points), out.y.first(points));
 }
 
 }  // namespace
@@ -267,115 +419,23 @@ bool CapabilityRun::Process(store::Store& store, API_DSInfo& info,
 
 bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& streams,
                             const API_CAOptions& options, const CapabilityOutput& out) {
-  const FlagWord flags(options.Flags);
-  std::optional<LimitOverride> override_by;
-  if (flags.override_limits) {
-    override_by = LimitOverride{options.OverrideUSL, options.OverrideTarget, options.OverrideLSL};
-  }
-  const auto limits =
-      FindLimits(store, streams, override_by, static_cast<Normalization>(flags.normalize));
-  const auto net_limits = FindNetContents(store, streams);
   const auto moving = FromMovingRanges(streams);
-
-  statistics::Sample sample;
-  std::vector<std::size_t> ends;
-  for (auto& stream : streams) {
-    sample.Append(std::move(stream.sample));
-    ends.push_back(sample.Blocks().size());
-  }
-  // Net contents are of the values as they are.
-  const auto net_results = NetContentResults(sample, net_limits);
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    if (limits.origins[i] != 0.0)
-      sample.Shift(i == 0 ? 0 : ends[i - 1], ends[i], -limits.origins[i]);
-  }
-
-  auto centre = CentreOf(sample);
+  auto data = Prepare(store, streams, options);
+  const auto centre = CentreOf(data.sample);
   if (!std::isfinite(centre.largest) || !std::isfinite(centre.smallest)) {
     store.Fail(kOverflow, "The values are too large to be normalised by these limits.");
     return false;
   }
-  struct Sums {
-    statistics::DeviationSums deviations;
-    statistics::SpreadSums spread;
-    void Merge(const Sums& other) {
-      deviations.Merge(other.deviations);
-      spread.Merge(other.spread);
-    }
-  } sums{{centre.origin, centre.shift}, {centre.origin, centre.shift}};
-  SumBlocks(sample, sums, [](Sums& mine, const statistics::Sample::Block& block) {
-    mine.deviations.Add(block.values);
-    mine.spread.Add(block);
-  });
-  SetDeviation(sums.deviations, centre);
-  const double sd = UsableSigma(centre.sd);
-  const auto estimate =
-      moving ? *moving
-             : FromSubgroups(flags.short_term, sums.spread, centre.count, SettingOf(store));
-  const double sigma = UsableSigma(estimate.value);
-  if (!std::isfinite(kRoom * centre.sd) ||
-      (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
-    store::AddNote("overflow",
-                   "A figure of these values is beyond the largest number and was left out.");
-  }
-
-  // Everything is made before anything is written.
-  API_CASummary summary{};
-  FillSummary(sample, centre, sums.deviations, sigma, sd, summary);
-  API_CAMoments moments{};
-  FillMoments(sums.deviations, centre, sd, moments);
-  API_CAAnova anova{};
-  FillAnova(sums.spread, centre, anova);
-
-  const auto window = ChooseWindow(flags, options, centre, sd, limits.tolerance);
-  const auto bins = static_cast<std::size_t>(options.BinCount);
-  const auto edges = statistics::BinEdges(window, bins);
-  std::optional<statistics::NormalDistribution> law;
-  if (sd > 0.0) law.emplace(centre.mean, sd);
-  const auto cells = law ? statistics::ChiSquareCells(centre.count) : 0;
-  CountSums counts{
-      {statistics::CountingEdges(edges), statistics::IntervalCounter::EdgeGoes::Up},
-      {cells > 0 ? statistics::EqualProbabilityEdges(*law, cells) : std::vector<double>(),
-       statistics::IntervalCounter::EdgeGoes::Down},
-      {UpperLimits(limits.record), LowerLimits(limits.record)},
-      statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
-  SumBlocks(sample, counts, [&](CountSums& mine, const statistics::Sample::Block& block) {
-    mine.Add(block.values, cells > 0);
-  });
-  API_CAChiSq chi_square{};
-  FillChiSquare(cells > 0 ? statistics::ChiSquareOf(counts.cells.Counts(), law->FittedParameters())
-                          : statistics::ChiSquareTest(),
-                chi_square);
-  API_CASpecResults results{};
-  SetActual(counts.beyond, centre.count, limits.record, results);
-  const auto* const fitted = law ? &*law : nullptr;
-  if (fitted != nullptr) {
-    SetExpected(*fitted, false, limits.record, results);
-    summary.ZBench = BenchmarkScore(*fitted, limits.tolerance);
-  }
-  CapabilityReport report;
-  report.expected = ExpectedCounts(fitted, edges, centre.count);
-  report.short_term = statistics::ToEstimate(estimate);
-  if (fitted != nullptr) report.law = fitted->Name();
-  TellCounts(counts, cells, centre.count);
-
-  out.summary = summary;
-  out.moments = moments;
-  out.anova = anova;
-  out.chi_square = chi_square;
-  out.cps = ShortTermIndices(centre.mean, sigma, limits.tolerance);
-  out.pps = LongTermIndices(statistics::Reach::OfNormal(centre.mean, sd), limits.tolerance);
-  out.limits = limits.record;
-  out.results = results;
-  out.net_limits = net_limits;
-  out.net_results = net_results;
-  FillBins(edges, counts.bins.Counts(), out.bins.first(bins));
-  const auto points = static_cast<std::size_t>(options.CurveCount);
-  DrawCurve(fitted, window, centre.count, bins, out.x.first(points), out.y.first(points));
-  centre.sd = sd;
-  centre_ = centre;
-  sample_ = std::move(sample);
-  report_ = std::move(report);
+  const auto figures =
+      Describe(store, data.sample, centre, FlagWord(options.Flags).short_term, moving);
+  const auto counted = Count(data, figures, options);
+  auto made = RecordsOf(data, figures, counted);
+  NoteCounts(counted.sums, counted.cells, centre.count);
+  Write(data, figures, counted, made, options, out);
+  centre_ = figures.centre;
+  centre_.sd = figures.sd;
+  sample_ = std::move(data.sample);
+  report_ = std::move(made.report);
   return true;
 }
 

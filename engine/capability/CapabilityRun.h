@@ -50,9 +50,9 @@ class CapabilityRun {
   bool Process(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                const API_CAOptions& options, const CapabilityOutput& out);
 
-  // Replaces the normal law by a Johnson curve fitted to the kept sample. Returns a caJohnsonTypes
-  // value; 0, and nothing is changed, when no curve serves or the summary is not that of the
-  // sample.
+  // Replaces the normal distribution by a Johnson curve fitted to the kept sample. Returns a
+  // caJohnsonTypes value; 0, and nothing is changed, when no curve serves or the summary is not
+  // that of the sample.
   std::int32_t FitJohnson(const JohnsonOutput& out);
 
   const CapabilityReport& Report() const { return report_; }

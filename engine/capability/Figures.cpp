@@ -87,44 +87,47 @@ std::vector<double> LowerLimits(const API_CASpecLim8& limits) { return LimitsOf(
 
 void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
                const API_CASpecLim8& limits, API_CASpecResults& results) {
-  const auto share = [&](std::int64_t beyond) {
+  const auto proportion = [&](std::int64_t beyond) {
     return static_cast<double>(beyond) / static_cast<double>(count);
   };
   for (std::size_t i = 0; i < std::size(kUpper); ++i) {
-    if ((limits.EFlag & kUpper[i].flag) != 0) results.*kUpper[i].actual = share(counts.Above(i));
+    if ((limits.EFlag & kUpper[i].flag) != 0)
+      results.*kUpper[i].actual = proportion(counts.Above(i));
   }
   for (std::size_t i = 0; i < std::size(kLower); ++i) {
-    if ((limits.EFlag & kLower[i].flag) != 0) results.*kLower[i].actual = share(counts.Below(i));
+    if ((limits.EFlag & kLower[i].flag) != 0)
+      results.*kLower[i].actual = proportion(counts.Below(i));
   }
 }
 
-void SetExpected(const statistics::Distribution& law, bool clamped, const API_CASpecLim8& limits,
-                 API_CASpecResults& results) {
+void SetExpected(const statistics::Distribution& distribution, bool clamped,
+                 const API_CASpecLim8& limits, API_CASpecResults& results) {
   for (const auto& row : kUpper) {
     if ((limits.EFlag & row.flag) == 0) continue;
-    const double score = law.Score(limits.*row.limit);
+    const double score = distribution.Score(limits.*row.limit);
     if (row.score != nullptr) results.*row.score = Defined(Clamp(score, clamped));
     results.*row.expected = Defined(statistics::NormalAbove(score));
   }
   for (const auto& row : kLower) {
     if ((limits.EFlag & row.flag) == 0) continue;
-    const double score = law.Score(limits.*row.limit);
+    const double score = distribution.Score(limits.*row.limit);
     results.*row.score = Defined(Clamp(-score, clamped));
     results.*row.expected = Defined(statistics::NormalBelow(score));
   }
 }
 
-double BenchmarkScore(const statistics::Distribution& law, const statistics::Tolerance& tolerance) {
+double BenchmarkScore(const statistics::Distribution& distribution,
+                      const statistics::Tolerance& tolerance) {
   if (!tolerance.HasLimit()) return 0.0;
   double outside = 0.0;
-  if (tolerance.usl) outside += law.Above(*tolerance.usl);
-  if (tolerance.lsl) outside += law.Below(*tolerance.lsl);
+  if (tolerance.usl) outside += distribution.Above(*tolerance.usl);
+  if (tolerance.lsl) outside += distribution.Below(*tolerance.lsl);
   if (std::isnan(outside)) return 0.0;
   return std::clamp(statistics::NormalUpperQuantile(std::clamp(outside, 0.0, 1.0)), -kFarthestScore,
                     kFarthestScore);
 }
 
-void DrawCurve(const statistics::Distribution* law, const statistics::Window& window,
+void DrawCurve(const statistics::Distribution* distribution, const statistics::Window& window,
                std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y) {
   const double bin = window.Width() / static_cast<double>(bins);
   const double steps = x.size() > 1 ? static_cast<double>(x.size() - 1) : 1.0;
@@ -133,16 +136,25 @@ void DrawCurve(const statistics::Distribution* law, const statistics::Window& wi
   }
   if (x.size() > 1) x.back() = window.high;
   for (std::size_t i = 0; i < x.size(); ++i) {
-    y[i] = law == nullptr ? 0.0 : Defined(static_cast<double>(count) * bin * law->Density(x[i]));
+    y[i] = distribution == nullptr
+               ? 0.0
+               : Defined(static_cast<double>(count) * bin * distribution->Density(x[i]));
   }
 }
 
-std::vector<double> ExpectedCounts(const statistics::Distribution* law,
+void SetChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record) {
+  record.DegFreedom = test.degrees;
+  record.Value = Defined(test.value);
+  record.Probability = Defined(test.probability);
+}
+
+std::vector<double> ExpectedCounts(const statistics::Distribution* distribution,
                                    std::span<const double> edges, std::int64_t count) {
   std::vector<double> expected(edges.size() - 1);
-  if (law == nullptr) return expected;
+  if (distribution == nullptr) return expected;
   for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
-    expected[i] = Defined(static_cast<double>(count) * law->Between(edges[i], edges[i + 1]));
+    expected[i] =
+        Defined(static_cast<double>(count) * distribution->Between(edges[i], edges[i + 1]));
   }
   return expected;
 }

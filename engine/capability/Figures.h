@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/statistics/CapabilityIndices.h"
+#include "engine/statistics/ChiSquare.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/SampleSums.h"
@@ -18,32 +19,35 @@ namespace orvspc::engine::capability {
 
 inline double Defined(double value) { return value - value == 0.0 ? value : 0.0; }
 
-// Scores farther out are not told apart: the tails there are no numbers any more.
+// Beyond this score the probability of a tail underflows to 0.
 inline constexpr double kFarthestScore = 37.5;
 
 API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance);
 API_CAPPs LongTermIndices(const statistics::Reach& reach, const statistics::Tolerance& tolerance);
 
-// The actual shares of the specification results.
+// The actual proportions of the specification results.
 void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
                const API_CASpecLim8& limits, API_CASpecResults& results);
-// Limits in the order that SetActual reads; NaN where there is none. The target stands in both.
+// Limits in the order that SetActual reads; NaN where there is none. The target is in both.
 std::vector<double> UpperLimits(const API_CASpecLim8& limits);
 std::vector<double> LowerLimits(const API_CASpecLim8& limits);
 
-// Scores and expected shares of the specification results. Clamped: within the farthest score.
-void SetExpected(const statistics::Distribution& law, bool clamped, const API_CASpecLim8& limits,
-                 API_CASpecResults& results);
+// Scores and expected proportions of the specification results. Clamped: within the farthest score.
+void SetExpected(const statistics::Distribution& distribution, bool clamped,
+                 const API_CASpecLim8& limits, API_CASpecResults& results);
 
-// The score that a normal law has with the expected share outside on one side; 0 without limits.
-double BenchmarkScore(const statistics::Distribution& law, const statistics::Tolerance& tolerance);
+// The normal score of the expected proportion outside, taken on one side; 0 without limits.
+double BenchmarkScore(const statistics::Distribution& distribution,
+                      const statistics::Tolerance& tolerance);
 
-// Points of the curve at equal distances across the window, scaled to the bars; law null: all 0.
-void DrawCurve(const statistics::Distribution* law, const statistics::Window& window,
+// Points of the curve at equal distances across the window, scaled to the bars; all 0 if null.
+void DrawCurve(const statistics::Distribution* distribution, const statistics::Window& window,
                std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y);
 
-// What each bin would hold by the law; law null: 0.
-std::vector<double> ExpectedCounts(const statistics::Distribution* law,
+void SetChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record);
+
+// The expected count of each bin; all 0 if null.
+std::vector<double> ExpectedCounts(const statistics::Distribution* distribution,
                                    std::span<const double> edges, std::int64_t count);
 
 }  // namespace orvspc::engine::capability

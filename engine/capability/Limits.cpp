@@ -99,7 +99,7 @@ void Apply(const LimitOverride& by, API_CASpecLim8& record) {
   record.AFlag |= record.EFlag & kSpecBits;
 }
 
-// Takes away what is no number, and bits without a limit.
+// Clears figures that are not finite, and bits without a limit.
 void DropNonFinite(API_CASpecLim8& record) {
   for (platform::WireDouble* const field :
        {&record.Usl, &record.Tar, &record.Lsl, &record.Ugb, &record.Lgb, &record.Url, &record.Lrl,

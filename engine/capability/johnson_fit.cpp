@@ -61,12 +61,12 @@ Chosen Choose(const statistics::Sample& sample, const SampleCentre& centre) {
   if (centre.count < kFewest) return chosen;
   const auto n = static_cast<double>(centre.count);
   const auto usable = DistancesFor(n);
-  std::vector<double> shares;
+  std::vector<double> proportions;
   for (const double z : usable) {
     for (const double score : {3.0 * z, z, -z, -3.0 * z})
-      shares.push_back(statistics::NormalBelow(score));
+      proportions.push_back(statistics::NormalBelow(score));
   }
-  const auto at = statistics::SampleQuantiles(sample, shares);
+  const auto at = statistics::SampleQuantiles(sample, proportions);
   for (std::size_t i = 0; i < usable.size(); ++i) {
     const auto fit = statistics::FitJohnson(
         {usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
@@ -143,9 +143,7 @@ std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
 
   out.summary.ZBench = BenchmarkScore(curve, tolerance);
   out.pps = LongTermIndices({middle, high - middle, middle - low, high - low}, tolerance);
-  out.chi_square.DegFreedom = test.degrees;
-  out.chi_square.Value = Defined(test.value);
-  out.chi_square.Probability = Defined(test.probability);
+  SetChiSquare(test, out.chi_square);
   SetExpected(curve, true, out.limits, out.results);
   DrawCurve(&curve, window, centre_.count, out.bins.size(), out.x, out.y);
   report_.expected = std::move(expected);

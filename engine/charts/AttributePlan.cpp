@@ -8,7 +8,7 @@ namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kP = 0xD, kC = 0xE, kU = 0xF;
-constexpr std::int32_t kMostGraph2 = 4, kMostGraph3 = 2;
+constexpr std::int32_t kMaxGraph2 = 4, kMaxGraph3 = 2;
 constexpr std::int32_t kCusumBit = 16;
 constexpr double kThousand = 1e3, kMillion = 1e6;
 
@@ -49,7 +49,7 @@ bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
 bool IsAttributeWord(std::int32_t chart_word) {
   const auto graph1 = (chart_word >> 8) & 15;
   return (chart_word & ~0xFFF) == 0 && (graph1 == 0 || ChartOf(graph1) != nullptr) &&
-         ((chart_word >> 4) & 15) <= kMostGraph2 && (chart_word & 15) <= kMostGraph3;
+         ((chart_word >> 4) & 15) <= kMaxGraph2 && (chart_word & 15) <= kMaxGraph3;
 }
 
 AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processing_word, double ewma,
@@ -62,7 +62,7 @@ AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processin
         {"graph-dropped", "Graphs 2 and 3 are left out: a chart of counts is one graph."});
   }
   plan.cusum = (processing_word & kCusumBit) != 0;
-  // The two low bits of the word may be grouping as well as EWMA; only the number of its own tells.
+  // The two low bits are ambiguous (grouping or EWMA); use the ewma argument.
   plan.ewma = ewma == 1.0   ? EwmaKind::Standard
               : ewma == 2.0 ? EwmaKind::MovingCentre
                             : EwmaKind::None;

@@ -49,7 +49,7 @@ inline catalogue::RateKind RateKindOf(const AttributeChart& chart) {
 // rate a unit or one an opportunity. A word of 0 is not known and serves.
 bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word);
 
-// False for a word that the attribute road does not know.
+// False for a word that no attribute chart has.
 bool IsAttributeWord(std::int32_t chart_word);
 
 // Settles what is produced. A zero graph 1 is chosen by the shape of the data; the other graphs do

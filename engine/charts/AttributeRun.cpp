@@ -12,7 +12,7 @@
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 
-// The process call: from the selection to the points. What is read from a finished run stands in
+// The process call: from the selection to the points. Reading a finished run is in
 // attribute_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
@@ -75,7 +75,7 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
     MakeEwma();
   }
   is_open_ = true;
-  TellNotes(store);
+  AddNotes(store);
   return plan_.Word();
 }
 
@@ -213,7 +213,7 @@ std::vector<double> AttributeRun::UnitsInspected() const {
   return units;
 }
 
-void AttributeRun::TellNotes(store::Store& store) const {
+void AttributeRun::AddNotes(store::Store& store) const {
   for (const auto& note : plan_.notes)
     store::AddNote(std::string(note.code), std::string(note.text));
   if (!rows_.Data().sizes.empty()) {
@@ -226,30 +226,30 @@ void AttributeRun::TellNotes(store::Store& store) const {
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& state = states_[s];
-    const auto tell = [&](bool when, const char* code, const std::string& text) {
+    const auto note = [&](bool when, const char* code, const std::string& text) {
       if (!when) return;
       store::AddNote(code, text,
                      store.StreamName(streams[s].part, streams[s].process, streams[s].test));
     };
     const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;
-    tell(!state.rate.Exists(), "no-mean",
+    note(!state.rate.Exists(), "no-mean",
          "No subgroup that counts has a size, so there are no calculated limits.");
-    tell(above_one, "too-many-defectives",
+    note(above_one, "too-many-defectives",
          "There are more defectives than units, so there are no calculated limits.");
-    tell(state.no_size && !bears_no_size, "no-size",
+    note(state.no_size && !bears_no_size, "no-size",
          "Subgroups without a size have no value on this chart.");
-    tell(state.no_size && state.some_size && bears_no_size, "no-size",
+    note(state.no_size && state.some_size && bears_no_size, "no-size",
          "Subgroups without a size are taken as one unit.");
-    tell(state.no_opportunities, "no-opportunities",
+    note(state.no_opportunities, "no-opportunities",
          "No opportunities for defects are known at some points; they count as one a unit.");
-    tell(state.no_cusum, "no-cusum",
+    note(state.no_cusum, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
-    tell(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
+    note(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
          "The opportunities for defects in force changed inside the chart.");
     const auto& unsuited = rows_.Of(s).unsuited_mean;
-    tell(unsuited.has_value(), "limits-unsuited",
+    note(unsuited.has_value(), "limits-unsuited",
          unsuited ? UnsuitedMeanText(*plan_.chart, *unsuited) : std::string());
-    rows_.TellNotes(store, s);
+    rows_.AddNotes(store, s);
   }
 }
 

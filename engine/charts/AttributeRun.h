@@ -20,14 +20,14 @@
 
 namespace orvspc::engine::charts {
 
-// What the process call of the attribute road is given beside the selection.
+// Inputs of the process call of an attribute chart beside the selection.
 struct AttributeRequest {
   std::int32_t chart_word = 0, processing_word = 0;
   double ewma = 0.0;
 };
 
-// One run of the attribute road, from its process call to its end. Points are made at once; lines
-// and marks when they are asked for. May throw; the library's face turns that into a kept failure.
+// One attribute chart, from its process call to its end. Points are made at once; lines and signals
+// when they are asked for. May throw; ChartLibrary keeps that as a failure.
 class AttributeRun {
  public:
   // Returns the chart word of what was made, 0 for nothing.
@@ -65,7 +65,7 @@ class AttributeRun {
   void MakeCusum();
   void MakeEwma();
   void MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown);
-  void TellNotes(store::Store& store) const;
+  void AddNotes(store::Store& store) const;
 
   AttributeLines LinesOf(std::size_t stream, bool calculated) const;
   // What a cusum or an EWMA is taken about: the lines that the chart would have without it.

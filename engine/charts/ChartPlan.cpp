@@ -19,7 +19,7 @@ Codes BestGuess(Codes asked, bool leave_all, const DataShape& shape) {
   if (!leave_all) return asked;
   asked.graph2 = shape.SinglePieces() ? kMr : shape.RangesServe() ? kRange : kSd;
   if (shape.HasReadings()) {
-    asked.graph3 = shape.most_readings > DataShape::kMostForRange ? kSd : kRange;
+    asked.graph3 = shape.most_readings > DataShape::kMaxForRange ? kSd : kRange;
   }
   return asked;
 }

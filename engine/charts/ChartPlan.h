@@ -33,10 +33,10 @@ struct DataShape {
   std::int32_t most_readings = 0;                 // most readings inside one piece
 
   // Ranges lose too much against standard deviations above this size.
-  static constexpr std::int32_t kMostForRange = 10;
+  static constexpr std::int32_t kMaxForRange = 10;
 
   bool SinglePieces() const { return largest_size <= 1; }
-  bool RangesServe() const { return least_size == largest_size && largest_size <= kMostForRange; }
+  bool RangesServe() const { return least_size == largest_size && largest_size <= kMaxForRange; }
   bool HasReadings() const { return most_readings >= 2; }
 };
 
@@ -65,7 +65,7 @@ struct ChartPlan {
   }
 };
 
-// False for a word that the variable road does not know.
+// False for a word that no variable chart has.
 bool IsVariableWord(std::int32_t chart_word);
 
 // True when a chart word asks for an individuals or a three-way chart.

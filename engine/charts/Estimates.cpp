@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/Estimates.h"
-#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
 #include <string>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {
@@ -134,7 +135,7 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   }
 
   result.sp = From(SpSource(plan, automatic), input, setting, result.mean_size);
-  // Where the points judge graph 1, what is inside a subgroup has a sigma of its own.
+  // If graph 1 uses between-point sigma, estimate within-subgroup sigma separately.
   const bool own_within = plan.SigmaFromPoints() && !shape.SinglePieces();
   result.within = own_within
                       ? From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size)

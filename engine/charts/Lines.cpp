@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/Lines.h"
-#include "platform/NaN.h"
 
 #include <cmath>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {

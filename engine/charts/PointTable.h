@@ -60,8 +60,8 @@ class PointTable : public StreamTable {
   std::vector<std::int32_t> sizes_;
 };
 
-// The readings inside the pieces of every subgroup, for graph 3. Streams stand one after the other
-// as in the table.
+// The readings inside the pieces of every subgroup, for graph 3. Ordered by stream, as
+// in the table.
 struct WithinPieces {
   std::vector<std::uint32_t> begin;  // of a place in the columns below; one more at the end
   std::vector<std::int32_t> sizes;   // readings of a piece, at least 2

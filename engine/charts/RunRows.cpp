@@ -309,16 +309,16 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   return true;
 }
 
-void RunRows::TellNotes(store::Store& store, std::size_t stream) const {
+void RunRows::AddNotes(store::Store& store, std::size_t stream) const {
   const auto& of = table_.Streams()[stream];
-  const auto tell = [&](bool when, const char* code, const char* text) {
+  const auto note = [&](bool when, const char* code, const char* text) {
     if (when) store::AddNote(code, text, store.StreamName(of.part, of.process, of.test));
   };
-  tell(streams_[stream].unsuited_limits, "limits-unsuited",
+  note(streams_[stream].unsuited_limits, "limits-unsuited",
        "Stored control limits that were made from another kind of chart are not used.");
-  tell(streams_[stream].limits_change, "limits-changed",
+  note(streams_[stream].limits_change, "limits-changed",
        "The control limits in force changed inside the chart.");
-  tell(streams_[stream].specs_change, "specification-changed",
+  note(streams_[stream].specs_change, "specification-changed",
        "The specification limits in force changed inside the chart; values are judged by the "
        "newest.");
 }

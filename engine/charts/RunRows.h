@@ -27,8 +27,8 @@ void SortForProcess(std::vector<catalogue::ControlLimit>& limits);
 // Whether a stored row serves a chart.
 enum class Suits { Yes, OtherChart, NoSuchMean };
 
-// What a run of either road holds of the database beside its points: the data set, and for each
-// stream the limits, opportunities and alarms that judge it. Hands all of that out.
+// What a run holds of the database beside its points: the data set, and for each stream the limits,
+// opportunities and alarms that judge it. Delivers all of that.
 class RunRows {
  public:
   // table: of the run that has these rows, built from the data that Select reads.
@@ -83,7 +83,7 @@ class RunRows {
   bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
 
   // Of rows that change inside the chart.
-  void TellNotes(store::Store& store, std::size_t stream) const;
+  void AddNotes(store::Store& store, std::size_t stream) const;
 
  private:
   template <class Row>

@@ -30,8 +30,8 @@ std::span<const T> Part(const std::vector<T>& column, const ChartStream& stream)
 // data set. And which subgroups count.
 class StreamTable {
  public:
-  // Calls fill(place, subgroup) for each place. As long as there is one stream that is the only
-  // pass over the rows; where a second one turns up it begins anew with begin_anew(). status: the
+  // Calls fill(place, subgroup) for each place. One stream takes one pass over the rows; on a
+  // second stream it restarts: calls begin_anew() and fills again in stream order. status: the
   // states that the selection asked for, bits 1, 2, 4 for enabled, disabled, incomplete. Where
   // enabled ones were not asked for, whatever was asked for counts.
   template <class Fill, class BeginAnew>

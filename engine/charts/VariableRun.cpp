@@ -11,23 +11,16 @@
 #include "engine/charts/PreControl.h"
 #include "engine/charts/column_storage.h"
 #include "engine/charts/cusum.h"
+#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 
-// The process call: from the selection to the points. What is read from a finished run stands in
+// The process call: from the selection to the points. Reading a finished run is in
 // variable_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
 
 constexpr std::int32_t kBadArgument = 5;
-
-statistics::EstimatorSetting SettingOf(store::Store& store) {
-  const auto name = store.Setting("sigma_estimator", "mvlue");
-  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
-  store::AddNote("setting-unknown",
-                 "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return statistics::EstimatorSetting::Mvlue;
-}
 
 std::int32_t ConstantSize(std::span<const std::int32_t> sizes) {
   const bool constant = std::all_of(sizes.begin(), sizes.end(),
@@ -88,7 +81,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     MakeMovingAverages();
   }
   plan_.word = word;
-  TellNotes(store);
+  AddNotes(store);
   return word;
 }
 
@@ -106,7 +99,7 @@ void VariableRun::MakeColumns(store::Store& store) {
   }
   points_[0] =
       plan_.kinds[0] == ChartKind::Median ? table_.Medians(rows_.Data()) : std::move(table_.means);
-  Estimate(sds, SettingOf(store));
+  Estimate(sds, store::EstimatorSettingOf(store));
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
@@ -236,28 +229,28 @@ void VariableRun::MakeCusum() {
   }
 }
 
-void VariableRun::TellNotes(store::Store& store) const {
+void VariableRun::AddNotes(store::Store& store) const {
   constexpr double kLargestGoodCv = 0.3;
   for (const auto& note : plan_.notes)
     store::AddNote(std::string(note.code), std::string(note.text));
   const auto streams = table_.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& state = states_[s];
-    const auto tell = [&](bool when, const char* code, const char* text) {
+    const auto note = [&](bool when, const char* code, const char* text) {
       if (!when) return;
       store::AddNote(code, text,
                      store.StreamName(streams[s].part, streams[s].process, streams[s].test));
     };
-    tell(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
+    note(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
          "no-sigma", "There is nothing to estimate sigma from, so there are no calculated limits.");
-    tell(state.no_cusum, "no-cusum",
+    note(state.no_cusum, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
-    tell(state.estimates.overflow || table_.overflows.In(streams[s]), "overflow",
+    note(state.estimates.overflow || table_.overflows.In(streams[s]), "overflow",
          "Figures beyond the largest number that can be held are left out.");
-    rows_.TellNotes(store, s);
-    tell(state.estimates.gamma.value > kLargestGoodCv, "cv-large",
+    rows_.AddNotes(store, s);
+    note(state.estimates.gamma.value > kLargestGoodCv, "cv-large",
          "The coefficient of variation is above 0.3, where its limits are no longer good to 5 %.");
-    tell(state.no_lines, "no-limits", "No specification gives this stream pre-control lines.");
+    note(state.no_lines, "no-limits", "No specification gives this stream pre-control lines.");
   }
 }
 

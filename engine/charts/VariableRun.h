@@ -19,8 +19,8 @@
 
 namespace orvspc::engine::charts {
 
-// One run of the variable road, from its process call to its end. Points are made at once; lines
-// and marks when they are asked for. May throw; the library's face turns that into a kept failure.
+// One variable chart, from its process call to its end. Points are made at once; lines and signals
+// when they are asked for. May throw; ChartLibrary keeps that as a failure.
 class VariableRun {
  public:
   // Returns the chart word of what was made, 0 for nothing.
@@ -58,7 +58,7 @@ class VariableRun {
   void MakeMovingAverages();
   bool MakePreControl();
   void MakeCusum();
-  void TellNotes(store::Store& store) const;
+  void AddNotes(store::Store& store) const;
 
   VariableLines LinesOf(std::size_t stream, std::size_t graph, bool calculated, bool cusum) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;

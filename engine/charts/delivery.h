@@ -8,7 +8,7 @@
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 
-// What the data calls of both roads have in common.
+// Shared by the data calls of variable and attribute charts.
 namespace orvspc::engine::charts {
 
 // The first count elements of the array; empty when it holds something else or too few.

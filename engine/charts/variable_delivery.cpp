@@ -8,8 +8,8 @@
 #include "engine/charts/stream_lines.h"
 #include "platform/NaN.h"
 
-// What is read from a finished run. Columns stand stream after stream; everything that leaves
-// stands in the order of the data set.
+// Reading a finished run. Columns are ordered by stream; what is delivered is in the order of the
+// data set.
 namespace orvspc::engine::charts {
 namespace {
 

@@ -12,7 +12,7 @@ namespace orvspc::engine::compliance {
 namespace {
 
 // A mistaken time of 1970 shall not ask for all the memory there is.
-constexpr std::int64_t kMostWindows = 2'000'000;
+constexpr std::int64_t kMaxWindows = 2'000'000;
 
 // A stretch of running time; the clock shows `clock` at its start.
 struct Stretch {
@@ -56,10 +56,10 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
   const auto& last = stretches.back();
   const auto total = last.clock + last.end - last.start;
   const auto count = std::max<std::int64_t>(time::FloorDivide(total - grace, every), 0);
-  if (count > kMostWindows) {
+  if (count > kMaxWindows) {
     throw std::runtime_error("A sampling requirement has " + std::to_string(count) +
                              " intervals in the time range, more than " +
-                             std::to_string(kMostWindows) + "; choose a shorter range");
+                             std::to_string(kMaxWindows) + "; choose a shorter range");
   }
 
   std::vector<SamplingWindow> windows(static_cast<std::size_t>(count));

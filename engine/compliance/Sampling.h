@@ -41,7 +41,7 @@ struct SamplingWindow {
 };
 
 // n samples in each `every` seconds of running time, taken until `grace` seconds later. Running
-// time is one clock that stands still in pauses: window j is (j - 1) every <= t < j every + grace.
+// time is one clock that stops in pauses: window j is (j - 1) every <= t < j every + grace.
 // Windows that the clock does not complete ask for nothing. A sample counts once, for the earliest
 // window that is still short; one taken in a pause has the clock's time of that pause. Segments and
 // samples ascend; only what lies in `valid` counts. Throws std::runtime_error beyond two million

@@ -13,117 +13,83 @@ using Row = store::RowKey;
 using Ev = store::EventRow;
 using St = StateEntry;
 
-constexpr catalogue::ItemKind kNoItem = catalogue::ItemKind::Part;
+using Item = catalogue::ItemKind;
+
+// The fields of subgroups, their rows, events and states; null for what has nothing of the kind.
+struct Fields {
+  std::int32_t Sg::*subgroup = nullptr;
+  std::int32_t Row::*row = nullptr;
+  std::int32_t Ev::*event = nullptr;
+  std::int32_t St::*state = nullptr;
+};
+constexpr Fields kPart{&Sg::Part, nullptr, &Ev::part};
+constexpr Fields kProcess{&Sg::Prcs, nullptr, &Ev::process, &St::process};
+constexpr Fields kTest{&Sg::Test, nullptr, &Ev::test};
+constexpr Fields kJob{&Sg::Job};
+constexpr Fields kDefect{nullptr, &Row::Def};
+constexpr Fields kCac{nullptr, nullptr, &Ev::cac};
+constexpr Fields kAcc{nullptr, nullptr, &Ev::acc};
 
 struct NamedKind {
   std::string_view name;
   BinKind kind;
 };
 
-// One row for each type: what it is called, how identifiers and names are found, and the field of
-// subgroups, rows, events and states.
+constexpr BinKind Kind(std::int32_t type, Via via, Naming naming, const Fields& fields,
+                       Item item = Item::Part) {
+  return {type, via, naming, item, fields.subgroup, fields.row, fields.event, fields.state};
+}
+constexpr BinKind ByItem(std::int32_t type, Item item, const Fields& fields) {
+  return Kind(type, Via::Field, Naming::Item, fields, item);
+}
+constexpr BinKind ByGroup(std::int32_t type, Item item, const Fields& fields) {
+  return Kind(type, Via::Group, Naming::Group, fields, item);
+}
+constexpr BinKind ByPlace(std::int32_t type, Item item) {
+  return Kind(type, Via::Place, Naming::Item, kProcess, item);
+}
+
+// One row for each type of category.
 constexpr NamedKind kKinds[] = {
-    {"subgroup",
-     {paBinTypeSubgroup, Via::Field, Naming::Label, kNoItem, &Sg::Sgrp, nullptr, nullptr, nullptr}},
+    {"subgroup", Kind(paBinTypeSubgroup, Via::Field, Naming::Label, {&Sg::Sgrp})},
     {"time",
-     {paBinTypeTime, Via::Time, Naming::Time, kNoItem, &Sg::Sgtm, nullptr, &Ev::time, &St::time}},
-    {"part",
-     {paBinTypePart, Via::Field, Naming::Item, catalogue::ItemKind::Part, &Sg::Part, nullptr,
-      &Ev::part, nullptr}},
-    {"process",
-     {paBinTypeProcess, Via::Field, Naming::Item, catalogue::ItemKind::Process, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"test",
-     {paBinTypeTest, Via::Field, Naming::Item, catalogue::ItemKind::Test, &Sg::Test, nullptr,
-      &Ev::test, nullptr}},
-    {"job",
-     {paBinTypeJob, Via::Field, Naming::Item, catalogue::ItemKind::Job, &Sg::Job, nullptr, nullptr,
-      nullptr}},
-    {"lot",
-     {paBinTypeLot, Via::Field, Naming::Item, catalogue::ItemKind::Lot, &Sg::Lot, nullptr, nullptr,
-      nullptr}},
-    {"shift",
-     {paBinTypeShift, Via::Field, Naming::Item, catalogue::ItemKind::Shift, &Sg::Shft, nullptr,
-      nullptr, nullptr}},
-    {"employee",
-     {paBinTypeEmployee, Via::Field, Naming::Item, catalogue::ItemKind::Employee, &Sg::Empl,
-      nullptr, &Ev::employee, nullptr}},
-    {"descriptor",
-     {paBinTypeSgDesc, Via::Descriptor, Naming::Descriptor, kNoItem, &Sg::Sgrp, nullptr, nullptr,
-      nullptr}},
-    {"piece",
-     {paBinTypeTSNO, Via::Field, Naming::Number, kNoItem, nullptr, &Row::Tsno, nullptr, nullptr}},
-    {"serial number",
-     {paBinTypeSN, Via::Field, Naming::Item, catalogue::ItemKind::Serial, nullptr, &Row::Sn,
-      nullptr, nullptr}},
-    {"defect",
-     {paBinTypeDefect, Via::Field, Naming::Item, catalogue::ItemKind::Defect, nullptr, &Row::Def,
-      nullptr, nullptr}},
-    {"CAC code",
-     {paBinTypeCAC, Via::Field, Naming::Item, catalogue::ItemKind::CacCode, nullptr, nullptr,
-      &Ev::cac, nullptr}},
-    {"ACC code",
-     {paBinTypeACC, Via::Field, Naming::Item, catalogue::ItemKind::AccCode, nullptr, nullptr,
-      &Ev::acc, nullptr}},
-    {"event",
-     {paBinTypeEvent, Via::Field, Naming::Item, catalogue::ItemKind::EventName, nullptr, nullptr,
-      &Ev::name, nullptr}},
-    {"gage",
-     {paBinTypeGage, Via::Field, Naming::Item, catalogue::ItemKind::Gage, nullptr, &Row::Gage,
-      nullptr, nullptr}},
-    {"reading",
-     {paBinTypeSBNO, Via::Field, Naming::Number, kNoItem, nullptr, &Row::Sbno, nullptr, nullptr}},
-    {"part group",
-     {paBinTypePtgp, Via::Group, Naming::Group, catalogue::ItemKind::Part, &Sg::Part, nullptr,
-      &Ev::part, nullptr}},
-    {"process group",
-     {paBinTypePrgp, Via::Group, Naming::Group, catalogue::ItemKind::Process, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"test group",
-     {paBinTypeTsgp, Via::Group, Naming::Group, catalogue::ItemKind::Test, &Sg::Test, nullptr,
-      &Ev::test, nullptr}},
+     Kind(paBinTypeTime, Via::Time, Naming::Time, {&Sg::Sgtm, nullptr, &Ev::time, &St::time})},
+    {"part", ByItem(paBinTypePart, Item::Part, kPart)},
+    {"process", ByItem(paBinTypeProcess, Item::Process, kProcess)},
+    {"test", ByItem(paBinTypeTest, Item::Test, kTest)},
+    {"job", ByItem(paBinTypeJob, Item::Job, kJob)},
+    {"lot", ByItem(paBinTypeLot, Item::Lot, {&Sg::Lot})},
+    {"shift", ByItem(paBinTypeShift, Item::Shift, {&Sg::Shft})},
+    {"employee", ByItem(paBinTypeEmployee, Item::Employee, {&Sg::Empl, nullptr, &Ev::employee})},
+    {"descriptor", Kind(paBinTypeSgDesc, Via::Descriptor, Naming::Descriptor, {&Sg::Sgrp})},
+    {"piece", Kind(paBinTypeTSNO, Via::Field, Naming::Number, {nullptr, &Row::Tsno})},
+    {"serial number", ByItem(paBinTypeSN, Item::Serial, {nullptr, &Row::Sn})},
+    {"defect", ByItem(paBinTypeDefect, Item::Defect, kDefect)},
+    {"CAC code", ByItem(paBinTypeCAC, Item::CacCode, kCac)},
+    {"ACC code", ByItem(paBinTypeACC, Item::AccCode, kAcc)},
+    {"event", ByItem(paBinTypeEvent, Item::EventName, {nullptr, nullptr, &Ev::name})},
+    {"gage", ByItem(paBinTypeGage, Item::Gage, {nullptr, &Row::Gage})},
+    {"reading", Kind(paBinTypeSBNO, Via::Field, Naming::Number, {nullptr, &Row::Sbno})},
+    {"part group", ByGroup(paBinTypePtgp, Item::Part, kPart)},
+    {"process group", ByGroup(paBinTypePrgp, Item::Process, kProcess)},
+    {"test group", ByGroup(paBinTypeTsgp, Item::Test, kTest)},
     {"descriptor group",
-     {paBinTypeDsgp, Via::DescriptorGroup, Naming::DescriptorGroup, kNoItem, &Sg::Sgrp, nullptr,
-      nullptr, nullptr}},
-    {"state",
-     {paBinTypeStateCode, Via::Field, Naming::Item, catalogue::ItemKind::StateCode, nullptr,
-      nullptr, nullptr, &St::state}},
+     Kind(paBinTypeDsgp, Via::DescriptorGroup, Naming::DescriptorGroup, {&Sg::Sgrp})},
+    {"state", ByItem(paBinTypeStateCode, Item::StateCode, {nullptr, nullptr, nullptr, &St::state})},
     {"state type",
-     {paBinTypeStateType, Via::Field, Naming::State, kNoItem, nullptr, nullptr, nullptr,
-      &St::type}},
-    {"company",
-     {paBinTypeCo, Via::Place, Naming::Item, catalogue::ItemKind::Company, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"division",
-     {paBinTypeDiv, Via::Place, Naming::Item, catalogue::ItemKind::Division, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"site",
-     {paBinTypeSite, Via::Place, Naming::Item, catalogue::ItemKind::Site, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"department",
-     {paBinTypeDept, Via::Place, Naming::Item, catalogue::ItemKind::Department, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"area",
-     {paBinTypeArea, Via::Place, Naming::Item, catalogue::ItemKind::Area, &Sg::Prcs, nullptr,
-      &Ev::process, &St::process}},
-    {"production unit",
-     {paBinTypePrut, Via::Place, Naming::Item, catalogue::ItemKind::ProductionUnit, &Sg::Prcs,
-      nullptr, &Ev::process, &St::process}},
-    {"defect group",
-     {paBinTypeDfgp, Via::Group, Naming::Group, catalogue::ItemKind::Defect, nullptr, &Row::Def,
-      nullptr, nullptr}},
-    {"CAC group",
-     {paBinTypeCagp, Via::Group, Naming::Group, catalogue::ItemKind::CacCode, nullptr, nullptr,
-      &Ev::cac, nullptr}},
-    {"ACC group",
-     {paBinTypeAcgp, Via::Group, Naming::Group, catalogue::ItemKind::AccCode, nullptr, nullptr,
-      &Ev::acc, nullptr}},
-    {"job group",
-     {paBinTypeJbgp, Via::Group, Naming::Group, catalogue::ItemKind::Job, &Sg::Job, nullptr,
-      nullptr, nullptr}},
+     Kind(paBinTypeStateType, Via::Field, Naming::State, {nullptr, nullptr, nullptr, &St::type})},
+    {"company", ByPlace(paBinTypeCo, Item::Company)},
+    {"division", ByPlace(paBinTypeDiv, Item::Division)},
+    {"site", ByPlace(paBinTypeSite, Item::Site)},
+    {"department", ByPlace(paBinTypeDept, Item::Department)},
+    {"area", ByPlace(paBinTypeArea, Item::Area)},
+    {"production unit", ByPlace(paBinTypePrut, Item::ProductionUnit)},
+    {"defect group", ByGroup(paBinTypeDfgp, Item::Defect, kDefect)},
+    {"CAC group", ByGroup(paBinTypeCagp, Item::CacCode, kCac)},
+    {"ACC group", ByGroup(paBinTypeAcgp, Item::AccCode, kAcc)},
+    {"job group", ByGroup(paBinTypeJbgp, Item::Job, kJob)},
     {"event type",
-     {paBinTypeEventType, Via::Field, Naming::Event, kNoItem, nullptr, nullptr, &Ev::type,
-      nullptr}},
+     Kind(paBinTypeEventType, Via::Field, Naming::Event, {nullptr, nullptr, &Ev::type})},
 };
 
 const NamedKind* Find(std::int32_t type) {

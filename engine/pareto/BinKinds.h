@@ -31,7 +31,7 @@ struct BinKind {
   Via via;
   Naming naming;
   catalogue::ItemKind item;  // of Naming::Item and Naming::Group
-  // Null: the resource has nothing of the kind. A subgroup's own field stands before its rows'.
+  // Null: the resource has nothing of the kind. A subgroup's own field wins over its rows'.
   std::int32_t API_SubgroupData::*of_subgroup;
   std::int32_t store::RowKey::*of_row;
   std::int32_t store::EventRow::*of_event;

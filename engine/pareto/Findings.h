@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -48,64 +50,28 @@ struct Findings {
   KeyTable<Ground> grounds;  // of subgroups only
 };
 
-// Counts the subgroups that a selection brings. What it is made with must outlive it.
-class SubgroupTaker final : public store::BatchTaker {
- public:
-  SubgroupTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
-                bool every_state);
-  ~SubgroupTaker() override;
-  SubgroupTaker(const SubgroupTaker&) = delete;
-  SubgroupTaker& operator=(const SubgroupTaker&) = delete;
-
-  void Begin(std::size_t parts) override;
-  void Take(std::size_t part, const store::DataSet& batch) override;
-  // Of all parts together, in their order.
-  Findings Finish();
-
- private:
-  class Counter;
-  const ParetoPlan& plan_;
-  const Lookups& lookups_;
-  const TestFacts& facts_;
-  bool every_state_;
-  std::vector<Counter> counters_;
-};
-
 // The piece values of a bin, where all are of one part and test; else none.
 struct PieceValues {
   PieceSource source;
   std::vector<double> values;
 };
 
-// Gathers the piece values behind some bins: those of used subgroups of variable tests that have
-// the bin's identifiers.
-class ValuesTaker final : public store::BatchTaker {
- public:
-  ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
-              bool every_state, std::span<const BinKeys> bins);
-  ~ValuesTaker() override;
-  ValuesTaker(const ValuesTaker&) = delete;
-  ValuesTaker& operator=(const ValuesTaker&) = delete;
-
-  void Begin(std::size_t parts) override;
-  void Take(std::size_t part, const store::DataSet& batch) override;
-  // Of one bin, in the order of the selection.
-  PieceValues Finish(std::size_t bin) const;
-
- private:
-  class Gatherer;
-  struct Bin {
-    BinKeys keys{};
-    std::size_t place = SIZE_MAX;
-  };
-  const ParetoPlan& plan_;
-  const Lookups& lookups_;
-  const TestFacts& facts_;
-  bool every_state_;
-  std::size_t bins_;
-  KeyTable<Bin> places_;
-  std::vector<Gatherer> gatherers_;
+// How the subgroups of a selection are counted. What it refers to must outlive it.
+struct SubgroupCounting {
+  const ParetoPlan& plan;
+  const Lookups& lookups;
+  const TestFacts& facts;
+  bool every_state;  // disabled subgroups count, too
+  // Delivers the selection to a taker; false for a failure.
+  std::function<bool(store::BatchTaker&)> deliver;
 };
+
+// Empty for a failure of the delivery.
+std::optional<Findings> CountSubgroups(const SubgroupCounting& counting);
+// The piece values behind some bins: those of used subgroups of variable tests that have the bin's
+// identifiers, in the order of the selection. Empty for a failure of the delivery.
+std::optional<std::vector<PieceValues>> GatherValues(const SubgroupCounting& counting,
+                                                     std::span<const BinKeys> bins);
 
 // Events without an end last up to window_end.
 Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> events,

@@ -37,28 +37,26 @@ IdTable<double> FactorsOf(const catalogue::ItemList& list) {
   return table;
 }
 
+constexpr struct {
+  catalogue::ItemKind kind;
+  store::FilterBlock store::FlatFilter::*block;
+} kBlocks[] = {
+    {catalogue::ItemKind::Part, &store::FlatFilter::part},
+    {catalogue::ItemKind::Process, &store::FlatFilter::process},
+    {catalogue::ItemKind::Test, &store::FlatFilter::test},
+    {catalogue::ItemKind::Job, &store::FlatFilter::job},
+    {catalogue::ItemKind::Lot, &store::FlatFilter::lot},
+    {catalogue::ItemKind::Shift, &store::FlatFilter::shift},
+    {catalogue::ItemKind::Employee, &store::FlatFilter::employee},
+    {catalogue::ItemKind::Defect, &store::FlatFilter::defect},
+};
+
 // The filter block of what a level is binned by; null where the filter has none.
 const store::FilterBlock* BlockOf(const store::FlatFilter& flat, catalogue::ItemKind kind) {
-  switch (kind) {
-    case catalogue::ItemKind::Part:
-      return &flat.part;
-    case catalogue::ItemKind::Process:
-      return &flat.process;
-    case catalogue::ItemKind::Test:
-      return &flat.test;
-    case catalogue::ItemKind::Job:
-      return &flat.job;
-    case catalogue::ItemKind::Lot:
-      return &flat.lot;
-    case catalogue::ItemKind::Shift:
-      return &flat.shift;
-    case catalogue::ItemKind::Employee:
-      return &flat.employee;
-    case catalogue::ItemKind::Defect:
-      return &flat.defect;
-    default:
-      return nullptr;
+  for (const auto& each : kBlocks) {
+    if (each.kind == kind) return &(flat.*each.block);
   }
+  return nullptr;
 }
 
 template <class Values>

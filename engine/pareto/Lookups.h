@@ -46,7 +46,7 @@ struct SubgroupRange {
 };
 
 // What an analysis needs of the database beside the data: groups, places, names, weights, and the
-// items that empty bins stand for.
+// items of empty bins.
 class Lookups {
  public:
   // Inside a Read of the store. The data's own subgroups are those of empty bins by subgroup.
@@ -62,7 +62,7 @@ class Lookups {
   const std::string& FoldedNameOf(std::size_t level, std::int32_t id);
   // What the level can be apart from what was counted, where empty bins were asked for: the items
   // of the filter, else every one that is in use; nothing for times and numbers, and for subgroups
-  // what SetDomain told.
+  // those of SetDomain.
   const std::vector<std::int32_t>& DomainOf(std::size_t level) const {
     return levels_[level].domain;
   }

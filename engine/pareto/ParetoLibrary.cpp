@@ -94,17 +94,18 @@ class Analysis {
     auto lookups = MakeLookups(plan, range);
     const auto facts = MakeFacts(held ? &*held : nullptr);
     if (!lookups || !facts) return false;
-    const auto bring = [&](store::BatchTaker& taker) {
-      if (!held) return Bring(resolved, taker);
-      taker.Begin(1);
-      taker.Take(0, *held);
-      return true;
-    };
-    SubgroupTaker taker(plan, *lookups, *facts, every_state);
-    if (!bring(taker)) return false;
-    const auto findings = taker.Finish();
+    const SubgroupCounting counting{plan, *lookups, *facts, every_state,
+                                    [&](store::BatchTaker& taker) {
+                                      if (!held) return Deliver(resolved, taker);
+                                      taker.Begin(1);
+                                      taker.Take(0, *held);
+                                      return true;
+                                    }};
+    const auto counted = CountSubgroups(counting);
+    if (!counted) return false;
+    const auto& findings = *counted;
     if (findings.grounds.Items().empty()) return true;
-    TellDomains(plan, findings, *lookups);
+    SetDomains(plan, findings, *lookups);
     const auto ranked = Rank(plan, findings.tallies, *lookups, [&](const BinKeys& keys) {
       const auto* const ground = GroundOf(plan, findings, keys);
       return ground == nullptr ? 0.0 : ground->units;
@@ -113,9 +114,9 @@ class Analysis {
     for (std::size_t i = 0; i < made.size(); ++i) WriteYield(ranked.bins[i], made[i]);
     const auto wanted = BinsWithPpk(plan, findings, *facts, ranked.bins);
     if (!wanted.keys.empty()) {
-      ValuesTaker values(plan, *lookups, *facts, every_state, wanted.keys);
-      if (!bring(values)) return false;
-      WritePpk(wanted, values, *facts, made);
+      const auto values = GatherValues(counting, wanted.keys);
+      if (!values) return false;
+      WritePpk(wanted, *values, *facts, made);
     }
     if (made.empty())
       store::AddNote("nothing-found", "The selected subgroups have nothing to count");
@@ -131,7 +132,7 @@ class Analysis {
   }
 
   // The range that is written back is that of the call's own selection.
-  bool Bring(API_DSInfo& resolved, store::BatchTaker& taker) {
+  bool Deliver(API_DSInfo& resolved, store::BatchTaker& taker) {
     auto info = info_;
     if (!store_.SelectInBatches(info, filter_, {}, taker)) return false;
     resolved = info;
@@ -200,7 +201,7 @@ class Analysis {
   }
 
   // Empty bins of a level by subgroup are the subgroups that were looked at.
-  static void TellDomains(const ParetoPlan& plan, const Findings& findings, Lookups& lookups) {
+  static void SetDomains(const ParetoPlan& plan, const Findings& findings, Lookups& lookups) {
     if (!plan.with_empty) return;
     for (std::size_t i = 0; i < plan.levels.size(); ++i) {
       if (plan.levels[i].kind->naming != Naming::Label) continue;
@@ -253,10 +254,10 @@ class Analysis {
     return wanted;
   }
 
-  static void WritePpk(const Wanted& wanted, const ValuesTaker& taker, const TestFacts& facts,
-                       std::vector<API_PABin>& made) {
+  static void WritePpk(const Wanted& wanted, const std::vector<PieceValues>& values,
+                       const TestFacts& facts, std::vector<API_PABin>& made) {
     for (std::size_t i = 0; i < wanted.keys.size(); ++i) {
-      const auto pieces = taker.Finish(i);
+      const auto& pieces = values[i];
       const auto& source = pieces.source;
       const auto* const limits =
           catalogue::EffectiveAt(facts.Of(source.part, source.test).limits, source.newest_time);
@@ -274,7 +275,7 @@ class Analysis {
     }
   }
 
-  // What the list cannot say itself.
+  // Notes on what the list of bins does not show.
   static void AddNotes(const ParetoPlan& plan, const std::vector<RankedBin>& ranked, bool is_cut) {
     if (is_cut) {
       store::AddNote("bins-cut", "Only the first " + std::to_string(ranked.size()) +

@@ -20,37 +20,23 @@ bool Takes(Resource resource, const BinKind& kind) {
   return false;
 }
 
-std::string_view NameOf(Resource resource) {
-  switch (resource) {
-    case Resource::Subgroups:
-      return "subgroups";
-    case Resource::Events:
-      return "events";
-    case Resource::States:
-      return "process states";
-  }
-  return "";
-}
+constexpr std::string_view kResourceNames[] = {"subgroups", "events", "process states"};
+
+constexpr struct {
+  std::int32_t word;
+  Measure measure;
+} kMeasures[] = {
+    {paProcessByCount, Measure::Count},     {paProcessByFactor, Measure::Factor},
+    {paProcessByPPM, Measure::PerMillion},  {paProcessByPPT, Measure::PerThousand},
+    {paProcessByMinutes, Measure::Minutes}, {paProcessByHours, Measure::Hours},
+    {paProcessByDays, Measure::Days},
+};
 
 std::optional<Measure> MeasureOf(std::int32_t word) {
-  switch (word) {
-    case paProcessByCount:
-      return Measure::Count;
-    case paProcessByFactor:
-      return Measure::Factor;
-    case paProcessByPPM:
-      return Measure::PerMillion;
-    case paProcessByPPT:
-      return Measure::PerThousand;
-    case paProcessByMinutes:
-      return Measure::Minutes;
-    case paProcessByHours:
-      return Measure::Hours;
-    case paProcessByDays:
-      return Measure::Days;
-    default:
-      return std::nullopt;
+  for (const auto& each : kMeasures) {
+    if (each.word == word) return each.measure;
   }
+  return std::nullopt;
 }
 
 bool IsTime(Measure measure) { return measure >= Measure::Minutes; }
@@ -61,8 +47,8 @@ std::optional<ParetoLevel> MakeLevel(Resource resource, const API_PAOptions& opt
   const auto type = options.BinType[place];
   const auto* const kind = FindBinKind(type);
   if (kind == nullptr || !Takes(resource, *kind)) {
-    reason =
-        "No bins: " + std::string(NameOf(resource)) + " cannot be binned by " + BinTypeName(type);
+    reason = "No bins: " + std::string(kResourceNames[static_cast<std::size_t>(resource)]) +
+             " cannot be binned by " + BinTypeName(type);
     return std::nullopt;
   }
   ParetoLevel level{place, kind, options.BinTypeID[place], {}};
@@ -95,7 +81,7 @@ std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& optio
                                    std::int32_t zone_offset, std::string& reason) {
   ParetoPlan plan;
   plan.resource = resource;
-  for (std::size_t place = 0; place < kMostLevels; ++place) {
+  for (std::size_t place = 0; place < kMaxLevels; ++place) {
     if (options.BinType[place] == paBinTypeNone) continue;
     const auto level = MakeLevel(resource, options, place, zone_offset, reason);
     if (!level) return std::nullopt;

@@ -18,7 +18,7 @@ enum class Resource { Subgroups, Events, States };
 enum class Measure { Count, Factor, PerMillion, PerThousand, Minutes, Hours, Days };
 enum class Accumulation { Value, Hits, EventTime, AccTime, CacTime };
 
-inline constexpr std::size_t kMostLevels = 3;
+inline constexpr std::size_t kMaxLevels = 3;
 
 struct ParetoLevel {
   std::size_t place = 0;  // in the records: 0 to 2

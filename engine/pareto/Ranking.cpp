@@ -12,23 +12,22 @@ namespace orvspc::engine::pareto {
 namespace {
 
 double ValueOf(const ParetoPlan& plan, const Tally& tally, double total) {
-  constexpr double kMinute = 60.0, kHour = 3600.0, kDay = 86400.0;
-  const auto share = total > 0.0 ? tally.amount / total : 0.0;
+  const auto proportion = total > 0.0 ? tally.amount / total : 0.0;
   switch (plan.measure) {
     case Measure::Count:
       return tally.amount;
     case Measure::Factor:
       return tally.weighted;
     case Measure::PerMillion:
-      return 1e6 * share;
+      return 1e6 * proportion;
     case Measure::PerThousand:
-      return 1e3 * share;
+      return 1e3 * proportion;
     case Measure::Minutes:
-      return tally.amount / kMinute;
+      return tally.amount / 60.0;
     case Measure::Hours:
-      return tally.amount / kHour;
+      return tally.amount / 3600.0;
     case Measure::Days:
-      return tally.amount / kDay;
+      return tally.amount / 86400.0;
   }
   return 0.0;
 }
@@ -84,7 +83,7 @@ class Ranking {
     return plan_.measure == Measure::Factor ? tally.weighted : tally.amount;
   }
   bool IsTime(std::size_t level) const { return plan_.levels[level].kind->via == Via::Time; }
-  // One bin more than is shown tells that there are more.
+  // One bin more than is shown means that the list is cut.
   bool IsFull() const { return out_.size() > plan_.most_bins; }
 
   // Whether an item of the level that was not counted can have a bin: the levels below must know
@@ -199,7 +198,7 @@ class Ranking {
   const TotalOf& total_of_;
   std::vector<Bin> bins_;
   double whole_ = 0.0;
-  std::array<std::int32_t, kMostLevels> first_{}, last_{};  // times that were counted
+  std::array<std::int32_t, kMaxLevels> first_{}, last_{};  // times that were counted
   std::vector<RankedBin> out_;
 };
 

@@ -17,7 +17,7 @@ struct RankedBin {
   BinKeys keys{};
   const Tally* tally = nullptr;
   double value = 0.0, total = 0.0;
-  std::array<double, kMostLevels> percent{};  // in the order of the plan's levels
+  std::array<double, kMaxLevels> percent{};  // in the order of the plan's levels
 };
 
 struct RankedBins {
@@ -25,7 +25,7 @@ struct RankedBins {
   bool is_cut = false;  // there are more
 };
 
-// Total of a bin: what its counts are a share of.
+// Total of a bin: the base of its proportions.
 using TotalOf = std::function<double(const BinKeys&)>;
 
 // Ranks the bins and cuts them to the number that was asked for.

@@ -14,12 +14,12 @@
 namespace orvspc::engine::pareto {
 
 // The identifiers of a bin in the order of the plan's levels; the rest is 0.
-using BinKeys = std::array<std::int32_t, kMostLevels>;
+using BinKeys = std::array<std::int32_t, kMaxLevels>;
 
 // One bin before it is ranked.
 struct Tally {
   BinKeys keys{};
-  double amount = 0.0;         // as the accumulation tells
+  double amount = 0.0;         // in the unit of the accumulation
   double weighted = 0.0;       // amounts times the weights of their codes or parts
   double records = 0.0;        // or defects, where values accumulate
   double nonconforming = 0.0;  // units
@@ -135,7 +135,7 @@ class IdTable {
   explicit IdTable(T fallback = {}) : fallback_(fallback) {}
   // The first value that is set for an identifier stays.
   void Set(std::int32_t id, T value) {
-    if (id < 0 || id >= kMostDense) {
+    if (id < 0 || id >= kMaxDense) {
       far_.emplace(id, value);
       return;
     }
@@ -158,7 +158,7 @@ class IdTable {
   }
 
  private:
-  static constexpr std::int32_t kMostDense = 1 << 24;  // identifiers count up from 1
+  static constexpr std::int32_t kMaxDense = 1 << 24;  // identifiers count up from 1
 
   T fallback_;
   std::vector<T> dense_;

@@ -55,11 +55,11 @@ bool TimeBins::IsPeriod(std::int32_t period) { return period >= paSeconds && per
 TimeBins::TimeBins(std::int32_t period, std::int32_t interval, std::int32_t offset)
     : offset_(offset) {
   // All of the calendar's years and more: a longer interval is one bin either way.
-  constexpr std::int64_t kMostMonths = 12 * 4000;
+  constexpr std::int64_t kMaxMonths = 12 * 4000;
   const auto length = LengthOf(period);
   const auto count = std::max<std::int64_t>(interval, 1);
   seconds_ = length.seconds * count;
-  months_ = std::min(length.months * count, kMostMonths);
+  months_ = std::min(length.months * count, kMaxMonths);
   origin_ = length.origin;
 }
 

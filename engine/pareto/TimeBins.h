@@ -20,7 +20,7 @@ class TimeBins {
 
   // Start of the bin that the time lies in, as a stamp; saturates at the ends of stamps.
   std::int32_t StartOf(std::int32_t stamp) const;
-  // Start of the bin behind the one that starts there; above INT32_MAX where there is none.
+  // Start of the next bin; above INT32_MAX if there is none.
   std::int64_t NextAfter(std::int64_t start) const;
 
   // The start, "2024-02-29 12:30", in the zone.

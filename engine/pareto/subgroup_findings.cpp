@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <tuple>
+#include <utility>
 
 #include "engine/pareto/Findings.h"
 #include "platform/Enumerations.h"
@@ -85,18 +86,35 @@ TestFacts::Limits LimitsOf(const API_CCSpecLim& row) {
   return limits;
 }
 
-}  // namespace
-
-class SubgroupTaker::Counter {
+// One worker for each part of a selection; parts may be taken at the same time.
+template <class Worker>
+class PartTaker final : public store::BatchTaker {
  public:
-  Counter(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts, bool every_state)
-      : lookups_(lookups),
-        facts_(facts),
-        keys_(plan, lookups),
-        by_hits_(plan.accumulation == Accumulation::Hits),
-        every_state_(every_state) {}
+  explicit PartTaker(std::function<Worker()> make) : make_(std::move(make)) {}
 
-  void Count(const store::DataSet& data) {
+  void Begin(std::size_t parts) override {
+    workers_.clear();
+    for (std::size_t i = 0; i < parts; ++i) workers_.push_back(make_());
+  }
+  void Take(std::size_t part, const store::DataSet& batch) override { workers_[part].Take(batch); }
+  // In the order of the parts.
+  std::vector<Worker>& Workers() { return workers_; }
+
+ private:
+  std::function<Worker()> make_;
+  std::vector<Worker> workers_;
+};
+
+class Counter {
+ public:
+  explicit Counter(const SubgroupCounting& counting)
+      : lookups_(counting.lookups),
+        facts_(counting.facts),
+        keys_(counting.plan, counting.lookups),
+        by_hits_(counting.plan.accumulation == Accumulation::Hits),
+        every_state_(counting.every_state) {}
+
+  void Take(const store::DataSet& data) {
     for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
       const auto& subgroup = data.subgroups[i];
       if (!Counts(subgroup, every_state_)) continue;
@@ -195,6 +213,57 @@ class SubgroupTaker::Counter {
   Findings out_;
 };
 
+// Places of the bins whose values are gathered.
+struct BinPlace {
+  BinKeys keys{};
+  std::size_t place = SIZE_MAX;
+};
+
+class Gatherer {
+ public:
+  Gatherer(const SubgroupCounting& counting, const KeyTable<BinPlace>& places)
+      : facts_(counting.facts),
+        keys_(counting.plan, counting.lookups),
+        every_state_(counting.every_state),
+        places_(places),
+        pieces_(places.Items().size()) {}
+
+  void Take(const store::DataSet& data) {
+    for (const auto& subgroup : data.subgroups) {
+      if (!Counts(subgroup, every_state_) || facts_.Of(subgroup).type != ttVariable) continue;
+      keys_.Start(subgroup);
+      for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+        const auto value = data.values[static_cast<std::size_t>(row)];
+        const auto key = KeyAt(data, subgroup, row);
+        if (!IsPiece(key, value)) continue;
+        const auto* const bin = places_.Find(keys_.KeysOf(key));
+        if (bin != nullptr) Keep(subgroup, value, pieces_[bin->place]);
+      }
+    }
+  }
+  std::vector<PieceValues>& Out() { return pieces_; }
+
+ private:
+  // Values of several tests together say nothing and are not held.
+  static void Keep(const API_SubgroupData& subgroup, double value, PieceValues& pieces) {
+    if (!pieces.source.is_one) return;
+    pieces.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
+    if (pieces.source.is_one) {
+      pieces.values.push_back(value);
+    } else {
+      pieces.values = {};
+    }
+  }
+
+  FactsMemo facts_;
+  SubgroupKeys keys_;
+  bool every_state_;
+  const KeyTable<BinPlace>& places_;
+  std::vector<PieceValues> pieces_;
+};
+
+}  // namespace
+
 bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
 
 TestFacts::TestFacts(const store::StoreCache& cache, const store::DataSet* data) {
@@ -232,104 +301,39 @@ const TestFacts::Facts& TestFacts::Of(std::int32_t part, std::int32_t test) cons
   return found == facts_.end() ? none_ : found->second;
 }
 
-SubgroupTaker::SubgroupTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
-                             bool every_state)
-    : plan_(plan), lookups_(lookups), facts_(facts), every_state_(every_state) {}
-
-SubgroupTaker::~SubgroupTaker() = default;
-
-void SubgroupTaker::Begin(std::size_t parts) {
-  counters_.clear();
-  for (std::size_t i = 0; i < parts; ++i) {
-    counters_.emplace_back(plan_, lookups_, facts_, every_state_);
-  }
-}
-
-void SubgroupTaker::Take(std::size_t part, const store::DataSet& batch) {
-  counters_[part].Count(batch);
-}
-
-Findings SubgroupTaker::Finish() {
+std::optional<Findings> CountSubgroups(const SubgroupCounting& counting) {
+  PartTaker<Counter> taker([&] { return Counter(counting); });
+  if (!counting.deliver(taker)) return std::nullopt;
   Findings whole;
-  for (auto& counter : counters_) {
+  for (auto& counter : taker.Workers()) {
     whole.tallies.Merge(counter.Out().tallies);
     whole.grounds.Merge(counter.Out().grounds);
   }
-  counters_.clear();
   return whole;
 }
 
-class ValuesTaker::Gatherer {
- public:
-  Gatherer(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts, bool every_state,
-           const KeyTable<Bin>& places, std::size_t bins)
-      : facts_(facts),
-        keys_(plan, lookups),
-        every_state_(every_state),
-        places_(places),
-        pieces_(bins) {}
-
-  void Gather(const store::DataSet& data) {
-    for (const auto& subgroup : data.subgroups) {
-      if (!Counts(subgroup, every_state_) || facts_.Of(subgroup).type != ttVariable) continue;
-      keys_.Start(subgroup);
-      for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-        const auto value = data.values[static_cast<std::size_t>(row)];
-        const auto key = KeyAt(data, subgroup, row);
-        if (!IsPiece(key, value)) continue;
-        const auto* const bin = places_.Find(keys_.KeysOf(key));
-        if (bin != nullptr) Keep(subgroup, value, pieces_[bin->place]);
+std::optional<std::vector<PieceValues>> GatherValues(const SubgroupCounting& counting,
+                                                     std::span<const BinKeys> bins) {
+  KeyTable<BinPlace> places;
+  for (std::size_t i = 0; i < bins.size(); ++i) places.Of(bins[i]).place = i;
+  PartTaker<Gatherer> taker([&] { return Gatherer(counting, places); });
+  if (!counting.deliver(taker)) return std::nullopt;
+  std::vector<PieceValues> whole(bins.size());
+  for (auto& gatherer : taker.Workers()) {
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+      auto more = std::exchange(gatherer.Out()[i], {});
+      whole[i].source.Add(more.source);
+      auto& values = whole[i].values;
+      if (values.empty()) {
+        values = std::move(more.values);
+      } else {
+        values.insert(values.end(), more.values.begin(), more.values.end());
       }
     }
   }
-  const PieceValues& Of(std::size_t bin) const { return pieces_[bin]; }
-
- private:
-  // Values of several tests together say nothing and are not held.
-  static void Keep(const API_SubgroupData& subgroup, double value, PieceValues& pieces) {
-    if (!pieces.source.is_one) return;
-    pieces.source.See(subgroup.Part, subgroup.Test, subgroup.Sgtm);
-    if (pieces.source.is_one) {
-      pieces.values.push_back(value);
-    } else {
-      pieces.values = {};
-    }
+  for (auto& pieces : whole) {
+    if (!pieces.source.is_one) pieces.values = {};
   }
-
-  FactsMemo facts_;
-  SubgroupKeys keys_;
-  bool every_state_;
-  const KeyTable<Bin>& places_;
-  std::vector<PieceValues> pieces_;
-};
-
-ValuesTaker::ValuesTaker(const ParetoPlan& plan, const Lookups& lookups, const TestFacts& facts,
-                         bool every_state, std::span<const BinKeys> bins)
-    : plan_(plan), lookups_(lookups), facts_(facts), every_state_(every_state), bins_(bins.size()) {
-  for (std::size_t i = 0; i < bins.size(); ++i) places_.Of(bins[i]).place = i;
-}
-
-ValuesTaker::~ValuesTaker() = default;
-
-void ValuesTaker::Begin(std::size_t parts) {
-  gatherers_.clear();
-  for (std::size_t i = 0; i < parts; ++i) {
-    gatherers_.emplace_back(plan_, lookups_, facts_, every_state_, places_, bins_);
-  }
-}
-
-void ValuesTaker::Take(std::size_t part, const store::DataSet& batch) {
-  gatherers_[part].Gather(batch);
-}
-
-PieceValues ValuesTaker::Finish(std::size_t bin) const {
-  PieceValues whole;
-  for (const auto& gatherer : gatherers_) {
-    const auto& more = gatherer.Of(bin);
-    whole.source.Add(more.source);
-    whole.values.insert(whole.values.end(), more.values.begin(), more.values.end());
-  }
-  if (!whole.source.is_one) whole.values.clear();
   return whole;
 }
 

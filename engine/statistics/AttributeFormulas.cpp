@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/AttributeFormulas.h"
-#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {

@@ -35,7 +35,7 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
 // Acceptance number of a sample of n units: the least c with P(X <= c) >= 1 - risk. X is binomial
 // (n, level) for defectives, Poisson with mean n level for defects.
 //   level  defectives, or defects, a unit: 0.01 for an acceptable quality level of 1 percent
-//   risk   the producer's, as a share
+//   risk   the producer's, as a proportion
 // NaN for n < 1, and for defects of risk 0, which no number of them reaches.
 // Source   ISO 2859-1 for the level; the idea of such a line ISO 7870-3
 double AcceptedDefectives(double n, double level, double risk);

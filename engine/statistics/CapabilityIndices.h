@@ -15,8 +15,8 @@ struct Tolerance {
   bool HasLimit() const { return usl.has_value() || lsl.has_value(); }
 };
 
-// How far a law reaches: mean and 3, 3, 6 sigmas of a normal one; median and the distances of the
-// quantiles 0.99865, 0.00135 of any other.
+// How far a distribution reaches: mean and 3, 3, 6 sigmas of a normal one; median and the distances
+// of the quantiles 0.99865, 0.00135 of any other.
 struct Reach {
   double centre = 0.0;
   double upper = 0.0, lower = 0.0, both = 0.0;
@@ -26,7 +26,7 @@ struct Reach {
   }
 };
 
-// Capability indices; 0 stands for one that does not exist.
+// Capability indices; 0 if one does not exist.
 //   upper  (usl - centre)/upper reach      lower  (centre - lsl)/lower reach
 //   k      the lesser of those that exist  p      (usl - lsl)/both, with one limit that one's index
 //   ratio  1/p

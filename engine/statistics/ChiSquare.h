@@ -9,8 +9,8 @@
 
 namespace orvspc::engine::statistics {
 
-// Goodness of fit of a sample to a law whose parameters were estimated from it, over cells of equal
-// probability.
+// Goodness of fit of a sample to a distribution whose parameters were estimated from it, over cells
+// of equal probability.
 //   cells          min(floor(sqrt N), floor(N/5)), so that each expects 5 values or more
 //   value          sum (observed - N/cells)^2 / (N/cells)
 //   degrees        cells - 1 - parameters; below 1 there is no test: degrees 0, value 0,

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/Distributions.h"
-#include "platform/NaN.h"
 
 #include <boost/math/special_functions/beta.hpp>
 #include <boost/math/special_functions/erf.hpp>
@@ -8,6 +7,8 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {

@@ -5,26 +5,26 @@
 
 namespace orvspc::engine::statistics {
 
-// Standard normal law. The tails keep their digits far out, which 1 - F does not.
+// Standard normal distribution. Both tails stay accurate far out, where 1 - F cancels.
 // Accuracy 13 digits to 8 sigmas, 12 to 37
 double NormalDensity(double z);
 double NormalBelow(double z);  // P(Z <= z)
 double NormalAbove(double z);  // P(Z > z)
 
-// The z that a share lies below or above.
+// The z with this proportion below or above it.
 //   share    0..1; 0 and 1 give infinities, anything else NaN
 double NormalQuantile(double share_below);
 double NormalUpperQuantile(double share_above);
 
-// Chi-square law with degrees > 0: the share above value >= 0, and the value that a share of 0..1
-// lies below. NaN for arguments outside.
+// Chi-square distribution with degrees > 0: the proportion above value >= 0, and the quantile of
+// 0..1 lies below. NaN for arguments outside.
 double ChiSquareAbove(double value, double degrees);
 double ChiSquareQuantile(double share_below, double degrees);
 
-// F law: the share above ratio >= 0. NaN for arguments outside.
+// F distribution: the proportion above ratio >= 0. NaN for arguments outside.
 double FAbove(double ratio, double numerator_degrees, double denominator_degrees);
 
-// A law that was fitted to a sample, told by the standard normal score of each value:
+// A fitted distribution, defined by the standard normal score of each value:
 // F(x) = Phi(Score(x)). Outside the support the score is infinite.
 class Distribution {
  public:

@@ -98,14 +98,14 @@ struct RunState {
   std::uint64_t newest_up = 0, newest_down = 0;         // the last word of the block before
 };
 
-// False only where no row of m ones, m > 0, ends in the word. `older` stands before it.
+// False only where no row of m ones, m > 0, ends in the word. `older` precedes it.
 bool MayHoldRow(std::uint64_t word, std::uint64_t older, std::int64_t m) {
-  // After a step a bit is set where that many ones and `length` more stand in a row.
+  // After a step a bit is set where that many ones and `length` more are in a row.
   std::int64_t length = 1;
   while (length < m && word != 0) {
     const auto step = std::min({length, m - length, std::int64_t{63}});
     word &= word << step | older >> (64 - step);
-    // What stands before `older` is not known and counts as ones.
+    // Bits before `older` are unknown and count as ones.
     older &= older << step | ((std::uint64_t{1} << step) - 1);
     length += step;
   }

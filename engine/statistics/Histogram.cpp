@@ -24,8 +24,8 @@ Window DefaultWindow(const WindowInput& input) {
   window = Bounded({window.low - half, window.high + half});
   if (window.Serves()) return window;
   // Denormal values: a hundredth of them is nothing.
-  constexpr double kLeast = std::numeric_limits<double>::min();
-  return {window.low - kLeast, window.high + kLeast};
+  constexpr double kMin = std::numeric_limits<double>::min();
+  return {window.low - kMin, window.high + kMin};
 }
 
 Window SigmaWindow(const WindowInput& input, double sds) {
@@ -43,10 +43,10 @@ Window LimitWindow(const WindowInput& input) {
 }
 
 Window Bounded(Window window) {
-  constexpr double kMost = std::numeric_limits<double>::max();
-  window = {std::clamp(window.low, -kMost, kMost), std::clamp(window.high, -kMost, kMost)};
+  constexpr double kMax = std::numeric_limits<double>::max();
+  window = {std::clamp(window.low, -kMax, kMax), std::clamp(window.high, -kMax, kMax)};
   if (std::isfinite(window.Width())) return window;
-  return {std::max(window.low, -0.5 * kMost), std::min(window.high, 0.5 * kMost)};
+  return {std::max(window.low, -0.5 * kMax), std::min(window.high, 0.5 * kMax)};
 }
 
 std::vector<double> BinEdges(const Window& window, std::size_t bins) {

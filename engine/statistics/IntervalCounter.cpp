@@ -16,8 +16,8 @@ IntervalCounter::IntervalCounter(std::vector<double> edges, EdgeGoes edge_goes)
       edge_goes_(edge_goes),
       counts_(edges_.size() + 1) {
   // So many that most values meet a cell without an edge.
-  constexpr std::size_t kFewest = 2048, kMost = std::size_t{1} << 14;
-  const auto cells = std::clamp(std::bit_ceil(16 * edge_count_), kFewest, kMost);
+  constexpr std::size_t kMin = 2048, kMax = std::size_t{1} << 14;
+  const auto cells = std::clamp(std::bit_ceil(16 * edge_count_), kMin, kMax);
   if (!edges_.empty()) scale_ = static_cast<double>(cells) / (edges_.back() - edges_.front());
   // Without a width that serves there is one cell: every value is searched for among all edges.
   if (!std::isfinite(scale_)) scale_ = 0.0;

@@ -46,7 +46,7 @@ struct JohnsonQuantiles {
 
 struct JohnsonFit {
   std::optional<JohnsonCurve> curve;
-  bool normal_serves = false;  // the quantiles are those of a normal law, near enough
+  bool normal_serves = false;  // the quantiles are close to those of a normal distribution
 };
 
 // The curve through four quantiles.
@@ -54,7 +54,7 @@ struct JohnsonFit {
 //   |rho - 1| <= band: lognormal, or normal if |ln(m/p)| < 0.05 too; rho > 1: SU; rho < 1: SB
 // Returns  no curve when m, n or p is not above 0, a parameter is not finite, or delta or lambda
 //          is not above 0
-// Accuracy exact to rounding when the quantiles are those of a Johnson law outside the band
+// Accuracy exact to rounding when the quantiles are those of a Johnson curve outside the band
 // Source   Slifker & Shapiro, Technometrics 22 (1980)
 inline constexpr double kJohnsonBand = 0.05;
 JohnsonFit FitJohnson(const JohnsonQuantiles& quantiles, double band = kJohnsonBand);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/Moments.h"
-#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,24 +7,13 @@
 #include <numeric>
 #include <vector>
 
+#include "engine/statistics/SampleSums.h"
+#include "platform/NaN.h"
+
 namespace orvspc::engine::statistics {
 namespace {
 
 using platform::kNaN;
-
-// Sum with the rounding error carried along (Neumaier, ZAMM 54 (1974)).
-class CompensatedSum {
- public:
-  void Add(double value) {
-    const double total = sum_ + value;
-    error_ += std::fabs(sum_) >= std::fabs(value) ? (sum_ - total) + value : (value - total) + sum_;
-    sum_ = total;
-  }
-  double Value() const { return sum_ + error_; }
-
- private:
-  double sum_ = 0.0, error_ = 0.0;
-};
 
 // The mean as origin + shift: the sum of both rounds, so that deviations are taken from the pair.
 struct Centre {
@@ -34,13 +22,13 @@ struct Centre {
 
 Centre CentreOf(std::span<const double> values) {
   const double origin = values.front();
-  CompensatedSum sum;
+  CarriedSum sum;
   for (const double x : values) sum.Add(x - origin);
   return {origin, sum.Value() / static_cast<double>(values.size())};
 }
 
 double SumOfSquaresAbout(std::span<const double> values, Centre centre) {
-  CompensatedSum squares;
+  CarriedSum squares;
   for (const double x : values) {
     const double d = (x - centre.origin) - centre.shift;
     squares.Add(d * d);
@@ -76,7 +64,7 @@ CentralMoments CentralMomentsOf(std::span<const double> values) {
     return result;
   }
   const Centre centre = CentreOf(values);
-  CompensatedSum third, fourth;
+  CarriedSum third, fourth;
   for (const double x : values) {
     const double d = (x - centre.origin) - centre.shift;
     third.Add(d * d * d);

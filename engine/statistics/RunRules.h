@@ -33,13 +33,13 @@ enum class RuleSide {
 
 struct RunRule {
   std::int32_t number = 0;    // 0..14, 15 or 31 (which share a bit), 16..30
-  std::int32_t priority = 0;  // the lowest is told first; ties by number
+  std::int32_t priority = 0;  // the lowest is shown first; ties by number
   RuleKind kind = RuleKind::Limit;
   std::int32_t k = 1;  // points that must lie in the zone ...
   std::int32_t m = 1;  // ... of this many; above 64 only with k = m
   double zone = 0.0;   // in sigmas
   RuleSide side = RuleSide::Either;
-  std::string text;  // what a reader is told
+  std::string text;  // shown to readers
 
   bool operator==(const RunRule&) const = default;
 };
@@ -110,7 +110,7 @@ void EvaluateRules(const RunInput& input, std::span<const RunRule> rules,
                    std::span<std::uint32_t> marks);
 std::vector<std::uint32_t> EvaluateRules(const RunInput& input, std::span<const RunRule> rules);
 
-// Pre-control zone of a piece; the sign tells the side of the target.
+// Pre-control zone of a piece; the sign gives the side of the target.
 enum class PieceZone : std::int8_t {
   LowerRed = -2,
   LowerYellow = -1,

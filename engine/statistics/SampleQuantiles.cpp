@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kFew = std::size_t{1} << 16;
 constexpr int kCellBits = 12;
 
-// Integers that order as the numbers do. -0.0 stands just below 0.0, which no rank can tell.
+// Order-preserving integer keys; -0.0 sorts just below 0.0, which does not affect quantiles.
 std::uint64_t KeyOf(double value) {
   const auto bits = std::bit_cast<std::uint64_t>(value);
   return (bits >> 63) != 0 ? ~bits : bits | (std::uint64_t{1} << 63);

@@ -37,17 +37,6 @@ double SumOf(const double (&lanes)[kLanes]) {
 
 }  // namespace
 
-void CarriedSum::Add(double value) {
-  const double total = sum_ + value;
-  error_ += std::fabs(sum_) >= std::fabs(value) ? (sum_ - total) + value : (value - total) + sum_;
-  sum_ = total;
-}
-
-void CarriedSum::Merge(const CarriedSum& other) {
-  Add(other.sum_);
-  Add(other.error_);
-}
-
 void ExtentSums::Add(std::span<const double> values) {
   ForEachStretch(values, [&](std::span<const double> stretch) {
     double sums[kLanes] = {};

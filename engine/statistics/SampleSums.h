@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -14,8 +15,15 @@ namespace orvspc::engine::statistics {
 // Sum with the rounding error carried along. Source   Neumaier, ZAMM 54 (1974)
 class CarriedSum {
  public:
-  void Add(double value);
-  void Merge(const CarriedSum& other);
+  void Add(double value) {
+    const double total = sum_ + value;
+    error_ += std::fabs(sum_) >= std::fabs(value) ? (sum_ - total) + value : (value - total) + sum_;
+    sum_ = total;
+  }
+  void Merge(const CarriedSum& other) {
+    Add(other.sum_);
+    Add(other.error_);
+  }
   double Value() const { return sum_ + error_; }
 
  private:

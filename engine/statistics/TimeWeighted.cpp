@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/TimeWeighted.h"
-#include "platform/NaN.h"
 
 #include <algorithm>
 #include <cmath>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {

@@ -10,6 +10,7 @@
 #include "host/render/capability/CapabilityView.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/core/Words.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
@@ -33,17 +34,12 @@ std::string TitleText(const DataSelect* select, const Names& names) {
   return text.empty() ? "Capability" : "Capability: " + text;
 }
 
-const char* CurveName(std::int32_t type) {
-  switch (type) {
-    case caJohnsonTypeU:
-      return "Johnson curve, unbounded (SU)";
-    case caJohnsonTypeB:
-      return "Johnson curve, bounded (SB)";
-    case caJohnsonTypeL:
-      return "Johnson curve, lognormal (SL)";
-    default:
-      return "normal curve";
-  }
+std::string CurveName(std::int32_t type) {
+  static constexpr Word kCurves[] = {{"Johnson curve, unbounded (SU)", caJohnsonTypeU},
+                                     {"Johnson curve, bounded (SB)", caJohnsonTypeB},
+                                     {"Johnson curve, lognormal (SL)", caJohnsonTypeL}};
+  const std::string name = WordOf(kCurves, type);
+  return name.empty() ? "normal curve" : name;
 }
 
 std::string AxisText(const CAProcessing* processing) {
@@ -92,6 +88,13 @@ class Tables {
   }
 
  private:
+  // A row of two figures.
+  struct Pair {
+    const char* text;
+    const char* first;
+    const char* second;  // null: none
+  };
+
   double Figure(const char* record, const char* name) const {
     return capability_.Figure(record, name);
   }
@@ -124,21 +127,16 @@ class Tables {
   }
 
   void Limits() {
-    struct Kind {
-      const char* text;
-      const char* limit;
-      const char* score;  // null: no figure
-    };
-    static constexpr Kind kKinds[] = {{"URL, reasonable", "Url", "zUrl"}, {"USL", "Usl", "zUsl"},
+    static constexpr Pair kPairs[] = {{"URL, reasonable", "Url", "zUrl"}, {"USL", "Usl", "zUsl"},
                                       {"upper warning", "Ugb", "zUwl"},   {"target", "Tar", "zTar"},
                                       {"lower warning", "Lgb", "zLwl"},   {"LSL", "Lsl", "zLsl"},
                                       {"LRL, reasonable", "Lrl", nullptr}};
     Table table{"Limits", {"", "#value", "#Z"}, {}, true};
-    for (const Kind& kind : kKinds) {
-      const double limit = Figure("SpecLim", kind.limit);
+    for (const auto& [text, name, score] : kPairs) {
+      const double limit = Figure("SpecLim", name);
       if (!std::isfinite(limit)) continue;
       table.rows.push_back(
-          {kind.text, Limit(limit), kind.score ? Fixed(Figure("SpecResults", kind.score), 2) : ""});
+          {text, Limit(limit), score ? Fixed(Figure("SpecResults", score), 2) : ""});
     }
     if (table.rows.empty()) table.rows.push_back({"none", "", ""});
     tables_.push_back(std::move(table));
@@ -147,17 +145,12 @@ class Tables {
   void Indices() {
     if (!std::isfinite(Figure("SpecLim", "Usl")) && !std::isfinite(Figure("SpecLim", "Lsl")))
       return;
-    struct Pair {
-      const char* text;
-      const char* shorter;
-      const char* longer;
-    };
     static constexpr Pair kPairs[] = {{"Cp, Pp", "Cp", "Pp"},     {"Cpk, Ppk", "Cpk", "Ppk"},
                                       {"Cpu, Ppu", "Cpu", "Ppu"}, {"Cpl, Ppl", "Cpl", "Ppl"},
                                       {"Cr, Pr", "Cr", "Pr"},     {"Cpm, Ppm", "Cpm", "Ppm"}};
     Table table{"Indices", {"", "#short-term", "#long-term"}, {}, true};
-    for (const Pair& pair : kPairs)
-      table.rows.push_back({pair.text, Index("CPs", pair.shorter), Index("PPs", pair.longer)});
+    for (const auto& [text, shorter, longer] : kPairs)
+      table.rows.push_back({text, Index("CPs", shorter), Index("PPs", longer)});
     table.rows.push_back({"Z bench", "", Index("Summary", "ZBench")});
     // Without a target and with one limit the distance is from the mean itself.
     const bool aim =
@@ -170,12 +163,7 @@ class Tables {
   }
 
   void Beyond() {
-    struct Kind {
-      const char* text;
-      const char* actual;
-      const char* expected;
-    };
-    static constexpr Kind kKinds[] = {{"above URL", "ActAboveURL", "ExpAboveURL"},
+    static constexpr Pair kPairs[] = {{"above URL", "ActAboveURL", "ExpAboveURL"},
                                       {"above USL", "ActAboveUSL", "ExpAboveUSL"},
                                       {"above upper warning", "ActAboveUWL", "ExpAboveUWL"},
                                       {"above target", "ActAboveTAR", "ExpAboveTAR"},
@@ -184,11 +172,11 @@ class Tables {
                                       {"below LSL", "ActBelowLSL", "ExpBelowLSL"},
                                       {"below LRL", "ActBelowLRL", "ExpBelowLRL"}};
     Table table{"Share of pieces", {"", "#observed", "#expected"}, {}, true};
-    for (const Kind& kind : kKinds) {
-      const double actual = Figure("SpecResults", kind.actual);
-      const double expected = Figure("SpecResults", kind.expected);
+    for (const auto& [text, observed, fitted] : kPairs) {
+      const double actual = Figure("SpecResults", observed);
+      const double expected = Figure("SpecResults", fitted);
       if (!std::isfinite(actual) && !std::isfinite(expected)) continue;
-      table.rows.push_back({kind.text, ShareText(actual), ShareText(expected)});
+      table.rows.push_back({text, ShareText(actual), ShareText(expected)});
     }
     if (!table.rows.empty()) tables_.push_back(std::move(table));
   }
@@ -220,11 +208,8 @@ class Tables {
           row("subgroup size", "Summary", "SubgroupSize")}});
     if (!fit_ || fit_->short_term.name.empty()) return;
     const Estimate& estimate = fit_->short_term;
-    std::string text = EstimatorText(estimate.name);
-    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
-      text += ", constant " + Significant(estimate.constant, 7);
-    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
-    tables_.back().rows.push_back({std::string(kSigma) + " short-term", text});
+    tables_.back().rows.push_back(
+        {std::string(kSigma) + " short-term", EstimatorText(estimate.name) + BasisText(estimate)});
   }
 
   void Variance() {

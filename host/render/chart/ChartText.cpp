@@ -27,22 +27,8 @@ struct Cell {
   const char* text = " ";
 };
 
-const char* Colour(Layer layer) {
-  switch (layer) {
-    case kMarked:
-      return "\x1b[1;31m";
-    case kPoint:
-      return "\x1b[1;34m";
-    case kLimit:
-      return "\x1b[31m";
-    case kSpecification:
-      return "\x1b[35m";
-    case kUnused:
-      return "\x1b[2m";
-    default:
-      return nullptr;
-  }
-}
+constexpr const char* kColours[] = {nullptr,   "\x1b[35m",   "\x1b[31m",  nullptr,
+                                    "\x1b[2m", "\x1b[1;34m", "\x1b[1;31m"};  // by layer
 
 class Plot {
  public:
@@ -209,7 +195,7 @@ class Plot {
       const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
       for (std::size_t c = 0; c < last; ++c) {
         const Cell& cell = cells_[row * plot_ + c];
-        line += out_.InColour(Colour(cell.layer), cell.text);
+        line += out_.InColour(kColours[cell.layer], cell.text);
       }
       if (!right[row].empty()) line += " " + right[row];
       out_.Painted(line);
@@ -323,10 +309,7 @@ class Plot {
     if (!std::isfinite(estimate.value)) return;
     std::string text = "  " + Padded(name, 13) + Significant(estimate.value, 7);
     if (!estimate.name.empty()) text += "   by " + estimate.name;
-    if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
-      text += ", constant " + Significant(estimate.constant, 7);
-    if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
-    out_.Line(text, 15);
+    out_.Line(text + BasisText(estimate), 15);
   }
 
   void Marks() {

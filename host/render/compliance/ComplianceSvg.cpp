@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <iterator>
 
 #include "host/render/compliance/ComplianceView.h"

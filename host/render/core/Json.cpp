@@ -3,7 +3,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <optional>
 
 #include "host/render/core/Numbers.h"
@@ -24,23 +23,17 @@ std::optional<unsigned> ControlOf(std::string_view one) {
 
 void AppendEscaped(std::string& out, std::string_view text) {
   constexpr char kDigits[] = "0123456789abcdef";
+  constexpr std::string_view kEscaped = "\"\\\n\t\r", kLetters = "\"\\ntr";
   while (!text.empty()) {
     const std::size_t length = SequenceLength(text);
-    const auto c = static_cast<unsigned char>(text.front());
     if (length == 0) {
       out += "\xEF\xBF\xBD";
       text.remove_prefix(1);
       continue;
     }
-    if (c == '"' || c == '\\') {
+    if (const std::size_t place = kEscaped.find(text.front()); place != kEscaped.npos) {
       out += '\\';
-      out += static_cast<char>(c);
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (c == '\r') {
-      out += "\\r";
+      out += kLetters[place];
     } else if (const auto control = ControlOf(text.substr(0, length))) {
       out += "\\u00";
       out += kDigits[*control >> 4U];

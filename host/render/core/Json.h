@@ -133,9 +133,8 @@ std::string JsonDocument(Write write) {
   return json.Text();
 }
 // null where there is no object, else the members that write() writes.
-template <class Object>
-void ObjectMember(JsonWriter& json, const char* key, const Object* object,
-                  void (*write)(JsonWriter&, const Object&)) {
+template <class Object, class Write>
+void ObjectMember(JsonWriter& json, const char* key, const Object* object, Write write) {
   if (object == nullptr) return json.NullMember(key);
   json.Object(key, [&] { write(json, *object); });
 }

@@ -29,6 +29,13 @@ constexpr CodeRange kWide[] = {
     {0x20000, 0x3FFFD},
 };
 
+struct Escape {
+  char sign;
+  const char* text;
+};
+constexpr Escape kEscapes[] = {
+    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
+
 template <std::size_t kCount>
 bool IsIn(const CodeRange (&ranges)[kCount], char32_t code) {
   return std::any_of(std::begin(ranges), std::end(ranges), [code](const CodeRange& range) {
@@ -147,25 +154,9 @@ std::vector<std::string> Wrapped(std::string text, std::size_t width, std::size_
 std::string EscapeMarkup(std::string_view text) {
   std::string out;
   for (const char c : PlainText(text)) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
-    }
+    const auto* const found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                           [c](const Escape& escape) { return escape.sign == c; });
+    found == std::end(kEscapes) ? out += c : out += found->text;
   }
   return out;
 }

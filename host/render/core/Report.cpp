@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Report.h"
 
+#include <cmath>
+
+#include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
@@ -15,6 +18,14 @@ std::vector<Note> PlainNotes(std::vector<Note> notes) {
 
 std::string Counted(std::size_t count, const std::string& one, const std::string& many) {
   return std::to_string(count) + " " + (count == 1 ? one : many.empty() ? one + "s" : many);
+}
+
+std::string BasisText(const Estimate& estimate) {
+  std::string text;
+  if (std::isfinite(estimate.constant) && estimate.constant != 0.0)
+    text += ", constant " + Significant(estimate.constant, 7);
+  if (estimate.used > 0) text += ", from " + std::to_string(estimate.used);
+  return text;
 }
 
 std::string EstimatorText(const std::string& name) {

@@ -32,6 +32,9 @@ std::vector<Note> PlainNotes(std::vector<Note> notes);
 // "1 event", "3 events"
 std::string Counted(std::size_t count, const std::string& one, const std::string& many = {});
 
+// ", constant 2.325929, from 45": what went into an estimate, as far as it is known.
+std::string BasisText(const Estimate& estimate);
+
 // The engine's name of an estimator in the words of the field: "mean of R/d2".
 std::string EstimatorText(const std::string& name);
 

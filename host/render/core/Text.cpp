@@ -2,7 +2,6 @@
 #include "host/render/core/Text.h"
 
 #include <algorithm>
-#include <numeric>
 #include <optional>
 
 #include "host/render/core/PlainText.h"

@@ -17,39 +17,36 @@ std::string Trimmed(std::string text) {
 }
 
 SubgroupRow ReadSubgroup(SubgroupData& data) {
-  TestData& tests = *data.TestData();
-  DescriptorData& descriptors = *data.DescriptorData();
-  CommentData& comments = *data.CommentData();
-  return {
-      data.Sgrp(),
-      data.Part(),
-      data.Prcs(),
-      data.Test(),
-      data.Wkst(),
-      data.Job(),
-      data.Lot(),
-      data.Shft(),
-      data.Ptrv(),
-      data.Empl(),
-      data.Size(),
-      data.Flag(),
-      platform::DateToTimeStamp(data.Sgtm()),
-      data.GroupIndex(),
-      data.GroupID(),
-
-      ReadRows(tests,
-               [&] {
-                 return TestRow{tests.Sn(),  tests.Tsno(), tests.Sbno(),
-                                tests.Def(), tests.Gage(), tests.Val()};
-               }),
-      ReadRows(descriptors,
-               [&] {
-                 return DescriptorRow{descriptors.Dsgp(), descriptors.Desc(), descriptors.Tsno()};
-               }),
-      ReadRows(comments, [&] {
-        return CommentRow{Trimmed(comments.Empl()), Trimmed(comments.Note()), comments.Test(),
-                          comments.Tsno(), comments.Edtm()};
-      })};
+  const auto tests = data.TestData();
+  const auto descriptors = data.DescriptorData();
+  const auto comments = data.CommentData();
+  SubgroupRow row{data.Sgrp(),
+                  data.Part(),
+                  data.Prcs(),
+                  data.Test(),
+                  data.Wkst(),
+                  data.Job(),
+                  data.Lot(),
+                  data.Shft(),
+                  data.Ptrv(),
+                  data.Empl(),
+                  data.Size(),
+                  data.Flag(),
+                  platform::DateToTimeStamp(data.Sgtm()),
+                  data.GroupIndex(),
+                  data.GroupID()};
+  row.tests = ReadRows(*tests, [&] {
+    return TestRow{tests->Sn(),  tests->Tsno(), tests->Sbno(),
+                   tests->Def(), tests->Gage(), tests->Val()};
+  });
+  row.descriptors = ReadRows(*descriptors, [&] {
+    return DescriptorRow{descriptors->Dsgp(), descriptors->Desc(), descriptors->Tsno()};
+  });
+  row.comments = ReadRows(*comments, [&] {
+    return CommentRow{Trimmed(comments->Empl()), Trimmed(comments->Note()), comments->Test(),
+                      comments->Tsno(), comments->Edtm()};
+  });
+  return row;
 }
 
 // Members of one subgroup, in an open object.

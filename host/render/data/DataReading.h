@@ -40,9 +40,9 @@ struct SubgroupRow {
                ptrv = 0, empl = 0, size = 0, flag = 0;
   std::int64_t stamp = 0;
   std::int32_t group_index = 0, group_id = 0;
-  std::vector<TestRow> tests;
-  std::vector<DescriptorRow> descriptors;
-  std::vector<CommentRow> comments;
+  std::vector<TestRow> tests = {};
+  std::vector<DescriptorRow> descriptors = {};
+  std::vector<CommentRow> comments = {};
 };
 
 struct SubgroupsRead {

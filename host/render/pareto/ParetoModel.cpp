@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -51,22 +50,21 @@ std::string CountedBy(paResourceTypes resource, paAccumulationTypes accumulation
 std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time) {
   std::string counted = meaning.counted;
   if (counted[0] >= 'A' && counted[0] <= 'Z') counted[0] = static_cast<char>(counted[0] + 32);
-  switch (measure) {
-    case paProcessByFactor:
-      return counted + (time ? ", seconds weighted by factor" : ", weighted by factor");
-    case paProcessByPPM:
-      return counted + " per million";
-    case paProcessByPPT:
-      return counted + " per thousand";
-    case paProcessByMinutes:
-      return time ? counted + ", minutes" : counted;
-    case paProcessByHours:
-      return time ? counted + ", hours" : counted;
-    case paProcessByDays:
-      return time ? counted + ", days" : counted;
-    default:
-      return counted + (time ? ", seconds" : "");
-  }
+  struct Unit {
+    paProcessingTypes measure;
+    const char* counts;
+    const char* times;
+  };
+  static constexpr Unit kUnits[] = {
+      {paProcessByFactor, ", weighted by factor", ", seconds weighted by factor"},
+      {paProcessByPPM, " per million", " per million"},
+      {paProcessByPPT, " per thousand", " per thousand"},
+      {paProcessByMinutes, "", ", minutes"},
+      {paProcessByHours, "", ", hours"},
+      {paProcessByDays, "", ", days"}};
+  for (const auto& unit : kUnits)
+    if (unit.measure == measure) return counted + (time ? unit.times : unit.counts);
+  return counted + (time ? ", seconds" : "");
 }
 
 Meaning MeaningOf(const ParetoRead& pareto) {
@@ -112,8 +110,6 @@ std::string LevelWords(const ParetoRead& pareto) {
   }
   return text;
 }
-
-std::string Percent(double share) { return Fixed(share, 1) + " %"; }
 
 // The name at a level. Days and longer begin at midnight, which need not be said each time.
 std::string PartText(const ParetoRead& pareto, const ParetoBinRead& bin, std::size_t level) {
@@ -216,10 +212,8 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     const std::string word = known ? Words(BinTypeWord(type)) : std::string();
     table.headings.push_back(word.empty() ? "level " + std::to_string(level + 1) : word);
   }
-  for (const std::string& heading :
-       {"#" + meaning.axis, std::string("#share"), std::string("#cumulative"),
-        std::string("#counted"), std::string("#weighted"), std::string("#out of")})
-    table.headings.push_back(heading);
+  table.headings.insert(table.headings.end(), {"#" + meaning.axis, "#share", "#cumulative",
+                                               "#counted", "#weighted", "#out of"});
   if (yields) table.headings.emplace_back("#yield");
   if (ppks) table.headings.emplace_back("#Ppk");
   for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
@@ -227,12 +221,9 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     std::vector<std::string> row;
     for (std::size_t level = 0; level < pareto.levels; ++level)
       row.push_back(PartText(pareto, bin, level));
-    row.push_back(ParetoValue(bin.value));
-    row.push_back(Percent(view.bars[i].share));
-    row.push_back(Percent(view.bars[i].cumulative));
-    row.push_back(ParetoValue(bin.bin_count));
-    row.push_back(ParetoValue(bin.factor));
-    row.push_back(ParetoValue(bin.total));
+    row.insert(row.end(), {ParetoValue(bin.value), Percent(view.bars[i].share),
+                           Percent(view.bars[i].cumulative), ParetoValue(bin.bin_count),
+                           ParetoValue(bin.factor), ParetoValue(bin.total)});
     if (yields) row.push_back(std::isnan(bin.yield) ? "" : Fixed(bin.yield, 2) + " %");
     if (ppks) row.push_back(std::isnan(bin.ppk) ? "" : Fixed(bin.ppk, 3));
     table.rows.push_back(std::move(row));
@@ -264,6 +255,8 @@ double ParetoView::MostValue() const {
   for (const auto& group : groups) most = std::max(most, group.value);
   return most > 0.0 ? most : 1.0;
 }
+
+std::string Percent(double share) { return Fixed(share, 1) + " %"; }
 
 std::string ParetoValue(double value) {
   if (value == std::round(value) && std::abs(value) < 1e12) return Fixed(value, 0);

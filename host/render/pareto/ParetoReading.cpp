@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
-#include <limits>
 #include <string_view>
 
 #include "frame/XMLSupport.h"
@@ -182,12 +180,9 @@ void WriteParetoProcessing(JsonWriter& json, const PAProcessing& processing, boo
 std::string ParetoJson(const ParetoDocument& document) {
   const ParetoRead& pareto = document.pareto;
   return JsonDocument([&](JsonWriter& json) {
-    if (pareto.processing) {
-      json.Object("Processing",
-                  [&] { WriteParetoProcessing(json, *pareto.processing, pareto.levels_known); });
-    } else {
-      json.NullMember("Processing");
-    }
+    ObjectMember(json, "Processing", pareto.processing.get(), [&](auto&, const auto& processing) {
+      WriteParetoProcessing(json, processing, pareto.levels_known);
+    });
     ObjectMember(json, "DataSelect", pareto.select.get(), WriteDataSelect);
     const Bases bases = BasesOf(pareto);
     const auto cumulative = CumulativePercents(pareto);

@@ -131,9 +131,8 @@ class Picture {
     for (const auto& group : view_.groups) {
       if (!(group.value > 0.0)) continue;
       const double left = X(group.first) - unit_ * 0.5, right = X(group.last) + unit_ * 0.5;
-      scene_.Rectangle(
-          left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
-          group.name + ": " + ParetoValue(group.value) + ", " + Fixed(group.share, 1) + " %");
+      scene_.Rectangle(left, Y(group.value), right - left, bottom_ - Y(group.value), "grp",
+                       group.name + ": " + ParetoValue(group.value) + ", " + Percent(group.share));
       const std::string text = ParetoValue(group.value);
       if (group.last > group.first && WidthOf(text) < right - left)
         scene_.Text((left + right) / 2, AboveGroup(group), "b1", Anchor::Middle, text);

@@ -28,8 +28,6 @@ struct Row {
   bool eighty = false;  // the 80 percent line follows
 };
 
-std::string Percent(double share) { return Fixed(share, 1) + " %"; }
-
 std::vector<Row> RowsOf(const ParetoView& view) {
   std::vector<Row> rows;
   std::size_t group = 0;

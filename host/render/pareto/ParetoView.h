@@ -49,6 +49,8 @@ struct ParetoView : View {
 
 // "124", "0.0351"
 std::string ParetoValue(double value);
+// "12.5 %"
+std::string Percent(double share);
 
 // Bars, the cumulative line and the 80 percent mark; with further levels the bars stand in front of
 // a wide one for the bin of the first level. embedded: for use inside a page, without title lines

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // States in a terminal: a line of letters for each process.
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <utility>
 

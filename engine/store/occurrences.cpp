@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/occurrences.h"
+#include "engine/store/occurrences.h"
 
 #include <algorithm>
 #include <stdexcept>
-#include <unordered_map>
+#include <string>
 
 #include "engine/store/packing.h"
 
-namespace orvspc::engine {
+namespace orvspc::engine::store {
 namespace {
+
+using catalogue::ItemKind;
 
 // The last kind that subgroups name.
 constexpr auto kLastOfSubgroups = ItemKind::Serial;
@@ -19,40 +21,33 @@ struct Occurrence {
   friend auto operator<=>(const Occurrence&, const Occurrence&) = default;
 };
 
-std::int32_t OfContext(const store::Context& context, ItemKind kind) {
+// The fields of the kinds that are kept once in a context or with every row; null for the others.
+std::int32_t Context::*OfContext(ItemKind kind) {
   switch (kind) {
     case ItemKind::Revision:
-      return context.revision;
+      return &Context::revision;
     case ItemKind::Workstation:
-      return context.workstation;
+      return &Context::workstation;
     case ItemKind::Job:
-      return context.job;
+      return &Context::job;
     case ItemKind::Lot:
-      return context.lot;
+      return &Context::lot;
     case ItemKind::Shift:
-      return context.shift;
+      return &Context::shift;
     case ItemKind::Employee:
-      return context.employee;
+      return &Context::employee;
     default:
-      return 0;
+      return nullptr;
   }
 }
-
-std::int32_t OfRow(const store::RowKey& key, ItemKind kind) {
-  switch (kind) {
-    case ItemKind::Gage:
-      return key.Gage;
-    case ItemKind::Defect:
-      return key.Def;
-    case ItemKind::Serial:
-      return key.Sn;
-    default:
-      return 0;
-  }
+std::int32_t RowKey::*OfRow(ItemKind kind) {
+  return kind == ItemKind::Gage     ? &RowKey::Gage
+         : kind == ItemKind::Defect ? &RowKey::Def
+                                    : &RowKey::Sn;
 }
 
-std::vector<Occurrence> Occurrences(sql::Connection& db, const store::StoreCache& cache,
-                                    ItemKind kind) {
+std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& cache,
+                                        ItemKind kind) {
   std::vector<Occurrence> found;
   if (kind > kLastOfSubgroups) return found;
   const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
@@ -69,24 +64,25 @@ std::vector<Occurrence> Occurrences(sql::Connection& db, const store::StoreCache
                      "SELECT s.test, m.subgroup, m.time FROM stream s "
                      "JOIN measurement m ON m.stream = s.id");
     while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
-  } else if (OfContext({1, 1, 1, 1, 1, 1}, kind) != 0) {
+  } else if (const auto of_context = OfContext(kind); of_context != nullptr) {
     sql::Query query(db,
                      "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
     while (query.Step()) {
       const auto place = cache.PlaceOfContext(query.Int64(0));
-      if (!place) store::RaiseUnknownContext(query.Int64(0), query.Int(1));
-      add(OfContext(cache.contexts[*place], kind), query.Int(1), query.Int(2));
+      if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
+      add(cache.contexts[*place].*of_context, query.Int(1), query.Int(2));
     }
   } else {
+    const auto of_row = OfRow(kind);
     sql::Query query(db, "SELECT subgroup, time, packed FROM measurement");
     while (query.Step()) {
-      const auto view = store::PackedView::Of(query.Blob(2));
+      const auto view = PackedView::Of(query.Blob(2));
       if (!view) {
         throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(0)) +
                                  " are damaged: their checksum does not fit");
       }
       for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
-        add(OfRow(view->Key(i), kind), query.Int(0), query.Int(1));
+        add(view->Key(i).*of_row, query.Int(0), query.Int(1));
       }
     }
   }
@@ -97,18 +93,17 @@ std::vector<Occurrence> Occurrences(sql::Connection& db, const store::StoreCache
 
 }  // namespace
 
-void CountOccurrences(sql::Connection& db, const store::StoreCache& cache, ItemKind kind,
-                      std::vector<CountedItem>& items) {
-  std::unordered_map<std::int32_t, CountedItem*> by_id;
-  for (auto& item : items) by_id.emplace(item.id, &item);
-  for (const auto& each : Occurrences(db, cache, kind)) {
-    const auto found = by_id.find(each.item);
-    if (found == by_id.end()) continue;
-    auto& item = *found->second;
-    item.first = item.subgroups == 0 ? each.time : std::min(item.first, each.time);
-    item.last = item.subgroups == 0 ? each.time : std::max(item.last, each.time);
+std::unordered_map<std::int32_t, Occurrences> CountOccurrences(sql::Connection& db,
+                                                               const StoreCache& cache,
+                                                               ItemKind kind) {
+  std::unordered_map<std::int32_t, Occurrences> counts;
+  for (const auto& each : ReadOccurrences(db, cache, kind)) {
+    auto& item = counts.try_emplace(each.item, Occurrences{0, each.time, each.time}).first->second;
+    item.first = std::min(item.first, each.time);
+    item.last = std::max(item.last, each.time);
     ++item.subgroups;
   }
+  return counts;
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store

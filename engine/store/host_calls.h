@@ -7,18 +7,18 @@
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 
-// How the face of the data and the records get at the store.
-namespace orvspc::engine {
+// How a host's calls, by the database object and the record objects, use the store.
+namespace orvspc::engine::store {
 
 inline constexpr const char* kFaceSource = "QualityDatabase";
 
-[[noreturn]] inline void Refuse(const store::SqlStore& store, const std::string& reason) {
+[[noreturn]] inline void Refuse(const SqlStore& store, const std::string& reason) {
   throw platform::ExternalFailure(sql::kRefused, kFaceSource, store.Path() + ": " + reason);
 }
 
-// Failures leave as what hosts can catch.
+// Rethrows every failure as one that hosts can catch.
 template <class Work>
-auto Guarded(store::SqlStore& store, Work work) {
+auto Guarded(SqlStore& store, Work work) {
   try {
     return work();
   } catch (...) {
@@ -29,7 +29,7 @@ auto Guarded(store::SqlStore& store, Work work) {
 // What work(store, connection) returns, run inside one read transaction.
 template <class Work>
 auto Read(platform::Database& database, Work work) {
-  const auto store = store::SqlStoreOf(database);
+  const auto store = SqlStoreOf(database);
   return Guarded(*store, [&] {
     decltype(work(*store, std::declval<sql::Connection&>())) result;
     store->ReadOrThrow([&](sql::Connection& db) { result = work(*store, db); });
@@ -37,4 +37,4 @@ auto Read(platform::Database& database, Work work) {
   });
 }
 
-}  // namespace orvspc::engine
+}  // namespace orvspc::engine::store
