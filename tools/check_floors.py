@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks the include lines against the floors of the house.
+"""Checks the include lines against the layers of the tree.
 
 A folder may include itself and the folders its row names; every include of ours is spelled from
 src/ or from the top of the tree; the library includes nothing but itself and the standard library.
-Of the engine, hosts see its public headers alone. A header and its own source are one room; no
-rooms include one another in a circle.
+Of the engine, hosts see its public headers alone. A header and its own source are one unit; no
+units include one another in a circle.
 
 --self-test plants wrong trees in a temporary folder and fails unless each fault is found.
 """
@@ -22,7 +22,7 @@ ANALYSES = ["chart", "capability", "pareto", "summary"]
 LIBRARY = SELECT_AND_BELOW + ANALYSES
 
 # What the engine shows: hosts include these of its headers and no other.
-ENGINE_FACE = ["engine/Embedded.h", "engine/QualityDatabase.h"]
+ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h"]
 
 SQL = ["platform", "engine/time", "engine/sql"]
 STORE = SQL + ["engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
@@ -31,7 +31,7 @@ FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "
 FAMILY_BASE = LIBRARY + ["host/render/core", "host/render/data"]
 
 # Folder of the tree: the include paths it may name besides its own. The longest match wins.
-FLOORS = {
+LAYERS = {
     "src/platform": [],
     "src/frame": ["platform"],
     "src/dataset": ["platform", "frame"],
@@ -54,7 +54,7 @@ FLOORS = {
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
     "host/render/states": FAMILY_BASE + ["host/render/events"],
     "host/render": LIBRARY,
-    "host/cli": LIBRARY + ENGINE_FACE + ["host/render"],
+    "host/cli": LIBRARY + ENGINE_INTERFACE + ["host/render"],
     "tests": LIBRARY + ["engine", "host"],
     "bench": LIBRARY + ["engine", "host", "tests"],
 }
@@ -62,8 +62,8 @@ FLOORS = {
 FLAT = ["engine"]
 # A project of its own, which includes the installed headers.
 CONSUMER = "tests/consumer/"
-# The database library is named in this room alone.
-DATABASE_HEADER, DATABASE_ROOM = "sqlite3.h", "engine/sql/"
+# The database library is named in this folder alone.
+DATABASE_HEADER, DATABASE_FOLDER = "sqlite3.h", "engine/sql/"
 # Written by the build.
 GENERATED = ["host/cli/build_info.h"]
 
@@ -72,9 +72,9 @@ STANDARD = re.compile(r"^[a-z_]+[0-9]*$")
 
 
 def folder_of(path: str) -> str | None:
-    """The longest row of FLOORS that the path lies in."""
+    """The longest row of LAYERS that the path lies in."""
     folder = path.rpartition("/")[0]
-    rows = [row for row in FLOORS
+    rows = [row for row in LAYERS
             if folder == row or folder.startswith(row + "/") and row not in FLAT]
     return max(rows, key=len, default=None)
 
@@ -89,9 +89,9 @@ def resolved(top: pathlib.Path, target: str) -> str | None:
 
 def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | None:
     if name.startswith(CONSUMER):
-        face = target.removeprefix("orvSPCAnalysis6/")
-        if face.startswith("engine/") and face not in ENGINE_FACE:
-            return "of the engine, hosts include " + " and ".join(ENGINE_FACE) + " alone"
+        header = target.removeprefix("orvSPCAnalysis6/")
+        if header.startswith("engine/") and header not in ENGINE_INTERFACE:
+            return "of the engine, hosts include " + " and ".join(ENGINE_INTERFACE) + " alone"
         return None
     row = folder_of(name)
     in_library = row.startswith("src/")
@@ -100,8 +100,8 @@ def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | No
             return "a file of ours goes in quotes"
         if in_library and not STANDARD.match(target):
             return "the library includes the standard library alone"
-        if target == DATABASE_HEADER and not name.startswith((DATABASE_ROOM, "tests/", "bench/")):
-            return f"{DATABASE_ROOM} alone names the database library"
+        if target == DATABASE_HEADER and not name.startswith((DATABASE_FOLDER, "tests/", "bench/")):
+            return f"{DATABASE_FOLDER} alone names the database library"
         return None
     if target in GENERATED:
         return None
@@ -110,35 +110,35 @@ def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | No
     if target.startswith("src/"):
         return "spelled from src/, without src/"
     own = row.removeprefix("src/")
-    if any(target == floor or target.startswith(floor + "/") for floor in [own, *FLOORS[row]]):
+    if any(target == layer or target.startswith(layer + "/") for layer in [own, *LAYERS[row]]):
         return None
     if name.startswith("host/") and target.startswith("engine/"):
-        return "of the engine, hosts include " + " and ".join(ENGINE_FACE) + " alone"
+        return "of the engine, hosts include " + " and ".join(ENGINE_INTERFACE) + " alone"
     return f"{row} may not include it"
 
 
 def circles(users: dict[str, set[str]]) -> list[list[str]]:
-    """The strongly connected components of more than one room (Tarjan's algorithm)."""
-    found, order, low, open_rooms = [], {}, {}, []
+    """The strongly connected components of more than one unit (Tarjan's algorithm)."""
+    found, order, low, open_units = [], {}, {}, []
 
-    def visit(room: str) -> None:
-        order[room] = low[room] = len(order)
-        open_rooms.append(room)
-        for used in sorted(users.get(room, ())):
+    def visit(unit: str) -> None:
+        order[unit] = low[unit] = len(order)
+        open_units.append(unit)
+        for used in sorted(users.get(unit, ())):
             if used not in order:
                 visit(used)
-            if used in open_rooms:
-                low[room] = min(low[room], low[used])
-        if low[room] == order[room]:
-            circle = open_rooms[open_rooms.index(room):]
-            del open_rooms[open_rooms.index(room):]
+            if used in open_units:
+                low[unit] = min(low[unit], low[used])
+        if low[unit] == order[unit]:
+            circle = open_units[open_units.index(unit):]
+            del open_units[open_units.index(unit):]
             if len(circle) > 1:
                 found.append(sorted(circle))
 
     sys.setrecursionlimit(10000)
-    for room in sorted(users):
-        if room not in order:
-            visit(room)
+    for unit in sorted(users):
+        if unit not in order:
+            visit(unit)
     return found
 
 
@@ -152,9 +152,9 @@ def faults(top: pathlib.Path) -> list[str]:
                 continue
             name = path.relative_to(top).as_posix()
             if folder_of(name) is None:
-                result.append(f"{name}: its folder is not among the floors")
+                result.append(f"{name}: its folder is not among the layers")
                 continue
-            room = users.setdefault(name.rsplit(".", 1)[0], set())
+            unit = users.setdefault(name.rsplit(".", 1)[0], set())
             for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
                 include = INCLUDE.match(line)
                 if not include:
@@ -165,10 +165,10 @@ def faults(top: pathlib.Path) -> list[str]:
                     result.append(f'{name}:{number}: "{target}": {reason}')
                 file = resolved(top, target)
                 if file and quote == '"':
-                    room.add(file.rsplit(".", 1)[0])
-    for circle in circles({room: used for room, used in users.items()
-                           if not room.startswith(("tests/", "bench/"))}):
-        result.append("a circle of " + str(len(circle)) + " rooms: " + ", ".join(circle))
+                    unit.add(file.rsplit(".", 1)[0])
+    for circle in circles({unit: used for unit, used in users.items()
+                           if not unit.startswith(("tests/", "bench/"))}):
+        result.append("a circle of " + str(len(circle)) + " units: " + ", ".join(circle))
     return result
 
 
@@ -190,12 +190,12 @@ SOUND = {
     "tests/consumer/main.cpp": "#include <engine/Embedded.h>\n#include <chart/CCAnalysis.h>\n",
 }
 PLANTED = [
-    ({"src/platform/A.h": '#include "platform/B.h"\n'}, "a circle of 2 rooms"),
+    ({"src/platform/A.h": '#include "platform/B.h"\n'}, "a circle of 2 units"),
     # A header and a source close a circle that no two headers do.
-    ({"src/platform/A.cpp": '#include "platform/B.h"\n'}, "a circle of 2 rooms"),
+    ({"src/platform/A.cpp": '#include "platform/B.h"\n'}, "a circle of 2 units"),
     ({"src/platform/A.h": '#include "platform/D.h"\n', "src/platform/D.h": '#include "platform/E.h"\n',
       "src/platform/E.cpp": '#include "platform/B.h"\n', "src/platform/E.h": ""},
-     "a circle of 4 rooms"),
+     "a circle of 4 units"),
     ({"src/platform/A.h": '#include "engine/Embedded.h"\n'}, "src/platform may not include it"),
     ({"src/platform/A.h": "#include <sqlite3.h>\n"}, "standard library alone"),
     ({"src/platform/A.h": '#include "platform/Gone.h"\n'}, "no such file"),
@@ -207,9 +207,9 @@ PLANTED = [
     ({"host/render/core/Svg.h": '#include "engine/Embedded.h"\n'}, "hosts include"),
     ({"host/render/chart/View.h": '#include "host/render/pareto/View.h"\n'},
      "host/render/chart may not include it"),
-    ({"host/render/core/Svg.h": '#include "host/render/chart/View.h"\n'}, "a circle of 2 rooms"),
+    ({"host/render/core/Svg.h": '#include "host/render/chart/View.h"\n'}, "a circle of 2 units"),
     ({"tests/consumer/main.cpp": "#include <engine/store/Store.h>\n"}, "hosts include"),
-    ({"engine/attic/Box.h": '#include "engine/store/Store.h"\n'}, "not among the floors"),
+    ({"engine/attic/Box.h": '#include "engine/store/Store.h"\n'}, "not among the layers"),
 ]
 
 

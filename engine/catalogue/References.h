@@ -18,8 +18,8 @@ namespace orvspc::engine::catalogue {
 
 struct Item {
   std::int32_t id = 0;
-  std::string name;       // of a code its text, where it has one
-  bool active = true;     // no longer in use otherwise
+  std::string name;       // of a code what it means, where that is given
+  bool active = true;     // false: no longer in use
   double factor = 1.0;    // weight of a code or a part
   std::int32_t type = 0;  // of a state code: ProcessStateTypes
 };

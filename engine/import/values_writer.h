@@ -190,7 +190,7 @@ class ValuesWriter {
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
   std::int64_t highest_ = 0;         // of all subgroups so far
   std::set<WrittenKey> added_to_old_;
-  std::map<WrittenKey, WrittenState> states_;  // those that are not as a state begins
+  std::map<WrittenKey, WrittenState> states_;  // those that differ from WrittenState{}
   std::optional<Refusal> refusal_;
   // What Finish made of the latest (subgroup, test).
   std::vector<store::TestRow> packed_rows_;

@@ -28,7 +28,7 @@ struct Stream {
   std::int64_t id = 0;
 };
 
-// Who and where of a subgroup; many subgroups share one.
+// Who and where of a measurement, a subgroup and test; many measurements share one.
 struct Context {
   std::int32_t workstation = 0, job = 0, lot = 0, shift = 0, revision = 0, employee = 0;
   friend bool operator==(const Context&, const Context&) = default;
