@@ -12,26 +12,18 @@
 namespace orvspc::engine::capability {
 namespace {
 
-// A limit with the fields of its results.
-struct LimitRow {
-  std::int32_t flag;
-  platform::WireDouble API_CASpecLim8::*limit;
-  platform::WireDouble API_CASpecResults::*score;
-  platform::WireDouble API_CASpecResults::*actual;
-  platform::WireDouble API_CASpecResults::*expected;
-};
-constexpr LimitRow kUpper[] = {
+using SpecRow = LimitRow<API_CASpecLim8, API_CASpecResults>;
+constexpr SpecRow kUpper[] = {
     {slfURL, &API_CASpecLim8::Url, &API_CASpecResults::zUrl, &API_CASpecResults::ActAboveURL,
      &API_CASpecResults::ExpAboveURL},
     {slfUSL, &API_CASpecLim8::Usl, &API_CASpecResults::zUsl, &API_CASpecResults::ActAboveUSL,
      &API_CASpecResults::ExpAboveUSL},
     {slfUGB, &API_CASpecLim8::Ugb, &API_CASpecResults::zUwl, &API_CASpecResults::ActAboveUWL,
      &API_CASpecResults::ExpAboveUWL},
-    // The target's score is that of its lower row: positive when the mean lies above it.
     {slfTAR, &API_CASpecLim8::Tar, nullptr, &API_CASpecResults::ActAboveTAR,
      &API_CASpecResults::ExpAboveTAR},
 };
-constexpr LimitRow kLower[] = {
+constexpr SpecRow kLower[] = {
     {slfTAR, &API_CASpecLim8::Tar, &API_CASpecResults::zTar, &API_CASpecResults::ActBelowTAR,
      &API_CASpecResults::ExpBelowTAR},
     {slfLGB, &API_CASpecLim8::Lgb, &API_CASpecResults::zLwl, &API_CASpecResults::ActBelowLWL,
@@ -42,10 +34,10 @@ constexpr LimitRow kLower[] = {
      &API_CASpecResults::ExpBelowLRL},
 };
 
-std::vector<double> LimitsOf(std::span<const LimitRow> rows, const API_CASpecLim8& limits) {
+std::vector<double> LimitsOf(std::span<const SpecRow> rows, const API_CASpecLim8& limits) {
   std::vector<double> values;
   for (const auto& row : rows) {
-    values.push_back((limits.EFlag & row.flag) != 0 ? double{limits.*row.limit} : platform::kNaN);
+    values.push_back(row.IsIn(limits) ? double{limits.*row.limit} : platform::kNaN);
   }
   return values;
 }
@@ -103,13 +95,13 @@ void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
 void SetExpected(const statistics::Distribution& distribution, bool clamped,
                  const API_CASpecLim8& limits, API_CASpecResults& results) {
   for (const auto& row : kUpper) {
-    if ((limits.EFlag & row.flag) == 0) continue;
+    if (!row.IsIn(limits)) continue;
     const double score = distribution.Score(limits.*row.limit);
     if (row.score != nullptr) results.*row.score = Defined(Clamp(score, clamped));
     results.*row.expected = Defined(statistics::NormalAbove(score));
   }
   for (const auto& row : kLower) {
-    if ((limits.EFlag & row.flag) == 0) continue;
+    if (!row.IsIn(limits)) continue;
     const double score = distribution.Score(limits.*row.limit);
     results.*row.score = Defined(Clamp(-score, clamped));
     results.*row.expected = Defined(statistics::NormalBelow(score));

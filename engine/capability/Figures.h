@@ -22,6 +22,19 @@ inline double Defined(double value) { return value - value == 0.0 ? value : 0.0;
 // Beyond this score the probability of a tail underflows to 0.
 inline constexpr double kFarthestScore = 37.5;
 
+// A limit with the fields of its results. The target and the labelled quantity have a score in
+// their lower row alone: positive when the mean lies above.
+template <class Limits, class Results>
+struct LimitRow {
+  std::int32_t flag;  // of the limits' EFlag; 0: always there
+  platform::WireDouble Limits::*limit;
+  platform::WireDouble Results::*score;
+  platform::WireDouble Results::*actual;
+  platform::WireDouble Results::*expected;
+
+  bool IsIn(const Limits& limits) const { return flag == 0 || (limits.EFlag & flag) != 0; }
+};
+
 API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance);
 API_CAPPs LongTermIndices(const statistics::Reach& reach, const statistics::Tolerance& tolerance);
 

@@ -15,14 +15,8 @@
 namespace orvspc::engine::capability {
 namespace {
 
-struct LimitRow {
-  std::int32_t flag;
-  platform::WireDouble API_CANccLim8::*limit;
-  platform::WireDouble API_CANccResults::*score;
-  platform::WireDouble API_CANccResults::*actual;
-  platform::WireDouble API_CANccResults::*expected;
-};
-constexpr LimitRow kUpper[] = {
+using ContentRow = LimitRow<API_CANccLim8, API_CANccResults>;
+constexpr ContentRow kUpper[] = {
     {store::nclMavU, &API_CANccLim8::MavU, &API_CANccResults::zMAVU,
      &API_CANccResults::ActAboveMAVU, &API_CANccResults::ExpAboveMAVU},
     {store::nclT1U, &API_CANccLim8::T1U, &API_CANccResults::zT1U, &API_CANccResults::ActAboveT1U,
@@ -32,29 +26,24 @@ constexpr LimitRow kUpper[] = {
     {0, &API_CANccLim8::Lsc, nullptr, &API_CANccResults::ActAboveLSC,
      &API_CANccResults::ExpAboveLSC},
 };
-constexpr LimitRow kLower[] = {
+constexpr ContentRow kLower[] = {
     {store::nclMavL, &API_CANccLim8::MavL, &API_CANccResults::zMAVL,
      &API_CANccResults::ActBelowMAVL, &API_CANccResults::ExpBelowMAVL},
     {store::nclT1L, &API_CANccLim8::T1L, &API_CANccResults::zT1L, &API_CANccResults::ActBelowT1L,
      &API_CANccResults::ExpBelowT1L},
     {store::nclT2L, &API_CANccLim8::T2L, &API_CANccResults::zT2L, &API_CANccResults::ActBelowT2L,
      &API_CANccResults::ExpBelowT2L},
-    // Positive when the mean lies above the labelled quantity.
     {0, &API_CANccLim8::Lsc, &API_CANccResults::zLSC, &API_CANccResults::ActBelowLSC,
      &API_CANccResults::ExpBelowLSC},
 };
 
-bool Has(const API_CANccLim8& limits, const LimitRow& row) {
-  return row.flag == 0 || (limits.EFlag & row.flag) != 0;
-}
-
 // Limits in the unit of the values.
 template <std::size_t N>
-std::array<double, N> Unscaled(const LimitRow (&rows)[N], const API_CANccLim8& limits,
+std::array<double, N> Unscaled(const ContentRow (&rows)[N], const API_CANccLim8& limits,
                                double factor) {
   std::array<double, N> values{};
   for (std::size_t i = 0; i < N; ++i) {
-    values[i] = Has(limits, rows[i]) ? limits.*rows[i].limit / factor : platform::kNaN;
+    values[i] = rows[i].IsIn(limits) ? limits.*rows[i].limit / factor : platform::kNaN;
   }
   return values;
 }
@@ -89,8 +78,8 @@ API_CANccResults NetContentResults(const statistics::Sample& values, const API_C
   const auto percent = [&](std::int64_t beyond) {
     return kPercent * static_cast<double>(beyond) / static_cast<double>(centre.count);
   };
-  const auto fill = [&](const LimitRow& row, double limit, std::int64_t beyond, bool is_upper) {
-    if (!Has(limits, row)) return;
+  const auto fill = [&](const ContentRow& row, double limit, std::int64_t beyond, bool is_upper) {
+    if (!row.IsIn(limits)) return;
     results.*row.actual = percent(beyond);
     if (!spreads) return;
     const double inside = (is_upper ? limit - centre.mean : centre.mean - limit) / centre.sd;

@@ -223,13 +223,10 @@ void AttributeRun::AddNotes(store::Store& store) const {
         "use them as they are.");
   }
   const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
-  const auto streams = table_.Streams();
-  for (std::size_t s = 0; s < streams.size(); ++s) {
+  for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
-    const auto note = [&](bool when, const char* code, const std::string& text) {
-      if (!when) return;
-      store::AddNote(code, text,
-                     store.StreamName(streams[s].part, streams[s].process, streams[s].test));
+    const auto note = [&](bool applies, const char* code, const std::string& text) {
+      rows_.NoteIf(applies, store, s, code, text);
     };
     const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;
     note(!state.rate.Exists(), "no-mean",

@@ -309,10 +309,15 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   return true;
 }
 
-void RunRows::AddNotes(store::Store& store, std::size_t stream) const {
+void RunRows::NoteIf(bool applies, store::Store& store, std::size_t stream, const char* code,
+                     const std::string& text) const {
   const auto& of = table_.Streams()[stream];
-  const auto note = [&](bool when, const char* code, const char* text) {
-    if (when) store::AddNote(code, text, store.StreamName(of.part, of.process, of.test));
+  if (applies) store::AddNote(code, text, store.StreamName(of.part, of.process, of.test));
+}
+
+void RunRows::AddNotes(store::Store& store, std::size_t stream) const {
+  const auto note = [&](bool applies, const char* code, const char* text) {
+    NoteIf(applies, store, stream, code, text);
   };
   note(streams_[stream].unsuited_limits, "limits-unsuited",
        "Stored control limits that were made from another kind of chart are not used.");

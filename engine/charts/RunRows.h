@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "engine/catalogue/EffectiveRows.h"
@@ -82,6 +83,9 @@ class RunRows {
   // Specification lines along the points, in the order of the data set; false for another code.
   bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
 
+  // Adds a note about a stream if it applies.
+  void NoteIf(bool applies, store::Store& store, std::size_t stream, const char* code,
+              const std::string& text) const;
   // Of rows that change inside the chart.
   void AddNotes(store::Store& store, std::size_t stream) const;
 

@@ -233,19 +233,16 @@ void VariableRun::AddNotes(store::Store& store) const {
   constexpr double kLargestGoodCv = 0.3;
   for (const auto& note : plan_.notes)
     store::AddNote(std::string(note.code), std::string(note.text));
-  const auto streams = table_.Streams();
-  for (std::size_t s = 0; s < streams.size(); ++s) {
+  for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
-    const auto note = [&](bool when, const char* code, const char* text) {
-      if (!when) return;
-      store::AddNote(code, text,
-                     store.StreamName(streams[s].part, streams[s].process, streams[s].test));
+    const auto note = [&](bool applies, const char* code, const std::string& text) {
+      rows_.NoteIf(applies, store, s, code, text);
     };
     note(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
          "no-sigma", "There is nothing to estimate sigma from, so there are no calculated limits.");
     note(state.no_cusum, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
-    note(state.estimates.overflow || table_.overflows.In(streams[s]), "overflow",
+    note(state.estimates.overflow || table_.overflows.In(table_.Streams()[s]), "overflow",
          "Figures beyond the largest number that can be held are left out.");
     rows_.AddNotes(store, s);
     note(state.estimates.gamma.value > kLargestGoodCv, "cv-large",

@@ -17,7 +17,7 @@ double NormalQuantile(double share_below);
 double NormalUpperQuantile(double share_above);
 
 // Chi-square distribution with degrees > 0: the proportion above value >= 0, and the quantile of
-// 0..1 lies below. NaN for arguments outside.
+// 0..1. NaN for arguments outside.
 double ChiSquareAbove(double value, double degrees);
 double ChiSquareQuantile(double share_below, double degrees);
 
