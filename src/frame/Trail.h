@@ -23,7 +23,8 @@ Failure CurrentFailure();
 
 // The trail name "module.procedure" with its suffix, joined only where a failure needs it.
 struct ProcedureName {
-  std::string_view module, procedure, suffix = "";
+  std::string_view module, procedure;
+  std::string_view suffix{};
 
   std::string operator()() const {
     return std::string(module).append(".").append(procedure).append(suffix);

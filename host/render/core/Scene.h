@@ -67,9 +67,9 @@ using Shape =
 
 class Scene {
  public:
-  // Begins with title and subtitle. embedded: for use inside a page, which has these and the notes
-  // itself. family: of the style sheet and the definitions in assets/.
-  Scene(const View& view, bool embedded, const std::string& family = {});
+  // Begins with title and subtitle. in_page: for use inside a page, which has these and the notes
+  // itself. family_name: of the style sheet and the definitions in assets/.
+  Scene(const View& view, bool in_page, const std::string& family_name = {});
 
   void Text(double x, double y, const std::string& style, Anchor anchor, const std::string& text,
             Turn turn = Turn::None);
