@@ -10,7 +10,7 @@ namespace orvspc::platform {
 // The host's open database.
 class Database : public Object {
  public:
-  // A number that stands for the open connection. The library reads it afresh before each native
+  // The number of the open connection. The library reads it afresh before each native
   // call and never keeps it.
   virtual std::int32_t ConnectionHandle() = 0;
 

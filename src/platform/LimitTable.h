@@ -29,7 +29,7 @@ class LimitTable : public Object {
   // A column that was never given reads as 32-bit 0.
   virtual Cell Get(std::string_view column) = 0;
 
-  // Appends a copy of the other object's current row and stands on it.
+  // Appends a copy of the other object's current row, which becomes the current one.
   virtual void Add(LimitTable& row) = 0;
 
   // False when the table is empty.

@@ -23,7 +23,7 @@ class NameRecord : public Object {
   // Reads the record of the key; false when there is none.
   virtual bool Read(const std::shared_ptr<Database>& database, std::int32_t mode) = 0;
 
-  // Appends a copy of the other object's record to the list and stands on it.
+  // Appends a copy of the other object's record, which becomes the current one.
   virtual void Add(NameRecord& record) = 0;
   // False when the list is empty.
   virtual bool MoveFirst() = 0;

@@ -25,7 +25,7 @@ class PrcsStateLog : public Object {
   virtual double Time() = 0;
   virtual void Time(double value) = 0;
 
-  // Runs the query and stands on the first record; false when there is none.
+  // Runs the query; its first record becomes the current one. False when there is none.
   virtual bool Read(const std::shared_ptr<Database>& database, std::int32_t mode) = 0;
   // Appends a copy of the current record of the other object.
   virtual void Add(PrcsStateLog& record) = 0;
