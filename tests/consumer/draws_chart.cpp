@@ -77,7 +77,7 @@ std::string Draw(const orvspc::QualityDatabase& database, orvspc::CCResults& res
   document.requested[1] = orvspc::ccGraph2Range;
   auto report = database.Database()->TakeReport();
   document.notes = std::move(report.notes);
-  document.streams = std::move(report.chart.streams);
+  static_cast<orvspc::ChartReport&>(document) = std::move(report.chart);
   document.chart = orvspc::render::ReadChart(results);
   const auto names = [&](orvspc::ItemKind kind, std::int32_t id) {
     return database.Name(kind, id);
