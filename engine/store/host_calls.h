@@ -10,10 +10,10 @@
 // How a host's calls, by the database object and the record objects, use the store.
 namespace orvspc::engine::store {
 
-inline constexpr const char* kFaceSource = "QualityDatabase";
+inline constexpr const char* kHostCall = "QualityDatabase";
 
 [[noreturn]] inline void Refuse(const SqlStore& store, const std::string& reason) {
-  throw platform::ExternalFailure(sql::kRefused, kFaceSource, store.Path() + ": " + reason);
+  throw platform::ExternalFailure(sql::kRefused, kHostCall, store.Path() + ": " + reason);
 }
 
 // Rethrows every failure as one that hosts can catch.
@@ -22,7 +22,7 @@ auto Guarded(SqlStore& store, Work work) {
   try {
     return work();
   } catch (...) {
-    sql::RethrowAsExternal(store.Path(), kFaceSource);
+    sql::RethrowAsExternal(store.Path(), kHostCall);
   }
 }
 

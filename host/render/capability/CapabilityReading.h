@@ -56,7 +56,7 @@ struct CapabilityDocument {
   std::vector<Note> notes;
 };
 
-// The document of a capability result; docs/how-to/json.md tells every key.
+// The document of a capability result; docs/how-to/json.md lists every key.
 std::string CapabilityJson(const CapabilityDocument& document);
 
 // Members of an open object.

@@ -108,7 +108,7 @@ inline constexpr Word kBinTypeWords[] = {{"none", paBinTypeNone},
 // "defect", "part-group"; empty for an unknown type.
 inline std::string BinTypeWord(std::int32_t type) { return WordOf(kBinTypeWords, type); }
 
-// The document of a Pareto result; docs/how-to/json.md tells every key.
+// The document of a Pareto result; docs/how-to/json.md lists every key.
 std::string ParetoJson(const ParetoDocument& document);
 
 // Members of an open object. Without levels theirs are null.
