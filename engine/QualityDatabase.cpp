@@ -69,10 +69,14 @@ void CheckSetting(const store::SqlStore& store, std::string_view name, std::stri
 bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
   store::DraftFile draft(path);
   if (draft.IsThere()) return false;
+  std::weak_ptr<EmbeddedDatabase> opened;
   draft.Fill([&](const std::string& name) {
     QualityDatabase database(OpenDatabase(name, true));
+    opened = database.Database();
     if (fill) fill(database);
   });
+  // Whoever kept it would go on writing under the name of the draft.
+  if (!opened.expired()) store::RefuseFile(path, "what fills a new database must not keep it");
   return draft.PutInPlace();
 }
 

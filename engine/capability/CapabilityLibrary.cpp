@@ -41,12 +41,13 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
     const CapabilityOutput out{
         X,     Y,       Bins.As<API_CABin>(), Summary, CPs,       PPs, Moments, ChiSq,
         Anova, SpecLim, SpecResults,          NccLim,  NccResults};
-    return state.run.Process(*store, DSInfo, DSFilter, Options, out) ? 1 : 0;
+    if (!state.run.Process(*store, DSInfo, DSFilter, Options, out)) return 0;
+    state.reports.Begin(Connection) = state.run.Report();
+    return 1;
   });
   if (done == 0) {
     state.run.Clear();
-  } else {
-    state.reports.Begin(Connection) = state.run.Report();
+    state.reports.Forget(Connection);
   }
   return done;
 }

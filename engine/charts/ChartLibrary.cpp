@@ -48,7 +48,7 @@ void Close(ThreadState& state) {
 }
 
 template <class Run>
-void Open(ThreadState& state, const Run& run, std::int32_t handle) {
+Latest& Open(ThreadState& state, const Run& run, std::int32_t handle) {
   thread_local std::vector<store::StreamKey> keys;
   keys.clear();
   auto& latest = state.latest.Begin(handle);
@@ -59,21 +59,26 @@ void Open(ThreadState& state, const Run& run, std::int32_t handle) {
   }
   latest.limit_rows = run.Rows().DeliveredLimitRows();
   store::SetOpenRun(handle, keys);
+  return latest;
 }
 
 // A process call: process(store) returns the chart word, and the run stays open unless that is 0.
-template <class Run, class Process>
-std::int32_t Begin(Run& run, std::int32_t handle, Process process) {
+// describe(latest) adds what the report of that kind of chart has beside its streams.
+template <class Run, class Process, class Describe>
+std::int32_t Begin(Run& run, std::int32_t handle, Process process, Describe describe) {
   auto& state = ThisThread();
   Close(state);
   state.latest.Forget(handle);
   const auto word = store::CallWithStore(handle, [&](const auto& store) {
     const auto made = process(*store);
-    if (made != 0) Open(state, run, handle);
+    if (made != 0) describe(Open(state, run, handle));
     state.store = store;
     return made;
   });
-  if (word == 0) Close(state);
+  if (word == 0) {
+    Close(state);
+    state.latest.Forget(handle);
+  }
   return word;
 }
 
@@ -110,8 +115,10 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
                                                     std::span<std::int32_t> DSFilter,
                                                     API_CCVarOptions& Options, std::int32_t) {
   auto& run = ThisThread().variable;
-  return Begin(run, Connection,
-               [&](store::Store& store) { return run.Process(store, DSInfo, DSFilter, Options); });
+  return Begin(
+      run, Connection,
+      [&](store::Store& store) { return run.Process(store, DSInfo, DSFilter, Options); },
+      [](Latest&) {});
 }
 
 std::int32_t ChartLibrary::VLXCRT_VAR_DATA(std::int32_t, const platform::ArrayRef& Array,
@@ -145,19 +152,19 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
     std::int32_t, std::int32_t Connection, API_DSInfo& DSInfo, std::span<std::int32_t> DSFilter,
     std::int32_t ChartWord, std::int32_t ProcessingWord, double EWMA, double& AQLValue,
     double& AQLProducerRisk, std::int32_t) {
-  auto& state = ThisThread();
-  auto& run = state.attribute;
-  const auto word = Begin(run, Connection, [&](store::Store& store) {
-    return run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
-  });
-  if (auto* const latest = state.latest.Of(Connection); word != 0 && latest != nullptr) {
-    latest->counts = true;
-    latest->defectives = run.Plan().chart->defectives;
-    latest->level = AQLValue;
-    latest->risk = AQLProducerRisk;
-    latest->sizes = run.UnitsInspected();
-  }
-  return word;
+  auto& run = ThisThread().attribute;
+  return Begin(
+      run, Connection,
+      [&](store::Store& store) {
+        return run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
+      },
+      [&](Latest& latest) {
+        latest.counts = true;
+        latest.defectives = run.Plan().chart->defectives;
+        latest.level = AQLValue;
+        latest.risk = AQLProducerRisk;
+        latest.sizes = run.UnitsInspected();
+      });
 }
 
 std::int32_t ChartLibrary::VLXCRT_ATTR_DATA(std::int32_t, const platform::ArrayRef& Array,

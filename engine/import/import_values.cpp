@@ -257,9 +257,10 @@ store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
 }
 
 void ValuesImport::TakeVariable(OpenMeasurement& open) {
+  constexpr std::int32_t kMaxPiece = 1'000'000'000;  // pieces without a number count on from it
   const auto value = table_.Number(At("value"));
   const auto sbno = table_.Whole(At("sbno"), 0, INT32_MAX, 0);
-  const auto tsno = table_.Whole(At("tsno"), 1, INT32_MAX, 0);
+  const auto tsno = table_.Whole(At("tsno"), 1, kMaxPiece, 0);
   auto& row = open.rows.emplace_back();
   row = {{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), tsno == 0};
   open.Number(row);

@@ -99,6 +99,7 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
 
 double AcceptedDefectives(double n, double level, double risk) {
   if (n < 1) return kNaN;
+  n = std::floor(n);  // of an area that is no whole number of units
   if (!(level > 0.0)) return 0.0;
   if (level >= 1.0 || !(risk > 0.0)) return n;
   const double odds = level / (1.0 - level);

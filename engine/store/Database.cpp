@@ -83,6 +83,7 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
     if (!create) RefuseFile(path, "is empty and no quality database");
     return 0;
   }
+  if (mark.version < 0) RefuseFile(path, "is damaged: its schema has a negative version");
   if (mark.version > schema::kSchemaVersion) {
     RefuseFile(path, "was made by a newer release (schema " + std::to_string(mark.version) +
                          ", this one knows " + std::to_string(schema::kSchemaVersion) + ")");
@@ -156,9 +157,9 @@ std::vector<Note> TakeNotes(std::int32_t handle) {
   std::vector<Note> notes;
   std::vector<std::pair<std::int32_t, Note>> others;
   for (auto& each : NotesOfThread().notes) {
-    if (each.first == handle) {
+    if (each.first == handle || each.first == kNoDatabase) {
       notes.push_back(std::move(each.second));
-    } else {
+    } else if (Handles().Find(each.first) != nullptr) {  // nobody will ask for those of others
       others.push_back(std::move(each));
     }
   }

@@ -20,7 +20,7 @@ namespace orvspc::engine::store {
 namespace {
 
 struct KeptDataSet {
-  std::shared_ptr<Store> store;
+  std::weak_ptr<Store> store;  // does not keep the database open
   DataSet data;
 };
 
@@ -203,10 +203,11 @@ std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array
                                                  std::int32_t Content) {
   const auto& kept = Kept();
   PreferLargePages(Array.data, Array.count * Array.element_size);
-  if (kept.store == nullptr) return 0;
-  return KeepFailures(kept.store.get(), [&]() -> std::int32_t {
+  const auto store = kept.store.lock();
+  if (store == nullptr) return 0;
+  return KeepFailures(store.get(), [&]() -> std::int32_t {
     const auto refuse = [&](std::string_view what) {
-      kept.store->Fail(sql::kRefused, "The array for the " + std::string(what) + " is too short");
+      store->Fail(sql::kRefused, "The array for the " + std::string(what) + " is too short");
       return 0;
     };
     if (Content == kSubgroups) {

@@ -52,17 +52,37 @@ void RemoveFiles(const std::string& path) {
   for (const auto* ending : kLogEndings) fs::remove(path + ending, ignored);
 }
 
-// Flushes a file or the entries of a folder to the device; false with errno.
+// Flushes a file to the device; false with errno.
 bool Flush(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return false;
-  // Some file systems have nothing to flush for a folder.
-  const bool flushed = fsync(file) == 0 || errno == EINVAL;
+  const bool flushed = fsync(file) == 0;
   const int reason = errno;
   close(file);
   errno = reason;
   return flushed;
 }
+
+// A folder whose entries can be flushed to the device; one that may not be read has nothing to
+// flush.
+class Folder {
+ public:
+  explicit Folder(const std::string& path)
+      : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+        is_usable_(file_ >= 0 || errno == EACCES) {}
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() {
+    if (file_ >= 0) close(file_);
+  }
+  bool IsUsable() const { return is_usable_; }
+  // False with errno. Some file systems cannot flush a folder.
+  bool Flush() const { return file_ < 0 || fsync(file_) == 0 || errno == EINVAL; }
+
+ private:
+  int file_;
+  bool is_usable_;
+};
 
 // Gives the file its name unless that is taken. File systems without links rename.
 bool Rename(const std::string& from, const std::string& to) {
@@ -140,6 +160,8 @@ void DraftFile::Fill(const std::function<void(const std::string&)>& work) const 
 
 bool DraftFile::PutInPlace() {
   Fill([](const std::string& draft) { EmptyLog(draft); });
+  const Folder folder(FolderOf(target_));
+  if (!folder.IsUsable()) RefuseFile(path_, std::strerror(errno));
   if (!Flush(draft_)) RefuseFile(path_, std::strerror(errno));
   // A log that appeared meanwhile belongs to somebody else, too.
   CheckNoLogLeft(path_);
@@ -147,11 +169,8 @@ bool DraftFile::PutInPlace() {
     if (errno == EEXIST) return false;
     RefuseFile(path_, std::strerror(errno));
   }
-  if (!Flush(FolderOf(target_))) {
-    const std::string reason = std::strerror(errno);
-    unlink(target_.c_str());
-    RefuseFile(path_, reason);
-  }
+  // The file stays: another program may be using it by now.
+  if (!folder.Flush()) RefuseFile(path_, std::strerror(errno));
   return true;
 }
 

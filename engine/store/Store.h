@@ -135,6 +135,9 @@ std::vector<Note> TakeNotes();
 std::vector<Note> TakeNotes(std::int32_t handle);
 
 // While one of these lives, notes that the thread adds belong to the database of the handle.
+// The handle of notes that concern no open database; whoever takes notes gets these too.
+inline constexpr std::int32_t kNoDatabase = 0;
+
 class NotesBelongTo {
  public:
   explicit NotesBelongTo(std::int32_t handle);

@@ -28,7 +28,7 @@ std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {
   std::shared_ptr<Store> store;
   return KeepFailures(nullptr, [&]() -> std::int32_t {
     store = StoreOf(handle);
-    const NotesBelongTo owner(handle);
+    const NotesBelongTo owner(store == nullptr ? kNoDatabase : handle);
     if (store == nullptr) {
       AddNote("database-closed", "The database of this analysis is closed.");
       return 0;

@@ -56,6 +56,9 @@ std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream
   } catch (const std::system_error&) {
     threads.second->Leave();
     return nullptr;
+  } catch (...) {
+    threads.second->Leave();
+    throw;
   }
 }
 

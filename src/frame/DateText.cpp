@@ -64,7 +64,7 @@ class Reader {
   }
 
   bool AtEnd() const { return text_.empty(); }
-  std::string_view Rest() const { return text_; }
+  std::optional<std::int64_t> IsoDay() { return platform::TakeDay(text_); }
 
   bool Take(char wanted) {
     if (text_.empty() || text_.front() != wanted) return false;
@@ -112,6 +112,11 @@ std::optional<std::int64_t> DayOf(std::optional<int> year, std::optional<int> mo
   return (std::chrono::sys_days(date) - kDayZero).count();
 }
 
+std::optional<std::int64_t> ReadIsoDay(Reader& in) {
+  const auto day = in.IsoDay();
+  return day ? std::optional(*day + kUnixDay) : std::nullopt;
+}
+
 std::optional<std::int64_t> ReadMonthFirstDay(Reader& in) {
   const auto month = in.Digits(1, 2);
   if (!in.Take('/')) return std::nullopt;
@@ -154,16 +159,8 @@ std::optional<std::int64_t> ReadTime(Reader& in) {
   return (std::int64_t{*hour} * 3600 + *minute * 60 + *second) * kSecond + *fraction;
 }
 
-std::optional<double> ReadIso(std::string_view text) {
-  const auto time = platform::TakeIsoTime(text);
-  constexpr std::size_t kMaxDigits = 9;
-  if (!time || !text.empty() || time->offset || time->fraction_digits > kMaxDigits)
-    return std::nullopt;
-  return ToDate({time->day + kUnixDay, time->nanoseconds});
-}
-
-std::optional<double> ReadMonthFirst(Reader in) {
-  const auto day = ReadMonthFirstDay(in);
+std::optional<double> ReadDayAndTime(Reader in, std::optional<std::int64_t> (*read_day)(Reader&)) {
+  const auto day = read_day(in);
   if (!day) return std::nullopt;
   if (in.AtEnd()) return ToDate({*day, 0});
   if (!in.Take('T') && !in.Take(' ')) return std::nullopt;
@@ -194,8 +191,8 @@ std::string DateToText(double date) {
 
 double TextToDate(std::string_view text) {
   Reader in(text);
-  if (const auto date = ReadIso(in.Rest())) return *date;
-  if (const auto date = ReadMonthFirst(in)) return *date;
+  if (const auto date = ReadDayAndTime(in, &ReadIsoDay)) return *date;
+  if (const auto date = ReadDayAndTime(in, &ReadMonthFirstDay)) return *date;
   if (const auto time = ReadTime(in)) return ToDate({0, *time});
   return ToDouble(text);
 }

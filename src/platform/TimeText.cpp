@@ -30,19 +30,6 @@ bool Take(std::string_view& text, char wanted) {
   return true;
 }
 
-std::optional<std::int64_t> TakeDay(std::string_view& text) {
-  const auto year = TakeDigits(text, 4);
-  if (!year || !Take(text, '-')) return std::nullopt;
-  const auto month = TakeDigits(text, 2);
-  if (!month || !Take(text, '-')) return std::nullopt;
-  const auto day = TakeDigits(text, 2);
-  if (!day) return std::nullopt;
-  const chr::year_month_day date(chr::year(*year), chr::month(static_cast<unsigned>(*month)),
-                                 chr::day(static_cast<unsigned>(*day)));
-  if (*year == 0 || !date.ok()) return std::nullopt;
-  return chr::sys_days(date).time_since_epoch().count();
-}
-
 // Digits of a fraction of a second as nanoseconds.
 std::optional<std::int64_t> TakeFraction(std::string_view& text) {
   std::int64_t value = 0, unit = kSecond;
@@ -56,7 +43,22 @@ std::optional<std::int64_t> TakeFraction(std::string_view& text) {
 
 }  // namespace
 
-std::optional<std::int64_t> TakeClock(std::string_view& text, std::size_t* fraction_digits) {
+std::optional<std::int64_t> TakeDay(std::string_view& text) {
+  auto rest = text;
+  const auto year = TakeDigits(rest, 4);
+  if (!year || !Take(rest, '-')) return std::nullopt;
+  const auto month = TakeDigits(rest, 2);
+  if (!month || !Take(rest, '-')) return std::nullopt;
+  const auto day = TakeDigits(rest, 2);
+  if (!day) return std::nullopt;
+  const chr::year_month_day date(chr::year(*year), chr::month(static_cast<unsigned>(*month)),
+                                 chr::day(static_cast<unsigned>(*day)));
+  if (*year == 0 || !date.ok()) return std::nullopt;
+  text = rest;
+  return chr::sys_days(date).time_since_epoch().count();
+}
+
+std::optional<std::int64_t> TakeClock(std::string_view& text) {
   auto rest = text;
   const auto hours = TakeDigits(rest, 2);
   if (!hours || *hours > 23 || !Take(rest, ':')) return std::nullopt;
@@ -68,10 +70,8 @@ std::optional<std::int64_t> TakeClock(std::string_view& text, std::size_t* fract
     if (!seconds || *seconds > 59) return std::nullopt;
     time += *seconds * kSecond;
     if (Take(rest, '.') || Take(rest, ',')) {
-      const std::size_t before = rest.size();
       const auto fraction = TakeFraction(rest);
       if (!fraction) return std::nullopt;
-      if (fraction_digits != nullptr) *fraction_digits = before - rest.size();
       time += *fraction;
     }
   }
@@ -102,7 +102,7 @@ std::optional<IsoTime> TakeIsoTime(std::string_view& text) {
   IsoTime time;
   time.day = *day;
   if (Take(rest, 'T') || Take(rest, 't') || Take(rest, ' ')) {
-    const auto clock = TakeClock(rest, &time.fraction_digits);
+    const auto clock = TakeClock(rest);
     if (!clock) return std::nullopt;
     time.nanoseconds = *clock;
     time.has_clock = true;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,7 +14,6 @@ struct IsoTime {
   std::int64_t day = 0;          // days since 1970-01-01
   std::int64_t nanoseconds = 0;  // of the day, below 86400 s; digits beyond the ninth are dropped
   bool has_clock = false;        // a time of day was given
-  std::size_t fraction_digits = 0;
   std::optional<std::int32_t> offset;  // seconds east of UTC; empty when no zone was given
 };
 
@@ -34,8 +32,10 @@ std::optional<IsoTime> TakeIsoTime(std::string_view& text);
 std::optional<std::int32_t> TakeZoneOffset(std::string_view& text);
 
 // Nanoseconds of the day of a clock such as 12:30, 12:30:15 or 12:30:15.25.
-std::optional<std::int64_t> TakeClock(std::string_view& text,
-                                      std::size_t* fraction_digits = nullptr);
+std::optional<std::int64_t> TakeClock(std::string_view& text);
+
+// Days since 1970-01-01 of a day such as 2024-02-29, from year 1 on.
+std::optional<std::int64_t> TakeDay(std::string_view& text);
 
 // The whole text as seconds since 1970 UTC, rounded to the nearest second; UTC without a zone, the
 // start of the day without a time of day. May lie outside the range of stamps.

@@ -324,6 +324,33 @@ TEST_F(QualityDatabaseTest, CreateMakesADatabaseAndNothingElse) {
   EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 0U);
 }
 
+TEST_F(QualityDatabaseTest, ADatabaseThatItsFillerKeepsIsRefused) {
+  std::optional<QualityDatabase> kept;
+  const auto reason = FailureOf([&] {
+    QualityDatabase::Create(Path(), [&](QualityDatabase& made) {
+      made.Import(CsvFile(kValues), ImportKind::Values);
+      kept = made;
+    });
+  });
+  EXPECT_EQ(reason, Path() + ": what fills a new database must not keep it");
+  kept.reset();
+  EXPECT_EQ(Files(), FileSet({"in.csv"}));
+}
+
+TEST_F(QualityDatabaseTest, ANoteOfAClosedDatabaseReachesTheNextReport) {
+  QualityDatabase::ImportInto(Path(), CsvFile(kValues), ImportKind::Values);
+  const auto open = QualityDatabase::Open(Path());
+  const std::int32_t closed = [&] {
+    return QualityDatabase::Open(Path()).Database()->ConnectionHandle();
+  }();
+  open.Database()->TakeReport();
+  API_DSInfo info{};
+  EXPECT_EQ(EmbeddedPlatform()->DBLib().VLXDBL_BUILDDATASETDATA(0, closed, info, {}, 3), 0);
+  const auto notes = open.Database()->TakeReport().notes;
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].code, "database-closed");
+}
+
 TEST_F(QualityDatabaseTest, ARefusedFileLeavesNoDatabase) {
   const auto file = CsvFile("part,process\n");
   EXPECT_NE(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }), "");

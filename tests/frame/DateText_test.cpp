@@ -93,12 +93,34 @@ TEST(DateText, OtherFormsAreRead) {
   for (const Row& row : rows) EXPECT_EQ(TextToDate(row.text), row.date) << row.text;
 }
 
+TEST(DateText, ADayTakesTheTimesThatATimeAloneTakes) {
+  EXPECT_EQ(TextToDate("2024-02-29 9:05"), TextToDate("2024-02-29T09:05:00"));
+  EXPECT_EQ(TextToDate("2024-02-29T9:05:00"), TextToDate("2024-02-29T09:05:00"));
+  EXPECT_EQ(TextToDate("2024-02-29 3:07:09 PM"), TextToDate("2024-02-29T15:07:09"));
+}
+
 TEST(DateText, WhatIsNoDateFailsAsTypeMismatch) {
-  for (const char* text :
-       {"", " ", "tomorrow", "1970-13-01", "1970-02-30", "0000-01-01", "1970-01-01T24:00:00",
-        "1970-01-01T00:60:00", "1970-01-01T00:00:60", "1970-01-01Tx", "1970-01-01T00:00:00Z",
-        "1970-01-01T00:00:00.", "1970-01-01T00:00:00.1234567890", "13/1/1970", "1/1/70",
-        "0:00:00 AM", "13:00:00 PM", "1970-1-1", "12:00:00 AM x"})
+  for (const char* text : {"",
+                           " ",
+                           "tomorrow",
+                           "1970-13-01",
+                           "1970-02-30",
+                           "0000-01-01",
+                           "1970-01-01T24:00:00",
+                           "1970-01-01T00:60:00",
+                           "1970-01-01T00:00:60",
+                           "1970-01-01Tx",
+                           "1970-01-01T00:00:00Z",
+                           "1970-01-01T00:00:00.",
+                           "1970-01-01T00:00:00.1234567890",
+                           "13/1/1970",
+                           "1/1/70",
+                           "1970-01-01t00:00:00",
+                           "1970-01-01T00:00:00,5",
+                           "0:00:00 AM",
+                           "13:00:00 PM",
+                           "1970-1-1",
+                           "12:00:00 AM x"})
     EXPECT_EQ(fake::NumberOf([&] { TextToDate(text); }), 13) << text;
 }
 

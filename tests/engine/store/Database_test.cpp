@@ -68,6 +68,13 @@ TEST_F(OpenDatabaseTest, ForeignFilesAreRefused) {
   EXPECT_NE(OpeningFailure(empty).find("is empty"), std::string::npos);
 }
 
+TEST_F(OpenDatabaseTest, ANegativeSchemaIsRefused) {
+  Db();
+  db_.reset();
+  RunSql(Path(), "PRAGMA user_version=-1");
+  EXPECT_NE(OpeningFailure(Path()).find("negative version"), std::string::npos);
+}
+
 TEST_F(OpenDatabaseTest, ANewerSchemaIsRefused) {
   Db();
   db_.reset();
