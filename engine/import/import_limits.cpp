@@ -77,7 +77,8 @@ void CheckLimits(ImportFile& file, std::int32_t given, const LimitValues& values
   }
   const auto target = value(At("target")), usl = value(At("usl")), lsl = value(At("lsl"));
   if (target && ((usl && *target > *usl) || (lsl && *target < *lsl))) {
-    table.Remark(file.report, "target-outside", At("target"), "lies outside the specification");
+    table.Remark(file.report, "target-outside", At("target"),
+                 "lies outside the specification limits");
   }
 }
 
