@@ -177,7 +177,7 @@ class QualityDatabase {
                                 const std::function<void(QualityDatabase&)>& fill = {});
 
   // Imports a file into the database of that name, which is made if there is none. A refused file
-  // leaves no new database behind.
+  // leaves no new database.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
                                  const ImportOptions& options = {});
 

@@ -7,8 +7,8 @@
 
 namespace orvspc::engine {
 
-// Rows with a cursor behind the record object Base. While there are none, the current row is the
-// one that is being filled.
+// Rows with a cursor, the implementation of the record object Base. While there are none, the
+// current row is the one that is being filled.
 template <class Base, class Row>
 class RowList : public Base {
  public:

@@ -50,7 +50,7 @@ struct KindOfFile : ImportKindInfo {
   LineTaker (*begin)(ImportFile&);
 };
 
-// For a kind whose lines need nothing that earlier ones left behind but what ImportFile holds.
+// For a kind whose lines need nothing of earlier ones but what ImportFile holds.
 template <void (*kTake)(ImportFile&)>
 LineTaker EachLine(ImportFile& file) {
   return [&file] { kTake(file); };

@@ -92,7 +92,7 @@ double TolerableDeficiency(const ImportTable& table, double nominal) {
   return std::round(amount / step) * step;
 }
 
-// To twelve digits of the nominal quantity, which takes away what binary subtraction leaves behind:
+// To twelve digits of the nominal quantity, which removes the error of binary subtraction:
 // 64.4 - 4.5 is 59.9.
 double Rounded(double value, double nominal) {
   constexpr int kDigits = 12;

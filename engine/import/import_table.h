@@ -28,7 +28,7 @@ class ImportTable {
     return places_[column] == kAbsent ? std::string_view() : reader_.Cells()[places_[column]];
   }
 
-  // Columns of the file that a row such as "descriptor:NAME" stands for: NAME and the cell.
+  // Columns of the file that a row such as "descriptor:NAME" matches: NAME and the cell.
   struct ExtraColumn {
     std::string name;
     std::size_t place = 0;

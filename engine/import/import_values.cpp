@@ -234,7 +234,7 @@ std::int32_t ValuesImport::GivenType() const {
   return kTypes[table_.WordOf(At("test-type"), kTypeWords)];
 }
 
-// Settles the test's type as far as this line tells.
+// Settles the test's type as far as this line says it.
 bool ValuesImport::IsVariable() {
   auto& test = *current_test_;
   const auto given = GivenType();

@@ -68,7 +68,7 @@ struct SubgroupCounting {
 
 // Empty for a failure of the delivery.
 std::optional<Findings> CountSubgroups(const SubgroupCounting& counting);
-// The piece values behind some bins: those of used subgroups of variable tests that have the bin's
+// The piece values of some bins: those of used subgroups of variable tests that have the bin's
 // identifiers, in the order of the selection. Empty for a failure of the delivery.
 std::optional<std::vector<PieceValues>> GatherValues(const SubgroupCounting& counting,
                                                      std::span<const BinKeys> bins);

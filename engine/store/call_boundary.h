@@ -21,7 +21,7 @@ std::int32_t KeepFailures(Store* store, Body body) noexcept {
   }
 }
 
-// Runs body(store) for the open database behind a connection handle. A handle that is closed or
+// Runs body(store) for the open database of a connection handle. A handle that is closed or
 // unknown gives 0 and a note.
 template <class Body>
 std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {

@@ -62,7 +62,7 @@ class OtherEnd {
   DataSet set_;
   std::exception_ptr failure_;
   Progress first_, second_progress_;
-  // How far each has come: the subgroup there and all before or behind it are read.
+  // How far each has come: the subgroup there and all before or after it are read.
   alignas(64) std::atomic<std::uint64_t> from_oldest_ = 0;
   alignas(64) std::atomic<std::uint64_t> from_newest_ = UINT64_MAX;
   std::atomic<bool> stopped_ = false;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kMinBar = 10;  // cells of the longest bar
 
-// Where a value of the axis falls: its bin, or -1 before the first and the count behind the last.
+// Where a value of the axis falls: its bin, or -1 before the first and the count after the last.
 long BinOf(const std::vector<HistogramBar>& bars, double value) {
   const auto count = static_cast<long>(bars.size());
   if (value < bars.front().low) return -1;
