@@ -262,7 +262,7 @@ TEST_F(Program, ImportPrintsNotesAboutLinesThatItStored) {
   EXPECT_EQ(outcome.out, "2 lines, 2 rows stored, 3 new names\n");
   EXPECT_EQ(outcome.err,
             "note: limits.csv: line 2, column \"target\", value \"4\": lies outside the "
-            "specification\n");
+            "specification limits\n");
 }
 
 TEST_F(Program, HelpThatCannotBeWrittenIsAFailure) {
