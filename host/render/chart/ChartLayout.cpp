@@ -54,24 +54,17 @@ std::vector<RuleCount> RulesBroken(const ChartView& view) {
 }
 
 std::string RuleNumbers(const PointMark& mark) {
-  std::string text;
-  for (const auto& rule : mark.rules) {
-    if (!text.empty()) text += ',';
-    text += std::to_string(rule.number);
-  }
-  return text;
+  std::vector<std::string> numbers;
+  for (const auto& rule : mark.rules) numbers.push_back(std::to_string(rule.number));
+  return Joined(numbers, ",");
 }
 
 std::string MarkText(const PointMark& mark) {
-  std::string text;
-  const auto add = [&](const std::string& piece) {
-    if (!text.empty()) text += "; ";
-    text += piece;
-  };
+  std::vector<std::string> texts;
   for (const auto& rule : mark.rules)
-    add(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
-  for (const auto& specification : mark.specifications) add(specification);
-  return text;
+    texts.push_back(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
+  texts.insert(texts.end(), mark.specifications.begin(), mark.specifications.end());
+  return Joined(texts, "; ");
 }
 
 std::string StreamLetter(std::size_t stream) {

@@ -29,7 +29,7 @@ std::vector<std::size_t> Places(const ChartView& view);
 
 // Rules that some point broke, each once, with the number of points, by number.
 struct RuleCount {
-  RuleHit rule;
+  Rule rule;
   std::size_t points = 0;
 };
 std::vector<RuleCount> RulesBroken(const ChartView& view);

@@ -186,7 +186,7 @@ class Picture {
       // By number, since not every source knows which rule is the most important.
       PointMark sorted = mark;
       std::stable_sort(sorted.rules.begin(), sorted.rules.end(),
-                       [](const RuleHit& a, const RuleHit& b) { return a.number < b.number; });
+                       [](const Rule& a, const Rule& b) { return a.number < b.number; });
       const std::int32_t first = sorted.rules.front().number;
       wishes.push_back(
           {first,

@@ -45,23 +45,15 @@ std::string Tipped(const std::string& name, const std::string& tip) {
 
 // Corners of a shape of about the area of a circle of radius 1.
 const Polyline& ShapeOf(std::int32_t stream) {
+  static const Polyline kCross = {{-.5, -1.3}, {.5, -1.3}, {.5, -.5},   {1.3, -.5},
+                                  {1.3, .5},   {.5, .5},   {.5, 1.3},   {-.5, 1.3},
+                                  {-.5, .5},   {-1.3, .5}, {-1.3, -.5}, {-.5, -.5}};
   static const Polyline kShapes[] = {
       {},                                    // a circle
       {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}},  // square
       {{0, -1.3}, {1.2, 1}, {-1.2, 1}},      // triangle, up
       {{0, 1.3}, {1.2, -1}, {-1.2, -1}},     // triangle, down
-      {{-.5, -1.3},
-       {.5, -1.3},
-       {.5, -.5},
-       {1.3, -.5},
-       {1.3, .5},
-       {.5, .5},
-       {.5, 1.3},
-       {-.5, 1.3},
-       {-.5, .5},
-       {-1.3, .5},
-       {-1.3, -.5},
-       {-.5, -.5}},                                          // cross
+      kCross,
       {{-1.2, -1.2}, {1.2, -1.2}, {-1.2, 1.2}, {1.2, 1.2}},  // hourglass
       {{-1.3, 0}, {1, -1.2}, {1, 1.2}},                      // triangle, left
       {{1.3, 0}, {-1, -1.2}, {-1, 1.2}},                     // triangle, right
@@ -80,22 +72,12 @@ std::string PathData(const Polyline& line, double x = 0.0, double y = 0.0, doubl
   return text;
 }
 
-// An element without its end.
-struct Element {
-  std::string name, text;
-};
-
-Element Polygon(const std::string& style, const Polyline& corners, double x, double y,
-                double size) {
-  return {"path", fmt::format(R"(<path class="{}" d="{}Z")", style, PathData(corners, x, y, size))};
-}
-
-Element StreamShape(const std::string& style, std::int32_t stream, double x, double y,
+// A symbol without the end of its element: a circle where it has no corners.
+std::string Outline(const std::string& style, const Polyline& corners, double x, double y,
                     double size) {
-  const Polyline& corners = ShapeOf(stream);
-  if (!corners.empty()) return Polygon(style, corners, x, y, size);
-  return {"circle",
-          fmt::format(R"(<circle class="{}" cx="{}" cy="{}" r="{}")", style, N(x), N(y), N(size))};
+  if (corners.empty())
+    return fmt::format(R"(<circle class="{}" cx="{}" cy="{}" r="{}")", style, N(x), N(y), N(size));
+  return fmt::format(R"(<path class="{}" d="{}Z")", style, PathData(corners, x, y, size));
 }
 
 // Each shape as one element and a line feed.
@@ -133,28 +115,29 @@ struct Writer {
                        Tipped("rect", shape.tip));
   }
   void operator()(const CircleShape& shape) const {
-    out += fmt::format("<circle class=\"{}\" cx=\"{}\" cy=\"{}\" r=\"{}\"{}\n", shape.style,
-                       N(shape.x), N(shape.y), N(shape.radius), Tipped("circle", shape.tip));
+    out += Outline(shape.style, {}, shape.x, shape.y, shape.radius) + Tipped("circle", shape.tip) +
+           '\n';
   }
   void operator()(const SymbolShape& shape) const {
     static const Polyline kDiamond = {{0, -1}, {1, 0}, {0, 1}, {-1, 0}};
-    static const Polyline kSquare = {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
     const auto& [style, stream, several_streams, size] = shape.look;
-    const double x = shape.x, y = shape.y;
     // Small points have small marks; then the shapes inside could not be told apart.
     const bool inner = style == "m" && several_streams && size > 2.0;
-    Element element;
+    const Polyline* corners = &ShapeOf(stream);
+    double drawn = size;
     if (style == "m") {
-      element = Polygon(style, kDiamond, x, y, size < 1.0 ? 1.8 : size + (inner ? 3.6 : 2.4));
+      corners = &kDiamond;
+      drawn = size < 1.0 ? 1.8 : size + (inner ? 3.6 : 2.4);
     } else if (style == "o") {
-      element =
-          Polygon(style, kSquare, x, y, size < 1.0 ? 3.0 : size + (several_streams ? 4.6 : 4.0));
-    } else {
-      element = StreamShape(style == "p" ? StreamClass("p", stream) : style, stream, x, y, size);
+      corners = &ShapeOf(1);
+      drawn = size < 1.0 ? 3.0 : size + (several_streams ? 4.6 : 4.0);
     }
-    out += element.text + Tipped(element.name, shape.tip);
+    out += Outline(style == "p" ? StreamClass("p", stream) : style, *corners, shape.x, shape.y,
+                   drawn) +
+           Tipped(corners->empty() ? "circle" : "path", shape.tip);
     if (inner)
-      out += StreamShape("in", stream, x, y, size * 0.68).text + R"( pointer-events="none"/>)";
+      out += Outline("in", ShapeOf(stream), shape.x, shape.y, size * 0.68) +
+             R"( pointer-events="none"/>)";
     out += '\n';
   }
 };

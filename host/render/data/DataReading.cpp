@@ -97,8 +97,6 @@ std::string TestText(const TestRow& test) {
   return text;
 }
 
-constexpr const char* kFlags[] = {"", "disabled", "incomplete"};
-
 }  // namespace
 
 std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
@@ -121,9 +119,10 @@ std::string SelectedText(const DataSelect* select, const Names& names) {
     const auto descriptor = select ? select->Descriptors()->GetDescriptor(part.type) : nullptr;
     if (!descriptor || descriptor->FilterType() != ftItemList || descriptor->ItemCount() == 0)
       continue;
-    const std::int32_t count = descriptor->ItemCount(), first = descriptor->ItemID(1);
-    const std::string name = ShownName(names, part.kind, first);
-    text += (text.empty() ? "" : " / ") + (count == 1 ? name : std::to_string(count) + part.many);
+    const std::int32_t count = descriptor->ItemCount();
+    text += (text.empty() ? "" : " / ") + (count == 1
+                                               ? ShownName(names, part.kind, descriptor->ItemID(1))
+                                               : std::to_string(count) + part.many);
   }
   return text;
 }
@@ -160,22 +159,17 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   json.Members("IncludeVariableTests", select.IncludeVariableTests(), "IncludeDefectTests",
                select.IncludeDefectTests(), "IncludeDefectiveTests",
                select.IncludeDefectiveTests());
-  json.Key("Descriptors");
-  json.BeginArray();
-  const auto descriptors = select.Descriptors();
-  for (std::int32_t i = 0; i < descriptors->Count(); ++i) {
-    const auto descriptor = descriptors->Item(i);
-    json.BeginObject(true);
+  std::vector<std::shared_ptr<DataSelectDescriptor>> descriptors;
+  for (std::int32_t i = 0; i < select.Descriptors()->Count(); ++i)
+    descriptors.push_back(select.Descriptors()->Item(i));
+  json.Objects("Descriptors", descriptors, [&](const auto& descriptor) {
     json.Members("Type", descriptor->DescriptorType(), "Filter", descriptor->FilterType(), "Group",
                  descriptor->GroupID());
-    json.Key("Items");
-    json.BeginArray(true);
+    std::vector<std::int32_t> items;
     for (std::int32_t item = 1; item <= descriptor->ItemCount(); ++item)
-      json.Value(descriptor->ItemID(item));
-    json.EndArray();
-    json.EndObject();
-  }
-  json.EndArray();
+      items.push_back(descriptor->ItemID(item));
+    json.Member("Items", items);
+  });
 }
 
 void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
@@ -200,18 +194,20 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
   TextWriter out(options);
   Table table{"", {"@time (UTC)", "part / process / test", "values"}, {}};
   for (const auto& row : data.rows) {
-    std::string values, comments;
-    for (const auto& test : row.tests) values += (values.empty() ? "" : "  ") + TestText(test);
-    if (row.flag == 1 || row.flag == 2) values += std::string("  [") + kFlags[row.flag] + "]";
+    std::vector<std::string> tests, comments;
+    for (const auto& test : row.tests) tests.push_back(TestText(test));
+    std::string values = Joined(tests, "  ");
+    if (row.flag == 1 || row.flag == 2) values += row.flag == 1 ? "  [disabled]" : "  [incomplete]";
     for (const auto& comment : row.comments)
-      comments += (comments.empty() ? "" : "; ") + ("comment: " + PlainText(comment.note)) +
-                  (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")");
+      comments.push_back(
+          "comment: " + PlainText(comment.note) +
+          (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")"));
     table.rows.push_back({IsoTime(row.stamp),
                           ShownName(names, NameKind::Part, row.part) + " / " +
                               ShownName(names, NameKind::Process, row.prcs) + " / " +
                               ShownName(names, NameKind::Test, row.test),
                           values});
-    table.details.push_back(comments);
+    table.details.push_back(Joined(comments, "; "));
   }
   if (data.rows.empty()) {
     out.Line("no data selected");
