@@ -104,13 +104,11 @@ std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) 
   }
   static constexpr NameKind kKinds[] = {NameKind::Part, NameKind::Process, NameKind::Test};
   static constexpr const char* kPlurals[] = {" parts", " processes", " tests"};
-  std::string text;
-  for (std::size_t k = 0; k < distinct.size(); ++k) {
-    if (k > 0) text += " / ";
-    text += distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
-                                    : std::to_string(distinct[k].size()) + kPlurals[k];
-  }
-  return text;
+  std::vector<std::string> texts;
+  for (std::size_t k = 0; k < distinct.size(); ++k)
+    texts.push_back(distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
+                                            : std::to_string(distinct[k].size()) + kPlurals[k]);
+  return Joined(texts, " / ");
 }
 
 // With the estimator's name in the words of the field.
@@ -243,12 +241,10 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
   if (rows > 2) {
     text += std::to_string(rows) + " stored limits one after the other";
   } else {
-    bool first = true;
-    for (std::size_t r = 0; r + 1 < use.size(); ++r) {
-      if (use[r] == 0) continue;
-      text += (first ? "" : "; ") + StoredText(chart.ctrl_lims[r], graph);
-      first = false;
-    }
+    std::vector<std::string> stored;
+    for (std::size_t r = 0; r + 1 < use.size(); ++r)
+      if (use[r] != 0) stored.push_back(StoredText(chart.ctrl_lims[r], graph));
+    text += Joined(stored, "; ");
   }
   if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
   return text;
@@ -264,18 +260,16 @@ std::string CountText(const ChartView& view) {
 
 std::string CaptionOf(const ChartView& view, const GraphRead& graph,
                       const ChartDocument& document) {
-  std::string text;
-  const auto add = [&](const std::string& piece) {
-    if (!piece.empty()) text += (text.empty() ? "" : ", ") + piece;
-  };
-  if (graph.index == 1) add(CountText(view));
-  add(SizeText(graph.sg_sizes));
+  std::vector<std::string> pieces;
+  if (graph.index == 1) pieces.push_back(CountText(view));
+  pieces.push_back(SizeText(graph.sg_sizes));
   if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
-    add("cusum in sigmas, k = 0.5, h = 5");
+    pieces.emplace_back("cusum in sigmas, k = 0.5, h = 5");
   else if (IsOfCounts(graph) && document.chart.processing->EWMA() == ccEwmaStandard)
-    add("weight 0.2 of the newest point");
-  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document));
-  return text;
+    pieces.emplace_back("weight 0.2 of the newest point");
+  if (graph.index != 1 || graph.type != ccGraph1Pc)
+    pieces.push_back(LimitsText(view, graph, document));
+  return Joined(pieces, ", ");
 }
 
 double Spread(const GraphRead& graph) {

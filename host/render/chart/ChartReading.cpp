@@ -214,7 +214,7 @@ void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& d
 }
 
 void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
-  const auto write = [&](const StreamReport& stream) {
+  json.Objects<Spread::Blocks>("Streams", streams, [&](const StreamReport& stream) {
     WriteItem(json, "Part", names, NameKind::Part, stream.part);
     WriteItem(json, "Prcs", names, NameKind::Process, stream.process);
     WriteItem(json, "Test", names, NameKind::Test, stream.test);
@@ -222,8 +222,7 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, co
     WriteEstimate(json, "SP", stream.sp);
     WriteEstimate(json, "SW", stream.sw);
     json.Member("AverageSize", stream.average_size);
-  };
-  json.Objects("Streams", streams, write, Spread::Blocks);
+  });
 }
 
 void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
@@ -333,9 +332,8 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
                  chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
                  chart.sp_estimate, "SWEstimate", chart.sw_estimate);
     WriteSubgroups(json, chart.subgroups.rows, names);
-    json.Objects(
-        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); },
-        Spread::Blocks);
+    json.Objects<Spread::Blocks>(
+        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
     const bool known = chart.tables_known;
     WriteRows(json, "SpecLims", chart.spec_lims, known);
     WriteRows(json, "CtrlLims", chart.ctrl_lims, known);

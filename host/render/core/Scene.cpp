@@ -18,23 +18,20 @@ namespace {
 
 constexpr std::size_t kDense = 3200;  // points of a line across the picture
 
-struct Finite {
-  template <class... Number>
-  static bool All(Number... numbers) {
-    return (std::isfinite(numbers) && ...);
-  }
-  bool operator()(const PathShape& path) const {
-    return std::all_of(path.line.begin(), path.line.end(),
-                       [](const auto& point) { return All(point.first, point.second); });
-  }
-  bool operator()(const RectangleShape& rectangle) const {
-    return All(rectangle.x, rectangle.y, rectangle.width, rectangle.height);
-  }
-  template <class Placed>
-  bool operator()(const Placed& shape) const {
-    return All(shape.x, shape.y);
-  }
-};
+bool IsFinite(const Shape& shape) {
+  const auto all = [](auto... numbers) { return (std::isfinite(numbers) && ...); };
+  return std::visit(
+      [all](const auto& placed) {
+        if constexpr (requires { placed.line; })
+          return std::ranges::all_of(
+              placed.line, [all](const auto& point) { return all(point.first, point.second); });
+        else if constexpr (requires { placed.width; })
+          return all(placed.x, placed.y, placed.width, placed.height);
+        else
+          return all(placed.x, placed.y);
+      },
+      shape);
+}
 
 std::string N(double value) { return Coordinate(value); }
 
@@ -218,7 +215,7 @@ void Scene::Rectangle(double x, double y, double width, double rectangle_height,
 }
 
 void Scene::Add(Shape shape) {
-  if (std::visit(Finite(), shape)) shapes.push_back(std::move(shape));
+  if (IsFinite(shape)) shapes.push_back(std::move(shape));
 }
 
 void Scene::NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }

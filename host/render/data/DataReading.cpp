@@ -62,32 +62,22 @@ void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names)
   json.Members("Wkst", row.wkst, "Job", row.job, "Lot", row.lot, "Shft", row.shft, "Ptrv", row.ptrv,
                "Empl", row.empl, "Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag,
                "GroupIndex", row.group_index, "GroupID", row.group_id);
-  json.Objects(
-      "Tests", row.tests,
-      [&](const TestRow& test) {
-        json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
-                     test.gage, "Val", test.value);
-      },
-      Spread::None);
+  json.Objects<Spread::None>("Tests", row.tests, [&](const TestRow& test) {
+    json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
+                 test.gage, "Val", test.value);
+  });
 }
 
 // Descriptors and comments of one subgroup.
 void WriteRemarks(JsonWriter& json, const SubgroupRow& row) {
-  json.Objects(
-      "Descriptors", row.descriptors,
-      [&](const DescriptorRow& descriptor) {
-        json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno",
-                     descriptor.tsno);
-      },
-      Spread::None);
-  json.Objects(
-      "Comments", row.comments,
-      [&](const CommentRow& comment) {
-        json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
-                     comment.tsno);
-        WriteDate(json, "Edtm", comment.edited);
-      },
-      Spread::None);
+  json.Objects<Spread::None>("Descriptors", row.descriptors, [&](const DescriptorRow& descriptor) {
+    json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno", descriptor.tsno);
+  });
+  json.Objects<Spread::None>("Comments", row.comments, [&](const CommentRow& comment) {
+    json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
+                 comment.tsno);
+    WriteDate(json, "Edtm", comment.edited);
+  });
 }
 
 std::string TestText(const TestRow& test) {
