@@ -320,31 +320,28 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
   };
   std::vector<Polyline> done;
   std::map<std::int32_t, Open> open;
+  const auto close = [&](Open& run) {
+    if (!run.line.empty()) done.push_back(std::move(run.line));
+    run.line.clear();
+  };
   const double half = layout.PlaceWidth() / 2.0;
   for (std::size_t i = 0; i < values.size() && i < places.size(); ++i) {
     Open& run = open[view.StreamOf(i)];
     const double value = values[i];
     const bool follows = !run.line.empty() && places[i] == run.place + 1;
-    if (!std::isfinite(value) || !follows) {
-      if (run.line.size() > 1) done.push_back(std::move(run.line));
-      run.line.clear();
-      if (!std::isfinite(value)) continue;
-    }
+    if (!std::isfinite(value) || !follows) close(run);
+    if (!std::isfinite(value)) continue;
     const double x = layout.X(places[i]);
-    const double y = panel.Y(value);
-    if (run.line.empty()) {
-      run.line = {{x - half, y}, {x + half, y}};
-    } else if (value == run.value) {
-      run.line.back().first = x + half;
+    if (run.line.empty() || value != run.value) {
+      run.line.emplace_back(x - half, panel.Y(value));
+      run.line.emplace_back(x + half, panel.Y(value));
     } else {
-      run.line.emplace_back(x - half, y);
-      run.line.emplace_back(x + half, y);
+      run.line.back().first = x + half;
     }
     run.value = value;
     run.place = places[i];
   }
-  for (auto& [stream, run] : open)
-    if (run.line.size() > 1) done.push_back(std::move(run.line));
+  for (auto& [stream, run] : open) close(run);
   return done;
 }
 
