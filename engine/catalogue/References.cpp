@@ -63,8 +63,8 @@ std::vector<ItemGroup> ReadGroups(sql::Connection& connection, ItemKind kind) {
   std::vector<ItemGroup> groups;
   sql::Query query(connection,
                    "SELECT g.id, g.name, m.item FROM item_group g LEFT JOIN item_group_member m "
-                   "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.id, m.item");
-  query.Bind(1, WordOf(kind));
+                   "ON m.item_group = g.id WHERE g.kind = ?1 ORDER BY g.id, m.item",
+                   WordOf(kind));
   while (query.Step()) {
     if (groups.empty() || groups.back().id != query.Int(0)) {
       groups.push_back({query.Int(0), std::string(query.Text(1)), {}});
@@ -113,8 +113,8 @@ std::vector<std::pair<std::int32_t, std::int32_t>> ReadSubgroupDescriptors(
   std::vector<std::pair<std::int32_t, std::int32_t>> rows;
   sql::Query query(connection,
                    "SELECT subgroup, descriptor FROM subgroup_descriptor "
-                   "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, descriptor");
-  query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
+                   "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, descriptor",
+                   first, last);
   while (query.Step()) rows.emplace_back(query.Int(0), query.Int(1));
   return rows;
 }
@@ -124,8 +124,8 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& co
                                                              std::int32_t last) {
   std::vector<std::pair<std::int32_t, std::string>> labels;
   sql::Query query(connection,
-                   "SELECT id, label FROM subgroup WHERE id BETWEEN ?1 AND ?2 ORDER BY id");
-  query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
+                   "SELECT id, label FROM subgroup WHERE id BETWEEN ?1 AND ?2 ORDER BY id", first,
+                   last);
   while (query.Step()) labels.emplace_back(query.Int(0), query.Text(1));
   return labels;
 }
