@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/cli/Program.h"
+#include "host/cli/Command.h"
 #include "host/cli/Samples.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
