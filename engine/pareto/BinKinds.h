@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/pareto/state_entries.h"
 #include "engine/store/EventLog.h"
 #include "platform/RowRecords.h"

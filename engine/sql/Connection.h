@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -11,6 +12,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // What the engine needs of a database with SQL; a folder for each database implements it. SQL texts
 // are in the common dialect: ON CONFLICT, RETURNING, coalesce; parameters are ?1, ?2, ...
@@ -43,10 +45,10 @@ class SqlError : public std::exception {
 class Statement {
  public:
   virtual ~Statement() = default;
-  virtual void BindInt(int index, std::int64_t value) = 0;
-  virtual void BindReal(int index, double value) = 0;
-  virtual void BindText(int index, std::string_view text) = 0;
-  virtual void BindBlob(int index, std::span<const std::byte> blob) = 0;
+  virtual void Bind(int index, std::int64_t value) = 0;
+  virtual void Bind(int index, double value) = 0;
+  virtual void Bind(int index, std::string_view text) = 0;
+  virtual void Bind(int index, std::span<const std::byte> blob) = 0;
   virtual void BindNull(int index) = 0;
 
   // True while there is a row.
@@ -109,37 +111,36 @@ class Connection {
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
 };
 
+// An identifier; 0 means none and is stored as null.
+struct Reference {
+  std::int64_t id;
+};
+
 // One use of a prepared statement, which is reset at the end.
 class Query {
  public:
-  Query(Connection& connection, std::string_view sql) : statement_(connection.Prepared(sql)) {}
+  // With values for ?1, ?2, ...
+  template <class... Values>
+  Query(Connection& connection, std::string_view sql, const Values&... values)
+      : statement_(connection.Prepared(sql)) {
+    BindAll(values...);
+  }
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
   ~Query() { statement_.Reset(); }
 
-  Query& Bind(int index, std::int64_t value) {
-    statement_.BindInt(index, value);
+  // Values of parameters: integers, enumerations, doubles, texts, blobs, references; an optional
+  // without a value is null, an array takes a parameter for each element.
+  template <class Value>
+  Query& Bind(int index, const Value& value) {
+    BindNext(index, value);
     return *this;
   }
-  Query& Bind(int index, double value) {
-    statement_.BindReal(index, value);
-    return *this;
-  }
-  Query& Bind(int index, std::string_view text) {
-    statement_.BindText(index, text);
-    return *this;
-  }
-  Query& Bind(int index, std::span<const std::byte> blob) {
-    statement_.BindBlob(index, blob);
-    return *this;
-  }
-  Query& BindNull(int index) {
-    statement_.BindNull(index);
-    return *this;
-  }
-  // 0 means none and is stored as null.
-  Query& BindReference(int index, std::int64_t identifier) {
-    return identifier == 0 ? BindNull(index) : Bind(index, identifier);
+  // From ?1 on.
+  template <class... Values>
+  void BindAll(const Values&... values) {
+    [[maybe_unused]] int index = 1;
+    (BindNext(index, values), ...);
   }
 
   // True while there is a row.
@@ -178,7 +179,38 @@ class Query {
     (ReadInto(column++, out), ...);
   }
 
+  // The rows that are left, each with the columns in its members.
+  template <class Row, class... Members>
+  std::vector<Row> All(Members... members) {
+    std::vector<Row> rows;
+    while (Step()) {
+      auto& row = rows.emplace_back();
+      Read(row.*members...);
+    }
+    return rows;
+  }
+
  private:
+  template <class Value>
+  void BindNext(int& index, const Value& value) {
+    if constexpr (std::is_same_v<Value, Reference>) {
+      BindNext(index, value.id == 0 ? std::nullopt : std::optional(value.id));
+    } else if constexpr (std::is_integral_v<Value> || std::is_enum_v<Value>) {
+      statement_.Bind(index++, static_cast<std::int64_t>(value));
+    } else {
+      statement_.Bind(index++, value);
+    }
+  }
+  template <class Value>
+  void BindNext(int& index, const std::optional<Value>& value) {
+    if (value) return BindNext(index, *value);
+    statement_.BindNull(index++);
+  }
+  template <class Value, std::size_t kSize>
+  void BindNext(int& index, const std::array<Value, kSize>& values) {
+    for (const auto& value : values) BindNext(index, value);
+  }
+
   template <class T>
   void ReadInto(int column, std::optional<T>& out) const {
     out.reset();

@@ -52,7 +52,7 @@ TEST_F(ConnectionTest, AParameterThatTheTextDoesNotHaveIsRefused) {
   EXPECT_EQ(KindOf([&] { query.Bind(2, 1.5); }), SqlError::Kind::Other);
   EXPECT_EQ(KindOf([&] { query.Bind(2, std::string_view("a")); }), SqlError::Kind::Other);
   EXPECT_EQ(KindOf([&] { query.Bind(0, std::span<const std::byte>()); }), SqlError::Kind::Other);
-  EXPECT_EQ(KindOf([&] { query.BindNull(2); }), SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { query.Bind(2, std::optional<double>()); }), SqlError::Kind::Other);
   EXPECT_EQ(KindOf([&] { query.Bind(1, std::string_view("a")); }), std::nullopt);
 }
 
