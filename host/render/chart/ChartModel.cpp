@@ -211,7 +211,7 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
     if (!std::isfinite(stream.mean.value) || stream.mean.name.empty()) return {};
     return "mean " + Significant(stream.mean.value, 6) + " by " + stream.mean.name;
   }
-  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma by mean of (s/x-bar)/c4";
+  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma from the mean of (s/x-bar)/c4";
   // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
   // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
   const bool inside =

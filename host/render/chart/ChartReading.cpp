@@ -221,6 +221,7 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, co
     WriteEstimate(json, "Mean", stream.mean);
     WriteEstimate(json, "SP", stream.sp);
     WriteEstimate(json, "SW", stream.sw);
+    if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
   });
 }
