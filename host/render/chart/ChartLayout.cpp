@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -211,14 +212,11 @@ std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& grap
   std::vector<LimitLabel> labels;
   for (const auto& line : LinesOf(graph)) {
     const auto ends = NewestValues(view, line.values);
-    std::size_t given = 0;
-    std::set<double> distinct;
-    for (const double value : ends)
-      if (std::isfinite(value)) {
-        ++given;
-        distinct.insert(value);
-      }
-    if (given > kLabelledStreams && distinct.size() > 1) continue;
+    std::vector<double> given;
+    std::ranges::copy_if(ends, std::back_inserter(given),
+                         [](double end) { return std::isfinite(end); });
+    std::set<double> distinct(given.begin(), given.end());
+    if (given.size() > kLabelledStreams && distinct.size() > 1) continue;
     const bool same = distinct.size() == 1;
     const char* style = line.specification                     ? "ls"
                         : &line.values == &graph.limits.centre ? ""

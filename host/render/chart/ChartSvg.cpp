@@ -244,8 +244,7 @@ class Picture {
     const double width =
         kCharacter * static_cast<double>(times.Text(view_.stamps.front()).size()) + 12.0;
     const std::size_t step = LabelStep(layout_.places, layout_.PlaceWidth(), width);
-    std::size_t next = step == 1 ? 0 : step - 1;
-    if (layout_.places <= step) next = 0;
+    std::size_t next = layout_.places <= step ? 0 : step - 1;
     for (std::size_t i = 0; i < view_.Count(); ++i) {
       if (places_[i] != next) continue;
       const double x = layout_.X(next);
