@@ -100,26 +100,18 @@ std::vector<double> NewestValues(const ChartView& view, const std::vector<double
   return newest;
 }
 
-namespace {
-
-void Widen(Range& range, const std::vector<double>& values) {
-  for (const double value : values) {
-    if (!std::isfinite(value)) continue;
-    range.low = std::min(range.low, value);
-    range.high = std::max(range.high, value);
-  }
-}
-
-}  // namespace
-
 Range AxisRange(const GraphView& graph) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const auto widen = [](Range& to, const std::vector<double>& values) {
+    for (const double value : values)
+      if (std::isfinite(value)) to = {std::min(to.low, value), std::max(to.high, value)};
+  };
   Range range{kInfinity, -kInfinity};
-  Widen(range, graph.points);
+  widen(range, graph.points);
   Range with_specification = range;
   for (const auto& line : LinesOf(graph)) {
-    if (!line.specification) Widen(range, line.values);
-    Widen(with_specification, line.values);
+    if (!line.specification) widen(range, line.values);
+    widen(with_specification, line.values);
   }
   const double width = range.high - range.low;
   if (!(width > 0.0) || with_specification.high - with_specification.low <= 3.0 * width)

@@ -48,12 +48,8 @@ Title TitleOf(const std::string& word) {
   return {"", "graph", "graph"};
 }
 
-bool HasShareAboveOne(const std::vector<double>& upper) {
-  // No upper limit of a share is above 1; the rest is rounding.
-  constexpr double kMost = 1.0 + 1e-9;
-  return std::any_of(upper.begin(), upper.end(),
-                     [](double limit) { return std::isfinite(limit) && limit > kMost; });
-}
+// No upper limit of a share is above 1; the rest is rounding.
+bool IsAboveShares(double limit) { return std::isfinite(limit) && limit > 1.0 + 1e-9; }
 
 // Shares and numbers of defectives have one type in a result. Who does not know what was asked for
 // has the figures alone: limits above 1 are of numbers, and points that are not whole are of
@@ -61,12 +57,13 @@ bool HasShareAboveOne(const std::vector<double>& upper) {
 Title ShareOrNumber(const GraphRead& graph, const CCProcessing& processing) {
   // Neither is a cusum drawn of numbers nor do its limits speak of the points.
   if (processing.Cusum() != ccCusumNone) return TitleOf("p");
-  if (HasShareAboveOne(graph.ucls) || HasShareAboveOne(graph.c_ucls)) return TitleOf("np");
+  for (const auto* upper : {&graph.ucls, &graph.c_ucls})
+    if (std::ranges::any_of(*upper, IsAboveShares)) return TitleOf("np");
   const bool averaged = processing.EWMA() == ccEwmaStandard;
-  const bool broken = std::any_of(graph.points.begin(), graph.points.end(), [](double point) {
+  const auto broken = [](double point) {
     return std::isfinite(point) && point != std::floor(point);
-  });
-  if (broken && !averaged) return TitleOf("p");
+  };
+  if (!averaged && std::ranges::any_of(graph.points, broken)) return TitleOf("p");
   return {"", "p or np", "p or np: defective units, as a share or as a number"};
 }
 

@@ -164,19 +164,17 @@ class Plot {
   // The newest value of each limit, wanted at its row.
   std::vector<Label> LimitTexts(const GraphView& graph) const {
     std::vector<Label> labels;
-    const auto add = [&](const char* name, const std::vector<double>& values, int decimals) {
-      for (std::size_t i = values.size(); i-- > 0;) {
-        if (!std::isfinite(values[i])) continue;
-        const double row = RowOf(values[i]);
-        std::string text = std::string(name) + " " + Fixed(values[i], decimals);
-        if (row < -0.5 || row > LastRow() + 0.5) text += row < 0 ? " ^" : " v";
-        labels.push_back({std::round(std::clamp(row, 0.0, LastRow())), 0, text, ""});
-        return;
-      }
-    };
     for (const auto& [name, values, specification] : LinesOf(graph)) {
-      if (specification) add(name, values, std::min(DecimalsOf(values), graph.decimals));
-      if (!specification && view_.stream_views.size() <= 1) add(name, values, graph.decimals);
+      if (!specification && view_.stream_views.size() > 1) continue;
+      const auto newest = std::find_if(values.rbegin(), values.rend(),
+                                       [](double value) { return std::isfinite(value); });
+      if (newest == values.rend()) continue;
+      const int decimals =
+          specification ? std::min(DecimalsOf(values), graph.decimals) : graph.decimals;
+      const double row = RowOf(*newest);
+      const char* const beyond = row < -0.5 ? " ^" : row > LastRow() + 0.5 ? " v" : "";
+      labels.push_back({std::round(std::clamp(row, 0.0, LastRow())), 0,
+                        fmt::format("{} {}{}", name, Fixed(*newest, decimals), beyond), ""});
     }
     return labels;
   }
@@ -285,8 +283,9 @@ class Plot {
   }
 
   void Streams() {
-    if (std::none_of(view_.stream_views.begin(), view_.stream_views.end(),
-                     [](const StreamView& stream) { return std::isfinite(stream.mean.value); }))
+    if (std::ranges::none_of(view_.stream_views, [](const StreamView& stream) {
+          return std::isfinite(stream.mean.value);
+        }))
       return;
     out_.Blank();
     out_.Line("estimates from these points:");
@@ -313,8 +312,8 @@ class Plot {
     for (const auto& graph : view_.graphs)
       for (const auto& mark : graph.marks) {
         if (shown++ >= kMaxMarks) continue;
-        const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
-                                       [](const Rule& rule) { return !rule.text.empty(); });
+        const bool named =
+            std::ranges::any_of(mark.rules, [](const Rule& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
         out_.Line(fmt::format(
                       "  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),

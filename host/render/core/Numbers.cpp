@@ -18,8 +18,7 @@ constexpr const char* kNone = "\xE2\x80\x93";  // en dash
 constexpr std::int64_t kHour = 3600, kDay = 86400;
 
 std::int64_t FloorTo(std::int64_t stamp, std::int64_t step) {
-  const std::int64_t rest = stamp % step;
-  return stamp - (rest < 0 ? rest + step : rest);
+  return stamp - (stamp % step + step) % step;
 }
 
 // The least round step with at most so many marks.
@@ -69,9 +68,10 @@ int DecimalsOf(std::span<const double> values) {
 
 int DecimalsForLimits(int data_decimals, double spread) {
   int decimals = data_decimals + 1;
-  if (std::isfinite(spread) && spread > 0.0)
-    decimals = std::clamp(decimals, 2 - static_cast<int>(std::floor(std::log10(spread))),
-                          4 - static_cast<int>(std::floor(std::log10(spread))));
+  if (std::isfinite(spread) && spread > 0.0) {
+    const int magnitude = static_cast<int>(std::floor(std::log10(spread)));
+    decimals = std::clamp(decimals, 2 - magnitude, 4 - magnitude);
+  }
   return std::clamp(decimals, 0, 10);
 }
 

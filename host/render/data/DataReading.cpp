@@ -149,8 +149,12 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   });
 }
 
-void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
-  json.Objects("Subgroups", rows, [&](const SubgroupRow& row) { WriteSubgroup(json, row, names); });
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names,
+                    bool remarks) {
+  json.Objects("Subgroups", rows, [&](const SubgroupRow& row) {
+    WriteSubgroup(json, row, names);
+    if (remarks) WriteRemarks(json, row);
+  });
 }
 
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
@@ -159,10 +163,7 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
     ObjectMember(json, "DataSelect", select, WriteDataSelect);
     json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
                  "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
-    json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
-      WriteSubgroup(json, row, names);
-      WriteRemarks(json, row);
-    });
+    WriteSubgroups(json, data.rows, names, true);
     WriteNotes(json, notes);
   });
 }

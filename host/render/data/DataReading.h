@@ -67,8 +67,9 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 
 // Members of an open object.
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
-// "Subgroups" as charts have it: without descriptors and comments.
-void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names);
+// "Subgroups". remarks: with descriptors and comments, which charts do not have.
+void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names,
+                    bool remarks = false);
 // The identifier as key, and its name as "...Name".
 void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
                std::int32_t id);
