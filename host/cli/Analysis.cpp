@@ -50,10 +50,10 @@ void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
   constexpr std::int32_t kCounted = 10000;
   const auto all = run.select->Clone();
   all->MaximumItems(std::max(kCounted, shown + 1));
-  Report report;
-  const std::int32_t count = Reported(run.database, report, [&](const auto& open) {
-    return events ? all->GetEventData(open)->Count() : all->GetSubgroupData(open)->TotalSubgroups();
-  });
+  const auto count = Reported(run.database, [&](const auto& open) {
+                       return events ? all->GetEventData(open)->Count()
+                                     : all->GetSubgroupData(open)->TotalSubgroups();
+                     }).first;
   if (count <= shown) return;
   notes.push_back({"newest-only",
                    "newest " + std::to_string(shown) + " of " +

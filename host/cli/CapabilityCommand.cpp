@@ -90,8 +90,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeDefectTests(false);
     run.select->IncludeDefectiveTests(false);
     if (run.format == "xml") {
-      Report report;
-      const auto results = Analysed<CAAnalysis>(run.database, run.select, processing, report);
+      auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunCapability(run.database, run.select, processing);
@@ -108,8 +107,7 @@ std::string LimitText(double value) {
 render::CapabilityDocument RunCapability(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select,
                                          const std::shared_ptr<CAProcessing>& processing) {
-  Report report;
-  const auto results = Analysed<CAAnalysis>(database, select, processing, report);
+  auto [results, report] = Analysed<CAAnalysis>(database, select, processing);
   auto capability = render::ReadCapability(*results, &report.capability);
   return {std::move(capability), std::move(report.capability), std::move(report.notes)};
 }

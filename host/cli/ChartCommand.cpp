@@ -68,8 +68,7 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
   run.select->IncludeDefectTests(processing->IsAttribute());
   run.select->IncludeDefectiveTests(processing->IsAttribute());
   if (run.format == "xml") {
-    Report report;
-    const auto results = Analysed<CCAnalysis>(run.database, run.select, processing, report);
+    auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
     // The result as it is, with nothing read out of it before.
     std::string text = results->GetXML() + "\n";
     const std::int32_t shown = results->TotalSubgroups();
@@ -94,8 +93,7 @@ int Run(const Arguments& arguments, Console& console) {
 render::ChartDocument RunChart(const QualityDatabase& database,
                                const std::shared_ptr<DataSelect>& select,
                                const std::shared_ptr<CCProcessing>& processing) {
-  Report report;
-  const auto results = Analysed<CCAnalysis>(database, select, processing, report);
+  auto [results, report] = Analysed<CCAnalysis>(database, select, processing);
   render::ChartDocument document;
   document.chart = render::ReadChart(*results);
   document.requested[0] = processing->Graph1Type();

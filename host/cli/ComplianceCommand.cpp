@@ -55,10 +55,8 @@ int Run(const Arguments& arguments, Console& console) {
 
 render::ComplianceDocument RunCompliance(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select) {
-  Report report;
-  const auto results = Reported(database, report, [&](const auto& open) {
-    return SCAnalysis().AnalyzeDataSelect(open, select);
-  });
+  auto [results, report] = Reported(
+      database, [&](const auto& open) { return SCAnalysis().AnalyzeDataSelect(open, select); });
   return {results->DataSelect(), render::ReadCompliance(*results),
           ShiftRows(report.sampling, database.Shifts(), NamesOf(database)),
           std::move(report.notes)};

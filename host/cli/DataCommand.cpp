@@ -24,8 +24,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeVariableTests(all || type == TestTypes::Variable);
     run.select->IncludeDefectTests(all || type == TestTypes::Defects);
     run.select->IncludeDefectiveTests(all || type == TestTypes::Defectives);
-    Report report;
-    const auto data = Reported(run.database, report, [&](const auto& open) {
+    auto [data, report] = Reported(run.database, [&](const auto& open) {
       // The retrieval writes what it resolved into the selection that it works on.
       return run.select->Clone()->GetSubgroupData(open);
     });
