@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Embedded.h"
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <mutex>
@@ -69,20 +70,18 @@ class RowTable final : public RowList<Base, CellRow> {
  public:
   void Let(std::string_view column, const platform::Cell& value) override {
     auto& row = this->Current();
-    for (auto& [name, cell] : row) {
-      if (name == column) {
-        cell = value;
-        return;
-      }
+    const auto found = std::ranges::find(row, column, &CellRow::value_type::first);
+    if (found == row.end()) {
+      row.emplace_back(column, value);
+    } else {
+      found->second = value;
     }
-    row.emplace_back(std::string(column), value);
   }
 
   platform::Cell Get(std::string_view column) override {
-    for (const auto& [name, cell] : this->Current()) {
-      if (name == column) return cell;
-    }
-    return std::int32_t{0};
+    auto& row = this->Current();
+    const auto found = std::ranges::find(row, column, &CellRow::value_type::first);
+    return found == row.end() ? std::int32_t{0} : found->second;
   }
 
   void Add(platform::LimitTable& row) override {

@@ -168,13 +168,9 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
     const auto& names = store.Names(kind);
     std::vector<ListedItem> items;
     for (const auto& item : store.Items(kind)->items) {
-      auto& listed = items.emplace_back();
-      listed.id = item.id;
-      listed.name = names.at(item.id);
-      if (item.name != listed.name) listed.text = item.name;
-      listed.factor = item.factor;
-      listed.type = item.type;
-      listed.active = item.active;
+      const auto& name = names.at(item.id);
+      items.push_back(
+          {item.id, name, item.name == name ? "" : item.name, item.factor, item.type, item.active});
     }
     if (kind != ItemKind::Test) return items;
     sql::Query types(db, "SELECT type FROM test ORDER BY id");

@@ -14,6 +14,7 @@
 #include "host/render/compliance/Compliance.h"
 #include "host/render/pareto/Pareto.h"
 #include "host/render/states/States.h"
+#include "platform/Enumerations.h"
 #include "select/DataSelect.h"
 
 // What all commands that analyse have in common.
@@ -53,10 +54,13 @@ struct Outcome {
   std::vector<Note> notes = {};
 };
 
-// Opens the database, makes the selection, analyses, and delivers the outcome, with what has no
-// place in it on standard error. Returns the exit status 0.
+inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
+
+// Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
+// with what has no place in it on standard error. Returns the exit status 0.
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
-                const Number& maximum, const std::function<Outcome(Analysis&)>& analyse);
+                const Number& maximum, std::int32_t test_types,
+                const std::function<Outcome(Analysis&)>& analyse);
 
 // What analyse() returns, and what the engine reported meanwhile. Refusal with the engine's reason
 // when it failed.

@@ -63,10 +63,6 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 }
 
 Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
-  // A chart of variables takes variable tests, one of counts those of defects and of defectives.
-  run.select->IncludeVariableTests(processing->IsVariable());
-  run.select->IncludeDefectTests(processing->IsAttribute());
-  run.select->IncludeDefectiveTests(processing->IsAttribute());
   if (run.format == "xml") {
     auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
     // The result as it is, with nothing read out of it before.
@@ -82,7 +78,10 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
 
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) {
+  // A chart of variables takes variable tests, one of counts those of defects and of defectives.
+  const std::int32_t types =
+      (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
+  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
     return Chart(run, processing);
   });

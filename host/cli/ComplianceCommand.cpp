@@ -43,9 +43,7 @@ std::vector<render::ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows,
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, [](Analysis& run) -> Outcome {
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
+  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
     const auto document = RunCompliance(run.database, run.select);
     return {Formatted(document, run), document.rows.empty()};
   });

@@ -12,7 +12,7 @@ constexpr Number kMax = MaximumOption("the newest N events at most", "25");
 constexpr Option kOptions[] = {kMax};
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kStored, kMax, [](Analysis& run) -> Outcome {
+  return RunAnalysis(arguments, console, kStored, kMax, ttVariable, [](Analysis& run) -> Outcome {
     auto [events, report] =
         Reported(run.database, [&](const auto& open) { return run.select->GetEventData(open); });
     const bool empty = events->Count() == 0;

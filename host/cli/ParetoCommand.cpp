@@ -157,18 +157,16 @@ QualityDatabase::BinNames NamesOfBins(const QualityDatabase& database,
 int Run(const Arguments& arguments, Console& console) {
   const auto levels = ParseLevels(arguments, arguments.Get(kFrom));
   const auto processing = MakeProcessing(arguments, levels);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) -> Outcome {
-    FindDescriptors(run.database, levels, *processing);
-    run.select->IncludeVariableTests(true);
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
-    if (run.format == "xml") {
-      auto [results, report] = Analysed<PAAnalysis>(run.database, run.select, processing);
-      return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
-    }
-    const auto document = RunPareto(run.database, run.select, processing);
-    return {Formatted(document, run), document.pareto.bins.empty()};
-  });
+  return RunAnalysis(
+      arguments, console, kDrawnAndStored, kMax, kAllTests, [&](Analysis& run) -> Outcome {
+        FindDescriptors(run.database, levels, *processing);
+        if (run.format == "xml") {
+          auto [results, report] = Analysed<PAAnalysis>(run.database, run.select, processing);
+          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+        }
+        const auto document = RunPareto(run.database, run.select, processing);
+        return {Formatted(document, run), document.pareto.bins.empty()};
+      });
 }
 
 }  // namespace

@@ -82,9 +82,7 @@ void FillInEnd(const QualityDatabase& database, DataSelect& select) {
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, [](Analysis& run) -> Outcome {
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
+  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
     auto document = RunStates(run.database, *run.select);
     NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
     NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
