@@ -42,21 +42,19 @@ const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
 
 void CheckSetting(const store::SqlStore& store, std::string_view name, std::string_view value) {
   const auto& kind = KindOf(store, name);
-  const auto refuse_unless = [&](bool fits, std::string_view takes) {
-    if (fits) return;
-    store::Refuse(store, std::string(name) + " takes " + std::string(takes) + ", not \"" +
-                             std::string(value) + "\"");
-  };
-  if (!kind.words.empty()) {
-    std::string words;
-    for (const auto word : kind.words) words.append(words.empty() ? "" : ", ").append(word);
-    refuse_unless(std::ranges::find(kind.words, value) != kind.words.end(), words);
-  } else if (name == "time_zone") {
-    refuse_unless(time::ZoneOffset(value).has_value(), "UTC or a fixed offset such as +02:00");
-  } else {
-    refuse_unless(time::ParseTimesOfDay(value).has_value(),
-                  "ascending times of day such as \"06:00 14:00 22:00\"");
+  std::string takes;
+  for (const auto word : kind.words) takes.append(takes.empty() ? "" : ", ").append(word);
+  bool fits = std::ranges::find(kind.words, value) != kind.words.end();
+  if (name == "time_zone") {
+    fits = time::ZoneOffset(value).has_value();
+    takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "shift_starts") {
+    fits = time::ParseTimesOfDay(value).has_value();
+    takes = "ascending times of day such as \"06:00 14:00 22:00\"";
   }
+  if (!fits)
+    store::Refuse(store,
+                  std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"");
 }
 
 // Makes the database unless there is one, which is false.
