@@ -7,6 +7,22 @@
 #include "platform/ExternalFailure.h"
 
 namespace orvspc {
+#ifdef ORVSPC_FAIL_POINTS
+namespace {
+
+FailPoint::Hook& OfThread() {
+  thread_local FailPoint::Hook hook;
+  return hook;
+}
+
+}  // namespace
+
+void FailPoint::Set(Hook hook) { OfThread() = std::move(hook); }
+
+void FailPoint::Enter(std::string_view procedure) {
+  if (OfThread()) OfThread()(procedure);
+}
+#endif
 
 Failure CurrentFailure() {
   try {
