@@ -329,8 +329,7 @@ FIGURES_HEADER = """
 namespace orvspc::render {
 
 struct CapabilityFigure {
-  const char* record;
-  const char* name;  // the field's; TargetRatio, which is computed, has its own
+  const char* name;  // of the record and the field; TargetRatio, which is computed, has its own
   bool (*get)(const CAStatistics& statistics, double& value);
 };
 
@@ -454,7 +453,7 @@ def figures_header():
             if not get:
                 continue
             name = "TargetRatio" if get[1] == TARGET_RATIO else field
-            out.append(f'    {{"{record}", "{name}", &TakeFigure<&CAStatistics::{get[1]}>}},')
+            out.append(f'    {{"{record}.{name}", &TakeFigure<&CAStatistics::{get[1]}>}},')
     return LICENCE + FIGURES_HEADER + "\n".join(out) + "\n};\n\n}  // namespace orvspc::render\n"
 
 
