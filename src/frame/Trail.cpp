@@ -10,17 +10,17 @@ namespace orvspc {
 #ifdef ORVSPC_FAIL_POINTS
 namespace {
 
-FailPoint::Hook& OfThread() {
+FailPoint::Hook& HookOfThread() {
   thread_local FailPoint::Hook hook;
   return hook;
 }
 
 }  // namespace
 
-void FailPoint::Set(Hook hook) { OfThread() = std::move(hook); }
+void FailPoint::Set(Hook hook) { HookOfThread() = std::move(hook); }
 
 void FailPoint::Enter(std::string_view procedure) {
-  if (OfThread()) OfThread()(procedure);
+  if (HookOfThread()) HookOfThread()(procedure);
 }
 #endif
 
