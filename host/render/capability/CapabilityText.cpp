@@ -90,10 +90,7 @@ std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& 
   TextWriter out(options);
   out.Head(view, view.Empty());
   if (!view.Empty()) WriteHistogram(out, view);
-  for (const auto& table : view.tables) {
-    out.Blank();
-    out.Write(table);
-  }
+  for (const auto& table : view.tables) out.Section(table);
   out.Notes(view);
   return out.Take();
 }

@@ -123,8 +123,7 @@ std::string RenderComplianceText(const ComplianceView& view, const TextOptions& 
     out.Line("no data selected");
   } else {
     out.Head(view);
-    out.Blank();
-    out.Write(RequirementsTable(view));
+    out.Section(RequirementsTable(view));
     for (const auto& map : view.maps) WriteShifts(out, map);
     if (!view.maps.empty()) {
       out.Blank();

@@ -152,6 +152,12 @@ void TextWriter::Write(const Table& table) {
   widths ? Rows(table, *widths) : Blocks(table);
 }
 
+void TextWriter::Section(const Table& table) {
+  if (table.rows.empty()) return;
+  Blank();
+  Write(table);
+}
+
 void TextWriter::Rows(const Table& table, const std::vector<std::size_t>& widths) {
   // A row is as tall as its tallest cell.
   const auto write = [&](const std::vector<std::string>& cells) {

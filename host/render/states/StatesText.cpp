@@ -39,8 +39,7 @@ Table TotalsTable(const StatesView& view) {
 // A character for each stretch of time.
 class Lines {
  public:
-  Lines(const StatesView& view, const TextOptions& options)
-      : view_(view), out_(options), colour_(options.colour) {
+  Lines(const StatesView& view, const TextOptions& options) : view_(view), out_(options) {
     for (const auto& lane : view.lanes) label_ = std::max(label_, Width(lane.process) + 2);
     label_ = std::min({label_, kMaxLabel, out_.Columns() / 3});
     cells_ = out_.Columns() - label_ - 1;
@@ -55,8 +54,8 @@ class Lines {
       for (const auto& lane : view_.lanes) DrawLane(lane);
       Axis();
       Legend();
-      Block(TotalsTable(view_));
-      Block(view_.events);
+      out_.Section(TotalsTable(view_));
+      out_.Section(view_.events);
     }
     out_.Notes(view_);
     return out_.Take();
@@ -95,19 +94,17 @@ class Lines {
     // A name that is too long has a line of its own.
     const bool fits = Width(lane.process) < label_;
     if (!fits) out_.Line(lane.process);
-    std::string line = Padded(fits ? lane.process : "", label_);
+    std::string line = Padded(fits ? lane.process : "", label_), run;
     const char* colour = nullptr;
     for (const std::int32_t type : TypesOf(lane)) {
       const StateLook& look = LookOf(type);
-      const char* wanted = colour_ ? look.colour : nullptr;
-      if (wanted != colour) {
-        if (colour) line += "\x1b[0m";
-        if (wanted) line += wanted;
-        colour = wanted;
+      if (look.colour != colour) {
+        line += out_.InColour(colour, std::exchange(run, {}));
+        colour = look.colour;
       }
-      line += type != -1 ? look.letter : lane.is_process ? '.' : ' ';
+      run += type != -1 ? look.letter : lane.is_process ? '.' : ' ';
     }
-    out_.Painted(colour ? line + "\x1b[0m" : line);
+    out_.Painted(line + out_.InColour(colour, run));
     std::string marks(cells_, ' ');
     for (const auto& event : lane.events) {
       if (event.time < view_.start || event.time > view_.end) continue;
@@ -148,16 +145,9 @@ class Lines {
     out_.Line(text, 0);
   }
 
-  void Block(const Table& table) {
-    if (table.rows.empty()) return;
-    out_.Blank();
-    out_.Write(table);
-  }
-
   static constexpr std::size_t kMaxLabel = 24;
   const StatesView& view_;
   TextWriter out_;
-  bool colour_;
   std::size_t label_ = 10, cells_ = 0;
 };
 
