@@ -16,8 +16,6 @@ namespace orvspc::render {
 
 namespace {
 
-// Compliance as a picture: the requirements as a table with bars, and a map of shifts by days for
-// each process.
 // The fewer samples were taken, the darker; numbers in the cells say the same without colours.
 struct Step {
   double from;  // percent
@@ -38,6 +36,7 @@ const Step& StepOf(double percent) {
 constexpr std::size_t kMaxLines = 30;  // requirements
 constexpr std::size_t kMaxMaps = 16, kMaxDays = 100;
 
+// The requirements as a table with bars, and a map of shifts by days for each process.
 class Picture {
  public:
   Picture(const ComplianceView& view, bool embedded)

@@ -18,7 +18,6 @@ namespace orvspc::render {
 
 namespace {
 
-// States as a picture: a lane for each process, events above its bar, subgroups below it.
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;      // height of a lane's bar
 constexpr double kLevel = 11.0;    // of a row of event symbols
@@ -35,6 +34,7 @@ SymbolShape Symbol(std::int32_t type, bool open, double x, double y, const std::
   return {{open ? "pu" : "p", type - 1, true, 3.6}, x, y, tip};
 }
 
+// A lane for each process, events above its bar, subgroups below it.
 class Picture {
  public:
   Picture(const StatesView& view, bool embedded) : view_(view), scene_(view, embedded, "states") {}
@@ -173,7 +173,6 @@ class Picture {
   Scene scene_;
 };
 
-// States in a terminal: a line of letters for each process.
 constexpr StateLook kLooks[] = {
     {pst_None, '-', "\x1b[2m", "s0", 0.15},
     {pst_Start, 'S', "\x1b[36m", "s1", 0.8},
@@ -195,7 +194,7 @@ Table TotalsTable(const StatesView& view) {
   return table;
 }
 
-// A character for each stretch of time.
+// A line of letters for each process, one for each stretch of time.
 class Lines {
  public:
   Lines(const StatesView& view, const TextOptions& options) : view_(view), out_(options) {
