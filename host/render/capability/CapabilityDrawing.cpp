@@ -252,8 +252,8 @@ void WriteHistogram(TextWriter& out, const CapabilityView& view) {
 
 }  // namespace
 
-Scene CapabilityScene(const CapabilityView& view, bool embedded) {
-  return Picture(view, embedded).Draw();
+std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded) {
+  return WriteSvg(Picture(view, embedded).Draw());
 }
 
 std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& options) {
@@ -267,7 +267,7 @@ std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& 
 
 // The picture, the tables that do not stand beside it, and the bins.
 std::string RenderCapabilityHtml(const CapabilityView& view) {
-  Page page(view, CapabilityScene(view, true));
+  Page page(view, Picture(view, true).Draw());
   for (const auto& table : view.tables)
     if (!table.beside) page.Write(table);
   Table bins{"Histogram", {"#from", "#to", "#pieces", "#expected"}};

@@ -36,6 +36,24 @@ const Step& StepOf(double percent) {
 constexpr std::size_t kMaxLines = 30;  // requirements
 constexpr std::size_t kMaxMaps = 16, kMaxDays = 100;
 
+// A row of a table whose last four columns are counts.
+std::vector<std::string> RowOf(std::vector<std::string> texts, const SampleCount& count) {
+  for (const auto number : {count.expected, count.collected, count.missed})
+    texts.push_back(std::to_string(number));
+  texts.push_back(Fixed(count.Percent(), 1));
+  return texts;
+}
+
+// Four texts and four counts for each requirement.
+Table RequirementsTable(const ComplianceView& view) {
+  Table table{
+      "",
+      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
+      {}};
+  for (const auto& line : view.requirements) table.rows.push_back(RowOf(line.texts, line.count));
+  return table;
+}
+
 // The requirements as a table with bars, and a map of shifts by days for each process.
 class Picture {
  public:
@@ -185,14 +203,6 @@ class Picture {
 
 constexpr std::size_t kMaxWorst = 15;
 
-// A row of a table whose last four columns are counts.
-std::vector<std::string> RowOf(std::vector<std::string> texts, const SampleCount& count) {
-  for (const auto number : {count.expected, count.collected, count.missed})
-    texts.push_back(std::to_string(number));
-  texts.push_back(Fixed(count.Percent(), 1));
-  return texts;
-}
-
 // As many days at once as the line has room for.
 void WriteShifts(TextWriter& out, const HeatMap& map) {
   constexpr std::size_t kDay = 7, kShift = 8;
@@ -280,17 +290,8 @@ void WriteValues(Page& page, const ComplianceView& view) {
 
 }  // namespace
 
-Scene ComplianceScene(const ComplianceView& view, bool embedded) {
-  return Picture(view, embedded).Draw();
-}
-
-Table RequirementsTable(const ComplianceView& view) {
-  Table table{
-      "",
-      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
-      {}};
-  for (const auto& line : view.requirements) table.rows.push_back(RowOf(line.texts, line.count));
-  return table;
+std::string RenderComplianceSvg(const ComplianceView& view, bool embedded) {
+  return WriteSvg(Picture(view, embedded).Draw());
 }
 
 std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options) {
@@ -312,7 +313,7 @@ std::string RenderComplianceText(const ComplianceView& view, const TextOptions& 
 }
 
 std::string RenderComplianceHtml(const ComplianceView& view) {
-  Page page(view, ComplianceScene(view, true));
+  Page page(view, Picture(view, true).Draw());
   WriteSamples(page, view);
   WriteValues(page, view);
   return page.Text();

@@ -298,7 +298,9 @@ void WriteBars(TextWriter& out, const ParetoView& view) {
 
 }  // namespace
 
-Scene ParetoScene(const ParetoView& view, bool embedded) { return Picture(view, embedded).Draw(); }
+std::string RenderParetoSvg(const ParetoView& view, bool embedded) {
+  return WriteSvg(Picture(view, embedded).Draw());
+}
 
 std::string RenderParetoText(const ParetoView& view, const TextOptions& options) {
   TextWriter out(options);
@@ -309,7 +311,7 @@ std::string RenderParetoText(const ParetoView& view, const TextOptions& options)
 }
 
 std::string RenderParetoHtml(const ParetoView& view) {
-  Page page(view, ParetoScene(view, true));
+  Page page(view, Picture(view, true).Draw());
   page.Write(view.table);
   return page.Text();
 }

@@ -18,6 +18,33 @@ namespace orvspc::render {
 
 namespace {
 
+// How a type of state is shown. In pictures it differs from the others in colour and, for readers
+// without colours, in the height or the hatching of its bar.
+struct StateLook {
+  std::int32_t type;
+  char letter;         // in a terminal
+  const char* colour;  // ANSI
+  const char* style;   // in pictures
+  double height;       // share of the bar
+};
+constexpr StateLook kLooks[] = {
+    {pst_None, '-', "\x1b[2m", "s0", 0.15},
+    {pst_Start, 'S', "\x1b[36m", "s1", 0.8},
+    {pst_Run, 'R', "\x1b[32m", "s2", 1.0},
+    {pst_Pause, 'P', "\x1b[33m", "s3", 0.55},
+    {pst_End, 'E', "\x1b[2m", "s4", 0.25},
+    {pst_Idle, 'I', "\x1b[34m", "s5", 0.35},
+    {pst_ScheduledDown, 'D', "\x1b[35m", "s6", 0.7},
+    {pst_UnscheduledDown, 'U', "\x1b[1;31m", "s7", 1.0},
+};
+constexpr StateLook kOtherLook = {-1, '?', nullptr, "s0", 0.45};
+
+const StateLook& LookOf(std::int32_t type) {
+  for (const auto& look : kLooks)
+    if (look.type == type) return look;
+  return kOtherLook;
+}
+
 constexpr double kLeft = 150.0, kRight = 984.0;
 constexpr double kBar = 24.0;      // height of a lane's bar
 constexpr double kLevel = 11.0;    // of a row of event symbols
@@ -173,18 +200,6 @@ class Picture {
   Scene scene_;
 };
 
-constexpr StateLook kLooks[] = {
-    {pst_None, '-', "\x1b[2m", "s0", 0.15},
-    {pst_Start, 'S', "\x1b[36m", "s1", 0.8},
-    {pst_Run, 'R', "\x1b[32m", "s2", 1.0},
-    {pst_Pause, 'P', "\x1b[33m", "s3", 0.55},
-    {pst_End, 'E', "\x1b[2m", "s4", 0.25},
-    {pst_Idle, 'I', "\x1b[34m", "s5", 0.35},
-    {pst_ScheduledDown, 'D', "\x1b[35m", "s6", 0.7},
-    {pst_UnscheduledDown, 'U', "\x1b[1;31m", "s7", 1.0},
-};
-constexpr StateLook kOtherLook = {-1, '?', nullptr, "s0", 0.45};
-
 Table TotalsTable(const StatesView& view) {
   Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
   for (const auto& total : StateTotals(view))
@@ -311,12 +326,8 @@ class Lines {
 
 }  // namespace
 
-Scene StatesScene(const StatesView& view, bool embedded) { return Picture(view, embedded).Draw(); }
-
-const StateLook& LookOf(std::int32_t type) {
-  for (const auto& look : kLooks)
-    if (look.type == type) return look;
-  return kOtherLook;
+std::string RenderStatesSvg(const StatesView& view, bool embedded) {
+  return WriteSvg(Picture(view, embedded).Draw());
 }
 
 std::string StateTypeWord(std::int32_t type) {
@@ -372,7 +383,7 @@ std::string RenderStatesHtml(const StatesView& view) {
                    [](const auto& a, const auto& b) { return a[0] < b[0]; });
   Table totals = TotalsTable(view);
   totals.title = "Time in each state";
-  Page page(view, StatesScene(view, true));
+  Page page(view, Picture(view, true).Draw());
   page.Write(totals);
   page.Write(events);
   page.Write(stays, more);
