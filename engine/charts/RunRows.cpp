@@ -9,8 +9,7 @@
 #include <utility>
 
 #include "engine/charts/Marks.h"
-#include "engine/charts/column_storage.h"
-#include "engine/charts/delivery.h"
+#include "engine/charts/PointTable.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {

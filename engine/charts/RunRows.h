@@ -11,7 +11,7 @@
 
 #include "engine/catalogue/EffectiveRows.h"
 #include "engine/catalogue/SpecLimits.h"
-#include "engine/charts/StreamTable.h"
+#include "engine/charts/PointTable.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
 #include "platform/ArrayRef.h"
@@ -20,6 +20,13 @@
 namespace orvspc::engine::charts {
 
 using catalogue::kNoRow;
+
+// The first count elements of the array; empty when it holds something else or too few.
+template <class T>
+std::span<T> Room(const platform::ArrayRef& array, std::size_t count) {
+  const auto all = array.As<T>();
+  return all.size() < count ? std::span<T>() : all.first(count);
+}
 
 // By effective time; of two rows from the same moment that of the process itself comes last and
 // wins over the one for any process.
