@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/ChartPlan.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace orvspc::engine::charts {

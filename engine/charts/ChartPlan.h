@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -68,6 +69,12 @@ struct DataShape {
   // Ranges lose too much against standard deviations above this size.
   static constexpr std::int32_t kMaxForRange = 10;
 
+  // A subgroup without pieces adds nothing.
+  void AddSize(std::int32_t pieces) {
+    if (pieces < 1) return;
+    least_size = least_size == 0 ? pieces : std::min(least_size, pieces);
+    largest_size = std::max(largest_size, pieces);
+  }
   bool SinglePieces() const { return largest_size <= 1; }
   bool RangesServe() const { return least_size == largest_size && largest_size <= kMaxForRange; }
   bool HasReadings() const { return most_readings >= 2; }

@@ -96,9 +96,7 @@ bool NeedsDeviations(const ChartPlan& plan, const DataShape& shape) {
 DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used) {
   DataShape shape;
   for (std::size_t i = 0; i < sizes.size(); ++i) {
-    if (sizes[i] < 1 || (!used.empty() && used[i] == 0)) continue;
-    shape.least_size = shape.least_size == 0 ? sizes[i] : std::min(shape.least_size, sizes[i]);
-    shape.largest_size = std::max(shape.largest_size, sizes[i]);
+    if (used.empty() || used[i] != 0) shape.AddSize(sizes[i]);
   }
   return shape;
 }

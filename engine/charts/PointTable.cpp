@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -102,6 +103,46 @@ double DeviationOf(std::span<const double> pieces, double mean) {
   return std::sqrt(std::max(0.0, squares - sum * sum / n) / (n - 1.0));
 }
 
+struct Counts {
+  double defects = 0.0, defectives = 0.0;
+};
+
+class CountReader {
+ public:
+  explicit CountReader(const store::DataSet& data) : data_(data) {}
+
+  Counts Read(std::size_t subgroup, bool of_defectives) {
+    Counts counts;
+    units_.clear();
+    const auto rows = store::RowsOf(data_, subgroup);
+    for (auto row = rows.begin; row < rows.begin + rows.count; ++row) {
+      const double value = data_.values[row];
+      if (!std::isfinite(value)) continue;
+      counts.defects += value;
+      // Rows without keys count 1, 2, ... inside their subgroup.
+      const auto unit = data_.keys.empty() ? static_cast<std::int32_t>(row - rows.begin) + 1
+                                           : data_.keys[row].Tsno;
+      if (unit == 0) {
+        counts.defectives += value;
+      } else {
+        units_.emplace_back(unit, of_defectives ? value : (value > 0.0 ? 1.0 : 0.0));
+      }
+    }
+    std::sort(units_.begin(), units_.end());
+    double bad = 0.0;
+    for (std::size_t i = 0; i < units_.size(); ++i) {
+      // The last of a unit is its largest.
+      if (i + 1 == units_.size() || units_[i + 1].first != units_[i].first) bad += units_[i].second;
+    }
+    counts.defectives += bad;
+    return counts;
+  }
+
+ private:
+  const store::DataSet& data_;
+  std::vector<std::pair<std::int32_t, double>> units_;
+};
+
 }  // namespace
 
 bool Overflows::In(const ChartStream& stream) const {
@@ -125,39 +166,29 @@ void PointTable::Build(const store::DataSet& data, std::int32_t status) {
   means.resize(count);
   ranges.resize(count);
   store::PieceReader reader(data);
-  StreamTable::Build(
-      data, status,
-      [&](std::size_t place, std::size_t subgroup) { FillPlace(reader, place, subgroup); },
-      [&] { overflows.Clear(); });
-}
-
-void PointTable::FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup) {
-  const auto pieces = reader.Pieces(subgroup);
-  const auto summary = SummarisePieces(pieces);
-  sizes_[place] = static_cast<std::int32_t>(pieces.size());
-  means[place] = summary.mean;
-  ranges[place] = overflows.Keep(summary.range, place);
+  const auto fill = [&](std::size_t place, std::size_t subgroup) {
+    const auto pieces = reader.Pieces(subgroup);
+    const auto [mean, range] = SummarisePieces(pieces);
+    sizes_[place] = static_cast<std::int32_t>(pieces.size());
+    means[place] = mean;
+    ranges[place] = overflows.Keep(range, place);
+  };
+  StreamTable::Build(data, status, fill, [&] { overflows.Clear(); });
 }
 
 DataShape PointTable::Shape(const store::DataSet& data) const {
   DataShape shape;
-  const bool any_used = Used().empty() || std::any_of(Used().begin(), Used().end(),
-                                                      [](auto used) { return used != 0; });
   const bool any_readings = std::any_of(data.keys.begin(), data.keys.end(),
                                         [](const store::RowKey& key) { return key.Sbno > 0; });
   store::PieceReader reader(data);
-  for (std::size_t place = 0; place < Count(); ++place) {
-    if (any_used && !IsUsed(place)) continue;
-    if (const auto size = sizes_[place]; size > 0) {
-      shape.least_size = shape.least_size == 0 ? size : std::min(shape.least_size, size);
-      shape.largest_size = std::max(shape.largest_size, size);
-    }
-    if (!any_readings) continue;
+  ForEachThatCounts([&](std::size_t place) {
+    shape.AddSize(sizes_[place]);
+    if (!any_readings) return;
     reader.ForEachPieceWithReadings(SubgroupAt(place), [&](std::span<const double> readings) {
       shape.most_readings =
           std::max(shape.most_readings, static_cast<std::int32_t>(readings.size()));
     });
-  }
+  });
   return shape;
 }
 
@@ -206,54 +237,6 @@ WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, boo
   return within;
 }
 
-namespace {
-
-struct Counts {
-  double defects = 0.0, defectives = 0.0;
-};
-
-class CountReader {
- public:
-  explicit CountReader(const store::DataSet& data) : data_(data) {}
-
-  Counts Read(std::size_t subgroup, bool of_defectives) {
-    Counts counts;
-    units_.clear();
-    const auto rows = store::RowsOf(data_, subgroup);
-    for (auto row = rows.begin; row < rows.begin + rows.count; ++row) {
-      const double value = data_.values[row];
-      if (!std::isfinite(value)) continue;
-      counts.defects += value;
-      // Rows without keys count 1, 2, ... inside their subgroup.
-      const auto unit = data_.keys.empty() ? static_cast<std::int32_t>(row - rows.begin) + 1
-                                           : data_.keys[row].Tsno;
-      if (unit == 0) {
-        counts.defectives += value;
-      } else {
-        units_.emplace_back(unit, of_defectives ? value : (value > 0.0 ? 1.0 : 0.0));
-      }
-    }
-    counts.defectives += UnitsThatAreBad();
-    return counts;
-  }
-
- private:
-  double UnitsThatAreBad() {
-    std::sort(units_.begin(), units_.end());
-    double sum = 0.0;
-    for (std::size_t i = 0; i < units_.size(); ++i) {
-      // The last of a unit is its largest.
-      if (i + 1 == units_.size() || units_[i + 1].first != units_[i].first) sum += units_[i].second;
-    }
-    return sum;
-  }
-
-  const store::DataSet& data_;
-  std::vector<std::pair<std::int32_t, double>> units_;
-};
-
-}  // namespace
-
 void AttributeTable::Clear() {
   ClearStreams();
   Forget(sizes);
@@ -290,16 +273,11 @@ void AttributeTable::Build(const store::DataSet& data, std::int32_t status,
 AttributeShape AttributeTable::Shape() const {
   AttributeShape shape;
   shape.only_defects = only_defects_;
-  const bool any_used = Used().empty() || std::any_of(Used().begin(), Used().end(),
-                                                      [](auto used) { return used != 0; });
-  bool first = true;
-  double size = 0.0;
-  for (std::size_t place = 0; place < Count(); ++place) {
-    if (any_used && !IsUsed(place)) continue;
-    if (first) size = sizes[place];
-    first = false;
-    shape.sizes_differ = shape.sizes_differ || sizes[place] != size;
-  }
+  std::optional<double> first;
+  ForEachThatCounts([&](std::size_t place) {
+    if (!first) first = sizes[place];
+    shape.sizes_differ = shape.sizes_differ || sizes[place] != *first;
+  });
   return shape;
 }
 

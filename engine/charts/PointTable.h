@@ -54,10 +54,13 @@ class StreamTable {
     ClearStreams();
     const auto count = data.subgroups.size();
     const bool all_count = store::EveryStateCounts(status);
+    const auto take = [&](std::size_t place, std::size_t subgroup) {
+      fill(place, subgroup);
+      if (!all_count && data.subgroups[subgroup].Flag != 0) Disuse(place, count);
+    };
     std::size_t place = 0;
     for (; place < count && SameStream(data.subgroups[place], data.subgroups[0]); ++place) {
-      fill(place, place);
-      NoteFlag(data, place, place, all_count);
+      take(place, place);
     }
     if (count == 0) return;
     if (place == count) {
@@ -67,10 +70,7 @@ class StreamTable {
     used_.clear();
     begin_anew();
     SplitStreams(data);
-    for (place = 0; place < count; ++place) {
-      fill(place, SubgroupAt(place));
-      NoteFlag(data, place, SubgroupAt(place), all_count);
-    }
+    for (place = 0; place < count; ++place) take(place, SubgroupAt(place));
   }
   void ClearStreams();
 
@@ -95,16 +95,20 @@ class StreamTable {
   // 0: plotted, but neither estimated from nor run through. Empty: every subgroup counts.
   const std::vector<std::uint8_t>& Used() const { return used_; }
   bool IsUsed(std::size_t place) const { return used_.empty() || used_[place] != 0; }
+  // Calls visit(place) for the subgroups that count; for all where none does.
+  template <class Visit>
+  void ForEachThatCounts(Visit visit) const {
+    const bool all = std::find(used_.begin(), used_.end(), 1) == used_.end();
+    for (std::size_t place = 0; place < Count(); ++place) {
+      if (all || used_[place] != 0) visit(place);
+    }
+  }
 
  private:
   static bool SameStream(const API_SubgroupData& a, const API_SubgroupData& b) {
     return a.Part == b.Part && a.Prcs == b.Prcs && a.Test == b.Test;
   }
   void AddStream(const API_SubgroupData& row, std::size_t count);
-  void NoteFlag(const store::DataSet& data, std::size_t place, std::size_t subgroup,
-                bool all_count) {
-    if (!all_count && data.subgroups[subgroup].Flag != 0) Disuse(place, data.subgroups.size());
-  }
   void Disuse(std::size_t place, std::size_t count);
   void SplitStreams(const store::DataSet& data);
 
@@ -152,8 +156,6 @@ class PointTable : public StreamTable {
   std::vector<double> StandardDeviations(const store::DataSet& data);
 
  private:
-  void FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup);
-
   std::vector<std::int32_t> sizes_;
 };
 
