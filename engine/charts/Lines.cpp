@@ -12,54 +12,12 @@ namespace {
 using platform::kNaN;
 
 statistics::SigmaEstimate FromRow(double value) {
-  statistics::SigmaEstimate sigma;
-  sigma.value = value;
-  sigma.name = "stored limits";
-  sigma.used = 1;
-  return sigma;
+  return {.value = value, .name = "stored limits", .used = 1};
 }
 
-statistics::PointLimits Formula(ChartKind lines, std::size_t graph, const StreamEstimates& figures,
-                                const PointSizes& sizes) {
-  const auto n = sizes.pieces;
-  const auto& spread = graph == 1 ? figures.within : figures.sw;
-  const bool at_subgroup = lines == ChartKind::Mean || lines == ChartKind::Median;
-  if ((at_subgroup && n < 1) || (lines == ChartKind::MovingAverage && sizes.window.empty())) {
-    return {figures.mean, kNaN, kNaN, kNaN};
-  }
-  switch (lines) {
-    case ChartKind::Mean:
-      return statistics::MeanLimits(figures.mean, statistics::SigmaAt(figures.sp, n), n);
-    case ChartKind::Median:
-      // The median of one piece is the piece.
-      return n == 1 ? statistics::MeanLimits(figures.mean, statistics::SigmaAt(figures.sp, n), 1.0)
-                    : statistics::MedianLimits(figures.mean, statistics::SigmaAt(figures.sp, n), n);
-    case ChartKind::Individuals:
-      return statistics::MeanLimits(figures.mean, figures.sp.value, figures.mean_size);
-    case ChartKind::MovingAverage:
-      return statistics::MovingAverageLimits(figures.mean, figures.sp.value, sizes.window);
-    case ChartKind::Range:
-      return statistics::RangeLimits(statistics::SigmaAt(spread, n), n);
-    case ChartKind::Sd:
-      return statistics::SdLimits(statistics::SigmaAt(spread, n), n);
-    case ChartKind::MovingRange:
-      return statistics::MovingRangeLimits(figures.moving.value / std::sqrt(figures.mean_size));
-    case ChartKind::Cv:
-      return statistics::CvLimits(figures.gamma.value, n);
-    case ChartKind::PieceRange:
-      return statistics::WithinPieceRangeLimits(figures.sw.value, sizes.readings);
-    case ChartKind::PieceSd:
-      return statistics::WithinPieceSdLimits(figures.sw.value, sizes.readings);
-    case ChartKind::PreControl:
-    case ChartKind::Attribute:
-    case ChartKind::None:
-      break;
-  }
-  return {kNaN, kNaN, kNaN, kNaN};
-}
-
-}  // namespace
-
+// The figures that the form in force of a stream is drawn from: the estimates, with those of a
+// stored row in their place. A row has two sigmas, and its chart word says what they mean. The mean
+// size is always that of the chart.
 StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimates& estimates,
                            const ChartPlan& plan) {
   auto figures = estimates;
@@ -87,16 +45,59 @@ StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimat
   return figures;
 }
 
+// Sizes behind the statistic at one point.
+struct PointSizes {
+  std::int32_t pieces = 0;
+  std::span<const std::int32_t> window = {};    // moving average: sizes of the subgroups in it
+  std::span<const std::int32_t> readings = {};  // graph 3 inside the pieces: of each piece
+};
+
+// Centre and limits of one graph at a point. NaN where they do not exist; the centre of graph 1
+// exists at a point without pieces too.
+statistics::PointLimits Formula(ChartKind lines, std::size_t graph, const StreamEstimates& figures,
+                                const PointSizes& sizes) {
+  const auto n = sizes.pieces;
+  const auto& spread = graph == 1 ? figures.within : figures.sw;
+  const bool at_subgroup = lines == ChartKind::Mean || lines == ChartKind::Median;
+  if ((at_subgroup && n < 1) || (lines == ChartKind::MovingAverage && sizes.window.empty())) {
+    return {figures.mean, kNaN, kNaN, kNaN};
+  }
+  switch (lines) {
+    case ChartKind::Mean:
+      return statistics::MeanLimits(figures.mean, statistics::SigmaAt(figures.sp, n), n);
+    case ChartKind::Median:
+      return statistics::MedianLimits(figures.mean, statistics::SigmaAt(figures.sp, n), n);
+    case ChartKind::Individuals:
+      return statistics::MeanLimits(figures.mean, figures.sp.value, figures.mean_size);
+    case ChartKind::MovingAverage:
+      return statistics::MovingAverageLimits(figures.mean, figures.sp.value, sizes.window);
+    case ChartKind::Range:
+      return statistics::RangeLimits(statistics::SigmaAt(spread, n), n);
+    case ChartKind::Sd:
+      return statistics::SdLimits(statistics::SigmaAt(spread, n), n);
+    case ChartKind::MovingRange:
+      return statistics::MovingRangeLimits(figures.moving.value / std::sqrt(figures.mean_size));
+    case ChartKind::Cv:
+      return statistics::CvLimits(figures.gamma.value, n);
+    case ChartKind::PieceRange:
+      return statistics::WithinPieceRangeLimits(figures.sw.value, sizes.readings);
+    case ChartKind::PieceSd:
+      return statistics::WithinPieceSdLimits(figures.sw.value, sizes.readings);
+    case ChartKind::PreControl:
+    case ChartKind::Attribute:
+    case ChartKind::None:
+      break;
+  }
+  return {kNaN, kNaN, kNaN, kNaN};
+}
+
+}  // namespace
+
 statistics::PointLimits FiniteOnly(statistics::PointLimits lines) {
   for (auto* line : {&lines.centre, &lines.upper, &lines.lower, &lines.sigma}) {
     if (!std::isfinite(*line)) *line = kNaN;
   }
   return lines;
-}
-
-statistics::PointLimits LinesAt(ChartKind lines, std::size_t graph, const StreamEstimates& figures,
-                                const PointSizes& sizes) {
-  return FiniteOnly(Formula(lines, graph, figures, sizes));
 }
 
 VariableLines::VariableLines(const VariableLineInput& input)
@@ -128,35 +129,23 @@ statistics::PointLimits VariableLines::Find(std::size_t place) {
     is_known_ = 0;
   }
   if (RowOf(kind_).lines_by_size) return LinesOfSize(in_.table.Sizes()[place]);
-  return LinesAt(kind_, in_.graph, figures_, SizesAt(place));
-}
-
-const statistics::PointLimits& VariableLines::LinesOfSize(std::int32_t pieces) {
-  const auto size = static_cast<std::size_t>(pieces);
-  PointSizes sizes;
-  sizes.pieces = pieces;
-  if (size >= kKnownSizes) {
-    latest_ = LinesAt(kind_, in_.graph, figures_, sizes);
-    return latest_;
-  }
-  const auto bit = std::uint32_t{1} << size;
-  if ((is_known_ & bit) == 0) {
-    known_[size] = LinesAt(kind_, in_.graph, figures_, sizes);
-    is_known_ |= bit;
-  }
-  return known_[size];
-}
-
-PointSizes VariableLines::SizesAt(std::size_t place) const {
-  PointSizes sizes;
-  sizes.pieces = in_.table.Sizes()[place];
+  PointSizes sizes{in_.table.Sizes()[place]};
   if (in_.graph == 0 && !in_.windows.empty()) {
     const auto& window = in_.windows[place];
     const auto count = std::find(window.begin(), window.end(), 0) - window.begin();
     sizes.window = std::span(window).first(static_cast<std::size_t>(count));
   }
   if (in_.graph == 2 && in_.plan.WithinPieces()) sizes.readings = in_.within.SizesAt(place);
-  return sizes;
+  return FiniteOnly(Formula(kind_, in_.graph, figures_, sizes));
+}
+
+const statistics::PointLimits& VariableLines::LinesOfSize(std::int32_t pieces) {
+  const auto size = static_cast<std::size_t>(pieces);
+  const auto bit = size < kKnownSizes ? std::uint32_t{1} << size : 0;
+  auto& lines = bit != 0 ? known_[size] : latest_;
+  if ((is_known_ & bit) == 0) lines = FiniteOnly(Formula(kind_, in_.graph, figures_, {pieces}));
+  is_known_ |= bit;
+  return lines;
 }
 
 statistics::PointLimits VariableLines::PreControlLinesAt(std::size_t place) {

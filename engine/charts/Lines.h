@@ -16,24 +16,6 @@
 
 namespace orvspc::engine::charts {
 
-// The figures that the form in force of a stream is drawn from: the estimates, with those of a
-// stored row in their place. A row has two sigmas, and its chart word says what they mean. The mean
-// size is always that of the chart.
-StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimates& estimates,
-                           const ChartPlan& plan);
-
-// Sizes behind the statistic at one point.
-struct PointSizes {
-  std::int32_t pieces = 0;
-  std::span<const std::int32_t> window;    // moving average: sizes of the subgroups in it
-  std::span<const std::int32_t> readings;  // graph 3 inside the pieces: readings of each piece
-};
-
-// Centre and limits of one graph at a point. NaN where they do not exist or are not finite; the
-// centre of graph 1 exists at a point without pieces too.
-statistics::PointLimits LinesAt(ChartKind lines, std::size_t graph, const StreamEstimates& figures,
-                                const PointSizes& sizes);
-
 // NaN for what is infinite.
 statistics::PointLimits FiniteOnly(statistics::PointLimits lines);
 
@@ -79,7 +61,6 @@ class VariableLines {
   statistics::PointLimits Find(std::size_t place);
   statistics::PointLimits PreControlLinesAt(std::size_t place);
   const statistics::PointLimits& LinesOfSize(std::int32_t pieces);
-  PointSizes SizesAt(std::size_t place) const;
 
   VariableLineInput in_;
   ChartKind kind_;
