@@ -101,7 +101,6 @@ class RunRows {
   std::vector<Row> NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change);
   void CollectLimitRows();
   void LoadAlarms(store::Store& store);
-  std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
   std::int32_t DeliverTests(const platform::ArrayRef& array);
   void ReleaseSubgroups();
 
