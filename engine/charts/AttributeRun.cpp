@@ -70,7 +70,6 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
 }
 
 void AttributeRun::MakeUnits() {
-  const bool counts_defects = plan_.chart->counted && !plan_.chart->defectives;
   units_.assign(table_.Count(), 0.0);
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
@@ -80,9 +79,7 @@ void AttributeRun::MakeUnits() {
       const double size = table_.sizes[place];
       states_[s].no_size = states_[s].no_size || size == 0.0;
       states_[s].some_size = states_[s].some_size || size != 0.0;
-      double units = size;
-      // Only a count of defects makes sense without a size: that of one unit.
-      if (size == 0.0 && counts_defects) units = 1.0;
+      double units = size == 0.0 && plan_.chart->BearsNoSize() ? 1.0 : size;
       if (plan_.chart->per_opportunity && size != 0.0) {
         const auto* const row = opportunities.At(rows_.StampAt(place));
         const std::int32_t known = row == nullptr ? 0 : row->F_OPPS;
@@ -204,7 +201,7 @@ void AttributeRun::AddNotes(store::Store& store) const {
         "Inspected sizes that are not whole numbers are shown rounded; points and limits "
         "use them as they are.");
   }
-  const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
+  const bool bears_no_size = plan_.chart->BearsNoSize();
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
     const auto note = [&](bool applies, const char* code, const std::string& text) {

@@ -130,6 +130,8 @@ struct AttributeChart {
   bool per_opportunity;  // a rate is one per opportunity for a defect
   const char* rate;      // how its mean is made
 
+  // A count of defects makes sense without a size: that of one unit.
+  bool BearsNoSize() const { return counted && !defectives; }
   // What a mean is on the chart.
   catalogue::RateKind Kind() const { return catalogue::RateKindOf(code << 8); }
 };

@@ -35,12 +35,6 @@ struct Scratch {
   }
 };
 
-std::size_t LongestRun(std::span<const statistics::RunRule> rules) {
-  std::size_t longest = 1;
-  for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
-  return longest;
-}
-
 // The place from which `count` used points lie before `begin`.
 std::size_t StepBack(std::span<const std::uint8_t> used, std::size_t begin, std::size_t count) {
   while (begin > 0 && count > 0) {
@@ -76,6 +70,14 @@ void EvaluateStretch(const MarkInput& input, std::span<const statistics::RunRule
   statistics::EvaluateRules(run, rules, std::span(scratch.marks).first(count));
 }
 
+// Of two pieces as far from the target, the first.
+double Farthest(std::span<const double> pieces, double target) {
+  if (pieces.empty() || std::isnan(target)) return platform::kNaN;
+  return *std::max_element(pieces.begin(), pieces.end(), [&](double a, double b) {
+    return std::fabs(a - target) < std::fabs(b - target);
+  });
+}
+
 }  // namespace
 
 void ConvertRules(std::span<const store::StoredRule> stored,
@@ -96,19 +98,17 @@ void ConvertRules(std::span<const store::StoredRule> stored,
 
 void SelectForGraph(std::span<const statistics::RunRule> rules, ChartKind kind, bool weighted,
                     std::vector<statistics::RunRule>& selected) {
-  const bool levels = RowOf(kind).every_rule;
+  using statistics::RuleKind;
   selected.clear();
   for (const auto& rule : rules) {
-    const bool zones =
-        rule.kind == statistics::RuleKind::Red || rule.kind == statistics::RuleKind::Yellow2;
-    const bool of_counts = (rule.kind == statistics::RuleKind::Zone && rule.zone == 0.0) ||
-                           rule.kind == statistics::RuleKind::Trend ||
-                           rule.kind == statistics::RuleKind::Alternate;
-    const bool wanted = kind == ChartKind::PreControl ? zones
-                        : levels && !weighted
-                            ? !zones
-                            : rule.kind == statistics::RuleKind::Limit ||
-                                  (kind == ChartKind::Attribute && !weighted && of_counts);
+    const bool zones = rule.kind == RuleKind::Red || rule.kind == RuleKind::Yellow2;
+    const bool of_counts = (rule.kind == RuleKind::Zone && rule.zone == 0.0) ||
+                           rule.kind == RuleKind::Trend || rule.kind == RuleKind::Alternate;
+    const bool wanted = kind == ChartKind::PreControl         ? zones
+                        : RowOf(kind).every_rule && !weighted ? !zones
+                        : kind == ChartKind::Attribute && !weighted
+                            ? of_counts || rule.kind == RuleKind::Limit
+                            : rule.kind == RuleKind::Limit;
     if (wanted) selected.push_back(rule);
   }
 }
@@ -116,7 +116,8 @@ void SelectForGraph(std::span<const statistics::RunRule> rules, ChartKind kind, 
 void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> rules,
                    std::span<std::uint32_t> marks, std::size_t from, std::size_t to) {
   thread_local Scratch scratch;
-  const auto longest = LongestRun(rules);
+  std::size_t longest = 1;
+  for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
   const auto stretch = std::max(kStretch, 8 * longest);
   scratch.constant_count = 0;
   for (auto begin = from; begin < to;) {
@@ -129,24 +130,6 @@ void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> 
     begin = end;
   }
 }
-
-namespace {
-
-// Of two pieces as far from the target, the first.
-double Farthest(std::span<const double> pieces, double target) {
-  double farthest = platform::kNaN;
-  if (std::isnan(target)) return farthest;
-  double distance = -1.0;
-  for (const double piece : pieces) {
-    if (std::fabs(piece - target) > distance) {
-      distance = std::fabs(piece - target);
-      farthest = piece;
-    }
-  }
-  return farthest;
-}
-
-}  // namespace
 
 bool FillPreControl(const PreControlInput& input, std::span<double> points,
                     std::span<std::uint32_t> marks) {

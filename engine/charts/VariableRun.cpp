@@ -90,24 +90,14 @@ void VariableRun::MakeColumns(store::Store& store) {
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
-    const bool again = graph == 1 && plan_.kinds[2] == plan_.kinds[1];
-    const auto take = [&](std::vector<double>& column) {
-      points_[graph] = again ? column : std::move(column);
-    };
-    switch (plan_.kinds[graph]) {
-      case ChartKind::Range:
-        take(table_.ranges);
-        break;
-      case ChartKind::Sd:
-        take(sds);
-        break;
-      case ChartKind::PieceRange:
-      case ChartKind::PieceSd:
-        points_[graph] = std::move(within_.points);
-        break;
-      default:
-        break;
-    }
+    const auto kind = plan_.kinds[graph];
+    // Moving ranges and ratios are made already; the readings inside pieces are on graph 3.
+    if (graph == 1 && kind != ChartKind::Range && kind != ChartKind::Sd) continue;
+    auto* const column = kind == ChartKind::Range ? &table_.ranges
+                         : kind == ChartKind::Sd  ? &sds
+                                                  : &within_.points;
+    const bool again = graph == 1 && plan_.kinds[2] == kind;
+    points_[graph] = again ? *column : std::move(*column);
   }
   Forget(table_.means);
   Forget(table_.ranges);
