@@ -5,9 +5,9 @@
 #include <array>
 #include <utility>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/import/Import.h"
-#include "engine/pareto/BinNames.h"
+#include "engine/pareto/Lookups.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/StateLog.h"
@@ -159,8 +159,7 @@ ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
   static const auto texts = TextsOf("SELECT id FROM ", " WHERE name = ?1");
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, texts[static_cast<std::size_t>(kind)]);
-    query.Bind(1, name);
+    sql::Query query(db, texts[static_cast<std::size_t>(kind)], name);
     return FirstInt(query);
   });
 }
@@ -262,8 +261,7 @@ std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_view name) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1");
-    query.Bind(1, name);
+    sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1", name);
     return FirstInt(query);
   });
 }
@@ -271,26 +269,23 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_vie
 std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
                                                             std::string_view name) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2");
-    query.Bind(1, std::int64_t{group}).Bind(2, name);
+    sql::Query query(db, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2",
+                     group, name);
     return FirstInt(query);
   });
 }
 
 std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1");
-    query.Bind(1, std::int64_t{subgroup});
+    sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1", subgroup);
     return query.Step() ? std::string(query.Text(0)) : std::string();
   });
 }
 
 QualityDatabase::BinNames QualityDatabase::BinNamesOf(std::int32_t resource,
                                                       const API_PAOptions& options) const {
-  auto names = std::make_shared<pareto::BinNames>(*database_, resource, options);
-  return [database = database_, names = std::move(names)](std::size_t level, std::int32_t id) {
-    return names->NameOf(level, id);
-  };
+  return [database = database_, names = pareto::BinNamesOf(*database_, resource, options)](
+             std::size_t level, std::int32_t id) { return names(level, id); };
 }
 
 std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
@@ -339,10 +334,8 @@ void QualityDatabase::Set(std::string_view name, std::string_view value) {
   CheckSetting(*store, name, value);
   store::Guarded(*store, [&] {
     store->Write([&](sql::Connection& db) {
-      sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)")
-          .Bind(1, name)
-          .Bind(2, value)
-          .Bind(3, time::Now())
+      sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)", name,
+                 value, time::Now())
           .Run();
     });
   });

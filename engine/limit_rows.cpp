@@ -113,10 +113,7 @@ template <class Row>
 std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<Row> rows;
-    sql::Query query(db, kText<Row>);
-    query.Bind(1, std::int64_t{stream.part})
-        .Bind(2, std::int64_t{stream.test})
-        .Bind(3, std::int64_t{stream.process});
+    sql::Query query(db, kText<Row>, stream.part, stream.test, stream.process);
     while (query.Step()) {
       Row row;
       row.part = query.Int(0);

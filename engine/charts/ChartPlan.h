@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/catalogue/stored_rate.h"
+#include "engine/catalogue/limits.h"
 
 namespace orvspc::engine::charts {
 

@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {

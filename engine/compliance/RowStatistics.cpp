@@ -7,8 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/store/Pieces.h"

@@ -105,9 +105,8 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
                    "SELECT m.context, min(m.time), max(m.time) FROM stream s "
                    "JOIN measurement m ON m.stream = s.id "
                    "WHERE s.process = ?1 AND (?2 = 0 OR s.part = ?2) AND m.time BETWEEN ?3 AND ?4 "
-                   "GROUP BY m.context");
-  query.Bind(1, std::int64_t{requirement.process}).Bind(2, std::int64_t{requirement.part});
-  query.Bind(3, window.start).Bind(4, window.end - 1);
+                   "GROUP BY m.context",
+                   requirement.process, requirement.part, window.start, window.end - 1);
   while (query.Step()) {
     const auto place = cache.PlaceOfContext(query.Int64(0));
     if (!place) continue;

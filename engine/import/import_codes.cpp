@@ -70,8 +70,10 @@ using AtState = PlaceIn<kStateColumns>;
 
 CodeFacts& TakeCode(ImportFile& file, ItemKind kind, std::int32_t id,
                     std::map<std::int32_t, CodeFacts>& codes) {
-  static const auto update = ForEachTable(
-      "UPDATE ", " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1");
+  static const auto update = catalogue::TextsByKind([](ItemKind each) {
+    return "UPDATE " + catalogue::TableOf(each) +
+           " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1";
+  });
   auto& facts = codes[id];
   if (const auto cell = file.table.Cell(At("name")); !cell.empty()) {
     if (facts.text && *facts.text != cell) file.table.Refuse(At("name"), kDiffers);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/catalogue/stored_rate.h"
+#include "engine/catalogue/limits.h"
 #include "engine/import/import_kind.h"
 #include "engine/store/packing.h"
 #include "engine/time/calendar.h"
@@ -136,8 +136,8 @@ bool HasCounts(sql::Connection& db, std::int32_t part, std::int32_t process, std
                    "SELECT m.packed FROM stream s JOIN test t ON t.id = s.test "
                    "JOIN measurement m ON m.stream = s.id "
                    "WHERE s.part = ?1 AND s.test = ?2 AND (?3 = 0 OR s.process = ?3) "
-                   "AND t.type <> ?4");
-  BindAll(query, part, test, process, ttVariable);
+                   "AND t.type <> ?4",
+                   part, test, process, ttVariable);
   while (query.Step()) {
     const auto view = store::PackedView::Of(query.Blob(0));
     for (std::size_t i = 0; view && i < view->Count(); ++i) {

@@ -5,18 +5,9 @@
 
 namespace orvspc::engine::import {
 
-StatementByKind ForEachTable(std::string_view front, std::string_view back) {
-  StatementByKind all;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    all[i] = front;
-    all[i] += catalogue::TableOf(static_cast<catalogue::ItemKind>(i));
-    all[i] += back;
-  }
-  return all;
-}
-
 ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
-  static const auto select = ForEachTable("SELECT name, id FROM ", "");
+  static const auto select = catalogue::TextsByKind(
+      [](auto each) { return "SELECT name, id FROM " + catalogue::TableOf(each); });
   auto& table = tables_[static_cast<std::size_t>(kind)];
   if (!table.read) {
     sql::Query query(db_, select[static_cast<std::size_t>(kind)]);
@@ -34,7 +25,9 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) return *id;
-  static const auto insert = ForEachTable("INSERT INTO ", "(name) VALUES(?1) RETURNING id");
+  static const auto insert = catalogue::TextsByKind([](auto each) {
+    return "INSERT INTO " + catalogue::TableOf(each) + "(name) VALUES(?1) RETURNING id";
+  });
   const auto id =
       static_cast<std::int32_t>(*IntOf(db_, insert[static_cast<std::size_t>(kind)], name));
   Of(kind).ids.emplace(name, id);

@@ -8,14 +8,10 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/sql/Connection.h"
 
 namespace orvspc::engine::import {
-
-// A statement for the table of each kind of item: front, table, back.
-using StatementByKind = std::array<std::string, catalogue::kItemKinds>;
-StatementByKind ForEachTable(std::string_view front, std::string_view back);
 
 struct TextHash : std::hash<std::string_view> {
   using is_transparent = void;

@@ -50,7 +50,7 @@ void ValuesWriter::WriteSubgroups() {
                     "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     auto& subgroup = batch_.subgroups[i];
-    BindAll(insert, subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
+    insert.Bind(subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
     // RETURNING would cost more than counting here.
     std::optional<std::int64_t> id = highest_ + 1;
     subgroup.is_new = insert.Run() != 0;
@@ -88,8 +88,8 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
 store::Context ValuesWriter::ContextOf(std::int32_t id) {
   if (id == 0) return {};
   sql::Query query(
-      db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1");
-  query.Bind(1, std::int64_t{id});
+      db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1",
+      id);
   if (!query.Step())
     throw sql::SqlError(sql::SqlError::Kind::Damaged,
                         "context " + std::to_string(id) + " is missing");
@@ -143,7 +143,7 @@ void ValuesWriter::WriteMeasurements() {
         context.*member = static_cast<std::int32_t>(std::max(open->shared[i].value, 0.0));
     }
     auto& write = is_stored ? update : insert;
-    BindAll(write, key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
+    write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
     write.Run();
     report_.rows += static_cast<std::int64_t>(packed_rows_.size());
   }
@@ -221,8 +221,8 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
   {
     sql::Query query(db_,
                      "SELECT packed, context FROM measurement "
-                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
-    BindAll(query, key.stream, key.time, key.subgroup);
+                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
+                     key.stream, key.time, key.subgroup);
     query.Step();
     const auto view = store::PackedView::Of(query.Blob(0));
     if (!view)

@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"
@@ -39,8 +38,6 @@ class TestFacts {
   const Facts& Of(std::int32_t part, std::int32_t test) const;
 
  private:
-  void Add(const store::StoreCache& cache, const store::Stream& stream);
-
   std::map<std::pair<std::int32_t, std::int32_t>, Facts> facts_;
   Facts none_;
 };
@@ -78,8 +75,5 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
                      const Lookups& lookups, std::int64_t window_end);
 Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries,
                      const Lookups& lookups);
-
-// The identifiers of the plan's levels that a whole subgroup has; false: a row's.
-bool IsOfSubgroup(const ParetoLevel& level);
 
 }  // namespace orvspc::engine::pareto

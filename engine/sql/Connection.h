@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -11,6 +12,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // What the engine needs of a database with SQL; a folder for each database implements it. SQL texts
 // are in the common dialect: ON CONFLICT, RETURNING, coalesce; parameters are ?1, ?2, ...
@@ -109,37 +111,30 @@ class Connection {
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
 };
 
+// An identifier to be stored; 0 means none and becomes null.
+struct Reference {
+  std::int64_t id;
+};
+
 // One use of a prepared statement, which is reset at the end.
 class Query {
  public:
-  Query(Connection& connection, std::string_view sql) : statement_(connection.Prepared(sql)) {}
+  // With values for ?1, ?2, ...
+  template <class... Values>
+  Query(Connection& connection, std::string_view sql, const Values&... values)
+      : statement_(connection.Prepared(sql)) {
+    Bind(values...);
+  }
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
   ~Query() { statement_.Reset(); }
 
-  Query& Bind(int index, std::int64_t value) {
-    statement_.BindInt(index, value);
-    return *this;
-  }
-  Query& Bind(int index, double value) {
-    statement_.BindReal(index, value);
-    return *this;
-  }
-  Query& Bind(int index, std::string_view text) {
-    statement_.BindText(index, text);
-    return *this;
-  }
-  Query& Bind(int index, std::span<const std::byte> blob) {
-    statement_.BindBlob(index, blob);
-    return *this;
-  }
-  Query& BindNull(int index) {
-    statement_.BindNull(index);
-    return *this;
-  }
-  // 0 means none and is stored as null.
-  Query& BindReference(int index, std::int64_t identifier) {
-    return identifier == 0 ? BindNull(index) : Bind(index, identifier);
+  // Values for ?1, ?2, ... An optional without a value is null, an array has a place for each
+  // element.
+  template <class... Values>
+  void Bind(const Values&... values) {
+    [[maybe_unused]] int place = 1;
+    (BindNext(place, values), ...);
   }
 
   // True while there is a row.
@@ -178,7 +173,43 @@ class Query {
     (ReadInto(column++, out), ...);
   }
 
+  // The rows that are left, each with the columns in its members.
+  template <class Row, class... Members>
+  std::vector<Row> All(Members... members) {
+    std::vector<Row> rows;
+    while (Step()) {
+      auto& row = rows.emplace_back();
+      Read(row.*members...);
+    }
+    return rows;
+  }
+
  private:
+  template <class T>
+  void BindNext(int& place, const T& value) {
+    if constexpr (std::is_same_v<T, Reference>) {
+      value.id == 0 ? statement_.BindNull(place) : statement_.BindInt(place, value.id);
+    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+      statement_.BindInt(place, static_cast<std::int64_t>(value));
+    } else if constexpr (std::is_floating_point_v<T>) {
+      statement_.BindReal(place, value);
+    } else if constexpr (std::is_convertible_v<T, std::span<const std::byte>>) {
+      statement_.BindBlob(place, value);
+    } else {
+      statement_.BindText(place, value);
+    }
+    ++place;
+  }
+  template <class T>
+  void BindNext(int& place, const std::optional<T>& value) {
+    if (value) return BindNext(place, *value);
+    statement_.BindNull(place++);
+  }
+  template <class T, std::size_t kSize>
+  void BindNext(int& place, const std::array<T, kSize>& values) {
+    for (const auto& value : values) BindNext(place, value);
+  }
+
   template <class T>
   void ReadInto(int column, std::optional<T>& out) const {
     out.reset();

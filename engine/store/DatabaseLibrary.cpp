@@ -49,8 +49,8 @@ void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
   sql::Query query(db,
                    "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
                    "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
-                   "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup");
-  query.Bind(1, std::int64_t{first}).Bind(2, std::int64_t{last});
+                   "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup",
+                   first, last);
   while (query.Step()) {
     auto& row = rows.emplace_back();
     query.Read(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
@@ -290,8 +290,8 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
                        "SELECT c.subgroup, c.time, c.test, c.tsno, e.name, "
                        "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
                        "LEFT JOIN employee e ON e.id = c.employee "
-                       "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id");
-      query.Bind(1, first).Bind(2, std::int64_t{last});
+                       "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id",
+                       first, last);
       while (query.Step()) {
         if (wanted.Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
       }

@@ -38,8 +38,7 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
   TimeRange range(info, cache.zone_offset);
 
   std::vector<EventRow> rows;
-  sql::Query query(connection, kNewestFirst);
-  query.Bind(1, std::int64_t{range.Start()}).Bind(2, std::int64_t{range.End()});
+  sql::Query query(connection, kNewestFirst, range.Start(), range.End());
   while (rows.size() < limit && query.Step()) {
     const auto row = RowOf(query);
     // The statement began before the range of the newest was known.
@@ -60,8 +59,7 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
 }
 
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id) {
-  sql::Query query(connection, kById);
-  query.Bind(1, std::int64_t{id});
+  sql::Query query(connection, kById, id);
   if (!query.Step()) return std::nullopt;
   return RowOf(query);
 }

@@ -7,19 +7,19 @@ namespace {
 // Of one process and of all: separate texts, so that each follows its index.
 constexpr std::string_view kBetweenOfOne =
     "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?4 AND l.time BETWEEN ?1 AND ?2 "
-    "ORDER BY l.time LIMIT ?3";
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?1 AND l.time BETWEEN ?2 AND ?3 "
+    "ORDER BY l.time LIMIT ?4";
 constexpr std::string_view kBetweenOfAll =
     "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-    "JOIN state_code c ON c.id = l.state_code WHERE l.time BETWEEN ?1 AND ?2 "
-    "ORDER BY l.time, l.process LIMIT ?3";
+    "JOIN state_code c ON c.id = l.state_code WHERE ?1 = 0 AND l.time BETWEEN ?2 AND ?3 "
+    "ORDER BY l.time, l.process LIMIT ?4";
 constexpr std::string_view kBeforeOfOne =
     "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?2 AND l.time < ?1 "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?1 AND l.time < ?2 "
     "ORDER BY l.time DESC LIMIT 1";
 constexpr std::string_view kBeforeOfAll =
     "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
-    "JOIN state_code c ON c.id = l.state_code WHERE l.time < ?1 "
+    "JOIN state_code c ON c.id = l.state_code WHERE ?1 = 0 AND l.time < ?2 "
     "ORDER BY l.time DESC, l.process DESC LIMIT 1";
 
 StateLogRow RowOf(const sql::Query& query) {
@@ -32,9 +32,8 @@ StateLogRow RowOf(const sql::Query& query) {
 
 std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
                                       std::int64_t from, std::int64_t to, std::int64_t limit) {
-  sql::Query query(connection, process == 0 ? kBetweenOfAll : kBetweenOfOne);
-  query.Bind(1, from).Bind(2, to).Bind(3, limit);
-  if (process != 0) query.Bind(4, std::int64_t{process});
+  sql::Query query(connection, process == 0 ? kBetweenOfAll : kBetweenOfOne, process, from, to,
+                   limit);
   std::vector<StateLogRow> rows;
   while (query.Step()) rows.push_back(RowOf(query));
   return rows;
@@ -42,15 +41,13 @@ std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t 
 
 std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
                                              std::int64_t time) {
-  sql::Query query(connection, process == 0 ? kBeforeOfAll : kBeforeOfOne);
-  query.Bind(1, time);
-  if (process != 0) query.Bind(2, std::int64_t{process});
+  sql::Query query(connection, process == 0 ? kBeforeOfAll : kBeforeOfOne, process, time);
   return query.Step() ? std::optional(RowOf(query)) : std::nullopt;
 }
 
 bool HasStateLog(sql::Connection& connection, std::int32_t process) {
-  sql::Query query(connection, "SELECT 1 FROM state_log WHERE process = ?1 LIMIT 1");
-  return query.Bind(1, std::int64_t{process}).Step();
+  sql::Query query(connection, "SELECT 1 FROM state_log WHERE process = ?1 LIMIT 1", process);
+  return query.Step();
 }
 
 }  // namespace orvspc::engine::store

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/catalogue/StoredLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Database.h"
@@ -134,10 +134,10 @@ std::vector<Note> TakeNotes();
 // Those of one database.
 std::vector<Note> TakeNotes(std::int32_t handle);
 
-// While one of these lives, notes that the thread adds belong to the database of the handle.
 // The handle of notes that concern no open database; whoever takes notes gets these too.
 inline constexpr std::int32_t kNoDatabase = 0;
 
+// While one of these lives, notes that the thread adds belong to the database of the handle.
 class NotesBelongTo {
  public:
   explicit NotesBelongTo(std::int32_t handle);

@@ -12,9 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
 #include "engine/catalogue/References.h"
-#include "engine/catalogue/StoredLimits.h"
+#include "engine/catalogue/limits.h"
 
 namespace orvspc::engine::store {
 

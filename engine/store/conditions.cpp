@@ -22,8 +22,8 @@ void AppendMembers(sql::Connection& db, std::string_view kind, std::int32_t grou
   sql::Query query(
       db,
       "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
-      "WHERE g.id = ?1 AND g.kind = ?2");
-  query.Bind(1, std::int64_t{group}).Bind(2, kind);
+      "WHERE g.id = ?1 AND g.kind = ?2",
+      group, kind);
   while (query.Step()) ids.push_back(query.Int(0));
 }
 
@@ -38,8 +38,8 @@ std::map<std::int32_t, std::vector<std::int32_t>> DescriptorsByGroup(
       sql::Query query(db,
                        "SELECT descriptor_group, id FROM descriptor WHERE id = ?1 "
                        "UNION ALL SELECT descriptor_group, id FROM descriptor "
-                       "WHERE ?1 = 0 AND descriptor_group = ?2");
-      query.Bind(1, std::int64_t{item}).Bind(2, std::int64_t{block.group});
+                       "WHERE ?1 = 0 AND descriptor_group = ?2",
+                       item, block.group);
       while (query.Step()) {
         groups[query.Int(0)].push_back(query.Int(1));
         found = true;
@@ -58,8 +58,8 @@ Identifiers SubgroupsWith(sql::Connection& db, std::span<const FilterBlock> bloc
     SortUnique(descriptors);
     std::vector<std::int32_t> ids;
     for (const auto descriptor : descriptors) {
-      sql::Query query(db, "SELECT subgroup FROM subgroup_descriptor WHERE descriptor = ?1");
-      query.Bind(1, std::int64_t{descriptor});
+      sql::Query query(db, "SELECT subgroup FROM subgroup_descriptor WHERE descriptor = ?1",
+                       descriptor);
       while (query.Step()) ids.push_back(query.Int(0));
     }
     SortUnique(ids);

@@ -209,10 +209,7 @@ void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out)
       "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
       "ORDER BY time DESC LIMIT 1"};
   for (int i = 0; i < 2; ++i) {
-    sql::Query query(db_, kEnds[i]);
-    query.Bind(1, stream.id);
-    query.Bind(2, std::int64_t{range_.Start()});
-    query.Bind(3, std::int64_t{range_.End()});
+    sql::Query query(db_, kEnds[i], stream.id, range_.Start(), range_.End());
     if (query.Step()) ends[i] = query.Int(0);
   }
   if (!ends[0] || !ends[1]) return;

@@ -136,9 +136,8 @@ void StreamReader::RaiseDamaged(sql::Connection& db, const Stream& stream) const
   sql::Query query(db,
                    "SELECT m.subgroup, s.label, m.packed FROM measurement m "
                    "JOIN subgroup s ON s.id = m.subgroup "
-                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3");
-  query.Bind(1, stream.id);
-  query.Bind(2, std::int64_t{range_.Start()}).Bind(3, std::int64_t{range_.End()});
+                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3",
+                   stream.id, range_.Start(), range_.End());
   while (query.Step()) {
     if (PackedView::Of(query.Blob(2))) continue;
     which =

@@ -62,8 +62,7 @@ class StreamReader {
 template <class Visit>
 void StreamReader::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
                                std::int32_t start, std::int32_t end, Visit visit) const {
-  sql::Query query(db, TextOf(forward, with_context_));
-  query.Bind(1, stream.id).Bind(2, std::int64_t{start}).Bind(3, std::int64_t{end});
+  sql::Query query(db, TextOf(forward, with_context_), stream.id, start, end);
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
     if (!record) RaiseDamaged(db, stream);

@@ -9,20 +9,25 @@
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
 #include "host/cli/Selection.h"
-#include "host/render/capability/CapabilityReading.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
-#include "host/render/compliance/ComplianceReading.h"
-#include "host/render/pareto/ParetoReading.h"
-#include "host/render/states/StatesReading.h"
+#include "host/render/compliance/Compliance.h"
+#include "host/render/pareto/Pareto.h"
+#include "host/render/states/States.h"
 
 // What all commands that analyse have in common.
 namespace orvspc::cli {
 
-// One run of a command.
-struct Analysis {
-  const Arguments& arguments;
+// How a document is written.
+struct Presentation {
+  render::Names names;
   std::string format;
   render::TextOptions text;
+};
+
+// One run of a command.
+struct Analysis : Presentation {
+  const Arguments& arguments;
   QualityDatabase database;
   std::shared_ptr<DataSelect> select;
 };
@@ -85,16 +90,11 @@ render::ComplianceDocument RunCompliance(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select);
 
 // A document as text, json, svg or html.
-std::string Formatted(const render::ChartDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::CapabilityDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::ParetoDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::StatesDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::ComplianceDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::ChartDocument& document, const Presentation& shown);
+std::string Formatted(const render::CapabilityDocument& document, const Presentation& shown);
+std::string Formatted(const render::ParetoDocument& document, const Presentation& shown);
+std::string Formatted(const render::StatesDocument& document, const Presentation& shown);
+std::string Formatted(const render::ComplianceDocument& document, const Presentation& shown);
 
 // Stored settings for people, one a line.
 std::string SettingsText(const CAProcessing& processing, const render::TextOptions& options);

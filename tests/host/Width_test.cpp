@@ -5,15 +5,15 @@
 #include <limits>
 #include <sstream>
 
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
 #include "host/render/chart/ChartView.h"
-#include "host/render/compliance/ComplianceView.h"
+#include "host/render/compliance/Compliance.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
-#include "host/render/pareto/ParetoView.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/pareto/Pareto.h"
+#include "host/render/states/States.h"
 #include "tests/host/ChartViews.h"
 #include "tests/host/ProgramTest.h"
 
@@ -57,8 +57,8 @@ CapabilityView Capability() {
   AddHead(view);
   view.axis = "value";
   for (int i = 0; i < 12; ++i) view.bars.push_back({i * 1e5, (i + 1) * 1e5, 20.0 + i, 21.0});
-  view.limits = {{-1e7, "LSL", "LSL -10000000"}, {2e5, "USL", "USL 200000.125"}};
-  view.targets = {{2.5e5, "Target", "Target 250000.0625"}};
+  view.limits = {{-1e7, "LSL -10000000"}, {2e5, "USL 200000.125"}};
+  view.targets = {{2.5e5, "Target 250000.0625"}};
   view.mean = 2.55e5;
   view.tables = {{"Net content",
                   {"", "#limit", "#Z", "#observed", "#expected", "#allowed"},
@@ -109,29 +109,26 @@ StatesView States() {
 ComplianceView Compliance() {
   ComplianceView view;
   AddHead(view);
-  view.requirements = {{kName, "Ring", "Diameter", kName, {1000000, 999998, 2}},
-                       {"Press", "Ring", "Diameter", "hourly", {8, 8, 0}}};
+  view.requirements = {{{kName, "Ring", "Diameter", kName}, {1000000, 999998, 2}},
+                       {{"Press", "Ring", "Diameter", "hourly"}, {8, 8, 0}}};
   HeatMap map{kName, {"06:00", "14:00"}, {}, {}};
   for (int day = 1; day <= 31; ++day)
     map.days.push_back("2024-03-" + std::string(day < 10 ? "0" : "") + std::to_string(day));
   map.cells.resize(62, SampleCount{4, 3, 1});
   view.maps = {map};
-  view.lines = {{"2024-03-01T08:00:00",
-                 60.0,
-                 kName,
-                 "Ring",
-                 "Diameter",
-                 "Production",
-                 kName,
-                 {8, 6, 2},
-                 30,
-                 1,
-                 2,
-                 3,
-                 kNaN,
-                 kNaN,
-                 kNaN,
-                 kNaN}};
+  ComplianceRow& line = view.lines.emplace_back();
+  line.process = line.requirement = kName;
+  line.part = "Ring";
+  line.test = "Diameter";
+  line.state = "Production";
+  line.start = 1709280000;
+  line.duration = 60.0;
+  line.count = {8, 6, 2};
+  line.test_count = 30;
+  line.minimum = 1.0;
+  line.average = 2.0;
+  line.maximum = 3.0;
+  line.deviation = line.pp = line.ppk = line.oos = kNaN;
   return view;
 }
 

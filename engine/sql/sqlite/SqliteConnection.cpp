@@ -32,25 +32,14 @@ constexpr int kBusyMilliseconds = 500;
 constexpr int kCreatingMilliseconds = 5000;
 
 SqlError::Kind KindOf(int code) {
-  switch (code & 0xff) {
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return SqlError::Kind::Locked;
-    case SQLITE_FULL:
-      return SqlError::Kind::Full;
-    case SQLITE_READONLY:
-      return SqlError::Kind::ReadOnly;
-    case SQLITE_CORRUPT:
-      return SqlError::Kind::Damaged;
-    case SQLITE_NOTADB:
-      return SqlError::Kind::NotADatabase;
-    case SQLITE_NOMEM:
-      return SqlError::Kind::OutOfMemory;
-    case SQLITE_CONSTRAINT:
-      return SqlError::Kind::Constraint;
-    default:
-      return SqlError::Kind::Other;
-  }
+  using enum SqlError::Kind;
+  static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
+      {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
+      {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
+      {SQLITE_NOMEM, OutOfMemory}, {SQLITE_CONSTRAINT, Constraint}};
+  for (const auto& [primary, kind] : kKinds)
+    if ((code & 0xff) == primary) return kind;
+  return Other;
 }
 
 void Check(sqlite3* db, int code) {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/core/PlainText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,7 +8,134 @@
 #include <optional>
 #include <set>
 
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+
 namespace orvspc::render {
+
+std::array<NamedLine, 6> LinesOf(const GraphView& graph) {
+  const LineSet &limits = graph.limits, &specification = graph.specification;
+  return {{{"UCL", limits.upper, false},
+           {"CL", limits.centre, false},
+           {"LCL", limits.lower, false},
+           {"USL", specification.upper, true},
+           {"Target", specification.centre, true},
+           {"LSL", specification.lower, true}}};
+}
+
+std::vector<std::size_t> Places(const ChartView& view) {
+  std::vector<std::size_t> places(view.Count());
+  for (std::size_t i = 0; i < places.size(); ++i) places[i] = i;
+  for (std::size_t g = 0; g < view.groups.size(); ++g)
+    for (std::size_t i = view.groups[g].first; i <= view.groups[g].last && i < places.size(); ++i)
+      places[i] = g;
+  return places;
+}
+
+std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView& view) {
+  std::map<std::int32_t, std::vector<std::size_t>> streams;
+  for (std::size_t i = 0; i < view.Count(); ++i) streams[view.StreamOf(i)].push_back(i);
+  return streams;
+}
+
+std::map<std::int32_t, RuleCount> RulesBroken(const ChartView& view) {
+  std::map<std::int32_t, RuleCount> counts;
+  for (const auto& graph : view.graphs)
+    for (const auto& mark : graph.marks)
+      for (const auto& rule : mark.rules) {
+        auto& count = counts[rule.number];
+        count.rule = rule;
+        ++count.points;
+      }
+  return counts;
+}
+
+std::string RuleNumbers(const PointMark& mark) {
+  std::vector<std::string> numbers;
+  for (const auto& rule : mark.rules) numbers.push_back(std::to_string(rule.number));
+  return Joined(numbers, ",");
+}
+
+std::string MarkText(const PointMark& mark) {
+  std::vector<std::string> texts;
+  for (const auto& rule : mark.rules)
+    texts.push_back(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
+  texts.insert(texts.end(), mark.specifications.begin(), mark.specifications.end());
+  return Joined(texts, "; ");
+}
+
+std::string StreamLetter(std::size_t stream) {
+  std::string text(1, static_cast<char>('A' + stream % 26));
+  return stream < 26 ? text : StreamLetter(stream / 26 - 1) + text;
+}
+
+AxisTimes::AxisTimes(const ChartView& view) {
+  if (view.Count() == 0) return;
+  const auto [first, last] = std::minmax_element(view.stamps.begin(), view.stamps.end());
+  const std::string start = IsoTime(*first), end = IsoTime(*last);
+  if (start.substr(0, kDay) == end.substr(0, kDay)) {
+    from_ = kDay + 1;
+  } else if (std::ranges::all_of(view.stamps, [clock = ClockText(*first)](auto stamp) {
+               return ClockText(stamp) == clock;
+             })) {
+    to_ = kDay;
+  } else if (start.substr(0, kYear) == end.substr(0, kYear)) {
+    from_ = kYear + 1;
+  }
+}
+
+std::string AxisTimes::Text(std::int64_t stamp) const {
+  std::string text = IsoTime(stamp).substr(from_, to_ - from_);
+  std::ranges::replace(text, 'T', ' ');
+  return text;
+}
+
+std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
+  std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1), kNaN);
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const auto stream = static_cast<std::size_t>(view.StreamOf(i));
+    if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];
+  }
+  return newest;
+}
+
+namespace {
+
+void Widen(Range& range, const std::vector<double>& values) {
+  for (const double value : values) {
+    if (!std::isfinite(value)) continue;
+    range.low = std::min(range.low, value);
+    range.high = std::max(range.high, value);
+  }
+}
+
+}  // namespace
+
+Range AxisRange(const GraphView& graph) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Range range{kInfinity, -kInfinity};
+  Widen(range, graph.points);
+  Range with_specification = range;
+  for (const auto& line : LinesOf(graph)) {
+    if (!line.specification) Widen(range, line.values);
+    Widen(with_specification, line.values);
+  }
+  const double width = range.high - range.low;
+  if (!(width > 0.0) || with_specification.high - with_specification.low <= 3.0 * width)
+    range = with_specification;
+
+  if (range.low > range.high) return {0.0, 1.0};
+  // An axis whose length is no number shows nothing at all; what lies beyond this one is left out.
+  constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
+  range = {std::clamp(range.low, -kFurthest, kFurthest),
+           std::clamp(range.high, -kFurthest, kFurthest)};
+  if (range.low == range.high) {
+    if (graph.from_zero && range.low == 0.0) return {0.0, 1.0};
+    const double margin = range.low == 0.0 ? 1.0 : std::abs(range.low) * 0.05;
+    return {range.low - margin, range.high + margin};
+  }
+  return range;
+}
 
 Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines) {
   static constexpr double kHeights[3][3] = {{360, 0, 0}, {270, 170, 0}, {240, 140, 140}};

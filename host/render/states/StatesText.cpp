@@ -7,7 +7,8 @@
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/core/Words.h"
+#include "host/render/states/States.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
@@ -15,16 +16,25 @@ namespace orvspc::render {
 namespace {
 
 constexpr StateLook kLooks[] = {
-    {pst_None, "none", '-', "\x1b[2m", "s0", 0.15},
-    {pst_Start, "start", 'S', "\x1b[36m", "s1", 0.8},
-    {pst_Run, "run", 'R', "\x1b[32m", "s2", 1.0},
-    {pst_Pause, "pause", 'P', "\x1b[33m", "s3", 0.55},
-    {pst_End, "end", 'E', "\x1b[2m", "s4", 0.25},
-    {pst_Idle, "idle", 'I', "\x1b[34m", "s5", 0.35},
-    {pst_ScheduledDown, "scheduled-down", 'D', "\x1b[35m", "s6", 0.7},
-    {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m", "s7", 1.0},
+    {pst_None, '-', "\x1b[2m", "s0", 0.15},
+    {pst_Start, 'S', "\x1b[36m", "s1", 0.8},
+    {pst_Run, 'R', "\x1b[32m", "s2", 1.0},
+    {pst_Pause, 'P', "\x1b[33m", "s3", 0.55},
+    {pst_End, 'E', "\x1b[2m", "s4", 0.25},
+    {pst_Idle, 'I', "\x1b[34m", "s5", 0.35},
+    {pst_ScheduledDown, 'D', "\x1b[35m", "s6", 0.7},
+    {pst_UnscheduledDown, 'U', "\x1b[1;31m", "s7", 1.0},
 };
-constexpr StateLook kOtherLook = {-1, nullptr, '?', nullptr, "s0", 0.45};
+constexpr StateLook kOtherLook = {-1, '?', nullptr, "s0", 0.45};
+
+Table TotalsTable(const StatesView& view) {
+  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
+  for (const auto& total : StateTotals(view))
+    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
+                          std::to_string(total.stays), Fixed(total.hours, 2),
+                          Fixed(total.percent, 1)});
+  return table;
+}
 
 // A character for each stretch of time.
 class Lines {
@@ -45,11 +55,8 @@ class Lines {
       for (const auto& lane : view_.lanes) DrawLane(lane);
       Axis();
       Legend();
-      Totals();
-      if (!view_.events.rows.empty()) {
-        out_.Blank();
-        out_.Write(view_.events);
-      }
+      Block(TotalsTable(view_));
+      Block(view_.events);
     }
     out_.Notes(view_);
     return out_.Take();
@@ -134,17 +141,17 @@ class Lines {
       events = events || !lane.events.empty();
     }
     for (const auto& look : kLooks)
-      if (seen.contains(look.type)) text += std::string(1, look.letter) + " " + look.word + ", ";
+      if (seen.contains(look.type))
+        text += std::string(1, look.letter) + " " + StateTypeWord(look.type) + ", ";
     text += ". not known";
     if (events) text += ", ^ event, ! open event, * several";
     out_.Line(text, 0);
   }
 
-  void Totals() {
-    const Table totals = TotalsTable(view_);
-    if (totals.rows.empty()) return;
+  void Block(const Table& table) {
+    if (table.rows.empty()) return;
     out_.Blank();
-    out_.Write(totals);
+    out_.Write(table);
   }
 
   static constexpr std::size_t kMaxLabel = 24;
@@ -163,8 +170,7 @@ const StateLook& LookOf(std::int32_t type) {
 }
 
 std::string StateTypeWord(std::int32_t type) {
-  const char* word = LookOf(type).word;
-  return word ? word : "type " + std::to_string(type);
+  return WordOrNumber(platform::kStateTypes, type, "type ");
 }
 
 std::vector<StateTotal> StateTotals(const StatesView& view) {
@@ -173,30 +179,21 @@ std::vector<StateTotal> StateTotals(const StatesView& view) {
     std::map<std::pair<std::int32_t, std::string>, StateTotal> states;
     double known = 0.0;
     for (const auto& stay : lane.stays) {
-      auto& total = states[{stay.type, stay.state}];
+      auto& total =
+          states
+              .try_emplace({stay.type, stay.state}, StateTotal{lane.process, stay.state, stay.type})
+              .first->second;
       const double hours = static_cast<double>(stay.end - stay.start) / 3600.0;
       total.hours += hours;
       known += hours;
       ++total.stays;
     }
     for (auto& [key, total] : states) {
-      total.process = lane.process;
-      total.type = key.first;
-      total.state = key.second;
       total.percent = known > 0.0 ? 100.0 * total.hours / known : 0.0;
       totals.push_back(total);
     }
   }
   return totals;
-}
-
-Table TotalsTable(const StatesView& view) {
-  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
-  for (const auto& total : StateTotals(view))
-    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
-                          std::to_string(total.stays), Fixed(total.hours, 2),
-                          Fixed(total.percent, 1)});
-  return table;
 }
 
 std::string RenderStatesText(const StatesView& view, const TextOptions& options) {

@@ -557,8 +557,8 @@ TEST_F(StoreFailureTest, EverySingleByteOfARecordIsWatched) {
   for (std::size_t i = 0; i < packed.size(); ++i) {
     auto changed = packed;
     changed[i] ^= 0x10;
-    Query(*connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3")
-        .Bind(1, std::as_bytes(std::span<const unsigned char>(changed)))
+    Query(*connection, "UPDATE measurement SET packed = ?1 WHERE subgroup = 3",
+          std::as_bytes(std::span<const unsigned char>(changed)))
         .Run();
     FlatSelection all;
     EXPECT_EQ(Build(all), 0) << "byte " << i;
