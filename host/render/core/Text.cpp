@@ -163,6 +163,12 @@ void TextWriter::Write(const Table& table) {
   widths ? Rows(table, cells, *widths) : Blocks(table, cells);
 }
 
+void TextWriter::Section(const Table& table) {
+  if (table.rows.empty()) return;
+  Blank();
+  Write(table);
+}
+
 void TextWriter::Rows(const Table& table, const Cells& cells,
                       const std::vector<std::size_t>& widths) {
   for (std::size_t r = 0; r < cells.size(); ++r) {
