@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/render/capability/Capability.h"
-#include "host/render/chart/ChartReading.h"
+#include "host/render/chart/Chart.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/pareto/Pareto.h"
 

@@ -10,7 +10,7 @@
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
 #include "host/render/capability/Capability.h"
-#include "host/render/chart/ChartReading.h"
+#include "host/render/chart/Chart.h"
 #include "host/render/compliance/Compliance.h"
 #include "host/render/pareto/Pareto.h"
 #include "host/render/states/States.h"

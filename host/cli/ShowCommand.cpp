@@ -2,7 +2,7 @@
 #include "frame/XMLSupport.h"
 #include "host/cli/Analysis.h"
 #include "host/render/capability/Capability.h"
-#include "host/render/chart/ChartReading.h"
+#include "host/render/chart/Chart.h"
 #include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
 #include "host/render/pareto/Pareto.h"

@@ -14,8 +14,7 @@
 #include "chart/CCAnalysis.h"
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
-#include "host/render/chart/ChartReading.h"
-#include "host/render/chart/ChartView.h"
+#include "host/render/chart/Chart.h"
 #include "platform/ExternalFailure.h"
 
 namespace {

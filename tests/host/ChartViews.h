@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "host/render/chart/ChartView.h"
+#include "host/render/chart/Chart.h"
 
 // Charts made by hand for the renderers' tests.
 namespace orvspc::host {

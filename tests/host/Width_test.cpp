@@ -6,8 +6,7 @@
 #include <sstream>
 
 #include "host/render/capability/Capability.h"
-#include "host/render/chart/ChartReading.h"
-#include "host/render/chart/ChartView.h"
+#include "host/render/chart/Chart.h"
 #include "host/render/compliance/Compliance.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/data/DataReading.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/render/chart/ChartView.h"
+#include "host/render/chart/Chart.h"
 #include "host/render/core/Numbers.h"
 
 // What text and pictures of a chart derive from its view, and where things stand in the picture;

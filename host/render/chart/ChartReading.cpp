@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/chart/ChartReading.h"
+#include "host/render/chart/Chart.h"
 
 #include <fmt/format.h>
 

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "host/render/chart/Chart.h"
 #include "host/render/chart/ChartLayout.h"
-#include "host/render/chart/ChartView.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
