@@ -88,9 +88,6 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
 // the bins at least two fifths of the width.
 Range ValueRange(const CapabilityView& view);
 
-// The most pieces that a bar or the curve shows, at least 1.
-double MostPieces(const CapabilityView& view);
-
 // The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
 // that stand beside it. embedded: for use inside a page, without title lines and notes.
 std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false);

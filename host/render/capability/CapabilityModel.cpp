@@ -284,13 +284,4 @@ Range ValueRange(const CapabilityView& view) {
   return {range.low - margin, range.high + margin};
 }
 
-double MostPieces(const CapabilityView& view) {
-  double most = 1.0;
-  for (const auto& bar : view.bars)
-    if (std::isfinite(bar.count)) most = std::max(most, bar.count);
-  for (const auto& [x, y] : view.curve)
-    if (std::isfinite(y)) most = std::max(most, y);
-  return most;
-}
-
 }  // namespace orvspc::render

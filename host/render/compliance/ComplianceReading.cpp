@@ -164,8 +164,9 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
   ComplianceView view;
   view.title = "Sampling compliance";
   std::int64_t start = INT64_MAX, end = INT64_MIN;
+  SampleCount total;
   for (const auto& row : document.rows) {
-    if (row.result_type == kWhole) view.total = row.count;
+    if (row.result_type == kWhole) total = row.count;
     if (row.result_type != kDetail) continue;
     start = std::min(start, row.start);
     end = std::max(end, row.start + std::int64_t{std::llround(row.duration * 60.0)});
@@ -174,7 +175,7 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
       *text = PlainText(*text);
   }
   if (!view.Empty())
-    view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(view.total);
+    view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(total);
   view.requirements = Requirements(document.rows);
   view.maps = HeatMaps(document.shifts);
   view.notes = PlainNotes(document.notes);

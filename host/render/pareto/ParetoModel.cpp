@@ -160,36 +160,27 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
 
 // Value and share of a group speak of the same bars. Where some are not shown the value of all of
 // them follows from their share; rates have no such sum, so theirs is of the bars that are there.
-void Settle(ParetoGroup& group, double whole_share, double whole) {
-  constexpr double kRounding = 1e-7;
-  if (whole_share <= group.share + kRounding) return;
-  if (!std::isfinite(whole)) {
-    group.is_part = true;
-    group.name += " (shown part)";
-    return;
-  }
-  group.value = whole * whole_share / 100.0;
-  group.share = whole_share;
-}
-
 void AddGroups(const ParetoRead& pareto, ParetoView& view) {
-  if (pareto.levels == 1) return;
-  std::vector<double> whole_shares;
-  for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
-    const auto& bin = pareto.bins[i];
-    if (i == 0 || bin.id[0] != pareto.bins[i - 1].id[0]) {
-      view.groups.push_back({PartText(pareto, bin, 0), 0.0, 0.0, false, i, i});
-      whole_shares.push_back(0.0);
+  constexpr double kRounding = 1e-7;
+  const auto& bins = pareto.bins;
+  for (std::size_t i = 0; pareto.levels > 1 && i < bins.size();) {
+    ParetoGroup group{PartText(pareto, bins[i], 0), 0.0, 0.0, false, i, i};
+    double whole_share = 0.0;
+    for (; i < bins.size() && bins[i].id[0] == bins[group.first].id[0]; group.last = i++) {
+      if (std::isfinite(bins[i].value)) group.value += bins[i].value;
+      if (std::isfinite(view.bars[i].share)) group.share += view.bars[i].share;
+      // Empty bins behind the others say nothing of their group's share.
+      whole_share = std::max(whole_share, bins[i].percentage[0]);
     }
-    ParetoGroup& group = view.groups.back();
-    if (std::isfinite(bin.value)) group.value += bin.value;
-    if (std::isfinite(view.bars[i].share)) group.share += view.bars[i].share;
-    // Empty bins behind the others say nothing of their group's share.
-    whole_shares.back() = std::max(whole_shares.back(), bin.percentage[0]);
-    group.last = i;
+    group.is_part = whole_share > group.share + kRounding && !std::isfinite(view.whole);
+    if (group.is_part) {
+      group.name += " (shown part)";
+    } else if (whole_share > group.share + kRounding) {
+      group.value = view.whole * whole_share / 100.0;
+      group.share = whole_share;
+    }
+    view.groups.push_back(std::move(group));
   }
-  for (std::size_t i = 0; i < view.groups.size(); ++i)
-    Settle(view.groups[i], whole_shares[i], view.whole);
 }
 
 void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
