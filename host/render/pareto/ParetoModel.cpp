@@ -10,21 +10,12 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "platform/Enumerations.h"
 
 namespace orvspc::render {
 
 namespace {
 
 constexpr double kEighty = 80.0 - 1e-9;  // sums of shares are not exact
-
-// What the settings make of the data; without settings nothing is known.
-struct Meaning {
-  std::string counted = "Value";  // begins the title
-  std::string axis = "value";
-  bool adds_up = false;  // values of all bins together are the whole
-  bool time_first = false;
-};
 
 bool IsTime(paAccumulationTypes accumulation) {
   return accumulation == paAccumulateByEventTime || accumulation == paAccumulateByAccTime ||
@@ -47,8 +38,7 @@ std::string CountedBy(paResourceTypes resource, paAccumulationTypes accumulation
   }
 }
 
-std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time) {
-  std::string counted = meaning.counted;
+std::string AxisOf(std::string counted, paProcessingTypes measure, bool time) {
   if (counted[0] >= 'A' && counted[0] <= 'Z') counted[0] = static_cast<char>(counted[0] + 32);
   struct Unit {
     paProcessingTypes measure;
@@ -67,24 +57,24 @@ std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time)
   return counted + (time ? ", seconds" : "");
 }
 
-Meaning MeaningOf(const ParetoRead& pareto) {
-  Meaning meaning;
-  if (!pareto.processing) return meaning;
-  const PAProcessing& processing = *pareto.processing;
-  const auto resource = processing.ResourceType();
-  const auto measure = processing.ProcessingType();
-  auto accumulation = processing.AccumulationType();
+// What the settings make of the data: how the title begins, and the axis. Without settings nothing
+// is known.
+void AddMeaning(const ParetoRead& pareto, ParetoView& view) {
+  view.title = "Pareto";
+  view.axis = "value";
+  if (!pareto.processing) return;
+  const auto resource = pareto.processing->ResourceType();
+  const auto measure = pareto.processing->ProcessingType();
+  auto accumulation = pareto.processing->AccumulationType();
   // A measure in time takes time; subgroups have none.
   if (resource == paSubgroups) {
     if (IsTime(accumulation)) accumulation = paAccumulateByValue;
   } else if (measure >= paProcessByMinutes && !IsTime(accumulation)) {
     accumulation = paAccumulateByEventTime;
   }
-  meaning.counted = CountedBy(resource, accumulation);
-  meaning.axis = AxisOf(meaning, measure, IsTime(accumulation));
-  meaning.adds_up = measure != paProcessByPPM && measure != paProcessByPPT;
-  meaning.time_first = pareto.TypeOf(0) == paBinTypeTime;
-  return meaning;
+  view.title = CountedBy(resource, accumulation);
+  view.axis = AxisOf(view.title, measure, IsTime(accumulation));
+  view.chronological = pareto.TypeOf(0) == paBinTypeTime;
 }
 
 // What people call a bin type.
@@ -136,7 +126,7 @@ std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const Pare
                      bar.open ? ", with events that are still open" : "");
 }
 
-void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+void AddBars(const ParetoRead& pareto, ParetoView& view) {
   const auto cumulative = CumulativePercents(pareto);
   double sum = 0.0, values = 0.0;
   for (const auto& bin : pareto.bins) {
@@ -147,15 +137,15 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
     bar.cumulative = cumulative[view.bars.size()];
     bar.empty = (bin.flag & kBinEmpty) != 0;
     bar.open = (bin.flag & kBinOpen) != 0;
-    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
+    bar.tip = TipOf(pareto, bin, bar, view.axis);
     if (std::isfinite(bar.share)) sum += bar.share;
     if (std::isfinite(bar.value)) values += bar.value;
-    if (!view.eighty && !meaning.time_first && bar.cumulative >= kEighty)
+    if (!view.eighty && !view.chronological && bar.cumulative >= kEighty)
       view.eighty = view.bars.size();
     view.bars.push_back(std::move(bar));
   }
   view.other = sum > 0.0 && sum < 99.95 ? 100.0 - sum : 0.0;
-  view.whole = meaning.adds_up && sum > 0.0 ? values / sum * 100.0 : kNaN;
+  view.whole = pareto.processing && !pareto.IsRate() && sum > 0.0 ? values / sum * 100.0 : kNaN;
 }
 
 // Value and share of a group speak of the same bars. Where some are not shown the value of all of
@@ -183,7 +173,7 @@ void AddGroups(const ParetoRead& pareto, ParetoView& view) {
   }
 }
 
-void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+void AddTable(const ParetoRead& pareto, ParetoView& view) {
   Table& table = view.table;
   table.title = "Bins";
   table.rows.resize(pareto.bins.size());
@@ -198,7 +188,7 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     column(word.empty() ? "level " + std::to_string(level + 1) : word,
            [&](auto& bin, auto&) { return PartText(pareto, bin, level); });
   }
-  column("#" + meaning.axis, [](auto& bin, auto&) { return ParetoValue(bin.value); });
+  column("#" + view.axis, [](auto& bin, auto&) { return ParetoValue(bin.value); });
   column("#share", [](auto&, auto& bar) { return Percent(bar.share); });
   column("#cumulative", [](auto&, auto& bar) { return Percent(bar.cumulative); });
   column("#counted", [](auto& bin, auto&) { return ParetoValue(bin.bin_count); });
@@ -252,17 +242,14 @@ std::string ParetoValue(double value) {
 
 ParetoView MakeParetoView(const ParetoDocument& document, const Names& names) {
   const ParetoRead& pareto = document.pareto;
-  const Meaning meaning = MeaningOf(pareto);
   ParetoView view;
+  AddMeaning(pareto, view);
   const std::string levels = LevelWords(pareto);
   const std::string selected = SelectedText(pareto.select.get(), names);
-  view.title = (pareto.processing ? meaning.counted : std::string("Pareto")) +
-               (levels.empty() ? "" : " by " + levels) + (selected.empty() ? "" : ": " + selected);
-  view.axis = meaning.axis;
-  view.chronological = meaning.time_first;
-  AddBars(pareto, meaning, view);
+  view.title += (levels.empty() ? "" : " by " + levels) + (selected.empty() ? "" : ": " + selected);
+  AddBars(pareto, view);
   AddGroups(pareto, view);
-  AddTable(pareto, meaning, view);
+  AddTable(pareto, view);
   view.subtitle = Subtitle(view);
   view.notes = PlainNotes(document.notes);
   return view;

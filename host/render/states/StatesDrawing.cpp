@@ -11,7 +11,6 @@
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Words.h"
-#include "host/render/events/Events.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
