@@ -80,8 +80,9 @@ class TextWriter {
   std::string Take() { return std::move(out_); }
 
  private:
-  void Rows(const Table& table, const std::vector<std::size_t>& widths);
-  void Blocks(const Table& table);
+  using Cells = std::vector<std::vector<std::string>>;  // as they are shown, the headings first
+  void Rows(const Table& table, const Cells& cells, const std::vector<std::size_t>& widths);
+  void Blocks(const Table& table, const Cells& cells);
 
   std::size_t columns_;
   bool colour_;
