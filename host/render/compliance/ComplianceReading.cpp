@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <tuple>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -64,15 +64,16 @@ void WriteRow(JsonWriter& json, const ComplianceRow& row) {
 
 std::vector<RequirementLine> Requirements(const std::vector<ComplianceRow>& rows) {
   std::vector<RequirementLine> lines;
-  std::map<std::tuple<std::string, std::string, std::string, std::string>, std::size_t> places;
+  std::map<std::vector<std::string>, std::size_t> places;
   for (const auto& row : rows) {
     if (row.result_type != kDetail) continue;
-    const auto key = std::tuple(row.process, row.part, row.test, row.requirement);
-    const auto [found, is_new] = places.try_emplace(key, lines.size());
-    if (is_new)
-      lines.push_back({{PlainText(row.process), PlainText(row.part), PlainText(row.test),
-                        row.requirement.empty() ? "(no requirement)" : PlainText(row.requirement)},
-                       {}});
+    std::vector<std::string> texts = {row.process, row.part, row.test, row.requirement};
+    const auto [found, is_new] = places.try_emplace(texts, lines.size());
+    if (is_new) {
+      if (row.requirement.empty()) texts.back() = "(no requirement)";
+      std::transform(texts.begin(), texts.end(), texts.begin(), PlainText);
+      lines.push_back({std::move(texts), {}});
+    }
     lines[found->second].count.Add(row.count);
   }
   return lines;

@@ -119,13 +119,6 @@ std::string NameFrom(std::size_t level, const ParetoRead& pareto, const ParetoBi
   return name;
 }
 
-std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const ParetoBar& bar,
-                  const std::string& axis) {
-  return fmt::format("{}: {} ({}), {}, together {}{}", NameFrom(0, pareto, bin),
-                     ParetoValue(bin.value), axis, Percent(bar.share), Percent(bar.cumulative),
-                     bar.open ? ", with events that are still open" : "");
-}
-
 void AddBars(const ParetoRead& pareto, ParetoView& view) {
   const auto cumulative = CumulativePercents(pareto);
   double sum = 0.0, values = 0.0;
@@ -137,7 +130,10 @@ void AddBars(const ParetoRead& pareto, ParetoView& view) {
     bar.cumulative = cumulative[view.bars.size()];
     bar.empty = (bin.flag & kBinEmpty) != 0;
     bar.open = (bin.flag & kBinOpen) != 0;
-    bar.tip = TipOf(pareto, bin, bar, view.axis);
+    bar.tip =
+        fmt::format("{}: {} ({}), {}, together {}{}", NameFrom(0, pareto, bin),
+                    ParetoValue(bin.value), view.axis, Percent(bar.share), Percent(bar.cumulative),
+                    bar.open ? ", with events that are still open" : "");
     if (std::isfinite(bar.share)) sum += bar.share;
     if (std::isfinite(bar.value)) values += bar.value;
     if (!view.eighty && !view.chronological && bar.cumulative >= kEighty)

@@ -31,8 +31,8 @@ void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
   for (std::size_t level = 0; level < levels; ++level) {
     std::string& part = bin.parts[level];
     part = names ? names(level, bin.id[level]) : "";
-    if (!part.empty()) continue;
-    part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
+    if (part.empty())
+      part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
   }
 }
 
