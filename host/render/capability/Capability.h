@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "capability/CAResults.h"
-#include "host/render/core/Json.h"
 #include "host/render/core/Scene.h"
 #include "host/render/data/DataReading.h"
 
@@ -37,10 +36,9 @@ struct CapabilityRead {
   std::vector<HistogramBar> bins;
   std::vector<double> curve_x, curve_y;
 
-  // NaN for a figure that is not known; the name must be one of capability_figures.h.
-  double Figure(std::string_view name) const;
-  // What the record holds, also where the operation of the figure denies it.
-  double Held(std::string_view name) const;
+  // The name must be one of capability_figures.h.
+  FigureRead Find(std::string_view name) const;
+  double Figure(std::string_view name) const { return Find(name).value; }
   bool Empty() const { return !(Figure("Summary.PieceCount") > 0.0); }
 };
 
@@ -87,9 +85,6 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
 // The range of values that the picture shows: the bins, and limits and target as long as they leave
 // the bins at least two fifths of the width.
 Range ValueRange(const CapabilityView& view);
-
-// The most pieces that a bar or the curve shows, at least 1.
-double MostPieces(const CapabilityView& view);
 
 // The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
 // that stand beside it. embedded: for use inside a page, without title lines and notes.

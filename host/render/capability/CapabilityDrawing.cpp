@@ -20,6 +20,16 @@ constexpr double kColumn = 86.0;                     // of a number in them
 constexpr double kTableRow = 15.0, kTableGap = 9.0;
 constexpr double kLeastPlot = 300.0;
 
+// The most pieces that a bar or the curve shows, at least 1.
+double MostPieces(const CapabilityView& view) {
+  double most = 1.0;
+  for (const auto& bar : view.bars)
+    if (std::isfinite(bar.count)) most = std::max(most, bar.count);
+  for (const auto& [x, y] : view.curve)
+    if (std::isfinite(y)) most = std::max(most, y);
+  return most;
+}
+
 double TableHeight(const CapabilityView& view) {
   double height = 0.0;
   for (const auto& table : view.tables)

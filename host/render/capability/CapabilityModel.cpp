@@ -2,13 +2,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
-#include <string>
-#include <utility>
 
 #include "host/render/capability/Capability.h"
 #include "host/render/core/Numbers.h"
-#include "host/render/core/PlainText.h"
 #include "host/render/core/Words.h"
 #include "platform/Enumerations.h"
 
@@ -96,11 +92,11 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
              digits6 = written(Significant, 6), digits8 = written(Significant, 8);
   const auto limit = written(Significant, 9);  // keeps the digits that it was given with
   const auto share = written(ShareText, 1), percent = written(ShareText, 100);
-  const auto flags = read.Held("NccLim.EFlag");
+  const double flags = read.Find("NccLim.EFlag").held;
   // The flags tell whether there is a companion: two of the operations ask for another bit.
   const auto allowed = [&](std::int32_t flag, std::string_view figure) {
     const bool is_set = std::isfinite(flags) && (static_cast<std::int32_t>(flags) & flag) != 0;
-    return Cell{kNaN, is_set ? ShareText(read.Held(figure), 100) : ""};
+    return Cell{kNaN, is_set ? ShareText(read.Find(figure).held, 100) : ""};
   };
   const bool has_usl = std::isfinite(read.Figure("SpecLim.Usl")),
              has_lsl = std::isfinite(read.Figure("SpecLim.Lsl"));
@@ -282,15 +278,6 @@ Range ValueRange(const CapabilityView& view) {
   }
   const double margin = 0.02 * (range.high - range.low);
   return {range.low - margin, range.high + margin};
-}
-
-double MostPieces(const CapabilityView& view) {
-  double most = 1.0;
-  for (const auto& bar : view.bars)
-    if (std::isfinite(bar.count)) most = std::max(most, bar.count);
-  for (const auto& [x, y] : view.curve)
-    if (std::isfinite(y)) most = std::max(most, y);
-  return most;
 }
 
 }  // namespace orvspc::render

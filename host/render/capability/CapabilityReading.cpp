@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <limits>
 #include <span>
-#include <string_view>
 
 #include "frame/Failure.h"
 #include "host/render/capability/capability_figures.h"
@@ -151,11 +149,6 @@ void ReadCurve(CACurve& curve, CapabilityRead& read) {
   }
 }
 
-// Values that far out say that there is no such limit.
-void LimitMember(JsonWriter& json, const char* key, double value) {
-  json.MemberIf(std::abs(value) < 1e300, key, value);
-}
-
 // An object for each record.
 void WriteStatistics(JsonWriter& json, const std::vector<FigureRead>& figures) {
   for (auto figure = figures.begin(); figure != figures.end();) {
@@ -174,17 +167,12 @@ void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
                figure(fit.xi), "Lambda", figure(fit.lambda), "Z", figure(fit.fitted_at));
 }
 
-FigureRead FigureOf(const CapabilityRead& read, std::string_view name) {
-  const auto found = std::find_if(read.figures.begin(), read.figures.end(),
-                                  [&](const FigureRead& figure) { return figure.name == name; });
-  return found == read.figures.end() ? FigureRead{name, kNaN, kNaN} : *found;
-}
-
 }  // namespace
 
-double CapabilityRead::Figure(std::string_view name) const { return FigureOf(*this, name).value; }
-
-double CapabilityRead::Held(std::string_view name) const { return FigureOf(*this, name).held; }
+FigureRead CapabilityRead::Find(std::string_view name) const {
+  const auto found = std::ranges::find(figures, name, &FigureRead::name);
+  return found == figures.end() ? FigureRead{name, kNaN, kNaN} : *found;
+}
 
 CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit) {
   CapabilityRead taken;
@@ -202,12 +190,16 @@ CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit) {
 }
 
 void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing) {
+  // Values that far out say that there is no such limit.
+  const auto limit = [&](const char* key, double value) {
+    json.MemberIf(std::abs(value) < 1e300, key, value);
+  };
   json.Members("AllowOverride", processing.AllowOverride(), "BinCount", processing.BinCount(),
                "CurveCount", processing.CurveCount(), "FitType", processing.FitType(), "Normalize",
                processing.Normalize());
-  LimitMember(json, "OverrideLSL", processing.OverrideLSL());
-  LimitMember(json, "OverrideTarget", processing.OverrideTarget());
-  LimitMember(json, "OverrideUSL", processing.OverrideUSL());
+  limit("OverrideLSL", processing.OverrideLSL());
+  limit("OverrideTarget", processing.OverrideTarget());
+  limit("OverrideUSL", processing.OverrideUSL());
   json.Members("ShortTermSigmaType", processing.ShortTermSigmaType(), "WindowMaximum",
                processing.WindowMaximum(), "WindowMinimum", processing.WindowMinimum(), "WindowSD",
                processing.WindowSD(), "WindowType", processing.WindowType());

@@ -77,7 +77,6 @@ struct RequirementLine {
 };
 
 struct ComplianceView : View {
-  SampleCount total;
   std::vector<RequirementLine> requirements;
   std::vector<HeatMap> maps;
   std::vector<ComplianceRow> lines;  // of the stays; texts are as PlainText leaves them

@@ -67,32 +67,24 @@ class Picture {
       y += 40.0;
     } else {
       y = Requirements(y + 4.0);
-      const std::size_t maps = std::min(view_.maps.size(), kMaxMaps);
-      for (std::size_t m = 0; m < maps; ++m) y = Map(view_.maps[m], y + 30.0);
+      const std::size_t maps = view_.maps.size(), days = maps == 0 ? 0 : view_.maps[0].days.size();
+      for (std::size_t m = 0; m < maps && m < kMaxMaps; ++m) y = Map(view_.maps[m], y + 30.0);
       if (maps != 0) y = Legend(y + 20.0);
-      for (const auto& line : Omitted()) {
+      // What the maps leave out, so that the picture can be drawn.
+      const auto line = [&](const std::string& text) {
         y += 18.0;
-        scene_.Text(14, y, "s", Anchor::Start, line);
-      }
+        scene_.Text(14, y, "s", Anchor::Start, text);
+      };
+      if (days > kMaxDays)
+        line(fmt::format("the newest {} of {} days; a range of time shows others", kMaxDays, days));
+      if (maps > kMaxMaps)
+        line(fmt::format("and {} more processes; a selection shows them", maps - kMaxMaps));
     }
     scene_.height = (scene_.embedded ? y : scene_.Notes(y + 21.0) - 15.0) + 8.0;
     return std::move(scene_);
   }
 
  private:
-  // What the maps leave out, so that the picture can be drawn.
-  std::vector<std::string> Omitted() const {
-    std::vector<std::string> lines;
-    const std::size_t maps = view_.maps.size(), days = maps == 0 ? 0 : view_.maps[0].days.size();
-    if (days > kMaxDays)
-      lines.push_back(
-          fmt::format("the newest {} of {} days; a range of time shows others", kMaxDays, days));
-    if (maps > kMaxMaps)
-      lines.push_back(
-          fmt::format("and {} more processes; a selection shows them", maps - kMaxMaps));
-    return lines;
-  }
-
   // Places of the four texts, wide enough for what stands there as far as there is room.
   static std::array<double, 5> TextPlaces(const Table& table) {
     constexpr double kFirst = 14.0, kRoom = 582.0;

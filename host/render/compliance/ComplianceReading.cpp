@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <tuple>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -64,15 +64,16 @@ void WriteRow(JsonWriter& json, const ComplianceRow& row) {
 
 std::vector<RequirementLine> Requirements(const std::vector<ComplianceRow>& rows) {
   std::vector<RequirementLine> lines;
-  std::map<std::tuple<std::string, std::string, std::string, std::string>, std::size_t> places;
+  std::map<std::vector<std::string>, std::size_t> places;
   for (const auto& row : rows) {
     if (row.result_type != kDetail) continue;
-    const auto key = std::tuple(row.process, row.part, row.test, row.requirement);
-    const auto [found, is_new] = places.try_emplace(key, lines.size());
-    if (is_new)
-      lines.push_back({{PlainText(row.process), PlainText(row.part), PlainText(row.test),
-                        row.requirement.empty() ? "(no requirement)" : PlainText(row.requirement)},
-                       {}});
+    std::vector<std::string> texts = {row.process, row.part, row.test, row.requirement};
+    const auto [found, is_new] = places.try_emplace(texts, lines.size());
+    if (is_new) {
+      if (row.requirement.empty()) texts.back() = "(no requirement)";
+      std::transform(texts.begin(), texts.end(), texts.begin(), PlainText);
+      lines.push_back({std::move(texts), {}});
+    }
     lines[found->second].count.Add(row.count);
   }
   return lines;
@@ -164,8 +165,9 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
   ComplianceView view;
   view.title = "Sampling compliance";
   std::int64_t start = INT64_MAX, end = INT64_MIN;
+  SampleCount total;
   for (const auto& row : document.rows) {
-    if (row.result_type == kWhole) view.total = row.count;
+    if (row.result_type == kWhole) total = row.count;
     if (row.result_type != kDetail) continue;
     start = std::min(start, row.start);
     end = std::max(end, row.start + std::int64_t{std::llround(row.duration * 60.0)});
@@ -174,7 +176,7 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
       *text = PlainText(*text);
   }
   if (!view.Empty())
-    view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(view.total);
+    view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(total);
   view.requirements = Requirements(document.rows);
   view.maps = HeatMaps(document.shifts);
   view.notes = PlainNotes(document.notes);

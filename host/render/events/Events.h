@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "dataset/EventData.h"
-#include "host/render/core/Text.h"
 #include "host/render/data/DataReading.h"
 
 // Process events as plain values, documents and tables.

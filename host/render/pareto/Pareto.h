@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "host/render/core/Json.h"
 #include "host/render/core/Scene.h"
 #include "host/render/core/Words.h"
 #include "host/render/data/DataReading.h"
@@ -43,6 +42,7 @@ struct ParetoRead {
 
   // The type of a level, beginning with 0; none where the settings do not say it.
   std::optional<std::int32_t> TypeOf(std::size_t level) const;
+  bool IsRate() const;  // values are per million or thousand, so they do not add up
 };
 
 // For each bin the percentages of everything up to it, at the deepest level in use; at most 100.

@@ -10,21 +10,12 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "platform/Enumerations.h"
 
 namespace orvspc::render {
 
 namespace {
 
 constexpr double kEighty = 80.0 - 1e-9;  // sums of shares are not exact
-
-// What the settings make of the data; without settings nothing is known.
-struct Meaning {
-  std::string counted = "Value";  // begins the title
-  std::string axis = "value";
-  bool adds_up = false;  // values of all bins together are the whole
-  bool time_first = false;
-};
 
 bool IsTime(paAccumulationTypes accumulation) {
   return accumulation == paAccumulateByEventTime || accumulation == paAccumulateByAccTime ||
@@ -47,8 +38,7 @@ std::string CountedBy(paResourceTypes resource, paAccumulationTypes accumulation
   }
 }
 
-std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time) {
-  std::string counted = meaning.counted;
+std::string AxisOf(std::string counted, paProcessingTypes measure, bool time) {
   if (counted[0] >= 'A' && counted[0] <= 'Z') counted[0] = static_cast<char>(counted[0] + 32);
   struct Unit {
     paProcessingTypes measure;
@@ -67,24 +57,24 @@ std::string AxisOf(const Meaning& meaning, paProcessingTypes measure, bool time)
   return counted + (time ? ", seconds" : "");
 }
 
-Meaning MeaningOf(const ParetoRead& pareto) {
-  Meaning meaning;
-  if (!pareto.processing) return meaning;
-  const PAProcessing& processing = *pareto.processing;
-  const auto resource = processing.ResourceType();
-  const auto measure = processing.ProcessingType();
-  auto accumulation = processing.AccumulationType();
+// What the settings make of the data: how the title begins, and the axis. Without settings nothing
+// is known.
+void AddMeaning(const ParetoRead& pareto, ParetoView& view) {
+  view.title = "Pareto";
+  view.axis = "value";
+  if (!pareto.processing) return;
+  const auto resource = pareto.processing->ResourceType();
+  const auto measure = pareto.processing->ProcessingType();
+  auto accumulation = pareto.processing->AccumulationType();
   // A measure in time takes time; subgroups have none.
   if (resource == paSubgroups) {
     if (IsTime(accumulation)) accumulation = paAccumulateByValue;
   } else if (measure >= paProcessByMinutes && !IsTime(accumulation)) {
     accumulation = paAccumulateByEventTime;
   }
-  meaning.counted = CountedBy(resource, accumulation);
-  meaning.axis = AxisOf(meaning, measure, IsTime(accumulation));
-  meaning.adds_up = measure != paProcessByPPM && measure != paProcessByPPT;
-  meaning.time_first = pareto.TypeOf(0) == paBinTypeTime;
-  return meaning;
+  view.title = CountedBy(resource, accumulation);
+  view.axis = AxisOf(view.title, measure, IsTime(accumulation));
+  view.chronological = pareto.TypeOf(0) == paBinTypeTime;
 }
 
 // What people call a bin type.
@@ -129,14 +119,7 @@ std::string NameFrom(std::size_t level, const ParetoRead& pareto, const ParetoBi
   return name;
 }
 
-std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const ParetoBar& bar,
-                  const std::string& axis) {
-  return fmt::format("{}: {} ({}), {}, together {}{}", NameFrom(0, pareto, bin),
-                     ParetoValue(bin.value), axis, Percent(bar.share), Percent(bar.cumulative),
-                     bar.open ? ", with events that are still open" : "");
-}
-
-void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+void AddBars(const ParetoRead& pareto, ParetoView& view) {
   const auto cumulative = CumulativePercents(pareto);
   double sum = 0.0, values = 0.0;
   for (const auto& bin : pareto.bins) {
@@ -147,52 +130,46 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
     bar.cumulative = cumulative[view.bars.size()];
     bar.empty = (bin.flag & kBinEmpty) != 0;
     bar.open = (bin.flag & kBinOpen) != 0;
-    bar.tip = TipOf(pareto, bin, bar, meaning.axis);
+    bar.tip =
+        fmt::format("{}: {} ({}), {}, together {}{}", NameFrom(0, pareto, bin),
+                    ParetoValue(bin.value), view.axis, Percent(bar.share), Percent(bar.cumulative),
+                    bar.open ? ", with events that are still open" : "");
     if (std::isfinite(bar.share)) sum += bar.share;
     if (std::isfinite(bar.value)) values += bar.value;
-    if (!view.eighty && !meaning.time_first && bar.cumulative >= kEighty)
+    if (!view.eighty && !view.chronological && bar.cumulative >= kEighty)
       view.eighty = view.bars.size();
     view.bars.push_back(std::move(bar));
   }
   view.other = sum > 0.0 && sum < 99.95 ? 100.0 - sum : 0.0;
-  view.whole = meaning.adds_up && sum > 0.0 ? values / sum * 100.0 : kNaN;
+  view.whole = pareto.processing && !pareto.IsRate() && sum > 0.0 ? values / sum * 100.0 : kNaN;
 }
 
 // Value and share of a group speak of the same bars. Where some are not shown the value of all of
 // them follows from their share; rates have no such sum, so theirs is of the bars that are there.
-void Settle(ParetoGroup& group, double whole_share, double whole) {
-  constexpr double kRounding = 1e-7;
-  if (whole_share <= group.share + kRounding) return;
-  if (!std::isfinite(whole)) {
-    group.is_part = true;
-    group.name += " (shown part)";
-    return;
-  }
-  group.value = whole * whole_share / 100.0;
-  group.share = whole_share;
-}
-
 void AddGroups(const ParetoRead& pareto, ParetoView& view) {
-  if (pareto.levels == 1) return;
-  std::vector<double> whole_shares;
-  for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
-    const auto& bin = pareto.bins[i];
-    if (i == 0 || bin.id[0] != pareto.bins[i - 1].id[0]) {
-      view.groups.push_back({PartText(pareto, bin, 0), 0.0, 0.0, false, i, i});
-      whole_shares.push_back(0.0);
+  constexpr double kRounding = 1e-7;
+  const auto& bins = pareto.bins;
+  for (std::size_t i = 0; pareto.levels > 1 && i < bins.size();) {
+    ParetoGroup group{PartText(pareto, bins[i], 0), 0.0, 0.0, false, i, i};
+    double whole_share = 0.0;
+    for (; i < bins.size() && bins[i].id[0] == bins[group.first].id[0]; group.last = i++) {
+      if (std::isfinite(bins[i].value)) group.value += bins[i].value;
+      if (std::isfinite(view.bars[i].share)) group.share += view.bars[i].share;
+      // Empty bins behind the others say nothing of their group's share.
+      whole_share = std::max(whole_share, bins[i].percentage[0]);
     }
-    ParetoGroup& group = view.groups.back();
-    if (std::isfinite(bin.value)) group.value += bin.value;
-    if (std::isfinite(view.bars[i].share)) group.share += view.bars[i].share;
-    // Empty bins behind the others say nothing of their group's share.
-    whole_shares.back() = std::max(whole_shares.back(), bin.percentage[0]);
-    group.last = i;
+    group.is_part = whole_share > group.share + kRounding && !std::isfinite(view.whole);
+    if (group.is_part) {
+      group.name += " (shown part)";
+    } else if (whole_share > group.share + kRounding) {
+      group.value = view.whole * whole_share / 100.0;
+      group.share = whole_share;
+    }
+    view.groups.push_back(std::move(group));
   }
-  for (std::size_t i = 0; i < view.groups.size(); ++i)
-    Settle(view.groups[i], whole_shares[i], view.whole);
 }
 
-void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
+void AddTable(const ParetoRead& pareto, ParetoView& view) {
   Table& table = view.table;
   table.title = "Bins";
   table.rows.resize(pareto.bins.size());
@@ -207,7 +184,7 @@ void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view
     column(word.empty() ? "level " + std::to_string(level + 1) : word,
            [&](auto& bin, auto&) { return PartText(pareto, bin, level); });
   }
-  column("#" + meaning.axis, [](auto& bin, auto&) { return ParetoValue(bin.value); });
+  column("#" + view.axis, [](auto& bin, auto&) { return ParetoValue(bin.value); });
   column("#share", [](auto&, auto& bar) { return Percent(bar.share); });
   column("#cumulative", [](auto&, auto& bar) { return Percent(bar.cumulative); });
   column("#counted", [](auto& bin, auto&) { return ParetoValue(bin.bin_count); });
@@ -261,17 +238,14 @@ std::string ParetoValue(double value) {
 
 ParetoView MakeParetoView(const ParetoDocument& document, const Names& names) {
   const ParetoRead& pareto = document.pareto;
-  const Meaning meaning = MeaningOf(pareto);
   ParetoView view;
+  AddMeaning(pareto, view);
   const std::string levels = LevelWords(pareto);
   const std::string selected = SelectedText(pareto.select.get(), names);
-  view.title = (pareto.processing ? meaning.counted : std::string("Pareto")) +
-               (levels.empty() ? "" : " by " + levels) + (selected.empty() ? "" : ": " + selected);
-  view.axis = meaning.axis;
-  view.chronological = meaning.time_first;
-  AddBars(pareto, meaning, view);
+  view.title += (levels.empty() ? "" : " by " + levels) + (selected.empty() ? "" : ": " + selected);
+  AddBars(pareto, view);
   AddGroups(pareto, view);
-  AddTable(pareto, meaning, view);
+  AddTable(pareto, view);
   view.subtitle = Subtitle(view);
   view.notes = PlainNotes(document.notes);
   return view;

@@ -31,8 +31,8 @@ void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
   for (std::size_t level = 0; level < levels; ++level) {
     std::string& part = bin.parts[level];
     part = names ? names(level, bin.id[level]) : "";
-    if (!part.empty()) continue;
-    part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
+    if (part.empty())
+      part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
   }
 }
 
@@ -88,15 +88,13 @@ std::vector<Value> OfLevels(const PAProcessing& processing,
 void WriteBins(JsonWriter& json, const ParetoRead& pareto) {
   const bool has_whole = std::any_of(pareto.bins.begin(), pareto.bins.end(),
                                      [](const auto& bin) { return bin.percentage[0] != 0.0; });
-  const auto measure = pareto.processing ? pareto.processing->ProcessingType() : paProcessByCount;
-  const bool is_rate = measure == paProcessByPPM || measure == paProcessByPPT;
   const auto percents = CumulativePercents(pareto);
   auto cumulative = percents.begin();
   json.Objects("Bins", pareto.bins, [&](ParetoBinRead bin) {
     if (!has_whole) std::fill_n(bin.percentage.begin(), pareto.levels, kNaN);
     json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
                  bin.bin_count, "Factor", bin.factor, "Value",
-                 is_rate && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
+                 pareto.IsRate() && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
                  std::span<const double>(bin.percentage), "Total", bin.total, "Yield", bin.yield,
                  "PPK", bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id,
                  "CumulativePercent", has_whole ? *cumulative : kNaN);
@@ -109,6 +107,11 @@ void WriteBins(JsonWriter& json, const ParetoRead& pareto) {
 std::optional<std::int32_t> ParetoRead::TypeOf(std::size_t level) const {
   if (!processing || !levels_known) return std::nullopt;
   return processing->BinType(static_cast<std::int32_t>(level));
+}
+
+bool ParetoRead::IsRate() const {
+  const auto measure = processing ? processing->ProcessingType() : paProcessByCount;
+  return measure == paProcessByPPM || measure == paProcessByPPT;
 }
 
 std::vector<double> CumulativePercents(const ParetoRead& pareto) {

@@ -11,7 +11,6 @@
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Words.h"
-#include "host/render/events/Events.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
@@ -163,21 +162,21 @@ class Picture {
       subgroups = subgroups || !lane.subgroups.empty();
     }
     double x = 14.0;
-    const auto entry = [&](const std::string& text, auto&& sample) {
+    const auto entry = [&](const std::string& text, auto sample) {
       const double width = 24.0 + WidthOf(text) + 14.0;
       if (x + width > 990.0) {
         x = 14.0;
         y += 18.0;
       }
-      sample(x, y);
+      sample();
       scene_.Text(x + 22, y, "s", Anchor::Start, text);
       x += width;
     };
     for (const auto& [type, sum] : hours) {
       const StateLook& look = LookOf(type);
-      entry(StateTypeWord(type) + " " + Fixed(sum, 1) + " h", [&](double at, double line) {
+      entry(StateTypeWord(type) + " " + Fixed(sum, 1) + " h", [&] {
         const double height = 12.0 * look.height;
-        scene_.Rectangle(at, line + 1.0 - height, 16, height, look.style);
+        scene_.Rectangle(x, y + 1.0 - height, 16, height, look.style);
       });
     }
     x = 14.0;
@@ -185,14 +184,9 @@ class Picture {
     for (const auto& [key, count] : events)
       entry(EventTypeWord(key.first) + (key.second ? ", open" : "") + " (" + std::to_string(count) +
                 ")",
-            [&, each = key](double at, double line) {
-              scene_.Add(Symbol(each.first, each.second, at + 8, line - 4));
-            });
-    if (subgroups)
-      entry("a subgroup",
-            [&](double at, double line) { scene_.Line(at + 8, line - 7, at + 8, line - 2, "sg"); });
-    entry("not known",
-          [&](double at, double line) { scene_.Rectangle(at, line - 11.0, 16, 12, "lane frame"); });
+            [&, each = key] { scene_.Add(Symbol(each.first, each.second, x + 8, y - 4)); });
+    if (subgroups) entry("a subgroup", [&] { scene_.Line(x + 8, y - 7, x + 8, y - 2, "sg"); });
+    entry("not known", [&] { scene_.Rectangle(x, y - 11.0, 16, 12, "lane frame"); });
     return y + 16.0;
   }
 
@@ -365,15 +359,12 @@ std::string RenderStatesHtml(const StatesView& view) {
   constexpr std::size_t kMaxStays = 1000;
   Table events{"Events", {"@time (UTC)", "process", "event"}};
   Table stays{"Stays", {"process", "@from (UTC)", "@to (UTC)", "#minutes", "state", "type"}};
-  std::size_t more = 0;
+  std::size_t all = 0;
   for (const auto& lane : view.lanes) {
     for (const auto& event : lane.events)
       events.rows.push_back({IsoTime(event.time), lane.process, event.text});
     for (const auto& stay : lane.stays) {
-      if (stays.rows.size() == kMaxStays) {
-        ++more;
-        continue;
-      }
+      if (++all > kMaxStays) continue;
       stays.rows.push_back({lane.process, IsoTime(stay.start), IsoTime(stay.end),
                             Fixed(static_cast<double>(stay.end - stay.start) / 60.0, 1), stay.state,
                             StateTypeWord(stay.type)});
@@ -386,7 +377,7 @@ std::string RenderStatesHtml(const StatesView& view) {
   Page page(view, Picture(view, true).Draw());
   page.Write(totals);
   page.Write(events);
-  page.Write(stays, more);
+  page.Write(stays, all - stays.rows.size());
   return page.Text();
 }
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <map>
 #include <tuple>
 #include <utility>
 
