@@ -45,6 +45,23 @@ enum NetContentFlag : std::int32_t {
   nclT2Up = 32768,
 };
 
+// Where a row of net contents has its limits, in the order of the columns: each quantity with the
+// percentage of packages allowed beyond it.
+struct NetContentFigure {
+  std::int32_t flag;
+  platform::WireDouble API_CANccLim8::*field;
+};
+inline constexpr NetContentFigure kNetContentFigures[] = {
+    {nclMavL, &API_CANccLim8::MavL}, {nclMavLp, &API_CANccLim8::MavLp},
+    {nclMavU, &API_CANccLim8::MavU}, {nclMavUp, &API_CANccLim8::MavUp},
+    {nclT1L, &API_CANccLim8::T1L},   {nclT1Lp, &API_CANccLim8::T1Lp},
+    {nclT1U, &API_CANccLim8::T1U},   {nclT1Up, &API_CANccLim8::T1Up},
+    {nclT2L, &API_CANccLim8::T2L},   {nclT2Lp, &API_CANccLim8::T2Lp},
+    {nclT2U, &API_CANccLim8::T2U},   {nclT2Up, &API_CANccLim8::T2Up},
+};
+inline constexpr std::int32_t kNetContentQuantities =
+    nclMavL | nclMavU | nclT1L | nclT1U | nclT2L | nclT2U;
+
 struct StoredRule {
   std::int32_t number = 0, priority = 0;
   std::string kind;  // limit zone within outside trend alternate red yellow2
