@@ -93,11 +93,6 @@ const std::vector<SettingKind>& SettingKinds() {
   return kinds;
 }
 
-std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
-  return catalogue::ItemKindFromWord(word);
-}
-std::string_view WordOf(ItemKind kind) { return catalogue::WordOf(kind); }
-
 std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
   return import::ImportKindFromWord(word);
 }

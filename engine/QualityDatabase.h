@@ -124,11 +124,6 @@ struct SettingKind {
 };
 const std::vector<SettingKind>& SettingKinds();
 
-// "part" or "parts", "acc-code"; empty for an unknown word.
-std::optional<ItemKind> ItemKindFromWord(std::string_view word);
-// In the singular.
-std::string_view WordOf(ItemKind kind);
-
 // "values", "control-limits", ...; empty for an unknown word.
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
 // All kinds of files with their columns, in the order of the enumeration.

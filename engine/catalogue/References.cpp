@@ -6,13 +6,6 @@
 namespace orvspc::engine::catalogue {
 namespace {
 
-constexpr std::array<std::string_view, kItemKinds> kWords{
-    "part",     "process",    "test",       "revision",        "workstation", "gage",
-    "job",      "lot",        "shift",      "employee",        "defect",      "serial",
-    "acc-code", "cac-code",   "state-code", "event-name",      "company",     "division",
-    "site",     "department", "area",       "production-unit", "requirement",
-};
-
 // The columns of an Item.
 std::string ItemsText(ItemKind kind) {
   const bool is_code = kind == ItemKind::Defect || kind == ItemKind::AccCode ||
@@ -26,22 +19,10 @@ std::string ItemsText(ItemKind kind) {
 
 }  // namespace
 
-std::string_view WordOf(ItemKind kind) { return kWords[static_cast<std::size_t>(kind)]; }
-
 std::string TableOf(ItemKind kind) {
   std::string table(WordOf(kind));
   std::ranges::replace(table, '-', '_');
   return table;
-}
-
-std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
-  if (word == "companies") return ItemKind::Company;
-  for (std::size_t i = 0; i < kWords.size(); ++i) {
-    const std::string singular(kWords[i]);
-    if (word == singular || word == singular + "s" || word == singular + "es")
-      return static_cast<ItemKind>(i);
-  }
-  return std::nullopt;
 }
 
 const Item* ItemList::Find(std::int32_t id) const {

@@ -4,9 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -19,12 +17,10 @@
 namespace orvspc::engine::catalogue {
 
 using orvspc::ItemKind;
+using orvspc::ItemKindFromWord;
 using orvspc::kItemKinds;
+using orvspc::WordOf;
 
-// "part" and "parts" alike; empty for an unknown word.
-std::optional<ItemKind> ItemKindFromWord(std::string_view word);
-// The word in the singular, "part", "acc-code".
-std::string_view WordOf(ItemKind kind);
 // The table that holds the kind; it has at least id, name and active.
 std::string TableOf(ItemKind kind);
 

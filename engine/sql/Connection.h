@@ -4,10 +4,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -18,7 +18,7 @@
 // are in the common dialect: ON CONFLICT, RETURNING, coalesce; parameters are ?1, ?2, ...
 namespace orvspc::engine::sql {
 
-class SqlError : public std::exception {
+class SqlError : public std::runtime_error {
  public:
   enum class Kind {
     Locked,        // by another connection
@@ -31,13 +31,11 @@ class SqlError : public std::exception {
     Other,
   };
 
-  SqlError(Kind kind, std::string text) : kind_(kind), text_(std::move(text)) {}
+  SqlError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
   Kind Which() const { return kind_; }
-  const char* what() const noexcept override { return text_.c_str(); }
 
  private:
   Kind kind_;
-  std::string text_;
 };
 
 // A prepared statement. Bound texts and blobs must outlive the step. Indices of parameters count

@@ -19,11 +19,12 @@ struct Stored : Presentation {
   platform::XmlNode root;
 };
 
-template <class Object>
-std::string ObjectJson(const char* name, const Object& object,
-                       void (*write)(JsonWriter&, const Object&)) {
-  return render::JsonDocument(
-      [&](JsonWriter& json) { json.Object(name, [&] { write(json, object); }); });
+// A stored text again. The objects would write it without what they do not read: the levels, the
+// bins of a result.
+std::string Again(const Stored& stored) { return stored.root.document->Xml(stored.root) + "\n"; }
+
+void WriteParetoSettings(JsonWriter& json, const PAProcessing& settings) {
+  render::WriteParetoProcessing(json, settings, false);
 }
 
 // An object with what writes it for people and as JSON.
@@ -32,24 +33,12 @@ template <class Object, std::string (*kText)(const Object&, const render::TextOp
 std::string ShowObject(const Stored& stored) {
   Object object;
   object.SetXML(stored.xml);
-  if (stored.format == "xml") return object.GetXML() + "\n";
   if (stored.format == "text") return kText(object, stored.text);
-  return ObjectJson(std::is_same_v<Object, DataSelect> ? "DataSelect" : "Processing", object,
-                    kWrite);
-}
-
-// A stored text again. The objects would write it without what they do not read: the levels, the
-// bins of a result.
-std::string Again(const Stored& stored) { return stored.root.document->Xml(stored.root) + "\n"; }
-
-std::string ShowParetoSettings(const Stored& stored) {
-  PAProcessing settings;
-  settings.SetXML(stored.xml);
-  if (stored.format == "xml") return Again(stored);
-  if (stored.format == "text") return SettingsText(settings, stored.text);
-  return ObjectJson<PAProcessing>("Processing", settings, [](auto& json, const auto& written) {
-    render::WriteParetoProcessing(json, written, false);
-  });
+  if (stored.format == "xml")
+    return std::is_same_v<Object, PAProcessing> ? Again(stored) : object.GetXML() + "\n";
+  const char* const name = std::is_same_v<Object, DataSelect> ? "DataSelect" : "Processing";
+  return render::JsonDocument(
+      [&](JsonWriter& json) { json.Object(name, [&] { kWrite(json, object); }); });
 }
 
 std::string ShowData(const Stored& stored) {
@@ -108,7 +97,7 @@ const Kind kKinds[] = {
      ShowObject<CCProcessing, render::ProcessingText, render::WriteProcessing>},
     {"CAProcessing", kStored,
      ShowObject<CAProcessing, SettingsText, render::WriteCapabilityProcessing>},
-    {"PAProcessing", kStored, ShowParetoSettings},
+    {"PAProcessing", kStored, ShowObject<PAProcessing, SettingsText, WriteParetoSettings>},
     {"SubgroupData", kStored, ShowData},
     {"EventData", kStored, ShowEvents},
 };
