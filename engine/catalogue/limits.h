@@ -5,7 +5,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <string>
 #include <vector>
@@ -78,21 +80,14 @@ inline std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]
 // --- The row that is effective at a time ---------------------------------------------------------
 // A Row is anything with an EffectiveTime(row); rows ascend by it.
 
-// The newest row that is effective at a time; null when none is yet.
-template <class Row>
-const Row* EffectiveAt(std::span<const Row> rows, std::int32_t time) {
-  const auto behind = std::partition_point(
-      rows.begin(), rows.end(), [&](const Row& row) { return EffectiveTime(row) <= time; });
-  return behind == rows.begin() ? nullptr : &*(behind - 1);
+// The newest row that is effective at a time; null when none is yet. Not of rows that are gone when
+// it returns.
+template <std::ranges::borrowed_range Rows>
+auto EffectiveAt(Rows&& rows, std::int32_t time) {
+  const auto behind = std::ranges::partition_point(
+      rows, [&](const auto& row) { return EffectiveTime(row) <= time; });
+  return behind == std::ranges::begin(rows) ? nullptr : &*std::prev(behind);
 }
-
-template <class Row>
-const Row* EffectiveAt(const std::vector<Row>& rows, std::int32_t time) {
-  return EffectiveAt(std::span<const Row>(rows), time);
-}
-// The answer would point into rows that are gone.
-template <class Row>
-const Row* EffectiveAt(std::vector<Row>&& rows, std::int32_t time) = delete;
 
 inline constexpr std::int32_t kNoRow = -1;
 
