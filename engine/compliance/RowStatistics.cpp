@@ -22,8 +22,9 @@ double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
 
 // 0 up to 100, of the values that lie strictly beyond; none lies beyond a limit that is NaN.
 double PercentBeyond(std::span<const double> values, double limit, bool is_upper) {
-  const auto count = std::ranges::count_if(
-      values, [&](double value) { return is_upper ? value > limit : value < limit; });
+  const auto count =
+      is_upper ? std::ranges::count_if(values, [&](double value) { return value > limit; })
+               : std::ranges::count_if(values, [&](double value) { return value < limit; });
   return 100.0 * static_cast<double>(count) / static_cast<double>(values.size());
 }
 

@@ -22,7 +22,12 @@ namespace orvspc::engine::pareto {
 class KeyReader {
  public:
   KeyReader(const ParetoLevel& level, std::shared_ptr<const IdTable<std::int32_t>> table)
-      : via_(level.kind->via), periods_(level.periods), table_(std::move(table)) {}
+      : of_(level.kind->of),
+        via_(level.kind->via),
+        periods_(level.periods),
+        table_(std::move(table)) {}
+
+  const BinFields& Of() const { return of_; }
 
   std::int32_t KeyOf(std::int32_t field) {
     if (via_ == Via::Field) return field;
@@ -35,12 +40,24 @@ class KeyReader {
   }
 
  private:
+  BinFields of_;
   Via via_;
   TimeBins periods_;
   std::shared_ptr<const IdTable<std::int32_t>> table_;
   std::int32_t start_ = 0;  // of the period of the latest time
   std::int64_t next_ = INT32_MIN;
 };
+
+// The keys of those levels that a record of the kind has a field for; the others stay.
+template <class Record>
+BinKeys KeysOf(std::vector<KeyReader>& readers, const Record& record,
+               std::int32_t Record::*BinFields::*field, BinKeys keys = {}) {
+  for (std::size_t i = 0; i < readers.size(); ++i) {
+    const auto member = readers[i].Of().*field;
+    if (member != nullptr) keys[i] = readers[i].KeyOf(record.*member);
+  }
+  return keys;
+}
 
 // The range of identifiers that subgroups of a data set have.
 struct SubgroupRange {

@@ -16,34 +16,22 @@ namespace {
 class SubgroupKeys {
  public:
   SubgroupKeys(const ParetoPlan& plan, const Lookups& lookups)
-      : plan_(plan), readers_(lookups.Readers()) {
-    for (const auto& level : plan.levels) has_rows_ = has_rows_ || !level.IsOfSubgroup();
-  }
+      : readers_(lookups.Readers()),
+        has_rows_(!std::ranges::all_of(plan.levels, &ParetoLevel::IsOfSubgroup)) {}
 
   void Start(const API_SubgroupData& subgroup) {
-    keys_ = {};
-    for (std::size_t i = 0; i < readers_.size(); ++i) {
-      const auto member = plan_.levels[i].kind->of.subgroup;
-      if (member != nullptr) keys_[i] = readers_[i].KeyOf(subgroup.*member);
-    }
+    keys_ = pareto::KeysOf(readers_, subgroup, &BinFields::subgroup);
   }
   // Of the subgroup; those of rows are 0.
   const BinKeys& Keys() const { return keys_; }
   BinKeys KeysOf(const store::RowKey& row) {
-    auto keys = keys_;
-    if (!has_rows_) return keys;
-    for (std::size_t i = 0; i < readers_.size(); ++i) {
-      const auto member = plan_.levels[i].kind->of.row;
-      if (member != nullptr) keys[i] = readers_[i].KeyOf(row.*member);
-    }
-    return keys;
+    return has_rows_ ? pareto::KeysOf(readers_, row, &BinFields::row, keys_) : keys_;
   }
 
  private:
-  const ParetoPlan& plan_;
   std::vector<KeyReader> readers_;
+  bool has_rows_;
   BinKeys keys_{};
-  bool has_rows_ = false;
 };
 
 // The facts of one (part, test) after the other; neighbours mostly share theirs.
@@ -71,9 +59,15 @@ store::RowKey KeyAt(const store::DataSet& data, const API_SubgroupData& subgroup
   return {0, row - subgroup.Test_Start + 1, 0, 0, 0};
 }
 
-// Rows above 0 are readings inside a piece, and a subgroup without pieces has one row of piece 0.
-bool IsPiece(const store::RowKey& key, double value) {
-  return key.Sbno == 0 && key.Tsno != 0 && std::isfinite(value);
+// Calls with the key and the value of each piece. Rows above 0 are readings inside a piece, and a
+// subgroup without pieces has one row of piece 0.
+template <class Call>
+void ForEachPiece(const store::DataSet& data, const API_SubgroupData& subgroup, Call call) {
+  for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
+    const auto value = data.values[static_cast<std::size_t>(row)];
+    const auto key = KeyAt(data, subgroup, row);
+    if (key.Sbno == 0 && key.Tsno != 0 && std::isfinite(value)) call(key, value);
+  }
 }
 
 bool Counts(const API_SubgroupData& subgroup, bool every_state) {
@@ -195,17 +189,14 @@ class Counter {
     const auto* const limits = catalogue::EffectiveAt(facts.limits, subgroup.Sgtm);
     const auto& wanted = lookups_.WantedDefects();
     double pieces = 0.0;
-    for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-      const auto value = data.values[static_cast<std::size_t>(row)];
-      const auto key = KeyAt(data, subgroup, row);
-      if (!IsPiece(key, value)) continue;
+    ForEachPiece(data, subgroup, [&](const store::RowKey& key, double value) {
       ++pieces;
       const bool outside = limits != nullptr && limits->HasOutside(value);
-      if (!outside && key.Def == 0) continue;
-      if (wanted && !std::binary_search(wanted->begin(), wanted->end(), key.Def)) continue;
+      if (!outside && key.Def == 0) return;
+      if (wanted && !std::binary_search(wanted->begin(), wanted->end(), key.Def)) return;
       std::size_t place = 0;
       Record(subgroup, key, 1.0, place).nonconforming += 1.0;
-    }
+    });
     return pieces;
   }
 
@@ -236,13 +227,10 @@ class Gatherer {
     for (const auto& subgroup : data.subgroups) {
       if (!Counts(subgroup, every_state_) || facts_.Of(subgroup).type != ttVariable) continue;
       keys_.Start(subgroup);
-      for (auto row = subgroup.Test_Start; row <= subgroup.Test_End; ++row) {
-        const auto value = data.values[static_cast<std::size_t>(row)];
-        const auto key = KeyAt(data, subgroup, row);
-        if (!IsPiece(key, value)) continue;
+      ForEachPiece(data, subgroup, [&](const store::RowKey& key, double value) {
         const auto* const bin = places_.Find(keys_.KeysOf(key));
         if (bin != nullptr) Keep(subgroup, value, pieces_[bin->place]);
-      }
+      });
     }
   }
   std::vector<PieceValues>& Out() { return pieces_; }

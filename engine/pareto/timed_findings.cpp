@@ -9,16 +9,6 @@ namespace {
 
 using catalogue::ItemKind;
 
-template <class Record>
-BinKeys KeysOf(const ParetoPlan& plan, std::vector<KeyReader>& readers, const Record& record,
-               std::int32_t Record::*BinFields::*member) {
-  BinKeys keys{};
-  for (std::size_t i = 0; i < readers.size(); ++i) {
-    keys[i] = readers[i].KeyOf(record.*(plan.levels[i].kind->of.*member));
-  }
-  return keys;
-}
-
 void Add(Tally& tally, double amount, double factor) {
   tally.amount += amount;
   tally.weighted += amount * factor;
@@ -69,7 +59,7 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
   Findings findings;
   auto readers = lookups.Readers();
   for (const auto& event : events) {
-    auto& tally = findings.tallies.Of(KeysOf(plan, readers, event, &BinFields::event));
+    auto& tally = findings.tallies.Of(KeysOf(readers, event, &BinFields::event));
     Add(tally, AmountOf(plan.accumulation, event, window_end), factor_of(event));
     if (!event.finish && !event.cac_time && !event.acc_time) tally.has_open = true;
   }
@@ -93,7 +83,7 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
   Findings findings;
   auto readers = lookups.Readers();
   for (const auto& entry : entries) {
-    Add(findings.tallies.Of(KeysOf(plan, readers, entry, &BinFields::state)), amount_of(entry),
+    Add(findings.tallies.Of(KeysOf(readers, entry, &BinFields::state)), amount_of(entry),
         lookups.FactorOf(ItemKind::StateCode, entry.state));
   }
   return findings;
