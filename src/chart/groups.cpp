@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <unordered_map>
 
@@ -12,21 +13,10 @@
 namespace orvspc::groups {
 namespace {
 
-// What the grouping compares; null for a value outside the enumeration.
-// Deliberate: the identifiers then stay 0, and the walk relies on that to part every subgroup.
-std::int32_t API_SubgroupData::*IdentifierField(ccGroupByTypes group_by) {
-  switch (group_by) {
-    case ccGroupByNone:
-      return &API_SubgroupData::Sgrp;
-    case ccGroupByPart:
-      return &API_SubgroupData::Part;
-    case ccGroupByProcess:
-      return &API_SubgroupData::Prcs;
-    case ccGroupByTest:
-      return &API_SubgroupData::Test;
-  }
-  return nullptr;
-}
+// What the grouping compares, by the number of its ccGroupByTypes.
+constexpr std::int32_t API_SubgroupData::*kIdentifiers[] = {
+    &API_SubgroupData::Sgrp, &API_SubgroupData::Part, &API_SubgroupData::Prcs,
+    &API_SubgroupData::Test};
 
 // The group being built; subgroups are added in order. Looks at each subgroup once: a newcomer fits
 // when its identifier has not occurred in the group and it is near to both the earliest and the
@@ -112,10 +102,12 @@ void WalkGroups(std::int32_t threshold, API_CCResults& record) {
 // Fills GroupIDs, which has its length already, with what the grouping compares.
 void BuildGroupIDs(const CCProcessing& processing, API_CCResults& record) {
   Traced("CCAnalysis.BuildGroupIDs", [&] {
-    const auto field = IdentifierField(processing.GroupBy());
-    if (field == nullptr) return;
+    const std::int32_t by = processing.GroupBy();
+    // Deliberate: for a value outside the enumeration the identifiers stay 0, and the walk relies
+    // on that to part every subgroup.
+    if (by < 0 || by >= std::ssize(kIdentifiers)) return;
     for (std::int32_t i = 0; i < record.Totals.SubgroupCount; ++i)
-      record.GroupIDs[i] = record.Subgroups[i].*field;
+      record.GroupIDs[i] = record.Subgroups[i].*kIdentifiers[by];
   });
 }
 

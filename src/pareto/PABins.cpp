@@ -82,16 +82,12 @@ std::string PABins::GetXML() { return settings_xml::GetXML(kElement, *this); }
 XmlNode PABins::CreateXMLNode(const Friend&, platform::XmlDocument& Document) {
   return Traced("PABins.CreateXMLNode", [&] {
     const XmlNode element = Document.CreateElement(kElement);
+    constexpr auto kFields = std::tuple_cat(kWrittenIDs, kFigures);
     for (std::int32_t i = 0; i < Count(); ++i)
-      Document.AppendChild(element, CreateXMLBin(Document, i));
+      Document.AppendChild(element, Traced("PABins.CreateXMLBin", [&] {
+                             return settings_xml::CreateElement(Document, kBin, kFields, bins_[i]);
+                           }));
     return element;
-  });
-}
-
-XmlNode PABins::CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index) {
-  return Traced("PABins.CreateXMLBin", [&] {
-    return settings_xml::CreateElement(Document, kBin, std::tuple_cat(kWrittenIDs, kFigures),
-                                       bins_[Index]);
   });
 }
 

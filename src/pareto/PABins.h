@@ -57,7 +57,6 @@ class PABins : public RowSet {
  private:
   std::int32_t RowCount() const override { return count_; }
   const API_PABin& Bin() const { return bins_[Position()]; }
-  platform::XmlNode CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index);
 
   Array<API_PABin> bins_;
   std::int32_t count_ = 0;

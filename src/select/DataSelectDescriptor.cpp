@@ -16,26 +16,17 @@ namespace {
 
 // The elements of an array that a host passed in. An array of another type is refused, whatever
 // numbers it holds; its bounds are checked first.
-struct ToIntegers {
-  std::int32_t lower_bound;
-
-  std::vector<std::int32_t> operator()(std::monostate) const { FailTypeMismatch(); }
-
-  std::vector<std::int32_t> operator()(const std::vector<std::int32_t>& values) const {
-    CheckBounds(values.empty());
-    return values;
-  }
-
-  std::vector<std::int32_t> operator()(const std::vector<double>& values) const {
-    CheckBounds(values.empty());
-    FailTypeMismatch();
-  }
-
-  void CheckBounds(bool never_dimensioned) const {
-    if (never_dimensioned) FailSubscript();
-    if (lower_bound != 0) FailMessage("Array must be 0-based");
-  }
-};
+const std::vector<std::int32_t>& Integers(const ArrayVariant& value) {
+  if (std::holds_alternative<std::monostate>(value.elements)) FailTypeMismatch();
+  const auto* const integers = std::get_if<std::vector<std::int32_t>>(&value.elements);
+  const bool has_elements = integers != nullptr
+                                ? !integers->empty()
+                                : !std::get<std::vector<double>>(value.elements).empty();
+  if (!has_elements) FailSubscript();
+  if (value.lower_bound != 0) FailMessage("Array must be 0-based");
+  if (integers == nullptr) FailTypeMismatch();
+  return *integers;
+}
 
 }  // namespace
 
@@ -74,7 +65,7 @@ std::vector<std::int32_t> DataSelectDescriptor::ItemIDs() const {
 
 void DataSelectDescriptor::ItemIDs(const ArrayVariant& value) {
   Traced("DataSelectDescriptor.ItemIDs(l)", [&] {
-    record_.items = std::visit(ToIntegers{value.lower_bound}, value.elements);
+    record_.items = Integers(value);
     // Deliberate: the last element stays in the array but is not counted.
     record_.count = checked::Narrow(static_cast<std::int64_t>(record_.items.size()) - 1);
   });

@@ -15,8 +15,8 @@ namespace orvspc {
 class Friend;
 
 // What the process-state analysis gathered: subgroups, events and the log of states, side by side
-// over one selection, which is as the retrieval of the subgroups left it. Every Get gives the object
-// itself; all are null in a new object.
+// over one selection, which is as the retrieval of the subgroups left it. Every Get gives the
+// object itself; all are null in a new object.
 class PSResults : public ResultsOf<PSProcessing> {
  public:
   std::shared_ptr<orvspc::SubgroupData> SubgroupData() const { return subgroup_data_; }
