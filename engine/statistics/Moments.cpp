@@ -151,36 +151,4 @@ double Quantile(std::span<const double> sorted, double p) {
   return sorted[i] + (position - whole) * (sorted[i + 1] - sorted[i]);
 }
 
-void MomentAccumulator::Add(double value) {
-  if (count_ == 0) origin_ = value;
-  ++count_;
-  const double deviation = value - origin_;
-  const double delta = deviation - mean_;
-  mean_ += delta / static_cast<double>(count_);
-  sum_of_squares_ += delta * (deviation - mean_);
-}
-
-void MomentAccumulator::Merge(const MomentAccumulator& other) {
-  if (other.count_ == 0) return;
-  if (count_ == 0) {
-    *this = other;
-    return;
-  }
-  const double mine = static_cast<double>(count_), theirs = static_cast<double>(other.count_);
-  const double delta = (other.origin_ - origin_) + (other.mean_ - mean_);
-  count_ += other.count_;
-  mean_ += delta * theirs / (mine + theirs);
-  sum_of_squares_ += other.sum_of_squares_ + delta * delta * mine * theirs / (mine + theirs);
-}
-
-double MomentAccumulator::Mean() const { return count_ == 0 ? kNaN : origin_ + mean_; }
-
-double MomentAccumulator::SumOfSquares() const { return count_ == 0 ? kNaN : sum_of_squares_; }
-
-double MomentAccumulator::SampleVariance() const {
-  return count_ < 2 ? kNaN : sum_of_squares_ / static_cast<double>(count_ - 1);
-}
-
-double MomentAccumulator::SampleStandardDeviation() const { return std::sqrt(SampleVariance()); }
-
 }  // namespace orvspc::engine::statistics

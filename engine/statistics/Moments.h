@@ -79,25 +79,4 @@ double Median(std::span<const double> values);
 // Source   Hyndman & Fan, Am. Statistician 50 (1996), type 5
 double Quantile(std::span<const double> sorted, double p);
 
-// Running mean and sum of squares whose parts can be merged, for values that are not held in
-// memory. Empty: mean and variance NaN. Merging cuts of one sample gives the result of the whole to
-// rounding. Source   Chan, Golub & LeVeque, Am. Statistician 37 (1983)
-class MomentAccumulator {
- public:
-  void Add(double value);
-  void Merge(const MomentAccumulator& other);
-
-  std::int64_t Count() const { return count_; }
-  double Mean() const;
-  double SumOfSquares() const;    // about the mean
-  double SampleVariance() const;  // divisor n - 1; NaN for fewer than two values
-  double SampleStandardDeviation() const;
-
- private:
-  std::int64_t count_ = 0;
-  double origin_ = 0.0;  // the first value: deviations from it stay small
-  double mean_ = 0.0;    // of the deviations from origin_
-  double sum_of_squares_ = 0.0;
-};
-
 }  // namespace orvspc::engine::statistics

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <functional>
 
 namespace orvspc::engine::statistics {
 namespace {
@@ -66,35 +67,24 @@ double ExtentSums::Shift() const { return sum_.Value() / static_cast<double>(cou
 
 void DeviationSums::Add(std::span<const double> values) {
   ForEachStretch(values, [&](std::span<const double> stretch) {
-    double first[kLanes] = {}, squares[kLanes] = {}, cubes[kLanes] = {}, fourths[kLanes] = {};
-    double absolutes[kLanes] = {}, above[kLanes] = {};
+    double lanes[kSums][kLanes] = {};
     const auto take = [&](std::size_t lane, double x) {
       const double d = (x - origin_) - shift_;
       const double square = d * d;
-      first[lane] += d;
-      squares[lane] += square;
-      cubes[lane] += square * d;
-      fourths[lane] += square * square;
-      absolutes[lane] += std::fabs(d);
-      above[lane] += d > 0.0 ? square : 0.0;
+      lanes[kFirst][lane] += d;
+      lanes[kSquares][lane] += square;
+      lanes[kCubes][lane] += square * d;
+      lanes[kFourths][lane] += square * square;
+      lanes[kAbsolutes][lane] += std::fabs(d);
+      lanes[kSquaresAbove][lane] += d > 0.0 ? square : 0.0;
     };
     ForEachLane(stretch, take);
-    first_.Add(SumOf(first));
-    squares_.Add(SumOf(squares));
-    cubes_.Add(SumOf(cubes));
-    fourths_.Add(SumOf(fourths));
-    absolutes_.Add(SumOf(absolutes));
-    squares_above_.Add(SumOf(above));
+    for (std::size_t i = 0; i < kSums; ++i) sums_[i].Add(SumOf(lanes[i]));
   });
 }
 
 void DeviationSums::Merge(const DeviationSums& other) {
-  first_.Merge(other.first_);
-  squares_.Merge(other.squares_);
-  cubes_.Merge(other.cubes_);
-  fourths_.Merge(other.fourths_);
-  absolutes_.Merge(other.absolutes_);
-  squares_above_.Merge(other.squares_above_);
+  for (std::size_t i = 0; i < kSums; ++i) sums_[i].Merge(other.sums_[i]);
 }
 
 BeyondCounts::BeyondCounts(std::span<const double> upper, std::span<const double> lower)
@@ -104,19 +94,18 @@ BeyondCounts::BeyondCounts(std::span<const double> upper, std::span<const double
       below_(lower.size()) {}
 
 void BeyondCounts::Add(std::span<const double> values) {
+  const auto count = [](std::span<const double> stretch, std::span<const double> limits,
+                        std::span<std::int64_t> counts, auto is_beyond) {
+    for (std::size_t i = 0; i < limits.size(); ++i) {
+      if (std::isnan(limits[i])) continue;
+      std::int64_t beyond = 0;
+      for (const double x : stretch) beyond += is_beyond(x, limits[i]);
+      counts[i] += beyond;
+    }
+  };
   ForEachStretch(values, [&](std::span<const double> stretch) {
-    for (std::size_t limit = 0; limit < upper_.size(); ++limit) {
-      if (std::isnan(upper_[limit])) continue;
-      std::int64_t count = 0;
-      for (const double x : stretch) count += x > upper_[limit];
-      above_[limit] += count;
-    }
-    for (std::size_t limit = 0; limit < lower_.size(); ++limit) {
-      if (std::isnan(lower_[limit])) continue;
-      std::int64_t count = 0;
-      for (const double x : stretch) count += x < lower_[limit];
-      below_[limit] += count;
-    }
+    count(stretch, upper_, above_, std::greater<>());
+    count(stretch, lower_, below_, std::less<>());
   });
 }
 
@@ -160,14 +149,10 @@ void DistinctCounter::Merge(const DistinctCounter& other) {
 
 SpreadOfSize& SpreadSums::Of(std::int32_t size) {
   if (latest_ < by_size_.size() && by_size_[latest_].n == size) return by_size_[latest_];
-  const auto place =
-      std::lower_bound(by_size_.begin(), by_size_.end(), size,
-                       [](const SpreadOfSize& row, std::int32_t n) { return row.n < n; });
+  const auto place = std::ranges::lower_bound(by_size_, size, {}, &SpreadOfSize::n);
   latest_ = static_cast<std::size_t>(place - by_size_.begin());
   if (place != by_size_.end() && place->n == size) return *place;
-  SpreadOfSize fresh;
-  fresh.n = size;
-  return *by_size_.insert(place, fresh);
+  return *by_size_.insert(place, SpreadOfSize{.n = size});
 }
 
 void SpreadSums::AddGroup(std::span<const double> group) {

@@ -46,16 +46,18 @@ class DeviationSums {
   void Add(std::span<const double> values);
   void Merge(const DeviationSums& other);
 
-  double First() const { return first_.Value(); }
-  double Squares() const { return squares_.Value(); }
-  double Cubes() const { return cubes_.Value(); }
-  double Fourths() const { return fourths_.Value(); }
-  double Absolutes() const { return absolutes_.Value(); }
-  double SquaresAbove() const { return squares_above_.Value(); }  // of d > 0
+  double First() const { return sums_[kFirst].Value(); }
+  double Squares() const { return sums_[kSquares].Value(); }
+  double Cubes() const { return sums_[kCubes].Value(); }
+  double Fourths() const { return sums_[kFourths].Value(); }
+  double Absolutes() const { return sums_[kAbsolutes].Value(); }
+  double SquaresAbove() const { return sums_[kSquaresAbove].Value(); }  // of d > 0
 
  private:
+  enum : std::size_t { kFirst, kSquares, kCubes, kFourths, kAbsolutes, kSquaresAbove, kSums };
+
   double origin_, shift_;
-  CarriedSum first_, squares_, cubes_, fourths_, absolutes_, squares_above_;
+  CarriedSum sums_[kSums];
 };
 
 // How many values lie strictly above each upper and strictly below each lower limit.

@@ -156,7 +156,7 @@ TEST(SigmaEstimate, UnbiasedAndOfLeastScatterOnNormalSamples) {
   std::mt19937_64 random(19690601);
   std::normal_distribution<double> normal(50.0, 2.0);
   const std::vector<std::int32_t> sizes{2, 9, 5, 2, 5, 9, 2};
-  MomentAccumulator weighted, unweighted, by_sds;
+  std::vector<double> weighted, unweighted, by_sds;
   for (int run = 0; run < 20000; ++run) {
     std::vector<double> ranges, sds;
     for (const std::int32_t n : sizes) {
@@ -166,14 +166,14 @@ TEST(SigmaEstimate, UnbiasedAndOfLeastScatterOnNormalSamples) {
       ranges.push_back(summary.range);
       sds.push_back(summary.sd);
     }
-    weighted.Add(SigmaFromRanges(ranges, sizes).value);
-    unweighted.Add(SigmaFromRanges(ranges, sizes, EstimatorSetting::Unweighted).value);
-    by_sds.Add(SigmaFromSds(sds, sizes).value);
+    weighted.push_back(SigmaFromRanges(ranges, sizes).value);
+    unweighted.push_back(SigmaFromRanges(ranges, sizes, EstimatorSetting::Unweighted).value);
+    by_sds.push_back(SigmaFromSds(sds, sizes).value);
   }
-  for (const MomentAccumulator* one : {&weighted, &unweighted, &by_sds})
-    EXPECT_NEAR(one->Mean(), 2.0, 4.0 * one->SampleStandardDeviation() / std::sqrt(20000.0));
-  EXPECT_LT(weighted.SampleVariance(), 0.8 * unweighted.SampleVariance());
-  EXPECT_LT(by_sds.SampleVariance(), weighted.SampleVariance());
+  for (const auto* one : {&weighted, &unweighted, &by_sds})
+    EXPECT_NEAR(Mean(*one), 2.0, 4.0 * SampleStandardDeviation(*one) / std::sqrt(20000.0));
+  EXPECT_LT(SampleVariance(weighted), 0.8 * SampleVariance(unweighted));
+  EXPECT_LT(SampleVariance(by_sds), SampleVariance(weighted));
 }
 
 TEST(MovingRanges, AnUnusedPointIsShownAndForgottenAndNaNBreaksTheChain) {

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 namespace orvspc::engine::statistics {
@@ -134,32 +133,6 @@ TEST(Quantile, HazensPositionsClampedToTheSample) {
     EXPECT_DOUBLE_EQ(Quantile(sorted, row.p), row.value) << row.p << " " << row.reason;
   EXPECT_TRUE(std::isnan(Quantile(sorted, kNaN)));
   EXPECT_EQ(Quantile(std::vector<double>{7}, 0.99), 7.0);
-}
-
-TEST(MomentAccumulator, MergedCutsGiveTheWhole) {
-  std::mt19937_64 random(7);
-  std::vector<double> values(1001);
-  for (double& x : values) x = 1e6 + static_cast<double>(random() % 1000) / 7.0;
-  for (const std::size_t cut : {0U, 1U, 13U, 500U, 1000U, 1001U}) {
-    MomentAccumulator a, b;
-    for (std::size_t i = 0; i < values.size(); ++i) (i < cut ? a : b).Add(values[i]);
-    a.Merge(b);
-    EXPECT_EQ(a.Count(), 1001);
-    EXPECT_NEAR(a.Mean(), Mean(values), 1e-9) << cut;
-    EXPECT_NEAR(a.SampleVariance() / SampleVariance(values), 1.0, 1e-12) << cut;
-  }
-}
-
-TEST(MomentAccumulator, EmptyHasNoFigures) {
-  MomentAccumulator empty, other;
-  empty.Merge(other);
-  EXPECT_EQ(empty.Count(), 0);
-  EXPECT_TRUE(std::isnan(empty.Mean()) && std::isnan(empty.SumOfSquares()) &&
-              std::isnan(empty.SampleVariance()));
-  empty.Add(3);
-  EXPECT_EQ(empty.Mean(), 3.0);
-  EXPECT_EQ(empty.SumOfSquares(), 0.0);
-  EXPECT_TRUE(std::isnan(empty.SampleStandardDeviation()));
 }
 
 }  // namespace

@@ -65,6 +65,39 @@ TEST(DeviationSums, UpperAndLowerPartsByHand) {
   EXPECT_EQ(sums.Cubes(), 18.0);
 }
 
+TEST(DeviationSums, PartsOfAnyCutGiveTheWhole) {
+  const auto values = Normal(1001, 1e6, 40.0, 7);
+  const auto all = std::span(values);
+  for (const std::size_t cut : {0U, 1U, 13U, 500U, 1000U, 1001U}) {
+    ExtentSums extent(values[0]), later = extent;
+    extent.Add(all.first(cut));
+    later.Add(all.subspan(cut));
+    extent.Merge(later);
+    EXPECT_EQ(extent.Count(), 1001);
+    EXPECT_NEAR(extent.Mean(), Mean(values), 1e-9) << cut;
+    DeviationSums sums(extent.Origin(), extent.Shift()), rest = sums;
+    sums.Add(all.first(cut));
+    rest.Add(all.subspan(cut));
+    sums.Merge(rest);
+    EXPECT_NEAR(sums.Squares() / 1000.0 / SampleVariance(values), 1.0, 1e-12) << cut;
+  }
+}
+
+TEST(ExtentSums, OfOneValueAndAnEmptyPart) {
+  ExtentSums sums(0.0), empty(0.0);
+  sums.Merge(empty);
+  EXPECT_EQ(sums.Count(), 0);
+  EXPECT_TRUE(std::isnan(sums.Shift()));
+  sums.Add(std::vector<double>{3.0});
+  sums.Merge(empty);
+  EXPECT_EQ(sums.Mean(), 3.0);
+  EXPECT_EQ(sums.Smallest(), 3.0);
+  EXPECT_EQ(sums.Largest(), 3.0);
+  DeviationSums deviations(sums.Origin(), sums.Shift());
+  deviations.Add(std::vector<double>{3.0});
+  EXPECT_EQ(deviations.Squares(), 0.0);
+}
+
 TEST(ExtentSums, NothingHasNoMean) {
   const ExtentSums sums(0.0);
   EXPECT_EQ(sums.Count(), 0);
