@@ -149,6 +149,16 @@ std::optional<std::int64_t> ReadTime(Reader& in) {
   return (std::int64_t{*hour} * 3600 + *minute * 60 + *second) * kSecond + *fraction;
 }
 
+// As the platform reads it; a zone moves the time to UTC.
+std::optional<double> ReadIso(std::string_view text) {
+  text = TrimBlanks(text);
+  const auto time = platform::TakeIsoTime(text);
+  if (!time || !text.empty()) return std::nullopt;
+  const std::int64_t clock = time->nanoseconds - time->offset.value_or(0) * kSecond;
+  const std::int64_t days = clock < 0 ? -1 : clock / kDay;
+  return ToDate({time->day + kUnixDay + days, clock - days * kDay});
+}
+
 std::optional<double> ReadDayAndTime(Reader in, std::optional<std::int64_t> (*read_day)(Reader&)) {
   const auto day = read_day(in);
   if (!day) return std::nullopt;
@@ -180,6 +190,8 @@ std::string DateToText(double date) {
 }
 
 double TextToDate(std::string_view text) {
+  if (const auto date = ReadIso(text)) return *date;
+  // A clock of one digit, or with AM and PM.
   Reader in(text);
   if (const auto date = ReadDayAndTime(in, &ReadIsoDay)) return *date;
   if (const auto date = ReadDayAndTime(in, &ReadMonthFirstDay)) return *date;

@@ -12,8 +12,11 @@ namespace orvspc {
 // bits; a date for which nine do not suffice, or outside the years 1 to 9999, is its day number.
 std::string DateToText(double date);
 
-// Takes the form above, also without time of day or seconds and with a blank for the T; a day
-// number; 1/31/1970 12:00:00 PM (month first); and a time alone, 12:00:00 AM, which is of day 0.
+// Takes
+//   what TakeIsoTime of platform/TimeText.h takes; a zone moves the time to UTC
+//   a day number
+//   1/31/1970 12:00:00 PM (month first), or with the day above
+//   a time alone, 12:00:00 AM, which is of day 0
 // Anything else fails with 13.
 double TextToDate(std::string_view text);
 

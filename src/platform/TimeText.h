@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// Moments as ISO 8601 text: the one parser and the one writer of files, options and XML.
+// Moments as ISO 8601 text: the one parser of files, options and XML, and the writer of stamps.
 namespace orvspc::platform {
 
 // What such a text says, before a zone or a rounding is applied to it.

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -16,8 +17,16 @@ namespace {
 void AppendQuoted(std::string& out, std::string_view text) {
   constexpr std::u32string_view kEscaped = U"\"\\\n\t\r";
   constexpr std::string_view kLetters = "\"\\ntr";
+  const auto is_plain = [](unsigned char c) {
+    return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
+  };
   out += '"';
-  for (std::size_t at = 0; at < text.size();) {
+  for (std::size_t at = 0;;) {
+    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto end = std::find_if_not(begin, text.end(), is_plain);
+    out.append(begin, end);
+    if (end == text.end()) break;
+    at = static_cast<std::size_t>(end - text.begin());
     char32_t code = platform::kReplacementCharacter;
     if (!platform::TakeUtf8(text, at, code)) ++at;
     if (const std::size_t place = kEscaped.find(code); place != kEscaped.npos) {
