@@ -3,7 +3,7 @@
 #include <tuple>
 
 #include "engine/QualityDatabase.h"
-#include "engine/store/host_calls.h"
+#include "engine/store/SqlStore.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc {

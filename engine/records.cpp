@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "engine/RowTable.h"
+#include "engine/store/SqlStore.h"
 #include "engine/store/StateLog.h"
-#include "engine/store/host_calls.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeStamp.h"
 

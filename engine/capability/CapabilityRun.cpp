@@ -15,7 +15,6 @@
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/SampleQuantiles.h"
 #include "engine/statistics/Spread.h"
-#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 

@@ -5,7 +5,7 @@
 
 #include "engine/statistics/Sample.h"
 #include "engine/statistics/SampleSums.h"
-#include "engine/store/parallel.h"
+#include "engine/store/large_data.h"
 
 namespace orvspc::engine::capability {
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::capability {

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/Pieces.h"
+#include "engine/store/DataSet.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::charts {

@@ -11,7 +11,6 @@
 #include "engine/charts/PreControl.h"
 #include "engine/charts/column_storage.h"
 #include "engine/charts/cusum.h"
-#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 

@@ -8,7 +8,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/RunRows.h"
-#include "engine/store/parallel.h"
+#include "engine/store/large_data.h"
 
 // What runs along the lines of every stream. lines_of(stream) returns lines with At(place) and
 // IsConstant(), which are asked in ascending order.

@@ -6,7 +6,7 @@
 
 #include "engine/compliance/ComplianceRun.h"
 #include "engine/store/LatestReports.h"
-#include "engine/store/call_boundary.h"
+#include "engine/store/Store.h"
 
 namespace orvspc::engine::compliance {
 namespace {

@@ -12,7 +12,6 @@
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/NearlyEqual.h"
-#include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::compliance {

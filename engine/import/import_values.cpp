@@ -5,7 +5,6 @@
 #include <tuple>
 
 #include "engine/import/values_writer.h"
-#include "engine/store/StoreCache.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -44,12 +43,17 @@ constexpr ImportColumn kColumns[] = {
 };
 using At = PlaceIn<kColumns>;
 
-// The places of kSharedColumns.
+// The places of the columns that SharedColumn names.
 constexpr auto kSharedPlaces = [] {
-  std::array<std::size_t, std::size(kSharedColumns)> places{};
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    places[i] = PlaceOf(kColumns, kSharedColumns[i].name);
-  }
+  std::array<std::size_t, std::tuple_size_v<decltype(OpenMeasurement::shared)>> places{};
+  for (std::size_t i = 0; i < places.size(); ++i) places[i] = PlaceOf(kColumns, SharedColumn(i));
+  return places;
+}();
+
+constexpr auto kRowPlaces = [] {
+  std::array<std::size_t, std::size(store::kRowKinds)> places{};
+  std::ranges::transform(store::kRowKinds, places.begin(),
+                         [](const auto& each) { return PlaceOf(kColumns, each.column); });
   return places;
 }();
 
@@ -165,7 +169,7 @@ void ValuesImport::TakeLine() {
   } else {
     TakeAttribute(open);
   }
-  for (std::size_t i = 0; i < std::size(kSharedColumns); ++i) TakeShared(open, i);
+  for (std::size_t i = 0; i < open.shared.size(); ++i) TakeShared(open, i);
   TakeDescriptors(open);
   TakeComment(open);
 }
@@ -250,9 +254,9 @@ bool ValuesImport::IsVariable() {
 
 store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
   store::RowKey key{0, tsno, sbno, 0, 0};
-  key.Sn = NameCell(At("serial"), catalogue::ItemKind::Serial);
-  key.Def = NameCell(At("defect"), catalogue::ItemKind::Defect);
-  key.Gage = NameCell(At("gage"), catalogue::ItemKind::Gage);
+  for (std::size_t i = 0; i < kRowPlaces.size(); ++i) {
+    key.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
+  }
   return key;
 }
 
@@ -288,7 +292,9 @@ void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
   if (shared == kSharedSize) {
     value = SizeCell();
   } else {
-    value = shared == kSharedFlag ? FlagCell() : NameCell(column, kSharedColumns[shared].kind);
+    value = shared == kSharedFlag
+                ? FlagCell()
+                : NameCell(column, store::kContextKinds[shared - kSharedContext].kind);
   }
   auto& cell = open.shared[shared];
   if (cell.value != kNotGiven && cell.value != value) table_.Refuse(column, kDiffers);

@@ -9,8 +9,9 @@
 namespace orvspc::engine::import {
 namespace {
 
-store::Context ContextIn(const sql::Query& query) {
-  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
+// A statement with the columns of the context.
+std::string WithColumns(std::string_view before, std::string_view after) {
+  return std::string(before) + store::ContextColumns() + std::string(after);
 }
 
 std::int32_t Pieces(std::span<const store::TestRow> rows) {
@@ -29,9 +30,12 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch,
       tests_(tests) {}
 
 void ValuesWriter::Prepare() {
-  sql::Query contexts(db_,
-                      "SELECT workstation, job, lot, shift, revision, employee, id FROM context");
-  while (contexts.Step()) contexts_[ContextIn(contexts)] = contexts.Int(6);
+  static const auto text = WithColumns("SELECT ", ", id FROM context");
+  sql::Query contexts(db_, text);
+  for (store::Context context; contexts.Step();) {
+    contexts.Read(context);
+    contexts_[context] = contexts.Int(context.size());
+  }
   sql::Query highest(db_, "SELECT max(id) FROM subgroup");
   if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
 }
@@ -75,25 +79,25 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    id = static_cast<std::int32_t>(
-        *IntOf(db_,
-               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id",
-               Reference{context.workstation}, Reference{context.job}, Reference{context.lot},
-               Reference{context.shift}, Reference{context.revision}, Reference{context.employee}));
+    static const auto insert = InsertInto(WithColumns("context(", ")")) + " RETURNING id";
+    std::array<Reference, std::tuple_size_v<store::Context>> names;
+    std::ranges::transform(context, names.begin(), [](auto name) { return Reference{name}; });
+    id = static_cast<std::int32_t>(*IntOf(db_, insert, names));
   }
   return id;
 }
 
 store::Context ValuesWriter::ContextOf(std::int32_t id) {
   if (id == 0) return {};
-  sql::Query query(
-      db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1",
-      id);
-  if (!query.Step())
+  static const auto text = WithColumns("SELECT ", " FROM context WHERE id = ?1");
+  sql::Query query(db_, text, id);
+  if (!query.Step()) {
     throw sql::SqlError(sql::SqlError::Kind::Damaged,
                         "context " + std::to_string(id) + " is missing");
-  return ContextIn(query);
+  }
+  store::Context context;
+  query.Read(context);
+  return context;
 }
 
 void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
@@ -137,10 +141,9 @@ void ValuesWriter::WriteMeasurements() {
     Finish(*open, key);
     CheckDefectives(*open);
     store::Context context;
-    for (std::size_t i = 0; i < open->shared.size(); ++i) {
-      const auto member = kSharedColumns[i].member;
-      if (member != nullptr)
-        context.*member = static_cast<std::int32_t>(std::max(open->shared[i].value, 0.0));
+    for (std::size_t i = 0; i < context.size(); ++i) {
+      const auto name = open->shared[kSharedContext + i].value;
+      context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
     }
     auto& write = is_stored ? update : insert;
     write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
@@ -236,9 +239,8 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
     context = query.Int(1);
   }
   const auto who = ContextOf(context);
-  for (std::size_t i = 0; i < open.shared.size(); ++i) {
-    const auto member = kSharedColumns[i].member;
-    if (member != nullptr) MergeShared(open, i, who.*member == 0 ? kNotGiven : who.*member);
+  for (std::size_t i = 0; i < who.size(); ++i) {
+    MergeShared(open, kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
@@ -267,7 +269,7 @@ void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double
   auto& cell = open.shared[column];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
-    NoteRefusal(cell.line, kSharedColumns[column].name, cell.text, kDiffers);
+    NoteRefusal(cell.line, SharedColumn(column), cell.text, kDiffers);
   }
   cell.value = before;
   cell.line = 0;

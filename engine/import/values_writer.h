@@ -45,23 +45,13 @@ struct OpenSubgroup {
   std::set<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
 };
 
-// Columns of which the lines of a (subgroup, test) give one value.
-struct SharedColumn {
-  std::string_view name;
-  catalogue::ItemKind kind;
-  std::int32_t store::Context::*member;  // null: no part of the context
-};
-inline constexpr SharedColumn kSharedColumns[] = {
-    {"size", {}, nullptr},
-    {"flag", {}, nullptr},
-    {"workstation", catalogue::ItemKind::Workstation, &store::Context::workstation},
-    {"job", catalogue::ItemKind::Job, &store::Context::job},
-    {"lot", catalogue::ItemKind::Lot, &store::Context::lot},
-    {"shift", catalogue::ItemKind::Shift, &store::Context::shift},
-    {"revision", catalogue::ItemKind::Revision, &store::Context::revision},
-    {"employee", catalogue::ItemKind::Employee, &store::Context::employee},
-};
-inline constexpr std::size_t kSharedSize = 0, kSharedFlag = 1;
+// Columns of which the lines of a (subgroup, test) give one value: size, flag, and those of the
+// context.
+inline constexpr std::size_t kSharedSize = 0, kSharedFlag = 1, kSharedContext = 2;
+constexpr std::string_view SharedColumn(std::size_t i) {
+  if (i < kSharedContext) return i == kSharedSize ? "size" : "flag";
+  return store::kContextKinds[i - kSharedContext].column;
+}
 
 // What they give in such a column.
 struct SharedCell {
@@ -82,7 +72,7 @@ struct OpenMeasurement {
   std::int32_t test = 0;
   std::int64_t line = 0;
   std::int32_t highest_tsno = 0, last_sbno = 0;
-  std::array<SharedCell, std::size(kSharedColumns)> shared;
+  std::array<SharedCell, kSharedContext + std::size(store::kContextKinds)> shared;
   std::vector<ImportRow> rows;
   std::vector<OpenComment> comments;
 

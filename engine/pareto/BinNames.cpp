@@ -5,7 +5,7 @@
 #include <functional>
 #include <utility>
 
-#include "engine/store/call_boundary.h"
+#include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {

@@ -5,7 +5,6 @@
 
 #include "engine/catalogue/words.h"
 #include "engine/store/conditions.h"
-#include "engine/store/flat_filter.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {
@@ -37,28 +36,6 @@ IdTable<double> FactorsOf(const catalogue::ItemList& list) {
   return table;
 }
 
-constexpr struct {
-  catalogue::ItemKind kind;
-  store::FilterBlock store::FlatFilter::*block;
-} kBlocks[] = {
-    {catalogue::ItemKind::Part, &store::FlatFilter::part},
-    {catalogue::ItemKind::Process, &store::FlatFilter::process},
-    {catalogue::ItemKind::Test, &store::FlatFilter::test},
-    {catalogue::ItemKind::Job, &store::FlatFilter::job},
-    {catalogue::ItemKind::Lot, &store::FlatFilter::lot},
-    {catalogue::ItemKind::Shift, &store::FlatFilter::shift},
-    {catalogue::ItemKind::Employee, &store::FlatFilter::employee},
-    {catalogue::ItemKind::Defect, &store::FlatFilter::defect},
-};
-
-// The filter block of what a level is binned by; null where the filter has none.
-const store::FilterBlock* BlockOf(const store::FlatFilter& flat, catalogue::ItemKind kind) {
-  for (const auto& each : kBlocks) {
-    if (each.kind == kind) return &(flat.*each.block);
-  }
-  return nullptr;
-}
-
 template <class Values>
 std::vector<std::pair<std::int32_t, std::string>> TextsOf(const Values& values) {
   std::vector<std::pair<std::int32_t, std::string>> texts;
@@ -86,7 +63,8 @@ Lookups::Lookups(store::Store& store, sql::Connection& connection, const ParetoP
   if (plan.resource == Resource::Subgroups) {
     defect_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Defect));
     part_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Part));
-    defects_ = store::LookUpItems(connection, "defect", store::ReadFilter(info, filter).defect);
+    defects_ = store::LookUpItems(connection, store::ReadFilter(info, filter),
+                                  catalogue::ItemKind::Defect);
   } else if (plan.resource == Resource::Events) {
     acc_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::AccCode));
     cac_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::CacCode));
@@ -180,9 +158,9 @@ void Lookups::ReadDomain(store::Store& store, sql::Connection& connection, const
   // Groups are those that items of the filter count in, places those that its processes have.
   const auto source = kind.via == Via::Place ? catalogue::ItemKind::Process : kind.item;
   const bool is_item = kind.naming == Naming::Item || kind.naming == Naming::Group;
-  const auto* const block = is_item ? BlockOf(flat, source) : nullptr;
-  if (block != nullptr && block->limited) {
-    domain = *store::LookUpItems(connection, catalogue::WordOf(source), *block);
+  const auto wanted_items = is_item ? store::LookUpItems(connection, flat, source) : std::nullopt;
+  if (wanted_items) {
+    domain = *wanted_items;
     if (level.table) {
       for (auto& id : domain) id = level.table->Of(id);
     }

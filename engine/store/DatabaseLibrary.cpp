@@ -9,10 +9,9 @@
 #include <tuple>
 #include <unordered_set>
 
-#include "engine/store/OpenRun.h"
+#include "engine/store/Store.h"
 #include "engine/store/alarm_rules.h"
-#include "engine/store/call_boundary.h"
-#include "engine/store/large_pages.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 

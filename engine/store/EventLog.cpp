@@ -3,8 +3,9 @@
 
 #include <algorithm>
 
+#include "engine/store/DatabaseLibrary.h"
 #include "engine/store/conditions.h"
-#include "engine/store/flat_filter.h"
+#include "platform/FixedText.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -25,15 +26,39 @@ EventRow RowOf(const sql::Query& query) {
   return row;
 }
 
+API_EventData WireRow(const EventRow& event,
+                      const std::unordered_map<std::int32_t, std::string>& names) {
+  API_EventData row{};
+  row.Evnt = event.id;
+  row.F_TYPE = event.type;
+  const auto name = names.find(event.name);
+  platform::StoreFixedText(row.F_NAME, name == names.end() ? std::string_view() : name->second);
+  row.F_EMPL = event.employee;
+  row.F_EVTM = event.time;
+  row.F_PRCS = event.process;
+  row.F_PART = event.part;
+  row.F_TEST_ = event.test;
+  row.F_SGTM = event.subgroup_time.value_or(0);
+  row.F_ACC = event.acc;
+  row.F_ACEM = event.acc_employee;
+  row.F_ACTM = event.acc_time.value_or(0);
+  row.F_CAC = event.cac;
+  row.F_CAEM = event.cac_employee;
+  row.F_CATM = event.cac_time.value_or(0);
+  row.F_FLAG = event.flag;
+  return row;
+}
+
 }  // namespace
 
 std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache& cache,
                                    API_DSInfo& info, std::span<const std::int32_t> filter) {
   const auto flat = ReadFilter(info, filter);
-  const auto part = LookUpItems(connection, "part", flat.part);
-  const auto process = LookUpItems(connection, "process", flat.process);
-  const auto test = LookUpItems(connection, "test", flat.test);
-  const auto employee = LookUpItems(connection, "employee", flat.employee);
+  const auto wanted = [&](catalogue::ItemKind kind) { return LookUpItems(connection, flat, kind); };
+  const auto part = wanted(catalogue::ItemKind::Part);
+  const auto process = wanted(catalogue::ItemKind::Process);
+  const auto test = wanted(catalogue::ItemKind::Test);
+  const auto employee = wanted(catalogue::ItemKind::Employee);
   const auto limit = info.Count > 0 ? static_cast<std::size_t>(info.Count) : SIZE_MAX;
   TimeRange range(info, cache.zone_offset);
 
@@ -62,6 +87,51 @@ std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id) 
   sql::Query query(connection, kById, id);
   if (!query.Step()) return std::nullopt;
   return RowOf(query);
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_BUILDEVENTDATA(std::int32_t, std::int32_t Connection,
+                                                    API_DSInfo& DSInfo,
+                                                    std::span<std::int32_t> DSFilter,
+                                                    std::span<std::int32_t> Events, std::int32_t) {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
+    auto info = DSInfo;
+    std::vector<EventRow> rows;
+    store->ReadOrThrow(
+        [&](sql::Connection& db) { rows = SelectEvents(db, store->Cache(), info, DSFilter); });
+    if (rows.size() > Events.size()) {
+      rows.erase(rows.begin(), rows.end() - static_cast<std::ptrdiff_t>(Events.size()));
+      AddNote("events-cut", "There are more events than fit; only the newest " +
+                                std::to_string(Events.size()) + " are there.");
+    }
+    std::ranges::transform(rows, Events.begin(), &EventRow::id);
+    DSInfo = info;
+    return static_cast<std::int32_t>(rows.size());
+  });
+}
+
+std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connection,
+                                               std::span<std::int32_t> Events,
+                                               const platform::ArrayRef& Rows, std::int32_t Count,
+                                               std::int32_t Code) {
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
+    const auto out = Rows.As<API_EventData>();
+    if (Code != kEvents || Count < 0 || static_cast<std::size_t>(Count) > Events.size() ||
+        static_cast<std::size_t>(Count) > out.size()) {
+      store->Fail(sql::kRefused, "The call for " + std::to_string(Count) + " events with code " +
+                                     std::to_string(Code) + " does not fit its arrays");
+      return 0;
+    }
+    std::vector<API_EventData> rows;
+    store->ReadOrThrow([&](sql::Connection& db) {
+      const auto& names = store->Names(catalogue::ItemKind::EventName);
+      for (const auto id : Events.first(static_cast<std::size_t>(Count))) {
+        const auto event = ReadEvent(db, id);
+        rows.push_back(event ? WireRow(*event, names) : API_EventData{});
+      }
+    });
+    std::ranges::copy(rows, out.begin());
+    return Count;
+  });
 }
 
 }  // namespace orvspc::engine::store

@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "engine/store/alarm_rules.h"
+#include "engine/store/select.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -67,14 +68,11 @@ void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
 
 template <class Work>
 auto SqlStore::FromCache(Work work) -> decltype(work()) {
-  try {
+  return KeepFailures(this, [&] {
     const std::lock_guard lock(mutex_);
     RefreshSoon();
     return work();
-  } catch (...) {
-    KeepCurrentFailure();
-    return {};
-  }
+  });
 }
 
 namespace {
@@ -167,6 +165,48 @@ void SqlStore::Fail(std::int32_t number, std::string description) {
 std::optional<sql::Failure> SqlStore::TakeFailure() {
   const std::lock_guard lock(failure_mutex_);
   return std::exchange(failure_, std::nullopt);
+}
+
+// Whether a selection may be large enough, as far as can be said before it runs.
+bool SqlStore::MayShare(const API_DSInfo& info) {
+  if (info.Count > 0 && info.Count < sharing_.from) return false;
+  if (connection_->InTransaction()) return false;
+  RefreshSoon();
+  return cache_.highest_subgroup >= sharing_.from;
+}
+
+bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
+                         const SelectOptions& options, DataSet* out, BatchTaker* taker) {
+  return KeepFailures(this, [&] {
+    const std::lock_guard lock(mutex_);
+    TwoThreads threads;
+    threads.from = sharing_.from;
+    if (MayShare(info)) {
+      auto& second = sharing_.second;
+      if (!second) second = SecondReader::Open(*connection_);
+      if (second && second->Note()) threads.second = second.get();
+    }
+    auto resolved = info;
+    ReadOrThrow([&](sql::Connection& connection) {
+      RunSelection(connection, cache_, resolved, filter, options, threads, out, taker);
+    });
+    info = resolved;
+    if (threads.used) ++sharing_.count;
+    return true;
+  });
+}
+
+bool SqlStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                      const SelectOptions& options, DataSet& out) {
+  out = {};
+  const bool done = RunShared(info, filter, options, &out, nullptr);
+  if (!done) out = {};
+  return done;
+}
+
+bool SqlStore::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                               const SelectOptions& options, BatchTaker& taker) {
+  return RunShared(info, filter, options, nullptr, &taker);
 }
 
 }  // namespace orvspc::engine::store

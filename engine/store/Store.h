@@ -11,13 +11,14 @@
 #include <vector>
 
 #include "engine/catalogue/StoredLimits.h"
+#include "engine/sql/failure.h"
+#include "engine/statistics/Estimators.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Database.h"
 #include "platform/Reports.h"
 #include "platform/SelectionRecord.h"
 
-// The quality database as the analyses see it.
 namespace orvspc::engine::store {
 
 // Whether subgroups in every state count, by the Status of a selection: those that are not enabled
@@ -134,10 +135,10 @@ std::vector<Note> TakeNotes();
 // Those of one database.
 std::vector<Note> TakeNotes(std::int32_t handle);
 
-// While one of these lives, notes that the thread adds belong to the database of the handle.
 // The handle of notes that concern no open database; whoever takes notes gets these too.
 inline constexpr std::int32_t kNoDatabase = 0;
 
+// While one of these lives, notes that the thread adds belong to the database of the handle.
 class NotesBelongTo {
  public:
   explicit NotesBelongTo(std::int32_t handle);
@@ -148,5 +149,48 @@ class NotesBelongTo {
  private:
   std::int32_t before_;
 };
+
+// The functions of the closed libraries: no exception leaves them, and a failure returns 0.
+//
+// Runs the body; an exception is kept in the store, if there is one, and gives the default answer.
+template <class Body>
+auto KeepFailures(Store* store, Body body) noexcept -> decltype(body()) {
+  try {
+    return body();
+  } catch (...) {
+    if (store != nullptr) store->KeepCurrentFailure();
+    return {};
+  }
+}
+
+// Runs body(store) for the open database of a connection handle. A handle that is closed or
+// unknown gives 0 and a note.
+template <class Body>
+std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {
+  return KeepFailures(nullptr, [&]() -> std::int32_t {
+    const auto store = StoreOf(handle);
+    const NotesBelongTo owner(store == nullptr ? kNoDatabase : handle);
+    if (store) return KeepFailures(store.get(), [&]() -> std::int32_t { return body(store); });
+    AddNote("database-closed", "The database of this analysis is closed.");
+    return 0;
+  });
+}
+
+// Which streams the chart run that is open on this thread has, so that the alarm mask need not
+// select them a second time.
+struct StreamKey {
+  std::int32_t part = 0, process = 0, test = 0;
+  friend auto operator<=>(const StreamKey&, const StreamKey&) = default;
+};
+
+// The chart library calls these for the run that it opens and closes.
+void SetOpenRun(std::int32_t handle, std::span<const StreamKey> streams);
+void ClearOpenRun();
+
+// Streams of the run open on this thread for that connection; empty when there is none.
+std::span<const StreamKey> OpenRunStreams(std::int32_t handle);
+
+// The setting sigma_estimator; an unknown one is noted and mvlue used.
+statistics::EstimatorSetting EstimatorSettingOf(Store& store);
 
 }  // namespace orvspc::engine::store

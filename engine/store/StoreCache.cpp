@@ -26,13 +26,11 @@ void ReadStreams(sql::Connection& db, StoreCache& cache) {
 void ReadContexts(sql::Connection& db, StoreCache& cache) {
   cache.contexts.assign(1, Context{});
   cache.context_ids.assign(1, 0);
-  sql::Query query(db,
-                   "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
-                   "ORDER BY id");
+  static const auto text = "SELECT id, " + ContextColumns() + " FROM context ORDER BY id";
+  sql::Query query(db, text);
   while (query.Step()) {
     auto& id = cache.context_ids.emplace_back();
-    auto& each = cache.contexts.emplace_back();
-    query.Read(id, each.workstation, each.job, each.lot, each.shift, each.revision, each.employee);
+    query.Read(id, cache.contexts.emplace_back());
     if (id <= 0) {
       throw std::runtime_error("The database is damaged: its table context has a row " +
                                std::to_string(id));
@@ -196,6 +194,14 @@ std::shared_ptr<const T> Kept(std::shared_ptr<const T>& kept, Read read) {
 }
 
 }  // namespace
+
+std::string ContextColumns() {
+  std::string columns;
+  for (const auto& each : kContextKinds) {
+    columns.append(columns.empty() ? "" : ", ").append(each.column);
+  }
+  return columns;
+}
 
 void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
   throw std::runtime_error("The database is damaged: subgroup " + std::to_string(subgroup) +

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "engine/catalogue/ItemKind.h"
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/StoredLimits.h"
+#include "platform/RowRecords.h"
 
 namespace orvspc::engine::store {
 
@@ -28,12 +30,35 @@ struct Stream {
   std::int64_t id = 0;
 };
 
-// Who and where of a measurement, a subgroup and test; many measurements share one.
-struct Context {
-  std::int32_t workstation = 0, job = 0, lot = 0, shift = 0, revision = 0, employee = 0;
-  friend bool operator==(const Context&, const Context&) = default;
-  friend auto operator<=>(const Context&, const Context&) = default;
+// The kinds of items that say who and where of a measurement, with the column of the table context,
+// which is that of an import too, and where a subgroup delivers them.
+struct ContextKind {
+  std::string_view column;
+  catalogue::ItemKind kind;
+  std::int32_t API_SubgroupData::*delivered;
 };
+inline constexpr ContextKind kContextKinds[] = {
+    {"workstation", catalogue::ItemKind::Workstation, &API_SubgroupData::Wkst},
+    {"job", catalogue::ItemKind::Job, &API_SubgroupData::Job},
+    {"lot", catalogue::ItemKind::Lot, &API_SubgroupData::Lot},
+    {"shift", catalogue::ItemKind::Shift, &API_SubgroupData::Shft},
+    {"revision", catalogue::ItemKind::Revision, &API_SubgroupData::Ptrv},
+    {"employee", catalogue::ItemKind::Employee, &API_SubgroupData::Empl},
+};
+// The columns with commas between them.
+std::string ContextColumns();
+
+// Who and where of a measurement, a subgroup and test, in the order of these kinds; 0: none. Many
+// measurements share one.
+using Context = std::array<std::int32_t, std::size(kContextKinds)>;
+
+// The place of a kind in a context; none when a context does not have it.
+constexpr std::optional<std::size_t> PlaceInContext(catalogue::ItemKind kind) {
+  for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {
+    if (kContextKinds[i].kind == kind) return i;
+  }
+  return std::nullopt;
+}
 
 struct AlarmRow {
   std::int32_t part = 0, process = 0, test = 0, graph = 0;  // 0: any

@@ -4,27 +4,67 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <string_view>
+#include <stdexcept>
+#include <string>
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::store {
+
+using catalogue::ItemKind;
+
 namespace {
+
+class Cells {
+ public:
+  explicit Cells(std::span<const std::int32_t> cells) : cells_(cells) {}
+
+  std::int32_t Next() {
+    if (at_ >= cells_.size()) {
+      throw std::out_of_range("The filter of the selection ends inside a block, at cell " +
+                              std::to_string(at_));
+    }
+    return cells_[at_++];
+  }
+  // A count that the rest of the array can hold.
+  std::size_t NextCount() {
+    const auto place = at_;
+    const auto count = Next();
+    if (count < 0 || static_cast<std::size_t>(count) > cells_.size() - at_) {
+      throw std::out_of_range("The filter of the selection has a count of " +
+                              std::to_string(count) + " at cell " + std::to_string(place) +
+                              ", more than there are cells");
+    }
+    return static_cast<std::size_t>(count);
+  }
+
+ private:
+  std::span<const std::int32_t> cells_;
+  std::size_t at_ = 0;
+};
+
+FilterBlock ReadBlock(Cells& cells, std::int32_t filter_type) {
+  if (filter_type != ftItemList && filter_type != ftGroup && filter_type != ftUnlimited) {
+    throw std::out_of_range("The selection has the unknown filter type " +
+                            std::to_string(filter_type));
+  }
+  FilterBlock block;
+  block.group = cells.Next();
+  if (filter_type == ftUnlimited) {
+    cells.Next();
+    return block;
+  }
+  block.items.resize(cells.NextCount());
+  for (auto& item : block.items) item = cells.Next();
+  block.limited = block.group != 0 || !block.items.empty();
+  block.is_group = filter_type == ftGroup;
+  return block;
+}
 
 void SortUnique(std::vector<std::int32_t>& ids) {
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-}
-
-void AppendMembers(sql::Connection& db, std::string_view kind, std::int32_t group,
-                   std::vector<std::int32_t>& ids) {
-  sql::Query query(
-      db,
-      "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
-      "WHERE g.id = ?1 AND g.kind = ?2",
-      group, kind);
-  while (query.Step()) ids.push_back(query.Int(0));
 }
 
 // The wanted descriptors by group. A block none of whose descriptors exists asks for what no
@@ -109,19 +149,44 @@ std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFil
 
 }  // namespace
 
+FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells) {
+  Cells reader(cells);
+  FlatFilter filter;
+  for (std::size_t i = 0; i < filter.blocks.size(); ++i) {
+    filter.blocks[i] = ReadBlock(reader, info.*kFilterKinds[i].type);
+  }
+  if (info.Filter == 0) return filter;
+  const auto others = reader.NextCount();
+  for (std::size_t i = 0; i < others; ++i) {
+    // These blocks carry no filter type: an item list or a group have the same form.
+    auto block = ReadBlock(reader, ftItemList);
+    if (block.limited) filter.others.push_back(std::move(block));
+  }
+  return filter;
+}
+
 bool Has(const Identifiers& ids, std::int32_t id) {
   return !ids || std::binary_search(ids->begin(), ids->end(), id);
 }
 
 // A group cell without an item stands for the members of now.
-Identifiers LookUpItems(sql::Connection& connection, std::string_view kind,
-                        const FilterBlock& block) {
+Identifiers LookUpItems(sql::Connection& connection, const FlatFilter& filter, ItemKind kind) {
+  const auto* const found = std::ranges::find(kFilterKinds, kind, &FilterKind::kind);
+  if (found == std::end(kFilterKinds)) return std::nullopt;
+  const auto& block = filter.blocks[static_cast<std::size_t>(found - kFilterKinds)];
   if (!block.limited) return std::nullopt;
   std::vector<std::int32_t> ids;
   for (const auto item : block.items) {
     if (!block.is_group || item != 0) ids.push_back(item);
   }
-  if (block.is_group && ids.empty()) AppendMembers(connection, kind, block.group, ids);
+  if (block.is_group && ids.empty()) {
+    sql::Query query(
+        connection,
+        "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
+        "WHERE g.id = ?1 AND g.kind = ?2",
+        block.group, catalogue::WordOf(kind));
+    while (query.Step()) ids.push_back(query.Int(0));
+  }
   SortUnique(ids);
   return ids;
 }
@@ -131,26 +196,23 @@ Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const AP
   const auto flat = ReadFilter(info, filter);
   Conditions result;
   StreamFilter streams;
-  streams.part = LookUpItems(connection, "part", flat.part);
-  streams.process = LookUpItems(connection, "process", flat.process);
-  streams.test = LookUpItems(connection, "test", flat.test);
+  streams.part = LookUpItems(connection, flat, ItemKind::Part);
+  streams.process = LookUpItems(connection, flat, ItemKind::Process);
+  streams.test = LookUpItems(connection, flat, ItemKind::Test);
   streams.types_of_selection = info.TestType;
   streams.types_of_caller = options.test_types;
   result.streams = Matching(cache.streams, streams);
 
-  const auto job = LookUpItems(connection, "job", flat.job);
-  const auto lot = LookUpItems(connection, "lot", flat.lot);
-  const auto shift = LookUpItems(connection, "shift", flat.shift);
-  const auto employee = LookUpItems(connection, "employee", flat.employee);
-  if (job || lot || shift || employee) {
-    result.contexts.reserve(cache.contexts.size());
-    for (const auto& each : cache.contexts) {
-      result.contexts.push_back(Has(job, each.job) && Has(lot, each.lot) &&
-                                Has(shift, each.shift) && Has(employee, each.employee));
+  for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {
+    const auto wanted = LookUpItems(connection, flat, kContextKinds[i].kind);
+    if (!wanted) continue;
+    result.contexts.resize(cache.contexts.size(), true);
+    for (std::size_t context = 0; context < cache.contexts.size(); ++context) {
+      if (!Has(wanted, cache.contexts[context][i])) result.contexts[context] = false;
     }
   }
   result.with_descriptors = SubgroupsWith(connection, flat.others);
-  result.defects = LookUpItems(connection, "defect", flat.defect);
+  result.defects = LookUpItems(connection, flat, ItemKind::Defect);
   result.defects_narrow_rows = options.defect_filter_narrows_rows;
   result.states = info.Status;
   result.item = std::max(info.ItemNo, 0);

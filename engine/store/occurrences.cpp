@@ -12,44 +12,15 @@ namespace {
 
 using catalogue::ItemKind;
 
-// The last kind that subgroups name.
-constexpr auto kLastOfSubgroups = ItemKind::Serial;
-
 // What occurs where: identifiers of one kind beside the subgroup.
 struct Occurrence {
   std::int32_t item, subgroup, time;
   friend auto operator<=>(const Occurrence&, const Occurrence&) = default;
 };
 
-// The fields of the kinds that are kept once in a context or with every row; null for the others.
-std::int32_t Context::*OfContext(ItemKind kind) {
-  switch (kind) {
-    case ItemKind::Revision:
-      return &Context::revision;
-    case ItemKind::Workstation:
-      return &Context::workstation;
-    case ItemKind::Job:
-      return &Context::job;
-    case ItemKind::Lot:
-      return &Context::lot;
-    case ItemKind::Shift:
-      return &Context::shift;
-    case ItemKind::Employee:
-      return &Context::employee;
-    default:
-      return nullptr;
-  }
-}
-std::int32_t RowKey::*OfRow(ItemKind kind) {
-  return kind == ItemKind::Gage     ? &RowKey::Gage
-         : kind == ItemKind::Defect ? &RowKey::Def
-                                    : &RowKey::Sn;
-}
-
 std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& cache,
                                         ItemKind kind) {
   std::vector<Occurrence> found;
-  if (kind > kLastOfSubgroups) return found;
   const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
     const Occurrence next{item, subgroup, time};
     if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
@@ -64,16 +35,17 @@ std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& c
                      "SELECT s.test, m.subgroup, m.time FROM stream s "
                      "JOIN measurement m ON m.stream = s.id");
     while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
-  } else if (const auto of_context = OfContext(kind); of_context != nullptr) {
+  } else if (const auto in_context = PlaceInContext(kind)) {
     sql::Query query(db,
                      "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
     while (query.Step()) {
       const auto place = cache.PlaceOfContext(query.Int64(0));
       if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
-      add(cache.contexts[*place].*of_context, query.Int(1), query.Int(2));
+      add(cache.contexts[*place][*in_context], query.Int(1), query.Int(2));
     }
   } else {
-    const auto of_row = OfRow(kind);
+    const auto* const in_row = std::ranges::find(kRowKinds, kind, &RowKind::kind);
+    if (in_row == std::end(kRowKinds)) return found;
     sql::Query query(db, "SELECT subgroup, time, packed FROM measurement");
     while (query.Step()) {
       const auto view = PackedView::Of(query.Blob(2));
@@ -82,7 +54,7 @@ std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& c
                                  " are damaged: their checksum does not fit");
       }
       for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
-        add(view->Key(i).*of_row, query.Int(0), query.Int(1));
+        add(view->Key(i).*in_row->member, query.Int(0), query.Int(1));
       }
     }
   }

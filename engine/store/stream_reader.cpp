@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/store/large_pages.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::store {
@@ -122,12 +122,7 @@ void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record
   out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
   const auto& who = cache_.contexts[context];
-  subgroup.Wkst = who.workstation;
-  subgroup.Job = who.job;
-  subgroup.Lot = who.lot;
-  subgroup.Shft = who.shift;
-  subgroup.Ptrv = who.revision;
-  subgroup.Empl = who.employee;
+  for (std::size_t i = 0; i < who.size(); ++i) subgroup.*kContextKinds[i].delivered = who[i];
 }
 
 // Names the damaged subgroup by the columns beside its record, which cannot be trusted.
