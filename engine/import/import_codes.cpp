@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
 
+#include "engine/catalogue/References.h"
 #include "engine/import/import_kind.h"
 
 namespace orvspc::engine::import {
@@ -70,8 +71,10 @@ using AtState = PlaceIn<kStateColumns>;
 
 CodeFacts& TakeCode(ImportFile& file, ItemKind kind, std::int32_t id,
                     std::map<std::int32_t, CodeFacts>& codes) {
-  static const auto update = ForEachTable(
-      "UPDATE ", " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1");
+  static const auto update = catalogue::TextsByKind([](ItemKind each) {
+    return "UPDATE " + std::string(catalogue::TableOf(each)) +
+           " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1";
+  });
   auto& facts = codes[id];
   if (const auto cell = file.table.Cell(At("name")); !cell.empty()) {
     if (facts.text && *facts.text != cell) file.table.Refuse(At("name"), kDiffers);
@@ -89,7 +92,7 @@ LineTaker BeginCodes(ImportFile& file) {
     const auto id = file.Item(At("code"), kKind);
     TakeCode(file, kKind, id, codes);
     if (const auto group = file.table.Cell(At("group")); !group.empty()) {
-      file.report.new_names += AddToGroup(file.db, kKind, group, id).groups;
+      file.AddToGroup(kKind, group, id);
     }
   };
 }
@@ -132,7 +135,7 @@ LineTaker BeginProcesses(ImportFile& file) {
     }
     std::array<Reference, std::size(kPlaces)> places;
     for (std::size_t i = 0; i < places.size(); ++i) {
-      places[i].id = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
+      places[i] = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
     }
     Run(file.db,
         "UPDATE process SET company = coalesce(?2, company), division = coalesce(?3, division), "

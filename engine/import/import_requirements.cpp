@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/import_kind.h"
-#include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -67,9 +66,8 @@ void TakeRequirement(ImportFile& file) {
   const auto part = file.OptionalItem(At("part"), ItemKind::Part);
   const auto process = file.Item(At("process"), ItemKind::Process);
   const auto test = file.Item(At("test"), ItemKind::Test);
-  Run(file.db, insert, name, Reference{part}, process, test, kind, n, minutes, grace, from, to,
-      file.who, file.made);
-  ++file.report.rows;
+  file.Store(insert, name, part, process, test, kind, n, minutes, grace, from, to, file.who,
+             file.made);
 }
 
 }  // namespace

@@ -106,10 +106,9 @@ void TakeRule(ImportFile& file, Rules& rules) {
     }
   } else {
     const auto rule = NewRule(file.table, number, rules);
-    Run(file.db, insert, rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone,
-        rule.side, rule.text);
+    file.Store(insert, rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
+               rule.text);
     rules[number] = rule;
-    ++file.report.rows;
   }
   for (const auto set : WordsOf(file.table.Cell(At("set")))) {
     Run(file.db, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING", set);
@@ -151,9 +150,8 @@ void TakeAlarm(ImportFile& file) {
     table.Refuse(AtAlarm("number"), "the database has no rule of this number");
   }
   const Reference graph{table.Whole(AtAlarm("graph"), 1, 3, 0)};
-  Run(file.db, insert, part, process, test, graph, number, table.YesOrNo(AtAlarm("on")), file.who,
-      file.made);
-  ++file.report.rows;
+  file.Store(insert, part, process, test, graph, number, table.YesOrNo(AtAlarm("on")), file.who,
+             file.made);
 }
 
 constexpr ImportColumn kGroupColumns[] = {
@@ -173,9 +171,7 @@ void TakeGroup(ImportFile& file) {
     table.Refuse(AtGroup("name"), "is no state of the database; import state-codes first");
   }
   const auto item = file.Item(AtGroup("name"), *kind);
-  const auto added = AddToGroup(file.db, *kind, table.Name(AtGroup("group")), item);
-  file.report.new_names += added.groups;
-  file.report.rows += added.members;
+  if (file.AddToGroup(*kind, table.Name(AtGroup("group")), item)) ++file.report.rows;
 }
 
 }  // namespace

@@ -71,12 +71,7 @@ struct CellMemo {
 class ValuesImport {
  public:
   explicit ValuesImport(ImportFile& file)
-      : db_(file.db),
-        most_held_(std::max<std::size_t>(file.most_held, 1)),
-        names_(file.names),
-        table_(file.table),
-        report_(file.report),
-        writer_(file, batch_, tests_) {
+      : file_(file), db_(file.db), table_(file.table), writer_(file, batch_) {
     Prepare();
   }
 
@@ -108,13 +103,10 @@ class ValuesImport {
   void Flush();
   void SettleTestTypes();
 
+  ImportFile& file_;
   sql::Connection& db_;
-  std::size_t most_held_;
-  ImportNames& names_;
   const ImportTable& table_;
-  ImportReport& report_;
   ValuesBatch batch_;
-  std::map<std::int32_t, TestState> tests_;
   ValuesWriter writer_;
 
   std::array<CellMemo, std::size(kColumns)> memos_;
@@ -140,12 +132,11 @@ void ValuesImport::Prepare() {
   batch_.has_size = table_.Has(At("size"));
   batch_.has_flag = table_.Has(At("flag"));
   sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
-  while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
+  while (tests.Step()) batch_.tests[tests.Int(0)].type = tests.Int(1);
   sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
   while (streams.Step()) {
     streams_[{streams.Int(0), streams.Int(1), streams.Int(2)}] = streams.Int64(3);
   }
-  writer_.Prepare();
 }
 
 bool ValuesImport::SameSubgroupAsBefore() const {
@@ -157,7 +148,7 @@ bool ValuesImport::SameSubgroupAsBefore() const {
 
 void ValuesImport::TakeLine() {
   if (!SameSubgroupAsBefore()) {
-    if (batch_.open_count >= most_held_) Flush();
+    if (batch_.open_count >= file_.most_held) Flush();
     FindMeasurement();
     for (std::size_t column = 0; column < before_.size(); ++column) {
       before_[column] = table_.Cell(column);
@@ -178,12 +169,11 @@ void ValuesImport::FindMeasurement() {
   const auto part = NameCell(At("part"), catalogue::ItemKind::Part);
   const auto process = NameCell(At("process"), catalogue::ItemKind::Process);
   const auto test = NameCell(At("test"), catalogue::ItemKind::Test);
-  if (part == 0) table_.Name(At("part"));
-  if (process == 0) table_.Name(At("process"));
-  if (test == 0) table_.Name(At("test"));
-  table_.Name(At("subgroup"));
+  for (const std::size_t needed : {At("part"), At("process"), At("test"), At("subgroup")}) {
+    table_.Name(needed);
+  }
   const auto subgroup = FindSubgroup(part, process, table_.Stamp(At("time")));
-  current_test_ = &tests_[test];
+  current_test_ = &batch_.tests[test];
   const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
   const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
   if (is_new) {
@@ -227,7 +217,7 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
   if (cell.empty()) return 0;
   auto& memo = memos_[column];
   if (memo.id == 0 || memo.text != cell) {
-    memo.id = names_.Take(kind, cell);
+    memo.id = file_.names.Take(kind, cell);
     memo.text = cell;
   }
   return memo.id;
@@ -288,14 +278,10 @@ void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
   const auto column = kSharedPlaces[shared];
   const auto text = table_.Cell(column);
   if (text.empty()) return;
-  double value = 0.0;
-  if (shared == kSharedSize) {
-    value = SizeCell();
-  } else {
-    value = shared == kSharedFlag
-                ? FlagCell()
-                : NameCell(column, store::kContextKinds[shared - kSharedContext].kind);
-  }
+  const double value = shared == kSharedSize ? SizeCell()
+                       : shared == kSharedFlag
+                           ? FlagCell()
+                           : NameCell(column, store::kContextKinds[shared - kSharedContext].kind);
   auto& cell = open.shared[shared];
   if (cell.value != kNotGiven && cell.value != value) table_.Refuse(column, kDiffers);
   if (cell.value != kNotGiven) return;
@@ -331,7 +317,7 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   if (id != 0) return id;
   const std::string_view group = table_.Extra()[extra].name;
   Run(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING", group);
-  report_.new_names +=
+  file_.report.new_names +=
       Run(db_,
           "INSERT INTO descriptor(descriptor_group, name) "
           "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING",
@@ -371,7 +357,7 @@ void ValuesImport::Flush() {
 }
 
 void ValuesImport::SettleTestTypes() {
-  for (const auto& [id, test] : tests_) {
+  for (const auto& [id, test] : batch_.tests) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {
       const auto cut = test.excess.find('\n');

@@ -14,22 +14,10 @@ std::string WithColumns(std::string_view before, std::string_view after) {
   return std::string(before) + store::ContextColumns() + std::string(after);
 }
 
-std::int32_t Pieces(std::span<const store::TestRow> rows) {
-  return static_cast<std::int32_t>(std::count_if(
-      rows.begin(), rows.end(), [](const store::TestRow& row) { return row.key.Sbno == 0; }));
-}
-
 }  // namespace
 
-ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch,
-                           std::map<std::int32_t, TestState>& tests)
-    : db_(file.db),
-      reader_(file.table.Reader()),
-      report_(file.report),
-      batch_(batch),
-      tests_(tests) {}
-
-void ValuesWriter::Prepare() {
+ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
+    : file_(file), db_(file.db), batch_(batch) {
   static const auto text = WithColumns("SELECT ", ", id FROM context");
   sql::Query contexts(db_, text);
   for (store::Context context; contexts.Step();) {
@@ -60,7 +48,7 @@ void ValuesWriter::WriteSubgroups() {
     subgroup.is_new = insert.Run() != 0;
     if (subgroup.is_new) {
       ++highest_;
-      ++report_.subgroups;
+      ++file_.report.subgroups;
     } else {
       id = IntOf(db_,
                  "SELECT id FROM subgroup "
@@ -68,8 +56,8 @@ void ValuesWriter::WriteSubgroups() {
                  subgroup.time, subgroup.part, subgroup.process, subgroup.label);
     }
     if (*id > INT32_MAX) {
-      reader_.RefuseAt(subgroup.line, "subgroup", subgroup.label,
-                       "the database has no identifier left for it");
+      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", subgroup.label,
+                                    "the database has no identifier left for it");
     }
     subgroup.id = static_cast<std::int32_t>(*id);
   }
@@ -148,16 +136,17 @@ void ValuesWriter::WriteMeasurements() {
     auto& write = is_stored ? update : insert;
     write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
     write.Run();
-    report_.rows += static_cast<std::int64_t>(packed_rows_.size());
+    file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
   }
   if (refusal_) {
-    reader_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
+    file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
+                                  refusal_->reason);
   }
 }
 
 // Sorts and completes the rows and packs them.
 void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
-  const bool is_variable = tests_[open.test].type == ttVariable;
+  const bool is_variable = batch_.tests[open.test].type == ttVariable;
   packed_rows_.clear();
   derived_pieces_.clear();
   if (is_variable) {
@@ -190,7 +179,11 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
   } else {
     states_[key] = std::move(state);
   }
-  if (packed_size_ == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
+  if (packed_size_ == kNotGiven) {
+    const auto is_piece = [](const store::TestRow& row) { return row.key.Sbno == 0; };
+    const auto pieces = std::ranges::count_if(packed_rows_, is_piece);
+    packed_size_ = is_variable ? static_cast<double>(pieces) : 0;
+  }
   store::Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
 }
 
@@ -256,8 +249,8 @@ void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& vie
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
     if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
   }
-  report_.rows -= static_cast<std::int64_t>(view.Count());
-  if (tests_[open.test].type == ttVariable) {
+  file_.report.rows -= static_cast<std::int64_t>(view.Count());
+  if (batch_.tests[open.test].type == ttVariable) {
     open.last_sbno = state.last_sbno;
     for (auto& row : open.rows) open.Number(row);
   }
@@ -278,7 +271,7 @@ void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double
 // Named units with a count are one defective each, other rows as many as they say. The refusal
 // names the line that makes them too many, or that gives the size for which they are.
 void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
-  auto& test = tests_[open.test];
+  auto& test = batch_.tests[open.test];
   const auto size = packed_size_;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
   const auto size_line = open.shared[kSharedSize].line;

@@ -135,16 +135,15 @@ struct ValuesBatch {
   // The first open_count are in use. By pointer: a reference must survive growth.
   std::vector<std::unique_ptr<OpenMeasurement>> open;
   std::size_t open_count = 0;
+  std::map<std::int32_t, TestState> tests;
 };
 
 // Completes, packs and stores batches. Refuses what is already stored; lines of a (subgroup, test)
 // that this import has written before are put together with those.
 class ValuesWriter {
  public:
-  ValuesWriter(ImportFile& file, ValuesBatch& batch, std::map<std::int32_t, TestState>& tests);
-
-  // Reads what the database has; call it before the first line.
-  void Prepare();
+  // Reads what the database has.
+  ValuesWriter(ImportFile& file, ValuesBatch& batch);
   void Write();
 
  private:
@@ -170,11 +169,9 @@ class ValuesWriter {
   std::int32_t ContextId(const store::Context& context);
   store::Context ContextOf(std::int32_t id);
 
+  ImportFile& file_;
   sql::Connection& db_;
-  const CsvReader& reader_;
-  ImportReport& report_;
   ValuesBatch& batch_;
-  std::map<std::int32_t, TestState>& tests_;
 
   std::map<store::Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports

@@ -43,11 +43,6 @@ std::vector<std::pair<std::int32_t, std::string>> TextsOf(const Values& values) 
   return texts;
 }
 
-void SortUnique(std::vector<std::int32_t>& ids) {
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-}
-
 }  // namespace
 
 Lookups::Lookups(store::Store& store, sql::Connection& connection, const ParetoPlan& plan,
@@ -189,7 +184,7 @@ void Lookups::ReadDomain(store::Store& store, sql::Connection& connection, const
       if (item.active) domain.push_back(item.type);
     }
   }
-  SortUnique(domain);
+  store::SortUnique(domain);
   std::erase(domain, 0);
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -22,27 +21,19 @@ class LatestReports {
   }
   // Removes and returns it; empty when there is none.
   T Take(std::int32_t handle) {
-    auto* const report = Of(handle);
-    if (report == nullptr) return T();
-    T taken = std::move(*report);
+    T taken;
+    for (auto& [owner, report] : entries_) {
+      if (owner == handle) taken = std::move(report);
+    }
     Forget(handle);
     return taken;
   }
-  // Null when there is none.
-  T* Of(std::int32_t handle) {
-    const auto found = Find(handle);
-    return found == entries_.end() ? nullptr : &found->second;
-  }
   void Forget(std::int32_t handle) {
-    if (const auto found = Find(handle); found != entries_.end()) entries_.erase(found);
+    std::erase_if(entries_, [&](const auto& entry) { return entry.first == handle; });
   }
 
  private:
   static constexpr std::size_t kMaxDatabases = 16;
-  auto Find(std::int32_t handle) {
-    return std::find_if(entries_.begin(), entries_.end(),
-                        [&](const auto& entry) { return entry.first == handle; });
-  }
   std::vector<std::pair<std::int32_t, T>> entries_;  // the one begun last comes last
 };
 

@@ -20,6 +20,13 @@ std::int64_t Milliseconds() {
       .count();
 }
 
+// The rows of a part and test; empty when there are none.
+template <class Row>
+std::vector<Row> RowsOf(const ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test) {
+  const auto found = all.find({part, test});
+  return found == all.end() ? std::vector<Row>() : found->second;
+}
+
 }  // namespace
 
 void NoteWrite() { ++writes_of_process; }
@@ -75,22 +82,9 @@ auto SqlStore::FromCache(Work work) -> decltype(work()) {
   });
 }
 
-namespace {
-
-// The rows of a part and test; empty when there are none.
-template <class Rows>
-Rows RowsOf(const std::map<std::pair<std::int32_t, std::int32_t>, Rows>& all, std::int32_t part,
-            std::int32_t test) {
-  const auto found = all.find({part, test});
-  return found == all.end() ? Rows{} : found->second;
-}
-
-}  // namespace
-
 std::int32_t SqlStore::TestType(std::int32_t test) {
   return FromCache([&] {
-    const auto found = std::find_if(cache_.streams.begin(), cache_.streams.end(),
-                                    [&](const Stream& stream) { return stream.test == test; });
+    const auto found = std::ranges::find(cache_.streams, test, &Stream::test);
     return found == cache_.streams.end() ? 0 : found->test_type;
   });
 }

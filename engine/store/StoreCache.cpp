@@ -38,19 +38,16 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
   }
 }
 
+constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
+
 // Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
 // which is read last, counts.
-template <class Row, class Time>
-void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
-            std::int32_t part, std::int32_t test, const Row& row, Time time_of) {
+template <class Row, class Time = decltype(kEffectiveTime)>
+void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const Row& row,
+            Time time_of = kEffectiveTime) {
   auto& rows = all[{part, test}];
   if (!rows.empty() && time_of(rows.back()) == time_of(row)) rows.pop_back();
   rows.push_back(row);
-}
-template <class Row>
-void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
-            std::int32_t part, std::int32_t test, const Row& row) {
-  Append(all, part, test, row, [](const Row& each) { return catalogue::EffectiveTime(each); });
 }
 
 void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {

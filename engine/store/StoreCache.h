@@ -31,7 +31,7 @@ struct Stream {
 };
 
 // The kinds of items that say who and where of a measurement, with the column of the table context,
-// which is that of an import too, and where a subgroup delivers them.
+// which is that of an import too, and where a subgroup delivers them; null: it does not.
 struct ContextKind {
   std::string_view column;
   catalogue::ItemKind kind;
@@ -66,6 +66,9 @@ struct AlarmRow {
   bool is_on = false;
 };
 
+template <class Row>
+using ByPartAndTest = std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>;
+
 // What a store keeps in memory; reread only after the database has changed.
 class StoreCache {
  public:
@@ -81,10 +84,10 @@ class StoreCache {
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
   std::vector<AlarmRow> alarms;
   std::map<std::string, std::string, std::less<>> settings;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCSpecLim>> spec_limits;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
+  ByPartAndTest<API_CCSpecLim> spec_limits;
+  ByPartAndTest<ControlLimit> control_limits;
+  ByPartAndTest<API_CCDefOpp> opportunities;
+  ByPartAndTest<API_CANccLim8> net_contents;
   std::int32_t zone_offset = 0;
 
   // Read when first asked for, inside a transaction.

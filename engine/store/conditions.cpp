@@ -62,11 +62,6 @@ FilterBlock ReadBlock(Cells& cells, std::int32_t filter_type) {
   return block;
 }
 
-void SortUnique(std::vector<std::int32_t>& ids) {
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-}
-
 // The wanted descriptors by group. A block none of whose descriptors exists asks for what no
 // subgroup has; that is the empty list of group 0.
 std::map<std::int32_t, std::vector<std::int32_t>> DescriptorsByGroup(
@@ -163,6 +158,11 @@ FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cell
     if (block.limited) filter.others.push_back(std::move(block));
   }
   return filter;
+}
+
+void SortUnique(std::vector<std::int32_t>& ids) {
+  std::ranges::sort(ids);
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
 }
 
 bool Has(const Identifiers& ids, std::int32_t id) {

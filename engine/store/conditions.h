@@ -49,6 +49,8 @@ FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cell
 // Ascending identifiers; empty optional: every one.
 using Identifiers = std::optional<std::vector<std::int32_t>>;
 
+void SortUnique(std::vector<std::int32_t>& ids);
+
 bool Has(const Identifiers& ids, std::int32_t id);
 
 // The wanted items of a kind, for one without a block every one. A group stands for its members of

@@ -5,11 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
+#include <functional>
+#include <future>
 #include <memory>
 #include <system_error>
-#include <thread>
-#include <utility>
 
 // What large data sets need: two threads and large pages.
 namespace orvspc::engine::store {
@@ -22,28 +21,14 @@ inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 // threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {
-  std::exception_ptr failures[2];
-  const auto guarded = [](auto& work, std::exception_ptr& failure) {
-    try {
-      work();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  };
-  std::thread helper;
+  std::future<void> other;
   try {
-    helper = std::thread([&] { guarded(second, failures[1]); });
+    other = std::async(std::launch::async, std::ref(second));
   } catch (const std::system_error&) {
-    guarded(first, failures[0]);
-    guarded(second, failures[1]);
+    other = std::async(std::launch::deferred, std::ref(second));
   }
-  if (helper.joinable()) {
-    guarded(first, failures[0]);
-    helper.join();
-  }
-  for (auto& failure : failures) {
-    if (failure) std::rethrow_exception(std::move(failure));
-  }
+  first();  // what it throws waits for the other thread
+  other.get();
 }
 
 // work(begin, end) over 0..count, cut in two for two threads when there is enough to do.
