@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The whole road of a chart beside the hand-written program over a plain schema, in one run:
+// A chart, from the file to the result, beside the hand-written program over a plain schema, in one
+// run:
 //   bench_charts [--subgroups N] [--rounds N] [--dir DIR]
 // makes the data once (CSV, plain database, quality database), then runs the two in turn and prints
 // the median ratio for: import, one chart of all subgroups, a thousand charts of the newest 25.
-//   bench_charts --keep-memory 1 ...     freed memory stays with the process, as in a server
-//   that
-// draws one chart after the other: shows how much of a large chart is the system clearing fresh
-// pages
-//   bench_charts --once plain|product --dir DIR     one chart, for peak memory from outside
+//   bench_charts --keep-memory 1 ...
+// keeps freed memory with the process, as in a server that draws one chart after the other: shows
+// how much of a large chart is the system clearing fresh pages.
+//   bench_charts --once plain|product --dir DIR
+// draws one chart, to measure peak memory from outside.
 #include <algorithm>
 #include <chrono>
 #include <cmath>

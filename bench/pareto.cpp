@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The whole road of a Pareto analysis beside the hand-written program over a plain schema, in one
-// run:
-//   bench_pareto_road [--subgroups N] [--rounds N] [--dir DIR]
+// A Pareto analysis, from the file to the result, beside the hand-written program over a plain
+// schema, in one run:
+//   bench_pareto [--subgroups N] [--rounds N] [--dir DIR]
 // makes the data once (CSV, plain database, quality database): two defect rows a subgroup, 40
 // codes. Then runs in turn, each opening its file: the plain program, which lets SQLite group, and
 // the product by defect, by shift and defect, and by week and defect; at last a thousand analyses

@@ -14,8 +14,8 @@
 #include <vector>
 
 // What a careful programmer would write by hand for the one job: SQLite with one row a value, one
-// prepared join, mean-and-range chart with four run rules. The yardstick that the product's own
-// road is held against; it knows constant subgroup sizes only and keeps no results.
+// prepared join, mean-and-range chart with four run rules. The product is measured against it; it
+// knows constant subgroup sizes only and keeps no results.
 namespace bench::plain {
 
 inline void Check(int result, sqlite3* db) {

@@ -5,7 +5,7 @@
 #include <array>
 #include <utility>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/import/Import.h"
 #include "engine/pareto/BinNames.h"
 #include "engine/statistics/Estimators.h"

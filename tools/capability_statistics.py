@@ -9,6 +9,7 @@ Writes src/capability/CAStatistics.h (the public operations in their order), src
 attributes of the XML) and host/render/capability/capability_figures.h (what a host walks to show every figure).
 """
 import pathlib
+import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -185,7 +186,7 @@ READER_NAMES = {
 }
 
 # Readers that are not called after their record.
-READERS = {"SpecResults": "SetOutOfSpecXMLNode"}
+READERS = {"SpecResults": "OutOfSpec"}
 
 # Comments on single operations.
 NOTES = {
@@ -206,6 +207,8 @@ NOTES = {
 # Comments on the element of a record.
 ELEMENT_NOTES = {
     "Summary": "Deliberate: pieces are Count, subgroups Sample; the operations call them otherwise.",
+    "SpecLim": "Deliberate: the reader looks for four attributes under other names, so the writer's are not read back.",
+    "SpecResults": "Deliberate: proportions below a lower limit bear the name of the upper one.",
     "NccLim": "Deliberate: no attribute for the head, so a text never brings back the central limit.",
 }
 
@@ -272,9 +275,18 @@ PRIVATE = """
     return rule;
   }
   bool Spec(std::int32_t bits) const { return (record_.SpecLim.EFlag & bits) != 0; }
+  bool Spec(double figure, double& Value, std::int32_t bits) const {
+    return Take(figure, Value, Spec(bits));
+  }
   bool Ncc(std::int32_t bits) const { return (record_.NccLim.EFlag & bits) != 0; }
+  bool Ncc(double figure, double& Value, std::int32_t bits) const {
+    return Take(figure, Value, Ncc(bits));
+  }
   // Deliberate: no bit of EFlag but the first word of the head.
   bool Lsc() const { return record_.NccLim.Head[0] != 0; }
+
+  const API_CASpecResults& Dist() const { return record_.SpecResults; }
+  const API_CANccResults& Net() const { return record_.NccResults; }
 
   API_CAStatistics record_;
 };
@@ -283,26 +295,28 @@ PRIVATE = """
 """
 
 TABLE_HEADER = """
-#include <cstdint>
 #include <string_view>
-#include <variant>
+#include <tuple>
 
 #include "capability/StatisticsRecord.h"
-#include "platform/WireDouble.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc::statistics_table {
 
-template <class Record>
-struct Attribute {
-  std::string_view written;
-  std::variant<std::int32_t Record::*, platform::WireDouble Record::*, char16_t (Record::*)[256]>
-      field;
-  std::string_view read = written;
-};
+using settings_xml::Field;
 
-// What a record is in the value and in the text; the order of the attributes.
+// What a record is in the value and in the text: its element, the attributes in their order, and
+// what the trail calls its reader.
 template <class Record>
 struct Element;
+"""
+
+TABLE_FOOTER = """
+// A null pointer to each record that has an element, in their order.
+inline constexpr std::tuple<{records}>
+    kRecords{{}};
+
+}}  // namespace orvspc::statistics_table
 """
 
 FIGURES_HEADER = """
@@ -315,8 +329,7 @@ FIGURES_HEADER = """
 namespace orvspc::render {
 
 struct CapabilityFigure {
-  const char* record;
-  const char* name;  // the field's; TargetRatio, which is computed, has its own
+  const char* name;  // of the record and the field; TargetRatio, which is computed, has its own
   bool (*get)(const CAStatistics& statistics, double& value);
 };
 
@@ -353,14 +366,20 @@ def operations():
     return [places[place] for place in sorted(places)]
 
 
-def bits(rule):
-    """The C++ condition of a rule, None for always."""
+# What reads a record whose operations would else not fit on a line.
+RECORD_READERS = {"SpecResults": "Dist()", "NccResults": "Net()"}
+
+
+def call(rule, figure):
+    """What an operation returns: the figure by the rule."""
     if rule == "always":
-        return None
+        return f"Take({figure}, Value)"
     family, *flags = rule.split()
+    if flags == ["Lsc"]:
+        return f"Take({figure}, Value, Lsc())"
     if family == "HasNcc":
-        return "Lsc()" if flags == ["Lsc"] else "Ncc(" + " | ".join("k" + flag for flag in flags) + ")"
-    return "Spec(" + " | ".join(SPEC_FLAGS[flag] for flag in flags) + ")"
+        return f"Ncc({figure}, Value, " + " | ".join("k" + flag for flag in flags) + ")"
+    return f"Spec({figure}, Value, " + " | ".join(SPEC_FLAGS[flag] for flag in flags) + ")"
 
 
 def number(kind):
@@ -381,9 +400,8 @@ def operation(record, field, kind, name, rule):
         return out + [f"  bool {declaration};"]
     if name == SS_WITHIN:
         return out + body(f"double {declaration}", [f"Value = record_.{record}.{field};", "return -1.0;"])
-    condition = bits(rule)
-    arguments = f"record_.{record}.{field}, Value" + (f", {condition}" if condition else "")
-    return out + body(f"bool {declaration}", [f"return Take({arguments});"])
+    figure = RECORD_READERS.get(record, f"record_.{record}") + f".{field}"
+    return out + body(f"bool {declaration}", [f"return {call(rule, figure)};"])
 
 
 def friends():
@@ -410,29 +428,22 @@ def statistics_header():
 
 
 def element(record, rows):
-    reader = READERS.get(record, f"Set{record}XMLNode")
     out = [f"// {ELEMENT_NOTES[record]}"] if record in ELEMENT_NOTES else []
-    out += ["template <>", f"struct Element<API_CA{record}> {{", f'  static constexpr std::string_view kName = "{record}",',
-           f'                                    kCreate = "CAStatistics.Create{record}XMLNode",',
-           f'                                    kSet = "CAStatistics.{reader}";',
-           f"  static constexpr auto kRecord = &API_CAStatistics::{record};",
-           f"  static constexpr Attribute<API_CA{record}> kAttributes[] = {{"]
-    shares_begun = False
+    out += ["template <>", f"struct Element<API_CA{record}> {{", f"  using Row = API_CA{record};",
+            f'  static constexpr std::string_view kName = "{record}", kReader = "{READERS.get(record, record)}";',
+            f"  static constexpr auto kRecord = &API_CAStatistics::{record};", "  static constexpr std::tuple kFields{"]
     for attribute, field, *_ in rows:
         read = READER_NAMES.get((record, attribute))
-        if read:
-            out.append("      // Deliberate: the reader looks for another name, so the writer's is not read back.")
-        if record == "SpecResults" and "Below" in field and "TAR" not in field and not shares_begun:
-            out.append("      // Deliberate: proportions below a lower limit bear the name of the upper one.")
-            shares_begun = True
-        shares_begun = shares_begun and "Below" in field
-        out.append(f'      {{"{attribute}", &API_CA{record}::{field}' + (f', "{read}"' if read else "") + "},")
+        out.append(f'      Field{{"{attribute}", &Row::{field}' + (f', "{read}"' if read else "") + "},")
     return out + ["  };", "};", ""]
 
 
 def table_header():
     lines = [line for record, rows in RECORDS.items() for line in element(record, rows)]
-    return LICENCE + TABLE_HEADER + "\n" + "\n".join(lines) + "\n}  // namespace orvspc::statistics_table\n"
+    footer = TABLE_FOOTER.format(records=", ".join(f"const API_CA{record}*" for record in RECORDS))
+    made = LICENCE + TABLE_HEADER + "\n" + "\n".join(lines) + footer
+    return subprocess.run(["clang-format-14", "--assume-filename=" + str(ROOT / "src/capability/statistics_table.h")],
+                          input=made, capture_output=True, text=True, check=True).stdout
 
 
 def figures_header():
@@ -442,7 +453,7 @@ def figures_header():
             if not get:
                 continue
             name = "TargetRatio" if get[1] == TARGET_RATIO else field
-            out.append(f'    {{"{record}", "{name}", &TakeFigure<&CAStatistics::{get[1]}>}},')
+            out.append(f'    {{"{record}.{name}", &TakeFigure<&CAStatistics::{get[1]}>}},')
     return LICENCE + FIGURES_HEADER + "\n".join(out) + "\n};\n\n}  // namespace orvspc::render\n"
 
 

@@ -9,12 +9,11 @@
 
 #include "engine/capability/Figures.h"
 #include "engine/capability/NetContent.h"
-#include "engine/statistics/Anova.h"
-#include "engine/statistics/ChiSquare.h"
-#include "engine/statistics/IntervalCounter.h"
+#include "engine/statistics/Histogram.h"
+#include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/Moments.h"
-#include "engine/statistics/SampleQuantiles.h"
-#include "engine/statistics/Spread.h"
+#include "engine/statistics/Sample.h"
+#include "engine/statistics/SampleSums.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 

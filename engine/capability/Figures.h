@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "engine/statistics/CapabilityIndices.h"
-#include "engine/statistics/ChiSquare.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Histogram.h"
+#include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/SampleSums.h"
 #include "platform/CapabilityRecords.h"
 #include "platform/Reports.h"

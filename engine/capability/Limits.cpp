@@ -7,8 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 #include "platform/NaN.h"

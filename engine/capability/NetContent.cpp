@@ -8,7 +8,7 @@
 
 #include "engine/capability/Figures.h"
 #include "engine/capability/Passes.h"
-#include "engine/statistics/NearlyEqual.h"
+#include "engine/statistics/CapabilityIndices.h"
 #include "engine/store/Store.h"
 #include "platform/NaN.h"
 

@@ -7,10 +7,10 @@
 
 #include "engine/capability/CapabilityRun.h"
 #include "engine/capability/Figures.h"
-#include "engine/statistics/ChiSquare.h"
-#include "engine/statistics/IntervalCounter.h"
+#include "engine/statistics/Histogram.h"
+#include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/Johnson.h"
-#include "engine/statistics/SampleQuantiles.h"
+#include "engine/statistics/Sample.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::capability {

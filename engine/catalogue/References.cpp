@@ -6,27 +6,46 @@
 namespace orvspc::engine::catalogue {
 namespace {
 
-bool IsCode(ItemKind kind) {
-  return kind == ItemKind::Defect || kind == ItemKind::AccCode || kind == ItemKind::CacCode ||
-         kind == ItemKind::StateCode;
-}
+constexpr std::array<std::string_view, kItemKinds> kWords{
+    "part",     "process",    "test",       "revision",        "workstation", "gage",
+    "job",      "lot",        "shift",      "employee",        "defect",      "serial",
+    "acc-code", "cac-code",   "state-code", "event-name",      "company",     "division",
+    "site",     "department", "area",       "production-unit", "requirement",
+};
 
-bool HasWeight(ItemKind kind) { return IsCode(kind) || kind == ItemKind::Part; }
-
+// The columns of an Item.
 std::string ItemsText(ItemKind kind) {
-  std::string columns =
-      IsCode(kind) ? "id, coalesce(nullif(text, ''), name), active" : "id, name, active";
-  if (HasWeight(kind)) columns += ", factor";
-  if (kind == ItemKind::StateCode) columns += ", type";
-  return "SELECT " + columns + " FROM " + std::string(TableOf(kind)) + " ORDER BY id";
+  const bool is_code = kind == ItemKind::Defect || kind == ItemKind::AccCode ||
+                       kind == ItemKind::CacCode || kind == ItemKind::StateCode;
+  const char* const name = is_code ? "coalesce(nullif(text, ''), name)" : "name";
+  const char* const factor = is_code || kind == ItemKind::Part ? "factor" : "1.0";
+  const char* const type = kind == ItemKind::StateCode ? "type" : "0";
+  return std::string("SELECT id, ") + name + ", active, " + factor + ", " + type + " FROM " +
+         TableOf(kind) + " ORDER BY id";
 }
 
 }  // namespace
 
+std::string_view WordOf(ItemKind kind) { return kWords[static_cast<std::size_t>(kind)]; }
+
+std::string TableOf(ItemKind kind) {
+  std::string table(WordOf(kind));
+  std::ranges::replace(table, '-', '_');
+  return table;
+}
+
+std::optional<ItemKind> ItemKindFromWord(std::string_view word) {
+  if (word == "companies") return ItemKind::Company;
+  for (std::size_t i = 0; i < kWords.size(); ++i) {
+    const std::string singular(kWords[i]);
+    if (word == singular || word == singular + "s" || word == singular + "es")
+      return static_cast<ItemKind>(i);
+  }
+  return std::nullopt;
+}
+
 const Item* ItemList::Find(std::int32_t id) const {
-  const auto found =
-      std::lower_bound(items.begin(), items.end(), id,
-                       [](const Item& item, std::int32_t key) { return item.id < key; });
+  const auto found = std::ranges::lower_bound(items, id, {}, &Item::id);
   return found == items.end() || found->id != id ? nullptr : &*found;
 }
 
@@ -38,8 +57,8 @@ TextsOfKinds TextsByKind(std::string (*text_of)(ItemKind)) {
 
 std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connection,
                                                         ItemKind kind) {
-  static const auto texts = TextsByKind(
-      [](ItemKind each) { return "SELECT id, name FROM " + std::string(TableOf(each)); });
+  static const auto texts =
+      TextsByKind([](ItemKind each) { return "SELECT id, name FROM " + TableOf(each); });
   std::unordered_map<std::int32_t, std::string> names;
   sql::Query query(connection, texts[static_cast<std::size_t>(kind)]);
   while (query.Step()) names.emplace(query.Int(0), query.Text(1));
@@ -47,16 +66,9 @@ std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connect
 }
 
 ItemList ReadItems(sql::Connection& connection, ItemKind kind) {
-  ItemList list;
   static const auto texts = TextsByKind(ItemsText);
-  sql::Query query(connection, texts[static_cast<std::size_t>(kind)]);
-  while (query.Step()) {
-    auto& item = list.items.emplace_back();
-    query.Read(item.id, item.name, item.active);
-    if (HasWeight(kind)) item.factor = query.Real(3);
-    if (kind == ItemKind::StateCode) item.type = query.Int(4);
-  }
-  return list;
+  return {sql::Query(connection, texts[static_cast<std::size_t>(kind)])
+              .All<Item>(&Item::id, &Item::name, &Item::active, &Item::factor, &Item::type)};
 }
 
 std::vector<ItemGroup> ReadGroups(sql::Connection& connection, ItemKind kind) {
@@ -81,53 +93,41 @@ std::vector<ProcessPlace> ReadPlaces(sql::Connection& connection) {
       "SELECT id, company, division, site, department, area, production_unit FROM process "
       "ORDER BY id");
   while (query.Step()) {
-    auto& place = places.emplace_back();
-    auto& [company, division, site, department, area, unit] = place.units;
-    query.Read(place.process, company, division, site, department, area, unit);
+    auto& [process, units] = places.emplace_back();
+    auto& [company, division, site, department, area, unit] = units;
+    query.Read(process, company, division, site, department, area, unit);
   }
   return places;
 }
 
 std::vector<Descriptor> ReadDescriptors(sql::Connection& connection) {
-  std::vector<Descriptor> descriptors;
-  sql::Query query(connection, "SELECT id, descriptor_group, name FROM descriptor ORDER BY id");
-  while (query.Step()) {
-    auto& descriptor = descriptors.emplace_back();
-    query.Read(descriptor.id, descriptor.group, descriptor.name);
-  }
-  return descriptors;
+  return sql::Query(connection, "SELECT id, descriptor_group, name FROM descriptor ORDER BY id")
+      .All<Descriptor>(&Descriptor::id, &Descriptor::group, &Descriptor::name);
 }
 
 std::vector<Item> ReadDescriptorGroups(sql::Connection& connection) {
-  std::vector<Item> groups;
-  sql::Query query(connection, "SELECT id, name FROM descriptor_group ORDER BY id");
-  while (query.Step()) {
-    auto& group = groups.emplace_back();
-    query.Read(group.id, group.name);
-  }
-  return groups;
+  return sql::Query(connection, "SELECT id, name FROM descriptor_group ORDER BY id")
+      .All<Item>(&Item::id, &Item::name);
 }
 
 std::vector<std::pair<std::int32_t, std::int32_t>> ReadSubgroupDescriptors(
     sql::Connection& connection, std::int32_t first, std::int32_t last) {
-  std::vector<std::pair<std::int32_t, std::int32_t>> rows;
-  sql::Query query(connection,
-                   "SELECT subgroup, descriptor FROM subgroup_descriptor "
-                   "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, descriptor",
-                   first, last);
-  while (query.Step()) rows.emplace_back(query.Int(0), query.Int(1));
-  return rows;
+  using Row = std::pair<std::int32_t, std::int32_t>;
+  return sql::Query(connection,
+                    "SELECT subgroup, descriptor FROM subgroup_descriptor "
+                    "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, descriptor",
+                    first, last)
+      .All<Row>(&Row::first, &Row::second);
 }
 
 std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& connection,
                                                              std::int32_t first,
                                                              std::int32_t last) {
-  std::vector<std::pair<std::int32_t, std::string>> labels;
-  sql::Query query(connection,
-                   "SELECT id, label FROM subgroup WHERE id BETWEEN ?1 AND ?2 ORDER BY id", first,
-                   last);
-  while (query.Step()) labels.emplace_back(query.Int(0), query.Text(1));
-  return labels;
+  using Row = std::pair<std::int32_t, std::string>;
+  return sql::Query(connection,
+                    "SELECT id, label FROM subgroup WHERE id BETWEEN ?1 AND ?2 ORDER BY id", first,
+                    last)
+      .All<Row>(&Row::first, &Row::second);
 }
 
 }  // namespace orvspc::engine::catalogue

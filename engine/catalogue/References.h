@@ -4,17 +4,29 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
 #include "engine/sql/Connection.h"
+#include "platform/ItemKind.h"
 
 // What analyses ask about the items themselves: names, weights, groups, places. The store reads
 // them once and keeps them until the database changes.
 namespace orvspc::engine::catalogue {
+
+using orvspc::ItemKind;
+using orvspc::kItemKinds;
+
+// "part" and "parts" alike; empty for an unknown word.
+std::optional<ItemKind> ItemKindFromWord(std::string_view word);
+// The word in the singular, "part", "acc-code".
+std::string_view WordOf(ItemKind kind);
+// The table that holds the kind; it has at least id, name and active.
+std::string TableOf(ItemKind kind);
 
 struct Item {
   std::int32_t id = 0;

@@ -16,7 +16,12 @@ struct NamedValue {
 };
 
 // A to Z in lower case; the rest as it is.
-std::string Lower(std::string_view text);
+inline std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (auto& c : lower)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return lower;
+}
 
 // How files and lists call the types of process states.
 inline constexpr NamedValue kStateTypes[] = {{"none", pst_None},

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/catalogue/stored_rate.h"
+#include "engine/catalogue/limits.h"
 #include "engine/charts/ChartPlan.h"
 
 namespace orvspc::engine::charts {

@@ -12,7 +12,7 @@
 #include "engine/charts/Estimates.h"
 #include "engine/charts/RunRows.h"
 #include "engine/charts/attribute_lines.h"
-#include "engine/statistics/AttributeFormulas.h"
+#include "engine/statistics/ChartFormulas.h"
 #include "engine/statistics/TimeWeighted.h"
 #include "engine/store/Store.h"
 #include "platform/ArrayRef.h"

@@ -2,11 +2,9 @@
 #include "engine/charts/PointTable.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 #include "engine/statistics/Moments.h"
-#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {

@@ -3,8 +3,7 @@
 
 #include <cmath>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {

@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/charts/StreamTable.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"

@@ -7,7 +7,7 @@
 #include "engine/charts/AttributePlan.h"
 #include "engine/charts/Lines.h"
 #include "engine/charts/RunRows.h"
-#include "engine/statistics/AttributeFormulas.h"
+#include "engine/statistics/ChartFormulas.h"
 
 namespace orvspc::engine::charts {
 

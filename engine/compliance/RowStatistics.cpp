@@ -7,11 +7,9 @@
 #include <set>
 #include <vector>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
-#include "engine/statistics/NearlyEqual.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::compliance {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
 
-#include "engine/catalogue/References.h"
 #include "engine/import/import_kind.h"
 
 namespace orvspc::engine::import {
@@ -72,7 +71,7 @@ using AtState = PlaceIn<kStateColumns>;
 CodeFacts& TakeCode(ImportFile& file, ItemKind kind, std::int32_t id,
                     std::map<std::int32_t, CodeFacts>& codes) {
   static const auto update = catalogue::TextsByKind([](ItemKind each) {
-    return "UPDATE " + std::string(catalogue::TableOf(each)) +
+    return "UPDATE " + catalogue::TableOf(each) +
            " SET text = coalesce(?2, text), factor = coalesce(?3, factor) WHERE id = ?1";
   });
   auto& facts = codes[id];

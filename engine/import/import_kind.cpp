@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "engine/catalogue/References.h"
-
 namespace orvspc::engine::import {
 
 std::string InsertInto(std::string_view row) {
@@ -25,9 +23,8 @@ std::vector<std::string_view> WordsOf(std::string_view text) {
 }
 
 ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
-  static const auto select = catalogue::TextsByKind([](catalogue::ItemKind each) {
-    return "SELECT name, id FROM " + std::string(catalogue::TableOf(each));
-  });
+  static const auto select = catalogue::TextsByKind(
+      [](catalogue::ItemKind each) { return "SELECT name, id FROM " + catalogue::TableOf(each); });
   auto& table = tables_[static_cast<std::size_t>(kind)];
   if (!table.read) {
     sql::Query query(db_, select[static_cast<std::size_t>(kind)]);
@@ -46,8 +43,7 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) return *id;
   static const auto insert = catalogue::TextsByKind([](catalogue::ItemKind each) {
-    return "INSERT INTO " + std::string(catalogue::TableOf(each)) +
-           "(name) VALUES(?1) RETURNING id";
+    return "INSERT INTO " + catalogue::TableOf(each) + "(name) VALUES(?1) RETURNING id";
   });
   const auto id =
       static_cast<std::int32_t>(*IntOf(db_, insert[static_cast<std::size_t>(kind)], name));

@@ -11,9 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/import/import_table.h"
-#include "engine/sql/Connection.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/catalogue/stored_rate.h"
+#include "engine/catalogue/limits.h"
 #include "engine/import/import_kind.h"
 #include "engine/store/packing.h"
 #include "platform/Enumerations.h"

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "engine/catalogue/ItemKind.h"
+#include "engine/catalogue/References.h"
 #include "engine/pareto/StateEntry.h"
 #include "engine/store/EventLog.h"
 #include "engine/store/Store.h"

@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/catalogue/EffectiveRows.h"
-#include "engine/catalogue/SpecLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "engine/statistics/Distributions.h"
@@ -27,6 +28,13 @@ double IndexM(const Reach& reach, const Tolerance& tolerance, double k) {
   const double tau = std::hypot(reach.both / 6.0, reach.centre - *aim);
   if (tolerance.usl && tolerance.lsl) return Over(*tolerance.usl - *tolerance.lsl, 6.0 * tau);
   return Over(std::fabs((tolerance.usl ? *tolerance.usl : *tolerance.lsl) - *aim), 3.0 * tau);
+}
+
+// Eight units in the last place of the limit; 0 of a limit without neighbours.
+double WidthOf(double limit) {
+  const double size = std::fabs(limit);
+  const double width = 8.0 * (std::nextafter(size, std::numeric_limits<double>::infinity()) - size);
+  return std::isfinite(width) ? width : 0.0;
 }
 
 }  // namespace
@@ -71,5 +79,8 @@ ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level) {
 ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level) {
   return Around(index, n, NormalUpperQuantile(1.0 - level));
 }
+
+double HighestOn(double limit) { return limit + WidthOf(limit); }
+double LowestOn(double limit) { return limit - WidthOf(limit); }
 
 }  // namespace orvspc::engine::statistics

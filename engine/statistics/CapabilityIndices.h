@@ -55,4 +55,10 @@ ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level);
 ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level);
 ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level);
 
+// Figures made from decimal input can differ by a few units in the last place (ulps): within 8 ulps
+// of a limit a value counts as on it. These are the values at the far ends of those that do; NaN of
+// NaN.
+double HighestOn(double limit);
+double LowestOn(double limit);
+
 }  // namespace orvspc::engine::statistics

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/statistics/ChartFormulas.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "engine/statistics/ControlConstants.h"
 #include "platform/NaN.h"
@@ -37,6 +39,68 @@ PointLimits WithinPiece(double sigma, std::span<const std::int32_t> readings, do
   }
   if (pieces == 0.0) return kNoLimits;
   return CutAtZero(About(mean * sigma / pieces, std::sqrt(variance) * sigma / pieces, width));
+}
+
+// factor numerator / denominator. A product of whole numbers is exact, so that a centre which is a
+// whole number comes out as one.
+double Scaled(const Rate& rate, double factor) {
+  return factor * rate.numerator / rate.denominator;
+}
+
+PointLimits NoLimits(const Rate& rate, double units, double factor) {
+  const bool shown = rate.Exists() && (units > 0.0 || factor != units);
+  return {shown ? Scaled(rate, factor) : kNaN, kNaN, kNaN, kNaN};
+}
+
+// rate - width sigma, written as (rate^2 - width^2 sigma^2) / (rate + width sigma); `excess` is the
+// numerator of that over rate / (denominator units). Nothing cancels but whole numbers.
+double Lower(const Rate& rate, double units, double factor, double excess, double width,
+             double sigma) {
+  if (!(excess > 0.0)) return 0.0;
+  const double value = rate.Value();
+  return factor * (value / (value + width * sigma)) * (excess / (rate.denominator * units));
+}
+
+// Terms of a distribution relative to the one at its mode, gathered from there outwards until they
+// no longer count, so that nothing has to be known about factorials. `ratio(k)` is P(k) / P(k - 1).
+template <class Ratio>
+double UpperQuantile(double mode, double largest, double risk, Ratio ratio) {
+  constexpr double kNothing = 1e-25;
+  const double first_above = mode + 1.0;
+  double below = 1.0;  // the term at the mode and all under it
+  double term = 1.0;
+  for (double k = mode; k > 0.0; k -= 1.0) {
+    term /= ratio(k);
+    below += term;
+    if (term < kNothing) break;
+  }
+  double above = 0.0;
+  term = 1.0;
+  for (double k = first_above; k <= largest; k += 1.0) {
+    term *= ratio(k);
+    above += term;
+    if (term < kNothing) break;
+  }
+  // A tie is reached, whichever way the sums were rounded.
+  constexpr double kTie = 1e-12;
+  const double wanted = (1.0 - risk - kTie) * (below + above);
+  // Either side of the mode: take terms off, or add them.
+  double sum = below, c = mode;
+  term = 1.0;
+  while (c > 0.0 && sum - term >= wanted) {
+    sum -= term;
+    term /= ratio(c);
+    c -= 1.0;
+  }
+  if (c < mode) return c;
+  term = 1.0;
+  while (sum < wanted && c < largest) {
+    c += 1.0;
+    term *= ratio(c);
+    if (term < kNothing) break;
+    sum += term;
+  }
+  return c;
 }
 
 }  // namespace
@@ -91,6 +155,46 @@ PointLimits WithinPieceRangeLimits(double sigma, std::span<const std::int32_t> r
 PointLimits WithinPieceSdLimits(double sigma, std::span<const std::int32_t> readings,
                                 double width) {
   return WithinPiece(sigma, readings, width, C4, C5);
+}
+
+double Rate::Value() const { return Exists() ? numerator / denominator : kNaN; }
+
+PointLimits DefectivesLimits(const Rate& p, double units, double factor, double width) {
+  const double share = p.Value();
+  if (!(share >= 0.0 && share <= 1.0) || !(units > 0.0)) return NoLimits(p, units, factor);
+  const double good = p.denominator - p.numerator;
+  const double sigma = std::sqrt(share * (good / p.denominator) / units);
+  const double excess = units * p.numerator - width * width * good;
+  return {Scaled(p, factor), factor * std::min(1.0, share + width * sigma),
+          Lower(p, units, factor, excess, width, sigma), factor * sigma};
+}
+
+PointLimits DefectsLimits(const Rate& u, double units, double factor, double width) {
+  const double rate = u.Value();
+  if (!(rate >= 0.0) || !(units > 0.0)) return NoLimits(u, units, factor);
+  const double sigma = std::sqrt(rate / units);
+  const double excess = units * u.numerator - width * width * u.denominator;
+  return {Scaled(u, factor), factor * (rate + width * sigma),
+          Lower(u, units, factor, excess, width, sigma), factor * sigma};
+}
+
+double AcceptedDefectives(double n, double level, double risk) {
+  if (n < 1) return kNaN;
+  n = std::floor(n);  // of an area that is no whole number of units
+  if (!(level > 0.0)) return 0.0;
+  if (level >= 1.0 || !(risk > 0.0)) return n;
+  const double odds = level / (1.0 - level);
+  const double mode = std::min(n, std::floor((n + 1.0) * level));
+  return UpperQuantile(mode, n, risk, [&](double k) { return (n - k + 1.0) / k * odds; });
+}
+
+double AcceptedDefects(double n, double level, double risk) {
+  if (!(n > 0.0)) return kNaN;
+  if (!(level > 0.0)) return 0.0;
+  if (!(risk > 0.0)) return kNaN;
+  const double mean = n * level;
+  return UpperQuantile(std::floor(mean), std::numeric_limits<double>::max(), risk,
+                       [&](double k) { return mean / k; });
 }
 
 }  // namespace orvspc::engine::statistics

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "engine/statistics/ControlConstants.h"
-#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {

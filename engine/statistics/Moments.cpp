@@ -2,12 +2,10 @@
 #include "engine/statistics/Moments.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <numeric>
 #include <vector>
 
-#include "engine/statistics/SampleSums.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {

@@ -1,10 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <span>
 
 namespace orvspc::engine::statistics {
+
+// Sum with the rounding error carried along. Source   Neumaier, ZAMM 54 (1974)
+class CarriedSum {
+ public:
+  void Add(double value) {
+    const double total = sum_ + value;
+    error_ += std::fabs(sum_) >= std::fabs(value) ? (sum_ - total) + value : (value - total) + sum_;
+    sum_ = total;
+  }
+  void Merge(const CarriedSum& other) {
+    Add(other.sum_);
+    Add(other.error_);
+  }
+  double Value() const { return sum_ + error_; }
+
+ private:
+  double sum_ = 0.0, error_ = 0.0;
+};
 
 // Values are finite. Sums run about an origin inside the data, so a large common offset costs no
 // digits.

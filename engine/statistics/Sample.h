@@ -51,4 +51,10 @@ void ForEachGroup(const Sample::Block& block, Visit visit) {
   }
 }
 
+// Quantiles of a large sample after Hazen, as Quantile does for a sorted one, without sorting or
+// copying it: the values are counted in cells of the number line, which are narrowed around the
+// ranks asked for.
+// Returns  one for each probability (0..1); empty for an empty sample
+std::vector<double> SampleQuantiles(const Sample& sample, std::span<const double> probabilities);
+
 }  // namespace orvspc::engine::statistics

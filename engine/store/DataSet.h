@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
+#include "platform/ItemKind.h"
 #include "platform/RowRecords.h"
 
 namespace orvspc::engine::store {
@@ -22,12 +22,12 @@ struct RowKey {
 // The kinds of items that a test row names, with the columns of an import.
 struct RowKind {
   std::string_view column;
-  catalogue::ItemKind kind;
+  ItemKind kind;
   std::int32_t RowKey::*member;
 };
-inline constexpr RowKind kRowKinds[] = {{"serial", catalogue::ItemKind::Serial, &RowKey::Sn},
-                                        {"defect", catalogue::ItemKind::Defect, &RowKey::Def},
-                                        {"gage", catalogue::ItemKind::Gage, &RowKey::Gage}};
+inline constexpr RowKind kRowKinds[] = {{"serial", ItemKind::Serial, &RowKey::Sn},
+                                        {"defect", ItemKind::Defect, &RowKey::Def},
+                                        {"gage", ItemKind::Gage, &RowKey::Gage}};
 
 // A selected data set, oldest subgroup first. Test_Start and Test_End of a subgroup are places in
 // values; every subgroup has at least one row.

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/catalogue/StoredLimits.h"
+#include "engine/catalogue/limits.h"
 #include "engine/sql/failure.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DataSet.h"

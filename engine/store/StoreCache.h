@@ -13,9 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/catalogue/ItemKind.h"
 #include "engine/catalogue/References.h"
-#include "engine/catalogue/StoredLimits.h"
+#include "engine/catalogue/limits.h"
 #include "platform/RowRecords.h"
 
 namespace orvspc::engine::store {

@@ -6,10 +6,10 @@
 #include <ostream>
 #include <utility>
 
-#include "host/render/capability/CapabilityReading.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoReading.h"
+#include "host/render/pareto/Pareto.h"
 
 namespace orvspc::cli {
 

@@ -9,11 +9,11 @@
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
 #include "host/cli/Selection.h"
-#include "host/render/capability/CapabilityReading.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
-#include "host/render/compliance/ComplianceReading.h"
-#include "host/render/pareto/ParetoReading.h"
-#include "host/render/states/StatesReading.h"
+#include "host/render/compliance/Compliance.h"
+#include "host/render/pareto/Pareto.h"
+#include "host/render/states/States.h"
 
 // What all commands that analyse have in common.
 namespace orvspc::cli {

@@ -11,7 +11,7 @@
 #include "host/render/core/Json.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Report.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::cli {
 

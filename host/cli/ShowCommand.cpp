@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/XMLSupport.h"
 #include "host/cli/Analysis.h"
-#include "host/render/capability/CapabilityReading.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
 #include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
-#include "host/render/pareto/ParetoReading.h"
+#include "host/render/pareto/Pareto.h"
 
 namespace orvspc::cli {
 

@@ -2,41 +2,29 @@
 #include "capability/CABins.h"
 
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "frame/Checked.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
+#include "frame/settings_xml.h"
 
 namespace orvspc {
 namespace {
 
-using platform::XmlDocument;
 using platform::XmlNode;
-
-// In the order of the attributes.
-struct Edge {
-  std::string_view attribute;
-  platform::WireDouble API_CABin::*field;
-};
-constexpr Edge kEdges[] = {
-    {"XMin", &API_CABin::XMin},
-    {"XMax", &API_CABin::XMax},
-    {"YMin", &API_CABin::YMin},
-    {"YMax", &API_CABin::YMax},
-};
+using settings_xml::Field;
 
 constexpr std::string_view kBin = "Bin";
 
-XmlNode CreateBinXMLNode(XmlDocument& Document, const API_CABin& bin) {
-  return Traced("CABins.CreateBinXMLNode", [&] {
-    const XmlNode element = Document.CreateElement(kBin);
-    for (const Edge& edge : kEdges)
-      XMLSupport::SetXMLAttribute(element, edge.attribute, static_cast<double>(bin.*edge.field));
-    return element;
-  });
-}
+// In the order of the attributes.
+constexpr std::tuple kBinFields{
+    Field{"XMin", &API_CABin::XMin},
+    Field{"XMax", &API_CABin::XMax},
+    Field{"YMin", &API_CABin::YMin},
+    Field{"YMax", &API_CABin::YMax},
+};
 
 }  // namespace
 
@@ -48,11 +36,15 @@ void CABins::Load(const Friend&, Array<API_CABin> Bins) {
   });
 }
 
-platform::XmlNode CABins::CreateXMLNode(const Friend&, XmlDocument& Document) const {
+XmlNode CABins::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("CABins.CreateXMLNode", [&] {
     const XmlNode element = Document.CreateElement("Bins");
-    for (std::int32_t i = 0; i < count_; ++i)
-      Document.AppendChild(element, CreateBinXMLNode(Document, bins_[i]));
+    for (std::int32_t i = 0; i < count_; ++i) {
+      const API_CABin& bin = bins_[i];
+      Document.AppendChild(element, Traced("CABins.CreateBinXMLNode", [&] {
+                             return settings_xml::CreateElement(Document, kBin, kBinFields, bin);
+                           }));
+    }
     return element;
   });
 }
@@ -62,14 +54,7 @@ bool CABins::SetXMLNode(const Friend&, const XmlNode& Node) {
     XMLSupport::DocumentOf(Node);  // a missing element fails here
     Array<API_CABin> bins;
     // Deliberate: no bin is no array, which fails with 9; an empty result cannot be read back.
-    bins.Dimension(0, std::int64_t{XMLSupport::CountChildren(Node, kBin)} - 1);
-    std::int32_t row = 0;
-    XMLSupport::ForEachChild(Node, kBin, [&](const XmlNode& element) {
-      API_CABin& bin = bins[row++];
-      // Deliberate: a missing attribute gives 0 here, not the value that the bin had.
-      for (const Edge& edge : kEdges)
-        bin.*edge.field = XMLSupport::ReadDouble(element, edge.attribute, 0.0);
-    });
+    settings_xml::ReadRows(Node, kBin, kBinFields, bins);
     Load(Friend{}, std::move(bins));
     return true;
   });

@@ -7,7 +7,6 @@
 #include "frame/ConstructorLog.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"
 
 namespace orvspc {
@@ -59,8 +58,6 @@ std::shared_ptr<CAProcessing> CAProcessing::Clone() const {
   });
 }
 
-void CAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }
-
 void CAProcessing::FixProcessing() {
   Traced("CAProcessing.FixProcessing", [&] {
     if (settings_.BinCount < kMinBins) settings_.BinCount = kMinBins;
@@ -95,9 +92,7 @@ std::string CAProcessing::GetXML() const { return settings_xml::GetXML(kElement,
 platform::XmlNode CAProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
   return Traced("CAProcessing.CreateXMLNode", [&] {
-    const auto element = Document.CreateElement(kElement);
-    settings_xml::Write(element, Fields::kAll, settings_);
-    return element;
+    return settings_xml::CreateElement(Document, kElement, Fields::kAll, settings_);
   });
 }
 

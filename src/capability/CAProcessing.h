@@ -90,7 +90,7 @@ class CAProcessing : public platform::Object {
   bool SetXML(std::string_view XML);
 
   // For the library.
-  void SetSettings(const Friend&, const Settings& value);
+  void SetSettings(const Friend&, const Settings& value) { settings_ = value; }
   // The settings as the capability library takes them. Fails with 6 when WindowType or
   // ShortTermSigmaType is too large for its place in the flags.
   API_CAOptions GetAPIOptions(const Friend&) const;

@@ -53,76 +53,46 @@ class CAStatistics : public platform::Object {
   }
   bool GetChiSqProbability(double& Value) const { return Take(record_.ChiSq.Probability, Value); }
   bool GetChiSqValue(double& Value) const { return Take(record_.ChiSq.Value, Value); }
-  bool GetCp(double& Value) const { return Take(record_.CPs.Cp, Value, Spec(slfUSL | slfLSL)); }
-  bool GetCpk(double& Value) const { return Take(record_.CPs.Cpk, Value, Spec(slfUSL | slfLSL)); }
-  bool GetCpu(double& Value) const { return Take(record_.CPs.Cpu, Value, Spec(slfUSL)); }
-  bool GetCpl(double& Value) const { return Take(record_.CPs.Cpl, Value, Spec(slfLSL)); }
-  bool GetCr(double& Value) const { return Take(record_.CPs.Cr, Value, Spec(slfUSL | slfLSL)); }
-  bool GetCpm(double& Value) const { return Take(record_.CPs.Cpm, Value, Spec(slfUSL | slfLSL)); }
-  bool GetPp(double& Value) const { return Take(record_.PPs.Pp, Value, Spec(slfUSL | slfLSL)); }
-  bool GetPpk(double& Value) const { return Take(record_.PPs.Ppk, Value, Spec(slfUSL | slfLSL)); }
-  bool GetPpu(double& Value) const { return Take(record_.PPs.Ppu, Value, Spec(slfUSL)); }
-  bool GetPpl(double& Value) const { return Take(record_.PPs.Ppl, Value, Spec(slfLSL)); }
-  bool GetPr(double& Value) const { return Take(record_.PPs.Pr, Value, Spec(slfUSL | slfLSL)); }
-  bool GetPpm(double& Value) const { return Take(record_.PPs.Ppm, Value, Spec(slfUSL | slfLSL)); }
+  bool GetCp(double& Value) const { return Spec(record_.CPs.Cp, Value, slfUSL | slfLSL); }
+  bool GetCpk(double& Value) const { return Spec(record_.CPs.Cpk, Value, slfUSL | slfLSL); }
+  bool GetCpu(double& Value) const { return Spec(record_.CPs.Cpu, Value, slfUSL); }
+  bool GetCpl(double& Value) const { return Spec(record_.CPs.Cpl, Value, slfLSL); }
+  bool GetCr(double& Value) const { return Spec(record_.CPs.Cr, Value, slfUSL | slfLSL); }
+  bool GetCpm(double& Value) const { return Spec(record_.CPs.Cpm, Value, slfUSL | slfLSL); }
+  bool GetPp(double& Value) const { return Spec(record_.PPs.Pp, Value, slfUSL | slfLSL); }
+  bool GetPpk(double& Value) const { return Spec(record_.PPs.Ppk, Value, slfUSL | slfLSL); }
+  bool GetPpu(double& Value) const { return Spec(record_.PPs.Ppu, Value, slfUSL); }
+  bool GetPpl(double& Value) const { return Spec(record_.PPs.Ppl, Value, slfLSL); }
+  bool GetPr(double& Value) const { return Spec(record_.PPs.Pr, Value, slfUSL | slfLSL); }
+  bool GetPpm(double& Value) const { return Spec(record_.PPs.Ppm, Value, slfUSL | slfLSL); }
   bool GetMomentsAvgDev(double& Value) const { return Take(record_.Moments.AvgDev, Value); }
   bool GetMomentsKurtosis(double& Value) const { return Take(record_.Moments.Kurtosis, Value); }
   bool GetMomentsMean(double& Value) const { return Take(record_.Moments.Mean, Value); }
   bool GetMomentsSD(double& Value) const { return Take(record_.Moments.SD, Value); }
   bool GetMomentsSkewness(double& Value) const { return Take(record_.Moments.Skewness, Value); }
   bool GetMomentsVariance(double& Value) const { return Take(record_.Moments.Variance, Value); }
-  bool GetDistActAboveUSL(double& Value) const {
-    return Take(record_.SpecResults.ActAboveUSL, Value, Spec(slfUSL));
-  }
-  bool GetDistActAboveUWL(double& Value) const {
-    return Take(record_.SpecResults.ActAboveUWL, Value, Spec(slfUGB));
-  }
-  bool GetDistActAboveTAR(double& Value) const {
-    return Take(record_.SpecResults.ActAboveTAR, Value, Spec(slfTAR));
-  }
-  bool GetDistActBelowTAR(double& Value) const {
-    return Take(record_.SpecResults.ActBelowTAR, Value, Spec(slfTAR));
-  }
-  bool GetDistActBelowLWL(double& Value) const {
-    return Take(record_.SpecResults.ActBelowLWL, Value, Spec(slfLGB));
-  }
-  bool GetDistActBelowLSL(double& Value) const {
-    return Take(record_.SpecResults.ActBelowLSL, Value, Spec(slfLSL));
-  }
-  bool GetDistExpAboveUSL(double& Value) const {
-    return Take(record_.SpecResults.ExpAboveUSL, Value, Spec(slfUSL));
-  }
-  bool GetDistExpAboveUWL(double& Value) const {
-    return Take(record_.SpecResults.ExpAboveUWL, Value, Spec(slfUGB));
-  }
-  bool GetDistExpAboveTAR(double& Value) const {
-    return Take(record_.SpecResults.ExpAboveTAR, Value, Spec(slfTAR));
-  }
-  bool GetDistExpBelowTAR(double& Value) const {
-    return Take(record_.SpecResults.ExpBelowTAR, Value, Spec(slfTAR));
-  }
-  bool GetDistExpBelowLWL(double& Value) const {
-    return Take(record_.SpecResults.ExpBelowLWL, Value, Spec(slfLGB));
-  }
-  bool GetDistExpBelowLSL(double& Value) const {
-    return Take(record_.SpecResults.ExpBelowLSL, Value, Spec(slfLSL));
-  }
-  bool GetSpecLimUsl(double& Value) const { return Take(record_.SpecLim.Usl, Value, Spec(slfUSL)); }
-  bool GetSpecLimTar(double& Value) const { return Take(record_.SpecLim.Tar, Value, Spec(slfTAR)); }
-  bool GetSpecLimLsl(double& Value) const { return Take(record_.SpecLim.Lsl, Value, Spec(slfLSL)); }
+  bool GetDistActAboveUSL(double& Value) const { return Spec(Dist().ActAboveUSL, Value, slfUSL); }
+  bool GetDistActAboveUWL(double& Value) const { return Spec(Dist().ActAboveUWL, Value, slfUGB); }
+  bool GetDistActAboveTAR(double& Value) const { return Spec(Dist().ActAboveTAR, Value, slfTAR); }
+  bool GetDistActBelowTAR(double& Value) const { return Spec(Dist().ActBelowTAR, Value, slfTAR); }
+  bool GetDistActBelowLWL(double& Value) const { return Spec(Dist().ActBelowLWL, Value, slfLGB); }
+  bool GetDistActBelowLSL(double& Value) const { return Spec(Dist().ActBelowLSL, Value, slfLSL); }
+  bool GetDistExpAboveUSL(double& Value) const { return Spec(Dist().ExpAboveUSL, Value, slfUSL); }
+  bool GetDistExpAboveUWL(double& Value) const { return Spec(Dist().ExpAboveUWL, Value, slfUGB); }
+  bool GetDistExpAboveTAR(double& Value) const { return Spec(Dist().ExpAboveTAR, Value, slfTAR); }
+  bool GetDistExpBelowTAR(double& Value) const { return Spec(Dist().ExpBelowTAR, Value, slfTAR); }
+  bool GetDistExpBelowLWL(double& Value) const { return Spec(Dist().ExpBelowLWL, Value, slfLGB); }
+  bool GetDistExpBelowLSL(double& Value) const { return Spec(Dist().ExpBelowLSL, Value, slfLSL); }
+  bool GetSpecLimUsl(double& Value) const { return Spec(record_.SpecLim.Usl, Value, slfUSL); }
+  bool GetSpecLimTar(double& Value) const { return Spec(record_.SpecLim.Tar, Value, slfTAR); }
+  bool GetSpecLimLsl(double& Value) const { return Spec(record_.SpecLim.Lsl, Value, slfLSL); }
   bool GetSpecLimEFlag(std::int32_t& Value) const { return Take(record_.SpecLim.EFlag, Value); }
   bool GetSpecLimScale(std::int32_t& Value) const { return Take(record_.SpecLim.Scale, Value); }
   bool GetSpecLimCp(double& Value) const { return Take(record_.SpecLim.Cp, Value); }
   bool GetSpecLimCpk(double& Value) const { return Take(record_.SpecLim.Cpk, Value); }
-  bool GetSpecLimUslZ(double& Value) const {
-    return Take(record_.SpecResults.zUsl, Value, Spec(slfUSL));
-  }
-  bool GetSpecLimTarZ(double& Value) const {
-    return Take(record_.SpecResults.zTar, Value, Spec(slfTAR));
-  }
-  bool GetSpecLimLslZ(double& Value) const {
-    return Take(record_.SpecResults.zLsl, Value, Spec(slfLSL));
-  }
+  bool GetSpecLimUslZ(double& Value) const { return Spec(Dist().zUsl, Value, slfUSL); }
+  bool GetSpecLimTarZ(double& Value) const { return Spec(Dist().zTar, Value, slfTAR); }
+  bool GetSpecLimLslZ(double& Value) const { return Spec(Dist().zLsl, Value, slfLSL); }
   bool GetPieceCount(std::int32_t& Value) const { return Take(record_.Summary.PieceCount, Value); }
   bool GetSubgroupCount(std::int32_t& Value) const {
     return Take(record_.Summary.SubgroupCount, Value);
@@ -137,120 +107,92 @@ class CAStatistics : public platform::Object {
   bool GetLowerSD(double& Value) const { return Take(record_.Summary.LowerSD, Value); }
   bool GetCoRobustness(double& Value) const { return Take(record_.Summary.CoRobustness, Value); }
   bool GetCoOfVariation(double& Value) const { return Take(record_.Summary.CoOfVariation, Value); }
-  bool GetDistActAboveURL(double& Value) const {
-    return Take(record_.SpecResults.ActAboveURL, Value, Spec(slfURL));
-  }
-  bool GetDistActBelowLRL(double& Value) const {
-    return Take(record_.SpecResults.ActBelowLRL, Value, Spec(slfLRL));
-  }
-  bool GetDistExpAboveURL(double& Value) const {
-    return Take(record_.SpecResults.ExpAboveURL, Value, Spec(slfURL));
-  }
-  bool GetDistExpBelowLRL(double& Value) const {
-    return Take(record_.SpecResults.ExpBelowLRL, Value, Spec(slfLRL));
-  }
-  bool GetSpecLimUrlZ(double& Value) const {
-    return Take(record_.SpecResults.zUrl, Value, Spec(slfURL));
-  }
-  bool GetSpecLimUwlZ(double& Value) const {
-    return Take(record_.SpecResults.zUwl, Value, Spec(slfUGB));
-  }
-  bool GetSpecLimLwlZ(double& Value) const {
-    return Take(record_.SpecResults.zLwl, Value, Spec(slfLGB));
-  }
-  bool GetSpecLimUrl(double& Value) const { return Take(record_.SpecLim.Url, Value, Spec(slfURL)); }
+  bool GetDistActAboveURL(double& Value) const { return Spec(Dist().ActAboveURL, Value, slfURL); }
+  bool GetDistActBelowLRL(double& Value) const { return Spec(Dist().ActBelowLRL, Value, slfLRL); }
+  bool GetDistExpAboveURL(double& Value) const { return Spec(Dist().ExpAboveURL, Value, slfURL); }
+  bool GetDistExpBelowLRL(double& Value) const { return Spec(Dist().ExpBelowLRL, Value, slfLRL); }
+  bool GetSpecLimUrlZ(double& Value) const { return Spec(Dist().zUrl, Value, slfURL); }
+  bool GetSpecLimUwlZ(double& Value) const { return Spec(Dist().zUwl, Value, slfUGB); }
+  bool GetSpecLimLwlZ(double& Value) const { return Spec(Dist().zLwl, Value, slfLGB); }
+  bool GetSpecLimUrl(double& Value) const { return Spec(record_.SpecLim.Url, Value, slfURL); }
   // Deliberate: named after the field, its counterpart below after the limit.
-  bool GetSpecLimUgb(double& Value) const { return Take(record_.SpecLim.Ugb, Value, Spec(slfUGB)); }
-  bool GetSpecLimLwl(double& Value) const { return Take(record_.SpecLim.Lgb, Value, Spec(slfLGB)); }
-  bool GetSpecLimLrl(double& Value) const { return Take(record_.SpecLim.Lrl, Value, Spec(slfLRL)); }
+  bool GetSpecLimUgb(double& Value) const { return Spec(record_.SpecLim.Ugb, Value, slfUGB); }
+  bool GetSpecLimLwl(double& Value) const { return Spec(record_.SpecLim.Lgb, Value, slfLGB); }
+  bool GetSpecLimLrl(double& Value) const { return Spec(record_.SpecLim.Lrl, Value, slfLRL); }
   bool GetZBench(double& Value) const { return Take(record_.Summary.ZBench, Value); }
   bool GetNccLimEFlag(std::int32_t& Value) const { return Take(record_.NccLim.EFlag, Value); }
   bool GetNccLimLsc(double& Value) const { return Take(record_.NccLim.Lsc, Value, Lsc()); }
-  bool GetNccLimMavL(double& Value) const { return Take(record_.NccLim.MavL, Value, Ncc(kMavL)); }
+  bool GetNccLimMavL(double& Value) const { return Ncc(record_.NccLim.MavL, Value, kMavL); }
   // Deliberate: the flag of MavL, not of MavLp.
-  bool GetNccLimMavLp(double& Value) const { return Take(record_.NccLim.MavLp, Value, Ncc(kMavL)); }
-  bool GetNccLimMavU(double& Value) const { return Take(record_.NccLim.MavU, Value, Ncc(kMavU)); }
-  bool GetNccLimMavUp(double& Value) const {
-    return Take(record_.NccLim.MavUp, Value, Ncc(kMavUp));
-  }
-  bool GetNccLimT1L(double& Value) const { return Take(record_.NccLim.T1L, Value, Ncc(kT1L)); }
+  bool GetNccLimMavLp(double& Value) const { return Ncc(record_.NccLim.MavLp, Value, kMavL); }
+  bool GetNccLimMavU(double& Value) const { return Ncc(record_.NccLim.MavU, Value, kMavU); }
+  bool GetNccLimMavUp(double& Value) const { return Ncc(record_.NccLim.MavUp, Value, kMavUp); }
+  bool GetNccLimT1L(double& Value) const { return Ncc(record_.NccLim.T1L, Value, kT1L); }
   // The field T1Lp by its own flag.
-  bool GetNccLimT1T2Lp(double& Value) const { return Take(record_.NccLim.T1Lp, Value, Ncc(kT1Lp)); }
+  bool GetNccLimT1T2Lp(double& Value) const { return Ncc(record_.NccLim.T1Lp, Value, kT1Lp); }
   // Deliberate: always true; the proportions beyond T1U do ask for their flag.
   bool GetNccLimT1U(double& Value) const { return Take(record_.NccLim.T1U, Value); }
   // Deliberate: the field T1Up by the flag of T2Up.
-  bool GetNccLimT1T2Up(double& Value) const { return Take(record_.NccLim.T1Up, Value, Ncc(kT2Up)); }
-  bool GetNccLimT2L(double& Value) const { return Take(record_.NccLim.T2L, Value, Ncc(kT2L)); }
-  bool GetNccLimT2Lp(double& Value) const { return Take(record_.NccLim.T2Lp, Value, Ncc(kT2Lp)); }
-  bool GetNccLimT2U(double& Value) const { return Take(record_.NccLim.T2U, Value, Ncc(kT2U)); }
-  bool GetNccLimT2Up(double& Value) const { return Take(record_.NccLim.T2Up, Value, Ncc(kT2Up)); }
+  bool GetNccLimT1T2Up(double& Value) const { return Ncc(record_.NccLim.T1Up, Value, kT2Up); }
+  bool GetNccLimT2L(double& Value) const { return Ncc(record_.NccLim.T2L, Value, kT2L); }
+  bool GetNccLimT2Lp(double& Value) const { return Ncc(record_.NccLim.T2Lp, Value, kT2Lp); }
+  bool GetNccLimT2U(double& Value) const { return Ncc(record_.NccLim.T2U, Value, kT2U); }
+  bool GetNccLimT2Up(double& Value) const { return Ncc(record_.NccLim.T2Up, Value, kT2Up); }
   bool GetNccResultActPercentAboveLSC(double& Value) const {
-    return Take(record_.NccResults.ActAboveLSC, Value, Lsc());
+    return Take(Net().ActAboveLSC, Value, Lsc());
   }
   bool GetNccResultActPercentAboveMAVU(double& Value) const {
-    return Take(record_.NccResults.ActAboveMAVU, Value, Ncc(kMavU));
+    return Ncc(Net().ActAboveMAVU, Value, kMavU);
   }
   bool GetNccResultActPercentAboveT1U(double& Value) const {
-    return Take(record_.NccResults.ActAboveT1U, Value, Ncc(kT1U));
+    return Ncc(Net().ActAboveT1U, Value, kT1U);
   }
   bool GetNccResultActPercentAboveT2U(double& Value) const {
-    return Take(record_.NccResults.ActAboveT2U, Value, Ncc(kT2U));
+    return Ncc(Net().ActAboveT2U, Value, kT2U);
   }
   bool GetNccResultActPercentBelowLSC(double& Value) const {
-    return Take(record_.NccResults.ActBelowLSC, Value, Lsc());
+    return Take(Net().ActBelowLSC, Value, Lsc());
   }
   bool GetNccResultActPercentBelowMAVL(double& Value) const {
-    return Take(record_.NccResults.ActBelowMAVL, Value, Ncc(kMavL));
+    return Ncc(Net().ActBelowMAVL, Value, kMavL);
   }
   bool GetNccResultActPercentBelowT1L(double& Value) const {
-    return Take(record_.NccResults.ActBelowT1L, Value, Ncc(kT1L));
+    return Ncc(Net().ActBelowT1L, Value, kT1L);
   }
   bool GetNccResultActPercentBelowT2L(double& Value) const {
-    return Take(record_.NccResults.ActBelowT2L, Value, Ncc(kT2L));
+    return Ncc(Net().ActBelowT2L, Value, kT2L);
   }
   bool GetNccResultExpPercentAboveLSC(double& Value) const {
-    return Take(record_.NccResults.ExpAboveLSC, Value, Lsc());
+    return Take(Net().ExpAboveLSC, Value, Lsc());
   }
   bool GetNccResultExpPercentAboveMAVU(double& Value) const {
-    return Take(record_.NccResults.ExpAboveMAVU, Value, Ncc(kMavU));
+    return Ncc(Net().ExpAboveMAVU, Value, kMavU);
   }
   bool GetNccResultExpPercentAboveT1U(double& Value) const {
-    return Take(record_.NccResults.ExpAboveT1U, Value, Ncc(kT1U));
+    return Ncc(Net().ExpAboveT1U, Value, kT1U);
   }
   bool GetNccResultExpPercentAboveT2U(double& Value) const {
-    return Take(record_.NccResults.ExpAboveT2U, Value, Ncc(kT2U));
+    return Ncc(Net().ExpAboveT2U, Value, kT2U);
   }
   bool GetNccResultExpPercentBelowLSC(double& Value) const {
-    return Take(record_.NccResults.ExpBelowLSC, Value, Lsc());
+    return Take(Net().ExpBelowLSC, Value, Lsc());
   }
   bool GetNccResultExpPercentBelowMAVL(double& Value) const {
-    return Take(record_.NccResults.ExpBelowMAVL, Value, Ncc(kMavL));
+    return Ncc(Net().ExpBelowMAVL, Value, kMavL);
   }
   bool GetNccResultExpPercentBelowT1L(double& Value) const {
-    return Take(record_.NccResults.ExpBelowT1L, Value, Ncc(kT1L));
+    return Ncc(Net().ExpBelowT1L, Value, kT1L);
   }
   bool GetNccResultExpPercentBelowT2L(double& Value) const {
-    return Take(record_.NccResults.ExpBelowT2L, Value, Ncc(kT2L));
+    return Ncc(Net().ExpBelowT2L, Value, kT2L);
   }
-  bool GetNccResultzLSC(double& Value) const { return Take(record_.NccResults.zLSC, Value, Lsc()); }
-  bool GetNccResultzMAVL(double& Value) const {
-    return Take(record_.NccResults.zMAVL, Value, Ncc(kMavL));
-  }
-  bool GetNccResultzMAVU(double& Value) const {
-    return Take(record_.NccResults.zMAVU, Value, Ncc(kMavU));
-  }
-  bool GetNccResultzT1L(double& Value) const {
-    return Take(record_.NccResults.zT1L, Value, Ncc(kT1L));
-  }
-  bool GetNccResultzT1U(double& Value) const {
-    return Take(record_.NccResults.zT1U, Value, Ncc(kT1U));
-  }
-  bool GetNccResultzT2L(double& Value) const {
-    return Take(record_.NccResults.zT2L, Value, Ncc(kT2L));
-  }
-  bool GetNccResultzT2U(double& Value) const {
-    return Take(record_.NccResults.zT2U, Value, Ncc(kT2U));
-  }
+  bool GetNccResultzLSC(double& Value) const { return Take(Net().zLSC, Value, Lsc()); }
+  bool GetNccResultzMAVL(double& Value) const { return Ncc(Net().zMAVL, Value, kMavL); }
+  bool GetNccResultzMAVU(double& Value) const { return Ncc(Net().zMAVU, Value, kMavU); }
+  bool GetNccResultzT1L(double& Value) const { return Ncc(Net().zT1L, Value, kT1L); }
+  bool GetNccResultzT1U(double& Value) const { return Ncc(Net().zT1U, Value, kT1U); }
+  bool GetNccResultzT2L(double& Value) const { return Ncc(Net().zT2L, Value, kT2L); }
+  bool GetNccResultzT2U(double& Value) const { return Ncc(Net().zT2U, Value, kT2U); }
   // Deliberate: the last of all, although its field is among the indices.
   // Three times the absolute Cpr: the distance of the mean from the target in short-term sigmas.
   // Without a limit Value stays as it came. A field that is no number, or a product beyond the
@@ -311,9 +253,18 @@ class CAStatistics : public platform::Object {
     return rule;
   }
   bool Spec(std::int32_t bits) const { return (record_.SpecLim.EFlag & bits) != 0; }
+  bool Spec(double figure, double& Value, std::int32_t bits) const {
+    return Take(figure, Value, Spec(bits));
+  }
   bool Ncc(std::int32_t bits) const { return (record_.NccLim.EFlag & bits) != 0; }
+  bool Ncc(double figure, double& Value, std::int32_t bits) const {
+    return Take(figure, Value, Ncc(bits));
+  }
   // Deliberate: no bit of EFlag but the first word of the head.
   bool Lsc() const { return record_.NccLim.Head[0] != 0; }
+
+  const API_CASpecResults& Dist() const { return record_.SpecResults; }
+  const API_CANccResults& Net() const { return record_.NccResults; }
 
   API_CAStatistics record_;
 };

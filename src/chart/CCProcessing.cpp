@@ -6,7 +6,6 @@
 #include "frame/ConstructorLog.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"
 
 namespace orvspc {
@@ -157,9 +156,7 @@ std::string CCProcessing::GetXML() const { return settings_xml::GetXML(kElement,
 platform::XmlNode CCProcessing::CreateXMLNode(const Friend&,
                                               platform::XmlDocument& Document) const {
   return Traced("CCProcessing.CreateXMLNode", [&] {
-    const auto element = Document.CreateElement(kElement);
-    settings_xml::Write(element, Fields::kAll, settings_);
-    return element;
+    return settings_xml::CreateElement(Document, kElement, Fields::kAll, settings_);
   });
 }
 

@@ -3,7 +3,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <variant>
+#include <tuple>
+#include <type_traits>
 
 #include "chart/CCResults.h"
 #include "frame/Friend.h"
@@ -15,58 +16,68 @@
 namespace orvspc {
 namespace {
 
-using platform::WireDouble;
 using platform::XmlDocument;
 using platform::XmlNode;
+using settings_xml::Field;
 
 constexpr std::string_view kElement = "CCResults";
 constexpr std::int32_t kGraphs = 3;
 
-// The arrays of a graph; the order of the attributes.
-struct GraphArray {
-  std::string_view attribute;
-  std::variant<Array<std::int32_t> API_CCGraph::*, Array<double> API_CCGraph::*> field;
-};
-constexpr GraphArray kGraphArrays[] = {
-    {"SGSizes", &API_CCGraph::SGSizes},   {"Points", &API_CCGraph::Points},
-    {"Overlays", &API_CCGraph::Overlays}, {"cOOCs", &API_CCGraph::cOOCs},
-    {"OOCs", &API_CCGraph::OOCs},         {"OOSs", &API_CCGraph::OOSs},
-    {"USLs", &API_CCGraph::USLs},         {"Targets", &API_CCGraph::Targets},
-    {"LSLs", &API_CCGraph::LSLs},         {"cUCLs", &API_CCGraph::cUCLs},
-    {"cCLs", &API_CCGraph::cCLs},         {"cLCLs", &API_CCGraph::cLCLs},
-    {"UCLs", &API_CCGraph::UCLs},         {"Cls", &API_CCGraph::Cls},
-    {"LCLs", &API_CCGraph::LCLs},         {"AFlags", &API_CCGraph::AFlags},
-    {"EFlags", &API_CCGraph::EFlags},
-};
+std::string ListText(const Array<std::int32_t>& values) {
+  return XMLSupport::ConvertLongArrayToString(values);
+}
+std::string ListText(const Array<double>& values) {
+  return XMLSupport::ConvertDoubleArrayToString(values);
+}
 
-struct GroupArray {
-  std::string_view attribute;
-  Array<std::int32_t> API_CCResults::*field;
-};
-constexpr GroupArray kGroupArrays[] = {
-    {"GroupIDs", &API_CCResults::GroupIDs},
-    {"GroupIndex", &API_CCResults::GroupIndex},
-    {"GroupStart", &API_CCResults::GroupStart},
-    {"GroupEnd", &API_CCResults::GroupEnd},
-};
+void ReadList(std::string_view text, Array<std::int32_t>& values) {
+  XMLSupport::ConvertStringToLongArray(text, values);
+}
+void ReadList(std::string_view text, Array<double>& values) {
+  XMLSupport::ConvertStringToDoubleArray(text, values);
+}
 
-struct Statistic {
+// An array as one attribute.
+template <class Record, class T>
+struct ListField {
   std::string_view attribute;
-  double API_CCResults::*field;
-};
-constexpr Statistic kStatistics[] = {
-    {"MeanEstimate", &API_CCResults::MeanEstimate},
-    {"SPEstimate", &API_CCResults::SPEstimate},
-    {"SWEstimate", &API_CCResults::SWEstimate},
-};
+  Array<T> Record::*member;
 
-// One attribute of a limit row with the default of a missing one; the order of a table is that of
-// the attributes.
-template <class Row>
-struct Column {
-  std::string_view attribute;
-  std::variant<std::int32_t Row::*, WireDouble Row::*> field;
-  std::int32_t missing = 0;
+  void Write(const XmlNode& element, const Record& record) const {
+    settings_xml::WriteValue(element, attribute, ListText(record.*member));
+  }
+  void Read(const XmlNode& element, Record& record) const {
+    auto text = XMLSupport::AttributeText(element, attribute).value_or("");
+    // Deliberate: the arrays of groups are read with the blanks around them.
+    if constexpr (std::is_same_v<Record, API_CCGraph>) text = TrimBlanks(text);
+    ReadList(text, record.*member);
+  }
+};
+template <class Record, class T>
+ListField(const char*, Array<T> Record::*) -> ListField<Record, T>;
+
+// In the order of the attributes.
+constexpr std::tuple kGraphArrays{
+    ListField{"SGSizes", &API_CCGraph::SGSizes},   ListField{"Points", &API_CCGraph::Points},
+    ListField{"Overlays", &API_CCGraph::Overlays}, ListField{"cOOCs", &API_CCGraph::cOOCs},
+    ListField{"OOCs", &API_CCGraph::OOCs},         ListField{"OOSs", &API_CCGraph::OOSs},
+    ListField{"USLs", &API_CCGraph::USLs},         ListField{"Targets", &API_CCGraph::Targets},
+    ListField{"LSLs", &API_CCGraph::LSLs},         ListField{"cUCLs", &API_CCGraph::cUCLs},
+    ListField{"cCLs", &API_CCGraph::cCLs},         ListField{"cLCLs", &API_CCGraph::cLCLs},
+    ListField{"UCLs", &API_CCGraph::UCLs},         ListField{"Cls", &API_CCGraph::Cls},
+    ListField{"LCLs", &API_CCGraph::LCLs},         ListField{"AFlags", &API_CCGraph::AFlags},
+    ListField{"EFlags", &API_CCGraph::EFlags},
+};
+constexpr std::tuple kGroupArrays{
+    ListField{"GroupIDs", &API_CCResults::GroupIDs},
+    ListField{"GroupIndex", &API_CCResults::GroupIndex},
+    ListField{"GroupStart", &API_CCResults::GroupStart},
+    ListField{"GroupEnd", &API_CCResults::GroupEnd},
+};
+constexpr std::tuple kStatistics{
+    Field{"MeanEstimate", &API_CCResults::MeanEstimate},
+    Field{"SPEstimate", &API_CCResults::SPEstimate},
+    Field{"SWEstimate", &API_CCResults::SWEstimate},
 };
 
 // What an array of limit rows is in the record and in the text.
@@ -82,34 +93,20 @@ struct Table<Spec> {
                                     kSet = "CCResults.SetSpecDataXMLNode";
   static constexpr auto kRows = &API_CCResults::SpecLims;
   static constexpr auto kCount = &API_CCTotals::SpecLimCount;
-  // Deliberate: the rows are read from their container, which the writer leaves bare.
-  static constexpr bool kReadsContainer = true;
-  static constexpr Column<Spec> kColumns[] = {
-      {"F_PART", &Spec::F_PART},
-      {"F_TEST", &Spec::F_TEST_},
-      // Deliberate: the one column that is not 0 when it is missing; pictures show four decimals.
-      {"F_SCAL", &Spec::F_SCAL, 4},
-      {"F_USL", &Spec::F_USL},
-      {"F_TAR", &Spec::F_TAR},
-      {"F_LSL", &Spec::F_LSL},
-      {"F_UGB", &Spec::F_UGB},
-      {"F_LGB", &Spec::F_LGB},
-      {"F_URL", &Spec::F_URL},
-      {"F_LRL", &Spec::F_LRL},
-      // Deliberate: set and read a second time; it keeps its place.
-      {"F_URL", &Spec::F_URL},
-      {"F_UWP", &Spec::F_UWP},
-      {"F_LWP", &Spec::F_LWP},
-      {"F_USG", &Spec::F_USG},
-      {"F_LSG", &Spec::F_LSG},
-      {"F_UDS", &Spec::F_UDS},
-      {"F_LDS", &Spec::F_LDS},
-      {"F_CP", &Spec::F_CP},
-      {"F_CPK", &Spec::F_CPK},
-      {"F_RRMAR", &Spec::F_RRMAR},
-      {"F_RRMAX", &Spec::F_RRMAX},
-      {"F_EFLAG", &Spec::F_EFLAG},
-      {"F_AFLAG", &Spec::F_AFLAG},
+  // Deliberate: F_URL is set and read a second time; it keeps its place.
+  static constexpr std::tuple kColumns{
+      Field{"F_PART", &Spec::F_PART},   Field{"F_TEST", &Spec::F_TEST_},
+      Field{"F_SCAL", &Spec::F_SCAL},   Field{"F_USL", &Spec::F_USL},
+      Field{"F_TAR", &Spec::F_TAR},     Field{"F_LSL", &Spec::F_LSL},
+      Field{"F_UGB", &Spec::F_UGB},     Field{"F_LGB", &Spec::F_LGB},
+      Field{"F_URL", &Spec::F_URL},     Field{"F_LRL", &Spec::F_LRL},
+      Field{"F_URL", &Spec::F_URL},     Field{"F_UWP", &Spec::F_UWP},
+      Field{"F_LWP", &Spec::F_LWP},     Field{"F_USG", &Spec::F_USG},
+      Field{"F_LSG", &Spec::F_LSG},     Field{"F_UDS", &Spec::F_UDS},
+      Field{"F_LDS", &Spec::F_LDS},     Field{"F_CP", &Spec::F_CP},
+      Field{"F_CPK", &Spec::F_CPK},     Field{"F_RRMAR", &Spec::F_RRMAR},
+      Field{"F_RRMAX", &Spec::F_RRMAX}, Field{"F_EFLAG", &Spec::F_EFLAG},
+      Field{"F_AFLAG", &Spec::F_AFLAG},
   };
 };
 
@@ -122,12 +119,13 @@ struct Table<Ctrl> {
                                     kSet = "CCResults.SetCLimXMLNode";
   static constexpr auto kRows = &API_CCResults::CtrlLims;
   static constexpr auto kCount = &API_CCTotals::CtrlLimCount;
-  static constexpr bool kReadsContainer = false;
-  static constexpr Column<Ctrl> kColumns[] = {
-      {"F_PART", &Ctrl::F_PART}, {"F_PRCS", &Ctrl::F_PRCS}, {"F_TEST", &Ctrl::F_TEST_},
-      {"F_EFTM", &Ctrl::F_EFTM}, {"F_MEAN", &Ctrl::F_MEAN}, {"F_SP", &Ctrl::F_SP},
-      {"F_SPL", &Ctrl::F_SPL},   {"F_SW", &Ctrl::F_SW},     {"F_SWL", &Ctrl::F_SWL},
-      {"F_STTM", &Ctrl::F_STTM}, {"F_FNTM", &Ctrl::F_FNTM},
+  static constexpr std::tuple kColumns{
+      Field{"F_PART", &Ctrl::F_PART},  Field{"F_PRCS", &Ctrl::F_PRCS},
+      Field{"F_TEST", &Ctrl::F_TEST_}, Field{"F_EFTM", &Ctrl::F_EFTM},
+      Field{"F_MEAN", &Ctrl::F_MEAN},  Field{"F_SP", &Ctrl::F_SP},
+      Field{"F_SPL", &Ctrl::F_SPL},    Field{"F_SW", &Ctrl::F_SW},
+      Field{"F_SWL", &Ctrl::F_SWL},    Field{"F_STTM", &Ctrl::F_STTM},
+      Field{"F_FNTM", &Ctrl::F_FNTM},
   };
 };
 
@@ -140,33 +138,19 @@ struct Table<Opps> {
                                     kSet = "CCResults.SetOppDataXMLNode";
   static constexpr auto kRows = &API_CCResults::DefOpps;
   static constexpr auto kCount = &API_CCTotals::DefOppCount;
-  static constexpr bool kReadsContainer = false;
-  static constexpr Column<Opps> kColumns[] = {
-      {"F_PART", &Opps::F_PART}, {"F_TEST", &Opps::F_TEST_}, {"F_OPPS", &Opps::F_OPPS}};
+  static constexpr std::tuple kColumns{Field{"F_PART", &Opps::F_PART},
+                                       Field{"F_TEST", &Opps::F_TEST_},
+                                       Field{"F_OPPS", &Opps::F_OPPS}};
 };
 
 // Writing.
-
-std::string ListText(const Array<std::int32_t>& values) {
-  return XMLSupport::ConvertLongArrayToString(values);
-}
-std::string ListText(const Array<double>& values) {
-  return XMLSupport::ConvertDoubleArrayToString(values);
-}
 
 template <class Row>
 XmlNode CreateRowXMLNode(XmlDocument& Document, const API_CCResults& record, std::int32_t index) {
   return Traced(Table<Row>::kCreateRow, [&] {
     // Deliberate: fails with 9 once the rows went into a table object; their count stays.
     const Row& row = (record.*Table<Row>::kRows)[index];
-    const XmlNode element = Document.CreateElement(Table<Row>::kRow);
-    for (const auto& column : Table<Row>::kColumns)
-      std::visit(
-          [&](const auto field) {
-            XMLSupport::SetXMLAttribute(element, column.attribute, row.*field);
-          },
-          column.field);
-    return element;
+    return settings_xml::CreateElement(Document, Table<Row>::kRow, Table<Row>::kColumns, row);
   });
 }
 
@@ -195,12 +179,7 @@ XmlNode CreateGraphXMLNode(XmlDocument& Document, const API_CCResults& record, s
     XMLSupport::SetXMLAttribute(element, "AverageSize", graph.AverageSize);
     if (record.Totals.SubgroupCount == 0) return element;
     // Deliberate: the arrays of a graph that a host has read moved out and are written empty.
-    for (const GraphArray& array : kGraphArrays)
-      std::visit(
-          [&](const auto field) {
-            XMLSupport::SetXMLAttribute(element, array.attribute, ListText(graph.*field));
-          },
-          array.field);
+    settings_xml::Write(element, kGraphArrays, graph);
     return element;
   });
 }
@@ -218,30 +197,17 @@ XmlNode CreateGraphDataXMLNode(XmlDocument& Document, const API_CCResults& recor
 
 XmlNode CreateStatisticsXMLNode(XmlDocument& Document, const API_CCResults& record) {
   return Traced("CCResults.CreateStatisticsXMLNode", [&] {
-    const XmlNode element = Document.CreateElement("Statistics");
-    for (const Statistic& each : kStatistics)
-      XMLSupport::SetXMLAttribute(element, each.attribute, record.*each.field);
-    return element;
+    return settings_xml::CreateElement(Document, "Statistics", kStatistics, record);
   });
 }
 
 XmlNode CreateGroupDataXMLNode(XmlDocument& Document, const API_CCResults& record) {
   return Traced("CCResults.CreateGroupDataXMLNode", [&] {
-    const XmlNode element = Document.CreateElement("GroupData");
-    for (const GroupArray& array : kGroupArrays)
-      XMLSupport::SetXMLAttribute(element, array.attribute, ListText(record.*array.field));
-    return element;
+    return settings_xml::CreateElement(Document, "GroupData", kGroupArrays, record);
   });
 }
 
 // Reading. What was read before a failure stays.
-
-void ReadList(std::string_view text, Array<std::int32_t>& values) {
-  XMLSupport::ConvertStringToLongArray(text, values);
-}
-void ReadList(std::string_view text, Array<double>& values) {
-  XMLSupport::ConvertStringToDoubleArray(text, values);
-}
 
 void SetSubgroupDataXMLNode(const XmlNode& Node, std::shared_ptr<SubgroupData>& data,
                             API_CCTotals& totals) {
@@ -259,10 +225,7 @@ void SetGraphXMLNode(const XmlNode& Node, API_CCResults& record) {
     record.AlarmMask[index] = mask;
     API_CCGraph& graph = record.Graphs[index];
     graph.AverageSize = XMLSupport::ReadDouble(Node, "AverageSize", 0.0);
-    for (const GraphArray& array : kGraphArrays) {
-      const auto text = TrimBlanks(XMLSupport::AttributeText(Node, array.attribute).value_or(""));
-      std::visit([&](const auto field) { ReadList(text, graph.*field); }, array.field);
-    }
+    settings_xml::Read(Node, kGraphArrays, graph);
   });
 }
 
@@ -277,22 +240,7 @@ void SetGraphDataXMLNode(const XmlNode& Node, API_CCResults& record) {
 }
 
 void SetStatDataXMLNode(const XmlNode& Node, API_CCResults& record) {
-  Traced("CCResults.SetStatDataXMLNode", [&] {
-    for (const Statistic& each : kStatistics)
-      record.*each.field = XMLSupport::ReadDouble(Node, each.attribute, record.*each.field);
-  });
-}
-
-template <class Row>
-void ReadRow(const XmlNode& element, Row& row) {
-  for (const auto& column : Table<Row>::kColumns) {
-    if (const auto* integer = std::get_if<std::int32_t Row::*>(&column.field)) {
-      row.** integer = XMLSupport::ReadInt32(element, column.attribute, column.missing);
-    } else {
-      row.*std::get<WireDouble Row::*>(column.field) =
-          XMLSupport::ReadDouble(element, column.attribute, column.missing);
-    }
-  }
+  Traced("CCResults.SetStatDataXMLNode", [&] { settings_xml::Read(Node, kStatistics, record); });
 }
 
 template <class Row>
@@ -308,18 +256,19 @@ void SetRowsXMLNode(const XmlNode& Node, API_CCResults& record) {
     if (count == 0) return;
     total = count;
     rows.Dimension(0, count - 1);
-    std::int32_t i = 0;
+    Row* row = rows.Elements().data();
     XMLSupport::ForEachChild(Node, Table<Row>::kContainer, [&](const XmlNode& element) {
-      ReadRow(Table<Row>::kReadsContainer ? Node : element, rows[i++]);
+      constexpr bool kSpec = std::is_same_v<Row, Spec>;
+      // Deliberate: the one column that is not 0 when it is missing; pictures show four decimals.
+      if constexpr (kSpec) row->F_SCAL = 4;
+      // Deliberate: these are read from their container, which the writer leaves bare.
+      settings_xml::Read(kSpec ? Node : element, Table<Row>::kColumns, *row++);
     });
   });
 }
 
 void SetGroupDataXMLNode(const XmlNode& Node, API_CCResults& record) {
-  Traced("CCResults.SetGroupDataXMLNode", [&] {
-    for (const GroupArray& array : kGroupArrays)
-      ReadList(XMLSupport::AttributeText(Node, array.attribute).value_or(""), record.*array.field);
-  });
+  Traced("CCResults.SetGroupDataXMLNode", [&] { settings_xml::Read(Node, kGroupArrays, record); });
 }
 
 }  // namespace

@@ -80,7 +80,6 @@ class EventData : public RowSet {
   double DateField(std::string_view property, std::int32_t API_EventData::*field) const;
   bool Has(std::string_view procedure, std::int32_t API_EventData::*field,
            std::int32_t Answers::*kept) const;
-  platform::XmlNode CreateXMLEvent(platform::XmlDocument& document, std::int32_t index);
 
   Array<API_EventData> rows_;
   mutable Answers answers_;

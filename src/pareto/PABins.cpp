@@ -1,107 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "pareto/PABins.h"
 
+#include <tuple>
 #include <utility>
-#include <variant>
 
 #include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"
-#include "platform/FixedText.h"
 
 namespace orvspc {
 namespace {
 
-using platform::WireDouble;
 using platform::XmlNode;
+using settings_xml::Field;
+using settings_xml::ItemField;
 
 constexpr std::string_view kElement = "PABins";
 constexpr std::string_view kBin = "PABin";
 
-// An attribute of a bin and its value in the record: a number, an element of an array, or the name.
-struct IDPlace {
-  std::int32_t level;
-  bool written = true;
+// The attributes of a bin in their order.
+constexpr std::tuple kWrittenIDs{
+    ItemField{"ID1", &API_PABin::ID, 0},
+    ItemField{"ID2", &API_PABin::ID, 1},
+    ItemField{"ID3", &API_PABin::ID, 2},
 };
-struct PercentagePlace {
-  std::int32_t level;
+// Deliberate: the reader takes six identifiers where the writer writes three.
+constexpr std::tuple kReadIDs{
+    ItemField{"ID4", &API_PABin::ID, 3},
+    ItemField{"ID5", &API_PABin::ID, 4},
+    ItemField{"ID6", &API_PABin::ID, 5},
 };
-struct NamePlace {};
-
-struct Column {
-  std::string_view attribute;
-  std::variant<std::int32_t API_PABin::*, WireDouble API_PABin::*, IDPlace, PercentagePlace,
-               NamePlace>
-      place;
-};
-
-// In the order of the attributes.
-constexpr Column kColumns[] = {
-    {"ID1", IDPlace{0}},
-    {"ID2", IDPlace{1}},
-    {"ID3", IDPlace{2}},
-    // Deliberate: the reader takes six identifiers where the writer writes three.
-    {"ID4", IDPlace{3, false}},
-    {"ID5", IDPlace{4, false}},
-    {"ID6", IDPlace{5, false}},
-    {"Name", NamePlace{}},
-    {"Count", &API_PABin::BinCount},
-    {"Factor", &API_PABin::Factor},
-    {"Value", &API_PABin::Value},
-    {"Percent", PercentagePlace{0}},
-    {"Percent2", PercentagePlace{1}},
-    {"Percent3", PercentagePlace{2}},
-    {"Percent4", PercentagePlace{3}},
-    {"Percent5", PercentagePlace{4}},
-    {"Percent6", PercentagePlace{5}},
-    {"Total", &API_PABin::Total},
-    {"Yield", &API_PABin::Yield},
-    {"PPK", &API_PABin::PPK},
-    {"Flag", &API_PABin::Flag},
-    {"SubgroupID", &API_PABin::SubgroupID},
-};
-
-struct Writer {
-  const XmlNode& element;
-  std::string_view attribute;
-  API_PABin& bin;
-
-  void operator()(std::int32_t API_PABin::*field) const { Write(bin.*field); }
-  void operator()(WireDouble API_PABin::*field) const { Write(static_cast<double>(bin.*field)); }
-  void operator()(const IDPlace& place) const {
-    if (place.written) Write(bin.ID[place.level]);
-  }
-  void operator()(const PercentagePlace& place) const {
-    Write(static_cast<double>(bin.Percentage[place.level]));
-  }
-  void operator()(NamePlace) const { Write(std::string_view(TrimFixedField(bin.Name))); }
-
-  template <class T>
-  void Write(T value) const {
-    XMLSupport::SetXMLAttribute(element, attribute, value);
-  }
-};
-
-struct Reader {
-  const XmlNode& element;
-  std::string_view attribute;
-  API_PABin& bin;
-
-  void operator()(std::int32_t API_PABin::*field) const { Read(bin.*field); }
-  void operator()(WireDouble API_PABin::*field) const { Read(bin.*field); }
-  void operator()(const IDPlace& place) const { Read(bin.ID[place.level]); }
-  void operator()(const PercentagePlace& place) const { Read(bin.Percentage[place.level]); }
-  void operator()(NamePlace) const {
-    const std::string missing = TrimFixedField(bin.Name);
-    platform::StoreFixedText(bin.Name, XMLSupport::ReadText(element, attribute, missing));
-  }
-
-  void Read(std::int32_t& field) const { field = XMLSupport::ReadInt32(element, attribute, field); }
-  void Read(WireDouble& field) const { field = XMLSupport::ReadDouble(element, attribute, field); }
+constexpr std::tuple kFigures{
+    settings_xml::TrimmedField{"Name", &API_PABin::Name},
+    Field{"Count", &API_PABin::BinCount},
+    Field{"Factor", &API_PABin::Factor},
+    Field{"Value", &API_PABin::Value},
+    ItemField{"Percent", &API_PABin::Percentage, 0},
+    ItemField{"Percent2", &API_PABin::Percentage, 1},
+    ItemField{"Percent3", &API_PABin::Percentage, 2},
+    ItemField{"Percent4", &API_PABin::Percentage, 3},
+    ItemField{"Percent5", &API_PABin::Percentage, 4},
+    ItemField{"Percent6", &API_PABin::Percentage, 5},
+    Field{"Total", &API_PABin::Total},
+    Field{"Yield", &API_PABin::Yield},
+    Field{"PPK", &API_PABin::PPK},
+    Field{"Flag", &API_PABin::Flag},
+    Field{"SubgroupID", &API_PABin::SubgroupID},
 };
 
 }  // namespace
@@ -143,10 +90,8 @@ XmlNode PABins::CreateXMLNode(const Friend&, platform::XmlDocument& Document) {
 
 XmlNode PABins::CreateXMLBin(platform::XmlDocument& Document, std::int32_t Index) {
   return Traced("PABins.CreateXMLBin", [&] {
-    const XmlNode element = Document.CreateElement(kBin);
-    for (const Column& column : kColumns)
-      std::visit(Writer{element, column.attribute, bins_[Index]}, column.place);
-    return element;
+    return settings_xml::CreateElement(Document, kBin, std::tuple_cat(kWrittenIDs, kFigures),
+                                       bins_[Index]);
   });
 }
 
@@ -157,13 +102,7 @@ bool PABins::SetXMLNode(const Friend&, const XmlNode& Node) {
     XMLSupport::DocumentOf(Node);  // a null node has failed here, not as one without bins
     Array<API_PABin> bins;
     // Deliberate: an element without bins fails with 9, the one that an empty object writes too.
-    bins.Dimension(0, XMLSupport::CountChildren(Node, kBin) - 1);
-    std::int32_t i = 0;
-    XMLSupport::ForEachChild(Node, kBin, [&](const XmlNode& element) {
-      API_PABin& bin = bins[i++];
-      for (const Column& column : kColumns)
-        std::visit(Reader{element, column.attribute, bin}, column.place);
-    });
+    settings_xml::ReadRows(Node, kBin, std::tuple_cat(kWrittenIDs, kReadIDs, kFigures), bins);
     Load(Friend{}, std::move(bins));
     return true;
   });

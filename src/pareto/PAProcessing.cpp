@@ -3,13 +3,12 @@
 
 #include <cstddef>
 #include <tuple>
-#include <type_traits>
+#include <utility>
 
 #include "frame/ConstructorLog.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"
 
 namespace orvspc {
@@ -21,46 +20,7 @@ constexpr std::string_view kElement = "PAProcessing";
 constexpr std::int32_t kLevels = 3;  // that leave the object
 constexpr std::int32_t kMinBins = 5;
 
-// A setting that each level has, and its words in the flat record; null where it has none.
-template <class Record, class T>
-struct LevelField {
-  std::string_view attribute;
-  std::array<T, 6> Record::*member;
-  std::int32_t (API_PAOptions::*words)[6];
-};
-template <class Record, class T>
-LevelField(const char*, std::array<T, 6> Record::*, std::int32_t (API_PAOptions::*)[6])
-    -> LevelField<Record, T>;
-template <class Record, class T>
-LevelField(const char*, std::array<T, 6> Record::*, std::nullptr_t) -> LevelField<Record, T>;
-
-// A setting of one level; the name that nothing but a text gives is one too.
-template <class T>
-void Write(const XmlNode& element, std::string_view attribute, const T& value) {
-  if constexpr (std::is_same_v<T, std::string>) {
-    XMLSupport::SetXMLAttribute(element, attribute, std::string_view(value));
-  } else {
-    XMLSupport::SetXMLAttribute(element, attribute, static_cast<std::int32_t>(value));
-  }
-}
-
-// A missing attribute leaves the member as it was.
-template <class T>
-void Read(const XmlNode& element, std::string_view attribute, T& member) {
-  if constexpr (std::is_same_v<T, std::string>) {
-    member = XMLSupport::ReadText(element, attribute, member);
-  } else {
-    member = static_cast<T>(XMLSupport::ReadInt32(element, attribute, member));
-  }
-}
-
 bool IsLevel(std::int32_t level) { return level >= 0 && level <= 5; }
-
-template <class Levels>
-auto& At(Levels& levels, std::int32_t level) {
-  if (!IsLevel(level)) FailSubscript();
-  return levels[static_cast<std::size_t>(level)];
-}
 
 }  // namespace
 
@@ -74,17 +34,12 @@ struct PAProcessing::Fields {
       settings_xml::Field{"ShowEmptyBins", &Settings::ShowEmptyBins},
   };
   static constexpr std::tuple kOfLevel{
-      LevelField{"Type", &Settings::BinType, &API_PAOptions::BinType},
-      LevelField{"Name", &Settings::BinName, nullptr},
-      LevelField{"ID", &Settings::BinTypeID, &API_PAOptions::BinTypeID},
-      LevelField{"TimePeriod", &Settings::BinTimePeriod, &API_PAOptions::BinTimePeriod},
-      LevelField{"TimeInterval", &Settings::BinTimeInterval, &API_PAOptions::BinTimeInterval},
+      settings_xml::Field{"Type", &LevelSettings::Type},
+      settings_xml::Field{"Name", &LevelSettings::Name},
+      settings_xml::Field{"ID", &LevelSettings::ID},
+      settings_xml::Field{"TimePeriod", &LevelSettings::TimePeriod},
+      settings_xml::Field{"TimeInterval", &LevelSettings::TimeInterval},
   };
-
-  template <class Visit>
-  static void ForEachOfLevel(Visit&& visit) {
-    std::apply([&](const auto&... field) { (visit(field), ...); }, kOfLevel);
-  }
 };
 
 PAProcessing::PAProcessing() {
@@ -99,8 +54,6 @@ std::shared_ptr<PAProcessing> PAProcessing::Clone() const {
   });
 }
 
-void PAProcessing::SetSettings(const Friend&, const Settings& value) { settings_ = value; }
-
 // Deliberate: these two write both levels, the other old forms one.
 void PAProcessing::TimePeriod(paTimePeriods value) {
   BinTimePeriod(0, value);
@@ -111,10 +64,6 @@ void PAProcessing::TimeInterval(std::int32_t value) {
   BinTimeInterval(0, value);
   BinTimeInterval(1, value);
 }
-
-// Deliberate: dead in both directions; hosts that still set it go on working.
-double PAProcessing::StartTime() const { return 0.0; }
-void PAProcessing::StartTime(double) {}
 
 void PAProcessing::FixProcessing() {
   Traced("PAProcessing.FixProcessing", [&] {
@@ -132,13 +81,13 @@ void PAProcessing::GetAPIOptions(const Friend&, API_PAOptions& Options) const {
     Options.ProcessingType = settings_.ProcessingType;
     Options.ShowEmptyBins = settings_.ShowEmptyBins ? -1 : 0;
     // Deliberate: levels 3 to 5 are kept by the object and go nowhere.
-    Fields::ForEachOfLevel([&](const auto& field) {
-      using Value = typename std::remove_cvref_t<decltype(settings_.*field.member)>::value_type;
-      if constexpr (!std::is_same_v<Value, std::string>) {
-        for (std::int32_t level = 0; level < kLevels; ++level)
-          (Options.*field.words)[level] = At(settings_.*field.member, level);
-      }
-    });
+    for (std::int32_t level = 0; level < kLevels; ++level) {
+      const LevelSettings& from = At(level);
+      Options.BinType[level] = from.Type;
+      Options.BinTypeID[level] = from.ID;
+      Options.BinTimePeriod[level] = from.TimePeriod;
+      Options.BinTimeInterval[level] = from.TimeInterval;
+    }
   });
 }
 
@@ -146,22 +95,15 @@ std::string PAProcessing::GetXML() const { return settings_xml::GetXML(kElement,
 
 XmlNode PAProcessing::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("PAProcessing.CreateXMLNode", [&] {
-    const XmlNode element = Document.CreateElement(kElement);
-    settings_xml::Write(element, Fields::kAll, settings_);
-    for (std::int32_t level = 0; level < kLevels; ++level)
-      Document.AppendChild(element, CreateLevelXMLNode(Document, level));
-    return element;
+    const XmlNode root = settings_xml::CreateElement(Document, kElement, Fields::kAll, settings_);
+    for (std::int32_t level = 0; level < kLevels; ++level) {
+      const XmlNode element = Document.CreateElement("Level");
+      XMLSupport::SetXMLAttribute(element, "Index", level);
+      settings_xml::Write(element, Fields::kOfLevel, At(level));
+      Document.AppendChild(root, element);
+    }
+    return root;
   });
-}
-
-XmlNode PAProcessing::CreateLevelXMLNode(platform::XmlDocument& Document,
-                                         std::int32_t Level) const {
-  const XmlNode element = Document.CreateElement("Level");
-  Write(element, "Index", Level);
-  Fields::ForEachOfLevel([&](const auto& field) {
-    Write(element, field.attribute, At(settings_.*field.member, Level));
-  });
-  return element;
 }
 
 bool PAProcessing::SetXML(std::string_view XML) {
@@ -176,7 +118,7 @@ bool PAProcessing::SetXMLNode(const Friend&, const XmlNode& Node) {
   });
 }
 
-bool PAProcessing::SetLevelXMLNodes(const XmlNode& Element) {
+void PAProcessing::SetLevelXMLNodes(const XmlNode& Element) {
   // Deliberate: the writer's elements are named "Level", so levels of a written text do not come
   // back.
   constexpr std::string_view kLevel = "intLevel";
@@ -186,45 +128,26 @@ bool PAProcessing::SetLevelXMLNodes(const XmlNode& Element) {
     const std::int32_t level = XMLSupport::ReadInt16(node, "Index", -1);
     if (level < 0 || level >= kLevels) continue;
     // Deliberate: without "Type" an element leaves its own index as the type of its level.
-    Read(node, "Index", At(settings_.BinType, level));
-    Fields::ForEachOfLevel([&](const auto& field) {
-      Read(node, field.attribute, At(settings_.*field.member, level));
-    });
+    settings_xml::ReadValue(node, "Index", At(level).Type);
+    settings_xml::Read(node, Fields::kOfLevel, At(level));
   }
-  return true;
+}
+
+const PAProcessing::LevelSettings& PAProcessing::At(std::int32_t level) const {
+  if (!IsLevel(level)) FailSubscript();
+  return settings_.Levels[static_cast<std::size_t>(level)];
+}
+PAProcessing::LevelSettings& PAProcessing::At(std::int32_t level) {
+  return const_cast<LevelSettings&>(std::as_const(*this).At(level));
 }
 
 paBinTypes PAProcessing::BinType(std::int32_t Level) const {
-  // Deliberate: a level out of range is passed over here, while the three properties below fail.
-  return IsLevel(Level) ? At(settings_.BinType, Level) : paBinTypeNone;
+  // Deliberate: a level out of range is passed over here, while the three other properties fail.
+  return IsLevel(Level) ? At(Level).Type : paBinTypeNone;
 }
 
 void PAProcessing::BinType(std::int32_t Level, paBinTypes value) {
-  if (IsLevel(Level)) At(settings_.BinType, Level) = value;
-}
-
-std::int32_t PAProcessing::BinTypeID(std::int32_t Level) const {
-  return At(settings_.BinTypeID, Level);
-}
-
-void PAProcessing::BinTypeID(std::int32_t Level, std::int32_t value) {
-  At(settings_.BinTypeID, Level) = value;
-}
-
-paTimePeriods PAProcessing::BinTimePeriod(std::int32_t Level) const {
-  return At(settings_.BinTimePeriod, Level);
-}
-
-void PAProcessing::BinTimePeriod(std::int32_t Level, paTimePeriods value) {
-  At(settings_.BinTimePeriod, Level) = value;
-}
-
-std::int32_t PAProcessing::BinTimeInterval(std::int32_t Level) const {
-  return At(settings_.BinTimeInterval, Level);
-}
-
-void PAProcessing::BinTimeInterval(std::int32_t Level, std::int32_t value) {
-  At(settings_.BinTimeInterval, Level) = value;
+  if (IsLevel(Level)) At(Level).Type = value;
 }
 
 }  // namespace orvspc

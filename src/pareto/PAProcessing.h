@@ -55,9 +55,9 @@ class PAProcessing : public platform::Object {
   std::int32_t TimeInterval() const { return BinTimeInterval(0); }
   void TimeInterval(std::int32_t value);
 
-  // Deprecated and dead: always date 0.
-  double StartTime() const;
-  void StartTime(double value);
+  // Deprecated and dead in both directions: always date 0. Hosts that still set it go on working.
+  double StartTime() const { return 0.0; }
+  void StartTime(double) {}
 
   // How Value of a bin is expressed. Default paProcessByCount.
   paProcessingTypes ProcessingType() const { return settings_.ProcessingType; }
@@ -89,43 +89,46 @@ class PAProcessing : public platform::Object {
   void BinType(std::int32_t Level, paBinTypes value);
 
   // Identifier that goes with the bin type, as the group of a descriptor. Default 0.
-  std::int32_t BinTypeID(std::int32_t Level) const;
-  void BinTypeID(std::int32_t Level, std::int32_t value);
+  std::int32_t BinTypeID(std::int32_t Level) const { return At(Level).ID; }
+  void BinTypeID(std::int32_t Level, std::int32_t value) { At(Level).ID = value; }
 
   // A bin of a time level spans BinTimeInterval periods. Default 15 minutes on level 0, else 0
   // seconds: a host that makes another level one of time sets both.
-  paTimePeriods BinTimePeriod(std::int32_t Level) const;
-  void BinTimePeriod(std::int32_t Level, paTimePeriods value);
-  std::int32_t BinTimeInterval(std::int32_t Level) const;
-  void BinTimeInterval(std::int32_t Level, std::int32_t value);
+  paTimePeriods BinTimePeriod(std::int32_t Level) const { return At(Level).TimePeriod; }
+  void BinTimePeriod(std::int32_t Level, paTimePeriods value) { At(Level).TimePeriod = value; }
+  std::int32_t BinTimeInterval(std::int32_t Level) const { return At(Level).TimeInterval; }
+  void BinTimeInterval(std::int32_t Level, std::int32_t value) { At(Level).TimeInterval = value; }
 
   // For the library.
-  void SetSettings(const Friend&, const Settings& value);
+  void SetSettings(const Friend&, const Settings& value) { settings_ = value; }
   void GetAPIOptions(const Friend&, API_PAOptions& Options) const;
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  template <class T>
-  using Levels = std::array<T, 6>;
-
+  // What each level has.
+  struct LevelSettings {
+    paBinTypes Type = paBinTypeNone;
+    std::string Name;  // of a text alone; nothing else gives or takes it
+    std::int32_t ID = 0;
+    paTimePeriods TimePeriod = paSeconds;
+    std::int32_t TimeInterval = 0;
+  };
   struct Settings {
     std::int32_t BinCount = 10;
     paResourceTypes ResourceType = paSubgroups;
-    Levels<paBinTypes> BinType = {paBinTypeDefect};
-    Levels<std::string> BinName;
-    Levels<std::int32_t> BinTypeID = {};
     // Deliberate: only level 0 starts with a time.
-    Levels<paTimePeriods> BinTimePeriod = {paMinutes};
-    Levels<std::int32_t> BinTimeInterval = {15};
+    std::array<LevelSettings, 6> Levels = {LevelSettings{paBinTypeDefect, {}, 0, paMinutes, 15}};
     paProcessingTypes ProcessingType = paProcessByCount;
     paAccumulationTypes AccumulationType = paAccumulateByValue;
     bool ShowEmptyBins = false;
   };
   struct Fields;  // one row a setting; all that persists or flattens settings walks it
 
-  platform::XmlNode CreateLevelXMLNode(platform::XmlDocument& Document, std::int32_t Level) const;
-  bool SetLevelXMLNodes(const platform::XmlNode& Element);
+  // Outside 0 to 5 it fails with 9.
+  const LevelSettings& At(std::int32_t level) const;
+  LevelSettings& At(std::int32_t level);
+  void SetLevelXMLNodes(const platform::XmlNode& Element);
 
   Settings settings_;
   std::shared_ptr<platform::ErrorLog> log_;  // made only when the constructor fails

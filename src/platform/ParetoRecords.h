@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "platform/WireDouble.h"
@@ -19,12 +18,6 @@ struct API_PABin {
 };
 
 static_assert(sizeof(API_PABin) == 192);
-static_assert(offsetof(API_PABin, ID) == 0 && offsetof(API_PABin, Name) == 24 &&
-              offsetof(API_PABin, BinCount) == 88 && offsetof(API_PABin, Factor) == 96 &&
-              offsetof(API_PABin, Value) == 104 && offsetof(API_PABin, Percentage) == 112 &&
-              offsetof(API_PABin, Total) == 160 && offsetof(API_PABin, Yield) == 168 &&
-              offsetof(API_PABin, PPK) == 176 && offsetof(API_PABin, Flag) == 184 &&
-              offsetof(API_PABin, SubgroupID) == 188);
 
 struct API_PAOptions {
   std::int32_t BinType[6], BinTypeID[6], BinTimePeriod[6], BinTimeInterval[6];
@@ -35,14 +28,5 @@ struct API_PAOptions {
 };
 
 static_assert(sizeof(API_PAOptions) == 124);
-static_assert(offsetof(API_PAOptions, BinType) == 0 && offsetof(API_PAOptions, BinTypeID) == 24 &&
-              offsetof(API_PAOptions, BinTimePeriod) == 48 &&
-              offsetof(API_PAOptions, BinTimeInterval) == 72 &&
-              offsetof(API_PAOptions, ProcessingType) == 96 &&
-              offsetof(API_PAOptions, AccumulationType) == 100 &&
-              offsetof(API_PAOptions, BinCount) == 104 &&
-              offsetof(API_PAOptions, Reserved1) == 108 &&
-              offsetof(API_PAOptions, Reserved2) == 116 &&
-              offsetof(API_PAOptions, ShowEmptyBins) == 120);
 
 }  // namespace orvspc

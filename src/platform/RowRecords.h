@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "platform/WireDouble.h"
@@ -18,16 +17,6 @@ struct API_SubgroupData {
 };
 
 static_assert(sizeof(API_SubgroupData) == 64);
-static_assert(offsetof(API_SubgroupData, Sgrp) == 0 && offsetof(API_SubgroupData, Part) == 4 &&
-              offsetof(API_SubgroupData, Prcs) == 8 && offsetof(API_SubgroupData, Test) == 12 &&
-              offsetof(API_SubgroupData, Wkst) == 16 && offsetof(API_SubgroupData, Job) == 20 &&
-              offsetof(API_SubgroupData, Lot) == 24 && offsetof(API_SubgroupData, Shft) == 28 &&
-              offsetof(API_SubgroupData, Ptrv) == 32 && offsetof(API_SubgroupData, Empl) == 36 &&
-              offsetof(API_SubgroupData, Sgtm) == 40 && offsetof(API_SubgroupData, Size) == 44 &&
-              offsetof(API_SubgroupData, Flag) == 48 &&
-              offsetof(API_SubgroupData, Reserved) == 52 &&
-              offsetof(API_SubgroupData, Test_Start) == 56 &&
-              offsetof(API_SubgroupData, Test_End) == 60);
 
 struct API_TestData {
   std::int32_t Sn, Tsno, Sbno, Def, Gage;
@@ -36,10 +25,6 @@ struct API_TestData {
 };
 
 static_assert(sizeof(API_TestData) == 32);
-static_assert(offsetof(API_TestData, Sn) == 0 && offsetof(API_TestData, Tsno) == 4 &&
-              offsetof(API_TestData, Sbno) == 8 && offsetof(API_TestData, Def) == 12 &&
-              offsetof(API_TestData, Gage) == 16 && offsetof(API_TestData, Val) == 20 &&
-              offsetof(API_TestData, Reserved) == 28);
 
 struct API_DescriptorData {
   std::int32_t Sgrp, Dsgp, Desc, Tsno;
@@ -47,9 +32,6 @@ struct API_DescriptorData {
 };
 
 static_assert(sizeof(API_DescriptorData) == 36);
-static_assert(offsetof(API_DescriptorData, Sgrp) == 0 && offsetof(API_DescriptorData, Dsgp) == 4 &&
-              offsetof(API_DescriptorData, Desc) == 8 && offsetof(API_DescriptorData, Tsno) == 12 &&
-              offsetof(API_DescriptorData, Reserved) == 16);
 
 struct API_CommentData {
   std::int32_t Sgrp, Reserved1, Edtm;
@@ -61,10 +43,6 @@ struct API_CommentData {
 };
 
 static_assert(sizeof(API_CommentData) == 356);
-static_assert(offsetof(API_CommentData, Sgrp) == 0 && offsetof(API_CommentData, Reserved1) == 4 &&
-              offsetof(API_CommentData, Edtm) == 8 && offsetof(API_CommentData, Test) == 12 &&
-              offsetof(API_CommentData, Tsno) == 16 && offsetof(API_CommentData, Empl) == 20 &&
-              offsetof(API_CommentData, Note) == 84 && offsetof(API_CommentData, Reserved2) == 340);
 
 struct API_EventData {
   std::int32_t Evnt;
@@ -81,14 +59,5 @@ struct API_EventData {
 };
 
 static_assert(sizeof(API_EventData) == 148);
-static_assert(offsetof(API_EventData, Evnt) == 0 && offsetof(API_EventData, Reserved1) == 4 &&
-              offsetof(API_EventData, F_TYPE) == 12 && offsetof(API_EventData, F_NAME) == 16 &&
-              offsetof(API_EventData, F_EMPL) == 80 && offsetof(API_EventData, F_EVTM) == 84 &&
-              offsetof(API_EventData, F_PRCS) == 88 && offsetof(API_EventData, F_PART) == 92 &&
-              offsetof(API_EventData, F_TEST_) == 96 && offsetof(API_EventData, F_SGTM) == 100 &&
-              offsetof(API_EventData, F_ACC) == 104 && offsetof(API_EventData, F_ACEM) == 108 &&
-              offsetof(API_EventData, F_ACTM) == 112 && offsetof(API_EventData, F_CAC) == 116 &&
-              offsetof(API_EventData, F_CAEM) == 120 && offsetof(API_EventData, F_CATM) == 124 &&
-              offsetof(API_EventData, F_FLAG) == 128 && offsetof(API_EventData, Reserved2) == 132);
 
 }  // namespace orvspc

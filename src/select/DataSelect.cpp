@@ -96,8 +96,8 @@ bool DataSelect::SetXML(std::string_view XML) {
 
 platform::XmlNode DataSelect::CreateXMLNode(const Friend&, platform::XmlDocument& Document) const {
   return Traced("DataSelect.CreateXMLNode", [&] {
-    const platform::XmlNode element = Document.CreateElement("DataSelect");
-    settings_xml::Write(element, Fields::kAll, settings_);
+    const auto element =
+        settings_xml::CreateElement(Document, "DataSelect", Fields::kAll, settings_);
     Document.AppendChild(element, descriptors_->CreateXMLNode(Friend{}, Document));
     return element;
   });

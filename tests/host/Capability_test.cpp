@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/capability/capability_figures.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
@@ -67,8 +67,7 @@ TEST_F(Capability, JsonHasEveryFigureThatHasAnOperation) {
   for (const auto& record : statistics.elements) figures += record.elements.size();
   EXPECT_EQ(figures, 115U) << "all operations but JohnsonCurveType";
   std::set<std::string> names;
-  for (const auto& figure : kCapabilityFigures)
-    EXPECT_TRUE(names.insert(std::string(figure.record) + "." + figure.name).second);
+  for (const auto& figure : kCapabilityFigures) EXPECT_TRUE(names.insert(figure.name).second);
   for (const auto& name : names) EXPECT_NO_THROW(statistics.At(name)) << name;
 }
 
@@ -502,8 +501,8 @@ CapabilityView HandMade() {
   view.axis = "value";
   view.bars = {{0.0, 1.0, 1.0, 1.5}, {1.0, 2.0, 5.0, 4.0}, {2.0, 3.0, 2.0, kNaN}};
   view.curve = {{0.0, 0.5}, {1.5, 4.5}, {3.0, 0.5}};
-  view.limits = {{-0.5, "LSL", "LSL -0.5"}, {100.0, "USL", "USL 100"}};
-  view.targets = {{1.5, "Target", "Target 1.5"}};
+  view.limits = {{-0.5, "LSL -0.5"}, {100.0, "USL 100"}};
+  view.targets = {{1.5, "Target 1.5"}};
   view.mean = 1.6;
   view.sigma = 0.5;
   view.decimals = 1;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/pareto/ParetoReading.h"
+#include "host/render/pareto/Pareto.h"
 #include "platform/Enumerations.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/render/pareto/ParetoReading.h"
+#include "host/render/pareto/Pareto.h"
 
 namespace orvspc::host {
 

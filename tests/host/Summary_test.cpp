@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "engine/dom/Dom.h"
-#include "host/render/compliance/ComplianceReading.h"
+#include "host/render/compliance/Compliance.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/events/Events.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/states/States.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 

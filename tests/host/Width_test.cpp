@@ -5,15 +5,15 @@
 #include <limits>
 #include <sstream>
 
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
 #include "host/render/chart/ChartView.h"
-#include "host/render/compliance/ComplianceView.h"
+#include "host/render/compliance/Compliance.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
-#include "host/render/pareto/ParetoView.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/pareto/Pareto.h"
+#include "host/render/states/States.h"
 #include "tests/host/ChartViews.h"
 #include "tests/host/ProgramTest.h"
 
@@ -57,8 +57,8 @@ CapabilityView Capability() {
   AddHead(view);
   view.axis = "value";
   for (int i = 0; i < 12; ++i) view.bars.push_back({i * 1e5, (i + 1) * 1e5, 20.0 + i, 21.0});
-  view.limits = {{-1e7, "LSL", "LSL -10000000"}, {2e5, "USL", "USL 200000.125"}};
-  view.targets = {{2.5e5, "Target", "Target 250000.0625"}};
+  view.limits = {{-1e7, "LSL -10000000"}, {2e5, "USL 200000.125"}};
+  view.targets = {{2.5e5, "Target 250000.0625"}};
   view.mean = 2.55e5;
   view.tables = {{"Net content",
                   {"", "#limit", "#Z", "#observed", "#expected", "#allowed"},

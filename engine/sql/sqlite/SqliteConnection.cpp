@@ -32,25 +32,14 @@ constexpr int kBusyMilliseconds = 500;
 constexpr int kCreatingMilliseconds = 5000;
 
 SqlError::Kind KindOf(int code) {
-  switch (code & 0xff) {
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return SqlError::Kind::Locked;
-    case SQLITE_FULL:
-      return SqlError::Kind::Full;
-    case SQLITE_READONLY:
-      return SqlError::Kind::ReadOnly;
-    case SQLITE_CORRUPT:
-      return SqlError::Kind::Damaged;
-    case SQLITE_NOTADB:
-      return SqlError::Kind::NotADatabase;
-    case SQLITE_NOMEM:
-      return SqlError::Kind::OutOfMemory;
-    case SQLITE_CONSTRAINT:
-      return SqlError::Kind::Constraint;
-    default:
-      return SqlError::Kind::Other;
-  }
+  using enum SqlError::Kind;
+  static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
+      {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
+      {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
+      {SQLITE_NOMEM, OutOfMemory}, {SQLITE_CONSTRAINT, Constraint}};
+  for (const auto& [primary, kind] : kKinds)
+    if ((code & 0xff) == primary) return kind;
+  return Other;
 }
 
 void Check(sqlite3* db, int code) {
@@ -69,17 +58,17 @@ class SqliteStatement final : public Statement {
   SqliteStatement& operator=(const SqliteStatement&) = delete;
   ~SqliteStatement() override { sqlite3_finalize(statement_); }
 
-  void BindInt(int index, std::int64_t value) override {
+  void Bind(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
   }
-  void BindReal(int index, double value) override {
+  void Bind(int index, double value) override {
     Check(db_, sqlite3_bind_double(statement_, index, value));
   }
-  void BindText(int index, std::string_view text) override {
+  void Bind(int index, std::string_view text) override {
     Check(db_, sqlite3_bind_text64(statement_, index, text.data() == nullptr ? "" : text.data(),
                                    text.size(), SQLITE_STATIC, SQLITE_UTF8));
   }
-  void BindBlob(int index, std::span<const std::byte> blob) override {
+  void Bind(int index, std::span<const std::byte> blob) override {
     Check(db_, sqlite3_bind_blob64(statement_, index, blob.data(), blob.size(), SQLITE_STATIC));
   }
   void BindNull(int index) override { Check(db_, sqlite3_bind_null(statement_, index)); }

@@ -6,8 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "host/render/capability/CapabilityReading.h"
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Words.h"
@@ -17,21 +16,14 @@ namespace orvspc::render {
 
 namespace {
 
-using Row = std::vector<std::string>;
-
 // Bits of the flags of net contents: is a percentage of packages allowed beyond that limit?
 constexpr std::int32_t kMavLp = 2, kMavUp = 32, kT1Lp = 512, kT2Lp = 2048, kT1Up = 8192,
                        kT2Up = 32768;
 
-constexpr const char* kSigma = "\xCF\x83";
+constexpr const char* kShortTerm = "\xCF\x83 short-term";
 
-std::string Counted(double count, const char* one, const char* many) {
-  return Fixed(count, 0) + " " + (count == 1.0 ? one : many);
-}
-
-std::string TitleText(const DataSelect* select, const Names& names) {
-  const std::string text = SelectedText(select, names);
-  return text.empty() ? "Capability" : "Capability: " + text;
+std::string Counted(double count, const std::string& one) {
+  return Fixed(count, 0) + " " + one + (count == 1.0 ? "" : "s");
 }
 
 std::string CurveName(std::int32_t type) {
@@ -43,258 +35,199 @@ std::string CurveName(std::int32_t type) {
 }
 
 std::string AxisText(const CAProcessing* processing) {
-  if (processing && processing->Normalize() == caNormalizeNominal)
-    return "deviation from the middle of the limits";
-  if (processing && processing->Normalize() == caNormalizeTarget)
-    return "deviation from the target";
-  return "value";
+  const auto normalize = processing ? processing->Normalize() : caNormalizeNone;
+  if (normalize == caNormalizeNominal) return "deviation from the middle of the limits";
+  return normalize == caNormalizeTarget ? "deviation from the target" : "value";
 }
 
 std::string SubtitleText(const CapabilityRead& capability) {
   const CAProcessing* processing = capability.processing.get();
-  std::string text =
-      Counted(capability.Figure("Summary", "PieceCount"), "piece", "pieces") + " in " +
-      Counted(capability.Figure("Summary", "SubgroupCount"), "subgroup", "subgroups") + ", " +
-      CurveName(capability.johnson_curve_type);
-  if (processing && processing->AllowOverride()) text += ", limits as given for this run";
-  return text;
+  return Counted(capability.Figure("Summary.PieceCount"), "piece") + " in " +
+         Counted(capability.Figure("Summary.SubgroupCount"), "subgroup") + ", " +
+         CurveName(capability.johnson_curve_type) +
+         (processing && processing->AllowOverride() ? ", limits as given for this run" : "");
 }
 
-// "0.135 %", small shares in parts per million.
-std::string ShareText(double share) {
-  if (!std::isfinite(share)) return Fixed(share, 0);
-  if (share != 0.0 && share < 1e-4) return Significant(share * 1e6, 3) + " ppm";
-  return Significant(share * 100.0, 4) + " %";
+// "0.135 %", small shares in parts per million. whole: what the value is a share of, 1 or 100.
+std::string ShareText(double value, int whole) {
+  const double share = value / whole;
+  if (std::isfinite(share) && share != 0.0 && share < 1e-4)
+    return Significant(share * 1e6, 3) + " ppm";
+  return std::isfinite(share) ? Significant(share * 100.0, 4) + " %" : Fixed(share, 0);
 }
 
-std::string PercentText(double percent) { return ShareText(percent / 100.0); }
-
-// Makes the tables of one result.
-class Tables {
- public:
-  Tables(const CapabilityDocument& document, int decimals)
-      : capability_(document.capability), fit_(document.fit), decimals_(decimals) {}
-
-  std::vector<Table> Make() {
-    Data();
-    Limits();
-    Indices();
-    Beyond();
-    Fit();
-    Spread();
-    Variance();
-    NetContent();
-    return std::move(tables_);
-  }
-
- private:
-  // A row of two figures.
-  struct Pair {
-    const char* text;
-    const char* first;
-    const char* second;  // null: none
-  };
-
-  double Figure(const char* record, const char* name) const {
-    return capability_.Figure(record, name);
-  }
-  std::string Value(const char* record, const char* name) const {
-    return Fixed(Figure(record, name), decimals_);
-  }
-  std::string Index(const char* record, const char* name) const {
-    return Fixed(Figure(record, name), 3);
-  }
-  std::string Whole(const char* record, const char* name) const {
-    return Fixed(Figure(record, name), 0);
-  }
-  std::string Digits(const char* record, const char* name, int digits = 5) const {
-    return Significant(Figure(record, name), digits);
-  }
-  // A limit keeps the digits that it was given with.
-  static std::string Limit(double value) { return Significant(value, 9); }
-
-  void Data() {
-    tables_.push_back({"Data",
-                       {"", "#"},
-                       {{"pieces", Whole("Summary", "PieceCount")},
-                        {"subgroups", Whole("Summary", "SubgroupCount")},
-                        {"least", Value("Summary", "Minimum")},
-                        {"mean", Fixed(Figure("Summary", "Mean"), decimals_ + 1)},
-                        {"greatest", Value("Summary", "Maximum")},
-                        {std::string(kSigma) + " short-term", Digits("Summary", "ShortTermSD")},
-                        {std::string(kSigma) + " long-term", Digits("Summary", "LongTermSD")}},
-                       true});
-  }
-
-  void Limits() {
-    static constexpr Pair kPairs[] = {{"URL, reasonable", "Url", "zUrl"}, {"USL", "Usl", "zUsl"},
-                                      {"upper warning", "Ugb", "zUwl"},   {"target", "Tar", "zTar"},
-                                      {"lower warning", "Lgb", "zLwl"},   {"LSL", "Lsl", "zLsl"},
-                                      {"LRL, reasonable", "Lrl", nullptr}};
-    Table table{"Limits", {"", "#value", "#Z"}, {}, true};
-    for (const auto& [text, name, score] : kPairs) {
-      const double limit = Figure("SpecLim", name);
-      if (!std::isfinite(limit)) continue;
-      table.rows.push_back(
-          {text, Limit(limit), score ? Fixed(Figure("SpecResults", score), 2) : ""});
-    }
-    if (table.rows.empty()) table.rows.push_back({"none", "", ""});
-    tables_.push_back(std::move(table));
-  }
-
-  void Indices() {
-    if (!std::isfinite(Figure("SpecLim", "Usl")) && !std::isfinite(Figure("SpecLim", "Lsl")))
-      return;
-    static constexpr Pair kPairs[] = {{"Cp, Pp", "Cp", "Pp"},     {"Cpk, Ppk", "Cpk", "Ppk"},
-                                      {"Cpu, Ppu", "Cpu", "Ppu"}, {"Cpl, Ppl", "Cpl", "Ppl"},
-                                      {"Cr, Pr", "Cr", "Pr"},     {"Cpm, Ppm", "Cpm", "Ppm"}};
-    Table table{"Indices", {"", "#short-term", "#long-term"}, {}, true};
-    for (const auto& [text, shorter, longer] : kPairs)
-      table.rows.push_back({text, Index("CPs", shorter), Index("PPs", longer)});
-    table.rows.push_back({"Z bench", "", Index("Summary", "ZBench")});
-    // Without a target and with one limit the distance is from the mean itself.
-    const bool aim =
-        std::isfinite(Figure("SpecLim", "Tar")) ||
-        (std::isfinite(Figure("SpecLim", "Usl")) && std::isfinite(Figure("SpecLim", "Lsl")));
-    if (aim)
-      table.rows.push_back(
-          {std::string("off target, in ") + kSigma, Index("CPs", "TargetRatio"), ""});
-    tables_.push_back(std::move(table));
-  }
-
-  void Beyond() {
-    static constexpr Pair kPairs[] = {{"above URL", "ActAboveURL", "ExpAboveURL"},
-                                      {"above USL", "ActAboveUSL", "ExpAboveUSL"},
-                                      {"above upper warning", "ActAboveUWL", "ExpAboveUWL"},
-                                      {"above target", "ActAboveTAR", "ExpAboveTAR"},
-                                      {"below target", "ActBelowTAR", "ExpBelowTAR"},
-                                      {"below lower warning", "ActBelowLWL", "ExpBelowLWL"},
-                                      {"below LSL", "ActBelowLSL", "ExpBelowLSL"},
-                                      {"below LRL", "ActBelowLRL", "ExpBelowLRL"}};
-    Table table{"Share of pieces", {"", "#observed", "#expected"}, {}, true};
-    for (const auto& [text, observed, fitted] : kPairs) {
-      const double actual = Figure("SpecResults", observed);
-      const double expected = Figure("SpecResults", fitted);
-      if (!std::isfinite(actual) && !std::isfinite(expected)) continue;
-      table.rows.push_back({text, ShareText(actual), ShareText(expected)});
-    }
-    if (!table.rows.empty()) tables_.push_back(std::move(table));
-  }
-
-  void Fit() {
-    Table table{"Tests", {"", "#statistic", "#p"}, {}, true};
-    table.rows.push_back({"fit, chi-square, " + Whole("ChiSq", "DegFreedom") + " df",
-                          Digits("ChiSq", "Value"), Digits("ChiSq", "Probability", 3)});
-    table.rows.push_back(
-        {"between subgroups, F", Digits("Anova", "FRatio"), Digits("Anova", "ProbOfF", 3)});
-    tables_.push_back(std::move(table));
-  }
-
-  void Spread() {
-    const auto row = [&](const char* text, const char* record, const char* name) {
-      return Row{text, Digits(record, name, 6)};
-    };
-    tables_.push_back(
-        {"Shape and spread",
-         {"", "#"},
-         {row("skewness", "Moments", "Skewness"),
-          row("kurtosis (0 for a normal law)", "Moments", "Kurtosis"),
-          row("mean absolute deviation", "Moments", "AvgDev"),
-          row("variance", "Moments", "Variance"),
-          row("upper standard deviation", "Summary", "UpperSD"),
-          row("lower standard deviation", "Summary", "LowerSD"),
-          row("coefficient of variation", "Summary", "CoOfVariation"),
-          row("coefficient of robustness (about 1 for a normal law)", "Summary", "CoRobustness"),
-          row("subgroup size", "Summary", "SubgroupSize")}});
-    if (!fit_ || fit_->short_term.name.empty()) return;
-    const Estimate& estimate = fit_->short_term;
-    tables_.back().rows.push_back(
-        {std::string(kSigma) + " short-term", EstimatorText(estimate.name) + BasisText(estimate)});
-  }
-
-  void Variance() {
-    const auto row = [&](const char* text, const char* df, const char* ss, const char* ms) {
-      return Row{text, Whole("Anova", df), Digits("Anova", ss, 8),
-                 ms ? Digits("Anova", ms, 8) : ""};
-    };
-    tables_.push_back({"Analysis of variance by subgroup",
-                       {"", "#df", "#sum of squares", "#mean square"},
-                       {row("between subgroups", "DFBetween", "SSBetween", "MSBetween"),
-                        row("within subgroups", "DFWithin", "SSWithin", "MSWithin"),
-                        row("total", "DFTotal", "SSTotal", nullptr)}});
-  }
-
-  void NetContent() {
-    struct Kind {
-      const char* text;
-      const char* limit;
-      const char* companion;
-      std::int32_t flag;  // of the companion
-      const char* score;
-      const char* actual;
-      const char* expected;
-    };
-    static constexpr Kind kKinds[] = {
-        {"above upper MAV", "MavU", "MavUp", kMavUp, "zMAVU", "ActAboveMAVU", "ExpAboveMAVU"},
-        {"above upper T2", "T2U", "T2Up", kT2Up, "zT2U", "ActAboveT2U", "ExpAboveT2U"},
-        {"above upper T1", "T1U", "T1Up", kT1Up, "zT1U", "ActAboveT1U", "ExpAboveT1U"},
-        {"above stated content", "Lsc", nullptr, 0, "zLSC", "ActAboveLSC", "ExpAboveLSC"},
-        {"below stated content", "Lsc", nullptr, 0, "zLSC", "ActBelowLSC", "ExpBelowLSC"},
-        {"below lower T1", "T1L", "T1Lp", kT1Lp, "zT1L", "ActBelowT1L", "ExpBelowT1L"},
-        {"below lower T2", "T2L", "T2Lp", kT2Lp, "zT2L", "ActBelowT2L", "ExpBelowT2L"},
-        {"below lower MAV", "MavL", "MavLp", kMavLp, "zMAVL", "ActBelowMAVL", "ExpBelowMAVL"}};
-    Table table{"Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}, {}};
-    const double word = capability_.Held("NccLim", "EFlag");
-    const auto flags = std::isfinite(word) ? static_cast<std::int32_t>(word) : 0;
-    for (const Kind& kind : kKinds) {
-      // The shares tell whether there is such a limit: the operation of T1U itself always says yes.
-      const double actual = Figure("NccResults", kind.actual);
-      if (!std::isfinite(actual)) continue;
-      // The flags tell whether there is a companion: two of the operations ask for another bit.
-      const bool has_allowed = (flags & kind.flag) != 0;
-      table.rows.push_back(
-          {kind.text, Limit(Figure("NccLim", kind.limit)),
-           Fixed(Figure("NccResults", kind.score), 2), PercentText(actual),
-           PercentText(Figure("NccResults", kind.expected)),
-           has_allowed ? PercentText(capability_.Held("NccLim", kind.companion)) : ""});
-    }
-    if (!table.rows.empty()) tables_.push_back(std::move(table));
-  }
-
-  const CapabilityRead& capability_;
-  const std::optional<CapabilityReport>& fit_;
-  int decimals_;
-  std::vector<Table> tables_;
+struct Cell {
+  double value = kNaN;
+  std::string text = {};
+};
+struct Line {
+  std::string text;
+  std::vector<Cell> cells;
 };
 
-void AddMark(std::vector<ValueMark>& marks, double at, const std::string& name) {
-  if (std::isfinite(at)) marks.push_back({at, name, name + " " + Significant(at, 9)});
+// needed: a line that has no number in these cells is left out.
+Table Filled(Table table, const std::vector<Line>& lines,
+             const std::vector<std::size_t>& needed = {}) {
+  for (const Line& line : lines) {
+    if (!needed.empty() && std::none_of(needed.begin(), needed.end(), [&](std::size_t cell) {
+          return std::isfinite(line.cells[cell].value);
+        }))
+      continue;
+    table.rows.push_back({line.text});
+    for (const Cell& cell : line.cells) table.rows.back().push_back(cell.text);
+  }
+  return table;
 }
 
-// A limit of net content, if its score says that it exists. It speaks of values times the factor of
-// its row, so its place on the axis follows from the score; side is -1 for limits below the mean of
-// a good process, 1 for those above.
-void AddContentMark(std::vector<ValueMark>& marks, const CapabilityRead& capability,
-                    const char* limit, const char* score, const std::string& name, double side) {
-  const double at =
-      capability.Figure("Summary", "Mean") +
-      side * capability.Figure("NccResults", score) * capability.Figure("Summary", "LongTermSD");
-  if (!std::isfinite(at)) return;
-  marks.push_back({at, name, name + " " + Significant(capability.Figure("NccLim", limit), 9)});
-}
-
-void AddContentMarks(std::vector<ValueMark>& marks, const CapabilityRead& capability) {
-  struct Kind {
-    const char* limit;
-    const char* score;
-    const char* name;
-    double side;
+// Everything that text and page show below the histogram; what stands beside the picture comes
+// first. A new figure is a new line of its table.
+std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
+  const CapabilityRead& read = document.capability;
+  const auto written = [&read](std::string (*write)(double, int), int digits) {
+    return [&read, write, digits](std::string_view figure) {
+      const double value = read.Figure(figure);
+      return Cell{value, write(value, digits)};
+    };
   };
-  static constexpr Kind kKinds[] = {{"MavL", "zMAVL", "MAV", -1.0}, {"T2L", "zT2L", "T2", -1.0},
-                                    {"T1L", "zT1L", "T1", -1.0},    {"T1U", "zT1U", "T1", 1.0},
-                                    {"T2U", "zT2U", "T2", 1.0},     {"MavU", "zMAVU", "MAV", 1.0}};
-  for (const Kind& kind : kKinds)
-    AddContentMark(marks, capability, kind.limit, kind.score, kind.name, kind.side);
+  const auto whole = written(Fixed, 0), value = written(Fixed, decimals),
+             mean = written(Fixed, decimals + 1), score = written(Fixed, 2),
+             index = written(Fixed, 3);
+  const auto digits3 = written(Significant, 3), digits5 = written(Significant, 5),
+             digits6 = written(Significant, 6), digits8 = written(Significant, 8);
+  const auto limit = written(Significant, 9);  // keeps the digits that it was given with
+  const auto share = written(ShareText, 1), percent = written(ShareText, 100);
+  const auto flags = read.Held("NccLim.EFlag");
+  // The flags tell whether there is a companion: two of the operations ask for another bit.
+  const auto allowed = [&](std::int32_t flag, std::string_view figure) {
+    const bool is_set = std::isfinite(flags) && (static_cast<std::int32_t>(flags) & flag) != 0;
+    return Cell{kNaN, is_set ? ShareText(read.Held(figure), 100) : ""};
+  };
+  const bool has_usl = std::isfinite(read.Figure("SpecLim.Usl")),
+             has_lsl = std::isfinite(read.Figure("SpecLim.Lsl"));
+
+  std::vector<Table> tables;
+  tables.push_back(Filled({"Data", {"", "#"}, {}, true},
+                          {{"pieces", {whole("Summary.PieceCount")}},
+                           {"subgroups", {whole("Summary.SubgroupCount")}},
+                           {"least", {value("Summary.Minimum")}},
+                           {"mean", {mean("Summary.Mean")}},
+                           {"greatest", {value("Summary.Maximum")}},
+                           {kShortTerm, {digits5("Summary.ShortTermSD")}},
+                           {"\xCF\x83 long-term", {digits5("Summary.LongTermSD")}}}));
+  tables.push_back(Filled({"Limits", {"", "#value", "#Z"}, {}, true},
+                          {{"URL, reasonable", {limit("SpecLim.Url"), score("SpecResults.zUrl")}},
+                           {"USL", {limit("SpecLim.Usl"), score("SpecResults.zUsl")}},
+                           {"upper warning", {limit("SpecLim.Ugb"), score("SpecResults.zUwl")}},
+                           {"target", {limit("SpecLim.Tar"), score("SpecResults.zTar")}},
+                           {"lower warning", {limit("SpecLim.Lgb"), score("SpecResults.zLwl")}},
+                           {"LSL", {limit("SpecLim.Lsl"), score("SpecResults.zLsl")}},
+                           {"LRL, reasonable", {limit("SpecLim.Lrl"), {}}}},
+                          {0}));
+  if (tables.back().rows.empty()) tables.back().rows.push_back({"none", "", ""});
+  if (has_usl || has_lsl) {
+    std::vector<Line> lines = {{"Cp, Pp", {index("CPs.Cp"), index("PPs.Pp")}},
+                               {"Cpk, Ppk", {index("CPs.Cpk"), index("PPs.Ppk")}},
+                               {"Cpu, Ppu", {index("CPs.Cpu"), index("PPs.Ppu")}},
+                               {"Cpl, Ppl", {index("CPs.Cpl"), index("PPs.Ppl")}},
+                               {"Cr, Pr", {index("CPs.Cr"), index("PPs.Pr")}},
+                               {"Cpm, Ppm", {index("CPs.Cpm"), index("PPs.Ppm")}},
+                               {"Z bench", {{}, index("Summary.ZBench")}}};
+    // Without a target and with one limit the distance is from the mean itself.
+    if ((has_usl && has_lsl) || std::isfinite(read.Figure("SpecLim.Tar")))
+      lines.push_back({"off target, in \xCF\x83", {index("CPs.TargetRatio"), {}}});
+    tables.push_back(Filled({"Indices", {"", "#short-term", "#long-term"}, {}, true}, lines));
+  }
+  const auto beyond = [&](const std::string& text, const std::string& place) {
+    return Line{text, {share("SpecResults.Act" + place), share("SpecResults.Exp" + place)}};
+  };
+  tables.push_back(
+      Filled({"Share of pieces", {"", "#observed", "#expected"}, {}, true},
+             {beyond("above URL", "AboveURL"), beyond("above USL", "AboveUSL"),
+              beyond("above upper warning", "AboveUWL"), beyond("above target", "AboveTAR"),
+              beyond("below target", "BelowTAR"), beyond("below lower warning", "BelowLWL"),
+              beyond("below LSL", "BelowLSL"), beyond("below LRL", "BelowLRL")},
+             {0, 1}));
+  tables.push_back(
+      Filled({"Tests", {"", "#statistic", "#p"}, {}, true},
+             {{"fit, chi-square, " + whole("ChiSq.DegFreedom").text + " df",
+               {digits5("ChiSq.Value"), digits3("ChiSq.Probability")}},
+              {"between subgroups, F", {digits5("Anova.FRatio"), digits3("Anova.ProbOfF")}}}));
+  tables.push_back(Filled(
+      {"Shape and spread", {"", "#"}},
+      {{"skewness", {digits6("Moments.Skewness")}},
+       {"kurtosis (0 for a normal law)", {digits6("Moments.Kurtosis")}},
+       {"mean absolute deviation", {digits6("Moments.AvgDev")}},
+       {"variance", {digits6("Moments.Variance")}},
+       {"upper standard deviation", {digits6("Summary.UpperSD")}},
+       {"lower standard deviation", {digits6("Summary.LowerSD")}},
+       {"coefficient of variation", {digits6("Summary.CoOfVariation")}},
+       {"coefficient of robustness (about 1 for a normal law)", {digits6("Summary.CoRobustness")}},
+       {"subgroup size", {digits6("Summary.SubgroupSize")}}}));
+  if (document.fit && !document.fit->short_term.name.empty()) {
+    const Estimate& estimate = document.fit->short_term;
+    tables.back().rows.push_back({kShortTerm, EstimatorText(estimate.name) + BasisText(estimate)});
+  }
+  tables.push_back(
+      Filled({"Analysis of variance by subgroup", {"", "#df", "#sum of squares", "#mean square"}},
+             {{"between subgroups",
+               {whole("Anova.DFBetween"), digits8("Anova.SSBetween"), digits8("Anova.MSBetween")}},
+              {"within subgroups",
+               {whole("Anova.DFWithin"), digits8("Anova.SSWithin"), digits8("Anova.MSWithin")}},
+              {"total", {whole("Anova.DFTotal"), digits8("Anova.SSTotal"), {}}}}));
+  const auto content = [&](const std::string& text, const std::string& name,
+                           const std::string& side, const std::string& at, const Cell& companion) {
+    return Line{
+        text,
+        {limit("NccLim." + name), score("NccResults.z" + at), percent("NccResults.Act" + side + at),
+         percent("NccResults.Exp" + side + at), companion}};
+  };
+  // The shares tell whether there is such a limit: the operation of T1U itself always says yes.
+  tables.push_back(
+      Filled({"Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}},
+             {content("above upper MAV", "MavU", "Above", "MAVU", allowed(kMavUp, "NccLim.MavUp")),
+              content("above upper T2", "T2U", "Above", "T2U", allowed(kT2Up, "NccLim.T2Up")),
+              content("above upper T1", "T1U", "Above", "T1U", allowed(kT1Up, "NccLim.T1Up")),
+              content("above stated content", "Lsc", "Above", "LSC", {}),
+              content("below stated content", "Lsc", "Below", "LSC", {}),
+              content("below lower T1", "T1L", "Below", "T1L", allowed(kT1Lp, "NccLim.T1Lp")),
+              content("below lower T2", "T2L", "Below", "T2L", allowed(kT2Lp, "NccLim.T2Lp")),
+              content("below lower MAV", "MavL", "Below", "MAVL", allowed(kMavLp, "NccLim.MavLp"))},
+             {2}));
+  std::erase_if(tables, [](const Table& table) { return table.rows.empty(); });
+  return tables;
+}
+
+// What the picture marks on its axis. Limits of net content apply to a value times the factor of
+// its row, so their place follows from the score; side is -1 for limits below the mean of a good
+// process, 1 for those above.
+void AddMarks(const CapabilityRead& capability, CapabilityView& view) {
+  struct Kind {
+    const char* name;
+    const char* limit;
+    const char* score = nullptr;
+    double side = 0.0;
+    bool is_target = false;
+  };
+  static constexpr Kind kKinds[] = {{"LRL", "SpecLim.Lrl"},
+                                    {"LSL", "SpecLim.Lsl"},
+                                    {"USL", "SpecLim.Usl"},
+                                    {"URL", "SpecLim.Url"},
+                                    {"MAV", "NccLim.MavL", "NccResults.zMAVL", -1.0},
+                                    {"T2", "NccLim.T2L", "NccResults.zT2L", -1.0},
+                                    {"T1", "NccLim.T1L", "NccResults.zT1L", -1.0},
+                                    {"T1", "NccLim.T1U", "NccResults.zT1U", 1.0},
+                                    {"T2", "NccLim.T2U", "NccResults.zT2U", 1.0},
+                                    {"MAV", "NccLim.MavU", "NccResults.zMAVU", 1.0},
+                                    {"Target", "SpecLim.Tar", nullptr, 0.0, true},
+                                    {"Stated", "NccLim.Lsc", "NccResults.zLSC", -1.0, true}};
+  for (const Kind& kind : kKinds) {
+    const double limit = capability.Figure(kind.limit);
+    const double at =
+        kind.score ? view.mean + kind.side * capability.Figure(kind.score) * view.sigma : limit;
+    if (std::isfinite(at))
+      (kind.is_target ? view.targets : view.limits)
+          .push_back({at, std::string(kind.name) + " " + Significant(limit, 9)});
+  }
 }
 
 }  // namespace
@@ -302,14 +235,15 @@ void AddContentMarks(std::vector<ValueMark>& marks, const CapabilityRead& capabi
 CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names) {
   const CapabilityRead& capability = document.capability;
   CapabilityView view;
-  view.title = TitleText(capability.select.get(), names);
+  const std::string selected = SelectedText(capability.select.get(), names);
+  view.title = "Capability" + (selected.empty() ? "" : ": " + selected);
   view.notes = PlainNotes(document.notes);
   if (capability.Empty()) return view;
   view.subtitle = SubtitleText(capability);
   view.axis = AxisText(capability.processing.get());
   for (const auto& bin : capability.bins)
-    if (std::isfinite(bin.low) && std::isfinite(bin.high) && std::isfinite(bin.height))
-      view.bars.push_back({bin.low, bin.high, bin.height, bin.expected});
+    if (std::isfinite(bin.low) && std::isfinite(bin.high) && std::isfinite(bin.count))
+      view.bars.push_back(bin);
   if (view.bars.size() < capability.bins.size())
     view.notes.push_back({"not-finite",
                           Counted(capability.bins.size() - view.bars.size(), "bin") +
@@ -318,19 +252,13 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
                           ""});
   for (std::size_t i = 0; i < capability.curve_x.size(); ++i)
     view.curve.emplace_back(capability.curve_x[i], capability.curve_y[i]);
-  AddMark(view.limits, capability.Figure("SpecLim", "Lrl"), "LRL");
-  AddMark(view.limits, capability.Figure("SpecLim", "Lsl"), "LSL");
-  AddMark(view.limits, capability.Figure("SpecLim", "Usl"), "USL");
-  AddMark(view.limits, capability.Figure("SpecLim", "Url"), "URL");
-  AddContentMarks(view.limits, capability);
-  AddMark(view.targets, capability.Figure("SpecLim", "Tar"), "Target");
-  AddContentMark(view.targets, capability, "Lsc", "zLSC", "Stated", -1.0);
-  view.mean = capability.Figure("Summary", "Mean");
-  view.sigma = capability.Figure("Summary", "LongTermSD");
-  const double ends[] = {capability.Figure("Summary", "Minimum"),
-                         capability.Figure("Summary", "Maximum")};
+  view.mean = capability.Figure("Summary.Mean");
+  view.sigma = capability.Figure("Summary.LongTermSD");
+  AddMarks(capability, view);
+  const double ends[] = {capability.Figure("Summary.Minimum"),
+                         capability.Figure("Summary.Maximum")};
   view.decimals = DecimalsForLimits(DecimalsOf(ends), view.sigma);
-  view.tables = Tables(document, view.decimals).Make();
+  view.tables = TablesOf(document, view.decimals);
   return view;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,6 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/core/Scene.h"
 
 namespace orvspc::render {
 
@@ -25,6 +24,12 @@ double TableHeight(const CapabilityView& view) {
   for (const auto& table : view.tables)
     if (table.beside) height += kTableGap + kTableRow * static_cast<double>(table.rows.size() + 1);
   return height;
+}
+
+// "x-bar" for the mean, "+2 sigma", with their letters.
+std::string SigmaName(int sigmas) {
+  if (sigmas == 0) return "x\xCC\x84";
+  return (sigmas > 0 ? "+" : "\xE2\x88\x92") + std::to_string(std::abs(sigmas)) + "\xCF\x83";
 }
 
 class Picture {
@@ -46,10 +51,13 @@ class Picture {
     }
     Axes();
     Bars();
-    SigmaLines();
+    const auto sigmas = SigmaMarks();
+    for (const auto& [k, x] : sigmas) scene_.Line(x, top_, x, bottom_, k == 0 ? "mean" : "sig");
     Curve();
     Limits();
-    SigmaNames();
+    // Over the lines of limits, which go up to their own names.
+    for (const auto& [k, x] : sigmas)
+      scene_.Text(x, top_ - 5, k == 0 ? "b1 halo" : "s halo", Anchor::Middle, SigmaName(k));
     scene_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
     Tables();
     scene_.height = scene_.Notes(bottom_ + 54) - 8.0;
@@ -64,7 +72,8 @@ class Picture {
   bool Shown(double value) const { return value >= range_.low && value <= range_.high; }
 
   void Axes() {
-    for (const double pieces : PieceTicks()) {
+    for (const double pieces : RoundTicks(0.0, most_, 6).values) {
+      if (pieces != std::round(pieces)) continue;
       scene_.Line(kLeft, Y(pieces), kRight, Y(pieces), "grid");
       scene_.Text(kLeft - 6, Y(pieces) + 4, "s", Anchor::End, Fixed(pieces, 0));
     }
@@ -75,14 +84,6 @@ class Picture {
       scene_.Text(X(value), bottom_ + 17, "s", Anchor::Middle, Fixed(value, ticks.decimals));
     }
     scene_.Text((kLeft + kRight) / 2, bottom_ + 34, "s", Anchor::Middle, view_.axis);
-  }
-
-  // Whole pieces only.
-  std::vector<double> PieceTicks() const {
-    std::vector<double> whole;
-    for (const double value : RoundTicks(0.0, most_, 6).values)
-      if (value == std::round(value)) whole.push_back(value);
-    return whole;
   }
 
   void Bars() {
@@ -99,48 +100,28 @@ class Picture {
   }
 
   void Curve() {
-    std::vector<std::pair<double, double>> line;
+    Polyline line;
     for (const auto& [x, y] : view_.curve) {
       if (std::isfinite(x) && std::isfinite(y) && Shown(x)) {
         line.emplace_back(X(x), Y(y));
-        continue;
+      } else {
+        scene_.Path(line, "fit");
+        line.clear();
       }
-      scene_.Path(line, "fit");
-      line.clear();
     }
     scene_.Path(line, "fit");
   }
 
   // The mean and 1, 2, 3 long-term sigmas on either side, where their names have room.
-  struct SigmaMark {
-    int sigmas;
-    double x;
-  };
-  std::vector<SigmaMark> SigmaMarks() const {
-    std::vector<SigmaMark> marks;
-    if (!std::isfinite(view_.mean)) return marks;
+  std::vector<std::pair<int, double>> SigmaMarks() const {
+    std::vector<std::pair<int, double>> marks;
     const double step = std::isfinite(view_.sigma) ? X(view_.sigma) - X(0.0) : 0.0;
     const int every = step >= 26.0 ? 1 : step >= 9.0 ? 3 : 4;
     for (int k = -3; k <= 3; ++k) {
       const double value = k == 0 ? view_.mean : view_.mean + k * view_.sigma;
-      if (k % every == 0 && Shown(value)) marks.push_back({k, X(value)});
+      if (k % every == 0 && Shown(value)) marks.emplace_back(k, X(value));
     }
     return marks;
-  }
-
-  void SigmaLines() {
-    for (const auto& mark : SigmaMarks())
-      scene_.Line(mark.x, top_, mark.x, bottom_, mark.sigmas == 0 ? "mean" : "sig");
-  }
-
-  // Over the lines of limits, which go up to their own names.
-  void SigmaNames() {
-    for (const auto& mark : SigmaMarks()) {
-      const std::string sign = mark.sigmas > 0 ? "+" : "\xE2\x88\x92";
-      scene_.Text(mark.x, top_ - 5, mark.sigmas == 0 ? "b1 halo" : "s halo", Anchor::Middle,
-                  mark.sigmas == 0 ? "x\xCC\x84"
-                                   : sign + std::to_string(std::abs(mark.sigmas)) + "\xCF\x83");
-    }
   }
 
   void Limits() {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/render/capability/CapabilityView.h"
+#include "host/render/capability/Capability.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -78,9 +78,8 @@ void WriteHistogram(TextWriter& out, const CapabilityView& view) {
     if (below && !text.empty()) out.Line(indent + "  " + text, label + 11);
   }
   if (!beside.back().empty()) out.Line(indent + "  above: " + beside.back(), label + 11);
-  const bool curve = std::any_of(view.bars.begin(), view.bars.end(), [](const HistogramBar& bar) {
-    return std::isfinite(bar.expected);
-  });
+  const bool curve = std::ranges::any_of(
+      view.bars, [](double expected) { return std::isfinite(expected); }, &HistogramBar::expected);
   out.Blank();
   out.Line(std::string("# pieces") + (curve ? "   * pieces expected by the fitted curve" : ""));
 }

@@ -1,18 +1,67 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/render/chart/ChartView.h"
-#include "host/render/core/Layout.h"
 #include "host/render/core/Numbers.h"
 
-// Where things stand in the picture; kept apart from the writing of markup so that it can be
-// tested.
+// What text and pictures of a chart derive from its view, and where things stand in the picture;
+// kept apart from the writing so that it can be tested.
 namespace orvspc::render {
+
+// The lines of a graph with their names, limits first.
+struct NamedLine {
+  const char* name;
+  const std::vector<double>& values;
+  bool specification;
+};
+std::array<NamedLine, 6> LinesOf(const GraphView& graph);
+
+// The place of each point on the horizontal axis, from 0: its own number, or that of its group.
+std::vector<std::size_t> Places(const ChartView& view);
+
+// Rules that some point broke, each once, with the number of points, by number.
+struct RuleCount {
+  RuleHit rule;
+  std::size_t points = 0;
+};
+std::vector<RuleCount> RulesBroken(const ChartView& view);
+
+// "1,5": numbers of the rules of a mark; empty if only a specification is broken.
+std::string RuleNumbers(const PointMark& mark);
+// "1 point beyond a control limit; above USL"
+std::string MarkText(const PointMark& mark);
+
+// Distinct marks for points and legends: "A" to "Z", "AA", ...
+std::string StreamLetter(std::size_t stream);
+
+// How the points' times are written on an axis: only the parts that tell them apart, the year too
+// where there are several.
+class AxisTimes {
+ public:
+  explicit AxisTimes(const ChartView& view);
+  std::string Text(std::int64_t stamp) const;
+
+ private:
+  bool year_ = false, day_ = true, clock_ = true;
+};
+
+// For each stream, by number, the newest value of a line; NaN for a stream without any.
+std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
+
+// The lowest and highest value that a graph's axis shows. Specification lines count only while they
+// leave the points at least a third of the height.
+Range AxisRange(const GraphView& graph);
+
+// The points of each stream, ascending: every point once.
+std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView& view);
 
 // The plot's edges unless the labels beside it need more room.
 inline constexpr double kPlotLeft = 72.0;

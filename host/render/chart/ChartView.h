@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -47,14 +45,6 @@ struct GraphView {
   bool from_zero = false;           // never negative: the axis does not go below 0
 };
 
-// The lines of a graph with their names, limits first.
-struct NamedLine {
-  const char* name;
-  const std::vector<double>& values;
-  bool specification;
-};
-std::array<NamedLine, 6> LinesOf(const GraphView& graph);
-
 // One (part, process, test). Points of different streams are never joined by a line.
 struct StreamView {
   std::string name;
@@ -79,45 +69,6 @@ struct ChartView : View {
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
   bool Used(std::size_t point) const { return flags.empty() || flags[point] == 0; }
 };
-
-// The place of each point on the horizontal axis, from 0: its own number, or that of its group.
-std::vector<std::size_t> Places(const ChartView& view);
-
-// Rules that some point broke, each once, with the number of points, by number.
-struct RuleCount {
-  RuleHit rule;
-  std::size_t points = 0;
-};
-std::vector<RuleCount> RulesBroken(const ChartView& view);
-
-// "1,5": numbers of the rules of a mark; empty if only a specification is broken.
-std::string RuleNumbers(const PointMark& mark);
-// "1 point beyond a control limit; above USL"
-std::string MarkText(const PointMark& mark);
-
-// Distinct marks for points and legends: "A" to "Z", "AA", ...
-std::string StreamLetter(std::size_t stream);
-
-// How the points' times are written on an axis: only the parts that tell them apart, the year too
-// where there are several.
-class AxisTimes {
- public:
-  explicit AxisTimes(const ChartView& view);
-  std::string Text(std::int64_t stamp) const;
-
- private:
-  bool year_ = false, day_ = true, clock_ = true;
-};
-
-// For each stream, by number, the newest value of a line; NaN for a stream without any.
-std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
-
-// The lowest and highest value that a graph's axis shows. Specification lines count only while they
-// leave the points at least a third of the height.
-Range AxisRange(const GraphView& graph);
-
-// The points of each stream, ascending: every point once.
-std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView& view);
 
 // embedded: for use inside a page, without title lines and notes.
 Scene ChartScene(const ChartView& view, bool embedded = false);

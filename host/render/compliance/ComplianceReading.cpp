@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/compliance/ComplianceReading.h"
+#include "host/render/compliance/Compliance.h"
 
 #include <fmt/format.h>
 

@@ -7,7 +7,7 @@
 #include <array>
 #include <iterator>
 
-#include "host/render/compliance/ComplianceView.h"
+#include "host/render/compliance/Compliance.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Scene.h"

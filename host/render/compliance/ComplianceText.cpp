@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/render/compliance/ComplianceView.h"
+#include "host/render/compliance/Compliance.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"

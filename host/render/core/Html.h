@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/render/core/Report.h"
 #include "host/render/core/Scene.h"
+#include "host/render/core/Text.h"
 
 namespace orvspc::render {
 

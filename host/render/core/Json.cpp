@@ -1,47 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/core/Json.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <cmath>
-#include <optional>
 
-#include "host/render/core/Numbers.h"
-#include "host/render/core/PlainText.h"
+#include "platform/NaN.h"
+#include "platform/Utf8.h"
 
 namespace orvspc::render {
 
 namespace {
 
-// The number of a control character, which a terminal might obey.
-std::optional<unsigned> ControlOf(std::string_view one) {
-  const auto first = static_cast<unsigned char>(one[0]);
-  if (one.size() == 1 && (first < 0x20 || first == 0x7F)) return first;
-  if (one.size() != 2 || first != 0xC2) return std::nullopt;
-  const auto second = static_cast<unsigned char>(one[1]);
-  return second < 0xA0 ? std::optional<unsigned>(second) : std::nullopt;
-}
-
 void AppendEscaped(std::string& out, std::string_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  constexpr std::string_view kEscaped = "\"\\\n\t\r", kLetters = "\"\\ntr";
-  while (!text.empty()) {
-    const std::size_t length = SequenceLength(text);
-    if (length == 0) {
-      out += "\xEF\xBF\xBD";
-      text.remove_prefix(1);
-      continue;
-    }
-    if (const std::size_t place = kEscaped.find(text.front()); place != kEscaped.npos) {
+  constexpr std::u32string_view kEscaped = U"\"\\\n\t\r";
+  constexpr std::string_view kLetters = "\"\\ntr";
+  for (std::size_t at = 0; at < text.size();) {
+    char32_t code = platform::kReplacementCharacter;
+    if (!platform::TakeUtf8(text, at, code)) ++at;
+    if (const std::size_t place = kEscaped.find(code); place != kEscaped.npos) {
       out += '\\';
       out += kLetters[place];
-    } else if (const auto control = ControlOf(text.substr(0, length))) {
-      out += "\\u00";
-      out += kDigits[*control >> 4U];
-      out += kDigits[*control & 15U];
+    } else if (code < 0x20 || (code >= 0x7F && code < 0xA0)) {  // a terminal might obey it
+      out += fmt::format("\\u{:04x}", static_cast<unsigned>(code));
     } else {
-      out += text.substr(0, length);
+      platform::AppendUtf8(out, code);
     }
-    text.remove_prefix(length);
   }
 }
 
@@ -93,9 +78,7 @@ void JsonWriter::Raw(std::string_view text) {
 void JsonWriter::Value(double value) {
   if (!std::isfinite(value)) return Null();
   char buffer[40];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  Raw(error == std::errc() ? std::string_view(buffer, static_cast<std::size_t>(end - buffer))
-                           : std::string_view("null"));
+  Raw({buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr});
 }
 
 void JsonWriter::Value(std::string_view value) {
@@ -107,7 +90,7 @@ void JsonWriter::Value(std::string_view value) {
 
 void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
   // No constant goes into a mean, and none is single where sizes differ.
-  const double constant = estimate.constant == 0.0 ? kNaN : estimate.constant;
+  const double constant = estimate.constant == 0.0 ? platform::kNaN : estimate.constant;
   json.Object(
       key,
       [&] {

@@ -5,18 +5,15 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <cmath>
+
+#include "platform/TimeText.h"
 
 namespace orvspc::render {
 
 namespace {
 
 constexpr const char* kNone = "\xE2\x80\x93";  // en dash
-
-std::chrono::sys_seconds Time(std::int64_t stamp) {
-  return std::chrono::sys_seconds(std::chrono::seconds(stamp));
-}
 
 constexpr std::int64_t kHour = 3600, kDay = 86400;
 
@@ -49,8 +46,7 @@ std::string Fixed(double value, int decimals) {
 std::string Shortest(double value) {
   if (!std::isfinite(value)) return kNone;
   char buffer[40];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return error == std::errc() ? std::string(buffer, end) : std::string(kNone);
+  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr};
 }
 
 std::string Significant(double value, int digits) {
@@ -85,11 +81,8 @@ Ticks RoundTicks(double low, double high, int count) {
   if (!(raw > 0.0) || !std::isfinite(raw)) return ticks;
   const double magnitude = std::pow(10.0, std::floor(std::log10(raw)));
   double step = 10.0 * magnitude;
-  for (const double factor : {1.0, 2.0, 5.0})
-    if (raw <= factor * magnitude * (1.0 + 1e-9)) {
-      step = factor * magnitude;
-      break;
-    }
+  for (const double factor : {5.0, 2.0, 1.0})
+    if (raw <= factor * magnitude * (1.0 + 1e-9)) step = factor * magnitude;
   ticks.decimals = std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));
   const double first = std::ceil(low / step - 1e-9);
   for (int i = 0; i < 100; ++i) {
@@ -100,22 +93,11 @@ Ticks RoundTicks(double low, double high, int count) {
   return ticks;
 }
 
-std::string DayText(std::int64_t stamp) {
-  const std::chrono::year_month_day day(std::chrono::floor<std::chrono::days>(Time(stamp)));
-  return fmt::format("{}-{:02}-{:02}", static_cast<int>(day.year()),
-                     static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()));
-}
+std::string IsoTime(std::int64_t stamp) { return platform::IsoText(stamp); }
 
-std::string ClockText(std::int64_t stamp) {
-  const auto time = Time(stamp);
-  const auto seconds = (time - std::chrono::floor<std::chrono::days>(time)).count();
-  return fmt::format("{:02}:{:02}", seconds / 3600, seconds / 60 % 60);
-}
+std::string DayText(std::int64_t stamp) { return IsoTime(stamp).substr(0, 10); }
 
-std::string IsoTime(std::int64_t stamp) {
-  const std::int64_t second = ((stamp % 60) + 60) % 60;
-  return fmt::format("{}T{}:{:02}", DayText(stamp), ClockText(stamp), second);
-}
+std::string ClockText(std::int64_t stamp) { return IsoTime(stamp).substr(11, 5); }
 
 TimeTicks RoundTimes(std::int64_t start, std::int64_t end, std::size_t most) {
   TimeTicks times;

@@ -3,7 +3,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
+
+#include "platform/Utf8.h"
 
 namespace orvspc::render {
 
@@ -29,13 +30,6 @@ constexpr CodeRange kWide[] = {
     {0x20000, 0x3FFFD},
 };
 
-struct Escape {
-  char sign;
-  const char* text;
-};
-constexpr Escape kEscapes[] = {
-    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
-
 template <std::size_t kCount>
 bool IsIn(const CodeRange (&ranges)[kCount], char32_t code) {
   return std::any_of(std::begin(ranges), std::end(ranges), [code](const CodeRange& range) {
@@ -43,80 +37,44 @@ bool IsIn(const CodeRange (&ranges)[kCount], char32_t code) {
   });
 }
 
-// The number of a well-formed sequence.
-char32_t CodeOf(std::string_view sequence) {
-  const auto first = static_cast<unsigned char>(sequence[0]);
-  if (sequence.size() == 1) return first;
-  auto code = static_cast<char32_t>(first & (0x7FU >> sequence.size()));
-  for (const char c : sequence.substr(1))
-    code = code << 6U | (static_cast<unsigned char>(c) & 0x3FU);
+// The character at that place, which moves past it; U+FFFD for a byte that is no UTF-8.
+char32_t TakeCharacter(std::string_view text, std::size_t& at) {
+  char32_t code = platform::kReplacementCharacter;
+  if (!platform::TakeUtf8(text, at, code)) ++at;
   return code;
 }
 
-// Takes one character off the text: its bytes and its cells. A byte that is no UTF-8 is one cell.
-std::pair<std::string_view, std::size_t> NextCharacter(std::string_view& text) {
-  const std::size_t length = std::max<std::size_t>(SequenceLength(text), 1);
-  const std::string_view one = text.substr(0, length);
-  text.remove_prefix(length);
-  if (static_cast<unsigned char>(one[0]) < 0x80 || length == 1) return {one, 1};
-  const char32_t code = CodeOf(one);
-  return {one, IsIn(kCombining, code) ? 0 : IsIn(kWide, code) ? 2 : 1};
+std::size_t CellsOf(char32_t code) {
+  if (code < 0x80) return 1;
+  return IsIn(kCombining, code) ? 0 : IsIn(kWide, code) ? 2 : 1;
 }
 
 // The bytes that fill at most so many cells.
 std::size_t BytesOf(std::string_view text, std::size_t cells) {
-  std::string_view rest = text;
   std::size_t bytes = 0;
-  while (!rest.empty()) {
-    const auto [one, width] = NextCharacter(rest);
+  for (std::size_t next = 0; next < text.size(); bytes = next) {
+    const std::size_t width = CellsOf(TakeCharacter(text, next));
     if (width > cells) break;
     cells -= width;
-    bytes += one.size();
   }
   return bytes;
 }
 
 }  // namespace
 
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  const std::size_t length = first < 0x80                    ? 1
-                             : first >= 0xC2 && first < 0xE0 ? 2
-                             : first >= 0xE0 && first < 0xF0 ? 3
-                             : first >= 0xF0 && first < 0xF5 ? 4
-                                                             : 0;
-  if (length == 0 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0U) != 0x80U) return 0;
-  if (length < 3) return length;
-  const bool overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
-  const bool surrogate = first == 0xED && byte(1) >= 0xA0;
-  const bool too_large = first == 0xF4 && byte(1) >= 0x90;
-  return overlong || surrogate || too_large ? 0 : length;
-}
-
 std::string PlainText(std::string_view text) {
   std::string plain;
   plain.reserve(text.size());
-  while (!text.empty()) {
-    const std::size_t length = SequenceLength(text);
-    const std::string_view one = text.substr(0, length == 0 ? 1 : length);
-    if (length == 0) {
-      plain += "\xEF\xBF\xBD";
-    } else if (IsIn(kUnprintable, CodeOf(one))) {
-      plain += ' ';
-    } else {
-      plain += one;
-    }
-    text.remove_prefix(one.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const char32_t code = TakeCharacter(text, at);
+    platform::AppendUtf8(plain, IsIn(kUnprintable, code) ? U' ' : code);
   }
   return plain;
 }
 
 std::size_t Width(std::string_view text) {
   std::size_t width = 0;
-  while (!text.empty()) width += NextCharacter(text).second;
+  for (std::size_t at = 0; at < text.size();) width += CellsOf(TakeCharacter(text, at));
   return width;
 }
 
@@ -152,11 +110,12 @@ std::vector<std::string> Wrapped(std::string text, std::size_t width, std::size_
 }
 
 std::string EscapeMarkup(std::string_view text) {
+  static constexpr std::string_view kSigns = "&<>\"'";
+  static constexpr const char* kEscapes[] = {"&amp;", "&lt;", "&gt;", "&quot;", "&#39;"};
   std::string out;
   for (const char c : PlainText(text)) {
-    const auto* const found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
-                                           [c](const Escape& escape) { return escape.sign == c; });
-    found == std::end(kEscapes) ? out += c : out += found->text;
+    const std::size_t sign = kSigns.find(c);
+    sign == kSigns.npos ? out += c : out += kEscapes[sign];
   }
   return out;
 }

@@ -9,10 +9,6 @@
 // Texts of people in UTF-8: what may be shown of them, and how many cells of a terminal they fill.
 namespace orvspc::render {
 
-// Length of the well-formed UTF-8 sequence at the start of text, 0 if there is none. text is not
-// empty.
-std::size_t SequenceLength(std::string_view text);
-
 // Names, comments and rule texts come out of files of others, so nothing of them may steer a
 // terminal, a pipe or a picture. A blank replaces each
 // - control character, also DEL and those of U+0080 to U+009F,

@@ -2,17 +2,28 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "dataset/SubgroupData.h"
 #include "host/render/core/Json.h"
-#include "host/render/core/Names.h"
 #include "host/render/core/Text.h"
+#include "platform/ItemKind.h"
 #include "select/DataSelect.h"
 
-// Subgroups as plain values, read once, so that pictures and documents need no cursor.
+// Subgroups as plain values, read once, so that pictures and documents need no cursor; the names
+// behind their identifiers, and settings as documents have them.
 namespace orvspc::render {
+
+using NameKind = ItemKind;
+// Name for an identifier; empty when it has none.
+using Names = std::function<std::string(NameKind, std::int32_t)>;
+// For people: the name, else "#12"; empty for identifier 0.
+std::string ShownName(const Names& names, NameKind kind, std::int32_t id);
+
+// "Ring / 2 processes / Diameter": what the selection names; empty when it names nothing.
+std::string SelectedText(const DataSelect* select, const Names& names);
 
 // What make() reads at each row of a cursor, from the first to the last.
 template <class Cursor, class Make>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/pareto/ParetoReading.h"
+#include "host/render/pareto/Pareto.h"
 
 #include <fmt/format.h>
 

@@ -7,7 +7,7 @@
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/pareto/ParetoView.h"
+#include "host/render/pareto/Pareto.h"
 
 namespace orvspc::render {
 

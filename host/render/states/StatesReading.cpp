@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/render/states/StatesReading.h"
+#include "host/render/states/States.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <tuple>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -16,82 +18,71 @@ namespace orvspc::render {
 
 namespace {
 
-// All times that the document knows of.
-std::vector<std::int64_t> TimesOf(const StatesDocument& document) {
+// The first and the last stamp of the range. Of an open range they are those of the first and the
+// last thing that the document knows of.
+std::pair<std::int64_t, std::int64_t> RangeOf(const StatesDocument& document) {
   std::vector<std::int64_t> times;
   for (const auto& row : document.log) times.push_back(row.time);
   for (const auto& event : document.events) times.push_back(event.time);
   for (const auto& subgroup : document.subgroups.rows) times.push_back(subgroup.stamp);
-  return times;
+  if (times.empty()) times.push_back(0);
+  const auto [first, last] = std::minmax_element(times.begin(), times.end());
+  const double start = document.select->DateRangeStart(), end = document.select->DateRangeEnd();
+  return {IsGiven(start) ? platform::DateToTimeStamp(start) : *first,
+          IsGiven(end) ? platform::DateToTimeStamp(end) : *last};
 }
 
-std::int64_t EndOf(const StatesDocument& document) {
-  if (IsGiven(document.select->DateRangeEnd()))
-    return platform::DateToTimeStamp(document.select->DateRangeEnd());
-  const auto times = TimesOf(document);
-  return times.empty() ? 0 : *std::max_element(times.begin(), times.end());
+std::string TextOf(const EventRow& event, const Names& names) {
+  std::string text = EventTypeWord(event.type);
+  if (!event.name.empty()) text += ": " + PlainText(event.name);
+  if (event.acc != 0) text += "; ACC: " + ShownName(names, NameKind::AccCode, event.acc);
+  if (event.cac != 0) text += "; CAC: " + ShownName(names, NameKind::CacCode, event.cac);
+  if (event.flag != 0) text += "; " + OpenText(event.flag);
+  return text;
 }
 
-// A lane for each process that something is known of, by name; things of no process come last.
-class Lanes {
- public:
-  // cuts: of the log, by process.
-  Lanes(const Names& names, std::int64_t end, const std::map<std::int32_t, std::int64_t>& cuts)
-      : names_(names), end_(end), cuts_(cuts) {}
-
-  void Add(const StateRow& row, std::int64_t start) {
-    auto& stays = LaneOf(row.prcs).stays;
-    if (!stays.empty()) stays.back().end = std::max(row.time, stays.back().start);
-    stays.push_back({std::max(row.time, start), EndOf(row.prcs), row.type, PlainText(row.name)});
-  }
-  void Add(const EventRow& event) {
-    std::string text = EventTypeWord(event.type);
-    if (!event.name.empty()) text += ": " + PlainText(event.name);
-    if (event.acc != 0) text += "; ACC: " + ShownName(names_, NameKind::AccCode, event.acc);
-    if (event.cac != 0) text += "; CAC: " + ShownName(names_, NameKind::CacCode, event.cac);
-    if (event.flag != 0) text += "; " + OpenText(event.flag);
-    LaneOf(event.prcs).events.push_back({event.time, event.type, event.flag != 0, text});
-  }
-  void Add(const SubgroupRow& subgroup) {
-    LaneOf(subgroup.prcs).subgroups.push_back(subgroup.stamp);
-  }
-
-  std::vector<Lane> Take() {
-    std::vector<Lane> lanes;
-    for (auto& [prcs, lane] : lanes_) {
-      std::sort(lane.subgroups.begin(), lane.subgroups.end());
-      lanes.push_back(std::move(lane));
-    }
-    std::stable_sort(lanes.begin(), lanes.end(), [](const Lane& a, const Lane& b) {
-      return a.is_process != b.is_process ? a.is_process : a.process < b.process;
-    });
-    return lanes;
-  }
-
- private:
-  // Until when the states of a process are known.
-  std::int64_t EndOf(std::int32_t prcs) const {
-    std::int64_t end = end_;
+// A lane for each process that something is known of, by name; what belongs to none comes last.
+std::vector<Lane> LanesOf(const StatesDocument& document, const Names& names, std::int64_t start,
+                          std::int64_t end) {
+  std::map<std::int32_t, Lane> by_process;
+  const auto lane_of = [&](std::int32_t prcs) -> Lane& {
+    const auto [found, is_new] = by_process.try_emplace(prcs);
+    Lane& lane = found->second;
+    if (is_new)
+      lane.process = prcs == 0 ? "(no process)" : ShownName(names, NameKind::Process, prcs);
+    lane.is_process = prcs != 0;
+    return lane;
+  };
+  const auto known_until = [&](std::int32_t prcs) {
+    std::int64_t until = end;
     for (const std::int32_t whose : {prcs, 0})
-      if (const auto cut = cuts_.find(whose); cut != cuts_.end()) end = std::min(end, cut->second);
-    return end;
+      if (const auto cut = document.cuts.find(whose); cut != document.cuts.end())
+        until = std::min(until, cut->second);
+    return until;
+  };
+  // Records of before the range tell the state at its start.
+  for (const auto& row : document.log) {
+    auto& stays = lane_of(row.prcs).stays;
+    if (!stays.empty()) stays.back().end = std::max(row.time, stays.back().start);
+    stays.push_back(
+        {std::max(row.time, start), known_until(row.prcs), row.type, PlainText(row.name)});
   }
-
-  Lane& LaneOf(std::int32_t prcs) {
-    auto [found, is_new] = lanes_.try_emplace(prcs);
-    if (is_new) {
-      found->second.is_process = prcs != 0;
-      found->second.process =
-          prcs == 0 ? "(no process)" : ShownName(names_, NameKind::Process, prcs);
-    }
-    return found->second;
+  for (const auto& event : document.events)
+    lane_of(event.prcs)
+        .events.push_back({event.time, event.type, event.flag != 0, TextOf(event, names)});
+  for (const auto& subgroup : document.subgroups.rows)
+    lane_of(subgroup.prcs).subgroups.push_back(subgroup.stamp);
+  std::vector<Lane> lanes;
+  for (auto& [prcs, lane] : by_process) {
+    std::sort(lane.subgroups.begin(), lane.subgroups.end());
+    std::erase_if(lane.stays, [](const Stay& stay) { return stay.end <= stay.start; });
+    lanes.push_back(std::move(lane));
   }
-
-  const Names& names_;
-  std::int64_t end_;
-  const std::map<std::int32_t, std::int64_t>& cuts_;
-  std::map<std::int32_t, Lane> lanes_;
-};
+  std::stable_sort(lanes.begin(), lanes.end(), [](const Lane& a, const Lane& b) {
+    return a.is_process != b.is_process ? a.is_process : a.process < b.process;
+  });
+  return lanes;
+}
 
 }  // namespace
 
@@ -99,13 +90,6 @@ bool IsGiven(double date) {
   const std::int32_t stamp = platform::DateToTimeStamp(date);
   return stamp != std::numeric_limits<std::int32_t>::min() &&
          stamp != std::numeric_limits<std::int32_t>::max();
-}
-
-std::vector<StateRow> ReadStateLog(platform::PrcsStateLog& log) {
-  return ReadRows(log, [&] {
-    return StateRow{log.Process(), log.StateID(), log.StateType(), log.StateName(),
-                    platform::DateToTimeStamp(log.Time())};
-  });
 }
 
 std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
@@ -119,7 +103,10 @@ std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Dat
   std::vector<StateRow> rows;
   if (log->Read(database, 0)) {
     document.has_log = true;
-    rows = ReadStateLog(*log);
+    rows = ReadRows(*log, [&] {
+      return StateRow{log->Process(), log->StateID(), log->StateType(), log->StateName(),
+                      platform::DateToTimeStamp(log->Time())};
+    });
   }
   const std::int64_t end = platform::DateToTimeStamp(document.select->DateRangeEnd());
   std::erase_if(rows, [end](const StateRow& row) { return row.time > end; });
@@ -135,13 +122,6 @@ std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Dat
 void SortLog(StatesDocument& document) {
   std::stable_sort(document.log.begin(), document.log.end(),
                    [](const StateRow& a, const StateRow& b) { return a.time < b.time; });
-}
-
-std::int64_t StartOf(const StatesDocument& document) {
-  if (IsGiven(document.select->DateRangeStart()))
-    return platform::DateToTimeStamp(document.select->DateRangeStart());
-  const auto times = TimesOf(document);
-  return times.empty() ? 0 : *std::min_element(times.begin(), times.end());
 }
 
 std::string StatesJson(const StatesDocument& document, const Names& names) {
@@ -164,24 +144,17 @@ std::string StatesJson(const StatesDocument& document, const Names& names) {
 
 StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   StatesView view;
-  view.start = StartOf(document);
-  view.end = std::max(EndOf(document), view.start + 60);
-  Lanes lanes(names, view.end, document.cuts);
-  // Records of before the range tell the state at its start.
-  for (const auto& row : document.log) lanes.Add(row, view.start);
-  for (const auto& event : document.events) lanes.Add(event);
-  for (const auto& subgroup : document.subgroups.rows) lanes.Add(subgroup);
-  view.lanes = lanes.Take();
-  for (auto& lane : view.lanes)
-    std::erase_if(lane.stays, [](const Stay& stay) { return stay.end <= stay.start; });
+  std::tie(view.start, view.end) = RangeOf(document);
+  view.end = std::max(view.end, view.start + 60);
+  view.lanes = LanesOf(document, names, view.start, view.end);
   view.title = "Process states";
   const auto processes = std::count_if(view.lanes.begin(), view.lanes.end(),
                                        [](const Lane& lane) { return lane.is_process; });
   if (!view.Empty())
-    view.subtitle =
-        fmt::format("{} to {} UTC, {} {}, {} events, {} subgroups", IsoTime(view.start),
-                    IsoTime(view.end), processes, processes == 1 ? "process" : "processes",
-                    document.events.size(), document.subgroups.rows.size());
+    view.subtitle = fmt::format(
+        "{} to {} UTC, {}, {} events, {} subgroups", IsoTime(view.start), IsoTime(view.end),
+        Counted(static_cast<std::size_t>(processes), "process", "processes"),
+        document.events.size(), document.subgroups.rows.size());
   if (!document.events.empty()) view.events = EventsTable(document.events, names);
   view.notes = PlainNotes(document.notes);
   return view;

@@ -9,7 +9,7 @@
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Scene.h"
 #include "host/render/events/Events.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/states/States.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
@@ -17,15 +17,19 @@ namespace orvspc::render {
 namespace {
 
 constexpr double kLeft = 150.0, kRight = 984.0;
-constexpr double kBar = 24.0;       // height of a lane's bar
-constexpr double kLevel = 11.0;     // of a row of event symbols
-constexpr double kOutlined = 2.0;   // least width of a bar with an outline
-constexpr std::size_t kLevels = 3;  // rows of symbols at most
+constexpr double kBar = 24.0;      // height of a lane's bar
+constexpr double kLevel = 11.0;    // of a row of event symbols
+constexpr double kOutlined = 2.0;  // least width of a bar with an outline
+constexpr int kLevels = 3;         // rows of symbols at most
 
 std::string Duration(std::int64_t seconds) {
   const std::int64_t minutes = (seconds + 30) / 60;
   if (minutes < 60) return std::to_string(minutes) + " min";
   return fmt::format("{} h {} min", minutes / 60, minutes % 60);
+}
+
+SymbolShape Symbol(std::int32_t type, bool open, double x, double y, const std::string& tip = {}) {
+  return {{open ? "pu" : "p", type - 1, true, 3.6}, x, y, tip};
 }
 
 class Picture {
@@ -54,14 +58,13 @@ class Picture {
   }
 
   // For each event its row above the bar, 0 the lowest; those beyond the last share it.
-  std::vector<std::size_t> Levels(const Lane& lane) const {
-    std::vector<std::size_t> levels;
-    std::vector<double> ends(kLevels, -1e9);
+  std::vector<int> Levels(const Lane& lane) const {
+    std::vector<int> levels;
+    double ends[kLevels] = {-1e9, -1e9, -1e9};
     for (const auto& event : lane.events) {
-      const double x = X(event.time);
-      std::size_t level = 0;
-      while (level + 1 < kLevels && ends[level] > x - 9.0) ++level;
-      ends[level] = x;
+      int level = 0;
+      while (level + 1 < kLevels && ends[level] > X(event.time) - 9.0) ++level;
+      ends[level] = X(event.time);
       levels.push_back(level);
     }
     return levels;
@@ -70,9 +73,8 @@ class Picture {
   // Returns where the next lane begins.
   double DrawLane(const Lane& lane, double y) {
     const auto levels = Levels(lane);
-    std::size_t rows = 0;
-    for (const std::size_t level : levels) rows = std::max(rows, level + 1);
-    const double bar = y + 6.0 + kLevel * static_cast<double>(rows);
+    const double highest = levels.empty() ? -1.0 : *std::max_element(levels.begin(), levels.end());
+    const double bar = y + 6.0 + kLevel * (highest + 1.0);
     if (lane.is_process) scene_.Rectangle(kLeft, bar, kRight - kLeft, kBar, "lane");
     scene_.Text(kLeft - 8, bar + kBar / 2 + 4, "t", Anchor::End,
                 FittingText(lane.process, (kLeft - 22.0) * 0.85));
@@ -83,10 +85,8 @@ class Picture {
     for (std::size_t i = 0; i < lane.events.size(); ++i) {
       const auto& event = lane.events[i];
       if (event.time < view_.start || event.time > view_.end) continue;
-      scene_.Add(SymbolShape{{event.open ? "pu" : "p", event.type - 1, true, 3.6},
-                             X(event.time),
-                             bar - 6.0 - kLevel * static_cast<double>(levels[i]),
-                             IsoTime(event.time) + "  " + event.text});
+      scene_.Add(Symbol(event.type, event.open, X(event.time), bar - 6.0 - kLevel * levels[i],
+                        IsoTime(event.time) + "  " + event.text));
     }
     return bar + kBar + 12.0;
   }
@@ -156,8 +156,7 @@ class Picture {
       entry(EventTypeWord(key.first) + (key.second ? ", open" : "") + " (" + std::to_string(count) +
                 ")",
             [&, each = key](double at, double line) {
-              scene_.Add(SymbolShape{
-                  {each.second ? "pu" : "p", each.first - 1, true, 3.6}, at + 8, line - 4, {}});
+              scene_.Add(Symbol(each.first, each.second, at + 8, line - 4));
             });
     if (subgroups)
       entry("a subgroup",

@@ -7,7 +7,7 @@
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
-#include "host/render/states/StatesView.h"
+#include "host/render/states/States.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::render {
@@ -25,6 +25,15 @@ constexpr StateLook kLooks[] = {
     {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m", "s7", 1.0},
 };
 constexpr StateLook kOtherLook = {-1, nullptr, '?', nullptr, "s0", 0.45};
+
+Table TotalsTable(const StatesView& view) {
+  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
+  for (const auto& total : StateTotals(view))
+    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
+                          std::to_string(total.stays), Fixed(total.hours, 2),
+                          Fixed(total.percent, 1)});
+  return table;
+}
 
 // A character for each stretch of time.
 class Lines {
@@ -45,11 +54,8 @@ class Lines {
       for (const auto& lane : view_.lanes) DrawLane(lane);
       Axis();
       Legend();
-      Totals();
-      if (!view_.events.rows.empty()) {
-        out_.Blank();
-        out_.Write(view_.events);
-      }
+      Block(TotalsTable(view_));
+      Block(view_.events);
     }
     out_.Notes(view_);
     return out_.Take();
@@ -140,11 +146,10 @@ class Lines {
     out_.Line(text, 0);
   }
 
-  void Totals() {
-    const Table totals = TotalsTable(view_);
-    if (totals.rows.empty()) return;
+  void Block(const Table& table) {
+    if (table.rows.empty()) return;
     out_.Blank();
-    out_.Write(totals);
+    out_.Write(table);
   }
 
   static constexpr std::size_t kMaxLabel = 24;
@@ -173,30 +178,21 @@ std::vector<StateTotal> StateTotals(const StatesView& view) {
     std::map<std::pair<std::int32_t, std::string>, StateTotal> states;
     double known = 0.0;
     for (const auto& stay : lane.stays) {
-      auto& total = states[{stay.type, stay.state}];
+      auto& total =
+          states
+              .try_emplace({stay.type, stay.state}, StateTotal{lane.process, stay.state, stay.type})
+              .first->second;
       const double hours = static_cast<double>(stay.end - stay.start) / 3600.0;
       total.hours += hours;
       known += hours;
       ++total.stays;
     }
     for (auto& [key, total] : states) {
-      total.process = lane.process;
-      total.type = key.first;
-      total.state = key.second;
       total.percent = known > 0.0 ? 100.0 * total.hours / known : 0.0;
       totals.push_back(total);
     }
   }
   return totals;
-}
-
-Table TotalsTable(const StatesView& view) {
-  Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
-  for (const auto& total : StateTotals(view))
-    table.rows.push_back({total.process, total.state, StateTypeWord(total.type),
-                          std::to_string(total.stays), Fixed(total.hours, 2),
-                          Fixed(total.percent, 1)});
-  return table;
 }
 
 std::string RenderStatesText(const StatesView& view, const TextOptions& options) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/statistics/NearlyEqual.h"
+#include "engine/statistics/CapabilityIndices.h"
 #include "tests/engine/capability/capability_fixture.h"
 #include "tests/engine/store/store_fixture.h"
 

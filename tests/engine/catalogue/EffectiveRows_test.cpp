@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/catalogue/EffectiveRows.h"
+#include "engine/catalogue/limits.h"
 
 #include <gtest/gtest.h>
 

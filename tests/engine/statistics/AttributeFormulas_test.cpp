@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/statistics/AttributeFormulas.h"
+#include "engine/statistics/ChartFormulas.h"
 
 #include <gtest/gtest.h>
 

@@ -9,9 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/statistics/IntervalCounter.h"
+#include "engine/statistics/Histogram.h"
 #include "engine/statistics/Moments.h"
-#include "engine/statistics/Spread.h"
 
 namespace orvspc::engine::statistics {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/statistics/ChiSquare.h"
+#include "engine/statistics/HypothesisTests.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "engine/statistics/Anova.h"
 #include "engine/statistics/Histogram.h"
-#include "engine/statistics/IntervalCounter.h"
 #include "engine/statistics/Moments.h"
 #include "tests/certified/nist_univariate.h"
 

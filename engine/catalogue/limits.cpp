@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/catalogue/SpecLimits.h"
-
-#include <algorithm>
-#include <cstdint>
+#include "engine/catalogue/limits.h"
 
 #include "platform/Enumerations.h"
 

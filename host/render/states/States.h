@@ -3,15 +3,53 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/render/core/Scene.h"
-#include "host/render/core/Text.h"
+#include "host/render/events/Events.h"
+#include "platform/PrcsStateLog.h"
 
-// The states of processes along time, with events and subgroups, as a plain model that pictures are
-// drawn from.
+// States of processes along time, with events and subgroups: what an analysis gives, read once into
+// plain values, and how it is shown.
 namespace orvspc::render {
+
+struct StateRow {
+  std::int32_t prcs = 0, state = 0, type = 0;
+  std::string name;
+  std::int64_t time = 0;
+};
+
+struct StatesDocument {
+  std::shared_ptr<DataSelect> select;  // with the range that was really used
+  bool has_log = false;                // false: there is no record at all
+  std::vector<StateRow> log;           // by time, from the states in force at the start
+  // Where more records follow in the range than were read: the time of the last one read, up to
+  // which the states are known. By process; 0: of every process.
+  std::map<std::int32_t, std::int64_t> cuts;
+  std::vector<EventRow> events;
+  SubgroupsRead subgroups;
+  std::vector<Note> notes;
+};
+
+// As many records of a log as are read at once.
+inline constexpr std::size_t kLogRecords = 10000;
+
+// Adds the log of one process in the range of document.select, from the platform in force.
+//
+// before   the state in force at the start of the range; null where it is not known
+// Returns  how many records lie in the range; with kLogRecords there may be more
+std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Database>& database,
+                   std::int32_t process, const StateRow* before);
+// Once all logs are added: by time.
+void SortLog(StatesDocument& document);
+
+// Whether a date bounds a range; those at the two ends of time stand for none.
+bool IsGiven(double date);
+
+std::string StatesJson(const StatesDocument& document, const Names& names);
 
 // A process stays in a state from start to end, stamps.
 struct Stay {
@@ -42,6 +80,7 @@ struct StatesView : View {
 
   bool Empty() const { return lanes.empty(); }
 };
+StatesView MakeStatesView(const StatesDocument& document, const Names& names);
 
 // How a type of state is shown. In pictures it differs from the others in colour and, for readers
 // without colours, in the height or the hatching of its bar.
@@ -67,7 +106,6 @@ struct StateTotal {
   double percent = 0.0;  // of the time whose state is known
 };
 std::vector<StateTotal> StateTotals(const StatesView& view);
-Table TotalsTable(const StatesView& view);
 
 // embedded: for use inside a page, without title line and notes.
 Scene StatesScene(const StatesView& view, bool embedded = false);

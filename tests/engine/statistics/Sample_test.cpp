@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/statistics/SampleQuantiles.h"
+#include "engine/statistics/Sample.h"
 
 #include <gtest/gtest.h>
 

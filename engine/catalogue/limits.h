@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/CapabilityRecords.h"
+#include "platform/ChartRecords.h"
+#include "platform/NaN.h"
+
+// Rows of limits and rules as the quality database stores them, and what every analysis asks of
+// them: which is effective at a time, its specification limits as numbers, its rate.
+namespace orvspc::engine::catalogue {
+
+// --- Rows ----------------------------------------------------------------------------------------
+// Specification limits, opportunities and net contents are handed out in the form that the library
+// reads.
+
+struct ControlLimit {
+  API_CCCtrlLim row;
+  std::int32_t chart_word = 0;  // of the chart that it was calculated from, 0 if unknown
+};
+
+// Bits of the flags of a row of net contents.
+enum NetContentFlag : std::int32_t {
+  nclMavL = 1,
+  nclMavLp = 2,
+  nclMavU = 16,
+  nclMavUp = 32,
+  nclT1L = 256,
+  nclT1Lp = 512,
+  nclT2L = 1024,
+  nclT2Lp = 2048,
+  nclT1U = 4096,
+  nclT1Up = 8192,
+  nclT2U = 16384,
+  nclT2Up = 32768,
+};
+
+struct StoredRule {
+  std::int32_t number = 0, priority = 0;
+  std::string kind;  // limit zone within outside trend alternate red yellow2
+  std::int32_t k = 0, m = 0;
+  double zone = 0.0;
+  std::string side;  // same either both upper lower
+  std::string text;
+};
+
+// From when on a row is effective.
+inline std::int32_t EffectiveTime(const API_CCSpecLim& row) { return row.Word20; }
+inline std::int32_t EffectiveTime(const ControlLimit& limit) { return limit.row.F_EFTM; }
+inline std::int32_t EffectiveTime(const API_CCDefOpp& row) { return row.Word24; }
+inline std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]; }
+
+// --- The row that is effective at a time ---------------------------------------------------------
+// A Row is anything with an EffectiveTime(row); rows ascend by it.
+
+// The newest row that is effective at a time; null when none is yet.
+template <class Row>
+const Row* EffectiveAt(std::span<const Row> rows, std::int32_t time) {
+  const auto behind = std::partition_point(
+      rows.begin(), rows.end(), [&](const Row& row) { return EffectiveTime(row) <= time; });
+  return behind == rows.begin() ? nullptr : &*(behind - 1);
+}
+
+template <class Row>
+const Row* EffectiveAt(const std::vector<Row>& rows, std::int32_t time) {
+  return EffectiveAt(std::span<const Row>(rows), time);
+}
+// The answer would point into rows that are gone.
+template <class Row>
+const Row* EffectiveAt(std::vector<Row>&& rows, std::int32_t time) = delete;
+
+inline constexpr std::int32_t kNoRow = -1;
+
+// The same for many times in a row. It starts at its last answer, since neighbouring subgroups
+// mostly share their row.
+template <class Row>
+class EffectiveRows {
+ public:
+  explicit EffectiveRows(std::span<const Row> rows) : rows_(rows) {}
+
+  // The place of the row among the rows; kNoRow when none is effective yet.
+  std::int32_t PlaceAt(std::int32_t time) {
+    while (place_ >= 0 && TimeOf(place_) > time) --place_;
+    while (place_ + 1 < std::ssize(rows_) && TimeOf(place_ + 1) <= time) ++place_;
+    return place_;
+  }
+  // Null when none is effective yet.
+  const Row* At(std::int32_t time) {
+    const auto place = PlaceAt(time);
+    return place == kNoRow ? nullptr : &rows_[static_cast<std::size_t>(place)];
+  }
+
+ private:
+  std::int32_t TimeOf(std::int32_t place) const {
+    return EffectiveTime(rows_[static_cast<std::size_t>(place)]);
+  }
+
+  std::span<const Row> rows_;
+  std::int32_t place_ = kNoRow;
+};
+
+// --- Specification limits ------------------------------------------------------------------------
+
+// Specification limits as numbers; NaN for one that is not set.
+struct SpecLimits {
+  double usl = platform::kNaN, target = platform::kNaN, lsl = platform::kNaN;
+
+  std::optional<double> Upper() const { return Given(usl); }
+  std::optional<double> Target() const { return Given(target); }
+  std::optional<double> Lower() const { return Given(lsl); }
+  // NaN compares as neither, so that a limit that is not set finds no value outside.
+  bool HasOutside(double value) const { return value > usl || value < lsl; }
+
+ private:
+  static std::optional<double> Given(double limit) {
+    return std::isnan(limit) ? std::nullopt : std::optional(limit);
+  }
+};
+
+// A limit is set if its flag is and its value is finite.
+SpecLimits SpecLimitsOf(const API_CCSpecLim& row);
+SpecLimits SpecLimitsOf(const API_CASpecLim8& record);
+
+// Whether rows of limits say the same. NaN: a limit that is not set.
+//
+// WidthOf  from the lowest to the highest; the size of a single limit; 0 of none
+// Agree    both are not set, or they differ by at most 1e-9 of the width
+double WidthOf(std::span<const double> limits);
+bool Agree(double a, double b, double width);
+// All of them, place by place. Both spans have the same length.
+bool Agree(std::span<const double> a, std::span<const double> b, double width);
+// Upper and lower limits, by the wider of the two widths.
+bool Agree(const SpecLimits& a, const SpecLimits& b);
+
+// --- Rates of counts -----------------------------------------------------------------------------
+
+// What the mean of a row of control limits stands for on a chart of counts.
+enum class RateKind { None, Share, PerUnit, PerOpportunity };
+
+// Of the chart in the first place of a chart word; None for a chart of values or no chart.
+constexpr RateKind RateKindOf(std::int32_t chart_word) {
+  switch ((chart_word >> 8) & 15) {
+    case 0x8:  // defective units in a thousand
+    case 0xA:  // in a million
+    case 0xC:  // their number
+    case 0xD:  // their share
+      return RateKind::Share;
+    case 0x9:  // defects in a thousand opportunities
+    case 0xB:  // in a million
+      return RateKind::PerOpportunity;
+    case 0xE:  // defects
+    case 0xF:  // defects a unit
+      return RateKind::PerUnit;
+    default:
+      return RateKind::None;
+  }
+}
+
+// Nothing but a finite figure from 0 on is a rate, and a share is not above 1.
+inline bool IsRate(RateKind kind, double mean) {
+  return std::isfinite(mean) && mean >= 0.0 && !(kind == RateKind::Share && mean > 1.0);
+}
+
+}  // namespace orvspc::engine::catalogue

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "capability/CAResults.h"
+#include "host/render/core/Json.h"
+#include "host/render/core/Scene.h"
+#include "host/render/data/DataReading.h"
+
+// A capability analysis: what its result gives, read once into plain values, and how it is shown.
+namespace orvspc::render {
+
+struct FigureRead {
+  std::string_view name;  // "CPs.Cp": the record and the figure
+  double value;           // NaN: not known, or not defined on these data
+  double held;            // what the record holds in its place, whether known or not
+};
+
+struct HistogramBar {
+  double low = 0.0, high = 0.0, count = 0.0;
+  double expected = 0.0;  // pieces by the fitted curve; NaN: not known
+  double foot = 0.0;      // where the bar begins
+};
+
+struct CapabilityRead {
+  std::shared_ptr<CAProcessing> processing;  // null in a result that was stored without
+  std::shared_ptr<DataSelect> select;
+  std::vector<FigureRead> figures;  // in the order of documents
+  std::int32_t johnson_curve_type = 0;
+  std::vector<HistogramBar> bins;
+  std::vector<double> curve_x, curve_y;
+
+  // NaN for a figure that is not known; the name must be one of capability_figures.h.
+  double Figure(std::string_view name) const;
+  // What the record holds, also where the operation of the figure denies it.
+  double Held(std::string_view name) const;
+  bool Empty() const { return !(Figure("Summary.PieceCount") > 0.0); }
+};
+
+// A figure is not known when its operation says so, not defined when what it is divided by is 0 or
+// when it is beyond the largest number. Short-term sigma is known as far as fit says.
+// The pieces that a bin is expected to hold come from fit. Without it (null: a stored result) they
+// follow from mean and long-term deviation; of a Johnson curve, whose parameters no result has,
+// they are then not known.
+CapabilityRead ReadCapability(CAResults& results, const CapabilityReport* fit = nullptr);
+
+struct CapabilityDocument {
+  CapabilityRead capability;
+  std::optional<CapabilityReport> fit;
+  std::vector<Note> notes;
+};
+
+// The document of a capability result; docs/how-to/json.md lists every key.
+std::string CapabilityJson(const CapabilityDocument& document);
+
+// Members of an open object.
+void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing);
+
+// A value of the horizontal axis.
+struct ValueMark {
+  double at = 0.0;
+  std::string text;  // "USL 74.05"
+};
+
+// What is drawn: plain values and finished texts, which are as PlainText leaves them.
+struct CapabilityView : View {
+  std::string axis;  // what the horizontal axis shows
+  std::vector<HistogramBar> bars;
+  std::vector<std::pair<double, double>> curve;  // expected pieces at a value
+  std::vector<ValueMark> limits;                 // of specification and of net content
+  std::vector<ValueMark> targets;                // the target and the stated content
+  double mean = 0.0, sigma = 0.0;                // NaN: not known; long-term
+  int decimals = 4;                              // of a value
+  std::vector<Table> tables;
+
+  bool Empty() const { return bars.empty(); }
+};
+CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names);
+
+// The range of values that the picture shows: the bins, and limits and target as long as they leave
+// the bins at least two fifths of the width.
+Range ValueRange(const CapabilityView& view);
+
+// The most pieces that a bar or the curve shows, at least 1.
+double MostPieces(const CapabilityView& view);
+
+// The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
+// that stand beside it. embedded: for use inside a page, without title lines and notes.
+Scene CapabilityScene(const CapabilityView& view, bool embedded = false);
+inline std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false) {
+  return WriteSvg(CapabilityScene(view, embedded));
+}
+std::string RenderCapabilityHtml(const CapabilityView& view);
+// The histogram as bars, one line a bin, with the fitted curve as a sign in each line and limits,
+// target and mean at the bins that hold them; then the tables.
+std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& options = {});
+
+}  // namespace orvspc::render
