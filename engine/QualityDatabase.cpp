@@ -11,7 +11,7 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StateLog.h"
+#include "engine/store/logs.h"
 #include "engine/store/occurrences.h"
 #include "engine/time/calendar.h"
 #include "platform/TimeText.h"

@@ -5,7 +5,7 @@
 
 #include "engine/RowTable.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StateLog.h"
+#include "engine/store/logs.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeStamp.h"
 

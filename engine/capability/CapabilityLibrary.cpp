@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "engine/capability/CapabilityRun.h"
-#include "engine/store/LatestReports.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::capability {

@@ -9,7 +9,6 @@
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
-#include "engine/store/LatestReports.h"
 #include "engine/store/Store.h"
 #include "engine/store/large_data.h"
 

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "engine/compliance/ComplianceRun.h"
-#include "engine/store/LatestReports.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::compliance {

@@ -5,8 +5,8 @@
 #include <set>
 #include <utility>
 
-#include "engine/store/StateLog.h"
 #include "engine/store/conditions.h"
+#include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 

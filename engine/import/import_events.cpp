@@ -30,9 +30,8 @@ using At = PlaceIn<kEventColumns>;
 
 std::optional<std::int32_t> StampFrom(const ImportTable& table, std::size_t column,
                                       std::int32_t earliest) {
-  if (table.Cell(column).empty()) return std::nullopt;
-  const auto stamp = table.Stamp(column);
-  if (stamp < earliest) table.Refuse(column, "lies before the time of the event");
+  const auto stamp = table.OptionalStamp(column);
+  if (stamp && *stamp < earliest) table.Refuse(column, "lies before the time of the event");
   return stamp;
 }
 

@@ -56,7 +56,7 @@ std::array<std::int32_t, 3> ImportFile::Version(std::size_t part, std::size_t te
                                                 std::size_t effective, Reference process) {
   const std::array version{Item(part, catalogue::ItemKind::Part),
                            Item(test, catalogue::ItemKind::Test),
-                           table.Stamp(effective, time::kNoStamp)};
+                           table.OptionalStamp(effective).value_or(time::kNoStamp)};
   const auto of = static_cast<std::int32_t>(process.id);
   if (!versions.insert({version[0], version[1], version[2], of}).second) {
     table.Refuse(test, "the file has a line for the same time already");

@@ -161,8 +161,8 @@ void TakeControlLimits(ImportFile& file) {
     sigmas[i] = table.OptionalNumber(AtControl("sp") + i).value_or(0.0);
     if (sigmas[i] < 0.0) table.Refuse(AtControl("sp") + i, "a standard deviation is not below 0");
   }
-  const auto start = table.Stamp(AtControl("start"), 0);
-  const auto finish = table.Stamp(AtControl("finish"), 0);
+  const auto start = table.OptionalStamp(AtControl("start")).value_or(0);
+  const auto finish = table.OptionalStamp(AtControl("finish")).value_or(0);
   if (start != 0 && finish != 0 && start > finish) {
     table.Refuse(AtControl("start"), "must not lie after finish");
   }

@@ -28,11 +28,6 @@ constexpr std::int32_t kMaxWindow = 1000;
 
 using Rules = std::map<std::int32_t, store::StoredRule>;
 
-bool SameParameters(const store::StoredRule& a, const store::StoredRule& b) {
-  return a.priority == b.priority && a.kind == b.kind && a.k == b.k && a.m == b.m &&
-         a.zone == b.zone && a.side == b.side && a.text == b.text;
-}
-
 Rules ReadRules(sql::Connection& db) {
   Rules rules;
   sql::Query query(db, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
@@ -100,7 +95,7 @@ void TakeRule(ImportFile& file, Rules& rules) {
   if (const auto known = rules.find(number); known != rules.end()) {
     auto rule = known->second;
     ReadGiven(file.table, rule);
-    if (!SameParameters(rule, known->second)) {
+    if (rule != known->second) {
       file.table.Refuse(At("number"),
                         "the number stands for a rule with other parameters; take a free one");
     }

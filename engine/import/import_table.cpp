@@ -143,8 +143,8 @@ std::int32_t ImportTable::Stamp(std::size_t column) const {
   return static_cast<std::int32_t>(*stamp);
 }
 
-std::int32_t ImportTable::Stamp(std::size_t column, std::int32_t fallback) const {
-  return Cell(column).empty() ? fallback : Stamp(column);
+std::optional<std::int32_t> ImportTable::OptionalStamp(std::size_t column) const {
+  return Cell(column).empty() ? std::nullopt : std::optional(Stamp(column));
 }
 
 std::size_t ImportTable::WordOf(std::size_t column, std::span<const std::string_view> words) const {

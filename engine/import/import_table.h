@@ -65,7 +65,7 @@ class ImportTable {
   std::int32_t Whole(std::size_t column, std::int32_t lowest, std::int32_t highest,
                      std::int32_t fallback) const;
   std::int32_t Stamp(std::size_t column) const;
-  std::int32_t Stamp(std::size_t column, std::int32_t fallback) const;
+  std::optional<std::int32_t> OptionalStamp(std::size_t column) const;
 
   // One of the words, in any case: its place in the list.
   std::size_t WordOf(std::size_t column, std::span<const std::string_view> words) const;

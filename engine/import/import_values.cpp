@@ -70,25 +70,18 @@ struct CellMemo {
 
 class ValuesImport {
  public:
-  explicit ValuesImport(ImportFile& file)
-      : file_(file), db_(file.db), table_(file.table), writer_(file, batch_) {
-    Prepare();
-  }
+  explicit ValuesImport(ImportFile& file);
 
   void TakeLine();
-  void Finish() {
-    Flush();
-    SettleTestTypes();
-  }
+  // Settles the types of tests.
+  void Finish();
 
  private:
-  void Prepare();
   bool SameSubgroupAsBefore() const;
   void FindMeasurement();
   std::size_t FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time);
   std::int64_t StreamOf(std::int32_t part, std::int32_t process, std::int32_t test);
   bool IsVariable();
-  std::int32_t GivenType() const;
   void TakeVariable(OpenMeasurement& open);
   void TakeAttribute(OpenMeasurement& open);
   store::RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
@@ -99,9 +92,7 @@ class ValuesImport {
   double SizeCell() const;
   std::int32_t FlagCell() const;
   std::int32_t DescriptorId(std::size_t extra, std::string_view name);
-
   void Flush();
-  void SettleTestTypes();
 
   ImportFile& file_;
   sql::Connection& db_;
@@ -122,7 +113,8 @@ class ValuesImport {
   std::map<std::pair<std::size_t, std::string>, std::int32_t> descriptors_;
 };
 
-void ValuesImport::Prepare() {
+ValuesImport::ValuesImport(ImportFile& file)
+    : file_(file), db_(file.db), table_(file.table), writer_(file, batch_) {
   const bool has_value = table_.Has(At("value"));
   if (has_value == table_.Has(At("count"))) {
     table_.Reader().Refuse(has_value ? "count" : "value", "",
@@ -177,13 +169,12 @@ void ValuesImport::FindMeasurement() {
   const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
   const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
   if (is_new) {
-    if (batch_.open_count == batch_.open.size())
-      batch_.open.push_back(std::make_unique<OpenMeasurement>());
-    batch_.open[batch_.open_count]->Start(subgroup, StreamOf(part, process, test), test,
-                                          table_.Reader().Line());
+    if (batch_.open_count == batch_.open.size()) batch_.open.emplace_back();
+    batch_.open[batch_.open_count].Start(subgroup, StreamOf(part, process, test), test,
+                                         table_.Reader().Line());
     ++batch_.open_count;
   }
-  current_ = batch_.open[found->second].get();
+  current_ = &batch_.open[found->second];
 }
 
 std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time) {
@@ -223,15 +214,11 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
   return memo.id;
 }
 
-std::int32_t ValuesImport::GivenType() const {
-  if (table_.Cell(At("test-type")).empty()) return 0;
-  return kTypes[table_.WordOf(At("test-type"), kTypeWords)];
-}
-
 // Settles the test's type as far as this line says it.
 bool ValuesImport::IsVariable() {
   auto& test = *current_test_;
-  const auto given = GivenType();
+  const auto given =
+      table_.Cell(At("test-type")).empty() ? 0 : kTypes[table_.WordOf(At("test-type"), kTypeWords)];
   if (given != 0 && test.type != 0 && given != test.type) {
     table_.Refuse(At("test-type"), "differs from the type that the test has");
   }
@@ -356,7 +343,8 @@ void ValuesImport::Flush() {
   current_ = nullptr;
 }
 
-void ValuesImport::SettleTestTypes() {
+void ValuesImport::Finish() {
+  Flush();
   for (const auto& [id, test] : batch_.tests) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {

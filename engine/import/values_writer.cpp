@@ -99,9 +99,9 @@ void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
   order.reserve(batch_.open_count);
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& subgroup = batch_.subgroups[batch_.open[i]->subgroup];
-    order.emplace_back(WrittenKey{batch_.open[i]->stream, subgroup.time, subgroup.id},
-                       batch_.open[i].get());
+    const auto& subgroup = batch_.subgroups[batch_.open[i].subgroup];
+    order.emplace_back(WrittenKey{batch_.open[i].stream, subgroup.time, subgroup.id},
+                       &batch_.open[i]);
   }
   std::sort(order.begin(), order.end());
   // Two statements, since one with ON CONFLICT would look every key up twice.
@@ -304,7 +304,7 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
 void ValuesWriter::WriteComments() {
   static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& open = *batch_.open[i];
+    const auto& open = batch_.open[i];
     const auto& subgroup = batch_.subgroups[open.subgroup];
     for (const auto& comment : open.comments) {
       if (!subgroup.is_new &&

@@ -5,8 +5,8 @@
 #include <array>
 #include <compare>
 #include <cstdint>
+#include <deque>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -132,8 +132,8 @@ struct ValuesBatch {
   bool has_size = false, has_flag = false;  // the file has the column
   std::vector<OpenSubgroup> subgroups;      // the first subgroup_count are in use
   std::size_t subgroup_count = 0;
-  // The first open_count are in use. By pointer: a reference must survive growth.
-  std::vector<std::unique_ptr<OpenMeasurement>> open;
+  // The first open_count are in use. A reference must survive growth.
+  std::deque<OpenMeasurement> open;
   std::size_t open_count = 0;
   std::map<std::int32_t, TestState> tests;
 };

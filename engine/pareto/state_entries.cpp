@@ -5,8 +5,8 @@
 #include <map>
 #include <optional>
 
-#include "engine/store/StateLog.h"
 #include "engine/store/conditions.h"
+#include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::pareto {

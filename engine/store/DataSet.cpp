@@ -21,8 +21,6 @@ void WriteRow(const RowKey& key, double value, API_TestData& out) {
   out.Reserved = 0;
 }
 
-RowKey PlainKey(std::size_t row) { return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0}; }
-
 // The row that stands for a subgroup without any.
 bool IsEmptyMarker(const RowKey& key, double value) {
   return key.Tsno == 0 && key.Sbno == 0 && key.Def == 0 && value == 0.0;

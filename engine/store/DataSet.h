@@ -17,7 +17,11 @@ namespace orvspc::engine::store {
 // subgroup and the rest is 0.
 struct RowKey {
   std::int32_t Sn, Tsno, Sbno, Def, Gage;
+  friend bool operator==(const RowKey&, const RowKey&) = default;
 };
+constexpr RowKey PlainKey(std::size_t row) {
+  return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0};
+}
 
 // The kinds of items that a test row names, with the columns of an import.
 struct RowKind {

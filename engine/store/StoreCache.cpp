@@ -12,13 +12,11 @@ namespace orvspc::engine::store {
 namespace {
 
 void ReadStreams(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(db,
-                   "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
-                   "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
-  while (query.Step()) {
-    auto& stream = cache.streams.emplace_back();
-    query.Read(stream.part, stream.process, stream.test, stream.test_type, stream.id);
-  }
+  cache.streams = sql::Query(db,
+                             "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
+                             "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test")
+                      .All<Stream>(&Stream::part, &Stream::process, &Stream::test,
+                                   &Stream::test_type, &Stream::id);
   sql::Query highest(db, "SELECT max(id) FROM subgroup");
   if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
 }
@@ -160,12 +158,10 @@ void ReadRules(sql::Connection& db, StoreCache& cache) {
     }
     if (!sets.IsNull(1)) cache.rule_sets.back().second.push_back(sets.Int(1));
   }
-  sql::Query alarms(db,
-                    "SELECT part, process, test, graph, number, is_on FROM rule_alarm ORDER BY id");
-  while (alarms.Step()) {
-    auto& row = cache.alarms.emplace_back();
-    alarms.Read(row.part, row.process, row.test, row.graph, row.number, row.is_on);
-  }
+  cache.alarms =
+      sql::Query(db, "SELECT part, process, test, graph, number, is_on FROM rule_alarm ORDER BY id")
+          .All<AlarmRow>(&AlarmRow::part, &AlarmRow::process, &AlarmRow::test, &AlarmRow::graph,
+                         &AlarmRow::number, &AlarmRow::is_on);
 }
 
 void ReadSettings(sql::Connection& db, StoreCache& cache) {

@@ -110,6 +110,10 @@ Identifiers SubgroupsWith(sql::Connection& db, std::span<const FilterBlock> bloc
   return result;
 }
 
+std::int32_t Saturated(std::int64_t stamp) {
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
+}
+
 struct StreamFilter {
   Identifiers part, process, test;
   std::int32_t types_of_selection = 0, types_of_caller = 0;
@@ -239,20 +243,17 @@ TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
   }
   const auto now = time::Now();
   const auto start = time::StartOfPeriod(now, period_, offset_);
-  const auto saturated = [](std::int64_t stamp) {
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
-  };
   bounded_ = start && count_ > 0;
   if (!bounded_) return;
   if (type_ == drttMostRecent) {
     relative_ = true;
   } else if (type_ == drttCurrent) {
-    start_ = count_ == 1 ? saturated(*start)
+    start_ = count_ == 1 ? Saturated(*start)
                          : *time::PeriodsBefore(*start, period_, count_ - 1, offset_);
-    end_ = saturated(now);
+    end_ = Saturated(now);
   } else if (type_ == drttPrevious) {
     start_ = *time::PeriodsBefore(*start, period_, count_, offset_);
-    end_ = saturated(*start - 1);
+    end_ = Saturated(*start - 1);
   } else {
     bounded_ = false;
   }
@@ -266,8 +267,7 @@ void TimeRange::SetNewest(std::int32_t stamp) {
 
 void TimeRange::WriteBack(API_DSInfo& info, std::optional<std::int32_t> newest) const {
   if (type_ == drttStatic) return;
-  const auto now =
-      static_cast<std::int32_t>(std::clamp<std::int64_t>(time::Now(), INT32_MIN, INT32_MAX));
+  const auto now = Saturated(time::Now());
   info.TimeStart = start_;
   info.TimeEnd = end_;
   if (!bounded_) {

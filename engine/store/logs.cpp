@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/EventLog.h"
+#include "engine/store/logs.h"
 
 #include <algorithm>
 
@@ -9,6 +9,29 @@
 
 namespace orvspc::engine::store {
 namespace {
+
+// Of one process and of all: separate texts, so that each follows its index.
+constexpr std::string_view kBetweenOfOne =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?1 AND l.time BETWEEN ?2 AND ?3 "
+    "ORDER BY l.time LIMIT ?4";
+constexpr std::string_view kBetweenOfAll =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE ?1 = 0 AND l.time BETWEEN ?2 AND ?3 "
+    "ORDER BY l.time, l.process LIMIT ?4";
+constexpr std::string_view kBeforeOfOne =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?1 AND l.time < ?2 "
+    "ORDER BY l.time DESC LIMIT 1";
+constexpr std::string_view kBeforeOfAll =
+    "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
+    "JOIN state_code c ON c.id = l.state_code WHERE ?1 = 0 AND l.time < ?2 "
+    "ORDER BY l.time DESC, l.process DESC LIMIT 1";
+
+std::vector<StateLogRow> StatesOf(sql::Query& query) {
+  return query.All<StateLogRow>(&StateLogRow::time, &StateLogRow::process, &StateLogRow::state,
+                                &StateLogRow::type);
+}
 
 constexpr std::string_view kNewestFirst =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
@@ -76,9 +99,7 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
     rows.push_back(row);
   }
   std::reverse(rows.begin(), rows.end());
-  std::optional<std::int32_t> newest;
-  if (!rows.empty()) newest = rows.back().time;
-  range.WriteBack(info, newest);
+  range.WriteBack(info, rows.empty() ? std::nullopt : std::optional(rows.back().time));
   ResolveStatus(info);
   return rows;
 }
@@ -132,6 +153,25 @@ std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connec
     std::ranges::copy(rows, out.begin());
     return Count;
   });
+}
+
+std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
+                                      std::int64_t from, std::int64_t to, std::int64_t limit) {
+  sql::Query query(connection, process == 0 ? kBetweenOfAll : kBetweenOfOne, process, from, to,
+                   limit);
+  return StatesOf(query);
+}
+
+std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
+                                             std::int64_t time) {
+  sql::Query query(connection, process == 0 ? kBeforeOfAll : kBeforeOfOne, process, time);
+  const auto rows = StatesOf(query);
+  return rows.empty() ? std::nullopt : std::optional(rows.front());
+}
+
+bool HasStateLog(sql::Connection& connection, std::int32_t process) {
+  sql::Query query(connection, "SELECT 1 FROM state_log WHERE process = ?1 LIMIT 1", process);
+  return query.Step();
 }
 
 }  // namespace orvspc::engine::store
