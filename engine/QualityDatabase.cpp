@@ -7,7 +7,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/import/Import.h"
-#include "engine/pareto/BinNames.h"
+#include "engine/pareto/Lookups.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
@@ -284,10 +284,8 @@ std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
 
 QualityDatabase::BinNames QualityDatabase::BinNamesOf(std::int32_t resource,
                                                       const API_PAOptions& options) const {
-  auto names = std::make_shared<pareto::BinNames>(*database_, resource, options);
-  return [database = database_, names = std::move(names)](std::size_t level, std::int32_t id) {
-    return names->NameOf(level, id);
-  };
+  return [database = database_, names = pareto::BinNamesOf(*database_, resource, options)](
+             std::size_t level, std::int32_t id) { return names(level, id); };
 }
 
 std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,

@@ -42,7 +42,7 @@ void ValuesWriter::WriteSubgroups() {
                     "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
     auto& subgroup = batch_.subgroups[i];
-    insert.BindAll(subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
+    insert.Bind(subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
     // RETURNING would cost more than counting here.
     std::optional<std::int64_t> id = highest_ + 1;
     subgroup.is_new = insert.Run() != 0;
@@ -134,7 +134,7 @@ void ValuesWriter::WriteMeasurements() {
       context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
     }
     auto& write = is_stored ? update : insert;
-    write.BindAll(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
+    write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
     write.Run();
     file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
   }

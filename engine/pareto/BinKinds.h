@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "engine/catalogue/References.h"
-#include "engine/pareto/StateEntry.h"
+#include "engine/pareto/state_entries.h"
 #include "engine/store/logs.h"
 #include "platform/RowRecords.h"
 
@@ -25,22 +25,25 @@ enum class Via {
 // Where the names of the bins come from.
 enum class Naming { Item, Group, Descriptor, DescriptorGroup, Time, Label, Number, State, Event };
 
+// The fields of subgroups, their rows, events and states. Null: the resource has nothing of the
+// kind. A subgroup's own field wins over its rows'.
+struct BinFields {
+  std::int32_t API_SubgroupData::*subgroup = nullptr;
+  std::int32_t store::RowKey::*row = nullptr;
+  std::int32_t store::EventRow::*event = nullptr;
+  std::int32_t StateEntry::*state = nullptr;
+};
+
 struct BinKind {
-  std::int32_t type;  // paBinTypes
+  std::string_view name;  // "subgroup", "defect": what messages call it
+  std::int32_t type;      // paBinTypes
   Via via;
   Naming naming;
-  catalogue::ItemKind item;  // of Naming::Item and Naming::Group
-  // Null: the resource has nothing of the kind. A subgroup's own field wins over its rows'.
-  std::int32_t API_SubgroupData::*of_subgroup;
-  std::int32_t store::RowKey::*of_row;
-  std::int32_t store::EventRow::*of_event;
-  std::int32_t StateEntry::*of_state;
+  BinFields of;
+  catalogue::ItemKind item = catalogue::ItemKind::Part;  // of Naming::Item and Naming::Group
 };
 
 // Null for a type that does not exist.
 const BinKind* FindBinKind(std::int32_t type);
-
-// "subgroup", "defect": what messages call the type; its number for one that does not exist.
-std::string BinTypeName(std::int32_t type);
 
 }  // namespace orvspc::engine::pareto

@@ -37,8 +37,6 @@ class TestFacts {
   const Facts& Of(std::int32_t part, std::int32_t test) const;
 
  private:
-  void Add(const store::StoreCache& cache, const store::Stream& stream);
-
   std::map<std::pair<std::int32_t, std::int32_t>, Facts> facts_;
   Facts none_;
 };
@@ -76,8 +74,5 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
                      const Lookups& lookups, std::int64_t window_end);
 Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries,
                      const Lookups& lookups);
-
-// The identifiers of the plan's levels that a whole subgroup has; false: a row's.
-bool IsOfSubgroup(const ParetoLevel& level);
 
 }  // namespace orvspc::engine::pareto

@@ -2,190 +2,165 @@
 #include "engine/pareto/Lookups.h"
 
 #include <algorithm>
+#include <functional>
+#include <set>
+#include <utility>
 
 #include "engine/catalogue/words.h"
 #include "engine/store/conditions.h"
-#include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {
 namespace {
 
+using catalogue::ItemKind;
 using Table = IdTable<std::int32_t>;
 
-// An item of several groups counts in the one with the lowest identifier, so that nothing counts
-// twice.
-Table TableOfGroups(const std::vector<catalogue::ItemGroup>& groups) {
+// The table of a level whose identifiers are not those of its field, otherwise null. What belongs
+// to several counts in the one with the lowest identifier, so that nothing counts twice.
+std::shared_ptr<const Table> TableOf(const LookupSources& from, const ParetoLevel& level) {
+  const auto& kind = *level.kind;
   Table table;
-  for (const auto& group : groups) {
-    for (const auto member : group.members) table.Set(member, group.id);
-  }
-  return table;
-}
-
-Table TableOfPlaces(const std::vector<catalogue::ProcessPlace>& places, catalogue::ItemKind kind) {
-  const auto unit =
-      static_cast<std::size_t>(kind) - static_cast<std::size_t>(catalogue::ItemKind::Company);
-  Table table;
-  for (const auto& place : places) table.Set(place.process, place.units[unit]);
-  return table;
-}
-
-IdTable<double> FactorsOf(const catalogue::ItemList& list) {
-  IdTable<double> table(1.0);
-  for (const auto& item : list.items) table.Set(item.id, item.factor);
-  return table;
-}
-
-template <class Values>
-std::vector<std::pair<std::int32_t, std::string>> TextsOf(const Values& values) {
-  std::vector<std::pair<std::int32_t, std::string>> texts;
-  for (const auto& value : values) texts.emplace_back(value.value, value.word);
-  return texts;
-}
-
-}  // namespace
-
-Lookups::Lookups(store::Store& store, sql::Connection& connection, const ParetoPlan& plan,
-                 const API_DSInfo& info, std::span<const std::int32_t> filter,
-                 const SubgroupRange& subgroups) {
-  for (const auto& each : plan.levels) {
-    auto& level = levels_.emplace_back();
-    level.plan = &each;
-    ReadTable(store, connection, subgroups, level);
-    ReadNames(store, connection, subgroups, level);
-    if (plan.with_empty) ReadDomain(store, connection, info, filter, level);
-  }
-  if (plan.resource == Resource::Subgroups) {
-    defect_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Defect));
-    part_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::Part));
-    defects_ = store::LookUpItems(connection, store::ReadFilter(info, filter),
-                                  catalogue::ItemKind::Defect);
-  } else if (plan.resource == Resource::Events) {
-    acc_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::AccCode));
-    cac_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::CacCode));
+  if (kind.via == Via::Group) {
+    for (const auto& group : *from.store.ItemGroups(kind.item)) {
+      for (const auto member : group.members) table.Set(member, group.id);
+    }
+  } else if (kind.via == Via::Place) {
+    const auto unit =
+        static_cast<std::size_t>(kind.item) - static_cast<std::size_t>(ItemKind::Company);
+    for (const auto& place : *from.store.Places()) table.Set(place.process, place.units[unit]);
+  } else if (kind.via == Via::Descriptor || kind.via == Via::DescriptorGroup) {
+    Table group_of;
+    for (const auto& each : *from.store.Descriptors()) group_of.Set(each.id, each.group);
+    for (const auto& [subgroup, descriptor] : catalogue::ReadSubgroupDescriptors(
+             from.connection, from.subgroups.first, from.subgroups.last)) {
+      const auto group = group_of.Of(descriptor);
+      if (kind.via == Via::DescriptorGroup) {
+        table.Set(subgroup, group);
+      } else if (level.type_id == 0 || level.type_id == group) {
+        table.Set(subgroup, descriptor);
+      }
+    }
   } else {
-    state_factors_ = FactorsOf(*store.Items(catalogue::ItemKind::StateCode));
+    return nullptr;
   }
+  return std::make_shared<const Table>(std::move(table));
 }
 
-void Lookups::ReadTable(store::Store& store, sql::Connection& connection,
-                        const SubgroupRange& subgroups, Level& level) {
-  const auto& kind = *level.plan->kind;
-  switch (kind.via) {
-    case Via::Group:
-      level.table = std::make_shared<Table>(TableOfGroups(*store.ItemGroups(kind.item)));
-      break;
-    case Via::Place:
-      level.table = std::make_shared<Table>(TableOfPlaces(*store.Places(), kind.item));
-      break;
-    case Via::Descriptor:
-    case Via::DescriptorGroup:
-      ReadDescriptorTable(store, connection, subgroups, level);
-      break;
-    default:
-      break;
-  }
-}
-
-// The lowest identifier of what a subgroup has, for the same reason as with groups.
-void Lookups::ReadDescriptorTable(store::Store& store, sql::Connection& connection,
-                                  const SubgroupRange& subgroups, Level& level) {
-  IdTable<std::int32_t> group_of;
-  for (const auto& descriptor : *store.Descriptors()) group_of.Set(descriptor.id, descriptor.group);
-  const bool by_group = level.plan->kind->via == Via::DescriptorGroup;
-  const auto wanted = by_group ? 0 : level.plan->type_id;
-  Table table;
-  std::int32_t subgroup = -1, lowest = 0;
-  const auto finish = [&] {
-    if (lowest != 0) table.Set(subgroup, lowest);
-    lowest = 0;
+// The names in a list that ascends by identifier; rows points to it.
+template <class Rows, class Id, class Name>
+NameOfId NamesIn(Rows rows, Id id_of, Name name_of) {
+  return [=](std::int32_t id) -> std::optional<std::string_view> {
+    const auto found = std::ranges::lower_bound(*rows, id, {}, id_of);
+    if (found == std::ranges::end(*rows) || std::invoke(id_of, *found) != id) return std::nullopt;
+    return std::invoke(name_of, *found);
   };
-  for (const auto& [id, descriptor] :
-       catalogue::ReadSubgroupDescriptors(connection, subgroups.first, subgroups.last)) {
-    if (id != subgroup) finish();
-    subgroup = id;
-    const auto group = group_of.Of(descriptor);
-    if (wanted != 0 && group != wanted) continue;
-    const auto key = by_group ? group : descriptor;
-    if (lowest == 0 || key < lowest) lowest = key;
-  }
-  finish();
-  level.table = std::make_shared<Table>(std::move(table));
 }
 
-void Lookups::ReadNames(store::Store& store, sql::Connection& connection,
-                        const SubgroupRange& subgroups, Level& level) {
-  const auto& kind = *level.plan->kind;
+NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
+  using catalogue::Descriptor, catalogue::Item, catalogue::ItemGroup, catalogue::NamedValue;
+  using Label = std::pair<std::int32_t, std::string>;
   switch (kind.naming) {
-    case Naming::Item:
-      level.items = store.Items(kind.item);
-      break;
+    case Naming::Item: {
+      const auto list = from.store.Items(kind.item);
+      return NamesIn(std::shared_ptr<const std::vector<Item>>(list, &list->items), &Item::id,
+                     &Item::name);
+    }
     case Naming::Group:
-      level.groups = store.ItemGroups(kind.item);
-      break;
+      return NamesIn(from.store.ItemGroups(kind.item), &ItemGroup::id, &ItemGroup::name);
     case Naming::Descriptor:
-      for (const auto& each : *store.Descriptors()) level.texts.emplace_back(each.id, each.name);
-      break;
+      return NamesIn(from.store.Descriptors(), &Descriptor::id, &Descriptor::name);
     case Naming::DescriptorGroup:
-      for (const auto& each : *store.DescriptorGroups())
-        level.texts.emplace_back(each.id, each.name);
-      break;
+      return NamesIn(from.store.DescriptorGroups(), &Item::id, &Item::name);
     case Naming::Label:
-      level.texts = catalogue::ReadLabels(connection, subgroups.first, subgroups.last);
-      break;
+      return NamesIn(std::make_shared<const std::vector<Label>>(catalogue::ReadLabels(
+                         from.connection, from.subgroups.first, from.subgroups.last)),
+                     &Label::first, &Label::second);
     case Naming::State:
-      level.texts = TextsOf(catalogue::kStateTypes);
-      break;
+      return NamesIn(&catalogue::kStateTypes, &NamedValue::value, &NamedValue::word);
     case Naming::Event:
-      level.texts = TextsOf(catalogue::kEventTypes);
-      break;
+      return NamesIn(&catalogue::kEventTypes, &NamedValue::value, &NamedValue::word);
     case Naming::Time:
     case Naming::Number:
       break;
   }
+  return [](std::int32_t) { return std::nullopt; };
 }
 
-void Lookups::ReadDomain(store::Store& store, sql::Connection& connection, const API_DSInfo& info,
-                         std::span<const std::int32_t> filter, Level& level) {
-  const auto& kind = *level.plan->kind;
-  const auto flat = store::ReadFilter(info, filter);
-  auto& domain = level.domain;
+// The items of the filter, as bins of the level; empty where it has none for what the level is
+// binned by.
+store::Identifiers FilteredItems(const LookupSources& from, const store::FlatFilter& flat,
+                                 const BinKind& kind, const Table* table) {
+  if (kind.naming != Naming::Item && kind.naming != Naming::Group) return std::nullopt;
   // Groups are those that items of the filter count in, places those that its processes have.
-  const auto source = kind.via == Via::Place ? catalogue::ItemKind::Process : kind.item;
-  const bool is_item = kind.naming == Naming::Item || kind.naming == Naming::Group;
-  const auto wanted_items = is_item ? store::LookUpItems(connection, flat, source) : std::nullopt;
-  if (wanted_items) {
-    domain = *wanted_items;
-    if (level.table) {
-      for (auto& id : domain) id = level.table->Of(id);
-    }
-  } else if (kind.naming == Naming::Item) {
-    for (const auto& item : level.items->items) {
+  const auto source = kind.via == Via::Place ? ItemKind::Process : kind.item;
+  auto ids = store::LookUpItems(from.connection, flat, source);
+  if (ids && table != nullptr) {
+    for (auto& id : *ids) id = table->Of(id);
+  }
+  return ids;
+}
+
+// What the level can be apart from what was counted.
+std::vector<std::int32_t> CategoriesOf(const LookupSources& from, const ParetoLevel& level,
+                                       const Table* table) {
+  const auto& kind = *level.kind;
+  const auto flat = store::ReadFilter(from.info, from.filter);
+  if (auto filtered = FilteredItems(from, flat, kind, table)) return std::move(*filtered);
+  std::vector<std::int32_t> domain;
+  if (kind.naming == Naming::Item) {
+    for (const auto& item : from.store.Items(kind.item)->items) {
       if (item.active) domain.push_back(item.id);
     }
   } else if (kind.naming == Naming::Group) {
-    for (const auto& group : *level.groups) domain.push_back(group.id);
+    for (const auto& group : *from.store.ItemGroups(kind.item)) domain.push_back(group.id);
   } else if (kind.naming == Naming::Descriptor) {
-    std::vector<std::int32_t> listed;
-    for (const auto& other : flat.others) {
-      listed.insert(listed.end(), other.items.begin(), other.items.end());
+    std::set<std::int32_t> listed;
+    for (const auto& other : flat.others) listed.insert(other.items.begin(), other.items.end());
+    for (const auto& each : *from.store.Descriptors()) {
+      if (level.type_id == 0 || each.group == level.type_id) domain.push_back(each.id);
     }
-    std::vector<std::int32_t> wanted;
-    for (const auto& each : *store.Descriptors()) {
-      if (level.plan->type_id != 0 && each.group != level.plan->type_id) continue;
-      domain.push_back(each.id);
-      if (std::count(listed.begin(), listed.end(), each.id) > 0) wanted.push_back(each.id);
-    }
-    if (!wanted.empty()) domain = wanted;
-  } else if (kind.naming == Naming::DescriptorGroup || kind.naming == Naming::Event) {
-    for (const auto& [id, text] : level.texts) domain.push_back(id);
+    const auto is_listed = [&](std::int32_t id) { return listed.contains(id); };
+    if (std::ranges::any_of(domain, is_listed)) std::erase_if(domain, std::not_fn(is_listed));
+  } else if (kind.naming == Naming::DescriptorGroup) {
+    for (const auto& group : *from.store.DescriptorGroups()) domain.push_back(group.id);
+  } else if (kind.naming == Naming::Event) {
+    for (const auto& type : catalogue::kEventTypes) domain.push_back(type.value);
   } else if (kind.naming == Naming::State) {
-    for (const auto& item : store.Items(catalogue::ItemKind::StateCode)->items) {
+    for (const auto& item : from.store.Items(ItemKind::StateCode)->items) {
       if (item.active) domain.push_back(item.type);
     }
   }
-  store::SortUnique(domain);
-  std::erase(domain, 0);
+  return domain;
+}
+
+// A failure leaves as what hosts can catch.
+void ReadForHost(store::Store& store, const std::function<void(sql::Connection&)>& work) {
+  try {
+    store.ReadOrThrow(work);
+  } catch (...) {
+    sql::RethrowAsExternal(store.Path(), "BinNames");
+  }
+}
+
+}  // namespace
+
+Lookups::Lookups(const LookupSources& from, const ParetoPlan& plan) {
+  for (const auto& each : plan.levels) {
+    auto table = TableOf(from, each);
+    levels_.push_back({&each, table, NamesOf(from, *each.kind), {}, {}});
+    if (plan.with_empty) SetDomain(levels_.size() - 1, CategoriesOf(from, each, table.get()));
+  }
+  // By paResourceTypes.
+  static const std::vector<ItemKind> kWeighed[] = {{ItemKind::Defect, ItemKind::Part},
+                                                   {ItemKind::AccCode, ItemKind::CacCode},
+                                                   {ItemKind::StateCode}};
+  for (const auto kind : kWeighed[plan.resource]) {
+    auto& factors = factors_[static_cast<std::size_t>(kind)] = IdTable<double>(1.0);
+    for (const auto& item : from.store.Items(kind)->items) factors.Set(item.id, item.factor);
+  }
+  if (plan.resource != paSubgroups) return;
+  const auto flat = store::ReadFilter(from.info, from.filter);
+  defects_ = store::LookUpItems(from.connection, flat, ItemKind::Defect);
 }
 
 std::vector<KeyReader> Lookups::Readers() const {
@@ -194,41 +169,66 @@ std::vector<KeyReader> Lookups::Readers() const {
   return readers;
 }
 
-const std::string& Lookups::NameOf(std::size_t level, std::int32_t id) {
-  return Known(level, id).shown;
+void Lookups::SetDomain(std::size_t level, std::vector<std::int32_t> ids) {
+  std::ranges::sort(ids);
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  std::erase(ids, 0);
+  levels_[level].domain = std::move(ids);
 }
 
-const std::string& Lookups::FoldedNameOf(std::size_t level, std::int32_t id) {
-  return Known(level, id).folded;
-}
-
-const Lookups::Names& Lookups::Known(std::size_t level, std::int32_t id) {
-  auto& known = levels_[level].known;
-  const auto found = known.find(id);
-  if (found != known.end()) return found->second;
-  auto text = TextOf(levels_[level], id);
-  auto folded = catalogue::Lower(text);
-  return known.emplace(id, Names{std::move(text), std::move(folded)}).first->second;
-}
-
-std::string Lookups::TextOf(const Level& level, std::int32_t id) const {
-  const auto naming = level.plan->kind->naming;
-  if (naming == Naming::Time) return level.plan->periods.NameOf(id);
-  if (id == 0) return "(none)";
-  if (naming == Naming::Item) {
-    const auto* const item = level.items->Find(id);
-    if (item != nullptr) return item->name;
-  } else if (naming == Naming::Group) {
-    for (const auto& group : *level.groups) {
-      if (group.id == id) return group.name;
-    }
+const Lookups::Name& Lookups::NameOf(std::size_t level, std::int32_t id) {
+  auto& of = levels_[level];
+  const auto [found, is_new] = of.known.try_emplace(id);
+  if (!is_new) return found->second;
+  auto& [shown, folded] = found->second;
+  if (of.plan->kind->naming == Naming::Time) {
+    shown = of.plan->periods.NameOf(id);
+  } else if (id == 0) {
+    shown = "(none)";
+  } else if (const auto name = of.name_of(id)) {
+    shown = *name;
   } else {
-    const auto found =
-        std::lower_bound(level.texts.begin(), level.texts.end(), id,
-                         [](const auto& each, std::int32_t key) { return each.first < key; });
-    if (found != level.texts.end() && found->first == id) return found->second;
+    shown = std::to_string(id);
   }
-  return std::to_string(id);
+  folded = catalogue::Lower(shown);
+  return found->second;
+}
+
+BinNames BinNamesOf(platform::Database& database, std::int32_t resource,
+                    const API_PAOptions& options) {
+  const auto of = resource == paProcessEvents || resource == paProcessState
+                      ? static_cast<paResourceTypes>(resource)
+                      : paSubgroups;
+  const auto store = store::StoreOf(database);
+  std::shared_ptr<const ParetoPlan> plan;
+  std::shared_ptr<Lookups> lookups;
+  ReadForHost(*store, [&](sql::Connection& connection) {
+    std::string reason;
+    auto made = MakePlan(of, options, store->Cache().zone_offset, reason);
+    if (!made) return;
+    made->with_empty = false;  // whose items need no names
+    plan = std::make_shared<const ParetoPlan>(std::move(*made));
+    // Eight blocks, each without group and items.
+    constexpr std::array<std::int32_t, 16> kEverything{};
+    const API_DSInfo info{};
+    lookups =
+        std::make_shared<Lookups>(LookupSources{*store, connection, info, kEverything, {}}, *plan);
+  });
+  return [=](std::size_t place, std::int32_t id) -> std::string {
+    if (plan == nullptr) return {};
+    const auto level = std::ranges::find(plan->levels, place, &ParetoLevel::place);
+    if (level == plan->levels.end()) return {};
+    if (level->kind->naming != Naming::Label || id == 0) {
+      return lookups->NameOf(static_cast<std::size_t>(level - plan->levels.begin()), id).shown;
+    }
+    std::string label;
+    ReadForHost(*store, [&](sql::Connection& connection) {
+      for (auto& [subgroup, text] : catalogue::ReadLabels(connection, id, id)) {
+        label = std::move(text);
+      }
+    });
+    return label.empty() ? std::to_string(id) : label;
+  };
 }
 
 }  // namespace orvspc::engine::pareto

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "engine/pareto/ParetoPlan.h"
@@ -45,70 +47,69 @@ struct SubgroupRange {
   std::int32_t first = 0, last = -1;
 };
 
+// Empty for an identifier without a name.
+using NameOfId = std::function<std::optional<std::string_view>(std::int32_t)>;
+
+// Where lookups come from, inside a Read of the store.
+struct LookupSources {
+  store::Store& store;
+  sql::Connection& connection;
+  const API_DSInfo& info;
+  std::span<const std::int32_t> filter;
+  SubgroupRange subgroups;  // those whose labels and descriptors are looked up
+};
+
 // What an analysis needs of the database beside the data: groups, places, names, weights, and the
 // items of empty bins.
 class Lookups {
  public:
-  // Inside a Read of the store. The data's own subgroups are those of empty bins by subgroup.
-  Lookups(store::Store& store, sql::Connection& connection, const ParetoPlan& plan,
-          const API_DSInfo& info, std::span<const std::int32_t> filter,
-          const SubgroupRange& subgroups);
+  struct Name {
+    std::string shown, folded;  // folded: in lower case, for comparing
+  };
+
+  Lookups(const LookupSources& from, const ParetoPlan& plan);
 
   std::vector<KeyReader> Readers() const;
 
   // The text of a bin's level; "(none)" for 0.
-  const std::string& NameOf(std::size_t level, std::int32_t id);
-  // The same in lower case, for comparing.
-  const std::string& FoldedNameOf(std::size_t level, std::int32_t id);
+  const Name& NameOf(std::size_t level, std::int32_t id);
   // What the level can be apart from what was counted, where empty bins were asked for: the items
   // of the filter, else every one that is in use; nothing for times and numbers, and for subgroups
-  // those of SetDomain.
+  // those of SetDomain. Ascending.
   const std::vector<std::int32_t>& DomainOf(std::size_t level) const {
     return levels_[level].domain;
   }
-  void SetDomain(std::size_t level, std::vector<std::int32_t> ids) {
-    levels_[level].domain = std::move(ids);
-  }
+  void SetDomain(std::size_t level, std::vector<std::int32_t> ids);
 
-  // Weight of what a subgroup's row says: that of its defect code, without a code that of the part.
-  double WeightOf(std::int32_t part, std::int32_t defect) const {
-    return defect != 0 ? defect_factors_.Of(defect) : part_factors_.Of(part);
+  // Weight of a defect code, a part, a code of an event or a state; 1 unless the item has another.
+  double FactorOf(catalogue::ItemKind kind, std::int32_t id) const {
+    return factors_[static_cast<std::size_t>(kind)].Of(id);
   }
-  const IdTable<double>& AccFactors() const { return acc_factors_; }
-  const IdTable<double>& CacFactors() const { return cac_factors_; }
-  const IdTable<double>& StateFactors() const { return state_factors_; }
   // Of the filter; empty: every one.
   const std::optional<std::vector<std::int32_t>>& WantedDefects() const { return defects_; }
 
  private:
-  struct Names {
-    std::string shown, folded;
-  };
   struct Level {
     const ParetoLevel* plan = nullptr;
     std::shared_ptr<const IdTable<std::int32_t>> table;
-    std::shared_ptr<const catalogue::ItemList> items;
-    std::shared_ptr<const std::vector<catalogue::ItemGroup>> groups;
-    std::vector<std::pair<std::int32_t, std::string>> texts;  // by identifier, of the rest
+    NameOfId name_of;
     std::vector<std::int32_t> domain;
-    std::unordered_map<std::int32_t, Names> known;
+    std::unordered_map<std::int32_t, Name> known;
   };
 
-  void ReadTable(store::Store& store, sql::Connection& connection, const SubgroupRange& subgroups,
-                 Level& level);
-  void ReadDescriptorTable(store::Store& store, sql::Connection& connection,
-                           const SubgroupRange& subgroups, Level& level);
-  void ReadNames(store::Store& store, sql::Connection& connection, const SubgroupRange& subgroups,
-                 Level& level);
-  void ReadDomain(store::Store& store, sql::Connection& connection, const API_DSInfo& info,
-                  std::span<const std::int32_t> filter, Level& level);
-  const Names& Known(std::size_t level, std::int32_t id);
-  std::string TextOf(const Level& level, std::int32_t id) const;
-
   std::vector<Level> levels_;
-  IdTable<double> defect_factors_{1.0}, part_factors_{1.0}, acc_factors_{1.0}, cac_factors_{1.0},
-      state_factors_{1.0};
+  std::array<IdTable<double>, catalogue::kItemKinds> factors_;  // of the kinds that the plan weighs
   std::optional<std::vector<std::int32_t>> defects_;
 };
+
+// Names of the bins of one analysis, for hosts: level by level and whole, where the name of a bin
+// joins and cuts them. Of an identifier at a level, 0 to 2; its number where the database knows no
+// name, empty where the options have no such level.
+using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
+
+// The resource, one of paResourceTypes, and the options that the bins were made with. The database
+// must be one of the engine's own. This and the names throw failures as platform::ExternalFailure.
+BinNames BinNamesOf(platform::Database& database, std::int32_t resource,
+                    const API_PAOptions& options);
 
 }  // namespace orvspc::engine::pareto

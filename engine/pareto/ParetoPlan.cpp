@@ -1,54 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/pareto/ParetoPlan.h"
 
-#include <string_view>
-
-#include "platform/Enumerations.h"
+#include <algorithm>
 
 namespace orvspc::engine::pareto {
 namespace {
 
-bool Takes(Resource resource, const BinKind& kind) {
+bool Takes(paResourceTypes resource, const BinFields& of) {
   switch (resource) {
-    case Resource::Subgroups:
-      return kind.of_subgroup != nullptr || kind.of_row != nullptr;
-    case Resource::Events:
-      return kind.of_event != nullptr;
-    case Resource::States:
-      return kind.of_state != nullptr;
+    case paSubgroups:
+      return of.subgroup != nullptr || of.row != nullptr;
+    case paProcessEvents:
+      return of.event != nullptr;
+    case paProcessState:
+      return of.state != nullptr;
   }
   return false;
 }
 
-constexpr std::string_view kResourceNames[] = {"subgroups", "events", "process states"};
+constexpr const char* kResourceNames[] = {"subgroups", "events", "process states"};
 
-constexpr struct {
-  std::int32_t word;
-  Measure measure;
-} kMeasures[] = {
-    {paProcessByCount, Measure::Count},     {paProcessByFactor, Measure::Factor},
-    {paProcessByPPM, Measure::PerMillion},  {paProcessByPPT, Measure::PerThousand},
-    {paProcessByMinutes, Measure::Minutes}, {paProcessByHours, Measure::Hours},
-    {paProcessByDays, Measure::Days},
+constexpr Measure kMeasures[] = {
+    {paProcessByCount, Measure::Of::Amount, 1.0},   {paProcessByFactor, Measure::Of::Weights, 1.0},
+    {paProcessByPPM, Measure::Of::Proportion, 1e6}, {paProcessByPPT, Measure::Of::Proportion, 1e3},
+    {paProcessByMinutes, Measure::Of::Time, 60.0},  {paProcessByHours, Measure::Of::Time, 3600.0},
+    {paProcessByDays, Measure::Of::Time, 86400.0},
 };
 
-std::optional<Measure> MeasureOf(std::int32_t word) {
-  for (const auto& each : kMeasures) {
-    if (each.word == word) return each.measure;
-  }
-  return std::nullopt;
-}
-
-bool IsTime(Measure measure) { return measure >= Measure::Minutes; }
-
-std::optional<ParetoLevel> MakeLevel(Resource resource, const API_PAOptions& options,
+std::optional<ParetoLevel> MakeLevel(paResourceTypes resource, const API_PAOptions& options,
                                      std::size_t place, std::int32_t zone_offset,
                                      std::string& reason) {
   const auto type = options.BinType[place];
   const auto* const kind = FindBinKind(type);
-  if (kind == nullptr || !Takes(resource, *kind)) {
-    reason = "No bins: " + std::string(kResourceNames[static_cast<std::size_t>(resource)]) +
-             " cannot be binned by " + BinTypeName(type);
+  if (kind == nullptr || !Takes(resource, kind->of)) {
+    reason = std::string("No bins: ") + kResourceNames[resource] + " cannot be binned by " +
+             (kind == nullptr ? "bin type " + std::to_string(type) : std::string(kind->name));
     return std::nullopt;
   }
   ParetoLevel level{place, kind, options.BinTypeID[place], {}};
@@ -64,20 +50,20 @@ std::optional<ParetoLevel> MakeLevel(Resource resource, const API_PAOptions& opt
 
 // A time accumulates where there is one, and a measure in time takes the time that is there.
 void Settle(ParetoPlan& plan) {
-  const bool has_times = plan.resource != Resource::Subgroups;
   const bool counts =
-      plan.accumulation == Accumulation::Value || plan.accumulation == Accumulation::Hits;
-  if (!has_times) {
-    if (!counts) plan.accumulation = Accumulation::Value;
-    if (IsTime(plan.measure)) plan.measure = Measure::Count;
-  } else if (IsTime(plan.measure) && counts) {
-    plan.accumulation = Accumulation::EventTime;
+      plan.accumulation == paAccumulateByValue || plan.accumulation == paAccumulateByHits;
+  const bool in_time = plan.measure.of == Measure::Of::Time;
+  if (plan.resource == paSubgroups) {
+    if (!counts) plan.accumulation = paAccumulateByValue;
+    if (in_time) plan.measure = {};
+  } else if (in_time && counts) {
+    plan.accumulation = paAccumulateByEventTime;
   }
 }
 
 }  // namespace
 
-std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& options,
+std::optional<ParetoPlan> MakePlan(paResourceTypes resource, const API_PAOptions& options,
                                    std::int32_t zone_offset, std::string& reason) {
   ParetoPlan plan;
   plan.resource = resource;
@@ -87,23 +73,19 @@ std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& optio
     if (!level) return std::nullopt;
     plan.levels.push_back(*level);
   }
+  const auto* const measure = std::ranges::find(kMeasures, options.ProcessingType, &Measure::type);
   if (plan.levels.empty()) {
     reason = "No bins: no level says what to bin by";
-    return std::nullopt;
-  }
-  const auto measure = MeasureOf(options.ProcessingType);
-  if (!measure) {
+  } else if (measure == std::end(kMeasures)) {
     reason = "No bins: there is no processing type " + std::to_string(options.ProcessingType);
-    return std::nullopt;
-  }
-  plan.measure = *measure;
-  if (options.AccumulationType < paAccumulateByValue ||
-      options.AccumulationType > paAccumulateByCacTime) {
+  } else if (options.AccumulationType < paAccumulateByValue ||
+             options.AccumulationType > paAccumulateByCacTime) {
     reason = "No bins: there is no accumulation type " + std::to_string(options.AccumulationType);
-    return std::nullopt;
   }
-  plan.accumulation = static_cast<Accumulation>(options.AccumulationType);
-  plan.most_bins = options.BinCount > 0 ? static_cast<std::size_t>(options.BinCount) : 0;
+  if (!reason.empty()) return std::nullopt;
+  plan.measure = *measure;
+  plan.accumulation = static_cast<paAccumulationTypes>(options.AccumulationType);
+  plan.most_bins = static_cast<std::size_t>(std::max(options.BinCount, 0));
   plan.with_empty = options.ShowEmptyBins != 0;
   Settle(plan);
   return plan;

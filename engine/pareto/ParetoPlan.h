@@ -9,14 +9,19 @@
 
 #include "engine/pareto/BinKinds.h"
 #include "engine/pareto/TimeBins.h"
+#include "platform/Enumerations.h"
 #include "platform/ParetoRecords.h"
 
 // What a Pareto analysis was asked for, checked.
 namespace orvspc::engine::pareto {
 
-enum class Resource { Subgroups, Events, States };
-enum class Measure { Count, Factor, PerMillion, PerThousand, Minutes, Hours, Days };
-enum class Accumulation { Value, Hits, EventTime, AccTime, CacTime };
+// What the value of a bin is.
+struct Measure {
+  enum class Of { Amount, Weights, Proportion, Time };
+  std::int32_t type = paProcessByCount;  // paProcessingTypes
+  Of of = Of::Amount;
+  double unit = 1.0;  // seconds of a time; what the whole is in a proportion
+};
 
 inline constexpr std::size_t kMaxLevels = 3;
 
@@ -25,19 +30,22 @@ struct ParetoLevel {
   const BinKind* kind = nullptr;
   std::int32_t type_id = 0;
   TimeBins periods;
+
+  // Whether a subgroup has the identifier as a whole; otherwise its rows have it.
+  bool IsOfSubgroup() const { return kind->of.subgroup != nullptr; }
 };
 
 struct ParetoPlan {
-  Resource resource = Resource::Subgroups;
+  paResourceTypes resource = paSubgroups;
   std::vector<ParetoLevel> levels;  // those in use; at least one
-  Measure measure = Measure::Count;
-  Accumulation accumulation = Accumulation::Value;
+  Measure measure;
+  paAccumulationTypes accumulation = paAccumulateByValue;
   std::size_t most_bins = 0;
   bool with_empty = false;
 };
 
 // Empty when the resource cannot be binned so; reason then says why, in words.
-std::optional<ParetoPlan> MakePlan(Resource resource, const API_PAOptions& options,
+std::optional<ParetoPlan> MakePlan(paResourceTypes resource, const API_PAOptions& options,
                                    std::int32_t zone_offset, std::string& reason);
 
 }  // namespace orvspc::engine::pareto

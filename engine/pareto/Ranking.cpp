@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <span>
 #include <string>
 
@@ -11,25 +12,17 @@
 namespace orvspc::engine::pareto {
 namespace {
 
-double ValueOf(const ParetoPlan& plan, const Tally& tally, double total) {
-  const auto proportion = total > 0.0 ? tally.amount / total : 0.0;
-  switch (plan.measure) {
-    case Measure::Count:
-      return tally.amount;
-    case Measure::Factor:
+double ValueOf(const Measure& measure, const Tally& tally, double total) {
+  switch (measure.of) {
+    case Measure::Of::Weights:
       return tally.weighted;
-    case Measure::PerMillion:
-      return 1e6 * proportion;
-    case Measure::PerThousand:
-      return 1e3 * proportion;
-    case Measure::Minutes:
-      return tally.amount / 60.0;
-    case Measure::Hours:
-      return tally.amount / 3600.0;
-    case Measure::Days:
-      return tally.amount / 86400.0;
+    case Measure::Of::Proportion:
+      return total > 0.0 ? measure.unit * (tally.amount / total) : 0.0;
+    case Measure::Of::Amount:
+    case Measure::Of::Time:
+      break;
   }
-  return 0.0;
+  return tally.amount / measure.unit;
 }
 
 // Values that differ by rounding alone are one value: sums of weights and of rates come together in
@@ -57,7 +50,7 @@ class Ranking {
     bins_.reserve(tallies.Items().size());
     for (const auto& tally : tallies.Items()) {
       const auto total = total_of(tally.keys);
-      bins_.push_back({&tally, ValueOf(plan, tally, total), total});
+      bins_.push_back({&tally, ValueOf(plan.measure, tally, total), total});
       whole_ += AmountOf(tally);
     }
     if (plan.with_empty) FindTimeEnds();
@@ -80,7 +73,7 @@ class Ranking {
   };
 
   double AmountOf(const Tally& tally) const {
-    return plan_.measure == Measure::Factor ? tally.weighted : tally.amount;
+    return plan_.measure.of == Measure::Of::Weights ? tally.weighted : tally.amount;
   }
   bool IsTime(std::size_t level) const { return plan_.levels[level].kind->via == Via::Time; }
   // One bin more than is shown means that the list is cut.
@@ -125,8 +118,8 @@ class Ranking {
   }
 
   bool ByName(std::size_t level, std::int32_t a, std::int32_t b) {
-    const auto& name_a = lookups_.FoldedNameOf(level, a);
-    const auto& name_b = lookups_.FoldedNameOf(level, b);
+    const auto& name_a = lookups_.NameOf(level, a).folded;
+    const auto& name_b = lookups_.NameOf(level, b).folded;
     return name_a != name_b ? name_a < name_b : a < b;
   }
 
@@ -153,15 +146,11 @@ class Ranking {
   }
 
   void EmitEmpty(std::size_t level, const std::vector<Node>& nodes, RankedBin& bin) {
-    std::vector<std::int32_t> counted;
+    std::vector<std::int32_t> counted, missing;
     for (const auto& node : nodes) counted.push_back(node.id);
-    std::sort(counted.begin(), counted.end());
-    std::vector<std::int32_t> missing;
-    for (const auto id : lookups_.DomainOf(level)) {
-      if (!std::binary_search(counted.begin(), counted.end(), id)) missing.push_back(id);
-    }
-    std::sort(missing.begin(), missing.end(),
-              [&](std::int32_t a, std::int32_t b) { return ByName(level, a, b); });
+    std::ranges::sort(counted);
+    std::ranges::set_difference(lookups_.DomainOf(level), counted, std::back_inserter(missing));
+    std::ranges::sort(missing, [&](auto a, auto b) { return ByName(level, a, b); });
     for (const auto id : missing) EmitNode(level, {id, 0.0, 0.0, 0.0, 0, 0}, {}, bin);
   }
 
@@ -216,7 +205,7 @@ void WriteBin(const ParetoPlan& plan, const RankedBin& bin, Lookups& lookups, AP
     const auto place = plan.levels[i].place;
     out.ID[place] = bin.keys[i];
     out.Percentage[place] = Finite(bin.percent[i]);
-    name += (i == 0 ? "" : " / ") + lookups.NameOf(i, bin.keys[i]);
+    name += (i == 0 ? "" : " / ") + lookups.NameOf(i, bin.keys[i]).shown;
   }
   platform::StoreFixedText(out.Name, name);
   out.Value = Finite(bin.value);

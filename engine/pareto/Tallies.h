@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -79,24 +80,20 @@ class KeyTable {
   std::size_t PlaceOf(const BinKeys& keys) {
     if (latest_ < items_.size() && items_[latest_].keys == keys) return latest_;
     if ((items_.size() + 1) * 2 > slots_.size()) Grow();
-    auto slot = Hash(keys) & (slots_.size() - 1);
-    for (; slots_[slot] != kFree; slot = (slot + 1) & (slots_.size() - 1)) {
-      if (items_[slots_[slot]].keys == keys) return latest_ = slots_[slot];
+    auto& slot = slots_[SlotOf(keys)];
+    if (slot == kFree) {
+      slot = static_cast<std::uint32_t>(items_.size());
+      items_.emplace_back().keys = keys;
     }
-    slots_[slot] = static_cast<std::uint32_t>(items_.size());
-    items_.emplace_back().keys = keys;
-    return latest_ = items_.size() - 1;
+    return latest_ = slot;
   }
   T& At(std::size_t place) { return items_[place]; }
   T& Of(const BinKeys& keys) { return items_[PlaceOf(keys)]; }
   // Null when it is not there.
   const T* Find(const BinKeys& keys) const {
     if (slots_.empty()) return nullptr;
-    for (auto slot = Hash(keys) & (slots_.size() - 1); slots_[slot] != kFree;
-         slot = (slot + 1) & (slots_.size() - 1)) {
-      if (items_[slots_[slot]].keys == keys) return &items_[slots_[slot]];
-    }
-    return nullptr;
+    const auto place = slots_[SlotOf(keys)];
+    return place == kFree ? nullptr : &items_[place];
   }
   const std::vector<T>& Items() const { return items_; }
   void Merge(const KeyTable& other) {
@@ -106,20 +103,23 @@ class KeyTable {
  private:
   static constexpr std::uint32_t kFree = UINT32_MAX;
 
-  static std::size_t Hash(const BinKeys& keys) {
+  // The slot of the keys, or the free one where they would be.
+  std::size_t SlotOf(const BinKeys& keys) const {
     std::uint64_t hash = 0;
     for (const auto key : keys) {
       hash = (hash ^ static_cast<std::uint32_t>(key)) * 0x9E3779B97F4A7C15u;
       hash ^= hash >> 32;
     }
-    return static_cast<std::size_t>(hash);
+    auto slot = static_cast<std::size_t>(hash) & (slots_.size() - 1);
+    while (slots_[slot] != kFree && items_[slots_[slot]].keys != keys) {
+      slot = (slot + 1) & (slots_.size() - 1);
+    }
+    return slot;
   }
   void Grow() {
     slots_.assign(slots_.empty() ? 64 : slots_.size() * 2, kFree);
     for (std::size_t i = 0; i < items_.size(); ++i) {
-      auto slot = Hash(items_[i].keys) & (slots_.size() - 1);
-      while (slots_[slot] != kFree) slot = (slot + 1) & (slots_.size() - 1);
-      slots_[slot] = static_cast<std::uint32_t>(i);
+      slots_[SlotOf(items_[i].keys)] = static_cast<std::uint32_t>(i);
     }
   }
 
@@ -133,10 +133,11 @@ template <class T>
 class IdTable {
  public:
   explicit IdTable(T fallback = {}) : fallback_(fallback) {}
-  // The first value that is set for an identifier stays.
+  // The lowest value that is set for an identifier stays.
   void Set(std::int32_t id, T value) {
     if (id < 0 || id >= kMaxDense) {
-      far_.emplace(id, value);
+      auto& known = far_.try_emplace(id, value).first->second;
+      known = std::min(known, value);
       return;
     }
     const auto place = static_cast<std::size_t>(id);
@@ -144,7 +145,7 @@ class IdTable {
       dense_.resize(place + 1, fallback_);
       is_set_.resize(place + 1, false);
     }
-    if (is_set_[place]) return;
+    if (is_set_[place] && dense_[place] <= value) return;
     dense_[place] = value;
     is_set_[place] = true;
   }

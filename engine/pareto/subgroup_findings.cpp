@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -16,13 +17,13 @@ class SubgroupKeys {
  public:
   SubgroupKeys(const ParetoPlan& plan, const Lookups& lookups)
       : plan_(plan), readers_(lookups.Readers()) {
-    for (const auto& level : plan.levels) has_rows_ = has_rows_ || !IsOfSubgroup(level);
+    for (const auto& level : plan.levels) has_rows_ = has_rows_ || !level.IsOfSubgroup();
   }
 
   void Start(const API_SubgroupData& subgroup) {
     keys_ = {};
     for (std::size_t i = 0; i < readers_.size(); ++i) {
-      const auto member = plan_.levels[i].kind->of_subgroup;
+      const auto member = plan_.levels[i].kind->of.subgroup;
       if (member != nullptr) keys_[i] = readers_[i].KeyOf(subgroup.*member);
     }
   }
@@ -32,7 +33,7 @@ class SubgroupKeys {
     auto keys = keys_;
     if (!has_rows_) return keys;
     for (std::size_t i = 0; i < readers_.size(); ++i) {
-      const auto member = plan_.levels[i].kind->of_row;
+      const auto member = plan_.levels[i].kind->of.row;
       if (member != nullptr) keys[i] = readers_[i].KeyOf(row.*member);
     }
     return keys;
@@ -111,7 +112,7 @@ class Counter {
       : lookups_(counting.lookups),
         facts_(counting.facts),
         keys_(counting.plan, counting.lookups),
-        by_hits_(counting.plan.accumulation == Accumulation::Hits),
+        by_hits_(counting.plan.accumulation == paAccumulateByHits),
         every_state_(counting.every_state) {}
 
   void Take(const store::DataSet& data) {
@@ -149,7 +150,10 @@ class Counter {
     const auto amount = by_hits_ ? 1.0 : found;
     tally.amount += amount;
     tally.records += amount;
-    tally.weighted += amount * lookups_.WeightOf(subgroup.Part, key.Def);
+    // Without a code the weight is that of the part.
+    tally.weighted +=
+        amount * (key.Def != 0 ? lookups_.FactorOf(catalogue::ItemKind::Defect, key.Def)
+                               : lookups_.FactorOf(catalogue::ItemKind::Part, subgroup.Part));
     tally.See(subgroup.Sgtm, subgroup.Sgrp);
     return tally;
   }
@@ -264,36 +268,25 @@ class Gatherer {
 
 }  // namespace
 
-bool IsOfSubgroup(const ParetoLevel& level) { return level.kind->of_subgroup != nullptr; }
-
 TestFacts::TestFacts(const store::StoreCache& cache, const store::DataSet* data) {
-  if (data == nullptr) {
-    for (const auto& stream : cache.streams) Add(cache, stream);
-    return;
-  }
-  std::pair<std::int32_t, std::int32_t> latest;
-  for (const auto& subgroup : data->subgroups) {
-    const std::pair key(std::int32_t{subgroup.Part}, std::int32_t{subgroup.Test});
-    if (key == latest || facts_.contains(key)) continue;
-    latest = key;
-    auto stream =
-        std::partition_point(cache.streams.begin(), cache.streams.end(),
-                             [&](const store::Stream& each) { return each.part < key.first; });
-    for (; stream != cache.streams.end() && stream->part == key.first; ++stream) {
-      if (stream->test == key.second) Add(cache, *stream);
+  std::set<std::pair<std::int32_t, std::int32_t>> wanted;
+  if (data != nullptr) {
+    std::pair<std::int32_t, std::int32_t> latest;
+    for (const auto& subgroup : data->subgroups) {
+      const std::pair key(std::int32_t{subgroup.Part}, std::int32_t{subgroup.Test});
+      if (key != latest) wanted.insert(latest = key);
     }
   }
-}
-
-void TestFacts::Add(const store::StoreCache& cache, const store::Stream& stream) {
-  const std::pair key(stream.part, stream.test);
-  const auto [found, is_new] = facts_.try_emplace(key);
-  if (!is_new) return;
-  found->second.type = stream.test_type;
-  if (stream.test_type != ttVariable) return;
-  const auto rows = cache.spec_limits.find(key);
-  if (rows == cache.spec_limits.end()) return;
-  for (const auto& row : rows->second) found->second.limits.push_back(LimitsOf(row));
+  for (const auto& stream : cache.streams) {
+    const std::pair key(stream.part, stream.test);
+    if (data != nullptr && !wanted.contains(key)) continue;
+    const auto [found, is_new] = facts_.try_emplace(key);
+    if (!is_new) continue;
+    found->second.type = stream.test_type;
+    const auto rows = cache.spec_limits.find(key);
+    if (stream.test_type != ttVariable || rows == cache.spec_limits.end()) continue;
+    for (const auto& row : rows->second) found->second.limits.push_back(LimitsOf(row));
+  }
 }
 
 const TestFacts::Facts& TestFacts::Of(std::int32_t part, std::int32_t test) const {

@@ -7,12 +7,14 @@
 namespace orvspc::engine::pareto {
 namespace {
 
+using catalogue::ItemKind;
+
 template <class Record>
 BinKeys KeysOf(const ParetoPlan& plan, std::vector<KeyReader>& readers, const Record& record,
-               std::int32_t Record::*BinKind::*member) {
+               std::int32_t Record::*BinFields::*member) {
   BinKeys keys{};
   for (std::size_t i = 0; i < readers.size(); ++i) {
-    keys[i] = readers[i].KeyOf(record.*(plan.levels[i].kind->*member));
+    keys[i] = readers[i].KeyOf(record.*(plan.levels[i].kind->of.*member));
   }
   return keys;
 }
@@ -33,17 +35,18 @@ double Between(std::int64_t from, std::optional<std::int64_t> to) {
   return to ? static_cast<double>(std::max<std::int64_t>(*to - from, 0)) : 0.0;
 }
 
-double AmountOf(Accumulation accumulation, const store::EventRow& event, std::int64_t window_end) {
+double AmountOf(paAccumulationTypes accumulation, const store::EventRow& event,
+                std::int64_t window_end) {
   switch (accumulation) {
-    case Accumulation::EventTime: {
+    case paAccumulateByEventTime: {
       auto end = event.finish;
       if (!end) end = event.cac_time;
       if (!end) end = event.acc_time;
       return Between(event.time, end ? *end : window_end);
     }
-    case Accumulation::AccTime:
+    case paAccumulateByAccTime:
       return Between(event.time, event.acc_time);
-    case Accumulation::CacTime:
+    case paAccumulateByCacTime:
       return Between(event.time, event.cac_time);
     default:
       return 1.0;
@@ -60,12 +63,13 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
   const bool by_action = !by_cause && BinsBy(plan, {paBinTypeCAC, paBinTypeCagp});
   const auto factor_of = [&](const store::EventRow& event) {
     const bool action = by_action || (!by_cause && event.acc == 0);
-    return action ? lookups.CacFactors().Of(event.cac) : lookups.AccFactors().Of(event.acc);
+    return action ? lookups.FactorOf(ItemKind::CacCode, event.cac)
+                  : lookups.FactorOf(ItemKind::AccCode, event.acc);
   };
   Findings findings;
   auto readers = lookups.Readers();
   for (const auto& event : events) {
-    auto& tally = findings.tallies.Of(KeysOf(plan, readers, event, &BinKind::of_event));
+    auto& tally = findings.tallies.Of(KeysOf(plan, readers, event, &BinFields::event));
     Add(tally, AmountOf(plan.accumulation, event, window_end), factor_of(event));
     if (!event.finish && !event.cac_time && !event.acc_time) tally.has_open = true;
   }
@@ -76,11 +80,11 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
                      const Lookups& lookups) {
   const auto amount_of = [&](const StateEntry& entry) {
     switch (plan.accumulation) {
-      case Accumulation::EventTime:
+      case paAccumulateByEventTime:
         return entry.seconds;
       // A state has neither code, so neither time.
-      case Accumulation::AccTime:
-      case Accumulation::CacTime:
+      case paAccumulateByAccTime:
+      case paAccumulateByCacTime:
         return 0.0;
       default:
         return 1.0;
@@ -89,8 +93,8 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
   Findings findings;
   auto readers = lookups.Readers();
   for (const auto& entry : entries) {
-    Add(findings.tallies.Of(KeysOf(plan, readers, entry, &BinKind::of_state)), amount_of(entry),
-        lookups.StateFactors().Of(entry.state));
+    Add(findings.tallies.Of(KeysOf(plan, readers, entry, &BinFields::state)), amount_of(entry),
+        lookups.FactorOf(ItemKind::StateCode, entry.state));
   }
   return findings;
 }

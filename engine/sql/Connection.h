@@ -45,10 +45,10 @@ class SqlError : public std::exception {
 class Statement {
  public:
   virtual ~Statement() = default;
-  virtual void Bind(int index, std::int64_t value) = 0;
-  virtual void Bind(int index, double value) = 0;
-  virtual void Bind(int index, std::string_view text) = 0;
-  virtual void Bind(int index, std::span<const std::byte> blob) = 0;
+  virtual void BindInt(int index, std::int64_t value) = 0;
+  virtual void BindReal(int index, double value) = 0;
+  virtual void BindText(int index, std::string_view text) = 0;
+  virtual void BindBlob(int index, std::span<const std::byte> blob) = 0;
   virtual void BindNull(int index) = 0;
 
   // True while there is a row.
@@ -111,7 +111,7 @@ class Connection {
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
 };
 
-// An identifier; 0 means none and is stored as null.
+// An identifier to be stored; 0 means none and becomes null.
 struct Reference {
   std::int64_t id;
 };
@@ -123,18 +123,18 @@ class Query {
   template <class... Values>
   Query(Connection& connection, std::string_view sql, const Values&... values)
       : statement_(connection.Prepared(sql)) {
-    BindAll(values...);
+    Bind(values...);
   }
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
   ~Query() { statement_.Reset(); }
 
-  // Values of ?1, ?2, ...: integers, enumerations, doubles, texts, blobs, references; an optional
-  // without a value is null, an array takes a parameter for each element.
+  // Values for ?1, ?2, ... An optional without a value is null, an array has a place for each
+  // element.
   template <class... Values>
-  void BindAll(const Values&... values) {
-    [[maybe_unused]] int index = 1;
-    (BindNext(index, values), ...);
+  void Bind(const Values&... values) {
+    [[maybe_unused]] int place = 1;
+    (BindNext(place, values), ...);
   }
 
   // True while there is a row.
@@ -186,24 +186,29 @@ class Query {
   }
 
  private:
-  template <class Value>
-  void BindNext(int& index, const Value& value) {
-    if constexpr (std::is_same_v<Value, Reference>) {
-      BindNext(index, value.id == 0 ? std::nullopt : std::optional(value.id));
-    } else if constexpr (std::is_integral_v<Value> || std::is_enum_v<Value>) {
-      statement_.Bind(index++, static_cast<std::int64_t>(value));
+  template <class T>
+  void BindNext(int& place, const T& value) {
+    if constexpr (std::is_same_v<T, Reference>) {
+      value.id == 0 ? statement_.BindNull(place) : statement_.BindInt(place, value.id);
+    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+      statement_.BindInt(place, static_cast<std::int64_t>(value));
+    } else if constexpr (std::is_floating_point_v<T>) {
+      statement_.BindReal(place, value);
+    } else if constexpr (std::is_convertible_v<T, std::span<const std::byte>>) {
+      statement_.BindBlob(place, value);
     } else {
-      statement_.Bind(index++, value);
+      statement_.BindText(place, value);
     }
+    ++place;
   }
-  template <class Value>
-  void BindNext(int& index, const std::optional<Value>& value) {
-    if (value) return BindNext(index, *value);
-    statement_.BindNull(index++);
+  template <class T>
+  void BindNext(int& place, const std::optional<T>& value) {
+    if (value) return BindNext(place, *value);
+    statement_.BindNull(place++);
   }
-  template <class Value, std::size_t kSize>
-  void BindNext(int& index, const std::array<Value, kSize>& values) {
-    for (const auto& value : values) BindNext(index, value);
+  template <class T, std::size_t kSize>
+  void BindNext(int& place, const std::array<T, kSize>& values) {
+    for (const auto& value : values) BindNext(place, value);
   }
 
   template <class T>

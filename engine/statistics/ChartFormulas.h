@@ -88,7 +88,7 @@ PointLimits DefectsLimits(const Rate& u, double units, double factor, double wid
 // (n, level) for defectives, Poisson with mean n level for defects.
 //   level  defectives, or defects, a unit: 0.01 for an acceptable quality level of 1 percent
 //   risk   the producer's, as a proportion
-// NaN for n < 1, and for defects of risk 0, which no number of them reaches.
+// NaN for n < 1 (defects: n <= 0), and for defects of risk 0, which no number of them reaches.
 // Source   ISO 2859-1 for the level; the idea of such a line ISO 7870-3
 double AcceptedDefectives(double n, double level, double risk);
 double AcceptedDefects(double n, double level, double risk);

@@ -17,29 +17,13 @@ using namespace render;
 
 namespace {
 
-// How a family draws what it shows.
 template <class View>
-struct Drawing {
-  std::string (*text)(const View&, const TextOptions&);
-  std::string (*svg)(const View&, bool embedded);
-  std::string (*html)(const View&);
-};
-
-template <class View>
-std::string Drawn(const View& view, const Drawing<View>& drawing, const std::string& format,
-                  const TextOptions& options) {
-  if (format == "svg") return drawing.svg(view, false);
-  if (format == "html") return drawing.html(view);
-  return drawing.text(view, options);
+std::string Drawn(const View& view, const Presentation& shown,
+                  std::string (*text)(const View&, const TextOptions&),
+                  std::string (*svg)(const View&, bool), std::string (*html)(const View&)) {
+  if (shown.format == "svg") return svg(view, false);
+  return shown.format == "html" ? html(view) : text(view, shown.text);
 }
-
-constexpr Drawing<ChartView> kChart{RenderChartText, RenderChartSvg, RenderChartHtml};
-constexpr Drawing<CapabilityView> kCapability{RenderCapabilityText, RenderCapabilitySvg,
-                                              RenderCapabilityHtml};
-constexpr Drawing<ParetoView> kPareto{RenderParetoText, RenderParetoSvg, RenderParetoHtml};
-constexpr Drawing<StatesView> kStates{RenderStatesText, RenderStatesSvg, RenderStatesHtml};
-constexpr Drawing<ComplianceView> kCompliance{RenderComplianceText, RenderComplianceSvg,
-                                              RenderComplianceHtml};
 
 }  // namespace
 
@@ -47,7 +31,9 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
                 const Number& maximum, const std::function<Outcome(Analysis&)>& analyse) {
   const std::string format = OutputFormat(arguments, formats);
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
-  Analysis run{arguments, format, TextOptionsOf(arguments, console), database,
+  Analysis run{{NamesOf(database), format, TextOptionsOf(arguments, console)},
+               arguments,
+               database,
                MakeSelection(arguments, maximum, database)};
   const Outcome outcome = analyse(run);
   if (outcome.empty && format != "text") console.err << "no data selected\n";
@@ -91,34 +77,34 @@ Names NoNames() {
   return [](ItemKind, std::int32_t) { return std::string(); };
 }
 
-std::string Formatted(const ChartDocument& document, const Names& names, const std::string& format,
-                      const TextOptions& options) {
-  if (format == "json") return ChartJson(document, names);
-  return Drawn(MakeChartView(document, names), kChart, format, options);
+std::string Formatted(const ChartDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return ChartJson(document, shown.names);
+  return Drawn(MakeChartView(document, shown.names), shown, RenderChartText, RenderChartSvg,
+               RenderChartHtml);
 }
 
-std::string Formatted(const CapabilityDocument& document, const Names& names,
-                      const std::string& format, const TextOptions& options) {
-  if (format == "json") return CapabilityJson(document);
-  return Drawn(MakeCapabilityView(document, names), kCapability, format, options);
+std::string Formatted(const CapabilityDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return CapabilityJson(document);
+  return Drawn(MakeCapabilityView(document, shown.names), shown, RenderCapabilityText,
+               RenderCapabilitySvg, RenderCapabilityHtml);
 }
 
-std::string Formatted(const ParetoDocument& document, const Names& names, const std::string& format,
-                      const TextOptions& options) {
-  if (format == "json") return ParetoJson(document);
-  return Drawn(MakeParetoView(document, names), kPareto, format, options);
+std::string Formatted(const ParetoDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return ParetoJson(document);
+  return Drawn(MakeParetoView(document, shown.names), shown, RenderParetoText, RenderParetoSvg,
+               RenderParetoHtml);
 }
 
-std::string Formatted(const StatesDocument& document, const Names& names, const std::string& format,
-                      const TextOptions& options) {
-  if (format == "json") return StatesJson(document, names);
-  return Drawn(MakeStatesView(document, names), kStates, format, options);
+std::string Formatted(const StatesDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return StatesJson(document, shown.names);
+  return Drawn(MakeStatesView(document, shown.names), shown, RenderStatesText, RenderStatesSvg,
+               RenderStatesHtml);
 }
 
-std::string Formatted(const ComplianceDocument& document, const Names&, const std::string& format,
-                      const TextOptions& options) {
-  if (format == "json") return ComplianceJson(document);
-  return Drawn(MakeComplianceView(document), kCompliance, format, options);
+std::string Formatted(const ComplianceDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return ComplianceJson(document);
+  return Drawn(MakeComplianceView(document), shown, RenderComplianceText, RenderComplianceSvg,
+               RenderComplianceHtml);
 }
 
 }  // namespace orvspc::cli

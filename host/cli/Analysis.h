@@ -18,11 +18,16 @@
 // What all commands that analyse have in common.
 namespace orvspc::cli {
 
-// One run of a command.
-struct Analysis {
-  const Arguments& arguments;
+// How a document is written.
+struct Presentation {
+  render::Names names;
   std::string format;
   render::TextOptions text;
+};
+
+// One run of a command.
+struct Analysis : Presentation {
+  const Arguments& arguments;
   QualityDatabase database;
   std::shared_ptr<DataSelect> select;
 };
@@ -85,16 +90,11 @@ render::ComplianceDocument RunCompliance(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select);
 
 // A document as text, json, svg or html.
-std::string Formatted(const render::ChartDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::CapabilityDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::ParetoDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::StatesDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
-std::string Formatted(const render::ComplianceDocument& document, const render::Names& names,
-                      const std::string& format, const render::TextOptions& options);
+std::string Formatted(const render::ChartDocument& document, const Presentation& shown);
+std::string Formatted(const render::CapabilityDocument& document, const Presentation& shown);
+std::string Formatted(const render::ParetoDocument& document, const Presentation& shown);
+std::string Formatted(const render::StatesDocument& document, const Presentation& shown);
+std::string Formatted(const render::ComplianceDocument& document, const Presentation& shown);
 
 // Stored settings for people, one a line.
 std::string SettingsText(const CAProcessing& processing, const render::TextOptions& options);

@@ -95,8 +95,7 @@ int Run(const Arguments& arguments, Console& console) {
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunCapability(run.database, run.select, processing);
-    return {Formatted(document, NamesOf(run.database), run.format, run.text),
-            document.capability.bins.empty()};
+    return {Formatted(document, run), document.capability.bins.empty()};
   });
 }
 

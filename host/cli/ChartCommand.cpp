@@ -78,8 +78,7 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
   }
   auto document = RunChart(run.database, run.select, processing);
   NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
-  return {Formatted(document, NamesOf(run.database), run.format, run.text),
-          document.chart.subgroups.rows.empty()};
+  return {Formatted(document, run), document.chart.subgroups.rows.empty()};
 }
 
 int Run(const Arguments& arguments, Console& console) {

@@ -1,14 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include "host/cli/Console.h"
 #include "host/cli/Options.h"
 #include "host/render/core/Text.h"
 
+// The commands, and the program as a function, so that tests can run it in their own process.
 namespace orvspc::cli {
+
+// Where a program writes, and how wide that is.
+struct Console {
+  std::ostream& out;
+  std::ostream& err;
+  bool out_is_terminal = false;
+  bool err_is_terminal = false;
+  std::size_t columns = 80;
+};
+
+// words: the command line without the program's name. Exit status: 0 done, 1 failed, 2 misused.
+// Nothing is thrown; a failure is one line on err.
+int RunProgram(const std::vector<std::string>& words, Console& console);
 
 // One subcommand. run returns the exit status and throws whatever goes wrong.
 struct Command {
@@ -39,11 +54,11 @@ Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
 
-// Options of several lists one after the other.
-template <class... Lists>
-std::vector<Option> Together(const Lists&... lists) {
-  std::vector<Option> all;
-  (all.insert(all.end(), std::begin(lists), std::end(lists)), ...);
+// Several lists one after the other: options, words of a command line.
+template <class First, class... More>
+auto Together(const First& first, const More&... more) {
+  std::vector all(std::begin(first), std::end(first));
+  (all.insert(all.end(), std::begin(more), std::end(more)), ...);
   return all;
 }
 

@@ -47,7 +47,7 @@ int Run(const Arguments& arguments, Console& console) {
     run.select->IncludeDefectTests(true);
     run.select->IncludeDefectiveTests(true);
     const auto document = RunCompliance(run.database, run.select);
-    return {Formatted(document, NoNames(), run.format, run.text), document.rows.empty()};
+    return {Formatted(document, run), document.rows.empty()};
   });
 }
 

@@ -33,10 +33,9 @@ int Run(const Arguments& arguments, Console& console) {
     NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
     if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
     const auto subgroups = render::ReadSubgroups(*data);
-    const auto names = NamesOf(run.database);
     if (run.format == "json")
-      return {render::DataJson(run.select.get(), subgroups, names, report.notes), empty};
-    return {render::DataText(subgroups, names, run.text), empty, std::move(report.notes)};
+      return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
+    return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};
   });
 }
 

@@ -6,7 +6,6 @@
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
-#include "host/cli/Program.h"
 #include "host/cli/Samples.h"
 #include "host/render/core/Html.h"
 
@@ -108,15 +107,11 @@ std::vector<std::string> WordsOf(std::string_view line) {
 
 // By the end of its name, "panels-state-codes.csv", "specification-limits.csv"; else values.
 std::string_view KindOf(std::string_view file) {
-  std::string_view kind = "values";
-  std::size_t length = 0;
-  for (const auto& each : ImportKinds()) {
-    const auto& word = each.word;
-    if (!file.ends_with("-" + std::string(word) + ".csv") || word.size() <= length) continue;
-    kind = word;
-    length = word.size();
-  }
-  return kind;
+  std::string_view kind;
+  for (const auto& each : ImportKinds())
+    if (file.ends_with("-" + std::string(each.word) + ".csv") && each.word.size() > kind.size())
+      kind = each.word;
+  return kind.empty() ? "values" : kind;
 }
 
 void MakeDirectory(const fs::path& path) {
@@ -142,12 +137,6 @@ std::string Printed(const std::vector<std::string>& words, const Console& like) 
   return out.str();
 }
 
-std::vector<std::string> With(std::vector<std::string> words,
-                              const std::vector<std::string>& more) {
-  words.insert(words.end(), more.begin(), more.end());
-  return words;
-}
-
 void MakeDatabase(const fs::path& folder, const std::string& path, const Console& console) {
   RemoveDatabase(path);
   MakeDirectory(folder / "data");
@@ -168,7 +157,7 @@ render::IndexEntry Draw(const Picture& picture, const std::vector<std::string>& 
   for (const auto& [link, ending] :
        {std::pair{"page", ".html"}, {"picture", ".svg"}, {"figures", ".json"}}) {
     const std::string file = picture.name + std::string(ending);
-    Printed(With(command, {"-o", (folder / file).string()}), console);
+    Printed(Together(command, std::vector<std::string>{"-o", (folder / file).string()}), console);
     entry.links.emplace_back(link, file);
   }
   const std::string page = ReadFile((folder / entry.links[0].second).string());

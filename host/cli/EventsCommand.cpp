@@ -20,10 +20,9 @@ int Run(const Arguments& arguments, Console& console) {
     NoteCut(run, kMax, events->Count(), report.notes, true);
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
     const auto rows = render::ReadEvents(*events);
-    const auto names = NamesOf(run.database);
     if (run.format == "json")
-      return {render::EventsJson({run.select.get(), rows, report.notes}, names), empty};
-    return {render::EventsText(rows, names, run.text), empty, std::move(report.notes)};
+      return {render::EventsJson({run.select.get(), rows, report.notes}, run.names), empty};
+    return {render::EventsText(rows, run.names, run.text), empty, std::move(report.notes)};
   });
 }
 

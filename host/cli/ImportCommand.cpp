@@ -40,18 +40,11 @@ std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
 }
 
 // The progress line goes, however the import ends.
-class ClearedLine {
- public:
-  explicit ClearedLine(Console& console) : console_(console) {}
-  ClearedLine(const ClearedLine&) = delete;
-  ClearedLine& operator=(const ClearedLine&) = delete;
-  ~ClearedLine() { Clear(); }
-  void Clear() const {
-    if (console_.err_is_terminal) console_.err << "\r\x1b[K" << std::flush;
+struct ClearedLine {
+  Console& console;
+  ~ClearedLine() {
+    if (console.err_is_terminal) console.err << "\r\x1b[K" << std::flush;
   }
-
- private:
-  Console& console_;
 };
 
 std::string ReportText(ImportKind kind, const ImportReport& report,
@@ -95,12 +88,12 @@ int Run(const Arguments& arguments, Console& console) {
   if (arguments.Positional().empty()) throw Misuse("which file? FILE.csv is missing");
   const std::string& file = arguments.Positional()[0];
   CheckReadable(file);  // so that a slip in its name makes no new database
-  ImportOptions options;
-  options.ignore_unknown = arguments.Has(kIgnoreUnknown);
-  options.progress = Progress(console);
-  const ClearedLine cleared(console);
-  const ImportReport report = QualityDatabase::ImportInto(path, file, kind, options);
-  cleared.Clear();
+  const ImportReport report = [&] {
+    const ClearedLine cleared{console};
+    const ImportOptions options{.ignore_unknown = arguments.Has(kIgnoreUnknown),
+                                .progress = Progress(console)};
+    return QualityDatabase::ImportInto(path, file, kind, options);
+  }();
   for (const Note& note : report.notes) {
     console.err << render::PlainText("note: " + note.Sentence()) << "\n";
   }

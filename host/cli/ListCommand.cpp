@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cctype>
+#include <functional>
+#include <iterator>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -17,14 +19,10 @@ namespace orvspc::cli {
 
 namespace {
 
-using render::JsonWriter;
-
-struct Time {
-  std::int64_t stamp = 0;
-};
 using Texts = std::vector<std::string>;
-// Nothing, a flag, a number, a time, a text, a list of texts.
-using Cell = std::variant<std::monostate, bool, std::int64_t, double, Time, std::string, Texts>;
+// Nothing, a flag, a number, a text, a list of texts.
+using Cell = std::variant<std::monostate, bool, std::int64_t, double, std::string, Texts>;
+using Row = std::vector<Cell>;
 
 // Columns are words: the key in JSON, after # for numbers, @ for what is never broken, - for JSON
 // alone. The heading is the key in small letters, or what follows an equals sign, _ for a blank.
@@ -32,19 +30,23 @@ using Cell = std::variant<std::monostate, bool, std::int64_t, double, Time, std:
 struct Listing {
   std::string key;
   std::string columns;
-  std::vector<std::vector<Cell>> rows = {};
+  std::vector<Row> rows = {};
 };
 
-template <class Number>
-Cell Given(const std::optional<Number>& number) {
-  if (!number) return {};
-  return *number;
+template <class Value>
+Cell CellOf(const Value& value) {
+  return value;
 }
+Cell CellOf(std::string_view text) { return std::string(text); }
+Cell CellOf(const std::optional<double>& number) { return number ? Cell(*number) : Cell(); }
 Cell TimeOf(bool given, std::int32_t stamp) {
-  if (!given) return {};
-  return Time{stamp};
+  return given ? Cell(render::IsoTime(stamp)) : Cell();
 }
-Cell EffectiveOf(std::int32_t stamp) { return TimeOf(stamp != kSinceEver, stamp); }
+
+template <class... Values>
+Row RowOf(const Values&... values) {
+  return {CellOf(values)...};
+}
 
 std::string ShownText(const Cell& cell) {
   struct Shown {
@@ -52,7 +54,6 @@ std::string ShownText(const Cell& cell) {
     std::string operator()(bool flag) const { return flag ? "yes" : "no"; }
     std::string operator()(std::int64_t number) const { return std::to_string(number); }
     std::string operator()(double number) const { return render::Shortest(number); }
-    std::string operator()(Time time) const { return render::IsoTime(time.stamp); }
     std::string operator()(const std::string& text) const { return render::PlainText(text); }
     std::string operator()(const Texts& texts) const {
       std::string all;
@@ -63,40 +64,22 @@ std::string ShownText(const Cell& cell) {
   return std::visit(Shown(), cell);
 }
 
-void WriteCell(JsonWriter& json, const Cell& cell) {
-  struct Write {
-    JsonWriter& json;
-    void operator()(std::monostate) const { json.Null(); }
-    void operator()(bool flag) const { json.Value(flag); }
-    void operator()(std::int64_t number) const { json.Value(number); }
-    void operator()(double number) const { json.Value(number); }
-    void operator()(Time time) const { json.Value(render::IsoTime(time.stamp)); }
-    void operator()(const std::string& text) const { json.Value(std::string_view(text)); }
-    void operator()(const Texts& texts) const { json.Value(std::span<const std::string>(texts)); }
-  };
-  std::visit(Write{json}, cell);
-}
-
 struct Column {
-  char kind = ' ';  // one of #, @, -, or a blank
   std::string key, heading;
+  bool is_shown = true;  // in text
 };
 
 std::vector<Column> ColumnsOf(const Listing& listing) {
   std::vector<Column> columns;
   std::istringstream words(listing.columns);
   for (std::string word; words >> word;) {
-    Column& column = columns.emplace_back();
-    if (std::string_view("#@-").find(word[0]) != std::string_view::npos) {
-      column.kind = word[0];
-      word.erase(0, 1);
-    }
+    const std::string mark = word.substr(0, word.find_first_not_of("#@-"));
+    word.erase(0, mark.size());
     const auto equals = word.find('=');
-    column.key = word.substr(0, equals);
-    column.heading = equals == std::string::npos ? word : word.substr(equals + 1);
-    for (char& c : column.heading)
+    std::string heading = equals == std::string::npos ? word : word.substr(equals + 1);
+    for (char& c : heading)
       c = c == '_' ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (column.kind == '#' || column.kind == '@') column.heading.insert(0, 1, column.kind);
+    columns.push_back({word.substr(0, equals), mark + heading, mark != "-"});
   }
   return columns;
 }
@@ -105,11 +88,11 @@ render::Table TableOf(const Listing& listing) {
   const auto columns = ColumnsOf(listing);
   render::Table table{"", {}};
   for (const auto& column : columns)
-    if (column.kind != '-') table.headings.push_back(column.heading);
+    if (column.is_shown) table.headings.push_back(column.heading);
   for (const auto& row : listing.rows) {
     auto& cells = table.rows.emplace_back();
     for (std::size_t c = 0; c < row.size(); ++c)
-      if (columns[c].kind != '-') cells.push_back(ShownText(row[c]));
+      if (columns[c].is_shown) cells.push_back(ShownText(row[c]));
   }
   if (table.rows.empty()) {
     table.rows.emplace_back(table.headings.size());
@@ -118,19 +101,24 @@ render::Table TableOf(const Listing& listing) {
   return table;
 }
 
-void WriteJson(JsonWriter& json, const Listing& listing) {
+void WriteJson(render::JsonWriter& json, const Listing& listing) {
   const auto columns = ColumnsOf(listing);
-  json.Key(listing.key);
-  json.BeginArray();
-  for (const auto& row : listing.rows) {
-    json.BeginObject(true);
+  const auto write = [&](const auto& value) {
+    using Type = std::decay_t<decltype(value)>;
+    if constexpr (std::is_same_v<Type, std::monostate>) {
+      json.Null();
+    } else if constexpr (std::is_same_v<Type, Texts>) {
+      json.Value(std::span<const std::string>(value));
+    } else {
+      json.Value(value);
+    }
+  };
+  json.Objects(listing.key, listing.rows, [&](const Row& row) {
     for (std::size_t c = 0; c < row.size(); ++c) {
       json.Key(columns[c].key);
-      WriteCell(json, row[c]);
+      std::visit(write, row[c]);
     }
-    json.EndObject();
-  }
-  json.EndArray();
+  });
 }
 
 Listing Items(const QualityDatabase& database, ItemKind kind) {
@@ -142,13 +130,13 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
                          (is_test ? " -TestType" : "") +
                          " #Subgroups @First @Last -Factor -Type -Active"};
   for (const auto& item : database.CountedItems(kind)) {
-    auto& row = list.rows.emplace_back(std::vector<Cell>{std::int64_t{item.id}, item.name});
+    auto& row = list.rows.emplace_back(RowOf(item.id, item.name));
     if (is_code) row.emplace_back(item.text);
-    if (is_test) row.emplace_back(std::int64_t{item.type});
-    for (Cell cell : {Cell(item.subgroups), TimeOf(item.subgroups > 0, item.first),
-                      TimeOf(item.subgroups > 0, item.last), Cell(item.factor),
-                      Cell(std::int64_t{item.type}), Cell(item.active)})
-      row.push_back(std::move(cell));
+    if (is_test) row.emplace_back(item.type);
+    const bool occurs = item.subgroups > 0;
+    std::ranges::move(RowOf(item.subgroups, TimeOf(occurs, item.first), TimeOf(occurs, item.last),
+                            item.factor, item.type, item.active),
+                      std::back_inserter(row));
   }
   return list;
 }
@@ -156,10 +144,11 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
 Listing Streams(const QualityDatabase& database) {
   Listing list{"stream", "Part Process Test -TestType #Subgroups @First @Last"};
   for (const auto& stream : database.Streams())
-    list.rows.push_back({database.Name(ItemKind::Part, stream.part),
-                         database.Name(ItemKind::Process, stream.process),
-                         database.Name(ItemKind::Test, stream.test), std::int64_t{stream.test_type},
-                         stream.subgroups, Time{stream.first}, Time{stream.last}});
+    list.rows.push_back(RowOf(database.Name(ItemKind::Part, stream.part),
+                              database.Name(ItemKind::Process, stream.process),
+                              database.Name(ItemKind::Test, stream.test), stream.test_type,
+                              stream.subgroups, TimeOf(true, stream.first),
+                              TimeOf(true, stream.last)));
   return list;
 }
 
@@ -170,8 +159,7 @@ Listing Groups(const QualityDatabase& database) {
     for (const auto& group : database.Groups(kind)) {
       Texts members;
       for (const auto member : group.members) members.push_back(database.Name(kind, member));
-      list.rows.push_back(
-          {std::int64_t{group.id}, std::string(WordOf(kind)), group.name, std::move(members)});
+      list.rows.push_back(RowOf(group.id, WordOf(kind), group.name, members));
     }
   }
   return list;
@@ -180,7 +168,7 @@ Listing Groups(const QualityDatabase& database) {
 Listing Descriptors(const QualityDatabase& database) {
   Listing list{"descriptor", "#ID Group=descriptor Name=value"};
   for (const auto& descriptor : database.Descriptors())
-    list.rows.push_back({std::int64_t{descriptor.id}, descriptor.group_name, descriptor.name});
+    list.rows.push_back(RowOf(descriptor.id, descriptor.group_name, descriptor.name));
   return list;
 }
 
@@ -189,7 +177,7 @@ Listing RuleSets(const QualityDatabase& database) {
   for (const auto& set : database.RuleSets()) {
     Texts rules;
     for (const auto number : set.numbers) rules.push_back(std::to_string(number));
-    list.rows.push_back({set.name, std::move(rules)});
+    list.rows.push_back(RowOf(set.name, rules));
   }
   return list;
 }
@@ -197,88 +185,69 @@ Listing RuleSets(const QualityDatabase& database) {
 Listing Settings(const QualityDatabase& database) {
   Listing list{"setting", "Name=setting Value Meaning=what_it_is"};
   for (const auto& setting : SettingKinds())
-    list.rows.push_back(
-        {std::string(setting.name), database.Setting(setting.name), std::string(setting.meaning)});
+    list.rows.push_back(RowOf(setting.name, database.Setting(setting.name), setting.meaning));
   return list;
 }
 
 // Every version of the rows of one kind for the streams that have subgroups, with a mark at those
 // that are in force now. cells: of a row, for the columns beyond part, test and time.
-template <class Row>
-Listing Limits(const QualityDatabase& database, const char* key, const char* columns,
-               std::vector<Cell> (*cells)(const Row&)) {
-  constexpr bool kOfProcess = std::is_same_v<Row, ControlLimits>;
+template <class Limits>
+Listing LimitsOf(const QualityDatabase& database, const char* key, const char* columns,
+                 Row (*cells)(const Limits&)) {
+  constexpr bool kOfProcess = std::is_same_v<Limits, ControlLimits>;
   Listing list{key, "Part Test" + std::string(kOfProcess ? " Process" : "") +
                         " @Effective InForce=in_force " + columns};
   std::vector<StreamKey> done;
   for (StreamKey stream : database.Streams()) {
     if (!kOfProcess) stream.process = 0;
-    if (std::find(done.begin(), done.end(), stream) != done.end()) continue;
+    if (std::ranges::find(done, stream) != done.end()) continue;
     done.push_back(stream);
-    const auto now = database.InForce<Row>(stream, CurrentTime());
-    const auto versions = database.Versions<Row>(stream);
-    for (const Row& row : versions) {
-      auto& all = list.rows.emplace_back(std::vector<Cell>{
-          database.Name(ItemKind::Part, stream.part), database.Name(ItemKind::Test, stream.test)});
-      if (kOfProcess) all.emplace_back(database.Name(ItemKind::Process, stream.process));
-      all.push_back(EffectiveOf(row.effective));
-      all.emplace_back(now && now->effective == row.effective);
-      for (auto& cell : cells(row)) all.push_back(std::move(cell));
+    const auto now = database.InForce<Limits>(stream, CurrentTime());
+    for (const auto& limits : database.Versions<Limits>(stream)) {
+      auto& row = list.rows.emplace_back(RowOf(database.Name(ItemKind::Part, stream.part),
+                                               database.Name(ItemKind::Test, stream.test)));
+      if (kOfProcess) row.emplace_back(database.Name(ItemKind::Process, stream.process));
+      row.push_back(TimeOf(limits.effective != kSinceEver, limits.effective));
+      row.emplace_back(now && now->effective == limits.effective);
+      std::ranges::move(cells(limits), std::back_inserter(row));
     }
   }
   return list;
 }
 
 Listing SpecificationLimitsList(const QualityDatabase& database) {
-  return Limits<SpecificationLimits>(
+  return LimitsOf<SpecificationLimits>(
       database, "limits",
       "#USL #Target #LSL #UGB #LGB #URL #LRL -UWP -LWP -Cp -Cpk -Alarms -Scale -Name",
-      [](const SpecificationLimits& row) -> std::vector<Cell> {
-        std::vector<Cell> cells;
-        for (const auto& limit : {row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl,
-                                  row.uwp, row.lwp, row.cp, row.cpk})
-          cells.push_back(Given(limit));
-        cells.insert(cells.end(), {Cell(row.alarms), Cell(std::int64_t{row.scale}), row.name});
-        return cells;
+      [](const auto& row) {
+        return RowOf(row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl, row.uwp,
+                     row.lwp, row.cp, row.cpk, row.alarms, row.scale, row.name);
       });
 }
 
 Listing ControlLimitsList(const QualityDatabase& database) {
-  return Limits<ControlLimits>(database, "control-limits",
-                               "#Mean #SP -SPL #SW -SWL -Start -Finish -ChartWord",
-                               [](const ControlLimits& row) -> std::vector<Cell> {
-                                 return {row.mean,
-                                         row.sp,
-                                         row.spl,
-                                         row.sw,
-                                         row.swl,
-                                         TimeOf(row.start != 0, row.start),
-                                         TimeOf(row.finish != 0, row.finish),
-                                         std::int64_t{row.chart_word}};
-                               });
+  return LimitsOf<ControlLimits>(
+      database, "control-limits", "#Mean #SP -SPL #SW -SWL -Start -Finish -ChartWord",
+      [](const auto& row) {
+        return RowOf(row.mean, row.sp, row.spl, row.sw, row.swl, TimeOf(row.start != 0, row.start),
+                     TimeOf(row.finish != 0, row.finish), row.chart_word);
+      });
 }
 
 Listing OpportunitiesList(const QualityDatabase& database) {
-  return Limits<Opportunities>(database, "opportunities", "#Opportunities",
-                               [](const Opportunities& row) -> std::vector<Cell> {
-                                 return {std::int64_t{row.opportunities}};
-                               });
+  return LimitsOf<Opportunities>(database, "opportunities", "#Opportunities",
+                                 [](const auto& row) { return RowOf(row.opportunities); });
 }
 
 Listing NetContentsList(const QualityDatabase& database) {
-  return Limits<NetContents>(
+  return LimitsOf<NetContents>(
       database, "net-contents",
       "Class Quantity #Nominal #MAV -MAVL -MAVLP -MAVU -MAVUP -T1L -T1LP -T1U -T1UP -T2L -T2LP "
-      "-T2U "
-      "-T2UP -Factor -Name",
-      [](const NetContents& row) -> std::vector<Cell> {
-        std::vector<Cell> cells{row.class_name, row.quantity};
-        for (const auto& limit :
-             {row.nominal, row.mav, row.mavl, row.mavlp, row.mavu, row.mavup, row.t1l, row.t1lp,
-              row.t1u, row.t1up, row.t2l, row.t2lp, row.t2u, row.t2up})
-          cells.push_back(Given(limit));
-        cells.insert(cells.end(), {Cell(row.factor), row.name});
-        return cells;
+      "-T2U -T2UP -Factor -Name",
+      [](const auto& row) {
+        return RowOf(row.class_name, row.quantity, row.nominal, row.mav, row.mavl, row.mavlp,
+                     row.mavu, row.mavup, row.t1l, row.t1lp, row.t1u, row.t1up, row.t2l, row.t2lp,
+                     row.t2u, row.t2up, row.factor, row.name);
       });
 }
 
@@ -296,49 +265,39 @@ constexpr List kLists[] = {{"streams", Streams},
                            {"opportunities", OpportunitiesList},
                            {"net-contents", NetContentsList}};
 
-std::vector<std::string> ListWords() {
-  std::vector<std::string> words;
+std::string ListWords() {
+  Texts words;
   for (int k = 0; k < kItemKinds; ++k) words.emplace_back(WordOf(static_cast<ItemKind>(k)));
   for (const auto& list : kLists) words.emplace_back(list.word);
-  return words;
+  return Joined(words);
 }
 
-std::vector<Listing> Listed(const QualityDatabase& database, const std::string& word) {
-  if (word.empty())
-    return {Items(database, ItemKind::Part), Items(database, ItemKind::Process),
-            Items(database, ItemKind::Test)};
-  if (const auto kind = ItemKindFromWord(word)) return {Items(database, *kind)};
+// What makes the list of a word.
+std::function<Listing(const QualityDatabase&)> MakerOf(const std::string& word) {
+  if (const auto kind = ItemKindFromWord(word))
+    return [kind](const QualityDatabase& database) { return Items(database, *kind); };
   for (const auto& list : kLists)
-    if (word == list.word) return {list.make(database)};
-  return {};
-}
-
-bool IsListed(const std::string& word) {
-  return word.empty() || ItemKindFromWord(word) ||
-         std::any_of(std::begin(kLists), std::end(kLists),
-                     [&](const List& list) { return word == list.word; });
+    if (word == list.word) return list.make;
+  throw Misuse("nothing called \"" + word + "\" can be listed, only " + ListWords());
 }
 
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
-  const std::string word = arguments.Positional().empty() ? "" : arguments.Positional()[0];
-  if (!IsListed(word))
-    throw Misuse("nothing called \"" + word + "\" can be listed, only " + Joined(ListWords()));
-  const auto listings = Listed(QualityDatabase::Open(arguments.Required(kDatabase)), word);
-  if (format == "json") {
-    JsonWriter json;
-    json.BeginObject();
-    for (const auto& listing : listings) WriteJson(json, listing);
-    json.EndObject();
-    Deliver(arguments, console, json.Text());
-    return 0;
-  }
+  Texts words = arguments.Positional();
+  if (words.empty() || words[0].empty()) words = {"part", "process", "test"};
+  std::vector<std::function<Listing(const QualityDatabase&)>> makers;
+  for (const auto& word : words) makers.push_back(MakerOf(word));
+  const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
+  render::JsonWriter json;
   render::TextWriter text(TextOptionsOf(arguments, console));
-  for (const auto& listing : listings) {
-    if (&listing != &listings.front()) text.Blank();
-    text.Write(TableOf(listing));
+  json.BeginObject();
+  for (const auto& make : makers) {
+    const Listing listing = make(database);
+    if (&make != &makers.front()) text.Blank();
+    format == "json" ? WriteJson(json, listing) : text.Write(TableOf(listing));
   }
-  Deliver(arguments, console, text.Take());
+  json.EndObject();
+  Deliver(arguments, console, format == "json" ? json.Text() : text.Take());
   return 0;
 }
 
@@ -348,7 +307,7 @@ Command ListCommand() {
   return {"list",
           "--db FILE [WHAT]",
           "What a database holds: names with counts of subgroups and times, settings, limits",
-          "WHAT is " + Joined(ListWords()) +
+          "WHAT is " + ListWords() +
               "; part, process and test without it. Names of kinds are taken in the plural, too. "
               "Limits are those of the streams that have subgroups: every version, and which of "
               "them is in force now.\nFormats: text, json.",

@@ -173,8 +173,7 @@ int Run(const Arguments& arguments, Console& console) {
       return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
     }
     const auto document = RunPareto(run.database, run.select, processing);
-    return {Formatted(document, NamesOf(run.database), run.format, run.text),
-            document.pareto.bins.empty()};
+    return {Formatted(document, run), document.pareto.bins.empty()};
   });
 }
 

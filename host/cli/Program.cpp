@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/cli/Program.h"
-
 #include <exception>
 #include <new>
 #include <sstream>

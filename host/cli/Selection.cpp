@@ -17,23 +17,39 @@ struct Dimension {
   DescriptorTypes type;
 };
 
-constexpr Dimension Of(const char* name, const char* group, const char* help,
-                       const char* group_help, ItemKind kind, DescriptorTypes type) {
-  return {{name, "NAME", help, "", true}, {group, "NAME", group_help}, kind, type};
-}
-
 constexpr Dimension kDimensions[] = {
-    Of("part", "part-group", "parts", "parts of a group", ItemKind::Part, dtPart),
-    Of("process", "process-group", "processes", "processes of a group", ItemKind::Process,
-       dtProcess),
-    Of("test", "test-group", "tests (characteristics)", "tests of a group", ItemKind::Test, dtTest),
-    Of("job", "job-group", "jobs", "jobs of a group", ItemKind::Job, dtJob),
-    Of("lot", "lot-group", "lots", "lots of a group", ItemKind::Lot, dtLot),
-    Of("shift", "shift-group", "shifts", "shifts of a group", ItemKind::Shift, dtShift),
-    Of("employee", "employee-group", "employees", "employees of a group", ItemKind::Employee,
-       dtEmployee),
-    Of("defect", "defect-group", "defect codes", "defect codes of a group", ItemKind::Defect,
-       dtDefect),
+    {{"part", "NAME", "parts", "", true},
+     {"part-group", "NAME", "parts of a group"},
+     ItemKind::Part,
+     dtPart},
+    {{"process", "NAME", "processes", "", true},
+     {"process-group", "NAME", "processes of a group"},
+     ItemKind::Process,
+     dtProcess},
+    {{"test", "NAME", "tests (characteristics)", "", true},
+     {"test-group", "NAME", "tests of a group"},
+     ItemKind::Test,
+     dtTest},
+    {{"job", "NAME", "jobs", "", true},
+     {"job-group", "NAME", "jobs of a group"},
+     ItemKind::Job,
+     dtJob},
+    {{"lot", "NAME", "lots", "", true},
+     {"lot-group", "NAME", "lots of a group"},
+     ItemKind::Lot,
+     dtLot},
+    {{"shift", "NAME", "shifts", "", true},
+     {"shift-group", "NAME", "shifts of a group"},
+     ItemKind::Shift,
+     dtShift},
+    {{"employee", "NAME", "employees", "", true},
+     {"employee-group", "NAME", "employees of a group"},
+     ItemKind::Employee,
+     dtEmployee},
+    {{"defect", "NAME", "defect codes", "", true},
+     {"defect-group", "NAME", "defect codes of a group"},
+     ItemKind::Defect,
+     dtDefect},
 };
 
 constexpr Option kDescriptor{"descriptor", "NAME[=VALUE]", "subgroups with that descriptor", "",

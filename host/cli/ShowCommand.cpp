@@ -14,127 +14,101 @@ namespace {
 using render::JsonWriter;
 
 // What was stored, and how it is to be shown.
-struct Stored {
-  const std::string& text;
+struct Stored : Presentation {
+  const std::string& xml;
   platform::XmlNode root;
-  std::string format;
-  render::TextOptions options;
 };
 
-// An object that reads the text, with what writes it for people and as JSON.
-template <class Object, class Text, class Json>
-std::string Shown(const Stored& stored, Text text, Json json) {
+template <class Object>
+Object Read(const Stored& stored) {
   Object object;
-  object.SetXML(stored.text);
-  if (stored.format == "xml") return object.GetXML() + "\n";
-  return stored.format == "text" ? text(object) : json(object);
+  object.SetXML(stored.xml);
+  return object;
 }
 
-template <class Write>
-std::string ObjectJson(const char* name, Write write) {
-  JsonWriter json;
-  json.BeginObject();
-  json.Key(name);
-  json.BeginObject();
-  write(json);
-  json.EndObject();
-  json.EndObject();
-  return json.Text();
+template <class Object>
+std::string ObjectJson(const char* name, const Object& object,
+                       void (*write)(JsonWriter&, const Object&)) {
+  return render::JsonDocument(
+      [&](JsonWriter& json) { json.Object(name, [&] { write(json, object); }); });
+}
+
+// An object with what writes it for people and as JSON.
+template <class Object>
+std::string ShowObject(const Stored& stored, const char* name,
+                       std::string (*text)(const Object&, const render::TextOptions&),
+                       void (*write)(JsonWriter&, const Object&)) {
+  const auto object = Read<Object>(stored);
+  if (stored.format == "xml") return object.GetXML() + "\n";
+  return stored.format == "text" ? text(object, stored.text) : ObjectJson(name, object, write);
 }
 
 // A stored text again. The objects would write it without what they do not read: the levels, the
 // bins of a result.
-std::string Again(const Stored& stored, const char* root) {
-  const auto found = XMLSupport::GetXMLSingleNode(stored.text, root);
-  return found.document->Xml(found.node) + "\n";
-}
+std::string Again(const Stored& stored) { return stored.root.document->Xml(stored.root) + "\n"; }
 
 std::string ShowSelect(const Stored& stored) {
-  return Shown<DataSelect>(
-      stored, [&](const auto& select) { return render::DataSelectText(select, stored.options); },
-      [](const auto& select) {
-        return ObjectJson("DataSelect", [&](auto& json) { render::WriteDataSelect(json, select); });
-      });
+  return ShowObject<DataSelect>(stored, "DataSelect", render::DataSelectText,
+                                render::WriteDataSelect);
 }
 
 std::string ShowChartSettings(const Stored& stored) {
-  return Shown<CCProcessing>(
-      stored,
-      [&](const auto& settings) { return render::ProcessingText(settings, stored.options); },
-      [](const auto& settings) {
-        return ObjectJson("Processing",
-                          [&](auto& json) { render::WriteProcessing(json, settings); });
-      });
+  return ShowObject<CCProcessing>(stored, "Processing", render::ProcessingText,
+                                  render::WriteProcessing);
 }
 
 std::string ShowCapabilitySettings(const Stored& stored) {
-  return Shown<CAProcessing>(
-      stored, [&](const auto& settings) { return SettingsText(settings, stored.options); },
-      [](const auto& settings) {
-        return ObjectJson("Processing",
-                          [&](auto& json) { render::WriteCapabilityProcessing(json, settings); });
-      });
+  return ShowObject<CAProcessing>(stored, "Processing", SettingsText,
+                                  render::WriteCapabilityProcessing);
 }
 
 std::string ShowParetoSettings(const Stored& stored) {
-  PAProcessing settings;
-  settings.SetXML(stored.text);
-  if (stored.format == "xml") return Again(stored, "PAProcessing");
-  if (stored.format == "text") return SettingsText(settings, stored.options);
-  return ObjectJson("Processing",
-                    [&](auto& json) { render::WriteParetoProcessing(json, settings, false); });
+  const auto settings = Read<PAProcessing>(stored);
+  if (stored.format == "xml") return Again(stored);
+  if (stored.format == "text") return SettingsText(settings, stored.text);
+  return ObjectJson<PAProcessing>("Processing", settings, [](auto& json, const auto& written) {
+    render::WriteParetoProcessing(json, written, false);
+  });
 }
 
 std::string ShowData(const Stored& stored) {
-  return Shown<SubgroupData>(
-      stored,
-      [&](auto& data) {
-        return render::DataText(render::ReadSubgroups(data), NoNames(), stored.options);
-      },
-      [](auto& data) {
-        return render::DataJson(nullptr, render::ReadSubgroups(data), NoNames(), {});
-      });
+  auto data = Read<SubgroupData>(stored);
+  if (stored.format == "xml") return data.GetXML() + "\n";
+  const auto read = render::ReadSubgroups(data);
+  return stored.format == "text" ? render::DataText(read, stored.names, stored.text)
+                                 : render::DataJson(nullptr, read, stored.names, {});
 }
 
 // Fails with 9, "Subscript out of range", on a set without events, which no reader takes.
 std::string ShowEvents(const Stored& stored) {
-  return Shown<EventData>(
-      stored,
-      [&](auto& events) {
-        return render::EventsText(render::ReadEvents(events), NoNames(), stored.options);
-      },
-      [](auto& events) {
-        return render::EventsJson({nullptr, render::ReadEvents(events), {}}, NoNames());
-      });
+  auto events = Read<EventData>(stored);
+  if (stored.format == "xml") return events.GetXML() + "\n";
+  const auto read = render::ReadEvents(events);
+  return stored.format == "text" ? render::EventsText(read, stored.names, stored.text)
+                                 : render::EventsJson({nullptr, read, {}}, stored.names);
 }
 
 std::string ShowChart(const Stored& stored) {
-  if (stored.format == "xml") {
-    CCResults results;
-    results.SetXMLNode(stored.root);
-    return results.GetXML() + "\n";
-  }
-  return Formatted(render::ReadStoredChart(stored.root), NoNames(), stored.format, stored.options);
+  if (stored.format != "xml") return Formatted(render::ReadStoredChart(stored.root), stored);
+  CCResults results;
+  results.SetXMLNode(stored.root);
+  return results.GetXML() + "\n";
 }
 
 std::string ShowCapability(const Stored& stored) {
-  CAResults results;
-  results.SetXML(stored.text);
+  auto results = Read<CAResults>(stored);
   if (stored.format == "xml") return results.GetXML() + "\n";
-  const render::CapabilityDocument document{render::ReadCapability(results), {}, {}};
-  return Formatted(document, NoNames(), stored.format, stored.options);
+  return Formatted(render::CapabilityDocument{render::ReadCapability(results), {}, {}}, stored);
 }
 
 std::string ShowPareto(const Stored& stored) {
-  const render::ParetoDocument document{render::ReadStoredPareto(stored.text), {}};
-  if (stored.format == "xml") return Again(stored, "PAResults");
-  return Formatted(document, NoNames(), stored.format, stored.options);
+  const render::ParetoDocument document{render::ReadStoredPareto(stored.xml), {}};
+  return stored.format == "xml" ? Again(stored) : Formatted(document, stored);
 }
 
 std::string ShowBins(const Stored& stored) {
-  const render::ParetoDocument document{render::ReadStoredBins(stored.text), {}};
-  if (stored.format == "xml") return Again(stored, "PABins");
-  return Formatted(document, NoNames(), stored.format, stored.options);
+  const render::ParetoDocument document{render::ReadStoredBins(stored.xml), {}};
+  return stored.format == "xml" ? Again(stored) : Formatted(document, stored);
 }
 
 struct Kind {
@@ -164,7 +138,8 @@ int Run(const Arguments& arguments, Console& console) {
   for (const Kind& kind : kKinds) {
     if (name != kind.root) continue;
     const std::string format = OutputFormat(arguments, kind.formats);
-    Deliver(arguments, console, kind.show({text, root, format, TextOptionsOf(arguments, console)}));
+    Deliver(arguments, console,
+            kind.show({{NoNames(), format, TextOptionsOf(arguments, console)}, text, root}));
     return 0;
   }
   throw Refusal("Node does not exist!");

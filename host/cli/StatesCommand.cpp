@@ -91,7 +91,7 @@ int Run(const Arguments& arguments, Console& console) {
     auto document = RunStates(run.database, *run.select);
     NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
     NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
-    return {Formatted(document, NamesOf(run.database), run.format, run.text),
+    return {Formatted(document, run),
             document.log.empty() && document.events.empty() && document.subgroups.rows.empty()};
   });
 }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/Embedded.h"
-#include "host/cli/Program.h"
+#include "host/cli/Command.h"
 
 namespace {
 

@@ -31,6 +31,12 @@ class CAAnalysis : public platform::Object {
       const std::shared_ptr<platform::Object>& Database,
       const std::shared_ptr<orvspc::DataSelect>& DataSelect,
       const std::shared_ptr<CAProcessing>& Processing);
+
+  // For the library. The calls of the capability library for the settings that the results hold,
+  // and what came back into the results, which stay as they are when the library returns 0.
+  // Deliberate: true on every path; a failure inside the library looks like no data.
+  static bool AnalyzeDS(const Friend&, platform::Database& Database, API_DSInfo& DSInfo,
+                        Array<std::int32_t>& DSFilter, CAResults& Results);
 };
 
 }  // namespace orvspc

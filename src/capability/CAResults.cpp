@@ -25,14 +25,6 @@ CAResults::CAResults() {
   });
 }
 
-void CAResults::Processing(const Friend&, std::shared_ptr<CAProcessing> value) {
-  processing_ = std::move(value);
-}
-
-void CAResults::DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value) {
-  data_select_ = std::move(value);
-}
-
 void CAResults::Load(const Friend& key, const API_CAStatistics& Stats, Array<API_CABin> Bins,
                      Array<double> X, Array<double> Y) {
   Traced("CAResults.Load", [&] {

@@ -12,8 +12,7 @@
 #include "frame/Array.h"
 #include "platform/Dom.h"
 #include "platform/ErrorLog.h"
-#include "platform/Object.h"
-#include "select/DataSelect.h"
+#include "select/ResultsOf.h"
 
 namespace orvspc {
 
@@ -21,15 +20,11 @@ class Friend;
 
 // The result of a capability analysis. Every Get hands out the held object itself, not a copy. An
 // analysis without data gives a result whose statistics are all zero and whose bins and curve are
-// empty.
-class CAResults : public platform::Object {
+// empty. Processing holds the settings after FixProcessing, DataSelect the selection with what the
+// analysis resolved in it.
+class CAResults : public ResultsOf<CAProcessing> {
  public:
   CAResults();
-
-  // The settings after FixProcessing, and the selection with what the analysis resolved in it; null
-  // in a new object.
-  std::shared_ptr<CAProcessing> Processing() const { return processing_; }
-  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
 
   std::shared_ptr<CAStatistics> Statistics() const { return statistics_; }
   std::shared_ptr<CABins> Bins() const { return bins_; }
@@ -46,16 +41,12 @@ class CAResults : public platform::Object {
   bool SetXML(std::string_view XML);
 
   // For the library.
-  void Processing(const Friend&, std::shared_ptr<CAProcessing> value);
-  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void Load(const Friend&, const API_CAStatistics& Stats, Array<API_CABin> Bins, Array<double> X,
             Array<double> Y);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  std::shared_ptr<CAProcessing> processing_;
-  std::shared_ptr<orvspc::DataSelect> data_select_;
   std::shared_ptr<CAStatistics> statistics_;
   std::shared_ptr<CABins> bins_;
   std::shared_ptr<CACurve> curve_;

@@ -2,12 +2,9 @@
 #include "chart/CCAnalysis.h"
 
 #include <cstdint>
-#include <initializer_list>
 #include <span>
-#include <string_view>
 #include <utility>
 
-#include "chart/cc_module.h"
 #include "chart/chart_codes.h"
 #include "chart/chart_run.h"
 #include "chart/groups.h"
@@ -32,14 +29,6 @@ struct Request {
   CCResults& results;
 };
 
-API_CCTotals Totals(std::string_view entry, const ChartRun& run) {
-  return Traced(entry, [&] {
-    Array<API_CCTotals> totals;
-    run.Fetch(totals, 1, ChartData::Totals);
-    return totals[0];
-  });
-}
-
 // Which rules are enabled as alarms, for each graph of the returned chart word.
 void GetAlarmMask(const Request& request, std::int32_t chart_word, std::int32_t graph_count,
                   Array<std::int32_t>& alarm_mask) {
@@ -59,9 +48,19 @@ struct PerPoint {
   Array<double> API_CCGraph::*field;
   ChartData code;
 };
+constexpr PerPoint kPoints[] = {{&API_CCGraph::Points, ChartData::Points}};
+constexpr PerPoint kSpecLimits[] = {{&API_CCGraph::USLs, ChartData::USLs},
+                                    {&API_CCGraph::Targets, ChartData::Targets},
+                                    {&API_CCGraph::LSLs, ChartData::LSLs}};
+constexpr PerPoint kCalculatedLimits[] = {{&API_CCGraph::cUCLs, ChartData::cUCLs},
+                                          {&API_CCGraph::cCLs, ChartData::cCLs},
+                                          {&API_CCGraph::cLCLs, ChartData::cLCLs}};
+constexpr PerPoint kLimitsInForce[] = {{&API_CCGraph::UCLs, ChartData::UCLs},
+                                       {&API_CCGraph::Cls, ChartData::Cls},
+                                       {&API_CCGraph::LCLs, ChartData::LCLs}};
 
 void FetchPass(const ChartRun& run, API_CCResults& record, std::int32_t graphs,
-               std::initializer_list<PerPoint> fields) {
+               std::span<const PerPoint> fields) {
   for (std::int32_t i = 0; i < graphs; ++i)
     for (const PerPoint& each : fields)
       run.Fetch(record.Graphs[i].*each.field, record.Totals.SubgroupCount, each.code, i + 1);
@@ -73,7 +72,7 @@ void FetchData(const ChartRun& run, API_CCResults& record, std::int32_t graphs) 
   run.Fetch(record.Subgroups, totals.SubgroupCount, ChartData::Subgroups);
   run.Fetch(record.Tests, totals.TestCount, ChartData::Tests);
   record.Graphs.Dimension(0, 2);
-  FetchPass(run, record, graphs, {{&API_CCGraph::Points, ChartData::Points}});
+  FetchPass(run, record, graphs, kPoints);
   for (std::int32_t i = 0; i < graphs; ++i)
     run.Fetch(record.Graphs[i].SGSizes, totals.SubgroupCount, ChartData::SGSizes, i + 1);
 }
@@ -83,123 +82,86 @@ void FetchLimitRows(const ChartRun& run, API_CCResults& record) {
   const auto& totals = record.Totals;
   if (totals.CtrlLimCount != 0)
     run.Fetch(record.CtrlLims, totals.CtrlLimCount, ChartData::CtrlLims);
-  if (totals.SpecLimCount == 0) return;
-  run.Fetch(record.SpecLims, totals.SpecLimCount, ChartData::SpecLims);
-  FetchPass(run, record, 1,
-            {{&API_CCGraph::USLs, ChartData::USLs},
-             {&API_CCGraph::Targets, ChartData::Targets},
-             {&API_CCGraph::LSLs, ChartData::LSLs}});
-}
-
-void FetchCalculatedLimits(const ChartRun& run, API_CCResults& record, std::int32_t graphs) {
-  FetchPass(run, record, graphs,
-            {{&API_CCGraph::cUCLs, ChartData::cUCLs},
-             {&API_CCGraph::cCLs, ChartData::cCLs},
-             {&API_CCGraph::cLCLs, ChartData::cLCLs}});
-}
-
-void FetchLimitsInForce(const ChartRun& run, API_CCResults& record, std::int32_t graphs) {
-  FetchPass(run, record, graphs,
-            {{&API_CCGraph::UCLs, ChartData::UCLs},
-             {&API_CCGraph::Cls, ChartData::Cls},
-             {&API_CCGraph::LCLs, ChartData::LCLs}});
+  if (totals.SpecLimCount != 0) {
+    run.Fetch(record.SpecLims, totals.SpecLimCount, ChartData::SpecLims);
+    FetchPass(run, record, 1, kSpecLimits);
+  }
+  if (!run.path.variable && totals.DefOppCount != 0)
+    run.Fetch(record.DefOpps, totals.DefOppCount, ChartData::DefOpps);
 }
 
 // The run is open and gave something: settings become those of the charts that were drawn, and the
 // record is filled.
-void CollectVariable(const Request& request, std::int32_t chart_word, API_CCResults& record) {
-  auto& library = request.platform.CtrlChrt();
-  auto& processing = *request.results.Processing();
-  processing.Graph1Type(chart_codes::Graph1FromAPI(chart_word & chart_codes::kGraph1Bits));
-  processing.Graph2Type(chart_codes::Graph2FromAPI(chart_word & chart_codes::kGraph2Bits));
-  processing.Graph3Type(chart_codes::Graph3FromAPI(chart_word & chart_codes::kGraph3Bits));
-  const std::int32_t graphs = request.results.GraphCount();
-
-  const ChartRun run(library, &CtrlChrt6::VLXCRT_VAR_DATA);
-  record.Totals = Totals("CCAnalysis.GetVariableTotals", run);
-  FetchData(run, record, graphs);
-  GetAlarmMask(request, chart_word, graphs, record.AlarmMask);
-  cc_module::LoadVariableAlarms(library, record, request.results);
-  FetchLimitRows(run, record);
-  groups::BuildGroupInformation(processing, record);
-  ReadEstimates(library, record);
-  if (processing.Graph1Type() != ccGraph1Pc) FetchCalculatedLimits(run, record, graphs);
-  FetchLimitsInForce(run, record, graphs);
-  ProcessSpecLim(record);
-}
-
-void CollectAttribute(const Request& request, std::int32_t chart_word, API_CCResults& record) {
-  auto& library = request.platform.CtrlChrt();
+void Collect(const Request& request, const ChartRun& run, std::int32_t chart_word,
+             API_CCResults& record) {
+  const bool variable = run.path.variable;
   auto& processing = *request.results.Processing();
   processing.Graph1Type(chart_codes::Graph1FromAPI(chart_word & chart_codes::kGraph1Bits));
   // Deliberate: an attribute analysis has one graph, even if the word says more.
-  processing.Graph2Type(ccGraph2None);
-  processing.Graph3Type(ccGraph3None);
+  processing.Graph2Type(variable ? chart_codes::Graph2FromAPI(chart_word & chart_codes::kGraph2Bits)
+                                 : ccGraph2None);
+  processing.Graph3Type(variable ? chart_codes::Graph3FromAPI(chart_word & chart_codes::kGraph3Bits)
+                                 : ccGraph3None);
   const std::int32_t graphs = request.results.GraphCount();
 
-  const ChartRun run(library, &CtrlChrt6::VLXCRT_ATTR_DATA);
-  record.Totals = Totals("CCAnalysis.GetAttributeTotals", run);
+  record.Totals = Totals(run);
   FetchData(run, record, graphs);
   GetAlarmMask(request, chart_word, graphs, record.AlarmMask);
-  cc_module::LoadAttributeAlarms(library, record, request.results);
+  LoadAlarms(run, record, request.results);
   FetchLimitRows(run, record);
-  if (record.Totals.DefOppCount != 0)
-    run.Fetch(record.DefOpps, record.Totals.DefOppCount, ChartData::DefOpps);
   groups::BuildGroupInformation(processing, record);
-  // Deliberate: no call for the estimates; they and the average sizes stay 0.
-  FetchCalculatedLimits(run, record, graphs);
-  FetchLimitsInForce(run, record, graphs);
+  // Deliberate: no such call for attributes; the estimates and the average sizes stay 0.
+  if (variable) ReadEstimates(run.library, record);
+  if (!variable || processing.Graph1Type() != ccGraph1Pc)
+    FetchPass(run, record, graphs, kCalculatedLimits);
+  FetchPass(run, record, graphs, kLimitsInForce);
   ProcessSpecLim(record);
 }
 
-// The two paths.
+// A run from its process call, which gets the connection and gives the chart word, to its end.
 // Deliberate: a failure skips END and the second DatabaseValue; the next run ends what is open.
+template <class Process>
+bool Run(const Request& request, const ChartPath& path, Process&& process) {
+  auto& library = request.platform.CtrlChrt();
+  API_CCResults record;
+  const std::int32_t kept = request.database.DatabaseValue(0);
+  (library.*path.end)();
+  const std::int32_t chart_word = process(library, request.database.ConnectionHandle());
+  if (chart_word != 0) Collect(request, {library, path}, chart_word, record);
+  (library.*path.end)();
+  request.database.DatabaseValue(kept);
+  request.results.Structure(Friend{}, std::move(record));
+  return true;
+}
+
 bool AnalyzeVariableDataSelect(const Request& request) {
   return Traced("CCAnalysis.AnalyzeVariableDataSelect", [&] {
-    auto& library = request.platform.CtrlChrt();
     const CCProcessing& processing = *request.results.Processing();
     API_CCVarOptions options = {};
     options.ChartWord = chart_codes::GetAPIChartID(processing);
     options.ProcessingWord = chart_codes::GetAPIProcessingEx(processing);
     options.Constant = 2;
-    API_CCResults record;
-
-    const std::int32_t kept = request.database.DatabaseValue(0);
-    library.VLXCRT_VAR_END();
-    const std::int32_t chart_word = library.VLXCRT_VCHART_PROCESS_LT(
-        0, request.database.ConnectionHandle(), request.info, request.filter, options, 0);
-    if (chart_word != 0) CollectVariable(request, chart_word, record);
-    library.VLXCRT_VAR_END();
-    request.database.DatabaseValue(kept);
-    request.results.Structure(Friend{}, std::move(record));
-    return true;
+    return Run(request, kVariablePath, [&](CtrlChrt6& library, std::int32_t connection) {
+      return library.VLXCRT_VCHART_PROCESS_LT(0, connection, request.info, request.filter, options,
+                                              0);
+    });
   });
 }
 
 bool AnalyzeAttributeDataSelect(const Request& request) {
   return Traced("CCAnalysis.AnalyzeAttributeDataSelect", [&] {
-    auto& library = request.platform.CtrlChrt();
     const CCProcessing& processing = *request.results.Processing();
     const std::int32_t asked_word = chart_codes::GetAPIChartID(processing);
     const std::int32_t processing_word = chart_codes::GetAPIProcessingEx(processing);
-    API_CCResults record;
-
-    const std::int32_t kept = request.database.DatabaseValue(0);
-    library.VLXCRT_ATTR_END();
-    const std::int32_t connection = request.database.ConnectionHandle();
-    // Deliberate: the option goes here, not its weight.
-    const auto ewma = static_cast<double>(processing.EWMA());
-    // Deliberate: both go whatever Economic says; FixEconomic relies on that and keeps them.
-    double aql_value = processing.AQLValue();
-    double aql_producer_risk = processing.AQLProducerRisk();
-    const std::int32_t chart_word =
-        library.VLXCRT_ATTR_PROCESS_LT(0, connection, request.info, request.filter, asked_word,
-                                       processing_word, ewma, aql_value, aql_producer_risk, 0);
-    if (chart_word != 0) CollectAttribute(request, chart_word, record);
-    library.VLXCRT_ATTR_END();
-    request.database.DatabaseValue(kept);
-    request.results.Structure(Friend{}, std::move(record));
-    return true;
+    return Run(request, kAttributePath, [&](CtrlChrt6& library, std::int32_t connection) {
+      // Deliberate: the option goes here, not its weight.
+      const auto ewma = static_cast<double>(processing.EWMA());
+      // Deliberate: both go whatever Economic says; FixEconomic relies on that and keeps them.
+      double aql_value = processing.AQLValue();
+      double aql_producer_risk = processing.AQLProducerRisk();
+      return library.VLXCRT_ATTR_PROCESS_LT(0, connection, request.info, request.filter, asked_word,
+                                            processing_word, ewma, aql_value, aql_producer_risk, 0);
+    });
   });
 }
 

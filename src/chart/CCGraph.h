@@ -18,7 +18,8 @@ class CCGraph : public platform::Object {
   explicit CCGraph(const Friend&) {}
 
   // Always 0.
-  double AverageSize() const;
+  // Deliberate: the library's own size is kept in the record but not exposed.
+  double AverageSize() const { return 0.0; }
 
   // The points. Built at the first call; later calls give the same object.
   std::shared_ptr<CCGraphData> GraphData();

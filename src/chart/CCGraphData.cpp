@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "chart/CCGraph.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"
@@ -117,6 +118,25 @@ std::shared_ptr<platform::RuleDef> CCGraphData::GetOOCRuleDef(std::int32_t Flags
 std::string CCGraphData::GetOOCText(const std::shared_ptr<platform::RuleDef>& RuleDef) const {
   return Traced("CCGraphData.GetOOCText",
                 [&] { return RuleDef && RuleDef->MoveFirst() ? RuleDef->Text() : std::string(); });
+}
+
+std::shared_ptr<CCGraphData> CCGraph::GraphData() {
+  return Traced("CCGraph.GraphData(g)", [&] {
+    if (!graph_data_) {
+      auto data = std::make_shared<CCGraphData>(Friend{});
+      data->Load(Friend{}, std::move(record_), rule_def_);
+      graph_data_ = std::move(data);
+    }
+    return graph_data_;
+  });
+}
+
+void CCGraph::Load(const Friend&, API_CCGraph&& record,
+                   std::shared_ptr<platform::RuleDef> rule_def) {
+  Traced("CCGraph.Load", [&] {
+    record_ = std::exchange(record, {});
+    rule_def_ = std::move(rule_def);
+  });
 }
 
 }  // namespace orvspc

@@ -114,14 +114,6 @@ void CCResults::Structure(const Friend&, API_CCResults&& record) {
   Traced("CCResults.Structure(l)", [&] { record_ = std::move(record); });
 }
 
-void CCResults::Processing(const Friend&, std::shared_ptr<CCProcessing> value) {
-  processing_ = std::move(value);
-}
-
-void CCResults::DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value) {
-  data_select_ = std::move(value);
-}
-
 void CCResults::RuleDef(const Friend&, std::shared_ptr<platform::RuleDef> value) {
   rule_def_ = std::move(value);
 }

@@ -14,10 +14,9 @@
 #include "platform/CtrlLim.h"
 #include "platform/DefOpp.h"
 #include "platform/Dom.h"
-#include "platform/Object.h"
 #include "platform/RuleDef.h"
 #include "platform/SpecLim.h"
-#include "select/DataSelect.h"
+#include "select/ResultsOf.h"
 
 namespace orvspc {
 
@@ -25,14 +24,9 @@ class Friend;
 
 // The result of a control-chart analysis. What is lazy is built at the first call, takes its arrays
 // out of the flat record, and is the same object at later calls. An analysis without data gives a
-// result with nothing in it.
-class CCResults : public platform::Object {
+// result with nothing in it. Processing has the chart types that were really drawn.
+class CCResults : public ResultsOf<CCProcessing> {
  public:
-  // The settings with the chart types that were really drawn, and the selection; null in a new
-  // object. The objects themselves, not copies.
-  std::shared_ptr<CCProcessing> Processing() const { return processing_; }
-  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
-
   // The subgroups with their test values and groups, without descriptors and comments. Lazy.
   std::shared_ptr<orvspc::SubgroupData> SubgroupData();
 
@@ -74,15 +68,11 @@ class CCResults : public platform::Object {
 
   // For the library.
   void Structure(const Friend&, API_CCResults&& record);
-  void Processing(const Friend&, std::shared_ptr<CCProcessing> value);
-  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void RuleDef(const Friend&, std::shared_ptr<platform::RuleDef> value);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
 
  private:
   API_CCResults record_;
-  std::shared_ptr<CCProcessing> processing_;
-  std::shared_ptr<orvspc::DataSelect> data_select_;
   std::shared_ptr<platform::RuleDef> rule_def_;
   std::shared_ptr<orvspc::SubgroupData> subgroup_data_;
   std::shared_ptr<platform::CtrlLim> ctrl_lim_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "chart/chart_codes.h"
 
+#include <algorithm>
+#include <span>
 #include <string_view>
 
 #include "frame/Trail.h"
@@ -8,88 +10,30 @@
 namespace orvspc::chart_codes {
 namespace {
 
-template <class Value>
-struct Pair {
-  Value value;
-  std::int32_t code;
-};
-
+// The codes of each setting, by the number of its enumerator.
 // Deliberate: both best guesses send 0; the chart library relies on which function is called.
-constexpr Pair<ccGraph1Types> kGraph1[] = {
-    {ccGraph1BestGuessVariable, 0x000},
-    {ccGraph1XBar, 0x100},
-    {ccGraph1XMed, 0x200},
-    {ccGraph1Ix, 0x300},
-    {ccGraph1Ma, 0x400},
-    {ccGraph1Pc, 0x500},
-    {ccGraph1BestGuessAttribute, 0x000},
-    {ccGraph1Ppt, 0x800},
-    {ccGraph1Dpto, 0x900},
-    {ccGraph1Ppm, 0xA00},
-    {ccGraph1Dpmo, 0xB00},
-    {ccGraph1Np, 0xC00},
-    {ccGraph1P, 0xD00},
-    {ccGraph1C, 0xE00},
-    {ccGraph1U, 0xF00},
-};
+constexpr std::int32_t kGraph1[] = {0x000, 0x100, 0x200, 0x300, 0x400, 0x500, 0x000, 0x800,
+                                    0x900, 0xA00, 0xB00, 0xC00, 0xD00, 0xE00, 0xF00};
+constexpr std::int32_t kGraph2[] = {0x00, 0x10, 0x20, 0x30, 0x40};
+constexpr std::int32_t kGraph3[] = {0, 1, 2};
+constexpr std::int32_t kGroupBy[] = {0, 1, 2, 3};
+constexpr std::int32_t kCusum[] = {0, 16};
+constexpr std::int32_t kEWMA[] = {0, 1, 2};
+constexpr std::int32_t kProcessing[] = {0, 4096, 8192, 12288, 16384, 20480};
 
-// Deliberate: 0x600 and 0x700 are missing and come back 0; GraphCount then counts no first graph.
-constexpr Pair<ccGraph1Types> kGraph1Back[] = {
-    {ccGraph1XBar, 0x100}, {ccGraph1XMed, 0x200}, {ccGraph1Ix, 0x300},   {ccGraph1Ma, 0x400},
-    {ccGraph1Pc, 0x500},   {ccGraph1Ppt, 0x800},  {ccGraph1Dpto, 0x900}, {ccGraph1Ppm, 0xA00},
-    {ccGraph1Dpmo, 0xB00}, {ccGraph1P, 0xC00},  // Deliberate: an Np chart comes back as a P chart.
-    {ccGraph1P, 0xD00},    {ccGraph1C, 0xE00},    {ccGraph1U, 0xF00},
-};
-
-constexpr Pair<ccGraph2Types> kGraph2[] = {
-    {ccGraph2None, 0x00}, {ccGraph2Range, 0x10}, {ccGraph2Sd, 0x20},
-    {ccGraph2Mr, 0x30},   {ccGraph2Cv, 0x40},
-};
-
-constexpr Pair<ccGraph3Types> kGraph3[] = {
-    {ccGraph3None, 0},
-    {ccGraph3Range, 1},
-    {ccGraph3Sd, 2},
-};
-
-constexpr Pair<ccGroupByTypes> kGroupBy[] = {
-    {ccGroupByNone, 0},
-    {ccGroupByPart, 1},
-    {ccGroupByProcess, 2},
-    {ccGroupByTest, 3},
-};
-
-constexpr Pair<ccCusumTypes> kCusum[] = {
-    {ccCusumNone, 0},
-    {ccCusumStandard, 16},
-};
-
-constexpr Pair<ccEWMATypes> kEWMA[] = {
-    {ccEwmaNone, 0},
-    {ccEwmaStandard, 1},
-    {ccEwmaWanderingMean, 2},
-};
-
-constexpr Pair<ccProcessingTypes> kProcessing[] = {
-    {ccTraditional, 0},  {ccNominal, 4096},       {ccTarget, 8192},
-    {ccShortrun, 12288}, {ccStandardized, 16384}, {ccProcessMean, 20480},
-};
-
-template <class Value, std::size_t N>
-std::int32_t CodeOf(std::string_view entry, const Pair<Value> (&table)[N], Value value) {
+std::int32_t CodeOf(std::string_view entry, std::span<const std::int32_t> codes,
+                    std::int32_t value) {
   return Traced(entry, [&] {
-    for (const auto& pair : table)
-      if (pair.value == value) return pair.code;
-    return 0;
+    return value >= 0 && value < std::ssize(codes) ? codes[static_cast<std::size_t>(value)] : 0;
   });
 }
 
-template <class Value, std::size_t N>
-Value ValueOf(std::string_view entry, const Pair<Value> (&table)[N], std::int32_t code) {
+// The enumerator of a code, the first of several.
+template <class Value>
+Value ValueOf(std::string_view entry, std::span<const std::int32_t> codes, std::int32_t code) {
   return Traced(entry, [&] {
-    for (const auto& pair : table)
-      if (pair.code == code) return pair.value;
-    return Value{0};
+    const auto found = std::ranges::find(codes, code);
+    return static_cast<Value>(found == codes.end() ? 0 : found - codes.begin());
   });
 }
 
@@ -137,15 +81,18 @@ std::int32_t GetAPIEWMA(const CCProcessing& processing) {
 }
 
 ccGraph1Types Graph1FromAPI(std::int32_t code) {
-  return ValueOf("CCAnalysis.Graph1FromAPI", kGraph1Back, code);
+  // Deliberate: 0x600 and 0x700 come back 0; GraphCount then counts no first graph.
+  const auto type = ValueOf<ccGraph1Types>("CCAnalysis.Graph1FromAPI", kGraph1, code);
+  // Deliberate: an Np chart comes back as a P chart.
+  return type == ccGraph1Np ? ccGraph1P : type;
 }
 
 ccGraph2Types Graph2FromAPI(std::int32_t code) {
-  return ValueOf("CCAnalysis.Graph2FromAPI", kGraph2, code);
+  return ValueOf<ccGraph2Types>("CCAnalysis.Graph2FromAPI", kGraph2, code);
 }
 
 ccGraph3Types Graph3FromAPI(std::int32_t code) {
-  return ValueOf("CCAnalysis.Graph3FromAPI", kGraph3, code);
+  return ValueOf<ccGraph3Types>("CCAnalysis.Graph3FromAPI", kGraph3, code);
 }
 
 }  // namespace orvspc::chart_codes

@@ -11,11 +11,8 @@ namespace orvspc::limit_rows {
 
 // Appends the first count rows to the table, one column after the other through the one row object,
 // and moves the table to its first row. Stamps become dates. Fails with 9 when a row is missing.
-void Load(platform::LimitTable& table, platform::LimitTable& row,
-          const Array<API_CCCtrlLim>& records, std::int32_t count);
-void Load(platform::LimitTable& table, platform::LimitTable& row,
-          const Array<API_CCSpecLim>& records, std::int32_t count);
-void Load(platform::LimitTable& table, platform::LimitTable& row,
-          const Array<API_CCDefOpp>& records, std::int32_t count);
+template <class Row>  // API_CCCtrlLim, API_CCSpecLim or API_CCDefOpp
+void Load(platform::LimitTable& table, platform::LimitTable& row, const Array<Row>& records,
+          std::int32_t count);
 
 }  // namespace orvspc::limit_rows

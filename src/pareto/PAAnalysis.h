@@ -22,6 +22,16 @@ class PAAnalysis : public platform::Object {
       const std::shared_ptr<platform::Object>& Database,
       const std::shared_ptr<orvspc::DataSelect>& DataSelect,
       const std::shared_ptr<PAProcessing>& Processing);
+
+  // For the library. The call of the Pareto library for the settings that the results hold, and the
+  // bins that it made into the results, which stay as they are when it made none. True whenever it
+  // returns: a failure inside the library looks like no data. A filter without cells fails with 9
+  // before the library is entered.
+  static bool AnalyzeDS(const Friend&, platform::Database& Database, API_DSInfo& DSInfo,
+                        Array<std::int32_t>& DSFilter, PAResults& Results);
+  // What the entry returns: null when the analysis was not done.
+  static std::shared_ptr<PAResults> Finish(const Friend&, bool done,
+                                           const std::shared_ptr<PAResults>& results);
 };
 
 }  // namespace orvspc

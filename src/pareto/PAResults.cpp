@@ -49,14 +49,6 @@ std::shared_ptr<PABins> PAResults::Bins() const {
   return Traced("PAResults.Bins(g)", [&] { return bins_; });
 }
 
-void PAResults::Processing(const Friend&, std::shared_ptr<PAProcessing> value) {
-  processing_ = std::move(value);
-}
-
-void PAResults::DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value) {
-  data_select_ = std::move(value);
-}
-
 void PAResults::Load(const Friend&, Array<API_PABin> Bins) {
   Traced("PAResults.Load", [&] { Needed(bins_).Load(Friend{}, std::move(Bins)); });
 }

@@ -11,24 +11,19 @@
 #include "pareto/PAProcessing.h"
 #include "platform/Dom.h"
 #include "platform/ErrorLog.h"
-#include "platform/Object.h"
 #include "platform/ParetoRecords.h"
-#include "select/DataSelect.h"
+#include "select/ResultsOf.h"
 
 namespace orvspc {
 
 class Friend;
 
 // The result of a Pareto analysis. An analysis without data gives one without bins. A host creates
-// one to load a stored result.
-class PAResults : public platform::Object {
+// one to load a stored result. Processing holds the corrected settings.
+class PAResults : public ResultsOf<PAProcessing> {
  public:
   PAResults();
 
-  // The corrected settings and the selection that were used; null in a new object. The objects
-  // themselves, not copies.
-  std::shared_ptr<PAProcessing> Processing() const { return processing_; }
-  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
   // Without bins in a new object, and never null there. Check it after SetXML:
   //
   // - null when the text has no element "Bins", and the text of GetXML has none (it has "PABins");
@@ -44,15 +39,11 @@ class PAResults : public platform::Object {
   bool SetXML(std::string_view XML);
 
   // For the library.
-  void Processing(const Friend&, std::shared_ptr<PAProcessing> value);
-  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value);
   void Load(const Friend&, Array<API_PABin> Bins);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);
 
  private:
-  std::shared_ptr<PAProcessing> processing_;
-  std::shared_ptr<orvspc::DataSelect> data_select_;
   // Deliberate: no analysis sets it and no Get gives it; a text that holds it is written again.
   std::shared_ptr<SubgroupData> subgroup_data_;
   std::shared_ptr<PABins> bins_;

@@ -90,7 +90,7 @@ std::optional<std::int32_t> TakeZoneOffset(std::string_view& text) {
   if (colon || (!rest.empty() && rest.front() >= '0' && rest.front() <= '9'))
     minutes = TakeDigits(rest, 2);
   constexpr int kMaxHours = 14;
-  if (*hours > kMaxHours || !minutes || *minutes > 59) return std::nullopt;
+  if (!minutes || *minutes > 59 || *hours * 60 + *minutes > kMaxHours * 60) return std::nullopt;
   text = rest;
   return sign * (*hours * 3600 + *minutes * 60);
 }

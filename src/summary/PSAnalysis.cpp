@@ -7,7 +7,6 @@
 #include "frame/Friend.h"
 #include "frame/Support.h"
 #include "frame/Trail.h"
-#include "platform/PrcsStateLog.h"
 
 namespace orvspc {
 namespace {
@@ -66,6 +65,18 @@ std::shared_ptr<PrcsStateLog> GetProcessStateLogs(
 }
 
 }  // namespace
+
+std::shared_ptr<PSProcessing> PSProcessing::Clone() const {
+  return Traced("PSProcessing.Clone", [] { return std::make_shared<PSProcessing>(); });
+}
+
+void PSResults::PrcsStateLog(const Friend&, const std::shared_ptr<platform::Object>& value) {
+  Traced("PSResults.PrcsStateLog(s)", [&] {
+    auto log = std::dynamic_pointer_cast<platform::PrcsStateLog>(value);
+    if (value && !log) FailTypeMismatch();
+    prcs_state_log_ = std::move(log);
+  });
+}
 
 std::shared_ptr<PSResults> PSAnalysis::AnalyzeDataSelect(
     const std::shared_ptr<platform::Object>& Database,

@@ -6,9 +6,8 @@
 
 #include "dataset/EventData.h"
 #include "dataset/SubgroupData.h"
-#include "platform/Object.h"
 #include "platform/PrcsStateLog.h"
-#include "select/DataSelect.h"
+#include "select/ResultsOf.h"
 #include "summary/PSProcessing.h"
 
 namespace orvspc {
@@ -16,12 +15,10 @@ namespace orvspc {
 class Friend;
 
 // What the process-state analysis gathered: subgroups, events and the log of states, side by side
-// over one selection. Every Get gives the object itself; all are null in a new object.
-class PSResults : public platform::Object {
+// over one selection, which is as the retrieval of the subgroups left it. Every Get gives the
+// object itself; all are null in a new object.
+class PSResults : public ResultsOf<PSProcessing> {
  public:
-  std::shared_ptr<PSProcessing> Processing() const { return processing_; }
-  // The selection as the retrieval of the subgroups left it.
-  std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
   std::shared_ptr<orvspc::SubgroupData> SubgroupData() const { return subgroup_data_; }
   std::shared_ptr<orvspc::EventData> EventData() const { return event_data_; }
   // The records of the process from the state in force at the start of the range to its end. Null
@@ -30,12 +27,6 @@ class PSResults : public platform::Object {
   std::shared_ptr<platform::PrcsStateLog> PrcsStateLog() const { return prcs_state_log_; }
 
   // For the library.
-  void Processing(const Friend&, std::shared_ptr<PSProcessing> value) {
-    processing_ = std::move(value);
-  }
-  void DataSelect(const Friend&, std::shared_ptr<orvspc::DataSelect> value) {
-    data_select_ = std::move(value);
-  }
   void SubgroupData(const Friend&, std::shared_ptr<orvspc::SubgroupData> value) {
     subgroup_data_ = std::move(value);
   }
@@ -46,8 +37,6 @@ class PSResults : public platform::Object {
   void PrcsStateLog(const Friend&, const std::shared_ptr<platform::Object>& value);
 
  private:
-  std::shared_ptr<PSProcessing> processing_;
-  std::shared_ptr<orvspc::DataSelect> data_select_;
   std::shared_ptr<orvspc::SubgroupData> subgroup_data_;
   std::shared_ptr<orvspc::EventData> event_data_;
   std::shared_ptr<platform::PrcsStateLog> prcs_state_log_;

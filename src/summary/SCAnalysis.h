@@ -26,6 +26,18 @@ class SCAnalysis : public platform::Object {
   std::shared_ptr<SCResults> AnalyzeDataSelect(
       const std::shared_ptr<platform::Object>& Database,
       const std::shared_ptr<orvspc::DataSelect>& DataSelect);
+
+  // For the library. Computes, copies the rows out, has them released, names them and loads them
+  // into the results. True whenever it returns. A filter without cells fails with 9 before the
+  // library is entered.
+  static bool AnalyzeDS(const Friend&, const std::shared_ptr<platform::Database>& Database,
+                        API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter, SCResults& Results);
+  // What the entry returns: null when the analysis was not done, else the results with the
+  // selection as the library left it.
+  static std::shared_ptr<SCResults> Finish(const Friend&, bool done,
+                                           const std::shared_ptr<SCResults>& results,
+                                           const API_DSInfo& info,
+                                           const Array<std::int32_t>& filter);
 };
 
 }  // namespace orvspc

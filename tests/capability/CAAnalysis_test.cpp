@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "capability/capability_run.h"
 #include "capability/limit_forms.h"
 #include "frame/XMLSupport.h"
 #include "platform/FixedText.h"
@@ -514,7 +513,7 @@ TEST(CapabilityRun, IsTrueAlsoWhenTheLibraryRefuses) {
   results.Processing(Friend{}, run.processing);
   API_DSInfo info = {};
   auto filter = capability_test::ArrayOf({0});
-  EXPECT_TRUE(capability_run::AnalyzeDS(*run.database, info, filter, results));
+  EXPECT_TRUE(CAAnalysis::AnalyzeDS(Friend{}, *run.database, info, filter, results));
   EXPECT_EQ(run.log().Count("VLXCAP_PROCESSING_LT"), 1);
 }
 
@@ -526,7 +525,7 @@ TEST(CapabilityRun, CorrectsTheCountsItself) {
   run.processing->BinCount(0);
   API_DSInfo info = {};
   auto filter = capability_test::ArrayOf({0});
-  EXPECT_TRUE(capability_run::AnalyzeDS(*run.database, info, filter, results));
+  EXPECT_TRUE(CAAnalysis::AnalyzeDS(Friend{}, *run.database, info, filter, results));
   EXPECT_EQ(results.Bins()->Count(), 5);
 }
 
@@ -537,7 +536,7 @@ TEST(CapabilityRun, WithoutASelectionFailsAndTheLibraryIsNotCalled) {
   API_DSInfo info = {};
   Array<std::int32_t> filter;
   const auto failure =
-      FailureOf([&] { capability_run::AnalyzeDS(*run.database, info, filter, results); });
+      FailureOf([&] { CAAnalysis::AnalyzeDS(Friend{}, *run.database, info, filter, results); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(), "CAAnalysis.AnalyzeDS|orvSPCAnalysis6");
   EXPECT_EQ(run.log().Count("VLXCAP"), 0);

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "chart/cc_module.h"
 #include "chart/chart_codes.h"
+#include "chart/chart_run.h"
 #include "chart/groups.h"
 #include "chart/spec_limits.h"
 #include "frame/FailPoint.h"

@@ -3,12 +3,13 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
 
-#include "host/cli/Program.h"
+#include "host/cli/Command.h"
 #include "host/cli/Samples.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
@@ -94,6 +95,24 @@ TEST_F(Program, ChartJsonHasTheContractsKeysInOrder) {
   EXPECT_EQ(document.At("Subgroups[0].PartName").text, "Bolt");
   EXPECT_EQ(document.At("Subgroups[0].Sgtm").text, "2024-03-01T00:00:00");
   EXPECT_EQ(document.At("Graphs[0].Type").text, "individuals");
+}
+
+TEST_F(Program, StreamsOfACoefficientOfVariationHaveItsEstimate) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\n"
+        "A,P,T,1,2024-01-01T00:00,10\nA,P,T,1,2024-01-01T00:00,12\n"
+        "A,P,T,2,2024-01-01T01:00,11\nA,P,T,2,2024-01-01T01:00,14\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  const std::string chart = "chart --db q.db --graph1 xbar --format json --graph2 ";
+  const ParsedJson cv = ParseJson(Run(chart + "cv").out);
+  // W is s/mean; W/c4 is gamma (1 + gamma^2/2) in the mean.
+  constexpr double kC4 = 0.797884560802865;
+  const double mean = (std::sqrt(2.0) / 11.0 + 3.0 / std::sqrt(2.0) / 12.5) / 2.0 / kC4;
+  const double gamma = cv.At("Streams[0].Gamma.Value").number;
+  EXPECT_NEAR(gamma * (1.0 + gamma * gamma / 2.0), mean, 1e-12);
+  EXPECT_EQ(ParseJson(Run(chart + "sd").out).At("Streams[0]").Keys(),
+            (std::vector<std::string>{"Part", "PartName", "Prcs", "PrcsName", "Test", "TestName",
+                                      "Mean", "SP", "SW", "AverageSize"}));
 }
 
 TEST_F(Program, VersionNamesTheSchemaThatNewDatabasesHave) {

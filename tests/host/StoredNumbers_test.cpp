@@ -8,7 +8,7 @@
 #include <string>
 
 #include "engine/Embedded.h"
-#include "host/cli/Program.h"
+#include "host/cli/Command.h"
 #include "host/render/core/Scene.h"
 #include "tests/host/ProgramTest.h"
 

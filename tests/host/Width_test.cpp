@@ -109,29 +109,26 @@ StatesView States() {
 ComplianceView Compliance() {
   ComplianceView view;
   AddHead(view);
-  view.requirements = {{kName, "Ring", "Diameter", kName, {1000000, 999998, 2}},
-                       {"Press", "Ring", "Diameter", "hourly", {8, 8, 0}}};
+  view.requirements = {{{kName, "Ring", "Diameter", kName}, {1000000, 999998, 2}},
+                       {{"Press", "Ring", "Diameter", "hourly"}, {8, 8, 0}}};
   HeatMap map{kName, {"06:00", "14:00"}, {}, {}};
   for (int day = 1; day <= 31; ++day)
     map.days.push_back("2024-03-" + std::string(day < 10 ? "0" : "") + std::to_string(day));
   map.cells.resize(62, SampleCount{4, 3, 1});
   view.maps = {map};
-  view.lines = {{"2024-03-01T08:00:00",
-                 60.0,
-                 kName,
-                 "Ring",
-                 "Diameter",
-                 "Production",
-                 kName,
-                 {8, 6, 2},
-                 30,
-                 1,
-                 2,
-                 3,
-                 kNaN,
-                 kNaN,
-                 kNaN,
-                 kNaN}};
+  ComplianceRow& line = view.lines.emplace_back();
+  line.process = line.requirement = kName;
+  line.part = "Ring";
+  line.test = "Diameter";
+  line.state = "Production";
+  line.start = 1709280000;
+  line.duration = 60.0;
+  line.count = {8, 6, 2};
+  line.test_count = 30;
+  line.minimum = 1.0;
+  line.average = 2.0;
+  line.maximum = 3.0;
+  line.deviation = line.pp = line.ppk = line.oos = kNaN;
   return view;
 }
 

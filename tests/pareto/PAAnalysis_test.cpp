@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "frame/FailPoint.h"
-#include "pareto/pareto_run.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/pareto/analysis.h"
 
@@ -266,7 +265,7 @@ TEST(PAAnalysis, EachCorrectionOfTheSettingsFailsWithTheTrailOfItsCaller) {
 
 struct RunAlone : Analysis {
   RunAlone() { results->Processing(Friend{}, processing); }
-  bool Analyze() { return pareto_run::AnalyzeDS(*database, info, filter, *results); }
+  bool Analyze() { return PAAnalysis::AnalyzeDS(Friend{}, *database, info, filter, *results); }
 
   std::shared_ptr<PAResults> results = std::make_shared<PAResults>();
   API_DSInfo info = {};
@@ -304,8 +303,8 @@ TEST(ParetoRun, AFilterWithoutCellsFailsBeforeTheLibraryIsEntered) {
 
 TEST(ParetoRun, AnAnalysisThatWasNotDoneGivesNothing) {
   const RunAlone run;
-  EXPECT_EQ(pareto_run::Finish(false, run.results), nullptr);
-  EXPECT_EQ(pareto_run::Finish(true, run.results), run.results);
+  EXPECT_EQ(PAAnalysis::Finish(Friend{}, false, run.results), nullptr);
+  EXPECT_EQ(PAAnalysis::Finish(Friend{}, true, run.results), run.results);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "frame/Friend.h"
 #include "platform/TimeStamp.h"
-#include "summary/compliance_run.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 
@@ -188,8 +187,8 @@ TEST_F(SCAnalysisTest, AFilterWithoutCellsFailsBeforeTheLibraryIsEntered) {
   API_DSInfo info = {};
   Array<std::int32_t> filter;
   SCResults results;
-  const auto failure =
-      fake::FailureOf([&] { compliance_run::AnalyzeDS(fake_.database, info, filter, results); });
+  const auto failure = fake::FailureOf(
+      [&] { SCAnalysis::AnalyzeDS(Friend{}, fake_.database, info, filter, results); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(), "SCAnalysis.AnalyzeDS|orvSPCAnalysis6");
   EXPECT_EQ(fake_.log().Lines(), Lines{"Database.ConnectionHandle()"});
@@ -202,7 +201,7 @@ TEST_F(SCAnalysisTest, NothingFoundEmptiesTheResults) {
   API_DSInfo info = {};
   Array<std::int32_t> filter;
   select_->API_GetData(info, filter);
-  EXPECT_TRUE(compliance_run::AnalyzeDS(fake_.database, info, filter, *results));
+  EXPECT_TRUE(SCAnalysis::AnalyzeDS(Friend{}, fake_.database, info, filter, *results));
   EXPECT_EQ(results->Count(), 0);
 }
 
@@ -213,9 +212,9 @@ TEST_F(SCAnalysisTest, AnAnalysisThatWasNotDoneGivesNothing) {
   select_->API_GetData(info, filter);
   info.TimeStart = 1'600'000'000;
   const std::string before = results->DataSelect()->GetXML();
-  EXPECT_EQ(compliance_run::Finish(false, results, info, filter), nullptr);
+  EXPECT_EQ(SCAnalysis::Finish(Friend{}, false, results, info, filter), nullptr);
   EXPECT_EQ(results->DataSelect()->GetXML(), before);
-  EXPECT_EQ(compliance_run::Finish(true, results, info, filter), results);
+  EXPECT_EQ(SCAnalysis::Finish(Friend{}, true, results, info, filter), results);
   EXPECT_EQ(results->DataSelect()->DateRangeStart(), platform::TimeStampToDate(1'600'000'000));
 }
 

@@ -58,17 +58,17 @@ class SqliteStatement final : public Statement {
   SqliteStatement& operator=(const SqliteStatement&) = delete;
   ~SqliteStatement() override { sqlite3_finalize(statement_); }
 
-  void Bind(int index, std::int64_t value) override {
+  void BindInt(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
   }
-  void Bind(int index, double value) override {
+  void BindReal(int index, double value) override {
     Check(db_, sqlite3_bind_double(statement_, index, value));
   }
-  void Bind(int index, std::string_view text) override {
+  void BindText(int index, std::string_view text) override {
     Check(db_, sqlite3_bind_text64(statement_, index, text.data() == nullptr ? "" : text.data(),
                                    text.size(), SQLITE_STATIC, SQLITE_UTF8));
   }
-  void Bind(int index, std::span<const std::byte> blob) override {
+  void BindBlob(int index, std::span<const std::byte> blob) override {
     Check(db_, sqlite3_bind_blob64(statement_, index, blob.data(), blob.size(), SQLITE_STATIC));
   }
   void BindNull(int index) override { Check(db_, sqlite3_bind_null(statement_, index)); }

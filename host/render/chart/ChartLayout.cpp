@@ -38,7 +38,7 @@ std::map<std::int32_t, std::vector<std::size_t>> PointsOfStreams(const ChartView
   return streams;
 }
 
-std::vector<RuleCount> RulesBroken(const ChartView& view) {
+std::map<std::int32_t, RuleCount> RulesBroken(const ChartView& view) {
   std::map<std::int32_t, RuleCount> counts;
   for (const auto& graph : view.graphs)
     for (const auto& mark : graph.marks)
@@ -47,31 +47,21 @@ std::vector<RuleCount> RulesBroken(const ChartView& view) {
         count.rule = rule;
         ++count.points;
       }
-  std::vector<RuleCount> result;
-  result.reserve(counts.size());
-  for (auto& [number, count] : counts) result.push_back(std::move(count));
-  return result;
+  return counts;
 }
 
 std::string RuleNumbers(const PointMark& mark) {
-  std::string text;
-  for (const auto& rule : mark.rules) {
-    if (!text.empty()) text += ',';
-    text += std::to_string(rule.number);
-  }
-  return text;
+  std::vector<std::string> numbers;
+  for (const auto& rule : mark.rules) numbers.push_back(std::to_string(rule.number));
+  return Joined(numbers, ",");
 }
 
 std::string MarkText(const PointMark& mark) {
-  std::string text;
-  const auto add = [&](const std::string& piece) {
-    if (!text.empty()) text += "; ";
-    text += piece;
-  };
+  std::vector<std::string> texts;
   for (const auto& rule : mark.rules)
-    add(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
-  for (const auto& specification : mark.specifications) add(specification);
-  return text;
+    texts.push_back(rule.text.empty() ? "rule " + std::to_string(rule.number) : rule.text);
+  texts.insert(texts.end(), mark.specifications.begin(), mark.specifications.end());
+  return Joined(texts, "; ");
 }
 
 std::string StreamLetter(std::size_t stream) {
@@ -82,25 +72,22 @@ std::string StreamLetter(std::size_t stream) {
 AxisTimes::AxisTimes(const ChartView& view) {
   if (view.Count() == 0) return;
   const auto [first, last] = std::minmax_element(view.stamps.begin(), view.stamps.end());
-  const std::string day = DayText(*first), clock = ClockText(*first);
-  const bool same_day = DayText(*last) == day;
-  const bool same_year = DayText(*last).substr(0, 4) == day.substr(0, 4);
-  const bool same_clock = std::all_of(view.stamps.begin(), view.stamps.end(),
-                                      [&](auto stamp) { return ClockText(stamp) == clock; });
-  if (same_day) {
-    day_ = false;
-  } else if (same_clock) {
-    clock_ = false;
-    year_ = true;
-  } else {
-    year_ = !same_year;
+  const std::string start = IsoTime(*first), end = IsoTime(*last);
+  if (start.substr(0, kDay) == end.substr(0, kDay)) {
+    from_ = kDay + 1;
+  } else if (std::ranges::all_of(view.stamps, [clock = ClockText(*first)](auto stamp) {
+               return ClockText(stamp) == clock;
+             })) {
+    to_ = kDay;
+  } else if (start.substr(0, kYear) == end.substr(0, kYear)) {
+    from_ = kYear + 1;
   }
 }
 
 std::string AxisTimes::Text(std::int64_t stamp) const {
-  std::string text = day_ ? DayText(stamp).substr(year_ ? 0 : 5) : "";
-  if (day_ && clock_) text += ' ';
-  return clock_ ? text + ClockText(stamp) : text;
+  std::string text = IsoTime(stamp).substr(from_, to_ - from_);
+  std::ranges::replace(text, 'T', ' ');
+  return text;
 }
 
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {

@@ -27,12 +27,12 @@ std::array<NamedLine, 6> LinesOf(const GraphView& graph);
 // The place of each point on the horizontal axis, from 0: its own number, or that of its group.
 std::vector<std::size_t> Places(const ChartView& view);
 
-// Rules that some point broke, each once, with the number of points, by number.
+// Rules that some point broke, with the number of points, by number.
 struct RuleCount {
-  RuleHit rule;
+  Rule rule;
   std::size_t points = 0;
 };
-std::vector<RuleCount> RulesBroken(const ChartView& view);
+std::map<std::int32_t, RuleCount> RulesBroken(const ChartView& view);
 
 // "1,5": numbers of the rules of a mark; empty if only a specification is broken.
 std::string RuleNumbers(const PointMark& mark);
@@ -50,7 +50,8 @@ class AxisTimes {
   std::string Text(std::int64_t stamp) const;
 
  private:
-  bool year_ = false, day_ = true, clock_ = true;
+  static constexpr std::size_t kYear = 4, kDay = 10, kMinute = 16;  // ends of parts of an ISO time
+  std::size_t from_ = 0, to_ = kMinute;
 };
 
 // For each stream, by number, the newest value of a line; NaN for a stream without any.

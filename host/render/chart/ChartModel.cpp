@@ -104,13 +104,11 @@ std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) 
   }
   static constexpr NameKind kKinds[] = {NameKind::Part, NameKind::Process, NameKind::Test};
   static constexpr const char* kPlurals[] = {" parts", " processes", " tests"};
-  std::string text;
-  for (std::size_t k = 0; k < distinct.size(); ++k) {
-    if (k > 0) text += " / ";
-    text += distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
-                                    : std::to_string(distinct[k].size()) + kPlurals[k];
-  }
-  return text;
+  std::vector<std::string> texts;
+  for (std::size_t k = 0; k < distinct.size(); ++k)
+    texts.push_back(distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
+                                            : std::to_string(distinct[k].size()) + kPlurals[k]);
+  return Joined(texts, " / ");
 }
 
 // With the estimator's name in the words of the field.
@@ -139,7 +137,6 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     stream.mean = Worded(read.mean);
     stream.sp = Worded(read.sp);
     stream.sw = Worded(read.sw);
-    stream.average_size = read.average_size;
   }
 }
 
@@ -155,27 +152,15 @@ void AddEstimates(ChartView& view, const ChartDocument& document) {
   stream.sw.value = chart.sw_estimate;
 }
 
-void AddGroups(ChartView& view, const ChartRead& chart) {
-  const auto& group = chart.group_of;
-  for (std::size_t first = 0; first < group.size();) {
-    std::size_t last = first;
-    while (last + 1 < group.size() && group[last + 1] == group[first]) ++last;
-    view.groups.push_back({first, last, chart.group_ids[first]});
-    first = last + 1;
-  }
-}
-
 // "n = 5" or "n = 3 to 5"
 std::string SizeText(const std::vector<std::int32_t>& sizes) {
-  std::int32_t least = INT32_MAX, largest = 0;
-  for (const auto size : sizes) {
-    if (size <= 0) continue;
-    least = std::min(least, size);
-    largest = std::max(largest, size);
-  }
-  if (largest == 0) return {};
-  return "n = " + std::to_string(least) +
-         (least == largest ? "" : " to " + std::to_string(largest));
+  std::vector<std::int32_t> given;
+  std::copy_if(sizes.begin(), sizes.end(), std::back_inserter(given),
+               [](std::int32_t size) { return size > 0; });
+  if (given.empty()) return {};
+  const auto [least, largest] = std::minmax_element(given.begin(), given.end());
+  return *least == *largest ? fmt::format("n = {}", *least)
+                            : fmt::format("n = {} to {}", *least, *largest);
 }
 
 std::string EstimateText(const Estimate& estimate) {
@@ -204,9 +189,9 @@ bool IsOfCounts(const GraphRead& graph) {
 
 // "stored limits from 2024-01-01 10:00: mean 10.05, sigma 0.5"
 std::string StoredText(const LimitRow& row, const GraphRead& graph) {
-  const double mean = NumberOf(CellOf(row, "F_MEAN"));
-  const double sp = NumberOf(CellOf(row, "F_SP")), sw = NumberOf(CellOf(row, "F_SW"));
-  const std::int32_t from = platform::DateToTimeStamp(NumberOf(CellOf(row, "F_EFTM")));
+  const double mean = NumberOf(row, "F_MEAN");
+  const double sp = NumberOf(row, "F_SP"), sw = NumberOf(row, "F_SW");
+  const std::int32_t from = platform::DateToTimeStamp(NumberOf(row, "F_EFTM"));
   std::string text = "stored limits";
   if (from != INT32_MIN) text += " from " + DayText(from) + " " + ClockText(from);
   text += ": ";
@@ -226,7 +211,7 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
     if (!std::isfinite(stream.mean.value) || stream.mean.name.empty()) return {};
     return "mean " + Significant(stream.mean.value, 6) + " by " + stream.mean.name;
   }
-  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma by mean of (s/x-bar)/c4";
+  if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma from the mean of (s/x-bar)/c4";
   // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
   // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
   const bool inside =
@@ -256,12 +241,10 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
   if (rows > 2) {
     text += std::to_string(rows) + " stored limits one after the other";
   } else {
-    bool first = true;
-    for (std::size_t r = 0; r + 1 < use.size(); ++r) {
-      if (use[r] == 0) continue;
-      text += (first ? "" : "; ") + StoredText(chart.ctrl_lims[r], graph);
-      first = false;
-    }
+    std::vector<std::string> stored;
+    for (std::size_t r = 0; r + 1 < use.size(); ++r)
+      if (use[r] != 0) stored.push_back(StoredText(chart.ctrl_lims[r], graph));
+    text += Joined(stored, "; ");
   }
   if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
   return text;
@@ -277,18 +260,16 @@ std::string CountText(const ChartView& view) {
 
 std::string CaptionOf(const ChartView& view, const GraphRead& graph,
                       const ChartDocument& document) {
-  std::string text;
-  const auto add = [&](const std::string& piece) {
-    if (!piece.empty()) text += (text.empty() ? "" : ", ") + piece;
-  };
-  if (graph.index == 1) add(CountText(view));
-  add(SizeText(graph.sg_sizes));
+  std::vector<std::string> pieces;
+  if (graph.index == 1) pieces.push_back(CountText(view));
+  pieces.push_back(SizeText(graph.sg_sizes));
   if (graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone)
-    add("cusum in sigmas, k = 0.5, h = 5");
+    pieces.emplace_back("cusum in sigmas, k = 0.5, h = 5");
   else if (IsOfCounts(graph) && document.chart.processing->EWMA() == ccEwmaStandard)
-    add("weight 0.2 of the newest point");
-  if (graph.index != 1 || graph.type != ccGraph1Pc) add(LimitsText(view, graph, document));
-  return text;
+    pieces.emplace_back("weight 0.2 of the newest point");
+  if (graph.index != 1 || graph.type != ccGraph1Pc)
+    pieces.push_back(LimitsText(view, graph, document));
+  return Joined(pieces, ", ");
 }
 
 double Spread(const GraphRead& graph) {
@@ -315,8 +296,8 @@ int DataDecimals(const ChartRead& chart) {
 
 // The rules behind the bits of a point: those that the result names, in its order, then those that
 // it cannot name. Rule 31 is numbered as 15, whose bit it shares: the bit alone must tell the same.
-std::vector<RuleHit> HitsOf(std::int32_t bits, const std::vector<Rule>* rules) {
-  std::vector<RuleHit> hits;
+std::vector<Rule> HitsOf(std::int32_t bits, const std::vector<Rule>* rules) {
+  std::vector<Rule> hits;
   auto left = static_cast<std::uint32_t>(bits);
   for (std::size_t r = 0; rules != nullptr && r < rules->size(); ++r) {
     const Rule& rule = (*rules)[r];
@@ -377,34 +358,12 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
 
 }  // namespace
 
-std::vector<std::string> SpecificationTexts(std::int32_t flags) {
-  static constexpr Word kTexts[] = {
-      {"a value above USL", slfUSL},
-      {"a value below LSL", slfLSL},
-      {"a value above the upper reasonable limit", slfURL},
-      {"a value below the lower reasonable limit", slfLRL},
-      {"a value above the upper gage bound", slfUGB},
-      {"a value below the lower gage bound", slfLGB},
-      {"off target", slfTAR},
-      {"a reading above the upper within-piece limit", slfUWP},
-      {"a reading below the lower within-piece limit", slfLWP},
-      {"above the upper subgroup limit", slfUSG},
-      {"below the lower subgroup limit", slfLSG},
-      {"deviation above its upper limit", slfUDS},
-      {"deviation below its lower limit", slfLDS},
-  };
-  std::vector<std::string> texts;
-  for (const auto& text : kTexts)
-    if ((flags & text.value) != 0) texts.emplace_back(text.word);
-  return texts;
-}
-
 ChartView MakeChartView(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   ChartView view;
   AddStreams(view, document, names);
   AddEstimates(view, document);
-  AddGroups(view, chart);
+  if (chart.Grouped()) view.groups = chart.groups;
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);
     view.flags.push_back(row.flag);

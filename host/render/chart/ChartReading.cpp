@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string>
@@ -33,17 +33,17 @@ GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
   ForEachArray([&](const char*, auto array, auto get) {
     if (auto values = (data.*get)()) graph.*array = std::move(*values);
   });
-  const auto count = static_cast<std::size_t>(data.Count());
-  graph.c_rules.resize(count);
-  graph.rules.resize(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const bool calculated = i < graph.c_oocs.size() && graph.c_oocs[i] != 0;
-    const bool in_force = i < graph.oocs.size() && graph.oocs[i] != 0;
-    if (!calculated && !in_force) continue;
-    data.MoveTo(static_cast<std::int32_t>(i) + 1);
-    if (calculated) graph.c_rules[i] = ReadRules(data.cOOCRuleDef().get());
-    if (in_force) graph.rules[i] = ReadRules(data.OOCRuleDef().get());
-  }
+  const auto read = [&](const std::vector<std::int32_t>& bits, auto get) {
+    std::vector<std::vector<Rule>> rules(static_cast<std::size_t>(data.Count()));
+    for (std::size_t i = 0; i < rules.size() && i < bits.size(); ++i) {
+      if (bits[i] == 0) continue;
+      data.MoveTo(static_cast<std::int32_t>(i) + 1);
+      rules[i] = ReadRules((data.*get)().get());
+    }
+    return rules;
+  };
+  graph.c_rules = read(graph.c_oocs, &CCGraphData::cOOCRuleDef);
+  graph.rules = read(graph.oocs, &CCGraphData::OOCRuleDef);
   return graph;
 }
 
@@ -71,12 +71,18 @@ std::vector<LimitRow> ReadTable(const std::shared_ptr<Table>& object,
   });
 }
 
-void ReadGroups(ChartRead& chart) {
-  if (!chart.processing || chart.processing->GroupBy() == ccGroupByNone) return;
-  for (const auto& row : chart.subgroups.rows) {
-    chart.group_of.push_back(row.group_index);
-    chart.group_ids.push_back(row.group_id);
+// Runs of points; group(i): the number and the identifier of the group of point i.
+template <class Group>
+std::vector<GroupView> GroupsOf(std::size_t points, Group group) {
+  std::vector<GroupView> groups;
+  std::int32_t open = 0;
+  for (std::size_t i = 0; i < points; ++i) {
+    const auto [number, id] = group(i);
+    if (groups.empty() || number != open) groups.push_back({i, i, id});
+    groups.back().last = i;
+    open = number;
   }
+  return groups;
 }
 
 // Rows of limits do not come back into the object, but their scale stands in the text.
@@ -94,7 +100,7 @@ std::optional<int> DecimalsOfText(const platform::XmlNode& root) {
 // Groups by the rule that the analysis groups by.
 void Regroup(ChartRead& chart) {
   const auto& rows = chart.subgroups.rows;
-  if (rows.empty() || chart.group_of.empty()) return;
+  if (rows.empty() || !chart.Grouped()) return;
   API_CCResults record;
   const auto count = static_cast<std::int32_t>(rows.size());
   record.Totals.SubgroupCount = count;
@@ -110,8 +116,7 @@ void Regroup(ChartRead& chart) {
   }
   groups::BuildGroupInformation(*chart.processing, record);
   const auto index = record.GroupIndex.Elements(), ids = record.GroupIDs.Elements();
-  chart.group_of.assign(index.begin(), index.end());
-  chart.group_ids.assign(ids.begin(), ids.end());
+  chart.groups = GroupsOf(rows.size(), [&](std::size_t i) { return std::pair(index[i], ids[i]); });
 }
 
 // Everything that draws relies on lists of one element a point.
@@ -158,24 +163,39 @@ void WriteCell(JsonWriter& json, const std::string& column, const platform::Cell
   json.Value(text);
 }
 
-// The enabling bit of a limit's column; 0 for columns that are always given.
-std::int32_t EnableBit(const std::string& column) {
-  static const std::map<std::string, std::int32_t> kBits = {
-      {"F_URL", slfURL}, {"F_USL", slfUSL}, {"F_UGB", slfUGB}, {"F_TAR", slfTAR}, {"F_LGB", slfLGB},
-      {"F_LSL", slfLSL}, {"F_LRL", slfLRL}, {"F_UWP", slfUWP}, {"F_LWP", slfLWP}, {"F_USG", slfUSG},
-      {"F_LSG", slfLSG}, {"F_UDS", slfUDS}, {"F_LDS", slfLDS}};
-  const auto found = kBits.find(column);
-  return found == kBits.end() ? 0 : found->second;
-}
+// The limits of a specification: the bit that enables one and that a value beyond it sets, its
+// column, and what is said of such a value.
+struct SpecificationLimit {
+  std::int32_t bit;
+  std::string_view column;
+  const char* text;
+};
+constexpr SpecificationLimit kSpecificationLimits[] = {
+    {slfUSL, "F_USL", "a value above USL"},
+    {slfLSL, "F_LSL", "a value below LSL"},
+    {slfURL, "F_URL", "a value above the upper reasonable limit"},
+    {slfLRL, "F_LRL", "a value below the lower reasonable limit"},
+    {slfUGB, "F_UGB", "a value above the upper gage bound"},
+    {slfLGB, "F_LGB", "a value below the lower gage bound"},
+    {slfTAR, "F_TAR", "off target"},
+    {slfUWP, "F_UWP", "a reading above the upper within-piece limit"},
+    {slfLWP, "F_LWP", "a reading below the lower within-piece limit"},
+    {slfUSG, "F_USG", "above the upper subgroup limit"},
+    {slfLSG, "F_LSG", "below the lower subgroup limit"},
+    {slfUDS, "F_UDS", "deviation above its upper limit"},
+    {slfLDS, "F_LDS", "deviation below its lower limit"},
+};
 
 void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& rows, bool known) {
   if (rows.empty() && !known) return json.NullMember(key);
   json.Objects(key, rows, [&](const LimitRow& row) {
-    const auto enabled = static_cast<std::int32_t>(NumberOf(CellOf(row, "F_EFLAG")));
+    const auto enabled = static_cast<std::int32_t>(NumberOf(row, "F_EFLAG"));
     for (const auto& [column, cell] : row) {
+      const auto* const limit =
+          std::ranges::find(kSpecificationLimits, column, &SpecificationLimit::column);
+      const bool given = limit == std::end(kSpecificationLimits) || (enabled & limit->bit) != 0;
       json.Key(column);
-      const std::int32_t bit = EnableBit(column);
-      bit != 0 && (enabled & bit) == 0 ? json.Null() : WriteCell(json, column, cell);
+      given ? WriteCell(json, column, cell) : json.Null();
     }
   });
 }
@@ -193,34 +213,17 @@ void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& d
   RulesMember(json, "Rules", graph.rules);
 }
 
-void WriteGroups(JsonWriter& json, const std::vector<SubgroupRow>& rows) {
-  struct Group {
-    std::size_t first, last;
-  };
-  std::vector<Group> groups;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (i > 0 && rows[i].group_index == rows[i - 1].group_index) {
-      groups.back().last = i;
-    } else {
-      groups.push_back({i, i});
-    }
-  }
-  json.Objects("Groups", groups, [&](const Group& group) {
-    json.Members("First", group.first, "Last", group.last, "ID", rows[group.first].group_id);
-  });
-}
-
 void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
-  const auto write = [&](const StreamReport& stream) {
+  json.Objects<Spread::Blocks>("Streams", streams, [&](const StreamReport& stream) {
     WriteItem(json, "Part", names, NameKind::Part, stream.part);
     WriteItem(json, "Prcs", names, NameKind::Process, stream.process);
     WriteItem(json, "Test", names, NameKind::Test, stream.test);
     WriteEstimate(json, "Mean", stream.mean);
     WriteEstimate(json, "SP", stream.sp);
     WriteEstimate(json, "SW", stream.sw);
+    if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
-  };
-  json.Objects("Streams", streams, write, Spread::Blocks);
+  });
 }
 
 void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
@@ -243,10 +246,12 @@ ChartRead ReadChart(CCResults& results) {
   chart.ctrl_lims = ReadTable(results.CtrlLim(), kCtrlLimColumns);
   chart.def_opps = ReadTable(results.DefOpp(), kDefOppColumns);
   for (const auto& row : chart.spec_lims) {
-    const int scale = static_cast<int>(NumberOf(CellOf(row, "F_SCAL")));
+    const int scale = static_cast<int>(NumberOf(row, "F_SCAL"));
     chart.decimals = std::min(chart.decimals.value_or(scale), scale);
   }
-  ReadGroups(chart);
+  chart.groups = GroupsOf(chart.subgroups.rows.size(), [&](std::size_t i) {
+    return std::pair(chart.subgroups.rows[i].group_index, chart.subgroups.rows[i].group_id);
+  });
   // An analysis that selected nothing has no graphs, whatever was asked for.
   if (chart.subgroups.total_subgroups == 0 || !chart.processing) return chart;
   const std::int32_t types[] = {chart.processing->Graph1Type(), chart.processing->Graph2Type(),
@@ -262,17 +267,20 @@ ChartRead ReadChart(CCResults& results) {
   return chart;
 }
 
-platform::Cell CellOf(const LimitRow& row, const std::string& column) {
-  for (const auto& [name, cell] : row)
-    if (name == column) return cell;
-  return std::int32_t{0};
+double NumberOf(const LimitRow& row, std::string_view column) {
+  const auto found = std::ranges::find(row, column, &LimitRow::value_type::first);
+  if (found == row.end()) return 0.0;
+  if (const auto* number = std::get_if<double>(&found->second)) return *number;
+  if (const auto* number = std::get_if<std::int32_t>(&found->second)) return *number;
+  const auto* const date = std::get_if<platform::Date>(&found->second);
+  return date == nullptr ? 0.0 : date->days;
 }
 
-double NumberOf(const platform::Cell& cell) {
-  if (const auto* number = std::get_if<double>(&cell)) return *number;
-  if (const auto* number = std::get_if<std::int32_t>(&cell)) return *number;
-  if (const auto* date = std::get_if<platform::Date>(&cell)) return date->days;
-  return 0.0;
+std::vector<std::string> SpecificationTexts(std::int32_t flags) {
+  std::vector<std::string> texts;
+  for (const auto& limit : kSpecificationLimits)
+    if ((flags & limit.bit) != 0) texts.emplace_back(limit.text);
+  return texts;
 }
 
 std::string GraphWord(std::int32_t graph, std::int32_t type) {
@@ -325,15 +333,16 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
                  chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
                  chart.sp_estimate, "SWEstimate", chart.sw_estimate);
     WriteSubgroups(json, chart.subgroups.rows, names);
-    json.Objects(
-        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); },
-        Spread::Blocks);
+    json.Objects<Spread::Blocks>(
+        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
     const bool known = chart.tables_known;
     WriteRows(json, "SpecLims", chart.spec_lims, known);
     WriteRows(json, "CtrlLims", chart.ctrl_lims, known);
     WriteRows(json, "DefOpps", chart.def_opps, known);
     if (known) {
-      WriteGroups(json, chart.subgroups.rows);
+      json.Objects("Groups", chart.groups, [&](const GroupView& group) {
+        json.Members("First", group.first, "Last", group.last, "ID", group.id);
+      });
       WriteStreams(json, document.streams, names);
     } else {
       json.NullMember("Groups");

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -21,11 +22,6 @@
 // Everything that a result object can give, read once into plain values, so that pictures and
 // documents need no cursor.
 namespace orvspc::render {
-
-struct Rule {
-  std::int32_t number = 0;
-  std::string text;
-};
 
 // An array that the result does not have is empty.
 struct GraphRead {
@@ -73,15 +69,15 @@ struct ChartRead {
   bool tables_known = true;
   // Decimals that mean something by the specification limits, the least of their rows.
   std::optional<int> decimals;
-  // For pictures: the group of each point and what it was grouped by; empty without grouping.
-  std::vector<std::int32_t> group_of, group_ids;
+  std::vector<GroupView> groups;  // one a point without grouping
+
+  bool Grouped() const { return processing && processing->GroupBy() != ccGroupByNone; }
 };
 // Leaves nothing in the result that XML could still write; write that first.
 ChartRead ReadChart(CCResults& results);
 
-// The cell of that column, or 32-bit 0.
-platform::Cell CellOf(const LimitRow& row, const std::string& column);
-double NumberOf(const platform::Cell& cell);
+// The number or date in the cell of that column; 0 without one.
+double NumberOf(const LimitRow& row, std::string_view column);
 
 // Words of the command line and of documents for the types of graphs 1, 2 and 3.
 inline constexpr Word kGraph1Words[] = {{"auto", ccGraph1BestGuessVariable},

@@ -173,11 +173,7 @@ class Picture {
   // any other. A point that breaks several rules has the first one and a plus sign, or all where
   // there is room.
   void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
-    struct Wish {
-      std::int32_t rule;
-      Tag tag;
-    };
-    std::vector<Wish> wishes;
+    std::vector<std::pair<std::int32_t, Tag>> wishes;  // by rule
     for (const auto& mark : graph.marks) {
       const std::size_t i = mark.point;
       if (mark.rules.empty() || i >= graph.points.size() || !std::isfinite(graph.points[i]))
@@ -185,8 +181,7 @@ class Picture {
       const bool below = i < graph.limits.centre.size() && graph.points[i] < graph.limits.centre[i];
       // By number, since not every source knows which rule is the most important.
       PointMark sorted = mark;
-      std::stable_sort(sorted.rules.begin(), sorted.rules.end(),
-                       [](const RuleHit& a, const RuleHit& b) { return a.number < b.number; });
+      std::ranges::stable_sort(sorted.rules, {}, &Rule::number);
       const std::int32_t first = sorted.rules.front().number;
       wishes.push_back(
           {first,
@@ -194,12 +189,11 @@ class Picture {
             mark.specifications.empty() ? 8.0 : 10.0, !below,
             std::to_string(first) + (mark.rules.size() > 1 ? "+" : ""), RuleNumbers(sorted)}});
     }
-    std::stable_sort(wishes.begin(), wishes.end(),
-                     [](const Wish& a, const Wish& b) { return a.rule < b.rule; });
+    std::ranges::stable_sort(wishes, {}, &std::pair<std::int32_t, Tag>::first);
     // Nobody reads some thousand numbers, and the search for room is quadratic.
-    if (wishes.size() > 2000) wishes.erase(wishes.begin() + 2000, wishes.end());
     std::vector<Tag> tags;
-    for (auto& wish : wishes) tags.push_back(std::move(wish.tag));
+    for (std::size_t w = 0; w < wishes.size() && w < 2000; ++w)
+      tags.push_back(std::move(wishes[w].second));
     std::vector<std::pair<double, double>> points;
     for (std::size_t i = 0; i < graph.points.size() && !tags.empty(); ++i)
       if (std::isfinite(graph.points[i]))
@@ -276,8 +270,8 @@ class Picture {
     if (streams > kMaxStreams)
       lines.push_back({"", fmt::format("and {} more streams; the tooltip of a point names its own",
                                        streams - kMaxStreams)});
-    for (const auto& broken : RulesBroken(view_))
-      lines.push_back({"m", fmt::format("rule {}{} ({})", broken.rule.number,
+    for (const auto& [number, broken] : RulesBroken(view_))
+      lines.push_back({"m", fmt::format("rule {}{} ({})", number,
                                         broken.rule.text.empty() ? "" : ": " + broken.rule.text,
                                         Counted(broken.points, "point"))});
     bool outside = false, unused = false, several = false;

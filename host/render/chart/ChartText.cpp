@@ -321,7 +321,7 @@ class Plot {
       for (const auto& mark : graph.marks) {
         if (shown++ >= kMaxMarks) continue;
         const bool named = std::any_of(mark.rules.begin(), mark.rules.end(),
-                                       [](const RuleHit& rule) { return !rule.text.empty(); });
+                                       [](const Rule& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
         out_.Line(fmt::format(
                       "  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),

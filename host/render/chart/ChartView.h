@@ -14,7 +14,7 @@
 // as PlainText leaves them: the terminal's renderer writes them as they are.
 namespace orvspc::render {
 
-struct RuleHit {
+struct Rule {
   std::int32_t number = 0;
   std::string text;  // empty: not known
 };
@@ -22,7 +22,7 @@ struct RuleHit {
 // Why a point asks for attention. At least one of the two lists has an entry.
 struct PointMark {
   std::size_t point = 0;                    // from 0
-  std::vector<RuleHit> rules;               // run rules, the most important first
+  std::vector<Rule> rules;                  // run rules, the most important first
   std::vector<std::string> specifications;  // "above USL", "outside LSL"
 };
 
@@ -49,7 +49,6 @@ struct GraphView {
 struct StreamView {
   std::string name;
   Estimate mean, sp, sw;
-  double average_size = 0.0;
 };
 
 struct GroupView {

@@ -24,62 +24,13 @@ struct SampleCount {
   double Percent() const;
 };
 
-// One requirement over the whole range.
-struct RequirementLine {
-  std::string process, part, test, requirement;
-  SampleCount count;
-};
-
-// Shifts by days, of one process. An empty cell: no sample fell due and none was taken.
-struct HeatMap {
-  std::string process;
-  std::vector<std::string> shifts, days;
-  std::vector<std::optional<SampleCount>> cells;  // shift by shift
-
-  const std::optional<SampleCount>& At(std::size_t shift, std::size_t day) const {
-    return cells[shift * days.size() + day];
-  }
-};
-
-// One stay in a state, as the analysis tells it; figures that it does not have are NaN.
-struct ComplianceLine {
-  std::string start;
-  double minutes = 0.0;
-  std::string process, part, test, state, requirement;
-  SampleCount count;
-  std::int32_t values = 0;
-  double least = 0.0, mean = 0.0, most = 0.0, deviation = 0.0, pp = 0.0, ppk = 0.0, outside = 0.0;
-};
-
-struct ComplianceView : View {
-  SampleCount total;
-  std::vector<RequirementLine> requirements;
-  std::vector<HeatMap> maps;
-  std::vector<ComplianceLine> lines;
-
-  bool Empty() const { return lines.empty(); }
-};
-
-// "8 of 10 expected samples, 2 missed, 80.0 %"
-std::string CountText(const SampleCount& count);
-
-// embedded: for use inside a page, without title line and notes.
-Scene ComplianceScene(const ComplianceView& view, bool embedded = false);
-inline std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false) {
-  return WriteSvg(ComplianceScene(view, embedded));
-}
-// The picture and every row.
-std::string RenderComplianceHtml(const ComplianceView& view);
-// The requirements, the shifts, and where most samples were missed.
-std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options = {});
-
 // One row; a figure that it does not have is NaN, the start of a subtotal 0.
 struct ComplianceRow {
   std::int32_t result_type = 0, state_type = 0;
   std::string part, process, test, state, requirement;
   std::int64_t start = 0;
   double duration = 0.0;  // minutes
-  std::int32_t collected = 0, missed = 0, expected = 0;
+  SampleCount count = {};
   double percent_complete = 0.0;
   std::int32_t test_count = 0;
   double minimum = 0.0, maximum = 0.0, average = 0.0, deviation = 0.0, pp = 0.0, ppk = 0.0;
@@ -107,6 +58,47 @@ struct ComplianceDocument {
 };
 
 std::string ComplianceJson(const ComplianceDocument& document);
+
+// Shifts by days, of one process. An empty cell: no sample fell due and none was taken.
+struct HeatMap {
+  std::string process;
+  std::vector<std::string> shifts, days;
+  std::vector<std::optional<SampleCount>> cells;  // shift by shift
+
+  const std::optional<SampleCount>& At(std::size_t shift, std::size_t day) const {
+    return cells[shift * days.size() + day];
+  }
+};
+
+// One requirement over the whole range.
+struct RequirementLine {
+  std::vector<std::string> texts;  // process, part, test, requirement
+  SampleCount count;
+};
+
+struct ComplianceView : View {
+  SampleCount total;
+  std::vector<RequirementLine> requirements;
+  std::vector<HeatMap> maps;
+  std::vector<ComplianceRow> lines;  // of the stays; texts are as PlainText leaves them
+
+  bool Empty() const { return lines.empty(); }
+};
 ComplianceView MakeComplianceView(const ComplianceDocument& document);
+
+// "8 of 10 expected samples, 2 missed, 80.0 %"
+std::string CountText(const SampleCount& count);
+// Four texts and four counts for each requirement.
+Table RequirementsTable(const ComplianceView& view);
+
+// embedded: for use inside a page, without title line and notes.
+Scene ComplianceScene(const ComplianceView& view, bool embedded = false);
+inline std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false) {
+  return WriteSvg(ComplianceScene(view, embedded));
+}
+// The picture and every row.
+std::string RenderComplianceHtml(const ComplianceView& view);
+// The requirements, the shifts, and where most samples were missed.
+std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options = {});
 
 }  // namespace orvspc::render

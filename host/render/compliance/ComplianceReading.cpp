@@ -56,13 +56,11 @@ void WriteRow(JsonWriter& json, const ComplianceRow& row) {
                row.test, "StateType", row.state_type, "State", row.state, "SmplReq",
                row.requirement);
   json.MemberIf(row.result_type == kDetail, "StartTime", IsoTime(row.start));
-  json.Members("Duration", row.duration, "SamplesCollected", row.collected, "SamplesMissed",
-               row.missed, "SamplesExpected", row.expected, "PercentComplete", row.percent_complete,
-               "TestCount", row.test_count);
+  json.Members("Duration", row.duration, "SamplesCollected", row.count.collected, "SamplesMissed",
+               row.count.missed, "SamplesExpected", row.count.expected, "PercentComplete",
+               row.percent_complete, "TestCount", row.test_count);
   for (const auto& figure : kFigures) json.Member(figure.key, row.*figure.member);
 }
-
-SampleCount CountOf(const ComplianceRow& row) { return {row.expected, row.collected, row.missed}; }
 
 std::vector<RequirementLine> Requirements(const std::vector<ComplianceRow>& rows) {
   std::vector<RequirementLine> lines;
@@ -72,27 +70,24 @@ std::vector<RequirementLine> Requirements(const std::vector<ComplianceRow>& rows
     const auto key = std::tuple(row.process, row.part, row.test, row.requirement);
     const auto [found, is_new] = places.try_emplace(key, lines.size());
     if (is_new)
-      lines.push_back({PlainText(row.process),
-                       PlainText(row.part),
-                       PlainText(row.test),
-                       row.requirement.empty() ? "(no requirement)" : PlainText(row.requirement),
+      lines.push_back({{PlainText(row.process), PlainText(row.part), PlainText(row.test),
+                        row.requirement.empty() ? "(no requirement)" : PlainText(row.requirement)},
                        {}});
-    lines[found->second].count.Add(CountOf(row));
+    lines[found->second].count.Add(row.count);
   }
   return lines;
 }
 
 std::vector<HeatMap> HeatMaps(const std::vector<ShiftRow>& rows) {
   std::vector<HeatMap> maps;
-  std::vector<std::string> shifts, days;
-  for (const auto& row : rows) {
-    shifts.push_back(row.shift);
-    days.push_back(row.day);
-  }
-  for (auto* const words : {&shifts, &days}) {
-    std::sort(words->begin(), words->end());
-    words->erase(std::unique(words->begin(), words->end()), words->end());
-  }
+  const auto sorted = [&](std::string ShiftRow::*member) {
+    std::vector<std::string> words;
+    for (const auto& row : rows) words.push_back(row.*member);
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    return words;
+  };
+  const auto shifts = sorted(&ShiftRow::shift), days = sorted(&ShiftRow::day);
   const auto place = [](const std::vector<std::string>& words, const std::string& word) {
     return static_cast<std::size_t>(std::lower_bound(words.begin(), words.end(), word) -
                                     words.begin());
@@ -132,21 +127,19 @@ std::string CountText(const SampleCount& count) {
 
 std::vector<ComplianceRow> ReadCompliance(SCResults& results) {
   return ReadRows(results, [&] {
-    ComplianceRow row;
-    row.result_type = results.ResultType();
-    row.state_type = results.StateType();
-    row.part = results.Part();
-    row.process = results.Process();
-    row.test = results.Test();
-    row.state = results.State();
-    row.requirement = results.SmplReq();
-    row.start = platform::DateToTimeStamp(results.StartTime());
-    row.duration = results.Duration();
-    row.collected = results.SamplesCollected();
-    row.missed = results.SamplesMissed();
-    row.expected = results.SamplesExpected();
-    row.percent_complete = results.PercentComplete();
-    row.test_count = results.TestCount();
+    ComplianceRow row{
+        results.ResultType(),
+        results.StateType(),
+        results.Part(),
+        results.Process(),
+        results.Test(),
+        results.State(),
+        results.SmplReq(),
+        platform::DateToTimeStamp(results.StartTime()),
+        results.Duration(),
+        {results.SamplesExpected(), results.SamplesCollected(), results.SamplesMissed()},
+        results.PercentComplete(),
+        results.TestCount()};
     for (const auto& figure : kFigures) row.*figure.member = (results.*figure.get)();
     TakeAwayUndefined(row);
     return row;
@@ -172,14 +165,13 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
   view.title = "Sampling compliance";
   std::int64_t start = INT64_MAX, end = INT64_MIN;
   for (const auto& row : document.rows) {
-    if (row.result_type == kWhole) view.total = CountOf(row);
+    if (row.result_type == kWhole) view.total = row.count;
     if (row.result_type != kDetail) continue;
     start = std::min(start, row.start);
     end = std::max(end, row.start + std::int64_t{std::llround(row.duration * 60.0)});
-    view.lines.push_back({IsoTime(row.start), row.duration, PlainText(row.process),
-                          PlainText(row.part), PlainText(row.test), PlainText(row.state),
-                          PlainText(row.requirement), CountOf(row), row.test_count, row.minimum,
-                          row.average, row.maximum, row.deviation, row.pp, row.ppk, row.oos});
+    ComplianceRow& line = view.lines.emplace_back(row);
+    for (auto* const text : {&line.process, &line.part, &line.test, &line.state, &line.requirement})
+      *text = PlainText(*text);
   }
   if (!view.Empty())
     view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(view.total);

@@ -33,8 +33,6 @@ const Step& StepOf(double percent) {
                        [percent](const Step& step) { return percent >= step.from; });
 }
 
-constexpr const char* kTitles[] = {"process",  "part",      "test",   "requirement",
-                                   "expected", "collected", "missed", "percent"};
 constexpr std::size_t kMaxLines = 30;  // requirements
 constexpr std::size_t kMaxMaps = 16, kMaxDays = 100;
 
@@ -77,13 +75,12 @@ class Picture {
   }
 
   // Places of the four texts, wide enough for what stands there as far as there is room.
-  std::array<double, 5> TextPlaces() const {
+  static std::array<double, 5> TextPlaces(const Table& table) {
     constexpr double kFirst = 14.0, kRoom = 582.0;
     std::array<double, 4> widths{};
     for (std::size_t c = 0; c < 4; ++c) {
-      widths[c] = WidthOf(kTitles[c]) + 18.0;
-      for (const auto& line : view_.requirements)
-        widths[c] = std::max(widths[c], WidthOf(*TextsOf(line)[c]) + 18.0);
+      widths[c] = WidthOf(table.headings[c]) + 18.0;
+      for (const auto& row : table.rows) widths[c] = std::max(widths[c], WidthOf(row[c]) + 18.0);
     }
     double sum = widths[0] + widths[1] + widths[2] + widths[3];
     for (; sum > kRoom; --sum) --*std::max_element(widths.begin(), widths.end());
@@ -92,42 +89,37 @@ class Picture {
     return places;
   }
 
-  static std::array<const std::string*, 4> TextsOf(const RequirementLine& line) {
-    return {&line.process, &line.part, &line.test, &line.requirement};
-  }
-
   double Requirements(double y) {
     constexpr double kNumbers[] = {650, 720, 780, 846};
-    const auto places = TextPlaces();
+    const Table table = RequirementsTable(view_);
+    const auto places = TextPlaces(table);
     for (std::size_t c = 0; c < 4; ++c) {
-      scene_.Text(places[c], y, "th", Anchor::Start, kTitles[c]);
-      scene_.Text(kNumbers[c], y, "th", Anchor::End, kTitles[c + 4]);
+      scene_.Text(places[c], y, "th", Anchor::Start, table.headings[c]);
+      scene_.Text(kNumbers[c], y, "th", Anchor::End, table.headings[c + 4].substr(1));
     }
     y += 6.0;
     scene_.Line(14, y, 986, y, "tick");
-    const std::size_t shown = std::min(view_.requirements.size(), kMaxLines);
+    const std::size_t shown = std::min(table.rows.size(), kMaxLines);
     for (std::size_t i = 0; i < shown; ++i) {
-      const auto& line = view_.requirements[i];
+      const auto& row = table.rows[i];
       y += 18.0;
-      const std::string numbers[] = {
-          std::to_string(line.count.expected), std::to_string(line.count.collected),
-          std::to_string(line.count.missed), Fixed(line.count.Percent(), 1)};
       for (std::size_t c = 0; c < 4; ++c) {
         scene_.Text(places[c], y - 4, "", Anchor::Start,
-                    FittingText(*TextsOf(line)[c], places[c + 1] - places[c] - 10.0));
-        scene_.Text(kNumbers[c], y - 4, "", Anchor::End, numbers[c]);
+                    FittingText(row[c], places[c + 1] - places[c] - 10.0));
+        scene_.Text(kNumbers[c], y - 4, "", Anchor::End, row[c + 4]);
       }
-      const double share = std::clamp(line.count.Percent(), 0.0, 100.0) / 100.0;
-      if (line.count.expected != 0) {
+      const SampleCount& count = view_.requirements[i].count;
+      if (count.expected != 0) {
         scene_.Rectangle(860, y - 13, 126, 10, "not");
-        scene_.Rectangle(860, y - 13, 126 * share, 10, "got", CountText(line.count));
+        scene_.Rectangle(860, y - 13, 126 * (std::clamp(count.Percent(), 0.0, 100.0) / 100.0), 10,
+                         "got", CountText(count));
       }
       scene_.Line(14, y, 986, y, "grid");
     }
-    if (shown < view_.requirements.size()) {
+    if (shown < table.rows.size()) {
       y += 16.0;
       scene_.Text(14, y - 2, "s", Anchor::Start,
-                  "and " + std::to_string(view_.requirements.size() - shown) + " more");
+                  "and " + std::to_string(table.rows.size() - shown) + " more");
     }
     return y;
   }

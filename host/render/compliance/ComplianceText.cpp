@@ -21,17 +21,6 @@ std::vector<std::string> RowOf(std::vector<std::string> texts, const SampleCount
   return texts;
 }
 
-void WriteRequirements(TextWriter& out, const ComplianceView& view) {
-  Table table{
-      "",
-      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
-      {}};
-  for (const auto& line : view.requirements)
-    table.rows.push_back(RowOf({line.process, line.part, line.test, line.requirement}, line.count));
-  out.Blank();
-  out.Write(table);
-}
-
 // As many days at once as the line has room for.
 void WriteShifts(TextWriter& out, const HeatMap& map) {
   constexpr std::size_t kDay = 7, kShift = 8;
@@ -60,7 +49,7 @@ void WriteShifts(TextWriter& out, const HeatMap& map) {
 }
 
 void WriteWorst(TextWriter& out, const ComplianceView& view) {
-  std::vector<const ComplianceLine*> lines;
+  std::vector<const ComplianceRow*> lines;
   for (const auto& line : view.lines)
     if (line.count.missed > 0) lines.push_back(&line);
   out.Blank();
@@ -77,8 +66,9 @@ void WriteWorst(TextWriter& out, const ComplianceView& view) {
                "#missed", "#percent"},
               {}};
   for (const auto* line : lines)
-    table.rows.push_back(RowOf(
-        {line->start.substr(0, 16), line->process, line->state, line->requirement}, line->count));
+    table.rows.push_back(
+        RowOf({IsoTime(line->start).substr(0, 16), line->process, line->state, line->requirement},
+              line->count));
   out.Write(table);
 }
 
@@ -90,10 +80,10 @@ void WriteSamples(Page& page, const ComplianceView& view) {
                "#expected", "#collected", "#missed", "#percent"}};
   for (std::size_t i = 0; i < view.lines.size() && i < kMaxRows; ++i) {
     const auto& line = view.lines[i];
-    table.rows.push_back({line.start, Fixed(line.minutes, 1), line.process, line.part, line.test,
-                          line.state, line.requirement, std::to_string(line.count.expected),
-                          std::to_string(line.count.collected), std::to_string(line.count.missed),
-                          line.count.expected == 0 ? "" : Fixed(line.count.Percent(), 1)});
+    table.rows.push_back(RowOf({IsoTime(line.start), Fixed(line.duration, 1), line.process,
+                                line.part, line.test, line.state, line.requirement},
+                               line.count));
+    if (line.count.expected == 0) table.rows.back().back().clear();
   }
   page.Write(table, view.lines.size() - table.rows.size());
 }
@@ -107,16 +97,25 @@ void WriteValues(Page& page, const ComplianceView& view) {
     return std::isfinite(value) ? Significant(value, digits) : std::string();
   };
   for (const auto& line : view.lines) {
-    if (line.values == 0 || ++all > kMaxRows) continue;
-    table.rows.push_back({line.start, line.process, line.part, line.test,
-                          std::to_string(line.values), figure(line.least, 8), figure(line.mean, 8),
-                          figure(line.most, 8), figure(line.deviation, 6), figure(line.pp, 4),
-                          figure(line.ppk, 4), figure(line.outside, 4)});
+    if (line.test_count == 0 || ++all > kMaxRows) continue;
+    table.rows.push_back(
+        {IsoTime(line.start), line.process, line.part, line.test, std::to_string(line.test_count),
+         figure(line.minimum, 8), figure(line.average, 8), figure(line.maximum, 8),
+         figure(line.deviation, 6), figure(line.pp, 4), figure(line.ppk, 4), figure(line.oos, 4)});
   }
   page.Write(table, all - table.rows.size());
 }
 
 }  // namespace
+
+Table RequirementsTable(const ComplianceView& view) {
+  Table table{
+      "",
+      {"process", "part", "test", "requirement", "#expected", "#collected", "#missed", "#percent"},
+      {}};
+  for (const auto& line : view.requirements) table.rows.push_back(RowOf(line.texts, line.count));
+  return table;
+}
 
 std::string RenderComplianceText(const ComplianceView& view, const TextOptions& options) {
   TextWriter out(options);
@@ -124,7 +123,8 @@ std::string RenderComplianceText(const ComplianceView& view, const TextOptions& 
     out.Line("no data selected");
   } else {
     out.Head(view);
-    WriteRequirements(out, view);
+    out.Blank();
+    out.Write(RequirementsTable(view));
     for (const auto& map : view.maps) WriteShifts(out, map);
     if (!view.maps.empty()) {
       out.Blank();

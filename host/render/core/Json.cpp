@@ -91,14 +91,12 @@ void JsonWriter::Value(std::string_view value) {
 void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {
   // No constant goes into a mean, and none is single where sizes differ.
   const double constant = estimate.constant == 0.0 ? platform::kNaN : estimate.constant;
-  json.Object(
-      key,
-      [&] {
-        json.Members("Value", estimate.value, "Estimator", estimate.name, "Constant", constant,
-                     "Used", estimate.used, "LeastSize", estimate.least_size, "LargestSize",
-                     estimate.largest_size);
-      },
-      true);
+  json.Key(key);
+  json.BeginObject(true);
+  json.Members("Value", estimate.value, "Estimator", estimate.name, "Constant", constant, "Used",
+               estimate.used, "LeastSize", estimate.least_size, "LargestSize",
+               estimate.largest_size);
+  json.EndObject();
 }
 
 void WriteNotes(JsonWriter& json, const std::vector<Note>& notes) {

@@ -91,13 +91,12 @@ class JsonWriter {
     EndObject();
   }
   // A member that is an array of objects; write(item) writes the members of one.
-  template <class Items, class Write>
-  void Objects(std::string_view key, const Items& items, Write write,
-               Spread spread = Spread::Lines) {
+  template <Spread kSpread = Spread::Lines, class Items, class Write>
+  void Objects(std::string_view key, const Items& items, Write write) {
     Key(key);
-    BeginArray(spread == Spread::None);
+    BeginArray(kSpread == Spread::None);
     for (const auto& item : items) {
-      BeginObject(spread != Spread::Blocks);
+      BeginObject(kSpread != Spread::Blocks);
       write(item);
       EndObject();
     }

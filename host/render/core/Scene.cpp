@@ -18,23 +18,20 @@ namespace {
 
 constexpr std::size_t kDense = 3200;  // points of a line across the picture
 
-struct Finite {
-  template <class... Number>
-  static bool All(Number... numbers) {
-    return (std::isfinite(numbers) && ...);
-  }
-  bool operator()(const PathShape& path) const {
-    return std::all_of(path.line.begin(), path.line.end(),
-                       [](const auto& point) { return All(point.first, point.second); });
-  }
-  bool operator()(const RectangleShape& rectangle) const {
-    return All(rectangle.x, rectangle.y, rectangle.width, rectangle.height);
-  }
-  template <class Placed>
-  bool operator()(const Placed& shape) const {
-    return All(shape.x, shape.y);
-  }
-};
+bool IsFinite(const Shape& shape) {
+  const auto all = [](auto... numbers) { return (std::isfinite(numbers) && ...); };
+  return std::visit(
+      [all](const auto& placed) {
+        if constexpr (requires { placed.line; })
+          return std::ranges::all_of(
+              placed.line, [all](const auto& point) { return all(point.first, point.second); });
+        else if constexpr (requires { placed.width; })
+          return all(placed.x, placed.y, placed.width, placed.height);
+        else
+          return all(placed.x, placed.y);
+      },
+      shape);
+}
 
 std::string N(double value) { return Coordinate(value); }
 
@@ -45,23 +42,15 @@ std::string Tipped(const std::string& name, const std::string& tip) {
 
 // Corners of a shape of about the area of a circle of radius 1.
 const Polyline& ShapeOf(std::int32_t stream) {
+  static const Polyline kCross = {{-.5, -1.3}, {.5, -1.3}, {.5, -.5},   {1.3, -.5},
+                                  {1.3, .5},   {.5, .5},   {.5, 1.3},   {-.5, 1.3},
+                                  {-.5, .5},   {-1.3, .5}, {-1.3, -.5}, {-.5, -.5}};
   static const Polyline kShapes[] = {
       {},                                    // a circle
       {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}},  // square
       {{0, -1.3}, {1.2, 1}, {-1.2, 1}},      // triangle, up
       {{0, 1.3}, {1.2, -1}, {-1.2, -1}},     // triangle, down
-      {{-.5, -1.3},
-       {.5, -1.3},
-       {.5, -.5},
-       {1.3, -.5},
-       {1.3, .5},
-       {.5, .5},
-       {.5, 1.3},
-       {-.5, 1.3},
-       {-.5, .5},
-       {-1.3, .5},
-       {-1.3, -.5},
-       {-.5, -.5}},                                          // cross
+      kCross,
       {{-1.2, -1.2}, {1.2, -1.2}, {-1.2, 1.2}, {1.2, 1.2}},  // hourglass
       {{-1.3, 0}, {1, -1.2}, {1, 1.2}},                      // triangle, left
       {{1.3, 0}, {-1, -1.2}, {-1, 1.2}},                     // triangle, right
@@ -80,22 +69,12 @@ std::string PathData(const Polyline& line, double x = 0.0, double y = 0.0, doubl
   return text;
 }
 
-// An element without its end.
-struct Element {
-  std::string name, text;
-};
-
-Element Polygon(const std::string& style, const Polyline& corners, double x, double y,
-                double size) {
-  return {"path", fmt::format(R"(<path class="{}" d="{}Z")", style, PathData(corners, x, y, size))};
-}
-
-Element StreamShape(const std::string& style, std::int32_t stream, double x, double y,
+// A symbol without the end of its element: a circle where it has no corners.
+std::string Outline(const std::string& style, const Polyline& corners, double x, double y,
                     double size) {
-  const Polyline& corners = ShapeOf(stream);
-  if (!corners.empty()) return Polygon(style, corners, x, y, size);
-  return {"circle",
-          fmt::format(R"(<circle class="{}" cx="{}" cy="{}" r="{}")", style, N(x), N(y), N(size))};
+  if (corners.empty())
+    return fmt::format(R"(<circle class="{}" cx="{}" cy="{}" r="{}")", style, N(x), N(y), N(size));
+  return fmt::format(R"(<path class="{}" d="{}Z")", style, PathData(corners, x, y, size));
 }
 
 // Each shape as one element and a line feed.
@@ -133,28 +112,29 @@ struct Writer {
                        Tipped("rect", shape.tip));
   }
   void operator()(const CircleShape& shape) const {
-    out += fmt::format("<circle class=\"{}\" cx=\"{}\" cy=\"{}\" r=\"{}\"{}\n", shape.style,
-                       N(shape.x), N(shape.y), N(shape.radius), Tipped("circle", shape.tip));
+    out += Outline(shape.style, {}, shape.x, shape.y, shape.radius) + Tipped("circle", shape.tip) +
+           '\n';
   }
   void operator()(const SymbolShape& shape) const {
     static const Polyline kDiamond = {{0, -1}, {1, 0}, {0, 1}, {-1, 0}};
-    static const Polyline kSquare = {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
     const auto& [style, stream, several_streams, size] = shape.look;
-    const double x = shape.x, y = shape.y;
     // Small points have small marks; then the shapes inside could not be told apart.
     const bool inner = style == "m" && several_streams && size > 2.0;
-    Element element;
+    const Polyline* corners = &ShapeOf(stream);
+    double drawn = size;
     if (style == "m") {
-      element = Polygon(style, kDiamond, x, y, size < 1.0 ? 1.8 : size + (inner ? 3.6 : 2.4));
+      corners = &kDiamond;
+      drawn = size < 1.0 ? 1.8 : size + (inner ? 3.6 : 2.4);
     } else if (style == "o") {
-      element =
-          Polygon(style, kSquare, x, y, size < 1.0 ? 3.0 : size + (several_streams ? 4.6 : 4.0));
-    } else {
-      element = StreamShape(style == "p" ? StreamClass("p", stream) : style, stream, x, y, size);
+      corners = &ShapeOf(1);
+      drawn = size < 1.0 ? 3.0 : size + (several_streams ? 4.6 : 4.0);
     }
-    out += element.text + Tipped(element.name, shape.tip);
+    out += Outline(style == "p" ? StreamClass("p", stream) : style, *corners, shape.x, shape.y,
+                   drawn) +
+           Tipped(corners->empty() ? "circle" : "path", shape.tip);
     if (inner)
-      out += StreamShape("in", stream, x, y, size * 0.68).text + R"( pointer-events="none"/>)";
+      out += Outline("in", ShapeOf(stream), shape.x, shape.y, size * 0.68) +
+             R"( pointer-events="none"/>)";
     out += '\n';
   }
 };
@@ -235,7 +215,7 @@ void Scene::Rectangle(double x, double y, double width, double rectangle_height,
 }
 
 void Scene::Add(Shape shape) {
-  if (std::visit(Finite(), shape)) shapes.push_back(std::move(shape));
+  if (IsFinite(shape)) shapes.push_back(std::move(shape));
 }
 
 void Scene::NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }

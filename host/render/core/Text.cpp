@@ -97,6 +97,13 @@ std::string Counted(std::size_t count, const std::string& one, const std::string
   return std::to_string(count) + " " + (count == 1 ? one : many.empty() ? one + "s" : many);
 }
 
+std::string Joined(const std::vector<std::string>& pieces, const char* separator) {
+  std::string text;
+  for (const auto& piece : pieces)
+    if (!piece.empty()) text += (text.empty() ? "" : separator) + piece;
+  return text;
+}
+
 std::string BasisText(const Estimate& estimate) {
   std::string text;
   if (std::isfinite(estimate.constant) && estimate.constant != 0.0)

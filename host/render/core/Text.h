@@ -35,6 +35,9 @@ std::vector<Note> PlainNotes(std::vector<Note> notes);
 // "1 event", "3 events"
 std::string Counted(std::size_t count, const std::string& one, const std::string& many = {});
 
+// The pieces that are not empty, with the separator between them.
+std::string Joined(const std::vector<std::string>& pieces, const char* separator);
+
 // ", constant 2.325929, from 45": what went into an estimate, as far as it is known.
 std::string BasisText(const Estimate& estimate);
 

@@ -8,13 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Words.h"
+
 // Words of command lines and documents for the values of an enumeration: one table for both ways.
 namespace orvspc::render {
 
-struct Word {
-  std::string_view word;
-  std::int32_t value = 0;
-};
+using platform::Word;
 using WordTable = std::span<const Word>;
 
 // The first word of a value; empty when it has none.
@@ -24,10 +23,10 @@ inline std::string WordOf(WordTable words, std::int32_t value) {
   return {};
 }
 
-// The word of a value, else its number.
-inline std::string WordOrNumber(WordTable words, std::int32_t value) {
+// The word of a value, else its number behind the prefix.
+inline std::string WordOrNumber(WordTable words, std::int32_t value, const char* prefix = "") {
   const std::string word = WordOf(words, value);
-  return word.empty() ? std::to_string(value) : word;
+  return word.empty() ? prefix + std::to_string(value) : word;
 }
 
 // Empty for an unknown word.

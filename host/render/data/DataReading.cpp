@@ -62,32 +62,22 @@ void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names)
   json.Members("Wkst", row.wkst, "Job", row.job, "Lot", row.lot, "Shft", row.shft, "Ptrv", row.ptrv,
                "Empl", row.empl, "Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag,
                "GroupIndex", row.group_index, "GroupID", row.group_id);
-  json.Objects(
-      "Tests", row.tests,
-      [&](const TestRow& test) {
-        json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
-                     test.gage, "Val", test.value);
-      },
-      Spread::None);
+  json.Objects<Spread::None>("Tests", row.tests, [&](const TestRow& test) {
+    json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
+                 test.gage, "Val", test.value);
+  });
 }
 
 // Descriptors and comments of one subgroup.
 void WriteRemarks(JsonWriter& json, const SubgroupRow& row) {
-  json.Objects(
-      "Descriptors", row.descriptors,
-      [&](const DescriptorRow& descriptor) {
-        json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno",
-                     descriptor.tsno);
-      },
-      Spread::None);
-  json.Objects(
-      "Comments", row.comments,
-      [&](const CommentRow& comment) {
-        json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
-                     comment.tsno);
-        WriteDate(json, "Edtm", comment.edited);
-      },
-      Spread::None);
+  json.Objects<Spread::None>("Descriptors", row.descriptors, [&](const DescriptorRow& descriptor) {
+    json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno", descriptor.tsno);
+  });
+  json.Objects<Spread::None>("Comments", row.comments, [&](const CommentRow& comment) {
+    json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
+                 comment.tsno);
+    WriteDate(json, "Edtm", comment.edited);
+  });
 }
 
 std::string TestText(const TestRow& test) {
@@ -96,8 +86,6 @@ std::string TestText(const TestRow& test) {
   if (test.def != 0) text += "*" + std::to_string(test.def);
   return text;
 }
-
-constexpr const char* kFlags[] = {"", "disabled", "incomplete"};
 
 }  // namespace
 
@@ -121,9 +109,10 @@ std::string SelectedText(const DataSelect* select, const Names& names) {
     const auto descriptor = select ? select->Descriptors()->GetDescriptor(part.type) : nullptr;
     if (!descriptor || descriptor->FilterType() != ftItemList || descriptor->ItemCount() == 0)
       continue;
-    const std::int32_t count = descriptor->ItemCount(), first = descriptor->ItemID(1);
-    const std::string name = ShownName(names, part.kind, first);
-    text += (text.empty() ? "" : " / ") + (count == 1 ? name : std::to_string(count) + part.many);
+    const std::int32_t count = descriptor->ItemCount();
+    text += (text.empty() ? "" : " / ") + (count == 1
+                                               ? ShownName(names, part.kind, descriptor->ItemID(1))
+                                               : std::to_string(count) + part.many);
   }
   return text;
 }
@@ -160,22 +149,17 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   json.Members("IncludeVariableTests", select.IncludeVariableTests(), "IncludeDefectTests",
                select.IncludeDefectTests(), "IncludeDefectiveTests",
                select.IncludeDefectiveTests());
-  json.Key("Descriptors");
-  json.BeginArray();
-  const auto descriptors = select.Descriptors();
-  for (std::int32_t i = 0; i < descriptors->Count(); ++i) {
-    const auto descriptor = descriptors->Item(i);
-    json.BeginObject(true);
+  std::vector<std::shared_ptr<DataSelectDescriptor>> descriptors;
+  for (std::int32_t i = 0; i < select.Descriptors()->Count(); ++i)
+    descriptors.push_back(select.Descriptors()->Item(i));
+  json.Objects("Descriptors", descriptors, [&](const auto& descriptor) {
     json.Members("Type", descriptor->DescriptorType(), "Filter", descriptor->FilterType(), "Group",
                  descriptor->GroupID());
-    json.Key("Items");
-    json.BeginArray(true);
+    std::vector<std::int32_t> items;
     for (std::int32_t item = 1; item <= descriptor->ItemCount(); ++item)
-      json.Value(descriptor->ItemID(item));
-    json.EndArray();
-    json.EndObject();
-  }
-  json.EndArray();
+      items.push_back(descriptor->ItemID(item));
+    json.Member("Items", items);
+  });
 }
 
 void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names) {
@@ -200,18 +184,20 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
   TextWriter out(options);
   Table table{"", {"@time (UTC)", "part / process / test", "values"}, {}};
   for (const auto& row : data.rows) {
-    std::string values, comments;
-    for (const auto& test : row.tests) values += (values.empty() ? "" : "  ") + TestText(test);
-    if (row.flag == 1 || row.flag == 2) values += std::string("  [") + kFlags[row.flag] + "]";
+    std::vector<std::string> tests, comments;
+    for (const auto& test : row.tests) tests.push_back(TestText(test));
+    std::string values = Joined(tests, "  ");
+    if (row.flag == 1 || row.flag == 2) values += row.flag == 1 ? "  [disabled]" : "  [incomplete]";
     for (const auto& comment : row.comments)
-      comments += (comments.empty() ? "" : "; ") + ("comment: " + PlainText(comment.note)) +
-                  (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")");
+      comments.push_back(
+          "comment: " + PlainText(comment.note) +
+          (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")"));
     table.rows.push_back({IsoTime(row.stamp),
                           ShownName(names, NameKind::Part, row.part) + " / " +
                               ShownName(names, NameKind::Process, row.prcs) + " / " +
                               ShownName(names, NameKind::Test, row.test),
                           values});
-    table.details.push_back(comments);
+    table.details.push_back(Joined(comments, "; "));
   }
   if (data.rows.empty()) {
     out.Line("no data selected");

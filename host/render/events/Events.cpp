@@ -13,16 +13,6 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr Word kTypeWords[] = {
-    {"subgroup-alarm", etSubgroupAlarm},
-    {"general", etGeneral},
-    {"sampling-violation", etSamplingViolation},
-    {"subgroup-disable", etSubgroupDisable},
-    {"subgroup-delete", etSubgroupDelete},
-    {"subgroup-edit", etSubgroupEdit},
-    {"downtime", etDonwtime},
-};
-
 std::int64_t StampOf(double date) { return platform::DateToTimeStamp(date); }
 
 void TimeMember(JsonWriter& json, const char* key, std::int64_t stamp) {
@@ -70,8 +60,7 @@ std::vector<EventRow> ReadEvents(EventData& events) {
 }
 
 std::string EventTypeWord(std::int32_t type) {
-  const std::string word = WordOf(kTypeWords, type);
-  return word.empty() ? "type " + std::to_string(type) : word;
+  return WordOrNumber(platform::kEventTypes, type, "type ");
 }
 
 std::string OpenText(std::int32_t flag) {

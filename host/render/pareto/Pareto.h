@@ -39,7 +39,10 @@ struct ParetoRead {
   // A stored result keeps no levels; the settings then answer defaults for them.
   bool levels_known = true;
   std::size_t levels = 1;  // in use, 1 to 3
-  std::vector<ParetoBinRead> bins;
+  std::vector<ParetoBinRead> bins = {};
+
+  // The type of a level, beginning with 0; none where the settings do not say it.
+  std::optional<std::int32_t> TypeOf(std::size_t level) const;
 };
 
 // For each bin the percentages of everything up to it, at the deepest level in use; at most 100.

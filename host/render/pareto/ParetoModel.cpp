@@ -83,7 +83,7 @@ Meaning MeaningOf(const ParetoRead& pareto) {
   meaning.counted = CountedBy(resource, accumulation);
   meaning.axis = AxisOf(meaning, measure, IsTime(accumulation));
   meaning.adds_up = measure != paProcessByPPM && measure != paProcessByPPT;
-  meaning.time_first = pareto.levels_known && processing.BinType(0) == paBinTypeTime;
+  meaning.time_first = pareto.TypeOf(0) == paBinTypeTime;
   return meaning;
 }
 
@@ -99,14 +99,14 @@ std::string Words(std::string word) {
 
 // "defect, shift and part"
 std::string LevelWords(const ParetoRead& pareto) {
-  if (!pareto.processing || !pareto.levels_known) return {};
   std::string text;
   for (std::size_t level = 0; level < pareto.levels; ++level) {
-    const auto type = pareto.processing->BinType(static_cast<std::int32_t>(level));
+    const auto type = pareto.TypeOf(level);
+    if (!type) return {};
     // "Defects by code" needs no second "defect".
-    const std::string word = type == paBinTypeDefect ? "code" : BinTypeWord(type);
+    const std::string word = type == paBinTypeDefect ? "code" : BinTypeWord(*type);
     text += level == 0 ? "" : level + 1 == pareto.levels ? " and " : ", ";
-    text += word.empty() ? "type " + std::to_string(type) : Words(word);
+    text += word.empty() ? "type " + std::to_string(*type) : Words(word);
   }
   return text;
 }
@@ -114,11 +114,10 @@ std::string LevelWords(const ParetoRead& pareto) {
 // The name at a level. Days and longer begin at midnight, which need not be said each time.
 std::string PartText(const ParetoRead& pareto, const ParetoBinRead& bin, std::size_t level) {
   std::string text = PlainText(bin.parts[level]);
-  const auto place = static_cast<std::int32_t>(level);
   constexpr std::string_view kMidnight = " 00:00";
-  if (pareto.levels_known && pareto.processing &&
-      pareto.processing->BinType(place) == paBinTypeTime &&
-      pareto.processing->BinTimePeriod(place) >= paDays && text.ends_with(kMidnight))
+  if (pareto.TypeOf(level) == paBinTypeTime &&
+      pareto.processing->BinTimePeriod(static_cast<std::int32_t>(level)) >= paDays &&
+      text.ends_with(kMidnight))
     text.resize(text.size() - kMidnight.size());
   return text;
 }
@@ -196,45 +195,45 @@ void AddGroups(const ParetoRead& pareto, ParetoView& view) {
     Settle(view.groups[i], whole_shares[i], view.whole);
 }
 
-// A column that no bin has is left out.
 void AddTable(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
-  bool yields = false, ppks = false;
-  for (const auto& bin : pareto.bins) {
-    yields = yields || !std::isnan(bin.yield);
-    ppks = ppks || !std::isnan(bin.ppk);
-  }
   Table& table = view.table;
   table.title = "Bins";
+  table.rows.resize(pareto.bins.size());
+  const auto column = [&](const std::string& heading, auto cell) {
+    table.headings.push_back(heading);
+    for (std::size_t i = 0; i < pareto.bins.size(); ++i)
+      table.rows[i].push_back(cell(pareto.bins[i], view.bars[i]));
+  };
   for (std::size_t level = 0; level < pareto.levels; ++level) {
-    const bool known = pareto.processing && pareto.levels_known;
-    const auto type =
-        known ? pareto.processing->BinType(static_cast<std::int32_t>(level)) : paBinTypeNone;
-    const std::string word = known ? Words(BinTypeWord(type)) : std::string();
-    table.headings.push_back(word.empty() ? "level " + std::to_string(level + 1) : word);
+    const auto type = pareto.TypeOf(level);
+    const std::string word = type ? Words(BinTypeWord(*type)) : "";
+    column(word.empty() ? "level " + std::to_string(level + 1) : word,
+           [&](auto& bin, auto&) { return PartText(pareto, bin, level); });
   }
-  table.headings.insert(table.headings.end(), {"#" + meaning.axis, "#share", "#cumulative",
-                                               "#counted", "#weighted", "#out of"});
-  if (yields) table.headings.emplace_back("#yield");
-  if (ppks) table.headings.emplace_back("#Ppk");
-  for (std::size_t i = 0; i < pareto.bins.size(); ++i) {
-    const auto& bin = pareto.bins[i];
-    std::vector<std::string> row;
-    for (std::size_t level = 0; level < pareto.levels; ++level)
-      row.push_back(PartText(pareto, bin, level));
-    row.insert(row.end(), {ParetoValue(bin.value), Percent(view.bars[i].share),
-                           Percent(view.bars[i].cumulative), ParetoValue(bin.bin_count),
-                           ParetoValue(bin.factor), ParetoValue(bin.total)});
-    if (yields) row.push_back(std::isnan(bin.yield) ? "" : Fixed(bin.yield, 2) + " %");
-    if (ppks) row.push_back(std::isnan(bin.ppk) ? "" : Fixed(bin.ppk, 3));
-    table.rows.push_back(std::move(row));
-  }
+  column("#" + meaning.axis, [](auto& bin, auto&) { return ParetoValue(bin.value); });
+  column("#share", [](auto&, auto& bar) { return Percent(bar.share); });
+  column("#cumulative", [](auto&, auto& bar) { return Percent(bar.cumulative); });
+  column("#counted", [](auto& bin, auto&) { return ParetoValue(bin.bin_count); });
+  column("#weighted", [](auto& bin, auto&) { return ParetoValue(bin.factor); });
+  column("#out of", [](auto& bin, auto&) { return ParetoValue(bin.total); });
+  // A column that no bin has is left out.
+  const auto optional = [&](const char* heading, double ParetoBinRead::*value, int decimals,
+                            const char* unit) {
+    const auto is_given = [&](const ParetoBinRead& bin) { return !std::isnan(bin.*value); };
+    if (std::any_of(pareto.bins.begin(), pareto.bins.end(), is_given))
+      column(heading, [&](auto& bin, auto&) {
+        return is_given(bin) ? Fixed(bin.*value, decimals) + unit : "";
+      });
+  };
+  optional("#yield", &ParetoBinRead::yield, 2, " %");
+  optional("#Ppk", &ParetoBinRead::ppk, 3, "");
 }
 
 std::string Subtitle(const ParetoView& view) {
   if (view.Empty()) return {};
   std::string text;
   if (std::isfinite(view.whole)) text = ParetoValue(view.whole) + " (" + view.axis + "); ";
-  text += std::to_string(view.bars.size()) + (view.bars.size() == 1 ? " bin" : " bins");
+  text += Counted(view.bars.size(), "bin");
   if (view.eighty) {
     const std::size_t few = *view.eighty + 1;
     text += few == 1 ? ", the first makes up " : ", the first " + std::to_string(few) + " make up ";

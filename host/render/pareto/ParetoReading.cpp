@@ -30,7 +30,7 @@ void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
   const auto parts = levels == 1 ? std::vector<std::string>{bin.name} : Split(bin.name);
   for (std::size_t level = 0; level < levels; ++level) {
     std::string& part = bin.parts[level];
-    part = names(level, bin.id[level]);
+    part = names ? names(level, bin.id[level]) : "";
     if (!part.empty()) continue;
     part = level < parts.size() ? parts[level] : "#" + std::to_string(bin.id[level]);
   }
@@ -38,83 +38,78 @@ void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
 
 // Of the settings, else as many as have a share.
 std::size_t LevelsInUse(const ParetoRead& read) {
-  std::size_t levels = 1;
-  for (std::int32_t level = 1; level < 3; ++level) {
-    const auto place = static_cast<std::size_t>(level);
-    const bool used =
-        read.levels_known && read.processing
-            ? read.processing->BinType(level) != paBinTypeNone
-            : std::any_of(read.bins.begin(), read.bins.end(), [&](const ParetoBinRead& bin) {
-                return bin.percentage[place] != 0.0 || bin.id[place] != 0;
-              });
-    if (used) levels = place + 1;
+  for (const std::size_t level : {2U, 1U}) {
+    const auto type = read.TypeOf(level);
+    if (type ? *type != paBinTypeNone
+             : std::any_of(read.bins.begin(), read.bins.end(), [&](const ParetoBinRead& bin) {
+                 return bin.percentage[level] != 0.0 || bin.id[level] != 0;
+               }))
+      return level + 1;
   }
-  return levels;
+  return 1;
 }
 
-void ReadBins(PABins& bins, ParetoRead& read, const BinNames& names) {
-  for (bool more = bins.MoveFirst(); more; more = bins.MoveNext()) {
-    ParetoBinRead bin;
-    for (std::int32_t level = 0; level < 3; ++level)
-      bin.id[static_cast<std::size_t>(level)] = bins.ID(level);
-    for (std::int32_t level = 0; level < 6; ++level)
-      bin.percentage[static_cast<std::size_t>(level)] = bins.Percentage(level);
-    bin.name = bins.Name();
-    bin.bin_count = bins.BinCount();
-    bin.factor = bins.Factor();
-    bin.value = bins.Value();
-    bin.total = bins.Total();
-    bin.flag = bins.Flag();
-    bin.yield = (bin.flag & kBinHasYield) != 0 ? bins.Yield() : kNaN;
-    bin.ppk = (bin.flag & kBinHasPPK) != 0 ? bins.PPK() : kNaN;
-    bin.subgroup_id = bins.SubgroupID();
-    read.bins.push_back(std::move(bin));
-  }
+void ReadBins(PABins& bins, ParetoRead& read, const BinNames& names = {}) {
+  read.bins = ReadRows(bins, [&] {
+    const std::int32_t flag = bins.Flag();
+    return ParetoBinRead{{bins.ID(0), bins.ID(1), bins.ID(2)},
+                         bins.Name(),
+                         {},
+                         bins.BinCount(),
+                         bins.Factor(),
+                         bins.Value(),
+                         {bins.Percentage(0), bins.Percentage(1), bins.Percentage(2),
+                          bins.Percentage(3), bins.Percentage(4), bins.Percentage(5)},
+                         bins.Total(),
+                         (flag & kBinHasYield) != 0 ? bins.Yield() : kNaN,
+                         (flag & kBinHasPPK) != 0 ? bins.PPK() : kNaN,
+                         flag,
+                         bins.SubgroupID()};
+  });
   read.levels = LevelsInUse(read);
   for (auto& bin : read.bins) NameParts(bin, read.levels, names);
 }
 
-std::string NoName(std::size_t, std::int32_t) { return {}; }
-
-template <class Read>
-void LevelsMember(JsonWriter& json, const char* key, bool known, Read read) {
-  if (!known) return json.NullMember(key);
-  json.Key(key);
-  json.BeginArray(true);
-  for (std::int32_t level = 0; level < 3; ++level)
-    json.Value(static_cast<std::int32_t>(read(level)));
-  json.EndArray();
+// Bins as an element of their own; null or empty: none.
+void ReadBins(const platform::XmlNode& element, ParetoRead& read) {
+  if (!element || XMLSupport::CountChildren(element, "PABin") == 0) return;
+  const auto bins = PAResults().Bins();
+  bins->SetXML(XMLSupport::DocumentOf(element).Xml(element));
+  ReadBins(*bins, read);
 }
 
-// What the bins have no base for: shares of nothing, rates of no units. The records say 0.
-struct Bases {
-  std::size_t levels = 1;
-  bool has_whole = false, is_rate = false;
-};
-
-Bases BasesOf(const ParetoRead& pareto) {
-  Bases bases{pareto.levels, false, false};
-  bases.has_whole = std::any_of(pareto.bins.begin(), pareto.bins.end(),
-                                [](const auto& bin) { return bin.percentage[0] != 0.0; });
-  if (!pareto.processing) return bases;
-  const auto measure = pareto.processing->ProcessingType();
-  bases.is_rate = measure == paProcessByPPM || measure == paProcessByPPT;
-  return bases;
+template <class Value>
+std::vector<Value> OfLevels(const PAProcessing& processing,
+                            Value (PAProcessing::*get)(std::int32_t) const) {
+  return {(processing.*get)(0), (processing.*get)(1), (processing.*get)(2)};
 }
 
-void WriteBin(JsonWriter& json, const ParetoBinRead& bin, const Bases& bases, double cumulative) {
-  auto percentage = bin.percentage;
-  for (std::size_t level = 0; level < bases.levels && !bases.has_whole; ++level)
-    percentage[level] = kNaN;
-  json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
-               bin.bin_count, "Factor", bin.factor, "Value",
-               bases.is_rate && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
-               std::span<const double>(percentage), "Total", bin.total, "Yield", bin.yield, "PPK",
-               bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id, "CumulativePercent",
-               bases.has_whole ? cumulative : kNaN);
+// Shares of nothing and rates of no units have no base: the records say 0.
+void WriteBins(JsonWriter& json, const ParetoRead& pareto) {
+  const bool has_whole = std::any_of(pareto.bins.begin(), pareto.bins.end(),
+                                     [](const auto& bin) { return bin.percentage[0] != 0.0; });
+  const auto measure = pareto.processing ? pareto.processing->ProcessingType() : paProcessByCount;
+  const bool is_rate = measure == paProcessByPPM || measure == paProcessByPPT;
+  const auto percents = CumulativePercents(pareto);
+  auto cumulative = percents.begin();
+  json.Objects("Bins", pareto.bins, [&](ParetoBinRead bin) {
+    if (!has_whole) std::fill_n(bin.percentage.begin(), pareto.levels, kNaN);
+    json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
+                 bin.bin_count, "Factor", bin.factor, "Value",
+                 is_rate && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
+                 std::span<const double>(bin.percentage), "Total", bin.total, "Yield", bin.yield,
+                 "PPK", bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id,
+                 "CumulativePercent", has_whole ? *cumulative : kNaN);
+    ++cumulative;
+  });
 }
 
 }  // namespace
+
+std::optional<std::int32_t> ParetoRead::TypeOf(std::size_t level) const {
+  if (!processing || !levels_known) return std::nullopt;
+  return processing->BinType(static_cast<std::int32_t>(level));
+}
 
 std::vector<double> CumulativePercents(const ParetoRead& pareto) {
   std::vector<double> percents;
@@ -128,9 +123,7 @@ std::vector<double> CumulativePercents(const ParetoRead& pareto) {
 }
 
 ParetoRead ReadPareto(const PAResults& results, const BinNames& names) {
-  ParetoRead read;
-  read.processing = results.Processing();
-  read.select = results.DataSelect();
+  ParetoRead read{results.Processing(), results.DataSelect()};
   if (const auto bins = results.Bins()) ReadBins(*bins, read, names);
   return read;
 }
@@ -138,41 +131,28 @@ ParetoRead ReadPareto(const PAResults& results, const BinNames& names) {
 ParetoRead ReadStoredPareto(const std::string& xml) {
   PAResults results;
   results.SetXML(xml);
-  ParetoRead read;
-  read.processing = results.Processing();
-  read.select = results.DataSelect();
-  read.levels_known = false;
-  // A stored result comes back without its bins, which are read as an object of their own.
+  ParetoRead read{results.Processing(), results.DataSelect(), false};
+  // A stored result comes back without its bins.
   const auto root = XMLSupport::GetXMLSingleNode(xml, "PAResults");
-  const auto element = root.document->SelectSingleNode(root.node, "PABins");
-  std::shared_ptr<PABins> bins = results.Bins();
-  if (!bins && element && XMLSupport::CountChildren(element, "PABin") > 0) {
-    bins = PAResults().Bins();
-    bins->SetXML(root.document->Xml(element));
-  }
-  if (bins) ReadBins(*bins, read, NoName);
+  if (const auto bins = results.Bins())
+    ReadBins(*bins, read);
+  else
+    ReadBins(root.document->SelectSingleNode(root.node, "PABins"), read);
   return read;
 }
 
 ParetoRead ReadStoredBins(const std::string& xml) {
-  ParetoRead read;
-  read.levels_known = false;
-  const auto root = XMLSupport::GetXMLSingleNode(xml, "PABins");
-  if (XMLSupport::CountChildren(root.node, "PABin") == 0) return read;
-  const auto bins = PAResults().Bins();
-  bins->SetXML(xml);
-  ReadBins(*bins, read, NoName);
+  ParetoRead read{nullptr, nullptr, false};
+  ReadBins(XMLSupport::GetXMLSingleNode(xml, "PABins").node, read);
   return read;
 }
 
 void WriteParetoProcessing(JsonWriter& json, const PAProcessing& processing, bool levels) {
   json.Members("BinCount", processing.BinCount(), "ResourceType", processing.ResourceType());
-  LevelsMember(json, "BinType", levels, [&](std::int32_t l) { return processing.BinType(l); });
-  LevelsMember(json, "BinTypeID", levels, [&](std::int32_t l) { return processing.BinTypeID(l); });
-  LevelsMember(json, "BinTimePeriod", levels,
-               [&](std::int32_t l) { return processing.BinTimePeriod(l); });
-  LevelsMember(json, "BinTimeInterval", levels,
-               [&](std::int32_t l) { return processing.BinTimeInterval(l); });
+  json.MemberIf(levels, "BinType", OfLevels(processing, &PAProcessing::BinType));
+  json.MemberIf(levels, "BinTypeID", OfLevels(processing, &PAProcessing::BinTypeID));
+  json.MemberIf(levels, "BinTimePeriod", OfLevels(processing, &PAProcessing::BinTimePeriod));
+  json.MemberIf(levels, "BinTimeInterval", OfLevels(processing, &PAProcessing::BinTimeInterval));
   json.Members("ProcessingType", processing.ProcessingType(), "AccumulationType",
                processing.AccumulationType(), "ShowEmptyBins", processing.ShowEmptyBins());
 }
@@ -184,12 +164,7 @@ std::string ParetoJson(const ParetoDocument& document) {
       WriteParetoProcessing(json, processing, pareto.levels_known);
     });
     ObjectMember(json, "DataSelect", pareto.select.get(), WriteDataSelect);
-    const Bases bases = BasesOf(pareto);
-    const auto cumulative = CumulativePercents(pareto);
-    std::size_t place = 0;
-    json.Objects("Bins", pareto.bins, [&](const ParetoBinRead& bin) {
-      WriteBin(json, bin, bases, cumulative[place++]);
-    });
+    WriteBins(json, pareto);
     WriteNotes(json, document.notes);
   });
 }

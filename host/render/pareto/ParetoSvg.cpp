@@ -18,9 +18,9 @@ constexpr double kLeft = 76.0, kRight = 934.0;
 constexpr double kHeight = 330.0;   // of the plot
 constexpr double kHeadroom = 1.05;  // above the highest that an axis shows
 constexpr double kLineHeight = 13.0;
-constexpr double kGroupGap = 0.5;      // between groups, in bars
-constexpr double kTurned = 122.0;      // most height of turned names
-constexpr std::size_t kMostLines = 3;  // of a name below its bar
+constexpr double kGroupGap = 0.5;     // between groups, in bars
+constexpr double kTurned = 122.0;     // most height of turned names
+constexpr std::size_t kMaxLines = 3;  // of a name below its bar
 // Below this share of the highest bar the axes are not tied: bars would be too low to be told
 // apart.
 constexpr double kTiedShare = 12.0;
@@ -66,48 +66,33 @@ class Picture {
     const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
     const auto bars = static_cast<double>(view_.bars.size());
     unit_ = std::min((kRight - kLeft) / (bars + kGroupGap * (groups - 1.0) + 0.3), 150.0);
-    values_ = std::all_of(view_.bars.begin(), view_.bars.end(), [&](const ParetoBar& bar) {
-      return WidthOf(ParetoValue(bar.value)) <= unit_;
-    });
-    PlaceValues();
-    PlaceNames();
-  }
-
-  // Where the values add up, both axes are one: 100 percent is the whole.
-  void PlaceValues() {
+    room_ = static_cast<std::size_t>(unit_ / kCharacter);
+    // Where the values add up, both axes are one: 100 percent is the whole.
     const double most = view_.MostValue();
     tied_ = !view_.chronological && std::isfinite(view_.whole) && view_.whole > 0.0 &&
             most / view_.whole * 100.0 >= kTiedShare;
     most_ = tied_ ? std::max(view_.whole, most) * kHeadroom : most * 1.1;
     most_share_ = tied_ ? most_ / view_.whole * 100.0 : 100.0 * kHeadroom;
-  }
-
-  void PlaceNames() {
-    const auto room = static_cast<std::size_t>(unit_ / kCharacter);
     std::size_t lines = 1;
+    double widest = 0.0;
     for (const auto& bar : view_.bars) {
-      const auto broken = Lines(bar.name, room, kMostLines);
+      values_ = values_ && WidthOf(ParetoValue(bar.value)) <= unit_;
+      const auto broken = Lines(bar.name, room_, kMaxLines);
       turned_ = turned_ || (broken.empty() && !bar.name.empty());
       lines = std::max(lines, broken.size());
+      widest = std::max(widest, WidthOf(bar.name));
     }
-    bar_names_ = turned_ ? TurnedHeight() : kLineHeight * static_cast<double>(lines);
+    bar_names_ =
+        turned_ ? std::min(widest * 0.82 + 8.0, kTurned) : kLineHeight * static_cast<double>(lines);
     names_height_ = 10.0 + bar_names_ + (view_.groups.empty() ? 0.0 : 12.0 + 2 * kLineHeight);
   }
 
-  double TurnedHeight() const {
-    double widest = 0.0;
-    for (const auto& bar : view_.bars) widest = std::max(widest, WidthOf(bar.name));
-    return std::min(widest * 0.82 + 8.0, kTurned);
-  }
-
-  std::size_t GroupOf(std::size_t bar) const {
-    std::size_t group = 0;
-    while (group + 1 < view_.groups.size() && view_.groups[group + 1].first <= bar) ++group;
-    return group;
-  }
   double X(std::size_t bar) const {
+    const auto groups_before = std::count_if(
+        view_.groups.begin(), view_.groups.end(),
+        [&](const ParetoGroup& group) { return group.first != 0 && group.first <= bar; });
     return kLeft + unit_ * (static_cast<double>(bar) + 0.65 +
-                            kGroupGap * static_cast<double>(GroupOf(bar)));
+                            kGroupGap * static_cast<double>(groups_before));
   }
   double Y(double value) const { return bottom_ - value / most_ * (bottom_ - top_); }
   double YOfShare(double share) const { return bottom_ - share / most_share_ * (bottom_ - top_); }
@@ -172,7 +157,7 @@ class Picture {
   }
 
   void Cumulative() {
-    std::vector<std::pair<double, double>> line;
+    Polyline line;
     for (std::size_t i = 0; i < view_.bars.size(); ++i)
       line.emplace_back(X(i), YOfShare(view_.bars[i].cumulative));
     if (view_.eighty) scene_.Line(kLeft, YOfShare(80.0), kRight, YOfShare(80.0), "e80");
@@ -188,29 +173,29 @@ class Picture {
   }
 
   void Names() {
-    const auto room = static_cast<std::size_t>(unit_ / kCharacter);
     // Where bars are narrower than a line of text, only some have their name.
     const auto every = static_cast<std::size_t>(std::max(1.0, std::ceil(11.0 / unit_)));
     for (std::size_t i = 0; i < view_.bars.size(); ++i) {
       const ParetoBar& bar = view_.bars[i];
       const char* style = bar.empty ? "e1" : "";
+      const double x = X(i) + 4.0;
       if (!turned_) {
-        double y = bottom_ + 15.0;
-        for (const auto& line : Lines(bar.name, room, kMostLines)) {
-          scene_.Text(X(i), y, style, Anchor::Middle, line);
-          y += kLineHeight;
-        }
+        TextLines(X(i), bottom_ + 15.0, style, Lines(bar.name, room_, kMaxLines));
       } else if (i % every == 0) {
-        Turned(X(i) + 4.0, bottom_ + 12.0, style, bar.name);
+        // From the lower left up to the place; what would leave the picture is cut.
+        scene_.Text(x, bottom_ + 12.0, style, Anchor::End,
+                    FittingText(bar.name, std::min((x - 4.0) / 0.574, kTurned / 0.82)),
+                    Turn::Slanted);
       }
     }
     for (const auto& group : view_.groups) GroupName(group);
   }
 
-  // From the lower left up to the place; what would leave the picture is cut.
-  void Turned(double x, double y, const char* style, const std::string& text) {
-    const double room = std::min((x - 4.0) / 0.574, kTurned / 0.82);
-    scene_.Text(x, y, style, Anchor::End, FittingText(text, room), Turn::Slanted);
+  void TextLines(double x, double y, const char* style, const std::vector<std::string>& lines) {
+    for (const auto& line : lines) {
+      scene_.Text(x, y, style, Anchor::Middle, line);
+      y += kLineHeight;
+    }
   }
 
   void GroupName(const ParetoGroup& group) {
@@ -220,11 +205,7 @@ class Picture {
     const double width = right - left + unit_ * kGroupGap - 2.0;
     auto lines = Lines(group.name, static_cast<std::size_t>(width / kCharacter), 2);
     if (lines.empty()) lines = {FittingText(group.name, width)};
-    double at = y + 14.0;
-    for (const auto& line : lines) {
-      scene_.Text((left + right) / 2, at, "b1", Anchor::Middle, line);
-      at += kLineHeight;
-    }
+    TextLines((left + right) / 2, y + 14.0, "b1", lines);
   }
 
   const ParetoView& view_;
@@ -232,6 +213,7 @@ class Picture {
   double header_, top_, bottom_;
   double unit_ = 1.0, most_ = 1.0, most_share_ = 105.0;
   bool tied_ = false, turned_ = false, values_ = true;
+  std::size_t room_ = 1;  // characters over a bar
   double bar_names_ = 0.0, names_height_ = 0.0;
 };
 

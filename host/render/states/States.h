@@ -86,7 +86,6 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names);
 // without colours, in the height or the hatching of its bar.
 struct StateLook {
   std::int32_t type;
-  const char* word;    // null for a number without a word
   char letter;         // in a terminal
   const char* colour;  // ANSI
   const char* style;   // in pictures

@@ -7,6 +7,7 @@
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/core/Words.h"
 #include "host/render/states/States.h"
 #include "platform/Enumerations.h"
 
@@ -15,16 +16,16 @@ namespace orvspc::render {
 namespace {
 
 constexpr StateLook kLooks[] = {
-    {pst_None, "none", '-', "\x1b[2m", "s0", 0.15},
-    {pst_Start, "start", 'S', "\x1b[36m", "s1", 0.8},
-    {pst_Run, "run", 'R', "\x1b[32m", "s2", 1.0},
-    {pst_Pause, "pause", 'P', "\x1b[33m", "s3", 0.55},
-    {pst_End, "end", 'E', "\x1b[2m", "s4", 0.25},
-    {pst_Idle, "idle", 'I', "\x1b[34m", "s5", 0.35},
-    {pst_ScheduledDown, "scheduled-down", 'D', "\x1b[35m", "s6", 0.7},
-    {pst_UnscheduledDown, "unscheduled-down", 'U', "\x1b[1;31m", "s7", 1.0},
+    {pst_None, '-', "\x1b[2m", "s0", 0.15},
+    {pst_Start, 'S', "\x1b[36m", "s1", 0.8},
+    {pst_Run, 'R', "\x1b[32m", "s2", 1.0},
+    {pst_Pause, 'P', "\x1b[33m", "s3", 0.55},
+    {pst_End, 'E', "\x1b[2m", "s4", 0.25},
+    {pst_Idle, 'I', "\x1b[34m", "s5", 0.35},
+    {pst_ScheduledDown, 'D', "\x1b[35m", "s6", 0.7},
+    {pst_UnscheduledDown, 'U', "\x1b[1;31m", "s7", 1.0},
 };
-constexpr StateLook kOtherLook = {-1, nullptr, '?', nullptr, "s0", 0.45};
+constexpr StateLook kOtherLook = {-1, '?', nullptr, "s0", 0.45};
 
 Table TotalsTable(const StatesView& view) {
   Table table{"", {"process", "state", "type", "#stays", "#hours", "#percent"}, {}};
@@ -140,7 +141,8 @@ class Lines {
       events = events || !lane.events.empty();
     }
     for (const auto& look : kLooks)
-      if (seen.contains(look.type)) text += std::string(1, look.letter) + " " + look.word + ", ";
+      if (seen.contains(look.type))
+        text += std::string(1, look.letter) + " " + StateTypeWord(look.type) + ", ";
     text += ". not known";
     if (events) text += ", ^ event, ! open event, * several";
     out_.Line(text, 0);
@@ -168,8 +170,7 @@ const StateLook& LookOf(std::int32_t type) {
 }
 
 std::string StateTypeWord(std::int32_t type) {
-  const char* word = LookOf(type).word;
-  return word ? word : "type " + std::to_string(type);
+  return WordOrNumber(platform::kStateTypes, type, "type ");
 }
 
 std::vector<StateTotal> StateTotals(const StatesView& view) {

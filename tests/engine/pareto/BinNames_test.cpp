@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/pareto/BinNames.h"
-
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -56,22 +54,21 @@ TEST_F(BinNamesTest, EveryKindOfLevelHasItsName) {
   for (const auto& row : rows) {
     auto options = ParetoOptions({paBinTypeTime, row.type});
     options.BinTimePeriod[0] = options.BinTimePeriod[1] = paHours;
-    BinNames names(Db(), row.resource, options);
-    EXPECT_EQ(names.NameOf(1, row.id), row.name) << row.type;
-    EXPECT_EQ(names.NameOf(2, row.id), "") << row.type;
+    const auto name_of = BinNamesOf(Db(), row.resource, options);
+    EXPECT_EQ(name_of(1, row.id), row.name) << row.type;
+    EXPECT_EQ(name_of(2, row.id), "") << row.type;
   }
 }
 
 TEST_F(BinNamesTest, LevelsGoByTheirPlace) {
   auto options = ParetoOptions({paBinTypeNone, paBinTypePart});
-  BinNames names(Db(), paSubgroups, options);
-  EXPECT_EQ(names.NameOf(0, 1), "");
-  EXPECT_EQ(names.NameOf(1, 1), "Bolt / M8");
+  const auto name_of = BinNamesOf(Db(), paSubgroups, options);
+  EXPECT_EQ(name_of(0, 1), "");
+  EXPECT_EQ(name_of(1, 1), "Bolt / M8");
 }
 
 TEST_F(BinNamesTest, WhatCannotBeBinnedHasNoNames) {
-  BinNames names(Db(), paSubgroups, ParetoOptions({paBinTypeACC}));
-  EXPECT_EQ(names.NameOf(0, 1), "");
+  EXPECT_EQ(BinNamesOf(Db(), paSubgroups, ParetoOptions({paBinTypeACC}))(0, 1), "");
 }
 
 }  // namespace

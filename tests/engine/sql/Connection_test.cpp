@@ -48,20 +48,20 @@ class ConnectionTest : public testing::Test {
 
 TEST_F(ConnectionTest, AParameterThatTheTextDoesNotHaveIsRefused) {
   auto& statement = connection_->Prepared("SELECT id FROM item WHERE name = ?1");
-  EXPECT_EQ(KindOf([&] { statement.Bind(2, std::int64_t{1}); }), SqlError::Kind::Other);
-  EXPECT_EQ(KindOf([&] { statement.Bind(2, 1.5); }), SqlError::Kind::Other);
-  EXPECT_EQ(KindOf([&] { statement.Bind(2, std::string_view("a")); }), SqlError::Kind::Other);
-  EXPECT_EQ(KindOf([&] { statement.Bind(0, std::span<const std::byte>()); }),
-            SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { statement.BindInt(2, 1); }), SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { statement.BindReal(2, 1.5); }), SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { statement.BindText(2, "a"); }), SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { statement.BindBlob(0, {}); }), SqlError::Kind::Other);
   EXPECT_EQ(KindOf([&] { statement.BindNull(2); }), SqlError::Kind::Other);
-  EXPECT_EQ(KindOf([&] { statement.Bind(1, std::string_view("a")); }), std::nullopt);
+  EXPECT_EQ(KindOf([&] { statement.BindText(1, "a"); }), std::nullopt);
+  EXPECT_EQ(KindOf([&] { Query(*connection_, "SELECT ?1", 1, 2); }), SqlError::Kind::Other);
 }
 
 TEST_F(ConnectionTest, ATextThatIsTooLongIsRefusedAndNotCut) {
   // The length of a text of more than 4 GiB, of which the low 32 bits alone would be 1.
   const std::string_view text("a", (std::size_t{1} << 32) + 1);
   Query query(*connection_, "SELECT id FROM item WHERE name = ?1");
-  EXPECT_EQ(KindOf([&] { query.BindAll(text); }), SqlError::Kind::Other);
+  EXPECT_EQ(KindOf([&] { query.Bind(text); }), SqlError::Kind::Other);
 }
 
 TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
@@ -79,10 +79,10 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
 TEST_F(ConnectionTest, RunsTellWhatTheyChangedAndReturned) {
   Query insert(*connection_,
                "INSERT INTO item(name) VALUES(?1) ON CONFLICT DO NOTHING RETURNING id");
-  insert.BindAll(std::string_view("a"));
+  insert.Bind("a");
   EXPECT_EQ(insert.RunForInt(), 1);
   EXPECT_EQ(insert.RunForInt(), std::nullopt) << "the name is there already";
-  insert.BindAll(std::string_view("b"));
+  insert.Bind("b");
   EXPECT_EQ(insert.RunForInt(), 2);
   EXPECT_EQ(Query(*connection_, "UPDATE item SET name = name || name").Run(), 2);
   EXPECT_EQ(Query(*connection_, "DELETE FROM item WHERE name = 'none'").Run(), 0);
