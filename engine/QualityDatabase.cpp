@@ -12,7 +12,6 @@
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/logs.h"
-#include "engine/store/occurrences.h"
 #include "engine/time/calendar.h"
 #include "platform/TimeText.h"
 
@@ -166,7 +165,7 @@ std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_vie
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
-    const auto& names = store.Names(kind);
+    const auto& names = store.Cache().Names(kind);
     const auto found = names.find(id);
     return found == names.end() ? std::string() : found->second;
   });
@@ -174,9 +173,9 @@ std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
 
 std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
-    const auto& names = store.Names(kind);
+    const auto& names = store.Cache().Names(kind);
     std::vector<ListedItem> items;
-    for (const auto& item : store.Items(kind)->items) {
+    for (const auto& item : store.Cache().Items(kind)->items) {
       auto& listed = items.emplace_back();
       listed.id = item.id;
       listed.name = names.at(item.id);
@@ -229,7 +228,7 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
 std::vector<ListedGroup> QualityDatabase::Groups(ItemKind kind) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<ListedGroup> groups;
-    for (const auto& group : *store.ItemGroups(kind)) {
+    for (const auto& group : *store.Cache().ItemGroups(kind)) {
       groups.push_back({group.id, group.name, group.members});
     }
     std::ranges::sort(groups, {}, &ListedGroup::name);
@@ -294,7 +293,7 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::optional<ProcessState> state;
     if (const auto row = store::LatestStateBefore(db, process, time)) {
-      const auto& names = store.Names(ItemKind::StateCode);
+      const auto& names = store.Cache().Names(ItemKind::StateCode);
       const auto name = names.find(row->state);
       state = {row->process, row->state, row->type, name == names.end() ? "" : name->second,
                row->time};

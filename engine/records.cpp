@@ -47,7 +47,7 @@ bool RuleRecords::Read(const std::shared_ptr<platform::Database>& database, std:
 
 bool NameRecords::Read(const std::shared_ptr<platform::Database>& database, std::int32_t) {
   return store::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
-    const auto& names = store.Names(ItemKindOf(kind_));
+    const auto& names = store.Cache().Names(ItemKindOf(kind_));
     const auto found = names.find(Current().id);
     if (found == names.end()) return false;
     Current().name = found->second;
@@ -78,7 +78,7 @@ bool StateLogRecords::Read(const std::shared_ptr<platform::Database>& database, 
     } else if (query_ == kLatestBefore) {
       if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
     }
-    const auto& names = store.Names(catalogue::ItemKind::StateCode);
+    const auto& names = store.Cache().Names(catalogue::ItemKind::StateCode);
     std::vector<StateRow> records;
     for (const auto& row : rows) {
       const auto name = names.find(row.state);

@@ -152,7 +152,7 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
   }
   if (window.start >= window.end) return {};
 
-  const auto& names = store.Names(catalogue::ItemKind::Process);
+  const auto& names = store.Cache().Names(catalogue::ItemKind::Process);
   for (const auto process : processes) {
     const auto name = names.find(process);
     input.segments[process] =

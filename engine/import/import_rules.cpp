@@ -29,13 +29,12 @@ constexpr std::int32_t kMaxWindow = 1000;
 using Rules = std::map<std::int32_t, store::StoredRule>;
 
 Rules ReadRules(sql::Connection& db) {
+  using Rule = store::StoredRule;
   Rules rules;
   sql::Query query(db, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
-  while (query.Step()) {
-    store::StoredRule rule;
-    query.Read(rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
-               rule.text);
-    rules[rule.number] = rule;
+  for (auto& rule : query.All<Rule>(&Rule::number, &Rule::priority, &Rule::kind, &Rule::k, &Rule::m,
+                                    &Rule::zone, &Rule::side, &Rule::text)) {
+    rules[rule.number] = std::move(rule);
   }
   return rules;
 }

@@ -39,35 +39,35 @@ std::int32_t Int32(std::size_t count) {
 }
 
 // Those of a range of subgroups.
-void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
-                     std::vector<API_DescriptorData>& rows) {
-  sql::Query query(db,
-                   "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
-                   "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
-                   "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup",
-                   first, last);
-  while (query.Step()) {
-    auto& row = rows.emplace_back();
-    query.Read(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
-  }
+std::vector<API_DescriptorData> ReadDescriptors(sql::Connection& db, std::int32_t first,
+                                                std::int32_t last) {
+  using Row = API_DescriptorData;
+  return sql::Query(db,
+                    "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
+                    "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
+                    "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup",
+                    first, last)
+      .All<Row>(&Row::Sgrp, &Row::Dsgp, &Row::Desc, &Row::Tsno);
 }
 
 // Those of the subgroups, and perhaps of others between them, by subgroup and descriptor. One
 // statement serves identifiers that lie close together, as those of one import do.
-void ReadBlock(sql::Connection& db, std::span<const API_SubgroupData> subgroups,
-               std::vector<API_DescriptorData>& rows) {
+std::vector<API_DescriptorData> ReadBlock(sql::Connection& db,
+                                          std::span<const API_SubgroupData> subgroups) {
   constexpr std::int64_t kCloseTogether = 4;
-  rows.clear();
+  std::vector<API_DescriptorData> rows;
   const auto ids = DistinctSubgroups(subgroups);
   const auto width = std::int64_t{ids.back()} - ids.front() + 1;
   if (width <= kCloseTogether * static_cast<std::int64_t>(ids.size())) {
-    ReadDescriptors(db, ids.front(), ids.back(), rows);
+    rows = ReadDescriptors(db, ids.front(), ids.back());
   } else {
-    for (const auto id : ids) ReadDescriptors(db, id, id, rows);
+    for (const auto id : ids)
+      std::ranges::copy(ReadDescriptors(db, id, id), std::back_inserter(rows));
   }
   std::ranges::sort(rows, {}, [](const API_DescriptorData& row) {
     return std::tie(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
   });
+  return rows;
 }
 
 // The rows of each subgroup once, oldest subgroup first; at most `room`, of the newest.
@@ -75,14 +75,14 @@ std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
                                                    std::span<const API_SubgroupData> subgroups,
                                                    std::size_t room, bool& cut) {
   constexpr std::size_t kBlock = 4096;
-  std::vector<API_DescriptorData> newest_first, block;
+  std::vector<API_DescriptorData> newest_first;
   sql::Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
   if (!any.Step()) return newest_first;
   std::unordered_set<std::int32_t> seen;
   while (!subgroups.empty()) {
     const auto of_block = subgroups.last(std::min(kBlock, subgroups.size()));
     subgroups = subgroups.first(subgroups.size() - of_block.size());
-    ReadBlock(db, of_block, block);
+    const auto block = ReadBlock(db, of_block);
     for (auto i = of_block.size(); i-- > 0;) {
       const auto id = of_block[i].Sgrp;
       const auto [first, last] = std::ranges::equal_range(block, id, {}, &API_DescriptorData::Sgrp);

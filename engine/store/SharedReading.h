@@ -118,4 +118,11 @@ std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream
 // The newest subgroups of a set that ascends and one that descends, which may overlap.
 DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit);
 
+// Runs a selection inside a read transaction, into a set or, where that is null, in batches. Writes
+// the resolved range and states into info. A Count or TimeCount below 1 is no bound. Throws; info
+// and out are then worthless.
+void RunSelection(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
+                  std::span<const std::int32_t> filter, const SelectOptions& options,
+                  TwoThreads& threads, DataSet* out, BatchTaker* taker);
+
 }  // namespace orvspc::engine::store

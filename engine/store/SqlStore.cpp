@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include "engine/store/alarm_rules.h"
-#include "engine/store/select.h"
 
 namespace orvspc::engine::store {
 namespace {

@@ -101,28 +101,11 @@ class Store {
   virtual void ReadOrThrow(const std::function<void(sql::Connection&)>& work);
   // The same, but keeps a failure and returns false.
   bool Read(const std::function<void(sql::Connection&)>& work);
-  // Only inside Read and ReadOrThrow.
+  // Only inside Read and ReadOrThrow. What its functions return by pointer does not change when the
+  // database does.
   virtual StoreCache& Cache();
   // Names the database in the text of a failure.
   virtual const std::string& Path() const;
-
-  // The same, from the cache. What these return does not change when the database does.
-  std::shared_ptr<const catalogue::ItemList> Items(catalogue::ItemKind kind) {
-    return Cache().Items(kind);
-  }
-  std::shared_ptr<const std::vector<catalogue::ItemGroup>> ItemGroups(catalogue::ItemKind kind) {
-    return Cache().ItemGroups(kind);
-  }
-  std::shared_ptr<const std::vector<catalogue::ProcessPlace>> Places() { return Cache().Places(); }
-  std::shared_ptr<const std::vector<catalogue::Descriptor>> Descriptors() {
-    return Cache().Descriptors();
-  }
-  std::shared_ptr<const std::vector<catalogue::Item>> DescriptorGroups() {
-    return Cache().DescriptorGroups();
-  }
-  const std::unordered_map<std::int32_t, std::string>& Names(catalogue::ItemKind kind) {
-    return Cache().Names(kind);
-  }
 };
 
 // The open database behind a connection handle; null when the handle is closed or unknown.

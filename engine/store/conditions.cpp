@@ -16,32 +16,28 @@ using catalogue::ItemKind;
 
 namespace {
 
-class Cells {
- public:
-  explicit Cells(std::span<const std::int32_t> cells) : cells_(cells) {}
+struct Cells {
+  std::span<const std::int32_t> cells;
+  std::size_t at = 0;
 
   std::int32_t Next() {
-    if (at_ >= cells_.size()) {
+    if (at >= cells.size()) {
       throw std::out_of_range("The filter of the selection ends inside a block, at cell " +
-                              std::to_string(at_));
+                              std::to_string(at));
     }
-    return cells_[at_++];
+    return cells[at++];
   }
   // A count that the rest of the array can hold.
   std::size_t NextCount() {
-    const auto place = at_;
+    const auto place = at;
     const auto count = Next();
-    if (count < 0 || static_cast<std::size_t>(count) > cells_.size() - at_) {
+    if (count < 0 || static_cast<std::size_t>(count) > cells.size() - at) {
       throw std::out_of_range("The filter of the selection has a count of " +
                               std::to_string(count) + " at cell " + std::to_string(place) +
                               ", more than there are cells");
     }
     return static_cast<std::size_t>(count);
   }
-
- private:
-  std::span<const std::int32_t> cells_;
-  std::size_t at_ = 0;
 };
 
 FilterBlock ReadBlock(Cells& cells, std::int32_t filter_type) {
@@ -114,42 +110,10 @@ std::int32_t Saturated(std::int64_t stamp) {
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
 }
 
-struct StreamFilter {
-  Identifiers part, process, test;
-  std::int32_t types_of_selection = 0, types_of_caller = 0;
-
-  bool Takes(const Stream& stream) const {
-    return (types_of_selection == 0 || (types_of_selection & stream.test_type) != 0) &&
-           (types_of_caller == 0 || (types_of_caller & stream.test_type) != 0) &&
-           Has(process, stream.process) && Has(test, stream.test);
-  }
-};
-
-std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFilter& filter) {
-  std::vector<Stream> result;
-  const auto take = [&](auto from, auto to) {
-    for (; from != to; ++from) {
-      if (filter.Takes(*from)) result.push_back(*from);
-    }
-  };
-  if (!filter.part) {
-    take(streams.begin(), streams.end());
-    return result;
-  }
-  for (const auto part : *filter.part) {
-    const auto from = std::partition_point(streams.begin(), streams.end(),
-                                           [&](const Stream& s) { return s.part < part; });
-    const auto to =
-        std::partition_point(from, streams.end(), [&](const Stream& s) { return s.part <= part; });
-    take(from, to);
-  }
-  return result;
-}
-
 }  // namespace
 
 FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells) {
-  Cells reader(cells);
+  Cells reader{cells};
   FlatFilter filter;
   for (std::size_t i = 0; i < filter.blocks.size(); ++i) {
     filter.blocks[i] = ReadBlock(reader, info.*kFilterKinds[i].type);
@@ -199,13 +163,24 @@ Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const AP
                   std::span<const std::int32_t> filter, const SelectOptions& options) {
   const auto flat = ReadFilter(info, filter);
   Conditions result;
-  StreamFilter streams;
-  streams.part = LookUpItems(connection, flat, ItemKind::Part);
-  streams.process = LookUpItems(connection, flat, ItemKind::Process);
-  streams.test = LookUpItems(connection, flat, ItemKind::Test);
-  streams.types_of_selection = info.TestType;
-  streams.types_of_caller = options.test_types;
-  result.streams = Matching(cache.streams, streams);
+  const auto part = LookUpItems(connection, flat, ItemKind::Part);
+  const auto process = LookUpItems(connection, flat, ItemKind::Process);
+  const auto test = LookUpItems(connection, flat, ItemKind::Test);
+  const auto take = [&](std::span<const Stream> streams) {
+    for (const auto& stream : streams) {
+      const auto is_of = [&](std::int32_t types) {
+        return types == 0 || (types & stream.test_type) != 0;
+      };
+      if (is_of(info.TestType) && is_of(options.test_types) && Has(process, stream.process) &&
+          Has(test, stream.test)) {
+        result.streams.push_back(stream);
+      }
+    }
+  };
+  if (!part) take(cache.streams);
+  for (const auto id : part.value_or(std::vector<std::int32_t>())) {
+    take(std::ranges::equal_range(cache.streams, id, {}, &Stream::part));
+  }
 
   for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {
     const auto wanted = LookUpItems(connection, flat, kContextKinds[i].kind);

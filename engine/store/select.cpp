@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/select.h"
-
 #include <algorithm>
 #include <atomic>
 #include <compare>
@@ -9,7 +7,7 @@
 #include <queue>
 #include <vector>
 
-#include "engine/store/conditions.h"
+#include "engine/store/SharedReading.h"
 
 namespace orvspc::engine::store {
 namespace {
