@@ -4,8 +4,7 @@
 
 # Headers of src/ that are named after a class or module and yet serve the library alone; Friend.h
 # is the key to friend operations.
-set(ORVSPC_PRIVATE_HEADERS Friend.h FailPoint.h Trail.h ConstructorLog.h Support.h Outside.h
-                           XMLSupport.h NumberText.h DateText.h)
+set(ORVSPC_PRIVATE_HEADERS Friend.h Trail.h Outside.h XMLSupport.h NumberText.h DateText.h)
 
 # Headers that hosts may include.
 function(orvspc_public_headers result)

@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Embedded.h"
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <mutex>
+#include <utility>
 
-#include "engine/RowTable.h"
 #include "engine/capability/CapabilityLibrary.h"
 #include "engine/charts/ChartLibrary.h"
 #include "engine/compliance/ComplianceLibrary.h"
 #include "engine/dom/Dom.h"
 #include "engine/pareto/ParetoLibrary.h"
-#include "engine/records.h"
 #include "engine/store/DatabaseLibrary.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/logs.h"
+#include "platform/ExternalFailure.h"
 #include "platform/FixedText.h"
 #include "platform/TimeStamp.h"
 
@@ -21,23 +23,207 @@ namespace orvspc {
 namespace engine {
 namespace {
 
-// Failures of all threads, for the process.
-class FailureLog {
+constexpr std::int32_t kTypeMismatch = 13, kMissingObject = 91;
+
+// Rows with a cursor, the implementation of the record object Base. While there are none, the
+// current row is the one that is being filled.
+template <class Base, class Row>
+class RowList : public Base {
  public:
-  void Add(LoggedFailure failure) {
-    const std::lock_guard lock(mutex_);
-    if (failures_.size() == kKept) failures_.pop_front();
-    failures_.push_back(std::move(failure));
+  bool MoveFirst() override {
+    cursor_ = 0;
+    return !rows_.empty();
   }
-  std::vector<LoggedFailure> All() const {
-    const std::lock_guard lock(mutex_);
-    return {failures_.begin(), failures_.end()};
+  bool MoveNext() override {
+    if (cursor_ + 1 >= rows_.size()) return false;
+    ++cursor_;
+    return true;
+  }
+
+ protected:
+  bool IsEmpty() const { return rows_.empty(); }
+  Row& Current() { return rows_.empty() ? single_ : rows_[cursor_]; }
+  // Moves the cursor to the new row.
+  void Append(Row row) {
+    rows_.push_back(std::move(row));
+    cursor_ = rows_.size() - 1;
+  }
+  // Replaces all rows; false when there are none.
+  bool Assign(std::vector<Row> rows) {
+    rows_ = std::move(rows);
+    return MoveFirst();
   }
 
  private:
+  std::vector<Row> rows_;
+  Row single_{};
+  std::size_t cursor_ = 0;
+};
+
+// Cells by column.
+using CellRow = std::vector<std::pair<std::string, platform::Cell>>;
+
+// Rows of limits in memory: Base is one of SpecLim, CtrlLim, DefOpp.
+template <class Base>
+class RowTable final : public RowList<Base, CellRow> {
+ public:
+  void Let(std::string_view column, const platform::Cell& value) override {
+    auto& row = this->Current();
+    const auto found = std::ranges::find(row, column, &CellRow::value_type::first);
+    if (found == row.end()) {
+      row.emplace_back(column, value);
+    } else {
+      found->second = value;
+    }
+  }
+
+  platform::Cell Get(std::string_view column) override {
+    auto& row = this->Current();
+    const auto found = std::ranges::find(row, column, &CellRow::value_type::first);
+    return found == row.end() ? std::int32_t{0} : found->second;
+  }
+
+  void Add(platform::LimitTable& row) override {
+    auto* const other = dynamic_cast<RowTable*>(&row);
+    if (other == nullptr)
+      throw platform::ExternalFailure(kTypeMismatch, "RowTable", "Type mismatch");
+    this->Append(other->Current());
+  }
+};
+
+platform::Database& Needed(const std::shared_ptr<platform::Database>& database,
+                           const char* source) {
+  if (database) return *database;
+  throw platform::ExternalFailure(kMissingObject, source, "Missing object");
+}
+
+struct RuleRow {
+  std::int32_t number = 0;
+  std::string text;
+};
+
+// Run rules in the order of the database's list.
+class RuleRecords final : public RowList<platform::RuleDef, RuleRow> {
+ public:
+  // Both settings are the library's own and change nothing here.
+  void FirstSetting(std::int32_t) override {}
+  void SecondSetting(std::int32_t) override {}
+  bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t) override {
+    Assign({});
+    const auto store = store::StoreOf(Needed(database, "RuleDef").ConnectionHandle());
+    if (!store) return false;
+    std::vector<RuleRow> rules;
+    for (const auto& rule : store->Rules()) rules.push_back({rule.number, rule.text});
+    return Assign(std::move(rules));
+  }
+  // 0 and empty on an empty list.
+  std::int32_t Number() override { return Current().number; }
+  std::string Text() override { return Current().text; }
+  void Add(platform::RuleDef& other) override { Append({other.Number(), other.Text()}); }
+};
+
+struct NameRow {
+  std::int32_t id = 0;
+  std::string name;
+};
+
+// Parts, processes, tests, sampling requirements and process states by their identifiers.
+class NameRecords final : public RowList<platform::NameRecord, NameRow> {
+ public:
+  explicit NameRecords(ItemKind kind) : kind_(kind) {}
+
+  std::int32_t ID() override { return Current().id; }
+  void ID(std::int32_t value) override { Current().id = value; }
+  void KeyMode(std::int32_t) override {}
+  bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t) override {
+    return store::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
+      const auto& names = store.Cache().Names(kind_);
+      const auto found = names.find(Current().id);
+      if (found == names.end()) return false;
+      Current().name = found->second;
+      return true;
+    });
+  }
+  void Add(platform::NameRecord& record) override { Append({record.ID(), record.Name()}); }
+  std::string Name() override { return Current().name; }
+
+ private:
+  ItemKind kind_;
+};
+
+ItemKind ItemKindOf(platform::NameRecordKind kind) {
+  // In the order of NameRecordKind.
+  constexpr ItemKind kKinds[] = {ItemKind::Part, ItemKind::Process, ItemKind::Test,
+                                 ItemKind::Requirement, ItemKind::StateCode};
+  return kKinds[static_cast<std::size_t>(kind)];
+}
+
+struct StateRow {
+  double time = 0.0;
+  std::int32_t process = 0, state = 0, type = 0;
+  std::string name;
+};
+
+// Records of the log of process states. A row limit below 1 is none; process 0 is every one.
+class StateLogRecords final : public RowList<platform::PrcsStateLog, StateRow> {
+ public:
+  void RowLimit(std::int32_t value) override { row_limit_ = value; }
+  void KeyMode(std::int32_t) override {}
+  void ProcessID(std::int32_t value) override { process_ = value; }
+  void QueryType(std::int32_t value) override { query_ = value; }
+  double Time() override { return IsEmpty() ? time_ : Current().time; }
+  void Time(double value) override { time_ = value; }
+  bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t) override {
+    Assign({});
+    auto& needed = Needed(database, "PrcsStateLog");
+    const store::NotesBelongTo owner(needed.ConnectionHandle());
+    return store::Read(needed, [&](store::SqlStore& store, sql::Connection& db) {
+      const auto time = platform::DateToTimeStamp(time_);
+      std::vector<store::StateLogRow> rows;
+      if (query_ == kForward) {
+        const std::int64_t limit = row_limit_;
+        // The forward read is of one process; 0 is no process, not all of them.
+        if (process_ != 0)
+          rows = store::ReadStateLog(db, process_, time, INT32_MAX,
+                                     limit > 0 ? limit + 1 : store::kEveryRecord);
+        if (limit > 0 && std::ssize(rows) > limit) {
+          rows.pop_back();
+          store::AddNote("states-cut",
+                         "The log of states has more records than are read at once; it is "
+                         "known up to the " +
+                             std::to_string(limit) + "th of them.");
+        }
+      } else if (query_ == kLatestBefore) {
+        if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
+      }
+      const auto& names = store.Cache().Names(ItemKind::StateCode);
+      std::vector<StateRow> records;
+      for (const auto& row : rows) {
+        records.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,
+                           catalogue::NameOf(names, row.state)});
+      }
+      return Assign(std::move(records));
+    });
+  }
+  void Add(platform::PrcsStateLog& other) override {
+    Append({other.Time(), other.Process(), other.StateID(), other.StateType(), other.StateName()});
+  }
+  // 0 and empty on an empty list.
+  std::int32_t Process() override { return Current().process; }
+  std::int32_t StateID() override { return Current().state; }
+  std::string StateName() override { return Current().name; }
+  std::int32_t StateType() override { return Current().type; }
+
+ private:
+  std::int32_t row_limit_ = 0, process_ = 0, query_ = 0;
+  double time_ = 0.0;
+};
+
+// Failures of all threads, for the process.
+struct FailureLog {
   static constexpr std::size_t kKept = 100;
-  mutable std::mutex mutex_;
-  std::deque<LoggedFailure> failures_;
+  std::mutex mutex;
+  std::deque<LoggedFailure> failures;
 };
 
 // Never destroyed: constructors of objects with static life may log after it would have been.
@@ -50,7 +236,10 @@ class MemoryErrorLog final : public platform::ErrorLog {
  public:
   void Log(const std::string& Procedure, std::int32_t Number, const std::string& Description,
            const std::string& Source, const std::string& Application) override {
-    engine::Log().Add({Procedure, Description, Source, Application, Number});
+    auto& [mutex, failures] = engine::Log();
+    const std::lock_guard lock(mutex);
+    if (failures.size() == FailureLog::kKept) failures.pop_front();
+    failures.push_back({Procedure, Description, Source, Application, Number});
   }
 };
 
@@ -101,7 +290,7 @@ class Embedded final : public platform::Platform {
     return std::make_shared<MemoryErrorLog>();
   }
   std::shared_ptr<platform::NameRecord> MakeNameRecord(platform::NameRecordKind kind) override {
-    return std::make_shared<NameRecords>(kind);
+    return std::make_shared<NameRecords>(ItemKindOf(kind));
   }
   std::shared_ptr<platform::PrcsStateLog> MakePrcsStateLog() override {
     return std::make_shared<StateLogRecords>();
@@ -155,6 +344,10 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform() {
 
 void InstallEmbedded() { platform::Install(EmbeddedPlatform()); }
 
-std::vector<LoggedFailure> LoggedFailures() { return engine::Log().All(); }
+std::vector<LoggedFailure> LoggedFailures() {
+  auto& [mutex, failures] = engine::Log();
+  const std::lock_guard lock(mutex);
+  return {failures.begin(), failures.end()};
+}
 
 }  // namespace orvspc

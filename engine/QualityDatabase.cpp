@@ -2,7 +2,6 @@
 #include "engine/QualityDatabase.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "engine/catalogue/References.h"
@@ -13,6 +12,7 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/logs.h"
 #include "engine/time/calendar.h"
+#include "platform/Enumerations.h"
 #include "platform/TimeText.h"
 
 namespace orvspc {
@@ -21,20 +21,14 @@ using namespace engine;
 
 namespace {
 
-using ItemTexts = std::array<std::string, kItemKinds>;
-
-// One statement for each kind of item, which lives as long as the program.
-ItemTexts TextsOf(std::string_view before, std::string_view after) {
-  ItemTexts texts;
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    texts[i] = std::string(before) + std::string(catalogue::TableOf(static_cast<ItemKind>(i))) +
-               std::string(after);
-  }
-  return texts;
-}
-
-std::optional<std::int32_t> FirstInt(sql::Query& query) {
-  return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
+// The first column of the first row, an identifier; empty without a row.
+template <class... Values>
+std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view text,
+                                   const Values&... values) {
+  return store::Read(database, [&](store::SqlStore&, sql::Connection& db) {
+    sql::Query query(db, text, values...);
+    return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
+  });
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
@@ -47,21 +41,19 @@ const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
 
 void CheckSetting(const store::SqlStore& store, std::string_view name, std::string_view value) {
   const auto& kind = KindOf(store, name);
-  const auto refuse_unless = [&](bool fits, std::string_view takes) {
-    if (fits) return;
-    store::Refuse(store, std::string(name) + " takes " + std::string(takes) + ", not \"" +
-                             std::string(value) + "\"");
-  };
-  if (!kind.words.empty()) {
-    std::string words;
-    for (const auto word : kind.words) words.append(words.empty() ? "" : ", ").append(word);
-    refuse_unless(std::ranges::find(kind.words, value) != kind.words.end(), words);
-  } else if (name == "time_zone") {
-    refuse_unless(time::ZoneOffset(value).has_value(), "UTC or a fixed offset such as +02:00");
-  } else {
-    refuse_unless(time::ParseTimesOfDay(value).has_value(),
-                  "ascending times of day such as \"06:00 14:00 22:00\"");
+  std::string takes;
+  for (const auto word : kind.words) takes.append(takes.empty() ? "" : ", ").append(word);
+  bool fits = std::ranges::find(kind.words, value) != kind.words.end();
+  if (name == "time_zone") {
+    fits = time::ZoneOffset(value).has_value();
+    takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "shift_starts") {
+    fits = time::ParseTimesOfDay(value).has_value();
+    takes = "ascending times of day such as \"06:00 14:00 22:00\"";
   }
+  if (!fits)
+    store::Refuse(store,
+                  std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"");
 }
 
 // Makes the database unless there is one, which is false.
@@ -156,18 +148,15 @@ ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
 }
 
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
-  static const auto texts = TextsOf("SELECT id FROM ", " WHERE name = ?1");
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, texts[static_cast<std::size_t>(kind)], name);
-    return FirstInt(query);
+  static const auto texts = catalogue::TextsByKind([](ItemKind each) {
+    return "SELECT id FROM " + catalogue::TableOf(each) + " WHERE name = ?1";
   });
+  return FindId(*database_, texts[static_cast<std::size_t>(kind)], name);
 }
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
-    const auto& names = store.Cache().Names(kind);
-    const auto found = names.find(id);
-    return found == names.end() ? std::string() : found->second;
+    return catalogue::NameOf(store.Cache().Names(kind), id);
   });
 }
 
@@ -176,13 +165,9 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
     const auto& names = store.Cache().Names(kind);
     std::vector<ListedItem> items;
     for (const auto& item : store.Cache().Items(kind)->items) {
-      auto& listed = items.emplace_back();
-      listed.id = item.id;
-      listed.name = names.at(item.id);
-      if (item.name != listed.name) listed.text = item.name;
-      listed.factor = item.factor;
-      listed.type = item.type;
-      listed.active = item.active;
+      const auto& name = names.at(item.id);
+      items.push_back(
+          {item.id, name, item.name == name ? "" : item.name, item.factor, item.type, item.active});
     }
     if (kind != ItemKind::Test) return items;
     sql::Query types(db, "SELECT type FROM test ORDER BY id");
@@ -206,22 +191,16 @@ std::vector<CountedItem> QualityDatabase::CountedItems(ItemKind kind) const {
 }
 
 std::vector<ListedStream> QualityDatabase::Streams() const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    std::vector<ListedStream> streams;
-    sql::Query query(db,
-                     "SELECT s.part, s.process, s.test, t.type, count(*), min(m.time), max(m.time) "
-                     "FROM stream s JOIN test t ON t.id = s.test "
-                     "JOIN measurement m ON m.stream = s.id "
-                     "GROUP BY s.part, s.process, s.test, t.type "
-                     "ORDER BY s.part, s.process, s.test");
-    while (query.Step()) {
-      streams.push_back({{query.Int(0), query.Int(1), query.Int(2)},
-                         query.Int(3),
-                         query.Int64(4),
-                         query.Int(5),
-                         query.Int(6)});
-    }
-    return streams;
+  return store::Read(*database_, [](store::SqlStore&, sql::Connection& db) {
+    using Row = ListedStream;
+    return sql::Query(db,
+                      "SELECT s.part, s.process, s.test, t.type, count(*), min(m.time), "
+                      "max(m.time) FROM stream s JOIN test t ON t.id = s.test "
+                      "JOIN measurement m ON m.stream = s.id "
+                      "GROUP BY s.part, s.process, s.test, t.type "
+                      "ORDER BY s.part, s.process, s.test")
+        .All<Row>(&Row::part, &Row::process, &Row::test, &Row::test_type, &Row::subgroups,
+                  &Row::first, &Row::last);
   });
 }
 
@@ -244,34 +223,24 @@ std::optional<std::int32_t> QualityDatabase::FindGroup(ItemKind kind, std::strin
 }
 
 std::vector<ListedDescriptor> QualityDatabase::Descriptors() const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    std::vector<ListedDescriptor> descriptors;
-    sql::Query query(
-        db,
-        "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
-        "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name");
-    while (query.Step()) {
-      descriptors.push_back(
-          {query.Int(0), query.Int(1), std::string(query.Text(2)), std::string(query.Text(3))});
-    }
-    return descriptors;
+  return store::Read(*database_, [](store::SqlStore&, sql::Connection& db) {
+    using Row = ListedDescriptor;
+    return sql::Query(
+               db,
+               "SELECT d.id, g.id, d.name, g.name FROM descriptor d "
+               "JOIN descriptor_group g ON g.id = d.descriptor_group ORDER BY g.name, d.name")
+        .All<Row>(&Row::id, &Row::group, &Row::name, &Row::group_name);
   });
 }
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptorGroup(std::string_view name) const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT id FROM descriptor_group WHERE name = ?1", name);
-    return FirstInt(query);
-  });
+  return FindId(*database_, "SELECT id FROM descriptor_group WHERE name = ?1", name);
 }
 
 std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
                                                             std::string_view name) const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2",
-                     group, name);
-    return FirstInt(query);
-  });
+  return FindId(*database_, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2",
+                group, name);
 }
 
 std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
@@ -293,10 +262,8 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::optional<ProcessState> state;
     if (const auto row = store::LatestStateBefore(db, process, time)) {
-      const auto& names = store.Cache().Names(ItemKind::StateCode);
-      const auto name = names.find(row->state);
-      state = {row->process, row->state, row->type, name == names.end() ? "" : name->second,
-               row->time};
+      state = {row->process, row->state, row->type,
+               catalogue::NameOf(store.Cache().Names(ItemKind::StateCode), row->state), row->time};
     }
     return state;
   });
@@ -345,5 +312,117 @@ ShiftPlan QualityDatabase::Shifts() const {
               .value_or(*time::ParseTimesOfDay(time::kUsualShifts)),
           time::ZoneOffset(Setting("time_zone")).value_or(0)};
 }
+
+// --- Rows of limits ------------------------------------------------------------------------------
+
+namespace {
+
+// By effective time, among equals by age; part and test are those that were asked for.
+template <class Row>
+std::vector<Row> LimitRows(sql::Connection& db, const StreamKey& stream);
+
+template <>
+std::vector<SpecificationLimits> LimitRows(sql::Connection& db, const StreamKey& stream) {
+  static constexpr std::pair<std::string_view, std::int32_t> kAlarms[] = {
+      {"usl", slfUSL}, {"target", slfTAR}, {"lsl", slfLSL}, {"ugb", slfUGB}, {"lgb", slfLGB},
+      {"url", slfURL}, {"lrl", slfLRL},    {"uwp", slfUWP}, {"lwp", slfLWP}};
+  std::vector<SpecificationLimits> rows;
+  sql::Query query(db,
+                   "SELECT effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, lwp, cp, cpk, "
+                   "aflag, scale, name FROM spec_limit WHERE part = ?1 AND test = ?2 "
+                   "ORDER BY effective, id",
+                   stream.part, stream.test);
+  while (query.Step()) {
+    auto& row = rows.emplace_back();
+    std::int32_t alarms = 0;
+    query.Read(row.effective, row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl,
+               row.uwp, row.lwp, row.cp, row.cpk, alarms, row.scale, row.name);
+    for (const auto& [name, flag] : kAlarms)
+      if ((alarms & flag) != 0) row.alarms.append(row.alarms.empty() ? "" : " ").append(name);
+    if (row.alarms.empty()) row.alarms = "none";
+  }
+  return rows;
+}
+
+// Those for any process before those for the process itself.
+template <>
+std::vector<ControlLimits> LimitRows(sql::Connection& db, const StreamKey& stream) {
+  using Row = ControlLimits;
+  return sql::Query(db,
+                    "SELECT coalesce(process, 0), effective, mean, sp, spl, sw, swl, start, "
+                    "finish, chart_word FROM control_limit WHERE part = ?1 AND test = ?2 "
+                    "AND status = 'active' AND coalesce(process, 0) IN (0, ?3) "
+                    "ORDER BY effective, coalesce(process, 0), id",
+                    stream.part, stream.test, stream.process)
+      .All<Row>(&Row::process, &Row::effective, &Row::mean, &Row::sp, &Row::spl, &Row::sw,
+                &Row::swl, &Row::start, &Row::finish, &Row::chart_word);
+}
+
+template <>
+std::vector<Opportunities> LimitRows(sql::Connection& db, const StreamKey& stream) {
+  return sql::Query(db,
+                    "SELECT effective, opportunities FROM opportunity WHERE part = ?1 "
+                    "AND test = ?2 ORDER BY effective, id",
+                    stream.part, stream.test)
+      .All<Opportunities>(&Opportunities::effective, &Opportunities::opportunities);
+}
+
+template <>
+std::vector<NetContents> LimitRows(sql::Connection& db, const StreamKey& stream) {
+  using Row = NetContents;
+  return sql::Query(db,
+                    "SELECT effective, class, quantity, nominal, mav, with_upper, mavl, mavlp, "
+                    "mavu, mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up, factor, name "
+                    "FROM net_content WHERE part = ?1 AND test = ?2 ORDER BY effective, id",
+                    stream.part, stream.test)
+      .All<Row>(&Row::effective, &Row::class_name, &Row::quantity, &Row::nominal, &Row::mav,
+                &Row::upper, &Row::mavl, &Row::mavlp, &Row::mavu, &Row::mavup, &Row::t1l,
+                &Row::t1lp, &Row::t1u, &Row::t1up, &Row::t2l, &Row::t2lp, &Row::t2u, &Row::t2up,
+                &Row::factor, &Row::name);
+}
+
+// Rows that one takes over from another: the same time, and of control limits the same process.
+template <class Row>
+bool Replaces(const Row& newer, const Row& older) {
+  if constexpr (std::is_same_v<Row, ControlLimits>) {
+    if (newer.process != older.process) return false;
+  }
+  return newer.effective == older.effective;
+}
+
+}  // namespace
+
+template <class Row>
+std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<Row> rows;
+    for (auto& row : LimitRows<Row>(db, stream)) {
+      row.part = stream.part;
+      row.test = stream.test;
+      if (!rows.empty() && Replaces(row, rows.back())) rows.pop_back();
+      rows.push_back(std::move(row));
+    }
+    return rows;
+  });
+}
+
+template <class Row>
+std::optional<Row> QualityDatabase::InForce(const StreamKey& stream, std::int64_t time) const {
+  auto rows = Versions<Row>(stream);
+  const auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  return after == rows.begin() ? std::nullopt : std::optional(std::move(*std::prev(after)));
+}
+
+template std::vector<SpecificationLimits> QualityDatabase::Versions(const StreamKey&) const;
+template std::vector<ControlLimits> QualityDatabase::Versions(const StreamKey&) const;
+template std::vector<Opportunities> QualityDatabase::Versions(const StreamKey&) const;
+template std::vector<NetContents> QualityDatabase::Versions(const StreamKey&) const;
+template std::optional<SpecificationLimits> QualityDatabase::InForce(const StreamKey&,
+                                                                     std::int64_t) const;
+template std::optional<ControlLimits> QualityDatabase::InForce(const StreamKey&,
+                                                               std::int64_t) const;
+template std::optional<Opportunities> QualityDatabase::InForce(const StreamKey&,
+                                                               std::int64_t) const;
+template std::optional<NetContents> QualityDatabase::InForce(const StreamKey&, std::int64_t) const;
 
 }  // namespace orvspc

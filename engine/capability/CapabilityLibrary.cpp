@@ -31,21 +31,25 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
     API_CANccLim8& NccLim, API_CANccResults& NccResults, API_CAReserved&,
     const API_CAOptions& Options, std::int32_t) {
   auto& state = ThisThread();
-  state.run.Clear();
+  state.run = {};
   state.store.reset();
   state.handle = Connection;
   state.reports.Forget(Connection);
   const auto done = store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
     state.store = store;
     const CapabilityOutput out{
-        X,     Y,       Bins.As<API_CABin>(), Summary, CPs,       PPs, Moments, ChiSq,
-        Anova, SpecLim, SpecResults,          NccLim,  NccResults};
+        {X, Y, Bins.As<API_CABin>(), Summary, PPs, ChiSq, SpecLim, SpecResults},
+        CPs,
+        Moments,
+        Anova,
+        NccLim,
+        NccResults};
     if (!state.run.Process(*store, DSInfo, DSFilter, Options, out)) return 0;
     state.reports.Begin(Connection) = state.run.Report();
     return 1;
   });
   if (done == 0) {
-    state.run.Clear();
+    state.run = {};
     state.reports.Forget(Connection);
   }
   return done;

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "engine/capability/Figures.h"
-#include "engine/capability/NetContent.h"
+#include "engine/capability/Limits.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/Moments.h"
@@ -102,45 +102,40 @@ statistics::SigmaEstimate FromSubgroups(std::int32_t type, const statistics::Spr
   return statistics::SigmaFromSdSums(spread.BySize(), setting);
 }
 
-void FillAnova(const statistics::SpreadSums& spread, const SampleCentre& centre,
-               API_CAAnova& record) {
+API_CAAnova AnovaOf(const statistics::SpreadSums& spread, const SampleCentre& centre) {
   const auto table = statistics::AnovaOf(spread.Within(), spread.Between(), centre.squares,
                                          centre.count, spread.Groups());
-  record.DFWithin = static_cast<std::int32_t>(table.within_degrees);
-  record.SSWithin = Defined(table.within_squares);
-  record.MSWithin = Defined(table.within_mean);
-  record.DFBetween = static_cast<std::int32_t>(table.between_degrees);
-  record.SSBetween = Defined(table.between_squares);
-  record.MSBetween = Defined(table.between_mean);
-  record.DFTotal = static_cast<std::int32_t>(table.total_degrees);
-  record.SSTotal = Defined(table.total_squares);
-  record.MSTotal = Defined(table.total_mean);
-  record.FRatio = Defined(table.f);
-  record.ProbOfF = Defined(table.probability);
+  return {.DFWithin = static_cast<std::int32_t>(table.within_degrees),
+          .SSWithin = Defined(table.within_squares),
+          .MSWithin = Defined(table.within_mean),
+          .DFBetween = static_cast<std::int32_t>(table.between_degrees),
+          .SSBetween = Defined(table.between_squares),
+          .MSBetween = Defined(table.between_mean),
+          .DFTotal = static_cast<std::int32_t>(table.total_degrees),
+          .SSTotal = Defined(table.total_squares),
+          .MSTotal = Defined(table.total_mean),
+          .FRatio = Defined(table.f),
+          .ProbOfF = Defined(table.probability)};
 }
 
-void FillMoments(const statistics::DeviationSums& sums, const SampleCentre& centre, double sd,
-                 API_CAMoments& record) {
+API_CAMoments MomentsOf(const statistics::DeviationSums& sums, const SampleCentre& centre,
+                        double sd) {
   const auto n = static_cast<double>(centre.count);
-  statistics::CentralMoments moments;
-  moments.count = centre.count;
-  moments.mean = centre.mean;
-  moments.m2 = centre.squares / n;
-  moments.m3 = sums.Cubes() / n;
-  moments.m4 = sums.Fourths() / n;
-  record.Mean = centre.mean;
-  record.AvgDev = Defined(sums.Absolutes() / n);
-  record.SD = sd;
-  record.Variance = sd > 0.0 ? Defined(centre.squares / (n - 1.0)) : 0.0;
-  record.Skewness = Defined(statistics::SampleSkewness(moments));
-  record.Kurtosis = Defined(statistics::SampleKurtosis(moments));
+  const statistics::CentralMoments moments{centre.count, centre.mean, centre.squares / n,
+                                           sums.Cubes() / n, sums.Fourths() / n};
+  return {.Mean = centre.mean,
+          .AvgDev = Defined(sums.Absolutes() / n),
+          .SD = sd,
+          .Variance = sd > 0.0 ? Defined(centre.squares / (n - 1.0)) : 0.0,
+          .Kurtosis = Defined(statistics::SampleKurtosis(moments)),
+          .Skewness = Defined(statistics::SampleSkewness(moments))};
 }
 
-void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
-                 const statistics::DeviationSums& sums, double sigma, double sd,
-                 API_CASummary& record) {
+API_CASummary SummaryOf(const statistics::Sample& sample, const SampleCentre& centre,
+                        const statistics::DeviationSums& sums, double sigma, double sd) {
   // Scales the interquartile range to the sigma of a normal distribution.
   constexpr double kNormalizedRange = 0.741301109252801;
+  API_CASummary record{};
   record.PieceCount = static_cast<std::int32_t>(centre.count);
   record.SubgroupCount = static_cast<std::int32_t>(sample.Groups());
   record.SubgroupSize = static_cast<double>(sample.Count()) / static_cast<double>(sample.Groups());
@@ -149,7 +144,7 @@ void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
   record.Mean = centre.mean;
   record.ShortTermSD = sigma;
   record.LongTermSD = sd;
-  if (!(sd > 0.0)) return;
+  if (!(sd > 0.0)) return record;
   const double per = 2.0 / static_cast<double>(centre.count - 1);
   record.UpperSD = Defined(std::sqrt(per * sums.SquaresAbove()));
   record.LowerSD = Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
@@ -157,6 +152,7 @@ void FillSummary(const statistics::Sample& sample, const SampleCentre& centre,
   const auto quartiles = statistics::SampleQuantiles(sample, kQuartiles);
   record.CoRobustness = Defined(kNormalizedRange * (quartiles[1] - quartiles[0]) / sd);
   record.CoOfVariation = Defined(sd / std::fabs(centre.mean));
+  return record;
 }
 
 statistics::Window ChooseWindow(const FlagWord& flags, const API_CAOptions& options,
@@ -181,48 +177,12 @@ statistics::Window ChooseWindow(const FlagWord& flags, const API_CAOptions& opti
   }
 }
 
-// What is counted once mean, deviation, limits and window are known.
-struct CountSums {
-  statistics::IntervalCounter bins, cells;
-  statistics::BeyondCounts beyond;
-  statistics::DistinctCounter distinct;
-
-  void Add(std::span<const double> values, bool with_cells) {
-    bins.Add(values);
-    beyond.Add(values);
-    if (!with_cells) return;
-    cells.Add(values);
-    distinct.Add(values);
-  }
-  void Merge(const CountSums& other) {
-    bins.Merge(other.bins);
-    cells.Merge(other.cells);
-    beyond.Merge(other.beyond);
-    distinct.Merge(other.distinct);
-  }
-};
-
-void FillBins(std::span<const double> edges, std::span<const std::int64_t> counts,
-              std::span<API_CABin> bins) {
+std::vector<API_CABin> BinsOf(std::span<const double> edges, std::span<const std::int64_t> counts) {
+  std::vector<API_CABin> bins;
   for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
-    bins[i].XMin = edges[i];
-    bins[i].XMax = edges[i + 1];
-    bins[i].YMin = 0.0;
-    bins[i].YMax = static_cast<double>(counts[i + 1]);
+    bins.push_back({edges[i], edges[i + 1], 0.0, static_cast<double>(counts[i + 1])});
   }
-}
-
-void NoteCounts(const CountSums& counts, std::int32_t cells, std::int64_t count) {
-  const auto bins = counts.bins.Counts();
-  if (const auto outside = bins.front() + bins.back(); outside > 0) {
-    store::AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
-                                         " values lie outside the window and are in no bin.");
-  }
-  if (cells > 3 && !counts.distinct.Full()) {
-    store::AddNote("coarse-values",
-                   "The values are only " + std::to_string(counts.distinct.Count()) +
-                       " different ones: rounding, not the law, may make chi-square large.");
-  }
+  return bins;
 }
 
 // The values of all streams, normalised, and the limits that hold for them.
@@ -258,150 +218,122 @@ Prepared Prepare(store::Store& store, std::vector<StreamSample>& streams,
   return data;
 }
 
-struct SampleSums {
-  statistics::DeviationSums deviations;
-  statistics::SpreadSums spread;
-
-  void Merge(const SampleSums& other) {
-    deviations.Merge(other.deviations);
-    spread.Merge(other.spread);
-  }
-};
-
-// Completes the centre.
-SampleSums SumsOf(const statistics::Sample& sample, SampleCentre& centre) {
-  SampleSums sums{{centre.origin, centre.shift}, {centre.origin, centre.shift}};
-  SumBlocks(sample, sums, [](SampleSums& mine, const statistics::Sample::Block& block) {
-    mine.deviations.Add(block.values);
-    mine.spread.Add(block);
-  });
-  SetDeviation(sums.deviations, centre);
-  return sums;
-}
-
 // Mean, extremes and deviations of the sample. sd and sigma are 0 where they serve nothing.
 struct Described {
   SampleCentre centre;
-  SampleSums sums;
+  statistics::DeviationSums deviations;
+  statistics::SpreadSums spread;
   statistics::SigmaEstimate short_term;
   double sd, sigma;
 };
 
-void NoteOverflow(const Described& figures) {
-  const auto& estimate = figures.short_term;
-  if (std::isfinite(kRoom * figures.centre.sd) &&
-      (!estimate.Exists() || std::isfinite(kRoom * estimate.value))) {
-    return;
-  }
-  store::AddNote("overflow",
-                 "A figure of these values is beyond the largest number and was left out.");
-}
-
 Described Describe(store::Store& store, const statistics::Sample& sample, SampleCentre centre,
                    std::int32_t short_term,
                    const std::optional<statistics::SigmaEstimate>& moving) {
-  auto sums = SumsOf(sample, centre);
-  const auto estimate = moving ? *moving
-                               : FromSubgroups(short_term, sums.spread, centre.count,
-                                               store::EstimatorSettingOf(store));
-  Described figures{centre, std::move(sums), estimate, UsableSigma(centre.sd),
-                    UsableSigma(estimate.value)};
-  NoteOverflow(figures);
-  return figures;
+  statistics::DeviationSums deviations(centre.origin, centre.shift);
+  statistics::SpreadSums spread(centre.origin, centre.shift);
+  SumBlocks(sample, deviations, spread);
+  SetDeviation(deviations, centre);
+  const auto estimate =
+      moving ? *moving
+             : FromSubgroups(short_term, spread, centre.count, store::EstimatorSettingOf(store));
+  if (!std::isfinite(kRoom * centre.sd) ||
+      (estimate.Exists() && !std::isfinite(kRoom * estimate.value))) {
+    store::AddNote("overflow",
+                   "A figure of these values is beyond the largest number and was left out.");
+  }
+  return {centre,
+          deviations,
+          std::move(spread),
+          estimate,
+          UsableSigma(centre.sd),
+          UsableSigma(estimate.value)};
 }
 
-// The histogram, and the cells of the chi-square test.
+// The histogram and the counts beyond the limits; the cells of the chi-square test, with the
+// number of different values, where there is a normal distribution to test.
 struct Counted {
-  statistics::Window window;
   std::vector<double> edges;
   std::optional<statistics::NormalDistribution> normal;  // none without a deviation
   std::int32_t cells;
-  CountSums sums;
+  statistics::IntervalCounter in_bins, in_cells;
+  statistics::BeyondCounts beyond;
+  statistics::DistinctCounter distinct;
 };
 
 Counted Count(const Prepared& data, const Described& figures, const API_CAOptions& options) {
+  using statistics::IntervalCounter;
   const auto window = ChooseWindow(FlagWord(options.Flags), options, figures.centre, figures.sd,
                                    data.limits.tolerance);
   const auto edges = statistics::BinEdges(window, static_cast<std::size_t>(options.BinCount));
   std::optional<statistics::NormalDistribution> normal;
   if (figures.sd > 0.0) normal.emplace(figures.centre.mean, figures.sd);
   const auto cells = normal ? statistics::ChiSquareCells(figures.centre.count) : 0;
-  CountSums sums{
-      {statistics::CountingEdges(edges), statistics::IntervalCounter::EdgeGoes::Up},
-      {cells > 0 ? statistics::EqualProbabilityEdges(*normal, cells) : std::vector<double>(),
-       statistics::IntervalCounter::EdgeGoes::Down},
-      {UpperLimits(data.limits.record), LowerLimits(data.limits.record)},
-      statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
-  SumBlocks(data.sample, sums, [&](CountSums& mine, const statistics::Sample::Block& block) {
-    mine.Add(block.values, cells > 0);
-  });
-  return {window, edges, normal, cells, std::move(sums)};
-}
-
-// What is made before anything is written.
-struct Records {
-  API_CASummary summary{};
-  API_CAMoments moments{};
-  API_CAAnova anova{};
-  API_CAChiSq chi_square{};
-  API_CASpecResults results{};
-  CapabilityReport report;
-};
-
-Records RecordsOf(const Prepared& data, const Described& figures, const Counted& counted) {
-  const auto& [centre, sums, short_term, sd, sigma] = figures;
-  Records made;
-  FillSummary(data.sample, centre, sums.deviations, sigma, sd, made.summary);
-  FillMoments(sums.deviations, centre, sd, made.moments);
-  FillAnova(sums.spread, centre, made.anova);
-  const auto test = counted.cells > 0 ? statistics::ChiSquareOf(counted.sums.cells.Counts(),
-                                                                counted.normal->FittedParameters())
-                                      : statistics::ChiSquareTest();
-  SetChiSquare(test, made.chi_square);
-  SetActual(counted.sums.beyond, centre.count, data.limits.record, made.results);
-  made.report.short_term = statistics::ToEstimate(short_term);
-  const auto* const normal = counted.normal ? &*counted.normal : nullptr;
-  made.report.expected = ExpectedCounts(normal, counted.edges, centre.count);
-  if (normal == nullptr) return made;
-  SetExpected(*normal, false, data.limits.record, made.results);
-  made.summary.ZBench = BenchmarkScore(*normal, data.limits.tolerance);
-  made.report.law = normal->Name();
+  const auto cell_edges =
+      cells > 0 ? statistics::EqualProbabilityEdges(*normal, cells) : std::vector<double>();
+  Counted made{edges,
+               normal,
+               cells,
+               {statistics::CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
+               {cell_edges, IntervalCounter::EdgeGoes::Down},
+               SpecCounts(data.limits.record),
+               statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
+  if (cells > 0) {
+    SumBlocks(data.sample, made.in_bins, made.beyond, made.in_cells, made.distinct);
+  } else {
+    SumBlocks(data.sample, made.in_bins, made.beyond);
+  }
   return made;
 }
 
+void NoteCounts(const Counted& counted, std::int64_t count) {
+  const auto bins = counted.in_bins.Counts();
+  if (const auto outside = bins.front() + bins.back(); outside > 0) {
+    store::AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
+                                         " values lie outside the window and are in no bin.");
+  }
+  if (counted.cells > 3 && !counted.distinct.Full()) {
+    store::AddNote("coarse-values",
+                   "The values are only " + std::to_string(counted.distinct.Count()) +
+                       " different ones: rounding, not the law, may make chi-square large.");
+  }
+}
+
+// Makes everything before it writes anything, so that a failure leaves the caller's records as they
+// were.
 void Write(const Prepared& data, const Described& figures, const Counted& counted,
-           const Records& made, const API_CAOptions& options, const CapabilityOutput& out) {
-  const auto& centre = figures.centre;
-  out.summary = made.summary;
-  out.moments = made.moments;
-  out.anova = made.anova;
-  out.chi_square = made.chi_square;
-  out.results = made.results;
-  out.cps = ShortTermIndices(centre.mean, figures.sigma, data.limits.tolerance);
-  out.pps =
-      LongTermIndices(statistics::Reach::OfNormal(centre.mean, figures.sd), data.limits.tolerance);
+           const CapabilityOutput& out, CapabilityReport& report) {
+  const auto& [centre, deviations, spread, short_term, sd, sigma] = figures;
+  const auto* const normal = counted.normal ? &*counted.normal : nullptr;
+  const auto summary = SummaryOf(data.sample, centre, deviations, sigma, sd);
+  const auto bins = BinsOf(counted.edges, counted.in_bins.Counts());
+  Fit fit{normal, statistics::Reach::OfNormal(centre.mean, sd), statistics::ChiSquareTest(),
+          ExpectedCounts(normal, bins, centre.count), false};
+  if (counted.cells > 0) {
+    fit.test =
+        statistics::ChiSquareOf(counted.in_cells.Counts(), counted.normal->FittedParameters());
+  }
+  report.short_term = statistics::ToEstimate(short_term);
+
+  out.summary = summary;
+  out.moments = MomentsOf(deviations, centre, sd);
+  out.anova = AnovaOf(spread, centre);
+  out.cps = ShortTermIndices(centre.mean, sigma, data.limits.tolerance);
   out.limits = data.limits.record;
+  out.results = {};
+  SetActual(counted.beyond, centre.count, out.limits, out.results);
   out.net_limits = data.net_limits;
   out.net_results = data.net_results;
-  const auto bins = static_cast<std::size_t>(options.BinCount);
-  FillBins(counted.edges, counted.sums.bins.Counts(), out.bins.first(bins));
-  const auto points = static_cast<std::size_t>(options.CurveCount);
-  DrawCurve(counted.normal ? &*counted.normal : nullptr, counted.window, centre.count, bins,
-            out.x.first(points), out.y.first(points));
+  std::ranges::copy(bins, out.bins.begin());
+  WriteFit(std::move(fit), centre.count, out, report);
 }
 
 }  // namespace
 
-void CapabilityRun::Clear() {
-  sample_ = {};
-  centre_ = {};
-  report_ = {};
-}
-
 bool CapabilityRun::Process(store::Store& store, API_DSInfo& info,
                             std::span<const std::int32_t> filter, const API_CAOptions& options,
                             const CapabilityOutput& out) {
-  Clear();
+  *this = {};
   if (const auto complaint = Complaint(options, out); !complaint.empty()) {
     store.Fail(kBadArgument, complaint);
     return false;
@@ -412,7 +344,11 @@ bool CapabilityRun::Process(store::Store& store, API_DSInfo& info,
     store::AddNote("no-data", "No value of a variable test matches the selection.");
     return false;
   }
-  return Analyse(store, streams, options, out);
+  auto exact = out;
+  exact.bins = out.bins.first(static_cast<std::size_t>(options.BinCount));
+  exact.x = out.x.first(static_cast<std::size_t>(options.CurveCount));
+  exact.y = out.y.first(exact.x.size());
+  return Analyse(store, streams, options, exact);
 }
 
 bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& streams,
@@ -427,13 +363,11 @@ bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& stre
   const auto figures =
       Describe(store, data.sample, centre, FlagWord(options.Flags).short_term, moving);
   const auto counted = Count(data, figures, options);
-  auto made = RecordsOf(data, figures, counted);
-  NoteCounts(counted.sums, counted.cells, centre.count);
-  Write(data, figures, counted, made, options, out);
+  NoteCounts(counted, centre.count);
+  Write(data, figures, counted, out, report_);
   centre_ = figures.centre;
   centre_.sd = figures.sd;
   sample_ = std::move(data.sample);
-  report_ = std::move(made.report);
   return true;
 }
 

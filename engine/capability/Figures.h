@@ -7,8 +7,8 @@
 
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Distributions.h"
-#include "engine/statistics/Histogram.h"
 #include "engine/statistics/HypothesisTests.h"
+#include "engine/statistics/Sample.h"
 #include "engine/statistics/SampleSums.h"
 #include "platform/CapabilityRecords.h"
 #include "platform/Reports.h"
@@ -19,48 +19,44 @@ namespace orvspc::engine::capability {
 
 inline double Defined(double value) { return value - value == 0.0 ? value : 0.0; }
 
-// Beyond this score the probability of a tail underflows to 0.
-inline constexpr double kFarthestScore = 37.5;
-
-// A limit with the fields of its results. The target and the labelled quantity have a score in
-// their lower row alone: positive when the mean lies above.
-template <class Limits, class Results>
-struct LimitRow {
-  std::int32_t flag;  // of the limits' EFlag; 0: always there
-  platform::WireDouble Limits::*limit;
-  platform::WireDouble Results::*score;
-  platform::WireDouble Results::*actual;
-  platform::WireDouble Results::*expected;
-
-  bool IsIn(const Limits& limits) const { return flag == 0 || (limits.EFlag & flag) != 0; }
-};
-
 API_CACPs ShortTermIndices(double mean, double sigma, const statistics::Tolerance& tolerance);
-API_CAPPs LongTermIndices(const statistics::Reach& reach, const statistics::Tolerance& tolerance);
 
+// Counts the values beyond each limit, as SetActual reads them.
+statistics::BeyondCounts SpecCounts(const API_CASpecLim8& limits);
 // The actual proportions of the specification results.
 void SetActual(const statistics::BeyondCounts& counts, std::int64_t count,
                const API_CASpecLim8& limits, API_CASpecResults& results);
-// Limits in the order that SetActual reads; NaN where there is none. The target is in both.
-std::vector<double> UpperLimits(const API_CASpecLim8& limits);
-std::vector<double> LowerLimits(const API_CASpecLim8& limits);
-
-// Scores and expected proportions of the specification results. Clamped: within the farthest score.
-void SetExpected(const statistics::Distribution& distribution, bool clamped,
-                 const API_CASpecLim8& limits, API_CASpecResults& results);
-
-// The normal score of the expected proportion outside, taken on one side; 0 without limits.
-double BenchmarkScore(const statistics::Distribution& distribution,
-                      const statistics::Tolerance& tolerance);
-
-// Points of the curve at equal distances across the window, scaled to the bars; all 0 if null.
-void DrawCurve(const statistics::Distribution* distribution, const statistics::Window& window,
-               std::int64_t count, std::size_t bins, std::span<double> x, std::span<double> y);
-
-void SetChiSquare(const statistics::ChiSquareTest& test, API_CAChiSq& record);
 
 // The expected count of each bin; all 0 if null.
 std::vector<double> ExpectedCounts(const statistics::Distribution* distribution,
-                                   std::span<const double> edges, std::int64_t count);
+                                   std::span<const API_CABin> bins, std::int64_t count);
+
+// Where everything goes that follows from the fitted distribution. Spans are filled whole.
+struct FitOutput {
+  std::span<double> x, y;  // the curve
+  std::span<API_CABin> bins;
+  API_CASummary& summary;
+  API_CAPPs& pps;
+  API_CAChiSq& chi_square;
+  API_CASpecLim8& limits;
+  API_CASpecResults& results;
+};
+
+struct Fit {
+  const statistics::Distribution* distribution;  // null: there is none
+  statistics::Reach reach;
+  statistics::ChiSquareTest test;
+  std::vector<double> expected;  // counts of the bins
+  bool clamps_scores;            // to where the tail probability is still above 0
+};
+
+// Writes what follows from a fit to `count` values; bins and limits are there already. One place
+// for the normal distribution and the curve that replaces it.
+void WriteFit(Fit fit, std::int64_t count, const FitOutput& out, CapabilityReport& report);
+
+// The values, multiplied by the factor of the row (0: 1), held against net contents: scores with
+// the long-term deviation (positive: inside), actual and expected percent of packages strictly
+// beyond, expected by the normal distribution. All 0 without a row.
+API_CANccResults NetContentResults(const statistics::Sample& values, const API_CANccLim8& limits);
 
 }  // namespace orvspc::engine::capability

@@ -2,10 +2,8 @@
 #include "engine/capability/Limits.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <string>
-#include <utility>
 
 #include "engine/catalogue/limits.h"
 #include "platform/Enumerations.h"
@@ -19,35 +17,45 @@ constexpr std::int32_t kSpecBits = slfUSL | slfTAR | slfLSL;
 constexpr double kNoLimit = 1e300;
 constexpr std::int32_t kUsualScale = 4;
 
-struct Limit {
+// The figures of a row; flag 0: one that does not lie on the axis of the values.
+struct SpecFigure {
   std::int32_t flag;
+  platform::WireDouble API_CCSpecLim::*stored;
   platform::WireDouble API_CASpecLim8::*field;
 };
-// Those that lie on the axis of the values.
-constexpr Limit kLimits[] = {
-    {slfURL, &API_CASpecLim8::Url}, {slfUSL, &API_CASpecLim8::Usl}, {slfUGB, &API_CASpecLim8::Ugb},
-    {slfTAR, &API_CASpecLim8::Tar}, {slfLGB, &API_CASpecLim8::Lgb}, {slfLSL, &API_CASpecLim8::Lsl},
-    {slfLRL, &API_CASpecLim8::Lrl}, {slfUWP, &API_CASpecLim8::Uwp}, {slfLWP, &API_CASpecLim8::Lwp},
+using Stored = API_CCSpecLim;
+using Record = API_CASpecLim8;
+constexpr SpecFigure kSpecFigures[] = {
+    {slfUSL, &Stored::F_USL, &Record::Usl}, {slfTAR, &Stored::F_TAR, &Record::Tar},
+    {slfLSL, &Stored::F_LSL, &Record::Lsl}, {slfUGB, &Stored::F_UGB, &Record::Ugb},
+    {slfLGB, &Stored::F_LGB, &Record::Lgb}, {slfURL, &Stored::F_URL, &Record::Url},
+    {slfLRL, &Stored::F_LRL, &Record::Lrl}, {slfUWP, &Stored::F_UWP, &Record::Uwp},
+    {slfLWP, &Stored::F_LWP, &Record::Lwp}, {0, &Stored::F_USG, &Record::Usg},
+    {0, &Stored::F_LSG, &Record::Lsg},      {0, &Stored::F_UDS, &Record::Uds},
+    {0, &Stored::F_LDS, &Record::Lds},      {0, &Stored::F_CP, &Record::Cp},
+    {0, &Stored::F_CPK, &Record::Cpk},      {0, &Stored::F_RRMAR, &Record::RRmar},
+    {0, &Stored::F_RRMAX, &Record::RRmax},  {0, &Stored::Double712, &Record::Fctr},
 };
 
 // The streams of one part and test share their limits.
 struct Item {
   std::int32_t part, process, test;  // the process of its first stream, for its name
   std::int32_t oldest, newest;
+  std::vector<std::size_t> places;  // of its streams
 };
 
 std::vector<Item> ItemsOf(std::span<const StreamSample> streams) {
   std::vector<Item> items;
-  for (const auto& stream : streams) {
-    const auto found = std::find_if(items.begin(), items.end(), [&](const Item& each) {
-      return each.part == stream.part && each.test == stream.test;
-    });
-    if (found == items.end()) {
-      items.push_back({stream.part, stream.process, stream.test, stream.oldest, stream.newest});
-    } else {
-      found->oldest = std::min(found->oldest, stream.oldest);
-      found->newest = std::max(found->newest, stream.newest);
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    const auto& [part, process, test, oldest, newest, sample] = streams[i];
+    auto item = items.begin();
+    while (item != items.end() && (item->part != part || item->test != test)) ++item;
+    if (item == items.end()) {
+      item = items.insert(item, {part, process, test, oldest, newest, {}});
     }
+    item->oldest = std::min(item->oldest, oldest);
+    item->newest = std::max(item->newest, newest);
+    item->places.push_back(i);
   }
   return items;
 }
@@ -60,55 +68,34 @@ API_CASpecLim8 RecordOf(const API_CCSpecLim& row) {
   platform::To8Bit(row.Name, record.Text);
   record.Word296 = row.Word552;
   record.Scale = row.F_SCAL;
-  record.Usl = row.F_USL;
-  record.Tar = row.F_TAR;
-  record.Lsl = row.F_LSL;
-  record.Ugb = row.F_UGB;
-  record.Lgb = row.F_LGB;
-  record.Url = row.F_URL;
-  record.Lrl = row.F_LRL;
-  record.Uwp = row.F_UWP;
-  record.Lwp = row.F_LWP;
-  record.Usg = row.F_USG;
-  record.Lsg = row.F_LSG;
-  record.Uds = row.F_UDS;
-  record.Lds = row.F_LDS;
-  record.Cp = row.F_CP;
-  record.Cpk = row.F_CPK;
-  record.RRmar = row.F_RRMAR;
-  record.RRmax = row.F_RRMAX;
-  record.Fctr = row.Double712;
+  for (const auto& [flag, stored, field] : kSpecFigures) record.*field = row.*stored;
   record.EFlag = row.F_EFLAG;
   record.AFlag = row.F_AFLAG;
   return record;
 }
 
 void Apply(const LimitOverride& by, API_CASpecLim8& record) {
-  const std::pair<std::int32_t, double> values[] = {
-      {slfUSL, by.usl}, {slfTAR, by.target}, {slfLSL, by.lsl}};
+  const struct {
+    std::int32_t flag;
+    double value;
+    platform::WireDouble& field;
+  } limits[] = {
+      {slfUSL, by.usl, record.Usl}, {slfTAR, by.target, record.Tar}, {slfLSL, by.lsl, record.Lsl}};
   record.EFlag &= ~kSpecBits;
-  for (const auto& limit : kLimits) {
-    for (const auto& [flag, value] : values) {
-      if (flag != limit.flag) continue;
-      const bool given = std::isfinite(value) && std::fabs(value) < kNoLimit;
-      record.*limit.field = given ? value : 0.0;
-      if (given) record.EFlag |= flag;
-    }
+  for (const auto& [flag, value, field] : limits) {
+    const bool given = std::isfinite(value) && std::fabs(value) < kNoLimit;
+    field = given ? value : 0.0;
+    if (given) record.EFlag |= flag;
   }
   record.AFlag |= record.EFlag & kSpecBits;
 }
 
 // Clears figures that are not finite, and bits without a limit.
 void DropNonFinite(API_CASpecLim8& record) {
-  for (platform::WireDouble* const field :
-       {&record.Usl, &record.Tar, &record.Lsl, &record.Ugb, &record.Lgb, &record.Url, &record.Lrl,
-        &record.Uwp, &record.Lwp, &record.Usg, &record.Lsg, &record.Uds, &record.Lds, &record.Cp,
-        &record.Cpk, &record.RRmar, &record.RRmax, &record.Fctr}) {
-    if (std::isfinite(*field)) continue;
-    for (const auto& limit : kLimits) {
-      if (&(record.*limit.field) == field) record.EFlag &= ~limit.flag;
-    }
-    *field = 0.0;
+  for (const auto& [flag, stored, field] : kSpecFigures) {
+    if (std::isfinite(record.*field)) continue;
+    record.EFlag &= ~flag;
+    record.*field = 0.0;
   }
   record.AFlag &= record.EFlag;
 }
@@ -141,75 +128,56 @@ std::optional<double> OriginOf(const API_CASpecLim8& record, Normalization norma
 }
 
 void MoveDown(API_CASpecLim8& record, double distance) {
-  for (const auto& limit : kLimits) {
-    if ((record.EFlag & limit.flag) != 0) record.*limit.field = record.*limit.field - distance;
+  for (const auto& [flag, stored, field] : kSpecFigures) {
+    if ((record.EFlag & flag) != 0) record.*field = record.*field - distance;
   }
   DropNonFinite(record);
 }
 
-// NaN for a limit without its flag.
-std::array<double, std::size(kLimits)> FiguresOf(const API_CASpecLim8& record, std::int32_t bits) {
-  std::array<double, std::size(kLimits)> figures{};
-  for (std::size_t i = 0; i < figures.size(); ++i) {
-    const bool set = (record.EFlag & bits & kLimits[i].flag) != 0;
-    figures[i] = set ? double{record.*kLimits[i].field} : platform::kNaN;
-  }
-  return figures;
-}
-
-// Compares the limits with these bits, by the width of all.
-bool Agree(const API_CASpecLim8& a, const API_CASpecLim8& b, std::int32_t bits) {
-  const double width =
-      std::max(catalogue::WidthOf(FiguresOf(a, ~0)), catalogue::WidthOf(FiguresOf(b, ~0)));
-  return (a.EFlag & bits) == (b.EFlag & bits) &&
-         catalogue::Agree(FiguresOf(a, bits), FiguresOf(b, bits), width);
-}
-
-using ContentField = platform::WireDouble API_CANccLim8::*;
-struct ContentFigure {
-  std::int32_t flag;
-  ContentField field;
-};
-// Quantities, on the axis of the values, and the percentages of packages allowed beyond them.
-constexpr ContentFigure kQuantities[] = {
-    {catalogue::nclMavL, &API_CANccLim8::MavL}, {catalogue::nclMavU, &API_CANccLim8::MavU},
-    {catalogue::nclT1L, &API_CANccLim8::T1L},   {catalogue::nclT1U, &API_CANccLim8::T1U},
-    {catalogue::nclT2L, &API_CANccLim8::T2L},   {catalogue::nclT2U, &API_CANccLim8::T2U},
-};
-constexpr ContentFigure kPercentages[] = {
-    {catalogue::nclMavLp, &API_CANccLim8::MavLp}, {catalogue::nclMavUp, &API_CANccLim8::MavUp},
-    {catalogue::nclT1Lp, &API_CANccLim8::T1Lp},   {catalogue::nclT1Up, &API_CANccLim8::T1Up},
-    {catalogue::nclT2Lp, &API_CANccLim8::T2Lp},   {catalogue::nclT2Up, &API_CANccLim8::T2Up},
-};
-
-std::vector<double> FiguresOf(const API_CANccLim8& row, std::span<const ContentFigure> figures) {
+// The figures with these bits; NaN for one that the record lacks.
+template <class Row, class Figures>
+std::vector<double> FiguresOf(const Row& record, const Figures& figures, std::int32_t bits) {
   std::vector<double> values;
-  for (const auto& [flag, field] : figures) {
-    values.push_back((row.EFlag & flag) != 0 ? double{row.*field} : platform::kNaN);
+  for (const auto& figure : figures) {
+    const bool has = (record.EFlag & bits & figure.flag) != 0;
+    values.push_back(has ? double{record.*figure.field} : platform::kNaN);
   }
   return values;
 }
 
+// Compares the limits with these bits, by the width of all.
+bool Agree(const API_CASpecLim8& a, const API_CASpecLim8& b, std::int32_t bits) {
+  const double width = std::max(catalogue::WidthOf(FiguresOf(a, kSpecFigures, ~0)),
+                                catalogue::WidthOf(FiguresOf(b, kSpecFigures, ~0)));
+  return (a.EFlag & bits) == (b.EFlag & bits) &&
+         catalogue::Agree(FiguresOf(a, kSpecFigures, bits), FiguresOf(b, kSpecFigures, bits),
+                          width);
+}
+
 bool Agree(const API_CANccLim8& a, const API_CANccLim8& b) {
+  using catalogue::kNetContentFigures;
+  constexpr auto kQuantities = catalogue::kNetContentQuantities;
   constexpr double kAllPackages = 100.0;
-  auto of_a = FiguresOf(a, kQuantities), of_b = FiguresOf(b, kQuantities);
+  auto of_a = FiguresOf(a, kNetContentFigures, kQuantities),
+       of_b = FiguresOf(b, kNetContentFigures, kQuantities);
   of_a.push_back(a.Lsc);
   of_b.push_back(b.Lsc);
   const double width = std::max(catalogue::WidthOf(of_a), catalogue::WidthOf(of_b));
   return a.EFlag == b.EFlag && catalogue::Agree(of_a, of_b, width) &&
          catalogue::Agree(a.Fctr, b.Fctr, std::max(a.Fctr, b.Fctr)) &&
-         catalogue::Agree(FiguresOf(a, kPercentages), FiguresOf(b, kPercentages), kAllPackages);
+         catalogue::Agree(FiguresOf(a, kNetContentFigures, ~kQuantities),
+                          FiguresOf(b, kNetContentFigures, ~kQuantities), kAllPackages);
 }
 
 struct Candidate {
-  Item item;
+  std::int32_t newest;
   API_CASpecLim8 record{};
   double origin = 0.0;
 };
 
 Candidate CandidateOf(store::Store& store, const Item& item,
                       const std::optional<LimitOverride>& override_by, Normalization normalize) {
-  Candidate candidate{item, {}, 0.0};
+  Candidate candidate{item.newest};
   const auto rows = store.SpecLimits(item.part, item.test);
   const auto* const row = catalogue::EffectiveAt(rows, item.newest);
   const auto name = [&] { return store.StreamName(item.part, item.process, item.test); };
@@ -254,25 +222,17 @@ statistics::Tolerance ToleranceOf(const API_CASpecLim8& record) {
 LimitsInForce FindLimits(store::Store& store, std::span<const StreamSample> streams,
                          const std::optional<LimitOverride>& override_by, Normalization normalize) {
   std::vector<Candidate> candidates;
-  for (const auto& item : ItemsOf(streams)) {
-    candidates.push_back(CandidateOf(store, item, override_by, normalize));
-  }
   LimitsInForce limits;
-  for (const auto& stream : streams) {
-    const auto found =
-        std::find_if(candidates.begin(), candidates.end(), [&](const Candidate& each) {
-          return each.item.part == stream.part && each.item.test == stream.test;
-        });
-    limits.origins.push_back(found->origin);
+  limits.origins.resize(streams.size());
+  for (const auto& item : ItemsOf(streams)) {
+    const auto& made = candidates.emplace_back(CandidateOf(store, item, override_by, normalize));
+    for (const auto place : item.places) limits.origins[place] = made.origin;
   }
   if (candidates.empty()) return limits;
-  const auto& newest = *std::max_element(
-      candidates.begin(), candidates.end(),
-      [](const Candidate& a, const Candidate& b) { return a.item.newest < b.item.newest; });
+  const auto& newest = *std::ranges::max_element(candidates, {}, &Candidate::newest);
   const auto all_agree = [&](std::int32_t bits) {
-    return std::all_of(candidates.begin(), candidates.end(), [&](const Candidate& each) {
-      return Agree(each.record, newest.record, bits);
-    });
+    return std::ranges::all_of(
+        candidates, [&](const Candidate& each) { return Agree(each.record, newest.record, bits); });
   };
   if (all_agree(~0)) {
     limits.record = newest.record;
@@ -306,7 +266,7 @@ API_CANccLim8 FindNetContents(store::Store& store, std::span<const StreamSample>
   }
   if (found.empty()) return {};
   const auto agrees = [&](const API_CANccLim8& each) { return Agree(each, found[common]); };
-  if (!missing && std::all_of(found.begin(), found.end(), agrees)) return found[common];
+  if (!missing && std::ranges::all_of(found, agrees)) return found[common];
   store::AddNote("net-contents-differ",
                  "The selected parts and tests have different net contents; none is used.");
   return {};

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/capability/SampleReader.h"
+#include "engine/capability/StreamSample.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/store/Store.h"
 #include "platform/CapabilityRecords.h"

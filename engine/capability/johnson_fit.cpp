@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "engine/capability/CapabilityRun.h"
-#include "engine/capability/Figures.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/Johnson.h"
@@ -101,16 +100,13 @@ statistics::ChiSquareTest Test(const statistics::Sample& sample,
   if (cells < 1) return {};
   statistics::IntervalCounter counter(statistics::EqualProbabilityEdges(curve, cells),
                                       statistics::IntervalCounter::EdgeGoes::Down);
-  SumBlocks(sample, counter,
-            [](statistics::IntervalCounter& mine, const statistics::Sample::Block& block) {
-              mine.Add(block.values);
-            });
+  SumBlocks(sample, counter);
   return statistics::ChiSquareOf(counter.Counts(), curve.FittedParameters());
 }
 
 }  // namespace
 
-std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
+std::int32_t CapabilityRun::FitJohnson(const FitOutput& out) {
   if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
       out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
     store::AddNote("johnson-none",
@@ -131,23 +127,14 @@ std::int32_t CapabilityRun::FitJohnson(const JohnsonOutput& out) {
     return caJohnsonTypeNone;
   }
   const auto& curve = *chosen.curve;
-  const auto tolerance = ToleranceOf(out.limits);
   const double middle = curve.AtScore(0.0), high = curve.AtScore(kReach),
                low = curve.AtScore(-kReach);
-  const auto test = Test(sample_, curve);
-  const statistics::Window window{out.bins.front().XMin, out.bins.back().XMax};
-  std::vector<double> edges;
-  for (const auto& bin : out.bins) edges.push_back(bin.XMin);
-  edges.push_back(window.high);
-  auto expected = ExpectedCounts(&curve, edges, centre_.count);
-
-  out.summary.ZBench = BenchmarkScore(curve, tolerance);
-  out.pps = LongTermIndices({middle, high - middle, middle - low, high - low}, tolerance);
-  SetChiSquare(test, out.chi_square);
-  SetExpected(curve, true, out.limits, out.results);
-  DrawCurve(&curve, window, centre_.count, out.bins.size(), out.x, out.y);
-  report_.expected = std::move(expected);
-  report_.law = curve.Name();
+  WriteFit({&curve,
+            {middle, high - middle, middle - low, high - low},
+            Test(sample_, curve),
+            ExpectedCounts(&curve, out.bins, centre_.count),
+            true},
+           centre_.count, out, report_);
   const auto& of = curve.Parameters();
   report_.gamma = of.gamma;
   report_.delta = of.delta;

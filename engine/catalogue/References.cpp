@@ -55,11 +55,15 @@ TextsOfKinds TextsByKind(std::string (*text_of)(ItemKind)) {
   return texts;
 }
 
-std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connection,
-                                                        ItemKind kind) {
+std::string NameOf(const Names& names, std::int32_t id) {
+  const auto found = names.find(id);
+  return found == names.end() ? std::string() : found->second;
+}
+
+Names ReadNames(sql::Connection& connection, ItemKind kind) {
   static const auto texts =
       TextsByKind([](ItemKind each) { return "SELECT id, name FROM " + TableOf(each); });
-  std::unordered_map<std::int32_t, std::string> names;
+  Names names;
   sql::Query query(connection, texts[static_cast<std::size_t>(kind)]);
   while (query.Step()) names.emplace(query.Int(0), query.Text(1));
   return names;

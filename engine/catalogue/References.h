@@ -73,8 +73,13 @@ struct References {
 using TextsOfKinds = std::array<std::string, kItemKinds>;
 TextsOfKinds TextsByKind(std::string (*text_of)(ItemKind));
 
+// Names by identifier.
+using Names = std::unordered_map<std::int32_t, std::string>;
+// Empty for an unknown identifier.
+std::string NameOf(const Names& names, std::int32_t id);
+
 // Run inside a transaction and throw SqlError.
-std::unordered_map<std::int32_t, std::string> ReadNames(sql::Connection& connection, ItemKind kind);
+Names ReadNames(sql::Connection& connection, ItemKind kind);
 ItemList ReadItems(sql::Connection& connection, ItemKind kind);
 std::vector<ItemGroup> ReadGroups(sql::Connection& connection, ItemKind kind);
 std::vector<ProcessPlace> ReadPlaces(sql::Connection& connection);

@@ -5,7 +5,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <string>
 #include <vector>
@@ -43,6 +45,23 @@ enum NetContentFlag : std::int32_t {
   nclT2Up = 32768,
 };
 
+// Where a row of net contents has its limits, in the order of the columns: each quantity with the
+// percentage of packages allowed beyond it.
+struct NetContentFigure {
+  std::int32_t flag;
+  platform::WireDouble API_CANccLim8::*field;
+};
+inline constexpr NetContentFigure kNetContentFigures[] = {
+    {nclMavL, &API_CANccLim8::MavL}, {nclMavLp, &API_CANccLim8::MavLp},
+    {nclMavU, &API_CANccLim8::MavU}, {nclMavUp, &API_CANccLim8::MavUp},
+    {nclT1L, &API_CANccLim8::T1L},   {nclT1Lp, &API_CANccLim8::T1Lp},
+    {nclT1U, &API_CANccLim8::T1U},   {nclT1Up, &API_CANccLim8::T1Up},
+    {nclT2L, &API_CANccLim8::T2L},   {nclT2Lp, &API_CANccLim8::T2Lp},
+    {nclT2U, &API_CANccLim8::T2U},   {nclT2Up, &API_CANccLim8::T2Up},
+};
+inline constexpr std::int32_t kNetContentQuantities =
+    nclMavL | nclMavU | nclT1L | nclT1U | nclT2L | nclT2U;
+
 struct StoredRule {
   std::int32_t number = 0, priority = 0;
   std::string kind;  // limit zone within outside trend alternate red yellow2
@@ -62,21 +81,14 @@ inline std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]
 // --- The row that is effective at a time ---------------------------------------------------------
 // A Row is anything with an EffectiveTime(row); rows ascend by it.
 
-// The newest row that is effective at a time; null when none is yet.
-template <class Row>
-const Row* EffectiveAt(std::span<const Row> rows, std::int32_t time) {
-  const auto behind = std::partition_point(
-      rows.begin(), rows.end(), [&](const Row& row) { return EffectiveTime(row) <= time; });
-  return behind == rows.begin() ? nullptr : &*(behind - 1);
+// The newest row that is effective at a time; null when none is yet. Not of rows that are gone when
+// it returns.
+template <std::ranges::borrowed_range Rows>
+auto EffectiveAt(Rows&& rows, std::int32_t time) {
+  const auto behind = std::ranges::partition_point(
+      rows, [&](const auto& row) { return EffectiveTime(row) <= time; });
+  return behind == std::ranges::begin(rows) ? nullptr : &*std::prev(behind);
 }
-
-template <class Row>
-const Row* EffectiveAt(const std::vector<Row>& rows, std::int32_t time) {
-  return EffectiveAt(std::span<const Row>(rows), time);
-}
-// The answer would point into rows that are gone.
-template <class Row>
-const Row* EffectiveAt(std::vector<Row>&& rows, std::int32_t time) = delete;
 
 inline constexpr std::int32_t kNoRow = -1;
 

@@ -7,13 +7,10 @@
 #include <string>
 #include <utility>
 
-#include "engine/charts/column_storage.h"
-#include "engine/charts/cusum.h"
+#include "engine/charts/PointTable.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 
-// The process call: from the selection to the points. Reading a finished run is in
-// attribute_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
 
@@ -21,7 +18,7 @@ constexpr std::int32_t kBadArgument = 5;
 
 Suits SuitsChart(const AttributeChart& chart, const store::ControlLimit& limit) {
   if (!SuitsRate(chart, limit.chart_word)) return Suits::OtherChart;
-  return catalogue::IsRate(RateKindOf(chart), limit.row.F_MEAN) ? Suits::Yes : Suits::NoSuchMean;
+  return catalogue::IsRate(chart.Kind(), limit.row.F_MEAN) ? Suits::Yes : Suits::NoSuchMean;
 }
 
 std::string UnsuitedMeanText(const AttributeChart& chart, double mean) {
@@ -35,16 +32,9 @@ std::string UnsuitedMeanText(const AttributeChart& chart, double mean) {
 }  // namespace
 
 void AttributeRun::Clear() {
-  table_.Clear();
-  rows_.Clear();
-  plan_ = AttributePlan();
-  states_.clear();
-  Forget(points_);
+  ClearShared();
   Forget(units_);
   for (auto& lines : ewma_lines_) Forget(lines);
-  Forget(marks_);
-  marked_.reset();
-  is_open_ = false;
 }
 
 std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
@@ -80,7 +70,6 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
 }
 
 void AttributeRun::MakeUnits() {
-  const bool counts_defects = plan_.chart->counted && !plan_.chart->defectives;
   units_.assign(table_.Count(), 0.0);
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
@@ -90,9 +79,7 @@ void AttributeRun::MakeUnits() {
       const double size = table_.sizes[place];
       states_[s].no_size = states_[s].no_size || size == 0.0;
       states_[s].some_size = states_[s].some_size || size != 0.0;
-      double units = size;
-      // Only a count of defects makes sense without a size: that of one unit.
-      if (size == 0.0 && counts_defects) units = 1.0;
+      double units = size == 0.0 && plan_.chart->BearsNoSize() ? 1.0 : size;
       if (plan_.chart->per_opportunity && size != 0.0) {
         const auto* const row = opportunities.At(rows_.StampAt(place));
         const std::int32_t known = row == nullptr ? 0 : row->F_OPPS;
@@ -127,47 +114,40 @@ void AttributeRun::Estimate() {
 }
 
 void AttributeRun::MakePoints() {
-  auto& counts = plan_.chart->defectives ? table_.defectives : table_.defects;
-  points_ = std::move(counts);
-  for (std::size_t place = 0; place < points_.size(); ++place) {
-    if (!plan_.chart->counted) points_[place] = plan_.chart->scale * points_[place] / units_[place];
-    if (!(units_[place] > 0.0) || !std::isfinite(points_[place])) points_[place] = platform::kNaN;
+  auto& points = points_[0];
+  points = std::move(plan_.chart->defectives ? table_.defectives : table_.defects);
+  for (std::size_t place = 0; place < points.size(); ++place) {
+    if (!plan_.chart->counted) points[place] = plan_.chart->scale * points[place] / units_[place];
+    if (!(units_[place] > 0.0) || !std::isfinite(points[place])) points[place] = platform::kNaN;
   }
   Forget(table_.defects);
   Forget(table_.defectives);
 }
 
-AttributeLines AttributeRun::LinesOf(std::size_t stream, bool calculated) const {
-  const auto* const ewma = plan_.ewma == EwmaKind::None ? nullptr : &ewma_lines_[calculated];
-  return AttributeLines(
-      {plan_, rows_, units_, ewma, states_[stream].rate, stream, calculated, plan_.cusum});
+AttributeLines AttributeRun::LinesOf(std::size_t stream, std::size_t, bool calculated,
+                                     bool plain) const {
+  const auto* const ewma =
+      plain || plan_.ewma == EwmaKind::None ? nullptr : &ewma_lines_[calculated];
+  return AttributeLines({plan_, rows_, units_, ewma, states_[stream].rate, stream, calculated,
+                         plan_.cusum && !plain});
 }
 
-AttributeLines AttributeRun::PlainLinesOf(std::size_t stream, bool calculated) const {
-  return AttributeLines(
-      {plan_, rows_, units_, nullptr, states_[stream].rate, stream, calculated, false});
-}
-
-void AttributeRun::MakeCusum() {
-  for (std::size_t s = 0; s < states_.size(); ++s) {
-    auto lines = PlainLinesOf(s, false);
-    states_[s].no_cusum = FillCusum(
-                              table_, table_.Streams()[s], rows_,
-                              [&](std::size_t place) { return lines.At(place); }, points_)
-                              .no_sigma;
-  }
+std::int32_t AttributeRun::SizeAt(std::size_t, std::size_t place) const {
+  if (std::isnan(points_[0][place])) return 0;
+  // A count without a size is one of a single unit.
+  return static_cast<std::int32_t>(std::max(std::round(table_.sizes[place]), 1.0));
 }
 
 void AttributeRun::MakeEwma() {
   // Both forms are taken about the points themselves, which the form in force then replaces.
-  std::vector<double> shown(points_.size());
+  std::vector<double> shown(points_[0].size());
   for (const bool calculated : {true, false}) {
     if (calculated && !rows_.HasStoredLimits()) continue;
-    ewma_lines_[calculated].resize(points_.size());
+    ewma_lines_[calculated].resize(points_[0].size());
     for (std::size_t s = 0; s < states_.size(); ++s) MakeEwmaLines(calculated, s, shown);
   }
   if (!rows_.HasStoredLimits()) ewma_lines_[true] = ewma_lines_[false];
-  points_ = std::move(shown);
+  points_[0] = std::move(shown);
 }
 
 void AttributeRun::MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown) {
@@ -176,13 +156,13 @@ void AttributeRun::MakeEwmaLines(bool calculated, std::size_t s, std::span<doubl
   const bool moving = plan_.ewma == EwmaKind::MovingCentre;
   std::vector<double> points(count), centre(count), sigma(count);
   std::vector<std::uint8_t> restart(count, 0);
-  auto plain = PlainLinesOf(s, calculated);
+  auto plain = LinesOf(s, 0, calculated, true);
   for (std::size_t i = 0; i < count; ++i) {
     const auto place = stream.begin + i;
     const auto lines = plain.At(place);
     // A moving centre line follows the rate, so that a count is judged by the units of its point.
     const double factor = moving ? plain.FactorAt(place) : 1.0;
-    points[i] = points_[place] / factor;
+    points[i] = points_[0][place] / factor;
     centre[i] = moving ? plain.RateAt(place).Value() : lines.centre;
     sigma[i] = lines.sigma;
     restart[i] = !calculated && rows_.RestartsAt(stream, place) ? 1 : 0;
@@ -197,7 +177,7 @@ void AttributeRun::MakeEwmaLines(bool calculated, std::size_t s, std::span<doubl
     auto& lines = ewma_lines_[calculated][place];
     if (moving) {
       lines = plain.LimitsAt(statistics::Rate{series.centre[i], 1.0}, place);
-      shown[place] = points_[place];
+      shown[place] = points_[0][place];
       continue;
     }
     lines = FiniteOnly({series.centre[i], series.upper[i], series.lower[i], series.sigma[i]});
@@ -214,15 +194,14 @@ std::vector<double> AttributeRun::UnitsInspected() const {
 }
 
 void AttributeRun::AddNotes(store::Store& store) const {
-  for (const auto& note : plan_.notes)
-    store::AddNote(std::string(note.code), std::string(note.text));
+  for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
   if (!rows_.Data().sizes.empty()) {
     store::AddNote(
         "sizes-rounded",
         "Inspected sizes that are not whole numbers are shown rounded; points and limits "
         "use them as they are.");
   }
-  const bool bears_no_size = plan_.chart->counted && !plan_.chart->defectives;
+  const bool bears_no_size = plan_.chart->BearsNoSize();
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
     const auto note = [&](bool applies, const char* code, const std::string& text) {

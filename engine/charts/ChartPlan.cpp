@@ -1,18 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/charts/ChartPlan.h"
 
+#include <iterator>
+
 namespace orvspc::engine::charts {
 namespace {
 
-constexpr std::int32_t kXBar = 1, kXMed = 2, kIx = 3, kPc = 5;
+static_assert(std::all_of(std::begin(kKinds), std::end(kKinds),
+                          [](const KindRow& row) { return &RowOf(row.kind) == &row; }));
+
+constexpr std::int32_t kXBar = 1, kXMed = 2, kIx = 3;
 constexpr std::int32_t kRange = 1, kSd = 2, kMr = 3, kCv = 4;
 constexpr std::int32_t kCusumBit = 16;
 
 struct Codes {
   std::int32_t graph1, graph2, graph3;
+
+  bool IsThreeWay() const { return (graph1 == kXBar || graph1 == kXMed) && graph2 == kMr; }
 };
 
 Codes CodesOf(std::int32_t word) { return {(word >> 8) & 15, (word >> 4) & 15, word & 15}; }
+
+// None for a code that the graph has not.
+ChartKind KindOf(std::int32_t graph, std::int32_t code) {
+  const auto* const row = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const auto& each) {
+    return each.graph == graph && each.code == code;
+  });
+  return row == std::end(kKinds) ? ChartKind::None : row->kind;
+}
+
+bool IsWord(std::int32_t word, bool knows_graph1) {
+  const auto codes = CodesOf(word);
+  const auto has = [](std::int32_t graph, std::int32_t code) {
+    return code == 0 || KindOf(graph, code) != ChartKind::None;
+  };
+  return (word & ~0xFFF) == 0 && (codes.graph1 == 0 || knows_graph1) && has(2, codes.graph2) &&
+         has(3, codes.graph3);
+}
 
 Codes BestGuess(Codes asked, bool leave_all, const DataShape& shape) {
   asked.graph1 = shape.SinglePieces() ? kIx : kXBar;
@@ -24,39 +48,44 @@ Codes BestGuess(Codes asked, bool leave_all, const DataShape& shape) {
   return asked;
 }
 
+constexpr std::int32_t kP = 0xD, kC = 0xE, kU = 0xF;
+// The fields in the order of their declaration.
+constexpr AttributeChart kAttributeCharts[] = {
+    {0x8, true, false, 1e3, false, "defectives / units"},
+    {0x9, false, false, 1e3, true, "defects / opportunities"},
+    {0xA, true, false, 1e6, false, "defectives / units"},
+    {0xB, false, false, 1e6, true, "defects / opportunities"},
+    {0xC, true, true, 1.0, false, "defectives / units"},
+    {kP, true, false, 1.0, false, "defectives / units"},
+    {kC, false, true, 1.0, false, "defects / units"},
+    {kU, false, false, 1.0, false, "defects / units"},
+};
+
+const AttributeChart* ChartOf(std::int32_t code) {
+  const auto* const found = std::find_if(std::begin(kAttributeCharts), std::end(kAttributeCharts),
+                                         [&](const auto& chart) { return chart.code == code; });
+  return found == std::end(kAttributeCharts) ? nullptr : found;
+}
+
+// Never a chart of counted defectives: its word reads as that of their share.
+std::int32_t BestGuess(const AttributeShape& shape) {
+  if (!shape.only_defects) return kP;
+  return shape.sizes_differ ? kU : kC;
+}
+
 }  // namespace
 
-std::int32_t ChartPlan::GraphCount() const {
-  return kinds[2] != ChartKind::None ? 3 : kinds[1] != ChartKind::None ? 2 : 1;
-}
-
-bool ChartPlan::SigmaFromPoints() const { return kinds[0] == ChartKind::Individuals || three_way; }
-
-ChartKind ChartPlan::LinesOf(std::size_t graph) const {
-  return graph == 0 && three_way ? ChartKind::Individuals : kinds[graph];
-}
-
 bool IsVariableWord(std::int32_t chart_word) {
-  const auto codes = CodesOf(chart_word);
-  return (chart_word & ~0xFFF) == 0 && codes.graph1 <= kPc && codes.graph2 <= kCv &&
-         codes.graph3 <= kSd;
+  return IsWord(chart_word, KindOf(1, CodesOf(chart_word).graph1) != ChartKind::None);
 }
 
 bool IsIndividualsWord(std::int32_t chart_word) {
   const auto codes = CodesOf(chart_word);
-  return codes.graph1 == kIx ||
-         ((codes.graph1 == kXBar || codes.graph1 == kXMed) && codes.graph2 == kMr);
+  return codes.graph1 == kIx || codes.IsThreeWay();
 }
-
-bool HasThirdGraph(std::int32_t chart_word) { return CodesOf(chart_word).graph3 != 0; }
 
 ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_word,
                             const DataShape& shape) {
-  constexpr std::array kGraph1 = {ChartKind::None,          ChartKind::Mean,
-                                  ChartKind::Median,        ChartKind::Individuals,
-                                  ChartKind::MovingAverage, ChartKind::PreControl};
-  constexpr std::array kGraph2 = {ChartKind::None, ChartKind::Range, ChartKind::Sd,
-                                  ChartKind::MovingRange, ChartKind::Cv};
   ChartPlan plan;
   auto codes = CodesOf(chart_word);
   if (codes.graph1 == 0) codes = BestGuess(codes, chart_word == 0, shape);
@@ -80,23 +109,48 @@ ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_wor
     }
   }
 
-  const auto graph1 = static_cast<std::size_t>(codes.graph1);
-  const auto graph2 = static_cast<std::size_t>(codes.graph2);
-  plan.kinds[0] = kGraph1[graph1];
-  plan.kinds[1] = kGraph2[graph2];
-  plan.three_way = (codes.graph1 == kXBar || codes.graph1 == kXMed) && codes.graph2 == kMr;
+  plan.kinds[0] = KindOf(1, codes.graph1);
+  plan.kinds[1] = KindOf(2, codes.graph2);
+  plan.three_way = codes.IsThreeWay();
   if (codes.graph3 != 0) {
     // A three-way chart is about the subgroup: its third graph looks inside the subgroup.
     const bool within = shape.HasReadings() && (!plan.three_way || shape.SinglePieces());
-    const bool range = codes.graph3 == kRange;
-    plan.kinds[2] = within ? (range ? ChartKind::PieceRange : ChartKind::PieceSd)
-                           : (range ? ChartKind::Range : ChartKind::Sd);
+    plan.kinds[2] = KindOf(within ? 3 : 2, codes.graph3);
   }
   plan.word = codes.graph1 << 8 | codes.graph2 << 4 | codes.graph3;
   plan.cusum = (processing_word & kCusumBit) != 0;
   if (plan.cusum && plan.kinds[0] == ChartKind::PreControl) {
     plan.cusum = false;
     plan.notes.push_back({"option-ignored", "A pre-control chart has no cusum."});
+  }
+  return plan;
+}
+
+bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
+  return chart_word == 0 || catalogue::RateKindOf(chart_word) == chart.Kind();
+}
+
+bool IsAttributeWord(std::int32_t chart_word) {
+  return IsWord(chart_word, ChartOf(CodesOf(chart_word).graph1) != nullptr);
+}
+
+AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processing_word, double ewma,
+                                 const AttributeShape& shape) {
+  AttributePlan plan;
+  const auto graph1 = CodesOf(chart_word).graph1;
+  plan.chart = ChartOf(graph1 == 0 ? BestGuess(shape) : graph1);
+  if ((chart_word & 0xFF) != 0) {
+    plan.notes.push_back(
+        {"graph-dropped", "Graphs 2 and 3 are left out: a chart of counts is one graph."});
+  }
+  plan.cusum = (processing_word & kCusumBit) != 0;
+  // The two low bits are ambiguous (grouping or EWMA); use the ewma argument.
+  plan.ewma = ewma == 1.0   ? EwmaKind::Standard
+              : ewma == 2.0 ? EwmaKind::MovingCentre
+                            : EwmaKind::None;
+  if (plan.cusum && plan.ewma != EwmaKind::None) {
+    plan.ewma = EwmaKind::None;
+    plan.notes.push_back({"option-ignored", "The cusum is drawn; the EWMA asked for too is not."});
   }
   return plan;
 }

@@ -12,8 +12,6 @@ namespace {
 
 using platform::kNaN;
 
-enum class Source { Ranges, Deviations, MovingRanges };
-
 Source AutoSource(const DataShape& shape) {
   if (shape.SinglePieces()) return Source::MovingRanges;
   return shape.RangesServe() ? Source::Ranges : Source::Deviations;
@@ -21,17 +19,8 @@ Source AutoSource(const DataShape& shape) {
 
 // Estimator of a graph of ranges or deviations; what decides by itself otherwise.
 Source SourceOf(ChartKind kind, Source otherwise) {
-  switch (kind) {
-    case ChartKind::Range:
-    case ChartKind::PieceRange:
-      return Source::Ranges;
-    case ChartKind::Sd:
-    case ChartKind::Cv:
-    case ChartKind::PieceSd:
-      return Source::Deviations;
-    default:
-      return otherwise;
-  }
+  const auto source = RowOf(kind).source;
+  return source == Source::ByShape ? otherwise : source;
 }
 
 // Sigma of one piece such that the points spread with it over the root of the mean size.
@@ -49,19 +38,16 @@ statistics::SigmaEstimate From(Source source, const EstimateInput& input,
       return statistics::SigmaFromRanges(input.ranges, input.sizes, setting, input.used);
     case Source::Deviations:
       return statistics::SigmaFromSds(input.sds, input.sizes, setting, input.used);
-    case Source::MovingRanges:
-      break;
+    default:
+      return FromPoints(input, mean_size, setting);
   }
-  return FromPoints(input, mean_size, setting);
 }
 
 statistics::SigmaEstimate FromReadings(ChartKind kind, const EstimateInput& input,
                                        statistics::EstimatorSetting setting) {
-  return kind == ChartKind::PieceRange
-             ? statistics::SigmaFromRanges(input.piece_statistics, input.piece_sizes, setting,
-                                           input.piece_used)
-             : statistics::SigmaFromSds(input.piece_statistics, input.piece_sizes, setting,
-                                        input.piece_used);
+  const auto& from =
+      RowOf(kind).source == Source::Ranges ? statistics::SigmaFromRanges : statistics::SigmaFromSds;
+  return from(input.piece_statistics, input.piece_sizes, setting, input.piece_used);
 }
 
 // The source of SP: the row of the chart in the table of estimates.
@@ -110,9 +96,7 @@ bool NeedsDeviations(const ChartPlan& plan, const DataShape& shape) {
 DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t> used) {
   DataShape shape;
   for (std::size_t i = 0; i < sizes.size(); ++i) {
-    if (sizes[i] < 1 || (!used.empty() && used[i] == 0)) continue;
-    shape.least_size = shape.least_size == 0 ? sizes[i] : std::min(shape.least_size, sizes[i]);
-    shape.largest_size = std::max(shape.largest_size, sizes[i]);
+    if (used.empty() || used[i] != 0) shape.AddSize(sizes[i]);
   }
   return shape;
 }
@@ -126,7 +110,7 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
       shape.least_size == shape.largest_size ? shape.largest_size : MeanOf(input.sizes, input.used);
   result.mean_readings = MeanOf(input.piece_sizes, input.piece_used);
 
-  const bool plain = plan.kinds[0] == ChartKind::Individuals || plan.three_way;
+  const bool plain = plan.SigmaFromPoints();
   result.mean = plain ? statistics::PlainCentre(input.base, input.used)
                       : statistics::WeightedCentre(input.base, input.sizes, input.used);
   result.mean_name = plain ? "mean of the points" : "mean weighted by size";
@@ -140,17 +124,13 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   result.within = own_within
                       ? From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size)
                       : result.sp;
-  switch (plan.kinds[2]) {
-    case ChartKind::None:
-      result.sw = result.within;
-      break;
-    case ChartKind::PieceRange:
-    case ChartKind::PieceSd:
-      result.sw = FromReadings(plan.kinds[2], input, setting);
-      if (own_within) result.within = From(automatic, input, setting, result.mean_size);
-      break;
-    default:
-      result.sw = From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size);
+  if (plan.kinds[2] == ChartKind::None) {
+    result.sw = result.within;
+  } else if (plan.WithinPieces()) {
+    result.sw = FromReadings(plan.kinds[2], input, setting);
+    if (own_within) result.within = From(automatic, input, setting, result.mean_size);
+  } else {
+    result.sw = From(SourceOf(plan.kinds[2], automatic), input, setting, result.mean_size);
   }
   result.own_moving =
       plan.kinds[1] == ChartKind::MovingRange && !plan.SigmaFromPoints() && !shape.SinglePieces();
@@ -163,17 +143,11 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
 }
 
 double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph) {
-  switch (plan.kinds[graph]) {
-    case ChartKind::None:
-      return 0.0;
-    case ChartKind::MovingRange:
-      return 2.0;
-    case ChartKind::PieceRange:
-    case ChartKind::PieceSd:
-      return estimates.mean_readings;
-    default:
-      return estimates.mean_size;
-  }
+  if (plan.kinds[graph] == ChartKind::None) return 0.0;
+  const auto size = RowOf(plan.kinds[graph]).size;
+  return size == SizeOf::Pair       ? 2.0
+         : size == SizeOf::Readings ? estimates.mean_readings
+                                    : estimates.mean_size;
 }
 
 StreamReport ReportOf(const ChartStream& stream, const StreamEstimates& estimates) {

@@ -2,6 +2,10 @@
 #include "engine/charts/Marks.h"
 
 #include <algorithm>
+#include <cmath>
+
+#include "engine/catalogue/limits.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
 namespace {
@@ -29,12 +33,6 @@ struct Scratch {
     lower[i] = lines.lower;
   }
 };
-
-std::size_t LongestRun(std::span<const statistics::RunRule> rules) {
-  std::size_t longest = 1;
-  for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
-  return longest;
-}
 
 // The place from which `count` used points lie before `begin`.
 std::size_t StepBack(std::span<const std::uint8_t> used, std::size_t begin, std::size_t count) {
@@ -71,6 +69,14 @@ void EvaluateStretch(const MarkInput& input, std::span<const statistics::RunRule
   statistics::EvaluateRules(run, rules, std::span(scratch.marks).first(count));
 }
 
+// Of two pieces as far from the target, the first.
+double Farthest(std::span<const double> pieces, double target) {
+  if (pieces.empty() || std::isnan(target)) return platform::kNaN;
+  return *std::max_element(pieces.begin(), pieces.end(), [&](double a, double b) {
+    return std::fabs(a - target) < std::fabs(b - target);
+  });
+}
+
 }  // namespace
 
 void ConvertRules(std::span<const store::StoredRule> stored,
@@ -91,20 +97,17 @@ void ConvertRules(std::span<const store::StoredRule> stored,
 
 void SelectForGraph(std::span<const statistics::RunRule> rules, ChartKind kind, bool weighted,
                     std::vector<statistics::RunRule>& selected) {
-  const bool levels =
-      kind == ChartKind::Mean || kind == ChartKind::Median || kind == ChartKind::Individuals;
+  using statistics::RuleKind;
   selected.clear();
   for (const auto& rule : rules) {
-    const bool zones =
-        rule.kind == statistics::RuleKind::Red || rule.kind == statistics::RuleKind::Yellow2;
-    const bool of_counts = (rule.kind == statistics::RuleKind::Zone && rule.zone == 0.0) ||
-                           rule.kind == statistics::RuleKind::Trend ||
-                           rule.kind == statistics::RuleKind::Alternate;
-    const bool wanted = kind == ChartKind::PreControl ? zones
-                        : levels && !weighted
-                            ? !zones
-                            : rule.kind == statistics::RuleKind::Limit ||
-                                  (kind == ChartKind::Attribute && !weighted && of_counts);
+    const bool zones = rule.kind == RuleKind::Red || rule.kind == RuleKind::Yellow2;
+    const bool of_counts = (rule.kind == RuleKind::Zone && rule.zone == 0.0) ||
+                           rule.kind == RuleKind::Trend || rule.kind == RuleKind::Alternate;
+    const bool wanted = kind == ChartKind::PreControl         ? zones
+                        : RowOf(kind).every_rule && !weighted ? !zones
+                        : kind == ChartKind::Attribute && !weighted
+                            ? of_counts || rule.kind == RuleKind::Limit
+                            : rule.kind == RuleKind::Limit;
     if (wanted) selected.push_back(rule);
   }
 }
@@ -112,7 +115,8 @@ void SelectForGraph(std::span<const statistics::RunRule> rules, ChartKind kind, 
 void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> rules,
                    std::span<std::uint32_t> marks, std::size_t from, std::size_t to) {
   thread_local Scratch scratch;
-  const auto longest = LongestRun(rules);
+  std::size_t longest = 1;
+  for (const auto& rule : rules) longest = std::max(longest, static_cast<std::size_t>(rule.m));
   const auto stretch = std::max(kStretch, 8 * longest);
   scratch.constant_count = 0;
   for (auto begin = from; begin < to;) {
@@ -124,6 +128,34 @@ void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> 
                 marks.begin() + static_cast<std::ptrdiff_t>(begin));
     begin = end;
   }
+}
+
+bool FillPreControl(const PreControlInput& input, std::span<double> points,
+                    std::span<std::uint32_t> marks) {
+  catalogue::EffectiveRows rows(input.specs);
+  store::PieceReader reader(input.data);
+  std::vector<statistics::PieceZone> zones;
+  std::vector<std::size_t> place_of;  // of each zone
+  bool any = false;
+  for (auto place = input.stream.begin; place < input.stream.end; ++place) {
+    const auto subgroup = input.table.SubgroupAt(place);
+    const auto* const row = rows.At(input.data.subgroups[subgroup].Sgtm);
+    const auto spec = row == nullptr ? catalogue::SpecLimits() : catalogue::SpecLimitsOf(*row);
+    const auto lines = statistics::PreControlLinesOf(spec.lsl, spec.target, spec.usl);
+    const auto pieces = reader.Pieces(subgroup);
+    points[place] = Farthest(pieces, lines.target);
+    marks[place] = 0;
+    any = any || !std::isnan(lines.target);
+    if (!input.table.IsUsed(place)) continue;
+    for (const double piece : pieces) {
+      zones.push_back(statistics::ZoneOf(piece, spec.lsl, spec.target, spec.usl));
+      place_of.push_back(place);
+    }
+  }
+  std::vector<std::uint32_t> piece_marks(zones.size());
+  statistics::EvaluatePreControl(zones, input.rules, piece_marks);
+  for (std::size_t i = 0; i < zones.size(); ++i) marks[place_of[i]] |= piece_marks[i];
+  return any;
 }
 
 }  // namespace orvspc::engine::charts

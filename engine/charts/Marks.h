@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
+#include "engine/charts/PointTable.h"
 #include "engine/statistics/ChartFormulas.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
@@ -40,5 +41,21 @@ struct MarkInput {
 // one stream may be worked through at the same time, each with an input of its own.
 void EvaluateMarks(const MarkInput& input, std::span<const statistics::RunRule> rules,
                    std::span<std::uint32_t> marks, std::size_t from, std::size_t to);
+
+// Pre-control of one stream: each piece is judged by the specification limits in force at its
+// subgroup.
+struct PreControlInput {
+  const store::DataSet& data;
+  const PointTable& table;
+  const ChartStream& stream;
+  std::span<const API_CCSpecLim> specs;
+  std::span<const statistics::RunRule> rules;  // zone rules alone
+};
+
+// Writes the points of the stream, each the piece farthest from the target, and their marks, both
+// in columns of the table. False when the stream has no lines at any point; its points are then
+// NaN.
+bool FillPreControl(const PreControlInput& input, std::span<double> points,
+                    std::span<std::uint32_t> marks);
 
 }  // namespace orvspc::engine::charts

@@ -2,11 +2,58 @@
 #include "engine/charts/PointTable.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "engine/statistics/Moments.h"
+#include "platform/Enumerations.h"
 
 namespace orvspc::engine::charts {
+
+void StreamTable::ClearStreams() {
+  streams_.clear();
+  Forget(order_);
+  Forget(used_);
+}
+
+void StreamTable::AddStream(const API_SubgroupData& row, std::size_t count) {
+  streams_.push_back({row.Part, row.Prcs, row.Test, 0, count});
+}
+
+void StreamTable::Disuse(std::size_t place, std::size_t count) {
+  if (used_.empty()) used_.assign(count, 1);
+  used_[place] = 0;
+}
+
+// Streams in the order of their first subgroup; a counting sort keeps the order inside each.
+void StreamTable::SplitStreams(const store::DataSet& data) {
+  const auto count = data.subgroups.size();
+  std::map<std::tuple<std::int32_t, std::int32_t, std::int32_t>, std::size_t> numbers;
+  std::vector<std::uint32_t> stream_of(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto& row = data.subgroups[i];
+    const auto [found, fresh] =
+        numbers.try_emplace(std::tuple(row.Part, row.Prcs, row.Test), streams_.size());
+    if (fresh) AddStream(row, 0);
+    stream_of[i] = static_cast<std::uint32_t>(found->second);
+    ++streams_[found->second].end;
+  }
+  std::size_t place = 0;
+  for (auto& stream : streams_) {
+    stream.begin = place;
+    place += stream.end;
+    stream.end = stream.begin;
+  }
+  order_.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    order_[streams_[stream_of[i]].end++] = static_cast<std::uint32_t>(i);
+  }
+}
+
 namespace {
 
 using platform::kNaN;
@@ -56,6 +103,46 @@ double DeviationOf(std::span<const double> pieces, double mean) {
   return std::sqrt(std::max(0.0, squares - sum * sum / n) / (n - 1.0));
 }
 
+struct Counts {
+  double defects = 0.0, defectives = 0.0;
+};
+
+class CountReader {
+ public:
+  explicit CountReader(const store::DataSet& data) : data_(data) {}
+
+  Counts Read(std::size_t subgroup, bool of_defectives) {
+    Counts counts;
+    units_.clear();
+    const auto rows = store::RowsOf(data_, subgroup);
+    for (auto row = rows.begin; row < rows.begin + rows.count; ++row) {
+      const double value = data_.values[row];
+      if (!std::isfinite(value)) continue;
+      counts.defects += value;
+      // Rows without keys count 1, 2, ... inside their subgroup.
+      const auto unit = data_.keys.empty() ? static_cast<std::int32_t>(row - rows.begin) + 1
+                                           : data_.keys[row].Tsno;
+      if (unit == 0) {
+        counts.defectives += value;
+      } else {
+        units_.emplace_back(unit, of_defectives ? value : (value > 0.0 ? 1.0 : 0.0));
+      }
+    }
+    std::sort(units_.begin(), units_.end());
+    double bad = 0.0;
+    for (std::size_t i = 0; i < units_.size(); ++i) {
+      // The last of a unit is its largest.
+      if (i + 1 == units_.size() || units_[i + 1].first != units_[i].first) bad += units_[i].second;
+    }
+    counts.defectives += bad;
+    return counts;
+  }
+
+ private:
+  const store::DataSet& data_;
+  std::vector<std::pair<std::int32_t, double>> units_;
+};
+
 }  // namespace
 
 bool Overflows::In(const ChartStream& stream) const {
@@ -66,9 +153,9 @@ bool Overflows::In(const ChartStream& stream) const {
 
 void PointTable::Clear() {
   ClearStreams();
-  sizes_.clear();
-  means.clear();
-  ranges.clear();
+  Forget(sizes_);
+  Forget(means);
+  Forget(ranges);
   overflows.Clear();
 }
 
@@ -79,39 +166,29 @@ void PointTable::Build(const store::DataSet& data, std::int32_t status) {
   means.resize(count);
   ranges.resize(count);
   store::PieceReader reader(data);
-  StreamTable::Build(
-      data, status,
-      [&](std::size_t place, std::size_t subgroup) { FillPlace(reader, place, subgroup); },
-      [&] { overflows.Clear(); });
-}
-
-void PointTable::FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup) {
-  const auto pieces = reader.Pieces(subgroup);
-  const auto summary = SummarisePieces(pieces);
-  sizes_[place] = static_cast<std::int32_t>(pieces.size());
-  means[place] = summary.mean;
-  ranges[place] = overflows.Keep(summary.range, place);
+  const auto fill = [&](std::size_t place, std::size_t subgroup) {
+    const auto pieces = reader.Pieces(subgroup);
+    const auto [mean, range] = SummarisePieces(pieces);
+    sizes_[place] = static_cast<std::int32_t>(pieces.size());
+    means[place] = mean;
+    ranges[place] = overflows.Keep(range, place);
+  };
+  StreamTable::Build(data, status, fill, [&] { overflows.Clear(); });
 }
 
 DataShape PointTable::Shape(const store::DataSet& data) const {
   DataShape shape;
-  const bool any_used = Used().empty() || std::any_of(Used().begin(), Used().end(),
-                                                      [](auto used) { return used != 0; });
   const bool any_readings = std::any_of(data.keys.begin(), data.keys.end(),
                                         [](const store::RowKey& key) { return key.Sbno > 0; });
   store::PieceReader reader(data);
-  for (std::size_t place = 0; place < Count(); ++place) {
-    if (any_used && !IsUsed(place)) continue;
-    if (const auto size = sizes_[place]; size > 0) {
-      shape.least_size = shape.least_size == 0 ? size : std::min(shape.least_size, size);
-      shape.largest_size = std::max(shape.largest_size, size);
-    }
-    if (!any_readings) continue;
+  ForEachThatCounts([&](std::size_t place) {
+    shape.AddSize(sizes_[place]);
+    if (!any_readings) return;
     reader.ForEachPieceWithReadings(SubgroupAt(place), [&](std::span<const double> readings) {
       shape.most_readings =
           std::max(shape.most_readings, static_cast<std::int32_t>(readings.size()));
     });
-  }
+  });
   return shape;
 }
 
@@ -158,6 +235,50 @@ WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, boo
   }
   within.begin.push_back(static_cast<std::uint32_t>(within.sizes.size()));
   return within;
+}
+
+void AttributeTable::Clear() {
+  ClearStreams();
+  Forget(sizes);
+  Forget(defects);
+  Forget(defectives);
+  only_defects_ = true;
+}
+
+void AttributeTable::Build(const store::DataSet& data, std::int32_t status,
+                           const std::function<std::int32_t(std::int32_t test)>& type_of) {
+  Clear();
+  const auto count = data.subgroups.size();
+  sizes.resize(count);
+  defects.resize(count);
+  defectives.resize(count);
+  CountReader reader(data);
+  std::int32_t test = 0;
+  bool of_defectives = false;
+  const auto fill = [&](std::size_t place, std::size_t subgroup) {
+    const auto& row = data.subgroups[subgroup];
+    if (place == 0 || row.Test != test) {
+      test = row.Test;
+      of_defectives = type_of(test) == ttDefectives;
+      only_defects_ = only_defects_ && !of_defectives;
+    }
+    const auto counts = reader.Read(subgroup, of_defectives);
+    sizes[place] = std::max(data.SizeOf(subgroup), 0.0);
+    defects[place] = counts.defects;
+    defectives[place] = counts.defectives;
+  };
+  StreamTable::Build(data, status, fill, [] {});
+}
+
+AttributeShape AttributeTable::Shape() const {
+  AttributeShape shape;
+  shape.only_defects = only_defects_;
+  std::optional<double> first;
+  ForEachThatCounts([&](std::size_t place) {
+    if (!first) first = sizes[place];
+    shape.sizes_differ = shape.sizes_differ || sizes[place] != *first;
+  });
+  return shape;
 }
 
 }  // namespace orvspc::engine::charts

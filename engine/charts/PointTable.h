@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -9,12 +10,112 @@
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
-#include "engine/charts/StreamTable.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/Store.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
+
+// Columns beyond this many elements go back to the system, smaller ones wait for the next chart.
+inline constexpr std::size_t kKeptElements = std::size_t{1} << 16;
+
+// Empties a column. Assigning {} would keep the storage, however large.
+template <class T>
+void Forget(std::vector<T>& column) {
+  column.clear();
+  if (column.capacity() > kKeptElements) column.shrink_to_fit();
+}
+
+// Subgroups of one part, process and test. Nothing is estimated, compared or run across streams.
+struct ChartStream {
+  std::int32_t part = 0, process = 0, test = 0;
+  std::size_t begin = 0, end = 0;  // places in the columns of the table
+
+  std::size_t Count() const { return end - begin; }
+};
+
+// A place in a column that belongs to the stream.
+template <class T>
+std::span<const T> Part(const std::vector<T>& column, const ChartStream& stream) {
+  if (column.empty()) return {};
+  return {column.data() + stream.begin, stream.Count()};
+}
+
+// Which place a subgroup has in the columns of a run: stream after stream, each in the order of the
+// data set. And which subgroups count.
+class StreamTable {
+ public:
+  // Calls fill(place, subgroup) for each place. One stream takes one pass over the rows; on a
+  // second stream it restarts: calls begin_anew() and fills again in stream order. status: the
+  // states that the selection asked for, bits 1, 2, 4 for enabled, disabled, incomplete. Where
+  // enabled ones were not asked for, whatever was asked for counts.
+  template <class Fill, class BeginAnew>
+  void Build(const store::DataSet& data, std::int32_t status, Fill fill, BeginAnew begin_anew) {
+    ClearStreams();
+    const auto count = data.subgroups.size();
+    const bool all_count = store::EveryStateCounts(status);
+    const auto take = [&](std::size_t place, std::size_t subgroup) {
+      fill(place, subgroup);
+      if (!all_count && data.subgroups[subgroup].Flag != 0) Disuse(place, count);
+    };
+    std::size_t place = 0;
+    for (; place < count && SameStream(data.subgroups[place], data.subgroups[0]); ++place) {
+      take(place, place);
+    }
+    if (count == 0) return;
+    if (place == count) {
+      AddStream(data.subgroups[0], count);
+      return;
+    }
+    used_.clear();
+    begin_anew();
+    SplitStreams(data);
+    for (place = 0; place < count; ++place) take(place, SubgroupAt(place));
+  }
+  void ClearStreams();
+
+  std::span<const ChartStream> Streams() const { return streams_; }
+  std::size_t Count() const { return streams_.empty() ? 0 : streams_.back().end; }
+  // Place in the data set of a place in the columns.
+  std::size_t SubgroupAt(std::size_t place) const { return order_.empty() ? place : order_[place]; }
+  bool InOrder() const { return order_.empty(); }
+  // Writes a column in the order of the data set.
+  template <class From, class To>
+  void Scatter(const std::vector<From>& column, std::span<To> out) const {
+    if (InOrder()) {
+      std::transform(column.begin(), column.end(), out.begin(),
+                     [](From value) { return static_cast<To>(value); });
+      return;
+    }
+    for (std::size_t place = 0; place < out.size(); ++place) {
+      out[order_[place]] = static_cast<To>(column[place]);
+    }
+  }
+
+  // 0: plotted, but neither estimated from nor run through. Empty: every subgroup counts.
+  const std::vector<std::uint8_t>& Used() const { return used_; }
+  bool IsUsed(std::size_t place) const { return used_.empty() || used_[place] != 0; }
+  // Calls visit(place) for the subgroups that count; for all where none does.
+  template <class Visit>
+  void ForEachThatCounts(Visit visit) const {
+    const bool all = std::find(used_.begin(), used_.end(), 1) == used_.end();
+    for (std::size_t place = 0; place < Count(); ++place) {
+      if (all || used_[place] != 0) visit(place);
+    }
+  }
+
+ private:
+  static bool SameStream(const API_SubgroupData& a, const API_SubgroupData& b) {
+    return a.Part == b.Part && a.Prcs == b.Prcs && a.Test == b.Test;
+  }
+  void AddStream(const API_SubgroupData& row, std::size_t count);
+  void Disuse(std::size_t place, std::size_t count);
+  void SplitStreams(const store::DataSet& data);
+
+  std::vector<ChartStream> streams_;
+  std::vector<std::uint32_t> order_;
+  std::vector<std::uint8_t> used_;
+};
 
 // Places where a statistic of finite values is beyond the largest number. It has no value there.
 class Overflows {
@@ -55,8 +156,6 @@ class PointTable : public StreamTable {
   std::vector<double> StandardDeviations(const store::DataSet& data);
 
  private:
-  void FillPlace(store::PieceReader& reader, std::size_t place, std::size_t subgroup);
-
   std::vector<std::int32_t> sizes_;
 };
 
@@ -74,5 +173,28 @@ struct WithinPieces {
 };
 
 WithinPieces ReadWithinPieces(const store::DataSet& data, PointTable& table, bool ranges);
+
+// The counts of subgroups of attribute tests, kept stream after stream.
+class AttributeTable : public StreamTable {
+ public:
+  // type_of: TestTypes of a test. status: the states that the selection asked for.
+  void Build(const store::DataSet& data, std::int32_t status,
+             const std::function<std::int32_t(std::int32_t test)>& type_of);
+  void Clear();
+
+  // Over the subgroups that count; over all where none does.
+  AttributeShape Shape() const;
+
+  // Units inspected; 0 for not known. Of a test of defects also fractions.
+  std::vector<double> sizes;
+  // Sum over the rows, and units that are bad. A unit with a number (Tsno above 0) is one bad unit
+  // if any of its rows counts something, in a test of defectives as many as its largest row says; a
+  // row without a number stands for as many bad units as it counts. So a named unit with three
+  // codes is one defective with three defects, and a bare count of 12 is twelve of either.
+  std::vector<double> defects, defectives;
+
+ private:
+  bool only_defects_ = true;
+};
 
 }  // namespace orvspc::engine::charts

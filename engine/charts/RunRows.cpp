@@ -9,8 +9,7 @@
 #include <utility>
 
 #include "engine/charts/Marks.h"
-#include "engine/charts/column_storage.h"
-#include "engine/charts/delivery.h"
+#include "engine/charts/PointTable.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
@@ -87,7 +86,6 @@ void RunRows::Load(store::Store& store, bool attributes,
   const auto streams = table_.Streams();
   ConvertRules(store.Rules(), rules_);
   streams_.resize(streams.size());
-  bool any_limits = false;
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& stream = streams[s];
     auto& rows = streams_[s];
@@ -100,19 +98,7 @@ void RunRows::Load(store::Store& store, bool attributes,
       if (answer == Suits::NoSuchMean && !rows.unsuited_mean) rows.unsuited_mean = limit.row.F_MEAN;
       return answer != Suits::Yes;
     });
-    any_limits = any_limits || !rows.limits.empty();
-    if (!attributes) continue;
-    rows.opportunities = store.Opportunities(stream.part, stream.test);
-  }
-  if (any_limits) {
-    limit_row_.assign(table_.Count(), kNoRow);
-    for (std::size_t s = 0; s < streams.size(); ++s) {
-      if (streams_[s].limits.empty()) continue;
-      catalogue::EffectiveRows<catalogue::ControlLimit> rows(streams_[s].limits);
-      for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-        limit_row_[place] = rows.PlaceAt(StampAt(place));
-      }
-    }
+    if (attributes) rows.opportunities = store.Opportunities(stream.part, stream.test);
   }
   spec_rows_ = NewestOfPairs(&OfStream::specs, &OfStream::specs_change);
   opp_rows_ = NewestOfPairs(&OfStream::opportunities, &OfStream::opportunities_change);
@@ -157,15 +143,19 @@ std::vector<Row> RunRows::NewestOfPairs(std::vector<Row> OfStream::*rows, bool O
 }
 
 void RunRows::CollectLimitRows() {
-  if (!HasStoredLimits()) return;
-  const auto streams = table_.Streams();
-  for (std::size_t s = 0; s < streams.size(); ++s) {
+  if (std::all_of(streams_.begin(), streams_.end(),
+                  [](const OfStream& rows) { return rows.limits.empty(); })) {
+    return;
+  }
+  limit_row_.resize(table_.Count());
+  for (std::size_t s = 0; s < streams_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
     auto& rows = streams_[s];
+    catalogue::EffectiveRows<catalogue::ControlLimit> effective(rows.limits);
     std::vector<std::uint8_t> seen(rows.limits.size(), 0);
-    const auto first = limit_row_[streams[s].begin];
-    for (auto place = streams[s].begin; place < streams[s].end; ++place) {
-      const auto row = limit_row_[place];
-      rows.limits_change = rows.limits_change || row != first;
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      const auto row = limit_row_[place] = effective.PlaceAt(StampAt(place));
+      rows.limits_change = rows.limits_change || row != limit_row_[stream.begin];
       if (row != kNoRow) seen[static_cast<std::size_t>(row)] = 1;
     }
     rows.delivered.assign(seen.size(), kNoRow);
@@ -235,8 +225,12 @@ void RunRows::KeepAlarms(std::size_t graph, std::vector<std::uint32_t>& marks) c
 
 std::int32_t RunRows::Deliver(const ArrayRef& array, ChartData code) {
   switch (code) {
-    case ChartData::Totals:
-      return DeliverTotals(array);
+    case ChartData::Totals: {
+      const auto count = [](const auto& rows) { return static_cast<std::int32_t>(rows.size()); };
+      const auto subgroups = static_cast<std::int32_t>(table_.Count());
+      return CopyRows<API_CCTotals>(array, {{subgroups, test_count_, count(spec_rows_),
+                                             count(limit_rows_), count(opp_rows_), 0, 0}});
+    }
     case ChartData::Subgroups: {
       const auto written = CopyRows(array, data_.subgroups);
       subgroups_taken_ = subgroups_taken_ || written != 0;
@@ -253,19 +247,6 @@ std::int32_t RunRows::Deliver(const ArrayRef& array, ChartData code) {
     default:
       return 0;
   }
-}
-
-std::int32_t RunRows::DeliverTotals(const ArrayRef& array) const {
-  const auto out = Room<API_CCTotals>(array, 1);
-  if (out.empty()) return 0;
-  API_CCTotals totals{};
-  totals.SubgroupCount = static_cast<std::int32_t>(table_.Count());
-  totals.TestCount = test_count_;
-  totals.SpecLimCount = static_cast<std::int32_t>(spec_rows_.size());
-  totals.CtrlLimCount = static_cast<std::int32_t>(limit_rows_.size());
-  totals.DefOppCount = static_cast<std::int32_t>(opp_rows_.size());
-  out[0] = totals;
-  return 1;
 }
 
 // The values go with it: nothing that is asked for later needs them, and they are the largest part
@@ -316,16 +297,14 @@ void RunRows::NoteIf(bool applies, store::Store& store, std::size_t stream, cons
 }
 
 void RunRows::AddNotes(store::Store& store, std::size_t stream) const {
-  const auto note = [&](bool applies, const char* code, const char* text) {
-    NoteIf(applies, store, stream, code, text);
-  };
-  note(streams_[stream].unsuited_limits, "limits-unsuited",
-       "Stored control limits that were made from another kind of chart are not used.");
-  note(streams_[stream].limits_change, "limits-changed",
-       "The control limits in force changed inside the chart.");
-  note(streams_[stream].specs_change, "specification-changed",
-       "The specification limits in force changed inside the chart; values are judged by the "
-       "newest.");
+  const auto& rows = streams_[stream];
+  NoteIf(rows.unsuited_limits, store, stream, "limits-unsuited",
+         "Stored control limits that were made from another kind of chart are not used.");
+  NoteIf(rows.limits_change, store, stream, "limits-changed",
+         "The control limits in force changed inside the chart.");
+  NoteIf(rows.specs_change, store, stream, "specification-changed",
+         "The specification limits in force changed inside the chart; values are judged by the "
+         "newest.");
 }
 
 }  // namespace orvspc::engine::charts

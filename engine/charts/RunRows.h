@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "engine/catalogue/limits.h"
-#include "engine/charts/StreamTable.h"
+#include "engine/charts/PointTable.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
 #include "platform/ArrayRef.h"
@@ -19,6 +19,13 @@
 namespace orvspc::engine::charts {
 
 using catalogue::kNoRow;
+
+// The first count elements of the array; empty when it holds something else or too few.
+template <class T>
+std::span<T> Room(const platform::ArrayRef& array, std::size_t count) {
+  const auto all = array.As<T>();
+  return all.size() < count ? std::span<T>() : all.first(count);
+}
 
 // By effective time; of two rows from the same moment that of the process itself comes last and
 // wins over the one for any process.
@@ -93,7 +100,6 @@ class RunRows {
   std::vector<Row> NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change);
   void CollectLimitRows();
   void LoadAlarms(store::Store& store);
-  std::int32_t DeliverTotals(const platform::ArrayRef& array) const;
   std::int32_t DeliverTests(const platform::ArrayRef& array);
   void ReleaseSubgroups();
 

@@ -4,18 +4,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <string>
-#include <utility>
 
 #include "engine/charts/Marks.h"
-#include "engine/charts/PreControl.h"
-#include "engine/charts/column_storage.h"
-#include "engine/charts/cusum.h"
+#include "engine/charts/PointTable.h"
+#include "engine/store/Store.h"
 #include "platform/Enumerations.h"
-#include "platform/NaN.h"
 
-// The process call: from the selection to the points. Reading a finished run is in
-// variable_delivery.cpp.
 namespace orvspc::engine::charts {
 namespace {
 
@@ -30,17 +26,10 @@ std::int32_t ConstantSize(std::span<const std::int32_t> sizes) {
 }  // namespace
 
 void VariableRun::Clear() {
-  rows_.Clear();
-  if (table_.Count() > kKeptElements) table_ = PointTable();
-  table_.Clear();
-  plan_ = ChartPlan();
-  states_.clear();
-  for (auto& points : points_) Forget(points);
+  ClearShared();
   Forget(windows_);
   within_ = WithinPieces();
   Forget(zone_marks_);
-  Forget(marks_);
-  marked_ = {};
 }
 
 std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
@@ -57,10 +46,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status);
-  auto plan =
-      PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
-  const auto word = std::exchange(plan.word, 0);
-  plan_ = std::move(plan);
+  plan_ = PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
   states_.resize(streams.size());
@@ -75,13 +61,15 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   if (plan_.cusum) {
-    MakeCusum();
+    for (const auto place : MakeCusum()) {
+      table_.overflows.Keep(std::numeric_limits<double>::infinity(), place);
+    }
   } else if (plan_.kinds[0] == ChartKind::MovingAverage) {
     MakeMovingAverages();
   }
-  plan_.word = word;
+  is_open_ = true;
   AddNotes(store);
-  return word;
+  return plan_.word;
 }
 
 void VariableRun::MakeColumns(store::Store& store) {
@@ -102,24 +90,14 @@ void VariableRun::MakeColumns(store::Store& store) {
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
-    const bool again = graph == 1 && plan_.kinds[2] == plan_.kinds[1];
-    const auto take = [&](std::vector<double>& column) {
-      points_[graph] = again ? column : std::move(column);
-    };
-    switch (plan_.kinds[graph]) {
-      case ChartKind::Range:
-        take(table_.ranges);
-        break;
-      case ChartKind::Sd:
-        take(sds);
-        break;
-      case ChartKind::PieceRange:
-      case ChartKind::PieceSd:
-        points_[graph] = std::move(within_.points);
-        break;
-      default:
-        break;
-    }
+    const auto kind = plan_.kinds[graph];
+    // Moving ranges and ratios are made already; the readings inside pieces are on graph 3.
+    if (graph == 1 && kind != ChartKind::Range && kind != ChartKind::Sd) continue;
+    auto* const column = kind == ChartKind::Range ? &table_.ranges
+                         : kind == ChartKind::Sd  ? &sds
+                                                  : &within_.points;
+    const bool again = graph == 1 && plan_.kinds[2] == kind;
+    points_[graph] = again ? *column : std::move(*column);
   }
   Forget(table_.means);
   Forget(table_.ranges);
@@ -215,23 +193,36 @@ bool VariableRun::MakePreControl() {
   return any;
 }
 
-void VariableRun::MakeCusum() {
-  const auto streams = table_.Streams();
-  for (std::size_t s = 0; s < streams.size(); ++s) {
-    auto lines = LinesOf(s, 0, false, false);
-    const auto outcome = FillCusum(
-        table_, streams[s], rows_, [&](std::size_t place) { return lines.At(place); }, points_[0]);
-    states_[s].no_cusum = outcome.no_sigma;
-    for (const auto place : outcome.beyond) {
-      table_.overflows.Keep(std::numeric_limits<double>::infinity(), place);
-    }
+VariableLines VariableRun::LinesOf(std::size_t stream, std::size_t graph, bool calculated,
+                                   bool plain) const {
+  const auto& state = states_[stream];
+  return VariableLines({table_, rows_, plan_, windows_, within_, state.estimates,
+                        state.constant_size, stream, graph, calculated,
+                        plan_.cusum && graph == 0 && !plain});
+}
+
+std::int32_t VariableRun::SizeAt(std::size_t graph, std::size_t place) const {
+  const auto sum = [](const auto& sizes) { return std::accumulate(sizes.begin(), sizes.end(), 0); };
+  if (points_[graph].empty() || std::isnan(points_[graph][place])) return 0;
+  const auto size = RowOf(plan_.kinds[graph]).size;
+  if (size == SizeOf::Pair) return 2;
+  if (size == SizeOf::Readings) return sum(within_.SizesAt(place));
+  // A cusum has no windows.
+  if (size == SizeOf::Window && !windows_.empty()) return sum(windows_[place]);
+  return table_.Sizes()[place];
+}
+
+void VariableRun::Judge(std::size_t graph, bool calculated) {
+  if (plan_.kinds[graph] == ChartKind::PreControl) {
+    marks_ = zone_marks_;
+  } else {
+    ChartRun::Judge(graph, calculated);
   }
 }
 
 void VariableRun::AddNotes(store::Store& store) const {
   constexpr double kLargestGoodCv = 0.3;
-  for (const auto& note : plan_.notes)
-    store::AddNote(std::string(note.code), std::string(note.text));
+  for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
     const auto note = [&](bool applies, const char* code, const std::string& text) {

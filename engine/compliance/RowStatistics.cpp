@@ -19,35 +19,11 @@ constexpr std::int32_t kLsc = 8;  // flag of the two figures about the labelled 
 
 double FiniteOrZero(double value) { return std::isfinite(value) ? value : 0.0; }
 
-// Piece values of the subgroups; readings within a piece are not values of their own.
-std::vector<double> Pieces(const store::DataSet& data, std::span<const std::size_t> subgroups) {
-  std::vector<double> values;
-  store::PieceReader reader(data);
-  for (const auto place : subgroups) {
-    const auto pieces = reader.Pieces(place);
-    values.insert(values.end(), pieces.begin(), pieces.end());
-  }
-  return values;
-}
-
-// 0 up to 100, of the values that lie strictly beyond.
-template <class Beyond>
-double Percent(std::span<const double> values, Beyond beyond) {
-  const auto count = std::ranges::count_if(values, beyond);
+// 0 up to 100, of the values that lie strictly beyond; none lies beyond a limit that is NaN.
+double PercentBeyond(std::span<const double> values, double limit, bool is_upper) {
+  const auto count = std::ranges::count_if(
+      values, [&](double value) { return is_upper ? value > limit : value < limit; });
   return 100.0 * static_cast<double>(count) / static_cast<double>(values.size());
-}
-double PercentAbove(std::span<const double> values, double limit) {
-  return Percent(values, [&](double value) { return value > limit; });
-}
-double PercentBelow(std::span<const double> values, double limit) {
-  return Percent(values, [&](double value) { return value < limit; });
-}
-
-// The parts of the subgroups.
-std::set<std::int32_t> PartsOf(const store::DataSet& data, std::span<const std::size_t> subgroups) {
-  std::set<std::int32_t> parts;
-  for (const auto place : subgroups) parts.insert(data.subgroups[place].Part);
-  return parts;
 }
 
 // The limits that hold for every part; none where parts disagree.
@@ -82,46 +58,38 @@ void FillSpecification(std::span<const double> values, const catalogue::SpecLimi
   row.PP = indices.p;
   row.PPK = indices.k;
   row.SpecFlags = (tolerance.usl ? slfUSL : 0) | (tolerance.lsl ? slfLSL : 0);
-  // No value lies beyond a limit that is NaN.
-  row.PercentAboveUSL = PercentAbove(values, limits.usl);
-  row.PercentBelowLSL = PercentBelow(values, limits.lsl);
+  row.PercentAboveUSL = PercentBeyond(values, limits.usl, true);
+  row.PercentBelowLSL = PercentBeyond(values, limits.lsl, false);
   row.PercentOOS = row.PercentAboveUSL + row.PercentBelowLSL;
   constexpr double kMillionthsOfAPercent = 1e4;
   row.PPM = kMillionthsOfAPercent * row.PercentOOS;
 }
 
 void FillNetContent(std::span<const double> values, const API_CANccLim8& limits, API_SCRow& row) {
+  using Limits = API_CANccLim8;
+  static constexpr struct {
+    std::int32_t flag;  // 0: always there
+    bool is_upper;
+    platform::WireDouble Limits::*limit;
+    platform::WireDouble API_SCRow::*percent;
+  } kFigures[] = {
+      {0, true, &Limits::Lsc, &API_SCRow::PercentAboveLSC},
+      {0, false, &Limits::Lsc, &API_SCRow::PercentBelowLSC},
+      {catalogue::nclMavL, false, &Limits::MavL, &API_SCRow::PercentBelowMAVL},
+      {catalogue::nclT1L, false, &Limits::T1L, &API_SCRow::PercentBelowT1L},
+      {catalogue::nclT2L, false, &Limits::T2L, &API_SCRow::PercentBelowT2L},
+      {catalogue::nclMavU, true, &Limits::MavU, &API_SCRow::PercentAboveMAVU},
+      {catalogue::nclT1U, true, &Limits::T1U, &API_SCRow::PercentAboveT1U},
+      {catalogue::nclT2U, true, &Limits::T2U, &API_SCRow::PercentAboveT2U},
+  };
   // Limits are brought to the unit of the values.
   const double factor = limits.Fctr > 0.0 ? double{limits.Fctr} : 1.0;
-  const auto above = [&](double limit) {
-    return PercentAbove(values, statistics::HighestOn(limit / factor));
-  };
-  const auto below = [&](double limit) {
-    return PercentBelow(values, statistics::LowestOn(limit / factor));
-  };
-  row.LimitFlags = limits.EFlag;
-  if (limits.Head[0] != 0) {
-    row.LimitFlags |= kLsc;
-    row.PercentAboveLSC = above(limits.Lsc);
-    row.PercentBelowLSC = below(limits.Lsc);
-  }
-  const struct {
-    std::int32_t flag;
-    platform::WireDouble API_CANccLim8::*limit;
-    platform::WireDouble API_SCRow::*percent;
-    bool above;
-  } figures[] = {
-      {store::nclMavL, &API_CANccLim8::MavL, &API_SCRow::PercentBelowMAVL, false},
-      {store::nclT1L, &API_CANccLim8::T1L, &API_SCRow::PercentBelowT1L, false},
-      {store::nclT2L, &API_CANccLim8::T2L, &API_SCRow::PercentBelowT2L, false},
-      {store::nclMavU, &API_CANccLim8::MavU, &API_SCRow::PercentAboveMAVU, true},
-      {store::nclT1U, &API_CANccLim8::T1U, &API_SCRow::PercentAboveT1U, true},
-      {store::nclT2U, &API_CANccLim8::T2U, &API_SCRow::PercentAboveT2U, true},
-  };
-  for (const auto& figure : figures) {
-    if ((limits.EFlag & figure.flag) == 0) continue;
-    const double limit = limits.*figure.limit;
-    row.*figure.percent = figure.above ? above(limit) : below(limit);
+  row.LimitFlags = limits.EFlag | kLsc;
+  for (const auto& [flag, is_upper, limit, percent] : kFigures) {
+    if (flag != 0 && (limits.EFlag & flag) == 0) continue;
+    const double value = limits.*limit / factor;
+    row.*percent = PercentBeyond(
+        values, is_upper ? statistics::HighestOn(value) : statistics::LowestOn(value), is_upper);
   }
 }
 
@@ -130,7 +98,13 @@ void FillNetContent(std::span<const double> values, const API_CANccLim8& limits,
 void FillStatistics(store::Store& store, const store::DataSet& data,
                     std::span<const std::size_t> subgroups, API_SCRow& row) {
   if (subgroups.empty() || store.TestType(row.TestID) != ttVariable) return;
-  const auto values = Pieces(data, subgroups);
+  // Readings within a piece are not values of their own.
+  std::vector<double> values;
+  store::PieceReader reader(data);
+  for (const auto place : subgroups) {
+    const auto pieces = reader.Pieces(place);
+    values.insert(values.end(), pieces.begin(), pieces.end());
+  }
   if (values.empty()) return;
   row.TestCount = static_cast<std::int32_t>(values.size());
   const auto summary = statistics::Summarise(values);
@@ -138,7 +112,8 @@ void FillStatistics(store::Store& store, const store::DataSet& data,
   row.MaximumValue = summary.largest;
   row.AverageValue = FiniteOrZero(statistics::Mean(values));
   row.StandardDeviation = FiniteOrZero(statistics::SampleStandardDeviation(values));
-  const auto parts = PartsOf(data, subgroups);
+  std::set<std::int32_t> parts;
+  for (const auto place : subgroups) parts.insert(data.subgroups[place].Part);
   const auto newest = data.subgroups[subgroups.back()].Sgtm;
   if (const auto limits = SpecLimits(store, parts, row.TestID, newest)) {
     FillSpecification(values, *limits, row);

@@ -2,6 +2,7 @@
 #include "engine/compliance/SamplingInput.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -33,16 +34,13 @@ std::vector<Requirement> ReadRequirements(sql::Connection& db, const store::Flat
                    "FROM requirement WHERE active <> 0 ORDER BY id");
   while (query.Step()) {
     Requirement each;
-    each.id = query.Int(0);
-    each.part = query.Int(1);
-    each.process = query.Int(2);
-    each.test = query.Int(3);
+    std::optional<std::int64_t> from, to;
+    query.Read(each.id, each.part, each.process, each.test);
     each.kind = KindOf(query.Text(4));
-    each.n = query.Int64(5);
-    each.every = query.Int64(6) * kMinute;
-    each.grace = query.Int64(7) * kMinute;
-    each.valid.start = query.IsNull(8) ? INT32_MIN : query.Int64(8);
-    each.valid.end = query.IsNull(9) ? std::int64_t{INT32_MAX} + 1 : query.Int64(9);
+    query.ReadFrom(5, each.n, each.every, each.grace, from, to);
+    each.every *= kMinute;
+    each.grace *= kMinute;
+    each.valid = {from.value_or(INT32_MIN), to.value_or(std::int64_t{INT32_MAX} + 1)};
     if ((each.part == 0 || store::Has(parts, each.part)) && store::Has(processes, each.process) &&
         store::Has(tests, each.test)) {
       requirements.push_back(each);
@@ -69,18 +67,15 @@ std::vector<StateSegment> ReadSegments(sql::Connection& db, std::int32_t process
     return {{window.start, window.end, 0, pst_None, true}};
   }
   std::vector<StateSegment> segments;
-  const auto begin = [&](std::int64_t time, std::int32_t state, std::int32_t type, bool running) {
+  const auto begin = [&](std::int64_t time, const store::StateLogRow& row) {
     if (!segments.empty()) segments.back().end = time;
-    segments.push_back({time, window.end, state, type, running});
+    segments.push_back({time, window.end, row.state, row.type, IsRunning(row.type)});
   };
   const auto before = store::LatestStateBefore(db, process, window.start + 1);
-  const auto rows = store::ReadStateLog(db, process, window.start + 1, window.end - 1);
-  if (before) {
-    begin(window.start, before->state, before->type, IsRunning(before->type));
-  } else {
-    begin(window.start, 0, pst_None, false);
+  begin(window.start, before.value_or(store::StateLogRow()));
+  for (const auto& row : store::ReadStateLog(db, process, window.start + 1, window.end - 1)) {
+    begin(row.time, row);
   }
-  for (const auto& row : rows) begin(row.time, row.state, row.type, IsRunning(row.type));
   return segments;
 }
 

@@ -5,20 +5,15 @@
 #include <utility>
 
 #include "engine/dom/characters.h"
-#include "engine/dom/parser.h"
 #include "engine/dom/tree.h"
-#include "engine/dom/writer.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::dom {
 namespace {
 
-using dom::Id;
-using dom::Tree;
 using platform::XmlNode;
 
-constexpr std::int32_t kMissingObject = 91;
-constexpr std::int32_t kInvalidCall = 5;
+constexpr std::int32_t kMissingObject = 91, kInvalidCall = 5;
 
 [[noreturn]] void Fail(std::int32_t number, const char* description) {
   throw platform::ExternalFailure(number, "orvXml", description);
@@ -28,7 +23,7 @@ class Document final : public platform::XmlDocument {
  public:
   bool LoadXml(std::string_view text) override {
     Reset();
-    root_ = dom::Parse(text, tree_);
+    root_ = Parse(text, tree_);
     if (root_ == 0) Reset();
     return root_ != 0;
   }
@@ -106,7 +101,7 @@ class Document final : public platform::XmlDocument {
     return std::string(tree_.NameAt(name).Text());
   }
 
-  std::string Xml(XmlNode node) override { return dom::Write(tree_, IdOf(node)); }
+  std::string Xml(XmlNode node) override { return Write(tree_, IdOf(node)); }
 
  private:
   void Reset() {
@@ -130,7 +125,7 @@ class Document final : public platform::XmlDocument {
   }
 
   static void Validate(std::string_view name) {
-    if (name.empty() || dom::NameLength(name) != name.size()) Fail(kInvalidCall, "Invalid name");
+    if (name.empty() || NameLength(name) != name.size()) Fail(kInvalidCall, "Invalid name");
   }
 
   // Rows repeat, so the name of an element is mostly that of the one before.

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/dom/parser.h"
-
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 
 #include "engine/dom/characters.h"
+#include "engine/dom/tree.h"
 
 namespace orvspc::engine::dom {
 namespace {
@@ -27,12 +28,8 @@ constexpr Stops kSingleQuoted = MakeStops(std::string_view("'<&\t\n\r\0", 7));
 constexpr Stops kContent = MakeStops(std::string_view("<&]\r\0", 5));
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
-  if (text.size() != lower.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
-    if (c != lower[i]) return false;
-  }
-  return true;
+  return std::ranges::equal(
+      text, lower, {}, [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
 }
 
 // One pass over a copy of the text, in which references are decoded in place. The copy ends with a
@@ -268,23 +265,10 @@ class Parser {
     at_ += 2;
     const bool hexadecimal = *at_ == 'x';
     if (hexadecimal) ++at_;
-    char32_t point = 0;
-    const char* const first = at_;
-    for (; *at_ != ';'; ++at_) {
-      const char c = *at_;
-      char32_t digit = 0;
-      if (c >= '0' && c <= '9') {
-        digit = static_cast<char32_t>(c - '0');
-      } else if (hexadecimal && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))) {
-        digit = static_cast<char32_t>((c | 32) - 'a') + 10;
-      } else {
-        Fail();
-      }
-      point = point * (hexadecimal ? 16 : 10) + digit;
-      if (point > 0x10FFFF) Fail();
-    }
-    if (at_ == first || !IsCharacter(point)) Fail();
-    ++at_;
+    std::uint32_t point = 0;
+    const auto [end, error] = std::from_chars(at_, end_, point, hexadecimal ? 16 : 10);
+    if (error != std::errc() || *end != ';' || !IsCharacter(point)) Fail();
+    at_ += end - at_ + 1;
     return PutUtf8(out, point);
   }
 

@@ -10,7 +10,8 @@
 #include <vector>
 
 // The nodes of one document as plain records in large blocks, bound by numbers instead of pointers:
-// a node takes 28 bytes and an attribute 24.
+// a node takes 28 bytes and an attribute 24. Texts are parsed
+// into it and written from it.
 namespace orvspc::engine::dom {
 
 using Id = std::uint32_t;  // 0: none
@@ -108,5 +109,15 @@ class Tree {
   std::size_t left_ = 0;
   std::size_t plain_size_ = 0;
 };
+
+// Levels of elements that a text may have.
+inline constexpr int kMaxDepth = 256;
+
+// Reads the text into the tree, which is empty. Returns the root element, or none when the text is
+// malformed; the tree is then to be thrown away.
+Id Parse(std::string_view text, Tree& tree);
+
+// The text of a node and all below it.
+std::string Write(const Tree& tree, Id node);
 
 }  // namespace orvspc::engine::dom

@@ -1,45 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/dom/writer.h"
-
 #include <array>
 #include <cstddef>
 #include <utility>
 
 #include "engine/dom/characters.h"
+#include "engine/dom/tree.h"
 
 namespace orvspc::engine::dom {
 namespace {
+
+constexpr std::pair<char, std::string_view> kEscapes[] = {
+    {'&', "&amp;"}, {'<', "&lt;"},   {'>', "&gt;"},  {'"', "&quot;"},
+    {'\t', "&#9;"}, {'\n', "&#10;"}, {'\r', "&#13;"}};
 
 // Characters that do not stand for themselves.
 constexpr std::array<bool, 256> Special() {
   std::array<bool, 256> special{};
   for (std::size_t c = 0; c < 0x20; ++c) special[c] = true;
   for (std::size_t c = 0x80; c < 0x100; ++c) special[c] = true;
-  for (const char c : {'&', '<', '>', '"'}) special[static_cast<unsigned char>(c)] = true;
+  for (const auto& escape : kEscapes) special[static_cast<unsigned char>(escape.first)] = true;
   return special;
 }
 
 constexpr auto kSpecial = Special();
 
 std::string_view Escaped(char c) {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
-    case '\t':
-      return "&#9;";
-    case '\n':
-      return "&#10;";
-    case '\r':
-      return "&#13;";
-    default:
-      return " ";  // a control character
-  }
+  for (const auto& [character, text] : kEscapes)
+    if (character == c) return text;
+  return " ";  // a control character
 }
 
 class Writer {

@@ -9,20 +9,15 @@
 namespace orvspc::engine::sql {
 
 std::string ReasonOf(const SqlError& error) {
-  switch (error.Which()) {
-    case SqlError::Kind::NotADatabase:
-      return "is no database file";
-    case SqlError::Kind::Locked:
-      return "is locked by another program";
-    case SqlError::Kind::ReadOnly:
-      return "may not be written to";
-    case SqlError::Kind::Damaged:
-      return "is damaged: " + std::string(error.what());
-    case SqlError::Kind::Full:
-      return "there is no room left on the device";
-    default:
-      return error.what();
-  }
+  static constexpr std::pair<SqlError::Kind, const char*> kReasons[] = {
+      {SqlError::Kind::NotADatabase, "is no database file"},
+      {SqlError::Kind::Locked, "is locked by another program"},
+      {SqlError::Kind::ReadOnly, "may not be written to"},
+      {SqlError::Kind::Full, "there is no room left on the device"}};
+  for (const auto& [kind, reason] : kReasons)
+    if (kind == error.Which()) return reason;
+  const std::string text = error.what();
+  return error.Which() == SqlError::Kind::Damaged ? "is damaged: " + text : text;
 }
 
 Failure CurrentFailure(const std::string& path) {

@@ -33,9 +33,12 @@ double ChebyshevSum(std::span<const double> series, double u) {
   return series[0] + u * b1 - b2;
 }
 
-double InLogOfSize(std::span<const double> series, std::int32_t n) {
+// From the table, or for larger n from the series in log n.
+double RangeConstant(double table::Row::*constant, std::span<const double> series, std::int32_t n) {
   static_assert(table::kLast == 100);
   constexpr double low = 2.0 * std::numbers::ln10;
+  if (n < table::kFirst) return kNaN;
+  if (n <= table::kLast) return RowOf(n).*constant;
   const double u =
       (2.0 * std::log(static_cast<double>(n)) - low - kLogOfLargest) / (kLogOfLargest - low);
   return ChebyshevSum(series, u);
@@ -55,15 +58,8 @@ double OneMinusC4(std::int32_t n) {
 
 }  // namespace
 
-double D2(std::int32_t n) {
-  if (n < table::kFirst) return kNaN;
-  return n <= table::kLast ? RowOf(n).d2 : InLogOfSize(table::kD2Series, n);
-}
-
-double D3(std::int32_t n) {
-  if (n < table::kFirst) return kNaN;
-  return n <= table::kLast ? RowOf(n).d3 : InLogOfSize(table::kD3Series, n);
-}
+double D2(std::int32_t n) { return RangeConstant(&table::Row::d2, table::kD2Series, n); }
+double D3(std::int32_t n) { return RangeConstant(&table::Row::d3, table::kD3Series, n); }
 
 double C4(std::int32_t n) {
   if (n < table::kFirst) return kNaN;

@@ -74,7 +74,7 @@ struct UsedSizes {
   std::int32_t smallest = std::numeric_limits<std::int32_t>::max();
   std::int32_t largest = 0;
 
-  void Add(std::int32_t n, std::int64_t more = 1) {
+  void Add(std::int32_t n, std::int64_t more) {
     count += more;
     smallest = std::min(smallest, n);
     largest = std::max(largest, n);
@@ -103,13 +103,9 @@ auto Sums(std::span<const SpreadOfSize> by_size, std::int64_t SpreadOfSize::*cou
 }
 
 SigmaEstimate Provenance(const UsedSizes& sizes, std::string_view name) {
-  SigmaEstimate result;
-  if (sizes.count == 0) return result;
-  result.name = name;
-  result.used = sizes.count;
-  result.smallest_n = sizes.smallest;
-  result.largest_n = sizes.largest;
-  return result;
+  if (sizes.count == 0) return {};
+  return {
+      .name = name, .used = sizes.count, .smallest_n = sizes.smallest, .largest_n = sizes.largest};
 }
 
 // sum(w sum / constant) / sum(w count); w = 1 when not weighted. One size for all divides once, at
@@ -168,13 +164,34 @@ SigmaEstimate FromSquares(ForEach for_each, bool as_sbar, std::string_view name)
   return result;
 }
 
-SigmaEstimate FromMovingRangeSum(double sum, const UsedSizes& pairs, EstimatorSetting setting) {
-  SigmaEstimate result = Provenance(pairs, RowOf(setting).moving_range_name);
-  if (!result.Exists()) return result;
-  result.constant = D2(2);
-  result.constant_name = "d2";
-  result.value = sum / static_cast<double>(pairs.count) / result.constant;
-  return result;
+template <typename WeightOf>
+double CentreOf(std::span<const double> points, std::span<const std::uint8_t> used,
+                WeightOf weight_of) {
+  // About the first point, so that a large common offset costs no digits.
+  double origin = kNaN, sum = 0.0, weights = 0.0;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const double weight = weight_of(i);
+    if (weight < 1.0 || !std::isfinite(points[i]) || !IsUsed(used, i)) continue;
+    if (weights == 0.0) origin = points[i];
+    sum += weight * (points[i] - origin);
+    weights += weight;
+  }
+  return origin + sum / weights;
+}
+
+template <typename ForEach>
+SigmaEstimate FromRanges(ForEach for_each, EstimatorSetting setting) {
+  const auto& row = RowOf(setting);
+  return FromMeans(for_each, row.weighted, RangeConstant, row.range_name);
+}
+
+template <typename ForEach, typename ForEachSquare>
+SigmaEstimate FromSds(ForEach for_each, ForEachSquare for_each_square, EstimatorSetting setting) {
+  const auto& row = RowOf(setting);
+  if (row.pooling == Pooling::None) {
+    return FromMeans(for_each, row.weighted, SdConstant, row.sd_name);
+  }
+  return FromSquares(for_each_square, row.pooling == Pooling::AsSbar, row.sd_name);
 }
 
 }  // namespace
@@ -209,60 +226,54 @@ double SigmaAt(const SigmaEstimate& estimate, std::int32_t n) {
 
 SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const std::int32_t> sizes,
                               EstimatorSetting setting, std::span<const std::uint8_t> used) {
-  const auto& row = RowOf(setting);
-  return FromMeans(Singles(ranges, sizes, used), row.weighted, RangeConstant, row.range_name);
+  return FromRanges(Singles(ranges, sizes, used), setting);
+}
+
+SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
+  return FromRanges(Sums(by_size, &SpreadOfSize::range_count, &SpreadOfSize::ranges), setting);
 }
 
 SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes,
                            EstimatorSetting setting, std::span<const std::uint8_t> used) {
-  const auto& row = RowOf(setting);
   const auto singles = Singles(sds, sizes, used);
-  if (row.pooling == Pooling::None) {
-    return FromMeans(singles, row.weighted, SdConstant, row.sd_name);
-  }
   const auto squares = [&](auto visit) {
     singles([&](double sd, std::int64_t count, std::int32_t n) {
       visit((static_cast<double>(n) - 1.0) * sd * sd, count, n);
     });
   };
-  return FromSquares(squares, row.pooling == Pooling::AsSbar, row.sd_name);
+  return FromSds(singles, squares, setting);
+}
+
+SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
+  return FromSds(Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::sds),
+                 Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::squares), setting);
 }
 
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
                                     std::span<const std::uint8_t> used, EstimatorSetting setting) {
   double previous = kNaN, sum = 0.0;
-  UsedSizes pairs;
+  std::int64_t count = 0;
   for (std::size_t i = 0; i < points.size(); ++i) {
     if (!IsUsed(used, i)) continue;
     const double range = std::fabs(points[i] - previous);
     previous = points[i];
     if (!std::isfinite(range)) continue;
     sum += range;
-    pairs.Add(2);
+    ++count;
   }
-  return FromMovingRangeSum(sum, pairs, setting);
-}
-
-SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
-  const auto& row = RowOf(setting);
-  return FromMeans(Sums(by_size, &SpreadOfSize::range_count, &SpreadOfSize::ranges), row.weighted,
-                   RangeConstant, row.range_name);
-}
-
-SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size, EstimatorSetting setting) {
-  const auto& row = RowOf(setting);
-  if (row.pooling == Pooling::None) {
-    return FromMeans(Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::sds), row.weighted,
-                     SdConstant, row.sd_name);
-  }
-  return FromSquares(Sums(by_size, &SpreadOfSize::sd_count, &SpreadOfSize::squares),
-                     row.pooling == Pooling::AsSbar, row.sd_name);
+  return SigmaFromMovingRangeSum(sum, count, setting);
 }
 
 SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count, EstimatorSetting setting) {
-  UsedSizes pairs;
-  if (count > 0) pairs.Add(2, count);
-  return FromMovingRangeSum(sum, pairs, setting);
+  if (count < 1) return {};
+  const double d2 = D2(2);
+  return {sum / static_cast<double>(count) / d2,
+          RowOf(setting).moving_range_name,
+          d2,
+          "d2",
+          count,
+          2,
+          2};
 }
 
 std::vector<double> MovingRanges(std::span<const double> points,
@@ -297,26 +308,11 @@ SigmaEstimate CvFromRatios(std::span<const double> ratios, std::span<const std::
 
 double WeightedCentre(std::span<const double> points, std::span<const std::int32_t> sizes,
                       std::span<const std::uint8_t> used) {
-  // About the first point, so that a large common offset costs no digits.
-  double origin = kNaN, sum = 0.0, weight = 0.0;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    if (sizes[i] < 1 || !std::isfinite(points[i]) || !IsUsed(used, i)) continue;
-    if (weight == 0.0) origin = points[i];
-    sum += static_cast<double>(sizes[i]) * (points[i] - origin);
-    weight += static_cast<double>(sizes[i]);
-  }
-  return origin + sum / weight;
+  return CentreOf(points, used, [&](std::size_t i) { return static_cast<double>(sizes[i]); });
 }
 
 double PlainCentre(std::span<const double> points, std::span<const std::uint8_t> used) {
-  double origin = kNaN, sum = 0.0;
-  std::int64_t count = 0;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    if (!std::isfinite(points[i]) || !IsUsed(used, i)) continue;
-    if (count++ == 0) origin = points[i];
-    sum += points[i] - origin;
-  }
-  return origin + sum / static_cast<double>(count);
+  return CentreOf(points, used, [](std::size_t) { return 1.0; });
 }
 
 double SigmaFromMean(std::span<const double> statistics, double constant) {

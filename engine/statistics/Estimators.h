@@ -28,12 +28,12 @@ std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name);
 
 // A sigma and where it came from.
 struct SigmaEstimate {
-  double value = platform::kNaN;     // sigma of one piece; NaN: nothing to estimate from
-  std::string_view name = "none";    // estimator and setting, e.g. "R-est mvlue"
-  double constant = platform::kNaN;  // d2 or c4 that was divided by; NaN: none, or several
-  std::string_view constant_name;    // "d2" or "c4", also where there are several
-  std::int64_t used = 0;             // subgroups, or moving ranges, that took part
-  std::int32_t smallest_n = 0;       // sizes that took part; 2 for moving ranges
+  double value = platform::kNaN;        // sigma of one piece; NaN: nothing to estimate from
+  std::string_view name = "none";       // estimator and setting, e.g. "R-est mvlue"
+  double constant = platform::kNaN;     // d2 or c4 that was divided by; NaN: none, or several
+  std::string_view constant_name = {};  // "d2" or "c4", also where there are several
+  std::int64_t used = 0;                // subgroups, or moving ranges, that took part
+  std::int32_t smallest_n = 0;          // sizes that took part; 2 for moving ranges
   std::int32_t largest_n = 0;
   double sbar = platform::kNaN;  // PooledAsSbar only: the pooled standard deviation
 

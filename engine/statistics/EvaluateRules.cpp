@@ -29,6 +29,8 @@ using Bits = std::array<std::uint64_t, kWords>;
 
 bool IsSet(const Bits& bits, std::size_t i) { return (bits[i / kWord] >> (i % kWord) & 1) != 0; }
 
+void Set(Bits& bits, std::size_t i) { bits[i / kWord] |= std::uint64_t{1} << (i % kWord); }
+
 template <typename Test>
 Bits BitsWhere(std::size_t count, Test test) {
   Bits bits{};
@@ -163,32 +165,27 @@ Bits WithBothSides(const Bits& bits, const Block::Zone& zone, std::int64_t m, co
   ForEachSet(Or(zone.up, zone.down), [&](std::size_t i) {
     const auto at = static_cast<std::int64_t>(i);
     (IsSet(zone.up, i) ? last_up : last_down) = at;
-    if (IsSet(bits, i) && at - last_up < m && at - last_down < m)
-      result[i / kWord] |= std::uint64_t{1} << (i % kWord);
+    if (IsSet(bits, i) && at - last_up < m && at - last_down < m) Set(result, i);
   });
   return result;
+}
+
+// m set bits in a row on one side that the rule looks at.
+Bits InARowOnASide(const Bits& up, const Bits& down, const Bits& restart, std::int64_t m,
+                   RuleSide side, RunState& s) {
+  Bits bits{};
+  if (side != RuleSide::Lower) bits = InARow(up, restart, m, s.up);
+  if (side == RuleSide::Upper) return bits;
+  return Or(bits, InARow(down, restart, m, s.down));
 }
 
 // m points in a row outside the zone.
 Bits RowFulfilled(const Block& block, const Block::Zone& zone, RunState& s, std::int64_t m,
                   RuleSide side) {
-  switch (side) {
-    case RuleSide::Upper:
-      return InARow(zone.up, block.restart, m, s.up);
-    case RuleSide::Lower:
-      return InARow(zone.down, block.restart, m, s.down);
-    case RuleSide::Same: {
-      const Bits up = InARow(zone.up, block.restart, m, s.up);
-      return Or(up, InARow(zone.down, block.restart, m, s.down));
-    }
-    case RuleSide::Either:
-      return InARow(Or(zone.up, zone.down), block.restart, m, s.any);
-    case RuleSide::Both: {
-      const Bits row = InARow(Or(zone.up, zone.down), block.restart, m, s.any);
-      return WithBothSides(row, zone, m, s);
-    }
-  }
-  return {};
+  if (side != RuleSide::Either && side != RuleSide::Both)
+    return InARowOnASide(zone.up, zone.down, block.restart, m, side, s);
+  const Bits row = InARow(Or(zone.up, zone.down), block.restart, m, s.any);
+  return side == RuleSide::Both ? WithBothSides(row, zone, m, s) : row;
 }
 
 // Points up to and with i among the last m, m <= 64.
@@ -210,25 +207,11 @@ Bits WindowFulfilled(const Block& block, const Block::Zone& zone, RunState& s,
     const bool up = IsSet(zone.up, i);
     const int above = CountBack(zone.up, s.newest_up, i, m),
               below = CountBack(zone.down, s.newest_down, i, m);
-    bool fulfilled = false;
-    switch (rule.side) {
-      case RuleSide::Same:
-        fulfilled = (up ? above : below) >= rule.k;
-        break;
-      case RuleSide::Either:
-        fulfilled = above + below >= rule.k;
-        break;
-      case RuleSide::Both:
-        fulfilled = above + below >= rule.k && above > 0 && below > 0;
-        break;
-      case RuleSide::Upper:
-        fulfilled = up && above >= rule.k;
-        break;
-      case RuleSide::Lower:
-        fulfilled = !up && below >= rule.k;
-        break;
-    }
-    if (fulfilled) result[i / kWord] |= std::uint64_t{1} << (i % kWord);
+    const bool together = rule.side == RuleSide::Either || rule.side == RuleSide::Both;
+    const bool other_side = (rule.side == RuleSide::Both && (above == 0 || below == 0)) ||
+                            rule.side == (up ? RuleSide::Lower : RuleSide::Upper);
+    const int count = together ? above + below : up ? above : below;
+    if (count >= rule.k && !other_side) Set(result, i);
   });
   return result;
 }
@@ -259,10 +242,7 @@ Bits ZoneFulfilled(Block& block, RunState& s, const RunRule& rule) {
 
 // m points that rise, or fall, are m - 1 steps.
 Bits TrendFulfilled(const Block& block, RunState& s, const RunRule& rule) {
-  Bits bits{};
-  if (rule.side != RuleSide::Lower) bits = InARow(block.rises, block.restart, rule.m - 1, s.up);
-  if (rule.side == RuleSide::Upper) return bits;
-  return Or(bits, InARow(block.falls, block.restart, rule.m - 1, s.down));
+  return InARowOnASide(block.rises, block.falls, block.restart, rule.m - 1, rule.side, s);
 }
 
 // m points up and down in turn are m - 2 changes of direction.
@@ -355,6 +335,27 @@ Before LastOf(const Block& block) {
           IsSet(block.falls, last)};
 }
 
+// Pieces in a row on a side, or on either.
+struct PieceRow {
+  std::int64_t run = 0, run_up = 0, run_down = 0;
+  // Pieces since the last one on that side; 0: this one.
+  std::int64_t since_up = kNever, since_down = kNever;
+};
+
+bool PieceFulfils(PieceRow& s, bool up, bool down, std::int32_t m, RuleSide side) {
+  s.run_up = up ? s.run_up + 1 : 0;
+  s.run_down = down ? s.run_down + 1 : 0;
+  s.run = up || down ? s.run + 1 : 0;
+  s.since_up = up ? 0 : s.since_up + 1;
+  s.since_down = down ? 0 : s.since_down + 1;
+  const bool together = side == RuleSide::Either || side == RuleSide::Both;
+  const std::int64_t run = together                  ? s.run
+                           : side == RuleSide::Upper ? s.run_up
+                           : side == RuleSide::Lower ? s.run_down
+                                                     : std::max(s.run_up, s.run_down);
+  return run >= m && (side != RuleSide::Both || (s.since_up < m && s.since_down < m));
+}
+
 }  // namespace
 
 bool Tied(double a, double b, double sigma) { return std::fabs(a - b) <= TieWidth(a, b, sigma); }
@@ -408,53 +409,19 @@ PieceZone ZoneOf(double value, double lsl, double target, double usl) {
   return PieceZone::Green;
 }
 
-namespace {
-
-// Pieces in a row on a side, or on either.
-struct PieceRow {
-  std::int64_t run = 0, run_up = 0, run_down = 0;
-  // Pieces since the last one on that side; 0: this one.
-  std::int64_t since_up = kNever, since_down = kNever;
-};
-
-bool PieceFulfils(PieceRow& s, bool up, bool down, std::int32_t m, RuleSide side) {
-  s.run_up = up ? s.run_up + 1 : 0;
-  s.run_down = down ? s.run_down + 1 : 0;
-  s.run = up || down ? s.run + 1 : 0;
-  s.since_up = up ? 0 : s.since_up + 1;
-  s.since_down = down ? 0 : s.since_down + 1;
-  switch (side) {
-    case RuleSide::Same:
-      return s.run_up >= m || s.run_down >= m;
-    case RuleSide::Either:
-      return s.run >= m;
-    case RuleSide::Both:
-      return s.run >= m && s.since_up < m && s.since_down < m;
-    case RuleSide::Upper:
-      return s.run_up >= m;
-    case RuleSide::Lower:
-      return s.run_down >= m;
-  }
-  return false;
-}
-
-}  // namespace
-
 void EvaluatePreControl(std::span<const PieceZone> pieces, std::span<const RunRule> rules,
                         std::span<std::uint32_t> marks) {
   std::fill(marks.begin(), marks.end(), 0U);
   for (const RunRule& rule : rules) {
+    if (rule.kind != RuleKind::Red && rule.kind != RuleKind::Yellow2) continue;
     const std::uint32_t bit = RuleBit(rule.number);
     PieceRow state;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
       const PieceZone zone = pieces[i];
-      const bool up = zone == PieceZone::UpperYellow, down = zone == PieceZone::LowerYellow;
-      const bool red_up = zone == PieceZone::UpperRed, red_down = zone == PieceZone::LowerRed;
-      const bool fulfilled =
-          rule.kind == RuleKind::Red       ? PieceFulfils(state, red_up, red_down, 1, rule.side)
-          : rule.kind == RuleKind::Yellow2 ? PieceFulfils(state, up, down, rule.m, rule.side)
-                                           : false;
-      if (fulfilled) marks[i] |= bit;
+      const bool red = rule.kind == RuleKind::Red;
+      const bool up = zone == (red ? PieceZone::UpperRed : PieceZone::UpperYellow);
+      const bool down = zone == (red ? PieceZone::LowerRed : PieceZone::LowerYellow);
+      if (PieceFulfils(state, up, down, red ? 1 : rule.m, rule.side)) marks[i] |= bit;
     }
   }
 }

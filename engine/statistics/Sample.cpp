@@ -46,10 +46,8 @@ class RankFinder {
   }
 
   double At(std::size_t rank) const {
-    const auto found = std::lower_bound(
-        found_.begin(), found_.end(), rank,
-        [](const std::pair<std::size_t, double>& each, std::size_t r) { return each.first < r; });
-    return found->second;
+    return std::ranges::lower_bound(found_, rank, {}, &std::pair<std::size_t, double>::first)
+        ->second;
   }
 
  private:
@@ -102,9 +100,7 @@ class RankFinder {
     const auto low = few.front().low, span = few.back().high - low;
     ForEach([&](std::uint64_t key) {
       if (key - low > span) return;
-      const auto place =
-          std::upper_bound(few.begin(), few.end(), key,
-                           [](std::uint64_t k, const Search& each) { return k < each.low; });
+      const auto place = std::ranges::upper_bound(few, key, {}, &Search::low);
       const auto i = static_cast<std::size_t>(place - few.begin()) - 1;
       if (key <= few[i].high) values[i].push_back(ValueOf(key));
     });

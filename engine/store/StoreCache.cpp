@@ -96,19 +96,6 @@ void ReadOpportunities(sql::Connection& db, StoreCache& cache) {
 }
 
 void ReadNetContents(sql::Connection& db, StoreCache& cache) {
-  // The bits of the limits that a row has, in the order of the columns.
-  struct Figure {
-    platform::WireDouble API_CANccLim8::*field;
-    std::int32_t flag;
-  };
-  static constexpr Figure kFigures[] = {
-      {&API_CANccLim8::MavL, catalogue::nclMavL}, {&API_CANccLim8::MavLp, catalogue::nclMavLp},
-      {&API_CANccLim8::MavU, catalogue::nclMavU}, {&API_CANccLim8::MavUp, catalogue::nclMavUp},
-      {&API_CANccLim8::T1L, catalogue::nclT1L},   {&API_CANccLim8::T1Lp, catalogue::nclT1Lp},
-      {&API_CANccLim8::T1U, catalogue::nclT1U},   {&API_CANccLim8::T1Up, catalogue::nclT1Up},
-      {&API_CANccLim8::T2L, catalogue::nclT2L},   {&API_CANccLim8::T2Lp, catalogue::nclT2Lp},
-      {&API_CANccLim8::T2U, catalogue::nclT2U},   {&API_CANccLim8::T2Up, catalogue::nclT2Up},
-  };
   sql::Query query(
       db,
       "SELECT id, made, part, test, effective, name, nominal, factor, mavl, mavlp, mavu, "
@@ -123,7 +110,7 @@ void ReadNetContents(sql::Connection& db, StoreCache& cache) {
     platform::To8Bit(name, row.Text);
     query.ReadFrom(6, row.Lsc, row.Fctr);
     int column = 8;
-    for (const auto& figure : kFigures) {
+    for (const auto& figure : catalogue::kNetContentFigures) {
       if (!query.IsNull(column)) {
         row.*figure.field = query.Real(column);
         row.EFlag |= figure.flag;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <utility>
 
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -18,8 +19,16 @@ constexpr std::int64_t kDay = 86400;
 thread_local std::optional<std::int64_t> fixed_now;
 
 std::int64_t FloorTo(std::int64_t value, std::int64_t unit) {
-  const auto rest = value % unit;
-  return value - (rest < 0 ? rest + unit : rest);
+  return FloorDivide(value, unit) * unit;
+}
+
+// In seconds; 0 for months, years and what is no period.
+std::int64_t LengthOf(std::int32_t period) {
+  constexpr std::pair<std::int32_t, std::int64_t> kLengths[] = {
+      {drpMinute, 60}, {drpHour, 3600}, {drpDay, kDay}, {drpWeek, 7 * kDay}};
+  for (const auto& [each, length] : kLengths)
+    if (each == period) return length;
+  return 0;
 }
 
 chr::year_month_day DateOf(std::int64_t local) {
@@ -46,27 +55,11 @@ std::optional<std::int32_t> ZoneOffset(std::string_view zone) {
 std::optional<std::int32_t> PeriodsBefore(std::int64_t stamp, std::int32_t period,
                                           std::int32_t count, std::int32_t offset) {
   if (count < 1) return std::nullopt;
-  constexpr std::int32_t kMostMonths = 12 * 400;  // more than the whole range of stamps
-  const auto back = [&](std::int64_t unit) { return Saturated(stamp - unit * count); };
-  std::int32_t months = 0;
-  switch (period) {
-    case drpMinute:
-      return back(60);
-    case drpHour:
-      return back(3600);
-    case drpDay:
-      return back(kDay);
-    case drpWeek:
-      return back(7 * kDay);
-    case drpMonth:
-      months = std::min(count, kMostMonths);
-      break;
-    case drpYear:
-      months = 12 * std::min(count, kMostMonths / 12);
-      break;
-    default:
-      return std::nullopt;
-  }
+  if (const auto length = LengthOf(period); length != 0) return Saturated(stamp - length * count);
+  if (period != drpMonth && period != drpYear) return std::nullopt;
+  constexpr std::int32_t kMaxMonths = 12 * 400;  // more than the whole range of stamps
+  const std::int32_t each = period == drpYear ? 12 : 1;
+  const std::int32_t months = each * std::min(count, kMaxMonths / each);
   const auto local = stamp + offset;
   auto date = DateOf(local) - chr::months(months);
   if (!date.ok()) date = chr::sys_days(date.year() / date.month() / chr::last);
@@ -76,24 +69,15 @@ std::optional<std::int32_t> PeriodsBefore(std::int64_t stamp, std::int32_t perio
 std::optional<std::int64_t> StartOfPeriod(std::int64_t stamp, std::int32_t period,
                                           std::int32_t offset) {
   const auto local = stamp + offset;
-  const auto date = DateOf(local);
-  switch (period) {
-    case drpMinute:
-      return FloorTo(local, 60) - offset;
-    case drpHour:
-      return FloorTo(local, 3600) - offset;
-    case drpDay:
-      return FloorTo(local, kDay) - offset;
+  if (const auto length = LengthOf(period); length != 0) {
     // Day 0 was a Thursday, three days behind a Monday.
-    case drpWeek:
-      return FloorTo(local + 3 * kDay, 7 * kDay) - 3 * kDay - offset;
-    case drpMonth:
-      return SecondsOf(date.year() / date.month() / 1) - offset;
-    case drpYear:
-      return SecondsOf(date.year() / 1 / 1) - offset;
-    default:
-      return std::nullopt;
+    const auto shift = period == drpWeek ? 3 * kDay : 0;
+    return FloorTo(local + shift, length) - shift - offset;
   }
+  const auto date = DateOf(local);
+  if (period == drpMonth) return SecondsOf(date.year() / date.month() / 1) - offset;
+  if (period == drpYear) return SecondsOf(date.year() / 1 / 1) - offset;
+  return std::nullopt;
 }
 
 std::int64_t FloorDivide(std::int64_t value, std::int64_t unit) {

@@ -28,13 +28,17 @@ std::string Drawn(const View& view, const Presentation& shown,
 }  // namespace
 
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
-                const Number& maximum, const std::function<Outcome(Analysis&)>& analyse) {
+                const Number& maximum, std::int32_t test_types,
+                const std::function<Outcome(Analysis&)>& analyse) {
   const std::string format = OutputFormat(arguments, formats);
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   Analysis run{{NamesOf(database), format, TextOptionsOf(arguments, console)},
                arguments,
                database,
                MakeSelection(arguments, maximum, database)};
+  run.select->IncludeVariableTests((test_types & ttVariable) != 0);
+  run.select->IncludeDefectTests((test_types & ttDefects) != 0);
+  run.select->IncludeDefectiveTests((test_types & ttDefectives) != 0);
   const Outcome outcome = analyse(run);
   if (outcome.empty && format != "text") console.err << "no data selected\n";
   for (const auto& note : outcome.notes)
@@ -50,10 +54,10 @@ void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
   constexpr std::int32_t kCounted = 10000;
   const auto all = run.select->Clone();
   all->MaximumItems(std::max(kCounted, shown + 1));
-  Report report;
-  const std::int32_t count = Reported(run.database, report, [&](const auto& open) {
-    return events ? all->GetEventData(open)->Count() : all->GetSubgroupData(open)->TotalSubgroups();
-  });
+  const auto count = Reported(run.database, [&](const auto& open) {
+                       return events ? all->GetEventData(open)->Count()
+                                     : all->GetSubgroupData(open)->TotalSubgroups();
+                     }).first;
   if (count <= shown) return;
   notes.push_back({"newest-only",
                    "newest " + std::to_string(shown) + " of " +

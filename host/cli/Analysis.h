@@ -4,19 +4,34 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
-#include "host/cli/Selection.h"
 #include "host/render/capability/Capability.h"
 #include "host/render/chart/ChartReading.h"
 #include "host/render/compliance/Compliance.h"
 #include "host/render/pareto/Pareto.h"
 #include "host/render/states/States.h"
+#include "platform/Enumerations.h"
+#include "select/DataSelect.h"
 
 // What all commands that analyse have in common.
 namespace orvspc::cli {
+
+// --max, whose help and default are each command's own. Without a number in its place everything
+// is taken.
+constexpr Number MaximumOption(const char* help, const char* fallback) {
+  return {{"max", "N", help, fallback}, 1};
+}
+
+// --db and all that narrow the data, without --max.
+std::vector<Option> SelectionOptions();
+
+// Refusal for a name that the database does not have.
+std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,
+                                          const QualityDatabase& database);
 
 // How a document is written.
 struct Presentation {
@@ -39,27 +54,29 @@ struct Outcome {
   std::vector<Note> notes = {};
 };
 
-// Opens the database, makes the selection, analyses, and delivers the outcome, with what has no
-// place in it on standard error. Returns the exit status 0.
-int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
-                const Number& maximum, const std::function<Outcome(Analysis&)>& analyse);
+inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
 
-// What analyse() returns, with what the engine reported meanwhile. Refusal with the engine's reason
+// Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
+// with what has no place in it on standard error. Returns the exit status 0.
+int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
+                const Number& maximum, std::int32_t test_types,
+                const std::function<Outcome(Analysis&)>& analyse);
+
+// What analyse() returns, and what the engine reported meanwhile. Refusal with the engine's reason
 // when it failed.
 template <class Analyse>
-auto Reported(const QualityDatabase& database, Report& report, Analyse analyse) {
+auto Reported(const QualityDatabase& database, Analyse analyse) {
   database.Database()->TakeReport();  // that of earlier calls
   auto results = analyse(database.Database());
   if (const auto failure = database.Database()->TakeFailure()) throw Refusal(failure->description);
-  report = database.Database()->TakeReport();
-  return results;
+  return std::pair(std::move(results), database.Database()->TakeReport());
 }
 
 // The same for an analysis of the library: CCAnalysis, CAAnalysis, PAAnalysis.
 template <class Library, class Processing>
 auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
-              const std::shared_ptr<Processing>& processing, Report& report) {
-  return Reported(database, report, [&](const auto& open) {
+              const std::shared_ptr<Processing>& processing) {
+  return Reported(database, [&](const auto& open) {
     return Library().AnalyzeDataSelect(open, select, processing);
   });
 }

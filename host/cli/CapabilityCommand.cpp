@@ -85,18 +85,15 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
 
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) -> Outcome {
-    run.select->IncludeVariableTests(true);
-    run.select->IncludeDefectTests(false);
-    run.select->IncludeDefectiveTests(false);
-    if (run.format == "xml") {
-      Report report;
-      const auto results = Analysed<CAAnalysis>(run.database, run.select, processing, report);
-      return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
-    }
-    const auto document = RunCapability(run.database, run.select, processing);
-    return {Formatted(document, run), document.capability.bins.empty()};
-  });
+  return RunAnalysis(
+      arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
+        if (run.format == "xml") {
+          auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
+          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+        }
+        const auto document = RunCapability(run.database, run.select, processing);
+        return {Formatted(document, run), document.capability.bins.empty()};
+      });
 }
 
 std::string LimitText(double value) {
@@ -108,8 +105,7 @@ std::string LimitText(double value) {
 render::CapabilityDocument RunCapability(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select,
                                          const std::shared_ptr<CAProcessing>& processing) {
-  Report report;
-  const auto results = Analysed<CAAnalysis>(database, select, processing, report);
+  auto [results, report] = Analysed<CAAnalysis>(database, select, processing);
   auto capability = render::ReadCapability(*results, &report.capability);
   return {std::move(capability), std::move(report.capability), std::move(report.notes)};
 }

@@ -63,13 +63,8 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 }
 
 Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
-  // A chart of variables takes variable tests, one of counts those of defects and of defectives.
-  run.select->IncludeVariableTests(processing->IsVariable());
-  run.select->IncludeDefectTests(processing->IsAttribute());
-  run.select->IncludeDefectiveTests(processing->IsAttribute());
   if (run.format == "xml") {
-    Report report;
-    const auto results = Analysed<CCAnalysis>(run.database, run.select, processing, report);
+    auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
     // The result as it is, with nothing read out of it before.
     std::string text = results->GetXML() + "\n";
     const std::int32_t shown = results->TotalSubgroups();
@@ -83,7 +78,10 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
 
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) {
+  // A chart of variables takes variable tests, one of counts those of defects and of defectives.
+  const std::int32_t types =
+      (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
+  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
     return Chart(run, processing);
   });
@@ -94,8 +92,7 @@ int Run(const Arguments& arguments, Console& console) {
 render::ChartDocument RunChart(const QualityDatabase& database,
                                const std::shared_ptr<DataSelect>& select,
                                const std::shared_ptr<CCProcessing>& processing) {
-  Report report;
-  const auto results = Analysed<CCAnalysis>(database, select, processing, report);
+  auto [results, report] = Analysed<CCAnalysis>(database, select, processing);
   render::ChartDocument document;
   document.chart = render::ReadChart(*results);
   document.requested[0] = processing->Graph1Type();

@@ -43,9 +43,7 @@ std::vector<render::ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows,
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, [](Analysis& run) -> Outcome {
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
+  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
     const auto document = RunCompliance(run.database, run.select);
     return {Formatted(document, run), document.rows.empty()};
   });
@@ -55,10 +53,8 @@ int Run(const Arguments& arguments, Console& console) {
 
 render::ComplianceDocument RunCompliance(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select) {
-  Report report;
-  const auto results = Reported(database, report, [&](const auto& open) {
-    return SCAnalysis().AnalyzeDataSelect(open, select);
-  });
+  auto [results, report] = Reported(
+      database, [&](const auto& open) { return SCAnalysis().AnalyzeDataSelect(open, select); });
   return {results->DataSelect(), render::ReadCompliance(*results),
           ShiftRows(report.sampling, database.Shifts(), NamesOf(database)),
           std::move(report.notes)};

@@ -9,34 +9,28 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Number kMax = MaximumOption("the newest N subgroups at most", "25");
-enum class TestTypes { All, Variable, Defects, Defectives };
-constexpr render::Word kTestTypeWords[] = {{"all", static_cast<int>(TestTypes::All)},
-                                           {"variable", static_cast<int>(TestTypes::Variable)},
-                                           {"defects", static_cast<int>(TestTypes::Defects)},
-                                           {"defectives", static_cast<int>(TestTypes::Defectives)}};
-constexpr Choice<TestTypes> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
+constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
+                                           {"variable", ttVariable},
+                                           {"defects", ttDefects},
+                                           {"defectives", ttDefectives}};
+constexpr Choice<std::int32_t> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
 constexpr Option kOptions[] = {kMax, kTestType};
 
 int Run(const Arguments& arguments, Console& console) {
-  const TestTypes type = arguments.Get(kTestType);
-  return RunAnalysis(arguments, console, kStored, kMax, [&](Analysis& run) -> Outcome {
-    const bool all = type == TestTypes::All;
-    run.select->IncludeVariableTests(all || type == TestTypes::Variable);
-    run.select->IncludeDefectTests(all || type == TestTypes::Defects);
-    run.select->IncludeDefectiveTests(all || type == TestTypes::Defectives);
-    Report report;
-    const auto data = Reported(run.database, report, [&](const auto& open) {
-      // The retrieval writes what it resolved into the selection that it works on.
-      return run.select->Clone()->GetSubgroupData(open);
-    });
-    const bool empty = data->TotalSubgroups() == 0;
-    NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
-    if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
-    const auto subgroups = render::ReadSubgroups(*data);
-    if (run.format == "json")
-      return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
-    return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};
-  });
+  return RunAnalysis(
+      arguments, console, kStored, kMax, arguments.Get(kTestType), [&](Analysis& run) -> Outcome {
+        auto [data, report] = Reported(run.database, [&](const auto& open) {
+          // The retrieval writes what it resolved into the selection that it works on.
+          return run.select->Clone()->GetSubgroupData(open);
+        });
+        const bool empty = data->TotalSubgroups() == 0;
+        NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
+        if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
+        const auto subgroups = render::ReadSubgroups(*data);
+        if (run.format == "json")
+          return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
+        return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};
+      });
 }
 
 }  // namespace

@@ -12,10 +12,9 @@ constexpr Number kMax = MaximumOption("the newest N events at most", "25");
 constexpr Option kOptions[] = {kMax};
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kStored, kMax, [](Analysis& run) -> Outcome {
-    Report report;
-    const auto events = Reported(run.database, report,
-                                 [&](const auto& open) { return run.select->GetEventData(open); });
+  return RunAnalysis(arguments, console, kStored, kMax, ttVariable, [](Analysis& run) -> Outcome {
+    auto [events, report] =
+        Reported(run.database, [&](const auto& open) { return run.select->GetEventData(open); });
     const bool empty = events->Count() == 0;
     NoteCut(run, kMax, events->Count(), report.notes, true);
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};

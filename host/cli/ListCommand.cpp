@@ -30,7 +30,7 @@ using Row = std::vector<Cell>;
 struct Listing {
   std::string key;
   std::string columns;
-  std::vector<Row> rows = {};
+  std::vector<Row> rows;
 };
 
 template <class Value>
@@ -39,6 +39,11 @@ Cell CellOf(const Value& value) {
 }
 Cell CellOf(std::string_view text) { return std::string(text); }
 Cell CellOf(const std::optional<double>& number) { return number ? Cell(*number) : Cell(); }
+Cell CellOf(const std::vector<std::int32_t>& numbers) {
+  Texts texts;
+  for (const auto number : numbers) texts.push_back(std::to_string(number));
+  return texts;
+}
 Cell TimeOf(bool given, std::int32_t stamp) {
   return given ? Cell(render::IsoTime(stamp)) : Cell();
 }
@@ -46,6 +51,13 @@ Cell TimeOf(bool given, std::int32_t stamp) {
 template <class... Values>
 Row RowOf(const Values&... values) {
   return {CellOf(values)...};
+}
+
+template <class Items, class MakeRow>
+std::vector<Row> RowsOf(const Items& items, MakeRow make) {
+  std::vector<Row> rows;
+  for (const auto& item : items) rows.push_back(make(item));
+  return rows;
 }
 
 std::string ShownText(const Cell& cell) {
@@ -126,77 +138,53 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
   const bool is_code = kind == ItemKind::Defect || kind == ItemKind::AccCode ||
                        kind == ItemKind::CacCode || kind == ItemKind::StateCode;
   const std::string word(WordOf(kind));
-  Listing list{word, "#ID Name=" + word + (is_code ? " Text=what_it_means" : "") +
-                         (is_test ? " -TestType" : "") +
-                         " #Subgroups @First @Last -Factor -Type -Active"};
-  for (const auto& item : database.CountedItems(kind)) {
-    auto& row = list.rows.emplace_back(RowOf(item.id, item.name));
-    if (is_code) row.emplace_back(item.text);
-    if (is_test) row.emplace_back(item.type);
-    const bool occurs = item.subgroups > 0;
-    std::ranges::move(RowOf(item.subgroups, TimeOf(occurs, item.first), TimeOf(occurs, item.last),
-                            item.factor, item.type, item.active),
-                      std::back_inserter(row));
-  }
-  return list;
+  const char* const more = is_code ? " Text=what_it_means" : is_test ? " -TestType" : "";
+  return {word, "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active",
+          RowsOf(database.CountedItems(kind), [&](const CountedItem& item) {
+            const bool occurs = item.subgroups > 0;
+            Row row = RowOf(item.id, item.name, item.subgroups, TimeOf(occurs, item.first),
+                            TimeOf(occurs, item.last), item.factor, item.type, item.active);
+            if (is_code) row.emplace(row.begin() + 2, item.text);
+            if (is_test) row.emplace(row.begin() + 2, item.type);
+            return row;
+          })};
 }
 
-Listing Streams(const QualityDatabase& database) {
-  Listing list{"stream", "Part Process Test -TestType #Subgroups @First @Last"};
-  for (const auto& stream : database.Streams())
-    list.rows.push_back(RowOf(database.Name(ItemKind::Part, stream.part),
-                              database.Name(ItemKind::Process, stream.process),
-                              database.Name(ItemKind::Test, stream.test), stream.test_type,
-                              stream.subgroups, TimeOf(true, stream.first),
-                              TimeOf(true, stream.last)));
-  return list;
-}
-
-Listing Groups(const QualityDatabase& database) {
-  Listing list{"group", "#ID Kind Name=group Members"};
+std::vector<Row> Groups(const QualityDatabase& database) {
+  std::vector<Row> rows;
   for (int k = 0; k < kItemKinds; ++k) {
     const auto kind = static_cast<ItemKind>(k);
     for (const auto& group : database.Groups(kind)) {
       Texts members;
       for (const auto member : group.members) members.push_back(database.Name(kind, member));
-      list.rows.push_back(RowOf(group.id, WordOf(kind), group.name, members));
+      rows.push_back(RowOf(group.id, WordOf(kind), group.name, members));
     }
   }
-  return list;
+  return rows;
 }
 
-Listing Descriptors(const QualityDatabase& database) {
-  Listing list{"descriptor", "#ID Group=descriptor Name=value"};
-  for (const auto& descriptor : database.Descriptors())
-    list.rows.push_back(RowOf(descriptor.id, descriptor.group_name, descriptor.name));
-  return list;
+// The columns of limits beyond part, test, process and time.
+Row CellsOf(const SpecificationLimits& row) {
+  return RowOf(row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl, row.uwp, row.lwp,
+               row.cp, row.cpk, row.alarms, row.scale, row.name);
 }
-
-Listing RuleSets(const QualityDatabase& database) {
-  Listing list{"rule-set", "Name=rule_set Rules"};
-  for (const auto& set : database.RuleSets()) {
-    Texts rules;
-    for (const auto number : set.numbers) rules.push_back(std::to_string(number));
-    list.rows.push_back(RowOf(set.name, rules));
-  }
-  return list;
+Row CellsOf(const ControlLimits& row) {
+  return RowOf(row.mean, row.sp, row.spl, row.sw, row.swl, TimeOf(row.start != 0, row.start),
+               TimeOf(row.finish != 0, row.finish), row.chart_word);
 }
-
-Listing Settings(const QualityDatabase& database) {
-  Listing list{"setting", "Name=setting Value Meaning=what_it_is"};
-  for (const auto& setting : SettingKinds())
-    list.rows.push_back(RowOf(setting.name, database.Setting(setting.name), setting.meaning));
-  return list;
+Row CellsOf(const Opportunities& row) { return RowOf(row.opportunities); }
+Row CellsOf(const NetContents& row) {
+  return RowOf(row.class_name, row.quantity, row.nominal, row.mav, row.mavl, row.mavlp, row.mavu,
+               row.mavup, row.t1l, row.t1lp, row.t1u, row.t1up, row.t2l, row.t2lp, row.t2u,
+               row.t2up, row.factor, row.name);
 }
 
 // Every version of the rows of one kind for the streams that have subgroups, with a mark at those
-// that are in force now. cells: of a row, for the columns beyond part, test and time.
+// that are in force now.
 template <class Limits>
-Listing LimitsOf(const QualityDatabase& database, const char* key, const char* columns,
-                 Row (*cells)(const Limits&)) {
+std::vector<Row> LimitsOf(const QualityDatabase& database) {
   constexpr bool kOfProcess = std::is_same_v<Limits, ControlLimits>;
-  Listing list{key, "Part Test" + std::string(kOfProcess ? " Process" : "") +
-                        " @Effective InForce=in_force " + columns};
+  std::vector<Row> rows;
   std::vector<StreamKey> done;
   for (StreamKey stream : database.Streams()) {
     if (!kOfProcess) stream.process = 0;
@@ -204,66 +192,66 @@ Listing LimitsOf(const QualityDatabase& database, const char* key, const char* c
     done.push_back(stream);
     const auto now = database.InForce<Limits>(stream, CurrentTime());
     for (const auto& limits : database.Versions<Limits>(stream)) {
-      auto& row = list.rows.emplace_back(RowOf(database.Name(ItemKind::Part, stream.part),
-                                               database.Name(ItemKind::Test, stream.test)));
+      auto& row = rows.emplace_back(RowOf(database.Name(ItemKind::Part, stream.part),
+                                          database.Name(ItemKind::Test, stream.test)));
       if (kOfProcess) row.emplace_back(database.Name(ItemKind::Process, stream.process));
       row.push_back(TimeOf(limits.effective != kSinceEver, limits.effective));
       row.emplace_back(now && now->effective == limits.effective);
-      std::ranges::move(cells(limits), std::back_inserter(row));
+      std::ranges::move(CellsOf(limits), std::back_inserter(row));
     }
   }
-  return list;
-}
-
-Listing SpecificationLimitsList(const QualityDatabase& database) {
-  return LimitsOf<SpecificationLimits>(
-      database, "limits",
-      "#USL #Target #LSL #UGB #LGB #URL #LRL -UWP -LWP -Cp -Cpk -Alarms -Scale -Name",
-      [](const auto& row) {
-        return RowOf(row.usl, row.target, row.lsl, row.ugb, row.lgb, row.url, row.lrl, row.uwp,
-                     row.lwp, row.cp, row.cpk, row.alarms, row.scale, row.name);
-      });
-}
-
-Listing ControlLimitsList(const QualityDatabase& database) {
-  return LimitsOf<ControlLimits>(
-      database, "control-limits", "#Mean #SP -SPL #SW -SWL -Start -Finish -ChartWord",
-      [](const auto& row) {
-        return RowOf(row.mean, row.sp, row.spl, row.sw, row.swl, TimeOf(row.start != 0, row.start),
-                     TimeOf(row.finish != 0, row.finish), row.chart_word);
-      });
-}
-
-Listing OpportunitiesList(const QualityDatabase& database) {
-  return LimitsOf<Opportunities>(database, "opportunities", "#Opportunities",
-                                 [](const auto& row) { return RowOf(row.opportunities); });
-}
-
-Listing NetContentsList(const QualityDatabase& database) {
-  return LimitsOf<NetContents>(
-      database, "net-contents",
-      "Class Quantity #Nominal #MAV -MAVL -MAVLP -MAVU -MAVUP -T1L -T1LP -T1U -T1UP -T2L -T2LP "
-      "-T2U -T2UP -Factor -Name",
-      [](const auto& row) {
-        return RowOf(row.class_name, row.quantity, row.nominal, row.mav, row.mavl, row.mavlp,
-                     row.mavu, row.mavup, row.t1l, row.t1lp, row.t1u, row.t1up, row.t2l, row.t2lp,
-                     row.t2u, row.t2up, row.factor, row.name);
-      });
+  return rows;
 }
 
 struct List {
   const char* word;
-  Listing (*make)(const QualityDatabase&);
+  const char* key;
+  const char* columns;
+  std::vector<Row> (*rows)(const QualityDatabase&);
 };
-constexpr List kLists[] = {{"streams", Streams},
-                           {"descriptors", Descriptors},
-                           {"groups", Groups},
-                           {"rule-sets", RuleSets},
-                           {"settings", Settings},
-                           {"limits", SpecificationLimitsList},
-                           {"control-limits", ControlLimitsList},
-                           {"opportunities", OpportunitiesList},
-                           {"net-contents", NetContentsList}};
+constexpr List kLists[] = {
+    {"streams", "stream", "Part Process Test -TestType #Subgroups @First @Last",
+     [](const QualityDatabase& database) {
+       return RowsOf(database.Streams(), [&](const auto& stream) {
+         return RowOf(database.Name(ItemKind::Part, stream.part),
+                      database.Name(ItemKind::Process, stream.process),
+                      database.Name(ItemKind::Test, stream.test), stream.test_type,
+                      stream.subgroups, TimeOf(true, stream.first), TimeOf(true, stream.last));
+       });
+     }},
+    {"descriptors", "descriptor", "#ID Group=descriptor Name=value",
+     [](const QualityDatabase& database) {
+       return RowsOf(database.Descriptors(), [](const auto& descriptor) {
+         return RowOf(descriptor.id, descriptor.group_name, descriptor.name);
+       });
+     }},
+    {"groups", "group", "#ID Kind Name=group Members", Groups},
+    {"rule-sets", "rule-set", "Name=rule_set Rules",
+     [](const QualityDatabase& database) {
+       return RowsOf(database.RuleSets(),
+                     [](const auto& set) { return RowOf(set.name, set.numbers); });
+     }},
+    {"settings", "setting", "Name=setting Value Meaning=what_it_is",
+     [](const QualityDatabase& database) {
+       return RowsOf(SettingKinds(), [&](const auto& setting) {
+         return RowOf(setting.name, database.Setting(setting.name), setting.meaning);
+       });
+     }},
+    {"limits", "limits",
+     "Part Test @Effective InForce=in_force #USL #Target #LSL #UGB #LGB #URL #LRL -UWP -LWP -Cp "
+     "-Cpk -Alarms -Scale -Name",
+     LimitsOf<SpecificationLimits>},
+    {"control-limits", "control-limits",
+     "Part Test Process @Effective InForce=in_force #Mean #SP -SPL #SW -SWL -Start -Finish "
+     "-ChartWord",
+     LimitsOf<ControlLimits>},
+    {"opportunities", "opportunities", "Part Test @Effective InForce=in_force #Opportunities",
+     LimitsOf<Opportunities>},
+    {"net-contents", "net-contents",
+     "Part Test @Effective InForce=in_force Class Quantity #Nominal #MAV -MAVL -MAVLP -MAVU -MAVUP "
+     "-T1L -T1LP -T1U -T1UP -T2L -T2LP -T2U -T2UP -Factor -Name",
+     LimitsOf<NetContents>},
+};
 
 std::string ListWords() {
   Texts words;
@@ -272,12 +260,16 @@ std::string ListWords() {
   return Joined(words);
 }
 
-// What makes the list of a word.
-std::function<Listing(const QualityDatabase&)> MakerOf(const std::string& word) {
+using MakeListing = std::function<Listing(const QualityDatabase&)>;
+
+MakeListing MakerOf(const std::string& word) {
   if (const auto kind = ItemKindFromWord(word))
     return [kind](const QualityDatabase& database) { return Items(database, *kind); };
   for (const auto& list : kLists)
-    if (word == list.word) return list.make;
+    if (word == list.word)
+      return [&list](const QualityDatabase& database) {
+        return Listing{list.key, list.columns, list.rows(database)};
+      };
   throw Misuse("nothing called \"" + word + "\" can be listed, only " + ListWords());
 }
 
@@ -285,7 +277,7 @@ int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   Texts words = arguments.Positional();
   if (words.empty() || words[0].empty()) words = {"part", "process", "test"};
-  std::vector<std::function<Listing(const QualityDatabase&)>> makers;
+  std::vector<MakeListing> makers;
   for (const auto& word : words) makers.push_back(MakerOf(word));
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   render::JsonWriter json;

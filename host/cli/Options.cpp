@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <numeric>
+#include <utility>
 
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
@@ -19,7 +21,7 @@ namespace {
 std::string Nearest(const std::string& name, std::span<const Option> options) {
   const auto distance = [](const std::string& a, const std::string& b) {
     std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    std::iota(row.begin(), row.end(), std::size_t{0});
     for (std::size_t i = 1; i <= a.size(); ++i) {
       std::size_t diagonal = row[0];
       row[0] = i;
@@ -32,17 +34,11 @@ std::string Nearest(const std::string& name, std::span<const Option> options) {
     }
     return row.back();
   };
-  std::string best;
-  std::size_t least = 3;
-  for (const auto& option : options) {
-    const std::size_t d = distance(name, option.name);
-    // Of a short word every other one is near.
-    if (d < least && 2 * d <= name.size()) {
-      least = d;
-      best = option.name;
-    }
-  }
-  return best;
+  // Of a short word every other one is near.
+  std::pair<std::size_t, std::string> best{std::min<std::size_t>(3, name.size() / 2 + 1), ""};
+  for (const auto& option : options)
+    if (const auto d = distance(name, option.name); d < best.first) best = {d, option.name};
+  return best.second;
 }
 
 std::string Dashed(const Option& option) { return std::string("--") + option.name; }
@@ -52,15 +48,14 @@ std::string FallbackOf(const Option& option) {
   return std::string(option.words.front().word);
 }
 
-const Option* Find(const std::string& name, std::span<const Option> options) {
-  for (const auto& option : options)
-    if (name == option.name) return &option;
-  return nullptr;
+const Option* Find(std::string_view name, std::span<const Option> options) {
+  const auto found = std::ranges::find(options, name, &Option::name);
+  return found == options.end() ? nullptr : &*found;
 }
 
 // What follows an option that takes a value is that value, unless it is an option itself.
 bool IsOption(std::string_view word, std::span<const Option> options) {
-  return word.starts_with("--") && Find(std::string(word.substr(2)), options) != nullptr;
+  return word.starts_with("--") && Find(word.substr(2), options) != nullptr;
 }
 
 }  // namespace
@@ -150,14 +145,14 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
       continue;
     }
     if (!values.empty() && !option->repeats) throw Misuse("--" + name + " is given twice");
+    std::string value;
     if (equals != std::string::npos) {
-      values.push_back(word.substr(equals + 1));
+      value = word.substr(equals + 1);
     } else if (i + 1 < words.size() && !IsOption(words[i + 1], options)) {
-      values.push_back(words[++i]);
-    } else {
-      throw Misuse("--" + name + " needs a value: " + option->value);
+      value = words[++i];
     }
-    if (values.back().empty()) throw Misuse("--" + name + " needs a value: " + option->value);
+    if (value.empty()) throw Misuse("--" + name + " needs a value: " + option->value);
+    values.push_back(value);
   }
   return arguments;
 }

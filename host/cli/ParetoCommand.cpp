@@ -47,15 +47,9 @@ struct Level {
   std::string descriptor;  // the name of its group
 };
 
-struct Period {
-  const char* word;
-  const char* letter;  // null: none
-  paTimePeriods value;
-};
-constexpr Period kPeriods[] = {{"second", "s", paSeconds},  {"minute", "m", paMinutes},
-                               {"hour", "h", paHours},      {"day", "d", paDays},
-                               {"week", "w", paWeeks},      {"month", nullptr, paMonths},
-                               {"quarter", "q", paQuarters}};
+constexpr render::Word kPeriods[] = {
+    {"second", paSeconds}, {"minute", paMinutes}, {"hour", paHours},      {"day", paDays},
+    {"week", paWeeks},     {"month", paMonths},   {"quarter", paQuarters}};
 
 // "15m", "1month", "2 weeks", "day"
 Level TimeLevel(const std::string& text) {
@@ -67,10 +61,11 @@ Level TimeLevel(const std::string& text) {
   if (!word.empty() && word.front() == ' ') word.erase(0, 1);
   for (const auto& period : kPeriods) {
     if (error == std::errc::result_out_of_range || level.interval < 1) break;
-    if (word != period.word && word != std::string(period.word) + "s" &&
-        (!period.letter || word != period.letter))
-      continue;
-    level.period = period.value;
+    const std::string name(period.word);
+    // m is that of minutes.
+    const bool by_letter = name != "month" && word == name.substr(0, 1);
+    if (word != name && word != name + "s" && !by_letter) continue;
+    level.period = static_cast<paTimePeriods>(period.value);
     return level;
   }
   throw Misuse(
@@ -162,19 +157,16 @@ QualityDatabase::BinNames NamesOfBins(const QualityDatabase& database,
 int Run(const Arguments& arguments, Console& console) {
   const auto levels = ParseLevels(arguments, arguments.Get(kFrom));
   const auto processing = MakeProcessing(arguments, levels);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, [&](Analysis& run) -> Outcome {
-    FindDescriptors(run.database, levels, *processing);
-    run.select->IncludeVariableTests(true);
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
-    if (run.format == "xml") {
-      Report report;
-      const auto results = Analysed<PAAnalysis>(run.database, run.select, processing, report);
-      return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
-    }
-    const auto document = RunPareto(run.database, run.select, processing);
-    return {Formatted(document, run), document.pareto.bins.empty()};
-  });
+  return RunAnalysis(
+      arguments, console, kDrawnAndStored, kMax, kAllTests, [&](Analysis& run) -> Outcome {
+        FindDescriptors(run.database, levels, *processing);
+        if (run.format == "xml") {
+          auto [results, report] = Analysed<PAAnalysis>(run.database, run.select, processing);
+          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+        }
+        const auto document = RunPareto(run.database, run.select, processing);
+        return {Formatted(document, run), document.pareto.bins.empty()};
+      });
 }
 
 }  // namespace
@@ -182,8 +174,7 @@ int Run(const Arguments& arguments, Console& console) {
 render::ParetoDocument RunPareto(const QualityDatabase& database,
                                  const std::shared_ptr<DataSelect>& select,
                                  const std::shared_ptr<PAProcessing>& processing) {
-  Report report;
-  const auto results = Analysed<PAAnalysis>(database, select, processing, report);
+  auto [results, report] = Analysed<PAAnalysis>(database, select, processing);
   return {render::ReadPareto(*results, NamesOfBins(database, *results->Processing())),
           std::move(report.notes)};
 }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/cli/Selection.h"
-
 #include <algorithm>
 #include <optional>
 
+#include "host/cli/Analysis.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeStamp.h"
 
@@ -17,41 +16,28 @@ struct Dimension {
   DescriptorTypes type;
 };
 
+constexpr Dimension Of(const char* name, const char* group, const char* help,
+                       const char* group_help, ItemKind kind, DescriptorTypes type) {
+  return {{name, "NAME", help, "", true}, {group, "NAME", group_help}, kind, type};
+}
+
 constexpr Dimension kDimensions[] = {
-    {{"part", "NAME", "parts", "", true},
-     {"part-group", "NAME", "parts of a group"},
-     ItemKind::Part,
-     dtPart},
-    {{"process", "NAME", "processes", "", true},
-     {"process-group", "NAME", "processes of a group"},
-     ItemKind::Process,
-     dtProcess},
-    {{"test", "NAME", "tests (characteristics)", "", true},
-     {"test-group", "NAME", "tests of a group"},
-     ItemKind::Test,
-     dtTest},
-    {{"job", "NAME", "jobs", "", true},
-     {"job-group", "NAME", "jobs of a group"},
-     ItemKind::Job,
-     dtJob},
-    {{"lot", "NAME", "lots", "", true},
-     {"lot-group", "NAME", "lots of a group"},
-     ItemKind::Lot,
-     dtLot},
-    {{"shift", "NAME", "shifts", "", true},
-     {"shift-group", "NAME", "shifts of a group"},
-     ItemKind::Shift,
-     dtShift},
-    {{"employee", "NAME", "employees", "", true},
-     {"employee-group", "NAME", "employees of a group"},
-     ItemKind::Employee,
-     dtEmployee},
-    {{"defect", "NAME", "defect codes", "", true},
-     {"defect-group", "NAME", "defect codes of a group"},
-     ItemKind::Defect,
-     dtDefect},
+    Of("part", "part-group", "parts", "parts of a group", ItemKind::Part, dtPart),
+    Of("process", "process-group", "processes", "processes of a group", ItemKind::Process,
+       dtProcess),
+    Of("test", "test-group", "tests (characteristics)", "tests of a group", ItemKind::Test, dtTest),
+    Of("job", "job-group", "jobs", "jobs of a group", ItemKind::Job, dtJob),
+    Of("lot", "lot-group", "lots", "lots of a group", ItemKind::Lot, dtLot),
+    Of("shift", "shift-group", "shifts", "shifts of a group", ItemKind::Shift, dtShift),
+    Of("employee", "employee-group", "employees", "employees of a group", ItemKind::Employee,
+       dtEmployee),
+    Of("defect", "defect-group", "defect codes", "defect codes of a group", ItemKind::Defect,
+       dtDefect),
 };
 
+constexpr Option kSince{"since", "TIME",
+                        "not before: 2024-03-01 or 2024-03-01T08:00, UTC without a zone"};
+constexpr Option kUntil{"until", "TIME", "not after; a day counts to its end"};
 constexpr Option kDescriptor{"descriptor", "NAME[=VALUE]", "subgroups with that descriptor", "",
                              true};
 constexpr Number kLast{{"last", "N", "only N periods back from the newest subgroup"}, 1};
@@ -128,6 +114,22 @@ void AddStates(const Arguments& arguments, DataSelect& select) {
   select.IncludeIncomplete(included[2]);
 }
 
+// A time of the command line as a date in UTC; a bare day is its first second, or its last one with
+// end_of_day. Misuse names the option.
+double DateOption(const Option& option, const std::string& text, bool end_of_day) {
+  auto stamp = ParseTime(text, end_of_day);
+  // The days at the two ends of the range lie in it with a part of theirs.
+  constexpr std::int64_t kDay = 86399;
+  if (stamp && text.size() == 10) {
+    if (*stamp < INT32_MIN && *stamp + kDay >= INT32_MIN) stamp = INT32_MIN;
+    if (*stamp > INT32_MAX && *stamp - kDay <= INT32_MAX) stamp = INT32_MAX;
+  }
+  if (!stamp || *stamp < INT32_MIN || *stamp > INT32_MAX)
+    throw Misuse(std::string("--") + option.name + ": " + Quoted(text) +
+                 " is no time such as 2024-03-01 or 2024-03-01T08:00:00, 1901 to 2038");
+  return platform::TimeStampToDate(static_cast<std::int32_t>(*stamp));
+}
+
 void AddTimes(const Arguments& arguments, DataSelect& select) {
   const auto since = arguments.Value(kSince);
   const auto until = arguments.Value(kUntil);
@@ -155,20 +157,6 @@ std::vector<Option> SelectionOptions() {
        {kDescriptor, kSince, kUntil, Option(kLast), Option(kPeriod), kState, Option(kPiece)})
     options.push_back(option);
   return options;
-}
-
-double DateOption(const Option& option, const std::string& text, bool end_of_day) {
-  auto stamp = ParseTime(text, end_of_day);
-  // The days at the two ends of the range lie in it with a part of theirs.
-  constexpr std::int64_t kDay = 86399;
-  if (stamp && text.size() == 10) {
-    if (*stamp < INT32_MIN && *stamp + kDay >= INT32_MIN) stamp = INT32_MIN;
-    if (*stamp > INT32_MAX && *stamp - kDay <= INT32_MAX) stamp = INT32_MAX;
-  }
-  if (!stamp || *stamp < INT32_MIN || *stamp > INT32_MAX)
-    throw Misuse(std::string("--") + option.name + ": " + Quoted(text) +
-                 " is no time such as 2024-03-01 or 2024-03-01T08:00:00, 1901 to 2038");
-  return platform::TimeStampToDate(static_cast<std::int32_t>(*stamp));
 }
 
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,

@@ -20,13 +20,6 @@ struct Stored : Presentation {
 };
 
 template <class Object>
-Object Read(const Stored& stored) {
-  Object object;
-  object.SetXML(stored.xml);
-  return object;
-}
-
-template <class Object>
 std::string ObjectJson(const char* name, const Object& object,
                        void (*write)(JsonWriter&, const Object&)) {
   return render::JsonDocument(
@@ -34,36 +27,24 @@ std::string ObjectJson(const char* name, const Object& object,
 }
 
 // An object with what writes it for people and as JSON.
-template <class Object>
-std::string ShowObject(const Stored& stored, const char* name,
-                       std::string (*text)(const Object&, const render::TextOptions&),
-                       void (*write)(JsonWriter&, const Object&)) {
-  const auto object = Read<Object>(stored);
+template <class Object, std::string (*kText)(const Object&, const render::TextOptions&),
+          void (*kWrite)(JsonWriter&, const Object&)>
+std::string ShowObject(const Stored& stored) {
+  Object object;
+  object.SetXML(stored.xml);
   if (stored.format == "xml") return object.GetXML() + "\n";
-  return stored.format == "text" ? text(object, stored.text) : ObjectJson(name, object, write);
+  if (stored.format == "text") return kText(object, stored.text);
+  return ObjectJson(std::is_same_v<Object, DataSelect> ? "DataSelect" : "Processing", object,
+                    kWrite);
 }
 
 // A stored text again. The objects would write it without what they do not read: the levels, the
 // bins of a result.
 std::string Again(const Stored& stored) { return stored.root.document->Xml(stored.root) + "\n"; }
 
-std::string ShowSelect(const Stored& stored) {
-  return ShowObject<DataSelect>(stored, "DataSelect", render::DataSelectText,
-                                render::WriteDataSelect);
-}
-
-std::string ShowChartSettings(const Stored& stored) {
-  return ShowObject<CCProcessing>(stored, "Processing", render::ProcessingText,
-                                  render::WriteProcessing);
-}
-
-std::string ShowCapabilitySettings(const Stored& stored) {
-  return ShowObject<CAProcessing>(stored, "Processing", SettingsText,
-                                  render::WriteCapabilityProcessing);
-}
-
 std::string ShowParetoSettings(const Stored& stored) {
-  const auto settings = Read<PAProcessing>(stored);
+  PAProcessing settings;
+  settings.SetXML(stored.xml);
   if (stored.format == "xml") return Again(stored);
   if (stored.format == "text") return SettingsText(settings, stored.text);
   return ObjectJson<PAProcessing>("Processing", settings, [](auto& json, const auto& written) {
@@ -72,7 +53,8 @@ std::string ShowParetoSettings(const Stored& stored) {
 }
 
 std::string ShowData(const Stored& stored) {
-  auto data = Read<SubgroupData>(stored);
+  SubgroupData data;
+  data.SetXML(stored.xml);
   if (stored.format == "xml") return data.GetXML() + "\n";
   const auto read = render::ReadSubgroups(data);
   return stored.format == "text" ? render::DataText(read, stored.names, stored.text)
@@ -81,7 +63,8 @@ std::string ShowData(const Stored& stored) {
 
 // Fails with 9, "Subscript out of range", on a set without events, which no reader takes.
 std::string ShowEvents(const Stored& stored) {
-  auto events = Read<EventData>(stored);
+  EventData events;
+  events.SetXML(stored.xml);
   if (stored.format == "xml") return events.GetXML() + "\n";
   const auto read = render::ReadEvents(events);
   return stored.format == "text" ? render::EventsText(read, stored.names, stored.text)
@@ -96,18 +79,16 @@ std::string ShowChart(const Stored& stored) {
 }
 
 std::string ShowCapability(const Stored& stored) {
-  auto results = Read<CAResults>(stored);
+  CAResults results;
+  results.SetXML(stored.xml);
   if (stored.format == "xml") return results.GetXML() + "\n";
   return Formatted(render::CapabilityDocument{render::ReadCapability(results), {}, {}}, stored);
 }
 
+// A Pareto result, or its bins alone.
+template <render::ParetoRead (*kRead)(const std::string&)>
 std::string ShowPareto(const Stored& stored) {
-  const render::ParetoDocument document{render::ReadStoredPareto(stored.xml), {}};
-  return stored.format == "xml" ? Again(stored) : Formatted(document, stored);
-}
-
-std::string ShowBins(const Stored& stored) {
-  const render::ParetoDocument document{render::ReadStoredBins(stored.xml), {}};
+  const render::ParetoDocument document{kRead(stored.xml), {}};
   return stored.format == "xml" ? Again(stored) : Formatted(document, stored);
 }
 
@@ -119,11 +100,14 @@ struct Kind {
 const Kind kKinds[] = {
     {"CCResults", kDrawnAndStored, ShowChart},
     {"CAResults", kDrawnAndStored, ShowCapability},
-    {"PAResults", kDrawnAndStored, ShowPareto},
-    {"PABins", kDrawnAndStored, ShowBins},
-    {"DataSelect", kStored, ShowSelect},
-    {"CCProcessing", kStored, ShowChartSettings},
-    {"CAProcessing", kStored, ShowCapabilitySettings},
+    {"PAResults", kDrawnAndStored, ShowPareto<render::ReadStoredPareto>},
+    {"PABins", kDrawnAndStored, ShowPareto<render::ReadStoredBins>},
+    {"DataSelect", kStored,
+     ShowObject<DataSelect, render::DataSelectText, render::WriteDataSelect>},
+    {"CCProcessing", kStored,
+     ShowObject<CCProcessing, render::ProcessingText, render::WriteProcessing>},
+    {"CAProcessing", kStored,
+     ShowObject<CAProcessing, SettingsText, render::WriteCapabilityProcessing>},
     {"PAProcessing", kStored, ShowParetoSettings},
     {"SubgroupData", kStored, ShowData},
     {"EventData", kStored, ShowEvents},

@@ -45,8 +45,7 @@ void AddLogs(const QualityDatabase& database, render::StatesDocument& document) 
   const auto processes = ProcessesOf(database, *document.select);
   for (const std::int32_t process : processes) {
     const auto before = StateBefore(database, process, *document.select);
-    Report report;
-    const std::size_t count = Reported(database, report, [&](const auto& open) {
+    auto [count, report] = Reported(database, [&](const auto& open) {
       return render::AddLog(document, open, process, before ? &*before : nullptr);
     });
     // The log is read forward without an end; what is missing may lie after the range.
@@ -71,23 +70,19 @@ void FillInEnd(const QualityDatabase& database, DataSelect& select) {
   newest->MaximumItems(1);
   std::int64_t end =
       std::max<std::int64_t>(CurrentTime(), platform::DateToTimeStamp(select.DateRangeStart()));
-  Report report;
-  for (const auto& event : render::ReadEvents(*Reported(
-           database, report, [&](const auto& open) { return newest->GetEventData(open); })))
-    end = std::max(end, event.time);
-  for (const auto& subgroup :
-       render::ReadSubgroups(*Reported(database, report, [&](const auto& open) {
-         return newest->GetSubgroupData(open);
-       })).rows)
+  const auto events =
+      Reported(database, [&](const auto& open) { return newest->GetEventData(open); }).first;
+  const auto subgroups =
+      Reported(database, [&](const auto& open) { return newest->GetSubgroupData(open); }).first;
+  for (const auto& event : render::ReadEvents(*events)) end = std::max(end, event.time);
+  for (const auto& subgroup : render::ReadSubgroups(*subgroups).rows)
     end = std::max(end, subgroup.stamp);
   select.DateRangeEnd(
       platform::TimeStampToDate(static_cast<std::int32_t>(std::min<std::int64_t>(end, INT32_MAX))));
 }
 
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, [](Analysis& run) -> Outcome {
-    run.select->IncludeDefectTests(true);
-    run.select->IncludeDefectiveTests(true);
+  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
     auto document = RunStates(run.database, *run.select);
     NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
     NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
@@ -101,8 +96,7 @@ int Run(const Arguments& arguments, Console& console) {
 render::StatesDocument RunStates(const QualityDatabase& database, const DataSelect& select) {
   const auto range = select.Clone();
   FillInEnd(database, *range);
-  Report report;
-  const auto results = Reported(database, report, [&](const auto& open) {
+  auto [results, report] = Reported(database, [&](const auto& open) {
     return PSAnalysis().AnalyzeDataSelect(open, range, std::make_shared<PSProcessing>());
   });
   render::StatesDocument document;

@@ -4,8 +4,8 @@
 #include <tuple>
 
 #include "frame/Checked.h"
-#include "frame/ConstructorLog.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/settings_xml.h"
 

@@ -3,9 +3,9 @@
 
 #include <utility>
 
-#include "frame/ConstructorLog.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"

@@ -11,7 +11,6 @@
 #include "chart/spec_limits.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
-#include "frame/Support.h"
 #include "frame/Trail.h"
 
 namespace orvspc {

@@ -3,8 +3,8 @@
 
 #include <tuple>
 
-#include "frame/ConstructorLog.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/settings_xml.h"
 

@@ -109,6 +109,16 @@ void WalkGroups(std::int32_t threshold, API_CCResults& record) {
   record.GroupEnd.Preserve(0, group);
 }
 
+// Fills GroupIDs, which has its length already, with what the grouping compares.
+void BuildGroupIDs(const CCProcessing& processing, API_CCResults& record) {
+  Traced("CCAnalysis.BuildGroupIDs", [&] {
+    const auto field = IdentifierField(processing.GroupBy());
+    if (field == nullptr) return;
+    for (std::int32_t i = 0; i < record.Totals.SubgroupCount; ++i)
+      record.GroupIDs[i] = record.Subgroups[i].*field;
+  });
+}
+
 }  // namespace
 
 void BuildGroupInformation(const CCProcessing& processing, API_CCResults& record) {
@@ -122,15 +132,6 @@ void BuildGroupInformation(const CCProcessing& processing, API_CCResults& record
     } else {
       WalkGroups(processing.GroupThreshold(), record);
     }
-  });
-}
-
-void BuildGroupIDs(const CCProcessing& processing, API_CCResults& record) {
-  Traced("CCAnalysis.BuildGroupIDs", [&] {
-    const auto field = IdentifierField(processing.GroupBy());
-    if (field == nullptr) return;
-    for (std::int32_t i = 0; i < record.Totals.SubgroupCount; ++i)
-      record.GroupIDs[i] = record.Subgroups[i].*field;
   });
 }
 

@@ -14,7 +14,4 @@ namespace orvspc::groups {
 // compared lie further apart than 32 bits can say.
 void BuildGroupInformation(const CCProcessing& processing, API_CCResults& record);
 
-// Fills GroupIDs, which has its length already, with what the grouping compares.
-void BuildGroupIDs(const CCProcessing& processing, API_CCResults& record);
-
 }  // namespace orvspc::groups

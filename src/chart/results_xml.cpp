@@ -89,7 +89,6 @@ template <>
 struct Table<Spec> {
   static constexpr std::string_view kContainer = "SpecificationLimits", kRow = "SpecLim";
   static constexpr std::string_view kCreate = "CCResults.CreateSpecificationLimitXMLNode",
-                                    kCreateRow = "CCResults.CreateSpecLimXMLNode",
                                     kSet = "CCResults.SetSpecDataXMLNode";
   static constexpr auto kRows = &API_CCResults::SpecLims;
   static constexpr auto kCount = &API_CCTotals::SpecLimCount;
@@ -115,7 +114,6 @@ template <>
 struct Table<Ctrl> {
   static constexpr std::string_view kContainer = "ControlLimits", kRow = "CtrlLim";
   static constexpr std::string_view kCreate = "CCResults.CreateControlLimitsXMLNode",
-                                    kCreateRow = "CCResults.CreateCtrlLimXMLNode",
                                     kSet = "CCResults.SetCLimXMLNode";
   static constexpr auto kRows = &API_CCResults::CtrlLims;
   static constexpr auto kCount = &API_CCTotals::CtrlLimCount;
@@ -134,7 +132,6 @@ template <>
 struct Table<Opps> {
   static constexpr std::string_view kContainer = "DefectOpportunities", kRow = "DefOpp";
   static constexpr std::string_view kCreate = "CCResults.CreateDefectOpportunitiesXMLNode",
-                                    kCreateRow = "CCResults.CreateDefOppXMLNode",
                                     kSet = "CCResults.SetOppDataXMLNode";
   static constexpr auto kRows = &API_CCResults::DefOpps;
   static constexpr auto kCount = &API_CCTotals::DefOppCount;
@@ -146,21 +143,20 @@ struct Table<Opps> {
 // Writing.
 
 template <class Row>
-XmlNode CreateRowXMLNode(XmlDocument& Document, const API_CCResults& record, std::int32_t index) {
-  return Traced(Table<Row>::kCreateRow, [&] {
-    // Deliberate: fails with 9 once the rows went into a table object; their count stays.
-    const Row& row = (record.*Table<Row>::kRows)[index];
-    return settings_xml::CreateElement(Document, Table<Row>::kRow, Table<Row>::kColumns, row);
-  });
-}
-
-template <class Row>
 XmlNode CreateRowsXMLNode(XmlDocument& Document, const API_CCResults& record) {
-  return Traced(Table<Row>::kCreate, [&] {
-    const XmlNode element = Document.CreateElement(Table<Row>::kContainer);
-    const std::int32_t count = record.Totals.*Table<Row>::kCount;
-    for (std::int32_t i = 0; i < count; ++i)
-      Document.AppendChild(element, CreateRowXMLNode<Row>(Document, record, i));
+  using T = Table<Row>;
+  return Traced(T::kCreate, [&] {
+    const XmlNode element = Document.CreateElement(T::kContainer);
+    const std::int32_t count = record.Totals.*T::kCount;
+    const auto entry = [] { return "CCResults.Create" + std::string(T::kRow) + "XMLNode"; };
+    for (std::int32_t i = 0; i < count; ++i) {
+      const XmlNode added = Traced(entry, [&] {
+        // Deliberate: fails with 9 once the rows went into a table object; their count stays.
+        const Row& row = (record.*T::kRows)[i];
+        return settings_xml::CreateElement(Document, T::kRow, T::kColumns, row);
+      });
+      Document.AppendChild(element, added);
+    }
     return element;
   });
 }

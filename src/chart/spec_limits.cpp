@@ -73,17 +73,13 @@ std::vector<ActiveRow> ActiveRows(API_CCResults& record) {
     row.F_AFLAG &= row.F_EFLAG;
     rows.emplace_back(row);
   }
-  const auto before = [](const ActiveRow& a, const ActiveRow& b) { return a.key < b.key; };
-  if (rows.size() > 1) std::stable_sort(rows.begin(), rows.end(), before);
+  if (rows.size() > 1) std::ranges::stable_sort(rows, {}, &ActiveRow::key);
   return rows;
 }
 
 std::span<const ActiveRow> RowsOf(const Key& key, const std::vector<ActiveRow>& rows) {
-  const auto first = std::partition_point(rows.begin(), rows.end(),
-                                          [&](const ActiveRow& row) { return row.key < key; });
-  const auto last =
-      std::partition_point(first, rows.end(), [&](const ActiveRow& row) { return row.key == key; });
-  return {first, last};
+  return {std::ranges::lower_bound(rows, key, {}, &ActiveRow::key),
+          std::ranges::upper_bound(rows, key, {}, &ActiveRow::key)};
 }
 
 // The test rows of a subgroup.

@@ -23,6 +23,8 @@ constexpr std::int32_t kNo = -1;
 // Places of rows by their subgroup, each subgroup's in the order of the rows.
 class RowsBySubgroup {
  public:
+  using Place = std::pair<std::int32_t, std::int32_t>;  // subgroup, index of the row
+
   template <class Row>
   explicit RowsBySubgroup(std::span<const Row> rows) {
     places_.reserve(rows.size());
@@ -31,16 +33,13 @@ class RowsBySubgroup {
     std::sort(places_.begin(), places_.end());
   }
 
-  std::span<const std::pair<std::int32_t, std::int32_t>> Of(std::int32_t subgroup) const {
-    const auto before = [](const auto& place, std::int32_t key) { return place.first < key; };
-    const auto first = std::lower_bound(places_.begin(), places_.end(), subgroup, before);
-    auto last = first;
-    while (last != places_.end() && last->first == subgroup) ++last;
-    return {first, last};
+  std::span<const Place> Of(std::int32_t subgroup) const {
+    return {std::ranges::lower_bound(places_, subgroup, {}, &Place::first),
+            std::ranges::upper_bound(places_, subgroup, {}, &Place::first)};
   }
 
  private:
-  std::vector<std::pair<std::int32_t, std::int32_t>> places_;
+  std::vector<Place> places_;
 };
 
 // The rows of the subgroup that are wanted, in order; never dimensioned if there are none.
@@ -76,8 +75,7 @@ template <class Row>
 bool Any(const Array<Row>& rows, std::int32_t Row::*field, std::int32_t& kept) {
   if (kept == kUnknown) {
     const auto set = [field](const Row& row) { return row.*field != 0; };
-    const auto elements = rows.Elements();
-    kept = std::any_of(elements.begin(), elements.end(), set) ? kYes : kNo;
+    kept = std::ranges::any_of(rows.Elements(), set) ? kYes : kNo;
   }
   return kept == kYes;
 }

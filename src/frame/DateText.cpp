@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 
 #include "frame/Failure.h"
@@ -38,17 +37,11 @@ double ToDate(Moment moment) {
 }
 
 std::string IsoText(Moment moment, int fraction_digits) {
-  const std::chrono::year_month_day date(kDayZero + std::chrono::days(moment.day));
-  const std::int64_t seconds = moment.time / kSecond;
-  char text[48];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%09d",
-                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                static_cast<unsigned>(date.day()), static_cast<int>(seconds / 3600),
-                static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60),
-                static_cast<int>(moment.time % kSecond));
-  constexpr std::size_t kWhole = sizeof "YYYY-MM-DDTHH:MM:SS" - 1;
-  return {text,
-          fraction_digits == 0 ? kWhole : kWhole + 1 + static_cast<std::size_t>(fraction_digits)};
+  std::string text = platform::IsoText((moment.day - kUnixDay) * 86'400 + moment.time / kSecond);
+  if (fraction_digits == 0) return text;
+  const std::string digits =
+      std::to_string(kSecond + moment.time % kSecond);  // one and nine digits
+  return text.append(".").append(digits, 1, static_cast<std::size_t>(fraction_digits));
 }
 
 bool SameBits(double a, double b) {
@@ -58,10 +51,7 @@ bool SameBits(double a, double b) {
 // Reads pieces off the front of a text.
 class Reader {
  public:
-  explicit Reader(std::string_view text) : text_(text) {
-    while (!text_.empty() && text_.front() == ' ') text_.remove_prefix(1);
-    while (!text_.empty() && text_.back() == ' ') text_.remove_suffix(1);
-  }
+  explicit Reader(std::string_view text) : text_(TrimBlanks(text)) {}
 
   bool AtEnd() const { return text_.empty(); }
   std::optional<std::int64_t> IsoDay() { return platform::TakeDay(text_); }

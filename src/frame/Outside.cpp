@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "frame/Failure.h"
 #include "platform/FixedText.h"
 
 namespace orvspc {
@@ -58,6 +57,55 @@ std::string TrimFixedField(std::span<char16_t> field) {
   std::copy_n(text.begin(), kept, field.begin());
   std::fill(field.begin() + static_cast<std::ptrdiff_t>(kept), field.end(), u' ');
   return platform::ToUtf8(text);
+}
+
+std::shared_ptr<platform::Database> ResolveDatabase(
+    const std::shared_ptr<platform::Object>& Database) {
+  return Traced("Support.ResolveDatabase", [&] {
+    if (!Database) FailMissingObject();
+    auto database = std::dynamic_pointer_cast<platform::Database>(Database);
+    if (!database) FailTypeMismatch();
+    return database;
+  });
+}
+
+std::shared_ptr<platform::RuleDef> ResolveRuleDef(
+    const std::shared_ptr<platform::Object>& Database) {
+  return Traced("Support.ResolveRuleDef", [&] {
+    auto rules = PlatformInForce()->MakeRuleDef();
+    Needed(rules).FirstSetting(100);
+    rules->SecondSetting(256);
+    rules->Read(ResolveDatabase(Database), 0);
+    return rules;
+  });
+}
+
+bool NameResolver::operator()(const std::shared_ptr<platform::Database>& Database, std::int32_t ID,
+                              platform::NameRecord& Cache) const {
+  if (ID == 0) return false;
+  for (bool found = Cache.MoveFirst(); found; found = Cache.MoveNext())
+    if (Cache.ID() == ID) return true;
+  const auto record = PlatformInForce()->MakeNameRecord(kind);
+  Needed(record).ID(ID);
+  record->KeyMode(1);
+  // Deliberate: an identifier without a record is not remembered; the next call reads again.
+  if (!record->Read(Database, 0)) return false;
+  Cache.Add(*record);
+  return true;
+}
+
+std::shared_ptr<platform::ErrorLog> LogConstructorFailure(std::string_view class_name) noexcept {
+  std::shared_ptr<platform::ErrorLog> log;
+  try {
+    const Failure failure = CurrentFailure();
+    const auto platform = PlatformInForce();
+    log = platform->MakeErrorLog("orvError6.Error");
+    if (log)
+      log->Log(ConstructorName(class_name), failure.Number(), failure.Description(),
+               failure.Source(), platform->Identity());
+  } catch (...) {  // NOLINT: nothing may leave, and there is nowhere left to report to
+  }
+  return log;
 }
 
 }  // namespace orvspc

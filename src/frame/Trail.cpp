@@ -7,6 +7,22 @@
 #include "platform/ExternalFailure.h"
 
 namespace orvspc {
+#ifdef ORVSPC_FAIL_POINTS
+namespace {
+
+FailPoint::Hook& HookOfThread() {
+  thread_local FailPoint::Hook hook;
+  return hook;
+}
+
+}  // namespace
+
+void FailPoint::Set(Hook hook) { HookOfThread() = std::move(hook); }
+
+void FailPoint::Enter(std::string_view procedure) {
+  if (HookOfThread()) HookOfThread()(procedure);
+}
+#endif
 
 Failure CurrentFailure() {
   try {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -8,11 +9,20 @@
 
 #include "frame/Failure.h"
 
-#ifdef ORVSPC_FAIL_POINTS
-#include "frame/FailPoint.h"
-#endif
-
 namespace orvspc {
+
+#ifdef ORVSPC_FAIL_POINTS
+// In builds for tests every procedure with a handler reports here that it was entered, inside its
+// handler; what the hook throws is a failure of that procedure. Nothing of it is in a release.
+class FailPoint {
+ public:
+  using Hook = std::function<void(std::string_view procedure)>;
+
+  // Sets the hook of this thread; an empty one takes it away.
+  static void Set(Hook hook);
+  static void Enter(std::string_view procedure);
+};
+#endif
 
 // Inside a catch block: re-raises the failure that is under way as a Failure with "entry|" in front
 // of its Source. A foreign exception becomes a Failure here.

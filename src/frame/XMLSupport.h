@@ -12,10 +12,9 @@
 #include "frame/Array.h"
 #include "frame/Checked.h"
 #include "platform/Dom.h"
-#include "platform/RowRecords.h"
 
-// What all persisting classes share: finding a root in a text, attributes with a default, number
-// arrays as text, and the readers of the rows of a subgroup data set.
+// What all persisting classes share: finding a root in a text, attributes with a default, and
+// number arrays as text.
 namespace orvspc::XMLSupport {
 
 // A node together with the document that it lives in.
@@ -99,16 +98,5 @@ std::int32_t ConvertStringToDoubleArray(std::string_view Text, Array<double>& Va
 // The elements with one blank between them; empty for an array that was never dimensioned.
 std::string ConvertLongArrayToString(const Array<std::int32_t>& Values);
 std::string ConvertDoubleArrayToString(const Array<double>& Values);
-
-// The rows below a SubgroupData element. A null node gives false and leaves the arrays alone; a
-// container without rows leaves its array never dimensioned.
-bool LoadSubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Subgroups,
-                                 Array<API_TestData>& Tests, Array<API_DescriptorData>& Descriptors,
-                                 Array<API_CommentData>& Comments);
-void LoadAPI_SubgroupDataFromXMLNode(const platform::XmlNode& node, Array<API_SubgroupData>& Rows);
-void LoadAPI_TestDataFromXMLNode(const platform::XmlNode& node, Array<API_TestData>& Rows);
-void LoadAPI_DescriptorDataFromXMLNode(const platform::XmlNode& node,
-                                       Array<API_DescriptorData>& Rows);
-void LoadAPI_CommentDataFromXMLNode(const platform::XmlNode& node, Array<API_CommentData>& Rows);
 
 }  // namespace orvspc::XMLSupport

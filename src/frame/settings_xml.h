@@ -173,16 +173,23 @@ bool SetXML(std::string_view module, T& object, std::string_view XML) {
 }
 
 // What a result holds beside its figures: a new object filled from the node, or null without one.
-// It is in its place before it is filled. `entry` is the reader's name in the trail.
+// It is in its place before it is filled.
+template <class T>
+void SetObjectXMLNode(const platform::XmlNode& Node, std::shared_ptr<T>& object) {
+  object = nullptr;
+  if (!Node) return;
+  if constexpr (std::is_default_constructible_v<T>) {
+    object = std::make_shared<T>();
+  } else {
+    object = std::make_shared<T>(Friend{});
+  }
+  object->SetXMLNode(Friend{}, Node);
+}
+// The same under the reader's name in the trail.
 template <class T>
 void SetObjectXMLNode(std::string_view entry, const platform::XmlNode& Node,
                       std::shared_ptr<T>& object) {
-  Traced(entry, [&] {
-    object = nullptr;
-    if (!Node) return;
-    object = std::make_shared<T>();
-    object->SetXMLNode(Friend{}, Node);
-  });
+  Traced(entry, [&] { SetObjectXMLNode(Node, object); });
 }
 
 }  // namespace orvspc::settings_xml

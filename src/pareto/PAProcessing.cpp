@@ -5,9 +5,9 @@
 #include <tuple>
 #include <utility>
 
-#include "frame/ConstructorLog.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "frame/settings_xml.h"
 

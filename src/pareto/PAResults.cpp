@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "pareto/PAResults.h"
 
-#include <type_traits>
 #include <utility>
 
-#include "frame/ConstructorLog.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
-#include "frame/XMLSupport.h"
 #include "frame/settings_xml.h"
 
 namespace orvspc {
@@ -24,19 +22,11 @@ void Append(platform::XmlDocument& document, const XmlNode& element,
   if (object) document.AppendChild(element, object->CreateXMLNode(Friend{}, document));
 }
 
-// A new object filled from the child of that name, or null without one. It is in its place before
-// it is filled.
 template <class T>
 void ReadChild(const XmlNode& node, std::string_view name, std::shared_ptr<T>& object) {
   object = nullptr;
   const XmlNode child = XMLSupport::DocumentOf(node).SelectSingleNode(node, name);
-  if (!child) return;
-  if constexpr (std::is_same_v<T, PABins>) {
-    object = std::make_shared<T>(Friend{});
-  } else {
-    object = std::make_shared<T>();
-  }
-  object->SetXMLNode(Friend{}, child);
+  settings_xml::SetObjectXMLNode(child, object);
 }
 
 }  // namespace

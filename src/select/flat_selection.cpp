@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The flat form of a selection: the record API_DSInfo, and the filter array of blocks. A block has
 // a group cell, a count cell and the items.
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -49,8 +50,7 @@ class FilterWriter {
   Array<std::int32_t> Cut() const {
     Array<std::int32_t> filter;
     filter.Dimension(0, static_cast<std::int64_t>(cells_.size()));
-    for (std::size_t i = 0; i < cells_.size(); ++i)
-      filter[static_cast<std::int64_t>(i)] = cells_[i];
+    std::ranges::copy(cells_, filter.Elements().begin());
     return filter;
   }
 

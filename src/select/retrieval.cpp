@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// The retrieval of subgroups: the order of the database library's calls, and who sizes what.
+// The retrieval of subgroups and events: the order of the database library's calls, and who sizes
+// what.
 #include <utility>
 
 #include "frame/Failure.h"
 #include "frame/Friend.h"
-#include "frame/Support.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 #include "select/DataSelect.h"
 
 namespace orvspc {
 namespace {
+
+using platform::DBLib6;
 
 // Highest indices; the library cannot deliver more.
 constexpr std::int32_t kLastDescriptor = 60000;
@@ -29,22 +32,6 @@ void Cut(Array<Row>& rows, std::int32_t count) {
   rows.Erase();
 }
 
-}  // namespace
-
-struct DataSelect::Dataset {
-  Array<API_SubgroupData> Subgroups;
-  std::int32_t SubgroupCount = 0;
-  Array<API_TestData> Tests;
-  std::int32_t TestCount = 0;
-  Array<API_CommentData> Comments;
-  Array<API_DescriptorData> Descriptors;
-  std::int32_t DescriptorCount = 0;
-};
-
-namespace {
-
-using platform::DBLib6;
-
 void GetSubgroupComments(DBLib6& library, platform::Database& database, const API_DSInfo& info,
                          Array<API_SubgroupData>& subgroups, Array<API_CommentData>& comments) {
   // Deliberate: it reports itself under this name.
@@ -63,6 +50,14 @@ void GetSubgroupComments(DBLib6& library, platform::Database& database, const AP
 
 }  // namespace
 
+struct DataSelect::Dataset {
+  Array<API_SubgroupData> Subgroups;
+  std::int32_t SubgroupCount = 0;
+  Array<API_TestData> Tests;
+  Array<API_CommentData> Comments;
+  Array<API_DescriptorData> Descriptors;
+};
+
 std::shared_ptr<SubgroupData> DataSelect::GetDataset(Dataset& dataset) {
   return Traced("DataSelect.GetDataset", [&] {
     auto data = std::make_shared<SubgroupData>();
@@ -75,12 +70,12 @@ std::shared_ptr<SubgroupData> DataSelect::GetDataset(Dataset& dataset) {
 void DataSelect::ReadDataset(DBLib6& library, platform::Database& database, API_DSInfo& info,
                              Array<std::int32_t>& filter, Dataset& dataset) const {
   const std::int32_t connection = database.ConnectionHandle();
-  dataset.TestCount = library.VLXDBL_BUILDDATASETDATA(
+  const std::int32_t test_count = library.VLXDBL_BUILDDATASETDATA(
       settings_.Reserved, connection, info, filter.Elements(), DBLib6::kSubgroupsAndTests);
-  if (dataset.TestCount == 0) return;
+  if (test_count == 0) return;
 
-  dataset.Subgroups.Dimension(0, std::int64_t{dataset.TestCount} - 1);
-  dataset.Tests.Dimension(0, std::int64_t{dataset.TestCount} - 1);
+  dataset.Subgroups.Dimension(0, std::int64_t{test_count} - 1);
+  dataset.Tests.Dimension(0, std::int64_t{test_count} - 1);
   dataset.Descriptors.Dimension(0, kLastDescriptor);
   dataset.SubgroupCount = library.VLXDBL_READDATA_SA(dataset.Subgroups.Ref(), DBLib6::kSubgroups);
   library.VLXDBL_READDATA_SA(dataset.Tests.Ref(), DBLib6::kTests);
@@ -92,10 +87,10 @@ void DataSelect::ReadDataset(DBLib6& library, platform::Database& database, API_
   }
 
   Cut(dataset.Subgroups, dataset.SubgroupCount);
-  dataset.DescriptorCount = library.VLXDBL_GETDESCDATA(
+  const std::int32_t descriptor_count = library.VLXDBL_GETDESCDATA(
       settings_.Reserved, database.ConnectionHandle(), info, filter.Elements(),
       dataset.Subgroups.Ref(), dataset.Descriptors.Ref(), DBLib6::kSubgroups);
-  Cut(dataset.Descriptors, dataset.DescriptorCount);
+  Cut(dataset.Descriptors, descriptor_count);
 }
 
 std::shared_ptr<SubgroupData> DataSelect::GetSubgroupData(
@@ -118,6 +113,33 @@ std::shared_ptr<SubgroupData> DataSelect::GetSubgroupData(
     auto data = GetDataset(dataset);
     // Deliberate: the selection that it is called on becomes what the library made of it.
     API_SetData(info, filter);
+    return data;
+  });
+}
+
+std::shared_ptr<EventData> DataSelect::GetEventData(
+    const std::shared_ptr<platform::Object>& Database) const {
+  return Traced("DataSelect.GetEventData", [&] {
+    const auto database = ResolveDatabase(Database);
+    API_DSInfo info = {};
+    Array<std::int32_t> filter;
+    API_GetData(info, filter);
+    Array<std::int32_t> events;
+    events.Dimension(0, std::int64_t{info.Count} - 1);
+
+    const auto platform = PlatformInForce();
+    DBLib6& library = platform->DBLib();
+    const std::int32_t count = library.VLXDBL_BUILDEVENTDATA(
+        0, database->ConnectionHandle(), info, filter.Elements(), events.Elements(), 0);
+    Array<API_EventData> rows;
+    if (count != 0) {
+      rows.Dimension(0, std::int64_t{count} - 1);
+      library.VLXDBL_GETEVENTS(0, database->ConnectionHandle(), events.Elements(), rows.Ref(),
+                               count, DBLib6::kEvents);
+    }
+    // Deliberate: what the library changed in the selection is not written back.
+    auto data = std::make_shared<EventData>();
+    data->LoadStructures(Friend{}, std::move(rows));
     return data;
   });
 }

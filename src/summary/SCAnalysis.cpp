@@ -7,7 +7,7 @@
 
 #include "frame/Failure.h"
 #include "frame/Friend.h"
-#include "frame/Support.h"
+#include "frame/Outside.h"
 #include "frame/Trail.h"
 
 namespace orvspc {

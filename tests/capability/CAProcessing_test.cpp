@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "frame/FailPoint.h"
 #include "frame/Friend.h"
+#include "frame/Trail.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 

@@ -6,8 +6,8 @@
 #include <sstream>
 #include <string>
 
-#include "frame/FailPoint.h"
 #include "frame/Friend.h"
+#include "frame/Trail.h"
 #include "tests/capability/analysis.h"
 #include "tests/fake/FailureOf.h"
 

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "frame/FailPoint.h"
 #include "frame/Failure.h"
+#include "frame/Trail.h"
 #include "platform/ExternalFailure.h"
 #include "select/DataSelect.h"
 #include "tests/contract/trail_rows.h"

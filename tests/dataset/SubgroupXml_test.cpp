@@ -6,6 +6,7 @@
 #include <string>
 
 #include "dataset/SubgroupData.h"
+#include "dataset/subgroup_xml.h"
 #include "frame/XMLSupport.h"
 #include "platform/FixedText.h"
 #include "tests/dataset/rows.h"
@@ -276,6 +277,20 @@ TEST_F(SubgroupXml, OldSlicesStayUntilTheCursorMoves) {
   EXPECT_EQ(data_.TestData(), slice);
   EXPECT_TRUE(data_.MoveFirst());
   EXPECT_EQ(data_.TestData()->Count(), 0);
+}
+
+TEST_F(SubgroupXml, NullNodesLoadNothing) {
+  Array<API_SubgroupData> subgroups;
+  Array<API_TestData> tests;
+  Array<API_DescriptorData> descriptors;
+  Array<API_CommentData> comments;
+  EXPECT_FALSE(
+      XMLSupport::LoadSubgroupDataFromXMLNode({}, subgroups, tests, descriptors, comments));
+  const auto bare = XMLSupport::GetXMLSingleNode("<SubgroupData/>", "SubgroupData");
+  EXPECT_TRUE(
+      XMLSupport::LoadSubgroupDataFromXMLNode(bare.node, subgroups, tests, descriptors, comments));
+  EXPECT_FALSE(subgroups.IsDimensioned());
+  EXPECT_FALSE(tests.IsDimensioned());
 }
 
 }  // namespace

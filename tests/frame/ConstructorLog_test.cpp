@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/ConstructorLog.h"
+#include "frame/Outside.h"
+#include "frame/Trail.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +8,6 @@
 #include <new>
 
 #include "frame/Failure.h"
-#include "frame/Trail.h"
 #include "tests/fake/FakePlatform.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/Support.h"
+#include "frame/Outside.h"
 
 #include <gtest/gtest.h>
 

@@ -195,16 +195,5 @@ TEST_F(XMLSupport, WithoutAPlatformTheFailureSaysSo) {
   EXPECT_EQ(failure.Description(), "No platform is installed");
 }
 
-TEST_F(XMLSupport, NullNodesLoadNothing) {
-  Array<API_SubgroupData> subgroups;
-  Array<API_TestData> tests;
-  Array<API_DescriptorData> descriptors;
-  Array<API_CommentData> comments;
-  EXPECT_FALSE(LoadSubgroupDataFromXMLNode({}, subgroups, tests, descriptors, comments));
-  LoadAPI_TestDataFromXMLNode({}, tests);
-  EXPECT_FALSE(subgroups.IsDimensioned());
-  EXPECT_FALSE(tests.IsDimensioned());
-}
-
 }  // namespace
 }  // namespace orvspc::XMLSupport

@@ -86,9 +86,9 @@ std::vector<EventRow> Events() {
   EventRow event;
   event.type = 3;
   event.name = kName;
-  event.prcs = event.part = event.test = event.acc = event.acc_employee = event.empl = 1;
+  event.prcs = event.part = event.test = event.acc.code = event.acc.employee = event.empl = 1;
   event.flag = 1;
-  event.time = event.acc_time = event.sgtm = 1709280000;
+  event.time = event.acc.time = event.sgtm = 1709280000;
   return {event, event};
 }
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/FailPoint.h"
+#include "frame/Trail.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/pareto/analysis.h"
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/FailPoint.h"
 #include "frame/Friend.h"
+#include "frame/Trail.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
 

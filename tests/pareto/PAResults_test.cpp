@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "frame/FailPoint.h"
+#include "frame/Trail.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/pareto/analysis.h"
 

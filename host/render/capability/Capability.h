@@ -93,10 +93,7 @@ double MostPieces(const CapabilityView& view);
 
 // The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
 // that stand beside it. embedded: for use inside a page, without title lines and notes.
-Scene CapabilityScene(const CapabilityView& view, bool embedded = false);
-inline std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false) {
-  return WriteSvg(CapabilityScene(view, embedded));
-}
+std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false);
 std::string RenderCapabilityHtml(const CapabilityView& view);
 // The histogram as bars, one line a bin, with the fitted curve as a sign in each line and limits,
 // target and mean at the bins that hold them; then the tables.

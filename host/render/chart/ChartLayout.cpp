@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -211,14 +212,11 @@ std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& grap
   std::vector<LimitLabel> labels;
   for (const auto& line : LinesOf(graph)) {
     const auto ends = NewestValues(view, line.values);
-    std::size_t given = 0;
-    std::set<double> distinct;
-    for (const double value : ends)
-      if (std::isfinite(value)) {
-        ++given;
-        distinct.insert(value);
-      }
-    if (given > kLabelledStreams && distinct.size() > 1) continue;
+    std::vector<double> given;
+    std::ranges::copy_if(ends, std::back_inserter(given),
+                         [](double end) { return std::isfinite(end); });
+    std::set<double> distinct(given.begin(), given.end());
+    if (given.size() > kLabelledStreams && distinct.size() > 1) continue;
     const bool same = distinct.size() == 1;
     const char* style = line.specification                     ? "ls"
                         : &line.values == &graph.limits.centre ? ""
@@ -320,31 +318,28 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
   };
   std::vector<Polyline> done;
   std::map<std::int32_t, Open> open;
+  const auto close = [&](Open& run) {
+    if (!run.line.empty()) done.push_back(std::move(run.line));
+    run.line.clear();
+  };
   const double half = layout.PlaceWidth() / 2.0;
   for (std::size_t i = 0; i < values.size() && i < places.size(); ++i) {
     Open& run = open[view.StreamOf(i)];
     const double value = values[i];
     const bool follows = !run.line.empty() && places[i] == run.place + 1;
-    if (!std::isfinite(value) || !follows) {
-      if (run.line.size() > 1) done.push_back(std::move(run.line));
-      run.line.clear();
-      if (!std::isfinite(value)) continue;
-    }
+    if (!std::isfinite(value) || !follows) close(run);
+    if (!std::isfinite(value)) continue;
     const double x = layout.X(places[i]);
-    const double y = panel.Y(value);
-    if (run.line.empty()) {
-      run.line = {{x - half, y}, {x + half, y}};
-    } else if (value == run.value) {
-      run.line.back().first = x + half;
+    if (run.line.empty() || value != run.value) {
+      run.line.emplace_back(x - half, panel.Y(value));
+      run.line.emplace_back(x + half, panel.Y(value));
     } else {
-      run.line.emplace_back(x - half, y);
-      run.line.emplace_back(x + half, y);
+      run.line.back().first = x + half;
     }
     run.value = value;
     run.place = places[i];
   }
-  for (auto& [stream, run] : open)
-    if (run.line.size() > 1) done.push_back(std::move(run.line));
+  for (auto& [stream, run] : open) close(run);
   return done;
 }
 

@@ -123,12 +123,19 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     const auto [found, added] =
         places.emplace(KeyOf(row), static_cast<std::int32_t>(view.stream_views.size()));
     if (added) {
-      StreamView stream;
+      StreamView& stream = view.stream_views.emplace_back();
       stream.name = StreamName(found->first, names);
       stream.mean.value = stream.sp.value = stream.sw.value = kNaN;
-      view.stream_views.push_back(std::move(stream));
     }
     view.streams.push_back(found->second);
+  }
+  // Without the engine's report the result itself tells what it estimated, if for a single stream.
+  const ChartRead& chart = document.chart;
+  if (document.streams.empty() && view.stream_views.size() == 1 && chart.processing &&
+      chart.processing->IsVariable()) {
+    view.stream_views[0].mean.value = chart.mean_estimate;
+    view.stream_views[0].sp.value = chart.sp_estimate;
+    view.stream_views[0].sw.value = chart.sw_estimate;
   }
   for (const auto& read : document.streams) {
     const auto found = places.find({read.part, read.process, read.test});
@@ -138,18 +145,6 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     stream.sp = Worded(read.sp);
     stream.sw = Worded(read.sw);
   }
-}
-
-// Without the engine's report the result itself tells what it estimated, if for a single stream.
-void AddEstimates(ChartView& view, const ChartDocument& document) {
-  const ChartRead& chart = document.chart;
-  if (!document.streams.empty() || view.stream_views.size() != 1 || !chart.processing ||
-      !chart.processing->IsVariable())
-    return;
-  StreamView& stream = view.stream_views[0];
-  stream.mean.value = chart.mean_estimate;
-  stream.sp.value = chart.sp_estimate;
-  stream.sw.value = chart.sw_estimate;
 }
 
 // "n = 5" or "n = 3 to 5"
@@ -165,13 +160,11 @@ std::string SizeText(const std::vector<std::int32_t>& sizes) {
 
 std::string EstimateText(const Estimate& estimate) {
   if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
-  std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
-  if (std::isfinite(estimate.constant) && estimate.constant != 0.0) {
-    text += fmt::format(", {} = {}",
-                        estimate.constant_name.empty() ? "constant" : estimate.constant_name,
-                        Significant(estimate.constant, 7));
-  }
-  return text;
+  const std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
+  if (!std::isfinite(estimate.constant) || estimate.constant == 0.0) return text;
+  return fmt::format("{}, {} = {}", text,
+                     estimate.constant_name.empty() ? "constant" : estimate.constant_name,
+                     Significant(estimate.constant, 7));
 }
 
 // For each row of stored limits, and at the end for none, how many points it is in force at.
@@ -362,7 +355,6 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
   const ChartRead& chart = document.chart;
   ChartView view;
   AddStreams(view, document, names);
-  AddEstimates(view, document);
   if (chart.Grouped()) view.groups = chart.groups;
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);

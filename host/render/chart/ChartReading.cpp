@@ -159,7 +159,7 @@ void WriteCell(JsonWriter& json, const std::string& column, const platform::Cell
                ? json.Null()
                : json.Value(IsoTime(platform::DateToTimeStamp(date->days)));
   std::string text = platform::ToUtf8(std::get<std::u16string>(cell));
-  while (!text.empty() && (text.back() == '\0' || text.back() == ' ')) text.pop_back();
+  text.erase(text.find_last_not_of(std::string_view("\0 ", 2)) + 1);
   json.Value(text);
 }
 
@@ -295,8 +295,7 @@ ChartDocument ReadStoredChart(const platform::XmlNode& root) {
   ChartRead& chart = document.chart;
   chart = ReadChart(results);
   chart.tables_known = false;
-  if (const auto decimals = DecimalsOfText(root))
-    chart.decimals = std::min(chart.decimals.value_or(*decimals), *decimals);
+  chart.decimals = DecimalsOfText(root);
   CheckLengths(chart);
   Regroup(chart);
   std::fill(std::begin(document.requested), std::end(document.requested), kNotKnown);

@@ -94,20 +94,25 @@ class Picture {
     }
   }
 
+  // A line, broken where it leaves a point out.
+  template <class Shown>
+  void Runs(const Polyline& line, const std::string& style, Shown shown) {
+    Polyline run;
+    for (const auto& point : line) {
+      if (shown(point.second)) {
+        run.push_back(point);
+        continue;
+      }
+      scene_.Path(Thinned(run), style);
+      run.clear();
+    }
+    scene_.Path(Thinned(run), style);
+  }
+
   // Specification lines may lie off the scale; those parts are left out.
   void Steps(const std::vector<double>& values, const Panel& panel, const char* style) {
-    for (const auto& line : StepLines(view_, places_, values, layout_, panel)) {
-      Polyline inside;
-      for (const auto& point : line) {
-        if (point.second >= panel.top - 0.5 && point.second <= panel.bottom + 0.5) {
-          inside.push_back(point);
-        } else {
-          scene_.Path(Thinned(inside), style);
-          inside.clear();
-        }
-      }
-      scene_.Path(Thinned(inside), style);
-    }
+    for (const auto& line : StepLines(view_, places_, values, layout_, panel))
+      Runs(line, style, [&](double y) { return y >= panel.top - 0.5 && y <= panel.bottom + 0.5; });
   }
 
   std::string Tip(const GraphView& graph, std::size_t i) const {
@@ -123,18 +128,12 @@ class Picture {
   void DrawLines(const GraphView& graph, const Panel& panel) {
     const bool dense = layout_.PlaceWidth() < kDense;
     for (const auto& [stream, points] : PointsOfStreams(view_)) {
-      const std::string style = StreamClass(dense ? "dd" : "d", stream);
       Polyline line;
-      for (const std::size_t i : points) {
-        if (i >= graph.points.size() || !view_.Used(i)) continue;
-        if (std::isfinite(graph.points[i])) {
-          line.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
-          continue;
-        }
-        scene_.Path(Thinned(line), style);
-        line.clear();
-      }
-      scene_.Path(Thinned(line), style);
+      for (const std::size_t i : points)
+        if (i < graph.points.size() && view_.Used(i))
+          line.emplace_back(layout_.X(places_[i]),
+                            std::isfinite(graph.points[i]) ? panel.Y(graph.points[i]) : kNaN);
+      Runs(line, StreamClass(dense ? "dd" : "d", stream), [](double y) { return !std::isnan(y); });
     }
   }
 
@@ -245,8 +244,7 @@ class Picture {
     const double width =
         kCharacter * static_cast<double>(times.Text(view_.stamps.front()).size()) + 12.0;
     const std::size_t step = LabelStep(layout_.places, layout_.PlaceWidth(), width);
-    std::size_t next = step == 1 ? 0 : step - 1;
-    if (layout_.places <= step) next = 0;
+    std::size_t next = layout_.places <= step ? 0 : step - 1;
     for (std::size_t i = 0; i < view_.Count(); ++i) {
       if (places_[i] != next) continue;
       const double x = layout_.X(next);

@@ -24,7 +24,7 @@ enum Layer : int { kEmpty, kSpecification, kLimit, kCentre, kUnused, kPoint, kMa
 
 struct Cell {
   Layer layer = kEmpty;
-  const char* text = " ";
+  std::string_view text = " ";
 };
 
 constexpr const char* kColours[] = {nullptr,   "\x1b[35m",   "\x1b[31m",  nullptr,
@@ -61,18 +61,24 @@ class Plot {
     return place * (plot_ - 1) / (place_count_ - 1);
   }
 
-  void Put(std::size_t column, double value, Layer layer, const char* text) {
-    if (!std::isfinite(value)) return;
-    const double share = (value - range_.low) / (range_.high - range_.low);
+  // The row of a value, from 0 at the top; rows beyond the picture are those of values beyond it.
+  double RowOf(double value) const {
+    return (1.0 - (value - range_.low) / (range_.high - range_.low)) * LastRow();
+  }
+  std::size_t NearestRow(double value) const {
+    return static_cast<std::size_t>(std::lround(std::clamp(RowOf(value), 0.0, LastRow())));
+  }
+  double LastRow() const { return static_cast<double>(rows_ - 1); }
+
+  void Put(std::size_t column, double value, Layer layer, std::string_view text) {
+    const double share = RowOf(value) / LastRow();
     if (!(share >= -1e-9 && share <= 1.0 + 1e-9)) return;
-    const auto row = static_cast<std::size_t>(
-        std::lround((1.0 - std::clamp(share, 0.0, 1.0)) * static_cast<double>(rows_ - 1)));
-    Cell& cell = cells_[row * plot_ + column];
+    Cell& cell = cells_[NearestRow(value) * plot_ + column];
     if (layer >= cell.layer) cell = {layer, text};
   }
 
   // A limit fills the columns up to the next point of its stream.
-  void PutLine(const std::vector<double>& values, Layer layer, const char* text) {
+  void PutLine(const std::vector<double>& values, Layer layer, std::string_view text) {
     for (std::size_t i = 0; i < values.size(); ++i) {
       const std::size_t column = Column(places_[i]);
       std::size_t end = column + 1;
@@ -148,16 +154,11 @@ class Plot {
       out_.Line(graph.title);
       out_.Line("  " + graph.caption);
     }
-    WriteRows(ticks, beside ? LimitTexts(graph) : std::vector<Label>());
-    std::string below;
-    for (const auto& limit : beside ? std::vector<Label>() : LimitTexts(graph))
-      below += (below.empty() ? "" : ", ") + limit.text;
-    if (!below.empty()) out_.Line(below);
-  }
-
-  double RowOf(double value) const {
-    return (1.0 - (value - range_.low) / (range_.high - range_.low)) *
-           static_cast<double>(rows_ - 1);
+    const auto limits = LimitTexts(graph);
+    WriteRows(ticks, beside ? limits : std::vector<Label>());
+    std::vector<std::string> below;
+    for (const auto& limit : limits) below.push_back(limit.text);
+    if (!beside && !below.empty()) out_.Line(Joined(below, ", "));
   }
 
   // The newest value of each limit, wanted at its row.
@@ -168,9 +169,8 @@ class Plot {
         if (!std::isfinite(values[i])) continue;
         const double row = RowOf(values[i]);
         std::string text = std::string(name) + " " + Fixed(values[i], decimals);
-        if (row < -0.5 || row > static_cast<double>(rows_) - 0.5) text += row < 0 ? " ^" : " v";
-        labels.push_back(
-            {std::round(std::clamp(row, 0.0, static_cast<double>(rows_ - 1))), 0, text, ""});
+        if (row < -0.5 || row > LastRow() + 0.5) text += row < 0 ? " ^" : " v";
+        labels.push_back({std::round(std::clamp(row, 0.0, LastRow())), 0, text, ""});
         return;
       }
     };
@@ -183,10 +183,8 @@ class Plot {
 
   void WriteRows(const Ticks& ticks, std::vector<Label> labels) {
     std::vector<std::string> left(rows_), right(rows_);
-    for (const double tick : ticks.values)
-      left[static_cast<std::size_t>(std::lround(std::clamp(
-          RowOf(tick), 0.0, static_cast<double>(rows_ - 1))))] = Fixed(tick, ticks.decimals);
-    PushApart(labels, 1.0, 0.0, static_cast<double>(rows_ - 1));
+    for (const double tick : ticks.values) left[NearestRow(tick)] = Fixed(tick, ticks.decimals);
+    PushApart(labels, 1.0, 0.0, LastRow());
     for (const auto& label : labels)
       right[static_cast<std::size_t>(std::max(0.0, label.at))] = label.text;
 
@@ -195,7 +193,7 @@ class Plot {
       const std::size_t last = right[row].empty() ? LastUsed(row) : plot_;
       for (std::size_t c = 0; c < last; ++c) {
         const Cell& cell = cells_[row * plot_ + c];
-        line += out_.InColour(kColours[cell.layer], cell.text);
+        line += out_.InColour(kColours[cell.layer], std::string(cell.text));
       }
       if (!right[row].empty()) line += " " + right[row];
       out_.Painted(line);
@@ -228,13 +226,11 @@ class Plot {
   }
 
   // Of several streams each has a letter.
-  const char* SignOf(std::int32_t stream) const {
-    static constexpr const char* kLetters[] = {"a", "b", "c", "d", "e", "f", "g", "h",
-                                               "i", "j", "k", "l", "m", "n", "p", "q",
-                                               "r", "s", "t", "u", "v", "w", "y", "z"};
+  std::string_view SignOf(std::int32_t stream) const {
+    static constexpr std::string_view kLetters = "abcdefghijklmnpqrstuvwyz";
     const auto number = static_cast<std::size_t>(stream);
-    if (view_.stream_views.size() <= 1 || number >= std::size(kLetters)) return "o";
-    return kLetters[number];
+    if (view_.stream_views.size() <= 1 || number >= kLetters.size()) return "o";
+    return kLetters.substr(number, 1);
   }
 
   // What the characters of the pictures mean, as far as they occur.
@@ -252,19 +248,16 @@ class Plot {
           specification || !graph.specification.upper.empty() || !graph.specification.lower.empty();
       target = target || !graph.specification.centre.empty();
     }
-    std::string text = view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point";
-    const auto add = [&](bool occurs, const char* meaning) {
-      if (occurs) text += std::string("   ") + meaning;
-    };
-    add(rules, "# breaks a rule");
-    add(outside, "S beyond a specification limit");
-    add(unused, "x disabled or incomplete");
-    add(limits, "- control limit");
-    add(limits, "\xC2\xB7 centre");
-    add(specification, "= specification limit");
-    add(target, ": target");
+    const std::vector<std::string> texts = {
+        view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point",
+        rules ? "# breaks a rule" : "",
+        outside ? "S beyond a specification limit" : "",
+        unused ? "x disabled or incomplete" : "",
+        limits ? "- control limit   \xC2\xB7 centre" : "",
+        specification ? "= specification limit" : "",
+        target ? ": target" : ""};
     out_.Blank();
-    out_.Line(text, 0);
+    out_.Line(Joined(texts, "   "), 0);
   }
 
   // The limits at the newest point of each of several streams; of a single one they stand beside
@@ -279,9 +272,9 @@ class Plot {
                         NewestValues(view_, graph.limits.upper)});
     for (std::size_t s = 0; s < view_.stream_views.size(); ++s)
       for (std::size_t g = 0; g < view_.graphs.size(); ++g) {
-        std::vector<std::string> row = {g == 0 ? SignOf(static_cast<std::int32_t>(s)) : "",
-                                        g == 0 ? view_.stream_views[s].name : "",
-                                        view_.graphs[g].symbol};
+        std::vector<std::string> row = {
+            g == 0 ? std::string(SignOf(static_cast<std::int32_t>(s))) : "",
+            g == 0 ? view_.stream_views[s].name : "", view_.graphs[g].symbol};
         for (const auto& limits : newest[g])
           row.push_back(Fixed(limits[s], view_.graphs[g].decimals));
         table.rows.push_back(std::move(row));

@@ -88,14 +88,9 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document);
 
 // "8 of 10 expected samples, 2 missed, 80.0 %"
 std::string CountText(const SampleCount& count);
-// Four texts and four counts for each requirement.
-Table RequirementsTable(const ComplianceView& view);
 
 // embedded: for use inside a page, without title line and notes.
-Scene ComplianceScene(const ComplianceView& view, bool embedded = false);
-inline std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false) {
-  return WriteSvg(ComplianceScene(view, embedded));
-}
+std::string RenderComplianceSvg(const ComplianceView& view, bool embedded = false);
 // The picture and every row.
 std::string RenderComplianceHtml(const ComplianceView& view);
 // The requirements, the shifts, and where most samples were missed.

@@ -13,9 +13,10 @@ namespace orvspc::render {
 
 namespace {
 
-void AppendEscaped(std::string& out, std::string_view text) {
+void AppendQuoted(std::string& out, std::string_view text) {
   constexpr std::u32string_view kEscaped = U"\"\\\n\t\r";
   constexpr std::string_view kLetters = "\"\\ntr";
+  out += '"';
   for (std::size_t at = 0; at < text.size();) {
     char32_t code = platform::kReplacementCharacter;
     if (!platform::TakeUtf8(text, at, code)) ++at;
@@ -28,6 +29,7 @@ void AppendEscaped(std::string& out, std::string_view text) {
       platform::AppendUtf8(out, code);
     }
   }
+  out += '"';
 }
 
 }  // namespace
@@ -64,9 +66,8 @@ void JsonWriter::Close(char bracket) {
 
 void JsonWriter::Key(std::string_view key) {
   Separate();
-  out_ += '"';
-  AppendEscaped(out_, key);
-  out_ += "\": ";
+  AppendQuoted(out_, key);
+  out_ += ": ";
   after_key_ = true;
 }
 
@@ -83,9 +84,7 @@ void JsonWriter::Value(double value) {
 
 void JsonWriter::Value(std::string_view value) {
   Separate();
-  out_ += '"';
-  AppendEscaped(out_, value);
-  out_ += '"';
+  AppendQuoted(out_, value);
 }
 
 void WriteEstimate(JsonWriter& json, const char* key, const Estimate& estimate) {

@@ -3,7 +3,7 @@
 
 #include <concepts>
 #include <cstdint>
-#include <span>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -49,8 +49,9 @@ class JsonWriter {
   requires std::is_enum_v<Enumeration>
   void Value(Enumeration value) { Value(static_cast<std::int32_t>(value)); }
   void Null() { Raw("null"); }
-  template <class Element>
-  void Value(std::span<const Element> values) {
+  template <class Values>
+  requires(std::ranges::range<Values> &&
+           !std::convertible_to<Values, std::string_view>) void Value(const Values& values) {
     BeginArray(true);
     for (const auto& value : values) Value(value);
     EndArray();
@@ -60,11 +61,6 @@ class JsonWriter {
   void Member(std::string_view key, const Type& value) {
     Key(key);
     Value(value);
-  }
-  template <class Element>
-  void Member(std::string_view key, const std::vector<Element>& values) {
-    Key(key);
-    Value(std::span<const Element>(values));
   }
   void NullMember(std::string_view key) {
     Key(key);

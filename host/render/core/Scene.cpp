@@ -196,29 +196,9 @@ Scene::Scene(const View& view, bool in_page, const std::string& family_name)
   notes_ = NoteLines(view.notes);
 }
 
-void Scene::Text(double x, double y, const std::string& style, Anchor anchor,
-                 const std::string& text, Turn turn) {
-  Add(TextShape{x, y, style, anchor, text, turn});
-}
-
-void Scene::Line(double x1, double y1, double x2, double y2, const std::string& style) {
-  Add(PathShape{style, {{x1, y1}, {x2, y2}}});
-}
-
-void Scene::Path(const Polyline& line, const std::string& style) {
-  if (line.size() > 1) Add(PathShape{style, line});
-}
-
-void Scene::Rectangle(double x, double y, double width, double rectangle_height,
-                      const std::string& style, const std::string& tip) {
-  Add(RectangleShape{x, y, width, rectangle_height, style, tip});
-}
-
 void Scene::Add(Shape shape) {
   if (IsFinite(shape)) shapes.push_back(std::move(shape));
 }
-
-void Scene::NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }
 
 double Scene::Notes(double y) {
   for (const auto& note : notes_) {

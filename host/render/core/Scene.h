@@ -106,17 +106,25 @@ class Scene {
   Scene(const View& view, bool in_page, const std::string& family_name = {});
 
   void Text(double x, double y, const std::string& style, Anchor anchor, const std::string& text,
-            Turn turn = Turn::None);
-  void Line(double x1, double y1, double x2, double y2, const std::string& style);
+            Turn turn = Turn::None) {
+    Add(TextShape{x, y, style, anchor, text, turn});
+  }
+  void Line(double x1, double y1, double x2, double y2, const std::string& style) {
+    Add(PathShape{style, {{x1, y1}, {x2, y2}}});
+  }
   // Nothing for less than two points.
-  void Path(const Polyline& line, const std::string& style);
-  void Rectangle(double x, double y, double width, double height, const std::string& style,
-                 const std::string& tip = {});
+  void Path(const Polyline& line, const std::string& style) {
+    if (line.size() > 1) Add(PathShape{style, line});
+  }
+  void Rectangle(double x, double y, double width, double rectangle_height,
+                 const std::string& style, const std::string& tip = {}) {
+    Add(RectangleShape{x, y, width, rectangle_height, style, tip});
+  }
   // Drops a shape whose place is no finite number: a stored result can hold such figures.
   void Add(Shape shape);
 
   // "No data selected"
-  void NoData(double y);
+  void NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }
   // One line each from the base line y on, the first six; returns the base line behind them. None
   // inside a page.
   double Notes(double y);

@@ -20,16 +20,19 @@ bool IsTitled(const Table& table) { return table.headings[0].empty() && !table.t
 
 bool IsNumbers(const std::string& heading) { return heading.starts_with('#'); }
 
-// The heading of a column as it is shown.
-std::string HeadingOf(const Table& table, std::size_t column) {
-  const std::string& heading = table.headings[column];
-  if (heading.empty() && column == 0) return table.title;
-  return heading.starts_with('#') || heading.starts_with('@') ? heading.substr(1) : heading;
-}
-
-// Rows of a table whose title stands over its first column are indented below it.
-std::string CellOf(const Table& table, const std::vector<std::string>& row, std::size_t column) {
-  return (column == 0 && IsTitled(table) ? "  " : "") + row[column];
+// The cells as they are shown, the headings first. Below a title that stands over the first column
+// they are indented.
+using Cells = std::vector<std::vector<std::string>>;
+Cells CellsOf(const Table& table) {
+  Cells cells = {table.headings};
+  for (auto& heading : cells[0])
+    if (heading.starts_with('#') || heading.starts_with('@')) heading.erase(0, 1);
+  if (table.headings[0].empty()) cells[0][0] = table.title;
+  for (const auto& row : table.rows) {
+    cells.push_back(row);
+    if (IsTitled(table)) cells.back()[0].insert(0, "  ");
+  }
+  return cells;
 }
 
 std::size_t LongestWord(const std::string& text) {
@@ -47,25 +50,25 @@ struct Column {
   std::size_t width = 0, least = 0;
 };
 
-Column Measure(const Table& table, std::size_t c) {
+Column Measure(const Cells& cells, const std::string& heading, std::size_t c) {
   Column column;
-  const bool whole = table.headings[c].starts_with('@');
-  const auto take = [&](const std::string& text) {
-    column.width = std::max(column.width, Width(text));
-    std::size_t least = whole ? Width(text) : LongestWord(text);
-    if (!whole && !IsNumbers(table.headings[c])) least = std::min(least, kNarrowest);
-    column.least = std::max(column.least, least);
-  };
-  take(HeadingOf(table, c));
-  for (const auto& row : table.rows)
-    if (c < row.size()) take(CellOf(table, row, c));
+  for (const auto& line : cells) {
+    if (c >= line.size()) continue;
+    const std::size_t width = Width(line[c]);
+    const std::size_t word = heading.starts_with('@') ? width : LongestWord(line[c]);
+    const bool whole = heading.starts_with('@') || IsNumbers(heading);
+    column.width = std::max(column.width, width);
+    column.least = std::max(column.least, whole ? word : std::min(word, kNarrowest));
+  }
   return column;
 }
 
 // Nothing when the columns do not fit however narrow they are.
-std::optional<std::vector<std::size_t>> Fit(const Table& table, std::size_t room) {
+std::optional<std::vector<std::size_t>> Fit(const Table& table, const Cells& cells,
+                                            std::size_t room) {
   std::vector<Column> columns;
-  for (std::size_t c = 0; c < table.headings.size(); ++c) columns.push_back(Measure(table, c));
+  for (std::size_t c = 0; c < table.headings.size(); ++c)
+    columns.push_back(Measure(cells, table.headings[c], c));
   std::size_t sum = kGap * (columns.size() - 1);
   for (const auto& column : columns) sum += column.width;
   const auto slack = [](const Column& column) {
@@ -155,57 +158,56 @@ std::string TextWriter::InColour(const char* colour, const std::string& text) co
 
 void TextWriter::Write(const Table& table) {
   if (!table.headings[0].empty() && !table.title.empty()) Line(table.title);
-  const auto widths = Fit(table, columns_);
-  widths ? Rows(table, *widths) : Blocks(table);
+  const Cells cells = CellsOf(table);
+  const auto widths = Fit(table, cells, columns_);
+  widths ? Rows(table, cells, *widths) : Blocks(table, cells);
 }
 
-void TextWriter::Rows(const Table& table, const std::vector<std::size_t>& widths) {
-  // A row is as tall as its tallest cell.
-  const auto write = [&](const std::vector<std::string>& cells) {
-    std::vector<std::vector<std::string>> lines;
+void TextWriter::Section(const Table& table) {
+  if (table.rows.empty()) return;
+  Blank();
+  Write(table);
+}
+
+void TextWriter::Rows(const Table& table, const Cells& cells,
+                      const std::vector<std::size_t>& widths) {
+  for (std::size_t r = 0; r < cells.size(); ++r) {
+    // A row is as tall as its tallest cell.
+    std::vector<std::vector<std::string>> columns;
     std::size_t height = 1;
-    for (std::size_t c = 0; c < cells.size(); ++c) {
-      lines.push_back(Wrapped(cells[c], widths[c], c == 0 && cells[c].starts_with("  ") ? 4 : 0));
-      height = std::max(height, lines.back().size());
+    for (std::size_t c = 0; c < cells[r].size(); ++c) {
+      const std::string& cell = cells[r][c];
+      columns.push_back(Wrapped(cell, widths[c], c == 0 && cell.starts_with("  ") ? 4 : 0));
+      height = std::max(height, columns.back().size());
     }
     for (std::size_t h = 0; h < height; ++h) {
       std::string line;
-      for (std::size_t c = 0; c < lines.size(); ++c)
-        line +=
-            (c == 0 ? "" : std::string(kGap, ' ')) +
-            Padded(h < lines[c].size() ? lines[c][h] : "", widths[c], IsNumbers(table.headings[c]));
+      for (std::size_t c = 0; c < columns.size(); ++c)
+        line += (c == 0 ? "" : std::string(kGap, ' ')) +
+                Padded(h < columns[c].size() ? columns[c][h] : "", widths[c],
+                       IsNumbers(table.headings[c]));
       Line(line);
     }
-  };
-  std::vector<std::string> cells;
-  for (std::size_t c = 0; c < widths.size(); ++c) cells.push_back(HeadingOf(table, c));
-  write(cells);
-  for (std::size_t r = 0; r < table.rows.size(); ++r) {
-    cells.clear();
-    for (std::size_t c = 0; c < table.rows[r].size(); ++c)
-      cells.push_back(CellOf(table, table.rows[r], c));
-    write(cells);
-    if (r >= table.details.size() || table.details[r].empty()) continue;
+    if (r == 0 || r > table.details.size() || table.details[r - 1].empty()) continue;
     const std::size_t indent = std::min(widths[0] + kGap, columns_ / 4);
-    Line(std::string(indent, ' ') + table.details[r], indent);
+    Line(std::string(indent, ' ') + table.details[r - 1], indent);
   }
 }
 
-void TextWriter::Blocks(const Table& table) {
+void TextWriter::Blocks(const Table& table, const Cells& cells) {
   std::size_t label = 0;
-  for (std::size_t c = 1; c < table.headings.size(); ++c)
-    label = std::max(label, Width(HeadingOf(table, c)));
+  for (std::size_t c = 1; c < cells[0].size(); ++c) label = std::max(label, Width(cells[0][c]));
   label = std::min(label, columns_ / 2);
   if (IsTitled(table)) Line(table.title);
-  for (std::size_t r = 0; r < table.rows.size(); ++r) {
-    const auto& row = table.rows[r];
-    if (r > 0 && !IsTitled(table)) Blank();
-    if (!row[0].empty()) Line(CellOf(table, row, 0), 4);
+  for (std::size_t r = 1; r < cells.size(); ++r) {
+    const auto& row = cells[r];
+    if (r > 1 && !IsTitled(table)) Blank();
+    if (!table.rows[r - 1][0].empty()) Line(row[0], 4);
     for (std::size_t c = 1; c < row.size(); ++c)
       if (!row[c].empty())
-        Line("    " + (label == 0 ? "" : Padded(HeadingOf(table, c), label) + "  ") + row[c],
-             label + 6);
-    if (r < table.details.size() && !table.details[r].empty()) Line("    " + table.details[r], 6);
+        Line("    " + (label == 0 ? "" : Padded(cells[0][c], label) + "  ") + row[c], label + 6);
+    if (r <= table.details.size() && !table.details[r - 1].empty())
+      Line("    " + table.details[r - 1], 6);
   }
 }
 

@@ -71,6 +71,8 @@ class TextWriter {
   // Columns as wide as their cells, two blanks apart. Where they do not fit, cells are broken at
   // blanks; where that does not suffice, each row is a block of lines, one a column.
   void Write(const Table& table);
+  // The same below a blank line; nothing without rows.
+  void Section(const Table& table);
 
   // text in that colour, an ANSI sequence or null
   std::string InColour(const char* colour, const std::string& text) const;
@@ -78,8 +80,9 @@ class TextWriter {
   std::string Take() { return std::move(out_); }
 
  private:
-  void Rows(const Table& table, const std::vector<std::size_t>& widths);
-  void Blocks(const Table& table);
+  using Cells = std::vector<std::vector<std::string>>;  // as they are shown, the headings first
+  void Rows(const Table& table, const Cells& cells, const std::vector<std::size_t>& widths);
+  void Blocks(const Table& table, const Cells& cells);
 
   std::size_t columns_;
   bool colour_;

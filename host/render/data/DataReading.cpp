@@ -13,32 +13,19 @@ namespace orvspc::render {
 namespace {
 
 // Fixed fields come with their padding.
-std::string Trimmed(std::string text) {
-  const auto end = text.find('\0');
-  if (end != std::string::npos) text.erase(end);
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  return text;
+std::string Trimmed(const std::string& text) {
+  const std::string shown = text.substr(0, text.find('\0'));
+  return shown.substr(0, shown.find_last_not_of(' ') + 1);
 }
 
 SubgroupRow ReadSubgroup(SubgroupData& data) {
   const auto tests = data.TestData();
   const auto descriptors = data.DescriptorData();
   const auto comments = data.CommentData();
-  SubgroupRow row{data.Sgrp(),
-                  data.Part(),
-                  data.Prcs(),
-                  data.Test(),
-                  data.Wkst(),
-                  data.Job(),
-                  data.Lot(),
-                  data.Shft(),
-                  data.Ptrv(),
-                  data.Empl(),
-                  data.Size(),
-                  data.Flag(),
-                  platform::DateToTimeStamp(data.Sgtm()),
-                  data.GroupIndex(),
-                  data.GroupID()};
+  SubgroupRow row{data.Sgrp(), data.Part(), data.Prcs(),       data.Test(),   data.Wkst(),
+                  data.Job(),  data.Lot(),  data.Shft(),       data.Ptrv(),   data.Empl(),
+                  data.Size(), data.Flag(), data.GroupIndex(), data.GroupID()};
+  row.stamp = platform::DateToTimeStamp(data.Sgtm());
   row.tests = ReadRows(*tests, [&] {
     return TestRow{tests->Sn(),  tests->Tsno(), tests->Sbno(),
                    tests->Def(), tests->Gage(), tests->Val()};
@@ -51,6 +38,11 @@ SubgroupRow ReadSubgroup(SubgroupData& data) {
                       comments->Tsno(), comments->Edtm()};
   });
   return row;
+}
+
+// null for a date that is not given: 0, which lies before the first stamp.
+void WriteDate(JsonWriter& json, const char* key, double date) {
+  json.MemberIf(date != 0.0, key, IsoTime(platform::DateToTimeStamp(date)));
 }
 
 // Members of one subgroup, in an open object.
@@ -126,11 +118,6 @@ SubgroupsRead ReadSubgroups(SubgroupData& data) {
   read.rows = ReadRows(data, [&] { return ReadSubgroup(data); });
   data.MoveFirst();
   return read;
-}
-
-void WriteDate(JsonWriter& json, const char* key, double date) {
-  // Date 0 is "not given" and lies before the first stamp.
-  json.MemberIf(date != 0.0, key, IsoTime(platform::DateToTimeStamp(date)));
 }
 
 void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,

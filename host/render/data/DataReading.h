@@ -48,9 +48,8 @@ struct CommentRow {
 
 struct SubgroupRow {
   std::int32_t sgrp = 0, part = 0, prcs = 0, test = 0, wkst = 0, job = 0, lot = 0, shft = 0,
-               ptrv = 0, empl = 0, size = 0, flag = 0;
+               ptrv = 0, empl = 0, size = 0, flag = 0, group_index = 0, group_id = 0;
   std::int64_t stamp = 0;
-  std::int32_t group_index = 0, group_id = 0;
   std::vector<TestRow> tests = {};
   std::vector<DescriptorRow> descriptors = {};
   std::vector<CommentRow> comments = {};
@@ -73,8 +72,6 @@ void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, cons
 // The identifier as key, and its name as "...Name".
 void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
                std::int32_t id);
-// null for a date that is not given.
-void WriteDate(JsonWriter& json, const char* key, double date);
 
 // A table of subgroups for people: identifiers by name, values in the order of their pieces.
 std::string DataText(const SubgroupsRead& data, const Names& names,

@@ -15,25 +15,20 @@ namespace {
 
 std::int64_t StampOf(double date) { return platform::DateToTimeStamp(date); }
 
-void TimeMember(JsonWriter& json, const char* key, std::int64_t stamp) {
-  json.MemberIf(stamp != 0, key, IsoTime(stamp));
-}
-
-// "ACC: tool changed (Ann, 2024-03-01T08:00:00)"
-std::string CodeText(const char* what, const std::string& code, const std::string& employee,
-                     std::int64_t stamp) {
-  if (code.empty()) return {};
-  std::string text = std::string(what) + ": " + code;
-  const std::string time = stamp == 0 ? std::string() : IsoTime(stamp);
-  if (employee.empty() && time.empty()) return text;
-  return text + " (" + employee + (employee.empty() || time.empty() ? "" : ", ") + time + ")";
-}
-
 std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* separator) {
   std::string text;
   for (const auto& part : parts)
     if (!part.empty()) text += (text.empty() ? "" : separator) + part;
   return text;
+}
+
+// "ACC: tool changed (Ann, 2024-03-01T08:00:00)"
+std::string CodeText(const char* what, NameKind kind, const EventCode& code, const Names& names) {
+  if (code.code == 0) return {};
+  const std::string by = JoinedNonEmpty({ShownName(names, NameKind::Employee, code.employee),
+                                         code.time == 0 ? "" : IsoTime(code.time)},
+                                        ", ");
+  return what + (": " + ShownName(names, kind, code.code)) + (by.empty() ? "" : " (" + by + ")");
 }
 
 }  // namespace
@@ -46,16 +41,12 @@ std::vector<EventRow> ReadEvents(EventData& events) {
                     events.Prcs(),
                     events.Part(),
                     events.Test(),
-                    events.ACC(),
-                    events.ACCEmployee(),
-                    events.CAC(),
-                    events.CACEmployee(),
                     events.Flag(),
                     events.Name(),
                     StampOf(events.EventTime()),
                     StampOf(events.Sgtm()),
-                    StampOf(events.ACCTime()),
-                    StampOf(events.CACTime())};
+                    {events.ACC(), events.ACCEmployee(), StampOf(events.ACCTime())},
+                    {events.CAC(), events.CACEmployee(), StampOf(events.CACTime())}};
   });
 }
 
@@ -73,8 +64,16 @@ std::string OpenText(std::int32_t flag) {
 
 void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Names& names) {
   json.Objects("Events", events, [&](const EventRow& event) {
-    const auto item = [&](const char* key, NameKind kind, std::int32_t id) {
+    const auto item = [&](const std::string& key, NameKind kind, std::int32_t id) {
       WriteItem(json, key, names, kind, id);
+    };
+    const auto time = [&](const std::string& key, std::int64_t stamp) {
+      json.MemberIf(stamp != 0, key, IsoTime(stamp));
+    };
+    const auto code = [&](const std::string& key, NameKind kind, const EventCode& value) {
+      item(key, kind, value.code);
+      item(key + "Employee", NameKind::Employee, value.employee);
+      time(key + "Time", value.time);
     };
     json.Members("Evnt", event.evnt, "EventType", event.type, "Name", event.name);
     item("Empl", NameKind::Employee, event.empl);
@@ -82,13 +81,9 @@ void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Na
     item("Prcs", NameKind::Process, event.prcs);
     item("Part", NameKind::Part, event.part);
     item("Test", NameKind::Test, event.test);
-    TimeMember(json, "Sgtm", event.sgtm);
-    item("ACC", NameKind::AccCode, event.acc);
-    item("ACCEmployee", NameKind::Employee, event.acc_employee);
-    TimeMember(json, "ACCTime", event.acc_time);
-    item("CAC", NameKind::CacCode, event.cac);
-    item("CACEmployee", NameKind::Employee, event.cac_employee);
-    TimeMember(json, "CACTime", event.cac_time);
+    time("Sgtm", event.sgtm);
+    code("ACC", NameKind::AccCode, event.acc);
+    code("CAC", NameKind::CacCode, event.cac);
     json.Member("Flag", event.flag);
   });
 }
@@ -118,10 +113,8 @@ Table EventsTable(const std::vector<EventRow>& events, const Names& names) {
     table.details.push_back(JoinedNonEmpty(
         {event.empl == 0 ? "" : "by " + ShownName(names, NameKind::Employee, event.empl),
          event.sgtm == 0 ? "" : "subgroup of " + IsoTime(event.sgtm),
-         CodeText("ACC", ShownName(names, NameKind::AccCode, event.acc),
-                  ShownName(names, NameKind::Employee, event.acc_employee), event.acc_time),
-         CodeText("CAC", ShownName(names, NameKind::CacCode, event.cac),
-                  ShownName(names, NameKind::Employee, event.cac_employee), event.cac_time)},
+         CodeText("ACC", NameKind::AccCode, event.acc, names),
+         CodeText("CAC", NameKind::CacCode, event.cac, names)},
         "; "));
   }
   return table;

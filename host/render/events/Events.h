@@ -12,12 +12,16 @@
 // Process events as plain values, documents and tables.
 namespace orvspc::render {
 
+// An assignable cause or a corrective action: identifiers, and a stamp that is 0 without a time.
+struct EventCode {
+  std::int32_t code = 0, employee = 0;
+  std::int64_t time = 0;
+};
 struct EventRow {
-  std::int32_t evnt = 0, type = 0, empl = 0, prcs = 0, part = 0, test = 0;
-  std::int32_t acc = 0, acc_employee = 0, cac = 0, cac_employee = 0, flag = 0;
+  std::int32_t evnt = 0, type = 0, empl = 0, prcs = 0, part = 0, test = 0, flag = 0;
   std::string name;
-  // Stamps; all but the event's own are 0 where there is no such time.
-  std::int64_t time = 0, sgtm = 0, acc_time = 0, cac_time = 0;
+  std::int64_t time = 0, sgtm = 0;  // stamps; that of the subgroup is 0 without one
+  EventCode acc, cac;
 };
 // Leaves the cursor on the last event.
 std::vector<EventRow> ReadEvents(EventData& events);

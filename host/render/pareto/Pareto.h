@@ -163,10 +163,7 @@ std::string Percent(double share);
 // Bars, the cumulative line and the 80 percent mark; with further levels the bars stand in front of
 // a wide one for the bin of the first level. embedded: for use inside a page, without title lines
 // and notes.
-Scene ParetoScene(const ParetoView& view, bool embedded = false);
-inline std::string RenderParetoSvg(const ParetoView& view, bool embedded = false) {
-  return WriteSvg(ParetoScene(view, embedded));
-}
+std::string RenderParetoSvg(const ParetoView& view, bool embedded = false);
 std::string RenderParetoHtml(const ParetoView& view);
 // Bars drawn with characters, beside each its value, its share and the shares up to it. Bins of
 // further levels stand indented below the bin of the first one.

@@ -122,21 +122,18 @@ std::string PartText(const ParetoRead& pareto, const ParetoBinRead& bin, std::si
   return text;
 }
 
-std::string LeafName(const ParetoRead& pareto, const ParetoBinRead& bin) {
-  std::string name = PartText(pareto, bin, pareto.levels == 1 ? 0 : 1);
-  if (pareto.levels == 3) name += " / " + PartText(pareto, bin, 2);
+// The names of that level and those below it.
+std::string NameFrom(std::size_t level, const ParetoRead& pareto, const ParetoBinRead& bin) {
+  std::string name = PartText(pareto, bin, level);
+  while (++level < pareto.levels) name += " / " + PartText(pareto, bin, level);
   return name;
 }
 
 std::string TipOf(const ParetoRead& pareto, const ParetoBinRead& bin, const ParetoBar& bar,
                   const std::string& axis) {
-  std::string tip = PartText(pareto, bin, 0);
-  for (std::size_t level = 1; level < pareto.levels; ++level)
-    tip += " / " + PartText(pareto, bin, level);
-  tip += fmt::format(": {} ({}), {}, together {}", ParetoValue(bin.value), axis, Percent(bar.share),
-                     Percent(bar.cumulative));
-  if (bar.open) tip += ", with events that are still open";
-  return tip;
+  return fmt::format("{}: {} ({}), {}, together {}{}", NameFrom(0, pareto, bin),
+                     ParetoValue(bin.value), axis, Percent(bar.share), Percent(bar.cumulative),
+                     bar.open ? ", with events that are still open" : "");
 }
 
 void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view) {
@@ -144,7 +141,7 @@ void AddBars(const ParetoRead& pareto, const Meaning& meaning, ParetoView& view)
   double sum = 0.0, values = 0.0;
   for (const auto& bin : pareto.bins) {
     ParetoBar bar;
-    bar.name = LeafName(pareto, bin);
+    bar.name = NameFrom(pareto.levels == 1 ? 0 : 1, pareto, bin);
     bar.value = bin.value;
     bar.share = bin.percentage[pareto.levels - 1];
     bar.cumulative = cumulative[view.bars.size()];

@@ -82,17 +82,6 @@ struct StatesView : View {
 };
 StatesView MakeStatesView(const StatesDocument& document, const Names& names);
 
-// How a type of state is shown. In pictures it differs from the others in colour and, for readers
-// without colours, in the height or the hatching of its bar.
-struct StateLook {
-  std::int32_t type;
-  char letter;         // in a terminal
-  const char* colour;  // ANSI
-  const char* style;   // in pictures
-  double height;       // share of the bar
-};
-const StateLook& LookOf(std::int32_t type);
-
 // "scheduled-down", as import files say it; "type 9" for a number without a word.
 std::string StateTypeWord(std::int32_t type);
 
@@ -107,10 +96,7 @@ struct StateTotal {
 std::vector<StateTotal> StateTotals(const StatesView& view);
 
 // embedded: for use inside a page, without title line and notes.
-Scene StatesScene(const StatesView& view, bool embedded = false);
-inline std::string RenderStatesSvg(const StatesView& view, bool embedded = false) {
-  return WriteSvg(StatesScene(view, embedded));
-}
+std::string RenderStatesSvg(const StatesView& view, bool embedded = false);
 // The picture, the totals, each stay, the events.
 std::string RenderStatesHtml(const StatesView& view);
 std::string RenderStatesText(const StatesView& view, const TextOptions& options = {});

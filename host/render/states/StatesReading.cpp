@@ -35,8 +35,8 @@ std::pair<std::int64_t, std::int64_t> RangeOf(const StatesDocument& document) {
 std::string TextOf(const EventRow& event, const Names& names) {
   std::string text = EventTypeWord(event.type);
   if (!event.name.empty()) text += ": " + PlainText(event.name);
-  if (event.acc != 0) text += "; ACC: " + ShownName(names, NameKind::AccCode, event.acc);
-  if (event.cac != 0) text += "; CAC: " + ShownName(names, NameKind::CacCode, event.cac);
+  if (event.acc.code != 0) text += "; ACC: " + ShownName(names, NameKind::AccCode, event.acc.code);
+  if (event.cac.code != 0) text += "; CAC: " + ShownName(names, NameKind::CacCode, event.cac.code);
   if (event.flag != 0) text += "; " + OpenText(event.flag);
   return text;
 }

@@ -191,10 +191,10 @@ TEST(JohnsonFit, ASummaryOfAnotherAnalysisIsNotFitted) {
     const auto before = made.pps;
     const auto summary = made.summary;
     change.make(made.summary);
-    EXPECT_EQ(run.FitJohnson(made.FitOutput()), 0) << change.reason;
+    EXPECT_EQ(run.FitJohnson(made.FittedOutput()), 0) << change.reason;
     EXPECT_EQ(std::memcmp(&before, &made.pps, sizeof before), 0) << change.reason;
     made.summary = summary;
-    EXPECT_NE(run.FitJohnson(made.FitOutput()), 0) << "the right one still is";
+    EXPECT_NE(run.FitJohnson(made.FittedOutput()), 0) << "the right one still is";
   }
 }
 

@@ -84,11 +84,10 @@ struct Capability {
   CapabilityReport report;
   std::vector<Note> notes;
 
+  FitOutput FittedOutput() { return {x, y, bins, summary, pps, chi_square, limits, results}; }
   CapabilityOutput Output() {
-    return {x,          y,     bins,   summary, cps,        pps,        moments,
-            chi_square, anova, limits, results, net_limits, net_results};
+    return {FittedOutput(), cps, moments, anova, net_limits, net_results};
   }
-  JohnsonOutput FitOutput() { return {x, y, bins, summary, pps, chi_square, limits, results}; }
   bool HasNote(std::string_view code) const {
     return std::any_of(notes.begin(), notes.end(),
                        [&](const Note& note) { return note.code == code; });
@@ -106,7 +105,7 @@ inline Capability Analyse(Store& store, const Settings& settings = {}, bool john
   TakeNotes();
   CapabilityRun run;
   made.done = run.Process(store, info, {}, settings.Options(), made.Output());
-  if (made.done && johnson) made.johnson = run.FitJohnson(made.FitOutput());
+  if (made.done && johnson) made.johnson = run.FitJohnson(made.FittedOutput());
   made.report = run.Report();
   made.notes = TakeNotes();
   return made;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/charts/AttributePlan.h"
+#include "engine/charts/ChartPlan.h"
 
 #include <gtest/gtest.h>
 

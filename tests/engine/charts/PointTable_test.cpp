@@ -135,4 +135,14 @@ TEST(PointTable, ReadingsInsideThePieces) {
   EXPECT_TRUE(within.SizesAt(1).empty());
 }
 
+TEST(Forget, LargeColumnsGiveTheirStorageBackAndSmallOnesKeepIt) {
+  std::vector<double> large(kKeptElements + 1), small(100);
+  Forget(large);
+  Forget(small);
+  EXPECT_TRUE(large.empty());
+  EXPECT_EQ(large.capacity(), 0U);
+  EXPECT_TRUE(small.empty());
+  EXPECT_GE(small.capacity(), 100U);
+}
+
 }  // namespace orvspc::engine::test

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/dom/parser.h"
+#include "engine/dom/tree.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "chart/CCGraphData.h"
+#include "chart/CCGraph.h"
 
 #include <utility>
 
-#include "chart/CCGraph.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
 #include "frame/Trail.h"

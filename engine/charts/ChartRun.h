@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "engine/charts/Lines.h"
+#include "engine/charts/Marks.h"
+#include "engine/charts/PointTable.h"
+#include "engine/charts/RunRows.h"
+#include "engine/statistics/TimeWeighted.h"
+#include "engine/store/large_data.h"
+#include "platform/ArrayRef.h"
+#include "platform/CtrlChrt6.h"
+#include "platform/NaN.h"
+
+namespace orvspc::engine::charts {
+
+// Which line of which form a data call fills.
+struct LineCode {
+  platform::ChartData code;
+  bool calculated;
+  double statistics::PointLimits::*line;
+};
+inline constexpr LineCode kLineCodes[] = {
+    {platform::ChartData::cUCLs, true, &statistics::PointLimits::upper},
+    {platform::ChartData::cCLs, true, &statistics::PointLimits::centre},
+    {platform::ChartData::cLCLs, true, &statistics::PointLimits::lower},
+    {platform::ChartData::UCLs, false, &statistics::PointLimits::upper},
+    {platform::ChartData::Cls, false, &statistics::PointLimits::centre},
+    {platform::ChartData::LCLs, false, &statistics::PointLimits::lower},
+};
+
+// What a chart of values and one of counts share, from the process call to the end: the streams,
+// their points, and reading the finished run. Columns are ordered by stream; what is delivered is
+// in the order of the data set. Points are made at once; lines and signals when they are asked for.
+// May throw; ChartLibrary keeps that as a failure.
+//
+// A Run adds
+//   LinesOf(stream, graph, calculated, plain)  lines with At(place), which is asked in ascending
+//                         order, and IsConstant(). plain: without cusum and EWMA, which are taken
+//                         about these; otherwise as drawn
+//   SizeAt(graph, place)  what is shown as the size of a point
+// A StateOf a stream has its `estimates` and `no_cusum`: no sigma above 0 at some point.
+template <class Run, class Table, class PlanOf, class StateOf>
+class ChartRun {
+ public:
+  // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
+  // or graph, another element size or an array that is too short. Tests can be taken once, and
+  // subgroups as long as not both were taken.
+  std::int32_t Deliver(const platform::ArrayRef& array, platform::ChartData code,
+                       std::int32_t graph) {
+    if (!is_open_) return 0;
+    const auto rows = rows_.Deliver(array, code);
+    if (rows != 0 || graph < 1 || graph > plan_.GraphCount()) return rows;
+    return DeliverColumn(array, code, static_cast<std::size_t>(graph) - 1)
+               ? static_cast<std::int32_t>(table_.Count())
+               : 0;
+  }
+
+  bool IsOpen() const { return is_open_; }
+  const PlanOf& Plan() const { return plan_; }
+  std::span<const ChartStream> Streams() const { return table_.Streams(); }
+  const RunRows& Rows() const { return rows_; }
+  const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
+
+ protected:
+  // Storage of a small run is kept for the next.
+  void ClearShared() {
+    table_.Clear();
+    rows_.Clear();
+    plan_ = PlanOf();
+    states_.clear();
+    for (auto& points : points_) Forget(points);
+    Forget(marks_);
+    marked_.reset();
+    is_open_ = false;
+  }
+
+  // Replaces the points of graph 1 by their cusum about the lines that the chart would have without
+  // it; a change of the stored limits begins anew. Returns the places whose sum is beyond the
+  // largest number.
+  std::vector<std::size_t> MakeCusum() {
+    std::vector<std::size_t> beyond;
+    for (std::size_t s = 0; s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      const auto count = stream.Count();
+      auto lines = Self().LinesOf(s, 0, false, true);
+      std::vector<double> centre(count), sigma(count);
+      std::vector<std::uint8_t> restart(count);
+      for (std::size_t i = 0; i < count; ++i) {
+        const auto at = lines.At(stream.begin + i);
+        centre[i] = at.centre;
+        sigma[i] = at.sigma;
+        restart[i] = rows_.RestartsAt(stream, stream.begin + i) ? 1 : 0;
+      }
+      statistics::CusumSettings settings;
+      settings.k = kCusumReference;
+      settings.h = kCusumDecision;
+      const auto series = statistics::Cusum(
+          {Part(points_[0], stream), centre, sigma, Part(table_.Used(), stream), restart},
+          settings);
+      for (std::size_t i = 0; i < count; ++i) {
+        auto& point = points_[0][stream.begin + i];
+        const bool has_sigma = sigma[i] > 0.0;
+        if (!std::isnan(point) && !has_sigma) states_[s].no_cusum = true;
+        if (!std::isnan(point) && has_sigma && std::isnan(series.points[i])) {
+          beyond.push_back(stream.begin + i);
+        }
+        point = series.points[i];
+      }
+    }
+    return beyond;
+  }
+
+  // Makes marks_ of one graph: judges its points by the rules.
+  void Judge(std::size_t graph, bool calculated) {
+    // A change of the stored limits begins anew.
+    const bool restart = !calculated && rows_.HasStoredLimits();
+    SelectForGraph(rows_.Rules(), plan_.KindOf(graph), plan_.IsWeighted(graph), graph_rules_);
+    marks_.resize(table_.Count());
+    for (std::size_t s = 0; s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      store::ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
+        auto lines = Self().LinesOf(s, graph, calculated);
+        MarkInput input;
+        input.points = Part(points_[graph], stream);
+        input.used = Part(table_.Used(), stream);
+        input.lines = [&](std::size_t i) { return lines.At(stream.begin + i); };
+        statistics::PointLimits constant{};
+        if (lines.IsConstant()) {
+          constant = lines.At(stream.begin);
+          input.constant = &constant;
+        }
+        if (restart) {
+          input.restart = [&](std::size_t i) { return rows_.RestartsAt(stream, stream.begin + i); };
+        }
+        EvaluateMarks(input, graph_rules_, std::span(marks_).subspan(stream.begin, stream.Count()),
+                      from, to);
+      });
+    }
+  }
+
+  Table table_;
+  RunRows rows_{table_};
+  PlanOf plan_;
+  std::vector<StateOf> states_;                // of the streams
+  std::array<std::vector<double>, 3> points_;  // of the graphs; empty: none
+  std::vector<statistics::RunRule> graph_rules_;
+  std::vector<std::uint32_t> marks_;  // those asked for last
+  bool is_open_ = false;
+
+ private:
+  Run& Self() { return static_cast<Run&>(*this); }
+
+  bool DeliverColumn(const platform::ArrayRef& array, platform::ChartData code, std::size_t graph) {
+    using platform::ChartData;
+    if (code == ChartData::SGSizes || code == ChartData::cOOCs || code == ChartData::OOCs) {
+      const auto out = Room<std::int32_t>(array, table_.Count());
+      if (out.empty()) return false;
+      if (code != ChartData::SGSizes) return WriteMarks(graph, code == ChartData::cOOCs, out);
+      for (std::size_t place = 0; place < out.size(); ++place) {
+        out[table_.SubgroupAt(place)] = Self().SizeAt(graph, place);
+      }
+      return true;
+    }
+    const auto out = Room<double>(array, table_.Count());
+    if (out.empty()) return false;
+    if (code == ChartData::Points) return WritePoints(graph, out);
+    const auto* const line = std::find_if(std::begin(kLineCodes), std::end(kLineCodes),
+                                          [&](const auto& each) { return each.code == code; });
+    if (line == std::end(kLineCodes)) return graph == 0 && rows_.WriteSpecs(code, out);
+    return WriteLine(graph, *line, out);
+  }
+
+  bool WritePoints(std::size_t graph, std::span<double> out) const {
+    if (points_[graph].empty()) {
+      std::fill(out.begin(), out.end(), platform::kNaN);
+    } else {
+      table_.Scatter(points_[graph], out);
+    }
+    return true;
+  }
+
+  bool WriteLine(std::size_t graph, const LineCode& line, std::span<double> out) {
+    // A pre-control chart has the lines of the specification limits and nothing calculated.
+    if (line.calculated && plan_.KindOf(graph) == ChartKind::PreControl) return false;
+    for (std::size_t s = 0; s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      auto lines = Self().LinesOf(s, graph, line.calculated);
+      const bool constant = lines.IsConstant();
+      double value = constant ? lines.At(stream.begin).*line.line : platform::kNaN;
+      for (auto place = stream.begin; place < stream.end; ++place) {
+        if (!constant) value = lines.At(place).*line.line;
+        out[table_.SubgroupAt(place)] = value;
+      }
+    }
+    return true;
+  }
+
+  bool WriteMarks(std::size_t graph, bool calculated, std::span<std::int32_t> out) {
+    const auto kind = plan_.KindOf(graph);
+    if (kind == ChartKind::None || (kind == ChartKind::PreControl && calculated)) {
+      std::fill(out.begin(), out.end(), 0);
+      return true;
+    }
+    // Without stored limits both forms are the same, and a reader asks for one after the other.
+    const bool one_form = !rows_.HasStoredLimits() || (plan_.cusum && graph == 0);
+    const std::pair wanted(graph, calculated && !one_form);
+    if (marked_ != wanted) {
+      Self().Judge(wanted.first, wanted.second);
+      rows_.KeepAlarms(graph, marks_);
+      marked_ = wanted;
+    }
+    table_.Scatter(marks_, out);
+    return true;
+  }
+
+  std::optional<std::pair<std::size_t, bool>> marked_;  // graph and form of the marks
+};
+
+}  // namespace orvspc::engine::charts
