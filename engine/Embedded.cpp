@@ -14,8 +14,7 @@
 #include "engine/pareto/ParetoLibrary.h"
 #include "engine/store/DatabaseLibrary.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StateLog.h"
-#include "engine/store/host_calls.h"
+#include "engine/store/logs.h"
 #include "platform/ExternalFailure.h"
 #include "platform/FixedText.h"
 #include "platform/TimeStamp.h"
@@ -138,7 +137,7 @@ class NameRecords final : public RowList<platform::NameRecord, NameRow> {
   void KeyMode(std::int32_t) override {}
   bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t) override {
     return store::Read(Needed(database, "NameRecord"), [&](store::SqlStore& store, auto&) {
-      const auto& names = store.Names(kind_);
+      const auto& names = store.Cache().Names(kind_);
       const auto found = names.find(Current().id);
       if (found == names.end()) return false;
       Current().name = found->second;
@@ -197,7 +196,7 @@ class StateLogRecords final : public RowList<platform::PrcsStateLog, StateRow> {
       } else if (query_ == kLatestBefore) {
         if (const auto row = store::LatestStateBefore(db, 0, time)) rows.push_back(*row);
       }
-      const auto& names = store.Names(ItemKind::StateCode);
+      const auto& names = store.Cache().Names(ItemKind::StateCode);
       std::vector<StateRow> records;
       for (const auto& row : rows) {
         records.push_back({platform::TimeStampToDate(row.time), row.process, row.state, row.type,

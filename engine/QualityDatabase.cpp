@@ -9,9 +9,8 @@
 #include "engine/pareto/Lookups.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
-#include "engine/store/StateLog.h"
-#include "engine/store/host_calls.h"
-#include "engine/store/occurrences.h"
+#include "engine/store/SqlStore.h"
+#include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -152,15 +151,15 @@ std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_vie
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
-    return catalogue::NameOf(store.Names(kind), id);
+    return catalogue::NameOf(store.Cache().Names(kind), id);
   });
 }
 
 std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
-    const auto& names = store.Names(kind);
+    const auto& names = store.Cache().Names(kind);
     std::vector<ListedItem> items;
-    for (const auto& item : store.Items(kind)->items) {
+    for (const auto& item : store.Cache().Items(kind)->items) {
       const auto& name = names.at(item.id);
       items.push_back(
           {item.id, name, item.name == name ? "" : item.name, item.factor, item.type, item.active});
@@ -203,7 +202,7 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
 std::vector<ListedGroup> QualityDatabase::Groups(ItemKind kind) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<ListedGroup> groups;
-    for (const auto& group : *store.ItemGroups(kind)) {
+    for (const auto& group : *store.Cache().ItemGroups(kind)) {
       groups.push_back({group.id, group.name, group.members});
     }
     std::ranges::sort(groups, {}, &ListedGroup::name);
@@ -259,7 +258,7 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
     std::optional<ProcessState> state;
     if (const auto row = store::LatestStateBefore(db, process, time)) {
       state = {row->process, row->state, row->type,
-               catalogue::NameOf(store.Names(ItemKind::StateCode), row->state), row->time};
+               catalogue::NameOf(store.Cache().Names(ItemKind::StateCode), row->state), row->time};
     }
     return state;
   });

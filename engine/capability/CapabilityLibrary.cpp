@@ -4,8 +4,7 @@
 #include <memory>
 
 #include "engine/capability/CapabilityRun.h"
-#include "engine/store/LatestReports.h"
-#include "engine/store/call_boundary.h"
+#include "engine/store/Store.h"
 
 namespace orvspc::engine::capability {
 namespace {

@@ -14,7 +14,6 @@
 #include "engine/statistics/Moments.h"
 #include "engine/statistics/Sample.h"
 #include "engine/statistics/SampleSums.h"
-#include "engine/store/estimator_setting.h"
 #include "platform/Enumerations.h"
 #include "platform/NaN.h"
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "engine/store/Pieces.h"
+#include "engine/store/DataSet.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::capability {

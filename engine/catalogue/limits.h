@@ -69,6 +69,7 @@ struct StoredRule {
   double zone = 0.0;
   std::string side;  // same either both upper lower
   std::string text;
+  friend bool operator==(const StoredRule&, const StoredRule&) = default;
 };
 
 // From when on a row is effective.

@@ -9,11 +9,8 @@
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
-#include "engine/store/LatestReports.h"
-#include "engine/store/OpenRun.h"
 #include "engine/store/Store.h"
-#include "engine/store/call_boundary.h"
-#include "engine/store/large_pages.h"
+#include "engine/store/large_data.h"
 
 namespace orvspc::engine::charts {
 namespace {

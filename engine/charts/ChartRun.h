@@ -15,7 +15,7 @@
 #include "engine/charts/PointTable.h"
 #include "engine/charts/RunRows.h"
 #include "engine/statistics/TimeWeighted.h"
-#include "engine/store/parallel.h"
+#include "engine/store/large_data.h"
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/NaN.h"

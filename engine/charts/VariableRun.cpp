@@ -9,7 +9,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PointTable.h"
-#include "engine/store/estimator_setting.h"
+#include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::charts {

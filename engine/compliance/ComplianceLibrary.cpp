@@ -10,8 +10,7 @@
 
 #include "engine/compliance/RowStatistics.h"
 #include "engine/compliance/SamplingInput.h"
-#include "engine/store/LatestReports.h"
-#include "engine/store/call_boundary.h"
+#include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::compliance {

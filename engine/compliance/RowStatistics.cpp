@@ -10,7 +10,6 @@
 #include "engine/catalogue/limits.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
-#include "engine/store/Pieces.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::compliance {

@@ -6,14 +6,15 @@
 #include <set>
 #include <utility>
 
-#include "engine/store/StateLog.h"
 #include "engine/store/conditions.h"
-#include "engine/store/flat_filter.h"
+#include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::compliance {
 namespace {
+
+using catalogue::ItemKind;
 
 constexpr std::int64_t kMinute = 60;
 
@@ -24,9 +25,9 @@ SamplingKind KindOf(std::string_view word) {
 }
 
 std::vector<Requirement> ReadRequirements(sql::Connection& db, const store::FlatFilter& filter) {
-  const auto parts = store::LookUpItems(db, "part", filter.part);
-  const auto processes = store::LookUpItems(db, "process", filter.process);
-  const auto tests = store::LookUpItems(db, "test", filter.test);
+  const auto parts = store::LookUpItems(db, filter, ItemKind::Part);
+  const auto processes = store::LookUpItems(db, filter, ItemKind::Process);
+  const auto tests = store::LookUpItems(db, filter, ItemKind::Test);
   std::vector<Requirement> requirements;
   sql::Query query(db,
                    "SELECT id, part, process, test, kind, n, minutes, grace, valid_from, valid_to "
@@ -93,8 +94,10 @@ std::vector<Occasion> ShiftsOf(const Period& window, std::span<const std::int32_
 std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& cache,
                                 const store::FlatFilter& filter, const Requirement& requirement,
                                 const Period& window) {
-  const auto lots = store::LookUpItems(db, "lot", filter.lot),
-             jobs = store::LookUpItems(db, "job", filter.job);
+  constexpr auto kLot = *store::PlaceInContext(ItemKind::Lot);
+  constexpr auto kJob = *store::PlaceInContext(ItemKind::Job);
+  const auto lots = store::LookUpItems(db, filter, ItemKind::Lot),
+             jobs = store::LookUpItems(db, filter, ItemKind::Job);
   std::map<std::int32_t, Occasion> items;
   sql::Query query(db,
                    "SELECT m.context, min(m.time), max(m.time) FROM stream s "
@@ -106,8 +109,8 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
     const auto place = cache.PlaceOfContext(query.Int64(0));
     if (!place) continue;
     const auto& context = cache.contexts[*place];
-    if (!store::Has(lots, context.lot) || !store::Has(jobs, context.job)) continue;
-    const auto item = requirement.kind == SamplingKind::Lot ? context.lot : context.job;
+    if (!store::Has(lots, context[kLot]) || !store::Has(jobs, context[kJob])) continue;
+    const auto item = requirement.kind == SamplingKind::Lot ? context[kLot] : context[kJob];
     if (item == 0) continue;
     const auto first = query.Int64(1), end = query.Int64(2) + 1;
     auto [found, is_new] = items.try_emplace(item, Occasion{first, end, item});
@@ -144,7 +147,7 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
   }
   if (window.start >= window.end) return {};
 
-  const auto& names = store.Names(catalogue::ItemKind::Process);
+  const auto& names = store.Cache().Names(catalogue::ItemKind::Process);
   for (const auto process : processes) {
     const auto name = names.find(process);
     input.segments[process] =

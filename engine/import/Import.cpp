@@ -4,7 +4,6 @@
 #include "engine/import/import_kind.h"
 #include "engine/sql/failure.h"
 #include "engine/store/SqlStore.h"
-#include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -20,13 +19,8 @@ ImportReport TakeLines(sql::Connection& connection, const std::string& name, con
                        const ImportOptions& options) {
   ImportFile file{connection,
                   {name, kind.columns, options},
-                  ImportNames(connection),
-                  {},
                   "import " + name,
-                  time::Now(),
-                  options.most_held,
-                  {},
-                  {}};
+                  std::max<std::size_t>(options.most_held, 1)};
   const auto take_line = kind.begin(file);
   while (file.table.Next()) take_line();
   if (file.finish) file.finish();

@@ -17,10 +17,6 @@
 // what is there. A cell of an optional column may be empty.
 namespace orvspc::engine::import {
 
-using orvspc::ImportKind;
-using orvspc::ImportOptions;
-using orvspc::ImportReport;
-
 // In the order of the enumeration.
 std::vector<ImportKindInfo> ImportKinds();
 // "values", "control-limits", ...

@@ -78,11 +78,6 @@ CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
   if (std::string_view(buffer_.data(), end_).starts_with(kMark)) begin_ = kMark.size();
 }
 
-void CsvReader::Refuse(std::string_view column, std::string_view value,
-                       std::string_view reason) const {
-  RefuseAt(line_, column, value, reason);
-}
-
 std::string CsvReader::PlaceText(std::int64_t line, std::string_view column, std::string_view value,
                                  std::string_view reason) const {
   std::string message = path_ + ": line " + std::to_string(line);
@@ -164,11 +159,8 @@ bool CsvReader::Next() {
   if (HasHighByte(record) && !IsUtf8(record)) Refuse("", "", "the line is no valid UTF-8");
   const bool is_header = columns_ == 0;
   if (is_header) {
-    if (record.find('\t') != std::string_view::npos) {
-      separator_ = '\t';
-    } else if (record.find(';') != std::string_view::npos) {
-      separator_ = ';';
-    }
+    const auto has = [&](char c) { return record.find(c) != std::string_view::npos; };
+    separator_ = has('\t') ? '\t' : has(';') ? ';' : ',';
   }
   if (record.find('"') == std::string_view::npos) {
     Split(record);

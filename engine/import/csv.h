@@ -25,7 +25,6 @@ class CsvReader {
   // Of the latest record; valid until the next call.
   const std::vector<std::string_view>& Cells() const { return cells_; }
   std::int64_t Line() const { return line_; }
-  char Separator() const { return separator_; }
   std::int64_t BytesRead() const { return bytes_read_; }
   std::int64_t FileSize() const { return file_size_; }
 
@@ -34,7 +33,9 @@ class CsvReader {
   std::string PlaceText(std::int64_t line, std::string_view column, std::string_view value,
                         std::string_view reason) const;
   [[noreturn]] void Refuse(std::string_view column, std::string_view value,
-                           std::string_view reason) const;
+                           std::string_view reason) const {
+    RefuseAt(line_, column, value, reason);
+  }
   [[noreturn]] void RefuseAt(std::int64_t line, std::string_view column, std::string_view value,
                              std::string_view reason) const;
 

@@ -91,7 +91,7 @@ LineTaker BeginCodes(ImportFile& file) {
     const auto id = file.Item(At("code"), kKind);
     TakeCode(file, kKind, id, codes);
     if (const auto group = file.table.Cell(At("group")); !group.empty()) {
-      file.report.new_names += AddToGroup(file.db, kKind, group, id).groups;
+      file.AddToGroup(kKind, group, id);
     }
   };
 }
@@ -134,7 +134,7 @@ LineTaker BeginProcesses(ImportFile& file) {
     }
     std::array<Reference, std::size(kPlaces)> places;
     for (std::size_t i = 0; i < places.size(); ++i) {
-      places[i].id = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
+      places[i] = file.OptionalItem(AtProcess("company") + i, kPlaces[i]);
     }
     Run(file.db,
         "UPDATE process SET company = coalesce(?2, company), division = coalesce(?3, division), "

@@ -30,9 +30,8 @@ using At = PlaceIn<kEventColumns>;
 
 std::optional<std::int32_t> StampFrom(const ImportTable& table, std::size_t column,
                                       std::int32_t earliest) {
-  if (table.Cell(column).empty()) return std::nullopt;
-  const auto stamp = table.Stamp(column);
-  if (stamp < earliest) table.Refuse(column, "lies before the time of the event");
+  const auto stamp = table.OptionalStamp(column);
+  if (stamp && *stamp < earliest) table.Refuse(column, "lies before the time of the event");
   return stamp;
 }
 
@@ -63,9 +62,7 @@ void TakeEvent(ImportFile& file) {
   const auto& table = file.table;
   const auto type = table.OneOf(At("type"), catalogue::kEventTypes);
   const auto time = table.Stamp(At("time"));
-  const auto item = [&](std::size_t column, ItemKind kind) {
-    return Reference{file.OptionalItem(column, kind)};
-  };
+  const auto item = [&](auto... which) { return file.OptionalItem(which...); };
   const auto name = item(At("name"), ItemKind::EventName);
   const auto process = item(At("process"), ItemKind::Process);
   const auto part = item(At("part"), ItemKind::Part), test = item(At("test"), ItemKind::Test);
@@ -84,9 +81,8 @@ void TakeEvent(ImportFile& file) {
   const auto acc_time = StampFrom(table, At("acc-time"), time);
   const auto cac_time = StampFrom(table, At("cac-time"), time);
   const auto subgroup_time = StampFrom(table, At("subgroup-time"), INT32_MIN);
-  Run(file.db, insert, time, type, name, process, part, test, employee, acc, acc_employee, cac,
-      cac_employee, end, acc_time, cac_time, subgroup_time, flags);
-  ++file.report.rows;
+  file.Store(insert, time, type, name, process, part, test, employee, acc, acc_employee, cac,
+             cac_employee, end, acc_time, cac_time, subgroup_time, flags);
 }
 
 constexpr ImportColumn kStateColumns[] = {
@@ -117,9 +113,8 @@ void TakeState(ImportFile& file) {
   if (IntOf(file.db, "SELECT 1 FROM state_log WHERE process = ?1 AND time = ?2", process, time)) {
     table.Refuse(AtState("time"), "the process has a state of this time already");
   }
-  Run(file.db, "INSERT INTO state_log(process, time, state_code) VALUES(?1, ?2, ?3)", process, time,
-      *state);
-  ++file.report.rows;
+  file.Store("INSERT INTO state_log(process, time, state_code) VALUES(?1, ?2, ?3)", process, time,
+             *state);
 }
 
 }  // namespace

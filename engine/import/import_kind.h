@@ -4,41 +4,96 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
-#include "engine/import/columns.h"
-#include "engine/import/import_names.h"
+#include "engine/catalogue/References.h"
 #include "engine/import/import_table.h"
-#include "engine/import/statements.h"
+#include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
+
+using sql::Reference;
+
+// Runs a statement with these values; returns the rows changed. The text must live as long as the
+// connection.
+template <class... Values>
+std::int64_t Run(sql::Connection& connection, std::string_view sql, const Values&... values) {
+  return sql::Query(connection, sql, values...).Run();
+}
+
+// The first column of the first row of a statement with these values; empty without a row.
+template <class... Values>
+std::optional<std::int64_t> IntOf(sql::Connection& connection, std::string_view sql,
+                                  const Values&... values) {
+  return sql::Query(connection, sql, values...).RunForInt();
+}
+
+// "INSERT INTO row VALUES(?1, ...)" with a value for each column of a row such as "part(id, name)".
+std::string InsertInto(std::string_view row);
+
+struct TextHash : std::hash<std::string_view> {
+  using is_transparent = void;
+};
+
+// Names of the database with those that the import adds.
+class ImportNames {
+ public:
+  explicit ImportNames(sql::Connection& connection) : db_(connection) {}
+
+  std::optional<std::int32_t> Find(catalogue::ItemKind kind, std::string_view name);
+  // Adds it when it is new.
+  std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
+  std::int64_t Added() const { return added_; }
+
+ private:
+  struct Table {
+    bool read = false;
+    std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> ids;
+  };
+  Table& Of(catalogue::ItemKind kind);
+
+  sql::Connection& db_;
+  std::array<Table, catalogue::kItemKinds> tables_;
+  std::int64_t added_ = 0;
+};
 
 // A file on its way into the database: what the importer of a kind works with.
 struct ImportFile {
   sql::Connection& db;
   ImportTable table;
-  ImportNames names;
-  ImportReport report;
-  std::string who;               // "import FILE"
-  std::int64_t made;             // when, in seconds since 1970
-  std::size_t most_held;         // of ImportOptions
-  std::function<void()> finish;  // after the last line; may be empty
-  std::set<std::array<std::int32_t, 4>> keys;
+  std::string who;        // "import FILE"
+  std::size_t most_held;  // of ImportOptions
+  std::int64_t made = time::Now();
+  ImportNames names{db};
+  ImportReport report{};
+  std::function<void()> finish{};  // after the last line; may be empty
+  std::set<std::array<std::int32_t, 4>> versions{};
 
   // Identifier of the name in a column; a new name is added. Refused when empty.
   std::int32_t Item(std::size_t column, catalogue::ItemKind kind) {
     return names.Take(kind, table.Name(column));
   }
-  // 0 when empty.
-  std::int32_t OptionalItem(std::size_t column, catalogue::ItemKind kind) {
-    return table.Cell(column).empty() ? 0 : Item(column, kind);
+  // None when empty.
+  Reference OptionalItem(std::size_t column, catalogue::ItemKind kind) {
+    return {table.Cell(column).empty() ? 0 : Item(column, kind)};
   }
-  // Refused when an earlier line of the file has the same key.
-  void TakeKey(std::size_t column, const std::array<std::int32_t, 4>& key) {
-    if (!keys.insert(key).second) {
-      table.Refuse(column, "the file has a line for the same time already");
-    }
+  // Part and test of a dated row, and the time from which it holds. Refused when an earlier line of
+  // the file is for the same, and the same process.
+  std::array<std::int32_t, 3> Version(std::size_t part, std::size_t test, std::size_t effective,
+                                      Reference process = {});
+  // Puts an item into a group of its kind, which is made if it is new. Returns whether the item is
+  // new there.
+  bool AddToGroup(catalogue::ItemKind kind, std::string_view group, std::int32_t item);
+  // Stores a row of the report by an INSERT.
+  template <class... Values>
+  void Store(std::string_view insert, const Values&... values) {
+    Run(db, insert, values...);
+    ++report.rows;
   }
 };
 
@@ -57,15 +112,7 @@ LineTaker EachLine(ImportFile& file) {
 }
 
 // The words of a text, blanks between them.
-inline std::vector<std::string_view> WordsOf(std::string_view text) {
-  std::vector<std::string_view> words;
-  while (!text.empty()) {
-    const auto stop = std::min(text.find(' '), text.size());
-    if (stop > 0) words.push_back(text.substr(0, stop));
-    text.remove_prefix(std::min(stop + 1, text.size()));
-  }
-  return words;
-}
+std::vector<std::string_view> WordsOf(std::string_view text);
 
 extern const KindOfFile kValuesKind, kLimitsKind, kControlLimitsKind, kOpportunitiesKind,
     kRulesKind, kAlarmsKind, kGroupsKind, kRequirementsKind, kDefectsKind, kAccCodesKind,

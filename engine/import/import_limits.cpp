@@ -2,13 +2,10 @@
 #include "engine/catalogue/limits.h"
 #include "engine/import/import_kind.h"
 #include "engine/store/packing.h"
-#include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
 namespace {
-
-using catalogue::ItemKind;
 
 constexpr ImportColumn kLimitColumns[] = {
     {"part", kRequired, "name"},
@@ -87,10 +84,7 @@ void TakeLimits(ImportFile& file) {
       "spec_limit(part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, lwp, cp, cpk, "
       "eflag, aflag, scale, name, who, made)");
   const auto& table = file.table;
-  const auto part = file.Item(At("part"), ItemKind::Part);
-  const auto test = file.Item(At("test"), ItemKind::Test);
-  const auto effective = table.Stamp(At("effective"), time::kNoStamp);
-  file.TakeKey(At("test"), {part, test, effective});
+  const auto version = file.Version(At("part"), At("test"), At("effective"));
   std::int32_t flags = 0;
   LimitValues values;
   for (std::size_t i = 0; i < values.size(); ++i) {
@@ -99,9 +93,8 @@ void TakeLimits(ImportFile& file) {
   }
   CheckLimits(file, flags, values);
   const auto alarms = NamedLimits(table, flags);
-  Run(file.db, insert, part, test, effective, values, flags, alarms,
-      table.Whole(At("scale"), 0, 15, 4), table.Cell(At("name")), file.who, file.made);
-  ++file.report.rows;
+  file.Store(insert, version, values, flags, alarms, table.Whole(At("scale"), 0, 15, 4),
+             table.Cell(At("name")), file.who, file.made);
 }
 
 constexpr ImportColumn kControlColumns[] = {
@@ -131,11 +124,12 @@ double Mean(const ImportTable& table, std::int32_t chart_word) {
 }
 
 // Whether the database holds a count above 0 of an attribute test; process 0: of any process.
-bool HasCounts(sql::Connection& db, std::int32_t part, std::int32_t process, std::int32_t test) {
+bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, Reference process) {
+  const auto [part, test, effective] = version;
   sql::Query query(db,
                    "SELECT m.packed FROM stream s JOIN test t ON t.id = s.test "
                    "JOIN measurement m ON m.stream = s.id "
-                   "WHERE s.part = ?1 AND s.test = ?2 AND (?3 = 0 OR s.process = ?3) "
+                   "WHERE s.part = ?1 AND s.test = ?2 AND (?3 IS NULL OR s.process = ?3) "
                    "AND t.type <> ?4",
                    part, test, process, ttVariable);
   while (query.Step()) {
@@ -149,17 +143,15 @@ bool HasCounts(sql::Connection& db, std::int32_t part, std::int32_t process, std
 
 void TakeControlLimits(ImportFile& file) {
   static const auto insert = InsertInto(
-      "control_limit(part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
+      "control_limit(part, test, effective, process, mean, sp, spl, sw, swl, start, finish, "
       "chart_word, who, made)");
   const auto& table = file.table;
-  const auto part = file.Item(AtControl("part"), ItemKind::Part);
-  const auto test = file.Item(AtControl("test"), ItemKind::Test);
-  const auto process = file.OptionalItem(AtControl("process"), ItemKind::Process);
-  const auto effective = table.Stamp(AtControl("effective"), time::kNoStamp);
-  file.TakeKey(AtControl("test"), {part, process, test, effective});
+  const auto process = file.OptionalItem(AtControl("process"), catalogue::ItemKind::Process);
+  const auto version =
+      file.Version(AtControl("part"), AtControl("test"), AtControl("effective"), process);
   const auto chart_word = table.ChartWord(AtControl("chart-word"));
   const auto mean = Mean(table, chart_word);
-  if (mean == 0.0 && HasCounts(file.db, part, process, test)) {
+  if (mean == 0.0 && HasCounts(file.db, version, process)) {
     table.Remark(file.report, "rate-zero", AtControl("mean"),
                  "a rate of 0 holds that nothing is ever found, but the stored subgroups have "
                  "counts above 0; the rate of a chart of counts is Mean in its Streams");
@@ -169,14 +161,13 @@ void TakeControlLimits(ImportFile& file) {
     sigmas[i] = table.OptionalNumber(AtControl("sp") + i).value_or(0.0);
     if (sigmas[i] < 0.0) table.Refuse(AtControl("sp") + i, "a standard deviation is not below 0");
   }
-  const auto start = table.Stamp(AtControl("start"), 0);
-  const auto finish = table.Stamp(AtControl("finish"), 0);
+  const auto start = table.OptionalStamp(AtControl("start")).value_or(0);
+  const auto finish = table.OptionalStamp(AtControl("finish")).value_or(0);
   if (start != 0 && finish != 0 && start > finish) {
     table.Refuse(AtControl("start"), "must not lie after finish");
   }
-  Run(file.db, insert, part, Reference{process}, test, effective, mean, sigmas, start, finish,
-      chart_word, file.who, file.made);
-  ++file.report.rows;
+  file.Store(insert, version, process, mean, sigmas, start, finish, chart_word, file.who,
+             file.made);
 }
 
 constexpr ImportColumn kOpportunityColumns[] = {
@@ -189,13 +180,10 @@ void TakeOpportunities(ImportFile& file) {
   using AtOpportunity = PlaceIn<kOpportunityColumns>;
   static const auto insert =
       InsertInto("opportunity(part, test, effective, opportunities, who, made)");
-  const auto part = file.Item(AtOpportunity("part"), ItemKind::Part);
-  const auto test = file.Item(AtOpportunity("test"), ItemKind::Test);
-  const auto effective = file.table.Stamp(AtOpportunity("effective"), time::kNoStamp);
-  file.TakeKey(AtOpportunity("test"), {part, test, effective});
-  Run(file.db, insert, part, test, effective,
-      file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX), file.who, file.made);
-  ++file.report.rows;
+  const auto version =
+      file.Version(AtOpportunity("part"), AtOpportunity("test"), AtOpportunity("effective"));
+  file.Store(insert, version, file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX),
+             file.who, file.made);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "engine/import/import_kind.h"
-#include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -202,10 +201,7 @@ void TakeNetContents(ImportFile& file) {
       "net_content(part, test, effective, class, quantity, nominal, mav, with_upper, factor, name, "
       "who, made, mavl, mavlp, mavu, mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up)");
   const auto& table = file.table;
-  const auto part = file.Item(At("part"), catalogue::ItemKind::Part);
-  const auto test = file.Item(At("test"), catalogue::ItemKind::Test);
-  const auto effective = table.Stamp(At("effective"), time::kNoStamp);
-  file.TakeKey(At("test"), {part, test, effective});
+  const auto version = file.Version(At("part"), At("test"), At("effective"));
   const double nominal = table.Number(At("nominal"));
   if (!(nominal > 0.0)) table.Refuse(At("nominal"), "must be above 0");
   Figures figures;
@@ -219,10 +215,8 @@ void TakeNetContents(ImportFile& file) {
   const double factor = table.OptionalNumber(At("factor")).value_or(1.0);
   if (!(factor > 0.0)) table.Refuse(At("factor"), "must be above 0");
   const auto quantity = WordIn(table, At("quantity"), kQuantities, "mass");
-  Run(file.db, insert, part, test, effective, name, quantity, nominal,
-      table.OptionalNumber(At("mav")), with_upper, factor, table.Cell(At("name")), file.who,
-      file.made, figures);
-  ++file.report.rows;
+  file.Store(insert, version, name, quantity, nominal, table.OptionalNumber(At("mav")), with_upper,
+             factor, table.Cell(At("name")), file.who, file.made, figures);
 }
 
 }  // namespace

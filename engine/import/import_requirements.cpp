@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/import_kind.h"
-#include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -55,9 +54,8 @@ void TakeRequirement(ImportFile& file) {
     table.Remark(file.report, "grace-above-minutes", At("grace"),
                  "is longer than the interval; samples count for more than one");
   }
-  std::optional<std::int32_t> from, to;
-  if (!table.Cell(At("from")).empty()) from = table.Stamp(At("from"));
-  if (!table.Cell(At("to")).empty()) to = table.Stamp(At("to"));
+  const auto from = table.OptionalStamp(At("from"));
+  const auto to = table.OptionalStamp(At("to"));
   if (from && to && *to <= *from) table.Refuse(At("to"), "must lie after from");
   const auto name = NameOf(table, kind, n, minutes);
   if (IntOf(file.db, "SELECT 1 FROM requirement WHERE name = ?1", name)) {
@@ -67,9 +65,8 @@ void TakeRequirement(ImportFile& file) {
   const auto part = file.OptionalItem(At("part"), ItemKind::Part);
   const auto process = file.Item(At("process"), ItemKind::Process);
   const auto test = file.Item(At("test"), ItemKind::Test);
-  Run(file.db, insert, name, Reference{part}, process, test, kind, n, minutes, grace, from, to,
-      file.who, file.made);
-  ++file.report.rows;
+  file.Store(insert, name, part, process, test, kind, n, minutes, grace, from, to, file.who,
+             file.made);
 }
 
 }  // namespace

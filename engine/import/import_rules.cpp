@@ -28,19 +28,13 @@ constexpr std::int32_t kMaxWindow = 1000;
 
 using Rules = std::map<std::int32_t, store::StoredRule>;
 
-bool SameParameters(const store::StoredRule& a, const store::StoredRule& b) {
-  return a.priority == b.priority && a.kind == b.kind && a.k == b.k && a.m == b.m &&
-         a.zone == b.zone && a.side == b.side && a.text == b.text;
-}
-
 Rules ReadRules(sql::Connection& db) {
+  using Rule = store::StoredRule;
   Rules rules;
   sql::Query query(db, "SELECT number, priority, kind, k, m, zone, side, text FROM rule");
-  while (query.Step()) {
-    store::StoredRule rule;
-    query.Read(rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
-               rule.text);
-    rules[rule.number] = rule;
+  for (auto& rule : query.All<Rule>(&Rule::number, &Rule::priority, &Rule::kind, &Rule::k, &Rule::m,
+                                    &Rule::zone, &Rule::side, &Rule::text)) {
+    rules[rule.number] = std::move(rule);
   }
   return rules;
 }
@@ -100,16 +94,15 @@ void TakeRule(ImportFile& file, Rules& rules) {
   if (const auto known = rules.find(number); known != rules.end()) {
     auto rule = known->second;
     ReadGiven(file.table, rule);
-    if (!SameParameters(rule, known->second)) {
+    if (rule != known->second) {
       file.table.Refuse(At("number"),
                         "the number stands for a rule with other parameters; take a free one");
     }
   } else {
     const auto rule = NewRule(file.table, number, rules);
-    Run(file.db, insert, rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone,
-        rule.side, rule.text);
+    file.Store(insert, rule.number, rule.priority, rule.kind, rule.k, rule.m, rule.zone, rule.side,
+               rule.text);
     rules[number] = rule;
-    ++file.report.rows;
   }
   for (const auto set : WordsOf(file.table.Cell(At("set")))) {
     Run(file.db, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING", set);
@@ -151,9 +144,8 @@ void TakeAlarm(ImportFile& file) {
     table.Refuse(AtAlarm("number"), "the database has no rule of this number");
   }
   const Reference graph{table.Whole(AtAlarm("graph"), 1, 3, 0)};
-  Run(file.db, insert, part, process, test, graph, number, table.YesOrNo(AtAlarm("on")), file.who,
-      file.made);
-  ++file.report.rows;
+  file.Store(insert, part, process, test, graph, number, table.YesOrNo(AtAlarm("on")), file.who,
+             file.made);
 }
 
 constexpr ImportColumn kGroupColumns[] = {
@@ -173,9 +165,7 @@ void TakeGroup(ImportFile& file) {
     table.Refuse(AtGroup("name"), "is no state of the database; import state-codes first");
   }
   const auto item = file.Item(AtGroup("name"), *kind);
-  const auto added = AddToGroup(file.db, *kind, table.Name(AtGroup("group")), item);
-  file.report.new_names += added.groups;
-  file.report.rows += added.members;
+  if (file.AddToGroup(*kind, table.Name(AtGroup("group")), item)) ++file.report.rows;
 }
 
 }  // namespace

@@ -143,8 +143,8 @@ std::int32_t ImportTable::Stamp(std::size_t column) const {
   return static_cast<std::int32_t>(*stamp);
 }
 
-std::int32_t ImportTable::Stamp(std::size_t column, std::int32_t fallback) const {
-  return Cell(column).empty() ? fallback : Stamp(column);
+std::optional<std::int32_t> ImportTable::OptionalStamp(std::size_t column) const {
+  return Cell(column).empty() ? std::nullopt : std::optional(Stamp(column));
 }
 
 std::size_t ImportTable::WordOf(std::size_t column, std::span<const std::string_view> words) const {
@@ -158,11 +158,9 @@ std::size_t ImportTable::WordOf(std::size_t column, std::span<const std::string_
 }
 
 bool ImportTable::YesOrNo(std::size_t column) const {
-  constexpr std::string_view kYes[] = {"yes", "on", "true", "1"};
-  constexpr std::string_view kNo[] = {"no", "off", "false", "0"};
-  const auto cell = catalogue::Lower(Name(column));
-  if (std::ranges::find(kYes, cell) != std::end(kYes)) return true;
-  if (std::ranges::find(kNo, cell) != std::end(kNo)) return false;
+  constexpr std::string_view kWords[] = {"yes", "on", "true", "1", "no", "off", "false", "0"};
+  const auto* const found = std::ranges::find(kWords, catalogue::Lower(Name(column)));
+  if (found != std::end(kWords)) return found < kWords + 4;
   Refuse(column, "must be yes or no, on or off, true or false, 1 or 0");
 }
 

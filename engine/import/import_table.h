@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -10,10 +11,31 @@
 #include <vector>
 
 #include "engine/catalogue/words.h"
-#include "engine/import/columns.h"
 #include "engine/import/csv.h"
+#include "platform/Import.h"
 
 namespace orvspc::engine::import {
+
+// Column tables of the kinds of files.
+inline constexpr bool kRequired = true, kOptional = false;
+
+// The table must have the column, which a constant expression proves.
+constexpr std::size_t PlaceOf(std::span<const ImportColumn> columns, std::string_view name) {
+  std::size_t place = 0;
+  while (columns[place].name != name) ++place;
+  return place;
+}
+
+// The place of a column in the table of its kind. A name that the table lacks does not compile.
+template <const auto& kColumns>
+class PlaceIn {
+ public:
+  consteval explicit PlaceIn(std::string_view name) : place_(PlaceOf(kColumns, name)) {}
+  constexpr operator std::size_t() const { return place_; }
+
+ private:
+  std::size_t place_;
+};
 
 // A file whose header has been matched with the columns of its kind. A column is given by its place
 // in the table of the kind; one that the file lacks reads as empty.
@@ -43,7 +65,7 @@ class ImportTable {
   std::int32_t Whole(std::size_t column, std::int32_t lowest, std::int32_t highest,
                      std::int32_t fallback) const;
   std::int32_t Stamp(std::size_t column) const;
-  std::int32_t Stamp(std::size_t column, std::int32_t fallback) const;
+  std::optional<std::int32_t> OptionalStamp(std::size_t column) const;
 
   // One of the words, in any case: its place in the list.
   std::size_t WordOf(std::size_t column, std::span<const std::string_view> words) const;

@@ -5,7 +5,6 @@
 #include <tuple>
 
 #include "engine/import/values_writer.h"
-#include "engine/store/StoreCache.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -44,12 +43,17 @@ constexpr ImportColumn kColumns[] = {
 };
 using At = PlaceIn<kColumns>;
 
-// The places of kSharedColumns.
+// The places of the columns that SharedColumn names.
 constexpr auto kSharedPlaces = [] {
-  std::array<std::size_t, std::size(kSharedColumns)> places{};
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    places[i] = PlaceOf(kColumns, kSharedColumns[i].name);
-  }
+  std::array<std::size_t, std::tuple_size_v<decltype(OpenMeasurement::shared)>> places{};
+  for (std::size_t i = 0; i < places.size(); ++i) places[i] = PlaceOf(kColumns, SharedColumn(i));
+  return places;
+}();
+
+constexpr auto kRowPlaces = [] {
+  std::array<std::size_t, std::size(store::kRowKinds)> places{};
+  std::ranges::transform(store::kRowKinds, places.begin(),
+                         [](const auto& each) { return PlaceOf(kColumns, each.column); });
   return places;
 }();
 
@@ -66,30 +70,18 @@ struct CellMemo {
 
 class ValuesImport {
  public:
-  explicit ValuesImport(ImportFile& file)
-      : db_(file.db),
-        most_held_(std::max<std::size_t>(file.most_held, 1)),
-        names_(file.names),
-        table_(file.table),
-        report_(file.report),
-        writer_(file, batch_, tests_) {
-    Prepare();
-  }
+  explicit ValuesImport(ImportFile& file);
 
   void TakeLine();
-  void Finish() {
-    Flush();
-    SettleTestTypes();
-  }
+  // Settles the types of tests.
+  void Finish();
 
  private:
-  void Prepare();
   bool SameSubgroupAsBefore() const;
   void FindMeasurement();
   std::size_t FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time);
   std::int64_t StreamOf(std::int32_t part, std::int32_t process, std::int32_t test);
   bool IsVariable();
-  std::int32_t GivenType() const;
   void TakeVariable(OpenMeasurement& open);
   void TakeAttribute(OpenMeasurement& open);
   store::RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
@@ -100,17 +92,12 @@ class ValuesImport {
   double SizeCell() const;
   std::int32_t FlagCell() const;
   std::int32_t DescriptorId(std::size_t extra, std::string_view name);
-
   void Flush();
-  void SettleTestTypes();
 
+  ImportFile& file_;
   sql::Connection& db_;
-  std::size_t most_held_;
-  ImportNames& names_;
   const ImportTable& table_;
-  ImportReport& report_;
   ValuesBatch batch_;
-  std::map<std::int32_t, TestState> tests_;
   ValuesWriter writer_;
 
   std::array<CellMemo, std::size(kColumns)> memos_;
@@ -126,7 +113,8 @@ class ValuesImport {
   std::map<std::pair<std::size_t, std::string>, std::int32_t> descriptors_;
 };
 
-void ValuesImport::Prepare() {
+ValuesImport::ValuesImport(ImportFile& file)
+    : file_(file), db_(file.db), table_(file.table), writer_(file, batch_) {
   const bool has_value = table_.Has(At("value"));
   if (has_value == table_.Has(At("count"))) {
     table_.Reader().Refuse(has_value ? "count" : "value", "",
@@ -136,12 +124,11 @@ void ValuesImport::Prepare() {
   batch_.has_size = table_.Has(At("size"));
   batch_.has_flag = table_.Has(At("flag"));
   sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
-  while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
+  while (tests.Step()) batch_.tests[tests.Int(0)].type = tests.Int(1);
   sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
   while (streams.Step()) {
     streams_[{streams.Int(0), streams.Int(1), streams.Int(2)}] = streams.Int64(3);
   }
-  writer_.Prepare();
 }
 
 bool ValuesImport::SameSubgroupAsBefore() const {
@@ -153,7 +140,7 @@ bool ValuesImport::SameSubgroupAsBefore() const {
 
 void ValuesImport::TakeLine() {
   if (!SameSubgroupAsBefore()) {
-    if (batch_.open_count >= most_held_) Flush();
+    if (batch_.open_count >= file_.most_held) Flush();
     FindMeasurement();
     for (std::size_t column = 0; column < before_.size(); ++column) {
       before_[column] = table_.Cell(column);
@@ -165,7 +152,7 @@ void ValuesImport::TakeLine() {
   } else {
     TakeAttribute(open);
   }
-  for (std::size_t i = 0; i < std::size(kSharedColumns); ++i) TakeShared(open, i);
+  for (std::size_t i = 0; i < open.shared.size(); ++i) TakeShared(open, i);
   TakeDescriptors(open);
   TakeComment(open);
 }
@@ -174,22 +161,20 @@ void ValuesImport::FindMeasurement() {
   const auto part = NameCell(At("part"), catalogue::ItemKind::Part);
   const auto process = NameCell(At("process"), catalogue::ItemKind::Process);
   const auto test = NameCell(At("test"), catalogue::ItemKind::Test);
-  if (part == 0) table_.Name(At("part"));
-  if (process == 0) table_.Name(At("process"));
-  if (test == 0) table_.Name(At("test"));
-  table_.Name(At("subgroup"));
+  for (const std::size_t needed : {At("part"), At("process"), At("test"), At("subgroup")}) {
+    table_.Name(needed);
+  }
   const auto subgroup = FindSubgroup(part, process, table_.Stamp(At("time")));
-  current_test_ = &tests_[test];
+  current_test_ = &batch_.tests[test];
   const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
   const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
   if (is_new) {
-    if (batch_.open_count == batch_.open.size())
-      batch_.open.push_back(std::make_unique<OpenMeasurement>());
-    batch_.open[batch_.open_count]->Start(subgroup, StreamOf(part, process, test), test,
-                                          table_.Reader().Line());
+    if (batch_.open_count == batch_.open.size()) batch_.open.emplace_back();
+    batch_.open[batch_.open_count].Start(subgroup, StreamOf(part, process, test), test,
+                                         table_.Reader().Line());
     ++batch_.open_count;
   }
-  current_ = batch_.open[found->second].get();
+  current_ = &batch_.open[found->second];
 }
 
 std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time) {
@@ -223,21 +208,17 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
   if (cell.empty()) return 0;
   auto& memo = memos_[column];
   if (memo.id == 0 || memo.text != cell) {
-    memo.id = names_.Take(kind, cell);
+    memo.id = file_.names.Take(kind, cell);
     memo.text = cell;
   }
   return memo.id;
 }
 
-std::int32_t ValuesImport::GivenType() const {
-  if (table_.Cell(At("test-type")).empty()) return 0;
-  return kTypes[table_.WordOf(At("test-type"), kTypeWords)];
-}
-
 // Settles the test's type as far as this line says it.
 bool ValuesImport::IsVariable() {
   auto& test = *current_test_;
-  const auto given = GivenType();
+  const auto given =
+      table_.Cell(At("test-type")).empty() ? 0 : kTypes[table_.WordOf(At("test-type"), kTypeWords)];
   if (given != 0 && test.type != 0 && given != test.type) {
     table_.Refuse(At("test-type"), "differs from the type that the test has");
   }
@@ -250,9 +231,9 @@ bool ValuesImport::IsVariable() {
 
 store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
   store::RowKey key{0, tsno, sbno, 0, 0};
-  key.Sn = NameCell(At("serial"), catalogue::ItemKind::Serial);
-  key.Def = NameCell(At("defect"), catalogue::ItemKind::Defect);
-  key.Gage = NameCell(At("gage"), catalogue::ItemKind::Gage);
+  for (std::size_t i = 0; i < kRowPlaces.size(); ++i) {
+    key.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
+  }
   return key;
 }
 
@@ -284,12 +265,10 @@ void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
   const auto column = kSharedPlaces[shared];
   const auto text = table_.Cell(column);
   if (text.empty()) return;
-  double value = 0.0;
-  if (shared == kSharedSize) {
-    value = SizeCell();
-  } else {
-    value = shared == kSharedFlag ? FlagCell() : NameCell(column, kSharedColumns[shared].kind);
-  }
+  const double value = shared == kSharedSize ? SizeCell()
+                       : shared == kSharedFlag
+                           ? FlagCell()
+                           : NameCell(column, store::kContextKinds[shared - kSharedContext].kind);
   auto& cell = open.shared[shared];
   if (cell.value != kNotGiven && cell.value != value) table_.Refuse(column, kDiffers);
   if (cell.value != kNotGiven) return;
@@ -325,7 +304,7 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   if (id != 0) return id;
   const std::string_view group = table_.Extra()[extra].name;
   Run(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING", group);
-  report_.new_names +=
+  file_.report.new_names +=
       Run(db_,
           "INSERT INTO descriptor(descriptor_group, name) "
           "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING",
@@ -364,8 +343,9 @@ void ValuesImport::Flush() {
   current_ = nullptr;
 }
 
-void ValuesImport::SettleTestTypes() {
-  for (const auto& [id, test] : tests_) {
+void ValuesImport::Finish() {
+  Flush();
+  for (const auto& [id, test] : batch_.tests) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {
       const auto cut = test.excess.find('\n');

@@ -9,29 +9,21 @@
 namespace orvspc::engine::import {
 namespace {
 
-store::Context ContextIn(const sql::Query& query) {
-  return {query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Int(4), query.Int(5)};
-}
-
-std::int32_t Pieces(std::span<const store::TestRow> rows) {
-  return static_cast<std::int32_t>(std::count_if(
-      rows.begin(), rows.end(), [](const store::TestRow& row) { return row.key.Sbno == 0; }));
+// A statement with the columns of the context.
+std::string WithColumns(std::string_view before, std::string_view after) {
+  return std::string(before) + store::ContextColumns() + std::string(after);
 }
 
 }  // namespace
 
-ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch,
-                           std::map<std::int32_t, TestState>& tests)
-    : db_(file.db),
-      reader_(file.table.Reader()),
-      report_(file.report),
-      batch_(batch),
-      tests_(tests) {}
-
-void ValuesWriter::Prepare() {
-  sql::Query contexts(db_,
-                      "SELECT workstation, job, lot, shift, revision, employee, id FROM context");
-  while (contexts.Step()) contexts_[ContextIn(contexts)] = contexts.Int(6);
+ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
+    : file_(file), db_(file.db), batch_(batch) {
+  static const auto text = WithColumns("SELECT ", ", id FROM context");
+  sql::Query contexts(db_, text);
+  for (store::Context context; contexts.Step();) {
+    contexts.Read(context);
+    contexts_[context] = contexts.Int(context.size());
+  }
   sql::Query highest(db_, "SELECT max(id) FROM subgroup");
   if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
 }
@@ -56,7 +48,7 @@ void ValuesWriter::WriteSubgroups() {
     subgroup.is_new = insert.Run() != 0;
     if (subgroup.is_new) {
       ++highest_;
-      ++report_.subgroups;
+      ++file_.report.subgroups;
     } else {
       id = IntOf(db_,
                  "SELECT id FROM subgroup "
@@ -64,8 +56,8 @@ void ValuesWriter::WriteSubgroups() {
                  subgroup.time, subgroup.part, subgroup.process, subgroup.label);
     }
     if (*id > INT32_MAX) {
-      reader_.RefuseAt(subgroup.line, "subgroup", subgroup.label,
-                       "the database has no identifier left for it");
+      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", subgroup.label,
+                                    "the database has no identifier left for it");
     }
     subgroup.id = static_cast<std::int32_t>(*id);
   }
@@ -75,25 +67,25 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    id = static_cast<std::int32_t>(
-        *IntOf(db_,
-               "INSERT INTO context(workstation, job, lot, shift, revision, employee) "
-               "VALUES(?1, ?2, ?3, ?4, ?5, ?6) RETURNING id",
-               Reference{context.workstation}, Reference{context.job}, Reference{context.lot},
-               Reference{context.shift}, Reference{context.revision}, Reference{context.employee}));
+    static const auto insert = InsertInto(WithColumns("context(", ")")) + " RETURNING id";
+    std::array<Reference, std::tuple_size_v<store::Context>> names;
+    std::ranges::transform(context, names.begin(), [](auto name) { return Reference{name}; });
+    id = static_cast<std::int32_t>(*IntOf(db_, insert, names));
   }
   return id;
 }
 
 store::Context ValuesWriter::ContextOf(std::int32_t id) {
   if (id == 0) return {};
-  sql::Query query(
-      db_, "SELECT workstation, job, lot, shift, revision, employee FROM context WHERE id = ?1",
-      id);
-  if (!query.Step())
+  static const auto text = WithColumns("SELECT ", " FROM context WHERE id = ?1");
+  sql::Query query(db_, text, id);
+  if (!query.Step()) {
     throw sql::SqlError(sql::SqlError::Kind::Damaged,
                         "context " + std::to_string(id) + " is missing");
-  return ContextIn(query);
+  }
+  store::Context context;
+  query.Read(context);
+  return context;
 }
 
 void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
@@ -107,9 +99,9 @@ void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
   order.reserve(batch_.open_count);
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& subgroup = batch_.subgroups[batch_.open[i]->subgroup];
-    order.emplace_back(WrittenKey{batch_.open[i]->stream, subgroup.time, subgroup.id},
-                       batch_.open[i].get());
+    const auto& subgroup = batch_.subgroups[batch_.open[i].subgroup];
+    order.emplace_back(WrittenKey{batch_.open[i].stream, subgroup.time, subgroup.id},
+                       &batch_.open[i]);
   }
   std::sort(order.begin(), order.end());
   // Two statements, since one with ON CONFLICT would look every key up twice.
@@ -137,24 +129,24 @@ void ValuesWriter::WriteMeasurements() {
     Finish(*open, key);
     CheckDefectives(*open);
     store::Context context;
-    for (std::size_t i = 0; i < open->shared.size(); ++i) {
-      const auto member = kSharedColumns[i].member;
-      if (member != nullptr)
-        context.*member = static_cast<std::int32_t>(std::max(open->shared[i].value, 0.0));
+    for (std::size_t i = 0; i < context.size(); ++i) {
+      const auto name = open->shared[kSharedContext + i].value;
+      context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
     }
     auto& write = is_stored ? update : insert;
     write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
     write.Run();
-    report_.rows += static_cast<std::int64_t>(packed_rows_.size());
+    file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
   }
   if (refusal_) {
-    reader_.RefuseAt(refusal_->line, refusal_->column, refusal_->value, refusal_->reason);
+    file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
+                                  refusal_->reason);
   }
 }
 
 // Sorts and completes the rows and packs them.
 void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
-  const bool is_variable = tests_[open.test].type == ttVariable;
+  const bool is_variable = batch_.tests[open.test].type == ttVariable;
   packed_rows_.clear();
   derived_pieces_.clear();
   if (is_variable) {
@@ -187,7 +179,11 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
   } else {
     states_[key] = std::move(state);
   }
-  if (packed_size_ == kNotGiven) packed_size_ = is_variable ? Pieces(packed_rows_) : 0;
+  if (packed_size_ == kNotGiven) {
+    const auto is_piece = [](const store::TestRow& row) { return row.key.Sbno == 0; };
+    const auto pieces = std::ranges::count_if(packed_rows_, is_piece);
+    packed_size_ = is_variable ? static_cast<double>(pieces) : 0;
+  }
   store::Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
 }
 
@@ -236,9 +232,8 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
     context = query.Int(1);
   }
   const auto who = ContextOf(context);
-  for (std::size_t i = 0; i < open.shared.size(); ++i) {
-    const auto member = kSharedColumns[i].member;
-    if (member != nullptr) MergeShared(open, i, who.*member == 0 ? kNotGiven : who.*member);
+  for (std::size_t i = 0; i < who.size(); ++i) {
+    MergeShared(open, kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
@@ -254,8 +249,8 @@ void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& vie
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
     if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
   }
-  report_.rows -= static_cast<std::int64_t>(view.Count());
-  if (tests_[open.test].type == ttVariable) {
+  file_.report.rows -= static_cast<std::int64_t>(view.Count());
+  if (batch_.tests[open.test].type == ttVariable) {
     open.last_sbno = state.last_sbno;
     for (auto& row : open.rows) open.Number(row);
   }
@@ -267,7 +262,7 @@ void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double
   auto& cell = open.shared[column];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
-    NoteRefusal(cell.line, kSharedColumns[column].name, cell.text, kDiffers);
+    NoteRefusal(cell.line, SharedColumn(column), cell.text, kDiffers);
   }
   cell.value = before;
   cell.line = 0;
@@ -276,7 +271,7 @@ void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double
 // Named units with a count are one defective each, other rows as many as they say. The refusal
 // names the line that makes them too many, or that gives the size for which they are.
 void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
-  auto& test = tests_[open.test];
+  auto& test = batch_.tests[open.test];
   const auto size = packed_size_;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
   const auto size_line = open.shared[kSharedSize].line;
@@ -309,7 +304,7 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
 void ValuesWriter::WriteComments() {
   static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
   for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& open = *batch_.open[i];
+    const auto& open = batch_.open[i];
     const auto& subgroup = batch_.subgroups[open.subgroup];
     for (const auto& comment : open.comments) {
       if (!subgroup.is_new &&

@@ -5,8 +5,8 @@
 #include <array>
 #include <compare>
 #include <cstdint>
+#include <deque>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -45,23 +45,13 @@ struct OpenSubgroup {
   std::set<std::pair<std::int32_t, std::int32_t>> descriptors;  // descriptor, tsno
 };
 
-// Columns of which the lines of a (subgroup, test) give one value.
-struct SharedColumn {
-  std::string_view name;
-  catalogue::ItemKind kind;
-  std::int32_t store::Context::*member;  // null: no part of the context
-};
-inline constexpr SharedColumn kSharedColumns[] = {
-    {"size", {}, nullptr},
-    {"flag", {}, nullptr},
-    {"workstation", catalogue::ItemKind::Workstation, &store::Context::workstation},
-    {"job", catalogue::ItemKind::Job, &store::Context::job},
-    {"lot", catalogue::ItemKind::Lot, &store::Context::lot},
-    {"shift", catalogue::ItemKind::Shift, &store::Context::shift},
-    {"revision", catalogue::ItemKind::Revision, &store::Context::revision},
-    {"employee", catalogue::ItemKind::Employee, &store::Context::employee},
-};
-inline constexpr std::size_t kSharedSize = 0, kSharedFlag = 1;
+// Columns of which the lines of a (subgroup, test) give one value: size, flag, and those of the
+// context.
+inline constexpr std::size_t kSharedSize = 0, kSharedFlag = 1, kSharedContext = 2;
+constexpr std::string_view SharedColumn(std::size_t i) {
+  if (i < kSharedContext) return i == kSharedSize ? "size" : "flag";
+  return store::kContextKinds[i - kSharedContext].column;
+}
 
 // What they give in such a column.
 struct SharedCell {
@@ -82,7 +72,7 @@ struct OpenMeasurement {
   std::int32_t test = 0;
   std::int64_t line = 0;
   std::int32_t highest_tsno = 0, last_sbno = 0;
-  std::array<SharedCell, std::size(kSharedColumns)> shared;
+  std::array<SharedCell, kSharedContext + std::size(store::kContextKinds)> shared;
   std::vector<ImportRow> rows;
   std::vector<OpenComment> comments;
 
@@ -142,19 +132,18 @@ struct ValuesBatch {
   bool has_size = false, has_flag = false;  // the file has the column
   std::vector<OpenSubgroup> subgroups;      // the first subgroup_count are in use
   std::size_t subgroup_count = 0;
-  // The first open_count are in use. By pointer: a reference must survive growth.
-  std::vector<std::unique_ptr<OpenMeasurement>> open;
+  // The first open_count are in use. A reference must survive growth.
+  std::deque<OpenMeasurement> open;
   std::size_t open_count = 0;
+  std::map<std::int32_t, TestState> tests;
 };
 
 // Completes, packs and stores batches. Refuses what is already stored; lines of a (subgroup, test)
 // that this import has written before are put together with those.
 class ValuesWriter {
  public:
-  ValuesWriter(ImportFile& file, ValuesBatch& batch, std::map<std::int32_t, TestState>& tests);
-
-  // Reads what the database has; call it before the first line.
-  void Prepare();
+  // Reads what the database has.
+  ValuesWriter(ImportFile& file, ValuesBatch& batch);
   void Write();
 
  private:
@@ -180,11 +169,9 @@ class ValuesWriter {
   std::int32_t ContextId(const store::Context& context);
   store::Context ContextOf(std::int32_t id);
 
+  ImportFile& file_;
   sql::Connection& db_;
-  const CsvReader& reader_;
-  ImportReport& report_;
   ValuesBatch& batch_;
-  std::map<std::int32_t, TestState>& tests_;
 
   std::map<store::Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports

@@ -6,7 +6,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/pareto/state_entries.h"
-#include "engine/store/EventLog.h"
+#include "engine/store/logs.h"
 #include "platform/RowRecords.h"
 
 // What a level can be binned by, and what each kind of resource has of it.

@@ -14,8 +14,7 @@
 #include "engine/pareto/Lookups.h"
 #include "engine/pareto/ParetoPlan.h"
 #include "engine/pareto/Tallies.h"
-#include "engine/store/EventLog.h"
-#include "engine/store/Store.h"
+#include "engine/store/logs.h"
 
 // Counting: from what was selected to the bins before they are ranked.
 namespace orvspc::engine::pareto {

@@ -7,9 +7,7 @@
 #include <utility>
 
 #include "engine/catalogue/words.h"
-#include "engine/store/call_boundary.h"
 #include "engine/store/conditions.h"
-#include "engine/store/flat_filter.h"
 
 namespace orvspc::engine::pareto {
 namespace {
@@ -23,16 +21,17 @@ std::shared_ptr<const Table> TableOf(const LookupSources& from, const ParetoLeve
   const auto& kind = *level.kind;
   Table table;
   if (kind.via == Via::Group) {
-    for (const auto& group : *from.store.ItemGroups(kind.item)) {
+    for (const auto& group : *from.store.Cache().ItemGroups(kind.item)) {
       for (const auto member : group.members) table.Set(member, group.id);
     }
   } else if (kind.via == Via::Place) {
     const auto unit =
         static_cast<std::size_t>(kind.item) - static_cast<std::size_t>(ItemKind::Company);
-    for (const auto& place : *from.store.Places()) table.Set(place.process, place.units[unit]);
+    for (const auto& place : *from.store.Cache().Places())
+      table.Set(place.process, place.units[unit]);
   } else if (kind.via == Via::Descriptor || kind.via == Via::DescriptorGroup) {
     Table group_of;
-    for (const auto& each : *from.store.Descriptors()) group_of.Set(each.id, each.group);
+    for (const auto& each : *from.store.Cache().Descriptors()) group_of.Set(each.id, each.group);
     for (const auto& [subgroup, descriptor] : catalogue::ReadSubgroupDescriptors(
              from.connection, from.subgroups.first, from.subgroups.last)) {
       const auto group = group_of.Of(descriptor);
@@ -63,16 +62,16 @@ NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
   using Label = std::pair<std::int32_t, std::string>;
   switch (kind.naming) {
     case Naming::Item: {
-      const auto list = from.store.Items(kind.item);
+      const auto list = from.store.Cache().Items(kind.item);
       return NamesIn(std::shared_ptr<const std::vector<Item>>(list, &list->items), &Item::id,
                      &Item::name);
     }
     case Naming::Group:
-      return NamesIn(from.store.ItemGroups(kind.item), &ItemGroup::id, &ItemGroup::name);
+      return NamesIn(from.store.Cache().ItemGroups(kind.item), &ItemGroup::id, &ItemGroup::name);
     case Naming::Descriptor:
-      return NamesIn(from.store.Descriptors(), &Descriptor::id, &Descriptor::name);
+      return NamesIn(from.store.Cache().Descriptors(), &Descriptor::id, &Descriptor::name);
     case Naming::DescriptorGroup:
-      return NamesIn(from.store.DescriptorGroups(), &Item::id, &Item::name);
+      return NamesIn(from.store.Cache().DescriptorGroups(), &Item::id, &Item::name);
     case Naming::Label:
       return NamesIn(std::make_shared<const std::vector<Label>>(catalogue::ReadLabels(
                          from.connection, from.subgroups.first, from.subgroups.last)),
@@ -88,20 +87,6 @@ NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
   return [](std::int32_t) { return std::nullopt; };
 }
 
-constexpr struct {
-  ItemKind kind;
-  store::FilterBlock store::FlatFilter::*block;
-} kBlocks[] = {
-    {ItemKind::Part, &store::FlatFilter::part},
-    {ItemKind::Process, &store::FlatFilter::process},
-    {ItemKind::Test, &store::FlatFilter::test},
-    {ItemKind::Job, &store::FlatFilter::job},
-    {ItemKind::Lot, &store::FlatFilter::lot},
-    {ItemKind::Shift, &store::FlatFilter::shift},
-    {ItemKind::Employee, &store::FlatFilter::employee},
-    {ItemKind::Defect, &store::FlatFilter::defect},
-};
-
 // The items of the filter, as bins of the level; empty where it has none for what the level is
 // binned by.
 store::Identifiers FilteredItems(const LookupSources& from, const store::FlatFilter& flat,
@@ -109,15 +94,11 @@ store::Identifiers FilteredItems(const LookupSources& from, const store::FlatFil
   if (kind.naming != Naming::Item && kind.naming != Naming::Group) return std::nullopt;
   // Groups are those that items of the filter count in, places those that its processes have.
   const auto source = kind.via == Via::Place ? ItemKind::Process : kind.item;
-  for (const auto& [item, block] : kBlocks) {
-    if (item != source || !(flat.*block).limited) continue;
-    auto ids = store::LookUpItems(from.connection, catalogue::WordOf(source), flat.*block);
-    if (table != nullptr) {
-      for (auto& id : *ids) id = table->Of(id);
-    }
-    return ids;
+  auto ids = store::LookUpItems(from.connection, flat, source);
+  if (ids && table != nullptr) {
+    for (auto& id : *ids) id = table->Of(id);
   }
-  return std::nullopt;
+  return ids;
 }
 
 // What the level can be apart from what was counted.
@@ -128,25 +109,25 @@ std::vector<std::int32_t> CategoriesOf(const LookupSources& from, const ParetoLe
   if (auto filtered = FilteredItems(from, flat, kind, table)) return std::move(*filtered);
   std::vector<std::int32_t> domain;
   if (kind.naming == Naming::Item) {
-    for (const auto& item : from.store.Items(kind.item)->items) {
+    for (const auto& item : from.store.Cache().Items(kind.item)->items) {
       if (item.active) domain.push_back(item.id);
     }
   } else if (kind.naming == Naming::Group) {
-    for (const auto& group : *from.store.ItemGroups(kind.item)) domain.push_back(group.id);
+    for (const auto& group : *from.store.Cache().ItemGroups(kind.item)) domain.push_back(group.id);
   } else if (kind.naming == Naming::Descriptor) {
     std::set<std::int32_t> listed;
     for (const auto& other : flat.others) listed.insert(other.items.begin(), other.items.end());
-    for (const auto& each : *from.store.Descriptors()) {
+    for (const auto& each : *from.store.Cache().Descriptors()) {
       if (level.type_id == 0 || each.group == level.type_id) domain.push_back(each.id);
     }
     const auto is_listed = [&](std::int32_t id) { return listed.contains(id); };
     if (std::ranges::any_of(domain, is_listed)) std::erase_if(domain, std::not_fn(is_listed));
   } else if (kind.naming == Naming::DescriptorGroup) {
-    for (const auto& group : *from.store.DescriptorGroups()) domain.push_back(group.id);
+    for (const auto& group : *from.store.Cache().DescriptorGroups()) domain.push_back(group.id);
   } else if (kind.naming == Naming::Event) {
     for (const auto& type : catalogue::kEventTypes) domain.push_back(type.value);
   } else if (kind.naming == Naming::State) {
-    for (const auto& item : from.store.Items(ItemKind::StateCode)->items) {
+    for (const auto& item : from.store.Cache().Items(ItemKind::StateCode)->items) {
       if (item.active) domain.push_back(item.type);
     }
   }
@@ -176,11 +157,12 @@ Lookups::Lookups(const LookupSources& from, const ParetoPlan& plan) {
                                                    {ItemKind::StateCode}};
   for (const auto kind : kWeighed[plan.resource]) {
     auto& factors = factors_[static_cast<std::size_t>(kind)] = IdTable<double>(1.0);
-    for (const auto& item : from.store.Items(kind)->items) factors.Set(item.id, item.factor);
+    for (const auto& item : from.store.Cache().Items(kind)->items)
+      factors.Set(item.id, item.factor);
   }
   if (plan.resource != paSubgroups) return;
   const auto flat = store::ReadFilter(from.info, from.filter);
-  defects_ = store::LookUpItems(from.connection, "defect", flat.defect);
+  defects_ = store::LookUpItems(from.connection, flat, ItemKind::Defect);
 }
 
 std::vector<KeyReader> Lookups::Readers() const {

@@ -14,7 +14,7 @@
 #include "engine/pareto/state_entries.h"
 #include "engine/statistics/CapabilityIndices.h"
 #include "engine/statistics/Moments.h"
-#include "engine/store/call_boundary.h"
+#include "engine/store/Store.h"
 #include "engine/store/conditions.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"

@@ -5,9 +5,8 @@
 #include <map>
 #include <optional>
 
-#include "engine/store/StateLog.h"
 #include "engine/store/conditions.h"
-#include "engine/store/flat_filter.h"
+#include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::pareto {
@@ -43,7 +42,7 @@ void AppendEntries(const std::vector<store::StateLogRow>& log, std::int64_t from
 StateWindow ReadStateWindow(sql::Connection& connection, const store::StoreCache& cache,
                             API_DSInfo& info, std::span<const std::int32_t> filter) {
   const auto processes =
-      store::LookUpItems(connection, "process", store::ReadFilter(info, filter).process);
+      store::LookUpItems(connection, store::ReadFilter(info, filter), catalogue::ItemKind::Process);
   const auto logs = ReadLogs(connection, processes);
   std::optional<std::int32_t> first, newest;
   for (const auto& [process, log] : logs) {

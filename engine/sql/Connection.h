@@ -161,14 +161,15 @@ class Query {
   std::string_view Text(int column) const { return statement_.Text(column); }
   std::span<const std::byte> Blob(int column) const { return statement_.Blob(column); }
 
-  // The columns from the first (or a later one) on, by the types of what they are read into.
+  // The columns from the first (or a later one) on, by the types of what they are read into; an
+  // array takes one for each element.
   template <class... T>
   void Read(T&... out) const {
     ReadFrom(0, out...);
   }
   template <class... T>
   void ReadFrom(int column, T&... out) const {
-    (ReadInto(column++, out), ...);
+    (ReadNext(column, out), ...);
   }
 
   // The rows that are left, each with the columns in its members.
@@ -208,6 +209,14 @@ class Query {
     for (const auto& value : values) BindNext(place, value);
   }
 
+  template <class T>
+  void ReadNext(int& column, T& out) const {
+    ReadInto(column++, out);
+  }
+  template <class T, std::size_t kSize>
+  void ReadNext(int& column, std::array<T, kSize>& out) const {
+    for (auto& each : out) ReadInto(column++, each);
+  }
   template <class T>
   void ReadInto(int column, std::optional<T>& out) const {
     out.reset();

@@ -18,37 +18,24 @@
 namespace orvspc::engine::store {
 namespace {
 
-class HandleTable {
- public:
-  std::int32_t Add(std::shared_ptr<SqlStore> store) {
-    const std::lock_guard lock(mutex_);
-    // Handles are not used twice before all have been used, so that a kept one stays refused.
-    do {
-      last_ = last_ == INT32_MAX ? 1 : last_ + 1;
-    } while (stores_.contains(last_));
-    stores_.emplace(last_, std::move(store));
-    return last_;
-  }
-  void Remove(std::int32_t handle) {
-    const std::lock_guard lock(mutex_);
-    stores_.erase(handle);
-  }
-  std::shared_ptr<SqlStore> Find(std::int32_t handle) {
-    const std::lock_guard lock(mutex_);
-    const auto found = stores_.find(handle);
-    return found == stores_.end() ? nullptr : found->second;
-  }
-
- private:
-  std::mutex mutex_;
-  std::unordered_map<std::int32_t, std::shared_ptr<SqlStore>> stores_;
-  std::int32_t last_ = 0;
+// The open stores by handle.
+struct HandleTable {
+  std::mutex mutex;
+  std::unordered_map<std::int32_t, std::shared_ptr<SqlStore>> stores;
+  std::int32_t last = 0;
 };
 
 // Never destroyed: a database object of static life may close after it would have been.
 HandleTable& Handles() {
   static auto* const table = new HandleTable;
   return *table;
+}
+
+std::shared_ptr<SqlStore> FindStore(std::int32_t handle) {
+  auto& [mutex, stores, last] = Handles();
+  const std::lock_guard lock(mutex);
+  const auto found = stores.find(handle);
+  return found == stores.end() ? nullptr : found->second;
 }
 
 // What can be said without opening the file as a database.
@@ -107,10 +94,7 @@ struct ThreadNotes {
   std::int32_t handle = 0;  // of the database that new ones belong to
   std::vector<std::pair<std::int32_t, Note>> notes;
 };
-ThreadNotes& NotesOfThread() {
-  thread_local ThreadNotes notes;
-  return notes;
-}
+thread_local ThreadNotes thread_notes;
 
 }  // namespace
 
@@ -131,24 +115,35 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
   }
 }
 
-StoreHandle::StoreHandle(std::shared_ptr<SqlStore> store)
-    : number_(Handles().Add(std::move(store))) {}
+StoreHandle::StoreHandle(std::shared_ptr<SqlStore> store) {
+  auto& [mutex, stores, last] = Handles();
+  const std::lock_guard lock(mutex);
+  // Handles are not used twice before all have been used, so that a kept one stays refused.
+  do {
+    last = last == INT32_MAX ? 1 : last + 1;
+  } while (stores.contains(last));
+  stores.emplace(last, std::move(store));
+  number_ = last;
+}
 
-StoreHandle::~StoreHandle() { Handles().Remove(number_); }
+StoreHandle::~StoreHandle() {
+  const std::lock_guard lock(Handles().mutex);
+  Handles().stores.erase(number_);
+}
 
 std::shared_ptr<SqlStore> SqlStoreOf(platform::Database& database) {
-  if (auto store = Handles().Find(database.ConnectionHandle())) return store;
+  if (auto store = FindStore(database.ConnectionHandle())) return store;
   throw platform::ExternalFailure(sql::kRefused, "Database",
                                   "The database object is none of the embedded engine");
 }
 
 std::shared_ptr<Store> StoreOf(platform::Database& database) { return SqlStoreOf(database); }
 
-std::shared_ptr<Store> StoreOf(std::int32_t handle) { return Handles().Find(handle); }
+std::shared_ptr<Store> StoreOf(std::int32_t handle) { return FindStore(handle); }
 
 std::vector<Note> TakeNotes() {
   std::vector<Note> notes;
-  for (auto& [handle, note] : std::exchange(NotesOfThread().notes, {}))
+  for (auto& [handle, note] : std::exchange(thread_notes.notes, {}))
     notes.push_back(std::move(note));
   return notes;
 }
@@ -156,24 +151,24 @@ std::vector<Note> TakeNotes() {
 std::vector<Note> TakeNotes(std::int32_t handle) {
   std::vector<Note> notes;
   std::vector<std::pair<std::int32_t, Note>> others;
-  for (auto& each : NotesOfThread().notes) {
+  for (auto& each : thread_notes.notes) {
     if (each.first == handle || each.first == kNoDatabase) {
       notes.push_back(std::move(each.second));
-    } else if (Handles().Find(each.first) != nullptr) {  // nobody will ask for those of others
+    } else if (FindStore(each.first) != nullptr) {  // nobody will ask for those of others
       others.push_back(std::move(each));
     }
   }
-  NotesOfThread().notes = std::move(others);
+  thread_notes.notes = std::move(others);
   return notes;
 }
 
 NotesBelongTo::NotesBelongTo(std::int32_t handle)
-    : before_(std::exchange(NotesOfThread().handle, handle)) {}
+    : before_(std::exchange(thread_notes.handle, handle)) {}
 
-NotesBelongTo::~NotesBelongTo() { NotesOfThread().handle = before_; }
+NotesBelongTo::~NotesBelongTo() { thread_notes.handle = before_; }
 
 void AddNote(std::string code, std::string text, std::string stream) {
-  auto& [handle, notes] = NotesOfThread();
+  auto& [handle, notes] = thread_notes;
   notes.emplace_back(handle, Note{std::move(code), std::move(text), std::move(stream)});
 }
 

@@ -2,39 +2,34 @@
 #include "engine/store/DatabaseLibrary.h"
 
 #include <algorithm>
-#include <cstring>
+#include <functional>
 #include <iterator>
 #include <limits>
 #include <set>
 #include <tuple>
 #include <unordered_set>
 
-#include "engine/store/OpenRun.h"
 #include "engine/store/alarm_rules.h"
-#include "engine/store/call_boundary.h"
-#include "engine/store/large_pages.h"
+#include "engine/store/conditions.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 
 namespace orvspc::engine::store {
 namespace {
 
+// What the thread has built and not yet cleared.
 struct KeptDataSet {
   std::weak_ptr<Store> store;  // does not keep the database open
   DataSet data;
 };
-
-KeptDataSet& Kept() {
-  thread_local KeptDataSet kept;
-  return kept;
-}
+thread_local KeptDataSet kept;
 
 std::vector<std::int32_t> DistinctSubgroups(std::span<const API_SubgroupData> rows) {
   std::vector<std::int32_t> ids;
   ids.reserve(rows.size());
   for (const auto& row : rows) ids.push_back(row.Sgrp);
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  SortUnique(ids);
   return ids;
 }
 
@@ -44,39 +39,35 @@ std::int32_t Int32(std::size_t count) {
 }
 
 // Those of a range of subgroups.
-void ReadDescriptors(sql::Connection& db, std::int32_t first, std::int32_t last,
-                     std::vector<API_DescriptorData>& rows) {
-  sql::Query query(db,
-                   "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
-                   "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
-                   "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup",
-                   first, last);
-  while (query.Step()) {
-    auto& row = rows.emplace_back();
-    query.Read(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
-  }
-}
-
-bool ByDescriptor(const API_DescriptorData& a, const API_DescriptorData& b) {
-  return std::tie(a.Dsgp, a.Desc, a.Tsno) < std::tie(b.Dsgp, b.Desc, b.Tsno);
+std::vector<API_DescriptorData> ReadDescriptors(sql::Connection& db, std::int32_t first,
+                                                std::int32_t last) {
+  using Row = API_DescriptorData;
+  return sql::Query(db,
+                    "SELECT s.subgroup, d.descriptor_group, s.descriptor, s.tsno "
+                    "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
+                    "WHERE s.subgroup BETWEEN ?1 AND ?2 ORDER BY s.subgroup",
+                    first, last)
+      .All<Row>(&Row::Sgrp, &Row::Dsgp, &Row::Desc, &Row::Tsno);
 }
 
 // Those of the subgroups, and perhaps of others between them, by subgroup and descriptor. One
 // statement serves identifiers that lie close together, as those of one import do.
-void ReadBlock(sql::Connection& db, std::span<const API_SubgroupData> subgroups,
-               std::vector<API_DescriptorData>& rows) {
+std::vector<API_DescriptorData> ReadBlock(sql::Connection& db,
+                                          std::span<const API_SubgroupData> subgroups) {
   constexpr std::int64_t kCloseTogether = 4;
-  rows.clear();
+  std::vector<API_DescriptorData> rows;
   const auto ids = DistinctSubgroups(subgroups);
   const auto width = std::int64_t{ids.back()} - ids.front() + 1;
   if (width <= kCloseTogether * static_cast<std::int64_t>(ids.size())) {
-    ReadDescriptors(db, ids.front(), ids.back(), rows);
+    rows = ReadDescriptors(db, ids.front(), ids.back());
   } else {
-    for (const auto id : ids) ReadDescriptors(db, id, id, rows);
+    for (const auto id : ids)
+      std::ranges::copy(ReadDescriptors(db, id, id), std::back_inserter(rows));
   }
-  std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
-    return a.Sgrp != b.Sgrp ? a.Sgrp < b.Sgrp : ByDescriptor(a, b);
+  std::ranges::sort(rows, {}, [](const API_DescriptorData& row) {
+    return std::tie(row.Sgrp, row.Dsgp, row.Desc, row.Tsno);
   });
+  return rows;
 }
 
 // The rows of each subgroup once, oldest subgroup first; at most `room`, of the newest.
@@ -84,20 +75,17 @@ std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
                                                    std::span<const API_SubgroupData> subgroups,
                                                    std::size_t room, bool& cut) {
   constexpr std::size_t kBlock = 4096;
-  std::vector<API_DescriptorData> newest_first, block;
+  std::vector<API_DescriptorData> newest_first;
   sql::Query any(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1");
   if (!any.Step()) return newest_first;
   std::unordered_set<std::int32_t> seen;
   while (!subgroups.empty()) {
     const auto of_block = subgroups.last(std::min(kBlock, subgroups.size()));
     subgroups = subgroups.first(subgroups.size() - of_block.size());
-    ReadBlock(db, of_block, block);
+    const auto block = ReadBlock(db, of_block);
     for (auto i = of_block.size(); i-- > 0;) {
       const auto id = of_block[i].Sgrp;
-      const auto first = std::partition_point(block.begin(), block.end(),
-                                              [&](const auto& row) { return row.Sgrp < id; });
-      const auto last =
-          std::partition_point(first, block.end(), [&](const auto& row) { return row.Sgrp == id; });
+      const auto [first, last] = std::ranges::equal_range(block, id, {}, &API_DescriptorData::Sgrp);
       if (first == last || !seen.insert(id).second) continue;
       cut = newest_first.size() + static_cast<std::size_t>(last - first) > room;
       if (cut) break;
@@ -111,37 +99,26 @@ std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
 }
 
 // Which subgroups a comment filter lets through.
-class CommentSubgroups {
- public:
-  // False when the filter is malformed.
-  bool Read(std::span<const std::int32_t> cells) {
-    if (cells.empty()) return false;
-    if (cells[0] == -1) {
-      if (cells.size() < 3) return false;
-      lowest_ = cells[1];
-      highest_ = cells[2];
-      return true;
-    }
-    if (cells[0] < 0 || static_cast<std::size_t>(cells[0]) >= cells.size()) return false;
-    listed_ = cells.subspan(1, static_cast<std::size_t>(cells[0]));
-    is_list_ = true;
-    if (!listed_.empty()) {
-      lowest_ = listed_.front();
-      highest_ = listed_.back();
-    }
-    return std::is_sorted(listed_.begin(), listed_.end());
-  }
-  bool Has(std::int32_t id) const {
-    return !is_list_ || std::binary_search(listed_.begin(), listed_.end(), id);
-  }
-  std::int32_t Lowest() const { return lowest_; }
-  std::int32_t Highest() const { return highest_; }
+struct CommentFilter {
+  std::int32_t lowest = 0, highest = -1;
+  std::optional<std::span<const std::int32_t>> listed;  // ascending
 
- private:
-  std::span<const std::int32_t> listed_;
-  bool is_list_ = false;
-  std::int32_t lowest_ = 0, highest_ = -1;
+  bool Has(std::int32_t id) const {
+    return !listed || std::binary_search(listed->begin(), listed->end(), id);
+  }
 };
+
+// None when the filter is malformed.
+std::optional<CommentFilter> ReadCommentFilter(std::span<const std::int32_t> cells) {
+  if (cells.size() >= 3 && cells[0] == -1) return CommentFilter{cells[1], cells[2], {}};
+  if (cells.empty() || cells[0] < 0 || static_cast<std::size_t>(cells[0]) >= cells.size()) {
+    return std::nullopt;
+  }
+  const auto listed = cells.subspan(1, static_cast<std::size_t>(cells[0]));
+  if (!std::ranges::is_sorted(listed)) return std::nullopt;
+  if (listed.empty()) return CommentFilter{0, -1, listed};
+  return CommentFilter{listed.front(), listed.back(), listed};
+}
 
 struct FoundComment {
   std::int32_t subgroup_time;
@@ -163,19 +140,15 @@ std::vector<StreamKey> StreamsOf(Store& store, std::int32_t handle, API_DSInfo i
   if (!open.empty()) return {open.begin(), open.end()};
   DataSet data;
   if (!store.Select(info, filter, {}, data)) return {};
-  std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t>> keys;
-  for (const auto& subgroup : data.subgroups) {
-    keys.emplace(subgroup.Part, subgroup.Prcs, subgroup.Test);
-  }
-  std::vector<StreamKey> streams;
-  for (const auto& [part, process, test] : keys) streams.push_back({part, process, test});
-  return streams;
+  std::set<StreamKey> streams;
+  for (const auto& each : data.subgroups) streams.insert({each.Part, each.Prcs, each.Test});
+  return {streams.begin(), streams.end()};
 }
 
 }  // namespace
 
 std::int32_t DatabaseLibrary::VLXDBL_CLEARDATASETDATA() {
-  Kept() = {};
+  kept = {};
   return 0;
 }
 
@@ -183,7 +156,7 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
                                                       API_DSInfo& DSInfo,
                                                       std::span<std::int32_t> DSFilter,
                                                       std::int32_t Content) {
-  Kept() = {};
+  kept = {};
   return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
     if (Content == 0 || (Content & ~kSubgroupsAndTests) != 0) {
       store->Fail(sql::kRefused, "The content mask " + std::to_string(Content) +
@@ -192,7 +165,6 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
     }
     SelectOptions options;
     options.defect_filter_narrows_rows = false;
-    auto& kept = Kept();
     if (!store->Select(DSInfo, DSFilter, options, kept.data)) return 0;
     kept.store = store;
     return Int32(kept.data.values.size());
@@ -201,7 +173,6 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
 
 std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array,
                                                  std::int32_t Content) {
-  const auto& kept = Kept();
   PreferLargePages(Array.data, Array.count * Array.element_size);
   const auto store = kept.store.lock();
   if (store == nullptr) return 0;
@@ -213,7 +184,7 @@ std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array
     if (Content == kSubgroups) {
       const auto out = Array.As<API_SubgroupData>();
       if (out.size() < kept.data.subgroups.size()) return refuse("subgroups");
-      std::copy(kept.data.subgroups.begin(), kept.data.subgroups.end(), out.begin());
+      std::ranges::copy(kept.data.subgroups, out.begin());
       return Int32(kept.data.subgroups.size());
     }
     if (Content == kTests) {
@@ -239,7 +210,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Conn
     store->ReadOrThrow([&](sql::Connection& db) {
       rows = CollectDescriptors(db, Subgroups.As<API_SubgroupData>(), out.size(), cut);
     });
-    std::copy(rows.begin(), rows.end(), out.begin());
+    std::ranges::copy(rows, out.begin());
     if (cut) {
       AddNote("descriptors-cut", "There are more descriptors than fit; only those of the newest " +
                                      std::to_string(rows.size()) + " rows are there.");
@@ -260,7 +231,7 @@ std::int32_t DatabaseLibrary::VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Sub
     const auto ids = DistinctSubgroups(Subgroups.As<API_SubgroupData>());
     if (ids.size() < cells.size()) {
       cells[0] = Int32(ids.size());
-      std::copy(ids.begin(), ids.end(), cells.begin() + 1);
+      std::ranges::copy(ids, cells.begin() + 1);
     } else if (cells.size() >= 3) {
       cells[0] = -1;
       cells[1] = ids.front();
@@ -276,13 +247,13 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     std::int32_t, std::int32_t Connection, std::int32_t& StartSubgroup, std::int32_t SubgroupEnd,
     std::span<std::int32_t> CommentFilter, const platform::ArrayRef& Comments, std::int32_t) {
   return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
-    CommentSubgroups wanted;
-    if (!wanted.Read(CommentFilter)) {
+    const auto wanted = ReadCommentFilter(CommentFilter);
+    if (!wanted) {
       store->Fail(sql::kRefused, "The comment filter ends inside its list");
       return 0;
     }
-    const auto first = std::max(std::int64_t{StartSubgroup} + 1, std::int64_t{wanted.Lowest()});
-    const auto last = SubgroupEnd > 0 ? std::min(SubgroupEnd, wanted.Highest()) : wanted.Highest();
+    const auto first = std::max(std::int64_t{StartSubgroup} + 1, std::int64_t{wanted->lowest});
+    const auto last = SubgroupEnd > 0 ? std::min(SubgroupEnd, wanted->highest) : wanted->highest;
     std::vector<FoundComment> found;
     bool text_cut = false;
     store->ReadOrThrow([&](sql::Connection& db) {
@@ -293,25 +264,23 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
                        "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id",
                        first, last);
       while (query.Step()) {
-        if (wanted.Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
+        if (wanted->Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
       }
     });
     const auto out = Comments.As<API_CommentData>();
     if (found.size() > out.size()) {
-      const auto newer = [](const FoundComment& a, const FoundComment& b) {
-        return std::tie(a.subgroup_time, a.row.Sgrp) > std::tie(b.subgroup_time, b.row.Sgrp);
-      };
-      std::stable_sort(found.begin(), found.end(), newer);
+      std::ranges::stable_sort(found, std::greater(), [](const FoundComment& each) {
+        return std::tie(each.subgroup_time, each.row.Sgrp);
+      });
       found.resize(out.size());
-      std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
-        return std::tie(a.row.Sgrp, a.row.Edtm) < std::tie(b.row.Sgrp, b.row.Edtm);
+      std::ranges::stable_sort(found, {}, [](const FoundComment& each) {
+        return std::tie(each.row.Sgrp, each.row.Edtm);
       });
       AddNote("comments-cut", "There are more comments than fit; only those of the newest " +
                                   std::to_string(out.size()) + " are there.");
     }
     if (text_cut) AddNote("comment-text-cut", "A comment longer than 128 characters was cut.");
-    std::transform(found.begin(), found.end(), out.begin(),
-                   [](const FoundComment& each) { return each.row; });
+    std::ranges::transform(found, out.begin(), &FoundComment::row);
     return Int32(found.size());
   });
 }

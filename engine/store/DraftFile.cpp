@@ -6,9 +6,6 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -34,16 +31,10 @@ bool IsThereAt(const std::string& path) {
   return fs::exists(fs::symlink_status(path, error));
 }
 
-// Sixteen digits that two programs do not share, even with one process number in two containers.
+// Digits that two programs do not share, even with one process number in two containers.
 std::string RandomDigits() {
   std::random_device random;
-  std::string digits;
-  for (int i = 0; i < 2; ++i) {
-    std::array<char, 9> text;
-    std::snprintf(text.data(), text.size(), "%08x", static_cast<unsigned>(random()));
-    digits += text.data();
-  }
-  return digits;
+  return std::to_string(random()) + std::to_string(random());
 }
 
 void RemoveFiles(const std::string& path) {

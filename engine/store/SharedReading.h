@@ -1,15 +1,47 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <optional>
+#include <thread>
+#include <utility>
 
-#include "engine/store/parallel.h"
-#include "engine/store/second_reader.h"
+#include "engine/sql/Connection.h"
+#include "engine/store/large_data.h"
+#include "engine/store/stream_reader.h"
 
 namespace orvspc::engine::store {
+
+// A second, reading connection to the database of another one, for a second thread. Both see the
+// same snapshot if DataVersion is unchanged between Note() and Join().
+class SecondReader {
+ public:
+  // Null when the database cannot be opened a second time; one thread then does all the work.
+  static std::unique_ptr<SecondReader> Open(sql::Connection& first) noexcept;
+
+  // Before the transaction of the first connection begins. False when the database cannot be read.
+  bool Note() noexcept;
+  // Begins to read, inside that transaction. False, and nothing is begun, when the database has
+  // changed since Note.
+  bool Join() noexcept;
+  // Ends what Join began.
+  void Leave() noexcept { reading_.reset(); }
+
+  sql::Connection& Get() { return *connection_; }
+
+ private:
+  explicit SecondReader(std::unique_ptr<sql::Connection> connection)
+      : connection_(std::move(connection)) {}
+
+  std::unique_ptr<sql::Connection> connection_;
+  std::int64_t noted_ = 0;
+  std::optional<sql::Transaction> reading_;
+};
 
 // When the selections of a store are read by two threads.
 struct SharedReading {
@@ -24,5 +56,73 @@ struct TwoThreads {
   std::int64_t from = kWorthTwoThreads;  // an eighth of this many subgroups is read alone
   bool used = false;                     // set when it was
 };
+
+// A second thread that reads a stream from its other end. Each thread publishes its position
+// periodically and stops where they meet, which halves the work wherever the subgroups lie. What
+// both read in the meantime is dropped by Join.
+class OtherEnd {
+ public:
+  OtherEnd(const StreamReader& reader, const Stream& stream, bool forward, TwoThreads& threads)
+      : second_(*threads.second),
+        stride_(std::clamp<std::int64_t>(threads.from / 400, 1, 256)),
+        forward_(forward),
+        thread_([this, &reader, &stream] { Read(reader, stream); }) {}
+  OtherEnd(const OtherEnd&) = delete;
+  OtherEnd& operator=(const OtherEnd&) = delete;
+  ~OtherEnd() { Stop(); }
+
+  // For the first thread, once it is done with a subgroup: whether the other has been there.
+  bool Meets(const PackedView& record) { return Meets(record, !forward_, first_); }
+  // The first thread needs no more.
+  void Stop() {
+    if (!thread_.joinable()) return;
+    stopped_ = true;
+    thread_.join();
+    second_.Leave();
+  }
+  // Waits for the end. Throws what the thread has thrown.
+  DataSet Finish() {
+    if (thread_.joinable()) thread_.join();
+    second_.Leave();
+    if (failure_) std::rethrow_exception(failure_);
+    return std::move(set_);
+  }
+
+ private:
+  // On a cache line of its own.
+  struct alignas(64) Progress {
+    std::int64_t steps = 0;
+    std::uint64_t other = 0;  // the other thread's point when last looked at
+  };
+
+  bool Meets(const PackedView& record, bool forward, Progress& progress);
+  void Read(const StreamReader& reader, const Stream& stream) noexcept;
+
+  SecondReader& second_;
+  const std::int64_t stride_;
+  const bool forward_;  // direction of the second thread
+  DataSet set_;
+  std::exception_ptr failure_;
+  Progress first_, second_progress_;
+  // How far each has come: the subgroup there and all before or after it are read.
+  alignas(64) std::atomic<std::uint64_t> from_oldest_ = 0;
+  alignas(64) std::atomic<std::uint64_t> from_newest_ = UINT64_MAX;
+  std::atomic<bool> stopped_ = false;
+  std::thread thread_;  // last: it begins when everything else is there
+};
+
+// Null when there is no thread or the second connection does not see the same state.
+std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream, bool forward,
+                                TwoThreads& threads);
+
+// The newest subgroups of a set that ascends and one that descends, which may overlap.
+DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit);
+
+// Runs a selection inside a read transaction, into a set or, where that is null, in batches. Writes
+// the resolved range and states into info. A Count or TimeCount below 1 is no bound. Throws; info
+// and out are then worthless.
+void RunSelection(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
+                  std::span<const std::int32_t> filter, const SelectOptions& options,
+                  TwoThreads& threads, DataSet* out, BatchTaker* taker);
 
 }  // namespace orvspc::engine::store

@@ -19,6 +19,13 @@ std::int64_t Milliseconds() {
       .count();
 }
 
+// The rows of a part and test; empty when there are none.
+template <class Row>
+std::vector<Row> RowsOf(const ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test) {
+  const auto found = all.find({part, test});
+  return found == all.end() ? std::vector<Row>() : found->second;
+}
+
 }  // namespace
 
 void NoteWrite() { ++writes_of_process; }
@@ -67,32 +74,16 @@ void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
 
 template <class Work>
 auto SqlStore::FromCache(Work work) -> decltype(work()) {
-  try {
+  return KeepFailures(this, [&] {
     const std::lock_guard lock(mutex_);
     RefreshSoon();
     return work();
-  } catch (...) {
-    KeepCurrentFailure();
-    return {};
-  }
+  });
 }
-
-namespace {
-
-// The rows of a part and test; empty when there are none.
-template <class Rows>
-Rows RowsOf(const std::map<std::pair<std::int32_t, std::int32_t>, Rows>& all, std::int32_t part,
-            std::int32_t test) {
-  const auto found = all.find({part, test});
-  return found == all.end() ? Rows{} : found->second;
-}
-
-}  // namespace
 
 std::int32_t SqlStore::TestType(std::int32_t test) {
   return FromCache([&] {
-    const auto found = std::find_if(cache_.streams.begin(), cache_.streams.end(),
-                                    [&](const Stream& stream) { return stream.test == test; });
+    const auto found = std::ranges::find(cache_.streams, test, &Stream::test);
     return found == cache_.streams.end() ? 0 : found->test_type;
   });
 }
@@ -167,6 +158,48 @@ void SqlStore::Fail(std::int32_t number, std::string description) {
 std::optional<sql::Failure> SqlStore::TakeFailure() {
   const std::lock_guard lock(failure_mutex_);
   return std::exchange(failure_, std::nullopt);
+}
+
+// Whether a selection may be large enough, as far as can be said before it runs.
+bool SqlStore::MayShare(const API_DSInfo& info) {
+  if (info.Count > 0 && info.Count < sharing_.from) return false;
+  if (connection_->InTransaction()) return false;
+  RefreshSoon();
+  return cache_.highest_subgroup >= sharing_.from;
+}
+
+bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
+                         const SelectOptions& options, DataSet* out, BatchTaker* taker) {
+  return KeepFailures(this, [&] {
+    const std::lock_guard lock(mutex_);
+    TwoThreads threads;
+    threads.from = sharing_.from;
+    if (MayShare(info)) {
+      auto& second = sharing_.second;
+      if (!second) second = SecondReader::Open(*connection_);
+      if (second && second->Note()) threads.second = second.get();
+    }
+    auto resolved = info;
+    ReadOrThrow([&](sql::Connection& connection) {
+      RunSelection(connection, cache_, resolved, filter, options, threads, out, taker);
+    });
+    info = resolved;
+    if (threads.used) ++sharing_.count;
+    return true;
+  });
+}
+
+bool SqlStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                      const SelectOptions& options, DataSet& out) {
+  out = {};
+  const bool done = RunShared(info, filter, options, &out, nullptr);
+  if (!done) out = {};
+  return done;
+}
+
+bool SqlStore::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filter,
+                               const SelectOptions& options, BatchTaker& taker) {
+  return RunShared(info, filter, options, nullptr, &taker);
 }
 
 }  // namespace orvspc::engine::store

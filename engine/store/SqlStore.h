@@ -11,10 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/sql/Connection.h"
-#include "engine/sql/failure.h"
 #include "engine/store/SharedReading.h"
 #include "engine/store/Store.h"
+#include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::store {
 
@@ -62,11 +61,10 @@ class SqlStore final : public Store {
   void Refresh();
   void RefreshSoon();
   bool MayShare(const API_DSInfo& info);
-  // Runs work(connection, threads, info) inside a read transaction, a second thread being offered
-  // for large selections; writes info back when it succeeds.
-  bool RunShared(
-      API_DSInfo& info,
-      const std::function<void(sql::Connection&, TwoThreads& threads, API_DSInfo& info)>& work);
+  // Runs a selection into a set or, where that is null, in batches. Large ones are offered a second
+  // thread.
+  bool RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
+                 const SelectOptions& options, DataSet* out, BatchTaker* taker);
   // Runs work on the current cache; a failure is kept and gives the default answer.
   template <class Work>
   auto FromCache(Work work) -> decltype(work());
@@ -108,5 +106,33 @@ class StoreHandle {
 
 // The store of an open database of ours. Throws platform::ExternalFailure.
 std::shared_ptr<SqlStore> SqlStoreOf(platform::Database& database);
+
+// How a host's calls, by the database object and the record objects, use the store.
+inline constexpr const char* kHostCall = "QualityDatabase";
+
+[[noreturn]] inline void Refuse(const SqlStore& store, const std::string& reason) {
+  throw platform::ExternalFailure(sql::kRefused, kHostCall, store.Path() + ": " + reason);
+}
+
+// Rethrows every failure as one that hosts can catch.
+template <class Work>
+auto Guarded(SqlStore& store, Work work) {
+  try {
+    return work();
+  } catch (...) {
+    sql::RethrowAsExternal(store.Path(), kHostCall);
+  }
+}
+
+// What work(store, connection) returns, run inside one read transaction.
+template <class Work>
+auto Read(platform::Database& database, Work work) {
+  const auto store = SqlStoreOf(database);
+  return Guarded(*store, [&] {
+    decltype(work(*store, std::declval<sql::Connection&>())) result;
+    store->ReadOrThrow([&](sql::Connection& db) { result = work(*store, db); });
+    return result;
+  });
+}
 
 }  // namespace orvspc::engine::store

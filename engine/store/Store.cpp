@@ -3,9 +3,16 @@
 
 #include <stdexcept>
 
-#include "engine/sql/failure.h"
-
 namespace orvspc::engine::store {
+namespace {
+
+struct OpenRun {
+  std::int32_t handle = 0;
+  std::vector<StreamKey> streams;
+};
+thread_local OpenRun open_run;
+
+}  // namespace
 
 // Default implementations for stores that do not override them.
 
@@ -32,13 +39,10 @@ const std::string& Store::Path() const {
 }
 
 bool Store::Read(const std::function<void(sql::Connection&)>& work) {
-  try {
+  return KeepFailures(this, [&] {
     ReadOrThrow(work);
     return true;
-  } catch (...) {
-    KeepCurrentFailure();
-    return false;
-  }
+  });
 }
 
 void Store::KeepCurrentFailure() noexcept {
@@ -48,6 +52,26 @@ void Store::KeepCurrentFailure() noexcept {
   } catch (...) {
     // No memory for the text: the result must do.
   }
+}
+
+void SetOpenRun(std::int32_t handle, std::span<const StreamKey> streams) {
+  open_run.handle = handle;
+  open_run.streams.assign(streams.begin(), streams.end());
+}
+
+void ClearOpenRun() { open_run.streams.clear(); }
+
+std::span<const StreamKey> OpenRunStreams(std::int32_t handle) {
+  if (open_run.handle != handle) return {};
+  return open_run.streams;
+}
+
+statistics::EstimatorSetting EstimatorSettingOf(Store& store) {
+  const auto name = store.Setting("sigma_estimator", "mvlue");
+  if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
+  AddNote("setting-unknown",
+          "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
+  return statistics::EstimatorSetting::Mvlue;
 }
 
 }  // namespace orvspc::engine::store

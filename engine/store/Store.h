@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -8,16 +9,18 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/catalogue/limits.h"
+#include "engine/sql/failure.h"
+#include "engine/statistics/Estimators.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Database.h"
 #include "platform/Reports.h"
 #include "platform/SelectionRecord.h"
 
-// The quality database as the analyses see it.
 namespace orvspc::engine::store {
 
 // Whether subgroups in every state count, by the Status of a selection: those that are not enabled
@@ -98,28 +101,11 @@ class Store {
   virtual void ReadOrThrow(const std::function<void(sql::Connection&)>& work);
   // The same, but keeps a failure and returns false.
   bool Read(const std::function<void(sql::Connection&)>& work);
-  // Only inside Read and ReadOrThrow.
+  // Only inside Read and ReadOrThrow. What its functions return by pointer does not change when the
+  // database does.
   virtual StoreCache& Cache();
   // Names the database in the text of a failure.
   virtual const std::string& Path() const;
-
-  // The same, from the cache. What these return does not change when the database does.
-  std::shared_ptr<const catalogue::ItemList> Items(catalogue::ItemKind kind) {
-    return Cache().Items(kind);
-  }
-  std::shared_ptr<const std::vector<catalogue::ItemGroup>> ItemGroups(catalogue::ItemKind kind) {
-    return Cache().ItemGroups(kind);
-  }
-  std::shared_ptr<const std::vector<catalogue::ProcessPlace>> Places() { return Cache().Places(); }
-  std::shared_ptr<const std::vector<catalogue::Descriptor>> Descriptors() {
-    return Cache().Descriptors();
-  }
-  std::shared_ptr<const std::vector<catalogue::Item>> DescriptorGroups() {
-    return Cache().DescriptorGroups();
-  }
-  const std::unordered_map<std::int32_t, std::string>& Names(catalogue::ItemKind kind) {
-    return Cache().Names(kind);
-  }
 };
 
 // The open database behind a connection handle; null when the handle is closed or unknown.
@@ -148,5 +134,77 @@ class NotesBelongTo {
  private:
   std::int32_t before_;
 };
+
+// What the analyses of one thread made last on each open database, by connection handle. The
+// databases used last are remembered, so that closed ones are forgotten in time.
+template <class T>
+class LatestReports {
+ public:
+  // Begins a new one in place of what the database had.
+  T& Begin(std::int32_t handle) {
+    Forget(handle);
+    if (entries_.size() == kMaxDatabases) entries_.erase(entries_.begin());
+    return entries_.emplace_back(handle, T()).second;
+  }
+  // Removes and returns it; empty when there is none.
+  T Take(std::int32_t handle) {
+    T taken;
+    for (auto& [owner, report] : entries_) {
+      if (owner == handle) taken = std::move(report);
+    }
+    Forget(handle);
+    return taken;
+  }
+  void Forget(std::int32_t handle) {
+    std::erase_if(entries_, [&](const auto& entry) { return entry.first == handle; });
+  }
+
+ private:
+  static constexpr std::size_t kMaxDatabases = 16;
+  std::vector<std::pair<std::int32_t, T>> entries_;  // the one begun last comes last
+};
+
+// The functions of the closed libraries: no exception leaves them, and a failure returns 0.
+//
+// Runs the body; an exception is kept in the store, if there is one, and gives the default answer.
+template <class Body>
+auto KeepFailures(Store* store, Body body) noexcept -> decltype(body()) {
+  try {
+    return body();
+  } catch (...) {
+    if (store != nullptr) store->KeepCurrentFailure();
+    return {};
+  }
+}
+
+// Runs body(store) for the open database of a connection handle. A handle that is closed or
+// unknown gives 0 and a note.
+template <class Body>
+std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {
+  return KeepFailures(nullptr, [&]() -> std::int32_t {
+    const auto store = StoreOf(handle);
+    const NotesBelongTo owner(store == nullptr ? kNoDatabase : handle);
+    if (store) return KeepFailures(store.get(), [&]() -> std::int32_t { return body(store); });
+    AddNote("database-closed", "The database of this analysis is closed.");
+    return 0;
+  });
+}
+
+// Which streams the chart run that is open on this thread has, so that the alarm mask need not
+// select them a second time.
+struct StreamKey {
+  std::int32_t part = 0, process = 0, test = 0;
+  friend auto operator<=>(const StreamKey&, const StreamKey&) = default;
+};
+
+// The chart library calls these for the run that it opens and closes.
+void SetOpenRun(std::int32_t handle, std::span<const StreamKey> streams);
+void ClearOpenRun();
+
+// Streams of the run open on this thread for that connection; empty when there is none.
+std::span<const StreamKey> OpenRunStreams(std::int32_t handle);
+
+// The setting sigma_estimator; an unknown one is noted and mvlue used.
+statistics::EstimatorSetting EstimatorSettingOf(Store& store);
 
 }  // namespace orvspc::engine::store

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/StoreCache.h"
 
-#include <cmath>
+#include <algorithm>
 #include <stdexcept>
 
+#include "engine/store/packing.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
@@ -12,13 +13,11 @@ namespace orvspc::engine::store {
 namespace {
 
 void ReadStreams(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(db,
-                   "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
-                   "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test");
-  while (query.Step()) {
-    auto& stream = cache.streams.emplace_back();
-    query.Read(stream.part, stream.process, stream.test, stream.test_type, stream.id);
-  }
+  cache.streams = sql::Query(db,
+                             "SELECT s.part, s.process, s.test, t.type, s.id FROM stream s "
+                             "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test")
+                      .All<Stream>(&Stream::part, &Stream::process, &Stream::test,
+                                   &Stream::test_type, &Stream::id);
   sql::Query highest(db, "SELECT max(id) FROM subgroup");
   if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
 }
@@ -26,13 +25,11 @@ void ReadStreams(sql::Connection& db, StoreCache& cache) {
 void ReadContexts(sql::Connection& db, StoreCache& cache) {
   cache.contexts.assign(1, Context{});
   cache.context_ids.assign(1, 0);
-  sql::Query query(db,
-                   "SELECT id, workstation, job, lot, shift, revision, employee FROM context "
-                   "ORDER BY id");
+  static const auto text = "SELECT id, " + ContextColumns() + " FROM context ORDER BY id";
+  sql::Query query(db, text);
   while (query.Step()) {
     auto& id = cache.context_ids.emplace_back();
-    auto& each = cache.contexts.emplace_back();
-    query.Read(id, each.workstation, each.job, each.lot, each.shift, each.revision, each.employee);
+    query.Read(id, cache.contexts.emplace_back());
     if (id <= 0) {
       throw std::runtime_error("The database is damaged: its table context has a row " +
                                std::to_string(id));
@@ -40,19 +37,16 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
   }
 }
 
+constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
+
 // Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
 // which is read last, counts.
-template <class Row, class Time>
-void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
-            std::int32_t part, std::int32_t test, const Row& row, Time time_of) {
+template <class Row, class Time = decltype(kEffectiveTime)>
+void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const Row& row,
+            Time time_of = kEffectiveTime) {
   auto& rows = all[{part, test}];
   if (!rows.empty() && time_of(rows.back()) == time_of(row)) rows.pop_back();
   rows.push_back(row);
-}
-template <class Row>
-void Append(std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>& all,
-            std::int32_t part, std::int32_t test, const Row& row) {
-  Append(all, part, test, row, [](const Row& each) { return catalogue::EffectiveTime(each); });
 }
 
 void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
@@ -152,12 +146,10 @@ void ReadRules(sql::Connection& db, StoreCache& cache) {
     }
     if (!sets.IsNull(1)) cache.rule_sets.back().second.push_back(sets.Int(1));
   }
-  sql::Query alarms(db,
-                    "SELECT part, process, test, graph, number, is_on FROM rule_alarm ORDER BY id");
-  while (alarms.Step()) {
-    auto& row = cache.alarms.emplace_back();
-    alarms.Read(row.part, row.process, row.test, row.graph, row.number, row.is_on);
-  }
+  cache.alarms =
+      sql::Query(db, "SELECT part, process, test, graph, number, is_on FROM rule_alarm ORDER BY id")
+          .All<AlarmRow>(&AlarmRow::part, &AlarmRow::process, &AlarmRow::test, &AlarmRow::graph,
+                         &AlarmRow::number, &AlarmRow::is_on);
 }
 
 void ReadSettings(sql::Connection& db, StoreCache& cache) {
@@ -182,7 +174,66 @@ std::shared_ptr<const T> Kept(std::shared_ptr<const T>& kept, Read read) {
   return kept;
 }
 
+// What occurs where: identifiers of one kind beside the subgroup.
+struct Occurrence {
+  std::int32_t item, subgroup, time;
+  friend auto operator<=>(const Occurrence&, const Occurrence&) = default;
+};
+
+std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& cache,
+                                        catalogue::ItemKind kind) {
+  std::vector<Occurrence> found;
+  const auto add = [&](std::int32_t item, std::int32_t subgroup, std::int32_t time) {
+    const Occurrence next{item, subgroup, time};
+    if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
+  };
+  if (kind == catalogue::ItemKind::Part || kind == catalogue::ItemKind::Process) {
+    sql::Query query(db, "SELECT part, process, id, time FROM subgroup");
+    while (query.Step()) {
+      add(query.Int(kind == catalogue::ItemKind::Part ? 0 : 1), query.Int(2), query.Int(3));
+    }
+  } else if (kind == catalogue::ItemKind::Test) {
+    sql::Query query(db,
+                     "SELECT s.test, m.subgroup, m.time FROM stream s "
+                     "JOIN measurement m ON m.stream = s.id");
+    while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
+  } else if (const auto in_context = PlaceInContext(kind)) {
+    sql::Query query(db,
+                     "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
+    while (query.Step()) {
+      const auto place = cache.PlaceOfContext(query.Int64(0));
+      if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
+      add(cache.contexts[*place][*in_context], query.Int(1), query.Int(2));
+    }
+  } else {
+    const auto* const in_row = std::ranges::find(kRowKinds, kind, &RowKind::kind);
+    if (in_row == std::end(kRowKinds)) return found;
+    sql::Query query(db, "SELECT subgroup, time, packed FROM measurement");
+    while (query.Step()) {
+      const auto view = PackedView::Of(query.Blob(2));
+      if (!view) {
+        throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(0)) +
+                                 " are damaged: their checksum does not fit");
+      }
+      for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
+        add(view->Key(i).*in_row->member, query.Int(0), query.Int(1));
+      }
+    }
+  }
+  std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
+}
+
 }  // namespace
+
+std::string ContextColumns() {
+  std::string columns;
+  for (const auto& each : kContextKinds) {
+    columns.append(columns.empty() ? "" : ", ").append(each.column);
+  }
+  return columns;
+}
 
 void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
   throw std::runtime_error("The database is damaged: subgroup " + std::to_string(subgroup) +
@@ -229,6 +280,19 @@ std::shared_ptr<const std::vector<catalogue::Descriptor>> StoreCache::Descriptor
 std::shared_ptr<const std::vector<catalogue::Item>> StoreCache::DescriptorGroups() {
   return Kept(references_.descriptor_groups,
               [&] { return catalogue::ReadDescriptorGroups(*connection_); });
+}
+
+std::unordered_map<std::int32_t, Occurrences> CountOccurrences(sql::Connection& db,
+                                                               const StoreCache& cache,
+                                                               catalogue::ItemKind kind) {
+  std::unordered_map<std::int32_t, Occurrences> counts;
+  for (const auto& each : ReadOccurrences(db, cache, kind)) {
+    auto& item = counts.try_emplace(each.item, Occurrences{0, each.time, each.time}).first->second;
+    item.first = std::min(item.first, each.time);
+    item.last = std::max(item.last, each.time);
+    ++item.subgroups;
+  }
+  return counts;
 }
 
 }  // namespace orvspc::engine::store

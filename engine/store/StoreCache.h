@@ -8,12 +8,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/limits.h"
+#include "platform/RowRecords.h"
 
 namespace orvspc::engine::store {
 
@@ -27,18 +29,44 @@ struct Stream {
   std::int64_t id = 0;
 };
 
-// Who and where of a measurement, a subgroup and test; many measurements share one.
-struct Context {
-  std::int32_t workstation = 0, job = 0, lot = 0, shift = 0, revision = 0, employee = 0;
-  friend bool operator==(const Context&, const Context&) = default;
-  friend auto operator<=>(const Context&, const Context&) = default;
+// The kinds of items that say who and where of a measurement, with the column of the table context,
+// which is that of an import too, and where a subgroup delivers them; null: it does not.
+struct ContextKind {
+  std::string_view column;
+  catalogue::ItemKind kind;
+  std::int32_t API_SubgroupData::*delivered;
 };
+inline constexpr ContextKind kContextKinds[] = {
+    {"workstation", catalogue::ItemKind::Workstation, &API_SubgroupData::Wkst},
+    {"job", catalogue::ItemKind::Job, &API_SubgroupData::Job},
+    {"lot", catalogue::ItemKind::Lot, &API_SubgroupData::Lot},
+    {"shift", catalogue::ItemKind::Shift, &API_SubgroupData::Shft},
+    {"revision", catalogue::ItemKind::Revision, &API_SubgroupData::Ptrv},
+    {"employee", catalogue::ItemKind::Employee, &API_SubgroupData::Empl},
+};
+// The columns with commas between them.
+std::string ContextColumns();
+
+// Who and where of a measurement, a subgroup and test, in the order of these kinds; 0: none. Many
+// measurements share one.
+using Context = std::array<std::int32_t, std::size(kContextKinds)>;
+
+// The place of a kind in a context; none when a context does not have it.
+constexpr std::optional<std::size_t> PlaceInContext(catalogue::ItemKind kind) {
+  for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {
+    if (kContextKinds[i].kind == kind) return i;
+  }
+  return std::nullopt;
+}
 
 struct AlarmRow {
   std::int32_t part = 0, process = 0, test = 0, graph = 0;  // 0: any
   std::int32_t number = 0;
   bool is_on = false;
 };
+
+template <class Row>
+using ByPartAndTest = std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>;
 
 // What a store keeps in memory; reread only after the database has changed.
 class StoreCache {
@@ -55,10 +83,10 @@ class StoreCache {
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
   std::vector<AlarmRow> alarms;
   std::map<std::string, std::string, std::less<>> settings;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCSpecLim>> spec_limits;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<ControlLimit>> control_limits;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CCDefOpp>> opportunities;
-  std::map<std::pair<std::int32_t, std::int32_t>, std::vector<API_CANccLim8>> net_contents;
+  ByPartAndTest<API_CCSpecLim> spec_limits;
+  ByPartAndTest<ControlLimit> control_limits;
+  ByPartAndTest<API_CCDefOpp> opportunities;
+  ByPartAndTest<API_CANccLim8> net_contents;
   std::int32_t zone_offset = 0;
 
   // Read when first asked for, inside a transaction.
@@ -88,5 +116,16 @@ class StoreCache {
 
 // A subgroup refers to a context that the database does not have.
 [[noreturn]] void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup);
+
+struct Occurrences {
+  std::int64_t subgroups = 0;
+  std::int32_t first = 0, last = 0;  // times of these subgroups
+};
+
+// The subgroups in which the items of a kind occur, by identifier. Reads the whole database, inside
+// a read transaction.
+std::unordered_map<std::int32_t, Occurrences> CountOccurrences(sql::Connection& db,
+                                                               const StoreCache& cache,
+                                                               catalogue::ItemKind kind);
 
 }  // namespace orvspc::engine::store

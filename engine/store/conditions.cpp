@@ -4,27 +4,58 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <string_view>
+#include <stdexcept>
+#include <string>
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::store {
+
+using catalogue::ItemKind;
+
 namespace {
 
-void SortUnique(std::vector<std::int32_t>& ids) {
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-}
+struct Cells {
+  std::span<const std::int32_t> cells;
+  std::size_t at = 0;
 
-void AppendMembers(sql::Connection& db, std::string_view kind, std::int32_t group,
-                   std::vector<std::int32_t>& ids) {
-  sql::Query query(
-      db,
-      "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
-      "WHERE g.id = ?1 AND g.kind = ?2",
-      group, kind);
-  while (query.Step()) ids.push_back(query.Int(0));
+  std::int32_t Next() {
+    if (at >= cells.size()) {
+      throw std::out_of_range("The filter of the selection ends inside a block, at cell " +
+                              std::to_string(at));
+    }
+    return cells[at++];
+  }
+  // A count that the rest of the array can hold.
+  std::size_t NextCount() {
+    const auto place = at;
+    const auto count = Next();
+    if (count < 0 || static_cast<std::size_t>(count) > cells.size() - at) {
+      throw std::out_of_range("The filter of the selection has a count of " +
+                              std::to_string(count) + " at cell " + std::to_string(place) +
+                              ", more than there are cells");
+    }
+    return static_cast<std::size_t>(count);
+  }
+};
+
+FilterBlock ReadBlock(Cells& cells, std::int32_t filter_type) {
+  if (filter_type != ftItemList && filter_type != ftGroup && filter_type != ftUnlimited) {
+    throw std::out_of_range("The selection has the unknown filter type " +
+                            std::to_string(filter_type));
+  }
+  FilterBlock block;
+  block.group = cells.Next();
+  if (filter_type == ftUnlimited) {
+    cells.Next();
+    return block;
+  }
+  block.items.resize(cells.NextCount());
+  for (auto& item : block.items) item = cells.Next();
+  block.limited = block.group != 0 || !block.items.empty();
+  block.is_group = filter_type == ftGroup;
+  return block;
 }
 
 // The wanted descriptors by group. A block none of whose descriptors exists asks for what no
@@ -75,53 +106,55 @@ Identifiers SubgroupsWith(sql::Connection& db, std::span<const FilterBlock> bloc
   return result;
 }
 
-struct StreamFilter {
-  Identifiers part, process, test;
-  std::int32_t types_of_selection = 0, types_of_caller = 0;
-
-  bool Takes(const Stream& stream) const {
-    return (types_of_selection == 0 || (types_of_selection & stream.test_type) != 0) &&
-           (types_of_caller == 0 || (types_of_caller & stream.test_type) != 0) &&
-           Has(process, stream.process) && Has(test, stream.test);
-  }
-};
-
-std::vector<Stream> Matching(const std::vector<Stream>& streams, const StreamFilter& filter) {
-  std::vector<Stream> result;
-  const auto take = [&](auto from, auto to) {
-    for (; from != to; ++from) {
-      if (filter.Takes(*from)) result.push_back(*from);
-    }
-  };
-  if (!filter.part) {
-    take(streams.begin(), streams.end());
-    return result;
-  }
-  for (const auto part : *filter.part) {
-    const auto from = std::partition_point(streams.begin(), streams.end(),
-                                           [&](const Stream& s) { return s.part < part; });
-    const auto to =
-        std::partition_point(from, streams.end(), [&](const Stream& s) { return s.part <= part; });
-    take(from, to);
-  }
-  return result;
+std::int32_t Saturated(std::int64_t stamp) {
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
 }
 
 }  // namespace
+
+FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells) {
+  Cells reader{cells};
+  FlatFilter filter;
+  for (std::size_t i = 0; i < filter.blocks.size(); ++i) {
+    filter.blocks[i] = ReadBlock(reader, info.*kFilterKinds[i].type);
+  }
+  if (info.Filter == 0) return filter;
+  const auto others = reader.NextCount();
+  for (std::size_t i = 0; i < others; ++i) {
+    // These blocks carry no filter type: an item list or a group have the same form.
+    auto block = ReadBlock(reader, ftItemList);
+    if (block.limited) filter.others.push_back(std::move(block));
+  }
+  return filter;
+}
+
+void SortUnique(std::vector<std::int32_t>& ids) {
+  std::ranges::sort(ids);
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+}
 
 bool Has(const Identifiers& ids, std::int32_t id) {
   return !ids || std::binary_search(ids->begin(), ids->end(), id);
 }
 
 // A group cell without an item stands for the members of now.
-Identifiers LookUpItems(sql::Connection& connection, std::string_view kind,
-                        const FilterBlock& block) {
+Identifiers LookUpItems(sql::Connection& connection, const FlatFilter& filter, ItemKind kind) {
+  const auto* const found = std::ranges::find(kFilterKinds, kind, &FilterKind::kind);
+  if (found == std::end(kFilterKinds)) return std::nullopt;
+  const auto& block = filter.blocks[static_cast<std::size_t>(found - kFilterKinds)];
   if (!block.limited) return std::nullopt;
   std::vector<std::int32_t> ids;
   for (const auto item : block.items) {
     if (!block.is_group || item != 0) ids.push_back(item);
   }
-  if (block.is_group && ids.empty()) AppendMembers(connection, kind, block.group, ids);
+  if (block.is_group && ids.empty()) {
+    sql::Query query(
+        connection,
+        "SELECT m.item FROM item_group g JOIN item_group_member m ON m.item_group = g.id "
+        "WHERE g.id = ?1 AND g.kind = ?2",
+        block.group, catalogue::WordOf(kind));
+    while (query.Step()) ids.push_back(query.Int(0));
+  }
   SortUnique(ids);
   return ids;
 }
@@ -130,27 +163,35 @@ Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const AP
                   std::span<const std::int32_t> filter, const SelectOptions& options) {
   const auto flat = ReadFilter(info, filter);
   Conditions result;
-  StreamFilter streams;
-  streams.part = LookUpItems(connection, "part", flat.part);
-  streams.process = LookUpItems(connection, "process", flat.process);
-  streams.test = LookUpItems(connection, "test", flat.test);
-  streams.types_of_selection = info.TestType;
-  streams.types_of_caller = options.test_types;
-  result.streams = Matching(cache.streams, streams);
+  const auto part = LookUpItems(connection, flat, ItemKind::Part);
+  const auto process = LookUpItems(connection, flat, ItemKind::Process);
+  const auto test = LookUpItems(connection, flat, ItemKind::Test);
+  const auto take = [&](std::span<const Stream> streams) {
+    for (const auto& stream : streams) {
+      const auto is_of = [&](std::int32_t types) {
+        return types == 0 || (types & stream.test_type) != 0;
+      };
+      if (is_of(info.TestType) && is_of(options.test_types) && Has(process, stream.process) &&
+          Has(test, stream.test)) {
+        result.streams.push_back(stream);
+      }
+    }
+  };
+  if (!part) take(cache.streams);
+  for (const auto id : part.value_or(std::vector<std::int32_t>())) {
+    take(std::ranges::equal_range(cache.streams, id, {}, &Stream::part));
+  }
 
-  const auto job = LookUpItems(connection, "job", flat.job);
-  const auto lot = LookUpItems(connection, "lot", flat.lot);
-  const auto shift = LookUpItems(connection, "shift", flat.shift);
-  const auto employee = LookUpItems(connection, "employee", flat.employee);
-  if (job || lot || shift || employee) {
-    result.contexts.reserve(cache.contexts.size());
-    for (const auto& each : cache.contexts) {
-      result.contexts.push_back(Has(job, each.job) && Has(lot, each.lot) &&
-                                Has(shift, each.shift) && Has(employee, each.employee));
+  for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {
+    const auto wanted = LookUpItems(connection, flat, kContextKinds[i].kind);
+    if (!wanted) continue;
+    result.contexts.resize(cache.contexts.size(), true);
+    for (std::size_t context = 0; context < cache.contexts.size(); ++context) {
+      if (!Has(wanted, cache.contexts[context][i])) result.contexts[context] = false;
     }
   }
   result.with_descriptors = SubgroupsWith(connection, flat.others);
-  result.defects = LookUpItems(connection, "defect", flat.defect);
+  result.defects = LookUpItems(connection, flat, ItemKind::Defect);
   result.defects_narrow_rows = options.defect_filter_narrows_rows;
   result.states = info.Status;
   result.item = std::max(info.ItemNo, 0);
@@ -177,20 +218,17 @@ TimeRange::TimeRange(const API_DSInfo& info, std::int32_t zone_offset)
   }
   const auto now = time::Now();
   const auto start = time::StartOfPeriod(now, period_, offset_);
-  const auto saturated = [](std::int64_t stamp) {
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(stamp, INT32_MIN, INT32_MAX));
-  };
   bounded_ = start && count_ > 0;
   if (!bounded_) return;
   if (type_ == drttMostRecent) {
     relative_ = true;
   } else if (type_ == drttCurrent) {
-    start_ = count_ == 1 ? saturated(*start)
+    start_ = count_ == 1 ? Saturated(*start)
                          : *time::PeriodsBefore(*start, period_, count_ - 1, offset_);
-    end_ = saturated(now);
+    end_ = Saturated(now);
   } else if (type_ == drttPrevious) {
     start_ = *time::PeriodsBefore(*start, period_, count_, offset_);
-    end_ = saturated(*start - 1);
+    end_ = Saturated(*start - 1);
   } else {
     bounded_ = false;
   }
@@ -204,8 +242,7 @@ void TimeRange::SetNewest(std::int32_t stamp) {
 
 void TimeRange::WriteBack(API_DSInfo& info, std::optional<std::int32_t> newest) const {
   if (type_ == drttStatic) return;
-  const auto now =
-      static_cast<std::int32_t>(std::clamp<std::int64_t>(time::Now(), INT32_MIN, INT32_MAX));
+  const auto now = Saturated(time::Now());
   info.TimeStart = start_;
   info.TimeEnd = end_;
   if (!bounded_) {

@@ -1,25 +1,62 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string_view>
 #include <vector>
 
 #include "engine/store/Store.h"
-#include "engine/store/flat_filter.h"
+#include "platform/SelectionRecord.h"
 
 namespace orvspc::engine::store {
+
+struct FilterBlock {
+  bool limited = false;    // false: every item
+  bool is_group = false;   // true: the group cell and an item of 0 stand for the members
+  std::int32_t group = 0;  // group cell
+  std::vector<std::int32_t> items;
+};
+
+// The kinds of items that a selection has a block for, in the order of the filter array, with the
+// field that gives the type of the block.
+struct FilterKind {
+  catalogue::ItemKind kind;
+  std::int32_t API_DSInfo::*type;
+};
+inline constexpr FilterKind kFilterKinds[] = {
+    {catalogue::ItemKind::Part, &API_DSInfo::AllPart},
+    {catalogue::ItemKind::Process, &API_DSInfo::AllProcess},
+    {catalogue::ItemKind::Test, &API_DSInfo::AllTest},
+    {catalogue::ItemKind::Job, &API_DSInfo::AllJob},
+    {catalogue::ItemKind::Lot, &API_DSInfo::AllLot},
+    {catalogue::ItemKind::Shift, &API_DSInfo::AllShift},
+    {catalogue::ItemKind::Employee, &API_DSInfo::AllEmployee},
+    {catalogue::ItemKind::Defect, &API_DSInfo::AllCode},
+};
+
+// The blocks of the flat selection, cut out of the filter array and not yet looked up.
+struct FlatFilter {
+  std::array<FilterBlock, std::size(kFilterKinds)> blocks;
+  std::vector<FilterBlock> others;  // of further descriptors
+};
+
+// Throws std::out_of_range with a reason for a person when the blocks pass the end of the array or
+// are none of the known forms.
+FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells);
 
 // Ascending identifiers; empty optional: every one.
 using Identifiers = std::optional<std::vector<std::int32_t>>;
 
+void SortUnique(std::vector<std::int32_t>& ids);
+
 bool Has(const Identifiers& ids, std::int32_t id);
 
-// The items of a block; kind is a word such as "part". A group stands for its members of now.
-Identifiers LookUpItems(sql::Connection& connection, std::string_view kind,
-                        const FilterBlock& block);
+// The wanted items of a kind, for one without a block every one. A group stands for its members of
+// now.
+Identifiers LookUpItems(sql::Connection& connection, const FlatFilter& filter,
+                        catalogue::ItemKind kind);
 
 inline constexpr std::int64_t kNoLimit = INT64_MAX;
 

@@ -36,14 +36,9 @@ std::uint32_t Checksum(const std::byte* data, std::size_t length) {
   return static_cast<std::uint32_t>(both ^ (both >> 32));
 }
 
-bool IsPlainRow(const TestRow& row, std::size_t place) {
-  return row.key.Tsno == static_cast<std::int32_t>(place + 1) && row.key.Sbno == 0 &&
-         row.key.Sn == 0 && row.key.Def == 0 && row.key.Gage == 0;
-}
-
 bool ArePlain(std::span<const TestRow> rows) {
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (!IsPlainRow(rows[i], i)) return false;
+    if (rows[i].key != PlainKey(i)) return false;
   }
   return true;
 }

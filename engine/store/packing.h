@@ -33,9 +33,7 @@ static_assert(sizeof(PackedHead) == 24);
 struct TestRow {
   double value = 0.0;
   RowKey key{};
-  friend bool operator==(const TestRow& a, const TestRow& b) {
-    return a.value == b.value && std::memcmp(&a.key, &b.key, sizeof(RowKey)) == 0;
-  }
+  friend bool operator==(const TestRow&, const TestRow&) = default;
 };
 
 struct PackedFacts {
@@ -72,7 +70,7 @@ class PackedView {
     return value;
   }
   RowKey Key(std::size_t row) const {
-    if (IsPlain()) return {0, static_cast<std::int32_t>(row + 1), 0, 0, 0};
+    if (IsPlain()) return PlainKey(row);
     RowKey key;
     std::memcpy(&key, body_ + Count() * sizeof(double) + row * sizeof(RowKey), sizeof key);
     return key;

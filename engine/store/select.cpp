@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/select.h"
-
 #include <algorithm>
 #include <atomic>
 #include <compare>
@@ -9,10 +7,7 @@
 #include <queue>
 #include <vector>
 
-#include "engine/store/conditions.h"
-#include "engine/store/other_end.h"
-#include "engine/store/parallel.h"
-#include "engine/store/stream_reader.h"
+#include "engine/store/SharedReading.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -24,27 +19,19 @@ struct Place {
   friend auto operator<=>(const Place&, const Place&) = default;
 };
 
-class Selection {
- public:
-  Selection(sql::Connection& connection, const StoreCache& cache, Conditions conditions,
-            TimeRange range, TwoThreads& threads)
-      : db_(connection),
-        cache_(cache),
-        conditions_(std::move(conditions)),
-        range_(range),
-        threads_(threads),
-        reader_(cache_, conditions_, range_) {}
-  Selection(const Selection&) = delete;
-  Selection& operator=(const Selection&) = delete;
+struct Selection {
+  sql::Connection& connection;
+  const StoreCache& cache;
+  Conditions conditions;
+  TimeRange range;
+  TwoThreads& threads;
+  StreamReader reader{cache, conditions, range};
 
-  void Run(DataSet& out);
-  // The newest time; none when nothing was selected.
+  // Both return the newest time; none when nothing was selected.
+  std::optional<std::int32_t> Run(DataSet& out);
   std::optional<std::int32_t> RunInBatches(BatchTaker& taker);
-  const TimeRange& Range() const { return range_; }
-
- private:
   void FindNewest();
-
+  void Read(DataSet& out);
   void RunOne(const Stream& stream, bool forward, DataSet& out);
   void RunAllMerged(DataSet& out);
   void RunNewestMerged(DataSet& out);
@@ -59,43 +46,41 @@ class Selection {
   void Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const;
   std::optional<std::int32_t> Bring(sql::Connection& db, const Stretch& stretch, std::size_t part,
                                     BatchTaker& taker) const;
-
-  sql::Connection& db_;
-  const StoreCache& cache_;
-  Conditions conditions_;
-  TimeRange range_;
-  TwoThreads& threads_;
-  StreamReader reader_;
 };
 
 void Selection::FindNewest() {
-  if (!range_.NeedsNewest()) return;
+  if (!range.NeedsNewest()) return;
   DataSet scratch;
   std::optional<std::int32_t> newest;
-  for (const auto& stream : conditions_.streams) {
-    reader_.Walk(db_, stream, false, [&](const PackedView& record, std::size_t context) {
+  for (const auto& stream : conditions.streams) {
+    reader.Walk(connection, stream, false, [&](const PackedView& record, std::size_t context) {
       if (newest && record.Time() <= *newest) return false;
-      if (!reader_.Take(stream, record, context, scratch)) return true;
+      if (!reader.Take(stream, record, context, scratch)) return true;
       newest = record.Time();
       return false;
     });
   }
-  if (newest) range_.SetNewest(*newest);
+  if (newest) range.SetNewest(*newest);
 }
 
 // Whether the number of subgroups asked for can cut any off.
 bool Selection::IsLimited() const {
-  return conditions_.limit <
-         cache_.highest_subgroup * static_cast<std::int64_t>(conditions_.streams.size());
+  return conditions.limit <
+         cache.highest_subgroup * static_cast<std::int64_t>(conditions.streams.size());
 }
 
-void Selection::Run(DataSet& out) {
-  const auto& streams = conditions_.streams;
+std::optional<std::int32_t> Selection::Run(DataSet& out) {
+  Read(out);
+  return out.subgroups.empty() ? std::nullopt : std::optional(out.subgroups.back().Sgtm);
+}
+
+void Selection::Read(DataSet& out) {
+  const auto& streams = conditions.streams;
   if (streams.empty()) return;
   const bool limited = IsLimited();
   if (streams.size() == 1 && limited) return RunOne(streams.front(), false, out);
   FindNewest();
-  if (range_.NeedsNewest()) return;
+  if (range.NeedsNewest()) return;
   if (streams.size() == 1) {
     RunOne(streams.front(), true, out);
   } else if (limited) {
@@ -107,18 +92,17 @@ void Selection::Run(DataSet& out) {
 
 void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
   DataSet read, others;
-  const auto limit = static_cast<std::uint64_t>(conditions_.limit);
-  const auto alone = threads_.second == nullptr ? kNoLimit : threads_.from / 8;
+  const auto limit = static_cast<std::uint64_t>(conditions.limit);
+  const auto alone = threads.second == nullptr ? kNoLimit : threads.from / 8;
   std::int64_t seen = 0;
   std::unique_ptr<OtherEnd> other;
-  reader_.Walk(db_, stream, forward, [&](const PackedView& record, std::size_t context) {
+  reader.Walk(connection, stream, forward, [&](const PackedView& record, std::size_t context) {
     // The walk began before the range of the newest was known.
-    if (!forward && record.Time() < range_.Start()) return false;
-    if (seen++ == alone && !range_.NeedsNewest())
-      other = Share(reader_, stream, !forward, threads_);
-    if (reader_.Take(stream, record, context, read)) {
-      if (range_.NeedsNewest()) range_.SetNewest(record.Time());
-      if (read.subgroups.size() == 1) reader_.Reserve(read);
+    if (!forward && record.Time() < range.Start()) return false;
+    if (seen++ == alone && !range.NeedsNewest()) other = Share(reader, stream, !forward, threads);
+    if (reader.Take(stream, record, context, read)) {
+      if (range.NeedsNewest()) range.SetNewest(record.Time());
+      if (read.subgroups.size() == 1) reader.Reserve(read);
       if (read.subgroups.size() >= limit && !forward) {
         if (other) other->Stop();
         return false;
@@ -126,14 +110,10 @@ void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
     }
     return !other || !other->Meets(record);
   });
-  const bool shared = other && read.subgroups.size() < limit;
-  if (shared) others = other->Finish();
+  if (other && read.subgroups.size() < limit) others = other->Finish();
   other.reset();
-  if (forward) {
-    out = shared ? Join(std::move(read), std::move(others), kNoLimit) : std::move(read);
-    return;
-  }
-  out = Join(std::move(others), std::move(read), conditions_.limit);
+  if (!forward) std::swap(read, others);
+  out = Join(std::move(read), std::move(others), conditions.limit);
 }
 
 Place PlaceOfLast(const DataSet& set) {
@@ -167,9 +147,9 @@ void Selection::RunAllMerged(DataSet& out) {
   DataSet read;
   std::vector<Place> places;
   std::vector<std::ptrdiff_t> ends;
-  for (const auto& stream : conditions_.streams) {
-    reader_.Walk(db_, stream, true, [&](const PackedView& record, std::size_t context) {
-      if (reader_.Take(stream, record, context, read)) places.push_back(PlaceOfLast(read));
+  for (const auto& stream : conditions.streams) {
+    reader.Walk(connection, stream, true, [&](const PackedView& record, std::size_t context) {
+      if (reader.Take(stream, record, context, read)) places.push_back(PlaceOfLast(read));
       return true;
     });
     ends.push_back(static_cast<std::ptrdiff_t>(places.size()));
@@ -180,14 +160,14 @@ void Selection::RunAllMerged(DataSet& out) {
 
 void Selection::RunNewestMerged(DataSet& out) {
   DataSet read;
-  const auto limit = static_cast<std::size_t>(conditions_.limit);
+  const auto limit = static_cast<std::size_t>(conditions.limit);
   // The newest so far, the oldest of them on top.
   std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
-  for (const auto& stream : conditions_.streams) {
-    reader_.Walk(db_, stream, false, [&](const PackedView& record, std::size_t context) {
+  for (const auto& stream : conditions.streams) {
+    reader.Walk(connection, stream, false, [&](const PackedView& record, std::size_t context) {
       const Place next{record.Time(), record.Subgroup(), stream.test, 0};
       if (newest.size() == limit && next < newest.top()) return false;
-      if (!reader_.Take(stream, record, context, read)) return true;
+      if (!reader.Take(stream, record, context, read)) return true;
       newest.push(PlaceOfLast(read));
       if (newest.size() > limit) newest.pop();
       return true;
@@ -202,18 +182,18 @@ void Selection::RunNewestMerged(DataSet& out) {
 // Cuts a stream into pieces of equal time. Equal time spans approximate equal work without counting
 // rows.
 void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const {
-  std::optional<std::int32_t> ends[2];
+  std::int64_t ends[2];
   static constexpr std::string_view kEnds[] = {
       "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
       "ORDER BY time LIMIT 1",
       "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
       "ORDER BY time DESC LIMIT 1"};
   for (int i = 0; i < 2; ++i) {
-    sql::Query query(db_, kEnds[i], stream.id, range_.Start(), range_.End());
-    if (query.Step()) ends[i] = query.Int(0);
+    sql::Query query(connection, kEnds[i], stream.id, range.Start(), range.End());
+    if (!query.Step()) return;
+    ends[i] = query.Int64(0);
   }
-  if (!ends[0] || !ends[1]) return;
-  const std::int64_t first = *ends[0], last = *ends[1];
+  const auto [first, last] = ends;
   std::int64_t start = first;
   for (int i = 1; i <= pieces && start <= last; ++i) {
     const auto end = first + (last - first) * i / pieces;
@@ -226,11 +206,11 @@ void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out)
 std::vector<Selection::Stretch> Selection::Stretches() const {
   // Enough for two threads to end together.
   constexpr int kPieces = 32;
-  const auto streams = static_cast<int>(std::min<std::size_t>(conditions_.streams.size(), kPieces));
+  const auto streams = static_cast<int>(std::min<std::size_t>(conditions.streams.size(), kPieces));
   std::vector<Stretch> stretches;
-  for (const auto& stream : conditions_.streams) {
-    if (threads_.second == nullptr) {
-      stretches.push_back({&stream, range_.Start(), range_.End()});
+  for (const auto& stream : conditions.streams) {
+    if (threads.second == nullptr) {
+      stretches.push_back({&stream, range.Start(), range.End()});
     } else {
       Cut(stream, kPieces / streams, stretches);
     }
@@ -252,28 +232,26 @@ std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch&
     batch.keys.clear();
     batch.sizes.clear();
   };
-  reader_.WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
-                      [&](const PackedView& record, std::size_t context) {
-                        reader_.Take(*stretch.stream, record, context, batch);
-                        if (batch.values.size() >= kBatch) flush();
-                        return true;
-                      });
+  reader.WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
+                     [&](const PackedView& record, std::size_t context) {
+                       reader.Take(*stretch.stream, record, context, batch);
+                       if (batch.values.size() >= kBatch) flush();
+                       return true;
+                     });
   flush();
   return newest;
 }
 
 std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
-  std::optional<std::int32_t> newest;
   if (IsLimited()) {
     DataSet all;
-    Run(all);
-    if (!all.subgroups.empty()) newest = all.subgroups.back().Sgtm;
+    const auto newest = Run(all);
     taker.Begin(1);
     taker.Take(0, all);
     return newest;
   }
   FindNewest();
-  const auto stretches = range_.NeedsNewest() ? std::vector<Stretch>() : Stretches();
+  const auto stretches = range.NeedsNewest() ? std::vector<Stretch>() : Stretches();
   taker.Begin(stretches.size());
   std::atomic<std::size_t> next = 0;
   std::atomic<bool> failed = false;
@@ -282,22 +260,23 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
     try {
       for (std::size_t i = next++; i < stretches.size() && !failed; i = next++) {
         const auto time = Bring(db, stretches[i], i, taker);
-        if (time && (!found || *time > *found)) found = time;
+        found = std::max(found, time);
       }
     } catch (...) {
       failed = true;
       throw;
     }
   };
-  if (threads_.second != nullptr && stretches.size() > 1 && threads_.second->Join()) {
+  if (threads.second != nullptr && stretches.size() > 1 && threads.second->Join()) {
     const struct Reading {
       SecondReader& second;
       ~Reading() { second.Leave(); }
-    } reading{*threads_.second};
-    threads_.used = true;
-    RunBoth([&] { work(db_, newest_of[0]); }, [&] { work(reading.second.Get(), newest_of[1]); });
+    } reading{*threads.second};
+    threads.used = true;
+    RunBoth([&] { work(connection, newest_of[0]); },
+            [&] { work(reading.second.Get(), newest_of[1]); });
   } else {
-    work(db_, newest_of[0]);
+    work(connection, newest_of[0]);
   }
   return std::max(newest_of[0], newest_of[1]);
 }
@@ -306,25 +285,11 @@ std::optional<std::int32_t> Selection::RunInBatches(BatchTaker& taker) {
 
 void RunSelection(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
                   std::span<const std::int32_t> filter, const SelectOptions& options,
-                  TwoThreads& threads, DataSet& out) {
-  Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
-                      TimeRange(info, cache.zone_offset), threads);
-  DataSet result;
-  selection.Run(result);
-  out = std::move(result);
-  std::optional<std::int32_t> newest;
-  if (!out.subgroups.empty()) newest = out.subgroups.back().Sgtm;
-  selection.Range().WriteBack(info, newest);
-  ResolveStatus(info);
-}
-
-void RunSelectionInBatches(sql::Connection& connection, const StoreCache& cache, API_DSInfo& info,
-                           std::span<const std::int32_t> filter, const SelectOptions& options,
-                           TwoThreads& threads, BatchTaker& taker) {
-  Selection selection(connection, cache, LookUp(connection, cache, info, filter, options),
-                      TimeRange(info, cache.zone_offset), threads);
-  const auto newest = selection.RunInBatches(taker);
-  selection.Range().WriteBack(info, newest);
+                  TwoThreads& threads, DataSet* out, BatchTaker* taker) {
+  Selection selection{connection, cache, LookUp(connection, cache, info, filter, options),
+                      TimeRange(info, cache.zone_offset), threads};
+  const auto newest = out != nullptr ? selection.Run(*out) : selection.RunInBatches(*taker);
+  selection.range.WriteBack(info, newest);
   ResolveStatus(info);
 }
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/store/large_pages.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::store {
@@ -25,17 +25,14 @@ void MakeKeyed(DataSet& set) {
 // The clustered index serves each of these without sorting. Time and subgroup are in the packed
 // record: fetching a column costs as much as a value.
 std::string_view StreamReader::TextOf(bool forward, bool with_context) {
-  if (with_context) {
-    return forward ? "SELECT packed, context FROM measurement "
-                     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time, subgroup"
-                   : "SELECT packed, context FROM measurement "
-                     "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-                     "ORDER BY time DESC, subgroup DESC";
-  }
-  return forward ? "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-                   "ORDER BY time, subgroup"
-                 : "SELECT packed FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-                   "ORDER BY time DESC, subgroup DESC";
+  static const auto text_of = [](const std::string& columns, const std::string& order) {
+    return "SELECT " + columns + " FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 " +
+           "ORDER BY time" + order + ", subgroup" + order;
+  };
+  static const std::string texts[2][2] = {
+      {text_of("packed", " DESC"), text_of("packed", "")},
+      {text_of("packed, context", " DESC"), text_of("packed, context", "")}};
+  return texts[with_context ? 1 : 0][forward ? 1 : 0];
 }
 
 std::size_t StreamReader::PlaceOf(std::int64_t context, std::int32_t subgroup) const {
@@ -122,12 +119,9 @@ void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record
   out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
   const auto& who = cache_.contexts[context];
-  subgroup.Wkst = who.workstation;
-  subgroup.Job = who.job;
-  subgroup.Lot = who.lot;
-  subgroup.Shft = who.shift;
-  subgroup.Ptrv = who.revision;
-  subgroup.Empl = who.employee;
+  for (std::size_t i = 0; i < who.size(); ++i) {
+    if (const auto member = kContextKinds[i].delivered) subgroup.*member = who[i];
+  }
 }
 
 // Names the damaged subgroup by the columns beside its record, which cannot be trusted.

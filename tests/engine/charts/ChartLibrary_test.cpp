@@ -7,7 +7,7 @@
 #include <cmath>
 #include <thread>
 
-#include "engine/store/OpenRun.h"
+#include "engine/store/Store.h"
 #include "tests/engine/store/store_fixture.h"
 
 // The chart library over a real database.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/EventLog.h"
+#include "engine/store/logs.h"
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine::import {

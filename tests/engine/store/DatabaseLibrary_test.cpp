@@ -7,7 +7,7 @@
 #include <cstring>
 #include <thread>
 
-#include "engine/store/OpenRun.h"
+#include "engine/store/Store.h"
 #include "engine/time/calendar.h"
 #include "platform/FixedText.h"
 #include "tests/engine/store/store_fixture.h"

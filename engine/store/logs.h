@@ -8,8 +8,8 @@
 
 #include "engine/store/Store.h"
 
-// The events of a quality database. Runs inside a transaction; throws SqlError, and what a
-// malformed filter throws.
+// The logs of a quality database: events and process states. Runs inside a transaction; throws
+// SqlError, and what a malformed filter throws.
 namespace orvspc::engine::store {
 
 // One stored event; identifiers are 0 and times empty where there is none.
@@ -31,5 +31,27 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
 
 // One event by its identifier.
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id);
+
+// A record of the log of process states. It holds from its time on until the next one of its
+// process.
+struct StateLogRow {
+  std::int32_t time = 0, process = 0, state = 0;
+  std::int32_t type = 0;  // ProcessStateTypes
+};
+
+inline constexpr std::int64_t kEveryRecord = INT64_MAX;
+
+// Records of a process (0: of every one) from a time up to and with another, by time; at most
+// `limit` of them.
+std::vector<StateLogRow> ReadStateLog(sql::Connection& connection, std::int32_t process,
+                                      std::int64_t from, std::int64_t to,
+                                      std::int64_t limit = kEveryRecord);
+
+// The latest record before a time; process 0: of any process.
+std::optional<StateLogRow> LatestStateBefore(sql::Connection& connection, std::int32_t process,
+                                             std::int64_t time);
+
+// Whether the process has any record.
+bool HasStateLog(sql::Connection& connection, std::int32_t process);
 
 }  // namespace orvspc::engine::store

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/mman.h>
+
 #include <cstddef>
 #include <cstdint>
-#include <exception>
+#include <functional>
+#include <future>
+#include <memory>
 #include <system_error>
-#include <thread>
-#include <utility>
 
+// What large data sets need: two threads and large pages.
 namespace orvspc::engine::store {
 
 // Below this many subgroups a second thread costs more than it saves.
@@ -18,28 +21,14 @@ inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 // threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {
-  std::exception_ptr failures[2];
-  const auto guarded = [](auto& work, std::exception_ptr& failure) {
-    try {
-      work();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  };
-  std::thread helper;
+  std::future<void> other;
   try {
-    helper = std::thread([&] { guarded(second, failures[1]); });
+    other = std::async(std::launch::async, std::ref(second));
   } catch (const std::system_error&) {
-    guarded(first, failures[0]);
-    guarded(second, failures[1]);
+    other = std::async(std::launch::deferred, std::ref(second));
   }
-  if (helper.joinable()) {
-    guarded(first, failures[0]);
-    helper.join();
-  }
-  for (auto& failure : failures) {
-    if (failure) std::rethrow_exception(std::move(failure));
-  }
+  first();  // what it throws waits for the other thread
+  other.get();
 }
 
 // work(begin, end) over 0..count, cut in two for two threads when there is enough to do.
@@ -51,6 +40,19 @@ void ForHalves(std::size_t count, Work&& work, std::int64_t worth = kWorthTwoThr
   }
   const auto middle = count / 2;
   RunBoth([&] { work(std::size_t{0}, middle); }, [&] { work(middle, count); });
+}
+
+// Asks the system for large pages below memory that is about to be filled whole. A million
+// subgroups would otherwise be a hundred thousand page faults, half the time of their chart.
+// Blocks that hold no whole large page are left alone, and so is every system without such a call.
+inline void PreferLargePages([[maybe_unused]] const void* data,
+                             [[maybe_unused]] std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t kLarge = std::size_t{1} << 21;
+  auto* first = const_cast<void*>(data);
+  if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
+  madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
+#endif
 }
 
 }  // namespace orvspc::engine::store

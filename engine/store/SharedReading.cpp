@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/other_end.h"
+#include "engine/store/SharedReading.h"
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
 #include <utility>
 
 namespace orvspc::engine::store {
-
 namespace {
 
 // Time and subgroup in one order-preserving word; 0 sorts before every subgroup.
@@ -21,6 +21,36 @@ std::uint64_t PointOfLast(const DataSet& set) {
 }
 
 }  // namespace
+
+std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcept {
+  try {
+    auto connection = first.OpenReader();
+    if (connection == nullptr) return nullptr;
+    return std::unique_ptr<SecondReader>(new SecondReader(std::move(connection)));
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+bool SecondReader::Note() noexcept {
+  try {
+    noted_ = connection_->DataVersion();
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+bool SecondReader::Join() noexcept {
+  try {
+    reading_.emplace(*connection_, sql::TransactionKind::Read);
+    if (connection_->DataVersion() == noted_) return true;
+  } catch (const std::exception&) {
+    // The first connection goes on alone.
+  }
+  Leave();
+  return false;
+}
 
 bool OtherEnd::Meets(const PackedView& record, bool forward, Progress& progress) {
   const auto point = PointOf(record.Time(), record.Subgroup());

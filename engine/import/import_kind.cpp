@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/import/import_kind.h"
+
+#include <algorithm>
+
+namespace orvspc::engine::import {
+
+std::string InsertInto(std::string_view row) {
+  std::string text = "INSERT INTO " + std::string(row) + " VALUES(?1";
+  const auto commas = std::ranges::count(row, ',');
+  for (std::ptrdiff_t i = 0; i < commas; ++i) text += ", ?" + std::to_string(i + 2);
+  return text + ")";
+}
+
+std::vector<std::string_view> WordsOf(std::string_view text) {
+  std::vector<std::string_view> words;
+  while (!text.empty()) {
+    const auto stop = std::min(text.find(' '), text.size());
+    if (stop > 0) words.push_back(text.substr(0, stop));
+    text.remove_prefix(std::min(stop + 1, text.size()));
+  }
+  return words;
+}
+
+ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
+  static const auto select = catalogue::TextsByKind(
+      [](catalogue::ItemKind each) { return "SELECT name, id FROM " + catalogue::TableOf(each); });
+  auto& table = tables_[static_cast<std::size_t>(kind)];
+  if (!table.read) {
+    sql::Query query(db_, select[static_cast<std::size_t>(kind)]);
+    while (query.Step()) table.ids.emplace(query.Text(0), query.Int(1));
+    table.read = true;
+  }
+  return table;
+}
+
+std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::string_view name) {
+  const auto& ids = Of(kind).ids;
+  const auto found = ids.find(name);
+  return found == ids.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
+  if (const auto id = Find(kind, name)) return *id;
+  static const auto insert = catalogue::TextsByKind([](catalogue::ItemKind each) {
+    return "INSERT INTO " + catalogue::TableOf(each) + "(name) VALUES(?1) RETURNING id";
+  });
+  const auto id =
+      static_cast<std::int32_t>(*IntOf(db_, insert[static_cast<std::size_t>(kind)], name));
+  Of(kind).ids.emplace(name, id);
+  ++added_;
+  return id;
+}
+
+std::array<std::int32_t, 3> ImportFile::Version(std::size_t part, std::size_t test,
+                                                std::size_t effective, Reference process) {
+  const std::array version{Item(part, catalogue::ItemKind::Part),
+                           Item(test, catalogue::ItemKind::Test),
+                           table.OptionalStamp(effective).value_or(time::kNoStamp)};
+  const auto of = static_cast<std::int32_t>(process.id);
+  if (!versions.insert({version[0], version[1], version[2], of}).second) {
+    table.Refuse(test, "the file has a line for the same time already");
+  }
+  return version;
+}
+
+bool ImportFile::AddToGroup(catalogue::ItemKind kind, std::string_view group, std::int32_t item) {
+  report.new_names +=
+      Run(db, "INSERT INTO item_group(kind, name) VALUES(?1, ?2) ON CONFLICT DO NOTHING",
+          catalogue::WordOf(kind), group);
+  return Run(db,
+             "INSERT INTO item_group_member(item_group, item) "
+             "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2 ON CONFLICT DO NOTHING",
+             catalogue::WordOf(kind), group, item) != 0;
+}
+
+}  // namespace orvspc::engine::import
