@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow]
 # --slow also runs the tests with the label "slow", and clang-tidy over the tests. Each stage's
-# output goes to build/logs; what fails is shown. Exit status 0 when every stage passed.
+# output goes to build/logs; what fails is shown, and at the end the time of each stage beside its
+# processor time. Exit status 0 when every stage passed.
 set -uo pipefail
 cd "$(dirname "$0")"
 # shellcheck source=tools/packages.sh
@@ -24,25 +25,34 @@ table=()
 failed=()
 began=$SECONDS
 
-row() { table+=("$(printf '%-34s %-7s %5d s' "$1" "$2" "$3")"); }
+line() { printf '%-34s %-7s %5d s %5d s' "$@"; }
+row() { table+=("$(line "$@")"); }
+
+# Sets `spent` to the processor seconds of all stages so far.
+spent=0
+measure() {
+  times >"$logs/times"
+  spent=$(awk 'END { split($1 $2, t, /[ms]/); printf "%d", 60 * (t[1] + t[3]) + t[2] + t[4] }' \
+              "$logs/times")
+}
 
 # stage NAME LOG COMMAND...: runs the command, keeps its output, notes result and time.
 stage() {
-  local name=$1 log=$logs/$2.log start=$SECONDS
+  local name=$1 log=$logs/$2.log start=$SECONDS before=$spent result=passed
   shift 2
   printf '==> %s\n' "$name"
-  if "$@" >"$log" 2>&1 </dev/null; then
-    row "$name" passed $((SECONDS - start))
-    return 0
+  if ! "$@" >"$log" 2>&1 </dev/null; then
+    result=FAILED
+    tail -n 80 "$log"
+    failed+=("$name")
   fi
-  tail -n 80 "$log"
-  row "$name" FAILED $((SECONDS - start))
-  failed+=("$name")
-  return 1
+  measure
+  row "$name" $result $((SECONDS - start)) $((spent - before))
+  [ $result = passed ]
 }
 
 # A stage that cannot be run because an earlier one failed counts as failed.
-not_run() { row "$1" "not run" 0; failed+=("$1"); }
+not_run() { row "$1" "not run" 0 0; failed+=("$1"); }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1" -- -k 0; }
 
@@ -105,8 +115,9 @@ fi
 stage "clang-tidy" tidy tidy
 
 printf '\n'
+printf '%-34s %-7s %7s %7s\n' stage result time processor
 printf '%s\n' "${table[@]}"
-printf '%-34s %-7s %5d s\n' "all" "" $((SECONDS - began))
+printf '%s\n' "$(line all "" $((SECONDS - began)) "$spent")"
 if [ ${#failed[@]} -gt 0 ]; then
   printf 'FAILED: %s of %s stages; output in build/logs\n' "${#failed[@]}" "${#table[@]}"
   exit 1
