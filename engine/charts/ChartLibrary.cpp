@@ -46,7 +46,7 @@ void Close(ThreadState& state) {
 
 template <class Run>
 Latest& Open(ThreadState& state, const Run& run, std::int32_t handle) {
-  thread_local std::vector<store::StreamKey> keys;
+  thread_local std::vector<store::StreamIds> keys;
   keys.clear();
   auto& latest = state.latest.Begin(handle);
   const auto streams = run.Streams();

@@ -3,6 +3,8 @@
 
 #include <iterator>
 
+#include "platform/ChartWord.h"
+
 namespace orvspc::engine::charts {
 namespace {
 
@@ -13,13 +15,12 @@ constexpr std::int32_t kXBar = 1, kXMed = 2, kIx = 3;
 constexpr std::int32_t kRange = 1, kSd = 2, kMr = 3, kCv = 4;
 constexpr std::int32_t kCusumBit = 16;
 
-struct Codes {
-  std::int32_t graph1, graph2, graph3;
+using platform::ChartCodes;
+using platform::ChartCodesOf;
 
-  bool IsThreeWay() const { return (graph1 == kXBar || graph1 == kXMed) && graph2 == kMr; }
-};
-
-Codes CodesOf(std::int32_t word) { return {(word >> 8) & 15, (word >> 4) & 15, word & 15}; }
+bool IsThreeWay(const ChartCodes& codes) {
+  return (codes.graph1 == kXBar || codes.graph1 == kXMed) && codes.graph2 == kMr;
+}
 
 // None for a code that the graph has not.
 ChartKind KindOf(std::int32_t graph, std::int32_t code) {
@@ -30,7 +31,7 @@ ChartKind KindOf(std::int32_t graph, std::int32_t code) {
 }
 
 bool IsWord(std::int32_t word, bool knows_graph1) {
-  const auto codes = CodesOf(word);
+  const auto codes = ChartCodesOf(word);
   const auto has = [](std::int32_t graph, std::int32_t code) {
     return code == 0 || KindOf(graph, code) != ChartKind::None;
   };
@@ -38,7 +39,7 @@ bool IsWord(std::int32_t word, bool knows_graph1) {
          has(3, codes.graph3);
 }
 
-Codes BestGuess(Codes asked, bool leave_all, const DataShape& shape) {
+ChartCodes BestGuess(ChartCodes asked, bool leave_all, const DataShape& shape) {
   asked.graph1 = shape.SinglePieces() ? kIx : kXBar;
   if (!leave_all) return asked;
   asked.graph2 = shape.SinglePieces() ? kMr : shape.RangesServe() ? kRange : kSd;
@@ -76,18 +77,18 @@ std::int32_t BestGuess(const AttributeShape& shape) {
 }  // namespace
 
 bool IsVariableWord(std::int32_t chart_word) {
-  return IsWord(chart_word, KindOf(1, CodesOf(chart_word).graph1) != ChartKind::None);
+  return IsWord(chart_word, KindOf(1, ChartCodesOf(chart_word).graph1) != ChartKind::None);
 }
 
 bool IsIndividualsWord(std::int32_t chart_word) {
-  const auto codes = CodesOf(chart_word);
-  return codes.graph1 == kIx || codes.IsThreeWay();
+  const auto codes = ChartCodesOf(chart_word);
+  return codes.graph1 == kIx || IsThreeWay(codes);
 }
 
 ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_word,
                             const DataShape& shape) {
   ChartPlan plan;
-  auto codes = CodesOf(chart_word);
+  auto codes = ChartCodesOf(chart_word);
   if (codes.graph1 == 0) codes = BestGuess(codes, chart_word == 0, shape);
 
   if (shape.SinglePieces()) {
@@ -111,7 +112,7 @@ ChartPlan PlanVariableChart(std::int32_t chart_word, std::int32_t processing_wor
 
   plan.kinds[0] = KindOf(1, codes.graph1);
   plan.kinds[1] = KindOf(2, codes.graph2);
-  plan.three_way = codes.IsThreeWay();
+  plan.three_way = IsThreeWay(codes);
   if (codes.graph3 != 0) {
     // A three-way chart is about the subgroup: its third graph looks inside the subgroup.
     const bool within = shape.HasReadings() && (!plan.three_way || shape.SinglePieces());
@@ -131,13 +132,13 @@ bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word) {
 }
 
 bool IsAttributeWord(std::int32_t chart_word) {
-  return IsWord(chart_word, ChartOf(CodesOf(chart_word).graph1) != nullptr);
+  return IsWord(chart_word, ChartOf(ChartCodesOf(chart_word).graph1) != nullptr);
 }
 
 AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processing_word, double ewma,
                                  const AttributeShape& shape) {
   AttributePlan plan;
-  const auto graph1 = CodesOf(chart_word).graph1;
+  const auto graph1 = ChartCodesOf(chart_word).graph1;
   plan.chart = ChartOf(graph1 == 0 ? BestGuess(shape) : graph1);
   if ((chart_word & 0xFF) != 0) {
     plan.notes.push_back(

@@ -40,7 +40,7 @@ struct KindRow {
   ChartKind kind;
   std::int32_t graph, code;  // in the chart word; 0 where no word asks for it by itself
   SizeOf size;
-  Source source;       // of the sigma behind its limits
+  Source source;       // of the sigma of a graph 2 or 3; that of graph 1 follows graph 2
   bool every_rule;     // run rules judge its points; otherwise the limits rule alone
   bool lines_by_size;  // its lines depend on nothing but figures of the stream and the pieces
 };

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "platform/ChartWord.h"
 #include "platform/TimeText.h"
 
 namespace orvspc::engine::import {
@@ -186,10 +187,7 @@ std::int32_t ImportTable::ChartWord(std::size_t column) const {
   } else {
     word = Whole(column, 0, 0xfff, 0);
   }
-  const auto graph1 = word >> 8, graph2 = (word >> 4) & 15, graph3 = word & 15;
-  if (graph1 == 6 || graph1 == 7 || graph2 > 4 || graph3 > 2) {
-    Refuse(column, "is the word of no chart");
-  }
+  if (!platform::IsChartWord(word)) Refuse(column, "is the word of no chart");
   return word;
 }
 

@@ -134,13 +134,13 @@ API_CommentData CommentRow(const sql::Query& query, bool& cut) {
   return row;
 }
 
-std::vector<StreamKey> StreamsOf(Store& store, std::int32_t handle, API_DSInfo info,
+std::vector<StreamIds> StreamsOf(Store& store, std::int32_t handle, API_DSInfo info,
                                  std::span<const std::int32_t> filter) {
   const auto open = OpenRunStreams(handle);
   if (!open.empty()) return {open.begin(), open.end()};
   DataSet data;
   if (!store.Select(info, filter, {}, data)) return {};
-  std::set<StreamKey> streams;
+  std::set<StreamIds> streams;
   for (const auto& each : data.subgroups) streams.insert({each.Part, each.Prcs, each.Test});
   return {streams.begin(), streams.end()};
 }

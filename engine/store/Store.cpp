@@ -8,7 +8,7 @@ namespace {
 
 struct OpenRun {
   std::int32_t handle = 0;
-  std::vector<StreamKey> streams;
+  std::vector<StreamIds> streams;
 };
 thread_local OpenRun open_run;
 
@@ -54,14 +54,14 @@ void Store::KeepCurrentFailure() noexcept {
   }
 }
 
-void SetOpenRun(std::int32_t handle, std::span<const StreamKey> streams) {
+void SetOpenRun(std::int32_t handle, std::span<const StreamIds> streams) {
   open_run.handle = handle;
   open_run.streams.assign(streams.begin(), streams.end());
 }
 
 void ClearOpenRun() { open_run.streams.clear(); }
 
-std::span<const StreamKey> OpenRunStreams(std::int32_t handle) {
+std::span<const StreamIds> OpenRunStreams(std::int32_t handle) {
   if (open_run.handle != handle) return {};
   return open_run.streams;
 }

@@ -192,17 +192,17 @@ std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {
 
 // Which streams the chart run that is open on this thread has, so that the alarm mask need not
 // select them a second time.
-struct StreamKey {
+struct StreamIds {
   std::int32_t part = 0, process = 0, test = 0;
-  friend auto operator<=>(const StreamKey&, const StreamKey&) = default;
+  friend auto operator<=>(const StreamIds&, const StreamIds&) = default;
 };
 
 // The chart library calls these for the run that it opens and closes.
-void SetOpenRun(std::int32_t handle, std::span<const StreamKey> streams);
+void SetOpenRun(std::int32_t handle, std::span<const StreamIds> streams);
 void ClearOpenRun();
 
 // Streams of the run open on this thread for that connection; empty when there is none.
-std::span<const StreamKey> OpenRunStreams(std::int32_t handle);
+std::span<const StreamIds> OpenRunStreams(std::int32_t handle);
 
 // The setting sigma_estimator; an unknown one is noted and mvlue used.
 statistics::EstimatorSetting EstimatorSettingOf(Store& store);

@@ -29,8 +29,10 @@ struct Stream {
   std::int64_t id = 0;
 };
 
-// The kinds of items that say who and where of a measurement, with the column of the table context,
-// which is that of an import too, and where a subgroup delivers them; null: it does not.
+// The kinds of items that say who and where of a measurement, each once, since conditions and
+// counts go by the kind:
+//   column     of the table context and of an import
+//   delivered  where a subgroup delivers them; null: it does not
 struct ContextKind {
   std::string_view column;
   catalogue::ItemKind kind;

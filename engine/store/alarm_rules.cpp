@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/ChartWord.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::store {
@@ -33,13 +34,14 @@ int Narrowness(const AlarmRow& row, std::int32_t part, std::int32_t process, std
 
 bool Applies(const StoredRule& rule, std::int32_t chart_word, std::int32_t graph) {
   if (graph != 1) return rule.kind == "limit";
-  switch (const auto type = (chart_word >> 8) & 15) {
-    case ccGraph1Pc:
+  const auto codes = platform::ChartCodesOf(chart_word);
+  switch (codes.graph1) {
+    case ccGraph1Pc:  // up to here the codes are the numbers of the enumerators
       return IsPieceRule(rule);
     case ccGraph1Ma:
       return rule.kind == "limit";
     default: {
-      if (type < ccGraph1BestGuessAttribute) return !IsPieceRule(rule);
+      if (!codes.IsOfCounts()) return !IsPieceRule(rule);
       const bool is_run = rule.kind == "zone" && rule.zone == 0.0;
       return rule.kind == "limit" || is_run || rule.kind == "trend" || rule.kind == "alternate";
     }

@@ -6,8 +6,7 @@
 #include "chart/CCProcessing.h"
 
 // The two packed words of the chart library, from the settings and back. The chart word has a
-// nibble for each graph: bits 8 to 11 graph 1, 4 to 7 graph 2, 0 to 3 graph 3. What a table does
-// not hold becomes 0.
+// nibble for each graph (platform/ChartWord.h). What a table does not hold becomes 0.
 namespace orvspc::chart_codes {
 
 inline constexpr std::int32_t kGraph1Bits = 3840;

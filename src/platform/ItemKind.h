@@ -42,6 +42,7 @@ inline constexpr std::string_view kItemKindWords[] = {
     "acc-code", "cac-code",   "state-code", "event-name",      "company",     "division",
     "site",     "department", "area",       "production-unit", "requirement"};
 inline constexpr int kItemKinds = static_cast<int>(std::size(kItemKindWords));
+static_assert(kItemKinds == static_cast<int>(ItemKind::Requirement) + 1, "a word for each kind");
 
 // In the singular.
 inline std::string_view WordOf(ItemKind kind) {

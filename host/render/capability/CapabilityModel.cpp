@@ -18,7 +18,7 @@ constexpr std::int32_t kMavLp = 2, kMavUp = 32, kT1Lp = 512, kT2Lp = 2048, kT1Up
 
 constexpr const char* kShortTerm = "\xCF\x83 short-term";
 
-std::string Counted(double count, const std::string& one) {
+std::string CountText(double count, const std::string& one) {
   return Fixed(count, 0) + " " + one + (count == 1.0 ? "" : "s");
 }
 
@@ -38,8 +38,8 @@ std::string AxisText(const CAProcessing* processing) {
 
 std::string SubtitleText(const CapabilityRead& capability) {
   const CAProcessing* processing = capability.processing.get();
-  return Counted(capability.Figure("Summary.PieceCount"), "piece") + " in " +
-         Counted(capability.Figure("Summary.SubgroupCount"), "subgroup") + ", " +
+  return CountText(capability.Figure("Summary.PieceCount"), "piece") + " in " +
+         CountText(capability.Figure("Summary.SubgroupCount"), "subgroup") + ", " +
          CurveName(capability.johnson_curve_type) +
          (processing && processing->AllowOverride() ? ", limits as given for this run" : "");
 }

@@ -495,7 +495,7 @@ TEST_F(AlarmMaskTest, TheStreamsOfTheOpenRunCountInPlaceOfTheSelection) {
   ImportSmall();
   Import("number,on,part\n1,yes,\n5,yes,B\n", ImportKind::Alarms);
   EXPECT_EQ(Mask(0x110)[0], 2 | 32);  // B is in the selection
-  const StreamKey only_a[] = {{Id(ItemKind::Part, "A"), 1, 1}};
+  const StreamIds only_a[] = {{Id(ItemKind::Part, "A"), 1, 1}};
   SetOpenRun(Db().ConnectionHandle(), only_a);
   EXPECT_EQ(Mask(0x110)[0], 2);
   ClearOpenRun();
