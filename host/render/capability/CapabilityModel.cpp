@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "host/render/capability/Capability.h"
 #include "host/render/core/Numbers.h"
@@ -260,8 +259,6 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
 
 Range ValueRange(const CapabilityView& view) {
   if (view.bars.empty()) return {0.0, 1.0};
-  // An axis whose length is no number shows nothing at all; what lies beyond this one is left out.
-  constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
   const double low = std::clamp(view.bars.front().low, -kFurthest, kFurthest);
   const double high = std::clamp(view.bars.back().high, -kFurthest, kFurthest);
   Range range{low, high};

@@ -127,26 +127,27 @@ void ReadBins(CABins& bins, const CapabilityReport* fit, CapabilityRead& read) {
   const double count = read.Figure("Summary.PieceCount");
   const double mean = read.Figure("Summary.Mean");
   const double deviation = read.Figure("Summary.LongTermSD");
-  const bool told = fit && !fit->law.empty();
+  const bool has_expected = fit && !fit->law.empty();
   const bool normal = !fit && read.johnson_curve_type == caJohnsonTypeNone && deviation > 0.0;
-  for (bool more = bins.MoveFirst(); more; more = bins.MoveNext()) {
+  std::size_t place = 0;
+  read.bins = ReadRows(bins, [&] {
     HistogramBar bin{bins.XMin(), bins.XMax(), bins.YMax(), kNaN, bins.YMin()};
-    if (told && read.bins.size() < fit->expected.size())
-      bin.expected = fit->expected[read.bins.size()];
+    if (has_expected && place < fit->expected.size()) bin.expected = fit->expected[place];
     if (normal) bin.expected = count * NormalShare(bin.low, bin.high, mean, deviation);
-    read.bins.push_back(bin);
-  }
+    ++place;
+    return bin;
+  });
 }
 
 void ReadCurve(CACurve& curve, CapabilityRead& read) {
-  for (bool more = curve.MoveFirst(); more; more = curve.MoveNext()) {
-    read.curve_x.push_back(curve.X());
+  read.curve_x = ReadRows(curve, [&] { return curve.X(); });
+  read.curve_y = ReadRows(curve, [&] {
     try {
-      read.curve_y.push_back(curve.Y());
+      return curve.Y();
     } catch (const Failure&) {
-      read.curve_y.push_back(kNaN);  // a stored curve can have fewer of them
+      return kNaN;  // a stored curve can have fewer of them
     }
-  }
+  });
 }
 
 // An object for each record.

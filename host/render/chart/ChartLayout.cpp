@@ -118,8 +118,6 @@ Range AxisRange(const GraphView& graph) {
     range = with_specification;
 
   if (range.low > range.high) return {0.0, 1.0};
-  // An axis whose length is no number shows nothing at all; what lies beyond this one is left out.
-  constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
   range = {std::clamp(range.low, -kFurthest, kFurthest),
            std::clamp(range.high, -kFurthest, kFurthest)};
   if (range.low == range.high) {

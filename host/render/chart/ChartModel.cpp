@@ -80,17 +80,6 @@ using StreamKey = std::array<std::int32_t, 3>;
 
 StreamKey KeyOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
 
-std::string NameText(NameKind kind, std::int32_t id, const Names& names) {
-  const std::string text = PlainText(names(kind, id));
-  return text.empty() ? "#" + std::to_string(id) : text;
-}
-
-std::string StreamName(const StreamKey& key, const Names& names) {
-  return NameText(NameKind::Part, key[0], names) + " / " +
-         NameText(NameKind::Process, key[1], names) + " / " +
-         NameText(NameKind::Test, key[2], names);
-}
-
 // "Ring / 2 processes / Diameter"
 std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) {
   if (rows.empty()) return "Control chart";
@@ -103,7 +92,7 @@ std::string TitleText(const std::vector<SubgroupRow>& rows, const Names& names) 
   static constexpr const char* kPlurals[] = {" parts", " processes", " tests"};
   std::vector<std::string> texts;
   for (std::size_t k = 0; k < distinct.size(); ++k)
-    texts.push_back(distinct[k].size() == 1 ? NameText(kKinds[k], *distinct[k].begin(), names)
+    texts.push_back(distinct[k].size() == 1 ? NameOrNumber(names, kKinds[k], *distinct[k].begin())
                                             : std::to_string(distinct[k].size()) + kPlurals[k]);
   return Joined(texts, " / ");
 }
@@ -121,7 +110,7 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
         places.emplace(KeyOf(row), static_cast<std::int32_t>(view.stream_views.size()));
     if (added) {
       StreamView& stream = view.stream_views.emplace_back();
-      stream.name = StreamName(found->first, names);
+      stream.name = StreamName(names, row.part, row.prcs, row.test);
       stream.mean.value = stream.sp.value = stream.sw.value = kNaN;
     }
     view.streams.push_back(found->second);

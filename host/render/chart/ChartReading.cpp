@@ -195,7 +195,11 @@ void WriteRows(JsonWriter& json, const char* key, const std::vector<LimitRow>& r
           std::ranges::find(kSpecificationLimits, column, &SpecificationLimit::column);
       const bool given = limit == std::end(kSpecificationLimits) || (enabled & limit->bit) != 0;
       json.Key(column);
-      given ? WriteCell(json, column, cell) : json.Null();
+      if (given) {
+        WriteCell(json, column, cell);
+      } else {
+        json.Null();
+      }
     }
   });
 }

@@ -69,7 +69,8 @@ class JsonWriter {
   // null where the value is not given.
   template <class Type>
   void MemberIf(bool given, std::string_view key, const Type& value) {
-    given ? Member(key, value) : NullMember(key);
+    if (!given) return NullMember(key);
+    Member(key, value);
   }
 
   // Members of an open object: key and value in turn.

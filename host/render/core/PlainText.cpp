@@ -115,7 +115,11 @@ std::string EscapeMarkup(std::string_view text) {
   std::string out;
   for (const char c : PlainText(text)) {
     const std::size_t sign = kSigns.find(c);
-    sign == kSigns.npos ? out += c : out += kEscapes[sign];
+    if (sign == kSigns.npos) {
+      out += c;
+    } else {
+      out += kEscapes[sign];
+    }
   }
   return out;
 }

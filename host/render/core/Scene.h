@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,6 +32,9 @@ std::string FittingText(std::string_view text, double units);
 struct Range {
   double low = 0.0, high = 1.0;
 };
+
+// What lies further out is left out: an axis whose length is no finite number shows nothing at all.
+inline constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
 
 // A label that wants to stand at `wanted`; PushApart gives it `at`, at least `gap` from the next
 // one and inside [low, high] as long as there is room.

@@ -22,9 +22,8 @@ bool IsNumbers(const std::string& heading) { return heading.starts_with('#'); }
 
 // The cells as they are shown, the headings first. Below a title that stands over the first column
 // they are indented.
-using Cells = std::vector<std::vector<std::string>>;
-Cells CellsOf(const Table& table) {
-  Cells cells = {table.headings};
+TextWriter::Cells CellsOf(const Table& table) {
+  TextWriter::Cells cells = {table.headings};
   for (auto& heading : cells[0])
     if (heading.starts_with('#') || heading.starts_with('@')) heading.erase(0, 1);
   if (table.headings[0].empty()) cells[0][0] = table.title;
@@ -50,7 +49,7 @@ struct Column {
   std::size_t width = 0, least = 0;
 };
 
-Column Measure(const Cells& cells, const std::string& heading, std::size_t c) {
+Column Measure(const TextWriter::Cells& cells, const std::string& heading, std::size_t c) {
   Column column;
   for (const auto& line : cells) {
     if (c >= line.size()) continue;
@@ -64,7 +63,7 @@ Column Measure(const Cells& cells, const std::string& heading, std::size_t c) {
 }
 
 // Nothing when the columns do not fit however narrow they are.
-std::optional<std::vector<std::size_t>> Fit(const Table& table, const Cells& cells,
+std::optional<std::vector<std::size_t>> Fit(const Table& table, const TextWriter::Cells& cells,
                                             std::size_t room) {
   std::vector<Column> columns;
   for (std::size_t c = 0; c < table.headings.size(); ++c)
@@ -160,7 +159,11 @@ void TextWriter::Write(const Table& table) {
   if (!table.headings[0].empty() && !table.title.empty()) Line(table.title);
   const Cells cells = CellsOf(table);
   const auto widths = Fit(table, cells, columns_);
-  widths ? Rows(table, cells, *widths) : Blocks(table, cells);
+  if (widths) {
+    Rows(table, cells, *widths);
+  } else {
+    Blocks(table, cells);
+  }
 }
 
 void TextWriter::Section(const Table& table) {

@@ -54,6 +54,8 @@ struct TextOptions {
 // The text of one result. No line is wider than the terminal, whatever it is given.
 class TextWriter {
  public:
+  using Cells = std::vector<std::vector<std::string>>;  // as they are shown, the headings first
+
   explicit TextWriter(const TextOptions& options);
 
   std::size_t Columns() const { return columns_; }
@@ -80,7 +82,6 @@ class TextWriter {
   std::string Take() { return std::move(out_); }
 
  private:
-  using Cells = std::vector<std::vector<std::string>>;  // as they are shown, the headings first
   void Rows(const Table& table, const Cells& cells, const std::vector<std::size_t>& widths);
   void Blocks(const Table& table, const Cells& cells);
 

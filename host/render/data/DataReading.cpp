@@ -81,10 +81,20 @@ std::string TestText(const TestRow& test) {
 
 }  // namespace
 
-std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
-  if (id == 0) return {};
+std::string NameOrNumber(const Names& names, NameKind kind, std::int32_t id) {
   const std::string name = PlainText(names(kind, id));
   return name.empty() ? "#" + std::to_string(id) : name;
+}
+
+std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
+  return id == 0 ? "" : NameOrNumber(names, kind, id);
+}
+
+std::string StreamName(const Names& names, std::int32_t part, std::int32_t process,
+                       std::int32_t test) {
+  return NameOrNumber(names, NameKind::Part, part) + " / " +
+         NameOrNumber(names, NameKind::Process, process) + " / " +
+         NameOrNumber(names, NameKind::Test, test);
 }
 
 std::string SelectedText(const DataSelect* select, const Names& names) {
@@ -180,11 +190,8 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
       comments.push_back(
           "comment: " + PlainText(comment.note) +
           (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")"));
-    table.rows.push_back({IsoTime(row.stamp),
-                          ShownName(names, NameKind::Part, row.part) + " / " +
-                              ShownName(names, NameKind::Process, row.prcs) + " / " +
-                              ShownName(names, NameKind::Test, row.test),
-                          values});
+    table.rows.push_back(
+        {IsoTime(row.stamp), StreamName(names, row.part, row.prcs, row.test), values});
     table.details.push_back(Joined(comments, "; "));
   }
   if (data.rows.empty()) {

@@ -19,8 +19,13 @@ namespace orvspc::render {
 using NameKind = ItemKind;
 // Name for an identifier; empty when it has none.
 using Names = std::function<std::string(NameKind, std::int32_t)>;
-// For people: the name, else "#12"; empty for identifier 0.
+// For people: the name, else "#12".
+std::string NameOrNumber(const Names& names, NameKind kind, std::int32_t id);
+// The same; empty for identifier 0.
 std::string ShownName(const Names& names, NameKind kind, std::int32_t id);
+// "Ring / Press 1 / Diameter"
+std::string StreamName(const Names& names, std::int32_t part, std::int32_t process,
+                       std::int32_t test);
 
 // "Ring / 2 processes / Diameter": what the selection names; empty when it names nothing.
 std::string SelectedText(const DataSelect* select, const Names& names);

@@ -15,19 +15,12 @@ namespace {
 
 std::int64_t StampOf(double date) { return platform::DateToTimeStamp(date); }
 
-std::string JoinedNonEmpty(const std::vector<std::string>& parts, const char* separator) {
-  std::string text;
-  for (const auto& part : parts)
-    if (!part.empty()) text += (text.empty() ? "" : separator) + part;
-  return text;
-}
-
 // "ACC: tool changed (Ann, 2024-03-01T08:00:00)"
 std::string CodeText(const char* what, NameKind kind, const EventCode& code, const Names& names) {
   if (code.code == 0) return {};
-  const std::string by = JoinedNonEmpty({ShownName(names, NameKind::Employee, code.employee),
-                                         code.time == 0 ? "" : IsoTime(code.time)},
-                                        ", ");
+  const std::string by = Joined({ShownName(names, NameKind::Employee, code.employee),
+                                 code.time == 0 ? "" : IsoTime(code.time)},
+                                ", ");
   return what + (": " + ShownName(names, kind, code.code)) + (by.empty() ? "" : " (" + by + ")");
 }
 
@@ -103,19 +96,19 @@ Table EventsTable(const std::vector<EventRow>& events, const Names& names) {
               {"@time (UTC)", "type", "name", "process / part / test"},
               {}};
   for (const auto& event : events) {
-    const std::string where = JoinedNonEmpty({ShownName(names, NameKind::Process, event.prcs),
-                                              ShownName(names, NameKind::Part, event.part),
-                                              ShownName(names, NameKind::Test, event.test)},
-                                             " / ");
+    const std::string where = Joined({ShownName(names, NameKind::Process, event.prcs),
+                                      ShownName(names, NameKind::Part, event.part),
+                                      ShownName(names, NameKind::Test, event.test)},
+                                     " / ");
     const std::string state = event.flag == 0 ? "" : "[" + OpenText(event.flag) + "]";
     table.rows.push_back({IsoTime(event.time), EventTypeWord(event.type), PlainText(event.name),
-                          JoinedNonEmpty({where, state}, "  ")});
-    table.details.push_back(JoinedNonEmpty(
-        {event.empl == 0 ? "" : "by " + ShownName(names, NameKind::Employee, event.empl),
-         event.sgtm == 0 ? "" : "subgroup of " + IsoTime(event.sgtm),
-         CodeText("ACC", NameKind::AccCode, event.acc, names),
-         CodeText("CAC", NameKind::CacCode, event.cac, names)},
-        "; "));
+                          Joined({where, state}, "  ")});
+    table.details.push_back(
+        Joined({event.empl == 0 ? "" : "by " + ShownName(names, NameKind::Employee, event.empl),
+                event.sgtm == 0 ? "" : "subgroup of " + IsoTime(event.sgtm),
+                CodeText("ACC", NameKind::AccCode, event.acc, names),
+                CodeText("CAC", NameKind::CacCode, event.cac, names)},
+               "; "));
   }
   return table;
 }
@@ -123,7 +116,11 @@ Table EventsTable(const std::vector<EventRow>& events, const Names& names) {
 std::string EventsText(const std::vector<EventRow>& events, const Names& names,
                        const TextOptions& options) {
   TextWriter out(options);
-  events.empty() ? out.Line("no data selected") : out.Write(EventsTable(events, names));
+  if (events.empty()) {
+    out.Line("no data selected");
+  } else {
+    out.Write(EventsTable(events, names));
+  }
   return out.Take();
 }
 

@@ -150,7 +150,7 @@ struct ParetoView : View {
   Table table;
 
   bool Empty() const { return bars.empty(); }
-  double MostValue() const;  // of a bar or group, at least what is above 0
+  double MostValue() const;  // of a bar or group; 1 where none is above 0
 };
 // names: of what the selection names, for the title.
 ParetoView MakeParetoView(const ParetoDocument& document, const Names& names);

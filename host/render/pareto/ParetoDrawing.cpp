@@ -281,7 +281,11 @@ void WriteBars(TextWriter& out, const ParetoView& view) {
         fmt::format("{} {}  {}  {}", Padded(above ? "" : Shortened(row.name, name), name),
                     Padded(row.value, value, true), Padded(row.share, kShare, true),
                     Padded(row.cumulative, kShare, true));
-    bar.empty() ? out.Line(head) : out.Painted(head + "  " + out.InColour(row.colour, bar));
+    if (bar.empty()) {
+      out.Line(head);
+    } else {
+      out.Painted(head + "  " + out.InColour(row.colour, bar));
+    }
   };
   out.Blank();
   write({"", "value", "share", "cumul."});

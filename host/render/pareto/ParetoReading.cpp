@@ -92,12 +92,11 @@ void WriteBins(JsonWriter& json, const ParetoRead& pareto) {
   auto cumulative = percents.begin();
   json.Objects("Bins", pareto.bins, [&](ParetoBinRead bin) {
     if (!has_whole) std::fill_n(bin.percentage.begin(), pareto.levels, kNaN);
-    json.Members("ID", std::span<const std::int32_t>(bin.id), "Name", bin.name, "BinCount",
-                 bin.bin_count, "Factor", bin.factor, "Value",
-                 pareto.IsRate() && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
-                 std::span<const double>(bin.percentage), "Total", bin.total, "Yield", bin.yield,
-                 "PPK", bin.ppk, "Flag", bin.flag, "SubgroupID", bin.subgroup_id,
-                 "CumulativePercent", has_whole ? *cumulative : kNaN);
+    json.Members("ID", bin.id, "Name", bin.name, "BinCount", bin.bin_count, "Factor", bin.factor,
+                 "Value", pareto.IsRate() && !(bin.total > 0.0) ? kNaN : bin.value, "Percentage",
+                 bin.percentage, "Total", bin.total, "Yield", bin.yield, "PPK", bin.ppk, "Flag",
+                 bin.flag, "SubgroupID", bin.subgroup_id, "CumulativePercent",
+                 has_whole ? *cumulative : kNaN);
     ++cumulative;
   });
 }

@@ -27,7 +27,7 @@ struct StatesDocument {
   bool has_log = false;                // false: there is no record at all
   std::vector<StateRow> log;           // by time, from the states in force at the start
   // Where more records follow in the range than were read: the time of the last one read, up to
-  // which the states are known. By process; 0: of every process.
+  // which the states are known. By process.
   std::map<std::int32_t, std::int64_t> cuts;
   std::vector<EventRow> events;
   SubgroupsRead subgroups;

@@ -53,11 +53,8 @@ std::vector<Lane> LanesOf(const StatesDocument& document, const Names& names, st
     return lane;
   };
   const auto known_until = [&](std::int32_t prcs) {
-    std::int64_t until = end;
-    for (const std::int32_t whose : {prcs, 0})
-      if (const auto cut = document.cuts.find(whose); cut != document.cuts.end())
-        until = std::min(until, cut->second);
-    return until;
+    const auto cut = document.cuts.find(prcs);
+    return cut == document.cuts.end() ? end : std::min(end, cut->second);
   };
   // Records of before the range tell the state at its start.
   for (const auto& row : document.log) {
