@@ -147,17 +147,18 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
              {{"fit, chi-square, " + whole("ChiSq.DegFreedom").text + " df",
                {digits5("ChiSq.Value"), digits3("ChiSq.Probability")}},
               {"between subgroups, F", {digits5("Anova.FRatio"), digits3("Anova.ProbOfF")}}}));
-  tables.push_back(Filled(
-      {"Shape and spread", {"", "#"}},
-      {{"skewness", {digits6("Moments.Skewness")}},
-       {"kurtosis (0 for a normal law)", {digits6("Moments.Kurtosis")}},
-       {"mean absolute deviation", {digits6("Moments.AvgDev")}},
-       {"variance", {digits6("Moments.Variance")}},
-       {"upper standard deviation", {digits6("Summary.UpperSD")}},
-       {"lower standard deviation", {digits6("Summary.LowerSD")}},
-       {"coefficient of variation", {digits6("Summary.CoOfVariation")}},
-       {"coefficient of robustness (about 1 for a normal law)", {digits6("Summary.CoRobustness")}},
-       {"subgroup size", {digits6("Summary.SubgroupSize")}}}));
+  tables.push_back(
+      Filled({"Shape and spread", {"", "#"}},
+             {{"skewness", {digits6("Moments.Skewness")}},
+              {"kurtosis (0 for a normal distribution)", {digits6("Moments.Kurtosis")}},
+              {"mean absolute deviation", {digits6("Moments.AvgDev")}},
+              {"variance", {digits6("Moments.Variance")}},
+              {"upper standard deviation", {digits6("Summary.UpperSD")}},
+              {"lower standard deviation", {digits6("Summary.LowerSD")}},
+              {"coefficient of variation", {digits6("Summary.CoOfVariation")}},
+              {"coefficient of robustness (about 1 for a normal distribution)",
+               {digits6("Summary.CoRobustness")}},
+              {"subgroup size", {digits6("Summary.SubgroupSize")}}}));
   if (document.fit && !document.fit->short_term.name.empty()) {
     const Estimate& estimate = document.fit->short_term;
     tables.back().rows.push_back({kShortTerm, EstimatorText(estimate.name) + BasisText(estimate)});

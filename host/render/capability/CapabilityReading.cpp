@@ -116,7 +116,7 @@ bool IsDefined(const CapabilityRead& read, std::string_view figure, const Capabi
   return Holds(read, kGrounds, figure);
 }
 
-// The share of a normal law between two values, without loss in the tails.
+// The share of a normal distribution between two values, without loss in the tails.
 double NormalShare(double low, double high, double mean, double deviation) {
   const double scale = 1.0 / (deviation * std::sqrt(2.0));
   const double a = (low - mean) * scale, b = (high - mean) * scale;

@@ -210,8 +210,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
   if (view.stream_views.size() > 1) {
     if (rows == 0) return "limits of each stream's own";
     if (calculated == 0) return "stored limits of each stream";
-    return fmt::format("stored limits at {} points, elsewhere limits of each stream's own",
-                       view.Count() - calculated);
+    return fmt::format("stored limits at {}, elsewhere limits of each stream's own",
+                       Counted(view.Count() - calculated, "point"));
   }
   std::string own = CalculatedText(view.stream_views[0], graph, chart);
   if (rows == 0) return own;

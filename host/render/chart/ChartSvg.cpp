@@ -266,8 +266,8 @@ class Picture {
       lines.push_back({"p", StreamLetter(s) + "  " + view_.stream_views[s].name + StreamText(s),
                        static_cast<std::int32_t>(s)});
     if (streams > kMaxStreams)
-      lines.push_back({"", fmt::format("and {} more streams; the tooltip of a point names its own",
-                                       streams - kMaxStreams)});
+      lines.push_back({"", fmt::format("and {}; the tooltip of a point names its own",
+                                       Counted(streams - kMaxStreams, "more stream"))});
     for (const auto& [number, broken] : RulesBroken(view_))
       lines.push_back({"m", fmt::format("rule {}{} ({})", number,
                                         broken.rule.text.empty() ? "" : ": " + broken.rule.text,

@@ -78,7 +78,9 @@ class Picture {
       if (days > kMaxDays)
         line(fmt::format("the newest {} of {} days; a range of time shows others", kMaxDays, days));
       if (maps > kMaxMaps)
-        line(fmt::format("and {} more processes; a selection shows them", maps - kMaxMaps));
+        line(fmt::format("and {}; a selection shows {}",
+                         Counted(maps - kMaxMaps, "more process", "more processes"),
+                         maps - kMaxMaps == 1 ? "it" : "them"));
     }
     scene_.height = (scene_.embedded ? y : scene_.Notes(y + 21.0) - 15.0) + 8.0;
     return std::move(scene_);

@@ -214,7 +214,7 @@ std::vector<std::string> NoteLines(const std::vector<Note>& notes) {
   for (std::size_t n = 0; n < notes.size() && n < kMaxNotes; ++n)
     lines.push_back("Note: " + notes[n].Sentence());
   if (notes.size() > kMaxNotes)
-    lines.push_back("and " + std::to_string(notes.size() - kMaxNotes) + " more notes");
+    lines.push_back("and " + Counted(notes.size() - kMaxNotes, "more note"));
   return lines;
 }
 

@@ -197,8 +197,8 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
   if (data.rows.empty()) {
     out.Line("no data selected");
   } else {
-    out.Line(std::to_string(data.total_subgroups) + " subgroups, " +
-             std::to_string(data.total_tests) + " test rows");
+    out.Line(Counted(static_cast<std::size_t>(data.total_subgroups), "subgroup") + ", " +
+             Counted(static_cast<std::size_t>(data.total_tests), "test row"));
     out.Blank();
     out.Write(table);
   }

@@ -147,10 +147,11 @@ StatesView MakeStatesView(const StatesDocument& document, const Names& names) {
   const auto processes = std::count_if(view.lanes.begin(), view.lanes.end(),
                                        [](const Lane& lane) { return lane.is_process; });
   if (!view.Empty())
-    view.subtitle = fmt::format(
-        "{} to {} UTC, {}, {} events, {} subgroups", IsoTime(view.start), IsoTime(view.end),
-        Counted(static_cast<std::size_t>(processes), "process", "processes"),
-        document.events.size(), document.subgroups.rows.size());
+    view.subtitle =
+        fmt::format("{} to {} UTC, {}, {}, {}", IsoTime(view.start), IsoTime(view.end),
+                    Counted(static_cast<std::size_t>(processes), "process", "processes"),
+                    Counted(document.events.size(), "event"),
+                    Counted(document.subgroups.rows.size(), "subgroup"));
   if (!document.events.empty()) view.events = EventsTable(document.events, names);
   view.notes = PlainNotes(document.notes);
   return view;
