@@ -272,7 +272,7 @@ TEST_F(Capability, NetContentStandsWhereTheValuesAreWhateverItsFactor) {
   EXPECT_EQ(place_of("A,T,1000,2", "Stated 1000"), place_of("A,T,500,1", "Stated 500"));
 }
 
-// The share below x of the law that a document tells of.
+// The share below x of the distribution that a document gives.
 double ShareBelow(const ParsedJson& document, double x) {
   const auto figure = [&](const char* path) { return document.At(path).number; };
   double score = (x - figure("Statistics.Summary.Mean")) / figure("Statistics.Summary.LongTermSD");

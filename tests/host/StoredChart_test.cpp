@@ -68,7 +68,7 @@ class StoredChart : public ProgramTest {
     const std::string chart = "chart --db q.db " + options;
     for (const char* file : {"live.svg", "live.html", "live.json", "r.xml"})
       EXPECT_EQ(Run(chart + " -o " + file).status, 0) << chart << Text(folder_.File("err"));
-    // No database stands by.
+    // The database is not there.
     std::filesystem::rename(folder_.File("q.db"), folder_.File("away"));
     for (const char* file : {"stored.svg", "stored.html", "stored.json"})
       EXPECT_EQ(Run("show r.xml -o " + std::string(file)).status, 0) << Text(folder_.File("err"));

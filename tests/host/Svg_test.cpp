@@ -23,6 +23,13 @@ std::size_t Occurrences(const std::string& text, const std::string& piece) {
   return count;
 }
 
+TEST(SvgNotes, TheLastLineCountsThoseLeftOut) {
+  std::vector<Note> notes(7, Note{"code", "A note.", ""});
+  EXPECT_EQ(NoteLines(notes).back(), "and 1 more note");
+  notes.push_back(notes[0]);
+  EXPECT_EQ(NoteLines(notes).back(), "and 2 more notes");
+}
+
 TEST(SvgLayout, PanelsStandBelowEachOtherAboveTheAxis) {
   ChartView view = SimpleView(25);
   view.graphs.push_back(view.graphs[0]);

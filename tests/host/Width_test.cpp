@@ -207,7 +207,7 @@ TEST(Width, ANarrowTextLosesNoWord) {
     for (const std::size_t columns : kWidths) {
       const Family& family = Families()[row.family];
       if (std::string_view(row.words) == "UCL 1500000071.50") {
-        // Of several streams the limits stand in a table.
+        // Of several streams the limits are in a table.
         EXPECT_TRUE(letters(family.text({columns, false}), "1500000071.50")) << columns;
         continue;
       }

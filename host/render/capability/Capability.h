@@ -87,7 +87,7 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
 Range ValueRange(const CapabilityView& view);
 
 // The histogram with fitted curve, limits, target and the marks of mean and sigma, and the tables
-// that stand beside it. embedded: for use inside a page, without title lines and notes.
+// that are beside it. embedded: for use inside a page, without title lines and notes.
 std::string RenderCapabilitySvg(const CapabilityView& view, bool embedded = false);
 std::string RenderCapabilityHtml(const CapabilityView& view);
 // The histogram as bars, one line a bin, with the fitted curve as a sign in each line and limits,

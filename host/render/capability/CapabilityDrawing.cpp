@@ -18,7 +18,7 @@ constexpr double kLeft = 56.0, kRight = 640.0;       // of the plot
 constexpr double kTable = 676.0, kTableEnd = 986.0;  // of the tables beside it
 constexpr double kColumn = 86.0;                     // of a number in them
 constexpr double kTableRow = 15.0, kTableGap = 9.0;
-constexpr double kLeastPlot = 300.0;
+constexpr double kMinPlot = 300.0;
 
 // The most pieces that a bar or the curve shows, at least 1.
 double MostPieces(const CapabilityView& view) {
@@ -50,7 +50,7 @@ class Picture {
         scene_(view, embedded, "capability"),
         header_(embedded ? 2.0 : 48.0),
         top_(header_ + 40.0),
-        bottom_(std::max(header_ + TableHeight(view) - 26.0, top_ + kLeastPlot)),
+        bottom_(std::max(header_ + TableHeight(view) - 26.0, top_ + kMinPlot)),
         range_(ValueRange(view)),
         most_(MostPieces(view) * 1.06) {}
 
@@ -235,7 +235,7 @@ void WriteHistogram(TextWriter& out, const CapabilityView& view) {
   std::size_t label = 0, note = 0;
   for (const auto& bar : view.bars) label = std::max(label, Width(Fixed(bar.low, view.decimals)));
   for (std::size_t b = 1; b + 1 < beside.size(); ++b) note = std::max(note, Width(beside[b]));
-  // In a narrow terminal the notes stand below their bars.
+  // In a narrow terminal the notes are below their bars.
   const std::size_t head = label + 11;
   const bool below = head + note + 2 + kMinBar > out.Columns();
   const std::size_t room = out.Columns() - head - (note == 0 || below ? 0 : note + 2);
@@ -275,7 +275,7 @@ std::string RenderCapabilityText(const CapabilityView& view, const TextOptions& 
   return out.Take();
 }
 
-// The picture, the tables that do not stand beside it, and the bins.
+// The picture, the tables that are not beside it, and the bins.
 std::string RenderCapabilityHtml(const CapabilityView& view) {
   Page page(view, Picture(view, true).Draw());
   for (const auto& table : view.tables)

@@ -74,8 +74,9 @@ Table Filled(Table table, const std::vector<Line>& lines,
   return table;
 }
 
-// Everything that text and page show below the histogram; what stands beside the picture comes
-// first. A new figure is a new line of its table.
+// Everything that text and page show below the histogram; what is beside the picture comes first. A
+// new figure is a new line of its table. A figure of the report comes from document.fit and is left
+// out where that is null.
 std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
   const CapabilityRead& read = document.capability;
   const auto written = [&read](std::string (*write)(double, int), int digits) {
@@ -92,7 +93,7 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
   const auto limit = written(Significant, 9);  // keeps the digits that it was given with
   const auto share = written(ShareText, 1), percent = written(ShareText, 100);
   const double flags = read.Find("NccLim.EFlag").held;
-  // The flags tell whether there is a companion: two of the operations ask for another bit.
+  // The flags show whether there is a companion: two of the operations ask for another bit.
   const auto allowed = [&](std::int32_t flag, std::string_view figure) {
     const bool is_set = std::isfinite(flags) && (static_cast<std::int32_t>(flags) & flag) != 0;
     return Cell{kNaN, is_set ? ShareText(read.Find(figure).held, 100) : ""};
@@ -101,7 +102,7 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
              has_lsl = std::isfinite(read.Figure("SpecLim.Lsl"));
 
   std::vector<Table> tables;
-  tables.push_back(Filled({"Data", {"", "#"}, {}, true},
+  tables.push_back(Filled({.title = "Data", .headings = {"", "#"}, .beside = true},
                           {{"pieces", {whole("Summary.PieceCount")}},
                            {"subgroups", {whole("Summary.SubgroupCount")}},
                            {"least", {value("Summary.Minimum")}},
@@ -109,7 +110,7 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
                            {"greatest", {value("Summary.Maximum")}},
                            {kShortTerm, {digits5("Summary.ShortTermSD")}},
                            {"\xCF\x83 long-term", {digits5("Summary.LongTermSD")}}}));
-  tables.push_back(Filled({"Limits", {"", "#value", "#Z"}, {}, true},
+  tables.push_back(Filled({.title = "Limits", .headings = {"", "#value", "#Z"}, .beside = true},
                           {{"URL, reasonable", {limit("SpecLim.Url"), score("SpecResults.zUrl")}},
                            {"USL", {limit("SpecLim.Usl"), score("SpecResults.zUsl")}},
                            {"upper warning", {limit("SpecLim.Ugb"), score("SpecResults.zUwl")}},
@@ -130,20 +131,22 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
     // Without a target and with one limit the distance is from the mean itself.
     if ((has_usl && has_lsl) || std::isfinite(read.Figure("SpecLim.Tar")))
       lines.push_back({"off target, in \xCF\x83", {index("CPs.TargetRatio"), {}}});
-    tables.push_back(Filled({"Indices", {"", "#short-term", "#long-term"}, {}, true}, lines));
+    tables.push_back(
+        Filled({.title = "Indices", .headings = {"", "#short-term", "#long-term"}, .beside = true},
+               lines));
   }
   const auto beyond = [&](const std::string& text, const std::string& place) {
     return Line{text, {share("SpecResults.Act" + place), share("SpecResults.Exp" + place)}};
   };
+  tables.push_back(Filled(
+      {.title = "Share of pieces", .headings = {"", "#observed", "#expected"}, .beside = true},
+      {beyond("above URL", "AboveURL"), beyond("above USL", "AboveUSL"),
+       beyond("above upper warning", "AboveUWL"), beyond("above target", "AboveTAR"),
+       beyond("below target", "BelowTAR"), beyond("below lower warning", "BelowLWL"),
+       beyond("below LSL", "BelowLSL"), beyond("below LRL", "BelowLRL")},
+      {0, 1}));
   tables.push_back(
-      Filled({"Share of pieces", {"", "#observed", "#expected"}, {}, true},
-             {beyond("above URL", "AboveURL"), beyond("above USL", "AboveUSL"),
-              beyond("above upper warning", "AboveUWL"), beyond("above target", "AboveTAR"),
-              beyond("below target", "BelowTAR"), beyond("below lower warning", "BelowLWL"),
-              beyond("below LSL", "BelowLSL"), beyond("below LRL", "BelowLRL")},
-             {0, 1}));
-  tables.push_back(
-      Filled({"Tests", {"", "#statistic", "#p"}, {}, true},
+      Filled({.title = "Tests", .headings = {"", "#statistic", "#p"}, .beside = true},
              {{"fit, chi-square, " + whole("ChiSq.DegFreedom").text + " df",
                {digits5("ChiSq.Value"), digits3("ChiSq.Probability")}},
               {"between subgroups, F", {digits5("Anova.FRatio"), digits3("Anova.ProbOfF")}}}));
@@ -177,7 +180,7 @@ std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
         {limit("NccLim." + name), score("NccResults.z" + at), percent("NccResults.Act" + side + at),
          percent("NccResults.Exp" + side + at), companion}};
   };
-  // The shares tell whether there is such a limit: the operation of T1U itself always says yes.
+  // The shares show whether there is such a limit: the operation of T1U itself always says yes.
   tables.push_back(
       Filled({"Net content", {"", "#limit", "#Z", "#observed", "#expected", "#allowed"}},
              {content("above upper MAV", "MavU", "Above", "MAVU", allowed(kMavUp, "NccLim.MavUp")),

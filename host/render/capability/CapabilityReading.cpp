@@ -52,7 +52,7 @@ constexpr Ground kGrounds[] = {
     {"Anova.MSBetween", "Anova.DFBetween"},
     {"Anova.FRatio", "Anova.MSWithin"},
     {"Anova.FRatio", "Anova.DFBetween"},
-    // Nothing within but something between is certain; only where nothing differs is nothing told.
+    // No spread within but some between is certain; only where no value differs is p not defined.
     {"Anova.ProbOfF", "Anova.SSTotal"},
     {"Anova.ProbOfF", "Anova.DFWithin"},
     {"Anova.ProbOfF", "Anova.DFBetween"},
@@ -162,7 +162,7 @@ void WriteStatistics(JsonWriter& json, const std::vector<FigureRead>& figures) {
 }
 
 // Parameters are those of a Johnson curve.
-void WriteFit(JsonWriter& json, const CapabilityReport& fit) {
+void WriteFitJson(JsonWriter& json, const CapabilityReport& fit) {
   const auto figure = [&](double value) { return fit.fitted_at != 0.0 ? value : kNaN; };
   json.Members("Law", fit.law, "Gamma", figure(fit.gamma), "Delta", figure(fit.delta), "Xi",
                figure(fit.xi), "Lambda", figure(fit.lambda), "Z", figure(fit.fitted_at));
@@ -221,7 +221,7 @@ std::string CapabilityJson(const CapabilityDocument& document) {
     WriteNotes(json, document.notes);
     if (document.fit) {
       json.Object(
-          "Fit", [&] { WriteFit(json, *document.fit); }, true);
+          "Fit", [&] { WriteFitJson(json, *document.fit); }, true);
       WriteEstimate(json, "ShortTerm", document.fit->short_term);
     } else {
       json.NullMember("Fit");

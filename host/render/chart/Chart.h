@@ -200,7 +200,7 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names);
 // "the upper specification limit (USL)" and so on for every bit that is set.
 std::vector<std::string> SpecificationTexts(std::int32_t flags);
 
-// A chart result as its XML tells it. Names, rule texts, groups and tables are not in the text;
+// A chart result as its XML gives it. Names, rule texts, groups and tables are not in the text;
 // what a picture needs of them is worked out again: groups from the settings and the rows, the
 // meaningful decimals from the text itself. Throws Failure as CCResults.SetXMLNode does, and with
 // the graph and the list where a list has another length than there are subgroups.

@@ -12,7 +12,7 @@
 #include "host/render/chart/Chart.h"
 #include "host/render/core/Numbers.h"
 
-// What text and pictures of a chart derive from its view, and where things stand in the picture;
+// What text and pictures of a chart derive from its view, and the places of things in the picture;
 // kept apart from the writing so that it can be tested.
 namespace orvspc::render {
 
@@ -42,7 +42,7 @@ std::string MarkText(const PointMark& mark);
 // Distinct marks for points and legends: "A" to "Z", "AA", ...
 std::string StreamLetter(std::size_t stream);
 
-// How the points' times are written on an axis: only the parts that tell them apart, the year too
+// How the points' times are written on an axis: only the parts in which they differ, the year too
 // where there are several.
 class AxisTimes {
  public:
@@ -100,7 +100,7 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
 // Values of the vertical axis that carry a label.
 Ticks PanelTicks(const Panel& panel);
 
-// Whether the caption stands beside the title. Where it does not, its lines stand below the whole
+// Whether the caption is beside the title. Where it is not, its lines are below the whole
 // picture, so that what is plotted lies at the same place whatever there is to say about it.
 bool CaptionFits(const GraphView& graph);
 std::vector<std::string> CaptionLines(const GraphView& graph);
@@ -115,7 +115,7 @@ struct LimitLabel {
 };
 std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& graph);
 
-// A rule number that wants to stand above or below its point.
+// A rule number that wants its place above or below its point.
 struct Tag {
   double x = 0.0, y = 0.0;  // of the point
   double clear = 8.0;       // distance from the point

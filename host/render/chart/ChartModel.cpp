@@ -55,7 +55,7 @@ bool IsAboveShares(double limit) { return std::isfinite(limit) && limit > 1.0 + 
 // has the figures alone: limits above 1 are of numbers, and points that are not whole are of
 // shares.
 Title ShareOrNumber(const GraphRead& graph, const CCProcessing& processing) {
-  // Neither is a cusum drawn of numbers nor do its limits speak of the points.
+  // Neither is a cusum drawn of numbers nor are its limits those of the points.
   if (processing.Cusum() != ccCusumNone) return TitleOf("p");
   for (const auto* upper : {&graph.ucls, &graph.c_ucls})
     if (std::ranges::any_of(*upper, IsAboveShares)) return TitleOf("np");
@@ -115,7 +115,7 @@ void AddStreams(ChartView& view, const ChartDocument& document, const Names& nam
     }
     view.streams.push_back(found->second);
   }
-  // Without the engine's report the result itself tells what it estimated, if for a single stream.
+  // Without the engine's report the result itself gives what it estimated, if for a single stream.
   const ChartRead& chart = document.chart;
   if (document.streams.empty() && view.stream_views.size() == 1 && chart.processing &&
       chart.processing->IsVariable()) {
@@ -191,8 +191,8 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
     return "mean " + Significant(stream.mean.value, 6) + " by " + stream.mean.name;
   }
   if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma from the mean of (s/x-bar)/c4";
-  // Ranges and deviations below single points speak of the pieces inside the subgroups, not of what
-  // lies between these. Where graph 3 looks inside the pieces nobody tells that figure.
+  // Ranges and deviations below single points show the pieces inside the subgroups, not what lies
+  // between these. Where graph 3 looks inside the pieces no result gives that figure.
   const bool inside =
       graph.index == 2 && graph.type != ccGraph2Mr && chart.processing->Graph1Type() == ccGraph1Ix;
   if (inside && chart.graphs.size() > 2) return {};
@@ -274,7 +274,7 @@ int DataDecimals(const ChartRead& chart) {
 }
 
 // The rules behind the bits of a point: those that the result names, in its order, then those that
-// it cannot name. Rule 31 is numbered as 15, whose bit it shares: the bit alone must tell the same.
+// it cannot name. Rule 31 is numbered as 15, whose bit it shares: the bit alone must mean the same.
 std::vector<Rule> HitsOf(std::int32_t bits, const std::vector<Rule>* rules) {
   std::vector<Rule> hits;
   auto left = static_cast<std::uint32_t>(bits);
@@ -322,7 +322,7 @@ GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDo
   made.symbol = title.symbol;
   made.points = graph.points;
   made.sizes = graph.sg_sizes;
-  // No value is told by the size, not by the number.
+  // A missing value is known by its size 0, not by its number.
   for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
     if (made.sizes[i] == 0 && document.chart.processing->IsVariable()) made.points[i] = kNaN;
   made.limits = {graph.ucls, graph.cls, graph.lcls};

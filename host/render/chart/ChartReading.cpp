@@ -85,7 +85,7 @@ std::vector<GroupView> GroupsOf(std::size_t points, Group group) {
   return groups;
 }
 
-// Rows of limits do not come back into the object, but their scale stands in the text.
+// Rows of limits do not come back into the object, but their scale is in the text.
 std::optional<int> DecimalsOfText(const platform::XmlNode& root) {
   std::optional<int> least;
   auto& document = XMLSupport::DocumentOf(root);
@@ -143,7 +143,7 @@ void RulesMember(JsonWriter& json, const char* key, const std::vector<std::vecto
   json.EndArray();
 }
 
-// How a limit row tells that a time is not given: the lowest stamp is "since ever" for the time
+// How a limit row shows that a time is not given: the lowest stamp is "since ever" for the time
 // from which it holds, stamp 0 "none" for the times that it was made from.
 bool NotGiven(const std::string& column, double date) {
   if (date == 0.0) return true;

@@ -168,7 +168,7 @@ class Picture {
     DrawRuleNumbers(graph, panel);
   }
 
-  // The low numbers first, so that where marks stand close it is they that are seen: rule 1 before
+  // The low numbers first, so that where marks are close it is they that are seen: rule 1 before
   // any other. A point that breaks several rules has the first one and a plus sign, or all where
   // there is room.
   void DrawRuleNumbers(const GraphView& graph, const Panel& panel) {
@@ -285,7 +285,7 @@ class Picture {
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
     if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
-    // What not every source can tell comes behind the symbols, which then do not move.
+    // What not every source can give comes behind the symbols, which then do not move.
     for (const auto& graph : view_.graphs)
       for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
     if (scene_.embedded) return lines;

@@ -17,7 +17,7 @@ namespace orvspc::render {
 namespace {
 
 constexpr std::size_t kMaxMarks = 40;  // listed below the picture
-constexpr std::size_t kMinPlot = 16;   // columns of points beside which limits may stand
+constexpr std::size_t kMinPlot = 16;   // columns of points that leave room for limits beside them
 
 // One character cell; more important things replace less important ones.
 enum Layer : int { kEmpty, kSpecification, kLimit, kCentre, kUnused, kPoint, kMarked };
@@ -55,7 +55,7 @@ class Plot {
  private:
   std::size_t Column(std::size_t place) const {
     if (place_count_ <= 1) return plot_ / 2;
-    // Few points stand apart by whole columns, many share columns.
+    // Few points are whole columns apart, many share columns.
     const std::size_t step = std::min<std::size_t>((plot_ - 1) / (place_count_ - 1), 4);
     if (step >= 1) return place * step;
     return place * (plot_ - 1) / (place_count_ - 1);
@@ -124,7 +124,7 @@ class Plot {
     for (const double tick : ticks.values)
       label = std::max(label, Width(Fixed(tick, ticks.decimals)));
     left_ = label + 2;
-    // In a narrow terminal the values of the limits stand below the points.
+    // In a narrow terminal the values of the limits are below the points.
     const std::size_t gutter = Gutter(graph);
     const bool beside = left_ + gutter + kMinPlot <= width_;
     plot_ = width_ - left_ - (beside ? gutter : 0);
@@ -258,7 +258,7 @@ class Plot {
     out_.Line(Joined(texts, "   "), 0);
   }
 
-  // The limits at the newest point of each of several streams; of a single one they stand beside
+  // The limits at the newest point of each of several streams; of a single one they are beside
   // the picture.
   void Limits() {
     if (view_.stream_views.size() <= 1) return;

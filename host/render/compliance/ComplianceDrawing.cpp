@@ -87,7 +87,7 @@ class Picture {
   }
 
  private:
-  // Places of the four texts, wide enough for what stands there as far as there is room.
+  // Places of the four texts, wide enough for what they hold as far as there is room.
   static std::array<double, 5> TextPlaces(const Table& table) {
     constexpr double kFirst = 14.0, kRoom = 582.0;
     std::array<double, 4> widths{};

@@ -17,7 +17,7 @@ namespace orvspc::render {
 // with its members on lines of their own.
 enum class Spread { None, Lines, Blocks };
 
-// Writes one JSON document. Objects put each member on a line of its own, arrays of numbers stand
+// Writes one JSON document. Objects put each member on a line of its own, arrays of numbers are
 // on one line. Doubles are the shortest text that reads back as the same double; a double that is
 // no finite number is null. Text that is not UTF-8 has U+FFFD in place of the bad bytes.
 //

@@ -118,7 +118,7 @@ struct Writer {
   void operator()(const SymbolShape& shape) const {
     static const Polyline kDiamond = {{0, -1}, {1, 0}, {0, 1}, {-1, 0}};
     const auto& [style, stream, several_streams, size] = shape.look;
-    // Small points have small marks; then the shapes inside could not be told apart.
+    // Small points have small marks; then the shapes inside would look alike.
     const bool inner = style == "m" && several_streams && size > 2.0;
     const Polyline* corners = &ShapeOf(stream);
     double drawn = size;

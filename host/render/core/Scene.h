@@ -36,7 +36,7 @@ struct Range {
 // What lies further out is left out: an axis whose length is no finite number shows nothing at all.
 inline constexpr double kFurthest = std::numeric_limits<double>::max() / 4.0;
 
-// A label that wants to stand at `wanted`; PushApart gives it `at`, at least `gap` from the next
+// A label that wants its place at `wanted`; PushApart gives it `at`, at least `gap` from the next
 // one and inside [low, high] as long as there is room.
 struct Label {
   double wanted = 0.0;
@@ -145,8 +145,8 @@ class Scene {
 // The lines that a picture has for notes: the first six, and how many more there are.
 std::vector<std::string> NoteLines(const std::vector<Note>& notes);
 
-// Classes of a stream's line and symbols: colours that colour-blind readers tell apart, and dashes.
-// style: "d", "dd" for lines, "p" for points.
+// Classes of a stream's line and symbols: colours that colour-blind readers distinguish, and
+// dashes. style: "d", "dd" for lines, "p" for points.
 std::string StreamClass(const std::string& style, std::int32_t stream);
 
 // The scene as one SVG picture, without scripts or anything fetched from elsewhere. Texts are

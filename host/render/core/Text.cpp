@@ -15,12 +15,12 @@ namespace {
 constexpr std::size_t kGap = 2;         // between columns
 constexpr std::size_t kNarrowest = 14;  // of a column whose words may be broken
 
-// The title stands over the first column.
+// The title is over the first column.
 bool IsTitled(const Table& table) { return table.headings[0].empty() && !table.title.empty(); }
 
 bool IsNumbers(const std::string& heading) { return heading.starts_with('#'); }
 
-// The cells as they are shown, the headings first. Below a title that stands over the first column
+// The cells as they are shown, the headings first. Below a title over the first column
 // they are indented.
 TextWriter::Cells CellsOf(const Table& table) {
   TextWriter::Cells cells = {table.headings};

@@ -19,7 +19,7 @@ struct Table {
   std::string title;
   std::vector<std::string> headings;
   std::vector<std::vector<std::string>> rows = {};
-  bool beside = false;  // stands beside the picture, not on the page below it
+  bool beside = false;  // shown beside the picture, not on the page below it
   std::vector<std::string> details =
       {};  // a line below each row, "" for none; empty: no row has one
 };

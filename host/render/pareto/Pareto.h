@@ -134,7 +134,7 @@ struct ParetoGroup {
   // Of the whole item, bars that are not shown included; of those that are shown alone where values
   // do not add up.
   double value = 0.0;
-  double share = 0.0;    // percent of everything, of what value speaks of
+  double share = 0.0;    // percent of everything, of the same bars as value
   bool is_part = false;  // of the bars that are shown, and there are more
   std::size_t first = 0, last = 0;
 };
@@ -160,13 +160,13 @@ std::string ParetoValue(double value);
 // "12.5 %"
 std::string Percent(double share);
 
-// Bars, the cumulative line and the 80 percent mark; with further levels the bars stand in front of
+// Bars, the cumulative line and the 80 percent mark; with further levels the bars are in front of
 // a wide one for the bin of the first level. embedded: for use inside a page, without title lines
 // and notes.
 std::string RenderParetoSvg(const ParetoView& view, bool embedded = false);
 std::string RenderParetoHtml(const ParetoView& view);
 // Bars drawn with characters, beside each its value, its share and the shares up to it. Bins of
-// further levels stand indented below the bin of the first one.
+// further levels are indented below the bin of the first one.
 std::string RenderParetoText(const ParetoView& view, const TextOptions& options = {});
 
 }  // namespace orvspc::render

@@ -23,8 +23,8 @@ constexpr double kLineHeight = 13.0;
 constexpr double kGroupGap = 0.5;     // between groups, in bars
 constexpr double kTurned = 122.0;     // most height of turned names
 constexpr std::size_t kMaxLines = 3;  // of a name below its bar
-// Below this share of the highest bar the axes are not tied: bars would be too low to be told
-// apart.
+// Below this share of the highest bar the axes are not tied: bars would be too low to
+// differ visibly.
 constexpr double kTiedShare = 12.0;
 
 // Broken at blanks into lines of so many characters; empty when they do not suffice.
@@ -63,7 +63,7 @@ class Picture {
   }
 
  private:
-  // Settles where everything stands.
+  // Gives everything its place.
   void Place() {
     const auto groups = static_cast<double>(view_.groups.empty() ? 1 : view_.groups.size());
     const auto bars = static_cast<double>(view_.bars.size());
@@ -132,7 +132,7 @@ class Picture {
   }
   bool Inside(double top) const { return bottom_ - top > 18.0; }
 
-  // Where the figure of a group stands clear of those of its bars.
+  // Where the figure of a group is clear of those of its bars.
   double AboveGroup(const ParetoGroup& group) const {
     double y = Y(group.value) - 4.0;
     for (std::size_t i = group.first; values_ && i <= group.last; ++i) {
@@ -168,7 +168,7 @@ class Picture {
       const auto [x, y] = line[i];
       if (unit_ >= 7.0)
         scene_.Add(CircleShape{x, y, unit_ >= 20.0 ? 3.0 : 2.0, "dot", view_.bars[i].tip});
-      // The first point stands on its own bar, whose figure says the same.
+      // The first point is on its own bar, whose figure says the same.
       if (unit_ >= 36.0 && (i != 0 || !tied_))
         scene_.Text(x + 4.0, y - 7.0, "cl1", Anchor::End, Fixed(view_.bars[i].cumulative, 1));
     }
@@ -225,7 +225,7 @@ constexpr const char* kNotShown = "(not shown)";
 constexpr const char* kBlue = "\x1b[34m";
 constexpr const char* kDim = "\x1b[2m";
 
-// What stands in a line: of a bar, of its group, or of what is not shown.
+// What a line shows: of a bar, of its group, or of what is not shown.
 struct Row {
   std::string name, value, share, cumulative;
   double length = 0.0;  // the value that the bar is as long as
@@ -264,7 +264,7 @@ void WriteBars(TextWriter& out, const ParetoView& view) {
   }
   name = std::min(name, kMaxName);
   const std::size_t numbers = value + 2 + kShare + 2 + kShare + 2;
-  // In a narrow terminal a name stands in a line of its own, over its numbers.
+  // In a narrow terminal a name has a line of its own, over its numbers.
   const bool above = numbers + 1 + std::min(name, kMinName) + kMinBar > out.Columns();
   name = above ? 1 : std::min(name, out.Columns() - numbers - 1 - kMinBar);
   const std::size_t room = out.Columns() - name - 1 - numbers;

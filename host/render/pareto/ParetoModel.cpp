@@ -144,7 +144,7 @@ void AddBars(const ParetoRead& pareto, ParetoView& view) {
   view.whole = pareto.processing && !pareto.IsRate() && sum > 0.0 ? values / sum * 100.0 : kNaN;
 }
 
-// Value and share of a group speak of the same bars. Where some are not shown the value of all of
+// Value and share of a group are of the same bars. Where some are not shown the value of all of
 // them follows from their share; rates have no such sum, so theirs is of the bars that are there.
 void AddGroups(const ParetoRead& pareto, ParetoView& view) {
   constexpr double kRounding = 1e-7;

@@ -24,7 +24,7 @@ std::vector<std::string> Split(std::string_view name) {
   }
 }
 
-// A name by identifier is whole; the bin's own may be cut, and a name in it may hold what stands
+// A name by identifier is whole; the bin's own may be cut, and a name in it may hold what is
 // between the names.
 void NameParts(ParetoBinRead& bin, std::size_t levels, const BinNames& names) {
   const auto parts = levels == 1 ? std::vector<std::string>{bin.name} : Split(bin.name);

@@ -46,7 +46,7 @@ std::size_t AddLog(StatesDocument& document, const std::shared_ptr<platform::Dat
 // Once all logs are added: by time.
 void SortLog(StatesDocument& document);
 
-// Whether a date bounds a range; those at the two ends of time stand for none.
+// Whether a date bounds a range; those at the two ends of time mean none.
 bool IsGiven(double date);
 
 std::string StatesJson(const StatesDocument& document, const Names& names);

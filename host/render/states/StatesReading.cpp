@@ -56,7 +56,7 @@ std::vector<Lane> LanesOf(const StatesDocument& document, const Names& names, st
     const auto cut = document.cuts.find(prcs);
     return cut == document.cuts.end() ? end : std::min(end, cut->second);
   };
-  // Records of before the range tell the state at its start.
+  // Records of before the range give the state at its start.
   for (const auto& row : document.log) {
     auto& stays = lane_of(row.prcs).stays;
     if (!stays.empty()) stays.back().end = std::max(row.time, stays.back().start);
