@@ -8,9 +8,11 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
+#include "platform/TimeText.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -265,6 +267,7 @@ TEST_F(Program, HelpOfImportListsTheKindsAndTheColumnsOfOne) {
   EXPECT_NE(kinds.out.find("\n  control-limits    limits by which"), std::string::npos)
       << kinds.out;
   EXPECT_EQ(kinds.out.find("usl"), std::string::npos) << kinds.out;
+  EXPECT_EQ(kinds.out.find("acc-codes"), kinds.out.rfind("acc-codes")) << "each kind once";
   const Outcome columns = Run("import --kind limits --help");
   EXPECT_EQ(columns.status, 0);
   EXPECT_NE(columns.out.find("needs:\n  part              name\n  test "), std::string::npos)
@@ -390,33 +393,61 @@ TEST_F(Program, TimesAreReadAsImportsReadThem) {
   struct Row {
     const char* time;
     int status;
+    std::string_view reason = {};
   };
   Import();
   for (const Row& row : {Row{"2024-03-01T08:00:00.5", 0},
                          {"2024-03-01T08:00:00+1", 0},
-                         {"2024-03-01T08:00+15:00", 2},
+                         {"2024-03-01T08:00+15:00", 2, platform::kNoTime},
                          {"2024-03-01", 0},
-                         {"yesterday", 2}}) {
+                         {" 2024-03-02 ", 0},
+                         {"2050-01-01", 2, platform::kTimeOutOfRange},
+                         {"yesterday", 2, platform::kNoTime}}) {
     const std::string time = row.time;
-    EXPECT_EQ(Run("data --db q.db --since " + time).status, row.status) << time;
+    const auto selected = Run("data --db q.db --since '" + time + "'");
+    EXPECT_EQ(selected.status, row.status) << time;
     Write("t.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Width,1," + time + ",1\n");
-    EXPECT_EQ(Run("import t.csv --db t.db").status, row.status == 0 ? 0 : 1) << time;
+    const auto imported = Run("import t.csv --db t.db");
+    EXPECT_EQ(imported.status, row.status == 0 ? 0 : 1) << time;
+    for (const auto& message : {selected.err, imported.err})
+      EXPECT_NE(message.find(row.reason), std::string::npos) << message;
   }
 }
 
 TEST_F(Program, HelpObeysTheTerminal) {
-  constexpr std::size_t kColumns = 60;
-  for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
-                                    "events", "states", "compliance", "show", "set", "demo"}) {
-    std::ostringstream out, err;
-    Console console{out, err, false, false, kColumns};
-    std::vector<std::string> words{"--help"};
-    if (!command.empty()) words.insert(words.begin(), command);
-    ASSERT_EQ(RunProgram(words, console), 0);
-    // The example is to be copied whole.
-    std::istringstream lines(out.str().substr(0, out.str().find("\nexample:\n")));
-    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), kColumns) << line;
-  }
+  for (const std::size_t columns : {60U, 80U})
+    for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
+                                      "events", "states", "compliance", "show", "set", "demo"}) {
+      std::ostringstream out, err;
+      Console console{out, err, false, false, columns};
+      std::vector<std::string> words{"--help"};
+      if (!command.empty()) words.insert(words.begin(), command);
+      ASSERT_EQ(RunProgram(words, console), 0);
+      std::istringstream lines(out.str());
+      for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), columns) << line;
+    }
+}
+
+TEST_F(Program, AWrappedExampleIsStillACommandLine) {
+  Import();
+  std::ostringstream out, err;
+  Console console{out, err, false, false, 60};
+  ASSERT_EQ(RunProgram({"events", "--help"}, console), 0);
+  const std::string example = out.str().substr(out.str().find("  orvspc events") + 9);
+  ASSERT_NE(example.find(" \\\n"), std::string::npos) << example;
+  const Outcome outcome = Run(example.substr(0, example.find_last_not_of('\n') + 1));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("no process is called \"Press A\""), std::string::npos) << outcome.err;
+}
+
+TEST_F(Program, HelpOfSettingsHangsBelowTheirDescriptions) {
+  std::ostringstream out, err;
+  Console console{out, err, false, false, 60};
+  ASSERT_EQ(RunProgram({"set", "--help"}, console), 0);
+  EXPECT_NE(out.str().find("\n  shift_starts     when shifts start, for samples that are\n" +
+                           std::string(19, ' ') + "due once"),
+            std::string::npos)
+      << out.str();
 }
 
 TEST(Samples, AreTheFilesOfTheSourceTree) {
