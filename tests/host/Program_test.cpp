@@ -227,6 +227,8 @@ TEST_F(Program, AFailureIsOneLineOnStandardErrorAndNothingElse) {
       {"import --db q.db", 2, "no file"},
       {"import values.csv --db q.db --kind fruit", 2, "no such kind"},
       {"nonsense", 2, "no such command"},
+      {"list --db q.db ''", 2, "a list without a name"},
+      {"list --db q.db fruit", 2, "no such list"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = Run(row.line);
@@ -387,6 +389,47 @@ TEST_F(Program, EveryListHasTextAndJson) {
     EXPECT_EQ(ParseJson(Run("list " + what + " --db q.db --format json").out).elements.size(), 1U)
         << what;
   }
+}
+
+TEST_F(Program, ControlLimitsAreListedOnceWithTheirOwnProcess) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\nA,P1,T,1,2024-03-01T08:00:00,10\n"
+        "A,P2,T,1,2024-03-01T08:00:00,10\nB,P1,T,1,2024-03-01T08:00:00,10\n");
+  Write("c.csv", "part,process,test,mean,sp\nA,,T,10,1\nA,P1,T,11,2\nB,,T,12,\nB,P1,T,13,\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import c.csv --db q.db --kind control-limits").status, 0);
+  const ParsedJson list = ParseJson(Run("list control-limits --db q.db --format json").out);
+  ASSERT_EQ(list.At("control-limits").elements.size(), 4U);
+  struct Row {
+    const char* part;
+    const char* process;  // null: any
+    double mean, sp;      // sp 0: not given
+    bool in_force;
+    const char* reason;
+  };
+  const Row rows[] = {{"A", nullptr, 10, 1, true, "P2 has no row of its own"},
+                      {"A", "P1", 11, 2, true, "its own row comes first"},
+                      {"B", nullptr, 12, 0, false, "the only process has a row of its own"},
+                      {"B", "P1", 13, 0, true, "no sigma"}};
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    const std::string at = "control-limits[" + std::to_string(i) + "].";
+    const auto& row = rows[i];
+    EXPECT_EQ(list.At(at + "Part").text, row.part) << row.reason;
+    EXPECT_EQ(list.At(at + "Process").kind == ParsedJson::Kind::Null, row.process == nullptr);
+    EXPECT_EQ(list.At(at + "Process").text, row.process ? row.process : "") << row.reason;
+    EXPECT_EQ(list.At(at + "Mean").number, row.mean) << row.reason;
+    EXPECT_EQ(list.At(at + "InForce").boolean, row.in_force) << row.reason;
+    EXPECT_EQ(list.At(at + "SP").kind == ParsedJson::Kind::Null, row.sp == 0) << row.reason;
+    EXPECT_EQ(list.At(at + "SP").number, row.sp) << row.reason;
+    EXPECT_EQ(list.At(at + "SW").kind, ParsedJson::Kind::Null) << row.reason;
+  }
+  const std::string text = Run("list control-limits --db q.db").out;
+  EXPECT_EQ(text,
+            "part  test  process  effective  in force  mean  sp  sw\n"
+            "A     T                         yes         10   1\n"
+            "A     T     P1                  yes         11   2\n"
+            "B     T                         no          12\n"
+            "B     T     P1                  yes         13\n");
 }
 
 TEST_F(Program, TimesAreReadAsImportsReadThem) {
