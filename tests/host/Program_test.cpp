@@ -186,6 +186,9 @@ TEST_F(Program, StandardInputIsImportedFromAPipe) {
   const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
   EXPECT_EQ(piped.status, 0) << piped.err;
   EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
+  Write("one.csv", "part,process,test,subgroup,time,value\nNut,Mill,Bore,1,2024-03-01,1\n");
+  EXPECT_EQ(Run("import one.csv --db one.db").out,
+            "1 line, 1 new subgroup, 1 row stored, 3 new names\n");
   EXPECT_NE(Run("import . --db piped.db").err.find("is a folder"), std::string::npos);
   EXPECT_NE(Run("import none.csv --db piped.db").err.find("cannot be read: No such file"),
             std::string::npos);
