@@ -164,7 +164,11 @@ struct StateRow {
   std::string name;
 };
 
-// Records of the log of process states. A row limit below 1 is none; process 0 is every one.
+// Records of the log of process states.
+//
+// kForward      those of one process from a time on, up to the row limit, of which one below 1 is
+//               none; none of process 0.
+// kLatestBefore the latest one before a time, of any process.
 class StateLogRecords final : public RowList<platform::PrcsStateLog, StateRow> {
  public:
   void RowLimit(std::int32_t value) override { row_limit_ = value; }
@@ -182,7 +186,6 @@ class StateLogRecords final : public RowList<platform::PrcsStateLog, StateRow> {
       std::vector<store::StateLogRow> rows;
       if (query_ == kForward) {
         const std::int64_t limit = row_limit_;
-        // The forward read is of one process; 0 is no process, not all of them.
         if (process_ != 0)
           rows = store::ReadStateLog(db, process_, time, INT32_MAX,
                                      limit > 0 ? limit + 1 : store::kEveryRecord);

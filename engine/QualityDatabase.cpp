@@ -39,23 +39,6 @@ const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
   return *found;
 }
 
-void CheckSetting(const store::SqlStore& store, std::string_view name, std::string_view value) {
-  const auto& kind = KindOf(store, name);
-  std::string takes;
-  for (const auto word : kind.words) takes.append(takes.empty() ? "" : ", ").append(word);
-  bool fits = std::ranges::find(kind.words, value) != kind.words.end();
-  if (name == "time_zone") {
-    fits = time::ZoneOffset(value).has_value();
-    takes = "UTC or a fixed offset such as +02:00";
-  } else if (name == "shift_starts") {
-    fits = time::ParseTimesOfDay(value).has_value();
-    takes = "ascending times of day such as \"06:00 14:00 22:00\"";
-  }
-  if (!fits)
-    store::Refuse(store,
-                  std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"");
-}
-
 // Makes the database unless there is one, which is false.
 bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
   store::DraftFile draft(path);
@@ -90,6 +73,22 @@ const std::vector<SettingKind>& SettingKinds() {
        {}},
   };
   return kinds;
+}
+
+std::string SettingKind::Refusal(std::string_view value) const {
+  bool fits = std::ranges::find(words, value) != words.end();
+  std::string takes;
+  for (const auto& word : words)
+    takes.append(takes.empty() ? "" : &word == &words.back() ? " or " : ", ").append(word);
+  if (name == "time_zone") {
+    fits = time::ZoneOffset(value).has_value();
+    takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "shift_starts") {
+    fits = time::ParseTimesOfDay(value).has_value();
+    takes = "ascending times of day such as \"06:00 14:00 22:00\"";
+  }
+  if (fits) return {};
+  return std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"";
 }
 
 std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
@@ -292,7 +291,8 @@ std::string QualityDatabase::Setting(std::string_view name) const {
 
 void QualityDatabase::Set(std::string_view name, std::string_view value) {
   const auto store = store::SqlStoreOf(*database_);
-  CheckSetting(*store, name, value);
+  const auto refusal = KindOf(*store, name).Refusal(value);
+  if (!refusal.empty()) store::Refuse(*store, refusal);
   store::Guarded(*store, [&] {
     store->Write([&](sql::Connection& db) {
       sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)", name,

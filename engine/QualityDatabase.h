@@ -121,6 +121,8 @@ struct NetContents {
 struct SettingKind {
   std::string_view name, fallback, meaning;
   std::vector<std::string_view> words;  // that it takes; empty: any text of the form of fallback
+  // Why it does not take a value; empty when it does.
+  std::string Refusal(std::string_view value) const;
 };
 const std::vector<SettingKind>& SettingKinds();
 

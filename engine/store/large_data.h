@@ -17,7 +17,7 @@ namespace orvspc::engine::store {
 inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 
 // Runs first() here and second() on a thread of its own, or one after the other when the system has
-// no thread to give. Both have ended when it returns; what first threw leaves before what second
+// no thread to give. Nothing runs when it returns; what first threw leaves before what second
 // threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {

@@ -23,6 +23,9 @@ Choice<ImportKind> KindOption() {
   return {{"kind", "KIND", "", "", false, words}};
 }
 
+// The same in the list of options, without the words that Help lists.
+constexpr Option kListedKind{
+    "kind", "KIND", "what the file holds; \"orvspc import --help\" lists the kinds", "values"};
 constexpr Option kIgnoreUnknown{"ignore-unknown", nullptr,
                                 "skip columns with unknown names instead of refusing the file"};
 
@@ -49,11 +52,13 @@ struct ClearedLine {
 
 std::string ReportText(ImportKind kind, const ImportReport& report,
                        const render::TextOptions& options) {
-  std::string line = std::to_string(report.lines) + " lines";
-  if (kind == ImportKind::Values)
-    line += ", " + std::to_string(report.subgroups) + " new subgroups";
-  line += ", " + std::to_string(report.rows) + " rows stored";
-  if (report.new_names > 0) line += ", " + std::to_string(report.new_names) + " new names";
+  const auto counted = [](std::int64_t count, const std::string& one) {
+    return render::Counted(static_cast<std::size_t>(count), one);
+  };
+  std::string line = counted(report.lines, "line");
+  if (kind == ImportKind::Values) line += ", " + counted(report.subgroups, "new subgroup");
+  line += ", " + counted(report.rows, "row") + " stored";
+  if (report.new_names > 0) line += ", " + counted(report.new_names, "new name");
   render::TextWriter text(options);
   text.Line(line);
   return text.Take();
@@ -110,7 +115,7 @@ Command ImportCommand() {
           "A file is stored whole or not at all. Values need the columns part, process, test, "
           "subgroup, time and value (or count). See also docs/how-to/import.md.",
           "orvspc import values.csv --db q.db",
-          {kDatabase, KindOption(), kIgnoreUnknown},
+          {kDatabase, kListedKind, kIgnoreUnknown},
           Run,
           1,
           Help};

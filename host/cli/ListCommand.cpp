@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -169,8 +171,11 @@ Row CellsOf(const SpecificationLimits& row) {
                row.cp, row.cpk, row.alarms, row.scale, row.name);
 }
 Row CellsOf(const ControlLimits& row) {
-  return RowOf(row.mean, row.sp, row.spl, row.sw, row.swl, TimeOf(row.start != 0, row.start),
-               TimeOf(row.finish != 0, row.finish), row.chart_word);
+  // 0 is that of a row without one.
+  const auto sigma = [](double value) { return value == 0.0 ? Cell() : Cell(value); };
+  return RowOf(row.mean, sigma(row.sp), sigma(row.spl), sigma(row.sw), sigma(row.swl),
+               TimeOf(row.start != 0, row.start), TimeOf(row.finish != 0, row.finish),
+               row.chart_word);
 }
 Row CellsOf(const Opportunities& row) { return RowOf(row.opportunities); }
 Row CellsOf(const NetContents& row) {
@@ -179,25 +184,39 @@ Row CellsOf(const NetContents& row) {
                row.t2up, row.factor, row.name);
 }
 
-// Every version of the rows of one kind for the streams that have subgroups, with a mark at those
-// that are in force now.
+// 0: any.
+template <class Limits>
+std::int32_t ProcessOf(const Limits& limits) {
+  if constexpr (std::is_same_v<Limits, ControlLimits>) return limits.process;
+  return 0;
+}
+
+// Every version of the rows of one kind for the streams that have subgroups, each once, with a mark
+// at those that are in force now for at least one of them.
 template <class Limits>
 std::vector<Row> LimitsOf(const QualityDatabase& database) {
   constexpr bool kOfProcess = std::is_same_v<Limits, ControlLimits>;
+  constexpr std::size_t kInForce = kOfProcess ? 4 : 3;
   std::vector<Row> rows;
-  std::vector<StreamKey> done;
-  for (StreamKey stream : database.Streams()) {
-    if (!kOfProcess) stream.process = 0;
-    if (std::ranges::find(done, stream) != done.end()) continue;
-    done.push_back(stream);
+  const auto key_of = [](const Limits& limits) {
+    return std::array{limits.part, limits.test, ProcessOf(limits), limits.effective};
+  };
+  std::map<std::array<std::int32_t, 4>, std::size_t> listed;  // where the row of a key is
+  for (const auto& stream : database.Streams()) {
     const auto now = database.InForce<Limits>(stream, CurrentTime());
     for (const auto& limits : database.Versions<Limits>(stream)) {
-      auto& row = rows.emplace_back(RowOf(database.Name(ItemKind::Part, stream.part),
-                                          database.Name(ItemKind::Test, stream.test)));
-      if (kOfProcess) row.emplace_back(database.Name(ItemKind::Process, stream.process));
-      row.push_back(TimeOf(limits.effective != kSinceEver, limits.effective));
-      row.emplace_back(now && now->effective == limits.effective);
-      std::ranges::move(CellsOf(limits), std::back_inserter(row));
+      const auto [at, is_new] = listed.try_emplace(key_of(limits), rows.size());
+      if (is_new) {
+        auto& row = rows.emplace_back(RowOf(database.Name(ItemKind::Part, limits.part),
+                                            database.Name(ItemKind::Test, limits.test)));
+        const auto process = ProcessOf(limits);
+        if (kOfProcess)
+          row.push_back(process == 0 ? Cell() : database.Name(ItemKind::Process, process));
+        row.push_back(TimeOf(limits.effective != kSinceEver, limits.effective));
+        row.emplace_back(false);
+        std::ranges::move(CellsOf(limits), std::back_inserter(row));
+      }
+      if (now && key_of(*now) == at->first) rows[at->second][kInForce] = true;
     }
   }
   return rows;
@@ -275,8 +294,8 @@ MakeListing MakerOf(const std::string& word) {
 
 int Run(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
-  Texts words = arguments.Positional();
-  if (words.empty() || words[0].empty()) words = {"part", "process", "test"};
+  Texts words = arguments.Positional();  // at most one
+  if (words.empty()) words = {"part", "process", "test"};
   std::vector<MakeListing> makers;
   for (const auto& word : words) makers.push_back(MakerOf(word));
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));

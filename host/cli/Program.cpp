@@ -55,11 +55,22 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
   text.Line(command.summary, 0);
   if (!command.details.empty()) text.Blank();
   std::istringstream details(command.details);
-  for (std::string line; std::getline(details, line);) text.Line(line, line.find_first_not_of(' '));
+  for (std::string line; std::getline(details, line);) {
+    // Below its first word, or where there are two columns below the second one.
+    const auto start = line.find_first_not_of(' ');
+    const auto gap = line.find("  ", start);
+    text.Line(line, gap == std::string::npos ? start : line.find_first_not_of(' ', gap));
+  }
   render::TextWriter more({columns});
   if (command.help != nullptr) command.help(arguments, more);
-  return text.Take() + "\n" + DescribeOptions(command.options, columns) + more.Take() +
-         "\nexample:\n  " + command.example + "\n";
+  more.Blank();
+  more.Line("example:");
+  // Broken as a shell takes it, so that it can still be copied.
+  const std::string continued = " \\";
+  const auto lines =
+      render::Wrapped(std::string("  ") + command.example, more.Columns() - continued.size(), 6);
+  for (const auto& line : lines) more.Line(&line == &lines.back() ? line : line + continued);
+  return text.Take() + "\n" + DescribeOptions(command.options, columns) + more.Take();
 }
 
 int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {

@@ -2,9 +2,11 @@
 #include <algorithm>
 #include <optional>
 
+#include "frame/NumberText.h"
 #include "host/cli/Analysis.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeStamp.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::cli {
 
@@ -116,7 +118,8 @@ void AddStates(const Arguments& arguments, DataSelect& select) {
 
 // A time of the command line as a date in UTC; a bare day is its first second, or its last one with
 // end_of_day. Misuse names the option.
-double DateOption(const Option& option, const std::string& text, bool end_of_day) {
+double DateOption(const Option& option, const std::string& given, bool end_of_day) {
+  const auto text = TrimBlanks(given);
   auto stamp = ParseTime(text, end_of_day);
   // The days at the two ends of the range lie in it with a part of theirs.
   constexpr std::int64_t kDay = 86399;
@@ -125,8 +128,8 @@ double DateOption(const Option& option, const std::string& text, bool end_of_day
     if (*stamp > INT32_MAX && *stamp - kDay <= INT32_MAX) stamp = INT32_MAX;
   }
   if (!stamp || *stamp < INT32_MIN || *stamp > INT32_MAX)
-    throw Misuse(std::string("--") + option.name + ": " + Quoted(text) +
-                 " is no time such as 2024-03-01 or 2024-03-01T08:00:00, 1901 to 2038");
+    throw Misuse(std::string("--") + option.name + ": " + Quoted(given) + " " +
+                 std::string(stamp ? platform::kTimeOutOfRange : platform::kNoTime));
   return platform::TimeStampToDate(static_cast<std::int32_t>(*stamp));
 }
 

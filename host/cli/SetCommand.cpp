@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-
 #include "engine/QualityDatabase.h"
 #include "host/cli/Command.h"
 #include "host/render/core/PlainText.h"
@@ -8,10 +6,6 @@
 namespace orvspc::cli {
 
 namespace {
-
-std::vector<std::string> WordsOf(const SettingKind& setting) {
-  return {setting.words.begin(), setting.words.end()};
-}
 
 const SettingKind& SettingOf(const std::string& name) {
   std::vector<std::string> names;
@@ -25,9 +19,8 @@ const SettingKind& SettingOf(const std::string& name) {
 int Run(const Arguments& arguments, Console&) {
   const auto& words = arguments.Positional();
   if (words.size() < 2) throw Misuse("which setting and value?");
-  const auto known = WordsOf(SettingOf(words[0]));
-  if (!known.empty() && std::find(known.begin(), known.end(), words[1]) == known.end())
-    throw Misuse(words[0] + " takes " + Joined(known) + ", not \"" + words[1] + "\"");
+  const auto refusal = SettingOf(words[0]).Refusal(words[1]);
+  if (!refusal.empty()) throw Misuse(refusal);
   QualityDatabase::Open(arguments.Required(kDatabase)).Set(words[0], words[1]);
   return 0;
 }
@@ -38,7 +31,8 @@ Command SetCommand() {
   std::string details = "NAME and VALUE are one of";
   for (const auto& setting : SettingKinds())
     details += "\n  " + render::Padded(setting.name, 17) +
-               (setting.words.empty() ? std::string(setting.meaning) : Joined(WordsOf(setting))) +
+               (setting.words.empty() ? std::string(setting.meaning)
+                                      : Joined({setting.words.begin(), setting.words.end()})) +
                " (default " + std::string(setting.fallback) + ")";
   return {"set",
           "--db FILE NAME VALUE",

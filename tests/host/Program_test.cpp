@@ -8,9 +8,11 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
+#include "platform/TimeText.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -184,6 +186,9 @@ TEST_F(Program, StandardInputIsImportedFromAPipe) {
   const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
   EXPECT_EQ(piped.status, 0) << piped.err;
   EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
+  Write("one.csv", "part,process,test,subgroup,time,value\nNut,Mill,Bore,1,2024-03-01,1\n");
+  EXPECT_EQ(Run("import one.csv --db one.db").out,
+            "1 line, 1 new subgroup, 1 row stored, 3 new names\n");
   EXPECT_NE(Run("import . --db piped.db").err.find("is a folder"), std::string::npos);
   EXPECT_NE(Run("import none.csv --db piped.db").err.find("cannot be read: No such file"),
             std::string::npos);
@@ -225,6 +230,8 @@ TEST_F(Program, AFailureIsOneLineOnStandardErrorAndNothingElse) {
       {"import --db q.db", 2, "no file"},
       {"import values.csv --db q.db --kind fruit", 2, "no such kind"},
       {"nonsense", 2, "no such command"},
+      {"list --db q.db ''", 2, "a list without a name"},
+      {"list --db q.db fruit", 2, "no such list"},
   };
   for (const auto& row : rows) {
     const Outcome outcome = Run(row.line);
@@ -265,6 +272,7 @@ TEST_F(Program, HelpOfImportListsTheKindsAndTheColumnsOfOne) {
   EXPECT_NE(kinds.out.find("\n  control-limits    limits by which"), std::string::npos)
       << kinds.out;
   EXPECT_EQ(kinds.out.find("usl"), std::string::npos) << kinds.out;
+  EXPECT_EQ(kinds.out.find("acc-codes"), kinds.out.rfind("acc-codes")) << "each kind once";
   const Outcome columns = Run("import --kind limits --help");
   EXPECT_EQ(columns.status, 0);
   EXPECT_NE(columns.out.find("needs:\n  part              name\n  test "), std::string::npos)
@@ -386,37 +394,106 @@ TEST_F(Program, EveryListHasTextAndJson) {
   }
 }
 
+TEST_F(Program, ControlLimitsAreListedOnceWithTheirOwnProcess) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,value\nA,P1,T,1,2024-03-01T08:00:00,10\n"
+        "A,P2,T,1,2024-03-01T08:00:00,10\nB,P1,T,1,2024-03-01T08:00:00,10\n");
+  Write("c.csv", "part,process,test,mean,sp\nA,,T,10,1\nA,P1,T,11,2\nB,,T,12,\nB,P1,T,13,\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import c.csv --db q.db --kind control-limits").status, 0);
+  const ParsedJson list = ParseJson(Run("list control-limits --db q.db --format json").out);
+  ASSERT_EQ(list.At("control-limits").elements.size(), 4U);
+  struct Row {
+    const char* part;
+    const char* process;  // null: any
+    double mean, sp;      // sp 0: not given
+    bool in_force;
+    const char* reason;
+  };
+  const Row rows[] = {{"A", nullptr, 10, 1, true, "P2 has no row of its own"},
+                      {"A", "P1", 11, 2, true, "its own row comes first"},
+                      {"B", nullptr, 12, 0, false, "the only process has a row of its own"},
+                      {"B", "P1", 13, 0, true, "no sigma"}};
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    const std::string at = "control-limits[" + std::to_string(i) + "].";
+    const auto& row = rows[i];
+    EXPECT_EQ(list.At(at + "Part").text, row.part) << row.reason;
+    EXPECT_EQ(list.At(at + "Process").kind == ParsedJson::Kind::Null, row.process == nullptr);
+    EXPECT_EQ(list.At(at + "Process").text, row.process ? row.process : "") << row.reason;
+    EXPECT_EQ(list.At(at + "Mean").number, row.mean) << row.reason;
+    EXPECT_EQ(list.At(at + "InForce").boolean, row.in_force) << row.reason;
+    EXPECT_EQ(list.At(at + "SP").kind == ParsedJson::Kind::Null, row.sp == 0) << row.reason;
+    EXPECT_EQ(list.At(at + "SP").number, row.sp) << row.reason;
+    EXPECT_EQ(list.At(at + "SW").kind, ParsedJson::Kind::Null) << row.reason;
+  }
+  const std::string text = Run("list control-limits --db q.db").out;
+  EXPECT_EQ(text,
+            "part  test  process  effective  in force  mean  sp  sw\n"
+            "A     T                         yes         10   1\n"
+            "A     T     P1                  yes         11   2\n"
+            "B     T                         no          12\n"
+            "B     T     P1                  yes         13\n");
+}
+
 TEST_F(Program, TimesAreReadAsImportsReadThem) {
   struct Row {
     const char* time;
     int status;
+    std::string_view reason = {};
   };
   Import();
   for (const Row& row : {Row{"2024-03-01T08:00:00.5", 0},
                          {"2024-03-01T08:00:00+1", 0},
-                         {"2024-03-01T08:00+15:00", 2},
+                         {"2024-03-01T08:00+15:00", 2, platform::kNoTime},
                          {"2024-03-01", 0},
-                         {"yesterday", 2}}) {
+                         {" 2024-03-02 ", 0},
+                         {"2050-01-01", 2, platform::kTimeOutOfRange},
+                         {"yesterday", 2, platform::kNoTime}}) {
     const std::string time = row.time;
-    EXPECT_EQ(Run("data --db q.db --since " + time).status, row.status) << time;
+    const auto selected = Run("data --db q.db --since '" + time + "'");
+    EXPECT_EQ(selected.status, row.status) << time;
     Write("t.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Width,1," + time + ",1\n");
-    EXPECT_EQ(Run("import t.csv --db t.db").status, row.status == 0 ? 0 : 1) << time;
+    const auto imported = Run("import t.csv --db t.db");
+    EXPECT_EQ(imported.status, row.status == 0 ? 0 : 1) << time;
+    for (const auto& message : {selected.err, imported.err})
+      EXPECT_NE(message.find(row.reason), std::string::npos) << message;
   }
 }
 
 TEST_F(Program, HelpObeysTheTerminal) {
-  constexpr std::size_t kColumns = 60;
-  for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
-                                    "events", "states", "compliance", "show", "set", "demo"}) {
-    std::ostringstream out, err;
-    Console console{out, err, false, false, kColumns};
-    std::vector<std::string> words{"--help"};
-    if (!command.empty()) words.insert(words.begin(), command);
-    ASSERT_EQ(RunProgram(words, console), 0);
-    // The example is to be copied whole.
-    std::istringstream lines(out.str().substr(0, out.str().find("\nexample:\n")));
-    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), kColumns) << line;
-  }
+  for (const std::size_t columns : {60U, 80U})
+    for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
+                                      "events", "states", "compliance", "show", "set", "demo"}) {
+      std::ostringstream out, err;
+      Console console{out, err, false, false, columns};
+      std::vector<std::string> words{"--help"};
+      if (!command.empty()) words.insert(words.begin(), command);
+      ASSERT_EQ(RunProgram(words, console), 0);
+      std::istringstream lines(out.str());
+      for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), columns) << line;
+    }
+}
+
+TEST_F(Program, AWrappedExampleIsStillACommandLine) {
+  Import();
+  std::ostringstream out, err;
+  Console console{out, err, false, false, 60};
+  ASSERT_EQ(RunProgram({"events", "--help"}, console), 0);
+  const std::string example = out.str().substr(out.str().find("  orvspc events") + 9);
+  ASSERT_NE(example.find(" \\\n"), std::string::npos) << example;
+  const Outcome outcome = Run(example.substr(0, example.find_last_not_of('\n') + 1));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("no process is called \"Press A\""), std::string::npos) << outcome.err;
+}
+
+TEST_F(Program, HelpOfSettingsHangsBelowTheirDescriptions) {
+  std::ostringstream out, err;
+  Console console{out, err, false, false, 60};
+  ASSERT_EQ(RunProgram({"set", "--help"}, console), 0);
+  EXPECT_NE(out.str().find("\n  shift_starts     when shifts start, for samples that are\n" +
+                           std::string(19, ' ') + "due once"),
+            std::string::npos)
+      << out.str();
 }
 
 TEST(Samples, AreTheFilesOfTheSourceTree) {
