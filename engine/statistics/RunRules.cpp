@@ -136,7 +136,7 @@ std::string CheckRules(std::span<const RunRule> list) {
     if (!numbers.insert(rule.number).second)
       return "rule " + std::to_string(rule.number) + " is given twice";
     if (!bits.insert(RuleBit(rule.number)).second)
-      return "rules 15 and 31 share a mark: only one of them can be used";
+      return "rules 15 and 31 share a bit: only one of them can be used";
   }
   return {};
 }
