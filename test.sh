@@ -89,7 +89,7 @@ run_threads() {
 # The other clang builds know the unity batches alone.
 tidy() { cmake --preset tidy && tools/check_tidy.sh build/tidy "${tidied[@]}"; }
 
-stage "packages" packages require "$build_needs$test_needs" || exit 1
+stage "packages" packages require "$build_needs$test_needs$bench_needs" || exit 1
 
 export UBSAN_OPTIONS=print_stacktrace=1
 stage "floors of the includes" floors floors
@@ -101,8 +101,9 @@ stage "each public header alone" headers \
       cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci
 stage "one definition of each name" odr build odr
-if stage "build, release" build-release build release; then
-  stage "hardening of the release" hardening tools/check_hardening.sh build/release/bin/orvspc
+# The release with its benches, which nothing else compiles.
+if stage "build, release" build-bench build bench; then
+  stage "hardening of the release" hardening tools/check_hardening.sh build/bench/bin/orvspc
 else
   not_run "hardening of the release"
 fi

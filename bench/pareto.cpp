@@ -178,7 +178,7 @@ int main(int argc, char** argv) {
     WriteCsv(csv, options.subgroups);
     orvspc::engine::import::ImportCsv(csv.string(),
                                       *orvspc::OpenDatabase(product_db.string(), true),
-                                      orvspc::engine::import::ImportKind::Values, {});
+                                      orvspc::ImportKind::Values, {});
     bench::RemoveDatabase(plain_db);
     MakePlain(plain_db, options.subgroups);
   }

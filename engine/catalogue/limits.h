@@ -14,6 +14,7 @@
 
 #include "platform/CapabilityRecords.h"
 #include "platform/ChartRecords.h"
+#include "platform/ChartWord.h"
 #include "platform/NaN.h"
 
 // Rows of limits and rules as the quality database stores them, and what every analysis asks of
@@ -160,7 +161,7 @@ enum class RateKind { None, Share, PerUnit, PerOpportunity };
 
 // Of the chart in the first place of a chart word; None for a chart of values or no chart.
 constexpr RateKind RateKindOf(std::int32_t chart_word) {
-  switch ((chart_word >> 8) & 15) {
+  switch (platform::ChartCodesOf(chart_word).graph1) {
     case 0x8:  // defective units in a thousand
     case 0xA:  // in a million
     case 0xC:  // their number

@@ -268,7 +268,7 @@ class Parser {
     std::uint32_t point = 0;
     const auto [end, error] = std::from_chars(at_, end_, point, hexadecimal ? 16 : 10);
     if (error != std::errc() || *end != ';' || !IsCharacter(point)) Fail();
-    at_ += end - at_ + 1;
+    at_ += (end - at_) + 1;  // past the ;
     return PutUtf8(out, point);
   }
 

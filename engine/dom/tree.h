@@ -10,8 +10,7 @@
 #include <vector>
 
 // The nodes of one document as plain records in large blocks, bound by numbers instead of pointers:
-// a node takes 28 bytes and an attribute 24. Texts are parsed
-// into it and written from it.
+// a node takes 28 bytes and an attribute 24. Texts are parsed into it and written from it.
 namespace orvspc::engine::dom {
 
 using Id = std::uint32_t;  // 0: none

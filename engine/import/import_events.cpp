@@ -62,7 +62,9 @@ void TakeEvent(ImportFile& file) {
   const auto& table = file.table;
   const auto type = table.OneOf(At("type"), catalogue::kEventTypes);
   const auto time = table.Stamp(At("time"));
-  const auto item = [&](auto... which) { return file.OptionalItem(which...); };
+  const auto item = [&](std::size_t column, ItemKind kind) {
+    return file.OptionalItem(column, kind);
+  };
   const auto name = item(At("name"), ItemKind::EventName);
   const auto process = item(At("process"), ItemKind::Process);
   const auto part = item(At("part"), ItemKind::Part), test = item(At("test"), ItemKind::Test);

@@ -123,7 +123,7 @@ double Mean(const ImportTable& table, std::int32_t chart_word) {
                    : "must be a rate not below 0, which the chart word asks for");
 }
 
-// Whether the database holds a count above 0 of an attribute test; process 0: of any process.
+// Whether the database holds a count above 0 of an attribute test; no process: of any.
 bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, Reference process) {
   const auto [part, test, effective] = version;
   sql::Query query(db,

@@ -20,7 +20,7 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
     : file_(file), db_(file.db), batch_(batch) {
   static const auto text = WithColumns("SELECT ", ", id FROM context");
   sql::Query contexts(db_, text);
-  for (store::Context context; contexts.Step();) {
+  for (store::Context context{}; contexts.Step();) {
     contexts.Read(context);
     contexts_[context] = contexts.Int(context.size());
   }
@@ -83,7 +83,7 @@ store::Context ValuesWriter::ContextOf(std::int32_t id) {
     throw sql::SqlError(sql::SqlError::Kind::Damaged,
                         "context " + std::to_string(id) + " is missing");
   }
-  store::Context context;
+  store::Context context{};
   query.Read(context);
   return context;
 }
@@ -128,7 +128,7 @@ void ValuesWriter::WriteMeasurements() {
     if (is_stored) Merge(*open, key);
     Finish(*open, key);
     CheckDefectives(*open);
-    store::Context context;
+    store::Context context{};
     for (std::size_t i = 0; i < context.size(); ++i) {
       const auto name = open->shared[kSharedContext + i].value;
       context[i] = static_cast<std::int32_t>(std::max(name, 0.0));

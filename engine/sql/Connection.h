@@ -152,7 +152,6 @@ class Query {
     statement_.Reset();
     return value;
   }
-  void Reset() { statement_.Reset(); }
 
   bool IsNull(int column) const { return statement_.IsNull(column); }
   std::int32_t Int(int column) const { return static_cast<std::int32_t>(statement_.Int(column)); }
@@ -186,6 +185,7 @@ class Query {
  private:
   template <class T>
   void BindNext(int& place, const T& value) {
+    static_assert(!std::is_same_v<T, char> && !std::is_null_pointer_v<T>, "a text or a number");
     if constexpr (std::is_same_v<T, Reference>) {
       value.id == 0 ? statement_.BindNull(place) : statement_.BindInt(place, value.id);
     } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {

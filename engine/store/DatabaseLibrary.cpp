@@ -99,7 +99,7 @@ std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
 }
 
 // Which subgroups a comment filter lets through.
-struct CommentFilter {
+struct CommentSubgroups {
   std::int32_t lowest = 0, highest = -1;
   std::optional<std::span<const std::int32_t>> listed;  // ascending
 
@@ -109,15 +109,15 @@ struct CommentFilter {
 };
 
 // None when the filter is malformed.
-std::optional<CommentFilter> ReadCommentFilter(std::span<const std::int32_t> cells) {
-  if (cells.size() >= 3 && cells[0] == -1) return CommentFilter{cells[1], cells[2], {}};
+std::optional<CommentSubgroups> ReadCommentFilter(std::span<const std::int32_t> cells) {
+  if (cells.size() >= 3 && cells[0] == -1) return CommentSubgroups{cells[1], cells[2], {}};
   if (cells.empty() || cells[0] < 0 || static_cast<std::size_t>(cells[0]) >= cells.size()) {
     return std::nullopt;
   }
   const auto listed = cells.subspan(1, static_cast<std::size_t>(cells[0]));
   if (!std::ranges::is_sorted(listed)) return std::nullopt;
-  if (listed.empty()) return CommentFilter{0, -1, listed};
-  return CommentFilter{listed.front(), listed.back(), listed};
+  if (listed.empty()) return CommentSubgroups{0, -1, listed};
+  return CommentSubgroups{listed.front(), listed.back(), listed};
 }
 
 struct FoundComment {

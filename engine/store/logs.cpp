@@ -10,7 +10,8 @@
 namespace orvspc::engine::store {
 namespace {
 
-// Of one process and of all: separate texts, so that each follows its index.
+// Of one process and of all: separate texts, so that each follows its index. Both take the process,
+// which is 0 for all.
 constexpr std::string_view kBetweenOfOne =
     "SELECT l.time, l.process, l.state_code, c.type FROM state_log l "
     "JOIN state_code c ON c.id = l.state_code WHERE l.process = ?1 AND l.time BETWEEN ?2 AND ?3 "

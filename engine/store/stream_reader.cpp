@@ -25,7 +25,7 @@ void MakeKeyed(DataSet& set) {
 // The clustered index serves each of these without sorting. Time and subgroup are in the packed
 // record: fetching a column costs as much as a value.
 std::string_view StreamReader::TextOf(bool forward, bool with_context) {
-  static const auto text_of = [](const std::string& columns, const std::string& order) {
+  const auto text_of = [](const std::string& columns, const std::string& order) {
     return "SELECT " + columns + " FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 " +
            "ORDER BY time" + order + ", subgroup" + order;
   };

@@ -225,7 +225,7 @@ class SqliteConnection final : public Connection {
   }
 
   std::unique_ptr<sqlite3, Closer> db_;
-  // Destroyed before the connection. Keys are literals.
+  // Destroyed before the connection. Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<SqliteStatement>> statements_;
 };
 

@@ -107,6 +107,37 @@ TEST_F(ConnectionTest, ColumnsAreReadByTheTypesOfTheirVariables) {
   EXPECT_EQ(whole, 9);
 }
 
+TEST_F(ConnectionTest, ValuesAreBoundByTheirTypes) {
+  enum class Colour { Red = 3 };
+  Query query(*connection_, "SELECT ?1, ?2, ?3, ?4, ?5, ?6, ?7", std::array{4, 5}, Reference{0},
+              Reference{6}, std::optional<int>(), true, Colour::Red);
+  ASSERT_TRUE(query.Step());
+  std::array<std::int32_t, 2> pair{};
+  std::optional<std::int32_t> no_reference = 1, reference, none = 1;
+  std::int32_t flag = 0, colour = 0;
+  query.Read(pair, no_reference, reference, none, flag, colour);
+  EXPECT_EQ(pair, (std::array{4, 5}));
+  EXPECT_EQ(no_reference, std::nullopt);
+  EXPECT_EQ(reference, 6);
+  EXPECT_EQ(none, std::nullopt);
+  EXPECT_EQ(flag, 1);
+  EXPECT_EQ(colour, 3);
+}
+
+TEST_F(ConnectionTest, AllRowsAreReadIntoMembers) {
+  connection_->Execute("INSERT INTO item(name) VALUES('a'), ('b')");
+  struct Item {
+    std::int64_t id = 0;
+    std::string name;
+  };
+  const auto items =
+      Query(*connection_, "SELECT id, name FROM item WHERE name > ?1 ORDER BY id", "")
+          .All<Item>(&Item::id, &Item::name);
+  ASSERT_EQ(items.size(), 2u);
+  EXPECT_EQ(items[1].id, 2);
+  EXPECT_EQ(items[1].name, "b");
+}
+
 TEST_F(ConnectionTest, ATransactionWithoutCommitLeavesNothing) {
   {
     const Transaction transaction(*connection_, TransactionKind::Write);
