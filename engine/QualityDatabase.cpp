@@ -60,7 +60,7 @@ const std::vector<SettingKind>& SettingKinds() {
   const auto words = statistics::EstimatorWords();
   static const std::vector<SettingKind> kinds = {
       {"sigma_estimator",
-       "mvlue",
+       statistics::NameOf(statistics::kUsualEstimator),
        "how sigma is estimated from ranges or deviations",
        {words.begin(), words.end()}},
       {"shift_starts",

@@ -215,6 +215,7 @@ class QualityDatabase {
   //
   // resource  one of paResourceTypes
   // options   those that the bins were made with
+  // Threads   one at a time for a function and its copies: they share what was looked up
   // Returns   the identifier in digits where the database knows no name; empty for a level that the
   //           options lack
   using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;

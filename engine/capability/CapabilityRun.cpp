@@ -293,14 +293,15 @@ void NoteCounts(const Counted& counted, std::int64_t count) {
                                          " values lie outside the window and are in no bin.");
   }
   if (counted.cells > 3 && !counted.distinct.Full()) {
-    store::AddNote("coarse-values",
-                   "The values are only " + std::to_string(counted.distinct.Count()) +
-                       " different ones: rounding, not the law, may make chi-square large.");
+    store::AddNote(
+        "coarse-values",
+        "The values are only " + std::to_string(counted.distinct.Count()) +
+            " different ones: rounding, not the distribution, may make chi-square large.");
   }
 }
 
-// Makes everything before it writes anything, so that a failure leaves the caller's records as they
-// were.
+// Makes whatever allocates before it writes anything, so that a failure leaves the caller's records
+// as they were. The rest is arithmetic; the name of a distribution fits into a short string.
 void Write(const Prepared& data, const Described& figures, const Counted& counted,
            const CapabilityOutput& out, CapabilityReport& report) {
   const auto& [centre, deviations, spread, short_term, sd, sigma] = figures;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <string>
 
 #include "engine/catalogue/limits.h"
@@ -47,14 +48,16 @@ struct Item {
 std::vector<Item> ItemsOf(std::span<const StreamSample> streams) {
   std::vector<Item> items;
   for (std::size_t i = 0; i < streams.size(); ++i) {
-    const auto& [part, process, test, oldest, newest, sample] = streams[i];
-    auto item = items.begin();
-    while (item != items.end() && (item->part != part || item->test != test)) ++item;
+    const auto& stream = streams[i];
+    auto item = std::ranges::find_if(items, [&stream](const Item& each) {
+      return each.part == stream.part && each.test == stream.test;
+    });
     if (item == items.end()) {
-      item = items.insert(item, {part, process, test, oldest, newest, {}});
+      items.push_back({stream.part, stream.process, stream.test, stream.oldest, stream.newest, {}});
+      item = std::prev(items.end());
     }
-    item->oldest = std::min(item->oldest, oldest);
-    item->newest = std::max(item->newest, newest);
+    item->oldest = std::min(item->oldest, stream.oldest);
+    item->newest = std::max(item->newest, stream.newest);
     item->places.push_back(i);
   }
   return items;

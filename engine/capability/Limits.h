@@ -29,7 +29,7 @@ struct LimitsInForce {
 };
 
 // The rows in force at the newest value of each part and test. Several parts and tests must agree
-// in all limits to 1e-9 of their width, after normalising; otherwise none holds. Tells its notes.
+// in all limits to 1e-9 of their width, after normalising; otherwise none holds. Adds its notes.
 LimitsInForce FindLimits(store::Store& store, std::span<const StreamSample> streams,
                          const std::optional<LimitOverride>& override_by, Normalization normalize);
 

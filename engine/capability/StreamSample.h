@@ -31,14 +31,13 @@ bool ReadStreams(store::Store& store, API_DSInfo& info, std::span<const std::int
 // Below this many values a second thread costs more than it saves.
 inline constexpr std::size_t kWorthTwoPasses = 200'000;
 
-// Adds the values of a block to a sum, or the block itself where the sum is one of its groups.
 template <class Sum>
 void AddBlock(const statistics::Sample::Block& block, Sum& sum) {
-  if constexpr (requires { sum.Add(block); }) {
-    sum.Add(block);
-  } else {
-    sum.Add(block.values);
-  }
+  sum.Add(block.values);
+}
+// This sum looks at the groups of a block as well.
+inline void AddBlock(const statistics::Sample::Block& block, statistics::SpreadSums& sum) {
+  sum.Add(block);
 }
 
 // Makes several sums in one pass over all blocks; those of large samples in two halves, by two

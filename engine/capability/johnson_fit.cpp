@@ -40,7 +40,7 @@ double BandFor(double n) {
   constexpr double kWidest = 0.1;
   return std::max(statistics::kJohnsonBand, std::min(kWidest, 8.0 / std::sqrt(n)));
 }
-constexpr std::int64_t kFewest = 20;
+constexpr std::int64_t kMinValues = 20;
 // The quantiles 0.00135 and 0.99865 of the percentile method.
 constexpr double kReach = 3.0;
 
@@ -57,7 +57,7 @@ bool ReachesFar(const statistics::JohnsonCurve& curve) {
 
 Chosen Choose(const statistics::Sample& sample, const SampleCentre& centre) {
   Chosen chosen;
-  if (centre.count < kFewest) return chosen;
+  if (centre.count < kMinValues) return chosen;
   const auto n = static_cast<double>(centre.count);
   const auto usable = DistancesFor(n);
   std::vector<double> proportions;
@@ -109,20 +109,21 @@ statistics::ChiSquareTest Test(const statistics::Sample& sample,
 std::int32_t CapabilityRun::FitJohnson(const FitOutput& out) {
   if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
       out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
-    store::AddNote("johnson-none",
-                   "The sample of this analysis is no longer there; the normal law stays.");
+    store::AddNote(
+        "johnson-none",
+        "The sample of this analysis is no longer there; the normal distribution stays.");
     return caJohnsonTypeNone;
   }
   const auto chosen = Choose(sample_, centre_);
   if (!chosen.curve) {
     if (chosen.normal_serves) {
       store::AddNote("johnson-normal",
-                     "The values lie as a normal law has them, which therefore stays.");
+                     "A normal distribution describes the values, and therefore stays.");
     } else {
       store::AddNote(
           "johnson-none",
           "No Johnson curve fits: too few values, too few different ones, or none that holds "
-          "them all. The normal law stays.");
+          "them all. The normal distribution stays.");
     }
     return caJohnsonTypeNone;
   }

@@ -156,7 +156,7 @@ bool Agree(const SpecLimits& a, const SpecLimits& b);
 
 // --- Rates of counts -----------------------------------------------------------------------------
 
-// What the mean of a row of control limits stands for on a chart of counts.
+// What the mean of a row of control limits is on a chart of counts.
 enum class RateKind { None, Share, PerUnit, PerOpportunity };
 
 // Of the chart in the first place of a chart word; None for a chart of values or no chart.

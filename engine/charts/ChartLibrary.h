@@ -18,8 +18,8 @@ class ChartLibrary final : public platform::CtrlChrt6 {
                                         API_CCVarOptions& Options, std::int32_t Last) override;
   std::int32_t VLXCRT_VAR_DATA(std::int32_t Reserved, const platform::ArrayRef& Array,
                                platform::ChartData Code, std::int32_t Graph) override;
-  // A figure that does not exist is 0, as all six are with several streams; TakeReport tells a
-  // sigma of 0 from none.
+  // A figure that does not exist is 0, as all six are with several streams; TakeReport
+  // distinguishes a sigma of 0 from none.
   std::int32_t VLXCRT_VAR_LIMITS(std::int32_t Reserved, double& MeanEstimate, double& SPEstimate,
                                  double& SWEstimate, double& AverageSize1, double& AverageSize2,
                                  double& AverageSize3) override;

@@ -47,8 +47,8 @@ inline constexpr LineCode kLineCodes[] = {
 //                         order, and IsConstant(). plain: without cusum and EWMA, which are taken
 //                         about these; otherwise as drawn
 //   SizeAt(graph, place)  what is shown as the size of a point
-// A StateOf a stream has its `estimates` and `no_cusum`: no sigma above 0 at some point.
-template <class Run, class Table, class PlanOf, class StateOf>
+// The StateType of a stream has `estimates` and `no_cusum`: no sigma above 0 at some point.
+template <class Run, class Table, class PlanType, class StateType>
 class ChartRun {
  public:
   // Fills the array; returns the elements written. Writes nothing and returns 0 for an unknown code
@@ -65,7 +65,7 @@ class ChartRun {
   }
 
   bool IsOpen() const { return is_open_; }
-  const PlanOf& Plan() const { return plan_; }
+  const PlanType& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
   const RunRows& Rows() const { return rows_; }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
@@ -75,7 +75,7 @@ class ChartRun {
   void ClearShared() {
     table_.Clear();
     rows_.Clear();
-    plan_ = PlanOf();
+    plan_ = PlanType();
     states_.clear();
     for (auto& points : points_) Forget(points);
     Forget(marks_);
@@ -149,8 +149,8 @@ class ChartRun {
 
   Table table_;
   RunRows rows_{table_};
-  PlanOf plan_;
-  std::vector<StateOf> states_;                // of the streams
+  PlanType plan_;
+  std::vector<StateType> states_;              // of the streams
   std::array<std::vector<double>, 3> points_;  // of the graphs; empty: none
   std::vector<statistics::RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last

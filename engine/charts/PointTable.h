@@ -79,11 +79,11 @@ class StreamTable {
   // Place in the data set of a place in the columns.
   std::size_t SubgroupAt(std::size_t place) const { return order_.empty() ? place : order_[place]; }
   bool InOrder() const { return order_.empty(); }
-  // Writes a column in the order of the data set.
+  // Writes a column in the order of the data set. out: one element a subgroup.
   template <class From, class To>
   void Scatter(const std::vector<From>& column, std::span<To> out) const {
     if (InOrder()) {
-      std::transform(column.begin(), column.end(), out.begin(),
+      std::transform(column.begin(), column.begin() + std::ssize(out), out.begin(),
                      [](From value) { return static_cast<To>(value); });
       return;
     }
@@ -189,7 +189,7 @@ class AttributeTable : public StreamTable {
   std::vector<double> sizes;
   // Sum over the rows, and units that are bad. A unit with a number (Tsno above 0) is one bad unit
   // if any of its rows counts something, in a test of defectives as many as its largest row says; a
-  // row without a number stands for as many bad units as it counts. So a named unit with three
+  // row without a number is as many bad units as it counts. So a named unit with three
   // codes is one defective with three defects, and a bare count of 12 is twelve of either.
   std::vector<double> defects, defectives;
 

@@ -106,8 +106,8 @@ void RunRows::Load(store::Store& store, bool attributes,
   LoadAlarms(store);
 }
 
-// One row for each part and test, the one in force at the newest point of the pair: whoever judges
-// values by these rows does not look at times.
+// For each part and test the one row in force at the newest point of the pair. Readers of these
+// rows hold every value against that row, whatever its time.
 template <class Row>
 std::vector<Row> RunRows::NewestOfPairs(std::vector<Row> OfStream::*rows, bool OfStream::*change) {
   const auto streams = table_.Streams();
@@ -154,7 +154,8 @@ void RunRows::CollectLimitRows() {
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(rows.limits);
     std::vector<std::uint8_t> seen(rows.limits.size(), 0);
     for (auto place = stream.begin; place < stream.end; ++place) {
-      const auto row = limit_row_[place] = effective.PlaceAt(StampAt(place));
+      const auto row = effective.PlaceAt(StampAt(place));
+      limit_row_[place] = row;
       rows.limits_change = rows.limits_change || row != limit_row_[stream.begin];
       if (row != kNoRow) seen[static_cast<std::size_t>(row)] = 1;
     }
@@ -228,8 +229,14 @@ std::int32_t RunRows::Deliver(const ArrayRef& array, ChartData code) {
     case ChartData::Totals: {
       const auto count = [](const auto& rows) { return static_cast<std::int32_t>(rows.size()); };
       const auto subgroups = static_cast<std::int32_t>(table_.Count());
-      return CopyRows<API_CCTotals>(array, {{subgroups, test_count_, count(spec_rows_),
-                                             count(limit_rows_), count(opp_rows_), 0, 0}});
+      const API_CCTotals totals{.SubgroupCount = subgroups,
+                                .TestCount = test_count_,
+                                .SpecLimCount = count(spec_rows_),
+                                .CtrlLimCount = count(limit_rows_),
+                                .DefOppCount = count(opp_rows_),
+                                .Spare1 = 0,
+                                .Spare2 = 0};
+      return CopyRows<API_CCTotals>(array, {totals});
     }
     case ChartData::Subgroups: {
       const auto written = CopyRows(array, data_.subgroups);

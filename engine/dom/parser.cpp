@@ -68,7 +68,7 @@ class Parser {
     return at_ != before;
   }
 
-  // Moves behind the mark and returns what stood before it.
+  // Moves behind the mark and returns what was before it.
   std::string_view Until(std::string_view mark) {
     const std::string_view rest = Rest();
     const std::size_t length = rest.find(mark);
@@ -137,7 +137,7 @@ class Parser {
     Expect("?>");
   }
 
-  // What may stand before and behind the root.
+  // What may come before and after the root.
   void Misc() {
     for (;;) {
       SkipBlanks();
@@ -272,7 +272,7 @@ class Parser {
     return PutUtf8(out, point);
   }
 
-  // One piece of what stands between the tags of the open element.
+  // One piece of what is between the tags of the open element.
   void Content() {
     if (*at_ != '<') {
       Characters();

@@ -41,7 +41,7 @@ class Pool {
 };
 
 struct Node {
-  Id name;  // none: a text, which stands in the first attribute
+  Id name;  // none: a text, which is in the first attribute
   Id parent, first_child, last_child, next;
   Id first_attribute, last_attribute;
 };
@@ -55,7 +55,7 @@ struct Attribute {
   std::string_view Text() const { return {text, size}; }
 };
 
-// A name of elements or attributes, and what stood behind it last time: rows repeat, so the guess
+// A name of elements or attributes, and what came after it last time: rows repeat, so the guess
 // is nearly always right and spares the search for the name.
 struct Name {
   std::string start;  // " name=\"", as an attribute begins
@@ -84,7 +84,7 @@ class Tree {
   }
 
   Id AddNode(Id name);
-  // The text is kept where it stands.
+  // The text is kept where it is.
   Id AddAttribute(Id node, Id name, std::string_view text);
   // As the last child.
   void Append(Id parent, Id child);

@@ -13,7 +13,7 @@ constexpr std::pair<char, std::string_view> kEscapes[] = {
     {'&', "&amp;"}, {'<', "&lt;"},   {'>', "&gt;"},  {'"', "&quot;"},
     {'\t', "&#9;"}, {'\n', "&#10;"}, {'\r', "&#13;"}};
 
-// Characters that do not stand for themselves.
+// Characters that are written as entities.
 constexpr std::array<bool, 256> Special() {
   std::array<bool, 256> special{};
   for (std::size_t c = 0; c < 0x20; ++c) special[c] = true;
@@ -35,7 +35,7 @@ class Writer {
   explicit Writer(const Tree& tree) : tree_(tree) {}
 
   std::string Node(Id top) {
-    // An element that stands alone is what a document was built for, so the size is known.
+    // An element without a parent is what a document was built for, so the size is known.
     if (tree_.NodeAt(top).parent == 0) out_.reserve(tree_.PlainSize());
     for (Id at = top;;) {
       const dom::Node& node = tree_.NodeAt(at);
@@ -96,7 +96,7 @@ class Writer {
   }
 
   void Escape(std::string_view text) {
-    std::size_t plain = 0;  // begin of the run that stands for itself
+    std::size_t plain = 0;  // begin of the run that is written as it is
     for (std::size_t at = 0; at < text.size();) {
       const auto c = static_cast<unsigned char>(text[at]);
       if (!kSpecial[c]) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "engine/sql/failure.h"
 #include "platform/ExternalFailure.h"
 #include "platform/Utf8.h"
 
@@ -16,7 +17,6 @@ namespace {
 
 constexpr std::size_t kMaxRecord = 1 << 20;
 constexpr std::size_t kChunk = 1 << 18;
-constexpr std::int32_t kFailure = -2147221504;
 
 std::string_view Trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -65,7 +65,7 @@ std::string Shortened(std::string_view text) {
 
 CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
   const auto fail = [&](const std::string& why) {
-    throw platform::ExternalFailure(kFailure, "Import", path + ": " + why);
+    throw platform::ExternalFailure(sql::kRefused, "Import", path + ": " + why);
   };
   struct stat state {};
   if (stat(path.c_str(), &state) != 0) fail(std::strerror(errno));
@@ -88,7 +88,7 @@ std::string CsvReader::PlaceText(std::int64_t line, std::string_view column, std
 
 void CsvReader::RefuseAt(std::int64_t line, std::string_view column, std::string_view value,
                          std::string_view reason) const {
-  throw platform::ExternalFailure(kFailure, "Import", PlaceText(line, column, value, reason));
+  throw platform::ExternalFailure(sql::kRefused, "Import", PlaceText(line, column, value, reason));
 }
 
 // Makes room behind what is not yet taken and reads on. False when the file has no more.

@@ -2,6 +2,7 @@
 #include <map>
 
 #include "engine/import/import_kind.h"
+#include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::import {
@@ -21,9 +22,6 @@ constexpr ImportColumn kRuleColumns[] = {
     {"set", kOptional, "names of rule sets that the rule joins, blanks between them"}};
 using At = PlaceIn<kRuleColumns>;
 
-constexpr std::string_view kKinds[] = {"limit", "zone",      "within", "outside",
-                                       "trend", "alternate", "red",    "yellow2"};
-constexpr std::string_view kSides[] = {"same", "either", "both", "upper", "lower"};
 constexpr std::int32_t kMaxWindow = 1000;
 
 using Rules = std::map<std::int32_t, store::StoredRule>;
@@ -41,12 +39,13 @@ Rules ReadRules(sql::Connection& db) {
 
 // What the line leaves open stays as it is.
 void ReadGiven(const ImportTable& table, store::StoredRule& rule) {
-  rule.kind = kKinds[table.WordOf(At("kind"), kKinds)];
+  const auto kinds = statistics::RuleKindNames(), sides = statistics::RuleSideNames();
+  rule.kind = kinds[table.WordOf(At("kind"), kinds)];
   rule.k = table.Whole(At("k"), 1, kMaxWindow, rule.k);
   rule.m = table.Whole(At("m"), 1, kMaxWindow, rule.m);
   rule.zone = table.OptionalNumber(At("zone")).value_or(rule.zone);
   if (rule.zone < 0.0) table.Refuse(At("zone"), "must not be below 0");
-  if (!table.Cell(At("side")).empty()) rule.side = kSides[table.WordOf(At("side"), kSides)];
+  if (!table.Cell(At("side")).empty()) rule.side = sides[table.WordOf(At("side"), sides)];
   rule.priority = table.Whole(At("priority"), 0, INT32_MAX, rule.priority);
   if (!table.Cell(At("text")).empty()) rule.text = table.Cell(At("text"));
 }
@@ -96,7 +95,7 @@ void TakeRule(ImportFile& file, Rules& rules) {
     ReadGiven(file.table, rule);
     if (rule != known->second) {
       file.table.Refuse(At("number"),
-                        "the number stands for a rule with other parameters; take a free one");
+                        "the number belongs to a rule with other parameters; use a free one");
     }
   } else {
     const auto rule = NewRule(file.table, number, rules);
@@ -160,7 +159,7 @@ void TakeGroup(ImportFile& file) {
   if (!kind || *kind == ItemKind::Requirement) {
     table.Refuse(AtGroup("kind"), "is nothing that can be grouped");
   }
-  // A state without its type would be neither running nor standing.
+  // A state without its type would be neither running nor stopped.
   if (*kind == ItemKind::StateCode && !file.names.Find(*kind, table.Name(AtGroup("name")))) {
     table.Refuse(AtGroup("name"), "is no state of the database; import state-codes first");
   }

@@ -268,8 +268,9 @@ void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double
   cell.line = 0;
 }
 
-// Named units with a count are one defective each, other rows as many as they say. The refusal
-// names the line that makes them too many, or that gives the size for which they are.
+// Refuses a subgroup with more defectives than units inspected. A named unit counts as often as the
+// largest of its rows says, rows without a unit add up. The refusal names the later of two lines:
+// the one with which there were too many, and the one that gave the size.
 void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   auto& test = batch_.tests[open.test];
   const auto size = packed_size_;

@@ -99,6 +99,7 @@ class Lookups {
   void SetDomain(std::size_t level, std::vector<std::int32_t> ids);
 
   // Weight of a defect code, a part, a code of an event or a state; 1 unless the item has another.
+  // kind: one that the plan's resource is weighed by.
   double FactorOf(catalogue::ItemKind kind, std::int32_t id) const {
     return factors_[static_cast<std::size_t>(kind)].Of(id);
   }
@@ -121,7 +122,8 @@ class Lookups {
 
 // Names of the bins of one analysis, for hosts: level by level and whole, where the name of a bin
 // joins and cuts them. Of an identifier at a level, 0 to 2; its number where the database knows no
-// name, empty where the options have no such level.
+// name, empty where the options have no such level. Copies share what was looked up, so one thread
+// at a time calls them.
 using BinNames = std::function<std::string(std::size_t level, std::int32_t id)>;
 
 // The resource, one of paResourceTypes, and the options that the bins were made with. The database

@@ -50,7 +50,8 @@ class Analysis {
     }
     info_ = resolved_;
     std::ranges::copy(made_, bins_.As<API_PABin>().begin());
-    return options_.BinCount = static_cast<std::int32_t>(made_.size());
+    options_.BinCount = static_cast<std::int32_t>(made_.size());
+    return options_.BinCount;
   }
 
  private:

@@ -65,6 +65,7 @@ void Settle(ParetoPlan& plan) {
 
 std::optional<ParetoPlan> MakePlan(paResourceTypes resource, const API_PAOptions& options,
                                    std::int32_t zone_offset, std::string& reason) {
+  reason.clear();
   ParetoPlan plan;
   plan.resource = resource;
   for (std::size_t place = 0; place < kMaxLevels; ++place) {

@@ -29,10 +29,10 @@ struct RankedBins {
 using TotalOf = std::function<double(const BinKeys&)>;
 
 // Ranks the bins and cuts them to the number that was asked for.
-//   The items of the first level stand by the sum of their bins' values, inside each the items of
-//   the second level, then of the third, always descending; ties by name without case, then by
-//   identifier. Times stand in their order. Empty bins stand behind the others, those of times in
-//   their place.
+//   Items of the first level are sorted by the sum of their bins' values, descending.
+//   Within an item those of the second level are sorted in the same way, then those of the third.
+//   Ties are broken by name without case, then by identifier.
+//   Times are in the order of time, with the empty ones in their place; other empty bins come last.
 RankedBins Rank(const ParetoPlan& plan, const KeyTable<Tally>& tallies, Lookups& lookups,
                 const TotalOf& total_of);
 

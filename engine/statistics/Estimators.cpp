@@ -267,13 +267,13 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
 SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count, EstimatorSetting setting) {
   if (count < 1) return {};
   const double d2 = D2(2);
-  return {sum / static_cast<double>(count) / d2,
-          RowOf(setting).moving_range_name,
-          d2,
-          "d2",
-          count,
-          2,
-          2};
+  return {.value = sum / static_cast<double>(count) / d2,
+          .name = RowOf(setting).moving_range_name,
+          .constant = d2,
+          .constant_name = "d2",
+          .used = count,
+          .smallest_n = 2,
+          .largest_n = 2};
 }
 
 std::vector<double> MovingRanges(std::span<const double> points,

@@ -15,11 +15,13 @@ namespace orvspc::engine::statistics {
 // How subgroups of different size are put together. With one size for all, Mvlue and Unweighted
 // agree.
 enum class EstimatorSetting {
-  Mvlue,         // linear unbiased estimate of least variance; the default
+  Mvlue,         // linear unbiased estimate of least variance
   Unweighted,    // plain mean of R_i/d2(n_i) or s_i/c4(n_i)
   Pooled,        // standard deviations: root of the pooled variance, no bias correction
   PooledAsSbar,  // the same pooled value as Sbar, divided by c4(n_i) at each point
 };
+
+inline constexpr auto kUsualEstimator = EstimatorSetting::Mvlue;
 
 // The words that users give, in the order of the enumeration: "mvlue", "unweighted", ...
 std::span<const std::string_view> EstimatorWords();

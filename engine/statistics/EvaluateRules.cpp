@@ -197,6 +197,23 @@ int CountBack(const Bits& bits, std::uint64_t before, std::size_t i, std::int64_
   return std::popcount(last >> (static_cast<std::int64_t>(kWord) - m));
 }
 
+// Whether the window of a point, itself above the zone or else below it, fulfils the rule.
+bool EnoughInWindow(const RunRule& rule, bool is_above, int above, int below) {
+  switch (rule.side) {
+    case RuleSide::Same:
+      return (is_above ? above : below) >= rule.k;
+    case RuleSide::Either:
+      return above + below >= rule.k;
+    case RuleSide::Both:
+      return above > 0 && below > 0 && above + below >= rule.k;
+    case RuleSide::Upper:
+      return is_above && above >= rule.k;
+    case RuleSide::Lower:
+      return !is_above && below >= rule.k;
+  }
+  return false;
+}
+
 // k of the last m points outside the zone, this one among them.
 Bits WindowFulfilled(const Block& block, const Block::Zone& zone, RunState& s,
                      const RunRule& rule) {
@@ -204,14 +221,9 @@ Bits WindowFulfilled(const Block& block, const Block::Zone& zone, RunState& s,
   const Bits full = InARow(block.visible, block.restart, m, s.unbroken);
   Bits result{};
   ForEachSet(And(full, Or(zone.up, zone.down)), [&](std::size_t i) {
-    const bool up = IsSet(zone.up, i);
     const int above = CountBack(zone.up, s.newest_up, i, m),
               below = CountBack(zone.down, s.newest_down, i, m);
-    const bool together = rule.side == RuleSide::Either || rule.side == RuleSide::Both;
-    const bool other_side = (rule.side == RuleSide::Both && (above == 0 || below == 0)) ||
-                            rule.side == (up ? RuleSide::Lower : RuleSide::Upper);
-    const int count = together ? above + below : up ? above : below;
-    if (count >= rule.k && !other_side) Set(result, i);
+    if (EnoughInWindow(rule, IsSet(zone.up, i), above, below)) Set(result, i);
   });
   return result;
 }
@@ -348,12 +360,19 @@ bool PieceFulfils(PieceRow& s, bool up, bool down, std::int32_t m, RuleSide side
   s.run = up || down ? s.run + 1 : 0;
   s.since_up = up ? 0 : s.since_up + 1;
   s.since_down = down ? 0 : s.since_down + 1;
-  const bool together = side == RuleSide::Either || side == RuleSide::Both;
-  const std::int64_t run = together                  ? s.run
-                           : side == RuleSide::Upper ? s.run_up
-                           : side == RuleSide::Lower ? s.run_down
-                                                     : std::max(s.run_up, s.run_down);
-  return run >= m && (side != RuleSide::Both || (s.since_up < m && s.since_down < m));
+  switch (side) {
+    case RuleSide::Same:
+      return s.run_up >= m || s.run_down >= m;
+    case RuleSide::Either:
+      return s.run >= m;
+    case RuleSide::Both:
+      return s.run >= m && s.since_up < m && s.since_down < m;
+    case RuleSide::Upper:
+      return s.run_up >= m;
+    case RuleSide::Lower:
+      return s.run_down >= m;
+  }
+  return false;
 }
 
 }  // namespace

@@ -20,11 +20,11 @@ std::int32_t ChiSquareCells(std::int64_t count) {
   return static_cast<std::int32_t>(std::min(root, count / 5));
 }
 
-std::vector<double> EqualProbabilityEdges(const Distribution& law, std::int32_t cells) {
+std::vector<double> EqualProbabilityEdges(const Distribution& distribution, std::int32_t cells) {
   std::vector<double> edges;
   edges.reserve(static_cast<std::size_t>(std::max(cells - 1, 0)));
   for (std::int32_t i = 1; i < cells; ++i)
-    edges.push_back(law.Quantile(static_cast<double>(i) / cells));
+    edges.push_back(distribution.Quantile(static_cast<double>(i) / cells));
   return edges;
 }
 

@@ -24,7 +24,7 @@ struct ChiSquareTest {
 std::int32_t ChiSquareCells(std::int64_t count);
 
 // The cells - 1 inner edges, ascending. A value on an edge belongs to the cell below it.
-std::vector<double> EqualProbabilityEdges(const Distribution& law, std::int32_t cells);
+std::vector<double> EqualProbabilityEdges(const Distribution& distribution, std::int32_t cells);
 
 ChiSquareTest ChiSquareOf(std::span<const std::int64_t> observed, int parameters);
 

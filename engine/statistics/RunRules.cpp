@@ -33,35 +33,25 @@ constexpr NamedSet kSets[] = {
 constexpr std::string_view kSetNames[] = {kSets[0].name, kSets[1].name, kSets[2].name,
                                           kSets[3].name, kSets[4].name};
 
-template <typename Value>
-struct Named {
-  Value value;
-  std::string_view name;
-};
-constexpr Named<RuleKind> kKindNames[] = {
-    {Limit, "limit"}, {Zone, "zone"},           {Within, "within"}, {Outside, "outside"},
-    {Trend, "trend"}, {Alternate, "alternate"}, {Red, "red"},       {Yellow2, "yellow2"},
-};
-constexpr Named<RuleSide> kSideNames[] = {
-    {RuleSide::Same, "same"},   {RuleSide::Either, "either"}, {RuleSide::Both, "both"},
-    {RuleSide::Upper, "upper"}, {RuleSide::Lower, "lower"},
-};
+// In the order of the enumerations.
+constexpr std::string_view kKindNames[] = {"limit", "zone",      "within", "outside",
+                                           "trend", "alternate", "red",    "yellow2"};
+constexpr std::string_view kSideNames[] = {"same", "either", "both", "upper", "lower"};
+static_assert(std::size(kKindNames) == static_cast<std::size_t>(Yellow2) + 1);
+static_assert(std::size(kSideNames) == static_cast<std::size_t>(RuleSide::Lower) + 1);
 
-template <typename Value, std::size_t N>
-std::string_view NameIn(const Named<Value> (&table)[N], Value value) {
-  for (const Named<Value>& row : table)
-    if (row.value == value) return row.name;
-  return "";
+template <typename Value>
+std::string_view NameIn(std::span<const std::string_view> names, Value value) {
+  const auto place = static_cast<std::size_t>(value);
+  return place < names.size() ? names[place] : "";
 }
 
-template <typename Value, std::size_t N>
-bool ValueIn(const Named<Value> (&table)[N], std::string_view name, Value& value) {
-  for (const Named<Value>& row : table) {
-    if (row.name != name) continue;
-    value = row.value;
-    return true;
-  }
-  return false;
+template <typename Value>
+bool ValueIn(std::span<const std::string_view> names, std::string_view name, Value& value) {
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end()) return false;
+  value = static_cast<Value>(found - names.begin());
+  return true;
 }
 
 }  // namespace
@@ -146,11 +136,13 @@ std::string CheckRules(std::span<const RunRule> list) {
     if (!numbers.insert(rule.number).second)
       return "rule " + std::to_string(rule.number) + " is given twice";
     if (!bits.insert(RuleBit(rule.number)).second)
-      return "rules 15 and 31 share a mark: only one of them can be used";
+      return "rules 15 and 31 share a bit: only one of them can be used";
   }
   return {};
 }
 
+std::span<const std::string_view> RuleKindNames() { return kKindNames; }
+std::span<const std::string_view> RuleSideNames() { return kSideNames; }
 std::string_view NameOf(RuleKind kind) { return NameIn(kKindNames, kind); }
 std::string_view NameOf(RuleSide side) { return NameIn(kSideNames, side); }
 bool RuleKindFromName(std::string_view name, RuleKind& kind) {

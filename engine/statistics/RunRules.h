@@ -9,8 +9,8 @@
 
 namespace orvspc::engine::statistics {
 
-// Run rules are data. A number stands for one rule with its parameters for the life of a database,
-// because marks are stored as bits of these numbers.
+// Run rules are data. A number means one rule with its parameters for the life of a database,
+// because signals are stored as bits of these numbers.
 
 enum class RuleKind {
   Limit,  // beyond a drawn control limit
@@ -60,8 +60,8 @@ std::vector<RunRule> SelectRules(std::span<const RunRule> list,
 // Orders by priority, then number.
 void SortRules(std::vector<RunRule>& list);
 
-// The mark of a rule: bit `number`; 15 and 31 both give bit 15, a number that cannot be stored
-// gives 0. Bit 31 is never set: marks travel as signed 32-bit integers.
+// The bit of a rule's signal: bit `number`; 15 and 31 both give bit 15, a number that cannot be
+// stored gives 0. Bit 31 is never set: signals travel as signed 32-bit integers.
 std::uint32_t RuleBit(std::int32_t number);
 
 // What is wrong with a rule or a list, for a person to read; empty when it can be used. Refused in
@@ -69,8 +69,10 @@ std::uint32_t RuleBit(std::int32_t number);
 std::string CheckRule(const RunRule& rule);
 std::string CheckRules(std::span<const RunRule> list);
 
-// Names as in files: "limit", "zone", ...; "same", "either", ... The readers return false for
-// another word.
+// Names as in files, in the order of the enumerations: "limit", "zone", ...; "same", "either", ...
+// The readers return false for another word.
+std::span<const std::string_view> RuleKindNames();
+std::span<const std::string_view> RuleSideNames();
 std::string_view NameOf(RuleKind kind);
 std::string_view NameOf(RuleSide side);
 bool RuleKindFromName(std::string_view name, RuleKind& kind);
@@ -92,20 +94,20 @@ struct RunInput {
   std::span<const double> ucl,
       lcl;  // drawn limits, for Limit; NaN: no such limit; empty: none at all
   std::span<const std::uint8_t>
-      used;  // 0: skipped as if it were not there, no mark; empty: all used
+      used;  // 0: skipped as if it were not there, no signal; empty: all used
   std::span<const std::uint8_t> has_value;  // 0: as a NaN point; empty: as `points` says
   std::span<const std::uint8_t>
       restart;  // not 0: nothing runs across from before this point; empty: nowhere
 };
 
-// Marks of the points: for each rule that the point completes or still fulfils, its bit. Writes all
-// of `marks` (points.size() elements).
+// Signals of the points: for each rule that the point completes or still fulfils, its bit. Writes
+// all of `marks` (points.size() elements).
 //
 // A window must be full. On a limit or zone line is inside. A point on the centre line breaks a run
 // at zone 0. A tie breaks trend and alternation, which compare the points themselves and count
-// points. The marked point lies in the zone itself. Every rule that is fulfilled is set. Red and
-// Yellow2 are ignored here. `rules` must pass CheckRule. Source   Nelson, J. Quality Technology 16
-// (1984); Western Electric, Statistical Quality Control Handbook (1956)
+// points. A point with a signal lies in the zone itself. Every rule that is fulfilled is set. Red
+// and Yellow2 are ignored here. `rules` must pass CheckRule. Source   Nelson, J. Quality Technology
+// 16 (1984); Western Electric, Statistical Quality Control Handbook (1956)
 void EvaluateRules(const RunInput& input, std::span<const RunRule> rules,
                    std::span<std::uint32_t> marks);
 std::vector<std::uint32_t> EvaluateRules(const RunInput& input, std::span<const RunRule> rules);
@@ -132,7 +134,7 @@ PreControlLines PreControlLinesOf(double lsl, double target, double usl);
 // a value that is NaN or where no lines exist. A side without limit is green throughout.
 PieceZone ZoneOf(double value, double lsl, double target, double usl);
 
-// Marks of pieces in their order: Red, and Yellow2 with side Same (all m on one side), Both (m
+// Signals of pieces in their order: Red, and Yellow2 with side Same (all m on one side), Both (m
 // yellow in a row, both sides seen), Either, Upper, Lower. None and green and red break a row of
 // yellow. Other kinds are ignored. Source   Satterthwaite, Rath & Strong (1954)
 void EvaluatePreControl(std::span<const PieceZone> pieces, std::span<const RunRule> rules,

@@ -11,7 +11,7 @@ namespace orvspc::engine::statistics {
 
 // Cusum and EWMA over one stream, oldest first. All spans have the length of `points`; `used` and
 // `restart` may be empty (all used, no restart). A point that is not used is shown against what
-// stands before it and then forgotten. A point that is NaN, or whose centre is, or whose sum is
+// precedes it and then forgotten. A point that is NaN, or whose centre is, or whose sum is
 // beyond the largest number, has no value and leaves the recursion as it was. A restart begins anew
 // at that point. A sigma of NaN: EWMA points as usual without limits; a cusum, which counts in
 // sigmas, has no value there, nor at 0.

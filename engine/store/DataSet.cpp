@@ -21,7 +21,7 @@ void WriteRow(const RowKey& key, double value, API_TestData& out) {
   out.Reserved = 0;
 }
 
-// The row that stands for a subgroup without any.
+// The row that marks a subgroup without rows.
 bool IsEmptyMarker(const RowKey& key, double value) {
   return key.Tsno == 0 && key.Sbno == 0 && key.Def == 0 && value == 0.0;
 }

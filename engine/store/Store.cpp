@@ -67,11 +67,12 @@ std::span<const StreamIds> OpenRunStreams(std::int32_t handle) {
 }
 
 statistics::EstimatorSetting EstimatorSettingOf(Store& store) {
-  const auto name = store.Setting("sigma_estimator", "mvlue");
+  const std::string usual(statistics::NameOf(statistics::kUsualEstimator));
+  const auto name = store.Setting("sigma_estimator", usual);
   if (const auto setting = statistics::EstimatorSettingFromName(name)) return *setting;
   AddNote("setting-unknown",
-          "The setting sigma_estimator \"" + name + "\" is unknown; mvlue is used.");
-  return statistics::EstimatorSetting::Mvlue;
+          "The setting sigma_estimator \"" + name + "\" is unknown; " + usual + " is used.");
+  return statistics::kUsualEstimator;
 }
 
 }  // namespace orvspc::engine::store

@@ -137,7 +137,7 @@ bool Has(const Identifiers& ids, std::int32_t id) {
   return !ids || std::binary_search(ids->begin(), ids->end(), id);
 }
 
-// A group cell without an item stands for the members of now.
+// A group cell without an item means the present members.
 Identifiers LookUpItems(sql::Connection& connection, const FlatFilter& filter, ItemKind kind) {
   const auto* const found = std::ranges::find(kFilterKinds, kind, &FilterKind::kind);
   if (found == std::end(kFilterKinds)) return std::nullopt;

@@ -14,7 +14,7 @@ namespace orvspc::engine::store {
 
 struct FilterBlock {
   bool limited = false;    // false: every item
-  bool is_group = false;   // true: the group cell and an item of 0 stand for the members
+  bool is_group = false;   // true: the group cell with an item of 0 means the members
   std::int32_t group = 0;  // group cell
   std::vector<std::int32_t> items;
 };
@@ -53,8 +53,8 @@ void SortUnique(std::vector<std::int32_t>& ids);
 
 bool Has(const Identifiers& ids, std::int32_t id);
 
-// The wanted items of a kind, for one without a block every one. A group stands for its members of
-// now.
+// The wanted items of a kind, for one without a block every one. A group means its present
+// members.
 Identifiers LookUpItems(sql::Connection& connection, const FlatFilter& filter,
                         catalogue::ItemKind kind);
 

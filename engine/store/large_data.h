@@ -16,9 +16,9 @@ namespace orvspc::engine::store {
 // Below this many subgroups a second thread costs more than it saves.
 inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 
-// Runs first() here and second() on a thread of its own, or one after the other when the system has
-// no thread to give. Nothing runs when it returns; what first threw leaves before what second
-// threw.
+// Runs first() on this thread and second() on a new one, or one after the other when the system
+// cannot start a thread. Neither runs any more when it returns or throws. Throws what first() threw,
+// else what second() threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {
   std::future<void> other;

@@ -12,8 +12,9 @@ static_assert(std::endian::native == std::endian::little, "packed records are li
 
 constexpr std::size_t kSkipped = sizeof(std::uint32_t);  // the checksum itself
 
-// Two lanes, because one would wait for its own products. Each step is a bijection of the lane's
-// state for a given word, so a change within one word always changes that state.
+// Mixes alternate words into two states, so that the processor can compute both multiplications at
+// once. Mixing maps different words to different states, and different states to different states:
+// a change within one word always changes the state at the end.
 std::uint32_t Checksum(const std::byte* data, std::size_t length) {
   constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15u;
   std::uint64_t lanes[2] = {kOdd ^ length, ~kOdd};

@@ -28,7 +28,7 @@ class CABins : public RowSet {
   double YMin() const { return Bin().YMin; }
 
   // For the library.
-  // Takes the bins; the cursor stands on the first. Bins that were never dimensioned fail with 9,
+  // Takes the bins; the cursor is on the first. Bins that were never dimensioned fail with 9,
   // and the count stays.
   void Load(const Friend&, Array<API_CABin> Bins);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;

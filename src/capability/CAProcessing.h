@@ -84,7 +84,7 @@ class CAProcessing : public platform::Object {
   void FixProcessing();
 
   std::string GetXML() const;
-  // A missing attribute leaves its setting as it was. Values are stored as they stand: no rule is
+  // A missing attribute leaves its setting as it was. Values are stored as they are: no rule is
   // applied. Fails with "Node does not exist!" without the root element CAProcessing, with 13 or 6
   // on a text that is no number of the kind; what was read before stays.
   bool SetXML(std::string_view XML);

@@ -15,7 +15,7 @@ namespace orvspc {
 
 class Friend;
 
-// Settings of a control chart: which chart stands on each of up to three graphs, and the options
+// Settings of a control chart: which chart each of up to three graphs shows, and the options
 // that refine them. An analysis works on a corrected clone and never touches the host's object; the
 // clone, in CCResults.Processing, then says what was drawn instead of what was asked for.
 class CCProcessing : public platform::Object {
@@ -104,7 +104,7 @@ class CCProcessing : public platform::Object {
   std::int32_t GraphCount() const;
 
   std::string GetXML() const;
-  // A missing attribute leaves its setting as it was. Values are stored as they stand: no bound and
+  // A missing attribute leaves its setting as it was. Values are stored as they are: no bound and
   // no rule is applied. Fails with "Node does not exist!" without the root element CCProcessing,
   // with 13 or 6 on a text that is no number of the kind; what was read before stays.
   bool SetXML(std::string_view XML);

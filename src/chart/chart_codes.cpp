@@ -2,6 +2,7 @@
 #include "chart/chart_codes.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -20,6 +21,11 @@ constexpr std::int32_t kGroupBy[] = {0, 1, 2, 3};
 constexpr std::int32_t kCusum[] = {0, 16};
 constexpr std::int32_t kEWMA[] = {0, 1, 2};
 constexpr std::int32_t kProcessing[] = {0, 4096, 8192, 12288, 16384, 20480};
+static_assert(std::size(kGraph1) == ccGraph1U + 1 && std::size(kGraph2) == ccGraph2Cv + 1 &&
+              std::size(kGraph3) == ccGraph3Sd + 1 && std::size(kGroupBy) == ccGroupByTest + 1 &&
+              std::size(kCusum) == ccCusumStandard + 1 &&
+              std::size(kEWMA) == ccEwmaWanderingMean + 1 &&
+              std::size(kProcessing) == ccProcessMean + 1);
 
 std::int32_t CodeOf(std::string_view entry, std::span<const std::int32_t> codes,
                     std::int32_t value) {

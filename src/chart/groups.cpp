@@ -17,6 +17,7 @@ namespace {
 constexpr std::int32_t API_SubgroupData::*kIdentifiers[] = {
     &API_SubgroupData::Sgrp, &API_SubgroupData::Part, &API_SubgroupData::Prcs,
     &API_SubgroupData::Test};
+static_assert(std::size(kIdentifiers) == ccGroupByTest + 1);
 
 // The group being built; subgroups are added in order. Looks at each subgroup once: a newcomer fits
 // when its identifier has not occurred in the group and it is near to both the earliest and the

@@ -48,7 +48,7 @@ Stamp(const char*, std::int32_t Row::*) -> Stamp<Row>;
 
 // The order of the columns is the order of the Lets.
 template <class Row>
-constexpr std::tuple<> kColumns{};
+extern const std::tuple<> kColumns;
 
 using Ctrl = API_CCCtrlLim;
 // Deliberate: F_SWL is not handed on.

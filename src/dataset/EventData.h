@@ -63,7 +63,7 @@ class EventData : public RowSet {
   std::string GetXML();
   bool SetXML(std::string_view XML);
 
-  // Replaces everything; the cursor stands on the first event.
+  // Replaces everything; the cursor is on the first event.
   void LoadStructures(const Friend&, Array<API_EventData>&& Rows);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
   bool SetXMLNode(const Friend&, const platform::XmlNode& node);

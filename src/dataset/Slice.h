@@ -20,7 +20,7 @@ class Slice : public RowSet {
   std::int32_t Count() const { return rows_.Count(); }
   std::int32_t CurrentIndex() const override { return Count() == 0 ? 0 : RowSet::CurrentIndex(); }
 
-  // For the library. Takes the rows; the cursor stands on the first.
+  // For the library. Takes the rows; the cursor is on the first.
   void Load(const Friend&, Array<Row> Rows);
 
  protected:

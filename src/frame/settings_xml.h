@@ -148,6 +148,7 @@ platform::XmlNode CreateElement(platform::XmlDocument& document, std::string_vie
 }
 
 // The rows that the child elements of that name hold. Without one it fails with 9.
+// Deliberate: an absent attribute stays 0.
 template <class Fields, class Row>
 void ReadRows(const platform::XmlNode& node, std::string_view name, const Fields& fields,
               Array<Row>& rows) {

@@ -49,7 +49,7 @@ class PABins : public RowSet {
   double Percentage(std::int32_t Level) const;
 
   // For the library.
-  // Takes the array over and stands on its first bin. Fails with 9 when it was never dimensioned.
+  // Takes the array over and moves to its first bin. Fails with 9 when it was never dimensioned.
   void Load(const Friend&, Array<API_PABin> Bins);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document);
   bool SetXMLNode(const Friend&, const platform::XmlNode& Node);

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <tuple>
-#include <utility>
 
 #include "frame/Failure.h"
 #include "frame/Friend.h"
@@ -21,6 +20,12 @@ constexpr std::int32_t kLevels = 3;  // that leave the object
 constexpr std::int32_t kMinBins = 5;
 
 bool IsLevel(std::int32_t level) { return level >= 0 && level <= 5; }
+
+// Outside 0 to 5 it fails with 9.
+std::size_t LevelIndex(std::int32_t level) {
+  if (!IsLevel(level)) FailSubscript();
+  return static_cast<std::size_t>(level);
+}
 
 }  // namespace
 
@@ -134,11 +139,10 @@ void PAProcessing::SetLevelXMLNodes(const XmlNode& Element) {
 }
 
 const PAProcessing::LevelSettings& PAProcessing::At(std::int32_t level) const {
-  if (!IsLevel(level)) FailSubscript();
-  return settings_.Levels[static_cast<std::size_t>(level)];
+  return settings_.Levels[LevelIndex(level)];
 }
 PAProcessing::LevelSettings& PAProcessing::At(std::int32_t level) {
-  return const_cast<LevelSettings&>(std::as_const(*this).At(level));
+  return settings_.Levels[LevelIndex(level)];
 }
 
 paBinTypes PAProcessing::BinType(std::int32_t Level) const {

@@ -123,7 +123,7 @@ class PAProcessing : public platform::Object {
     paAccumulationTypes AccumulationType = paAccumulateByValue;
     bool ShowEmptyBins = false;
   };
-  struct Fields;  // one row a setting; all that persists or flattens settings walks it
+  struct Fields;  // what is persisted, one row an attribute
 
   // Outside 0 to 5 it fails with 9.
   const LevelSettings& At(std::int32_t level) const;

@@ -28,7 +28,7 @@ class SCResults : public RowSet {
   // The selection with the time range that was really used; null in a new object.
   std::shared_ptr<orvspc::DataSelect> DataSelect() const { return data_select_; }
 
-  // 0 for a row of detail, else which identifiers a subtotal stands for.
+  // 0 for a row of detail, else which identifiers a subtotal sums up.
   SCResultTypes ResultType() const { return SCResultTypes{Current().ResultType}; }
   std::int32_t Count() const { return count_; }
 

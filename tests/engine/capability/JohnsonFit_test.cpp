@@ -11,7 +11,7 @@
 #include "engine/statistics/Moments.h"
 #include "tests/engine/capability/capability_fixture.h"
 
-// The second call: a Johnson curve in place of the normal law.
+// The second call: a Johnson curve in place of the normal distribution.
 namespace orvspc::engine::capability {
 using namespace catalogue;
 using namespace store;
@@ -46,8 +46,9 @@ struct Family {
 
 TEST(JohnsonFit, TenThousandValuesShowTheirFamily) {
   using enum JohnsonFamily;
-  // Laws whose tails ten thousand values show: in simulation 94 percent of such samples and more
-  // pass. Far heavier tails do not, since their quantiles scatter by more than the 5 percent.
+  // Distributions whose tails ten thousand values show: in simulation 94 percent of such samples
+  // and more pass. Far heavier tails do not, since their quantiles scatter by more than the 5
+  // percent.
   const Family rows[] = {
       {{Unbounded, 1.0, 2.0, 10.0, 3.0}, caJohnsonTypeU, "SU"},
       {{Unbounded, 0.0, 1.8, 0.0, 1.0}, caJohnsonTypeU, "SU, symmetric"},
