@@ -50,8 +50,8 @@ class KeyReader {
 
 // The keys of those levels that a record of the kind has a field for; the others stay.
 template <class Record>
-BinKeys KeysOf(std::vector<KeyReader>& readers, const Record& record,
-               std::int32_t Record::*BinFields::*field, BinKeys keys = {}) {
+inline BinKeys KeysOf(std::vector<KeyReader>& readers, const Record& record,
+                      std::int32_t Record::*BinFields::*field, BinKeys keys = {}) {
   for (std::size_t i = 0; i < readers.size(); ++i) {
     const auto member = readers[i].Of().*field;
     if (member != nullptr) keys[i] = readers[i].KeyOf(record.*member);

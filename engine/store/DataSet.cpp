@@ -42,9 +42,8 @@ void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
   out.AddSize(from.SizeOf(place));
 }
 
-void DataSet::AddSize(double size) {
+void DataSet::AddToSizes(double size) {
   if (sizes.empty()) {
-    if (size == subgroups.back().Size) return;
     for (const auto& subgroup : subgroups) sizes.push_back(subgroup.Size);
     sizes.pop_back();
   }

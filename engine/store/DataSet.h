@@ -45,7 +45,10 @@ struct DataSet {
     return sizes.empty() ? subgroups[subgroup].Size : sizes[subgroup];
   }
   // Notes the inspected size of the last subgroup.
-  void AddSize(double size);
+  void AddSize(double size) {
+    if (!sizes.empty() || size != subgroups.back().Size) AddToSizes(size);
+  }
+  void AddToSizes(double size);  // of those before, too, when it is the first
 
   // A row of a subgroup; row 0 is its first.
   API_TestData Row(std::size_t subgroup, std::size_t row) const;

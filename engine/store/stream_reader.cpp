@@ -68,7 +68,9 @@ bool StreamReader::HasWantedDefect(const PackedView& view) const {
   return false;
 }
 
-bool StreamReader::TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const {
+// Inline, as AppendSubgroup: a part of every Take.
+inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
+                                   DataSet& out) const {
   const bool narrow =
       conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
   if (conditions_.defects && !conditions_.defects_narrow_rows && !HasWantedDefect(view)) {
@@ -107,8 +109,8 @@ bool StreamReader::TakeRows(const Stream& stream, const PackedView& view, DataSe
   return true;
 }
 
-void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
-                                  std::size_t context, DataSet& out) const {
+inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
+                                         std::size_t context, DataSet& out) const {
   auto& subgroup = out.subgroups.emplace_back();
   subgroup.Sgtm = record.Time();
   subgroup.Sgrp = record.Subgroup();
