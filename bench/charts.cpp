@@ -72,8 +72,7 @@ void WriteCsv(const fs::path& path, std::int64_t subgroups, int parts, int tests
 
 void ImportProduct(const fs::path& csv, const fs::path& db) {
   const auto database = orvspc::OpenDatabase(db.string(), true);
-  orvspc::engine::import::ImportCsv(csv.string(), *database,
-                                    orvspc::ImportKind::Values, {});
+  orvspc::engine::import::ImportCsv(csv.string(), *database, orvspc::ImportKind::Values, {});
 }
 
 std::shared_ptr<orvspc::CCResults> ProductChart(

@@ -17,8 +17,8 @@ namespace orvspc::engine::store {
 inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 
 // Runs first() on this thread and second() on a new one, or one after the other when the system
-// cannot start a thread. Neither runs any more when it returns or throws. Throws what first() threw,
-// else what second() threw.
+// cannot start a thread. Neither runs any more when it returns or throws. Throws what first()
+// threw, else what second() threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {
   std::future<void> other;
