@@ -85,7 +85,8 @@ std::vector<API_DescriptorData> CollectDescriptors(sql::Connection& db,
     const auto block = ReadBlock(db, of_block);
     for (auto i = of_block.size(); i-- > 0;) {
       const auto id = of_block[i].Sgrp;
-      const auto [first, last] = std::ranges::equal_range(block, id, {}, &API_DescriptorData::Sgrp);
+      const auto first = std::ranges::lower_bound(block, id, {}, &API_DescriptorData::Sgrp);
+      const auto last = std::ranges::upper_bound(block, id, {}, &API_DescriptorData::Sgrp);
       if (first == last || !seen.insert(id).second) continue;
       cut = newest_first.size() + static_cast<std::size_t>(last - first) > room;
       if (cut) break;

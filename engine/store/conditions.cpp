@@ -179,7 +179,8 @@ Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const AP
   };
   if (!part) take(cache.streams);
   for (const auto id : part.value_or(std::vector<std::int32_t>())) {
-    take(std::ranges::equal_range(cache.streams, id, {}, &Stream::part));
+    take({std::ranges::lower_bound(cache.streams, id, {}, &Stream::part),
+          std::ranges::upper_bound(cache.streams, id, {}, &Stream::part)});
   }
 
   for (std::size_t i = 0; i < std::size(kContextKinds); ++i) {

@@ -146,7 +146,7 @@ std::string SizeText(const std::vector<std::int32_t>& sizes) {
 
 std::string EstimateText(const Estimate& estimate) {
   if (!std::isfinite(estimate.value) || estimate.name.empty()) return {};
-  const std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
+  std::string text = "sigma " + Significant(estimate.value, 6) + " by " + estimate.name;
   if (!std::isfinite(estimate.constant) || estimate.constant == 0.0) return text;
   return fmt::format("{}, {} = {}", text,
                      estimate.constant_name.empty() ? "constant" : estimate.constant_name,
