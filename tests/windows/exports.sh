@@ -27,8 +27,8 @@ while read -r dll; do
     /^[^\t]/ { names = 0 }
     names && /^\t\[/ { print dll, "export", $NF }'
 done <"$work/dlls" | sort -u >"$work/found"
-if diff -u "$work/expected" "$work/found" | grep '^[-+][^-+]'; then
-  echo "$bin: the DLLs do not export or import what $list says (- expected, + found)" >&2
+if ! diff "$work/expected" "$work/found"; then
+  echo "$bin: the DLLs do not export or import what $list says (< expected, > found)" >&2
   exit 1
 fi
 echo "$bin: exports and imports of $(wc -l <"$work/dlls") DLLs are right"
