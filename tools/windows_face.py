@@ -190,7 +190,8 @@ class Type:
             raise Fault(f"unknown type: {name}")
         self.by_reference = self.reference and not self.is_class
         if self.by_reference:
-            self.argument = ("const " if self.constant else "") + self.argument + "&"
+            plain = "std::string" if base == "text" else self.argument
+            self.argument = ("const " if self.constant else "") + plain + "&"
             self.idl += "*"
             self.wire += "*"
 
@@ -322,11 +323,8 @@ def server(tables, library):
     info = next(row for row in tables.libraries if row["library"] == library)
     major, minor = info["version"].split(".")
     classes = tables.classes_of(library)
-    out = head([], f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <iterator>",
-               "#include <utility>", "", '#include "host/windows/com/Server.h"', "")
-    out += ["namespace orvspc::windows::com {", "namespace {", "", "// In the order of the classes below.",
-            "extern Class classes[];", "", "template <class A, class Make>", "IDispatch* Created(Class& row, Make make) {",
-            "  return AdapterFor<A>(row, make());", "}", "", "Class classes[] = {"]
+    out = head([], f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <utility>", "", '#include "host/windows/com/Server.h"', "")
+    out += ["namespace orvspc::windows::com {", "namespace {", "", "Class classes[] = {"]
     for index, row in enumerate(classes):
         name = row["class"]
         prog_id, create = "nullptr", "nullptr"
@@ -336,7 +334,6 @@ def server(tables, library):
             create = f"[]() -> IDispatch* {{ return AdapterFor<{name}Adapter>(classes[{index}], {made}); }}"
         out += [f'{{L"{name}", {prog_id}, L{quoted(row["help"])}, &IID_I{name}, &CLSID_{name}, {create}}},']
     out += ["};", "", "}  // namespace", ""]
-    out[out.index("template <class A, class Make>"):out.index("Class classes[] = {")] = []
     out += [f'const Server kServer = {{L"{library}", &LIBID_{library}, {major}, {minor}, classes}};', ""]
     for index, row in enumerate(classes):
         name = row["class"]
@@ -352,7 +349,7 @@ def server(tables, library):
 
 
 def members(tables, library):
-    out = head([], "#pragma once", "", "#include <cstdint>", "#include <memory>", "#include <optional>", "#include <string>",
+    out = head([], "#pragma once", "", "#include <concepts>", "#include <cstdint>", "#include <memory>", "#include <optional>", "#include <string>",
                "#include <string_view>", "#include <vector>", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/tables/Member.h"'])
     out += ["", "// Every member of the type library is an operation of the plain class with these types.",
@@ -361,10 +358,16 @@ def members(tables, library):
         for member in tables.members_of(row["class"]):
             if is_hand(member):
                 continue
-            taken = [Type(tables, library, kind).argument for _, kind, _ in arguments_of(member)]
+            types = [Type(tables, library, kind) for _, kind, _ in arguments_of(member)]
             given = "void" if member["result"] == "-" else Type(tables, library, member["result"]).result
-            out.append(f"static_assert(Member<{row['plain']}, {given}({', '.join(taken)})>::Is("
-                       f"&{row['plain']}::{plain_name(member)}));")
+            taken = ", ".join(known.argument for known in types)
+            if any(known.is_class and known.reference for known in types):
+                # The operation may take a base of the class.
+                out.append(f"static_assert(requires({row['plain']}& o, {taken} a) {{ {{ o.{plain_name(member)}(a) }} -> "
+                           f"std::same_as<{given}>; }});")
+            else:
+                out.append(f"static_assert(Member<{row['plain']}, {given}({taken})>::Is("
+                           f"&{row['plain']}::{plain_name(member)}));")
     out += ["", "}  // namespace orvspc::windows"]
     return formatted("\n".join(out) + "\n")
 
@@ -587,6 +590,18 @@ def base_text(base):
     return files[0].read_text() if files else None
 
 
+def operations_of(row):
+    """Those of the plain class of a row. Its header declares it, gives it as an alias, or includes its own header."""
+    text = find_header(row["header"]).read_text()
+    name = row["plain"].split("::")[-1]
+    alias = re.search(r"using %s = (\w+)" % name, text)
+    if alias:
+        name = alias.group(1)
+    if not re.search(r"\bclass %s\b[^;{}]*\{" % name, without_comments(text)):
+        text = base_text(name) or text
+    return public_operations(text, name, base_text)
+
+
 # Public for the loops of C++, and in the table as the enumerator.
 LOOP_ENDS = {("end", 0)}
 
@@ -605,8 +620,7 @@ def all_faults(tables, published):
     for library in tables.libraries:
         faults += lint(tables, library["library"])
     for row in tables.classes:
-        text = find_header(row["header"]).read_text()
-        faults += lint_operations(tables, row, public_operations(text, row["plain"].split("::")[-1], base_text))
+        faults += lint_operations(tables, row, operations_of(row))
     return faults + lint_published(identities(tables), published)
 
 

@@ -31,7 +31,7 @@ struct Server {
   std::span<Class> classes;
 };
 
-// Each DLL defines these for itself.
+// Each DLL defines these three for itself.
 //
 // The table; generated.
 extern const Server kServer;
@@ -39,7 +39,8 @@ extern const Server kServer;
 void StartServer();
 // On the thread of the last object, after it is gone.
 void StopServer() noexcept;
-// A host's object that is none of this server's own.
+
+// A host's object that is none of this server's own: a database when it has the members of one.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // This DLL.
