@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <winreg.h>
+#include <windows.h>
 
 #include <string>
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <oaidl.h>
+#include <oleauto.h>
 
 #include <cstdint>
 #include <memory>
@@ -29,7 +30,7 @@ struct AdapterOf;
 // ---- arguments
 
 template <class To>
-concept Enumeration = std::is_enum_v<To>;
+concept EnumType = std::is_enum_v<To>;
 
 template <class To>
 requires std::is_arithmetic_v<To> &&(!std::is_same_v<To, bool>)To Take(To value) { return value; }
@@ -38,7 +39,7 @@ requires std::is_same_v<To, std::int32_t> To Take(LONG value) { return value; }
 template <class To>
 requires std::is_same_v<To, bool> To Take(VARIANT_BOOL value) { return value != VARIANT_FALSE; }
 // A value outside the enumeration is kept.
-template <Enumeration To, Enumeration From>
+template <EnumType To, EnumType From>
 To Take(From value) {
   return static_cast<To>(static_cast<std::int32_t>(value));
 }
@@ -79,9 +80,13 @@ std::shared_ptr<Plain> TakeObject(IDispatch* object) {
 // ---- arguments in and out
 
 // The plain value while a call works on it; written back afterwards, whether it failed or not.
-template <class Plain, class Wire>
+template <class Plain>
 class InOut {
  public:
+  using Wire =
+      std::conditional_t<std::is_same_v<Plain, std::string>, BSTR,
+                         std::conditional_t<std::is_same_v<Plain, std::int32_t>, LONG, Plain>>;
+
   explicit InOut(Wire* wire) : wire_(wire) {
     if (wire == nullptr) Fail(E_POINTER, "Missing argument");
     value_ = Take<Plain>(*wire);
@@ -111,7 +116,7 @@ inline void Put(double* out, double value) { *out = value; }
 inline void Put(VARIANT_BOOL* out, bool value) { *out = value ? VARIANT_TRUE : VARIANT_FALSE; }
 inline void Put(BSTR* out, const std::string& text) { *out = ToBstr(text); }
 inline void Put(IUnknown** out, IUnknown* object) { *out = object; }
-template <Enumeration To, Enumeration From>
+template <EnumType To, EnumType From>
 void Put(To* out, From value) {
   *out = static_cast<To>(static_cast<std::int32_t>(value));
 }
