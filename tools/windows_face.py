@@ -300,7 +300,8 @@ def head(notice_for, *includes):
 
 
 def adapters(tables, library):
-    out = head([], "#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "")
+    out = head([], "#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
+               "// A macro of Windows that is the name of a member.", "#undef Yield", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/com/Adapter.h"'])
     classes = tables.classes_of(library)
     out += ["", "namespace orvspc::windows::com {", ""]

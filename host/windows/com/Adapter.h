@@ -33,6 +33,10 @@ class Adapter : public DualInterface,
   using Interface = DualInterface;
   using Plain = PlainClass;
 
+  // With one reference.
+  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
+    RememberAdapter(plain_.get(), row_, this);
+  }
   Adapter(const Adapter&) = delete;
   Adapter& operator=(const Adapter&) = delete;
 
@@ -96,10 +100,6 @@ class Adapter : public DualInterface,
   }
 
  protected:
-  // With one reference.
-  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
-    RememberAdapter(plain_.get(), row_, this);
-  }
   virtual ~Adapter() { ForgetAdapter(plain_.get(), row_); }
 
   // The body of a method without a result.

@@ -133,7 +133,7 @@ inline SAFEARRAY* MakeArray(const std::vector<double>& values) {
 template <class T>
 void Put(VARIANT* out, const std::vector<T>& values) {
   out->parray = MakeArray(values);
-  out->vt = VT_ARRAY | (std::is_same_v<T, double> ? VT_R8 : VT_I4);
+  out->vt = static_cast<VARTYPE>(VT_ARRAY | (std::is_same_v<T, double> ? VT_R8 : VT_I4));
 }
 // Nothing is an empty variant.
 template <class T>
