@@ -190,6 +190,7 @@ class Type:
             raise Fault(f"unknown type: {name}")
         self.by_reference = self.reference and not self.is_class
         if self.by_reference:
+            self.argument = "std::string" if base == "text" else self.argument
             self.argument = ("const " if self.constant else "") + self.argument + "&"
             self.idl += "*"
             self.wire += "*"
@@ -558,7 +559,7 @@ def public_operations(header_text, name, find=lambda base: None):
     bases, body = class_body(without_comments(header_text), name)
     found, dropped = set(), set()
     for base in bases:
-        base_text = find(base)
+        base_text = find(base) or (header_text if re.search(r"\bclass %s\b" % base, header_text) else None)
         if base_text:
             found |= public_operations(base_text, base, find)
     for access, statement in statements(body):

@@ -85,7 +85,8 @@ class Document final : public platform::XmlDocument {
 
   XmlNode CreateElement(std::string_view name) override {
     Pointer<IXMLDOMElement> created;
-    Call(object_.Get(), &IXMLDOMDocument2::createElement, NameOf(name).text.Get(), created.Receive());
+    Call(object_.Get(), &IXMLDOMDocument2::createElement, NameOf(name).text.Get(),
+         created.Receive());
     Element& element = Add(std::move(created), nullptr, name);
     element.knows_first = element.knows_next = element.knows_last = true;
     return NodeOf(&element);
@@ -125,7 +126,8 @@ class Document final : public platform::XmlDocument {
     for (const auto& [read, text] : owner.attributes)
       if (read == &known) return text;
     Pointer<IXMLDOMAttribute> attribute;
-    Call(owner.object.Get(), &IXMLDOMElement::getAttributeNode, known.text.Get(), attribute.Receive());
+    Call(owner.object.Get(), &IXMLDOMElement::getAttributeNode, known.text.Get(),
+         attribute.Receive());
     if (!attribute) return std::nullopt;
     com::Value value;
     Call(attribute.Get(), &IXMLDOMAttribute::get_value, value.Receive());
@@ -202,7 +204,8 @@ class Document final : public platform::XmlDocument {
   // The first element from the node on among its siblings, as a child of parent.
   Element* FirstElement(Pointer<IXMLDOMNode> node, Element* parent) {
     while (node) {
-      if (auto element = com::Query<IXMLDOMElement>(node.Get(), __uuidof(IXMLDOMElement))) return &Add(std::move(element), parent);
+      if (auto element = com::Query<IXMLDOMElement>(node.Get(), __uuidof(IXMLDOMElement)))
+        return &Add(std::move(element), parent);
       Pointer<IXMLDOMNode> next;
       Call(node.Get(), &IXMLDOMNode::get_nextSibling, next.Receive());
       node = std::move(next);
