@@ -73,8 +73,8 @@ class Adapter : public DualInterface,
   }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
     HRESULT found = S_OK;
-    const HRESULT done =
-        Guard(*row_.interface_id, [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
+    const HRESULT done = Guard(*row_.interface_id,
+                               [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
     return FAILED(done) ? done : found;
   }
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments, VARIANT* result,

@@ -32,18 +32,30 @@ template <class To>
 concept Enumeration = std::is_enum_v<To>;
 
 template <class To>
-requires std::is_arithmetic_v<To> &&(!std::is_same_v<To, bool>)To Take(To value) { return value; }
+  requires std::is_arithmetic_v<To> && (!std::is_same_v<To, bool>)
+To Take(To value) {
+  return value;
+}
 template <class To>
-requires std::is_same_v<To, std::int32_t> To Take(LONG value) { return value; }
+  requires std::is_same_v<To, std::int32_t>
+To Take(LONG value) {
+  return value;
+}
 template <class To>
-requires std::is_same_v<To, bool> To Take(VARIANT_BOOL value) { return value != VARIANT_FALSE; }
+  requires std::is_same_v<To, bool>
+To Take(VARIANT_BOOL value) {
+  return value != VARIANT_FALSE;
+}
 // A value outside the enumeration is kept.
 template <Enumeration To, Enumeration From>
 To Take(From value) {
   return static_cast<To>(static_cast<std::int32_t>(value));
 }
 template <class To>
-requires std::is_same_v<To, std::string> To Take(BSTR text) { return FromBstr(text); }
+  requires std::is_same_v<To, std::string>
+To Take(BSTR text) {
+  return FromBstr(text);
+}
 
 // What an automation array in a variant holds. Elements other than 32-bit integers and doubles
 // become as many doubles, which nobody takes for integers; no array is an empty variant.
@@ -52,9 +64,13 @@ ArrayVariant TakeArray(const VARIANT& value);
 platform::Cell TakeCell(const VARIANT& value);
 
 template <class To>
-requires std::is_same_v<To, ArrayVariant> To Take(const VARIANT& value) { return TakeArray(value); }
+  requires std::is_same_v<To, ArrayVariant>
+To Take(const VARIANT& value) {
+  return TakeArray(value);
+}
 template <class To>
-requires std::is_same_v<To, platform::Cell> To Take(const VARIANT& value) {
+  requires std::is_same_v<To, platform::Cell>
+To Take(const VARIANT& value) {
   return TakeCell(value);
 }
 
@@ -138,8 +154,8 @@ void Put(VARIANT* out, const platform::Cell& cell);
 
 // An object of a class of this server; null is Nothing.
 template <class Interface, class Plain>
-requires(!std::is_same_v<Interface, IDispatch>) void Put(Interface** out,
-                                                         std::shared_ptr<Plain> object) {
+  requires(!std::is_same_v<Interface, IDispatch>)
+void Put(Interface** out, std::shared_ptr<Plain> object) {
   *out = object ? AdapterOf<Interface>::Of(std::move(object)) : nullptr;
 }
 // An object of another component.
