@@ -70,8 +70,9 @@ class Document final : public platform::XmlDocument {
       text.remove_prefix(kByteOrderMark.size());
     if (!IsReadable(text)) return false;
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    Call(object_.Get(), &IXMLDOMDocument2::loadXML, Text(text).Get(), &loaded);
-    if (loaded == VARIANT_FALSE) return false;
+    // Deliberate: whatever it fails with, the text could not be read.
+    if (FAILED(object_->loadXML(Text(text).Get(), &loaded)) || loaded == VARIANT_FALSE)
+      return false;
     Pointer<IXMLDOMDocumentType> type;
     Call(object_.Get(), &IXMLDOMDocument2::get_doctype, type.Receive());
     if (type) return false;
@@ -110,7 +111,7 @@ class Document final : public platform::XmlDocument {
 
   void SetAttribute(XmlNode element, std::string_view name, std::string_view text) override {
     Element& owner = ElementOf(element);
-    const Name& known = NameOf(name);
+    const auto& known = NameOf(name);
     const Text value(std::u16string_view(Writable(text)));
     VARIANT variant;
     VariantInit(&variant);
@@ -122,7 +123,7 @@ class Document final : public platform::XmlDocument {
 
   std::optional<std::string_view> Attribute(XmlNode element, std::string_view name) override {
     Element& owner = ElementOf(element);
-    const Name& known = NameOf(name);
+    const auto& known = NameOf(name);
     for (const auto& [read, text] : owner.attributes)
       if (read == &known) return text;
     Pointer<IXMLDOMAttribute> attribute;
