@@ -562,9 +562,9 @@ def public_operations(header_text, name, find=lambda base: None):
     bases, body = class_body(without_comments(header_text), name)
     found, dropped = set(), set()
     for base in bases:
-        base_text = find(base)
-        if base_text:
-            found |= public_operations(base_text, base, find)
+        text = find(base) or (header_text if re.search(r"\bclass %s\b" % base, header_text) else None)
+        if text:
+            found |= public_operations(text, base, find)
     for access, statement in statements(body):
         hidden = re.fullmatch(r"using \w+::(\w+)", statement)
         if hidden and access != "public":
@@ -592,15 +592,7 @@ def base_text(base):
 
 
 def operations_of(row):
-    """Those of the plain class of a row. Its header declares it, gives it as an alias, or includes its own header."""
-    text = find_header(row["header"]).read_text()
-    name = row["plain"].split("::")[-1]
-    alias = re.search(r"using %s = (\w+)" % name, text)
-    if alias:
-        name = alias.group(1)
-    if not re.search(r"\bclass %s\b[^;{}]*\{" % name, without_comments(text)):
-        text = base_text(name) or text
-    return public_operations(text, name, base_text)
+    return public_operations(find_header(row["header"]).read_text(), row["plain"].split("::")[-1], base_text)
 
 
 # Public for the loops of C++, and in the table as the enumerator.

@@ -31,7 +31,7 @@ struct Server {
   std::span<Class> classes;
 };
 
-// Each DLL defines these three for itself.
+// Each DLL defines these for itself.
 //
 // The table; generated.
 extern const Server kServer;
@@ -40,7 +40,11 @@ void StartServer();
 // On the thread of the last object, after it is gone.
 void StopServer() noexcept;
 
-// A host's object that is none of this server's own: a database when it has the members of one.
+// A host's object that is none of this server's own. It is ComBacked by that object.
+//
+// - One that knows the names ConnectionHandle and DatabaseValue is a platform::Database. The names
+//   are looked up here and called late bound later; nothing is called here.
+// - Any other one is a platform::Object and nothing more.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // This DLL.

@@ -11,6 +11,12 @@
 
 #include "host/windows/com/Adapter.h"
 #include "host/windows/engine/Objects.h"
+#include "platform/CtrlLim.h"
+#include "platform/DefOpp.h"
+#include "platform/PrcsStateLog.h"
+#include "platform/RuleDef.h"
+#include "platform/SpecLim.h"
+#include "platform/TimeConversion.h"
 
 namespace orvspc::windows::com {
 

@@ -12,6 +12,12 @@
 
 #include "host/windows/engine/Objects.h"
 #include "host/windows/tables/Member.h"
+#include "platform/CtrlLim.h"
+#include "platform/DefOpp.h"
+#include "platform/PrcsStateLog.h"
+#include "platform/RuleDef.h"
+#include "platform/SpecLim.h"
+#include "platform/TimeConversion.h"
 
 // Every member of the type library is an operation of the plain class with these types.
 namespace orvspc::windows {
