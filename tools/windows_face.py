@@ -41,8 +41,8 @@ idempotent immediatebind implicit_handle import importlib in in_line include inl
 interface lcid length_is library licensed local long max_is maybe message methods min_is module noncreatable
 nonextensible null object odl oleautomation optional out overload pascal pointer_default pragma private properties
 propget propput propputref ptr public range readonly ref register request restricted retval safearray set short
-signed size_is sizeof small source static stdcall string strict struct switch switch_is switch_type threading transmit_as
-true typedef uidefault uint union unique unsigned uuid v1_enum vararg version void wchar_t wire_marshal
+signed size_is sizeof small source static stdcall string strict struct switch switch_is switch_type threading
+transmit_as true typedef uidefault uint union unique unsigned uuid v1_enum vararg version void wchar_t wire_marshal
 """.split())
 # Names that every adapter has already.
 TAKEN = set("""QueryInterface AddRef Release GetTypeInfoCount GetTypeInfo GetIDsOfNames Invoke Call Get PlainObject
@@ -242,7 +242,7 @@ def idl_member(tables, library, row):
 
 def idl(tables, library):
     row = next(row for row in tables.libraries if row["library"] == library)
-    out = ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}", 'import "oaidl.idl";', ""]
+    out = head('import "oaidl.idl";', "")
     out += [f"[uuid({row['id']}), version({row['version']}), helpstring({quoted(row['help'])})]", f"library {library}",
             "{", '  importlib("stdole2.tlb");', ""]
     for enum, values in tables.enums[library]:
@@ -295,12 +295,12 @@ def headers_of(tables, library):
     return [f'#include "{header}"' for header in headers]
 
 
-def head(notice_for, *includes):
-    return ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}"] + list(notice_for) + list(includes)
+def head(*lines):
+    return ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}", *lines]
 
 
 def adapters(tables, library):
-    out = head([], "#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
+    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
                "// A macro of Windows that is the name of a member.", "#undef Yield", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/com/Adapter.h"'])
     classes = tables.classes_of(library)
@@ -324,7 +324,8 @@ def server(tables, library):
     info = next(row for row in tables.libraries if row["library"] == library)
     major, minor = info["version"].split(".")
     classes = tables.classes_of(library)
-    out = head([], f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <utility>", "", '#include "host/windows/com/Server.h"', "")
+    out = head(f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <utility>", "",
+               '#include "host/windows/com/Server.h"', "")
     out += ["namespace orvspc::windows::com {", "namespace {", "", "Class classes[] = {"]
     for index, row in enumerate(classes):
         name = row["class"]
@@ -350,8 +351,8 @@ def server(tables, library):
 
 
 def members(tables, library):
-    out = head([], "#pragma once", "", "#include <concepts>", "#include <cstdint>", "#include <memory>", "#include <optional>", "#include <string>",
-               "#include <string_view>", "#include <vector>", "")
+    standard = ("concepts", "cstdint", "memory", "optional", "string", "string_view", "vector")
+    out = head("#pragma once", "", *(f"#include <{name}>" for name in standard), "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/tables/Member.h"'])
     out += ["", "// Every member of the type library is an operation of the plain class with these types.",
             "namespace orvspc::windows {", ""]
@@ -364,8 +365,8 @@ def members(tables, library):
             taken = ", ".join(known.argument for known in types)
             if any(known.is_class and known.reference for known in types):
                 # The operation may take a base of the class.
-                out.append(f"static_assert(requires({row['plain']}& o, {taken} a) {{ {{ o.{plain_name(member)}(a) }} -> "
-                           f"std::same_as<{given}>; }});")
+                out.append(f"static_assert(requires({row['plain']}& o, {taken} a) "
+                           f"{{ {{ o.{plain_name(member)}(a) }} -> std::same_as<{given}>; }});")
             else:
                 out.append(f"static_assert(Member<{row['plain']}, {given}({taken})>::Is("
                            f"&{row['plain']}::{plain_name(member)}));")
