@@ -368,8 +368,8 @@ def members(tables, library):
                 out.append(f"static_assert(requires({row['plain']}& o, {taken} a) "
                            f"{{ {{ o.{plain_name(member)}(a) }} -> std::same_as<{given}>; }});")
             else:
-                out.append(f"static_assert(Member<{row['plain']}, {given}({taken})>::Is("
-                           f"&{row['plain']}::{plain_name(member)}));")
+                out.append(f"static_assert(decltype(Member<{row['plain']}, {given}({taken})>::Is("
+                           f"&{row['plain']}::{plain_name(member)}))::value);")
     out += ["", "}  // namespace orvspc::windows"]
     return formatted("\n".join(out) + "\n")
 
