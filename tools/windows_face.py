@@ -300,8 +300,7 @@ def head(*lines):
 
 
 def adapters(tables, library):
-    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
-               "// A macro of Windows that is the name of a member.", "#undef Yield", "")
+    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/com/Adapter.h"'])
     classes = tables.classes_of(library)
     out += ["", "namespace orvspc::windows::com {", ""]
