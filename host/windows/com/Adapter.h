@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-#include <ocidl.h>
-
 #include <atomic>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
 #include "host/windows/com/Server.h"
+#include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
 #include "host/windows/com/values.h"
@@ -33,6 +31,10 @@ class Adapter : public DualInterface,
   using Interface = DualInterface;
   using Plain = PlainClass;
 
+  // With one reference.
+  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
+    RememberAdapter(plain_.get(), row_, this);
+  }
   Adapter(const Adapter&) = delete;
   Adapter& operator=(const Adapter&) = delete;
 
@@ -73,8 +75,8 @@ class Adapter : public DualInterface,
   }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
     HRESULT found = S_OK;
-    const HRESULT done = Guard(*row_.interface_id,
-                               [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
+    const HRESULT done =
+        Guard(*row_.interface_id, [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
     return FAILED(done) ? done : found;
   }
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments, VARIANT* result,
@@ -96,10 +98,6 @@ class Adapter : public DualInterface,
   }
 
  protected:
-  // With one reference.
-  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
-    RememberAdapter(plain_.get(), row_, this);
-  }
   virtual ~Adapter() { ForgetAdapter(plain_.get(), row_); }
 
   // The body of a method without a result.

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-
 #include <memory>
 #include <span>
 #include <string>
 
+#include "host/windows/com/automation.h"
 #include "platform/Object.h"
 
 // An in-process server: a table of classes and the four functions that a DLL exports for them.
@@ -39,7 +38,12 @@ extern const Server kServer;
 void StartServer();
 // On the thread of the last object, after it is gone.
 void StopServer() noexcept;
-// A host's object that is none of this server's own.
+
+// A host's object that is none of this server's own. It is ComBacked by that object.
+//
+// - One that knows the names ConnectionHandle and DatabaseValue is a platform::Database. The names
+//   are looked up here and called late bound later; nothing is called here.
+// - Any other one is a platform::Object and nothing more.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // This DLL.
