@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <oaidl.h>
+
+#include <vector>
+
+#include "host/windows/com/Pointer.h"
+
+namespace orvspc::windows::com {
+
+// What For Each walks: the objects as they were when the walk began. With one reference.
+IUnknown* MakeEnumeration(std::vector<Pointer<IDispatch>> objects);
+
+}  // namespace orvspc::windows::com
