@@ -41,8 +41,8 @@ idempotent immediatebind implicit_handle import importlib in in_line include inl
 interface lcid length_is library licensed local long max_is maybe message methods min_is module noncreatable
 nonextensible null object odl oleautomation optional out overload pascal pointer_default pragma private properties
 propget propput propputref ptr public range readonly ref register request restricted retval safearray set short
-signed size_is sizeof small source static stdcall string strict struct switch switch_is switch_type threading transmit_as
-true typedef uidefault uint union unique unsigned uuid v1_enum vararg version void wchar_t wire_marshal
+signed size_is sizeof small source static stdcall string strict struct switch switch_is switch_type threading
+transmit_as true typedef uidefault uint union unique unsigned uuid v1_enum vararg version void wchar_t wire_marshal
 """.split())
 # Names that every adapter has already.
 TAKEN = set("""QueryInterface AddRef Release GetTypeInfoCount GetTypeInfo GetIDsOfNames Invoke Call Get PlainObject
@@ -190,7 +190,8 @@ class Type:
             raise Fault(f"unknown type: {name}")
         self.by_reference = self.reference and not self.is_class
         if self.by_reference:
-            self.argument = ("const " if self.constant else "") + self.argument + "&"
+            plain = "std::string" if base == "text" else self.argument
+            self.argument = ("const " if self.constant else "") + plain + "&"
             self.idl += "*"
             self.wire += "*"
 
@@ -241,7 +242,7 @@ def idl_member(tables, library, row):
 
 def idl(tables, library):
     row = next(row for row in tables.libraries if row["library"] == library)
-    out = ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}", 'import "oaidl.idl";', ""]
+    out = head('import "oaidl.idl";', "")
     out += [f"[uuid({row['id']}), version({row['version']}), helpstring({quoted(row['help'])})]", f"library {library}",
             "{", '  importlib("stdole2.tlb");', ""]
     for enum, values in tables.enums[library]:
@@ -294,12 +295,13 @@ def headers_of(tables, library):
     return [f'#include "{header}"' for header in headers]
 
 
-def head(notice_for, *includes):
-    return ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}"] + list(notice_for) + list(includes)
+def head(*lines):
+    return ["// SPDX-License-Identifier: Apache-2.0", f"// {NOTICE}", *lines]
 
 
 def adapters(tables, library):
-    out = head([], "#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "")
+    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
+               "// A macro of Windows that is the name of a member.", "#undef Yield", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/com/Adapter.h"'])
     classes = tables.classes_of(library)
     out += ["", "namespace orvspc::windows::com {", ""]
@@ -322,11 +324,9 @@ def server(tables, library):
     info = next(row for row in tables.libraries if row["library"] == library)
     major, minor = info["version"].split(".")
     classes = tables.classes_of(library)
-    out = head([], f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <iterator>",
-               "#include <utility>", "", '#include "host/windows/com/Server.h"', "")
-    out += ["namespace orvspc::windows::com {", "namespace {", "", "// In the order of the classes below.",
-            "extern Class classes[];", "", "template <class A, class Make>", "IDispatch* Created(Class& row, Make make) {",
-            "  return AdapterFor<A>(row, make());", "}", "", "Class classes[] = {"]
+    out = head(f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <utility>", "",
+               '#include "host/windows/com/Server.h"', "")
+    out += ["namespace orvspc::windows::com {", "namespace {", "", "Class classes[] = {"]
     for index, row in enumerate(classes):
         name = row["class"]
         prog_id, create = "nullptr", "nullptr"
@@ -336,7 +336,6 @@ def server(tables, library):
             create = f"[]() -> IDispatch* {{ return AdapterFor<{name}Adapter>(classes[{index}], {made}); }}"
         out += [f'{{L"{name}", {prog_id}, L{quoted(row["help"])}, &IID_I{name}, &CLSID_{name}, {create}}},']
     out += ["};", "", "}  // namespace", ""]
-    out[out.index("template <class A, class Make>"):out.index("Class classes[] = {")] = []
     out += [f'const Server kServer = {{L"{library}", &LIBID_{library}, {major}, {minor}, classes}};', ""]
     for index, row in enumerate(classes):
         name = row["class"]
@@ -352,8 +351,8 @@ def server(tables, library):
 
 
 def members(tables, library):
-    out = head([], "#pragma once", "", "#include <cstdint>", "#include <memory>", "#include <optional>", "#include <string>",
-               "#include <string_view>", "#include <vector>", "")
+    standard = ("concepts", "cstdint", "memory", "optional", "string", "string_view", "vector")
+    out = head("#pragma once", "", *(f"#include <{name}>" for name in standard), "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/tables/Member.h"'])
     out += ["", "// Every member of the type library is an operation of the plain class with these types.",
             "namespace orvspc::windows {", ""]
@@ -361,10 +360,16 @@ def members(tables, library):
         for member in tables.members_of(row["class"]):
             if is_hand(member):
                 continue
-            taken = [Type(tables, library, kind).argument for _, kind, _ in arguments_of(member)]
+            types = [Type(tables, library, kind) for _, kind, _ in arguments_of(member)]
             given = "void" if member["result"] == "-" else Type(tables, library, member["result"]).result
-            out.append(f"static_assert(Member<{row['plain']}, {given}({', '.join(taken)})>::Is("
-                       f"&{row['plain']}::{plain_name(member)}));")
+            taken = ", ".join(known.argument for known in types)
+            if any(known.is_class and known.reference for known in types):
+                # The operation may take a base of the class.
+                out.append(f"static_assert(requires({row['plain']}& o, {taken} a) "
+                           f"{{ {{ o.{plain_name(member)}(a) }} -> std::same_as<{given}>; }});")
+            else:
+                out.append(f"static_assert(Member<{row['plain']}, {given}({taken})>::Is("
+                           f"&{row['plain']}::{plain_name(member)}));")
     out += ["", "}  // namespace orvspc::windows"]
     return formatted("\n".join(out) + "\n")
 
@@ -558,9 +563,9 @@ def public_operations(header_text, name, find=lambda base: None):
     bases, body = class_body(without_comments(header_text), name)
     found, dropped = set(), set()
     for base in bases:
-        base_text = find(base)
-        if base_text:
-            found |= public_operations(base_text, base, find)
+        text = find(base) or (header_text if re.search(r"\bclass %s\b" % base, header_text) else None)
+        if text:
+            found |= public_operations(text, base, find)
     for access, statement in statements(body):
         hidden = re.fullmatch(r"using \w+::(\w+)", statement)
         if hidden and access != "public":
@@ -587,6 +592,10 @@ def base_text(base):
     return files[0].read_text() if files else None
 
 
+def operations_of(row):
+    return public_operations(find_header(row["header"]).read_text(), row["plain"].split("::")[-1], base_text)
+
+
 # Public for the loops of C++, and in the table as the enumerator.
 LOOP_ENDS = {("end", 0)}
 
@@ -605,8 +614,7 @@ def all_faults(tables, published):
     for library in tables.libraries:
         faults += lint(tables, library["library"])
     for row in tables.classes:
-        text = find_header(row["header"]).read_text()
-        faults += lint_operations(tables, row, public_operations(text, row["plain"].split("::")[-1], base_text))
+        faults += lint_operations(tables, row, operations_of(row))
     return faults + lint_published(identities(tables), published)
 
 

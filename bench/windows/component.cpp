@@ -11,6 +11,7 @@
 
 #include <oaidl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>

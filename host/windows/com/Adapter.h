@@ -33,6 +33,10 @@ class Adapter : public DualInterface,
   using Interface = DualInterface;
   using Plain = PlainClass;
 
+  // With one reference.
+  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
+    RememberAdapter(plain_.get(), row_, this);
+  }
   Adapter(const Adapter&) = delete;
   Adapter& operator=(const Adapter&) = delete;
 
@@ -73,8 +77,8 @@ class Adapter : public DualInterface,
   }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
     HRESULT found = S_OK;
-    const HRESULT done = Guard(*row_.interface_id,
-                               [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
+    const HRESULT done =
+        Guard(*row_.interface_id, [&] { found = TypeOf(row_)->GetIDsOfNames(names, count, ids); });
     return FAILED(done) ? done : found;
   }
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments, VARIANT* result,
@@ -96,10 +100,6 @@ class Adapter : public DualInterface,
   }
 
  protected:
-  // With one reference.
-  Adapter(Class& row, std::shared_ptr<Plain> plain) : row_(row), plain_(std::move(plain)) {
-    RememberAdapter(plain_.get(), row_, this);
-  }
   virtual ~Adapter() { ForgetAdapter(plain_.get(), row_); }
 
   // The body of a method without a result.

@@ -39,7 +39,12 @@ extern const Server kServer;
 void StartServer();
 // On the thread of the last object, after it is gone.
 void StopServer() noexcept;
-// A host's object that is none of this server's own.
+
+// A host's object that is none of this server's own. It is ComBacked by that object.
+//
+// - One that knows the names ConnectionHandle and DatabaseValue is a platform::Database. The names
+//   are looked up here and called late bound later; nothing is called here.
+// - Any other one is a platform::Object and nothing more.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // This DLL.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <winreg.h>
+#include <windows.h>
 
 #include <string>
 
@@ -24,8 +24,8 @@ void Write(const std::wstring& path, const wchar_t* name, const std::wstring& va
   CheckRegistry(RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
                                 &key, nullptr));
   const auto bytes = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
-  const LSTATUS written = RegSetValueExW(key, name, 0, REG_SZ,
-                                         reinterpret_cast<const BYTE*>(value.c_str()), bytes);
+  const LSTATUS written =
+      RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), bytes);
   RegCloseKey(key);
   CheckRegistry(written);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <oaidl.h>
+#include <oleauto.h>
 
 #include <cstdint>
 #include <memory>
@@ -29,33 +30,21 @@ struct AdapterOf;
 // ---- arguments
 
 template <class To>
-concept Enumeration = std::is_enum_v<To>;
+concept EnumType = std::is_enum_v<To>;
 
 template <class To>
-  requires std::is_arithmetic_v<To> && (!std::is_same_v<To, bool>)
-To Take(To value) {
-  return value;
-}
+requires std::is_arithmetic_v<To> &&(!std::is_same_v<To, bool>)To Take(To value) { return value; }
 template <class To>
-  requires std::is_same_v<To, std::int32_t>
-To Take(LONG value) {
-  return value;
-}
+requires std::is_same_v<To, std::int32_t> To Take(LONG value) { return value; }
 template <class To>
-  requires std::is_same_v<To, bool>
-To Take(VARIANT_BOOL value) {
-  return value != VARIANT_FALSE;
-}
+requires std::is_same_v<To, bool> To Take(VARIANT_BOOL value) { return value != VARIANT_FALSE; }
 // A value outside the enumeration is kept.
-template <Enumeration To, Enumeration From>
+template <EnumType To, EnumType From>
 To Take(From value) {
   return static_cast<To>(static_cast<std::int32_t>(value));
 }
 template <class To>
-  requires std::is_same_v<To, std::string>
-To Take(BSTR text) {
-  return FromBstr(text);
-}
+requires std::is_same_v<To, std::string> To Take(BSTR text) { return FromBstr(text); }
 
 // What an automation array in a variant holds. Elements other than 32-bit integers and doubles
 // become as many doubles, which nobody takes for integers; no array is an empty variant.
@@ -64,13 +53,9 @@ ArrayVariant TakeArray(const VARIANT& value);
 platform::Cell TakeCell(const VARIANT& value);
 
 template <class To>
-  requires std::is_same_v<To, ArrayVariant>
-To Take(const VARIANT& value) {
-  return TakeArray(value);
-}
+requires std::is_same_v<To, ArrayVariant> To Take(const VARIANT& value) { return TakeArray(value); }
 template <class To>
-  requires std::is_same_v<To, platform::Cell>
-To Take(const VARIANT& value) {
+requires std::is_same_v<To, platform::Cell> To Take(const VARIANT& value) {
   return TakeCell(value);
 }
 
@@ -95,9 +80,13 @@ std::shared_ptr<Plain> TakeObject(IDispatch* object) {
 // ---- arguments in and out
 
 // The plain value while a call works on it; written back afterwards, whether it failed or not.
-template <class Plain, class Wire>
+template <class Plain>
 class InOut {
  public:
+  using Wire =
+      std::conditional_t<std::is_same_v<Plain, std::string>, BSTR,
+                         std::conditional_t<std::is_same_v<Plain, std::int32_t>, LONG, Plain>>;
+
   explicit InOut(Wire* wire) : wire_(wire) {
     if (wire == nullptr) Fail(E_POINTER, "Missing argument");
     value_ = Take<Plain>(*wire);
@@ -126,7 +115,8 @@ inline void Put(LONG* out, std::int32_t value) { *out = value; }
 inline void Put(double* out, double value) { *out = value; }
 inline void Put(VARIANT_BOOL* out, bool value) { *out = value ? VARIANT_TRUE : VARIANT_FALSE; }
 inline void Put(BSTR* out, const std::string& text) { *out = ToBstr(text); }
-template <Enumeration To, Enumeration From>
+inline void Put(IUnknown** out, IUnknown* object) { *out = object; }
+template <EnumType To, EnumType From>
 void Put(To* out, From value) {
   *out = static_cast<To>(static_cast<std::int32_t>(value));
 }
@@ -143,7 +133,7 @@ inline SAFEARRAY* MakeArray(const std::vector<double>& values) {
 template <class T>
 void Put(VARIANT* out, const std::vector<T>& values) {
   out->parray = MakeArray(values);
-  out->vt = VT_ARRAY | (std::is_same_v<T, double> ? VT_R8 : VT_I4);
+  out->vt = static_cast<VARTYPE>(VT_ARRAY | (std::is_same_v<T, double> ? VT_R8 : VT_I4));
 }
 // Nothing is an empty variant.
 template <class T>
@@ -154,8 +144,8 @@ void Put(VARIANT* out, const platform::Cell& cell);
 
 // An object of a class of this server; null is Nothing.
 template <class Interface, class Plain>
-  requires(!std::is_same_v<Interface, IDispatch>)
-void Put(Interface** out, std::shared_ptr<Plain> object) {
+requires(!std::is_same_v<Interface, IDispatch>) void Put(Interface** out,
+                                                         std::shared_ptr<Plain> object) {
   *out = object ? AdapterOf<Interface>::Of(std::move(object)) : nullptr;
 }
 // An object of another component.

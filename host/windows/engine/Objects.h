@@ -61,11 +61,11 @@ class NameRecordOf : public platform::NameRecord {
   std::shared_ptr<platform::NameRecord> record_ = EmbeddedPlatform()->MakeNameRecord(kind);
 };
 
-using Part = NameRecordOf<platform::NameRecordKind::Part>;
-using Process = NameRecordOf<platform::NameRecordKind::Process>;
-using Test = NameRecordOf<platform::NameRecordKind::Test>;
-using SamplingRequirement = NameRecordOf<platform::NameRecordKind::SmplReq>;
-using StateCode = NameRecordOf<platform::NameRecordKind::State>;
+class Part : public NameRecordOf<platform::NameRecordKind::Part> {};
+class Process : public NameRecordOf<platform::NameRecordKind::Process> {};
+class Test : public NameRecordOf<platform::NameRecordKind::Test> {};
+class SamplingRequirement : public NameRecordOf<platform::NameRecordKind::SmplReq> {};
+class StateCode : public NameRecordOf<platform::NameRecordKind::State> {};
 
 // The trimmer of the embedded platform for a text of automation.
 class TextTrimmer : public platform::Object {

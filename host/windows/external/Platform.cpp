@@ -28,9 +28,7 @@ class ComponentPlatform final : public platform::Platform {
 
   std::string Identity() override { return PathOfProgram(); }
 
-  std::shared_ptr<platform::RuleDef> MakeRuleDef() override {
-    return std::make_shared<RuleDef>();
-  }
+  std::shared_ptr<platform::RuleDef> MakeRuleDef() override { return std::make_shared<RuleDef>(); }
   std::shared_ptr<platform::SpecLim> MakeSpecLim() override {
     return std::make_shared<SpecLim>(L"orvEngine.SpecLim");
   }

@@ -9,8 +9,7 @@ namespace orvspc::windows::external {
 std::string PathOfProgram() {
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {
-    const DWORD size =
-        GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    const DWORD size = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
     if (size < path.size()) return com::FromWide({path.data(), size});
     path.resize(2 * path.size());
   }

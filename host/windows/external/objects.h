@@ -31,8 +31,8 @@ template <class Interface>
 com::Pointer<Interface> Behind(platform::Object* object) {
   if (object == nullptr) return {};
   const auto* const backed = dynamic_cast<const com::ComBacked*>(object);
-  auto found = com::Query<Interface>(backed == nullptr ? nullptr : backed->Dispatch(),
-                                     __uuidof(Interface));
+  auto found =
+      com::Query<Interface>(backed == nullptr ? nullptr : backed->Dispatch(), __uuidof(Interface));
   if (!found) com::FailTypeMismatch();
   return found;
 }

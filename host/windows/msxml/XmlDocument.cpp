@@ -70,8 +70,9 @@ class Document final : public platform::XmlDocument {
       text.remove_prefix(kByteOrderMark.size());
     if (!IsReadable(text)) return false;
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    Call(object_.Get(), &IXMLDOMDocument2::loadXML, Text(text).Get(), &loaded);
-    if (loaded == VARIANT_FALSE) return false;
+    // Deliberate: whatever it fails with, the text could not be read.
+    if (FAILED(object_->loadXML(Text(text).Get(), &loaded)) || loaded == VARIANT_FALSE)
+      return false;
     Pointer<IXMLDOMDocumentType> type;
     Call(object_.Get(), &IXMLDOMDocument2::get_doctype, type.Receive());
     if (type) return false;
@@ -85,7 +86,8 @@ class Document final : public platform::XmlDocument {
 
   XmlNode CreateElement(std::string_view name) override {
     Pointer<IXMLDOMElement> created;
-    Call(object_.Get(), &IXMLDOMDocument2::createElement, NameOf(name).text.Get(), created.Receive());
+    Call(object_.Get(), &IXMLDOMDocument2::createElement, NameOf(name).text.Get(),
+         created.Receive());
     Element& element = Add(std::move(created), nullptr, name);
     element.knows_first = element.knows_next = element.knows_last = true;
     return NodeOf(&element);
@@ -109,7 +111,7 @@ class Document final : public platform::XmlDocument {
 
   void SetAttribute(XmlNode element, std::string_view name, std::string_view text) override {
     Element& owner = ElementOf(element);
-    const Name& known = NameOf(name);
+    const auto& known = NameOf(name);
     const Text value(std::u16string_view(Writable(text)));
     VARIANT variant;
     VariantInit(&variant);
@@ -121,11 +123,12 @@ class Document final : public platform::XmlDocument {
 
   std::optional<std::string_view> Attribute(XmlNode element, std::string_view name) override {
     Element& owner = ElementOf(element);
-    const Name& known = NameOf(name);
+    const auto& known = NameOf(name);
     for (const auto& [read, text] : owner.attributes)
       if (read == &known) return text;
     Pointer<IXMLDOMAttribute> attribute;
-    Call(owner.object.Get(), &IXMLDOMElement::getAttributeNode, known.text.Get(), attribute.Receive());
+    Call(owner.object.Get(), &IXMLDOMElement::getAttributeNode, known.text.Get(),
+         attribute.Receive());
     if (!attribute) return std::nullopt;
     com::Value value;
     Call(attribute.Get(), &IXMLDOMAttribute::get_value, value.Receive());
@@ -202,7 +205,8 @@ class Document final : public platform::XmlDocument {
   // The first element from the node on among its siblings, as a child of parent.
   Element* FirstElement(Pointer<IXMLDOMNode> node, Element* parent) {
     while (node) {
-      if (auto element = com::Query<IXMLDOMElement>(node.Get(), __uuidof(IXMLDOMElement))) return &Add(std::move(element), parent);
+      if (auto element = com::Query<IXMLDOMElement>(node.Get(), __uuidof(IXMLDOMElement)))
+        return &Add(std::move(element), parent);
       Pointer<IXMLDOMNode> next;
       Call(node.Get(), &IXMLDOMNode::get_nextSibling, next.Receive());
       node = std::move(next);

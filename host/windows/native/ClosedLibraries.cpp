@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <span>
 #include <utility>
@@ -44,9 +43,10 @@ class Dll {
         ::LoadLibraryExW((folder_ + file).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (found == nullptr) found = ::LoadLibraryW(file.c_str());
     if (found == nullptr) {
+      const auto error = ::GetLastError();
       throw platform::ExternalFailure(
           kFileNotFound, name_,
-          "File not found: " + name_ + " (Windows error " + std::to_string(::GetLastError()) + ")");
+          "File not found: " + name_ + " (Windows error " + std::to_string(error) + ")");
     }
     module_ = found;
     return found;
@@ -69,7 +69,7 @@ T* First(std::span<T> elements) {
 class LentArray {
  public:
   explicit LentArray(const platform::ArrayRef& array) {
-    if (array.count > std::numeric_limits<ULONG>::max()) FailOverflow();
+    if (!std::in_range<ULONG>(array.count)) FailOverflow();
     object_.cDims = 1;
     object_.fFeatures = FADF_AUTO | FADF_FIXEDSIZE;
     object_.cbElements = static_cast<ULONG>(array.element_size);
@@ -91,7 +91,7 @@ class LentArray {
 class ResizableArray {
  public:
   explicit ResizableArray(const platform::ArrayRef& array) : array_(array) {
-    if (array.count > std::numeric_limits<ULONG>::max()) FailOverflow();
+    if (!std::in_range<ULONG>(array.count)) FailOverflow();
     if (FAILED(::SafeArrayAllocDescriptor(1, &pointer_))) throw std::bad_alloc();
     pointer_->cbElements = static_cast<ULONG>(array.element_size);
     pointer_->rgsabound[0] = {static_cast<ULONG>(array.count), 0};

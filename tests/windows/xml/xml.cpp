@@ -279,7 +279,8 @@ void PutOperations(std::ostream& out) {
   document->AppendChild(d, b);
   out << "moved below: " << document->Xml(a) << "\n";
 
-  document->LoadXml("<r><a i='1'><a i='2'><b i='3'/></a></a>t<b i='4'><a i='5'/></b><a i='6'/></r>");
+  document->LoadXml(
+      "<r><a i='1'><a i='2'><b i='3'/></a></a>t<b i='4'><a i='5'/></b><a i='6'/></r>");
   const auto root = document->SelectRoot("r");
   out << "other root: " << bool(document->SelectRoot("a")) << ", name " << document->Name(root)
       << "\n";

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// The members of the Windows components and the plain classes agree. The headers check the one
+// direction while they are compiled; tools/windows_face.py checks both, by the names.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "host/windows/generated/orvEngine_members.h"
+#include "host/windows/generated/orvSPCAnalysis6_members.h"
+
+namespace orvspc::windows {
+namespace {
+
+struct Plain {
+  std::int32_t Size() const;
+  void Size(std::int32_t);
+  bool Move(double);
+};
+struct Derived : Plain {};
+template <class Signature>
+constexpr bool kIsMove = requires {
+  Member<Plain, Signature>::Is(&Plain::Move);
+};
+
+TEST(WindowsMembers, OnlyTheExactSignatureIsAMember) {
+  EXPECT_TRUE((Member<Plain, std::int32_t()>::Is(&Plain::Size)));
+  EXPECT_TRUE((Member<Derived, void(std::int32_t)>::Is(&Derived::Size)));
+  EXPECT_TRUE(kIsMove<bool(double)>);
+  EXPECT_FALSE(kIsMove<bool(std::int32_t)>);
+  EXPECT_FALSE(kIsMove<void(double)>);
+}
+
+int Run(const std::string& option) {
+  return std::system(
+      ("python3 " ORVSPC_TESTS_DIR "/../tools/windows_face.py " + option + " >/dev/null").c_str());
+}
+
+TEST(WindowsMembers, TheTablesAndTheClassesAgree) { EXPECT_EQ(Run("--check"), 0); }
+
+TEST(WindowsMembers, EveryCheckOfTheTablesFindsAPlantedFault) { EXPECT_EQ(Run("--self-test"), 0); }
+
+}  // namespace
+}  // namespace orvspc::windows
