@@ -11,7 +11,7 @@ mkdir -p "$folder"
 "$program" demo "$folder/demo" >"$folder/demo.log"
 mv "$folder/demo/sample.db" "$folder/sample.db"
 rm -rf "$folder/demo"
-cp "$here"/data/*.csv "$folder"
+cp "$here"/../data/*.csv "$folder"
 cd "$folder"
 "$program" import flour.csv --db sample.db
 "$program" import flour-limits.csv --db sample.db --kind limits

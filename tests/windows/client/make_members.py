@@ -16,7 +16,7 @@ import functools
 import pathlib
 import sys
 
-TABLES = pathlib.Path(__file__).resolve().parents[2] / "host/windows/tables"
+TABLES = pathlib.Path(__file__).resolve().parents[3] / "host/windows/tables"
 # Members whose rows are written by hand in both faces: what they take has no type of its own here.
 BY_HAND = {("DataSelect", "API_GetData"), ("DataSelect", "API_SetData"),
            ("DataSelectDescriptors", "NewEnum"), ("CCResults", "SetXMLNode")}
