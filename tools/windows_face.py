@@ -300,8 +300,7 @@ def head(*lines):
 
 
 def adapters(tables, library):
-    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "",
-               "// A macro of Windows that is the name of a member.", "#undef Yield", "")
+    out = head("#pragma once", "", f'#include "host/windows/typelib/{library}.h"', "", "#include <memory>", "")
     out += sorted(headers_of(tables, library) + ['#include "host/windows/com/Adapter.h"'])
     classes = tables.classes_of(library)
     out += ["", "namespace orvspc::windows::com {", ""]
@@ -368,8 +367,8 @@ def members(tables, library):
                 out.append(f"static_assert(requires({row['plain']}& o, {taken} a) "
                            f"{{ {{ o.{plain_name(member)}(a) }} -> std::same_as<{given}>; }});")
             else:
-                out.append(f"static_assert(Member<{row['plain']}, {given}({taken})>::Is("
-                           f"&{row['plain']}::{plain_name(member)}));")
+                out.append(f"static_assert(decltype(Member<{row['plain']}, {given}({taken})>::Is("
+                           f"&{row['plain']}::{plain_name(member)}))::value);")
     out += ["", "}  // namespace orvspc::windows"]
     return formatted("\n".join(out) + "\n")
 

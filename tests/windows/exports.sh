@@ -20,8 +20,8 @@ while read -r dll; do
     echo "$dll missing"
     continue
   fi
-  "$objdump" -p "$bin/$dll" | tr -d '\r' | awk -v dll="$dll" -v system="^($system)\\.dll\$" '
-    /^\tDLL Name:/ { if (tolower($3) !~ system) print dll, "import", $3 }
+  "$objdump" -p "$bin/$dll" | tr -d '\r' | awk -v dll="$dll" -v own="^($system)\\.dll$" '
+    /^\tDLL Name:/ { if (tolower($3) !~ own) print dll, "import", $3 }
     /Forwarder RVA -- / { print dll, "forward", $NF }
     /^\[Ordinal\/Name Pointer\] Table/ { names = 1; next }
     /^[^\t]/ { names = 0 }

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-#include <ocidl.h>
-
 #include <atomic>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
 #include "host/windows/com/Server.h"
+#include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
 #include "host/windows/com/values.h"

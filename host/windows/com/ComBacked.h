@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
+#include "host/windows/com/automation.h"
 
 namespace orvspc::windows::com {
 

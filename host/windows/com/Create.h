@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <objbase.h>
-
 #include <initializer_list>
 
 #include "host/windows/com/Pointer.h"
+#include "host/windows/com/automation.h"
 
 namespace orvspc::windows::com {
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oleauto.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -10,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "platform/FixedText.h"
 

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-
 #include <initializer_list>
 #include <optional>
 #include <string_view>
 
 #include "host/windows/com/Handles.h"
 #include "host/windows/com/Pointer.h"
+#include "host/windows/com/automation.h"
 
 namespace orvspc::windows::com {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <unknwn.h>
-
 #include <utility>
+
+#include "host/windows/com/automation.h"
 
 namespace orvspc::windows::com {
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-
 #include <memory>
 #include <span>
 #include <string>
 
+#include "host/windows/com/automation.h"
 #include "platform/Object.h"
 
 // An in-process server: a table of classes and the four functions that a DLL exports for them.

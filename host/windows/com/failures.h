@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include "host/windows/com/automation.h"
 
 // Failures across the border, in both directions. A failure is a Number, a Source and a
 // Description on either side; a Number of 1 to 65535 crosses as 0x800A0000 + Number.

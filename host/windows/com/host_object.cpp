@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <oleauto.h>
-
 #include <cstdint>
 #include <memory>
 #include <utility>

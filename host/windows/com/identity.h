@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-
 #include <memory>
 
+#include "host/windows/com/automation.h"
 #include "platform/Object.h"
 
 // Which adapter stands for which plain object. A plain object has one adapter while a host holds

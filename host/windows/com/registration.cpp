@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <windows.h>
-
 #include <string>
 
 #include "host/windows/com/Pointer.h"

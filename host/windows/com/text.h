@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-#include <oleauto.h>
-
 #include <string>
 #include <string_view>
+
+#include "host/windows/com/automation.h"
 
 // Between the UTF-8 of the library and the wide texts of Windows. A lone surrogate and an
 // ill-formed byte become U+FFFD.

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <oaidl.h>
-#include <oleauto.h>
-
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,6 +9,7 @@
 #include <vector>
 
 #include "frame/Failure.h"
+#include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
 #include "host/windows/com/text.h"

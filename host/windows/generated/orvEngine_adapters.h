@@ -6,9 +6,6 @@
 
 #include <memory>
 
-// A macro of Windows that is the name of a member.
-#undef Yield
-
 #include "host/windows/com/Adapter.h"
 #include "host/windows/engine/Objects.h"
 #include "platform/CtrlLim.h"

@@ -22,165 +22,197 @@
 // Every member of the type library is an operation of the plain class with these types.
 namespace orvspc::windows {
 
-static_assert(Member<windows::engine::Database, void(std::string_view)>::Is(
-    &windows::engine::Database::Open));
-static_assert(Member<windows::engine::Database, void(std::string_view)>::Is(
-    &windows::engine::Database::Create));
+static_assert(decltype(Member<windows::engine::Database, void(std::string_view)>::Is(
+    &windows::engine::Database::Open))::value);
+static_assert(decltype(Member<windows::engine::Database, void(std::string_view)>::Is(
+    &windows::engine::Database::Create))::value);
 static_assert(
-    Member<windows::engine::Database, std::int32_t(std::string_view, std::string_view)>::Is(
-        &windows::engine::Database::Import));
+    decltype(Member<windows::engine::Database, std::int32_t(std::string_view, std::string_view)>::
+                 Is(&windows::engine::Database::Import))::value);
 static_assert(
-    Member<windows::engine::Database, std::int32_t(std::string_view, std::string_view)>::Is(
-        &windows::engine::Database::Find));
-static_assert(Member<windows::engine::Database, std::int32_t()>::Is(
-    &windows::engine::Database::ConnectionHandle));
-static_assert(Member<windows::engine::Database, std::int32_t(std::int32_t)>::Is(
-    &windows::engine::Database::DatabaseValue));
-static_assert(Member<platform::RuleDef, void(std::int32_t)>::Is(&platform::RuleDef::FirstSetting));
-static_assert(Member<platform::RuleDef, void(std::int32_t)>::Is(&platform::RuleDef::SecondSetting));
-static_assert(Member<platform::RuleDef, bool(const std::shared_ptr<platform::Database>&,
-                                             std::int32_t)>::Is(&platform::RuleDef::Read));
-static_assert(Member<platform::RuleDef, bool()>::Is(&platform::RuleDef::MoveFirst));
-static_assert(Member<platform::RuleDef, bool()>::Is(&platform::RuleDef::MoveNext));
-static_assert(Member<platform::RuleDef, std::int32_t()>::Is(&platform::RuleDef::Number));
-static_assert(Member<platform::RuleDef, std::string()>::Is(&platform::RuleDef::Text));
+    decltype(Member<windows::engine::Database, std::int32_t(std::string_view, std::string_view)>::
+                 Is(&windows::engine::Database::Find))::value);
+static_assert(decltype(Member<windows::engine::Database, std::int32_t()>::Is(
+    &windows::engine::Database::ConnectionHandle))::value);
+static_assert(decltype(Member<windows::engine::Database, std::int32_t(std::int32_t)>::Is(
+    &windows::engine::Database::DatabaseValue))::value);
+static_assert(decltype(Member<platform::RuleDef, void(std::int32_t)>::Is(
+    &platform::RuleDef::FirstSetting))::value);
+static_assert(decltype(Member<platform::RuleDef, void(std::int32_t)>::Is(
+    &platform::RuleDef::SecondSetting))::value);
+static_assert(
+    decltype(Member<platform::RuleDef, bool(const std::shared_ptr<platform::Database>&,
+                                            std::int32_t)>::Is(&platform::RuleDef::Read))::value);
+static_assert(
+    decltype(Member<platform::RuleDef, bool()>::Is(&platform::RuleDef::MoveFirst))::value);
+static_assert(decltype(Member<platform::RuleDef, bool()>::Is(&platform::RuleDef::MoveNext))::value);
+static_assert(
+    decltype(Member<platform::RuleDef, std::int32_t()>::Is(&platform::RuleDef::Number))::value);
+static_assert(
+    decltype(Member<platform::RuleDef, std::string()>::Is(&platform::RuleDef::Text))::value);
 static_assert(requires(platform::RuleDef & o, platform::RuleDef& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(
-    Member<platform::SpecLim, platform::Cell(std::string_view)>::Is(&platform::SpecLim::Get));
-static_assert(Member<platform::SpecLim, void(std::string_view, const platform::Cell&)>::Is(
-    &platform::SpecLim::Let));
+static_assert(decltype(Member<platform::SpecLim, platform::Cell(std::string_view)>::Is(
+    &platform::SpecLim::Get))::value);
+static_assert(decltype(Member<platform::SpecLim, void(std::string_view, const platform::Cell&)>::Is(
+    &platform::SpecLim::Let))::value);
 static_assert(requires(platform::SpecLim & o, platform::SpecLim& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<platform::SpecLim, bool()>::Is(&platform::SpecLim::MoveFirst));
-static_assert(Member<platform::SpecLim, bool()>::Is(&platform::SpecLim::MoveNext));
 static_assert(
-    Member<platform::CtrlLim, platform::Cell(std::string_view)>::Is(&platform::CtrlLim::Get));
-static_assert(Member<platform::CtrlLim, void(std::string_view, const platform::Cell&)>::Is(
-    &platform::CtrlLim::Let));
+    decltype(Member<platform::SpecLim, bool()>::Is(&platform::SpecLim::MoveFirst))::value);
+static_assert(decltype(Member<platform::SpecLim, bool()>::Is(&platform::SpecLim::MoveNext))::value);
+static_assert(decltype(Member<platform::CtrlLim, platform::Cell(std::string_view)>::Is(
+    &platform::CtrlLim::Get))::value);
+static_assert(decltype(Member<platform::CtrlLim, void(std::string_view, const platform::Cell&)>::Is(
+    &platform::CtrlLim::Let))::value);
 static_assert(requires(platform::CtrlLim & o, platform::CtrlLim& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<platform::CtrlLim, bool()>::Is(&platform::CtrlLim::MoveFirst));
-static_assert(Member<platform::CtrlLim, bool()>::Is(&platform::CtrlLim::MoveNext));
 static_assert(
-    Member<platform::DefOpp, platform::Cell(std::string_view)>::Is(&platform::DefOpp::Get));
-static_assert(Member<platform::DefOpp, void(std::string_view, const platform::Cell&)>::Is(
-    &platform::DefOpp::Let));
+    decltype(Member<platform::CtrlLim, bool()>::Is(&platform::CtrlLim::MoveFirst))::value);
+static_assert(decltype(Member<platform::CtrlLim, bool()>::Is(&platform::CtrlLim::MoveNext))::value);
+static_assert(decltype(Member<platform::DefOpp, platform::Cell(std::string_view)>::Is(
+    &platform::DefOpp::Get))::value);
+static_assert(decltype(Member<platform::DefOpp, void(std::string_view, const platform::Cell&)>::Is(
+    &platform::DefOpp::Let))::value);
 static_assert(requires(platform::DefOpp & o, platform::DefOpp& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<platform::DefOpp, bool()>::Is(&platform::DefOpp::MoveFirst));
-static_assert(Member<platform::DefOpp, bool()>::Is(&platform::DefOpp::MoveNext));
+static_assert(decltype(Member<platform::DefOpp, bool()>::Is(&platform::DefOpp::MoveFirst))::value);
+static_assert(decltype(Member<platform::DefOpp, bool()>::Is(&platform::DefOpp::MoveNext))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, void(std::int32_t)>::Is(
+    &platform::PrcsStateLog::RowLimit))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, void(std::int32_t)>::Is(
+    &platform::PrcsStateLog::KeyMode))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, void(std::int32_t)>::Is(
+    &platform::PrcsStateLog::ProcessID))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, void(std::int32_t)>::Is(
+    &platform::PrcsStateLog::QueryType))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, void(double)>::Is(
+    &platform::PrcsStateLog::Time))::value);
 static_assert(
-    Member<platform::PrcsStateLog, void(std::int32_t)>::Is(&platform::PrcsStateLog::RowLimit));
-static_assert(
-    Member<platform::PrcsStateLog, void(std::int32_t)>::Is(&platform::PrcsStateLog::KeyMode));
-static_assert(
-    Member<platform::PrcsStateLog, void(std::int32_t)>::Is(&platform::PrcsStateLog::ProcessID));
-static_assert(
-    Member<platform::PrcsStateLog, void(std::int32_t)>::Is(&platform::PrcsStateLog::QueryType));
-static_assert(Member<platform::PrcsStateLog, void(double)>::Is(&platform::PrcsStateLog::Time));
-static_assert(Member<platform::PrcsStateLog, double()>::Is(&platform::PrcsStateLog::Time));
-static_assert(
-    Member<platform::PrcsStateLog, bool(const std::shared_ptr<platform::Database>&,
-                                        std::int32_t)>::Is(&platform::PrcsStateLog::Read));
+    decltype(Member<platform::PrcsStateLog, double()>::Is(&platform::PrcsStateLog::Time))::value);
+static_assert(decltype(Member<platform::PrcsStateLog,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&platform::PrcsStateLog::Read))::value);
 static_assert(requires(platform::PrcsStateLog & o, platform::PrcsStateLog& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<platform::PrcsStateLog, bool()>::Is(&platform::PrcsStateLog::MoveFirst));
-static_assert(Member<platform::PrcsStateLog, bool()>::Is(&platform::PrcsStateLog::MoveNext));
-static_assert(Member<platform::PrcsStateLog, std::int32_t()>::Is(&platform::PrcsStateLog::Process));
-static_assert(Member<platform::PrcsStateLog, std::int32_t()>::Is(&platform::PrcsStateLog::StateID));
+static_assert(decltype(Member<platform::PrcsStateLog, bool()>::Is(
+    &platform::PrcsStateLog::MoveFirst))::value);
 static_assert(
-    Member<platform::PrcsStateLog, std::string()>::Is(&platform::PrcsStateLog::StateName));
+    decltype(Member<platform::PrcsStateLog, bool()>::Is(&platform::PrcsStateLog::MoveNext))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, std::int32_t()>::Is(
+    &platform::PrcsStateLog::Process))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, std::int32_t()>::Is(
+    &platform::PrcsStateLog::StateID))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, std::string()>::Is(
+    &platform::PrcsStateLog::StateName))::value);
+static_assert(decltype(Member<platform::PrcsStateLog, std::int32_t()>::Is(
+    &platform::PrcsStateLog::StateType))::value);
+static_assert(decltype(Member<windows::engine::Part, void(std::int32_t)>::Is(
+    &windows::engine::Part::ID))::value);
 static_assert(
-    Member<platform::PrcsStateLog, std::int32_t()>::Is(&platform::PrcsStateLog::StateType));
-static_assert(Member<windows::engine::Part, void(std::int32_t)>::Is(&windows::engine::Part::ID));
-static_assert(Member<windows::engine::Part, std::int32_t()>::Is(&windows::engine::Part::ID));
-static_assert(
-    Member<windows::engine::Part, void(std::int32_t)>::Is(&windows::engine::Part::KeyMode));
-static_assert(Member<windows::engine::Part, bool(const std::shared_ptr<platform::Database>&,
-                                                 std::int32_t)>::Is(&windows::engine::Part::Read));
+    decltype(Member<windows::engine::Part, std::int32_t()>::Is(&windows::engine::Part::ID))::value);
+static_assert(decltype(Member<windows::engine::Part, void(std::int32_t)>::Is(
+    &windows::engine::Part::KeyMode))::value);
+static_assert(decltype(Member<windows::engine::Part,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&windows::engine::Part::Read))::value);
 static_assert(requires(windows::engine::Part & o, windows::engine::Part& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveFirst));
-static_assert(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveNext));
-static_assert(Member<windows::engine::Part, std::string()>::Is(&windows::engine::Part::Name));
 static_assert(
-    Member<windows::engine::Process, void(std::int32_t)>::Is(&windows::engine::Process::ID));
-static_assert(Member<windows::engine::Process, std::int32_t()>::Is(&windows::engine::Process::ID));
+    decltype(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveFirst))::value);
 static_assert(
-    Member<windows::engine::Process, void(std::int32_t)>::Is(&windows::engine::Process::KeyMode));
-static_assert(
-    Member<windows::engine::Process, bool(const std::shared_ptr<platform::Database>&,
-                                          std::int32_t)>::Is(&windows::engine::Process::Read));
+    decltype(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveNext))::value);
+static_assert(decltype(Member<windows::engine::Part, std::string()>::Is(
+    &windows::engine::Part::Name))::value);
+static_assert(decltype(Member<windows::engine::Process, void(std::int32_t)>::Is(
+    &windows::engine::Process::ID))::value);
+static_assert(decltype(Member<windows::engine::Process, std::int32_t()>::Is(
+    &windows::engine::Process::ID))::value);
+static_assert(decltype(Member<windows::engine::Process, void(std::int32_t)>::Is(
+    &windows::engine::Process::KeyMode))::value);
+static_assert(decltype(Member<windows::engine::Process,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&windows::engine::Process::Read))::value);
 static_assert(requires(windows::engine::Process & o, windows::engine::Process& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<windows::engine::Process, bool()>::Is(&windows::engine::Process::MoveFirst));
-static_assert(Member<windows::engine::Process, bool()>::Is(&windows::engine::Process::MoveNext));
-static_assert(Member<windows::engine::Process, std::string()>::Is(&windows::engine::Process::Name));
-static_assert(Member<windows::engine::Test, void(std::int32_t)>::Is(&windows::engine::Test::ID));
-static_assert(Member<windows::engine::Test, std::int32_t()>::Is(&windows::engine::Test::ID));
+static_assert(decltype(Member<windows::engine::Process, bool()>::Is(
+    &windows::engine::Process::MoveFirst))::value);
+static_assert(decltype(Member<windows::engine::Process, bool()>::Is(
+    &windows::engine::Process::MoveNext))::value);
+static_assert(decltype(Member<windows::engine::Process, std::string()>::Is(
+    &windows::engine::Process::Name))::value);
+static_assert(decltype(Member<windows::engine::Test, void(std::int32_t)>::Is(
+    &windows::engine::Test::ID))::value);
 static_assert(
-    Member<windows::engine::Test, void(std::int32_t)>::Is(&windows::engine::Test::KeyMode));
-static_assert(Member<windows::engine::Test, bool(const std::shared_ptr<platform::Database>&,
-                                                 std::int32_t)>::Is(&windows::engine::Test::Read));
+    decltype(Member<windows::engine::Test, std::int32_t()>::Is(&windows::engine::Test::ID))::value);
+static_assert(decltype(Member<windows::engine::Test, void(std::int32_t)>::Is(
+    &windows::engine::Test::KeyMode))::value);
+static_assert(decltype(Member<windows::engine::Test,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&windows::engine::Test::Read))::value);
 static_assert(requires(windows::engine::Test & o, windows::engine::Test& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveFirst));
-static_assert(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveNext));
-static_assert(Member<windows::engine::Test, std::string()>::Is(&windows::engine::Test::Name));
-static_assert(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
-    &windows::engine::SamplingRequirement::ID));
-static_assert(Member<windows::engine::SamplingRequirement, std::int32_t()>::Is(
-    &windows::engine::SamplingRequirement::ID));
-static_assert(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
-    &windows::engine::SamplingRequirement::KeyMode));
-static_assert(Member<windows::engine::SamplingRequirement,
-                     bool(const std::shared_ptr<platform::Database>&,
-                          std::int32_t)>::Is(&windows::engine::SamplingRequirement::Read));
+static_assert(
+    decltype(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveFirst))::value);
+static_assert(
+    decltype(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveNext))::value);
+static_assert(decltype(Member<windows::engine::Test, std::string()>::Is(
+    &windows::engine::Test::Name))::value);
+static_assert(decltype(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
+    &windows::engine::SamplingRequirement::ID))::value);
+static_assert(decltype(Member<windows::engine::SamplingRequirement, std::int32_t()>::Is(
+    &windows::engine::SamplingRequirement::ID))::value);
+static_assert(decltype(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
+    &windows::engine::SamplingRequirement::KeyMode))::value);
+static_assert(
+    decltype(Member<windows::engine::SamplingRequirement,
+                    bool(const std::shared_ptr<platform::Database>&,
+                         std::int32_t)>::Is(&windows::engine::SamplingRequirement::Read))::value);
 static_assert(requires(windows::engine::SamplingRequirement & o,
                        windows::engine::SamplingRequirement& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(Member<windows::engine::SamplingRequirement, bool()>::Is(
-    &windows::engine::SamplingRequirement::MoveFirst));
-static_assert(Member<windows::engine::SamplingRequirement, bool()>::Is(
-    &windows::engine::SamplingRequirement::MoveNext));
-static_assert(Member<windows::engine::SamplingRequirement, std::string()>::Is(
-    &windows::engine::SamplingRequirement::Name));
-static_assert(
-    Member<windows::engine::StateCode, void(std::int32_t)>::Is(&windows::engine::StateCode::ID));
-static_assert(
-    Member<windows::engine::StateCode, std::int32_t()>::Is(&windows::engine::StateCode::ID));
-static_assert(Member<windows::engine::StateCode, void(std::int32_t)>::Is(
-    &windows::engine::StateCode::KeyMode));
-static_assert(
-    Member<windows::engine::StateCode, bool(const std::shared_ptr<platform::Database>&,
-                                            std::int32_t)>::Is(&windows::engine::StateCode::Read));
+static_assert(decltype(Member<windows::engine::SamplingRequirement, bool()>::Is(
+    &windows::engine::SamplingRequirement::MoveFirst))::value);
+static_assert(decltype(Member<windows::engine::SamplingRequirement, bool()>::Is(
+    &windows::engine::SamplingRequirement::MoveNext))::value);
+static_assert(decltype(Member<windows::engine::SamplingRequirement, std::string()>::Is(
+    &windows::engine::SamplingRequirement::Name))::value);
+static_assert(decltype(Member<windows::engine::StateCode, void(std::int32_t)>::Is(
+    &windows::engine::StateCode::ID))::value);
+static_assert(decltype(Member<windows::engine::StateCode, std::int32_t()>::Is(
+    &windows::engine::StateCode::ID))::value);
+static_assert(decltype(Member<windows::engine::StateCode, void(std::int32_t)>::Is(
+    &windows::engine::StateCode::KeyMode))::value);
+static_assert(decltype(Member<windows::engine::StateCode,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&windows::engine::StateCode::Read))::value);
 static_assert(requires(windows::engine::StateCode & o, windows::engine::StateCode& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
+static_assert(decltype(Member<windows::engine::StateCode, bool()>::Is(
+    &windows::engine::StateCode::MoveFirst))::value);
+static_assert(decltype(Member<windows::engine::StateCode, bool()>::Is(
+    &windows::engine::StateCode::MoveNext))::value);
+static_assert(decltype(Member<windows::engine::StateCode, std::string()>::Is(
+    &windows::engine::StateCode::Name))::value);
+static_assert(decltype(Member<platform::TimeConversion, std::int32_t(double)>::Is(
+    &platform::TimeConversion::DateToTimeStamp))::value);
+static_assert(decltype(Member<platform::TimeConversion, double(std::int32_t)>::Is(
+    &platform::TimeConversion::TimeStampToDate))::value);
+static_assert(decltype(Member<windows::engine::TextTrimmer, void(std::string&)>::Is(
+    &windows::engine::TextTrimmer::TrimFixedString))::value);
 static_assert(
-    Member<windows::engine::StateCode, bool()>::Is(&windows::engine::StateCode::MoveFirst));
-static_assert(
-    Member<windows::engine::StateCode, bool()>::Is(&windows::engine::StateCode::MoveNext));
-static_assert(
-    Member<windows::engine::StateCode, std::string()>::Is(&windows::engine::StateCode::Name));
-static_assert(Member<platform::TimeConversion, std::int32_t(double)>::Is(
-    &platform::TimeConversion::DateToTimeStamp));
-static_assert(Member<platform::TimeConversion, double(std::int32_t)>::Is(
-    &platform::TimeConversion::TimeStampToDate));
-static_assert(Member<windows::engine::TextTrimmer, void(std::string&)>::Is(
-    &windows::engine::TextTrimmer::TrimFixedString));
-static_assert(Member<windows::engine::Error,
-                     void(std::string_view, std::int32_t, std::string_view, std::string_view,
-                          std::string_view)>::Is(&windows::engine::Error::Log));
+    decltype(Member<windows::engine::Error,
+                    void(std::string_view, std::int32_t, std::string_view, std::string_view,
+                         std::string_view)>::Is(&windows::engine::Error::Log))::value);
 
 }  // namespace orvspc::windows

@@ -6,9 +6,6 @@
 
 #include <memory>
 
-// A macro of Windows that is the name of a member.
-#undef Yield
-
 #include "capability/CAAnalysis.h"
 #include "capability/CABins.h"
 #include "capability/CACurve.h"

@@ -44,625 +44,813 @@
 // Every member of the type library is an operation of the plain class with these types.
 namespace orvspc::windows {
 
-static_assert(Member<DataSelect, std::shared_ptr<DataSelect>()>::Is(&DataSelect::Clone));
-static_assert(Member<DataSelect, std::string()>::Is(&DataSelect::GetXML));
-static_assert(Member<DataSelect, bool(std::string_view)>::Is(&DataSelect::SetXML));
-static_assert(Member<DataSelect, void()>::Is(&DataSelect::Reset));
 static_assert(
-    Member<DataSelect, std::shared_ptr<DataSelectDescriptors>()>::Is(&DataSelect::Descriptors));
-static_assert(Member<DataSelect, std::int32_t()>::Is(&DataSelect::MaximumItems));
-static_assert(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::MaximumItems));
-static_assert(Member<DataSelect, std::int32_t()>::Is(&DataSelect::Tsno));
-static_assert(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::Tsno));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeVariableTests));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeVariableTests));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDefectTests));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDefectTests));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDefectiveTests));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDefectiveTests));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeEnabled));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeEnabled));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeIncomplete));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeIncomplete));
-static_assert(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDisabled));
-static_assert(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDisabled));
-static_assert(Member<DataSelect, DateRangeTimeTypes()>::Is(&DataSelect::DateRangeTimeType));
-static_assert(Member<DataSelect, void(DateRangeTimeTypes)>::Is(&DataSelect::DateRangeTimeType));
-static_assert(Member<DataSelect, std::int32_t()>::Is(&DataSelect::DateRangeInterval));
-static_assert(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::DateRangeInterval));
-static_assert(Member<DataSelect, DateRangePeriods()>::Is(&DataSelect::DateRangePeriod));
-static_assert(Member<DataSelect, void(DateRangePeriods)>::Is(&DataSelect::DateRangePeriod));
-static_assert(Member<DataSelect, double()>::Is(&DataSelect::DateRangeStart));
-static_assert(Member<DataSelect, void(double)>::Is(&DataSelect::DateRangeStart));
-static_assert(Member<DataSelect, double()>::Is(&DataSelect::DateRangeEnd));
-static_assert(Member<DataSelect, void(double)>::Is(&DataSelect::DateRangeEnd));
+    decltype(Member<DataSelect, std::shared_ptr<DataSelect>()>::Is(&DataSelect::Clone))::value);
+static_assert(decltype(Member<DataSelect, std::string()>::Is(&DataSelect::GetXML))::value);
+static_assert(decltype(Member<DataSelect, bool(std::string_view)>::Is(&DataSelect::SetXML))::value);
+static_assert(decltype(Member<DataSelect, void()>::Is(&DataSelect::Reset))::value);
+static_assert(decltype(Member<DataSelect, std::shared_ptr<DataSelectDescriptors>()>::Is(
+    &DataSelect::Descriptors))::value);
+static_assert(decltype(Member<DataSelect, std::int32_t()>::Is(&DataSelect::MaximumItems))::value);
 static_assert(
-    Member<DataSelect, std::shared_ptr<SubgroupData>(const std::shared_ptr<platform::Object>&)>::Is(
-        &DataSelect::GetSubgroupData));
+    decltype(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::MaximumItems))::value);
+static_assert(decltype(Member<DataSelect, std::int32_t()>::Is(&DataSelect::Tsno))::value);
+static_assert(decltype(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::Tsno))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeVariableTests))::value);
 static_assert(
-    Member<DataSelect, std::shared_ptr<EventData>(const std::shared_ptr<platform::Object>&)>::Is(
-        &DataSelect::GetEventData));
-static_assert(Member<DataSelectDescriptor, void()>::Is(&DataSelectDescriptor::Clear));
+    decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeVariableTests))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDefectTests))::value);
+static_assert(decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDefectTests))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDefectiveTests))::value);
 static_assert(
-    Member<DataSelectDescriptor, DescriptorTypes()>::Is(&DataSelectDescriptor::DescriptorType));
+    decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDefectiveTests))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeEnabled))::value);
+static_assert(decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeEnabled))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeIncomplete))::value);
+static_assert(decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeIncomplete))::value);
+static_assert(decltype(Member<DataSelect, bool()>::Is(&DataSelect::IncludeDisabled))::value);
+static_assert(decltype(Member<DataSelect, void(bool)>::Is(&DataSelect::IncludeDisabled))::value);
 static_assert(
-    Member<DataSelectDescriptor, void(FilterTypes)>::Is(&DataSelectDescriptor::FilterType));
-static_assert(Member<DataSelectDescriptor, FilterTypes()>::Is(&DataSelectDescriptor::FilterType));
-static_assert(Member<DataSelectDescriptor, std::int32_t()>::Is(&DataSelectDescriptor::ItemCount));
-static_assert(Member<DataSelectDescriptor, std::int32_t()>::Is(&DataSelectDescriptor::GroupID));
-static_assert(Member<DataSelectDescriptor, void(std::int32_t)>::Is(&DataSelectDescriptor::GroupID));
+    decltype(Member<DataSelect, DateRangeTimeTypes()>::Is(&DataSelect::DateRangeTimeType))::value);
+static_assert(decltype(Member<DataSelect, void(DateRangeTimeTypes)>::Is(
+    &DataSelect::DateRangeTimeType))::value);
 static_assert(
-    Member<DataSelectDescriptor, void(std::int32_t)>::Is(&DataSelectDescriptor::AddItemID));
+    decltype(Member<DataSelect, std::int32_t()>::Is(&DataSelect::DateRangeInterval))::value);
 static_assert(
-    Member<DataSelectDescriptor, std::int32_t(std::int32_t)>::Is(&DataSelectDescriptor::ItemID));
+    decltype(Member<DataSelect, void(std::int32_t)>::Is(&DataSelect::DateRangeInterval))::value);
 static_assert(
-    Member<DataSelectDescriptor, std::vector<std::int32_t>()>::Is(&DataSelectDescriptor::ItemIDs));
+    decltype(Member<DataSelect, DateRangePeriods()>::Is(&DataSelect::DateRangePeriod))::value);
 static_assert(
-    Member<DataSelectDescriptor, void(const ArrayVariant&)>::Is(&DataSelectDescriptor::ItemIDs));
+    decltype(Member<DataSelect, void(DateRangePeriods)>::Is(&DataSelect::DateRangePeriod))::value);
+static_assert(decltype(Member<DataSelect, double()>::Is(&DataSelect::DateRangeStart))::value);
+static_assert(decltype(Member<DataSelect, void(double)>::Is(&DataSelect::DateRangeStart))::value);
+static_assert(decltype(Member<DataSelect, double()>::Is(&DataSelect::DateRangeEnd))::value);
+static_assert(decltype(Member<DataSelect, void(double)>::Is(&DataSelect::DateRangeEnd))::value);
+static_assert(decltype(Member<DataSelect, std::shared_ptr<SubgroupData>(
+                                              const std::shared_ptr<platform::Object>&)>::
+                           Is(&DataSelect::GetSubgroupData))::value);
+static_assert(decltype(Member<DataSelect, std::shared_ptr<EventData>(
+                                              const std::shared_ptr<platform::Object>&)>::
+                           Is(&DataSelect::GetEventData))::value);
 static_assert(
-    Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(DescriptorTypes)>::Is(
-        &DataSelectDescriptors::Add));
+    decltype(Member<DataSelectDescriptor, void()>::Is(&DataSelectDescriptor::Clear))::value);
+static_assert(decltype(Member<DataSelectDescriptor, DescriptorTypes()>::Is(
+    &DataSelectDescriptor::DescriptorType))::value);
+static_assert(decltype(Member<DataSelectDescriptor, void(FilterTypes)>::Is(
+    &DataSelectDescriptor::FilterType))::value);
+static_assert(decltype(Member<DataSelectDescriptor, FilterTypes()>::Is(
+    &DataSelectDescriptor::FilterType))::value);
+static_assert(decltype(Member<DataSelectDescriptor, std::int32_t()>::Is(
+    &DataSelectDescriptor::ItemCount))::value);
+static_assert(decltype(Member<DataSelectDescriptor, std::int32_t()>::Is(
+    &DataSelectDescriptor::GroupID))::value);
+static_assert(decltype(Member<DataSelectDescriptor, void(std::int32_t)>::Is(
+    &DataSelectDescriptor::GroupID))::value);
+static_assert(decltype(Member<DataSelectDescriptor, void(std::int32_t)>::Is(
+    &DataSelectDescriptor::AddItemID))::value);
+static_assert(decltype(Member<DataSelectDescriptor, std::int32_t(std::int32_t)>::Is(
+    &DataSelectDescriptor::ItemID))::value);
+static_assert(decltype(Member<DataSelectDescriptor, std::vector<std::int32_t>()>::Is(
+    &DataSelectDescriptor::ItemIDs))::value);
+static_assert(decltype(Member<DataSelectDescriptor, void(const ArrayVariant&)>::Is(
+    &DataSelectDescriptor::ItemIDs))::value);
 static_assert(
-    Member<DataSelectDescriptors, bool(std::int32_t)>::Is(&DataSelectDescriptors::Remove));
-static_assert(Member<DataSelectDescriptors, void()>::Is(&DataSelectDescriptors::Clear));
+    decltype(Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(DescriptorTypes)>::
+                 Is(&DataSelectDescriptors::Add))::value);
+static_assert(decltype(Member<DataSelectDescriptors, bool(std::int32_t)>::Is(
+    &DataSelectDescriptors::Remove))::value);
 static_assert(
-    Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(std::int32_t)>::Is(
-        &DataSelectDescriptors::Item));
+    decltype(Member<DataSelectDescriptors, void()>::Is(&DataSelectDescriptors::Clear))::value);
 static_assert(
-    Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(DescriptorTypes)>::Is(
-        &DataSelectDescriptors::GetDescriptor));
-static_assert(Member<DataSelectDescriptors, std::int32_t()>::Is(&DataSelectDescriptors::Count));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalGroups));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalSubgroups));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalTests));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalDescriptors));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::GroupIndex));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::GroupID));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::CurrentIndex));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Sgrp));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Part));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Prcs));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Test));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Job));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Lot));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Shft));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Ptrv));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Wkst));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Size));
-static_assert(Member<SubgroupData, double()>::Is(&SubgroupData::Sgtm));
-static_assert(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Empl));
-static_assert(Member<SubgroupData, SubgroupFlags()>::Is(&SubgroupData::Flag));
-static_assert(Member<SubgroupData, std::shared_ptr<TestData>()>::Is(&SubgroupData::TestData));
-static_assert(Member<SubgroupData, std::shared_ptr<CommentData>()>::Is(&SubgroupData::CommentData));
+    decltype(Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(std::int32_t)>::Is(
+        &DataSelectDescriptors::Item))::value);
 static_assert(
-    Member<SubgroupData, std::shared_ptr<DescriptorData>()>::Is(&SubgroupData::DescriptorData));
-static_assert(Member<SubgroupData, bool(std::int32_t)>::Is(&SubgroupData::MoveTo));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveFirst));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveLast));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveNext));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::MovePrev));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasNotEnabled));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasJobs));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasLots));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasShifts));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasPartRevisions));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasWorkstations));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasEmployees));
-static_assert(Member<SubgroupData, bool()>::Is(&SubgroupData::HasSNs));
-static_assert(Member<SubgroupData, std::optional<std::vector<std::int32_t>>()>::Is(
-    &SubgroupData::GetDescriptorGroupIDs));
-static_assert(Member<SubgroupData, std::optional<std::vector<std::int32_t>>()>::Is(
-    &SubgroupData::GetTestIDs));
-static_assert(Member<SubgroupData, bool(std::int32_t)>::Is(&SubgroupData::HasDefects));
-static_assert(Member<SubgroupData, std::string()>::Is(&SubgroupData::GetXML));
-static_assert(Member<SubgroupData, bool(std::string_view)>::Is(&SubgroupData::SetXML));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Count));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::CurrentIndex));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Def));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Gage));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Sbno));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Sn));
-static_assert(Member<TestData, std::int32_t()>::Is(&TestData::Tsno));
-static_assert(Member<TestData, double()>::Is(&TestData::Val));
-static_assert(Member<TestData, bool()>::Is(&TestData::MoveFirst));
-static_assert(Member<TestData, bool()>::Is(&TestData::MoveLast));
-static_assert(Member<TestData, bool()>::Is(&TestData::MoveNext));
-static_assert(Member<TestData, bool()>::Is(&TestData::MovePrev));
-static_assert(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Count));
-static_assert(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::CurrentIndex));
-static_assert(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Dsgp));
-static_assert(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Desc));
-static_assert(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Tsno));
-static_assert(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveFirst));
-static_assert(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveLast));
-static_assert(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveNext));
-static_assert(Member<DescriptorData, bool()>::Is(&DescriptorData::MovePrev));
-static_assert(Member<CommentData, std::int32_t()>::Is(&CommentData::Count));
-static_assert(Member<CommentData, std::int32_t()>::Is(&CommentData::CurrentIndex));
-static_assert(Member<CommentData, std::string()>::Is(&CommentData::Empl));
-static_assert(Member<CommentData, std::string()>::Is(&CommentData::Note));
-static_assert(Member<CommentData, std::int32_t()>::Is(&CommentData::Test));
-static_assert(Member<CommentData, double()>::Is(&CommentData::Edtm));
-static_assert(Member<CommentData, std::int32_t()>::Is(&CommentData::Tsno));
-static_assert(Member<CommentData, bool()>::Is(&CommentData::MoveFirst));
-static_assert(Member<CommentData, bool()>::Is(&CommentData::MoveLast));
-static_assert(Member<CommentData, bool()>::Is(&CommentData::MoveNext));
-static_assert(Member<CommentData, bool()>::Is(&CommentData::MovePrev));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Count));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::CurrentIndex));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::ACC));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::ACCEmployee));
-static_assert(Member<EventData, double()>::Is(&EventData::ACCTime));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::CAC));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::CACEmployee));
-static_assert(Member<EventData, double()>::Is(&EventData::CACTime));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Empl));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Evnt));
-static_assert(Member<EventData, double()>::Is(&EventData::EventTime));
-static_assert(Member<EventData, EventFlags()>::Is(&EventData::Flag));
-static_assert(Member<EventData, std::string()>::Is(&EventData::Name));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Part));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Prcs));
-static_assert(Member<EventData, double()>::Is(&EventData::Sgtm));
-static_assert(Member<EventData, std::int32_t()>::Is(&EventData::Test));
-static_assert(Member<EventData, EventTypes()>::Is(&EventData::EventType));
-static_assert(Member<EventData, bool(std::int32_t)>::Is(&EventData::MoveTo));
-static_assert(Member<EventData, bool()>::Is(&EventData::MoveFirst));
-static_assert(Member<EventData, bool()>::Is(&EventData::MoveLast));
-static_assert(Member<EventData, bool()>::Is(&EventData::MoveNext));
-static_assert(Member<EventData, bool()>::Is(&EventData::MovePrev));
-static_assert(Member<EventData, bool()>::Is(&EventData::HasOpenEvents));
-static_assert(Member<EventData, bool()>::Is(&EventData::HasEmployees));
-static_assert(Member<EventData, bool()>::Is(&EventData::HasACCs));
-static_assert(Member<EventData, bool()>::Is(&EventData::HasCACs));
-static_assert(Member<EventData, std::string()>::Is(&EventData::GetXML));
-static_assert(Member<EventData, bool(std::string_view)>::Is(&EventData::SetXML));
-static_assert(Member<CCProcessing, std::shared_ptr<CCProcessing>()>::Is(&CCProcessing::Clone));
-static_assert(Member<CCProcessing, ccGraph1Types()>::Is(&CCProcessing::Graph1Type));
-static_assert(Member<CCProcessing, void(ccGraph1Types)>::Is(&CCProcessing::Graph1Type));
-static_assert(Member<CCProcessing, ccGraph2Types()>::Is(&CCProcessing::Graph2Type));
-static_assert(Member<CCProcessing, void(ccGraph2Types)>::Is(&CCProcessing::Graph2Type));
-static_assert(Member<CCProcessing, ccGraph3Types()>::Is(&CCProcessing::Graph3Type));
-static_assert(Member<CCProcessing, void(ccGraph3Types)>::Is(&CCProcessing::Graph3Type));
-static_assert(Member<CCProcessing, ccProcessingTypes()>::Is(&CCProcessing::ProcessingType));
-static_assert(Member<CCProcessing, void(ccProcessingTypes)>::Is(&CCProcessing::ProcessingType));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::Individuals));
-static_assert(Member<CCProcessing, void(bool)>::Is(&CCProcessing::Individuals));
-static_assert(Member<CCProcessing, ccGroupByTypes()>::Is(&CCProcessing::GroupBy));
-static_assert(Member<CCProcessing, void(ccGroupByTypes)>::Is(&CCProcessing::GroupBy));
-static_assert(Member<CCProcessing, std::int32_t()>::Is(&CCProcessing::GroupThreshold));
-static_assert(Member<CCProcessing, void(std::int32_t)>::Is(&CCProcessing::GroupThreshold));
-static_assert(Member<CCProcessing, ccCusumTypes()>::Is(&CCProcessing::Cusum));
-static_assert(Member<CCProcessing, void(ccCusumTypes)>::Is(&CCProcessing::Cusum));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::Economic));
-static_assert(Member<CCProcessing, void(bool)>::Is(&CCProcessing::Economic));
-static_assert(Member<CCProcessing, void(double)>::Is(&CCProcessing::AQLValue));
-static_assert(Member<CCProcessing, double()>::Is(&CCProcessing::AQLValue));
-static_assert(Member<CCProcessing, void(double)>::Is(&CCProcessing::AQLProducerRisk));
-static_assert(Member<CCProcessing, double()>::Is(&CCProcessing::AQLProducerRisk));
-static_assert(Member<CCProcessing, ccEWMATypes()>::Is(&CCProcessing::EWMA));
-static_assert(Member<CCProcessing, void(ccEWMATypes)>::Is(&CCProcessing::EWMA));
-static_assert(Member<CCProcessing, double()>::Is(&CCProcessing::EWMAWeight));
-static_assert(Member<CCProcessing, void(double)>::Is(&CCProcessing::EWMAWeight));
-static_assert(Member<CCProcessing, void()>::Is(&CCProcessing::FixProcessing));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::IsVariable));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::IsAttribute));
-static_assert(Member<CCProcessing, void()>::Is(&CCProcessing::FixEWMA));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowEWMA));
-static_assert(Member<CCProcessing, void()>::Is(&CCProcessing::FixIndividual));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowIndividual));
-static_assert(Member<CCProcessing, void()>::Is(&CCProcessing::FixCUSUM));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowCUSUM));
-static_assert(Member<CCProcessing, void()>::Is(&CCProcessing::FixEconomic));
-static_assert(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowEconomic));
-static_assert(Member<CCProcessing, std::int32_t()>::Is(&CCProcessing::GraphCount));
-static_assert(Member<CCProcessing, std::string()>::Is(&CCProcessing::GetXML));
-static_assert(Member<CCProcessing, bool(std::string_view)>::Is(&CCProcessing::SetXML));
+    decltype(Member<DataSelectDescriptors, std::shared_ptr<DataSelectDescriptor>(DescriptorTypes)>::
+                 Is(&DataSelectDescriptors::GetDescriptor))::value);
+static_assert(decltype(Member<DataSelectDescriptors, std::int32_t()>::Is(
+    &DataSelectDescriptors::Count))::value);
 static_assert(
-    Member<CCAnalysis,
-           std::shared_ptr<CCResults>(
-               const std::shared_ptr<platform::Object>&, const std::shared_ptr<DataSelect>&,
-               const std::shared_ptr<CCProcessing>&)>::Is(&CCAnalysis::AnalyzeDataSelect));
-static_assert(Member<CCResults, std::shared_ptr<CCProcessing>()>::Is(&CCResults::Processing));
-static_assert(Member<CCResults, std::shared_ptr<DataSelect>()>::Is(&CCResults::DataSelect));
-static_assert(Member<CCResults, std::shared_ptr<SubgroupData>()>::Is(&CCResults::SubgroupData));
-static_assert(Member<CCResults, std::shared_ptr<platform::RuleDef>()>::Is(&CCResults::RuleDef));
-static_assert(Member<CCResults, std::shared_ptr<platform::CtrlLim>()>::Is(&CCResults::CtrlLim));
-static_assert(Member<CCResults, std::int32_t()>::Is(&CCResults::GraphCount));
-static_assert(Member<CCResults, std::int32_t()>::Is(&CCResults::TotalSubgroups));
-static_assert(Member<CCResults, std::int32_t()>::Is(&CCResults::TotalGroups));
-static_assert(Member<CCResults, double()>::Is(&CCResults::MeanEstimate));
-static_assert(Member<CCResults, double()>::Is(&CCResults::SPEstimate));
-static_assert(Member<CCResults, double()>::Is(&CCResults::SWEstimate));
-static_assert(Member<CCResults, std::shared_ptr<platform::SpecLim>()>::Is(&CCResults::SpecLim));
-static_assert(Member<CCResults, std::shared_ptr<platform::DefOpp>()>::Is(&CCResults::DefOpp));
-static_assert(Member<CCResults, std::shared_ptr<CCGraph>(ccGraphTypes)>::Is(&CCResults::Graphs));
-static_assert(Member<CCResults, bool(std::string_view)>::Is(&CCResults::SetXML));
-static_assert(Member<CCResults, std::string()>::Is(&CCResults::GetXML));
-static_assert(Member<CCGraph, double()>::Is(&CCGraph::AverageSize));
-static_assert(Member<CCGraph, std::shared_ptr<CCGraphData>()>::Is(&CCGraph::GraphData));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::Count));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::CurrentIndex));
-static_assert(Member<CCGraphData, bool(std::int32_t)>::Is(&CCGraphData::MoveTo));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveFirst));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveLast));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveNext));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::MovePrev));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::AFlag));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::EFlag));
+    decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalGroups))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetAFlags));
+    decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalSubgroups))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalTests))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetEFlags));
+    decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::TotalDescriptors))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::GroupIndex))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::GroupID))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetOOSs));
-static_assert(Member<CCGraphData, SpecLimitFlags()>::Is(&CCGraphData::OOS));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::cOOC));
-static_assert(Member<CCGraphData, std::string()>::Is(&CCGraphData::cOOCText));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::cCL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::CL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::cLCL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::cUCL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::LCL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::LSL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::Point));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::Target));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::UCL));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::USL));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetcCLs));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetCLs));
+    decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::CurrentIndex))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Sgrp))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Part))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Prcs))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Test))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Job))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Lot))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Shft))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Ptrv))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Wkst))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Size))::value);
+static_assert(decltype(Member<SubgroupData, double()>::Is(&SubgroupData::Sgtm))::value);
+static_assert(decltype(Member<SubgroupData, std::int32_t()>::Is(&SubgroupData::Empl))::value);
+static_assert(decltype(Member<SubgroupData, SubgroupFlags()>::Is(&SubgroupData::Flag))::value);
+static_assert(decltype(Member<SubgroupData, std::shared_ptr<TestData>()>::Is(
+    &SubgroupData::TestData))::value);
+static_assert(decltype(Member<SubgroupData, std::shared_ptr<CommentData>()>::Is(
+    &SubgroupData::CommentData))::value);
+static_assert(decltype(Member<SubgroupData, std::shared_ptr<DescriptorData>()>::Is(
+    &SubgroupData::DescriptorData))::value);
+static_assert(decltype(Member<SubgroupData, bool(std::int32_t)>::Is(&SubgroupData::MoveTo))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveFirst))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveLast))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::MoveNext))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::MovePrev))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasNotEnabled))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasJobs))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasLots))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasShifts))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasPartRevisions))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasWorkstations))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasEmployees))::value);
+static_assert(decltype(Member<SubgroupData, bool()>::Is(&SubgroupData::HasSNs))::value);
+static_assert(decltype(Member<SubgroupData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &SubgroupData::GetDescriptorGroupIDs))::value);
+static_assert(decltype(Member<SubgroupData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &SubgroupData::GetTestIDs))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetcLCLs));
+    decltype(Member<SubgroupData, bool(std::int32_t)>::Is(&SubgroupData::HasDefects))::value);
+static_assert(decltype(Member<SubgroupData, std::string()>::Is(&SubgroupData::GetXML))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetcUCLs));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetLCLs));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetLSLs));
+    decltype(Member<SubgroupData, bool(std::string_view)>::Is(&SubgroupData::SetXML))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Count))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::CurrentIndex))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Def))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Gage))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Sbno))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Sn))::value);
+static_assert(decltype(Member<TestData, std::int32_t()>::Is(&TestData::Tsno))::value);
+static_assert(decltype(Member<TestData, double()>::Is(&TestData::Val))::value);
+static_assert(decltype(Member<TestData, bool()>::Is(&TestData::MoveFirst))::value);
+static_assert(decltype(Member<TestData, bool()>::Is(&TestData::MoveLast))::value);
+static_assert(decltype(Member<TestData, bool()>::Is(&TestData::MoveNext))::value);
+static_assert(decltype(Member<TestData, bool()>::Is(&TestData::MovePrev))::value);
+static_assert(decltype(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Count))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetTargets));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetUCLs));
-static_assert(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetUSLs));
+    decltype(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::CurrentIndex))::value);
+static_assert(decltype(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Dsgp))::value);
+static_assert(decltype(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Desc))::value);
+static_assert(decltype(Member<DescriptorData, std::int32_t()>::Is(&DescriptorData::Tsno))::value);
+static_assert(decltype(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveFirst))::value);
+static_assert(decltype(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveLast))::value);
+static_assert(decltype(Member<DescriptorData, bool()>::Is(&DescriptorData::MoveNext))::value);
+static_assert(decltype(Member<DescriptorData, bool()>::Is(&DescriptorData::MovePrev))::value);
+static_assert(decltype(Member<CommentData, std::int32_t()>::Is(&CommentData::Count))::value);
+static_assert(decltype(Member<CommentData, std::int32_t()>::Is(&CommentData::CurrentIndex))::value);
+static_assert(decltype(Member<CommentData, std::string()>::Is(&CommentData::Empl))::value);
+static_assert(decltype(Member<CommentData, std::string()>::Is(&CommentData::Note))::value);
+static_assert(decltype(Member<CommentData, std::int32_t()>::Is(&CommentData::Test))::value);
+static_assert(decltype(Member<CommentData, double()>::Is(&CommentData::Edtm))::value);
+static_assert(decltype(Member<CommentData, std::int32_t()>::Is(&CommentData::Tsno))::value);
+static_assert(decltype(Member<CommentData, bool()>::Is(&CommentData::MoveFirst))::value);
+static_assert(decltype(Member<CommentData, bool()>::Is(&CommentData::MoveLast))::value);
+static_assert(decltype(Member<CommentData, bool()>::Is(&CommentData::MoveNext))::value);
+static_assert(decltype(Member<CommentData, bool()>::Is(&CommentData::MovePrev))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Count))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::CurrentIndex))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::ACC))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::ACCEmployee))::value);
+static_assert(decltype(Member<EventData, double()>::Is(&EventData::ACCTime))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::CAC))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::CACEmployee))::value);
+static_assert(decltype(Member<EventData, double()>::Is(&EventData::CACTime))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Empl))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Evnt))::value);
+static_assert(decltype(Member<EventData, double()>::Is(&EventData::EventTime))::value);
+static_assert(decltype(Member<EventData, EventFlags()>::Is(&EventData::Flag))::value);
+static_assert(decltype(Member<EventData, std::string()>::Is(&EventData::Name))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Part))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Prcs))::value);
+static_assert(decltype(Member<EventData, double()>::Is(&EventData::Sgtm))::value);
+static_assert(decltype(Member<EventData, std::int32_t()>::Is(&EventData::Test))::value);
+static_assert(decltype(Member<EventData, EventTypes()>::Is(&EventData::EventType))::value);
+static_assert(decltype(Member<EventData, bool(std::int32_t)>::Is(&EventData::MoveTo))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::MoveFirst))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::MoveLast))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::MoveNext))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::MovePrev))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::HasOpenEvents))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::HasEmployees))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::HasACCs))::value);
+static_assert(decltype(Member<EventData, bool()>::Is(&EventData::HasCACs))::value);
+static_assert(decltype(Member<EventData, std::string()>::Is(&EventData::GetXML))::value);
+static_assert(decltype(Member<EventData, bool(std::string_view)>::Is(&EventData::SetXML))::value);
+static_assert(decltype(Member<CCProcessing, std::shared_ptr<CCProcessing>()>::Is(
+    &CCProcessing::Clone))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetOverlays));
+    decltype(Member<CCProcessing, ccGraph1Types()>::Is(&CCProcessing::Graph1Type))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<double>>()>::Is(&CCGraphData::GetPoints));
-static_assert(Member<CCGraphData, double()>::Is(&CCGraphData::Overlay));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::OOC));
-static_assert(Member<CCGraphData, std::string()>::Is(&CCGraphData::OOCText));
-static_assert(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::Size));
+    decltype(Member<CCProcessing, void(ccGraph1Types)>::Is(&CCProcessing::Graph1Type))::value);
 static_assert(
-    Member<CCGraphData, std::shared_ptr<platform::RuleDef>()>::Is(&CCGraphData::cOOCRuleDef));
+    decltype(Member<CCProcessing, ccGraph2Types()>::Is(&CCProcessing::Graph2Type))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetcOOCs));
+    decltype(Member<CCProcessing, void(ccGraph2Types)>::Is(&CCProcessing::Graph2Type))::value);
 static_assert(
-    Member<CCGraphData, std::shared_ptr<platform::RuleDef>()>::Is(&CCGraphData::OOCRuleDef));
+    decltype(Member<CCProcessing, ccGraph3Types()>::Is(&CCProcessing::Graph3Type))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetOOCs));
+    decltype(Member<CCProcessing, void(ccGraph3Types)>::Is(&CCProcessing::Graph3Type))::value);
 static_assert(
-    Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(&CCGraphData::GetSizes));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::HasControlLimits));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::HasSpecificationLimits));
-static_assert(Member<CCGraphData, bool()>::Is(&CCGraphData::HasOverlays));
-static_assert(Member<CAProcessing, std::shared_ptr<CAProcessing>()>::Is(&CAProcessing::Clone));
-static_assert(Member<CAProcessing, bool()>::Is(&CAProcessing::AllowOverride));
-static_assert(Member<CAProcessing, void(bool)>::Is(&CAProcessing::AllowOverride));
-static_assert(Member<CAProcessing, std::int32_t()>::Is(&CAProcessing::BinCount));
-static_assert(Member<CAProcessing, void(std::int32_t)>::Is(&CAProcessing::BinCount));
-static_assert(Member<CAProcessing, caFitTypes()>::Is(&CAProcessing::FitType));
-static_assert(Member<CAProcessing, void(caFitTypes)>::Is(&CAProcessing::FitType));
-static_assert(Member<CAProcessing, caNormalizeTypes()>::Is(&CAProcessing::Normalize));
-static_assert(Member<CAProcessing, void(caNormalizeTypes)>::Is(&CAProcessing::Normalize));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideLSL));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideLSL));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideTarget));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideTarget));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideUSL));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideUSL));
-static_assert(Member<CAProcessing, std::int32_t()>::Is(&CAProcessing::CurveCount));
-static_assert(Member<CAProcessing, void(std::int32_t)>::Is(&CAProcessing::CurveCount));
+    decltype(Member<CCProcessing, ccProcessingTypes()>::Is(&CCProcessing::ProcessingType))::value);
+static_assert(decltype(Member<CCProcessing, void(ccProcessingTypes)>::Is(
+    &CCProcessing::ProcessingType))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::Individuals))::value);
+static_assert(decltype(Member<CCProcessing, void(bool)>::Is(&CCProcessing::Individuals))::value);
+static_assert(decltype(Member<CCProcessing, ccGroupByTypes()>::Is(&CCProcessing::GroupBy))::value);
 static_assert(
-    Member<CAProcessing, void(caShortTermSigmaTypes)>::Is(&CAProcessing::ShortTermSigmaType));
-static_assert(Member<CAProcessing, caShortTermSigmaTypes()>::Is(&CAProcessing::ShortTermSigmaType));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowMaximum));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::WindowMaximum));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::WindowMinimum));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowMinimum));
-static_assert(Member<CAProcessing, double()>::Is(&CAProcessing::WindowSD));
-static_assert(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowSD));
-static_assert(Member<CAProcessing, caWindowTypes()>::Is(&CAProcessing::WindowType));
-static_assert(Member<CAProcessing, void(caWindowTypes)>::Is(&CAProcessing::WindowType));
-static_assert(Member<CAProcessing, void()>::Is(&CAProcessing::FixProcessing));
-static_assert(Member<CAProcessing, std::string()>::Is(&CAProcessing::GetXML));
-static_assert(Member<CAProcessing, bool(std::string_view)>::Is(&CAProcessing::SetXML));
+    decltype(Member<CCProcessing, void(ccGroupByTypes)>::Is(&CCProcessing::GroupBy))::value);
 static_assert(
-    Member<CAAnalysis,
-           std::shared_ptr<CAResults>(
-               const std::shared_ptr<platform::Object>&, const std::shared_ptr<DataSelect>&,
-               const std::shared_ptr<CAProcessing>&)>::Is(&CAAnalysis::AnalyzeDataSelect));
-static_assert(Member<CAResults, std::shared_ptr<CAProcessing>()>::Is(&CAResults::Processing));
-static_assert(Member<CAResults, std::shared_ptr<DataSelect>()>::Is(&CAResults::DataSelect));
-static_assert(Member<CAResults, std::shared_ptr<CAStatistics>()>::Is(&CAResults::Statistics));
-static_assert(Member<CAResults, std::shared_ptr<CABins>()>::Is(&CAResults::Bins));
-static_assert(Member<CAResults, std::shared_ptr<CACurve>()>::Is(&CAResults::Curve));
-static_assert(Member<CAResults, std::string()>::Is(&CAResults::GetXML));
-static_assert(Member<CAResults, bool(std::string_view)>::Is(&CAResults::SetXML));
-static_assert(Member<CAStatistics, caJohnsonTypes()>::Is(&CAStatistics::JohnsonCurveType));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetANovaDFWithin));
-static_assert(Member<CAStatistics, double(double&)>::Is(&CAStatistics::GetANovaSSWithin));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaMSWithin));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetAnovaDFBetween));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaSSBetween));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaMSBetween));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetAnovaDFTotal));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaSSTotal));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaFRatio));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaProbOfF));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetChiSqDegFreedom));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetChiSqProbability));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetChiSqValue));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpk));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpu));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCr));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpm));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpk));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpu));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPr));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpm));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsAvgDev));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsKurtosis));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsMean));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsSD));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsSkewness));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsVariance));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveUSL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveUWL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveTAR));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowTAR));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLWL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLSL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveUSL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveUWL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveTAR));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowTAR));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLWL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLSL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUsl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimTar));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLsl));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetSpecLimEFlag));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetSpecLimScale));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimCp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimCpk));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUslZ));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimTarZ));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLslZ));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetPieceCount));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetSubgroupCount));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSubgroupSize));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMinimumValue));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMaximumValue));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMeanValue));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetShortTermSD));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetLongTermSD));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetUpperSD));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetLowerSD));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCoRobustness));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCoOfVariation));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveURL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLRL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveURL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLRL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUrlZ));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUwlZ));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLwlZ));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUrl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUgb));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLwl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLrl));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetZBench));
-static_assert(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetNccLimEFlag));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimLsc));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavLp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavU));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavUp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1L));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1T2Lp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1U));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1T2Up));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2L));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2Lp));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2U));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2Up));
+    decltype(Member<CCProcessing, std::int32_t()>::Is(&CCProcessing::GroupThreshold))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentAboveLSC));
+    decltype(Member<CCProcessing, void(std::int32_t)>::Is(&CCProcessing::GroupThreshold))::value);
+static_assert(decltype(Member<CCProcessing, ccCusumTypes()>::Is(&CCProcessing::Cusum))::value);
+static_assert(decltype(Member<CCProcessing, void(ccCusumTypes)>::Is(&CCProcessing::Cusum))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::Economic))::value);
+static_assert(decltype(Member<CCProcessing, void(bool)>::Is(&CCProcessing::Economic))::value);
+static_assert(decltype(Member<CCProcessing, void(double)>::Is(&CCProcessing::AQLValue))::value);
+static_assert(decltype(Member<CCProcessing, double()>::Is(&CCProcessing::AQLValue))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentAboveMAVU));
+    decltype(Member<CCProcessing, void(double)>::Is(&CCProcessing::AQLProducerRisk))::value);
+static_assert(decltype(Member<CCProcessing, double()>::Is(&CCProcessing::AQLProducerRisk))::value);
+static_assert(decltype(Member<CCProcessing, ccEWMATypes()>::Is(&CCProcessing::EWMA))::value);
+static_assert(decltype(Member<CCProcessing, void(ccEWMATypes)>::Is(&CCProcessing::EWMA))::value);
+static_assert(decltype(Member<CCProcessing, double()>::Is(&CCProcessing::EWMAWeight))::value);
+static_assert(decltype(Member<CCProcessing, void(double)>::Is(&CCProcessing::EWMAWeight))::value);
+static_assert(decltype(Member<CCProcessing, void()>::Is(&CCProcessing::FixProcessing))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::IsVariable))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::IsAttribute))::value);
+static_assert(decltype(Member<CCProcessing, void()>::Is(&CCProcessing::FixEWMA))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowEWMA))::value);
+static_assert(decltype(Member<CCProcessing, void()>::Is(&CCProcessing::FixIndividual))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowIndividual))::value);
+static_assert(decltype(Member<CCProcessing, void()>::Is(&CCProcessing::FixCUSUM))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowCUSUM))::value);
+static_assert(decltype(Member<CCProcessing, void()>::Is(&CCProcessing::FixEconomic))::value);
+static_assert(decltype(Member<CCProcessing, bool()>::Is(&CCProcessing::AllowEconomic))::value);
+static_assert(decltype(Member<CCProcessing, std::int32_t()>::Is(&CCProcessing::GraphCount))::value);
+static_assert(decltype(Member<CCProcessing, std::string()>::Is(&CCProcessing::GetXML))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentAboveT1U));
+    decltype(Member<CCProcessing, bool(std::string_view)>::Is(&CCProcessing::SetXML))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentAboveT2U));
+    decltype(Member<CCAnalysis, std::shared_ptr<CCResults>(const std::shared_ptr<platform::Object>&,
+                                                           const std::shared_ptr<DataSelect>&,
+                                                           const std::shared_ptr<CCProcessing>&)>::
+                 Is(&CCAnalysis::AnalyzeDataSelect))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<CCProcessing>()>::Is(
+    &CCResults::Processing))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentBelowLSC));
+    decltype(Member<CCResults, std::shared_ptr<DataSelect>()>::Is(&CCResults::DataSelect))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<SubgroupData>()>::Is(
+    &CCResults::SubgroupData))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<platform::RuleDef>()>::Is(
+    &CCResults::RuleDef))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<platform::CtrlLim>()>::Is(
+    &CCResults::CtrlLim))::value);
+static_assert(decltype(Member<CCResults, std::int32_t()>::Is(&CCResults::GraphCount))::value);
+static_assert(decltype(Member<CCResults, std::int32_t()>::Is(&CCResults::TotalSubgroups))::value);
+static_assert(decltype(Member<CCResults, std::int32_t()>::Is(&CCResults::TotalGroups))::value);
+static_assert(decltype(Member<CCResults, double()>::Is(&CCResults::MeanEstimate))::value);
+static_assert(decltype(Member<CCResults, double()>::Is(&CCResults::SPEstimate))::value);
+static_assert(decltype(Member<CCResults, double()>::Is(&CCResults::SWEstimate))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<platform::SpecLim>()>::Is(
+    &CCResults::SpecLim))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<platform::DefOpp>()>::Is(
+    &CCResults::DefOpp))::value);
+static_assert(decltype(Member<CCResults, std::shared_ptr<CCGraph>(ccGraphTypes)>::Is(
+    &CCResults::Graphs))::value);
+static_assert(decltype(Member<CCResults, bool(std::string_view)>::Is(&CCResults::SetXML))::value);
+static_assert(decltype(Member<CCResults, std::string()>::Is(&CCResults::GetXML))::value);
+static_assert(decltype(Member<CCGraph, double()>::Is(&CCGraph::AverageSize))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentBelowMAVL));
+    decltype(Member<CCGraph, std::shared_ptr<CCGraphData>()>::Is(&CCGraph::GraphData))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::Count))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::CurrentIndex))::value);
+static_assert(decltype(Member<CCGraphData, bool(std::int32_t)>::Is(&CCGraphData::MoveTo))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveFirst))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveLast))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::MoveNext))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::MovePrev))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::AFlag))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::EFlag))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetAFlags))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetEFlags))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetOOSs))::value);
+static_assert(decltype(Member<CCGraphData, SpecLimitFlags()>::Is(&CCGraphData::OOS))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::cOOC))::value);
+static_assert(decltype(Member<CCGraphData, std::string()>::Is(&CCGraphData::cOOCText))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::cCL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::CL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::cLCL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::cUCL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::LCL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::LSL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::Point))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::Target))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::UCL))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::USL))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetcCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetcLCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetcUCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetLCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetLSLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetTargets))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetUCLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetUSLs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetOverlays))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<double>>()>::Is(
+    &CCGraphData::GetPoints))::value);
+static_assert(decltype(Member<CCGraphData, double()>::Is(&CCGraphData::Overlay))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::OOC))::value);
+static_assert(decltype(Member<CCGraphData, std::string()>::Is(&CCGraphData::OOCText))::value);
+static_assert(decltype(Member<CCGraphData, std::int32_t()>::Is(&CCGraphData::Size))::value);
+static_assert(decltype(Member<CCGraphData, std::shared_ptr<platform::RuleDef>()>::Is(
+    &CCGraphData::cOOCRuleDef))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetcOOCs))::value);
+static_assert(decltype(Member<CCGraphData, std::shared_ptr<platform::RuleDef>()>::Is(
+    &CCGraphData::OOCRuleDef))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetOOCs))::value);
+static_assert(decltype(Member<CCGraphData, std::optional<std::vector<std::int32_t>>()>::Is(
+    &CCGraphData::GetSizes))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::HasControlLimits))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentBelowT1L));
+    decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::HasSpecificationLimits))::value);
+static_assert(decltype(Member<CCGraphData, bool()>::Is(&CCGraphData::HasOverlays))::value);
+static_assert(decltype(Member<CAProcessing, std::shared_ptr<CAProcessing>()>::Is(
+    &CAProcessing::Clone))::value);
+static_assert(decltype(Member<CAProcessing, bool()>::Is(&CAProcessing::AllowOverride))::value);
+static_assert(decltype(Member<CAProcessing, void(bool)>::Is(&CAProcessing::AllowOverride))::value);
+static_assert(decltype(Member<CAProcessing, std::int32_t()>::Is(&CAProcessing::BinCount))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultActPercentBelowT2L));
+    decltype(Member<CAProcessing, void(std::int32_t)>::Is(&CAProcessing::BinCount))::value);
+static_assert(decltype(Member<CAProcessing, caFitTypes()>::Is(&CAProcessing::FitType))::value);
+static_assert(decltype(Member<CAProcessing, void(caFitTypes)>::Is(&CAProcessing::FitType))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentAboveLSC));
+    decltype(Member<CAProcessing, caNormalizeTypes()>::Is(&CAProcessing::Normalize))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentAboveMAVU));
+    decltype(Member<CAProcessing, void(caNormalizeTypes)>::Is(&CAProcessing::Normalize))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideLSL))::value);
+static_assert(decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideLSL))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideTarget))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentAboveT1U));
+    decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideTarget))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::OverrideUSL))::value);
+static_assert(decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::OverrideUSL))::value);
+static_assert(decltype(Member<CAProcessing, std::int32_t()>::Is(&CAProcessing::CurveCount))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentAboveT2U));
+    decltype(Member<CAProcessing, void(std::int32_t)>::Is(&CAProcessing::CurveCount))::value);
+static_assert(decltype(Member<CAProcessing, void(caShortTermSigmaTypes)>::Is(
+    &CAProcessing::ShortTermSigmaType))::value);
+static_assert(decltype(Member<CAProcessing, caShortTermSigmaTypes()>::Is(
+    &CAProcessing::ShortTermSigmaType))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentBelowLSC));
+    decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowMaximum))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::WindowMaximum))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::WindowMinimum))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentBelowMAVL));
+    decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowMinimum))::value);
+static_assert(decltype(Member<CAProcessing, double()>::Is(&CAProcessing::WindowSD))::value);
+static_assert(decltype(Member<CAProcessing, void(double)>::Is(&CAProcessing::WindowSD))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentBelowT1L));
+    decltype(Member<CAProcessing, caWindowTypes()>::Is(&CAProcessing::WindowType))::value);
 static_assert(
-    Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultExpPercentBelowT2L));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzLSC));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzMAVL));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzMAVU));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT1L));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT1U));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT2L));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT2U));
-static_assert(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetTargetRatio));
-static_assert(Member<CABins, std::int32_t()>::Is(&CABins::Count));
-static_assert(Member<CABins, std::int32_t()>::Is(&CABins::CurrentIndex));
-static_assert(Member<CABins, bool(std::int32_t)>::Is(&CABins::MoveTo));
-static_assert(Member<CABins, bool()>::Is(&CABins::MoveFirst));
-static_assert(Member<CABins, bool()>::Is(&CABins::MoveLast));
-static_assert(Member<CABins, bool()>::Is(&CABins::MoveNext));
-static_assert(Member<CABins, bool()>::Is(&CABins::MovePrev));
-static_assert(Member<CABins, double()>::Is(&CABins::XMax));
-static_assert(Member<CABins, double()>::Is(&CABins::XMin));
-static_assert(Member<CABins, double()>::Is(&CABins::YMax));
-static_assert(Member<CABins, double()>::Is(&CABins::YMin));
-static_assert(Member<CACurve, std::int32_t()>::Is(&CACurve::Count));
-static_assert(Member<CACurve, std::int32_t()>::Is(&CACurve::CurrentIndex));
-static_assert(Member<CACurve, bool(std::int32_t)>::Is(&CACurve::MoveTo));
-static_assert(Member<CACurve, bool()>::Is(&CACurve::MoveFirst));
-static_assert(Member<CACurve, bool()>::Is(&CACurve::MoveLast));
-static_assert(Member<CACurve, bool()>::Is(&CACurve::MoveNext));
-static_assert(Member<CACurve, bool()>::Is(&CACurve::MovePrev));
-static_assert(Member<CACurve, double()>::Is(&CACurve::X));
-static_assert(Member<CACurve, double()>::Is(&CACurve::Y));
-static_assert(Member<PAProcessing, std::shared_ptr<PAProcessing>()>::Is(&PAProcessing::Clone));
-static_assert(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::BinCount));
-static_assert(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::BinCount));
-static_assert(Member<PAProcessing, paResourceTypes()>::Is(&PAProcessing::ResourceType));
-static_assert(Member<PAProcessing, void(paResourceTypes)>::Is(&PAProcessing::ResourceType));
-static_assert(Member<PAProcessing, paBinTypes()>::Is(&PAProcessing::BinTypeMajor));
-static_assert(Member<PAProcessing, void(paBinTypes)>::Is(&PAProcessing::BinTypeMajor));
-static_assert(Member<PAProcessing, paBinTypes()>::Is(&PAProcessing::BinTypeMinor));
-static_assert(Member<PAProcessing, void(paBinTypes)>::Is(&PAProcessing::BinTypeMinor));
-static_assert(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::MajorID));
-static_assert(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::MajorID));
-static_assert(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::MinorID));
-static_assert(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::MinorID));
-static_assert(Member<PAProcessing, paTimePeriods()>::Is(&PAProcessing::TimePeriod));
-static_assert(Member<PAProcessing, void(paTimePeriods)>::Is(&PAProcessing::TimePeriod));
-static_assert(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::TimeInterval));
-static_assert(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::TimeInterval));
-static_assert(Member<PAProcessing, double()>::Is(&PAProcessing::StartTime));
-static_assert(Member<PAProcessing, void(double)>::Is(&PAProcessing::StartTime));
-static_assert(Member<PAProcessing, paProcessingTypes()>::Is(&PAProcessing::ProcessingType));
-static_assert(Member<PAProcessing, void(paProcessingTypes)>::Is(&PAProcessing::ProcessingType));
-static_assert(Member<PAProcessing, paAccumulationTypes()>::Is(&PAProcessing::AccumulationType));
-static_assert(Member<PAProcessing, void(paAccumulationTypes)>::Is(&PAProcessing::AccumulationType));
-static_assert(Member<PAProcessing, bool()>::Is(&PAProcessing::ShowEmptyBins));
-static_assert(Member<PAProcessing, void(bool)>::Is(&PAProcessing::ShowEmptyBins));
-static_assert(Member<PAProcessing, void()>::Is(&PAProcessing::FixProcessing));
-static_assert(Member<PAProcessing, std::string()>::Is(&PAProcessing::GetXML));
-static_assert(Member<PAProcessing, bool(std::string_view)>::Is(&PAProcessing::SetXML));
-static_assert(Member<PAProcessing, paBinTypes(std::int32_t)>::Is(&PAProcessing::BinType));
-static_assert(Member<PAProcessing, void(std::int32_t, paBinTypes)>::Is(&PAProcessing::BinType));
-static_assert(Member<PAProcessing, std::int32_t(std::int32_t)>::Is(&PAProcessing::BinTypeID));
-static_assert(Member<PAProcessing, void(std::int32_t, std::int32_t)>::Is(&PAProcessing::BinTypeID));
-static_assert(Member<PAProcessing, paTimePeriods(std::int32_t)>::Is(&PAProcessing::BinTimePeriod));
+    decltype(Member<CAProcessing, void(caWindowTypes)>::Is(&CAProcessing::WindowType))::value);
+static_assert(decltype(Member<CAProcessing, void()>::Is(&CAProcessing::FixProcessing))::value);
+static_assert(decltype(Member<CAProcessing, std::string()>::Is(&CAProcessing::GetXML))::value);
 static_assert(
-    Member<PAProcessing, void(std::int32_t, paTimePeriods)>::Is(&PAProcessing::BinTimePeriod));
-static_assert(Member<PAProcessing, std::int32_t(std::int32_t)>::Is(&PAProcessing::BinTimeInterval));
+    decltype(Member<CAProcessing, bool(std::string_view)>::Is(&CAProcessing::SetXML))::value);
 static_assert(
-    Member<PAProcessing, void(std::int32_t, std::int32_t)>::Is(&PAProcessing::BinTimeInterval));
+    decltype(Member<CAAnalysis, std::shared_ptr<CAResults>(const std::shared_ptr<platform::Object>&,
+                                                           const std::shared_ptr<DataSelect>&,
+                                                           const std::shared_ptr<CAProcessing>&)>::
+                 Is(&CAAnalysis::AnalyzeDataSelect))::value);
+static_assert(decltype(Member<CAResults, std::shared_ptr<CAProcessing>()>::Is(
+    &CAResults::Processing))::value);
 static_assert(
-    Member<PAAnalysis,
-           std::shared_ptr<PAResults>(
-               const std::shared_ptr<platform::Object>&, const std::shared_ptr<DataSelect>&,
-               const std::shared_ptr<PAProcessing>&)>::Is(&PAAnalysis::AnalyzeDataSelect));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::Count));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::CurrentIndex));
-static_assert(Member<PABins, bool(std::int32_t)>::Is(&PABins::MoveTo));
-static_assert(Member<PABins, bool()>::Is(&PABins::MoveFirst));
-static_assert(Member<PABins, bool()>::Is(&PABins::MoveLast));
-static_assert(Member<PABins, bool()>::Is(&PABins::MoveNext));
-static_assert(Member<PABins, bool()>::Is(&PABins::MovePrev));
-static_assert(Member<PABins, double()>::Is(&PABins::BinCount));
-static_assert(Member<PABins, double()>::Is(&PABins::Factor));
-static_assert(Member<PABins, double()>::Is(&PABins::Percent));
-static_assert(Member<PABins, double()>::Is(&PABins::PPK));
-static_assert(Member<PABins, double()>::Is(&PABins::Total));
-static_assert(Member<PABins, double()>::Is(&PABins::Value));
-static_assert(Member<PABins, double()>::Is(&PABins::Yield));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::Flag));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::MajorID));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::MinorID));
-static_assert(Member<PABins, std::int32_t()>::Is(&PABins::SubgroupID));
-static_assert(Member<PABins, std::string()>::Is(&PABins::Name));
-static_assert(Member<PABins, std::string()>::Is(&PABins::GetXML));
-static_assert(Member<PABins, bool(std::string_view)>::Is(&PABins::SetXML));
-static_assert(Member<PABins, std::int32_t(std::int32_t)>::Is(&PABins::ID));
-static_assert(Member<PABins, double(std::int32_t)>::Is(&PABins::Percentage));
-static_assert(Member<PAResults, std::shared_ptr<PAProcessing>()>::Is(&PAResults::Processing));
-static_assert(Member<PAResults, std::shared_ptr<DataSelect>()>::Is(&PAResults::DataSelect));
-static_assert(Member<PAResults, std::shared_ptr<PABins>()>::Is(&PAResults::Bins));
-static_assert(Member<PAResults, std::string()>::Is(&PAResults::GetXML));
-static_assert(Member<PAResults, bool(std::string_view)>::Is(&PAResults::SetXML));
-static_assert(Member<PSProcessing, std::shared_ptr<PSProcessing>()>::Is(&PSProcessing::Clone));
+    decltype(Member<CAResults, std::shared_ptr<DataSelect>()>::Is(&CAResults::DataSelect))::value);
+static_assert(decltype(Member<CAResults, std::shared_ptr<CAStatistics>()>::Is(
+    &CAResults::Statistics))::value);
+static_assert(decltype(Member<CAResults, std::shared_ptr<CABins>()>::Is(&CAResults::Bins))::value);
 static_assert(
-    Member<PSAnalysis,
-           std::shared_ptr<PSResults>(
-               const std::shared_ptr<platform::Object>&, const std::shared_ptr<DataSelect>&,
-               const std::shared_ptr<PSProcessing>&)>::Is(&PSAnalysis::AnalyzeDataSelect));
-static_assert(Member<PSResults, std::shared_ptr<PSProcessing>()>::Is(&PSResults::Processing));
-static_assert(Member<PSResults, std::shared_ptr<DataSelect>()>::Is(&PSResults::DataSelect));
-static_assert(Member<PSResults, std::shared_ptr<SubgroupData>()>::Is(&PSResults::SubgroupData));
-static_assert(Member<PSResults, std::shared_ptr<EventData>()>::Is(&PSResults::EventData));
+    decltype(Member<CAResults, std::shared_ptr<CACurve>()>::Is(&CAResults::Curve))::value);
+static_assert(decltype(Member<CAResults, std::string()>::Is(&CAResults::GetXML))::value);
+static_assert(decltype(Member<CAResults, bool(std::string_view)>::Is(&CAResults::SetXML))::value);
 static_assert(
-    Member<PSResults, std::shared_ptr<platform::PrcsStateLog>()>::Is(&PSResults::PrcsStateLog));
+    decltype(Member<CAStatistics, caJohnsonTypes()>::Is(&CAStatistics::JohnsonCurveType))::value);
+static_assert(decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(
+    &CAStatistics::GetANovaDFWithin))::value);
 static_assert(
-    Member<SCAnalysis, std::shared_ptr<SCResults>(const std::shared_ptr<platform::Object>&,
-                                                  const std::shared_ptr<DataSelect>&)>::
-        Is(&SCAnalysis::AnalyzeDataSelect));
-static_assert(Member<SCResults, std::shared_ptr<DataSelect>()>::Is(&SCResults::DataSelect));
-static_assert(Member<SCResults, SCResultTypes()>::Is(&SCResults::ResultType));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::Count));
-static_assert(Member<SCResults, std::string()>::Is(&SCResults::Part));
-static_assert(Member<SCResults, std::string()>::Is(&SCResults::Process));
-static_assert(Member<SCResults, std::string()>::Is(&SCResults::Test));
-static_assert(Member<SCResults, ProcessStateTypes()>::Is(&SCResults::StateType));
-static_assert(Member<SCResults, std::string()>::Is(&SCResults::State));
-static_assert(Member<SCResults, std::string()>::Is(&SCResults::SmplReq));
-static_assert(Member<SCResults, double()>::Is(&SCResults::StartTime));
-static_assert(Member<SCResults, double()>::Is(&SCResults::Duration));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesCollected));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesMissed));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesExpected));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentComplete));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::TestCount));
-static_assert(Member<SCResults, double()>::Is(&SCResults::MinimumValue));
-static_assert(Member<SCResults, double()>::Is(&SCResults::MaximumValue));
-static_assert(Member<SCResults, double()>::Is(&SCResults::AverageValue));
-static_assert(Member<SCResults, double()>::Is(&SCResults::StandardDeviation));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PP));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PPK));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentAboveUSL));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentBelowLSL));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentOOS));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PPM));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentAboveLSC));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentBelowLSC));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentBelowMAVL));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentBelowT1L));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentBelowT2L));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentAboveMAVU));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentAboveT1U));
-static_assert(Member<SCResults, double()>::Is(&SCResults::PercentAboveT2U));
-static_assert(Member<SCResults, bool(std::int32_t)>::Is(&SCResults::MoveTo));
-static_assert(Member<SCResults, bool()>::Is(&SCResults::MoveFirst));
-static_assert(Member<SCResults, bool()>::Is(&SCResults::MoveLast));
-static_assert(Member<SCResults, bool()>::Is(&SCResults::MoveNext));
-static_assert(Member<SCResults, bool()>::Is(&SCResults::MovePrev));
-static_assert(Member<SCResults, std::int32_t()>::Is(&SCResults::CurrentIndex));
+    decltype(Member<CAStatistics, double(double&)>::Is(&CAStatistics::GetANovaSSWithin))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaMSWithin))::value);
+static_assert(decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(
+    &CAStatistics::GetAnovaDFBetween))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaSSBetween))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaMSBetween))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetAnovaDFTotal))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaSSTotal))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaFRatio))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetAnovaProbOfF))::value);
+static_assert(decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(
+    &CAStatistics::GetChiSqDegFreedom))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetChiSqProbability))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetChiSqValue))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCp))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpk))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpu))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpl))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCr))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCpm))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPp))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpk))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpu))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpl))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPr))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetPpm))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsAvgDev))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsKurtosis))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsMean))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsSD))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsSkewness))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMomentsVariance))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveUSL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveUWL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveTAR))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowTAR))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLWL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLSL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveUSL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveUWL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveTAR))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowTAR))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLWL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLSL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUsl))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimTar))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLsl))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetSpecLimEFlag))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetSpecLimScale))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimCp))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimCpk))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUslZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimTarZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLslZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetPieceCount))::value);
+static_assert(decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(
+    &CAStatistics::GetSubgroupCount))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSubgroupSize))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMinimumValue))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMaximumValue))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetMeanValue))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetShortTermSD))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetLongTermSD))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetUpperSD))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetLowerSD))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCoRobustness))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetCoOfVariation))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActAboveURL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistActBelowLRL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpAboveURL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetDistExpBelowLRL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUrlZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUwlZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLwlZ))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUrl))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimUgb))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLwl))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetSpecLimLrl))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetZBench))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(std::int32_t&)>::Is(&CAStatistics::GetNccLimEFlag))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimLsc))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavLp))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavU))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimMavUp))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1L))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1T2Lp))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1U))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT1T2Up))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2L))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2Lp))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2U))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccLimT2Up))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentAboveLSC))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentAboveMAVU))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentAboveT1U))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentAboveT2U))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentBelowLSC))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentBelowMAVL))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentBelowT1L))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultActPercentBelowT2L))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentAboveLSC))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentAboveMAVU))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentAboveT1U))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentAboveT2U))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentBelowLSC))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentBelowMAVL))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentBelowT1L))::value);
+static_assert(decltype(Member<CAStatistics, bool(double&)>::Is(
+    &CAStatistics::GetNccResultExpPercentBelowT2L))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzLSC))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzMAVL))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzMAVU))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT1L))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT1U))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT2L))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetNccResultzT2U))::value);
+static_assert(
+    decltype(Member<CAStatistics, bool(double&)>::Is(&CAStatistics::GetTargetRatio))::value);
+static_assert(decltype(Member<CABins, std::int32_t()>::Is(&CABins::Count))::value);
+static_assert(decltype(Member<CABins, std::int32_t()>::Is(&CABins::CurrentIndex))::value);
+static_assert(decltype(Member<CABins, bool(std::int32_t)>::Is(&CABins::MoveTo))::value);
+static_assert(decltype(Member<CABins, bool()>::Is(&CABins::MoveFirst))::value);
+static_assert(decltype(Member<CABins, bool()>::Is(&CABins::MoveLast))::value);
+static_assert(decltype(Member<CABins, bool()>::Is(&CABins::MoveNext))::value);
+static_assert(decltype(Member<CABins, bool()>::Is(&CABins::MovePrev))::value);
+static_assert(decltype(Member<CABins, double()>::Is(&CABins::XMax))::value);
+static_assert(decltype(Member<CABins, double()>::Is(&CABins::XMin))::value);
+static_assert(decltype(Member<CABins, double()>::Is(&CABins::YMax))::value);
+static_assert(decltype(Member<CABins, double()>::Is(&CABins::YMin))::value);
+static_assert(decltype(Member<CACurve, std::int32_t()>::Is(&CACurve::Count))::value);
+static_assert(decltype(Member<CACurve, std::int32_t()>::Is(&CACurve::CurrentIndex))::value);
+static_assert(decltype(Member<CACurve, bool(std::int32_t)>::Is(&CACurve::MoveTo))::value);
+static_assert(decltype(Member<CACurve, bool()>::Is(&CACurve::MoveFirst))::value);
+static_assert(decltype(Member<CACurve, bool()>::Is(&CACurve::MoveLast))::value);
+static_assert(decltype(Member<CACurve, bool()>::Is(&CACurve::MoveNext))::value);
+static_assert(decltype(Member<CACurve, bool()>::Is(&CACurve::MovePrev))::value);
+static_assert(decltype(Member<CACurve, double()>::Is(&CACurve::X))::value);
+static_assert(decltype(Member<CACurve, double()>::Is(&CACurve::Y))::value);
+static_assert(decltype(Member<PAProcessing, std::shared_ptr<PAProcessing>()>::Is(
+    &PAProcessing::Clone))::value);
+static_assert(decltype(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::BinCount))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::BinCount))::value);
+static_assert(
+    decltype(Member<PAProcessing, paResourceTypes()>::Is(&PAProcessing::ResourceType))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(paResourceTypes)>::Is(&PAProcessing::ResourceType))::value);
+static_assert(decltype(Member<PAProcessing, paBinTypes()>::Is(&PAProcessing::BinTypeMajor))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(paBinTypes)>::Is(&PAProcessing::BinTypeMajor))::value);
+static_assert(decltype(Member<PAProcessing, paBinTypes()>::Is(&PAProcessing::BinTypeMinor))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(paBinTypes)>::Is(&PAProcessing::BinTypeMinor))::value);
+static_assert(decltype(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::MajorID))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::MajorID))::value);
+static_assert(decltype(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::MinorID))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::MinorID))::value);
+static_assert(
+    decltype(Member<PAProcessing, paTimePeriods()>::Is(&PAProcessing::TimePeriod))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(paTimePeriods)>::Is(&PAProcessing::TimePeriod))::value);
+static_assert(
+    decltype(Member<PAProcessing, std::int32_t()>::Is(&PAProcessing::TimeInterval))::value);
+static_assert(
+    decltype(Member<PAProcessing, void(std::int32_t)>::Is(&PAProcessing::TimeInterval))::value);
+static_assert(decltype(Member<PAProcessing, double()>::Is(&PAProcessing::StartTime))::value);
+static_assert(decltype(Member<PAProcessing, void(double)>::Is(&PAProcessing::StartTime))::value);
+static_assert(
+    decltype(Member<PAProcessing, paProcessingTypes()>::Is(&PAProcessing::ProcessingType))::value);
+static_assert(decltype(Member<PAProcessing, void(paProcessingTypes)>::Is(
+    &PAProcessing::ProcessingType))::value);
+static_assert(decltype(Member<PAProcessing, paAccumulationTypes()>::Is(
+    &PAProcessing::AccumulationType))::value);
+static_assert(decltype(Member<PAProcessing, void(paAccumulationTypes)>::Is(
+    &PAProcessing::AccumulationType))::value);
+static_assert(decltype(Member<PAProcessing, bool()>::Is(&PAProcessing::ShowEmptyBins))::value);
+static_assert(decltype(Member<PAProcessing, void(bool)>::Is(&PAProcessing::ShowEmptyBins))::value);
+static_assert(decltype(Member<PAProcessing, void()>::Is(&PAProcessing::FixProcessing))::value);
+static_assert(decltype(Member<PAProcessing, std::string()>::Is(&PAProcessing::GetXML))::value);
+static_assert(
+    decltype(Member<PAProcessing, bool(std::string_view)>::Is(&PAProcessing::SetXML))::value);
+static_assert(
+    decltype(Member<PAProcessing, paBinTypes(std::int32_t)>::Is(&PAProcessing::BinType))::value);
+static_assert(decltype(Member<PAProcessing, void(std::int32_t, paBinTypes)>::Is(
+    &PAProcessing::BinType))::value);
+static_assert(decltype(Member<PAProcessing, std::int32_t(std::int32_t)>::Is(
+    &PAProcessing::BinTypeID))::value);
+static_assert(decltype(Member<PAProcessing, void(std::int32_t, std::int32_t)>::Is(
+    &PAProcessing::BinTypeID))::value);
+static_assert(decltype(Member<PAProcessing, paTimePeriods(std::int32_t)>::Is(
+    &PAProcessing::BinTimePeriod))::value);
+static_assert(decltype(Member<PAProcessing, void(std::int32_t, paTimePeriods)>::Is(
+    &PAProcessing::BinTimePeriod))::value);
+static_assert(decltype(Member<PAProcessing, std::int32_t(std::int32_t)>::Is(
+    &PAProcessing::BinTimeInterval))::value);
+static_assert(decltype(Member<PAProcessing, void(std::int32_t, std::int32_t)>::Is(
+    &PAProcessing::BinTimeInterval))::value);
+static_assert(
+    decltype(Member<PAAnalysis, std::shared_ptr<PAResults>(const std::shared_ptr<platform::Object>&,
+                                                           const std::shared_ptr<DataSelect>&,
+                                                           const std::shared_ptr<PAProcessing>&)>::
+                 Is(&PAAnalysis::AnalyzeDataSelect))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::Count))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::CurrentIndex))::value);
+static_assert(decltype(Member<PABins, bool(std::int32_t)>::Is(&PABins::MoveTo))::value);
+static_assert(decltype(Member<PABins, bool()>::Is(&PABins::MoveFirst))::value);
+static_assert(decltype(Member<PABins, bool()>::Is(&PABins::MoveLast))::value);
+static_assert(decltype(Member<PABins, bool()>::Is(&PABins::MoveNext))::value);
+static_assert(decltype(Member<PABins, bool()>::Is(&PABins::MovePrev))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::BinCount))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::Factor))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::Percent))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::PPK))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::Total))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::Value))::value);
+static_assert(decltype(Member<PABins, double()>::Is(&PABins::Yield))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::Flag))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::MajorID))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::MinorID))::value);
+static_assert(decltype(Member<PABins, std::int32_t()>::Is(&PABins::SubgroupID))::value);
+static_assert(decltype(Member<PABins, std::string()>::Is(&PABins::Name))::value);
+static_assert(decltype(Member<PABins, std::string()>::Is(&PABins::GetXML))::value);
+static_assert(decltype(Member<PABins, bool(std::string_view)>::Is(&PABins::SetXML))::value);
+static_assert(decltype(Member<PABins, std::int32_t(std::int32_t)>::Is(&PABins::ID))::value);
+static_assert(decltype(Member<PABins, double(std::int32_t)>::Is(&PABins::Percentage))::value);
+static_assert(decltype(Member<PAResults, std::shared_ptr<PAProcessing>()>::Is(
+    &PAResults::Processing))::value);
+static_assert(
+    decltype(Member<PAResults, std::shared_ptr<DataSelect>()>::Is(&PAResults::DataSelect))::value);
+static_assert(decltype(Member<PAResults, std::shared_ptr<PABins>()>::Is(&PAResults::Bins))::value);
+static_assert(decltype(Member<PAResults, std::string()>::Is(&PAResults::GetXML))::value);
+static_assert(decltype(Member<PAResults, bool(std::string_view)>::Is(&PAResults::SetXML))::value);
+static_assert(decltype(Member<PSProcessing, std::shared_ptr<PSProcessing>()>::Is(
+    &PSProcessing::Clone))::value);
+static_assert(
+    decltype(Member<PSAnalysis, std::shared_ptr<PSResults>(const std::shared_ptr<platform::Object>&,
+                                                           const std::shared_ptr<DataSelect>&,
+                                                           const std::shared_ptr<PSProcessing>&)>::
+                 Is(&PSAnalysis::AnalyzeDataSelect))::value);
+static_assert(decltype(Member<PSResults, std::shared_ptr<PSProcessing>()>::Is(
+    &PSResults::Processing))::value);
+static_assert(
+    decltype(Member<PSResults, std::shared_ptr<DataSelect>()>::Is(&PSResults::DataSelect))::value);
+static_assert(decltype(Member<PSResults, std::shared_ptr<SubgroupData>()>::Is(
+    &PSResults::SubgroupData))::value);
+static_assert(
+    decltype(Member<PSResults, std::shared_ptr<EventData>()>::Is(&PSResults::EventData))::value);
+static_assert(decltype(Member<PSResults, std::shared_ptr<platform::PrcsStateLog>()>::Is(
+    &PSResults::PrcsStateLog))::value);
+static_assert(
+    decltype(Member<SCAnalysis, std::shared_ptr<SCResults>(const std::shared_ptr<platform::Object>&,
+                                                           const std::shared_ptr<DataSelect>&)>::
+                 Is(&SCAnalysis::AnalyzeDataSelect))::value);
+static_assert(
+    decltype(Member<SCResults, std::shared_ptr<DataSelect>()>::Is(&SCResults::DataSelect))::value);
+static_assert(decltype(Member<SCResults, SCResultTypes()>::Is(&SCResults::ResultType))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::Count))::value);
+static_assert(decltype(Member<SCResults, std::string()>::Is(&SCResults::Part))::value);
+static_assert(decltype(Member<SCResults, std::string()>::Is(&SCResults::Process))::value);
+static_assert(decltype(Member<SCResults, std::string()>::Is(&SCResults::Test))::value);
+static_assert(decltype(Member<SCResults, ProcessStateTypes()>::Is(&SCResults::StateType))::value);
+static_assert(decltype(Member<SCResults, std::string()>::Is(&SCResults::State))::value);
+static_assert(decltype(Member<SCResults, std::string()>::Is(&SCResults::SmplReq))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::StartTime))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::Duration))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesCollected))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesMissed))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::SamplesExpected))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentComplete))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::TestCount))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::MinimumValue))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::MaximumValue))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::AverageValue))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::StandardDeviation))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PP))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PPK))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentAboveUSL))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentBelowLSL))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentOOS))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PPM))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentAboveLSC))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentBelowLSC))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentBelowMAVL))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentBelowT1L))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentBelowT2L))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentAboveMAVU))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentAboveT1U))::value);
+static_assert(decltype(Member<SCResults, double()>::Is(&SCResults::PercentAboveT2U))::value);
+static_assert(decltype(Member<SCResults, bool(std::int32_t)>::Is(&SCResults::MoveTo))::value);
+static_assert(decltype(Member<SCResults, bool()>::Is(&SCResults::MoveFirst))::value);
+static_assert(decltype(Member<SCResults, bool()>::Is(&SCResults::MoveLast))::value);
+static_assert(decltype(Member<SCResults, bool()>::Is(&SCResults::MoveNext))::value);
+static_assert(decltype(Member<SCResults, bool()>::Is(&SCResults::MovePrev))::value);
+static_assert(decltype(Member<SCResults, std::int32_t()>::Is(&SCResults::CurrentIndex))::value);
 
 }  // namespace orvspc::windows

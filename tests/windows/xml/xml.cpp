@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "capability/CAAnalysis.h"
 #include "chart/CCAnalysis.h"
@@ -163,10 +164,13 @@ class Texts {
   void Put(const char* class_name, T& object) {
     const std::string text = object.GetXML();
     out_ << class_name << " (" << name_ << "): " << Line(text) << "\n";
-    T read;
-    const bool taken = read.SetXML(text);
-    const std::string again = read.GetXML();
-    out_ << "  read back: " << taken << " " << (again == text ? "the same" : Line(again)) << "\n";
+    if constexpr (std::is_default_constructible_v<T>) {
+      T read;
+      const std::int32_t number = NumberOf([&] { read.SetXML(text); });
+      const std::string again = read.GetXML();
+      out_ << "  read back: " << number << " " << (again == text ? "the same" : Line(again))
+           << "\n";
+    }
   }
 
   QualityDatabase& database_;
