@@ -73,7 +73,7 @@ std::string Line(std::string_view text) {
   std::string line;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    if (byte >= ' ' && byte != '\\' && byte != 0x7F) {
+    if (byte >= ' ' && byte < 0x7F && byte != '\\') {
       line += c;
       continue;
     }
