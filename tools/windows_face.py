@@ -324,7 +324,7 @@ def server(tables, library):
     major, minor = info["version"].split(".")
     classes = tables.classes_of(library)
     out = head(f'#include "host/windows/generated/{library}_adapters.h"', "", "#include <utility>", "",
-               '#include "host/windows/com/Server.h"', "")
+               '#include "host/windows/com/Server.h"', '#include "host/windows/com/ServerTable.h"', "")
     out += ["namespace orvspc::windows::com {", "namespace {", "", "Class classes[] = {"]
     for index, row in enumerate(classes):
         name = row["class"]
