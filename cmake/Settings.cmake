@@ -56,7 +56,9 @@ if(NOT ORVSPC_SANITIZE)
   orvspc_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>
                          $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
                          $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
-  if(NOT WIN32)
+  if(WIN32)  # the library of the guards
+    add_link_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>)
+  else()
     add_link_options($<$<CONFIG:Release,RelWithDebInfo>:LINKER:-z,relro,-z,now>)
   endif()
 endif()
