@@ -52,6 +52,8 @@ HRESULT InvokeByType(Class& row, IDispatch* object, DISPID id, WORD flags, DISPP
   if (FAILED(found)) return found;
   SetErrorInfo(0, nullptr);
   const HRESULT done = type->Invoke(object, id, flags, arguments, result, failure, bad);
+  // Some systems say so of an argument that is an object of another class.
+  if (done == E_NOINTERFACE) return DISP_E_TYPEMISMATCH;
   // Some script engines ask for a property, as the enumerator is one, as if it were a method.
   if (done == DISP_E_MEMBERNOTFOUND && flags == DISPATCH_METHOD)
     return type->Invoke(object, id, DISPATCH_PROPERTYGET, arguments, result, failure, bad);
