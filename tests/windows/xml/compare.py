@@ -31,7 +31,8 @@ def main(linux, windows, known):
         if OF_CLASS.match(one):
             texts += 1
             if not same_text(one, other):
-                return f"-{one}\n+{other}"
+                at = next((at for at, (a, b) in enumerate(zip(one, other)) if a != b), 0)
+                return f"{one[:one.find('<')]}\n- ...{one[at - 60:at + 60]}\n+ ...{other[at - 60:at + 60]}"
         elif one != other:
             differences += [f"-{one}", f"+{other}"]
     if texts < 100:
