@@ -92,7 +92,9 @@ void Function(ITypeInfo& type, UINT index, std::ostream& out) {
                      : function->invkind == INVOKE_PROPERTYPUT    ? "let"
                      : function->invkind == INVOKE_PROPERTYPUTREF ? "set"
                                                                   : "method";
-  out << "  " << index << " " << kind << " " << Taken(names[0]) << "(";
+  // Slots are counted behind those of IDispatch.
+  const auto slot = static_cast<unsigned>(function->oVft) / sizeof(void*);
+  out << "  " << function->oVft << " " << slot << " " << kind << " " << Taken(names[0]) << "(";
   for (int i = 0; i < function->cParams; ++i) {
     const auto& argument = function->lprgelemdescParam[i];
     const auto name = static_cast<UINT>(i) + 1;
