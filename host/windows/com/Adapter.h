@@ -7,18 +7,14 @@
 #include <utility>
 
 #include "host/windows/com/Server.h"
+#include "host/windows/com/ServerTable.h"
 #include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
+#include "host/windows/com/types.h"
 #include "host/windows/com/values.h"
 
 namespace orvspc::windows::com {
-
-// Calls of a script, by the type library. The object is that of the class's interface.
-HRESULT InvokeByType(Class& row, IDispatch* object, DISPID id, WORD flags, DISPPARAMS* arguments,
-                     VARIANT* result, EXCEPINFO* failure, UINT* bad);
-// The class itself, not its interface, for hosts that ask for the name of an object's type.
-HRESULT ClassType(Class& row, ITypeInfo** type);
 
 // The base of the adapters of one server: a COM object with a dual interface around a plain object.
 // What is derived from it has a method for each of the interface, each of them one Call or Get.

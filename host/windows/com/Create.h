@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 
+#include "host/windows/com/Handles.h"
 #include "host/windows/com/Pointer.h"
 #include "host/windows/com/automation.h"
 
@@ -16,7 +17,7 @@ template <class Interface>
 Pointer<Interface> Create(std::initializer_list<const wchar_t*> names) {
   Pointer<Interface> made;
   // That interface is what was asked for.
-  *made.Receive() = static_cast<Interface*>(Create(names, __uuidof(Interface)));
+  *made.Receive() = static_cast<Interface*>(Create(names, InterfaceId<Interface>()));
   return made;
 }
 

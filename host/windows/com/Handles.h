@@ -77,12 +77,18 @@ class Value {
   VARIANT value_;
 };
 
+// The identifier of an interface. Specialised for those that the compiler does not know it of.
+template <class Interface>
+const IID& InterfaceId() {
+  return __uuidof(Interface);
+}
+
 // Calls an operation of another component's object by the vtable. What fails is thrown.
 template <class T, class Interface, class... Parameters, class... Arguments>
 HRESULT Call(T* object, HRESULT (STDMETHODCALLTYPE Interface::*operation)(Parameters...),
              Arguments&&... arguments) {
   const HRESULT result = (object->*operation)(std::forward<Arguments>(arguments)...);
-  Check(result, object, __uuidof(Interface));
+  Check(result, object, InterfaceId<Interface>());
   return result;
 }
 

@@ -3,12 +3,10 @@
 
 #include <utility>
 
+#include "host/windows/com/Module.h"
 #include "host/windows/com/automation.h"
 
 namespace orvspc::windows::com {
-
-// True while the process ends. Other DLLs may be gone by then, so nothing of theirs is called.
-bool ProcessIsEnding();
 
 // Holds one reference to a COM object, or none.
 template <class Interface>

@@ -6,7 +6,7 @@
 #include "frame/Failure.h"
 #include "frame/Trail.h"
 #include "host/windows/com/Pointer.h"
-#include "host/windows/com/Server.h"
+#include "host/windows/com/ServerTable.h"
 #include "host/windows/com/text.h"
 #include "platform/ExternalFailure.h"
 

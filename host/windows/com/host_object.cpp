@@ -6,8 +6,8 @@
 #include "frame/Failure.h"
 #include "host/windows/com/ComBacked.h"
 #include "host/windows/com/LateBound.h"
-#include "host/windows/com/Server.h"
 #include "host/windows/com/failures.h"
+#include "host/windows/com/identity.h"
 #include "platform/Database.h"
 
 namespace orvspc::windows::com {

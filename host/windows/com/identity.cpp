@@ -7,7 +7,6 @@
 
 #include "host/windows/com/ComBacked.h"
 #include "host/windows/com/Pointer.h"
-#include "host/windows/com/Server.h"
 #include "host/windows/com/failures.h"
 
 namespace orvspc::windows::com {

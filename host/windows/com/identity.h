@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "host/windows/com/ServerTable.h"
 #include "host/windows/com/automation.h"
 #include "platform/Object.h"
 
@@ -10,8 +11,6 @@
 // it, so two reads that give the same object compare equal. The key is the address and the class,
 // since an object may be the first member of another. No reference is held.
 namespace orvspc::windows::com {
-
-struct Class;
 
 // Adds a reference; null when the object has no adapter now.
 IDispatch* FindAdapter(const void* plain, const Class& row);
@@ -23,6 +22,13 @@ void ForgetAdapter(const void* plain, const Class& row);
 struct PlainSource : IUnknown {
   virtual std::shared_ptr<platform::Object> PlainObject() = 0;
 };
+
+// A host's object that is none of this server's own. It is ComBacked by that object.
+//
+// - One that knows the names ConnectionHandle and DatabaseValue is a platform::Database. The names
+//   are looked up here and called late bound later; nothing is called here.
+// - Any other one is a platform::Object and nothing more.
+std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // The plain object behind a COM object: null for null, that of the adapter for an object of this
 // server, else what HostObject makes of it.

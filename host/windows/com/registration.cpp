@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <string>
 
+#include "host/windows/com/Module.h"
 #include "host/windows/com/Pointer.h"
 #include "host/windows/com/Server.h"
+#include "host/windows/com/ServerTable.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/text.h"
 

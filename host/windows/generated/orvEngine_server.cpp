@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/windows/com/Server.h"
+#include "host/windows/com/ServerTable.h"
 
 namespace orvspc::windows::com {
 namespace {

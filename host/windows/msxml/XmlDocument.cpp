@@ -20,6 +20,27 @@
 #include "host/windows/msxml/layout.h"
 #include "platform/ExternalFailure.h"
 
+namespace orvspc::windows::com {
+
+template <>
+const IID& InterfaceId<IXMLDOMNode>() {
+  return IID_IXMLDOMNode;
+}
+template <>
+const IID& InterfaceId<IXMLDOMElement>() {
+  return IID_IXMLDOMElement;
+}
+template <>
+const IID& InterfaceId<IXMLDOMAttribute>() {
+  return IID_IXMLDOMAttribute;
+}
+template <>
+const IID& InterfaceId<IXMLDOMDocument>() {
+  return IID_IXMLDOMDocument;
+}
+
+}  // namespace orvspc::windows::com
+
 namespace orvspc::windows::msxml {
 namespace {
 
@@ -56,11 +77,11 @@ struct Element {
 
 class Document final : public platform::XmlDocument {
  public:
-  explicit Document(Pointer<IXMLDOMDocument2> object) : object_(std::move(object)) {
-    Call(object_.Get(), &IXMLDOMDocument2::put_async, VARIANT_FALSE);
-    Call(object_.Get(), &IXMLDOMDocument2::put_validateOnParse, VARIANT_FALSE);
-    Call(object_.Get(), &IXMLDOMDocument2::put_resolveExternals, VARIANT_FALSE);
-    Call(object_.Get(), &IXMLDOMDocument2::put_preserveWhiteSpace, VARIANT_FALSE);
+  explicit Document(Pointer<IXMLDOMDocument> object) : object_(std::move(object)) {
+    Call(object_.Get(), &IXMLDOMDocument::put_async, VARIANT_FALSE);
+    Call(object_.Get(), &IXMLDOMDocument::put_validateOnParse, VARIANT_FALSE);
+    Call(object_.Get(), &IXMLDOMDocument::put_resolveExternals, VARIANT_FALSE);
+    Call(object_.Get(), &IXMLDOMDocument::put_preserveWhiteSpace, VARIANT_FALSE);
   }
 
   bool LoadXml(std::string_view text) override {
@@ -74,10 +95,10 @@ class Document final : public platform::XmlDocument {
     if (FAILED(object_->loadXML(Text(text).Get(), &loaded)) || loaded == VARIANT_FALSE)
       return false;
     Pointer<IXMLDOMDocumentType> type;
-    Call(object_.Get(), &IXMLDOMDocument2::get_doctype, type.Receive());
+    Call(object_.Get(), &IXMLDOMDocument::get_doctype, type.Receive());
     if (type) return false;
     Pointer<IXMLDOMElement> root;
-    Call(object_.Get(), &IXMLDOMDocument2::get_documentElement, root.Receive());
+    Call(object_.Get(), &IXMLDOMDocument::get_documentElement, root.Receive());
     if (!root) return false;
     root_ = &Add(std::move(root), nullptr);
     root_->knows_next = true;
@@ -86,7 +107,7 @@ class Document final : public platform::XmlDocument {
 
   XmlNode CreateElement(std::string_view name) override {
     Pointer<IXMLDOMElement> created;
-    Call(object_.Get(), &IXMLDOMDocument2::createElement, NameOf(name).text.Get(),
+    Call(object_.Get(), &IXMLDOMDocument::createElement, NameOf(name).text.Get(),
          created.Receive());
     Element& element = Add(std::move(created), nullptr, name);
     element.knows_first = element.knows_next = element.knows_last = true;
@@ -205,7 +226,7 @@ class Document final : public platform::XmlDocument {
   // The first element from the node on among its siblings, as a child of parent.
   Element* FirstElement(Pointer<IXMLDOMNode> node, Element* parent) {
     while (node) {
-      if (auto element = com::Query<IXMLDOMElement>(node.Get(), __uuidof(IXMLDOMElement)))
+      if (auto element = com::Query<IXMLDOMElement>(node.Get(), IID_IXMLDOMElement))
         return &Add(std::move(element), parent);
       Pointer<IXMLDOMNode> next;
       Call(node.Get(), &IXMLDOMNode::get_nextSibling, next.Receive());
@@ -272,7 +293,7 @@ class Document final : public platform::XmlDocument {
     return NodeOf(at);
   }
 
-  Pointer<IXMLDOMDocument2> object_;
+  Pointer<IXMLDOMDocument> object_;
   std::map<std::string, msxml::Name, std::less<>> names_;
   std::deque<Element> elements_;
   std::deque<std::string> texts_;
@@ -282,7 +303,7 @@ class Document final : public platform::XmlDocument {
 }  // namespace
 
 std::shared_ptr<platform::XmlDocument> MakeXmlDocument() {
-  auto object = com::Create<IXMLDOMDocument2>({L"Msxml2.DOMDocument.3.0", L"Msxml2.DOMDocument"});
+  auto object = com::Create<IXMLDOMDocument>({L"Msxml2.DOMDocument.3.0", L"Msxml2.DOMDocument"});
   return std::make_shared<Document>(std::move(object));
 }
 

@@ -116,7 +116,16 @@ Value Taken(VARIANT& value) {
   VariantClear(&value);
   return taken;
 }
-Value Taken(IUnknown* object, std::string_view type) { return Object{type, Held(object)}; }
+// An object that is given untyped is asked for its interface.
+template <class I, class Given>
+Value Taken(Given* object, REFIID id, std::string_view type) {
+  if constexpr (std::is_same_v<I, Given>) return Object{type, Held(object)};
+  const auto owned = Owned(object);
+  I* typed = nullptr;
+  if (object != nullptr && FAILED(object->QueryInterface(id, reinterpret_cast<void**>(&typed))))
+    throw std::logic_error("an object of another class than " + std::string(type));
+  return Object{type, Held(typed)};
+}
 template <class Enumeration>
   requires std::is_enum_v<Enumeration>
 Value Taken(Enumeration value) {

@@ -20,9 +20,9 @@ TABLES = pathlib.Path(__file__).resolve().parents[3] / "host/windows/tables"
 # Members whose rows are written by hand in both faces: what they take has no type of its own here.
 BY_HAND = {("DataSelect", "API_GetData"), ("DataSelect", "API_SetData"),
            ("DataSelectDescriptors", "NewEnum"), ("CCResults", "SetXMLNode")}
-# What plainly changes or copies an object, or moves its cursor, is no reading of it.
-NOT_READ = ("Clone", "Reset", "Clear", "GetXML")
-SIMPLE = {"long", "double", "bool", "text", "date", "variant"}
+# What copies an object or moves its cursor is no reading of it, nor is the text, which takes the
+# arrays out of some results.
+NOT_READ = ("Clone", "GetXML", "Move")
 
 
 class Member:
@@ -49,8 +49,7 @@ class Member:
     def read(self):
         if self.arguments or self.let or self.result in ("", "enumerator"):
             return False
-        return self.kind == "get" or self.name.startswith(("Get", "Has", "Is", "Allow")) and \
-            self.name not in NOT_READ
+        return self.kind == "get" or not self.name.startswith(NOT_READ)
 
 
 def rows(name):
@@ -77,6 +76,12 @@ def members():
 
 def is_class(kind):
     return kind in classes()
+
+
+def held(kind):
+    """The class of an object that a member gives, "" for other results."""
+    name = kind.removeprefix("object:")
+    return name if is_class(name) else ""
 
 
 def row(member, lambda_text):
@@ -141,8 +146,8 @@ def plain_rows():
         if not m.result:
             body = f"{before}{call}; {after}return Empty{{}};"
         else:
-            held = m.result if is_class(m.result) else ""
-            wrapped = f'From({call}, "{held}")' if held else f"From({call})"
+            given = held(m.result)
+            wrapped = f'From({call}, "{given}")' if given else f"From({call})"
             body = f"{before}auto result = {wrapped}; {after}return result;" if after else \
                 f"return {wrapped};"
         row(m, lambda_of(m, body))
@@ -209,8 +214,10 @@ def com_rows():
                f"The<I{m.type}>(object), IID_I{m.type}); "
         done = "return Empty{};"
         if m.result:
-            held = f', "{m.result}"' if is_class(m.result) else ""
-            done = f"return Taken(result{held});"
+            given = held(m.result)
+            done = "return Taken(result);"
+            if given:
+                done = f'return Taken<I{given}>(result, IID_I{given}, "{given}");'
         row(m, lambda_of(m, before + call + after + done))
 
 
@@ -235,16 +242,15 @@ def script():
     arguments, the latter for properties alone; Reads(name, o) and Properties(name, o) pick one."""
     found = {"Read": [], "Properties": []}
     for name in classes():
-        for sub, held in found.items():
+        for sub, names in found.items():
             of_class = [m for m in members()
                         if m.type == name and m.read and (sub == "Read" or m.kind == "get")]
             if not of_class:
                 continue
-            held.append(name)
+            names.append(name)
             print(f"Sub {sub}_{name}(o)\nDim v\nOn Error Resume Next")
             for m in of_class:
-                assign = "Set v = " if is_class(m.result) or m.result.startswith("object") \
-                    else "v = "
+                assign = "Set v = " if held(m.result) else "v = "
                 print(f'v = Empty : Err.Clear : {assign}o.{m.name} : Tell "{name}.{m.name}", v')
             print("End Sub")
     for sub, picker in (("Read", "Reads"), ("Properties", "Properties")):

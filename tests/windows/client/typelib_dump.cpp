@@ -92,16 +92,22 @@ void Function(ITypeInfo& type, UINT index, std::ostream& out) {
                      : function->invkind == INVOKE_PROPERTYPUT    ? "let"
                      : function->invkind == INVOKE_PROPERTYPUTREF ? "set"
                                                                   : "method";
-  out << "  " << index << " " << kind << " " << Taken(names[0]) << "(";
-  for (UINT i = 1; i < count; ++i) names[i] = names[i] == nullptr ? SysAllocString(L"") : names[i];
+  // Slots are counted behind those of IDispatch.
+  const auto slot = static_cast<unsigned>(function->oVft) / sizeof(void*);
+  out << "  " << function->oVft << " " << slot << " " << kind << " " << Taken(names[0]) << "(";
   for (int i = 0; i < function->cParams; ++i) {
     const auto& argument = function->lprgelemdescParam[i];
     const auto name = static_cast<UINT>(i) + 1;
-    out << (i == 0 ? "" : ", ") << (name < count ? Taken(names[name]) : "value") << ": "
-        << NameOf(type, argument.tdesc);
+    // A library has names for the arguments of a Get alone; the new value of a Let has none.
+    const bool value = function->invkind != INVOKE_FUNC &&
+                       function->invkind != INVOKE_PROPERTYGET && i + 1 == function->cParams;
+    std::string word = name < count ? Taken(names[name]) : "";
+    if (value) word = "value";
+    out << (i == 0 ? "" : ", ") << word << ": " << NameOf(type, argument.tdesc);
     const unsigned flags = argument.paramdesc.wParamFlags;
     for (const auto& [bit, word] : {std::pair{PARAMFLAG_FIN, "in"},
                                     {PARAMFLAG_FOUT, "out"},
+                                    {PARAMFLAG_FRETVAL, "result"},
                                     {PARAMFLAG_FOPT, "optional"}})
       if ((flags & static_cast<unsigned>(bit)) != 0) out << " " << word;
     if ((flags & PARAMFLAG_FHASDEFAULT) != 0)

@@ -54,9 +54,9 @@ void WalkFailures(Walk& walk, const Object& database) {
   walk.Say(select, "GetEventData", {select});
   walk.Say(charts, "AnalyzeDataSelect", {settings, select, settings});
   walk.Say(Create("CCProcessing"), "SetXML",
-           {std::string("<CCProcessing intGroupThreshold=\"x\"/>")});
+           {std::string("<CCProcessing GroupThreshold=\"x\"/>")});
   walk.Say(Create("DataSelect"), "SetXML",
-           {std::string("<DataSelect MaximumItems=\"x\" intMaximumItems=\"x\"/>")});
+           {std::string("<DataSelect MaximumItems=\"x\"/>")});
 
   walk.Section("failures 9");
   const auto pareto = Create("PAProcessing");
@@ -71,7 +71,7 @@ void WalkFailures(Walk& walk, const Object& database) {
   Let(capability, "WindowType", {0x7FFFFFFF});
   walk.Say(Create("CAAnalysis"), "AnalyzeDataSelect", {database, select, capability});
   walk.Say(Create("CCProcessing"), "SetXML",
-           {std::string("<CCProcessing intGroupThreshold=\"99999999999\"/>")});
+           {std::string("<CCProcessing GroupThreshold=\"99999999999\"/>")});
 }
 
 }  // namespace orvspc::windows::tests

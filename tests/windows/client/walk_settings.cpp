@@ -109,7 +109,11 @@ void WalkDescriptors(Walk& walk) {
             Same(part, ObjectIn(Get(descriptors, "Item", {0}))));
   for (const std::int32_t type : {0, 1, 2, 8}) walk.Say(descriptors, "GetDescriptor", {type});
   const auto found = walk.Say(descriptors, "NewEnum");
-  for (const auto& each : std::get<Objects>(found)) walk.Reads(each);
+  // An empty list would have no flat form.
+  for (const auto& each : std::get<Objects>(found)) {
+    if (std::get<std::int32_t>(Get(each, "ItemCount")) == 0) Call(each, "AddItemID", {3});
+    walk.Reads(each);
+  }
   walk.Section("descriptors, stored");
   walk.Stored(select);
   walk.Section("descriptors, flat");

@@ -72,6 +72,13 @@ Sub List(name, o)
   Loop
 End Sub
 
+Sub TellText(name, o)
+  Dim text
+  On Error Resume Next
+  text = o.GetXML
+  Tell name & ".GetXML", text
+End Sub
+
 Sub Stored(name, o)
   Dim text, again
   text = o.GetXML : Tell name & ".GetXML", text
@@ -236,7 +243,7 @@ Sub Chart(title, part, graph1, graph2, graph3, group_by)
           results.SpecLim("F_USL") = results.SpecLim.Value("F_USL")
   End If
   Section title & ", stored"
-  Tell "CCResults.GetXML", results.GetXML
+  TellText "CCResults", results
 End Sub
 Chart "chart 1", "Wafer", 1, 1, 0, 0
 Chart "chart 3", "Piston ring", 1, 2, 2, 0

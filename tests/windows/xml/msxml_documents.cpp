@@ -3,7 +3,7 @@
 // Needs windows.h before it.
 #include <objbase.h>
 
-#include "host/windows/com/Server.h"
+#include "host/windows/com/ServerTable.h"
 #include "host/windows/msxml/XmlDocument.h"
 #include "tests/windows/xml/Documents.h"
 
