@@ -311,7 +311,7 @@ def adapters(tables, library):
     out += ["}  // namespace orvspc::windows::com", "", "namespace orvspc::windows {", ""]
     for row in classes:
         name = row["class"]
-        out += [f"class {name}Adapter final : public com::Adapter<::I{name}, {row['plain']}> {{", " public:",
+        out += [f"class {name}Adapter : public com::Adapter<::I{name}, {row['plain']}> {{", " public:",
                 "  using Adapter::Adapter;", ""]
         out += [adapter_member(tables, library, member) for member in tables.members_of(name)]
         out += ["};", ""]
