@@ -24,7 +24,6 @@ file(GLOB samples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/*.csv)
 orvspc_embed(orvspc_cli Samples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${samples})
 orvspc_build_info(orvspc_cli)
 # Nothing here takes time when it runs, and -O3 is a third of what a release takes to build.
-target_compile_options(orvspc_render PRIVATE $<$<CONFIG:Release>:-O1>)
 target_compile_options(orvspc_cli PRIVATE $<$<CONFIG:Release>:-O1>)
 orvspc_program(orvspc SOURCES host/cli/main.cpp LINK orvspc_cli)
 if(WIN32)

@@ -98,6 +98,9 @@ std::vector<ImportKindInfo> ImportKinds() { return import::ImportKinds(); }
 
 std::optional<std::int64_t> ParseTime(std::string_view text, bool end_of_day) {
   constexpr std::size_t kDateAlone = 10;  // 2024-02-29
+  constexpr std::string_view kBlanks = " \t";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
   auto time = platform::ParseIsoTime(text);
   if (time && end_of_day && text.size() == kDateAlone) *time += 24 * 60 * 60 - 1;
   return time;

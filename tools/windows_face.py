@@ -4,7 +4,7 @@
 
     python3 tools/windows_face.py              writes the generated files
     python3 tools/windows_face.py --check      makes them again and compares; exit status 1 when they differ
-    python3 tools/windows_face.py --self-test  shows that every check finds a planted fault
+    python3 tools/windows_face.py --self-test  only checks the tables, and shows that every check finds a planted fault
 
 For each library of libraries.tsv it writes into host/windows/generated
     LIBRARY.idl           the interface definition
@@ -311,7 +311,7 @@ def adapters(tables, library):
     out += ["}  // namespace orvspc::windows::com", "", "namespace orvspc::windows {", ""]
     for row in classes:
         name = row["class"]
-        out += [f"class {name}Adapter final : public com::Adapter<::I{name}, {row['plain']}> {{", " public:",
+        out += [f"class {name}Adapter : public com::Adapter<::I{name}, {row['plain']}> {{", " public:",
                 "  using Adapter::Adapter;", ""]
         out += [adapter_member(tables, library, member) for member in tables.members_of(name)]
         out += ["};", ""]
@@ -636,11 +636,12 @@ def outputs(tables):
 
 
 def self_test():
-    """Plants a fault of each kind into good tables; each must be found."""
+    """The tables have no fault, and a planted one of each kind is found."""
     good = Tables()
+    faults = all_faults(good, read_published())
+    if faults:
+        raise Fault("\n".join(faults))
     published = identities(good)
-    if all_faults(good, published):
-        raise Fault("the tables have faults without a planted one")
 
     def member(tables, name, kind="get"):
         return next(row for row in tables.members

@@ -204,7 +204,7 @@ void AttributeRun::AddNotes(store::Store& store) const {
   const bool bears_no_size = plan_.chart->BearsNoSize();
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
-    const auto note = [&](bool applies, const char* code, const std::string& text) {
+    const auto note = [&](bool applies, std::string_view code, std::string_view text) {
       rows_.NoteIf(applies, store, s, code, text);
     };
     const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;

@@ -84,7 +84,11 @@ bool RunRows::Select(store::Store& store, API_DSInfo& info, std::span<const std:
 void RunRows::Load(store::Store& store, bool attributes,
                    const std::function<Suits(const catalogue::ControlLimit&)>& suits) {
   const auto streams = table_.Streams();
-  ConvertRules(store.Rules(), rules_);
+  // Kept from run to run: for a small chart the conversion takes as long as its figures.
+  if (store.Rules() != stored_rules_) {
+    stored_rules_ = store.Rules();
+    ConvertRules(stored_rules_, rules_);
+  }
   streams_.resize(streams.size());
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const auto& stream = streams[s];
@@ -297,10 +301,12 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
   return true;
 }
 
-void RunRows::NoteIf(bool applies, store::Store& store, std::size_t stream, const char* code,
-                     const std::string& text) const {
+void RunRows::NoteIf(bool applies, store::Store& store, std::size_t stream, std::string_view code,
+                     std::string_view text) const {
   const auto& of = table_.Streams()[stream];
-  if (applies) store::AddNote(code, text, store.StreamName(of.part, of.process, of.test));
+  if (applies)
+    store::AddNote(std::string(code), std::string(text),
+                   store.StreamName(of.part, of.process, of.test));
 }
 
 void RunRows::AddNotes(store::Store& store, std::size_t stream) const {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/catalogue/limits.h"
@@ -90,8 +91,8 @@ class RunRows {
   bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
 
   // Adds a note about a stream if it applies.
-  void NoteIf(bool applies, store::Store& store, std::size_t stream, const char* code,
-              const std::string& text) const;
+  void NoteIf(bool applies, store::Store& store, std::size_t stream, std::string_view code,
+              std::string_view text) const;
   // Of rows that change inside the chart.
   void AddNotes(store::Store& store, std::size_t stream) const;
 
@@ -113,7 +114,8 @@ class RunRows {
   std::vector<API_CCSpecLim> spec_rows_;   // one for each part and test
   std::vector<API_CCDefOpp> opp_rows_;     // likewise
   std::vector<API_CCCtrlLim> limit_rows_;  // those in use, each once
-  std::vector<statistics::RunRule> rules_;
+  std::vector<store::StoredRule> stored_rules_;
+  std::vector<statistics::RunRule> rules_;  // made of them
   bool alarms_differ_ = false;
 };
 

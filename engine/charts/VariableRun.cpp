@@ -225,7 +225,7 @@ void VariableRun::AddNotes(store::Store& store) const {
   for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
   for (std::size_t s = 0; s < states_.size(); ++s) {
     const auto& state = states_[s];
-    const auto note = [&](bool applies, const char* code, const std::string& text) {
+    const auto note = [&](bool applies, std::string_view code, std::string_view text) {
       rows_.NoteIf(applies, store, s, code, text);
     };
     note(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),

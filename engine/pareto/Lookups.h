@@ -48,7 +48,8 @@ class KeyReader {
   std::int64_t next_ = INT32_MIN;
 };
 
-// The keys of those levels that a record of the kind has a field for; the others stay.
+// The keys of those levels that a record of the kind has a field for; the others stay. Inline: it
+// runs once a subgroup.
 template <class Record>
 inline BinKeys KeysOf(std::vector<KeyReader>& readers, const Record& record,
                       std::int32_t Record::*BinFields::*field, BinKeys keys = {}) {

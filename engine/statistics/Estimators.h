@@ -57,7 +57,7 @@ double SigmaAt(const SigmaEstimate& estimate, std::int32_t n);
 //   PooledAsSbar take Mvlue.
 // Source   Burr, J. Quality Technology 1 (1969)
 SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const std::int32_t> sizes,
-                              EstimatorSetting setting = EstimatorSetting::Mvlue,
+                              EstimatorSetting setting = kUsualEstimator,
                               std::span<const std::uint8_t> used = {});
 
 // Within-subgroup sigma from standard deviations with divisor n - 1 (S-est).
@@ -66,7 +66,7 @@ SigmaEstimate SigmaFromRanges(std::span<const double> ranges, std::span<const st
 // PooledAsSbar reports as `value` the mean over the subgroups of sbar / c4(n_i).
 // Source   Burr, J. Quality Technology 1 (1969); ISO 22514-2 (pooled)
 SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int32_t> sizes,
-                           EstimatorSetting setting = EstimatorSetting::Mvlue,
+                           EstimatorSetting setting = kUsualEstimator,
                            std::span<const std::uint8_t> used = {});
 
 // clang-format off
@@ -79,7 +79,7 @@ SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int
 // clang-format on
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
                                     std::span<const std::uint8_t> used = {},
-                                    EstimatorSetting setting = EstimatorSetting::Mvlue);
+                                    EstimatorSetting setting = kUsualEstimator);
 
 // |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range
 // to the used point before it and is then forgotten.
@@ -106,12 +106,12 @@ struct SpreadOfSize {
   double squares = 0.0;                        // sum of (n - 1) s^2
 };
 SigmaEstimate SigmaFromRangeSums(std::span<const SpreadOfSize> by_size,
-                                 EstimatorSetting setting = EstimatorSetting::Mvlue);
+                                 EstimatorSetting setting = kUsualEstimator);
 SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size,
-                              EstimatorSetting setting = EstimatorSetting::Mvlue);
+                              EstimatorSetting setting = kUsualEstimator);
 // From the sum of `count` moving ranges of span 2.
 SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count,
-                                      EstimatorSetting setting = EstimatorSetting::Mvlue);
+                                      EstimatorSetting setting = kUsualEstimator);
 
 // Size-weighted mean sum(n_i x_i)/sum(n_i); points that are not finite, sizes below 1 and
 // unused points are skipped; NaN when none is left.

@@ -39,10 +39,12 @@ void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
   }
   subgroup.Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
   out.subgroups.push_back(subgroup);
-  out.AddSize(from.SizeOf(place));
+  if (from.sizes.empty() && out.sizes.empty()) return;
+  const double size = from.SizeOf(place);
+  if (size != subgroup.Size || !out.sizes.empty()) out.AddSize(size);
 }
 
-void DataSet::AddToSizes(double size) {
+void DataSet::AddSize(double size) {
   if (sizes.empty()) {
     for (const auto& subgroup : subgroups) sizes.push_back(subgroup.Size);
     sizes.pop_back();

@@ -44,11 +44,9 @@ struct DataSet {
   double SizeOf(std::size_t subgroup) const {
     return sizes.empty() ? subgroups[subgroup].Size : sizes[subgroup];
   }
-  // Notes the inspected size of the last subgroup.
-  void AddSize(double size) {
-    if (!sizes.empty() || size != subgroups.back().Size) AddToSizes(size);
-  }
-  void AddToSizes(double size);  // of those before, too, when it is the first
+  // Notes the inspected size of the last subgroup; needed once one is not a whole number. The first
+  // call also notes the sizes of the subgroups before.
+  void AddSize(double size);
 
   // A row of a subgroup; row 0 is its first.
   API_TestData Row(std::size_t subgroup, std::size_t row) const;

@@ -35,6 +35,12 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
                                std::to_string(id));
     }
   }
+  for (const auto& context : cache.contexts) {
+    auto& row = cache.context_rows.emplace_back();
+    for (std::size_t i = 0; i < context.size(); ++i) {
+      if (const auto member = kContextKinds[i].delivered) row.*member = context[i];
+    }
+  }
 }
 
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };

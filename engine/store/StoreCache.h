@@ -77,9 +77,10 @@ class StoreCache {
   // Reads everything but what the functions below hand out. Inside a transaction; throws SqlError.
   explicit StoreCache(sql::Connection& connection);
 
-  std::vector<Stream> streams;            // by part, process, test
-  std::vector<Context> contexts;          // by identifier; the first is "none"
-  std::vector<std::int64_t> context_ids;  // beside contexts; the first is 0
+  std::vector<Stream> streams;                 // by part, process, test
+  std::vector<Context> contexts;               // by identifier; the first is "none"
+  std::vector<std::int64_t> context_ids;       // beside contexts; the first is 0
+  std::vector<API_SubgroupData> context_rows;  // beside contexts: rows that say nothing else
   std::int64_t highest_subgroup = 0;
   std::shared_ptr<const std::vector<StoredRule>> rules;
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;

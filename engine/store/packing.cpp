@@ -29,10 +29,11 @@ std::uint32_t Checksum(const std::byte* data, std::size_t length) {
     mix(lanes[0], words[0]);
     mix(lanes[1], words[1]);
   }
-  std::uint64_t rest[2] = {};
-  std::memcpy(rest, data + at, length - at);
-  mix(lanes[0], rest[0]);
-  mix(lanes[1], rest[1]);
+  // Records consist of words of four bytes; copying those is quicker than a call for the rest.
+  std::uint32_t rest[4] = {};
+  for (auto* word = rest; at < length; at += 4) std::memcpy(word++, data + at, 4);
+  mix(lanes[0], rest[0] | std::uint64_t{rest[1]} << 32);
+  mix(lanes[1], rest[2] | std::uint64_t{rest[3]} << 32);
   const auto both = lanes[0] + ((lanes[1] << 31) | (lanes[1] >> 33));
   return static_cast<std::uint32_t>(both ^ (both >> 32));
 }

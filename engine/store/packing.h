@@ -54,11 +54,11 @@ class PackedView {
   std::int32_t Subgroup() const { return head_.subgroup; }
   std::size_t Count() const { return head_.count; }
   std::int32_t RoundedSize() const { return head_.size; }
+  bool HasWholeSize() const { return head_.layout <= static_cast<std::uint8_t>(Layout::Keyed); }
   double Size() const {
-    if (head_.layout <= static_cast<std::uint8_t>(Layout::Keyed)) return head_.size;
+    if (HasWholeSize()) return head_.size;
     double size = 0.0;
-    std::memcpy(&size, body_ + Count() * (sizeof(double) + (IsPlain() ? 0 : sizeof(RowKey))),
-                sizeof size);
+    std::memcpy(&size, IsPlain() ? Keys() : Keys() + Count() * sizeof(RowKey), sizeof size);
     return size;
   }
   std::int32_t Flag() const { return head_.flag; }
@@ -72,11 +72,13 @@ class PackedView {
   RowKey Key(std::size_t row) const {
     if (IsPlain()) return PlainKey(row);
     RowKey key;
-    std::memcpy(&key, body_ + Count() * sizeof(double) + row * sizeof(RowKey), sizeof key);
+    std::memcpy(&key, Keys() + row * sizeof(RowKey), sizeof key);
     return key;
   }
 
  private:
+  const std::byte* Keys() const { return body_ + Count() * sizeof(double); }
+
   PackedHead head_{};
   const std::byte* body_ = nullptr;
 };

@@ -80,7 +80,7 @@ inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
   const auto count = view.Count();
   const auto first = out.values.size();
   if (!narrow && conditions_.item == 0) {
-    if (!view.IsPlain()) MakeKeyed(out);
+    if (!view.IsPlain() && out.keys.empty()) MakeKeyed(out);
     out.values.resize(first + count);
     std::memcpy(out.values.data() + first, view.Values(), count * sizeof(double));
     if (!view.IsPlain() || !out.keys.empty()) {
@@ -112,19 +112,15 @@ inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
 
 inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
                                          std::size_t context, DataSet& out) const {
-  auto& subgroup = out.subgroups.emplace_back();
+  auto& subgroup = out.subgroups.emplace_back(cache_.context_rows[context]);
   subgroup.Sgtm = record.Time();
   subgroup.Sgrp = record.Subgroup();
   subgroup.Part = stream.part;
   subgroup.Prcs = stream.process;
   subgroup.Test = stream.test;
   subgroup.Size = record.RoundedSize();
-  out.AddSize(record.Size());
+  if (!record.HasWholeSize() || !out.sizes.empty()) out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
-  const auto& who = cache_.contexts[context];
-  for (std::size_t i = 0; i < who.size(); ++i) {
-    if (const auto member = kContextKinds[i].delivered) subgroup.*member = who[i];
-  }
 }
 
 // Names the damaged subgroup by the columns beside its record, which cannot be trusted.

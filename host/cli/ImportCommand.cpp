@@ -12,7 +12,11 @@ namespace orvspc::cli {
 
 namespace {
 
-// The words of the engine; one table for --kind and its help.
+// In the list of options, without the words that Help lists.
+constexpr Option kListedKind{
+    "kind", "KIND", "what the file holds; \"orvspc import --help\" lists the kinds", "values"};
+
+// The same with the words of the engine.
 Choice<ImportKind> KindOption() {
   static const std::vector<render::Word> words = [] {
     std::vector<render::Word> all;
@@ -20,12 +24,11 @@ Choice<ImportKind> KindOption() {
       all.push_back({kind.word, static_cast<std::int32_t>(kind.kind)});
     return all;
   }();
-  return {{"kind", "KIND", "", "", false, words}};
+  Option option = kListedKind;
+  option.words = words;
+  return {option};
 }
 
-// The same in the list of options, without the words that Help lists.
-constexpr Option kListedKind{
-    "kind", "KIND", "what the file holds; \"orvspc import --help\" lists the kinds", "values"};
 constexpr Option kIgnoreUnknown{"ignore-unknown", nullptr,
                                 "skip columns with unknown names instead of refusing the file"};
 

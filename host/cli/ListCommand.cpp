@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -171,7 +172,7 @@ Row CellsOf(const SpecificationLimits& row) {
                row.cp, row.cpk, row.alarms, row.scale, row.name);
 }
 Row CellsOf(const ControlLimits& row) {
-  // 0 is that of a row without one.
+  // 0: the row has none.
   const auto sigma = [](double value) { return value == 0.0 ? Cell() : Cell(value); };
   return RowOf(row.mean, sigma(row.sp), sigma(row.spl), sigma(row.sw), sigma(row.swl),
                TimeOf(row.start != 0, row.start), TimeOf(row.finish != 0, row.finish),
@@ -196,16 +197,20 @@ std::int32_t ProcessOf(const Limits& limits) {
 template <class Limits>
 std::vector<Row> LimitsOf(const QualityDatabase& database) {
   constexpr bool kOfProcess = std::is_same_v<Limits, ControlLimits>;
-  constexpr std::size_t kInForce = kOfProcess ? 4 : 3;
   std::vector<Row> rows;
   const auto key_of = [](const Limits& limits) {
     return std::array{limits.part, limits.test, ProcessOf(limits), limits.effective};
   };
-  std::map<std::array<std::int32_t, 4>, std::size_t> listed;  // where the row of a key is
+  struct Place {
+    std::size_t row, in_force;
+  };
+  std::map<std::array<std::int32_t, 4>, Place> listed;
+  std::set<std::pair<std::int32_t, std::int32_t>> read;  // parts and tests
   for (const auto& stream : database.Streams()) {
+    if (!read.emplace(stream.part, stream.test).second && !kOfProcess) continue;
     const auto now = database.InForce<Limits>(stream, CurrentTime());
     for (const auto& limits : database.Versions<Limits>(stream)) {
-      const auto [at, is_new] = listed.try_emplace(key_of(limits), rows.size());
+      const auto [at, is_new] = listed.try_emplace(key_of(limits), Place{rows.size(), 0});
       if (is_new) {
         auto& row = rows.emplace_back(RowOf(database.Name(ItemKind::Part, limits.part),
                                             database.Name(ItemKind::Test, limits.test)));
@@ -213,10 +218,11 @@ std::vector<Row> LimitsOf(const QualityDatabase& database) {
         if (kOfProcess)
           row.push_back(process == 0 ? Cell() : database.Name(ItemKind::Process, process));
         row.push_back(TimeOf(limits.effective != kSinceEver, limits.effective));
+        at->second.in_force = row.size();
         row.emplace_back(false);
         std::ranges::move(CellsOf(limits), std::back_inserter(row));
       }
-      if (now && key_of(*now) == at->first) rows[at->second][kInForce] = true;
+      if (now && key_of(*now) == at->first) rows[at->second.row][at->second.in_force] = true;
     }
   }
   return rows;

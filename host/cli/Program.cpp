@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <sstream>
@@ -65,11 +66,20 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
   if (command.help != nullptr) command.help(arguments, more);
   more.Blank();
   more.Line("example:");
-  // Broken as a shell takes it, so that it can still be copied.
+  // Broken as a shell takes it, so that it can still be copied: never inside quotes.
   const std::string continued = " \\";
-  const auto lines =
-      render::Wrapped(std::string("  ") + command.example, more.Columns() - continued.size(), 6);
-  for (const auto& line : lines) more.Line(&line == &lines.back() ? line : line + continued);
+  constexpr char kQuotedBlank = '\x1f';
+  std::string example = std::string("  ") + command.example;
+  bool quoted = false;
+  for (char& c : example) {
+    if (c == '"') quoted = !quoted;
+    if (c == ' ' && quoted) c = kQuotedBlank;
+  }
+  auto lines = render::Wrapped(example, more.Columns() - continued.size(), 6);
+  for (auto& line : lines) {
+    std::ranges::replace(line, kQuotedBlank, ' ');
+    more.Line(&line == &lines.back() ? line : line + continued);
+  }
   return text.Take() + "\n" + DescribeOptions(command.options, columns) + more.Take();
 }
 

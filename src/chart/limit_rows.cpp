@@ -46,7 +46,7 @@ struct Stamp {
 template <class Row>
 Stamp(const char*, std::int32_t Row::*) -> Stamp<Row>;
 
-// The order of the columns is the order of the Lets.
+// The order of the columns is the order of the Lets. Not defined: each Row has its own below.
 template <class Row>
 extern const std::tuple<> kColumns;
 

@@ -3,8 +3,8 @@
 // direction while they are compiled; tools/windows_face.py checks both, by the names.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
-#include <string>
 
 #include "host/windows/generated/orvEngine_members.h"
 #include "host/windows/generated/orvSPCAnalysis6_members.h"
@@ -37,15 +37,9 @@ TEST(WindowsMembers, OnlyTheExactSignatureIsAMember) {
   EXPECT_FALSE(kIsMove<void(double)>);
 }
 
-int RunFace(const std::string& option) {
-  return std::system(
-      ("python3 " ORVSPC_TESTS_DIR "/../tools/windows_face.py " + option + " >/dev/null").c_str());
-}
-
-TEST(WindowsMembers, TheTablesAndTheClassesAgree) { EXPECT_EQ(RunFace("--check"), 0); }
-
-TEST(WindowsMembers, EveryCheckOfTheTablesFindsAPlantedFault) {
-  EXPECT_EQ(RunFace("--self-test"), 0);
+// Also that a planted fault of each kind would be found.
+TEST(WindowsMembers, TheTablesAndTheClassesAgree) {
+  EXPECT_EQ(std::system("python3 " ORVSPC_TESTS_DIR "/../tools/windows_face.py --self-test"), 0);
 }
 
 }  // namespace

@@ -397,12 +397,15 @@ TEST_F(Program, EveryListHasTextAndJson) {
 TEST_F(Program, ControlLimitsAreListedOnceWithTheirOwnProcess) {
   Write("v.csv",
         "part,process,test,subgroup,time,value\nA,P1,T,1,2024-03-01T08:00:00,10\n"
-        "A,P2,T,1,2024-03-01T08:00:00,10\nB,P1,T,1,2024-03-01T08:00:00,10\n");
-  Write("c.csv", "part,process,test,mean,sp\nA,,T,10,1\nA,P1,T,11,2\nB,,T,12,\nB,P1,T,13,\n");
+        "A,P2,T,1,2024-03-01T08:00:00,10\nB,P1,T,1,2024-03-01T08:00:00,10\n"
+        "C,P1,T,1,2024-03-01T08:00:00,10\n");
+  Write("c.csv",
+        "part,process,test,effective,mean,sp\nA,,T,,10,1\nA,P1,T,,11,2\nB,,T,,12,\nB,P1,T,,13,\n"
+        "C,P1,T,,14,1\nC,,T,2024-01-01,15,1\n");
   ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
   ASSERT_EQ(Run("import c.csv --db q.db --kind control-limits").status, 0);
   const ParsedJson list = ParseJson(Run("list control-limits --db q.db --format json").out);
-  ASSERT_EQ(list.At("control-limits").elements.size(), 4U);
+  ASSERT_EQ(list.At("control-limits").elements.size(), 6U);
   struct Row {
     const char* part;
     const char* process;  // null: any
@@ -413,7 +416,9 @@ TEST_F(Program, ControlLimitsAreListedOnceWithTheirOwnProcess) {
   const Row rows[] = {{"A", nullptr, 10, 1, true, "P2 has no row of its own"},
                       {"A", "P1", 11, 2, true, "its own row comes first"},
                       {"B", nullptr, 12, 0, false, "the only process has a row of its own"},
-                      {"B", "P1", 13, 0, true, "no sigma"}};
+                      {"B", "P1", 13, 0, true, "no sigma"},
+                      {"C", "P1", 14, 1, false, "that of every process is newer"},
+                      {"C", nullptr, 15, 1, true, "the newest row"}};
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     const std::string at = "control-limits[" + std::to_string(i) + "].";
     const auto& row = rows[i];
@@ -428,11 +433,13 @@ TEST_F(Program, ControlLimitsAreListedOnceWithTheirOwnProcess) {
   }
   const std::string text = Run("list control-limits --db q.db").out;
   EXPECT_EQ(text,
-            "part  test  process  effective  in force  mean  sp  sw\n"
-            "A     T                         yes         10   1\n"
-            "A     T     P1                  yes         11   2\n"
-            "B     T                         no          12\n"
-            "B     T     P1                  yes         13\n");
+            "part  test  process  effective            in force  mean  sp  sw\n"
+            "A     T                                   yes         10   1\n"
+            "A     T     P1                            yes         11   2\n"
+            "B     T                                   no          12\n"
+            "B     T     P1                            yes         13\n"
+            "C     T     P1                            no          14   1\n"
+            "C     T              2024-01-01T00:00:00  yes         15   1\n");
 }
 
 TEST_F(Program, TimesAreReadAsImportsReadThem) {
@@ -476,14 +483,17 @@ TEST_F(Program, HelpObeysTheTerminal) {
 
 TEST_F(Program, AWrappedExampleIsStillACommandLine) {
   Import();
-  std::ostringstream out, err;
-  Console console{out, err, false, false, 60};
-  ASSERT_EQ(RunProgram({"events", "--help"}, console), 0);
-  const std::string example = out.str().substr(out.str().find("  orvspc events") + 9);
-  ASSERT_NE(example.find(" \\\n"), std::string::npos) << example;
-  const Outcome outcome = Run(example.substr(0, example.find_last_not_of('\n') + 1));
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.err.find("no process is called \"Press A\""), std::string::npos) << outcome.err;
+  for (const std::size_t columns : {40U, 44U, 45U, 46U, 60U}) {
+    std::ostringstream out, err;
+    Console console{out, err, false, false, columns};
+    ASSERT_EQ(RunProgram({"events", "--help"}, console), 0);
+    const std::string example = out.str().substr(out.str().find("  orvspc events") + 9);
+    ASSERT_NE(example.find(" \\\n"), std::string::npos) << example;
+    const Outcome outcome = Run(example.substr(0, example.find_last_not_of('\n') + 1));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("no process is called \"Press A\""), std::string::npos)
+        << columns << ": " << outcome.err;
+  }
 }
 
 TEST_F(Program, HelpOfSettingsHangsBelowTheirDescriptions) {

@@ -17,8 +17,8 @@ namespace {
 TEST(Terminal, TheDrawingHasPointsLimitsAndMarks) {
   const std::string text = RenderChartText(SimpleView(25), {100, false});
   for (const char* piece :
-       {"UCL 13.00", "CL 10.00", "LCL 7.00", "o", "#",
-        "signals:", "rule 1: 1 point beyond a control limit", "03-01 08:00", "# breaks a rule"})
+       {"UCL 13.00", "CL 10.00", "LCL 7.00", "o", "#", "signals and values out of specification:",
+        "rule 1: 1 point beyond a control limit", "03-01 08:00", "# breaks a rule"})
     EXPECT_NE(text.find(piece), std::string::npos) << piece;
 }
 

@@ -229,9 +229,10 @@ VARIANT Invoke(IDispatch* object, const wchar_t* member, WORD kind, VARIANT* arg
   VARIANT result;
   ::VariantInit(&result);
   EXCEPINFO failure{};
-  Succeed(object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters, &result, &failure,
-                         nullptr),
-          "Invoke");
+  const auto done = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters, &result,
+                                   &failure, nullptr);
+  const fs::path words(failure.bstrDescription == nullptr ? L"" : failure.bstrDescription);
+  Succeed(done, Utf8(fs::path(member)) + " " + Utf8(words));
   return result;
 }
 
@@ -346,6 +347,7 @@ int main(int count, char** arguments) {
     Succeed(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "CoInitializeEx");
     const auto folder =
         fs::temp_directory_path() / ("native_client_" + std::to_string(::GetCurrentProcessId()));
+    fs::remove_all(folder);  // of an earlier process with this number
     for (const char* each : {"data", "missing", "exports", "resizing"})
       fs::create_directories(folder / each);
     CheckSequence(arguments[1], folder / "data");

@@ -47,6 +47,11 @@ if ! timeout 120 wineboot -i >"$logs/wine-prefix.log" 2>&1 </dev/null; then
   exit 1
 fi
 printf '%-30s %4s s\n' "Wine prefix" $((SECONDS - began))
+# As long as one program runs, Wine keeps its services; otherwise each run of a program starts them
+# anew and takes a second. This one waits for the end of its input, which is that of this script.
+mkfifo "$work/never"
+wine cmd.exe <"$work/never" >/dev/null 2>&1 &
+exec 9>"$work/never"
 
 failed=0
 for name in "${stages[@]}"; do

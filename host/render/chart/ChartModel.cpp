@@ -163,7 +163,7 @@ std::vector<std::size_t> RowUse(const ChartDocument& document) {
 }
 
 bool IsOfCounts(const GraphRead& graph) {
-  return graph.index == 1 && graph.type >= ccGraph1BestGuessAttribute;
+  return graph.index == 1 && graph.type >= ccGraph1BestGuessAttribute && graph.type <= ccGraph1U;
 }
 
 // "stored limits from 2024-01-01 10:00: mean 10.05, sigma 0.5"

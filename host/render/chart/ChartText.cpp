@@ -308,7 +308,8 @@ class Plot {
     std::size_t total = 0, shown = 0;
     for (const auto& graph : view_.graphs) total += graph.marks.size();
     out_.Blank();
-    out_.Line(total == 0 ? "no signals" : "signals:");
+    out_.Line(total == 0 ? "no signals, no values out of specification"
+                         : "signals and values out of specification:");
     for (const auto& graph : view_.graphs)
       for (const auto& mark : graph.marks) {
         if (shown++ >= kMaxMarks) continue;

@@ -34,6 +34,10 @@ std::string SelectedText(const DataSelect* select, const Names& names);
 template <class Cursor, class Make>
 auto ReadRows(Cursor& cursor, Make make) {
   std::vector<decltype(make())> rows;
+  if constexpr (requires { cursor.TotalSubgroups(); })
+    rows.reserve(static_cast<std::size_t>(cursor.TotalSubgroups()));
+  else if constexpr (requires { cursor.Count(); })
+    rows.reserve(static_cast<std::size_t>(cursor.Count()));
   for (bool found = cursor.MoveFirst(); found; found = cursor.MoveNext()) rows.push_back(make());
   return rows;
 }

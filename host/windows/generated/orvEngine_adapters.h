@@ -91,7 +91,7 @@ struct AdapterOf<::IError> {
 
 namespace orvspc::windows {
 
-class DatabaseAdapter final : public com::Adapter<::IDatabase, windows::engine::Database> {
+class DatabaseAdapter : public com::Adapter<::IDatabase, windows::engine::Database> {
  public:
   using Adapter::Adapter;
 
@@ -119,7 +119,7 @@ class DatabaseAdapter final : public com::Adapter<::IDatabase, windows::engine::
   }
 };
 
-class RuleDefAdapter final : public com::Adapter<::IRuleDef, platform::RuleDef> {
+class RuleDefAdapter : public com::Adapter<::IRuleDef, platform::RuleDef> {
  public:
   using Adapter::Adapter;
 
@@ -151,7 +151,7 @@ class RuleDefAdapter final : public com::Adapter<::IRuleDef, platform::RuleDef> 
   }
 };
 
-class SpecLimAdapter final : public com::Adapter<::ISpecLim, platform::SpecLim> {
+class SpecLimAdapter : public com::Adapter<::ISpecLim, platform::SpecLim> {
  public:
   using Adapter::Adapter;
 
@@ -173,7 +173,7 @@ class SpecLimAdapter final : public com::Adapter<::ISpecLim, platform::SpecLim> 
   }
 };
 
-class CtrlLimAdapter final : public com::Adapter<::ICtrlLim, platform::CtrlLim> {
+class CtrlLimAdapter : public com::Adapter<::ICtrlLim, platform::CtrlLim> {
  public:
   using Adapter::Adapter;
 
@@ -195,7 +195,7 @@ class CtrlLimAdapter final : public com::Adapter<::ICtrlLim, platform::CtrlLim> 
   }
 };
 
-class DefOppAdapter final : public com::Adapter<::IDefOpp, platform::DefOpp> {
+class DefOppAdapter : public com::Adapter<::IDefOpp, platform::DefOpp> {
  public:
   using Adapter::Adapter;
 
@@ -217,7 +217,7 @@ class DefOppAdapter final : public com::Adapter<::IDefOpp, platform::DefOpp> {
   }
 };
 
-class PrcsStateLogAdapter final : public com::Adapter<::IPrcsStateLog, platform::PrcsStateLog> {
+class PrcsStateLogAdapter : public com::Adapter<::IPrcsStateLog, platform::PrcsStateLog> {
  public:
   using Adapter::Adapter;
 
@@ -267,7 +267,7 @@ class PrcsStateLogAdapter final : public com::Adapter<::IPrcsStateLog, platform:
   }
 };
 
-class PartAdapter final : public com::Adapter<::IPart, windows::engine::Part> {
+class PartAdapter : public com::Adapter<::IPart, windows::engine::Part> {
  public:
   using Adapter::Adapter;
 
@@ -299,7 +299,7 @@ class PartAdapter final : public com::Adapter<::IPart, windows::engine::Part> {
   }
 };
 
-class ProcessAdapter final : public com::Adapter<::IProcess, windows::engine::Process> {
+class ProcessAdapter : public com::Adapter<::IProcess, windows::engine::Process> {
  public:
   using Adapter::Adapter;
 
@@ -331,7 +331,7 @@ class ProcessAdapter final : public com::Adapter<::IProcess, windows::engine::Pr
   }
 };
 
-class TestAdapter final : public com::Adapter<::ITest, windows::engine::Test> {
+class TestAdapter : public com::Adapter<::ITest, windows::engine::Test> {
  public:
   using Adapter::Adapter;
 
@@ -363,7 +363,7 @@ class TestAdapter final : public com::Adapter<::ITest, windows::engine::Test> {
   }
 };
 
-class SamplingRequirementAdapter final
+class SamplingRequirementAdapter
     : public com::Adapter<::ISamplingRequirement, windows::engine::SamplingRequirement> {
  public:
   using Adapter::Adapter;
@@ -398,7 +398,7 @@ class SamplingRequirementAdapter final
   }
 };
 
-class StateCodeAdapter final : public com::Adapter<::IStateCode, windows::engine::StateCode> {
+class StateCodeAdapter : public com::Adapter<::IStateCode, windows::engine::StateCode> {
  public:
   using Adapter::Adapter;
 
@@ -430,8 +430,7 @@ class StateCodeAdapter final : public com::Adapter<::IStateCode, windows::engine
   }
 };
 
-class TimeConversionAdapter final
-    : public com::Adapter<::ITimeConversion, platform::TimeConversion> {
+class TimeConversionAdapter : public com::Adapter<::ITimeConversion, platform::TimeConversion> {
  public:
   using Adapter::Adapter;
 
@@ -443,7 +442,7 @@ class TimeConversionAdapter final
   }
 };
 
-class TextTrimmerAdapter final : public com::Adapter<::ITextTrimmer, windows::engine::TextTrimmer> {
+class TextTrimmerAdapter : public com::Adapter<::ITextTrimmer, windows::engine::TextTrimmer> {
  public:
   using Adapter::Adapter;
 
@@ -452,7 +451,7 @@ class TextTrimmerAdapter final : public com::Adapter<::ITextTrimmer, windows::en
   }
 };
 
-class ErrorAdapter final : public com::Adapter<::IError, windows::engine::Error> {
+class ErrorAdapter : public com::Adapter<::IError, windows::engine::Error> {
  public:
   using Adapter::Adapter;
 

@@ -188,12 +188,12 @@ struct AdapterOf<::ISCResults> {
 
 namespace orvspc::windows {
 
-class ConstantsAdapter final : public com::Adapter<::IConstants, Constants> {
+class ConstantsAdapter : public com::Adapter<::IConstants, Constants> {
  public:
   using Adapter::Adapter;
 };
 
-class DataSelectAdapter final : public com::Adapter<::IDataSelect, DataSelect> {
+class DataSelectAdapter : public com::Adapter<::IDataSelect, DataSelect> {
  public:
   using Adapter::Adapter;
 
@@ -306,7 +306,7 @@ class DataSelectAdapter final : public com::Adapter<::IDataSelect, DataSelect> {
   }
 };
 
-class DataSelectDescriptorAdapter final
+class DataSelectDescriptorAdapter
     : public com::Adapter<::IDataSelectDescriptor, DataSelectDescriptor> {
  public:
   using Adapter::Adapter;
@@ -346,7 +346,7 @@ class DataSelectDescriptorAdapter final
   }
 };
 
-class DataSelectDescriptorsAdapter final
+class DataSelectDescriptorsAdapter
     : public com::Adapter<::IDataSelectDescriptors, DataSelectDescriptors> {
  public:
   using Adapter::Adapter;
@@ -375,7 +375,7 @@ class DataSelectDescriptorsAdapter final
   }
 };
 
-class SubgroupDataAdapter final : public com::Adapter<::ISubgroupData, SubgroupData> {
+class SubgroupDataAdapter : public com::Adapter<::ISubgroupData, SubgroupData> {
  public:
   using Adapter::Adapter;
 
@@ -504,7 +504,7 @@ class SubgroupDataAdapter final : public com::Adapter<::ISubgroupData, SubgroupD
   }
 };
 
-class TestDataAdapter final : public com::Adapter<::ITestData, TestData> {
+class TestDataAdapter : public com::Adapter<::ITestData, TestData> {
  public:
   using Adapter::Adapter;
 
@@ -546,7 +546,7 @@ class TestDataAdapter final : public com::Adapter<::ITestData, TestData> {
   }
 };
 
-class DescriptorDataAdapter final : public com::Adapter<::IDescriptorData, DescriptorData> {
+class DescriptorDataAdapter : public com::Adapter<::IDescriptorData, DescriptorData> {
  public:
   using Adapter::Adapter;
 
@@ -579,7 +579,7 @@ class DescriptorDataAdapter final : public com::Adapter<::IDescriptorData, Descr
   }
 };
 
-class CommentDataAdapter final : public com::Adapter<::ICommentData, CommentData> {
+class CommentDataAdapter : public com::Adapter<::ICommentData, CommentData> {
  public:
   using Adapter::Adapter;
 
@@ -618,7 +618,7 @@ class CommentDataAdapter final : public com::Adapter<::ICommentData, CommentData
   }
 };
 
-class EventDataAdapter final : public com::Adapter<::IEventData, EventData> {
+class EventDataAdapter : public com::Adapter<::IEventData, EventData> {
  public:
   using Adapter::Adapter;
 
@@ -711,7 +711,7 @@ class EventDataAdapter final : public com::Adapter<::IEventData, EventData> {
   }
 };
 
-class CCProcessingAdapter final : public com::Adapter<::ICCProcessing, CCProcessing> {
+class CCProcessingAdapter : public com::Adapter<::ICCProcessing, CCProcessing> {
  public:
   using Adapter::Adapter;
 
@@ -840,7 +840,7 @@ class CCProcessingAdapter final : public com::Adapter<::ICCProcessing, CCProcess
   }
 };
 
-class CCAnalysisAdapter final : public com::Adapter<::ICCAnalysis, CCAnalysis> {
+class CCAnalysisAdapter : public com::Adapter<::ICCAnalysis, CCAnalysis> {
  public:
   using Adapter::Adapter;
 
@@ -854,7 +854,7 @@ class CCAnalysisAdapter final : public com::Adapter<::ICCAnalysis, CCAnalysis> {
   }
 };
 
-class CCResultsAdapter final : public com::Adapter<::ICCResults, CCResults> {
+class CCResultsAdapter : public com::Adapter<::ICCResults, CCResults> {
  public:
   using Adapter::Adapter;
 
@@ -909,7 +909,7 @@ class CCResultsAdapter final : public com::Adapter<::ICCResults, CCResults> {
   }
 };
 
-class CCGraphAdapter final : public com::Adapter<::ICCGraph, CCGraph> {
+class CCGraphAdapter : public com::Adapter<::ICCGraph, CCGraph> {
  public:
   using Adapter::Adapter;
 
@@ -921,7 +921,7 @@ class CCGraphAdapter final : public com::Adapter<::ICCGraph, CCGraph> {
   }
 };
 
-class CCGraphDataAdapter final : public com::Adapter<::ICCGraphData, CCGraphData> {
+class CCGraphDataAdapter : public com::Adapter<::ICCGraphData, CCGraphData> {
  public:
   using Adapter::Adapter;
 
@@ -1071,7 +1071,7 @@ class CCGraphDataAdapter final : public com::Adapter<::ICCGraphData, CCGraphData
   }
 };
 
-class CAProcessingAdapter final : public com::Adapter<::ICAProcessing, CAProcessing> {
+class CAProcessingAdapter : public com::Adapter<::ICAProcessing, CAProcessing> {
  public:
   using Adapter::Adapter;
 
@@ -1167,7 +1167,7 @@ class CAProcessingAdapter final : public com::Adapter<::ICAProcessing, CAProcess
   }
 };
 
-class CAAnalysisAdapter final : public com::Adapter<::ICAAnalysis, CAAnalysis> {
+class CAAnalysisAdapter : public com::Adapter<::ICAAnalysis, CAAnalysis> {
  public:
   using Adapter::Adapter;
 
@@ -1181,7 +1181,7 @@ class CAAnalysisAdapter final : public com::Adapter<::ICAAnalysis, CAAnalysis> {
   }
 };
 
-class CAResultsAdapter final : public com::Adapter<::ICAResults, CAResults> {
+class CAResultsAdapter : public com::Adapter<::ICAResults, CAResults> {
  public:
   using Adapter::Adapter;
 
@@ -1208,7 +1208,7 @@ class CAResultsAdapter final : public com::Adapter<::ICAResults, CAResults> {
   }
 };
 
-class CAStatisticsAdapter final : public com::Adapter<::ICAStatistics, CAStatistics> {
+class CAStatisticsAdapter : public com::Adapter<::ICAStatistics, CAStatistics> {
  public:
   using Adapter::Adapter;
 
@@ -1598,7 +1598,7 @@ class CAStatisticsAdapter final : public com::Adapter<::ICAStatistics, CAStatist
   }
 };
 
-class CABinsAdapter final : public com::Adapter<::ICABins, CABins> {
+class CABinsAdapter : public com::Adapter<::ICABins, CABins> {
  public:
   using Adapter::Adapter;
 
@@ -1637,7 +1637,7 @@ class CABinsAdapter final : public com::Adapter<::ICABins, CABins> {
   }
 };
 
-class CACurveAdapter final : public com::Adapter<::ICACurve, CACurve> {
+class CACurveAdapter : public com::Adapter<::ICACurve, CACurve> {
  public:
   using Adapter::Adapter;
 
@@ -1670,7 +1670,7 @@ class CACurveAdapter final : public com::Adapter<::ICACurve, CACurve> {
   }
 };
 
-class PAProcessingAdapter final : public com::Adapter<::IPAProcessing, PAProcessing> {
+class PAProcessingAdapter : public com::Adapter<::IPAProcessing, PAProcessing> {
  public:
   using Adapter::Adapter;
 
@@ -1791,7 +1791,7 @@ class PAProcessingAdapter final : public com::Adapter<::IPAProcessing, PAProcess
   }
 };
 
-class PAAnalysisAdapter final : public com::Adapter<::IPAAnalysis, PAAnalysis> {
+class PAAnalysisAdapter : public com::Adapter<::IPAAnalysis, PAAnalysis> {
  public:
   using Adapter::Adapter;
 
@@ -1805,7 +1805,7 @@ class PAAnalysisAdapter final : public com::Adapter<::IPAAnalysis, PAAnalysis> {
   }
 };
 
-class PABinsAdapter final : public com::Adapter<::IPABins, PABins> {
+class PABinsAdapter : public com::Adapter<::IPABins, PABins> {
  public:
   using Adapter::Adapter;
 
@@ -1880,7 +1880,7 @@ class PABinsAdapter final : public com::Adapter<::IPABins, PABins> {
   }
 };
 
-class PAResultsAdapter final : public com::Adapter<::IPAResults, PAResults> {
+class PAResultsAdapter : public com::Adapter<::IPAResults, PAResults> {
  public:
   using Adapter::Adapter;
 
@@ -1901,7 +1901,7 @@ class PAResultsAdapter final : public com::Adapter<::IPAResults, PAResults> {
   }
 };
 
-class PSProcessingAdapter final : public com::Adapter<::IPSProcessing, PSProcessing> {
+class PSProcessingAdapter : public com::Adapter<::IPSProcessing, PSProcessing> {
  public:
   using Adapter::Adapter;
 
@@ -1910,7 +1910,7 @@ class PSProcessingAdapter final : public com::Adapter<::IPSProcessing, PSProcess
   }
 };
 
-class PSAnalysisAdapter final : public com::Adapter<::IPSAnalysis, PSAnalysis> {
+class PSAnalysisAdapter : public com::Adapter<::IPSAnalysis, PSAnalysis> {
  public:
   using Adapter::Adapter;
 
@@ -1924,7 +1924,7 @@ class PSAnalysisAdapter final : public com::Adapter<::IPSAnalysis, PSAnalysis> {
   }
 };
 
-class PSResultsAdapter final : public com::Adapter<::IPSResults, PSResults> {
+class PSResultsAdapter : public com::Adapter<::IPSResults, PSResults> {
  public:
   using Adapter::Adapter;
 
@@ -1945,7 +1945,7 @@ class PSResultsAdapter final : public com::Adapter<::IPSResults, PSResults> {
   }
 };
 
-class SCAnalysisAdapter final : public com::Adapter<::ISCAnalysis, SCAnalysis> {
+class SCAnalysisAdapter : public com::Adapter<::ISCAnalysis, SCAnalysis> {
  public:
   using Adapter::Adapter;
 
@@ -1958,7 +1958,7 @@ class SCAnalysisAdapter final : public com::Adapter<::ISCAnalysis, SCAnalysis> {
   }
 };
 
-class SCResultsAdapter final : public com::Adapter<::ISCResults, SCResults> {
+class SCResultsAdapter : public com::Adapter<::ISCResults, SCResults> {
  public:
   using Adapter::Adapter;
 

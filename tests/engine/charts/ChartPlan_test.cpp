@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/ChartWord.h"
+
 namespace orvspc::engine::charts {
 
 namespace {
@@ -82,7 +84,14 @@ TEST(ChartPlan, TellsWhatItChangedOrDropped) {
   EXPECT_EQ(plan.notes[1].code, "graph-dropped");
 }
 
-TEST(ChartPlan, KnowsTheWordsOfItsRoad) {
+// Limits are imported with the word of their chart, by readers that do not know the plans.
+TEST(ChartPlan, WordsAreThoseThatStoredLimitsMayName) {
+  for (std::int32_t word = -1; word <= 0x1FFF; ++word) {
+    EXPECT_EQ(platform::IsChartWord(word), IsVariableWord(word) || IsAttributeWord(word)) << word;
+  }
+}
+
+TEST(ChartPlan, KnowsTheWordsOfItsPath) {
   for (const std::int32_t word : {0x000, 0x110, 0x542, 0x002}) EXPECT_TRUE(IsVariableWord(word));
   for (const std::int32_t word : {0x600, 0xD00, 0x150, 0x113, 0x1110, -1}) {
     EXPECT_FALSE(IsVariableWord(word)) << word;

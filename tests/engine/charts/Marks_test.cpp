@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
 
+#include "engine/store/alarm_rules.h"
+#include "platform/ChartWord.h"
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
@@ -46,6 +49,22 @@ TEST(Marks, RulesWhereTheyMeanSomething) {
   }
   EXPECT_EQ(NumbersFor(ChartKind::Mean, true), std::vector<std::int32_t>{1}) << "cusum";
   EXPECT_EQ(NumbersFor(ChartKind::PreControl), (std::vector<std::int32_t>{16, 17, 18}));
+}
+
+// The masks of alarms are made by the store, which does not know the plans.
+TEST(Marks, RulesAreThoseThatMayRaiseAlarms) {
+  const FakeStore store;
+  for (std::int32_t word = 0x100; word <= 0xF00; word += 0x100) {
+    if (!platform::IsChartWord(word)) continue;
+    const auto code = word >> 8;
+    const auto* const row =
+        std::find_if(std::begin(charts::kKinds), std::end(charts::kKinds),
+                     [&](const auto& each) { return each.graph == 1 && each.code == code; });
+    const auto kind = row == std::end(charts::kKinds) ? ChartKind::Attribute : row->kind;
+    std::uint32_t bits = 0;
+    for (const auto number : NumbersFor(kind)) bits |= std::uint32_t{1} << number;
+    EXPECT_EQ(store::ApplicableRules(store.rules, word, 1), bits) << word;
+  }
 }
 
 TEST(Marks, RulesThatCannotRunAreLeftOut) {

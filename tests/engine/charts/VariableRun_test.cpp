@@ -26,12 +26,8 @@ using Sizes = std::vector<std::int32_t>;
 // Every chart of the variable road.
 std::vector<std::int32_t> AllWords() {
   std::vector<std::int32_t> words{0};
-  for (std::int32_t one = 1; one <= 5; ++one) {
-    for (std::int32_t two = 0; two <= 4; ++two) {
-      for (std::int32_t three = 0; three <= 2; ++three) {
-        words.push_back(one << 8 | two << 4 | three);
-      }
-    }
+  for (std::int32_t word = 0x100; word <= 0xFFF; ++word) {
+    if (IsVariableWord(word)) words.push_back(word);
   }
   return words;
 }
