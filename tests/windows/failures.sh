@@ -12,4 +12,6 @@ on_wine 60 "$ORVSPC_WINDOWS/failures.exe"
 unregister "$ORVSPC_WINDOWS"
 incomplete_folder "$ORVSPC_WORK/incomplete"
 register "$ORVSPC_WORK/incomplete"
-on_wine 60 "$ORVSPC_WINDOWS/failures.exe" missing
+# From another folder: the usual search begins beside the program.
+cp "$ORVSPC_WINDOWS/failures.exe" .
+on_wine 60 failures.exe missing

@@ -6,7 +6,7 @@ compare_walks.py ONE OTHER            line by line; numbers to 1e-12 relative, a
 compare_walks.py --script ONE OTHER   every line of the script ONE against the line of OTHER with the
                                       same section, name and place; numbers to 15 digits; of arrays
                                       the script knows the kind alone
-compare_walks.py --xml ONE OTHER      the texts of GetXML alone, byte for byte
+compare_walks.py --exactly ONE OTHER  every line byte for byte; texts of GetXML are among them
 compare_walks.py --called LIST WALK...  no member of LIST that none of the walks names
 compare_walks.py --self-test
 
@@ -98,15 +98,16 @@ def compare_script(script, other):
     return differences, f"{len(found)} lines of the script are equal"
 
 
-def compare_xml(one, other):
+def compare_exactly(one, other):
+    differences = [f"line {number}:\n  {a[:400]}\n  {b[:400]}"
+                   for number, (a, b) in enumerate(zip(one, other), 1) if a != b]
+    if len(one) != len(other):
+        differences.append(f"{len(one)} lines, {len(other)} lines")
     # Beside the name of the call: what is quoted may hold any text.
-    def texts(lines):
-        return [line for line in lines if re.match(r"[A-Za-z]+\.GetXML = ", line)]
-    a, b = texts(one), texts(other)
-    differences = [f"{x[:4000]}\n  {y[:4000]}" for x, y in zip(a, b) if x != y]
-    if len(a) != len(b) or not a:
-        differences.append(f"{len(a)} texts, {len(b)} texts")
-    return differences, f"{len(a)} texts of GetXML are equal byte for byte"
+    texts = sum(1 for line in one if re.match(r"[A-Za-z]+\.GetXML = \"", line))
+    if texts == 0:
+        differences.append("no text of GetXML")
+    return differences, f"{len(one)} lines equal byte for byte, {texts} of them texts of GetXML"
 
 
 def never_called(members, walks):
@@ -147,9 +148,11 @@ def self_test():
         assert compare_script(script[:index] + [line] + script[index + 1:], base)[0], line
     assert compare_script([], base)[0]
     assert compare_script(script + ["X.Y = nan"], base)[0]
-    assert not compare_xml(base, base)[0]
-    assert compare_xml(base, changed(8, "X.GetXML = \"<b/>\""))[0]
-    assert compare_xml([], [])[0]
+    assert not compare_exactly(base, base)[0]
+    assert compare_exactly(base, changed(8, "X.GetXML = \"<b/>\""))[0]
+    assert compare_exactly(base, changed(1, "X.Y = 1.50"))[0]
+    assert compare_exactly(base, base[:-1])[0]
+    assert compare_exactly(base[:-1], base[:-1])[0]
     assert not never_called(["X.Y", "X.L(let)"], [base])[0]
     assert never_called(["X.Y", "X.Y(let)"], [base])[0] == ["X.Y(let)"]
     assert never_called(["X.N", "X.M"], [["[never called]", "X.M", ""]])[0] == ["X.M"]
@@ -160,7 +163,7 @@ def main(arguments):
     if arguments == ["--self-test"]:
         self_test()
         return 0
-    ways = {"--script": compare_script, "--xml": compare_xml}
+    ways = {"--script": compare_script, "--exactly": compare_exactly}
     if len(arguments) >= 3 and arguments[0] == "--called":
         members = [line for line in read(arguments[1]) if line]
         differences, summary = never_called(members, [read(each) for each in arguments[2:]])

@@ -17,9 +17,12 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/windows/typelib/orvEngine.h"
+#include "host/windows/typelib/orvSPCAnalysis6.h"
 #include "tests/windows/client/Com.h"
 
 namespace orvspc::windows::tests {
@@ -41,6 +44,77 @@ constexpr GUID kParse = {
 using Parser = IActiveScriptParse32;
 using Cookie = DWORD;
 #endif
+
+// Makes what another factory makes.
+class PassingFactory : public IClassFactory {
+ public:
+  explicit PassingFactory(IClassFactory* factory) : factory_(Owned(factory)) {}
+  virtual ~PassingFactory() = default;
+  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
+    *object = id == IID_IUnknown || id == IID_IClassFactory ? this : nullptr;
+    return *object == nullptr ? E_NOINTERFACE : S_OK;
+  }
+  // Lives until the end, whoever holds it.
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+    return factory_->CreateInstance(outer, id, object);
+  }
+  STDMETHODIMP LockServer(BOOL lock) override { return factory_->LockServer(lock); }
+  void Forget() { factory_.reset(); }
+
+ private:
+  std::shared_ptr<IClassFactory> factory_;
+};
+
+// The VBScript of Wine keeps a reference to each class factory that its CreateObject used. That one
+// must not be the component's, or it would seem to be in use for ever: while this lives, factories
+// of ours stand in front of those of all classes that hosts can create.
+class Factories {
+ public:
+  Factories() {
+    for (const GUID* library : {&LIBID_orvSPCAnalysis6, &LIBID_orvEngine}) Add(*library);
+  }
+  Factories(const Factories&) = delete;
+  Factories& operator=(const Factories&) = delete;
+  ~Factories() {
+    for (const DWORD cookie : cookies_) CoRevokeClassObject(cookie);
+    for (const auto& factory : factories_) factory->Forget();
+  }
+
+ private:
+  void Add(const GUID& id) {
+    ITypeLib* loaded = nullptr;
+    if (FAILED(LoadRegTypeLib(id, 6, 0, 0, &loaded))) return;
+    const auto library = Owned(loaded);
+    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+      ITypeInfo* info = nullptr;
+      if (FAILED(library->GetTypeInfo(i, &info))) continue;
+      const auto type = Owned(info);
+      TYPEATTR* attributes = nullptr;
+      if (FAILED(type->GetTypeAttr(&attributes))) continue;
+      if (attributes->typekind == TKIND_COCLASS &&
+          (attributes->wTypeFlags & TYPEFLAG_FCANCREATE) != 0)
+        StandInFor(attributes->guid);
+      type->ReleaseTypeAttr(attributes);
+    }
+  }
+
+  void StandInFor(const GUID& id) {
+    IClassFactory* factory = nullptr;
+    if (FAILED(CoGetClassObject(id, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                                reinterpret_cast<void**>(&factory))))
+      return;
+    factories_.push_back(std::make_unique<PassingFactory>(factory));
+    DWORD cookie = 0;
+    if (SUCCEEDED(CoRegisterClassObject(id, factories_.back().get(), CLSCTX_INPROC_SERVER,
+                                        REGCLS_MULTIPLEUSE, &cookie)))
+      cookies_.push_back(cookie);
+  }
+
+  std::vector<std::unique_ptr<PassingFactory>> factories_;
+  std::vector<DWORD> cookies_;
+};
 
 struct Source {
   std::string file;
@@ -80,11 +154,16 @@ class Site : public IActiveScriptSite {
   STDMETHODIMP GetDocVersionString(BSTR*) override { return E_NOTIMPL; }
   STDMETHODIMP OnScriptTerminate(const VARIANT*, const EXCEPINFO*) override { return S_OK; }
   STDMETHODIMP OnStateChange(SCRIPTSTATE) override { return S_OK; }
-  STDMETHODIMP OnEnterScript() override { return S_OK; }
-  STDMETHODIMP OnLeaveScript() override { return S_OK; }
+  STDMETHODIMP OnEnterScript() override {
+    ++depth_;
+    return S_OK;
+  }
+  STDMETHODIMP OnLeaveScript() override {
+    --depth_;
+    return S_OK;
+  }
 
   STDMETHODIMP OnScriptError(IActiveScriptError* error) override {
-    failed_ = true;
     EXCEPINFO info{};
     DWORD context = 0;
     ULONG line = 0;
@@ -98,14 +177,18 @@ class Site : public IActiveScriptSite {
     };
     const std::string source = text(info.bstrSource), description = text(info.bstrDescription);
     SysFreeString(info.bstrHelpFile);
+    // In an object of the script that the component called: it goes on there.
+    if (depth_ > 1) return S_FALSE;
+    failed_ = true;
     std::fprintf(stderr, "%s, column %d: %08lx %s: %s\n",
                  Place(sources_, static_cast<int>(line)).c_str(), static_cast<int>(column),
                  static_cast<unsigned long>(info.scode), source.c_str(), description.c_str());
-    return S_OK;
+    return S_FALSE;
   }
 
  private:
   const std::vector<Source>& sources_;
+  int depth_ = 0;  // of calls into the script
   bool failed_ = false;
 };
 
@@ -158,7 +241,11 @@ bool Run(const std::vector<std::string>& files) {
 int main(int count, char** arguments) {
   using namespace orvspc::windows::tests;
   const Apartment apartment;
-  const bool done = Run({arguments + 1, arguments + count});
+  bool done = false;
+  {
+    const Factories factories;
+    done = Run({arguments + 1, arguments + count});
+  }
   SetErrorInfo(0, nullptr);
   CoFreeUnusedLibraries();
   int left = 0;

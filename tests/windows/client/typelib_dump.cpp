@@ -94,7 +94,7 @@ void Function(ITypeInfo& type, UINT index, std::ostream& out) {
                                                                   : "method";
   // Slots are counted behind those of IDispatch.
   const auto slot = static_cast<unsigned>(function->oVft) / sizeof(void*);
-  out << "  " << function->oVft << " " << slot << " " << kind << " " << Taken(names[0]) << "(";
+  out << "  " << (slot < 7 ? "outside" : std::to_string(slot - 7)) << " " << kind << " " << Taken(names[0]) << "(";
   for (int i = 0; i < function->cParams; ++i) {
     const auto& argument = function->lprgelemdescParam[i];
     const auto name = static_cast<UINT>(i) + 1;

@@ -1,6 +1,6 @@
 ' SPDX-License-Identifier: Apache-2.0
-' In front of every script, behind its Const OUTPUT: what writes the lines of the result file.
-Option Explicit
+' In front of every script, behind Option Explicit and Const OUTPUT: what writes the lines of the
+' result file.
 Dim out
 Set out = CreateObject("Scripting.FileSystemObject").CreateTextFile(OUTPUT, True, True)
 

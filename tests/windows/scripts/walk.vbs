@@ -121,6 +121,12 @@ Sub LetEach()
   v = o.DateRangeStart : Tell "DataSelect.DateRangeStart", v
   Section "PAProcessing, set"
   Set o = Make("PAProcessing")
+  For Each v In Array(1, 99)
+    o.BinTypeMajor = v : TellLet "PAProcessing.BinTypeMajor", v
+    Tell "PAProcessing.BinTypeMajor", o.BinTypeMajor
+    o.BinTypeMinor = v : TellLet "PAProcessing.BinTypeMinor", v
+    Tell "PAProcessing.BinTypeMinor", o.BinTypeMinor
+  Next
   For v = -1 To 6
     Tell "PAProcessing.BinType(" & v & ")", o.BinType(v)
     o.BinType(v) = v + 2 : TellLet "PAProcessing.BinType(" & v & ")", v + 2
