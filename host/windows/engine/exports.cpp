@@ -14,7 +14,6 @@
 #include <span>
 
 #include "engine/Embedded.h"
-#include "engine/store/conditions.h"
 #include "host/windows/native/NativeFunctions.h"
 #include "platform/Enumerations.h"
 
@@ -75,7 +74,10 @@ std::span<Int> FilterOf(const API_DSInfo& info, Int* first) {
     if (!has_items || count >= kFilterCells || first[count] <= 0) return;
     length = std::min(length + static_cast<std::size_t>(first[count]), kFilterCells);
   };
-  for (const auto& kind : orvspc::engine::store::kFilterKinds) take_block(info.*kind.type);
+  // In the order of the blocks.
+  for (const auto type : {info.AllPart, info.AllProcess, info.AllTest, info.AllJob, info.AllLot,
+                          info.AllShift, info.AllEmployee, info.AllCode})
+    take_block(type);
   if (info.Filter == 0 || length == kFilterCells) return {first, length};
   const auto others = first[length++];
   for (Int i = 0; i < others && length < kFilterCells; ++i) take_block(ftItemList);
