@@ -63,6 +63,7 @@ LAYERS = {
     "host/windows/msxml": SERVER + ["host/windows/com"],
     "host/windows/external": SERVER + [f"host/windows/{name}" for name in ("com", "native", "msxml")],
     "host/windows/tables": [],
+    "host/windows/runtime": [],
     "host/windows/analysis": SERVER + [f"host/windows/{name}" for name in
                                        ("com", "generated", "native", "external", "msxml")],
     "host/windows/generated": SERVER + [f"host/windows/{name}" for name in
