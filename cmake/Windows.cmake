@@ -133,6 +133,14 @@ END
   target_sources(${target} PRIVATE ${rc})
 endfunction()
 
+# Gives a DLL or program an end of its thread-local variables that works.
+set(ORVSPC_THREAD_END ${PROJECT_SOURCE_DIR}/host/windows/runtime/thread_end.cpp)
+function(orvspc_thread_end target)
+  target_sources(${target} PRIVATE ${ORVSPC_THREAD_END})
+  set_source_files_properties(${ORVSPC_THREAD_END} TARGET_DIRECTORY ${target}
+                              PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 function(orvspc_dll name)
   cmake_parse_arguments(arg "" "DEF;TYPELIB" "SOURCES;LINK" ${ARGN})
   cmake_path(ABSOLUTE_PATH arg_DEF BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
@@ -144,6 +152,7 @@ function(orvspc_dll name)
   orvspc_resources(${name} ${name} VFT_DLL TYPELIB ${arg_TYPELIB})
   if(arg_TYPELIB)
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})
+    orvspc_thread_end(${name})
   endif()
   target_link_libraries(${name} PRIVATE ${arg_LINK} orvspc_windows)
   # A .def of bare names also finds the decorated functions of 32 bits.
@@ -162,6 +171,7 @@ endfunction()
 function(orvspc_windows_program name)
   cmake_parse_arguments(arg "" "TYPELIB" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  orvspc_thread_end(${name})
   if(arg_TYPELIB)
     orvspc_resources(${name} ${name} VFT_APP TYPELIB ${arg_TYPELIB})
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})

@@ -290,13 +290,13 @@ class DllDatabase {
 
 // Subgroups with descriptors and comments, which the sample data have not.
 constexpr const char* kDescribed =
-    "part,process,test,subgroup,time,tsno,value,employee,descriptor:Cavity,comment\n"
-    "Cavity part,Moulding,Width,1,2024-05-01T08:00:00,,1.5,Okafor,1,first of the shift\n"
-    "Cavity part,Moulding,Width,2,2024-05-01T09:00:00,,1.6,Okafor,2,\n"
-    "Cavity part,Moulding,Width,3,2024-05-01T10:00:00,,1.4,Tran,1,Gr\xC3\xB6\xC3\x9F"
+    "part,process,test,subgroup,time,tsno,value,job,lot,employee,descriptor:Cavity,comment\n"
+    "Cavity part,Moulding,Width,1,2024-05-01T08:00:00,,1.5,J1,L1,Okafor,1,first of the shift\n"
+    "Cavity part,Moulding,Width,2,2024-05-01T09:00:00,,1.6,J1,L2,Okafor,2,\n"
+    "Cavity part,Moulding,Width,3,2024-05-01T10:00:00,,1.4,J2,L2,Tran,1,Gr\xC3\xB6\xC3\x9F"
     "e gepr\xC3\xBC"
     "ft\n"
-    "Cavity part,Moulding,Width,4,2024-05-01T11:00:00,,1.7,Tran,2,\n";
+    "Cavity part,Moulding,Width,4,2024-05-01T11:00:00,,1.7,J2,L2,Tran,2,\n";
 
 void CheckSequence(const fs::path& sample, const fs::path& folder) {
   const auto file = folder / L"native.db", csv = folder / L"described.csv";

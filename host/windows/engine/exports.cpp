@@ -14,7 +14,6 @@
 #include <span>
 
 #include "engine/Embedded.h"
-#include "engine/store/conditions.h"
 #include "host/windows/native/NativeFunctions.h"
 #include "platform/Enumerations.h"
 
@@ -64,6 +63,11 @@ std::span<T> Elements(T* first, Int count, Int limit = std::numeric_limits<Int>:
   return {first, static_cast<std::size_t>(std::clamp(count, 0, limit))};
 }
 
+// In the order of their blocks in the filter array.
+constexpr Int API_DSInfo::*kItemTypes[] = {
+    &API_DSInfo::AllPart, &API_DSInfo::AllProcess, &API_DSInfo::AllTest,     &API_DSInfo::AllJob,
+    &API_DSInfo::AllLot,  &API_DSInfo::AllShift,   &API_DSInfo::AllEmployee, &API_DSInfo::AllCode};
+
 // The filter array of a selection, as far as its blocks reach.
 std::span<Int> FilterOf(const API_DSInfo& info, Int* first) {
   std::size_t length = 0;
@@ -75,7 +79,7 @@ std::span<Int> FilterOf(const API_DSInfo& info, Int* first) {
     if (!has_items || count >= kFilterCells || first[count] <= 0) return;
     length = std::min(length + static_cast<std::size_t>(first[count]), kFilterCells);
   };
-  for (const auto& kind : orvspc::engine::store::kFilterKinds) take_block(info.*kind.type);
+  for (const auto type : kItemTypes) take_block(info.*type);
   if (info.Filter == 0 || length == kFilterCells) return {first, length};
   const auto others = first[length++];
   for (Int i = 0; i < others && length < kFilterCells; ++i) take_block(ftItemList);
