@@ -14,9 +14,9 @@
 #   the type library as resource 1. It needs no .rc file of its own. Without SOURCES it is a DLL of
 #   forwarders. The .def has bare names without @n, also for stdcall functions of 32 bits.
 #
-# orvspc_windows_library(<name> DIR <folder> [LINK <target>...])
-#   The sources of a folder of host/windows as orvspc_windows_<name>, a static library that DLLs and
-#   programs link. Sources are globbed.
+# orvspc_windows_library(<name> DIR <folder> [MORE <pattern>] [LINK <target>...])
+#   The sources of a folder of host/windows, and those of the pattern, as orvspc_windows_<name>, a
+#   static library that DLLs and programs link. Sources are globbed.
 #
 # orvspc_windows_program(<name> [TYPELIB <name>] SOURCES <file>... [LINK <target or library>...])
 #   bin/<name>.exe, for the console; a program with a type library has it as resource 1, as a DLL.
@@ -161,8 +161,10 @@ function(orvspc_dll name)
 endfunction()
 
 function(orvspc_windows_library name)
-  cmake_parse_arguments(arg "" "DIR" "LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${arg_DIR}/*.cpp)
+  cmake_parse_arguments(arg "" "DIR;MORE" "LINK" ${ARGN})
+  set(patterns ${arg_DIR}/*.cpp ${arg_MORE})
+  list(TRANSFORM patterns PREPEND ${PROJECT_SOURCE_DIR}/)
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
   add_library(orvspc_windows_${name} STATIC ${sources})
   orvspc_unity(orvspc_windows_${name})
   target_link_libraries(orvspc_windows_${name} PUBLIC ${arg_LINK} orvspc_windows)
