@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "system/system.h"
+#include "system/thread_end.h"
 
 namespace orvspc::system {
 namespace {

@@ -56,6 +56,7 @@ unregister "$ORVSPC_WORK/incomplete"
 register "$ORVSPC_WINDOWS"
 folder=$ORVSPC_WORK/documented
 copy_samples "$ORVSPC_WORK/linux" "$folder"
+# shellcheck disable=SC2016
 sed -n '/^```vbscript$/,/^```$/p' docs/how-to/windows.md | sed '/^```/d; s/$/\r/' >"$folder/wafer.vbs"
 [ -s "$folder/wafer.vbs" ]
 (cd "$folder" && on_wine 60 "$ORVSPC_WINDOWS/script_host.exe" wafer.vbs)

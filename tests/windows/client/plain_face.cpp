@@ -8,8 +8,8 @@
 #include "engine/Embedded.h"
 #include "frame/Failure.h"
 #include "frame/Trail.h"
-#include "platform/Platform.h"
 #include "platform/FixedText.h"
+#include "platform/Platform.h"
 #include "tests/windows/client/Face.h"
 #include "tests/windows/client/Session.h"
 #include "tests/windows/client/plain_headers.inc"
@@ -52,8 +52,7 @@ std::shared_ptr<T> Shared(const Value& value) {
   const auto object = As<Object>(value);
   if (!object) return nullptr;
   // An argument of a base class, such as any database.
-  if (const auto* handle = dynamic_cast<const HandleOf<T>*>(&HandleIn(object)))
-    return handle->held;
+  if (const auto* handle = dynamic_cast<const HandleOf<T>*>(&HandleIn(object))) return handle->held;
   if constexpr (std::is_base_of_v<platform::Object, T>)
     if (auto found = std::dynamic_pointer_cast<T>(HandleIn(object).Base())) return found;
   FailTypeMismatch();
