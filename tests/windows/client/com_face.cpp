@@ -237,7 +237,7 @@ Value ByHand_CCResults_SetXMLNode(const Object& object, std::vector<Value>& argu
 }
 
 const Member kMembers[] = {
-#include "tests/windows/client/com_members.inc"
+#include <members/com_members.inc>
 };
 
 struct Creator {
@@ -247,7 +247,7 @@ struct Creator {
 };
 
 const Creator kCreators[] = {
-#include "tests/windows/client/com_creators.inc"
+#include <members/com_creators.inc>
 };
 
 }  // namespace

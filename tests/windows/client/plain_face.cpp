@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include <members/plain_headers.inc>
 #include "engine/Embedded.h"
 #include "frame/Failure.h"
 #include "frame/Trail.h"
@@ -12,7 +13,6 @@
 #include "platform/Platform.h"
 #include "tests/windows/client/Face.h"
 #include "tests/windows/client/Session.h"
-#include "tests/windows/client/plain_headers.inc"
 
 namespace orvspc::windows::tests {
 
@@ -152,7 +152,7 @@ Value ByHand_CCResults_SetXMLNode(const Object& object, std::vector<Value>& argu
 }
 
 const Member kMembers[] = {
-#include "tests/windows/client/plain_members.inc"
+#include <members/plain_members.inc>
 };
 
 struct Creator {
@@ -161,7 +161,7 @@ struct Creator {
 };
 
 const Creator kCreators[] = {
-#include "tests/windows/client/plain_creators.inc"
+#include <members/plain_creators.inc>
 };
 
 }  // namespace
