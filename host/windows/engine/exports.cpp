@@ -42,19 +42,11 @@ Int Answer(Body&& body, const References*... references) noexcept {
 }
 
 // The array behind a reference to an array object; no elements for one that was never dimensioned
-// or has several dimensions.
+// or has several dimensions. It keeps its length: the engine resizes no array of a caller.
 ArrayRef ArrayOf(ArrayObject reference) {
   if (reference == nullptr || *reference == nullptr || (*reference)->cDims != 1) return {};
   auto* const object = *reference;
-  ArrayRef array{
-      object->pvData, ::SafeArrayGetElemsize(object), object->rgsabound[0].cElements, {}};
-  if ((object->fFeatures & FADF_FIXEDSIZE) != 0) return array;
-  array.resize = [object](std::size_t count) noexcept -> void* {
-    SAFEARRAYBOUND bound{static_cast<ULONG>(count), object->rgsabound[0].lLbound};
-    if (bound.cElements != count || FAILED(::SafeArrayRedim(object, &bound))) return nullptr;
-    return object->pvData;
-  };
-  return array;
+  return {object->pvData, ::SafeArrayGetElemsize(object), object->rgsabound[0].cElements, {}};
 }
 
 // Elements of a plain array; none for a count below 0.
