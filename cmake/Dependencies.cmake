@@ -48,7 +48,7 @@ set(SQLite3_FOUND TRUE)
 add_library(orvspc_sqlite STATIC ${sqlite}/sqlite3.c)
 add_library(SQLite::SQLite3 ALIAS orvspc_sqlite)
 target_include_directories(orvspc_sqlite SYSTEM PUBLIC ${sqlite})
-target_compile_options(orvspc_sqlite PRIVATE -w)
+target_compile_options(orvspc_sqlite PRIVATE -w -O2)
 # As many bound values as the Linux packages allow, since a list of items is bound one by one.
 target_compile_definitions(orvspc_sqlite PRIVATE SQLITE_THREADSAFE=1 SQLITE_DEFAULT_MEMSTATUS=0
   SQLITE_MAX_VARIABLE_NUMBER=250000 SQLITE_ENABLE_MATH_FUNCTIONS SQLITE_OMIT_LOAD_EXTENSION

@@ -14,9 +14,9 @@
 #   the type library as resource 1. It needs no .rc file of its own. Without SOURCES it is a DLL of
 #   forwarders. The .def has bare names without @n, also for stdcall functions of 32 bits.
 #
-# orvspc_windows_library(<name> DIR <folder> [LINK <target>...])
-#   The sources of a folder of host/windows as orvspc_windows_<name>, a static library that DLLs and
-#   programs link. Sources are globbed.
+# orvspc_windows_library(<name> DIR <folder> [MORE <pattern>] [LINK <target>...])
+#   The sources of a folder of host/windows, and those of the pattern, as orvspc_windows_<name>, a
+#   static library that DLLs and programs link. Sources are globbed.
 #
 # orvspc_windows_program(<name> [TYPELIB <name>] SOURCES <file>... [LINK <target or library>...])
 #   bin/<name>.exe, for the console; a program with a type library has it as resource 1, as a DLL.
@@ -133,6 +133,14 @@ END
   target_sources(${target} PRIVATE ${rc})
 endfunction()
 
+# Gives a DLL or program an end of its thread-local variables that works.
+set(ORVSPC_THREAD_END ${PROJECT_SOURCE_DIR}/host/windows/runtime/thread_end.cpp)
+function(orvspc_thread_end target)
+  target_sources(${target} PRIVATE ${ORVSPC_THREAD_END})
+  set_source_files_properties(${ORVSPC_THREAD_END} TARGET_DIRECTORY ${target}
+                              PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 function(orvspc_dll name)
   cmake_parse_arguments(arg "" "DEF;TYPELIB" "SOURCES;LINK" ${ARGN})
   cmake_path(ABSOLUTE_PATH arg_DEF BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
@@ -144,6 +152,7 @@ function(orvspc_dll name)
   orvspc_resources(${name} ${name} VFT_DLL TYPELIB ${arg_TYPELIB})
   if(arg_TYPELIB)
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})
+    orvspc_thread_end(${name})
   endif()
   target_link_libraries(${name} PRIVATE ${arg_LINK} orvspc_windows)
   # A .def of bare names also finds the decorated functions of 32 bits.
@@ -152,8 +161,10 @@ function(orvspc_dll name)
 endfunction()
 
 function(orvspc_windows_library name)
-  cmake_parse_arguments(arg "" "DIR" "LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${arg_DIR}/*.cpp)
+  cmake_parse_arguments(arg "" "DIR;MORE" "LINK" ${ARGN})
+  set(patterns ${arg_DIR}/*.cpp ${arg_MORE})
+  list(TRANSFORM patterns PREPEND ${PROJECT_SOURCE_DIR}/)
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
   add_library(orvspc_windows_${name} STATIC ${sources})
   orvspc_unity(orvspc_windows_${name})
   target_link_libraries(orvspc_windows_${name} PUBLIC ${arg_LINK} orvspc_windows)
@@ -162,6 +173,7 @@ endfunction()
 function(orvspc_windows_program name)
   cmake_parse_arguments(arg "" "TYPELIB" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  orvspc_thread_end(${name})
   if(arg_TYPELIB)
     orvspc_resources(${name} ${name} VFT_APP TYPELIB ${arg_TYPELIB})
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})

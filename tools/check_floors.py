@@ -63,6 +63,7 @@ LAYERS = {
     "host/windows/msxml": SERVER + ["host/windows/com"],
     "host/windows/external": SERVER + [f"host/windows/{name}" for name in ("com", "native", "msxml")],
     "host/windows/tables": [],
+    "host/windows/runtime": [],
     "host/windows/analysis": SERVER + [f"host/windows/{name}" for name in
                                        ("com", "generated", "native", "external", "msxml")],
     "host/windows/generated": SERVER + [f"host/windows/{name}" for name in
@@ -80,7 +81,9 @@ CONSUMER = "tests/consumer/"
 DATABASE_HEADER, DATABASE_FOLDER = "sqlite3.h", "engine/sql/"
 # Written by the build.
 GENERATED = ["host/cli/build_info.h", "host/windows/typelib/orvSPCAnalysis6.h",
-             "host/windows/typelib/orvEngine.h", "host/windows/typelib/EmptyValues.h"]
+             "host/windows/typelib/orvEngine.h",
+             *(f"tests/windows/client/{name}.inc" for name in
+               ("com_members", "com_creators", "plain_headers", "plain_members", "plain_creators"))]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 STANDARD = re.compile(r"^[a-z_]+[0-9]*$")

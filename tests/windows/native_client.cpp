@@ -101,14 +101,25 @@ const std::vector<Harmless>& HarmlessCalls() {
   return calls;
 }
 
-// Run by a copy of this program that has no DLLs beside it.
-int CheckMissing() {
+// Run by a copy of this program that has no DLLs beside it, with a folder of DLLs whose own import
+// is missing.
+int CheckMissing(const char* broken) {
+  ClosedLibraries unloadable(fs::path(broken).wstring() + L"\\");
+  auto all_unloadable = LibrariesOf(unloadable);
+  for (const auto& [dll, function, call] : HarmlessCalls()) {
+    const auto failed = FailureOf([&] { call(all_unloadable); });
+    Check(failed.number == 53 && failed.source == dll &&
+              failed.description == std::string(dll) +
+                                        " cannot be loaded (Windows error 126); a DLL that it "
+                                        "needs, such as orvEngine.dll, may be missing",
+          std::string("unloadable ") + dll + ": " + failed.description);
+  }
   ClosedLibraries libraries;
   auto all = LibrariesOf(libraries);
   for (const auto& [dll, function, call] : HarmlessCalls()) {
     const auto failed = FailureOf([&] { call(all); });
     Check(failed.number == 53 && failed.source == dll &&
-              failed.description.find(dll) != std::string::npos,
+              failed.description == "File not found: " + std::string(dll) + " (Windows error 126)",
           std::string("without ") + dll + ": " + failed.description);
   }
   return failures;
@@ -121,14 +132,17 @@ std::wstring OwnPath() {
 }
 
 void CheckMissingDlls(const fs::path& folder) {
-  const auto copy = folder / L"missing.exe";
+  const auto copy = folder / L"missing.exe", broken = folder / L"broken";
+  fs::create_directory(broken);
+  for (const auto& [dll, function, call] : HarmlessCalls())
+    fs::copy_file(fs::path(windows::native::FolderOfThisModule()) / dll, broken / dll);
   fs::copy_file(OwnPath(), copy);
   const auto here = fs::current_path();
   fs::current_path(folder);
-  const auto code =
-      ::_wspawnl(_P_WAIT, copy.c_str(), copy.c_str(), L"--missing", static_cast<wchar_t*>(nullptr));
+  const auto code = ::_wspawnl(_P_WAIT, copy.c_str(), copy.c_str(), L"--missing", L"broken",
+                               static_cast<wchar_t*>(nullptr));
   fs::current_path(here);
-  Check(code == 0, "each missing DLL is a failure 53 that names it");
+  Check(code == 0, "each DLL that is missing or lacks its import is a failure 53 that names it");
 }
 
 // A DLL of the right name that has none of the functions, before the true one in the search.
@@ -161,15 +175,15 @@ void CheckResizing(const fs::path& folder) {
     std::size_t result;  // bins afterwards
   };
   for (const auto& [count, may_resize, result] :
-       {Case{3, true, 3}, Case{5, true, 5}, Case{9, true, 9}, Case{9, false, 5},
-        Case{0, true, 5}}) {
+       {Case{3, true, 3}, Case{5, true, 5}, Case{9, true, 9}, Case{9, false, 5}, Case{0, true, 0},
+        Case{-1, true, 0}}) {
     std::vector<API_CABin> bins(5);
     for (std::size_t i = 0; i < bins.size(); ++i) bins[i].XMin = 100.0 + static_cast<double>(i);
     platform::ArrayRef ref{bins.data(), sizeof bins[0], bins.size(), {}};
     ref.resize = [&, allowed = may_resize](std::size_t wanted) -> void* {
       if (!allowed) return nullptr;
       bins.resize(wanted);
-      return bins.data();
+      return wanted == 0 ? nullptr : bins.data();
     };
     std::vector<double> x(1), y(1);
     API_CASummary summary{};
@@ -184,8 +198,7 @@ void CheckResizing(const fs::path& folder) {
     bool right = answer != 0 && bins.size() == result;
     for (std::size_t i = 0; right && i < bins.size(); ++i) {
       const auto place = static_cast<double>(i);
-      right = bins[i].XMin == (i < 5 ? 100.0 + place : 0.0) &&
-              bins[i].YMax == (count == 0 ? 0.0 : place + 1.0);
+      right = bins[i].XMin == (i < 5 ? 100.0 + place : 0.0) && bins[i].YMax == place + 1.0;
     }
     Check(right, "5 bins, of which the library makes " + std::to_string(count) +
                      (may_resize ? "" : ", and the array stays"));
@@ -290,13 +303,13 @@ class DllDatabase {
 
 // Subgroups with descriptors and comments, which the sample data have not.
 constexpr const char* kDescribed =
-    "part,process,test,subgroup,time,tsno,value,employee,descriptor:Cavity,comment\n"
-    "Cavity part,Moulding,Width,1,2024-05-01T08:00:00,,1.5,Okafor,1,first of the shift\n"
-    "Cavity part,Moulding,Width,2,2024-05-01T09:00:00,,1.6,Okafor,2,\n"
-    "Cavity part,Moulding,Width,3,2024-05-01T10:00:00,,1.4,Tran,1,Gr\xC3\xB6\xC3\x9F"
+    "part,process,test,subgroup,time,tsno,value,job,lot,employee,descriptor:Cavity,comment\n"
+    "Cavity part,Moulding,Width,1,2024-05-01T08:00:00,,1.5,J1,L1,Okafor,1,first of the shift\n"
+    "Cavity part,Moulding,Width,2,2024-05-01T09:00:00,,1.6,J1,L2,Okafor,2,\n"
+    "Cavity part,Moulding,Width,3,2024-05-01T10:00:00,,1.4,J2,L2,Tran,1,Gr\xC3\xB6\xC3\x9F"
     "e gepr\xC3\xBC"
     "ft\n"
-    "Cavity part,Moulding,Width,4,2024-05-01T11:00:00,,1.7,Tran,2,\n";
+    "Cavity part,Moulding,Width,4,2024-05-01T11:00:00,,1.7,J2,L2,Tran,2,\n";
 
 void CheckSequence(const fs::path& sample, const fs::path& folder) {
   const auto file = folder / L"native.db", csv = folder / L"described.csv";
@@ -339,7 +352,8 @@ void CheckSequence(const fs::path& sample, const fs::path& folder) {
 
 int main(int count, char** arguments) {
   try {
-    if (count == 2 && std::string_view(arguments[1]) == "--missing") return CheckMissing();
+    if (count == 3 && std::string_view(arguments[1]) == "--missing")
+      return CheckMissing(arguments[2]);
     if (count != 2) {
       std::cerr << "usage: native_client.exe SAMPLE.DB\n";
       return 2;

@@ -205,6 +205,29 @@ class Sequence {
     described.filter.resize(3 + 7 * 2);
     described.filter.insert(described.filter.end(), {1, first, 1, first, 0});
     build("a descriptor", Result::Some, described);
+    // One list at each place of the filter array.
+    struct Place {
+      ItemKind kind;
+      const char* name;
+      std::int32_t API_DSInfo::*type;
+      std::size_t block;
+    };
+    for (const auto& [kind, name, type, block] :
+         {Place{ItemKind::Part, "Wafer", &API_DSInfo::AllPart, 0},
+          Place{ItemKind::Process, "Hard bake", &API_DSInfo::AllProcess, 1},
+          Place{ItemKind::Test, "Flow width", &API_DSInfo::AllTest, 2},
+          Place{ItemKind::Job, "J1", &API_DSInfo::AllJob, 3},
+          Place{ItemKind::Lot, "L1", &API_DSInfo::AllLot, 4},
+          Place{ItemKind::Shift, "Early", &API_DSInfo::AllShift, 5},
+          Place{ItemKind::Employee, "Okafor", &API_DSInfo::AllEmployee, 6},
+          Place{ItemKind::Defect, "DI", &API_DSInfo::AllCode, 7}}) {
+      auto one = Select("", ttVariable | ttDefects);
+      one.info.*type = ftItemList;
+      const auto item = names_.Find(kind, name).value();
+      one.filter.insert(one.filter.begin() + static_cast<std::ptrdiff_t>(2 * block) + 2, item);
+      one.filter[2 * block + 1] = 1;
+      build("one list", Result::Some, one);
+    }
     auto unknown = Select("Wafer", ttVariable);
     unknown.info.AllShift = 7;
     build("an unknown filter type", Result::None, unknown);

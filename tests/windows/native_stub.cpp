@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A capability library that resizes the bins: the number of the curve's points is the number of
-// bins that the caller gets back; 0 points destroy the array.
+// bins that the caller gets back; 0 points destroy the array, -1 leave it without elements.
+#include <algorithm>
 #include <cstring>
 
 #include "host/windows/native/NativeFunctions.h"
@@ -17,7 +18,7 @@ Int Resize(ArrayObject bins, Int count) {
     *bins = nullptr;
     return 1;
   }
-  SAFEARRAYBOUND bound{static_cast<ULONG>(count), 0};
+  SAFEARRAYBOUND bound{static_cast<ULONG>(std::max(count, Int{0})), 0};
   if (FAILED(::SafeArrayRedim(*bins, &bound))) return 0;
   for (Int i = 0; i < count; ++i) {
     auto* const place = static_cast<unsigned char*>((*bins)->pvData) +

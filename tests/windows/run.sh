@@ -50,8 +50,9 @@ printf '%-30s %4s s\n' "Wine prefix" $((SECONDS - began))
 # As long as one program runs, Wine keeps its services; otherwise each run of a program starts them
 # anew and takes a second. This one waits for the end of its input, which is that of this script.
 mkfifo "$work/never"
-wine cmd.exe <"$work/never" >/dev/null 2>&1 &
-exec 9>"$work/never"
+exec 9<>"$work/never"
+keep_services() { wine cmd.exe <&9 >/dev/null 2>&1 & }
+keep_services
 
 failed=0
 for name in "${stages[@]}"; do
@@ -65,7 +66,11 @@ for name in "${stages[@]}"; do
   if [ $status -ne 0 ]; then
     echo "==> $name"
     tail -n 60 "$log"
-    if [ $status -eq 124 ]; then echo "stopped after $seconds seconds"; fi
+    if [ $status -eq 124 ]; then
+      echo "stopped after $seconds seconds"
+      timeout 30 wineserver -k  # what the stage left running
+      keep_services
+    fi
     failed=$((failed + 1))
   fi
   printf '%-30s %4s s %s\n' "$name" $((SECONDS - start)) "$([ $status -eq 0 ] || echo FAILED)"

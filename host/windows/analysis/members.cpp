@@ -7,6 +7,7 @@
 
 #include "frame/Array.h"
 #include "frame/Failure.h"
+#include "frame/Trail.h"
 #include "frame/XMLSupport.h"
 #include "host/windows/com/Enumeration.h"
 #include "host/windows/com/LateBound.h"
@@ -63,7 +64,14 @@ Array<std::int32_t> TakeCells(SAFEARRAY* host) {
   return cells;
 }
 
-// Replaces the host's array, which stays where it is locked.
+// Fails with 10 where the host's array cannot be replaced: it is locked, or its memory is a part of
+// something else.
+void NeedReplaceable(const SAFEARRAY* host) {
+  constexpr USHORT kElsewhere = FADF_AUTO | FADF_STATIC | FADF_EMBEDDED | FADF_FIXEDSIZE;
+  if (host != nullptr && ((host->fFeatures & kElsewhere) != 0 || host->cLocks != 0))
+    com::Fail(10, "This array is fixed or locked");
+}
+
 void StoreCells(SAFEARRAY*& host, const Array<std::int32_t>& cells) {
   const auto elements = cells.Elements();
   SAFEARRAY* const made =
@@ -93,9 +101,10 @@ STDMETHODIMP DataSelectAdapter::API_GetData(::API_DSInfo* ds_info, SAFEARRAY** d
                                             VARIANT_BOOL* result) {
   return Get(result, [&](auto& o) {
     Record info(ds_info);
+    Traced("DataSelect.API_GetData", [&] { NeedReplaceable(Given(ds_filter)); });
     Array<std::int32_t> filter;
     const bool done = o.API_GetData(info, filter);
-    StoreCells(Given(ds_filter), filter);
+    StoreCells(*ds_filter, filter);
     return done;
   });
 }
@@ -104,7 +113,9 @@ STDMETHODIMP DataSelectAdapter::API_SetData(::API_DSInfo* ds_info, SAFEARRAY** d
                                             VARIANT_BOOL* result) {
   return Get(result, [&](auto& o) {
     Record info(ds_info);
-    return o.API_SetData(info, TakeCells(Given(ds_filter)));
+    const auto cells =
+        Traced("DataSelect.API_SetData", [&] { return TakeCells(Given(ds_filter)); });
+    return o.API_SetData(info, cells);
   });
 }
 
@@ -120,7 +131,8 @@ STDMETHODIMP DataSelectDescriptorsAdapter::get_NewEnum(IUnknown** result) {
 STDMETHODIMP CCResultsAdapter::SetXMLNode(IDispatch* node, VARIANT_BOOL* result) {
   return Get(result, [&](auto& o) {
     const auto document = XMLSupport::MakeXMLDocument();
-    return o.SetXMLNode(CopyOf(node, *document));
+    const auto copy = Traced("CCResults.SetXMLNode", [&] { return CopyOf(node, *document); });
+    return o.SetXMLNode(copy);
   });
 }
 

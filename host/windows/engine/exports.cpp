@@ -14,7 +14,6 @@
 #include <span>
 
 #include "engine/Embedded.h"
-#include "engine/store/conditions.h"
 #include "host/windows/native/NativeFunctions.h"
 #include "platform/Enumerations.h"
 
@@ -43,19 +42,11 @@ Int Answer(Body&& body, const References*... references) noexcept {
 }
 
 // The array behind a reference to an array object; no elements for one that was never dimensioned
-// or has several dimensions.
+// or has several dimensions. It keeps its length: the engine resizes no array of a caller.
 ArrayRef ArrayOf(ArrayObject reference) {
   if (reference == nullptr || *reference == nullptr || (*reference)->cDims != 1) return {};
   auto* const object = *reference;
-  ArrayRef array{
-      object->pvData, ::SafeArrayGetElemsize(object), object->rgsabound[0].cElements, {}};
-  if ((object->fFeatures & FADF_FIXEDSIZE) != 0) return array;
-  array.resize = [object](std::size_t count) noexcept -> void* {
-    SAFEARRAYBOUND bound{static_cast<ULONG>(count), object->rgsabound[0].lLbound};
-    if (bound.cElements != count || FAILED(::SafeArrayRedim(object, &bound))) return nullptr;
-    return object->pvData;
-  };
-  return array;
+  return {object->pvData, ::SafeArrayGetElemsize(object), object->rgsabound[0].cElements, {}};
 }
 
 // Elements of a plain array; none for a count below 0.
@@ -63,6 +54,11 @@ template <class T>
 std::span<T> Elements(T* first, Int count, Int limit = std::numeric_limits<Int>::max()) {
   return {first, static_cast<std::size_t>(std::clamp(count, 0, limit))};
 }
+
+// In the order of their blocks in the filter array.
+constexpr Int API_DSInfo::*kItemTypes[] = {
+    &API_DSInfo::AllPart, &API_DSInfo::AllProcess, &API_DSInfo::AllTest,     &API_DSInfo::AllJob,
+    &API_DSInfo::AllLot,  &API_DSInfo::AllShift,   &API_DSInfo::AllEmployee, &API_DSInfo::AllCode};
 
 // The filter array of a selection, as far as its blocks reach.
 std::span<Int> FilterOf(const API_DSInfo& info, Int* first) {
@@ -75,7 +71,7 @@ std::span<Int> FilterOf(const API_DSInfo& info, Int* first) {
     if (!has_items || count >= kFilterCells || first[count] <= 0) return;
     length = std::min(length + static_cast<std::size_t>(first[count]), kFilterCells);
   };
-  for (const auto& kind : orvspc::engine::store::kFilterKinds) take_block(info.*kind.type);
+  for (const auto type : kItemTypes) take_block(info.*type);
   if (info.Filter == 0 || length == kFilterCells) return {first, length};
   const auto others = first[length++];
   for (Int i = 0; i < others && length < kFilterCells; ++i) take_block(ftItemList);

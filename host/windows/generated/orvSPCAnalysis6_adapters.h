@@ -448,8 +448,8 @@ class SubgroupDataAdapter : public com::Adapter<::ISubgroupData, SubgroupData> {
   STDMETHODIMP get_DescriptorData(::IDescriptorData** result) override {
     return Get(result, [](auto& o) { return o.DescriptorData(); });
   }
-  STDMETHODIMP MoveTo(LONG index, VARIANT_BOOL* result) override {
-    return Get(result, [&](auto& o) { return o.MoveTo(com::Take<std::int32_t>(index)); });
+  STDMETHODIMP MoveTo(LONG current_index, VARIANT_BOOL* result) override {
+    return Get(result, [&](auto& o) { return o.MoveTo(com::Take<std::int32_t>(current_index)); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });
@@ -676,8 +676,8 @@ class EventDataAdapter : public com::Adapter<::IEventData, EventData> {
   STDMETHODIMP get_EventType(::EventTypes* result) override {
     return Get(result, [](auto& o) { return o.EventType(); });
   }
-  STDMETHODIMP MoveTo(LONG index, VARIANT_BOOL* result) override {
-    return Get(result, [&](auto& o) { return o.MoveTo(com::Take<std::int32_t>(index)); });
+  STDMETHODIMP MoveTo(LONG current_index, VARIANT_BOOL* result) override {
+    return Get(result, [&](auto& o) { return o.MoveTo(com::Take<std::int32_t>(current_index)); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });

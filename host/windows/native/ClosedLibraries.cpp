@@ -38,15 +38,22 @@ class Dll {
   HMODULE Module() {
     if (const auto loaded = module_.load()) return loaded;
     const std::wstring file(name_.begin(), name_.end());
+    const std::wstring path = folder_ + file;
     // The full path makes its folder the first one for what the DLL itself needs.
-    auto* found =
-        ::LoadLibraryExW((folder_ + file).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (found == nullptr) found = ::LoadLibraryW(file.c_str());
+    auto* found = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    auto error = found == nullptr ? ::GetLastError() : ERROR_SUCCESS;
+    // One that is there and cannot be loaded is no reason to take another of that name.
+    const bool there =
+        found != nullptr || ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    if (!there && (found = ::LoadLibraryW(file.c_str())) == nullptr) error = ::GetLastError();
     if (found == nullptr) {
-      const auto error = ::GetLastError();
+      const std::string code = "(Windows error " + std::to_string(error) + ")";
+      const bool missing = !there && error == ERROR_MOD_NOT_FOUND;
       throw platform::ExternalFailure(
           kFileNotFound, name_,
-          "File not found: " + name_ + " (Windows error " + std::to_string(error) + ")");
+          missing ? "File not found: " + name_ + " " + code
+                  : name_ + " cannot be loaded " + code +
+                        "; a DLL that it needs, such as orvEngine.dll, may be missing");
     }
     module_ = found;
     return found;
@@ -87,10 +94,12 @@ class LentArray {
   SAFEARRAY* pointer_ = nullptr;
 };
 
-// An array object with a copy of an array, which the callee may resize.
+// An array object with a copy of an array, which the callee may resize. Without memory it is the
+// reference to an array that was never dimensioned.
 class ResizableArray {
  public:
   explicit ResizableArray(const platform::ArrayRef& array) : array_(array) {
+    if (array.data == nullptr) return;
     if (!std::in_range<ULONG>(array.count)) FailOverflow();
     if (FAILED(::SafeArrayAllocDescriptor(1, &pointer_))) throw std::bad_alloc();
     pointer_->cbElements = static_cast<ULONG>(array.element_size);
@@ -109,13 +118,14 @@ class ResizableArray {
 
   ArrayObject Reference() { return &pointer_; }
 
-  // Gives the array the length that the callee left, and its content. An array that refuses the
-  // length keeps its own.
+  // Gives the array the length that the callee left, and its content; one that the callee erased
+  // or emptied is erased. An array that refuses the length keeps its own.
   void CopyBack() {
-    if (pointer_ == nullptr || pointer_->cDims != 1 ||
-        ::SafeArrayGetElemsize(pointer_) != array_.element_size) {
+    if (pointer_ == nullptr) {
+      array_.resize(0);
       return;
     }
+    if (pointer_->cDims != 1 || ::SafeArrayGetElemsize(pointer_) != array_.element_size) return;
     const std::size_t count = pointer_->rgsabound[0].cElements;
     auto* data = array_.data;
     auto room = array_.count;

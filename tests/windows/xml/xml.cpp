@@ -388,8 +388,17 @@ int Walk(int count) {
   std::cout << "descend " << MillisecondsOf(descend) << "\n";
   if (found != count) return EXIT_FAILURE;
   std::string written;
-  std::cout << "write " << MillisecondsOf([&] { written = document->Xml(document->Root()); })
-            << "\n";
+  const auto build = [&] {
+    const auto made = Documents::Make();
+    const auto root = made->CreateElement("r");
+    for (int i = 0; i < count; ++i) {
+      const auto sibling = made->CreateElement("s");
+      made->SetAttribute(sibling, "i", std::to_string(i));
+      made->AppendChild(root, sibling);
+    }
+    written = made->Xml(root);
+  };
+  std::cout << "build " << MillisecondsOf(build) << "\n";
   return written == text ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
