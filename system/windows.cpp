@@ -9,7 +9,6 @@
 #include <cerrno>
 
 #include "system/system.h"
-#include "system/thread_end.h"
 
 namespace orvspc::system {
 namespace {

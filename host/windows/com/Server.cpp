@@ -9,7 +9,6 @@
 #include "host/windows/com/ServerTable.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/types.h"
-#include "system/thread_end.h"
 
 namespace orvspc::windows::com {
 namespace {
@@ -25,17 +24,6 @@ Use& OfServer() {
   static Use use;
   return use;
 }
-
-// What the library keeps for each thread is dropped when the thread ends, by code of this module,
-// which then gives up its hold on the module. Were that the last one, the code would be unmapped
-// under its own feet: the thread would never end. So the module stays until the process ends,
-// although hosts may unload it.
-bool StayLoaded() {
-  HMODULE module = nullptr;
-  return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                            reinterpret_cast<const wchar_t*>(&StayLoaded), &module) != FALSE;
-}
-const bool stays_loaded = StayLoaded();
 
 // Class factories and locks that hosts hold.
 std::atomic<long> factories = 0;

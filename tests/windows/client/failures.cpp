@@ -409,7 +409,7 @@ int main(int count, char** arguments) {
       Classes();
       Lifetime();
     });
-    // Its thread has ended, and what the component kept for it is gone without harm.
+    // Another one later finds everything as it should be.
     Within(Messages);
     Within(LateBound);
   }
