@@ -35,7 +35,7 @@ run_script() {
 run_scripts() {
   run_script "$1" own
   run_script "$1" cscript
-  # A host decides how precisely the processor's older unit computes: the last digits may differ.
+  # The system's host sets the processor's older registers to 53 bits: the last digits may differ.
   "$client"/compare_walks.py "$ORVSPC_WORK/$1-own.txt" "$ORVSPC_WORK/$1-cscript.txt"
 }
 
