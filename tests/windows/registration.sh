@@ -25,7 +25,7 @@ snapshot before.txt
 register "$ORVSPC_WINDOWS"
 register "$ORVSPC_WINDOWS"
 snapshot registered.txt
-! cmp -s before.txt registered.txt
+if cmp -s before.txt registered.txt; then echo "nothing was registered"; exit 1; fi
 
 while IFS=$'\t' read -r library class _ class_id created prog_id _; do
   case $library in ''|\#*|library) continue ;; esac

@@ -126,13 +126,12 @@ void Walk::Stored(const Object& object) {
   }
 }
 
-void AddItem(const Object& database, const Object& select, std::int32_t type,
-             std::string_view kind, std::string_view name) {
+void AddItem(const Object& database, const Object& select, std::int32_t type, std::string_view kind,
+             std::string_view name) {
   const auto descriptors = ObjectIn(Get(select, "Descriptors"));
   auto descriptor = ObjectIn(Call(descriptors, "GetDescriptor", {type}));
   if (!descriptor) descriptor = ObjectIn(Call(descriptors, "Add", {type}));
-  Call(descriptor, "AddItemID",
-       {Call(database, "Find", {std::string(kind), std::string(name)})});
+  Call(descriptor, "AddItemID", {Call(database, "Find", {std::string(kind), std::string(name)})});
 }
 
 Object Selection(const Object& database, std::string_view part) {
