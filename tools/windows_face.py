@@ -283,7 +283,11 @@ def adapter_member(tables, library, row):
     head = f"  STDMETHODIMP {prefix}{row['name']}({', '.join(declared)}) override"
     if is_hand(row):
         return head + ";"
-    call = f"o.{plain_name(row)}({', '.join(known.take(name) for known, name in passed)})"
+    texts = {name for known, name in passed if known.by_reference and known.base == "text"}
+    taken = [f"plain_{name}" if name in texts else known.take(name) for known, name in passed]
+    call = f"o.{plain_name(row)}({', '.join(taken)})"
+    for name in sorted(texts):
+        call = f"com::WithText({name}, [&](std::string& plain_{name}) {{ {call}; }})"
     capture = "&" if passed else ""
     if row["result"] == "-":
         return head + f" {{ return Call([{capture}](auto& o) {{ {call}; }}); }}"

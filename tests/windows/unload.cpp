@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Threads of a host that use the component and end:
 //
-//   unload DATABASE.db COMPONENT.dll
+//   unload DATABASE.db COMPONENT.dll [forget]
 //
 // - with the DLL still there: their thread-local variables are destroyed in memory that is theirs;
 // - after they have freed the DLL as the last ones: it goes, and the thread ends all the same.
+//
+// With "forget", a host that never releases an object of it: COM ends, the DLLs go in whatever
+// order and the process ends all the same.
 #include <windows.h>
 // Needs windows.h before it.
 #include <oleauto.h>
@@ -34,8 +37,9 @@ HRESULT CallExport(HMODULE module, const char* name, auto... arguments) {
   return reinterpret_cast<Export>(reinterpret_cast<void*>(address))(arguments...);
 }
 
-// A retrieval by the DLL itself, whatever is registered for its class.
-void UseComponent(HMODULE module) {
+// A retrieval by the DLL itself, whatever is registered for its class. The object that is left is
+// the caller's.
+IDataSelect* Retrieve(HMODULE module) {
   IClassFactory* factory = nullptr;
   Check(SUCCEEDED(CallExport(module, "DllGetClassObject", &CLSID_DataSelect, &IID_IClassFactory,
                              reinterpret_cast<void**>(&factory))),
@@ -58,9 +62,13 @@ void UseComponent(HMODULE module) {
   LONG total = 0;
   data->get_TotalSubgroups(&total);
   Check(total > 0, "there are data");
-  for (IUnknown* const object : {static_cast<IUnknown*>(data), static_cast<IUnknown*>(database),
-                                 static_cast<IUnknown*>(select)})
+  for (IUnknown* const object : {static_cast<IUnknown*>(data), static_cast<IUnknown*>(database)})
     object->Release();
+  return select;
+}
+
+void UseComponent(HMODULE module) {
+  Retrieve(module)->Release();
   Check(CallExport(module, "DllCanUnloadNow") == S_OK, "nothing is alive");
 }
 
@@ -76,6 +84,16 @@ void UseOnce(Use use) {
     Check(GetModuleHandleW(component_path.c_str()) == nullptr, "the DLL is gone");
   }
   CoUninitialize();
+}
+
+void Forget() {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  const HMODULE module = LoadLibraryW(component_path.c_str());
+  Check(module != nullptr, "the DLL is loaded");
+  Retrieve(module);
+  Check(CallExport(module, "DllCanUnloadNow") == S_FALSE, "an object is alive");
+  CoUninitialize();
+  FreeLibrary(module);
 }
 
 DWORD WINAPI Run(void* use) try {
@@ -99,9 +117,14 @@ void OnThread(Use use) {
 }  // namespace
 
 int wmain(int count, wchar_t** words) try {
-  Check(count == 3, "two arguments");
+  Check(count == 3 || count == 4, "two arguments or three");
   database_path = words[1];
   component_path = words[2];
+  if (count == 4) {
+    Forget();
+    std::puts("unload: all claims hold");
+    return EXIT_SUCCESS;
+  }
   for (int round = 0; round < 3; ++round) OnThread(Use::kFree);
   for (int round = 0; round < 10; ++round) OnThread(Use::kKeep);
   UseOnce(Use::kKeep);

@@ -7,6 +7,9 @@ set -euo pipefail
 cd "$ORVSPC_WORK"
 "$ORVSPC_LINUX/orvspc" demo . >/dev/null
 register "$ORVSPC_WINDOWS"
-on_wine 100 "$ORVSPC_WINDOWS/unload.exe" "$(windows_path "$PWD/sample.db")" \
-        "$(windows_path "$ORVSPC_WINDOWS/orvSPCAnalysis6.dll")" | tr -d '\r' | tee unload.txt
-[ "$(tail -n 1 unload.txt)" = "unload: all claims hold" ]
+for mode in "" forget; do
+  on_wine 100 "$ORVSPC_WINDOWS/unload.exe" "$(windows_path "$PWD/sample.db")" \
+          "$(windows_path "$ORVSPC_WINDOWS/orvSPCAnalysis6.dll")" ${mode:+"$mode"} |
+    tr -d '\r' | tee unload.txt
+  [ "$(tail -n 1 unload.txt)" = "unload: all claims hold" ]
+done

@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "host/windows/com/Module.h"
 #include "host/windows/com/Server.h"
 #include "host/windows/com/ServerTable.h"
 #include "host/windows/com/automation.h"
@@ -54,7 +55,8 @@ class Adapter : public DualInterface,
   STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = --references_;
-    if (left == 0) delete this;
+    // While the process ends, what the object holds may be gone.
+    if (left == 0 && !ProcessIsEnding()) delete this;
     return left;
   }
 

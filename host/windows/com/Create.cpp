@@ -16,8 +16,9 @@ constexpr std::int32_t kCannotCreate = 429;
 
 // Class identifiers by name, since each look-up goes to the registry.
 HRESULT FindClass(const wchar_t* name, CLSID& id) {
-  static std::mutex mutex;
-  static std::map<std::wstring, CLSID, std::less<>> known;
+  // Never destroyed: objects that a host forgot outlive the static ones.
+  static auto& mutex = *new std::mutex;
+  static auto& known = *new std::map<std::wstring, CLSID, std::less<>>;
   const std::lock_guard lock(mutex);
   const auto found = known.find(name);
   if (found != known.end()) {

@@ -30,7 +30,7 @@ class Enumeration final : public IEnumVARIANT {
   STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = --references_;
-    if (left == 0) delete this;
+    if (left == 0 && !ProcessIsEnding()) delete this;
     return left;
   }
 

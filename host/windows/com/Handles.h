@@ -87,6 +87,7 @@ const IID& InterfaceId() {
 template <class T, class Interface, class... Parameters, class... Arguments>
 HRESULT Call(T* object, HRESULT (STDMETHODCALLTYPE Interface::*operation)(Parameters...),
              Arguments&&... arguments) {
+  SetErrorInfo(0, nullptr);  // so that what is there afterwards is of this call
   const HRESULT result = (object->*operation)(std::forward<Arguments>(arguments)...);
   Check(result, object, InterfaceId<Interface>());
   return result;

@@ -19,7 +19,8 @@ class LateBound {
 
   IDispatch* Object() const { return object_.Get(); }
 
-  // The identifier of a member; empty when the object has none of that name.
+  // The identifier of a member; empty when the object has none of that name. What fails for another
+  // reason is thrown.
   std::optional<DISPID> Find(std::u16string_view name) const;
 
   // Calls a member in the first of the ways (DISPATCH_METHOD, DISPATCH_PROPERTYGET) in which the

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 
+#include "host/windows/com/Module.h"
 #include "host/windows/com/Pointer.h"
 #include "host/windows/com/ServerTable.h"
 #include "host/windows/com/failures.h"
@@ -21,7 +22,8 @@ struct Use {
 };
 
 Use& OfServer() {
-  static Use use;
+  // Never destroyed: objects that a host forgot outlive the static ones.
+  static Use& use = *new Use;
   return use;
 }
 
@@ -45,7 +47,7 @@ class Factory final : public IClassFactory {
   STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = --references_;
-    if (left == 0) delete this;
+    if (left == 0 && !ProcessIsEnding()) delete this;
     return left;
   }
 
@@ -86,8 +88,9 @@ Alive::~Alive() {
   Use& use = OfServer();
   const std::lock_guard lock(use.mutex);
   if (--use.objects != 0) return;
-  StopServer();
+  // Before, since what stops may make objects.
   use.started = false;
+  StopServer();
 }
 
 HRESULT GetClassObject(REFCLSID class_id, REFIID iid, void** object) noexcept {

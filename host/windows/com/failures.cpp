@@ -5,6 +5,7 @@
 
 #include "frame/Failure.h"
 #include "frame/Trail.h"
+#include "host/windows/com/Handles.h"
 #include "host/windows/com/Pointer.h"
 #include "host/windows/com/ServerTable.h"
 #include "host/windows/com/text.h"
@@ -16,6 +17,7 @@ namespace {
 constexpr std::uint32_t kNumbers = 0x800A0000;
 
 void LeaveErrorInfo(REFIID iid, const std::string& source, const std::string& description) {
+  SetErrorInfo(0, nullptr);  // what is there is of another failure
   Pointer<ICreateErrorInfo> made;
   if (FAILED(CreateErrorInfo(made.Receive()))) return;
   made->SetGUID(iid);
@@ -25,11 +27,19 @@ void LeaveErrorInfo(REFIID iid, const std::string& source, const std::string& de
     SetErrorInfo(0, information.Get());
 }
 
-// The text of a Bstr that is ours to free.
-std::string Taken(BSTR text) {
-  std::string taken = FromBstr(text);
-  SysFreeString(text);
-  return taken;
+struct Words {
+  std::string source, description;
+};
+
+// What the failed call has left as the error information of this thread, if anything.
+Words TakeErrorInfo() {
+  Pointer<IErrorInfo> information;
+  if (GetErrorInfo(0, information.Receive()) != S_OK) return {};
+  Text source;
+  Text description;
+  information->GetSource(source.Receive());
+  information->GetDescription(description.Receive());
+  return {source.Utf8(), description.Utf8()};
 }
 
 std::string CodeText(HRESULT result) {
@@ -38,11 +48,11 @@ std::string CodeText(HRESULT result) {
   return text;
 }
 
-[[noreturn]] void Throw(std::int32_t number, HRESULT result, std::string source,
-                        std::string description) {
-  if (source.empty()) source = FromWide(kServer.name);
-  if (description.empty()) description = CodeText(result);
-  throw platform::ExternalFailure(number, std::move(source), std::move(description));
+[[noreturn]] void Throw(HRESULT result, Words words = {}) {
+  if (words.source.empty()) words.source = FromWide(kServer.name);
+  if (words.description.empty()) words.description = CodeText(result);
+  throw platform::ExternalFailure(ToNumber(result), std::move(words.source),
+                                  std::move(words.description));
 }
 
 }  // namespace
@@ -87,39 +97,34 @@ HRESULT Report(REFIID iid) noexcept {
 }
 
 void ThrowFailure(HRESULT result, IUnknown* object, REFIID iid) {
-  std::string source;
-  std::string description;
   const auto support = Query<ISupportErrorInfo>(object, IID_ISupportErrorInfo);
-  Pointer<IErrorInfo> information;
-  if (support && support->InterfaceSupportsErrorInfo(iid) == S_OK &&
-      GetErrorInfo(0, information.Receive()) == S_OK) {
-    BSTR text = nullptr;
-    if (SUCCEEDED(information->GetSource(&text))) source = Taken(text);
-    text = nullptr;
-    if (SUCCEEDED(information->GetDescription(&text))) description = Taken(text);
-  }
-  Throw(ToNumber(result), result, std::move(source), std::move(description));
+  const bool supported = support && support->InterfaceSupportsErrorInfo(iid) == S_OK;
+  Throw(result, supported ? TakeErrorInfo() : Words());
 }
 
 void ThrowFailure(HRESULT result, EXCEPINFO& information) {
-  if (result != DISP_E_EXCEPTION) Throw(ToNumber(result), result, {}, {});
-  if (information.pfnDeferredFillIn != nullptr) information.pfnDeferredFillIn(&information);
-  std::string source = Taken(std::exchange(information.bstrSource, nullptr));
-  std::string description = Taken(std::exchange(information.bstrDescription, nullptr));
-  SysFreeString(std::exchange(information.bstrHelpFile, nullptr));
-  const std::int32_t number =
-      information.wCode != 0 ? information.wCode : ToNumber(information.scode);
-  Throw(number, result, std::move(source), std::move(description));
+  Words words;
+  if (result == DISP_E_EXCEPTION) {
+    if (information.pfnDeferredFillIn != nullptr) information.pfnDeferredFillIn(&information);
+    words = {FromBstr(information.bstrSource), FromBstr(information.bstrDescription)};
+    if (information.wCode != 0) {
+      result = ToResult(information.wCode);
+    } else if (FAILED(information.scode)) {
+      result = information.scode;
+    }
+  }
+  if (words.source.empty() && words.description.empty()) words = TakeErrorInfo();
+  Throw(result, std::move(words));
 }
 
 void Fail(std::int32_t number, std::string description) {
-  Throw(number, ToResult(number), {}, std::move(description));
+  throw platform::ExternalFailure(number, FromWide(kServer.name), std::move(description));
 }
 
 void FailTypeMismatch() { Fail(kTypeMismatch, "Type mismatch"); }
 
 void Check(HRESULT result) {
-  if (FAILED(result)) Throw(ToNumber(result), result, {}, {});
+  if (FAILED(result)) Throw(result);
 }
 
 }  // namespace orvspc::windows::com

@@ -35,7 +35,8 @@ HRESULT Guard(REFIID iid, Body&& body) noexcept {
 // Throws platform::ExternalFailure for a failed call by a vtable. Source and Description are those
 // of the object where it has left any.
 [[noreturn]] void ThrowFailure(HRESULT result, IUnknown* object, REFIID iid);
-// The same for a failed IDispatch::Invoke. Frees the texts of the information.
+// The same for a failed IDispatch::Invoke, with what it left in the information. Its texts stay the
+// caller's.
 [[noreturn]] void ThrowFailure(HRESULT result, EXCEPINFO& information);
 
 inline void Check(HRESULT result, IUnknown* object, REFIID iid) {

@@ -41,8 +41,9 @@ class LateBoundDatabase final : public platform::Database, public ComBacked {
 
   std::int32_t ConnectionHandle() override {
     Value answer;
-    // Deliberate: not with DISPATCH_METHOD, which some script objects refuse for a property.
-    object_.Invoke(handle_, {DISPATCH_PROPERTYGET}, {}, answer);
+    // Deliberate: one after the other, since some script objects refuse both at once. A host may
+    // have made a function of it.
+    object_.Invoke(handle_, {DISPATCH_PROPERTYGET, DISPATCH_METHOD}, {}, answer);
     return NumberIn(answer);
   }
 

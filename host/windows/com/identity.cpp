@@ -18,7 +18,8 @@ struct Adapters {
 };
 
 Adapters& All() {
-  static Adapters adapters;
+  // Never destroyed: objects that a host forgot outlive the static ones.
+  static Adapters& adapters = *new Adapters;
   return adapters;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "host/windows/com/Handles.h"
 #include "platform/FixedText.h"
 
 namespace orvspc::windows::com {
@@ -44,7 +45,9 @@ ArrayVariant TakeArray(const VARIANT& given) {
 }
 
 platform::Cell TakeCell(const VARIANT& given) {
-  const VARIANT& value = Referred(given);
+  Value copy;  // of what a reference refers to
+  Check(VariantCopyInd(copy.Receive(), const_cast<VARIANT*>(&given)));
+  const VARIANT& value = copy.Get();
   switch (value.vt) {
     case VT_R8:
       return value.dblVal;

@@ -5,10 +5,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "frame/Failure.h"
+#include "host/windows/com/Handles.h"
 #include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
@@ -77,13 +80,11 @@ std::shared_ptr<Plain> TakeObject(IDispatch* object) {
 
 // ---- arguments in and out
 
-// The plain value while a call works on it; written back afterwards, whether it failed or not.
+// The plain number while a call works on it; written back afterwards, whether it failed or not.
 template <class Plain>
 class InOut {
  public:
-  using Wire =
-      std::conditional_t<std::is_same_v<Plain, std::string>, BSTR,
-                         std::conditional_t<std::is_same_v<Plain, std::int32_t>, LONG, Plain>>;
+  using Wire = std::conditional_t<std::is_same_v<Plain, std::int32_t>, LONG, Plain>;
 
   explicit InOut(Wire* wire) : wire_(wire) {
     if (wire == nullptr) Fail(E_POINTER, "Missing argument");
@@ -91,21 +92,33 @@ class InOut {
   }
   InOut(const InOut&) = delete;
   InOut& operator=(const InOut&) = delete;
-  ~InOut() {
-    if constexpr (std::is_same_v<Wire, BSTR>) {
-      const std::u16string units = platform::ToUtf16(value_);
-      SysReAllocStringLen(wire_, reinterpret_cast<const OLECHAR*>(units.data()),
-                          static_cast<UINT>(units.size()));
-    } else {
-      *wire_ = static_cast<Wire>(value_);
-    }
-  }
+  ~InOut() { *wire_ = static_cast<Wire>(value_); }
   operator Plain&() { return value_; }  // NOLINT: implicit, for the call
 
  private:
+  static_assert(std::is_arithmetic_v<Plain>, "a text needs memory to be written back");
+
   Wire* wire_;
   Plain value_{};
 };
+
+// The same for a text and the call body(text).
+template <class Body>
+void WithText(BSTR* wire, Body&& body) {
+  if (wire == nullptr) Fail(E_POINTER, "Missing argument");
+  std::string text = FromBstr(*wire);
+  const auto write_back = [&] {
+    Text written{std::string_view(text)};
+    std::swap(*wire, *written.Exchange());
+  };
+  try {
+    body(text);
+  } catch (...) {
+    write_back();
+    throw;
+  }
+  write_back();
+}
 
 // ---- results
 

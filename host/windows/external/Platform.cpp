@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/windows/external/Platform.h"
 
-#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -17,7 +17,8 @@ namespace {
 class ComponentPlatform final : public platform::Platform {
  public:
   ~ComponentPlatform() override {
-    for (const auto& drop : drops_) drop();
+    for (const auto& [kept, drop] : helpers_)
+      if (const auto alive = kept.lock()) drop(alive.get());
   }
 
   platform::DBLib6& DBLib() override { return libraries_.DBLib(); }
@@ -75,15 +76,14 @@ class ComponentPlatform final : public platform::Platform {
   template <class T>
   std::shared_ptr<T> Helper(std::shared_ptr<T> helper) {
     const std::lock_guard lock(mutex_);
-    drops_.emplace_back([kept = std::weak_ptr<T>(helper)] {
-      if (const auto alive = kept.lock()) alive->Drop();
-    });
+    std::erase_if(helpers_, [](const auto& each) { return each.first.expired(); });
+    helpers_.emplace_back(helper, [](void* kept) { static_cast<T*>(kept)->Drop(); });
     return helper;
   }
 
   native::ClosedLibraries libraries_;
   std::mutex mutex_;
-  std::vector<std::function<void()>> drops_;
+  std::vector<std::pair<std::weak_ptr<void>, void (*)(void*)>> helpers_;
 };
 
 }  // namespace

@@ -446,7 +446,9 @@ class TextTrimmerAdapter : public com::Adapter<::ITextTrimmer, windows::engine::
   using Adapter::Adapter;
 
   STDMETHODIMP TrimFixedString(BSTR* text) override {
-    return Call([&](auto& o) { o.TrimFixedString(com::InOut<std::string>(text)); });
+    return Call([&](auto& o) {
+      com::WithText(text, [&](std::string& plain_text) { o.TrimFixedString(plain_text); });
+    });
   }
 };
 

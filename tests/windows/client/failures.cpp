@@ -88,6 +88,10 @@ class HostDatabase : public IDispatch {
   virtual ~HostDatabase() = default;
   int References() const { return references_; }
   int Calls() const { return calls_; }
+  // What looking a name up fails with.
+  void LookUp(HRESULT result) { look_up_ = result; }
+  // The ways, DISPATCH_METHOD and DISPATCH_PROPERTYGET, in which it has its members.
+  void Ways(WORD ways) { ways_ = ways; }
 
   STDMETHODIMP QueryInterface(REFIID id, void** object) override {
     *object = id == IID_IUnknown || id == IID_IDispatch ? this : nullptr;
@@ -104,11 +108,13 @@ class HostDatabase : public IDispatch {
   STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* ids) override {
     const std::string name = Utf8(names[0]);
+    if (FAILED(look_up_)) return look_up_;
     ids[0] = name == "ConnectionHandle" ? 1 : name == "DatabaseValue" ? 2 : DISPID_UNKNOWN;
     return ids[0] == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK;
   }
-  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT* result,
-                      EXCEPINFO* failure, UINT*) override {
+  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD way, DISPPARAMS* parameters,
+                      VARIANT* result, EXCEPINFO* failure, UINT*) override {
+    if ((way & ways_) == 0) return DISP_E_MEMBERNOTFOUND;
     ++calls_;
     VARIANT value;
     VariantInit(&value);
@@ -123,6 +129,8 @@ class HostDatabase : public IDispatch {
   Behaviour behaviour_;
   int references_ = 1;
   int calls_ = 0;
+  HRESULT look_up_ = S_OK;
+  WORD ways_ = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
 };
 
 HRESULT Gives(VARIANT& value, std::int32_t number) {
@@ -291,6 +299,153 @@ void Classes() {
         select->QueryInterface(IID_ICCResults, &object) == E_NOINTERFACE);
 }
 
+void LeaveWords(const wchar_t* description) {
+  ICreateErrorInfo* made = nullptr;
+  if (FAILED(CreateErrorInfo(&made))) return;
+  const auto owned = Owned(made);
+  std::wstring text = description, source = L"Host.Info";
+  made->SetSource(source.data());
+  made->SetDescription(text.data());
+  IErrorInfo* info = nullptr;
+  if (FAILED(made->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)))) return;
+  SetErrorInfo(0, info);
+  info->Release();
+}
+
+// A host's failures whose words are missing or in the other place.
+void HostWords() {
+  const auto fails = [](const std::string& what, HostDatabase::Behaviour behaviour, HRESULT result,
+                        std::int32_t number, const std::string& source,
+                        const std::string& description) {
+    HostDatabase host(std::move(behaviour));
+    const auto select = Selected();
+    LeaveWords(L"of an earlier failure");
+    Fails(what, Subgroups(*select, &host), result, number, "DataSelect.GetSubgroupData|" + source,
+          description);
+    Claim("no reference to it is left", host.References() == 1 && host.Calls() == 1);
+  };
+  constexpr HRESULT own = static_cast<HRESULT>(0x80041234);
+  fails(
+      "a code without words",
+      [](DISPID, std::int32_t, VARIANT&, EXCEPINFO& failure) {
+        failure.scode = own;
+        return DISP_E_EXCEPTION;
+      },
+      own, own, "orvSPCAnalysis6", "Failure 0x80041234");
+  fails(
+      "a number without words",
+      [](DISPID, std::int32_t, VARIANT&, EXCEPINFO& failure) {
+        failure.wCode = 1234;
+        return DISP_E_EXCEPTION;
+      },
+      Plain(1234), 1234, "orvSPCAnalysis6", "Failure 0x800A04D2");
+  fails(
+      "a result without words", [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) { return own; }, own,
+      own, "orvSPCAnalysis6", "Failure 0x80041234");
+  fails(
+      "words as error information",
+      [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) {
+        LeaveWords(L"of this failure");
+        return Plain(1234);
+      },
+      Plain(1234), 1234, "Host.Info", "of this failure");
+  fails(
+      "words that come late",
+      [](DISPID, std::int32_t, VARIANT&, EXCEPINFO& failure) {
+        failure.pfnDeferredFillIn = [](EXCEPINFO* late) {
+          Raises(*late, Plain(77));
+          return S_OK;
+        };
+        return DISP_E_EXCEPTION;
+      },
+      Plain(77), 77, "Host.Source", "the host's own w\u00f6rds");
+}
+
+// Whether an object is a database is a question of its names alone.
+void HostNames() {
+  const auto never = [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) { return E_UNEXPECTED; };
+  for (const HRESULT unknown : {DISP_E_UNKNOWNNAME, DISP_E_MEMBERNOTFOUND, E_NOTIMPL}) {
+    HostDatabase host(never);
+    host.LookUp(unknown);
+    Fails("an object without the names", Subgroups(*Selected(), &host), Plain(13), 13,
+          "DataSelect.GetSubgroupData|Support.ResolveDatabase|orvSPCAnalysis6", "Type mismatch");
+    Claim("it is not called", host.Calls() == 0 && host.References() == 1);
+  }
+  HostDatabase gone(never);
+  gone.LookUp(RPC_E_DISCONNECTED);
+  Fails("an object that is gone", Subgroups(*Selected(), &gone), RPC_E_DISCONNECTED,
+        RPC_E_DISCONNECTED, "orvSPCAnalysis6", "Failure 0x80010108");
+  Claim("it is not called", gone.Calls() == 0 && gone.References() == 1);
+
+  const auto inner = Made<IDatabase>(L"orvEngine.Database", IID_IDatabase);
+  const Text path("sample.db");
+  inner->Open(path.text);
+  for (const WORD way : {WORD{DISPATCH_METHOD}, WORD{DISPATCH_PROPERTYGET}}) {
+    HostDatabase host([&](DISPID id, std::int32_t argument, VARIANT& value, EXCEPINFO&) {
+      long given = 0;
+      id == 1 ? inner->get_ConnectionHandle(&given) : inner->DatabaseValue(argument, &given);
+      return Gives(value, static_cast<std::int32_t>(given));
+    });
+    host.Ways(way);
+    Claim("functions or properties alone are enough: " + std::to_string(way),
+          SUCCEEDED(Subgroups(*Selected(), &host)) && host.Calls() > 0);
+  }
+  HostDatabase neither(never);
+  neither.Ways(0);
+  Fails("neither function nor property", Subgroups(*Selected(), &neither), Plain(438), 438,
+        "DataSelect.GetSubgroupData|orvSPCAnalysis6", "Failure 0x80020003");
+}
+
+// Values by reference, as compiled hosts and scripts give variables.
+void References() {
+  const auto row = Made<ISpecLim>(L"orvEngine.SpecLim", IID_ISpecLim);
+  const Text column("F_USL");
+  double number = 2.75;
+  DATE date = 45000.5;
+  Text text("w\u00f6rds");
+  LONG whole = 7;
+  VARIANT inner;
+  V_VT(&inner) = VT_R8;
+  V_R8(&inner) = -0.125;
+  VARIANT given[5], found;
+  V_VT(&given[0]) = VT_R8 | VT_BYREF;
+  V_R8REF(&given[0]) = &number;
+  V_VT(&given[1]) = VT_DATE | VT_BYREF;
+  V_DATEREF(&given[1]) = &date;
+  V_VT(&given[2]) = VT_BSTR | VT_BYREF;
+  V_BSTRREF(&given[2]) = &text.text;
+  V_VT(&given[3]) = VT_I4 | VT_BYREF;
+  V_I4REF(&given[3]) = &whole;
+  V_VT(&given[4]) = VT_VARIANT | VT_BYREF;
+  V_VARIANTREF(&given[4]) = &inner;
+  for (VARIANT& value : given) {
+    const auto type = static_cast<VARTYPE>(V_VT(&value) & ~VT_BYREF);
+    const std::string name = "of type " + std::to_string(type);
+    VariantInit(&found);
+    Claim("a value by reference is taken, " + name,
+          SUCCEEDED(row->put_Value(column.text, value)));
+    Claim("and given, " + name, SUCCEEDED(row->get_Value(column.text, &found)));
+    const VARTYPE expected = type == VT_VARIANT ? VARTYPE{VT_R8} : type;
+    bool same = V_VT(&found) == expected;
+    if (same && expected == VT_R8) same = V_R8(&found) == (type == VT_R8 ? 2.75 : -0.125);
+    if (same && expected == VT_DATE) same = V_DATE(&found) == 45000.5;
+    if (same && expected == VT_I4) same = V_I4(&found) == 7;
+    if (same && expected == VT_BSTR)
+      same = Utf8({V_BSTR(&found), SysStringLen(V_BSTR(&found))}) == "w\u00f6rds";
+    Claim("with type and value, " + name, same);
+    VariantClear(&found);
+  }
+  Claim("what was lent stays", number == 2.75 && text.Utf8() == "w\u00f6rds");
+
+  const auto trimmer = Made<ITextTrimmer>(L"orvEngine.TextTrimmer", IID_ITextTrimmer);
+  Fails("no text at all", trimmer->TrimFixedString(nullptr), E_POINTER, E_POINTER, "orvEngine",
+        "Missing argument");
+  BSTR none = nullptr;
+  Claim("an empty text is trimmed", SUCCEEDED(trimmer->TrimFixedString(&none)));
+  Claim("and stays empty", SysStringLen(none) == 0);
+  SysFreeString(none);
+}
+
 // The DLLs say that they can go only when nothing of them is held.
 void Lifetime() {
   const auto can = [](const wchar_t* dll) { return CanUnload(dll); };
@@ -406,6 +561,9 @@ int main(int count, char** arguments) {
       Numbers();
       Arrays();
       HostObjects();
+      HostWords();
+      HostNames();
+      References();
       Classes();
       Lifetime();
     });
