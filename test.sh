@@ -109,11 +109,12 @@ report() {
 # What the component and the program for Windows are compared with.
 build_compared() { cmake --preset ci && cmake --build --preset ci --target orvspc windows_compared; }
 
-# The archive has what an installation needs, and nothing that was only built with it.
+# The archive has what an installation needs, and nothing that was only built with it. One of an
+# earlier version goes before: there is one archive in the folder.
 archive() {
-  local name
-  name=$(cd build/windows-64 && cpack -G ZIP >&2 && ls -t orvSPCAnalysis6-*-win64.zip | head -n 1) &&
-    python3 -m zipfile -l "build/windows-64/$name" | awk 'NR > 1 { print $1 }' |
+  rm -f build/windows-64/orvSPCAnalysis6-*-win64.zip
+  (cd build/windows-64 && cpack -G ZIP >&2) &&
+    python3 -m zipfile -l build/windows-64/orvSPCAnalysis6-*-win64.zip | awk 'NR > 1 { print $1 }' |
     sed 's|^[^/]*/||; /^$/d; /\/$/d' | LC_ALL=C sort | diff tests/windows/archive.txt -
 }
 

@@ -10,16 +10,21 @@
 #   The IDL may say import "oaidl.idl" and importlib("stdole2.tlb"); host/windows/idl has both.
 #
 # orvspc_dll(<name> DEF <file> [TYPELIB <name>] [SOURCES <file>...] [LINK <target or library>...])
-#   bin/<name>.dll, which exports what the .def says and nothing else, with a version resource and
-#   the type library as resource 1. It needs no .rc file of its own. Without SOURCES it is a DLL of
-#   forwarders. The .def has bare names without @n, also for stdcall functions of 32 bits.
+#   bin/<name>.dll, which exports what the .def says and nothing else, with its resources. The .def
+#   has bare names without @n, also for stdcall functions of 32 bits.
+#   - a server has a type library and links the library of its classes, where its four exports are
+#   - a forwarder has neither, and a source that imports the DLL that it forwards to
+#
+# orvspc_resources(<target> [TYPELIB <name>])
+#   The resources of a DLL or program: its version and, as resource 1, the type library. It needs no
+#   .rc file of its own. orvspc_dll calls it, and orvspc_windows_program for one with a type library.
 #
 # orvspc_windows_library(<name> DIR <folder> [MORE <pattern>] [LINK <target>...])
 #   The sources of a folder of host/windows, and those of the pattern, as orvspc_windows_<name>, a
 #   static library that DLLs and programs link. Sources are globbed.
 #
 # orvspc_windows_program(<name> [TYPELIB <name>] SOURCES <file>... [LINK <target or library>...])
-#   bin/<name>.exe, for the console; a program with a type library has it as resource 1, as a DLL.
+#   bin/<name>.exe, for the console; a program with a type library has it in its resources.
 #
 # All of them are compiled with NOMINMAX, WIN32_LEAN_AND_MEAN and _WIN32_WINNT=0x0601, without
 # UNICODE, and link oleaut32, ole32, uuid and advapi32. CMakeLists.txt of host/windows uses them.
@@ -83,12 +88,14 @@ function(orvspc_typelib name)
   set_target_properties(orvspc_typelib_${name} PROPERTIES ORVSPC_TLB ${tlb})
 endfunction()
 
-# The resources of a DLL or a program: its version and, of a typelib, the library.
-function(orvspc_resources target name type)  # type: VFT_DLL or VFT_APP
+function(orvspc_resources name)
   cmake_parse_arguments(arg "" "TYPELIB" "" ${ARGN})
   string(REPLACE "." "," numbers ${PROJECT_VERSION})
+  get_target_property(kind ${name} TYPE)
+  set(type VFT_DLL)
   set(ending dll)
-  if(type STREQUAL "VFT_APP")
+  if(kind STREQUAL "EXECUTABLE")
+    set(type VFT_APP)
     set(ending exe)
   endif()
   set(line "")
@@ -128,9 +135,9 @@ END
 ]])
   if(arg_TYPELIB)
     set_source_files_properties(${rc} PROPERTIES OBJECT_DEPENDS ${tlb})
-    add_dependencies(${target} orvspc_typelib_${arg_TYPELIB}_files)
+    add_dependencies(${name} orvspc_typelib_${arg_TYPELIB}_files)
   endif()
-  target_sources(${target} PRIVATE ${rc})
+  target_sources(${name} PRIVATE ${rc})
 endfunction()
 
 # Gives a DLL or program an end of its thread-local variables that works.
@@ -149,7 +156,7 @@ function(orvspc_dll name)
     orvspc_unity(${name})
   endif()
   target_sources(${name} PRIVATE ${arg_DEF})
-  orvspc_resources(${name} ${name} VFT_DLL TYPELIB ${arg_TYPELIB})
+  orvspc_resources(${name} TYPELIB ${arg_TYPELIB})
   if(arg_TYPELIB)
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})
     orvspc_thread_end(${name})
@@ -175,7 +182,7 @@ function(orvspc_windows_program name)
   add_executable(${name} ${arg_SOURCES})
   orvspc_thread_end(${name})
   if(arg_TYPELIB)
-    orvspc_resources(${name} ${name} VFT_APP TYPELIB ${arg_TYPELIB})
+    orvspc_resources(${name} TYPELIB ${arg_TYPELIB})
     target_link_libraries(${name} PRIVATE orvspc_typelib_${arg_TYPELIB})
   endif()
   target_link_libraries(${name} PRIVATE ${arg_LINK} orvspc_windows)

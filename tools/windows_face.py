@@ -11,9 +11,9 @@ For each library of libraries.tsv it writes into host/windows/generated
     LIBRARY_adapters.h    a COM class for each plain class, a line for each member
     LIBRARY_server.cpp    the table of classes and the four exports
     LIBRARY_members.h     what the compiler checks of the plain classes, on every system
-and keeps host/windows/tables/published.tsv: the identifiers and the place of every member that was ever given. A
-table that changes or drops one of them is refused; what is new is added. Until a member is released its line may be
-removed by hand.
+and keeps host/windows/tables/published.tsv: the identifiers, the place of every member and the value of every
+enumerator that was ever given. What changes or drops one of them is refused; what is new is added. Lines of what no
+release has had may be removed by hand.
 
 The checks of the tables: names that differ in letter case alone (a type library keeps one spelling for all of a name),
 words of the interface language, duplicate GUIDs and dispids, unknown types, and the members of the plain classes: each
@@ -484,6 +484,8 @@ def identities(tables):
         found[f"library {row['library']}"] = f"{row['id']} {row['version']}"
         for name, guid, fields in tables.records[row["library"]]:
             found[f"record {name}"] = f"{guid} {' '.join(fields)}"
+        for enum, values in tables.enums[row["library"]]:
+            found.update((f"enum {enum} {name}", value) for name, value in values)
     for row in tables.classes:
         found[f"class {row['class']}"] = f"{row['interface id']} {row['class id']} {row['created']} {row['prog id']}"
         for slot, member in enumerate(tables.members_of(row["class"])):
@@ -503,9 +505,10 @@ def lint_published(found, published):
     return faults
 
 
-PUBLISHED_HEAD = f"""# {NOTICE}
-# The identifiers and places that were ever given, beside what the tables say now. They never change: programs that
-# were compiled with them rely on them. tools/windows_face.py adds what is new and refuses what is different.
+PUBLISHED_HEAD = """# Written by tools/windows_face.py.
+# The identifiers, places and values that were ever given. They never change: programs that were compiled with them
+# rely on them. tools/windows_face.py adds what is new and refuses what is different. Lines of what no release has had
+# may be removed by hand; nothing else is edited.
 """
 
 
@@ -685,6 +688,10 @@ def self_test():
         at = tables.members.index(member(tables, "MaximumItems"))
         tables.members[at], tables.members[at + 1] = tables.members[at + 1], tables.members[at]
 
+    def renumbered(tables):
+        values = tables.enums["orvSPCAnalysis6"][0][1]
+        values[0] = (values[0][0], "99")
+
     def taken(tables):
         member(tables, "Reset", "method").update(name="Release", plain="Reset")
 
@@ -694,7 +701,7 @@ def self_test():
     plants = {dropped: "no row in the table", added: "no public operation", widened: "no public operation",
               respelled: "letter case", keyword: "interface language", unknown_type: "unknown type",
               same_dispid: "a dispid belongs to one name", same_guid: "one GUID for", new_guid: "was:",
-              swapped: "was:", taken: "every adapter has",
+              swapped: "was:", renumbered: "was:", taken: "every adapter has",
               free_threads: "threads is"}
     for plant, said in plants.items():
         tables = copy.deepcopy(good)

@@ -35,7 +35,7 @@ run_script() {
 run_scripts() {
   run_script "$1" own
   run_script "$1" cscript
-  # A host decides how precisely the processor's older unit computes: the last digits may differ.
+  # The system's host sets the processor's older registers to 53 bits: the last digits may differ.
   "$client"/compare_walks.py "$ORVSPC_WORK/$1-own.txt" "$ORVSPC_WORK/$1-cscript.txt"
 }
 
@@ -56,6 +56,7 @@ unregister "$ORVSPC_WORK/incomplete"
 register "$ORVSPC_WINDOWS"
 folder=$ORVSPC_WORK/documented
 copy_samples "$ORVSPC_WORK/linux" "$folder"
+# shellcheck disable=SC2016
 sed -n '/^```vbscript$/,/^```$/p' docs/how-to/windows.md | sed '/^```/d; s/$/\r/' >"$folder/wafer.vbs"
 [ -s "$folder/wafer.vbs" ]
 (cd "$folder" && on_wine 60 "$ORVSPC_WINDOWS/script_host.exe" wafer.vbs)

@@ -42,31 +42,6 @@ class Database : public platform::Database {
   std::optional<QualityDatabase> database_;
 };
 
-// Records of one kind, each kind a class of its own.
-template <platform::NameRecordKind kind>
-class NameRecordOf : public platform::NameRecord {
- public:
-  std::int32_t ID() override { return record_->ID(); }
-  void ID(std::int32_t value) override { record_->ID(value); }
-  void KeyMode(std::int32_t value) override { record_->KeyMode(value); }
-  bool Read(const std::shared_ptr<platform::Database>& database, std::int32_t mode) override {
-    return record_->Read(database, mode);
-  }
-  void Add(platform::NameRecord& record) override { record_->Add(record); }
-  bool MoveFirst() override { return record_->MoveFirst(); }
-  bool MoveNext() override { return record_->MoveNext(); }
-  std::string Name() override { return record_->Name(); }
-
- private:
-  std::shared_ptr<platform::NameRecord> record_ = EmbeddedPlatform()->MakeNameRecord(kind);
-};
-
-class Part : public NameRecordOf<platform::NameRecordKind::Part> {};
-class Process : public NameRecordOf<platform::NameRecordKind::Process> {};
-class Test : public NameRecordOf<platform::NameRecordKind::Test> {};
-class SamplingRequirement : public NameRecordOf<platform::NameRecordKind::SmplReq> {};
-class StateCode : public NameRecordOf<platform::NameRecordKind::State> {};
-
 // The trimmer of the embedded platform for a text of automation.
 class TextTrimmer : public platform::Object {
  public:

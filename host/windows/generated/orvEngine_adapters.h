@@ -10,6 +10,7 @@
 #include "host/windows/engine/Objects.h"
 #include "platform/CtrlLim.h"
 #include "platform/DefOpp.h"
+#include "platform/NameRecord.h"
 #include "platform/PrcsStateLog.h"
 #include "platform/RuleDef.h"
 #include "platform/SpecLim.h"
@@ -49,27 +50,27 @@ struct AdapterOf<::IPrcsStateLog> {
 
 template <>
 struct AdapterOf<::IPart> {
-  static ::IPart* Of(std::shared_ptr<windows::engine::Part> object);
+  static ::IPart* Of(std::shared_ptr<platform::NameRecord> object);
 };
 
 template <>
 struct AdapterOf<::IProcess> {
-  static ::IProcess* Of(std::shared_ptr<windows::engine::Process> object);
+  static ::IProcess* Of(std::shared_ptr<platform::NameRecord> object);
 };
 
 template <>
 struct AdapterOf<::ITest> {
-  static ::ITest* Of(std::shared_ptr<windows::engine::Test> object);
+  static ::ITest* Of(std::shared_ptr<platform::NameRecord> object);
 };
 
 template <>
 struct AdapterOf<::ISamplingRequirement> {
-  static ::ISamplingRequirement* Of(std::shared_ptr<windows::engine::SamplingRequirement> object);
+  static ::ISamplingRequirement* Of(std::shared_ptr<platform::NameRecord> object);
 };
 
 template <>
 struct AdapterOf<::IStateCode> {
-  static ::IStateCode* Of(std::shared_ptr<windows::engine::StateCode> object);
+  static ::IStateCode* Of(std::shared_ptr<platform::NameRecord> object);
 };
 
 template <>
@@ -267,7 +268,7 @@ class PrcsStateLogAdapter : public com::Adapter<::IPrcsStateLog, platform::PrcsS
   }
 };
 
-class PartAdapter : public com::Adapter<::IPart, windows::engine::Part> {
+class PartAdapter : public com::Adapter<::IPart, platform::NameRecord> {
  public:
   using Adapter::Adapter;
 
@@ -286,7 +287,7 @@ class PartAdapter : public com::Adapter<::IPart, windows::engine::Part> {
     });
   }
   STDMETHODIMP Add(::IPart* record) override {
-    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<windows::engine::Part>(record))); });
+    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<platform::NameRecord>(record))); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });
@@ -299,7 +300,7 @@ class PartAdapter : public com::Adapter<::IPart, windows::engine::Part> {
   }
 };
 
-class ProcessAdapter : public com::Adapter<::IProcess, windows::engine::Process> {
+class ProcessAdapter : public com::Adapter<::IProcess, platform::NameRecord> {
  public:
   using Adapter::Adapter;
 
@@ -318,7 +319,7 @@ class ProcessAdapter : public com::Adapter<::IProcess, windows::engine::Process>
     });
   }
   STDMETHODIMP Add(::IProcess* record) override {
-    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<windows::engine::Process>(record))); });
+    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<platform::NameRecord>(record))); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });
@@ -331,7 +332,7 @@ class ProcessAdapter : public com::Adapter<::IProcess, windows::engine::Process>
   }
 };
 
-class TestAdapter : public com::Adapter<::ITest, windows::engine::Test> {
+class TestAdapter : public com::Adapter<::ITest, platform::NameRecord> {
  public:
   using Adapter::Adapter;
 
@@ -350,7 +351,7 @@ class TestAdapter : public com::Adapter<::ITest, windows::engine::Test> {
     });
   }
   STDMETHODIMP Add(::ITest* record) override {
-    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<windows::engine::Test>(record))); });
+    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<platform::NameRecord>(record))); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });
@@ -364,7 +365,7 @@ class TestAdapter : public com::Adapter<::ITest, windows::engine::Test> {
 };
 
 class SamplingRequirementAdapter
-    : public com::Adapter<::ISamplingRequirement, windows::engine::SamplingRequirement> {
+    : public com::Adapter<::ISamplingRequirement, platform::NameRecord> {
  public:
   using Adapter::Adapter;
 
@@ -383,9 +384,7 @@ class SamplingRequirementAdapter
     });
   }
   STDMETHODIMP Add(::ISamplingRequirement* record) override {
-    return Call([&](auto& o) {
-      o.Add(Needed(com::TakeOwn<windows::engine::SamplingRequirement>(record)));
-    });
+    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<platform::NameRecord>(record))); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });
@@ -398,7 +397,7 @@ class SamplingRequirementAdapter
   }
 };
 
-class StateCodeAdapter : public com::Adapter<::IStateCode, windows::engine::StateCode> {
+class StateCodeAdapter : public com::Adapter<::IStateCode, platform::NameRecord> {
  public:
   using Adapter::Adapter;
 
@@ -417,7 +416,7 @@ class StateCodeAdapter : public com::Adapter<::IStateCode, windows::engine::Stat
     });
   }
   STDMETHODIMP Add(::IStateCode* record) override {
-    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<windows::engine::StateCode>(record))); });
+    return Call([&](auto& o) { o.Add(Needed(com::TakeOwn<platform::NameRecord>(record))); });
   }
   STDMETHODIMP MoveFirst(VARIANT_BOOL* result) override {
     return Get(result, [](auto& o) { return o.MoveFirst(); });

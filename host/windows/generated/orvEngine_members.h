@@ -14,6 +14,7 @@
 #include "host/windows/tables/Member.h"
 #include "platform/CtrlLim.h"
 #include "platform/DefOpp.h"
+#include "platform/NameRecord.h"
 #include "platform/PrcsStateLog.h"
 #include "platform/RuleDef.h"
 #include "platform/SpecLim.h"
@@ -112,98 +113,96 @@ static_assert(decltype(Member<platform::PrcsStateLog, std::string()>::Is(
     &platform::PrcsStateLog::StateName))::value);
 static_assert(decltype(Member<platform::PrcsStateLog, std::int32_t()>::Is(
     &platform::PrcsStateLog::StateType))::value);
-static_assert(decltype(Member<windows::engine::Part, void(std::int32_t)>::Is(
-    &windows::engine::Part::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::ID))::value);
 static_assert(
-    decltype(Member<windows::engine::Part, std::int32_t()>::Is(&windows::engine::Part::ID))::value);
-static_assert(decltype(Member<windows::engine::Part, void(std::int32_t)>::Is(
-    &windows::engine::Part::KeyMode))::value);
-static_assert(decltype(Member<windows::engine::Part,
+    decltype(Member<platform::NameRecord, std::int32_t()>::Is(&platform::NameRecord::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::KeyMode))::value);
+static_assert(decltype(Member<platform::NameRecord,
                               bool(const std::shared_ptr<platform::Database>&,
-                                   std::int32_t)>::Is(&windows::engine::Part::Read))::value);
-static_assert(requires(windows::engine::Part & o, windows::engine::Part& a) {
+                                   std::int32_t)>::Is(&platform::NameRecord::Read))::value);
+static_assert(requires(platform::NameRecord & o, platform::NameRecord& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
 static_assert(
-    decltype(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveFirst))::value);
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveFirst))::value);
 static_assert(
-    decltype(Member<windows::engine::Part, bool()>::Is(&windows::engine::Part::MoveNext))::value);
-static_assert(decltype(Member<windows::engine::Part, std::string()>::Is(
-    &windows::engine::Part::Name))::value);
-static_assert(decltype(Member<windows::engine::Process, void(std::int32_t)>::Is(
-    &windows::engine::Process::ID))::value);
-static_assert(decltype(Member<windows::engine::Process, std::int32_t()>::Is(
-    &windows::engine::Process::ID))::value);
-static_assert(decltype(Member<windows::engine::Process, void(std::int32_t)>::Is(
-    &windows::engine::Process::KeyMode))::value);
-static_assert(decltype(Member<windows::engine::Process,
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveNext))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::string()>::Is(&platform::NameRecord::Name))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::ID))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::int32_t()>::Is(&platform::NameRecord::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::KeyMode))::value);
+static_assert(decltype(Member<platform::NameRecord,
                               bool(const std::shared_ptr<platform::Database>&,
-                                   std::int32_t)>::Is(&windows::engine::Process::Read))::value);
-static_assert(requires(windows::engine::Process & o, windows::engine::Process& a) {
+                                   std::int32_t)>::Is(&platform::NameRecord::Read))::value);
+static_assert(requires(platform::NameRecord & o, platform::NameRecord& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(decltype(Member<windows::engine::Process, bool()>::Is(
-    &windows::engine::Process::MoveFirst))::value);
-static_assert(decltype(Member<windows::engine::Process, bool()>::Is(
-    &windows::engine::Process::MoveNext))::value);
-static_assert(decltype(Member<windows::engine::Process, std::string()>::Is(
-    &windows::engine::Process::Name))::value);
-static_assert(decltype(Member<windows::engine::Test, void(std::int32_t)>::Is(
-    &windows::engine::Test::ID))::value);
 static_assert(
-    decltype(Member<windows::engine::Test, std::int32_t()>::Is(&windows::engine::Test::ID))::value);
-static_assert(decltype(Member<windows::engine::Test, void(std::int32_t)>::Is(
-    &windows::engine::Test::KeyMode))::value);
-static_assert(decltype(Member<windows::engine::Test,
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveFirst))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveNext))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::string()>::Is(&platform::NameRecord::Name))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::ID))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::int32_t()>::Is(&platform::NameRecord::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::KeyMode))::value);
+static_assert(decltype(Member<platform::NameRecord,
                               bool(const std::shared_ptr<platform::Database>&,
-                                   std::int32_t)>::Is(&windows::engine::Test::Read))::value);
-static_assert(requires(windows::engine::Test & o, windows::engine::Test& a) {
+                                   std::int32_t)>::Is(&platform::NameRecord::Read))::value);
+static_assert(requires(platform::NameRecord & o, platform::NameRecord& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
 static_assert(
-    decltype(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveFirst))::value);
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveFirst))::value);
 static_assert(
-    decltype(Member<windows::engine::Test, bool()>::Is(&windows::engine::Test::MoveNext))::value);
-static_assert(decltype(Member<windows::engine::Test, std::string()>::Is(
-    &windows::engine::Test::Name))::value);
-static_assert(decltype(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
-    &windows::engine::SamplingRequirement::ID))::value);
-static_assert(decltype(Member<windows::engine::SamplingRequirement, std::int32_t()>::Is(
-    &windows::engine::SamplingRequirement::ID))::value);
-static_assert(decltype(Member<windows::engine::SamplingRequirement, void(std::int32_t)>::Is(
-    &windows::engine::SamplingRequirement::KeyMode))::value);
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveNext))::value);
 static_assert(
-    decltype(Member<windows::engine::SamplingRequirement,
-                    bool(const std::shared_ptr<platform::Database>&,
-                         std::int32_t)>::Is(&windows::engine::SamplingRequirement::Read))::value);
-static_assert(requires(windows::engine::SamplingRequirement & o,
-                       windows::engine::SamplingRequirement& a) {
-  { o.Add(a) } -> std::same_as<void>;
-});
-static_assert(decltype(Member<windows::engine::SamplingRequirement, bool()>::Is(
-    &windows::engine::SamplingRequirement::MoveFirst))::value);
-static_assert(decltype(Member<windows::engine::SamplingRequirement, bool()>::Is(
-    &windows::engine::SamplingRequirement::MoveNext))::value);
-static_assert(decltype(Member<windows::engine::SamplingRequirement, std::string()>::Is(
-    &windows::engine::SamplingRequirement::Name))::value);
-static_assert(decltype(Member<windows::engine::StateCode, void(std::int32_t)>::Is(
-    &windows::engine::StateCode::ID))::value);
-static_assert(decltype(Member<windows::engine::StateCode, std::int32_t()>::Is(
-    &windows::engine::StateCode::ID))::value);
-static_assert(decltype(Member<windows::engine::StateCode, void(std::int32_t)>::Is(
-    &windows::engine::StateCode::KeyMode))::value);
-static_assert(decltype(Member<windows::engine::StateCode,
+    decltype(Member<platform::NameRecord, std::string()>::Is(&platform::NameRecord::Name))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::ID))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::int32_t()>::Is(&platform::NameRecord::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::KeyMode))::value);
+static_assert(decltype(Member<platform::NameRecord,
                               bool(const std::shared_ptr<platform::Database>&,
-                                   std::int32_t)>::Is(&windows::engine::StateCode::Read))::value);
-static_assert(requires(windows::engine::StateCode & o, windows::engine::StateCode& a) {
+                                   std::int32_t)>::Is(&platform::NameRecord::Read))::value);
+static_assert(requires(platform::NameRecord & o, platform::NameRecord& a) {
   { o.Add(a) } -> std::same_as<void>;
 });
-static_assert(decltype(Member<windows::engine::StateCode, bool()>::Is(
-    &windows::engine::StateCode::MoveFirst))::value);
-static_assert(decltype(Member<windows::engine::StateCode, bool()>::Is(
-    &windows::engine::StateCode::MoveNext))::value);
-static_assert(decltype(Member<windows::engine::StateCode, std::string()>::Is(
-    &windows::engine::StateCode::Name))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveFirst))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveNext))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::string()>::Is(&platform::NameRecord::Name))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::ID))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::int32_t()>::Is(&platform::NameRecord::ID))::value);
+static_assert(decltype(Member<platform::NameRecord, void(std::int32_t)>::Is(
+    &platform::NameRecord::KeyMode))::value);
+static_assert(decltype(Member<platform::NameRecord,
+                              bool(const std::shared_ptr<platform::Database>&,
+                                   std::int32_t)>::Is(&platform::NameRecord::Read))::value);
+static_assert(requires(platform::NameRecord & o, platform::NameRecord& a) {
+  { o.Add(a) } -> std::same_as<void>;
+});
+static_assert(
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveFirst))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, bool()>::Is(&platform::NameRecord::MoveNext))::value);
+static_assert(
+    decltype(Member<platform::NameRecord, std::string()>::Is(&platform::NameRecord::Name))::value);
 static_assert(decltype(Member<platform::TimeConversion, std::int32_t(double)>::Is(
     &platform::TimeConversion::DateToTimeStamp))::value);
 static_assert(decltype(Member<platform::TimeConversion, double(std::int32_t)>::Is(

@@ -49,33 +49,36 @@ Class classes[] = {
      L"A part of the database by its identifier, and a list of such records.", L"Apartment",
      &IID_IPart, &CLSID_Part,
      []() -> IDispatch* {
-       return AdapterFor<PartAdapter>(classes[6], std::make_shared<windows::engine::Part>());
+       return AdapterFor<PartAdapter>(
+           classes[6], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Part));
      }},
     {L"Process", L"orvEngine.Process",
      L"A process of the database by its identifier, and a list of such records.", L"Apartment",
      &IID_IProcess, &CLSID_Process,
      []() -> IDispatch* {
-       return AdapterFor<ProcessAdapter>(classes[7], std::make_shared<windows::engine::Process>());
+       return AdapterFor<ProcessAdapter>(
+           classes[7], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Process));
      }},
     {L"Test", L"orvEngine.Test",
      L"A test of the database by its identifier, and a list of such records.", L"Apartment",
      &IID_ITest, &CLSID_Test,
      []() -> IDispatch* {
-       return AdapterFor<TestAdapter>(classes[8], std::make_shared<windows::engine::Test>());
+       return AdapterFor<TestAdapter>(
+           classes[8], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Test));
      }},
     {L"SamplingRequirement", L"orvEngine.SamplingRequirement",
      L"A sampling requirement of the database by its identifier, and a list of such records.",
      L"Apartment", &IID_ISamplingRequirement, &CLSID_SamplingRequirement,
      []() -> IDispatch* {
        return AdapterFor<SamplingRequirementAdapter>(
-           classes[9], std::make_shared<windows::engine::SamplingRequirement>());
+           classes[9], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::SmplReq));
      }},
     {L"StateCode", L"orvEngine.StateCode",
      L"A process-state code of the database by its identifier, and a list of such records.",
      L"Apartment", &IID_IStateCode, &CLSID_StateCode,
      []() -> IDispatch* {
-       return AdapterFor<StateCodeAdapter>(classes[10],
-                                           std::make_shared<windows::engine::StateCode>());
+       return AdapterFor<StateCodeAdapter>(
+           classes[10], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::State));
      }},
     {L"TimeConversion", L"orvEngine.TimeConversion",
      L"Converts between dates and the time stamps of the database.", L"Both", &IID_ITimeConversion,
@@ -119,20 +122,20 @@ const Server kServer = {L"orvEngine", &LIBID_orvEngine, 6, 0, classes};
 ::IPrcsStateLog* AdapterOf<::IPrcsStateLog>::Of(std::shared_ptr<platform::PrcsStateLog> object) {
   return AdapterFor<PrcsStateLogAdapter>(classes[5], std::move(object));
 }
-::IPart* AdapterOf<::IPart>::Of(std::shared_ptr<windows::engine::Part> object) {
+::IPart* AdapterOf<::IPart>::Of(std::shared_ptr<platform::NameRecord> object) {
   return AdapterFor<PartAdapter>(classes[6], std::move(object));
 }
-::IProcess* AdapterOf<::IProcess>::Of(std::shared_ptr<windows::engine::Process> object) {
+::IProcess* AdapterOf<::IProcess>::Of(std::shared_ptr<platform::NameRecord> object) {
   return AdapterFor<ProcessAdapter>(classes[7], std::move(object));
 }
-::ITest* AdapterOf<::ITest>::Of(std::shared_ptr<windows::engine::Test> object) {
+::ITest* AdapterOf<::ITest>::Of(std::shared_ptr<platform::NameRecord> object) {
   return AdapterFor<TestAdapter>(classes[8], std::move(object));
 }
 ::ISamplingRequirement* AdapterOf<::ISamplingRequirement>::Of(
-    std::shared_ptr<windows::engine::SamplingRequirement> object) {
+    std::shared_ptr<platform::NameRecord> object) {
   return AdapterFor<SamplingRequirementAdapter>(classes[9], std::move(object));
 }
-::IStateCode* AdapterOf<::IStateCode>::Of(std::shared_ptr<windows::engine::StateCode> object) {
+::IStateCode* AdapterOf<::IStateCode>::Of(std::shared_ptr<platform::NameRecord> object) {
   return AdapterFor<StateCodeAdapter>(classes[10], std::move(object));
 }
 ::ITimeConversion* AdapterOf<::ITimeConversion>::Of(

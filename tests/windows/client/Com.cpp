@@ -14,8 +14,8 @@ std::wstring Wide(std::string_view utf8) {
 
 std::string Utf8(std::wstring_view wide) {
   const int length = static_cast<int>(wide.size());
-  std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(
-                       CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr)),
+  std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), length,
+                                                                nullptr, 0, nullptr, nullptr)),
                    '\0');
   WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, utf8.data(), static_cast<int>(utf8.size()),
                       nullptr, nullptr);
@@ -30,9 +30,8 @@ Text::Text(std::string_view utf8) {
 std::string Text::Utf8() const { return tests::Utf8({text, SysStringLen(text)}); }
 
 HostFailure FailureOf(HRESULT result) {
-  HostFailure failure{HRESULT_FACILITY(result) == FACILITY_CONTROL ? HRESULT_CODE(result) : result,
-                      {},
-                      {}};
+  HostFailure failure{
+      HRESULT_FACILITY(result) == FACILITY_CONTROL ? HRESULT_CODE(result) : result, {}, {}};
   IErrorInfo* info = nullptr;
   if (GetErrorInfo(0, &info) != S_OK) return failure;
   const auto owned = Owned(info);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/windows/client/Walk.h"
 
+#include <algorithm>
+
 namespace orvspc::windows::tests {
 
 namespace {
@@ -16,9 +18,9 @@ std::string Listed(const std::vector<Value>& arguments, std::size_t count) {
 }
 
 bool Has(const Object& object, std::string_view name) {
-  for (const auto& member : Members())
-    if (member.type == object.type && member.name == name) return true;
-  return false;
+  return std::ranges::any_of(Members(), [&](const Member& member) {
+    return member.type == object.type && member.name == name;
+  });
 }
 
 bool Moved(const Value& value) {
@@ -126,17 +128,16 @@ void Walk::Stored(const Object& object) {
   }
 }
 
-void AddItem(const Object& database, const Object& select, std::int32_t type,
-             std::string_view kind, std::string_view name) {
+void AddItem(const Object& database, const Object& select, std::int32_t type, std::string_view kind,
+             std::string_view name) {
   const auto descriptors = ObjectIn(Get(select, "Descriptors"));
   auto descriptor = ObjectIn(Call(descriptors, "GetDescriptor", {type}));
   if (!descriptor) descriptor = ObjectIn(Call(descriptors, "Add", {type}));
-  Call(descriptor, "AddItemID",
-       {Call(database, "Find", {std::string(kind), std::string(name)})});
+  Call(descriptor, "AddItemID", {Call(database, "Find", {std::string(kind), std::string(name)})});
 }
 
 Object Selection(const Object& database, std::string_view part) {
-  const auto select = Create("DataSelect");
+  auto select = Create("DataSelect");
   Let(select, "MaximumItems", {1000});
   Let(select, "DateRangeInterval", {0});
   Let(select, "IncludeDefectTests", {true});

@@ -66,8 +66,8 @@ void WalkFailures(Walk& walk, const Object& database);
 
 // A selection of all kinds of tests of a part, without a bound in time.
 Object Selection(const Object& database, std::string_view part);
-void AddItem(const Object& database, const Object& select, std::int32_t type,
-             std::string_view kind, std::string_view name);
+void AddItem(const Object& database, const Object& select, std::int32_t type, std::string_view kind,
+             std::string_view name);
 // 2024-04-08 is 45390.
 void SetRange(const Object& select, double start, double end);
 

@@ -104,14 +104,28 @@ Value Taken(BSTR value) {
 Value Taken(VARIANT& value) {
   Value taken = Empty{};
   switch (V_VT(&value)) {
-    case VT_EMPTY: break;
-    case VT_I4: taken = static_cast<std::int32_t>(V_I4(&value)); break;
-    case VT_R8: taken = V_R8(&value); break;
-    case VT_DATE: taken = V_DATE(&value); break;
-    case VT_BSTR: taken = Utf8({V_BSTR(&value), SysStringLen(V_BSTR(&value))}); break;
-    case VT_ARRAY | VT_I4: taken = TakenArray<std::int32_t>(V_ARRAY(&value)); break;
-    case VT_ARRAY | VT_R8: taken = TakenArray<double>(V_ARRAY(&value)); break;
-    default: throw std::logic_error("a variant of the type " + std::to_string(V_VT(&value)));
+    case VT_EMPTY:
+      break;
+    case VT_I4:
+      taken = static_cast<std::int32_t>(V_I4(&value));
+      break;
+    case VT_R8:
+      taken = V_R8(&value);
+      break;
+    case VT_DATE:
+      taken = V_DATE(&value);
+      break;
+    case VT_BSTR:
+      taken = Utf8({V_BSTR(&value), SysStringLen(V_BSTR(&value))});
+      break;
+    case VT_ARRAY | VT_I4:
+      taken = TakenArray<std::int32_t>(V_ARRAY(&value));
+      break;
+    case VT_ARRAY | VT_R8:
+      taken = TakenArray<double>(V_ARRAY(&value));
+      break;
+    default:
+      throw std::logic_error("a variant of the type " + std::to_string(V_VT(&value)));
   }
   VariantClear(&value);
   return taken;
@@ -127,8 +141,7 @@ Value Taken(Given* object, REFIID id, std::string_view type) {
   return Object{type, Held(typed)};
 }
 template <class Enumeration>
-  requires std::is_enum_v<Enumeration>
-Value Taken(Enumeration value) {
+requires std::is_enum_v<Enumeration> Value Taken(Enumeration value) {
   return static_cast<std::int32_t>(value);
 }
 
@@ -136,8 +149,7 @@ Value Taken(Enumeration value) {
 struct Flat {
   explicit Flat(const std::vector<Value>& arguments) {
     const auto fields = As<Longs>(arguments[0]);
-    std::memcpy(&info, fields.data(),
-                std::min(sizeof info, fields.size() * sizeof(std::int32_t)));
+    std::memcpy(&info, fields.data(), std::min(sizeof info, fields.size() * sizeof(std::int32_t)));
     const auto cells = As<Longs>(arguments[1]);
     if (!cells.empty()) filter = MadeArray(VT_I4, cells);
   }
@@ -225,7 +237,7 @@ Value ByHand_CCResults_SetXMLNode(const Object& object, std::vector<Value>& argu
 }
 
 const Member kMembers[] = {
-#include "tests/windows/client/com_members.inc"
+#include <members/com_members.inc>
 };
 
 struct Creator {
@@ -235,7 +247,7 @@ struct Creator {
 };
 
 const Creator kCreators[] = {
-#include "tests/windows/client/com_creators.inc"
+#include <members/com_creators.inc>
 };
 
 }  // namespace

@@ -5,14 +5,14 @@
 #include <memory>
 #include <optional>
 
+#include <members/plain_headers.inc>
 #include "engine/Embedded.h"
 #include "frame/Failure.h"
 #include "frame/Trail.h"
-#include "platform/Platform.h"
 #include "platform/FixedText.h"
+#include "platform/Platform.h"
 #include "tests/windows/client/Face.h"
 #include "tests/windows/client/Session.h"
-#include "tests/windows/client/plain_headers.inc"
 
 namespace orvspc::windows::tests {
 
@@ -52,8 +52,7 @@ std::shared_ptr<T> Shared(const Value& value) {
   const auto object = As<Object>(value);
   if (!object) return nullptr;
   // An argument of a base class, such as any database.
-  if (const auto* handle = dynamic_cast<const HandleOf<T>*>(&HandleIn(object)))
-    return handle->held;
+  if (const auto* handle = dynamic_cast<const HandleOf<T>*>(&HandleIn(object))) return handle->held;
   if constexpr (std::is_base_of_v<platform::Object, T>)
     if (auto found = std::dynamic_pointer_cast<T>(HandleIn(object).Base())) return found;
   FailTypeMismatch();
@@ -153,7 +152,7 @@ Value ByHand_CCResults_SetXMLNode(const Object& object, std::vector<Value>& argu
 }
 
 const Member kMembers[] = {
-#include "tests/windows/client/plain_members.inc"
+#include <members/plain_members.inc>
 };
 
 struct Creator {
@@ -162,7 +161,7 @@ struct Creator {
 };
 
 const Creator kCreators[] = {
-#include "tests/windows/client/plain_creators.inc"
+#include <members/plain_creators.inc>
 };
 
 }  // namespace

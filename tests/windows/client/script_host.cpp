@@ -31,7 +31,8 @@ namespace {
 
 // Not in the libraries of every compiler.
 constexpr GUID kVbScript = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0, 0xAA, 0, 0x4A, 0x55, 0xE8}};
-constexpr GUID kScript = {0xBB1A2AE1, 0xA4F9, 0x11CF, {0x8F, 0x20, 0, 0x80, 0x5F, 0x2C, 0xD0, 0x64}};
+constexpr GUID kScript = {
+    0xBB1A2AE1, 0xA4F9, 0x11CF, {0x8F, 0x20, 0, 0x80, 0x5F, 0x2C, 0xD0, 0x64}};
 constexpr GUID kSite = {0xDB01A1E3, 0xA42B, 0x11CF, {0x8F, 0x20, 0, 0x80, 0x5F, 0x2C, 0xD0, 0x64}};
 #ifdef _WIN64
 constexpr GUID kParse = {
@@ -39,8 +40,7 @@ constexpr GUID kParse = {
 using Parser = IActiveScriptParse64;
 using Cookie = DWORDLONG;
 #else
-constexpr GUID kParse = {
-    0xBB1A2AE2, 0xA4F9, 0x11CF, {0x8F, 0x20, 0, 0x80, 0x5F, 0x2C, 0xD0, 0x64}};
+constexpr GUID kParse = {0xBB1A2AE2, 0xA4F9, 0x11CF, {0x8F, 0x20, 0, 0x80, 0x5F, 0x2C, 0xD0, 0x64}};
 using Parser = IActiveScriptParse32;
 using Cookie = DWORD;
 #endif
@@ -201,8 +201,7 @@ std::wstring Read(const std::vector<std::string>& files, std::vector<Source>& so
       return {};
     }
     const std::string each{std::istreambuf_iterator<char>(in), {}};
-    sources.push_back(
-        {file, static_cast<int>(std::count(each.begin(), each.end(), '\n'))});
+    sources.push_back({file, static_cast<int>(std::count(each.begin(), each.end(), '\n'))});
     text += each;
   }
   return Wide(text);
@@ -225,9 +224,9 @@ bool Run(const std::vector<std::string>& files) {
   Site site(sources);
   EXCEPINFO info{};
   bool done = SUCCEEDED(engine->SetScriptSite(&site)) && SUCCEEDED(parser->InitNew());
-  done = done && SUCCEEDED(parser->ParseScriptText(text.c_str(), nullptr, nullptr, nullptr,
-                                                   Cookie{0}, 0, SCRIPTTEXT_ISVISIBLE, nullptr,
-                                                   &info));
+  done =
+      done && SUCCEEDED(parser->ParseScriptText(text.c_str(), nullptr, nullptr, nullptr, Cookie{0},
+                                                0, SCRIPTTEXT_ISVISIBLE, nullptr, &info));
   // Runs the text, which was only read until now.
   done = done && SUCCEEDED(engine->SetScriptState(SCRIPTSTATE_STARTED));
   engine->Close();

@@ -45,27 +45,43 @@ std::string NameOf(ITypeInfo& type) {
 
 std::string NameOf(ITypeInfo& type, const TYPEDESC& description) {
   switch (description.vt) {
-    case VT_I2: return "short";
-    case VT_I4: return "long";
-    case VT_INT: return "int";
-    case VT_UI4: return "unsigned long";
-    case VT_R8: return "double";
-    case VT_DATE: return "date";
-    case VT_BOOL: return "boolean";
-    case VT_BSTR: return "string";
-    case VT_VARIANT: return "variant";
-    case VT_DISPATCH: return "object";
-    case VT_UNKNOWN: return "unknown";
-    case VT_HRESULT: return "hresult";
-    case VT_VOID: return "void";
-    case VT_PTR: return NameOf(type, *description.lptdesc) + "*";
-    case VT_SAFEARRAY: return "array of " + NameOf(type, *description.lptdesc);
+    case VT_I2:
+      return "short";
+    case VT_I4:
+      return "long";
+    case VT_INT:
+      return "int";
+    case VT_UI4:
+      return "unsigned long";
+    case VT_R8:
+      return "double";
+    case VT_DATE:
+      return "date";
+    case VT_BOOL:
+      return "boolean";
+    case VT_BSTR:
+      return "string";
+    case VT_VARIANT:
+      return "variant";
+    case VT_DISPATCH:
+      return "object";
+    case VT_UNKNOWN:
+      return "unknown";
+    case VT_HRESULT:
+      return "hresult";
+    case VT_VOID:
+      return "void";
+    case VT_PTR:
+      return NameOf(type, *description.lptdesc) + "*";
+    case VT_SAFEARRAY:
+      return "array of " + NameOf(type, *description.lptdesc);
     case VT_USERDEFINED: {
       ITypeInfo* other = nullptr;
       Need(type.GetRefTypeInfo(description.hreftype, &other), "type");
       return NameOf(*Owned(other));
     }
-    default: return "type " + std::to_string(description.vt);
+    default:
+      return "type " + std::to_string(description.vt);
   }
 }
 
@@ -94,7 +110,8 @@ void Function(ITypeInfo& type, UINT index, std::ostream& out) {
                                                                   : "method";
   // Slots are counted behind those of IDispatch.
   const auto slot = static_cast<unsigned>(function->oVft) / sizeof(void*);
-  out << "  " << (slot < 7 ? "outside" : std::to_string(slot - 7)) << " " << kind << " " << Taken(names[0]) << "(";
+  out << "  " << (slot < 7 ? "outside" : std::to_string(slot - 7)) << " " << kind << " "
+      << Taken(names[0]) << "(";
   for (int i = 0; i < function->cParams; ++i) {
     const auto& argument = function->lprgelemdescParam[i];
     const auto name = static_cast<UINT>(i) + 1;
@@ -164,10 +181,11 @@ void Type(const std::shared_ptr<ITypeInfo>& dispatch, std::ostream& out) {
   const auto type = WithVtable(dispatch, *seen);
   TYPEATTR* attributes = nullptr;
   Need(type->GetTypeAttr(&attributes), "attributes");
-  const char* kinds[] = {"enum", "record", "module", "interface", "dispinterface", "class",
-                         "alias", "union"};
-  out << "\n" << kinds[seen->typekind] << " " << NameOf(*dispatch) << " " << Guid(seen->guid)
-      << " flags " << Flags(seen->wTypeFlags);
+  const char* kinds[] = {"enum",          "record", "module", "interface",
+                         "dispinterface", "class",  "alias",  "union"};
+  out << "\n"
+      << kinds[seen->typekind] << " " << NameOf(*dispatch) << " " << Guid(seen->guid) << " flags "
+      << Flags(seen->wTypeFlags);
   if (seen->typekind == TKIND_RECORD) out << " size " << seen->cbSizeInstance;
   out << "\n";
   if (seen->typekind == TKIND_COCLASS)

@@ -58,9 +58,9 @@ void Records(Walk& walk, const Object& database) {
     walk.Section(each.type);
     const auto record = Create(each.type), list = Create(each.type);
     walk.SayLet(record, "KeyMode", {1});
-    for (const auto& id : {walk.Say(database, "Find", {std::string(each.kind),
-                                                      std::string(each.name)}),
-                           Value(1), Value(100000)}) {
+    for (const auto& id :
+         {walk.Say(database, "Find", {std::string(each.kind), std::string(each.name)}), Value(1),
+          Value(100000)}) {
       walk.SayLet(record, "ID", {id});
       if (std::get<bool>(walk.Say(record, "Read", {database, 0}))) walk.Say(list, "Add", {record});
       walk.Reads(record);
@@ -120,8 +120,9 @@ void WalkEngine(Walk& walk, const Object& database) {
   walk.SayChanged(trimmer, "TrimFixedString", std::string("padded text ½   "));
   walk.SayChanged(trimmer, "TrimFixedString", std::string());
   const auto log = Create("Error");
-  walk.Say(log, "Log", {std::string("Walk.Log"), 13, std::string("a description"),
-                        std::string("a source"), std::string("an application")});
+  walk.Say(log, "Log",
+           {std::string("Walk.Log"), 13, std::string("a description"), std::string("a source"),
+            std::string("an application")});
 }
 
 }  // namespace orvspc::windows::tests

@@ -22,8 +22,7 @@ void WalkFailures(Walk& walk, const Object& database) {
   }
   walk.Say(ObjectIn(Get(Create("PAResults"), "Bins")), "ID", {3});
   const auto empty_list = Create("DataSelect");
-  const auto descriptor =
-      ObjectIn(Call(ObjectIn(Get(empty_list, "Descriptors")), "Add", {0}));
+  const auto descriptor = ObjectIn(Call(ObjectIn(Get(empty_list, "Descriptors")), "Add", {0}));
   walk.Say(empty_list, "GetSubgroupData", {database});
   walk.Say(charts, "AnalyzeDataSelect", {database, empty_list, settings});
   walk.Say(Create("CAAnalysis"), "AnalyzeDataSelect",
@@ -53,10 +52,8 @@ void WalkFailures(Walk& walk, const Object& database) {
   walk.Say(select, "GetSubgroupData", {settings});
   walk.Say(select, "GetEventData", {select});
   walk.Say(charts, "AnalyzeDataSelect", {settings, select, settings});
-  walk.Say(Create("CCProcessing"), "SetXML",
-           {std::string("<CCProcessing GroupThreshold=\"x\"/>")});
-  walk.Say(Create("DataSelect"), "SetXML",
-           {std::string("<DataSelect MaximumItems=\"x\"/>")});
+  walk.Say(Create("CCProcessing"), "SetXML", {std::string("<CCProcessing GroupThreshold=\"x\"/>")});
+  walk.Say(Create("DataSelect"), "SetXML", {std::string("<DataSelect MaximumItems=\"x\"/>")});
 
   walk.Section("failures 9");
   const auto pareto = Create("PAProcessing");

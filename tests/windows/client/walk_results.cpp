@@ -11,8 +11,8 @@ constexpr std::int32_t kProcess = 1;
 constexpr double k20240318 = 45369.0, k20240325 = 45376.0;
 constexpr double k20240408 = 45390.0, k20240413 = 45395.0;
 
-constexpr const char* kSpecColumns[] = {"F_PART", "F_TEST", "Name",  "F_SCAL", "F_USL",
-                                        "F_TAR",  "F_LSL",  "F_UGB", "F_LGB",  "F_URL",
+constexpr const char* kSpecColumns[] = {"F_PART", "F_TEST", "Name",  "F_SCAL",  "F_USL",
+                                        "F_TAR",  "F_LSL",  "F_UGB", "F_LGB",   "F_URL",
                                         "F_LRL",  "F_CP",   "F_CPK", "F_EFLAG", "F_AFLAG"};
 constexpr const char* kCtrlColumns[] = {"F_PART", "F_PRCS", "F_TEST", "F_EFTM", "F_MEAN",
                                         "F_SP",   "F_SPL",  "F_SW",   "F_STTM", "F_FNTM"};
@@ -25,8 +25,7 @@ void LimitRows(Walk& walk, const Object& table, const char* const (&columns)[N])
     const auto* answer = std::get_if<bool>(&value);
     return answer != nullptr && *answer;
   };
-  for (auto there = walk.Say(table, "MoveFirst"); moved(there);
-       there = walk.Say(table, "MoveNext"))
+  for (auto there = walk.Say(table, "MoveFirst"); moved(there); there = walk.Say(table, "MoveNext"))
     for (const char* column : columns) walk.Say(table, "Value", {std::string(column)});
 }
 
@@ -37,8 +36,7 @@ void Origins(Walk& walk, const Object& results, const std::string& title) {
   for (const char* name : {"Processing", "DataSelect"}) {
     Object held;
     for (const auto& member : Members())
-      if (member.type == results.type && member.name == name)
-        held = ObjectIn(Get(results, name));
+      if (member.type == results.type && member.name == name) held = ObjectIn(Get(results, name));
     if (!held) continue;
     walk.Note(std::string(results.type) + "." + name + " is the same",
               Same(held, ObjectIn(Get(results, name))));
@@ -66,11 +64,10 @@ struct Chart {
 };
 
 constexpr Chart kCharts[] = {
-    {"Wafer", 1, 1, 0, 0},        {"Reactor feed", 3, 3, 0, 0}, {"Piston ring", 1, 2, 2, 0},
-    {"Ring", 1, 1, 0, 2},         {"Purchase order", 12, 0, 0, 0},
-    {"Circuit board", 13, 0, 0, 0}, {"Circuit board", 8, 0, 0, 0},
-    {"Radiator", 14, 0, 0, 0},    {"Flour 500 g", 5, 0, 0, 0},  {"Flour 500 g", 0, 0, 0, 0},
-    {"Flour 500 g", 2, 1, 1, 0},
+    {"Wafer", 1, 1, 0, 0},         {"Reactor feed", 3, 3, 0, 0},    {"Piston ring", 1, 2, 2, 0},
+    {"Ring", 1, 1, 0, 2},          {"Purchase order", 12, 0, 0, 0}, {"Circuit board", 13, 0, 0, 0},
+    {"Circuit board", 8, 0, 0, 0}, {"Radiator", 14, 0, 0, 0},       {"Flour 500 g", 5, 0, 0, 0},
+    {"Flour 500 g", 0, 0, 0, 0},   {"Flour 500 g", 2, 1, 1, 0},
 };
 
 void Graph(Walk& walk, const Object& graph, const std::string& title) {
@@ -133,7 +130,7 @@ struct Pareto {
 };
 
 constexpr Pareto kParetos[] = {
-    {"Door panel", 0, 13, 0, 0}, {"Door panel", 0, 13, 4, 1}, {"Door panel", 0, 2, 0, 2},
+    {"Door panel", 0, 13, 0, 0},  {"Door panel", 0, 13, 4, 1}, {"Door panel", 0, 2, 0, 2},
     {"Door panel", 1, 15, 0, 11}, {"", 2, 23, 4, 11},
 };
 
@@ -178,8 +175,8 @@ void WalkCharts(Walk& walk, const Object& database) {
     Let(processing, "Graph3Type", {chart.graph3});
     Let(processing, "GroupBy", {chart.group_by});
     const auto select = Selection(database, chart.part);
-    const auto results = ObjectIn(Call(analysis, "AnalyzeDataSelect", {database, select,
-                                                                      processing}));
+    const auto results =
+        ObjectIn(Call(analysis, "AnalyzeDataSelect", {database, select, processing}));
     Drawn(walk, results, title);
     walk.Section(title + ", stored");
     // Of a result that was read, and of one that was not.
@@ -255,8 +252,8 @@ void WalkStates(Walk& walk, const Object& database) {
     const auto select = Selection(database, "");
     AddItem(database, select, kProcess, "process", process);
     SetRange(select, k20240408, k20240413);
-    const auto results = ObjectIn(Call(analysis, "AnalyzeDataSelect",
-                                       {database, select, Create("PSProcessing")}));
+    const auto results =
+        ObjectIn(Call(analysis, "AnalyzeDataSelect", {database, select, Create("PSProcessing")}));
     Origins(walk, results, title);
     Subgroups(walk, ObjectIn(Get(results, "SubgroupData")), title + ", subgroups", false);
     walk.Rows(ObjectIn(Get(results, "EventData")), title + ", events");

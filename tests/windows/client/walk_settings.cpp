@@ -73,8 +73,7 @@ void WalkSettings(Walk& walk) {
   walk.Reads(select);
   walk.Section("PSProcessing, copied");
   const auto states = Create("PSProcessing");
-  walk.Note("PSProcessing.Clone is another",
-            !Same(walk.SayObject(states, "Clone"), states));
+  walk.Note("PSProcessing.Clone is another", !Same(walk.SayObject(states, "Clone"), states));
 }
 
 void WalkDescriptors(Walk& walk) {
