@@ -112,8 +112,8 @@ class HostDatabase : public IDispatch {
     ids[0] = name == "ConnectionHandle" ? 1 : name == "DatabaseValue" ? 2 : DISPID_UNKNOWN;
     return ids[0] == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK;
   }
-  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD way, DISPPARAMS* parameters,
-                      VARIANT* result, EXCEPINFO* failure, UINT*) override {
+  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD way, DISPPARAMS* parameters, VARIANT* result,
+                      EXCEPINFO* failure, UINT*) override {
     if ((way & ways_) == 0) return DISP_E_MEMBERNOTFOUND;
     ++calls_;
     VARIANT value;
@@ -422,8 +422,7 @@ void References() {
     const auto type = static_cast<VARTYPE>(V_VT(&value) & ~VT_BYREF);
     const std::string name = "of type " + std::to_string(type);
     VariantInit(&found);
-    Claim("a value by reference is taken, " + name,
-          SUCCEEDED(row->put_Value(column.text, value)));
+    Claim("a value by reference is taken, " + name, SUCCEEDED(row->put_Value(column.text, value)));
     Claim("and given, " + name, SUCCEEDED(row->get_Value(column.text, &found)));
     const VARTYPE expected = type == VT_VARIANT ? VARTYPE{VT_R8} : type;
     bool same = V_VT(&found) == expected;
