@@ -337,7 +337,8 @@ def server(tables, library):
             prog_id = 'L"' + (f"{library}.{name}" if row["prog id"] == "-" else row["prog id"]) + '"'
             made = f"std::make_shared<{row['plain']}>()" if row["made by"] == "-" else row["made by"]
             create = f"[]() -> IDispatch* {{ return AdapterFor<{name}Adapter>(classes[{index}], {made}); }}"
-        out += [f'{{L"{name}", {prog_id}, L{quoted(row["help"])}, &IID_I{name}, &CLSID_{name}, {create}}},']
+        threads = row["threads"].capitalize()
+        out += [f'{{L"{name}", {prog_id}, L{quoted(row["help"])}, L"{threads}", &IID_I{name}, &CLSID_{name}, {create}}},']
     out += ["};", "", "}  // namespace", ""]
     out += [f'const Server kServer = {{L"{library}", &LIBID_{library}, {major}, {minor}, classes}};', ""]
     for index, row in enumerate(classes):
@@ -458,6 +459,8 @@ def lint_identities(tables):
         owners.setdefault(row["class id"], []).append(row["class"])
         if row["created"] not in ("yes", "no"):
             faults.append(f"{row['class']}: created is yes or no")
+        if row["threads"] not in ("apartment", "both"):
+            faults.append(f"{row['class']}: threads is apartment or both")
         if row["library"] not in [library["library"] for library in tables.libraries]:
             faults.append(f"{row['class']}: no such library: {row['library']}")
     for guid, names in owners.items():
@@ -692,10 +695,14 @@ def self_test():
     def taken(tables):
         member(tables, "Reset", "method").update(name="Release", plain="Reset")
 
+    def free_threads(tables):
+        tables.classes[1]["threads"] = "free"
+
     plants = {dropped: "no row in the table", added: "no public operation", widened: "no public operation",
               respelled: "letter case", keyword: "interface language", unknown_type: "unknown type",
               same_dispid: "a dispid belongs to one name", same_guid: "one GUID for", new_guid: "was:",
-              swapped: "was:", renumbered: "was:", taken: "every adapter has"}
+              swapped: "was:", renumbered: "was:", taken: "every adapter has",
+              free_threads: "threads is"}
     for plant, said in plants.items():
         tables = copy.deepcopy(good)
         plant(tables)

@@ -25,19 +25,28 @@ snapshot before.txt
 register "$ORVSPC_WINDOWS"
 register "$ORVSPC_WINDOWS"
 snapshot registered.txt
-if cmp -s before.txt registered.txt; then echo "nothing was registered"; exit 1; fi
+if cmp -s before.txt registered.txt; then
+  echo "nothing was registered"
+  exit 1
+fi
 
-while IFS=$'\t' read -r library class _ class_id created prog_id _; do
+model_of() {  # CLASS_ID
+  on_wine 30 reg.exe query "HKCR\\CLSID\\{$1}\\InprocServer32" /v ThreadingModel | tr -d '\r' |
+    awk '$1 == "ThreadingModel" { print tolower($3) }'
+}
+
+while IFS=$'\t' read -r library class _ class_id created prog_id _ _ _ threads _; do
   case $library in ''|\#*|library) continue ;; esac
   [ "$prog_id" != - ] || prog_id=$library.$class
   if [ "$created" = yes ]; then
     known "$prog_id" || { echo "$prog_id is not registered"; exit 1; }
+    model=$(model_of "$class_id")
+    [ "$model" = "$threads" ] || { echo "$prog_id: $model, not $threads"; exit 1; }
   else
     ! known "$prog_id" || { echo "$prog_id is registered"; exit 1; }
     ! grep -qi "CLSID.{$class_id}" registered.txt || { echo "$class_id is registered"; exit 1; }
   fi
 done <"$classes"
-grep -q '"ThreadingModel"="Apartment"' <(diff before.txt registered.txt)
 
 unregister "$ORVSPC_WINDOWS"
 snapshot after.txt

@@ -12,6 +12,7 @@ struct Class {
   const wchar_t* name;     // "DataSelect"
   const wchar_t* prog_id;  // null when hosts cannot create one
   const wchar_t* help;
+  const wchar_t* threading_model;
   const GUID* interface_id;
   const GUID* class_id;
   // A new object with one reference; null when hosts cannot create one.

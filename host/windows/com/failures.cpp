@@ -2,10 +2,11 @@
 #include "host/windows/com/failures.h"
 
 #include <cstdio>
+#include <memory>
+#include <utility>
 
 #include "frame/Failure.h"
 #include "frame/Trail.h"
-#include "host/windows/com/Handles.h"
 #include "host/windows/com/Pointer.h"
 #include "host/windows/com/ServerTable.h"
 #include "host/windows/com/text.h"
@@ -27,6 +28,12 @@ void LeaveErrorInfo(REFIID iid, const std::string& source, const std::string& de
     SetErrorInfo(0, information.Get());
 }
 
+// The text of a Bstr that is ours to free.
+std::string Taken(BSTR text) {
+  const std::unique_ptr<OLECHAR, decltype(&SysFreeString)> owner(text, &SysFreeString);
+  return FromBstr(text);
+}
+
 struct Words {
   std::string source, description;
 };
@@ -35,11 +42,12 @@ struct Words {
 Words TakeErrorInfo() {
   Pointer<IErrorInfo> information;
   if (GetErrorInfo(0, information.Receive()) != S_OK) return {};
-  Text source;
-  Text description;
-  information->GetSource(source.Receive());
-  information->GetDescription(description.Receive());
-  return {source.Utf8(), description.Utf8()};
+  Words words;
+  BSTR text = nullptr;
+  if (SUCCEEDED(information->GetSource(&text))) words.source = Taken(text);
+  text = nullptr;
+  if (SUCCEEDED(information->GetDescription(&text))) words.description = Taken(text);
+  return words;
 }
 
 std::string CodeText(HRESULT result) {

@@ -42,7 +42,7 @@ void Register(const Class& row, const std::wstring& module) {
   const std::wstring path = ClassPath(row);
   Write(path, nullptr, row.help);
   Write(path + L"\\InprocServer32", nullptr, module);
-  Write(path + L"\\InprocServer32", L"ThreadingModel", L"Apartment");
+  Write(path + L"\\InprocServer32", L"ThreadingModel", row.threading_model);
   Write(path + L"\\ProgID", nullptr, row.prog_id);
   Write(path + L"\\TypeLib", nullptr, GuidText(*kServer.library));
   Write(row.prog_id, nullptr, row.help);

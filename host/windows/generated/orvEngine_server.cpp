@@ -14,87 +14,87 @@ Class classes[] = {
     {L"Database", L"orvEngine.Database",
      L"A quality database in one file: opens or makes it, imports into it, finds identifiers by "
      L"name.",
-     &IID_IDatabase, &CLSID_Database,
+     L"Apartment", &IID_IDatabase, &CLSID_Database,
      []() -> IDispatch* {
        return AdapterFor<DatabaseAdapter>(classes[0],
                                           std::make_shared<windows::engine::Database>());
      }},
     {L"RuleDef", L"orvEngine.RuleDef", L"A list of run-rule definitions with a cursor.",
-     &IID_IRuleDef, &CLSID_RuleDef,
+     L"Apartment", &IID_IRuleDef, &CLSID_RuleDef,
      []() -> IDispatch* {
        return AdapterFor<RuleDefAdapter>(classes[1], EmbeddedPlatform()->MakeRuleDef());
      }},
-    {L"SpecLim", L"orvEngine.SpecLim", L"Rows of specification limits with a cursor.",
+    {L"SpecLim", L"orvEngine.SpecLim", L"Rows of specification limits with a cursor.", L"Apartment",
      &IID_ISpecLim, &CLSID_SpecLim,
      []() -> IDispatch* {
        return AdapterFor<SpecLimAdapter>(classes[2], EmbeddedPlatform()->MakeSpecLim());
      }},
     {L"CtrlLim", L"orvEngine.CtrlLim", L"Rows of stored control limits with a cursor.",
-     &IID_ICtrlLim, &CLSID_CtrlLim,
+     L"Apartment", &IID_ICtrlLim, &CLSID_CtrlLim,
      []() -> IDispatch* {
        return AdapterFor<CtrlLimAdapter>(classes[3], EmbeddedPlatform()->MakeCtrlLim());
      }},
-    {L"DefOpp", L"orvEngine.DefOpp", L"Rows of defect opportunities with a cursor.", &IID_IDefOpp,
-     &CLSID_DefOpp,
+    {L"DefOpp", L"orvEngine.DefOpp", L"Rows of defect opportunities with a cursor.", L"Apartment",
+     &IID_IDefOpp, &CLSID_DefOpp,
      []() -> IDispatch* {
        return AdapterFor<DefOppAdapter>(classes[4], EmbeddedPlatform()->MakeDefOpp());
      }},
     {L"PrcsStateLog", L"orvEngine.PrcsStateLog",
-     L"Reads the stored log of process states and lists its records.", &IID_IPrcsStateLog,
-     &CLSID_PrcsStateLog,
+     L"Reads the stored log of process states and lists its records.", L"Apartment",
+     &IID_IPrcsStateLog, &CLSID_PrcsStateLog,
      []() -> IDispatch* {
        return AdapterFor<PrcsStateLogAdapter>(classes[5], EmbeddedPlatform()->MakePrcsStateLog());
      }},
     {L"Part", L"orvEngine.Part",
-     L"A part of the database by its identifier, and a list of such records.", &IID_IPart,
-     &CLSID_Part,
+     L"A part of the database by its identifier, and a list of such records.", L"Apartment",
+     &IID_IPart, &CLSID_Part,
      []() -> IDispatch* {
        return AdapterFor<PartAdapter>(
            classes[6], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Part));
      }},
     {L"Process", L"orvEngine.Process",
-     L"A process of the database by its identifier, and a list of such records.", &IID_IProcess,
-     &CLSID_Process,
+     L"A process of the database by its identifier, and a list of such records.", L"Apartment",
+     &IID_IProcess, &CLSID_Process,
      []() -> IDispatch* {
        return AdapterFor<ProcessAdapter>(
            classes[7], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Process));
      }},
     {L"Test", L"orvEngine.Test",
-     L"A test of the database by its identifier, and a list of such records.", &IID_ITest,
-     &CLSID_Test,
+     L"A test of the database by its identifier, and a list of such records.", L"Apartment",
+     &IID_ITest, &CLSID_Test,
      []() -> IDispatch* {
        return AdapterFor<TestAdapter>(
            classes[8], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::Test));
      }},
     {L"SamplingRequirement", L"orvEngine.SamplingRequirement",
      L"A sampling requirement of the database by its identifier, and a list of such records.",
-     &IID_ISamplingRequirement, &CLSID_SamplingRequirement,
+     L"Apartment", &IID_ISamplingRequirement, &CLSID_SamplingRequirement,
      []() -> IDispatch* {
        return AdapterFor<SamplingRequirementAdapter>(
            classes[9], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::SmplReq));
      }},
     {L"StateCode", L"orvEngine.StateCode",
      L"A process-state code of the database by its identifier, and a list of such records.",
-     &IID_IStateCode, &CLSID_StateCode,
+     L"Apartment", &IID_IStateCode, &CLSID_StateCode,
      []() -> IDispatch* {
        return AdapterFor<StateCodeAdapter>(
            classes[10], EmbeddedPlatform()->MakeNameRecord(platform::NameRecordKind::State));
      }},
     {L"TimeConversion", L"orvEngine.TimeConversion",
-     L"Converts between dates and the time stamps of the database.", &IID_ITimeConversion,
+     L"Converts between dates and the time stamps of the database.", L"Both", &IID_ITimeConversion,
      &CLSID_TimeConversion,
      []() -> IDispatch* {
        return AdapterFor<TimeConversionAdapter>(classes[11],
                                                 EmbeddedPlatform()->MakeTimeConversion());
      }},
     {L"TextTrimmer", L"orvEngine.TextTrimmer", L"Takes the padding off texts of a fixed width.",
-     &IID_ITextTrimmer, &CLSID_TextTrimmer,
+     L"Both", &IID_ITextTrimmer, &CLSID_TextTrimmer,
      []() -> IDispatch* {
        return AdapterFor<TextTrimmerAdapter>(classes[12],
                                              std::make_shared<windows::engine::TextTrimmer>());
      }},
-    {L"Error", L"orvError6.Error", L"Records failures that could not be raised.", &IID_IError,
-     &CLSID_Error,
+    {L"Error", L"orvError6.Error", L"Records failures that could not be raised.", L"Apartment",
+     &IID_IError, &CLSID_Error,
      []() -> IDispatch* {
        return AdapterFor<ErrorAdapter>(classes[13], std::make_shared<windows::engine::Error>());
      }},

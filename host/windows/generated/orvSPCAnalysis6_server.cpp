@@ -12,131 +12,132 @@ namespace {
 
 Class classes[] = {
     {L"Constants", L"orvSPCAnalysis6.Constants",
-     L"Carries the public enumerations and has no members of its own.", &IID_IConstants,
-     &CLSID_Constants,
+     L"Carries the public enumerations and has no members of its own.", L"Apartment",
+     &IID_IConstants, &CLSID_Constants,
      []() -> IDispatch* {
        return AdapterFor<ConstantsAdapter>(classes[0], std::make_shared<Constants>());
      }},
     {L"DataSelect", L"orvSPCAnalysis6.DataSelect", L"Which data an analysis looks at.",
-     &IID_IDataSelect, &CLSID_DataSelect,
+     L"Apartment", &IID_IDataSelect, &CLSID_DataSelect,
      []() -> IDispatch* {
        return AdapterFor<DataSelectAdapter>(classes[1], std::make_shared<DataSelect>());
      }},
     {L"DataSelectDescriptor", L"orvSPCAnalysis6.DataSelectDescriptor",
-     L"Narrows a selection along one dimension, by a list of items or by a group.",
+     L"Narrows a selection along one dimension, by a list of items or by a group.", L"Apartment",
      &IID_IDataSelectDescriptor, &CLSID_DataSelectDescriptor,
      []() -> IDispatch* {
        return AdapterFor<DataSelectDescriptorAdapter>(classes[2],
                                                       std::make_shared<DataSelectDescriptor>());
      }},
     {L"DataSelectDescriptors", L"orvSPCAnalysis6.DataSelectDescriptors",
-     L"The descriptors of a selection in the order of adding.", &IID_IDataSelectDescriptors,
-     &CLSID_DataSelectDescriptors,
+     L"The descriptors of a selection in the order of adding.", L"Apartment",
+     &IID_IDataSelectDescriptors, &CLSID_DataSelectDescriptors,
      []() -> IDispatch* {
        return AdapterFor<DataSelectDescriptorsAdapter>(classes[3],
                                                        std::make_shared<DataSelectDescriptors>());
      }},
     {L"SubgroupData", L"orvSPCAnalysis6.SubgroupData",
-     L"The subgroups of a selection and a cursor over them.", &IID_ISubgroupData,
+     L"The subgroups of a selection and a cursor over them.", L"Apartment", &IID_ISubgroupData,
      &CLSID_SubgroupData,
      []() -> IDispatch* {
        return AdapterFor<SubgroupDataAdapter>(classes[4], std::make_shared<SubgroupData>());
      }},
-    {L"TestData", nullptr, L"The test values of one subgroup.", &IID_ITestData, &CLSID_TestData,
-     nullptr},
-    {L"DescriptorData", nullptr, L"The descriptors of one subgroup.", &IID_IDescriptorData,
-     &CLSID_DescriptorData, nullptr},
-    {L"CommentData", nullptr, L"The comments of one subgroup.", &IID_ICommentData,
+    {L"TestData", nullptr, L"The test values of one subgroup.", L"Apartment", &IID_ITestData,
+     &CLSID_TestData, nullptr},
+    {L"DescriptorData", nullptr, L"The descriptors of one subgroup.", L"Apartment",
+     &IID_IDescriptorData, &CLSID_DescriptorData, nullptr},
+    {L"CommentData", nullptr, L"The comments of one subgroup.", L"Apartment", &IID_ICommentData,
      &CLSID_CommentData, nullptr},
     {L"EventData", L"orvSPCAnalysis6.EventData",
-     L"The process events of a selection and a cursor over them.", &IID_IEventData,
+     L"The process events of a selection and a cursor over them.", L"Apartment", &IID_IEventData,
      &CLSID_EventData,
      []() -> IDispatch* {
        return AdapterFor<EventDataAdapter>(classes[8], std::make_shared<EventData>());
      }},
     {L"CCProcessing", L"orvSPCAnalysis6.CCProcessing", L"Settings of a control chart.",
-     &IID_ICCProcessing, &CLSID_CCProcessing,
+     L"Apartment", &IID_ICCProcessing, &CLSID_CCProcessing,
      []() -> IDispatch* {
        return AdapterFor<CCProcessingAdapter>(classes[9], std::make_shared<CCProcessing>());
      }},
     {L"CCAnalysis", L"orvSPCAnalysis6.CCAnalysis",
-     L"Draws control charts of the data of a selection.", &IID_ICCAnalysis, &CLSID_CCAnalysis,
+     L"Draws control charts of the data of a selection.", L"Apartment", &IID_ICCAnalysis,
+     &CLSID_CCAnalysis,
      []() -> IDispatch* {
        return AdapterFor<CCAnalysisAdapter>(classes[10], std::make_shared<CCAnalysis>());
      }},
     {L"CCResults", L"orvSPCAnalysis6.CCResults", L"The result of a control-chart analysis.",
-     &IID_ICCResults, &CLSID_CCResults,
+     L"Apartment", &IID_ICCResults, &CLSID_CCResults,
      []() -> IDispatch* {
        return AdapterFor<CCResultsAdapter>(classes[11], std::make_shared<CCResults>());
      }},
-    {L"CCGraph", nullptr, L"One of the up to three charts of a result.", &IID_ICCGraph,
-     &CLSID_CCGraph, nullptr},
-    {L"CCGraphData", nullptr, L"The points of one chart and a cursor over them.", &IID_ICCGraphData,
-     &CLSID_CCGraphData, nullptr},
+    {L"CCGraph", nullptr, L"One of the up to three charts of a result.", L"Apartment",
+     &IID_ICCGraph, &CLSID_CCGraph, nullptr},
+    {L"CCGraphData", nullptr, L"The points of one chart and a cursor over them.", L"Apartment",
+     &IID_ICCGraphData, &CLSID_CCGraphData, nullptr},
     {L"CAProcessing", L"orvSPCAnalysis6.CAProcessing", L"Settings of a capability analysis.",
-     &IID_ICAProcessing, &CLSID_CAProcessing,
+     L"Apartment", &IID_ICAProcessing, &CLSID_CAProcessing,
      []() -> IDispatch* {
        return AdapterFor<CAProcessingAdapter>(classes[14], std::make_shared<CAProcessing>());
      }},
     {L"CAAnalysis", L"orvSPCAnalysis6.CAAnalysis", L"The capability of the data of a selection.",
-     &IID_ICAAnalysis, &CLSID_CAAnalysis,
+     L"Apartment", &IID_ICAAnalysis, &CLSID_CAAnalysis,
      []() -> IDispatch* {
        return AdapterFor<CAAnalysisAdapter>(classes[15], std::make_shared<CAAnalysis>());
      }},
     {L"CAResults", L"orvSPCAnalysis6.CAResults", L"The result of a capability analysis.",
-     &IID_ICAResults, &CLSID_CAResults,
+     L"Apartment", &IID_ICAResults, &CLSID_CAResults,
      []() -> IDispatch* {
        return AdapterFor<CAResultsAdapter>(classes[16], std::make_shared<CAResults>());
      }},
-    {L"CAStatistics", nullptr, L"The figures of a capability analysis.", &IID_ICAStatistics,
-     &CLSID_CAStatistics, nullptr},
+    {L"CAStatistics", nullptr, L"The figures of a capability analysis.", L"Apartment",
+     &IID_ICAStatistics, &CLSID_CAStatistics, nullptr},
     {L"CABins", nullptr, L"The histogram of a capability analysis and a cursor over its bins.",
-     &IID_ICABins, &CLSID_CABins, nullptr},
+     L"Apartment", &IID_ICABins, &CLSID_CABins, nullptr},
     {L"CACurve", nullptr, L"The curve fitted to a histogram and a cursor over its points.",
-     &IID_ICACurve, &CLSID_CACurve, nullptr},
+     L"Apartment", &IID_ICACurve, &CLSID_CACurve, nullptr},
     {L"PAProcessing", L"orvSPCAnalysis6.PAProcessing", L"Settings of a Pareto analysis.",
-     &IID_IPAProcessing, &CLSID_PAProcessing,
+     L"Apartment", &IID_IPAProcessing, &CLSID_PAProcessing,
      []() -> IDispatch* {
        return AdapterFor<PAProcessingAdapter>(classes[20], std::make_shared<PAProcessing>());
      }},
     {L"PAAnalysis", L"orvSPCAnalysis6.PAAnalysis", L"Ranks the data of a selection in bins.",
-     &IID_IPAAnalysis, &CLSID_PAAnalysis,
+     L"Apartment", &IID_IPAAnalysis, &CLSID_PAAnalysis,
      []() -> IDispatch* {
        return AdapterFor<PAAnalysisAdapter>(classes[21], std::make_shared<PAAnalysis>());
      }},
-    {L"PABins", nullptr, L"The bins of a Pareto analysis and a cursor over them.", &IID_IPABins,
-     &CLSID_PABins, nullptr},
-    {L"PAResults", L"orvSPCAnalysis6.PAResults", L"The result of a Pareto analysis.",
+    {L"PABins", nullptr, L"The bins of a Pareto analysis and a cursor over them.", L"Apartment",
+     &IID_IPABins, &CLSID_PABins, nullptr},
+    {L"PAResults", L"orvSPCAnalysis6.PAResults", L"The result of a Pareto analysis.", L"Apartment",
      &IID_IPAResults, &CLSID_PAResults,
      []() -> IDispatch* {
        return AdapterFor<PAResultsAdapter>(classes[23], std::make_shared<PAResults>());
      }},
     {L"PSProcessing", L"orvSPCAnalysis6.PSProcessing",
-     L"The settings of a process-state analysis; there are none.", &IID_IPSProcessing,
+     L"The settings of a process-state analysis; there are none.", L"Apartment", &IID_IPSProcessing,
      &CLSID_PSProcessing,
      []() -> IDispatch* {
        return AdapterFor<PSProcessingAdapter>(classes[24], std::make_shared<PSProcessing>());
      }},
     {L"PSAnalysis", L"orvSPCAnalysis6.PSAnalysis",
-     L"Gathers subgroups, events and process states of a selection.", &IID_IPSAnalysis,
-     &CLSID_PSAnalysis,
+     L"Gathers subgroups, events and process states of a selection.", L"Apartment",
+     &IID_IPSAnalysis, &CLSID_PSAnalysis,
      []() -> IDispatch* {
        return AdapterFor<PSAnalysisAdapter>(classes[25], std::make_shared<PSAnalysis>());
      }},
     {L"PSResults", L"orvSPCAnalysis6.PSResults", L"The result of a process-state analysis.",
-     &IID_IPSResults, &CLSID_PSResults,
+     L"Apartment", &IID_IPSResults, &CLSID_PSResults,
      []() -> IDispatch* {
        return AdapterFor<PSResultsAdapter>(classes[26], std::make_shared<PSResults>());
      }},
     {L"SCAnalysis", L"orvSPCAnalysis6.SCAnalysis",
-     L"Summarises how well the required samples have been taken.", &IID_ISCAnalysis,
+     L"Summarises how well the required samples have been taken.", L"Apartment", &IID_ISCAnalysis,
      &CLSID_SCAnalysis,
      []() -> IDispatch* {
        return AdapterFor<SCAnalysisAdapter>(classes[27], std::make_shared<SCAnalysis>());
      }},
     {L"SCResults", L"orvSPCAnalysis6.SCResults",
-     L"The rows of a sampling-compliance analysis and a cursor over them.", &IID_ISCResults,
-     &CLSID_SCResults,
+     L"The rows of a sampling-compliance analysis and a cursor over them.", L"Apartment",
+     &IID_ISCResults, &CLSID_SCResults,
      []() -> IDispatch* {
        return AdapterFor<SCResultsAdapter>(classes[28], std::make_shared<SCResults>());
      }},

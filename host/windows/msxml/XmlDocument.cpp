@@ -94,9 +94,6 @@ class Document final : public platform::XmlDocument {
     // Deliberate: whatever it fails with, the text could not be read.
     if (FAILED(object_->loadXML(Text(text).Get(), &loaded)) || loaded == VARIANT_FALSE)
       return false;
-    Pointer<IXMLDOMDocumentType> type;
-    Call(object_.Get(), &IXMLDOMDocument::get_doctype, type.Receive());
-    if (type) return false;
     Pointer<IXMLDOMElement> root;
     Call(object_.Get(), &IXMLDOMDocument::get_documentElement, root.Receive());
     if (!root) return false;

@@ -63,7 +63,7 @@ def classes():
     """Class, library, plain class, header, how a plain one is made, in the order of the table."""
     found = {}
     for line in rows("classes.tsv"):
-        library, name, _, _, created, prog_id, plain, header, made, _ = line.split("\t")
+        library, name, _, _, created, prog_id, plain, header, made, _, _ = line.split("\t")
         made = f"std::make_shared<{plain}>()" if made == "-" else made
         found[name] = (library, plain, header, made if created == "yes" else "",
                        f"{library}.{name}" if prog_id == "-" else prog_id)

@@ -255,6 +255,12 @@ constexpr std::string_view kTexts[] = {
     "<a>\x01</a>",
     "<!DOCTYPE a><a/>",
     "<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>",
+    "<!DOCTYPE a [<!ENTITY e '>'><!ENTITY f '&e;&e;'>]><a x='&f;'/>",
+    "<a x='<!DOCTYPE a>'/>",
+    "<a><!-- <!DOCTYPE a> --><![CDATA[<!DOCTYPE a>]]></a>",
+    "<p:a/>",
+    "<a p:x='1'><p:b/></a>",
+    "<a xmlns:p='urn:p' p:x='1'><p:b/></a>",
     "<a x='\xC3'/>",
     "<a x='\xED\xA0\x80'/>",
 };
