@@ -15,7 +15,6 @@ the rows of its database were stored. What a run writes must say nothing of the 
 separator and the quotes of command lines that it prints.
 """
 import json
-import math
 import pathlib
 import re
 import shlex
@@ -25,16 +24,12 @@ import sys
 import tempfile
 import time
 
-TOLERANCE = 1e-12
+from near import near, same
+
 SECONDS = 60  # for one run
 STARTED = time.strftime("%Y-%m-%dT%H:%M:%S", time.gmtime())
 TIME = re.compile(r"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}")
-NUMBER = re.compile(r"[-+]?(?:[0-9]+(?:\.[0-9]*)?|\.[0-9]+)(?:[eE][-+]?[0-9]+)?")
 DATABASES = (".db", ".db-wal", ".db-shm")
-
-
-def close(a: float, b: float) -> bool:
-    return a == b or math.isclose(a, b, rel_tol=TOLERANCE, abs_tol=0.0)
 
 
 def just_stored(text) -> bool:
@@ -45,7 +40,7 @@ def just_stored(text) -> bool:
 def json_difference(a, b, path: str = "$") -> str | None:
     """What differs first between two parsed documents; numbers are texts."""
     if isinstance(a, Number) and isinstance(b, Number):
-        return None if close(float(a), float(b)) else f"{path}: {a} and {b}"
+        return None if near(a, b) else f"{path}: {a} and {b}"
     if type(a) is not type(b):
         return f"{path}: {a!r} and {b!r}"
     if isinstance(a, dict):
@@ -57,8 +52,8 @@ def json_difference(a, b, path: str = "$") -> str | None:
             return f"{path}: {len(a)} and {len(b)} elements"
         pairs = [(f"{path}[{i}]", x, y) for i, (x, y) in enumerate(zip(a, b))]
     else:
-        same = a == b or just_stored(a) and just_stored(b)
-        return None if same else f"{path}: {a!r} and {b!r}"
+        fits = a == b or just_stored(a) and just_stored(b)
+        return None if fits else f"{path}: {a!r} and {b!r}"
     for where, x, y in pairs:
         found = json_difference(x, y, where)
         if found:
@@ -87,13 +82,7 @@ def text_difference(a: str, b: str) -> str | None:
 
 def xml_difference(a: str, b: str) -> str | None:
     """As text_difference, but numbers may be close."""
-    if a == b:
-        return None
-    same_words = NUMBER.split(a) == NUMBER.split(b)
-    if same_words and all(close(float(x), float(y))
-                          for x, y in zip(NUMBER.findall(a), NUMBER.findall(b))):
-        return None
-    return text_difference(a, b)
+    return None if same(a, b) else text_difference(a, b)
 
 
 def difference(a: str, b: str) -> str | None:

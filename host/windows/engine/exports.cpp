@@ -17,11 +17,9 @@
 #include "host/windows/native/NativeFunctions.h"
 #include "platform/Enumerations.h"
 
-namespace orvspc::windows {
+namespace orvspc::windows::native {
 namespace {
 
-using native::ArrayObject;
-using native::Int;
 using platform::ArrayRef;
 using platform::Platform;
 
@@ -327,39 +325,4 @@ Int WINAPI VLXSREQ_SREQ_COMPLIANCE_FREEDATA() {
 
 }  // extern "C"
 
-namespace {
-
-// Whether an export has the type that its callers expect.
-template <class Signature>
-consteval bool Matches(const native::NativeFunction<Signature>&,
-                       typename native::NativeFunction<Signature>::Pointer) {
-  return true;
-}
-
-static_assert(Matches(native::VLXDBL_CLEARDATASETDATA, &VLXDBL_CLEARDATASETDATA));
-static_assert(Matches(native::VLXDBL_BUILDDATASETDATA, &VLXDBL_BUILDDATASETDATA));
-static_assert(Matches(native::VLXDBL_READDATA_SA, &VLXDBL_READDATA_SA));
-static_assert(Matches(native::VLXDBL_GETDESCDATA, &VLXDBL_GETDESCDATA));
-static_assert(Matches(native::VLXDBL_DATATOFLTR_SA, &VLXDBL_DATATOFLTR_SA));
-static_assert(Matches(native::VLXDBL_FINDSGRPCMNT, &VLXDBL_FINDSGRPCMNT));
-static_assert(Matches(native::VLXDBL_GETALARMMASK, &VLXDBL_GETALARMMASK));
-static_assert(Matches(native::VLXDBL_BUILDEVENTDATA, &VLXDBL_BUILDEVENTDATA));
-static_assert(Matches(native::VLXDBL_GETEVENTS, &VLXDBL_GETEVENTS));
-static_assert(Matches(native::VLXCRT_VCHART_PROCESS_LT, &VLXCRT_VCHART_PROCESS_LT));
-static_assert(Matches(native::VLXCRT_VAR_DATA, &VLXCRT_VAR_DATA));
-static_assert(Matches(native::VLXCRT_VAR_LIMITS, &VLXCRT_VAR_LIMITS));
-static_assert(Matches(native::VLXCRT_VAR_END, &VLXCRT_VAR_END));
-static_assert(Matches(native::VLXCRT_ATTR_PROCESS_LT, &VLXCRT_ATTR_PROCESS_LT));
-static_assert(Matches(native::VLXCRT_ATTR_DATA, &VLXCRT_ATTR_DATA));
-static_assert(Matches(native::VLXCRT_ATTR_END, &VLXCRT_ATTR_END));
-static_assert(Matches(native::VLXCAP_PROCESSING_LT, &VLXCAP_PROCESSING_LT));
-static_assert(Matches(native::VLXCAP_JOHNSONCURVEFIT, &VLXCAP_JOHNSONCURVEFIT));
-static_assert(Matches(native::VLXPAR_PROC, &VLXPAR_PROC));
-static_assert(Matches(native::VLXPAR_EVENT, &VLXPAR_EVENT));
-static_assert(Matches(native::VLXPAR_STATE, &VLXPAR_STATE));
-static_assert(Matches(native::VLXSREQ_SREQ_COMPLIANCE, &VLXSREQ_SREQ_COMPLIANCE));
-static_assert(Matches(native::VLXSREQ_SREQ_COMPLIANCE_GETDATA, &VLXSREQ_SREQ_COMPLIANCE_GETDATA));
-static_assert(Matches(native::VLXSREQ_SREQ_COMPLIANCE_FREEDATA, &VLXSREQ_SREQ_COMPLIANCE_FREEDATA));
-
-}  // namespace
-}  // namespace orvspc::windows
+}  // namespace orvspc::windows::native

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <windows.h>
-// Needs windows.h before it.
-#include <oleauto.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,6 +11,7 @@
 #include "host/windows/com/Handles.h"
 #include "host/windows/com/LateBound.h"
 #include "host/windows/com/Pointer.h"
+#include "host/windows/com/automation.h"
 #include "host/windows/com/values.h"
 #include "host/windows/typelib/orvEngine.h"
 #include "platform/Platform.h"

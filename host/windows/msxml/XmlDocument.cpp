@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/windows/msxml/XmlDocument.h"
 
-#include <windows.h>
-// Needs windows.h before it.
 #include <msxml2.h>
-#include <oleauto.h>
 
 #include <cstdint>
 #include <deque>
@@ -17,6 +14,7 @@
 #include "host/windows/com/Create.h"
 #include "host/windows/com/Handles.h"
 #include "host/windows/com/Pointer.h"
+#include "host/windows/com/automation.h"
 #include "host/windows/msxml/layout.h"
 #include "platform/ExternalFailure.h"
 

@@ -22,16 +22,14 @@ class Dll {
  public:
   Dll(const std::wstring& folder, const char* name) : folder_(folder), name_(name) {}
 
-  template <class Signature, class... Values>
-  std::int32_t Call(const NativeFunction<Signature>& function, Values... values) {
-    using Pointer = typename NativeFunction<Signature>::Pointer;
-    const auto address = ::GetProcAddress(Module(), function.name);
+  template <class Function, class... Values>
+  std::int32_t Call(const char* name, Values... values) {
+    const auto address = ::GetProcAddress(Module(), name);
     if (address == nullptr) {
-      throw platform::ExternalFailure(
-          kFunctionNotFound, name_,
-          "Function not found: " + std::string(function.name) + " in " + name_);
+      throw platform::ExternalFailure(kFunctionNotFound, name_,
+                                      "Function not found: " + std::string(name) + " in " + name_);
     }
-    return reinterpret_cast<Pointer>(reinterpret_cast<void*>(address))(values...);
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(address))(values...);
   }
 
  private:
@@ -159,56 +157,65 @@ std::int32_t WithArray(const platform::ArrayRef& array, Body body) {
 
 class DatabaseLibrary final : public platform::DBLib6 {
  public:
-  explicit DatabaseLibrary(const std::wstring& folder) : dll_(folder, kDBLib6) {}
+  explicit DatabaseLibrary(const std::wstring& folder) : dll_(folder, "orwDBLib6.dll") {}
 
-  Int VLXDBL_CLEARDATASETDATA() override { return dll_.Call(native::VLXDBL_CLEARDATASETDATA); }
+  Int VLXDBL_CLEARDATASETDATA() override {
+    return dll_.Call<decltype(native::VLXDBL_CLEARDATASETDATA)>("VLXDBL_CLEARDATASETDATA");
+  }
 
   Int VLXDBL_BUILDDATASETDATA(Int Reserved, Int Connection, API_DSInfo& DSInfo,
                               std::span<Int> DSFilter, Int Content) override {
-    return dll_.Call(native::VLXDBL_BUILDDATASETDATA, Reserved, Connection, &DSInfo,
-                     First(DSFilter), Content);
+    return dll_.Call<decltype(native::VLXDBL_BUILDDATASETDATA)>(
+        "VLXDBL_BUILDDATASETDATA", Reserved, Connection, &DSInfo, First(DSFilter), Content);
   }
 
   Int VLXDBL_READDATA_SA(const platform::ArrayRef& Array, Int Content) override {
-    return dll_.Call(native::VLXDBL_READDATA_SA, LentArray(Array).Reference(), Content);
+    return dll_.Call<decltype(native::VLXDBL_READDATA_SA)>("VLXDBL_READDATA_SA",
+                                                           LentArray(Array).Reference(), Content);
   }
 
   Int VLXDBL_GETDESCDATA(Int Reserved, Int Connection, API_DSInfo& DSInfo, std::span<Int> DSFilter,
                          const platform::ArrayRef& Subgroups, const platform::ArrayRef& Descriptors,
                          Int Code) override {
-    return dll_.Call(native::VLXDBL_GETDESCDATA, Reserved, Connection, &DSInfo, First(DSFilter),
-                     LentArray(Subgroups).Reference(), LentArray(Descriptors).Reference(), Code);
+    return dll_.Call<decltype(native::VLXDBL_GETDESCDATA)>(
+        "VLXDBL_GETDESCDATA", Reserved, Connection, &DSInfo, First(DSFilter),
+        LentArray(Subgroups).Reference(), LentArray(Descriptors).Reference(), Code);
   }
 
   Int VLXDBL_DATATOFLTR_SA(const platform::ArrayRef& Subgroups, Int Code,
                            std::span<Int> CommentFilter, Int HighestIndex) override {
-    return dll_.Call(native::VLXDBL_DATATOFLTR_SA, LentArray(Subgroups).Reference(), Code,
-                     First(CommentFilter), HighestIndex);
+    return dll_.Call<decltype(native::VLXDBL_DATATOFLTR_SA)>("VLXDBL_DATATOFLTR_SA",
+                                                             LentArray(Subgroups).Reference(), Code,
+                                                             First(CommentFilter), HighestIndex);
   }
 
   Int VLXDBL_FINDSGRPCMNT(Int Reserved, Int Connection, Int& StartSubgroup, Int SubgroupEnd,
                           std::span<Int> CommentFilter, const platform::ArrayRef& Comments,
                           Int Last) override {
-    return dll_.Call(native::VLXDBL_FINDSGRPCMNT, Reserved, Connection, &StartSubgroup, SubgroupEnd,
-                     First(CommentFilter), LentArray(Comments).Reference(), Last);
+    return dll_.Call<decltype(native::VLXDBL_FINDSGRPCMNT)>(
+        "VLXDBL_FINDSGRPCMNT", Reserved, Connection, &StartSubgroup, SubgroupEnd,
+        First(CommentFilter), LentArray(Comments).Reference(), Last);
   }
 
   Int VLXDBL_GETALARMMASK(Int Reserved, Int Connection, API_DSInfo& DSInfo, std::span<Int> DSFilter,
                           Int ChartWord, Int GraphCount, std::span<Int> AlarmMask) override {
-    return dll_.Call(native::VLXDBL_GETALARMMASK, Reserved, Connection, &DSInfo, First(DSFilter),
-                     ChartWord, GraphCount, First(AlarmMask));
+    return dll_.Call<decltype(native::VLXDBL_GETALARMMASK)>(
+        "VLXDBL_GETALARMMASK", Reserved, Connection, &DSInfo, First(DSFilter), ChartWord,
+        GraphCount, First(AlarmMask));
   }
 
   Int VLXDBL_BUILDEVENTDATA(Int Reserved, Int Connection, API_DSInfo& DSInfo,
                             std::span<Int> DSFilter, std::span<Int> Events, Int Last) override {
-    return dll_.Call(native::VLXDBL_BUILDEVENTDATA, Reserved, Connection, &DSInfo, First(DSFilter),
-                     First(Events), Last);
+    return dll_.Call<decltype(native::VLXDBL_BUILDEVENTDATA)>("VLXDBL_BUILDEVENTDATA", Reserved,
+                                                              Connection, &DSInfo, First(DSFilter),
+                                                              First(Events), Last);
   }
 
   Int VLXDBL_GETEVENTS(Int Reserved, Int Connection, std::span<Int> Events,
                        const platform::ArrayRef& Rows, Int Count, Int Code) override {
-    return dll_.Call(native::VLXDBL_GETEVENTS, Reserved, Connection, First(Events),
-                     LentArray(Rows).Reference(), Count, Code);
+    return dll_.Call<decltype(native::VLXDBL_GETEVENTS)>("VLXDBL_GETEVENTS", Reserved, Connection,
+                                                         First(Events), LentArray(Rows).Reference(),
+                                                         Count, Code);
   }
 
  private:
@@ -217,44 +224,50 @@ class DatabaseLibrary final : public platform::DBLib6 {
 
 class ChartLibrary final : public platform::CtrlChrt6 {
  public:
-  explicit ChartLibrary(const std::wstring& folder) : dll_(folder, kCtrlChrt6) {}
+  explicit ChartLibrary(const std::wstring& folder) : dll_(folder, "orwCtrlChrt6.dll") {}
 
   Int VLXCRT_VCHART_PROCESS_LT(Int Reserved, Int Connection, API_DSInfo& DSInfo,
                                std::span<Int> DSFilter, API_CCVarOptions& Options,
                                Int Last) override {
-    return dll_.Call(native::VLXCRT_VCHART_PROCESS_LT, Reserved, Connection, &DSInfo,
-                     First(DSFilter), &Options, Last);
+    return dll_.Call<decltype(native::VLXCRT_VCHART_PROCESS_LT)>(
+        "VLXCRT_VCHART_PROCESS_LT", Reserved, Connection, &DSInfo, First(DSFilter), &Options, Last);
   }
 
   Int VLXCRT_VAR_DATA(Int Reserved, const platform::ArrayRef& Array, platform::ChartData Code,
                       Int Graph) override {
-    return dll_.Call(native::VLXCRT_VAR_DATA, Reserved, LentArray(Array).Reference(),
-                     static_cast<Int>(Code), Graph);
+    return dll_.Call<decltype(native::VLXCRT_VAR_DATA)>(
+        "VLXCRT_VAR_DATA", Reserved, LentArray(Array).Reference(), static_cast<Int>(Code), Graph);
   }
 
   Int VLXCRT_VAR_LIMITS(Int Reserved, double& MeanEstimate, double& SPEstimate, double& SWEstimate,
                         double& AverageSize1, double& AverageSize2, double& AverageSize3) override {
-    return dll_.Call(native::VLXCRT_VAR_LIMITS, Reserved, &MeanEstimate, &SPEstimate, &SWEstimate,
-                     &AverageSize1, &AverageSize2, &AverageSize3);
+    return dll_.Call<decltype(native::VLXCRT_VAR_LIMITS)>(
+        "VLXCRT_VAR_LIMITS", Reserved, &MeanEstimate, &SPEstimate, &SWEstimate, &AverageSize1,
+        &AverageSize2, &AverageSize3);
   }
 
-  Int VLXCRT_VAR_END() override { return dll_.Call(native::VLXCRT_VAR_END); }
+  Int VLXCRT_VAR_END() override {
+    return dll_.Call<decltype(native::VLXCRT_VAR_END)>("VLXCRT_VAR_END");
+  }
 
   Int VLXCRT_ATTR_PROCESS_LT(Int Reserved, Int Connection, API_DSInfo& DSInfo,
                              std::span<Int> DSFilter, Int ChartWord, Int ProcessingWord,
                              double EWMA, double& AQLValue, double& AQLProducerRisk,
                              Int Last) override {
-    return dll_.Call(native::VLXCRT_ATTR_PROCESS_LT, Reserved, Connection, &DSInfo, First(DSFilter),
-                     ChartWord, ProcessingWord, EWMA, &AQLValue, &AQLProducerRisk, Last);
+    return dll_.Call<decltype(native::VLXCRT_ATTR_PROCESS_LT)>(
+        "VLXCRT_ATTR_PROCESS_LT", Reserved, Connection, &DSInfo, First(DSFilter), ChartWord,
+        ProcessingWord, EWMA, &AQLValue, &AQLProducerRisk, Last);
   }
 
   Int VLXCRT_ATTR_DATA(Int Reserved, const platform::ArrayRef& Array, platform::ChartData Code,
                        Int Graph) override {
-    return dll_.Call(native::VLXCRT_ATTR_DATA, Reserved, LentArray(Array).Reference(),
-                     static_cast<Int>(Code), Graph);
+    return dll_.Call<decltype(native::VLXCRT_ATTR_DATA)>(
+        "VLXCRT_ATTR_DATA", Reserved, LentArray(Array).Reference(), static_cast<Int>(Code), Graph);
   }
 
-  Int VLXCRT_ATTR_END() override { return dll_.Call(native::VLXCRT_ATTR_END); }
+  Int VLXCRT_ATTR_END() override {
+    return dll_.Call<decltype(native::VLXCRT_ATTR_END)>("VLXCRT_ATTR_END");
+  }
 
  private:
   Dll dll_;
@@ -262,7 +275,7 @@ class ChartLibrary final : public platform::CtrlChrt6 {
 
 class CapabilityLibrary final : public platform::CapAna6 {
  public:
-  explicit CapabilityLibrary(const std::wstring& folder) : dll_(folder, kCapAna6) {}
+  explicit CapabilityLibrary(const std::wstring& folder) : dll_(folder, "orwCapAna6.dll") {}
 
   Int VLXCAP_PROCESSING_LT(Int Reserved1, Int Connection, API_DSInfo& DSInfo,
                            std::span<Int> DSFilter, std::span<double> X, std::span<double> Y,
@@ -273,10 +286,10 @@ class CapabilityLibrary final : public platform::CapAna6 {
                            API_CANccResults& NccResults, API_CAReserved& Reserved,
                            const API_CAOptions& Options, Int Reserved2) override {
     return WithArray(Bins, [&](ArrayObject bins) {
-      return dll_.Call(native::VLXCAP_PROCESSING_LT, Reserved1, Connection, &DSInfo,
-                       First(DSFilter), First(X), First(Y), bins, &Summary, &CPs, &PPs, &Moments,
-                       &ChiSq, &Anova, &SpecLim, &SpecResults, &NccLim, &NccResults, &Reserved,
-                       &Options, Reserved2);
+      return dll_.Call<decltype(native::VLXCAP_PROCESSING_LT)>(
+          "VLXCAP_PROCESSING_LT", Reserved1, Connection, &DSInfo, First(DSFilter), First(X),
+          First(Y), bins, &Summary, &CPs, &PPs, &Moments, &ChiSq, &Anova, &SpecLim, &SpecResults,
+          &NccLim, &NccResults, &Reserved, &Options, Reserved2);
     });
   }
 
@@ -286,8 +299,9 @@ class CapabilityLibrary final : public platform::CapAna6 {
                              API_CASpecResults& SpecResults,
                              const API_CAOptions& Options) override {
     return WithArray(Bins, [&](ArrayObject bins) {
-      return dll_.Call(native::VLXCAP_JOHNSONCURVEFIT, Reserved, First(X), First(Y), bins, &Summary,
-                       &PPs, &ChiSq, &SpecLim, &SpecResults, &Options);
+      return dll_.Call<decltype(native::VLXCAP_JOHNSONCURVEFIT)>(
+          "VLXCAP_JOHNSONCURVEFIT", Reserved, First(X), First(Y), bins, &Summary, &PPs, &ChiSq,
+          &SpecLim, &SpecResults, &Options);
     });
   }
 
@@ -297,27 +311,28 @@ class CapabilityLibrary final : public platform::CapAna6 {
 
 class ParetoLibrary final : public platform::Pareto6 {
  public:
-  explicit ParetoLibrary(const std::wstring& folder) : dll_(folder, kPareto6) {}
+  explicit ParetoLibrary(const std::wstring& folder) : dll_(folder, "orwPareto6.dll") {}
 
   Int VLXPAR_PROC(Int Reserved, Int Connection, API_DSInfo& DSInfo, std::span<Int> DSFilter,
                   const platform::ArrayRef& Bins, API_PAOptions& Options, Work& Words) override {
-    return Call(native::VLXPAR_PROC, Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
+    return Call("VLXPAR_PROC", Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
   }
   Int VLXPAR_EVENT(Int Reserved, Int Connection, API_DSInfo& DSInfo, std::span<Int> DSFilter,
                    const platform::ArrayRef& Bins, API_PAOptions& Options, Work& Words) override {
-    return Call(native::VLXPAR_EVENT, Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
+    return Call("VLXPAR_EVENT", Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
   }
   Int VLXPAR_STATE(Int Reserved, Int Connection, API_DSInfo& DSInfo, std::span<Int> DSFilter,
                    const platform::ArrayRef& Bins, API_PAOptions& Options, Work& Words) override {
-    return Call(native::VLXPAR_STATE, Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
+    return Call("VLXPAR_STATE", Reserved, Connection, DSInfo, DSFilter, Bins, Options, Words);
   }
 
  private:
-  Int Call(const NativeFunction<ParetoSignature>& function, Int reserved, Int connection,
-           API_DSInfo& info, std::span<Int> filter, const platform::ArrayRef& bins,
-           API_PAOptions& options, Work& words) {
-    return dll_.Call(function, reserved, connection, &info, First(filter),
-                     LentArray(bins).Reference(), &options, words.data());
+  // The three functions have one type.
+  Int Call(const char* name, Int reserved, Int connection, API_DSInfo& info, std::span<Int> filter,
+           const platform::ArrayRef& bins, API_PAOptions& options, Work& words) {
+    return dll_.Call<decltype(native::VLXPAR_PROC)>(name, reserved, connection, &info,
+                                                    First(filter), LentArray(bins).Reference(),
+                                                    &options, words.data());
   }
 
   Dll dll_;
@@ -325,18 +340,20 @@ class ParetoLibrary final : public platform::Pareto6 {
 
 class ComplianceLibrary final : public platform::SReqCompliance {
  public:
-  explicit ComplianceLibrary(const std::wstring& folder) : dll_(folder, kSReqCompliance) {}
+  explicit ComplianceLibrary(const std::wstring& folder) : dll_(folder, "orwSReqCompliance.dll") {}
 
   Int VLXSREQ_SREQ_COMPLIANCE(Int Reserved, Int Connection, API_DSInfo& DSInfo,
                               std::span<Int> DSFilter) override {
-    return dll_.Call(native::VLXSREQ_SREQ_COMPLIANCE, Reserved, Connection, &DSInfo,
-                     First(DSFilter));
+    return dll_.Call<decltype(native::VLXSREQ_SREQ_COMPLIANCE)>(
+        "VLXSREQ_SREQ_COMPLIANCE", Reserved, Connection, &DSInfo, First(DSFilter));
   }
   Int VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SCRow> Rows, Int Count) override {
-    return dll_.Call(native::VLXSREQ_SREQ_COMPLIANCE_GETDATA, First(Rows), Count);
+    return dll_.Call<decltype(native::VLXSREQ_SREQ_COMPLIANCE_GETDATA)>(
+        "VLXSREQ_SREQ_COMPLIANCE_GETDATA", First(Rows), Count);
   }
   Int VLXSREQ_SREQ_COMPLIANCE_FREEDATA() override {
-    return dll_.Call(native::VLXSREQ_SREQ_COMPLIANCE_FREEDATA);
+    return dll_.Call<decltype(native::VLXSREQ_SREQ_COMPLIANCE_FREEDATA)>(
+        "VLXSREQ_SREQ_COMPLIANCE_FREEDATA");
   }
 
  private:

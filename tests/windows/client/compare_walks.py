@@ -14,11 +14,13 @@ Exit status 1 when something differs, with the first differences.
 """
 
 import collections
-import math
+import pathlib
 import re
 import sys
 
-NUMBER = re.compile(r"[-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?")
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1]))
+from near import same
+
 # "Class.Member(arguments) = value" or ":= value"; notes have words between name and sign.
 LINE = re.compile(r"([A-Za-z]+\.[A-Za-z_]+)(.*?) (:?=) (.*)", re.DOTALL)
 SHOWN = 20
@@ -29,30 +31,13 @@ def read(path):
         return file.read().replace("\r\n", "\n").split("\n")
 
 
-def near(one, other, relative):
-    if one == other:
-        return True
-    a, b = float(one), float(other)
-    return a == b or math.isclose(a, b, rel_tol=relative, abs_tol=0.0)
-
-
-def same(one, other, relative):
-    """Texts whose numbers are near each other and that are equal otherwise."""
-    if one == other:
-        return True
-    if NUMBER.split(one) != NUMBER.split(other):
-        return False
-    # A sign belongs to the number in front of which nothing else of a word is.
-    return all(near(a, b, relative) for a, b in zip(NUMBER.findall(one), NUMBER.findall(other)))
-
-
 def compare(one, other):
     differences = []
     inexact = 0
     for number, (a, b) in enumerate(zip(one, other), 1):
         if a == b:
             continue
-        if same(a, b, 1e-12):
+        if same(a, b):
             inexact += 1
         else:
             differences.append(f"line {number}:\n  {a[:400]}\n  {b[:400]}")

@@ -16,7 +16,9 @@ import functools
 import pathlib
 import sys
 
-TABLES = pathlib.Path(__file__).resolve().parents[3] / "host/windows/tables"
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[3] / "tools"))
+import windows_face
+
 # Members whose rows are written by hand in both faces: what they take has no type of its own here.
 BY_HAND = {("DataSelect", "API_GetData"), ("DataSelect", "API_SetData"),
            ("DataSelectDescriptors", "NewEnum"), ("CCResults", "SetXMLNode")}
@@ -26,18 +28,11 @@ NOT_READ = ("Clone", "GetXML", "Move")
 
 
 class Member:
-    def __init__(self, line):
-        (self.type, self.kind, self.name, self.dispid, self.result, arguments, flags,
-         plain) = line.split("\t")
-        self.plain = self.name if plain == "-" else plain
-        self.flags = flags.split()
-        self.arguments = []
-        if arguments != "-":
-            for each in arguments.split(","):
-                name, kind = each.strip().split(":", 1)
-                self.arguments.append((name, kind.split("=")[0].strip()))
-        if self.result == "-":
-            self.result = ""
+    def __init__(self, row):
+        self.type, self.kind, self.name = row["class"], row["kind"], row["name"]
+        self.plain = windows_face.plain_name(row)
+        self.arguments = [(name, kind) for name, kind, _ in windows_face.arguments_of(row)]
+        self.result = "" if row["result"] == "-" else row["result"]
         self.let = self.kind in ("let", "set")
 
     @property
@@ -52,26 +47,21 @@ class Member:
         return self.kind == "get" or not self.name.startswith(NOT_READ)
 
 
-def rows(name):
-    text = (TABLES / name).read_text(encoding="utf-8")
-    return [line for line in text.splitlines()
-            if line and not line.startswith(("#", "class\t", "library\t"))]
-
-
 @functools.cache
 def classes():
-    """Class, library, plain class, header, how a plain one is made, in the order of the table."""
+    """By the name of a class: the plain class, its header, how a plain one is made, what it is called
+    for CreateObject; in the order of the table."""
     found = {}
-    for line in rows("classes.tsv"):
-        library, name, _, _, created, prog_id, plain, header, made, _, _ = line.split("\t")
-        made = f"std::make_shared<{plain}>()" if made == "-" else made
-        found[name] = (library, plain, header, made if created == "yes" else "",
-                       f"{library}.{name}" if prog_id == "-" else prog_id)
+    for row in windows_face.read_table("classes.tsv"):
+        name, plain = row["class"], row["plain"]
+        made = f"std::make_shared<{plain}>()" if row["made by"] == "-" else row["made by"]
+        prog_id = f"{row['library']}.{name}" if row["prog id"] == "-" else row["prog id"]
+        found[name] = (plain, row["header"], made if row["created"] == "yes" else "", prog_id)
     return found
 
 
 def members():
-    return [Member(line) for line in rows("members.tsv")]
+    return [Member(row) for row in windows_face.read_table("members.tsv")]
 
 
 def is_class(kind):
@@ -116,9 +106,9 @@ def plain_argument(kind, index):
     if kind.startswith("object:"):
         return f"Shared<platform::{kind[7:]}>({value})"
     if kind.endswith("&") and is_class(kind[:-1]):
-        return f"Needed(Shared<{classes()[kind[:-1]][1]}>({value}))"
+        return f"Needed(Shared<{classes()[kind[:-1]][0]}>({value}))"
     if is_class(kind):
-        return f"Shared<{classes()[kind][1]}>({value})"
+        return f"Shared<{classes()[kind][0]}>({value})"
     return f"static_cast<{kind}>(As<std::int32_t>({value}))"
 
 
@@ -142,7 +132,7 @@ def plain_rows():
                 passed.append(f"v{i}")
             else:
                 passed.append(plain_argument(kind, i))
-        call = f"The<{owners[m.type][1]}>(object).{m.plain}({', '.join(passed)})"
+        call = f"The<{owners[m.type][0]}>(object).{m.plain}({', '.join(passed)})"
         if not m.result:
             body = f"{before}{call}; {after}return Empty{{}};"
         else:
@@ -222,18 +212,18 @@ def com_rows():
 
 
 def headers():
-    for header in sorted({header for _, _, header, _, _ in classes().values()}):
+    for header in sorted({header for _, header, _, _ in classes().values()}):
         print(f'#include "{header}"')
 
 
 def plain_creators():
-    for name, (_, _, _, made, _) in classes().items():
+    for name, (_, _, made, _) in classes().items():
         if made:
             print(f'{{"{name}", []() -> std::shared_ptr<void> {{ return Kept({made}); }}}},')
 
 
 def com_creators():
-    for name, (_, _, _, _, prog_id) in classes().items():
+    for name, (_, _, _, prog_id) in classes().items():
         print(f'{{"{name}", "{prog_id}", &IID_I{name}}},')
 
 

@@ -2,24 +2,17 @@
 # SPDX-License-Identifier: Apache-2.0
 """compare.py LINUX WINDOWS DIFFERENCES: two outputs of windows_xml.
 
-Texts of the classes are equal but for the last digits of figures, which the mathematical functions of a system give:
-1e-12 relative. Of all other lines those that differ are the ones of the file DIFFERENCES, a pair of lines each.
+Texts of the classes are equal but for the last digits of figures. Of all other lines those that differ are the ones of
+the file DIFFERENCES, a pair of lines each.
 """
+import pathlib
 import re
 import sys
 
-NUMBER = re.compile(r"[-+]?\d+(?:\.\d+)?(?:E[-+]?\d+)?")
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1]))
+from near import same
+
 OF_CLASS = re.compile(r"(DataSelect|SubgroupData|EventData|CC\w+|CA\w+|PA\w+) \(")
-
-
-def close(one, other):
-    one, other = float(one), float(other)
-    return abs(one - other) <= 1e-12 * max(abs(one), abs(other))
-
-
-def same_text(one, other):
-    return (NUMBER.sub("#", one) == NUMBER.sub("#", other) and
-            all(map(close, NUMBER.findall(one), NUMBER.findall(other))))
 
 
 def main(linux, windows, known):
@@ -30,7 +23,7 @@ def main(linux, windows, known):
     for one, other in zip(*lines):
         if OF_CLASS.match(one):
             texts += 1
-            if not same_text(one, other):
+            if not same(one, other):
                 at = next((at for at, (a, b) in enumerate(zip(one, other)) if a != b), 0)
                 return f"{one[:one.find('<')]}\n- ...{one[at - 60:at + 60]}\n+ ...{other[at - 60:at + 60]}"
         elif one != other:
