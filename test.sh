@@ -1,20 +1,23 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Every check of the project: ./test.sh [--slow]
-# --slow also runs the tests with the label "slow", and clang-tidy over the tests. Each stage's
-# output goes to build/logs; what fails is shown, and at the end the time of each stage beside its
-# processor time. Exit status 0 when every stage passed.
+# Every check of the project: ./test.sh [--slow], then ./test.sh --windows
+# --slow also runs the tests with the label "slow", and clang-tidy over the tests. --windows runs
+# something else: it builds the component and the program for Windows, and checks them under Wine.
+# Each stage's output goes to build/logs; what fails is shown, and at the end the time of each stage
+# beside its processor time. Exit status 0 when every stage passed.
 set -uo pipefail
 cd "$(dirname "$0")"
 # shellcheck source=tools/packages.sh
 . tools/packages.sh
 
 labels=(-LE slow)
-tidied=(src engine host)
+tidied=(src system engine host)
+windows=no
 for argument in "$@"; do
   case $argument in
     --slow) labels=(); tidied+=(tests) ;;
-    *) echo "usage: ./test.sh [--slow]" >&2; exit 2 ;;
+    --windows) windows=yes ;;
+    *) echo "usage: ./test.sh [--slow | --windows]" >&2; exit 2 ;;
   esac
 done
 
@@ -89,6 +92,62 @@ run_threads() {
 # The other clang builds know the unity batches alone.
 tidy() { cmake --preset tidy && tools/check_tidy.sh build/tidy "${tidied[@]}"; }
 
+# The table of all stages, and the exit status.
+report() {
+  printf '\n'
+  printf '%-34s %-7s %7s %7s\n' stage result time processor
+  printf '%s\n' "${table[@]}"
+  printf '%s\n' "$(line all "" $((SECONDS - began)) "$spent")"
+  if [ ${#failed[@]} -gt 0 ]; then
+    printf 'FAILED: %s of %s stages; output in build/logs\n' "${#failed[@]}" "${#table[@]}"
+    exit 1
+  fi
+  printf 'PASSED: all %s stages\n' "${#table[@]}"
+  exit 0
+}
+
+# What the component and the program for Windows are compared with.
+build_compared() { cmake --preset ci && cmake --build --preset ci --target orvspc windows_compared; }
+
+# The archive has what an installation needs, and nothing that was only built with it. One of an
+# earlier version goes before: there is one archive in the folder.
+archive() {
+  rm -f build/windows-64/orvSPCAnalysis6-*-win64.zip
+  (cd build/windows-64 && cpack -G ZIP >&2) &&
+    python3 -m zipfile -l build/windows-64/orvSPCAnalysis6-*-win64.zip | awk 'NR > 1 { print $1 }' |
+    sed 's|^[^/]*/||; /^$/d; /\/$/d' | LC_ALL=C sort | diff tests/windows/archive.txt -
+}
+
+if [ $windows = yes ]; then
+  stage "packages" packages require "$build_needs$test_needs" || report
+  require "$windows_needs" >"$logs/packages-windows.log" 2>&1
+  case $? in
+    0) ;;
+    2) cat "$logs/packages-windows.log"; echo "skipped"; exit 0 ;;
+    *) cat "$logs/packages-windows.log"; exit 1 ;;
+  esac
+  stage "build, what is compared with" build-compared build_compared
+  for bits in 64 32; do
+    prefix=x86_64-w64-mingw32
+    if [ $bits = 32 ]; then prefix=i686-w64-mingw32; fi
+    if stage "build, Windows, $bits bits" "build-windows-$bits" build windows-$bits; then
+      stage "exports and imports, $bits bits" "dlls-$bits" \
+            tests/windows/exports.sh build/windows-$bits/bin $prefix-objdump
+    else
+      not_run "exports and imports, $bits bits"
+    fi
+  done
+  if [ ${#failed[@]} -gt 0 ]; then
+    not_run "archive"
+    not_run "under Wine"
+    report
+  fi
+  stage "archive" archive archive
+  stage "under Wine" wine tests/windows/run.sh build/windows-64/bin build/ci/bin
+  cat "$logs/wine.log"
+  report
+fi
+
 stage "packages" packages require "$build_needs$test_needs$bench_needs" || exit 1
 
 export UBSAN_OPTIONS=print_stacktrace=1
@@ -115,12 +174,4 @@ else
 fi
 stage "clang-tidy" tidy tidy
 
-printf '\n'
-printf '%-34s %-7s %7s %7s\n' stage result time processor
-printf '%s\n' "${table[@]}"
-printf '%s\n' "$(line all "" $((SECONDS - began)) "$spent")"
-if [ ${#failed[@]} -gt 0 ]; then
-  printf 'FAILED: %s of %s stages; output in build/logs\n' "${#failed[@]}" "${#table[@]}"
-  exit 1
-fi
-printf 'PASSED: all %s stages\n' "${#table[@]}"
+report

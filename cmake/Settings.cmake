@@ -4,7 +4,9 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT WIN32)  # whose code all is
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+endif()
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ON)
@@ -16,42 +18,53 @@ if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
   endif()
 endif()
 
-add_compile_options(-Wall -Wextra -Wconversion -Wshadow)
+# Of our own language alone: a resource compiler or a C compiler of other sources knows none of them.
+function(orvspc_compile_options)
+  add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:${ARGN}>")
+endfunction()
+
+orvspc_compile_options(-Wall -Wextra -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 warns of overlapping copies inside std::string that cannot happen (its bug 105651).
-  add_compile_options(-Wno-restrict)
+  orvspc_compile_options(-Wno-restrict)
 endif()
 if(ORVSPC_WERROR)
-  add_compile_options(-Werror)
+  orvspc_compile_options(-Werror)
 endif()
 
 if(CMAKE_UNITY_BUILD)
   # In a batch a name also hides what other sources have at their outermost level, and an included
   # class may well have a base of an anonymous namespace. The presets dev and tidy, which compile
   # file by file, keep both warnings.
-  add_compile_options(-Wno-shadow)
+  orvspc_compile_options(-Wno-shadow)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    add_compile_options(-Wno-subobject-linkage)
+    orvspc_compile_options(-Wno-subobject-linkage)
   endif()
 endif()
 
 # No silent fused multiply-add: the same figures on every processor and from every compiler.
-add_compile_options(-ffp-contract=off)
+orvspc_compile_options(-ffp-contract=off)
 
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
 # What a release has against overwritten memory; tools/check_hardening.sh looks for each.
-include(CheckPIESupported)
-check_pie_supported()
+if(NOT WIN32)
+  include(CheckPIESupported)
+  check_pie_supported()
+endif()
 if(NOT ORVSPC_SANITIZE)
-  add_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>
-                      $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
-                      $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
-  add_link_options($<$<CONFIG:Release,RelWithDebInfo>:LINKER:-z,relro,-z,now>)
+  orvspc_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>
+                         $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
+                         $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
+  if(WIN32)  # the library of the guards
+    add_link_options($<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong>)
+  else()
+    add_link_options($<$<CONFIG:Release,RelWithDebInfo>:LINKER:-z,relro,-z,now>)
+  endif()
 endif()
 
 if(ORVSPC_SANITIZE)
-  add_compile_options(-fsanitize=${ORVSPC_SANITIZE} -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer)
+  orvspc_compile_options(-fsanitize=${ORVSPC_SANITIZE} -fno-sanitize-recover=all
+                         -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORVSPC_SANITIZE})
 endif()

@@ -49,6 +49,7 @@ endfunction()
 foreach(floor platform frame dataset select ${ORVSPC_ANALYSES})
   orvspc_tests(${floor} orvspc_${floor} orvspc_test_fake orvspc_engine_dom)
 endforeach()
+orvspc_tests(system orvspc_system)
 foreach(part time statistics sql catalogue)
   orvspc_tests(engine/${part} orvspc_engine_${part} orvspc_engine_import)
 endforeach()
@@ -77,7 +78,7 @@ function(orvspc_floor_check floor)
                           $<LINK_LIBRARY:WHOLE_ARCHIVE,orvspc_${floor}>)
   endif()
 endfunction()
-foreach(floor platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
+foreach(floor system platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
               engine_catalogue engine_store engine_import
               engine_dom engine_charts engine_capability engine_pareto engine_compliance embedded)
   orvspc_floor_check(${floor})

@@ -15,7 +15,7 @@ import sys
 import tempfile
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
-FOLDERS = ("src", "engine", "host", "tests", "bench")
+FOLDERS = ("src", "system", "engine", "host", "tests", "bench")
 
 SELECT_AND_BELOW = ["platform", "frame", "dataset", "select"]
 ANALYSES = ["chart", "capability", "pareto", "summary"]
@@ -25,9 +25,11 @@ LIBRARY = SELECT_AND_BELOW + ANALYSES
 ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h"]
 
 SQL = ["platform", "engine/time", "engine/sql"]
-STORE = SQL + ["engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
-CALCULATION = ["platform", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
+STORE = SQL + ["system", "engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
+CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
 FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
+# Of the host for Windows; the interfaces are what the build makes of the type libraries.
+SERVER = LIBRARY + ["system"]
 FAMILY_BASE = LIBRARY + ["host/render/core", "host/render/data"]
 
 # Folder of the tree: the include paths it may name besides its own. The longest match wins.
@@ -37,6 +39,7 @@ LAYERS = {
     "src/dataset": ["platform", "frame"],
     "src/select": ["platform", "frame", "dataset"],
     **{f"src/{name}": SELECT_AND_BELOW for name in ANALYSES},
+    "system": [],
     "engine/time": ["platform"],
     "engine/statistics": ["platform"],
     "engine/dom": ["platform"],
@@ -54,9 +57,21 @@ LAYERS = {
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
     "host/render/states": FAMILY_BASE + ["host/render/events"],
     "host/render": LIBRARY,
-    "host/cli": LIBRARY + ENGINE_INTERFACE + ["host/render"],
-    "tests": LIBRARY + ["engine", "host"],
-    "bench": LIBRARY + ["engine", "host", "tests"],
+    "host/cli": LIBRARY + ENGINE_INTERFACE + ["system", "host/render"],
+    "host/windows/com": SERVER,
+    "host/windows/native": SERVER + ["host/windows/com"],
+    "host/windows/msxml": SERVER + ["host/windows/com"],
+    "host/windows/external": SERVER + [f"host/windows/{name}" for name in ("com", "native", "msxml")],
+    "host/windows/tables": [],
+    "host/windows/runtime": [],
+    "host/windows/analysis": SERVER + [f"host/windows/{name}" for name in
+                                       ("com", "generated", "native", "external", "msxml")],
+    "host/windows/generated": SERVER + [f"host/windows/{name}" for name in
+                                        ("com", "tables", "analysis", "engine")],
+    "host/windows/engine": SERVER + ENGINE_INTERFACE + [f"host/windows/{name}" for name in
+                                                        ("com", "generated", "native")],
+    "tests": LIBRARY + ["system", "engine", "host"],
+    "bench": LIBRARY + ["system", "engine", "host", "tests"],
 }
 # A new folder here needs a row of its own.
 FLAT = ["engine"]
@@ -65,7 +80,10 @@ CONSUMER = "tests/consumer/"
 # The database library is named in this folder alone.
 DATABASE_HEADER, DATABASE_FOLDER = "sqlite3.h", "engine/sql/"
 # Written by the build.
-GENERATED = ["host/cli/build_info.h"]
+GENERATED = ["host/cli/build_info.h", "host/windows/typelib/orvSPCAnalysis6.h",
+             "host/windows/typelib/orvEngine.h",
+             *(f"tests/windows/client/{name}.inc" for name in
+               ("com_members", "com_creators", "plain_headers", "plain_members", "plain_creators"))]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 STANDARD = re.compile(r"^[a-z_]+[0-9]*$")

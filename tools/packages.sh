@@ -6,6 +6,7 @@
 #   header   a header that g++ finds
 #   runtime  a sanitizer runtime of clang
 #   python   a module of python3
+#   file     a path
 build_needs="
 command g++           g++
 command cmake         cmake
@@ -31,10 +32,22 @@ header  benchmark/benchmark.h libbenchmark-dev
 header  pugixml.hpp   libpugixml-dev
 command taskset       util-linux
 "
+# For ./test.sh --windows. Of npm a package with the source of SQLite is taken.
+windows_needs="
+command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
+command i686-w64-mingw32-g++-posix   g++-mingw-w64-i686-posix
+command x86_64-w64-mingw32-widl      mingw-w64-tools
+command wine                         wine
+command wineboot                     wine
+command wineserver                   wine
+file    /usr/lib/wine/wine64         wine64
+command npm                          npm
+"
 
 is_there() {  # kind name
   case $1 in
     command) command -v "$2" >/dev/null ;;
+    file) [ -e "$2" ] ;;
     header) echo "#include <$2>" | g++ -x c++ -M - >/dev/null 2>&1 ;;
     runtime) compgen -G "$(clang++ -print-resource-dir 2>/dev/null)/lib/linux/libclang_rt.$2-*.a" >/dev/null ;;
     python) python3 -c "import $2" 2>/dev/null ;;
@@ -49,7 +62,7 @@ missing_packages() {  # needs
 }
 
 # Installs what of the needs is missing, or says what to install and fails. With everything there
-# it asks no package manager.
+# it asks no package manager. Exit status 2: the package manager refused.
 require() {  # needs
   local missing
   missing=$(missing_packages "$1" | xargs)
@@ -68,7 +81,7 @@ require() {  # needs
          DEBIAN_FRONTEND=noninteractive apt-get -qq -y install --no-install-recommends $missing; } \
        >/dev/null </dev/null; then
     echo "Could not install: $missing" >&2
-    return 1
+    return 2
   fi
   missing=$(missing_packages "$1" | xargs)
   if [ -n "$missing" ]; then

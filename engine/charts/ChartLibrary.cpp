@@ -11,6 +11,7 @@
 #include "engine/charts/VariableRun.h"
 #include "engine/store/Store.h"
 #include "engine/store/large_data.h"
+#include "system/system.h"
 
 namespace orvspc::engine::charts {
 namespace {
@@ -82,7 +83,7 @@ std::int32_t Begin(Run& run, std::int32_t handle, Process process, Describe desc
 template <class Run>
 std::int32_t Deliver(Run& run, const platform::ArrayRef& array, platform::ChartData code,
                      std::int32_t graph) {
-  store::PreferLargePages(array.data, array.count * array.element_size);
+  system::PreferLargePages(array.data, array.count * array.element_size);
   return store::KeepFailures(ThisThread().store.lock().get(),
                              [&] { return run.Deliver(array, code, graph); });
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/csv.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -11,6 +9,7 @@
 #include "engine/sql/failure.h"
 #include "platform/ExternalFailure.h"
 #include "platform/Utf8.h"
+#include "system/system.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -67,11 +66,11 @@ CsvReader::CsvReader(const std::string& path) : path_(path), buffer_(kChunk) {
   const auto fail = [&](const std::string& why) {
     throw platform::ExternalFailure(sql::kRefused, "Import", path + ": " + why);
   };
-  struct stat state {};
-  if (stat(path.c_str(), &state) != 0) fail(std::strerror(errno));
-  if (S_ISDIR(state.st_mode)) fail("is a folder");
-  file_size_ = state.st_size;
-  file_.reset(std::fopen(path.c_str(), "rb"));
+  const auto state = system::StateOf(path);
+  if (!state) fail(std::strerror(errno));
+  if (state->kind == system::FileKind::Folder) fail("is a folder");
+  file_size_ = state->size;
+  file_.reset(system::OpenToRead(path));
   if (!file_) fail(std::strerror(errno));
   constexpr std::string_view kMark = "\xef\xbb\xbf";
   Fill();

@@ -69,7 +69,7 @@ class RankFinder {
     const auto span = search.high - search.low;
     ForEach([&](std::uint64_t key) {
       const auto distance = key - search.low;  // wraps far up for keys below
-      if (distance <= span) ++counts[distance >> shift];
+      if (distance <= span) ++counts[static_cast<std::size_t>(distance >> shift)];
     });
     std::vector<Search> few;
     auto below = search.below;

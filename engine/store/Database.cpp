@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <unordered_map>
 
 #include "engine/schema/schema.h"
@@ -14,6 +9,7 @@
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
+#include "system/system.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -41,23 +37,22 @@ std::shared_ptr<SqlStore> FindStore(std::int32_t handle) {
 // What can be said without opening the file as a database.
 void CheckFile(const std::string& path, bool create) {
   if (path.empty()) RefuseFile(path, "");
-  struct stat state {};
-  if (stat(path.c_str(), &state) != 0) {
+  const auto state = system::StateOf(path);
+  if (!state) {
     if (errno == ENOENT && create) return CheckNoLogLeft(path);
     RefuseFile(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
   }
-  if (S_ISDIR(state.st_mode)) RefuseFile(path, "is a folder");
-  if (!S_ISREG(state.st_mode)) RefuseFile(path, "is no plain file");
-  if (access(path.c_str(), R_OK) != 0) RefuseFile(path, "may not be read");
-  if (access(path.c_str(), W_OK) != 0) RefuseFile(path, "may not be written to");
+  if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
+  if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
+  if (!system::MayRead(path)) RefuseFile(path, "may not be read");
+  if (!system::MayWrite(path)) RefuseFile(path, "may not be written to");
 }
 
 // The write-ahead log lies beside the file, so its folder must be writable too.
 void CheckFolder(const std::string& path) {
-  auto folder = std::filesystem::path(TargetOf(path)).parent_path().string();
-  if (folder.empty()) folder = ".";
-  if (access(folder.c_str(), F_OK) != 0) RefuseFile(path, "there is no folder " + folder);
-  if (access(folder.c_str(), W_OK) != 0) RefuseFile(path, "its folder may not be written to");
+  const auto folder = FolderOf(TargetOf(path));
+  if (!system::IsThere(folder)) RefuseFile(path, "there is no folder " + folder);
+  if (!system::MayWrite(folder)) RefuseFile(path, "its folder may not be written to");
 }
 
 // Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
@@ -169,6 +164,8 @@ NotesBelongTo::~NotesBelongTo() { thread_notes.handle = before_; }
 
 void AddNote(std::string code, std::string text, std::string stream) {
   auto& [handle, notes] = thread_notes;
+  // A host that never asks for them must not run out of memory.
+  if (notes.size() == kMaxNotes) notes.erase(notes.begin(), notes.begin() + kMaxNotes / 2);
   notes.emplace_back(handle, Note{std::move(code), std::move(text), std::move(stream)});
 }
 

@@ -14,6 +14,7 @@
 #include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
+#include "system/system.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -174,7 +175,7 @@ std::int32_t DatabaseLibrary::VLXDBL_BUILDDATASETDATA(std::int32_t, std::int32_t
 
 std::int32_t DatabaseLibrary::VLXDBL_READDATA_SA(const platform::ArrayRef& Array,
                                                  std::int32_t Content) {
-  PreferLargePages(Array.data, Array.count * Array.element_size);
+  system::PreferLargePages(Array.data, Array.count * Array.element_size);
   const auto store = kept.store.lock();
   if (store == nullptr) return 0;
   return KeepFailures(store.get(), [&]() -> std::int32_t {

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/DraftFile.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -12,6 +9,7 @@
 
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
+#include "system/system.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -21,14 +19,10 @@ namespace fs = std::filesystem;
 // What SQLite keeps beside a database.
 constexpr std::array kLogEndings{"-wal", "-shm", "-journal"};
 
-std::string FolderOf(const std::string& path) {
-  const auto folder = fs::path(path).parent_path().string();
-  return folder.empty() ? "." : folder;
-}
-
+// A link to nowhere is there, too.
 bool IsThereAt(const std::string& path) {
   std::error_code error;
-  return fs::exists(fs::symlink_status(path, error));
+  return fs::exists(fs::symlink_status(system::PathOf(path), error));
 }
 
 // Digits that two programs do not share, even with one process number in two containers.
@@ -39,50 +33,8 @@ std::string RandomDigits() {
 
 void RemoveFiles(const std::string& path) {
   std::error_code ignored;
-  fs::remove(path, ignored);
-  for (const auto* ending : kLogEndings) fs::remove(path + ending, ignored);
-}
-
-// Flushes a file to the device; false with errno.
-bool Flush(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  const bool flushed = fsync(file) == 0;
-  const int reason = errno;
-  close(file);
-  errno = reason;
-  return flushed;
-}
-
-// A folder whose entries can be flushed to the device; one that may not be read has nothing to
-// flush.
-class Folder {
- public:
-  explicit Folder(const std::string& path)
-      : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-        is_usable_(file_ >= 0 || errno == EACCES) {}
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder() {
-    if (file_ >= 0) close(file_);
-  }
-  bool IsUsable() const { return is_usable_; }
-  // False with errno. Some file systems cannot flush a folder.
-  bool Flush() const { return file_ < 0 || fsync(file_) == 0 || errno == EINVAL; }
-
- private:
-  int file_;
-  bool is_usable_;
-};
-
-// Gives the file its name unless that is taken. File systems without links rename.
-bool Rename(const std::string& from, const std::string& to) {
-  if (link(from.c_str(), to.c_str()) == 0) {
-    unlink(from.c_str());
-    return true;
-  }
-  if (errno == EEXIST) return false;
-  return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+  fs::remove(system::PathOf(path), ignored);
+  for (const auto* ending : kLogEndings) fs::remove(system::PathOf(path + ending), ignored);
 }
 
 // What is not in the file itself would be lost with the name of its log.
@@ -99,12 +51,17 @@ void EmptyLog(const std::string& path) {
 
 std::string TargetOf(const std::string& path) {
   constexpr int kMaxLinks = 40;
-  fs::path target = path;
+  fs::path target = system::PathOf(path);
   std::error_code error;
   for (int i = 0; i < kMaxLinks && fs::is_symlink(target, error); ++i) {
     target = target.parent_path() / fs::read_symlink(target, error);
   }
-  return target.string();
+  return system::TextOf(target);
+}
+
+std::string FolderOf(const std::string& path) {
+  const auto folder = system::TextOf(system::PathOf(path).parent_path());
+  return folder.empty() ? "." : folder;
 }
 
 void CheckNoLogLeft(const std::string& path) {
@@ -122,13 +79,11 @@ DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetO
   if (IsThereAt(target_)) return;
   CheckNoLogLeft(path_);
   std::string draft = target_ + ".new-" + RandomDigits();
-  const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-  if (file < 0) {
+  if (!system::MakeFile(draft)) {
     if (errno == ENOENT) RefuseFile(path_, "there is no folder " + FolderOf(target_));
     if (errno == EACCES || errno == EROFS) RefuseFile(path_, "its folder may not be written to");
     RefuseFile(path_, std::strerror(errno));
   }
-  close(file);
   draft_ = std::move(draft);
 }
 
@@ -151,12 +106,12 @@ void DraftFile::Fill(const std::function<void(const std::string&)>& work) const 
 
 bool DraftFile::PutInPlace() {
   Fill([](const std::string& draft) { EmptyLog(draft); });
-  const Folder folder(FolderOf(target_));
+  const system::Folder folder(FolderOf(target_));
   if (!folder.IsUsable()) RefuseFile(path_, std::strerror(errno));
-  if (!Flush(draft_)) RefuseFile(path_, std::strerror(errno));
+  if (!system::Flush(draft_)) RefuseFile(path_, std::strerror(errno));
   // A log that appeared meanwhile belongs to somebody else, too.
   CheckNoLogLeft(path_);
-  if (!Rename(draft_, target_)) {
+  if (!system::RenameToFree(draft_, target_)) {
     if (errno == EEXIST) return false;
     RefuseFile(path_, std::strerror(errno));
   }

@@ -13,6 +13,9 @@ namespace orvspc::engine::store {
 // that is yet to be made.
 std::string TargetOf(const std::string& path);
 
+// "." for a file of the folder that the program runs in.
+std::string FolderOf(const std::string& path);
+
 // Refuses a place for a new database where a log of another one lies: SQLite would replay it.
 void CheckNoLogLeft(const std::string& path);
 

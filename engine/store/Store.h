@@ -113,7 +113,8 @@ std::shared_ptr<Store> StoreOf(std::int32_t handle);
 // The store of an open database of ours. Throws platform::ExternalFailure.
 std::shared_ptr<Store> StoreOf(platform::Database& database);
 
-// Adds to the thread's notes.
+// Adds to the thread's notes, of which the oldest half goes when there are kMaxNotes.
+inline constexpr std::size_t kMaxNotes = 100'000;
 void AddNote(std::string code, std::string text, std::string stream = {});
 // Those since the last call.
 std::vector<Note> TakeNotes();

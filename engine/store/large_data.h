@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sys/mman.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <future>
-#include <memory>
 #include <system_error>
 
-// What large data sets need: two threads and large pages.
+// What large data sets need: two threads.
 namespace orvspc::engine::store {
 
 // Below this many subgroups a second thread costs more than it saves.
@@ -40,19 +37,6 @@ void ForHalves(std::size_t count, Work&& work, std::int64_t worth = kWorthTwoThr
   }
   const auto middle = count / 2;
   RunBoth([&] { work(std::size_t{0}, middle); }, [&] { work(middle, count); });
-}
-
-// Asks the system for large pages below memory that is about to be filled whole. A million
-// subgroups would otherwise be a hundred thousand page faults, half the time of their chart.
-// Blocks that hold no whole large page are left alone, and so is every system without such a call.
-inline void PreferLargePages([[maybe_unused]] const void* data,
-                             [[maybe_unused]] std::size_t bytes) {
-#ifdef MADV_HUGEPAGE
-  constexpr std::size_t kLarge = std::size_t{1} << 21;
-  auto* first = const_cast<void*>(data);
-  if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
-  madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
-#endif
 }
 
 }  // namespace orvspc::engine::store

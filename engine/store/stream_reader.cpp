@@ -8,6 +8,7 @@
 
 #include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
+#include "system/system.h"
 
 namespace orvspc::engine::store {
 
@@ -146,8 +147,8 @@ void StreamReader::Reserve(DataSet& out) const {
       {conditions_.limit, std::max<std::int64_t>(cache_.highest_subgroup, 1), kMaxSubgroups}));
   out.subgroups.reserve(expected);
   out.values.reserve(expected * std::min<std::size_t>(out.values.size(), 64));
-  PreferLargePages(out.subgroups.data(), expected * sizeof(API_SubgroupData));
-  PreferLargePages(out.values.data(), out.values.capacity() * sizeof(double));
+  system::PreferLargePages(out.subgroups.data(), expected * sizeof(API_SubgroupData));
+  system::PreferLargePages(out.values.data(), out.values.capacity() * sizeof(double));
 }
 
 }  // namespace orvspc::engine::store

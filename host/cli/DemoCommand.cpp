@@ -8,6 +8,7 @@
 #include "host/cli/Output.h"
 #include "host/cli/Samples.h"
 #include "host/render/core/Html.h"
+#include "system/system.h"
 
 namespace orvspc::cli {
 
@@ -117,15 +118,16 @@ std::string_view KindOf(std::string_view file) {
 void MakeDirectory(const fs::path& path) {
   std::error_code error;
   fs::create_directories(path, error);
-  if (error || !fs::is_directory(path)) throw Refusal(path.string() + ": cannot be made a folder");
+  if (error || !fs::is_directory(path))
+    throw Refusal(system::TextOf(path) + ": cannot be made a folder");
 }
 
 // Ours from an earlier demo; whatever else lies in the folder stays.
-void RemoveDatabase(const fs::path& path) {
+void RemoveDatabase(const std::string& path) {
   for (const char* ending : {"", "-wal", "-shm"}) {
     std::error_code error;
-    fs::remove(path.string() + ending, error);
-    if (error) throw Refusal(path.string() + ending + ": cannot be replaced");
+    fs::remove(system::PathOf(path + ending), error);
+    if (error) throw Refusal(path + ending + ": cannot be replaced");
   }
 }
 
@@ -144,7 +146,7 @@ void MakeDatabase(const fs::path& folder, const std::string& path, const Console
     for (const auto& sample : Samples()) {
       const auto kind = KindOf(sample.file);
       if ((kind == "values") != values) continue;
-      const std::string file = (folder / "data" / sample.file).string();
+      const std::string file = system::TextOf(folder / "data" / sample.file);
       WriteFile(file, sample.text);
       Printed({"import", file, "--db", path, "--kind", std::string(kind)}, console);
     }
@@ -157,10 +159,11 @@ render::IndexEntry Draw(const Picture& picture, const std::vector<std::string>& 
   for (const auto& [link, ending] :
        {std::pair{"page", ".html"}, {"picture", ".svg"}, {"figures", ".json"}}) {
     const std::string file = picture.name + std::string(ending);
-    Printed(Together(command, std::vector<std::string>{"-o", (folder / file).string()}), console);
+    Printed(Together(command, std::vector<std::string>{"-o", system::TextOf(folder / file)}),
+            console);
     entry.links.emplace_back(link, file);
   }
-  const std::string page = ReadFile((folder / entry.links[0].second).string());
+  const std::string page = ReadFile(system::TextOf(folder / entry.links[0].second));
   const auto start = page.find("<svg"), end = page.find("</svg>\n");
   entry.picture = page.substr(start, end + 7 - start);
   return entry;
@@ -169,18 +172,18 @@ render::IndexEntry Draw(const Picture& picture, const std::vector<std::string>& 
 // How the running program can be called from this folder; its plain name where the system does not
 // know.
 std::string ProgramPath() {
+  const auto program = system::ProgramFile();
+  if (program.empty()) return "orvspc";
   std::error_code failed;
-  const auto program = fs::read_symlink("/proc/self/exe", failed);
-  if (failed) return "orvspc";
   const auto from_here = fs::proximate(program, failed);
-  return failed ? program.string() : from_here.string();
+  return system::TextOf(failed ? program : from_here);
 }
 
 int Run(const Arguments& arguments, Console& console) {
   const fs::path folder =
-      arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0];
+      system::PathOf(arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0]);
   MakeDirectory(folder);
-  const std::string path = (folder / "sample.db").string();
+  const std::string path = system::TextOf(folder / "sample.db");
   MakeDatabase(folder, path, console);
 
   std::vector<render::IndexEntry> entries;
@@ -191,18 +194,19 @@ int Run(const Arguments& arguments, Console& console) {
     if (entries.empty()) console.out << Printed(command, console);
     entries.push_back(Draw(picture, command, folder, console));
     // Not wrapped: each line is to be copied whole.
-    commands += "  " + ShellWord(ProgramPath());
-    for (const auto& word : command) commands += " " + ShellWord(word);
+    commands += "  " + system::ShellWord(ProgramPath());
+    for (const auto& word : command) commands += " " + system::ShellWord(word);
     commands += "\n";
   }
-  const std::string index = (folder / "index.html").string();
-  WriteFile(index, render::RenderIndex(
-                       "Charts of the sample data",
-                       "Drawn by orvspc from sample.db. Point at a marked point to see its rule.",
-                       entries));
+  const fs::path index = folder / "index.html";
+  WriteFile(
+      system::TextOf(index),
+      render::RenderIndex(
+          "Charts of the sample data",
+          "Drawn by orvspc from sample.db. Point at a marked point to see its rule.", entries));
   console.out << "\nThe same database draws more:\n"
               << commands << "\n"
-              << "All charts: " << fs::absolute(index).lexically_normal().string() << "\n";
+              << "All charts: " << system::TextOf(fs::absolute(index).lexically_normal()) << "\n";
   return 0;
 }
 

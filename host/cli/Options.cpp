@@ -181,15 +181,6 @@ std::string DescribeOptions(std::span<const Option> options, std::size_t columns
   return text.Take();
 }
 
-std::string ShellWord(const std::string& text) {
-  static constexpr std::string_view kPlain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-+:=@%,";
-  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string quoted = "'";
-  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 std::vector<std::string> Split(const std::string& text) {
   std::vector<std::string> words;
   for (std::size_t start = 0; start <= text.size();) {

@@ -86,9 +86,6 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
 // Two columns, for --help.
 std::string DescribeOptions(std::span<const Option> options, std::size_t columns);
 
-// A word as a shell takes it: as it is, or in quotes.
-std::string ShellWord(const std::string& text);
-
 // "a,b" as a and b; of two commas that touch an empty word.
 std::vector<std::string> Split(const std::string& text);
 

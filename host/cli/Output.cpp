@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/Output.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -10,6 +8,8 @@
 #include <ostream>
 #include <sstream>
 #include <system_error>
+
+#include "system/system.h"
 
 namespace orvspc::cli {
 
@@ -22,7 +22,7 @@ std::string Reason() {
 
 // The format that a file's ending names, in any case, or the ending itself; "text" without one.
 std::string FormatOfEnding(const std::string& path) {
-  std::string ending = std::filesystem::path(path).extension().string();
+  std::string ending = system::TextOf(system::PathOf(path).extension());
   for (auto& c : ending)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   if (ending.size() < 2 || ending == ".txt") return "text";
@@ -52,18 +52,18 @@ void CheckOutput(const Arguments& arguments) {
   if (!output || !database) return;
   namespace fs = std::filesystem;
   for (const char* ending : {"", "-wal", "-shm", "-journal"}) {
-    const fs::path part = *database + ending;
+    const fs::path file = system::PathOf(*output), part = system::PathOf(*database + ending);
     std::error_code error, unknown;
     // A file that is not there yet is known by its path alone.
     const bool same_path =
-        fs::weakly_canonical(*output, unknown) == fs::weakly_canonical(part, unknown) && !unknown;
-    if (fs::equivalent(*output, part, error) || same_path)
+        fs::weakly_canonical(file, unknown) == fs::weakly_canonical(part, unknown) && !unknown;
+    if (fs::equivalent(file, part, error) || same_path)
       throw Refusal(*output + ": belongs to the database and is not written over");
   }
 }
 
 void WriteFile(const std::string& path, std::string_view text) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  std::ofstream file(system::PathOf(path), std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
   if (!file) throw Refusal(path + ": cannot be written" + Reason());
@@ -71,14 +71,14 @@ void WriteFile(const std::string& path, std::string_view text) {
 
 void CheckReadable(const std::string& path) {
   // Not by opening it: what is read from a pipe is gone.
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw Refusal(path + ": is a folder");
-  if (access(path.c_str(), R_OK) != 0) throw Refusal(path + ": cannot be read" + Reason());
+  const auto state = system::StateOf(path);
+  if (state && state->kind == system::FileKind::Folder) throw Refusal(path + ": is a folder");
+  if (!system::MayRead(path)) throw Refusal(path + ": cannot be read" + Reason());
 }
 
 std::string ReadFile(const std::string& path) {
   CheckReadable(path);
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(system::PathOf(path), std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
   if (file.bad()) throw Refusal(path + ": cannot be read");

@@ -7,6 +7,7 @@
 #include "platform/Enumerations.h"
 #include "platform/TimeStamp.h"
 #include "platform/TimeText.h"
+#include "system/system.h"
 
 namespace orvspc::cli {
 
@@ -76,7 +77,8 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
     const auto id = database.Find(dimension.kind, name);
     if (!id)
       throw Refusal("no " + word + " is called " + Quoted(name) + " (orvspc list " + word +
-                    " --db " + ShellWord(arguments.Required(kDatabase)) + " shows the names)");
+                    " --db " + system::ShellWord(arguments.Required(kDatabase)) +
+                    " shows the names)");
     descriptor->AddItemID(*id);
   }
 }

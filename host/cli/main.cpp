@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
@@ -10,15 +7,14 @@
 
 #include "engine/Embedded.h"
 #include "host/cli/Command.h"
+#include "system/system.h"
 
 namespace {
 
 std::size_t TerminalColumns() {
   long columns = 0;
   if (const char* text = std::getenv("COLUMNS")) columns = std::strtol(text, nullptr, 10);
-  winsize size{};
-  if (columns <= 0 && isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
-    columns = size.ws_col;
+  if (columns <= 0) columns = orvspc::system::TerminalColumns();
   if (columns <= 0) columns = 80;
   return static_cast<std::size_t>(std::clamp(columns, 40L, 200L));
 }
@@ -26,11 +22,13 @@ std::size_t TerminalColumns() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  orvspc::cli::Console console{std::cout, std::cerr, isatty(STDOUT_FILENO) != 0,
-                               isatty(STDERR_FILENO) != 0, TerminalColumns()};
+  using orvspc::system::Stream;
+  orvspc::system::PrepareConsole();
+  orvspc::cli::Console console{std::cout, std::cerr, orvspc::system::IsTerminal(Stream::Out),
+                               orvspc::system::IsTerminal(Stream::Error), TerminalColumns()};
   try {
     orvspc::InstallEmbedded();
-    return orvspc::cli::RunProgram(std::vector<std::string>(argv + 1, argv + argc), console);
+    return orvspc::cli::RunProgram(orvspc::system::CommandLine(argc, argv), console);
   } catch (const std::exception& failure) {
     std::cerr << "orvspc: " << failure.what() << "\n";
     return 1;

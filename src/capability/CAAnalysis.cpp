@@ -22,11 +22,15 @@ struct Buffers {
   Array<double> x, y;
 };
 
-// The bins as the library gets them, which may change their number. Nothing may be thrown through
-// it: what cannot be done gives null and leaves the bins.
+// The bins as the library gets them, which may change their number or erase them. Nothing may be
+// thrown through it: what cannot be done gives null and leaves the bins.
 platform::ArrayRef Resizable(Array<API_CABin>& bins) {
   auto ref = bins.Ref();
   ref.resize = [&bins](std::size_t count) noexcept -> void* {
+    if (count == 0) {
+      bins.Erase();
+      return nullptr;
+    }
     try {
       // A count beyond 32 bits is refused too.
       const std::int64_t bound = checked::Narrow(static_cast<std::int64_t>(count));

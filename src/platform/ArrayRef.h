@@ -14,7 +14,7 @@ struct ArrayRef {
   std::size_t element_size = 0;
   std::size_t count = 0;
   // Set only where the callee may change the number of elements; returns the new data, or null when
-  // that could not be done and nothing has changed.
+  // that could not be done and nothing has changed. With 0 the array is erased and has no data.
   std::function<void*(std::size_t count)> resize = {};
 
   // The elements as T; empty when the element size is not that of T.

@@ -13,7 +13,8 @@ std::mutex& InstalledMutex() {
 }
 
 std::shared_ptr<Platform>& Installed() {
-  static std::shared_ptr<Platform> platform;
+  // Never destroyed: what a platform holds may be gone at the end of the process.
+  static auto& platform = *new std::shared_ptr<Platform>;
   return platform;
 }
 
@@ -25,8 +26,10 @@ std::shared_ptr<Platform>& OfThread() {
 }  // namespace
 
 void Install(std::shared_ptr<Platform> platform) {
+  // The former one ends with the argument, when the lock is free again: it may ask for the
+  // platform.
   const std::scoped_lock lock(InstalledMutex());
-  Installed() = std::move(platform);
+  Installed().swap(platform);
 }
 
 std::shared_ptr<Platform> Current() {

@@ -413,7 +413,6 @@ TEST(CAAnalysis, TheLibraryMayChangeTheNumberOfBins) {
 TEST(CAAnalysis, BinsThatCannotBeResizedStay) {
   Analysis run;
   run.script().capability = [](CapabilityCall& call) {
-    EXPECT_EQ(call.bins.resize(0), nullptr);
     EXPECT_EQ(call.bins.resize(std::size_t{1} << 31), nullptr);
     EXPECT_EQ(call.bins.resize(static_cast<std::size_t>(-1)), nullptr);
     call.bins.As<API_CABin>()[20].XMin = 1.5;
@@ -423,6 +422,26 @@ TEST(CAAnalysis, BinsThatCannotBeResizedStay) {
   EXPECT_EQ(bins->Count(), 21);
   bins->MoveLast();
   EXPECT_EQ(bins->XMin(), 1.5);
+}
+
+TEST(CAAnalysis, BinsThatTheLibraryErasesAreGone) {
+  using Calls = decltype(Analysis().script().capability);
+  const Calls erase = [](CapabilityCall& call) {
+    EXPECT_EQ(call.bins.resize(0), nullptr);
+    return 1;
+  };
+  const Calls succeed = [](CapabilityCall&) { return 1; };
+  for (const bool by_fit : {false, true}) {
+    Analysis run;
+    run.processing->FitType(caFitJohnson);
+    run.script().capability = by_fit ? succeed : erase;
+    run.script().johnson = by_fit ? erase : succeed;
+    const auto failure = FailureOf([&] { run.Analyze(); });
+    EXPECT_EQ(failure.Number(), 9);
+    EXPECT_EQ(failure.Source(),
+              "CAAnalysis.AnalyzeDataSelect|CAAnalysis.AnalyzeDS|CAResults.Load|CABins.Load|"
+              "orvSPCAnalysis6");
+  }
 }
 
 TEST(CAAnalysis, WhatIsNoDatabaseOrNoObjectFails) {

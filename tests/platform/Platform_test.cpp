@@ -29,6 +29,23 @@ TEST(Platform, NoneIsInForceUntilOneIsInstalled) {
   EXPECT_EQ(Current(), nullptr);
 }
 
+TEST(Platform, OneThatEndsMayAskForTheOneInForce) {
+  class Asking : public fake::FakePlatform {
+   public:
+    explicit Asking(std::shared_ptr<Platform>& seen) : seen_(seen) {}
+    ~Asking() override { seen_ = Current(); }
+
+   private:
+    std::shared_ptr<Platform>& seen_;
+  };
+  std::shared_ptr<Platform> seen;
+  const auto next = std::make_shared<fake::FakePlatform>();
+  Install(std::make_shared<Asking>(seen));
+  Install(next);
+  EXPECT_EQ(seen, next);
+  Install(nullptr);
+}
+
 TEST(Platform, AScopeOverridesAndItsEndRestores) {
   const auto outer = std::make_shared<fake::FakePlatform>();
   const auto inner = std::make_shared<fake::FakePlatform>();

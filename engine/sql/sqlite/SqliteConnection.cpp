@@ -221,7 +221,8 @@ class SqliteConnection final : public Connection {
   bool HasMoved() const {
     int moved = 0;
     const int code = sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-    return code != SQLITE_OK || moved != 0;
+    // Where the question is unknown, an open file keeps its name.
+    return code != SQLITE_NOTFOUND && (code != SQLITE_OK || moved != 0);
   }
 
   std::unique_ptr<sqlite3, Closer> db_;

@@ -312,5 +312,14 @@ TEST_F(OpenDatabaseTest, AWriteThroughAnotherConnectionIsSeenAtOnce) {
   EXPECT_EQ(Opened()->Setting("time_zone", "-"), "+02:00");
 }
 
+TEST(Notes, AreBoundedForHostsThatNeverTakeThem) {
+  TakeNotes();
+  for (std::size_t i = 0; i <= kMaxNotes; ++i) AddNote("code", std::to_string(i));
+  const auto notes = TakeNotes();
+  ASSERT_EQ(notes.size(), kMaxNotes / 2 + 1);
+  EXPECT_EQ(notes.front().text, std::to_string(kMaxNotes / 2));
+  EXPECT_EQ(notes.back().text, std::to_string(kMaxNotes));
+}
+
 }  // namespace
 }  // namespace orvspc::engine::store

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "engine/Embedded.h"
+#include "engine/QualityDatabase.h"
+
+// The plain classes behind the objects of orvEngine that the embedded platform does not have in
+// this form. What it has, such as RuleDef, a host gets as it is.
+namespace orvspc::windows::engine {
+
+// A quality database in one file.
+//
+// Without an open one every operation but Open and Create fails. Failures are the engine's, one
+// line with file and reason.
+class Database : public platform::Database {
+ public:
+  // An existing one. The one that was open before is closed, unless opening fails.
+  void Open(std::string_view Path);
+  // A new one; a file of that name must not be there.
+  void Create(std::string_view Path);
+
+  // Imports a CSV file of a kind such as "values" or "limits", as "orvspc import" names them.
+  // Returns the number of rows stored.
+  std::int32_t Import(std::string_view File, std::string_view Kind);
+
+  // The identifier of an item, by its kind ("part", "process", "test", "job", ...) and name; 0 when
+  // there is none.
+  std::int32_t Find(std::string_view Kind, std::string_view Name);
+
+  std::int32_t ConnectionHandle() override;
+  std::int32_t DatabaseValue(std::int32_t value) override;
+
+ private:
+  QualityDatabase& Opened();
+
+  std::optional<QualityDatabase> database_;
+};
+
+// The trimmer of the embedded platform for a text of automation.
+class TextTrimmer : public platform::Object {
+ public:
+  void TrimFixedString(std::string& Text);
+};
+
+// The failure log of the process.
+class Error : public platform::Object {
+ public:
+  void Log(std::string_view Procedure, std::int32_t Number, std::string_view Description,
+           std::string_view Source, std::string_view Application);
+};
+
+}  // namespace orvspc::windows::engine

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "system/system.h"
+
+namespace orvspc::system {
+
+std::filesystem::path PathOf(std::string_view utf8) { return utf8; }
+std::string TextOf(const std::filesystem::path& path) { return path.string(); }
+
+std::optional<FileState> StateOf(const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0) return std::nullopt;
+  const auto kind = S_ISDIR(state.st_mode)   ? FileKind::Folder
+                    : S_ISREG(state.st_mode) ? FileKind::Plain
+                                             : FileKind::Other;
+  return FileState{kind, state.st_size};
+}
+
+bool IsThere(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+bool MayRead(const std::string& path) { return access(path.c_str(), R_OK) == 0; }
+bool MayWrite(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
+
+std::FILE* OpenToRead(const std::string& path) { return std::fopen(path.c_str(), "rb"); }
+
+bool MakeFile(const std::string& path) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (file < 0) return false;
+  close(file);
+  return true;
+}
+
+// File systems without links rename.
+bool RenameToFree(const std::string& from, const std::string& to) {
+  if (link(from.c_str(), to.c_str()) == 0) {
+    unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+}
+
+bool Flush(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const bool flushed = fsync(file) == 0;
+  const int reason = errno;
+  close(file);
+  errno = reason;
+  return flushed;
+}
+
+Folder::Folder(const std::string& path)
+    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)), is_usable_(file_ >= 0 || errno == EACCES) {}
+
+Folder::~Folder() {
+  if (file_ >= 0) close(file_);
+}
+
+// Some file systems cannot flush a folder.
+bool Folder::Flush() const { return file_ < 0 || fsync(file_) == 0 || errno == EINVAL; }
+
+void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t kLarge = std::size_t{1} << 21;
+  auto* first = const_cast<void*>(data);
+  if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
+  madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
+#endif
+}
+
+std::vector<std::string> CommandLine(int argc, char** argv) { return {argv + 1, argv + argc}; }
+
+std::filesystem::path ProgramFile() {
+  std::error_code failed;
+  return std::filesystem::read_symlink("/proc/self/exe", failed);
+}
+
+std::string ShellWord(const std::string& text) {
+  static constexpr std::string_view kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-+:=@%,";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+void PrepareConsole() {}
+
+bool IsTerminal(Stream stream) {
+  return isatty(stream == Stream::Out ? STDOUT_FILENO : STDERR_FILENO) != 0;
+}
+
+int TerminalColumns() {
+  winsize size{};
+  if (!IsTerminal(Stream::Out) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+  return size.ws_col;
+}
+
+}  // namespace orvspc::system

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "system/system.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fstream>
+#include <memory>
+
+#include "tests/host/TemporaryFolder.h"
+
+namespace orvspc::system {
+namespace {
+
+class SystemTest : public testing::Test {
+ protected:
+  std::string Made(const std::string& name, std::string_view text = "") {
+    const auto path = folder_.File(name);
+    std::ofstream(PathOf(path), std::ios::binary) << text;
+    return path;
+  }
+  host::TemporaryFolder folder_;
+};
+
+TEST_F(SystemTest, PathsAreUtf8) {
+  const std::string text =
+      "Ma\xc3\x9f"
+      "e/\xe2\x91\xa0.csv";
+  EXPECT_EQ(TextOf(PathOf(text)), text);
+  EXPECT_EQ(TextOf(PathOf(text).filename()), "\xe2\x91\xa0.csv");
+}
+
+TEST_F(SystemTest, KindsAndSizes) {
+  const auto file = StateOf(Made("a.csv", "12345"));
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->kind, FileKind::Plain);
+  EXPECT_EQ(file->size, 5);
+  EXPECT_EQ(StateOf(folder_.Path()).value().kind, FileKind::Folder);
+  EXPECT_EQ(StateOf("/dev/null").value().kind, FileKind::Other);
+  errno = 0;
+  EXPECT_FALSE(StateOf(folder_.File("missing")));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SystemTest, OpensToRead) {
+  const auto path = Made("a.csv", "a\r\n");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenToRead(path), &std::fclose);
+  ASSERT_NE(file, nullptr);
+  char bytes[8] = {};
+  EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file.get()), 3U);
+  EXPECT_STREQ(bytes, "a\r\n");
+  EXPECT_EQ(OpenToRead(folder_.File("missing")), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SystemTest, MakesAFileOnce) {
+  const auto path = folder_.File("new");
+  EXPECT_TRUE(MakeFile(path));
+  EXPECT_EQ(StateOf(path).value().size, 0);
+  EXPECT_FALSE(MakeFile(path));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_FALSE(MakeFile(folder_.File("missing/new")));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SystemTest, RenamesToAFreeNameAlone) {
+  const auto from = Made("from", "1"), to = folder_.File("to");
+  EXPECT_TRUE(RenameToFree(from, to));
+  EXPECT_FALSE(IsThere(from));
+  EXPECT_EQ(StateOf(to).value().size, 1);
+  const auto other = Made("other", "22");
+  EXPECT_FALSE(RenameToFree(other, to));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(StateOf(to).value().size, 1);
+  EXPECT_TRUE(IsThere(other));
+}
+
+TEST_F(SystemTest, FlushesFilesAndFolders) {
+  EXPECT_TRUE(Flush(Made("a")));
+  EXPECT_FALSE(Flush(folder_.File("missing")));
+  EXPECT_EQ(errno, ENOENT);
+  const Folder folder(folder_.Path());
+  EXPECT_TRUE(folder.IsUsable());
+  EXPECT_TRUE(folder.Flush());
+  EXPECT_FALSE(Folder(folder_.File("missing")).IsUsable());
+}
+
+TEST(SystemProgramTest, WordsBehindTheProgram) {
+  char name[] = "orvspc", word[] = "--db";
+  char* words[] = {name, word};
+  EXPECT_EQ(CommandLine(2, words), std::vector<std::string>{"--db"});
+  EXPECT_TRUE(std::filesystem::exists(ProgramFile()));
+}
+
+TEST(SystemProgramTest, WordsOfAShell) {
+  EXPECT_EQ(ShellWord("q.db"), "q.db");
+  EXPECT_EQ(ShellWord(""), "''");
+  EXPECT_EQ(ShellWord("Piston ring"), "'Piston ring'");
+  EXPECT_EQ(ShellWord("it's"), "'it'\\''s'");
+}
+
+}  // namespace
+}  // namespace orvspc::system

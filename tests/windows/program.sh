@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# The program for Windows does what the one for Linux does: every command, the same text, status and
+# files, numbers to 1e-12. Run by tests/windows/run.sh.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+linux=${ORVSPC_LINUX:?run by tests/windows/run.sh}/orvspc
+windows=${ORVSPC_WINDOWS:?run by tests/windows/run.sh}/orvspc.exe
+
+# What a build says of itself differs, but not its version.
+version=$("$linux" --version | head -n 1)
+found=$(wine "$windows" --version | head -n 1)
+if [ "$found" != "$version" ]; then
+  echo "--version: $version and $found"
+  exit 1
+fi
+"$here/compare_programs.py" --self-test
+"$here/compare_programs.py" "$here/program/commands.txt" "$here/program" "$linux" -- \
+                            wine "$windows"
