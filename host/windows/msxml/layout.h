@@ -18,6 +18,6 @@ std::u16string Writable(std::string_view text);
 // What msxml3 wrote in the one form of the library: no line breaks and blanks between two tags and
 // at the end, no reference of a character beyond ASCII, tab and ends of lines in the values of
 // attributes as &#9; &#10; &#13;. Comments, CDATA and processing instructions stay as they are.
-std::string OneForm(std::u16string_view text);
+std::string OneForm(std::u16string_view units);
 
 }  // namespace orvspc::windows::msxml
