@@ -2,7 +2,9 @@
 #include "host/windows/engine/Objects.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/ExternalFailure.h"
 #include "platform/FixedText.h"
@@ -18,6 +20,17 @@ constexpr std::int32_t kRefused = -2147221504;
 
 std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
+// The kind that a word names; otherwise refused with the words that there are.
+template <class Kind, class Words>
+Kind KindOf(std::optional<Kind> kind, std::string_view what, std::string_view word,
+            const Words& words) {
+  if (kind) return *kind;
+  std::string refusal = "There is no kind of " + std::string(what) + " " + Quoted(word);
+  const char* separator = "; there are ";
+  for (const auto& each : words) refusal.append(std::exchange(separator, ", ")).append(each);
+  Refuse(std::move(refusal));
+}
+
 }  // namespace
 
 void Database::Open(std::string_view Path) { database_ = QualityDatabase::Open(std::string(Path)); }
@@ -27,16 +40,20 @@ void Database::Create(std::string_view Path) {
 }
 
 std::int32_t Database::Import(std::string_view File, std::string_view Kind) {
-  const auto kind = ImportKindFromWord(Kind);
-  if (!kind) Refuse("There is no kind of import " + Quoted(Kind));
-  const std::int64_t rows = Opened().Import(std::string(File), *kind).rows;
+  auto& database = Opened();
+  std::vector<std::string_view> words;
+  for (const auto& kind : ImportKinds()) words.emplace_back(kind.word);
+  const auto kind = KindOf(ImportKindFromWord(Kind), "import", Kind, words);
+  const std::int64_t rows = database.Import(std::string(File), kind).rows;
   return static_cast<std::int32_t>(std::min<std::int64_t>(rows, INT32_MAX));
 }
 
 std::int32_t Database::Find(std::string_view Kind, std::string_view Name) {
-  const auto kind = ItemKindFromWord(Kind);
-  if (!kind) Refuse("There is no kind of item " + Quoted(Kind));
-  return Opened().Find(*kind, Name).value_or(0);
+  auto& database = Opened();
+  const auto kind = KindOf(ItemKindFromWord(Kind), "item", Kind, kItemKindWords);
+  const auto found = database.Find(kind, Name);
+  if (!found) Refuse("There is no " + std::string(WordOf(kind)) + " " + Quoted(Name));
+  return *found;
 }
 
 std::int32_t Database::ConnectionHandle() { return Opened().Database()->ConnectionHandle(); }

@@ -29,8 +29,8 @@ class Database : public platform::Database {
   // Returns the number of rows stored.
   std::int32_t Import(std::string_view File, std::string_view Kind);
 
-  // The identifier of an item, by its kind ("part", "process", "test", "job", ...) and name; 0 when
-  // there is none.
+  // The identifier of an item, by its kind ("part", "process", "test", "job", ...) and name, which
+  // is refused when there is none.
   std::int32_t Find(std::string_view Kind, std::string_view Name);
 
   std::int32_t ConnectionHandle() override;
