@@ -212,7 +212,7 @@ TEST_F(Capability, NothingWithinButSomethingBetweenIsCertain) {
 std::string AllowedOf(const std::string& text, const std::string& head) {
   const std::size_t at = text.find("\n  " + head);
   if (at == std::string::npos) return "no row";
-  const std::string line = text.substr(at + 1, text.find('\n', at + 1) - at - 1);
+  std::string line = text.substr(at + 1, text.find('\n', at + 1) - at - 1);
   // Values before it: limit, Z, observed and expected in percent.
   std::size_t place = line.find('%');
   if (place != std::string::npos) place = line.find('%', place + 1);

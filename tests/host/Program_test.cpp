@@ -127,7 +127,7 @@ TEST_F(Program, VersionNamesTheSchemaThatNewDatabasesHave) {
   const std::string file = Text(folder_.File("q.db"));
   ASSERT_GT(file.size(), 63u);
   ASSERT_EQ(file.substr(60, 3), std::string(3, '\0'));
-  const int schema = file[63];
+  const int schema = static_cast<unsigned char>(file[63]);
   EXPECT_NE(outcome.out.find("\nschema    " + std::to_string(schema) + "\n"), std::string::npos)
       << outcome.out;
   EXPECT_NE(outcome.out.find("SQLite"), std::string::npos) << outcome.out;

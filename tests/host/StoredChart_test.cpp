@@ -75,7 +75,7 @@ class StoredChart : public ProgramTest {
     EXPECT_EQ(Run("show r.xml").status, 0);
     std::filesystem::rename(folder_.File("away"), folder_.File("q.db"));
 
-    const auto live = DrawnElements(Text(folder_.File("live.svg")));
+    auto live = DrawnElements(Text(folder_.File("live.svg")));
     EXPECT_EQ(DrawnElements(Text(folder_.File("stored.svg"))), live) << options;
     EXPECT_EQ(DrawnElements(Page("stored.html")), DrawnElements(Page("live.html"))) << options;
     CompareFigures();
@@ -284,7 +284,7 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
   std::istringstream lines(how_to.substr(table));
   std::vector<std::string> lost;
   std::set<std::string> keys;
-  for (std::string line; std::getline(lines, line) && line.rfind("|", 0) == 0;) {
+  for (std::string line; std::getline(lines, line) && line.rfind('|', 0) == 0;) {
     const std::size_t second = line.find('|', 1), third = line.find('|', second + 1);
     lost.push_back(line.substr(2, second - 3));
     for (std::size_t from = line.find('`', second); from < third; from = line.find('`', from)) {

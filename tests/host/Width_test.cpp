@@ -259,11 +259,13 @@ TEST(PlainText, CellsAreCountedAsATerminalShowsThem) {
 }
 
 TEST(PlainText, SignsThatTurnOrBreakALineAreBlanks) {
+  // NOLINTBEGIN(misc-misleading-bidirectional)
   for (const char* sign :
        {"\xD8\x9C", "\xE2\x80\x8E", "\xE2\x80\x8F", "\xE2\x80\xA8", "\xE2\x80\xA9", "\xE2\x80\xAA",
         "\xE2\x80\xAB", "\xE2\x80\xAC", "\xE2\x80\xAD", "\xE2\x80\xAE", "\xE2\x81\xA6",
         "\xE2\x81\xA7", "\xE2\x81\xA8", "\xE2\x81\xA9"})
     EXPECT_EQ(PlainText(std::string("a") + sign + "b"), "a b");
+  // NOLINTEND(misc-misleading-bidirectional)
   const std::string kept = "\xE2\x80\x8D\xE2\x80\xA7\xE2\x81\xA5\xD7\x90";
   EXPECT_EQ(PlainText(kept), kept) << "their neighbours and letters that run to the left";
 }

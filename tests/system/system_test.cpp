@@ -15,7 +15,7 @@ namespace {
 class SystemTest : public testing::Test {
  protected:
   std::string Made(const std::string& name, std::string_view text = "") {
-    const auto path = folder_.File(name);
+    auto path = folder_.File(name);
     std::ofstream(PathOf(path), std::ios::binary) << text;
     return path;
   }

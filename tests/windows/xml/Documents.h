@@ -14,7 +14,7 @@ class Documents {
   Documents();
   Documents(const Documents&) = delete;
   Documents& operator=(const Documents&) = delete;
-  ~Documents();
+  ~Documents();  // NOLINT(performance-trivially-destructible): not on Windows
 
   static std::shared_ptr<platform::XmlDocument> Make();
 };
