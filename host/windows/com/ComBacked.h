@@ -5,7 +5,7 @@
 
 namespace orvspc::windows::com {
 
-// A plain object that stands for a COM object of another component. Hosts that ask for it get that
+// A plain object that wraps a COM object of another component. Hosts that ask for it get that
 // object itself.
 class ComBacked {
  public:

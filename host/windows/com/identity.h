@@ -7,7 +7,7 @@
 #include "host/windows/com/automation.h"
 #include "platform/Object.h"
 
-// Which adapter stands for which plain object. A plain object has one adapter while a host holds
+// Which adapter each plain object has. A plain object has one adapter while a host holds
 // it, so two reads that give the same object compare equal. The key is the address and the class,
 // since an object may be the first member of another. No reference is held.
 namespace orvspc::windows::com {
@@ -30,12 +30,12 @@ struct PlainSource : IUnknown {
 // - Any other one is a platform::Object and nothing more.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
-// The plain object behind a COM object: null for null, that of the adapter for an object of this
+// The plain object of a COM object: null for null, that of the adapter for an object of this
 // server, else what HostObject makes of it.
 std::shared_ptr<platform::Object> ObjectOf(IDispatch* object);
 // The same for an argument of a class of this server: a foreign object fails with 13.
 std::shared_ptr<platform::Object> OwnObjectOf(IDispatch* object);
-// The COM object behind a plain object that another component made, with a reference; null for
+// The COM object of a plain object that another component made, with a reference; null for
 // null. Fails with 13 when there is none.
 IDispatch* DispatchOf(platform::Object* object);
 

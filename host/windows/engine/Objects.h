@@ -10,7 +10,7 @@
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
 
-// The plain classes behind the objects of orvEngine that the embedded platform does not have in
+// The plain classes of the objects of orvEngine that the embedded platform does not have in
 // this form. What it has, such as RuleDef, a host gets as it is.
 namespace orvspc::windows::engine {
 

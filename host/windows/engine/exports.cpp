@@ -39,7 +39,7 @@ Int Answer(Body&& body, const References*... references) noexcept {
   }
 }
 
-// The array behind a reference to an array object; no elements for one that was never dimensioned
+// The array of a reference to an array object; no elements for one that was never dimensioned
 // or has several dimensions. It keeps its length: the engine resizes no array of a caller.
 ArrayRef ArrayOf(ArrayObject reference) {
   if (reference == nullptr || *reference == nullptr || (*reference)->cDims != 1) return {};

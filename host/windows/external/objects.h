@@ -23,7 +23,7 @@ namespace orvspc::windows::external {
 // The path of the running program.
 std::string PathOfProgram();
 
-// The interface of the COM object behind a plain one; null for null, 13 when it has none such.
+// The interface of the COM object that a plain one wraps; null for null, 13 when it has none such.
 template <class Interface>
 com::Pointer<Interface> Behind(platform::Object* object) {
   if (object == nullptr) return {};
@@ -34,7 +34,7 @@ com::Pointer<Interface> Behind(platform::Object* object) {
   return found;
 }
 
-// What all have: Plain is the interface of the library that the object stands for.
+// What all have: Plain is the interface of the library that the object implements.
 template <class Plain, class Interface>
 class Wrapped : public Plain, public com::ComBacked {
  public:

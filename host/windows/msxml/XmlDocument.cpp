@@ -276,7 +276,7 @@ class Document final : public platform::XmlDocument {
     return at != nullptr;
   }
 
-  // The element behind this one in document order, inside top.
+  // The next element after this one in document order, inside top.
   Element* Following(Element* at, Element& top) {
     if (Element* const child = FirstChild(*at)) return child;
     while (at != nullptr && at != &top && Next(*at) == nullptr) at = at->parent;

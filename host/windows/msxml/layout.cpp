@@ -18,7 +18,7 @@ constexpr int kMaxDepth = 256;
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// Moves the text behind the mark and returns all up to there.
+// Moves the text past the mark and returns all up to there.
 std::string_view TakeUntil(std::string_view& text, std::string_view mark) {
   const std::size_t at = text.find(mark);
   const std::size_t size = at == std::string_view::npos ? text.size() : at + mark.size();
@@ -27,7 +27,7 @@ std::string_view TakeUntil(std::string_view& text, std::string_view mark) {
   return taken;
 }
 
-// Moves the text behind the tag that it begins with, and returns the tag.
+// Moves the text past the tag that it begins with, and returns the tag.
 std::string_view TakeTag(std::string_view& text) {
   char quote = '\0';
   std::size_t size = 0;
@@ -88,7 +88,7 @@ bool IsBounded(std::string_view text) {
 }
 
 // The character of a reference such as "&#228;" or "&#xE4;" that the text begins with, and the text
-// behind it; 0 for anything else and for one of ASCII that is no tab and no end of a line.
+// after it; 0 for anything else and for one of ASCII that is no tab and no end of a line.
 char32_t TakeReference(std::string_view& text) {
   if (text.substr(0, 2) != "&#") return 0;
   const bool hexadecimal = text.substr(2, 1) == "x";
