@@ -129,7 +129,7 @@ bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, 
   sql::Query query(db,
                    "SELECT m.packed FROM stream s JOIN test t ON t.id = s.test "
                    "JOIN measurement m ON m.stream = s.id "
-                   "WHERE s.part = ?1 AND s.test = ?2 AND (?3 IS NULL OR s.process = ?3) "
+                   "WHERE s.part = ?1 AND s.test = ?2 AND (s.process = ?3 OR ?3 IS NULL) "
                    "AND t.type <> ?4",
                    part, test, process, ttVariable);
   while (query.Step()) {

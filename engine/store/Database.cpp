@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "engine/schema/schema.h"
+#include "engine/sql/address.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
@@ -61,7 +62,10 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
   const auto mark = connection.Mark();
   if (mark.application != schema::kApplicationId) {
     const bool is_bare = mark.application == 0 && mark.version == 0 && !mark.has_tables;
-    if (!is_bare) RefuseFile(path, "is an SQLite file, but no quality database");
+    if (!is_bare) {
+      RefuseFile(path, sql::IsAddress(path) ? "has other tables and is no quality database"
+                                            : "is an SQLite file, but no quality database");
+    }
     if (!create) RefuseFile(path, "is empty and no quality database");
     return 0;
   }
@@ -74,15 +78,17 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
 }
 
 // Brings the file to the present schema. Looked at again under the write lock: another program may
-// have made it in the meantime.
-void Prepare(sql::Connection& connection, const std::string& path, bool create) {
+// have made it in the meantime. Returns whether it was empty.
+bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
   for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
     sql::Transaction transaction(connection, kind);
     const auto version = SchemaOf(connection, path, create);
-    if (version == schema::kSchemaVersion) return;
+    if (version == schema::kSchemaVersion) return false;
     if (kind == sql::TransactionKind::Write) schema::BringForward(connection, version);
     transaction.Commit();
+    if (kind == sql::TransactionKind::Write) return version == 0;
   }
+  return false;
 }
 
 struct ThreadNotes {
@@ -94,17 +100,24 @@ thread_local ThreadNotes thread_notes;
 }  // namespace
 
 void RefuseFile(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(
-      sql::kRefused, "OpenDatabase",
-      path.empty() ? "the name of the database is empty" : path + ": " + reason);
+  throw platform::ExternalFailure(sql::kRefused, "OpenDatabase",
+                                  path.empty() ? "the name of the database is empty"
+                                               : sql::WithoutPasswords(path) + ": " + reason);
 }
 
-std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create) {
-  CheckFile(path, create);
-  CheckFolder(path);
+std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create, bool* made) {
+  const auto prepare = [&](sql::Connection& connection) {
+    const bool was_empty = Prepare(connection, path, create);
+    if (made != nullptr) *made = was_empty;
+  };
+  const bool is_address = sql::IsAddress(path);
+  if (!is_address) {
+    CheckFile(path, create);
+    CheckFolder(path);
+  }
   try {
-    return sql::sqlite::OpenFile(
-        path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
+    return is_address ? sql::OpenServer(path, prepare)
+                      : sql::sqlite::OpenFile(path, create, prepare);
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
   }
