@@ -96,7 +96,7 @@ class ThreadRounds : public testing::Test {
   static constexpr std::int32_t kHour = 3600;
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
-    auto database = OpenDatabase(folder_->File("q.db"), true);
+    auto database = OpenDatabase(folder_->Store("q.db"), true);
     engine::store::SqlStoreOf(*database)->Sharing().from =
         reading == Reading::Alone ? INT64_MAX : 1;
     return database;
@@ -186,7 +186,7 @@ class ThreadRounds : public testing::Test {
   // Two days of two machines: skewed values in threes, defects with codes, pauses, stops with
   // causes, and samples asked for every two hours and in each shift.
   static void FillDatabase() {
-    const auto database = OpenDatabase(folder_->File("q.db"), true);
+    const auto database = OpenDatabase(folder_->Store("q.db"), true);
     const auto import = [&](const std::string& text, ImportKind kind) {
       const std::string path = folder_->File("in.csv");
       std::ofstream(path) << text;

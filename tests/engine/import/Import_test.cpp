@@ -220,7 +220,7 @@ TEST_F(ImportTest, TheFormsOfAFileThatAreTakenWithoutAWord) {
   };
   for (const auto& row : rows) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     EXPECT_EQ(ImportFailure(row.text), "") << row.why;
     const auto data = Everything();
     ASSERT_EQ(data.subgroups.size(), 1u) << row.why;
@@ -403,7 +403,7 @@ class DistanceTest : public ImportTest {
   std::string Outcome(const std::string& header, const std::vector<std::string>& lines,
                       std::size_t held) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     const auto more = static_cast<std::size_t>(std::count(header.begin(), header.end(), ',') - 5);
     std::string text = header + "\n";
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -816,13 +816,11 @@ TEST_F(ImportTest, ListingCountsSubgroups) {
 
 TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   Db();
-  sqlite3* writer = nullptr;
-  ASSERT_EQ(sqlite3_open(Path().c_str(), &writer), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto writer = OpenAnother(Path());
+  const Transaction writing(*writer, TransactionKind::Write);
   EXPECT_NE(ImportFailure(Values({"A,P,T,1,2024-01-01,5"})).find("locked"), std::string::npos);
   // Reading goes on beside a writer.
   EXPECT_TRUE(Everything().subgroups.empty());
-  sqlite3_close(writer);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "platform/ExternalFailure.h"
+#include "tests/postgres/test_stores.h"
 
 namespace orvspc::engine::sql {
 namespace {
@@ -21,16 +22,20 @@ class ConnectionTest : public testing::Test {
     std::string pattern = (std::filesystem::temp_directory_path() / "orvspc-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
     folder_ = pattern;
+    stores_ = std::make_unique<tests::Stores>(folder_);
     connection_ = Open();
-    connection_->Execute("CREATE TABLE item(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE)");
+    connection_->Define("CREATE TABLE item(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE)");
   }
   ~ConnectionTest() override {
     connection_.reset();
+    stores_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
   std::unique_ptr<Connection> Open() {
-    return sqlite::OpenFile((folder_ / "q.db").string(), true, [](Connection&) {});
+    const auto path = stores_->At("q.db");
+    if (tests::OnServer()) return tests::OpenBeside(path);
+    return sqlite::OpenFile(path, true, [](Connection&) {});
   }
   // The kind of the SqlError that work throws; empty when it throws none.
   static std::optional<SqlError::Kind> KindOf(const std::function<void()>& work) {
@@ -43,6 +48,7 @@ class ConnectionTest : public testing::Test {
   }
 
   std::filesystem::path folder_;
+  std::unique_ptr<tests::Stores> stores_;
   std::unique_ptr<Connection> connection_;
 };
 
@@ -149,6 +155,7 @@ TEST_F(ConnectionTest, ATransactionWithoutCommitLeavesNothing) {
 }
 
 TEST_F(ConnectionTest, TheDataVersionChangesWithTheCommitsOfOthers) {
+  connection_->SetMark(1, 1);
   const auto other = Open();
   const auto before = connection_->DataVersion();
   EXPECT_EQ(connection_->DataVersion(), before);
