@@ -96,6 +96,9 @@ class Statement : public Parameters {
   // Before the first step: there may be very many rows, of which perhaps only the first few are
   // read. Without it a database may keep all of them in memory.
   virtual void ExpectMany(int /*first*/) {}
+  // In place of the first step's beginning: has a server work on it while other statements are
+  // sent, too.
+  virtual void Send() {}
   // True while there is a row.
   virtual bool Step() = 0;
   // Ready for other values; those that are bound stay.
@@ -208,6 +211,8 @@ class Query {
     statement_.Bind(values...);
   }
 
+  // Has a server begin, so that the rows are there, or nearly, at the first step.
+  void Send() { statement_.Send(); }
   // True while there is a row.
   bool Step() { return statement_.Step(); }
   // Steps a statement without rows and makes it ready for other values. Returns the rows changed.

@@ -105,8 +105,8 @@ TEST_F(StoredNumbers, OfAChartGiveAPictureWithoutThemOrARefusal) {
 }
 
 TEST_F(StoredNumbers, OfAParetoGiveAPictureWithoutThemOrARefusal) {
-  ASSERT_EQ(Do({"pareto", "--db", folder_.Store("q.db"), "--by", "test,process", "--format", "xml"}),
-            0)
+  ASSERT_EQ(
+      Do({"pareto", "--db", folder_.Store("q.db"), "--by", "test,process", "--format", "xml"}), 0)
       << err_;
   std::string bins = out_;
   if (bins.find("<PABin ") == std::string::npos)

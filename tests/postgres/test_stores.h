@@ -90,7 +90,8 @@ inline void ChangeRows(const std::string& path, std::string sql) {
   if (engine::sql::IsAddress(path)) {
     constexpr std::pair<std::string_view, std::string_view> kSpellings[] = {
         {"PRAGMA user_version", "UPDATE orvspc_mark SET version "},
-        {" x'", " bytea '\\x"}, {"(x'", "(bytea '\\x"},
+        {" x'", " bytea '\\x"},
+        {"(x'", "(bytea '\\x"},
         {" AS BLOB)", " AS BYTEA)"},
         {"zeroblob(64)", "decode(repeat('00', 64), 'hex')"}};
     for (const auto& [ours, theirs] : kSpellings) {

@@ -193,11 +193,14 @@ class PostgresStatement final : public Cells<Statement> {
 
   void ExpectMany(int first) override { first_ = first; }
 
+  void Send() override {
+    if (!is_running_) Start();
+  }
   bool Step() override {
     FailPoint();
-    if (!is_running_) {
-      Start();
-      row_ = 0;
+    if (!is_running_) Start();
+    if (is_new_) {
+      TakeFirst();
     } else {
       ++row_;
     }
@@ -244,6 +247,7 @@ class PostgresStatement final : public Cells<Statement> {
   TypeId Type(int column) const { return PQftype(result_.get(), column); }
 
   void Start();
+  void TakeFirst();
   void Prepare(bool as_cursor);
   void Fetch();
   void Await();
@@ -255,9 +259,9 @@ class PostgresStatement final : public Cells<Statement> {
   std::vector<TypeId> types_;  // of the parameters, as far as values have shown them
   int session_ = 0;            // in which it was prepared; 0: never
   int versions_ = 0;
-  bool is_cursor_ = false;  // prepared as one
-  int first_ = 0;           // of ExpectMany
-  bool is_running_ = false;
+  bool is_cursor_ = false;                    // prepared as one
+  int first_ = 0;                             // of ExpectMany
+  bool is_running_ = false, is_new_ = false;  // new: without its first answer
   std::int64_t cursor_of_ = 0;  // the transaction that has an open cursor; 0: there is none
   bool has_more_ = false, is_asked_ = false;
   int asked_ = 0;  // rows of the batch that is under way
@@ -302,7 +306,7 @@ void PostgresStatement::Start() {
     values[i] = bytes.data();
     lengths[i] = static_cast<int>(bytes.size());
   }
-  is_running_ = true;
+  is_running_ = is_new_ = true;
   is_asked_ = false;
   has_more_ = false;
   connection_.SendPrepared(name_, values, lengths, formats, as_cursor ? nullptr : this);
@@ -311,9 +315,14 @@ void PostgresStatement::Start() {
     asked_ = first_;
     Fetch();
   }
+}
+
+void PostgresStatement::TakeFirst() {
   Await();
+  is_new_ = false;
+  row_ = 0;
   session_ = connection_.Session();
-  has_more_ = as_cursor && RowCount() == asked_;
+  has_more_ = is_cursor_ && RowCount() == asked_;
 }
 
 void PostgresStatement::Fetch() {
@@ -622,9 +631,9 @@ void PostgresConnection::Execute(const std::string& sql) {
 void PostgresConnection::Define(const std::string& sql) {
   // As SQLite numbers rows, since a sequence would leave gaps. Writers take turns.
   constexpr const char* kNextId =
-      "CREATE OR REPLACE FUNCTION orvspc_next_id(table_name text) RETURNS bigint LANGUAGE plpgsql "
+      "CREATE OR REPLACE FUNCTION orvspc_next_id(rows regclass) RETURNS bigint LANGUAGE plpgsql "
       "AS $$ DECLARE free_id bigint; BEGIN "
-      "EXECUTE format('SELECT coalesce(max(id), 0) + 1 FROM %I', table_name) INTO free_id; "
+      "EXECUTE format('SELECT coalesce(max(id), 0) + 1 FROM %s', rows) INTO free_id; "
       "RETURN free_id; END $$;";
   Execute(kNextId + SpellTables(sql));
 }

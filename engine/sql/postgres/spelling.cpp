@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 #include <vector>
 
 namespace orvspc::engine::sql::postgres {
@@ -66,6 +67,7 @@ std::string SpellTables(std::string_view sql) {
     const auto token = NextToken(sql);
     sql.remove_prefix(token.size());
     if (!IsWordPart(token[0])) {
+      if (token == ";") text += std::exchange(after, {});
       text += token;
       // A column begins after a bracket or a comma.
       if (token == "(" || token == ",") at_column = true;
@@ -80,7 +82,8 @@ std::string SpellTables(std::string_view sql) {
     } else if (token == "INTEGER") {
       text += "BIGINT";
       if (column == "id" && sql.starts_with(" PRIMARY KEY")) {
-        text += " DEFAULT orvspc_next_id('" + std::string(table) + "')";
+        after += ";\nALTER TABLE " + std::string(table) +
+                 " ALTER COLUMN id SET DEFAULT orvspc_next_id('" + std::string(table) + "')";
       }
     } else if (token == "REAL") {
       text += "DOUBLE PRECISION";
