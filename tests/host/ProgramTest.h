@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/StoreFolder.h"
 
 // The installed program as a user runs it: each run is a process of its own.
 namespace orvspc::host {
@@ -72,7 +72,7 @@ class ProgramTest : public testing::Test {
 
   bool Exists(const std::string& name) { return std::filesystem::exists(folder_.File(name)); }
 
-  TemporaryFolder folder_;
+  StoreFolder folder_;
 };
 
 }  // namespace orvspc::host
