@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "engine/import/values_writer.h"
+#include "engine/sql/counter.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -197,8 +198,9 @@ std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, 
 std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
   auto& id = streams_[{part, process, test}];
   if (id == 0) {
-    id = *IntOf(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id",
-                part, process, test);
+    id = sql::TakeIds(db_, "stream");
+    Run(db_, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", id, part,
+        process, test);
   }
   return id;
 }

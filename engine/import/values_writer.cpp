@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "engine/sql/counter.h"
+#include "engine/store/StreamWalk.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -24,8 +26,7 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
     contexts.Read(context);
     contexts_[context] = contexts.Int(context.size());
   }
-  sql::Query highest(db_, "SELECT max(id) FROM subgroup");
-  if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
+  highest_before_ = sql::LastId(db_, "subgroup");
 }
 
 void ValuesWriter::Write() {
@@ -37,40 +38,42 @@ void ValuesWriter::Write() {
 }
 
 void ValuesWriter::WriteSubgroups() {
-  sql::Query insert(db_,
-                    "INSERT INTO subgroup(part, process, label, time, id) "
-                    "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
+  std::vector<store::SubgroupFacts> facts;
   for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
+    const auto& subgroup = batch_.subgroups[i];
+    facts.push_back({0, subgroup.part, subgroup.process, subgroup.time, subgroup.label});
+  }
+  const auto stored = store::FindSubgroups(db_, facts);
+  const auto added = std::ranges::count(stored, 0);
+  auto next = sql::TakeIds(db_, "subgroup", added);
+  store::SubgroupWriter writer(db_);
+  for (std::size_t i = 0; i < facts.size(); ++i) {
     auto& subgroup = batch_.subgroups[i];
-    insert.Bind(subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
-    // RETURNING would cost more than counting here.
-    std::optional<std::int64_t> id = highest_ + 1;
-    subgroup.is_new = insert.Run() != 0;
-    if (subgroup.is_new) {
-      ++highest_;
-      ++file_.report.subgroups;
-    } else {
-      id = IntOf(db_,
-                 "SELECT id FROM subgroup "
-                 "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4",
-                 subgroup.time, subgroup.part, subgroup.process, subgroup.label);
-    }
-    if (*id > INT32_MAX) {
+    subgroup.is_new = stored[i] == 0;
+    subgroup.id = stored[i];
+    if (!subgroup.is_new) continue;
+    if (next > INT32_MAX) {
       file_.table.Reader().RefuseAt(subgroup.line, "subgroup", subgroup.label,
                                     "the database has no identifier left for it");
     }
-    subgroup.id = static_cast<std::int32_t>(*id);
+    facts[i].id = subgroup.id = static_cast<std::int32_t>(next++);
+    writer.Add(facts[i]);
   }
+  writer.Flush();
+  store::SealSubgroups(db_);
+  file_.report.subgroups += added;
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == store::Context{}) return 0;
   auto& id = contexts_[context];
   if (id == 0) {
-    static const auto insert = InsertInto(WithColumns("context(", ")")) + " RETURNING id";
+    static const auto insert = InsertInto(WithColumns("context(id, ", ")"));
     std::array<Reference, std::tuple_size_v<store::Context>> names;
     std::ranges::transform(context, names.begin(), [](auto name) { return Reference{name}; });
-    id = static_cast<std::int32_t>(*IntOf(db_, insert, names));
+    const auto taken = sql::TakeIds(db_, "context");
+    Run(db_, insert, taken, names);
+    id = static_cast<std::int32_t>(taken);
   }
   return id;
 }
@@ -94,6 +97,25 @@ void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::
   refusal_ = {line, column, std::string(value), std::string(reason)};
 }
 
+// Calls visit with what is stored under a key. False when nothing is.
+template <class Visit>
+bool ValuesWriter::ForStored(const WrittenKey& key, Visit visit) {
+  bool found = false;
+  store::ForEachRecord(
+      db_, key.stream,
+      [&](const store::RecordView& record) {
+        if (record.Subgroup() != key.subgroup) return;
+        found = true;
+        visit(record);
+      },
+      key.time, key.time);
+  return found;
+}
+
+bool ValuesWriter::IsStored(const WrittenKey& key) {
+  return ForStored(key, [](const store::RecordView&) {});
+}
+
 // In the order of the clustered table, so that neighbours are written together.
 void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
@@ -104,19 +126,15 @@ void ValuesWriter::WriteMeasurements() {
                        &batch_.open[i]);
   }
   std::sort(order.begin(), order.end());
-  // Two statements, since one with ON CONFLICT would look every key up twice.
-  sql::Query insert(db_,
-                    "INSERT INTO measurement(stream, time, subgroup, packed, context) "
-                    "VALUES(?1, ?2, ?3, ?4, ?5)");
-  sql::Query update(db_,
-                    "UPDATE measurement SET packed = ?4, context = ?5 "
-                    "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
+  // Rows and keys of everything written; a measurement views them once all are there.
+  std::vector<double> values;
+  std::vector<store::RowKey> keys;
+  std::vector<store::Measurement> measurements;
+  std::vector<std::int64_t> streams;
+  std::vector<std::size_t> row_counts;
   for (auto& [key, open] : order) {
     const auto& subgroup = batch_.subgroups[open->subgroup];
-    const bool is_stored =
-        !subgroup.is_new &&
-        IntOf(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
-              key.stream, key.time, key.subgroup);
+    const bool is_stored = !subgroup.is_new && IsStored(key);
     if (key.subgroup <= highest_before_) {
       if (is_stored && !added_to_old_.contains(key)) {
         NoteRefusal(open->line, "subgroup", subgroup.label,
@@ -133,10 +151,28 @@ void ValuesWriter::WriteMeasurements() {
       const auto name = open->shared[kSharedContext + i].value;
       context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
     }
-    auto& write = is_stored ? update : insert;
-    write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
-    write.Run();
+    measurements.push_back(
+        {key.time, key.subgroup, ContextId(context), packed_size_, packed_flag_, 0, 0, {}, {}});
+    row_counts.push_back(packed_rows_.size());
+    for (const auto& row : packed_rows_) {
+      values.push_back(row.value);
+      keys.push_back(row.key);
+    }
+    streams.push_back(key.stream);
     file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
+  }
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < measurements.size(); ++i) {
+    measurements[i].values = std::span(values).subspan(at, row_counts[i]);
+    measurements[i].keys = std::span(keys).subspan(at, row_counts[i]);
+    at += row_counts[i];
+  }
+  store::StreamWriter writer(db_);
+  for (std::size_t begin = 0; begin < measurements.size();) {
+    auto end = begin;
+    while (end < measurements.size() && streams[end] == streams[begin]) ++end;
+    writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
+    begin = end;
   }
   if (refusal_) {
     file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
@@ -180,11 +216,11 @@ void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
     states_[key] = std::move(state);
   }
   if (packed_size_ == kNotGiven) {
-    const auto is_piece = [](const store::TestRow& row) { return row.key.Sbno == 0; };
+    const auto is_piece = [](const TestRow& row) { return row.key.Sbno == 0; };
     const auto pieces = std::ranges::count_if(packed_rows_, is_piece);
     packed_size_ = is_variable ? static_cast<double>(pieces) : 0;
   }
-  store::Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
+  packed_flag_ = std::max(flag, 0);
 }
 
 // Copies the rows; a piece that has only readings gets their mean as its value.
@@ -214,42 +250,33 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
   WrittenState state;
   if (const auto found = states_.find(key); found != states_.end()) state = found->second;
   std::int32_t context = 0;
-  {
-    sql::Query query(db_,
-                     "SELECT packed, context FROM measurement "
-                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
-                     key.stream, key.time, key.subgroup);
-    query.Step();
-    const auto view = store::PackedView::Of(query.Blob(0));
-    if (!view)
-      throw sql::SqlError(sql::SqlError::Kind::Damaged,
-                          "a packed record does not fit its checksum");
-    MergeRows(open, *view, state);
+  ForStored(key, [&](const store::RecordView& record) {
+    MergeRows(open, record, state);
     const bool has_size = batch_.has_size && !state.lacks_size;
     const bool has_flag = batch_.has_flag && !state.lacks_flag;
-    MergeShared(open, kSharedSize, has_size ? view->Size() : kNotGiven);
-    MergeShared(open, kSharedFlag, has_flag ? view->Flag() : kNotGiven);
-    context = query.Int(1);
-  }
+    MergeShared(open, kSharedSize, has_size ? record.Size() : kNotGiven);
+    MergeShared(open, kSharedFlag, has_flag ? record.Flag() : kNotGiven);
+    context = record.Context();
+  });
   const auto who = ContextOf(context);
   for (std::size_t i = 0; i < who.size(); ++i) {
     MergeShared(open, kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
-void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& view,
+void ValuesWriter::MergeRows(OpenMeasurement& open, const store::RecordView& record,
                              const WrittenState& state) {
   std::vector<ImportRow> rows;
   open.highest_tsno = 0;
   const auto& derived = state.derived_pieces;
-  for (std::size_t i = 0; i < view.Count(); ++i) {
-    const store::TestRow row{view.Value(i), view.Key(i)};
+  for (std::size_t i = 0; i < record.Count(); ++i) {
+    const TestRow row{record.Value(i), record.Key(i)};
     open.highest_tsno = std::max(open.highest_tsno, row.key.Tsno);
     const bool is_derived =
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
-    if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
+    if (!is_derived && !(row == TestRow{})) rows.push_back({row, 0, false});
   }
-  file_.report.rows -= static_cast<std::int64_t>(view.Count());
+  file_.report.rows -= static_cast<std::int64_t>(record.Count());
   if (batch_.tests[open.test].type == ttVariable) {
     open.last_sbno = state.last_sbno;
     for (auto& row : open.rows) open.Number(row);

@@ -16,15 +16,22 @@
 
 #include "engine/import/import_kind.h"
 #include "engine/store/StoreCache.h"
-#include "engine/store/packing.h"
+#include "engine/store/StreamWriter.h"
+#include "engine/store/subgroups.h"
 
 // What an import of values has read and not yet written, and the writing of it.
 namespace orvspc::engine::import {
 
 inline constexpr std::int32_t kNotGiven = -1;
 
+struct TestRow {
+  double value = 0.0;
+  store::RowKey key{};
+  friend bool operator==(const TestRow&, const TestRow&) = default;
+};
+
 struct ImportRow {
-  store::TestRow row;
+  TestRow row;
   std::int64_t line = 0;
   bool is_numbered = false;  // tsno was counted, not given
 };
@@ -156,10 +163,13 @@ class ValuesWriter {
 
   void WriteSubgroups();
   void WriteMeasurements();
+  template <class Visit>
+  bool ForStored(const WrittenKey& key, Visit visit);
+  bool IsStored(const WrittenKey& key);
   void WriteComments();
   void WriteDescriptors();
   void Merge(OpenMeasurement& open, const WrittenKey& key);
-  void MergeRows(OpenMeasurement& open, const store::PackedView& view, const WrittenState& state);
+  void MergeRows(OpenMeasurement& open, const store::RecordView& record, const WrittenState& state);
   void MergeShared(OpenMeasurement& open, std::size_t column, double before);
   void Finish(OpenMeasurement& open, const WrittenKey& key);
   void AddPieceValues(const OpenMeasurement& open);
@@ -175,15 +185,14 @@ class ValuesWriter {
 
   std::map<store::Context, std::int32_t> contexts_;
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
-  std::int64_t highest_ = 0;         // of all subgroups so far
   std::set<WrittenKey> added_to_old_;
   std::map<WrittenKey, WrittenState> states_;  // those that differ from WrittenState{}
   std::optional<Refusal> refusal_;
   // What Finish made of the latest (subgroup, test).
-  std::vector<store::TestRow> packed_rows_;
+  std::vector<TestRow> packed_rows_;
   std::vector<std::int32_t> derived_pieces_;
   double packed_size_ = 0.0;
-  std::vector<std::byte> packed_;
+  std::int32_t packed_flag_ = 0;
 };
 
 }  // namespace orvspc::engine::import

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 
@@ -23,33 +24,14 @@ void MakeKeyed(DataSet& set) {
   }
 }
 
-// The clustered index serves each of these without sorting. Time and subgroup are in the packed
-// record: fetching a column costs as much as a value.
-std::string_view StreamReader::TextOf(bool forward, bool with_context) {
-  const auto text_of = [](const std::string& columns, const std::string& order) {
-    return "SELECT " + columns + " FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 " +
-           "ORDER BY time" + order + ", subgroup" + order;
-  };
-  static const std::string texts[2][2] = {
-      {text_of("packed", " DESC"), text_of("packed", "")},
-      {text_of("packed, context", " DESC"), text_of("packed, context", "")}};
-  return texts[with_context ? 1 : 0][forward ? 1 : 0];
-}
-
-std::size_t StreamReader::PlaceOf(std::int64_t context, std::int32_t subgroup) const {
-  const auto place = cache_.PlaceOfContext(context);
-  if (!place) RaiseUnknownContext(context, subgroup);
-  return *place;
-}
-
-bool StreamReader::Take(const Stream& stream, const PackedView& record, std::size_t context,
-                        DataSet& out) const {
+bool StreamReader::Take(const Stream& stream, const RecordView& record, DataSet& out) const {
   const auto subgroup = record.Subgroup();
   if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
   if (const auto& wanted = conditions_.with_descriptors;
       wanted && !std::binary_search(wanted->begin(), wanted->end(), subgroup)) {
     return false;
   }
+  const auto context = cache_.PlaceOfContextOf(record);
   if (!conditions_.contexts.empty() && !conditions_.contexts[context]) return false;
   if (conditions_.states != 0 && (conditions_.states & (1 << record.Flag())) == 0) return false;
 
@@ -61,7 +43,61 @@ bool StreamReader::Take(const Stream& stream, const PackedView& record, std::siz
   return true;
 }
 
-bool StreamReader::HasWantedDefect(const PackedView& view) const {
+// Whether the records of the run go into the data set whole, as they lie side by side.
+bool StreamReader::IsSimple(const StreamWalk::Run& run) const {
+  if (!takes_all_) return false;
+  constexpr std::int32_t kSpecial = kKeyedState | kFractionState;
+  return std::ranges::all_of(
+      run.chunk->States().subspan(run.begin, run.Count()), [&](std::int32_t state) {
+        const bool is_asked = conditions_.states == 0 || (conditions_.states & (1 << state)) != 0;
+        return (state & kSpecial) == 0 && is_asked;
+      });
+}
+
+void StreamReader::TakeRun(const Stream& stream, const StreamWalk::Run& run, DataSet& out) const {
+  if (!IsSimple(run) || !out.keys.empty() || !out.sizes.empty()) {
+    for (auto i = run.begin; i < run.end; ++i) Take(stream, run.chunk->Record(i), out);
+    return;
+  }
+  const auto& chunk = *run.chunk;
+  const auto times = chunk.Times(), subgroups = chunk.Subgroups(), contexts = chunk.Contexts(),
+             counts = chunk.RowCounts(), sizes = chunk.RoundedSizes(), states = chunk.States();
+  const auto first_row = out.values.size();
+  const auto rows = static_cast<std::size_t>(
+      std::accumulate(counts.begin() + static_cast<std::ptrdiff_t>(run.begin),
+                      counts.begin() + static_cast<std::ptrdiff_t>(run.end), std::int64_t{0}));
+  out.values.resize(first_row + rows);
+  std::memcpy(out.values.data() + first_row, chunk.Record(run.begin).Values(),
+              rows * sizeof(double));
+  const auto first = out.subgroups.size();
+  out.subgroups.resize(first + run.Count());
+  auto* to = out.subgroups.data() + first;
+  auto row = static_cast<std::int32_t>(first_row);
+  std::int32_t context = 0;
+  auto like = cache_.context_rows[0];
+  like.Part = stream.part;
+  like.Prcs = stream.process;
+  like.Test = stream.test;
+  for (auto i = run.begin; i < run.end; ++i) {
+    if (contexts[i] != context) {
+      context = contexts[i];
+      like = cache_.context_rows[cache_.PlaceOfContextOf(chunk.Record(i))];
+      like.Part = stream.part;
+      like.Prcs = stream.process;
+      like.Test = stream.test;
+    }
+    like.Sgtm = times[i];
+    like.Sgrp = subgroups[i];
+    like.Size = sizes[i];
+    like.Flag = states[i];
+    like.Test_Start = row;
+    row += counts[i];
+    like.Test_End = row - 1;
+    *to++ = like;
+  }
+}
+
+bool StreamReader::HasWantedDefect(const RecordView& view) const {
   const auto& wanted = *conditions_.defects;
   for (std::size_t i = 0; i < view.Count(); ++i) {
     if (std::binary_search(wanted.begin(), wanted.end(), view.Key(i).Def)) return true;
@@ -70,7 +106,7 @@ bool StreamReader::HasWantedDefect(const PackedView& view) const {
 }
 
 // Inline, as AppendSubgroup: a part of every Take.
-inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
+inline bool StreamReader::TakeRows(const Stream& stream, const RecordView& view,
                                    DataSet& out) const {
   const bool narrow =
       conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
@@ -110,7 +146,7 @@ inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
   return true;
 }
 
-inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
+inline void StreamReader::AppendSubgroup(const Stream& stream, const RecordView& record,
                                          std::size_t context, DataSet& out) const {
   auto& subgroup = out.subgroups.emplace_back(cache_.context_rows[context]);
   subgroup.Sgtm = record.Time();
@@ -121,24 +157,6 @@ inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView&
   subgroup.Size = record.RoundedSize();
   if (!record.HasWholeSize() || !out.sizes.empty()) out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
-}
-
-// Names the damaged subgroup by the columns beside its record, which cannot be trusted.
-void StreamReader::RaiseDamaged(sql::Connection& db, const Stream& stream) const {
-  std::string which = "a subgroup";
-  sql::Query query(db,
-                   "SELECT m.subgroup, s.label, m.packed FROM measurement m "
-                   "JOIN subgroup s ON s.id = m.subgroup "
-                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3",
-                   stream.id, range_.Start(), range_.End());
-  while (query.Step()) {
-    if (PackedView::Of(query.Blob(2))) continue;
-    which =
-        "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
-    break;
-  }
-  throw std::runtime_error("The values of " + which + ", test " + std::to_string(stream.test) +
-                           ", are damaged: their checksum does not fit");
 }
 
 void StreamReader::Reserve(DataSet& out) const {

@@ -3,13 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 #include "engine/sql/Connection.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
+#include "engine/store/StreamWalk.h"
 #include "engine/store/conditions.h"
-#include "engine/store/packing.h"
 
 namespace orvspc::engine::store {
 
@@ -25,50 +24,34 @@ class StreamReader {
       : cache_(cache),
         conditions_(conditions),
         range_(range),
-        with_context_(cache.contexts.size() > 1) {}
+        takes_all_(conditions.contexts.empty() && !conditions.with_descriptors &&
+                   !conditions.defects && conditions.item == 0 &&
+                   conditions.first_subgroup == INT32_MIN &&
+                   conditions.last_subgroup == INT32_MAX) {}
 
-  // Walks the stream from its oldest or its newest subgroup on. visit(record, context) returns
-  // false to stop.
-  template <class Visit>
-  void Walk(sql::Connection& db, const Stream& stream, bool forward, Visit visit) const {
-    WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
+  // What the range has of the stream, from the oldest or the newest subgroup on.
+  StreamWalk Walk(sql::Connection& db, const Stream& stream, bool forward) const {
+    return {db, stream.id, forward, range_.Start(), range_.End()};
   }
-  // Both ends belong to it.
-  template <class Visit>
-  void WalkBetween(sql::Connection& db, const Stream& stream, bool forward, std::int32_t start,
-                   std::int32_t end, Visit visit) const;
 
   // Appends the subgroup if it meets every condition but the time.
-  bool Take(const Stream& stream, const PackedView& record, std::size_t context,
-            DataSet& out) const;
+  bool Take(const Stream& stream, const RecordView& record, DataSet& out) const;
+  // Appends those of the run that meet them, the oldest first.
+  void TakeRun(const Stream& stream, const StreamWalk::Run& run, DataSet& out) const;
   // Once the first subgroup is there, which shows how many rows one has.
   void Reserve(DataSet& out) const;
 
  private:
-  static std::string_view TextOf(bool forward, bool with_context);
-  std::size_t PlaceOf(std::int64_t context, std::int32_t subgroup) const;
-  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const;
-  bool HasWantedDefect(const PackedView& view) const;
-  void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
+  bool IsSimple(const StreamWalk::Run& run) const;
+  bool TakeRows(const Stream& stream, const RecordView& view, DataSet& out) const;
+  bool HasWantedDefect(const RecordView& view) const;
+  void AppendSubgroup(const Stream& stream, const RecordView& record, std::size_t context,
                       DataSet& out) const;
-  [[noreturn]] void RaiseDamaged(sql::Connection& db, const Stream& stream) const;
 
   const StoreCache& cache_;
   const Conditions& conditions_;
   const TimeRange& range_;
-  bool with_context_;
+  bool takes_all_;  // subgroups of the states asked for, with all rows
 };
-
-template <class Visit>
-void StreamReader::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
-                               std::int32_t start, std::int32_t end, Visit visit) const {
-  sql::Query query(db, TextOf(forward, with_context_), stream.id, start, end);
-  while (query.Step()) {
-    const auto record = PackedView::Of(query.Blob(0));
-    if (!record) RaiseDamaged(db, stream);
-    const auto context = with_context_ ? PlaceOf(query.Int64(1), record->Subgroup()) : 0;
-    if (!visit(*record, context)) return;
-  }
-}
 
 }  // namespace orvspc::engine::store
