@@ -29,37 +29,38 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
 }
 
 void ValuesWriter::Write() {
+  batch_.Close();
   WriteSubgroups();
   WriteMeasurements();
   WriteComments();
   WriteDescriptors();
-  batch_.subgroup_count = batch_.open_count = 0;
 }
 
 void ValuesWriter::WriteSubgroups() {
   sql::Query insert(db_,
                     "INSERT INTO subgroup(part, process, label, time, id) "
                     "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
-  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
-    auto& subgroup = batch_.subgroups[i];
-    insert.Bind(subgroup.part, subgroup.process, subgroup.label, subgroup.time, highest_ + 1);
+  subgroups_.clear();
+  for (const auto& subgroup : batch_.subgroups) {
+    const auto label = batch_.Text(subgroup.label);
+    insert.Bind(subgroup.part, subgroup.process, label, subgroup.time, highest_ + 1);
     // RETURNING would cost more than counting here.
     std::optional<std::int64_t> id = highest_ + 1;
-    subgroup.is_new = insert.Run() != 0;
-    if (subgroup.is_new) {
+    const bool is_new = insert.Run() != 0;
+    if (is_new) {
       ++highest_;
       ++file_.report.subgroups;
     } else {
       id = IntOf(db_,
                  "SELECT id FROM subgroup "
                  "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4",
-                 subgroup.time, subgroup.part, subgroup.process, subgroup.label);
+                 subgroup.time, subgroup.part, subgroup.process, label);
     }
     if (*id > INT32_MAX) {
-      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", subgroup.label,
+      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", label,
                                     "the database has no identifier left for it");
     }
-    subgroup.id = static_cast<std::int32_t>(*id);
+    subgroups_.push_back({static_cast<std::int32_t>(*id), is_new});
   }
 }
 
@@ -96,14 +97,14 @@ void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::
 
 // In the order of the clustered table, so that neighbours are written together.
 void ValuesWriter::WriteMeasurements() {
-  std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
-  order.reserve(batch_.open_count);
-  for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& subgroup = batch_.subgroups[batch_.open[i].subgroup];
-    order.emplace_back(WrittenKey{batch_.open[i].stream, subgroup.time, subgroup.id},
-                       &batch_.open[i]);
+  std::vector<std::pair<WrittenKey, std::uint32_t>> order;
+  order.reserve(batch_.records.size());
+  for (const auto& record : batch_.records) {
+    order.emplace_back(WrittenKey{record.stream->id, batch_.subgroups[record.subgroup].time,
+                                  subgroups_[record.subgroup].id},
+                       static_cast<std::uint32_t>(order.size()));
   }
-  std::sort(order.begin(), order.end());
+  if (!std::is_sorted(order.begin(), order.end())) std::sort(order.begin(), order.end());
   // Two statements, since one with ON CONFLICT would look every key up twice.
   sql::Query insert(db_,
                     "INSERT INTO measurement(stream, time, subgroup, packed, context) "
@@ -111,32 +112,33 @@ void ValuesWriter::WriteMeasurements() {
   sql::Query update(db_,
                     "UPDATE measurement SET packed = ?4, context = ?5 "
                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
-  for (auto& [key, open] : order) {
-    const auto& subgroup = batch_.subgroups[open->subgroup];
+  for (const auto& [key, place] : order) {
+    Begin(place);
+    const auto& record = open_.record;
     const bool is_stored =
-        !subgroup.is_new &&
+        !subgroups_[record.subgroup].is_new &&
         IntOf(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
               key.stream, key.time, key.subgroup);
     if (key.subgroup <= highest_before_) {
       if (is_stored && !added_to_old_.contains(key)) {
-        NoteRefusal(open->line, "subgroup", subgroup.label,
+        NoteRefusal(record.line, "subgroup", batch_.Text(batch_.subgroups[record.subgroup].label),
                     "the subgroup is already stored with this test");
         continue;
       }
       added_to_old_.insert(key);
     }
-    if (is_stored) Merge(*open, key);
-    Finish(*open, key);
-    CheckDefectives(*open);
+    if (is_stored) Merge(key);
+    Finish(key);
+    CheckDefectives();
     store::Context context{};
     for (std::size_t i = 0; i < context.size(); ++i) {
-      const auto name = open->shared[kSharedContext + i].value;
+      const auto name = open_.shared[kSharedContext + i].value;
       context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
     }
     auto& write = is_stored ? update : insert;
     write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
     write.Run();
-    file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
+    file_.report.rows += static_cast<std::int64_t>(open_.finished.size());
   }
   if (refusal_) {
     file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
@@ -144,73 +146,98 @@ void ValuesWriter::WriteMeasurements() {
   }
 }
 
+// Takes a record of the batch.
+void ValuesWriter::Begin(std::uint32_t place) {
+  auto& open = open_;
+  open.record = batch_.records[place];
+  open.shared.fill({});
+  const auto shared = batch_.SharedOf(place);
+  for (std::size_t i = 0; i < shared.size(); ++i) {
+    const auto& cell = shared[i];
+    open.shared[batch_.shared_columns[i]] = {cell.value, cell.line, batch_.Text(cell.text)};
+  }
+  open.rows.clear();
+  const auto first = open.record.first_row;
+  std::uint32_t row = 0;
+  for (auto run = open.record.first_run; row < open.record.rows; ++run) {
+    for (std::uint32_t i = 0; i < batch_.runs[run].rows; ++i, ++row) {
+      const BatchKey key = batch_.keys.empty() ? BatchKey{store::PlainKey(row), batch_.is_numbered}
+                                               : batch_.keys[first + row];
+      open.rows.push_back(
+          {{batch_.values[first + row], key.key}, batch_.runs[run].line + i, key.is_numbered});
+    }
+  }
+}
+
 // Sorts and completes the rows and packs them.
-void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
-  const bool is_variable = batch_.tests[open.test].type == ttVariable;
-  packed_rows_.clear();
-  derived_pieces_.clear();
+void ValuesWriter::Finish(const WrittenKey& key) {
+  auto& open = open_;
+  const bool is_variable = open.record.stream->state->type == ttVariable;
+  open.finished.clear();
+  open.derived_pieces.clear();
   if (is_variable) {
-    const auto by_place = [](const ImportRow& a, const ImportRow& b) {
-      return std::tie(a.row.key.Tsno, a.row.key.Sbno) < std::tie(b.row.key.Tsno, b.row.key.Sbno);
+    const auto by_place = [](const Row& a, const Row& b) {
+      return std::tie(a.key.Tsno, a.key.Sbno) < std::tie(b.key.Tsno, b.key.Sbno);
     };
     if (!std::is_sorted(open.rows.begin(), open.rows.end(), by_place)) {
       std::stable_sort(open.rows.begin(), open.rows.end(), by_place);
     }
     const auto twice =
         std::adjacent_find(open.rows.begin(), open.rows.end(),
-                           [&](const ImportRow& a, const ImportRow& b) { return !by_place(a, b); });
+                           [&](const Row& a, const Row& b) { return !by_place(a, b); });
     if (twice != open.rows.end()) {
       NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
-                  std::to_string(twice->row.key.Tsno),
+                  std::to_string(twice->key.Tsno),
                   "the subgroup has this piece, with this sbno, already");
     }
-    AddPieceValues(open);
+    AddPieceValues();
   } else {
-    for (const auto& row : open.rows) packed_rows_.push_back(row.row);
+    for (const auto& row : open.rows) open.finished.push_back(row);
   }
-  if (packed_rows_.empty()) packed_rows_.emplace_back();
+  if (open.finished.empty()) open.finished.emplace_back();
   const auto flag = static_cast<std::int32_t>(open.shared[kSharedFlag].value);
-  packed_size_ = open.shared[kSharedSize].value;
-  WrittenState state{derived_pieces_, open.last_sbno, false, false};
-  state.lacks_size = packed_size_ == kNotGiven && batch_.has_size;
-  state.lacks_flag = flag == kNotGiven && batch_.has_flag;
+  open.size = open.shared[kSharedSize].value;
+  WrittenState state{open.derived_pieces, open.record.last_sbno, false, false};
+  state.lacks_size = open.size == kNotGiven && batch_.Has(kSharedSize);
+  state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
   if (state == WrittenState{}) {
     states_.erase(key);
   } else {
     states_[key] = std::move(state);
   }
-  if (packed_size_ == kNotGiven) {
+  if (open.size == kNotGiven) {
     const auto is_piece = [](const store::TestRow& row) { return row.key.Sbno == 0; };
-    const auto pieces = std::ranges::count_if(packed_rows_, is_piece);
-    packed_size_ = is_variable ? static_cast<double>(pieces) : 0;
+    const auto pieces = std::ranges::count_if(open.finished, is_piece);
+    open.size = is_variable ? static_cast<double>(pieces) : 0;
   }
-  store::Pack({key.time, key.subgroup, packed_size_, std::max(flag, 0)}, packed_rows_, packed_);
+  store::Pack({key.time, key.subgroup, open.size, std::max(flag, 0)}, open.finished, packed_);
 }
 
 // Copies the rows; a piece that has only readings gets their mean as its value.
-void ValuesWriter::AddPieceValues(const OpenMeasurement& open) {
-  for (auto from = open.rows.begin(); from != open.rows.end();) {
-    const auto tsno = from->row.key.Tsno;
-    const auto to = std::find_if(from, open.rows.end(),
-                                 [&](const ImportRow& row) { return row.row.key.Tsno != tsno; });
-    if (from->row.key.Sbno != 0) {
-      auto piece = from->row;
+void ValuesWriter::AddPieceValues() {
+  const auto& rows = open_.rows;
+  for (auto from = rows.begin(); from != rows.end();) {
+    const auto tsno = from->key.Tsno;
+    const auto to =
+        std::find_if(from, rows.end(), [&](const Row& row) { return row.key.Tsno != tsno; });
+    if (from->key.Sbno != 0) {
+      store::TestRow piece = *from;
       piece.value = 0.0;
       for (auto row = from; row != to; ++row) {
-        piece.value += row->row.value / static_cast<double>(to - from);
+        piece.value += row->value / static_cast<double>(to - from);
       }
       piece.key.Sbno = 0;
       piece.key.Def = 0;
-      packed_rows_.push_back(piece);
-      derived_pieces_.push_back(tsno);
+      open_.finished.push_back(piece);
+      open_.derived_pieces.push_back(tsno);
     }
-    for (; from != to; ++from) packed_rows_.push_back(from->row);
+    for (; from != to; ++from) open_.finished.push_back(*from);
   }
 }
 
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
-void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
+void ValuesWriter::Merge(const WrittenKey& key) {
   WrittenState state;
   if (const auto found = states_.find(key); found != states_.end()) state = found->second;
   std::int32_t context = 0;
@@ -224,56 +251,56 @@ void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
     if (!view)
       throw sql::SqlError(sql::SqlError::Kind::Damaged,
                           "a packed record does not fit its checksum");
-    MergeRows(open, *view, state);
-    const bool has_size = batch_.has_size && !state.lacks_size;
-    const bool has_flag = batch_.has_flag && !state.lacks_flag;
-    MergeShared(open, kSharedSize, has_size ? view->Size() : kNotGiven);
-    MergeShared(open, kSharedFlag, has_flag ? view->Flag() : kNotGiven);
+    MergeRows(*view, state);
+    const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
+    const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;
+    MergeShared(kSharedSize, has_size ? view->Size() : kNotGiven);
+    MergeShared(kSharedFlag, has_flag ? view->Flag() : kNotGiven);
     context = query.Int(1);
   }
   const auto who = ContextOf(context);
   for (std::size_t i = 0; i < who.size(); ++i) {
-    MergeShared(open, kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
+    MergeShared(kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
-void ValuesWriter::MergeRows(OpenMeasurement& open, const store::PackedView& view,
-                             const WrittenState& state) {
-  std::vector<ImportRow> rows;
-  open.highest_tsno = 0;
+void ValuesWriter::MergeRows(const store::PackedView& view, const WrittenState& state) {
+  auto& open = open_;
+  std::vector<Row> rows;
+  open.record.highest_tsno = 0;
   const auto& derived = state.derived_pieces;
   for (std::size_t i = 0; i < view.Count(); ++i) {
     const store::TestRow row{view.Value(i), view.Key(i)};
-    open.highest_tsno = std::max(open.highest_tsno, row.key.Tsno);
+    open.record.highest_tsno = std::max(open.record.highest_tsno, row.key.Tsno);
     const bool is_derived =
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
     if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
   }
   file_.report.rows -= static_cast<std::int64_t>(view.Count());
-  if (batch_.tests[open.test].type == ttVariable) {
-    open.last_sbno = state.last_sbno;
-    for (auto& row : open.rows) open.Number(row);
+  if (open.record.stream->state->type == ttVariable) {
+    open.record.last_sbno = state.last_sbno;
+    for (auto& row : open.rows) open.record.Number(row.key, row.is_numbered);
   }
   open.rows.insert(open.rows.begin(), rows.begin(), rows.end());
 }
 
 // The cell of the lines before with that of the lines at hand.
-void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double before) {
-  auto& cell = open.shared[column];
+void ValuesWriter::MergeShared(std::size_t column, double before) {
+  auto& cell = open_.shared[column];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
     NoteRefusal(cell.line, SharedColumn(column), cell.text, kDiffers);
   }
-  cell.value = before;
-  cell.line = 0;
+  cell = {before, 0, {}};
 }
 
 // Refuses a subgroup with more defectives than units inspected. A named unit counts as often as the
 // largest of its rows says, rows without a unit add up. The refusal names the later of two lines:
 // the one with which there were too many, and the one that gave the size.
-void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
-  auto& test = batch_.tests[open.test];
-  const auto size = packed_size_;
+void ValuesWriter::CheckDefectives() {
+  const auto& open = open_;
+  auto& test = *open.record.stream->state;
+  const auto size = open.size;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
   const auto size_line = open.shared[kSharedSize].line;
   double defectives = 0.0;
@@ -282,9 +309,9 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   for (const auto& row : open.rows) {
     if (defectives > size && row.line > size_line) break;
     line = row.line;
-    const auto unit = row.row.key.Tsno;
+    const auto unit = row.key.Tsno;
     const auto before = unit == 0 ? 0.0 : units[unit];
-    const auto now = unit == 0 ? row.row.value : std::max(before, row.row.value);
+    const auto now = unit == 0 ? row.value : std::max(before, row.value);
     if (unit != 0) units[unit] = now;
     defectives += now - before;
   }
@@ -294,7 +321,7 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
                       ") than units inspected (" + std::to_string(static_cast<std::int64_t>(size)) +
                       ")";
-  const auto& label = batch_.subgroups[open.subgroup].label;
+  const std::string label(batch_.Text(batch_.subgroups[open.record.subgroup].label));
   if (test.type == ttDefectives) return NoteRefusal(line, "subgroup", label, reason);
   if (test.excess_line == 0 || line < test.excess_line) {
     test.excess_line = line;
@@ -304,32 +331,32 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
 
 void ValuesWriter::WriteComments() {
   static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
-  for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& open = batch_.open[i];
-    const auto& subgroup = batch_.subgroups[open.subgroup];
-    for (const auto& comment : open.comments) {
-      if (!subgroup.is_new &&
-          IntOf(db_,
-                "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
-                "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
-                subgroup.id, subgroup.time, open.test, comment.tsno, comment.employee,
-                comment.note)) {
+  for (const auto& [place, comments] : batch_.comments) {
+    const auto& record = batch_.records[place];
+    const auto [subgroup, is_new] = subgroups_[record.subgroup];
+    const auto time = batch_.subgroups[record.subgroup].time;
+    const auto test = record.stream->test;
+    for (const auto& [tsno, employee, note] : comments) {
+      if (!is_new && IntOf(db_,
+                           "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+                           "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
+                           subgroup, time, test, tsno, employee, note)) {
         continue;
       }
-      Run(db_, insert, subgroup.id, open.test, comment.tsno, subgroup.time,
-          Reference{comment.employee}, comment.note);
+      Run(db_, insert, subgroup, test, tsno, time, Reference{employee}, note);
     }
   }
 }
 
 void ValuesWriter::WriteDescriptors() {
-  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
-    for (const auto& [descriptor, tsno] : batch_.subgroups[i].descriptors) {
-      Run(db_,
-          "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-          "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
-          batch_.subgroups[i].id, descriptor, tsno);
-    }
+  auto& all = batch_.descriptors;
+  std::ranges::sort(all);
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  for (const auto& [subgroup, descriptor, tsno] : all) {
+    Run(db_,
+        "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+        "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+        subgroups_[subgroup].id, descriptor, tsno);
   }
 }
 
