@@ -10,6 +10,7 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/subgroups.h"
 #include "engine/store/logs.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -191,9 +192,11 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
   return store::Read(*database_, [](store::SqlStore&, sql::Connection& db) {
     using Row = ListedStream;
     return sql::Query(db,
-                      "SELECT s.part, s.process, s.test, t.type, count(*), min(m.time), "
-                      "max(m.time) FROM stream s JOIN test t ON t.id = s.test "
-                      "JOIN measurement m ON m.stream = s.id "
+                      "SELECT s.part, s.process, s.test, t.type, CAST(sum(m.count) AS BIGINT), "
+                      "min(m.first_time), max(m.last_time) "
+                      "FROM stream s JOIN test t ON t.id = s.test JOIN (SELECT stream, "
+                      "first_time, last_time, count FROM measurement_chunk UNION ALL "
+                      "SELECT stream, time, time, 1 FROM measurement) m ON m.stream = s.id "
                       "GROUP BY s.part, s.process, s.test, t.type "
                       "ORDER BY s.part, s.process, s.test")
         .All<Row>(&Row::part, &Row::process, &Row::test, &Row::test_type, &Row::subgroups,
@@ -242,8 +245,8 @@ std::optional<std::int32_t> QualityDatabase::FindDescriptor(std::int32_t group,
 
 std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    sql::Query query(db, "SELECT label FROM subgroup WHERE id = ?1", subgroup);
-    return query.Step() ? std::string(query.Text(0)) : std::string();
+    const auto labels = store::ReadLabels(db, subgroup, subgroup);
+    return labels.empty() ? std::string() : labels.front().second;
   });
 }
 

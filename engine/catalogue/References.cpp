@@ -105,14 +105,4 @@ std::vector<std::pair<std::int32_t, std::int32_t>> ReadSubgroupDescriptors(
       .All<Row>(&Row::first, &Row::second);
 }
 
-std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& connection,
-                                                             std::int32_t first,
-                                                             std::int32_t last) {
-  using Row = std::pair<std::int32_t, std::string>;
-  return sql::Query(connection,
-                    "SELECT id, label FROM subgroup WHERE id BETWEEN ?1 AND ?2 ORDER BY id", first,
-                    last)
-      .All<Row>(&Row::first, &Row::second);
-}
-
 }  // namespace orvspc::engine::catalogue

@@ -85,8 +85,5 @@ std::vector<Item> ReadDescriptorGroups(sql::Connection& connection);
 // Of the subgroups first..last: subgroup and descriptor, ascending.
 std::vector<std::pair<std::int32_t, std::int32_t>> ReadSubgroupDescriptors(
     sql::Connection& connection, std::int32_t first, std::int32_t last);
-// Their labels by identifier.
-std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& connection,
-                                                             std::int32_t first, std::int32_t last);
 
 }  // namespace orvspc::engine::catalogue

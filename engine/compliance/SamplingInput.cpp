@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "engine/store/StreamWalk.h"
 #include "engine/store/conditions.h"
 #include "engine/store/logs.h"
 #include "engine/time/calendar.h"
@@ -99,23 +100,21 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
   const auto lots = store::LookUpItems(db, filter, ItemKind::Lot),
              jobs = store::LookUpItems(db, filter, ItemKind::Job);
   std::map<std::int32_t, Occasion> items;
-  sql::Query query(db,
-                   "SELECT m.context, min(m.time), max(m.time) FROM stream s "
-                   "JOIN measurement m ON m.stream = s.id "
-                   "WHERE s.process = ?1 AND (?2 = 0 OR s.part = ?2) AND m.time BETWEEN ?3 AND ?4 "
-                   "GROUP BY m.context",
-                   requirement.process, requirement.part, window.start, window.end - 1);
-  while (query.Step()) {
-    const auto place = cache.PlaceOfContext(query.Int64(0));
-    if (!place) continue;
-    const auto& context = cache.contexts[*place];
-    if (!store::Has(lots, context[kLot]) || !store::Has(jobs, context[kJob])) continue;
+  const auto take = [&](const store::RecordView& record) {
+    const auto& context = cache.contexts[cache.PlaceOfContextOf(record)];
+    if (!store::Has(lots, context[kLot]) || !store::Has(jobs, context[kJob])) return;
     const auto item = requirement.kind == SamplingKind::Lot ? context[kLot] : context[kJob];
-    if (item == 0) continue;
-    const auto first = query.Int64(1), end = query.Int64(2) + 1;
-    auto [found, is_new] = items.try_emplace(item, Occasion{first, end, item});
-    found->second.start = std::min(found->second.start, first);
-    found->second.end = std::max(found->second.end, end);
+    if (item == 0) return;
+    const std::int64_t time = record.Time();
+    auto& found = items.try_emplace(item, Occasion{time, time + 1, item}).first->second;
+    found.start = std::min(found.start, time);
+    found.end = std::max(found.end, time + 1);
+  };
+  for (const auto& stream : cache.streams) {
+    if (stream.process != requirement.process) continue;
+    if (requirement.part != 0 && stream.part != requirement.part) continue;
+    store::ForEachRecord(db, stream.id, take, static_cast<std::int32_t>(window.start),
+                         static_cast<std::int32_t>(window.end - 1));
   }
   std::vector<Occasion> occasions;
   for (const auto& [item, occasion] : items) occasions.push_back(occasion);

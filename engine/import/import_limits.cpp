@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/catalogue/limits.h"
 #include "engine/import/import_kind.h"
-#include "engine/store/packing.h"
+#include "engine/store/StoreCache.h"
+#include "engine/store/StreamWalk.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -126,19 +127,21 @@ double Mean(const ImportTable& table, std::int32_t chart_word) {
 // Whether the database holds a count above 0 of an attribute test; no process: of any.
 bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, Reference process) {
   const auto [part, test, effective] = version;
-  sql::Query query(db,
-                   "SELECT m.packed FROM stream s JOIN test t ON t.id = s.test "
-                   "JOIN measurement m ON m.stream = s.id "
-                   "WHERE s.part = ?1 AND s.test = ?2 AND (?3 IS NULL OR s.process = ?3) "
-                   "AND t.type <> ?4",
-                   part, test, process, ttVariable);
-  while (query.Step()) {
-    const auto view = store::PackedView::Of(query.Blob(0));
-    for (std::size_t i = 0; view && i < view->Count(); ++i) {
-      if (view->Value(i) > 0.0) return true;
-    }
-  }
-  return false;
+  const auto streams =
+      sql::Query(db,
+                 "SELECT s.id FROM stream s JOIN test t ON t.id = s.test WHERE s.part = ?1 "
+                 "AND s.test = ?2 AND (?3 IS NULL OR s.process = ?3) AND t.type <> ?4",
+                 part, test, process, ttVariable)
+          .All<store::Stream>(&store::Stream::id);
+  return std::ranges::any_of(streams, [&](const store::Stream& stream) {
+    bool found = false;
+    store::StreamWalk(db, stream.id, true, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& record) {
+          for (std::size_t i = 0; i < record.Count(); ++i) found = found || record.Value(i) > 0.0;
+          return !found;
+        });
+    return found;
+  });
 }
 
 void TakeControlLimits(ImportFile& file) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/import/values_writer.h"
+#include "engine/sql/counter.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -115,7 +116,8 @@ class ValuesImport {
   std::int32_t time_ = 0;
   bool is_found_ = false;  // subgroup and record are places of the batch
   std::uint32_t subgroup_ = 0, record_ = 0;
-  BatchKey key_;
+  store::RowKey key_{};
+  bool is_numbered_ = false;  // for want of a tsno
 };
 
 ValuesImport::ValuesImport(ImportFile& file)
@@ -210,10 +212,9 @@ const ImportStream& ValuesImport::StreamOf(std::int32_t part, std::int32_t proce
                                            std::int32_t test) {
   auto& stream = streams_[{part, process, test}];
   if (stream.id == 0) {
-    const auto id =
-        IntOf(db_, "INSERT INTO stream(part, process, test) VALUES(?1, ?2, ?3) RETURNING id", part,
-              process, test);
-    stream = {*id, part, process, test, nullptr};
+    stream = {sql::TakeIds(db_, "stream"), part, process, test, nullptr};
+    Run(db_, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", stream.id, part,
+        process, test);
   }
   if (stream.state == nullptr) stream.state = &tests_[test];
   return stream;
@@ -246,9 +247,9 @@ void ValuesImport::SettleType() {
 }
 
 void ValuesImport::TakeKey(std::int32_t tsno, std::int32_t sbno) {
-  key_ = {{0, tsno, sbno, 0, 0}, tsno == 0};
+  key_ = {0, tsno, sbno, 0, 0};
   for (std::size_t i = 0; i < kRowPlaces.size(); ++i) {
-    key_.key.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
+    key_.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
   }
 }
 
@@ -257,21 +258,21 @@ void ValuesImport::TakeVariable() {
   const auto value = table_.Number(At("value"));
   const auto sbno = table_.Whole(At("sbno"), 0, INT32_MAX, 0);
   TakeKey(table_.Whole(At("tsno"), 1, kMaxPiece, 0), sbno);
+  is_numbered_ = key_.Tsno == 0;
   TakeValue(value);
 }
 
 void ValuesImport::TakeValue(double value) {
   auto key = key_;
-  batch_.records[record_].Number(key.key, key.is_numbered);
-  batch_.AddRow(record_, value, key, table_.Reader().Line());
+  batch_.records[record_].Number(key, is_numbered_);
+  batch_.AddRow(record_, value, key, is_numbered_, table_.Reader().Line());
 }
 
 void ValuesImport::TakeAttribute() {
   const auto tsno = table_.Whole(At("tsno"), 0, INT32_MAX, 0);
   TakeKey(tsno, table_.Whole(At("sbno"), 0, INT32_MAX, 0));
-  key_.is_numbered = false;
-  if (key_.key.Def != 0) stream_->state->names_defect = true;
-  const bool is_given = key_.key.Def == 0 || !table_.Cell(value_column_).empty();
+  if (key_.Def != 0) stream_->state->names_defect = true;
+  const bool is_given = key_.Def == 0 || !table_.Cell(value_column_).empty();
   TakeCount(is_given ? table_.Number(value_column_) : 1.0);
 }
 
@@ -279,8 +280,8 @@ void ValuesImport::TakeCount(double count) {
   if (!(count >= 0.0 && count <= kMaxCount) || count != std::floor(count)) {
     table_.Refuse(value_column_, "must be a whole number between 0 and 1000000000");
   }
-  if (count == 0.0 && key_.key.Tsno == 0) return;
-  batch_.AddRow(record_, count, key_, table_.Reader().Line());
+  if (count == 0.0 && key_.Tsno == 0) return;
+  batch_.AddRow(record_, count, key_, false, table_.Reader().Line());
 }
 
 void ValuesImport::TakeShared(std::size_t shared, SharedCell& cell) {

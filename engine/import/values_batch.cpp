@@ -112,9 +112,10 @@ std::uint32_t ValuesBatch::RecordAt(std::uint32_t subgroup, const ImportStream& 
 
 void ValuesBatch::WriteOutKeys() {
   std::vector<std::uint32_t> rows(records.size());
+  numbered.assign(values.size(), is_numbered);
   for (const auto& run : runs) {
     for (std::uint32_t i = 0; i < run.rows; ++i) {
-      keys.push_back({store::PlainKey(rows[run.record]++), is_numbered});
+      keys.push_back(store::PlainKey(rows[run.record]++));
     }
   }
 }
@@ -150,6 +151,7 @@ void ValuesBatch::Close() {
     };
     gather(values);
     gather(keys);
+    gather(numbered);
     std::stable_sort(runs.begin(), runs.end(), by_record);
   }
   std::size_t row = 0, run = 0;
@@ -166,6 +168,7 @@ void ValuesBatch::Clear() {
   shared.clear();
   values.clear();
   keys.clear();
+  numbered.clear();
   runs.clear();
   text.clear();
   comments.clear();

@@ -84,11 +84,6 @@ struct BatchRecord {
   }
 };
 
-struct BatchKey {
-  store::RowKey key{};
-  bool is_numbered = false;  // tsno was counted, not given
-};
-
 // Rows of a record from lines that follow each other. The runs lie in the order of the rows.
 struct BatchRun {
   std::uint32_t record = 0, rows = 0;
@@ -149,7 +144,9 @@ class ValuesBatch {
   std::vector<BatchRecord> records;
   std::vector<SharedCell> shared;  // of each record those of shared_columns
   std::vector<double> values;
-  std::vector<BatchKey> keys;  // beside values; empty when every row is plain, numbered as the file
+  // Beside values; both empty when every row is plain and numbered as the file says.
+  std::vector<store::RowKey> keys;
+  std::vector<char> numbered;  // whether tsno was counted, not given
   std::vector<BatchRun> runs;
   std::string text;
   std::map<std::uint32_t, std::vector<BatchComment>> comments;  // by record
@@ -172,11 +169,15 @@ class ValuesBatch {
     return std::span(shared).subspan(record * shared_columns.size(), shared_columns.size());
   }
 
-  void AddRow(std::uint32_t place, double value, const BatchKey& key, std::int64_t line) {
+  void AddRow(std::uint32_t place, double value, const store::RowKey& key, bool is_row_numbered,
+              std::int64_t line) {
     auto& record = records[place];
-    const bool is_plain = key.is_numbered == is_numbered && key.key == store::PlainKey(record.rows);
+    const bool is_plain = is_row_numbered == is_numbered && key == store::PlainKey(record.rows);
     if (!is_plain && keys.empty()) WriteOutKeys();
-    if (!is_plain || !keys.empty()) keys.push_back(key);
+    if (!is_plain || !keys.empty()) {
+      keys.push_back(key);
+      numbered.push_back(is_row_numbered);
+    }
     values.push_back(value);
     ++record.rows;
     if (runs.empty() || runs.back().record != place ||

@@ -2,8 +2,12 @@
 #include "engine/import/values_writer.h"
 
 #include <algorithm>
+#include <iterator>
+#include <numeric>
 #include <tuple>
 
+#include "engine/sql/counter.h"
+#include "engine/store/StreamWalk.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -24,8 +28,7 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
     contexts.Read(context);
     contexts_[context] = contexts.Int(context.size());
   }
-  sql::Query highest(db_, "SELECT max(id) FROM subgroup");
-  if (highest.Step()) highest_before_ = highest_ = highest.Int64(0);
+  highest_before_ = sql::LastId(db_, "subgroup");
 }
 
 void ValuesWriter::Write() {
@@ -37,42 +40,43 @@ void ValuesWriter::Write() {
 }
 
 void ValuesWriter::WriteSubgroups() {
-  sql::Query insert(db_,
-                    "INSERT INTO subgroup(part, process, label, time, id) "
-                    "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING");
+  std::vector<store::SubgroupFacts> facts;
+  facts.reserve(batch_.subgroups.size());
+  for (const auto& each : batch_.subgroups) {
+    facts.push_back({0, each.part, each.process, each.time, batch_.Text(each.label)});
+  }
+  const auto stored = store::FindSubgroups(db_, facts);
+  const auto added = std::ranges::count(stored, 0);
+  auto next = sql::TakeIds(db_, "subgroup", added);
+  store::SubgroupWriter writer(db_);
   subgroups_.clear();
-  for (const auto& subgroup : batch_.subgroups) {
-    const auto label = batch_.Text(subgroup.label);
-    insert.Bind(subgroup.part, subgroup.process, label, subgroup.time, highest_ + 1);
-    // RETURNING would cost more than counting here.
-    std::optional<std::int64_t> id = highest_ + 1;
-    const bool is_new = insert.Run() != 0;
-    if (is_new) {
-      ++highest_;
-      ++file_.report.subgroups;
-    } else {
-      id = IntOf(db_,
-                 "SELECT id FROM subgroup "
-                 "WHERE time = ?1 AND part = ?2 AND process = ?3 AND label = ?4",
-                 subgroup.time, subgroup.part, subgroup.process, label);
-    }
-    if (*id > INT32_MAX) {
-      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", label,
+  for (std::size_t i = 0; i < facts.size(); ++i) {
+    subgroups_.push_back({stored[i], stored[i] == 0});
+    if (stored[i] != 0) continue;
+    if (next > INT32_MAX) {
+      file_.table.Reader().RefuseAt(batch_.subgroups[i].line, "subgroup", facts[i].label,
                                     "the database has no identifier left for it");
     }
-    subgroups_.push_back({static_cast<std::int32_t>(*id), is_new});
+    facts[i].id = subgroups_.back().id = static_cast<std::int32_t>(next++);
+    writer.Add(facts[i]);
   }
+  writer.Flush();
+  store::SealSubgroups(db_);
+  file_.report.subgroups += added;
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {
-  if (context == store::Context{}) return 0;
+  if (context == latest_context_.first) return latest_context_.second;
   auto& id = contexts_[context];
   if (id == 0) {
-    static const auto insert = InsertInto(WithColumns("context(", ")")) + " RETURNING id";
+    static const auto insert = InsertInto(WithColumns("context(id, ", ")"));
     std::array<Reference, std::tuple_size_v<store::Context>> names;
     std::ranges::transform(context, names.begin(), [](auto name) { return Reference{name}; });
-    id = static_cast<std::int32_t>(*IntOf(db_, insert, names));
+    const auto taken = sql::TakeIds(db_, "context");
+    Run(db_, insert, taken, names);
+    id = static_cast<std::int32_t>(taken);
   }
+  latest_context_ = {context, id};
   return id;
 }
 
@@ -95,7 +99,6 @@ void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::
   refusal_ = {line, column, std::string(value), std::string(reason)};
 }
 
-// In the order of the clustered table, so that neighbours are written together.
 void ValuesWriter::WriteMeasurements() {
   std::vector<std::pair<WrittenKey, std::uint32_t>> order;
   order.reserve(batch_.records.size());
@@ -105,20 +108,10 @@ void ValuesWriter::WriteMeasurements() {
                        static_cast<std::uint32_t>(order.size()));
   }
   if (!std::is_sorted(order.begin(), order.end())) std::sort(order.begin(), order.end());
-  // Two statements, since one with ON CONFLICT would look every key up twice.
-  sql::Query insert(db_,
-                    "INSERT INTO measurement(stream, time, subgroup, packed, context) "
-                    "VALUES(?1, ?2, ?3, ?4, ?5)");
-  sql::Query update(db_,
-                    "UPDATE measurement SET packed = ?4, context = ?5 "
-                    "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
   for (const auto& [key, place] : order) {
-    Begin(place);
+    Begin(key, place);
     const auto& record = open_.record;
-    const bool is_stored =
-        !subgroups_[record.subgroup].is_new &&
-        IntOf(db_, "SELECT 1 FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
-              key.stream, key.time, key.subgroup);
+    const bool is_stored = !subgroups_[record.subgroup].is_new && ForStored([](const auto&) {});
     if (key.subgroup <= highest_before_) {
       if (is_stored && !added_to_old_.contains(key)) {
         NoteRefusal(record.line, "subgroup", batch_.Text(batch_.subgroups[record.subgroup].label),
@@ -127,19 +120,22 @@ void ValuesWriter::WriteMeasurements() {
       }
       added_to_old_.insert(key);
     }
-    if (is_stored) Merge(key);
-    Finish(key);
-    CheckDefectives();
-    store::Context context{};
-    for (std::size_t i = 0; i < context.size(); ++i) {
-      const auto name = open_.shared[kSharedContext + i].value;
-      context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
+    if (!is_stored && IsComplete()) {
+      const auto keys = std::span(batch_.keys);
+      Finish(std::span(batch_.values).subspan(record.first_row, record.rows),
+             keys.empty() ? keys : keys.subspan(record.first_row, record.rows));
+      continue;
     }
-    auto& write = is_stored ? update : insert;
-    write.Bind(key.stream, key.time, key.subgroup, packed_, Reference{ContextId(context)});
-    write.Run();
-    file_.report.rows += static_cast<std::int64_t>(open_.finished.size());
+    ReadRows();
+    if (is_stored) Merge();
+    if (record.stream->state->type == ttVariable) {
+      OrderRows();
+    } else {
+      CheckDefectives();
+    }
+    AddRows();
   }
+  Store();
   if (refusal_) {
     file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
                                   refusal_->reason);
@@ -147,136 +143,202 @@ void ValuesWriter::WriteMeasurements() {
 }
 
 // Takes a record of the batch.
-void ValuesWriter::Begin(std::uint32_t place) {
-  auto& open = open_;
-  open.record = batch_.records[place];
-  open.shared.fill({});
+void ValuesWriter::Begin(const WrittenKey& key, std::uint32_t place) {
+  open_.record = batch_.records[place];
+  open_.key = key;
+  open_.derived_pieces.clear();
+  open_.shared.fill({});
   const auto shared = batch_.SharedOf(place);
   for (std::size_t i = 0; i < shared.size(); ++i) {
     const auto& cell = shared[i];
-    open.shared[batch_.shared_columns[i]] = {cell.value, cell.line, batch_.Text(cell.text)};
+    open_.shared[batch_.shared_columns[i]] = {cell.value, cell.line, batch_.Text(cell.text)};
   }
-  open.rows.clear();
-  const auto first = open.record.first_row;
+}
+
+// Whether the rows are stored as they lie in the batch and nothing about them can be refused.
+bool ValuesWriter::IsComplete() const {
+  const auto& record = open_.record;
+  if (record.rows == 0) return false;
+  const auto type = record.stream->state->type;
+  if (type == ttVariable) {
+    std::int32_t before = 0;
+    for (std::size_t i = 0; i < record.rows && !batch_.keys.empty(); ++i) {
+      const auto& key = batch_.keys[record.first_row + i];
+      if (key.Sbno != 0 || key.Tsno <= before) return false;
+      before = key.Tsno;
+    }
+    return true;
+  }
+  const auto size = open_.shared[kSharedSize].value;
+  if (size <= 0 || type == ttDefects) return true;
+  const auto counts = std::span(batch_.values).subspan(record.first_row, record.rows);
+  return std::accumulate(counts.begin(), counts.end(), 0.0) <= size;
+}
+
+void ValuesWriter::ReadRows() {
+  const auto& record = open_.record;
+  open_.rows.clear();
   std::uint32_t row = 0;
-  for (auto run = open.record.first_run; row < open.record.rows; ++run) {
+  for (auto run = record.first_run; row < record.rows; ++run) {
     for (std::uint32_t i = 0; i < batch_.runs[run].rows; ++i, ++row) {
-      const BatchKey key = batch_.keys.empty() ? BatchKey{store::PlainKey(row), batch_.is_numbered}
-                                               : batch_.keys[first + row];
-      open.rows.push_back(
-          {{batch_.values[first + row], key.key}, batch_.runs[run].line + i, key.is_numbered});
+      const auto at = record.first_row + row;
+      const bool is_plain = batch_.keys.empty();
+      open_.rows.push_back({batch_.values[at], is_plain ? store::PlainKey(row) : batch_.keys[at],
+                            batch_.runs[run].line + i,
+                            is_plain ? batch_.is_numbered : batch_.numbered[at] != 0});
     }
   }
 }
 
-// Sorts and completes the rows and packs them.
-void ValuesWriter::Finish(const WrittenKey& key) {
-  auto& open = open_;
-  const bool is_variable = open.record.stream->state->type == ttVariable;
-  open.finished.clear();
-  open.derived_pieces.clear();
-  if (is_variable) {
-    const auto by_place = [](const Row& a, const Row& b) {
-      return std::tie(a.key.Tsno, a.key.Sbno) < std::tie(b.key.Tsno, b.key.Sbno);
-    };
-    if (!std::is_sorted(open.rows.begin(), open.rows.end(), by_place)) {
-      std::stable_sort(open.rows.begin(), open.rows.end(), by_place);
-    }
-    const auto twice =
-        std::adjacent_find(open.rows.begin(), open.rows.end(),
-                           [&](const Row& a, const Row& b) { return !by_place(a, b); });
-    if (twice != open.rows.end()) {
-      NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
-                  std::to_string(twice->key.Tsno),
-                  "the subgroup has this piece, with this sbno, already");
-    }
-    AddPieceValues();
-  } else {
-    for (const auto& row : open.rows) open.finished.push_back(row);
+void ValuesWriter::OrderRows() {
+  const auto by_place = [](const Row& a, const Row& b) {
+    return std::tie(a.key.Tsno, a.key.Sbno) < std::tie(b.key.Tsno, b.key.Sbno);
+  };
+  auto& rows = open_.rows;
+  if (!std::is_sorted(rows.begin(), rows.end(), by_place)) {
+    std::stable_sort(rows.begin(), rows.end(), by_place);
   }
-  if (open.finished.empty()) open.finished.emplace_back();
-  const auto flag = static_cast<std::int32_t>(open.shared[kSharedFlag].value);
-  open.size = open.shared[kSharedSize].value;
-  WrittenState state{open.derived_pieces, open.record.last_sbno, false, false};
-  state.lacks_size = open.size == kNotGiven && batch_.Has(kSharedSize);
-  state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
-  if (state == WrittenState{}) {
-    states_.erase(key);
-  } else {
-    states_[key] = std::move(state);
+  const auto twice = std::adjacent_find(
+      rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return !by_place(a, b); });
+  if (twice != rows.end()) {
+    NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
+                std::to_string(twice->key.Tsno),
+                "the subgroup has this piece, with this sbno, already");
   }
-  if (open.size == kNotGiven) {
-    const auto is_piece = [](const store::TestRow& row) { return row.key.Sbno == 0; };
-    const auto pieces = std::ranges::count_if(open.finished, is_piece);
-    open.size = is_variable ? static_cast<double>(pieces) : 0;
-  }
-  store::Pack({key.time, key.subgroup, open.size, std::max(flag, 0)}, open.finished, packed_);
 }
 
-// Copies the rows; a piece that has only readings gets their mean as its value.
-void ValuesWriter::AddPieceValues() {
+// Stores the rows; a piece that has only readings gets their mean as its value.
+void ValuesWriter::AddRows() {
   const auto& rows = open_.rows;
+  const auto first = finished_.values.size();
+  const bool is_variable = open_.record.stream->state->type == ttVariable;
   for (auto from = rows.begin(); from != rows.end();) {
     const auto tsno = from->key.Tsno;
     const auto to =
         std::find_if(from, rows.end(), [&](const Row& row) { return row.key.Tsno != tsno; });
-    if (from->key.Sbno != 0) {
-      store::TestRow piece = *from;
+    if (is_variable && from->key.Sbno != 0) {
+      auto piece = *from;
       piece.value = 0.0;
       for (auto row = from; row != to; ++row) {
         piece.value += row->value / static_cast<double>(to - from);
       }
       piece.key.Sbno = 0;
       piece.key.Def = 0;
-      open_.finished.push_back(piece);
+      AddRow(piece);
       open_.derived_pieces.push_back(tsno);
     }
-    for (; from != to; ++from) open_.finished.push_back(*from);
+    for (; from != to; ++from) AddRow(*from);
   }
+  if (rows.empty()) AddRow({});
+  const auto count = finished_.values.size() - first;
+  finished_.places.push_back({finished_.measurements.size(), first, count});
+  Finish(std::span(finished_.values).subspan(first), std::span(finished_.keys).subspan(first));
+}
+
+void ValuesWriter::AddRow(const Row& row) {
+  finished_.values.push_back(row.value);
+  finished_.keys.push_back(row.key);
+}
+
+// The rows need not stay where they are when they are those of finished_.
+void ValuesWriter::Finish(std::span<const double> values, std::span<const store::RowKey> keys) {
+  const auto& shared = open_.shared;
+  const auto flag = static_cast<std::int32_t>(shared[kSharedFlag].value);
+  auto size = shared[kSharedSize].value;
+  WrittenState state{open_.derived_pieces, open_.record.last_sbno, false, false};
+  state.lacks_size = size == kNotGiven && batch_.Has(kSharedSize);
+  state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
+  if (state != WrittenState{}) {
+    states_[open_.key] = std::move(state);
+  } else if (!states_.empty()) {
+    states_.erase(open_.key);
+  }
+  if (size == kNotGiven) {
+    const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
+    const auto pieces = keys.empty() ? std::ssize(values) : std::ranges::count_if(keys, is_piece);
+    const bool is_variable = open_.record.stream->state->type == ttVariable;
+    size = is_variable ? static_cast<double>(pieces) : 0;
+  }
+  store::Context context{};
+  for (std::size_t i = 0; i < context.size(); ++i) {
+    context[i] = static_cast<std::int32_t>(std::max(shared[kSharedContext + i].value, 0.0));
+  }
+  finished_.measurements.push_back({open_.key.time, open_.key.subgroup, ContextId(context), size,
+                                    std::max(flag, 0), 0, 0, values, keys});
+  finished_.streams.push_back(open_.key.stream);
+  file_.report.rows += std::ssize(values);
+}
+
+void ValuesWriter::Store() {
+  auto& [measurements, streams, places, values, keys] = finished_;
+  for (const auto& [measurement, first, rows] : places) {
+    measurements[measurement].values = std::span(values).subspan(first, rows);
+    measurements[measurement].keys = std::span(keys).subspan(first, rows);
+  }
+  store::StreamWriter writer(db_);
+  for (std::size_t begin = 0; begin < measurements.size();) {
+    auto end = begin;
+    while (end < measurements.size() && streams[end] == streams[begin]) ++end;
+    writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
+    begin = end;
+  }
+  measurements.clear();
+  streams.clear();
+  places.clear();
+  values.clear();
+  keys.clear();
+}
+
+// Calls visit with what is stored of the record. False when nothing is.
+template <class Visit>
+bool ValuesWriter::ForStored(Visit visit) {
+  const auto& key = open_.key;
+  bool found = false;
+  store::ForEachRecord(
+      db_, key.stream,
+      [&](const store::RecordView& record) {
+        if (record.Subgroup() != key.subgroup) return;
+        found = true;
+        visit(record);
+      },
+      key.time, key.time);
+  return found;
 }
 
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
-void ValuesWriter::Merge(const WrittenKey& key) {
+void ValuesWriter::Merge() {
   WrittenState state;
-  if (const auto found = states_.find(key); found != states_.end()) state = found->second;
+  if (const auto found = states_.find(open_.key); found != states_.end()) state = found->second;
   std::int32_t context = 0;
-  {
-    sql::Query query(db_,
-                     "SELECT packed, context FROM measurement "
-                     "WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
-                     key.stream, key.time, key.subgroup);
-    query.Step();
-    const auto view = store::PackedView::Of(query.Blob(0));
-    if (!view)
-      throw sql::SqlError(sql::SqlError::Kind::Damaged,
-                          "a packed record does not fit its checksum");
-    MergeRows(*view, state);
+  ForStored([&](const store::RecordView& record) {
+    MergeRows(record, state);
     const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
     const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;
-    MergeShared(kSharedSize, has_size ? view->Size() : kNotGiven);
-    MergeShared(kSharedFlag, has_flag ? view->Flag() : kNotGiven);
-    context = query.Int(1);
-  }
+    MergeShared(kSharedSize, has_size ? record.Size() : kNotGiven);
+    MergeShared(kSharedFlag, has_flag ? record.Flag() : kNotGiven);
+    context = record.Context();
+  });
   const auto who = ContextOf(context);
   for (std::size_t i = 0; i < who.size(); ++i) {
     MergeShared(kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
-void ValuesWriter::MergeRows(const store::PackedView& view, const WrittenState& state) {
+void ValuesWriter::MergeRows(const store::RecordView& record, const WrittenState& state) {
   auto& open = open_;
   std::vector<Row> rows;
   open.record.highest_tsno = 0;
   const auto& derived = state.derived_pieces;
-  for (std::size_t i = 0; i < view.Count(); ++i) {
-    const store::TestRow row{view.Value(i), view.Key(i)};
+  for (std::size_t i = 0; i < record.Count(); ++i) {
+    const Row row{record.Value(i), record.Key(i), 0, false};
     open.record.highest_tsno = std::max(open.record.highest_tsno, row.key.Tsno);
     const bool is_derived =
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
-    if (!is_derived && !(row == store::TestRow{})) rows.push_back({row, 0, false});
+    const bool is_nothing = row.value == 0.0 && row.key == store::RowKey{};
+    if (!is_derived && !is_nothing) rows.push_back(row);
   }
-  file_.report.rows -= static_cast<std::int64_t>(view.Count());
+  file_.report.rows -= static_cast<std::int64_t>(record.Count());
   if (open.record.stream->state->type == ttVariable) {
     open.record.last_sbno = state.last_sbno;
     for (auto& row : open.rows) open.record.Number(row.key, row.is_numbered);
@@ -300,7 +362,7 @@ void ValuesWriter::MergeShared(std::size_t column, double before) {
 void ValuesWriter::CheckDefectives() {
   const auto& open = open_;
   auto& test = *open.record.stream->state;
-  const auto size = open.size;
+  const auto size = open.shared[kSharedSize].value;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
   const auto size_line = open.shared[kSharedSize].line;
   double defectives = 0.0;

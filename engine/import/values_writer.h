@@ -7,13 +7,16 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/import/import_kind.h"
 #include "engine/import/values_batch.h"
-#include "engine/store/packing.h"
+#include "engine/store/StreamWriter.h"
+#include "engine/store/subgroups.h"
 
 // The writing of what an import of values has read.
 namespace orvspc::engine::import {
@@ -59,7 +62,9 @@ class ValuesWriter {
     bool is_new = false;  // to the database
   };
 
-  struct Row : store::TestRow {
+  struct Row {
+    double value = 0.0;
+    store::RowKey key{};
     std::int64_t line = 0;  // 0: written before
     bool is_numbered = false;
   };
@@ -74,24 +79,43 @@ class ValuesWriter {
   // The record that is being written.
   struct Open {
     BatchRecord record;
+    WrittenKey key;
     std::array<Shared, kSharedColumns> shared;
     std::vector<Row> rows;
-    std::vector<store::TestRow> finished;
     std::vector<std::int32_t> derived_pieces;
-    double size = 0.0;
+  };
+
+  // What is written of a batch: measurements, ordered by stream, time and subgroup. Rows that were
+  // not yet complete in the batch lie in values and keys.
+  struct Finished {
+    std::vector<store::Measurement> measurements;
+    std::vector<std::int64_t> streams;  // beside them
+    struct Place {
+      std::size_t measurement, first_row, rows;
+    };
+    std::vector<Place> places;  // of the rows here
+    std::vector<double> values;
+    std::vector<store::RowKey> keys;
   };
 
   void WriteSubgroups();
   void WriteMeasurements();
   void WriteComments();
   void WriteDescriptors();
-  void Begin(std::uint32_t place);
-  void Merge(const WrittenKey& key);
-  void MergeRows(const store::PackedView& view, const WrittenState& state);
+  void Begin(const WrittenKey& key, std::uint32_t place);
+  bool IsComplete() const;
+  void ReadRows();
+  template <class Visit>
+  bool ForStored(Visit visit);
+  void Merge();
+  void MergeRows(const store::RecordView& record, const WrittenState& state);
   void MergeShared(std::size_t column, double before);
-  void Finish(const WrittenKey& key);
-  void AddPieceValues();
+  void OrderRows();
+  void AddRows();
+  void AddRow(const Row& row);
+  void Finish(std::span<const double> values, std::span<const store::RowKey> keys);
   void CheckDefectives();
+  void Store();
   void NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
                    std::string_view reason);
   std::int32_t ContextId(const store::Context& context);
@@ -102,14 +126,14 @@ class ValuesWriter {
   ValuesBatch& batch_;
 
   std::map<store::Context, std::int32_t> contexts_;
+  std::pair<store::Context, std::int32_t> latest_context_{};
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
-  std::int64_t highest_ = 0;         // of all subgroups so far
   std::set<WrittenKey> added_to_old_;
   std::map<WrittenKey, WrittenState> states_;  // those that differ from WrittenState{}
   std::optional<Refusal> refusal_;
   std::vector<Subgroup> subgroups_;  // of the batch
   Open open_;
-  std::vector<std::byte> packed_;
+  Finished finished_;
 };
 
 }  // namespace orvspc::engine::import

@@ -8,6 +8,7 @@
 
 #include "engine/catalogue/words.h"
 #include "engine/store/conditions.h"
+#include "engine/store/subgroups.h"
 
 namespace orvspc::engine::pareto {
 namespace {
@@ -73,7 +74,7 @@ NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
     case Naming::DescriptorGroup:
       return NamesIn(from.store.Cache().DescriptorGroups(), &Item::id, &Item::name);
     case Naming::Label:
-      return NamesIn(std::make_shared<const std::vector<Label>>(catalogue::ReadLabels(
+      return NamesIn(std::make_shared<const std::vector<Label>>(store::ReadLabels(
                          from.connection, from.subgroups.first, from.subgroups.last)),
                      &Label::first, &Label::second);
     case Naming::State:
@@ -225,7 +226,7 @@ BinNames BinNamesOf(platform::Database& database, std::int32_t resource,
     }
     std::string label;
     ReadForHost(*store, [&](sql::Connection& connection) {
-      for (auto& [subgroup, text] : catalogue::ReadLabels(connection, id, id)) {
+      for (auto& [subgroup, text] : store::ReadLabels(connection, id, id)) {
         label = std::move(text);
       }
     });

@@ -8,6 +8,7 @@
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/migration.h"
 #include "platform/ExternalFailure.h"
 #include "system/system.h"
 
@@ -80,7 +81,10 @@ void Prepare(sql::Connection& connection, const std::string& path, bool create) 
     sql::Transaction transaction(connection, kind);
     const auto version = SchemaOf(connection, path, create);
     if (version == schema::kSchemaVersion) return;
-    if (kind == sql::TransactionKind::Write) schema::BringForward(connection, version);
+    if (kind == sql::TransactionKind::Write) {
+      schema::BringForward(connection, version);
+      MoveValues(connection);
+    }
     transaction.Commit();
   }
 }

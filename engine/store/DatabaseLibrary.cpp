@@ -12,6 +12,7 @@
 #include "engine/store/alarm_rules.h"
 #include "engine/store/conditions.h"
 #include "engine/store/large_data.h"
+#include "engine/store/subgroups.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 #include "system/system.h"
@@ -134,6 +135,16 @@ API_CommentData CommentRow(const sql::Query& query, bool& cut) {
   platform::StoreFixedText(row.Note, query.Text(5));
   cut = cut || platform::ToUtf16(query.Text(5)).size() > std::size(row.Note);
   return row;
+}
+
+// The times of the subgroups; the comments are in the order of these.
+void NoteTimes(sql::Connection& db, std::vector<FoundComment>& found) {
+  auto next = found.begin();
+  ForEachSubgroup(db, found.front().row.Sgrp, found.back().row.Sgrp, [&](const auto& subgroup) {
+    for (; next != found.end() && next->row.Sgrp <= subgroup.id; ++next) {
+      next->subgroup_time = subgroup.time;
+    }
+  });
 }
 
 std::vector<StreamIds> StreamsOf(Store& store, std::int32_t handle, API_DSInfo info,
@@ -260,14 +271,14 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     bool text_cut = false;
     store->ReadOrThrow([&](sql::Connection& db) {
       sql::Query query(db,
-                       "SELECT c.subgroup, c.time, c.test, c.tsno, e.name, "
-                       "c.note, s.time FROM comment c JOIN subgroup s ON s.id = c.subgroup "
+                       "SELECT c.subgroup, c.time, c.test, c.tsno, e.name, c.note FROM comment c "
                        "LEFT JOIN employee e ON e.id = c.employee "
                        "WHERE c.subgroup BETWEEN ?1 AND ?2 ORDER BY c.subgroup, c.time, c.id",
                        first, last);
       while (query.Step()) {
-        if (wanted->Has(query.Int(0))) found.push_back({query.Int(6), CommentRow(query, text_cut)});
+        if (wanted->Has(query.Int(0))) found.push_back({0, CommentRow(query, text_cut)});
       }
+      if (found.size() > Comments.count) NoteTimes(db, found);
     });
     const auto out = Comments.As<API_CommentData>();
     if (found.size() > out.size()) {

@@ -52,7 +52,7 @@ bool SecondReader::Join() noexcept {
   return false;
 }
 
-bool OtherEnd::Meets(const PackedView& record, bool forward, Progress& progress) {
+bool OtherEnd::Meets(const RecordView& record, bool forward, Progress& progress) {
   const auto point = PointOf(record.Time(), record.Subgroup());
   if (progress.steps++ % stride_ == 0) {
     (forward ? from_oldest_ : from_newest_) = point;
@@ -63,14 +63,13 @@ bool OtherEnd::Meets(const PackedView& record, bool forward, Progress& progress)
 
 void OtherEnd::Read(const StreamReader& reader, const Stream& stream) noexcept {
   try {
-    reader.Walk(second_.Get(), stream, forward_,
-                [&](const PackedView& record, std::size_t context) {
-                  if (stopped_.load(std::memory_order_relaxed)) return false;
-                  if (reader.Take(stream, record, context, set_) && set_.subgroups.size() == 1) {
-                    reader.Reserve(set_);
-                  }
-                  return !Meets(record, forward_, second_progress_);
-                });
+    reader.Walk(second_.Get(), stream, forward_, [&](const RecordView& record) {
+      if (stopped_.load(std::memory_order_relaxed)) return false;
+      if (reader.Take(stream, record, set_) && set_.subgroups.size() == 1) {
+        reader.Reserve(set_);
+      }
+      return !Meets(record, forward_, second_progress_);
+    });
   } catch (...) {
     failure_ = std::current_exception();
   }

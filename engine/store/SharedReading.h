@@ -72,7 +72,7 @@ class OtherEnd {
   ~OtherEnd() { Stop(); }
 
   // For the first thread, once it is done with a subgroup: whether the other has been there.
-  bool Meets(const PackedView& record) { return Meets(record, !forward_, first_); }
+  bool Meets(const RecordView& record) { return Meets(record, !forward_, first_); }
   // The first thread needs no more.
   void Stop() {
     if (!thread_.joinable()) return;
@@ -95,7 +95,7 @@ class OtherEnd {
     std::uint64_t other = 0;  // the other thread's point when last looked at
   };
 
-  bool Meets(const PackedView& record, bool forward, Progress& progress);
+  bool Meets(const RecordView& record, bool forward, Progress& progress);
   void Read(const StreamReader& reader, const Stream& stream) noexcept;
 
   SecondReader& second_;

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "engine/store/packing.h"
+#include "engine/sql/counter.h"
+#include "engine/store/StreamWalk.h"
+#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
@@ -18,8 +20,7 @@ void ReadStreams(sql::Connection& db, StoreCache& cache) {
                              "JOIN test t ON t.id = s.test ORDER BY s.part, s.process, s.test")
                       .All<Stream>(&Stream::part, &Stream::process, &Stream::test,
                                    &Stream::test_type, &Stream::id);
-  sql::Query highest(db, "SELECT max(id) FROM subgroup");
-  if (highest.Step()) cache.highest_subgroup = highest.Int64(0);
+  cache.highest_subgroup = sql::LastId(db, "subgroup");
 }
 
 void ReadContexts(sql::Connection& db, StoreCache& cache) {
@@ -194,37 +195,25 @@ std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& c
     if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
   };
   if (kind == catalogue::ItemKind::Part || kind == catalogue::ItemKind::Process) {
-    sql::Query query(db, "SELECT part, process, id, time FROM subgroup");
-    while (query.Step()) {
-      add(query.Int(kind == catalogue::ItemKind::Part ? 0 : 1), query.Int(2), query.Int(3));
-    }
-  } else if (kind == catalogue::ItemKind::Test) {
-    sql::Query query(db,
-                     "SELECT s.test, m.subgroup, m.time FROM stream s "
-                     "JOIN measurement m ON m.stream = s.id");
-    while (query.Step()) add(query.Int(0), query.Int(1), query.Int(2));
-  } else if (const auto in_context = PlaceInContext(kind)) {
-    sql::Query query(db,
-                     "SELECT context, subgroup, time FROM measurement WHERE context IS NOT NULL");
-    while (query.Step()) {
-      const auto place = cache.PlaceOfContext(query.Int64(0));
-      if (!place) RaiseUnknownContext(query.Int64(0), query.Int(1));
-      add(cache.contexts[*place][*in_context], query.Int(1), query.Int(2));
-    }
-  } else {
-    const auto* const in_row = std::ranges::find(kRowKinds, kind, &RowKind::kind);
-    if (in_row == std::end(kRowKinds)) return found;
-    sql::Query query(db, "SELECT subgroup, time, packed FROM measurement");
-    while (query.Step()) {
-      const auto view = PackedView::Of(query.Blob(2));
-      if (!view) {
-        throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(0)) +
-                                 " are damaged: their checksum does not fit");
+    ForEachSubgroup(db, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+      add(kind == catalogue::ItemKind::Part ? each.part : each.process, each.id, each.time);
+    });
+  }
+  const auto in_context = PlaceInContext(kind);
+  const auto* const in_row = std::ranges::find(kRowKinds, kind, &RowKind::kind);
+  if (kind != catalogue::ItemKind::Test && !in_context && in_row == std::end(kRowKinds))
+    return found;
+  for (const auto& stream : cache.streams) {
+    ForEachRecord(db, stream.id, [&](const RecordView& record) {
+      const auto add_item = [&](std::int32_t item) { add(item, record.Subgroup(), record.Time()); };
+      if (kind == catalogue::ItemKind::Test) {
+        add_item(stream.test);
+      } else if (in_context) {
+        add_item(cache.contexts[cache.PlaceOfContextOf(record)][*in_context]);
+      } else if (!record.IsPlain()) {
+        for (std::size_t i = 0; i < record.Count(); ++i) add_item(record.Key(i).*in_row->member);
       }
-      for (std::size_t i = 0; i < view->Count() && !view->IsPlain(); ++i) {
-        add(view->Key(i).*in_row->member, query.Int(0), query.Int(1));
-      }
-    }
+    });
   }
   std::sort(found.begin(), found.end());
   found.erase(std::unique(found.begin(), found.end()), found.end());
@@ -241,10 +230,12 @@ std::string ContextColumns() {
   return columns;
 }
 
-void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup) {
-  throw std::runtime_error("The database is damaged: subgroup " + std::to_string(subgroup) +
-                           " refers to context " + std::to_string(context) +
-                           ", which is not there");
+std::size_t StoreCache::PlaceOfContextOf(const RecordView& record) const {
+  if (record.Context() == 0) return 0;
+  if (const auto place = PlaceOfContext(record.Context())) return *place;
+  throw std::runtime_error("The database is damaged: subgroup " +
+                           std::to_string(record.Subgroup()) + " refers to context " +
+                           std::to_string(record.Context()) + ", which is not there");
 }
 
 StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {

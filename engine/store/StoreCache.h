@@ -19,6 +19,8 @@
 
 namespace orvspc::engine::store {
 
+class RecordView;
+
 using catalogue::ControlLimit;
 using catalogue::StoredRule;
 using enum catalogue::NetContentFlag;
@@ -110,15 +112,15 @@ class StoreCache {
     return static_cast<std::size_t>(found - context_ids.begin());
   }
 
+  // The place of that of a record. Throws std::runtime_error where there is none.
+  std::size_t PlaceOfContextOf(const RecordView& record) const;
+
  private:
   sql::Connection* connection_ = nullptr;
   std::array<std::optional<std::unordered_map<std::int32_t, std::string>>, catalogue::kItemKinds>
       names_;
   catalogue::References references_;
 };
-
-// A subgroup refers to a context that the database does not have.
-[[noreturn]] void RaiseUnknownContext(std::int64_t context, std::int32_t subgroup);
 
 struct Occurrences {
   std::int64_t subgroups = 0;

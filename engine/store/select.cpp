@@ -53,9 +53,9 @@ void Selection::FindNewest() {
   DataSet scratch;
   std::optional<std::int32_t> newest;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, false, [&](const PackedView& record, std::size_t context) {
+    reader.Walk(connection, stream, false, [&](const RecordView& record) {
       if (newest && record.Time() <= *newest) return false;
-      if (!reader.Take(stream, record, context, scratch)) return true;
+      if (!reader.Take(stream, record, scratch)) return true;
       newest = record.Time();
       return false;
     });
@@ -96,11 +96,11 @@ void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
   const auto alone = threads.second == nullptr ? kNoLimit : threads.from / 8;
   std::int64_t seen = 0;
   std::unique_ptr<OtherEnd> other;
-  reader.Walk(connection, stream, forward, [&](const PackedView& record, std::size_t context) {
+  reader.Walk(connection, stream, forward, [&](const RecordView& record) {
     // The walk began before the range of the newest was known.
     if (!forward && record.Time() < range.Start()) return false;
     if (seen++ == alone && !range.NeedsNewest()) other = Share(reader, stream, !forward, threads);
-    if (reader.Take(stream, record, context, read)) {
+    if (reader.Take(stream, record, read)) {
       if (range.NeedsNewest()) range.SetNewest(record.Time());
       if (read.subgroups.size() == 1) reader.Reserve(read);
       if (read.subgroups.size() >= limit && !forward) {
@@ -148,8 +148,8 @@ void Selection::RunAllMerged(DataSet& out) {
   std::vector<Place> places;
   std::vector<std::ptrdiff_t> ends;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, true, [&](const PackedView& record, std::size_t context) {
-      if (reader.Take(stream, record, context, read)) places.push_back(PlaceOfLast(read));
+    reader.Walk(connection, stream, true, [&](const RecordView& record) {
+      if (reader.Take(stream, record, read)) places.push_back(PlaceOfLast(read));
       return true;
     });
     ends.push_back(static_cast<std::ptrdiff_t>(places.size()));
@@ -164,10 +164,10 @@ void Selection::RunNewestMerged(DataSet& out) {
   // The newest so far, the oldest of them on top.
   std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, false, [&](const PackedView& record, std::size_t context) {
+    reader.Walk(connection, stream, false, [&](const RecordView& record) {
       const Place next{record.Time(), record.Subgroup(), stream.test, 0};
       if (newest.size() == limit && next < newest.top()) return false;
-      if (!reader.Take(stream, record, context, read)) return true;
+      if (!reader.Take(stream, record, read)) return true;
       newest.push(PlaceOfLast(read));
       if (newest.size() > limit) newest.pop();
       return true;
@@ -183,15 +183,11 @@ void Selection::RunNewestMerged(DataSet& out) {
 // rows.
 void Selection::Cut(const Stream& stream, int pieces, std::vector<Stretch>& out) const {
   std::int64_t ends[2];
-  static constexpr std::string_view kEnds[] = {
-      "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-      "ORDER BY time LIMIT 1",
-      "SELECT time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-      "ORDER BY time DESC LIMIT 1"};
-  for (int i = 0; i < 2; ++i) {
-    sql::Query query(connection, kEnds[i], stream.id, range.Start(), range.End());
-    if (!query.Step()) return;
-    ends[i] = query.Int64(0);
+  for (const bool forward : {true, false}) {
+    StreamWalk walk(connection, stream.id, forward, range.Start(), range.End());
+    const auto run = walk.Next();
+    if (!run) return;
+    ends[forward ? 0 : 1] = run->chunk->Record(forward ? run->begin : run->end - 1).Time();
   }
   const auto [first, last] = ends;
   std::int64_t start = first;
@@ -233,8 +229,8 @@ std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch&
     batch.sizes.clear();
   };
   reader.WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
-                     [&](const PackedView& record, std::size_t context) {
-                       reader.Take(*stretch.stream, record, context, batch);
+                     [&](const RecordView& record) {
+                       reader.Take(*stretch.stream, record, batch);
                        if (batch.values.size() >= kBatch) flush();
                        return true;
                      });

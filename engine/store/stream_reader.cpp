@@ -23,33 +23,14 @@ void MakeKeyed(DataSet& set) {
   }
 }
 
-// The clustered index serves each of these without sorting. Time and subgroup are in the packed
-// record: fetching a column costs as much as a value.
-std::string_view StreamReader::TextOf(bool forward, bool with_context) {
-  const auto text_of = [](const std::string& columns, const std::string& order) {
-    return "SELECT " + columns + " FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 " +
-           "ORDER BY time" + order + ", subgroup" + order;
-  };
-  static const std::string texts[2][2] = {
-      {text_of("packed", " DESC"), text_of("packed", "")},
-      {text_of("packed, context", " DESC"), text_of("packed, context", "")}};
-  return texts[with_context ? 1 : 0][forward ? 1 : 0];
-}
-
-std::size_t StreamReader::PlaceOf(std::int64_t context, std::int32_t subgroup) const {
-  const auto place = cache_.PlaceOfContext(context);
-  if (!place) RaiseUnknownContext(context, subgroup);
-  return *place;
-}
-
-bool StreamReader::Take(const Stream& stream, const PackedView& record, std::size_t context,
-                        DataSet& out) const {
+bool StreamReader::Take(const Stream& stream, const RecordView& record, DataSet& out) const {
   const auto subgroup = record.Subgroup();
   if (subgroup < conditions_.first_subgroup || subgroup > conditions_.last_subgroup) return false;
   if (const auto& wanted = conditions_.with_descriptors;
       wanted && !std::binary_search(wanted->begin(), wanted->end(), subgroup)) {
     return false;
   }
+  const auto context = cache_.PlaceOfContextOf(record);
   if (!conditions_.contexts.empty() && !conditions_.contexts[context]) return false;
   if (conditions_.states != 0 && (conditions_.states & (1 << record.Flag())) == 0) return false;
 
@@ -61,7 +42,7 @@ bool StreamReader::Take(const Stream& stream, const PackedView& record, std::siz
   return true;
 }
 
-bool StreamReader::HasWantedDefect(const PackedView& view) const {
+bool StreamReader::HasWantedDefect(const RecordView& view) const {
   const auto& wanted = *conditions_.defects;
   for (std::size_t i = 0; i < view.Count(); ++i) {
     if (std::binary_search(wanted.begin(), wanted.end(), view.Key(i).Def)) return true;
@@ -70,7 +51,7 @@ bool StreamReader::HasWantedDefect(const PackedView& view) const {
 }
 
 // Inline, as AppendSubgroup: a part of every Take.
-inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
+inline bool StreamReader::TakeRows(const Stream& stream, const RecordView& view,
                                    DataSet& out) const {
   const bool narrow =
       conditions_.defects && conditions_.defects_narrow_rows && stream.test_type != ttVariable;
@@ -110,7 +91,7 @@ inline bool StreamReader::TakeRows(const Stream& stream, const PackedView& view,
   return true;
 }
 
-inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView& record,
+inline void StreamReader::AppendSubgroup(const Stream& stream, const RecordView& record,
                                          std::size_t context, DataSet& out) const {
   auto& subgroup = out.subgroups.emplace_back(cache_.context_rows[context]);
   subgroup.Sgtm = record.Time();
@@ -121,24 +102,6 @@ inline void StreamReader::AppendSubgroup(const Stream& stream, const PackedView&
   subgroup.Size = record.RoundedSize();
   if (!record.HasWholeSize() || !out.sizes.empty()) out.AddSize(record.Size());
   subgroup.Flag = record.Flag();
-}
-
-// Names the damaged subgroup by the columns beside its record, which cannot be trusted.
-void StreamReader::RaiseDamaged(sql::Connection& db, const Stream& stream) const {
-  std::string which = "a subgroup";
-  sql::Query query(db,
-                   "SELECT m.subgroup, s.label, m.packed FROM measurement m "
-                   "JOIN subgroup s ON s.id = m.subgroup "
-                   "WHERE m.stream = ?1 AND m.time BETWEEN ?2 AND ?3",
-                   stream.id, range_.Start(), range_.End());
-  while (query.Step()) {
-    if (PackedView::Of(query.Blob(2))) continue;
-    which =
-        "subgroup " + std::to_string(query.Int(0)) + " (\"" + std::string(query.Text(1)) + "\")";
-    break;
-  }
-  throw std::runtime_error("The values of " + which + ", test " + std::to_string(stream.test) +
-                           ", are damaged: their checksum does not fit");
 }
 
 void StreamReader::Reserve(DataSet& out) const {

@@ -3,13 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 #include "engine/sql/Connection.h"
 #include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
+#include "engine/store/StreamWalk.h"
 #include "engine/store/conditions.h"
-#include "engine/store/packing.h"
 
 namespace orvspc::engine::store {
 
@@ -22,13 +21,10 @@ class StreamReader {
  public:
   // All three must outlive it; the range may be narrowed between two walks.
   StreamReader(const StoreCache& cache, const Conditions& conditions, const TimeRange& range)
-      : cache_(cache),
-        conditions_(conditions),
-        range_(range),
-        with_context_(cache.contexts.size() > 1) {}
+      : cache_(cache), conditions_(conditions), range_(range) {}
 
-  // Walks the stream from its oldest or its newest subgroup on. visit(record, context) returns
-  // false to stop.
+  // Walks the stream from its oldest or its newest subgroup on. visit(record) returns false
+  // to stop.
   template <class Visit>
   void Walk(sql::Connection& db, const Stream& stream, bool forward, Visit visit) const {
     WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
@@ -39,36 +35,25 @@ class StreamReader {
                    std::int32_t end, Visit visit) const;
 
   // Appends the subgroup if it meets every condition but the time.
-  bool Take(const Stream& stream, const PackedView& record, std::size_t context,
-            DataSet& out) const;
+  bool Take(const Stream& stream, const RecordView& record, DataSet& out) const;
   // Once the first subgroup is there, which shows how many rows one has.
   void Reserve(DataSet& out) const;
 
  private:
-  static std::string_view TextOf(bool forward, bool with_context);
-  std::size_t PlaceOf(std::int64_t context, std::int32_t subgroup) const;
-  bool TakeRows(const Stream& stream, const PackedView& view, DataSet& out) const;
-  bool HasWantedDefect(const PackedView& view) const;
-  void AppendSubgroup(const Stream& stream, const PackedView& record, std::size_t context,
+  bool TakeRows(const Stream& stream, const RecordView& view, DataSet& out) const;
+  bool HasWantedDefect(const RecordView& view) const;
+  void AppendSubgroup(const Stream& stream, const RecordView& record, std::size_t context,
                       DataSet& out) const;
-  [[noreturn]] void RaiseDamaged(sql::Connection& db, const Stream& stream) const;
 
   const StoreCache& cache_;
   const Conditions& conditions_;
   const TimeRange& range_;
-  bool with_context_;
 };
 
 template <class Visit>
 void StreamReader::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
                                std::int32_t start, std::int32_t end, Visit visit) const {
-  sql::Query query(db, TextOf(forward, with_context_), stream.id, start, end);
-  while (query.Step()) {
-    const auto record = PackedView::Of(query.Blob(0));
-    if (!record) RaiseDamaged(db, stream);
-    const auto context = with_context_ ? PlaceOf(query.Int64(1), record->Subgroup()) : 0;
-    if (!visit(*record, context)) return;
-  }
+  StreamWalk(db, stream.id, forward, start, end).ForEach(visit);
 }
 
 }  // namespace orvspc::engine::store

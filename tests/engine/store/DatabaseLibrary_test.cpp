@@ -511,7 +511,7 @@ TEST_F(AlarmMaskTest, Rule31SetsBit15) {
 
 class StoreFailureTest : public DatabaseLibraryTest {};
 
-TEST_F(StoreFailureTest, ADamagedRecordIsAFailureThatNamesItsSubgroup) {
+TEST_F(StoreFailureTest, ADamagedRecordIsAFailureThatNamesStreamAndTime) {
   ImportSmall();
   struct Row {
     const char* why;
@@ -532,7 +532,9 @@ TEST_F(StoreFailureTest, ADamagedRecordIsAFailureThatNamesItsSubgroup) {
     FlatSelection all;
     EXPECT_EQ(Build(all), 0) << row.why;
     const auto reason = Failure();
-    EXPECT_NE(reason.find("subgroup 2 (\"2\")"), std::string::npos) << row.why << ": " << reason;
+    EXPECT_NE(reason.find("The values of B / P / T at 2024-01-02"),
+              std::string::npos)
+        << row.why << ": " << reason;
     std::vector<API_SubgroupData> subgroups(5);
     EXPECT_EQ(library_.VLXDBL_READDATA_SA(RefTo(subgroups), 1), 0) << row.why;
     RunSql(Path(),
@@ -562,7 +564,7 @@ TEST_F(StoreFailureTest, EverySingleByteOfARecordIsWatched) {
         .Run();
     FlatSelection all;
     EXPECT_EQ(Build(all), 0) << "byte " << i;
-    EXPECT_NE(Failure().find("subgroup 3"), std::string::npos) << "byte " << i;
+    EXPECT_NE(Failure().find("2024-01-03"), std::string::npos) << "byte " << i;
   }
 }
 
@@ -575,13 +577,9 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
     bool shows_in_list;
   };
   const Row rows[] = {
-      {"context far away",
-       "UPDATE measurement SET context = 77 WHERE subgroup = 1 AND context IS NOT NULL",
-       {"subgroup 1", "context 77"},
-       true},
-      {"context below 0",
-       "UPDATE measurement SET context = -1 WHERE subgroup = 3",
-       {"subgroup 3", "context -1"},
+      {"a context that is gone",
+       "UPDATE context SET id = 77 WHERE id = 1",
+       {"subgroup 1", "context 1"},
        true},
       {"context beyond memory",
        "UPDATE context SET id = 9223372036854775807",
@@ -592,7 +590,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
       {"a rule beyond the bits", "UPDATE rule SET number = 99 WHERE number = 9", {"rule 99"}, true},
       {"a record",
        "UPDATE measurement SET packed = x'00' WHERE subgroup = 3",
-       {"subgroup 3", "damaged"},
+       {"2024-01-03", "damaged"},
        false},
   };
   for (const auto& row : rows) {
@@ -625,13 +623,12 @@ TEST_F(StoreFailureTest, ASettingThatCannotBeUsedLeavesTheCatalogueAsAFailure) {
 
 // Contexts with a gap in their identifiers are found all the same.
 TEST_F(StoreFailureTest, ContextsNeedNotCountUpWithoutAGap) {
+  Db();
+  db_.reset();
+  RunSql(Path(), "UPDATE counter SET last = 1000000006 WHERE name = 'context'");
   Import(
       "part,process,test,subgroup,time,value,job\n"
       "A,P,T,1,2024-01-01,5,J\nA,P,T,2,2024-01-02,6,K\nA,P,T,3,2024-01-03,7,L\n");
-  db_.reset();
-  RunSql(Path(),
-         "UPDATE context SET id = id * 1000000007; "
-         "UPDATE measurement SET context = context * 1000000007");
   FlatSelection k;
   k.List(FlatSelection::kJob, {Id(ItemKind::Job, "K")});
   const auto data = Select(k.info, k.Filter());

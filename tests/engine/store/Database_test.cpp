@@ -182,7 +182,7 @@ class SchemaTest : public StoreTest {
 };
 
 TEST_F(SchemaTest, AFileOfVersion1ComesForwardWithAllThatItHolds) {
-  EXPECT_EQ(Version(), 2);
+  EXPECT_EQ(Version(), 3);
   FlatSelection all;
   const auto data = Select(all.info, all.Filter());
   ASSERT_EQ(data.subgroups.size(), 4u);
@@ -228,7 +228,7 @@ TEST_F(SchemaTest, AnInterruptedStepForwardLeavesVersion1) {
   RunSql(Path(), "CREATE TABLE cac_code(x)");  // in the way of the second half
   EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "");
   RunSql(Path(), "DROP TABLE cac_code");
-  EXPECT_EQ(Version(), 2);
+  EXPECT_EQ(Version(), 3);
 }
 
 TEST_F(OpenDatabaseTest, TwoProgramsThatMakeItAtOnceAreBothServed) {

@@ -173,10 +173,10 @@ TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
   ImportStream(600, 3, false);
   db_.reset();
   for (const char* which : {"min", "max"}) {
-    RunSql(Path(), std::string("UPDATE measurement SET packed = zeroblob(64) WHERE subgroup = "
-                               "(SELECT ") +
+    RunSql(Path(), std::string("UPDATE measurement_chunk SET packed = zeroblob(64) "
+                               "WHERE first_time = (SELECT ") +
                        which +
-                       "(m.subgroup) FROM measurement m JOIN stream s ON s.id = m.stream "
+                       "(m.first_time) FROM measurement_chunk m JOIN stream s ON s.id = m.stream "
                        "JOIN part p ON p.id = s.part WHERE p.name = 'P')");
     auto flat = OfPart("P");
     std::string reasons[2];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/store/packing.h"
+#include "engine/store/record_of_v2.h"
 
 #include <gtest/gtest.h>
 

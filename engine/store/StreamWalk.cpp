@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/StreamWalk.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/TimeText.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+// Chunks of a stream do not overlap, so that only the last of those that begin before the range can
+// reach into it.
+std::string ChunksInOrder(const std::string& order) {
+  return "SELECT packed, first_time, last_time FROM measurement_chunk WHERE stream = ?1 "
+         "AND last_time >= ?2 AND first_time <= ?3 AND first_time >= coalesce((SELECT "
+         "max(first_time) FROM measurement_chunk WHERE stream = ?1 AND first_time < ?2), ?2) "
+         "ORDER BY first_time" +
+         order + ", first_subgroup" + order;
+}
+
+std::string HotInOrder(const std::string& order) {
+  return "SELECT packed, time, time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
+         "ORDER BY time" +
+         order + ", subgroup" + order;
+}
+
+std::string_view SealedText(bool forward) {
+  static const std::string texts[] = {ChunksInOrder(" DESC"), ChunksInOrder("")};
+  return texts[forward ? 1 : 0];
+}
+
+std::string_view HotText(bool forward) {
+  static const std::string texts[] = {HotInOrder(" DESC"), HotInOrder("")};
+  return texts[forward ? 1 : 0];
+}
+
+}  // namespace
+
+std::string StreamText(sql::Connection& db, std::int64_t stream) {
+  sql::Query query(db,
+                   "SELECT p.name, r.name, t.name FROM stream s JOIN part p ON p.id = s.part "
+                   "JOIN process r ON r.id = s.process JOIN test t ON t.id = s.test "
+                   "WHERE s.id = ?1",
+                   stream);
+  if (!query.Step()) return std::to_string(stream);
+  std::string part, process, test;
+  query.Read(part, process, test);
+  return part + " / " + process + " / " + test;
+}
+
+void RaiseDamaged(sql::Connection& db, std::int64_t stream, std::int32_t first_time,
+                  std::int32_t last_time) {
+  const auto text = [](std::int32_t stamp) { return platform::IsoText(stamp); };
+  const auto when = first_time == last_time
+                        ? " at " + text(first_time)
+                        : " from " + text(first_time) + " to " + text(last_time);
+  throw std::runtime_error("The values of " + StreamText(db, stream) + when +
+                           " are damaged: their checksum does not fit");
+}
+
+StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,
+                       std::int32_t end)
+    : db_(db),
+      stream_(stream),
+      forward_(forward),
+      start_(start),
+      end_(end),
+      sealed_{{db, SealedText(forward), stream, start, end}, {}},
+      hot_{{db, HotText(forward), stream, start, end}, {}} {}
+
+// Brings the next chunk of a source with what lies in the range, unless there is one at hand.
+void StreamWalk::Fill(Source& source) {
+  while (source.IsEmpty() && !source.done) {
+    if (!source.query.Step()) {
+      source.done = true;
+      return;
+    }
+    if (!source.chunk.Decode(source.query.Blob(0), stream_)) {
+      RaiseDamaged(db_, stream_, source.query.Int(1), source.query.Int(2));
+    }
+    source.begin = source.chunk.FirstFrom(start_);
+    source.end = end_ == INT32_MAX ? source.chunk.Count() : source.chunk.FirstFrom(end_ + 1);
+  }
+}
+
+// Hands out the next records of a source in the direction of the walk.
+StreamWalk::Run StreamWalk::Take(Source& source, std::size_t count) {
+  Run run{&source.chunk, source.begin, source.end};
+  if (forward_) {
+    run.end = source.begin += count;
+  } else {
+    run.begin = source.end -= count;
+  }
+  return run;
+}
+
+std::optional<StreamWalk::Run> StreamWalk::Next() {
+  Fill(hot_);
+  Fill(sealed_);
+  if (sealed_.IsEmpty()) {
+    if (hot_.IsEmpty()) return std::nullopt;
+    return Take(hot_, 1);
+  }
+  const auto all = sealed_.end - sealed_.begin;
+  if (hot_.IsEmpty()) return Take(sealed_, all);
+  // The records of the chunk that come before the hot one.
+  const auto hot = NextOf(hot_).Key();
+  const auto place = std::clamp(sealed_.chunk.Find(hot), sealed_.begin, sealed_.end);
+  const auto before = forward_ ? place - sealed_.begin : sealed_.end - place;
+  return before == 0 ? Take(hot_, 1) : Take(sealed_, before);
+}
+
+}  // namespace orvspc::engine::store

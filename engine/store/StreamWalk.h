@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "engine/sql/Connection.h"
+#include "engine/store/chunk.h"
+
+namespace orvspc::engine::store {
+
+// "part / process / test" by name.
+std::string StreamText(sql::Connection& db, std::int64_t stream);
+
+// What says that records of a stream are damaged.
+[[noreturn]] void RaiseDamaged(sql::Connection& db, std::int64_t stream, std::int32_t first_time,
+                               std::int32_t last_time);
+
+// Walks the records of a stream between two times, both ends belonging to it, from the oldest or
+// from the newest on, wherever they are stored. Only one walk at a time on a connection, inside a
+// transaction. Throws SqlError, and std::runtime_error when a record is damaged.
+class StreamWalk {
+ public:
+  StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,
+             std::int32_t end);
+
+  // Neighbours in one chunk, which live until the next call: those from begin up to and without
+  // end. A walk from the newest on visits the last of them first.
+  struct Run {
+    const Chunk* chunk = nullptr;
+    std::size_t begin = 0, end = 0;
+    std::size_t Count() const { return end - begin; }
+  };
+  // The next run in the direction of the walk; empty at the end.
+  std::optional<Run> Next();
+
+  // Calls visit(record) for each record in the direction of the walk until it returns false.
+  template <class Visit>
+  void ForEach(Visit visit) {
+    while (const auto run = Next()) {
+      for (std::size_t i = 0; i < run->Count(); ++i) {
+        if (!visit(run->chunk->Record(forward_ ? run->begin + i : run->end - 1 - i))) return;
+      }
+    }
+  }
+
+ private:
+  // The next of a query, and what of it is left.
+  struct Source {
+    sql::Query query;
+    Chunk chunk;
+    std::size_t begin = 0, end = 0;
+    bool done = false;
+    bool IsEmpty() const { return begin == end; }
+  };
+  void Fill(Source& source);
+  Run Take(Source& source, std::size_t count);
+  RecordView NextOf(const Source& source) const {
+    return source.chunk.Record(forward_ ? source.begin : source.end - 1);
+  }
+
+  sql::Connection& db_;
+  std::int64_t stream_;
+  bool forward_;
+  std::int32_t start_, end_;
+  Source sealed_, hot_;
+};
+
+// Calls visit(record) for every record of a stream, the oldest first.
+template <class Visit>
+void ForEachRecord(sql::Connection& db, std::int64_t stream, Visit visit,
+                   std::int32_t start = INT32_MIN, std::int32_t end = INT32_MAX) {
+  StreamWalk(db, stream, true, start, end).ForEach([&](const RecordView& record) {
+    visit(record);
+    return true;
+  });
+}
+
+}  // namespace orvspc::engine::store

@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/subgroups.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+#include <span>
+#include <stdexcept>
+#include <tuple>
+
+#include "engine/store/StreamWalk.h"
+#include "engine/store/columns.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+constexpr std::uint8_t kVersion = 1;
+constexpr std::int32_t kBlockBits = 8, kBlockSize = 1 << kBlockBits;
+
+constexpr std::int32_t BlockOf(std::int32_t id) { return id >> kBlockBits; }
+// Identifiers begin with 1.
+constexpr bool IsFirstOfBlock(std::int32_t id) { return id % kBlockSize == 0 || id == 1; }
+constexpr bool IsLastOfBlock(std::int32_t id) { return id % kBlockSize == kBlockSize - 1; }
+
+struct BlockHead {
+  std::uint8_t version, spare;
+  std::uint16_t count;     // subgroups
+  std::uint32_t checksum;  // of the block's number and of everything else in it
+};
+static_assert(sizeof(BlockHead) == kBehindChecksum);
+
+// The columns id, part, process, time, then what a label shares with the one before and how long
+// the rest is; then the rests.
+std::vector<std::byte> PackBlock(std::span<const SubgroupFacts> subgroups) {
+  std::vector<std::int32_t> columns[6];
+  std::string rests;
+  std::string_view before;
+  for (const auto& each : subgroups) {
+    const auto end = std::ranges::mismatch(before, each.label).in2;
+    const auto shared = static_cast<std::size_t>(end - each.label.begin());
+    const auto rest = each.label.substr(shared);
+    const std::int32_t facts[] = {each.id,
+                                  each.part,
+                                  each.process,
+                                  each.time,
+                                  static_cast<std::int32_t>(shared),
+                                  static_cast<std::int32_t>(rest.size())};
+    for (std::size_t i = 0; i < std::size(facts); ++i) columns[i].push_back(facts[i]);
+    rests += rest;
+    before = each.label;
+  }
+  BlockHead head{kVersion, 0, static_cast<std::uint16_t>(subgroups.size()), 0};
+  std::vector<std::byte> packed;
+  Append(packed, head);
+  for (const auto& column : columns) AppendColumn(packed, column);
+  const auto text = std::as_bytes(std::span(rests));
+  packed.insert(packed.end(), text.begin(), text.end());
+  head.checksum = Checksum(packed, BlockOf(subgroups.front().id));
+  std::memcpy(packed.data(), &head, sizeof head);
+  return packed;
+}
+
+// Calls visit for each subgroup of a block. False when the block is damaged.
+bool UnpackBlock(std::span<const std::byte> packed, std::int32_t block,
+                 const std::function<void(const SubgroupFacts&)>& visit) {
+  BlockHead head{};
+  if (packed.size() < sizeof head) return false;
+  std::memcpy(&head, packed.data(), sizeof head);
+  if (head.version != kVersion || Checksum(packed, block) != head.checksum) return false;
+  const auto* at = packed.data() + sizeof head;
+  const auto* const end = packed.data() + packed.size();
+  std::vector<std::int32_t> columns[6];
+  for (auto& column : columns) {
+    if (!TakeColumn(at, end, head.count, column)) return false;
+  }
+  const auto& [ids, parts, processes, times, shared, lengths] = columns;
+  std::string label;
+  for (std::size_t i = 0; i < head.count; ++i) {
+    if (shared[i] < 0 || static_cast<std::size_t>(shared[i]) > label.size() || lengths[i] < 0 ||
+        lengths[i] > end - at) {
+      return false;
+    }
+    label.resize(static_cast<std::size_t>(shared[i]));
+    label.append(reinterpret_cast<const char*>(at), static_cast<std::size_t>(lengths[i]));
+    at += lengths[i];
+    visit({ids[i], parts[i], processes[i], times[i], label});
+  }
+  return at == end;
+}
+
+void StoreBlock(sql::Connection& db, std::span<const SubgroupFacts> subgroups) {
+  const auto packed = PackBlock(subgroups);
+  sql::Query(db, "INSERT INTO subgroup_block(block, packed) VALUES(?1, ?2)",
+             BlockOf(subgroups.front().id), packed)
+      .Run();
+}
+
+}  // namespace
+
+void SubgroupList::Add(const SubgroupFacts& subgroup) {
+  subgroups_.push_back(subgroup);
+  labels_ += subgroup.label;
+}
+
+std::span<const SubgroupFacts> SubgroupList::Subgroups() {
+  std::size_t at = 0;
+  for (auto& each : subgroups_) {
+    each.label = std::string_view(labels_).substr(at, each.label.size());
+    at += each.label.size();
+  }
+  return subgroups_;
+}
+
+void SubgroupList::Clear() {
+  subgroups_.clear();
+  labels_.clear();
+}
+
+void ForEachSubgroup(sql::Connection& db, std::int32_t first, std::int32_t last,
+                     const std::function<void(const SubgroupFacts&)>& visit) {
+  if (first > last || last < 1) return;
+  first = std::max(first, 1);
+  sql::Query blocks(db,
+                    "SELECT block, packed FROM subgroup_block WHERE block BETWEEN ?1 AND ?2 "
+                    "ORDER BY block",
+                    BlockOf(first), BlockOf(last));
+  sql::Query hot(db,
+                 "SELECT id, part, process, time, label FROM subgroup "
+                 "WHERE id BETWEEN ?1 AND ?2 ORDER BY id",
+                 first, last);
+  // A block is either sealed or hot; both come in the order of their identifiers.
+  bool is_hot = hot.Step();
+  const auto visit_hot = [&](std::int64_t end) {
+    for (; is_hot && hot.Int64(0) < end; is_hot = hot.Step()) {
+      visit({hot.Int(0), hot.Int(1), hot.Int(2), hot.Int(3), hot.Text(4)});
+    }
+  };
+  while (blocks.Step()) {
+    const auto start = blocks.Int64(0) * kBlockSize;
+    visit_hot(start);
+    const bool is_whole = UnpackBlock(blocks.Blob(1), blocks.Int(0), [&](const auto& subgroup) {
+      if (subgroup.id >= first && subgroup.id <= last) visit(subgroup);
+    });
+    if (!is_whole) {
+      throw std::runtime_error("The names of the subgroups from " + std::to_string(start) +
+                               " on are damaged: their checksum does not fit");
+    }
+  }
+  visit_hot(std::int64_t{last} + 1);
+}
+
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
+                                                             std::int32_t first,
+                                                             std::int32_t last) {
+  std::vector<std::pair<std::int32_t, std::string>> labels;
+  ForEachSubgroup(db, first, last,
+                  [&](const SubgroupFacts& each) { labels.emplace_back(each.id, each.label); });
+  return labels;
+}
+
+// Calls visit for those with these identifiers, which ascend.
+void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
+               const std::function<void(const SubgroupFacts&)>& visit) {
+  while (!ids.empty()) {
+    // As far as no block is left out.
+    std::size_t end = 1;
+    while (end < ids.size() && BlockOf(ids[end]) <= BlockOf(ids[end - 1]) + 1) ++end;
+    const auto near = ids.first(end);
+    ids = ids.subspan(end);
+    ForEachSubgroup(db, near.front(), near.back(), [&](const SubgroupFacts& each) {
+      if (std::ranges::binary_search(near, each.id)) visit(each);
+    });
+  }
+}
+
+std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
+                                        std::span<const SubgroupFacts> subgroups) {
+  std::vector<std::int32_t> ids(subgroups.size());
+  std::vector<std::size_t> order(subgroups.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const auto source_of = [&](std::size_t place) {
+    return std::pair(subgroups[place].part, subgroups[place].process);
+  };
+  std::ranges::sort(order, {}, [&](std::size_t place) {
+    return std::tuple(source_of(place), subgroups[place].time);
+  });
+  for (std::span<const std::size_t> rest = order; !rest.empty();) {
+    const auto same = std::ranges::upper_bound(rest, source_of(rest.front()), {}, source_of);
+    const auto wanted = rest.first(static_cast<std::size_t>(same - rest.begin()));
+    rest = rest.subspan(wanted.size());
+    const auto time_of = [&](std::size_t place) { return subgroups[place].time; };
+    const auto [part, process] = source_of(wanted.front());
+    std::vector<std::int64_t> streams;
+    for (sql::Query query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", part,
+                          process);
+         query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    // Those of the same times, one of which may have the label.
+    std::vector<std::int32_t> candidates;
+    for (const auto stream : streams) {
+      ForEachRecord(
+          db, stream,
+          [&](const RecordView& record) {
+            if (std::ranges::binary_search(wanted, record.Time(), {}, time_of)) {
+              candidates.push_back(record.Subgroup());
+            }
+          },
+          time_of(wanted.front()), time_of(wanted.back()));
+    }
+    std::ranges::sort(candidates);
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    ForEachOf(db, candidates, [&](const SubgroupFacts& each) {
+      const auto same_time = std::ranges::equal_range(wanted, each.time, {}, time_of);
+      for (const auto place : same_time) {
+        if (subgroups[place].label == each.label) ids[place] = each.id;
+      }
+    });
+  }
+  return ids;
+}
+
+void SubgroupWriter::Add(const SubgroupFacts& subgroup) {
+  list_.Add(subgroup);
+  if (IsLastOfBlock(subgroup.id)) Flush();
+}
+
+void SubgroupWriter::Flush() {
+  if (list_.IsEmpty()) return;
+  const auto subgroups = list_.Subgroups();
+  if (IsFirstOfBlock(subgroups.front().id) && IsLastOfBlock(subgroups.back().id)) {
+    StoreBlock(db_, subgroups);
+  } else {
+    sql::Query insert(db_,
+                      "INSERT INTO subgroup(id, part, process, label, time) "
+                      "VALUES(?1, ?2, ?3, ?4, ?5)");
+    for (const auto& each : subgroups) {
+      insert.Bind(each.id, each.part, each.process, each.label, each.time);
+      insert.Run();
+    }
+  }
+  list_.Clear();
+}
+
+void SealSubgroups(sql::Connection& db) {
+  constexpr std::int32_t kMaxHotBlocks = 2;
+  sql::Query ends(db, "SELECT coalesce(min(id), 0), coalesce(max(id), 0) FROM subgroup");
+  if (!ends.Step()) return;
+  const auto first = BlockOf(ends.Int(0)), last = BlockOf(ends.Int(1));
+  if (last - first < kMaxHotBlocks) return;
+  SubgroupList list;
+  const auto seal = [&] {
+    if (!list.Subgroups().empty()) StoreBlock(db, list.Subgroups());
+    list.Clear();
+  };
+  {
+    sql::Query hot(db,
+                   "SELECT id, part, process, time, label FROM subgroup WHERE id < ?1 ORDER BY id",
+                   last * kBlockSize);
+    while (hot.Step()) {
+      const auto id = hot.Int(0);
+      if (!list.IsEmpty() && BlockOf(id) != BlockOf(list.LastId())) seal();
+      list.Add({id, hot.Int(1), hot.Int(2), hot.Int(3), hot.Text(4)});
+    }
+    seal();
+  }
+  sql::Query(db, "DELETE FROM subgroup WHERE id < ?1", last * kBlockSize).Run();
+}
+
+}  // namespace orvspc::engine::store

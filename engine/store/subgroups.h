@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "engine/sql/Connection.h"
+
+// The subgroups themselves: what a person calls them, and of what they are. Hot ones are rows of
+// the table subgroup; once many have come, all whose identifiers differ in the lowest eight bits
+// only are sealed together in a row of subgroup_block.
+namespace orvspc::engine::store {
+
+struct SubgroupFacts {
+  std::int32_t id = 0, part = 0, process = 0, time = 0;
+  std::string_view label;
+};
+
+// Subgroups with copies of their labels.
+class SubgroupList {
+ public:
+  void Add(const SubgroupFacts& subgroup);
+  bool IsEmpty() const { return subgroups_.empty(); }
+  std::int32_t LastId() const { return subgroups_.back().id; }
+  // Until the next Add.
+  std::span<const SubgroupFacts> Subgroups();
+  void Clear();
+
+ private:
+  std::vector<SubgroupFacts> subgroups_;
+  std::string labels_;  // one behind the other
+};
+
+// Calls visit for the subgroups with identifiers from first to last, in their order. Labels live
+// until visit returns. Inside a transaction. Throws SqlError, and std::runtime_error when a block
+// is damaged.
+void ForEachSubgroup(sql::Connection& db, std::int32_t first, std::int32_t last,
+                     const std::function<void(const SubgroupFacts&)>& visit);
+
+// The labels of these, in their order.
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
+                                                             std::int32_t first, std::int32_t last);
+
+// Looks subgroups up by part, process, time and label: their identifiers in the order asked for, 0
+// where one is not stored. A subgroup is found by its measurements, of which each has one.
+std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
+                                        std::span<const SubgroupFacts> subgroups);
+
+// Stores subgroups with new identifiers, in their order, each above all before. Whole blocks are
+// sealed at once.
+class SubgroupWriter {
+ public:
+  explicit SubgroupWriter(sql::Connection& db) : db_(db) {}
+  void Add(const SubgroupFacts& subgroup);
+  // Stores what is left. Needed at the end.
+  void Flush();
+
+ private:
+  sql::Connection& db_;
+  SubgroupList list_;  // of one block
+};
+
+// Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
+void SealSubgroups(sql::Connection& db);
+
+}  // namespace orvspc::engine::store
