@@ -92,6 +92,8 @@ std::string ShellWord(const std::string& text) {
   return quoted + "'";
 }
 
+char ShellContinuation() { return '\\'; }
+
 void PrepareConsole() {}
 
 bool IsTerminal(Stream stream) {

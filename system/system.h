@@ -78,6 +78,8 @@ std::vector<std::string> CommandLine(int argc, char** argv);
 std::filesystem::path ProgramFile();
 // The word as the usual shell takes it, in quotes where it needs them.
 std::string ShellWord(const std::string& text);
+// What stands at the end of a line, outside quotes, when the usual shell is to read on in the next.
+char ShellContinuation();
 
 // The console.
 

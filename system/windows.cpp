@@ -144,6 +144,8 @@ std::string ShellWord(const std::string& text) {
   return quoted.append(backslashes, '\\') + "\"";
 }
 
+char ShellContinuation() { return '^'; }
+
 void PrepareConsole() {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);

@@ -28,20 +28,24 @@ bool IsEmptyMarker(const RowKey& key, double value) {
 
 }  // namespace
 
-void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out) {
-  auto subgroup = from.subgroups[place];
-  const auto first = static_cast<std::ptrdiff_t>(subgroup.Test_Start);
-  const auto last = static_cast<std::ptrdiff_t>(subgroup.Test_End) + 1;
-  subgroup.Test_Start = static_cast<std::int32_t>(out.values.size());
+void CopySubgroups(const DataSet& from, std::size_t begin, std::size_t end, DataSet& out) {
+  if (begin >= end) return;
+  const auto first = static_cast<std::ptrdiff_t>(from.subgroups[begin].Test_Start);
+  const auto last = static_cast<std::ptrdiff_t>(from.subgroups[end - 1].Test_End) + 1;
+  const auto shift =
+      static_cast<std::int32_t>(static_cast<std::ptrdiff_t>(out.values.size()) - first);
   out.values.insert(out.values.end(), from.values.begin() + first, from.values.begin() + last);
   if (!from.keys.empty()) {
     out.keys.insert(out.keys.end(), from.keys.begin() + first, from.keys.begin() + last);
   }
-  subgroup.Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
-  out.subgroups.push_back(subgroup);
-  if (from.sizes.empty() && out.sizes.empty()) return;
-  const double size = from.SizeOf(place);
-  if (size != subgroup.Size || !out.sizes.empty()) out.AddSize(size);
+  for (auto place = begin; place < end; ++place) {
+    auto& subgroup = out.subgroups.emplace_back(from.subgroups[place]);
+    subgroup.Test_Start += shift;
+    subgroup.Test_End += shift;
+    if (from.sizes.empty() && out.sizes.empty()) continue;
+    const double size = from.SizeOf(place);
+    if (size != subgroup.Size || !out.sizes.empty()) out.AddSize(size);
+  }
 }
 
 void DataSet::AddSize(double size) {

@@ -54,8 +54,8 @@ struct DataSet {
   void WriteTests(std::span<API_TestData> out) const;
 };
 
-// Appends a subgroup of another data set with its rows.
-void CopySubgroup(const DataSet& from, std::size_t place, DataSet& out);
+// Appends subgroups of another data set, whose rows lie side by side.
+void CopySubgroups(const DataSet& from, std::size_t begin, std::size_t end, DataSet& out);
 
 struct RowRange {
   std::size_t begin = 0, count = 0;

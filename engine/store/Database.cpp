@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <unordered_map>
 
 #include "engine/schema/schema.h"
@@ -89,11 +93,40 @@ void Prepare(sql::Connection& connection, const std::string& path, bool create) 
   }
 }
 
+struct KeptNote {
+  std::int32_t handle;
+  Note note;
+  std::size_t left_out = 0;  // how many notes it stands for, where it is no note of its own
+};
+
 struct ThreadNotes {
   std::int32_t handle = 0;  // of the database that new ones belong to
-  std::vector<std::pair<std::int32_t, Note>> notes;
+  std::vector<KeptNote> notes;
 };
 thread_local ThreadNotes thread_notes;
+
+// Whether anybody can still ask for the notes of that database.
+bool CanBeTaken(std::int32_t handle) {
+  return handle == kNoDatabase || FindStore(handle) != nullptr;
+}
+
+// Of the oldest half only how many they were stays, in one note for each database.
+void LeaveOutOldestHalf(std::vector<KeptNote>& notes) {
+  std::map<std::int32_t, std::size_t> left_out;
+  const auto rest = notes.begin() + static_cast<std::ptrdiff_t>(notes.size() / 2);
+  for (auto old = notes.begin(); old != rest; ++old)
+    if (CanBeTaken(old->handle)) left_out[old->handle] += std::max(old->left_out, std::size_t{1});
+  std::vector<KeptNote> kept;
+  for (const auto& [handle, count] : left_out)
+    kept.push_back({handle,
+                    {"notes-cut",
+                     count == 1 ? "1 note that came before is left out."
+                                : std::to_string(count) + " notes that came before are left out.",
+                     {}},
+                    count});
+  std::move(rest, notes.end(), std::back_inserter(kept));
+  notes = std::move(kept);
+}
 
 }  // namespace
 
@@ -142,18 +175,17 @@ std::shared_ptr<Store> StoreOf(std::int32_t handle) { return FindStore(handle); 
 
 std::vector<Note> TakeNotes() {
   std::vector<Note> notes;
-  for (auto& [handle, note] : std::exchange(thread_notes.notes, {}))
-    notes.push_back(std::move(note));
+  for (auto& each : std::exchange(thread_notes.notes, {})) notes.push_back(std::move(each.note));
   return notes;
 }
 
 std::vector<Note> TakeNotes(std::int32_t handle) {
   std::vector<Note> notes;
-  std::vector<std::pair<std::int32_t, Note>> others;
+  std::vector<KeptNote> others;
   for (auto& each : thread_notes.notes) {
-    if (each.first == handle || each.first == kNoDatabase) {
-      notes.push_back(std::move(each.second));
-    } else if (FindStore(each.first) != nullptr) {  // nobody will ask for those of others
+    if (each.handle == handle || each.handle == kNoDatabase) {
+      notes.push_back(std::move(each.note));
+    } else if (CanBeTaken(each.handle)) {
       others.push_back(std::move(each));
     }
   }
@@ -169,8 +201,8 @@ NotesBelongTo::~NotesBelongTo() { thread_notes.handle = before_; }
 void AddNote(std::string code, std::string text, std::string stream) {
   auto& [handle, notes] = thread_notes;
   // A host that never asks for them must not run out of memory.
-  if (notes.size() == kMaxNotes) notes.erase(notes.begin(), notes.begin() + kMaxNotes / 2);
-  notes.emplace_back(handle, Note{std::move(code), std::move(text), std::move(stream)});
+  if (notes.size() >= kMaxNotes) LeaveOutOldestHalf(notes);
+  notes.push_back({handle, {std::move(code), std::move(text), std::move(stream)}});
 }
 
 }  // namespace orvspc::engine::store

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/SharedReading.h"
 
-#include <algorithm>
 #include <exception>
 #include <system_error>
 #include <utility>
@@ -52,24 +51,23 @@ bool SecondReader::Join() noexcept {
   return false;
 }
 
-bool OtherEnd::Meets(const RecordView& record, bool forward, Progress& progress) {
-  const auto point = PointOf(record.Time(), record.Subgroup());
-  if (progress.steps++ % stride_ == 0) {
-    (forward ? from_oldest_ : from_newest_) = point;
-    progress.other = forward ? from_newest_ : from_oldest_;
-  }
-  return forward ? point >= progress.other : point <= progress.other;
+bool OtherEnd::Meets(const StreamWalk::Run& run, bool forward) {
+  const auto last = run.chunk->Record(forward ? run.end - 1 : run.begin).Key();
+  const auto point = PointOf(last.time, last.subgroup);
+  (forward ? from_oldest_ : from_newest_) = point;
+  return forward ? point >= from_newest_ : point <= from_oldest_;
 }
 
 void OtherEnd::Read(const StreamReader& reader, const Stream& stream) noexcept {
   try {
-    reader.Walk(second_.Get(), stream, forward_, [&](const RecordView& record) {
-      if (stopped_.load(std::memory_order_relaxed)) return false;
-      if (reader.Take(stream, record, set_) && set_.subgroups.size() == 1) {
-        reader.Reserve(set_);
-      }
-      return !Meets(record, forward_, second_progress_);
-    });
+    auto walk = reader.Walk(second_.Get(), stream, forward_);
+    while (const auto run = walk.Next()) {
+      if (stopped_.load(std::memory_order_relaxed)) return;
+      const bool is_first = set_.Count() == 0;
+      reader.TakeRun(stream, *run, forward_ ? set_.data : set_.Next());
+      if (is_first && set_.Count() > 0) reader.Reserve(set_.data);
+      if (Meets(*run, forward_)) return;
+    }
   } catch (...) {
     failure_ = std::current_exception();
   }
@@ -91,29 +89,33 @@ std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream
   }
 }
 
-DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit) {
-  if (!ascending.subgroups.empty()) {
-    const auto last = PointOfLast(ascending);
-    while (!descending.subgroups.empty() && PointOfLast(descending) <= last) {
-      descending.subgroups.pop_back();
-      if (!descending.sizes.empty()) descending.sizes.pop_back();
-    }
+DataSet Join(DataSet ascending, DescendingRuns descending, std::int64_t limit) {
+  auto& [newer, starts] = descending;
+  if (ascending.subgroups.empty() && starts.size() <= 1) {
+    ascending = std::move(newer);
+    newer = {};
   }
-  if (!ascending.keys.empty()) MakeKeyed(descending);
-  if (!descending.subgroups.empty() && !descending.keys.empty()) MakeKeyed(ascending);
-  const auto room = static_cast<std::int64_t>(ascending.subgroups.size()) +
-                    static_cast<std::int64_t>(descending.subgroups.size()) - limit;
-  if (room > 0) {
-    DataSet newest;
-    for (auto i = static_cast<std::size_t>(room); i < ascending.subgroups.size(); ++i) {
-      CopySubgroup(ascending, i, newest);
-    }
-    ascending = std::move(newest);
+  const auto last = ascending.subgroups.empty() ? 0 : PointOfLast(ascending);
+  if (!ascending.keys.empty()) MakeKeyed(newer);
+  if (!newer.subgroups.empty() && !newer.keys.empty()) MakeKeyed(ascending);
+  ascending.subgroups.reserve(ascending.subgroups.size() + newer.subgroups.size());
+  ascending.values.reserve(ascending.values.size() + newer.values.size());
+  auto end = newer.subgroups.size();
+  for (; !starts.empty() && end > 0; starts.pop_back()) {
+    auto begin = starts.back();
+    const auto start = begin;
+    const auto point_at = [&](std::size_t i) {
+      return PointOf(newer.subgroups[i].Sgtm, newer.subgroups[i].Sgrp);
+    };
+    while (begin < end && point_at(begin) <= last) ++begin;
+    CopySubgroups(newer, begin, end, ascending);
+    end = start;
   }
-  ascending.subgroups.reserve(ascending.subgroups.size() + descending.subgroups.size());
-  ascending.values.reserve(ascending.values.size() + descending.values.size());
-  for (auto i = descending.subgroups.size(); i-- > 0;) CopySubgroup(descending, i, ascending);
-  return ascending;
+  const auto room = static_cast<std::int64_t>(ascending.subgroups.size()) - limit;
+  if (room <= 0) return ascending;
+  DataSet newest;
+  CopySubgroups(ascending, static_cast<std::size_t>(room), ascending.subgroups.size(), newest);
+  return newest;
 }
 
 }  // namespace orvspc::engine::store

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "engine/sql/Connection.h"
 #include "engine/store/large_data.h"
@@ -57,22 +57,35 @@ struct TwoThreads {
   bool used = false;                     // set when it was
 };
 
-// A second thread that reads a stream from its other end. Each thread publishes its position
-// periodically and stops where they meet, which halves the work wherever the subgroups lie. What
-// both read in the meantime is dropped by Join.
+// Runs of subgroups as a walk from the newest on finds them: each ascends, and the first is the
+// newest.
+struct DescendingRuns {
+  DataSet data;
+  std::vector<std::size_t> starts;  // of each run in data
+
+  std::size_t Count() const { return data.subgroups.size(); }
+  // Where the next run goes.
+  DataSet& Next() {
+    if (starts.empty() || starts.back() != Count()) starts.push_back(Count());
+    return data;
+  }
+};
+
+// A second thread that reads a stream from its other end. Each thread publishes its position after
+// each run and stops where they meet, which halves the work wherever the subgroups lie. What both
+// read in the meantime is dropped by Join.
 class OtherEnd {
  public:
   OtherEnd(const StreamReader& reader, const Stream& stream, bool forward, TwoThreads& threads)
       : second_(*threads.second),
-        stride_(std::clamp<std::int64_t>(threads.from / 400, 1, 256)),
         forward_(forward),
         thread_([this, &reader, &stream] { Read(reader, stream); }) {}
   OtherEnd(const OtherEnd&) = delete;
   OtherEnd& operator=(const OtherEnd&) = delete;
   ~OtherEnd() { Stop(); }
 
-  // For the first thread, once it is done with a subgroup: whether the other has been there.
-  bool Meets(const RecordView& record) { return Meets(record, !forward_, first_); }
+  // For the first thread, once it is done with a run: whether the other has been there.
+  bool Meets(const StreamWalk::Run& run) { return Meets(run, !forward_); }
   // The first thread needs no more.
   void Stop() {
     if (!thread_.joinable()) return;
@@ -81,7 +94,7 @@ class OtherEnd {
     second_.Leave();
   }
   // Waits for the end. Throws what the thread has thrown.
-  DataSet Finish() {
+  DescendingRuns Finish() {
     if (thread_.joinable()) thread_.join();
     second_.Leave();
     if (failure_) std::rethrow_exception(failure_);
@@ -89,21 +102,13 @@ class OtherEnd {
   }
 
  private:
-  // On a cache line of its own.
-  struct alignas(64) Progress {
-    std::int64_t steps = 0;
-    std::uint64_t other = 0;  // the other thread's point when last looked at
-  };
-
-  bool Meets(const RecordView& record, bool forward, Progress& progress);
+  bool Meets(const StreamWalk::Run& run, bool forward);
   void Read(const StreamReader& reader, const Stream& stream) noexcept;
 
   SecondReader& second_;
-  const std::int64_t stride_;
   const bool forward_;  // direction of the second thread
-  DataSet set_;
+  DescendingRuns set_;  // its runs, which ascend if it goes forward
   std::exception_ptr failure_;
-  Progress first_, second_progress_;
   // How far each has come: the subgroup there and all before or after it are read.
   alignas(64) std::atomic<std::uint64_t> from_oldest_ = 0;
   alignas(64) std::atomic<std::uint64_t> from_newest_ = UINT64_MAX;
@@ -115,8 +120,8 @@ class OtherEnd {
 std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream, bool forward,
                                 TwoThreads& threads);
 
-// The newest subgroups of a set that ascends and one that descends, which may overlap.
-DataSet Join(DataSet ascending, DataSet descending, std::int64_t limit);
+// The newest subgroups of a set that ascends and of runs that descend, which may overlap.
+DataSet Join(DataSet ascending, DescendingRuns descending, std::int64_t limit);
 
 // Runs a selection inside a read transaction, into a set or, where that is null, in batches. Writes
 // the resolved range and states into info. A Count or TimeCount below 1 is no bound. Throws; info

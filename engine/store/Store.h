@@ -113,7 +113,8 @@ std::shared_ptr<Store> StoreOf(std::int32_t handle);
 // The store of an open database of ours. Throws platform::ExternalFailure.
 std::shared_ptr<Store> StoreOf(platform::Database& database);
 
-// Adds to the thread's notes, of which the oldest half goes when there are kMaxNotes.
+// Adds to the thread's notes. When there are kMaxNotes, one note "notes-cut" takes the place of the
+// oldest half, or one for each of several databases.
 inline constexpr std::size_t kMaxNotes = 100'000;
 void AddNote(std::string code, std::string text, std::string stream = {});
 // Those since the last call.

@@ -18,7 +18,7 @@ namespace orvspc::engine::store {
 class StreamWriter {
  public:
   // More hot rows than these are sealed.
-  static constexpr std::size_t kMaxHot = 200;
+  static constexpr std::size_t kMaxHot = 20;
 
   explicit StreamWriter(sql::Connection& db, std::size_t max_hot = kMaxHot)
       : db_(db), max_hot_(max_hot) {}

@@ -88,6 +88,15 @@ class Chunk {
   RecordView Record(std::size_t place) const { return {*this, place}; }
   RecordKey First() const { return {times_.front(), subgroups_.front()}; }
   RecordKey Last() const { return {times_.back(), subgroups_.back()}; }
+  // Columns, for readers of many records at once.
+  std::span<const std::int32_t> Times() const { return times_; }
+  std::span<const std::int32_t> Subgroups() const { return subgroups_; }
+  std::span<const std::int32_t> Contexts() const { return contexts_; }
+  std::span<const std::int32_t> RowCounts() const { return row_counts_; }
+  std::span<const std::int32_t> RoundedSizes() const { return sizes_; }
+  // The flag, and whether the record has keys or a size that is no whole number.
+  std::span<const std::int32_t> States() const { return states_; }
+
   // How large it is, as ChunkPacker weighs it.
   std::size_t Weight() const;
   bool IsFull() const { return Weight() >= kFullChunk; }

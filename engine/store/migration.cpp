@@ -21,8 +21,8 @@ class Batch {
     constexpr std::size_t kMaxRows = 1 << 18;
     if (stream != stream_ || values_.size() >= kMaxRows) Flush();
     stream_ = stream;
-    measurements_.push_back({record.Time(), record.Subgroup(), context, record.Size(),
-                             record.Flag(), 0, 0, {}, {}});
+    measurements_.push_back(
+        {record.Time(), record.Subgroup(), context, record.Size(), record.Flag(), 0, 0, {}, {}});
     row_counts_.push_back(record.Count());
     for (std::size_t i = 0; i < record.Count(); ++i) {
       values_.push_back(record.Value(i));

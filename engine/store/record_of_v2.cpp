@@ -15,7 +15,7 @@ constexpr std::size_t kSkipped = sizeof(std::uint32_t);  // the checksum itself
 // Mixes alternate words into two states, so that the processor can compute both multiplications at
 // once. Mixing maps different words to different states, and different states to different states:
 // a change within one word always changes the state at the end.
-std::uint32_t Checksum(const std::byte* data, std::size_t length) {
+std::uint32_t ChecksumOfV2(const std::byte* data, std::size_t length) {
   constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15u;
   std::uint64_t lanes[2] = {kOdd ^ length, ~kOdd};
   const auto mix = [](std::uint64_t& state, std::uint64_t word) {
@@ -81,7 +81,7 @@ void Pack(const PackedFacts& facts, std::span<const TestRow> rows, std::vector<s
                   static_cast<std::uint8_t>(facts.flag),
                   0};
   std::memcpy(out.data(), &head, sizeof head);
-  head.checksum = Checksum(out.data() + kSkipped, out.size() - kSkipped);
+  head.checksum = ChecksumOfV2(out.data() + kSkipped, out.size() - kSkipped);
   std::memcpy(out.data(), &head, sizeof head);
 }
 
@@ -96,7 +96,7 @@ std::optional<PackedView> PackedView::Of(std::span<const std::byte> blob) {
       LengthOf(layout, view.head_.count) != blob.size()) {
     return std::nullopt;
   }
-  if (Checksum(blob.data() + kSkipped, blob.size() - kSkipped) != view.head_.checksum) {
+  if (ChecksumOfV2(blob.data() + kSkipped, blob.size() - kSkipped) != view.head_.checksum) {
     return std::nullopt;
   }
   view.body_ = blob.data() + sizeof(PackedHead);

@@ -53,7 +53,7 @@ void Selection::FindNewest() {
   DataSet scratch;
   std::optional<std::int32_t> newest;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, false, [&](const RecordView& record) {
+    reader.Walk(connection, stream, false).ForEach([&](const RecordView& record) {
       if (newest && record.Time() <= *newest) return false;
       if (!reader.Take(stream, record, scratch)) return true;
       newest = record.Time();
@@ -78,11 +78,10 @@ void Selection::Read(DataSet& out) {
   const auto& streams = conditions.streams;
   if (streams.empty()) return;
   const bool limited = IsLimited();
-  if (streams.size() == 1 && limited) return RunOne(streams.front(), false, out);
   FindNewest();
   if (range.NeedsNewest()) return;
   if (streams.size() == 1) {
-    RunOne(streams.front(), true, out);
+    RunOne(streams.front(), !limited, out);
   } else if (limited) {
     RunNewestMerged(out);
   } else {
@@ -91,35 +90,40 @@ void Selection::Read(DataSet& out) {
 }
 
 void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
-  DataSet read, others;
-  const auto limit = static_cast<std::uint64_t>(conditions.limit);
+  DescendingRuns read, others;
+  const auto limit = forward ? SIZE_MAX : static_cast<std::size_t>(conditions.limit);
   const auto alone = threads.second == nullptr ? kNoLimit : threads.from / 8;
   std::int64_t seen = 0;
   std::unique_ptr<OtherEnd> other;
-  reader.Walk(connection, stream, forward, [&](const RecordView& record) {
-    // The walk began before the range of the newest was known.
-    if (!forward && record.Time() < range.Start()) return false;
-    if (seen++ == alone && !range.NeedsNewest()) other = Share(reader, stream, !forward, threads);
-    if (reader.Take(stream, record, read)) {
-      if (range.NeedsNewest()) range.SetNewest(record.Time());
-      if (read.subgroups.size() == 1) reader.Reserve(read);
-      if (read.subgroups.size() >= limit && !forward) {
-        if (other) other->Stop();
-        return false;
+  auto walk = reader.Walk(connection, stream, forward);
+  while (const auto run = walk.Next()) {
+    const bool is_first = read.Count() == 0;
+    if (forward) {
+      reader.TakeRun(stream, *run, read.data);
+    } else {
+      // No more than are still wanted, the newest first.
+      for (auto rest = *run; rest.Count() > 0 && read.Count() < limit;) {
+        const auto count = std::min(rest.Count(), limit - read.Count());
+        reader.TakeRun(stream, {rest.chunk, rest.end - count, rest.end}, read.Next());
+        rest.end -= count;
       }
+      if (read.Count() >= limit) break;
     }
-    return !other || !other->Meets(record);
-  });
-  if (other && read.subgroups.size() < limit) others = other->Finish();
+    if (is_first && read.Count() > 0) reader.Reserve(read.data);
+    if (other && other->Meets(*run)) break;
+    const bool was_alone = seen <= alone;
+    seen += static_cast<std::int64_t>(run->Count());
+    if (was_alone && seen > alone) other = Share(reader, stream, !forward, threads);
+  }
+  if (other && read.Count() < limit) others = other->Finish();
   other.reset();
   if (!forward) std::swap(read, others);
-  out = Join(std::move(read), std::move(others), conditions.limit);
+  out = Join(std::move(read.data), std::move(others), conditions.limit);
 }
 
-Place PlaceOfLast(const DataSet& set) {
-  const auto& subgroup = set.subgroups.back();
-  return {subgroup.Sgtm, subgroup.Sgrp, subgroup.Test,
-          static_cast<std::uint32_t>(set.subgroups.size() - 1)};
+Place PlaceOf(const DataSet& set, std::size_t index) {
+  const auto& subgroup = set.subgroups[index];
+  return {subgroup.Sgtm, subgroup.Sgrp, subgroup.Test, static_cast<std::uint32_t>(index)};
 }
 
 // Merges ascending runs, whose ends are given, pair by pair.
@@ -140,7 +144,7 @@ void MergeRuns(std::vector<Place>& places, std::vector<std::ptrdiff_t> ends) {
 
 void Gather(const DataSet& read, std::span<const Place> places, DataSet& out) {
   out.subgroups.reserve(places.size());
-  for (const auto& place : places) CopySubgroup(read, place.index, out);
+  for (const auto& place : places) CopySubgroups(read, place.index, place.index + 1, out);
 }
 
 void Selection::RunAllMerged(DataSet& out) {
@@ -148,10 +152,13 @@ void Selection::RunAllMerged(DataSet& out) {
   std::vector<Place> places;
   std::vector<std::ptrdiff_t> ends;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, true, [&](const RecordView& record) {
-      if (reader.Take(stream, record, read)) places.push_back(PlaceOfLast(read));
-      return true;
-    });
+    auto walk = reader.Walk(connection, stream, true);
+    while (const auto run = walk.Next()) {
+      reader.TakeRun(stream, *run, read);
+      while (places.size() < read.subgroups.size()) {
+        places.push_back(PlaceOf(read, places.size()));
+      }
+    }
     ends.push_back(static_cast<std::ptrdiff_t>(places.size()));
   }
   MergeRuns(places, std::move(ends));
@@ -164,11 +171,11 @@ void Selection::RunNewestMerged(DataSet& out) {
   // The newest so far, the oldest of them on top.
   std::priority_queue<Place, std::vector<Place>, std::greater<>> newest;
   for (const auto& stream : conditions.streams) {
-    reader.Walk(connection, stream, false, [&](const RecordView& record) {
+    reader.Walk(connection, stream, false).ForEach([&](const RecordView& record) {
       const Place next{record.Time(), record.Subgroup(), stream.test, 0};
       if (newest.size() == limit && next < newest.top()) return false;
       if (!reader.Take(stream, record, read)) return true;
-      newest.push(PlaceOfLast(read));
+      newest.push(PlaceOf(read, read.subgroups.size() - 1));
       if (newest.size() > limit) newest.pop();
       return true;
     });
@@ -228,12 +235,11 @@ std::optional<std::int32_t> Selection::Bring(sql::Connection& db, const Stretch&
     batch.keys.clear();
     batch.sizes.clear();
   };
-  reader.WalkBetween(db, *stretch.stream, true, stretch.start, stretch.end,
-                     [&](const RecordView& record) {
-                       reader.Take(*stretch.stream, record, batch);
-                       if (batch.values.size() >= kBatch) flush();
-                       return true;
-                     });
+  StreamWalk walk(db, stretch.stream->id, true, stretch.start, stretch.end);
+  while (const auto run = walk.Next()) {
+    reader.TakeRun(*stretch.stream, *run, batch);
+    if (batch.values.size() >= kBatch) flush();
+  }
   flush();
   return newest;
 }

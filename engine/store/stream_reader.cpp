@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 
@@ -40,6 +41,60 @@ bool StreamReader::Take(const Stream& stream, const RecordView& record, DataSet&
   out.subgroups.back().Test_Start = static_cast<std::int32_t>(first);
   out.subgroups.back().Test_End = static_cast<std::int32_t>(out.values.size()) - 1;
   return true;
+}
+
+// Whether the records of the run go into the data set whole, as they lie side by side.
+bool StreamReader::IsSimple(const StreamWalk::Run& run) const {
+  if (!takes_all_) return false;
+  constexpr std::int32_t kSpecial = kKeyedState | kFractionState;
+  return std::ranges::all_of(
+      run.chunk->States().subspan(run.begin, run.Count()), [&](std::int32_t state) {
+        const bool is_asked = conditions_.states == 0 || (conditions_.states & (1 << state)) != 0;
+        return (state & kSpecial) == 0 && is_asked;
+      });
+}
+
+void StreamReader::TakeRun(const Stream& stream, const StreamWalk::Run& run, DataSet& out) const {
+  if (!IsSimple(run) || !out.keys.empty() || !out.sizes.empty()) {
+    for (auto i = run.begin; i < run.end; ++i) Take(stream, run.chunk->Record(i), out);
+    return;
+  }
+  const auto& chunk = *run.chunk;
+  const auto times = chunk.Times(), subgroups = chunk.Subgroups(), contexts = chunk.Contexts(),
+             counts = chunk.RowCounts(), sizes = chunk.RoundedSizes(), states = chunk.States();
+  const auto first_row = out.values.size();
+  const auto rows = static_cast<std::size_t>(
+      std::accumulate(counts.begin() + static_cast<std::ptrdiff_t>(run.begin),
+                      counts.begin() + static_cast<std::ptrdiff_t>(run.end), std::int64_t{0}));
+  out.values.resize(first_row + rows);
+  std::memcpy(out.values.data() + first_row, chunk.Record(run.begin).Values(),
+              rows * sizeof(double));
+  const auto first = out.subgroups.size();
+  out.subgroups.resize(first + run.Count());
+  auto* to = out.subgroups.data() + first;
+  auto row = static_cast<std::int32_t>(first_row);
+  std::int32_t context = 0;
+  auto like = cache_.context_rows[0];
+  like.Part = stream.part;
+  like.Prcs = stream.process;
+  like.Test = stream.test;
+  for (auto i = run.begin; i < run.end; ++i) {
+    if (contexts[i] != context) {
+      context = contexts[i];
+      like = cache_.context_rows[cache_.PlaceOfContextOf(chunk.Record(i))];
+      like.Part = stream.part;
+      like.Prcs = stream.process;
+      like.Test = stream.test;
+    }
+    like.Sgtm = times[i];
+    like.Sgrp = subgroups[i];
+    like.Size = sizes[i];
+    like.Flag = states[i];
+    like.Test_Start = row;
+    row += counts[i];
+    like.Test_End = row - 1;
+    *to++ = like;
+  }
 }
 
 bool StreamReader::HasWantedDefect(const RecordView& view) const {

@@ -21,25 +21,28 @@ class StreamReader {
  public:
   // All three must outlive it; the range may be narrowed between two walks.
   StreamReader(const StoreCache& cache, const Conditions& conditions, const TimeRange& range)
-      : cache_(cache), conditions_(conditions), range_(range) {}
+      : cache_(cache),
+        conditions_(conditions),
+        range_(range),
+        takes_all_(conditions.contexts.empty() && !conditions.with_descriptors &&
+                   !conditions.defects && conditions.item == 0 &&
+                   conditions.first_subgroup == INT32_MIN &&
+                   conditions.last_subgroup == INT32_MAX) {}
 
-  // Walks the stream from its oldest or its newest subgroup on. visit(record) returns false
-  // to stop.
-  template <class Visit>
-  void Walk(sql::Connection& db, const Stream& stream, bool forward, Visit visit) const {
-    WalkBetween(db, stream, forward, range_.Start(), range_.End(), visit);
+  // What the range has of the stream, from the oldest or the newest subgroup on.
+  StreamWalk Walk(sql::Connection& db, const Stream& stream, bool forward) const {
+    return {db, stream.id, forward, range_.Start(), range_.End()};
   }
-  // Both ends belong to it.
-  template <class Visit>
-  void WalkBetween(sql::Connection& db, const Stream& stream, bool forward, std::int32_t start,
-                   std::int32_t end, Visit visit) const;
 
   // Appends the subgroup if it meets every condition but the time.
   bool Take(const Stream& stream, const RecordView& record, DataSet& out) const;
+  // Appends those of the run that meet them, the oldest first.
+  void TakeRun(const Stream& stream, const StreamWalk::Run& run, DataSet& out) const;
   // Once the first subgroup is there, which shows how many rows one has.
   void Reserve(DataSet& out) const;
 
  private:
+  bool IsSimple(const StreamWalk::Run& run) const;
   bool TakeRows(const Stream& stream, const RecordView& view, DataSet& out) const;
   bool HasWantedDefect(const RecordView& view) const;
   void AppendSubgroup(const Stream& stream, const RecordView& record, std::size_t context,
@@ -48,12 +51,7 @@ class StreamReader {
   const StoreCache& cache_;
   const Conditions& conditions_;
   const TimeRange& range_;
+  bool takes_all_;  // subgroups of the states asked for, with all rows
 };
-
-template <class Visit>
-void StreamReader::WalkBetween(sql::Connection& db, const Stream& stream, bool forward,
-                               std::int32_t start, std::int32_t end, Visit visit) const {
-  StreamWalk(db, stream.id, forward, start, end).ForEach(visit);
-}
 
 }  // namespace orvspc::engine::store

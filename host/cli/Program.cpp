@@ -10,6 +10,7 @@
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
+#include "system/system.h"
 
 namespace orvspc::cli {
 
@@ -67,7 +68,7 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
   more.Blank();
   more.Line("example:");
   // Broken as a shell takes it, so that it can still be copied: never inside quotes.
-  const std::string continued = " \\";
+  const std::string continued = {' ', system::ShellContinuation()};
   constexpr char kQuotedBlank = '\x1f';
   std::string example = std::string("  ") + command.example;
   bool quoted = false;

@@ -65,6 +65,7 @@ std::shared_ptr<platform::Database> ResolveDatabase(
     if (!Database) FailMissingObject();
     auto database = std::dynamic_pointer_cast<platform::Database>(Database);
     if (!database) FailTypeMismatch();
+    database->Confirm();
     return database;
   });
 }

@@ -28,8 +28,8 @@ void TrimFixedString(std::u16string& text);
 // its left and blanks behind it.
 std::string TrimFixedField(std::span<char16_t> field);
 
-// The untyped object as a database; no call is made on it. Null fails with 91, an object that is no
-// database with 13.
+// The untyped object as a database; no call is made on it but Confirm. Null fails with 91, an
+// object that is no database with 13.
 std::shared_ptr<platform::Database> ResolveDatabase(
     const std::shared_ptr<platform::Object>& Database);
 

@@ -10,6 +10,10 @@ namespace orvspc::platform {
 // The host's open database.
 class Database : public Object {
  public:
+  // The cast of an untyped object to a database calls it. It fails when the object turns out to be
+  // none, as a host's object may when it is asked; what it is asked opens and changes nothing.
+  virtual void Confirm() {}
+
   // The number of the open connection. The library reads it afresh before each native
   // call and never keeps it.
   virtual std::int32_t ConnectionHandle() = 0;

@@ -96,14 +96,17 @@ class DataSelect : public platform::Object {
   // - 9: a cell is written beyond the 30001st. Cells that are only passed count, but do not fail.
   bool API_GetData(API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter) const;
   // Replaces the selection by the flat form; not the exact inverse. Fails with 9 where the array is
-  // shorter than its blocks say, and what was read before then stays.
-  bool API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter);
+  // shorter than its blocks say or begins behind them, and what was read before then stays.
+  // LowerBound is the index of the array's first cell; the blocks begin at 0.
+  bool API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter,
+                   std::int32_t LowerBound = 0);
 
   // Runs the selection. Nothing found gives an empty result. Writes the flat form, as the database
   // library left it, back into this object: use a clone to keep the choices.
   std::shared_ptr<SubgroupData> GetSubgroupData(const std::shared_ptr<platform::Object>& Database);
   // The events of the selection, MaximumItems at most. Nothing found gives an empty result. Fails
-  // with 9 where MaximumItems is below 1, as a text can leave it.
+  // with 9 where MaximumItems is below 1, as a text can leave it, and with 6 where it is the
+  // smallest of all.
   std::shared_ptr<EventData> GetEventData(const std::shared_ptr<platform::Object>& Database) const;
 
   // Replaces all settings, those without a property too.

@@ -94,8 +94,16 @@ void LoadDSFilter(FilterWriter& out, const DataSelectDescriptor* descriptor) {
   });
 }
 
+// The cells by the indices of the host's array, whose first one may be another than 0.
+struct FilterCells {
+  const Array<std::int32_t>& cells;
+  std::int32_t lower;
+
+  std::int32_t operator[](std::int64_t index) const { return cells[index - lower]; }
+};
+
 // Reads the block at index, moves index past it, and adds the descriptor to the collection.
-void LoadDescriptors(const Array<std::int32_t>& filter, std::int32_t& index,
+void LoadDescriptors(const FilterCells& filter, std::int32_t& index,
                      DataSelectDescriptors& descriptors, DescriptorTypes type,
                      std::int32_t filter_type) {
   Traced("DataSelect.LoadDescriptors", [&] {
@@ -173,7 +181,8 @@ bool DataSelect::API_GetData(API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter) 
   });
 }
 
-bool DataSelect::API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter) {
+bool DataSelect::API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter,
+                             std::int32_t LowerBound) {
   return Traced("DataSelect.API_SetData", [&] {
     settings_.ItemTypes = DSInfo.Type;
     settings_.MaximumItems = DSInfo.Count;
@@ -194,15 +203,16 @@ bool DataSelect::API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>
     settings_.SubgroupEnd = DSInfo.SubgroupEnd;
 
     descriptors_->Clear();
+    const FilterCells cells{DSFilter, LowerBound};
     std::int32_t index = 0;
     for (const Block& block : kBlocks)
-      LoadDescriptors(DSFilter, index, *descriptors_, block.type, DSInfo.*block.filter);
+      LoadDescriptors(cells, index, *descriptors_, block.type, DSInfo.*block.filter);
     if (DSInfo.Filter != 0) {
-      const std::int32_t others = DSFilter[index];
+      const std::int32_t others = cells[index];
       index = checked::Add(index, 1);
       // Deliberate: the filter is a constant, so that a dtOther group comes back as an item list.
       for (std::int32_t i = 0; i < others; ++i)
-        LoadDescriptors(DSFilter, index, *descriptors_, dtOther, ftItemList);
+        LoadDescriptors(cells, index, *descriptors_, dtOther, ftItemList);
     }
     return true;
   });

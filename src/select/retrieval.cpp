@@ -3,6 +3,7 @@
 // what.
 #include <utility>
 
+#include "frame/Checked.h"
 #include "frame/Failure.h"
 #include "frame/Friend.h"
 #include "frame/Outside.h"
@@ -125,7 +126,7 @@ std::shared_ptr<EventData> DataSelect::GetEventData(
     Array<std::int32_t> filter;
     API_GetData(info, filter);
     Array<std::int32_t> events;
-    events.Dimension(0, std::int64_t{info.Count} - 1);
+    events.Dimension(0, checked::Subtract(info.Count, 1));
 
     const auto platform = PlatformInForce();
     DBLib6& library = platform->DBLib();
@@ -133,7 +134,7 @@ std::shared_ptr<EventData> DataSelect::GetEventData(
         0, database->ConnectionHandle(), info, filter.Elements(), events.Elements(), 0);
     Array<API_EventData> rows;
     if (count != 0) {
-      rows.Dimension(0, std::int64_t{count} - 1);
+      rows.Dimension(0, checked::Subtract(count, 1));
       library.VLXDBL_GETEVENTS(0, database->ConnectionHandle(), events.Elements(), rows.Ref(),
                                count, DBLib6::kEvents);
     }

@@ -304,6 +304,19 @@ TEST(Words, OfItemKindsGoBothWays) {
   EXPECT_FALSE(ItemKindFromWord("thing"));
 }
 
+TEST(Times, BlanksAndTabsAroundThemAreLeftOut) {
+  for (const std::string blanks : {" ", "\t", " \t ", "\t \t"}) {
+    EXPECT_EQ(ParseTime(blanks + "1970-01-02"), 86400);
+    EXPECT_EQ(ParseTime("1970-01-02" + blanks), 86400);
+    EXPECT_EQ(ParseTime(blanks + "1970-01-02" + blanks, true), 2 * 86400 - 1);
+    EXPECT_EQ(ParseTime(blanks + "1970-01-02T00:00:07" + blanks), 86407);
+    EXPECT_FALSE(ParseTime(blanks));
+  }
+  EXPECT_FALSE(ParseTime(""));
+  EXPECT_FALSE(ParseTime("1970-01 -02")) << "not inside";
+  EXPECT_FALSE(ParseTime("\n1970-01-02")) << "nor other white space";
+}
+
 TEST(Times, ADayEndsWithItsLastSecond) {
   EXPECT_EQ(ParseTime("1970-01-02"), 86400);
   EXPECT_EQ(ParseTime("1970-01-02", true), 2 * 86400 - 1);

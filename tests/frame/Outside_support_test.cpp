@@ -30,6 +30,22 @@ TEST(Support, ResolveDatabaseRefusesWhatIsNoDatabase) {
   EXPECT_EQ(null.Source(), "Support.ResolveDatabase|orvSPCAnalysis6");
 }
 
+// Only when it is asked does it turn out to be none.
+class DoubtfulDatabase : public platform::Database {
+ public:
+  void Confirm() override { throw platform::ExternalFailure(-5, "Host.Object", "gone"); }
+  std::int32_t ConnectionHandle() override { return 0; }
+  std::int32_t DatabaseValue(std::int32_t) override { return 0; }
+};
+
+TEST(Support, ResolveDatabasePassesOnWhyAnObjectIsNoDatabase) {
+  const auto failure =
+      fake::FailureOf([] { ResolveDatabase(std::make_shared<DoubtfulDatabase>()); });
+  EXPECT_EQ(failure.Number(), -5);
+  EXPECT_EQ(failure.Source(), "Support.ResolveDatabase|Host.Object");
+  EXPECT_EQ(failure.Description(), "gone");
+}
+
 TEST(Support, ResolveRuleDefPreparesThenReads) {
   fake::FakeScope fake;
   fake.script().rules = {{1, "beyond"}};

@@ -5,6 +5,7 @@
 
 #include "engine/Embedded.h"
 #include "host/cli/Analysis.h"
+#include "host/render/chart/Chart.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -65,6 +66,33 @@ TEST_F(AttributeChart, TheTitleTellsOfWeightedPoints) {
             std::string::npos);
   EXPECT_NE(Chart("--part A --graph1 p --cusum").out.find("Cusum of p"), std::string::npos);
   EXPECT_EQ(Chart("--part A --graph1 p --ewma none").out.find("EWMA"), std::string::npos);
+}
+
+TEST_F(AttributeChart, DefectsAUnitAreACountToo) {
+  const auto averaged = Chart("--part B --graph1 u --ewma standard --format html").out;
+  EXPECT_NE(averaged.find("EWMA of u"), std::string::npos);
+  EXPECT_NE(averaged.find("weight 0.2 of the newest point, mean 0.266667 by defects / units"),
+            std::string::npos);
+}
+
+TEST(AttributeChartModel, ATypeBehindThoseOfCountsIsNone) {
+  render::ChartDocument document;
+  document.chart.processing = std::make_shared<CCProcessing>();
+  document.chart.processing->EWMA(ccEwmaStandard);
+  document.chart.subgroups.rows.resize(1);
+  document.requested[0] = render::kNotKnown;
+  render::GraphRead graph;
+  graph.index = 1;
+  graph.points = {1.0};
+  for (const int beyond : {0, 1}) {
+    graph.type = ccGraph1U + beyond;
+    document.chart.graphs = {graph};
+    const auto view = render::MakeChartView(document, [](auto, auto) { return std::string("x"); });
+    const bool count = beyond == 0;
+    EXPECT_EQ(view.graphs[0].title, count ? "EWMA of u" : "graph");
+    EXPECT_EQ(view.graphs[0].from_zero, count);
+    EXPECT_EQ(view.graphs[0].caption.find("weight 0.2") != std::string::npos, count);
+  }
 }
 
 TEST_F(AttributeChart, TheAxisOfACusumGoesBelowZero) {

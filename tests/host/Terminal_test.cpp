@@ -14,6 +14,14 @@ namespace orvspc::host {
 using namespace render;
 namespace {
 
+TEST(Terminal, AChartWithoutSignalsSaysSo) {
+  const std::string none = "\nno signals, no values out of specification\n";
+  const std::string text = RenderChartText(SimpleView(9), {100, false});
+  EXPECT_NE(text.find(none), std::string::npos) << text;
+  EXPECT_EQ(text.find("signals and values out of specification:"), std::string::npos);
+  EXPECT_EQ(RenderChartText(SimpleView(10), {100, false}).find(none), std::string::npos);
+}
+
 TEST(Terminal, TheDrawingHasPointsLimitsAndMarks) {
   const std::string text = RenderChartText(SimpleView(25), {100, false});
   for (const char* piece :

@@ -2,6 +2,8 @@
 // GetEventData: the two calls, their arguments, and what becomes of the count.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 #include "select/DataSelect.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
@@ -89,6 +91,21 @@ TEST_F(GetEventData, AMaximumOfZeroFailsBeforeTheDatabaseIsReached) {
     EXPECT_EQ(failure.Source(), "DataSelect.GetEventData|orvSPCAnalysis6");
     EXPECT_EQ(fake_.log().Lines(), Lines{});
   }
+}
+
+TEST_F(GetEventData, TheSmallestMaximumOverflowsBeforeTheDatabaseIsReached) {
+  select_.SetXML("<DataSelect MaximumItems=\"-2147483648\"/>");
+  const auto failure = fake::FailureOf([&] { Get(); });
+  EXPECT_EQ(failure.Number(), 6);
+  EXPECT_EQ(failure.Description(), "Overflow");
+  EXPECT_EQ(failure.Source(), "DataSelect.GetEventData|orvSPCAnalysis6");
+  EXPECT_EQ(fake_.log().Lines(), Lines{});
+}
+
+TEST_F(GetEventData, TheSmallestCountOverflows) {
+  fake_.script().event_result = INT32_MIN;
+  EXPECT_EQ(fake::NumberOf([&] { Get(); }), 6);
+  EXPECT_EQ(fake_.log().Count("VLXDBL_GETEVENTS"), 0);
 }
 
 TEST_F(GetEventData, ANegativeCountFailsInTheDimensioning) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 
@@ -90,6 +91,11 @@ TEST(SystemProgramTest, WordsBehindTheProgram) {
   char* words[] = {name, word};
   EXPECT_EQ(CommandLine(2, words), std::vector<std::string>{"--db"});
   EXPECT_TRUE(std::filesystem::exists(ProgramFile()));
+}
+
+TEST(SystemProgramTest, AShellReadsOnBehindItsContinuation) {
+  const std::string command = std::string("[ a ") + ShellContinuation() + "\n = a ]";
+  EXPECT_EQ(std::system(command.c_str()), 0);
 }
 
 TEST(SystemProgramTest, WordsOfAShell) {

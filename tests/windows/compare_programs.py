@@ -98,9 +98,11 @@ def difference(a: str, b: str) -> str | None:
 
 
 def neutral(text: str) -> str:
-    """Command lines without the program's path and the quotes of the system's shell."""
+    """Command lines without the program's path and the quotes of the system's shell, and lines that
+    go on in the next one as Linux ends them."""
     lines = []
     for line in text.split("\n"):
+        line = re.sub(r" \^$", r" \\", line)
         if line.startswith("All charts: "):
             line = line.replace("\\", "/")
             line = "All charts: " + "/".join(line.split("/")[-2:])
@@ -189,6 +191,9 @@ def self_test() -> list[str]:
     ]
     faults = [f"taken for different: {a!r} and {b!r}" for a, b in equal if difference(a, b)]
     faults += [f"taken for equal: {a!r} and {b!r}" for a, b in unequal if not difference(a, b)]
+
+    if neutral("  orvspc x ^\n      y ^ z") != "  orvspc x \\\n      y ^ z":
+        faults.append("a line that goes on is not neutral")
 
     # Whole programs: each script prints its words and writes them to a file.
     sound = 'echo "$@"; echo "$@" >"$2"; exit 3'

@@ -14,6 +14,15 @@ if [ "$found" != "$version" ]; then
   echo "--version: $version and $found"
   exit 1
 fi
+# An example that was broken into two lines is one command to the system's shell.
+{ printf '@echo off\n'; wine "$windows" chart --help | sed '1,/^example:$/d; s/^  orvspc/echo/'; } |
+  sed 's/$/\r/' >"$ORVSPC_WORK/example.cmd"
+found=$(cd "$ORVSPC_WORK" && wine cmd.exe /c example.cmd | tr -s ' \r\n' ' ')
+wanted=$("$linux" chart --help | sed '1,/^example:$/d; s/^  orvspc //; s/ \\$//' | tr -s ' \n' ' ')
+if [ "$found" != "$wanted" ] || ! grep -q ' ^.$' "$ORVSPC_WORK/example.cmd"; then
+  echo "The example of chart --help in the system's shell: $found"
+  exit 1
+fi
 "$here/compare_programs.py" --self-test
 "$here/compare_programs.py" "$here/program/commands.txt" "$here/program" "$linux" -- \
                             wine "$windows"

@@ -43,23 +43,26 @@ class Record {
   API_DSInfo info_{};
 };
 
+struct Cells {
+  Array<std::int32_t> values;
+  LONG lower = 0;
+};
+
 // A copy of an array of 32-bit integers; a null one was never dimensioned. Fails with 13 for
-// another array, with 9 for one that is not based at 0.
-Array<std::int32_t> TakeCells(SAFEARRAY* host) {
-  Array<std::int32_t> cells;
+// another array.
+Cells TakeCells(SAFEARRAY* host) {
+  Cells cells;
   if (host == nullptr) return cells;
   if (SafeArrayGetDim(host) != 1 || SafeArrayGetElemsize(host) != sizeof(std::int32_t))
     com::FailTypeMismatch();
-  LONG lower = 0;
   LONG upper = 0;
-  com::Check(SafeArrayGetLBound(host, 1, &lower));
+  com::Check(SafeArrayGetLBound(host, 1, &cells.lower));
   com::Check(SafeArrayGetUBound(host, 1, &upper));
-  if (lower != 0) FailSubscript();
-  if (upper < 0) return cells;
-  cells.Dimension(0, upper);
+  if (upper < cells.lower) return cells;
+  cells.values.Dimension(0, std::int64_t{upper} - cells.lower);
   void* data = nullptr;
   com::Check(SafeArrayAccessData(host, &data));
-  std::memcpy(cells.Elements().data(), data, cells.Elements().size_bytes());
+  std::memcpy(cells.values.Elements().data(), data, cells.values.Elements().size_bytes());
   com::Check(SafeArrayUnaccessData(host));
   return cells;
 }
@@ -115,7 +118,7 @@ STDMETHODIMP DataSelectAdapter::API_SetData(::API_DSInfo* ds_info, SAFEARRAY** d
     Record info(ds_info);
     const auto cells =
         Traced("DataSelect.API_SetData", [&] { return TakeCells(Given(ds_filter)); });
-    return o.API_SetData(info, cells);
+    return o.API_SetData(info, cells.values, cells.lower);
   });
 }
 

@@ -51,6 +51,18 @@ Words TakeErrorInfo() {
 }
 
 std::string CodeText(HRESULT result) {
+  switch (result) {
+    case DISP_E_TYPEMISMATCH:
+      return "Type mismatch";
+    case DISP_E_OVERFLOW:
+      return "Overflow";
+    case DISP_E_BADINDEX:
+      return "Subscript out of range";
+    case E_OUTOFMEMORY:
+      return "Out of memory";
+    default:
+      break;
+  }
   char text[32];
   std::snprintf(text, sizeof text, "Failure 0x%08lX", static_cast<unsigned long>(result));
   return text;

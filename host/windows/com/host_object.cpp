@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdint>
 #include <memory>
-#include <utility>
+#include <optional>
 
 #include "frame/Failure.h"
 #include "host/windows/com/ComBacked.h"
@@ -22,28 +22,19 @@ std::int32_t NumberIn(Value& value) {
   return value.Get().lVal;
 }
 
-class ForeignObject final : public platform::Object, public ComBacked {
- public:
-  explicit ForeignObject(LateBound object) : object_(std::move(object)) {}
-
-  IDispatch* Dispatch() const override { return object_.Object(); }
-
- private:
-  LateBound object_;
-};
-
 class LateBoundDatabase final : public platform::Database, public ComBacked {
  public:
-  LateBoundDatabase(LateBound object, DISPID handle, DISPID value)
-      : object_(std::move(object)), handle_(handle), value_(value) {}
+  explicit LateBoundDatabase(IDispatch* object) : object_(object) {}
 
   IDispatch* Dispatch() const override { return object_.Object(); }
+
+  void Confirm() override { Names(); }
 
   std::int32_t ConnectionHandle() override {
     Value answer;
     // Deliberate: one after the other, since some script objects refuse both at once. A host may
     // have made a function of it.
-    object_.Invoke(handle_, {DISPATCH_PROPERTYGET, DISPATCH_METHOD}, {}, answer);
+    object_.Invoke(Names().handle, {DISPATCH_PROPERTYGET, DISPATCH_METHOD}, {}, answer);
     return NumberIn(answer);
   }
 
@@ -51,23 +42,34 @@ class LateBoundDatabase final : public platform::Database, public ComBacked {
     Value argument(value);
     Value answer;
     // A host may have made a property with an argument of it.
-    object_.Invoke(value_, {DISPATCH_METHOD, DISPATCH_PROPERTYGET}, {argument.Get()}, answer);
+    object_.Invoke(Names().value, {DISPATCH_METHOD, DISPATCH_PROPERTYGET}, {argument.Get()},
+                   answer);
     return NumberIn(answer);
   }
 
  private:
+  struct Identifiers {
+    DISPID handle, value;
+  };
+
+  const Identifiers& Names() {
+    if (!names_) {
+      const auto handle = object_.Find(u"ConnectionHandle");
+      const auto value = handle ? object_.Find(u"DatabaseValue") : std::nullopt;
+      if (!value) FailTypeMismatch();
+      names_ = {*handle, *value};
+    }
+    return *names_;
+  }
+
   LateBound object_;
-  DISPID handle_, value_;
+  std::optional<Identifiers> names_;
 };
 
 }  // namespace
 
 std::shared_ptr<platform::Object> HostObject(IDispatch* object) {
-  LateBound late(object);
-  const auto handle = late.Find(u"ConnectionHandle");
-  const auto value = handle ? late.Find(u"DatabaseValue") : std::nullopt;
-  if (!value) return std::make_shared<ForeignObject>(std::move(late));
-  return std::make_shared<LateBoundDatabase>(std::move(late), *handle, *value);
+  return std::make_shared<LateBoundDatabase>(object);
 }
 
 }  // namespace orvspc::windows::com

@@ -23,11 +23,12 @@ struct PlainSource : IUnknown {
   virtual std::shared_ptr<platform::Object> PlainObject() = 0;
 };
 
-// A host's object that is none of this server's own. It is ComBacked by that object.
+// A host's object that is none of this server's own. It is ComBacked by that object, and a
+// platform::Database until it is asked.
 //
-// - One that knows the names ConnectionHandle and DatabaseValue is a platform::Database. The names
-//   are looked up here and called late bound later; nothing is called here.
-// - Any other one is a platform::Object and nothing more.
+// - Nothing is asked here. Confirm looks up the names ConnectionHandle and DatabaseValue, which are
+//   called late bound later.
+// - Confirm fails with 13 when the object lacks one of them, and with what the look-up failed with.
 std::shared_ptr<platform::Object> HostObject(IDispatch* object);
 
 // The plain object of a COM object: null for null, that of the adapter for an object of this

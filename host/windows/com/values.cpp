@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/windows/com/values.h"
 
+#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -31,7 +32,7 @@ ArrayVariant TakeArray(const VARIANT& given) {
   const VARIANT& value = Referred(given);
   if ((value.vt & VT_ARRAY) == 0) return {};
   SAFEARRAY* const array = (value.vt & VT_BYREF) != 0 ? *value.pparray : value.parray;
-  if (array == nullptr) return std::vector<std::int32_t>();
+  if (array == nullptr || SafeArrayGetDim(array) == 0) return std::vector<std::int32_t>();
   LONG lower = 0;
   LONG upper = 0;
   Check(SafeArrayGetLBound(array, 1, &lower));
@@ -60,10 +61,14 @@ platform::Cell TakeCell(const VARIANT& given) {
     default:
       break;
   }
-  VARIANT number;
-  VariantInit(&number);
-  Check(VariantChangeType(&number, const_cast<VARIANT*>(&value), 0, VT_I4));
-  return static_cast<std::int32_t>(number.lVal);
+  Value number;
+  if (FAILED(VariantChangeTypeEx(number.Receive(), &copy.Get(), LOCALE_INVARIANT,
+                                 VARIANT_NOVALUEPROP, VT_R8)))
+    FailTypeMismatch();
+  const double real = number.Get().dblVal;
+  const bool fractional = value.vt == VT_CY || value.vt == VT_DECIMAL;
+  if (fractional || real < INT32_MIN || real > INT32_MAX) return real;
+  return static_cast<std::int32_t>(real);
 }
 
 SAFEARRAY* MakeArray(VARTYPE type, const void* values, std::size_t count, std::size_t size) {

@@ -16,6 +16,7 @@
 #include "host/windows/com/failures.h"
 #include "host/windows/com/identity.h"
 #include "host/windows/com/text.h"
+#include "platform/Database.h"
 #include "platform/FixedText.h"
 #include "platform/LimitTable.h"
 #include "select/ArrayVariant.h"
@@ -50,7 +51,8 @@ requires std::is_same_v<To, std::string> To Take(BSTR text) { return FromBstr(te
 // What an automation array in a variant holds. Elements other than 32-bit integers and doubles
 // become as many doubles, which nobody takes for integers; no array is an empty variant.
 ArrayVariant TakeArray(const VARIANT& value);
-// A Long, Double, Date or String; whatever converts to a Long otherwise, else it fails with 13.
+// A Long, Double, Date or String. Of what else is a number, Currency, Decimal and what a Long
+// cannot hold become a Double, the rest a Long. What is no number, objects too, fails with 13.
 platform::Cell TakeCell(const VARIANT& value);
 
 template <class To>
@@ -65,6 +67,9 @@ template <class Plain>
 std::shared_ptr<Plain> Cast(const std::shared_ptr<platform::Object>& object) {
   auto cast = std::dynamic_pointer_cast<Plain>(object);
   if (object && !cast) FailTypeMismatch();
+  if constexpr (std::is_same_v<Plain, platform::Database>) {
+    if (cast) cast->Confirm();
+  }
   return cast;
 }
 // An argument of a class of this server.

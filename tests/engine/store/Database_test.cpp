@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "tests/engine/store/store_fixture.h"
@@ -316,9 +317,43 @@ TEST(Notes, AreBoundedForHostsThatNeverTakeThem) {
   TakeNotes();
   for (std::size_t i = 0; i <= kMaxNotes; ++i) AddNote("code", std::to_string(i));
   const auto notes = TakeNotes();
-  ASSERT_EQ(notes.size(), kMaxNotes / 2 + 1);
-  EXPECT_EQ(notes.front().text, std::to_string(kMaxNotes / 2));
+  ASSERT_EQ(notes.size(), kMaxNotes / 2 + 2);
+  EXPECT_EQ(notes[0].code, "notes-cut");
+  EXPECT_EQ(notes[1].text, std::to_string(kMaxNotes / 2));
   EXPECT_EQ(notes.back().text, std::to_string(kMaxNotes));
+}
+
+TEST(Notes, SayHowManyOfThemAreLeftOut) {
+  TakeNotes();
+  const std::size_t given = 3 * kMaxNotes + 1;
+  for (std::size_t i = 0; i < given; ++i) AddNote("code", std::to_string(i));
+  const auto notes = TakeNotes();
+  ASSERT_GT(notes.size(), 1u);
+  EXPECT_LE(notes.size(), kMaxNotes);
+  const auto left_out = given - (notes.size() - 1);
+  EXPECT_EQ(notes[0].text, std::to_string(left_out) + " notes that came before are left out.");
+  EXPECT_EQ(notes[1].text, std::to_string(left_out)) << "the first one that is kept";
+  EXPECT_EQ(std::ranges::count(notes, "notes-cut", &Note::code), 1);
+}
+
+TEST_F(OpenDatabaseTest, NotesThatAreLeftOutAreCountedForEachDatabase) {
+  const std::int32_t handle = Db().ConnectionHandle();
+  TakeNotes();
+  {
+    const NotesBelongTo closed(handle + 1);
+    AddNote("code", "text");
+  }
+  {
+    const NotesBelongTo opened(handle);
+    AddNote("code", "text");
+  }
+  for (std::size_t i = 0; i < kMaxNotes; ++i) AddNote("code", "text");
+  const auto notes = TakeNotes();
+  ASSERT_GT(notes.size(), 2u);
+  EXPECT_EQ(notes[0].text,
+            std::to_string(kMaxNotes / 2 - 2) + " notes that came before are left out.");
+  EXPECT_EQ(notes[1].text, "1 note that came before is left out.");
+  EXPECT_EQ(notes[2].code, "code") << "none for a database that is closed";
 }
 
 }  // namespace

@@ -221,10 +221,60 @@ void Arrays() {
   V_ARRAY(&value) = SafeArrayCreate(VT_I4, 2, two);
   Claim("an array of two dimensions is refused", FAILED(descriptor->put_ItemIDs(value)));
   VariantClear(&value);
-  V_VT(&value) = VT_ARRAY | VT_I4;
-  V_ARRAY(&value) = nullptr;
-  Claim("no array at all is refused", FAILED(descriptor->put_ItemIDs(value)));
+  SAFEARRAY without{};  // of no dimension
+  without.cbElements = sizeof(LONG);
+  for (SAFEARRAY* const none : {static_cast<SAFEARRAY*>(nullptr), &without}) {
+    V_VT(&value) = VT_ARRAY | VT_I4;
+    V_ARRAY(&value) = none;
+    Fails("no array at all", descriptor->put_ItemIDs(value), Plain(9), 9,
+          "DataSelectDescriptor.ItemIDs(l)|orvSPCAnalysis6", "Subscript out of range");
+  }
   SafeArrayDestroy(array);
+}
+
+// The cells of a flat selection are those from 0 on, wherever the host's array begins.
+void Cells() {
+  const auto cells = [](LONG lower, std::vector<LONG> values) {
+    SAFEARRAYBOUND bound{static_cast<ULONG>(values.size()), lower};
+    SAFEARRAY* const array = SafeArrayCreate(VT_I4, 1, &bound);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      LONG index = lower + static_cast<LONG>(i);
+      SafeArrayPutElement(array, &index, &values[i]);
+    }
+    return array;
+  };
+  auto select = Selected();
+  API_DSInfo info{};
+  SAFEARRAY* filter = nullptr;
+  VARIANT_BOOL done = VARIANT_FALSE;
+  select->API_GetData(&info, &filter, &done);
+  SafeArrayDestroy(filter);
+
+  long items = 0, count = 0;
+  info.Count = 7;
+  filter = cells(1, {0});
+  Claim("without limits no cell is read", SUCCEEDED(select->API_SetData(&info, &filter, &done)));
+  select->get_MaximumItems(&items);
+  Claim("and the fields are there", items == 7);
+  SafeArrayDestroy(filter);
+
+  info.AllPart = 0;
+  info.Count = 8;
+  filter = cells(1, {0, 1, 5});
+  Fails("cells that begin behind 0", select->API_SetData(&info, &filter, &done), Plain(9), 9,
+        "DataSelect.API_SetData|DataSelect.LoadDescriptors|orvSPCAnalysis6",
+        "Subscript out of range");
+  select->get_MaximumItems(&items);
+  Claim("the fields before are stored", items == 8);
+  SafeArrayDestroy(filter);
+
+  filter = cells(-2, {9, 9, 0, 1, 5});
+  Claim("cells before 0 are not read", SUCCEEDED(select->API_SetData(&info, &filter, &done)));
+  const auto descriptors =
+      Got<IDataSelectDescriptors>([&](auto** out) { return select->get_Descriptors(out); });
+  descriptors->get_Count(&count);
+  Claim("and those from 0 on are", count == 1);
+  SafeArrayDestroy(filter);
 }
 
 void HostObjects() {
@@ -371,11 +421,18 @@ void HostNames() {
           "DataSelect.GetSubgroupData|Support.ResolveDatabase|orvSPCAnalysis6", "Type mismatch");
     Claim("it is not called", host.Calls() == 0 && host.References() == 1);
   }
-  HostDatabase gone(never);
-  gone.LookUp(RPC_E_DISCONNECTED);
-  Fails("an object that is gone", Subgroups(*Selected(), &gone), RPC_E_DISCONNECTED,
-        RPC_E_DISCONNECTED, "orvSPCAnalysis6", "Failure 0x80010108");
-  Claim("it is not called", gone.Calls() == 0 && gone.References() == 1);
+  for (const auto& [result, text] :
+       {std::pair{RPC_E_DISCONNECTED, "Failure 0x80010108"}, {E_FAIL, "Failure 0x80004005"}}) {
+    HostDatabase gone(never);
+    gone.LookUp(result);
+    Fails("an object that is gone", Subgroups(*Selected(), &gone), result, result,
+          "DataSelect.GetSubgroupData|Support.ResolveDatabase|orvSPCAnalysis6", text);
+    const auto rules = Made<IRuleDef>(L"orvEngine.RuleDef", IID_IRuleDef);
+    VARIANT_BOOL read = VARIANT_FALSE;
+    Fails("an object that is gone, to the engine", rules->Read(&gone, 0, &read), result, result,
+          "orvEngine", text);
+    Claim("it is not called", gone.Calls() == 0 && gone.References() == 1);
+  }
 
   const auto inner = Made<IDatabase>(L"orvEngine.Database", IID_IDatabase);
   const Text path("sample.db");
@@ -443,6 +500,56 @@ void References() {
   Claim("an empty text is trimmed", SUCCEEDED(trimmer->TrimFixedString(&none)));
   Claim("and stays empty", SysStringLen(none) == 0);
   SysFreeString(none);
+}
+
+// What is put into limit tables besides the four types of their cells.
+void Cell() {
+  const auto row = Made<ISpecLim>(L"orvEngine.SpecLim", IID_ISpecLim);
+  const Text column("F_USL");
+  const auto becomes = [&](const std::string& what, VARIANT given, VARTYPE type, double number) {
+    VARIANT found;
+    VariantInit(&found);
+    Claim(what + " is taken", SUCCEEDED(row->put_Value(column.text, given)));
+    Claim(what + " is given", SUCCEEDED(row->get_Value(column.text, &found)));
+    Claim(what + " keeps its value",
+          V_VT(&found) == type && (type == VT_I4 ? V_I4(&found) : V_R8(&found)) == number);
+    VariantClear(&found);
+  };
+  VARIANT value;
+  VariantInit(&value);
+  becomes("nothing", value, VT_I4, 0);
+  V_VT(&value) = VT_BOOL;
+  V_BOOL(&value) = VARIANT_TRUE;
+  becomes("True", value, VT_I4, -1);
+  V_VT(&value) = VT_CY;
+  V_CY(&value).int64 = 27500;
+  becomes("Currency", value, VT_R8, 2.75);
+  VarDecFromR8(-0.125, &V_DECIMAL(&value));
+  V_VT(&value) = VT_DECIMAL;  // which lies in the first bytes of the decimal
+  becomes("Decimal", value, VT_R8, -0.125);
+  V_VT(&value) = VT_I8;
+  V_I8(&value) = -7;
+  becomes("a small 64-bit integer", value, VT_I4, -7);
+  V_I8(&value) = 5000000000;
+  becomes("a large 64-bit integer", value, VT_R8, 5e9);
+  V_VT(&value) = VT_UI8;
+  becomes("a large unsigned 64-bit integer", value, VT_R8, 5e9);
+  V_VT(&value) = VT_UI4;
+  V_UI4(&value) = 4000000000;
+  becomes("a large unsigned integer", value, VT_R8, 4e9);
+
+  const auto select = Selected();
+  V_VT(&value) = VT_NULL;
+  Fails("Null", row->put_Value(column.text, value), Plain(13), 13, "orvEngine", "Type mismatch");
+  V_VT(&value) = VT_DISPATCH;
+  V_DISPATCH(&value) = select.get();
+  Fails("an object", row->put_Value(column.text, value), Plain(13), 13, "orvEngine",
+        "Type mismatch");
+  V_VT(&value) = VT_ARRAY | VT_I4;
+  V_ARRAY(&value) = SafeArrayCreateVector(VT_I4, 0, 1);
+  Fails("an array", row->put_Value(column.text, value), Plain(13), 13, "orvEngine",
+        "Type mismatch");
+  VariantClear(&value);
 }
 
 // The DLLs say that they can go only when nothing of them is held.
@@ -559,6 +666,8 @@ int main(int count, char** arguments) {
       Messages();
       Numbers();
       Arrays();
+      Cells();
+      Cell();
       HostObjects();
       HostWords();
       HostNames();
