@@ -140,8 +140,11 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
   CheckFile(path, create);
   CheckFolder(path);
   try {
-    return sql::sqlite::OpenFile(
+    auto opened = sql::sqlite::OpenFile(
         path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
+    // Of a file that was brought forward.
+    sql::sqlite::AddChecksums(*opened);
+    return opened;
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
   }

@@ -5,6 +5,8 @@
 
 #include <unordered_map>
 
+#include "engine/sql/sqlite/ChecksumVfs.h"
+
 namespace orvspc::engine::sql {
 namespace {
 
@@ -30,9 +32,12 @@ namespace {
 // A locked file is reported after this long; another program that is creating it gets longer.
 constexpr int kBusyMilliseconds = 500;
 constexpr int kCreatingMilliseconds = 5000;
+// One that writes is waited for.
+constexpr int kWritingMilliseconds = 60000;
 
 SqlError::Kind KindOf(int code) {
   using enum SqlError::Kind;
+  if (code == SQLITE_IOERR_DATA) return Damaged;
   static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
       {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
       {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
@@ -42,9 +47,13 @@ SqlError::Kind KindOf(int code) {
   return Other;
 }
 
+[[noreturn]] void Throw(sqlite3* db, int code) {
+  if (db == nullptr) throw SqlError(KindOf(code), sqlite3_errstr(code));
+  throw SqlError(KindOf(code), code == SQLITE_IOERR_DATA ? DamageOf(db) : sqlite3_errmsg(db));
+}
+
 void Check(sqlite3* db, int code) {
-  if (code == SQLITE_OK) return;
-  throw SqlError(KindOf(code), db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code));
+  if (code != SQLITE_OK) Throw(db, code);
 }
 
 class SqliteStatement final : public Statement {
@@ -83,7 +92,7 @@ class SqliteStatement final : public Statement {
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW) return true;
     if (code == SQLITE_DONE) return false;
-    throw SqlError(KindOf(code), sqlite3_errmsg(db_));
+    Throw(db_, code);
   }
   void Reset() noexcept override { sqlite3_reset(statement_); }
   std::int64_t Changes() const override { return sqlite3_changes64(db_); }
@@ -120,11 +129,30 @@ std::string FileName(const std::string& path) {
 class SqliteConnection final : public Connection {
  public:
   SqliteConnection(const std::string& path, int flags) {
+    const char* const layer = ChecksumVfs();
+    if (layer == nullptr) Throw(nullptr, SQLITE_NOMEM);
     sqlite3* raw = nullptr;
     const int code =
-        sqlite3_open_v2(FileName(path).c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+        sqlite3_open_v2(FileName(path).c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, layer);
     db_.reset(raw);
     Check(raw, code);
+    sqlite3_extended_result_codes(raw, 1);
+  }
+
+  // A file that is yet to be made gets a checksum on each page.
+  void UseChecksumsIfNew() {
+    if (Number("PRAGMA page_count") == 0) Reserve(kReservedBytes);
+  }
+  void AddChecksums() {
+    Number("PRAGMA schema_version");  // reads the header
+    if (Reserve(-1) >= kReservedBytes) return;
+    // In the log, so that a kill leaves the former pages or the new ones.
+    UseWriteAheadLog(kWritingMilliseconds);
+    Reserve(kReservedBytes);
+    Patience(kWritingMilliseconds);
+    Execute("VACUUM");
+    Patience(kBusyMilliseconds);
+    EmptyLog();
   }
 
   Statement& Prepared(std::string_view sql) override {
@@ -215,6 +243,13 @@ class SqliteConnection final : public Connection {
     void operator()(sqlite3* db) const noexcept { sqlite3_close_v2(db); }
   };
 
+  // Reserves so many bytes of each page when the file is made or vacuumed; -1 changes nothing.
+  // Returns how many are reserved or will be.
+  int Reserve(int bytes) {
+    Check(db_.get(), sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes));
+    return bytes;
+  }
+
   std::int64_t Number(std::string_view sql) { return Query(*this, sql).RunForInt().value_or(0); }
 
   // Whether the path leads to another file by now.
@@ -241,6 +276,7 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   if (connection->IsReadOnly()) {
     throw SqlError(SqlError::Kind::ReadOnly, "attempt to write a readonly database");
   }
+  connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
   check(*connection);
   connection->UseWriteAheadLog(patience);
@@ -249,6 +285,10 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   connection->Execute("PRAGMA journal_size_limit=16777216");
   connection->Patience(kBusyMilliseconds);
   return connection;
+}
+
+void AddChecksums(Connection& connection) {
+  static_cast<SqliteConnection&>(connection).AddChecksums();
 }
 
 }  // namespace orvspc::engine::sql::sqlite

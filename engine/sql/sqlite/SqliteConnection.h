@@ -15,4 +15,13 @@ namespace orvspc::engine::sql::sqlite {
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
                                      const std::function<void(Connection&)>& check);
 
+// Gives each page of a file that was made without them a checksum (ChecksumVfs.h); where they are
+// there already, it does nothing.
+//
+// connection  one that OpenFile made, outside of a transaction
+// Room        twice the size of the file, half of it among the temporary files
+// Kill        leaves the file as it was or with all checksums; what is in its log is not lost
+// Failures    SqlError: full, or locked by a writer for longer than a minute
+void AddChecksums(Connection& connection);
+
 }  // namespace orvspc::engine::sql::sqlite

@@ -816,8 +816,7 @@ TEST_F(ImportTest, ListingCountsSubgroups) {
 
 TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   Db();
-  sqlite3* writer = nullptr;
-  ASSERT_EQ(sqlite3_open(Path().c_str(), &writer), SQLITE_OK);
+  sqlite3* const writer = store::OpenBare(Path());
   ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   EXPECT_NE(ImportFailure(Values({"A,P,T,1,2024-01-01,5"})).find("locked"), std::string::npos);
   // Reading goes on beside a writer.

@@ -86,8 +86,7 @@ TEST_F(OpenDatabaseTest, ANewerSchemaIsRefused) {
 TEST_F(OpenDatabaseTest, ALockedFileIsRefused) {
   Db();
   db_.reset();
-  sqlite3* holder = nullptr;
-  ASSERT_EQ(sqlite3_open(Path().c_str(), &holder), SQLITE_OK);
+  sqlite3* const holder = OpenBare(Path());
   ASSERT_EQ(
       sqlite3_exec(holder, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE held(x)",
                    nullptr, nullptr, nullptr),
