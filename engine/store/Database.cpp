@@ -50,14 +50,15 @@ void CheckFile(const std::string& path, bool create) {
   if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
   if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
   if (!system::MayRead(path)) RefuseFile(path, "may not be read");
-  if (!system::MayWrite(path)) RefuseFile(path, "may not be written to");
 }
 
-// The write-ahead log lies beside the file, so its folder must be writable too.
-void CheckFolder(const std::string& path) {
+// Why a file may not be written to; empty when it may.
+std::string WhyReadOnly(const std::string& path) {
+  if (system::IsThere(path) && !system::MayWrite(path)) return "may not be written to";
+  // The write-ahead log lies beside the file.
   const auto folder = FolderOf(TargetOf(path));
-  if (!system::IsThere(folder)) RefuseFile(path, "there is no folder " + folder);
-  if (!system::MayWrite(folder)) RefuseFile(path, "its folder may not be written to");
+  if (!system::IsThere(folder)) return "there is no folder " + folder;
+  return system::MayWrite(folder) ? "" : "its folder may not be written to";
 }
 
 // Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
@@ -91,6 +92,25 @@ void Prepare(sql::Connection& connection, const std::string& path, bool create) 
     }
     transaction.Commit();
   }
+}
+
+std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
+  auto opened = sql::sqlite::OpenFile(
+      path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
+  // Of a file that was brought forward.
+  sql::sqlite::AddChecksums(*opened);
+  return opened;
+}
+
+// A file that may not be brought forward.
+void CheckSchema(sql::Connection& connection, const std::string& path) {
+  sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  const auto version = SchemaOf(connection, path, false);
+  if (version < schema::kSchemaVersion) {
+    RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
+                         ") and may not be written to, so it cannot be brought forward");
+  }
+  transaction.Commit();
 }
 
 struct KeptNote {
@@ -138,10 +158,20 @@ void RefuseFile(const std::string& path, const std::string& reason) {
 
 std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create) {
   CheckFile(path, create);
-  CheckFolder(path);
+  const auto why_read_only = WhyReadOnly(path);
+  if (create && !why_read_only.empty()) RefuseFile(path, why_read_only);
   try {
-    return sql::sqlite::OpenFile(
-        path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
+    if (why_read_only.empty()) {
+      try {
+        return OpenToWrite(path, create);
+      } catch (const sql::SqlError& error) {
+        // What the system cannot tell beforehand.
+        if (create || error.Which() != sql::SqlError::Kind::ReadOnly) throw;
+      }
+    }
+    auto opened = sql::sqlite::OpenFileToRead(path);
+    CheckSchema(*opened, path);
+    return opened;
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
   }

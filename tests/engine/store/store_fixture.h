@@ -15,6 +15,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/import/Import.h"
+#include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/Store.h"
@@ -61,10 +62,19 @@ std::string FailureOf(Work work) {
   return {};
 }
 
+// A connection without the engine's settings, to a file that is made if it is not there. Pages get
+// checksums.
+inline sqlite3* OpenBare(const std::string& path) {
+  sqlite3* db = nullptr;
+  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                            sqlite::ChecksumVfs()),
+            SQLITE_OK);
+  return db;
+}
+
 // Runs SQL on the file through a connection of its own.
 inline void RunSql(const std::string& path, const std::string& sql) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  sqlite3* const db = OpenBare(path);
   EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
       << sqlite3_errmsg(db);
   sqlite3_close(db);
