@@ -23,19 +23,19 @@ struct ChunkHead {
 };
 static_assert(sizeof(ChunkHead) == 24);
 
-bool ArePlain(std::span<const RowKey> keys) {
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (keys[i] != PlainKey(i)) return false;
-  }
-  return true;
-}
-
 std::size_t WeightOfRows(std::size_t records, std::size_t rows, std::size_t keys) {
   constexpr std::size_t kFactsOfRecord = 8;
   return records * kFactsOfRecord + rows * sizeof(double) + keys * sizeof(RowKey);
 }
 
 }  // namespace
+
+bool ArePlain(std::span<const RowKey> keys) {
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i] != PlainKey(i)) return false;
+  }
+  return true;
+}
 
 bool Chunk::Decode(std::span<const std::byte> packed, std::int64_t stream) {
   ChunkHead head{};

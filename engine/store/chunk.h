@@ -35,6 +35,9 @@ struct Measurement {
   std::span<const RowKey> keys;  // beside values, or empty where every row is plain
 };
 
+// Whether these are the keys of a plain record.
+bool ArePlain(std::span<const RowKey> keys);
+
 // Of a subgroup in its stream.
 struct RecordKey {
   std::int32_t time = 0, subgroup = 0;

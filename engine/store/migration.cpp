@@ -1,78 +1,66 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/migration.h"
 
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "engine/store/StreamWriter.h"
+#include "engine/store/MeasurementBuffer.h"
+#include "engine/store/digest.h"
 #include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
 
 namespace orvspc::engine::store {
 namespace {
 
-// Measurements of one stream on their way, whose rows lie in one array each.
-class Batch {
- public:
-  explicit Batch(sql::Connection& db) : writer_(db) {}
+constexpr std::string_view kOldRows =
+    "SELECT packed, coalesce(context, 0), subgroup FROM measurement_2 WHERE stream = ?1 "
+    "ORDER BY time, subgroup";
 
-  void Add(std::int64_t stream, const PackedView& record, std::int32_t context) {
-    constexpr std::size_t kMaxRows = 1 << 18;
-    if (stream != stream_ || values_.size() >= kMaxRows) Flush();
-    stream_ = stream;
-    measurements_.push_back(
-        {record.Time(), record.Subgroup(), context, record.Size(), record.Flag(), 0, 0, {}, {}});
-    row_counts_.push_back(record.Count());
-    for (std::size_t i = 0; i < record.Count(); ++i) {
-      values_.push_back(record.Value(i));
-      keys_.push_back(record.Key(i));
+// The values of a stream as schema 2 has them.
+void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
+                      const std::function<void(const Measurement&)>& take) {
+  std::vector<double> values;
+  std::vector<RowKey> keys;
+  sql::Query query(db, kOldRows, stream);
+  while (query.Step()) {
+    const auto record = PackedView::Of(query.Blob(0));
+    if (!record) {
+      throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(2)) +
+                               " are damaged: their checksum does not fit");
     }
-  }
-
-  void Flush() {
-    std::size_t at = 0;
-    for (std::size_t i = 0; i < measurements_.size(); ++i) {
-      measurements_[i].values = std::span(values_).subspan(at, row_counts_[i]);
-      measurements_[i].keys = std::span(keys_).subspan(at, row_counts_[i]);
-      at += row_counts_[i];
+    values.clear();
+    keys.clear();
+    for (std::size_t i = 0; i < record->Count(); ++i) {
+      values.push_back(record->Value(i));
+      if (!record->IsPlain()) keys.push_back(record->Key(i));
     }
-    writer_.Write(stream_, measurements_);
-    measurements_.clear();
-    row_counts_.clear();
-    values_.clear();
-    keys_.clear();
+    take({record->Time(), record->Subgroup(), query.Int(1), record->Size(), record->Flag(), 0, 0,
+          values, keys});
   }
-
- private:
-  StreamWriter writer_;
-  std::int64_t stream_ = 0;
-  std::vector<Measurement> measurements_;
-  std::vector<std::size_t> row_counts_;
-  std::vector<double> values_;
-  std::vector<RowKey> keys_;
-};
+}
 
 }  // namespace
 
 void MoveValues(sql::Connection& db) {
-  {
-    Batch batch(db);
-    sql::Query query(db,
-                     "SELECT stream, packed, coalesce(context, 0), subgroup FROM measurement_2 "
-                     "ORDER BY stream, time, subgroup");
-    while (query.Step()) {
-      const auto record = PackedView::Of(query.Blob(1));
-      if (!record) {
-        throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(3)) +
-                                 " are damaged: their checksum does not fit");
-      }
-      batch.Add(query.Int64(0), *record, query.Int(2));
-    }
-    batch.Flush();
+  const auto before = DigestOf(
+      db, [&](std::int64_t stream, const auto& take) { ForEachOldRecord(db, stream, take); });
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(db, "SELECT id FROM stream ORDER BY id"); query.Step();) {
+    streams.push_back(query.Int64(0));
   }
+  MeasurementBuffer buffer(db);
+  for (const auto stream : streams) {
+    ForEachOldRecord(db, stream, [&](const Measurement& each) { buffer.Add(stream, each); });
+  }
+  buffer.Flush();
   SealSubgroups(db);
   db.Execute("DROP TABLE measurement_2");
+  if (DigestOf(db) != before) {
+    throw std::runtime_error("what the new schema holds differs from what the old one held");
+  }
 }
 
 }  // namespace orvspc::engine::store

@@ -169,6 +169,11 @@ TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
       {"<CCResults/>", 1, "Missing object", "a result with nothing in it"},
       {"<DataSelect", 1, "Node does not exist!", "malformed"},
       {"", 1, "Node does not exist!", "empty"},
+      {"part,process\nRing,Lathe\n", 1,
+       "r.xml: is no result kept as XML, such as chart -o FILE.xml writes (Node does not exist!)",
+       "another kind of file"},
+      {"<Other/>", 1, "r.xml: is no result kept as XML", "the file of another root"},
+      {"<Other/>", 1, "its root is <Other>", "the name of another root"},
       {"<DataSelect MaximumItems=\"x\"/>", 1, "", "no number"},
   };
   for (const auto& row : rows) {
