@@ -14,11 +14,10 @@
 #include "host/cli/Command.h"
 #include "tests/host/ProgramTest.h"
 
-// The sample database with a changed byte or cut short: every command must fail or write what it
-// writes about the whole file.
+// The sample database, whole and damaged, and commands that read all that it holds.
 namespace orvspc::host {
 
-class DamageTest : public testing::Test {
+class SampleDatabaseTest : public testing::Test {
  protected:
   struct Places {
     std::size_t bytes, cuts;
@@ -27,7 +26,7 @@ class DamageTest : public testing::Test {
     std::size_t failed = 0, same = 0;
   };
 
-  DamageTest() {
+  SampleDatabaseTest() {
     InstallEmbedded();
     EXPECT_EQ(Run({"demo", folder_.Path()}).status, 0);
     path_ = folder_.File("sample.db");
@@ -61,13 +60,23 @@ class DamageTest : public testing::Test {
     return commands;
   }
 
-  Count Damage(const Places& places) {
-    const auto commands = Commands();
+  // What the commands write about the whole file.
+  std::vector<Outcome> Expected() const {
     std::vector<Outcome> expected;
-    for (const auto& command : commands) {
+    for (const auto& command : Commands()) {
       expected.push_back(Run(command));
       EXPECT_EQ(expected.back().status, 0) << command[0] << ": " << expected.back().err;
     }
+    return expected;
+  }
+  static bool IsSame(const Outcome& outcome, const Outcome& expected) {
+    return outcome.status == 0 && outcome.out == expected.out && outcome.err == expected.err;
+  }
+
+  // With a changed byte or cut short, every command must fail or write the same.
+  Count Damage(const Places& places) {
+    const auto commands = Commands();
+    const auto expected = Expected();
     std::mt19937 random(4711);
     Count count;
     for (std::size_t i = 0; i < places.bytes + places.cuts; ++i) {
@@ -91,8 +100,7 @@ class DamageTest : public testing::Test {
           ++count.failed;
         } else {
           ++count.same;
-          EXPECT_TRUE(outcome.status == 0 && outcome.out == expected[k].out &&
-                      outcome.err == expected[k].err)
+          EXPECT_TRUE(IsSame(outcome, expected[k]))
               << where << ", " << commands[k][0] << " " << commands[k][1] << ": " << outcome.status
               << " " << outcome.err;
         }
@@ -102,7 +110,6 @@ class DamageTest : public testing::Test {
     return count;
   }
 
- private:
   TemporaryFolder folder_;
   std::string path_, whole_;
 };
