@@ -202,6 +202,53 @@ int CheckLogRead(sqlite3_file* file, std::span<const std::byte> page, sqlite3_in
   return SQLITE_IOERR_DATA;
 }
 
+// SQLite reads the header of a log before it takes over what a program left that died, and leaves
+// out everything from the first frame on that does not match. That is right where the program was
+// writing when it died, which concerns one commit at most. Where more of them follow, or the header
+// does not match, what was committed would be lost without a word.
+int CheckLeftLog(sqlite3_file* file, std::span<const std::byte> header) {
+  constexpr std::size_t kSummed = 24, kPageSizeOfLogAt = 8, kCommitAt = 4;
+  constexpr std::uint32_t kLogMagic = 0x377f0682;  // the last bit is the order of bytes
+  const auto* const methods = Beneath(file)->pMethods;
+  sqlite3_int64 size = 0;
+  if (const int code = methods->xFileSize(Beneath(file), &size); code != SQLITE_OK) return code;
+  const auto fail = [&](std::uint32_t page) {
+    if (Of(file).partner != nullptr) Of(file).partner->damage = {page, true};
+    return SQLITE_IOERR_DATA;
+  };
+
+  const auto is_zero = [](std::byte byte) { return byte == std::byte{}; };
+  if (size <= kLogHeader || std::ranges::all_of(header, is_zero)) return SQLITE_OK;
+  const std::size_t page_size = BigEndian(&header[kPageSizeOfLogAt]);
+  LogChecksum sum{0, 0, (std::to_integer<int>(header[3]) & 1) != 0};
+  sum.Add(header.first(kSummed));
+  if ((BigEndian(header.data()) & ~1U) != kLogMagic || !IsPageSize(page_size) ||
+      !sum.IsAtEndOf(header)) {
+    return fail(0);
+  }
+
+  std::vector<std::byte> frame(kFrameHeader + page_size);
+  const auto step = static_cast<sqlite3_int64>(frame.size());
+  std::uint32_t first_lost = 0;
+  int commits = 0;
+  for (auto at = kLogHeader; at + step <= size; at += step) {
+    const auto length = first_lost == 0 ? step : kFrameHeader;
+    const int code = methods->xRead(Beneath(file), frame.data(), static_cast<int>(length), at);
+    if (code != SQLITE_OK) return code;
+    const auto own = std::span<const std::byte>(frame).first(kFrameHeader);
+    const bool is_of_log =
+        std::equal(&own[kSaltAt], &own[kSaltAt] + kSaltSize, &header[kLogSaltAt]);
+    if (first_lost == 0) {
+      sum.Add(own.first(kFrameSummed));
+      sum.Add(std::span(frame).subspan(kFrameHeader));
+      if (is_of_log && sum.IsAtEndOf(own)) continue;
+      first_lost = std::max(BigEndian(own.data()), 1U);
+    }
+    if (is_of_log && BigEndian(&own[kCommitAt]) != 0) ++commits;
+  }
+  return commits < 2 ? SQLITE_OK : fail(first_lost);
+}
+
 // --- Files ---------------------------------------------------------------------------------------
 
 template <auto Member, class... Arguments>
@@ -226,7 +273,10 @@ int Read(sqlite3_file* file, void* data, int amount, sqlite3_int64 offset) {
   try {
     int check = SQLITE_OK;
     if (Of(file).is_database) check = CheckRead(Of(file), read, offset);
-    if (Of(file).is_log) check = CheckLogRead(file, read, offset);
+    if (Of(file).is_log) {
+      const bool is_header = offset == 0 && amount == kLogHeader && code == SQLITE_OK;
+      check = is_header ? CheckLeftLog(file, read) : CheckLogRead(file, read, offset);
+    }
     return check == SQLITE_OK ? code : check;
   } catch (const std::bad_alloc&) {
     return SQLITE_IOERR_NOMEM;
@@ -393,7 +443,7 @@ std::uint64_t PageChecksum(std::span<const std::byte> content, std::uint32_t pag
 std::string DamageOf(sqlite3* db) {
   Damage damage;
   sqlite3_file_control(db, "main", kAskDamage, &damage);
-  if (damage.page == 0) return "a page does not match its checksum";
+  if (damage.page == 0) return "its log does not match its checksum";
   return "page " + std::to_string(damage.page) + (damage.in_log ? " in its log" : "") +
          " does not match its checksum";
 }

@@ -18,7 +18,8 @@ struct sqlite3;
 //   - The log has checksums of SQLite's own, which SQLite checks only when a program died. Here
 //   they
 //     are checked whenever a page is read from the log, so that a checkpoint does not put a new
-//     checksum on a damaged page.
+//     checksum on a damaged page. Of a log that a program left which died, all is checked that can
+//     be: damage to its last commit cannot be told from a commit that was never completed.
 //   - A program that writes without this layer leaves pages whose checksum is wrong.
 namespace orvspc::engine::sql::sqlite {
 

@@ -283,6 +283,54 @@ TEST_F(ChecksumVfsTest, APageThatIsDamagedInTheLogIsNoticedAndNotMovedIntoTheFil
   EXPECT_EQ(Unmatched(Bytes(Path())), 0U);
 }
 
+TEST_F(ChecksumVfsTest, ADamagedCommitInTheLogOfAProgramThatDiedIsNotLeftOut) {
+  Fill(*Open());
+  const auto child = fork();
+  if (child == 0) {
+    const auto db = Open();
+    for (int i = 1; i <= 4; ++i)
+      db->Execute("UPDATE t SET long = 'commit " + std::to_string(i) +
+                  " ' || id WHERE id % 40 = 1");
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+  const auto file = Bytes(Path()), log = Bytes(Path() + "-wal");
+  const auto restore = [&](const std::string& new_log) {
+    fs::remove(Path() + "-shm");
+    Write(Path(), file);
+    Write(Path() + "-wal", new_log);
+  };
+  restore(log);
+  const auto content = Content(Path());
+  EXPECT_NE(content.find("commit 4 1\n"), std::string::npos);
+  // Where the last commit begins: behind the last but one frame that says it is a commit.
+  std::vector<std::size_t> commits;
+  for (std::size_t at = 32; at < log.size(); at += kPage + 24)
+    if (log.substr(at + 4, 4) != std::string(4, '\0')) commits.push_back(at);
+  ASSERT_EQ(commits.size(), 4U);
+  std::mt19937 random(5);
+  std::size_t reported = 0, last_left_out = 0;
+  for (int i = 0; i < 120; ++i) {
+    const auto place = i < 32 ? static_cast<std::size_t>(i) : random() % log.size();
+    auto damaged = log;
+    damaged[place] = static_cast<char>(damaged[place] ^ 16);
+    restore(damaged);
+    const auto found = Content(Path());
+    if (found.find("does not match its checksum") != std::string::npos) {
+      ++reported;
+    } else {
+      // Or of the frame before it the words that say that it is a commit of this log.
+      EXPECT_GE(place, commits[2] + 4) << "left out, as if it had never been";
+      EXPECT_TRUE(place < commits[2] + 16 || place >= commits[2] + 24 + kPage) << place;
+      ++last_left_out;
+    }
+  }
+  EXPECT_GT(reported, 60U);
+  EXPECT_GT(last_left_out, 0U);
+  restore(log.substr(0, log.size() - 100));
+  EXPECT_NE(Content(Path()).find("commit 3 1\n"), std::string::npos) << "never completed";
+}
+
 // --- A file that gets them -----------------------------------------------------------------------
 
 TEST_F(ChecksumVfsTest, AFileGetsTheChecksumsThatItLacks) {
