@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/migration.h"
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -59,20 +58,23 @@ void MoveValues(sql::Connection& db) {
   {
     Batch batch(db);
     sql::Query query(db,
-                     "SELECT stream, packed, coalesce(context, 0), subgroup FROM measurement_2 "
-                     "ORDER BY stream, time, subgroup");
+                     "SELECT stream, packed, coalesce(context, 0), time, subgroup "
+                     "FROM measurement_2 ORDER BY stream, time, subgroup");
     while (query.Step()) {
       const auto record = PackedView::Of(query.Blob(1));
-      if (!record) {
-        throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(3)) +
-                                 " are damaged: their checksum does not fit");
+      const auto time = query.Int(3), subgroup = query.Int(4);
+      if (!record || record->Time() != time || record->Subgroup() != subgroup) {
+        throw sql::SqlError(
+            sql::SqlError::Kind::Damaged,
+            "the values of subgroup " + std::to_string(subgroup) + " do not fit their checksum");
       }
       batch.Add(query.Int64(0), *record, query.Int(2));
     }
     batch.Flush();
   }
-  SealSubgroups(db);
+  // Before the subgroups, to which its rows refer.
   db.Execute("DROP TABLE measurement_2");
+  SealSubgroups(db);
 }
 
 }  // namespace orvspc::engine::store
