@@ -25,7 +25,7 @@ namespace orvspc::engine::store {
 namespace {
 
 constexpr std::string_view kOldRows =
-    "SELECT packed, coalesce(context, 0), subgroup FROM measurement_2 WHERE stream = ?1 "
+    "SELECT packed, coalesce(context, 0), subgroup, time FROM measurement_2 WHERE stream = ?1 "
     "ORDER BY time, subgroup";
 
 // The values of a stream as schema 2 has them.
@@ -36,9 +36,11 @@ void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
   sql::Query query(db, kOldRows, stream);
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
-    if (!record) {
-      throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(2)) +
-                               " are damaged: their checksum does not fit");
+    const auto subgroup = query.Int(2), time = query.Int(3);
+    if (!record || record->Time() != time || record->Subgroup() != subgroup) {
+      throw sql::SqlError(
+          sql::SqlError::Kind::Damaged,
+          "the values of subgroup " + std::to_string(subgroup) + " do not fit their checksum");
     }
     values.clear();
     keys.clear();
@@ -112,8 +114,9 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
     });
   }
   buffer.Flush();
-  SealSubgroups(db);
+  // Before the subgroups, to which its rows refer.
   db.Execute("DROP TABLE measurement_2");
+  SealSubgroups(db);
   if (DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
