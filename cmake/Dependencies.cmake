@@ -1,16 +1,20 @@
 # SPDX-License-Identifier: Apache-2.0
-# What the engine and the hosts are made with: SQLite::SQLite3, Boost_INCLUDE_DIRS, fmt::fmt.
+# What the engine and the hosts are made with: SQLite::SQLite3, Boost_INCLUDE_DIRS, fmt::fmt, and
+# in ORVSPC_CRYPTO the library that has SHA-256.
 find_package(Threads REQUIRED)
 if(NOT WIN32)
   find_package(SQLite3 REQUIRED)
   find_package(Boost 1.74 REQUIRED)  # headers only, for distributions
   find_package(fmt REQUIRED)         # for the hosts alone
+  find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+  set(ORVSPC_CRYPTO OpenSSL::Crypto)
   return()
 endif()
 
 # For Windows there are no packages of the system's. Headers come from the build machine, through a
 # folder that has nothing else of its /usr/include; SQLite is compiled in.
 enable_language(C RC)
+set(ORVSPC_CRYPTO bcrypt)
 set(ORVSPC_HEADERS ${PROJECT_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${ORVSPC_HEADERS})
 

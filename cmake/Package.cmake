@@ -2,8 +2,11 @@
 # cpack -G ZIP in a build for Windows: what an installation has, in one folder.
 get_property(dlls GLOBAL PROPERTY ORVSPC_DLLS)
 install(TARGETS ${dlls} RUNTIME DESTINATION .)
+set(ORVSPC_PROGRAM_LINE "")
 if(TARGET orvspc)
   install(TARGETS orvspc RUNTIME DESTINATION .)
+  set(ORVSPC_PROGRAM_LINE
+      "\n  orvspc.exe                   the program: orvspc demo makes a sample database and draws it")
 endif()
 foreach(library orvSPCAnalysis6 orvEngine)
   get_target_property(tlb orvspc_typelib_${library} ORVSPC_TLB)

@@ -37,6 +37,23 @@ std::string Narrow(std::wstring_view wide) {
 
 bool Access(const std::string& path, int mode) { return _waccess(Wide(path).c_str(), mode) == 0; }
 
+// "NUL", "COM1" and so on name a device in every folder.
+bool IsDevice(const std::wstring& path) {
+  wchar_t whole[MAX_PATH];
+  const DWORD size = GetFullPathNameW(path.c_str(), MAX_PATH, whole, nullptr);
+  return size < MAX_PATH && std::wstring_view(whole, size).substr(0, 4) == L"\\\\.\\";
+}
+
+// The system finds nothing by a name with a separator behind it, but for the root of a drive.
+// Returns whether there was one.
+bool TakeLastSeparators(std::wstring& path) {
+  const std::size_t before = path.size();
+  const auto is_separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+  while (path.size() > 1 && is_separator(path.back()) && path[path.size() - 2] != L':')
+    path.pop_back();
+  return path.size() != before;
+}
+
 // The reason of a system call by the name that the C library has for it.
 int ReasonOf(DWORD error) {
   switch (error) {
@@ -66,8 +83,15 @@ std::filesystem::path PathOf(std::string_view utf8) { return Wide(utf8); }
 std::string TextOf(const std::filesystem::path& path) { return Narrow(path.native()); }
 
 std::optional<FileState> StateOf(const std::string& path) {
+  std::wstring name = Wide(path);
+  if (IsDevice(name)) return FileState{FileKind::Other, 0};
+  const bool names_folder = TakeLastSeparators(name);
   struct _stat64 state {};
-  if (_wstat64(Wide(path).c_str(), &state) != 0) return std::nullopt;
+  if (_wstat64(name.c_str(), &state) != 0) return std::nullopt;
+  if (names_folder && (state.st_mode & S_IFMT) != S_IFDIR) {
+    errno = ENOTDIR;
+    return std::nullopt;
+  }
   const auto kind = (state.st_mode & S_IFMT) == S_IFDIR   ? FileKind::Folder
                     : (state.st_mode & S_IFMT) == S_IFREG ? FileKind::Plain
                                                           : FileKind::Other;

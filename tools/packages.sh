@@ -13,6 +13,7 @@ command cmake         cmake
 command ninja         ninja-build
 command pkg-config    pkg-config
 header  sqlite3.h     libsqlite3-dev
+header  openssl/evp.h libssl-dev
 header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
 "

@@ -50,6 +50,7 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
   try {
     // Beside the store's own connection, which reads on meanwhile.
     const auto connection = store::OpenConnection(store->WholePath(), false);
+    connection->WaitForWriters(options.patience, options.waiting);
     connection->PrepareBulk();
     sql::Transaction transaction(*connection, sql::TransactionKind::Write);
     auto report = TakeLines(*connection, file, *kKinds[static_cast<std::size_t>(kind)], options);

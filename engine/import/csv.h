@@ -21,9 +21,15 @@ class CsvReader {
   // False at the end of the file. Fails when a record is longer than 1 MB, has a byte 0, is no
   // UTF-8, has an open quote or another number of cells than the header.
   bool Next();
+  // Takes the next record when it equals the latest one, byte for byte, but for a finite number
+  // without blanks and quotes in this cell. Otherwise takes nothing, and Next() is to be called.
+  // Cells() stay, but for that cell, for which Differs() says nothing.
+  bool NextAlike(std::size_t cell, double& value);
 
   // Of the latest record; valid until the next call.
   const std::vector<std::string_view>& Cells() const { return cells_; }
+  // Whether a cell differs from that of the record before.
+  bool Differs(std::size_t cell) const { return cells_[cell] != before_[cell]; }
   std::int64_t Line() const { return line_; }
   std::int64_t BytesRead() const { return bytes_read_; }
   std::int64_t FileSize() const { return file_size_; }
@@ -44,19 +50,32 @@ class CsvReader {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
   };
 
-  // The next record without its line end; empty view with at_end_ at the end.
+  // The next record without its line end; empty view with at_end_ at the end. line_end_ says what
+  // follows it.
   std::string_view TakeRecord();
   bool Fill();
+  void KeepCells();
+  // Takes and splits the next record in one pass. Takes nothing unless all of it is in the buffer
+  // and it is neither blank nor quoted nor to be refused.
+  bool TakePlainRecord();
   void Split(std::string_view record);
   void SplitQuoted(std::string_view record);
 
   std::string path_;
   std::unique_ptr<std::FILE, FileCloser> file_;
-  std::vector<char> buffer_;
+  std::vector<char> buffer_;         // with kSlack bytes behind what is read
   std::size_t begin_ = 0, end_ = 0;  // what of the buffer is not yet taken
   bool file_done_ = false, at_end_ = false;
-  std::vector<std::string_view> cells_;
-  std::string unquoted_;  // text of the quoted cells of a record
+  std::vector<std::string_view> cells_, before_;  // of the latest record and the one before
+  std::vector<char> unquoted_, unquoted_before_;  // text of their quoted cells
+  // The latest record with its line end, in the buffer or, once that was filled again, in kept_.
+  std::string_view record_;
+  std::vector<char> kept_;
+  std::int64_t record_lines_ = 0;
+  // What of the latest record lies around the cell that NextAlike() was asked for.
+  std::string_view ahead_, behind_;
+  enum class Alike { Unknown, Possible, Impossible } alike_ = Alike::Impossible;
+  std::size_t alike_cell_ = 0;
   std::size_t columns_ = 0;
   char separator_ = ',';
   std::int64_t line_ = 0, next_line_ = 1;

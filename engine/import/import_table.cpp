@@ -71,12 +71,12 @@ void ImportTable::Match(std::string_view name, std::size_t place) {
 
 bool ImportTable::Next() {
   if (!reader_.Next()) return false;
-  ++lines_;
-  constexpr std::int64_t kLinesBetweenReports = 1 << 15;
-  if (options_.progress && lines_ % kLinesBetweenReports == 0) {
-    options_.progress(reader_.BytesRead(), reader_.FileSize());
-  }
+  CountLine();
   return true;
+}
+
+void ImportTable::Report() const {
+  if (options_.progress) options_.progress(reader_.BytesRead(), reader_.FileSize());
 }
 
 void ImportTable::Refuse(std::size_t column, std::string_view reason) const {

@@ -45,6 +45,14 @@ class ImportTable {
               const ImportOptions& options);
 
   bool Next();
+  // CsvReader::NextAlike() of a column that the file has.
+  bool NextAlike(std::size_t column, double& value) {
+    if (!reader_.NextAlike(places_[column], value)) return false;
+    CountLine();
+    return true;
+  }
+  // Whether the cell differs from that of the line before.
+  bool Differs(std::size_t column) const { return Has(column) && reader_.Differs(places_[column]); }
   bool Has(std::size_t column) const { return places_[column] != kAbsent; }
   std::string_view Cell(std::size_t column) const {
     return places_[column] == kAbsent ? std::string_view() : reader_.Cells()[places_[column]];
@@ -88,6 +96,11 @@ class ImportTable {
   static constexpr std::size_t kAbsent = SIZE_MAX;
 
   void Match(std::string_view name, std::size_t place);
+  void CountLine() {
+    constexpr std::int64_t kLinesBetweenReports = 1 << 15;
+    if (++lines_ % kLinesBetweenReports == 0) Report();
+  }
+  void Report() const;
 
   std::span<const ImportColumn> columns_;
   const ImportOptions& options_;

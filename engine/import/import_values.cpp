@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <tuple>
+#include <utility>
 
 #include "engine/import/values_writer.h"
 #include "engine/sql/counter.h"
@@ -46,7 +46,7 @@ using At = PlaceIn<kColumns>;
 
 // The places of the columns that SharedColumn names.
 constexpr auto kSharedPlaces = [] {
-  std::array<std::size_t, std::tuple_size_v<decltype(OpenMeasurement::shared)>> places{};
+  std::array<std::size_t, kSharedColumns> places{};
   for (std::size_t i = 0; i < places.size(); ++i) places[i] = PlaceOf(kColumns, SharedColumn(i));
   return places;
 }();
@@ -73,22 +73,26 @@ class ValuesImport {
  public:
   explicit ValuesImport(ImportFile& file);
 
-  void TakeLine();
+  // Takes the line at hand, and those that follow it and differ in nothing but their value.
+  void TakeLines();
   // Settles the types of tests.
   void Finish();
 
  private:
-  bool SameSubgroupAsBefore() const;
-  void FindMeasurement();
-  std::size_t FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time);
-  std::int64_t StreamOf(std::int32_t part, std::int32_t process, std::int32_t test);
-  bool IsVariable();
-  void TakeVariable(OpenMeasurement& open);
-  void TakeAttribute(OpenMeasurement& open);
-  store::RowKey KeyOf(std::int32_t tsno, std::int32_t sbno);
-  void TakeShared(OpenMeasurement& open, std::size_t shared);
-  void TakeDescriptors(OpenMeasurement& open);
-  void TakeComment(OpenMeasurement& open);
+  void TakeLine();
+  bool IsSameRecord() const;
+  void FindRecord();
+  bool IsSameStream() const;
+  const ImportStream& StreamOf(std::int32_t part, std::int32_t process, std::int32_t test);
+  void SettleType();
+  void TakeKey(std::int32_t tsno, std::int32_t sbno);
+  void TakeVariable();
+  void TakeValue(double value);
+  void TakeAttribute();
+  void TakeCount(double count);
+  void TakeShared(std::size_t shared, SharedCell& cell);
+  void TakeDescriptors();
+  void TakeComment();
   std::int32_t NameCell(std::size_t column, catalogue::ItemKind kind);
   double SizeCell() const;
   std::int32_t FlagCell() const;
@@ -100,109 +104,120 @@ class ValuesImport {
   const ImportTable& table_;
   ValuesBatch batch_;
   ValuesWriter writer_;
+  std::size_t value_column_;  // value or count
 
   std::array<CellMemo, std::size(kColumns)> memos_;
-  std::array<std::string, 5> before_;  // the first cells: part, process, test, subgroup, time
-  OpenMeasurement* current_ = nullptr;
-  TestState* current_test_ = nullptr;
-
-  std::unordered_map<std::string, std::size_t> subgroup_places_;
-  std::string key_;
-  std::unordered_map<std::uint64_t, std::size_t> open_places_;  // subgroup's place and test
-
-  std::map<std::tuple<std::int32_t, std::int32_t, std::int32_t>, std::int64_t> streams_;
+  std::map<std::int32_t, TestState> tests_;
+  std::map<std::array<std::int32_t, 3>, ImportStream> streams_;
   std::map<std::pair<std::size_t, std::string>, std::int32_t> descriptors_;
+
+  // Of the latest line.
+  const ImportStream* stream_ = nullptr;
+  std::int32_t time_ = 0;
+  bool is_found_ = false;  // subgroup and record are places of the batch
+  std::uint32_t subgroup_ = 0, record_ = 0;
+  store::RowKey key_{};
+  bool is_numbered_ = false;  // for want of a tsno
 };
 
 ValuesImport::ValuesImport(ImportFile& file)
-    : file_(file), db_(file.db), table_(file.table), writer_(file, batch_) {
+    : file_(file),
+      db_(file.db),
+      table_(file.table),
+      writer_(file, batch_),
+      value_column_(file.table.Has(At("value")) ? At("value") : At("count")) {
   const bool has_value = table_.Has(At("value"));
   if (has_value == table_.Has(At("count"))) {
     table_.Reader().Refuse(has_value ? "count" : "value", "",
                            has_value ? "a file has either value or count, not both"
                                      : "the file lacks this column, or count in its place");
   }
-  batch_.has_size = table_.Has(At("size"));
-  batch_.has_flag = table_.Has(At("flag"));
+  for (std::size_t i = 0; i < kSharedColumns; ++i) {
+    if (table_.Has(kSharedPlaces[i])) batch_.shared_columns.push_back(i);
+  }
+  batch_.is_numbered = !table_.Has(At("tsno"));
   sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
-  while (tests.Step()) batch_.tests[tests.Int(0)].type = tests.Int(1);
+  while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
   sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
   while (streams.Step()) {
-    streams_[{streams.Int(0), streams.Int(1), streams.Int(2)}] = streams.Int64(3);
+    const std::array key{streams.Int(0), streams.Int(1), streams.Int(2)};
+    streams_[key] = {streams.Int64(3), key[0], key[1], key[2], nullptr};
   }
 }
 
-bool ValuesImport::SameSubgroupAsBefore() const {
-  for (std::size_t column = 0; column < before_.size(); ++column) {
-    if (table_.Cell(column) != before_[column]) return false;
+void ValuesImport::TakeLines() {
+  TakeLine();
+  const bool is_variable = stream_->state->type == ttVariable;
+  for (double value = 0.0; file_.table.NextAlike(value_column_, value);) {
+    if (is_variable) {
+      TakeValue(value);
+    } else {
+      TakeCount(value);
+    }
   }
-  return current_ != nullptr;
 }
 
 void ValuesImport::TakeLine() {
-  if (!SameSubgroupAsBefore()) {
-    if (batch_.open_count >= file_.most_held) Flush();
-    FindMeasurement();
-    for (std::size_t column = 0; column < before_.size(); ++column) {
-      before_[column] = table_.Cell(column);
-    }
+  if (!IsSameRecord()) {
+    if (batch_.IsFull(file_.most_held)) Flush();
+    FindRecord();
   }
-  auto& open = *current_;
-  if (IsVariable()) {
-    TakeVariable(open);
+  SettleType();
+  if (stream_->state->type == ttVariable) {
+    TakeVariable();
   } else {
-    TakeAttribute(open);
+    TakeAttribute();
   }
-  for (std::size_t i = 0; i < open.shared.size(); ++i) TakeShared(open, i);
-  TakeDescriptors(open);
-  TakeComment(open);
+  const auto shared = batch_.SharedOf(record_);
+  for (std::size_t i = 0; i < shared.size(); ++i) TakeShared(batch_.shared_columns[i], shared[i]);
+  TakeDescriptors();
+  TakeComment();
 }
 
-void ValuesImport::FindMeasurement() {
-  const auto part = NameCell(At("part"), catalogue::ItemKind::Part);
-  const auto process = NameCell(At("process"), catalogue::ItemKind::Process);
-  const auto test = NameCell(At("test"), catalogue::ItemKind::Test);
-  for (const std::size_t needed : {At("part"), At("process"), At("test"), At("subgroup")}) {
-    table_.Name(needed);
-  }
-  const auto subgroup = FindSubgroup(part, process, table_.Stamp(At("time")));
-  current_test_ = &batch_.tests[test];
-  const auto key = (static_cast<std::uint64_t>(subgroup) << 32) | static_cast<std::uint32_t>(test);
-  const auto [found, is_new] = open_places_.try_emplace(key, batch_.open_count);
-  if (is_new) {
-    if (batch_.open_count == batch_.open.size()) batch_.open.emplace_back();
-    batch_.open[batch_.open_count].Start(subgroup, StreamOf(part, process, test), test,
-                                         table_.Reader().Line());
-    ++batch_.open_count;
-  }
-  current_ = &batch_.open[found->second];
+bool ValuesImport::IsSameStream() const {
+  return stream_ != nullptr && !table_.Differs(At("part")) && !table_.Differs(At("process")) &&
+         !table_.Differs(At("test"));
 }
 
-std::size_t ValuesImport::FindSubgroup(std::int32_t part, std::int32_t process, std::int32_t time) {
-  const std::int32_t words[] = {part, process, time};
-  key_.assign(reinterpret_cast<const char*>(words), sizeof words);
-  key_ += table_.Cell(At("subgroup"));
-  const auto [found, is_new] = subgroup_places_.try_emplace(key_, batch_.subgroup_count);
-  if (!is_new) return found->second;
-  if (batch_.subgroup_count == batch_.subgroups.size()) batch_.subgroups.emplace_back();
-  auto& subgroup = batch_.subgroups[batch_.subgroup_count];
-  subgroup.part = part;
-  subgroup.process = process;
-  subgroup.time = time;
-  subgroup.label = table_.Cell(At("subgroup"));
-  subgroup.line = table_.Reader().Line();
-  subgroup.descriptors.clear();
-  return batch_.subgroup_count++;
+bool ValuesImport::IsSameRecord() const {
+  return is_found_ && !table_.Differs(At("subgroup")) && !table_.Differs(At("time")) &&
+         IsSameStream();
 }
 
-std::int64_t ValuesImport::StreamOf(std::int32_t part, std::int32_t process, std::int32_t test) {
-  auto& id = streams_[{part, process, test}];
-  if (id == 0) {
-    id = sql::TakeIds(db_, "stream");
-    Run(db_, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", id, part,
+void ValuesImport::FindRecord() {
+  const auto* const before = stream_;
+  bool is_same_subgroup = is_found_ && !table_.Differs(At("subgroup"));
+  if (!IsSameStream()) {
+    const auto part = NameCell(At("part"), catalogue::ItemKind::Part);
+    const auto process = NameCell(At("process"), catalogue::ItemKind::Process);
+    const auto test = NameCell(At("test"), catalogue::ItemKind::Test);
+    for (const std::size_t needed : {At("part"), At("process"), At("test")}) table_.Name(needed);
+    stream_ = &StreamOf(part, process, test);
+    is_same_subgroup = is_same_subgroup && part == before->part && process == before->process;
+  }
+  table_.Name(At("subgroup"));
+  if (before == nullptr || table_.Differs(At("time"))) {
+    time_ = table_.Stamp(At("time"));
+    is_same_subgroup = false;
+  }
+  const auto line = table_.Reader().Line();
+  if (!is_same_subgroup) {
+    subgroup_ = batch_.SubgroupAt(*stream_, time_, table_.Cell(At("subgroup")), line);
+  }
+  record_ = batch_.RecordAt(subgroup_, *stream_, line);
+  is_found_ = true;
+}
+
+const ImportStream& ValuesImport::StreamOf(std::int32_t part, std::int32_t process,
+                                           std::int32_t test) {
+  auto& stream = streams_[{part, process, test}];
+  if (stream.id == 0) {
+    stream = {sql::TakeIds(db_, "stream"), part, process, test, nullptr};
+    Run(db_, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", stream.id, part,
         process, test);
   }
-  return id;
+  if (stream.state == nullptr) stream.state = &tests_[test];
+  return stream;
 }
 
 std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind) {
@@ -217,53 +232,59 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
 }
 
 // Settles the test's type as far as this line says it.
-bool ValuesImport::IsVariable() {
-  auto& test = *current_test_;
+void ValuesImport::SettleType() {
+  auto& test = *stream_->state;
   const auto given =
       table_.Cell(At("test-type")).empty() ? 0 : kTypes[table_.WordOf(At("test-type"), kTypeWords)];
   if (given != 0 && test.type != 0 && given != test.type) {
     table_.Refuse(At("test-type"), "differs from the type that the test has");
   }
-  if (test.type == 0) test.type = given == 0 && table_.Has(At("value")) ? ttVariable : given;
-  if (test.type == ttVariable && !table_.Has(At("value"))) {
+  const bool has_value = table_.Has(At("value"));
+  if (test.type == 0) test.type = given == 0 && has_value ? ttVariable : given;
+  if (test.type == ttVariable && !has_value) {
     table_.Refuse(At("count"), "the test has variable values; they belong into a column value");
   }
-  return test.type == ttVariable;
 }
 
-store::RowKey ValuesImport::KeyOf(std::int32_t tsno, std::int32_t sbno) {
-  store::RowKey key{0, tsno, sbno, 0, 0};
+void ValuesImport::TakeKey(std::int32_t tsno, std::int32_t sbno) {
+  key_ = {0, tsno, sbno, 0, 0};
   for (std::size_t i = 0; i < kRowPlaces.size(); ++i) {
-    key.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
+    key_.*store::kRowKinds[i].member = NameCell(kRowPlaces[i], store::kRowKinds[i].kind);
   }
-  return key;
 }
 
-void ValuesImport::TakeVariable(OpenMeasurement& open) {
+void ValuesImport::TakeVariable() {
   constexpr std::int32_t kMaxPiece = 1'000'000'000;  // pieces without a number count on from it
   const auto value = table_.Number(At("value"));
   const auto sbno = table_.Whole(At("sbno"), 0, INT32_MAX, 0);
-  const auto tsno = table_.Whole(At("tsno"), 1, kMaxPiece, 0);
-  auto& row = open.rows.emplace_back();
-  row = {{value, KeyOf(tsno, sbno)}, table_.Reader().Line(), tsno == 0};
-  open.Number(row);
+  TakeKey(table_.Whole(At("tsno"), 1, kMaxPiece, 0), sbno);
+  is_numbered_ = key_.Tsno == 0;
+  TakeValue(value);
 }
 
-void ValuesImport::TakeAttribute(OpenMeasurement& open) {
-  const auto column = table_.Has(At("count")) ? At("count") : At("value");
+void ValuesImport::TakeValue(double value) {
+  auto key = key_;
+  batch_.records[record_].Number(key, is_numbered_);
+  batch_.AddRow(record_, value, key, is_numbered_, table_.Reader().Line());
+}
+
+void ValuesImport::TakeAttribute() {
   const auto tsno = table_.Whole(At("tsno"), 0, INT32_MAX, 0);
-  const auto key = KeyOf(tsno, table_.Whole(At("sbno"), 0, INT32_MAX, 0));
-  if (key.Def != 0) current_test_->names_defect = true;
-  double count = 1.0;
-  if (key.Def == 0 || !table_.Cell(column).empty()) count = table_.Number(column);
-  if (!(count >= 0.0 && count <= kMaxCount) || count != std::floor(count)) {
-    table_.Refuse(column, "must be a whole number between 0 and 1000000000");
-  }
-  if (count == 0.0 && tsno == 0) return;
-  open.rows.push_back({{count, key}, table_.Reader().Line(), false});
+  TakeKey(tsno, table_.Whole(At("sbno"), 0, INT32_MAX, 0));
+  if (key_.Def != 0) stream_->state->names_defect = true;
+  const bool is_given = key_.Def == 0 || !table_.Cell(value_column_).empty();
+  TakeCount(is_given ? table_.Number(value_column_) : 1.0);
 }
 
-void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
+void ValuesImport::TakeCount(double count) {
+  if (!(count >= 0.0 && count <= kMaxCount) || count != std::floor(count)) {
+    table_.Refuse(value_column_, "must be a whole number between 0 and 1000000000");
+  }
+  if (count == 0.0 && key_.Tsno == 0) return;
+  batch_.AddRow(record_, count, key_, false, table_.Reader().Line());
+}
+
+void ValuesImport::TakeShared(std::size_t shared, SharedCell& cell) {
   const auto column = kSharedPlaces[shared];
   const auto text = table_.Cell(column);
   if (text.empty()) return;
@@ -271,16 +292,13 @@ void ValuesImport::TakeShared(OpenMeasurement& open, std::size_t shared) {
                        : shared == kSharedFlag
                            ? FlagCell()
                            : NameCell(column, store::kContextKinds[shared - kSharedContext].kind);
-  auto& cell = open.shared[shared];
   if (cell.value != kNotGiven && cell.value != value) table_.Refuse(column, kDiffers);
   if (cell.value != kNotGiven) return;
-  cell.value = value;
-  cell.line = table_.Reader().Line();
-  cell.text = text;
+  cell = {value, table_.Reader().Line(), batch_.Add(text)};
 }
 
 double ValuesImport::SizeCell() const {
-  auto& test = *current_test_;
+  auto& test = *stream_->state;
   if (test.type == ttVariable || test.type == ttDefectives) {
     return table_.Whole(At("size"), 0, INT32_MAX);
   }
@@ -319,35 +337,36 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   return id;
 }
 
-void ValuesImport::TakeDescriptors(OpenMeasurement& open) {
+void ValuesImport::TakeDescriptors() {
   for (std::size_t i = 0; i < table_.Extra().size(); ++i) {
     const auto cell = table_.ExtraCell(i);
     if (cell.empty()) continue;
-    batch_.subgroups[open.subgroup].descriptors.emplace(DescriptorId(i, cell),
-                                                        table_.Whole(At("tsno"), 0, INT32_MAX, 0));
+    const auto descriptor = DescriptorId(i, cell);
+    batch_.descriptors.push_back(
+        {subgroup_, descriptor, table_.Whole(At("tsno"), 0, INT32_MAX, 0)});
   }
 }
 
-void ValuesImport::TakeComment(OpenMeasurement& open) {
+void ValuesImport::TakeComment() {
   const auto cell = table_.Cell(At("comment"));
   if (cell.empty()) return;
-  OpenComment comment{table_.Whole(At("tsno"), 0, INT32_MAX, 0),
-                      NameCell(At("employee"), catalogue::ItemKind::Employee), std::string(cell)};
-  if (std::find(open.comments.begin(), open.comments.end(), comment) == open.comments.end()) {
-    open.comments.push_back(std::move(comment));
+  BatchComment comment{table_.Whole(At("tsno"), 0, INT32_MAX, 0),
+                       NameCell(At("employee"), catalogue::ItemKind::Employee), std::string(cell)};
+  auto& comments = batch_.comments[record_];
+  if (std::ranges::find(comments, comment) == comments.end()) {
+    comments.push_back(std::move(comment));
   }
 }
 
 void ValuesImport::Flush() {
   writer_.Write();
-  subgroup_places_.clear();
-  open_places_.clear();
-  current_ = nullptr;
+  batch_.Clear();
+  is_found_ = false;
 }
 
 void ValuesImport::Finish() {
   Flush();
-  for (const auto& [id, test] : batch_.tests) {
+  for (const auto& [id, test] : tests_) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {
       const auto cut = test.excess.find('\n');
@@ -364,7 +383,7 @@ void ValuesImport::Finish() {
 LineTaker BeginValues(ImportFile& file) {
   const auto import = std::make_shared<ValuesImport>(file);
   file.finish = [import] { import->Finish(); };
-  return [import] { import->TakeLine(); };
+  return [import] { import->TakeLines(); };
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include "engine/import/values_writer.h"
 
 #include <algorithm>
+#include <iterator>
+#include <numeric>
 #include <tuple>
 
 #include "engine/sql/counter.h"
@@ -30,33 +32,32 @@ ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
 }
 
 void ValuesWriter::Write() {
+  batch_.Close();
   WriteSubgroups();
   WriteMeasurements();
   WriteComments();
   WriteDescriptors();
-  batch_.subgroup_count = batch_.open_count = 0;
 }
 
 void ValuesWriter::WriteSubgroups() {
   std::vector<store::SubgroupFacts> facts;
-  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
-    const auto& subgroup = batch_.subgroups[i];
-    facts.push_back({0, subgroup.part, subgroup.process, subgroup.time, subgroup.label});
+  facts.reserve(batch_.subgroups.size());
+  for (const auto& each : batch_.subgroups) {
+    facts.push_back({0, each.part, each.process, each.time, batch_.Text(each.label)});
   }
   const auto stored = store::FindSubgroups(db_, facts);
   const auto added = std::ranges::count(stored, 0);
   auto next = sql::TakeIds(db_, "subgroup", added);
   store::SubgroupWriter writer(db_);
+  subgroups_.clear();
   for (std::size_t i = 0; i < facts.size(); ++i) {
-    auto& subgroup = batch_.subgroups[i];
-    subgroup.is_new = stored[i] == 0;
-    subgroup.id = stored[i];
-    if (!subgroup.is_new) continue;
+    subgroups_.push_back({stored[i], stored[i] == 0});
+    if (stored[i] != 0) continue;
     if (next > INT32_MAX) {
-      file_.table.Reader().RefuseAt(subgroup.line, "subgroup", subgroup.label,
+      file_.table.Reader().RefuseAt(batch_.subgroups[i].line, "subgroup", facts[i].label,
                                     "the database has no identifier left for it");
     }
-    facts[i].id = subgroup.id = static_cast<std::int32_t>(next++);
+    facts[i].id = subgroups_.back().id = static_cast<std::int32_t>(next++);
     writer.Add(facts[i]);
   }
   writer.Flush();
@@ -65,7 +66,7 @@ void ValuesWriter::WriteSubgroups() {
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {
-  if (context == store::Context{}) return 0;
+  if (context == latest_context_.first) return latest_context_.second;
   auto& id = contexts_[context];
   if (id == 0) {
     static const auto insert = InsertInto(WithColumns("context(id, ", ")"));
@@ -75,6 +76,7 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
     Run(db_, insert, taken, names);
     id = static_cast<std::int32_t>(taken);
   }
+  latest_context_ = {context, id};
   return id;
 }
 
@@ -97,9 +99,200 @@ void ValuesWriter::NoteRefusal(std::int64_t line, std::string_view column, std::
   refusal_ = {line, column, std::string(value), std::string(reason)};
 }
 
-// Calls visit with what is stored under a key. False when nothing is.
+void ValuesWriter::WriteMeasurements() {
+  std::vector<std::pair<WrittenKey, std::uint32_t>> order;
+  order.reserve(batch_.records.size());
+  for (const auto& record : batch_.records) {
+    order.emplace_back(WrittenKey{record.stream->id, batch_.subgroups[record.subgroup].time,
+                                  subgroups_[record.subgroup].id},
+                       static_cast<std::uint32_t>(order.size()));
+  }
+  if (!std::is_sorted(order.begin(), order.end())) std::sort(order.begin(), order.end());
+  for (const auto& [key, place] : order) {
+    Begin(key, place);
+    const auto& record = open_.record;
+    const bool is_stored = !subgroups_[record.subgroup].is_new && ForStored([](const auto&) {});
+    if (key.subgroup <= highest_before_) {
+      if (is_stored && !added_to_old_.contains(key)) {
+        NoteRefusal(record.line, "subgroup", batch_.Text(batch_.subgroups[record.subgroup].label),
+                    "the subgroup is already stored with this test");
+        continue;
+      }
+      added_to_old_.insert(key);
+    }
+    if (!is_stored && IsComplete()) {
+      const auto keys = std::span(batch_.keys);
+      Finish(std::span(batch_.values).subspan(record.first_row, record.rows),
+             keys.empty() ? keys : keys.subspan(record.first_row, record.rows));
+      continue;
+    }
+    ReadRows();
+    if (is_stored) Merge();
+    if (record.stream->state->type == ttVariable) {
+      OrderRows();
+    } else {
+      CheckDefectives();
+    }
+    AddRows();
+  }
+  Store();
+  if (refusal_) {
+    file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
+                                  refusal_->reason);
+  }
+}
+
+// Takes a record of the batch.
+void ValuesWriter::Begin(const WrittenKey& key, std::uint32_t place) {
+  open_.record = batch_.records[place];
+  open_.key = key;
+  open_.derived_pieces.clear();
+  open_.shared.fill({});
+  const auto shared = batch_.SharedOf(place);
+  for (std::size_t i = 0; i < shared.size(); ++i) {
+    const auto& cell = shared[i];
+    open_.shared[batch_.shared_columns[i]] = {cell.value, cell.line, batch_.Text(cell.text)};
+  }
+}
+
+// Whether the rows are stored as they lie in the batch and nothing about them can be refused.
+bool ValuesWriter::IsComplete() const {
+  const auto& record = open_.record;
+  if (record.rows == 0) return false;
+  const auto type = record.stream->state->type;
+  if (type == ttVariable) {
+    std::int32_t before = 0;
+    for (std::size_t i = 0; i < record.rows && !batch_.keys.empty(); ++i) {
+      const auto& key = batch_.keys[record.first_row + i];
+      if (key.Sbno != 0 || key.Tsno <= before) return false;
+      before = key.Tsno;
+    }
+    return true;
+  }
+  const auto size = open_.shared[kSharedSize].value;
+  if (size <= 0 || type == ttDefects) return true;
+  const auto counts = std::span(batch_.values).subspan(record.first_row, record.rows);
+  return std::accumulate(counts.begin(), counts.end(), 0.0) <= size;
+}
+
+void ValuesWriter::ReadRows() {
+  const auto& record = open_.record;
+  open_.rows.clear();
+  std::uint32_t row = 0;
+  for (auto run = record.first_run; row < record.rows; ++run) {
+    for (std::uint32_t i = 0; i < batch_.runs[run].rows; ++i, ++row) {
+      const auto at = record.first_row + row;
+      const bool is_plain = batch_.keys.empty();
+      open_.rows.push_back({batch_.values[at], is_plain ? store::PlainKey(row) : batch_.keys[at],
+                            batch_.runs[run].line + i,
+                            is_plain ? batch_.is_numbered : batch_.numbered[at] != 0});
+    }
+  }
+}
+
+void ValuesWriter::OrderRows() {
+  const auto by_place = [](const Row& a, const Row& b) {
+    return std::tie(a.key.Tsno, a.key.Sbno) < std::tie(b.key.Tsno, b.key.Sbno);
+  };
+  auto& rows = open_.rows;
+  if (!std::is_sorted(rows.begin(), rows.end(), by_place)) {
+    std::stable_sort(rows.begin(), rows.end(), by_place);
+  }
+  const auto twice = std::adjacent_find(
+      rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return !by_place(a, b); });
+  if (twice != rows.end()) {
+    NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
+                std::to_string(twice->key.Tsno),
+                "the subgroup has this piece, with this sbno, already");
+  }
+}
+
+// Stores the rows; a piece that has only readings gets their mean as its value.
+void ValuesWriter::AddRows() {
+  const auto& rows = open_.rows;
+  const auto first = finished_.values.size();
+  const bool is_variable = open_.record.stream->state->type == ttVariable;
+  for (auto from = rows.begin(); from != rows.end();) {
+    const auto tsno = from->key.Tsno;
+    const auto to =
+        std::find_if(from, rows.end(), [&](const Row& row) { return row.key.Tsno != tsno; });
+    if (is_variable && from->key.Sbno != 0) {
+      auto piece = *from;
+      piece.value = 0.0;
+      for (auto row = from; row != to; ++row) {
+        piece.value += row->value / static_cast<double>(to - from);
+      }
+      piece.key.Sbno = 0;
+      piece.key.Def = 0;
+      AddRow(piece);
+      open_.derived_pieces.push_back(tsno);
+    }
+    for (; from != to; ++from) AddRow(*from);
+  }
+  if (rows.empty()) AddRow({});
+  const auto count = finished_.values.size() - first;
+  finished_.places.push_back({finished_.measurements.size(), first, count});
+  Finish(std::span(finished_.values).subspan(first), std::span(finished_.keys).subspan(first));
+}
+
+void ValuesWriter::AddRow(const Row& row) {
+  finished_.values.push_back(row.value);
+  finished_.keys.push_back(row.key);
+}
+
+// The rows need not stay where they are when they are those of finished_.
+void ValuesWriter::Finish(std::span<const double> values, std::span<const store::RowKey> keys) {
+  const auto& shared = open_.shared;
+  const auto flag = static_cast<std::int32_t>(shared[kSharedFlag].value);
+  auto size = shared[kSharedSize].value;
+  WrittenState state{open_.derived_pieces, open_.record.last_sbno, false, false};
+  state.lacks_size = size == kNotGiven && batch_.Has(kSharedSize);
+  state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
+  if (state != WrittenState{}) {
+    states_[open_.key] = std::move(state);
+  } else if (!states_.empty()) {
+    states_.erase(open_.key);
+  }
+  if (size == kNotGiven) {
+    const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
+    const auto pieces = keys.empty() ? std::ssize(values) : std::ranges::count_if(keys, is_piece);
+    const bool is_variable = open_.record.stream->state->type == ttVariable;
+    size = is_variable ? static_cast<double>(pieces) : 0;
+  }
+  store::Context context{};
+  for (std::size_t i = 0; i < context.size(); ++i) {
+    context[i] = static_cast<std::int32_t>(std::max(shared[kSharedContext + i].value, 0.0));
+  }
+  finished_.measurements.push_back({open_.key.time, open_.key.subgroup, ContextId(context), size,
+                                    std::max(flag, 0), 0, 0, values, keys});
+  finished_.streams.push_back(open_.key.stream);
+  file_.report.rows += std::ssize(values);
+}
+
+void ValuesWriter::Store() {
+  auto& [measurements, streams, places, values, keys] = finished_;
+  for (const auto& [measurement, first, rows] : places) {
+    measurements[measurement].values = std::span(values).subspan(first, rows);
+    measurements[measurement].keys = std::span(keys).subspan(first, rows);
+  }
+  store::StreamWriter writer(db_);
+  for (std::size_t begin = 0; begin < measurements.size();) {
+    auto end = begin;
+    while (end < measurements.size() && streams[end] == streams[begin]) ++end;
+    writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
+    begin = end;
+  }
+  measurements.clear();
+  streams.clear();
+  places.clear();
+  values.clear();
+  keys.clear();
+}
+
+// Calls visit with what is stored of the record. False when nothing is.
 template <class Visit>
-bool ValuesWriter::ForStored(const WrittenKey& key, Visit visit) {
+bool ValuesWriter::ForStored(Visit visit) {
+  const auto& key = open_.key;
   bool found = false;
   store::ForEachRecord(
       db_, key.stream,
@@ -112,195 +305,64 @@ bool ValuesWriter::ForStored(const WrittenKey& key, Visit visit) {
   return found;
 }
 
-bool ValuesWriter::IsStored(const WrittenKey& key) {
-  return ForStored(key, [](const store::RecordView&) {});
-}
-
-// In the order of the clustered table, so that neighbours are written together.
-void ValuesWriter::WriteMeasurements() {
-  std::vector<std::pair<WrittenKey, OpenMeasurement*>> order;
-  order.reserve(batch_.open_count);
-  for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& subgroup = batch_.subgroups[batch_.open[i].subgroup];
-    order.emplace_back(WrittenKey{batch_.open[i].stream, subgroup.time, subgroup.id},
-                       &batch_.open[i]);
-  }
-  std::sort(order.begin(), order.end());
-  // Rows and keys of everything written; a measurement views them once all are there.
-  std::vector<double> values;
-  std::vector<store::RowKey> keys;
-  std::vector<store::Measurement> measurements;
-  std::vector<std::int64_t> streams;
-  std::vector<std::size_t> row_counts;
-  for (auto& [key, open] : order) {
-    const auto& subgroup = batch_.subgroups[open->subgroup];
-    const bool is_stored = !subgroup.is_new && IsStored(key);
-    if (key.subgroup <= highest_before_) {
-      if (is_stored && !added_to_old_.contains(key)) {
-        NoteRefusal(open->line, "subgroup", subgroup.label,
-                    "the subgroup is already stored with this test");
-        continue;
-      }
-      added_to_old_.insert(key);
-    }
-    if (is_stored) Merge(*open, key);
-    Finish(*open, key);
-    CheckDefectives(*open);
-    store::Context context{};
-    for (std::size_t i = 0; i < context.size(); ++i) {
-      const auto name = open->shared[kSharedContext + i].value;
-      context[i] = static_cast<std::int32_t>(std::max(name, 0.0));
-    }
-    measurements.push_back(
-        {key.time, key.subgroup, ContextId(context), packed_size_, packed_flag_, 0, 0, {}, {}});
-    row_counts.push_back(packed_rows_.size());
-    for (const auto& row : packed_rows_) {
-      values.push_back(row.value);
-      keys.push_back(row.key);
-    }
-    streams.push_back(key.stream);
-    file_.report.rows += static_cast<std::int64_t>(packed_rows_.size());
-  }
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < measurements.size(); ++i) {
-    measurements[i].values = std::span(values).subspan(at, row_counts[i]);
-    measurements[i].keys = std::span(keys).subspan(at, row_counts[i]);
-    at += row_counts[i];
-  }
-  store::StreamWriter writer(db_);
-  for (std::size_t begin = 0; begin < measurements.size();) {
-    auto end = begin;
-    while (end < measurements.size() && streams[end] == streams[begin]) ++end;
-    writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
-    begin = end;
-  }
-  if (refusal_) {
-    file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
-                                  refusal_->reason);
-  }
-}
-
-// Sorts and completes the rows and packs them.
-void ValuesWriter::Finish(OpenMeasurement& open, const WrittenKey& key) {
-  const bool is_variable = batch_.tests[open.test].type == ttVariable;
-  packed_rows_.clear();
-  derived_pieces_.clear();
-  if (is_variable) {
-    const auto by_place = [](const ImportRow& a, const ImportRow& b) {
-      return std::tie(a.row.key.Tsno, a.row.key.Sbno) < std::tie(b.row.key.Tsno, b.row.key.Sbno);
-    };
-    if (!std::is_sorted(open.rows.begin(), open.rows.end(), by_place)) {
-      std::stable_sort(open.rows.begin(), open.rows.end(), by_place);
-    }
-    const auto twice =
-        std::adjacent_find(open.rows.begin(), open.rows.end(),
-                           [&](const ImportRow& a, const ImportRow& b) { return !by_place(a, b); });
-    if (twice != open.rows.end()) {
-      NoteRefusal(std::max(twice->line, std::next(twice)->line), "tsno",
-                  std::to_string(twice->row.key.Tsno),
-                  "the subgroup has this piece, with this sbno, already");
-    }
-    AddPieceValues(open);
-  } else {
-    for (const auto& row : open.rows) packed_rows_.push_back(row.row);
-  }
-  if (packed_rows_.empty()) packed_rows_.emplace_back();
-  const auto flag = static_cast<std::int32_t>(open.shared[kSharedFlag].value);
-  packed_size_ = open.shared[kSharedSize].value;
-  WrittenState state{derived_pieces_, open.last_sbno, false, false};
-  state.lacks_size = packed_size_ == kNotGiven && batch_.has_size;
-  state.lacks_flag = flag == kNotGiven && batch_.has_flag;
-  if (state == WrittenState{}) {
-    states_.erase(key);
-  } else {
-    states_[key] = std::move(state);
-  }
-  if (packed_size_ == kNotGiven) {
-    const auto is_piece = [](const TestRow& row) { return row.key.Sbno == 0; };
-    const auto pieces = std::ranges::count_if(packed_rows_, is_piece);
-    packed_size_ = is_variable ? static_cast<double>(pieces) : 0;
-  }
-  packed_flag_ = std::max(flag, 0);
-}
-
-// Copies the rows; a piece that has only readings gets their mean as its value.
-void ValuesWriter::AddPieceValues(const OpenMeasurement& open) {
-  for (auto from = open.rows.begin(); from != open.rows.end();) {
-    const auto tsno = from->row.key.Tsno;
-    const auto to = std::find_if(from, open.rows.end(),
-                                 [&](const ImportRow& row) { return row.row.key.Tsno != tsno; });
-    if (from->row.key.Sbno != 0) {
-      auto piece = from->row;
-      piece.value = 0.0;
-      for (auto row = from; row != to; ++row) {
-        piece.value += row->row.value / static_cast<double>(to - from);
-      }
-      piece.key.Sbno = 0;
-      piece.key.Def = 0;
-      packed_rows_.push_back(piece);
-      derived_pieces_.push_back(tsno);
-    }
-    for (; from != to; ++from) packed_rows_.push_back(from->row);
-  }
-}
-
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
-void ValuesWriter::Merge(OpenMeasurement& open, const WrittenKey& key) {
+void ValuesWriter::Merge() {
   WrittenState state;
-  if (const auto found = states_.find(key); found != states_.end()) state = found->second;
+  if (const auto found = states_.find(open_.key); found != states_.end()) state = found->second;
   std::int32_t context = 0;
-  ForStored(key, [&](const store::RecordView& record) {
-    MergeRows(open, record, state);
-    const bool has_size = batch_.has_size && !state.lacks_size;
-    const bool has_flag = batch_.has_flag && !state.lacks_flag;
-    MergeShared(open, kSharedSize, has_size ? record.Size() : kNotGiven);
-    MergeShared(open, kSharedFlag, has_flag ? record.Flag() : kNotGiven);
+  ForStored([&](const store::RecordView& record) {
+    MergeRows(record, state);
+    const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
+    const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;
+    MergeShared(kSharedSize, has_size ? record.Size() : kNotGiven);
+    MergeShared(kSharedFlag, has_flag ? record.Flag() : kNotGiven);
     context = record.Context();
   });
   const auto who = ContextOf(context);
   for (std::size_t i = 0; i < who.size(); ++i) {
-    MergeShared(open, kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
+    MergeShared(kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }
 }
 
-void ValuesWriter::MergeRows(OpenMeasurement& open, const store::RecordView& record,
-                             const WrittenState& state) {
-  std::vector<ImportRow> rows;
-  open.highest_tsno = 0;
+void ValuesWriter::MergeRows(const store::RecordView& record, const WrittenState& state) {
+  auto& open = open_;
+  std::vector<Row> rows;
+  open.record.highest_tsno = 0;
   const auto& derived = state.derived_pieces;
   for (std::size_t i = 0; i < record.Count(); ++i) {
-    const TestRow row{record.Value(i), record.Key(i)};
-    open.highest_tsno = std::max(open.highest_tsno, row.key.Tsno);
+    const Row row{record.Value(i), record.Key(i), 0, false};
+    open.record.highest_tsno = std::max(open.record.highest_tsno, row.key.Tsno);
     const bool is_derived =
         row.key.Sbno == 0 && std::count(derived.begin(), derived.end(), row.key.Tsno) > 0;
-    if (!is_derived && !(row == TestRow{})) rows.push_back({row, 0, false});
+    const bool is_nothing = row.value == 0.0 && row.key == store::RowKey{};
+    if (!is_derived && !is_nothing) rows.push_back(row);
   }
   file_.report.rows -= static_cast<std::int64_t>(record.Count());
-  if (batch_.tests[open.test].type == ttVariable) {
-    open.last_sbno = state.last_sbno;
-    for (auto& row : open.rows) open.Number(row);
+  if (open.record.stream->state->type == ttVariable) {
+    open.record.last_sbno = state.last_sbno;
+    for (auto& row : open.rows) open.record.Number(row.key, row.is_numbered);
   }
   open.rows.insert(open.rows.begin(), rows.begin(), rows.end());
 }
 
 // The cell of the lines before with that of the lines at hand.
-void ValuesWriter::MergeShared(OpenMeasurement& open, std::size_t column, double before) {
-  auto& cell = open.shared[column];
+void ValuesWriter::MergeShared(std::size_t column, double before) {
+  auto& cell = open_.shared[column];
   if (before == kNotGiven) return;
   if (cell.value != kNotGiven && cell.value != before) {
     NoteRefusal(cell.line, SharedColumn(column), cell.text, kDiffers);
   }
-  cell.value = before;
-  cell.line = 0;
+  cell = {before, 0, {}};
 }
 
 // Refuses a subgroup with more defectives than units inspected. A named unit counts as often as the
 // largest of its rows says, rows without a unit add up. The refusal names the later of two lines:
 // the one with which there were too many, and the one that gave the size.
-void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
-  auto& test = batch_.tests[open.test];
-  const auto size = packed_size_;
+void ValuesWriter::CheckDefectives() {
+  const auto& open = open_;
+  auto& test = *open.record.stream->state;
+  const auto size = open.shared[kSharedSize].value;
   if (size <= 0 || (test.type != 0 && test.type != ttDefectives)) return;
   const auto size_line = open.shared[kSharedSize].line;
   double defectives = 0.0;
@@ -309,9 +371,9 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   for (const auto& row : open.rows) {
     if (defectives > size && row.line > size_line) break;
     line = row.line;
-    const auto unit = row.row.key.Tsno;
+    const auto unit = row.key.Tsno;
     const auto before = unit == 0 ? 0.0 : units[unit];
-    const auto now = unit == 0 ? row.row.value : std::max(before, row.row.value);
+    const auto now = unit == 0 ? row.value : std::max(before, row.value);
     if (unit != 0) units[unit] = now;
     defectives += now - before;
   }
@@ -321,7 +383,7 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
   const auto reason = "more defectives (" + std::to_string(static_cast<std::int64_t>(defectives)) +
                       ") than units inspected (" + std::to_string(static_cast<std::int64_t>(size)) +
                       ")";
-  const auto& label = batch_.subgroups[open.subgroup].label;
+  const std::string label(batch_.Text(batch_.subgroups[open.record.subgroup].label));
   if (test.type == ttDefectives) return NoteRefusal(line, "subgroup", label, reason);
   if (test.excess_line == 0 || line < test.excess_line) {
     test.excess_line = line;
@@ -331,32 +393,32 @@ void ValuesWriter::CheckDefectives(const OpenMeasurement& open) {
 
 void ValuesWriter::WriteComments() {
   static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
-  for (std::size_t i = 0; i < batch_.open_count; ++i) {
-    const auto& open = batch_.open[i];
-    const auto& subgroup = batch_.subgroups[open.subgroup];
-    for (const auto& comment : open.comments) {
-      if (!subgroup.is_new &&
-          IntOf(db_,
-                "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
-                "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
-                subgroup.id, subgroup.time, open.test, comment.tsno, comment.employee,
-                comment.note)) {
+  for (const auto& [place, comments] : batch_.comments) {
+    const auto& record = batch_.records[place];
+    const auto [subgroup, is_new] = subgroups_[record.subgroup];
+    const auto time = batch_.subgroups[record.subgroup].time;
+    const auto test = record.stream->test;
+    for (const auto& [tsno, employee, note] : comments) {
+      if (!is_new && IntOf(db_,
+                           "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
+                           "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
+                           subgroup, time, test, tsno, employee, note)) {
         continue;
       }
-      Run(db_, insert, subgroup.id, open.test, comment.tsno, subgroup.time,
-          Reference{comment.employee}, comment.note);
+      Run(db_, insert, subgroup, test, tsno, time, Reference{employee}, note);
     }
   }
 }
 
 void ValuesWriter::WriteDescriptors() {
-  for (std::size_t i = 0; i < batch_.subgroup_count; ++i) {
-    for (const auto& [descriptor, tsno] : batch_.subgroups[i].descriptors) {
-      Run(db_,
-          "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-          "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
-          batch_.subgroups[i].id, descriptor, tsno);
-    }
+  auto& all = batch_.descriptors;
+  std::ranges::sort(all);
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  for (const auto& [subgroup, descriptor, tsno] : all) {
+    Run(db_,
+        "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+        "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+        subgroups_[subgroup].id, descriptor, tsno);
   }
 }
 

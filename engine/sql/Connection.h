@@ -2,8 +2,10 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -154,6 +156,9 @@ class Connection {
   virtual std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) = 0;
 
   virtual void Begin(TransactionKind kind) = 0;
+  // How long Begin waits for other connections that write before the database is locked; a minute
+  // until told otherwise. on_wait is called several times a second meanwhile; it must not throw.
+  virtual void WaitForWriters(std::chrono::milliseconds at_most, std::function<void()> on_wait) = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
   virtual bool InTransaction() const = 0;

@@ -51,14 +51,15 @@ void CheckFile(const std::string& path, bool create) {
   if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
   if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
   if (!system::MayRead(path)) RefuseFile(path, "may not be read");
-  if (!system::MayWrite(path)) RefuseFile(path, "may not be written to");
 }
 
-// The write-ahead log lies beside the file, so its folder must be writable too.
-void CheckFolder(const std::string& path) {
+// Why a file may not be written to; empty when it may.
+std::string WhyReadOnly(const std::string& path) {
+  if (system::IsThere(path) && !system::MayWrite(path)) return "may not be written to";
+  // The write-ahead log lies beside the file.
   const auto folder = FolderOf(TargetOf(path));
-  if (!system::IsThere(folder)) RefuseFile(path, "there is no folder " + folder);
-  if (!system::MayWrite(folder)) RefuseFile(path, "its folder may not be written to");
+  if (!system::IsThere(folder)) return "there is no folder " + folder;
+  return system::MayWrite(folder) ? "" : "its folder may not be written to";
 }
 
 // Says whether the file is a database of ours, and of which schema; 0 is one that is yet to be
@@ -82,7 +83,15 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
   return mark.version;
 }
 
-// Brings the file to the present schema. Looked at again under the write lock: another program may
+// Whether there is a database of an older schema.
+bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
+  sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  const auto version = SchemaOf(connection, path, create);
+  transaction.Commit();
+  return version > 0 && version < schema::kSchemaVersion;
+}
+
+// Brings the database to the present schema. Looked at again under the write lock: another program may
 // have made it in the meantime. Returns whether it was empty.
 bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
   for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
@@ -97,6 +106,38 @@ bool Prepare(sql::Connection& connection, const std::string& path, bool create) 
     if (kind == sql::TransactionKind::Write) return version == 0;
   }
   return false;
+}
+
+std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
+  auto opened = sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
+    if (IsOld(connection, path, create)) return BringFileForward(connection, path);
+    Prepare(connection, path, create);
+  });
+  // Of a file that was brought forward.
+  sql::sqlite::AddChecksums(*opened);
+  return opened;
+}
+
+std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address, bool create, bool* made) {
+  try {
+    return sql::OpenServer(address, [&](sql::Connection& connection) {
+      const bool was_empty = Prepare(connection, address, create);
+      if (made != nullptr) *made = was_empty;
+    });
+  } catch (const sql::SqlError& error) {
+    RefuseFile(address, sql::ReasonOf(error));
+  }
+}
+
+// A file that may not be brought forward.
+void CheckSchema(sql::Connection& connection, const std::string& path) {
+  sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  const auto version = SchemaOf(connection, path, false);
+  if (version < schema::kSchemaVersion) {
+    RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
+                         ") and may not be written to, so it cannot be brought forward");
+  }
+  transaction.Commit();
 }
 
 struct KeptNote {
@@ -143,18 +184,22 @@ void RefuseFile(const std::string& path, const std::string& reason) {
 }
 
 std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create, bool* made) {
-  const auto prepare = [&](sql::Connection& connection) {
-    const bool was_empty = Prepare(connection, path, create);
-    if (made != nullptr) *made = was_empty;
-  };
-  const bool is_address = sql::IsAddress(path);
-  if (!is_address) {
-    CheckFile(path, create);
-    CheckFolder(path);
-  }
+  if (sql::IsAddress(path)) return OpenOnServer(path, create, made);
+  CheckFile(path, create);
+  const auto why_read_only = WhyReadOnly(path);
+  if (create && !why_read_only.empty()) RefuseFile(path, why_read_only);
   try {
-    return is_address ? sql::OpenServer(path, prepare)
-                      : sql::sqlite::OpenFile(path, create, prepare);
+    if (why_read_only.empty()) {
+      try {
+        return OpenToWrite(path, create);
+      } catch (const sql::SqlError& error) {
+        // What the system cannot tell beforehand.
+        if (create || error.Which() != sql::SqlError::Kind::ReadOnly) throw;
+      }
+    }
+    auto opened = sql::sqlite::OpenFileToRead(path);
+    CheckSchema(*opened, path);
+    return opened;
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
   }

@@ -19,8 +19,9 @@ namespace fs = std::filesystem;
 // What SQLite keeps beside a database.
 constexpr std::array kLogEndings{"-wal", "-shm", "-journal"};
 
-// A link to nowhere is there, too.
+// A link to nowhere is there, too, and so is a device.
 bool IsThereAt(const std::string& path) {
+  if (system::StateOf(path)) return true;
   std::error_code error;
   return fs::exists(fs::symlink_status(system::PathOf(path), error));
 }

@@ -230,12 +230,16 @@ std::string ContextColumns() {
   return columns;
 }
 
+std::size_t StoreCache::PlaceOfContextOf(std::int32_t context, std::int32_t subgroup) const {
+  if (context == 0) return 0;
+  if (const auto place = PlaceOfContext(context)) return *place;
+  throw std::runtime_error("The database is damaged: subgroup " + std::to_string(subgroup) +
+                           " refers to context " + std::to_string(context) +
+                           ", which is not there");
+}
+
 std::size_t StoreCache::PlaceOfContextOf(const RecordView& record) const {
-  if (record.Context() == 0) return 0;
-  if (const auto place = PlaceOfContext(record.Context())) return *place;
-  throw std::runtime_error("The database is damaged: subgroup " +
-                           std::to_string(record.Subgroup()) + " refers to context " +
-                           std::to_string(record.Context()) + ", which is not there");
+  return PlaceOfContextOf(record.Context(), record.Subgroup());
 }
 
 StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {

@@ -114,6 +114,7 @@ class StoreCache {
 
   // The place of that of a record. Throws std::runtime_error where there is none.
   std::size_t PlaceOfContextOf(const RecordView& record) const;
+  std::size_t PlaceOfContextOf(std::int32_t context, std::int32_t subgroup) const;
 
  private:
   sql::Connection* connection_ = nullptr;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <utility>
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/Output.h"
@@ -40,7 +41,22 @@ std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
     const auto now = std::chrono::steady_clock::now();
     if (now - *latest < std::chrono::milliseconds(100) || total <= 0) return;
     *latest = now;
-    console.err << "\rimport: " << 100 * done / total << " % of " << total / 1000000 << " MB"
+    console.err << "\r\x1b[Kimport: " << 100 * done / total << " % of " << total / 1000000 << " MB"
+                << std::flush;
+  };
+}
+
+// The same line while another program writes.
+std::function<void()> Waiting(Console& console, const std::string& path) {
+  if (!console.err_is_terminal) return {};
+  using Clock = std::chrono::steady_clock;
+  return [&console, path, begin = Clock::now(), shown = std::int64_t{-1}]() mutable {
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin).count();
+    if (std::exchange(shown, seconds) == seconds) return;
+    console.err << "\r\x1b[K"
+                << render::PlainText("import: waiting for another program that writes " + path +
+                                     ": " + std::to_string(seconds) + " s")
                 << std::flush;
   };
 }
@@ -99,7 +115,8 @@ int Run(const Arguments& arguments, Console& console) {
   const ImportReport report = [&] {
     const ClearedLine cleared{console};
     const ImportOptions options{.ignore_unknown = arguments.Has(kIgnoreUnknown),
-                                .progress = Progress(console)};
+                                .progress = Progress(console),
+                                .waiting = Waiting(console, path)};
     return QualityDatabase::ImportInto(path, file, kind, options);
   }();
   for (const Note& note : report.notes) {

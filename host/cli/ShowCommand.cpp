@@ -104,7 +104,8 @@ const Kind kKinds[] = {
 
 int Run(const Arguments& arguments, Console& console) {
   if (arguments.Positional().empty()) throw Misuse("which file? FILE.xml is missing");
-  const std::string text = ReadFile(arguments.Positional()[0]);
+  const std::string& file = arguments.Positional()[0];
+  const std::string text = ReadFile(file);
   const auto document = XMLSupport::MakeXMLDocument();
   const auto root = document->LoadXml(text) ? document->Root() : platform::XmlNode();
   const std::string name = root ? document->Name(root) : std::string();
@@ -115,7 +116,8 @@ int Run(const Arguments& arguments, Console& console) {
             kind.show({{NoNames(), format, TextOptionsOf(arguments, console)}, text, root}));
     return 0;
   }
-  throw Refusal("Node does not exist!");
+  throw Refusal(file + ": is no result kept as XML, such as chart -o FILE.xml writes (" +
+                (root ? "its root is <" + name + ">: " : "") + "Node does not exist!)");
 }
 
 }  // namespace

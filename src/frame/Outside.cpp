@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "frame/Friend.h"
 #include "platform/FixedText.h"
 
 namespace orvspc {
@@ -65,7 +66,7 @@ std::shared_ptr<platform::Database> ResolveDatabase(
     if (!Database) FailMissingObject();
     auto database = std::dynamic_pointer_cast<platform::Database>(Database);
     if (!database) FailTypeMismatch();
-    database->Confirm();
+    database->Confirm(Friend{});
     return database;
   });
 }

@@ -5,6 +5,10 @@
 
 #include "platform/Object.h"
 
+namespace orvspc {
+class Friend;
+}
+
 namespace orvspc::platform {
 
 // The host's open database.
@@ -12,7 +16,7 @@ class Database : public Object {
  public:
   // The cast of an untyped object to a database calls it. It fails when the object turns out to be
   // none, as a host's object may when it is asked; what it is asked opens and changes nothing.
-  virtual void Confirm() {}
+  virtual void Confirm(const Friend&) {}
 
   // The number of the open connection. The library reads it afresh before each native
   // call and never keeps it.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -55,6 +56,10 @@ struct ImportOptions {
   std::size_t most_held = 32768;
   // Called now and then with bytes read and the size of the file.
   std::function<void(std::int64_t done, std::int64_t total)> progress = {};
+  // How long to wait for other programs that write, and what is called several times a second
+  // meanwhile; it must not throw.
+  std::chrono::milliseconds patience{60000};
+  std::function<void()> waiting = {};
 };
 
 struct ImportReport {

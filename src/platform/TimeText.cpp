@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/TimeText.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -12,16 +13,19 @@ namespace chr = std::chrono;
 constexpr std::int64_t kSecond = 1'000'000'000;  // in nanoseconds
 constexpr std::int64_t kDaySeconds = 86'400;
 
-// Exactly `digits` decimal digits at the front of the text.
-std::optional<int> TakeDigits(std::string_view& text, std::size_t digits) {
-  if (text.size() < digits) return std::nullopt;
-  int value = 0;
-  for (const char c : text.substr(0, digits)) {
-    if (c < '0' || c > '9') return std::nullopt;
-    value = value * 10 + (c - '0');
+// Exactly so many decimal digits at the front of the text.
+template <std::size_t kDigits>
+std::optional<int> TakeDigits(std::string_view& text) {
+  if (text.size() < kDigits) return std::nullopt;
+  unsigned value = 0, highest = 0;
+  for (std::size_t i = 0; i < kDigits; ++i) {
+    const auto digit = static_cast<unsigned>(static_cast<unsigned char>(text[i])) - '0';
+    highest = std::max(highest, digit);
+    value = value * 10 + digit;
   }
-  text.remove_prefix(digits);
-  return value;
+  if (highest > 9) return std::nullopt;
+  text.remove_prefix(kDigits);
+  return static_cast<int>(value);
 }
 
 bool Take(std::string_view& text, char wanted) {
@@ -45,11 +49,11 @@ std::optional<std::int64_t> TakeFraction(std::string_view& text) {
 
 std::optional<std::int64_t> TakeDay(std::string_view& text) {
   auto rest = text;
-  const auto year = TakeDigits(rest, 4);
+  const auto year = TakeDigits<4>(rest);
   if (!year || !Take(rest, '-')) return std::nullopt;
-  const auto month = TakeDigits(rest, 2);
+  const auto month = TakeDigits<2>(rest);
   if (!month || !Take(rest, '-')) return std::nullopt;
-  const auto day = TakeDigits(rest, 2);
+  const auto day = TakeDigits<2>(rest);
   if (!day) return std::nullopt;
   const chr::year_month_day date(chr::year(*year), chr::month(static_cast<unsigned>(*month)),
                                  chr::day(static_cast<unsigned>(*day)));
@@ -60,13 +64,13 @@ std::optional<std::int64_t> TakeDay(std::string_view& text) {
 
 std::optional<std::int64_t> TakeClock(std::string_view& text) {
   auto rest = text;
-  const auto hours = TakeDigits(rest, 2);
+  const auto hours = TakeDigits<2>(rest);
   if (!hours || *hours > 23 || !Take(rest, ':')) return std::nullopt;
-  const auto minutes = TakeDigits(rest, 2);
+  const auto minutes = TakeDigits<2>(rest);
   if (!minutes || *minutes > 59) return std::nullopt;
   std::int64_t time = (*hours * 3600 + *minutes * 60) * kSecond;
   if (Take(rest, ':')) {
-    const auto seconds = TakeDigits(rest, 2);
+    const auto seconds = TakeDigits<2>(rest);
     if (!seconds || *seconds > 59) return std::nullopt;
     time += *seconds * kSecond;
     if (Take(rest, '.') || Take(rest, ',')) {
@@ -82,13 +86,13 @@ std::optional<std::int64_t> TakeClock(std::string_view& text) {
 std::optional<std::int32_t> TakeZoneOffset(std::string_view& text) {
   auto rest = text;
   const int sign = Take(rest, '+') ? 1 : Take(rest, '-') ? -1 : 0;
-  auto hours = TakeDigits(rest, 2);
-  if (!hours) hours = TakeDigits(rest, 1);
+  auto hours = TakeDigits<2>(rest);
+  if (!hours) hours = TakeDigits<1>(rest);
   if (sign == 0 || !hours) return std::nullopt;
   std::optional<int> minutes = 0;
   const bool colon = Take(rest, ':');
   if (colon || (!rest.empty() && rest.front() >= '0' && rest.front() <= '9'))
-    minutes = TakeDigits(rest, 2);
+    minutes = TakeDigits<2>(rest);
   constexpr int kMaxHours = 14;
   if (!minutes || *minutes > 59 || *hours * 60 + *minutes > kMaxHours * 60) return std::nullopt;
   text = rest;

@@ -97,9 +97,7 @@ class DataSelect : public platform::Object {
   bool API_GetData(API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter) const;
   // Replaces the selection by the flat form; not the exact inverse. Fails with 9 where the array is
   // shorter than its blocks say or begins behind them, and what was read before then stays.
-  // LowerBound is the index of the array's first cell; the blocks begin at 0.
-  bool API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter,
-                   std::int32_t LowerBound = 0);
+  bool API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter);
 
   // Runs the selection. Nothing found gives an empty result. Writes the flat form, as the database
   // library left it, back into this object: use a clone to keep the choices.
@@ -109,6 +107,9 @@ class DataSelect : public platform::Object {
   // smallest of all.
   std::shared_ptr<EventData> GetEventData(const std::shared_ptr<platform::Object>& Database) const;
 
+  // The same for an array whose first cell has the index LowerBound; the blocks begin at 0.
+  bool API_SetData(const Friend&, const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter,
+                   std::int32_t LowerBound);
   // Replaces all settings, those without a property too.
   void Structure(const Friend&, const Settings& value);
   platform::XmlNode CreateXMLNode(const Friend&, platform::XmlDocument& Document) const;

@@ -181,8 +181,12 @@ bool DataSelect::API_GetData(API_DSInfo& DSInfo, Array<std::int32_t>& DSFilter) 
   });
 }
 
-bool DataSelect::API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter,
-                             std::int32_t LowerBound) {
+bool DataSelect::API_SetData(const API_DSInfo& DSInfo, const Array<std::int32_t>& DSFilter) {
+  return API_SetData(Friend{}, DSInfo, DSFilter, 0);
+}
+
+bool DataSelect::API_SetData(const Friend&, const API_DSInfo& DSInfo,
+                             const Array<std::int32_t>& DSFilter, std::int32_t LowerBound) {
   return Traced("DataSelect.API_SetData", [&] {
     settings_.ItemTypes = DSInfo.Type;
     settings_.MaximumItems = DSInfo.Count;

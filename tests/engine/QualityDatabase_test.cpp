@@ -68,8 +68,7 @@ using FileSet = std::set<std::string>;
 
 // A file's text as SQLite sees it: its count of rows, then what integrity_check says.
 std::string Examined(const std::string& path) {
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+  sqlite3* const db = store::OpenBare(path);
   std::string text;
   const auto add = [](void* out, int, char** values, char**) {
     static_cast<std::string*>(out)->append(values[0]).append(" ");

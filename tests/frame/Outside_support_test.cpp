@@ -33,7 +33,9 @@ TEST(Support, ResolveDatabaseRefusesWhatIsNoDatabase) {
 // Only when it is asked does it turn out to be none.
 class DoubtfulDatabase : public platform::Database {
  public:
-  void Confirm() override { throw platform::ExternalFailure(-5, "Host.Object", "gone"); }
+  void Confirm(const Friend&) override {
+    throw platform::ExternalFailure(-5, "Host.Object", "gone");
+  }
   std::int32_t ConnectionHandle() override { return 0; }
   std::int32_t DatabaseValue(std::int32_t) override { return 0; }
 };

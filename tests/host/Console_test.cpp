@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "engine/Embedded.h"
+#include "engine/sql/sqlite/SqliteConnection.h"
 #include "host/cli/Command.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/TemporaryFolder.h"
@@ -71,6 +76,38 @@ class OnConsole : public testing::Test {
   TemporaryFolder folder_;
   std::string out_, err_;
 };
+
+TEST_F(OnConsole, AnImportWaitsForAnotherProgramThatWritesAndSaysSo) {
+  Import({"Bolt"});
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const auto child = fork();
+  if (child == 0) {
+    const auto other = engine::sql::sqlite::OpenFile(File("q.db"), false, [](auto&) {});
+    engine::sql::Transaction writing(*other, engine::sql::TransactionKind::Write);
+    other->Execute("INSERT INTO part(id, name) VALUES(77, 'Theirs')");
+    if (write(ends[1], "w", 1) != 1) _exit(1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+    writing.Commit();
+    _exit(0);
+  }
+  char begun = 0;
+  ASSERT_EQ(read(ends[0], &begun, 1), 1);
+  const auto values = Write(
+      "w.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Length,1,2024-03-02T00:00:00,1\n");
+  EXPECT_EQ(Run({"import", values, "--db", File("q.db")}, true), 0) << err_;
+  int status = 1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(err_.find("import: waiting for another program that writes " + File("q.db") + ": 0 s"),
+            std::string::npos)
+      << err_;
+  EXPECT_NE(err_.find("q.db: 1 s"), std::string::npos) << err_;
+  EXPECT_TRUE(err_.ends_with("\r\x1b[K")) << "the line goes";
+  EXPECT_EQ(Run({"list", "parts", "--db", File("q.db")}), 0);
+  for (const char* part : {"Bolt", "Nut", "Theirs"})
+    EXPECT_NE(out_.find(part), std::string::npos) << out_;
+}
 
 TEST_F(OnConsole, AFileNeverGetsTheColoursOfTheTerminal) {
   Import({"Bolt"});

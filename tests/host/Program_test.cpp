@@ -50,6 +50,30 @@ TEST_F(Program, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
   EXPECT_EQ(Text(folder_.File("q.db-wal")), "somebody's");
 }
 
+TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
+  Import();
+  constexpr int kPrograms = 6, kLines = 3000;
+  std::string all = ":";
+  for (int i = 0; i < kPrograms; ++i) {
+    const std::string name = "part" + std::to_string(i);
+    std::string csv = "part,process,test,subgroup,time,value\n";
+    for (int line = 0; line < kLines; ++line)
+      csv += name + ",Lathe,Length," + std::to_string(line) + ",2024-03-" +
+             std::to_string(10 + line % 20) + "T00:00:00," + std::to_string(line % 7) + "\n";
+    Write(name + ".csv", csv);
+    all += " & { '" ORVSPC_PROGRAM "' import " + name + ".csv --db q.db >" + name +
+           " 2>&1; echo $? >>" + name + "; }";
+  }
+  Write("all.sh", all + " & wait\n");
+  ASSERT_EQ(std::system(("cd '" + folder_.Path() + "' && sh all.sh").c_str()), 0);
+  const auto listed = Run("list part --db q.db").out;
+  for (int i = 0; i < kPrograms; ++i) {
+    const std::string name = "part" + std::to_string(i);
+    EXPECT_TRUE(Text(folder_.File(name)).ends_with("\n0\n")) << Text(folder_.File(name));
+    EXPECT_NE(listed.find(name), std::string::npos) << listed;
+  }
+}
+
 TEST_F(Program, EveryNameOfADatabaseIsTheNameOfAFile) {
   Import();
   for (const std::string name : {":memory:", "file:other.db", "file:q.db?mode=ro"}) {
@@ -169,6 +193,11 @@ TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
       {"<CCResults/>", 1, "Missing object", "a result with nothing in it"},
       {"<DataSelect", 1, "Node does not exist!", "malformed"},
       {"", 1, "Node does not exist!", "empty"},
+      {"part,process\nRing,Lathe\n", 1,
+       "r.xml: is no result kept as XML, such as chart -o FILE.xml writes (Node does not exist!)",
+       "another kind of file"},
+      {"<Other/>", 1, "r.xml: is no result kept as XML", "the file of another root"},
+      {"<Other/>", 1, "its root is <Other>", "the name of another root"},
       {"<DataSelect MaximumItems=\"x\"/>", 1, "", "no number"},
   };
   for (const auto& row : rows) {

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "engine/sql/address.h"
+#include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #ifdef ORVSPC_POSTGRESQL
 #include "engine/PostgreSQL.h"
@@ -85,6 +86,15 @@ class Stores {
   std::set<std::string> schemas_;
 };
 
+// A connection without the engine's settings, to a file that is made if it is not there. Pages get
+// checksums.
+inline sqlite3* OpenBare(const std::string& path) {
+  sqlite3* db = nullptr;
+  sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                  engine::sql::sqlite::ChecksumVfs());
+  return db;
+}
+
 // Changes rows behind the back of the engine, without checks of foreign keys. Throws.
 inline void ChangeRows(const std::string& path, std::string sql) {
   if (engine::sql::IsAddress(path)) {
@@ -101,9 +111,8 @@ inline void ChangeRows(const std::string& path, std::string sql) {
     }
     return RunOnServer(path, "SET session_replication_role = replica;" + sql);
   }
-  sqlite3* db = nullptr;
-  const bool done = sqlite3_open(path.c_str(), &db) == SQLITE_OK &&
-                    sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  sqlite3* const db = OpenBare(path);
+  const bool done = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
   const std::string reason = sqlite3_errmsg(db);
   sqlite3_close(db);
   if (!done) throw std::runtime_error(reason);

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "frame/Friend.h"
 #include "platform/ExternalFailure.h"
 #include "select/DataSelect.h"
 #include "tests/fake/FailureOf.h"
@@ -520,7 +521,7 @@ TEST_F(FlatSelection, BlocksBeginAtZeroWhereverTheArrayBegins) {
   cells.insert(cells.begin(), {-1, -2, -3});  // the indices before 0
   DataSelect whole, same;
   EXPECT_TRUE(whole.API_SetData(flat.info, flat.filter));
-  EXPECT_TRUE(same.API_SetData(flat.info, ArrayOf(cells), -3));
+  EXPECT_TRUE(same.API_SetData(Friend{}, flat.info, ArrayOf(cells), -3));
   EXPECT_EQ(same.GetXML(), whole.GetXML());
 }
 
@@ -528,7 +529,8 @@ TEST_F(FlatSelection, AnArrayThatBeginsBehindTheBlocksFailsWhereTheyAreRead) {
   Flat flat = Flatten(*SelectionWithEveryKind());
   flat.info.Count = 3;
   DataSelect select;
-  const auto failure = fake::FailureOf([&] { select.API_SetData(flat.info, flat.filter, 1); });
+  const auto failure =
+      fake::FailureOf([&] { select.API_SetData(Friend{}, flat.info, flat.filter, 1); });
   EXPECT_EQ(failure.Number(), 9);
   EXPECT_EQ(failure.Source(), "DataSelect.API_SetData|DataSelect.LoadDescriptors|orvSPCAnalysis6");
   EXPECT_EQ(select.MaximumItems(), 3);
@@ -538,9 +540,9 @@ TEST_F(FlatSelection, AnArrayThatBeginsBehindTheBlocksFailsWhereTheyAreRead) {
 TEST_F(FlatSelection, OnlyTheBlocksThatLimitAreRead) {
   Flat flat = Flatten({});
   DataSelect select;
-  EXPECT_TRUE(select.API_SetData(flat.info, {}, 1)) << "none of them does";
+  EXPECT_TRUE(select.API_SetData(Friend{}, flat.info, {}, 1)) << "none of them does";
   flat.info.AllProcess = ftItemList;  // cells 2 to 4
-  EXPECT_TRUE(select.API_SetData(flat.info, ArrayOf({0, 1, 7}), 2));
+  EXPECT_TRUE(select.API_SetData(Friend{}, flat.info, ArrayOf({0, 1, 7}), 2));
   EXPECT_EQ(select.Descriptors()->GetDescriptor(dtProcess)->ItemIDs(), Cells{7});
 }
 

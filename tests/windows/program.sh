@@ -23,6 +23,24 @@ if [ "$found" != "$wanted" ] || ! grep -q ' ^.$' "$ORVSPC_WORK/example.cmd"; the
   echo "The example of chart --help in the system's shell: $found"
   exit 1
 fi
+# What only this system has: devices in every folder, and another separator.
+refuses() {  # DATABASE REASON
+  local status=0 said
+  said=$(cd "$ORVSPC_WORK" && wine "$windows" import "$here/data/flour.csv" --db "$1" 2>&1) || status=$?
+  said=$(tr -d '\r' <<<"$said")
+  if [ $status -ne 1 ] || [ "$said" != "orvspc import: $1: $2" ]; then
+    echo "import --db $1: status $status, $said"
+    exit 1
+  fi
+}
+mkdir "$ORVSPC_WORK/folder"
+refuses NUL "is no plain file"
+refuses 'folder\nul.db' "is no plain file"
+refuses 'folder\' "is a folder"
+refuses 'folder\\' "is a folder"
+refuses 'C:\' "is a folder"
+refuses 'missing\' "there is no folder missing"
+[ -z "$(ls "$ORVSPC_WORK/folder")" ]
 "$here/compare_programs.py" --self-test
 "$here/compare_programs.py" "$here/program/commands.txt" "$here/program" "$linux" -- \
                             wine "$windows"

@@ -55,4 +55,21 @@ diff before.txt after.txt
 unregister "$ORVSPC_WINDOWS"
 snapshot again.txt
 diff before.txt again.txt
+
+# As long as a class is registered for the other width, both widths find it by its name.
+register "$ORVSPC_WINDOWS"
+row=$(awk -F'\t' '$1 == "orvEngine" && $2 == "SpecLim"' "$classes")
+other="HKLM\\Software\\Classes\\Wow6432Node\\CLSID\\{$(cut -f4 <<<"$row")}"
+on_wine 30 reg.exe add "$other\\InprocServer32" /ve /d other.dll /f >/dev/null
+unregister "$ORVSPC_WINDOWS"
+for class in SpecLim CtrlLim; do
+  left=no
+  ! known orvEngine.$class || left=yes
+  [ $class-$left = SpecLim-yes ] || [ $class-$left = CtrlLim-no ] ||
+    { echo "orvEngine.$class is left: $left"; exit 1; }
+done
+on_wine 30 reg.exe delete "$other" /f >/dev/null
+unregister "$ORVSPC_WINDOWS"
+snapshot last.txt
+diff before.txt last.txt
 echo "$(diff before.txt registered.txt | grep -c '^>') lines were registered, and none is left"

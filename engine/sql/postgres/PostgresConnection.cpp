@@ -2,8 +2,10 @@
 #include "engine/sql/postgres/PostgresConnection.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <deque>
 #include <unordered_map>
@@ -27,7 +29,7 @@ struct ConnectionDeleter {
 using Server = std::unique_ptr<PGconn, ConnectionDeleter>;
 
 constexpr int kBinary = 1;
-constexpr const char* kPatience = "60s";
+constexpr std::chrono::milliseconds kWriting = std::chrono::minutes(1);
 
 // Of a session, in place of what the server or its role has set.
 constexpr std::pair<std::string_view, std::string_view> kSettings[] = {
@@ -115,6 +117,10 @@ class PostgresConnection final : public Connection {
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override;
 
   void Begin(TransactionKind kind) override;
+  void WaitForWriters(std::chrono::milliseconds at_most, std::function<void()> on_wait) override {
+    write_patience_ = at_most;
+    on_wait_ = std::move(on_wait);
+  }
   void Commit() override;
   void Rollback() noexcept override;
   bool InTransaction() const override { return transaction_ != 0; }
@@ -163,6 +169,8 @@ class PostgresConnection final : public Connection {
   void Sent(int was_sent, Request::Kind kind, PostgresStatement* owner);
   // Waits for all answers.
   void Drain();
+  // Calls on_wait now and then until an answer is there.
+  void AwaitAnswer();
   // Runs work while nothing else is under way.
   template <class Work>
   void Alone(Work work);
@@ -180,6 +188,8 @@ class PostgresConnection final : public Connection {
   // Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<PostgresStatement>> statements_;
   int numbers_ = 0;  // of statements, for their names
+  std::chrono::milliseconds write_patience_ = kWriting;
+  std::function<void()> on_wait_;
 };
 
 class PostgresStatement final : public Cells<Statement> {
@@ -491,9 +501,7 @@ void PostgresConnection::Check() {
                                               "; UTF8 needed");
   }
   std::string text =
-      "SELECT to_regclass('orvspc_mark') IS NOT NULL, set_config('lock_timeout', CASE "
-      "current_setting('lock_timeout') WHEN '0' THEN '";
-  text.append(kPatience).append("' ELSE current_setting('lock_timeout') END, false)");
+      "SELECT to_regclass('orvspc_mark') IS NOT NULL";
   for (const auto& [name, value] : kSettings) {
     text.append(", set_config('").append(name).append("', '").append(value).append("', false)");
   }
@@ -680,14 +688,21 @@ void PostgresConnection::Begin(TransactionKind kind) {
     transaction_ = ++transactions_;
     return;
   }
+  Drain();
   SendText("BEGIN ISOLATION LEVEL READ COMMITTED", Request::Kind::Statement);
   transaction_ = ++transactions_;
   try {
+    // 0 would be without an end.
+    const auto patience = std::to_string(std::max<std::int64_t>(write_patience_.count(), 1));
+    SendText(("SET LOCAL lock_timeout = " + patience).c_str(), Request::Kind::Statement);
     // Writers take turns, those of each schema.
     constexpr std::string_view kLock =
         "SELECT pg_advisory_xact_lock(1331852112, hashtext(current_schema())), "
         "current_setting('transaction_read_only') = 'on'";
     Query lock(*this, kLock);
+    lock.Send();
+    Sync();
+    AwaitAnswer();  // the server answers all of this at once
     if (lock.Step() && lock.Int(1) != 0) {
       throw SqlError(SqlError::Kind::ReadOnly, "the server takes no writing");
     }
@@ -695,6 +710,13 @@ void PostgresConnection::Begin(TransactionKind kind) {
     Rollback();
     throw;
   }
+}
+
+// Nothing else is under way, so that what comes in next is the answer.
+void PostgresConnection::AwaitAnswer() {
+  constexpr int kPause = 50;  // milliseconds
+  pollfd socket{PQsocket(server_.get()), POLLIN, 0};
+  while (on_wait_ && poll(&socket, 1, kPause) == 0) on_wait_();
 }
 
 void PostgresConnection::Commit() {

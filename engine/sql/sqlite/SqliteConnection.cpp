@@ -4,20 +4,27 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <filesystem>
 #include <set>
 #include <unordered_map>
 
 #include "engine/sql/fail_step.h"
+#include "engine/sql/sqlite/ChecksumVfs.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
 
-// A locked file is reported after this long; another program that is creating it gets longer.
-constexpr int kBusyMilliseconds = 500;
-constexpr int kCreatingMilliseconds = 5000;
+using std::chrono::milliseconds;
+
+// A locked file is reported after this long; another program that is creating it gets longer, and
+// one that writes a minute.
+constexpr milliseconds kBusy{500}, kCreating{5000}, kWriting{60000};
 
 SqlError::Kind KindOf(int code) {
   using enum SqlError::Kind;
+  if (code == SQLITE_IOERR_DATA) return Damaged;
   static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
       {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
       {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
@@ -27,9 +34,13 @@ SqlError::Kind KindOf(int code) {
   return Other;
 }
 
+[[noreturn]] void Throw(sqlite3* db, int code) {
+  if (db == nullptr) throw SqlError(KindOf(code), sqlite3_errstr(code));
+  throw SqlError(KindOf(code), code == SQLITE_IOERR_DATA ? DamageOf(db) : sqlite3_errmsg(db));
+}
+
 void Check(sqlite3* db, int code) {
-  if (code == SQLITE_OK) return;
-  throw SqlError(KindOf(code), db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code));
+  if (code != SQLITE_OK) Throw(db, code);
 }
 
 class SqliteStatement final : public Statement {
@@ -63,7 +74,7 @@ class SqliteStatement final : public Statement {
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW) return true;
     if (code == SQLITE_DONE) return false;
-    throw SqlError(KindOf(code), sqlite3_errmsg(db_));
+    Throw(db_, code);
   }
   void Reset() noexcept override { sqlite3_reset(statement_); }
   std::int64_t Changes() const override { return sqlite3_changes64(db_); }
@@ -117,19 +128,118 @@ class SqliteRows final : public BulkRows {
   std::int64_t rows_ = 0;
 };
 
+enum class Access {
+  Write,
+  Create,
+  Read,
+  ReadUnlocked,  // of a file that nobody writes
+};
+
+int FlagsOf(Access access) {
+  constexpr std::array kFlags{SQLITE_OPEN_READWRITE, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                              SQLITE_OPEN_READONLY, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI};
+  return kFlags[static_cast<std::size_t>(access)] | SQLITE_OPEN_NOMUTEX;
+}
+
 // SQLite takes some names for something else than a file, unless they begin with a folder.
-std::string FileName(const std::string& path) {
-  return path.starts_with("file:") || path == ":memory:" ? "./" + path : path;
+std::string FileName(const std::string& path, Access access) {
+  if (access != Access::ReadUnlocked)
+    return path.starts_with("file:") || path == ":memory:" ? "./" + path : path;
+  constexpr std::string_view kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-";
+  std::string name = "file:";
+  for (const char c : path) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    if (kPlain.find(c) != std::string_view::npos) {
+      name += c;
+    } else {
+      name.append({'%', kDigits[byte >> 4], kDigits[byte & 15]});
+    }
+  }
+  return name + "?immutable=1";
+}
+
+// What lies beside a file.
+struct Beside {
+  bool log = false;    // with content
+  bool index = false;  // of the log
+  bool journal = false;
+};
+
+// What tells that a file is as it was.
+struct FileState {
+  std::filesystem::file_time_type written;
+  std::uintmax_t size = 0;
+  Beside beside;
+  bool HasChangedTo(const FileState& now) const {
+    return written != now.written || size != now.size || now.beside.log || now.beside.journal;
+  }
+};
+
+FileState StateOf(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const auto file = fs::canonical(fs::path(std::u8string(path.begin(), path.end())), error);
+  FileState state;
+  state.written = fs::last_write_time(file, error);
+  const auto size = [&error](const fs::path& of) {
+    const auto found = fs::file_size(of, error);
+    return error ? 0 : found;
+  };
+  state.size = size(file);
+  const auto has_content = [&](const char* ending) {
+    auto name = file;
+    return size(name += ending) > 0;
+  };
+  state.beside = {has_content("-wal"), has_content("-shm"), has_content("-journal")};
+  return state;
+}
+
+// A log without an index could only be read by making one, a journal by undoing what it says.
+void CheckReadable(const Beside& beside) {
+  if (!beside.journal && (!beside.log || beside.index)) return;
+  throw SqlError(SqlError::Kind::Other,
+                 "may not be written to, and only who may can read its log (" +
+                     std::string(beside.journal ? "-journal" : "-wal") +
+                     "): open it once as a user who may write it and its folder");
 }
 
 class SqliteConnection final : public Connection {
  public:
-  SqliteConnection(const std::string& path, int flags) {
+  SqliteConnection(std::string path, Access access) : path_(std::move(path)), access_(access) {
+    if (access_ == Access::ReadUnlocked) state_ = StateOf(path_);
+    OpenDatabase();
+  }
+
+  // A file that is yet to be made gets a checksum on each page.
+  void UseChecksumsIfNew() {
+    if (Number("PRAGMA page_count") == 0) Reserve(kReservedBytes);
+  }
+  void AddChecksums() {
+    Number("PRAGMA schema_version");  // reads the header
+    if (Reserve(-1) >= kReservedBytes) return;
+    // In the log, so that a kill leaves the former pages or the new ones.
+    UseWriteAheadLog(kWriting);
+    Reserve(kReservedBytes);
+    {
+      const Patience patient(*this, kWriting);
+      Execute("VACUUM");
+    }
+    EmptyLog();
+  }
+
+  void BackUp(const std::string& path) {
     sqlite3* raw = nullptr;
-    const int code =
-        sqlite3_open_v2(FileName(path).c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-    db_.reset(raw);
-    Check(raw, code);
+    const int opened = sqlite3_open_v2(FileName(path, Access::Write).c_str(), &raw,
+                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    const std::unique_ptr<sqlite3, Closer> to(raw);
+    if (opened != SQLITE_OK) Throw(raw, opened);
+    auto* const backup = sqlite3_backup_init(raw, "main", db_.get(), "main");
+    if (backup == nullptr) Throw(raw, sqlite3_errcode(raw));
+    sqlite3_backup_step(backup, -1);
+    const int code = sqlite3_backup_finish(backup);
+    if (code != SQLITE_OK) Throw(raw, code);
   }
 
   Statement& Prepared(std::string_view sql) override {
@@ -158,15 +268,35 @@ class SqliteConnection final : public Connection {
   }
 
   void Begin(TransactionKind kind) override {
-    Query(*this, kind == TransactionKind::Read ? "BEGIN" : "BEGIN IMMEDIATE").Step();
+    if (kind == TransactionKind::Read) {
+      if (HasChanged()) OpenAgain();
+      Query(*this, "BEGIN").Step();
+      return;
+    }
+    // SQLite would begin to read.
+    if (IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
+    const Patience patient(*this, write_patience_, true);
+    Query(*this, "BEGIN IMMEDIATE").Step();
   }
-  void Commit() override { Query(*this, "COMMIT").Step(); }
+  void WaitForWriters(milliseconds at_most, std::function<void()> on_wait) override {
+    write_patience_ = at_most;
+    on_wait_ = std::move(on_wait);
+  }
+  void Commit() override {
+    Query(*this, "COMMIT").Step();
+    if (HasChanged()) {
+      throw SqlError(SqlError::Kind::Other, "was changed while it was read; try again");
+    }
+  }
   void Rollback() noexcept override {
     if (InTransaction()) sqlite3_exec(db_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
   bool InTransaction() const override { return sqlite3_get_autocommit(db_.get()) == 0; }
 
-  std::int64_t DataVersion() override { return Number("PRAGMA data_version"); }
+  std::int64_t DataVersion() override {
+    constexpr int kVersionBits = 32;
+    return (times_opened_ << kVersionBits) + Number("PRAGMA data_version");
+  }
 
   SchemaMark Mark() override {
     return {static_cast<std::int32_t>(Number("PRAGMA application_id")),
@@ -196,7 +326,8 @@ class SqliteConnection final : public Connection {
     try {
       const char* path = sqlite3_db_filename(db_.get(), "main");
       if (path == nullptr || *path == '\0') return nullptr;
-      auto reader = std::make_unique<SqliteConnection>(path, SQLITE_OPEN_READWRITE);
+      auto reader = std::make_unique<SqliteConnection>(
+          path, access_ == Access::Create ? Access::Write : access_);
       reader->Execute("PRAGMA query_only=ON");
       reader->DataVersion();  // opens the file
       // Each is the file at the path, so they are one.
@@ -216,19 +347,38 @@ class SqliteConnection final : public Connection {
     return false;
   }
 
-  void Patience(int milliseconds) { sqlite3_busy_timeout(db_.get(), milliseconds); }
   bool IsReadOnly() const { return sqlite3_db_readonly(db_.get(), "main") == 1; }
 
+  // While it lives, a lock is waited for so long.
+  class Patience {
+   public:
+    Patience(SqliteConnection& connection, milliseconds at_most, bool for_writers = false)
+        : connection_(connection), before_(connection.patience_) {
+      connection.patience_ = at_most;
+      connection.for_writers_ = for_writers;
+    }
+    Patience(const Patience&) = delete;
+    Patience& operator=(const Patience&) = delete;
+    ~Patience() {
+      connection_.patience_ = before_;
+      connection_.for_writers_ = false;
+    }
+
+   private:
+    SqliteConnection& connection_;
+    milliseconds before_;
+  };
+
   // SQLite does not wait for other connections here, but gives up at once.
-  void UseWriteAheadLog(int patience) {
-    constexpr int kPause = 10;
+  void UseWriteAheadLog(milliseconds patience) {
+    constexpr milliseconds kPause{10};
     for (;; patience -= kPause) {
       try {
         return Execute("PRAGMA journal_mode=WAL");
       } catch (const SqlError& error) {
-        if (error.Which() != SqlError::Kind::Locked || patience <= 0) throw;
+        if (error.Which() != SqlError::Kind::Locked || patience.count() <= 0) throw;
       }
-      sqlite3_sleep(kPause);
+      sqlite3_sleep(static_cast<int>(kPause.count()));
     }
   }
 
@@ -236,6 +386,50 @@ class SqliteConnection final : public Connection {
   struct Closer {
     void operator()(sqlite3* db) const noexcept { sqlite3_close_v2(db); }
   };
+
+  void OpenDatabase() {
+    const char* const layer = ChecksumVfs();
+    if (layer == nullptr) Throw(nullptr, SQLITE_NOMEM);
+    sqlite3* raw = nullptr;
+    const int code =
+        sqlite3_open_v2(FileName(path_, access_).c_str(), &raw, FlagsOf(access_), layer);
+    db_.reset(raw);
+    Check(raw, code);
+    sqlite3_extended_result_codes(raw, 1);
+    sqlite3_busy_handler(raw, Wait, this);
+    ++times_opened_;
+  }
+
+  // Of a file that is read without locks: whether another program has written it.
+  bool HasChanged() const {
+    return access_ == Access::ReadUnlocked && state_.HasChangedTo(StateOf(path_));
+  }
+  void OpenAgain() {
+    statements_.clear();
+    state_ = StateOf(path_);
+    CheckReadable(state_.beside);
+    access_ = state_.beside.index ? Access::Read : Access::ReadUnlocked;
+    OpenDatabase();
+  }
+
+  // Called with how often it was since the lock was met. 0: no longer.
+  static int Wait(void* connection, int times) {
+    constexpr std::array kPauses{1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100};
+    auto& own = *static_cast<SqliteConnection*>(connection);
+    const auto now = std::chrono::steady_clock::now();
+    if (times == 0) own.waits_since_ = now;
+    if (now - own.waits_since_ >= own.patience_) return 0;
+    if (own.for_writers_ && own.on_wait_) own.on_wait_();
+    sqlite3_sleep(kPauses[std::min(static_cast<std::size_t>(times), kPauses.size() - 1)]);
+    return 1;
+  }
+
+  // Reserves so many bytes of each page when the file is made or vacuumed; -1 changes nothing.
+  // Returns how many are reserved or will be.
+  int Reserve(int bytes) {
+    Check(db_.get(), sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes));
+    return bytes;
+  }
 
   std::int64_t Number(std::string_view sql) { return Query(*this, sql).RunForInt().value_or(0); }
 
@@ -247,6 +441,14 @@ class SqliteConnection final : public Connection {
     return code != SQLITE_NOTFOUND && (code != SQLITE_OK || moved != 0);
   }
 
+  std::string path_;
+  Access access_;
+  FileState state_;  // when the file is read without locks
+  std::int64_t times_opened_ = 0;
+  milliseconds patience_ = kBusy, write_patience_ = kWriting;
+  bool for_writers_ = false;  // whether it waits for them
+  std::chrono::steady_clock::time_point waits_since_;
+  std::function<void()> on_wait_;
   std::unique_ptr<sqlite3, Closer> db_;
   std::int64_t noted_ = 0;
   std::set<std::string> texts_;  // of InsertMany
@@ -258,21 +460,48 @@ class SqliteConnection final : public Connection {
 
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
                                      const std::function<void(Connection&)>& check) {
-  auto connection = std::make_unique<SqliteConnection>(
-      path, SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0));
-  const int patience = create ? kCreatingMilliseconds : kBusyMilliseconds;
-  connection->Patience(patience);
-  if (connection->IsReadOnly()) {
-    throw SqlError(SqlError::Kind::ReadOnly, "attempt to write a readonly database");
-  }
+  auto connection =
+      std::make_unique<SqliteConnection>(path, create ? Access::Create : Access::Write);
+  const auto patience = create ? kCreating : kBusy;
+  const SqliteConnection::Patience patient(*connection, patience);
+  if (connection->IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
+  connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
   check(*connection);
   connection->UseWriteAheadLog(patience);
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection->Execute("PRAGMA synchronous=FULL");
   connection->Execute("PRAGMA journal_size_limit=16777216");
-  connection->Patience(kBusyMilliseconds);
   return connection;
+}
+
+std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
+  // Another program may close the file, and its log with it, between the look and the opening.
+  constexpr int kAttempts = 3;
+  for (int attempt = 1;; ++attempt) {
+    const auto beside = StateOf(path).beside;
+    CheckReadable(beside);
+    // An index alone may be of use to nobody.
+    const bool is_shared = beside.index && (beside.log || attempt == 1);
+    try {
+      auto connection =
+          std::make_unique<SqliteConnection>(path, is_shared ? Access::Read : Access::ReadUnlocked);
+      connection->Mark();  // opens the log
+      return connection;
+    } catch (const SqlError&) {
+      if (attempt == kAttempts) throw;
+    }
+  }
+}
+
+void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
+
+void BackUp(Connection& connection, const std::string& path) {
+  static_cast<SqliteConnection&>(connection).BackUp(path);
+}
+
+void AddChecksums(Connection& connection) {
+  static_cast<SqliteConnection&>(connection).AddChecksums();
 }
 
 }  // namespace orvspc::engine::sql::sqlite

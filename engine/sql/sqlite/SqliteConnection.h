@@ -11,8 +11,33 @@ namespace orvspc::engine::sql::sqlite {
 
 // Opens a file, with create also one that does not exist, and switches it to the engine's settings:
 // foreign keys, write-ahead log, commits that survive a power cut. Calls check before the switch to
-// the log, the first thing that changes the file.
+// the log, the first thing that changes the file. Throws SqlError.
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
                                      const std::function<void(Connection&)>& check);
+
+// Opens a file that may not be written to, or that lies in a folder that may not.
+//
+// Log      is read where other programs use the file or have left what the log needs; nothing is
+//          made beside the file
+// No log   the file is read without locks; whoever may write it is noticed at the end of each
+//          transaction, which fails, and the next one reads the file anew
+// Failures SqlError: a log that only a program which may write can read
+std::unique_ptr<Connection> OpenFileToRead(const std::string& path);
+
+// Gives each page of a file that was made without them a checksum (ChecksumVfs.h); where they are
+// there already, it does nothing.
+//
+// connection  one that OpenFile made, outside of a transaction
+// Room        twice the size of the file, half of it among the temporary files
+// Kill        leaves the file as it was or with all checksums; what is in its log is not lost
+// Failures    SqlError: full, or locked by a writer for longer than a minute
+void AddChecksums(Connection& connection);
+
+// Moves a log into the file, so that no other program has it open: nobody reads the file while it is
+// brought forward. Outside of a transaction. Throws SqlError: locked by another program.
+void LeaveLog(Connection& connection);
+
+// Writes what the connection sees into a new file. Throws SqlError.
+void BackUp(Connection& connection, const std::string& path);
 
 }  // namespace orvspc::engine::sql::sqlite

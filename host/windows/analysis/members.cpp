@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "frame/Array.h"
-#include "frame/Failure.h"
+#include "frame/Friend.h"
 #include "frame/Trail.h"
 #include "frame/XMLSupport.h"
 #include "host/windows/com/Enumeration.h"
@@ -118,7 +118,7 @@ STDMETHODIMP DataSelectAdapter::API_SetData(::API_DSInfo* ds_info, SAFEARRAY** d
     Record info(ds_info);
     const auto cells =
         Traced("DataSelect.API_SetData", [&] { return TakeCells(Given(ds_filter)); });
-    return o.API_SetData(info, cells.values, cells.lower);
+    return o.API_SetData(Friend{}, info, cells.values, cells.lower);
   });
 }
 

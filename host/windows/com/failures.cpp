@@ -56,6 +56,8 @@ std::string CodeText(HRESULT result) {
       return "Type mismatch";
     case DISP_E_OVERFLOW:
       return "Overflow";
+    case DISP_E_DIVBYZERO:
+      return "Division by zero";
     case DISP_E_BADINDEX:
       return "Subscript out of range";
     case E_OUTOFMEMORY:
@@ -91,6 +93,8 @@ std::int32_t ToNumber(HRESULT result) {
       return kTypeMismatch;
     case DISP_E_OVERFLOW:
       return kOverflow;
+    case DISP_E_DIVBYZERO:
+      return 11;
     case DISP_E_BADINDEX:
       return kSubscript;
     case E_OUTOFMEMORY:

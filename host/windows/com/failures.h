@@ -14,7 +14,8 @@ namespace orvspc::windows::com {
 // What a Number is for a COM caller; always a failure code.
 HRESULT ToResult(std::int32_t number);
 // The Number of a failure code: 0x800Annnn is nnnn, those of automation that have a Number of their
-// own (type mismatch 13, overflow 6, subscript 9, memory 7, no such member 438) are that.
+// own (type mismatch 13, division by zero 11, overflow 6, subscript 9, memory 7, no such member
+// 438) are that.
 std::int32_t ToNumber(HRESULT result);
 
 // Inside a catch block: leaves the failure that is under way as the error information of this

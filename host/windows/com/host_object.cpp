@@ -28,7 +28,7 @@ class LateBoundDatabase final : public platform::Database, public ComBacked {
 
   IDispatch* Dispatch() const override { return object_.Object(); }
 
-  void Confirm() override { Names(); }
+  void Confirm(const Friend&) override { Names(); }
 
   std::int32_t ConnectionHandle() override {
     Value answer;

@@ -13,6 +13,7 @@
 //   PROGID                  the class's help
 //   PROGID\CLSID            {...}
 //   CLSID\{...}             the class's help, and below it InprocServer32, ProgID and TypeLib
+// Windows keeps CLSID apart for 32 and 64 bits; both share the rest.
 namespace orvspc::windows::com {
 namespace {
 
@@ -34,6 +35,17 @@ void Write(const std::wstring& path, const wchar_t* name, const std::wstring& va
 LSTATUS Remove(const std::wstring& path) {
   const LSTATUS removed = RegDeleteTreeW(HKEY_CLASSES_ROOT, path.c_str());
   return removed == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : removed;
+}
+
+// Whether the class is registered for the other width of a 64-bit Windows; on one of 32 bits, for
+// the only one.
+bool HasOtherWidth(const std::wstring& class_path) {
+  constexpr REGSAM kOther = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  HKEY key = nullptr;
+  const LSTATUS opened =
+      RegOpenKeyExW(HKEY_CLASSES_ROOT, class_path.c_str(), 0, KEY_READ | kOther, &key);
+  if (opened == ERROR_SUCCESS) RegCloseKey(key);
+  return opened == ERROR_SUCCESS;
 }
 
 std::wstring ClassPath(const Class& row) { return L"CLSID\\" + GuidText(*row.class_id); }
@@ -74,7 +86,8 @@ HRESULT UnregisterServer() noexcept {
     for (const Class& row : kServer.classes) {
       if (row.prog_id == nullptr) continue;
       remove(ClassPath(row));
-      remove(row.prog_id);
+      // Both widths have the same one; the last to go removes it.
+      if (!HasOtherWidth(ClassPath(row))) remove(row.prog_id);
     }
     const HRESULT library = UnRegisterTypeLib(*kServer.library, kServer.major, kServer.minor, 0,
                                               sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "frame/Failure.h"
+#include "frame/Friend.h"
 #include "host/windows/com/Handles.h"
 #include "host/windows/com/automation.h"
 #include "host/windows/com/failures.h"
@@ -68,7 +69,7 @@ std::shared_ptr<Plain> Cast(const std::shared_ptr<platform::Object>& object) {
   auto cast = std::dynamic_pointer_cast<Plain>(object);
   if (object && !cast) FailTypeMismatch();
   if constexpr (std::is_same_v<Plain, platform::Database>) {
-    if (cast) cast->Confirm();
+    if (cast) cast->Confirm(Friend{});
   }
   return cast;
 }

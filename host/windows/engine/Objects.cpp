@@ -2,6 +2,7 @@
 #include "host/windows/engine/Objects.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -31,35 +32,82 @@ Kind KindOf(std::optional<Kind> kind, std::string_view what, std::string_view wo
   Refuse(std::move(refusal));
 }
 
+ItemKind ItemKindOf(std::string_view word) {
+  return KindOf(ItemKindFromWord(word), "item", word, kItemKindWords);
+}
+
+std::int32_t Found(std::optional<std::int32_t> id, std::string_view what, std::string_view name) {
+  if (!id) Refuse("There is no " + std::string(what) + " " + Quoted(name));
+  return *id;
+}
+
 }  // namespace
 
-void Database::Open(std::string_view Path) { database_ = QualityDatabase::Open(std::string(Path)); }
+void Database::Open(std::string_view Path) { Use(QualityDatabase::Open(std::string(Path))); }
 
-void Database::Create(std::string_view Path) {
-  database_ = QualityDatabase::Create(std::string(Path));
-}
+void Database::Create(std::string_view Path) { Use(QualityDatabase::Create(std::string(Path))); }
 
 std::int32_t Database::Import(std::string_view File, std::string_view Kind) {
   auto& database = Opened();
   std::vector<std::string_view> words;
   for (const auto& kind : ImportKinds()) words.emplace_back(kind.word);
   const auto kind = KindOf(ImportKindFromWord(Kind), "import", Kind, words);
-  const std::int64_t rows = database.Import(std::string(File), kind).rows;
-  return static_cast<std::int32_t>(std::min<std::int64_t>(rows, INT32_MAX));
+  ImportReport report = database.Import(std::string(File), kind);
+  std::ranges::move(report.notes, std::back_inserter(notes_));
+  return static_cast<std::int32_t>(std::min<std::int64_t>(report.rows, INT32_MAX));
 }
 
 std::int32_t Database::Find(std::string_view Kind, std::string_view Name) {
   auto& database = Opened();
-  const auto kind = KindOf(ItemKindFromWord(Kind), "item", Kind, kItemKindWords);
-  const auto found = database.Find(kind, Name);
-  if (!found) Refuse("There is no " + std::string(WordOf(kind)) + " " + Quoted(Name));
-  return *found;
+  const auto kind = ItemKindOf(Kind);
+  return Found(database.Find(kind, Name), WordOf(kind), Name);
 }
 
 std::int32_t Database::ConnectionHandle() { return Opened().Database()->ConnectionHandle(); }
 
 std::int32_t Database::DatabaseValue(std::int32_t value) {
   return Opened().Database()->DatabaseValue(value);
+}
+
+bool Database::TakeFailure() {
+  const auto taken = Opened().Database()->TakeFailure();
+  failure_ = taken.value_or(EmbeddedDatabase::Failure());
+  return taken.has_value();
+}
+
+std::int32_t Database::FailureNumber() { return failure_.number; }
+
+std::string Database::FailureText() { return failure_.description; }
+
+std::string Database::TakeNotes() {
+  std::vector<Note> notes = Opened().Database()->TakeReport().notes;
+  notes.insert(notes.begin(), notes_.begin(), notes_.end());
+  notes_.clear();
+  std::string lines;
+  for (const auto& note : notes) lines += note.code + ": " + note.Sentence() + "\r\n";
+  return lines;
+}
+
+std::int32_t Database::FindGroup(std::string_view Kind, std::string_view Name) {
+  auto& database = Opened();
+  const auto kind = ItemKindOf(Kind);
+  return Found(database.FindGroup(kind, Name), "group of the kind " + std::string(WordOf(kind)),
+               Name);
+}
+
+std::int32_t Database::FindDescriptorGroup(std::string_view Name) {
+  return Found(Opened().FindDescriptorGroup(Name), "group of descriptors", Name);
+}
+
+std::int32_t Database::FindDescriptor(std::int32_t Group, std::string_view Name) {
+  return Found(Opened().FindDescriptor(Group, Name),
+               "descriptor of the group " + std::to_string(Group), Name);
+}
+
+void Database::Use(QualityDatabase database) {
+  database_ = std::move(database);
+  failure_ = {};
+  notes_.clear();
 }
 
 QualityDatabase& Database::Opened() {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
@@ -36,10 +37,31 @@ class Database : public platform::Database {
   std::int32_t ConnectionHandle() override;
   std::int32_t DatabaseValue(std::int32_t value) override;
 
+  // Takes the failure that an analysis or a retrieval on this database kept, since it gave an empty
+  // result instead; of several the first, which is the cause. False when there was none.
+  bool TakeFailure();
+  // Of the failure that the latest TakeFailure took; 0 and empty without one. They need no open
+  // database.
+  std::int32_t FailureNumber();
+  std::string FailureText();
+
+  // Takes what imports into this database, and the analyses of this thread on it, reported: a line
+  // "code: sentence" for each note. Empty without any.
+  std::string TakeNotes();
+
+  // Identifiers by name, as Find: of a group of items, of a group of descriptors, and of a
+  // descriptor in a group.
+  std::int32_t FindGroup(std::string_view Kind, std::string_view Name);
+  std::int32_t FindDescriptorGroup(std::string_view Name);
+  std::int32_t FindDescriptor(std::int32_t Group, std::string_view Name);
+
  private:
   QualityDatabase& Opened();
+  void Use(QualityDatabase database);
 
   std::optional<QualityDatabase> database_;
+  EmbeddedDatabase::Failure failure_;  // the one taken
+  std::vector<Note> notes_;            // of imports
 };
 
 // The trimmer of the embedded platform for a text of automation.

@@ -118,6 +118,32 @@ class DatabaseAdapter : public com::Adapter<::IDatabase, windows::engine::Databa
   STDMETHODIMP DatabaseValue(LONG value, LONG* result) override {
     return Get(result, [&](auto& o) { return o.DatabaseValue(com::Take<std::int32_t>(value)); });
   }
+  STDMETHODIMP TakeFailure(VARIANT_BOOL* result) override {
+    return Get(result, [](auto& o) { return o.TakeFailure(); });
+  }
+  STDMETHODIMP get_FailureNumber(LONG* result) override {
+    return Get(result, [](auto& o) { return o.FailureNumber(); });
+  }
+  STDMETHODIMP get_FailureText(BSTR* result) override {
+    return Get(result, [](auto& o) { return o.FailureText(); });
+  }
+  STDMETHODIMP TakeNotes(BSTR* result) override {
+    return Get(result, [](auto& o) { return o.TakeNotes(); });
+  }
+  STDMETHODIMP FindGroup(BSTR kind, BSTR name, LONG* result) override {
+    return Get(result, [&](auto& o) {
+      return o.FindGroup(com::Take<std::string>(kind), com::Take<std::string>(name));
+    });
+  }
+  STDMETHODIMP FindDescriptorGroup(BSTR name, LONG* result) override {
+    return Get(result,
+               [&](auto& o) { return o.FindDescriptorGroup(com::Take<std::string>(name)); });
+  }
+  STDMETHODIMP FindDescriptor(LONG group, BSTR name, LONG* result) override {
+    return Get(result, [&](auto& o) {
+      return o.FindDescriptor(com::Take<std::int32_t>(group), com::Take<std::string>(name));
+    });
+  }
 };
 
 class RuleDefAdapter : public com::Adapter<::IRuleDef, platform::RuleDef> {

@@ -37,6 +37,22 @@ static_assert(decltype(Member<windows::engine::Database, std::int32_t()>::Is(
     &windows::engine::Database::ConnectionHandle))::value);
 static_assert(decltype(Member<windows::engine::Database, std::int32_t(std::int32_t)>::Is(
     &windows::engine::Database::DatabaseValue))::value);
+static_assert(decltype(Member<windows::engine::Database, bool()>::Is(
+    &windows::engine::Database::TakeFailure))::value);
+static_assert(decltype(Member<windows::engine::Database, std::int32_t()>::Is(
+    &windows::engine::Database::FailureNumber))::value);
+static_assert(decltype(Member<windows::engine::Database, std::string()>::Is(
+    &windows::engine::Database::FailureText))::value);
+static_assert(decltype(Member<windows::engine::Database, std::string()>::Is(
+    &windows::engine::Database::TakeNotes))::value);
+static_assert(
+    decltype(Member<windows::engine::Database, std::int32_t(std::string_view, std::string_view)>::
+                 Is(&windows::engine::Database::FindGroup))::value);
+static_assert(decltype(Member<windows::engine::Database, std::int32_t(std::string_view)>::Is(
+    &windows::engine::Database::FindDescriptorGroup))::value);
+static_assert(
+    decltype(Member<windows::engine::Database, std::int32_t(std::int32_t, std::string_view)>::Is(
+        &windows::engine::Database::FindDescriptor))::value);
 static_assert(decltype(Member<platform::RuleDef, void(std::int32_t)>::Is(
     &platform::RuleDef::FirstSetting))::value);
 static_assert(decltype(Member<platform::RuleDef, void(std::int32_t)>::Is(

@@ -33,6 +33,10 @@ const IID& InterfaceId<IXMLDOMAttribute>() {
   return IID_IXMLDOMAttribute;
 }
 template <>
+const IID& InterfaceId<IXMLDOMNamedNodeMap>() {
+  return IID_IXMLDOMNamedNodeMap;
+}
+template <>
 const IID& InterfaceId<IXMLDOMDocument>() {
   return IID_IXMLDOMDocument;
 }
@@ -95,6 +99,7 @@ class Document final : public platform::XmlDocument {
     Pointer<IXMLDOMElement> root;
     Call(object_.Get(), &IXMLDOMDocument::get_documentElement, root.Receive());
     if (!root) return false;
+    has_prefixes_ = text.find("xmlns:") != std::string_view::npos;
     root_ = &Add(std::move(root), nullptr);
     root_->knows_next = true;
     return true;
@@ -142,12 +147,8 @@ class Document final : public platform::XmlDocument {
     const auto& known = NameOf(name);
     for (const auto& [read, text] : owner.attributes)
       if (read == &known) return text;
-    Pointer<IXMLDOMAttribute> attribute;
-    Call(owner.object.Get(), &IXMLDOMElement::getAttributeNode, known.text.Get(),
-         attribute.Receive());
-    if (!attribute) return std::nullopt;
     com::Value value;
-    Call(attribute.Get(), &IXMLDOMAttribute::get_value, value.Receive());
+    if (!ReadValue(*owner.object.Get(), known, value)) return std::nullopt;
     const BSTR units = value.Get().vt == VT_BSTR ? value.Get().bstrVal : nullptr;
     const std::string& kept = texts_.emplace_back(platform::ToUtf8(Text::UnitsOf(units)));
     owner.attributes.emplace_back(&known, kept);
@@ -195,6 +196,32 @@ class Document final : public platform::XmlDocument {
     if (!node) Fail(kMissingObject, "Missing object");
     if (node.document != this) Fail(kInvalidCall, "The node belongs to another document");
     return *static_cast<Element*>(node.id);
+  }
+
+  // The value of an attribute; false when there is none of that name.
+  bool ReadValue(IXMLDOMElement& element, const msxml::Name& name, com::Value& value) const {
+    Pointer<IXMLDOMAttribute> attribute;
+    Call(&element, &IXMLDOMElement::getAttributeNode, name.text.Get(), attribute.Receive());
+    if (attribute) {
+      Call(attribute.Get(), &IXMLDOMAttribute::get_value, value.Receive());
+      return true;
+    }
+    // Wine's does not find one beside another of the same name with a prefix.
+    if (!has_prefixes_) return false;
+    Pointer<IXMLDOMNamedNodeMap> all;
+    Call(&element, &IXMLDOMElement::get_attributes, all.Receive());
+    long count = 0;
+    Call(all.Get(), &IXMLDOMNamedNodeMap::get_length, &count);
+    for (long i = 0; i < count; ++i) {
+      Pointer<IXMLDOMNode> node;
+      Call(all.Get(), &IXMLDOMNamedNodeMap::get_item, i, node.Receive());
+      Text found;
+      Call(node.Get(), &IXMLDOMNode::get_nodeName, found.Receive());
+      if (found.Units() != name.text.Units()) continue;
+      Call(node.Get(), &IXMLDOMNode::get_nodeValue, value.Receive());
+      return true;
+    }
+    return false;
   }
 
   const msxml::Name& NameOf(std::string_view name) {
@@ -293,6 +320,7 @@ class Document final : public platform::XmlDocument {
   std::deque<Element> elements_;
   std::deque<std::string> texts_;
   Element* root_ = nullptr;
+  bool has_prefixes_ = false;  // the text that was read declares some
 };
 
 }  // namespace

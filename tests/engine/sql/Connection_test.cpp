@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "engine/sql/failure.h"
@@ -79,6 +80,7 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
   EXPECT_EQ(KindOf([&] { connection_->Execute("SELECT nothing FROM nowhere"); }),
             SqlError::Kind::Other);
   const auto other = Open();
+  other->WaitForWriters(std::chrono::milliseconds(100), {});
   const Transaction writing(*connection_, TransactionKind::Write);
   EXPECT_EQ(KindOf([&] { const Transaction second(*other, TransactionKind::Write); }),
             SqlError::Kind::Locked);
@@ -311,6 +313,46 @@ TEST_F(ConnectionTest, AFailureLeavesTheConnectionFitForTheNextTransaction) {
         SqlError::Kind::Constraint);
   }
   EXPECT_EQ(Query(*connection_, "SELECT count(*) FROM item").RunForInt(), 0);
+}
+
+TEST_F(ConnectionTest, AWriterIsWaitedFor) {
+  const auto other = Open();
+  int times = 0;
+  std::optional<Transaction> writing(std::in_place, *connection_, TransactionKind::Write);
+  other->WaitForWriters(std::chrono::minutes(1), [&] {
+    if (++times == 5) writing.reset();
+  });
+  const Transaction second(*other, TransactionKind::Write);
+  EXPECT_EQ(times, 5);
+}
+
+TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
+  connection_->Execute("INSERT INTO item(name) VALUES('a')");
+  connection_.reset();
+  const auto reader = sqlite::OpenFileToRead((folder_ / "q.db").string());
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "q.db-shm"));
+  const auto count = [&] { return Query(*reader, "SELECT count(*) FROM item").RunForInt(); };
+  const auto read = [&] {
+    Transaction transaction(*reader, TransactionKind::Read);
+    const auto counted = count();
+    transaction.Commit();
+    return counted;
+  };
+  EXPECT_EQ(read(), 1);
+  EXPECT_EQ(KindOf([&] { const Transaction writing(*reader, TransactionKind::Write); }),
+            SqlError::Kind::ReadOnly);
+  const auto version = reader->DataVersion();
+  {
+    Transaction transaction(*reader, TransactionKind::Read);
+    EXPECT_EQ(count(), 1);
+    connection_ = Open();
+    connection_->Execute("INSERT INTO item(name) VALUES('b')");
+    EXPECT_EQ(KindOf([&] { transaction.Commit(); }), SqlError::Kind::Other);
+  }
+  EXPECT_EQ(read(), 2) << "the writer is there";
+  EXPECT_NE(reader->DataVersion(), version);
+  connection_->Execute("INSERT INTO item(name) VALUES('c')");
+  EXPECT_EQ(read(), 3);
 }
 
 TEST(CurrentFailure, EveryExceptionBecomesANumberAndAText) {

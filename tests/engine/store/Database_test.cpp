@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <functional>
+#include <set>
 
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
@@ -25,16 +29,61 @@ class OpenDatabaseTest : public StoreTest {
     }
     return failure;
   }
-  // Run as another user, since the superuser may write anywhere. No reason: the file opens.
-  static bool AnotherUserIsTold(const std::string& path, const std::string& reason) {
+  // What work returns or fails with, run as another user, since the superuser may write anywhere.
+  static std::string AsAnotherUser(const std::function<std::string()>& work) {
+    int ends[2];
+    if (pipe(ends) != 0) return "no pipe";
     const auto child = fork();
     if (child == 0) {
       if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
-      const auto failure = FailureOf([&] { OpenDatabase(path); });
-      const bool is_told = failure.find(reason) != std::string::npos;
-      _exit((reason.empty() ? failure.empty() : is_told) ? 0 : 1);
+      std::string text;
+      const auto failure = FailureOf([&] { text = work(); });
+      text += failure;
+      _exit(write(ends[1], text.data(), text.size()) < 0 ? 1 : 0);
     }
-    return Succeeded(child);
+    close(ends[1]);
+    std::string text;
+    char piece[1000];
+    for (ssize_t size = 0; (size = read(ends[0], piece, sizeof piece)) > 0;)
+      text.append(piece, static_cast<std::size_t>(size));
+    close(ends[0]);
+    EXPECT_TRUE(Succeeded(child));
+    return text;
+  }
+  // The names of the parts.
+  static std::string AnotherUserReads(const std::string& path) {
+    return AsAnotherUser([&] {
+      std::string names;
+      for (const auto& part : QualityDatabase(OpenDatabase(path)).CountedItems(ItemKind::Part))
+        names += part.name + " " + std::to_string(part.subgroups) + " ";
+      return names;
+    });
+  }
+  // Why another user cannot write in three ways.
+  static void ExpectAnotherUserIsRefused(const std::string& path, const std::string& reason) {
+    const auto may_not = path + ": may not be written to";
+    EXPECT_EQ(AsAnotherUser([&] {
+                QualityDatabase(OpenDatabase(path)).Set("time_zone", "+02:00");
+                return std::string("was written");
+              }),
+              may_not);
+    EXPECT_EQ(AsAnotherUser([&] {
+                ImportCsv("/dev/null", *OpenDatabase(path), ImportKind::Values);
+                return std::string("was written");
+              }),
+              may_not);
+    EXPECT_EQ(AsAnotherUser([&] {
+                OpenDatabase(path, true);
+                return std::string("was opened to be written");
+              }),
+              path + ": " + reason);
+  }
+  static std::set<std::string> FilesBeside(const std::string& path) {
+    std::set<std::string> names;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(path).parent_path()))
+      names.insert(entry.path().filename());
+    return names;
   }
   static bool Succeeded(pid_t child) {
     int status = 0;
@@ -86,8 +135,7 @@ TEST_F(OpenDatabaseTest, ANewerSchemaIsRefused) {
 TEST_F(OpenDatabaseTest, ALockedFileIsRefused) {
   Db();
   db_.reset();
-  sqlite3* holder = nullptr;
-  ASSERT_EQ(sqlite3_open(Path().c_str(), &holder), SQLITE_OK);
+  sqlite3* const holder = OpenBare(Path());
   ASSERT_EQ(
       sqlite3_exec(holder, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE held(x)",
                    nullptr, nullptr, nullptr),
@@ -97,18 +145,160 @@ TEST_F(OpenDatabaseTest, ALockedFileIsRefused) {
   EXPECT_EQ(OpeningFailure(Path()), "");
 }
 
-TEST_F(OpenDatabaseTest, AFileOrFolderThatMayNotBeWrittenToIsRefused) {
-  Db();
+// A file that may not be written to, and one in a folder that may not.
+class ReadOnlyTest : public OpenDatabaseTest {
+ protected:
+  struct Kind {
+    mode_t file, folder;
+    const char* reason;
+  };
+  static constexpr Kind kKinds[] = {{0444, 0777, "may not be written to"},
+                                    {0666, 0555, "its folder may not be written to"},
+                                    {0444, 0555, "may not be written to"}};
+
+  ~ReadOnlyTest() override { chmod(Folder().c_str(), 0777); }
+
+  std::filesystem::path Folder() const { return std::filesystem::path(Path()).parent_path(); }
+  // What SQLite makes beside the file has the rights of the file.
+  void Allow(const Kind& kind) {
+    ASSERT_EQ(chmod(Folder().c_str(), 0777), 0);
+    for (const char* end : {"", "-wal", "-shm"}) chmod((Path() + end).c_str(), kind.file);
+    ASSERT_EQ(chmod(Folder().c_str(), kind.folder), 0);
+  }
+  void ImportSubgroup(int number) {
+    const auto day = std::to_string(number);
+    Import("part,process,test,subgroup,time,value\nA,P,T," + day + ",2024-01-0" + day + ",5\n");
+  }
+  // Leaves what a program leaves that dies after it has committed.
+  void CommitAndDie(int number) {
+    const auto child = fork();
+    if (child == 0) {
+      const auto connection = OpenAnother(Path());
+      connection->PrepareBulk();
+      connection->Execute("INSERT INTO part(id, name) VALUES(" + std::to_string(number) + ", 'B')");
+      kill(getpid(), SIGKILL);
+    }
+    waitpid(child, nullptr, 0);
+    ASSERT_GT(std::filesystem::file_size(Path() + "-wal"), 0U);
+  }
+};
+
+TEST_F(ReadOnlyTest, ItIsReadAndNothingIsMadeBesideIt) {
+  ImportSubgroup(1);
   db_.reset();
-  const auto folder = std::filesystem::path(Path()).parent_path();
-  const auto refused = [&](const std::string& reason) { return AnotherUserIsTold(Path(), reason); };
-  ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
-  ASSERT_EQ(chmod(Path().c_str(), 0444), 0);
-  EXPECT_TRUE(refused("may not be written to"));
-  ASSERT_EQ(chmod(Path().c_str(), 0666), 0);
-  ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
-  EXPECT_TRUE(refused("its folder may not be written to"));
-  ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
+  for (const auto& kind : kKinds) {
+    Allow(kind);
+    const auto files = FilesBeside(Path());
+    EXPECT_EQ(AnotherUserReads(Path()), "A 1 ") << kind.reason;
+    EXPECT_EQ(FilesBeside(Path()), files) << kind.reason;
+    ExpectAnotherUserIsRefused(Path(), kind.reason);
+    EXPECT_EQ(FilesBeside(Path()), files) << kind.reason;
+  }
+}
+
+TEST_F(ReadOnlyTest, ItIsReadBesideAProgramThatWrites) {
+  ImportSubgroup(1);
+  int number = 1;
+  for (const auto& kind : kKinds) {
+    // The log is empty, then it is not.
+    Allow(kind);
+    EXPECT_EQ(AnotherUserReads(Path()), "A " + std::to_string(number) + " ") << kind.reason;
+    QualityDatabase(db_).Set("time_zone", "+0" + std::to_string(number) + ":00");
+    EXPECT_GT(std::filesystem::file_size(Path() + "-wal"), 0U);
+    const auto zone = [&] { return QualityDatabase(OpenDatabase(Path())).Setting("time_zone"); };
+    EXPECT_EQ(AsAnotherUser(zone), "+0" + std::to_string(number) + ":00") << kind.reason;
+    ExpectAnotherUserIsRefused(Path(), kind.reason);
+    ImportSubgroup(++number);
+  }
+}
+
+TEST_F(ReadOnlyTest, TheLogOfAProgramThatDiedIsReadWithItsIndex) {
+  ImportSubgroup(1);
+  db_.reset();
+  CommitAndDie(7);
+  for (const auto& kind : kKinds) {
+    Allow(kind);
+    const auto files = FilesBeside(Path());
+    ASSERT_TRUE(files.contains("q.db-shm"));
+    EXPECT_EQ(AnotherUserReads(Path()), "A 1 B 0 ") << kind.reason;
+    EXPECT_EQ(FilesBeside(Path()), files) << kind.reason;
+  }
+}
+
+TEST_F(ReadOnlyTest, WithoutTheIndexOfALogSomebodyWhoMayWriteIsAskedFor) {
+  ImportSubgroup(1);
+  db_.reset();
+  CommitAndDie(7);
+  std::filesystem::remove(Path() + "-shm");
+  for (const auto& kind : kKinds) {
+    Allow(kind);
+    EXPECT_EQ(AnotherUserReads(Path()),
+              Path() +
+                  ": may not be written to, and only who may can read its log (-wal): open it once "
+                  "as a user who may write it and its folder");
+    EXPECT_FALSE(FilesBeside(Path()).contains("q.db-shm"));
+  }
+  Allow({0666, 0777, ""});
+  OpenDatabase(Path());
+  Allow(kKinds[2]);
+  EXPECT_EQ(AnotherUserReads(Path()), "A 1 B 0 ");
+}
+
+TEST_F(ReadOnlyTest, AnEmptyLogWithoutIndexIsNone) {
+  ImportSubgroup(1);
+  db_.reset();
+  WriteFile(Path() + "-wal", "");
+  for (const auto& kind : kKinds) {
+    Allow(kind);
+    EXPECT_EQ(AnotherUserReads(Path()), "A 1 ") << kind.reason;
+  }
+}
+
+TEST_F(ReadOnlyTest, AnOlderSchemaIsRefusedSinceItCannotComeForward) {
+  RunSql(Path(), kVersion1File);
+  for (const auto& kind : kKinds) {
+    Allow(kind);
+    EXPECT_EQ(AnotherUserReads(Path()),
+              Path() +
+                  ": was made by an older release (schema 1) and may not be written to, so it "
+                  "cannot be brought forward");
+  }
+}
+
+TEST_F(ReadOnlyTest, WhatIsNoDatabaseIsRefusedAsElsewhere) {
+  const auto refused = [&](const std::string& reason) {
+    Allow(kKinds[2]);
+    EXPECT_EQ(AnotherUserReads(Path()), Path() + ": " + reason);
+    Allow({0666, 0777, ""});
+  };
+  WriteFile(Path(), "");
+  refused("is empty and no quality database");
+  WriteFile(Path(), std::string(5000, 'x'));
+  refused("is no database file");
+}
+
+// Where the test may not mount, it has nothing to look at.
+TEST_F(ReadOnlyTest, ItIsReadOnADeviceThatMayNotBeWritten) {
+  ImportSubgroup(1);
+  db_.reset();
+  const auto child = fork();
+  if (child == 0) {
+    const auto folder = Folder();
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+        mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+      _exit(2);
+    const auto failure = FailureOf([&] {
+      if (QualityDatabase(OpenDatabase(Path())).Name(ItemKind::Part, 1) != "A") _exit(1);
+    });
+    _exit(failure.empty() ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "this user may not mount";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(OpenDatabaseTest, ALinkIsJudgedByTheFolderOfItsTarget) {
@@ -125,9 +315,18 @@ TEST_F(OpenDatabaseTest, ALinkIsJudgedByTheFolderOfItsTarget) {
   fs::create_symlink("to-closed", top / "open" / "twice");
   ASSERT_EQ(chmod((top / "open").c_str(), 0777), 0);
   ASSERT_EQ(chmod((top / "closed").c_str(), 0555), 0);
-  EXPECT_TRUE(AnotherUserIsTold(top / "closed" / "to-open", ""));
-  EXPECT_TRUE(AnotherUserIsTold(top / "open" / "to-closed", "its folder may not be written to"));
-  EXPECT_TRUE(AnotherUserIsTold(top / "open" / "twice", "its folder may not be written to"));
+  const auto write = [&](const fs::path& path) {
+    return AsAnotherUser([&] {
+      QualityDatabase(OpenDatabase(path, true)).Set("time_zone", "+02:00");
+      return std::string("written");
+    });
+  };
+  EXPECT_EQ(write(top / "closed" / "to-open"), "written");
+  for (const char* name : {"to-closed", "twice"}) {
+    const auto path = (top / "open" / name).string();
+    EXPECT_EQ(AnotherUserReads(path), "") << "opened, but empty";
+    EXPECT_EQ(write(path), path + ": its folder may not be written to");
+  }
   ASSERT_EQ(chmod((top / "closed").c_str(), 0777), 0);
   // A link to what is yet to be made.
   fs::create_symlink("no/q.db", top / "astray");

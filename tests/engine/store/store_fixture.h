@@ -15,6 +15,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/import/Import.h"
+#include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/Store.h"
@@ -67,6 +68,8 @@ std::string FailureOf(Work work) {
   }
   return {};
 }
+
+using tests::OpenBare;
 
 // Runs SQL through a connection of its own.
 inline void RunSql(const std::string& path, const std::string& sql) {

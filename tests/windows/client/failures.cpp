@@ -10,9 +10,12 @@
 
 #include <oaidl.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -219,7 +222,8 @@ void Arrays() {
   VariantClear(&value);
   V_VT(&value) = VT_ARRAY | VT_I4;
   V_ARRAY(&value) = SafeArrayCreate(VT_I4, 2, two);
-  Claim("an array of two dimensions is refused", FAILED(descriptor->put_ItemIDs(value)));
+  Fails("an array of two dimensions", descriptor->put_ItemIDs(value), Plain(13), 13,
+        "DataSelectDescriptor.ItemIDs(l)|orvSPCAnalysis6", "Type mismatch");
   VariantClear(&value);
   SAFEARRAY without{};  // of no dimension
   without.cbElements = sizeof(LONG);
@@ -275,6 +279,183 @@ void Cells() {
   descriptors->get_Count(&count);
   Claim("and those from 0 on are", count == 1);
   SafeArrayDestroy(filter);
+}
+
+// A filter array of a host that goes with the test.
+class FilterArray {
+ public:
+  FilterArray(VARTYPE type, std::vector<SAFEARRAYBOUND> bounds)
+      : array(SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data())),
+        original_(array) {}
+  FilterArray(const FilterArray&) = delete;
+  FilterArray& operator=(const FilterArray&) = delete;
+  ~FilterArray() { SafeArrayDestroy(array); }
+
+  // It is the one that was made, with nothing in it.
+  bool IsKept() const {
+    const auto* const bytes = static_cast<const unsigned char*>(array->pvData);
+    return array == original_ &&
+           std::all_of(bytes, bytes + array->rgsabound[0].cElements * array->cbElements,
+                       [](unsigned char byte) { return byte == 0; });
+  }
+
+  SAFEARRAY* array;
+
+ private:
+  SAFEARRAY* original_;
+};
+
+// The filter of API_GetData, which is replaced, and of API_SetData, which is only read.
+void FilterArrays() {
+  const auto select = Selected();
+  const auto from = Made<IDataSelect>(L"orvSPCAnalysis6.DataSelect", IID_IDataSelect);
+  ::API_DSInfo info{};
+  VARIANT_BOOL done = VARIANT_FALSE;
+  {
+    FilterArray any(VT_I4, {{4, 0}});
+    Claim("a selection fills the record", SUCCEEDED(select->API_GetData(&info, &any.array, &done)));
+  }
+  {
+    FilterArray locked(VT_I4, {{4, 0}});
+    SafeArrayLock(locked.array);
+    Fails("API_GetData into a locked array", select->API_GetData(&info, &locked.array, &done),
+          Plain(10), 10, "DataSelect.API_GetData|orvSPCAnalysis6", "This array is fixed or locked");
+    Claim("the locked array is kept", locked.IsKept());
+    Claim("a locked array is read", SUCCEEDED(select->API_SetData(&info, &locked.array, &done)));
+    SafeArrayUnlock(locked.array);
+    Claim("an unlocked one is replaced",
+          SUCCEEDED(select->API_GetData(&info, &locked.array, &done)) && !locked.IsKept());
+    Claim("and read again", SUCCEEDED(from->API_SetData(&info, &locked.array, &done)));
+  }
+  for (const int feature : {FADF_AUTO, FADF_STATIC, FADF_EMBEDDED, FADF_FIXEDSIZE}) {
+    FilterArray fixed(VT_I4, {{4, 0}});
+    const std::string name = std::to_string(feature);
+    fixed.array->fFeatures = static_cast<USHORT>(fixed.array->fFeatures | feature);
+    Fails("API_GetData into an array with the feature " + name,
+          select->API_GetData(&info, &fixed.array, &done), Plain(10), 10,
+          "DataSelect.API_GetData|orvSPCAnalysis6", "This array is fixed or locked");
+    Claim("it is kept, with the feature " + name, fixed.IsKept());
+    fixed.array->fFeatures = static_cast<USHORT>(fixed.array->fFeatures & ~feature);
+  }
+  struct Row {
+    const char* what;
+    VARTYPE type;
+    std::vector<SAFEARRAYBOUND> bounds;
+    std::int32_t number;
+    const char* description;
+  };
+  for (const auto& row : {Row{"doubles", VT_R8, {{4, 0}}, 13, "Type mismatch"},
+                          Row{"16-bit integers", VT_I2, {{4, 0}}, 13, "Type mismatch"},
+                          Row{"two dimensions", VT_I4, {{2, 0}, {2, 0}}, 13, "Type mismatch"}}) {
+    FilterArray wrong(row.type, row.bounds);
+    Fails("API_SetData with " + std::string(row.what),
+          select->API_SetData(&info, &wrong.array, &done), Plain(row.number), row.number,
+          "DataSelect.API_SetData|orvSPCAnalysis6", row.description);
+    Claim("the array is kept: " + std::string(row.what), wrong.IsKept());
+  }
+  // A selection that cannot be given.
+  const auto descriptors =
+      Got<IDataSelectDescriptors>([&](auto** out) { return select->get_Descriptors(out); });
+  const auto descriptor =
+      Got<IDataSelectDescriptor>([&](auto** out) { return descriptors->Add(dtPart, out); });
+  const int no_filter = 7;
+  FilterTypes unknown{};
+  std::memcpy(&unknown, &no_filter, sizeof unknown);
+  descriptor->put_FilterType(unknown);
+  FilterArray kept(VT_I4, {{4, 0}});
+  Fails("API_GetData of a selection that cannot be given",
+        select->API_GetData(&info, &kept.array, &done), kMessage, -2147221504,
+        "DataSelect.API_GetData|DataSelect.GetDSFilter|DataSelect.LoadDSFilter|orvSPCAnalysis6",
+        "Invalid FilterType!");
+  Claim("the array is kept by a failure", kept.IsKept());
+}
+
+// The enumerator of the descriptors by itself.
+void Enumerations() {
+  const auto can = [] { return CanUnload(L"orvSPCAnalysis6.dll"); };
+  SetErrorInfo(0, nullptr);
+  Claim("nothing is left before the enumerator", can() == S_OK);
+  std::shared_ptr<IEnumVARIANT> all;
+  {
+    const auto select = Selected();
+    const auto descriptors =
+        Got<IDataSelectDescriptors>([&](auto** out) { return select->get_Descriptors(out); });
+    for (const auto type : {dtPart, dtProcess, dtTest})
+      Got<IDataSelectDescriptor>([&](auto** out) { return descriptors->Add(type, out); });
+    IUnknown* unknown = nullptr;
+    descriptors->get_NewEnum(&unknown);
+    const auto owned = Owned(unknown);
+    all = Got<IEnumVARIANT>([&](auto** out) {
+      return unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(out));
+    });
+  }
+  Claim("the enumerator alone holds the DLL", can() == S_FALSE);
+  // The types of what Next gives.
+  const auto next = [](IEnumVARIANT& from, ULONG wanted, HRESULT expected) {
+    std::vector<VARIANT> values(wanted);
+    ULONG given = 99;
+    const HRESULT result = from.Next(wanted, values.data(), &given);
+    Claim("Next of " + std::to_string(wanted), result == expected && given <= wanted);
+    std::string types;
+    for (ULONG i = 0; i < given && i < wanted; ++i) {
+      const auto descriptor = Got<IDataSelectDescriptor>([&](auto** out) {
+        return V_DISPATCH(&values[i])
+            ->QueryInterface(IID_IDataSelectDescriptor, reinterpret_cast<void**>(out));
+      });
+      DescriptorTypes type{};
+      descriptor->get_DescriptorType(&type);
+      types += std::to_string(type) + " ";
+      VariantClear(&values[i]);
+    }
+    return types;
+  };
+  const auto text = [](std::initializer_list<int> types) {
+    std::string all;
+    for (const int type : types) all += std::to_string(type) + " ";
+    return all;
+  };
+  Claim("the first descriptor", next(*all, 1, S_OK) == text({dtPart}));
+  const auto copy = Got<IEnumVARIANT>([&](auto** out) { return all->Clone(out); });
+  Claim("a short Next gives the rest", next(*all, 5, S_FALSE) == text({dtProcess, dtTest}));
+  Claim("and then nothing", next(*all, 1, S_FALSE).empty());
+  Claim("a clone has a place of its own", next(*copy, 2, S_OK) == text({dtProcess, dtTest}));
+  Claim("Reset goes to the first", all->Reset() == S_OK && next(*all, 1, S_OK) == text({dtPart}));
+  Claim("Skip passes one", all->Skip(1) == S_OK && next(*all, 1, S_OK) == text({dtTest}));
+  Claim("Skip stops at the end", all->Skip(1) == S_FALSE);
+  all.reset();
+  Claim("a clone alone holds the DLL", can() == S_FALSE);
+  copy->Reset();
+  Claim("and outlives what it was cloned from", next(*copy, 1, S_OK) == text({dtPart}));
+}
+
+// A host's database whose handle no database of the engine has.
+void UnknownHandle() {
+  const auto inner = Made<IDatabase>(L"orvEngine.Database", IID_IDatabase);
+  const Text path("sample.db");
+  inner->Open(path.text);
+  HostDatabase host(
+      [](DISPID, std::int32_t, VARIANT& value, EXCEPINFO&) { return Gives(value, 1234567); });
+  const auto analysis = Made<ICCAnalysis>(L"orvSPCAnalysis6.CCAnalysis", IID_ICCAnalysis);
+  const auto settings = Made<ICCProcessing>(L"orvSPCAnalysis6.CCProcessing", IID_ICCProcessing);
+  const auto notes = [&] {
+    Text text("");
+    SysFreeString(text.text);
+    Claim("notes are given", SUCCEEDED(inner->TakeNotes(&text.text)));
+    return text.Utf8();
+  };
+  notes();
+  const auto results = Got<ICCResults>([&](auto** out) {
+    return analysis->AnalyzeDataSelect(&host, Selected().get(), settings.get(), out);
+  });
+  long total = -1;
+  results->get_TotalSubgroups(&total);
+  Claim("an unknown handle gives an empty chart", total == 0);
+  VARIANT_BOOL failed = VARIANT_TRUE;
+  Claim("no failure of another database",
+        SUCCEEDED(inner->TakeFailure(&failed)) && failed == VARIANT_FALSE);
+  const auto found = notes();
+  Claim("but a note: " + found,
+        found.find("database-closed: The database of this analysis is closed.") == 0);
 }
 
 void HostObjects() {
@@ -393,6 +574,10 @@ void HostWords() {
       "a result without words", [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) { return own; }, own,
       own, "orvSPCAnalysis6", "Failure 0x80041234");
   fails(
+      "a division by zero",
+      [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) { return DISP_E_DIVBYZERO; }, Plain(11), 11,
+      "orvSPCAnalysis6", "Division by zero");
+  fails(
       "words as error information",
       [](DISPID, std::int32_t, VARIANT&, EXCEPINFO&) {
         LeaveWords(L"of this failure");
@@ -492,6 +677,12 @@ void References() {
     VariantClear(&found);
   }
   Claim("what was lent stays", number == 2.75 && text.Utf8() == "w\u00f6rds");
+
+  VARIANT nothing;
+  V_VT(&nothing) = VT_DISPATCH;
+  V_DISPATCH(&nothing) = nullptr;
+  Fails("Nothing in a cell", row->put_Value(column.text, nothing), Plain(13), 13, "orvEngine",
+        "Type mismatch");
 
   const auto trimmer = Made<ITextTrimmer>(L"orvEngine.TextTrimmer", IID_ITextTrimmer);
   Fails("no text at all", trimmer->TrimFixedString(nullptr), E_POINTER, E_POINTER, "orvEngine",
@@ -668,6 +859,9 @@ int main(int count, char** arguments) {
       Arrays();
       Cells();
       Cell();
+      FilterArrays();
+      Enumerations();
+      UnknownHandle();
       HostObjects();
       HostWords();
       HostNames();

@@ -37,7 +37,7 @@ trap clean_up EXIT
 
 copy_samples() {  # FROM TO
   mkdir -p "$2"
-  cp "$1"/sample.db "$1"/*.csv "$2"
+  cp "$1"/{sample,damaged}.db "$1"/*.csv "$2"
 }
 
 # All DLLs but one closed library, and another one without its functions.

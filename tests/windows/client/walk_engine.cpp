@@ -85,6 +85,51 @@ void StateLog(Walk& walk, const Object& database) {
   walk.List(list);
 }
 
+// What an analysis of a damaged file keeps, and what comes beside results.
+void Kept(Walk& walk) {
+  walk.Section("Database, failures and notes");
+  const auto damaged = Create("Database");
+  walk.Say(damaged, "TakeFailure");
+  walk.Say(damaged, "TakeNotes");
+  walk.Say(damaged, "FailureNumber");
+  walk.Say(damaged, "FailureText");
+  Call(damaged, "Open", {std::string("damaged.db")});
+  walk.Say(damaged, "TakeFailure");
+  const auto analysis = Create("CCAnalysis");
+  const auto chart =
+      walk.SayObject(analysis, "AnalyzeDataSelect",
+                     {damaged, Selection(damaged, "Flour 500 g"), Create("CCProcessing")});
+  walk.Say(chart, "TotalSubgroups");
+  for (int round = 1; round <= 2; ++round) {
+    walk.Say(damaged, "TakeFailure");
+    walk.Say(damaged, "FailureNumber");
+    walk.Say(damaged, "FailureText");
+  }
+  // A selection without subgroups, which is a note.
+  Call(damaged, "TakeNotes");
+  const auto select = Selection(damaged, "Flour 500 g");
+  SetRange(select, 40000.0, 40001.0);
+  walk.SayObject(analysis, "AnalyzeDataSelect", {damaged, select, Create("CCProcessing")});
+  walk.Say(damaged, "TakeFailure");
+  walk.Say(damaged, "TakeNotes");
+  walk.Say(damaged, "TakeNotes");
+}
+
+void Groups(Walk& walk, const Object& database) {
+  walk.Section("Database, groups and descriptors");
+  walk.Say(database, "Import", {std::string("groups.csv"), std::string("groups")});
+  const std::string part = "part", flour = "Flour 500 g", bags = "Bags";
+  walk.Say(database, "FindGroup", {part, bags});
+  walk.Say(database, "FindGroup", {part, flour});
+  walk.Say(database, "FindGroup", {std::string("test"), bags});
+  walk.Say(database, "FindGroup", {std::string("no such kind"), bags});
+  const Value colour = walk.Say(database, "FindDescriptorGroup", {std::string("Colour")});
+  walk.Say(database, "FindDescriptorGroup", {std::string("Taste")});
+  walk.Say(database, "FindDescriptor", {colour, std::string("white")});
+  walk.Say(database, "FindDescriptor", {colour, std::string("loud")});
+  walk.Say(database, "FindDescriptor", {99, std::string("white")});
+}
+
 }  // namespace
 
 void WalkEngine(Walk& walk, const Object& database) {
@@ -107,6 +152,11 @@ void WalkEngine(Walk& walk, const Object& database) {
                 std::get<std::int32_t>(Get(database, "ConnectionHandle")));
   walk.Say(made, "DatabaseValue", {5});
   walk.Say(made, "DatabaseValue", {0});
+  walk.Say(made, "Import", {std::string("flour-target.csv"), std::string("limits")});
+  walk.Say(made, "TakeNotes");
+  walk.Say(made, "TakeNotes");
+  Groups(walk, made);
+  Kept(walk);
   Rules(walk, database);
   Tables(walk);
   Records(walk, database);

@@ -25,6 +25,15 @@ Class FailingDatabase
   End Function
 End Class
 
+Class StrangeDatabase
+  Public Property Get ConnectionHandle
+    ConnectionHandle = 1234567
+  End Property
+  Public Function DatabaseValue(value)
+    DatabaseValue = 0
+  End Function
+End Class
+
 Class NoDatabase
   Public Name
 End Class
@@ -46,6 +55,12 @@ Sub HostObjects()
   Tell "ConnectionHandle was read", host.Calls > 0
   Tell "DatabaseValue was called with", host.Values
   On Error Resume Next
+  inner.TakeNotes
+  Set results = Make("CCAnalysis").AnalyzeDataSelect(New StrangeDatabase, chosen, _
+                                                     Make("CCProcessing"))
+  Tell "CCResults.TotalSubgroups of an unknown handle", results.TotalSubgroups
+  Tell "a failure", inner.TakeFailure
+  Tell "a note", Left(inner.TakeNotes, 56)
   Set failing = New FailingDatabase
   For Each v In Array(7, 1234, -2147220000)
     failing.Number = v
@@ -100,4 +115,17 @@ Sub Arrays()
   Tell "ItemIDs of a number", Empty
 End Sub
 Arrays
+
+Sub Cells()
+  Dim row
+  Section "cells of a limit table"
+  Set row = MakeOfEngine("SpecLim")
+  row.Value("F_USL") = 2.5 : Tell "a number", row.Value("F_USL")
+  Tell "an unknown column", row.Value("NO_SUCH")
+  On Error Resume Next
+  row.Value("F_USL") = Nothing : Tell "Nothing", Empty
+  row.Value("F_USL") = Null : Tell "Null", Empty
+  Tell "the number after that", row.Value("F_USL")
+End Sub
+Cells
 Finish

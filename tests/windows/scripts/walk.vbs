@@ -333,6 +333,61 @@ Sub Compliance()
 End Sub
 Compliance
 
+' --- What the database keeps beside results -----------------------------------------------------
+
+Sub Kept()
+  Dim damaged, results, round, v
+  Set damaged = MakeOfEngine("Database")
+  On Error Resume Next
+  Section "Database, failures and notes"
+  v = Empty : v = damaged.TakeFailure : Tell "Database.TakeFailure", v
+  v = Empty : v = damaged.TakeNotes : Tell "Database.TakeNotes", v
+  v = damaged.FailureNumber : Tell "Database.FailureNumber", v
+  v = damaged.FailureText : Tell "Database.FailureText", v
+  damaged.Open "damaged.db"
+  v = damaged.TakeFailure : Tell "Database.TakeFailure", v
+  Set v = Selection("Flour 500 g")
+  Set results = Make("CCAnalysis").AnalyzeDataSelect(damaged, v, Make("CCProcessing"))
+  Tell "CCAnalysis.AnalyzeDataSelect(Object, Object, Object)", results
+  Tell "CCResults.TotalSubgroups", results.TotalSubgroups
+  For round = 1 To 2
+    v = damaged.TakeFailure : Tell "Database.TakeFailure", v
+    v = damaged.FailureNumber : Tell "Database.FailureNumber", v
+    v = damaged.FailureText : Tell "Database.FailureText", v
+  Next
+  damaged.TakeNotes
+  Set v = Selection("Flour 500 g")
+  SetRange v, 40000, 40001
+  Set results = Make("CCAnalysis").AnalyzeDataSelect(damaged, v, Make("CCProcessing"))
+  Tell "CCAnalysis.AnalyzeDataSelect(Object, Object, Object)", results
+  v = damaged.TakeFailure : Tell "Database.TakeFailure", v
+  v = damaged.TakeNotes : Tell "Database.TakeNotes", v
+  v = damaged.TakeNotes : Tell "Database.TakeNotes", v
+End Sub
+Kept
+
+Sub Groups()
+  Dim made, colour, v
+  Set made = MakeOfEngine("Database")
+  made.Create "script.db"
+  made.Import "flour.csv", "values"
+  Section "Database, groups and descriptors"
+  v = made.Import("groups.csv", "groups")
+  Tell "Database.Import(" & Quoted("groups.csv") & ", " & Quoted("groups") & ")", v
+  On Error Resume Next
+  v = Empty : v = made.FindGroup("part", "Bags")
+  Tell "Database.FindGroup(" & Quoted("part") & ", " & Quoted("Bags") & ")", v
+  v = Empty : v = made.FindGroup("test", "Bags")
+  Tell "Database.FindGroup(" & Quoted("test") & ", " & Quoted("Bags") & ")", v
+  colour = made.FindDescriptorGroup("Colour")
+  Tell "Database.FindDescriptorGroup(" & Quoted("Colour") & ")", colour
+  v = Empty : v = made.FindDescriptor(colour, "white")
+  Tell "Database.FindDescriptor(1, " & Quoted("white") & ")", v
+  v = Empty : v = made.FindDescriptor(colour, "loud")
+  Tell "Database.FindDescriptor(1, " & Quoted("loud") & ")", v
+End Sub
+Groups
+
 ' --- The library's failures ---------------------------------------------------------------------
 
 Sub Failures()

@@ -263,7 +263,34 @@ constexpr std::string_view kTexts[] = {
     "<a xmlns:p='urn:p' p:x='1'><p:b/></a>",
     "<a x='\xC3'/>",
     "<a x='\xED\xA0\x80'/>",
+    "<DataSelect xmlns:p='u' p:MaximumItems='5'/>",
+    "<DataSelect p:MaximumItems='5'/>",
+    "<DataSelect xmlns:p='u' p:MaximumItems='5' MaximumItems='3'/>",
+    "<DataSelect xmlns:p='u' MaximumItems='3' p:MaximumItems='5'/>",
+    "<p:DataSelect MaximumItems='7'/>",
+    "<p:DataSelect xmlns:p='u' MaximumItems='7'/>",
+    "<DataSelect xmlns='u' MaximumItems='7'/>",
+    "<?xml version='1.0' encoding='iso-8859-1'?><DataSelect MaximumItems='7'/>",
+    "<?xml version='1.1'?><DataSelect MaximumItems='7'/>",
+    "<a xmlns:p='u' xmlns:q='u' p:x='1' q:x='2'/>",
+    "\xEF\xBB\xBF\xEF\xBB\xBF<a/>",
+    "<?xml version='1.0' encoding='UTF-16'?><a/>",
+    "<?xml version='1.0' encoding='utf8'?><a/>",
+    "<?xml version='1.0' encoding='windows-1252'?><a/>",
+    "<a:b:c/>",
+    "<a xmlns='u'/>",
+    "<a xmlns:p='u'/>",
+    "<a xmlns:xml='http://www.w3.org/XML/1998/namespace'/>",
+    "<a>&quot;</a>",
+    "<a>&apos;</a>",
+    "<a>&#9;</a>",
+    "<a>&#10;x</a>",
+    "<a>&#32;</a>",
+    "<a>&#32;x</a>",
 };
+
+// What is asked of the roots of these texts.
+constexpr std::string_view kAsked[] = {"MaximumItems", "x", "xmlns"};
 
 void PutTexts(std::ostream& out) {
   for (const auto text : kTexts) {
@@ -271,7 +298,11 @@ void PutTexts(std::ostream& out) {
     const bool read = document->LoadXml(text);
     out << "read " << Line(text) << ": "
         << (read ? Line(document->Xml(document->Root())) : "malformed") << ", root "
-        << bool(document->Root()) << "\n";
+        << bool(document->Root());
+    for (const auto name : kAsked)
+      if (const auto value = read ? document->Attribute(document->Root(), name) : std::nullopt)
+        out << ", " << name << " " << Line(*value);
+    out << "\n";
   }
 }
 

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/copy.h"
+
+#include <algorithm>
+#include <ranges>
+#include <stdexcept>
+
+#include "engine/sql/counter.h"
+#include "engine/store/MeasurementBuffer.h"
+#include "engine/store/StreamWalk.h"
+#include "engine/store/subgroups.h"
+#include "engine/store/tables.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+// A table whose rows a new database lacks.
+constexpr std::string_view kContentTables[] = {"part", "process", "test", "setting", "event"};
+
+bool IsEmpty(sql::Connection& db) {
+  return std::ranges::all_of(kContentTables,
+                             [&](std::string_view table) { return sql::LastId(db, table) == 0; });
+}
+
+class Copy {
+ public:
+  Copy(sql::Connection& from, sql::Connection& to,
+       const std::optional<std::vector<ChosenStream>>& chosen)
+      : from_(from), to_(to), chosen_(chosen) {
+    if (!chosen_) return;
+    for (const auto& stream : *chosen_) {
+      subgroups_.insert(subgroups_.end(), stream.subgroups.begin(), stream.subgroups.end());
+    }
+    std::ranges::sort(subgroups_);
+    subgroups_.erase(std::unique(subgroups_.begin(), subgroups_.end()), subgroups_.end());
+  }
+
+  DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
+    if (!IsEmpty(to_)) throw std::runtime_error("the database to copy into holds data already");
+    // A new database has the usual run rules.
+    for (const auto& table : Tables() | std::views::reverse) {
+      to_.Execute("DELETE FROM " + std::string(table.name));
+    }
+    for (const auto& table : Tables()) CopyTable(table);
+    CopySubgroups();
+    CopyMeasurements(progress);
+    CopyCounters();
+    return Compare();
+  }
+
+ private:
+  bool Takes(std::int32_t subgroup) const {
+    return !chosen_ || std::ranges::binary_search(subgroups_, subgroup);
+  }
+  bool Takes(std::int64_t stream, std::int32_t subgroup) const {
+    if (!chosen_) return true;
+    const auto found = std::ranges::lower_bound(*chosen_, stream, {}, &ChosenStream::stream);
+    return found != chosen_->end() && found->stream == stream &&
+           std::ranges::binary_search(found->subgroups, subgroup);
+  }
+
+  void CopyTable(const Table& table) {
+    const auto columns = ColumnsOf(table);
+    sql::Query select(from_, SelectStored(table));
+    auto& insert = to_.Prepared(InsertStored(table));
+    while (select.Step()) {
+      bool is_taken = true;
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        const auto column = static_cast<int>(i);
+        const auto kind = columns[i].kind;
+        if (select.IsNull(column)) {
+          insert.BindNull(column + 1);
+        } else if (kind == ColumnKind::Real) {
+          insert.BindReal(column + 1, select.Real(column));
+        } else if (kind == ColumnKind::Text) {
+          insert.BindText(column + 1, select.Text(column));
+        } else {
+          insert.BindInt(column + 1, select.Int64(column));
+        }
+        if (kind == ColumnKind::Subgroup) is_taken = is_taken && Takes(select.Int(column));
+      }
+      if (is_taken) insert.Step();
+      insert.Reset();
+    }
+  }
+
+  void CopySubgroups() {
+    SubgroupWriter writer(to_);
+    ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+      if (Takes(each.id)) writer.Add(each);
+    });
+    writer.Flush();
+    SealSubgroups(to_);
+  }
+
+  void CopyMeasurements(const std::function<void(std::int64_t)>& progress) {
+    constexpr std::int64_t kStep = 50'000;
+    std::vector<std::int64_t> streams;
+    for (sql::Query query(from_, "SELECT id FROM stream ORDER BY id"); query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    std::int64_t count = 0;
+    MeasurementBuffer buffer(to_);
+    for (const auto stream : streams) {
+      ForEachRecord(from_, stream, [&](const RecordView& record) {
+        if (!Takes(stream, record.Subgroup())) return;
+        buffer.Add(stream, record);
+        if (++count % kStep == 0 && progress) progress(count);
+      });
+    }
+    buffer.Flush();
+  }
+
+  void CopyCounters() {
+    sql::Query counters(from_, "SELECT name, last FROM counter");
+    while (counters.Step()) {
+      sql::Query(to_, "UPDATE counter SET last = ?2 WHERE name = ?1", counters.Text(0),
+                 counters.Int64(1))
+          .Run();
+    }
+  }
+
+  DatabaseDigest Compare() {
+    std::vector<double> values;
+    std::vector<RowKey> keys;
+    const auto expected = DigestOf(from_, [&](std::int64_t stream, const auto& take) {
+      ForEachRecord(from_, stream, [&](const RecordView& record) {
+        if (Takes(stream, record.Subgroup())) take(record.Copy(values, keys));
+      });
+    });
+    auto copied = DigestOf(to_);
+    // Comments and descriptors of subgroups that are left out make the rest differ.
+    const bool is_same = copied.values == expected.values && (chosen_ || copied == expected);
+    if (!is_same) throw std::runtime_error("the copy differs from what was copied");
+    return copied;
+  }
+
+  sql::Connection& from_;
+  sql::Connection& to_;
+  const std::optional<std::vector<ChosenStream>>& chosen_;
+  ChosenSubgroups subgroups_;  // of all streams
+};
+
+}  // namespace
+
+DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
+                            const std::optional<std::vector<ChosenStream>>& chosen,
+                            const std::function<void(std::int64_t)>& progress) {
+  return Copy(from, to, chosen).Run(progress);
+}
+
+}  // namespace orvspc::engine::store

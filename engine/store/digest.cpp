@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/digest.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "engine/catalogue/References.h"
+#include "engine/store/StoreCache.h"
+#include "engine/store/StreamWalk.h"
+#include "engine/store/subgroups.h"
+#include "engine/store/tables.h"
+#include "system/Sha256.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+// Values one after the other, each with its kind, so that no two rows read alike.
+class RowBytes {
+ public:
+  void Null() { bytes_ += 'n'; }
+  void Number(std::int64_t value) { Fixed('i', value); }
+  void Real(double value) { Fixed('r', value); }
+  void Text(std::string_view text) {
+    Fixed('t', static_cast<std::int64_t>(text.size()));
+    bytes_ += text;
+  }
+  const std::string& Bytes() const { return bytes_; }
+  void Clear() { bytes_.clear(); }
+
+ private:
+  template <class T>
+  void Fixed(char kind, T value) {
+    char raw[sizeof value];
+    std::memcpy(raw, &value, sizeof value);
+    bytes_ += kind;
+    bytes_.append(raw, sizeof raw);
+  }
+  std::string bytes_;
+};
+
+// What a person knows a subgroup by, as the first eight bytes of its SHA-256, by identifier.
+class SubgroupMarks {
+ public:
+  explicit SubgroupMarks(sql::Connection& db) {
+    system::Sha256 sha;
+    ForEachSubgroup(db, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+      sha.Add(each.label);
+      const auto digest = sha.Finish();
+      std::int64_t mark = 0;
+      std::memcpy(&mark, digest.data(), sizeof mark);
+      if (marks_.size() <= static_cast<std::size_t>(each.id)) {
+        marks_.resize(static_cast<std::size_t>(each.id) + 1);
+        times_.resize(marks_.size());
+      }
+      marks_[static_cast<std::size_t>(each.id)] = mark;
+      times_[static_cast<std::size_t>(each.id)] = each.time;
+    });
+  }
+  std::int64_t Of(std::int64_t id) const {
+    return IsThere(id) ? marks_[static_cast<std::size_t>(id)] : 0;
+  }
+  std::int64_t TimeOf(std::int64_t id) const {
+    return IsThere(id) ? times_[static_cast<std::size_t>(id)] : 0;
+  }
+
+ private:
+  bool IsThere(std::int64_t id) const {
+    return id > 0 && static_cast<std::size_t>(id) < marks_.size();
+  }
+  std::vector<std::int64_t> marks_;
+  std::vector<std::int32_t> times_;
+};
+
+class Digester {
+ public:
+  Digester(sql::Connection& db, const MeasurementSource& source)
+      : db_(db), source_(source), cache_(db), marks_(db) {}
+
+  DatabaseDigest Run() {
+    AddValues();
+    system::Sha256 all;
+    all.Add(result_.values);
+    for (const auto& table : Tables()) AddTable(table, all);
+    result_.all = system::HexOf(all.Finish());
+    return std::move(result_);
+  }
+
+ private:
+  struct NamedStream {
+    std::array<std::string_view, 3> names;
+    std::int64_t id;
+    friend auto operator<=>(const NamedStream&, const NamedStream&) = default;
+  };
+
+  std::string_view NameOf(catalogue::ItemKind kind, std::int32_t id) {
+    const auto& names = cache_.Names(kind);
+    const auto found = names.find(id);
+    return found == names.end() ? std::string_view() : std::string_view(found->second);
+  }
+
+  void AddValues() {
+    using enum catalogue::ItemKind;
+    std::vector<NamedStream> streams;
+    for (const auto& each : cache_.streams) {
+      streams.push_back(
+          {{NameOf(Part, each.part), NameOf(Process, each.process), NameOf(Test, each.test)},
+           each.id});
+    }
+    std::ranges::sort(streams);
+    for (const auto& stream : streams) AddStream(stream);
+    result_.values = system::HexOf(sha_.Finish());
+  }
+
+  // Records of one time are ordered by what their subgroups are known by.
+  void AddStream(const NamedStream& stream) {
+    bool is_first = true;
+    std::int32_t time = 0;
+    std::vector<std::pair<std::int64_t, std::string>> of_time;
+    const auto flush = [&] {
+      std::ranges::sort(of_time);
+      for (const auto& each : of_time) sha_.Add(each.second);
+      of_time.clear();
+    };
+    source_(stream.id, [&](const Measurement& record) {
+      if (is_first) {
+        row_.Clear();
+        for (const auto name : stream.names) row_.Text(name);
+        sha_.Add(row_.Bytes());
+        is_first = false;
+      }
+      if (record.time != time) flush();
+      time = record.time;
+      const auto mark = marks_.Of(record.subgroup);
+      AddRecord(record, mark);
+      of_time.emplace_back(mark, row_.Bytes());
+      ++result_.measurements;
+      result_.rows += static_cast<std::int64_t>(record.values.size());
+    });
+    flush();
+  }
+
+  void AddRecord(const Measurement& record, std::int64_t mark) {
+    row_.Clear();
+    row_.Number(record.time);
+    row_.Number(mark);
+    row_.Real(record.size);
+    row_.Number(record.flag);
+    const auto& context = cache_.contexts[cache_.PlaceOfContextOf(record.context, record.subgroup)];
+    for (std::size_t i = 0; i < context.size(); ++i) AddName(kContextKinds[i].kind, context[i]);
+    row_.Number(static_cast<std::int64_t>(record.values.size()));
+    for (const auto value : record.values) row_.Real(value);
+    if (ArePlain(record.keys)) return;
+    for (const auto& key : record.keys) {
+      row_.Number(key.Tsno);
+      row_.Number(key.Sbno);
+      for (const auto& kind : kRowKinds) AddName(kind.kind, key.*kind.member);
+    }
+  }
+
+  void AddName(catalogue::ItemKind kind, std::int32_t id) {
+    id == 0 ? row_.Null() : row_.Text(NameOf(kind, id));
+  }
+
+  void AddTable(const Table& table, system::Sha256& all) {
+    if (table.use == TableUse::Identifiers) return;
+    const auto columns = ColumnsOf(table);
+    std::vector<std::string> rows;
+    sql::Query query(db_, SelectNamed(table));
+    while (query.Step()) {
+      row_.Clear();
+      int place = 0;
+      for (const auto& column : columns) {
+        if (column.kind != ColumnKind::Id) AddCell(query, place++, column.kind);
+      }
+      rows.push_back(row_.Bytes());
+    }
+    if (table.use != TableUse::Ordered) std::ranges::sort(rows);
+    all.Add(table.name);
+    for (const auto& row : rows) all.Add(row);
+  }
+
+  void AddCell(const sql::Query& query, int place, ColumnKind kind) {
+    if (query.IsNull(place)) return row_.Null();
+    switch (kind) {
+      case ColumnKind::Number:
+        return row_.Number(query.Int64(place));
+      case ColumnKind::Real:
+        return row_.Real(query.Real(place));
+      case ColumnKind::Subgroup:
+        row_.Number(marks_.Of(query.Int64(place)));
+        return row_.Number(marks_.TimeOf(query.Int64(place)));
+      default:
+        return row_.Text(query.Text(place));
+    }
+  }
+
+  sql::Connection& db_;
+  const MeasurementSource& source_;
+  StoreCache cache_;
+  SubgroupMarks marks_;
+  system::Sha256 sha_;
+  RowBytes row_;
+  DatabaseDigest result_;
+};
+
+}  // namespace
+
+DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source) {
+  return Digester(db, source).Run();
+}
+
+DatabaseDigest DigestOf(sql::Connection& db) {
+  std::vector<double> values;
+  std::vector<RowKey> keys;
+  return DigestOf(db, [&](std::int64_t stream, const auto& take) {
+    ForEachRecord(db, stream, [&](const RecordView& record) { take(record.Copy(values, keys)); });
+  });
+}
+
+}  // namespace orvspc::engine::store

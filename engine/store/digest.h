@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "engine/sql/Connection.h"
+#include "engine/store/chunk.h"
+
+namespace orvspc::engine::store {
+
+// What a database holds, in one number: SHA-256 over all values with names in place of identifiers,
+// then over every other table. Two databases of the same content have the same digest, however
+// their values are sealed and whatever identifiers they gave.
+struct DatabaseDigest {
+  std::string values;  // of the measurements
+  std::string all;     // of these and of everything else
+  std::int64_t subgroups = 0, measurements = 0, rows = 0;
+  friend bool operator==(const DatabaseDigest&, const DatabaseDigest&) = default;
+};
+
+// Brings the measurements of a stream by time and subgroup.
+using MeasurementSource =
+    std::function<void(std::int64_t stream, const std::function<void(const Measurement&)>& take)>;
+
+// Inside a transaction; of all measurements, or of what a source brings. Throws SqlError, and
+// std::runtime_error when a record is damaged.
+DatabaseDigest DigestOf(sql::Connection& db);
+DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source);
+
+}  // namespace orvspc::engine::store

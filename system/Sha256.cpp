@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "system/Sha256.h"
+
+#include <stdexcept>
+
+#ifdef _WIN32
+#include <windows.h>
+// After windows.h, whose names it uses.
+#include <bcrypt.h>
+#else
+#include <openssl/evp.h>
+#endif
+
+namespace orvspc::system {
+namespace {
+
+void Check(bool done) {
+  if (!done) throw std::runtime_error("The system's cryptographic library refuses SHA-256");
+}
+
+}  // namespace
+
+#ifdef _WIN32
+
+struct Sha256::State {
+  BCRYPT_ALG_HANDLE algorithm = nullptr;
+  BCRYPT_HASH_HANDLE hash = nullptr;
+  void Begin() { Check(BCryptCreateHash(algorithm, &hash, nullptr, 0, nullptr, 0, 0) == 0); }
+  ~State() {
+    if (hash != nullptr) BCryptDestroyHash(hash);
+    if (algorithm != nullptr) BCryptCloseAlgorithmProvider(algorithm, 0);
+  }
+};
+
+Sha256::Sha256() : state_(std::make_unique<State>()) {
+  Check(BCryptOpenAlgorithmProvider(&state_->algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0) == 0);
+  state_->Begin();
+}
+
+void Sha256::Add(std::span<const std::byte> bytes) {
+  auto* data = reinterpret_cast<PUCHAR>(const_cast<std::byte*>(bytes.data()));
+  Check(BCryptHashData(state_->hash, data, static_cast<ULONG>(bytes.size()), 0) == 0);
+}
+
+Sha256::Digest Sha256::Finish() {
+  Digest digest{};
+  Check(BCryptFinishHash(state_->hash, digest.data(), digest.size(), 0) == 0);
+  BCryptDestroyHash(state_->hash);
+  state_->hash = nullptr;
+  state_->Begin();
+  return digest;
+}
+
+#else
+
+struct Sha256::State {
+  EVP_MD_CTX* context = EVP_MD_CTX_new();
+  void Begin() {
+    Check(context != nullptr && EVP_DigestInit_ex(context, EVP_sha256(), nullptr) == 1);
+  }
+  ~State() { EVP_MD_CTX_free(context); }
+};
+
+Sha256::Sha256() : state_(std::make_unique<State>()) { state_->Begin(); }
+
+void Sha256::Add(std::span<const std::byte> bytes) {
+  Check(EVP_DigestUpdate(state_->context, bytes.data(), bytes.size()) == 1);
+}
+
+Sha256::Digest Sha256::Finish() {
+  Digest digest{};
+  Check(EVP_DigestFinal_ex(state_->context, digest.data(), nullptr) == 1);
+  state_->Begin();
+  return digest;
+}
+
+#endif
+
+Sha256::~Sha256() = default;
+
+std::string HexOf(const Sha256::Digest& digest) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string text;
+  for (const auto byte : digest) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+  }
+  return text;
+}
+
+}  // namespace orvspc::system

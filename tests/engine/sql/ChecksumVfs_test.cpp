@@ -1,0 +1,444 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/sql/sqlite/ChecksumVfs.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/sql/sqlite/SqliteConnection.h"
+
+namespace orvspc::engine::sql::sqlite {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kPage = 4096;
+
+class ChecksumVfsTest : public testing::Test {
+ protected:
+  ChecksumVfsTest() {
+    std::string pattern = (fs::temp_directory_path() / "orvspc-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
+    folder_ = pattern;
+  }
+  ~ChecksumVfsTest() override {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+
+  std::string Path() const { return folder_ / "q.db"; }
+  std::unique_ptr<Connection> Open(const std::string& path) {
+    return OpenFile(path, true, [](Connection&) {});
+  }
+  std::unique_ptr<Connection> Open() { return Open(Path()); }
+
+  // Runs SQL on a file without our layer.
+  static void RunBare(const std::string& path, const std::string& sql) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(db);
+    sqlite3_close(db);
+  }
+
+  static std::string Bytes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+  static void Write(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+  }
+
+  // Rows over some thirty pages: an index, texts with overflow pages, pages that are free again.
+  static void Fill(Connection& db) {
+    db.Execute(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, name TEXT UNIQUE, long TEXT);"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400)"
+        "INSERT INTO t SELECT i, 'name ' || i, printf('%.*c', 20 + i * i % 9000, 'x') FROM n "
+        "WHERE i % 7 = 0 OR i < 300;"
+        "DELETE FROM t WHERE id BETWEEN 100 AND 150");
+  }
+  // All that the file holds, as text, or why it cannot be read.
+  std::string Content(const std::string& path) {
+    try {
+      const auto db = Open(path);
+      std::string text;
+      Query query(*db, "SELECT id, name, long FROM t ORDER BY name");
+      while (query.Step()) {
+        text += std::to_string(query.Int64(0)) + " " + std::string(query.Text(1)) + " " +
+                std::string(query.Text(2)) + "\n";
+      }
+      return text;
+    } catch (const SqlError& error) {
+      failure_ = error.Which();
+      return error.what();
+    }
+  }
+  // How many pages do not match.
+  static std::size_t Unmatched(const std::string& bytes) {
+    std::size_t unmatched = 0;
+    for (std::size_t at = 0; at < bytes.size(); at += kPage) {
+      const auto* const page = reinterpret_cast<const std::byte*>(bytes.data() + at);
+      auto sum = PageChecksum({page, kPage - 8}, static_cast<std::uint32_t>(at / kPage + 1));
+      bool matches = true;
+      for (std::size_t i = kPage - 8; i < kPage; ++i, sum >>= 8)
+        matches = matches && page[i] == static_cast<std::byte>(sum & 0xff);
+      if (!matches) ++unmatched;
+    }
+    return unmatched;
+  }
+
+  fs::path folder_;
+  SqlError::Kind failure_ = SqlError::Kind::Other;
+};
+
+TEST_F(ChecksumVfsTest, EveryChangedByteIsNoticedOrHarmless) {
+  Fill(*Open());
+  const auto bytes = Bytes(Path());
+  const auto content = Content(Path());
+  ASSERT_GT(bytes.size(), 20 * kPage);
+  EXPECT_EQ(bytes[20], 8);
+  EXPECT_EQ(Unmatched(bytes), 0U);
+  std::mt19937 random(1);
+  std::size_t noticed = 0, read = 0;
+  std::set<std::size_t> places;
+  for (std::size_t i = 0; i < 100; ++i) places.insert(i);  // the header
+  for (int i = 0; i < 300; ++i) places.insert(random() % bytes.size());
+  for (const auto place : places) {
+    auto damaged = bytes;
+    damaged[place] = static_cast<char>(damaged[place] ^ (1 << random() % 8));
+    Write(Path(), damaged);
+    const auto found = Content(Path());
+    if (found == content) {
+      ++read;
+      continue;
+    }
+    ++noticed;
+    if (place < 16) {
+      EXPECT_EQ(failure_, SqlError::Kind::NotADatabase) << place;
+      continue;
+    }
+    EXPECT_EQ(failure_, SqlError::Kind::Damaged) << place << ": " << found;
+    const auto page = std::to_string(place / kPage + 1);
+    // Whichever page comes first, unless the size of all pages is another.
+    if (place >= 100) {
+      EXPECT_EQ(found, "page " + page + " does not match its checksum") << place;
+    }
+  }
+  EXPECT_GT(noticed, places.size() / 2);
+  EXPECT_GT(read, 0U) << "the pages that are free";
+}
+
+TEST_F(ChecksumVfsTest, AHeaderThatNoLongerSaysReservedIsDamaged) {
+  Fill(*Open());
+  const auto bytes = Bytes(Path());
+  for (int value = 0; value < 256; ++value) {
+    if (value == 8) continue;
+    auto damaged = bytes;
+    damaged[20] = static_cast<char>(value);
+    Write(Path(), damaged);
+    EXPECT_EQ(Content(Path()), "page 1 does not match its checksum") << value;
+  }
+}
+
+TEST_F(ChecksumVfsTest, PagesInEachOthersPlaceAreDamaged) {
+  Fill(*Open());
+  auto bytes = Bytes(Path());
+  std::swap_ranges(bytes.begin() + 4 * kPage, bytes.begin() + 5 * kPage, bytes.begin() + 5 * kPage);
+  Write(Path(), bytes);
+  EXPECT_NE(Content(Path()).find("does not match its checksum"), std::string::npos);
+  EXPECT_EQ(failure_, SqlError::Kind::Damaged);
+}
+
+TEST_F(ChecksumVfsTest, AFileThatIsCutIsNoticed) {
+  Fill(*Open());
+  const auto bytes = Bytes(Path());
+  std::mt19937 random(2);
+  for (int i = 0; i < 60; ++i) {
+    // Half of them within the last page, whose rest SQLite takes for zeros.
+    const auto cut = 1 + random() % (i % 2 == 0 ? kPage - 1 : bytes.size() - 2);
+    Write(Path(), bytes.substr(0, bytes.size() - cut));
+    Content(Path());
+    EXPECT_TRUE(failure_ == SqlError::Kind::Damaged || failure_ == SqlError::Kind::NotADatabase)
+        << cut;
+    failure_ = SqlError::Kind::Other;
+  }
+}
+
+TEST_F(ChecksumVfsTest, AFileWithoutReservedBytesIsReadAndWrittenAsItIs) {
+  RunBare(Path(), "PRAGMA journal_mode=WAL; CREATE TABLE t(id, name, long)");
+  Open()->Execute("INSERT INTO t VALUES(1, 'a', printf('%.*c', 20000, 'x'))");
+  const auto bytes = Bytes(Path());
+  EXPECT_EQ(bytes[20], 0);
+  EXPECT_NE(Unmatched(bytes), 0U);
+  RunBare(Path(), "INSERT INTO t VALUES(2, 'b', printf('%.*c', 20000, 'y'))");
+  EXPECT_EQ(Content(Path()),
+            "1 a " + std::string(20000, 'x') + "\n2 b " + std::string(20000, 'y') + "\n");
+}
+
+// Deliberate: its pages cannot be told from damaged ones.
+TEST_F(ChecksumVfsTest, WhatAProgramWithoutTheLayerWritesIsDamaged) {
+  Fill(*Open());
+  RunBare(Path(), "UPDATE t SET long = 'short' WHERE id = 7");
+  EXPECT_NE(Content(Path()).find("does not match its checksum"), std::string::npos);
+}
+
+TEST_F(ChecksumVfsTest, AProgramWithoutTheLayerMayRead) {
+  Fill(*Open());
+  const auto bytes = Bytes(Path());
+  RunBare(Path(), "SELECT sum(length(long)) FROM t; PRAGMA integrity_check");
+  EXPECT_EQ(Bytes(Path()), bytes);
+}
+
+TEST_F(ChecksumVfsTest, EveryPageHasItsChecksumHoweverItWasWritten) {
+  for (const std::string mode : {"WAL", "DELETE", "TRUNCATE"}) {
+    for (const int cache : {5, 200}) {
+      const auto path = (folder_ / (mode + std::to_string(cache))).string();
+      const auto db = Open(path);
+      db->Execute("PRAGMA journal_mode=" + mode +
+                  ";PRAGMA synchronous=OFF;PRAGMA cache_size=" + std::to_string(cache));
+      Fill(*db);
+      std::mt19937 random(static_cast<unsigned>(cache));
+      for (int round = 0; round < 60; ++round) {
+        db->Execute("BEGIN");
+        for (int i = 0; i < 8; ++i) {
+          const auto id = std::to_string(random() % 500), size = std::to_string(random() % 30000);
+          db->Execute("INSERT OR REPLACE INTO t VALUES(" + id + ", 'name " + id +
+                      "', printf('%.*c', " + size + ", 'z'))");
+          db->Execute("DELETE FROM t WHERE id = " + std::to_string(random() % 500));
+          db->Execute("UPDATE t SET long = long || 'more' WHERE id % 17 = 3");
+        }
+        db->Execute(round % 5 == 4 ? "ROLLBACK" : "COMMIT");
+        if (round % 20 == 19) db->EmptyLog();
+        ASSERT_EQ(Query(*db, "SELECT count(*) FROM t WHERE length(long) < 0").RunForInt(), 0);
+      }
+      db->EmptyLog();
+      EXPECT_EQ(Unmatched(Bytes(path)), 0U) << mode << cache;
+      Query check(*db, "PRAGMA integrity_check");
+      ASSERT_TRUE(check.Step());
+      EXPECT_EQ(check.Text(0), "ok");
+    }
+  }
+}
+
+// --- The log -------------------------------------------------------------------------------------
+
+TEST_F(ChecksumVfsTest, APageThatIsDamagedInTheLogIsNoticedAndNotMovedIntoTheFile) {
+  const auto writer = Open();
+  Fill(*writer);
+  writer->EmptyLog();
+  writer->Execute("UPDATE t SET long = 'changed ' || id");
+  const auto file = Bytes(Path()), log = Bytes(Path() + "-wal");
+  ASSERT_GT(log.size(), 5 * kPage);
+  std::mt19937 random(3);
+  int noticed = 0;
+  for (int i = 0; i < 40; ++i) {
+    const auto place = 32 + random() % (log.size() - 32);
+    {
+      std::fstream out(Path() + "-wal", std::ios::in | std::ios::out | std::ios::binary);
+      out.seekp(static_cast<std::streamoff>(place));
+      out.put(static_cast<char>(log[place] ^ 4));
+    }
+    try {
+      const auto reader = Open();
+      Query query(*reader, "SELECT id, long FROM t ORDER BY name");
+      while (query.Step())
+        ASSERT_EQ(query.Text(1), "changed " + std::to_string(query.Int64(0))) << place;
+      Query index(*reader, "SELECT id FROM t ORDER BY id");
+      while (index.Step()) continue;
+    } catch (const SqlError& error) {
+      ++noticed;
+      EXPECT_EQ(error.Which(), SqlError::Kind::Damaged) << place;
+      EXPECT_NE(std::string(error.what()).find("in its log does not match its checksum"),
+                std::string::npos)
+          << error.what();
+    }
+    try {
+      writer->EmptyLog();
+      ADD_FAILURE() << place << ": a damaged page is in the file";
+    } catch (const SqlError& error) {
+      EXPECT_EQ(error.Which(), SqlError::Kind::Damaged) << place;
+    }
+    std::fstream out(Path() + "-wal", std::ios::in | std::ios::out | std::ios::binary);
+    out.seekp(static_cast<std::streamoff>(place));
+    out.put(log[place]);
+  }
+  EXPECT_GT(noticed, 10);
+  EXPECT_TRUE(writer->EmptyLog());
+  EXPECT_EQ(Unmatched(Bytes(Path())), 0U);
+}
+
+TEST_F(ChecksumVfsTest, ADamagedCommitInTheLogOfAProgramThatDiedIsNotLeftOut) {
+  Fill(*Open());
+  const auto child = fork();
+  if (child == 0) {
+    const auto db = Open();
+    for (int i = 1; i <= 4; ++i)
+      db->Execute("UPDATE t SET long = 'commit " + std::to_string(i) +
+                  " ' || id WHERE id % 40 = 1");
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+  const auto file = Bytes(Path()), log = Bytes(Path() + "-wal");
+  const auto restore = [&](const std::string& new_log) {
+    fs::remove(Path() + "-shm");
+    Write(Path(), file);
+    Write(Path() + "-wal", new_log);
+  };
+  restore(log);
+  const auto content = Content(Path());
+  EXPECT_NE(content.find("commit 4 1\n"), std::string::npos);
+  // Where the last commit begins: behind the last but one frame that says it is a commit.
+  std::vector<std::size_t> commits;
+  for (std::size_t at = 32; at < log.size(); at += kPage + 24)
+    if (log.substr(at + 4, 4) != std::string(4, '\0')) commits.push_back(at);
+  ASSERT_EQ(commits.size(), 4U);
+  std::mt19937 random(5);
+  std::size_t reported = 0, last_left_out = 0;
+  for (int i = 0; i < 120; ++i) {
+    const auto place = i < 32 ? static_cast<std::size_t>(i) : random() % log.size();
+    auto damaged = log;
+    damaged[place] = static_cast<char>(damaged[place] ^ 16);
+    restore(damaged);
+    const auto found = Content(Path());
+    if (found.find("does not match its checksum") != std::string::npos) {
+      ++reported;
+    } else {
+      // Or of the frame before it the words that say that it is a commit of this log.
+      EXPECT_GE(place, commits[2] + 4) << "left out, as if it had never been";
+      EXPECT_TRUE(place < commits[2] + 16 || place >= commits[2] + 24 + kPage) << place;
+      ++last_left_out;
+    }
+  }
+  EXPECT_GT(reported, 60U);
+  EXPECT_GT(last_left_out, 0U);
+  restore(log.substr(0, log.size() - 100));
+  EXPECT_NE(Content(Path()).find("commit 3 1\n"), std::string::npos) << "never completed";
+}
+
+// --- A file that gets them -----------------------------------------------------------------------
+
+TEST_F(ChecksumVfsTest, AFileGetsTheChecksumsThatItLacks) {
+  RunBare(Path(), "PRAGMA journal_mode=WAL");
+  auto db = Open();
+  Fill(*db);
+  db->EmptyLog();
+  const auto content = Content(Path());
+  const auto reader = db->OpenReader();
+  ASSERT_NE(reader, nullptr);
+  EXPECT_EQ(Query(*reader, "SELECT count(*) FROM t").RunForInt(), 263);
+  EXPECT_EQ(Bytes(Path())[20], 0);
+  AddChecksums(*db);
+  EXPECT_EQ(Bytes(Path())[20], 8);
+  EXPECT_EQ(Unmatched(Bytes(Path())), 0U);
+  EXPECT_EQ(Content(Path()), content);
+  EXPECT_EQ(Query(*reader, "SELECT count(*) FROM t").RunForInt(), 263);
+  const auto bytes = Bytes(Path());
+  AddChecksums(*db);
+  EXPECT_EQ(Bytes(Path()), bytes) << "once";
+}
+
+// The connection has seen the file without them; what it moves out of the log has them.
+TEST_F(ChecksumVfsTest, AnotherConnectionWritesThemFromThenOn) {
+  RunBare(Path(), "PRAGMA journal_mode=WAL");
+  const auto db = Open();
+  Fill(*db);
+  db->EmptyLog();
+  const auto other = Open();
+  EXPECT_EQ(Query(*other, "SELECT count(*) FROM t").RunForInt(), 263);
+  {
+    // Keeps the pages in the log.
+    const auto reader = db->OpenReader();
+    const Transaction reading(*reader, TransactionKind::Read);
+    EXPECT_EQ(Query(*reader, "SELECT count(*) FROM t").RunForInt(), 263);
+    AddChecksums(*db);
+    EXPECT_EQ(Bytes(Path())[20], 0);
+    AddChecksums(*db);
+  }
+  other->Execute("UPDATE t SET long = 'changed'");
+  EXPECT_TRUE(other->EmptyLog());
+  EXPECT_EQ(Unmatched(Bytes(Path())), 0U);
+  other->Execute("UPDATE t SET long = 'again'");
+  EXPECT_TRUE(other->EmptyLog());
+  EXPECT_EQ(Unmatched(Bytes(Path())), 0U);
+}
+
+TEST_F(ChecksumVfsTest, AKillLeavesAFileWithoutAnyOrWithAll) {
+  const auto original = (folder_ / "original").string();
+  RunBare(original, "PRAGMA journal_mode=WAL");
+  {
+    const auto db = Open(original);
+    Fill(*db);
+    for (int i = 0; i < 4; ++i)
+      db->Execute("INSERT INTO t SELECT NULL, 'copy of ' || max(id) OVER () || name, long FROM t");
+  }
+  const auto bytes = Bytes(original), content = Content(original);
+  const auto begin = std::chrono::steady_clock::now();
+  Write(Path(), bytes);
+  AddChecksums(*Open());
+  const auto whole = std::chrono::steady_clock::now() - begin;
+  constexpr int kRounds = 14;
+  int without = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    for (const char* end : {"-wal", "-shm", "-journal"}) fs::remove(Path() + end);
+    Write(Path(), bytes);
+    const auto child = fork();
+    if (child == 0) {
+      AddChecksums(*Open());
+      _exit(0);
+    }
+    std::this_thread::sleep_for(whole * round / kRounds);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(Content(Path()), content) << "round " << round;
+    if (Bytes(Path())[20] == 0) ++without;
+    AddChecksums(*Open());
+    EXPECT_EQ(Unmatched(Bytes(Path())), 0U) << "round " << round;
+    EXPECT_EQ(Content(Path()), content) << "round " << round;
+  }
+  EXPECT_GT(without, 0) << "no kill came in time";
+}
+
+// --- The checksum --------------------------------------------------------------------------------
+
+// Files that were written by an earlier build must stay readable.
+TEST(PageChecksum, StaysTheSame) {
+  std::vector<std::byte> content(kPage - 8);
+  for (std::size_t i = 0; i < content.size(); ++i)
+    content[i] = static_cast<std::byte>(i * 7 + i / 256);
+  EXPECT_EQ(PageChecksum(content, 1), 11202968397065318133U);
+  EXPECT_EQ(PageChecksum(content, 2), 6804666417584708036U);
+  EXPECT_EQ(PageChecksum(std::span(content).first(512 - 8), 1), 15966211202084895763U);
+}
+
+TEST(PageChecksum, EveryBitAndThePageCount) {
+  std::vector<std::byte> content(512 - 8);
+  std::set<std::uint64_t> sums{PageChecksum(content, 1)};
+  for (auto& byte : content) {
+    for (int bit = 0; bit < 8; ++bit) {
+      byte ^= std::byte(1 << bit);
+      sums.insert(PageChecksum(content, 1));
+      byte ^= std::byte(1 << bit);
+    }
+  }
+  for (std::uint32_t page = 2; page < 1000; ++page) sums.insert(PageChecksum(content, page));
+  EXPECT_EQ(sums.size(), 1 + content.size() * 8 + 998);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::sql::sqlite
