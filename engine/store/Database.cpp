@@ -79,9 +79,18 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
   return mark.version;
 }
 
+// Whether there is a database of an older schema.
+bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
+  sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  const auto version = SchemaOf(connection, path, create);
+  transaction.Commit();
+  return version > 0 && version < schema::kSchemaVersion;
+}
+
 // Brings the file to the present schema. Looked at again under the write lock: another program may
 // have made it in the meantime.
 void Prepare(sql::Connection& connection, const std::string& path, bool create) {
+  if (IsOld(connection, path, create)) return BringFileForward(connection, path);
   for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
     sql::Transaction transaction(connection, kind);
     const auto version = SchemaOf(connection, path, create);

@@ -14,16 +14,17 @@ namespace {
 // Chunks of a stream do not overlap, so that only the last of those that begin before the range can
 // reach into it.
 std::string ChunksInOrder(const std::string& order) {
-  return "SELECT packed, first_time, last_time FROM measurement_chunk WHERE stream = ?1 "
-         "AND last_time >= ?2 AND first_time <= ?3 AND first_time >= coalesce((SELECT "
-         "max(first_time) FROM measurement_chunk WHERE stream = ?1 AND first_time < ?2), ?2) "
+  return "SELECT packed, first_time, first_subgroup, last_time, last_subgroup "
+         "FROM measurement_chunk WHERE stream = ?1 AND last_time >= ?2 AND first_time <= ?3 "
+         "AND first_time >= coalesce((SELECT max(first_time) FROM measurement_chunk "
+         "WHERE stream = ?1 AND first_time < ?2), ?2) "
          "ORDER BY first_time" +
          order + ", first_subgroup" + order;
 }
 
 std::string HotInOrder(const std::string& order) {
-  return "SELECT packed, time, time FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 "
-         "ORDER BY time" +
+  return "SELECT packed, time, subgroup, time, subgroup FROM measurement "
+         "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time" +
          order + ", subgroup" + order;
 }
 
@@ -51,14 +52,19 @@ std::string StreamText(sql::Connection& db, std::int64_t stream) {
   return part + " / " + process + " / " + test;
 }
 
-void RaiseDamaged(sql::Connection& db, std::int64_t stream, std::int32_t first_time,
-                  std::int32_t last_time) {
+void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
+               std::span<const std::byte> packed, Chunk& chunk) {
+  RecordKey first, last;
+  row.ReadFrom(1, first.time, first.subgroup, last.time, last.subgroup);
+  const bool is_whole = chunk.Decode(packed, stream);
+  if (is_whole && chunk.First() == first && chunk.Last() == last) return;
   const auto text = [](std::int32_t stamp) { return platform::IsoText(stamp); };
-  const auto when = first_time == last_time
-                        ? " at " + text(first_time)
-                        : " from " + text(first_time) + " to " + text(last_time);
+  const auto when = first.time == last.time
+                        ? " at " + text(first.time)
+                        : " from " + text(first.time) + " to " + text(last.time);
   throw std::runtime_error("The values of " + StreamText(db, stream) + when +
-                           " are damaged: their checksum does not fit");
+                           " are damaged: their " +
+                           (is_whole ? "key is that of others" : "checksum does not fit"));
 }
 
 StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,
@@ -78,11 +84,11 @@ void StreamWalk::Fill(Source& source) {
       source.done = true;
       return;
     }
-    if (!source.chunk.Decode(source.query.Blob(0), stream_)) {
-      RaiseDamaged(db_, stream_, source.query.Int(1), source.query.Int(2));
-    }
+    DecodeRow(db_, stream_, source.query, source.query.Blob(0), source.chunk);
     source.begin = source.chunk.FirstFrom(start_);
     source.end = end_ == INT32_MAX ? source.chunk.Count() : source.chunk.FirstFrom(end_ + 1);
+    // A chunk across a range that ends before it starts.
+    source.end = std::max(source.begin, source.end);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "engine/sql/Connection.h"
@@ -14,9 +15,11 @@ namespace orvspc::engine::store {
 // "part / process / test" by name.
 std::string StreamText(sql::Connection& db, std::int64_t stream);
 
-// What says that records of a stream are damaged.
-[[noreturn]] void RaiseDamaged(sql::Connection& db, std::int64_t stream, std::int32_t first_time,
-                               std::int32_t last_time);
+// Decodes what a row of a stream has packed. Its columns from the second on, which have no checksum
+// of their own, are the first and the last key: time, subgroup, time, subgroup. Throws
+// std::runtime_error when the chunk is damaged or has other keys.
+void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
+               std::span<const std::byte> packed, Chunk& chunk);
 
 // Walks the records of a stream between two times, both ends belonging to it, from the oldest or
 // from the newest on, wherever they are stored. Only one walk at a time on a connection, inside a

@@ -46,27 +46,35 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   }
 }
 
-// The first keys of the chunks that reach into a range of keys, in their order.
-std::vector<RecordKey> StreamWriter::ChunksAcross(const RecordKey& first, const RecordKey& last) {
+// The chunks that reach into a range of keys, in their order.
+std::vector<StreamWriter::Ends> StreamWriter::ChunksAcross(const RecordKey& first,
+                                                           const RecordKey& last) {
   const auto before = ChunkFrom(kChunkAtOrBefore, first).value_or(first);
-  return sql::Query(db_,
-                    "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-                    "AND (first_time, first_subgroup) BETWEEN (?2, ?3) AND (?4, ?5) "
-                    "AND (last_time, last_subgroup) >= (?6, ?7) "
-                    "ORDER BY first_time, first_subgroup",
-                    stream_, before.time, before.subgroup, last.time, last.subgroup, first.time,
-                    first.subgroup)
-      .All<RecordKey>(&RecordKey::time, &RecordKey::subgroup);
+  std::vector<Ends> chunks;
+  sql::Query query(db_,
+                   "SELECT first_time, first_subgroup, last_time, last_subgroup "
+                   "FROM measurement_chunk WHERE stream = ?1 AND (first_time, first_subgroup) "
+                   "BETWEEN (?2, ?3) AND (?4, ?5) "
+                   "AND (last_time, last_subgroup) >= (?6, ?7) "
+                   "ORDER BY first_time, first_subgroup",
+                   stream_, before.time, before.subgroup, last.time, last.subgroup, first.time,
+                   first.subgroup);
+  while (query.Step()) {
+    auto& [from, to] = chunks.emplace_back();
+    query.Read(from.time, from.subgroup, to.time, to.subgroup);
+  }
+  return chunks;
 }
 
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
   std::vector<Change> of_chunk;
-  for (const auto& first : ChunksAcross(changes.front().key, changes.back().key)) {
+  for (const auto& [first, last] : ChunksAcross(changes.front().key, changes.back().key)) {
+    const auto begin = std::ranges::lower_bound(changes, first, {}, &Change::key);
+    const auto end = std::ranges::upper_bound(changes, last, {}, &Change::key);
+    if (begin == end) continue;
     const auto sealed = Read(first);
     const auto& chunk = sealed.chunk;
     of_chunk.clear();
-    const auto begin = std::ranges::lower_bound(changes, first, {}, &Change::key);
-    const auto end = std::ranges::upper_bound(changes, chunk.Last(), {}, &Change::key);
     const auto rest = std::remove_if(begin, end, [&](const Change& change) {
       const auto place = chunk.Find(change.key);
       const bool is_there = place < chunk.Count() && chunk.Record(place).Key() == change.key;
@@ -109,24 +117,20 @@ void StreamWriter::WriteHot(Changes changes) {
 // Moves the hot rows, changed, into chunks.
 void StreamWriter::Seal(Changes changes) {
   struct Hot {
-    std::vector<std::byte> packed;
-    Chunk chunk;
     std::vector<double> values;
     std::vector<RowKey> keys;
-    Measurement measurement;
+    Measurement measurement;  // views them
   };
   std::vector<Hot> hot;
   {
     sql::Query query(db_,
-                     "SELECT packed, time FROM measurement WHERE stream = ?1 "
-                     "ORDER BY time, subgroup",
+                     "SELECT packed, time, subgroup, time, subgroup FROM measurement "
+                     "WHERE stream = ?1 ORDER BY time, subgroup",
                      stream_);
-    while (query.Step()) {
+    for (Chunk chunk; query.Step();) {
+      DecodeRow(db_, stream_, query, query.Blob(0), chunk);
       auto& row = hot.emplace_back();
-      if (!row.chunk.Decode(query.Blob(0), stream_)) {
-        RaiseDamaged(db_, stream_, query.Int(1), query.Int(1));
-      }
-      row.measurement = row.chunk.Record(0).Copy(row.values, row.keys);
+      row.measurement = chunk.Record(0).Copy(row.values, row.keys);
     }
   }
   sql::Query(db_, "DELETE FROM measurement WHERE stream = ?1", stream_).Run();
@@ -164,15 +168,15 @@ std::optional<RecordKey> StreamWriter::ChunkFrom(std::string_view sql, const Rec
 }
 
 StreamWriter::Sealed StreamWriter::Read(const RecordKey& first) {
-  sql::Query query(db_,
-                   "SELECT packed, first_time, last_time FROM measurement_chunk "
-                   "WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
-                   stream_, first.time, first.subgroup);
+  sql::Query query(
+      db_,
+      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup "
+      "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
+      stream_, first.time, first.subgroup);
   Sealed sealed;
-  if (query.Step()) sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
-  if (!sealed.chunk.Decode(sealed.packed, stream_)) {
-    RaiseDamaged(db_, stream_, first.time, first.time);
-  }
+  query.Step();  // whose key has just been read
+  sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
+  DecodeRow(db_, stream_, query, sealed.packed, sealed.chunk);
   return sealed;
 }
 

@@ -62,7 +62,7 @@ bool Chunk::Decode(std::span<const std::byte> packed, std::int64_t stream) {
 }
 
 // Where the rows, keys and size of each record lie. False when there are more or fewer than the
-// head says.
+// head says, or when the records do not ascend or have states that no program writes.
 bool Chunk::PlaceRows(std::size_t rows, std::size_t keys, std::size_t sizes) {
   const auto count = Count();
   starts_.resize(count);
@@ -70,11 +70,12 @@ bool Chunk::PlaceRows(std::size_t rows, std::size_t keys, std::size_t sizes) {
   std::int32_t states = 0;
   for (std::size_t i = 0; i < count; ++i) {
     if (row_counts_[i] < 1) return false;
+    if (i > 0 && Record(i).Key() <= Record(i - 1).Key()) return false;
     starts_[i] = static_cast<std::uint32_t>(next);
     next += static_cast<std::uint32_t>(row_counts_[i]);
     states |= states_[i];
   }
-  if (next != rows) return false;
+  if (next != rows || (states & ~(kKeyedState | kFractionState | kFlagBits)) != 0) return false;
   rows_ = rows;
   key_count_ = keys;
   if ((states & (kKeyedState | kFractionState)) == 0) return keys == 0 && sizes == 0;

@@ -84,7 +84,8 @@ class RecordView {
 // A decoded chunk. Views the blob, which must outlive it.
 class Chunk {
  public:
-  // False when the blob is no chunk of this stream: its checksum or its length is wrong.
+  // False when the blob is no chunk of this stream: its checksum, its length or the order of its
+  // records is wrong.
   bool Decode(std::span<const std::byte> packed, std::int64_t stream);
 
   std::size_t Count() const { return times_.size(); }

@@ -1,22 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/migration.h"
 
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "engine/schema/schema.h"
+#include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/store/DraftFile.h"
 #include "engine/store/MeasurementBuffer.h"
+#include "engine/store/Store.h"
 #include "engine/store/digest.h"
 #include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
+#include "system/system.h"
 
 namespace orvspc::engine::store {
 namespace {
 
 constexpr std::string_view kOldRows =
-    "SELECT packed, coalesce(context, 0), subgroup FROM measurement_2 WHERE stream = ?1 "
+    "SELECT packed, coalesce(context, 0), subgroup, time FROM measurement_2 WHERE stream = ?1 "
     "ORDER BY time, subgroup";
 
 // The values of a stream as schema 2 has them.
@@ -27,9 +36,11 @@ void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
   sql::Query query(db, kOldRows, stream);
   while (query.Step()) {
     const auto record = PackedView::Of(query.Blob(0));
-    if (!record) {
-      throw std::runtime_error("The values of subgroup " + std::to_string(query.Int(2)) +
-                               " are damaged: their checksum does not fit");
+    const auto subgroup = query.Int(2), time = query.Int(3);
+    if (!record || record->Time() != time || record->Subgroup() != subgroup) {
+      throw sql::SqlError(
+          sql::SqlError::Kind::Damaged,
+          "the values of subgroup " + std::to_string(subgroup) + " do not fit their checksum");
     }
     values.clear();
     keys.clear();
@@ -42,25 +53,98 @@ void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
   }
 }
 
+thread_local std::function<void(const std::string&, int)> watch_migrations;
+
+std::string Gigabytes(double bytes) {
+  const auto tenths = static_cast<std::int64_t>(std::ceil(bytes / 1e8));
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " GB";
+}
+
+// The backup, and what the new schema needs beside the old one.
+void CheckRoom(const std::string& path) {
+  constexpr double kNeeded = 2.2;
+  const auto state = system::StateOf(path);
+  const auto folder = FolderOf(TargetOf(path));
+  std::error_code error;
+  const auto space = std::filesystem::space(system::PathOf(folder), error);
+  if (!state || error) return;  // what is missing shows later
+  const auto needed = kNeeded * static_cast<double>(state->size);
+  const auto there = static_cast<double>(space.available);
+  if (there >= needed) return;
+  RefuseFile(path, "is of an older release; to bring it forward needs " + Gigabytes(needed) + ", " +
+                       Gigabytes(there) + " free on " + folder);
+}
+
+// A backup that is named when it is whole. One that is there stays: it may be the only good one.
+void BackUpTo(sql::Connection& db, const std::string& path, const std::string& backup) {
+  if (system::IsThere(backup)) {
+    RefuseFile(path, "is of an older release; to bring it forward its backup " + backup +
+                         " would be written, which is there already: move it away");
+  }
+  const auto draft = backup + ".new";
+  std::error_code ignored;
+  std::filesystem::remove(system::PathOf(draft), ignored);
+  sql::sqlite::BackUp(db, draft);
+  if (!system::Flush(draft) || !system::RenameToFree(draft, backup)) {
+    const auto reason = std::string(std::strerror(errno));
+    std::filesystem::remove(system::PathOf(draft), ignored);
+    RefuseFile(path, "its backup " + backup + " cannot be written: " + reason);
+  }
+}
+
 }  // namespace
 
-void MoveValues(sql::Connection& db) {
+void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   const auto before = DigestOf(
       db, [&](std::int64_t stream, const auto& take) { ForEachOldRecord(db, stream, take); });
   std::vector<std::int64_t> streams;
   for (sql::Query query(db, "SELECT id FROM stream ORDER BY id"); query.Step();) {
     streams.push_back(query.Int64(0));
   }
+  // The two digests take about a quarter of the time each.
+  constexpr std::int64_t kStep = 50'000;
+  std::int64_t count = 0;
   MeasurementBuffer buffer(db);
   for (const auto stream : streams) {
-    ForEachOldRecord(db, stream, [&](const Measurement& each) { buffer.Add(stream, each); });
+    ForEachOldRecord(db, stream, [&](const Measurement& each) {
+      buffer.Add(stream, each);
+      if (++count % kStep == 0 && progress) {
+        progress(static_cast<int>(25 + 50 * count / before.measurements));
+      }
+    });
   }
   buffer.Flush();
-  SealSubgroups(db);
+  // Before the subgroups, to which its rows refer.
   db.Execute("DROP TABLE measurement_2");
+  SealSubgroups(db);
   if (DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
+}
+
+void WatchMigrations(std::function<void(const std::string&, int)> watch) {
+  watch_migrations = std::move(watch);
+}
+
+void BringFileForward(sql::Connection& db, const std::string& path) {
+  const auto tell = [&](int percent) {
+    if (watch_migrations) watch_migrations(path, percent);
+  };
+  sql::sqlite::LeaveLog(db);
+  sql::Transaction transaction(db, sql::TransactionKind::Write);
+  const auto version = db.Mark().version;
+  if (version >= schema::kSchemaVersion) return;  // another program was quicker
+  tell(0);
+  CheckRoom(path);
+  const auto backup = path + ".v" + std::to_string(version);
+  BackUpTo(db, path, backup);
+  schema::BringForward(db, version);
+  MoveValues(db, tell);
+  transaction.Commit();
+  tell(100);
+  AddNote("brought-forward", path + " was brought forward from schema " + std::to_string(version) +
+                                 " to " + std::to_string(schema::kSchemaVersion) +
+                                 "; the former file is kept as " + backup + ".");
 }
 
 }  // namespace orvspc::engine::store

@@ -1,12 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
+#include <string>
+
 #include "engine/sql/Connection.h"
 
 namespace orvspc::engine::store {
 
+// Called with the share of the work that is done, in percent.
+using MigrationProgress = std::function<void(int)>;
+
+// Tells this thread's migrations to whoever watches; empty: nobody does.
+void WatchMigrations(std::function<void(const std::string& path, int percent)> watch);
+
+// Brings a file of an older schema to the present one: alone on the file, after a look at the room
+// on its disk and a backup beside it, in one transaction whose result has the digest of what was
+// there. Throws SqlError, ExternalFailure and std::runtime_error; the file is then as it was.
+void BringFileForward(sql::Connection& db, const std::string& path);
+
 // Moves the values that a database of schema 2 has in a row each into chunks, and drops their
 // table. Inside the transaction that brings the database forward.
-void MoveValues(sql::Connection& db);
+void MoveValues(sql::Connection& db, const MigrationProgress& progress = {});
 
 }  // namespace orvspc::engine::store

@@ -158,6 +158,8 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
   return labels;
 }
 
+namespace {
+
 // Calls visit for those with these identifiers, which ascend.
 void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
                const std::function<void(const SubgroupFacts&)>& visit) {
@@ -172,6 +174,8 @@ void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
     });
   }
 }
+
+}  // namespace
 
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups) {
@@ -221,6 +225,7 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
 }
 
 void SubgroupWriter::Add(const SubgroupFacts& subgroup) {
+  if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) Flush();
   list_.Add(subgroup);
   if (IsLastOfBlock(subgroup.id)) Flush();
 }

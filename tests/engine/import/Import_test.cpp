@@ -239,6 +239,24 @@ TEST_F(ImportTest, LinesAreCountedAcrossQuotedLineEnds) {
   EXPECT_EQ(Id(ItemKind::Part, "A, \"the\" part"), 1);
 }
 
+// Lines that differ in nothing but their value, with a line end in a cell or a blank line between.
+TEST_F(ImportTest, LinesAreCountedAcrossLinesThatAreAlike) {
+  const std::string quoted = "\"two\nlines\",A,P,T,1,2024-01-01,";
+  EXPECT_NE(ImportFailure("comment,part,process,test,subgroup,time,value\n" + quoted + "1\n" +
+                          quoted + "2\n" + quoted + "3\n" + quoted + "bad\n")
+                .find("line 8,"),
+            std::string::npos);
+  const std::string line = "A,P,T,1,2024-01-01,3,";
+  const auto twice = ImportFailure("part,process,test,subgroup,time,tsno,value\n" + line +
+                                   "1\n\n\n" + line + "2\n");
+  EXPECT_NE(twice.find("line 5, column \"tsno\", value \"3\""), std::string::npos) << twice;
+  const auto count = ImportFailure(
+      "part,process,test,subgroup,time,count\nA,P,T,1,2024-01-01,1\n"
+      "A,P,T,1,2024-01-01,2\nA,P,T,1,2024-01-01,2.5\n");
+  EXPECT_NE(count.find("line 4, column \"count\", value \"2.5\": must be"), std::string::npos)
+      << count;
+}
+
 TEST_F(ImportTest, UnknownColumnsCanBeIgnored) {
   ImportOptions options;
   options.ignore_unknown = true;

@@ -359,7 +359,7 @@ void FilterArrays() {
   const auto descriptor =
       Got<IDataSelectDescriptor>([&](auto** out) { return descriptors->Add(dtPart, out); });
   const int no_filter = 7;
-  FilterTypes unknown;
+  FilterTypes unknown{};
   std::memcpy(&unknown, &no_filter, sizeof unknown);
   descriptor->put_FilterType(unknown);
   FilterArray kept(VT_I4, {{4, 0}});

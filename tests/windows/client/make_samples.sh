@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # make_samples.sh PROGRAM FOLDER: FOLDER/sample.db with all sample data and the flour of data/, which
 # has what the samples lack (comments, descriptors, serial numbers, net contents), and the files of
-# data/ themselves. FOLDER/damaged.db is the same with one damaged record of the flour. PROGRAM is
+# data/ themselves. FOLDER/damaged.db is the same with a damaged page of values. PROGRAM is
 # orvspc.
 set -euo pipefail
 program=$1 folder=$2
@@ -18,10 +18,15 @@ cd "$folder"
 "$program" import flour-limits.csv --db sample.db --kind limits
 "$program" import flour-net-contents.csv --db sample.db --kind net-contents
 cp sample.db damaged.db
+# The last byte of the root of the table of values: a part of the checksum of that page.
 python3 -c '
 import sqlite3
-with sqlite3.connect("damaged.db") as db:
-    changed = db.execute("""UPDATE measurement SET packed = zeroblob(64) WHERE subgroup =
-        (SELECT min(m.subgroup) FROM measurement m JOIN stream s ON s.id = m.stream
-         JOIN part p ON p.id = s.part WHERE p.name = ?)""", ("Flour 500 g",)).rowcount
-if changed < 1: raise SystemExit("nothing was damaged")'
+db = sqlite3.connect("file:damaged.db?immutable=1", uri=True)
+size = db.execute("PRAGMA page_size").fetchone()[0]
+root = db.execute("SELECT rootpage FROM sqlite_master WHERE name = ?", ("measurement",)).fetchone()[0]
+db.close()
+with open("damaged.db", "r+b") as file:
+    file.seek(root * size - 1)
+    byte = file.read(1)[0]
+    file.seek(root * size - 1)
+    file.write(bytes([byte ^ 0x10]))'

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/store/StreamWalk.h"
+#include "engine/store/record_of_v2.h"
+#include "engine/store/subgroups.h"
+#include "platform/TimeText.h"
+#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/store/stored_record.h"
+#include "tests/engine/store/version1_file.h"
+
+// Files of older schemas with so many values that these go into chunks and blocks.
+namespace orvspc::engine::store {
+using namespace sql;
+using namespace catalogue;
+
+namespace {
+
+class MigrationTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    RunSql(Path(), kVersion1File);
+    RunSql(Path(),
+           "INSERT INTO job VALUES(7001, 'J', 1);"
+           "INSERT INTO context(id, job) VALUES(7001, 7001);"
+           "DELETE FROM measurement; DELETE FROM subgroup_descriptor; DELETE FROM comment;"
+           "DELETE FROM subgroup; DELETE FROM stream;"
+           "INSERT INTO stream VALUES(1, 1, 1, 1), (2, 1, 1, 2), (3, 1, 2, 1)");
+    const auto db = OpenAnother(Path());
+    Transaction transaction(*db, TransactionKind::Write);
+    std::mt19937 random(1);
+    for (std::int32_t id = 1; id <= kSubgroups; ++id) {
+      const auto time = 1'000'000 + Below(random, 5000);
+      const int process = 1 + Below(random, 2);
+      const auto label = "S" + std::to_string(id);
+      Query(*db, "INSERT INTO subgroup(id, part, process, label, time) VALUES(?1, 1, ?2, ?3, ?4)",
+            id, process, label, time)
+          .Run();
+      Add(*db, random, process == 1 ? 1 : 3, {time, id});
+      if (process == 1 && id % 3 == 0) Add(*db, random, 2, {time, id});
+    }
+    transaction.Commit();
+  }
+
+  void Add(Connection& db, std::mt19937& random, std::int64_t stream, const RecordKey& key) {
+    auto record = RandomRecord(random, key);
+    record.batch = record.entry = 0;
+    record.context = Below(random, 2) * 7001;
+    std::vector<TestRow> rows;
+    for (std::size_t i = 0; i < record.values.size(); ++i) {
+      rows.push_back({record.values[i], record.keys[i]});
+    }
+    std::vector<std::byte> packed;
+    Pack({record.time, record.subgroup, record.size, record.flag}, rows, packed);
+    Query(db,
+          "INSERT INTO measurement(stream, time, subgroup, packed, context) "
+          "VALUES(?1, ?2, ?3, ?4, ?5)",
+          stream, record.time, record.subgroup, packed, Reference{record.context})
+        .Run();
+    written_[stream][key] = std::move(record);
+  }
+
+  static constexpr std::int32_t kSubgroups = 3000;
+  std::map<std::int64_t, std::map<RecordKey, StoredRecord>> written_;
+};
+
+TEST_F(MigrationTest, EveryValueAndNameComesForward) {
+  Opened()->ReadOrThrow([&](Connection& db) {
+    for (const auto& [stream, records] : written_) {
+      std::map<RecordKey, StoredRecord> read;
+      ForEachRecord(db, stream, [&](const RecordView& record) {
+        EXPECT_TRUE(read.emplace(record.Key(), CopyOf(record)).second);
+      });
+      EXPECT_EQ(read, records);
+    }
+    const auto labels = ReadLabels(db, 1, INT32_MAX);
+    ASSERT_EQ(labels.size(), static_cast<std::size_t>(kSubgroups));
+    for (std::int32_t i = 0; i < kSubgroups; ++i) {
+      const auto& [id, label] = labels[static_cast<std::size_t>(i)];
+      EXPECT_EQ(id, i + 1);
+      EXPECT_EQ(label, "S" + std::to_string(id));
+    }
+    EXPECT_GT(Query(db, "SELECT count(*) FROM subgroup_block").RunForInt(), 9);
+    EXPECT_GT(Query(db, "SELECT count(*) FROM measurement_chunk").RunForInt(), 3);
+  });
+}
+
+TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
+  const auto& [key, record] = *written_[1].begin();
+  const auto time = platform::IsoText(key.time);
+  Import("part,process,test,subgroup,time,value\nRing,Press A,Width,S" +
+         std::to_string(key.subgroup) + "," + time + ",1\nRing,Press A,Width,New," + time + ",2\n");
+  Opened()->ReadOrThrow([&](Connection& db) {
+    const auto stream = Query(db, "SELECT max(id) FROM stream").RunForInt();
+    std::vector<std::int32_t> subgroups;
+    ForEachRecord(db, *stream,
+                  [&](const RecordView& each) { subgroups.push_back(each.Subgroup()); });
+    EXPECT_EQ(subgroups, (std::vector<std::int32_t>{key.subgroup, kSubgroups + 1}));
+  });
+}
+
+TEST_F(MigrationTest, ADamagedValueIsNamedAndTheFileStaysAsItWas) {
+  const auto state = [&] {
+    const auto db = OpenAnother(Path());
+    return std::pair(db->Mark().version,
+                     Query(*db, "SELECT count(*) FROM measurement").RunForInt());
+  };
+  const auto before = state();
+  for (const char* damage : {"packed = zeroblob(40)", "time = time + 1"}) {
+    RunSql(Path(), "CREATE TABLE kept AS SELECT * FROM measurement WHERE subgroup = 1700");
+    RunSql(Path(), "UPDATE measurement SET " + std::string(damage) + " WHERE subgroup = 1700");
+    const auto failure = FailureOf([&] { OpenDatabase(Path()); });
+    EXPECT_NE(failure.find("is damaged: the values of subgroup 1700"), std::string::npos)
+        << failure;
+    EXPECT_EQ(state(), before);
+    RunSql(Path(),
+           "DELETE FROM measurement WHERE subgroup = 1700;"
+           "INSERT INTO measurement SELECT * FROM kept; DROP TABLE kept");
+  }
+  EXPECT_EQ(FailureOf([&] { OpenDatabase(Path()); }), "");
+}
+
+}  // namespace
+}  // namespace orvspc::engine::store
