@@ -160,8 +160,9 @@ struct ShiftPlan {
 // Calls of several threads take turns; analyses of the same database go on meanwhile.
 class QualityDatabase {
  public:
-  // Opens an existing one. Failures: not there, not a quality database, of a newer release, locked,
-  // not writable, in a folder that is not writable.
+  // Opens an existing one. One that may not be written to, or lies in a folder that may not, is
+  // read; what would write is refused then. Failures: not there, not a quality database, of a newer
+  // release, locked, damaged; only to be read and of an older release.
   static QualityDatabase Open(const std::string& path);
 
   // Makes a new one, fills it and opens it.

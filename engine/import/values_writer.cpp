@@ -65,6 +65,7 @@ void ValuesWriter::WriteSubgroups() {
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {
+  if (context == store::Context{}) return 0;
   if (context == latest_context_.first) return latest_context_.second;
   auto& id = contexts_[context];
   if (id == 0) {

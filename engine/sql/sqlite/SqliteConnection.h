@@ -37,7 +37,7 @@ void AddChecksums(Connection& connection);
 // brought forward. Outside of a transaction. Throws SqlError: locked by another program.
 void LeaveLog(Connection& connection);
 
-// Writes what the connection sees into a new file. Throws SqlError.
-void BackUp(Connection& connection, const std::string& path);
+// Copies a file with all that is committed. Throws SqlError.
+void BackUp(const std::string& from, const std::string& to);
 
 }  // namespace orvspc::engine::sql::sqlite
