@@ -39,7 +39,7 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform();
 
 // Opens an existing quality database, or with create makes a new one. Throws
 // platform::ExternalFailure with file and reason: not there, no database, a newer schema, locked,
-// read-only folder.
+// damaged; with create also what may only be read, without it that of an older schema.
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create = false);
 
 // A failure that could not leave a constructor.

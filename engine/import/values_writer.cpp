@@ -7,7 +7,6 @@
 #include <tuple>
 
 #include "engine/sql/counter.h"
-#include "engine/store/StreamWalk.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -66,6 +65,7 @@ void ValuesWriter::WriteSubgroups() {
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {
+  if (context == store::Context{}) return 0;
   if (context == latest_context_.first) return latest_context_.second;
   auto& id = contexts_[context];
   if (id == 0) {
@@ -111,23 +111,24 @@ void ValuesWriter::WriteMeasurements() {
   for (const auto& [key, place] : order) {
     Begin(key, place);
     const auto& record = open_.record;
-    const bool is_stored = !subgroups_[record.subgroup].is_new && ForStored([](const auto&) {});
+    std::optional<store::RecordView> stored;
+    if (!subgroups_[record.subgroup].is_new) stored = FindStored();
     if (key.subgroup <= highest_before_) {
-      if (is_stored && !added_to_old_.contains(key)) {
+      if (stored && !added_to_old_.contains(key)) {
         NoteRefusal(record.line, "subgroup", batch_.Text(batch_.subgroups[record.subgroup].label),
                     "the subgroup is already stored with this test");
         continue;
       }
       added_to_old_.insert(key);
     }
-    if (!is_stored && IsComplete()) {
+    if (!stored && IsComplete()) {
       const auto keys = std::span(batch_.keys);
       Finish(std::span(batch_.values).subspan(record.first_row, record.rows),
              keys.empty() ? keys : keys.subspan(record.first_row, record.rows));
       continue;
     }
     ReadRows();
-    if (is_stored) Merge();
+    if (stored) Merge(*stored);
     if (record.stream->state->type == ttVariable) {
       OrderRows();
     } else {
@@ -135,6 +136,8 @@ void ValuesWriter::WriteMeasurements() {
     }
     AddRows();
   }
+  run_.reset();
+  walk_.reset();
   Store();
   if (refusal_) {
     file_.table.Reader().RefuseAt(refusal_->line, refusal_->column, refusal_->value,
@@ -289,37 +292,40 @@ void ValuesWriter::Store() {
   keys.clear();
 }
 
-// Calls visit with what is stored of the record. False when nothing is.
-template <class Visit>
-bool ValuesWriter::ForStored(Visit visit) {
-  const auto& key = open_.key;
-  bool found = false;
-  store::ForEachRecord(
-      db_, key.stream,
-      [&](const store::RecordView& record) {
-        if (record.Subgroup() != key.subgroup) return;
-        found = true;
-        visit(record);
-      },
-      key.time, key.time);
-  return found;
+// What is stored of the record; lives until the next call. Keys must ascend until walk_ is reset.
+std::optional<store::RecordView> ValuesWriter::FindStored() {
+  constexpr int kMaxSkippedRuns = 2;  // before a walk that begins at the record is quicker
+  const store::RecordKey key{open_.key.time, open_.key.subgroup};
+  int left = walk_ && walked_stream_ == open_.key.stream ? kMaxSkippedRuns : 0;
+  bool is_near = false;
+  for (;;) {
+    if (left == 0 && !is_near) {
+      walk_.emplace(db_, open_.key.stream, true, key.time, INT32_MAX);
+      walked_stream_ = open_.key.stream;
+      run_ = walk_->Next();
+      is_near = true;
+    }
+    if (!run_) return std::nullopt;
+    if (run_->chunk->Record(run_->end - 1).Key() >= key) break;
+    run_ = walk_->Next();
+    --left;
+  }
+  const auto place = run_->chunk->Find(key);
+  if (place < run_->begin || run_->chunk->Record(place).Key() != key) return std::nullopt;
+  return run_->chunk->Record(place);
 }
 
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
-void ValuesWriter::Merge() {
+void ValuesWriter::Merge(const store::RecordView& record) {
   WrittenState state;
   if (const auto found = states_.find(open_.key); found != states_.end()) state = found->second;
-  std::int32_t context = 0;
-  ForStored([&](const store::RecordView& record) {
-    MergeRows(record, state);
-    const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
-    const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;
-    MergeShared(kSharedSize, has_size ? record.Size() : kNotGiven);
-    MergeShared(kSharedFlag, has_flag ? record.Flag() : kNotGiven);
-    context = record.Context();
-  });
-  const auto who = ContextOf(context);
+  MergeRows(record, state);
+  const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
+  const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;
+  MergeShared(kSharedSize, has_size ? record.Size() : kNotGiven);
+  MergeShared(kSharedFlag, has_flag ? record.Flag() : kNotGiven);
+  const auto who = ContextOf(record.Context());
   for (std::size_t i = 0; i < who.size(); ++i) {
     MergeShared(kSharedContext + i, who[i] == 0 ? kNotGiven : who[i]);
   }

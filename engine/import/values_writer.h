@@ -15,6 +15,7 @@
 
 #include "engine/import/import_kind.h"
 #include "engine/import/values_batch.h"
+#include "engine/store/StreamWalk.h"
 #include "engine/store/StreamWriter.h"
 #include "engine/store/subgroups.h"
 
@@ -105,9 +106,8 @@ class ValuesWriter {
   void Begin(const WrittenKey& key, std::uint32_t place);
   bool IsComplete() const;
   void ReadRows();
-  template <class Visit>
-  bool ForStored(Visit visit);
-  void Merge();
+  std::optional<store::RecordView> FindStored();
+  void Merge(const store::RecordView& record);
   void MergeRows(const store::RecordView& record, const WrittenState& state);
   void MergeShared(std::size_t column, double before);
   void OrderRows();
@@ -134,6 +134,10 @@ class ValuesWriter {
   std::vector<Subgroup> subgroups_;  // of the batch
   Open open_;
   Finished finished_;
+  // Through what is stored of a stream, whose records are asked for in order.
+  std::optional<store::StreamWalk> walk_;
+  std::optional<store::StreamWalk::Run> run_;
+  std::int64_t walked_stream_ = 0;
 };
 
 }  // namespace orvspc::engine::import

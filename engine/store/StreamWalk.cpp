@@ -64,7 +64,7 @@ void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
                         : " from " + text(first.time) + " to " + text(last.time);
   throw std::runtime_error("The values of " + StreamText(db, stream) + when +
                            " are damaged: their " +
-                           (is_whole ? "key is that of others" : "checksum does not fit"));
+                           (is_whole ? "times are others" : "checksum does not fit"));
 }
 
 StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,

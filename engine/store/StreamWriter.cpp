@@ -195,7 +195,7 @@ void StreamWriter::Repack(const Sealed* former, Changes changes, bool is_last) {
     if (change.put != nullptr) weight += ChunkPacker::WeightOf(*change.put);
   }
   // The last chunk of a stream will be filled up; others are cut evenly.
-  const auto pieces = std::max<std::size_t>(weight / (kFullChunk + kFullChunk / 2), 1);
+  const auto pieces = std::max<std::size_t>((weight + kFullChunk / 2) / kFullChunk, 1);
   const auto full = is_last ? kFullChunk : weight / pieces + 1;
   const auto flush = [&](std::size_t least) {
     if (packer_.Count() > 0 && packer_.Weight() >= least) StoreChunk();

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/migration.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -75,22 +78,55 @@ void CheckRoom(const std::string& path) {
                        Gigabytes(there) + " free on " + folder);
 }
 
-// A backup that is named when it is whole. One that is there stays: it may be the only good one.
-void BackUpTo(sql::Connection& db, const std::string& path, const std::string& backup) {
-  if (system::IsThere(backup)) {
-    RefuseFile(path, "is of an older release; to bring it forward its backup " + backup +
-                         " would be written, which is there already: move it away");
-  }
-  const auto draft = backup + ".new";
-  std::error_code ignored;
-  std::filesystem::remove(system::PathOf(draft), ignored);
-  sql::sqlite::BackUp(db, draft);
-  if (!system::Flush(draft) || !system::RenameToFree(draft, backup)) {
-    const auto reason = std::string(std::strerror(errno));
-    std::filesystem::remove(system::PathOf(draft), ignored);
-    RefuseFile(path, "its backup " + backup + " cannot be written: " + reason);
-  }
+bool AreSame(const std::string& a, const std::string& b) {
+  std::ifstream first(system::PathOf(a), std::ios::binary),
+      second(system::PathOf(b), std::ios::binary);
+  using Bytes = std::istreambuf_iterator<char>;
+  return first && second && std::equal(Bytes(first), Bytes(), Bytes(second), Bytes());
 }
+
+// A copy of the file beside it, which has its name only when it is whole: "q.db.v2". Others of that
+// name stay: it is then "q.db.v2-2", unless the other is the same, as one of a program that was
+// killed.
+class Backup {
+ public:
+  Backup(const std::string& path, std::int32_t version) {
+    const auto name = path + ".v" + std::to_string(version);
+    const auto draft = name + ".new";
+    Remove(draft);
+    sql::sqlite::BackUp(path, draft);
+    path_ = name;
+    for (int i = 2; system::IsThere(path_) && !AreSame(path_, draft); ++i) {
+      path_ = name + "-" + std::to_string(i);
+    }
+    if (system::IsThere(path_)) {
+      Remove(draft);
+      return;
+    }
+    if (system::Flush(draft) && system::RenameToFree(draft, path_)) return;
+    const auto reason = std::string(std::strerror(errno));
+    Remove(draft);
+    RefuseFile(path, "its backup " + path_ + " cannot be written: " + reason);
+  }
+  Backup(const Backup&) = delete;
+  Backup& operator=(const Backup&) = delete;
+  ~Backup() {
+    if (!is_needed_) Remove(path_);
+  }
+  // The file has changed.
+  const std::string& Keep() {
+    is_needed_ = true;
+    return path_;
+  }
+
+ private:
+  static void Remove(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::remove(system::PathOf(path), ignored);
+  }
+  std::string path_;
+  bool is_needed_ = false;
+};
 
 }  // namespace
 
@@ -136,15 +172,15 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   if (version >= schema::kSchemaVersion) return;  // another program was quicker
   tell(0);
   CheckRoom(path);
-  const auto backup = path + ".v" + std::to_string(version);
-  BackUpTo(db, path, backup);
+  Backup backup(path, version);
   schema::BringForward(db, version);
   MoveValues(db, tell);
   transaction.Commit();
+  const auto& kept = backup.Keep();
   tell(100);
   AddNote("brought-forward", path + " was brought forward from schema " + std::to_string(version) +
                                  " to " + std::to_string(schema::kSchemaVersion) +
-                                 "; the former file is kept as " + backup + ".");
+                                 "; the former file is kept as " + kept + ".");
 }
 
 }  // namespace orvspc::engine::store

@@ -229,17 +229,13 @@ class SqliteConnection final : public Connection {
     EmptyLog();
   }
 
-  void BackUp(const std::string& path) {
-    sqlite3* raw = nullptr;
-    const int opened = sqlite3_open_v2(FileName(path, Access::Write).c_str(), &raw,
-                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    const std::unique_ptr<sqlite3, Closer> to(raw);
-    if (opened != SQLITE_OK) Throw(raw, opened);
-    auto* const backup = sqlite3_backup_init(raw, "main", db_.get(), "main");
-    if (backup == nullptr) Throw(raw, sqlite3_errcode(raw));
+  // Page by page.
+  void CopyFrom(SqliteConnection& source) {
+    auto* const backup = sqlite3_backup_init(db_.get(), "main", source.db_.get(), "main");
+    if (backup == nullptr) Throw(db_.get(), sqlite3_errcode(db_.get()));
     sqlite3_backup_step(backup, -1);
     const int code = sqlite3_backup_finish(backup);
-    if (code != SQLITE_OK) Throw(raw, code);
+    if (code != SQLITE_OK) Throw(db_.get(), code);
   }
 
   Statement& Prepared(std::string_view sql) override {
@@ -496,8 +492,9 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
 
 void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
 
-void BackUp(Connection& connection, const std::string& path) {
-  static_cast<SqliteConnection&>(connection).BackUp(path);
+void BackUp(const std::string& from, const std::string& to) {
+  SqliteConnection source(from, Access::Read), target(to, Access::Create);
+  target.CopyFrom(source);
 }
 
 void AddChecksums(Connection& connection) {

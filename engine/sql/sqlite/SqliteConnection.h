@@ -33,11 +33,11 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path);
 // Failures    SqlError: full, or locked by a writer for longer than a minute
 void AddChecksums(Connection& connection);
 
-// Moves a log into the file, so that no other program has it open: nobody reads the file while it is
-// brought forward. Outside of a transaction. Throws SqlError: locked by another program.
+// Moves a log into the file, so that no other program has it open: nobody reads the file while it
+// is brought forward. Outside of a transaction. Throws SqlError: locked by another program.
 void LeaveLog(Connection& connection);
 
-// Writes what the connection sees into a new file. Throws SqlError.
-void BackUp(Connection& connection, const std::string& path);
+// Copies a file with all that is committed. Throws SqlError.
+void BackUp(const std::string& from, const std::string& to);
 
 }  // namespace orvspc::engine::sql::sqlite

@@ -532,8 +532,7 @@ TEST_F(StoreFailureTest, ADamagedRecordIsAFailureThatNamesStreamAndTime) {
     FlatSelection all;
     EXPECT_EQ(Build(all), 0) << row.why;
     const auto reason = Failure();
-    EXPECT_NE(reason.find("The values of B / P / T at 2024-01-02"),
-              std::string::npos)
+    EXPECT_NE(reason.find("The values of B / P / T at 2024-01-02"), std::string::npos)
         << row.why << ": " << reason;
     std::vector<API_SubgroupData> subgroups(5);
     EXPECT_EQ(library_.VLXDBL_READDATA_SA(RefTo(subgroups), 1), 0) << row.why;

@@ -172,7 +172,7 @@ class PlantTest : public StoreTest {
         }
         sql += "INSERT INTO context(id, " + ContextColumns() + ") VALUES(" + values + ");";
       }
-      sql += "UPDATE counter SET last = 100000 WHERE name = 'subgroup';";
+      sql += "UPDATE counter SET last = 100000;";
       db.Execute(sql);
     });
   }

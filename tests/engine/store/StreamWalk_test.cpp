@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/StreamWalk.h"
+
+#include <string>
+#include <vector>
+
+#include "tests/engine/store/reference_store.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+class StreamWalkTest : public PlantTest {
+ protected:
+  void SetUp() override { MakePlant(*Opened()); }
+
+  // Subgroups first, first + step, ... to last at ten times their numbers.
+  void Write(Connection& db, std::int32_t first, std::int32_t step, std::int32_t last,
+             std::size_t max_hot, std::int64_t stream = 1) {
+    std::vector<StoredRecord> records;
+    for (auto i = first; i <= last; i += step) records.push_back(NewRecord(random_, {10 * i, i}));
+    WriteRecords(db, stream, records, max_hot);
+    reference_.Write(stream, records);
+  }
+  static constexpr std::size_t kNone = 0, kAll = 1'000'000;
+
+  std::string ReadingFailure(std::int64_t stream, std::int32_t start = INT32_MIN,
+                             std::int32_t end = INT32_MAX) {
+    try {
+      Opened()->ReadOrThrow([&](Connection& db) { Walked(db, stream, true, start, end); });
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return {};
+  }
+
+  std::mt19937 random_{1};
+};
+
+TEST_F(StreamWalkTest, AStreamWithoutRecordsHasNothing) {
+  Opened()->ReadOrThrow([](Connection& db) {
+    EXPECT_TRUE(Walked(db, 1, true).empty());
+    EXPECT_TRUE(Walked(db, 1, false).empty());
+    EXPECT_TRUE(Walked(db, 1000, true).empty());
+  });
+}
+
+// From every time to every time, also where the end is before the start.
+TEST_F(StreamWalkTest, BothEndsBelongToIt) {
+  Opened()->Write([&](Connection& db) {
+    for (const std::int32_t first : {0, 10, 20}) Write(db, first, 1, first + 9, kNone);
+    Write(db, 31, 2, 35, kAll);
+    for (std::int32_t start = -5; start <= 360; start += 5) {
+      for (std::int32_t end = -5; end <= 360; end += 5) {
+        for (const bool forward : {true, false}) {
+          ASSERT_EQ(Walked(db, 1, forward, start, end), reference_.Between(1, forward, start, end));
+        }
+      }
+    }
+  });
+}
+
+TEST_F(StreamWalkTest, ChunksMayBeginAtTheSameTime) {
+  Opened()->Write([&](Connection& db) {
+    for (std::int32_t subgroup = 1; subgroup <= 3000; subgroup += 1000) {
+      std::vector<StoredRecord> records;
+      for (auto i = subgroup; i < subgroup + 1000; ++i) {
+        records.push_back(NewRecord(random_, {500, i}));
+      }
+      WriteRecords(db, 1, records, kNone);
+      reference_.Write(1, records);
+    }
+    EXPECT_GT(Count(db, "measurement_chunk", 1), 3);
+    ExpectSound(db);
+    for (const std::int32_t start : {499, 500, 501}) {
+      for (const std::int32_t end : {499, 500, 501}) {
+        EXPECT_EQ(Walked(db, 1, true, start, end), reference_.Between(1, true, start, end));
+        EXPECT_EQ(Walked(db, 1, false, start, end), reference_.Between(1, false, start, end));
+      }
+    }
+  });
+}
+
+TEST_F(StreamWalkTest, RunsAreAsLongAsNothingHotLiesBetween) {
+  Opened()->Write([&](Connection& db) {
+    Write(db, 0, 2, 100, kNone);  // 51 in one chunk
+    Write(db, 41, 60, 101, kAll);
+    for (const bool forward : {true, false}) {
+      std::vector<std::size_t> counts;
+      StreamWalk walk(db, 1, forward, INT32_MIN, INT32_MAX);
+      while (const auto run = walk.Next()) counts.push_back(run->Count());
+      auto expected = std::vector<std::size_t>{21, 1, 30, 1};
+      if (!forward) std::ranges::reverse(expected);
+      EXPECT_EQ(counts, expected);
+    }
+  });
+}
+
+TEST_F(StreamWalkTest, EndsWhereTheVisitorSaysSo) {
+  Opened()->Write([&](Connection& db) {
+    Write(db, 0, 1, 50, kNone);
+    for (int i = 0; i < 2; ++i) {
+      std::vector<std::int32_t> seen;
+      StreamWalk(db, 1, false, INT32_MIN, INT32_MAX).ForEach([&](const RecordView& record) {
+        seen.push_back(record.Subgroup());
+        return seen.size() < 3;
+      });
+      EXPECT_EQ(seen, (std::vector<std::int32_t>{50, 49, 48}));
+    }
+  });
+}
+
+TEST_F(StreamWalkTest, EveryTimeThatThereIsCanBeAnEnd) {
+  const RecordKey keys[] = {
+      {INT32_MIN, INT32_MIN}, {INT32_MIN, 5}, {0, 0}, {INT32_MAX, 1}, {INT32_MAX, INT32_MAX}};
+  for (const auto max_hot : {kNone, kAll}) {
+    const std::int64_t stream = max_hot == kNone ? 1 : 2;
+    Opened()->Write([&](Connection& db) {
+      std::vector<StoredRecord> records;
+      for (const auto& key : keys) records.push_back(NewRecord(random_, key));
+      WriteRecords(db, stream, records, max_hot);
+      reference_.Write(stream, records);
+      for (const std::int32_t start : {INT32_MIN, INT32_MIN + 1, 0, INT32_MAX}) {
+        for (const std::int32_t end : {INT32_MIN, -1, 0, INT32_MAX - 1, INT32_MAX}) {
+          EXPECT_EQ(Walked(db, stream, true, start, end),
+                    reference_.Between(stream, true, start, end));
+        }
+      }
+    });
+  }
+}
+
+TEST_F(StreamWalkTest, DamageNamesStreamAndTimeAndLeavesOtherStreamsReadable) {
+  Opened()->Write([&](Connection& db) {
+    for (const std::int64_t stream : {1, 2}) {
+      Write(db, 0, 1, 999, kNone, stream);
+      Write(db, 1000, 1, 1004, kAll, stream);
+    }
+  });
+  const struct {
+    const char* table;
+    const char* where;
+    const char* when;
+  } places[] = {{"measurement_chunk", "first_time = 0", "from 1970-01-01T00:00:00"},
+                {"measurement", "subgroup = 1002", "at 1970-01-01T02:47:00"}};
+  for (const auto& [table, where, when] : places) {
+    const auto rows = std::string(" ") + table + " WHERE stream = 1 AND " + where;
+    const auto update = [&](const std::string& set) {
+      RunSql(Path(),
+             "UPDATE " + std::string(table) + " SET " + set + " WHERE stream = 1 AND " + where);
+    };
+    RunSql(Path(), "CREATE TABLE kept AS SELECT * FROM" + rows);
+    const bool is_hot = std::string_view(table) == "measurement";
+    const std::vector<std::string> damages =
+        is_hot ? std::vector<std::string>{"packed = zeroblob(length(packed))", "packed = x''",
+                                          "time = time + 1", "subgroup = subgroup + 90000"}
+               : std::vector<std::string>{"packed = zeroblob(length(packed))",
+                                          "packed = substr(packed, 1, length(packed) - 1)",
+                                          "first_time = first_time - 1",
+                                          "last_time = last_time + 1",
+                                          "first_subgroup = first_subgroup + 1",
+                                          "last_subgroup = last_subgroup + 1"};
+    for (const auto& damage : damages) {
+      SCOPED_TRACE(damage);
+      update(damage);
+      const auto failure = ReadingFailure(1);
+      EXPECT_NE(failure.find("The values of part1 / process1 / test1 "), std::string::npos)
+          << failure;
+      if (damage.starts_with("packed")) {
+        EXPECT_NE(failure.find(when), std::string::npos) << failure;
+      }
+      EXPECT_EQ(ReadingFailure(2), "");
+      EXPECT_EQ(ReadingFailure(1, 9500, 9600), "") << "other chunks stay readable";
+      RunSql(Path(), "DELETE FROM " + std::string(table) +
+                         (is_hot ? " WHERE stream = 1 AND subgroup NOT IN (1000, 1001, 1003, 1004)"
+                                 : " WHERE stream = 1 AND first_time < 5") +
+                         "; INSERT INTO " + table + " SELECT * FROM kept");
+      ASSERT_EQ(ReadingFailure(1), "");
+    }
+    RunSql(Path(), "DROP TABLE kept");
+  }
+}
+
+TEST_F(StreamWalkTest, ARecordOfAnotherStreamIsNotTaken) {
+  Opened()->Write([&](Connection& db) { Write(db, 0, 1, 5, kAll); });
+  RunSql(Path(), "UPDATE measurement SET stream = 4 WHERE subgroup = 3");
+  EXPECT_EQ(ReadingFailure(1), "");
+  EXPECT_NE(ReadingFailure(4).find("checksum"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::store
