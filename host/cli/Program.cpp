@@ -17,8 +17,9 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand, ListCommand,   ChartCommand,      CapabilityCommand, ParetoCommand, DataCommand,
-    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,       SetCommand,    DemoCommand};
+    ImportCommand, ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
+    DataCommand,   EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
+    CopyCommand,   SetCommand,    DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 

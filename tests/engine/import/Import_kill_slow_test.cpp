@@ -24,5 +24,10 @@ TEST_F(ImportKillTest, AnImportOfAMillionRowsIsAllOrNothing) {
   EXPECT_EQ(nothing_ + complete_, 12);
 }
 
+TEST_F(ImportIntoKillTest, AHundredKillsLeaveWhatWasThereWithAllOrNothingOfTheFile) {
+  KillAtRandom(100, 2);
+  EXPECT_GT(nothing_, 50);  // else no kill came in time
+}
+
 }  // namespace
 }  // namespace orvspc::engine::import

@@ -24,5 +24,10 @@ TEST_F(ImportKillTest, AfterAKillTheFileCanBeImportedAgain) {
   EXPECT_EQ(report.subgroups, 20000);
 }
 
+TEST_F(ImportIntoKillTest, WhatWasThereIsThereWithAllOrNothingOfTheFile) {
+  KillAtRandom(10, 1);
+  EXPECT_GT(nothing_, 2);  // else no kill came in time
+}
+
 }  // namespace
 }  // namespace orvspc::engine::import
