@@ -13,6 +13,7 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
+#include "engine/store/migration.h"
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -181,6 +182,10 @@ ImportReport QualityDatabase::ImportInto(const std::string& path, const std::str
   QualityDatabase existing(OpenDatabase(path, true));
   fill(existing);
   return report;
+}
+
+void WatchUpgrades(std::function<void(const std::string&, int)> watch) {
+  store::WatchMigrations(std::move(watch));
 }
 
 CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& options) const {

@@ -170,6 +170,10 @@ struct CopyOptions {
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
 };
 
+// Watches how files of older releases are brought forward, which their first opening does: watch is
+// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
+
 // --- The database --------------------------------------------------------------------------------
 
 // An open quality database.
