@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "engine/sql/address.h"
 #include "engine/store/alarm_rules.h"
 
 namespace orvspc::engine::store {
@@ -31,7 +32,9 @@ std::vector<Row> RowsOf(const ByPartAndTest<Row>& all, std::int32_t part, std::i
 void NoteWrite() { ++writes_of_process; }
 
 SqlStore::SqlStore(std::unique_ptr<sql::Connection> connection, std::string path)
-    : connection_(std::move(connection)), path_(std::move(path)) {}
+    : connection_(std::move(connection)),
+      path_(std::move(path)),
+      shown_path_(sql::WithoutPasswords(path_)) {}
 
 void SqlStore::Refresh() {
   const auto version = connection_->DataVersion();
@@ -46,29 +49,40 @@ void SqlStore::Refresh() {
   checked_ = Milliseconds();
 }
 
+std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind kind) {
+  const auto begin = [&] {
+    auto transaction = std::make_unique<sql::Transaction>(*connection_, kind);
+    Refresh();
+    return transaction;
+  };
+  try {
+    return begin();
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Lost || !connection_->Reconnect()) throw;
+  }
+  sharing_.second.reset();
+  return begin();
+}
+
 void SqlStore::RefreshSoon() {
   if (connection_->InTransaction()) return;
   if (loaded_ && writes_of_process.load() == generation_ && Milliseconds() - checked_ < 2) return;
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
-  Refresh();
-  transaction.Commit();
+  BeginCurrent(sql::TransactionKind::Read)->Commit();
 }
 
 void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
   if (connection_->InTransaction()) return work(*connection_);
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
-  Refresh();
+  const auto transaction = BeginCurrent(sql::TransactionKind::Read);
   work(*connection_);
-  transaction.Commit();
+  transaction->Commit();
 }
 
 void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Write);
-  Refresh();
+  const auto transaction = BeginCurrent(sql::TransactionKind::Write);
   work(*connection_);
-  transaction.Commit();
+  transaction->Commit();
   NoteWrite();
 }
 
