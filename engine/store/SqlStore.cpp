@@ -60,7 +60,6 @@ std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind ki
   } catch (const sql::SqlError& error) {
     if (error.Which() != sql::SqlError::Kind::Lost || !connection_->Reconnect()) throw;
   }
-  sharing_.second.reset();
   return begin();
 }
 
@@ -184,8 +183,7 @@ bool SqlStore::MayShare(const API_DSInfo& info) {
 
 bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet* out, BatchTaker* taker) {
-  return KeepFailures(this, [&] {
-    const std::lock_guard lock(mutex_);
+  const auto run = [&] {
     TwoThreads threads;
     threads.from = sharing_.from;
     if (MayShare(info)) {
@@ -200,6 +198,19 @@ bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
     info = resolved;
     if (threads.used) ++sharing_.count;
     return true;
+  };
+  return KeepFailures(this, [&] {
+    const std::lock_guard lock(mutex_);
+    // What has been handed out in batches cannot be taken back, nor what a transaction around this
+    // has read.
+    const bool may_repeat = out != nullptr && !connection_->InTransaction();
+    try {
+      return run();
+    } catch (const sql::SqlError& error) {
+      if (error.Which() != sql::SqlError::Kind::Lost || !may_repeat) throw;
+    }
+    *out = {};
+    return run();
   });
 }
 

@@ -14,6 +14,8 @@ run_all() {
   for suite in "${suites[@]}"; do
     timeout 300 "$programs/test_$suite" --gtest_brief=1 --gtest_filter="-$of_files" || failed=1
   done
+  # Last, since it stops and starts the server.
+  timeout 300 "$programs/test_postgres" --gtest_brief=1 || failed=1
   return $failed
 }
 export -f run_all

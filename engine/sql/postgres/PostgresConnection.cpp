@@ -500,8 +500,7 @@ void PostgresConnection::Check() {
                                               (encoding == nullptr ? "unknown" : encoding) +
                                               "; UTF8 needed");
   }
-  std::string text =
-      "SELECT to_regclass('orvspc_mark') IS NOT NULL";
+  std::string text = "SELECT to_regclass('orvspc_mark') IS NOT NULL";
   for (const auto& [name, value] : kSettings) {
     text.append(", set_config('").append(name).append("', '").append(value).append("', false)");
   }

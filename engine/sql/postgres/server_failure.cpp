@@ -43,8 +43,12 @@ bool HasSecret(std::string_view text, PGconn* connection) {
   for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr;
        ++option) {
     const std::string_view keyword = option->keyword;
-    if (keyword.find("password") == keyword.npos || option->val == nullptr) continue;
-    if (*option->val != '\0' && text.find(option->val) != text.npos) return true;
+    if (option->val == nullptr) continue;
+    const std::string_view value = option->val;
+    // The end of a password with an @ in it.
+    if (keyword == "host" && value.find('@') != value.npos) return true;
+    if (keyword.find("password") == keyword.npos) continue;
+    if (!value.empty() && text.find(value) != text.npos) return true;
   }
   return false;
 }
