@@ -55,6 +55,10 @@ class StoreRandomTest : public PlantTest {
     reference_ = {};
     next_subgroup_ = 0;
     random_.seed(seed);
+    // All is mixed, or the older or the newer half is plain.
+    const auto middle = kStart + (static_cast<std::int32_t>(kNow) - kStart) / 2;
+    plain_until_ = seed % 3 == 0 ? middle : INT32_MIN;
+    plain_from_ = seed % 3 == 1 ? middle : INT32_MAX;
   }
 
   int Pick(int end) { return Below(random_, end); }
