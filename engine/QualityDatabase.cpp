@@ -10,8 +10,10 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/subgroups.h"
+#include "engine/store/copy.h"
 #include "engine/store/logs.h"
+#include "engine/store/migration.h"
+#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -53,6 +55,35 @@ bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)
   // Whoever kept it would go on writing under the name of the draft.
   if (!opened.expired()) store::RefuseFile(path, "what fills a new database must not keep it");
   return draft.PutInPlace();
+}
+
+// The selected subgroups of each stream; none without a selection, which means all.
+std::optional<std::vector<store::ChosenStream>> Chosen(
+    store::SqlStore& from, const std::optional<CopySelection>& selection) {
+  if (!selection) return std::nullopt;
+  store::SelectOptions options;
+  options.defect_filter_narrows_rows = false;
+  store::DataSet data;
+  auto info = selection->info;
+  if (!from.Select(info, selection->filter, options, data)) {
+    const auto failure = from.TakeFailure();
+    throw std::runtime_error(failure ? failure->text : "the selection failed");
+  }
+  std::map<std::int64_t, std::vector<std::int32_t>> by_stream;
+  from.ReadOrThrow([&](sql::Connection&) {
+    std::map<std::array<std::int32_t, 3>, std::int64_t> ids;
+    for (const auto& each : from.Cache().streams)
+      ids[{each.part, each.process, each.test}] = each.id;
+    for (const auto& each : data.subgroups) {
+      by_stream[ids[{each.Part, each.Prcs, each.Test}]].push_back(each.Sgrp);
+    }
+  });
+  std::vector<store::ChosenStream> chosen;
+  for (auto& [stream, subgroups] : by_stream) {
+    std::ranges::sort(subgroups);
+    chosen.push_back({stream, std::move(subgroups)});
+  }
+  return chosen;
 }
 
 }  // namespace
@@ -137,6 +168,31 @@ ImportReport QualityDatabase::ImportInto(const std::string& path, const std::str
   // An empty file is made a database where it lies.
   QualityDatabase existing(OpenDatabase(path, true));
   fill(existing);
+  return report;
+}
+
+void WatchUpgrades(std::function<void(const std::string&, int)> watch) {
+  store::WatchMigrations(std::move(watch));
+}
+
+CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& options) const {
+  CopyReport report;
+  const auto fill = [&](const QualityDatabase& target) {
+    const auto from = store::SqlStoreOf(*database_), to = store::SqlStoreOf(*target.database_);
+    store::Guarded(*from, [&] {
+      const auto chosen = Chosen(*from, options.selection);
+      from->ReadOrThrow([&](sql::Connection& source) {
+        store::Guarded(*to, [&] {
+          to->Write([&](sql::Connection& copy) {
+            const auto digest = store::CopyDatabase(source, copy, chosen, options.progress);
+            report = {digest.subgroups, digest.measurements, digest.rows, digest.all};
+          });
+        });
+      });
+    });
+  };
+  if (MakeNew(path, fill)) return report;
+  fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
 }
 

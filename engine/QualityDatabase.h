@@ -14,6 +14,7 @@
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
 #include "platform/ParetoRecords.h"
+#include "platform/SelectionRecord.h"
 
 // The data of a quality database, for hosts: what it holds, by name, and how files get into it.
 //
@@ -152,6 +153,27 @@ struct ShiftPlan {
   Shift Around(std::int64_t stamp) const;
 };
 
+// What a copy holds.
+struct CopyReport {
+  std::int64_t subgroups = 0, measurements = 0, rows = 0;  // a measurement: a subgroup and test
+  std::string digest;  // SHA-256 of everything with names in place of identifiers, 64 digits
+};
+
+// The subgroups of a copy, as DataSelect::API_GetData gives a selection.
+struct CopySelection {
+  API_DSInfo info;
+  std::vector<std::int32_t> filter;
+};
+
+struct CopyOptions {
+  std::optional<CopySelection> selection;      // none: everything
+  std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
+};
+
+// Watches how files of older releases are brought forward, which their first opening does: watch is
+// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
+
 // --- The database --------------------------------------------------------------------------------
 
 // An open quality database.
@@ -178,6 +200,14 @@ class QualityDatabase {
   // leaves no new database.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
                                  const ImportOptions& options = {});
+
+  // Copies what the database holds into one that is made, or that is there and holds nothing yet;
+  // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
+  // to none. Both are compared at the end.
+  //
+  // Failures the other holds data already; what makes or opens it; what reads this one
+  // After a failure the other holds nothing, or is not there.
+  CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
 
   // Over a database that is open already.
   explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);

@@ -37,8 +37,8 @@ void PlaceTable::Grow() {
   for (const auto& slot : before) {
     if (slot.next_place == 0) continue;
     auto at = slot.hash;
-    while (slots_[at & (slots_.size() - 1)].next_place != 0) ++at;
-    slots_[at & (slots_.size() - 1)] = slot;
+    while (SlotAt(at).next_place != 0) ++at;
+    SlotAt(at) = slot;
   }
 }
 

@@ -109,24 +109,26 @@ class PlaceTable {
   template <class Same>
   std::uint32_t FindOrAdd(std::uint64_t hash, std::uint32_t place, const Same& is_same) {
     if (2 * (used_ + 1) > slots_.size()) Grow();
-    const auto tag = static_cast<std::uint32_t>(hash >> 32);
     for (auto at = hash;; ++at) {
-      auto& slot = slots_[at & (slots_.size() - 1)];
+      auto& slot = SlotAt(at);
       if (slot.next_place == 0) {
-        slot = {tag, place + 1, hash};
+        slot = {hash, place + 1};
         ++used_;
         return place;
       }
-      if (slot.tag == tag && is_same(slot.next_place - 1)) return slot.next_place - 1;
+      if (slot.hash == hash && is_same(slot.next_place - 1)) return slot.next_place - 1;
     }
   }
   void Clear();
 
  private:
   struct Slot {
-    std::uint32_t tag = 0, next_place = 0;  // 0: free
     std::uint64_t hash = 0;
+    std::uint32_t next_place = 0;  // 0: free
   };
+  Slot& SlotAt(std::uint64_t hash) {
+    return slots_[static_cast<std::size_t>(hash) & (slots_.size() - 1)];
+  }
   void Grow();
 
   std::vector<Slot> slots_;

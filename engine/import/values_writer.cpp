@@ -251,7 +251,8 @@ void ValuesWriter::Finish(std::span<const double> values, std::span<const store:
   WrittenState state{open_.derived_pieces, open_.record.last_sbno, false, false};
   state.lacks_size = size == kNotGiven && batch_.Has(kSharedSize);
   state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
-  if (state != WrittenState{}) {
+  if (!usual_state_) usual_state_ = state;
+  if (state != *usual_state_) {
     states_[open_.key] = std::move(state);
   } else if (!states_.empty()) {
     states_.erase(open_.key);
@@ -318,8 +319,8 @@ std::optional<store::RecordView> ValuesWriter::FindStored() {
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
 void ValuesWriter::Merge(const store::RecordView& record) {
-  WrittenState state;
-  if (const auto found = states_.find(open_.key); found != states_.end()) state = found->second;
+  const auto found = states_.find(open_.key);
+  const auto& state = found == states_.end() ? *usual_state_ : found->second;
   MergeRows(record, state);
   const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
   const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;

@@ -129,7 +129,9 @@ class ValuesWriter {
   std::pair<store::Context, std::int32_t> latest_context_{};
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
   std::set<WrittenKey> added_to_old_;
-  std::map<WrittenKey, WrittenState> states_;  // those that differ from WrittenState{}
+  // Of the first record, and those that differ: most files give a size or flag always or never.
+  std::optional<WrittenState> usual_state_;
+  std::map<WrittenKey, WrittenState> states_;
   std::optional<Refusal> refusal_;
   std::vector<Subgroup> subgroups_;  // of the batch
   Open open_;

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <ranges>
 #include <stdexcept>
+#include <string_view>
 
-#include "engine/sql/counter.h"
 #include "engine/store/MeasurementBuffer.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/subgroups.h"
@@ -14,12 +14,14 @@
 namespace orvspc::engine::store {
 namespace {
 
-// A table whose rows a new database lacks.
-constexpr std::string_view kContentTables[] = {"part", "process", "test", "setting", "event"};
-
+// A new database has nothing but run rules.
 bool IsEmpty(sql::Connection& db) {
-  return std::ranges::all_of(kContentTables,
-                             [&](std::string_view table) { return sql::LastId(db, table) == 0; });
+  constexpr std::string_view kQueries[] = {
+      "SELECT 1 FROM part LIMIT 1", "SELECT 1 FROM process LIMIT 1", "SELECT 1 FROM test LIMIT 1",
+      "SELECT 1 FROM setting LIMIT 1", "SELECT 1 FROM event LIMIT 1"};
+  return std::ranges::none_of(kQueries, [&](std::string_view each) {
+    return sql::Query(db, each).RunForInt().has_value();
+  });
 }
 
 class Copy {
@@ -37,7 +39,6 @@ class Copy {
 
   DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
     if (!IsEmpty(to_)) throw std::runtime_error("the database to copy into holds data already");
-    // A new database has the usual run rules.
     for (const auto& table : Tables() | std::views::reverse) {
       to_.Execute("DELETE FROM " + std::string(table.name));
     }

@@ -49,6 +49,7 @@ Command EventsCommand();
 Command StatesCommand();
 Command ComplianceCommand();
 Command ShowCommand();
+Command CopyCommand();
 Command SetCommand();
 Command DemoCommand();
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <new>
 #include <sstream>
 
+#include "engine/QualityDatabase.h"
 #include "frame/Failure.h"
 #include "host/cli/Output.h"
 #include "host/cli/build_info.h"
@@ -17,8 +19,9 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand, ListCommand,   ChartCommand,      CapabilityCommand, ParetoCommand, DataCommand,
-    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,       SetCommand,    DemoCommand};
+    ImportCommand, ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
+    DataCommand,   EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
+    CopyCommand,   SetCommand,    DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
@@ -120,6 +123,19 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
   throw Misuse("there is no command \"" + words[0] + "\", only " + Joined(names));
 }
 
+// A line on a terminal while a file of an older release is brought forward.
+std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
+  if (!console.err_is_terminal) return {};
+  return [&console](const std::string& path, int percent) {
+    console.err << "\r\x1b[K";
+    if (percent < 100) {
+      console.err << render::PlainText(path + " is brought forward: " + std::to_string(percent) +
+                                       " %");
+    }
+    console.err << std::flush;
+  };
+}
+
 }  // namespace
 
 int RunProgram(const std::vector<std::string>& words, Console& console) {
@@ -130,6 +146,7 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
     // Everything that goes wrong is one line, whatever its text holds.
     console.err << render::PlainText(who + ": " + text) << "\n";
   };
+  WatchUpgrades(UpgradeLine(console));
   try {
     const int status = Dispatch(words, console);
     if (!console.out.flush()) throw Refusal("standard output cannot be written");

@@ -33,8 +33,8 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path);
 // Failures    SqlError: full, or locked by a writer for longer than a minute
 void AddChecksums(Connection& connection);
 
-// Moves a log into the file, so that no other program has it open: nobody reads the file while it is
-// brought forward. Outside of a transaction. Throws SqlError: locked by another program.
+// Moves a log into the file, so that no other program has it open: nobody reads the file while it
+// is brought forward. Outside of a transaction. Throws SqlError: locked by another program.
 void LeaveLog(Connection& connection);
 
 // Copies a file with all that is committed. Throws SqlError.

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -275,30 +273,6 @@ TEST_F(ReadOnlyTest, WhatIsNoDatabaseIsRefusedAsElsewhere) {
   refused("is empty and no quality database");
   WriteFile(Path(), std::string(5000, 'x'));
   refused("is no database file");
-}
-
-// Where the test may not mount, it has nothing to look at.
-TEST_F(ReadOnlyTest, ItIsReadOnADeviceThatMayNotBeWritten) {
-  ImportSubgroup(1);
-  db_.reset();
-  const auto child = fork();
-  if (child == 0) {
-    const auto folder = Folder();
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
-        mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
-      _exit(2);
-    const auto failure = FailureOf([&] {
-      if (QualityDatabase(OpenDatabase(Path())).Name(ItemKind::Part, 1) != "A") _exit(1);
-    });
-    _exit(failure.empty() ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "this user may not mount";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(OpenDatabaseTest, ALinkIsJudgedByTheFolderOfItsTarget) {
