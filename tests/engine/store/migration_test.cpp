@@ -91,7 +91,7 @@ TEST_F(MigrationTest, EveryValueAndNameComesForward) {
 }
 
 TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
-  const auto& [key, record] = *written_[1].begin();
+  const auto key = written_[1].begin()->first;
   const auto time = platform::IsoText(key.time);
   Import("part,process,test,subgroup,time,value\nRing,Press A,Width,S" +
          std::to_string(key.subgroup) + "," + time + ",1\nRing,Press A,Width,New," + time + ",2\n");

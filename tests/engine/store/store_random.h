@@ -216,7 +216,7 @@ class StoreRandomTest : public PlantTest {
       SelectOptions options;
       options.defect_filter_narrows_rows = Pick(2) == 0;
       options.test_types = Pick(4) == 0 ? Pick(8) : 0;
-      const auto expected = Reference(records, selection, options).Run();
+      const auto expected = PlainSelection(records, selection, options).Run();
       found_ += expected.records.empty() ? 0 : 1;
       for (const auto& database : databases) {
         const auto store = SqlStoreOf(*database);
