@@ -162,6 +162,7 @@ stage "left-overs and licence lines" words tools/check_words.sh
 stage "formatting" format tools/check_format.sh
 stage "generated files are current" generated tools/check_generated.sh
 build_and_test ci "g++"
+stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin
 stage "each public header alone" headers \
       cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci

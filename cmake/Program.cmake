@@ -23,6 +23,10 @@ orvspc_library(cli DIR host/cli BASE . PRIVATE EXCLUDE host/cli/main.cpp
 file(GLOB samples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/*.csv)
 orvspc_embed(orvspc_cli Samples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${samples})
 orvspc_build_info(orvspc_cli)
+if(ORVSPC_POSTGRESQL)
+  target_link_libraries(orvspc_cli PUBLIC orvspc_postgres)
+  target_compile_definitions(orvspc_cli PUBLIC ORVSPC_POSTGRESQL)
+endif()
 # Nothing here takes time when it runs, and -O3 is a third of what a release takes to build.
 target_compile_options(orvspc_cli PRIVATE $<$<CONFIG:Release>:-O1>)
 orvspc_program(orvspc SOURCES host/cli/main.cpp LINK orvspc_cli)

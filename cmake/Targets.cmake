@@ -17,13 +17,14 @@ function(orvspc_public_headers result)
   set(${result} ${headers} PARENT_SCOPE)
 endfunction()
 
-# orvspc_library(<name> DIR <folder> BASE <include root> [FLAT] [PRIVATE]
+# orvspc_library(<name> DIR <folder> BASE <include root> [FLAT] [PRIVATE] [COMPONENT <name>]
 #                [PUBLIC_HEADERS <file>...] [EXCLUDE <file>...] [LINK <target>...])
 # FLAT takes the sources directly in the folder only. PRIVATE keeps the target out of the package.
+# COMPONENT puts it into a component of the package that a host has to ask for.
 # PUBLIC_HEADERS names the installed headers; without it the engine installs none and a floor of
 # src/ all its public ones.
 function(orvspc_library name)
-  cmake_parse_arguments(arg "FLAT;PRIVATE" "DIR;BASE" "PUBLIC_HEADERS;EXCLUDE;LINK" ${ARGN})
+  cmake_parse_arguments(arg "FLAT;PRIVATE" "DIR;BASE;COMPONENT" "PUBLIC_HEADERS;EXCLUDE;LINK" ${ARGN})
   set(glob GLOB_RECURSE)
   if(arg_FLAT)
     set(glob GLOB)
@@ -65,7 +66,7 @@ function(orvspc_library name)
     if(present)
       target_sources(${target} ${scope} FILE_SET HEADERS BASE_DIRS ${base} FILES ${present})
     endif()
-    orvspc_packaged(${target} ${name})
+    orvspc_packaged(${target} ${name} ${arg_COMPONENT})
   endif()
 endfunction()
 
@@ -77,11 +78,13 @@ function(orvspc_umbrella name)
   orvspc_packaged(orvspc_${name} ${name})
 endfunction()
 
-# Gives the target its name in the package and remembers it for the install rules.
+# Gives the target its name in the package and remembers it for the install rules, with the component
+# that it belongs to, if any.
 function(orvspc_packaged target name)
   add_library(orvSPCAnalysis6::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   set_property(GLOBAL APPEND PROPERTY ORVSPC_PACKAGED ${target})
+  set_target_properties(${target} PROPERTIES ORVSPC_COMPONENT "${ARGN}")
 endfunction()
 
 # orvspc_program(<name> SOURCES <file>... LINK <target>...): a program once its sources exist.

@@ -17,6 +17,10 @@ function(orvspc_test_program name label)
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE ${test_definitions})
+  if(ORVSPC_POSTGRESQL AND name MATCHES "test_(engine|threads|host|script)")
+    target_link_libraries(${name} PRIVATE orvspc_postgres)
+    target_compile_definitions(${name} PRIVATE ORVSPC_POSTGRESQL)
+  endif()
   if(TARGET orvspc AND "orvspc_cli" IN_LIST arg_LINK)
     add_dependencies(${name} orvspc)
   endif()
@@ -67,6 +71,16 @@ endforeach()
 foreach(dir host script threads)
   orvspc_tests(${dir} orvspc_cli)
 endforeach()
+
+# Failures of a server, which tests/postgres/run.sh stops and starts on the way: no test of ctest.
+if(ORVSPC_POSTGRESQL)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/postgres/*.cpp)
+  add_executable(test_postgres ${sources})
+  target_link_libraries(test_postgres PRIVATE orvspc_embedded orvspc_postgres GTest::gtest
+                        GTest::gtest_main)
+  target_include_directories(test_postgres PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(test_postgres PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
+endif()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before
 # it must link without the rest.

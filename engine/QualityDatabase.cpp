@@ -7,6 +7,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/import/Import.h"
 #include "engine/pareto/Lookups.h"
+#include "engine/sql/address.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
@@ -42,8 +43,20 @@ const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
   return *found;
 }
 
+// On a server the tables are made in a database that is there.
+bool MakeTables(const std::string& address, const std::function<void(QualityDatabase&)>& fill) {
+  bool made = false;
+  store::OpenConnection(address, true, &made);
+  if (made && fill) {
+    QualityDatabase database(OpenDatabase(address));
+    fill(database);
+  }
+  return made;
+}
+
 // Makes the database unless there is one, which is false.
 bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
+  if (sql::IsAddress(path)) return MakeTables(path, fill);
   store::DraftFile draft(path);
   if (draft.IsThere()) return false;
   std::weak_ptr<EmbeddedDatabase> opened;

@@ -22,7 +22,7 @@ ANALYSES = ["chart", "capability", "pareto", "summary"]
 LIBRARY = SELECT_AND_BELOW + ANALYSES
 
 # What the engine shows: hosts include these of its headers and no other.
-ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h"]
+ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
 
 SQL = ["platform", "engine/time", "engine/sql"]
 STORE = SQL + ["system", "engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
@@ -77,8 +77,8 @@ LAYERS = {
 FLAT = ["engine"]
 # A project of its own, which includes the installed headers.
 CONSUMER = "tests/consumer/"
-# The database library is named in this folder alone.
-DATABASE_HEADER, DATABASE_FOLDER = "sqlite3.h", "engine/sql/"
+# Each database library is named in its folder alone.
+DATABASE_HEADERS = {"sqlite3.h": "engine/sql/sqlite/", "libpq-fe.h": "engine/sql/postgres/"}
 # Written by the build.
 GENERATED = ["host/cli/build_info.h", "host/windows/typelib/orvSPCAnalysis6.h",
              "host/windows/typelib/orvEngine.h",
@@ -118,8 +118,9 @@ def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | No
             return "a file of ours goes in quotes"
         if in_library and not STANDARD.match(target):
             return "the library includes the standard library alone"
-        if target == DATABASE_HEADER and not name.startswith((DATABASE_FOLDER, "tests/", "bench/")):
-            return f"{DATABASE_FOLDER} alone names the database library"
+        folder = DATABASE_HEADERS.get(target)
+        if folder and not name.startswith((folder, "tests/", "bench/")):
+            return f"{folder} alone names the database library"
         return None
     if target in GENERATED:
         return None
@@ -220,6 +221,7 @@ PLANTED = [
     ({"src/platform/B.h": "#include <platform/A.h>\n"}, "goes in quotes"),
     ({"engine/store/Store.h": '#include "engine/Embedded.h"\n'}, "engine/store may not include it"),
     ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names the database library"),
+    ({"engine/sql/sqlite/C.cpp": "#include <libpq-fe.h>\n"}, "alone names the database library"),
     ({"engine/dom/Dom.cpp": '#include "engine/store/Store.h"\n'}, "engine/dom may not include it"),
     ({"host/cli/main.cpp": '#include "engine/store/Store.h"\n'}, "hosts include"),
     ({"host/render/core/Scene.h": '#include "engine/Embedded.h"\n'}, "hosts include"),

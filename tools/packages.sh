@@ -16,6 +16,7 @@ header  sqlite3.h     libsqlite3-dev
 header  openssl/evp.h libssl-dev
 header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
+file    /usr/include/postgresql/libpq-fe.h libpq-dev
 "
 test_needs="
 command ccache        ccache
@@ -25,6 +26,7 @@ command clang-format-14  clang-format-14
 command python3       python3
 header  gtest/gtest.h libgtest-dev
 header  expat.h       libexpat1-dev
+file    /usr/lib/postgresql/15/bin/initdb postgresql-15
 runtime asan          libclang-rt-14-dev
 python  mpmath        python3-mpmath
 "
@@ -77,9 +79,15 @@ require() {  # needs
     return 1
   fi
   echo "Installing: $missing"
+  # Of the server the tests need its programs, not the one that the package would set up and start.
+  if [[ $missing = *postgresql-* && ! -e /etc/postgresql-common/createcluster.conf ]]; then
+    mkdir -p /etc/postgresql-common
+    echo "create_main_cluster = false" >/etc/postgresql-common/createcluster.conf
+  fi
   # shellcheck disable=SC2086  # a list of words
   if ! { apt-get -qq update &&
-         DEBIAN_FRONTEND=noninteractive apt-get -qq -y install --no-install-recommends $missing; } \
+         DEBIAN_FRONTEND=noninteractive apt-get -qq -y -o Dpkg::Options::=--force-confold \
+             install --no-install-recommends $missing; } \
        >/dev/null </dev/null; then
     echo "Could not install: $missing" >&2
     return 2

@@ -49,7 +49,7 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
   const auto store = store::SqlStoreOf(database);
   try {
     // Beside the store's own connection, which reads on meanwhile.
-    const auto connection = store::OpenConnection(store->Path(), false);
+    const auto connection = store::OpenConnection(store->WholePath(), false);
     connection->WaitForWriters(options.patience, options.waiting);
     connection->PrepareBulk();
     sql::Transaction transaction(*connection, sql::TransactionKind::Write);

@@ -69,8 +69,9 @@ void TakeEvent(ImportFile& file) {
   const auto process = item(At("process"), ItemKind::Process);
   const auto part = item(At("part"), ItemKind::Part), test = item(At("test"), ItemKind::Test);
   if (IntOf(file.db,
-            "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 AND name IS ?3 AND process IS ?4 "
-            "AND part IS ?5 AND test IS ?6",
+            "SELECT 1 FROM event WHERE time = ?1 AND type = ?2 "
+            "AND name IS NOT DISTINCT FROM ?3 AND process IS NOT DISTINCT FROM ?4 "
+            "AND part IS NOT DISTINCT FROM ?5 AND test IS NOT DISTINCT FROM ?6",
             time, type, name, process, part, test)) {
     table.Refuse(At("time"), "the event is already stored");
   }

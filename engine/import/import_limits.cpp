@@ -130,7 +130,7 @@ bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, 
   const auto streams =
       sql::Query(db,
                  "SELECT s.id FROM stream s JOIN test t ON t.id = s.test WHERE s.part = ?1 "
-                 "AND s.test = ?2 AND (?3 IS NULL OR s.process = ?3) AND t.type <> ?4",
+                 "AND s.test = ?2 AND (s.process = ?3 OR ?3 IS NULL) AND t.type <> ?4",
                  part, test, process, ttVariable)
           .All<store::Stream>(&store::Stream::id);
   return std::ranges::any_of(streams, [&](const store::Stream& stream) {

@@ -7,7 +7,7 @@ namespace orvspc::engine::schema {
 
 void BringForward(sql::Connection& connection, std::int32_t version) {
   for (const auto& step : Versions().subspan(static_cast<std::size_t>(version))) {
-    connection.Execute(std::string(step.text));
+    connection.Define(std::string(step.text));
   }
   connection.SetMark(kApplicationId, kSchemaVersion);
 }

@@ -30,6 +30,7 @@ class SqlError : public std::runtime_error {
     NotADatabase,  // no database at all
     OutOfMemory,
     Constraint,  // a row breaks a rule of its table
+    Lost,        // the connection to the server, or none could be made
     Other,
   };
 
@@ -40,17 +41,66 @@ class SqlError : public std::runtime_error {
   Kind kind_;
 };
 
-// A prepared statement. Bound texts and blobs must outlive the step. Indices of parameters count
-// from 1, columns from 0. All but Reset and the columns throw SqlError.
-class Statement {
+// An identifier to be stored; 0 means none and becomes null.
+struct Reference {
+  std::int64_t id;
+};
+
+// Places for values, which count from 1. Bound texts and blobs must outlive the step.
+class Parameters {
  public:
-  virtual ~Statement() = default;
+  virtual ~Parameters() = default;
   virtual void BindInt(int index, std::int64_t value) = 0;
   virtual void BindReal(int index, double value) = 0;
   virtual void BindText(int index, std::string_view text) = 0;
   virtual void BindBlob(int index, std::span<const std::byte> blob) = 0;
   virtual void BindNull(int index) = 0;
 
+  // Values for the places 1, 2, ... An optional without a value is null, an array has a place for
+  // each element.
+  template <class... Values>
+  void Bind(const Values&... values) {
+    [[maybe_unused]] int place = 1;
+    (BindNext(place, values), ...);
+  }
+
+ private:
+  template <class T>
+  void BindNext(int& place, const T& value) {
+    static_assert(!std::is_same_v<T, char> && !std::is_null_pointer_v<T>, "a text or a number");
+    if constexpr (std::is_same_v<T, Reference>) {
+      value.id == 0 ? BindNull(place) : BindInt(place, value.id);
+    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+      BindInt(place, static_cast<std::int64_t>(value));
+    } else if constexpr (std::is_floating_point_v<T>) {
+      BindReal(place, value);
+    } else if constexpr (std::is_convertible_v<T, std::span<const std::byte>>) {
+      BindBlob(place, value);
+    } else {
+      BindText(place, value);
+    }
+    ++place;
+  }
+  template <class T>
+  void BindNext(int& place, const std::optional<T>& value) {
+    if (value) return BindNext(place, *value);
+    BindNull(place++);
+  }
+  template <class T, std::size_t kSize>
+  void BindNext(int& place, const std::array<T, kSize>& values) {
+    for (const auto& value : values) BindNext(place, value);
+  }
+};
+
+// A prepared statement. Columns count from 0. All but Reset and the columns throw SqlError.
+class Statement : public Parameters {
+ public:
+  // Before the first step: there may be very many rows, of which perhaps only the first few are
+  // read. Without it a database may keep all of them in memory.
+  virtual void ExpectMany(int /*first*/) {}
+  // In place of the first step's beginning: has a server work on it while other statements are
+  // sent, too.
+  virtual void Send() {}
   // True while there is a row.
   virtual bool Step() = 0;
   // Ready for other values; those that are bound stay.
@@ -66,8 +116,20 @@ class Statement {
   virtual std::span<const std::byte> Blob(int column) const = 0;
 };
 
+// Many rows for one table: bind the columns of a row, then Add. A row may reach the table as late
+// as at Finish. Functions throw SqlError.
+class BulkRows : public Parameters {
+ public:
+  virtual void Add() = 0;
+  // Returns the rows stored.
+  virtual std::int64_t Finish() = 0;
+};
+
+// What becomes of a row whose key is there already.
+enum class OnConflict { Fail, Skip };
+
 enum class TransactionKind {
-  Read,
+  Read,   // sees one state of the database
   Write,  // takes the write lock at once, so that a locked database shows here
 };
 
@@ -88,6 +150,10 @@ class Connection {
   virtual std::size_t PreparedCount() const = 0;
   // Runs one or more statements whose rows nobody reads.
   virtual void Execute(const std::string& sql) = 0;
+  // The same for statements that define tables, which are written as SQLite spells them.
+  virtual void Define(const std::string& sql) { Execute(sql); }
+  // For rows such as "part(id, name)". Nothing else writes to the table meanwhile.
+  virtual std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) = 0;
 
   virtual void Begin(TransactionKind kind) = 0;
   // How long Begin waits for other connections that write before the database is locked; a minute
@@ -99,6 +165,9 @@ class Connection {
 
   // Differs from an earlier answer once another connection has changed the database.
   virtual std::int64_t DataVersion() = 0;
+  // Opens it again after SqlError::Kind::Lost. Throws when that fails, too; false: this database
+  // has no connection that can be lost.
+  virtual bool Reconnect() { return false; }
 
   virtual SchemaMark Mark() = 0;
   // Inside the transaction that makes the tables.
@@ -112,11 +181,15 @@ class Connection {
 
   // A second connection to the same database that only reads; null when there cannot be one.
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
+  // Of such a connection: begins to read the state that the first one reads in the transaction that
+  // it is in. False, and nothing is begun, when it cannot. NoteState comes before that transaction.
+  virtual void NoteState() = 0;
+  virtual bool BeginBeside(Connection& first) = 0;
 };
 
-// An identifier to be stored; 0 means none and becomes null.
-struct Reference {
-  std::int64_t id;
+// Of a Query with very many rows: how many of them are read at least, as a rule.
+struct ManyRows {
+  int first;
 };
 
 // One use of a prepared statement, which is reset at the end.
@@ -128,18 +201,23 @@ class Query {
       : statement_(connection.Prepared(sql)) {
     Bind(values...);
   }
+  template <class... Values>
+  Query(Connection& connection, ManyRows many, std::string_view sql, const Values&... values)
+      : Query(connection, sql, values...) {
+    statement_.ExpectMany(many.first);
+  }
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
   ~Query() { statement_.Reset(); }
 
-  // Values for ?1, ?2, ... An optional without a value is null, an array has a place for each
-  // element.
+  // Values for ?1, ?2, ...
   template <class... Values>
   void Bind(const Values&... values) {
-    [[maybe_unused]] int place = 1;
-    (BindNext(place, values), ...);
+    statement_.Bind(values...);
   }
 
+  // Has a server begin, so that the rows are there, or nearly, at the first step.
+  void Send() { statement_.Send(); }
   // True while there is a row.
   bool Step() { return statement_.Step(); }
   // Steps a statement without rows and makes it ready for other values. Returns the rows changed.
@@ -188,32 +266,6 @@ class Query {
   }
 
  private:
-  template <class T>
-  void BindNext(int& place, const T& value) {
-    static_assert(!std::is_same_v<T, char> && !std::is_null_pointer_v<T>, "a text or a number");
-    if constexpr (std::is_same_v<T, Reference>) {
-      value.id == 0 ? statement_.BindNull(place) : statement_.BindInt(place, value.id);
-    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
-      statement_.BindInt(place, static_cast<std::int64_t>(value));
-    } else if constexpr (std::is_floating_point_v<T>) {
-      statement_.BindReal(place, value);
-    } else if constexpr (std::is_convertible_v<T, std::span<const std::byte>>) {
-      statement_.BindBlob(place, value);
-    } else {
-      statement_.BindText(place, value);
-    }
-    ++place;
-  }
-  template <class T>
-  void BindNext(int& place, const std::optional<T>& value) {
-    if (value) return BindNext(place, *value);
-    statement_.BindNull(place++);
-  }
-  template <class T, std::size_t kSize>
-  void BindNext(int& place, const std::array<T, kSize>& values) {
-    for (const auto& value : values) BindNext(place, value);
-  }
-
   template <class T>
   void ReadNext(int& column, T& out) const {
     ReadInto(column++, out);

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "engine/schema/schema.h"
+#include "engine/sql/address.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
@@ -67,7 +68,10 @@ std::int32_t SchemaOf(sql::Connection& connection, const std::string& path, bool
   const auto mark = connection.Mark();
   if (mark.application != schema::kApplicationId) {
     const bool is_bare = mark.application == 0 && mark.version == 0 && !mark.has_tables;
-    if (!is_bare) RefuseFile(path, "is an SQLite file, but no quality database");
+    if (!is_bare) {
+      RefuseFile(path, sql::IsAddress(path) ? "has other tables and is no quality database"
+                                            : "is an SQLite file, but no quality database");
+    }
     if (!create) RefuseFile(path, "is empty and no quality database");
     return 0;
   }
@@ -87,28 +91,42 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
   return version > 0 && version < schema::kSchemaVersion;
 }
 
-// Brings the file to the present schema. Looked at again under the write lock: another program may
-// have made it in the meantime.
-void Prepare(sql::Connection& connection, const std::string& path, bool create) {
-  if (IsOld(connection, path, create)) return BringFileForward(connection, path);
+// Brings the database to the present schema. Looked at again under the write lock: another program may
+// have made it in the meantime. Returns whether it was empty.
+bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
   for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
     sql::Transaction transaction(connection, kind);
     const auto version = SchemaOf(connection, path, create);
-    if (version == schema::kSchemaVersion) return;
+    if (version == schema::kSchemaVersion) return false;
     if (kind == sql::TransactionKind::Write) {
       schema::BringForward(connection, version);
       MoveValues(connection);
     }
     transaction.Commit();
+    if (kind == sql::TransactionKind::Write) return version == 0;
   }
+  return false;
 }
 
 std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
-  auto opened = sql::sqlite::OpenFile(
-      path, create, [&](sql::Connection& connection) { Prepare(connection, path, create); });
+  auto opened = sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
+    if (IsOld(connection, path, create)) return BringFileForward(connection, path);
+    Prepare(connection, path, create);
+  });
   // Of a file that was brought forward.
   sql::sqlite::AddChecksums(*opened);
   return opened;
+}
+
+std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address, bool create, bool* made) {
+  try {
+    return sql::OpenServer(address, [&](sql::Connection& connection) {
+      const bool was_empty = Prepare(connection, address, create);
+      if (made != nullptr) *made = was_empty;
+    });
+  } catch (const sql::SqlError& error) {
+    RefuseFile(address, sql::ReasonOf(error));
+  }
 }
 
 // A file that may not be brought forward.
@@ -160,12 +178,13 @@ void LeaveOutOldestHalf(std::vector<KeptNote>& notes) {
 }  // namespace
 
 void RefuseFile(const std::string& path, const std::string& reason) {
-  throw platform::ExternalFailure(
-      sql::kRefused, "OpenDatabase",
-      path.empty() ? "the name of the database is empty" : path + ": " + reason);
+  throw platform::ExternalFailure(sql::kRefused, "OpenDatabase",
+                                  path.empty() ? "the name of the database is empty"
+                                               : sql::WithoutPasswords(path) + ": " + reason);
 }
 
-std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create) {
+std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create, bool* made) {
+  if (sql::IsAddress(path)) return OpenOnServer(path, create, made);
   CheckFile(path, create);
   const auto why_read_only = WhyReadOnly(path);
   if (create && !why_read_only.empty()) RefuseFile(path, why_read_only);

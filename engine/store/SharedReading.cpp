@@ -25,7 +25,7 @@ std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcep
   try {
     auto connection = first.OpenReader();
     if (connection == nullptr) return nullptr;
-    return std::unique_ptr<SecondReader>(new SecondReader(std::move(connection)));
+    return std::unique_ptr<SecondReader>(new SecondReader(first, std::move(connection)));
   } catch (const std::exception&) {
     return nullptr;
   }
@@ -33,7 +33,7 @@ std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcep
 
 bool SecondReader::Note() noexcept {
   try {
-    noted_ = connection_->DataVersion();
+    connection_->NoteState();
     return true;
   } catch (const std::exception&) {
     return false;
@@ -42,13 +42,12 @@ bool SecondReader::Note() noexcept {
 
 bool SecondReader::Join() noexcept {
   try {
-    reading_.emplace(*connection_, sql::TransactionKind::Read);
-    if (connection_->DataVersion() == noted_) return true;
+    return connection_->BeginBeside(first_);
   } catch (const std::exception&) {
     // The first connection goes on alone.
+    Leave();
+    return false;
   }
-  Leave();
-  return false;
 }
 
 bool OtherEnd::Meets(const StreamWalk::Run& run, bool forward) {

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,7 +17,7 @@
 namespace orvspc::engine::store {
 
 // A second, reading connection to the database of another one, for a second thread. Both see the
-// same snapshot if DataVersion is unchanged between Note() and Join().
+// same state of it.
 class SecondReader {
  public:
   // Null when the database cannot be opened a second time; one thread then does all the work.
@@ -30,17 +29,16 @@ class SecondReader {
   // changed since Note.
   bool Join() noexcept;
   // Ends what Join began.
-  void Leave() noexcept { reading_.reset(); }
+  void Leave() noexcept { connection_->Rollback(); }
 
   sql::Connection& Get() { return *connection_; }
 
  private:
-  explicit SecondReader(std::unique_ptr<sql::Connection> connection)
-      : connection_(std::move(connection)) {}
+  SecondReader(sql::Connection& first, std::unique_ptr<sql::Connection> connection)
+      : first_(first), connection_(std::move(connection)) {}
 
+  sql::Connection& first_;
   std::unique_ptr<sql::Connection> connection_;
-  std::int64_t noted_ = 0;
-  std::optional<sql::Transaction> reading_;
 };
 
 // When the selections of a store are read by two threads.

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "engine/sql/address.h"
 #include "engine/store/alarm_rules.h"
 
 namespace orvspc::engine::store {
@@ -31,7 +32,9 @@ std::vector<Row> RowsOf(const ByPartAndTest<Row>& all, std::int32_t part, std::i
 void NoteWrite() { ++writes_of_process; }
 
 SqlStore::SqlStore(std::unique_ptr<sql::Connection> connection, std::string path)
-    : connection_(std::move(connection)), path_(std::move(path)) {}
+    : connection_(std::move(connection)),
+      path_(std::move(path)),
+      shown_path_(sql::WithoutPasswords(path_)) {}
 
 void SqlStore::Refresh() {
   const auto version = connection_->DataVersion();
@@ -46,29 +49,39 @@ void SqlStore::Refresh() {
   checked_ = Milliseconds();
 }
 
+std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind kind) {
+  const auto begin = [&] {
+    auto transaction = std::make_unique<sql::Transaction>(*connection_, kind);
+    Refresh();
+    return transaction;
+  };
+  try {
+    return begin();
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Lost || !connection_->Reconnect()) throw;
+  }
+  return begin();
+}
+
 void SqlStore::RefreshSoon() {
   if (connection_->InTransaction()) return;
   if (loaded_ && writes_of_process.load() == generation_ && Milliseconds() - checked_ < 2) return;
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
-  Refresh();
-  transaction.Commit();
+  BeginCurrent(sql::TransactionKind::Read)->Commit();
 }
 
 void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
   if (connection_->InTransaction()) return work(*connection_);
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Read);
-  Refresh();
+  const auto transaction = BeginCurrent(sql::TransactionKind::Read);
   work(*connection_);
-  transaction.Commit();
+  transaction->Commit();
 }
 
 void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
-  sql::Transaction transaction(*connection_, sql::TransactionKind::Write);
-  Refresh();
+  const auto transaction = BeginCurrent(sql::TransactionKind::Write);
   work(*connection_);
-  transaction.Commit();
+  transaction->Commit();
   NoteWrite();
 }
 
@@ -170,8 +183,7 @@ bool SqlStore::MayShare(const API_DSInfo& info) {
 
 bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet* out, BatchTaker* taker) {
-  return KeepFailures(this, [&] {
-    const std::lock_guard lock(mutex_);
+  const auto run = [&] {
     TwoThreads threads;
     threads.from = sharing_.from;
     if (MayShare(info)) {
@@ -186,6 +198,19 @@ bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
     info = resolved;
     if (threads.used) ++sharing_.count;
     return true;
+  };
+  return KeepFailures(this, [&] {
+    const std::lock_guard lock(mutex_);
+    // What has been handed out in batches cannot be taken back, nor what a transaction around this
+    // has read.
+    const bool may_repeat = out != nullptr && !connection_->InTransaction();
+    try {
+      return run();
+    } catch (const sql::SqlError& error) {
+      if (error.Which() != sql::SqlError::Kind::Lost || !may_repeat) throw;
+    }
+    *out = {};
+    return run();
   });
 }
 

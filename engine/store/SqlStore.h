@@ -20,7 +20,8 @@ namespace orvspc::engine::store {
 // The store on a database with SQL. One connection, one mutex: calls of several threads take turns.
 class SqlStore final : public Store {
  public:
-  // The connection is open, checked and of the present schema.
+  // The connection is open, checked and of the present schema. The path may be the address of a
+  // database on a server.
   SqlStore(std::unique_ptr<sql::Connection> connection, std::string path);
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
@@ -41,7 +42,9 @@ class SqlStore final : public Store {
   void Fail(std::int32_t number, std::string description) override;
   void ReadOrThrow(const std::function<void(sql::Connection&)>& work) override;
   StoreCache& Cache() override { return cache_; }
-  const std::string& Path() const override { return path_; }
+  const std::string& Path() const override { return shown_path_; }
+  // With its passwords, for another connection.
+  const std::string& WholePath() const { return path_; }
 
   // The first failure since the last call.
   std::optional<sql::Failure> TakeFailure();
@@ -60,6 +63,9 @@ class SqlStore final : public Store {
   // last millisecond.
   void Refresh();
   void RefreshSoon();
+  // Begins a transaction on a current cache. One that finds the connection lost is begun once more
+  // on a new one.
+  std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind);
   bool MayShare(const API_DSInfo& info);
   // Runs a selection into a set or, where that is null, in batches. Large ones are offered a second
   // thread.
@@ -71,7 +77,7 @@ class SqlStore final : public Store {
 
   std::recursive_mutex mutex_;
   std::unique_ptr<sql::Connection> connection_;
-  std::string path_;
+  std::string path_, shown_path_;
   StoreCache cache_;
   bool loaded_ = false;
   std::int64_t data_version_ = 0;
@@ -84,9 +90,10 @@ class SqlStore final : public Store {
   std::optional<sql::Failure> failure_;
 };
 
-// Opens a database with the engine's settings. Throws platform::ExternalFailure with path and
-// reason.
-std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create);
+// Opens a database with the engine's settings; with create it is made unless it is there, which
+// made says. Throws platform::ExternalFailure with path and reason.
+std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create,
+                                                bool* made = nullptr);
 
 // Lets every store of the process see at once that another connection has written.
 void NoteWrite();

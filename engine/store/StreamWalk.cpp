@@ -74,8 +74,11 @@ StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, s
       forward_(forward),
       start_(start),
       end_(end),
-      sealed_{{db, SealedText(forward), stream, start, end}, {}},
-      hot_{{db, HotText(forward), stream, start, end}, {}} {}
+      sealed_{{db, sql::ManyRows{2}, SealedText(forward), stream, start, end}, {}},
+      hot_{{db, HotText(forward), stream, start, end}, {}} {
+  hot_.query.Send();
+  sealed_.query.Send();
+}
 
 // Brings the next chunk of a source with what lies in the range, unless there is one at hand.
 void StreamWalk::Fill(Source& source) {

@@ -87,7 +87,7 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
   TimeRange range(info, cache.zone_offset);
 
   std::vector<EventRow> rows;
-  sql::Query query(connection, kNewestFirst, range.Start(), range.End());
+  sql::Query query(connection, sql::ManyRows{64}, kNewestFirst, range.Start(), range.End());
   while (rows.size() < limit && query.Step()) {
     const auto row = RowOf(query);
     // The statement began before the range of the newest was known.

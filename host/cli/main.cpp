@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/Embedded.h"
+#include "engine/PostgreSQL.h"
 #include "host/cli/Command.h"
 #include "system/system.h"
 
@@ -28,6 +29,9 @@ int main(int argc, char** argv) {
                                orvspc::system::IsTerminal(Stream::Error), TerminalColumns()};
   try {
     orvspc::InstallEmbedded();
+#ifdef ORVSPC_POSTGRESQL
+    orvspc::AddPostgreSQL();
+#endif
     return orvspc::cli::RunProgram(orvspc::system::CommandLine(argc, argv), console);
   } catch (const std::exception& failure) {
     std::cerr << "orvspc: " << failure.what() << "\n";

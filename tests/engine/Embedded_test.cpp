@@ -103,7 +103,7 @@ TEST(Helpers, StampsAndFixedText) {
 
 class Records : public testing::Test {
  protected:
-  Records() : database_(OpenDatabase(folder_.File("q.db"), true)) {
+  Records() : database_(OpenDatabase(folder_.Store("q.db"), true)) {
     WriteFile(folder_.File("in.csv"),
               "part,process,test,subgroup,time,value\nBolt,Lathe,Width,1,2024-01-01T00:00:00Z,1\n");
     ImportCsv(folder_.File("in.csv"), *database_, ImportKind::Values);
@@ -116,7 +116,7 @@ class Records : public testing::Test {
   }
   // A requirement, and two processes with states at seconds of 1970.
   void FillStates() {
-    RunSql(folder_.File("q.db"),
+    RunSql(folder_.Store("q.db"),
            "INSERT INTO requirement(id, name, process, test, kind, n, who, made) "
            "VALUES(1, 'Hourly', 1, 1, 'interval', 1, 'test', 0);"
            "INSERT INTO process(id, name) VALUES(2, 'Mill');"

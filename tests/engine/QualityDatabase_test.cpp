@@ -27,7 +27,7 @@ constexpr const char* kValues =
 
 class QualityDatabaseTest : public testing::Test {
  protected:
-  std::string Path() const { return folder_.File("q.db"); }
+  std::string Path() const { return folder_.Store("q.db"); }
   std::string CsvFile(const std::string& text) const {
     WriteFile(folder_.File("in.csv"), text);
     return folder_.File("in.csv");
@@ -53,8 +53,8 @@ class QualityDatabaseTest : public testing::Test {
   // The folder's files, in order.
   std::set<std::string> Files() const {
     std::set<std::string> files;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(
+             std::filesystem::path(folder_.File("q.db")).parent_path())) {
       files.insert(entry.path().filename().string());
     }
     return files;

@@ -124,7 +124,7 @@ TEST_F(AttributeChart, ChartsOfVariablesHaveNoAcceptanceLimits) {
 
 TEST_F(AttributeChart, AcceptanceLimitsComeWithTheDocumentUnlessItIsEmpty) {
   InstallEmbedded();
-  const auto database = QualityDatabase::Open(folder_.File("q.db"));
+  const auto database = QualityDatabase::Open(folder_.Store("q.db"));
   const auto select = std::make_shared<DataSelect>();
   select->IncludeVariableTests(false);
   select->IncludeDefectiveTests(true);

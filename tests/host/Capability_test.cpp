@@ -145,8 +145,7 @@ TEST_F(Capability, FiguresThatAreDividedByZeroAreNull) {
     for (const char* format : {"text", "svg", "html"})
       EXPECT_EQ(Run(std::string("capability --db z.db --format ") + format).status, 0)
           << row.reason << ", " << format;
-    for (const char* ending : {"", "-wal", "-shm"})
-      std::filesystem::remove(folder_.File(std::string("z.db") + ending));
+    folder_.RemoveStore("z.db");
   }
 }
 

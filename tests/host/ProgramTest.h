@@ -7,10 +7,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <string_view>
 
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/StoreFolder.h"
 
 // The installed program as a user runs it: each run is a process of its own.
 namespace orvspc::host {
@@ -31,20 +33,46 @@ class ProgramTest : public testing::Test {
  protected:
   // With a file of the folder that goes in through a pipe, or nothing.
   Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
+    std::map<std::string, std::string> addresses;
     const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
-                             " | COLUMNS=120 '" ORVSPC_PROGRAM "' " + arguments + " >out 2>err";
+                             " | COLUMNS=120 '" ORVSPC_PROGRAM "' " +
+                             WithAddresses(arguments, addresses) + " >out 2>err";
     const int raw = std::system(line.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
-            Text(folder_.File("err"))};
+    Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
+                    Text(folder_.File("err"))};
+    for (const auto& [address, name] : addresses) {
+      for (auto* const text : {&outcome.out, &outcome.err}) {
+        for (auto at = text->find(address); at != text->npos; at = text->find(address, at)) {
+          text->replace(at, address.size(), name);
+        }
+      }
+    }
+    return outcome;
   }
 
   void Write(const std::string& name, const std::string& text) {
     std::ofstream(folder_.File(name), std::ios::binary) << text;
   }
 
+  // On a server, the databases of the options --db are named by their addresses.
+  std::string WithAddresses(std::string arguments, std::map<std::string, std::string>& addresses) {
+    constexpr std::string_view kOption = "--db ";
+    for (auto at = arguments.find(kOption); tests::OnServer() && at != arguments.npos;
+         at = arguments.find(kOption, at + 1)) {
+      const auto from = at + kOption.size();
+      const auto name = arguments.substr(from, arguments.find(' ', from) - from);
+      // Those in a folder are of the demo, which makes files.
+      if (!name.ends_with(".db") || name.find('/') != name.npos) continue;
+      const auto address = folder_.Store(name);
+      addresses[address] = name;
+      arguments.replace(from, name.size(), "'" + address + "'");
+    }
+    return arguments;
+  }
+
   bool Exists(const std::string& name) { return std::filesystem::exists(folder_.File(name)); }
 
-  TemporaryFolder folder_;
+  StoreFolder folder_;
 };
 
 }  // namespace orvspc::host

@@ -31,9 +31,9 @@ class StoredNumbers : public ProgramTest {
     }
     Write("v.csv", values);
     Write("limits.csv", "part,test,usl,target,lsl\nRing,Diameter,12,10.5,9\n");
-    ASSERT_EQ(Do({"import", folder_.File("v.csv"), "--db", folder_.File("q.db")}), 0) << err_;
+    ASSERT_EQ(Do({"import", folder_.File("v.csv"), "--db", folder_.Store("q.db")}), 0) << err_;
     ASSERT_EQ(Do({"import", folder_.File("limits.csv"), "--kind", "limits", "--db",
-                  folder_.File("q.db")}),
+                  folder_.Store("q.db")}),
               0)
         << err_;
   }
@@ -91,7 +91,7 @@ class StoredNumbers : public ProgramTest {
 };
 
 TEST_F(StoredNumbers, OfACapabilityGiveAPictureWithoutThemOrARefusal) {
-  ASSERT_EQ(Do({"capability", "--db", folder_.File("q.db"), "--bins", "6", "--curve", "5",
+  ASSERT_EQ(Do({"capability", "--db", folder_.Store("q.db"), "--bins", "6", "--curve", "5",
                 "--format", "xml"}),
             0)
       << err_;
@@ -99,14 +99,14 @@ TEST_F(StoredNumbers, OfACapabilityGiveAPictureWithoutThemOrARefusal) {
 }
 
 TEST_F(StoredNumbers, OfAChartGiveAPictureWithoutThemOrARefusal) {
-  ASSERT_EQ(Do({"chart", "--db", folder_.File("q.db"), "--max", "5", "--format", "xml"}), 0)
+  ASSERT_EQ(Do({"chart", "--db", folder_.Store("q.db"), "--max", "5", "--format", "xml"}), 0)
       << err_;
   Probe(out_);
 }
 
 TEST_F(StoredNumbers, OfAParetoGiveAPictureWithoutThemOrARefusal) {
-  ASSERT_EQ(Do({"pareto", "--db", folder_.File("q.db"), "--by", "test,process", "--format", "xml"}),
-            0)
+  ASSERT_EQ(
+      Do({"pareto", "--db", folder_.Store("q.db"), "--by", "test,process", "--format", "xml"}), 0)
       << err_;
   std::string bins = out_;
   if (bins.find("<PABin ") == std::string::npos)
@@ -118,7 +118,7 @@ TEST_F(StoredNumbers, OfAParetoGiveAPictureWithoutThemOrARefusal) {
 }
 
 TEST_F(StoredNumbers, ABinWithoutAHeightIsLeftOutAndSaidSo) {
-  ASSERT_EQ(Do({"capability", "--db", folder_.File("q.db"), "--bins", "6", "--format", "xml"}), 0);
+  ASSERT_EQ(Do({"capability", "--db", folder_.Store("q.db"), "--bins", "6", "--format", "xml"}), 0);
   std::string xml = out_;
   const auto at = xml.find("YMax=\"") + 6;
   xml.replace(at, xml.find('"', at) - at, "INF");

@@ -279,9 +279,11 @@ TEST_F(ListWidth, ListsObeyTheTerminal) {
   ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
   for (const std::size_t columns : kWidths)
     for (const char* what : {"", "parts", "settings", "groups"}) {
-      const std::string command = "cd '" + folder_.Path() +
-                                  "' && COLUMNS=" + std::to_string(columns) +
-                                  " '" ORVSPC_PROGRAM "' list --db q.db " + what + " >out";
+      std::map<std::string, std::string> addresses;
+      const std::string command =
+          "cd '" + folder_.Path() + "' && COLUMNS=" + std::to_string(columns) +
+          " '" ORVSPC_PROGRAM "' " +
+          WithAddresses(std::string("list --db q.db ") + what, addresses) + " >out";
       ASSERT_EQ(std::system(command.c_str()), 0);
       std::istringstream lines(host::Text(folder_.File("out")));
       for (std::string line; std::getline(lines, line);)

@@ -24,7 +24,7 @@
 #include "host/render/pareto/Pareto.h"
 #include "platform/Platform.h"
 #include "platform/TimeStamp.h"
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/StoreFolder.h"
 
 // A host of several threads: each has a database object of its own and names the embedded engine as
 // its platform, which nobody installed for the process. What each reads must be what one thread
@@ -46,7 +46,7 @@ enum class Reading { Alone, Shared };
 class ThreadRounds : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    folder_ = std::make_unique<TemporaryFolder>();
+    folder_ = std::make_unique<StoreFolder>();
     FillDatabase();
     for (const Reading reading : {Reading::Alone, Reading::Shared})
       expected_[reading] = AnalyseAll(Open(reading));
@@ -96,7 +96,7 @@ class ThreadRounds : public testing::Test {
   static constexpr std::int32_t kHour = 3600;
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
-    auto database = OpenDatabase(folder_->File("q.db"), true);
+    auto database = OpenDatabase(folder_->Store("q.db"), true);
     engine::store::SqlStoreOf(*database)->Sharing().from =
         reading == Reading::Alone ? INT64_MAX : 1;
     return database;
@@ -186,7 +186,7 @@ class ThreadRounds : public testing::Test {
   // Two days of two machines: skewed values in threes, defects with codes, pauses, stops with
   // causes, and samples asked for every two hours and in each shift.
   static void FillDatabase() {
-    const auto database = OpenDatabase(folder_->File("q.db"), true);
+    const auto database = OpenDatabase(folder_->Store("q.db"), true);
     const auto import = [&](const std::string& text, ImportKind kind) {
       const std::string path = folder_->File("in.csv");
       std::ofstream(path) << text;
@@ -230,7 +230,7 @@ class ThreadRounds : public testing::Test {
         ImportKind::Requirements);
   }
 
-  static inline std::unique_ptr<TemporaryFolder> folder_;
+  static inline std::unique_ptr<StoreFolder> folder_;
   static inline std::map<Reading, Documents> expected_;
 };
 

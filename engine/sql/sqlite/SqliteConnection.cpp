@@ -7,28 +7,11 @@
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <set>
 #include <unordered_map>
 
+#include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
-
-namespace orvspc::engine::sql {
-namespace {
-
-struct StepFailure {
-  int countdown = 0;
-  bool struck = false;
-};
-thread_local StepFailure step_failure;
-
-}  // namespace
-
-bool FailStep(int n) {
-  const bool struck = step_failure.struck;
-  step_failure = {n, false};
-  return struck;
-}
-
-}  // namespace orvspc::engine::sql
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -87,12 +70,7 @@ class SqliteStatement final : public Statement {
   void BindNull(int index) override { Check(db_, sqlite3_bind_null(statement_, index)); }
 
   bool Step() override {
-#ifdef ORVSPC_FAIL_POINTS
-    if (step_failure.countdown > 0 && --step_failure.countdown == 0) {
-      step_failure.struck = true;
-      throw SqlError(SqlError::Kind::Other, sqlite3_errstr(SQLITE_IOERR));
-    }
-#endif
+    FailPoint();
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW) return true;
     if (code == SQLITE_DONE) return false;
@@ -123,6 +101,31 @@ class SqliteStatement final : public Statement {
 
   sqlite3* db_;
   sqlite3_stmt* statement_ = nullptr;
+};
+
+// An INSERT for each row.
+class SqliteRows final : public BulkRows {
+ public:
+  SqliteRows(Connection& connection, std::string_view sql) : insert_(connection.Prepared(sql)) {}
+  ~SqliteRows() override { insert_.Reset(); }
+
+  void BindInt(int index, std::int64_t value) override { insert_.BindInt(index, value); }
+  void BindReal(int index, double value) override { insert_.BindReal(index, value); }
+  void BindText(int index, std::string_view text) override { insert_.BindText(index, text); }
+  void BindBlob(int index, std::span<const std::byte> blob) override {
+    insert_.BindBlob(index, blob);
+  }
+  void BindNull(int index) override { insert_.BindNull(index); }
+  void Add() override {
+    insert_.Step();
+    rows_ += insert_.Changes();
+    insert_.Reset();
+  }
+  std::int64_t Finish() override { return rows_; }
+
+ private:
+  Statement& insert_;
+  std::int64_t rows_ = 0;
 };
 
 enum class Access {
@@ -252,6 +255,14 @@ class SqliteConnection final : public Connection {
     Check(db_.get(), sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr));
   }
 
+  std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override {
+    std::string text = "INSERT INTO " + std::string(row) + " VALUES(?1";
+    const auto commas = std::count(row.begin(), row.end(), ',');
+    for (std::ptrdiff_t i = 0; i < commas; ++i) text += ", ?" + std::to_string(i + 2);
+    text += conflict == OnConflict::Skip ? ") ON CONFLICT DO NOTHING" : ")";
+    return std::make_unique<SqliteRows>(*this, *texts_.insert(std::move(text)).first);
+  }
+
   void Begin(TransactionKind kind) override {
     if (kind == TransactionKind::Read) {
       if (HasChanged()) OpenAgain();
@@ -321,6 +332,15 @@ class SqliteConnection final : public Connection {
     } catch (const std::exception&) {
       return nullptr;
     }
+  }
+
+  void NoteState() override { noted_ = DataVersion(); }
+  // Both see the same state if it has not changed since before the first began.
+  bool BeginBeside(Connection& /*first*/) override {
+    Begin(TransactionKind::Read);
+    if (DataVersion() == noted_) return true;
+    Rollback();
+    return false;
   }
 
   bool IsReadOnly() const { return sqlite3_db_readonly(db_.get(), "main") == 1; }
@@ -426,6 +446,8 @@ class SqliteConnection final : public Connection {
   std::chrono::steady_clock::time_point waits_since_;
   std::function<void()> on_wait_;
   std::unique_ptr<sqlite3, Closer> db_;
+  std::int64_t noted_ = 0;
+  std::set<std::string> texts_;  // of InsertMany
   // Destroyed before the connection. Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<SqliteStatement>> statements_;
 };

@@ -23,7 +23,7 @@ using platform::ChartData;
 
 class ChartLibraryTest : public testing::Test {
  protected:
-  ChartLibraryTest() : database_(OpenDatabase(folder_.File("q.db"), true)) {
+  ChartLibraryTest() : database_(OpenDatabase(folder_.Store("q.db"), true)) {
     Import(
         "part,process,test,subgroup,time,value\n"
         "A,P,W,1,2024-01-01T00:00:00Z,1\nA,P,W,1,2024-01-01T00:00:00Z,2\n"
@@ -110,7 +110,7 @@ TEST_F(ChartLibraryTest, EstimatesComeWithTheirProvenance) {
 }
 
 TEST_F(ChartLibraryTest, EachDatabaseOfAThreadHasItsOwnReport) {
-  const auto other = OpenDatabase(folder_.File("other.db"), true);
+  const auto other = OpenDatabase(folder_.Store("other.db"), true);
   WriteFile(folder_.File("in.csv"),
             "part,process,test,subgroup,time,value\nA,P,W,1,2024-01-01T00:00:00Z,1\n"
             "A,P,W,2,2024-01-01T01:00:00Z,2\n");

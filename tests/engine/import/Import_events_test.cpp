@@ -35,8 +35,9 @@ TEST_F(ImportEventsTest, CodesHaveTextFactorAndGroups) {
       ImportKind::Defects);
   EXPECT_EQ(report.rows, 4);
   EXPECT_EQ(report.new_names, 5);  // three codes, two groups
-  EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || factor FROM defect ORDER BY id"),
-            "D1 Scratch 2.5;D2 Dent 1.0;D3  1.0;");
+  EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || CAST(10 * factor AS INTEGER) FROM defect "
+                 "ORDER BY id"),
+            "D1 Scratch 25;D2 Dent 10;D3  10;");
   const auto groups = Data().Groups(ItemKind::Defect);
   ASSERT_EQ(groups.size(), 2u);
   EXPECT_EQ(groups[1].name, "Surface");
@@ -47,8 +48,8 @@ TEST_F(ImportEventsTest, ALaterLineTakesOverWhatItGives) {
   Import("code,name,factor\nA1,Worn tool,3\n", ImportKind::AccCodes);
   Import("code,name,factor\nA1,,4\n", ImportKind::AccCodes);
   Import("code,name\nA1,Broken tool\n", ImportKind::AccCodes);
-  EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || factor FROM acc_code"),
-            "A1 Broken tool 4.0;");
+  EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || CAST(10 * factor AS INTEGER) FROM acc_code"),
+            "A1 Broken tool 40;");
   Import("code,group\nC1,Quick\n", ImportKind::CacCodes);
   EXPECT_EQ(Data().Groups(ItemKind::CacCode).size(), 1u);
   EXPECT_TRUE(Data().Groups(ItemKind::AccCode).empty());
@@ -56,18 +57,21 @@ TEST_F(ImportEventsTest, ALaterLineTakesOverWhatItGives) {
 
 TEST_F(ImportEventsTest, StateCodesHaveATypeByWordOrNumber) {
   Import("code,type,factor\nRun,run,\nIdle,IDLE,0.5\nDown,7000,\n", ImportKind::StateCodes);
-  EXPECT_EQ(Text("SELECT name || ' ' || type || ' ' || factor FROM state_code ORDER BY id"),
-            "Run 2000 1.0;Idle 5000 0.5;Down 7000 1.0;");
+  EXPECT_EQ(Text("SELECT name || ' ' || type || ' ' || CAST(10 * factor AS INTEGER) FROM "
+                 "state_code ORDER BY id"),
+            "Run 2000 10;Idle 5000 5;Down 7000 10;");
 }
 
 TEST_F(ImportEventsTest, PartsHaveAWeight) {
   Import("part,factor\nA,2.5\nB,\nA,2.5\nC,0\n", ImportKind::Parts);
-  const auto weights = [&] { return Text("SELECT name || ' ' || factor FROM part ORDER BY id"); };
-  EXPECT_EQ(weights(), "A 2.5;B 1.0;C 0.0;");
+  const auto weights = [&] {
+    return Text("SELECT name || ' ' || CAST(10 * factor AS INTEGER) FROM part ORDER BY id");
+  };
+  EXPECT_EQ(weights(), "A 25;B 10;C 0;");
   const auto report = Import("factor,part\n3,B\n,A\n4,D\n", ImportKind::Parts);
   EXPECT_EQ(report.rows, 3);
   EXPECT_EQ(report.new_names, 1);
-  EXPECT_EQ(weights(), "A 2.5;B 3.0;C 0.0;D 4.0;");
+  EXPECT_EQ(weights(), "A 25;B 30;C 0;D 40;");
   EXPECT_EQ(ImportKindFromWord("parts"), ImportKind::Parts);
 }
 
@@ -77,7 +81,7 @@ TEST_F(ImportEventsTest, ProcessesBelongSomewhere) {
   Import("process,site\nP2,South\n", ImportKind::Processes);
   EXPECT_EQ(
       Text("SELECT p.name || ' ' || c.name || ' ' || s.name || ' ' || "
-           "ifnull(u.name, '-') FROM process p JOIN company c ON c.id = p.company JOIN site s "
+           "coalesce(u.name, '-') FROM process p JOIN company c ON c.id = p.company JOIN site s "
            "ON s.id = p.site LEFT JOIN production_unit u ON u.id = p.production_unit "
            "ORDER BY p.id"),
       "P1 Works North Line 1;P2 Works South -;");

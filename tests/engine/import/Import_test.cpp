@@ -220,7 +220,7 @@ TEST_F(ImportTest, TheFormsOfAFileThatAreTakenWithoutAWord) {
   };
   for (const auto& row : rows) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     EXPECT_EQ(ImportFailure(row.text), "") << row.why;
     const auto data = Everything();
     ASSERT_EQ(data.subgroups.size(), 1u) << row.why;
@@ -421,7 +421,7 @@ class DistanceTest : public ImportTest {
   std::string Outcome(const std::string& header, const std::vector<std::string>& lines,
                       std::size_t held) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     const auto more = static_cast<std::size_t>(std::count(header.begin(), header.end(), ',') - 5);
     std::string text = header + "\n";
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -834,8 +834,8 @@ TEST_F(ImportTest, ListingCountsSubgroups) {
 
 TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   Db();
-  sqlite3* const writer = store::OpenBare(Path());
-  ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto writer = OpenAnother(Path());
+  const Transaction writing(*writer, TransactionKind::Write);
   int times = 0;
   const ImportOptions options{.patience = std::chrono::milliseconds(300),
                               .waiting = [&] { ++times; }};
@@ -845,7 +845,6 @@ TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   EXPECT_GT(times, 1);
   // Reading goes on beside a writer.
   EXPECT_TRUE(Everything().subgroups.empty());
-  sqlite3_close(writer);
 }
 
 }  // namespace

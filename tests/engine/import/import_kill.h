@@ -83,7 +83,7 @@ class ImportKillTest : public StoreTest {
       ++complete_;
     }
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
   }
 
   std::size_t subgroups_ = 0;

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -12,6 +14,7 @@
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "platform/ExternalFailure.h"
+#include "tests/postgres/test_stores.h"
 
 namespace orvspc::engine::sql {
 namespace {
@@ -22,16 +25,20 @@ class ConnectionTest : public testing::Test {
     std::string pattern = (std::filesystem::temp_directory_path() / "orvspc-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
     folder_ = pattern;
+    stores_ = std::make_unique<tests::Stores>(folder_);
     connection_ = Open();
-    connection_->Execute("CREATE TABLE item(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE)");
+    connection_->Define("CREATE TABLE item(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE)");
   }
   ~ConnectionTest() override {
     connection_.reset();
+    stores_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
   std::unique_ptr<Connection> Open() {
-    return sqlite::OpenFile((folder_ / "q.db").string(), true, [](Connection&) {});
+    const auto path = stores_->At("q.db");
+    if (tests::OnServer()) return tests::OpenBeside(path);
+    return sqlite::OpenFile(path, true, [](Connection&) {});
   }
   // The kind of the SqlError that work throws; empty when it throws none.
   static std::optional<SqlError::Kind> KindOf(const std::function<void()>& work) {
@@ -44,6 +51,7 @@ class ConnectionTest : public testing::Test {
   }
 
   std::filesystem::path folder_;
+  std::unique_ptr<tests::Stores> stores_;
   std::unique_ptr<Connection> connection_;
 };
 
@@ -151,11 +159,160 @@ TEST_F(ConnectionTest, ATransactionWithoutCommitLeavesNothing) {
 }
 
 TEST_F(ConnectionTest, TheDataVersionChangesWithTheCommitsOfOthers) {
+  connection_->SetMark(1, 1);
   const auto other = Open();
   const auto before = connection_->DataVersion();
   EXPECT_EQ(connection_->DataVersion(), before);
   other->Execute("INSERT INTO item(name) VALUES('a')");
   EXPECT_NE(connection_->DataVersion(), before);
+}
+
+// Far more rows than come at a time, and every one of them large.
+TEST_F(ConnectionTest, ManyRowsComeInOrderBesideOtherStatements) {
+  constexpr int kRows = 5000;
+  const std::string filler(300, 'x');
+  {
+    Transaction writing(*connection_, TransactionKind::Write);
+    const auto rows = connection_->InsertMany("item(id, name)", OnConflict::Fail);
+    for (int i = 1; i <= kRows; ++i) {
+      const auto name = std::to_string(i) + filler;
+      rows->Bind(i, name);
+      rows->Add();
+    }
+    EXPECT_EQ(rows->Finish(), kRows);
+    writing.Commit();
+  }
+  for (const int first : {1, 7, kRows, 2 * kRows}) {
+    const Transaction reading(*connection_, TransactionKind::Read);
+    Query all(*connection_, ManyRows{first}, "SELECT id, name FROM item ORDER BY id");
+    all.Send();
+    for (int i = 1; i <= kRows; ++i) {
+      ASSERT_TRUE(all.Step()) << first;
+      ASSERT_EQ(all.Int(0), i) << first;
+      ASSERT_EQ(all.Text(1), std::to_string(i) + filler);
+      if (i % 1000 != 0) continue;
+      EXPECT_EQ(Query(*connection_, "SELECT id FROM item WHERE id = ?1", i + 1).RunForInt(),
+                i == kRows ? std::nullopt : std::optional<std::int64_t>(i + 1));
+    }
+    EXPECT_FALSE(all.Step());
+  }
+  const Transaction reading(*connection_, TransactionKind::Read);
+  for (int round = 0; round < 3; ++round) {
+    Query some(*connection_, ManyRows{2}, "SELECT id FROM item WHERE id > ?1 ORDER BY id", round);
+    for (int i = 1; i <= 3; ++i) {
+      ASSERT_TRUE(some.Step());
+      EXPECT_EQ(some.Int(0), round + i) << "left early, it begins anew";
+    }
+  }
+}
+
+TEST_F(ConnectionTest, RowsInBulkHaveEveryTypeAndKeepWhatIsThere) {
+  connection_->Define(
+      "CREATE TABLE sample(id INTEGER PRIMARY KEY, size REAL, name TEXT, packed BLOB)");
+  const auto blob = std::array{std::byte{0}, std::byte{255}, std::byte{'\n'}};
+  for (const auto conflict : {OnConflict::Fail, OnConflict::Skip}) {
+    Transaction writing(*connection_, TransactionKind::Write);
+    const auto rows = connection_->InsertMany("sample(id, size, name, packed)", conflict);
+    rows->Bind(1, 2.5, "one\t", std::span<const std::byte>(blob));
+    rows->Add();
+    const int first = conflict == OnConflict::Fail ? 2 : 3;
+    rows->Bind(first, std::optional<double>(), std::optional<std::string>(), Reference{0});
+    rows->Add();
+    rows->Bind(first + 10, 4, "", std::span<const std::byte>());
+    rows->Add();
+    EXPECT_EQ(rows->Finish(), conflict == OnConflict::Fail ? 3 : 2);
+    writing.Commit();
+  }
+  Query query(*connection_, "SELECT id, size, name, packed FROM sample ORDER BY id");
+  ASSERT_TRUE(query.Step());
+  EXPECT_EQ(query.Real(1), 2.5);
+  EXPECT_EQ(query.Text(2), "one\t");
+  EXPECT_TRUE(std::ranges::equal(query.Blob(3), blob));
+  for (const int id : {2, 3}) {
+    ASSERT_TRUE(query.Step());
+    EXPECT_EQ(query.Int(0), id);
+    for (const int column : {1, 2, 3}) EXPECT_TRUE(query.IsNull(column)) << column;
+  }
+  for (const int id : {12, 13}) {
+    ASSERT_TRUE(query.Step());
+    EXPECT_EQ(query.Int(0), id);
+    EXPECT_EQ(query.Real(1), 4.0);
+    EXPECT_FALSE(query.IsNull(2));
+    EXPECT_EQ(query.Text(2), "");
+    EXPECT_TRUE(query.Blob(3).empty());
+  }
+  EXPECT_FALSE(query.Step());
+
+  const Transaction writing(*connection_, TransactionKind::Write);
+  const auto rows = connection_->InsertMany("sample(id, name)", OnConflict::Fail);
+  rows->Bind(1, "again");
+  EXPECT_EQ(KindOf([&] {
+              rows->Add();
+              rows->Finish();
+            }),
+            SqlError::Kind::Constraint);
+}
+
+// The first value of a parameter may be none.
+TEST_F(ConnectionTest, AParameterTakesNullAndValuesInTurn) {
+  connection_->Define("CREATE TABLE sample(id INTEGER PRIMARY KEY, whole INTEGER, size REAL)");
+  Query insert(*connection_, "INSERT INTO sample(whole, size) VALUES(?1, ?2)");
+  insert.Bind(std::optional<int>(), std::optional<double>());
+  insert.Run();
+  insert.Bind(7, 3);
+  insert.Run();
+  insert.Bind(std::optional<int>(), 0.25);
+  insert.Run();
+  insert.Bind(-8, -1);
+  insert.Run();
+  Query query(*connection_, "SELECT id, whole, size FROM sample ORDER BY id");
+  const std::optional<std::int64_t> wholes[] = {{}, 7, {}, -8};
+  const std::optional<double> sizes[] = {{}, 3.0, 0.25, -1.0};
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_TRUE(query.Step());
+    std::int64_t id = 0;
+    std::optional<std::int64_t> whole;
+    std::optional<double> size;
+    query.Read(id, whole, size);
+    EXPECT_EQ(id, i + 1);
+    EXPECT_EQ(whole, wholes[i]) << i;
+    EXPECT_EQ(size, sizes[i]) << i;
+  }
+}
+
+TEST_F(ConnectionTest, ExtremeNumbersComeBackAsTheyWere) {
+  for (const std::int64_t whole : {INT64_MIN, std::int64_t{-1}, INT64_MAX}) {
+    EXPECT_EQ(Query(*connection_, "SELECT ?1", whole).RunForInt(), whole);
+  }
+  for (const double real : {-0.0, 5e-324, 1.7976931348623157e308, 1.0 / 3.0}) {
+    Query query(*connection_, "SELECT ?1 + 0.0", real);
+    ASSERT_TRUE(query.Step());
+    EXPECT_EQ(query.Real(0), real);
+  }
+  Query sums(*connection_, "SELECT sum(id), 12345.0625, -0.5 FROM (SELECT 9000000000 AS id) s");
+  ASSERT_TRUE(sums.Step());
+  EXPECT_EQ(sums.Int64(0), 9000000000);
+  EXPECT_EQ(sums.Real(1), 12345.0625);
+  EXPECT_EQ(sums.Real(2), -0.5);
+}
+
+TEST_F(ConnectionTest, TextsCompareByteByByte) {
+  connection_->Execute("INSERT INTO item(name) VALUES('b'), ('B'), ('a'), ('\xc3\xa4'), ('a-b')");
+  std::string names;
+  Query query(*connection_, "SELECT name FROM item ORDER BY name");
+  while (query.Step()) names.append(query.Text(0)) += ' ';
+  EXPECT_EQ(names, "B a a-b b \xc3\xa4 ");
+}
+
+TEST_F(ConnectionTest, AFailureLeavesTheConnectionFitForTheNextTransaction) {
+  for (int round = 0; round < 3; ++round) {
+    const Transaction transaction(*connection_, TransactionKind::Write);
+    Query(*connection_, "INSERT INTO item(id, name) VALUES(1, 'a')").Run();
+    EXPECT_EQ(
+        KindOf([&] { Query(*connection_, "INSERT INTO item(id, name) VALUES(1, 'b')").Run(); }),
+        SqlError::Kind::Constraint);
+  }
+  EXPECT_EQ(Query(*connection_, "SELECT count(*) FROM item").RunForInt(), 0);
 }
 
 TEST_F(ConnectionTest, AWriterIsWaitedFor) {

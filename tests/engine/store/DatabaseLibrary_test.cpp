@@ -594,7 +594,7 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
   };
   for (const auto& row : rows) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     ImportSmall();
     db_.reset();
     RunSql(Path(), row.change);

@@ -294,7 +294,7 @@ TEST_F(SelectionRandom, EqualsTheReference) {
   const FixedNow now(kNow);
   for (unsigned seed = 1; seed <= 6; ++seed) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     groups_.clear();
     World world(seed);
     Import(world.csv);

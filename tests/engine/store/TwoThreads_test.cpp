@@ -86,7 +86,7 @@ class TwoThreadsTest : public StoreTest {
 TEST_F(TwoThreadsTest, RandomSelectionsAreThoseOfOneThread) {
   for (const bool keyed : {false, true}) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     ImportStream(3000, keyed ? 7 : 5, keyed);
     std::mt19937 random(11);
     for (int i = 0; i < 60; ++i) {
@@ -137,15 +137,34 @@ TEST_F(TwoThreadsTest, WhatWasCommittedBetweenTheTwoTransactionsIsSeenByNoneOrBo
   Query(*first, "SELECT count(*) FROM subgroup").Step();
   const auto second = SecondReader::Open(*first);
   ASSERT_NE(second, nullptr);
+  const auto subgroups = [](Connection& connection) {
+    return Query(connection, "SELECT count(*) FROM subgroup").RunForInt();
+  };
   ASSERT_TRUE(second->Note());
-  EXPECT_TRUE(second->Join());
-  second->Leave();
-
+  {
+    const Transaction reading(*first, TransactionKind::Read);
+    EXPECT_EQ(subgroups(*first), 20);
+    ASSERT_TRUE(second->Join());
+    EXPECT_EQ(subgroups(second->Get()), 20);
+    second->Leave();
+  }
   ASSERT_TRUE(second->Note());
-  RunSql(Path(), "CREATE TABLE other(id)");
-  EXPECT_FALSE(second->Join());
+  {
+    const Transaction reading(*first, TransactionKind::Read);
+    EXPECT_EQ(subgroups(*first), 20);
+    Import("part,process,test,subgroup,time,value\nP,M,T,new,2024-02-01,1\n");
+    // A file has no way back to the state before.
+    const bool joined = second->Join();
+    EXPECT_EQ(joined, tests::OnServer());
+    EXPECT_EQ(subgroups(*first), 20);
+    EXPECT_EQ(joined ? subgroups(second->Get()) : 20, 20);
+    second->Leave();
+  }
   ASSERT_TRUE(second->Note());
-  EXPECT_TRUE(second->Join());
+  const Transaction reading(*first, TransactionKind::Read);
+  EXPECT_EQ(subgroups(*first), 21);
+  ASSERT_TRUE(second->Join());
+  EXPECT_EQ(subgroups(second->Get()), 21);
 }
 
 TEST_F(TwoThreadsTest, AnotherFileAtThePathIsNotReadBesideTheOpenOne) {

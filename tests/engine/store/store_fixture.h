@@ -21,6 +21,7 @@
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
+#include "tests/postgres/test_stores.h"
 
 namespace orvspc::engine::store {
 using namespace sql;
@@ -34,17 +35,23 @@ class TemporaryFolder {
     std::string pattern = (std::filesystem::temp_directory_path() / "orvspc-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
     path_ = pattern;
+    stores_ = std::make_unique<tests::Stores>(path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() {
+    stores_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
   std::string File(const std::string& name) const { return (path_ / name).string(); }
+  // Of a database: a path or an address.
+  std::string Store(const std::string& name) const { return stores_->At(name); }
+  void RemoveStore(const std::string& name) const { stores_->Remove(name); }
 
  private:
   std::filesystem::path path_;
+  std::unique_ptr<tests::Stores> stores_;
 };
 
 inline void WriteFile(const std::string& path, const std::string& text) {
@@ -62,32 +69,21 @@ std::string FailureOf(Work work) {
   return {};
 }
 
-// A connection without the engine's settings, to a file that is made if it is not there. Pages get
-// checksums.
-inline sqlite3* OpenBare(const std::string& path) {
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                            sqlite::ChecksumVfs()),
-            SQLITE_OK);
-  return db;
-}
+using tests::OpenBare;
 
-// Runs SQL on the file through a connection of its own.
+// Runs SQL through a connection of its own.
 inline void RunSql(const std::string& path, const std::string& sql) {
-  sqlite3* const db = OpenBare(path);
-  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(db);
-  sqlite3_close(db);
+  ASSERT_NO_THROW(tests::ChangeRows(path, sql)) << sql;
 }
 
-// A connection beside that of the store.
 inline std::unique_ptr<Connection> OpenAnother(const std::string& path) {
-  return sqlite::OpenFile(path, false, [](Connection&) {});
+  return tests::OpenBeside(path);
 }
 
 class StoreTest : public testing::Test {
  protected:
-  std::string Path() const { return folder_.File("q.db"); }
+  StoreTest() { Path(); }  // so that a child process has the same
+  std::string Path() const { return folder_.Store("q.db"); }
   EmbeddedDatabase& Db() {
     if (!db_) db_ = OpenDatabase(Path(), true);
     return *db_;

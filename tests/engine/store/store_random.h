@@ -50,7 +50,7 @@ class StoreRandomTest : public PlantTest {
 
   void Begin(unsigned seed) {
     db_.reset();
-    for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    folder_.RemoveStore("q.db");
     MakePlant(*Opened());
     reference_ = {};
     next_subgroup_ = 0;

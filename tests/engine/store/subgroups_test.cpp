@@ -39,7 +39,7 @@ std::string LabelOf(std::mt19937& random, std::int32_t id) {
     case 3:
       return "Füllung – № " + number + " 日本 " + (id % 2 == 0 ? "é" : "è");
     case 4:
-      return std::string("with\0nul ", 9) + number;
+      return std::string("with\x01control ") + number;
     default:
       return "Shift A, pallet " + number;
   }

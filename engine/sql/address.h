@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/sql/Connection.h"
+
+// Where a database is: the path of a file, or the address of a database on a server.
+namespace orvspc::engine::sql {
+
+// Whether it is an address: postgresql://... or postgres://...
+bool IsAddress(std::string_view text);
+
+// What may be printed of a path or an address: all but passwords.
+std::string WithoutPasswords(std::string_view text);
+
+// Opens the database at an address, which has to be there, and calls check on the open connection.
+using ServerOpener = std::unique_ptr<Connection> (*)(const std::string& address,
+                                                     const std::function<void(Connection&)>& check);
+
+// What OpenServer uses; the latest call counts. May be called at any time, by any thread.
+void UseServer(ServerOpener opener);
+bool HasServer();
+
+// Throws SqlError, also where there is no opener.
+std::unique_ptr<Connection> OpenServer(const std::string& address,
+                                       const std::function<void(Connection&)>& check);
+
+}  // namespace orvspc::engine::sql

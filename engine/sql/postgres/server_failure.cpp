@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/sql/postgres/server_failure.h"
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+
+namespace orvspc::engine::sql::postgres {
+namespace {
+
+// By SQLSTATE or its first characters; the first that fits counts.
+constexpr std::pair<std::string_view, SqlError::Kind> kKinds[] = {
+    {"55P03", SqlError::Kind::Locked},  {"40P01", SqlError::Kind::Locked},
+    {"53100", SqlError::Kind::Full},    {"25006", SqlError::Kind::ReadOnly},
+    {"XX001", SqlError::Kind::Damaged}, {"XX002", SqlError::Kind::Damaged},
+    {"23", SqlError::Kind::Constraint}, {"08", SqlError::Kind::Lost},
+    {"57P", SqlError::Kind::Lost},
+};
+
+// Failures whose message alone would not say what to do.
+constexpr std::pair<std::string_view, std::string_view> kExplained[] = {
+    {"42501", "its role may not do this: "},
+    {"53200", "its server has no memory left: "},
+    {"53300", "its server takes no more connections: "},
+    {"57014", "its server stopped the statement: "},
+    {"42P01", "its tables are not all there: "},
+    {"3F000", "its schema is not there: "},
+};
+
+std::string FirstLine(std::string_view text) {
+  return std::string(text.substr(0, text.find('\n')));
+}
+
+std::string Field(const PGresult* result, int field) {
+  const char* text = PQresultErrorField(result, field);
+  return text == nullptr ? std::string() : FirstLine(text);
+}
+
+// Whether the text has a password of the connection in it.
+bool HasSecret(std::string_view text, PGconn* connection) {
+  const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
+                                                                             &PQconninfoFree);
+  for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr;
+       ++option) {
+    const std::string_view keyword = option->keyword;
+    if (option->val == nullptr) continue;
+    const std::string_view value = option->val;
+    // The end of a password with an @ in it.
+    if (keyword == "host" && value.find('@') != value.npos) return true;
+    if (keyword.find("password") == keyword.npos) continue;
+    if (!value.empty() && text.find(value) != text.npos) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+SqlError Lost() { return {SqlError::Kind::Lost, "the connection to its server was lost"}; }
+
+SqlError FailureOf(const PGconn* connection, const PGresult* result) {
+  const auto state = result == nullptr ? std::string() : Field(result, PG_DIAG_SQLSTATE);
+  for (const auto& [start, kind] : kKinds) {
+    if (!state.starts_with(start)) continue;
+    return kind == SqlError::Kind::Lost ? Lost()
+                                        : SqlError(kind, Field(result, PG_DIAG_MESSAGE_PRIMARY));
+  }
+  if (state.empty()) {
+    if (result == nullptr || PQstatus(connection) != CONNECTION_OK) return Lost();
+    return {SqlError::Kind::Other, FirstLine(PQresultErrorMessage(result))};
+  }
+  auto text = Field(result, PG_DIAG_MESSAGE_PRIMARY);
+  for (const auto& [start, explained] : kExplained) {
+    if (state.starts_with(start)) text.insert(0, explained);
+  }
+  return {SqlError::Kind::Other, text};
+}
+
+SqlError ConnectFailureOf(PGconn* connection) {
+  std::string_view text = PQerrorMessage(connection);
+  while (text.ends_with('\n')) text.remove_suffix(1);
+  std::string reason;
+  // The server's own words come after its severity, which may be translated.
+  constexpr std::string_view kFailed = " failed: ";
+  const auto failed = text.rfind(kFailed);
+  if (failed != text.npos) {
+    const auto words = FirstLine(text.substr(failed + kFailed.size()));
+    const auto severity = words.find(":  ");
+    reason = severity == words.npos ? "there is no connection to its server: " + words
+                                    : words.substr(severity + 3);
+  } else {
+    reason = "there is no connection to its server: " + FirstLine(text);
+  }
+  if (HasSecret(reason, connection)) reason = "there is no connection to its server";
+  return {SqlError::Kind::Lost, reason};
+}
+
+}  // namespace orvspc::engine::sql::postgres

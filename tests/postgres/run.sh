@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# The tests of the store, the selection, imports, analyses and the program against a PostgreSQL
+# server of their own: tests/postgres/run.sh FOLDER_OF_THE_TEST_PROGRAMS
+set -euo pipefail
+programs=$(cd "${1:?the folder of the test programs}" && pwd)
+cd "$(dirname "$0")"
+of_files=$(sed '/^#/d; s/ .*//' of_files.txt | paste -sd:)
+
+suites=(engine_sql engine_store engine_import engine engine_charts engine_capability engine_pareto
+        engine_compliance threads host script)
+run_all() {
+  local failed=0 suite
+  for suite in "${suites[@]}"; do
+    timeout 300 "$programs/test_$suite" --gtest_brief=1 --gtest_filter="-$of_files" || failed=1
+  done
+  # Last, since it stops and starts the server.
+  timeout 300 "$programs/test_postgres" --gtest_brief=1 || failed=1
+  return $failed
+}
+export -f run_all
+export programs of_files
+# shellcheck disable=SC2016  # expanded by the inner shell
+./cluster.sh bash -c "$(declare -p suites); run_all"
