@@ -91,8 +91,8 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
   return version > 0 && version < schema::kSchemaVersion;
 }
 
-// Brings the database to the present schema. Looked at again under the write lock: another program may
-// have made it in the meantime. Returns whether it was empty.
+// Brings the database to the present schema. Looked at again under the write lock: another program
+// may have made it in the meantime. Returns whether it was empty.
 bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
   for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
     sql::Transaction transaction(connection, kind);

@@ -89,7 +89,8 @@ std::unique_ptr<OtherEnd> Share(const StreamReader& reader, const Stream& stream
 }
 
 DataSet Join(DataSet ascending, DescendingRuns descending, std::int64_t limit) {
-  auto& [newer, starts] = descending;
+  auto& newer = descending.data;
+  auto& starts = descending.starts;
   if (ascending.subgroups.empty() && starts.size() <= 1) {
     ascending = std::move(newer);
     newer = {};

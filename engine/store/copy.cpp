@@ -2,7 +2,6 @@
 #include "engine/store/copy.h"
 
 #include <algorithm>
-#include <ranges>
 #include <stdexcept>
 #include <string_view>
 
@@ -39,8 +38,9 @@ class Copy {
 
   DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
     if (!IsEmpty(to_)) throw std::runtime_error("the database to copy into holds data already");
-    for (const auto& table : Tables() | std::views::reverse) {
-      to_.Execute("DELETE FROM " + std::string(table.name));
+    const auto tables = Tables();
+    for (auto table = tables.rbegin(); table != tables.rend(); ++table) {
+      to_.Execute("DELETE FROM " + std::string(table->name));
     }
     for (const auto& table : Tables()) CopyTable(table);
     CopySubgroups();

@@ -49,8 +49,8 @@ bool StreamReader::IsSimple(const StreamWalk::Run& run) const {
   constexpr std::int32_t kSpecial = kKeyedState | kFractionState;
   return std::ranges::all_of(
       run.chunk->States().subspan(run.begin, run.Count()), [&](std::int32_t state) {
-        const bool is_asked = conditions_.states == 0 || (conditions_.states & (1 << state)) != 0;
-        return (state & kSpecial) == 0 && is_asked;
+        if ((state & kSpecial) != 0) return false;
+        return conditions_.states == 0 || (conditions_.states & (1 << state)) != 0;
       });
 }
 

@@ -215,9 +215,9 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
     std::ranges::sort(candidates);
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     ForEachOf(db, candidates, [&](const SubgroupFacts& each) {
-      const auto same_time = std::ranges::equal_range(wanted, each.time, {}, time_of);
-      for (const auto place : same_time) {
-        if (subgroups[place].label == each.label) ids[place] = each.id;
+      auto place = std::ranges::lower_bound(wanted, each.time, {}, time_of);
+      for (; place != wanted.end() && time_of(*place) == each.time; ++place) {
+        if (subgroups[*place].label == each.label) ids[*place] = each.id;
       }
     });
   }

@@ -3,9 +3,9 @@
 #include <iostream>
 #include <string>
 
-#include <orvSPCAnalysis6/engine/Embedded.h>
-#include <orvSPCAnalysis6/engine/PostgreSQL.h>
-#include <orvSPCAnalysis6/platform/ExternalFailure.h>
+#include "engine/Embedded.h"
+#include "engine/PostgreSQL.h"
+#include "platform/ExternalFailure.h"
 
 int main() {
   orvspc::AddPostgreSQL();

@@ -26,7 +26,7 @@ TEST_F(ImportKillTest, AnImportOfAMillionRowsIsAllOrNothing) {
 
 TEST_F(ImportIntoKillTest, AHundredKillsLeaveWhatWasThereWithAllOrNothingOfTheFile) {
   KillAtRandom(100, 2);
-  EXPECT_GT(nothing_, 50);  // else no kill came in time
+  EXPECT_GT(nothing_, 20);  // else no kill came in time
 }
 
 }  // namespace

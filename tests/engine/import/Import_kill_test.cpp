@@ -26,7 +26,7 @@ TEST_F(ImportKillTest, AfterAKillTheFileCanBeImportedAgain) {
 
 TEST_F(ImportIntoKillTest, WhatWasThereIsThereWithAllOrNothingOfTheFile) {
   KillAtRandom(10, 1);
-  EXPECT_GT(nothing_, 2);  // else no kill came in time
+  EXPECT_GT(nothing_, 0);  // else no kill came in time
 }
 
 }  // namespace

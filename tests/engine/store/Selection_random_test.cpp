@@ -278,7 +278,7 @@ class SelectionRandom : public StoreTest {
   }
 
   void Compare(const World& world, const RandomSelection& selection, const SelectOptions& options) {
-    const auto expected = Reference(world.records, selection, options).Run();
+    const auto expected = PlainSelection(world.records, selection, options).Run();
     auto info = selection.flat.info;
     const auto data = Select(info, selection.flat.Filter(), options);
     ExpectSelected(expected, info, data);

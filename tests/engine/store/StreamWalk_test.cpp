@@ -142,7 +142,9 @@ TEST_F(StreamWalkTest, DamageNamesStreamAndTimeAndLeavesOtherStreamsReadable) {
     const char* when;
   } places[] = {{"measurement_chunk", "first_time = 0", "from 1970-01-01T00:00:00"},
                 {"measurement", "subgroup = 1002", "at 1970-01-01T02:47:00"}};
-  for (const auto& [table, where, when] : places) {
+  for (const auto& place : places) {
+    const char* const table = place.table;
+    const char* const where = place.where;
     const auto rows = std::string(" ") + table + " WHERE stream = 1 AND " + where;
     const auto update = [&](const std::string& set) {
       RunSql(Path(),
@@ -166,7 +168,7 @@ TEST_F(StreamWalkTest, DamageNamesStreamAndTimeAndLeavesOtherStreamsReadable) {
       EXPECT_NE(failure.find("The values of part1 / process1 / test1 "), std::string::npos)
           << failure;
       if (damage.starts_with("packed")) {
-        EXPECT_NE(failure.find(when), std::string::npos) << failure;
+        EXPECT_NE(failure.find(place.when), std::string::npos) << failure;
       }
       EXPECT_EQ(ReadingFailure(2), "");
       EXPECT_EQ(ReadingFailure(1, 9500, 9600), "") << "other chunks stay readable";

@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -65,33 +72,70 @@ class MigrationTest : public StoreTest {
     written_[stream][key] = std::move(record);
   }
 
+  // That every value and name is there.
+  void ExpectAll() {
+    Opened()->ReadOrThrow([&](Connection& db) {
+      for (const auto& [stream, records] : written_) {
+        std::map<RecordKey, StoredRecord> read;
+        ForEachRecord(db, stream, [&](const RecordView& record) {
+          EXPECT_TRUE(read.emplace(record.Key(), CopyOf(record)).second);
+        });
+        EXPECT_EQ(read, records);
+      }
+      const auto labels = ReadLabels(db, 1, INT32_MAX);
+      ASSERT_EQ(labels.size(), static_cast<std::size_t>(kSubgroups));
+      for (std::int32_t i = 0; i < kSubgroups; ++i) {
+        const auto& [id, label] = labels[static_cast<std::size_t>(i)];
+        EXPECT_EQ(id, i + 1);
+        EXPECT_EQ(label, "S" + std::to_string(id));
+      }
+      EXPECT_GT(Query(db, "SELECT count(*) FROM subgroup_block").RunForInt(), 9);
+      EXPECT_GT(Query(db, "SELECT count(*) FROM measurement_chunk").RunForInt(), 3);
+    });
+  }
+
   static constexpr std::int32_t kSubgroups = 3000;
   std::map<std::int64_t, std::map<RecordKey, StoredRecord>> written_;
 };
 
-TEST_F(MigrationTest, EveryValueAndNameComesForward) {
-  Opened()->ReadOrThrow([&](Connection& db) {
-    for (const auto& [stream, records] : written_) {
-      std::map<RecordKey, StoredRecord> read;
-      ForEachRecord(db, stream, [&](const RecordView& record) {
-        EXPECT_TRUE(read.emplace(record.Key(), CopyOf(record)).second);
-      });
-      EXPECT_EQ(read, records);
+TEST_F(MigrationTest, EveryValueAndNameComesForward) { ExpectAll(); }
+
+// Killed at a random moment and opened again, until it is through.
+TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
+  std::filesystem::copy_file(Path(), folder_.File("old.db"));
+  const auto start = std::chrono::steady_clock::now();
+  Db();
+  const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - start);
+  const auto version = [&] { return OpenAnother(Path())->Mark().version; };
+  std::mt19937 random(2);
+  int former = 0;
+  for (int round = 0; round < 12; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    db_.reset();
+    for (const char* end : {"", "-wal", "-shm", "-journal"}) {
+      std::filesystem::remove(Path() + end);
     }
-    const auto labels = ReadLabels(db, 1, INT32_MAX);
-    ASSERT_EQ(labels.size(), static_cast<std::size_t>(kSubgroups));
-    for (std::int32_t i = 0; i < kSubgroups; ++i) {
-      const auto& [id, label] = labels[static_cast<std::size_t>(i)];
-      EXPECT_EQ(id, i + 1);
-      EXPECT_EQ(label, "S" + std::to_string(id));
+    std::filesystem::copy_file(folder_.File("old.db"), Path());
+    for (int kills = 1 + Below(random, 2); kills > 0; --kills) {
+      const auto child = fork();
+      if (child == 0) _exit(FailureOf([&] { OpenDatabase(Path()); }).empty() ? 0 : 1);
+      std::this_thread::sleep_for(whole * Below(random, 1100) / 1000);
+      kill(child, SIGKILL);
+      int status = 0;
+      ASSERT_EQ(waitpid(child, &status, 0), child);
+      EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+      former += version() == 1 ? 1 : 0;
     }
-    EXPECT_GT(Query(db, "SELECT count(*) FROM subgroup_block").RunForInt(), 9);
-    EXPECT_GT(Query(db, "SELECT count(*) FROM measurement_chunk").RunForInt(), 3);
-  });
+    ExpectAll();
+    if (HasFatalFailure()) return;
+    EXPECT_EQ(version(), 3);
+  }
+  EXPECT_GT(former, 0);  // else no kill came in time
 }
 
 TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
-  const auto& [key, record] = *written_[1].begin();
+  const auto key = written_[1].begin()->first;
   const auto time = platform::IsoText(key.time);
   Import("part,process,test,subgroup,time,value\nRing,Press A,Width,S" +
          std::to_string(key.subgroup) + "," + time + ",1\nRing,Press A,Width,New," + time + ",2\n");

@@ -49,10 +49,10 @@ struct Expected {
   API_DSInfo info{};
 };
 
-class Reference {
+class PlainSelection {
  public:
-  Reference(std::span<const SelectedRecord> records, const RandomSelection& selection,
-            const SelectOptions& options)
+  PlainSelection(std::span<const SelectedRecord> records, const RandomSelection& selection,
+                 const SelectOptions& options)
       : records_(records), selection_(selection), options_(options) {}
 
   Expected Run() const {

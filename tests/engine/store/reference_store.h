@@ -180,6 +180,9 @@ class PlantTest : public StoreTest {
   StoredRecord NewRecord(std::mt19937& random, const RecordKey& key) {
     auto record = RandomRecord(random, key);
     record.context = Below(random, kContexts + 1);
+    if (key.time >= plain_until_ && key.time < plain_from_) return record;
+    for (std::size_t i = 0; i < record.keys.size(); ++i) record.keys[i] = PlainKey(i);
+    record.size = std::floor(record.size);
     return record;
   }
 
@@ -220,6 +223,8 @@ class PlantTest : public StoreTest {
 
   ReferenceStore reference_;
   std::vector<Context> contexts_;
+  // New records before and from then on have neither keys nor fractions.
+  std::int32_t plain_until_ = INT32_MIN, plain_from_ = INT32_MAX;
 };
 
 }  // namespace orvspc::engine::store
