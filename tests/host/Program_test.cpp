@@ -87,6 +87,23 @@ TEST_F(Program, EveryNameOfADatabaseIsTheNameOfAFile) {
   EXPECT_FALSE(Exists("other.db"));
 }
 
+TEST_F(Program, ACopyIsComparedAndDrawsTheSameChart) {
+  Import();
+  const auto copied = Run("copy --db q.db --to copy.db");
+  EXPECT_EQ(copied.status, 0) << copied.err;
+  EXPECT_NE(copied.out.find(" copied and compared\ndigest "), std::string::npos) << copied.out;
+  const std::string chart = " --part Bolt --graph1 individuals --graph2 mr --format json";
+  EXPECT_EQ(Run("chart --db q.db" + chart).out, Run("chart --db copy.db" + chart).out);
+
+  const auto again = Run("copy --db q.db --to copy.db");
+  EXPECT_EQ(again.status, 1);
+  EXPECT_EQ(again.err, "orvspc copy: copy.db: the database to copy into holds data already\n");
+
+  EXPECT_EQ(Run("copy --db q.db --to none.db --part nobody").status, 1);
+  EXPECT_FALSE(Exists("none.db"));
+  EXPECT_EQ(Run("copy --db q.db").status, 2);
+}
+
 TEST_F(Program, ChartOfImportedValuesShowsThePointOutsideInEveryFormat) {
   Import();
   const std::string chart = "chart --db q.db --part Bolt --graph1 individuals --graph2 mr ";
