@@ -21,6 +21,7 @@ cmake --build "$work/build"
 mkdir "$work/made"
 "$work/build/draws_chart" "$work/made" "$source/subgroups.csv"
 "$work/build/without_engine"
+if [ -x "$work/build/opens_server" ]; then "$work/build/opens_server"; fi
 
 refused() {  # program, what the compiler says
   local log=$work/$1.log

@@ -57,6 +57,7 @@ TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
   Import();
   constexpr int kPrograms = 6, kLines = 3000;
   std::string all = ":";
+  std::map<std::string, std::string> addresses;
   for (int i = 0; i < kPrograms; ++i) {
     const std::string name = "part" + std::to_string(i);
     std::string csv = "part,process,test,subgroup,time,value\n";
@@ -64,7 +65,8 @@ TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
       csv += name + ",Lathe,Length," + std::to_string(line) + ",2024-03-" +
              std::to_string(10 + line % 20) + "T00:00:00," + std::to_string(line % 7) + "\n";
     Write(name + ".csv", csv);
-    all += " & { '" ORVSPC_PROGRAM "' import " + name + ".csv --db q.db >" + name +
+    all += " & { '" ORVSPC_PROGRAM "' " +
+           WithAddresses("import " + name + ".csv --db q.db >" + name, addresses) +
            " 2>&1; echo $? >>" + name + "; }";
   }
   Write("all.sh", all + " & wait\n");

@@ -205,6 +205,44 @@ TEST_F(ServerFailureTest, AWriterThatWaitsTooLongSaysSo) {
   EXPECT_EQ(Stored(), 3U);
 }
 
+TEST_F(ServerFailureTest, NoReaderSeesHalfOfWhatManyWritersStore) {
+  constexpr int kWriters = 20, kReaders = 50, kImports = 3, kSubgroups = 40;
+  Import(Values(0, kSubgroups));
+  std::atomic<int> writing = kWriters, halves = 0, readings = 0;
+  std::atomic<int> failed = 0;
+  std::vector<std::thread> threads;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    threads.emplace_back([&, writer] {
+      auto database = QualityDatabase::Open(Path());
+      const auto file = folder_.File("of" + std::to_string(writer) + ".csv");
+      for (int i = 1; i <= kImports; ++i) {
+        auto text = Values(0, kSubgroups);
+        const auto part = "W" + std::to_string(writer) + "x" + std::to_string(i) + ",P,";
+        for (auto at = text.find("A,P,"); at != text.npos; at = text.find("A,P,", at)) {
+          text.replace(at, 4, part);
+        }
+        WriteFile(file, text);
+        if (!FailureOf([&] { database.Import(file, ImportKind::Values); }).empty()) ++failed;
+      }
+      --writing;
+    });
+  }
+  for (int reader = 0; reader < kReaders; ++reader) {
+    threads.emplace_back([&] {
+      const auto database = QualityDatabase::Open(Path());
+      while (writing > 0) {
+        for (const auto& stream : database.Streams()) halves += stream.subgroups != kSubgroups;
+        ++readings;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(halves, 0);
+  EXPECT_GT(readings, kReaders);
+  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 1U + kWriters * kImports);
+}
+
 // By what the server itself reports.
 TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
   Db();

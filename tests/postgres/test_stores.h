@@ -102,14 +102,17 @@ inline void ChangeRows(const std::string& path, std::string sql) {
         {"PRAGMA user_version", "UPDATE orvspc_mark SET version "},
         {" x'", " bytea '\\x"},
         {"(x'", "(bytea '\\x"},
-        {" AS BLOB)", " AS BYTEA)"},
-        {"zeroblob(64)", "decode(repeat('00', 64), 'hex')"}};
+        {" AS BLOB)", " AS BYTEA)"}};
+    constexpr const char* kZeroblob =
+        "CREATE OR REPLACE FUNCTION zeroblob(size integer) RETURNS bytea LANGUAGE sql AS "
+        "$$ SELECT decode(repeat('00', size), 'hex') $$;";
     for (const auto& [ours, theirs] : kSpellings) {
       for (auto at = sql.find(ours); at != sql.npos; at = sql.find(ours, at + theirs.size())) {
         sql.replace(at, ours.size(), theirs);
       }
     }
-    return RunOnServer(path, "SET session_replication_role = replica;" + sql);
+    return RunOnServer(path,
+                       std::string(kZeroblob) + "SET session_replication_role = replica;" + sql);
   }
   sqlite3* const db = OpenBare(path);
   const bool done = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
