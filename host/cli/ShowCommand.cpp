@@ -108,8 +108,8 @@ const Kind kKinds[] = {
     {"EventData", kStored, ShowEvents},
 };
 
-// A text of UTF-16 in UTF-8, also where its declaration names the encoding; nothing for what is no
-// UTF-16.
+// A text of UTF-16 in UTF-8, without its declaration, which may name the encoding; nothing for what
+// is no UTF-16.
 std::optional<std::string> FromUtf16(std::string_view bytes, bool low_byte_first) {
   std::u16string units;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
@@ -119,10 +119,8 @@ std::optional<std::string> FromUtf16(std::string_view bytes, bool low_byte_first
   }
   std::string text = platform::ToUtf8(units);
   if (bytes.size() % 2 != 0 || platform::ToUtf16(text) != units) return std::nullopt;
-  const auto declaration = text.starts_with("<?xml") ? text.find("?>") : 0;
-  for (const std::string_view name : {"UTF-16", "utf-16"})
-    if (const auto at = text.find(name); at < declaration) text.replace(at, name.size(), "UTF-8");
-  return text;
+  const auto end = text.starts_with("<?xml ") ? text.find("?>") : std::string::npos;
+  return end == std::string::npos ? text : text.substr(end + 2);
 }
 
 // The text of a file in UTF-8: a host's way to write every letter may be UTF-16, which begins with

@@ -217,7 +217,7 @@ TEST_F(Program, ShowTakesAChartInUtf16WithAByteOrderMark) {
   ASSERT_NE(drawn, "");
   for (const std::string declaration :
        {"", "<?xml version=\"1.0\"?>\r\n", "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n",
-        "<?xml version='1.0' encoding='utf-16'?>"}) {
+        "<?xml version='1.0' encoding='utf-16BE'?>"}) {
     for (const bool low_byte_first : {true, false}) {
       Write("w.xml", InUtf16(declaration + xml, low_byte_first));
       const Outcome outcome = Run("show w.xml");

@@ -2,6 +2,9 @@
 rem Registers the component and its engine for all users. Run it as an administrator. Where a DLL is
 rem missing or cannot be loaded, nothing is changed: what was registered before goes on working.
 setlocal
+for %%d in (orwDBLib6 orwCtrlChrt6 orwCapAna6 orwPareto6 orwSReqCompliance) do (
+  if not exist "%~dp0%%d.dll" goto unchanged
+)
 call :check orvSPCAnalysis6.dll
 if errorlevel 1 goto unchanged
 call :check orvEngine.dll
@@ -9,8 +12,10 @@ if errorlevel 1 goto unchanged
 set before=
 reg query "HKCR\orvSPCAnalysis6.CCAnalysis\CLSID" >nul 2>&1
 if not errorlevel 1 set before=yes
+set failed=orvSPCAnalysis6.dll
 regsvr32 /s "%~dp0orvSPCAnalysis6.dll"
-if errorlevel 1 goto unchanged
+if errorlevel 1 goto half
+set failed=orvEngine.dll
 regsvr32 /s "%~dp0orvEngine.dll"
 if errorlevel 1 goto half
 echo orvSPCAnalysis6 @PROJECT_VERSION@ is registered in "%~dp0"
@@ -18,7 +23,7 @@ if not "%~1"=="/q" pause
 exit /b 0
 :half
 if defined before goto mixed
-regsvr32 /s /u "%~dp0orvSPCAnalysis6.dll"
+if %failed%==orvEngine.dll regsvr32 /s /u "%~dp0orvSPCAnalysis6.dll"
 :unchanged
 echo The DLLs in "%~dp0" could not be registered. Either this was not started as an
 echo administrator, or a DLL is missing there or is for the other width of Windows.
@@ -26,7 +31,7 @@ echo Nothing was changed.
 if not "%~1"=="/q" pause
 exit /b 1
 :mixed
-echo Of the DLLs in "%~dp0" orvEngine.dll could not be registered, the other one was.
+echo Of the DLLs in "%~dp0" %failed% could not be registered.
 echo Run the register.cmd of the folder that was registered before, to have both from there.
 if not "%~1"=="/q" pause
 exit /b 1
