@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "frame/XMLSupport.h"
 #include "host/cli/Analysis.h"
 #include "host/render/capability/Capability.h"
@@ -6,6 +10,8 @@
 #include "host/render/data/DataReading.h"
 #include "host/render/events/Events.h"
 #include "host/render/pareto/Pareto.h"
+#include "platform/FixedText.h"
+#include "platform/Utf8.h"
 
 namespace orvspc::cli {
 
@@ -102,10 +108,44 @@ const Kind kKinds[] = {
     {"EventData", kStored, ShowEvents},
 };
 
+// A text of UTF-16 in UTF-8, also where its declaration names the encoding; nothing for what is no
+// UTF-16.
+std::optional<std::string> FromUtf16(std::string_view bytes, bool low_byte_first) {
+  std::u16string units;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const auto low = static_cast<unsigned char>(bytes[low_byte_first ? i : i + 1]);
+    const auto high = static_cast<unsigned char>(bytes[low_byte_first ? i + 1 : i]);
+    units.push_back(static_cast<char16_t>(high << 8 | low));
+  }
+  std::string text = platform::ToUtf8(units);
+  if (bytes.size() % 2 != 0 || platform::ToUtf16(text) != units) return std::nullopt;
+  const auto declaration = text.starts_with("<?xml") ? text.find("?>") : 0;
+  for (const std::string_view name : {"UTF-16", "utf-16"})
+    if (const auto at = text.find(name); at < declaration) text.replace(at, name.size(), "UTF-8");
+  return text;
+}
+
+// The text of a file in UTF-8: a host's way to write every letter may be UTF-16, which begins with
+// a byte order mark.
+std::string ReadXml(const std::string& file) {
+  std::string text = ReadFile(file);
+  const bool low_byte_first = text.starts_with("\xFF\xFE");
+  if (low_byte_first || text.starts_with("\xFE\xFF")) {
+    const auto read = FromUtf16(std::string_view(text).substr(2), low_byte_first);
+    if (!read) throw Refusal(file + ": is no UTF-16, which its byte order mark says");
+    return *read;
+  }
+  char32_t point = 0;
+  for (std::size_t at = 0; at < text.size();)
+    if (!platform::TakeUtf8(text, at, point))
+      throw Refusal(file + ": is no UTF-8, and no UTF-16 with a byte order mark");
+  return text;
+}
+
 int Run(const Arguments& arguments, Console& console) {
   if (arguments.Positional().empty()) throw Misuse("which file? FILE.xml is missing");
   const std::string& file = arguments.Positional()[0];
-  const std::string text = ReadFile(file);
+  const std::string text = ReadXml(file);
   const auto document = XMLSupport::MakeXMLDocument();
   const auto root = document->LoadXml(text) ? document->Root() : platform::XmlNode();
   const std::string name = root ? document->Name(root) : std::string();
@@ -129,7 +169,8 @@ Command ShowCommand() {
           "FILE.xml [OPTIONS]",
           "A stored result or object, without a database",
           "Takes the root elements " + Joined(roots) +
-              ".\nFormats: text, json, xml; of results svg and html too.",
+              ".\nThe file is UTF-8, or UTF-16 with a byte order mark.\n"
+              "Formats: text, json, xml; of results svg and html too.",
           "orvspc show chart.xml -o chart.svg",
           Together(kOutputOptions),
           Run,

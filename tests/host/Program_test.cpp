@@ -9,9 +9,12 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
+#include "platform/FixedText.h"
 #include "platform/TimeText.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
@@ -195,6 +198,63 @@ TEST_F(Program, StoredDataIsShownWithoutADatabase) {
   EXPECT_EQ(document.At("TotalSubgroups").number, 3);
   EXPECT_EQ(document.At("Subgroups[2].Tests[0].Val").number, 20);
   EXPECT_EQ(Run("show d.xml --format xml").out, Text(folder_.File("d.xml")));
+}
+
+// The units of a text with their byte order mark.
+std::string InUtf16(const std::string& text, bool low_byte_first) {
+  std::string bytes;
+  for (const char16_t unit : u'\uFEFF' + platform::ToUtf16(text)) {
+    const char low = static_cast<char>(unit & 0xFF), high = static_cast<char>(unit >> 8);
+    bytes += {low_byte_first ? low : high, low_byte_first ? high : low};
+  }
+  return bytes;
+}
+
+TEST_F(Program, ShowTakesAChartInUtf16WithAByteOrderMark) {
+  Import();
+  ASSERT_EQ(Run("chart --db q.db -o c.xml").status, 0);
+  const std::string xml = Text(folder_.File("c.xml")), drawn = Run("show c.xml").out;
+  ASSERT_NE(drawn, "");
+  for (const std::string declaration :
+       {"", "<?xml version=\"1.0\"?>\r\n", "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n",
+        "<?xml version='1.0' encoding='utf-16'?>"}) {
+    for (const bool low_byte_first : {true, false}) {
+      Write("w.xml", InUtf16(declaration + xml, low_byte_first));
+      const Outcome outcome = Run("show w.xml");
+      EXPECT_EQ(outcome.status, 0) << declaration << outcome.err;
+      EXPECT_EQ(outcome.out, drawn) << declaration;
+    }
+  }
+  // Letters of two, three and four bytes, and the name of the encoding where it is none.
+  const std::string name = "Gr\xC3\xB6\xC3\x9F\x65 \xE2\x82\xAC \xF0\x9F\x98\x80 UTF-16";
+  const std::string bins = "<PABins><PABin ID=\"1\" Name=\"" + name +
+                           "\" BinCount=\"3\" Factor=\"3\" Value=\"3\" Percent=\"100\" Total=\"3\" "
+                           "Yield=\"0\" PPK=\"0\" Flag=\"0\" SGroupID=\"0\"/></PABins>";
+  Write("w.xml", InUtf16(bins, true));
+  const Outcome wide = Run("show w.xml --format json");
+  ASSERT_EQ(wide.status, 0) << wide.err;
+  EXPECT_EQ(ParseJson(wide.out).At("Bins[0].Name").text, name);
+}
+
+TEST_F(Program, ShowSaysThatAFileIsNoUtf8) {
+  const std::string text = "<DataSelect MaximumItems=\"7\"/>";
+  const std::string wide = InUtf16(text, true);
+  const std::string no_utf8 = "r.xml: is no UTF-8, and no UTF-16 with a byte order mark\n";
+  const std::string no_utf16 = "r.xml: is no UTF-16, which its byte order mark says\n";
+  for (const auto& [bytes, says] : std::vector<std::pair<std::string, std::string>>{
+           {"<DataSelect x=\"Gr\xF6\xDF"
+            "e\"/>",
+            no_utf8},
+           {wide + "x", no_utf16},
+           {wide + std::string("\x00\xD8", 2), no_utf16}}) {
+    Write("r.xml", bytes);
+    const Outcome outcome = Run("show r.xml");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "orvspc show: " + says);
+  }
+  // Without the mark an encoding that the text does not have is still refused.
+  Write("r.xml", "<?xml version='1.0' encoding='UTF-16'?>" + text);
+  EXPECT_EQ(Run("show r.xml").status, 1);
 }
 
 TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {

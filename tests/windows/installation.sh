@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The archive, unpacked into a folder with a blank in its name, registers itself, draws, and leaves
-# nothing in the registry, whichever DLL is missing. Run by tests/windows/run.sh.
+# nothing in the registry, whichever DLL is missing; what was registered before from another folder
+# then stays. Run by tests/windows/run.sh.
 set -euo pipefail
 : "${ORVSPC_WORK:?run by tests/windows/run.sh}"
 archives=("$(dirname "${ORVSPC_WINDOWS:?run by tests/windows/run.sh}")"/orvSPCAnalysis6-*-win64.zip)
@@ -11,6 +12,7 @@ if [ ${#archives[@]} -ne 1 ] || [ ! -f "${archives[0]}" ]; then
 fi
 cd "$ORVSPC_WORK"
 python3 -m zipfile -e "${archives[0]}" "Program Files"
+cp -r "Program Files" older
 cd "Program Files"/*
 
 # Each class with its server; the path is the one that the archive was unpacked to.
@@ -20,6 +22,14 @@ registered() {
     wine reg query "HKCR\\$class\\CLSID" >/dev/null 2>&1 && echo "$class"
   done
   return 0
+}
+# The paths of the two servers.
+servers() {
+  local class id
+  for class in orvSPCAnalysis6.CCAnalysis orvEngine.Database; do
+    id=$(wine reg query "HKCR\\$class\\CLSID" /ve | tr -d '\r' | grep -o '{.*}')
+    wine reg query "HKCR\\CLSID\\$id\\InprocServer32" /ve | tr -d '\r' | sed -n 's/.*REG_SZ *//p'
+  done
 }
 expect() {  # what expected found
   if [ "$2" != "$3" ]; then
@@ -70,4 +80,33 @@ for missing in orvSPCAnalysis6.dll orvEngine.dll; do
   expect "after register.cmd without $missing" "" "$(registered)"
   mv kept.dll $missing
 done
+# An engine that loads, but cannot be registered.
+mv orvEngine.dll kept.dll
+cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll
+fails register.cmd 'could not be registered'
+expect "after register.cmd with an engine that cannot be registered" "" "$(registered)"
+mv kept.dll orvEngine.dll
+
+# What was registered before, of another folder, stays as it is.
+trap '(cd "$ORVSPC_WORK"/older/* && wine cmd /c unregister.cmd /q >/dev/null)' EXIT
+(cd ../../older/* && wine cmd /c register.cmd /q)
+before=$(servers)
+[ "$(grep -c 'older' <<<"$before")" = 2 ] || { echo "not the older ones: $before"; exit 1; }
+for missing in orvSPCAnalysis6.dll orvEngine.dll; do
+  mv $missing kept.dll
+  fails register.cmd 'could not be registered' 'Nothing was changed'
+  expect "the older ones after register.cmd without $missing" "$before" "$(servers)"
+  echo "no DLL" >$missing
+  fails register.cmd 'could not be registered' 'Nothing was changed'
+  expect "the older ones after register.cmd with a damaged $missing" "$before" "$(servers)"
+  mv kept.dll $missing
+done
+mv orvEngine.dll kept.dll
+cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll
+fails register.cmd 'orvEngine.dll could not be registered' 'the folder that was registered before'
+mv kept.dll orvEngine.dll
+(cd ../../older/* && wine cmd /c register.cmd /q)
+expect "the older ones again" "$before" "$(servers)"
+(cd ../../older/* && wine cmd /c unregister.cmd /q)
+expect "after unregister.cmd of the older ones" "" "$(registered)"
 trap - EXIT

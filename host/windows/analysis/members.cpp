@@ -48,11 +48,11 @@ struct Cells {
   LONG lower = 0;
 };
 
-// A copy of an array of 32-bit integers; a null one was never dimensioned. Fails with 13 for
-// another array.
+// A copy of an array of 32-bit integers; a null one, and one of no dimension, was never
+// dimensioned. Fails with 13 for another array.
 Cells TakeCells(SAFEARRAY* host) {
   Cells cells;
-  if (host == nullptr) return cells;
+  if (host == nullptr || SafeArrayGetDim(host) == 0) return cells;
   if (SafeArrayGetDim(host) != 1 || SafeArrayGetElemsize(host) != sizeof(std::int32_t))
     com::FailTypeMismatch();
   LONG upper = 0;
@@ -104,10 +104,13 @@ STDMETHODIMP DataSelectAdapter::API_GetData(::API_DSInfo* ds_info, SAFEARRAY** d
                                             VARIANT_BOOL* result) {
   return Get(result, [&](auto& o) {
     Record info(ds_info);
-    Traced("DataSelect.API_GetData", [&] { NeedReplaceable(Given(ds_filter)); });
+    SAFEARRAY*& cells = Traced(
+        "DataSelect.API_GetData", [&]() -> auto& { return Given(ds_filter); });
     Array<std::int32_t> filter;
     const bool done = o.API_GetData(info, filter);
-    StoreCells(*ds_filter, filter);
+    // Deliberate: the record is filled where the array cannot be.
+    Traced("DataSelect.API_GetData", [&] { NeedReplaceable(cells); });
+    StoreCells(cells, filter);
     return done;
   });
 }

@@ -2,6 +2,7 @@
 #include "host/windows/engine/Objects.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -14,6 +15,7 @@ namespace orvspc::windows::engine {
 namespace {
 
 constexpr std::int32_t kRefused = -2147221504;
+constexpr std::size_t kMaxNotes = 100'000;  // of imports
 
 [[noreturn]] void Refuse(std::string description) {
   throw platform::ExternalFailure(kRefused, "orvEngine", std::move(description));
@@ -54,6 +56,12 @@ std::int32_t Database::Import(std::string_view File, std::string_view Kind) {
   const auto kind = KindOf(ImportKindFromWord(Kind), "import", Kind, words);
   ImportReport report = database.Import(std::string(File), kind);
   std::ranges::move(report.notes, std::back_inserter(notes_));
+  // A host that never asks for them must not run out of memory.
+  if (notes_.size() > kMaxNotes) {
+    const auto oldest = notes_.size() / 2;
+    notes_.erase(notes_.begin(), notes_.begin() + static_cast<std::ptrdiff_t>(oldest));
+    notes_left_out_ += oldest;
+  }
   return static_cast<std::int32_t>(std::min<std::int64_t>(report.rows, INT32_MAX));
 }
 
@@ -82,8 +90,11 @@ std::string Database::FailureText() { return failure_.description; }
 std::string Database::TakeNotes() {
   std::vector<Note> notes = Opened().Database()->TakeReport().notes;
   notes.insert(notes.begin(), notes_.begin(), notes_.end());
-  notes_.clear();
   std::string lines;
+  if (notes_left_out_ != 0)
+    lines = "notes-cut: " + std::to_string(notes_left_out_) +
+            " notes that came before are left out.\r\n";
+  ForgetNotes();
   for (const auto& note : notes) lines += note.code + ": " + note.Sentence() + "\r\n";
   return lines;
 }
@@ -107,7 +118,12 @@ std::int32_t Database::FindDescriptor(std::int32_t Group, std::string_view Name)
 void Database::Use(QualityDatabase database) {
   database_ = std::move(database);
   failure_ = {};
+  ForgetNotes();
+}
+
+void Database::ForgetNotes() {
   notes_.clear();
+  notes_left_out_ = 0;
 }
 
 QualityDatabase& Database::Opened() {

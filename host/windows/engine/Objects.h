@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -46,7 +47,8 @@ class Database : public platform::Database {
   std::string FailureText();
 
   // Takes what imports into this database, and the analyses of this thread on it, reported: a line
-  // "code: sentence" for each note. Empty without any.
+  // "code: sentence" for each note. Empty without any. Of many notes of imports the oldest half is
+  // left out, and a line "notes-cut" counts them.
   std::string TakeNotes();
 
   // Identifiers by name, as Find: of a group of items, of a group of descriptors, and of a
@@ -58,10 +60,12 @@ class Database : public platform::Database {
  private:
   QualityDatabase& Opened();
   void Use(QualityDatabase database);
+  void ForgetNotes();
 
   std::optional<QualityDatabase> database_;
   EmbeddedDatabase::Failure failure_;  // the one taken
   std::vector<Note> notes_;            // of imports
+  std::size_t notes_left_out_ = 0;     // of those, the oldest
 };
 
 // The trimmer of the embedded platform for a text of automation.

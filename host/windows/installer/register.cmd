@@ -1,17 +1,40 @@
 @echo off
-rem Registers the component and its engine for all users: both or none. Run it as an administrator.
+rem Registers the component and its engine for all users. Run it as an administrator. Where a DLL is
+rem missing or cannot be loaded, nothing is changed: what was registered before goes on working.
 setlocal
-regsvr32 /s "%~dp0orvEngine.dll"
-if errorlevel 1 goto failed
+call :check orvSPCAnalysis6.dll
+if errorlevel 1 goto unchanged
+call :check orvEngine.dll
+if errorlevel 1 goto unchanged
+set before=
+reg query "HKCR\orvSPCAnalysis6.CCAnalysis\CLSID" >nul 2>&1
+if not errorlevel 1 set before=yes
 regsvr32 /s "%~dp0orvSPCAnalysis6.dll"
+if errorlevel 1 goto unchanged
+regsvr32 /s "%~dp0orvEngine.dll"
 if errorlevel 1 goto half
 echo orvSPCAnalysis6 @PROJECT_VERSION@ is registered in "%~dp0"
 if not "%~1"=="/q" pause
 exit /b 0
 :half
-regsvr32 /s /u "%~dp0orvEngine.dll"
-:failed
+if defined before goto mixed
+regsvr32 /s /u "%~dp0orvSPCAnalysis6.dll"
+:unchanged
 echo The DLLs in "%~dp0" could not be registered. Either this was not started as an
 echo administrator, or a DLL is missing there or is for the other width of Windows.
+echo Nothing was changed.
 if not "%~1"=="/q" pause
 exit /b 1
+:mixed
+echo Of the DLLs in "%~dp0" orvEngine.dll could not be registered, the other one was.
+echo Run the register.cmd of the folder that was registered before, to have both from there.
+if not "%~1"=="/q" pause
+exit /b 1
+rem Whether the DLL is there and can be loaded. With /n and /i regsvr32 loads it without registering
+rem it; 3 says that it could not.
+:check
+if not exist "%~dp0%~1" exit /b 1
+regsvr32 /s /n /i "%~dp0%~1"
+if errorlevel 4 exit /b 0
+if errorlevel 3 exit /b 1
+exit /b 0

@@ -3,7 +3,7 @@ rem Takes the component and its engine out of the registry, one even where the o
 rem an administrator, before the folder is moved or deleted.
 setlocal
 set failed=
-for %%d in (orvSPCAnalysis6.dll orvEngine.dll) do call :unregister "%~dp0%%d"
+for %%d in (orvSPCAnalysis6.dll orvEngine.dll) do call :unregister %%d
 if defined failed goto failed
 echo orvSPCAnalysis6 @PROJECT_VERSION@ is no longer registered
 if not "%~1"=="/q" pause
@@ -15,6 +15,6 @@ echo width of Windows.
 if not "%~1"=="/q" pause
 exit /b 1
 :unregister
-regsvr32 /s /u "%~1"
-if errorlevel 1 set failed=%failed% %~nx1
+regsvr32 /s /u "%~dp0%~1"
+if errorlevel 1 set failed=%failed% %~1
 exit /b 0

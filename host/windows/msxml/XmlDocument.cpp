@@ -99,7 +99,9 @@ class Document final : public platform::XmlDocument {
     Pointer<IXMLDOMElement> root;
     Call(object_.Get(), &IXMLDOMDocument::get_documentElement, root.Receive());
     if (!root) return false;
-    has_prefixes_ = text.find("xmlns:") != std::string_view::npos;
+    // The prefix xml needs no declaration.
+    has_prefixes_ = text.find("xmlns:") != std::string_view::npos ||
+                    text.find("xml:") != std::string_view::npos;
     root_ = &Add(std::move(root), nullptr);
     root_->knows_next = true;
     return true;
@@ -320,7 +322,7 @@ class Document final : public platform::XmlDocument {
   std::deque<Element> elements_;
   std::deque<std::string> texts_;
   Element* root_ = nullptr;
-  bool has_prefixes_ = false;  // the text that was read declares some
+  bool has_prefixes_ = false;  // the text that was read may have some
 };
 
 }  // namespace

@@ -318,8 +318,10 @@ void FilterArrays() {
   {
     FilterArray locked(VT_I4, {{4, 0}});
     SafeArrayLock(locked.array);
+    info = {};
     Fails("API_GetData into a locked array", select->API_GetData(&info, &locked.array, &done),
           Plain(10), 10, "DataSelect.API_GetData|orvSPCAnalysis6", "This array is fixed or locked");
+    Claim("the record is filled before that", info.Count == 25);
     Claim("the locked array is kept", locked.IsKept());
     Claim("a locked array is read", SUCCEEDED(select->API_SetData(&info, &locked.array, &done)));
     SafeArrayUnlock(locked.array);
@@ -352,6 +354,23 @@ void FilterArrays() {
           select->API_SetData(&info, &wrong.array, &done), Plain(row.number), row.number,
           "DataSelect.API_SetData|orvSPCAnalysis6", row.description);
     Claim("the array is kept: " + std::string(row.what), wrong.IsKept());
+  }
+  {
+    SAFEARRAY without{};  // of no dimension
+    without.cbElements = sizeof(LONG);
+    SAFEARRAY* none = &without;
+    long items = 0;
+    info.Count = 9;
+    Claim("API_SetData without cells", SUCCEEDED(from->API_SetData(&info, &none, &done)));
+    from->get_MaximumItems(&items);
+    Claim("the fields are stored without cells", items == 9);
+    info.AllPart = 0;
+    info.Count = 10;
+    Fails("API_SetData with a limit and without cells", from->API_SetData(&info, &none, &done),
+          Plain(9), 9, "DataSelect.API_SetData|DataSelect.LoadDescriptors|orvSPCAnalysis6",
+          "Subscript out of range");
+    from->get_MaximumItems(&items);
+    Claim("the fields before are stored without cells", items == 10);
   }
   // A selection that cannot be given.
   const auto descriptors =
