@@ -80,6 +80,9 @@ if(ORVSPC_POSTGRESQL)
                         GTest::gtest_main)
   target_include_directories(test_postgres PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(test_postgres PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
+  if(TARGET orvspc)
+    add_dependencies(test_postgres orvspc)
+  endif()
 endif()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before

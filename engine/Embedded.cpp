@@ -12,6 +12,7 @@
 #include "engine/compliance/ComplianceLibrary.h"
 #include "engine/dom/Dom.h"
 #include "engine/pareto/ParetoLibrary.h"
+#include "engine/sql/address.h"
 #include "engine/store/DatabaseLibrary.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/logs.h"
@@ -338,6 +339,10 @@ class OpenedDatabase final : public EmbeddedDatabase {
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create) {
   return std::make_shared<engine::OpenedDatabase>(
       std::make_shared<engine::store::SqlStore>(engine::store::OpenConnection(path, create), path));
+}
+
+std::string WithoutPasswords(const std::string& path) {
+  return engine::sql::WithoutPasswords(path);
 }
 
 std::shared_ptr<platform::Platform> EmbeddedPlatform() {

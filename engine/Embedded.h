@@ -11,7 +11,8 @@
 #include "platform/Platform.h"
 #include "platform/Reports.h"
 
-// The embedded engine as hosts see it: one SQLite file is a quality database.
+// The embedded engine as hosts see it: one SQLite file is a quality database, or with
+// engine/PostgreSQL.h a database on a server.
 namespace orvspc {
 
 // An open quality database. Closing it (the last reference) makes its handle refused.
@@ -41,6 +42,9 @@ std::shared_ptr<platform::Platform> EmbeddedPlatform();
 // platform::ExternalFailure with file and reason: not there, no database, a newer schema, locked,
 // damaged; with create also what may only be read, without it that of an older schema.
 std::shared_ptr<EmbeddedDatabase> OpenDatabase(const std::string& path, bool create = false);
+
+// What may be printed of the path or the address of a database: all but passwords.
+std::string WithoutPasswords(const std::string& path);
 
 // A failure that could not leave a constructor.
 struct LoggedFailure {

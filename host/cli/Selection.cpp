@@ -77,7 +77,7 @@ void AddDimension(const Dimension& dimension, const Arguments& arguments,
     const auto id = database.Find(dimension.kind, name);
     if (!id)
       throw Refusal("no " + word + " is called " + Quoted(name) + " (orvspc list " + word +
-                    " --db " + system::ShellWord(arguments.Required(kDatabase)) +
+                    " --db " + system::ShellWord(WithoutPasswords(arguments.Required(kDatabase))) +
                     " shows the names)");
     descriptor->AddItemID(*id);
   }

@@ -54,18 +54,19 @@ class ProgramTest : public testing::Test {
     std::ofstream(folder_.File(name), std::ios::binary) << text;
   }
 
-  // On a server, the databases of the options --db are named by their addresses.
+  // On a server, the databases of the options --db and --to are named by their addresses.
   std::string WithAddresses(std::string arguments, std::map<std::string, std::string>& addresses) {
-    constexpr std::string_view kOption = "--db ";
-    for (auto at = arguments.find(kOption); tests::OnServer() && at != arguments.npos;
-         at = arguments.find(kOption, at + 1)) {
-      const auto from = at + kOption.size();
-      const auto name = arguments.substr(from, arguments.find(' ', from) - from);
-      // Those in a folder are of the demo, which makes files.
-      if (!name.ends_with(".db") || name.find('/') != name.npos) continue;
-      const auto address = folder_.Store(name);
-      addresses[address] = name;
-      arguments.replace(from, name.size(), "'" + address + "'");
+    for (const std::string_view option : {"--db ", "--to "}) {
+      for (auto at = arguments.find(option); tests::OnServer() && at != arguments.npos;
+           at = arguments.find(option, at + 1)) {
+        const auto from = at + option.size();
+        const auto name = arguments.substr(from, arguments.find(' ', from) - from);
+        // Those in a folder are of the demo, which makes files.
+        if (!name.ends_with(".db") || name.find('/') != name.npos) continue;
+        const auto address = folder_.Store(name);
+        addresses[address] = name;
+        arguments.replace(from, name.size(), "'" + address + "'");
+      }
     }
     return arguments;
   }

@@ -109,6 +109,21 @@ TEST_F(ServerFailureTest, APasswordThatIsTakenForAHostIsHidden) {
             "postgresql://eve@/quality: there is no connection to its server");
 }
 
+TEST_F(ServerFailureTest, TheProgramPrintsNoPassword) {
+  Import(Values(0, 3));
+  const auto out = folder_.File("out");
+  for (const char* command : {"chart --part nobody", "list nonsense", "chart --graph1 nonsense",
+                              "import /nowhere.csv", "chart --max 5", "set time_zone nonsense"}) {
+    const auto line = "'" ORVSPC_PROGRAM "' " + std::string(command) + " --db '" +
+                      As("postgres:hush") + "' >'" + out + "' 2>&1";
+    [[maybe_unused]] const int status = std::system(line.c_str());
+    std::ifstream file(out);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(text, "") << command;
+    EXPECT_EQ(text.find("hush"), text.npos) << text;
+  }
+}
+
 TEST_F(ServerFailureTest, OnlyDatabasesOfUtf8AndOursAreUsed) {
   Psql("CREATE DATABASE ascii ENCODING 'SQL_ASCII' TEMPLATE template0", "postgres");
   EXPECT_NE(OpeningFailure(AddressOf("postgres", "ascii"), true)
@@ -191,6 +206,24 @@ TEST_F(ServerFailureTest, WhatTakesNoWritingIsReadAllTheSame) {
   const auto failure = Checked(FailureOf([&] { read.Set("time_zone", "+02:00"); }));
   EXPECT_NE(failure.find("may not be written to"), std::string::npos) << failure;
   EXPECT_EQ(read.Setting("time_zone"), "UTC");
+}
+
+TEST_F(ServerFailureTest, AStandbyIsReadAndNotWritten) {
+  Import(Values(0, 300));
+  Control("ORVSPC_TEST_STANDBY");
+  auto standby = Path();
+  const auto server = Environment("ORVSPC_TEST_SERVER");
+  standby.replace(standby.find(server), server.size(), server + "/standby");
+  const auto database = OpenDatabase(standby);
+  SqlStoreOf(*database)->Sharing().from = 50;
+  FlatSelection all;
+  DataSet data;
+  EXPECT_TRUE(SqlStoreOf(*database)->Select(all.info, all.Filter(), {}, data));
+  EXPECT_EQ(data.subgroups.size(), 300U);
+  auto read = QualityDatabase(database);
+  const auto failure = Checked(FailureOf([&] { read.Set("time_zone", "+02:00"); }));
+  EXPECT_EQ(Reason(failure), "may not be written to");
+  EXPECT_EQ(read.Streams().size(), 1U);
 }
 
 TEST_F(ServerFailureTest, AWriterThatWaitsTooLongSaysSo) {

@@ -7,6 +7,8 @@
 #                       "postgres" that may do anything
 #   ORVSPC_TEST_STORE   the address of that database
 #   ORVSPC_TEST_STOP, ORVSPC_TEST_START, ORVSPC_TEST_KILL  commands for the server
+#   ORVSPC_TEST_STANDBY  a command that makes a standby of it, whose socket is in the folder
+#                        "standby" beside that of the server
 set -euo pipefail
 
 bin=$(find /usr/lib/postgresql -mindepth 2 -maxdepth 2 -name bin 2>/dev/null | sort -V | tail -n 1)
@@ -28,6 +30,9 @@ fi
 chmod 755 "$folder"
 
 stop() {
+  if [ -d "$folder/standby" ]; then
+    (cd / && "${as[@]}" "$(command -v pg_ctl)" -D "$folder/standby" -m immediate -s stop) >/dev/null 2>&1 || true
+  fi
   (cd / && "${as[@]}" "$(command -v pg_ctl)" -D "$folder/data" -m immediate -s stop) >/dev/null 2>&1 || true
   rm -rf "$folder"
 }
@@ -40,6 +45,7 @@ cat >>"$folder/data/postgresql.conf" <<EOF
 listen_addresses = ''
 unix_socket_directories = '$folder'
 max_connections = 200
+dynamic_shared_memory_type = mmap
 EOF
 pg_ctl=$(command -v pg_ctl)
 control="cd '$folder' && ${as[*]} '$pg_ctl' -D '$folder/data' -l '$folder/server.log' -s -w"
@@ -47,6 +53,9 @@ control="cd '$folder' && ${as[*]} '$pg_ctl' -D '$folder/data' -l '$folder/server
 export ORVSPC_TEST_START="for i in 1 2 3 4 5 6 7 8 9; do $control start && break || sleep 0.3; done"
 export ORVSPC_TEST_STOP="$control -m fast stop"
 export ORVSPC_TEST_KILL="kill -9 \$(head -n 1 '$folder/data/postmaster.pid')"
+export ORVSPC_TEST_STANDBY="cd '$folder' && ${as[*]} '$(command -v pg_basebackup)' -h '$folder' -U postgres \
+  -D '$folder/standby' -R -c fast && echo \"unix_socket_directories = '$folder/standby'\" >>'$folder/standby/postgresql.conf' &&
+  ${as[*]} '$pg_ctl' -D '$folder/standby' -l '$folder/standby.log' -s -w start && chmod 711 '$folder/standby'"
 (eval "$ORVSPC_TEST_START")
 psql -q -h "$folder" -U postgres -d postgres -c "CREATE DATABASE quality"
 export ORVSPC_TEST_SERVER=$folder
