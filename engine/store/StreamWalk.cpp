@@ -96,7 +96,7 @@ void StreamWalk::Fill(Source& source) {
 }
 
 // Hands out the next records of a source in the direction of the walk.
-StreamWalk::Run StreamWalk::Take(Source& source, std::size_t count) {
+StreamWalk::Run StreamWalk::Take(Source& source, std::size_t count) const {
   Run run{&source.chunk, source.begin, source.end};
   if (forward_) {
     run.end = source.begin += count;

@@ -59,7 +59,7 @@ class StreamWalk {
     bool IsEmpty() const { return begin == end; }
   };
   void Fill(Source& source);
-  Run Take(Source& source, std::size_t count);
+  Run Take(Source& source, std::size_t count) const;
   RecordView NextOf(const Source& source) const {
     return source.chunk.Record(forward_ ? source.begin : source.end - 1);
   }

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <functional>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "host/cli/Analysis.h"
@@ -15,10 +18,9 @@ constexpr Number kMax = MaximumOption("the newest N subgroups at most", "all");
 // Whether the command line narrows the data.
 bool IsNarrowed(const Arguments& arguments) {
   if (arguments.Has(kMax)) return true;
-  for (const auto& option : SelectionOptions()) {
-    if (std::string_view(option.name) != kDatabase.name && arguments.Has(option)) return true;
-  }
-  return false;
+  return std::ranges::any_of(SelectionOptions(), [&](const Option& option) {
+    return std::string_view(option.name) != kDatabase.name && arguments.Has(option);
+  });
 }
 
 std::function<void(std::int64_t)> Progress(Console& console) {

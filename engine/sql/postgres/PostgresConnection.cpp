@@ -515,7 +515,7 @@ void PostgresConnection::Drop(const SqlError& failure) {
   synced_ = true;
   transaction_ = 0;
   server_.reset();
-  throw failure;
+  throw SqlError(failure);
 }
 
 Statement& PostgresConnection::Prepared(std::string_view sql) {
@@ -571,18 +571,18 @@ void PostgresConnection::Receive() {
     if (failure.Which() == SqlError::Kind::Lost) Drop(failure);
     failed_ = true;
     pending_.pop_front();
-    Result(PQgetResult(server_.get()));
+    const Result end(PQgetResult(server_.get()));
     // The server skips the rest of what was sent with it.
     for (auto& each : pending_) {
       if (each.kind == Request::Kind::Sync) break;
       each = {Request::Kind::Quiet, nullptr};
     }
-    if (request.kind != Request::Kind::Quiet) throw failure;
+    if (request.kind != Request::Kind::Quiet) throw SqlError(failure);
     return;
   }
   pending_.pop_front();
   if (status == PGRES_PIPELINE_SYNC) return;
-  Result(PQgetResult(server_.get()));  // the end of this answer
+  const Result end(PQgetResult(server_.get()));  // of this answer
   if (status == PGRES_PIPELINE_ABORTED) return;
   if (request.owner != nullptr) request.owner->Take(std::move(result));
 }
@@ -617,7 +617,7 @@ Result PostgresConnection::ExecuteNow(const char* sql, ExecStatusType expected) 
   if (result && PQresultStatus(result.get()) == expected) return result;
   const auto failure = FailureOf(server_.get(), result.get());
   if (failure.Which() == SqlError::Kind::Lost) Drop(failure);
-  throw failure;
+  throw SqlError(failure);
 }
 
 void PostgresConnection::Execute(const std::string& sql) {
@@ -630,7 +630,7 @@ void PostgresConnection::Execute(const std::string& sql) {
     if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return;
     const auto failure = FailureOf(server_.get(), result.get());
     if (failure.Which() == SqlError::Kind::Lost) Drop(failure);
-    throw failure;
+    throw SqlError(failure);
   });
   if (transaction) transaction->Commit();
 }
@@ -656,8 +656,8 @@ void PostgresConnection::Copy(const std::string& sql, std::string_view rows) {
     const bool is_done = result && PQresultStatus(result.get()) == PGRES_COMMAND_OK;
     const auto failure = is_done ? Lost() : FailureOf(server_.get(), result.get());
     if (!is_done && failure.Which() == SqlError::Kind::Lost) Drop(failure);
-    Result(PQgetResult(server_.get()));
-    if (!is_done) throw failure;
+    const Result end(PQgetResult(server_.get()));
+    if (!is_done) throw SqlError(failure);
   });
 }
 
