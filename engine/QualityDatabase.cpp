@@ -198,7 +198,7 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
         store::Guarded(*to, [&] {
           to->Write([&](sql::Connection& copy) {
             const auto digest = store::CopyDatabase(source, copy, chosen, options.progress);
-            report = {digest.subgroups, digest.measurements, digest.rows, digest.all};
+            report = {digest.measurements, digest.rows, digest.all};
           });
         });
       });

@@ -155,7 +155,7 @@ struct ShiftPlan {
 
 // What a copy holds.
 struct CopyReport {
-  std::int64_t subgroups = 0, measurements = 0, rows = 0;  // a measurement: a subgroup and test
+  std::int64_t measurements = 0, rows = 0;  // a measurement: a subgroup and test
   std::string digest;  // SHA-256 of everything with names in place of identifiers, 64 digits
 };
 

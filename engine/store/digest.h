@@ -16,7 +16,7 @@ namespace orvspc::engine::store {
 struct DatabaseDigest {
   std::string values;  // of the measurements
   std::string all;     // of these and of everything else
-  std::int64_t subgroups = 0, measurements = 0, rows = 0;
+  std::int64_t measurements = 0, rows = 0;
   friend bool operator==(const DatabaseDigest&, const DatabaseDigest&) = default;
 };
 
