@@ -55,7 +55,7 @@ Sha256::Digest Sha256::Finish() {
 
 struct Sha256::State {
   EVP_MD_CTX* context = EVP_MD_CTX_new();
-  void Begin() {
+  void Begin() const {
     Check(context != nullptr && EVP_DigestInit_ex(context, EVP_sha256(), nullptr) == 1);
   }
   ~State() { EVP_MD_CTX_free(context); }

@@ -83,9 +83,9 @@ bool Database::TakeFailure() {
   return taken.has_value();
 }
 
-std::int32_t Database::FailureNumber() { return failure_.number; }
+std::int32_t Database::FailureNumber() const { return failure_.number; }
 
-std::string Database::FailureText() { return failure_.description; }
+std::string Database::FailureText() const { return failure_.description; }
 
 std::string Database::TakeNotes() {
   std::vector<Note> notes = Opened().Database()->TakeReport().notes;

@@ -43,8 +43,8 @@ class Database : public platform::Database {
   bool TakeFailure();
   // Of the failure that the latest TakeFailure took; 0 and empty without one. They need no open
   // database.
-  std::int32_t FailureNumber();
-  std::string FailureText();
+  std::int32_t FailureNumber() const;
+  std::string FailureText() const;
 
   // Takes what imports into this database, and the analyses of this thread on it, reported: a line
   // "code: sentence" for each note. Empty without any. Of many notes of imports the oldest half is
