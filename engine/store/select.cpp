@@ -33,6 +33,8 @@ struct Selection {
   void FindNewest();
   void Read(DataSet& out);
   void RunOne(const Stream& stream, bool forward, DataSet& out);
+  bool TakeNewest(const Stream& stream, StreamWalk::Run run, std::size_t limit,
+                  DescendingRuns& read);
   void RunAllMerged(DataSet& out);
   void RunNewestMerged(DataSet& out);
   bool IsLimited() const;
@@ -78,10 +80,11 @@ void Selection::Read(DataSet& out) {
   const auto& streams = conditions.streams;
   if (streams.empty()) return;
   const bool limited = IsLimited();
+  if (streams.size() == 1 && limited) return RunOne(streams.front(), false, out);
   FindNewest();
   if (range.NeedsNewest()) return;
   if (streams.size() == 1) {
-    RunOne(streams.front(), !limited, out);
+    RunOne(streams.front(), true, out);
   } else if (limited) {
     RunNewestMerged(out);
   } else {
@@ -89,31 +92,46 @@ void Selection::Read(DataSet& out) {
   }
 }
 
+// Takes from a run no more than are still wanted, the newest first. The walk began before the range
+// of the newest was known. False: the walk is at its end.
+bool Selection::TakeNewest(const Stream& stream, StreamWalk::Run run, std::size_t limit,
+                           DescendingRuns& read) {
+  while (run.Count() > 0 && read.Count() < limit) {
+    if (!range.NeedsNewest()) {
+      run.begin = std::max(run.begin, run.chunk->FirstFrom(range.Start()));
+      if (run.begin >= run.end) return false;
+    }
+    const auto count =
+        range.NeedsNewest() ? std::size_t{1} : std::min(run.Count(), limit - read.Count());
+    reader.TakeRun(stream, {run.chunk, run.end - count, run.end}, read.Next());
+    if (range.NeedsNewest() && read.Count() > 0) range.SetNewest(read.data.subgroups.back().Sgtm);
+    run.end -= count;
+  }
+  return read.Count() < limit;
+}
+
 void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
   DescendingRuns read, others;
   const auto limit = forward ? SIZE_MAX : static_cast<std::size_t>(conditions.limit);
   const auto alone = threads.second == nullptr ? kNoLimit : threads.from / 8;
   std::int64_t seen = 0;
+  bool may_share = true;
   std::unique_ptr<OtherEnd> other;
   auto walk = reader.Walk(connection, stream, forward);
   while (const auto run = walk.Next()) {
     const bool is_first = read.Count() == 0;
     if (forward) {
       reader.TakeRun(stream, *run, read.data);
-    } else {
-      // No more than are still wanted, the newest first.
-      for (auto rest = *run; rest.Count() > 0 && read.Count() < limit;) {
-        const auto count = std::min(rest.Count(), limit - read.Count());
-        reader.TakeRun(stream, {rest.chunk, rest.end - count, rest.end}, read.Next());
-        rest.end -= count;
-      }
-      if (read.Count() >= limit) break;
+    } else if (!TakeNewest(stream, *run, limit, read)) {
+      break;
     }
     if (is_first && read.Count() > 0) reader.Reserve(read.data);
     if (other && other->Meets(*run)) break;
-    const bool was_alone = seen <= alone;
     seen += static_cast<std::int64_t>(run->Count());
-    if (was_alone && seen > alone) other = Share(reader, stream, !forward, threads);
+    if (may_share && seen > alone && !range.NeedsNewest()) {
+      other = Share(reader, stream, !forward, threads);
+      may_share = false;
+    }
   }
   if (other && read.Count() < limit) others = other->Finish();
   other.reset();
