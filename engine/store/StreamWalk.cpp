@@ -83,7 +83,9 @@ StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, s
 // Brings the next chunk of a source with what lies in the range, unless there is one at hand.
 void StreamWalk::Fill(Source& source) {
   while (source.IsEmpty() && !source.done) {
-    if (!source.query.Step()) {
+    // The range may have become narrower since the query began.
+    constexpr int kLastTime = 3;
+    if (!source.query.Step() || (!forward_ && source.query.Int(kLastTime) < start_)) {
       source.done = true;
       return;
     }

@@ -29,6 +29,9 @@ class StreamWalk {
   StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,
              std::int32_t end);
 
+  // Leaves out what lies before this time from the next call of Next on.
+  void StartAt(std::int32_t start) { start_ = start; }
+
   // Neighbours in one chunk, which live until the next call: those from begin up to and without
   // end. A walk from the newest on visits the last of them first.
   struct Run {

@@ -122,8 +122,9 @@ void Selection::RunOne(const Stream& stream, bool forward, DataSet& out) {
     const bool is_first = read.Count() == 0;
     if (forward) {
       reader.TakeRun(stream, *run, read.data);
-    } else if (!TakeNewest(stream, *run, limit, read)) {
-      break;
+    } else {
+      if (!TakeNewest(stream, *run, limit, read)) break;
+      walk.StartAt(range.Start());
     }
     if (is_first && read.Count() > 0) reader.Reserve(read.data);
     if (other && other->Meets(*run)) break;

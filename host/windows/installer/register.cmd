@@ -31,7 +31,8 @@ echo Nothing was changed.
 if not "%~1"=="/q" pause
 exit /b 1
 :mixed
-echo Of the DLLs in "%~dp0" %failed% could not be registered.
+echo Of the DLLs in "%~dp0" %failed% could not be registered. If this was not started as
+echo an administrator, nothing was changed: start it again as one. Otherwise:
 echo Run the register.cmd of the folder that was registered before, to have both from there.
 if not "%~1"=="/q" pause
 exit /b 1
