@@ -12,7 +12,7 @@ int main() {
   try {
     orvspc::OpenDatabase("postgresql:///quality?host=/nowhere");
   } catch (const orvspc::platform::ExternalFailure& failure) {
-    const std::string reason = failure.Description();
+    const std::string& reason = failure.Description();
     std::cout << reason << "\n";
     return reason.find("there is no connection to its server") == std::string::npos ? 1 : 0;
   }

@@ -177,7 +177,7 @@ class PlantTest : public StoreTest {
     });
   }
 
-  StoredRecord NewRecord(std::mt19937& random, const RecordKey& key) {
+  StoredRecord NewRecord(std::mt19937& random, const RecordKey& key) const {
     auto record = RandomRecord(random, key);
     record.context = Below(random, kContexts + 1);
     if (key.time >= plain_until_ && key.time < plain_from_) return record;
