@@ -63,7 +63,7 @@ class CsvReader {
 
   std::string path_;
   std::unique_ptr<std::FILE, FileCloser> file_;
-  std::vector<char> buffer_;         // with kSlack bytes behind what is read
+  std::vector<char> buffer_;         // with kSlack bytes after what is read
   std::size_t begin_ = 0, end_ = 0;  // what of the buffer is not yet taken
   bool file_done_ = false, at_end_ = false;
   std::vector<std::string_view> cells_, before_;  // of the latest record and the one before

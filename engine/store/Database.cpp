@@ -143,7 +143,7 @@ void CheckSchema(sql::Connection& connection, const std::string& path) {
 struct KeptNote {
   std::int32_t handle;
   Note note;
-  std::size_t left_out = 0;  // how many notes it stands for, where it is no note of its own
+  std::size_t left_out = 0;  // notes that it replaces; 0: it is a note of its own
 };
 
 struct ThreadNotes {
@@ -193,7 +193,7 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
       try {
         return OpenToWrite(path, create);
       } catch (const sql::SqlError& error) {
-        // What the system cannot tell beforehand.
+        // The system does not always know beforehand.
         if (create || error.Which() != sql::SqlError::Kind::ReadOnly) throw;
       }
     }

@@ -33,7 +33,7 @@ class SubgroupList {
 
  private:
   std::vector<SubgroupFacts> subgroups_;
-  std::string labels_;  // one behind the other
+  std::string labels_;  // concatenated
 };
 
 // Calls visit for the subgroups with identifiers from first to last, in their order. Labels live

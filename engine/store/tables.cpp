@@ -79,7 +79,7 @@ constexpr Table kTables[] = {
 
 enum class Form { Named, Stored, Insert };
 
-// The name that an identifier of a table stands for.
+// The name of the row with an identifier.
 std::string NameExpression(std::string_view table, const std::string& id) {
   const auto select = [&](std::string_view name, std::string_view from) {
     return "(SELECT " + std::string(name) + " FROM " + std::string(from) + " WHERE n.id = " + id +

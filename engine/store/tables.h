@@ -12,7 +12,7 @@ namespace orvspc::engine::store {
 enum class TableUse {
   Content,      // in any order
   Ordered,      // of two rows that hold from the same time on, the later one counts
-  Identifiers,  // says nothing but what identifiers stand for
+  Identifiers,  // only maps identifiers
 };
 
 // A table and its columns, in words with blanks between them:
@@ -26,7 +26,7 @@ struct Table {
   TableUse use = TableUse::Content;
 };
 
-// Tables come behind those that they refer to.
+// Each table comes after those that it refers to.
 std::span<const Table> Tables();
 
 enum class ColumnKind { Id, Number, Real, Text, Reference, Subgroup, Member };

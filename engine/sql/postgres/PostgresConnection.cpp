@@ -99,7 +99,7 @@ struct Request {
   enum class Kind {
     Statement,  // its failure is thrown
     Quiet,      // its failure is of no interest
-    Sync,       // after a failure the server goes on behind it
+    Sync,       // after a failure the server resumes after it
   };
   Kind kind;
   PostgresStatement* owner;  // whom the answer is for; null: nobody
@@ -475,7 +475,7 @@ void PostgresConnection::Connect() {
   synced_ = true;
   transaction_ = 0;
   server_.reset();
-  // What stands before the address holds where that is silent.
+  // Parameters before the address apply where the address gives none.
   const char* const names[] = {"connect_timeout", "fallback_application_name", "dbname",
                                "client_encoding", nullptr};
   const char* const values[] = {"10", "orvspc", address_.c_str(), "UTF8", nullptr};

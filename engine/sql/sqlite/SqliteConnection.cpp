@@ -167,7 +167,7 @@ struct Beside {
   bool journal = false;
 };
 
-// What tells that a file is as it was.
+// Shows whether a file is unchanged.
 struct FileState {
   std::filesystem::file_time_type written;
   std::uintmax_t size = 0;
