@@ -157,7 +157,8 @@ class Connection {
 
   virtual void Begin(TransactionKind kind) = 0;
   // How long Begin waits for other connections that write before the database is locked; a minute
-  // until this is called again. on_wait is called several times a second meanwhile; it must not throw.
+  // until this is called again. on_wait is called several times a second meanwhile; it must not
+  // throw.
   virtual void WaitForWriters(std::chrono::milliseconds at_most, std::function<void()> on_wait) = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
