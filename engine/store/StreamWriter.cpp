@@ -154,11 +154,14 @@ void StreamWriter::Seal(Changes changes) {
         behind ? std::ranges::lower_bound(rest, *behind, {}, &Change::key) : rest.end();
     const auto here = rest.first(static_cast<std::size_t>(end - rest.begin()));
     rest = rest.subspan(here.size());
+    // What comes before all chunks goes into the first of them, if that has room.
+    const auto beside = before ? before : behind;
     std::optional<Sealed> former;
-    if (before) former = Read(*before);
-    const bool stays =
-        former && !behind && former->chunk.IsFull() && former->chunk.Last() < here.front().key;
-    Repack(former && !stays ? &*former : nullptr, here, !behind);
+    if (beside) former = Read(*beside);
+    const bool stays = former && former->chunk.IsFull() &&
+                       (!before || (!behind && former->chunk.Last() < here.front().key));
+    const bool is_last = !behind || (!before && !stays && !ChunkFrom(kChunkBehind, *behind));
+    Repack(former && !stays ? &*former : nullptr, here, is_last);
   }
 }
 
