@@ -100,6 +100,7 @@ class Backup {
       path_ = name + "-" + std::to_string(i);
     }
     if (system::IsThere(path_)) {
+      is_needed_ = true;  // as others may have made it
       Remove(draft);
       return;
     }

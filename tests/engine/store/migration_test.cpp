@@ -173,5 +173,16 @@ TEST_F(MigrationTest, ADamagedValueIsNamedAndTheFileStaysAsItWas) {
   EXPECT_EQ(FailureOf([&] { OpenDatabase(Path()); }), "");
 }
 
+TEST_F(MigrationTest, ABackupThatWasThereBeforeStaysWhenItFails) {
+  const auto backup = Path() + ".v1";
+  RunSql(Path(), "UPDATE measurement SET packed = zeroblob(40) WHERE subgroup = 1700");
+  EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "");
+  EXPECT_FALSE(std::filesystem::exists(backup)) << "its own";
+  sqlite::BackUp(Path(), backup);
+  EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "");
+  EXPECT_TRUE(std::filesystem::exists(backup));
+  EXPECT_FALSE(std::filesystem::exists(backup + "-2")) << "was not the same";
+}
+
 }  // namespace
 }  // namespace orvspc::engine::store
