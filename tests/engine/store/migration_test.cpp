@@ -138,6 +138,47 @@ TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
   EXPECT_GT(former, 0);  // else no kill came in time
 }
 
+// One of them does it, and the others wait for it.
+TEST_F(MigrationTest, ThreeProgramsThatOpenItAtOnceAreAllServed) {
+  std::filesystem::copy_file(Path(), folder_.File("old.db"));
+  for (int round = 0; round < 8; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    std::vector<pid_t> children;
+    for (int i = 0; i < 3; ++i) {
+      const auto child = fork();
+      if (child == 0) {
+        close(go[1]);
+        char byte = 0;
+        while (read(go[0], &byte, 1) > 0) continue;
+        const auto begin = std::chrono::steady_clock::now();
+        const auto failure = FailureOf([&] { OpenDatabase(Path()); });
+        // On a device that is busy it may take longer than they wait.
+        const bool is_late = std::chrono::steady_clock::now() - begin > std::chrono::seconds(5);
+        const bool is_excused = is_late && failure.find("locked") != std::string::npos;
+        _exit(failure.empty() || is_excused ? 0 : 1);
+      }
+      children.push_back(child);
+    }
+    close(go[0]);
+    close(go[1]);  // all are off
+    for (const auto child : children) {
+      int status = 0;
+      ASSERT_EQ(waitpid(child, &status, 0), child);
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    ExpectAll();
+    EXPECT_TRUE(std::filesystem::exists(Path() + ".v1"));
+    EXPECT_FALSE(std::filesystem::exists(Path() + ".v1-2"));
+    db_.reset();
+    for (const char* end : {"", "-wal", "-shm", "-journal", ".v1"}) {
+      std::filesystem::remove(Path() + end);
+    }
+    std::filesystem::copy_file(folder_.File("old.db"), Path());
+  }
+}
+
 TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
   const auto key = written_[1].begin()->first;
   const auto time = platform::IsoText(key.time);
