@@ -427,8 +427,11 @@ class SqliteConnection final : public Connection {
     const auto now = std::chrono::steady_clock::now();
     if (times == 0) own.waits_since_ = now;
     if (now - own.waits_since_ >= own.patience_) return 0;
-    if (own.for_writers_ && own.on_wait_) own.on_wait_();
     const bool is_long = own.for_writers_ && now - own.waits_since_ >= kLong;
+    // Several times a second.
+    constexpr int kShortPausesOfCall = 32;
+    const bool calls = own.for_writers_ && own.on_wait_;
+    if (calls && (!is_long || times % kShortPausesOfCall == 0)) own.on_wait_();
     const auto pause = kPauses[std::min(static_cast<std::size_t>(times), kPauses.size() - 1)];
     sqlite3_sleep(is_long ? static_cast<int>(kShortPause.count()) : pause);
     return 1;
