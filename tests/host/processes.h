@@ -10,12 +10,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <functional>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,6 +22,8 @@
 #include <set>
 #include <span>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "engine/Embedded.h"
@@ -30,7 +31,7 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/subgroups.h"
 #include "host/cli/Analysis.h"
-#include "platform/TimeStamp.h"
+#include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/reference_store.h"
 #include "tests/host/StoreFolder.h"
@@ -83,6 +84,7 @@ class Processes : public testing::Test {
   // What all processes see.
   struct Process {
     std::atomic<std::int64_t> turns, waits, longest;  // waits for other writers; milliseconds
+    std::atomic<std::int64_t> log;                    // its largest size, in bytes
     std::atomic<std::int64_t> of_part[kParts];        // imports that are committed
     char failure[1000];                               // the first one
   };
@@ -171,6 +173,9 @@ class Processes : public testing::Test {
     options.waiting = [&] { ++own.waits; };
     const auto report = database.Import(file, ImportKind::Values, options);
     ++own.of_part[part];
+    std::error_code ignored;  // on a server there is none
+    const auto log = std::filesystem::file_size(path_ + "-wal", ignored);
+    if (!ignored) own.log = std::max(own.log.load(), static_cast<std::int64_t>(log));
     if (report.subgroups != kSubgroups) Fail(own, "subgroups of others: " + value);
   }
 
@@ -278,7 +283,7 @@ class Processes : public testing::Test {
 
   void Print(const Shared& board, const Crowd& crowd) {
     const auto line = [&](const char* what, int first, int count) {
-      std::int64_t turns = 0, fewest = INT64_MAX, waits = 0, longest = 0;
+      std::int64_t turns = 0, fewest = INT64_MAX, waits = 0, longest = 0, log = 0;
       for (const auto& each :
            std::span(board.processes)
                .subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(count))) {
@@ -286,11 +291,11 @@ class Processes : public testing::Test {
         fewest = std::min(fewest, each.turns.load());
         waits += each.waits;
         longest = std::max(longest, each.longest.load());
+        log = std::max(log, each.log.load());
       }
-      std::printf(
-          "%d %s: %lld turns, each at least %lld; %lld waits for writers; longest %lld ms\n", count,
-          what, static_cast<long long>(turns), static_cast<long long>(fewest),
-          static_cast<long long>(waits), static_cast<long long>(longest));
+      std::cout << count << ' ' << what << ": " << turns << " turns, each at least " << fewest
+                << "; " << waits << " waits for writers; longest turn " << longest
+                << " ms; log at most " << log / 1'000'000 << " MB" << std::endl;
     };
     line("writers", 0, crowd.writers);
     line("readers", crowd.writers, crowd.readers);
