@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <exception>
@@ -23,6 +24,7 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -52,6 +54,7 @@ class Processes : public testing::Test {
   struct Crowd {
     int writers, readers;
     int turns_of_opening;
+    bool kills = false;  // the first writer, again and again
   };
 
   Processes() { InstallEmbedded(); }
@@ -62,11 +65,25 @@ class Processes : public testing::Test {
     Board board;
     const auto end = Clock::now() + duration;
     std::vector<pid_t> children;
-    for (int i = 0; i < crowd.writers + crowd.readers; ++i) {
+    const auto start = [&](int number) {
       const auto child = fork();
-      ASSERT_GE(child, 0);
-      if (child == 0) Live(*board, i, crowd, end);
-      children.push_back(child);
+      if (child == 0) Live(*board, number, crowd, end);
+      return child;
+    };
+    for (int i = 0; i < crowd.writers + crowd.readers; ++i) {
+      children.push_back(start(i));
+      ASSERT_GT(children.back(), 0);
+    }
+    int kills = 0;
+    std::mt19937 random(1);
+    while (crowd.kills && Clock::now() < end && !board->is_over) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
+      kill(children[0], SIGKILL);
+      ASSERT_EQ(waitpid(children[0], nullptr, 0), children[0]);
+      ++kills;
+      ++board->processes[0].turns;  // whether that one was stored is not known
+      children[0] = start(0);
+      ASSERT_GT(children[0], 0);
     }
     for (std::size_t i = 0; i < children.size(); ++i) {
       int status = 0;
@@ -74,8 +91,9 @@ class Processes : public testing::Test {
       EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "process " << i;
       EXPECT_STREQ(board->processes[i].failure, "") << "process " << i;
     }
-    ExpectAll(*board, crowd);
+    ExpectAll(*board, crowd, kills);
     Print(*board, crowd);
+    if (crowd.kills) std::cout << kills << " kills" << std::endl;
   }
 
  private:
@@ -251,17 +269,21 @@ class Processes : public testing::Test {
     return imports;
   }
 
-  // After all have ended: every import is there once and whole, and nothing else.
-  void ExpectAll(const Shared& board, const Crowd& crowd) {
+  // After all have ended: every import is there once and whole, and nothing else. Of a process that
+  // was killed one import may be there that it did not come to count.
+  void ExpectAll(const Shared& board, const Crowd& crowd, int kills) {
     const auto database = QualityDatabase::Open(path_);
-    std::int64_t imports = 0;
+    std::int64_t imports = 0, counted = 0;
     for (int part = 0; part < kParts; ++part) {
       std::int64_t of_part = 0;
       for (int i = 0; i < crowd.writers; ++i) of_part += board.processes[i].of_part[part];
-      EXPECT_EQ(ReadCounts(database, part), of_part);
-      EXPECT_EQ(ReadChart(database, part), of_part);
-      imports += of_part;
+      const auto found = ReadCounts(database, part);
+      EXPECT_EQ(ReadChart(database, part), found);
+      EXPECT_GE(found.value_or(-1), of_part);
+      imports += found.value_or(0);
+      counted += of_part;
     }
+    EXPECT_LE(imports, counted + kills);
     engine::store::SqlStoreOf(*database.Database())->ReadOrThrow([&](engine::sql::Connection& db) {
       engine::store::ExpectSound(db);
       std::set<std::string> labels;
@@ -270,7 +292,7 @@ class Processes : public testing::Test {
       }
       EXPECT_EQ(std::ssize(labels), imports * kSubgroups);
       EXPECT_EQ(engine::sql::LastId(db, "subgroup"), imports * kSubgroups);
-      for (int i = 0; i < crowd.writers; ++i) {
+      for (int i = crowd.kills ? 1 : 0; i < crowd.writers; ++i) {
         for (std::int64_t turn = 0; turn < board.processes[i].turns; ++turn) {
           EXPECT_TRUE(labels.contains(std::to_string(ValueOf(i, turn)) + "-0"));
         }
