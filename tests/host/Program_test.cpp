@@ -53,6 +53,24 @@ TEST_F(Program, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
   EXPECT_EQ(Text(folder_.File("q.db-wal")), "somebody's");
 }
 
+TEST_F(Program, AnEmptyFileBesideTheLogOfAnotherIsRefused) {
+  Import();
+  for (const std::string ending : {"-wal", "-journal"}) {
+    Write("s.db", "");
+    Write("s.db" + ending, "somebody's");
+    for (const std::string command :
+         {"list --db s.db", "import values.csv --db s.db", "copy --db q.db --to s.db"}) {
+      const Outcome refused = Run(command);
+      EXPECT_EQ(refused.status, 1) << command;
+      EXPECT_EQ(refused.err, "orvspc " + command.substr(0, command.find(' ')) + ": s.db: s.db" +
+                                 ending + " is left from another database; move it away\n");
+      EXPECT_EQ(Text(folder_.File("s.db")), "") << command;
+      EXPECT_EQ(Text(folder_.File("s.db" + ending)), "somebody's") << command;
+    }
+    std::filesystem::remove(folder_.File("s.db" + ending));
+  }
+}
+
 TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
   Import();
   constexpr int kPrograms = 6, kLines = 3000;
