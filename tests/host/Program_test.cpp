@@ -16,6 +16,7 @@
 #include "host/cli/Samples.h"
 #include "platform/FixedText.h"
 #include "platform/TimeText.h"
+#include "tests/engine/store/version1_file.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -491,6 +492,45 @@ TEST_F(Program, ANoteSaysWhereTheDefaultCutTheData) {
   }
   EXPECT_NE(Run("chart --db q.db --format svg").out.find("Note: newest 25 of 30"),
             std::string::npos);
+}
+
+// Whichever command opens the file first says so, once.
+TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
+  Import();
+  const std::string sentence =
+      "old.db was brought forward from schema 1 to 3; the former file is kept as old.db.v1.";
+  const std::string line = "note: " + sentence + "\n";
+  const auto make_old = [&] {
+    for (const char* end : {"", "-wal", "-shm"})
+      std::filesystem::remove(folder_.File("old.db") + end);
+    tests::ChangeRows(folder_.File("old.db"), engine::store::kVersion1File);
+  };
+  for (const std::string command :
+       {"list --db old.db", "list --db old.db --format json", "import values.csv --db old.db",
+        "set --db old.db time_zone +02:00", "copy --db old.db --to copy.db",
+        "data --db old.db --format xml"}) {
+    make_old();
+    const Outcome first = Run(command);
+    EXPECT_EQ(first.status, 0) << command << first.err;
+    EXPECT_EQ(first.err, line) << command;
+    EXPECT_EQ(Run("list --db old.db").err, "") << command;
+  }
+  for (const std::string command :
+       {"chart", "capability", "pareto", "data", "events", "states", "compliance"}) {
+    make_old();
+    const Outcome first = Run(command + " --db old.db --format json");
+    EXPECT_EQ(first.status, 0) << command << first.err;
+    EXPECT_EQ(first.err.find("brought forward"), std::string::npos) << command << first.err;
+    const ParsedJson document = ParseJson(first.out);
+    ASSERT_FALSE(document.At("Notes").elements.empty()) << command;
+    EXPECT_EQ(document.At("Notes[0].Code").text, "brought-forward") << command;
+    EXPECT_EQ(document.At("Notes[0].Text").text, sentence) << command;
+    EXPECT_EQ(Run(command + " --db old.db --format json").out.find("brought"), std::string::npos);
+  }
+  make_old();
+  const Outcome failed = Run("chart --db old.db --part Nobody");
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_TRUE(failed.err.ends_with("\n" + line)) << failed.err;
 }
 
 TEST_F(Program, EveryListHasTextAndJson) {
