@@ -255,6 +255,51 @@ TEST_F(Program, ShowTakesAChartInUtf16WithAByteOrderMark) {
   EXPECT_EQ(ParseJson(wide.out).At("Bins[0].Name").text, name);
 }
 
+TEST_F(Program, ShowChecksTheDeclarationInUtf16AsInUtf8) {
+  const std::string text = "<DataSelect MaximumItems=\"7\"/>";
+  // ENCODING is that of the text, OTHER that of the other one.
+  const struct {
+    const char* declaration;
+    bool is_taken;
+  } kRows[] = {
+      {"", true},
+      {"<?xml version='1.0'?>", true},
+      {"<?xml version='1.0' encoding='ENCODING'?>", true},
+      {"<?xml\tversion=\"1.0\"\r\n encoding =\t\"ENCODING\" ?>\r\n", true},
+      {"<?xml\r\nversion='1.0' encoding='ENCODING' standalone='yes'?>", true},
+      {"<?xml-stylesheet href='encoding.css'?>", true},
+      {"<?xml garbage?>", false},
+      {"<?xml?>", false},
+      {"<?xml version='1.1'?>", false},
+      {"<?xml version='1.1' encoding='ENCODING'?>", false},
+      {"<?xml version='1.0' encoding='OTHER'?>", false},
+      {"<?xml version='1.0' encoding='windows-1252'?>", false},
+      {"<?xml version='1.0' encoding=''?>", false},
+      {"<?xml version='1.0' encoding='ENCODING\"?>", false},
+      {"<?xml version='1.0' encoding?>", false},
+      {"<?xml version='1.0' standalone='no' encoding='ENCODING'?>", false},
+      {"<?xml version='1.0' encoding='ENCODING' x='1'?>", false},
+      {"<?xml version='encoding=\"ENCODING\"'?>", false},
+      {" <?xml version='1.0'?>", false},
+      {"<?xml version='1.0' encoding='ENCODING'", false},
+  };
+  for (const auto& row : kRows) {
+    for (const bool is_wide : {false, true}) {
+      std::string declaration = row.declaration;
+      for (const auto& [word, name] : {std::pair("ENCODING", is_wide ? "UTF-16" : "UTF-8"),
+                                       std::pair("OTHER", is_wide ? "UTF-8" : "UTF-16")}) {
+        const auto at = declaration.find(word);
+        if (at != declaration.npos) declaration.replace(at, std::string(word).size(), name);
+      }
+      const std::string whole = declaration + text;
+      Write("r.xml", is_wide ? InUtf16(whole, true) : whole);
+      const Outcome outcome = Run("show r.xml --format json");
+      EXPECT_EQ(outcome.status, row.is_taken ? 0 : 1) << declaration << outcome.err;
+      EXPECT_EQ(outcome.out.find("7") != std::string::npos, row.is_taken) << declaration;
+    }
+  }
+}
+
 TEST_F(Program, ShowSaysThatAFileIsNoUtf8) {
   const std::string text = "<DataSelect MaximumItems=\"7\"/>";
   const std::string wide = InUtf16(text, true);
