@@ -73,6 +73,8 @@ endforeach()
 foreach(dir host script threads)
   orvspc_tests(${dir} orvspc_cli)
 endforeach()
+# Of the component for Windows, what is plain C++.
+target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objects.cpp)
 
 # Failures of a server, which tests/postgres/run.sh stops and starts on the way: no test of ctest.
 if(ORVSPC_POSTGRESQL)
