@@ -165,7 +165,7 @@ void LeaveOutOldestHalf(std::vector<KeptNote>& notes) {
   for (auto old = notes.begin(); old != rest; ++old)
     if (CanBeTaken(old->handle)) left_out[old->handle] += std::max(old->left_out, std::size_t{1});
   std::vector<KeptNote> kept;
-  // With the note to come. So that none is lost where memory runs out: none has moved yet.
+  // Before any note has moved, so that none is lost where memory runs out; with the one to come.
   kept.reserve(left_out.size() + static_cast<std::size_t>(notes.end() - rest) + 1);
   for (const auto& [handle, count] : left_out)
     kept.push_back({handle,
