@@ -11,7 +11,6 @@
 #include "engine/catalogue/References.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/StreamWalk.h"
-#include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
 #include "system/Sha256.h"
 
@@ -45,9 +44,9 @@ class RowBytes {
 // What a person knows a subgroup by, as the first eight bytes of its SHA-256, by identifier.
 class SubgroupMarks {
  public:
-  explicit SubgroupMarks(sql::Connection& db) {
+  explicit SubgroupMarks(const SubgroupSource& source) {
     system::Sha256 sha;
-    ForEachSubgroup(db, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+    source([&](const SubgroupFacts& each) {
       sha.Add(each.label);
       const auto digest = sha.Finish();
       std::int64_t mark = 0;
@@ -77,8 +76,8 @@ class SubgroupMarks {
 
 class Digester {
  public:
-  Digester(sql::Connection& db, const MeasurementSource& source)
-      : db_(db), source_(source), cache_(db), marks_(db) {}
+  Digester(sql::Connection& db, const MeasurementSource& source, const SubgroupSource& subgroups)
+      : db_(db), source_(source), cache_(db), marks_(subgroups) {}
 
   DatabaseDigest Run() {
     AddValues();
@@ -209,8 +208,10 @@ class Digester {
 
 }  // namespace
 
-DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source) {
-  return Digester(db, source).Run();
+DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source,
+                        const SubgroupSource& subgroups) {
+  if (subgroups) return Digester(db, source, subgroups).Run();
+  return DigestOf(db, source, [&](const auto& take) { ForEachSubgroup(db, 1, INT32_MAX, take); });
 }
 
 DatabaseDigest DigestOf(sql::Connection& db) {
