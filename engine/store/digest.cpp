@@ -48,21 +48,38 @@ class RowBytes {
   std::size_t used_ = 0;
 };
 
-// What a person knows a subgroup by, as the first eight bytes of its SHA-256, by identifier.
+// A label as a number, never 0: itself and its length where that has room, otherwise the first
+// eight bytes of its SHA-256 with the highest bit set, so that the two never meet.
+class LabelMarks {
+ public:
+  std::int64_t Of(std::string_view label) {
+    constexpr std::size_t kMaxShort = 7;
+    std::uint64_t mark = 0;
+    if (label.size() <= kMaxShort) {
+      std::memcpy(&mark, label.data(), label.size());
+      return static_cast<std::int64_t>(mark | (label.size() + 1) << 56);
+    }
+    sha_.Add(label);
+    const auto digest = sha_.Finish();
+    std::memcpy(&mark, digest.data(), sizeof mark);
+    return static_cast<std::int64_t>(mark | std::uint64_t{1} << 63);
+  }
+
+ private:
+  system::Sha256 sha_;
+};
+
+// What a person knows a subgroup by, by identifier.
 class SubgroupMarks {
  public:
   explicit SubgroupMarks(const SubgroupSource& source) {
-    system::Sha256 sha;
+    LabelMarks labels;
     source([&](const SubgroupFacts& each) {
-      sha.Add(each.label);
-      const auto digest = sha.Finish();
-      std::int64_t mark = 0;
-      std::memcpy(&mark, digest.data(), sizeof mark);
       if (marks_.size() <= static_cast<std::size_t>(each.id)) {
         marks_.resize(static_cast<std::size_t>(each.id) + 1);
         times_.resize(marks_.size());
       }
-      marks_[static_cast<std::size_t>(each.id)] = mark;
+      marks_[static_cast<std::size_t>(each.id)] = labels.Of(each.label);
       times_[static_cast<std::size_t>(each.id)] = each.time;
     });
   }
