@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "engine/sql/Connection.h"
 #include "engine/store/chunk.h"
@@ -20,6 +21,33 @@ std::string StreamText(sql::Connection& db, std::int64_t stream);
 // std::runtime_error when the chunk is damaged or has other keys.
 void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
                std::span<const std::byte> packed, Chunk& chunk);
+
+// The first and the last key of a chunk.
+struct ChunkEnds {
+  RecordKey first, last;
+};
+// The first chunk of a stream that ends at a key or behind it; empty when all end before. Inside a
+// transaction.
+std::optional<ChunkEnds> FindChunk(sql::Connection& db, std::int64_t stream, const RecordKey& key);
+
+// The last chunk that begins at a key or before it, and the first that begins behind it.
+std::optional<ChunkEnds> ChunkAtOrBefore(sql::Connection& db, std::int64_t stream,
+                                         const RecordKey& key);
+std::optional<ChunkEnds> ChunkBehind(sql::Connection& db, std::int64_t stream,
+                                     const RecordKey& key);
+
+// A chunk with what it views. Moving keeps the view.
+struct SealedChunk {
+  std::vector<std::byte> packed;
+  Chunk chunk;
+};
+// The chunk of a stream that begins with a key. Throws std::runtime_error when it is damaged.
+SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first);
+
+// The subgroups that a stream has at these times, which ascend. Reads the chunks that reach to one
+// of them, each once, and passes over those between. Inside a transaction; throws as StreamWalk.
+std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
+                                      std::span<const std::int32_t> times);
 
 // Walks the records of a stream between two times, both ends belonging to it, from the oldest or
 // from the newest on, wherever they are stored. Only one walk at a time on a connection, inside a

@@ -2,21 +2,10 @@
 #include "engine/store/StreamWriter.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
-
-#include "engine/store/StreamWalk.h"
 
 namespace orvspc::engine::store {
 namespace {
-
-constexpr std::string_view kChunkAtOrBefore =
-    "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-    "AND (first_time, first_subgroup) <= (?2, ?3) "
-    "ORDER BY first_time DESC, first_subgroup DESC LIMIT 1";
-constexpr std::string_view kChunkBehind =
-    "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-    "AND (first_time, first_subgroup) > (?2, ?3) ORDER BY first_time, first_subgroup LIMIT 1";
 
 RecordKey KeyOf(const Measurement& measurement) { return {measurement.time, measurement.subgroup}; }
 
@@ -46,33 +35,16 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   }
 }
 
-// The chunks that reach into a range of keys, in their order.
-std::vector<StreamWriter::Ends> StreamWriter::ChunksAcross(const RecordKey& first,
-                                                           const RecordKey& last) {
-  const auto before = ChunkFrom(kChunkAtOrBefore, first).value_or(first);
-  std::vector<Ends> chunks;
-  sql::Query query(db_,
-                   "SELECT first_time, first_subgroup, last_time, last_subgroup "
-                   "FROM measurement_chunk WHERE stream = ?1 AND (first_time, first_subgroup) "
-                   "BETWEEN (?2, ?3) AND (?4, ?5) "
-                   "AND (last_time, last_subgroup) >= (?6, ?7) "
-                   "ORDER BY first_time, first_subgroup",
-                   stream_, before.time, before.subgroup, last.time, last.subgroup, first.time,
-                   first.subgroup);
-  while (query.Step()) {
-    auto& [from, to] = chunks.emplace_back();
-    query.Read(from.time, from.subgroup, to.time, to.subgroup);
-  }
-  return chunks;
-}
-
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
   std::vector<Change> of_chunk;
-  for (const auto& [first, last] : ChunksAcross(changes.front().key, changes.back().key)) {
-    const auto begin = std::ranges::lower_bound(changes, first, {}, &Change::key);
-    const auto end = std::ranges::upper_bound(changes, last, {}, &Change::key);
+  for (auto next = changes.begin(); next != changes.end();) {
+    const auto ends = FindChunk(db_, stream_, next->key);
+    if (!ends) return;
+    const auto begin = std::ranges::lower_bound(next, changes.end(), ends->first, {}, &Change::key);
+    const auto end = std::ranges::upper_bound(begin, changes.end(), ends->last, {}, &Change::key);
+    next = begin;
     if (begin == end) continue;
-    const auto sealed = Read(first);
+    const auto sealed = ReadChunk(db_, stream_, ends->first);
     const auto& chunk = sealed.chunk;
     of_chunk.clear();
     const auto rest = std::remove_if(begin, end, [&](const Change& change) {
@@ -81,7 +53,7 @@ void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
       if (is_there) of_chunk.push_back(change);
       return is_there;
     });
-    changes.erase(rest, end);
+    next = changes.erase(rest, end);
     if (!of_chunk.empty()) Repack(&sealed, of_chunk, false);
   }
 }
@@ -147,40 +119,21 @@ void StreamWriter::Seal(Changes changes) {
   std::erase_if(all, [](const Change& change) { return change.put == nullptr; });
 
   for (Changes rest = all; !rest.empty();) {
-    const auto before = ChunkFrom(kChunkAtOrBefore, rest.front().key);
-    const auto behind = ChunkFrom(kChunkBehind, rest.front().key);
+    const auto before = ChunkAtOrBefore(db_, stream_, rest.front().key);
+    const auto behind = ChunkBehind(db_, stream_, rest.front().key);
     const auto end =
-        behind ? std::ranges::lower_bound(rest, *behind, {}, &Change::key) : rest.end();
+        behind ? std::ranges::lower_bound(rest, behind->first, {}, &Change::key) : rest.end();
     const auto here = rest.first(static_cast<std::size_t>(end - rest.begin()));
     rest = rest.subspan(here.size());
-    std::optional<Sealed> former;
-    if (before) former = Read(*before);
+    std::optional<SealedChunk> former;
+    if (before) former = ReadChunk(db_, stream_, before->first);
     const bool stays =
         former && !behind && former->chunk.IsFull() && former->chunk.Last() < here.front().key;
     Repack(former && !stays ? &*former : nullptr, here, !behind);
   }
 }
 
-std::optional<RecordKey> StreamWriter::ChunkFrom(std::string_view sql, const RecordKey& key) {
-  sql::Query query(db_, sql, stream_, key.time, key.subgroup);
-  if (!query.Step()) return std::nullopt;
-  return RecordKey{query.Int(0), query.Int(1)};
-}
-
-StreamWriter::Sealed StreamWriter::Read(const RecordKey& first) {
-  sql::Query query(
-      db_,
-      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup "
-      "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
-      stream_, first.time, first.subgroup);
-  Sealed sealed;
-  query.Step();  // whose key has just been read
-  sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
-  DecodeRow(db_, stream_, query, sealed.packed, sealed.chunk);
-  return sealed;
-}
-
-void StreamWriter::Repack(const Sealed* former, Changes changes, bool is_last) {
+void StreamWriter::Repack(const SealedChunk* former, Changes changes, bool is_last) {
   std::size_t begin = 0, weight = 0;
   if (former != nullptr) {
     const auto first = former->chunk.First();
