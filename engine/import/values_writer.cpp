@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "engine/sql/counter.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -133,6 +134,7 @@ void ValuesWriter::WriteMeasurements() {
       CheckDefectives();
     }
     AddRows();
+    store::ClearLarge(open_.rows);
   }
   run_.reset();
   walk_.reset();

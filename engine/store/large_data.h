@@ -6,12 +6,22 @@
 #include <functional>
 #include <future>
 #include <system_error>
+#include <vector>
 
-// What large data sets need: two threads.
+// What large data sets need: two threads, and memory for as long as it is used.
 namespace orvspc::engine::store {
 
 // Below this many subgroups a second thread costs more than it saves.
 inline constexpr std::int64_t kWorthTwoThreads = 100'000;
+
+// Clears a vector that is filled again and again; storage of very many elements is given back,
+// since a huge record has several copies by turns while it is written.
+template <class T>
+void ClearLarge(std::vector<T>& values) {
+  constexpr std::size_t kMaxKept = 65'536;
+  if (values.size() > kMaxKept) std::vector<T>().swap(values);
+  values.clear();
+}
 
 // Runs first() on this thread and second() on a new one, or one after the other when the system
 // cannot start a thread. Neither runs any more when it returns or throws. Throws what first()
