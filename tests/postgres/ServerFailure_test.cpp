@@ -215,7 +215,7 @@ TEST_F(ServerFailureTest, AStandbyIsReadAndNotWritten) {
   const auto server = Environment("ORVSPC_TEST_SERVER");
   standby.replace(standby.find(server), server.size(), server + "/standby");
   const auto database = OpenDatabase(standby);
-  SqlStoreOf(*database)->Sharing().from = 50;
+  SqlStoreOf(*database)->Sharing().ShareFrom(50);
   FlatSelection all;
   DataSet data;
   EXPECT_TRUE(SqlStoreOf(*database)->Select(all.info, all.Filter(), {}, data));
@@ -312,7 +312,7 @@ TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
 
 TEST_F(ServerFailureTest, AReadingGoesOnAfterARestart) {
   Import(Values(0, 300));
-  Opened()->Sharing().from = 50;
+  Opened()->Sharing().ShareFrom(50);
   EXPECT_EQ(Stored(), 300U);
   Control("ORVSPC_TEST_STOP");
   FlatSelection all;

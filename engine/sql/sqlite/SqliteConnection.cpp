@@ -25,6 +25,8 @@ constexpr milliseconds kBusy{500}, kCreating{5000}, kWriting{60000};
 SqlError::Kind KindOf(int code) {
   using enum SqlError::Kind;
   if (code == SQLITE_IOERR_DATA) return Damaged;
+  // The index of the log, which readers need as well, could not grow.
+  if (code == SQLITE_IOERR_SHMSIZE) return Full;
   static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
       {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
       {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
