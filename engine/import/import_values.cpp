@@ -323,11 +323,13 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   const std::string_view group = table_.Extra()[extra].name;
   static const auto insert_group = InsertNew("descriptor_group(name)");
   static const auto insert = InsertNew("descriptor(descriptor_group, name)");
-  const auto group_id =
-      FindOrAdd(db_, "SELECT id FROM descriptor_group WHERE name = ?1", insert_group, group).id;
-  const auto found =
-      FindOrAdd(db_, "SELECT id FROM descriptor WHERE descriptor_group = ?1 AND name = ?2", insert,
-                group_id, name);
+  const auto in =
+      FindOrAdd(db_, "SELECT id FROM descriptor_group WHERE name = ?1", insert_group, group);
+  const auto found = in.is_new ? FoundRow{Add(db_, insert, in.id, name), true}
+                               : FindOrAdd(db_,
+                                           "SELECT id FROM descriptor WHERE descriptor_group = ?1 "
+                                           "AND name = ?2",
+                                           insert, in.id, name);
   if (found.is_new) ++file_.report.new_names;
   return id = static_cast<std::int32_t>(found.id);
 }

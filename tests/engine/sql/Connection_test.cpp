@@ -74,7 +74,7 @@ TEST_F(ConnectionTest, ATextThatIsTooLongIsRefusedAndNotCut) {
 }
 
 TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
-  const auto insert = [&] { connection_->Execute("INSERT INTO item(name) VALUES('a')"); };
+  const auto insert = [&] { connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')"); };
   insert();
   EXPECT_EQ(KindOf(insert), SqlError::Kind::Constraint);
   EXPECT_EQ(KindOf([&] { connection_->Execute("SELECT nothing FROM nowhere"); }),
@@ -88,11 +88,11 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
 
 TEST_F(ConnectionTest, RunsTellWhatTheyChangedAndReturned) {
   Query insert(*connection_,
-               "INSERT INTO item(name) VALUES(?1) ON CONFLICT DO NOTHING RETURNING id");
-  insert.Bind("a");
+               "INSERT INTO item(id, name) VALUES(?1, ?2) ON CONFLICT DO NOTHING RETURNING id");
+  insert.Bind(1, "a");
   EXPECT_EQ(insert.RunForInt(), 1);
   EXPECT_EQ(insert.RunForInt(), std::nullopt) << "the name is there already";
-  insert.Bind("b");
+  insert.Bind(2, "b");
   EXPECT_EQ(insert.RunForInt(), 2);
   EXPECT_EQ(Query(*connection_, "UPDATE item SET name = name || name").Run(), 2);
   EXPECT_EQ(Query(*connection_, "DELETE FROM item WHERE name = 'none'").Run(), 0);
@@ -135,7 +135,7 @@ TEST_F(ConnectionTest, ValuesAreBoundByTheirTypes) {
 }
 
 TEST_F(ConnectionTest, AllRowsAreReadIntoMembers) {
-  connection_->Execute("INSERT INTO item(name) VALUES('a'), ('b')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a'), (2, 'b')");
   struct Item {
     std::int64_t id = 0;
     std::string name;
@@ -151,7 +151,7 @@ TEST_F(ConnectionTest, AllRowsAreReadIntoMembers) {
 TEST_F(ConnectionTest, ATransactionWithoutCommitLeavesNothing) {
   {
     const Transaction transaction(*connection_, TransactionKind::Write);
-    connection_->Execute("INSERT INTO item(name) VALUES('a')");
+    connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
     EXPECT_TRUE(connection_->InTransaction());
   }
   EXPECT_FALSE(connection_->InTransaction());
@@ -163,7 +163,7 @@ TEST_F(ConnectionTest, TheDataVersionChangesWithTheCommitsOfOthers) {
   const auto other = Open();
   const auto before = connection_->DataVersion();
   EXPECT_EQ(connection_->DataVersion(), before);
-  other->Execute("INSERT INTO item(name) VALUES('a')");
+  other->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
   EXPECT_NE(connection_->DataVersion(), before);
 }
 
@@ -297,7 +297,8 @@ TEST_F(ConnectionTest, ExtremeNumbersComeBackAsTheyWere) {
 }
 
 TEST_F(ConnectionTest, TextsCompareByteByByte) {
-  connection_->Execute("INSERT INTO item(name) VALUES('b'), ('B'), ('a'), ('\xc3\xa4'), ('a-b')");
+  connection_->Execute(
+      "INSERT INTO item(id, name) VALUES(1, 'b'), (2, 'B'), (3, 'a'), (4, '\xc3\xa4'), (5, 'a-b')");
   std::string names;
   Query query(*connection_, "SELECT name FROM item ORDER BY name");
   while (query.Step()) names.append(query.Text(0)) += ' ';
@@ -327,7 +328,7 @@ TEST_F(ConnectionTest, AWriterIsWaitedFor) {
 }
 
 TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
-  connection_->Execute("INSERT INTO item(name) VALUES('a')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
   connection_.reset();
   const auto reader = sqlite::OpenFileToRead((folder_ / "q.db").string());
   EXPECT_FALSE(std::filesystem::exists(folder_ / "q.db-shm"));
@@ -346,12 +347,12 @@ TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
     Transaction transaction(*reader, TransactionKind::Read);
     EXPECT_EQ(count(), 1);
     connection_ = Open();
-    connection_->Execute("INSERT INTO item(name) VALUES('b')");
+    connection_->Execute("INSERT INTO item(id, name) VALUES(2, 'b')");
     EXPECT_EQ(KindOf([&] { transaction.Commit(); }), SqlError::Kind::Other);
   }
   EXPECT_EQ(read(), 2) << "the writer is there";
   EXPECT_NE(reader->DataVersion(), version);
-  connection_->Execute("INSERT INTO item(name) VALUES('c')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(3, 'c')");
   EXPECT_EQ(read(), 3);
 }
 
