@@ -256,14 +256,14 @@ TEST_F(ConnectionTest, RowsInBulkHaveEveryTypeAndKeepWhatIsThere) {
 // The first value of a parameter may be none.
 TEST_F(ConnectionTest, AParameterTakesNullAndValuesInTurn) {
   connection_->Define("CREATE TABLE sample(id INTEGER PRIMARY KEY, whole INTEGER, size REAL)");
-  Query insert(*connection_, "INSERT INTO sample(whole, size) VALUES(?1, ?2)");
-  insert.Bind(std::optional<int>(), std::optional<double>());
+  Query insert(*connection_, "INSERT INTO sample(id, whole, size) VALUES(?1, ?2, ?3)");
+  insert.Bind(1, std::optional<int>(), std::optional<double>());
   insert.Run();
-  insert.Bind(7, 3);
+  insert.Bind(2, 7, 3);
   insert.Run();
-  insert.Bind(std::optional<int>(), 0.25);
+  insert.Bind(3, std::optional<int>(), 0.25);
   insert.Run();
-  insert.Bind(-8, -1);
+  insert.Bind(4, -8, -1);
   insert.Run();
   Query query(*connection_, "SELECT id, whole, size FROM sample ORDER BY id");
   const std::optional<std::int64_t> wholes[] = {{}, 7, {}, -8};
