@@ -8,6 +8,7 @@
 #include "engine/import/Import.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/sql/address.h"
+#include "engine/sql/counter.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
@@ -372,8 +373,9 @@ void QualityDatabase::Set(std::string_view name, std::string_view value) {
   if (!refusal.empty()) store::Refuse(*store, refusal);
   store::Guarded(*store, [&] {
     store->Write([&](sql::Connection& db) {
-      sql::Query(db, "INSERT INTO setting(key, value, who, made) VALUES(?1, ?2, 'host', ?3)", name,
-                 value, time::Now())
+      sql::Query(db,
+                 "INSERT INTO setting(id, key, value, who, made) VALUES(?1, ?2, ?3, 'host', ?4)",
+                 sql::TakeIds(db, "setting"), name, value, time::Now())
           .Run();
     });
   });

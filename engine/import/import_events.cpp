@@ -56,7 +56,7 @@ std::int32_t OpenFlags(const ImportTable& table) {
 }
 
 void TakeEvent(ImportFile& file) {
-  static const auto insert = InsertInto(
+  static const auto insert = InsertNew(
       "event(time, type, name, process, part, test, employee, acc, acc_employee, cac, "
       "cac_employee, finish, acc_time, cac_time, subgroup_time, flag)");
   const auto& table = file.table;

@@ -12,6 +12,12 @@ std::string InsertInto(std::string_view row) {
   return text + ")";
 }
 
+NewRow InsertNew(std::string_view row) {
+  const auto bracket = row.find('(');
+  const std::string table(row.substr(0, bracket));
+  return {table, InsertInto(table + "(id, " + std::string(row.substr(bracket + 1)))};
+}
+
 std::vector<std::string_view> WordsOf(std::string_view text) {
   std::vector<std::string_view> words;
   while (!text.empty()) {
@@ -42,11 +48,14 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) return *id;
-  static const auto insert = catalogue::TextsByKind([](catalogue::ItemKind each) {
-    return "INSERT INTO " + catalogue::TableOf(each) + "(name) VALUES(?1) RETURNING id";
-  });
-  const auto id =
-      static_cast<std::int32_t>(*IntOf(db_, insert[static_cast<std::size_t>(kind)], name));
+  static const auto rows = [] {
+    std::array<NewRow, catalogue::kItemKinds> all;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      all[i] = InsertNew(catalogue::TableOf(static_cast<catalogue::ItemKind>(i)) + "(name)");
+    }
+    return all;
+  }();
+  const auto id = static_cast<std::int32_t>(Add(db_, rows[static_cast<std::size_t>(kind)], name));
   Of(kind).ids.emplace(name, id);
   ++added_;
   return id;
@@ -65,13 +74,14 @@ std::array<std::int32_t, 3> ImportFile::Version(std::size_t part, std::size_t te
 }
 
 bool ImportFile::AddToGroup(catalogue::ItemKind kind, std::string_view group, std::int32_t item) {
-  report.new_names +=
-      Run(db, "INSERT INTO item_group(kind, name) VALUES(?1, ?2) ON CONFLICT DO NOTHING",
-          catalogue::WordOf(kind), group);
+  static const auto insert = InsertNew("item_group(kind, name)");
+  const auto [id, is_new] = FindOrAdd(db, "SELECT id FROM item_group WHERE kind = ?1 AND name = ?2",
+                                      insert, catalogue::WordOf(kind), group);
+  if (is_new) ++report.new_names;
   return Run(db,
-             "INSERT INTO item_group_member(item_group, item) "
-             "SELECT id, ?3 FROM item_group WHERE kind = ?1 AND name = ?2 ON CONFLICT DO NOTHING",
-             catalogue::WordOf(kind), group, item) != 0;
+             "INSERT INTO item_group_member(item_group, item) VALUES(?1, ?2) "
+             "ON CONFLICT DO NOTHING",
+             id, item) != 0;
 }
 
 }  // namespace orvspc::engine::import

@@ -13,6 +13,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/import/import_table.h"
+#include "engine/sql/counter.h"
 #include "engine/time/calendar.h"
 
 namespace orvspc::engine::import {
@@ -35,6 +36,33 @@ std::optional<std::int64_t> IntOf(sql::Connection& connection, std::string_view 
 
 // "INSERT INTO row VALUES(?1, ...)" with a value for each column of a row such as "part(id, name)".
 std::string InsertInto(std::string_view row);
+
+// How rows of a table are stored that get new identifiers.
+struct NewRow {
+  std::string table, insert;
+};
+// Of a row such as "part(name)", without its identifier.
+NewRow InsertNew(std::string_view row);
+
+// Stores a row with these values under a new identifier, which it returns.
+template <class... Values>
+std::int64_t Add(sql::Connection& connection, const NewRow& row, const Values&... values) {
+  const auto id = sql::TakeIds(connection, row.table);
+  Run(connection, row.insert, id, values...);
+  return id;
+}
+
+struct FoundRow {
+  std::int64_t id;
+  bool is_new;
+};
+// The row that a SELECT of its identifier finds by these values; added where there is none.
+template <class... Values>
+FoundRow FindOrAdd(sql::Connection& connection, std::string_view select, const NewRow& row,
+                   const Values&... values) {
+  if (const auto id = IntOf(connection, select, values...)) return {*id, false};
+  return {Add(connection, row, values...), true};
+}
 
 struct TextHash : std::hash<std::string_view> {
   using is_transparent = void;
@@ -93,6 +121,11 @@ struct ImportFile {
   template <class... Values>
   void Store(std::string_view insert, const Values&... values) {
     Run(db, insert, values...);
+    ++report.rows;
+  }
+  template <class... Values>
+  void Store(const NewRow& row, const Values&... values) {
+    Add(db, row, values...);
     ++report.rows;
   }
 };

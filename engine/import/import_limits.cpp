@@ -81,7 +81,7 @@ void CheckLimits(ImportFile& file, std::int32_t given, const LimitValues& values
 }
 
 void TakeLimits(ImportFile& file) {
-  static const auto insert = InsertInto(
+  static const auto insert = InsertNew(
       "spec_limit(part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, lwp, cp, cpk, "
       "eflag, aflag, scale, name, who, made)");
   const auto& table = file.table;
@@ -145,7 +145,7 @@ bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, 
 }
 
 void TakeControlLimits(ImportFile& file) {
-  static const auto insert = InsertInto(
+  static const auto insert = InsertNew(
       "control_limit(part, test, effective, process, mean, sp, spl, sw, swl, start, finish, "
       "chart_word, who, made)");
   const auto& table = file.table;
@@ -182,7 +182,7 @@ constexpr ImportColumn kOpportunityColumns[] = {
 void TakeOpportunities(ImportFile& file) {
   using AtOpportunity = PlaceIn<kOpportunityColumns>;
   static const auto insert =
-      InsertInto("opportunity(part, test, effective, opportunities, who, made)");
+      InsertNew("opportunity(part, test, effective, opportunities, who, made)");
   const auto version =
       file.Version(AtOpportunity("part"), AtOpportunity("test"), AtOpportunity("effective"));
   file.Store(insert, version, file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX),

@@ -197,7 +197,7 @@ void Check(const ImportTable& table, double nominal, const Figures& figures) {
 }
 
 void TakeNetContents(ImportFile& file) {
-  static const auto insert = InsertInto(
+  static const auto insert = InsertNew(
       "net_content(part, test, effective, class, quantity, nominal, mav, with_upper, factor, name, "
       "who, made, mavl, mavlp, mavu, mavup, t1l, t1lp, t1u, t1up, t2l, t2lp, t2u, t2up)");
   const auto& table = file.table;

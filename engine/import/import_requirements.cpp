@@ -36,7 +36,7 @@ std::string NameOf(const ImportTable& table, std::string_view kind, std::int32_t
 }
 
 void TakeRequirement(ImportFile& file) {
-  static const auto insert = InsertInto(
+  static const auto insert = InsertNew(
       "requirement(name, part, process, test, kind, n, minutes, grace, valid_from, valid_to, who, "
       "made)");
   const auto& table = file.table;

@@ -88,6 +88,7 @@ store::StoredRule NewRule(const ImportTable& table, std::int32_t number, const R
 }
 
 void TakeRule(ImportFile& file, Rules& rules) {
+  static const auto insert_set = InsertNew("rule_set(name)");
   static const auto insert = InsertInto("rule(number, priority, kind, k, m, zone, side, text)");
   const auto number = file.table.Whole(At("number"), 0, 31);
   if (const auto known = rules.find(number); known != rules.end()) {
@@ -104,11 +105,11 @@ void TakeRule(ImportFile& file, Rules& rules) {
     rules[number] = rule;
   }
   for (const auto set : WordsOf(file.table.Cell(At("set")))) {
-    Run(file.db, "INSERT INTO rule_set(name) VALUES(?1) ON CONFLICT DO NOTHING", set);
+    const auto id =
+        FindOrAdd(file.db, "SELECT id FROM rule_set WHERE name = ?1", insert_set, set).id;
     Run(file.db,
-        "INSERT INTO rule_set_member(rule_set, number) "
-        "SELECT id, ?2 FROM rule_set WHERE name = ?1 ON CONFLICT DO NOTHING",
-        set, number);
+        "INSERT INTO rule_set_member(rule_set, number) VALUES(?1, ?2) ON CONFLICT DO NOTHING", id,
+        number);
   }
 }
 
@@ -127,7 +128,7 @@ constexpr ImportColumn kAlarmColumns[] = {
 void TakeAlarm(ImportFile& file) {
   using AtAlarm = PlaceIn<kAlarmColumns>;
   static const auto insert =
-      InsertInto("rule_alarm(part, process, test, graph, number, is_on, who, made)");
+      InsertNew("rule_alarm(part, process, test, graph, number, is_on, who, made)");
   const auto& table = file.table;
   const auto known = [&](std::size_t column, ItemKind kind) {
     const auto name = table.Cell(column);

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "engine/import/values_writer.h"
-#include "engine/sql/counter.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -212,9 +211,8 @@ const ImportStream& ValuesImport::StreamOf(std::int32_t part, std::int32_t proce
                                            std::int32_t test) {
   auto& stream = streams_[{part, process, test}];
   if (stream.id == 0) {
-    stream = {sql::TakeIds(db_, "stream"), part, process, test, nullptr};
-    Run(db_, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", stream.id, part,
-        process, test);
+    static const auto insert = InsertNew("stream(part, process, test)");
+    stream = {Add(db_, insert, part, process, test), part, process, test, nullptr};
   }
   if (stream.state == nullptr) stream.state = &tests_[test];
   return stream;
@@ -323,18 +321,17 @@ std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name
   auto& id = descriptors_[{extra, std::string(name)}];
   if (id != 0) return id;
   const std::string_view group = table_.Extra()[extra].name;
-  Run(db_, "INSERT INTO descriptor_group(name) VALUES(?1) ON CONFLICT DO NOTHING", group);
-  file_.report.new_names +=
-      Run(db_,
-          "INSERT INTO descriptor(descriptor_group, name) "
-          "SELECT id, ?2 FROM descriptor_group WHERE name = ?1 ON CONFLICT DO NOTHING",
-          group, name);
-  id = static_cast<std::int32_t>(
-      *IntOf(db_,
-             "SELECT d.id FROM descriptor d JOIN descriptor_group g ON g.id = d.descriptor_group "
-             "WHERE g.name = ?1 AND d.name = ?2",
-             group, name));
-  return id;
+  static const auto insert_group = InsertNew("descriptor_group(name)");
+  static const auto insert = InsertNew("descriptor(descriptor_group, name)");
+  const auto in =
+      FindOrAdd(db_, "SELECT id FROM descriptor_group WHERE name = ?1", insert_group, group);
+  const auto found = in.is_new ? FoundRow{Add(db_, insert, in.id, name), true}
+                               : FindOrAdd(db_,
+                                           "SELECT id FROM descriptor WHERE descriptor_group = ?1 "
+                                           "AND name = ?2",
+                                           insert, in.id, name);
+  if (found.is_new) ++file_.report.new_names;
+  return id = static_cast<std::int32_t>(found.id);
 }
 
 void ValuesImport::TakeDescriptors() {

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "engine/sql/counter.h"
+#include "engine/store/large_data.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -69,12 +70,10 @@ std::int32_t ValuesWriter::ContextId(const store::Context& context) {
   if (context == latest_context_.first) return latest_context_.second;
   auto& id = contexts_[context];
   if (id == 0) {
-    static const auto insert = InsertInto(WithColumns("context(id, ", ")"));
+    static const auto insert = InsertNew(WithColumns("context(", ")"));
     std::array<Reference, std::tuple_size_v<store::Context>> names;
     std::ranges::transform(context, names.begin(), [](auto name) { return Reference{name}; });
-    const auto taken = sql::TakeIds(db_, "context");
-    Run(db_, insert, taken, names);
-    id = static_cast<std::int32_t>(taken);
+    id = static_cast<std::int32_t>(Add(db_, insert, names));
   }
   latest_context_ = {context, id};
   return id;
@@ -135,6 +134,7 @@ void ValuesWriter::WriteMeasurements() {
       CheckDefectives();
     }
     AddRows();
+    store::ClearLarge(open_.rows);
   }
   run_.reset();
   walk_.reset();
@@ -418,7 +418,7 @@ void ValuesWriter::CheckDefectives() {
 }
 
 void ValuesWriter::WriteComments() {
-  static const auto insert = InsertInto("comment(subgroup, test, tsno, time, employee, note)");
+  static const auto insert = InsertNew("comment(subgroup, test, tsno, time, employee, note)");
   for (const auto& [place, comments] : batch_.comments) {
     const auto& record = batch_.records[place];
     const auto [subgroup, is_new] = subgroups_[record.subgroup];
@@ -431,7 +431,7 @@ void ValuesWriter::WriteComments() {
                            subgroup, time, test, tsno, employee, note)) {
         continue;
       }
-      Run(db_, insert, subgroup, test, tsno, time, Reference{employee}, note);
+      Add(db_, insert, subgroup, test, tsno, time, Reference{employee}, note);
     }
   }
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -39,6 +40,12 @@ class SqlError : public std::runtime_error {
 
  private:
   Kind kind_;
+};
+
+// Of the identifiers of a table, see counter.h.
+struct Counter {
+  std::string text;                   // the query that reads it
+  std::optional<std::int64_t> taken;  // the last one given, where the transaction has given any
 };
 
 // An identifier to be stored; 0 means none and becomes null.
@@ -186,6 +193,12 @@ class Connection {
   // it is in. False, and nothing is begun, when it cannot. NoteState comes before that transaction.
   virtual void NoteState() = 0;
   virtual bool BeginBeside(Connection& first) = 0;
+
+  // By table; for counter.h alone.
+  std::map<std::string, Counter, std::less<>>& Counters() { return counters_; }
+
+ private:
+  std::map<std::string, Counter, std::less<>> counters_;
 };
 
 // Of a Query with very many rows: how many of them are read at least, as a rule.
@@ -296,11 +309,15 @@ class Query {
   Statement& statement_;
 };
 
+// Writes the counters that the transaction has advanced, see counter.h.
+void StoreCounters(Connection& connection);
+
 // A transaction that rolls back unless it was committed.
 class Transaction {
  public:
   Transaction(Connection& connection, TransactionKind kind) : connection_(connection) {
     connection.Begin(kind);
+    for (auto& [table, counter] : connection.Counters()) counter.taken.reset();
   }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
@@ -308,6 +325,7 @@ class Transaction {
     if (open_) connection_.Rollback();
   }
   void Commit() {
+    StoreCounters(connection_);
     connection_.Commit();
     open_ = false;
   }

@@ -38,6 +38,24 @@ std::string_view HotText(bool forward) {
   return texts[forward ? 1 : 0];
 }
 
+constexpr std::string_view kChunkAtOrBefore =
+    "SELECT first_time, first_subgroup FROM measurement_chunk "
+    "WHERE stream = ?1 AND (first_time, first_subgroup) <= (?2, ?3) "
+    "ORDER BY first_time DESC, first_subgroup DESC LIMIT 1";
+constexpr std::string_view kChunkBehind =
+    "SELECT first_time, first_subgroup FROM measurement_chunk "
+    "WHERE stream = ?1 AND (first_time, first_subgroup) > (?2, ?3) "
+    "ORDER BY first_time, first_subgroup LIMIT 1";
+
+std::optional<RecordKey> ChunkOf(sql::Connection& db, std::string_view text, std::int64_t stream,
+                                 const RecordKey& key) {
+  sql::Query query(db, text, stream, key.time, key.subgroup);
+  if (!query.Step()) return std::nullopt;
+  RecordKey first;
+  query.Read(first.time, first.subgroup);
+  return first;
+}
+
 }  // namespace
 
 std::string StreamText(sql::Connection& db, std::int64_t stream) {
@@ -66,6 +84,73 @@ void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
   throw std::runtime_error("The values of " + StreamText(db, stream) + when +
                            " are damaged: their " +
                            (is_whole ? "times or their number differ" : "checksum does not fit"));
+}
+
+std::optional<RecordKey> ChunkAtOrBefore(sql::Connection& db, std::int64_t stream,
+                                         const RecordKey& key) {
+  return ChunkOf(db, kChunkAtOrBefore, stream, key);
+}
+
+std::optional<RecordKey> ChunkBehind(sql::Connection& db, std::int64_t stream,
+                                     const RecordKey& key) {
+  return ChunkOf(db, kChunkBehind, stream, key);
+}
+
+std::optional<RecordKey> FindChunk(sql::Connection& db, std::int64_t stream, const RecordKey& key) {
+  const auto before = ChunkAtOrBefore(db, stream, key);
+  return before ? before : ChunkBehind(db, stream, key);
+}
+
+SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first) {
+  sql::Query query(
+      db,
+      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
+      "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
+      stream, first.time, first.subgroup);
+  SealedChunk sealed;
+  query.Step();  // whose key has just been read
+  sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
+  DecodeRow(db, stream, query, sealed.packed, sealed.chunk);
+  return sealed;
+}
+
+std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
+                                      std::span<const std::int32_t> times) {
+  std::vector<std::int32_t> subgroups;
+  if (times.empty()) return subgroups;
+  sql::Query hot(db,
+                 "SELECT time, subgroup FROM measurement "
+                 "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3",
+                 stream, times.front(), times.back());
+  while (hot.Step()) {
+    if (std::ranges::binary_search(times, hot.Int(0))) subgroups.push_back(hot.Int(1));
+  }
+  const auto drop_before = [&](std::int32_t time) {
+    const auto first = std::ranges::lower_bound(times, time);
+    times = times.subspan(static_cast<std::size_t>(first - times.begin()));
+  };
+  for (auto first = FindChunk(db, stream, {times.front(), INT32_MIN}); first;) {
+    drop_before(first->time);
+    const auto behind = ChunkBehind(db, stream, *first);
+    if (!times.empty() && (!behind || times.front() <= behind->time)) {
+      const auto sealed = ReadChunk(db, stream, *first);
+      const auto& chunk = sealed.chunk;
+      for (const auto time : times) {
+        if (time > chunk.Last().time) break;
+        auto place = chunk.FirstFrom(time);
+        for (; place < chunk.Count() && chunk.Times()[place] == time; ++place) {
+          subgroups.push_back(chunk.Subgroups()[place]);
+        }
+      }
+    }
+    if (!behind) break;
+    // Others of its first time may be in the chunk behind.
+    drop_before(behind->time);
+    if (times.empty()) break;
+    first =
+        times.front() == behind->time ? behind : FindChunk(db, stream, {times.front(), INT32_MIN});
+  }
+  return subgroups;
 }
 
 StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,

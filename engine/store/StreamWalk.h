@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "engine/sql/Connection.h"
 #include "engine/store/chunk.h"
@@ -20,6 +21,31 @@ std::string StreamText(sql::Connection& db, std::int64_t stream);
 // records. Throws std::runtime_error when the chunk is damaged or has other ones.
 void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
                std::span<const std::byte> packed, Chunk& chunk);
+
+// A chunk is named by its first key, and is the one to look into for every key up to that of the
+// next: where it ends is asked of the chunk, as that column has no checksum. Inside a transaction.
+
+// The last chunk of a stream that begins at a key or before it, and the first that begins behind.
+std::optional<RecordKey> ChunkAtOrBefore(sql::Connection& db, std::int64_t stream,
+                                         const RecordKey& key);
+std::optional<RecordKey> ChunkBehind(sql::Connection& db, std::int64_t stream,
+                                     const RecordKey& key);
+// The first chunk that may have a key or a later one; empty when there is none.
+std::optional<RecordKey> FindChunk(sql::Connection& db, std::int64_t stream, const RecordKey& key);
+
+// A chunk with what it views. Moving keeps the view.
+struct SealedChunk {
+  std::vector<std::byte> packed;
+  Chunk chunk;
+};
+// The chunk of a stream that begins with a key. Throws std::runtime_error when it is damaged.
+SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first);
+
+// The subgroups that a stream has at these times, which ascend. Reads the chunks that may have
+// one of them, each once, and passes over those between. Inside a transaction; throws as
+// StreamWalk.
+std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
+                                      std::span<const std::int32_t> times);
 
 // Walks the records of a stream between two times, both ends belonging to it, from the oldest or
 // from the newest on, wherever they are stored. Only one walk at a time on a connection, inside a

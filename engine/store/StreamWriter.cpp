@@ -2,21 +2,10 @@
 #include "engine/store/StreamWriter.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
-
-#include "engine/store/StreamWalk.h"
 
 namespace orvspc::engine::store {
 namespace {
-
-constexpr std::string_view kChunkAtOrBefore =
-    "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-    "AND (first_time, first_subgroup) <= (?2, ?3) "
-    "ORDER BY first_time DESC, first_subgroup DESC LIMIT 1";
-constexpr std::string_view kChunkBehind =
-    "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-    "AND (first_time, first_subgroup) > (?2, ?3) ORDER BY first_time, first_subgroup LIMIT 1";
 
 RecordKey KeyOf(const Measurement& measurement) { return {measurement.time, measurement.subgroup}; }
 
@@ -46,34 +35,19 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   }
 }
 
-// The first keys of the chunks that may have one of a range of keys, in their order.
-std::vector<RecordKey> StreamWriter::ChunksAcross(const RecordKey& first, const RecordKey& last) {
-  const auto before = ChunkFrom(kChunkAtOrBefore, first).value_or(first);
-  std::vector<RecordKey> chunks;
-  sql::Query query(db_,
-                   "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
-                   "AND (first_time, first_subgroup) BETWEEN (?2, ?3) AND (?4, ?5) "
-                   "ORDER BY first_time, first_subgroup",
-                   stream_, before.time, before.subgroup, last.time, last.subgroup);
-  while (query.Step()) {
-    auto& key = chunks.emplace_back();
-    query.Read(key.time, key.subgroup);
-  }
-  return chunks;
-}
-
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
   std::vector<Change> of_chunk;
-  const auto chunks = ChunksAcross(changes.front().key, changes.back().key);
-  const auto change_from = [&](std::size_t chunk) {
-    return chunk < chunks.size()
-               ? std::ranges::lower_bound(changes, chunks[chunk], {}, &Change::key)
-               : changes.end();
-  };
-  for (std::size_t i = 0; i < chunks.size(); ++i) {
-    const auto begin = change_from(i), end = change_from(i + 1);
+  for (auto next = changes.begin(); next != changes.end();) {
+    const auto first = FindChunk(db_, stream_, next->key);
+    if (!first) return;
+    const auto behind = ChunkBehind(db_, stream_, *first);
+    const auto begin = std::ranges::lower_bound(next, changes.end(), *first, {}, &Change::key);
+    const auto end = behind
+                         ? std::ranges::lower_bound(begin, changes.end(), *behind, {}, &Change::key)
+                         : changes.end();
+    next = begin;
     if (begin == end) continue;
-    const auto sealed = Read(chunks[i]);
+    const auto sealed = ReadChunk(db_, stream_, *first);
     const auto& chunk = sealed.chunk;
     of_chunk.clear();
     const auto rest = std::remove_if(begin, end, [&](const Change& change) {
@@ -82,7 +56,7 @@ void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
       if (is_there) of_chunk.push_back(change);
       return is_there;
     });
-    changes.erase(rest, end);
+    next = changes.erase(rest, end);
     if (!of_chunk.empty()) Repack(&sealed, of_chunk, false);
   }
 }
@@ -148,43 +122,24 @@ void StreamWriter::Seal(Changes changes) {
   std::erase_if(all, [](const Change& change) { return change.put == nullptr; });
 
   for (Changes rest = all; !rest.empty();) {
-    const auto before = ChunkFrom(kChunkAtOrBefore, rest.front().key);
-    const auto behind = ChunkFrom(kChunkBehind, rest.front().key);
+    const auto before = ChunkAtOrBefore(db_, stream_, rest.front().key);
+    const auto behind = ChunkBehind(db_, stream_, rest.front().key);
     const auto end =
         behind ? std::ranges::lower_bound(rest, *behind, {}, &Change::key) : rest.end();
     const auto here = rest.first(static_cast<std::size_t>(end - rest.begin()));
     rest = rest.subspan(here.size());
     // What comes before all chunks goes into the first of them, if that has room.
     const auto beside = before ? before : behind;
-    std::optional<Sealed> former;
-    if (beside) former = Read(*beside);
+    std::optional<SealedChunk> former;
+    if (beside) former = ReadChunk(db_, stream_, *beside);
     const bool stays = former && former->chunk.IsFull() &&
                        (!before || (!behind && former->chunk.Last() < here.front().key));
-    const bool is_last = !behind || (!before && !stays && !ChunkFrom(kChunkBehind, *behind));
+    const bool is_last = !behind || (!before && !stays && !ChunkBehind(db_, stream_, *behind));
     Repack(former && !stays ? &*former : nullptr, here, is_last);
   }
 }
 
-std::optional<RecordKey> StreamWriter::ChunkFrom(std::string_view sql, const RecordKey& key) {
-  sql::Query query(db_, sql, stream_, key.time, key.subgroup);
-  if (!query.Step()) return std::nullopt;
-  return RecordKey{query.Int(0), query.Int(1)};
-}
-
-StreamWriter::Sealed StreamWriter::Read(const RecordKey& first) {
-  sql::Query query(
-      db_,
-      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
-      "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
-      stream_, first.time, first.subgroup);
-  Sealed sealed;
-  query.Step();  // whose key has just been read
-  sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
-  DecodeRow(db_, stream_, query, sealed.packed, sealed.chunk);
-  return sealed;
-}
-
-void StreamWriter::Repack(const Sealed* former, Changes changes, bool is_last) {
+void StreamWriter::Repack(const SealedChunk* former, Changes changes, bool is_last) {
   std::size_t begin = 0, weight = 0;
   if (former != nullptr) {
     const auto first = former->chunk.First();

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine/sql/Connection.h"
-#include "engine/store/chunk.h"
+#include "engine/store/StreamWalk.h"
 
 namespace orvspc::engine::store {
 
@@ -36,23 +36,15 @@ class StreamWriter {
     const Measurement* put = nullptr;
   };
   using Changes = std::span<const Change>;
-  // A chunk as it is stored. Moving keeps the view.
-  struct Sealed {
-    std::vector<std::byte> packed;
-    Chunk chunk;
-  };
 
   void Apply(std::int64_t stream, std::vector<Change> changes);
   // Applies those changes to chunks that have a record of the same key, and drops them.
   void ChangeSealed(std::vector<Change>& changes);
-  std::vector<RecordKey> ChunksAcross(const RecordKey& first, const RecordKey& last);
   bool HasRoomFor(std::size_t count);
   void WriteHot(Changes changes);
   void Seal(Changes changes);
-  std::optional<RecordKey> ChunkFrom(std::string_view sql, const RecordKey& key);
-  Sealed Read(const RecordKey& first);
   // Stores the records of a chunk, which goes, with these changes as one or more chunks.
-  void Repack(const Sealed* former, Changes changes, bool is_last);
+  void Repack(const SealedChunk* former, Changes changes, bool is_last);
   void StoreChunk();
 
   sql::Connection& db_;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "engine/store/columns.h"
+#include "engine/store/large_data.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -150,11 +151,18 @@ void ChunkPacker::Pack(std::int64_t stream, std::vector<std::byte>& out) {
                  static_cast<std::uint32_t>(keys_.size()),
                  static_cast<std::uint32_t>(exact_sizes_.size()),
                  0};
+  constexpr std::size_t kColumnsOfRecord = 6 * sizeof(std::int32_t) + 2 * sizeof(std::int64_t);
+  constexpr std::size_t kHeads = 128;  // of the chunk and its columns
   out.clear();
+  out.reserve(values_.size() * sizeof(double) + keys_.size() * sizeof(RowKey) +
+              exact_sizes_.size() * sizeof(double) + times_.size() * kColumnsOfRecord + kHeads);
   Append(out, head);
   AppendAll(out, values_);
+  ClearLarge(values_);
   AppendAll(out, keys_);
+  ClearLarge(keys_);
   AppendAll(out, exact_sizes_);
+  ClearLarge(exact_sizes_);
   for (const auto* column : {&times_, &subgroups_, &row_counts_, &contexts_, &sizes_, &states_}) {
     AppendColumn(out, *column);
   }
@@ -167,9 +175,6 @@ void ChunkPacker::Pack(std::int64_t stream, std::vector<std::byte>& out) {
   }
   batches_.clear();
   entries_.clear();
-  values_.clear();
-  exact_sizes_.clear();
-  keys_.clear();
 }
 
 }  // namespace orvspc::engine::store

@@ -6,10 +6,11 @@
 #include <functional>
 #include <future>
 #include <system_error>
+#include <vector>
 
 #include "system/system.h"
 
-// What large data sets need: two threads.
+// What large data sets need: two threads, and memory for as long as it is used.
 namespace orvspc::engine::store {
 
 // Below this many subgroups a second thread costs more than it saves.
@@ -19,6 +20,15 @@ inline constexpr std::int64_t kWorthTwoThreads = 100'000;
 inline bool MayUseTwoThreads() {
   static const bool has_two = system::UsableProcessors() > 1;
   return has_two;
+}
+
+// Clears a vector that is filled again and again; storage of very many elements is given back,
+// since a huge record has several copies by turns while it is written.
+template <class T>
+void ClearLarge(std::vector<T>& values) {
+  constexpr std::size_t kMaxKept = 65'536;
+  if (values.size() > kMaxKept) std::vector<T>().swap(values);
+  values.clear();
 }
 
 // Runs first() on this thread and second() on a new one, or one after the other when the system

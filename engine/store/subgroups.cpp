@@ -180,19 +180,43 @@ void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups) {
   std::vector<std::int32_t> ids(subgroups.size());
+  if (subgroups.empty()) return ids;
   std::vector<std::size_t> order(subgroups.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   const auto source_of = [&](std::size_t place) {
     return std::pair(subgroups[place].part, subgroups[place].process);
   };
-  std::ranges::sort(order, {}, [&](std::size_t place) {
-    return std::tuple(source_of(place), subgroups[place].time);
-  });
+  const auto key_of = [&](std::size_t place) {
+    return std::pair(source_of(place), subgroups[place].time);
+  };
+  std::ranges::sort(order, {}, key_of);
+  const auto compare = [&](const SubgroupFacts& stored) {
+    const auto key = std::pair(std::pair(stored.part, stored.process), stored.time);
+    for (const auto place : std::ranges::equal_range(order, key, {}, key_of)) {
+      if (subgroups[place].label == stored.label) ids[place] = stored.id;
+    }
+  };
+
+  const auto [first, last] = std::ranges::minmax(subgroups, {}, &SubgroupFacts::time);
+  for (sql::Query hot(db,
+                      "SELECT id, part, process, time, label FROM subgroup "
+                      "WHERE time BETWEEN ?1 AND ?2",
+                      first.time, last.time);
+       hot.Step();) {
+    compare({hot.Int(0), hot.Int(1), hot.Int(2), hot.Int(3), hot.Text(4)});
+  }
+
+  // Of the same times, one of which may have the label.
+  std::vector<std::int32_t> candidates;
   for (std::span<const std::size_t> rest = order; !rest.empty();) {
     const auto same = std::ranges::upper_bound(rest, source_of(rest.front()), {}, source_of);
     const auto wanted = rest.first(static_cast<std::size_t>(same - rest.begin()));
     rest = rest.subspan(wanted.size());
-    const auto time_of = [&](std::size_t place) { return subgroups[place].time; };
+    std::vector<std::int32_t> times;
+    for (const auto place : wanted) {
+      const auto time = subgroups[place].time;
+      if (times.empty() || times.back() != time) times.push_back(time);
+    }
     const auto [part, process] = source_of(wanted.front());
     std::vector<std::int64_t> streams;
     for (sql::Query query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", part,
@@ -200,33 +224,22 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
          query.Step();) {
       streams.push_back(query.Int64(0));
     }
-    // Those of the same times, one of which may have the label.
-    std::vector<std::int32_t> candidates;
     for (const auto stream : streams) {
-      ForEachRecord(
-          db, stream,
-          [&](const RecordView& record) {
-            if (std::ranges::binary_search(wanted, record.Time(), {}, time_of)) {
-              candidates.push_back(record.Subgroup());
-            }
-          },
-          time_of(wanted.front()), time_of(wanted.back()));
+      const auto found = SubgroupsAt(db, stream, times);
+      candidates.insert(candidates.end(), found.begin(), found.end());
     }
-    std::ranges::sort(candidates);
-    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    std::size_t found = 0;
-    ForEachOf(db, candidates, [&](const SubgroupFacts& each) {
-      ++found;
-      auto place = std::ranges::lower_bound(wanted, each.time, {}, time_of);
-      for (; place != wanted.end() && time_of(*place) == each.time; ++place) {
-        if (subgroups[*place].label == each.label) ids[*place] = each.id;
-      }
-    });
-    // Else it would be stored a second time.
-    if (found != candidates.size()) {
-      throw std::runtime_error("The names of " + std::to_string(candidates.size() - found) +
-                               " subgroups that have values are missing");
-    }
+  }
+  std::ranges::sort(candidates);
+  candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+  std::size_t found = 0;
+  ForEachOf(db, candidates, [&](const SubgroupFacts& stored) {
+    ++found;
+    compare(stored);
+  });
+  // Else it would be stored a second time.
+  if (found != candidates.size()) {
+    throw std::runtime_error("The names of " + std::to_string(candidates.size() - found) +
+                             " subgroups that have values are missing");
   }
   return ids;
 }

@@ -47,7 +47,10 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
                                                              std::int32_t first, std::int32_t last);
 
 // Looks subgroups up by part, process, time and label: their identifiers in the order asked for, 0
-// where one is not stored. A subgroup is found by its measurements, of which each has one.
+// where one is not stored.
+//   - A sealed one is found by its measurements, of which each has one: one chunk is read for each
+//     that has one of the times, none of those between.
+//   - A hot one is found by itself.
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups);
 

@@ -4,6 +4,7 @@
 
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
+#include "tests/engine/import/every_kind.h"
 #include "tests/engine/store/store_fixture.h"
 
 // A file and a server that were filled alike hold the same, down to the identifiers.
@@ -114,10 +115,45 @@ TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
     EXPECT_EQ(reports[0].rows, reports[1].rows) << sample.file;
     EXPECT_EQ(reports[0].new_names, reports[1].new_names) << sample.file;
   }
+  // What the samples lack, beside what they have.
+  for (const auto& [kind, text] : import::kEveryKind) {
+    WriteFile(folder_.File("in.csv"), text);
+    for (const auto& path : {file_, server_}) {
+      QualityDatabase::ImportInto(path, folder_.File("in.csv"), kind);
+    }
+  }
+  for (const auto& path : {file_, server_}) {
+    auto database = QualityDatabase::Open(path);
+    database.Set("time_zone", "+01:00");
+    database.Set("time_zone", "UTC");
+  }
   const auto expected = RowsOf(file_), found = RowsOf(server_);
   ASSERT_EQ(found.size(), expected.size());
+  for (const auto& table : Tables()) EXPECT_TRUE(found.contains(std::string(table.name)));
   for (const auto& [table, rows] : expected) EXPECT_EQ(found.at(table), rows) << table;
   EXPECT_EQ(Digest(server_).values, Digest(file_).values);
+}
+
+// A counter that lags behind its rows catches up alike, and rows that are gone leave the same gaps.
+TEST_F(BothStoresTest, RowsThatWereChangedByHandGetTheSameIdentifiers) {
+  WriteFile(folder_.File("in.csv"), import::kEveryKind[0].text);
+  WriteFile(folder_.File("new.csv"),
+            "part,process,test,subgroup,time,value,job,comment,descriptor:Cavity\n"
+            "N,R,T,1,2024-02-01,5,N,new,N\n");
+  for (const auto& path : {file_, server_}) {
+    QualityDatabase::Create(path).Import(folder_.File("in.csv"), ImportKind::Values);
+    RunSql(path,
+           "DELETE FROM comment; DELETE FROM subgroup_descriptor; DELETE FROM descriptor;"
+           "INSERT INTO job(id, name) VALUES(70, 'J70'); UPDATE counter SET last = 0 "
+           "WHERE name = 'part'; DELETE FROM counter WHERE name = 'process'");
+    QualityDatabase::ImportInto(path, folder_.File("new.csv"), ImportKind::Values);
+  }
+  const auto expected = RowsOf(file_), found = RowsOf(server_);
+  EXPECT_EQ(found, expected);
+  EXPECT_EQ(expected.at("job").back(), "71|N|1|");
+  EXPECT_EQ(expected.at("comment").size(), 1U);
+  EXPECT_EQ(expected.at("comment").front().substr(0, 2), "3|");
+  EXPECT_EQ(expected.at("descriptor").front().substr(0, 2), "5|");
 }
 
 TEST_F(BothStoresTest, ACopyGoesToTheServerAndBack) {

@@ -635,15 +635,7 @@ void PostgresConnection::Execute(const std::string& sql) {
   if (transaction) transaction->Commit();
 }
 
-void PostgresConnection::Define(const std::string& sql) {
-  // As SQLite numbers rows, since a sequence would leave gaps. Writers take turns.
-  constexpr const char* kNextId =
-      "CREATE OR REPLACE FUNCTION orvspc_next_id(rows regclass) RETURNS bigint LANGUAGE plpgsql "
-      "AS $$ DECLARE free_id bigint; BEGIN "
-      "EXECUTE format('SELECT coalesce(max(id), 0) + 1 FROM %s', rows) INTO free_id; "
-      "RETURN free_id; END $$;";
-  Execute(kNextId + SpellTables(sql));
-}
+void PostgresConnection::Define(const std::string& sql) { Execute(SpellTables(sql)); }
 
 void PostgresConnection::Copy(const std::string& sql, std::string_view rows) {
   Alone([&] {

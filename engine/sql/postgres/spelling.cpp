@@ -81,10 +81,6 @@ std::string SpellTables(std::string_view sql) {
       text.resize(text.rfind("WITHOUT"));
     } else if (token == "INTEGER") {
       text += "BIGINT";
-      if (column == "id" && sql.starts_with(" PRIMARY KEY")) {
-        after += ";\nALTER TABLE " + std::string(table) +
-                 " ALTER COLUMN id SET DEFAULT orvspc_next_id('" + std::string(table) + "')";
-      }
     } else if (token == "REAL") {
       text += "DOUBLE PRECISION";
     } else if (token == "TEXT") {

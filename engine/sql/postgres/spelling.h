@@ -17,9 +17,8 @@ Spelled SpellStatement(std::string_view sql);
 
 // Of statements that define tables. Beside the types:
 //
-// id INTEGER PRIMARY KEY  takes the number after the highest one where a row has none of its own
-// TEXT                    compares byte by byte
-// BLOB                    is not compressed, since what we store is packed already
+// TEXT  compares byte by byte
+// BLOB  is not compressed, since what we store is packed already
 std::string SpellTables(std::string_view sql);
 
 }  // namespace orvspc::engine::sql::postgres

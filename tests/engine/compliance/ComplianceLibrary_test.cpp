@@ -175,9 +175,10 @@ TEST_F(ComplianceTest, ARowWithoutValuesHasNoFlags) {
 }
 
 TEST_F(ComplianceTest, NetContentsFlagTheirFigures) {
-  RunSql(Path(),
-         "INSERT INTO net_content(part, test, effective, class, nominal, t1l, t2l, t1u, factor, "
-         "who, made) VALUES(1, 1, 0, 'own', 20, 19, 15, 25, 2, 'test', 0)");
+  RunSql(
+      Path(),
+      "INSERT INTO net_content(id, part, test, effective, class, nominal, t1l, t2l, t1u, factor, "
+      "who, made) VALUES(1, 1, 1, 0, 'own', 20, 19, 15, 25, 2, 'test', 0)");
   const auto row = Rows()[0];
   EXPECT_EQ(row.LimitFlags, 8 | nclT1L | nclT2L | nclT1U);
   // Values 9, 11, 13, 7 times the factor 2 against a content of 20.
@@ -190,9 +191,10 @@ TEST_F(ComplianceTest, NetContentsFlagTheirFigures) {
 }
 
 TEST_F(ComplianceTest, APackageExactlyOnANetContentLimitIsNotBeyondIt) {
-  RunSql(Path(),
-         "INSERT INTO net_content(part, test, effective, class, nominal, t1l, t2l, t1u, factor, "
-         "who, made) VALUES(1, 1, 0, 'own', 0.77, 0.77, 0.63, 0.91, 0.07, 'test', 0)");
+  RunSql(
+      Path(),
+      "INSERT INTO net_content(id, part, test, effective, class, nominal, t1l, t2l, t1u, factor, "
+      "who, made) VALUES(1, 1, 1, 0, 'own', 0.77, 0.77, 0.63, 0.91, 0.07, 'test', 0)");
   const auto row = Rows()[0];
   // 9, 11 and 13 lie on a limit each, although 13 times 0.07 is 0.9100000000000001; 7 is below all.
   EXPECT_EQ(row.PercentBelowLSC, 50.0);

@@ -75,7 +75,7 @@ TEST_F(ConnectionTest, ATextThatIsTooLongIsRefusedAndNotCut) {
 }
 
 TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
-  const auto insert = [&] { connection_->Execute("INSERT INTO item(name) VALUES('a')"); };
+  const auto insert = [&] { connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')"); };
   insert();
   EXPECT_EQ(KindOf(insert), SqlError::Kind::Constraint);
   EXPECT_EQ(KindOf([&] { connection_->Execute("SELECT nothing FROM nowhere"); }),
@@ -89,11 +89,11 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
 
 TEST_F(ConnectionTest, RunsTellWhatTheyChangedAndReturned) {
   Query insert(*connection_,
-               "INSERT INTO item(name) VALUES(?1) ON CONFLICT DO NOTHING RETURNING id");
-  insert.Bind("a");
+               "INSERT INTO item(id, name) VALUES(?1, ?2) ON CONFLICT DO NOTHING RETURNING id");
+  insert.Bind(1, "a");
   EXPECT_EQ(insert.RunForInt(), 1);
   EXPECT_EQ(insert.RunForInt(), std::nullopt) << "the name is there already";
-  insert.Bind("b");
+  insert.Bind(2, "b");
   EXPECT_EQ(insert.RunForInt(), 2);
   EXPECT_EQ(Query(*connection_, "UPDATE item SET name = name || name").Run(), 2);
   EXPECT_EQ(Query(*connection_, "DELETE FROM item WHERE name = 'none'").Run(), 0);
@@ -136,7 +136,7 @@ TEST_F(ConnectionTest, ValuesAreBoundByTheirTypes) {
 }
 
 TEST_F(ConnectionTest, AllRowsAreReadIntoMembers) {
-  connection_->Execute("INSERT INTO item(name) VALUES('a'), ('b')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a'), (2, 'b')");
   struct Item {
     std::int64_t id = 0;
     std::string name;
@@ -152,7 +152,7 @@ TEST_F(ConnectionTest, AllRowsAreReadIntoMembers) {
 TEST_F(ConnectionTest, ATransactionWithoutCommitLeavesNothing) {
   {
     const Transaction transaction(*connection_, TransactionKind::Write);
-    connection_->Execute("INSERT INTO item(name) VALUES('a')");
+    connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
     EXPECT_TRUE(connection_->InTransaction());
   }
   EXPECT_FALSE(connection_->InTransaction());
@@ -164,7 +164,7 @@ TEST_F(ConnectionTest, TheDataVersionChangesWithTheCommitsOfOthers) {
   const auto other = Open();
   const auto before = connection_->DataVersion();
   EXPECT_EQ(connection_->DataVersion(), before);
-  other->Execute("INSERT INTO item(name) VALUES('a')");
+  other->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
   EXPECT_NE(connection_->DataVersion(), before);
 }
 
@@ -257,14 +257,14 @@ TEST_F(ConnectionTest, RowsInBulkHaveEveryTypeAndKeepWhatIsThere) {
 // The first value of a parameter may be none.
 TEST_F(ConnectionTest, AParameterTakesNullAndValuesInTurn) {
   connection_->Define("CREATE TABLE sample(id INTEGER PRIMARY KEY, whole INTEGER, size REAL)");
-  Query insert(*connection_, "INSERT INTO sample(whole, size) VALUES(?1, ?2)");
-  insert.Bind(std::optional<int>(), std::optional<double>());
+  Query insert(*connection_, "INSERT INTO sample(id, whole, size) VALUES(?1, ?2, ?3)");
+  insert.Bind(1, std::optional<int>(), std::optional<double>());
   insert.Run();
-  insert.Bind(7, 3);
+  insert.Bind(2, 7, 3);
   insert.Run();
-  insert.Bind(std::optional<int>(), 0.25);
+  insert.Bind(3, std::optional<int>(), 0.25);
   insert.Run();
-  insert.Bind(-8, -1);
+  insert.Bind(4, -8, -1);
   insert.Run();
   Query query(*connection_, "SELECT id, whole, size FROM sample ORDER BY id");
   const std::optional<std::int64_t> wholes[] = {{}, 7, {}, -8};
@@ -298,7 +298,8 @@ TEST_F(ConnectionTest, ExtremeNumbersComeBackAsTheyWere) {
 }
 
 TEST_F(ConnectionTest, TextsCompareByteByByte) {
-  connection_->Execute("INSERT INTO item(name) VALUES('b'), ('B'), ('a'), ('\xc3\xa4'), ('a-b')");
+  connection_->Execute(
+      "INSERT INTO item(id, name) VALUES(1, 'b'), (2, 'B'), (3, 'a'), (4, '\xc3\xa4'), (5, 'a-b')");
   std::string names;
   Query query(*connection_, "SELECT name FROM item ORDER BY name");
   while (query.Step()) names.append(query.Text(0)) += ' ';
@@ -328,7 +329,7 @@ TEST_F(ConnectionTest, AWriterIsWaitedFor) {
 }
 
 TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
-  connection_->Execute("INSERT INTO item(name) VALUES('a')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
   connection_.reset();
   const auto reader = sqlite::OpenFileToRead((folder_ / "q.db").string());
   EXPECT_FALSE(std::filesystem::exists(folder_ / "q.db-shm"));
@@ -347,23 +348,23 @@ TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
     Transaction transaction(*reader, TransactionKind::Read);
     EXPECT_EQ(count(), 1);
     connection_ = Open();
-    connection_->Execute("INSERT INTO item(name) VALUES('b')");
+    connection_->Execute("INSERT INTO item(id, name) VALUES(2, 'b')");
     EXPECT_EQ(KindOf([&] { transaction.Commit(); }), SqlError::Kind::Other);
   }
   EXPECT_EQ(read(), 2) << "the writer is there";
   EXPECT_NE(reader->DataVersion(), version);
-  connection_->Execute("INSERT INTO item(name) VALUES('c')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(3, 'c')");
   EXPECT_EQ(read(), 3);
 }
 
 TEST_F(ConnectionTest, WhatWasRefusedWhileAJournalLayThereIsReadAnewAfterwards) {
   namespace fs = std::filesystem;
-  connection_->Execute("INSERT INTO item(name) VALUES('a')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(1, 'a')");
   connection_.reset();
   const auto path = folder_ / "q.db";
   fs::copy_file(path, folder_ / "old.db");
   connection_ = Open();
-  connection_->Execute("INSERT INTO item(name) VALUES('b')");
+  connection_->Execute("INSERT INTO item(id, name) VALUES(2, 'b')");
   connection_.reset();
   fs::copy_file(path, folder_ / "new.db");
   const auto put = [&](const char* name) {

@@ -398,7 +398,7 @@ TEST_F(DatabaseLibraryTest, MoreThanTenThousandSubgroupsBecomeARange) {
 
 TEST_F(DatabaseLibraryTest, CommentsAreFoundWithinTheirBounds) {
   ImportSmall();
-  RunSql(Path(), "INSERT INTO comment(subgroup, tsno, time, note) VALUES(1, 0, 5, 'first')");
+  RunSql(Path(), "INSERT INTO comment(id, subgroup, tsno, time, note) VALUES(9, 1, 0, 5, 'first')");
   std::vector<API_CommentData> out(5);
   const auto find = [&](std::int32_t start, std::int32_t end, std::vector<std::int32_t> filter) {
     return library_.VLXDBL_FINDSGRPCMNT(0, Db().ConnectionHandle(), start, end, filter, RefTo(out),
@@ -614,7 +614,8 @@ TEST_F(StoreFailureTest, AnIdentifierThatIsNotThereIsAFailureThatNamesIt) {
 
 TEST_F(StoreFailureTest, ASettingThatCannotBeUsedLeavesTheCatalogueAsAFailure) {
   ImportSmall();
-  RunSql(Path(), "INSERT INTO setting(key, value, who, made) VALUES('time_zone', 'odd', '', 0)");
+  RunSql(Path(),
+         "INSERT INTO setting(id, key, value, who, made) VALUES(9, 'time_zone', 'odd', '', 0)");
   const auto message = FailureOf([&] { Data().RuleSets(); });
   EXPECT_EQ(message.rfind(Path() + ": ", 0), 0u) << message;
   EXPECT_NE(message.find("odd"), std::string::npos) << message;

@@ -390,8 +390,8 @@ TEST_F(SchemaTest, AFileBroughtForwardHasTheTablesOfANewOne) {
 TEST_F(SchemaTest, AFileOfVersion1TakesWhatOnlyVersion2Holds) {
   Db();
   RunSql(Path(),
-         "INSERT INTO company(name) VALUES('Works'); UPDATE process SET company = 1;"
-         "INSERT INTO state_code(name, type) VALUES('running', 2000);"
+         "INSERT INTO company(id, name) VALUES(1, 'Works'); UPDATE process SET company = 1;"
+         "INSERT INTO state_code(id, name, type) VALUES(1, 'running', 2000);"
          "INSERT INTO state_log VALUES(1, 0, 1)");
   Reopen();
   EXPECT_EQ(Data().Find(ItemKind::Company, "Works"), 1);

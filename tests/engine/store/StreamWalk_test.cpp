@@ -2,9 +2,12 @@
 #include "engine/store/StreamWalk.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/store/digest.h"
@@ -45,6 +48,67 @@ TEST_F(StreamWalkTest, AStreamWithoutRecordsHasNothing) {
     EXPECT_TRUE(Walked(db, 1, true).empty());
     EXPECT_TRUE(Walked(db, 1, false).empty());
     EXPECT_TRUE(Walked(db, 1000, true).empty());
+  });
+}
+
+// Beside times that nothing has; subgroups of one time lie in several chunks and hot rows.
+TEST_F(StreamWalkTest, SubgroupsAreFoundByTheirTimes) {
+  Opened()->Write([&](Connection& db) {
+    std::vector<StoredRecord> records;
+    for (std::int32_t id = 1; id <= 3000; ++id) {
+      records.push_back(NewRecord(random_, {id < 1000 ? id / 3 : id < 2000 ? 333 : id, id}));
+    }
+    WriteRecords(db, 1, records, kNone);
+    const std::vector<StoredRecord> late{
+        NewRecord(random_, {-5, 3001}), NewRecord(random_, {333, 3002}),
+        NewRecord(random_, {334, 3003}), NewRecord(random_, {2500, 3004})};
+    WriteRecords(db, 1, late, kAll);
+    reference_.Write(1, records);
+    reference_.Write(1, late);
+    EXPECT_GT(Count(db, "measurement_chunk", 1), 5);
+    const auto expect = [&](const std::set<std::int32_t>& chosen) {
+      const std::vector<std::int32_t> times(chosen.begin(), chosen.end());
+      std::vector<std::int32_t> expected;
+      for (const auto& [key, record] : reference_.Of(1)) {
+        if (chosen.contains(key.time)) expected.push_back(key.subgroup);
+      }
+      std::ranges::sort(expected);
+      auto found = SubgroupsAt(db, 1, times);
+      std::ranges::sort(found);
+      ASSERT_EQ(found, expected) << chosen.size();
+    };
+    expect({});
+    for (std::int32_t time = -6; time < 3010; ++time) expect({time});
+    for (int i = 0; i < 300; ++i) {
+      std::set<std::int32_t> chosen;
+      for (int n = Below(random_, i < 150 ? 6 : 2000); n >= 0; --n) {
+        chosen.insert(Below(random_, 3020) - 10);
+      }
+      expect(chosen);
+    }
+    EXPECT_TRUE(SubgroupsAt(db, 2, std::array{1, 2}).empty());
+  });
+}
+
+// A long history of which few times are asked for.
+TEST_F(StreamWalkTest, ChunksBetweenTimesAreNotRead) {
+  Opened()->Write([&](Connection& db) {
+    Write(db, 1, 1, 40'000, kNone);
+    const auto chunks = Count(db, "measurement_chunk", 1);
+    ASSERT_GT(chunks, 150);
+    std::vector<std::int32_t> times;
+    for (std::int32_t i = 4000; i <= 40'000; i += 4000) {
+      for (std::int32_t near = 99; near >= 0; --near) times.push_back(10 * i - near);
+    }
+    std::vector<std::int32_t> all;
+    for (std::int32_t i = 1; i <= 40'000; ++i) all.push_back(10 * i);
+    // Each chunk is looked for and read, by three statements at most.
+    for (const auto& [asked, touched] : {std::pair(times, std::int64_t{20}), {all, chunks}}) {
+      FailStep(static_cast<int>(4 * touched + 4));
+      const auto found = SubgroupsAt(db, 1, asked);
+      EXPECT_FALSE(FailStep(0)) << asked.size();
+      EXPECT_EQ(found.size(), asked.size() == all.size() ? all.size() : 100U);
+    }
   });
 }
 

@@ -55,6 +55,19 @@ TEST_F(CopyTest, AnIdentifierThatIsGivenLaterIsTheSameInTheCopy) {
   EXPECT_EQ(Data().SubgroupLabel(701), "new");
 }
 
+TEST_F(CopyTest, NeitherGivesTheIdentifierOfARowThatIsGone) {
+  ImportSome();
+  Import("code,name\nD1,scratch\nD2,dent\n", ImportKind::Defects);
+  RunSql(Path(), "DELETE FROM defect WHERE id = 2; DELETE FROM comment");
+  const auto path = folder_.File("copy.db");
+  Data().CopyTo(path);
+  Import("code,name\nD3,crack\n", ImportKind::Defects);
+  auto copied = QualityDatabase::Open(path);
+  copied.Import(folder_.File("in.csv"), ImportKind::Defects);
+  EXPECT_EQ(Id(ItemKind::Defect, "D3"), 3);
+  EXPECT_EQ(copied.Find(ItemKind::Defect, "D3"), 3);
+}
+
 TEST_F(CopyTest, ADatabaseThatHoldsSomethingIsNotCopiedInto) {
   ImportSome();
   const auto path = folder_.File("copy.db");

@@ -58,16 +58,49 @@ TEST_F(CounterTest, ATransactionThatFailsTakesNone) {
   EXPECT_EQ(Take(1), 1);
 }
 
-TEST_F(CounterTest, AMissingCounterIsDamage) {
+TEST_F(CounterTest, OneThatIsMissingOrLagsBehindBeginsAboveTheRows) {
+  for (const auto* const change :
+       {"DELETE FROM counter WHERE name = 'lot'", "UPDATE counter SET last = 3"}) {
+    Opened()->Write([&](Connection& db) {
+      db.Execute("DELETE FROM lot; INSERT INTO lot(id, name) VALUES(41, 'L')");
+      db.Execute(change);
+    });
+    EXPECT_EQ(Last(), 41) << change;
+    EXPECT_EQ(Take(2), 42) << change;
+    Opened()->Write([](Connection& db) { db.Execute("DELETE FROM lot"); });
+    EXPECT_EQ(Last(), 43) << change;
+    EXPECT_EQ(Take(1), 44) << change;
+  }
+}
+
+TEST_F(CounterTest, IdentifiersOfSealedSubgroupsAreNotGivenAgain) {
   Opened()->Write([](Connection& db) {
-    EXPECT_EQ(LastId(db, "nothing"), 0);
-    try {
-      TakeIds(db, "nothing");
-      ADD_FAILURE();
-    } catch (const SqlError& error) {
-      EXPECT_EQ(error.Which(), SqlError::Kind::Damaged);
+    db.Execute("DELETE FROM counter WHERE name = 'subgroup'");
+    Query(db, "INSERT INTO subgroup_block(block, packed) VALUES(3, ?1)", std::vector<std::byte>(9))
+        .Run();
+    EXPECT_EQ(TakeIds(db, "subgroup"), 1024);
+  });
+}
+
+TEST_F(CounterTest, WhatATransactionHasTakenIsSeenInIt) {
+  Opened()->Write([](Connection& db) {
+    TakeIds(db, "lot", 7);
+    EXPECT_EQ(LastId(db, "lot"), 7);
+  });
+  EXPECT_EQ(Last(), 7);
+}
+
+// A server walks all versions of a row that a transaction has made.
+TEST_F(CounterTest, ATransactionReadsAndWritesEachCounterOnce) {
+  Opened()->Write([](Connection& db) {
+    FailStep(8);
+    for (int i = 1; i <= 1000; ++i) {
+      EXPECT_EQ(TakeIds(db, "lot"), i);
+      EXPECT_EQ(TakeIds(db, "job"), i);
     }
   });
+  EXPECT_FALSE(FailStep(0));
+  EXPECT_EQ(Last(), 1000);
 }
 
 TEST_F(CounterTest, TwoConnectionsGetDifferentOnes) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "engine/schema/schema.h"
+#include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/migration.h"
 #include "engine/store/record_of_v2.h"
@@ -324,6 +325,19 @@ TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
     ForEachRecord(db, *stream,
                   [&](const RecordView& each) { subgroups.push_back(each.Subgroup()); });
     EXPECT_EQ(subgroups, (std::vector<std::int32_t>{key.subgroup, kSubgroups + 1}));
+  });
+}
+
+TEST_F(MigrationTest, IdentifiersGoOnAboveTheHighestThatWereThere) {
+  Db();
+  RunSql(Path(), "DELETE FROM job WHERE id = 7001");
+  Import("part,process,test,subgroup,time,value,job\nNew,Press A,Width,New,2024-01-01,2,New\n");
+  EXPECT_EQ(Id(ItemKind::Job, "New"), 7002);
+  EXPECT_EQ(Id(ItemKind::Part, "New"), 2);
+  Opened()->ReadOrThrow([](Connection& db) {
+    EXPECT_EQ(LastId(db, "context"), 7002);
+    EXPECT_EQ(LastId(db, "subgroup"), kSubgroups + 1);
+    EXPECT_EQ(LastId(db, "stream"), 4);
   });
 }
 

@@ -10,6 +10,7 @@
 
 #include "engine/sql/counter.h"
 #include "engine/store/columns.h"
+#include "platform/TimeText.h"
 #include "tests/engine/store/reference_store.h"
 
 namespace orvspc::engine::store {
@@ -207,6 +208,74 @@ TEST_F(SubgroupsTest, AreFoundByPartProcessTimeAndLabelOnly) {
     EXPECT_GT(std::ranges::count(expected, 0), 50);
     EXPECT_LT(std::ranges::count(expected, 0), 350);
     EXPECT_TRUE(FindSubgroups(db, {}).empty());
+  });
+}
+
+TEST_F(SubgroupsTest, AHotOneWithoutAMeasurementIsFound) {
+  Import("part,process,test,subgroup,time,value\nP,R,T,1,2024-01-01,1\nP,R,T,2,2024-01-02,2\n");
+  RunSql(Path(), "DELETE FROM measurement");
+  const auto report = Import(
+      "part,process,test,subgroup,time,value\nP,R,T,2,2024-01-02,1\nP,R,T,3,2024-01-03,2\n"
+      "P,R,T2,1,2024-01-01,1\nP,R2,T,1,2024-01-01,1\nP,R,T,1,2024-01-02,1\n");
+  EXPECT_EQ(report.subgroups, 3) << "one of another number, of another process, of another time";
+  EXPECT_EQ(Data().Streams().size(), 3U);
+  Opened()->ReadOrThrow([&](Connection& db) {
+    const auto first = LastId(db, "stream") - 2;
+    EXPECT_EQ(Walked(db, first, true).size(), 3U);
+    EXPECT_EQ(Walked(db, first + 1, true).at(0).subgroup, 1) << "found without a measurement";
+  });
+}
+
+// Late subgroups all over ten years: twenty days, fifty subgroups on each.
+TEST_F(SubgroupsTest, LateOnesReadOnlyTheChunksThatTheyBelongTo) {
+  constexpr std::int32_t kStep = 8 * 3600, kStored = 10'950, kDays = 20, kOfDay = 50;
+  std::int64_t chunks = 0;
+  Opened()->Write([&](Connection& db) {
+    const auto first = static_cast<std::int32_t>(TakeIds(db, "subgroup", kStored));
+    SubgroupWriter writer(db);
+    std::vector<StoredRecord> records;
+    for (std::int32_t i = 0; i < kStored; ++i) {
+      writer.Add({first + i, 1, 1, kStep * i, "n"});
+      auto& record = records.emplace_back(NewRecord(random_, {kStep * i, first + i}));
+      record.values.assign(100, 1.0);
+      record.keys.clear();
+      for (std::size_t row = 0; row < 100; ++row) record.keys.push_back(PlainKey(row));
+      record.size = 100;
+    }
+    writer.Flush();
+    SealSubgroups(db);
+    WriteRecords(db, 1, records, 0);
+    chunks = Count(db, "measurement_chunk", 1);
+    ASSERT_GT(chunks, 800);
+  });
+  std::string text = "part,process,test,subgroup,time,value\n";
+  std::vector<SubgroupFacts> asked;
+  for (std::int32_t day = 0; day < kDays; ++day) {
+    const auto start = kStep * (kStored / kDays * day + 2);
+    asked.push_back({0, 1, 1, start, "n"});
+    for (std::int32_t i = 0; i < kOfDay; ++i) {
+      const auto time = start + 300 * i;
+      asked.push_back({0, 1, 1, time, "late"});
+      text += "part1,process1,test1,late," + platform::IsoText(time) + ",1\n";
+    }
+  }
+  // A day lies in one chunk or two, each of which is looked for and read.
+  Opened()->ReadOrThrow([&](Connection& db) {
+    FailStep(12 * kDays);
+    const auto found = FindSubgroups(db, asked);
+    EXPECT_FALSE(FailStep(0));
+    EXPECT_EQ(std::ranges::count(found, 0), kDays * kOfDay);
+    for (std::size_t i = 0; i < found.size(); i += kOfDay + 1) EXPECT_NE(found[i], 0);
+  });
+  // Beside one at most for each new subgroup.
+  FailStep(kDays * kOfDay + 20 * kDays);
+  const auto report = Import(text);
+  EXPECT_FALSE(FailStep(0));
+  EXPECT_EQ(report.subgroups, kDays * kOfDay);
+  EXPECT_EQ(ImportFailure(text).find("already stored") == std::string::npos, false);
+  Opened()->ReadOrThrow([&](Connection& db) {
+    ExpectSound(db);
+    EXPECT_EQ(Walked(db, 1, true).size(), kStored + kDays * kOfDay);
   });
 }
 
