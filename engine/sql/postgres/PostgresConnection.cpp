@@ -82,9 +82,13 @@ void PostgresConnection::Begin(TransactionKind kind) {
 
 void PostgresConnection::Commit() {
   if (!writing_) {
-    // Nobody need wait for the end of a reading.
-    pipeline_.SendText("COMMIT", Pipeline::Kind::Quiet);
-    pipeline_.Sync();
+    // Nobody need wait for the end of a reading, nor does it fail with what it has read.
+    try {
+      pipeline_.SendText("COMMIT", Pipeline::Kind::Quiet);
+      pipeline_.Sync();
+    } catch (const SqlError&) {
+      // The connection is lost, which the next transaction finds.
+    }
     pipeline_.EndTransaction();
     return;
   }
