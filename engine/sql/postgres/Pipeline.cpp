@@ -113,7 +113,7 @@ void Pipeline::Receive() {
   const auto request = pending_.front();
   const auto status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
   if (status == PGRES_FATAL_ERROR) {
-    const auto failure = FailureOf(server_.get(), result.get());
+    const auto failure = FailureOf(result.get());
     if (failure.Which() == SqlError::Kind::Lost) Drop(failure);
     failed_ = true;
     pending_.pop_front();
@@ -168,7 +168,7 @@ Result Pipeline::ResultOf(PGresult* taken, std::initializer_list<ExecStatusType>
   Result result(taken);
   const auto status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
   if (std::ranges::find(expected, status) != expected.end()) return result;
-  const auto failure = FailureOf(server_.get(), result.get());
+  const auto failure = FailureOf(result.get());
   if (failure.Which() == SqlError::Kind::Lost) Drop(failure);
   failed_ = true;
   throw SqlError(failure);

@@ -165,16 +165,22 @@ bool PostgresConnection::BeginBeside(Connection& first) {
     query.Step();
     set = "SET TRANSACTION SNAPSHOT '" + std::string(query.Text(0)) + "'";
   }
-  try {
+  const auto begin = [&] {
     if (!pipeline_.IsConnected()) Reconnect();
     Begin(TransactionKind::Read);
     pipeline_.SendText(set.c_str(), Pipeline::Kind::Statement);
     pipeline_.Drain();
-    return true;
-  } catch (const SqlError&) {
-    Rollback();
-    return false;
+  };
+  for (const bool is_again : {false, true}) {
+    try {
+      begin();
+      return true;
+    } catch (const SqlError& error) {
+      Rollback();
+      if (is_again || error.Which() != SqlError::Kind::Lost) return false;
+    }
   }
+  return false;
 }
 
 std::unique_ptr<Connection> OpenServer(const std::string& address,
