@@ -13,6 +13,13 @@ foreach(library orvSPCAnalysis6 orvEngine)
   install(FILES ${tlb} DESTINATION .)
 endforeach()
 
+# A class of the component, by which register.cmd finds that one is registered.
+file(STRINGS ${PROJECT_SOURCE_DIR}/host/windows/tables/classes.tsv row
+     REGEX "^orvSPCAnalysis6\tCCAnalysis\t")
+string(REPLACE "\t" ";" row "${row}")
+list(GET row 3 ORVSPC_REGISTERED_CLASS)
+math(EXPR ORVSPC_WIDTH "8 * ${CMAKE_SIZEOF_VOID_P}")
+
 # Command files and texts of Windows end their lines with CR LF.
 foreach(file register.cmd unregister.cmd README.txt)
   configure_file(${PROJECT_SOURCE_DIR}/host/windows/installer/${file}
@@ -38,6 +45,5 @@ endforeach()
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
-math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
-set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win${bits})
+set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win${ORVSPC_WIDTH})
 include(CPack)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -7,6 +8,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <thread>
 
 #include "system/system.h"
 
@@ -74,6 +76,14 @@ void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::s
   if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
   madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
 #endif
+}
+
+int UsableProcessors() {
+#ifdef CPU_COUNT
+  cpu_set_t usable;
+  if (sched_getaffinity(0, sizeof usable, &usable) == 0) return CPU_COUNT(&usable);
+#endif
+  return static_cast<int>(std::thread::hardware_concurrency());
 }
 
 std::vector<std::string> CommandLine(int argc, char** argv) { return {argv + 1, argv + argc}; }

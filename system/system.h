@@ -70,6 +70,11 @@ class Folder {
 // whole large page are left alone, and so is every system without such a call.
 void PreferLargePages(const void* data, std::size_t bytes);
 
+// Processors.
+
+// How many this process may use.
+int UsableProcessors();
+
 // The program.
 
 // Behind the program's name.

@@ -6,6 +6,7 @@
 // Behind windows.h, which it needs.
 #include <shellapi.h>
 
+#include <bit>
 #include <cerrno>
 
 #include "system/system.h"
@@ -136,6 +137,12 @@ bool Folder::Flush() const { return true; }
 
 // Large pages are a privilege here that programs rarely have.
 void PreferLargePages(const void*, std::size_t) {}
+
+int UsableProcessors() {
+  DWORD_PTR usable = 0, all = 0;
+  if (GetProcessAffinityMask(GetCurrentProcess(), &usable, &all) == 0) return 1;
+  return std::popcount(usable);
+}
 
 // The words of main are in a code page that lacks most letters.
 std::vector<std::string> CommandLine(int, char**) {

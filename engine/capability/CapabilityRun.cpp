@@ -131,8 +131,10 @@ API_CAMoments MomentsOf(const statistics::DeviationSums& sums, const SampleCentr
           .Skewness = Defined(statistics::SampleSkewness(moments))};
 }
 
-API_CASummary SummaryOf(const statistics::Sample& sample, const SampleCentre& centre,
-                        const statistics::DeviationSums& sums, double sigma, double sd) {
+API_CASummary SummaryOf(const statistics::Sample& sample,
+                        std::span<const statistics::CountedValue> values,
+                        const SampleCentre& centre, const statistics::DeviationSums& sums,
+                        double sigma, double sd) {
   // Scales the interquartile range to the sigma of a normal distribution.
   constexpr double kNormalizedRange = 0.741301109252801;
   API_CASummary record{};
@@ -149,7 +151,8 @@ API_CASummary SummaryOf(const statistics::Sample& sample, const SampleCentre& ce
   record.UpperSD = Defined(std::sqrt(per * sums.SquaresAbove()));
   record.LowerSD = Defined(std::sqrt(per * std::max(0.0, sums.Squares() - sums.SquaresAbove())));
   constexpr double kQuartiles[] = {0.25, 0.75};
-  const auto quartiles = statistics::SampleQuantiles(sample, kQuartiles);
+  const auto quartiles = values.empty() ? statistics::SampleQuantiles(sample, kQuartiles)
+                                        : statistics::SampleQuantiles(values, kQuartiles);
   record.CoRobustness = Defined(kNormalizedRange * (quartiles[1] - quartiles[0]) / sd);
   record.CoOfVariation = Defined(sd / std::fabs(centre.mean));
   return record;
@@ -250,15 +253,16 @@ Described Describe(store::Store& store, const statistics::Sample& sample, Sample
           UsableSigma(estimate.value)};
 }
 
-// The histogram and the counts beyond the limits; the cells of the chi-square test, with the
-// number of different values, where there is a normal distribution to test.
+// The histogram and the counts beyond the limits; the cells of the chi-square test where there is a
+// normal distribution to test.
 struct Counted {
   std::vector<double> edges;
   std::optional<statistics::NormalDistribution> normal;  // none without a deviation
   std::int32_t cells;
   statistics::IntervalCounter in_bins, in_cells;
   statistics::BeyondCounts beyond;
-  statistics::DistinctCounter distinct;
+  std::size_t different = 0;
+  std::vector<statistics::CountedValue> values;  // the different ones; none where they are many
 };
 
 Counted Count(const Prepared& data, const Described& figures, const API_CAOptions& options) {
@@ -277,11 +281,26 @@ Counted Count(const Prepared& data, const Described& figures, const API_CAOption
                {statistics::CountingEdges(edges), IntervalCounter::EdgeGoes::Up},
                {cell_edges, IntervalCounter::EdgeGoes::Down},
                SpecCounts(data.limits.record),
-               statistics::DistinctCounter(static_cast<std::size_t>(2 * cells))};
+               0,
+               {}};
+  // Where values are counted one by one, the rest is about the few different ones.
+  constexpr std::size_t kMost = 4096;
+  statistics::ValueCounts values(std::max(kMost, static_cast<std::size_t>(2 * cells)),
+                                 data.sample.Count());
+  SumBlocks(data.sample, values);
+  made.different = values.Different();
+  made.values = values.Sorted();
+  const auto count = [&](auto&... counters) {
+    if (values.Full()) {
+      SumBlocks(data.sample, counters...);
+    } else {
+      (counters.Add(made.values), ...);
+    }
+  };
   if (cells > 0) {
-    SumBlocks(data.sample, made.in_bins, made.beyond, made.in_cells, made.distinct);
+    count(made.in_bins, made.beyond, made.in_cells);
   } else {
-    SumBlocks(data.sample, made.in_bins, made.beyond);
+    count(made.in_bins, made.beyond);
   }
   return made;
 }
@@ -292,10 +311,10 @@ void NoteCounts(const Counted& counted, std::int64_t count) {
     store::AddNote("outside-window", std::to_string(outside) + " of " + std::to_string(count) +
                                          " values lie outside the window and are in no bin.");
   }
-  if (counted.cells > 3 && !counted.distinct.Full()) {
+  if (counted.cells > 3 && counted.different < static_cast<std::size_t>(2 * counted.cells)) {
     store::AddNote(
         "coarse-values",
-        "The values are only " + std::to_string(counted.distinct.Count()) +
+        "The values are only " + std::to_string(counted.different) +
             " different ones: rounding, not the distribution, may make chi-square large.");
   }
 }
@@ -306,7 +325,7 @@ void Write(const Prepared& data, const Described& figures, const Counted& counte
            const CapabilityOutput& out, CapabilityReport& report) {
   const auto& [centre, deviations, spread, short_term, sd, sigma] = figures;
   const auto* const normal = counted.normal ? &*counted.normal : nullptr;
-  const auto summary = SummaryOf(data.sample, centre, deviations, sigma, sd);
+  const auto summary = SummaryOf(data.sample, counted.values, centre, deviations, sigma, sd);
   const auto bins = BinsOf(counted.edges, counted.in_bins.Counts());
   Fit fit{normal, statistics::Reach::OfNormal(centre.mean, sd), statistics::ChiSquareTest(),
           ExpectedCounts(normal, bins, centre.count), false};

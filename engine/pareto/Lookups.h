@@ -48,16 +48,15 @@ class KeyReader {
   std::int64_t next_ = INT32_MIN;
 };
 
-// The keys of those levels that a record of the kind has a field for; the others stay. Inline: it
-// runs once a subgroup.
+// Sets the keys of those levels that a record of the kind has a field for. In place: a copy of what
+// was just written in parts waits until it is in memory. Inline: it runs once a row.
 template <class Record>
-inline BinKeys KeysOf(std::vector<KeyReader>& readers, const Record& record,
-                      std::int32_t Record::*BinFields::*field, BinKeys keys = {}) {
+inline void ReadKeys(std::vector<KeyReader>& readers, const Record& record,
+                     std::int32_t Record::*BinFields::*field, BinKeys& keys) {
   for (std::size_t i = 0; i < readers.size(); ++i) {
     const auto member = readers[i].Of().*field;
     if (member != nullptr) keys[i] = readers[i].KeyOf(record.*member);
   }
-  return keys;
 }
 
 // The range of identifiers that subgroups of a data set have.

@@ -17,6 +17,13 @@ namespace orvspc::engine::pareto {
 // The identifiers of a bin in the order of the plan's levels; the rest is 0.
 using BinKeys = std::array<std::int32_t, kMaxLevels>;
 
+// One key after the other: keys are compared right after each was written by itself, and a wider read
+// would wait for the writes.
+inline bool AreSame(const BinKeys& a, const BinKeys& b) {
+  static_assert(kMaxLevels == 3);
+  return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];
+}
+
 // One bin before it is ranked.
 struct Tally {
   BinKeys keys{};
@@ -78,7 +85,7 @@ template <class T>
 class KeyTable {
  public:
   std::size_t PlaceOf(const BinKeys& keys) {
-    if (latest_ < items_.size() && items_[latest_].keys == keys) return latest_;
+    if (latest_ < items_.size() && AreSame(items_[latest_].keys, keys)) return latest_;
     if ((items_.size() + 1) * 2 > slots_.size()) Grow();
     auto& slot = slots_[SlotOf(keys)];
     if (slot == kFree) {
@@ -111,7 +118,7 @@ class KeyTable {
       hash ^= hash >> 32;
     }
     auto slot = static_cast<std::size_t>(hash) & (slots_.size() - 1);
-    while (slots_[slot] != kFree && items_[slots_[slot]].keys != keys) {
+    while (slots_[slot] != kFree && !AreSame(items_[slots_[slot]].keys, keys)) {
       slot = (slot + 1) & (slots_.size() - 1);
     }
     return slot;

@@ -20,18 +20,20 @@ class SubgroupKeys {
         has_rows_(!std::ranges::all_of(plan.levels, &ParetoLevel::IsOfSubgroup)) {}
 
   void Start(const API_SubgroupData& subgroup) {
-    keys_ = pareto::KeysOf(readers_, subgroup, &BinFields::subgroup);
+    ReadKeys(readers_, subgroup, &BinFields::subgroup, keys_);
+    ReadKeys(readers_, subgroup, &BinFields::subgroup, row_keys_);
   }
   // Of the subgroup; those of rows are 0.
   const BinKeys& Keys() const { return keys_; }
-  BinKeys KeysOf(const store::RowKey& row) {
-    return has_rows_ ? pareto::KeysOf(readers_, row, &BinFields::row, keys_) : keys_;
+  const BinKeys& KeysOf(const store::RowKey& row) {
+    if (has_rows_) ReadKeys(readers_, row, &BinFields::row, row_keys_);
+    return row_keys_;
   }
 
  private:
   std::vector<KeyReader> readers_;
   bool has_rows_;
-  BinKeys keys_{};
+  BinKeys keys_{}, row_keys_{};
 };
 
 // The facts of one (part, test) after the other; neighbours mostly share theirs.

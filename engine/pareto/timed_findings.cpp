@@ -58,8 +58,10 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
   };
   Findings findings;
   auto readers = lookups.Readers();
+  BinKeys keys{};
   for (const auto& event : events) {
-    auto& tally = findings.tallies.Of(KeysOf(readers, event, &BinFields::event));
+    ReadKeys(readers, event, &BinFields::event, keys);
+    auto& tally = findings.tallies.Of(keys);
     Add(tally, AmountOf(plan.accumulation, event, window_end), factor_of(event));
     if (!event.finish && !event.cac_time && !event.acc_time) tally.has_open = true;
   }
@@ -82,8 +84,10 @@ Findings CountStates(const ParetoPlan& plan, std::span<const StateEntry> entries
   };
   Findings findings;
   auto readers = lookups.Readers();
+  BinKeys keys{};
   for (const auto& entry : entries) {
-    Add(findings.tallies.Of(KeysOf(readers, entry, &BinFields::state)), amount_of(entry),
+    ReadKeys(readers, entry, &BinFields::state, keys);
+    Add(findings.tallies.Of(keys), amount_of(entry),
         lookups.FactorOf(ItemKind::StateCode, entry.state));
   }
   return findings;

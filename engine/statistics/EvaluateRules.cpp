@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <numeric>
+#include <tuple>
 #include <vector>
 
 #include "engine/statistics/RunRules.h"
@@ -23,6 +30,8 @@ double TieWidth(double a, double b, double sigma) {
   return 8.0 * std::numeric_limits<double>::epsilon() * std::max(std::fabs(a), std::fabs(b));
 }
 
+bool IsAbove(double a, double b, double sigma) { return a - b > TieWidth(a, b, sigma); }
+
 // One bit for each point of a block. Rules are answered by whole words of them.
 constexpr std::size_t kBlock = 512, kWord = 64, kWords = kBlock / kWord;
 using Bits = std::array<std::uint64_t, kWords>;
@@ -31,14 +40,50 @@ bool IsSet(const Bits& bits, std::size_t i) { return (bits[i / kWord] >> (i % kW
 
 void Set(Bits& bits, std::size_t i) { bits[i / kWord] |= std::uint64_t{1} << (i % kWord); }
 
+using Column = std::array<double, kBlock>;
+
+template <typename Value>
+Column ColumnOf(std::size_t count, Value value) {
+  Column column;
+  for (std::size_t i = 0; i < count; ++i) column[i] = value(i);
+  return column;
+}
+
+template <typename Test>
+std::uint64_t WordWhere(std::size_t count, Test test) {
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < count; ++i) word |= std::uint64_t{test(i)} << i;
+  return word;
+}
+
 template <typename Test>
 Bits BitsWhere(std::size_t count, Test test) {
   Bits bits{};
-  for (std::size_t w = 0; w * kWord < count; ++w) {
-    const std::size_t first = w * kWord, ones = std::min(kWord, count - first);
+  for (std::size_t at = 0; at < count; at += kWord) {
+    bits[at / kWord] = WordWhere(std::min(kWord, count - at), [&](auto i) { return test(at + i); });
+  }
+  return bits;
+}
+
+// Where a is above b. Compilers make a branch for each point of it; processors have no need of one.
+Bits WhereAbove(std::size_t count, const Column& a, const Column& b) {
+  Bits bits{};
+  std::size_t at = 0;
+#ifdef __SSE2__
+  for (; at + kWord <= count; at += kWord) {
     std::uint64_t word = 0;
-    for (std::size_t i = 0; i < ones; ++i) word |= std::uint64_t{test(first + i)} << i;
-    bits[w] = word;
+    for (std::size_t i = kWord; i > 0; i -= 2) {
+      const auto* const left = a.data() + at + i - 2;
+      const auto* const right = b.data() + at + i - 2;
+      const auto above = _mm_cmpgt_pd(_mm_loadu_pd(left), _mm_loadu_pd(right));
+      word = word << 2 | static_cast<unsigned>(_mm_movemask_pd(above));
+    }
+    bits[at / kWord] = word;
+  }
+#endif
+  for (; at < count; at += kWord) {
+    bits[at / kWord] =
+        WordWhere(std::min(kWord, count - at), [&](auto i) { return a[at + i] > b[at + i]; });
   }
   return bits;
 }
@@ -69,12 +114,13 @@ void ForEachSet(const Bits& bits, Call call) {
 // The used points of a stretch, side by side.
 struct Block {
   std::size_t count = 0;
-  std::array<double, kBlock> x, d, sigma, ucl, lcl;  // d: distance from the centre
+  Column x, d, sigma, ucl, lcl;  // d: distance from the centre
   std::array<std::size_t, kBlock> index;
   std::array<std::uint32_t, kBlock> marks;
   Bits has_value;  // drawn limits can be tested
   Bits visible;    // centre and sigma exist too; a point that is not visible ends every run
-  Bits restart;    // nothing runs across from before this point
+  bool all_visible = false;
+  Bits restart;  // nothing runs across from before this point
   // Above and below the point before, and neither over a break.
   Bits rises, falls;
 
@@ -150,10 +196,10 @@ const Block::Zone& BeyondZone(Block& block, double zone) {
     if (known.zone == zone) return known;
   const double line =
       zone + kTie;  // beyond this many sigmas is beyond the line and not tied with it
-  const Bits up =
-      BitsWhere(block.count, [&](auto i) { return block.d[i] > line * block.sigma[i]; });
-  const Bits down =
-      BitsWhere(block.count, [&](auto i) { return -block.d[i] > line * block.sigma[i]; });
+  const Column upper = ColumnOf(block.count, [&](auto i) { return line * block.sigma[i]; });
+  const Column lower = ColumnOf(block.count, [&](auto i) { return -upper[i]; });
+  const Bits up = WhereAbove(block.count, block.d, upper);
+  const Bits down = WhereAbove(block.count, lower, block.d);
   block.zones.push_back({zone, And(up, block.visible), And(down, block.visible)});
   return block.zones.back();
 }
@@ -188,44 +234,65 @@ Bits RowFulfilled(const Block& block, const Block::Zone& zone, RunState& s, std:
   return side == RuleSide::Both ? WithBothSides(row, zone, m, s) : row;
 }
 
-// Points up to and with i among the last m, m <= 64.
-int CountBack(const Bits& bits, std::uint64_t before, std::size_t i, std::int64_t m) {
-  const std::size_t w = i / kWord, bit = i % kWord;
-  const std::uint64_t older = w == 0 ? before : bits[w - 1];
-  const std::uint64_t last =
-      bits[w] << (kWord - 1 - bit) | (bit == kWord - 1 ? 0 : older >> (bit + 1));
-  return std::popcount(last >> (static_cast<std::int64_t>(kWord) - m));
-}
-
-// Whether the window of a point, itself above the zone or else below it, fulfils the rule.
-bool EnoughInWindow(const RunRule& rule, bool is_above, int above, int below) {
-  switch (rule.side) {
-    case RuleSide::Same:
-      return (is_above ? above : below) >= rule.k;
-    case RuleSide::Either:
-      return above + below >= rule.k;
-    case RuleSide::Both:
-      return above > 0 && below > 0 && above + below >= rule.k;
-    case RuleSide::Upper:
-      return is_above && above >= rule.k;
-    case RuleSide::Lower:
-      return !is_above && below >= rule.k;
+// Where at least k of the last m bits are set, k <= m <= 64; `before` is the word ahead. Counts all
+// points of a word at once: plane p has bit p of each count.
+Bits AtLeast(const Bits& bits, std::uint64_t before, std::int32_t k, std::int32_t m) {
+  Bits result{};
+  const auto planes = static_cast<std::size_t>(std::bit_width(static_cast<std::uint32_t>(m)));
+  for (std::size_t w = 0; w < kWords; ++w) {
+    const std::uint64_t word = bits[w], older = w == 0 ? before : bits[w - 1];
+    std::array<std::uint64_t, 7> counts{};
+    for (std::int32_t i = 0; i < m; ++i) {
+      std::uint64_t carry = i == 0 ? word : word << i | older >> (64 - i);
+      for (std::size_t p = 0; p < planes; ++p) {
+        const std::uint64_t both = counts[p] & carry;
+        counts[p] ^= carry;
+        carry = both;
+      }
+    }
+    std::uint64_t more = 0, equal = ~std::uint64_t{0};
+    for (std::size_t p = planes; p-- > 0;) {
+      const std::uint64_t wanted = (k >> p & 1) != 0 ? ~std::uint64_t{0} : 0;
+      more |= equal & counts[p] & ~wanted;
+      equal &= ~(counts[p] ^ wanted);
+    }
+    result[w] = more | equal;
   }
-  return false;
+  return result;
 }
 
 // k of the last m points outside the zone, this one among them.
 Bits WindowFulfilled(const Block& block, const Block::Zone& zone, RunState& s,
                      const RunRule& rule) {
-  const std::int64_t m = rule.m;
-  const Bits full = InARow(block.visible, block.restart, m, s.unbroken);
-  Bits result{};
-  ForEachSet(And(full, Or(zone.up, zone.down)), [&](std::size_t i) {
-    const int above = CountBack(zone.up, s.newest_up, i, m),
-              below = CountBack(zone.down, s.newest_down, i, m);
-    if (EnoughInWindow(rule, IsSet(zone.up, i), above, below)) Set(result, i);
-  });
-  return result;
+  const auto enough = [&](const Bits& bits, std::uint64_t before, std::int32_t k) {
+    return AtLeast(bits, before, k, rule.m);
+  };
+  const auto enough_up = [&] { return And(zone.up, enough(zone.up, s.newest_up, rule.k)); };
+  const auto enough_down = [&] { return And(zone.down, enough(zone.down, s.newest_down, rule.k)); };
+  const auto enough_of_both = [&] {
+    const Bits outside = Or(zone.up, zone.down);
+    return And(outside, enough(outside, s.newest_up | s.newest_down, rule.k));
+  };
+  Bits fulfilled{};
+  switch (rule.side) {
+    case RuleSide::Same:
+      fulfilled = Or(enough_up(), enough_down());
+      break;
+    case RuleSide::Either:
+      fulfilled = enough_of_both();
+      break;
+    case RuleSide::Both:
+      fulfilled = And(enough_of_both(),
+                      And(enough(zone.up, s.newest_up, 1), enough(zone.down, s.newest_down, 1)));
+      break;
+    case RuleSide::Upper:
+      fulfilled = enough_up();
+      break;
+    case RuleSide::Lower:
+      fulfilled = enough_down();
+      break;
+  }
+  return And(fulfilled, InARow(block.visible, block.restart, rule.m, s.unbroken));
 }
 
 // Remembers the zone's points for the next block.
@@ -272,12 +339,22 @@ Bits AlternateFulfilled(const Block& block, const Before& before, RunState& s,
 }
 
 Bits BeyondLimits(const Block& block, RuleSide side) {
-  const bool upper = side != RuleSide::Lower, lower = side != RuleSide::Upper;
-  const Bits beyond = BitsWhere(block.count, [&](std::size_t i) {
-    const double x = block.x[i], sigma = block.sigma[i];
-    return (upper && Above(x, block.ucl[i], sigma)) || (lower && Above(block.lcl[i], x, sigma));
-  });
-  return And(beyond, block.has_value);
+  const auto& [x, sigma, ucl, lcl] = std::tie(block.x, block.sigma, block.ucl, block.lcl);
+  Bits above{}, below{};
+  if (block.all_visible) {
+    // As below, without the branch: each sigma is above 0.
+    const Column tie = ColumnOf(block.count, [&](auto i) { return kTie * sigma[i]; });
+    const Column over = ColumnOf(block.count, [&](auto i) { return x[i] - ucl[i]; });
+    const Column under = ColumnOf(block.count, [&](auto i) { return lcl[i] - x[i]; });
+    above = WhereAbove(block.count, over, tie);
+    below = WhereAbove(block.count, under, tie);
+  } else {
+    above = BitsWhere(block.count, [&](auto i) { return IsAbove(x[i], ucl[i], sigma[i]); });
+    below = BitsWhere(block.count, [&](auto i) { return IsAbove(lcl[i], x[i], sigma[i]); });
+  }
+  if (side == RuleSide::Lower) above = {};
+  if (side == RuleSide::Upper) below = {};
+  return And(Or(above, below), block.has_value);
 }
 
 Bits Fulfilled(Block& block, const Before& before, RunState& s, const RunRule& rule) {
@@ -299,10 +376,34 @@ Bits Fulfilled(Block& block, const Before& before, RunState& s, const RunRule& r
   return {};
 }
 
-// Takes used points from `next` on until the block is full or the input ends.
-void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
-  block.count = 0;
-  block.has_value = block.visible = block.restart = {};
+// Takes the next points, where all are used, have the value that they show, and follow each other.
+void FillWhole(Block& block, const RunInput& in, std::size_t& next) {
+  block.count = std::min(kBlock, in.points.size() - next);
+  const auto copy = [&](std::span<const double> column, Column& to) {
+    if (column.empty()) {
+      to.fill(kNaN);
+    } else {
+      std::copy_n(column.begin() + static_cast<std::ptrdiff_t>(next), block.count, to.begin());
+    }
+  };
+  copy(in.points, block.x);
+  copy(in.centre, block.d);
+  copy(in.sigma, block.sigma);
+  copy(in.ucl, block.ucl);
+  copy(in.lcl, block.lcl);
+  for (std::size_t i = 0; i < block.count; ++i) block.d[i] = block.x[i] - block.d[i];
+  std::iota(block.index.begin(), block.index.end(), next);
+  const auto numbers = [&](const Column& column) {
+    return BitsWhere(block.count, [&](auto i) { return !std::isnan(column[i]); });
+  };
+  block.has_value = numbers(block.x);
+  // The distance is NaN where the point is.
+  block.visible = And(WhereAbove(block.count, block.sigma, Column{}), numbers(block.d));
+  next += block.count;
+}
+
+// Takes used points until the block is full or the input ends.
+void FillUsed(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
   for (; next < in.points.size() && block.count < kBlock; ++next) {
     // A restart at a point that is not used holds for the next one that is.
     restart = restart || (!in.restart.empty() && in.restart[next] != 0);
@@ -321,24 +422,39 @@ void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
     block.restart[i / kWord] |= std::uint64_t{restart} << (i % kWord);
     restart = false;
     block.index[i] = next;
-    block.marks[i] = 0;
   }
+}
+
+// Takes points from `next` on.
+void Fill(Block& block, const RunInput& in, std::size_t& next, bool& restart) {
+  block.count = 0;
+  block.has_value = block.visible = block.restart = {};
+  if (in.used.empty() && in.has_value.empty() && in.restart.empty()) {
+    FillWhole(block, in, next);
+  } else {
+    FillUsed(block, in, next, restart);
+  }
+  std::fill_n(block.marks.begin(), block.count, 0U);
+  std::size_t visible = 0;
+  for (const auto word : block.visible) visible += static_cast<std::size_t>(std::popcount(word));
+  block.all_visible = visible == block.count;
 }
 
 void FindDirections(Block& block, const Before& before) {
   // The difference of two visible neighbours.
-  const auto step = [&](std::size_t i) {
-    return block.x[i] - (i == 0 ? before.x : block.x[i - 1]);
-  };
+  Column up;
+  up[0] = block.x[0] - before.x;
+  for (std::size_t i = 1; i < block.count; ++i) up[i] = block.x[i] - block.x[i - 1];
+  const Column down = ColumnOf(block.count, [&](auto i) { return -up[i]; });
   Bits joined{};  // the point before is visible and nothing restarts here
   std::uint64_t earlier = before.is_visible ? 1 : 0;
   for (std::size_t w = 0; w < kWords; ++w) {
     joined[w] = block.visible[w] & (block.visible[w] << 1 | earlier) & ~block.restart[w];
     earlier = block.visible[w] >> (kWord - 1);
   }
-  const auto tie = [&](std::size_t i) { return kTie * block.sigma[i]; };
-  block.rises = And(joined, BitsWhere(block.count, [&](auto i) { return step(i) > tie(i); }));
-  block.falls = And(joined, BitsWhere(block.count, [&](auto i) { return step(i) < -tie(i); }));
+  const Column tie = ColumnOf(block.count, [&](auto i) { return kTie * block.sigma[i]; });
+  block.rises = And(joined, WhereAbove(block.count, up, tie));
+  block.falls = And(joined, WhereAbove(block.count, down, tie));
 }
 
 Before LastOf(const Block& block) {
@@ -378,7 +494,7 @@ bool PieceFulfils(PieceRow& s, bool up, bool down, std::int32_t m, RuleSide side
 }  // namespace
 
 bool Tied(double a, double b, double sigma) { return std::fabs(a - b) <= TieWidth(a, b, sigma); }
-bool Above(double a, double b, double sigma) { return a - b > TieWidth(a, b, sigma); }
+bool Above(double a, double b, double sigma) { return IsAbove(a, b, sigma); }
 
 void EvaluateRules(const RunInput& input, std::span<const RunRule> rules,
                    std::span<std::uint32_t> marks) {

@@ -122,6 +122,15 @@ void IntervalCounter::Add(std::span<const double> values) {
   }
 }
 
+void IntervalCounter::Add(std::span<const CountedValue> values) {
+  const auto edges = std::span<const double>(edges_).first(edge_count_);
+  for (const auto& [value, count] : values) {
+    const auto place = edge_goes_ == EdgeGoes::Up ? std::ranges::upper_bound(edges, value)
+                                                  : std::ranges::lower_bound(edges, value);
+    counts_[static_cast<std::size_t>(place - edges.begin())] += count;
+  }
+}
+
 void IntervalCounter::Merge(const IntervalCounter& other) {
   for (std::size_t i = 0; i < counts_.size(); ++i) counts_[i] += other.counts_[i];
 }

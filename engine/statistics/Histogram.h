@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "engine/statistics/Sample.h"
+
 namespace orvspc::engine::statistics {
 
 // The stretch of the axis that a histogram shows.
@@ -51,6 +53,7 @@ class IntervalCounter {
 
   IntervalCounter(std::vector<double> edges, EdgeGoes edge_goes);
   void Add(std::span<const double> values);
+  void Add(std::span<const CountedValue> values);
   void Merge(const IntervalCounter& other);
 
   std::span<const std::int64_t> Counts() const { return counts_; }

@@ -132,6 +132,13 @@ Position PositionOf(std::size_t count, double p) {
   return {rank, rank + 1, position - whole};
 }
 
+// at(rank) gives the value of a rank.
+template <class At>
+double QuantileAt(const Position& position, At at) {
+  const double value = at(position.rank);
+  return value + position.beyond * (at(position.next) - value);
+}
+
 }  // namespace
 
 void Sample::Add(std::span<const double> group) {
@@ -194,10 +201,23 @@ std::vector<double> SampleQuantiles(const Sample& sample, std::span<const double
   std::sort(ranks.begin(), ranks.end());
   ranks.erase(std::unique(ranks.begin(), ranks.end()), ranks.end());
   const RankFinder finder(sample, std::move(ranks));
-  for (const auto& position : positions) {
-    const double value = finder.At(position.rank);
-    quantiles.push_back(value + position.beyond * (finder.At(position.next) - value));
-  }
+  const auto at = [&](std::size_t rank) { return finder.At(rank); };
+  for (const auto& position : positions) quantiles.push_back(QuantileAt(position, at));
+  return quantiles;
+}
+
+std::vector<double> SampleQuantiles(std::span<const CountedValue> values,
+                                    std::span<const double> probabilities) {
+  std::vector<double> quantiles;
+  if (values.empty()) return quantiles;
+  std::vector<std::size_t> ends;  // the ranks behind each value
+  std::size_t end = 0;
+  for (const auto& each : values) ends.push_back(end += static_cast<std::size_t>(each.count));
+  const auto at = [&](std::size_t rank) {
+    return values[static_cast<std::size_t>(std::ranges::upper_bound(ends, rank) - ends.begin())]
+        .value;
+  };
+  for (const double p : probabilities) quantiles.push_back(QuantileAt(PositionOf(end, p), at));
   return quantiles;
 }
 

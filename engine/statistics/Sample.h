@@ -57,4 +57,13 @@ void ForEachGroup(const Sample::Block& block, Visit visit) {
 // Returns  one for each probability (0..1); empty for an empty sample
 std::vector<double> SampleQuantiles(const Sample& sample, std::span<const double> probabilities);
 
+// A value and how often it occurs in a sample.
+struct CountedValue {
+  double value;
+  std::int64_t count;
+};
+// The same quantiles of the sample that has these values, which ascend.
+std::vector<double> SampleQuantiles(std::span<const CountedValue> values,
+                                    std::span<const double> probabilities);
+
 }  // namespace orvspc::engine::statistics

@@ -109,42 +109,59 @@ void BeyondCounts::Add(std::span<const double> values) {
   });
 }
 
+void BeyondCounts::Add(std::span<const CountedValue> values) {
+  for (const auto& [value, count] : values) {
+    for (std::size_t i = 0; i < upper_.size(); ++i) above_[i] += value > upper_[i] ? count : 0;
+    for (std::size_t i = 0; i < lower_.size(); ++i) below_[i] += value < lower_[i] ? count : 0;
+  }
+}
+
 void BeyondCounts::Merge(const BeyondCounts& other) {
   for (std::size_t i = 0; i < above_.size(); ++i) above_[i] += other.above_[i];
   for (std::size_t i = 0; i < below_.size(); ++i) below_[i] += other.below_[i];
 }
 
-DistinctCounter::DistinctCounter(std::size_t most)
+ValueCounts::ValueCounts(std::size_t most, std::size_t values)
     : most_(most),
-      slots_(std::bit_ceil(std::max<std::size_t>(4 * most, 16))),
+      slots_(std::bit_ceil(2 * std::min(most, values) + 2)),
       shift_(64 - std::countr_zero(slots_.size())) {}
 
-void DistinctCounter::Take(double value) {
-  const auto bits = std::bit_cast<std::uint64_t>(value == 0.0 ? 0.0 : value);
-  if (bits == 0) {
-    count_ += !has_zero_;
-    has_zero_ = true;
-    return;
-  }
+inline void ValueCounts::Take(std::uint64_t bits, std::int64_t count) {
   constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15ULL;
-  auto slot = static_cast<std::size_t>((bits * kGolden) >> shift_);
-  while (slots_[slot] != 0 && slots_[slot] != bits) slot = (slot + 1) & (slots_.size() - 1);
-  count_ += slots_[slot] == 0;
-  slots_[slot] = bits;
+  auto place = static_cast<std::size_t>((bits * kGolden) >> shift_);
+  while (slots_[place].bits != bits) {
+    if (slots_[place].bits == kFree) {
+      slots_[place].bits = bits;
+      ++different_;
+      break;
+    }
+    place = (place + 1) & (slots_.size() - 1);
+  }
+  slots_[place].count += count;
 }
 
-void DistinctCounter::Add(std::span<const double> values) {
+void ValueCounts::Add(std::span<const double> values) {
   for (const double value : values) {
     if (Full()) return;
-    Take(value);
+    Take(std::bit_cast<std::uint64_t>(value + 0.0), 1);
   }
 }
 
-void DistinctCounter::Merge(const DistinctCounter& other) {
-  if (other.has_zero_ && !Full()) Take(0.0);
-  for (const auto bits : other.slots_) {
-    if (bits != 0 && !Full()) Take(std::bit_cast<double>(bits));
+void ValueCounts::Merge(const ValueCounts& other) {
+  for (const auto& slot : other.slots_) {
+    if (slot.bits != kFree && !Full()) Take(slot.bits, slot.count);
   }
+}
+
+std::vector<CountedValue> ValueCounts::Sorted() const {
+  std::vector<CountedValue> sorted;
+  if (Full()) return sorted;
+  sorted.reserve(different_);
+  for (const auto& slot : slots_) {
+    if (slot.bits != kFree) sorted.push_back({std::bit_cast<double>(slot.bits), slot.count});
+  }
+  std::ranges::sort(sorted, {}, &CountedValue::value);
+  return sorted;
 }
 
 SpreadOfSize& SpreadSums::Of(std::int32_t size) {

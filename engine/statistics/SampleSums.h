@@ -65,6 +65,7 @@ class BeyondCounts {
  public:
   BeyondCounts(std::span<const double> upper, std::span<const double> lower);
   void Add(std::span<const double> values);
+  void Add(std::span<const CountedValue> values);
   void Merge(const BeyondCounts& other);
 
   std::int64_t Above(std::size_t upper) const { return above_[upper]; }
@@ -75,21 +76,31 @@ class BeyondCounts {
   std::vector<std::int64_t> above_, below_;
 };
 
-// Counts different values, up to a most that is worth knowing.
-class DistinctCounter {
+// The different values of a sample and how often each occurs, up to a most of them. What is
+// measured is rounded to what the gauge shows, so that even a large sample has few.
+class ValueCounts {
  public:
-  explicit DistinctCounter(std::size_t most);
+  // values   how many the sample has
+  ValueCounts(std::size_t most, std::size_t values);
   void Add(std::span<const double> values);
-  void Merge(const DistinctCounter& other);
-  std::size_t Count() const { return count_; }
-  bool Full() const { return count_ >= most_; }
+  void Merge(const ValueCounts& other);
+  std::size_t Different() const { return different_; }
+  // There may be more, and the counts are not those of the sample.
+  bool Full() const { return different_ >= most_; }
+  // Ascending; -0 counts as 0. Nothing when full.
+  std::vector<CountedValue> Sorted() const;
 
  private:
-  void Take(double value);
+  // Of no value: a NaN.
+  static constexpr std::uint64_t kFree = UINT64_MAX;
+  struct Slot {
+    std::uint64_t bits = kFree;
+    std::int64_t count = 0;
+  };
+  void Take(std::uint64_t bits, std::int64_t count);
 
-  std::size_t most_, count_ = 0;
-  std::vector<std::uint64_t> slots_;  // bits of a value; open addressing
-  bool has_zero_ = false;             // an empty slot is 0
+  std::size_t most_, different_ = 0;
+  std::vector<Slot> slots_;  // open addressing
   int shift_;
 };
 

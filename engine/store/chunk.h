@@ -72,6 +72,7 @@ class RecordView {
   bool IsPlain() const;
   const std::byte* Values() const;  // Count() doubles, not aligned
   double Value(std::size_t row) const;
+  const std::byte* Keys() const;  // Count() keys, not aligned, of a record that is not plain
   RowKey Key(std::size_t row) const;
   // Everything, with the rows in these.
   Measurement Copy(std::vector<double>& values, std::vector<RowKey>& keys) const;
@@ -173,10 +174,13 @@ inline double RecordView::Value(std::size_t row) const {
   std::memcpy(&value, Values() + row * sizeof(double), sizeof value);
   return value;
 }
+inline const std::byte* RecordView::Keys() const {
+  return chunk_->keys_ + chunk_->key_starts_[place_] * sizeof(RowKey);
+}
 inline RowKey RecordView::Key(std::size_t row) const {
   if (IsPlain()) return PlainKey(row);
   RowKey key;
-  std::memcpy(&key, chunk_->keys_ + (chunk_->key_starts_[place_] + row) * sizeof key, sizeof key);
+  std::memcpy(&key, Keys() + row * sizeof key, sizeof key);
   return key;
 }
 inline double RecordView::Size() const {

@@ -7,11 +7,16 @@
 #include <future>
 #include <system_error>
 
+#include "system/system.h"
+
 // What large data sets need: two threads.
 namespace orvspc::engine::store {
 
-// Below this many subgroups a second thread costs more than it saves.
-inline constexpr std::int64_t kWorthTwoThreads = 100'000;
+// From how many subgroups on a second thread saves more than it costs; never with one processor.
+inline std::int64_t WorthTwoThreads() {
+  static const bool is_alone = system::UsableProcessors() < 2;
+  return is_alone ? INT64_MAX : 100'000;
+}
 
 // Runs first() on this thread and second() on a new one, or one after the other when the system
 // cannot start a thread. Neither runs any more when it returns or throws. Throws what first()
@@ -30,7 +35,7 @@ void RunBoth(First&& first, Second&& second) {
 
 // work(begin, end) over 0..count, cut in two for two threads when there is enough to do.
 template <class Work>
-void ForHalves(std::size_t count, Work&& work, std::int64_t worth = kWorthTwoThreads) {
+void ForHalves(std::size_t count, Work&& work, std::int64_t worth = WorthTwoThreads()) {
   if (static_cast<std::int64_t>(count) < worth || count < 2) {
     work(std::size_t{0}, count);
     return;

@@ -43,32 +43,38 @@ bool StreamReader::Take(const Stream& stream, const RecordView& record, DataSet&
   return true;
 }
 
-// Whether the records of the run go into the data set whole, as they lie side by side.
+// Whether the records of the run go into the data set whole, as they lie side by side: none has a
+// size that is no whole number, and all have keys or none.
 bool StreamReader::IsSimple(const StreamWalk::Run& run) const {
   if (!takes_all_) return false;
-  constexpr std::int32_t kSpecial = kKeyedState | kFractionState;
-  return std::ranges::all_of(
-      run.chunk->States().subspan(run.begin, run.Count()), [&](std::int32_t state) {
-        if ((state & kSpecial) != 0) return false;
-        return conditions_.states == 0 || (conditions_.states & (1 << state)) != 0;
-      });
+  const auto states = run.chunk->States().subspan(run.begin, run.Count());
+  const auto keyed = states.front() & kKeyedState;
+  return std::ranges::all_of(states, [&](std::int32_t state) {
+    if ((state & (kKeyedState | kFractionState)) != keyed) return false;
+    return conditions_.states == 0 || (conditions_.states & (1 << (state & kFlagBits))) != 0;
+  });
 }
 
 void StreamReader::TakeRun(const Stream& stream, const StreamWalk::Run& run, DataSet& out) const {
-  if (!IsSimple(run) || !out.keys.empty() || !out.sizes.empty()) {
-    for (auto i = run.begin; i < run.end; ++i) Take(stream, run.chunk->Record(i), out);
+  const auto& chunk = *run.chunk;
+  const auto oldest = chunk.Record(run.begin);
+  if (!IsSimple(run) || !out.sizes.empty() || (oldest.IsPlain() && !out.keys.empty())) {
+    for (auto i = run.begin; i < run.end; ++i) Take(stream, chunk.Record(i), out);
     return;
   }
-  const auto& chunk = *run.chunk;
   const auto times = chunk.Times(), subgroups = chunk.Subgroups(), contexts = chunk.Contexts(),
              counts = chunk.RowCounts(), sizes = chunk.RoundedSizes(), states = chunk.States();
   const auto first_row = out.values.size();
   const auto rows = static_cast<std::size_t>(
       std::accumulate(counts.begin() + static_cast<std::ptrdiff_t>(run.begin),
                       counts.begin() + static_cast<std::ptrdiff_t>(run.end), std::int64_t{0}));
+  if (!oldest.IsPlain()) {
+    MakeKeyed(out);
+    out.keys.resize(first_row + rows);
+    std::memcpy(out.keys.data() + first_row, oldest.Keys(), rows * sizeof(RowKey));
+  }
   out.values.resize(first_row + rows);
-  std::memcpy(out.values.data() + first_row, chunk.Record(run.begin).Values(),
-              rows * sizeof(double));
+  std::memcpy(out.values.data() + first_row, oldest.Values(), rows * sizeof(double));
   const auto first = out.subgroups.size();
   out.subgroups.resize(first + run.Count());
   auto* to = out.subgroups.data() + first;
@@ -89,7 +95,7 @@ void StreamReader::TakeRun(const Stream& stream, const StreamWalk::Run& run, Dat
     like.Sgtm = times[i];
     like.Sgrp = subgroups[i];
     like.Size = sizes[i];
-    like.Flag = states[i];
+    like.Flag = states[i] & kFlagBits;
     like.Test_Start = row;
     row += counts[i];
     like.Test_End = row - 1;

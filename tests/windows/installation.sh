@@ -83,7 +83,8 @@ done
 # An engine that loads, but cannot be registered.
 mv orvEngine.dll kept.dll
 cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll
-fails register.cmd 'could not be registered'
+fails register.cmd 'orvEngine.dll could not be registered'
+grep -q 'registered before' said.txt && { echo "speaks of a folder registered before"; exit 1; }
 expect "after register.cmd with an engine that cannot be registered" "" "$(registered)"
 mv kept.dll orvEngine.dll
 
@@ -103,7 +104,8 @@ for missing in orvSPCAnalysis6.dll orvEngine.dll; do
 done
 mv orvEngine.dll kept.dll
 cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll
-fails register.cmd 'orvEngine.dll could not be registered' 'the folder that was registered before'
+fails register.cmd 'orvEngine.dll could not be registered' \
+  'run the register.cmd of the folder that was'
 mv kept.dll orvEngine.dll
 (cd ../../older/* && wine cmd /c register.cmd /q)
 expect "the older ones again" "$before" "$(servers)"

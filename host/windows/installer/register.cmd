@@ -9,31 +9,30 @@ call :check orvSPCAnalysis6.dll
 if errorlevel 1 goto unchanged
 call :check orvEngine.dll
 if errorlevel 1 goto unchanged
+rem Whether one of this width is registered: a program identifier is shared by both widths, the
+rem class behind it is not.
 set before=
-reg query "HKCR\orvSPCAnalysis6.CCAnalysis\CLSID" >nul 2>&1
+reg query "HKCR\CLSID\{@ORVSPC_REGISTERED_CLASS@}" /reg:@ORVSPC_WIDTH@ >nul 2>&1
 if not errorlevel 1 set before=yes
 set failed=orvSPCAnalysis6.dll
 regsvr32 /s "%~dp0orvSPCAnalysis6.dll"
-if errorlevel 1 goto half
+if errorlevel 1 goto refused
 set failed=orvEngine.dll
 regsvr32 /s "%~dp0orvEngine.dll"
-if errorlevel 1 goto half
+if errorlevel 1 goto refused
 echo orvSPCAnalysis6 @PROJECT_VERSION@ is registered in "%~dp0"
 if not "%~1"=="/q" pause
 exit /b 0
-:half
-if defined before goto mixed
-if %failed%==orvEngine.dll regsvr32 /s /u "%~dp0orvSPCAnalysis6.dll"
 :unchanged
-echo The DLLs in "%~dp0" could not be registered. Either this was not started as an
-echo administrator, or a DLL is missing there or is for the other width of Windows.
-echo Nothing was changed.
+echo The DLLs in "%~dp0" could not be registered: one is missing there, or is
+echo damaged or for the other width of Windows. Nothing was changed.
 if not "%~1"=="/q" pause
 exit /b 1
-:mixed
-echo Of the DLLs in "%~dp0" %failed% could not be registered. If this was not started as
-echo an administrator, nothing was changed: start it again as one. Otherwise:
-echo Run the register.cmd of the folder that was registered before, to have both from there.
+:refused
+if not defined before if %failed%==orvEngine.dll regsvr32 /s /u "%~dp0orvSPCAnalysis6.dll"
+echo In "%~dp0" %failed% could not be registered. If this was not started as an
+echo administrator, start it again as one.
+if defined before echo Otherwise run the register.cmd of the folder that was registered before.
 if not "%~1"=="/q" pause
 exit /b 1
 rem Whether the DLL is there and can be loaded. With /n and /i regsvr32 loads it without registering

@@ -113,19 +113,67 @@ TEST(BeyondCounts, CountStrictly) {
   }
 }
 
-TEST(DistinctCounter, CountsUpToItsMost) {
+TEST(ValueCounts, CountUpToTheirMost) {
   const std::vector<double> values{0.0, -0.0, 1.0, 1.0, -1.0, 5e-324, 0.0};
-  for (const auto& counter : WholeAndMerged(DistinctCounter(100), values)) {
-    EXPECT_EQ(counter.Count(), 4U) << "0.0 and -0.0 are one number";
-    EXPECT_FALSE(counter.Full());
+  for (const auto& counts : WholeAndMerged(ValueCounts(100, values.size()), values)) {
+    EXPECT_EQ(counts.Different(), 4U) << "0.0 and -0.0 are one number";
+    EXPECT_FALSE(counts.Full());
+    const auto sorted = counts.Sorted();
+    ASSERT_EQ(sorted.size(), 4U);
+    const double wanted[] = {-1.0, 0.0, 5e-324, 1.0};
+    const std::int64_t times[] = {1, 3, 1, 2};
+    for (std::size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(sorted[i].value, wanted[i]);
+      EXPECT_EQ(sorted[i].count, times[i]);
+    }
   }
-  for (const auto& counter : WholeAndMerged(DistinctCounter(3), values)) {
-    EXPECT_TRUE(counter.Full());
+  for (const auto& counts : WholeAndMerged(ValueCounts(3, values.size()), values)) {
+    EXPECT_TRUE(counts.Full());
+    EXPECT_TRUE(counts.Sorted().empty());
   }
   const auto many = Normal(5'000, 0.0, 1.0, 9);
-  for (const auto& counter : WholeAndMerged(DistinctCounter(6'000), many)) {
-    EXPECT_EQ(counter.Count(), 5'000U);
+  for (const auto& counts : WholeAndMerged(ValueCounts(6'000, many.size()), many)) {
+    EXPECT_EQ(counts.Different(), 5'000U);
   }
+}
+
+// Rounded values, as a gauge shows them, and those that are no more than the fewest for the table.
+TEST(ValueCounts, GiveWhatTheSampleGives) {
+  for (const double step : {0.5, 0.01}) {
+    auto values = Normal(20'001, 3.0, 2.0, 11);
+    for (double& value : values) value = std::round(value / step) * step;
+    Sample sample;
+    sample.Add(values);
+    ValueCounts counts(values.size() + 1, values.size());
+    counts.Add(values);
+    const auto sorted = counts.Sorted();
+    EXPECT_LT(sorted.size(), 2'000U);
+
+    std::vector<double> proportions;
+    for (int i = 0; i <= 1000; ++i) proportions.push_back(i / 1000.0);
+    EXPECT_EQ(SampleQuantiles(sorted, proportions), SampleQuantiles(sample, proportions));
+
+    const std::vector<double> edges{-1.0, 0.0, 0.5, 3.0, 3.01, 7.0};
+    for (const auto goes : {IntervalCounter::EdgeGoes::Up, IntervalCounter::EdgeGoes::Down}) {
+      IntervalCounter of_all(edges, goes), of_different(edges, goes);
+      of_all.Add(values);
+      of_different.Add(sorted);
+      EXPECT_TRUE(std::ranges::equal(of_all.Counts(), of_different.Counts()));
+    }
+    const std::vector<double> upper{3.0, 4.005, std::nan("")}, lower{0.0, 3.0};
+    BeyondCounts of_all(upper, lower), of_different(upper, lower);
+    of_all.Add(values);
+    of_different.Add(sorted);
+    for (std::size_t i = 0; i < upper.size(); ++i)
+      EXPECT_EQ(of_all.Above(i), of_different.Above(i));
+    for (std::size_t i = 0; i < lower.size(); ++i)
+      EXPECT_EQ(of_all.Below(i), of_different.Below(i));
+  }
+}
+
+TEST(ValueCounts, QuantilesOfNothingAreNone) {
+  const double half[] = {0.5};
+  EXPECT_TRUE(SampleQuantiles(std::span<const CountedValue>(), half).empty());
 }
 
 struct EdgeCase {
