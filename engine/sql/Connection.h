@@ -117,7 +117,8 @@ class Statement : public Parameters {
 };
 
 // Many rows for one table: bind the columns of a row, then Add. A row may reach the table as late
-// as at Finish; rows that were added and not finished may be lost. Functions throw SqlError.
+// as at Finish; a transaction with rows that were not finished may fail to commit. Functions throw
+// SqlError.
 class BulkRows : public Parameters {
  public:
   virtual void Add() = 0;

@@ -166,6 +166,24 @@ TEST_F(ServerFailureTest, AWriterThatWaitsTooLongSaysSo) {
   EXPECT_EQ(Stored(), 3U);
 }
 
+TEST_F(ServerFailureTest, RowsThatWereNotFinishedAreNotLeftOutInSilence) {
+  Db();
+  const auto connection = OpenAnother(Path());
+  for (const bool finished : {false, true}) {
+    Transaction writing(*connection, TransactionKind::Write);
+    const auto rows = connection->InsertMany("part(id, name)", OnConflict::Fail);
+    rows->Bind(1, "A");
+    rows->Add();
+    if (finished) {
+      EXPECT_EQ(rows->Finish(), 1);
+      writing.Commit();
+    } else {
+      EXPECT_THROW(writing.Commit(), SqlError);
+    }
+  }
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
+}
+
 // By what the server itself reports.
 TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
   Db();

@@ -47,11 +47,16 @@ class Pipeline {
   void BeginTransaction() {
     transaction_ = ++transactions_;
     failed_ = false;
+    waiting_ = 0;
   }
   void EndTransaction() { transaction_ = 0; }
   std::int64_t TransactionNumber() const { return transaction_; }
   // Whether a statement of the transaction has failed.
   bool HasFailed() const { return failed_; }
+  // Counts what holds rows that the transaction is still to send.
+  void BeginRows() { ++waiting_; }
+  void FinishRows() { --waiting_; }
+  bool HasRowsWaiting() const { return waiting_ != 0; }
 
   enum class Kind {
     Statement,  // its failure is thrown
@@ -89,7 +94,7 @@ class Pipeline {
   template <class Work>
   void Alone(Work work);
   // The result of a statement, which is one of these.
-  Result ResultOf(PGresult* result, std::initializer_list<ExecStatusType> expected);
+  Result ResultOf(PGresult* taken, std::initializer_list<ExecStatusType> expected);
 
   // What was sent and not yet answered.
   struct Request {
@@ -105,6 +110,7 @@ class Pipeline {
   int session_ = 0;
   std::int64_t transaction_ = 0, transactions_ = 0;
   bool failed_ = false;
+  int waiting_ = 0;
   bool synced_ = true;
   std::deque<Request> pending_;
 };

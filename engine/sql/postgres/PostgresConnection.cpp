@@ -93,6 +93,9 @@ void PostgresConnection::Commit() {
     return;
   }
   if (pipeline_.HasFailed()) throw SqlError(SqlError::Kind::Other, "an earlier statement failed");
+  if (pipeline_.HasRowsWaiting()) {
+    throw SqlError(SqlError::Kind::Other, "rows in bulk were not finished");
+  }
   if (has_mark_) {
     pipeline_.SendText("UPDATE orvspc_mark SET generation = generation + 1",
                        Pipeline::Kind::Statement);

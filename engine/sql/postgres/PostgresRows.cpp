@@ -42,12 +42,13 @@ void PostgresRows::Add() {
     Append(bytes.size(), 4);
     rows_.append(bytes);
   }
-  ++count_;
+  if (count_++ == 0) pipeline_.BeginRows();
   if (rows_.size() >= kBurst) Send();
 }
 
 std::int64_t PostgresRows::Finish() {
   Send();
+  if (count_ > 0) pipeline_.FinishRows();
   const auto count = std::exchange(count_, 0);
   return is_waiting_ ? InsertWaiting() : count;
 }
