@@ -189,6 +189,8 @@ void WatchUpgrades(std::function<void(const std::string&, int)> watch) {
   store::WatchMigrations(std::move(watch));
 }
 
+std::vector<Note> TakeNotesLeft() { return store::TakeNotes(store::kNoDatabase); }
+
 CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& options) const {
   CopyReport report;
   using Work = std::function<void(sql::Connection&)>;

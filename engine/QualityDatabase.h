@@ -174,6 +174,10 @@ struct CopyOptions {
 // called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
+// Takes the notes of this thread that belong to no open database and were in no report, such as
+// "brought-forward" of a file of an older release that was opened and closed again.
+std::vector<Note> TakeNotesLeft();
+
 // --- The database --------------------------------------------------------------------------------
 
 // An open quality database.

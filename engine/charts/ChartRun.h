@@ -165,9 +165,11 @@ class ChartRun {
       const auto out = Room<std::int32_t>(array, table_.Count());
       if (out.empty()) return false;
       if (code != ChartData::SGSizes) return WriteMarks(graph, code == ChartData::cOOCs, out);
-      for (std::size_t place = 0; place < out.size(); ++place) {
-        out[table_.SubgroupAt(place)] = Self().SizeAt(graph, place);
-      }
+      store::ForHalves(out.size(), [&](std::size_t begin, std::size_t end) {
+        for (auto place = begin; place < end; ++place) {
+          out[table_.SubgroupAt(place)] = Self().SizeAt(graph, place);
+        }
+      });
       return true;
     }
     const auto out = Room<double>(array, table_.Count());
@@ -193,13 +195,15 @@ class ChartRun {
     if (line.calculated && plan_.KindOf(graph) == ChartKind::PreControl) return false;
     for (std::size_t s = 0; s < states_.size(); ++s) {
       const auto& stream = Streams()[s];
-      auto lines = Self().LinesOf(s, graph, line.calculated);
-      const bool constant = lines.IsConstant();
-      double value = constant ? lines.At(stream.begin).*line.line : platform::kNaN;
-      for (auto place = stream.begin; place < stream.end; ++place) {
-        if (!constant) value = lines.At(place).*line.line;
-        out[table_.SubgroupAt(place)] = value;
-      }
+      store::ForHalves(stream.Count(), [&](std::size_t from, std::size_t to) {
+        auto lines = Self().LinesOf(s, graph, line.calculated);
+        const bool constant = lines.IsConstant();
+        double value = constant ? lines.At(stream.begin).*line.line : platform::kNaN;
+        for (auto place = stream.begin + from; place < stream.begin + to; ++place) {
+          if (!constant) value = lines.At(place).*line.line;
+          out[table_.SubgroupAt(place)] = value;
+        }
+      });
     }
     return true;
   }

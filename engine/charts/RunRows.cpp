@@ -10,6 +10,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PointTable.h"
+#include "engine/store/large_data.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
@@ -25,7 +26,9 @@ constexpr std::int32_t kOverflow = 6;
 template <class T>
 std::int32_t CopyRows(const ArrayRef& array, const std::vector<T>& rows) {
   const auto out = Room<T>(array, rows.size());
-  std::copy_n(rows.begin(), out.size(), out.begin());
+  store::ForHalves(out.size(), [&](std::size_t begin, std::size_t end) {
+    std::copy_n(rows.data() + begin, end - begin, out.data() + begin);
+  });
   return static_cast<std::int32_t>(out.size());
 }
 
@@ -274,9 +277,11 @@ std::int32_t RunRows::DeliverTests(const ArrayRef& array) {
 
 void RunRows::ReleaseSubgroups() {
   stamps_.resize(table_.Count());
-  for (std::size_t place = 0; place < stamps_.size(); ++place) {
-    stamps_[place] = data_.subgroups[table_.SubgroupAt(place)].Sgtm;
-  }
+  store::ForHalves(stamps_.size(), [&](std::size_t begin, std::size_t end) {
+    for (auto place = begin; place < end; ++place) {
+      stamps_[place] = data_.subgroups[table_.SubgroupAt(place)].Sgtm;
+    }
+  });
   Forget(data_.subgroups);
 }
 

@@ -234,13 +234,14 @@ Bits RowFulfilled(const Block& block, const Block::Zone& zone, RunState& s, std:
   return side == RuleSide::Both ? WithBothSides(row, zone, m, s) : row;
 }
 
-// Where at least k of the last m bits are set, k <= m <= 64; `before` is the word ahead. Counts all
-// points of a word at once: plane p has bit p of each count.
+// Where at least k of the last m bits are set, 1 <= k <= m <= 64; `before` is the word ahead.
+// Counts all points of a word at once: plane p has bit p of each count.
 Bits AtLeast(const Bits& bits, std::uint64_t before, std::int32_t k, std::int32_t m) {
   Bits result{};
   const auto planes = static_cast<std::size_t>(std::bit_width(static_cast<std::uint32_t>(m)));
   for (std::size_t w = 0; w < kWords; ++w) {
     const std::uint64_t word = bits[w], older = w == 0 ? before : bits[w - 1];
+    if ((word | older) == 0) continue;
     std::array<std::uint64_t, 7> counts{};
     for (std::int32_t i = 0; i < m; ++i) {
       std::uint64_t carry = i == 0 ? word : word << i | older >> (64 - i);

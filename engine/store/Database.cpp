@@ -52,6 +52,7 @@ void CheckFile(const std::string& path, bool create) {
   if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
   if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
   if (!system::MayRead(path)) RefuseFile(path, "may not be read");
+  CheckNoLogLeft(path);
 }
 
 // Why a file may not be written to; empty when it may.
@@ -169,6 +170,8 @@ void LeaveOutOldestHalf(std::vector<KeptNote>& notes) {
   for (auto old = notes.begin(); old != rest; ++old)
     if (CanBeTaken(old->handle)) left_out[old->handle] += std::max(old->left_out, std::size_t{1});
   std::vector<KeptNote> kept;
+  // Before any note has moved, so that none is lost where memory runs out; with the one to come.
+  kept.reserve(left_out.size() + static_cast<std::size_t>(notes.end() - rest) + 1);
   for (const auto& [handle, count] : left_out)
     kept.push_back({handle,
                     {"notes-cut",

@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <random>
+#include <string_view>
 
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
@@ -24,6 +26,25 @@ bool IsThereAt(const std::string& path) {
   if (system::StateOf(path)) return true;
   std::error_code error;
   return fs::exists(fs::symlink_status(system::PathOf(path), error));
+}
+
+// Whether a new database would take the place: there is nothing, or an empty file.
+bool IsFree(const std::string& target) {
+  const auto state = system::StateOf(target);
+  return state ? state->kind == system::FileKind::Plain && state->size == 0 : !IsThereAt(target);
+}
+
+// Whether a journal has nothing to bring back: it is empty, or its database was when it began, as
+// that of a program that makes one at this moment or was killed while it did.
+bool IsOfEmptyDatabase(const std::string& journal) {
+  constexpr std::size_t kPagesAt = 16, kRead = kPagesAt + 4;
+  std::array<char, kRead> header{};
+  std::ifstream file(system::PathOf(journal), std::ios::binary);
+  if (!file) return !IsThereAt(journal);
+  file.read(header.data(), header.size());
+  if (file.gcount() == 0) return true;
+  const std::string_view read(header.data(), static_cast<std::size_t>(file.gcount()));
+  return read.size() == kRead && read.substr(kPagesAt) == std::string_view("\0\0\0\0", 4);
 }
 
 // Digits that two programs do not share, even with one process number in two containers.
@@ -68,10 +89,11 @@ std::string FolderOf(const std::string& path) {
 void CheckNoLogLeft(const std::string& path) {
   const auto target = TargetOf(path);
   for (const auto* ending : kLogEndings) {
+    const auto log = target + ending;
+    if (!IsThereAt(log)) continue;
+    if (IsThereAt(target) && log.ends_with("-journal") && IsOfEmptyDatabase(log)) continue;
     // The database itself is looked at again: another program may be making it just now.
-    if (IsThereAt(target + ending) && !IsThereAt(target)) {
-      RefuseFile(path, path + ending + " is left from another database; move it away");
-    }
+    if (IsFree(target)) RefuseFile(path, log + " is left from another database; move it away");
   }
 }
 

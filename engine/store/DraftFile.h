@@ -16,7 +16,8 @@ std::string TargetOf(const std::string& path);
 // "." for a file of the folder that the program runs in.
 std::string FolderOf(const std::string& path);
 
-// Refuses a place for a new database where a log of another one lies: SQLite would replay it.
+// Refuses a place without a database, or with an empty file, where a log of another database lies:
+// SQLite would replay or remove it.
 void CheckNoLogLeft(const std::string& path);
 
 // A new database that is filled under another name beside its place, so that a failure leaves no

@@ -43,16 +43,24 @@ class SecondReader {
 
 // When the selections of a store are read by two threads.
 struct SharedReading {
-  std::atomic<std::int64_t> from = WorthTwoThreads();  // subgroups from which on they may be
-  std::atomic<std::size_t> count = 0;                   // selections that were
-  std::unique_ptr<SecondReader> second;                 // opened for the first large one
+  std::atomic<std::int64_t> from = kWorthTwoThreads;  // subgroups from which on one is large
+  std::atomic<bool> on = MayUseTwoThreads();
+  std::atomic<std::size_t> count = 0;    // selections that were
+  std::unique_ptr<SecondReader> second;  // opened for the first large one
+
+  // For tests: whatever the processors.
+  void ShareFrom(std::int64_t subgroups) {
+    from = subgroups;
+    on = true;
+  }
 };
 
-// The offer of a second thread to one selection.
+// What one selection may use.
 struct TwoThreads {
+  bool is_large = false;           // it is cut at the same times whether there is a second or not
   SecondReader* second = nullptr;  // null: there is none
   std::int64_t from = 0;           // an eighth of this many subgroups is read alone
-  bool used = false;               // set when it was
+  bool used = false;               // set when the second was
 };
 
 // Runs of subgroups as a walk from the newest on finds them: each ascends, and the first is the

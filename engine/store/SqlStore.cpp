@@ -184,7 +184,7 @@ std::optional<sql::Failure> SqlStore::TakeFailure() {
 }
 
 // Whether a selection may be large enough, as far as can be said before it runs.
-bool SqlStore::MayShare(const API_DSInfo& info) {
+bool SqlStore::IsLarge(const API_DSInfo& info) {
   if (info.Count > 0 && info.Count < sharing_.from) return false;
   if (connection_->InTransaction()) return false;
   RefreshSoon();
@@ -197,7 +197,8 @@ bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
     const std::lock_guard lock(mutex_);
     TwoThreads threads;
     threads.from = sharing_.from;
-    if (MayShare(info)) {
+    threads.is_large = IsLarge(info);
+    if (threads.is_large && sharing_.on) {
       auto& second = sharing_.second;
       if (!second) second = SecondReader::Open(*connection_);
       if (second && second->Note()) threads.second = second.get();

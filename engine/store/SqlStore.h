@@ -66,7 +66,7 @@ class SqlStore final : public Store {
   // Begins a transaction on a current cache. One that finds the connection lost is begun once more
   // on a new one.
   std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind);
-  bool MayShare(const API_DSInfo& info);
+  bool IsLarge(const API_DSInfo& info);
   // Runs a selection into a set or, where that is null, in batches. Large ones are offered a second
   // thread.
   bool RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,

@@ -80,16 +80,38 @@ StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, s
   sealed_.query.Send();
 }
 
+// A page of the file that does not match its checksum is met before the chunk's own is.
+bool StreamWalk::Step(Source& source) {
+  try {
+    return source.query.Step();
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Damaged) throw;
+    std::string stream;
+    try {
+      stream = StreamText(db_, stream_);
+    } catch (const sql::SqlError&) {
+      // A server's transaction is over, or the names are damaged, too.
+      stream = "stream " + std::to_string(stream_);
+    }
+    const auto* const side = forward_ ? " after " : " before ";
+    throw std::runtime_error(
+        "The values of " + stream +
+        (source.reached ? side + platform::IsoText(*source.reached) : std::string()) +
+        " are damaged: " + error.what());
+  }
+}
+
 // Brings the next chunk of a source with what lies in the range, unless there is one at hand.
 void StreamWalk::Fill(Source& source) {
   while (source.IsEmpty() && !source.done) {
     // The range may have become narrower since the query began.
     constexpr int kLastTime = 3;
-    if (!source.query.Step() || (!forward_ && source.query.Int(kLastTime) < start_)) {
+    if (!Step(source) || (!forward_ && source.query.Int(kLastTime) < start_)) {
       source.done = true;
       return;
     }
     DecodeRow(db_, stream_, source.query, source.query.Blob(0), source.chunk);
+    source.reached = (forward_ ? source.chunk.Last() : source.chunk.First()).time;
     source.begin = source.chunk.FirstFrom(start_);
     source.end = end_ == INT32_MAX ? source.chunk.Count() : source.chunk.FirstFrom(end_ + 1);
     // A chunk across a range that ends before it starts.

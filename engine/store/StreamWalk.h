@@ -59,9 +59,11 @@ class StreamWalk {
     Chunk chunk;
     std::size_t begin = 0, end = 0;
     bool done = false;
+    std::optional<std::int32_t> reached = {};  // the time of the last record that was read
     bool IsEmpty() const { return begin == end; }
   };
   void Fill(Source& source);
+  bool Step(Source& source);
   Run Take(Source& source, std::size_t count) const;
   RecordView NextOf(const Source& source) const {
     return source.chunk.Record(forward_ ? source.begin : source.end - 1);

@@ -12,10 +12,13 @@
 // What large data sets need: two threads.
 namespace orvspc::engine::store {
 
-// From how many subgroups on a second thread saves more than it costs; never with one processor.
-inline std::int64_t WorthTwoThreads() {
-  static const bool is_alone = system::UsableProcessors() < 2;
-  return is_alone ? INT64_MAX : 100'000;
+// Below this many subgroups a second thread costs more than it saves.
+inline constexpr std::int64_t kWorthTwoThreads = 100'000;
+
+// With one processor it only costs.
+inline bool MayUseTwoThreads() {
+  static const bool has_two = system::UsableProcessors() > 1;
+  return has_two;
 }
 
 // Runs first() on this thread and second() on a new one, or one after the other when the system
@@ -35,8 +38,8 @@ void RunBoth(First&& first, Second&& second) {
 
 // work(begin, end) over 0..count, cut in two for two threads when there is enough to do.
 template <class Work>
-void ForHalves(std::size_t count, Work&& work, std::int64_t worth = WorthTwoThreads()) {
-  if (static_cast<std::int64_t>(count) < worth || count < 2) {
+void ForHalves(std::size_t count, Work&& work, std::int64_t worth = kWorthTwoThreads) {
+  if (static_cast<std::int64_t>(count) < worth || count < 2 || !MayUseTwoThreads()) {
     work(std::size_t{0}, count);
     return;
   }

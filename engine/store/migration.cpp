@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -58,9 +58,14 @@ void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
 
 thread_local std::function<void(const std::string&, int)> watch_migrations;
 
-std::string Gigabytes(double bytes) {
-  const auto tenths = static_cast<std::int64_t>(std::ceil(bytes / 1e8));
-  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " GB";
+// In MB below 1 GB; rounded down, or up.
+std::string Rounded(std::int64_t bytes, bool up) {
+  constexpr std::int64_t kMegabyte = 1'000'000, kTenthOfGigabyte = 100'000'000;
+  const bool is_small = bytes < 10 * kTenthOfGigabyte;
+  const auto unit = is_small ? kMegabyte : kTenthOfGigabyte;
+  const auto units = bytes / unit + (up && bytes % unit != 0 ? 1 : 0);
+  return is_small ? std::to_string(units) + " MB"
+                  : std::to_string(units / 10) + "." + std::to_string(units % 10) + " GB";
 }
 
 // The backup, and what the new schema needs beside the old one.
@@ -71,11 +76,12 @@ void CheckRoom(const std::string& path) {
   std::error_code error;
   const auto space = std::filesystem::space(system::PathOf(folder), error);
   if (!state || error) return;  // what is missing shows later
-  const auto needed = kNeeded * static_cast<double>(state->size);
-  const auto there = static_cast<double>(space.available);
-  if (there >= needed) return;
-  RefuseFile(path, "is of an older release; to bring it forward needs " + Gigabytes(needed) + ", " +
-                       Gigabytes(there) + " free on " + folder);
+  const auto needed = static_cast<std::int64_t>(kNeeded * static_cast<double>(state->size));
+  const auto available = static_cast<std::int64_t>(
+      std::min<std::uintmax_t>(space.available, std::numeric_limits<std::int64_t>::max()));
+  if (available >= needed) return;
+  RefuseFile(path, "is of an older release; to bring it forward " + RoomText(needed, available) +
+                       " on " + folder);
 }
 
 bool AreSame(const std::string& a, const std::string& b) {
@@ -156,6 +162,10 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   if (DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
+}
+
+std::string RoomText(std::int64_t needed, std::int64_t available) {
+  return "needs " + Rounded(needed, true) + ", " + Rounded(available, false) + " free";
 }
 
 void WatchMigrations(std::function<void(const std::string&, int)> watch) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -18,6 +19,10 @@ void WatchMigrations(std::function<void(const std::string& path, int percent)> w
 // on its disk and a backup beside it, in one transaction whose result has the digest of what was
 // there. Throws SqlError, ExternalFailure and std::runtime_error; the file is then as it was.
 void BringFileForward(sql::Connection& db, const std::string& path);
+
+// "needs 1.5 GB, 900 MB free": what is needed is rounded up and what is free down, so that the two
+// differ wherever the first is more.
+std::string RoomText(std::int64_t needed, std::int64_t available);
 
 // Moves the values that a database of schema 2 has in a row each into chunks, and drops their
 // table. Inside the transaction that brings the database forward.

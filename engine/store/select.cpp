@@ -231,7 +231,7 @@ std::vector<Selection::Stretch> Selection::Stretches() const {
   const auto streams = static_cast<int>(std::min<std::size_t>(conditions.streams.size(), kPieces));
   std::vector<Stretch> stretches;
   for (const auto& stream : conditions.streams) {
-    if (threads.second == nullptr) {
+    if (!threads.is_large) {
       stretches.push_back({&stream, range.Start(), range.End()});
     } else {
       Cut(stream, kPieces / streams, stretches);

@@ -54,10 +54,9 @@ void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
   constexpr std::int32_t kCounted = 10000;
   const auto all = run.select->Clone();
   all->MaximumItems(std::max(kCounted, shown + 1));
-  const auto count = Reported(run.database, [&](const auto& open) {
-                       return events ? all->GetEventData(open)->Count()
-                                     : all->GetSubgroupData(open)->TotalSubgroups();
-                     }).first;
+  const auto count = Checked(run.database, [&](const auto& open) {
+    return events ? all->GetEventData(open)->Count() : all->GetSubgroupData(open)->TotalSubgroups();
+  });
   if (count <= shown) return;
   notes.push_back({"newest-only",
                    "newest " + std::to_string(shown) + " of " +

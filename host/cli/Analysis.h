@@ -62,14 +62,24 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
                 const Number& maximum, std::int32_t test_types,
                 const std::function<Outcome(Analysis&)>& analyse);
 
-// What analyse() returns, and what the engine reported meanwhile. Refusal with the engine's reason
-// when it failed.
+// What analyse() returns. Refusal with the engine's reason when it failed.
 template <class Analyse>
-auto Reported(const QualityDatabase& database, Analyse analyse) {
-  database.Database()->TakeReport();  // that of earlier calls
+auto Checked(const QualityDatabase& database, Analyse analyse) {
   auto results = analyse(database.Database());
   if (const auto failure = database.Database()->TakeFailure()) throw Refusal(failure->description);
-  return std::pair(std::move(results), database.Database()->TakeReport());
+  return results;
+}
+
+// The same, and what the engine reported meanwhile, after the notes of the opening of the database,
+// which are there once. What earlier calls reported is left out.
+template <class Analyse>
+auto Reported(const QualityDatabase& database, Analyse analyse) {
+  auto notes = database.Database()->TakeReport().notes;
+  std::erase_if(notes, [](const Note& note) { return note.code != "brought-forward"; });
+  auto results = Checked(database, analyse);
+  auto report = database.Database()->TakeReport();
+  report.notes.insert(report.notes.begin(), notes.begin(), notes.end());
+  return std::pair(std::move(results), std::move(report));
 }
 
 // The same for an analysis of the library: CCAnalysis, CAAnalysis, PAAnalysis.

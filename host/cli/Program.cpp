@@ -136,9 +136,8 @@ std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
   };
 }
 
-}  // namespace
-
-int RunProgram(const std::vector<std::string>& words, Console& console) {
+// The exit status; what goes wrong is said on standard error.
+int Attempt(const std::vector<std::string>& words, Console& console) {
   const std::string who = words.empty() || words[0].empty() || words[0][0] == '-'
                               ? std::string("orvspc")
                               : "orvspc " + words[0];
@@ -146,7 +145,6 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
     // Everything that goes wrong is one line, whatever its text holds.
     console.err << render::PlainText(who + ": " + text) << "\n";
   };
-  WatchUpgrades(UpgradeLine(console));
   try {
     const int status = Dispatch(words, console);
     if (!console.out.flush()) throw Refusal("standard output cannot be written");
@@ -164,6 +162,17 @@ int RunProgram(const std::vector<std::string>& words, Console& console) {
     complain(failure.what());
   }
   return 1;
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& words, Console& console) {
+  WatchUpgrades(UpgradeLine(console));
+  const int status = Attempt(words, console);
+  // Those that are in no result, also where the command failed.
+  for (const auto& note : TakeNotesLeft())
+    console.err << render::PlainText("note: " + note.Sentence()) << "\n";
+  return status;
 }
 
 }  // namespace orvspc::cli

@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "frame/XMLSupport.h"
 #include "host/cli/Analysis.h"
@@ -108,8 +109,25 @@ const Kind kKinds[] = {
     {"EventData", kStored, ShowEvents},
 };
 
-// A text of UTF-16 in UTF-8, without its declaration, which may name the encoding; nothing for what
-// is no UTF-16.
+// A text that was UTF-16 with the name that its declaration gives its encoding by now, so that the
+// reader of the document checks the whole declaration: UTF-8 for UTF-16, and for any other name one
+// that is refused.
+std::string WithEncodingOfNow(std::string text) {
+  constexpr std::string_view kStart = "<?xml", kBlanks = " \t\r\n", kWord = "encoding";
+  const auto end = text.find("?>"), word = text.find(kWord);
+  if (!text.starts_with(kStart) || kBlanks.find(text[kStart.size()]) == kBlanks.npos) return text;
+  if (end == text.npos || word > end) return text;
+  const auto open = text.find_first_of("\"'", word);
+  const auto close = open > end ? text.npos : text.find(text[open], open + 1);
+  if (close > end) return text;
+  auto name = text.substr(open + 1, close - open - 1);
+  for (auto& c : name)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  const bool is_utf16 = name == "utf-16" || name == "utf-16le" || name == "utf-16be";
+  return text.replace(open + 1, name.size(), is_utf16 ? "UTF-8" : "UTF-16");
+}
+
+// A text of UTF-16 in UTF-8; nothing for what is no UTF-16.
 std::optional<std::string> FromUtf16(std::string_view bytes, bool low_byte_first) {
   std::u16string units;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
@@ -119,8 +137,7 @@ std::optional<std::string> FromUtf16(std::string_view bytes, bool low_byte_first
   }
   std::string text = platform::ToUtf8(units);
   if (bytes.size() % 2 != 0 || platform::ToUtf16(text) != units) return std::nullopt;
-  const auto end = text.starts_with("<?xml ") ? text.find("?>") : std::string::npos;
-  return end == std::string::npos ? text : text.substr(end + 2);
+  return WithEncodingOfNow(std::move(text));
 }
 
 // The text of a file in UTF-8: a host's way to write every letter may be UTF-16, which begins with

@@ -71,9 +71,9 @@ void FillInEnd(const QualityDatabase& database, DataSelect& select) {
   std::int64_t end =
       std::max<std::int64_t>(CurrentTime(), platform::DateToTimeStamp(select.DateRangeStart()));
   const auto events =
-      Reported(database, [&](const auto& open) { return newest->GetEventData(open); }).first;
+      Checked(database, [&](const auto& open) { return newest->GetEventData(open); });
   const auto subgroups =
-      Reported(database, [&](const auto& open) { return newest->GetSubgroupData(open); }).first;
+      Checked(database, [&](const auto& open) { return newest->GetSubgroupData(open); });
   for (const auto& event : render::ReadEvents(*events)) end = std::max(end, event.time);
   for (const auto& subgroup : render::ReadSubgroups(*subgroups).rows)
     end = std::max(end, subgroup.stamp);

@@ -9,6 +9,7 @@
 
 #include "capability/CAProcessing.h"
 #include "chart/CCProcessing.h"
+#include "engine/store/Store.h"
 #include "frame/Friend.h"
 #include "pareto/PABins.h"
 #include "pareto/PAProcessing.h"
@@ -19,11 +20,13 @@
 
 namespace {
 
-// While it is true, every allocation of this thread fails.
+// While it is true, every allocation of this thread fails; with a number, the one so many from now.
 thread_local bool out_of_memory = false;
+thread_local int allocations_to_failure = 0;
 
 void* Allocate(std::size_t size) noexcept {
-  return out_of_memory ? nullptr : std::malloc(size != 0 ? size : 1);
+  const bool fails = allocations_to_failure > 0 && --allocations_to_failure == 0;
+  return fails || out_of_memory ? nullptr : std::malloc(size != 0 ? size : 1);
 }
 
 }  // namespace
@@ -142,6 +145,35 @@ TEST(FailureType, OfTheMemoryInAProcedureWithoutATrailIsFailure) {
     EXPECT_EQ(RaisedBy(row.call), Raised(0, "")) << row.procedure;
     EXPECT_EQ(RaisedBy(row.call, true), Raised(7, "orvSPCAnalysis6")) << row.procedure;
   }
+}
+
+// Of the notes that an engine keeps for a host, wherever memory runs out while the oldest half
+// goes.
+TEST(FailureType, NoNoteIsLostWhereMemoryRunsOut) {
+  using namespace engine::store;
+  constexpr std::size_t kHalf = kMaxNotes / 2;
+  int failures = 0;
+  for (bool fails = true; fails;) {
+    TakeNotes();
+    for (std::size_t i = 0; i < kMaxNotes; ++i) AddNote("code", std::to_string(i));
+    allocations_to_failure = failures + 1;
+    fails = false;
+    try {
+      AddNote("code", "new");
+    } catch (const std::bad_alloc&) {
+      fails = true;
+    }
+    allocations_to_failure = 0;
+    failures += fails ? 1 : 0;
+
+    const auto notes = TakeNotes();
+    const auto kept = notes.size() - (fails ? 0 : 1);
+    ASSERT_TRUE(kept == kMaxNotes || kept == kHalf + 1) << kept;
+    for (std::size_t i = 0; i < kHalf; ++i)
+      ASSERT_EQ(notes[kept - kHalf + i].text, std::to_string(kHalf + i)) << failures;
+    EXPECT_EQ(notes[0].code, kept == kMaxNotes ? "code" : "notes-cut") << failures;
+  }
+  EXPECT_GT(failures, 1);
 }
 
 }  // namespace

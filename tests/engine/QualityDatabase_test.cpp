@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <set>
 
 #include "engine/time/calendar.h"
@@ -63,6 +65,11 @@ class QualityDatabaseTest : public testing::Test {
   store::TemporaryFolder folder_;
   std::optional<QualityDatabase> data_;
 };
+
+std::string TextOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 using FileSet = std::set<std::string>;
 
@@ -409,6 +416,43 @@ TEST_F(QualityDatabaseTest, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
   }
 }
 
+// SQLite removes a log beside an empty file, even when it only reads.
+TEST_F(QualityDatabaseTest, AnEmptyFileBesideTheLogOfAnotherIsRefused) {
+  { const auto other = QualityDatabase::Create(folder_.File("other.db")); }
+  const auto file = CsvFile(kValues);
+  // A journal of a database that had a page.
+  const std::string journal("\xd9\xd5\x05\xf9\x20\xa1\x63\xd7\0\0\0\0\0\0\0\0\0\0\0\1", 20);
+  for (const auto& [ending, content] :
+       {std::pair("-wal", std::string(20000, 'w')), std::pair("-shm", std::string("index")),
+        std::pair("-journal", journal), std::pair("-journal", std::string("short"))}) {
+    const std::string left = Path() + ending;
+    WriteFile(Path(), "");
+    WriteFile(left, content);
+    const std::string expected =
+        Path() + ": " + left + " is left from another database; move it away";
+    EXPECT_EQ(FailureOf([&] { OpenDatabase(Path()); }), expected);
+    EXPECT_EQ(FailureOf([&] { OpenDatabase(Path(), true); }), expected);
+    EXPECT_EQ(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }),
+              expected);
+    EXPECT_EQ(FailureOf([&] { QualityDatabase::Open(folder_.File("other.db")).CopyTo(Path()); }),
+              expected);
+    EXPECT_TRUE(TextOf(left) == content) << left;
+    EXPECT_EQ(TextOf(Path()), "");
+    std::filesystem::remove(left);
+  }
+}
+
+// What a program leaves that was killed while it made a database.
+TEST_F(QualityDatabaseTest, AJournalOfAnEmptyDatabaseIsNobodyElses) {
+  for (const auto& content : {std::string(), std::string(512, '\0')}) {
+    WriteFile(Path(), "");
+    WriteFile(Path() + "-journal", content);
+    QualityDatabase::ImportInto(Path(), CsvFile(kValues), ImportKind::Values);
+    EXPECT_EQ(Examined(Path()), "4 ok ");
+    std::filesystem::remove(Path());
+  }
+}
+
 // The log of a writer that died is replayed when its database is opened again, not when another
 // one takes the name.
 TEST_F(QualityDatabaseTest, TheLogOfARemovedDatabaseIsNotReplayedOverANewOne) {
@@ -453,6 +497,16 @@ TEST_F(QualityDatabaseTest, ALinkToNowhereIsFollowed) {
   EXPECT_EQ(Examined(folder_.File("far/real.db")), "4 ok ");
 }
 
+TEST_F(QualityDatabaseTest, ALinkToNowhereNamesTheLogBesideItsTarget) {
+  std::filesystem::create_directory(folder_.File("far"));
+  const auto target = folder_.File("far/real.db");
+  std::filesystem::create_symlink(target, Path());
+  WriteFile(target + "-wal", "somebody's");
+  EXPECT_EQ(FailureOf([&] { QualityDatabase::Create(Path()); }),
+            Path() + ": " + target + "-wal is left from another database; move it away");
+  EXPECT_EQ(TextOf(target + "-wal"), "somebody's");
+}
+
 // Every size of a device: all is there, or nothing and a failure.
 TEST_F(QualityDatabaseTest, AFullDeviceLeavesAWholeDatabaseOrNone) {
   constexpr int kSubgroups = 600;
@@ -483,6 +537,17 @@ TEST_F(QualityDatabaseTest, AFullDeviceLeavesAWholeDatabaseOrNone) {
   }
   EXPECT_GT(refused, 50);
   EXPECT_EQ(import(enough).first, "") << made;
+}
+
+// Readers share an index of the log, which needs room.
+TEST_F(QualityDatabaseTest, AFullDeviceIsNamedToReadersToo) {
+  QualityDatabase::ImportInto(Path(), CsvFile(kValues), ImportKind::Values);
+  {
+    const LimitedDevice device(0);
+    EXPECT_EQ(FailureOf([&] { QualityDatabase::Open(Path()).Streams(); }),
+              Path() + ": there is no room left on the device");
+  }
+  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 3U);
 }
 
 }  // namespace orvspc::engine

@@ -91,6 +91,26 @@ class LimitedDevice {
     if (code == SQLITE_OK) Of(file).device->Resize(*Of(file).name, size);
     return code;
   }
+  // Of the index of a log, which connections share: region after region as it grows.
+  static int MapShared(sqlite3_file* file, int region, int size, int extend, void volatile** at) {
+    auto& own = Of(file);
+    const auto grown = static_cast<std::int64_t>(size) * (region + 1);
+    const auto name = *own.name + "-shm";
+    if (extend != 0 && grown > own.device->sizes_[name] && !own.device->Resize(name, grown)) {
+      return SQLITE_IOERR_SHMSIZE;
+    }
+    return Below(file)->pMethods->xShmMap(Below(file), region, size, extend, at);
+  }
+  static int UnmapShared(sqlite3_file* file, int with_file) {
+    auto& own = Of(file);
+    const auto name = *own.name + "-shm";
+    const int code = Below(file)->pMethods->xShmUnmap(Below(file), with_file);
+    auto& below = *own.device->below_;
+    int is_there = 0;
+    below.xAccess(&below, name.c_str(), SQLITE_ACCESS_EXISTS, &is_there);
+    if (is_there == 0) own.device->Resize(name, 0);
+    return code;
+  }
   // Mapped writes would not be seen, so nothing is mapped but the index of the log.
   static sqlite3_io_methods Methods(const sqlite3_io_methods& below) {
     using Io = sqlite3_io_methods;
@@ -108,10 +128,10 @@ class LimitedDevice {
     methods.xFileControl = Pass<&Io::xFileControl, int, void*>;
     methods.xSectorSize = Pass<&Io::xSectorSize>;
     methods.xDeviceCharacteristics = Pass<&Io::xDeviceCharacteristics>;
-    methods.xShmMap = Pass<&Io::xShmMap, int, int, int, void volatile**>;
+    methods.xShmMap = MapShared;
     methods.xShmLock = Pass<&Io::xShmLock, int, int, int>;
     methods.xShmBarrier = Pass<&Io::xShmBarrier>;
-    methods.xShmUnmap = Pass<&Io::xShmUnmap, int>;
+    methods.xShmUnmap = UnmapShared;
     return methods;
   }
 

@@ -16,6 +16,7 @@
 #include "host/cli/Samples.h"
 #include "platform/FixedText.h"
 #include "platform/TimeText.h"
+#include "tests/engine/store/version1_file.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -51,6 +52,24 @@ TEST_F(Program, ANewDatabaseIsRefusedBesideTheLogOfAnother) {
             "orvspc import: q.db: q.db-wal is left from another database; move it away\n");
   EXPECT_FALSE(Exists("q.db"));
   EXPECT_EQ(Text(folder_.File("q.db-wal")), "somebody's");
+}
+
+TEST_F(Program, AnEmptyFileBesideTheLogOfAnotherIsRefused) {
+  Import();
+  for (const std::string ending : {"-wal", "-journal"}) {
+    Write("s.db", "");
+    Write("s.db" + ending, "somebody's");
+    for (const std::string command :
+         {"list --db s.db", "import values.csv --db s.db", "copy --db q.db --to s.db"}) {
+      const Outcome refused = Run(command);
+      EXPECT_EQ(refused.status, 1) << command;
+      EXPECT_EQ(refused.err, "orvspc " + command.substr(0, command.find(' ')) + ": s.db: s.db" +
+                                 ending + " is left from another database; move it away\n");
+      EXPECT_EQ(Text(folder_.File("s.db")), "") << command;
+      EXPECT_EQ(Text(folder_.File("s.db" + ending)), "somebody's") << command;
+    }
+    std::filesystem::remove(folder_.File("s.db" + ending));
+  }
 }
 
 TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
@@ -234,6 +253,51 @@ TEST_F(Program, ShowTakesAChartInUtf16WithAByteOrderMark) {
   const Outcome wide = Run("show w.xml --format json");
   ASSERT_EQ(wide.status, 0) << wide.err;
   EXPECT_EQ(ParseJson(wide.out).At("Bins[0].Name").text, name);
+}
+
+TEST_F(Program, ShowChecksTheDeclarationInUtf16AsInUtf8) {
+  const std::string text = "<DataSelect MaximumItems=\"7\"/>";
+  // ENCODING is that of the text, OTHER that of the other one.
+  const struct {
+    const char* declaration;
+    bool is_taken;
+  } kRows[] = {
+      {"", true},
+      {"<?xml version='1.0'?>", true},
+      {"<?xml version='1.0' encoding='ENCODING'?>", true},
+      {"<?xml\tversion=\"1.0\"\r\n encoding =\t\"ENCODING\" ?>\r\n", true},
+      {"<?xml\r\nversion='1.0' encoding='ENCODING' standalone='yes'?>", true},
+      {"<?xml-stylesheet href='encoding.css'?>", true},
+      {"<?xml garbage?>", false},
+      {"<?xml?>", false},
+      {"<?xml version='1.1'?>", false},
+      {"<?xml version='1.1' encoding='ENCODING'?>", false},
+      {"<?xml version='1.0' encoding='OTHER'?>", false},
+      {"<?xml version='1.0' encoding='windows-1252'?>", false},
+      {"<?xml version='1.0' encoding=''?>", false},
+      {"<?xml version='1.0' encoding='ENCODING\"?>", false},
+      {"<?xml version='1.0' encoding?>", false},
+      {"<?xml version='1.0' standalone='no' encoding='ENCODING'?>", false},
+      {"<?xml version='1.0' encoding='ENCODING' x='1'?>", false},
+      {"<?xml version='encoding=\"ENCODING\"'?>", false},
+      {" <?xml version='1.0'?>", false},
+      {"<?xml version='1.0' encoding='ENCODING'", false},
+  };
+  for (const auto& row : kRows) {
+    for (const bool is_wide : {false, true}) {
+      std::string declaration = row.declaration;
+      for (const auto& [word, name] : {std::pair("ENCODING", is_wide ? "UTF-16" : "UTF-8"),
+                                       std::pair("OTHER", is_wide ? "UTF-8" : "UTF-16")}) {
+        const auto at = declaration.find(word);
+        if (at != declaration.npos) declaration.replace(at, std::string(word).size(), name);
+      }
+      const std::string whole = declaration + text;
+      Write("r.xml", is_wide ? InUtf16(whole, true) : whole);
+      const Outcome outcome = Run("show r.xml --format json");
+      EXPECT_EQ(outcome.status, row.is_taken ? 0 : 1) << declaration << outcome.err;
+      EXPECT_EQ(outcome.out.find("7") != std::string::npos, row.is_taken) << declaration;
+    }
+  }
 }
 
 TEST_F(Program, ShowSaysThatAFileIsNoUtf8) {
@@ -473,6 +537,45 @@ TEST_F(Program, ANoteSaysWhereTheDefaultCutTheData) {
   }
   EXPECT_NE(Run("chart --db q.db --format svg").out.find("Note: newest 25 of 30"),
             std::string::npos);
+}
+
+// Whichever command opens the file first says so, once.
+TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
+  Import();
+  const std::string sentence =
+      "old.db was brought forward from schema 1 to 3; the former file is kept as old.db.v1.";
+  const std::string line = "note: " + sentence + "\n";
+  const auto make_old = [&] {
+    for (const char* end : {"", "-wal", "-shm"})
+      std::filesystem::remove(folder_.File("old.db") + end);
+    tests::ChangeRows(folder_.File("old.db"), engine::store::kVersion1File);
+  };
+  for (const std::string command :
+       {"list --db old.db", "list --db old.db --format json", "import values.csv --db old.db",
+        "set --db old.db time_zone +02:00", "copy --db old.db --to copy.db",
+        "data --db old.db --format xml"}) {
+    make_old();
+    const Outcome first = Run(command);
+    EXPECT_EQ(first.status, 0) << command << first.err;
+    EXPECT_EQ(first.err, line) << command;
+    EXPECT_EQ(Run("list --db old.db").err, "") << command;
+  }
+  for (const std::string command :
+       {"chart", "capability", "pareto", "data", "events", "states", "compliance"}) {
+    make_old();
+    const Outcome first = Run(command + " --db old.db --format json");
+    EXPECT_EQ(first.status, 0) << command << first.err;
+    EXPECT_EQ(first.err.find("brought forward"), std::string::npos) << command << first.err;
+    const ParsedJson document = ParseJson(first.out);
+    ASSERT_FALSE(document.At("Notes").elements.empty()) << command;
+    EXPECT_EQ(document.At("Notes[0].Code").text, "brought-forward") << command;
+    EXPECT_EQ(document.At("Notes[0].Text").text, sentence) << command;
+    EXPECT_EQ(Run(command + " --db old.db --format json").out.find("brought"), std::string::npos);
+  }
+  make_old();
+  const Outcome failed = Run("chart --db old.db --part Nobody");
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_TRUE(failed.err.ends_with("\n" + line)) << failed.err;
 }
 
 TEST_F(Program, EveryListHasTextAndJson) {

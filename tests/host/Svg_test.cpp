@@ -303,6 +303,13 @@ TEST(Svg, AsManyStreamsAsPointsHaveNoLines) {
   const std::string svg = RenderChartSvg(view);
   EXPECT_EQ(svg.find("class=\"dd"), std::string::npos);
   EXPECT_NE(svg.find("and 99984 more streams"), std::string::npos);
+  // Each point with a signal once, and those of the legend: sixteen streams and the signal.
+  const auto& marks = view.graphs[0].marks;
+  EXPECT_EQ(marks.size(), 10'000U);
+  EXPECT_EQ(Occurrences(svg, "class=\"m\""), marks.size() + 1);
+  EXPECT_EQ(Occurrences(svg, " point beyond a control limit</title>"), marks.size());
+  EXPECT_EQ(Occurrences(svg, "<text x=\"32\""), 17U);
+  EXPECT_LT(Occurrences(svg, "<"), 5 * marks.size()) << "with the ends of elements";
 }
 
 TEST(Svg, ANoteNamesItsStream) {

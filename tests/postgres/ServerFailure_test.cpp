@@ -143,7 +143,7 @@ TEST_F(ServerFailureTest, AStandbyIsReadAndNotWritten) {
   const auto server = Environment("ORVSPC_TEST_SERVER");
   standby.replace(standby.find(server), server.size(), server + "/standby");
   const auto database = OpenDatabase(standby);
-  SqlStoreOf(*database)->Sharing().from = 50;
+  SqlStoreOf(*database)->Sharing().ShareFrom(50);
   FlatSelection all;
   DataSet data;
   EXPECT_TRUE(SqlStoreOf(*database)->Select(all.info, all.Filter(), {}, data));

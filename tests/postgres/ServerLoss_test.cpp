@@ -23,7 +23,7 @@ class ServerLossTest : public ServerTest {
 
 TEST_F(ServerLossTest, AReadingGoesOnAfterARestart) {
   Import(Values(0, 300));
-  Opened()->Sharing().from = 50;
+  Opened()->Sharing().ShareFrom(50);
   EXPECT_EQ(Stored(), 300U);
   Control("ORVSPC_TEST_STOP");
   FlatSelection all;
@@ -114,7 +114,7 @@ TEST_F(ServerLossTest, ASelectionInBatchesIsDeliveredAnew) {
   for (const auto& strike : strikes) {
     for (const bool two_threads : {false, true}) {
       for (const int batch : {0, 1, 3, 1000}) {
-        Opened()->Sharing().from = two_threads ? 50 : kSubgroups * 10;
+        Opened()->Sharing().ShareFrom(two_threads ? 50 : kSubgroups * 10);
         Opened()->Sharing().count = 0;
         StruckTaker taker(batch, strike);
         FlatSelection all;

@@ -4,10 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "frame/Friend.h"
 #include "platform/TimeStamp.h"
 #include "tests/fake/FailureOf.h"
 #include "tests/fake/FakePlatform.h"
+
+// In front of the one of the C library: what no memory of a test holds is not there, whatever the
+// system would promise.
+extern "C" {
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size);
+}
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  return size != 0 && count > kMost / size ? nullptr : __real_calloc(count, size);
+}
 
 namespace orvspc {
 namespace {
@@ -89,6 +103,40 @@ TEST_F(SCAnalysisTest, NothingFoundIsAResultWithoutRowsAndNothingIsReleased) {
     EXPECT_EQ(results->Count(), 0);
     EXPECT_EQ(fake_.log().LinesOf({"VLX"}), Lines{"VLXSREQ_SREQ_COMPLIANCE(0, 77, DSInfo, [18])"});
   }
+}
+
+TEST_F(SCAnalysisTest, RowsThatTheLibraryAnnouncesAndDoesNotGiveAreEmpty) {
+  Rows(2, Row(1, 2, 3, 4, 5));
+  fake_.script().compliance_result = 5;
+  const auto results = Analyze();
+  EXPECT_EQ(fake_.log().LinesOf({"VLX"}),
+            (Lines{"VLXSREQ_SREQ_COMPLIANCE(0, 77, DSInfo, [18])",
+                   "VLXSREQ_SREQ_COMPLIANCE_GETDATA(5, 5)", "VLXSREQ_SREQ_COMPLIANCE_FREEDATA()"}));
+  ASSERT_EQ(results->Count(), 5);
+  for (std::int32_t row = 1; row <= 5; ++row) {
+    ASSERT_TRUE(results->MoveTo(row));
+    EXPECT_EQ(results->Part(), row <= 2 ? "Ring" : "") << row;
+  }
+}
+
+// Without room for them nothing is taken, so nothing is released either: the library keeps them
+// until it computes the next ones.
+TEST_F(SCAnalysisTest, MoreRowsThanFitIntoMemoryFailAndStayInTheLibrary) {
+  const Lines computed{"VLXSREQ_SREQ_COMPLIANCE(0, 77, DSInfo, [18])"};
+  Rows(1, Row(1));
+  for (const std::int32_t count : {INT32_MAX, INT32_MAX / 2}) {
+    fake_.script().compliance_result = count;
+    fake_.log().Clear();
+    const auto failure = fake::FailureOf([&] { Analyze(); });
+    EXPECT_EQ(failure.Number(), 7) << count;
+    EXPECT_EQ(failure.Source(),
+              "SCAnalysis.AnalyzeDataSelect|SCAnalysis.AnalyzeDS|orvSPCAnalysis6");
+    EXPECT_EQ(fake_.log().LinesOf({"VLX", "MakeNameRecord"}), computed);
+  }
+  fake_.script().compliance_result.reset();
+  fake_.log().Clear();
+  EXPECT_EQ(Analyze()->Count(), 1);
+  EXPECT_EQ(fake_.log().Count("VLXSREQ_SREQ_COMPLIANCE_FREEDATA"), 1);
 }
 
 TEST_F(SCAnalysisTest, IdentifierZeroHasNoNameAndCausesNoRead) {

@@ -97,8 +97,8 @@ class ThreadRounds : public testing::Test {
 
   static std::shared_ptr<EmbeddedDatabase> Open(Reading reading) {
     auto database = OpenDatabase(folder_->Store("q.db"), true);
-    engine::store::SqlStoreOf(*database)->Sharing().from =
-        reading == Reading::Alone ? INT64_MAX : 1;
+    engine::store::SqlStoreOf(*database)->Sharing().ShareFrom(reading == Reading::Alone ? INT64_MAX
+                                                                                        : 1);
     return database;
   }
 

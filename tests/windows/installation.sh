@@ -74,9 +74,9 @@ wine cmd /c unregister.cmd /q
 expect "after unregister.cmd" "" "$(registered)"
 
 # Both are registered or none.
-for missing in orvSPCAnalysis6.dll orvEngine.dll; do
+for missing in orvSPCAnalysis6.dll orvEngine.dll orwDBLib6.dll orwSReqCompliance.dll; do
   mv $missing kept.dll
-  fails register.cmd 'could not be registered'
+  fails register.cmd 'could not be registered' " $missing"
   expect "after register.cmd without $missing" "" "$(registered)"
   mv kept.dll $missing
 done
@@ -86,6 +86,11 @@ cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll
 fails register.cmd 'orvEngine.dll could not be registered'
 grep -q 'registered before' said.txt && { echo "speaks of a folder registered before"; exit 1; }
 expect "after register.cmd with an engine that cannot be registered" "" "$(registered)"
+# One that ends the program that registers it, which is no success either.
+cp "$ORVSPC_WINDOWS/dying_library.dll" orvEngine.dll
+fails register.cmd 'orvEngine.dll could not be registered'
+expect "after register.cmd with an engine that ends it" "" "$(registered)"
+fails unregister.cmd 'orvEngine.dll'
 mv kept.dll orvEngine.dll
 
 # What was registered before, of another folder, stays as it is.
@@ -93,14 +98,18 @@ trap '(cd "$ORVSPC_WORK"/older/* && wine cmd /c unregister.cmd /q >/dev/null)' E
 (cd ../../older/* && wine cmd /c register.cmd /q)
 before=$(servers)
 [ "$(grep -c 'older' <<<"$before")" = 2 ] || { echo "not the older ones: $before"; exit 1; }
-for missing in orvSPCAnalysis6.dll orvEngine.dll; do
-  mv $missing kept.dll
-  fails register.cmd 'could not be registered' 'Nothing was changed'
-  expect "the older ones after register.cmd without $missing" "$before" "$(servers)"
-  echo "no DLL" >$missing
-  fails register.cmd 'could not be registered' 'Nothing was changed'
-  expect "the older ones after register.cmd with a damaged $missing" "$before" "$(servers)"
-  mv kept.dll $missing
+for broken in orvSPCAnalysis6 orvEngine orwDBLib6 orwCtrlChrt6 orwCapAna6 orwPareto6 \
+  orwSReqCompliance; do
+  mv $broken.dll kept.dll
+  case $broken in orv*)
+    fails register.cmd 'could not be registered. Nothing was changed.' " $broken.dll"
+    expect "the older ones after register.cmd without $broken.dll" "$before" "$(servers)"
+    ;;
+  esac
+  echo "no DLL" >$broken.dll
+  fails register.cmd 'could not be registered. Nothing was changed.' " $broken.dll"
+  expect "the older ones after register.cmd with a damaged $broken.dll" "$before" "$(servers)"
+  mv kept.dll $broken.dll
 done
 mv orvEngine.dll kept.dll
 cp "$ORVSPC_WINDOWS/empty_library.dll" orvEngine.dll

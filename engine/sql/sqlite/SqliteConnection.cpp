@@ -26,6 +26,8 @@ constexpr milliseconds kBusy{500}, kCreating{5000}, kWriting{60000};
 SqlError::Kind KindOf(int code) {
   using enum SqlError::Kind;
   if (code == SQLITE_IOERR_DATA) return Damaged;
+  // The index of the log, which readers need as well, could not grow.
+  if (code == SQLITE_IOERR_SHMSIZE) return Full;
   static constexpr std::pair<int, SqlError::Kind> kKinds[] = {
       {SQLITE_BUSY, Locked},       {SQLITE_LOCKED, Locked},        {SQLITE_FULL, Full},
       {SQLITE_READONLY, ReadOnly}, {SQLITE_CORRUPT, Damaged},      {SQLITE_NOTADB, NotADatabase},
@@ -210,7 +212,7 @@ class SqliteConnection final : public Connection {
  public:
   SqliteConnection(std::string path, Access access) : path_(std::move(path)), access_(access) {
     if (access_ == Access::ReadUnlocked) state_ = StateOf(path_);
-    OpenDatabase();
+    OpenDatabase(access_);
   }
 
   // A file that is yet to be made gets a checksum on each page.
@@ -384,16 +386,18 @@ class SqliteConnection final : public Connection {
     void operator()(sqlite3* db) const noexcept { sqlite3_close_v2(db); }
   };
 
-  void OpenDatabase() {
+  // On failure everything is as it was.
+  void OpenDatabase(Access access) {
     const char* const layer = ChecksumVfs();
     if (layer == nullptr) Throw(nullptr, SQLITE_NOMEM);
     sqlite3* raw = nullptr;
-    const int code =
-        sqlite3_open_v2(FileName(path_, access_).c_str(), &raw, FlagsOf(access_), layer);
-    db_.reset(raw);
+    const int code = sqlite3_open_v2(FileName(path_, access).c_str(), &raw, FlagsOf(access), layer);
+    std::unique_ptr<sqlite3, Closer> opened(raw);
     Check(raw, code);
     sqlite3_extended_result_codes(raw, 1);
     sqlite3_busy_handler(raw, Wait, this);
+    db_ = std::move(opened);
+    access_ = access;
     ++times_opened_;
   }
 
@@ -403,10 +407,10 @@ class SqliteConnection final : public Connection {
   }
   void OpenAgain() {
     statements_.clear();
-    state_ = StateOf(path_);
-    CheckReadable(state_.beside);
-    access_ = state_.beside.index ? Access::Read : Access::ReadUnlocked;
-    OpenDatabase();
+    const auto state = StateOf(path_);
+    CheckReadable(state.beside);
+    OpenDatabase(state.beside.index ? Access::Read : Access::ReadUnlocked);
+    state_ = state;
   }
 
   // Called with how often it was since the lock was met. 0: no longer.

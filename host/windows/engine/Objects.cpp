@@ -15,7 +15,6 @@ namespace orvspc::windows::engine {
 namespace {
 
 constexpr std::int32_t kRefused = -2147221504;
-constexpr std::size_t kMaxNotes = 100'000;  // of imports
 
 [[noreturn]] void Refuse(std::string description) {
   throw platform::ExternalFailure(kRefused, "orvEngine", std::move(description));
@@ -56,8 +55,7 @@ std::int32_t Database::Import(std::string_view File, std::string_view Kind) {
   const auto kind = KindOf(ImportKindFromWord(Kind), "import", Kind, words);
   ImportReport report = database.Import(std::string(File), kind);
   std::ranges::move(report.notes, std::back_inserter(notes_));
-  // A host that never asks for them must not run out of memory.
-  if (notes_.size() > kMaxNotes) {
+  if (notes_.size() > max_notes_) {
     const auto oldest = notes_.size() / 2;
     notes_.erase(notes_.begin(), notes_.begin() + static_cast<std::ptrdiff_t>(oldest));
     notes_left_out_ += oldest;

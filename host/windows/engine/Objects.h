@@ -22,6 +22,11 @@ namespace orvspc::windows::engine {
 // line with file and reason.
 class Database : public platform::Database {
  public:
+  // Of imports; a host that never takes them must not run out of memory.
+  static constexpr std::size_t kMaxNotes = 100'000;
+
+  explicit Database(std::size_t max_notes = kMaxNotes) : max_notes_(max_notes) {}
+
   // An existing one. The one that was open before is closed, unless opening fails.
   void Open(std::string_view Path);
   // A new one; a file of that name must not be there.
@@ -47,8 +52,8 @@ class Database : public platform::Database {
   std::string FailureText() const;
 
   // Takes what imports into this database, and the analyses of this thread on it, reported: a line
-  // "code: sentence" for each note. Empty without any. Of many notes of imports the oldest half is
-  // left out, and a line "notes-cut" counts them.
+  // "code: sentence" for each note. Empty without any. Of more than max_notes of imports the oldest
+  // half is left out, and a line "notes-cut" counts them.
   std::string TakeNotes();
 
   // Identifiers by name, as Find: of a group of items, of a group of descriptors, and of a
@@ -62,6 +67,7 @@ class Database : public platform::Database {
   void Use(QualityDatabase database);
   void ForgetNotes();
 
+  std::size_t max_notes_;
   std::optional<QualityDatabase> database_;
   EmbeddedDatabase::Failure failure_;  // the one taken
   std::vector<Note> notes_;            // of imports

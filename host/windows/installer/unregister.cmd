@@ -16,5 +16,5 @@ if not "%~1"=="/q" pause
 exit /b 1
 :unregister
 regsvr32 /s /u "%~dp0%~1"
-if errorlevel 1 set failed=%failed% %~1
+if not "%errorlevel%"=="0" set failed=%failed% %~1
 exit /b 0

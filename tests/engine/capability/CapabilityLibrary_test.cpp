@@ -122,7 +122,7 @@ TEST_F(CapabilityLibraryTest, TwoThreadsReadWhatOneReads) {
   Import(Values(500, "V", 2));
   FlatSelection everything;
   const auto alone = Run(everything, true);
-  Opened()->Sharing().from = 1;
+  Opened()->Sharing().ShareFrom(1);
   const auto shared = RunAll(true);
   EXPECT_GT(Opened()->Sharing().count.load(), 0U);
   EXPECT_EQ(alone.summary.PieceCount, 7'500);
@@ -143,7 +143,7 @@ TEST_F(CapabilityLibraryTest, SingleValuesReadByTwoThreadsKeepTheirOrder) {
   }
   Import(text);
   const auto alone = RunAll();
-  Opened()->Sharing().from = 1;
+  Opened()->Sharing().ShareFrom(1);
   const auto shared = RunAll();
   EXPECT_EQ(alone.report.short_term.used, 399);
   EXPECT_EQ(shared.report.short_term.used, 399);
@@ -186,7 +186,7 @@ TEST_F(CapabilityLibraryTest, ADamagedRecordIsAFailureAndNothingIsWritten) {
   Import(Values(50, "W", 1));
   for (const bool shared : {false, true}) {
     RunSql(Path(), "UPDATE measurement_chunk SET packed = zeroblob(64)");
-    if (shared) Opened()->Sharing().from = 1;
+    if (shared) Opened()->Sharing().ShareFrom(1);
     const auto made = RunAll(true);
     EXPECT_FALSE(made.done);
     EXPECT_EQ(made.summary.PieceCount, 0);

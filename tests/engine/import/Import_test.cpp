@@ -40,6 +40,27 @@ std::string Values(std::initializer_list<const char*> lines) {
   return text;
 }
 
+TEST_F(ImportTest, EachOfManyDescriptorColumnsTakesFourSteps) {
+  constexpr int kColumns = 5000;
+  std::string header = "part,process,test,subgroup,time,value", line = "A,P,T,1,2024-01-01,5";
+  for (int i = 0; i < kColumns; ++i) {
+    header += ",descriptor:D" + std::to_string(i);
+    line += ",v" + std::to_string(i % 7);
+  }
+  Db();
+  // Of the rest of a file that has one line.
+  constexpr int kOthers = 200;
+  FailStep(4 * kColumns + kOthers);
+  const auto report = Import(header + "\n" + line + "\n");
+  EXPECT_FALSE(FailStep(0));
+  EXPECT_EQ(report.new_names, kColumns + 3);
+  EXPECT_EQ(CountOf("descriptor_group"), kColumns);
+  EXPECT_EQ(CountOf("descriptor"), kColumns);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), kColumns);
+  EXPECT_NE(ImportFailure(header + ",descriptor:D0\n" + line + ",x\n").find("is there twice"),
+            std::string::npos);
+}
+
 TEST_F(ImportTest, WhatCannotBeReadIsRefusedWithItsPlaceAndChangesNothing) {
   struct Row {
     const char* why;

@@ -846,10 +846,10 @@ TEST_F(ParetoRandomTest, TwoThreadsCountWhatOneCounts) {
   options.BinTimePeriod[2] = paWeeks;
   for (const std::int32_t measure : {paProcessByCount, paProcessByFactor, paProcessByPPM}) {
     options.ProcessingType = measure;
-    Opened()->Sharing().from = 1'000'000;
+    Opened()->Sharing().ShareFrom(1'000'000);
     const auto alone = Bins(paSubgroups, options);
     const auto before = Opened()->Sharing().count.load();
-    Opened()->Sharing().from = 100;
+    Opened()->Sharing().ShareFrom(100);
     const auto shared = Bins(paSubgroups, options);
     EXPECT_GT(Opened()->Sharing().count.load(), before);
     ASSERT_EQ(alone.size(), shared.size());

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <string>
@@ -353,6 +354,35 @@ TEST_F(ConnectionTest, WhatIsReadWithoutLocksIsReadAnewOnceItHasChanged) {
   EXPECT_NE(reader->DataVersion(), version);
   connection_->Execute("INSERT INTO item(name) VALUES('c')");
   EXPECT_EQ(read(), 3);
+}
+
+TEST_F(ConnectionTest, WhatWasRefusedWhileAJournalLayThereIsReadAnewAfterwards) {
+  namespace fs = std::filesystem;
+  connection_->Execute("INSERT INTO item(name) VALUES('a')");
+  connection_.reset();
+  const auto path = folder_ / "q.db";
+  fs::copy_file(path, folder_ / "old.db");
+  connection_ = Open();
+  connection_->Execute("INSERT INTO item(name) VALUES('b')");
+  connection_.reset();
+  fs::copy_file(path, folder_ / "new.db");
+  const auto put = [&](const char* name) {
+    fs::copy_file(folder_ / name, path, fs::copy_options::overwrite_existing);
+  };
+  put("old.db");
+  const auto reader = sqlite::OpenFileToRead(path.string());
+  const auto read = [&] {
+    Transaction transaction(*reader, TransactionKind::Read);
+    const auto counted = Query(*reader, "SELECT count(*) FROM item").RunForInt();
+    transaction.Commit();
+    return counted;
+  };
+  EXPECT_EQ(read(), 1);
+  put("new.db");
+  std::ofstream(path.string() + "-journal") << std::string(600, 'x');
+  EXPECT_EQ(KindOf([&] { read(); }), SqlError::Kind::Other);
+  fs::remove(path.string() + "-journal");
+  EXPECT_EQ(read(), 2);
 }
 
 TEST(CurrentFailure, EveryExceptionBecomesANumberAndAText) {

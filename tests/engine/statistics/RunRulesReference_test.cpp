@@ -168,16 +168,26 @@ TEST(EvaluateRules, AgreesWithLookingAtEveryWindow) {
   std::vector<int> hits(32, 0);
   for (const std::size_t length :
        {1U, 2U, 5U, 14U, 63U, 511U, 512U, 513U, 1024U, 1025U, 3000U, 20000U, 20000U}) {
-    const Sequence s = RandomSequence(random, length);
-    const std::vector<std::uint32_t> marks = EvaluateRules(s.Input(), rules);
-    for (std::size_t i = 0; i < length; ++i) {
-      std::uint32_t expected = 0;
-      for (const RunRule& rule : rules) {
-        if (!Fulfilled(s, rule, i)) continue;
-        expected |= RuleBit(rule.number);
-        ++hits[static_cast<std::size_t>(rule.number)];
+    for (const bool whole : {false, true}) {
+      Sequence s = RandomSequence(random, length);
+      auto input = s.Input();
+      if (whole) {  // every point is used and shows its value, and nothing restarts
+        std::ranges::fill(s.used, 1);
+        std::ranges::fill(s.has_value, 1);
+        std::ranges::fill(s.restart, 0);
+        input.used = input.has_value = input.restart = {};
       }
-      ASSERT_EQ(marks[i], expected) << "point " << i << " of " << length;
+      const std::vector<std::uint32_t> marks = EvaluateRules(input, rules);
+      for (std::size_t i = 0; i < length; ++i) {
+        std::uint32_t expected = 0;
+        for (const RunRule& rule : rules) {
+          if (!Fulfilled(s, rule, i)) continue;
+          expected |= RuleBit(rule.number);
+          ++hits[static_cast<std::size_t>(rule.number)];
+        }
+        ASSERT_EQ(marks[i], expected)
+            << "point " << i << " of " << length << (whole ? " whole" : "");
+      }
     }
   }
   for (const RunRule& rule : rules)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/StreamWalk.h"
 
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -187,6 +189,37 @@ TEST_F(StreamWalkTest, ARecordOfAnotherStreamIsNotTaken) {
   RunSql(Path(), "UPDATE measurement SET stream = 4 WHERE subgroup = 3");
   EXPECT_EQ(ReadingFailure(1), "");
   EXPECT_NE(ReadingFailure(4).find("checksum"), std::string::npos);
+}
+
+// One bit of the middle chunk is flipped in the file, where the checksum of its page meets it
+// first.
+TEST_F(StreamWalkTest, ADamagedPageIsAFailureThatNamesStreamAndTime) {
+  std::string packed;
+  Opened()->Write([&](Connection& db) {
+    Write(db, 1, 1, 3000, kNone);
+    Write(db, 1, 1, 3000, kNone, 2);
+    Query chunks(db,
+                 "SELECT packed FROM measurement_chunk WHERE stream = 1 AND first_time < 15000 "
+                 "ORDER BY first_time DESC");
+    ASSERT_TRUE(chunks.Step());
+    const auto bytes = chunks.Blob(0);
+    packed.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  });
+  db_.reset();
+  std::ifstream file(Path(), std::ios::binary);
+  std::string all{std::istreambuf_iterator<char>(file), {}};
+  file.close();
+  const auto place = all.find(packed.substr(packed.size() / 2, 200));
+  ASSERT_NE(place, std::string::npos);
+  all[place] = static_cast<char>(all[place] ^ 4);
+  WriteFile(Path(), all);
+
+  const auto failure = ReadingFailure(1);
+  EXPECT_EQ(failure.find("The values of "), 0U) << failure;
+  EXPECT_NE(failure.find(" after 1970-01-01T"), std::string::npos) << failure;
+  EXPECT_NE(failure.find(" are damaged: page "), std::string::npos) << failure;
+  EXPECT_EQ(ReadingFailure(2), "") << "the other stream";
+  EXPECT_EQ(ReadingFailure(1, INT32_MIN, 9000), "") << "what lies before";
 }
 
 }  // namespace

@@ -103,11 +103,11 @@ TEST_F(TwoThreadsTest, RandomSelectionsAreThoseOfOneThread) {
       if (random() % 3 == 0) flat.List(FlatSelection::kLot, {1, 2});
       if (random() % 6 == 0) flat.info.ItemNo = 2;
       SCOPED_TRACE("selection " + std::to_string(i));
-      Opened()->Sharing().from = kNever;
+      Opened()->Sharing().ShareFrom(kNever);
       const auto one = Run(flat);
       // The second thread begins at once, or after some.
       for (const std::int64_t from : {1, 100, 800}) {
-        Opened()->Sharing().from = from;
+        Opened()->Sharing().ShareFrom(from);
         ExpectSame(one, Run(flat));
       }
     }
@@ -117,16 +117,16 @@ TEST_F(TwoThreadsTest, RandomSelectionsAreThoseOfOneThread) {
 
 TEST_F(TwoThreadsTest, SmallAndSharplyLimitedSelectionsStayOnOneThread) {
   ImportStream(300, 3, false);
-  Opened()->Sharing().from = 250;
+  Opened()->Sharing().ShareFrom(250);
   auto flat = OfPart("P");
   flat.info.Count = 25;
   Run(flat);
   EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
-  Opened()->Sharing().from = 5000;
+  Opened()->Sharing().ShareFrom(5000);
   flat.info.Count = 0;
   Run(flat);
   EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
-  Opened()->Sharing().from = 250;
+  Opened()->Sharing().ShareFrom(250);
   Run(flat);
   EXPECT_EQ(Opened()->Sharing().count.load(), 1U);
 }
@@ -183,7 +183,7 @@ TEST_F(TwoThreadsTest, ReplacedFileIsStillReadByOneThread) {
   const auto before = Run(flat);
   std::filesystem::copy_file(Path(), folder_.File("other.db"));
   std::filesystem::rename(folder_.File("other.db"), Path());
-  Opened()->Sharing().from = 1;
+  Opened()->Sharing().ShareFrom(1);
   ExpectSame(before, Run(flat));
   EXPECT_EQ(Opened()->Sharing().count.load(), 0U);
 }
@@ -200,7 +200,7 @@ TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
     auto flat = OfPart("P");
     std::string reasons[2];
     for (const std::int64_t from : {kNever, std::int64_t{1}}) {
-      Opened()->Sharing().from = from;
+      Opened()->Sharing().ShareFrom(from);
       DataSet data;
       auto info = flat.info;
       EXPECT_FALSE(Opened()->Select(info, flat.Filter(), {}, data));
@@ -214,7 +214,7 @@ TEST_F(TwoThreadsTest, DamagedSubgroupIsNamedWhicheverThreadMeetsIt) {
 
 TEST_F(TwoThreadsTest, ThreadsOfTheHostAndOursGoTogether) {
   ImportStream(1500, 9, false);
-  Opened()->Sharing().from = 1;
+  Opened()->Sharing().ShareFrom(1);
   auto flat = OfPart("P");
   const auto expected = Run(flat);
   std::vector<std::thread> hosts;

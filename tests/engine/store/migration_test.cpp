@@ -2,18 +2,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <random>
+#include <regex>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "engine/schema/schema.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/migration.h"
 #include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
 #include "platform/TimeText.h"
@@ -94,6 +99,40 @@ class MigrationTest : public StoreTest {
     });
   }
 
+  // The file of schema 1 that was made becomes one of schema 2.
+  void MakeVersion2() {
+    const auto db = OpenAnother(Path());
+    Transaction transaction(*db, TransactionKind::Write);
+    db->Define(std::string(schema::Versions()[1].text));
+    db->SetMark(schema::kApplicationId, 2);
+    transaction.Commit();
+  }
+  // Schema, values and names of a file of schema 1 or 2.
+  static std::string ContentOf(const std::string& path) {
+    const auto db = OpenAnother(path);
+    std::string content = std::to_string(db->Mark().version) + "\n";
+    for (const char* sql :
+         {"SELECT stream || ' ' || time || ' ' || subgroup || ' ' || hex(packed) FROM measurement "
+          "ORDER BY stream, time, subgroup",
+          "SELECT id || ' ' || label || ' ' || time FROM subgroup ORDER BY id"}) {
+      for (Query query(*db, sql); query.Step();) content.append(query.Text(0)).append("\n");
+    }
+    return content;
+  }
+  // The names of its backups, without the name of the file.
+  std::vector<std::string> Backups() const {
+    const std::filesystem::path file = Path();
+    const auto start = file.filename().string() + ".";
+    std::vector<std::string> names;
+    for (const auto& each : std::filesystem::directory_iterator(file.parent_path())) {
+      const auto name = each.path().filename().string();
+      if (name.starts_with(start)) names.push_back(name.substr(start.size()));
+    }
+    std::ranges::sort(names);
+    return names;
+  }
+  using Names = std::vector<std::string>;
+
   static constexpr std::int32_t kSubgroups = 3000;
   std::map<std::int64_t, std::map<RecordKey, StoredRecord>> written_;
 };
@@ -132,6 +171,102 @@ TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
     EXPECT_EQ(version(), 3);
   }
   EXPECT_GT(former, 0);  // else no kill came in time
+}
+
+TEST_F(MigrationTest, TheFormerFileIsKeptAndANoteNamesIt) {
+  for (const std::string version : {"1", "2"}) {
+    if (version == "2") {
+      db_.reset();
+      std::filesystem::rename(Path() + ".v1", Path());
+      MakeVersion2();
+    }
+    const auto former = ContentOf(Path());
+    TakeNotes();
+    Db();
+    const auto notes = TakeNotes();
+    ASSERT_EQ(notes.size(), 1U);
+    EXPECT_EQ(notes[0].code, "brought-forward");
+    EXPECT_EQ(notes[0].text, Path() + " was brought forward from schema " + version +
+                                 " to 3; the former file is kept as " + Path() + ".v" + version +
+                                 ".");
+    EXPECT_EQ(Backups(), Names{"v" + version});
+    EXPECT_TRUE(ContentOf(Path() + ".v" + version) == former) << version;
+    ExpectAll();
+  }
+}
+
+TEST_F(MigrationTest, ABackupThatIsTheSameServesAgain) {
+  std::filesystem::copy_file(Path(), folder_.File("old.db"));
+  for (int round = 0; round < 2; ++round) {
+    db_.reset();
+    std::filesystem::copy_file(folder_.File("old.db"), Path(),
+                               std::filesystem::copy_options::overwrite_existing);
+    TakeNotes();
+    Db();
+    EXPECT_TRUE(TakeNotes()[0].text.ends_with("q.db.v1.")) << round;
+    EXPECT_EQ(Backups(), Names{"v1"}) << round;
+  }
+  ExpectAll();
+}
+
+TEST_F(MigrationTest, AnothersFileWithTheNameOfTheBackupStays) {
+  WriteFile(Path() + ".v1", "somebody's");
+  const auto former = ContentOf(Path());
+  TakeNotes();
+  Db();
+  EXPECT_TRUE(TakeNotes()[0].text.ends_with("q.db.v1-2."));
+  EXPECT_EQ(Backups(), (Names{"v1", "v1-2"}));
+  EXPECT_TRUE(ContentOf(Path() + ".v1-2") == former);
+  std::string text;
+  std::getline(std::ifstream(Path() + ".v1"), text);
+  EXPECT_EQ(text, "somebody's");
+}
+
+TEST_F(MigrationTest, WithoutRoomForTwoTheFileStaysAsItWas) {
+  const auto former = ContentOf(Path());
+  const auto size = std::filesystem::file_size(Path());
+  const auto folder = std::filesystem::path(Path()).parent_path();
+  // With a hole at its end it is larger than what is free.
+  std::filesystem::resize_file(Path(), std::filesystem::space(folder).available);
+  const auto failure = FailureOf([&] { OpenDatabase(Path()); });
+  const std::string reason = Path() + ": is of an older release; to bring it forward needs ";
+  ASSERT_TRUE(failure.starts_with(reason)) << failure;
+  const std::regex amounts(R"re([0-9]+(\.[0-9] GB| MB), [0-9]+(\.[0-9] GB| MB) free on )re");
+  std::smatch match;
+  const auto rest = failure.substr(reason.size());
+  EXPECT_TRUE(std::regex_search(rest, match, amounts) && match.position() == 0 &&
+              match.suffix() == folder.string())
+      << failure;
+  EXPECT_EQ(Backups(), Names{});
+  std::filesystem::resize_file(Path(), size);
+  EXPECT_TRUE(ContentOf(Path()) == former);
+  ExpectAll();
+}
+
+TEST(RoomText, HasMoreThatIsNeededThanIsFree) {
+  const struct {
+    std::int64_t needed, available;
+    const char* text;
+  } kRows[] = {{1'400'000'000, 900'000'000, "needs 1.4 GB, 900 MB free"},
+               {1'400'000'001, 1'400'000'000, "needs 1.5 GB, 1.4 GB free"},
+               {1'000'000'000, 999'999'999, "needs 1.0 GB, 999 MB free"},
+               {60'000'000, 59'999'999, "needs 60 MB, 59 MB free"},
+               {60'000'001, 60'000'000, "needs 61 MB, 60 MB free"},
+               {300'000, 299'999, "needs 1 MB, 0 MB free"},
+               {1, 0, "needs 1 MB, 0 MB free"}};
+  for (const auto& row : kRows) EXPECT_EQ(RoomText(row.needed, row.available), row.text);
+}
+
+TEST_F(MigrationTest, AFileThatAnotherProgramHasOpenStaysAsItWas) {
+  {
+    const auto holder = OpenAnother(Path());
+    EXPECT_EQ(holder->Mark().version, 1);
+    EXPECT_EQ(FailureOf([&] { OpenDatabase(Path()); }), Path() + ": is locked by another program");
+    EXPECT_EQ(holder->Mark().version, 1);
+    EXPECT_EQ(Backups(), Names{});
+  }
+  ExpectAll();
+  EXPECT_EQ(Backups(), Names{"v1"});
 }
 
 TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {

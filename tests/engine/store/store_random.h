@@ -227,7 +227,7 @@ class StoreRandomTest : public PlantTest {
         const auto store = SqlStoreOf(*database);
         for (const std::int64_t from : {INT64_MAX, std::int64_t{1}, std::int64_t{100}}) {
           SCOPED_TRACE(store->Path() + ", shared from " + std::to_string(from));
-          store->Sharing().from = from;
+          store->Sharing().ShareFrom(from);
           auto info = selection.flat.info;
           DataSet data;
           ASSERT_TRUE(store->Select(info, selection.flat.Filter(), options, data))
