@@ -9,30 +9,29 @@
 // how much of a large chart is the system clearing fresh pages.
 //   bench_charts --once plain|product --dir DIR
 // draws one chart, to measure peak memory from outside.
-#include <algorithm>
-#include <chrono>
+//   bench_charts --reuse 1 ...
+// only the chart of all subgroups, over the databases that are there.
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iostream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "bench/options.h"
 #include "bench/plain_program.h"
+#include "bench/product_program.h"
 #include "bench/rounds.h"
-#include "chart/CCAnalysis.h"
-#include "engine/Embedded.h"
-#include "engine/import/Import.h"
+#include "platform/TimeText.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using bench::Figures;
+using bench::ImportProduct;
 using bench::Pair;
+using bench::ProductChart;
 
 constexpr double kD2Of5 = 2.325928947281;
 constexpr int kParts = 100;
@@ -47,18 +46,9 @@ void WriteCsv(const fs::path& path, std::int64_t subgroups, int parts, int tests
   std::string text;
   for (std::int64_t i = 0; i < subgroups; ++i) {
     const std::int64_t stream = i % (parts * tests);
-    const std::chrono::sys_seconds time{std::chrono::seconds{1'600'000'000 + i * 60}};
-    const auto day = std::chrono::floor<std::chrono::days>(time);
-    const std::chrono::year_month_day date{day};
-    const std::chrono::hh_mm_ss clock{time - day};
-    char head[96];
-    std::snprintf(head, sizeof head, "P%d,R1,T%d,%lld,%04d-%02u-%02uT%02d:%02d:%02d,",
-                  static_cast<int>(stream / tests) + 1, static_cast<int>(stream % tests) + 1,
-                  static_cast<long long>(i + 1), static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(clock.hours().count()),
-                  static_cast<int>(clock.minutes().count()),
-                  static_cast<int>(clock.seconds().count()));
+    const auto head = "P" + std::to_string(stream / tests + 1) + ",R1,T" +
+                      std::to_string(stream % tests + 1) + "," + std::to_string(i + 1) + "," +
+                      orvspc::platform::IsoText(bench::ChartTime(i)) + ",";
     text.clear();
     for (int j = 0; j < 5; ++j) {
       char value[24];
@@ -68,37 +58,6 @@ void WriteCsv(const fs::path& path, std::int64_t subgroups, int parts, int tests
     }
     out << text;
   }
-}
-
-void ImportProduct(const fs::path& csv, const fs::path& db) {
-  const auto database = orvspc::OpenDatabase(db.string(), true);
-  orvspc::engine::import::ImportCsv(csv.string(), *database, orvspc::ImportKind::Values, {});
-}
-
-std::shared_ptr<orvspc::CCResults> ProductChart(
-    const std::shared_ptr<orvspc::EmbeddedDatabase>& database, int part, int test,
-    std::int32_t most) {
-  const auto select = std::make_shared<orvspc::DataSelect>();
-  select->MaximumItems(most);
-  select->Descriptors()->Add(orvspc::dtPart)->AddItemID(part);
-  select->Descriptors()->Add(orvspc::dtTest)->AddItemID(test);
-  const auto processing = std::make_shared<orvspc::CCProcessing>();
-  processing->Graph1Type(orvspc::ccGraph1XBar);
-  processing->Graph2Type(orvspc::ccGraph2Range);
-  return orvspc::CCAnalysis().AnalyzeDataSelect(database, select, processing);
-}
-
-struct Figures {
-  double mean, ucl;
-  std::int32_t points, beyond;
-};
-
-Figures Read(orvspc::CCResults& results) {
-  const auto graph = results.Graphs(orvspc::ccGraphType1)->GraphData();
-  const auto marks = graph->GetcOOCs();
-  Figures figures{results.MeanEstimate(), graph->cUCL(), graph->Count(), 0};
-  for (const auto mark : *marks) figures.beyond += (mark & 2) != 0;  // rule 1
-  return figures;
 }
 
 void Compare(const bench::plain::Chart& plain, const Figures& product) {
@@ -137,7 +96,7 @@ int main(int argc, char** argv) {
   const auto product_chart = [&] {
     const auto database = orvspc::OpenDatabase(product_db.string());
     const auto results = ProductChart(database, 1, 1, most);
-    return Read(*results);
+    return bench::Read(*results);
   };
   if (!options.once.empty()) {
     if (options.once == "plain") std::printf("%.12g\n", plain_chart().mean);
@@ -145,26 +104,30 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  if (!fs::exists(csv)) WriteCsv(csv, options.subgroups, 1, 1);
-  Pair importing;
-  bench::RemoveDatabase(plain_db);
-  bench::RemoveDatabase(product_db);
-  importing.Round([&] { bench::plain::Import(csv.string(), plain_db.string()); },
-                  [&] { ImportProduct(csv, product_db); });
-  importing.Print("import");
-  std::printf("%-34s %.0f subgroups/s\n", "import rate",
-              static_cast<double>(options.subgroups) / importing.product.back() * 1000.0);
+  if (!options.reuse) {
+    if (!fs::exists(csv)) WriteCsv(csv, options.subgroups, 1, 1);
+    Pair importing;
+    bench::RemoveDatabase(plain_db);
+    bench::RemoveDatabase(product_db);
+    importing.Round([&] { bench::plain::Import(csv.string(), plain_db.string()); },
+                    [&] { ImportProduct(csv.string(), product_db.string()); });
+    importing.Print("import");
+    std::printf("%-34s %.0f subgroups/s\n", "import rate",
+                static_cast<double>(options.subgroups) / importing.product.back() * 1000.0);
+    std::printf("%-34s %.1f MB\n", "file", static_cast<double>(fs::file_size(product_db)) / 1e6);
+  }
 
   Compare(plain_chart(), product_chart());
   Pair chart;
   for (int i = 0; i < options.rounds; ++i) chart.Round(plain_chart, product_chart);
   chart.Print("one mean-and-range chart");
+  if (options.reuse) return 0;
 
   if (!fs::exists(dash_csv)) WriteCsv(dash_csv, std::int64_t{kParts} * kTests * 25, kParts, kTests);
   bench::RemoveDatabase(dash_plain);
   bench::RemoveDatabase(dash_product);
   bench::plain::Import(dash_csv.string(), dash_plain.string());
-  ImportProduct(dash_csv, dash_product);
+  ImportProduct(dash_csv.string(), dash_product.string());
   double plain_sum = 0.0;
   double product_sum = 0.0;
   const auto plain_dash = [&] {

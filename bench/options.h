@@ -17,7 +17,9 @@ struct Options {
   std::int64_t subgroups = 1'000'000;
   int rounds = 7;
   std::filesystem::path dir = "build/bench-data";
-  std::string once;  // "plain", "product": one run alone, whose memory is looked at from outside
+  std::string once;    // "plain", "product": one run alone, whose memory is looked at from outside
+  bool reuse = false;  // what an earlier run left
+  std::string other;   // whom the product is measured against, where that must be said
 };
 
 inline constexpr const char* kOptionsHelp =
@@ -25,11 +27,12 @@ inline constexpr const char* kOptionsHelp =
     "  --rounds N        rounds of both programs in turn, 7\n"
     "  --dir FOLDER      where the data are made and kept, build/bench-data\n"
     "  --once WHICH      one run of plain or product alone, to look at its memory\n"
-    "  --keep-memory 1   freed memory stays with the process, as in a server\n";
+    "  --keep-memory 1   freed memory stays with the process, as in a server\n"
+    "  --reuse 1         with the data that an earlier run left; then only what needs them\n"
+    "  --other WHICH     what the product is measured against: a folder or an address\n";
 
 // Ends the program after --help (exit status 0) and after a word it does not know (2).
-inline Options ParseOptions(int argc, char** argv, const char* what) {
-  Options options;
+inline Options ParseOptions(int argc, char** argv, const char* what, Options options = {}) {
   const auto usage = [&](std::FILE* stream, int status) {
     std::fprintf(stream, "%s: %s\n\noptions:\n%s", argv[0], what, kOptionsHelp);
     std::exit(status);
@@ -48,6 +51,10 @@ inline Options ParseOptions(int argc, char** argv, const char* what) {
         options.dir = value;
       } else if (option == "--once") {
         options.once = value;
+      } else if (option == "--reuse") {
+        options.reuse = true;
+      } else if (option == "--other") {
+        options.other = value;
       } else if (option == "--keep-memory") {
         mallopt(M_MMAP_MAX, 0);
         mallopt(M_TRIM_THRESHOLD, -1);

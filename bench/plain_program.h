@@ -6,8 +6,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -52,6 +54,16 @@ class Statement {
   }
   void Bind(int place, double value) const {
     Check(sqlite3_bind_double(statement_, place, value), db_);
+  }
+  void Bind(int place, std::string_view text) const {
+    Check(sqlite3_bind_text(statement_, place, text.data(), static_cast<int>(text.size()),
+                            SQLITE_STATIC),
+          db_);
+  }
+  void Bind(int place, std::span<const std::byte> blob) const {
+    Check(sqlite3_bind_blob(statement_, place, blob.data(), static_cast<int>(blob.size()),
+                            SQLITE_STATIC),
+          db_);
   }
   bool Step() const {
     const int result = sqlite3_step(statement_);

@@ -42,12 +42,11 @@ struct Pair {
     product_processor.push_back(static_cast<double>(std::clock() - middle));
   }
   // Medians of the times and of their ratio, its range, the ratio of the least processor times.
-  void Print(const char* name) const {
-    std::printf(
-        "%-34s plain %9.2f ms   product %9.2f ms   ratio %.3f (%.3f..%.3f)   processor %.3f\n",
-        name, Median(plain), Median(product), Median(ratio), Least(ratio),
-        *std::max_element(ratio.begin(), ratio.end()),
-        Least(product_processor) / Least(plain_processor));
+  void Print(const char* name, const char* one = "plain", const char* other = "product") const {
+    std::printf("%-34s %s %9.2f ms   %s %9.2f ms   ratio %.3f (%.3f..%.3f)   processor %.3f\n",
+                name, one, Median(plain), other, Median(product), Median(ratio), Least(ratio),
+                *std::max_element(ratio.begin(), ratio.end()),
+                Least(product_processor) / Least(plain_processor));
     std::fflush(stdout);
   }
 };

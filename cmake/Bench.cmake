@@ -9,4 +9,8 @@ foreach(source IN LISTS benches)
   target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(bench_${name} PRIVATE orvspc_analysis orvspc_embedded
                                               benchmark::benchmark pugixml::pugixml)
+  if(ORVSPC_POSTGRESQL)
+    target_link_libraries(bench_${name} PRIVATE orvspc_postgres)
+    target_compile_definitions(bench_${name} PRIVATE ORVSPC_POSTGRESQL)
+  endif()
 endforeach()

@@ -114,12 +114,12 @@ void ValuesWriter::WriteMeasurements() {
     std::optional<store::RecordView> stored;
     if (!subgroups_[record.subgroup].is_new) stored = FindStored();
     if (key.subgroup <= highest_before_) {
-      if (stored && !added_to_old_.contains(key)) {
+      if (stored && !added_to_old_.Contains(key.stream, key.subgroup)) {
         NoteRefusal(record.line, "subgroup", batch_.Text(batch_.subgroups[record.subgroup].label),
                     "the subgroup is already stored with this test");
         continue;
       }
-      added_to_old_.insert(key);
+      added_to_old_.Insert(key.stream, key.subgroup);
     }
     if (!stored && IsComplete()) {
       const auto keys = std::span(batch_.keys);
@@ -251,12 +251,7 @@ void ValuesWriter::Finish(std::span<const double> values, std::span<const store:
   WrittenState state{open_.derived_pieces, open_.record.last_sbno, false, false};
   state.lacks_size = size == kNotGiven && batch_.Has(kSharedSize);
   state.lacks_flag = flag == kNotGiven && batch_.Has(kSharedFlag);
-  if (!usual_state_) usual_state_ = state;
-  if (state != *usual_state_) {
-    states_[open_.key] = std::move(state);
-  } else if (!states_.empty()) {
-    states_.erase(open_.key);
-  }
+  KeepState(std::move(state));
   if (size == kNotGiven) {
     const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
     const auto pieces = keys.empty() ? std::ssize(values) : std::ranges::count_if(keys, is_piece);
@@ -317,11 +312,35 @@ std::optional<store::RecordView> ValuesWriter::FindStored() {
   return run_->chunk->Record(place);
 }
 
+// Of the open record, which has none.
+void ValuesWriter::KeepState(WrittenState state) {
+  constexpr std::size_t kMaxStates = 16;
+  if (!usual_state_) usual_state_ = state;
+  if (state == *usual_state_) return;
+  auto place = std::ranges::find(states_, state, &std::pair<WrittenState, RecordSet>::first);
+  if (place == states_.end()) {
+    if (states_.size() == kMaxStates) {
+      rare_states_[open_.key] = std::move(state);
+      return;
+    }
+    place = states_.insert(states_.end(), {std::move(state), {}});
+  }
+  place->second.Insert(open_.key.stream, open_.key.subgroup);
+}
+
+// That of the open record, which then has none.
+WrittenState ValuesWriter::TakeState() {
+  for (auto& [state, records] : states_) {
+    if (records.Erase(open_.key.stream, open_.key.subgroup)) return state;
+  }
+  const auto rare = rare_states_.extract(open_.key);
+  return rare.empty() ? *usual_state_ : std::move(rare.mapped());
+}
+
 // A subgroup of this file comes back after it was written: its lines are put together as if they
 // had been held together.
 void ValuesWriter::Merge(const store::RecordView& record) {
-  const auto found = states_.find(open_.key);
-  const auto& state = found == states_.end() ? *usual_state_ : found->second;
+  const auto state = TakeState();
   MergeRows(record, state);
   const bool has_size = batch_.Has(kSharedSize) && !state.lacks_size;
   const bool has_flag = batch_.Has(kSharedFlag) && !state.lacks_flag;

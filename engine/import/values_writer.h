@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "engine/import/RecordSet.h"
 #include "engine/import/import_kind.h"
 #include "engine/import/values_batch.h"
 #include "engine/store/StreamWalk.h"
@@ -108,6 +108,8 @@ class ValuesWriter {
   void ReadRows();
   std::optional<store::RecordView> FindStored();
   void Merge(const store::RecordView& record);
+  void KeepState(WrittenState state);
+  WrittenState TakeState();
   void MergeRows(const store::RecordView& record, const WrittenState& state);
   void MergeShared(std::size_t column, double before);
   void OrderRows();
@@ -128,10 +130,12 @@ class ValuesWriter {
   std::map<store::Context, std::int32_t> contexts_;
   std::pair<store::Context, std::int32_t> latest_context_{};
   std::int64_t highest_before_ = 0;  // identifier of a subgroup stored by earlier imports
-  std::set<WrittenKey> added_to_old_;
-  // Of the first record, and those that differ: most files give a size or flag always or never.
+  RecordSet added_to_old_;
+  // Of the first record, and those that differ: most files have one or few. Those beyond some are
+  // kept record by record.
   std::optional<WrittenState> usual_state_;
-  std::map<WrittenKey, WrittenState> states_;
+  std::vector<std::pair<WrittenState, RecordSet>> states_;
+  std::map<WrittenKey, WrittenState> rare_states_;
   std::optional<Refusal> refusal_;
   std::vector<Subgroup> subgroups_;  // of the batch
   Open open_;

@@ -17,8 +17,8 @@ namespace orvspc::engine::pareto {
 // The identifiers of a bin in the order of the plan's levels; the rest is 0.
 using BinKeys = std::array<std::int32_t, kMaxLevels>;
 
-// One key after the other: keys are compared right after each was written by itself, and a wider read
-// would wait for the writes.
+// One key after the other: keys are compared right after each was written by itself, and a wider
+// read would wait for the writes.
 inline bool AreSame(const BinKeys& a, const BinKeys& b) {
   static_assert(kMaxLevels == 3);
   return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];

@@ -45,8 +45,15 @@ INSERT INTO counter(name, last)
   UNION ALL SELECT 'net_content', coalesce(max(id), 0) FROM net_content
   UNION ALL SELECT 'requirement', coalesce(max(id), 0) FROM requirement;
 
--- The program moves the values of an older database from here, and drops the table.
+-- The program moves the values and subgroups of an older database from here, and drops the tables.
 ALTER TABLE measurement RENAME TO measurement_2;
+DROP INDEX subgroup_once;
+ALTER TABLE subgroup RENAME TO subgroup_2;
+
+CREATE TABLE subgroup(
+  id INTEGER PRIMARY KEY, part INTEGER NOT NULL REFERENCES part,
+  process INTEGER NOT NULL REFERENCES process, label TEXT NOT NULL, time INTEGER NOT NULL);
+CREATE UNIQUE INDEX subgroup_once ON subgroup(time, part, process, label);
 
 CREATE TABLE measurement(
   stream INTEGER NOT NULL REFERENCES stream, time INTEGER NOT NULL, subgroup INTEGER NOT NULL,

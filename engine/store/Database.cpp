@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <functional>
 #include <iterator>
 #include <map>
+#include <random>
+#include <thread>
 #include <unordered_map>
 
 #include "engine/schema/schema.h"
@@ -116,11 +119,32 @@ bool Prepare(sql::Connection& connection, const std::string& path, bool create) 
   return was_empty;
 }
 
+// Of several programs that open an older file at once, each keeps the others from being alone with
+// it: so they let go of it, and try again for a while.
+std::unique_ptr<sql::Connection> OpenAndBringForward(const std::string& path, bool create) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kPatience{5000};
+  const auto begin = Clock::now();
+  std::random_device random;
+  for (bool is_old = false;;) {
+    try {
+      return sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
+        if (IsOld(connection, path, create)) {
+          is_old = true;
+          return BringFileForward(connection, path);
+        }
+        Prepare(connection, path, create);
+      });
+    } catch (const sql::SqlError& error) {
+      const bool is_late = Clock::now() - begin >= kPatience;
+      if (error.Which() != sql::SqlError::Kind::Locked || !is_old || is_late) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5 + random() % 40));
+  }
+}
+
 std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
-  auto opened = sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
-    if (IsOld(connection, path, create)) return BringFileForward(connection, path);
-    Prepare(connection, path, create);
-  });
+  auto opened = OpenAndBringForward(path, create);
   // Of a file that was brought forward.
   sql::sqlite::AddChecksums(*opened);
   return opened;

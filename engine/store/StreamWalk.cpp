@@ -12,10 +12,10 @@ namespace orvspc::engine::store {
 namespace {
 
 // Chunks of a stream do not overlap, so that only the last of those that begin before the range can
-// reach into it.
+// reach into it. Whether it does is asked of the chunk, as last_time has no checksum.
 std::string ChunksInOrder(const std::string& order) {
-  return "SELECT packed, first_time, first_subgroup, last_time, last_subgroup "
-         "FROM measurement_chunk WHERE stream = ?1 AND last_time >= ?2 AND first_time <= ?3 "
+  return "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
+         "FROM measurement_chunk WHERE stream = ?1 AND first_time <= ?3 "
          "AND first_time >= coalesce((SELECT max(first_time) FROM measurement_chunk "
          "WHERE stream = ?1 AND first_time < ?2), ?2) "
          "ORDER BY first_time" +
@@ -23,7 +23,7 @@ std::string ChunksInOrder(const std::string& order) {
 }
 
 std::string HotInOrder(const std::string& order) {
-  return "SELECT packed, time, subgroup, time, subgroup FROM measurement "
+  return "SELECT packed, time, subgroup, time, subgroup, 1 FROM measurement "
          "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time" +
          order + ", subgroup" + order;
 }
@@ -55,16 +55,17 @@ std::string StreamText(sql::Connection& db, std::int64_t stream) {
 void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
                std::span<const std::byte> packed, Chunk& chunk) {
   RecordKey first, last;
-  row.ReadFrom(1, first.time, first.subgroup, last.time, last.subgroup);
+  std::size_t count = 0;
+  row.ReadFrom(1, first.time, first.subgroup, last.time, last.subgroup, count);
   const bool is_whole = chunk.Decode(packed, stream);
-  if (is_whole && chunk.First() == first && chunk.Last() == last) return;
+  if (is_whole && chunk.First() == first && chunk.Last() == last && chunk.Count() == count) return;
   const auto text = [](std::int32_t stamp) { return platform::IsoText(stamp); };
   const auto when = first.time == last.time
                         ? " at " + text(first.time)
                         : " from " + text(first.time) + " to " + text(last.time);
   throw std::runtime_error("The values of " + StreamText(db, stream) + when +
                            " are damaged: their " +
-                           (is_whole ? "times are others" : "checksum does not fit"));
+                           (is_whole ? "times or their number differ" : "checksum does not fit"));
 }
 
 StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, std::int32_t start,
@@ -104,13 +105,16 @@ bool StreamWalk::Step(Source& source) {
 // Brings the next chunk of a source with what lies in the range, unless there is one at hand.
 void StreamWalk::Fill(Source& source) {
   while (source.IsEmpty() && !source.done) {
-    // The range may have become narrower since the query began.
-    constexpr int kLastTime = 3;
-    if (!Step(source) || (!forward_ && source.query.Int(kLastTime) < start_)) {
+    if (!Step(source)) {
       source.done = true;
       return;
     }
     DecodeRow(db_, stream_, source.query, source.query.Blob(0), source.chunk);
+    // The range may have become narrower since the query began.
+    if (!forward_ && source.chunk.Last().time < start_) {
+      source.done = true;
+      return;
+    }
     source.reached = (forward_ ? source.chunk.Last() : source.chunk.First()).time;
     source.begin = source.chunk.FirstFrom(start_);
     source.end = end_ == INT32_MAX ? source.chunk.Count() : source.chunk.FirstFrom(end_ + 1);

@@ -16,8 +16,8 @@ namespace orvspc::engine::store {
 std::string StreamText(sql::Connection& db, std::int64_t stream);
 
 // Decodes what a row of a stream has packed. Its columns from the second on, which have no checksum
-// of their own, are the first and the last key: time, subgroup, time, subgroup. Throws
-// std::runtime_error when the chunk is damaged or has other keys.
+// of their own, are the first and the last key, time, subgroup, time, subgroup, and the number of
+// records. Throws std::runtime_error when the chunk is damaged or has other ones.
 void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
                std::span<const std::byte> packed, Chunk& chunk);
 

@@ -63,33 +63,34 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   Seal(changes);
 }
 
-// The chunks that reach into a range of keys, in their order.
-std::vector<StreamWriter::Ends> StreamWriter::ChunksAcross(const RecordKey& first,
-                                                           const RecordKey& last) {
+// The first keys of the chunks that may have one of a range of keys, in their order.
+std::vector<RecordKey> StreamWriter::ChunksAcross(const RecordKey& first, const RecordKey& last) {
   const auto before = ChunkFrom(kChunkAtOrBefore, first).value_or(first);
-  std::vector<Ends> chunks;
+  std::vector<RecordKey> chunks;
   sql::Query query(db_,
-                   "SELECT first_time, first_subgroup, last_time, last_subgroup "
-                   "FROM measurement_chunk WHERE stream = ?1 AND (first_time, first_subgroup) "
-                   "BETWEEN (?2, ?3) AND (?4, ?5) "
-                   "AND (last_time, last_subgroup) >= (?6, ?7) "
+                   "SELECT first_time, first_subgroup FROM measurement_chunk WHERE stream = ?1 "
+                   "AND (first_time, first_subgroup) BETWEEN (?2, ?3) AND (?4, ?5) "
                    "ORDER BY first_time, first_subgroup",
-                   stream_, before.time, before.subgroup, last.time, last.subgroup, first.time,
-                   first.subgroup);
+                   stream_, before.time, before.subgroup, last.time, last.subgroup);
   while (query.Step()) {
-    auto& [from, to] = chunks.emplace_back();
-    query.Read(from.time, from.subgroup, to.time, to.subgroup);
+    auto& key = chunks.emplace_back();
+    query.Read(key.time, key.subgroup);
   }
   return chunks;
 }
 
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
   std::vector<Change> of_chunk;
-  for (const auto& [first, last] : ChunksAcross(changes.front().key, changes.back().key)) {
-    const auto begin = std::ranges::lower_bound(changes, first, {}, &Change::key);
-    const auto end = std::ranges::upper_bound(changes, last, {}, &Change::key);
+  const auto chunks = ChunksAcross(changes.front().key, changes.back().key);
+  const auto change_from = [&](std::size_t chunk) {
+    return chunk < chunks.size()
+               ? std::ranges::lower_bound(changes, chunks[chunk], {}, &Change::key)
+               : changes.end();
+  };
+  for (std::size_t i = 0; i < chunks.size(); ++i) {
+    const auto begin = change_from(i), end = change_from(i + 1);
     if (begin == end) continue;
-    const auto sealed = Read(first);
+    const auto sealed = Read(chunks[i]);
     const auto& chunk = sealed.chunk;
     of_chunk.clear();
     const auto rest = std::remove_if(begin, end, [&](const Change& change) {
@@ -141,7 +142,7 @@ void StreamWriter::Seal(Changes changes) {
   std::vector<Hot> hot;
   {
     sql::Query query(db_,
-                     "SELECT packed, time, subgroup, time, subgroup FROM measurement "
+                     "SELECT packed, time, subgroup, time, subgroup, 1 FROM measurement "
                      "WHERE stream = ?1 ORDER BY time, subgroup",
                      stream_);
     for (Chunk chunk; query.Step();) {
@@ -163,7 +164,6 @@ void StreamWriter::Seal(Changes changes) {
   all.insert(all.end(), next, changes.end());
   std::erase_if(all, [](const Change& change) { return change.put == nullptr; });
 
-  // Chunks made here lie before what is still to be placed.
   for (Changes rest = all; !rest.empty();) {
     const auto before = ChunkFrom(kChunkAtOrBefore, rest.front().key);
     const auto behind = ChunkFrom(kChunkBehind, rest.front().key);
@@ -171,11 +171,16 @@ void StreamWriter::Seal(Changes changes) {
         behind ? std::ranges::lower_bound(rest, *behind, {}, &Change::key) : rest.end();
     const auto here = rest.first(static_cast<std::size_t>(end - rest.begin()));
     rest = rest.subspan(here.size());
+    // What comes before all chunks goes into the first of them, if that has room.
+    const auto beside = before ? before : behind;
     std::optional<Sealed> former;
-    if (before) former = Read(*before);
-    const bool stays =
-        former && !behind && former->chunk.IsFull() && former->chunk.Last() < here.front().key;
-    Repack(former && !stays ? &*former : nullptr, here, !behind);
+    if (beside) former = Read(*beside);
+    const bool stays = former && former->chunk.IsFull() &&
+                       (!before || (!behind && former->chunk.Last() < here.front().key));
+    const bool is_last = !behind || (!before && !stays && !ChunkFrom(kChunkBehind, *behind));
+    Repack(former && !stays ? &*former : nullptr, here, is_last);
+    // The chunk that was behind is the one before what is still to be placed.
+    if (!before) chunks_->Finish();
   }
 }
 
@@ -188,7 +193,7 @@ std::optional<RecordKey> StreamWriter::ChunkFrom(std::string_view sql, const Rec
 StreamWriter::Sealed StreamWriter::Read(const RecordKey& first) {
   sql::Query query(
       db_,
-      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup "
+      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
       "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
       stream_, first.time, first.subgroup);
   Sealed sealed;

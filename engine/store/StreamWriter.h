@@ -48,11 +48,7 @@ class StreamWriter {
   void Apply(std::int64_t stream, std::vector<Change> changes);
   // Applies those changes to chunks that have a record of the same key, and drops them.
   void ChangeSealed(std::vector<Change>& changes);
-  // The first and the last key of a chunk.
-  struct Ends {
-    RecordKey first, last;
-  };
-  std::vector<Ends> ChunksAcross(const RecordKey& first, const RecordKey& last);
+  std::vector<RecordKey> ChunksAcross(const RecordKey& first, const RecordKey& last);
   std::vector<RecordKey> HotKeys();
   void WriteHot(Changes changes, std::span<const RecordKey> hot);
   void Seal(Changes changes);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string_view>
 
 #include "engine/store/MeasurementBuffer.h"
 #include "engine/store/StreamWalk.h"
@@ -13,13 +12,12 @@
 namespace orvspc::engine::store {
 namespace {
 
-// A new database has nothing but run rules.
+// A new database has nothing but run rules and their sets.
 bool IsEmpty(sql::Connection& db) {
-  constexpr std::string_view kQueries[] = {
-      "SELECT 1 FROM part LIMIT 1", "SELECT 1 FROM process LIMIT 1", "SELECT 1 FROM test LIMIT 1",
-      "SELECT 1 FROM setting LIMIT 1", "SELECT 1 FROM event LIMIT 1"};
-  return std::ranges::none_of(kQueries, [&](std::string_view each) {
-    return sql::Query(db, each).RunForInt().has_value();
+  return std::ranges::all_of(Tables(), [&](const Table& table) {
+    const bool has_rules =
+        table.name == "rule" || table.name == "rule_set" || table.name == "rule_set_member";
+    return has_rules || !sql::Query(db, SelectStored(table)).Step();
   });
 }
 

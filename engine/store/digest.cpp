@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -11,7 +12,6 @@
 #include "engine/catalogue/References.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/StreamWalk.h"
-#include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
 #include "system/Sha256.h"
 
@@ -21,33 +21,39 @@ namespace {
 // Values one after the other, each with its kind, so that no two rows read alike.
 class RowBytes {
  public:
-  void Null() { bytes_ += 'n'; }
+  void Null() { *Next(1) = 'n'; }
   void Number(std::int64_t value) { Fixed('i', value); }
   void Real(double value) { Fixed('r', value); }
   void Text(std::string_view text) {
     Fixed('t', static_cast<std::int64_t>(text.size()));
-    bytes_ += text;
+    std::ranges::copy(text, Next(text.size()));
   }
-  const std::string& Bytes() const { return bytes_; }
-  void Clear() { bytes_.clear(); }
+  std::string_view Bytes() const { return {bytes_.data(), used_}; }
+  void Clear() { used_ = 0; }
 
  private:
   template <class T>
   void Fixed(char kind, T value) {
-    char raw[sizeof value];
-    std::memcpy(raw, &value, sizeof value);
-    bytes_ += kind;
-    bytes_.append(raw, sizeof raw);
+    char* const at = Next(1 + sizeof value);
+    *at = kind;
+    std::memcpy(at + 1, &value, sizeof value);
   }
-  std::string bytes_;
+  // Room for so many more.
+  char* Next(std::size_t count) {
+    used_ += count;
+    if (used_ > bytes_.size()) bytes_.resize(2 * used_);
+    return bytes_.data() + used_ - count;
+  }
+  std::vector<char> bytes_;
+  std::size_t used_ = 0;
 };
 
 // What a person knows a subgroup by, as the first eight bytes of its SHA-256, by identifier.
 class SubgroupMarks {
  public:
-  explicit SubgroupMarks(sql::Connection& db) {
+  explicit SubgroupMarks(const SubgroupSource& source) {
     system::Sha256 sha;
-    ForEachSubgroup(db, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+    source([&](const SubgroupFacts& each) {
       sha.Add(each.label);
       const auto digest = sha.Finish();
       std::int64_t mark = 0;
@@ -77,8 +83,8 @@ class SubgroupMarks {
 
 class Digester {
  public:
-  Digester(sql::Connection& db, const MeasurementSource& source)
-      : db_(db), source_(source), cache_(db), marks_(db) {}
+  Digester(sql::Connection& db, const MeasurementSource& source, const SubgroupSource& subgroups)
+      : db_(db), source_(source), cache_(db), marks_(subgroups) {}
 
   DatabaseDigest Run() {
     AddValues();
@@ -119,11 +125,13 @@ class Digester {
   void AddStream(const NamedStream& stream) {
     bool is_first = true;
     std::int32_t time = 0;
-    std::vector<std::pair<std::int64_t, std::string>> of_time;
+    std::vector<std::pair<std::int64_t, std::string>> of_time;  // their storage is used again
+    std::size_t count = 0;
     const auto flush = [&] {
-      std::ranges::sort(of_time);
-      for (const auto& each : of_time) sha_.Add(each.second);
-      of_time.clear();
+      const auto rows = std::span(of_time).first(count);
+      std::ranges::sort(rows);
+      for (const auto& each : rows) sha_.Add(each.second);
+      count = 0;
     };
     source_(stream.id, [&](const Measurement& record) {
       if (is_first) {
@@ -136,7 +144,10 @@ class Digester {
       time = record.time;
       const auto mark = marks_.Of(record.subgroup);
       AddRecord(record, mark);
-      of_time.emplace_back(mark, row_.Bytes());
+      if (count == of_time.size()) of_time.emplace_back();
+      auto& [of_subgroup, bytes] = of_time[count++];
+      of_subgroup = mark;
+      bytes = row_.Bytes();
       ++result_.measurements;
       result_.rows += static_cast<std::int64_t>(record.values.size());
     });
@@ -176,7 +187,7 @@ class Digester {
       for (const auto& column : columns) {
         if (column.kind != ColumnKind::Id) AddCell(query, place++, column.kind);
       }
-      rows.push_back(row_.Bytes());
+      rows.emplace_back(row_.Bytes());
     }
     if (table.use != TableUse::Ordered) std::ranges::sort(rows);
     all.Add(table.name);
@@ -209,8 +220,10 @@ class Digester {
 
 }  // namespace
 
-DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source) {
-  return Digester(db, source).Run();
+DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source,
+                        const SubgroupSource& subgroups) {
+  if (subgroups) return Digester(db, source, subgroups).Run();
+  return DigestOf(db, source, [&](const auto& take) { ForEachSubgroup(db, 1, INT32_MAX, take); });
 }
 
 DatabaseDigest DigestOf(sql::Connection& db) {

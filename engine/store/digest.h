@@ -7,6 +7,7 @@
 
 #include "engine/sql/Connection.h"
 #include "engine/store/chunk.h"
+#include "engine/store/subgroups.h"
 
 namespace orvspc::engine::store {
 
@@ -24,9 +25,13 @@ struct DatabaseDigest {
 using MeasurementSource =
     std::function<void(std::int64_t stream, const std::function<void(const Measurement&)>& take)>;
 
-// Inside a transaction; of all measurements, or of what a source brings. Throws SqlError, and
-// std::runtime_error when a record is damaged.
+// Brings the subgroups.
+using SubgroupSource = std::function<void(const std::function<void(const SubgroupFacts&)>& take)>;
+
+// Inside a transaction; of everything, or of what sources bring in place of measurements and
+// subgroups. Throws SqlError, and std::runtime_error when a record is damaged.
 DatabaseDigest DigestOf(sql::Connection& db);
-DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source);
+DatabaseDigest DigestOf(sql::Connection& db, const MeasurementSource& source,
+                        const SubgroupSource& subgroups = {});
 
 }  // namespace orvspc::engine::store

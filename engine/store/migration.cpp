@@ -56,6 +56,14 @@ void ForEachOldRecord(sql::Connection& db, std::int64_t stream,
   }
 }
 
+void ForEachOldSubgroup(sql::Connection& db,
+                        const std::function<void(const SubgroupFacts&)>& take) {
+  sql::Query query(db, "SELECT id, part, process, time, label FROM subgroup_2 ORDER BY id");
+  while (query.Step()) {
+    take({query.Int(0), query.Int(1), query.Int(2), query.Int(3), query.Text(4)});
+  }
+}
+
 thread_local std::function<void(const std::string&, int)> watch_migrations;
 
 // In MB below 1 GB; rounded down, or up.
@@ -106,6 +114,7 @@ class Backup {
       path_ = name + "-" + std::to_string(i);
     }
     if (system::IsThere(path_)) {
+      is_needed_ = true;  // as others may have made it
       Remove(draft);
       return;
     }
@@ -137,28 +146,34 @@ class Backup {
 }  // namespace
 
 void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
-  const auto before = DigestOf(
-      db, [&](std::int64_t stream, const auto& take) { ForEachOldRecord(db, stream, take); });
-  std::vector<std::int64_t> streams;
-  for (sql::Query query(db, "SELECT id FROM stream ORDER BY id"); query.Step();) {
-    streams.push_back(query.Int64(0));
-  }
-  // The two digests take about a quarter of the time each.
+  const auto all = sql::Query(db, "SELECT count(*) FROM measurement_2").RunForInt().value_or(0);
   constexpr std::int64_t kStep = 50'000;
   std::int64_t count = 0;
   MeasurementBuffer buffer(db);
-  for (const auto stream : streams) {
-    ForEachOldRecord(db, stream, [&](const Measurement& each) {
-      buffer.Add(stream, each);
-      if (++count % kStep == 0 && progress) {
-        progress(static_cast<int>(25 + 50 * count / before.measurements));
-      }
-    });
-  }
+  SubgroupWriter writer(db);
+  // Moved while they are digested, since reading them is a good part of the work.
+  const auto before = DigestOf(
+      db,
+      [&](std::int64_t stream, const auto& take) {
+        ForEachOldRecord(db, stream, [&](const Measurement& each) {
+          take(each);
+          buffer.Add(stream, each);
+          if (++count % kStep == 0 && progress) progress(static_cast<int>(5 + 60 * count / all));
+        });
+      },
+      [&](const auto& take) {
+        ForEachOldSubgroup(db, [&](const SubgroupFacts& each) {
+          take(each);
+          writer.Add(each);
+        });
+      });
   buffer.Flush();
-  // Before the subgroups, to which its rows refer.
-  db.Execute("DROP TABLE measurement_2");
+  writer.Flush();
   SealSubgroups(db);
+  // The first refers to the second.
+  for (const char* table : {"measurement_2", "subgroup_2"}) {
+    db.Execute("DROP TABLE " + std::string(table));
+  }
   if (DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }

@@ -217,12 +217,19 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
     }
     std::ranges::sort(candidates);
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    std::size_t found = 0;
     ForEachOf(db, candidates, [&](const SubgroupFacts& each) {
+      ++found;
       auto place = std::ranges::lower_bound(wanted, each.time, {}, time_of);
       for (; place != wanted.end() && time_of(*place) == each.time; ++place) {
         if (subgroups[*place].label == each.label) ids[*place] = each.id;
       }
     });
+    // Else it would be stored a second time.
+    if (found != candidates.size()) {
+      throw std::runtime_error("The names of " + std::to_string(candidates.size() - found) +
+                               " subgroups that have values are missing");
+    }
   }
   return ids;
 }

@@ -80,10 +80,10 @@ Names NoNames() {
   return [](ItemKind, std::int32_t) { return std::string(); };
 }
 
-std::string Formatted(const ChartDocument& document, const Presentation& shown) {
+std::string Formatted(ChartDocument document, const Presentation& shown) {
   if (shown.format == "json") return ChartJson(document, shown.names);
-  return Drawn(MakeChartView(document, shown.names), shown, RenderChartText, RenderChartSvg,
-               RenderChartHtml);
+  const auto view = MakeChartView(std::move(document), shown.names);
+  return Drawn(view, shown, RenderChartText, RenderChartSvg, RenderChartHtml);
 }
 
 std::string Formatted(const CapabilityDocument& document, const Presentation& shown) {

@@ -117,7 +117,7 @@ render::ComplianceDocument RunCompliance(const QualityDatabase& database,
                                          const std::shared_ptr<DataSelect>& select);
 
 // A document as text, json, svg or html.
-std::string Formatted(const render::ChartDocument& document, const Presentation& shown);
+std::string Formatted(render::ChartDocument document, const Presentation& shown);
 std::string Formatted(const render::CapabilityDocument& document, const Presentation& shown);
 std::string Formatted(const render::ParetoDocument& document, const Presentation& shown);
 std::string Formatted(const render::StatesDocument& document, const Presentation& shown);

@@ -73,7 +73,8 @@ Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processi
   }
   auto document = RunChart(run.database, run.select, processing);
   NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
-  return {Formatted(document, run), document.chart.subgroups.rows.empty()};
+  const bool empty = document.chart.subgroups.rows.empty();
+  return {Formatted(std::move(document), run), empty};
 }
 
 int Run(const Arguments& arguments, Console& console) {
@@ -94,7 +95,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
                                const std::shared_ptr<CCProcessing>& processing) {
   auto [results, report] = Analysed<CCAnalysis>(database, select, processing);
   render::ChartDocument document;
-  document.chart = render::ReadChart(*results);
+  document.chart = render::ReadChart(std::move(results));
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();

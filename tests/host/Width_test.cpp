@@ -137,7 +137,8 @@ SubgroupsRead Data() {
   row.stamp = 1709280000;
   row.flag = 2;
   for (int i = 0; i < 40; ++i) row.tests.push_back({0, i + 1, 0, 0, 0, 1.0 / (i + 3)});
-  row.comments = {{"Ann", "a comment of quite some words, " + kName, 0, 0, 0.0}};
+  row.remarks = std::make_shared<const Remarks>(
+      Remarks{{}, {{"Ann", "a comment of quite some words, " + kName, 0, 0, 0.0}}});
   SubgroupsRead read;
   read.rows = {row, row};
   return read;

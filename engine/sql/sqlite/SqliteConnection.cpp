@@ -312,10 +312,20 @@ class SqliteConnection final : public Connection {
     // EmptyLog follows at the end, in place of several checkpoints on the way.
     Execute("PRAGMA wal_autocheckpoint=0");
   }
+  // Writers are kept out meanwhile, so readers are waited for only once the log has become large.
   bool EmptyLog() override {
+    constexpr int kLargeLog = 4096;  // pages
     int pages = 0, moved = 0;
-    const int code =
-        sqlite3_wal_checkpoint_v2(db_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, &pages, &moved);
+    const auto checkpoint = [&] {
+      return sqlite3_wal_checkpoint_v2(db_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, &pages,
+                                       &moved);
+    };
+    int code = 0;
+    {
+      const Patience none(*this, milliseconds(0));
+      code = checkpoint();
+    }
+    if (KindOf(code) == SqlError::Kind::Locked && pages >= kLargeLog) code = checkpoint();
     if (KindOf(code) == SqlError::Kind::Locked) return false;
     Check(db_.get(), code);
     return pages == moved;
@@ -416,12 +426,19 @@ class SqliteConnection final : public Connection {
   // Called with how often it was since the lock was met. 0: no longer.
   static int Wait(void* connection, int times) {
     constexpr std::array kPauses{1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100};
+    // Who waits for long looks more often than those who come later, and so goes before them.
+    constexpr milliseconds kLong{1000}, kShortPause{2};
     auto& own = *static_cast<SqliteConnection*>(connection);
     const auto now = std::chrono::steady_clock::now();
     if (times == 0) own.waits_since_ = now;
     if (now - own.waits_since_ >= own.patience_) return 0;
-    if (own.for_writers_ && own.on_wait_) own.on_wait_();
-    sqlite3_sleep(kPauses[std::min(static_cast<std::size_t>(times), kPauses.size() - 1)]);
+    const bool is_long = own.for_writers_ && now - own.waits_since_ >= kLong;
+    // Several times a second.
+    constexpr int kShortPausesOfCall = 32;
+    const bool calls = own.for_writers_ && own.on_wait_;
+    if (calls && (!is_long || times % kShortPausesOfCall == 0)) own.on_wait_();
+    const auto pause = kPauses[std::min(static_cast<std::size_t>(times), kPauses.size() - 1)];
+    sqlite3_sleep(is_long ? static_cast<int>(kShortPause.count()) : pause);
     return 1;
   }
 
@@ -468,6 +485,8 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   if (connection->IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
   connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
+  // What is deleted is overwritten where that takes no page more; pages that become free are left.
+  connection->Execute("PRAGMA secure_delete=FAST");
   check(*connection);
   connection->UseWriteAheadLog(patience);
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -95,13 +96,19 @@ std::string RenderChartHtml(const ChartView& view);
 // the rules' texts, the estimates and the notes.
 std::string RenderChartText(const ChartView& view, const TextOptions& options = {});
 
+// The run rules that points break. Most points break none and take no room here.
+struct BrokenRules {
+  std::size_t points = 0;                       // of the graph
+  std::map<std::size_t, std::vector<Rule>> at;  // by point
+};
+
 // An array that the result does not have is empty.
 struct GraphRead {
   std::int32_t index = 1;  // 1 to 3
   std::int32_t type = 0;   // as the result answers
   std::vector<std::int32_t> sg_sizes, c_oocs, oocs, ooss, a_flags, e_flags;
   std::vector<double> points, usls, targets, lsls, c_ucls, c_cls, c_lcls, ucls, cls, lcls;
-  std::vector<std::vector<Rule>> c_rules, rules;  // one list a point
+  BrokenRules c_rules, rules;
 };
 
 // take(name, member, getter) for each array of numbers: its name in documents, in their order,
@@ -145,8 +152,10 @@ struct ChartRead {
 
   bool Grouped() const { return processing && processing->GroupBy() != ccGroupByNone; }
 };
-// Leaves nothing in the result that XML could still write; write that first.
+// Leaves nothing in the result that XML could still write; write that first. The last reference to
+// a result may be moved in: it then goes before everything is read, which spares memory.
 ChartRead ReadChart(CCResults& results);
+ChartRead ReadChart(std::shared_ptr<CCResults> results);
 
 // The number or date in the cell of that column; 0 without one.
 double NumberOf(const LimitRow& row, std::string_view column);
@@ -194,8 +203,8 @@ std::string ProcessingText(const CCProcessing& processing, const TextOptions& op
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
 
 // What the renderers draw of a chart: the limits in force with the marks against them, titled by
-// what was asked for.
-ChartView MakeChartView(const ChartDocument& document, const Names& names);
+// what was asked for. Moves the points out of the document, which is large where they are many.
+ChartView MakeChartView(ChartDocument document, const Names& names);
 
 // "the upper specification limit (USL)" and so on for every bit that is set.
 std::vector<std::string> SpecificationTexts(std::int32_t flags);

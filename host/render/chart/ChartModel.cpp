@@ -8,6 +8,7 @@
 #include <cmath>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -105,6 +106,7 @@ Estimate Worded(Estimate estimate) {
 
 void AddStreams(ChartView& view, const ChartDocument& document, const Names& names) {
   std::map<StreamKey, std::int32_t> places;
+  view.streams.reserve(document.chart.subgroups.rows.size());
   for (const auto& row : document.chart.subgroups.rows) {
     const auto [found, added] =
         places.emplace(KeyOf(row), static_cast<std::int32_t>(view.stream_views.size()));
@@ -296,8 +298,10 @@ std::vector<PointMark> MarksOf(const GraphRead& graph) {
   for (std::size_t i = 0; i < graph.points.size(); ++i) {
     PointMark mark;
     mark.point = i;
-    if (i < graph.oocs.size())
-      mark.rules = HitsOf(graph.oocs[i], i < graph.rules.size() ? &graph.rules[i] : nullptr);
+    if (i < graph.oocs.size() && graph.oocs[i] != 0) {
+      const auto named = graph.rules.at.find(i);
+      mark.rules = HitsOf(graph.oocs[i], named == graph.rules.at.end() ? nullptr : &named->second);
+    }
     if (i < graph.ooss.size()) mark.specifications = SpecificationTexts(graph.ooss[i]);
     if (!mark.rules.empty() || !mark.specifications.empty()) marks.push_back(std::move(mark));
   }
@@ -311,37 +315,42 @@ std::string TitleWithEwma(const GraphRead& graph, const Title& title, std::int32
   return title.text;
 }
 
-GraphView MakeGraph(const ChartView& view, const GraphRead& graph, const ChartDocument& document,
+// Moves the points and their lines out of the graph.
+GraphView MakeGraph(const ChartView& view, GraphRead& graph, const ChartDocument& document,
                     int data_decimals) {
   GraphView made;
-  const Title title =
-      TitleOf(graph, document.requested[graph.index - 1], *document.chart.processing);
-  const bool cusum = graph.index == 1 && document.chart.processing->Cusum() != ccCusumNone;
+  const auto& processing = *document.chart.processing;
+  const Title title = TitleOf(graph, document.requested[graph.index - 1], processing);
+  const bool cusum = graph.index == 1 && processing.Cusum() != ccCusumNone;
   made.title = cusum ? std::string("Cusum of ") + title.symbol
-                     : TitleWithEwma(graph, title, document.chart.processing->EWMA());
+                     : TitleWithEwma(graph, title, processing.EWMA());
   made.symbol = title.symbol;
-  made.points = graph.points;
-  made.sizes = graph.sg_sizes;
-  // A missing value is known by its size 0, not by its number.
-  for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
-    if (made.sizes[i] == 0 && document.chart.processing->IsVariable()) made.points[i] = kNaN;
-  made.limits = {graph.ucls, graph.cls, graph.lcls};
-  // The axis of a cusum is in sigmas, specification limits are not.
-  if (!cusum) made.specification = {graph.usls, graph.targets, graph.lsls};
   made.from_zero = !cusum && (graph.index != 1 || IsOfCounts(graph));
   made.marks = MarksOf(graph);
   made.caption = CaptionOf(view, graph, document);
   made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
+  made.points = std::move(graph.points);
+  made.sizes = std::move(graph.sg_sizes);
+  // A missing value is known by its size 0, not by its number.
+  for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
+    if (made.sizes[i] == 0 && processing.IsVariable()) made.points[i] = kNaN;
+  made.limits = {std::move(graph.ucls), std::move(graph.cls), std::move(graph.lcls)};
+  // The axis of a cusum is in sigmas, specification limits are not.
+  if (!cusum) {
+    made.specification = {std::move(graph.usls), std::move(graph.targets), std::move(graph.lsls)};
+  }
   return made;
 }
 
 }  // namespace
 
-ChartView MakeChartView(const ChartDocument& document, const Names& names) {
-  const ChartRead& chart = document.chart;
+ChartView MakeChartView(ChartDocument document, const Names& names) {
+  ChartRead& chart = document.chart;
   ChartView view;
   AddStreams(view, document, names);
-  if (chart.Grouped()) view.groups = chart.groups;
+  if (chart.Grouped()) view.groups = std::move(chart.groups);
+  view.stamps.reserve(chart.subgroups.rows.size());
+  view.flags.reserve(chart.subgroups.rows.size());
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);
     view.flags.push_back(row.flag);
@@ -353,7 +362,7 @@ ChartView MakeChartView(const ChartDocument& document, const Names& names) {
                                 ClockText(first), DayText(last), ClockText(last));
   }
   const int decimals = DataDecimals(chart);
-  for (const auto& graph : chart.graphs)
+  for (auto& graph : chart.graphs)
     view.graphs.push_back(MakeGraph(view, graph, document, decimals));
   view.notes = PlainNotes(document.notes);
   return view;

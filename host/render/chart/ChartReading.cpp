@@ -34,17 +34,30 @@ GraphRead ReadGraph(CCGraphData& data, std::int32_t index, std::int32_t type) {
     if (auto values = (data.*get)()) graph.*array = std::move(*values);
   });
   const auto read = [&](const std::vector<std::int32_t>& bits, auto get) {
-    std::vector<std::vector<Rule>> rules(static_cast<std::size_t>(data.Count()));
-    for (std::size_t i = 0; i < rules.size() && i < bits.size(); ++i) {
+    BrokenRules rules{static_cast<std::size_t>(data.Count()), {}};
+    for (std::size_t i = 0; i < rules.points && i < bits.size(); ++i) {
       if (bits[i] == 0) continue;
       data.MoveTo(static_cast<std::int32_t>(i) + 1);
-      rules[i] = ReadRules((data.*get)().get());
+      rules.at.emplace_hint(rules.at.end(), i, ReadRules((data.*get)().get()));
     }
     return rules;
   };
   graph.c_rules = read(graph.c_oocs, &CCGraphData::cOOCRuleDef);
   graph.rules = read(graph.oocs, &CCGraphData::OOCRuleDef);
   return graph;
+}
+
+void ReadGraphs(CCResults& results, ChartRead& chart) {
+  const std::int32_t types[] = {chart.processing->Graph1Type(), chart.processing->Graph2Type(),
+                                chart.processing->Graph3Type()};
+  const std::int32_t count = results.GraphCount();
+  for (std::int32_t g = 1; g <= count && g <= 3; ++g) {
+    const auto graph = results.Graphs(static_cast<ccGraphTypes>(g));
+    if (!graph) continue;
+    const auto data = graph->GraphData();
+    if (!data || data->Count() == 0) continue;
+    chart.graphs.push_back(ReadGraph(*data, g, types[g - 1]));
+  }
 }
 
 constexpr const char* kSpecLimColumns[] = {
@@ -132,12 +145,16 @@ void CheckLengths(const ChartRead& chart) {
   }
 }
 
-void RulesMember(JsonWriter& json, const char* key, const std::vector<std::vector<Rule>>& points) {
+void RulesMember(JsonWriter& json, const char* key, const BrokenRules& rules) {
   json.Key(key);
   json.BeginArray(true);
-  for (const auto& rules : points) {
+  auto next = rules.at.begin();
+  for (std::size_t i = 0; i < rules.points; ++i) {
     json.BeginArray(true);
-    for (const auto& rule : rules) json.Value(rule.text);
+    if (next != rules.at.end() && next->first == i) {
+      for (const auto& rule : next->second) json.Value(rule.text);
+      ++next;
+    }
     json.EndArray();
   }
   json.EndArray();
@@ -239,35 +256,34 @@ void WriteAcceptance(JsonWriter& json, const AcceptanceLimits& acceptance) {
 }  // namespace
 
 ChartRead ReadChart(CCResults& results) {
+  // Not to be deleted here.
+  return ReadChart(std::shared_ptr<CCResults>(&results, [](CCResults*) {}));
+}
+
+ChartRead ReadChart(std::shared_ptr<CCResults> results) {
   ChartRead chart;
-  chart.processing = results.Processing();
-  chart.select = results.DataSelect();
-  chart.subgroups = ReadSubgroups(*results.SubgroupData());
-  chart.mean_estimate = results.MeanEstimate();
-  chart.sp_estimate = results.SPEstimate();
-  chart.sw_estimate = results.SWEstimate();
-  chart.spec_lims = ReadTable(results.SpecLim(), kSpecLimColumns);
-  chart.ctrl_lims = ReadTable(results.CtrlLim(), kCtrlLimColumns);
-  chart.def_opps = ReadTable(results.DefOpp(), kDefOppColumns);
+  auto subgroups = results->SubgroupData();
+  chart.processing = results->Processing();
+  chart.select = results->DataSelect();
+  chart.mean_estimate = results->MeanEstimate();
+  chart.sp_estimate = results->SPEstimate();
+  chart.sw_estimate = results->SWEstimate();
+  chart.spec_lims = ReadTable(results->SpecLim(), kSpecLimColumns);
+  chart.ctrl_lims = ReadTable(results->CtrlLim(), kCtrlLimColumns);
+  chart.def_opps = ReadTable(results->DefOpp(), kDefOppColumns);
   for (const auto& row : chart.spec_lims) {
     const int scale = static_cast<int>(NumberOf(row, "F_SCAL"));
     chart.decimals = std::min(chart.decimals.value_or(scale), scale);
   }
-  chart.groups = GroupsOf(chart.subgroups.rows.size(), [&](std::size_t i) {
-    return std::pair(chart.subgroups.rows[i].group_index, chart.subgroups.rows[i].group_id);
-  });
   // An analysis that selected nothing has no graphs, whatever was asked for.
-  if (chart.subgroups.total_subgroups == 0 || !chart.processing) return chart;
-  const std::int32_t types[] = {chart.processing->Graph1Type(), chart.processing->Graph2Type(),
-                                chart.processing->Graph3Type()};
-  const std::int32_t count = results.GraphCount();
-  for (std::int32_t g = 1; g <= count && g <= 3; ++g) {
-    const auto graph = results.Graphs(static_cast<ccGraphTypes>(g));
-    if (!graph) continue;
-    const auto data = graph->GraphData();
-    if (!data || data->Count() == 0) continue;
-    chart.graphs.push_back(ReadGraph(*data, g, types[g - 1]));
-  }
+  if (subgroups->TotalSubgroups() != 0 && chart.processing) ReadGraphs(*results, chart);
+  // Each of the three takes much memory where there are many points.
+  results.reset();
+  chart.subgroups = ReadSubgroups(*subgroups);
+  subgroups.reset();
+  const auto& rows = chart.subgroups.rows;
+  chart.groups = GroupsOf(
+      rows.size(), [&](std::size_t i) { return std::pair(rows[i].group_index, rows[i].group_id); });
   return chart;
 }
 

@@ -30,13 +30,16 @@ SubgroupRow ReadSubgroup(SubgroupData& data) {
     return TestRow{tests->Sn(),  tests->Tsno(), tests->Sbno(),
                    tests->Def(), tests->Gage(), tests->Val()};
   });
-  row.descriptors = ReadRows(*descriptors, [&] {
+  Remarks remarks;
+  remarks.descriptors = ReadRows(*descriptors, [&] {
     return DescriptorRow{descriptors->Dsgp(), descriptors->Desc(), descriptors->Tsno()};
   });
-  row.comments = ReadRows(*comments, [&] {
+  remarks.comments = ReadRows(*comments, [&] {
     return CommentRow{Trimmed(comments->Empl()), Trimmed(comments->Note()), comments->Test(),
                       comments->Tsno(), comments->Edtm()};
   });
+  if (!remarks.descriptors.empty() || !remarks.comments.empty())
+    row.remarks = std::make_shared<const Remarks>(std::move(remarks));
   return row;
 }
 
@@ -60,12 +63,19 @@ void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names)
   });
 }
 
+const Remarks& RemarksOf(const SubgroupRow& row) {
+  static const Remarks none;
+  return row.remarks ? *row.remarks : none;
+}
+
 // Descriptors and comments of one subgroup.
-void WriteRemarks(JsonWriter& json, const SubgroupRow& row) {
-  json.Objects<Spread::None>("Descriptors", row.descriptors, [&](const DescriptorRow& descriptor) {
-    json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor, "Tsno", descriptor.tsno);
-  });
-  json.Objects<Spread::None>("Comments", row.comments, [&](const CommentRow& comment) {
+void WriteRemarks(JsonWriter& json, const Remarks& remarks) {
+  json.Objects<Spread::None>("Descriptors", remarks.descriptors,
+                             [&](const DescriptorRow& descriptor) {
+                               json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor,
+                                            "Tsno", descriptor.tsno);
+                             });
+  json.Objects<Spread::None>("Comments", remarks.comments, [&](const CommentRow& comment) {
     json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
                  comment.tsno);
     WriteDate(json, "Edtm", comment.edited);
@@ -163,7 +173,7 @@ void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, cons
                     bool remarks) {
   json.Objects("Subgroups", rows, [&](const SubgroupRow& row) {
     WriteSubgroup(json, row, names);
-    if (remarks) WriteRemarks(json, row);
+    if (remarks) WriteRemarks(json, RemarksOf(row));
   });
 }
 
@@ -186,7 +196,7 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
     for (const auto& test : row.tests) tests.push_back(TestText(test));
     std::string values = Joined(tests, "  ");
     if (row.flag == 1 || row.flag == 2) values += row.flag == 1 ? "  [disabled]" : "  [incomplete]";
-    for (const auto& comment : row.comments)
+    for (const auto& comment : RemarksOf(row).comments)
       comments.push_back(
           "comment: " + PlainText(comment.note) +
           (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")"));

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -55,13 +56,17 @@ struct CommentRow {
   double edited = 0.0;  // date
 };
 
+struct Remarks {
+  std::vector<DescriptorRow> descriptors;
+  std::vector<CommentRow> comments;
+};
+
 struct SubgroupRow {
   std::int32_t sgrp = 0, part = 0, prcs = 0, test = 0, wkst = 0, job = 0, lot = 0, shft = 0,
                ptrv = 0, empl = 0, size = 0, flag = 0, group_index = 0, group_id = 0;
   std::int64_t stamp = 0;
   std::vector<TestRow> tests = {};
-  std::vector<DescriptorRow> descriptors = {};
-  std::vector<CommentRow> comments = {};
+  std::shared_ptr<const Remarks> remarks = {};  // null: none
 };
 
 struct SubgroupsRead {

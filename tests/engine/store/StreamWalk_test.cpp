@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/StreamWalk.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "engine/store/digest.h"
 #include "tests/engine/store/reference_store.h"
 
 namespace orvspc::engine::store {
@@ -181,6 +183,105 @@ TEST_F(StreamWalkTest, DamageNamesStreamAndTimeAndLeavesOtherStreamsReadable) {
       ASSERT_EQ(ReadingFailure(1), "");
     }
     RunSql(Path(), "DROP TABLE kept");
+  }
+}
+
+// The columns of a chunk have no checksum of their own: who reads the chunk compares them with it,
+// and who looks for a time compares the chunk that begins before it. What would make a reading pass
+// a chunk by is seen by whoever reads the whole database, as a copy does; flipped bits in a file
+// are seen by the checksum of the page.
+TEST_F(StreamWalkTest, AnAlteredColumnOfAChunkIsNoticed) {
+  Opened()->Write([&](Connection& db) {
+    Write(db, 0, 1, 2999, kNone);
+    Write(db, 0, 1, 5, kNone, 2);
+  });
+  RecordKey first, last;
+  Opened()->ReadOrThrow([&](Connection& db) {
+    Query chunks(db,
+                 "SELECT first_time, first_subgroup, last_time, last_subgroup "
+                 "FROM measurement_chunk WHERE stream = 1 AND first_time > 5000 "
+                 "ORDER BY first_time");
+    ASSERT_TRUE(chunks.Step());
+    chunks.Read(first.time, first.subgroup, last.time, last.subgroup);
+  });
+  ASSERT_LT(last.time, 29000);
+  const auto failure = [&](auto work) -> std::string {
+    try {
+      work();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return {};
+  };
+  enum Reading { Whole, OtherStream, Digest, Begin, Middle, End, Before, Behind, Writing };
+  const auto read = [&](Reading reading) {
+    const auto range = [&](std::int32_t start, std::int32_t end) {
+      std::string reasons[2];
+      for (const bool forward : {true, false}) {
+        reasons[forward ? 0 : 1] = failure([&] {
+          Opened()->ReadOrThrow([&](Connection& db) { Walked(db, 1, forward, start, end); });
+        });
+      }
+      EXPECT_EQ(reasons[0], reasons[1]);
+      return reasons[0];
+    };
+    switch (reading) {
+      case Whole:
+        return range(INT32_MIN, INT32_MAX);
+      case OtherStream:
+        return ReadingFailure(2);
+      case Digest:
+        return failure([&] { Opened()->ReadOrThrow([](Connection& db) { DigestOf(db); }); });
+      case Begin:
+        return range(first.time, first.time);
+      case Middle:
+        return range(first.time + 100, last.time - 100);
+      case End:
+        return range(last.time, last.time);
+      case Before:
+        return range(first.time - 200, first.time - 100);
+      case Behind:
+        return range(last.time + 100, last.time + 200);
+      default:
+        return failure([&] {
+          Opened()->Write([&](Connection& db) {
+            WriteRecords(db, 1, std::vector{NewRecord(random_, last)}, kAll);
+            throw std::runtime_error("");
+          });
+        });
+    }
+  };
+  constexpr Reading kAllReadings[] = {Whole, OtherStream, Digest, Begin,  Middle,
+                                      End,   Before,      Behind, Writing};
+  const std::vector<Reading> here = {Whole, Digest, Begin, Middle, End, Writing};
+  const struct {
+    const char* damage;
+    std::vector<Reading> noticed;
+  } rows[] = {
+      {"count = count + 1", here},
+      {"packed = zeroblob(length(packed))", here},
+      {"last_time = last_time - 5", here},
+      {"last_time = last_time + 5", here},
+      {"last_time = first_time", here},
+      {"last_subgroup = last_subgroup - 1", here},
+      {"first_subgroup = first_subgroup + 1", here},
+      {"first_time = first_time - 5", here},
+      {"first_time = first_time + 5", {Whole, Digest, Middle, End, Writing}},
+      {"first_time = first_time + 1000000", {Whole, Digest}},
+      {"stream = 2", {OtherStream, Digest}},
+  };
+  for (const auto& [damage, noticed] : rows) {
+    const auto where = " WHERE first_subgroup = " + std::to_string(first.subgroup);
+    RunSql(Path(), "CREATE TABLE kept AS SELECT * FROM measurement_chunk");
+    RunSql(Path(), "UPDATE measurement_chunk SET " + std::string(damage) + where);
+    for (const auto reading : kAllReadings) {
+      EXPECT_EQ(!read(reading).empty(), std::ranges::count(noticed, reading) == 1)
+          << damage << " by reading " << reading << ": " << read(reading);
+    }
+    RunSql(Path(),
+           "DELETE FROM measurement_chunk; INSERT INTO measurement_chunk SELECT * FROM kept;"
+           "DROP TABLE kept");
+    for (const auto reading : kAllReadings) ASSERT_EQ(read(reading), "") << reading;
   }
 }
 

@@ -92,6 +92,20 @@ TEST_F(StreamWriterTest, AStreamThatGrowsByLittleHasFullChunks) {
   });
 }
 
+TEST_F(StreamWriterTest, AStreamThatGrowsBackwardsHasFewChunks) {
+  InDatabase([&] {
+    for (std::int32_t i = 6000; i > 0; i -= 10) Put(Series(i, 10));
+    Query weights(*db_now_, "SELECT packed FROM measurement_chunk");
+    std::size_t sum = 0;
+    for (Chunk chunk; weights.Step();) {
+      ASSERT_TRUE(chunk.Decode(weights.Blob(0), 1));
+      EXPECT_LT(chunk.Weight(), 2 * kFullChunk);
+      sum += chunk.Weight();
+    }
+    EXPECT_LT(Chunks(), static_cast<std::int64_t>(2 * sum / kFullChunk));
+  });
+}
+
 TEST_F(StreamWriterTest, LateOnesAreHotWithinAChunkAndSealedInto) {
   InDatabase([&] {
     std::vector<StoredRecord> even;

@@ -64,6 +64,20 @@ TEST_F(CopyTest, ADatabaseThatHoldsSomethingIsNotCopiedInto) {
   EXPECT_NE(failure.find("holds data already"), std::string::npos) << failure;
 }
 
+// Codes, limits and all else that belongs to no subgroup would be lost.
+TEST_F(CopyTest, ADatabaseWithNothingButCodesHoldsSomething) {
+  ImportSome();
+  const auto path = folder_.Store("codes.db");
+  const auto codes = folder_.File("codes.csv");
+  WriteFile(codes, "code,name\nD1,Dent\n");
+  QualityDatabase::ImportInto(path, codes, ImportKind::Defects);
+  EXPECT_NE(FailureOf([&] { Data().CopyTo(path); }).find("holds data already"), std::string::npos);
+  EXPECT_EQ(QualityDatabase::Open(path).Items(ItemKind::Defect).size(), 1U);
+  const auto empty = folder_.Store("empty.db");
+  OpenDatabase(empty, true);
+  EXPECT_EQ(Data().CopyTo(empty).measurements, 700);
+}
+
 TEST_F(CopyTest, ASelectionIsCopiedWithEverythingThatBelongsToNoSubgroup) {
   ImportSome();
   FlatSelection flat;

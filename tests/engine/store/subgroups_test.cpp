@@ -300,6 +300,19 @@ TEST_F(DamagedBlock, ThatOfAnotherNumberIsRefused) {
   });
 }
 
+TEST_F(DamagedBlock, OneThatIsGoneIsNoticedByWhoLooksForItsSubgroups) {
+  Good();
+  const auto& lost = all_[300];
+  Opened()->Write([&](Connection& db) {
+    EXPECT_EQ(FindSubgroups(db, std::vector{lost.Facts()}), std::vector{lost.id});
+    db.Execute("UPDATE subgroup_block SET block = 1000 WHERE block = 1");
+    EXPECT_THROW(FindSubgroups(db, std::vector{lost.Facts()}), std::runtime_error);
+    EXPECT_THROW(Read(db, 1, INT32_MAX), std::runtime_error);
+    db.Execute("DELETE FROM subgroup_block WHERE block = 1000");
+    EXPECT_THROW(FindSubgroups(db, std::vector{lost.Facts()}), std::runtime_error);
+  });
+}
+
 TEST_F(DamagedBlock, ForgedOnesWithAFittingChecksumAreRefusedOrReadToTheirEnd) {
   const auto good = Good();
   int whole = 0;
