@@ -12,10 +12,11 @@ cd "$(dirname "$0")"
 
 labels=(-LE slow)
 tidied=(src system engine host)
+slow=()
 windows=no
 for argument in "$@"; do
   case $argument in
-    --slow) labels=(); tidied+=(tests) ;;
+    --slow) labels=(); slow=(--slow); tidied+=(tests) ;;
     --windows) windows=yes ;;
     *) echo "usage: ./test.sh [--slow | --windows]" >&2; exit 2 ;;
   esac
@@ -162,7 +163,7 @@ stage "left-overs and licence lines" words tools/check_words.sh
 stage "formatting" format tools/check_format.sh
 stage "generated files are current" generated tools/check_generated.sh
 build_and_test ci "g++"
-stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin
+stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin ${slow[@]+"${slow[@]}"}
 stage "each public header alone" headers \
       cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci

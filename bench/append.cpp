@@ -61,7 +61,9 @@ class Database {
       measurement.subgroup = subgroup.id;
       measurement.size = 1.0;
       measurement.values = std::span(&value, 1);
-      store::StreamWriter(db).Write(1, std::span(&measurement, 1));
+      store::StreamWriter writer(db);
+      writer.Write(1, std::span(&measurement, 1));
+      writer.Finish();
     });
   }
   std::int64_t Count() {

@@ -79,14 +79,20 @@ target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objec
 # Failures of a server, which tests/postgres/run.sh stops and starts on the way: no test of ctest.
 if(ORVSPC_POSTGRESQL)
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/postgres/*.cpp)
+  set(slow ${sources})
+  list(FILTER slow INCLUDE REGEX "_slow_test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_slow_test\\.cpp$")
   add_executable(test_postgres ${sources})
-  target_link_libraries(test_postgres PRIVATE orvspc_embedded orvspc_postgres GTest::gtest
-                        GTest::gtest_main)
-  target_include_directories(test_postgres PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_definitions(test_postgres PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
-  if(TARGET orvspc)
-    add_dependencies(test_postgres orvspc)
-  endif()
+  add_executable(test_postgres_slow ${slow})
+  foreach(name test_postgres test_postgres_slow)
+    target_link_libraries(${name} PRIVATE orvspc_embedded orvspc_postgres GTest::gtest
+                          GTest::gtest_main)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_definitions(${name} PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
+    if(TARGET orvspc)
+      add_dependencies(${name} orvspc)
+    endif()
+  endforeach()
 endif()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before

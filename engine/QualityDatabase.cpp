@@ -174,6 +174,7 @@ QualityDatabase QualityDatabase::Create(const std::string& path,
 
 ImportReport QualityDatabase::ImportInto(const std::string& path, const std::string& file,
                                          ImportKind kind, const ImportOptions& options) {
+  if (sql::IsAddress(path)) return import::ImportIntoServer(file, path, kind, options);
   ImportReport report;
   const auto fill = [&](QualityDatabase& database) {
     report = database.Import(file, kind, options);
@@ -193,19 +194,43 @@ std::vector<Note> TakeNotesLeft() { return store::TakeNotes(store::kNoDatabase);
 
 CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& options) const {
   CopyReport report;
-  const auto fill = [&](const QualityDatabase& target) {
-    const auto from = store::SqlStoreOf(*database_), to = store::SqlStoreOf(*target.database_);
+  using Work = std::function<void(sql::Connection&)>;
+  const auto from = store::SqlStoreOf(*database_);
+  const auto copy = [&](const std::function<void(const Work&)>& write) {
     store::Guarded(*from, [&] {
       const auto chosen = Chosen(*from, options.selection);
       from->ReadOrThrow([&](sql::Connection& source) {
-        store::Guarded(*to, [&] {
-          to->Write([&](sql::Connection& copy) {
-            const auto digest = store::CopyDatabase(source, copy, chosen, options.progress);
-            report = {digest.measurements, digest.rows, digest.all};
+        bool is_of_source = false;
+        try {
+          write([&](sql::Connection& target) {
+            try {
+              const auto digest = store::CopyDatabase(source, target, chosen, options.progress);
+              report = {digest.measurements, digest.rows, digest.all};
+            } catch (const sql::SqlError& error) {
+              is_of_source = error.Which() == sql::SqlError::Kind::Lost && target.InTransaction();
+              throw;
+            }
           });
-        });
+        } catch (...) {
+          if (is_of_source) throw;  // it is read once more
+          sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+        }
       });
     });
+  };
+  if (sql::IsAddress(path)) {
+    const auto target = store::OpenToFill(path);
+    copy([&](const Work& work) {
+      sql::Transaction writing(*target, sql::TransactionKind::Write);
+      store::MakeTablesToFill(*target, path);
+      work(*target);
+      writing.Commit();
+      store::NoteWrite();
+    });
+    return report;
+  }
+  const auto fill = [&](const QualityDatabase& target) {
+    copy([&](const Work& work) { store::SqlStoreOf(*target.database_)->Write(work); });
   };
   if (MakeNew(path, fill)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));

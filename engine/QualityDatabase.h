@@ -196,12 +196,13 @@ class QualityDatabase {
   // fill     called with the database before anybody else can see it; must not keep it
   // Failures a file of that name is there already, or a log that another database left
   //          (NAME-wal, NAME-shm, NAME-journal); no room on the device; what fill throws
-  // After a failure there is no file. After success all that fill stored has reached the device.
+  // After a failure there is no file. After success all that fill stored has reached the device. On
+  // a server the tables are made in the empty database of that address, and stay when fill fails.
   static QualityDatabase Create(const std::string& path,
                                 const std::function<void(QualityDatabase&)>& fill = {});
 
   // Imports a file into the database of that name, which is made if there is none. A refused file
-  // leaves no new database.
+  // leaves no new database, and no tables in an empty one of a server.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
                                  const ImportOptions& options = {});
 

@@ -15,7 +15,10 @@ class Collector final : public store::BatchTaker {
  public:
   explicit Collector(bool all_count) : all_count_(all_count) {}
 
-  void Begin(std::size_t parts) override { parts_.resize(parts); }
+  void Begin(std::size_t parts) override {
+    parts_.clear();
+    parts_.resize(parts);
+  }
 
   void Take(std::size_t part, const store::DataSet& batch) override {
     store::PieceReader reader(batch);

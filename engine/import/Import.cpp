@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/Import.h"
 
+#include <functional>
+
 #include "engine/import/import_kind.h"
+#include "engine/sql/address.h"
 #include "engine/sql/failure.h"
 #include "engine/store/SqlStore.h"
 
@@ -29,6 +32,24 @@ ImportReport TakeLines(sql::Connection& connection, const std::string& name, con
   return file.report;
 }
 
+// In one transaction, which begins with prepare.
+ImportReport TakeFile(sql::Connection& connection, const std::string& file, ImportKind kind,
+                      const ImportOptions& options, const std::function<void()>& prepare) {
+  connection.WaitForWriters(options.patience, options.waiting);
+  connection.PrepareBulk();
+  sql::Transaction transaction(connection, sql::TransactionKind::Write);
+  prepare();
+  auto report = TakeLines(connection, file, *kKinds[static_cast<std::size_t>(kind)], options);
+  transaction.Commit();
+  store::NoteWrite();
+  try {
+    connection.EmptyLog();
+  } catch (const sql::SqlError&) {
+    // What is committed stays in the log, which is emptied later.
+  }
+  return report;
+}
+
 }  // namespace
 
 std::vector<ImportKindInfo> ImportKinds() {
@@ -50,20 +71,20 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
   try {
     // Beside the store's own connection, which reads on meanwhile.
     const auto connection = store::OpenConnection(store->WholePath(), false);
-    connection->WaitForWriters(options.patience, options.waiting);
-    connection->PrepareBulk();
-    sql::Transaction transaction(*connection, sql::TransactionKind::Write);
-    auto report = TakeLines(*connection, file, *kKinds[static_cast<std::size_t>(kind)], options);
-    transaction.Commit();
-    store::NoteWrite();
-    try {
-      connection->EmptyLog();
-    } catch (const sql::SqlError&) {
-      // What is committed stays in the log, which is emptied later.
-    }
-    return report;
+    return TakeFile(*connection, file, kind, options, [] {});
   } catch (...) {
     sql::RethrowAsExternal(store->Path(), "Import");
+  }
+}
+
+ImportReport ImportIntoServer(const std::string& file, const std::string& address, ImportKind kind,
+                              const ImportOptions& options) {
+  try {
+    const auto connection = store::OpenToFill(address);
+    return TakeFile(*connection, file, kind, options,
+                    [&] { store::MakeTablesToFill(*connection, address); });
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(address), "Import");
   }
 }
 

@@ -26,5 +26,8 @@ std::optional<ImportKind> ImportKindFromWord(std::string_view word);
 // is then unchanged. Analyses on the same database go on meanwhile and see all of it or nothing.
 ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
                        const ImportOptions& options = {});
+// The same into a database on a server, whose tables are made with it where it is empty.
+ImportReport ImportIntoServer(const std::string& file, const std::string& address, ImportKind kind,
+                              const ImportOptions& options);
 
 }  // namespace orvspc::engine::import

@@ -281,6 +281,7 @@ void ValuesWriter::Store() {
     writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
     begin = end;
   }
+  writer.Finish();
   measurements.clear();
   streams.clear();
   places.clear();
@@ -418,34 +419,43 @@ void ValuesWriter::CheckDefectives() {
 }
 
 void ValuesWriter::WriteComments() {
-  static const auto insert = InsertNew("comment(subgroup, test, tsno, time, employee, note)");
+  if (batch_.comments.empty()) return;
+  const auto rows = db_.InsertMany("comment(id, subgroup, test, tsno, time, employee, note)",
+                                   sql::OnConflict::Fail);
   for (const auto& [place, comments] : batch_.comments) {
     const auto& record = batch_.records[place];
     const auto [subgroup, is_new] = subgroups_[record.subgroup];
     const auto time = batch_.subgroups[record.subgroup].time;
     const auto test = record.stream->test;
     for (const auto& [tsno, employee, note] : comments) {
+      // Those that came with earlier lines are stored by then.
+      if (!is_new) rows->Finish();
       if (!is_new && IntOf(db_,
                            "SELECT 1 FROM comment WHERE subgroup = ?1 AND time = ?2 AND test = ?3 "
                            "AND tsno = ?4 AND coalesce(employee, 0) = ?5 AND note = ?6",
                            subgroup, time, test, tsno, employee, note)) {
         continue;
       }
-      Add(db_, insert, subgroup, test, tsno, time, Reference{employee}, note);
+      rows->Bind(sql::TakeIds(db_, "comment"), subgroup, test, tsno, time, Reference{employee},
+                 note);
+      rows->Add();
     }
   }
+  rows->Finish();
 }
 
 void ValuesWriter::WriteDescriptors() {
   auto& all = batch_.descriptors;
   std::ranges::sort(all);
   all.erase(std::unique(all.begin(), all.end()), all.end());
+  if (all.empty()) return;
+  const auto rows =
+      db_.InsertMany("subgroup_descriptor(subgroup, descriptor, tsno)", sql::OnConflict::Skip);
   for (const auto& [subgroup, descriptor, tsno] : all) {
-    Run(db_,
-        "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-        "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
-        subgroups_[subgroup].id, descriptor, tsno);
+    rows->Bind(subgroups_[subgroup].id, descriptor, tsno);
+    rows->Add();
   }
+  rows->Finish();
 }
 
 }  // namespace orvspc::engine::import

@@ -124,11 +124,12 @@ class Statement : public Parameters {
 };
 
 // Many rows for one table: bind the columns of a row, then Add. A row may reach the table as late
-// as at Finish. Functions throw SqlError.
+// as at Finish; a transaction with rows that were not finished may fail to commit. Functions throw
+// SqlError.
 class BulkRows : public Parameters {
  public:
   virtual void Add() = 0;
-  // Returns the rows stored.
+  // Returns the rows stored since the last call. More may follow.
   virtual std::int64_t Finish() = 0;
 };
 
@@ -159,7 +160,7 @@ class Connection {
   virtual void Execute(const std::string& sql) = 0;
   // The same for statements that define tables, which are written as SQLite spells them.
   virtual void Define(const std::string& sql) { Execute(sql); }
-  // For rows such as "part(id, name)". Nothing else writes to the table meanwhile.
+  // For rows such as "part(id, name)".
   virtual std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) = 0;
 
   virtual void Begin(TransactionKind kind) = 0;

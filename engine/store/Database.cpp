@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <random>
@@ -95,21 +96,27 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
   return version > 0 && version < schema::kSchemaVersion;
 }
 
-// Brings the database to the present schema. Looked at again under the write lock: another program
-// may have made it in the meantime. Returns whether it was empty.
+// Brings the database to the present schema, inside a write transaction. Returns whether it was
+// empty.
+bool MakeTables(sql::Connection& connection, const std::string& path, bool create) {
+  const auto version = SchemaOf(connection, path, create);
+  if (version == schema::kSchemaVersion) return false;
+  schema::BringForward(connection, version);
+  MoveValues(connection);
+  return version == 0;
+}
+
+// The same in a transaction of its own, where it is needed. Looked at again under the write lock:
+// another program may have made it in the meantime.
 bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
-  for (const auto kind : {sql::TransactionKind::Read, sql::TransactionKind::Write}) {
-    sql::Transaction transaction(connection, kind);
-    const auto version = SchemaOf(connection, path, create);
-    if (version == schema::kSchemaVersion) return false;
-    if (kind == sql::TransactionKind::Write) {
-      schema::BringForward(connection, version);
-      MoveValues(connection);
-    }
-    transaction.Commit();
-    if (kind == sql::TransactionKind::Write) return version == 0;
+  {
+    const sql::Transaction reading(connection, sql::TransactionKind::Read);
+    if (SchemaOf(connection, path, create) == schema::kSchemaVersion) return false;
   }
-  return false;
+  sql::Transaction writing(connection, sql::TransactionKind::Write);
+  const bool was_empty = MakeTables(connection, path, create);
+  writing.Commit();
+  return was_empty;
 }
 
 // Of several programs that open an older file at once, each keeps the others from being alone with
@@ -143,12 +150,10 @@ std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool creat
   return opened;
 }
 
-std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address, bool create, bool* made) {
+std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address,
+                                              const std::function<void(sql::Connection&)>& check) {
   try {
-    return sql::OpenServer(address, [&](sql::Connection& connection) {
-      const bool was_empty = Prepare(connection, address, create);
-      if (made != nullptr) *made = was_empty;
-    });
+    return sql::OpenServer(address, check);
   } catch (const sql::SqlError& error) {
     RefuseFile(address, sql::ReasonOf(error));
   }
@@ -211,7 +216,12 @@ void RefuseFile(const std::string& path, const std::string& reason) {
 }
 
 std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create, bool* made) {
-  if (sql::IsAddress(path)) return OpenOnServer(path, create, made);
+  if (sql::IsAddress(path)) {
+    return OpenOnServer(path, [&](sql::Connection& connection) {
+      const bool was_empty = Prepare(connection, path, create);
+      if (made != nullptr) *made = was_empty;
+    });
+  }
   CheckFile(path, create);
   const auto why_read_only = WhyReadOnly(path);
   if (create && !why_read_only.empty()) RefuseFile(path, why_read_only);
@@ -230,6 +240,14 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
   }
+}
+
+std::unique_ptr<sql::Connection> OpenToFill(const std::string& address) {
+  return OpenOnServer(address, [](sql::Connection&) {});
+}
+
+void MakeTablesToFill(sql::Connection& connection, const std::string& address) {
+  MakeTables(connection, address, true);
 }
 
 StoreHandle::StoreHandle(std::shared_ptr<SqlStore> store) {
@@ -262,6 +280,14 @@ std::vector<Note> TakeNotes() {
   std::vector<Note> notes;
   for (auto& each : std::exchange(thread_notes.notes, {})) notes.push_back(std::move(each.note));
   return notes;
+}
+
+std::size_t NoteCount() { return thread_notes.notes.size(); }
+
+void KeepNotes(std::size_t count) {
+  auto& notes = thread_notes.notes;
+  if (count < notes.size())
+    notes.erase(notes.begin() + static_cast<std::ptrdiff_t>(count), notes.end());
 }
 
 std::vector<Note> TakeNotes(std::int32_t handle) {

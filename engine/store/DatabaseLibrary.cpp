@@ -221,6 +221,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETDESCDATA(std::int32_t, std::int32_t Conn
     bool cut = false;
     std::vector<API_DescriptorData> rows;
     store->ReadOrThrow([&](sql::Connection& db) {
+      cut = false;
       rows = CollectDescriptors(db, Subgroups.As<API_SubgroupData>(), out.size(), cut);
     });
     std::ranges::copy(rows, out.begin());
@@ -270,6 +271,8 @@ std::int32_t DatabaseLibrary::VLXDBL_FINDSGRPCMNT(
     std::vector<FoundComment> found;
     bool text_cut = false;
     store->ReadOrThrow([&](sql::Connection& db) {
+      found.clear();
+      text_cut = false;
       sql::Query query(db,
                        "SELECT c.subgroup, c.time, c.test, c.tsno, e.name, c.note FROM comment c "
                        "LEFT JOIN employee e ON e.id = c.employee "

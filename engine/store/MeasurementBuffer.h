@@ -18,7 +18,7 @@ class MeasurementBuffer {
 
   void Add(std::int64_t stream, const Measurement& measurement) {
     constexpr std::size_t kMaxRows = 1 << 18;
-    if (stream != stream_ || values_.size() >= kMaxRows) Flush();
+    if (stream != stream_ || values_.size() >= kMaxRows) Write();
     stream_ = stream;
     measurements_.push_back(measurement);
     values_.insert(values_.end(), measurement.values.begin(), measurement.values.end());
@@ -30,6 +30,12 @@ class MeasurementBuffer {
 
   // Writes what is left. Needed at the end.
   void Flush() {
+    Write();
+    writer_.Finish();
+  }
+
+ private:
+  void Write() {
     std::size_t value = 0, key = 0;
     for (auto& each : measurements_) {
       each.values = std::span(values_).subspan(value, each.values.size());
@@ -43,7 +49,6 @@ class MeasurementBuffer {
     keys_.clear();
   }
 
- private:
   StreamWriter writer_;
   std::int64_t stream_ = 0;
   std::vector<Measurement> measurements_;

@@ -72,9 +72,19 @@ void SqlStore::RefreshSoon() {
 void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   const std::lock_guard lock(mutex_);
   if (connection_->InTransaction()) return work(*connection_);
-  const auto transaction = BeginCurrent(sql::TransactionKind::Read);
-  work(*connection_);
-  transaction->Commit();
+  const auto read = [&] {
+    const auto transaction = BeginCurrent(sql::TransactionKind::Read);
+    work(*connection_);
+    transaction->Commit();
+  };
+  const auto notes = NoteCount();
+  try {
+    return read();
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Lost) throw;
+  }
+  KeepNotes(notes);
+  read();
 }
 
 void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
@@ -183,7 +193,8 @@ bool SqlStore::IsLarge(const API_DSInfo& info) {
 
 bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet* out, BatchTaker* taker) {
-  const auto run = [&] {
+  return KeepFailures(this, [&] {
+    const std::lock_guard lock(mutex_);
     TwoThreads threads;
     threads.from = sharing_.from;
     threads.is_large = IsLarge(info);
@@ -192,32 +203,21 @@ bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
       if (!second) second = SecondReader::Open(*connection_);
       if (second && second->Note()) threads.second = second.get();
     }
-    auto resolved = info;
+    API_DSInfo resolved;
     ReadOrThrow([&](sql::Connection& connection) {
+      resolved = info;
+      threads.used = false;
+      if (out != nullptr) *out = {};
       RunSelection(connection, cache_, resolved, filter, options, threads, out, taker);
     });
     info = resolved;
     if (threads.used) ++sharing_.count;
     return true;
-  };
-  return KeepFailures(this, [&] {
-    const std::lock_guard lock(mutex_);
-    // What has been handed out in batches cannot be taken back, nor what a transaction around this
-    // has read.
-    const bool may_repeat = out != nullptr && !connection_->InTransaction();
-    try {
-      return run();
-    } catch (const sql::SqlError& error) {
-      if (error.Which() != sql::SqlError::Kind::Lost || !may_repeat) throw;
-    }
-    *out = {};
-    return run();
   });
 }
 
 bool SqlStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                       const SelectOptions& options, DataSet& out) {
-  out = {};
   const bool done = RunShared(info, filter, options, &out, nullptr);
   if (!done) out = {};
   return done;

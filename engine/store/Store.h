@@ -45,7 +45,8 @@ struct SelectOptions {
 class BatchTaker {
  public:
   virtual ~BatchTaker() = default;
-  // Once, before the first batch. Parts put one after the other are the selection stream by stream.
+  // Before the first batch; what came before an earlier call is void. Parts put one after the other
+  // are the selection stream by stream.
   virtual void Begin(std::size_t parts) = 0;
   // The next subgroups of a part, oldest first; a batch of the only part may mix streams. Two
   // threads may bring batches of different parts at the same time.
@@ -97,7 +98,9 @@ class Store {
   // For analyses with SQL of their own. By default a store has no database: ReadOrThrow and Cache
   // throw std::logic_error, and Path is empty.
   //
-  // Runs work inside a read transaction, the cache being current. Throws what work throws.
+  // Runs work inside a read transaction, the cache being current. Work that loses its connection to
+  // a server is run once more, from its beginning, without the notes that it has added; inside a
+  // transaction of its caller, with all of that one's work. Throws what work throws.
   virtual void ReadOrThrow(const std::function<void(sql::Connection&)>& work);
   // The same, but keeps a failure and returns false.
   bool Read(const std::function<void(sql::Connection&)>& work);
@@ -119,6 +122,9 @@ inline constexpr std::size_t kMaxNotes = 100'000;
 void AddNote(std::string code, std::string text, std::string stream = {});
 // Those since the last call.
 std::vector<Note> TakeNotes();
+// How many notes of the thread there are, and none but as many of them.
+std::size_t NoteCount();
+void KeepNotes(std::size_t count);
 // Those of one database.
 std::vector<Note> TakeNotes(std::int32_t handle);
 

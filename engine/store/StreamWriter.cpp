@@ -11,6 +11,20 @@ RecordKey KeyOf(const Measurement& measurement) { return {measurement.time, meas
 
 }  // namespace
 
+StreamWriter::StreamWriter(sql::Connection& db, std::size_t max_hot)
+    : db_(db),
+      max_hot_(max_hot),
+      hot_(db.InsertMany("measurement(stream, time, subgroup, packed)", sql::OnConflict::Fail)),
+      chunks_(db.InsertMany("measurement_chunk(stream, first_time, first_subgroup, last_time, "
+                            "last_subgroup, count, packed)",
+                            sql::OnConflict::Fail)) {}
+
+void StreamWriter::Finish() {
+  hot_->Finish();
+  chunks_->Finish();
+  unfinished_.clear();
+}
+
 void StreamWriter::Write(std::int64_t stream, std::span<const Measurement> measurements) {
   std::vector<Change> changes;
   changes.reserve(measurements.size());
@@ -26,13 +40,16 @@ void StreamWriter::Remove(std::int64_t stream, std::span<const RecordKey> keys) 
 
 void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   if (changes.empty()) return;
+  // What is on its way is not seen by what reads here.
+  if (unfinished_.contains(stream)) Finish();
+  unfinished_.insert(stream);
   stream_ = stream;
   ChangeSealed(changes);
-  if (HasRoomFor(changes.size())) {
-    WriteHot(changes);
-  } else {
-    Seal(changes);
+  if (changes.size() <= max_hot_) {
+    const auto hot = HotKeys();
+    if (hot.size() + changes.size() <= max_hot_) return WriteHot(changes, hot);
   }
+  Seal(changes);
 }
 
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
@@ -59,33 +76,33 @@ void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
     next = changes.erase(rest, end);
     if (!of_chunk.empty()) Repack(&sealed, of_chunk, false);
   }
+  // Sealing reads the chunks.
+  chunks_->Finish();
 }
 
-// Whether so many more rows of the stream may stay hot.
-bool StreamWriter::HasRoomFor(std::size_t count) {
-  if (count > max_hot_) return false;
+// Of the stream, in order: all, or one more than may stay hot.
+std::vector<RecordKey> StreamWriter::HotKeys() {
+  std::vector<RecordKey> keys;
   sql::Query query(db_,
-                   "SELECT count(*) FROM (SELECT 1 FROM measurement WHERE stream = ?1 LIMIT ?2) m",
+                   "SELECT time, subgroup FROM measurement WHERE stream = ?1 "
+                   "ORDER BY time, subgroup LIMIT ?2",
                    stream_, max_hot_ + 1);
-  return query.Step() && static_cast<std::size_t>(query.Int64(0)) + count <= max_hot_;
+  while (query.Step()) keys.push_back({query.Int(0), query.Int(1)});
+  return keys;
 }
 
-void StreamWriter::WriteHot(Changes changes) {
-  sql::Query put(db_,
-                 "INSERT INTO measurement(stream, time, subgroup, packed) VALUES(?1, ?2, ?3, ?4) "
-                 "ON CONFLICT(stream, time, subgroup) DO UPDATE SET packed = excluded.packed");
-  sql::Query remove(db_,
-                    "DELETE FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3");
+void StreamWriter::WriteHot(Changes changes, std::span<const RecordKey> hot) {
   for (const auto& [key, measurement] : changes) {
-    if (measurement == nullptr) {
-      remove.Bind(stream_, key.time, key.subgroup);
-      remove.Run();
-      continue;
+    if (std::ranges::binary_search(hot, key)) {
+      sql::Query(db_, "DELETE FROM measurement WHERE stream = ?1 AND time = ?2 AND subgroup = ?3",
+                 stream_, key.time, key.subgroup)
+          .Run();
     }
+    if (measurement == nullptr) continue;
     packer_.Add(*measurement);
     packer_.Pack(stream_, packed_);
-    put.Bind(stream_, key.time, key.subgroup, packed_);
-    put.Run();
+    hot_->Bind(stream_, key.time, key.subgroup, packed_);
+    hot_->Add();
   }
 }
 
@@ -136,6 +153,8 @@ void StreamWriter::Seal(Changes changes) {
                        (!before || (!behind && former->chunk.Last() < here.front().key));
     const bool is_last = !behind || (!before && !stays && !ChunkBehind(db_, stream_, *behind));
     Repack(former && !stays ? &*former : nullptr, here, is_last);
+    // The chunk that was behind is the one before what is still to be placed.
+    if (!before) chunks_->Finish();
   }
 }
 
@@ -182,11 +201,8 @@ void StreamWriter::StoreChunk() {
   const auto first = packer_.First(), last = packer_.Last();
   const auto count = packer_.Count();
   packer_.Pack(stream_, packed_);
-  sql::Query(db_,
-             "INSERT INTO measurement_chunk(stream, first_time, first_subgroup, last_time, "
-             "last_subgroup, count, packed) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
-             stream_, first.time, first.subgroup, last.time, last.subgroup, count, packed_)
-      .Run();
+  chunks_->Bind(stream_, first.time, first.subgroup, last.time, last.subgroup, count, packed_);
+  chunks_->Add();
 }
 
 }  // namespace orvspc::engine::store

@@ -3,8 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
+#include <unordered_set>
 #include <vector>
 
 #include "engine/sql/Connection.h"
@@ -20,14 +22,15 @@ class StreamWriter {
   // More hot rows than these are sealed.
   static constexpr std::size_t kMaxHot = 20;
 
-  explicit StreamWriter(sql::Connection& db, std::size_t max_hot = kMaxHot)
-      : db_(db), max_hot_(max_hot) {}
+  explicit StreamWriter(sql::Connection& db, std::size_t max_hot = kMaxHot);
 
   // Stores measurements, ordered by time and subgroup, each of another subgroup. One that is stored
   // already is replaced.
   void Write(std::int64_t stream, std::span<const Measurement> measurements);
   // Removes records, in order. Those that are not there are passed over.
   void Remove(std::int64_t stream, std::span<const RecordKey> keys);
+  // Until then, what was written may be on its way. Needed at the end.
+  void Finish();
 
  private:
   // A record to be stored, or to be removed where there is nothing to put.
@@ -40,8 +43,8 @@ class StreamWriter {
   void Apply(std::int64_t stream, std::vector<Change> changes);
   // Applies those changes to chunks that have a record of the same key, and drops them.
   void ChangeSealed(std::vector<Change>& changes);
-  bool HasRoomFor(std::size_t count);
-  void WriteHot(Changes changes);
+  std::vector<RecordKey> HotKeys();
+  void WriteHot(Changes changes, std::span<const RecordKey> hot);
   void Seal(Changes changes);
   // Stores the records of a chunk, which goes, with these changes as one or more chunks.
   void Repack(const SealedChunk* former, Changes changes, bool is_last);
@@ -49,7 +52,9 @@ class StreamWriter {
 
   sql::Connection& db_;
   std::size_t max_hot_;
-  std::int64_t stream_ = 0;  // that is written to
+  std::unique_ptr<sql::BulkRows> hot_, chunks_;
+  std::unordered_set<std::int64_t> unfinished_;  // streams
+  std::int64_t stream_ = 0;                      // that is written to
   ChunkPacker packer_;
   std::vector<std::byte> packed_;
 };

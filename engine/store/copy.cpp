@@ -61,26 +61,26 @@ class Copy {
   void CopyTable(const Table& table) {
     const auto columns = ColumnsOf(table);
     sql::Query select(from_, SelectStored(table));
-    auto& insert = to_.Prepared(InsertStored(table));
+    const auto rows = to_.InsertMany(RowOf(table), sql::OnConflict::Fail);
     while (select.Step()) {
       bool is_taken = true;
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto column = static_cast<int>(i);
         const auto kind = columns[i].kind;
         if (select.IsNull(column)) {
-          insert.BindNull(column + 1);
+          rows->BindNull(column + 1);
         } else if (kind == ColumnKind::Real) {
-          insert.BindReal(column + 1, select.Real(column));
+          rows->BindReal(column + 1, select.Real(column));
         } else if (kind == ColumnKind::Text) {
-          insert.BindText(column + 1, select.Text(column));
+          rows->BindText(column + 1, select.Text(column));
         } else {
-          insert.BindInt(column + 1, select.Int64(column));
+          rows->BindInt(column + 1, select.Int64(column));
         }
         if (kind == ColumnKind::Subgroup) is_taken = is_taken && Takes(select.Int(column));
       }
-      if (is_taken) insert.Step();
-      insert.Reset();
+      if (is_taken) rows->Add();
     }
+    rows->Finish();
   }
 
   void CopySubgroups() {

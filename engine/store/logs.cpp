@@ -146,6 +146,7 @@ std::int32_t DatabaseLibrary::VLXDBL_GETEVENTS(std::int32_t, std::int32_t Connec
     std::vector<API_EventData> rows;
     store->ReadOrThrow([&](sql::Connection& db) {
       const auto& names = store->Cache().Names(catalogue::ItemKind::EventName);
+      rows.clear();
       for (const auto id : Events.first(static_cast<std::size_t>(Count))) {
         const auto event = ReadEvent(db, id);
         rows.push_back(event ? WireRow(*event, names) : API_EventData{});

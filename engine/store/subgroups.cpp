@@ -50,8 +50,8 @@ std::vector<std::byte> PackBlock(std::span<const SubgroupFacts> subgroups) {
     before = each.label;
   }
   BlockHead head{kVersion, 0, static_cast<std::uint16_t>(subgroups.size()), 0};
-  std::vector<std::byte> packed;
-  Append(packed, head);
+  std::vector<std::byte> packed(sizeof head);
+  std::memcpy(packed.data(), &head, sizeof head);
   for (const auto& column : columns) AppendColumn(packed, column);
   const auto text = std::as_bytes(std::span(rests));
   packed.insert(packed.end(), text.begin(), text.end());
@@ -88,11 +88,14 @@ bool UnpackBlock(std::span<const std::byte> packed, std::int32_t block,
   return at == end;
 }
 
-void StoreBlock(sql::Connection& db, std::span<const SubgroupFacts> subgroups) {
+std::unique_ptr<sql::BulkRows> Blocks(sql::Connection& db) {
+  return db.InsertMany("subgroup_block(block, packed)", sql::OnConflict::Fail);
+}
+
+void StoreBlock(sql::BulkRows& blocks, std::span<const SubgroupFacts> subgroups) {
   const auto packed = PackBlock(subgroups);
-  sql::Query(db, "INSERT INTO subgroup_block(block, packed) VALUES(?1, ?2)",
-             BlockOf(subgroups.front().id), packed)
-      .Run();
+  blocks.Bind(BlockOf(subgroups.front().id), packed);
+  blocks.Add();
 }
 
 }  // namespace
@@ -244,24 +247,31 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
   return ids;
 }
 
+SubgroupWriter::SubgroupWriter(sql::Connection& db)
+    : hot_(db.InsertMany("subgroup(id, part, process, label, time)", sql::OnConflict::Fail)),
+      blocks_(Blocks(db)) {}
+
 void SubgroupWriter::Add(const SubgroupFacts& subgroup) {
-  if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) Flush();
+  if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) Store();
   list_.Add(subgroup);
-  if (IsLastOfBlock(subgroup.id)) Flush();
+  if (IsLastOfBlock(subgroup.id)) Store();
 }
 
 void SubgroupWriter::Flush() {
+  Store();
+  hot_->Finish();
+  blocks_->Finish();
+}
+
+void SubgroupWriter::Store() {
   if (list_.IsEmpty()) return;
   const auto subgroups = list_.Subgroups();
   if (IsFirstOfBlock(subgroups.front().id) && IsLastOfBlock(subgroups.back().id)) {
-    StoreBlock(db_, subgroups);
+    StoreBlock(*blocks_, subgroups);
   } else {
-    sql::Query insert(db_,
-                      "INSERT INTO subgroup(id, part, process, label, time) "
-                      "VALUES(?1, ?2, ?3, ?4, ?5)");
     for (const auto& each : subgroups) {
-      insert.Bind(each.id, each.part, each.process, each.label, each.time);
-      insert.Run();
+      hot_->Bind(each.id, each.part, each.process, each.label, each.time);
+      hot_->Add();
     }
   }
   list_.Clear();
@@ -274,8 +284,9 @@ void SealSubgroups(sql::Connection& db) {
   const auto first = BlockOf(ends.Int(0)), last = BlockOf(ends.Int(1));
   if (last - first < kMaxHotBlocks) return;
   SubgroupList list;
+  const auto blocks = Blocks(db);
   const auto seal = [&] {
-    if (!list.Subgroups().empty()) StoreBlock(db, list.Subgroups());
+    if (!list.Subgroups().empty()) StoreBlock(*blocks, list.Subgroups());
     list.Clear();
   };
   {
@@ -289,6 +300,7 @@ void SealSubgroups(sql::Connection& db) {
     }
     seal();
   }
+  blocks->Finish();
   sql::Query(db, "DELETE FROM subgroup WHERE id < ?1", last * kBlockSize).Run();
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -58,13 +59,15 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
 // sealed at once.
 class SubgroupWriter {
  public:
-  explicit SubgroupWriter(sql::Connection& db) : db_(db) {}
+  explicit SubgroupWriter(sql::Connection& db);
   void Add(const SubgroupFacts& subgroup);
   // Stores what is left. Needed at the end.
   void Flush();
 
  private:
-  sql::Connection& db_;
+  void Store();
+
+  std::unique_ptr<sql::BulkRows> hot_, blocks_;
   SubgroupList list_;  // of one block
 };
 

@@ -77,7 +77,7 @@ constexpr Table kTables[] = {
      "valid_from:i valid_to:i who:t made:i"},
 };
 
-enum class Form { Named, Stored, Insert };
+enum class Form { Named, Stored };
 
 // The name of the row with an identifier.
 std::string NameExpression(std::string_view table, const std::string& id) {
@@ -110,23 +110,14 @@ std::string Expression(const Column& column) {
 }
 
 std::string TextOf(const Table& table, Form form) {
-  std::string columns, places, order;
-  int place = 0;
+  std::string columns, order;
   for (const auto& column : ColumnsOf(table)) {
     if (column.kind == ColumnKind::Id) order = " ORDER BY x.id";
     if (column.kind == ColumnKind::Id && form == Form::Named) continue;
-    const auto* const comma = place == 0 ? "" : ", ";
-    const auto name = std::string(column.name);
-    columns += comma + (form == Form::Named    ? Expression(column)
-                        : form == Form::Stored ? "x." + name
-                                               : name);
-    places += comma + ("?" + std::to_string(++place));
+    if (!columns.empty()) columns += ", ";
+    columns += form == Form::Named ? Expression(column) : "x." + std::string(column.name);
   }
-  const auto name = std::string(table.name);
-  if (form == Form::Insert) {
-    return "INSERT INTO " + name + "(" + columns + ") VALUES(" + places + ")";
-  }
-  return "SELECT " + columns + " FROM " + name + " x" + order;
+  return "SELECT " + columns + " FROM " + std::string(table.name) + " x" + order;
 }
 
 // Texts of statements must live as long as connections.
@@ -134,7 +125,7 @@ std::string_view KeptTextOf(const Table& table, Form form) {
   static const auto texts = [] {
     std::map<std::pair<std::string_view, Form>, std::string> all;
     for (const auto& each : kTables) {
-      for (const auto each_form : {Form::Named, Form::Stored, Form::Insert}) {
+      for (const auto each_form : {Form::Named, Form::Stored}) {
         all[{each.name, each_form}] = TextOf(each, each_form);
       }
     }
@@ -170,6 +161,14 @@ std::vector<Column> ColumnsOf(const Table& table) {
 
 std::string_view SelectNamed(const Table& table) { return KeptTextOf(table, Form::Named); }
 std::string_view SelectStored(const Table& table) { return KeptTextOf(table, Form::Stored); }
-std::string_view InsertStored(const Table& table) { return KeptTextOf(table, Form::Insert); }
+
+std::string RowOf(const Table& table) {
+  std::string columns;
+  for (const auto& column : ColumnsOf(table)) {
+    if (!columns.empty()) columns += ", ";
+    columns += column.name;
+  }
+  return std::string(table.name) + "(" + columns + ")";
+}
 
 }  // namespace orvspc::engine::store

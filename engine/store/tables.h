@@ -42,7 +42,7 @@ std::vector<Column> ColumnsOf(const Table& table);
 std::string_view SelectNamed(const Table& table);
 // Selects every row as it is stored, in the same order.
 std::string_view SelectStored(const Table& table);
-// Inserts a row as it is stored.
-std::string_view InsertStored(const Table& table);
+// A row as it is stored: "part(id, name)".
+std::string RowOf(const Table& table);
 
 }  // namespace orvspc::engine::store

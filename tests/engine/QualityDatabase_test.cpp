@@ -374,6 +374,7 @@ TEST_F(QualityDatabaseTest, ARefusedFileLeavesNoDatabase) {
   const auto file = CsvFile("part,process\n");
   EXPECT_NE(FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); }), "");
   EXPECT_EQ(Files(), FileSet({"in.csv"}));
+  EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "") << "no tables either";
 }
 
 TEST_F(QualityDatabaseTest, ImportIntoAddsToADatabaseThatIsThere) {

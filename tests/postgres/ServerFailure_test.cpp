@@ -1,83 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <csignal>
-#include <thread>
-
-#include "tests/engine/store/store_fixture.h"
+#include "tests/postgres/server_fixture.h"
 
 // What fails on a server says why in one line, leaves nothing half stored, and shows no password.
 namespace orvspc::engine::store {
 namespace {
 
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-// With the commands of tests/postgres/cluster.sh.
-void Control(const char* name) {
-  const auto command = Environment(name);
-  ASSERT_NE(command, "") << "run by tests/postgres/run.sh";
-  ASSERT_EQ(std::system(("( " + command + " ) >/dev/null 2>&1").c_str()), 0) << name;
-}
-
-void Psql(const std::string& sql, const std::string& database = "quality") {
-  const auto line = "psql -q -v ON_ERROR_STOP=1 -h '" + Environment("ORVSPC_TEST_SERVER") +
-                    "' -U postgres -d " + database + " -c \"" + sql + "\" >/dev/null 2>&1";
-  ASSERT_EQ(std::system(line.c_str()), 0) << sql;
-}
-
-class ServerFailureTest : public StoreTest {
- protected:
-  static void SetUpTestSuite() { ASSERT_TRUE(tests::OnServer()) << "run by tests/postgres/run.sh"; }
-  static std::string AddressOf(const std::string& user, const std::string& database,
-                               const std::string& more = {}) {
-    return "postgresql://" + user + "@/" + database + "?host=" + Environment("ORVSPC_TEST_SERVER") +
-           more;
-  }
-  // As another role, in the schema of this test.
-  std::string As(const std::string& role) const {
-    auto address = Path();
-    return address.replace(address.find("postgres@"), 9, role + "@");
-  }
-  std::string Schema() const {
-    const auto path = Path();
-    return path.substr(path.rfind("%3D") + 3);
-  }
-
-  static std::string OpeningFailure(const std::string& address, bool create = false) {
-    return Checked(FailureOf([&] { OpenDatabase(address, create); }));
-  }
-  // One line without a password, or nothing.
-  static std::string Checked(std::string failure) {
-    EXPECT_EQ(failure.find('\n'), failure.npos) << failure;
-    EXPECT_EQ(failure.find("hush"), failure.npos) << failure;
-    return failure;
-  }
-  // What is said behind the address.
-  static std::string Reason(const std::string& failure) {
-    const auto at = failure.rfind(": ");
-    return at == failure.npos ? failure : failure.substr(at + 2);
-  }
-
-  std::string Values(int from, int count) const {
-    std::string text = "part,process,test,subgroup,time,value\n";
-    for (int i = from; i < from + count; ++i) {
-      char time[40];
-      std::snprintf(time, sizeof time, "2024-01-%02dT%02d:%02d:%02d", 1 + i / 86400, i / 3600 % 24,
-                    i / 60 % 60, i % 60);
-      text += "A,P,T," + std::to_string(i) + "," + time + "," + std::to_string(i % 7) + "\n";
-    }
-    return text;
-  }
-  std::size_t Stored() {
-    FlatSelection all;
-    return Select(all.info, all.Filter()).subgroups.size();
-  }
-};
+class ServerFailureTest : public ServerTest {};
 
 TEST_F(ServerFailureTest, WhatIsNotThereIsNamed) {
   const auto refused = OpeningFailure("postgresql://eve:hush@/quality?host=/nowhere");
@@ -238,42 +166,22 @@ TEST_F(ServerFailureTest, AWriterThatWaitsTooLongSaysSo) {
   EXPECT_EQ(Stored(), 3U);
 }
 
-TEST_F(ServerFailureTest, NoReaderSeesHalfOfWhatManyWritersStore) {
-  constexpr int kWriters = 20, kReaders = 50, kImports = 3, kSubgroups = 40;
-  Import(Values(0, kSubgroups));
-  std::atomic<int> writing = kWriters, halves = 0, readings = 0;
-  std::atomic<int> failed = 0;
-  std::vector<std::thread> threads;
-  for (int writer = 0; writer < kWriters; ++writer) {
-    threads.emplace_back([&, writer] {
-      auto database = QualityDatabase::Open(Path());
-      const auto file = folder_.File("of" + std::to_string(writer) + ".csv");
-      for (int i = 1; i <= kImports; ++i) {
-        auto text = Values(0, kSubgroups);
-        const auto part = "W" + std::to_string(writer) + "x" + std::to_string(i) + ",P,";
-        for (auto at = text.find("A,P,"); at != text.npos; at = text.find("A,P,", at)) {
-          text.replace(at, 4, part);
-        }
-        WriteFile(file, text);
-        if (!FailureOf([&] { database.Import(file, ImportKind::Values); }).empty()) ++failed;
-      }
-      --writing;
-    });
+TEST_F(ServerFailureTest, RowsThatWereNotFinishedAreNotLeftOutInSilence) {
+  Db();
+  const auto connection = OpenAnother(Path());
+  for (const bool finished : {false, true}) {
+    Transaction writing(*connection, TransactionKind::Write);
+    const auto rows = connection->InsertMany("part(id, name)", OnConflict::Fail);
+    rows->Bind(1, "A");
+    rows->Add();
+    if (finished) {
+      EXPECT_EQ(rows->Finish(), 1);
+      writing.Commit();
+    } else {
+      EXPECT_THROW(writing.Commit(), SqlError);
+    }
   }
-  for (int reader = 0; reader < kReaders; ++reader) {
-    threads.emplace_back([&] {
-      const auto database = QualityDatabase::Open(Path());
-      while (writing > 0) {
-        for (const auto& stream : database.Streams()) halves += stream.subgroups != kSubgroups;
-        ++readings;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(failed, 0);
-  EXPECT_EQ(halves, 0);
-  EXPECT_GT(readings, kReaders);
-  EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 1U + kWriters * kImports);
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
 }
 
 // By what the server itself reports.
@@ -308,108 +216,6 @@ TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
       EXPECT_EQ(ReasonOf(error), row.reason) << row.state;
     }
   }
-}
-
-TEST_F(ServerFailureTest, AReadingGoesOnAfterARestart) {
-  Import(Values(0, 300));
-  Opened()->Sharing().ShareFrom(50);
-  EXPECT_EQ(Stored(), 300U);
-  Control("ORVSPC_TEST_STOP");
-  FlatSelection all;
-  DataSet data;
-  EXPECT_FALSE(Opened()->Select(all.info, all.Filter(), {}, data));
-  const auto failure = Db().TakeFailure();
-  ASSERT_TRUE(failure);
-  EXPECT_NE(Checked(failure->description).find("there is no connection to its server: "),
-            std::string::npos)
-      << failure->description;
-  EXPECT_NE(OpeningFailure(Path()).find("there is no connection to its server: "),
-            std::string::npos);
-  Control("ORVSPC_TEST_START");
-  EXPECT_EQ(Stored(), 300U);
-  Control("ORVSPC_TEST_STOP");
-  Control("ORVSPC_TEST_START");
-  Data().Set("time_zone", "+02:00");
-  EXPECT_EQ(Data().Setting("time_zone"), "+02:00");
-}
-
-// The connections of others are ended while they read.
-TEST_F(ServerFailureTest, AReadingThatLosesItsConnectionIsTriedOnceMore) {
-  Import(Values(0, 3000));
-  std::atomic<bool> done = false;
-  std::thread ends([&] {
-    while (!done) {
-      Psql(
-          "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = "
-          "'orvspc' AND state <> 'idle'");
-    }
-  });
-  int read = 0, failed = 0;
-  for (int round = 0; round < 300; ++round) {
-    FlatSelection all;
-    DataSet data;
-    if (Opened()->Select(all.info, all.Filter(), {}, data)) {
-      ASSERT_EQ(data.subgroups.size(), 3000U);
-      ++read;
-    } else {
-      const auto failure = Db().TakeFailure();
-      ASSERT_TRUE(failure);
-      EXPECT_NE(Checked(failure->description).find("connection to its server"), std::string::npos)
-          << failure->description;
-      ++failed;
-    }
-  }
-  done = true;
-  ends.join();
-  EXPECT_GT(read, 290) << failed;
-}
-
-TEST_F(ServerFailureTest, AServerThatDiesInAnImportHasAllOfItOrNothing) {
-  Import(Values(0, 10));
-  WriteFile(folder_.File("many.csv"), Values(10, 60000));
-  for (const double share : {0.0, 0.2, 0.5}) {
-    bool struck = false;
-    ImportOptions options;
-    options.progress = [&](std::int64_t so_far, std::int64_t size) {
-      if (struck || static_cast<double>(so_far) < share * static_cast<double>(size)) return;
-      struck = true;
-      Control("ORVSPC_TEST_KILL");
-    };
-    const auto failure = Checked(
-        FailureOf([&] { ImportCsv(folder_.File("many.csv"), Db(), ImportKind::Values, options); }));
-    ASSERT_TRUE(struck);
-    EXPECT_EQ(Reason(failure), "the connection to its server was lost") << failure;
-    Control("ORVSPC_TEST_START");
-    EXPECT_EQ(Stored(), 10U) << share;
-  }
-}
-
-// At any moment, of the commit too.
-TEST_F(ServerFailureTest, AServerThatDiesAtAnyMomentHasAllOfAnImportOrNothing) {
-  constexpr int kSubgroups = 2000;
-  Import(Values(0, 10));
-  std::size_t before = 10;
-  int all = 0, nothing = 0;
-  for (int round = 0; round < 12; ++round) {
-    WriteFile(folder_.File("some.csv"), Values(10 + round * kSubgroups, kSubgroups));
-    std::thread killer([&] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2 + 7 * round));
-      Control("ORVSPC_TEST_KILL");
-    });
-    const auto failure = Checked(
-        FailureOf([&] { ImportCsv(folder_.File("some.csv"), Db(), ImportKind::Values, {}); }));
-    killer.join();
-    Control("ORVSPC_TEST_START");
-    const auto now = Stored();
-    if (failure.empty()) {
-      EXPECT_EQ(now, before + kSubgroups) << "what was done is there";
-    }
-    EXPECT_TRUE(now == before || now == before + kSubgroups) << now;
-    ++(now == before ? nothing : all);
-    before = now;
-  }
-  EXPECT_GT(nothing, 0);
-  EXPECT_GT(all, 0);
 }
 
 }  // namespace

@@ -6,7 +6,10 @@
 #   ORVSPC_TEST_SERVER  the folder of the socket; the server has a database "quality" and a role
 #                       "postgres" that may do anything
 #   ORVSPC_TEST_STORE   the address of that database
-#   ORVSPC_TEST_STOP, ORVSPC_TEST_START, ORVSPC_TEST_KILL  commands for the server
+#   ORVSPC_TEST_START, ORVSPC_TEST_STOP  commands that start and stop the server
+#   ORVSPC_TEST_HALT, ORVSPC_TEST_RESTART  commands that stop it, or stop and start it, without
+#                       letting anything end (immediate)
+#   ORVSPC_TEST_KILL, ORVSPC_TEST_CRASH  commands that kill its first process, or every one
 #   ORVSPC_TEST_STANDBY  a command that makes a standby of it, whose socket is in the folder
 #                        "standby" beside that of the server
 set -euo pipefail
@@ -52,7 +55,11 @@ control="cd '$folder' && ${as[*]} '$pg_ctl' -D '$folder/data' -l '$folder/server
 # What is left of a killed server goes by itself, a moment later.
 export ORVSPC_TEST_START="for i in 1 2 3 4 5 6 7 8 9; do $control start && break || sleep 0.3; done"
 export ORVSPC_TEST_STOP="$control -m fast stop"
+export ORVSPC_TEST_HALT="$control -m immediate stop"
+export ORVSPC_TEST_RESTART="$control -m immediate restart"
 export ORVSPC_TEST_KILL="kill -9 \$(head -n 1 '$folder/data/postmaster.pid')"
+export ORVSPC_TEST_CRASH="first=\$(head -n 1 '$folder/data/postmaster.pid')
+  kill -9 \$first \$(cat /proc/[0-9]*/stat 2>/dev/null | awk -v first=\$first '\$4 == first { print \$1 }') || true"
 export ORVSPC_TEST_STANDBY="cd '$folder' && ${as[*]} '$(command -v pg_basebackup)' -h '$folder' -U postgres \
   -D '$folder/standby' -R -c fast && echo \"unix_socket_directories = '$folder/standby'\" >>'$folder/standby/postgresql.conf' &&
   ${as[*]} '$pg_ctl' -D '$folder/standby' -l '$folder/standby.log' -s -w start && chmod 711 '$folder/standby'"

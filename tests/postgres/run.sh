@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The tests of the store, the selection, imports, analyses and the program against a PostgreSQL
-# server of their own: tests/postgres/run.sh FOLDER_OF_THE_TEST_PROGRAMS
+# server of their own: tests/postgres/run.sh FOLDER_OF_THE_TEST_PROGRAMS [--slow]
 set -euo pipefail
 programs=$(cd "${1:?the folder of the test programs}" && pwd)
 cd "$(dirname "$0")"
+slow=${2:-}
 of_files=$(sed '/^#/d; s/ .*//' of_files.txt | paste -sd:)
 
 suites=(engine_sql engine_store engine_import engine engine_charts engine_capability engine_pareto
@@ -16,9 +17,12 @@ run_all() {
   done
   # Last, since it stops and starts the server.
   timeout 300 "$programs/test_postgres" --gtest_brief=1 || failed=1
+  if [ "$slow" = --slow ]; then
+    timeout 1800 "$programs/test_postgres_slow" --gtest_brief=1 || failed=1
+  fi
   return $failed
 }
 export -f run_all
-export programs of_files
+export programs of_files slow
 # shellcheck disable=SC2016  # expanded by the inner shell
 ./cluster.sh bash -c "$(declare -p suites); run_all"

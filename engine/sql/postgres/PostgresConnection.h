@@ -1,15 +1,63 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
-#include "engine/sql/Connection.h"
+#include "engine/sql/postgres/Pipeline.h"
+#include "engine/sql/postgres/PostgresStatement.h"
 
 namespace orvspc::engine::sql::postgres {
 
-// Opens the database at a libpq address and calls check. Throws SqlError.
+// The database at a libpq address.
+class PostgresConnection final : public Connection {
+ public:
+  explicit PostgresConnection(std::string address) : pipeline_(std::move(address)) { Reconnect(); }
+
+  Statement& Prepared(std::string_view sql) override;
+  std::size_t PreparedCount() const override { return statements_.size(); }
+  void Execute(const std::string& sql) override;
+  void Define(const std::string& sql) override;
+  std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override;
+
+  void Begin(TransactionKind kind) override;
+  void WaitForWriters(std::chrono::milliseconds at_most, std::function<void()> on_wait) override {
+    write_patience_ = at_most;
+    on_wait_ = std::move(on_wait);
+  }
+  void Commit() override;
+  void Rollback() noexcept override;
+  bool InTransaction() const override { return pipeline_.TransactionNumber() != 0; }
+
+  std::int64_t DataVersion() override;
+  bool Reconnect() override;
+  SchemaMark Mark() override;
+  void SetMark(std::int32_t application, std::int32_t version) override;
+
+  // The server needs neither.
+  void PrepareBulk() override {}
+  bool EmptyLog() override { return true; }
+
+  std::unique_ptr<Connection> OpenReader() noexcept override;
+  void NoteState() override {}
+  bool BeginBeside(Connection& first) override;
+
+ private:
+  Pipeline pipeline_;
+  bool writing_ = false;
+  bool has_mark_ = false, had_mark_ = false;  // had: when the transaction began
+  // Keys are texts that outlive the connection.
+  std::unordered_map<std::string_view, std::unique_ptr<PostgresStatement>> statements_;
+  int numbers_ = 0;  // of statements, for their names
+  std::chrono::milliseconds write_patience_ = std::chrono::minutes(1);
+  std::function<void()> on_wait_;
+};
+
+// Opens the database and calls check. Throws SqlError.
 std::unique_ptr<Connection> OpenServer(const std::string& address,
                                        const std::function<void(Connection&)>& check);
 

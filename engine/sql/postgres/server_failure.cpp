@@ -57,17 +57,16 @@ bool HasSecret(std::string_view text, PGconn* connection) {
 
 SqlError Lost() { return {SqlError::Kind::Lost, "the connection to its server was lost"}; }
 
-SqlError FailureOf(const PGconn* connection, const PGresult* result) {
+SqlError FailureOf(const PGresult* result) {
   const auto state = result == nullptr ? std::string() : Field(result, PG_DIAG_SQLSTATE);
   for (const auto& [start, kind] : kKinds) {
     if (!state.starts_with(start)) continue;
     return kind == SqlError::Kind::Lost ? Lost()
                                         : SqlError(kind, Field(result, PG_DIAG_MESSAGE_PRIMARY));
   }
-  if (state.empty()) {
-    if (result == nullptr || PQstatus(connection) != CONNECTION_OK) return Lost();
-    return {SqlError::Kind::Other, FirstLine(PQresultErrorMessage(result))};
-  }
+  // The server's failures have a state; libpq's own are of the connection, even where its status
+  // does not say so yet.
+  if (state.empty()) return Lost();
   auto text = Field(result, PG_DIAG_MESSAGE_PRIMARY);
   for (const auto& [start, explained] : kExplained) {
     if (state.starts_with(start)) text.insert(0, explained);

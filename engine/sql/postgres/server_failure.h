@@ -11,7 +11,7 @@
 namespace orvspc::engine::sql::postgres {
 
 // Of a statement. Null: no answer came.
-SqlError FailureOf(const PGconn* connection, const PGresult* result);
+SqlError FailureOf(const PGresult* result);
 
 // Why there is no connection.
 SqlError ConnectFailureOf(PGconn* connection);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <set>
 #include <unordered_map>
+#include <utility>
 
 #include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
@@ -123,7 +124,7 @@ class SqliteRows final : public BulkRows {
     rows_ += insert_.Changes();
     insert_.Reset();
   }
-  std::int64_t Finish() override { return rows_; }
+  std::int64_t Finish() override { return std::exchange(rows_, 0); }
 
  private:
   Statement& insert_;

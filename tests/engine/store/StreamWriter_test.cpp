@@ -37,7 +37,9 @@ class StreamWriterTest : public PlantTest {
     reference_.Write(1, records);
   }
   void Remove(const std::vector<RecordKey>& keys, std::size_t max_hot = StreamWriter::kMaxHot) {
-    StreamWriter(*db_now_, max_hot).Remove(1, keys);
+    StreamWriter writer(*db_now_, max_hot);
+    writer.Remove(1, keys);
+    writer.Finish();
     reference_.Remove(1, keys);
   }
   std::int64_t Hot() { return Count(*db_now_, "measurement", 1); }
@@ -226,6 +228,7 @@ TEST_F(StreamWriterTest, StreamsDoNotTouchEachOther) {
       writer.Remove(stream, keys);
       reference_.Remove(stream, keys);
     }
+    writer.Finish();
     ExpectSound(db);
     for (std::int64_t stream = 1; stream <= 4; ++stream) {
       EXPECT_EQ(Walked(db, stream, true), reference_.Between(stream, true, INT32_MIN, INT32_MAX));

@@ -119,8 +119,10 @@ TEST_F(CopyTest, TheDigestDoesNotDependOnWhatIsSealed) {
       ForEachRecord(db, stream, [&](const RecordView& each) {
         if (first.values.empty()) first = each.Copy(values, keys);
       });
-      StreamWriter(db).Remove(stream, std::array{RecordKey{first.time, first.subgroup}});
-      StreamWriter(db).Write(stream, std::array{first});  // late, so it becomes a hot row
+      StreamWriter writer(db);
+      writer.Remove(stream, std::array{RecordKey{first.time, first.subgroup}});
+      writer.Write(stream, std::array{first});  // late, so it becomes a hot row
+      writer.Finish();
     }
   });
   EXPECT_EQ(Digest(), before);

@@ -55,7 +55,9 @@ inline void WriteRecords(Connection& db, std::int64_t stream, std::span<const St
                          std::size_t max_hot) {
   std::vector<Measurement> measurements;
   for (const auto& record : records) measurements.push_back(record.View());
-  StreamWriter(db, max_hot).Write(stream, measurements);
+  StreamWriter writer(db, max_hot);
+  writer.Write(stream, measurements);
+  writer.Finish();
 }
 
 inline std::vector<StoredRecord> Walked(Connection& db, std::int64_t stream, bool forward,

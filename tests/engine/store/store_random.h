@@ -20,7 +20,10 @@ namespace orvspc::engine::store {
 // Batches as they come, in the form of the reference.
 class CollectedBatches : public BatchTaker {
  public:
-  void Begin(std::size_t parts) override { parts_.resize(parts); }
+  void Begin(std::size_t parts) override {
+    parts_.clear();
+    parts_.resize(parts);
+  }
   void Take(std::size_t part, const DataSet& batch) override {
     for (std::size_t i = 0; i < batch.subgroups.size(); ++i) {
       auto& record = parts_[part].emplace_back();
@@ -139,7 +142,9 @@ class StoreRandomTest : public PlantTest {
         }
         for (int i = Pick(3); i > 0; --i) keys.insert({AnyTime(), NewSubgroup()});
         const std::vector<RecordKey> ordered(keys.begin(), keys.end());
-        StreamWriter(db, AnyMaxHot()).Remove(stream, ordered);
+        StreamWriter writer(db, AnyMaxHot());
+        writer.Remove(stream, ordered);
+        writer.Finish();
         reference_.Remove(stream, ordered);
       }
     }

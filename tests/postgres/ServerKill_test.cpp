@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/postgres/server_kill.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+TEST_F(ServerKillTest, AKilledImportLeavesWhatWasThereWithAllOrNothingOfTheFile) {
+  KillAtRandom(6, 1);
+}
+
+TEST_F(ServerKillTest, NoReaderSeesHalfOfWhatManyWritersStore) {
+  WriteAndRead(std::chrono::seconds(0), 3);
+}
+
+TEST_F(ServerKillTest, AServerThatDiesInAnImportHasAllOfItOrNothing) {
+  Import(Values(0, 10));
+  WriteFile(folder_.File("many.csv"), Values(10, 60000));
+  for (const double share : {0.0, 0.2, 0.5}) {
+    bool struck = false;
+    ImportOptions options;
+    options.progress = [&](std::int64_t so_far, std::int64_t size) {
+      if (struck || static_cast<double>(so_far) < share * static_cast<double>(size)) return;
+      struck = true;
+      Control("ORVSPC_TEST_KILL");
+    };
+    const auto failure = Checked(
+        FailureOf([&] { ImportCsv(folder_.File("many.csv"), Db(), ImportKind::Values, options); }));
+    ASSERT_TRUE(struck);
+    EXPECT_EQ(Reason(failure), "the connection to its server was lost") << failure;
+    Control("ORVSPC_TEST_START");
+    EXPECT_EQ(Stored(), 10U) << share;
+  }
+}
+
+// At any moment, of the commit too.
+TEST_F(ServerKillTest, AServerThatDiesAtAnyMomentHasAllOfAnImportOrNothing) {
+  constexpr int kSubgroups = 2000;
+  Import(Values(0, 10));
+  std::size_t before = 10;
+  int all = 0, nothing = 0;
+  for (int round = 0; round < 12; ++round) {
+    WriteFile(folder_.File("some.csv"), Values(10 + round * kSubgroups, kSubgroups));
+    std::thread killer([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2 + 7 * round));
+      Control("ORVSPC_TEST_KILL");
+    });
+    const auto failure = Checked(
+        FailureOf([&] { ImportCsv(folder_.File("some.csv"), Db(), ImportKind::Values, {}); }));
+    killer.join();
+    Control("ORVSPC_TEST_START");
+    const auto now = Stored();
+    if (failure.empty()) {
+      EXPECT_EQ(now, before + kSubgroups) << "what was done is there";
+    }
+    EXPECT_TRUE(now == before || now == before + kSubgroups) << now;
+    ++(now == before ? nothing : all);
+    before = now;
+  }
+  EXPECT_GT(nothing, 0);
+  EXPECT_GT(all, 0);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::store

@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "tests/postgres/server_fixture.h"
+
+// A reading that loses its connection is begun once more on a new one, whatever it has read or
+// handed out by then.
+namespace orvspc::engine::store {
+namespace {
+
+class ServerLossTest : public ServerTest {
+ protected:
+  // Every connection of ours to the server, whatever it does.
+  static void EndConnections() {
+    Psql(
+        "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = 'orvspc'");
+  }
+};
+
+TEST_F(ServerLossTest, AReadingGoesOnAfterARestart) {
+  Import(Values(0, 300));
+  Opened()->Sharing().ShareFrom(50);
+  EXPECT_EQ(Stored(), 300U);
+  Control("ORVSPC_TEST_STOP");
+  FlatSelection all;
+  DataSet data;
+  EXPECT_FALSE(Opened()->Select(all.info, all.Filter(), {}, data));
+  const auto failure = Db().TakeFailure();
+  ASSERT_TRUE(failure);
+  EXPECT_NE(Checked(failure->description).find("there is no connection to its server: "),
+            std::string::npos)
+      << failure->description;
+  EXPECT_NE(OpeningFailure(Path()).find("there is no connection to its server: "),
+            std::string::npos);
+  Control("ORVSPC_TEST_START");
+  EXPECT_EQ(Stored(), 300U);
+  Control("ORVSPC_TEST_STOP");
+  Control("ORVSPC_TEST_START");
+  Data().Set("time_zone", "+02:00");
+  EXPECT_EQ(Data().Setting("time_zone"), "+02:00");
+}
+
+// The connections of others are ended while they read.
+TEST_F(ServerLossTest, AReadingThatLosesItsConnectionIsTriedOnceMore) {
+  Import(Values(0, 3000));
+  std::atomic<bool> done = false;
+  std::thread ends([&] {
+    while (!done) {
+      Psql(
+          "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = "
+          "'orvspc' AND state <> 'idle'");
+    }
+  });
+  int read = 0, failed = 0;
+  for (int round = 0; round < 300; ++round) {
+    FlatSelection all;
+    DataSet data;
+    if (Opened()->Select(all.info, all.Filter(), {}, data)) {
+      ASSERT_EQ(data.subgroups.size(), 3000U);
+      ++read;
+    } else {
+      const auto failure = Db().TakeFailure();
+      ASSERT_TRUE(failure);
+      EXPECT_NE(Checked(failure->description).find("connection to its server"), std::string::npos)
+          << failure->description;
+      ++failed;
+    }
+  }
+  done = true;
+  ends.join();
+  EXPECT_GT(read, 290) << failed;
+}
+
+// The identifiers of the subgroups that it is given. Calls strike inside one of the batches.
+class StruckTaker final : public BatchTaker {
+ public:
+  StruckTaker(int batch, std::function<void()> strike) : left_(batch), strike_(std::move(strike)) {}
+
+  void Begin(std::size_t parts) override {
+    ++begun_;
+    parts_.clear();
+    parts_.resize(parts);
+  }
+  void Take(std::size_t part, const DataSet& batch) override {
+    if (left_-- == 0) strike_();
+    for (const auto& each : batch.subgroups) parts_[part].push_back(each.Sgrp);
+  }
+  int Begun() const { return begun_; }
+  std::vector<std::int32_t> Sorted() const {
+    std::vector<std::int32_t> all;
+    for (const auto& part : parts_) all.insert(all.end(), part.begin(), part.end());
+    std::ranges::sort(all);
+    return all;
+  }
+
+ private:
+  std::atomic<int> left_;
+  const std::function<void()> strike_;
+  int begun_ = 0;
+  std::vector<std::vector<std::int32_t>> parts_;
+};
+
+TEST_F(ServerLossTest, ASelectionInBatchesIsDeliveredAnew) {
+  constexpr int kSubgroups = 150'000;
+  Import(Values(0, kSubgroups));
+  std::vector<std::int32_t> expected(kSubgroups);
+  for (int i = 0; i < kSubgroups; ++i) expected[static_cast<std::size_t>(i)] = i + 1;
+  const std::function<void()> strikes[] = {EndConnections, [] { Control("ORVSPC_TEST_RESTART"); }};
+  int repeated = 0;
+  for (const auto& strike : strikes) {
+    for (const bool two_threads : {false, true}) {
+      for (const int batch : {0, 1, 3, 1000}) {
+        Opened()->Sharing().ShareFrom(two_threads ? 50 : kSubgroups * 10);
+        Opened()->Sharing().count = 0;
+        StruckTaker taker(batch, strike);
+        FlatSelection all;
+        EXPECT_TRUE(Opened()->SelectInBatches(all.info, all.Filter(), {}, taker))
+            << Db().TakeFailure()->description;
+        EXPECT_TRUE(taker.Sorted() == expected)
+            << taker.Sorted().size() << " subgroups, batch " << batch;
+        EXPECT_EQ(Opened()->Sharing().count, two_threads ? 1U : 0U);
+        EXPECT_LE(taker.Begun(), 2);
+        // One thread has most still to come after the first batch; a thousand there are not.
+        if (batch == 0 && !two_threads) {
+          EXPECT_EQ(taker.Begun(), 2);
+        }
+        if (batch == 1000) {
+          EXPECT_EQ(taker.Begun(), 1);
+        }
+        repeated += taker.Begun() - 1;
+        if (batch == 1000) strike();  // between two readings
+      }
+    }
+  }
+  EXPECT_GE(repeated, 2);
+  std::cout << "selections in batches that lost their connection: " << repeated << " of 16\n";
+}
+
+TEST_F(ServerLossTest, AReadIsRunOnceMoreAndNoMore) {
+  Import(Values(0, 3));
+  TakeNotes();
+  const auto store = Opened();
+  int runs = 0, inner_runs = 0;
+  std::int64_t read = 0;
+  const auto work = [&](int losses) {
+    return [&, losses](Connection& db) {
+      AddNote("read", "Once in the end.");
+      Query(db, "SELECT count(*) FROM stream").RunForInt();
+      if (runs++ < losses) EndConnections();
+      // Inside another one, which begins anew as a whole.
+      store->ReadOrThrow([&](Connection& again) {
+        ++inner_runs;
+        read = Query(again, "SELECT sum(1) FROM stream").RunForInt().value_or(0);
+      });
+    };
+  };
+  store->ReadOrThrow(work(1));
+  EXPECT_EQ(runs, 2);
+  EXPECT_EQ(inner_runs, 2);
+  EXPECT_EQ(read, 1);
+  EXPECT_EQ(TakeNotes().size(), 1U);
+  runs = 0;
+  try {
+    store->ReadOrThrow(work(2));
+    ADD_FAILURE() << "lost twice";
+  } catch (const SqlError& error) {
+    EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+  }
+  EXPECT_EQ(runs, 2);
+  runs = 0;
+  store->ReadOrThrow(work(0));
+  EXPECT_EQ(runs, 1) << "it reads on";
+}
+
+// What is written is begun once more only where nothing was under way.
+TEST_F(ServerLossTest, AWritingThatLosesItsConnectionIsNotRepeated) {
+  Import(Values(0, 3));
+  int runs = 0;
+  const auto store = Opened();
+  try {
+    store->Write([&](Connection& db) {
+      ++runs;
+      Query(db, "UPDATE test SET type = type").Run();
+      EndConnections();
+      Query(db, "UPDATE test SET type = type").Run();
+    });
+    ADD_FAILURE() << "lost";
+  } catch (const SqlError& error) {
+    EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+  }
+  EXPECT_EQ(runs, 1);
+  EndConnections();
+  store->Write([&](Connection&) { ++runs; });
+  EXPECT_EQ(runs, 2);
+}
+
+TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
+  Import(Values(0, 60'000));
+  for (const auto* name : {"copy.db", "other.db"}) {
+    int struck = 0;
+    CopyOptions options;
+    options.progress = [&](std::int64_t) {
+      if (struck++ == 0) Control("ORVSPC_TEST_RESTART");
+    };
+    const auto to = name[0] == 'c' ? folder_.File(name) : folder_.Store(name);
+    const auto failure = Checked(FailureOf([&] { Data().CopyTo(to, options); }));
+    if (name[0] == 'c') {
+      EXPECT_EQ(failure, "");
+      EXPECT_EQ(QualityDatabase::Open(to).Streams().at(0).subgroups, 60'000);
+      EXPECT_EQ(struck, 2);
+    } else {
+      // The other server was lost, too, and what it had taken.
+      EXPECT_EQ(failure, sql::WithoutPasswords(to) + ": the connection to its server was lost");
+      EXPECT_NE(OpeningFailure(to).find("is empty and no quality database"), std::string::npos);
+    }
+  }
+}
+
+// --- What others change --------------------------------------------------------------------------
+
+// Another program changes what the store keeps in memory: its next reading has the change, and a
+// reading that has begun has none of it.
+TEST_F(ServerLossTest, TheNextReadingSeesWhatAnotherProgramChanged) {
+  Import(Values(0, 30));
+  const auto part = Id(ItemKind::Part, "A"), test = Id(ItemKind::Test, "T");
+  const auto other_program = [&](const std::string& csv, const std::string& kind) {
+    WriteFile(folder_.File("other.csv"), csv);
+    const auto line = "'" ORVSPC_PROGRAM "' import '" + folder_.File("other.csv") + "' --kind " +
+                      kind + " --db '" + Path() + "' >/dev/null 2>&1";
+    ASSERT_EQ(std::system(line.c_str()), 0);
+  };
+  for (int round = 1; round <= 10; ++round) {
+    const auto usl = std::to_string(round);
+    const auto limits_before = Opened()->SpecLimits(part, test).size();
+    Opened()->ReadOrThrow([&](Connection& db) {
+      other_program("part,test,usl,lsl,effective\nA,T," + usl + ",0,20" +
+                        std::to_string(10 + round) + "-01-01\n",
+                    "limits");
+      other_program(Values(30 * round, 30), "values");
+      EXPECT_EQ(Opened()->SpecLimits(part, test).size(), limits_before);
+      EXPECT_EQ(Query(db, "SELECT count(*) FROM spec_limit").RunForInt(),
+                static_cast<std::int64_t>(limits_before))
+          << "the cache and the database are of one state";
+    });
+    EXPECT_EQ(Stored(), static_cast<std::size_t>(30 * round + 30));
+    const auto limits = Opened()->SpecLimits(part, test);
+    ASSERT_EQ(limits.size(), limits_before + 1);
+    // By hand, as the how-to says.
+    Psql("SET search_path = " + Schema() + "; UPDATE part SET name = 'A" + usl +
+         "'; UPDATE orvspc_mark SET generation = generation + 1");
+    EXPECT_EQ(Data().Name(ItemKind::Part, part), "A" + usl);
+    Psql("SET search_path = " + Schema() +
+         "; UPDATE part SET name = 'A'; UPDATE orvspc_mark SET generation = generation + 1");
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::engine::store
