@@ -166,6 +166,30 @@ TEST_F(ServerFailureTest, AWriterThatWaitsTooLongSaysSo) {
   EXPECT_EQ(Stored(), 3U);
 }
 
+// A role may have a schema of its own before the one that has the tables.
+TEST_F(ServerFailureTest, WritersOfTheSameTablesTakeTurnsWhateverTheirFirstSchema) {
+  Import(Values(0, 3));
+  const auto schema_of = [&](int i) { return Schema() + "_own" + std::to_string(i); };
+  std::vector<std::unique_ptr<Connection>> writers;
+  for (const int i : {0, 1}) {
+    Psql("CREATE SCHEMA " + schema_of(i));
+    auto path = Path();
+    path.insert(path.rfind("%3D") + 3, schema_of(i) + "%2C");
+    writers.push_back(OpenAnother(path));
+    writers.back()->WaitForWriters(std::chrono::milliseconds(100), nullptr);
+  }
+  for (const int i : {0, 1}) {
+    const Transaction writing(*writers[static_cast<std::size_t>(i)], TransactionKind::Write);
+    try {
+      const Transaction other(*writers[static_cast<std::size_t>(1 - i)], TransactionKind::Write);
+      ADD_FAILURE() << "both write";
+    } catch (const SqlError& error) {
+      EXPECT_EQ(error.Which(), SqlError::Kind::Locked) << error.what();
+    }
+  }
+  for (const int i : {0, 1}) Psql("DROP SCHEMA " + schema_of(i));
+}
+
 TEST_F(ServerFailureTest, RowsThatWereNotFinishedAreNotLeftOutInSilence) {
   Db();
   const auto connection = OpenAnother(Path());

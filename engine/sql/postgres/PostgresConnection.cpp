@@ -55,9 +55,12 @@ void PostgresConnection::Begin(TransactionKind kind) {
     // 0 would be without an end.
     const auto patience = std::to_string(std::max<std::int64_t>(write_patience_.count(), 1));
     pipeline_.SendText(("SET LOCAL lock_timeout = " + patience).c_str(), Pipeline::Kind::Statement);
-    // Writers take turns, those of each schema.
+    // Writers take turns, those of each schema: the one that has the tables, which is not the first
+    // of every search path, or the one that is to have them.
     constexpr std::string_view kLock =
-        "SELECT pg_advisory_xact_lock(1331852112, hashtext(current_schema())), "
+        "SELECT pg_advisory_xact_lock(1331852112, hashtext(coalesce("
+        "(SELECT nspname FROM pg_class AS c JOIN pg_namespace AS n ON n.oid = c.relnamespace "
+        "WHERE c.oid = to_regclass('orvspc_mark')), current_schema(), ''))), "
         "current_setting('transaction_read_only') = 'on'";
     Query lock(*this, kLock);
     lock.Send();
