@@ -11,10 +11,12 @@
 // Where a database is: the path of a file, or the address of a database on a server.
 namespace orvspc::engine::sql {
 
-// Whether it is an address: postgresql://... or postgres://...
+// Whether it is an address: postgresql://... or postgres://..., in small letters or capitals.
 bool IsAddress(std::string_view text);
 
-// What may be printed of a path or an address: all but passwords.
+// What may be printed of a path, an address or any word in place of one:
+// - of an address nothing between its user and its last @, since a password may have a / or ? in it
+// - nothing that follows "password=", whatever the text is
 std::string WithoutPasswords(std::string_view text);
 
 // Opens the database at an address, which has to be there, and calls check on the open connection.

@@ -63,7 +63,7 @@ std::string WhyReadOnly(const std::string& path) {
   if (system::IsThere(path) && !system::MayWrite(path)) return "may not be written to";
   // The write-ahead log lies beside the file.
   const auto folder = FolderOf(TargetOf(path));
-  if (!system::IsThere(folder)) return "there is no folder " + folder;
+  if (!system::IsThere(folder)) return "there is no folder " + sql::WithoutPasswords(folder);
   return system::MayWrite(folder) ? "" : "its folder may not be written to";
 }
 

@@ -9,6 +9,7 @@
 #include <random>
 #include <string_view>
 
+#include "engine/sql/address.h"
 #include "engine/store/SqlStore.h"
 #include "platform/ExternalFailure.h"
 #include "system/system.h"
@@ -103,7 +104,8 @@ DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetO
   CheckNoLogLeft(path_);
   std::string draft = target_ + ".new-" + RandomDigits();
   if (!system::MakeFile(draft)) {
-    if (errno == ENOENT) RefuseFile(path_, "there is no folder " + FolderOf(target_));
+    if (errno == ENOENT)
+      RefuseFile(path_, "there is no folder " + sql::WithoutPasswords(FolderOf(target_)));
     if (errno == EACCES || errno == EROFS) RefuseFile(path_, "its folder may not be written to");
     RefuseFile(path_, std::strerror(errno));
   }

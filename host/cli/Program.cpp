@@ -5,6 +5,7 @@
 #include <new>
 #include <sstream>
 
+#include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
 #include "frame/Failure.h"
 #include "host/cli/Output.h"
@@ -136,6 +137,20 @@ std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
   };
 }
 
+// A text that may quote words of the command line, without the passwords in them.
+std::string WithoutPasswordsOf(const std::vector<std::string>& words, std::string text) {
+  for (const auto& word : words) {
+    const auto equals = word.starts_with('-') ? word.find('=') : word.npos;
+    const auto value = word.substr(equals == word.npos ? 0 : equals + 1);
+    const auto shown = WithoutPasswords(value);
+    if (shown == value) continue;
+    for (auto at = text.find(value); at != text.npos; at = text.find(value, at + shown.size())) {
+      text.replace(at, value.size(), shown);
+    }
+  }
+  return text;
+}
+
 // The exit status; what goes wrong is said on standard error.
 int Attempt(const std::vector<std::string>& words, Console& console) {
   const std::string who = words.empty() || words[0].empty() || words[0][0] == '-'
@@ -143,7 +158,7 @@ int Attempt(const std::vector<std::string>& words, Console& console) {
                               : "orvspc " + words[0];
   const auto complain = [&](const std::string& text) {
     // Everything that goes wrong is one line, whatever its text holds.
-    console.err << render::PlainText(who + ": " + text) << "\n";
+    console.err << render::PlainText(WithoutPasswordsOf(words, who + ": " + text)) << "\n";
   };
   try {
     const int status = Dispatch(words, console);

@@ -35,7 +35,9 @@ bool Pipeline::Connect(std::string_view condition) {
   const char* const values[] = {"10", "orvspc", address_.c_str(), "UTF8", nullptr};
   server_.reset(PQconnectdbParams(names, values, 1));
   if (!server_) throw std::bad_alloc();
-  if (PQstatus(server_.get()) != CONNECTION_OK) throw ConnectFailureOf(server_.get());
+  if (PQstatus(server_.get()) != CONNECTION_OK) {
+    throw ConnectFailureOf(server_.get(), address_);
+  }
   PQsetNoticeProcessor(
       server_.get(), [](void*, const char*) {}, nullptr);
   ++session_;

@@ -36,17 +36,20 @@ std::string Field(const PGresult* result, int field) {
   return text == nullptr ? std::string() : FirstLine(text);
 }
 
-// Whether the text has a password of the connection in it.
+using Options = std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)>;
+
+// Whether the text may have a password of the connection in it.
 bool HasSecret(std::string_view text, PGconn* connection) {
-  const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(connection),
-                                                                             &PQconninfoFree);
+  const Options options(PQconninfo(connection), &PQconninfoFree);
   for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr;
        ++option) {
     const std::string_view keyword = option->keyword;
     if (option->val == nullptr) continue;
     const std::string_view value = option->val;
-    // The end of a password with an @ in it.
-    if (keyword == "host" && value.find('@') != value.npos) return true;
+    // The end of a password with an @ or a / in it, or its begin.
+    const bool is_place = keyword == "host" || keyword == "dbname";
+    if (is_place && value.find('@') != value.npos) return true;
+    if (keyword == "port" && value.find_first_not_of("0123456789,") != value.npos) return true;
     if (keyword.find("password") == keyword.npos) continue;
     if (!value.empty() && text.find(value) != text.npos) return true;
   }
@@ -74,7 +77,13 @@ SqlError FailureOf(const PGresult* result) {
   return {SqlError::Kind::Other, text};
 }
 
-SqlError ConnectFailureOf(PGconn* connection) {
+SqlError ConnectFailureOf(PGconn* connection, const std::string& address) {
+  if (!Options(PQconninfoParse(address.c_str(), nullptr), &PQconninfoFree)) {
+    // The reason quotes the address, of which nobody knows what is the password.
+    return {SqlError::Kind::Lost,
+            "there is no connection to its server: the address cannot be read; a %, /, ?, & or @ "
+            "in a name or password is written as %25, %2F, %3F, %26 or %40"};
+  }
   std::string_view text = PQerrorMessage(connection);
   while (text.ends_with('\n')) text.remove_suffix(1);
   std::string reason;

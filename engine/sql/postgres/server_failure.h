@@ -13,8 +13,8 @@ namespace orvspc::engine::sql::postgres {
 // Of a statement. Null: no answer came.
 SqlError FailureOf(const PGresult* result);
 
-// Why there is no connection.
-SqlError ConnectFailureOf(PGconn* connection);
+// Why there is no connection to an address.
+SqlError ConnectFailureOf(PGconn* connection, const std::string& address);
 
 SqlError Lost();
 
