@@ -192,6 +192,7 @@ class Connection {
   virtual std::unique_ptr<Connection> OpenReader() noexcept = 0;
   // Of such a connection: begins to read the state that the first one reads in the transaction that
   // it is in. False, and nothing is begun, when it cannot. NoteState comes before that transaction.
+  // Throws SqlError::Kind::Lost when that transaction is of no use any more.
   virtual void NoteState() = 0;
   virtual bool BeginBeside(Connection& first) = 0;
 

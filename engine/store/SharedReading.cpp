@@ -32,6 +32,7 @@ std::unique_ptr<SecondReader> SecondReader::Open(sql::Connection& first) noexcep
 }
 
 bool SecondReader::Note() noexcept {
+  can_join_ = true;
   try {
     connection_->NoteState();
     return true;
@@ -40,9 +41,15 @@ bool SecondReader::Note() noexcept {
   }
 }
 
-bool SecondReader::Join() noexcept {
+bool SecondReader::Join() {
+  if (!can_join_) return false;
   try {
     return connection_->BeginBeside(first_);
+  } catch (const sql::SqlError& error) {
+    Leave();
+    if (error.Which() != sql::SqlError::Kind::Lost) return false;
+    can_join_ = false;
+    throw;
   } catch (const std::exception&) {
     // The first connection goes on alone.
     Leave();

@@ -26,8 +26,9 @@ class SecondReader {
   // Before the transaction of the first connection begins. False when the database cannot be read.
   bool Note() noexcept;
   // Begins to read, inside that transaction. False, and nothing is begun, when the database has
-  // changed since Note.
-  bool Join() noexcept;
+  // changed since Note. Throws SqlError of kind Lost when the first has to begin its transaction
+  // anew, where this then returns false until Note.
+  bool Join();
   // Ends what Join began.
   void Leave() noexcept { connection_->Rollback(); }
 
@@ -39,6 +40,7 @@ class SecondReader {
 
   sql::Connection& first_;
   std::unique_ptr<sql::Connection> connection_;
+  bool can_join_ = true;
 };
 
 // When the selections of a store are read by two threads.

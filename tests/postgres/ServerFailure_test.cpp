@@ -150,6 +150,36 @@ TEST_F(ServerFailureTest, ARoleDoesWhatItMayAndNoMore) {
   Psql("DROP OWNED BY reader; DROP ROLE reader");
 }
 
+// What a second thread needs, a role may lack, or the server may have no room for.
+TEST_F(ServerFailureTest, AReadingThatCannotBeSharedIsReadByOneThread) {
+  Import(Values(0, 300));
+  Psql("DROP ROLE IF EXISTS reader; CREATE ROLE reader LOGIN; GRANT USAGE ON SCHEMA " + Schema() +
+       " TO reader; GRANT SELECT ON ALL TABLES IN SCHEMA " + Schema() + " TO reader");
+  const auto database = OpenDatabase(As("reader"));
+  const auto store = SqlStoreOf(*database);
+  store->Sharing().ShareFrom(50);
+  std::size_t shared = 0;
+  for (const bool may_share : {true, false, true}) {
+    Psql(std::string(may_share ? "GRANT" : "REVOKE") +
+         " EXECUTE ON FUNCTION pg_export_snapshot() " + (may_share ? "TO" : "FROM") + " PUBLIC");
+    for (const bool newest_first : {false, true}) {
+      FlatSelection all;
+      if (newest_first) all.info.Count = 200;
+      DataSet data;
+      EXPECT_TRUE(store->Select(all.info, all.Filter(), {}, data));
+      if (const auto failure = database->TakeFailure()) ADD_FAILURE() << failure->description;
+      EXPECT_EQ(data.subgroups.size(), newest_first ? 200U : 300U);
+    }
+    if (may_share) {
+      EXPECT_GT(store->Sharing().count, shared);
+    } else {
+      EXPECT_EQ(store->Sharing().count, shared);
+    }
+    shared = store->Sharing().count;
+  }
+  Psql("DROP OWNED BY reader; DROP ROLE reader");
+}
+
 // The how-to has the rights of each.
 TEST_F(ServerFailureTest, ARecorderStoresValuesAndNoLimits) {
   Import(Values(0, 3));

@@ -158,10 +158,13 @@ std::unique_ptr<Connection> PostgresConnection::OpenReader() noexcept {
 
 bool PostgresConnection::BeginBeside(Connection& first) {
   std::string set;
-  {
+  try {
     Query query(first, "SELECT pg_export_snapshot()");
     query.Step();
     set = "SET TRANSACTION SNAPSHOT '" + std::string(query.Text(0)) + "'";
+  } catch (const SqlError& error) {
+    // A failure ends the transaction, and inside a savepoint nothing can be exported.
+    throw SqlError(SqlError::Kind::Lost, error.what());
   }
   const auto begin = [&] {
     if (!pipeline_.IsConnected()) Reconnect();
