@@ -258,5 +258,48 @@ TEST_F(ServerLossTest, TheNextReadingSeesWhatAnotherProgramChanged) {
   }
 }
 
+// The tables may have been restored or made anew in the meantime, at the same generation.
+TEST_F(ServerLossTest, ANewConnectionReadsEverythingAnew) {
+  Import(Values(0, 30));
+  const auto part = Id(ItemKind::Part, "A");
+  EXPECT_EQ(Data().Name(ItemKind::Part, part), "A");
+  Psql("UPDATE " + Schema() + ".part SET name = 'restored'");
+  EndConnections();
+  EXPECT_EQ(Data().Name(ItemKind::Part, part), "restored");
+}
+
+TEST_F(ServerLossTest, TablesThatAreMadeAnewBeginWithAnotherGeneration) {
+  std::vector<std::int64_t> versions;
+  for (const auto* name : {"a", "b", "c"}) {
+    versions.push_back(OpenConnection(folder_.Store(name), true)->DataVersion());
+    EXPECT_GE(versions.back(), 0);
+  }
+  EXPECT_NE(versions[0], versions[1]);
+  EXPECT_NE(versions[1], versions[2]);
+}
+
+TEST_F(ServerLossTest, AnOpenStoreRefusesTablesThatWereBroughtForward) {
+  Import(Values(0, 30));
+  QualityDatabase open = Data();
+  const auto set_version = [&](int by) {
+    Psql("UPDATE " + Schema() + ".orvspc_mark SET version = version + " + std::to_string(by));
+  };
+  set_version(1);
+  const auto expected = OpeningFailure(Path());
+  EXPECT_NE(expected.find(": was made by a newer release (schema "), expected.npos) << expected;
+  EXPECT_EQ(FailureOf([&] { open.Set("time_zone", "+02:00"); }), expected);
+  EXPECT_EQ(ImportFailure(Values(30, 30)), expected);
+  EXPECT_EQ(FailureOf([&] { open.Streams(); }), expected);
+  FlatSelection all;
+  DataSet data;
+  EXPECT_FALSE(Opened()->Select(all.info, all.Filter(), {}, data));
+  const auto failure = Db().TakeFailure();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->description, expected);
+  set_version(-1);
+  EXPECT_EQ(open.Setting("time_zone"), "UTC");
+  EXPECT_EQ(Stored(), 30U);
+}
+
 }  // namespace
 }  // namespace orvspc::engine::store

@@ -115,7 +115,15 @@ void PostgresConnection::Rollback() noexcept {
 
 std::int64_t PostgresConnection::DataVersion() {
   if (!has_mark_) return 0;
-  return Query(*this, "SELECT generation FROM orvspc_mark").RunForInt().value_or(0);
+  Query query(*this, "SELECT generation, version FROM orvspc_mark");
+  if (!query.Step()) return 0;
+  // Another program may have brought the tables forward in the meantime.
+  if (const auto version = query.Int(1); version > version_) {
+    throw SqlError(SqlError::Kind::Other, "was made by a newer release (schema " +
+                                              std::to_string(version) + ", this one knows " +
+                                              std::to_string(version_) + ")");
+  }
+  return query.Int64(0);
 }
 
 SchemaMark PostgresConnection::Mark() {
@@ -135,17 +143,21 @@ SchemaMark PostgresConnection::Mark() {
   if (!has_mark_) return mark;
   Query query(*this, "SELECT application, version FROM orvspc_mark");
   if (query.Step()) query.Read(mark.application, mark.version);
+  version_ = mark.version;
   return mark;
 }
 
 void PostgresConnection::SetMark(std::int32_t application, std::int32_t version) {
   if (!has_mark_) {
+    // Of tables that are made anew no generation is one of the former tables.
     Execute(
         "CREATE TABLE orvspc_mark(application BIGINT NOT NULL, version BIGINT NOT NULL, "
-        "generation BIGINT NOT NULL); INSERT INTO orvspc_mark VALUES(0, 0, 1)");
+        "generation BIGINT NOT NULL); INSERT INTO orvspc_mark "
+        "VALUES(0, 0, floor(random() * 4611686018427387904)::bigint)");
     has_mark_ = true;
   }
   Query(*this, "UPDATE orvspc_mark SET application = ?1, version = ?2", application, version).Run();
+  version_ = version;
 }
 
 std::unique_ptr<Connection> PostgresConnection::OpenReader() noexcept {

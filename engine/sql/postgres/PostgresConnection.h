@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -50,6 +51,7 @@ class PostgresConnection final : public Connection {
   Pipeline pipeline_;
   bool writing_ = false;
   bool has_mark_ = false, had_mark_ = false;  // had: when the transaction began
+  std::int32_t version_ = INT32_MAX;          // of the schema, as last checked; at first not yet
   // Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<PostgresStatement>> statements_;
   int numbers_ = 0;  // of statements, for their names
