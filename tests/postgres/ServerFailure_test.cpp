@@ -132,7 +132,11 @@ TEST_F(ServerFailureTest, OnlyDatabasesOfUtf8AndOursAreUsed) {
 TEST_F(ServerFailureTest, ARoleDoesWhatItMayAndNoMore) {
   Import(Values(0, 3));
   Psql("DROP ROLE IF EXISTS reader; CREATE ROLE reader LOGIN");
-  EXPECT_NE(OpeningFailure(As("reader")), "") << "it may not even see the schema";
+  for (const bool create : {false, true}) {
+    EXPECT_EQ(
+        Reason(OpeningFailure(As("reader"), create)),
+        "its role may not use the schema " + Schema() + ", for which it needs the right USAGE");
+  }
   Psql("GRANT USAGE ON SCHEMA " + Schema() + " TO reader; GRANT SELECT ON ALL TABLES IN SCHEMA " +
        Schema() + " TO reader");
   auto read = QualityDatabase::Open(As("reader"));
@@ -299,6 +303,70 @@ TEST_F(ServerFailureTest, RowsThatWereNotFinishedAreNotLeftOutInSilence) {
   EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
 }
 
+TEST_F(ServerFailureTest, WhoMayNotConnectIsTold) {
+  Db();
+  Psql("DROP ROLE IF EXISTS guest; CREATE ROLE guest LOGIN CONNECTION LIMIT 0");
+  const auto opening = [&] { return OpeningFailure(As("guest")); };
+  auto failure = opening();
+  EXPECT_NE(failure.find(": its server takes no more connections: too many connections for role"),
+            failure.npos)
+      << failure;
+  Psql("ALTER ROLE guest CONNECTION LIMIT -1; REVOKE CONNECT ON DATABASE quality FROM PUBLIC");
+  failure = opening();
+  Psql("GRANT CONNECT ON DATABASE quality TO PUBLIC; DROP ROLE guest");
+  EXPECT_NE(failure.find(": its role may not do this: permission denied for database"),
+            failure.npos)
+      << failure;
+}
+
+// Of several statements under way one fails, and the server skips the others.
+TEST_F(ServerFailureTest, AStatementThatWasSkippedSaysSo) {
+  Db();
+  const auto connection = OpenAnother(Path());
+  const Transaction reading(*connection, TransactionKind::Read);
+  Query fails(*connection, "SELECT 1 / ?1", 0), skipped(*connection, "SELECT ?1 + 1", 1);
+  fails.Send();
+  skipped.Send();
+  const auto reason_of = [](Query& query) -> std::string {
+    try {
+      query.Step();
+      return "";
+    } catch (const SqlError& error) {
+      EXPECT_EQ(error.Which(), SqlError::Kind::Other);
+      return error.what();
+    }
+  };
+  EXPECT_EQ(reason_of(fails), "division by zero");
+  EXPECT_EQ(reason_of(skipped), "an earlier statement failed");
+}
+
+TEST_F(ServerFailureTest, AStatementThatNobodyStepsFailsNothingElse) {
+  Db();
+  const auto connection = OpenAnother(Path());
+  const auto drop = [&] {
+    Query dropped(*connection, "SELECT no_such_column FROM part");
+    dropped.Send();
+  };
+  const auto read = [&] {
+    Transaction reading(*connection, TransactionKind::Read);
+    EXPECT_EQ(Query(*connection, "SELECT count(*) FROM stream").RunForInt(), 0);
+    drop();
+    reading.Commit();
+  };
+  const auto write = [&](int id) {
+    Transaction writing(*connection, TransactionKind::Write);
+    Query(*connection, "INSERT INTO part(id, name) VALUES(?1, ?2)", id, std::to_string(id)).Run();
+    writing.Commit();
+  };
+  drop();
+  write(1);
+  drop();
+  read();
+  read();
+  write(2);
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 2U);
+}
+
 // By what the server itself reports.
 TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
   Db();
@@ -319,6 +387,7 @@ TEST_F(ServerFailureTest, StatesOfTheServerBecomeKinds) {
       {"53200", SqlError::Kind::Other, "its server has no memory left: said"},
       {"57014", SqlError::Kind::Other, "its server stopped the statement: said"},
       {"22012", SqlError::Kind::Other, "said"},
+      {"25P03", SqlError::Kind::Lost, "the connection to its server was lost"},
       {"57P01", SqlError::Kind::Lost, "the connection to its server was lost"},
   };
   for (const auto& row : kRows) {

@@ -110,7 +110,9 @@ void Pipeline::Sync() {
 }
 
 void Pipeline::Receive() {
-  if (!server_ || pending_.empty()) throw Lost();
+  if (!server_) throw Lost();
+  // The server has skipped what this waits for.
+  if (pending_.empty()) throw SqlError(SqlError::Kind::Other, "an earlier statement failed");
   Result result(PQgetResult(server_.get()));
   const auto request = pending_.front();
   const auto status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
@@ -138,6 +140,12 @@ void Pipeline::Receive() {
 void Pipeline::Forget(const Receiver& owner) noexcept {
   for (auto& request : pending_) {
     if (request.owner == &owner) request = {Kind::Quiet, nullptr};
+  }
+}
+
+void Pipeline::ForgetFailures() noexcept {
+  for (auto& request : pending_) {
+    if (request.kind == Kind::Statement) request.kind = Kind::Quiet;
   }
 }
 

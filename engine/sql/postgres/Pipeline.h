@@ -49,7 +49,10 @@ class Pipeline {
     failed_ = false;
     waiting_ = 0;
   }
-  void EndTransaction() { transaction_ = 0; }
+  void EndTransaction() {
+    transaction_ = 0;
+    ForgetFailures();
+  }
   std::int64_t TransactionNumber() const { return transaction_; }
   // Whether a statement of the transaction has failed.
   bool HasFailed() const { return failed_; }
@@ -75,6 +78,8 @@ class Pipeline {
   void Receive();
   // Answers that are still to come are for nobody.
   void Forget(const Receiver& owner) noexcept;
+  // Of what was sent so far no failure is of interest, such as that of a statement nobody stepped.
+  void ForgetFailures() noexcept;
   // Waits for all answers.
   void Drain();
   // Calls work now and then until an answer is there. Nothing else is under way.

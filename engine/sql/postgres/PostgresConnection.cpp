@@ -10,6 +10,23 @@
 #include "engine/sql/postgres/spelling.h"
 
 namespace orvspc::engine::sql::postgres {
+namespace {
+
+// Why there is no current schema: those of the search path are not there or may not be used.
+[[noreturn]] void RefuseSearchPath(Connection& connection) {
+  Query hidden(connection,
+               "SELECT nspname FROM string_to_table(current_setting('search_path'), ',') AS part "
+               "JOIN pg_namespace ON nspname = CASE WHEN trim(part) = '\"$user\"' "
+               "THEN current_user WHEN trim(part) LIKE '\"%' THEN trim(trim(part), '\"') "
+               "ELSE lower(trim(part)) END WHERE NOT has_schema_privilege(nspname, 'USAGE') "
+               "LIMIT 1");
+  throw SqlError(SqlError::Kind::Other,
+                 hidden.Step() ? "its role may not use the schema " + std::string(hidden.Text(0)) +
+                                     ", for which it needs the right USAGE"
+                               : "its search_path names no schema that is there");
+}
+
+}  // namespace
 
 Statement& PostgresConnection::Prepared(std::string_view sql) {
   auto& statement = statements_[sql];
@@ -40,6 +57,9 @@ std::unique_ptr<BulkRows> PostgresConnection::InsertMany(std::string_view row,
 }
 
 void PostgresConnection::Begin(TransactionKind kind) {
+  // What nobody has stepped may fail, which is to skip nothing of the transaction.
+  pipeline_.ForgetFailures();
+  pipeline_.Sync();
   had_mark_ = has_mark_;
   writing_ = kind == TransactionKind::Write;
   if (!writing_) {
@@ -79,6 +99,7 @@ void PostgresConnection::Commit() {
   if (!writing_) {
     // Nobody need wait for the end of a reading, nor does it fail with what it has read.
     try {
+      pipeline_.Sync();  // or a failure of what is under way would skip the end, too
       pipeline_.SendText("COMMIT", Pipeline::Kind::Quiet);
       pipeline_.Sync();
     } catch (const SqlError&) {
@@ -136,9 +157,7 @@ SchemaMark PostgresConnection::Mark() {
     query.Step();
     has_mark_ = query.Int(0) != 0;
     mark.has_tables = query.Int(2) != 0;
-    if (query.Int(1) != 0) {
-      throw SqlError(SqlError::Kind::Other, "its search_path names no schema that is there");
-    }
+    if (query.Int(1) != 0) RefuseSearchPath(*this);
   }
   if (!has_mark_) return mark;
   Query query(*this, "SELECT application, version FROM orvspc_mark");

@@ -14,17 +14,28 @@ constexpr std::pair<std::string_view, SqlError::Kind> kKinds[] = {
     {"53100", SqlError::Kind::Full},    {"25006", SqlError::Kind::ReadOnly},
     {"XX001", SqlError::Kind::Damaged}, {"XX002", SqlError::Kind::Damaged},
     {"23", SqlError::Kind::Constraint}, {"08", SqlError::Kind::Lost},
-    {"57P", SqlError::Kind::Lost},
+    {"57P", SqlError::Kind::Lost},      {"25P03", SqlError::Kind::Lost},
 };
+
+constexpr std::string_view kNoRight = "its role may not do this: ";
+constexpr std::string_view kNoRoom = "its server takes no more connections: ";
 
 // Failures whose message alone would not say what to do.
 constexpr std::pair<std::string_view, std::string_view> kExplained[] = {
-    {"42501", "its role may not do this: "},
+    {"42501", kNoRight},
     {"53200", "its server has no memory left: "},
-    {"53300", "its server takes no more connections: "},
+    {"53300", kNoRoom},
     {"57014", "its server stopped the statement: "},
     {"42P01", "its tables are not all there: "},
     {"3F000", "its schema is not there: "},
+};
+
+// The same at connecting, where libpq gives no state, by how the server's words begin.
+constexpr std::pair<std::string_view, std::string_view> kExplainedWords[] = {
+    {"permission denied for database", kNoRight},
+    {"too many connections", kNoRoom},
+    {"sorry, too many clients", kNoRoom},
+    {"remaining connection slots are reserved", kNoRoom},
 };
 
 std::string FirstLine(std::string_view text) {
@@ -95,6 +106,12 @@ SqlError ConnectFailureOf(PGconn* connection, const std::string& address) {
     const auto severity = words.find(":  ");
     reason = severity == words.npos ? "there is no connection to its server: " + words
                                     : words.substr(severity + 3);
+    for (const auto& [start, explained] : kExplainedWords) {
+      if (reason.starts_with(start)) {
+        reason.insert(0, explained);
+        break;
+      }
+    }
   } else {
     reason = "there is no connection to its server: " + FirstLine(text);
   }
