@@ -26,6 +26,7 @@
 #include "engine/store/tables.h"
 #include "platform/TimeText.h"
 #include "tests/engine/import/every_kind.h"
+#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
@@ -362,6 +363,29 @@ TEST_F(MigrationTest, WithoutRoomForTwoTheFileStaysAsItWas) {
   std::filesystem::resize_file(Path(), size);
   EXPECT_TRUE(ContentOf(Path()) == former);
   ExpectAll();
+}
+
+// The next program with room for them gives it its checksums.
+TEST_F(MigrationTest, AFileWithoutRoomForChecksumsIsUsedWithoutThem) {
+  sql::sqlite::OpenFile(Path(), false, [&](Connection& db) { BringFileForward(db, Path()); });
+  const auto reserved = [&] {
+    constexpr int kReservedAt = 20;
+    std::ifstream file(Path(), std::ios::binary);
+    file.seekg(kReservedAt);
+    return file.get();
+  };
+  EXPECT_EQ(reserved(), 0);
+  {
+    const LimitedDevice device(150'000);
+    ExpectAll();
+    Data().Set("time_zone", "+02:00");
+    db_.reset();
+  }
+  EXPECT_EQ(reserved(), 0);
+  ExpectAll();
+  EXPECT_EQ(Data().Setting("time_zone"), "+02:00");
+  db_.reset();
+  EXPECT_EQ(reserved(), sql::sqlite::kReservedBytes);
 }
 
 TEST(RoomText, HasMoreThatIsNeededThanIsFree) {
