@@ -95,7 +95,7 @@ while IFS=$'\t' read -r program line figure must goal better meaning; do
     }
     !found && index($0, job) == 1 && substr($0, length(job) + 1) ~ /^[ \/]/ {
       rest = substr($0, length(job) + 1)
-      number = "[0-9.]+(e[+-]?[0-9]+)?"
+      number = "-?[0-9.]+(e[+-]?[0-9]+)?"
       if (match(rest, figure "[ =]+" number) || match(rest, number "[ ]*" figure)) {
         text = substr(rest, RSTART, RLENGTH)
         gsub(figure, "", text)

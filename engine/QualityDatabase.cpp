@@ -18,6 +18,7 @@
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
+#include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
 
 namespace orvspc {
@@ -80,8 +81,8 @@ std::optional<std::vector<store::ChosenStream>> Chosen(
   store::DataSet data;
   auto info = selection->info;
   if (!from.Select(info, selection->filter, options, data)) {
-    const auto failure = from.TakeFailure();
-    throw std::runtime_error(failure ? failure->text : "the selection failed");
+    const auto failure = from.TakeFailure().value_or(sql::Failure{sql::kRefused, from.Path()});
+    throw platform::ExternalFailure(failure.number, store::kHostCall, failure.text);
   }
   std::map<std::int64_t, std::vector<std::int32_t>> by_stream;
   from.ReadOrThrow([&](sql::Connection&) {
@@ -200,20 +201,19 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
     store::Guarded(*from, [&] {
       const auto chosen = Chosen(*from, options.selection);
       from->ReadOrThrow([&](sql::Connection& source) {
-        bool is_of_source = false;
+        const auto name = sql::WithoutPasswords(path);
+        bool is_copying = false;
         try {
           write([&](sql::Connection& target) {
-            try {
-              const auto digest = store::CopyDatabase(source, target, chosen, options.progress);
-              report = {digest.measurements, digest.rows, digest.all};
-            } catch (const sql::SqlError& error) {
-              is_of_source = error.Which() == sql::SqlError::Kind::Lost && target.InTransaction();
-              throw;
-            }
+            is_copying = true;
+            const auto digest = store::CopyDatabase(source, target, name, chosen, options.progress);
+            report = {digest.measurements, digest.rows, digest.all};
+            is_copying = false;
           });
         } catch (...) {
-          if (is_of_source) throw;  // it is read once more
-          sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+          // Of the source, which is read once more if it was lost; or the target is named already.
+          if (is_copying) throw;
+          sql::RethrowAsExternal(name, store::kHostCall);
         }
       });
     });

@@ -174,8 +174,12 @@ struct CopyOptions {
 // called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
-// Takes the notes of this thread that belong to no open database and were in no report, such as
-// "brought-forward" of a file of an older release that was opened and closed again.
+// Takes the notes that this thread added outside of the analyses of an open database.
+//   brought-forward  of each file of an older release that it opened, open or closed by now
+//   database-closed  of each call for a database that was closed
+//   notes-cut        in place of the oldest of these, where there were very many
+// TakeReport of any database takes them, too; each is in what comes first, and only there. Notes of
+// analyses on databases that are closed are dropped.
 std::vector<Note> TakeNotesLeft();
 
 // --- The database --------------------------------------------------------------------------------
@@ -210,7 +214,8 @@ class QualityDatabase {
   // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
   // to none. Both are compared at the end.
   //
-  // Failures the other holds data already; what makes or opens it; what reads this one
+  // Failures the other holds data already, such as a rule set of its own; what makes, opens or
+  //          writes it; what reads this one. The text begins with the name of the one that failed.
   // After a failure the other holds nothing, or is not there.
   CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
 

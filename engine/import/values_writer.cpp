@@ -323,7 +323,8 @@ void ValuesWriter::KeepState(WrittenState state) {
       rare_states_[open_.key] = std::move(state);
       return;
     }
-    place = states_.insert(states_.end(), {std::move(state), {}});
+    states_.emplace_back(std::move(state), RecordSet());
+    place = std::prev(states_.end());
   }
   place->second.Insert(open_.key.stream, open_.key.subgroup);
 }

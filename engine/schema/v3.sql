@@ -45,10 +45,15 @@ INSERT INTO counter(name, last)
   UNION ALL SELECT 'net_content', coalesce(max(id), 0) FROM net_content
   UNION ALL SELECT 'requirement', coalesce(max(id), 0) FROM requirement;
 
--- The program moves the values and subgroups of an older database from here, and drops the tables.
+-- The program moves the values and subgroups of an older database from here, compares comments and
+-- descriptors, and drops the tables.
 ALTER TABLE measurement RENAME TO measurement_2;
 DROP INDEX subgroup_once;
 ALTER TABLE subgroup RENAME TO subgroup_2;
+DROP INDEX subgroup_descriptor_by_item;
+ALTER TABLE subgroup_descriptor RENAME TO subgroup_descriptor_2;
+DROP INDEX comment_by_subgroup;
+ALTER TABLE comment RENAME TO comment_2;
 
 CREATE TABLE subgroup(
   id INTEGER PRIMARY KEY, part INTEGER NOT NULL REFERENCES part,
@@ -67,20 +72,16 @@ CREATE TABLE measurement_chunk(
 CREATE TABLE subgroup_block(block INTEGER PRIMARY KEY, packed BLOB NOT NULL);
 
 -- Without references to subgroup, since a sealed one has no row there.
-CREATE TABLE subgroup_descriptor_3(
+CREATE TABLE subgroup_descriptor(
   subgroup INTEGER NOT NULL, descriptor INTEGER NOT NULL REFERENCES descriptor,
   tsno INTEGER NOT NULL, PRIMARY KEY(subgroup, descriptor, tsno)) WITHOUT ROWID;
-INSERT INTO subgroup_descriptor_3 SELECT subgroup, descriptor, tsno FROM subgroup_descriptor
+INSERT INTO subgroup_descriptor SELECT subgroup, descriptor, tsno FROM subgroup_descriptor_2
   ORDER BY subgroup, descriptor, tsno;
-DROP TABLE subgroup_descriptor;
-ALTER TABLE subgroup_descriptor_3 RENAME TO subgroup_descriptor;
 CREATE INDEX subgroup_descriptor_by_item ON subgroup_descriptor(descriptor, subgroup);
 
-CREATE TABLE comment_3(
+CREATE TABLE comment(
   id INTEGER PRIMARY KEY, subgroup INTEGER NOT NULL, test INTEGER REFERENCES test,
   tsno INTEGER NOT NULL, time INTEGER NOT NULL, employee INTEGER REFERENCES employee,
   note TEXT NOT NULL);
-INSERT INTO comment_3 SELECT id, subgroup, test, tsno, time, employee, note FROM comment ORDER BY id;
-DROP TABLE comment;
-ALTER TABLE comment_3 RENAME TO comment;
+INSERT INTO comment SELECT id, subgroup, test, tsno, time, employee, note FROM comment_2 ORDER BY id;
 CREATE INDEX comment_by_subgroup ON comment(subgroup, time);

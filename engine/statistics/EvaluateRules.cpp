@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <limits>
 #include <numeric>
-#include <tuple>
 #include <vector>
 
 #include "engine/statistics/RunRules.h"
@@ -340,7 +339,7 @@ Bits AlternateFulfilled(const Block& block, const Before& before, RunState& s,
 }
 
 Bits BeyondLimits(const Block& block, RuleSide side) {
-  const auto& [x, sigma, ucl, lcl] = std::tie(block.x, block.sigma, block.ucl, block.lcl);
+  const auto &x = block.x, &sigma = block.sigma, &ucl = block.ucl, &lcl = block.lcl;
   Bits above{}, below{};
   if (block.all_visible) {
     // As below, without the branch: each sigma is above 0.

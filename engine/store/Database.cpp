@@ -145,9 +145,17 @@ std::unique_ptr<sql::Connection> OpenAndBringForward(const std::string& path, bo
 
 std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
   auto opened = OpenAndBringForward(path, create);
-  // Of a file that was brought forward.
-  sql::sqlite::AddChecksums(*opened);
-  return opened;
+  try {
+    // Of a file that was brought forward.
+    sql::sqlite::AddChecksums(*opened);
+    return opened;
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Full) throw;
+  }
+  // It is used without them until there is room. Opened anew, since the connection would go on to
+  // reserve bytes for them.
+  opened.reset();
+  return OpenAndBringForward(path, create);
 }
 
 std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address,

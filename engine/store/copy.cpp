@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <type_traits>
 
+#include "engine/sql/failure.h"
+#include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/MeasurementBuffer.h"
+#include "engine/store/SqlStore.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
@@ -12,20 +16,30 @@
 namespace orvspc::engine::store {
 namespace {
 
-// A new database has nothing but run rules and their sets.
-bool IsEmpty(sql::Connection& db) {
-  return std::ranges::all_of(Tables(), [&](const Table& table) {
-    const bool has_rules =
+// The digest of a database that was just made.
+DatabaseDigest DigestOfNew() {
+  const auto made = sql::sqlite::OpenFile("", true, [](sql::Connection&) {});
+  const sql::Transaction transaction(*made, sql::TransactionKind::Write);
+  MakeTablesToFill(*made, "");
+  return DigestOf(*made);
+}
+
+// A new database has nothing but run rules and their sets. Those are compared, since some may have
+// been added to them.
+bool IsAsMade(sql::Connection& db) {
+  const bool has_only_rules = std::ranges::all_of(Tables(), [&](const Table& table) {
+    const bool is_of_rules =
         table.name == "rule" || table.name == "rule_set" || table.name == "rule_set_member";
-    return has_rules || !sql::Query(db, SelectStored(table)).Step();
+    return is_of_rules || !sql::Query(db, SelectStored(table)).Step();
   });
+  return has_only_rules && DigestOf(db) == DigestOfNew();
 }
 
 class Copy {
  public:
-  Copy(sql::Connection& from, sql::Connection& to,
+  Copy(sql::Connection& from, sql::Connection& to, const std::string& name_of_to,
        const std::optional<std::vector<ChosenStream>>& chosen)
-      : from_(from), to_(to), chosen_(chosen) {
+      : from_(from), to_(to), name_of_to_(name_of_to), chosen_(chosen) {
     if (!chosen_) return;
     for (const auto& stream : *chosen_) {
       subgroups_.insert(subgroups_.end(), stream.subgroups.begin(), stream.subgroups.end());
@@ -35,11 +49,13 @@ class Copy {
   }
 
   DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
-    if (!IsEmpty(to_)) throw std::runtime_error("the database to copy into holds data already");
-    const auto tables = Tables();
-    for (auto table = tables.rbegin(); table != tables.rend(); ++table) {
-      to_.Execute("DELETE FROM " + std::string(table->name));
-    }
+    InTarget([&] {
+      if (!IsAsMade(to_)) throw std::runtime_error("the database to copy into holds data already");
+      const auto tables = Tables();
+      for (auto table = tables.rbegin(); table != tables.rend(); ++table) {
+        to_.Execute("DELETE FROM " + std::string(table->name));
+      }
+    });
     for (const auto& table : Tables()) CopyTable(table);
     CopySubgroups();
     CopyMeasurements(progress);
@@ -48,6 +64,16 @@ class Copy {
   }
 
  private:
+  // Everything that is done in the database to copy into, so that its failures name it.
+  template <class Work>
+  std::invoke_result_t<Work> InTarget(Work work) {
+    try {
+      return work();
+    } catch (...) {
+      sql::RethrowAsExternal(name_of_to_, kHostCall);
+    }
+  }
+
   bool Takes(std::int32_t subgroup) const {
     return !chosen_ || std::ranges::binary_search(subgroups_, subgroup);
   }
@@ -61,7 +87,7 @@ class Copy {
   void CopyTable(const Table& table) {
     const auto columns = ColumnsOf(table);
     sql::Query select(from_, SelectStored(table));
-    const auto rows = to_.InsertMany(RowOf(table), sql::OnConflict::Fail);
+    const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
     while (select.Step()) {
       bool is_taken = true;
       for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -78,18 +104,20 @@ class Copy {
         }
         if (kind == ColumnKind::Subgroup) is_taken = is_taken && Takes(select.Int(column));
       }
-      if (is_taken) rows->Add();
+      if (is_taken) InTarget([&] { rows->Add(); });
     }
-    rows->Finish();
+    InTarget([&] { rows->Finish(); });
   }
 
   void CopySubgroups() {
-    SubgroupWriter writer(to_);
+    auto writer = InTarget([&] { return SubgroupWriter(to_); });
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
-      if (Takes(each.id)) writer.Add(each);
+      if (Takes(each.id)) InTarget([&] { writer.Add(each); });
     });
-    writer.Flush();
-    SealSubgroups(to_);
+    InTarget([&] {
+      writer.Flush();
+      SealSubgroups(to_);
+    });
   }
 
   void CopyMeasurements(const std::function<void(std::int64_t)>& progress) {
@@ -99,23 +127,25 @@ class Copy {
       streams.push_back(query.Int64(0));
     }
     std::int64_t count = 0;
-    MeasurementBuffer buffer(to_);
+    auto buffer = InTarget([&] { return MeasurementBuffer(to_); });
     for (const auto stream : streams) {
       ForEachRecord(from_, stream, [&](const RecordView& record) {
         if (!Takes(stream, record.Subgroup())) return;
-        buffer.Add(stream, record);
+        InTarget([&] { buffer.Add(stream, record); });
         if (++count % kStep == 0 && progress) progress(count);
       });
     }
-    buffer.Flush();
+    InTarget([&] { buffer.Flush(); });
   }
 
   void CopyCounters() {
     sql::Query counters(from_, "SELECT name, last FROM counter");
     while (counters.Step()) {
-      sql::Query(to_, "UPDATE counter SET last = ?2 WHERE name = ?1", counters.Text(0),
-                 counters.Int64(1))
-          .Run();
+      InTarget([&] {
+        sql::Query(to_, "UPDATE counter SET last = ?2 WHERE name = ?1", counters.Text(0),
+                   counters.Int64(1))
+            .Run();
+      });
     }
   }
 
@@ -127,15 +157,18 @@ class Copy {
         if (Takes(stream, record.Subgroup())) take(record.Copy(values, keys));
       });
     });
-    auto copied = DigestOf(to_);
-    // Comments and descriptors of subgroups that are left out make the rest differ.
-    const bool is_same = copied.values == expected.values && (chosen_ || copied == expected);
-    if (!is_same) throw std::runtime_error("the copy differs from what was copied");
-    return copied;
+    return InTarget([&] {
+      auto copied = DigestOf(to_);
+      // Comments and descriptors of subgroups that are left out make the rest differ.
+      const bool is_same = copied.values == expected.values && (chosen_ || copied == expected);
+      if (!is_same) throw std::runtime_error("the copy differs from what was copied");
+      return copied;
+    });
   }
 
   sql::Connection& from_;
   sql::Connection& to_;
+  const std::string& name_of_to_;
   const std::optional<std::vector<ChosenStream>>& chosen_;
   ChosenSubgroups subgroups_;  // of all streams
 };
@@ -143,9 +176,10 @@ class Copy {
 }  // namespace
 
 DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
+                            const std::string& name_of_to,
                             const std::optional<std::vector<ChosenStream>>& chosen,
                             const std::function<void(std::int64_t)>& progress) {
-  return Copy(from, to, chosen).Run(progress);
+  return Copy(from, to, name_of_to, chosen).Run(progress);
 }
 
 }  // namespace orvspc::engine::store

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "engine/sql/Connection.h"
@@ -20,12 +21,15 @@ struct ChosenStream {
 };
 
 // Copies everything that a database holds, or the chosen subgroups and everything else, into one
-// that holds nothing yet; identifiers stay. Compares the digests of both at the end. Inside a read
-// transaction of the one and a write transaction of the other, which the caller commits. Throws
-// SqlError, and std::runtime_error when a record is damaged, the other database holds something or
-// the digests differ.
-//   progress  is called with the measurements copied so far
+// that is as it was made; identifiers stay. Compares the digests of both at the end. Inside a read
+// transaction of the one and a write transaction of the other, which the caller commits.
+//   name_of_to  what failures of the other database begin with
+//   progress    is called with the measurements copied so far
+//   Failures    of what is copied: SqlError, std::runtime_error when a record is damaged; of the
+//               other, which holds something, cannot be written or has another digest in the end:
+//               platform::ExternalFailure
 DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
+                            const std::string& name_of_to,
                             const std::optional<std::vector<ChosenStream>>& chosen,
                             const std::function<void(std::int64_t)>& progress);
 

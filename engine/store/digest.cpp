@@ -57,7 +57,7 @@ class LabelMarks {
     std::uint64_t mark = 0;
     if (label.size() <= kMaxShort) {
       std::memcpy(&mark, label.data(), label.size());
-      return static_cast<std::int64_t>(mark | (label.size() + 1) << 56);
+      return static_cast<std::int64_t>(mark | std::uint64_t{label.size() + 1} << 56);
     }
     sha_.Add(label);
     const auto digest = sha_.Finish();
@@ -194,7 +194,7 @@ class Digester {
   }
 
   void AddTable(const Table& table, system::Sha256& all) {
-    if (table.use == TableUse::Identifiers) return;
+    if (table.use == TableUse::IdentifierMap) return;
     const auto columns = ColumnsOf(table);
     std::vector<std::string> rows;
     sql::Query query(db_, SelectNamed(table));

@@ -31,14 +31,15 @@ void ClearLarge(std::vector<T>& values) {
   values.clear();
 }
 
-// Runs first() on this thread and second() on a new one, or one after the other when the system
-// cannot start a thread. Neither runs any more when it returns or throws. Throws what first()
-// threw, else what second() threw.
+// Runs first() on this thread and second() on a new one, or one after the other when there is one
+// processor or the system cannot start a thread. Neither runs any more when it returns or throws.
+// Throws what first() threw, else what second() threw.
 template <class First, class Second>
 void RunBoth(First&& first, Second&& second) {
   std::future<void> other;
+  const auto policy = MayUseTwoThreads() ? std::launch::async : std::launch::deferred;
   try {
-    other = std::async(std::launch::async, std::ref(second));
+    other = std::async(policy, std::ref(second));
   } catch (const std::system_error&) {
     other = std::async(std::launch::deferred, std::ref(second));
   }

@@ -143,6 +143,18 @@ class Backup {
   bool is_needed_ = false;
 };
 
+// Whether a table that the schema has copied holds each row of the old one, and no other.
+bool HasAllOf(sql::Connection& db, const std::string& table, const std::string& columns) {
+  const auto rows = [&](const std::string& name) {
+    return sql::Query(db, "SELECT count(*) FROM " + name).RunForInt();
+  };
+  const auto select = [&](const std::string& name) {
+    return "SELECT " + columns + " FROM " + name;
+  };
+  return rows(table) == rows(table + "_2") &&
+         !sql::Query(db, select(table + "_2") + " EXCEPT " + select(table) + " LIMIT 1").Step();
+}
+
 }  // namespace
 
 void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
@@ -170,11 +182,14 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   buffer.Flush();
   writer.Flush();
   SealSubgroups(db);
-  // The first refers to the second.
-  for (const char* table : {"measurement_2", "subgroup_2"}) {
+  const bool is_copied =
+      HasAllOf(db, "comment", "id, subgroup, test, tsno, time, employee, note") &&
+      HasAllOf(db, "subgroup_descriptor", "subgroup, descriptor, tsno");
+  // The last is what the others refer to.
+  for (const char* table : {"measurement_2", "comment_2", "subgroup_descriptor_2", "subgroup_2"}) {
     db.Execute("DROP TABLE " + std::string(table));
   }
-  if (DigestOf(db) != before) {
+  if (count != all || !is_copied || DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
 }

@@ -24,8 +24,8 @@ void BringFileForward(sql::Connection& db, const std::string& path);
 // differ wherever the first is more.
 std::string RoomText(std::int64_t needed, std::int64_t available);
 
-// Moves the values that a database of schema 2 has in a row each into chunks, and drops their
-// table. Inside the transaction that brings the database forward.
+// Moves the values and subgroups that a database of schema 2 has in a row each into chunks and
+// blocks, and drops what it had. Inside the transaction that brings the database forward.
 void MoveValues(sql::Connection& db, const MigrationProgress& progress = {});
 
 }  // namespace orvspc::engine::store

@@ -195,8 +195,9 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
   std::ranges::sort(order, {}, key_of);
   const auto compare = [&](const SubgroupFacts& stored) {
     const auto key = std::pair(std::pair(stored.part, stored.process), stored.time);
-    for (const auto place : std::ranges::equal_range(order, key, {}, key_of)) {
-      if (subgroups[place].label == stored.label) ids[place] = stored.id;
+    auto place = std::ranges::lower_bound(order, key, {}, key_of);
+    for (; place != order.end() && key_of(*place) == key; ++place) {
+      if (subgroups[*place].label == stored.label) ids[*place] = stored.id;
     }
   };
 

@@ -10,9 +10,9 @@
 namespace orvspc::engine::store {
 
 enum class TableUse {
-  Content,      // in any order
-  Ordered,      // of two rows that hold from the same time on, the later one counts
-  Identifiers,  // only maps identifiers
+  Content,        // in any order
+  Ordered,        // of two rows that hold from the same time on, the later one counts
+  IdentifierMap,  // only maps identifiers
 };
 
 // A table and its columns, in words with blanks between them:

@@ -41,10 +41,16 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
   run.select->IncludeDefectiveTests((test_types & ttDefectives) != 0);
   const Outcome outcome = analyse(run);
   if (outcome.empty && format != "text") console.err << "no data selected\n";
+  Deliver(arguments, console, outcome.text);
+  NotesToDeliver().clear();
   for (const auto& note : outcome.notes)
     console.err << PlainText("note: " + note.Sentence()) << "\n";
-  Deliver(arguments, console, outcome.text);
   return 0;
+}
+
+std::vector<Note>& NotesToDeliver() {
+  thread_local std::vector<Note> notes;
+  return notes;
 }
 
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,

@@ -70,12 +70,17 @@ auto Checked(const QualityDatabase& database, Analyse analyse) {
   return results;
 }
 
+// The notes of the opening of a database that are to be part of a result of this thread, until
+// RunAnalysis has delivered it: whoever never sees the result is told them otherwise.
+std::vector<Note>& NotesToDeliver();
+
 // The same, and what the engine reported meanwhile, after the notes of the opening of the database,
 // which are there once. What earlier calls reported is left out.
 template <class Analyse>
 auto Reported(const QualityDatabase& database, Analyse analyse) {
   auto notes = database.Database()->TakeReport().notes;
   std::erase_if(notes, [](const Note& note) { return note.code != "brought-forward"; });
+  NotesToDeliver().insert(NotesToDeliver().end(), notes.begin(), notes.end());
   auto results = Checked(database, analyse);
   auto report = database.Database()->TakeReport();
   report.notes.insert(report.notes.begin(), notes.begin(), notes.end());

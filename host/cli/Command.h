@@ -19,6 +19,7 @@ struct Console {
   bool out_is_terminal = false;
   bool err_is_terminal = false;
   std::size_t columns = 80;
+  bool has_progress = false;  // a line of it is shown on err
 };
 
 // words: the command line without the program's name. Exit status: 0 done, 1 failed, 2 misused.

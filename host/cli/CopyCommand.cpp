@@ -26,7 +26,7 @@ bool IsNarrowed(const Arguments& arguments) {
 std::function<void(std::int64_t)> Progress(Console& console) {
   if (!console.err_is_terminal) return {};
   return [&console](std::int64_t count) {
-    console.err << "\r\x1b[Kcopy: " << count << " measurements" << std::flush;
+    ShowProgress(console, "copy: " + std::to_string(count) + " measurements");
   };
 }
 
@@ -47,8 +47,10 @@ int Run(const Arguments& arguments, Console& console) {
     select->API_GetData(chosen.info, filter);
     chosen.filter.assign(filter.Elements().begin(), filter.Elements().end());
   }
-  const auto report = database.CopyTo(to, options);
-  if (console.err_is_terminal) console.err << "\r\x1b[K" << std::flush;
+  const auto report = [&] {
+    const ClearedLine cleared{console};
+    return database.CopyTo(to, options);
+  }();
   render::TextWriter text(TextOptionsOf(arguments, console));
   text.Line(render::Counted(static_cast<std::size_t>(report.measurements), "measurement") + ", " +
             render::Counted(static_cast<std::size_t>(report.rows), "row") + " copied and compared");

@@ -41,8 +41,8 @@ std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
     const auto now = std::chrono::steady_clock::now();
     if (now - *latest < std::chrono::milliseconds(100) || total <= 0) return;
     *latest = now;
-    console.err << "\r\x1b[Kimport: " << 100 * done / total << " % of " << total / 1000000 << " MB"
-                << std::flush;
+    ShowProgress(console, "import: " + std::to_string(100 * done / total) + " % of " +
+                              std::to_string(total / 1000000) + " MB");
   };
 }
 
@@ -54,20 +54,10 @@ std::function<void()> Waiting(Console& console, const std::string& path) {
     const auto seconds =
         std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin).count();
     if (std::exchange(shown, seconds) == seconds) return;
-    console.err << "\r\x1b[K"
-                << render::PlainText("import: waiting for another program that writes " + path +
-                                     ": " + std::to_string(seconds) + " s")
-                << std::flush;
+    ShowProgress(console, "import: waiting for another program that writes " + path + ": " +
+                              std::to_string(seconds) + " s");
   };
 }
-
-// The progress line goes, however the import ends.
-struct ClearedLine {
-  Console& console;
-  ~ClearedLine() {
-    if (console.err_is_terminal) console.err << "\r\x1b[K" << std::flush;
-  }
-};
 
 std::string ReportText(ImportKind kind, const ImportReport& report,
                        const render::TextOptions& options) {

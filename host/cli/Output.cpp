@@ -9,6 +9,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "host/render/core/PlainText.h"
 #include "system/system.h"
 
 namespace orvspc::cli {
@@ -60,6 +61,12 @@ void CheckOutput(const Arguments& arguments) {
     if (fs::equivalent(file, part, error) || same_path)
       throw Refusal(*output + ": belongs to the database and is not written over");
   }
+}
+
+void ShowProgress(Console& console, const std::string& text) {
+  if (!console.err_is_terminal) return;
+  console.err << "\r\x1b[K" << render::PlainText(text) << std::flush;
+  console.has_progress = !text.empty();
 }
 
 void WriteFile(const std::string& path, std::string_view text) {

@@ -33,6 +33,18 @@ void CheckOutput(const Arguments& arguments);
 // To --output, or to the console without one.
 void Deliver(const Arguments& arguments, Console& console, const std::string& text);
 
+// On a terminal, a line on standard error that the next one is written over. None for an empty
+// text.
+void ShowProgress(Console& console, const std::string& text);
+
+// The line goes when this does, so that whatever comes next begins a line.
+struct ClearedLine {
+  Console& console;
+  ~ClearedLine() {
+    if (console.has_progress) ShowProgress(console, "");
+  }
+};
+
 // Refusal when the file cannot be written.
 void WriteFile(const std::string& path, std::string_view text);
 // Refusal when the file cannot be read.

@@ -8,6 +8,7 @@
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
 #include "frame/Failure.h"
+#include "host/cli/Analysis.h"
 #include "host/cli/Output.h"
 #include "host/cli/build_info.h"
 #include "host/render/core/Numbers.h"
@@ -128,12 +129,9 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
 std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
   if (!console.err_is_terminal) return {};
   return [&console](const std::string& path, int percent) {
-    console.err << "\r\x1b[K";
-    if (percent < 100) {
-      console.err << render::PlainText(path + " is brought forward: " + std::to_string(percent) +
-                                       " %");
-    }
-    console.err << std::flush;
+    ShowProgress(console, percent == 100
+                              ? ""
+                              : path + " is brought forward: " + std::to_string(percent) + " %");
   };
 }
 
@@ -161,6 +159,7 @@ int Attempt(const std::vector<std::string>& words, Console& console) {
     console.err << render::PlainText(WithoutPasswordsOf(words, who + ": " + text)) << "\n";
   };
   try {
+    const ClearedLine cleared{console};
     const int status = Dispatch(words, console);
     if (!console.out.flush()) throw Refusal("standard output cannot be written");
     return status;
@@ -183,10 +182,13 @@ int Attempt(const std::vector<std::string>& words, Console& console) {
 
 int RunProgram(const std::vector<std::string>& words, Console& console) {
   WatchUpgrades(UpgradeLine(console));
+  NotesToDeliver().clear();
   const int status = Attempt(words, console);
   // Those that are in no result, also where the command failed.
-  for (const auto& note : TakeNotesLeft())
-    console.err << render::PlainText("note: " + note.Sentence()) << "\n";
+  for (const auto& notes : {NotesToDeliver(), TakeNotesLeft()}) {
+    for (const auto& note : notes)
+      console.err << render::PlainText("note: " + note.Sentence()) << "\n";
+  }
   return status;
 }
 

@@ -10,13 +10,18 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "engine/Embedded.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "host/cli/Command.h"
+#include "platform/TimeText.h"
+#include "tests/engine/limited_device.h"
+#include "tests/engine/store/version1_file.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/TemporaryFolder.h"
+#include "tests/postgres/test_stores.h"
 
 // The program in this process, on a console of our own making.
 namespace orvspc::host {
@@ -109,6 +114,46 @@ TEST_F(OnConsole, AnImportWaitsForAnotherProgramThatWritesAndSaysSo) {
     EXPECT_NE(out_.find(part), std::string::npos) << out_;
 }
 
+TEST_F(OnConsole, TheReasonOfAFailedCopyTakesThePlaceOfItsProgress) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 60'000; ++i)
+    csv += "Bolt,Lathe,Length," + std::to_string(i) + "," +
+           platform::IsoText(1'700'000'000 + 60 * i) + "," + std::to_string(i % 97) + "\n";
+  ASSERT_EQ(Run({"import", Write("v.csv", csv), "--db", File("q.db")}), 0) << err_;
+  const auto copy = [&](std::int64_t bytes) {
+    const engine::LimitedDevice device(bytes);
+    const int status = Run({"copy", "--db", File("q.db"), "--to", File("copy.db")}, true);
+    return std::pair(status, device.Peak());
+  };
+  const std::string line = "\r\x1b[Kcopy: 50000 measurements";
+  const auto [done, enough] = copy(INT64_MAX);
+  EXPECT_EQ(done, 0);
+  EXPECT_EQ(err_, line + "\r\x1b[K");
+  fs::remove(File("copy.db"));
+  EXPECT_EQ(copy(enough - 4096).first, 1);
+  EXPECT_EQ(err_, line + "\r\x1b[Korvspc copy: " + File("copy.db") +
+                      ": there is no room left on the device\n");
+}
+
+TEST_F(OnConsole, TheReasonWhyAFileIsNotBroughtForwardTakesThePlaceOfTheProgress) {
+  tests::ChangeRows(File("old.db"), engine::store::kVersion1File);
+  // With a hole at its end it is larger than what is free.
+  fs::resize_file(File("old.db"), fs::space(folder_.Path()).available);
+  EXPECT_EQ(Run({"list", "--db", File("old.db")}, true), 1);
+  EXPECT_TRUE(err_.starts_with("\r\x1b[K" + File("old.db") + " is brought forward: 0 %\r\x1b[K" +
+                               "orvspc list: " + File("old.db") + ": is of an older release"))
+      << err_;
+}
+
+// A result need not end with its line.
+TEST_F(OnConsole, WhereNoProgressIsShownNoLineIsCleared) {
+  Import({"Bolt"});
+  EXPECT_EQ(Run({"list", "--db", File("q.db")}, true), 0);
+  EXPECT_EQ(err_, "");
+  EXPECT_EQ(Run({"list", "--db", File("none.db")}, true), 1);
+  EXPECT_TRUE(err_.starts_with("orvspc list: ")) << err_;
+}
+
 TEST_F(OnConsole, AFileNeverGetsTheColoursOfTheTerminal) {
   Import({"Bolt"});
   const std::vector<std::string> chart{"chart", "--db", File("q.db")};
@@ -143,11 +188,14 @@ TEST_F(OnConsole, ControlCharactersOfNamesAndCommentsStayInTheDatabase) {
 }
 
 TEST_F(OnConsole, ARefusedImportLeavesNoNewDatabaseAndNothingBesideIt) {
-  const std::string bad = Write("bad.csv", "part,process,test,subgroup,time,value\nP,R,T,1,x,1\n");
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 40'000; ++i) csv += "P,R,T," + std::to_string(i) + ",2024-03-01,1\n";
+  const std::string bad = Write("bad.csv", csv + "P,R,T,1,x,1\n");
   EXPECT_EQ(Run({"import", bad, "--db", File("q.db")}, true), 1);
   EXPECT_EQ(err_.find("q.db.new"), std::string::npos) << err_;
   // What a terminal shows of the progress is cleared before the reason.
-  EXPECT_LT(err_.find("\r\x1b[K"), err_.find("bad.csv"));
+  EXPECT_TRUE(err_.starts_with("\r\x1b[Kimport: ")) << err_;
+  EXPECT_NE(err_.find("\r\x1b[Korvspc import: " + bad), std::string::npos) << err_;
   const auto count = std::distance(fs::directory_iterator(fs::path(bad).parent_path()), {});
   EXPECT_EQ(count, 1) << "only the CSV file";
 

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/schema/schema.h"
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
 #include "platform/FixedText.h"
@@ -544,7 +545,7 @@ TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
   Import();
   const std::string sentence =
       "old.db was brought forward from schema 1 to 3; the former file is kept as old.db.v1.";
-  const std::string line = "note: " + sentence + "\n";
+  std::string line = "note: " + sentence + "\n";
   const auto make_old = [&] {
     for (const char* end : {"", "-wal", "-shm"})
       std::filesystem::remove(folder_.File("old.db") + end);
@@ -576,6 +577,30 @@ TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
   const Outcome failed = Run("chart --db old.db --part Nobody");
   EXPECT_EQ(failed.status, 1);
   EXPECT_TRUE(failed.err.ends_with("\n" + line)) << failed.err;
+  // The result, which has the note, is not there, or nobody can read it.
+  for (const std::string command :
+       {"chart --db old.db -o none/x.svg", "data --db old.db --format xml -o none/x.xml",
+        "states --db old.db --format json -o none/x.json", "chart --db old.db -o /dev/full"}) {
+    make_old();
+    const Outcome lost = Run(command);
+    EXPECT_EQ(lost.status, 1) << command;
+    EXPECT_TRUE(lost.err.starts_with("orvspc ")) << command << lost.err;
+    EXPECT_TRUE(lost.err.ends_with("\n" + line)) << command << lost.err;
+    EXPECT_EQ(lost.err.find("brought"), lost.err.rfind("brought")) << command << lost.err;
+  }
+  make_old();
+  // So many minutes that the analysis fails.
+  tests::ChangeRows(folder_.File("old.db"),
+                    std::string(engine::schema::Versions()[1].text) +
+                        "INSERT INTO requirement(name, process, test, kind, n, minutes, who, made) "
+                        "VALUES('R', 1, 1, 'interval', 1, 1, 'host', 1); PRAGMA user_version=2");
+  line =
+      "note: old.db was brought forward from schema 2 to 3; the former file is kept as "
+      "old.db.v2.\n";
+  const Outcome broken = Run("compliance --db old.db --since 1990-01-01 --until 2020-01-01");
+  EXPECT_EQ(broken.status, 1) << broken.out;
+  EXPECT_NE(broken.err.find("A sampling requirement has "), std::string::npos) << broken.err;
+  EXPECT_TRUE(broken.err.ends_with("\n" + line)) << broken.err;
 }
 
 TEST_F(Program, EveryListHasTextAndJson) {

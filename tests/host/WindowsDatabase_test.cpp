@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "host/windows/engine/Objects.h"
 #include "tests/host/StoreFolder.h"
@@ -50,6 +51,19 @@ TEST_F(WindowsDatabase, LeavesOutTheOldestHalfOfMoreNotesThanItHolds) {
   EXPECT_EQ(database.TakeNotes(), "notes-cut: 11" + cut + NotesFrom(5) + NotesFrom(2))
       << "of 12, then of 10";
   EXPECT_EQ(database.TakeNotes(), "") << "the count is taken, too";
+}
+
+// However many a single import brings.
+TEST_F(WindowsDatabase, NeverHoldsMoreNotesThanItsBound) {
+  const std::string cut = " notes that came before are left out.\r\n";
+  const std::pair<std::size_t, std::string> kRows[] = {{1, "notes-cut: 3" + cut + NotesFrom(5)},
+                                                       {0, "notes-cut: 4" + cut}};
+  for (const auto& [max, notes] : kRows) {
+    Database database(max);
+    database.Create(folder_.Store("q" + std::to_string(max) + ".db"));
+    ImportFourNotes(database, "A");
+    EXPECT_EQ(database.TakeNotes(), notes) << max;
+  }
 }
 
 TEST_F(WindowsDatabase, ForgetsTheNotesOfTheFormerDatabase) {

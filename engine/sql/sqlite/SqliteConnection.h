@@ -11,7 +11,8 @@ namespace orvspc::engine::sql::sqlite {
 
 // Opens a file, with create also one that does not exist, and switches it to the engine's settings:
 // foreign keys, write-ahead log, commits that survive a power cut. Calls check before the switch to
-// the log, the first thing that changes the file. Throws SqlError.
+// the log, the first thing that changes the file. An empty path with create: a database of the
+// connection alone, which goes with it. Throws SqlError.
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
                                      const std::function<void(Connection&)>& check);
 

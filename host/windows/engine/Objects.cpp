@@ -55,8 +55,8 @@ std::int32_t Database::Import(std::string_view File, std::string_view Kind) {
   const auto kind = KindOf(ImportKindFromWord(Kind), "import", Kind, words);
   ImportReport report = database.Import(std::string(File), kind);
   std::ranges::move(report.notes, std::back_inserter(notes_));
-  if (notes_.size() > max_notes_) {
-    const auto oldest = notes_.size() / 2;
+  while (notes_.size() > max_notes_) {
+    const auto oldest = std::max(notes_.size() / 2, std::size_t{1});
     notes_.erase(notes_.begin(), notes_.begin() + static_cast<std::ptrdiff_t>(oldest));
     notes_left_out_ += oldest;
   }

@@ -53,7 +53,7 @@ class Database : public platform::Database {
 
   // Takes what imports into this database, and the analyses of this thread on it, reported: a line
   // "code: sentence" for each note. Empty without any. Of more than max_notes of imports the oldest
-  // half is left out, and a line "notes-cut" counts them.
+  // half is left out, until so many are left, and a line "notes-cut" counts them.
   std::string TakeNotes();
 
   // Identifiers by name, as Find: of a group of items, of a group of descriptors, and of a

@@ -134,6 +134,24 @@ TEST_F(CapabilityLibraryTest, TwoThreadsReadWhatOneReads) {
   }
 }
 
+// Large selections are cut at the same times, whether there is a second thread or not.
+TEST_F(CapabilityLibraryTest, OneProcessorGivesTheDigitsOfTwo) {
+  Import(Values(2'000, "W", 1));
+  Import(Values(500, "V", 2));
+  auto& sharing = Opened()->Sharing();
+  sharing.ShareFrom(1);
+  const auto shared = test::AllFigures(RunAll(true));
+  EXPECT_GT(sharing.count.load(), 0U);
+  sharing.on = false;
+  const auto reports = sharing.count.load();
+  const auto alone = test::AllFigures(RunAll(true));
+  EXPECT_EQ(sharing.count.load(), reports);
+  EXPECT_EQ(shared, alone);
+  FlatSelection everything;
+  sharing.from = INT64_MAX;
+  EXPECT_NE(test::AllFigures(Run(everything, true)), alone) << "the cut is not seen";
+}
+
 TEST_F(CapabilityLibraryTest, SingleValuesReadByTwoThreadsKeepTheirOrder) {
   std::string text = "part,process,test,subgroup,time,value\n";
   for (int i = 0; i < 400; ++i) {

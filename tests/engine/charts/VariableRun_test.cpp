@@ -408,6 +408,34 @@ TEST(VariableRun, MarksOfALargeStreamAreThoseOfItsParts) {
   EXPECT_NE(graph.coocs, graph.oocs);
 }
 
+// What two threads deliver: each column is that of a period again and again, to its end.
+TEST(VariableRun, ColumnsOfALargeStreamAreDeliveredToTheirEnd) {
+  constexpr std::size_t kCount = 100'050, kPeriod = 100;
+  const auto pattern = Samples(8, kPeriod, 3);
+  FakeStore store;
+  for (std::size_t i = 0; i < kCount; ++i) store.Add({pattern[i % kPeriod]});
+  store.Limit(51.0, 1.5, 1.5);
+  store.Spec(40.0, 50.0, 60.0, slfUSL | slfTAR | slfLSL);
+  const auto chart = Make(store, 0x110);
+  const auto repeats = [&](const auto& column, const char* name) {
+    ASSERT_EQ(column.size(), kCount) << name;
+    for (std::size_t i = kPeriod; i < kCount; ++i) {
+      ASSERT_EQ(column[i], column[i - kPeriod]) << name << " " << i;
+    }
+    EXPECT_NE(column.front(), typename std::decay_t<decltype(column)>::value_type{}) << name;
+  };
+  for (std::size_t g = 0; g < 2; ++g) {
+    SCOPED_TRACE(g);
+    const auto& graph = chart.graphs[g];
+    repeats(graph.points, "points");
+    repeats(graph.sizes, "sizes");
+    for (const auto* line : {&graph.cucl, &graph.ccl, &graph.ucl, &graph.cl})
+      repeats(*line, "line");
+  }
+  for (const auto* line : {&chart.usls, &chart.targets, &chart.lsls})
+    repeats(*line, "specification");
+}
+
 TEST(VariableRun, ACusumWithoutASigmaAboveZeroSaysSo) {
   FakeStore store(std::vector<std::vector<double>>(4, {5.0, 5.0}));
   TakeNotes();

@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/copy.h"
 
+#include <array>
+#include <cstdio>
+#include <iterator>
+#include <optional>
+#include <utility>
+
 #include "engine/QualityDatabase.h"
+#include "engine/sql/address.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/StreamWriter.h"
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
+#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
 
@@ -28,6 +36,21 @@ class CopyTest : public StoreTest {
               std::to_string(i % 4) + (i % 50 == 0 ? ",odd,red\n" : ",,\n");
     }
     Import(text);
+  }
+  // So many that they are sealed.
+  static std::string ManyOfOneStream() {
+    std::string text = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 3000; ++i) {
+      char time[40];
+      std::snprintf(time, sizeof time, "2024-01-%02dT%02d:%02d:00", 1 + i / 1440, i / 60 % 24,
+                    i % 60);
+      text += "A,P,T,S" + std::to_string(i) + "," + time + "," + std::to_string(i % 17) + "\n";
+    }
+    return text;
+  }
+  static std::string Bytes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
   }
 };
 
@@ -91,6 +114,115 @@ TEST_F(CopyTest, ADatabaseWithNothingButCodesHoldsSomething) {
   EXPECT_EQ(Data().CopyTo(empty).measurements, 700);
 }
 
+// Rules of its own, in any of their three tables, would be lost as well.
+TEST_F(CopyTest, ADatabaseWithRulesOfItsOwnHoldsSomething) {
+  ImportSome();
+  const auto rules = folder_.File("rules.csv");
+  int number = 0;
+  for (const char* row : {"20,zone,2,plant", "20,zone,2,", "16,red,0,plant", "16,red,0,nelson"}) {
+    const auto path = folder_.Store("rules" + std::to_string(++number) + ".db");
+    WriteFile(rules, "number,kind,zone,set\n" + std::string(row) + "\n");
+    QualityDatabase::ImportInto(path, rules, ImportKind::Rules);
+    const auto held = [&] { return QualityDatabase::Open(path).RuleSets(); };
+    const auto before = held();
+    EXPECT_EQ(FailureOf([&] { Data().CopyTo(path); }),
+              sql::WithoutPasswords(path) + ": the database to copy into holds data already")
+        << row;
+    const auto after = held();
+    ASSERT_EQ(after.size(), before.size()) << row;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      EXPECT_EQ(after[i].name, before[i].name) << row;
+      EXPECT_EQ(after[i].numbers, before[i].numbers) << row;
+    }
+  }
+}
+
+TEST_F(CopyTest, ADatabaseThatLacksARuleOfEveryNewOneHoldsSomething) {
+  ImportSome();
+  const auto path = folder_.Store("fewer.db");
+  OpenDatabase(path, true);
+  RunSql(path, "DELETE FROM rule_set_member WHERE number = 11; DELETE FROM rule WHERE number = 11");
+  EXPECT_NE(FailureOf([&] { Data().CopyTo(path); }).find("holds data already"), std::string::npos);
+}
+
+// --- Whose failure it is -------------------------------------------------------------------------
+
+TEST_F(CopyTest, ADamagedPageOfTheSourceIsItsFailure) {
+  ImportSome();
+  db_.reset();
+  constexpr std::size_t kPage = 4096;
+  const auto bytes = Bytes(Path());
+  const auto target = folder_.File("copy.db");
+  const CopyOptions all,
+      some{.selection = CopySelection{FlatSelection().info, FlatSelection().Filter()},
+           .progress = {}};
+  int failures = 0;
+  for (std::size_t page = 0; page < bytes.size() / kPage; page += 3) {
+    auto damaged = bytes;
+    damaged[page * kPage + kPage / 2] = static_cast<char>(damaged[page * kPage + kPage / 2] ^ 1);
+    WriteFile(Path(), damaged);
+    for (const auto* options : {&all, &some}) {
+      std::optional<QualityDatabase> source;
+      try {
+        source = QualityDatabase::Open(Path());
+      } catch (const platform::ExternalFailure&) {
+        continue;
+      }
+      const auto failure = FailureOf([&] { source->CopyTo(target, *options); });
+      if (failure.empty()) {
+        std::filesystem::remove(target);  // the page is free, or left alone
+        continue;
+      }
+      ++failures;
+      EXPECT_TRUE(failure.starts_with(Path() + ": ")) << page << failure;
+      EXPECT_EQ(failure.find(Path(), 1), std::string::npos) << "once: " << failure;
+      EXPECT_NE(failure.find(" damaged: "), std::string::npos) << page << failure;
+      EXPECT_EQ(failure.find(target), std::string::npos) << page << failure;
+      EXPECT_FALSE(std::filesystem::exists(target)) << page;
+    }
+  }
+  EXPECT_GT(failures, 10);
+}
+
+TEST_F(CopyTest, ADamagedChunkOfTheSourceIsItsFailure) {
+  Import(ManyOfOneStream());
+  Opened()->Write([](Connection& db) {
+    std::vector<std::byte> packed;
+    {
+      Query chunk(db, "SELECT packed FROM measurement_chunk ORDER BY stream, first_time LIMIT 1");
+      ASSERT_TRUE(chunk.Step());
+      packed.assign(chunk.Blob(0).begin(), chunk.Blob(0).end());
+    }
+    const auto whole = packed;
+    packed[packed.size() / 2] ^= std::byte{1};
+    EXPECT_EQ(Query(db, "UPDATE measurement_chunk SET packed = ?1 WHERE packed = ?2", packed, whole)
+                  .Run(),
+              1);
+  });
+  const auto failure = FailureOf([&] { Data().CopyTo(folder_.File("copy.db")); });
+  EXPECT_EQ(failure.find(Opened()->Path() + ": The values of A / P / T"), 0U) << failure;
+  EXPECT_NE(failure.find(" are damaged: "), std::string::npos) << failure;
+  EXPECT_FALSE(std::filesystem::exists(folder_.File("copy.db")));
+}
+
+TEST_F(CopyTest, WhatTheTargetHasNoRoomForIsItsFailure) {
+  Import(ManyOfOneStream());
+  const auto path = folder_.File("copy.db");
+  const auto copy = [&](std::int64_t bytes) {
+    const LimitedDevice device(bytes);
+    const auto failure = FailureOf([&] { Data().CopyTo(path); });
+    return std::pair(failure, device.Peak());
+  };
+  const auto [nothing, enough] = copy(INT64_MAX);
+  EXPECT_EQ(nothing, "");
+  for (int i = 0; i < 20; ++i) {
+    std::filesystem::remove(path);
+    EXPECT_EQ(copy(enough * i / 20).first, path + ": there is no room left on the device") << i;
+  }
+}
+
+// --- Selections and digests ----------------------------------------------------------------------
+
 TEST_F(CopyTest, ASelectionIsCopiedWithEverythingThatBelongsToNoSubgroup) {
   ImportSome();
   FlatSelection flat;
@@ -134,7 +266,7 @@ TEST_F(CopyTest, AnythingThatChangesChangesTheDigest) {
   const auto before = Digest();
   int changes = 0;
   for (const auto& table : Tables()) {
-    if (table.use == TableUse::Identifiers) continue;
+    if (table.use == TableUse::IdentifierMap) continue;
     for (const auto& column : ColumnsOf(table)) {
       if (column.kind != ColumnKind::Number && column.kind != ColumnKind::Real &&
           column.kind != ColumnKind::Text) {

@@ -19,10 +19,14 @@
 #include "engine/schema/schema.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/digest.h"
 #include "engine/store/migration.h"
 #include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
+#include "engine/store/tables.h"
 #include "platform/TimeText.h"
+#include "tests/engine/import/every_kind.h"
+#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
@@ -60,10 +64,8 @@ class MigrationTest : public StoreTest {
     transaction.Commit();
   }
 
-  void Add(Connection& db, std::mt19937& random, std::int64_t stream, const RecordKey& key) {
-    auto record = RandomRecord(random, key);
-    record.batch = record.entry = 0;
-    record.context = Below(random, 2) * 7001;
+  // As a row of schema 2.
+  static void WriteRecord(Connection& db, std::int64_t stream, const StoredRecord& record) {
     std::vector<TestRow> rows;
     for (std::size_t i = 0; i < record.values.size(); ++i) {
       rows.push_back({record.values[i], record.keys[i]});
@@ -75,6 +77,12 @@ class MigrationTest : public StoreTest {
           "VALUES(?1, ?2, ?3, ?4, ?5)",
           stream, record.time, record.subgroup, packed, Reference{record.context})
         .Run();
+  }
+  void Add(Connection& db, std::mt19937& random, std::int64_t stream, const RecordKey& key) {
+    auto record = RandomRecord(random, key);
+    record.batch = record.entry = 0;
+    record.context = Below(random, 2) * 7001;
+    WriteRecord(db, stream, record);
     written_[stream][key] = std::move(record);
   }
 
@@ -120,6 +128,51 @@ class MigrationTest : public StoreTest {
     }
     return content;
   }
+  // What a database holds as a file of schema 2.
+  static void WriteVersion2(const std::string& from, const std::string& to) {
+    const auto source = OpenConnection(from, false);
+    Transaction reading(*source, TransactionKind::Read);
+    RunSql(to, std::string(schema::Versions()[0].text) + std::string(schema::Versions()[1].text));
+    const auto db = OpenAnother(to);
+    Transaction transaction(*db, TransactionKind::Write);
+    db->Execute("PRAGMA defer_foreign_keys = ON");
+    db->SetMark(schema::kApplicationId, 2);
+    for (const auto& table : Tables()) db->Execute("DELETE FROM " + std::string(table.name));
+    for (const auto& table : Tables()) CopyRows(*source, *db, table);
+    ForEachSubgroup(*source, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+      Query(*db, "INSERT INTO subgroup(id, part, process, time, label) VALUES(?1, ?2, ?3, ?4, ?5)",
+            each.id, each.part, each.process, each.time, each.label)
+          .Run();
+    });
+    std::vector<std::int64_t> streams;
+    for (Query query(*source, "SELECT id FROM stream"); query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    for (const auto stream : streams) {
+      ForEachRecord(*source, stream,
+                    [&](const RecordView& view) { WriteRecord(*db, stream, CopyOf(view)); });
+    }
+    transaction.Commit();
+  }
+  static void CopyRows(Connection& from, Connection& to, const Table& table) {
+    const auto columns = ColumnsOf(table);
+    const auto rows = to.InsertMany(RowOf(table), OnConflict::Fail);
+    for (Query select(from, SelectStored(table)); select.Step(); rows->Add()) {
+      for (int i = 0; i < static_cast<int>(columns.size()); ++i) {
+        const auto kind = columns[static_cast<std::size_t>(i)].kind;
+        if (select.IsNull(i)) {
+          rows->BindNull(i + 1);
+        } else if (kind == ColumnKind::Real) {
+          rows->BindReal(i + 1, select.Real(i));
+        } else if (kind == ColumnKind::Text) {
+          rows->BindText(i + 1, select.Text(i));
+        } else {
+          rows->BindInt(i + 1, select.Int64(i));
+        }
+      }
+    }
+    rows->Finish();
+  }
   // The names of its backups, without the name of the file.
   std::vector<std::string> Backups() const {
     const std::filesystem::path file = Path();
@@ -139,6 +192,30 @@ class MigrationTest : public StoreTest {
 };
 
 TEST_F(MigrationTest, EveryValueAndNameComesForward) { ExpectAll(); }
+
+// Everything that imports of every kind make, in a file as releases with schema 2 wrote it.
+TEST_F(MigrationTest, AFileWithRowsInEveryTableComesForwardWithItsDigest) {
+  const auto wanted = folder_.File("wanted.db"), former = folder_.File("former.db");
+  const auto samples = std::string(ORVSPC_TESTS_DIR) + "/../host/samples/";
+  for (const auto* name : {"piston-rings", "radiators", "juice-cans"}) {
+    QualityDatabase::ImportInto(wanted, samples + name + ".csv", ImportKind::Values);
+  }
+  for (const auto& [kind, text] : import::kEveryKind) {
+    WriteFile(folder_.File("in.csv"), text);
+    QualityDatabase::ImportInto(wanted, folder_.File("in.csv"), kind);
+  }
+  const auto digest_of = [](const std::string& path) {
+    const auto db = OpenConnection(path, false);
+    Transaction reading(*db, TransactionKind::Read);
+    return DigestOf(*db);
+  };
+  WriteVersion2(wanted, former);
+  OpenDatabase(former);
+  EXPECT_EQ(OpenAnother(former)->Mark().version, schema::kSchemaVersion);
+  const auto expected = digest_of(wanted);
+  EXPECT_GT(expected.measurements, 70);
+  EXPECT_EQ(digest_of(former), expected);
+}
 
 // Killed at a random moment and opened again, until it is through.
 TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
@@ -286,6 +363,29 @@ TEST_F(MigrationTest, WithoutRoomForTwoTheFileStaysAsItWas) {
   std::filesystem::resize_file(Path(), size);
   EXPECT_TRUE(ContentOf(Path()) == former);
   ExpectAll();
+}
+
+// The next program with room for them gives it its checksums.
+TEST_F(MigrationTest, AFileWithoutRoomForChecksumsIsUsedWithoutThem) {
+  sql::sqlite::OpenFile(Path(), false, [&](Connection& db) { BringFileForward(db, Path()); });
+  const auto reserved = [&] {
+    constexpr int kReservedAt = 20;
+    std::ifstream file(Path(), std::ios::binary);
+    file.seekg(kReservedAt);
+    return file.get();
+  };
+  EXPECT_EQ(reserved(), 0);
+  {
+    const LimitedDevice device(150'000);
+    ExpectAll();
+    Data().Set("time_zone", "+02:00");
+    db_.reset();
+  }
+  EXPECT_EQ(reserved(), 0);
+  ExpectAll();
+  EXPECT_EQ(Data().Setting("time_zone"), "+02:00");
+  db_.reset();
+  EXPECT_EQ(reserved(), sql::sqlite::kReservedBytes);
 }
 
 TEST(RoomText, HasMoreThatIsNeededThanIsFree) {
