@@ -79,7 +79,9 @@ TEST_F(ServerFailureTest, TheProgramPrintsNoPassword) {
   Import(Values(0, 3));
   const auto out = folder_.File("out");
   const auto check = [&](const std::string& words) {
-    const auto line = "'" ORVSPC_PROGRAM "' " + words + " >'" + out + "' 2>&1";
+    // A word that is taken for a file may be made.
+    const auto line =
+        "cd '" + folder_.File("") + "' && '" ORVSPC_PROGRAM "' " + words + " >'" + out + "' 2>&1";
     [[maybe_unused]] const int status = std::system(line.c_str());
     std::ifstream file(out);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
