@@ -59,7 +59,6 @@ std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind ki
     return begin();
   } catch (const sql::SqlError& error) {
     if (error.Which() != sql::SqlError::Kind::Lost || !connection_->Reconnect()) throw;
-    loaded_ = false;  // what is there now may be another database
   }
   return begin();
 }

@@ -136,7 +136,11 @@ void PostgresConnection::Rollback() noexcept {
 
 std::int64_t PostgresConnection::DataVersion() {
   if (!has_mark_) return 0;
-  Query query(*this, "SELECT generation, version FROM orvspc_mark");
+  // A table made anew or restored, or another server, may have the same generation.
+  Query query(*this,
+              "SELECT generation, version, tableoid::bigint, "
+              "(extract(epoch FROM pg_postmaster_start_time()) * 1000000)::bigint "
+              "FROM orvspc_mark");
   if (!query.Step()) return 0;
   // Another program may have brought the tables forward in the meantime.
   if (const auto version = query.Int(1); version > version_) {
@@ -144,7 +148,9 @@ std::int64_t PostgresConnection::DataVersion() {
                                               std::to_string(version) + ", this one knows " +
                                               std::to_string(version_) + ")");
   }
-  return query.Int64(0);
+  const auto part = [&](int column) { return static_cast<std::uint64_t>(query.Int64(column)); };
+  return static_cast<std::int64_t>(part(0) ^ part(2) * 0x9E3779B97F4A7C15U ^
+                                   part(3) * 0xC2B2AE3D27D4EB4FU);
 }
 
 SchemaMark PostgresConnection::Mark() {
