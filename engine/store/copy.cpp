@@ -110,14 +110,12 @@ class Copy {
   }
 
   void CopySubgroups() {
-    auto writer = InTarget([&] { return SubgroupWriter(to_); });
+    auto writer =
+        InTarget([&] { return SubgroupWriter(to_, SubgroupWriter::Into::EmptyDatabase); });
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
       if (Takes(each.id)) InTarget([&] { writer.Add(each); });
     });
-    InTarget([&] {
-      writer.Flush();
-      SealSubgroups(to_);
-    });
+    InTarget([&] { writer.Flush(); });
   }
 
   void CopyMeasurements(const std::function<void(std::int64_t)>& progress) {

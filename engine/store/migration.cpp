@@ -162,7 +162,7 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   constexpr std::int64_t kStep = 50'000;
   std::int64_t count = 0;
   MeasurementBuffer buffer(db);
-  SubgroupWriter writer(db);
+  SubgroupWriter writer(db, SubgroupWriter::Into::EmptyDatabase);
   // Moved while they are digested, since reading them is a good part of the work.
   const auto before = DigestOf(
       db,
@@ -181,7 +181,6 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
       });
   buffer.Flush();
   writer.Flush();
-  SealSubgroups(db);
   const bool is_copied =
       HasAllOf(db, "comment", "id, subgroup, test, tsno, time, employee, note") &&
       HasAllOf(db, "subgroup_descriptor", "subgroup, descriptor, tsno");

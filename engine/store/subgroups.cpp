@@ -248,26 +248,30 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
   return ids;
 }
 
-SubgroupWriter::SubgroupWriter(sql::Connection& db)
-    : hot_(db.InsertMany("subgroup(id, part, process, label, time)", sql::OnConflict::Fail)),
+SubgroupWriter::SubgroupWriter(sql::Connection& db, Into into)
+    : into_(into),
+      hot_(db.InsertMany("subgroup(id, part, process, label, time)", sql::OnConflict::Fail)),
       blocks_(Blocks(db)) {}
 
 void SubgroupWriter::Add(const SubgroupFacts& subgroup) {
-  if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) Store();
+  if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) {
+    Store(into_ == Into::EmptyDatabase);
+  }
   list_.Add(subgroup);
-  if (IsLastOfBlock(subgroup.id)) Store();
+  if (IsLastOfBlock(subgroup.id)) Store(into_ == Into::EmptyDatabase);
 }
 
 void SubgroupWriter::Flush() {
-  Store();
+  Store(false);
   hot_->Finish();
   blocks_->Finish();
 }
 
-void SubgroupWriter::Store() {
+// is_all: there are no others of the block.
+void SubgroupWriter::Store(bool is_all) {
   if (list_.IsEmpty()) return;
   const auto subgroups = list_.Subgroups();
-  if (IsFirstOfBlock(subgroups.front().id) && IsLastOfBlock(subgroups.back().id)) {
+  if (is_all || (IsFirstOfBlock(subgroups.front().id) && IsLastOfBlock(subgroups.back().id))) {
     StoreBlock(*blocks_, subgroups);
   } else {
     for (const auto& each : subgroups) {

@@ -56,17 +56,19 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups);
 
 // Stores subgroups with new identifiers, in their order, each above all before. Whole blocks are
-// sealed at once.
+// sealed at once; in a database without others each is but the last, whichever of it there are.
 class SubgroupWriter {
  public:
-  explicit SubgroupWriter(sql::Connection& db);
+  enum class Into { AnyDatabase, EmptyDatabase };
+  explicit SubgroupWriter(sql::Connection& db, Into into = Into::AnyDatabase);
   void Add(const SubgroupFacts& subgroup);
   // Stores what is left. Needed at the end.
   void Flush();
 
  private:
-  void Store();
+  void Store(bool is_all);
 
+  Into into_;
   std::unique_ptr<sql::BulkRows> hot_, blocks_;
   SubgroupList list_;  // of one block
 };

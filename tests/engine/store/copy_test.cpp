@@ -237,6 +237,10 @@ TEST_F(CopyTest, ASelectionIsCopiedWithEverythingThatBelongsToNoSubgroup) {
   EXPECT_EQ(copied.Items(ItemKind::Part).size(), 2U);
   EXPECT_EQ(copied.SubgroupLabel(1), "S0");
   EXPECT_EQ(copied.SubgroupLabel(2), "") << "of another part";
+  // The blocks of the selection are sealed, though each lacks some of its identifiers.
+  const auto copy = OpenAnother(path);
+  EXPECT_LT(Query(*copy, "SELECT count(*) FROM subgroup").RunForInt(), 256);
+  EXPECT_EQ(Query(*copy, "SELECT count(*) FROM subgroup_block").RunForInt(), 2);
 }
 
 TEST_F(CopyTest, TheDigestDoesNotDependOnWhatIsSealed) {
