@@ -145,6 +145,8 @@ std::unique_ptr<sql::Connection> OpenAndBringForward(const std::string& path, bo
 
 std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool create) {
   auto opened = OpenAndBringForward(path, create);
+  // Otherwise the log would fill the device with what cannot be ended.
+  if (!HasRoomForItself(path)) return opened;
   try {
     // Of a file that was brought forward.
     sql::sqlite::AddChecksums(*opened);

@@ -9,6 +9,7 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -76,20 +77,28 @@ std::string Rounded(std::int64_t bytes, bool up) {
                   : std::to_string(units / 10) + "." + std::to_string(units % 10) + " GB";
 }
 
+// What a number of copies of a file need, and what its device has; nothing where the system cannot
+// tell.
+struct Room {
+  std::int64_t needed, available;
+};
+std::optional<Room> RoomFor(const std::string& path, double copies) {
+  const auto state = system::StateOf(path);
+  std::error_code error;
+  const auto space = std::filesystem::space(system::PathOf(FolderOf(TargetOf(path))), error);
+  if (!state || error) return std::nullopt;
+  return Room{static_cast<std::int64_t>(copies * static_cast<double>(state->size)),
+              static_cast<std::int64_t>(std::min<std::uintmax_t>(
+                  space.available, std::numeric_limits<std::int64_t>::max()))};
+}
+
 // The backup, and what the new schema needs beside the old one.
 void CheckRoom(const std::string& path) {
   constexpr double kNeeded = 2.2;
-  const auto state = system::StateOf(path);
-  const auto folder = FolderOf(TargetOf(path));
-  std::error_code error;
-  const auto space = std::filesystem::space(system::PathOf(folder), error);
-  if (!state || error) return;  // what is missing shows later
-  const auto needed = static_cast<std::int64_t>(kNeeded * static_cast<double>(state->size));
-  const auto available = static_cast<std::int64_t>(
-      std::min<std::uintmax_t>(space.available, std::numeric_limits<std::int64_t>::max()));
-  if (available >= needed) return;
-  RefuseFile(path, "is of an older release; to bring it forward " + RoomText(needed, available) +
-                       " on " + folder);
+  const auto room = RoomFor(path, kNeeded);
+  if (!room || room->available >= room->needed) return;  // what is missing shows later
+  RefuseFile(path, "is of an older release; to bring it forward " +
+                       RoomText(room->needed, room->available) + " on " + FolderOf(TargetOf(path)));
 }
 
 bool AreSame(const std::string& a, const std::string& b) {
@@ -195,6 +204,12 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
 
 std::string RoomText(std::int64_t needed, std::int64_t available) {
   return "needs " + Rounded(needed, true) + ", " + Rounded(available, false) + " free";
+}
+
+bool HasRoomForItself(const std::string& path) {
+  constexpr double kNeeded = 1.2;
+  const auto room = RoomFor(path, kNeeded);
+  return !room || room->available >= room->needed;
 }
 
 void WatchMigrations(std::function<void(const std::string&, int)> watch) {

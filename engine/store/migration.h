@@ -24,6 +24,10 @@ void BringFileForward(sql::Connection& db, const std::string& path);
 // differ wherever the first is more.
 std::string RoomText(std::int64_t needed, std::int64_t available);
 
+// Whether the device has room for the file to be written once more beside itself, as far as the
+// system can tell.
+bool HasRoomForItself(const std::string& path);
+
 // Moves the values and subgroups that a database of schema 2 has in a row each into chunks and
 // blocks, and drops what it had. Inside the transaction that brings the database forward.
 void MoveValues(sql::Connection& db, const MigrationProgress& progress = {});

@@ -65,7 +65,9 @@ void CheckOutput(const Arguments& arguments) {
 
 void ShowProgress(Console& console, const std::string& text) {
   if (!console.err_is_terminal) return;
-  console.err << "\r\x1b[K" << render::PlainText(text) << std::flush;
+  // A line that the terminal breaks could be cleared in part alone.
+  const auto room = console.columns > 0 ? console.columns - 1 : 0;
+  console.err << "\r\x1b[K" << render::Shortened(render::PlainText(text), room) << std::flush;
   console.has_progress = !text.empty();
 }
 

@@ -109,6 +109,8 @@ for broken in orvSPCAnalysis6 orvEngine orwDBLib6 orwCtrlChrt6 orwCapAna6 orwPar
   echo "no DLL" >$broken.dll
   fails register.cmd 'could not be registered. Nothing was changed.' " $broken.dll"
   expect "the older ones after register.cmd with a damaged $broken.dll" "$before" "$(servers)"
+  named=$(grep -o 'or[vw][A-Za-z0-9]*\.dll' said.txt | sort -u)
+  expect "what register.cmd says of a damaged $broken.dll" "$broken.dll" "$named"
   mv kept.dll $broken.dll
 done
 mv orvEngine.dll kept.dll

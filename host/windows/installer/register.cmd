@@ -2,9 +2,11 @@
 rem Registers the component and its engine for all users. Run it as an administrator. Where a DLL is
 rem missing or cannot be loaded, nothing is changed: what was registered before goes on working.
 setlocal
-set dlls=orvSPCAnalysis6 orvEngine orwDBLib6 orwCtrlChrt6 orwCapAna6 orwPareto6 orwSReqCompliance
 set damaged=
-for %%d in (%dlls%) do call :check %%d.dll
+for %%d in (orvSPCAnalysis6 orvEngine) do call :check %%d.dll
+if defined damaged goto unchanged
+rem These load the engine.
+for %%d in (orwDBLib6 orwCtrlChrt6 orwCapAna6 orwPareto6 orwSReqCompliance) do call :check %%d.dll
 if defined damaged goto unchanged
 rem Whether one of this width is registered: a program identifier is shared by both widths, the
 rem class behind it is not.

@@ -365,6 +365,25 @@ TEST_F(MigrationTest, WithoutRoomForTwoTheFileStaysAsItWas) {
   ExpectAll();
 }
 
+// Nothing is written that the device could not hold.
+TEST_F(MigrationTest, ChecksumsWaitForRoomForAWholeFile) {
+  sql::sqlite::OpenFile(Path(), false, [&](Connection& db) { BringFileForward(db, Path()); });
+  const auto size = std::filesystem::file_size(Path());
+  const auto folder = std::filesystem::path(Path()).parent_path();
+  const auto reserved = [&] {
+    std::ifstream file(Path(), std::ios::binary);
+    return file.seekg(20).get();
+  };
+  // With a hole at its end it is larger than what is free.
+  std::filesystem::resize_file(Path(), std::filesystem::space(folder).available);
+  OpenDatabase(Path());
+  EXPECT_EQ(reserved(), 0);
+  std::filesystem::resize_file(Path(), size);
+  OpenDatabase(Path());
+  EXPECT_EQ(reserved(), sql::sqlite::kReservedBytes);
+  ExpectAll();
+}
+
 // The next program with room for them gives it its checksums.
 TEST_F(MigrationTest, AFileWithoutRoomForChecksumsIsUsedWithoutThem) {
   sql::sqlite::OpenFile(Path(), false, [&](Connection& db) { BringFileForward(db, Path()); });
