@@ -152,17 +152,16 @@ class Backup {
   bool is_needed_ = false;
 };
 
-// Whether a table that the schema has copied holds each row of the old one, and no other.
-bool HasAllOf(sql::Connection& db, const std::string& table, const std::string& columns) {
-  const auto rows = [&](const std::string& name) {
-    return sql::Query(db, "SELECT count(*) FROM " + name).RunForInt();
-  };
-  const auto select = [&](const std::string& name) {
-    return "SELECT " + columns + " FROM " + name;
-  };
-  return rows(table) == rows(table + "_2") &&
-         !sql::Query(db, select(table + "_2") + " EXCEPT " + select(table) + " LIMIT 1").Step();
-}
+// Each gives a row where a table that the schema has copied differs from the old one.
+constexpr std::string_view kDifferences[] = {
+    "SELECT id, subgroup, test, tsno, time, employee, note FROM comment_2 "
+    "EXCEPT SELECT id, subgroup, test, tsno, time, employee, note FROM comment",
+    "SELECT a.n FROM (SELECT count(*) AS n FROM comment_2) a, "
+    "(SELECT count(*) AS n FROM comment) b WHERE a.n <> b.n",
+    "SELECT subgroup, descriptor, tsno FROM subgroup_descriptor_2 "
+    "EXCEPT SELECT subgroup, descriptor, tsno FROM subgroup_descriptor",
+    "SELECT a.n FROM (SELECT count(*) AS n FROM subgroup_descriptor_2) a, "
+    "(SELECT count(*) AS n FROM subgroup_descriptor) b WHERE a.n <> b.n"};
 
 }  // namespace
 
@@ -190,9 +189,8 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
       });
   buffer.Flush();
   writer.Flush();
-  const bool is_copied =
-      HasAllOf(db, "comment", "id, subgroup, test, tsno, time, employee, note") &&
-      HasAllOf(db, "subgroup_descriptor", "subgroup, descriptor, tsno");
+  const bool is_copied = std::ranges::none_of(
+      kDifferences, [&](std::string_view text) { return sql::Query(db, text).Step(); });
   // The last is what the others refer to.
   for (const char* table : {"measurement_2", "comment_2", "subgroup_descriptor_2", "subgroup_2"}) {
     db.Execute("DROP TABLE " + std::string(table));

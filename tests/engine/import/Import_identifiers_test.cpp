@@ -29,11 +29,13 @@ class IdentifiersTest : public store::StoreTest {
     std::map<std::string, Ids> all;
     Opened()->ReadOrThrow([&](sql::Connection& db) {
       for (const auto& table : tables) {
-        auto& text = texts[table];
-        text =
-            "SELECT coalesce(min(id), 0), coalesce(max(id), 0), "
-            "coalesce((SELECT last FROM counter WHERE name = ?1), 0) FROM " +
-            table;
+        const auto& text =
+            texts
+                .try_emplace(table,
+                             "SELECT coalesce(min(id), 0), coalesce(max(id), 0), "
+                             "coalesce((SELECT last FROM counter WHERE name = ?1), 0) FROM " +
+                                 table)
+                .first->second;
         sql::Query query(db, text, table);
         ASSERT_TRUE(query.Step());
         query.Read(all[table].lowest, all[table].highest, all[table].counter);
