@@ -2,7 +2,7 @@
 // One subgroup after the other through the store's writing functions, each committed to the device,
 // to a database that has one subgroup and to the long series that bench_series leaves:
 //   bench_append [--subgroups N] [--rounds N] [--dir DIR]
-// Beside them the flush of the device: 4096 bytes behind the end of a file of the same folder and
+// Beside them the flush of the device: 4096 bytes after the end of a file of the same folder and
 // fdatasync. All take turns, 20 times a round; medians are printed.
 #include <fcntl.h>
 #include <unistd.h>
@@ -40,7 +40,7 @@ class Database {
   explicit Database(const std::string& path)
       : database_(orvspc::OpenDatabase(path)), store_(store::SqlStoreOf(*database_)) {}
 
-  // One value of the first part, process and test, behind all others.
+  // One value of the first part, process and test, after all others.
   void Append() {
     store_->Write([](sql::Connection& db) {
       const auto id = sql::LastId(db, "subgroup") + 1;

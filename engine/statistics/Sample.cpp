@@ -210,7 +210,7 @@ std::vector<double> SampleQuantiles(std::span<const CountedValue> values,
                                     std::span<const double> probabilities) {
   std::vector<double> quantiles;
   if (values.empty()) return quantiles;
-  std::vector<std::size_t> ends;  // the ranks behind each value
+  std::vector<std::size_t> ends;  // the rank after the last of each value
   std::size_t end = 0;
   for (const auto& each : values) ends.push_back(end += static_cast<std::size_t>(each.count));
   const auto at = [&](std::size_t rank) {

@@ -144,7 +144,7 @@ std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
       }
     }
     if (!behind) break;
-    // Others of its first time may be in the chunk behind.
+    // Others of its first time may be in the next chunk.
     drop_before(behind->time);
     if (times.empty()) break;
     first =

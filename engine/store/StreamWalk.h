@@ -25,7 +25,7 @@ void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
 // A chunk is named by its first key, and is the one to look into for every key up to that of the
 // next: where it ends is asked of the chunk, as that column has no checksum. Inside a transaction.
 
-// The last chunk of a stream that begins at a key or before it, and the first that begins behind.
+// The last chunk of a stream that begins at a key or before it, and the first that begins after it.
 std::optional<RecordKey> ChunkAtOrBefore(sql::Connection& db, std::int64_t stream,
                                          const RecordKey& key);
 std::optional<RecordKey> ChunkBehind(sql::Connection& db, std::int64_t stream,

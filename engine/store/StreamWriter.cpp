@@ -153,7 +153,7 @@ void StreamWriter::Seal(Changes changes) {
                        (!before || (!behind && former->chunk.Last() < here.front().key));
     const bool is_last = !behind || (!before && !stays && !ChunkBehind(db_, stream_, *behind));
     Repack(former && !stays ? &*former : nullptr, here, is_last);
-    // The chunk that was behind is the one before what is still to be placed.
+    // The chunk that was next is the one before what is still to be placed.
     if (!before) chunks_->Finish();
   }
 }

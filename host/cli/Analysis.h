@@ -71,7 +71,7 @@ auto Checked(const QualityDatabase& database, Analyse analyse) {
 }
 
 // The notes of the opening of a database that are to be part of a result of this thread, until
-// RunAnalysis has delivered it: whoever never sees the result is told them otherwise.
+// RunAnalysis has delivered it: whoever never sees the result gets them on standard error.
 std::vector<Note>& NotesToDeliver();
 
 // The same, and what the engine reported meanwhile, after the notes of the opening of the database,

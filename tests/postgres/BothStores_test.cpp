@@ -134,7 +134,7 @@ TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
   EXPECT_EQ(Digest(server_).values, Digest(file_).values);
 }
 
-// A counter that lags behind its rows catches up alike, and rows that are gone leave the same gaps.
+// A counter below its rows catches up alike, and rows that are gone leave the same gaps.
 TEST_F(BothStoresTest, RowsThatWereChangedByHandGetTheSameIdentifiers) {
   WriteFile(folder_.File("in.csv"), import::kEveryKind[0].text);
   WriteFile(folder_.File("new.csv"),

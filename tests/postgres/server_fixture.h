@@ -53,7 +53,7 @@ class ServerTest : public StoreTest {
     EXPECT_EQ(failure.find("hush"), failure.npos) << failure;
     return failure;
   }
-  // What is said behind the address.
+  // What is said after the address.
   static std::string Reason(const std::string& failure) {
     const auto at = failure.rfind(": ");
     return at == failure.npos ? failure : failure.substr(at + 2);
