@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/log/Log.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
@@ -176,9 +177,8 @@ constexpr std::string_view kDifferences[] = {
     "SELECT a.n FROM (SELECT count(*) AS n FROM subgroup_descriptor_2) a, "
     "(SELECT count(*) AS n FROM subgroup_descriptor) b WHERE a.n <> b.n"};
 
-}  // namespace
-
-void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
+// Returns the digest of what there was, and is.
+std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   const auto all = sql::Query(db, "SELECT count(*) FROM measurement_2").RunForInt().value_or(0);
   constexpr std::int64_t kStep = 50'000;
   std::int64_t count = 0;
@@ -211,6 +211,20 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   if (count != all || !is_copied || DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
+  return before.all;
+}
+
+}  // namespace
+
+void BringTablesForward(sql::Connection& db, std::int32_t version,
+                        const MigrationProgress& progress) {
+  constexpr std::int32_t kFirstWithChunks = 3;
+  schema::BringForward(db, version);
+  if (version < kFirstWithChunks) {
+    const auto digest = MoveValues(db, progress);
+    return log::BeginLog(db, version == 0 ? std::string() : digest);
+  }
+  log::BeginLog(db, DigestOf(db).all);
 }
 
 std::string RoomText(std::int64_t needed, std::int64_t available) {
@@ -238,8 +252,7 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   tell(0);
   CheckRoom(path);
   Backup backup(path, version);
-  schema::BringForward(db, version);
-  MoveValues(db, tell);
+  BringTablesForward(db, version, tell);
   backup.Finish();
   transaction.Commit();
   const auto& kept = backup.Keep();
