@@ -447,6 +447,58 @@ TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
   });
 }
 
+// Nothing but their rows says that they are there: they are found by these, in the file and in a
+// copy of it, also once many others have come.
+TEST_F(MigrationTest, ASubgroupWithoutMeasurementsIsFoundByWhatComesLater) {
+  const std::vector<std::int32_t> ids{1, 700, 701, 1500, kSubgroups - 1};
+  std::string of_them = "part,process,test,subgroup,time,value\n", others = of_them;
+  for (const auto id : ids) {
+    const auto subgroup = std::to_string(id);
+    RunSql(Path(), "DELETE FROM measurement WHERE subgroup = " + subgroup);
+    for (auto& [stream, records] : written_) {
+      std::erase_if(records, [&](const auto& each) { return each.first.subgroup == id; });
+    }
+    const auto db = OpenAnother(Path());
+    Query query(*db,
+                "SELECT p.name, s.time FROM subgroup s JOIN process p ON p.id = s.process "
+                "WHERE s.id = ?1",
+                id);
+    ASSERT_TRUE(query.Step());
+    of_them.append("Ring,").append(query.Text(0)).append(",Width,S" + subgroup + ",");
+    of_them += platform::IsoText(query.Int(1)) + ",1\n";
+  }
+  for (int i = 0; i < 1000; ++i) {
+    others += "Ring,Press A,Depth,Later," + platform::IsoText(2'000'000 + i) + ",2\n";
+  }
+  ExpectAll();
+  EXPECT_EQ(Import(others).subgroups, 1000);
+  Data().CopyTo(folder_.File("copy.db"));
+  for (const auto& path : {Path(), folder_.File("copy.db")}) {
+    SCOPED_TRACE(path);
+    WriteFile(folder_.File("in.csv"), of_them);
+    const auto report =
+        QualityDatabase::ImportInto(path, folder_.File("in.csv"), ImportKind::Values);
+    EXPECT_EQ(report.subgroups, 0) << "stored a second time";
+    const auto db = OpenAnother(path);
+    Transaction reading(*db, TransactionKind::Read);
+    std::vector<std::int32_t> found;
+    for (Query streams(*db,
+                       "SELECT s.id FROM stream s JOIN test t ON t.id = s.test "
+                       "WHERE t.name = 'Width'");
+         streams.Step();) {
+      ForEachRecord(*db, streams.Int64(0),
+                    [&](const RecordView& each) { found.push_back(each.Subgroup()); });
+    }
+    std::ranges::sort(found);
+    EXPECT_EQ(found, ids);
+    // Each once, whatever is sealed.
+    const auto labels = ReadLabels(*db, 1, INT32_MAX);
+    EXPECT_EQ(labels.size(), kSubgroups + 1000U);
+    EXPECT_TRUE(std::ranges::is_sorted(labels));
+    EXPECT_LT(Query(*db, "SELECT count(*) FROM subgroup").RunForInt(), 3 * 256);
+  }
+}
+
 TEST_F(MigrationTest, IdentifiersGoOnAboveTheHighestThatWereThere) {
   Db();
   RunSql(Path(), "DELETE FROM job WHERE id = 7001");
