@@ -35,7 +35,7 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
   state.store.reset();
   state.handle = Connection;
   state.reports.Forget(Connection);
-  const auto done = store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
+  const auto done = store::AnalyseWithStore(Connection, DSInfo, [&](const auto& store) {
     state.store = store;
     const CapabilityOutput out{
         {X, Y, Bins.As<API_CABin>(), Summary, PPs, ChiSq, SpecLim, SpecResults},
@@ -44,9 +44,9 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
         Anova,
         NccLim,
         NccResults};
-    if (!state.run.Process(*store, DSInfo, DSFilter, Options, out)) return 0;
-    state.reports.Begin(Connection) = state.run.Report();
-    return 1;
+    const bool made = state.run.Process(*store, DSInfo, DSFilter, Options, out);
+    if (made) state.reports.Begin(Connection) = state.run.Report();
+    return made ? 1 : 0;
   });
   if (done == 0) {
     state.run = {};

@@ -46,7 +46,7 @@ void Close(ThreadState& state) {
 }
 
 template <class Run>
-Latest& Open(ThreadState& state, const Run& run, std::int32_t handle) {
+Latest& Open(ThreadState& state, store::Store& store, const Run& run, std::int32_t handle) {
   thread_local std::vector<store::StreamIds> keys;
   keys.clear();
   auto& latest = state.latest.Begin(handle);
@@ -56,20 +56,21 @@ Latest& Open(ThreadState& state, const Run& run, std::int32_t handle) {
     latest.streams.emplace_back(streams[s], run.EstimatesOf(s));
   }
   latest.limit_rows = run.Rows().DeliveredLimitRows();
-  store::SetOpenRun(handle, keys);
+  store::SetOpenRun(store, handle, keys);
   return latest;
 }
 
 // A process call: process(store) returns the chart word, and the run stays open unless that is 0.
 // describe(latest) adds what the report of that kind of chart has beside its streams.
 template <class Run, class Process, class Describe>
-std::int32_t Begin(Run& run, std::int32_t handle, Process process, Describe describe) {
+std::int32_t Begin(Run& run, std::int32_t handle, API_DSInfo& info, Process process,
+                   Describe describe) {
   auto& state = ThisThread();
   Close(state);
   state.latest.Forget(handle);
-  const auto word = store::CallWithStore(handle, [&](const auto& store) {
+  const auto word = store::AnalyseWithStore(handle, info, [&](const auto& store) {
     const auto made = process(*store);
-    if (made != 0) describe(Open(state, run, handle));
+    if (made != 0) describe(Open(state, *store, run, handle));
     state.store = store;
     return made;
   });
@@ -84,8 +85,7 @@ template <class Run>
 std::int32_t Deliver(Run& run, const platform::ArrayRef& array, platform::ChartData code,
                      std::int32_t graph) {
   system::PreferLargePages(array.data, array.count * array.element_size);
-  return store::KeepFailures(ThisThread().store.lock().get(),
-                             [&] { return run.Deliver(array, code, graph); });
+  return store::KeepFailures(ThisThread().store, [&] { return run.Deliver(array, code, graph); });
 }
 
 AcceptanceLimits AcceptanceOf(const Latest& latest) {
@@ -114,7 +114,7 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
                                                     API_CCVarOptions& Options, std::int32_t) {
   auto& run = ThisThread().variable;
   return Begin(
-      run, Connection,
+      run, Connection, DSInfo,
       [&](store::Store& store) { return run.Process(store, DSInfo, DSFilter, Options); },
       [](Latest&) {});
 }
@@ -152,7 +152,7 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
     double& AQLProducerRisk, std::int32_t) {
   auto& run = ThisThread().attribute;
   return Begin(
-      run, Connection,
+      run, Connection, DSInfo,
       [&](store::Store& store) {
         return run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
       },

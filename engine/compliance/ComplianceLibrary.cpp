@@ -222,7 +222,7 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE(std::int32_t, std::int32
   auto& state = ThisThread();
   state.rows = {};
   state.reports.Forget(Connection);
-  return store::CallWithStore(Connection, [&](const auto& store) -> std::int32_t {
+  return store::AnalyseWithStore(Connection, DSInfo, [&](const auto& store) -> std::int32_t {
     std::vector<SamplingDue> windows;
     if (!RunCompliance(*store, DSInfo, DSFilter, state.rows, windows)) return 0;
     state.reports.Begin(Connection) = std::move(windows);

@@ -257,7 +257,7 @@ class Analysis {
 std::int32_t Analyse(paResourceTypes resource, std::int32_t connection, API_DSInfo& info,
                      std::span<std::int32_t> filter, const platform::ArrayRef& bins,
                      API_PAOptions& options) noexcept {
-  return store::CallWithStore(connection, [&](const std::shared_ptr<store::Store>& store) {
+  return store::AnalyseWithStore(connection, info, [&](const std::shared_ptr<store::Store>& store) {
     return Analysis(*store, info, filter, bins, options).Run(resource);
   });
 }

@@ -147,10 +147,8 @@ void NoteTimes(sql::Connection& db, std::vector<FoundComment>& found) {
   });
 }
 
-std::vector<StreamIds> StreamsOf(Store& store, std::int32_t handle, API_DSInfo info,
+std::vector<StreamIds> StreamsOf(Store& store, API_DSInfo info,
                                  std::span<const std::int32_t> filter) {
-  const auto open = OpenRunStreams(handle);
-  if (!open.empty()) return {open.begin(), open.end()};
   DataSet data;
   if (!store.Select(info, filter, {}, data)) return {};
   std::set<StreamIds> streams;
@@ -306,20 +304,23 @@ std::int32_t DatabaseLibrary::VLXDBL_GETALARMMASK(std::int32_t, std::int32_t Con
                                                   std::span<std::int32_t> DSFilter,
                                                   std::int32_t ChartWord, std::int32_t GraphCount,
                                                   std::span<std::int32_t> AlarmMask) {
-  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) -> std::int32_t {
-    const auto streams = StreamsOf(*store, Connection, DSInfo, DSFilter);
+  const auto write = [&](const std::array<std::uint32_t, 3>& alarms,
+                         std::span<const StoredRule> rules) {
     const auto graphs = std::min<std::size_t>(
         AlarmMask.size(), static_cast<std::size_t>(std::clamp(GraphCount, 0, 3)));
     for (std::size_t i = 0; i < graphs; ++i) {
-      const auto graph = static_cast<std::int32_t>(i + 1);
-      std::uint32_t bits = 0;
-      for (const auto& stream : streams) {
-        bits |= store->AlarmBits(stream.part, stream.process, stream.test, graph);
-      }
-      bits &= ApplicableRules(store->Rules(), ChartWord, graph);
-      AlarmMask[i] = static_cast<std::int32_t>(bits);
+      AlarmMask[i] = static_cast<std::int32_t>(
+          alarms[i] & ApplicableRules(rules, ChartWord, static_cast<std::int32_t>(i + 1)));
     }
     return Int32(graphs);
+  };
+  return CallWithStore(Connection, [&](const std::shared_ptr<Store>& store) {
+    if (const auto* const run = OpenRunOf(Connection)) return write(run->alarms, run->rules);
+    std::int32_t written = 0;
+    store->InOneState(DSInfo, [&] {
+      written = write(AlarmBitsOf(*store, StreamsOf(*store, DSInfo, DSFilter)), store->Rules());
+    });
+    return written;
   });
 }
 

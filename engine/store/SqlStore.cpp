@@ -183,37 +183,53 @@ std::optional<sql::Failure> SqlStore::TakeFailure() {
   return std::exchange(failure_, std::nullopt);
 }
 
-// Whether a selection may be large enough, as far as can be said before it runs.
-bool SqlStore::IsLarge(const API_DSInfo& info) {
-  if (info.Count > 0 && info.Count < sharing_.from) return false;
-  if (connection_->InTransaction()) return false;
+bool SqlStore::AsksForMany(const API_DSInfo& info) const {
+  return info.Count <= 0 || info.Count >= sharing_.from;
+}
+
+SecondReader* SqlStore::NotedSecond() {
   RefreshSoon();
-  return cache_.highest_subgroup >= sharing_.from;
+  if (cache_.highest_subgroup < sharing_.from) return nullptr;
+  auto& second = sharing_.second;
+  if (!second) second = SecondReader::Open(*connection_);
+  return second && second->Note() ? second.get() : nullptr;
+}
+
+void SqlStore::InOneState(const API_DSInfo& first, const std::function<void()>& work) {
+  const std::lock_guard lock(mutex_);
+  if (connection_->InTransaction()) return work();
+  if (sharing_.on && AsksForMany(first)) noted_second_ = NotedSecond();
+  try {
+    ReadOrThrow([&](sql::Connection&) { work(); });
+  } catch (...) {
+    noted_second_ = nullptr;
+    throw;
+  }
+  noted_second_ = nullptr;
 }
 
 bool SqlStore::RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const SelectOptions& options, DataSet* out, BatchTaker* taker) {
-  return KeepFailures(this, [&] {
-    const std::lock_guard lock(mutex_);
-    TwoThreads threads;
-    threads.from = sharing_.from;
-    threads.is_large = IsLarge(info);
-    if (threads.is_large && sharing_.on) {
-      auto& second = sharing_.second;
-      if (!second) second = SecondReader::Open(*connection_);
-      if (second && second->Note()) threads.second = second.get();
-    }
-    API_DSInfo resolved;
-    ReadOrThrow([&](sql::Connection& connection) {
-      resolved = info;
-      threads.used = false;
-      if (out != nullptr) *out = {};
-      RunSelection(connection, cache_, resolved, filter, options, threads, out, taker);
+  const std::lock_guard lock(mutex_);
+  if (!connection_->InTransaction()) {
+    return KeepFailures(this, [&] {
+      auto resolved = info;
+      InOneState(info, [&] {
+        resolved = info;
+        RunShared(resolved, filter, options, out, taker);
+      });
+      info = resolved;
+      return true;
     });
-    info = resolved;
-    if (threads.used) ++sharing_.count;
-    return true;
-  });
+  }
+  TwoThreads threads;
+  threads.from = sharing_.from;
+  threads.is_large = AsksForMany(info) && cache_.highest_subgroup >= sharing_.from;
+  if (threads.is_large) threads.second = noted_second_;
+  if (out != nullptr) *out = {};
+  RunSelection(*connection_, cache_, info, filter, options, threads, out, taker);
+  if (threads.used) ++sharing_.count;
+  return true;
 }
 
 bool SqlStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,

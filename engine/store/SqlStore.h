@@ -41,6 +41,7 @@ class SqlStore final : public Store {
   std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
   void Fail(std::int32_t number, std::string description) override;
   void ReadOrThrow(const std::function<void(sql::Connection&)>& work) override;
+  void InOneState(const API_DSInfo& first, const std::function<void()>& work) override;
   StoreCache& Cache() override { return cache_; }
   const std::string& Path() const override { return shown_path_; }
   // With its passwords, for another connection.
@@ -66,7 +67,11 @@ class SqlStore final : public Store {
   // Begins a transaction on a current cache. One that finds the connection lost is begun once more
   // on a new one.
   std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind);
-  bool IsLarge(const API_DSInfo& info);
+  // Enough subgroups for two threads, if there are so many.
+  bool AsksForMany(const API_DSInfo& info) const;
+  // The second connection, ready to see what the next transaction of the first will see; null where
+  // there is none, or the database is small.
+  SecondReader* NotedSecond();
   // Runs a selection into a set or, where that is null, in batches. Large ones are offered a second
   // thread.
   bool RunShared(API_DSInfo& info, std::span<const std::int32_t> filter,
@@ -85,6 +90,7 @@ class SqlStore final : public Store {
   std::int64_t checked_ = 0;
   std::optional<std::vector<std::int32_t>> rule_numbers_;
   SharedReading sharing_;
+  SecondReader* noted_second_ = nullptr;  // inside InOneState
 
   std::mutex failure_mutex_;
   std::optional<sql::Failure> failure_;

@@ -6,10 +6,6 @@
 namespace orvspc::engine::store {
 namespace {
 
-struct OpenRun {
-  std::int32_t handle = 0;
-  std::vector<StreamIds> streams;
-};
 thread_local OpenRun open_run;
 
 }  // namespace
@@ -30,6 +26,8 @@ std::vector<API_CANccLim8> Store::NetContents(std::int32_t, std::int32_t) { retu
 void Store::ReadOrThrow(const std::function<void(sql::Connection&)>&) {
   throw std::logic_error("The store has no database");
 }
+
+void Store::InOneState(const API_DSInfo&, const std::function<void()>& work) { work(); }
 
 StoreCache& Store::Cache() { throw std::logic_error("The store has no database"); }
 
@@ -54,16 +52,29 @@ void Store::KeepCurrentFailure() noexcept {
   }
 }
 
-void SetOpenRun(std::int32_t handle, std::span<const StreamIds> streams) {
+std::array<std::uint32_t, 3> AlarmBitsOf(Store& store, std::span<const StreamIds> streams) {
+  std::array<std::uint32_t, 3> bits{};
+  for (const auto& stream : streams) {
+    for (std::size_t graph = 0; graph < bits.size(); ++graph) {
+      bits[graph] |= store.AlarmBits(stream.part, stream.process, stream.test,
+                                     static_cast<std::int32_t>(graph) + 1);
+    }
+  }
+  return bits;
+}
+
+void SetOpenRun(Store& store, std::int32_t handle, std::span<const StreamIds> streams) {
+  ClearOpenRun();
   open_run.handle = handle;
+  open_run.alarms = AlarmBitsOf(store, streams);
+  open_run.rules = store.Rules();
   open_run.streams.assign(streams.begin(), streams.end());
 }
 
 void ClearOpenRun() { open_run.streams.clear(); }
 
-std::span<const StreamIds> OpenRunStreams(std::int32_t handle) {
-  if (open_run.handle != handle) return {};
-  return open_run.streams;
+const OpenRun* OpenRunOf(std::int32_t handle) {
+  return open_run.handle == handle && !open_run.streams.empty() ? &open_run : nullptr;
 }
 
 statistics::EstimatorSetting EstimatorSettingOf(Store& store) {

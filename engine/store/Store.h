@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -86,6 +87,11 @@ class Store {
 
   // Database setting such as sigma_estimator; the default when it is not set.
   virtual std::string Setting(std::string_view key, std::string_view fallback) = 0;
+
+  // Runs work, all of whose reads then see one state of the database. `first` is the selection it
+  // begins with. Calls of other threads wait meanwhile. What fails inside, Select too, is thrown;
+  // work that loses its connection to a server is run once more, from its beginning.
+  virtual void InOneState(const API_DSInfo& first, const std::function<void()>& work);
 
   // "part / process / test" by name.
   virtual std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) = 0;
@@ -185,6 +191,18 @@ auto KeepFailures(Store* store, Body body) noexcept -> decltype(body()) {
   }
 }
 
+// The same for a store that may be gone by now. It is asked for only when there is a failure, since
+// a small chart has many such calls.
+template <class Body>
+auto KeepFailures(const std::weak_ptr<Store>& store, Body body) noexcept -> decltype(body()) {
+  try {
+    return body();
+  } catch (...) {
+    if (const auto open = store.lock()) open->KeepCurrentFailure();
+    return {};
+  }
+}
+
 // Runs body(store) for the open database of a connection handle. A handle that is closed or
 // unknown gives 0 and a note.
 template <class Body>
@@ -198,19 +216,43 @@ std::int32_t CallWithStore(std::int32_t handle, Body body) noexcept {
   });
 }
 
-// Which streams the chart run that is open on this thread has, so that the alarm mask need not
-// select them a second time.
 struct StreamIds {
   std::int32_t part = 0, process = 0, test = 0;
   friend auto operator<=>(const StreamIds&, const StreamIds&) = default;
 };
 
-// The chart library calls these for the run that it opens and closes.
-void SetOpenRun(std::int32_t handle, std::span<const StreamIds> streams);
+// What the alarm mask of the chart run that is open on this thread is made of.
+struct OpenRun {
+  std::int32_t handle = 0;
+  std::vector<StreamIds> streams;
+  std::array<std::uint32_t, 3> alarms{};  // bits of the rules on for any of the streams, by graph
+  std::vector<StoredRule> rules;
+};
+
+// The chart library calls these for the run that it opens and closes. The first reads the alarms
+// and rules.
+void SetOpenRun(Store& store, std::int32_t handle, std::span<const StreamIds> streams);
 void ClearOpenRun();
 
-// Streams of the run open on this thread for that connection; empty when there is none.
-std::span<const StreamIds> OpenRunStreams(std::int32_t handle);
+// The run open on this thread for that connection; null when there is none.
+const OpenRun* OpenRunOf(std::int32_t handle);
+// Bits of the rules that are on for any of the streams, by graph.
+std::array<std::uint32_t, 3> AlarmBitsOf(Store& store, std::span<const StreamIds> streams);
+
+// The same for an analysis: body(store) reads one state of the database. It may run twice, with the
+// selection as it was.
+template <class Body>
+std::int32_t AnalyseWithStore(std::int32_t handle, API_DSInfo& info, Body body) noexcept {
+  return CallWithStore(handle, [&](const std::shared_ptr<Store>& store) {
+    const auto asked = info;
+    std::int32_t answer = 0;
+    store->InOneState(asked, [&] {
+      info = asked;
+      answer = body(store);
+    });
+    return answer;
+  });
+}
 
 // The setting sigma_estimator; an unknown one is noted and mvlue used.
 statistics::EstimatorSetting EstimatorSettingOf(Store& store);

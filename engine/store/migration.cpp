@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <limits>
 #include <optional>
@@ -113,7 +114,7 @@ bool AreSame(const std::string& a, const std::string& b) {
 // killed.
 class Backup {
  public:
-  Backup(const std::string& path, std::int32_t version) {
+  Backup(const std::string& path, std::int32_t version) : original_(path) {
     const auto name = path + ".v" + std::to_string(version);
     const auto draft = name + ".new";
     Remove(draft);
@@ -127,15 +128,24 @@ class Backup {
       Remove(draft);
       return;
     }
-    if (system::Flush(draft) && system::RenameToFree(draft, path_)) return;
-    const auto reason = std::string(std::strerror(errno));
-    Remove(draft);
-    RefuseFile(path, "its backup " + path_ + " cannot be written: " + reason);
+    draft_ = draft;
+    flushed_ = std::async(std::launch::async, [draft] { return system::Flush(draft) ? 0 : errno; });
   }
   Backup(const Backup&) = delete;
   Backup& operator=(const Backup&) = delete;
   ~Backup() {
-    if (!is_needed_) Remove(path_);
+    if (flushed_.valid()) flushed_.wait();
+    if (!is_needed_) Remove(draft_.empty() ? path_ : draft_);
+  }
+  // Waits until all of it is on the device, which it has to be before the file changes.
+  void Finish() {
+    if (draft_.empty()) return;
+    int error = flushed_.get();
+    if (error == 0 && !system::RenameToFree(draft_, path_)) error = errno;
+    if (error != 0) {
+      RefuseFile(original_, "its backup " + path_ + " cannot be written: " + std::strerror(error));
+    }
+    draft_.clear();
   }
   // The file has changed.
   const std::string& Keep() {
@@ -148,7 +158,10 @@ class Backup {
     std::error_code ignored;
     std::filesystem::remove(system::PathOf(path), ignored);
   }
-  std::string path_;
+
+  std::string original_, path_;
+  std::string draft_;         // until it has its name
+  std::future<int> flushed_;  // in the meantime; errno
   bool is_needed_ = false;
 };
 
@@ -238,6 +251,7 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   Backup backup(path, version);
   schema::BringForward(db, version);
   MoveValues(db, tell);
+  backup.Finish();
   transaction.Commit();
   const auto& kept = backup.Keep();
   tell(100);

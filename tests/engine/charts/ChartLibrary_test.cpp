@@ -4,10 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <set>
 #include <thread>
 
+#include "engine/sql/counter.h"
 #include "engine/store/Store.h"
+#include "engine/store/StreamWriter.h"
+#include "engine/store/subgroups.h"
 #include "tests/engine/store/store_fixture.h"
 
 // The chart library over a real database.
@@ -150,6 +156,55 @@ TEST_F(ChartLibraryTest, TheReportNamesTheStoredLimitsOfEachPoint) {
   EXPECT_EQ(centres[2], rows[1].F_MEAN);
 }
 
+// Another program stores a value and the mean that limits are about in one commit, again and again.
+TEST_F(ChartLibraryTest, PointsAndLimitsAreOfOneState) {
+  Import("part,process,test,effective,mean,sp\nA,P,W,2023-01-01T00:00:00Z,2,1\n",
+         ImportKind::ControlLimits);
+  const auto other = SqlStoreOf(*OpenDatabase(folder_.Store("q.db")));
+  std::atomic<bool> is_done = false;
+  std::thread writer([&] {
+    for (std::int32_t k = 3; !is_done; ++k) {
+      other->Write([&](Connection& db) {
+        const double value = k;
+        Measurement measurement;
+        measurement.time = 1'800'000'000 + k;
+        measurement.subgroup = static_cast<std::int32_t>(TakeIds(db, "subgroup"));
+        measurement.size = 1.0;
+        measurement.values = std::span(&value, 1);
+        SubgroupWriter subgroups(db);
+        const auto label = std::to_string(k);
+        subgroups.Add({measurement.subgroup, 1, 1, measurement.time, label});
+        subgroups.Flush();
+        StreamWriter stream(db);
+        stream.Write(1, std::span(&measurement, 1));
+        stream.Finish();
+        Query(db, "UPDATE control_limit SET mean = ?1", value).Run();
+      });
+    }
+  });
+  std::set<double> seen;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (seen.size() < 30 && std::chrono::steady_clock::now() < end) {
+    FlatSelection newest;
+    newest.info.Count = 1;
+    auto filter = newest.Filter();
+    API_CCVarOptions options{};
+    options.ChartWord = 0x330;
+    if (library_.VLXCRT_VCHART_PROCESS_LT(0, database_->ConnectionHandle(), newest.info, filter,
+                                          options, 0) == 0) {
+      ADD_FAILURE() << "no chart";
+      break;
+    }
+    double centre = -1;
+    library_.VLXCRT_VAR_DATA(0, {&centre, sizeof centre, 1}, ChartData::Cls, 1);
+    EXPECT_EQ(Points(1, 1).front(), centre);
+    seen.insert(centre);
+  }
+  is_done = true;
+  writer.join();
+  EXPECT_EQ(seen.size(), 30U);
+}
+
 TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
   Import("part,process,test,subgroup,time,value\nB,P,W,1,2024-01-01T00:00:00Z,1\n",
          ImportKind::Values);
@@ -158,7 +213,7 @@ TEST_F(ChartLibraryTest, SeveralStreamsHaveNoSingleFigures) {
   EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, sp, sw, one, two, three), 1);
   for (const double figure : {mean, sp, sw, one, two, three}) EXPECT_EQ(figure, 0.0);
   EXPECT_EQ(Taken().streams.size(), 2U);
-  EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
+  EXPECT_EQ(OpenRunOf(database_->ConnectionHandle())->streams.size(), 2U);
 }
 
 TEST_F(ChartLibraryTest, AFigureThatDoesNotExistIsZeroInTheRecord) {
@@ -190,10 +245,10 @@ TEST_F(ChartLibraryTest, AttributeTestsStayOffTheVariableRoad) {
 
 TEST_F(ChartLibraryTest, TheRunEndsAndIsHarmlessToEndTwice) {
   ASSERT_EQ(Process(0x110), 0x110);
-  EXPECT_FALSE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  EXPECT_NE(OpenRunOf(database_->ConnectionHandle()), nullptr);
   library_.VLXCRT_VAR_END();
   library_.VLXCRT_VAR_END();
-  EXPECT_TRUE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  EXPECT_EQ(OpenRunOf(database_->ConnectionHandle()), nullptr);
   EXPECT_EQ(Points(1, 3), (std::vector<double>{-1, -1, -1}));
   double mean = -1, other = -1;
   EXPECT_EQ(library_.VLXCRT_VAR_LIMITS(0, mean, other, other, other, other, other), 0);
@@ -259,7 +314,7 @@ class AttributeLibraryTest : public ChartLibraryTest {
 TEST_F(AttributeLibraryTest, FromTheFileToTheChart) {
   Import("part,test,opportunities,effective\nB,S,5,2024-01-01\n", ImportKind::Opportunities);
   ASSERT_EQ(ProcessAttribute(0), 0xD00) << "defectives and defects mixed";
-  EXPECT_EQ(OpenRunStreams(database_->ConnectionHandle()).size(), 2U);
+  EXPECT_EQ(OpenRunOf(database_->ConnectionHandle())->streams.size(), 2U);
   auto points = Column<double>(ChartData::Points, 4);
   std::sort(points.begin(), points.end());
   EXPECT_EQ(points, (std::vector<double>{0.0, 0.04, 0.04, 0.3}));
@@ -270,7 +325,7 @@ TEST_F(AttributeLibraryTest, FromTheFileToTheChart) {
   ASSERT_EQ(streams.size(), 2U);
   EXPECT_TRUE(std::isnan(streams[0].sp.value));
   EXPECT_EQ(library_.VLXCRT_ATTR_END(), 1);
-  EXPECT_TRUE(OpenRunStreams(database_->ConnectionHandle()).empty());
+  EXPECT_EQ(OpenRunOf(database_->ConnectionHandle()), nullptr);
   std::vector<double> out(4, -1.0);
   EXPECT_EQ(library_.VLXCRT_ATTR_DATA(0, {out.data(), sizeof(double), 4}, ChartData::Points, 1), 0);
 }

@@ -496,7 +496,7 @@ TEST_F(AlarmMaskTest, TheStreamsOfTheOpenRunCountInPlaceOfTheSelection) {
   Import("number,on,part\n1,yes,\n5,yes,B\n", ImportKind::Alarms);
   EXPECT_EQ(Mask(0x110)[0], 2 | 32);  // B is in the selection
   const StreamIds only_a[] = {{Id(ItemKind::Part, "A"), 1, 1}};
-  SetOpenRun(Db().ConnectionHandle(), only_a);
+  SetOpenRun(*Opened(), Db().ConnectionHandle(), only_a);
   EXPECT_EQ(Mask(0x110)[0], 2);
   ClearOpenRun();
   EXPECT_EQ(Mask(0x110)[0], 2 | 32);
