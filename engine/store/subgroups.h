@@ -78,8 +78,9 @@ class SubgroupWriter {
 void SealSubgroups(sql::Connection& db);
 
 // Seals the subgroups with these identifiers, which ascend and have no measurements, and lets them
-// keep their rows. Hot ones before them are sealed too, and no other subgroup is added to the block
-// of the last.
+// keep their rows.
+//   - Hot ones before them and in the block of the last are sealed too.
+//   - Identifiers go on behind that block, from the next transaction on: this one gives none.
 void SealWithRows(sql::Connection& db, std::span<const std::int32_t> ids);
 // The identifiers of those that keep their rows, in their order.
 std::vector<std::int32_t> SealedWithRows(sql::Connection& db);
