@@ -3,6 +3,8 @@
 // what it says about a database that was imported anew.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
