@@ -184,6 +184,7 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   std::int64_t count = 0;
   MeasurementBuffer buffer(db);
   SubgroupWriter writer(db, SubgroupWriter::Into::EmptyDatabase);
+  std::vector<bool> lack_measurements;  // by identifier of the subgroup; those come first
   // Moved while they are digested, since reading them is a good part of the work.
   const auto before = DigestOf(
       db,
@@ -191,6 +192,8 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
         ForEachOldRecord(db, stream, [&](const Measurement& each) {
           take(each);
           buffer.Add(stream, each);
+          const auto subgroup = static_cast<std::size_t>(each.subgroup);
+          if (subgroup < lack_measurements.size()) lack_measurements[subgroup] = false;
           if (++count % kStep == 0 && progress) progress(static_cast<int>(5 + 60 * count / all));
         });
       },
@@ -198,10 +201,18 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
         ForEachOldSubgroup(db, [&](const SubgroupFacts& each) {
           take(each);
           writer.Add(each);
+          const auto id = static_cast<std::size_t>(each.id);
+          if (lack_measurements.size() <= id) lack_measurements.resize(id + 1);
+          lack_measurements[id] = true;
         });
       });
   buffer.Flush();
   writer.Flush();
+  std::vector<std::int32_t> with_rows;
+  for (std::size_t id = 0; id < lack_measurements.size(); ++id) {
+    if (lack_measurements[id]) with_rows.push_back(static_cast<std::int32_t>(id));
+  }
+  SealWithRows(db, with_rows);
   const bool is_copied = std::ranges::none_of(
       kDifferences, [&](std::string_view text) { return sql::Query(db, text).Step(); });
   // The last is what the others refer to.
