@@ -544,7 +544,7 @@ TEST_F(Program, ANoteSaysWhereTheDefaultCutTheData) {
 TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
   Import();
   const std::string sentence =
-      "old.db was brought forward from schema 1 to 3; the former file is kept as old.db.v1.";
+      "old.db was brought forward from schema 1 to 4; the former file is kept as old.db.v1.";
   std::string line = "note: " + sentence + "\n";
   const auto make_old = [&] {
     for (const char* end : {"", "-wal", "-shm"})
