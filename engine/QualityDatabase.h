@@ -169,6 +169,8 @@ struct CopySelection {
 struct CopyOptions {
   std::optional<CopySelection> selection;      // none: everything
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
+  Actor actor = {};                            // for the log
+  std::string reason = {};
 };
 
 // Watches how files of older releases are brought forward, which their first opening does: watch is
@@ -212,8 +214,9 @@ class QualityDatabase {
                                  const ImportOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
-  // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
-  // to none. Both are compared at the end.
+  // identifiers stay. The log comes along and gets an entry that names this database and its newest
+  // entry; the other one keeps its own identity. With a selection only its subgroups are copied,
+  // and everything that belongs to none. Both are compared at the end.
   //
   // Failures the other holds data already, such as a rule set of its own; what makes, opens or
   //          writes it; what reads this one. The text begins with the name of the one that failed.
