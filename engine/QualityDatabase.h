@@ -17,6 +17,7 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LogEntry.h"
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/SelectionRecord.h"
@@ -418,6 +419,18 @@ class QualityDatabase {
            const std::string& reason = {});
 
   ShiftPlan Shifts() const;
+
+  // Who changed what, when and why.
+  //
+  // Log         entries that fit, the oldest first
+  // LogHead     the newest entry; kept elsewhere, it proves later what came before it
+  // AnchorLog   appends it to a file: "UUID SEQ HASH TIME"
+  // VerifyLog   reads the whole log and works its hashes out again; with_data also the digests of
+  //             imports and records from what is stored; with anchors compares the log with them
+  std::vector<LogEntry> Log(const LogFilter& filter = {}) const;
+  LogAnchor LogHead() const;
+  LogAnchor AnchorLog(const std::string& file) const;
+  LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
 
  private:
   std::shared_ptr<EmbeddedDatabase> database_;

@@ -61,8 +61,8 @@ std::vector<Entry> ReadEntries(sql::Connection& db, const LogFilter& filter) {
   return entries;
 }
 
-LogHead ReadHead(sql::Connection& db) {
-  LogHead head{IdentityOf(db), 0, {}, 0};
+LogAnchor ReadHead(sql::Connection& db) {
+  LogAnchor head{IdentityOf(db), 0, {}, 0};
   sql::Query newest(db, "SELECT seq, hash, at FROM log ORDER BY seq DESC LIMIT 1");
   if (newest.Step()) newest.Read(head.seq, head.hash, head.at);
   return head;
@@ -103,7 +103,7 @@ LogCheck CheckChain(sql::Connection& db, const std::function<void(const Entry&)>
   return check;
 }
 
-std::string AnchorText(const LogHead& head) {
+std::string AnchorText(const LogAnchor& head) {
   return head.uuid + " " + std::to_string(head.seq) + " " + head.hash + " " +
          platform::IsoText(head.at / kMillisecondsOfSecond);
 }

@@ -14,14 +14,14 @@ namespace orvspc::engine::log {
 std::vector<Entry> ReadEntries(sql::Connection& db, const LogFilter& filter);
 
 // The newest entry and whose log it is.
-LogHead ReadHead(sql::Connection& db);
+LogAnchor ReadHead(sql::Connection& db);
 
 // Checks that each entry follows the one before it and carries its hash, and that the log is that
 // of this database. visit is called with each entry, the oldest first, and may be empty.
 LogCheck CheckChain(sql::Connection& db, const std::function<void(const Entry&)>& visit = {});
 
 // The line of a head in a file of anchors: "UUID SEQ HASH TIME", without its end.
-std::string AnchorText(const LogHead& head);
+std::string AnchorText(const LogAnchor& head);
 // Checks the log against each line of such a text that is of this database, or of the one that it
 // is a copy of up to there; others are passed over. What does not fit goes to the finds of check.
 //   name     of the file, which finds begin with

@@ -30,17 +30,23 @@ struct LogFilter {
 };
 
 // The newest entry. Kept elsewhere, it proves later that nothing before it was changed.
-struct LogHead {
+struct LogAnchor {
   std::string uuid;  // of the database
   std::int64_t seq = 0;
   std::string hash;
   std::int64_t at = 0;
-  friend bool operator==(const LogHead&, const LogHead&) = default;
+  friend bool operator==(const LogAnchor&, const LogAnchor&) = default;
+};
+
+// How much a check of the log looks at.
+struct LogCheckOptions {
+  bool with_data = false;    // the values, too
+  std::string anchors = {};  // a file that AnchorLog wrote; empty: none
 };
 
 // What a check of the log has found.
 struct LogCheck {
-  LogHead head;
+  LogAnchor head;
   std::int64_t entries = 0;
   // Only of a check with data. Of the records: those that an entry or the digest of an import
   // vouches for, and those that were there before the log or that it cannot vouch for any more.
