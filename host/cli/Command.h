@@ -55,6 +55,7 @@ Command CopyCommand();
 Command SetCommand();
 Command EditCommand();
 Command CommentCommand();
+Command LogCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
