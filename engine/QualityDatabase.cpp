@@ -2,12 +2,16 @@
 #include "engine/QualityDatabase.h"
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
 #include "engine/catalogue/References.h"
+#include "engine/catalogue/nearest.h"
 #include "engine/import/Import.h"
 #include "engine/log/Json.h"
 #include "engine/pareto/Lookups.h"
+#include "engine/record/Line.h"
+#include "engine/record/Recorder.h"
 #include "engine/sql/address.h"
 #include "engine/sql/counter.h"
 #include "engine/statistics/Estimators.h"
@@ -39,11 +43,24 @@ std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view 
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
-  const auto& kinds = SettingKinds();
-  const auto found = std::ranges::find(kinds, name, &SettingKind::name);
-  if (found == kinds.end())
-    store::Refuse(store, "there is no setting \"" + std::string(name) + "\"");
+  const auto* const found = FindSettingKind(name);
+  if (found == nullptr) store::Refuse(store, "there is no setting \"" + std::string(name) + "\"");
   return *found;
+}
+
+// Whether a text is names of a part, a process and a test with slashes between them, which names
+// may have, too.
+bool IsStream(const QualityDatabase& database, std::string_view text) {
+  const auto is = [&](ItemKind kind, std::size_t begin, std::size_t end) {
+    return database.Find(kind, text.substr(begin, end - begin)).has_value();
+  };
+  for (auto a = text.find('/'); a != std::string_view::npos; a = text.find('/', a + 1)) {
+    if (!is(ItemKind::Part, 0, a)) continue;
+    for (auto b = text.find('/', a + 1); b != std::string_view::npos; b = text.find('/', b + 1)) {
+      if (is(ItemKind::Process, a + 1, b) && is(ItemKind::Test, b + 1, text.size())) return true;
+    }
+  }
+  return false;
 }
 
 // On a server the tables are made in a database that is there.
@@ -125,8 +142,27 @@ const std::vector<SettingKind>& SettingKinds() {
        {"acc cac", "acc", "cac", "none"}},
       {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
+      {"subgroup_size",
+       "0",
+       "values that belong to a subgroup when it is recorded, 0 for any number; of one stream: "
+       "subgroup_size:PART/PROCESS/TEST",
+       {},
+       true},
+      {"key_days", "90", "for how many days the keys of records are kept", {}},
+      {store::kPatienceSetting,
+       "60",
+       "for how many seconds who writes waits for other programs that do",
+       {}},
   };
   return kinds;
+}
+
+const SettingKind* FindSettingKind(std::string_view name) {
+  const auto colon = name.find(':');
+  const auto& kinds = SettingKinds();
+  const auto found = std::ranges::find(kinds, name.substr(0, colon), &SettingKind::name);
+  const bool is_own = colon != std::string_view::npos;
+  return found == kinds.end() || (is_own && !found->of_streams) ? nullptr : &*found;
 }
 
 std::string SettingKind::Refusal(std::string_view value) const {
@@ -144,6 +180,21 @@ std::string SettingKind::Refusal(std::string_view value) const {
   } else if (name == "shift_starts") {
     fits = time::ParseTimesOfDay(value).has_value();
     takes = "ascending times of day such as \"06:00 14:00 22:00\"";
+  }
+  constexpr struct {
+    std::string_view name;
+    std::int32_t least, most;
+  } kNumbers[] = {{"subgroup_size", 0, 1'000'000},
+                  {"key_days", 1, 36'500},
+                  {store::kPatienceSetting, 0, 86'400}};
+  for (const auto& number : kNumbers) {
+    if (name != number.name) continue;
+    std::int32_t given = -1;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), given);
+    fits = error == std::errc() && end == value.data() + value.size() && given >= number.least &&
+           given <= number.most;
+    takes = "a whole number from " + std::to_string(number.least) + " to " +
+            std::to_string(number.most);
   }
   if (fits) return {};
   return std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"";
@@ -172,7 +223,7 @@ Shift ShiftPlan::Around(std::int64_t stamp) const {
 }
 
 QualityDatabase::QualityDatabase(std::shared_ptr<EmbeddedDatabase> database)
-    : database_(std::move(database)) {}
+    : database_(std::move(database)), recorder_(std::make_shared<record::Recorder>(database_)) {}
 
 QualityDatabase QualityDatabase::Open(const std::string& path) {
   return QualityDatabase(OpenDatabase(path));
@@ -251,6 +302,49 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
                                      const ImportOptions& options) {
   return import::ImportCsv(file, *database_, kind, options);
+}
+
+Recorded QualityDatabase::Record(const NewRecord& record, const Actor& actor, NewNames names) {
+  return RecordSubgroup(std::span(&record, 1), actor, names).front();
+}
+
+std::vector<Recorded> QualityDatabase::RecordSubgroup(std::span<const NewRecord> records,
+                                                      const Actor& actor, NewNames names) {
+  return recorder_->Record(records, actor, names);
+}
+
+Batch QualityDatabase::Begin(const Actor& actor, const BatchOptions& options) {
+  Batch batch;
+  batch.database_ = database_;
+  batch.recorder_ = recorder_;
+  batch.actor_ = actor;
+  batch.options_ = options;
+  return batch;
+}
+
+void Batch::Add(NewRecord record) { records_.push_back(std::move(record)); }
+
+BatchRecorded Batch::Commit() {
+  const auto records = std::exchange(records_, {});
+  return recorder_->RecordBatch(records, actor_, options_);
+}
+
+NewRecord RecordFromJson(std::string_view line, std::string* key) {
+  return record::RecordOfLine(line, key);
+}
+std::string JsonOf(const std::string& key, const Recorded& recorded) {
+  return record::AnswerOf(key, recorded);
+}
+std::string JsonOf(const std::string& key, const Refused& refused) {
+  return record::AnswerOf(key, refused);
+}
+
+std::int32_t QualityDatabase::Require(ItemKind kind, std::string_view name) const {
+  if (const auto id = Find(kind, name)) return *id;
+  const auto reason = store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return catalogue::NoSuchItem(db, kind, name);
+  });
+  throw Refused("unknown", std::string(WordOf(kind)), std::string(name), reason);
 }
 
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
@@ -408,6 +502,11 @@ void QualityDatabase::Set(std::string_view name, std::string_view value, const A
   const auto store = store::SqlStoreOf(*database_);
   const auto refusal = KindOf(*store, name).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);
+  const auto colon = name.find(':');
+  if (colon != std::string_view::npos && !IsStream(*this, name.substr(colon + 1))) {
+    store::Refuse(*store, "\"" + std::string(name.substr(colon + 1)) +
+                              "\" is no stream; write PART/PROCESS/TEST with names that are there");
+  }
   store::Guarded(*store, [&] {
     store->Write(actor, reason, [&](log::Writing& writing) {
       auto& db = writing.Db();

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/SelectionRecord.h"
 
@@ -24,6 +26,10 @@
 // Times are stamps, seconds since 1970 UTC, from 1901 to 2038.
 // Every failure is a platform::ExternalFailure whose description is one line: file and reason.
 namespace orvspc {
+
+namespace engine::record {
+class Recorder;
+}
 
 // Effective time of a row of limits that holds from the beginning.
 inline constexpr std::int32_t kSinceEver = INT32_MIN;
@@ -125,10 +131,14 @@ struct NetContents {
 struct SettingKind {
   std::string_view name, fallback, meaning;
   std::vector<std::string_view> words;  // that it takes; empty: any text of the form of fallback
+  // Whether a stream may have a value of its own: "NAME:PART/PROCESS/TEST".
+  bool of_streams = false;
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
 };
 const std::vector<SettingKind>& SettingKinds();
+// That of a setting, whose name may be that of a stream's own; null for an unknown name.
+const SettingKind* FindSettingKind(std::string_view name);
 
 // "values", "control-limits", ...; empty for an unknown word.
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
@@ -207,6 +217,36 @@ void WatchUpgrades(std::function<void(const std::string& path, int percent)> wat
 // analyses on databases that are closed are dropped.
 std::vector<Note> TakeNotesLeft();
 
+// --- Recording -----------------------------------------------------------------------------------
+
+// A record as a line of JSON, with the keys of a canonical record (part, process, test, label,
+// time, pieces, size, flag, context, descriptors, comments) and "key", which `key` is also when the
+// rest cannot be read. Throws Refused.
+NewRecord RecordFromJson(std::string_view line, std::string* key = nullptr);
+// The answers to such a line: {"key","subgroup","version","repeated","notes"}, or
+// {"key","error":{"code","field","text"}}. An empty key is left out, as are notes where there are
+// none.
+std::string JsonOf(const std::string& key, const Recorded& recorded);
+std::string JsonOf(const std::string& key, const Refused& refused);
+
+// Records that are stored together. Dropped without Commit: nothing has happened.
+class Batch {
+ public:
+  void Add(NewRecord record);
+  std::size_t Size() const { return records_.size(); }
+  // Stores them in one transaction with one entry of the log; then it is empty. Throws Refused for
+  // the first record that is refused unless these are to be left out.
+  BatchRecorded Commit();
+
+ private:
+  friend class QualityDatabase;
+  std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
+  Actor actor_;
+  BatchOptions options_;
+  std::vector<NewRecord> records_;
+};
+
 // --- The database --------------------------------------------------------------------------------
 
 // An open quality database.
@@ -254,7 +294,29 @@ class QualityDatabase {
   // and reason. Analyses see all of it or nothing.
   ImportReport Import(const std::string& file, ImportKind kind, const ImportOptions& options = {});
 
-  // Identifier and name.
+  // Stores a subgroup and test, or several tests of one subgroup, which agree in part, process,
+  // label, time and key. Returns after the durable commit.
+  //
+  // Refused   what the data break, by its code, with nothing stored:
+  //           name      is empty, long or has control characters
+  //           unknown   part, process or test, unless they are to be created
+  //           inactive  an item is no longer in use
+  //           type      values for a test that counts, or the reverse
+  //           number, count, size, flag, comment, context
+  //           unreasonable  beyond the reasonable limits in force, unless forced
+  //           size      other than the setting subgroup_size, unless flagged incomplete
+  //           time      more than 300 s ahead of the clock, or no stamp
+  //           stored    the subgroup has values of this test
+  //           key       was used for other values
+  // Threads   calls of several threads share commits
+  // The same key with the same content stores nothing and gives the first answer.
+  Recorded Record(const NewRecord& record, const Actor& actor, NewNames names = NewNames::Refuse);
+  std::vector<Recorded> RecordSubgroup(std::span<const NewRecord> records, const Actor& actor,
+                                       NewNames names = NewNames::Refuse);
+  Batch Begin(const Actor& actor, const BatchOptions& options = {});
+
+  // Identifier and name. Require throws Refused (code "unknown") with the nearest names.
+  std::int32_t Require(ItemKind kind, std::string_view name) const;
   std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
   // Empty for an unknown identifier.
   std::string Name(ItemKind kind, std::int32_t id) const;
@@ -348,7 +410,7 @@ class QualityDatabase {
 
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;
-  // An unknown name, or a value that its reader could not use, is refused.
+  // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
 
@@ -356,6 +418,7 @@ class QualityDatabase {
 
  private:
   std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
 };
 
 }  // namespace orvspc
