@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <future>
 #include <thread>
 #include <vector>
 
+#include "engine/schema/schema.h"
+#include "engine/sql/address.h"
 #include "tests/postgres/server_fixture.h"
 
 // A reading that loses its connection is begun once more on a new one, whatever it has read or
@@ -198,6 +202,69 @@ TEST_F(ServerLossTest, AWritingThatLosesItsConnectionIsNotRepeated) {
   EXPECT_EQ(runs, 2);
 }
 
+TEST_F(ServerLossTest, OpeningIsTriedOnceMoreWhereOnlyAReadingWasLost) {
+  Import(Values(0, 3));
+  for (const auto kind : {TransactionKind::Read, TransactionKind::Write}) {
+    for (const int losses : {0, 1, 2}) {
+      int runs = 0;
+      bool is_open = true;
+      try {
+        sql::OpenServer(Path(), [&](Connection& db) {
+          Transaction transaction(db, kind);
+          db.Mark();
+          if (runs++ < losses) EndConnections();
+          EXPECT_EQ(Query(db, "SELECT count(*) FROM stream").RunForInt(), 1);
+          transaction.Commit();
+        });
+      } catch (const SqlError& error) {
+        EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+        is_open = false;
+      }
+      const bool is_reading = kind == TransactionKind::Read;
+      EXPECT_EQ(is_open, losses == 0 || (losses == 1 && is_reading)) << losses;
+      EXPECT_EQ(runs, losses > 0 && is_reading ? 2 : 1);
+    }
+  }
+}
+
+// With the selections of an analysis, each of them read by one thread or by two.
+TEST_F(ServerLossTest, AnAnalysisThatLosesItsConnectionBeginsAnewInOneState) {
+  Import(Values(0, 300));
+  const auto store = Opened();
+  for (const bool two_threads : {false, true}) {
+    store->Sharing().ShareFrom(two_threads ? 50 : 1000);
+    for (const int losses : {0, 1, 2}) {
+      int runs = 0;
+      std::size_t first = 0, second = 0;  // second: 0 in a run that was lost
+      bool is_done = true;
+      FlatSelection all;
+      const auto select = [&] {
+        FlatSelection same;
+        DataSet data;
+        store->Select(same.info, same.Filter(), {}, data);
+        return data.subgroups.size();
+      };
+      try {
+        store->InOneState(all.info, [&] {
+          first = select();
+          second = 0;
+          if (runs++ < losses) EndConnections();
+          Psql("UPDATE " + Schema() + ".orvspc_mark SET generation = generation + 1");
+          second = select();
+        });
+      } catch (const SqlError& error) {
+        EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+        is_done = false;
+      }
+      EXPECT_EQ(is_done, losses < 2);
+      EXPECT_EQ(runs, losses == 0 ? 1 : 2);
+      EXPECT_EQ(first, 300U);
+      EXPECT_EQ(second, is_done ? 300U : 0U);
+      EXPECT_FALSE(Db().TakeFailure());
+    }
+  }
+}
+
 TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
   Import(Values(0, 60'000));
   for (const auto* name : {"copy.db", "other.db"}) {
@@ -282,6 +349,74 @@ TEST_F(ServerLossTest, TablesThatAreMadeAnewBeginWithAnotherGeneration) {
   }
   EXPECT_NE(versions[0], versions[1]);
   EXPECT_NE(versions[1], versions[2]);
+}
+
+// As bringing forward does.
+void MakeAnew(Connection& db) {
+  db.Define(
+      "CREATE TABLE measurement_chunk_9 AS SELECT * FROM measurement_chunk; DROP TABLE "
+      "measurement_chunk; "
+      "ALTER TABLE measurement_chunk_9 RENAME TO measurement_chunk");
+  db.SetMark(schema::kApplicationId, schema::kSchemaVersion + 1);
+}
+
+constexpr const char* kNewer = ": was made by a newer release (schema ";
+
+TEST_F(ServerLossTest, TablesAreMadeAnewOnceNobodyReadsThem) {
+  Import(Values(0, 30));
+  std::future<void> other;
+  Opened()->ReadOrThrow([&](Connection& db) {
+    other = std::async(std::launch::async, [&] {
+      const auto connection = OpenAnother(Path());
+      Transaction writing(*connection, TransactionKind::Write);
+      MakeAnew(*connection);
+      writing.Commit();
+    });
+    EXPECT_EQ(other.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+    EXPECT_EQ(Query(db, "SELECT sum(count) FROM measurement_chunk").RunForInt(), 30);
+  });
+  other.get();
+  EXPECT_NE(FailureOf([&] { Data().Streams(); }).find(kNewer), std::string::npos);
+}
+
+TEST_F(ServerLossTest, AReadingWaitsForTablesThatAreMadeAnew) {
+  Import(Values(0, 30));
+  auto open = Data();
+  std::future<std::string> reading;
+  {
+    const auto connection = OpenAnother(Path());
+    Transaction writing(*connection, TransactionKind::Write);
+    MakeAnew(*connection);
+    reading = std::async(std::launch::async, [&] { return FailureOf([&] { open.Streams(); }); });
+    EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    writing.Commit();
+  }
+  EXPECT_NE(reading.get().find(kNewer), std::string::npos);
+}
+
+// Looked at again once it is its turn.
+TEST_F(ServerLossTest, AnImportThatWaitedStoresNothingInNewerTables) {
+  Import(Values(0, 30));
+  Db();
+  WriteFile(folder_.File("more.csv"), Values(30, 30));
+  const auto connection = OpenAnother(Path());
+  Transaction writing(*connection, TransactionKind::Write);
+  connection->SetMark(schema::kApplicationId, schema::kSchemaVersion + 1);
+  std::atomic<bool> waits = false;
+  auto import = std::async(std::launch::async, [&] {
+    const ImportOptions options{.waiting = [&] { waits = true; }};
+    return FailureOf(
+        [&] { ImportCsv(folder_.File("more.csv"), Db(), ImportKind::Values, options); });
+  });
+  while (!waits && import.wait_for(std::chrono::milliseconds(1)) == std::future_status::timeout) {
+  }
+  EXPECT_TRUE(waits);
+  writing.Commit();
+  const auto failure = import.get();
+  EXPECT_EQ(failure, OpeningFailure(Path()));
+  EXPECT_NE(failure.find(kNewer), failure.npos) << failure;
+  const Transaction reading(*connection, TransactionKind::Read);
+  EXPECT_EQ(Query(*connection, "SELECT sum(count) FROM measurement_chunk").RunForInt(), 30);
 }
 
 TEST_F(ServerLossTest, AnOpenStoreRefusesTablesThatWereBroughtForward) {
