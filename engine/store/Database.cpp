@@ -125,10 +125,7 @@ void RunForward(const std::string& path, std::int32_t version, Work work) {
 bool MakeTables(sql::Connection& connection, const std::string& path, bool create) {
   const auto version = SchemaOf(connection, path, create);
   if (version == schema::kSchemaVersion) return false;
-  RunForward(path, version, [&] {
-    schema::BringForward(connection, version);
-    MoveValues(connection);
-  });
+  RunForward(path, version, [&] { BringTablesForward(connection, version); });
   return version == 0;
 }
 
