@@ -262,7 +262,48 @@ TEST_F(ServerFailureTest, ARecorderStoresValuesAndNoLimits) {
             "");
   EXPECT_EQ(store("type,time,name,process,acc\ndowntime,2024-02-01,Jam,P,A1\n", ImportKind::Events),
             "");
+  EXPECT_EQ(store("process,time,state,type\nP,2024-02-01,Setup,idle\n", ImportKind::States), "");
+  EXPECT_EQ(store("process,time,state,type\nP,2024-02-02,Setup,idle\n", ImportKind::States), "");
   EXPECT_EQ(Stored(), 1004U);
+  // What recording needs in the tables that each program keeps for itself, and no more than that.
+  const auto as_press = [&](const std::string& sql) -> std::string {
+    try {
+      OpenAnother(As("press7"))->Execute(sql);
+    } catch (const SqlError& error) {
+      return error.what();
+    }
+    return "";
+  };
+  ChangeOptions why;
+  why.reason = "a slip of the hand";
+  EXPECT_EQ(FailureOf([&] { press.ChangeFlag({1}, {}, sfDisabled, why); }), "");
+  EXPECT_EQ(as_press("UPDATE comment SET note = 'later'"), "");
+  EXPECT_EQ(as_press("DELETE FROM comment"), "");
+  for (const char* sql :
+       {"INSERT INTO batch(id, kind, source, lines, records, state, entry) "
+        "VALUES(1, 'values', 'a.csv', 1, 1, 'stored', 1); UPDATE batch SET state = 'undone'",
+        "INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1); "
+        "UPDATE client_key SET subgroup = 1; DELETE FROM client_key",
+        "INSERT INTO label_counter(part, process, last) VALUES(1, 1, 1); "
+        "UPDATE label_counter SET last = 2",
+        "INSERT INTO alarm_mark(stream, time, subgroup, limit_row, rules) VALUES(1, 1, 1, 0, ''); "
+        "UPDATE alarm_mark SET time = 2; DELETE FROM alarm_mark",
+        "INSERT INTO alarm(event, stream, graph, rule, first_subgroup, last_subgroup, points, "
+        "state, "
+        "detected) VALUES(1, 1, 1, 1, 1, 1, 1, 'open', 1); UPDATE alarm SET state = 'closed'; "
+        "UPDATE event SET flag = flag",
+        "INSERT INTO outbox(id, event, revision, made, message) VALUES(1, 1, 0, 1, ''); "
+        "INSERT INTO delivery(outbox, hook, state, tries, next) VALUES(1, 'h', 'waiting', 0, 0); "
+        "UPDATE delivery SET state = 'done'; DELETE FROM delivery; DELETE FROM outbox"}) {
+    EXPECT_EQ(as_press(sql), "");
+  }
+  for (const char* sql :
+       {"UPDATE log SET who = 'nobody'", "DELETE FROM log", "UPDATE identity SET uuid = ''",
+        "DELETE FROM batch", "DELETE FROM alarm", "DELETE FROM event",
+        "UPDATE control_limit SET mean = 0",
+        "INSERT INTO phase(id, start, name, who, made) VALUES(1, 1, 'a', 'b', 1)"}) {
+    EXPECT_NE(as_press(sql).find("its role may not do this"), std::string::npos) << sql;
+  }
   const auto limits = store("part,test,usl,lsl\nA,T,9,1\n", ImportKind::Limits);
   EXPECT_NE(limits.find("its role may not do this: permission denied for table spec_limit"),
             std::string::npos)

@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <future>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -265,6 +271,45 @@ TEST_F(ServerLossTest, AnAnalysisThatLosesItsConnectionBeginsAnewInOneState) {
   }
 }
 
+// Connections of the program are ended while they are in a transaction.
+TEST_F(ServerLossTest, AChartThatLosesItsConnectionIsTheSame) {
+  Import(Values(0, 3000));
+  db_.reset();
+  Psql("CREATE TABLE " + Schema() + ".struck(pid integer)");
+  const auto out = folder_.File("chart");
+  const auto chart = [&] {
+    const auto line = "'" ORVSPC_PROGRAM "' chart --part A --test T --format json --db '" + Path() +
+                      "' >'" + out + "' 2>&1";
+    [[maybe_unused]] const int status = std::system(line.c_str());
+    std::ifstream file(out);
+    return std::string{std::istreambuf_iterator<char>(file), {}};
+  };
+  const auto expected = chart();
+  ASSERT_GT(expected.size(), 3000U) << expected;
+  std::atomic<bool> done = false;
+  std::thread ends([&] {
+    while (!done) {
+      Psql("INSERT INTO " + Schema() +
+           ".struck SELECT pid FROM pg_stat_activity WHERE CASE WHEN application_name = 'orvspc' "
+           "AND state LIKE 'idle in%' THEN pg_terminate_backend(pid) ELSE false END");
+    }
+  });
+  std::int64_t failed = 0;
+  for (int round = 0; round < 60; ++round) {
+    const auto text = chart();
+    if (text == expected) continue;
+    ++failed;
+    EXPECT_NE(text.find(": the connection to its server was lost"), text.npos) << text;
+  }
+  done = true;
+  ends.join();
+  const auto struck =
+      Query(*OpenAnother(Path()), "SELECT count(DISTINCT pid) FROM struck").RunForInt().value_or(0);
+  // A chart that fails has lost two of them.
+  EXPECT_GT(struck, 2 * failed) << "no chart has survived a loss";
+  std::cout << "60 charts that lost " << struck << " connections: " << failed << " failed\n";
+}
+
 TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
   Import(Values(0, 60'000));
   for (const auto* name : {"copy.db", "other.db"}) {
@@ -285,6 +330,46 @@ TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
       EXPECT_NE(OpeningFailure(to).find("is empty and no quality database"), std::string::npos);
     }
   }
+}
+
+// Of a connection without an answer the system asks whether the other side is still there.
+TEST_F(ServerLossTest, ANetworkThatWasCutIsNoticedSoon) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  ASSERT_EQ(bind(listener, any, size), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  ASSERT_EQ(getsockname(listener, any, &size), 0);
+  const int port = ntohs(address.sin_port);
+  auto opening = std::async(std::launch::async, [&] {
+    return OpeningFailure("postgresql://127.0.0.1:" + std::to_string(port) + "/q?sslmode=disable");
+  });
+  const int accepted = accept(listener, nullptr, nullptr);
+  char first = 0;
+  ASSERT_EQ(read(accepted, &first, 1), 1);
+  char peer[20];
+  std::snprintf(peer, sizeof peer, "0100007F:%04X", static_cast<unsigned>(port));
+  // Of each connection: number, both ends, state, queues, the timer that runs and when it ends.
+  constexpr unsigned kKeepAlive = 2, kHundredthsOfMinute = 6000;
+  unsigned timer = 0, ends = 0;
+  for (int i = 0; i < 100 && timer != kKeepAlive; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::ifstream connections("/proc/net/tcp");
+    for (std::string line; std::getline(connections, line);) {
+      std::istringstream words(line);
+      std::string number, own, other, state, queues, timers;
+      words >> number >> own >> other >> state >> queues >> timers;
+      if (other == peer) std::sscanf(timers.c_str(), "%x:%x", &timer, &ends);
+    }
+  }
+  close(accepted);
+  close(listener);
+  EXPECT_NE(opening.get(), "");
+  EXPECT_EQ(timer, kKeepAlive);
+  EXPECT_LT(ends, kHundredthsOfMinute);
 }
 
 // --- What others change --------------------------------------------------------------------------
