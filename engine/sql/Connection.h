@@ -25,8 +25,10 @@ class SqlError : public std::runtime_error {
  public:
   enum class Kind {
     Locked,        // by another connection
+    Busy,          // another connection wrote for as long as Begin waits
     Full,          // no room left on the device
     ReadOnly,      // may not be written to
+    NoRight,       // that the statement needs
     Damaged,       // not what this database wrote
     NotADatabase,  // no database at all
     OutOfMemory,

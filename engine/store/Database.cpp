@@ -49,8 +49,10 @@ void CheckFile(const std::string& path, bool create) {
   if (path.empty()) RefuseFile(path, "");
   const auto state = system::StateOf(path);
   if (!state) {
-    if (errno == ENOENT && create) return CheckNoLogLeft(path);
-    RefuseFile(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
+    const int error = errno;
+    if (error == ENOENT || error == ENOTDIR) CheckNotMistyped(path);
+    if (error == ENOENT && create) return CheckNoLogLeft(path);
+    RefuseFile(path, error == ENOENT ? "there is no such file" : std::strerror(error));
   }
   if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
   if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
@@ -62,8 +64,11 @@ void CheckFile(const std::string& path, bool create) {
 std::string WhyReadOnly(const std::string& path) {
   if (system::IsThere(path) && !system::MayWrite(path)) return "may not be written to";
   // The write-ahead log lies beside the file.
-  const auto folder = FolderOf(TargetOf(path));
-  if (!system::IsThere(folder)) return "there is no folder " + sql::WithoutPasswords(folder);
+  const auto target = TargetOf(path);
+  const auto folder = FolderOf(target);
+  if (!system::IsThere(folder)) {
+    return "there is no folder " + FolderOf(sql::WithoutPasswords(target));
+  }
   return system::MayWrite(folder) ? "" : "its folder may not be written to";
 }
 
@@ -96,25 +101,49 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
   return version > 0 && version < schema::kSchemaVersion;
 }
 
+[[noreturn]] void RefuseOld(const std::string& path, std::int32_t version) {
+  RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
+                       ") and may not be written to, so it cannot be brought forward");
+}
+
+// Runs work, which brings a database forward; says where it may not be written to.
+template <class Work>
+void RunForward(const std::string& path, std::int32_t version, Work work) {
+  try {
+    work();
+  } catch (const sql::SqlError& error) {
+    using enum sql::SqlError::Kind;
+    if (version > 0 && (error.Which() == ReadOnly || error.Which() == NoRight)) {
+      RefuseOld(path, version);
+    }
+    throw;
+  }
+}
+
 // Brings the database to the present schema, inside a write transaction. Returns whether it was
 // empty.
 bool MakeTables(sql::Connection& connection, const std::string& path, bool create) {
   const auto version = SchemaOf(connection, path, create);
   if (version == schema::kSchemaVersion) return false;
-  BringTablesForward(connection, version);
+  RunForward(path, version, [&] { BringTablesForward(connection, version); });
   return version == 0;
 }
 
 // The same in a transaction of its own, where it is needed. Looked at again under the write lock:
 // another program may have made it in the meantime.
 bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
+  std::int32_t version = 0;
   {
     const sql::Transaction reading(connection, sql::TransactionKind::Read);
-    if (SchemaOf(connection, path, create) == schema::kSchemaVersion) return false;
+    version = SchemaOf(connection, path, create);
   }
-  sql::Transaction writing(connection, sql::TransactionKind::Write);
-  const bool was_empty = MakeTables(connection, path, create);
-  writing.Commit();
+  bool was_empty = false;
+  if (version == schema::kSchemaVersion) return was_empty;
+  RunForward(path, version, [&] {
+    sql::Transaction writing(connection, sql::TransactionKind::Write);
+    was_empty = MakeTables(connection, path, create);
+    writing.Commit();
+  });
   return was_empty;
 }
 
@@ -172,10 +201,7 @@ std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address,
 void CheckSchema(sql::Connection& connection, const std::string& path) {
   sql::Transaction transaction(connection, sql::TransactionKind::Read);
   const auto version = SchemaOf(connection, path, false);
-  if (version < schema::kSchemaVersion) {
-    RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
-                         ") and may not be written to, so it cannot be brought forward");
-  }
+  if (version < schema::kSchemaVersion) RefuseOld(path, version);
   transaction.Commit();
 }
 

@@ -98,14 +98,22 @@ void CheckNoLogLeft(const std::string& path) {
   }
 }
 
+void CheckNotMistyped(const std::string& path) {
+  if (!sql::IsMistyped(path)) return;
+  RefuseFile(path,
+             "there is no such file, and an address of a database begins with postgresql:// or "
+             "postgres://; a file of that name has ./ before it");
+}
+
 DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetOf(path_)) {
   if (path_.empty()) RefuseFile(path_, "");
   if (IsThereAt(target_)) return;
+  CheckNotMistyped(path_);
   CheckNoLogLeft(path_);
   std::string draft = target_ + ".new-" + RandomDigits();
   if (!system::MakeFile(draft)) {
     if (errno == ENOENT)
-      RefuseFile(path_, "there is no folder " + sql::WithoutPasswords(FolderOf(target_)));
+      RefuseFile(path_, "there is no folder " + FolderOf(sql::WithoutPasswords(target_)));
     if (errno == EACCES || errno == EROFS) RefuseFile(path_, "its folder may not be written to");
     RefuseFile(path_, std::strerror(errno));
   }

@@ -20,6 +20,9 @@ std::string FolderOf(const std::string& path);
 // SQLite would replay or remove it.
 void CheckNoLogLeft(const std::string& path);
 
+// Refuses what was meant as an address, where no such file is.
+void CheckNotMistyped(const std::string& path);
+
 // A new database that is filled under another name beside its place, so that a failure leaves no
 // file behind and no other program sees it half made.
 //

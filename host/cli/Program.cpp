@@ -139,11 +139,14 @@ std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
 std::string WithoutPasswordsOf(const std::vector<std::string>& words, std::string text) {
   for (const auto& word : words) {
     const auto equals = word.starts_with('-') ? word.find('=') : word.npos;
-    const auto value = word.substr(equals == word.npos ? 0 : equals + 1);
-    const auto shown = WithoutPasswords(value);
-    if (shown == value) continue;
-    for (auto at = text.find(value); at != text.npos; at = text.find(value, at + shown.size())) {
-      text.replace(at, value.size(), shown);
+    // An address may be the value of an option or have been taken for its name.
+    for (const auto& part : {word, word.substr(equals == word.npos ? word.size() : equals + 1),
+                             word.substr(0, equals)}) {
+      const auto shown = WithoutPasswords(part);
+      if (shown == part) continue;
+      for (auto at = text.find(part); at != text.npos; at = text.find(part, at + shown.size())) {
+        text.replace(at, part.size(), shown);
+      }
     }
   }
   return text;

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "engine/sql/fail_step.h"
+#include "engine/sql/failure.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
 
 namespace orvspc::engine::sql::sqlite {
@@ -275,7 +276,12 @@ class SqliteConnection final : public Connection {
     // SQLite would begin to read.
     if (IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
     const Patience patient(*this, write_patience_, true);
-    Query(*this, "BEGIN IMMEDIATE").Step();
+    try {
+      Query(*this, "BEGIN IMMEDIATE").Step();
+    } catch (const SqlError& error) {
+      if (error.Which() == SqlError::Kind::Locked) throw BusyFor(write_patience_);
+      throw;
+    }
   }
   void WaitForWriters(milliseconds at_most, std::function<void()> on_wait) override {
     write_patience_ = at_most;

@@ -84,7 +84,7 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
   other->WaitForWriters(std::chrono::milliseconds(100), {});
   const Transaction writing(*connection_, TransactionKind::Write);
   EXPECT_EQ(KindOf([&] { const Transaction second(*other, TransactionKind::Write); }),
-            SqlError::Kind::Locked);
+            SqlError::Kind::Busy);
 }
 
 TEST_F(ConnectionTest, RunsTellWhatTheyChangedAndReturned) {
