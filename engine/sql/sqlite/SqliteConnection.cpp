@@ -60,9 +60,6 @@ class SqliteStatement final : public Statement {
   void BindInt(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
   }
-  void BindReal(int index, double value) override {
-    Check(db_, sqlite3_bind_double(statement_, index, value));
-  }
   void BindText(int index, std::string_view text) override {
     Check(db_, sqlite3_bind_text64(statement_, index, text.data() == nullptr ? "" : text.data(),
                                    text.size(), SQLITE_STATIC, SQLITE_UTF8));
@@ -98,6 +95,9 @@ class SqliteStatement final : public Statement {
   }
 
  private:
+  void BindSigned(int index, double value) override {
+    Check(db_, sqlite3_bind_double(statement_, index, value));
+  }
   std::size_t Size(int column) const {
     return static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
   }
@@ -113,7 +113,6 @@ class SqliteRows final : public BulkRows {
   ~SqliteRows() override { insert_.Reset(); }
 
   void BindInt(int index, std::int64_t value) override { insert_.BindInt(index, value); }
-  void BindReal(int index, double value) override { insert_.BindReal(index, value); }
   void BindText(int index, std::string_view text) override { insert_.BindText(index, text); }
   void BindBlob(int index, std::span<const std::byte> blob) override {
     insert_.BindBlob(index, blob);
@@ -127,6 +126,8 @@ class SqliteRows final : public BulkRows {
   std::int64_t Finish() override { return std::exchange(rows_, 0); }
 
  private:
+  void BindSigned(int index, double value) override { insert_.BindReal(index, value); }
+
   Statement& insert_;
   std::int64_t rows_ = 0;
 };
