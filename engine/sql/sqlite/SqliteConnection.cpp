@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <unordered_map>
@@ -13,6 +15,7 @@
 
 #include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
+#include "system/system.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -223,11 +226,12 @@ class SqliteConnection final : public Connection {
   void AddChecksums() {
     Number("PRAGMA schema_version");  // reads the header
     if (Reserve(-1) >= kReservedBytes) return;
-    // In the log, so that a kill leaves the former pages or the new ones.
-    UseWriteAheadLog(kWriting);
-    Reserve(kReservedBytes);
     {
-      const Patience patient(*this, kWriting);
+      // Who waited would do again what another program is doing.
+      const Patience none(*this, milliseconds(0));
+      // In the log, so that a kill leaves the former pages or the new ones.
+      UseWriteAheadLog(milliseconds(0));
+      Reserve(kReservedBytes);
       Execute("VACUUM");
     }
     EmptyLog();
@@ -363,7 +367,9 @@ class SqliteConnection final : public Connection {
   class Patience {
    public:
     Patience(SqliteConnection& connection, milliseconds at_most, bool for_writers = false)
-        : connection_(connection), before_(connection.patience_) {
+        : connection_(connection),
+          before_(connection.patience_),
+          was_for_writers_(connection.for_writers_) {
       connection.patience_ = at_most;
       connection.for_writers_ = for_writers;
     }
@@ -371,12 +377,13 @@ class SqliteConnection final : public Connection {
     Patience& operator=(const Patience&) = delete;
     ~Patience() {
       connection_.patience_ = before_;
-      connection_.for_writers_ = false;
+      connection_.for_writers_ = was_for_writers_;
     }
 
    private:
     SqliteConnection& connection_;
     milliseconds before_;
+    bool was_for_writers_;
   };
 
   // SQLite does not wait for other connections here, but gives up at once.
@@ -478,11 +485,13 @@ class SqliteConnection final : public Connection {
 }  // namespace
 
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
-                                     const std::function<void(Connection&)>& check) {
+                                     const std::function<void(Connection&)>& check,
+                                     std::function<void()> on_wait) {
   auto connection =
       std::make_unique<SqliteConnection>(path, create ? Access::Create : Access::Write);
   const auto patience = create ? kCreating : kBusy;
-  const SqliteConnection::Patience patient(*connection, patience);
+  const SqliteConnection::Patience patient(*connection, patience, true);
+  connection->WaitForWriters(kWriting, std::move(on_wait));
   if (connection->IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
   connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
@@ -493,6 +502,7 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection->Execute("PRAGMA synchronous=FULL");
   connection->Execute("PRAGMA journal_size_limit=16777216");
+  connection->WaitForWriters(kWriting, {});
   return connection;
 }
 
@@ -518,6 +528,11 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
 void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
 
 void BackUp(const std::string& from, const std::string& to) {
+  // Before any byte is in it.
+  if (!system::IsThere(to) && !system::MakeFileLike(to, from)) {
+    throw SqlError(errno == ENOSPC ? SqlError::Kind::Full : SqlError::Kind::Other,
+                   to + " cannot be made: " + std::strerror(errno));
+  }
   SqliteConnection source(from, Access::Read), target(to, Access::Create);
   target.CopyFrom(source);
 }
