@@ -120,6 +120,11 @@ const std::vector<SettingKind>& SettingKinds() {
        "UTC",
        "UTC or a fixed offset such as +02:00, for periods of days and longer",
        {}},
+      {"alarm_needs",
+       "acc cac",
+       "codes that an alarm needs before it is closed: cause (acc), action (cac)",
+       {"acc cac", "acc", "cac", "none"}},
+      {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
@@ -133,6 +138,10 @@ std::string SettingKind::Refusal(std::string_view value) const {
   if (name == "time_zone") {
     fits = time::ZoneOffset(value).has_value();
     takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "alarm_horizon") {
+    fits = !value.empty() && value.size() < 6 &&
+           std::ranges::all_of(value, [](char c) { return c >= '0' && c <= '9'; });
+    takes = "a number of days such as 7";
   } else if (name == "shift_starts") {
     fits = time::ParseTimesOfDay(value).has_value();
     takes = "ascending times of day such as \"06:00 14:00 22:00\"";
