@@ -75,9 +75,10 @@ bool MakeTables(const std::string& address, const std::function<void(QualityData
 }
 
 // Makes the database unless there is one, which is false.
-bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
+bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill,
+             const std::string& like = {}) {
   if (sql::IsAddress(path)) return MakeTables(path, fill);
-  store::DraftFile draft(path);
+  store::DraftFile draft(path, like);
   if (draft.IsThere()) return false;
   std::weak_ptr<EmbeddedDatabase> opened;
   draft.Fill([&](const std::string& name) {
@@ -294,7 +295,9 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
   const auto fill = [&](const QualityDatabase& target) {
     copy([&](const Work& work) { store::SqlStoreOf(*target.database_)->Write(work); });
   };
-  if (MakeNew(path, fill)) return report;
+  // Who may not read the one may not read the other.
+  const auto like = sql::IsAddress(from->WholePath()) ? std::string() : from->WholePath();
+  if (MakeNew(path, fill, like)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
 }

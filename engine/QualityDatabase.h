@@ -206,7 +206,8 @@ struct ChangedRecord {
 std::optional<std::int32_t> FlagFromWord(std::string_view word);
 
 // Watches how files of older releases are brought forward, which their first opening does: watch is
-// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+// called on this thread with the path and the percent done, 100 at the end; with a negative number
+// while another program has locked the file, then 100. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
 // Takes the notes that this thread added outside of the analyses of an open database.

@@ -147,26 +147,50 @@ bool Prepare(sql::Connection& connection, const std::string& path, bool create) 
   return was_empty;
 }
 
+// Whether a program writes into the file itself, as only one that makes it or brings it forward
+// does.
+bool IsWrittenWithoutLog(const std::string& path) {
+  const auto journal = system::StateOf(TargetOf(path) + "-journal");
+  return journal && journal->size > 0;
+}
+
 // Of several programs that open an older file at once, each keeps the others from being alone with
-// it: so they let go of it, and try again for a while.
+// it: so they let go of it, and try again for a while. Who finds it locked by the one that brings
+// it forward waits for that as long as for a writer.
 std::unique_ptr<sql::Connection> OpenAndBringForward(const std::string& path, bool create) {
   using Clock = std::chrono::steady_clock;
-  constexpr std::chrono::milliseconds kPatience{5000};
+  constexpr std::chrono::seconds kForOthers{5}, kForWriter{60};
   const auto begin = Clock::now();
+  auto until = begin;
+  bool is_told = false;
+  const auto tell_waiting = [&] {
+    is_told = true;
+    TellMigration(path, -1);
+  };
   std::random_device random;
   for (bool is_old = false;;) {
     try {
-      return sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
-        if (IsOld(connection, path, create)) {
-          is_old = true;
-          return BringFileForward(connection, path);
-        }
-        Prepare(connection, path, create);
-      });
+      auto opened = sql::sqlite::OpenFile(
+          path, create,
+          [&](sql::Connection& connection) {
+            if (IsOld(connection, path, create)) {
+              is_old = true;
+              return BringFileForward(connection, path);
+            }
+            Prepare(connection, path, create);
+          },
+          tell_waiting);
+      if (is_told) TellMigration(path, 100);
+      return opened;
     } catch (const sql::SqlError& error) {
-      const bool is_late = Clock::now() - begin >= kPatience;
-      if (error.Which() != sql::SqlError::Kind::Locked || !is_old || is_late) throw;
+      if (error.Which() != sql::SqlError::Kind::Locked) throw;
+      const auto now = Clock::now();
+      if (is_old) until = std::max(until, begin + kForOthers);
+      // It may be the last time that its journal is there.
+      if (IsWrittenWithoutLog(path)) until = std::min(now + kForOthers, begin + kForWriter);
+      if (now >= until) throw;
     }
+    tell_waiting();
     std::this_thread::sleep_for(std::chrono::milliseconds(5 + random() % 40));
   }
 }
@@ -180,10 +204,11 @@ std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool creat
     sql::sqlite::AddChecksums(*opened);
     return opened;
   } catch (const sql::SqlError& error) {
-    if (error.Which() != sql::SqlError::Kind::Full) throw;
+    const auto kind = error.Which();
+    if (kind != sql::SqlError::Kind::Full && kind != sql::SqlError::Kind::Locked) throw;
   }
-  // It is used without them until there is room. Opened anew, since the connection would go on to
-  // reserve bytes for them.
+  // It is used without them until there is room, or nobody writes. Opened anew, since the
+  // connection would go on to reserve bytes for them.
   opened.reset();
   return OpenAndBringForward(path, create);
 }

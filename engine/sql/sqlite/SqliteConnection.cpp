@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <unordered_map>
@@ -14,6 +16,7 @@
 #include "engine/sql/fail_step.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
+#include "system/system.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -61,9 +64,6 @@ class SqliteStatement final : public Statement {
   void BindInt(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
   }
-  void BindReal(int index, double value) override {
-    Check(db_, sqlite3_bind_double(statement_, index, value));
-  }
   void BindText(int index, std::string_view text) override {
     Check(db_, sqlite3_bind_text64(statement_, index, text.data() == nullptr ? "" : text.data(),
                                    text.size(), SQLITE_STATIC, SQLITE_UTF8));
@@ -99,6 +99,9 @@ class SqliteStatement final : public Statement {
   }
 
  private:
+  void BindSigned(int index, double value) override {
+    Check(db_, sqlite3_bind_double(statement_, index, value));
+  }
   std::size_t Size(int column) const {
     return static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
   }
@@ -114,7 +117,6 @@ class SqliteRows final : public BulkRows {
   ~SqliteRows() override { insert_.Reset(); }
 
   void BindInt(int index, std::int64_t value) override { insert_.BindInt(index, value); }
-  void BindReal(int index, double value) override { insert_.BindReal(index, value); }
   void BindText(int index, std::string_view text) override { insert_.BindText(index, text); }
   void BindBlob(int index, std::span<const std::byte> blob) override {
     insert_.BindBlob(index, blob);
@@ -128,6 +130,8 @@ class SqliteRows final : public BulkRows {
   std::int64_t Finish() override { return std::exchange(rows_, 0); }
 
  private:
+  void BindSigned(int index, double value) override { insert_.BindReal(index, value); }
+
   Statement& insert_;
   std::int64_t rows_ = 0;
 };
@@ -223,11 +227,12 @@ class SqliteConnection final : public Connection {
   void AddChecksums() {
     Number("PRAGMA schema_version");  // reads the header
     if (Reserve(-1) >= kReservedBytes) return;
-    // In the log, so that a kill leaves the former pages or the new ones.
-    UseWriteAheadLog(kWriting);
-    Reserve(kReservedBytes);
     {
-      const Patience patient(*this, kWriting);
+      // Who waited would do again what another program is doing.
+      const Patience none(*this, milliseconds(0));
+      // In the log, so that a kill leaves the former pages or the new ones.
+      UseWriteAheadLog(milliseconds(0));
+      Reserve(kReservedBytes);
       Execute("VACUUM");
     }
     EmptyLog();
@@ -368,7 +373,9 @@ class SqliteConnection final : public Connection {
   class Patience {
    public:
     Patience(SqliteConnection& connection, milliseconds at_most, bool for_writers = false)
-        : connection_(connection), before_(connection.patience_) {
+        : connection_(connection),
+          before_(connection.patience_),
+          was_for_writers_(connection.for_writers_) {
       connection.patience_ = at_most;
       connection.for_writers_ = for_writers;
     }
@@ -376,12 +383,13 @@ class SqliteConnection final : public Connection {
     Patience& operator=(const Patience&) = delete;
     ~Patience() {
       connection_.patience_ = before_;
-      connection_.for_writers_ = false;
+      connection_.for_writers_ = was_for_writers_;
     }
 
    private:
     SqliteConnection& connection_;
     milliseconds before_;
+    bool was_for_writers_;
   };
 
   // SQLite does not wait for other connections here, but gives up at once.
@@ -483,11 +491,13 @@ class SqliteConnection final : public Connection {
 }  // namespace
 
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
-                                     const std::function<void(Connection&)>& check) {
+                                     const std::function<void(Connection&)>& check,
+                                     std::function<void()> on_wait) {
   auto connection =
       std::make_unique<SqliteConnection>(path, create ? Access::Create : Access::Write);
   const auto patience = create ? kCreating : kBusy;
-  const SqliteConnection::Patience patient(*connection, patience);
+  const SqliteConnection::Patience patient(*connection, patience, true);
+  connection->WaitForWriters(kWriting, std::move(on_wait));
   if (connection->IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
   connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
@@ -498,6 +508,7 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection->Execute("PRAGMA synchronous=FULL");
   connection->Execute("PRAGMA journal_size_limit=16777216");
+  connection->WaitForWriters(kWriting, {});
   return connection;
 }
 
@@ -523,6 +534,11 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
 void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
 
 void BackUp(const std::string& from, const std::string& to) {
+  // Before any byte is in it.
+  if (!system::IsThere(to) && !system::MakeFileLike(to, from)) {
+    throw SqlError(errno == ENOSPC ? SqlError::Kind::Full : SqlError::Kind::Other,
+                   to + " cannot be made: " + std::strerror(errno));
+  }
   SqliteConnection source(from, Access::Read), target(to, Access::Create);
   target.CopyFrom(source);
 }

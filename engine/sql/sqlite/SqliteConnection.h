@@ -12,9 +12,11 @@ namespace orvspc::engine::sql::sqlite {
 // Opens a file, with create also one that does not exist, and switches it to the engine's settings:
 // foreign keys, write-ahead log, commits that survive a power cut. Calls check before the switch to
 // the log, the first thing that changes the file. An empty path with create: a database of the
-// connection alone, which goes with it. Throws SqlError.
+// connection alone, which goes with it. on_wait is called several times a second while it waits for
+// others until the file is open. Throws SqlError.
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
-                                     const std::function<void(Connection&)>& check);
+                                     const std::function<void(Connection&)>& check,
+                                     std::function<void()> on_wait = {});
 
 // Opens a file that may not be written to, or that lies in a folder that may not.
 //
@@ -29,16 +31,18 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path);
 // there already, it does nothing.
 //
 // connection  one that OpenFile made, outside of a transaction
+// Locks       it waits for nobody
 // Room        twice the size of the file, half of it among the temporary files
 // Kill        leaves the file as it was or with all checksums; what is in its log is not lost
-// Failures    SqlError: full, or locked by a writer for longer than a minute
+// Failures    SqlError: full, or locked by a writer
 void AddChecksums(Connection& connection);
 
 // Moves a log into the file, so that no other program has it open: nobody reads the file while it
 // is brought forward. Outside of a transaction. Throws SqlError: locked by another program.
 void LeaveLog(Connection& connection);
 
-// Copies a file with all that is committed. Throws SqlError.
+// Copies a file with all that is committed, into one that is empty or yet to be made, which is then
+// made with the rights of the other. Throws SqlError and leaves what there is of it.
 void BackUp(const std::string& from, const std::string& to);
 
 }  // namespace orvspc::engine::sql::sqlite

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -65,6 +66,14 @@ TEST_F(ConnectionTest, AParameterThatTheTextDoesNotHaveIsRefused) {
   EXPECT_EQ(KindOf([&] { statement.BindNull(2); }), SqlError::Kind::Other);
   EXPECT_EQ(KindOf([&] { statement.BindText(1, "a"); }), std::nullopt);
   EXPECT_EQ(KindOf([&] { Query(*connection_, "SELECT ?1", 1, 2); }), SqlError::Kind::Other);
+}
+
+// Else it would depend on the database whether a column keeps it.
+TEST_F(ConnectionTest, AZeroIsBoundWithoutItsSign) {
+  Query query(*connection_, "SELECT CAST(?1 AS DOUBLE PRECISION)", -0.0);
+  ASSERT_TRUE(query.Step());
+  EXPECT_EQ(query.Real(0), 0.0);
+  EXPECT_FALSE(std::signbit(query.Real(0)));
 }
 
 TEST_F(ConnectionTest, ATextThatIsTooLongIsRefusedAndNotCut) {
