@@ -12,6 +12,8 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/backup.h"
+#include "engine/store/check.h"
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
@@ -20,6 +22,7 @@
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
+#include "system/system.h"
 
 namespace orvspc {
 
@@ -235,6 +238,32 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
   if (MakeNew(path, fill)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
+}
+
+BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions& options) const {
+  const auto store = store::SqlStoreOf(*database_);
+  const auto path = store::BackupPlace(*store, to);
+  store::MakeBackup(*store, path, options.progress);
+  const auto state = system::StateOf(path);
+  return {path, state ? state->size : 0};
+}
+
+CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& options) {
+  // Not by an open database, whose first reading would fail where the damage is.
+  const auto db = store::OpenConnection(path, false);
+  const auto medium = sql::IsAddress(path) ? store::Medium::Server : store::Medium::File;
+  try {
+    sql::Transaction reading(*db, sql::TransactionKind::Read);
+    auto result = store::QuickCheck(*db, medium, options.progress);
+    reading.Commit();
+    CheckReport report{result.subgroups, {}, result.left_out};
+    for (auto& find : result.finds) {
+      report.finds.push_back({std::move(find.place), std::move(find.reason)});
+    }
+    return report;
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
 }
 
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,

@@ -51,6 +51,8 @@ Command StatesCommand();
 Command ComplianceCommand();
 Command ShowCommand();
 Command CopyCommand();
+Command BackupCommand();
+Command CheckCommand();
 Command SetCommand();
 Command DemoCommand();
 

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/store/SqlStore.h"
+
+// Copies of a database file that are the file itself, page by page.
+namespace orvspc::engine::store {
+
+// Where the backup goes that is made now: the path, or where that is a folder a file in it with the
+// name of the database and the time, "q-20240229T123000Z.db".
+std::string BackupPlace(const SqlStore& store, const std::string& to);
+
+// Makes the file, which is not there yet: copied while writers go on, looked through, on the device
+// before it has its name. progress is called with the percent done. Throws what hosts catch; there
+// is no file of that name then.
+void MakeBackup(SqlStore& store, const std::string& path, const std::function<void(int)>& progress);
+
+}  // namespace orvspc::engine::store
