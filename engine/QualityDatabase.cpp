@@ -244,10 +244,28 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
 
 BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions& options) const {
   const auto store = store::SqlStoreOf(*database_);
-  const auto path = store::BackupPlace(*store, to);
-  store::MakeBackup(*store, path, options.progress);
-  const auto state = system::StateOf(path);
-  return {path, state ? state->size : 0};
+  BackupReport report{store::BackupPlace(*store, to), 0, {}};
+  if (options.keep && (report.path == to || *options.keep < 1)) {
+    store::RefuseFile(to, "only of backups in a folder are so many kept, at least 1");
+  }
+  if (options.keep && options.as_copy) {
+    store::RefuseFile(to, "what goes on as a database of its own is no backup to be kept");
+  }
+  std::function<void(sql::Connection&)> finish;
+  if (options.as_copy) {
+    finish = [&](sql::Connection& db) {
+      log::Writing writing(db, options.actor, options.reason);
+      log::BecomeAnother(writing);
+    };
+  }
+  store::MakeBackup(*store, report.path, options.progress, finish);
+  const auto state = system::StateOf(report.path);
+  report.bytes = state ? state->size : 0;
+  if (options.keep) {
+    const auto keep = static_cast<std::size_t>(*options.keep);
+    report.deleted = store::DeleteOldBackups(*store, report.path, keep);
+  }
+  return report;
 }
 
 CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& options) {

@@ -172,12 +172,20 @@ struct CopyOptions {
 };
 
 struct BackupOptions {
+  // In a folder: how many backups of this database are left there, the newest, with this one.
+  // Others that Backup made and named are deleted, and nothing else.
+  std::optional<int> keep;
+  // It goes on as a database of its own: with another identity, and an entry of its log.
+  bool as_copy = false;
+  Actor actor;  // of that entry, and why
+  std::string reason;
   std::function<void(int)> progress;  // called with the percent done
 };
 
 struct BackupReport {
   std::string path;
   std::int64_t bytes = 0;
+  std::vector<std::string> deleted;  // paths, the oldest first
 };
 
 // Something in a database that is not as the program wrote it.
@@ -248,8 +256,10 @@ class QualityDatabase {
   //
   // to       a file that is not there, or a folder, where it is named after database and time:
   //          "q-20240229T123000Z.db"
-  // Failures a database on a server; the file is there already; what reads or writes either
-  // After a failure there is no file. After success it was looked through and is on the device.
+  // Failures a database on a server; the file is there already; keep without a folder or of a copy
+  //          with an identity of its own; what reads or writes either
+  // After a failure there is no file, unless what failed is to delete others. After success it was
+  // looked through and is on the device.
   BackupReport Backup(const std::string& to, const BackupOptions& options = {}) const;
 
   // Looks whether a database is whole: its pages, references between rows, checksums, order and

@@ -33,6 +33,41 @@ constexpr Link kMoreLinks[] = {
     {"control_limit", "replaced_by", "control_limit"},
     {"rule_set_member", "number", "rule", "number"},
     {"rule_alarm", "number", "rule", "number"},
+    {"limit_exclusion", "limit_row", "control_limit"},
+    {"alarm", "event", "event"},
+    {"sampling_mark", "requirement", "requirement"},
+    {"delivery", "outbox", "outbox"},
+};
+
+// What rows say about times that contradict each other: a query for the row and another one.
+struct TimeRule {
+  std::string_view table, sql, reason;
+  bool names_other = false;
+};
+constexpr TimeRule kTimeRules[] = {
+    {"control_limit",
+     "SELECT id, 0 FROM control_limit WHERE until < effective OR "
+     "(until = effective AND status = 'active') ORDER BY id",
+     "ends before it begins"},
+    // Deliberate: rows of older releases are left alone, since of those the newer one holds.
+    {"control_limit",
+     "SELECT b.id, a.id FROM control_limit a JOIN control_limit b ON a.part = b.part "
+     "AND a.test = b.test AND a.effective = b.effective AND a.id < b.id "
+     "WHERE a.status = 'active' AND b.status = 'active' "
+     "AND coalesce(a.process, 0) = coalesce(b.process, 0) "
+     "AND (a.state_at IS NOT NULL OR b.state_at IS NOT NULL) ORDER BY 1, 2",
+     "is active from the same time on as row ", true},
+    {"phase", "SELECT id, 0 FROM phase WHERE finish <= start ORDER BY id", "ends before it begins"},
+    {"phase",
+     "SELECT b.id, a.id FROM phase a JOIN phase b ON a.id < b.id "
+     "AND (a.finish IS NULL OR b.start < a.finish) AND (b.finish IS NULL OR a.start < b.finish) "
+     "WHERE EXISTS (SELECT 1 FROM stream s WHERE s.part = coalesce(a.part, b.part, s.part) "
+     "AND s.part = coalesce(b.part, s.part) "
+     "AND s.process = coalesce(a.process, b.process, s.process) "
+     "AND s.process = coalesce(b.process, s.process) "
+     "AND s.test = coalesce(a.test, b.test, s.test) AND s.test = coalesce(b.test, s.test)) "
+     "ORDER BY 1, 2",
+     "overlaps row ", true},
 };
 
 // How a row is called: by its identifier, or by what it says first.
@@ -128,9 +163,13 @@ class Checker {
     CheckLinks();
     CheckSubgroups();
     CheckSubgroupLinks();
-    CheckMembers();
+    CheckItems("item_group",
+               "SELECT g.name, g.kind, m.item FROM item_group_member m "
+               "JOIN item_group g ON g.id = m.item_group ORDER BY g.id, m.item");
+    CheckItems("alias", "SELECT name, kind, item FROM alias ORDER BY name, kind");
     CheckStreams();
     CheckCounters();
+    CheckTimes();
     result_.subgroups = static_cast<std::int64_t>(subgroups_.size());
     return std::move(result_);
   }
@@ -138,6 +177,7 @@ class Checker {
  private:
   struct Subgroup {
     std::int32_t id, part, process, time;
+    friend bool operator==(const Subgroup&, const Subgroup&) = default;
   };
   struct Stream {
     std::int64_t id;
@@ -222,11 +262,20 @@ class Checker {
       if (!is_whole) unread_blocks_.push_back(block);
     }
     std::ranges::sort(subgroups_, {}, &Subgroup::id);
-    for (std::size_t i = 1; i < subgroups_.size(); ++i) {
-      if (subgroups_[i].id == subgroups_[i - 1].id) {
-        Add(SubgroupText(subgroups_[i].id), "is stored twice");
+    // Those without measurements keep their rows when they are sealed.
+    Reads("table subgroup", [&] {
+      sql::Query query(db_,
+                       "SELECT id, part, process, time FROM subgroup "
+                       "WHERE id / 256 IN (SELECT block FROM subgroup_block) ORDER BY id");
+      while (query.Step()) {
+        Subgroup row{};
+        query.Read(row.id, row.part, row.process, row.time);
+        const auto* const packed = Find(row.id);
+        if (packed == nullptr ? IsMissing(row.id) : *packed != row) {
+          Add(SubgroupText(row.id), "its row and what is packed differ");
+        }
       }
-    }
+    });
   }
 
   // Null where it is missing.
@@ -256,15 +305,15 @@ class Checker {
     }
   }
 
-  void CheckMembers() {
-    Reads("table item_group_member", [&] {
-      sql::Query query(db_,
-                       "SELECT m.item_group, m.item, g.kind FROM item_group_member m "
-                       "JOIN item_group g ON g.id = m.item_group ORDER BY 1, 2");
+  // Items whose kind is that of the row.
+  void CheckItems(std::string_view table, std::string_view text) {
+    Reads("table " + std::string(table), [&] {
+      sql::Query query(db_, text);
       while (query.Step()) {
-        const auto kind = catalogue::ItemKindFromWord(query.Text(2));
-        if (kind && Has(IdsOf(catalogue::TableOf(*kind)), query.Int(1))) continue;
-        Add(RowText("item_group", query.Int64(0)), MissingText("member", query.Int64(1)));
+        const auto kind = catalogue::ItemKindFromWord(query.Text(1));
+        if (kind && Has(IdsOf(catalogue::TableOf(*kind)), query.Int(2))) continue;
+        Add(std::string(table) + " " + std::string(query.Text(0)),
+            MissingText("item", query.Int64(2)));
       }
     });
   }
@@ -408,6 +457,9 @@ class Checker {
     if (record.Context() != 0 && !Has(IdsOf("context"), record.Context())) {
       add(MissingText("context", record.Context()));
     }
+    if (record.Batch() != 0 && !Has(IdsOf("batch"), static_cast<std::int32_t>(record.Batch()))) {
+      add(MissingText("import", record.Batch()));
+    }
     for (std::size_t row = 0; row < record.Count() && !record.IsPlain(); ++row) {
       const auto key = record.Key(row);
       for (const auto& kind : kRowKinds) {
@@ -442,6 +494,18 @@ class Checker {
           sql::Query(db_, "SELECT last FROM counter WHERE name = 'subgroup'").RunForInt();
       check("subgroup", last.value_or(0), subgroups_.empty() ? 0 : subgroups_.back().id);
     });
+  }
+
+  void CheckTimes() {
+    for (const auto& rule : kTimeRules) {
+      Reads("table " + std::string(rule.table), [&] {
+        sql::Query query(db_, rule.sql);
+        while (query.Step()) {
+          Add(RowText(rule.table, query.Int64(0)),
+              std::string(rule.reason) + (rule.names_other ? std::to_string(query.Int64(1)) : ""));
+        }
+      });
+    }
   }
 
   sql::Connection& db_;
