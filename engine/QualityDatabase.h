@@ -174,12 +174,12 @@ struct CopyOptions {
 struct BackupOptions {
   // In a folder: how many backups of this database are left there, the newest, with this one.
   // Others that Backup made and named are deleted, and nothing else.
-  std::optional<int> keep;
+  std::optional<int> keep = {};
   // It goes on as a database of its own: with another identity, and an entry of its log.
   bool as_copy = false;
-  Actor actor;  // of that entry, and why
-  std::string reason;
-  std::function<void(int)> progress;  // called with the percent done
+  Actor actor = {};  // of that entry, and why
+  std::string reason = {};
+  std::function<void(int)> progress = {};  // called with the percent done
 };
 
 struct BackupReport {

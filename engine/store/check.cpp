@@ -205,6 +205,8 @@ class Checker {
       if (error.Which() != sql::SqlError::Kind::Damaged || medium_ == Medium::Server) throw;
       Add(place, std::string("cannot be read: ") + error.what());
     }
+    // SQLite ends it. What others wrote meanwhile is seen from here on.
+    if (!db_.InTransaction()) db_.Begin(sql::TransactionKind::Read);
     return false;
   }
 
