@@ -50,6 +50,7 @@ LAYERS = {
     "engine/log": LOG,
     "engine/store": STORE,
     "engine/import": STORE,
+    "engine/record": STORE + ["engine/import"],
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,

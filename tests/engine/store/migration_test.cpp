@@ -189,7 +189,7 @@ TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
     }
     ExpectAll();
     if (HasFatalFailure()) return;
-    EXPECT_EQ(version(), 3);
+    EXPECT_EQ(version(), schema::kSchemaVersion);
   }
   EXPECT_GT(former, 0);  // else no kill came in time
 }
@@ -249,7 +249,7 @@ TEST_F(MigrationTest, TheFormerFileIsKeptAndANoteNamesIt) {
     ASSERT_EQ(notes.size(), 1U);
     EXPECT_EQ(notes[0].code, "brought-forward");
     EXPECT_EQ(notes[0].text, Path() + " was brought forward from schema " + version +
-                                 " to 3; the former file is kept as " + Path() + ".v" + version +
+                                 " to 4; the former file is kept as " + Path() + ".v" + version +
                                  ".");
     EXPECT_EQ(Backups(), Names{"v" + version});
     EXPECT_TRUE(ContentOf(Path() + ".v" + version) == former) << version;
