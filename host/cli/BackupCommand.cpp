@@ -18,14 +18,14 @@ constexpr Number kKeep{
 constexpr Option kAsCopy{"as-copy", nullptr, "the copy goes on as a database of its own"};
 
 int Run(const Arguments& arguments, Console& console) {
-  const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
-  const auto to = arguments.Required(kTo);
+  const auto path = arguments.Required(kDatabase), to = arguments.Required(kTo);
   BackupOptions options{.keep = arguments.Get(kKeep),
                         .as_copy = arguments.Has(kAsCopy),
                         .actor = ActorOf(arguments),
                         .reason = ReasonOf(arguments),
                         .progress = {}};
   if (options.keep && options.as_copy) throw Misuse("--keep and --as-copy exclude each other");
+  const auto database = QualityDatabase::Open(path);
   if (console.err_is_terminal) {
     options.progress = [&console](int percent) {
       ShowProgress(console, "backup: " + std::to_string(percent) + " %");
@@ -37,8 +37,8 @@ int Run(const Arguments& arguments, Console& console) {
   }();
   console.out << render::PlainText(report.path) << ": "
               << render::Counted(static_cast<std::size_t>(report.bytes), "byte") << ", whole\n";
-  for (const auto& path : report.deleted) {
-    console.out << render::PlainText(path) << ": deleted\n";
+  for (const auto& old : report.deleted) {
+    console.out << render::PlainText(old) << ": deleted\n";
   }
   return 0;
 }
