@@ -23,7 +23,6 @@
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
-#include "system/system.h"
 
 namespace orvspc {
 
@@ -258,9 +257,7 @@ BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions&
       log::BecomeAnother(writing);
     };
   }
-  store::MakeBackup(*store, report.path, options.progress, finish);
-  const auto state = system::StateOf(report.path);
-  report.bytes = state ? state->size : 0;
+  report.bytes = store::MakeBackup(*store, report.path, options.progress, finish);
   if (options.keep) {
     const auto keep = static_cast<std::size_t>(*options.keep);
     report.deleted = store::DeleteOldBackups(*store, report.path, keep);

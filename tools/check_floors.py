@@ -51,6 +51,7 @@ LAYERS = {
     "engine/store": STORE,
     "engine/import": STORE,
     "engine/record": STORE + ["engine/import"],
+    "engine/change": STORE + ["engine/record"],
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,

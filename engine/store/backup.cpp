@@ -94,8 +94,9 @@ std::string BackupPlace(const SqlStore& store, const std::string& to) {
   return system::TextOf(system::PathOf(to) / system::PathOf(before + TimeInName() + after));
 }
 
-void MakeBackup(SqlStore& store, const std::string& path, const std::function<void(int)>& progress,
-                const std::function<void(sql::Connection&)>& finish) {
+std::int64_t MakeBackup(SqlStore& store, const std::string& path,
+                        const std::function<void(int)>& progress,
+                        const std::function<void(sql::Connection&)>& finish) {
   DraftFile draft(path);
   if (draft.IsThere()) RefuseFile(path, "is there already");
   draft.Fill([&](const std::string& name) {
@@ -123,6 +124,8 @@ void MakeBackup(SqlStore& store, const std::string& path, const std::function<vo
     }
   });
   if (!draft.PutInPlace()) RefuseFile(path, "is there already");
+  const auto state = system::StateOf(path);
+  return state ? state->size : 0;
 }
 
 std::vector<std::string> DeleteOldBackups(SqlStore& store, const std::string& path,

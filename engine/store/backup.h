@@ -17,9 +17,11 @@ std::string BackupPlace(const SqlStore& store, const std::string& to);
 
 // Makes the file, which is not there yet: copied while writers go on, changed by finish where that
 // is given, looked through, on the device before it has its name. progress is called with the
-// percent done. Throws what hosts catch; there is no file of that name then.
-void MakeBackup(SqlStore& store, const std::string& path, const std::function<void(int)>& progress,
-                const std::function<void(sql::Connection&)>& finish);
+// percent done. Returns the bytes of the file. Throws what hosts catch; there is no file of that
+// name then.
+std::int64_t MakeBackup(SqlStore& store, const std::string& path,
+                        const std::function<void(int)>& progress,
+                        const std::function<void(sql::Connection&)>& finish);
 
 // Deletes all but the newest backups of the database from the folder of this one, which counts and
 // stays. A backup is a plain file named as BackupPlace does that holds the database of the same
