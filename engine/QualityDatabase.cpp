@@ -17,6 +17,8 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/backup.h"
+#include "engine/store/check.h"
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
@@ -300,6 +302,48 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
   if (MakeNew(path, fill, like)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
+}
+
+BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions& options) const {
+  const auto store = store::SqlStoreOf(*database_);
+  BackupReport report{store::BackupPlace(*store, to), 0, {}};
+  if (options.keep && (report.path == to || *options.keep < 1)) {
+    store::RefuseFile(to, "only of backups in a folder are so many kept, at least 1");
+  }
+  if (options.keep && options.as_copy) {
+    store::RefuseFile(to, "what goes on as a database of its own is no backup to be kept");
+  }
+  std::function<void(sql::Connection&)> finish;
+  if (options.as_copy) {
+    finish = [&](sql::Connection& db) {
+      log::Writing writing(db, options.actor, options.reason);
+      log::BecomeAnother(writing);
+    };
+  }
+  report.bytes = store::MakeBackup(*store, report.path, options.progress, finish);
+  if (options.keep) {
+    const auto keep = static_cast<std::size_t>(*options.keep);
+    report.deleted = store::DeleteOldBackups(*store, report.path, keep);
+  }
+  return report;
+}
+
+CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& options) {
+  // Not by an open database, whose first reading would fail where the damage is.
+  const auto db = store::OpenConnection(path, false);
+  const auto medium = sql::IsAddress(path) ? store::Medium::Server : store::Medium::File;
+  try {
+    sql::Transaction reading(*db, sql::TransactionKind::Read);
+    auto result = store::QuickCheck(*db, medium, options.progress);
+    reading.Commit();
+    CheckReport report{result.subgroups, {}, result.left_out};
+    for (auto& find : result.finds) {
+      report.finds.push_back({std::move(find.place), std::move(find.reason)});
+    }
+    return report;
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
 }
 
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,

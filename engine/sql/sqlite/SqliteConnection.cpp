@@ -238,14 +238,31 @@ class SqliteConnection final : public Connection {
     EmptyLog();
   }
 
-  // Page by page.
-  void CopyFrom(SqliteConnection& source) {
+  // Page by page. The source is in a transaction, so that its writers do not make SQLite begin
+  // anew.
+  void CopyFrom(SqliteConnection& source, const std::function<void(int)>& progress) {
+    constexpr int kPages = 1024;
+    if (source.Reserve(-1) >= kReservedBytes) {
+      // A first page that says so: SQLite may write that of the source last.
+      Reserve(kReservedBytes);
+      Execute("PRAGMA page_size=" + std::to_string(source.Number("PRAGMA page_size")) +
+              ";PRAGMA user_version=1");
+    }
     auto* const backup = sqlite3_backup_init(db_.get(), "main", source.db_.get(), "main");
     if (backup == nullptr) Throw(db_.get(), sqlite3_errcode(db_.get()));
-    sqlite3_backup_step(backup, -1);
+    while (sqlite3_backup_step(backup, kPages) == SQLITE_OK) {
+      const std::int64_t pages = sqlite3_backup_pagecount(backup);
+      constexpr int kWhole = 100;
+      if (progress) {
+        progress(static_cast<int>(kWhole - kWhole * sqlite3_backup_remaining(backup) / pages));
+      }
+    }
     const int code = sqlite3_backup_finish(backup);
+    // The target is new: what is damaged is the source.
+    if (KindOf(code) == SqlError::Kind::Damaged) Throw(source.db_.get(), code);
     if (code != SQLITE_OK) Throw(db_.get(), code);
   }
+  sqlite3* Handle() const { return db_.get(); }
 
   Statement& Prepared(std::string_view sql) override {
     auto& statement = statements_[sql];
@@ -534,13 +551,26 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
 void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
 
 void BackUp(const std::string& from, const std::string& to) {
+  SqliteConnection source(from, Access::Read);
+  Transaction reading(source, TransactionKind::Read);
+  BackUp(source, to);
+  reading.Commit();
+}
+
+void BackUp(Connection& from, const std::string& to, const std::function<void(int)>& progress) {
+  Query(from, "PRAGMA schema_version").RunForInt();  // reads the header
   // Before any byte is in it.
-  if (!system::IsThere(to) && !system::MakeFileLike(to, from)) {
+  const auto* const path = sqlite3_db_filename(HandleOf(from), "main");
+  if (!system::IsThere(to) && !system::MakeFileLike(to, path)) {
     throw SqlError(errno == ENOSPC ? SqlError::Kind::Full : SqlError::Kind::Other,
                    to + " cannot be made: " + std::strerror(errno));
   }
-  SqliteConnection source(from, Access::Read), target(to, Access::Create);
-  target.CopyFrom(source);
+  SqliteConnection target(to, Access::Create);
+  target.CopyFrom(static_cast<SqliteConnection&>(from), progress);
+}
+
+sqlite3* HandleOf(Connection& connection) {
+  return static_cast<SqliteConnection&>(connection).Handle();
 }
 
 void AddChecksums(Connection& connection) {

@@ -7,6 +7,8 @@
 
 #include "engine/sql/Connection.h"
 
+struct sqlite3;
+
 namespace orvspc::engine::sql::sqlite {
 
 // Opens a file, with create also one that does not exist, and switches it to the engine's settings:
@@ -41,8 +43,18 @@ void AddChecksums(Connection& connection);
 // is brought forward. Outside of a transaction. Throws SqlError: locked by another program.
 void LeaveLog(Connection& connection);
 
-// Copies a file with all that is committed, into one that is empty or yet to be made, which is then
-// made with the rights of the other. Throws SqlError and leaves what there is of it.
+// Copies a file with all that is committed, page by page, into one that is empty or yet to be made,
+// which is then made with the rights of the other.
+//
+// Writers   of the file go on meanwhile: the copy is the state of one moment
+// Checksums of the copy are those of the file
+// Failures  SqlError, of kind Damaged alone where the file cannot be read; what there is of it stays
 void BackUp(const std::string& from, const std::string& to);
+// The same with what a connection reads in the transaction that it is in. progress is called with
+// the percent done.
+void BackUp(Connection& from, const std::string& to, const std::function<void(int)>& progress = {});
+
+// What SQLite has of a connection that a function above has opened.
+sqlite3* HandleOf(Connection& connection);
 
 }  // namespace orvspc::engine::sql::sqlite
