@@ -186,6 +186,38 @@ struct CopyOptions {
   std::string reason = {};
 };
 
+struct BackupOptions {
+  // In a folder: how many backups of this database are left there, the newest, with this one.
+  // Others that Backup made and named are deleted, and nothing else.
+  std::optional<int> keep = {};
+  // It goes on as a database of its own: with another identity, and an entry of its log.
+  bool as_copy = false;
+  Actor actor = {};  // of that entry, and why
+  std::string reason = {};
+  std::function<void(int)> progress = {};  // called with the percent done
+};
+
+struct BackupReport {
+  std::string path;
+  std::int64_t bytes = 0;
+  std::vector<std::string> deleted;  // paths, the oldest first
+};
+
+// Something in a database that is not as the program wrote it.
+struct CheckFind {
+  std::string place, reason;  // "#4711 Diameter", "the packed values do not fit their checksum"
+};
+
+struct CheckReport {
+  std::int64_t subgroups = 0;
+  std::vector<CheckFind> finds;  // empty: it is whole
+  std::int64_t left_out = 0;     // finds beyond the first thousand
+};
+
+struct CheckOptions {
+  std::function<void(std::int64_t)> progress;  // called with the measurements seen so far
+};
+
 // --- Changes of what is stored -------------------------------------------------------------------
 
 // Who changes something, why, and how sure they want to be.
@@ -209,7 +241,8 @@ struct ChangedRecord {
 std::optional<std::int32_t> FlagFromWord(std::string_view word);
 
 // Watches how files of older releases are brought forward, which their first opening does: watch is
-// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+// called on this thread with the path and the percent done, 100 at the end; with a negative number
+// while another program has locked the file, then 100. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
 // Takes the notes that this thread added outside of the analyses of an open database.
@@ -287,6 +320,23 @@ class QualityDatabase {
   //          writes it; what reads this one. The text begins with the name of the one that failed.
   // After a failure the other holds nothing, or is not there.
   CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
+
+  // Copies the file page by page while writers go on: the copy is the state of one moment.
+  //
+  // to       a file that is not there, or a folder, where it is named after database and time:
+  //          "q-20240229T123000Z.db"
+  // Failures a database on a server; the file is there already; keep without a folder or of a copy
+  //          with an identity of its own; what reads or writes either
+  // After a failure there is no file, unless what failed is to delete others. After success it was
+  // looked through and is on the device.
+  BackupReport Backup(const std::string& to, const BackupOptions& options = {}) const;
+
+  // Looks whether a database is whole: its pages, references between rows, checksums, order and
+  // numbers of what is packed, identifiers, limits and phases. Not what values say. Pages are those
+  // of a file alone. Reads all of it.
+  //
+  // Failures as of Open
+  static CheckReport Check(const std::string& path, const CheckOptions& options = {});
 
   // Over a database that is open already.
   explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);
