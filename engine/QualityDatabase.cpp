@@ -16,6 +16,7 @@
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
+#include "engine/store/phases.h"
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -36,6 +37,12 @@ std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view 
     sql::Query query(db, text, values...);
     return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
   });
+}
+
+void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::string& reason,
+                 const std::function<void(log::Writing&)>& work) {
+  const auto store = store::SqlStoreOf(database);
+  store::Guarded(*store, [&] { store->Write(actor, reason, work); });
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
@@ -414,6 +421,31 @@ void QualityDatabase::Set(std::string_view name, std::string_view value, const A
     });
   });
 }
+
+std::vector<Phase> QualityDatabase::Phases() const {
+  return store::Read(*database_,
+                     [](store::SqlStore& store, sql::Connection&) { return store.Cache().phases; });
+}
+
+Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
+  Phase added;
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { added = store::AddPhase(writing, phase); });
+  return added;
+}
+
+void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
+                               const std::string& reason) {
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { store::EndPhase(writing, id, finish); });
+}
+
+void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { store::RemovePhase(writing, id); });
+}
+
+void QualityDatabase::JoinPhases(bool join) { store::SqlStoreOf(*database_)->JoinPhases(join); }
 
 ShiftPlan QualityDatabase::Shifts() const {
   return {time::ParseTimesOfDay(Setting("shift_starts"))

@@ -15,6 +15,7 @@
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
 #include "platform/ParetoRecords.h"
+#include "platform/Phase.h"
 #include "platform/SelectionRecord.h"
 
 // The data of a quality database, for hosts: what it holds, by name, and how files get into it.
@@ -283,6 +284,22 @@ class QualityDatabase {
   // stored alarms (graphs 2 and 3: rule 1 alone). An empty name goes back to the stored alarms.
   // Pre-control rules stay on beside every other set.
   void UseRuleSet(std::string_view name);
+
+  // Phases of streams, by start. In no stream do two of them overlap.
+  std::vector<Phase> Phases() const;
+  // Adds a phase and returns it as it is stored: with identifier, reason, who and when.
+  //
+  // part, process, test  identifiers; 0: any
+  // Refusals             no name or reason, an end that is not after the start, limits frozen after
+  //                      1 point, another phase that overlaps in a stream
+  Phase AddPhase(const Phase& phase, const Actor& actor, const std::string& reason);
+  // Gives a phase another end, which lies behind it.
+  void EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
+                const std::string& reason);
+  void RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason);
+  // Lets analyses of this open database take all phases but excluded ones together, as if there
+  // were none; with false each by itself again.
+  void JoinPhases(bool join);
 
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;
