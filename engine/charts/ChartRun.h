@@ -19,6 +19,7 @@
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/NaN.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine::charts {
 
@@ -69,6 +70,35 @@ class ChartRun {
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
   const RunRows& Rows() const { return rows_; }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
+  const Table& Points() const { return table_; }
+
+  // Nothing where no stream has phases.
+  std::vector<PhaseReport> Phases() const {
+    std::vector<PhaseReport> phases;
+    for (std::size_t s = 0; table_.IsCut() && s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      auto& report = phases.emplace_back();
+      if (const auto* const phase = table_.PhaseOf(stream)) report.phase = *phase;
+      report.estimates = ReportOf(stream, states_[s].estimates);
+      report.limits_of = static_cast<std::int32_t>(stream.limits_of);
+      report.subgroups = static_cast<std::int32_t>(stream.Count());
+      for (auto place = stream.begin; place < stream.end; ++place) {
+        report.used += table_.IsUsed(place) ? 1 : 0;
+      }
+      report.has_older_limits = rows_.HasOlderLimits(s);
+    }
+    return phases;
+  }
+  // Which of these each point lies in, in the order of the data set.
+  std::vector<std::int32_t> PhaseOfPoints() const {
+    std::vector<std::int32_t> phases(table_.IsCut() ? table_.Count() : 0);
+    for (std::size_t s = 0; !phases.empty() && s < states_.size(); ++s) {
+      for (auto place = Streams()[s].begin; place < Streams()[s].end; ++place) {
+        phases[table_.SubgroupAt(place)] = static_cast<std::int32_t>(s);
+      }
+    }
+    return phases;
+  }
 
  protected:
   // Storage of a small run is kept for the next.

@@ -15,6 +15,7 @@ struct VariableState {
   std::int32_t constant_size = 0;  // of every subgroup; -1 where they differ
   bool no_lines = false;           // of a pre-control chart
   bool no_cusum = false;
+  bool no_basis = false;  // too few points in a stretch of a stream with phases
 };
 
 // One variable chart.
@@ -35,7 +36,7 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   void MakeMovingRanges();
   void MakeMovingAverages();
   bool MakePreControl();
-  void AddNotes(store::Store& store) const;
+  void AddNotes(store::Store& store);
 
   VariableLines LinesOf(std::size_t stream, std::size_t graph, bool calculated,
                         bool plain = false) const;

@@ -76,7 +76,7 @@ class Store {
                                                   std::int32_t test) = 0;
   virtual std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) = 0;
 
-  // Those of a stream, by start. None by default.
+  // Those of a stream, by start; 0 is any, so that three of these give all. None by default.
   virtual std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test);
   // Analyses take all phases but excluded ones together, as if there were none.
   virtual bool JoinsPhases() const;

@@ -23,13 +23,10 @@ std::optional<std::int32_t> IdOrNull(std::int32_t id) {
   return id == 0 ? std::nullopt : std::optional(id);
 }
 
-bool ShareStreams(const Phase& a, const Phase& b) {
-  const auto meet = [](std::int32_t x, std::int32_t y) { return x == 0 || y == 0 || x == y; };
-  return meet(a.part, b.part) && meet(a.process, b.process) && meet(a.test, b.test);
-}
+bool Meet(std::int32_t a, std::int32_t b) { return a == 0 || b == 0 || a == b; }
 
 bool Overlap(const Phase& a, const Phase& b) {
-  return ShareStreams(a, b) && (!a.finish || b.start < *a.finish) &&
+  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
          (!b.finish || a.start < *b.finish);
 }
 
@@ -121,15 +118,15 @@ std::vector<Phase> ReadPhases(sql::Connection& db) {
   return phases;
 }
 
+bool HoldsFor(const Phase& phase, std::int32_t part, std::int32_t process, std::int32_t test) {
+  return Meet(phase.part, part) && Meet(phase.process, process) && Meet(phase.test, test);
+}
+
 std::vector<Phase> PhasesOf(const std::vector<Phase>& phases, std::int32_t part,
                             std::int32_t process, std::int32_t test) {
   std::vector<Phase> found;
-  Phase stream;
-  stream.part = part;
-  stream.process = process;
-  stream.test = test;
   std::ranges::copy_if(phases, std::back_inserter(found),
-                       [&](const Phase& phase) { return ShareStreams(phase, stream); });
+                       [&](const Phase& phase) { return HoldsFor(phase, part, process, test); });
   return found;
 }
 

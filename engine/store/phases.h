@@ -15,7 +15,9 @@ namespace orvspc::engine::store {
 // By start.
 std::vector<Phase> ReadPhases(sql::Connection& db);
 
-// Those of one stream, by start.
+bool HoldsFor(const Phase& phase, std::int32_t part, std::int32_t process, std::int32_t test);
+
+// Those of one stream, by start; 0 is any.
 std::vector<Phase> PhasesOf(const std::vector<Phase>& phases, std::int32_t part,
                             std::int32_t process, std::int32_t test);
 
