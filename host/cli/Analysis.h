@@ -101,6 +101,15 @@ auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
              std::vector<Note>& notes, bool events = false);
 
+// Adds what people typed beside the values: labels, whole comments, events, names of descriptors.
+void ReadTexts(const QualityDatabase& database, const render::Names& names,
+               render::SubgroupsRead& data);
+
+// When the process of the subgroups did not run between the first and the last of them; nothing
+// where they are of several processes.
+std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
+                                            const render::SubgroupsRead& data);
+
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);
 // For results without a database: no names.

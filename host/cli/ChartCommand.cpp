@@ -96,6 +96,8 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   auto [results, report] = Analysed<CCAnalysis>(database, select, processing);
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
+  ReadTexts(database, NamesOf(database), document.chart.subgroups);
+  document.downtimes = ReadDowntimes(database, document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();

@@ -26,7 +26,8 @@ int Run(const Arguments& arguments, Console& console) {
         const bool empty = data->TotalSubgroups() == 0;
         NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
         if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
-        const auto subgroups = render::ReadSubgroups(*data);
+        auto subgroups = render::ReadSubgroups(*data);
+        ReadTexts(run.database, run.names, subgroups);
         if (run.format == "json")
           return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
         return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};

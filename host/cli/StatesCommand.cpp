@@ -103,6 +103,7 @@ render::StatesDocument RunStates(const QualityDatabase& database, const DataSele
   document.select = results->DataSelect();
   document.events = render::ReadEvents(*results->EventData());
   document.subgroups = render::ReadSubgroups(*results->SubgroupData());
+  ReadTexts(database, NamesOf(database), document.subgroups);
   document.notes = std::move(report.notes);
   // The analysis reads the log of one process; here each has its own.
   std::erase_if(document.notes, [](const Note& note) { return note.code == kLogCut; });

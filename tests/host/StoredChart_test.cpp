@@ -293,8 +293,8 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
       from = to + 1;
     }
   }
-  EXPECT_EQ(lost,
-            (std::vector<std::string>{"lost", "-", "names", "rule texts", "groups", "tables"}));
+  EXPECT_EQ(lost, (std::vector<std::string>{"lost", "-", "names", "texts", "rule texts", "groups",
+                                            "tables"}));
   EXPECT_EQ(different_, keys);
 }
 
