@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# What the engine and the hosts are made with: SQLite::SQLite3, Boost_INCLUDE_DIRS, fmt::fmt, and
-# in ORVSPC_CRYPTO the library that has SHA-256.
+# What the engine and the hosts are made with: SQLite::SQLite3, Boost_INCLUDE_DIRS, fmt::fmt,
+# nlohmann_json::nlohmann_json, and in ORVSPC_CRYPTO the library that has SHA-256.
 find_package(Threads REQUIRED)
 if(NOT WIN32)
   find_package(SQLite3 REQUIRED)
@@ -8,6 +8,7 @@ if(NOT WIN32)
   find_package(fmt REQUIRED)         # for the hosts alone
   find_package(OpenSSL REQUIRED COMPONENTS Crypto)
   set(ORVSPC_CRYPTO OpenSSL::Crypto)
+  find_package(nlohmann_json REQUIRED)  # headers only
   return()
 endif()
 
@@ -33,6 +34,11 @@ endfunction()
 orvspc_host_headers(Boost boost version.hpp "define BOOST_LIB_VERSION \"([0-9_]+)\"")
 string(REPLACE "_" "." Boost_VERSION ${Boost_VERSION})
 set(Boost_INCLUDE_DIRS ${ORVSPC_HEADERS})
+
+orvspc_host_headers(nlohmann_json nlohmann json.hpp
+                    "define NLOHMANN_JSON_VERSION_MAJOR ([0-9]+)")
+add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+target_include_directories(nlohmann_json::nlohmann_json SYSTEM INTERFACE ${ORVSPC_HEADERS})
 
 orvspc_host_headers(fmt fmt core.h "define FMT_VERSION ([0-9]+)")
 math(EXPR fmt_major "${fmt_VERSION} / 10000")

@@ -6,6 +6,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/import/Import.h"
+#include "engine/log/Json.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/sql/address.h"
 #include "engine/sql/counter.h"
@@ -118,6 +119,7 @@ const std::vector<SettingKind>& SettingKinds() {
        "UTC",
        "UTC or a fixed offset such as +02:00, for periods of days and longer",
        {}},
+      {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
 }
@@ -444,16 +446,23 @@ std::string QualityDatabase::Setting(std::string_view name) const {
   });
 }
 
-void QualityDatabase::Set(std::string_view name, std::string_view value) {
+void QualityDatabase::Set(std::string_view name, std::string_view value, const Actor& actor,
+                          const std::string& reason) {
   const auto store = store::SqlStoreOf(*database_);
   const auto refusal = KindOf(*store, name).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);
   store::Guarded(*store, [&] {
-    store->Write([&](sql::Connection& db) {
-      sql::Query(db,
-                 "INSERT INTO setting(id, key, value, who, made) VALUES(?1, ?2, ?3, 'host', ?4)",
-                 sql::TakeIds(db, "setting"), name, value, time::Now())
+    store->Write(actor, reason, [&](log::Writing& writing) {
+      auto& db = writing.Db();
+      sql::Query former(db, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
+                        name);
+      log::Json before;
+      if (former.Step()) before["value"] = former.Text(0);
+      sql::Query(db, "INSERT INTO setting(id, key, value, who, made) VALUES(?1, ?2, ?3, ?4, ?5)",
+                 sql::TakeIds(db, "setting"), name, value, writing.Who(), writing.Seconds())
           .Run();
+      writing.Add("setting", "setting " + std::string(name), log::CanonicalText(before),
+                  log::CanonicalText({{"value", value}}));
     });
   });
 }

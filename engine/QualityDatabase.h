@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "engine/Embedded.h"
+#include "platform/Actor.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
 #include "platform/ParetoRecords.h"
@@ -320,7 +321,8 @@ class QualityDatabase {
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;
   // An unknown name, or a value that its reader could not use, is refused.
-  void Set(std::string_view name, std::string_view value);
+  void Set(std::string_view name, std::string_view value, const Actor& actor = {},
+           const std::string& reason = {});
 
   ShiftPlan Shifts() const;
 

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
+#include <pwd.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <memory>
 #include <thread>
@@ -76,6 +78,21 @@ void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::s
   if (std::align(kLarge, kLarge, first, bytes) == nullptr) return;
   madvise(first, bytes / kLarge * kLarge, MADV_HUGEPAGE);
 #endif
+}
+
+std::string UserName() {
+  std::array<char, 4096> room{};
+  passwd user{};
+  passwd* found = nullptr;
+  if (getpwuid_r(geteuid(), &user, room.data(), room.size(), &found) == 0 && found != nullptr) {
+    return user.pw_name;
+  }
+  return "?";
+}
+
+std::string HostName() {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? std::string(name.data()) : "?";
 }
 
 int UsableProcessors() {

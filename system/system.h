@@ -70,6 +70,13 @@ class Folder {
 // whole large page are left alone, and so is every system without such a call.
 void PreferLargePages(const void* data, std::size_t bytes);
 
+// Who and where, for the log.
+
+// The login of the user who runs the program, and the name of the computer; "?" where the system
+// does not say.
+std::string UserName();
+std::string HostName();
+
 // Processors.
 
 // How many this process may use.

@@ -138,6 +138,22 @@ bool Folder::Flush() const { return true; }
 // Large pages are a privilege here that programs rarely have.
 void PreferLargePages(const void*, std::size_t) {}
 
+std::string UserName() {
+  std::wstring name(256, L'\0');
+  auto length = static_cast<DWORD>(name.size());
+  if (GetUserNameW(name.data(), &length) == 0) return "?";
+  name.resize(length - 1);
+  return Narrow(name);
+}
+
+std::string HostName() {
+  std::wstring name(256, L'\0');
+  auto length = static_cast<DWORD>(name.size());
+  if (GetComputerNameW(name.data(), &length) == 0) return "?";
+  name.resize(length);
+  return Narrow(name);
+}
+
 int UsableProcessors() {
   DWORD_PTR usable = 0, all = 0;
   if (GetProcessAffinityMask(GetCurrentProcess(), &usable, &all) == 0) return 1;

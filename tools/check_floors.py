@@ -25,7 +25,8 @@ LIBRARY = SELECT_AND_BELOW + ANALYSES
 ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
 
 SQL = ["platform", "engine/time", "engine/sql"]
-STORE = SQL + ["system", "engine/schema", "engine/catalogue", "engine/store", "engine/statistics"]
+LOG = SQL + ["system", "engine/schema", "engine/log"]
+STORE = LOG + ["engine/catalogue", "engine/store", "engine/statistics"]
 CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
 FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
 # Of the host for Windows; the interfaces are what the build makes of the type libraries.
@@ -46,6 +47,7 @@ LAYERS = {
     "engine/sql": SQL,
     "engine/schema": SQL,
     "engine/catalogue": SQL + ["engine/schema", "engine/statistics"],
+    "engine/log": LOG,
     "engine/store": STORE,
     "engine/import": STORE,
     "engine/charts": CALCULATION,

@@ -16,6 +16,7 @@ header  sqlite3.h     libsqlite3-dev
 header  openssl/evp.h libssl-dev
 header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
+header  nlohmann/json.hpp nlohmann-json3-dev
 file    /usr/include/postgresql/libpq-fe.h libpq-dev
 "
 test_needs="

@@ -13,7 +13,7 @@ namespace orvspc::engine::schema {
 inline constexpr std::int32_t kApplicationId = 0x51445631;
 // The number of .sql files beside this one. A file of a lower version is brought forward, one of a
 // higher version is refused.
-inline constexpr std::int32_t kSchemaVersion = 3;
+inline constexpr std::int32_t kSchemaVersion = 4;
 
 // v1.sql, v2.sql, ...: each brings a database from the version before to its own.
 std::span<const platform::EmbeddedFile> Versions();

@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/Actor.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::sql {
@@ -41,6 +42,13 @@ Failure CurrentFailure(const std::string& path) {
 }
 
 void RethrowAsExternal(const std::string& path, const char* source) {
+  try {
+    throw;
+  } catch (const Refused&) {
+    throw;  // it says more
+  } catch (...) {
+    // As below.
+  }
   auto failure = CurrentFailure(path);
   throw platform::ExternalFailure(failure.number, source, std::move(failure.text));
 }

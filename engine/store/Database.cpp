@@ -101,8 +101,7 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
 bool MakeTables(sql::Connection& connection, const std::string& path, bool create) {
   const auto version = SchemaOf(connection, path, create);
   if (version == schema::kSchemaVersion) return false;
-  schema::BringForward(connection, version);
-  MoveValues(connection);
+  BringTablesForward(connection, version);
   return version == 0;
 }
 

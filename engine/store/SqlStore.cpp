@@ -95,6 +95,14 @@ void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
   NoteWrite();
 }
 
+void SqlStore::Write(const Actor& actor, const std::string& reason,
+                     const std::function<void(log::Writing&)>& work) {
+  Write([&](sql::Connection& db) {
+    log::Writing writing(db, actor, reason);
+    work(writing);
+  });
+}
+
 template <class Work>
 auto SqlStore::FromCache(Work work) -> decltype(work()) {
   return KeepFailures(this, [&] {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/log/Log.h"
 #include "engine/store/SharedReading.h"
 #include "engine/store/Store.h"
 #include "platform/ExternalFailure.h"
@@ -55,6 +56,9 @@ class SqlStore final : public Store {
 
   // In one write transaction. Failures leave.
   void Write(const std::function<void(sql::Connection&)>& work);
+  // The same with entries of the log, which work adds.
+  void Write(const Actor& actor, const std::string& reason,
+             const std::function<void(log::Writing&)>& work);
 
   // When large selections are read by two threads.
   SharedReading& Sharing() { return sharing_; }

@@ -115,7 +115,12 @@ class Copy {
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
       if (Takes(each.id)) InTarget([&] { writer.Add(each); });
     });
-    InTarget([&] { writer.Flush(); });
+    auto with_rows = SealedWithRows(from_);
+    std::erase_if(with_rows, [&](std::int32_t id) { return !Takes(id); });
+    InTarget([&] {
+      writer.Flush();
+      SealWithRows(to_, with_rows);
+    });
   }
 
   void CopyMeasurements(const std::function<void(std::int64_t)>& progress) {

@@ -194,7 +194,7 @@ class Digester {
   }
 
   void AddTable(const Table& table, system::Sha256& all) {
-    if (table.use == TableUse::IdentifierMap) return;
+    if (table.use == TableUse::IdentifierMap || table.use == TableUse::History) return;
     const auto columns = ColumnsOf(table);
     std::vector<std::string> rows;
     sql::Query query(db_, SelectNamed(table));

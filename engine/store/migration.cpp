@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/log/Log.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
@@ -176,14 +177,14 @@ constexpr std::string_view kDifferences[] = {
     "SELECT a.n FROM (SELECT count(*) AS n FROM subgroup_descriptor_2) a, "
     "(SELECT count(*) AS n FROM subgroup_descriptor) b WHERE a.n <> b.n"};
 
-}  // namespace
-
-void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
+// Returns the digest of what there was, and is.
+std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   const auto all = sql::Query(db, "SELECT count(*) FROM measurement_2").RunForInt().value_or(0);
   constexpr std::int64_t kStep = 50'000;
   std::int64_t count = 0;
   MeasurementBuffer buffer(db);
   SubgroupWriter writer(db, SubgroupWriter::Into::EmptyDatabase);
+  std::vector<bool> lack_measurements;  // by identifier of the subgroup; those come first
   // Moved while they are digested, since reading them is a good part of the work.
   const auto before = DigestOf(
       db,
@@ -191,6 +192,8 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
         ForEachOldRecord(db, stream, [&](const Measurement& each) {
           take(each);
           buffer.Add(stream, each);
+          const auto subgroup = static_cast<std::size_t>(each.subgroup);
+          if (subgroup < lack_measurements.size()) lack_measurements[subgroup] = false;
           if (++count % kStep == 0 && progress) progress(static_cast<int>(5 + 60 * count / all));
         });
       },
@@ -198,10 +201,18 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
         ForEachOldSubgroup(db, [&](const SubgroupFacts& each) {
           take(each);
           writer.Add(each);
+          const auto id = static_cast<std::size_t>(each.id);
+          if (lack_measurements.size() <= id) lack_measurements.resize(id + 1);
+          lack_measurements[id] = true;
         });
       });
   buffer.Flush();
   writer.Flush();
+  std::vector<std::int32_t> with_rows;
+  for (std::size_t id = 0; id < lack_measurements.size(); ++id) {
+    if (lack_measurements[id]) with_rows.push_back(static_cast<std::int32_t>(id));
+  }
+  SealWithRows(db, with_rows);
   const bool is_copied = std::ranges::none_of(
       kDifferences, [&](std::string_view text) { return sql::Query(db, text).Step(); });
   // The last is what the others refer to.
@@ -211,6 +222,20 @@ void MoveValues(sql::Connection& db, const MigrationProgress& progress) {
   if (count != all || !is_copied || DigestOf(db) != before) {
     throw std::runtime_error("what the new schema holds differs from what the old one held");
   }
+  return before.all;
+}
+
+}  // namespace
+
+void BringTablesForward(sql::Connection& db, std::int32_t version,
+                        const MigrationProgress& progress) {
+  constexpr std::int32_t kFirstWithChunks = 3;
+  schema::BringForward(db, version);
+  if (version < kFirstWithChunks) {
+    const auto digest = MoveValues(db, progress);
+    return log::BeginLog(db, version == 0 ? std::string() : digest);
+  }
+  log::BeginLog(db, DigestOf(db).all);
 }
 
 std::string RoomText(std::int64_t needed, std::int64_t available) {
@@ -238,8 +263,7 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   tell(0);
   CheckRoom(path);
   Backup backup(path, version);
-  schema::BringForward(db, version);
-  MoveValues(db, tell);
+  BringTablesForward(db, version, tell);
   backup.Finish();
   transaction.Commit();
   const auto& kept = backup.Keep();

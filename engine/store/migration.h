@@ -28,8 +28,10 @@ std::string RoomText(std::int64_t needed, std::int64_t available);
 // system can tell.
 bool HasRoomForItself(const std::string& path);
 
-// Moves the values and subgroups that a database of schema 2 has in a row each into chunks and
-// blocks, and drops what it had. Inside the transaction that brings the database forward.
-void MoveValues(sql::Connection& db, const MigrationProgress& progress = {});
+// Makes the tables of the present schema out of those of a version, of which 0 has none, and begins
+// the log. What schema 2 has in a row each, values and subgroups, is moved into chunks and blocks.
+// Inside a write transaction.
+void BringTablesForward(sql::Connection& db, std::int32_t version,
+                        const MigrationProgress& progress = {});
 
 }  // namespace orvspc::engine::store

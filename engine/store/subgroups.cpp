@@ -88,6 +88,15 @@ bool UnpackBlock(std::span<const std::byte> packed, std::int32_t block,
   return at == end;
 }
 
+std::unique_ptr<sql::BulkRows> Rows(sql::Connection& db) {
+  return db.InsertMany("subgroup(id, part, process, label, time)", sql::OnConflict::Fail);
+}
+
+void StoreRow(sql::BulkRows& rows, const SubgroupFacts& subgroup) {
+  rows.Bind(subgroup.id, subgroup.part, subgroup.process, subgroup.label, subgroup.time);
+  rows.Add();
+}
+
 std::unique_ptr<sql::BulkRows> Blocks(sql::Connection& db) {
   return db.InsertMany("subgroup_block(block, packed)", sql::OnConflict::Fail);
 }
@@ -131,7 +140,7 @@ void ForEachSubgroup(sql::Connection& db, std::int32_t first, std::int32_t last,
                  "SELECT id, part, process, time, label FROM subgroup "
                  "WHERE id BETWEEN ?1 AND ?2 ORDER BY id",
                  first, last);
-  // A block is either sealed or hot; both come in the order of their identifiers.
+  // Both come in the order of their identifiers; rows of a sealed block repeat what is in it.
   bool is_hot = hot.Step();
   const auto visit_hot = [&](std::int64_t end) {
     for (; is_hot && hot.Int64(0) < end; is_hot = hot.Step()) {
@@ -148,6 +157,7 @@ void ForEachSubgroup(sql::Connection& db, std::int32_t first, std::int32_t last,
       throw std::runtime_error("The names of the subgroups from " + std::to_string(start) +
                                " on are damaged: their checksum does not fit");
     }
+    while (is_hot && hot.Int64(0) < start + kBlockSize) is_hot = hot.Step();
   }
   visit_hot(std::int64_t{last} + 1);
 }
@@ -256,9 +266,7 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
 }
 
 SubgroupWriter::SubgroupWriter(sql::Connection& db, Into into)
-    : into_(into),
-      hot_(db.InsertMany("subgroup(id, part, process, label, time)", sql::OnConflict::Fail)),
-      blocks_(Blocks(db)) {}
+    : into_(into), hot_(Rows(db)), blocks_(Blocks(db)) {}
 
 void SubgroupWriter::Add(const SubgroupFacts& subgroup) {
   if (!list_.IsEmpty() && BlockOf(list_.LastId()) != BlockOf(subgroup.id)) {
@@ -281,30 +289,30 @@ void SubgroupWriter::Store(bool is_all) {
   if (is_all || (IsFirstOfBlock(subgroups.front().id) && IsLastOfBlock(subgroups.back().id))) {
     StoreBlock(*blocks_, subgroups);
   } else {
-    for (const auto& each : subgroups) {
-      hot_->Bind(each.id, each.part, each.process, each.label, each.time);
-      hot_->Add();
-    }
+    for (const auto& each : subgroups) StoreRow(*hot_, each);
   }
   list_.Clear();
 }
 
-void SealSubgroups(sql::Connection& db) {
-  constexpr std::int32_t kMaxHotBlocks = 2;
-  sql::Query ends(db, "SELECT coalesce(min(id), 0), coalesce(max(id), 0) FROM subgroup");
-  if (!ends.Step()) return;
-  const auto first = BlockOf(ends.Int(0)), last = BlockOf(ends.Int(1));
-  if (last - first < kMaxHotBlocks) return;
+namespace {
+
+// Seals the hot subgroups below this identifier.
+void SealBefore(sql::Connection& db, std::int64_t end) {
   SubgroupList list;
+  std::vector<std::int32_t> sealed;
   const auto blocks = Blocks(db);
   const auto seal = [&] {
-    if (!list.Subgroups().empty()) StoreBlock(*blocks, list.Subgroups());
+    if (list.IsEmpty()) return;
+    sealed.push_back(BlockOf(list.LastId()));
+    StoreBlock(*blocks, list.Subgroups());
     list.Clear();
   };
   {
     sql::Query hot(db,
-                   "SELECT id, part, process, time, label FROM subgroup WHERE id < ?1 ORDER BY id",
-                   last * kBlockSize);
+                   "SELECT id, part, process, time, label FROM subgroup WHERE id < ?1 "
+                   "AND NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = id / 256) "
+                   "ORDER BY id",
+                   end);
     while (hot.Step()) {
       const auto id = hot.Int(0);
       if (!list.IsEmpty() && BlockOf(id) != BlockOf(list.LastId())) seal();
@@ -313,7 +321,48 @@ void SealSubgroups(sql::Connection& db) {
     seal();
   }
   blocks->Finish();
-  sql::Query(db, "DELETE FROM subgroup WHERE id < ?1", last * kBlockSize).Run();
+  for (const auto block : sealed) {
+    sql::Query(db, "DELETE FROM subgroup WHERE id BETWEEN ?1 AND ?2", block * kBlockSize,
+               block * kBlockSize + (kBlockSize - 1))
+        .Run();
+  }
+}
+
+}  // namespace
+
+void SealSubgroups(sql::Connection& db) {
+  constexpr std::int32_t kMaxHotBlocks = 2;
+  sql::Query ends(db, "SELECT coalesce(min(id), 0), coalesce(max(id), 0) FROM subgroup");
+  if (!ends.Step()) return;
+  const auto first = BlockOf(ends.Int(0)), last = BlockOf(ends.Int(1));
+  if (last - first < kMaxHotBlocks) return;
+  // Which may be the row of a sealed one.
+  sql::Query hot(db,
+                 "SELECT coalesce(min(id), 0) FROM subgroup "
+                 "WHERE NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = id / 256)");
+  if (!hot.Step() || last - BlockOf(hot.Int(0)) < kMaxHotBlocks) return;
+  SealBefore(db, std::int64_t{last} * kBlockSize);
+}
+
+void SealWithRows(sql::Connection& db, std::span<const std::int32_t> ids) {
+  if (ids.empty()) return;
+  SealBefore(db, (std::int64_t{BlockOf(ids.back())} + 1) * kBlockSize);
+  SubgroupList list;
+  ForEachOf(db, ids, [&](const SubgroupFacts& each) { list.Add(each); });
+  const auto rows = Rows(db);
+  for (const auto& each : list.Subgroups()) StoreRow(*rows, each);
+  rows->Finish();
+}
+
+std::vector<std::int32_t> SealedWithRows(sql::Connection& db) {
+  std::vector<std::int32_t> ids;
+  for (sql::Query query(db,
+                        "SELECT id FROM subgroup WHERE EXISTS "
+                        "(SELECT 1 FROM subgroup_block WHERE block = id / 256) ORDER BY id");
+       query.Step();) {
+    ids.push_back(query.Int(0));
+  }
+  return ids;
 }
 
 }  // namespace orvspc::engine::store

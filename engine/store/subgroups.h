@@ -14,7 +14,8 @@
 
 // The subgroups themselves: what a person calls them, and of what they are. Hot ones are rows of
 // the table subgroup; once many have come, all whose identifiers differ in the lowest eight bits
-// only are sealed together in a row of subgroup_block.
+// only are sealed together in a row of subgroup_block. One without measurements, as older releases
+// could leave it, keeps its row in subgroup when it is sealed, so that it is found by that.
 namespace orvspc::engine::store {
 
 struct SubgroupFacts {
@@ -53,9 +54,9 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
 
 // Looks subgroups up by part, process, time and label: their identifiers in the order asked for, 0
 // where one is not stored.
-//   - A sealed one is found by its measurements, of which each has one: one chunk is read for each
-//     that has one of the times, none of those between.
-//   - A hot one is found by itself.
+//   - A sealed one is found by its measurements: one chunk is read for each that has one of the
+//     times, none of those between.
+//   - A hot one, and a sealed one without measurements, is found by its row.
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups);
 
@@ -79,5 +80,13 @@ class SubgroupWriter {
 
 // Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
 void SealSubgroups(sql::Connection& db);
+
+// Seals the subgroups with these identifiers, which ascend and have no measurements, and lets them
+// keep their rows.
+//   - Hot ones before them and in the block of the last are sealed too.
+//   - Identifiers go on behind that block, from the next transaction on: this one gives none.
+void SealWithRows(sql::Connection& db, std::span<const std::int32_t> ids);
+// The identifiers of those that keep their rows, in their order.
+std::vector<std::int32_t> SealedWithRows(sql::Connection& db);
 
 }  // namespace orvspc::engine::store

@@ -52,7 +52,8 @@ constexpr Table kTables[] = {
      TableUse::Ordered},
     {"control_limit",
      "id part>part process>process test>test effective:i mean:r sp:r spl:r sw:r swl:r start:i "
-     "finish:i chart_word:i status:t rule:t replaced_by:i who:t made:i",
+     "finish:i chart_word:i status:t rule:t replaced_by:i until:i state_at:i digest:t estimator:t "
+     "used:i reason:t who:t made:i",
      TableUse::Ordered},
     {"opportunity", "id part>part test>test effective:i opportunities:i who:t made:i",
      TableUse::Ordered},
@@ -75,6 +76,31 @@ constexpr Table kTables[] = {
     {"requirement",
      "id name:t active:i part>part process>process test>test kind:t n:i minutes:i grace:i "
      "valid_from:i valid_to:i who:t made:i"},
+    {"phase",
+     "id part>part process>process test>test start:i finish:i name:t reason:t kind:t "
+     "freeze_after:i who:t made:i",
+     TableUse::Ordered},
+    {"baseline_policy",
+     "id part>part process>process test>test run:i minimum:i rule:t who:t made:i",
+     TableUse::Ordered},
+    {"limit_exclusion", "limit_row:i subgroup# reason:t", TableUse::History},
+    {"batch",
+     "id kind:t source:t source_sha256:t profile:t key:t lines:i records:i digest:t state:t "
+     "entry:i",
+     TableUse::History},
+    {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i", TableUse::History},
+    {"label_counter", "part>part process>process last:i", TableUse::History},
+    {"alias", "kind:t name:t item:i", TableUse::History},
+    {"alarm_mark", "stream>stream time:i subgroup:i limit_row:i rules:t", TableUse::History},
+    {"alarm_checkpoint", "stream>stream graph:i time:i subgroup:i upper:r lower:r",
+     TableUse::History},
+    {"alarm",
+     "event:i stream>stream graph:i rule:i first_subgroup:i last_subgroup:i points:i state:t "
+     "is_late:i detected:i revision:i",
+     TableUse::History},
+    {"sampling_mark", "requirement:i due:i event:i", TableUse::History},
+    {"outbox", "id event:i revision:i made:i message:t", TableUse::History},
+    {"delivery", "outbox:i hook:t state:t tries:i next:i error:t", TableUse::History},
 };
 
 enum class Form { Named, Stored };

@@ -13,6 +13,7 @@ enum class TableUse {
   Content,        // in any order
   Ordered,        // of two rows that hold from the same time on, the later one counts
   IdentifierMap,  // only maps identifiers
+  History,        // how it came to be so; no part of the digest
 };
 
 // A table and its columns, in words with blanks between them:

@@ -8,6 +8,7 @@
 
 #include "host/cli/Options.h"
 #include "host/render/core/Text.h"
+#include "platform/Actor.h"
 
 // The commands, and the program as a function, so that tests can run it in their own process.
 namespace orvspc::cli {
@@ -55,6 +56,14 @@ Command SetCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
+
+// Who changes something, and why: options of every command that does.
+inline constexpr Option kBy{"by", "NAME", "who does it; an employee",
+                            "$ORVSPC_USER, then the login"};
+inline constexpr Option kStation{"station", "TEXT", "where it is done, for the log"};
+inline constexpr Option kReason{"reason", "TEXT", "why, in 3 to 500 characters, for the log"};
+Actor ActorOf(const Arguments& arguments);
+std::string ReasonOf(const Arguments& arguments);
 
 // Several lists one after the other: options, words of a command line.
 template <class First, class... More>

@@ -21,7 +21,8 @@ int Run(const Arguments& arguments, Console&) {
   if (words.size() < 2) throw Misuse("which setting and value?");
   const auto refusal = SettingOf(words[0]).Refusal(words[1]);
   if (!refusal.empty()) throw Misuse(refusal);
-  QualityDatabase::Open(arguments.Required(kDatabase)).Set(words[0], words[1]);
+  QualityDatabase::Open(arguments.Required(kDatabase))
+      .Set(words[0], words[1], ActorOf(arguments), ReasonOf(arguments));
   return 0;
 }
 
@@ -39,7 +40,7 @@ Command SetCommand() {
           "Changes a setting of a database",
           details + "\n\"orvspc list settings\" shows what holds.",
           "orvspc set --db q.db sigma_estimator unweighted",
-          {kDatabase},
+          {kDatabase, kBy, kStation, kReason},
           Run,
           2};
 }

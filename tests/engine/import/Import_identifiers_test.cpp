@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,12 @@ class IdentifiersTest : public store::StoreTest {
     std::int64_t lowest = 0, highest = 0, counter = 0;
   };
 
-  // Of every table that has identifiers.
+  // Of every table that has identifiers and that imports fill.
   std::map<std::string, Ids> Read() {
     std::vector<std::string> tables{"subgroup"};
+    const std::set<std::string_view> others{"phase", "baseline_policy", "batch", "outbox"};
     for (const auto& table : store::Tables()) {
+      if (others.contains(table.name)) continue;
       if (store::ColumnsOf(table).front().kind == store::ColumnKind::Id) {
         tables.emplace_back(table.name);
       }

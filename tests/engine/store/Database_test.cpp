@@ -8,6 +8,7 @@
 #include <functional>
 #include <set>
 
+#include "engine/schema/schema.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
 
@@ -356,7 +357,7 @@ class SchemaTest : public StoreTest {
 };
 
 TEST_F(SchemaTest, AFileOfVersion1ComesForwardWithAllThatItHolds) {
-  EXPECT_EQ(Version(), 3);
+  EXPECT_EQ(Version(), schema::kSchemaVersion);
   FlatSelection all;
   const auto data = Select(all.info, all.Filter());
   ASSERT_EQ(data.subgroups.size(), 4u);
@@ -402,7 +403,7 @@ TEST_F(SchemaTest, AnInterruptedStepForwardLeavesVersion1) {
   RunSql(Path(), "CREATE TABLE cac_code(x)");  // in the way of the second half
   EXPECT_NE(FailureOf([&] { OpenDatabase(Path()); }), "");
   RunSql(Path(), "DROP TABLE cac_code");
-  EXPECT_EQ(Version(), 3);
+  EXPECT_EQ(Version(), schema::kSchemaVersion);
 }
 
 TEST_F(OpenDatabaseTest, TwoProgramsThatMakeItAtOnceAreBothServed) {

@@ -21,12 +21,11 @@
 #include "engine/store/StreamWalk.h"
 #include "engine/store/digest.h"
 #include "engine/store/migration.h"
-#include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
-#include "engine/store/tables.h"
 #include "platform/TimeText.h"
 #include "tests/engine/import/every_kind.h"
 #include "tests/engine/limited_device.h"
+#include "tests/engine/store/former_file.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
@@ -64,25 +63,11 @@ class MigrationTest : public StoreTest {
     transaction.Commit();
   }
 
-  // As a row of schema 2.
-  static void WriteRecord(Connection& db, std::int64_t stream, const StoredRecord& record) {
-    std::vector<TestRow> rows;
-    for (std::size_t i = 0; i < record.values.size(); ++i) {
-      rows.push_back({record.values[i], record.keys[i]});
-    }
-    std::vector<std::byte> packed;
-    Pack({record.time, record.subgroup, record.size, record.flag}, rows, packed);
-    Query(db,
-          "INSERT INTO measurement(stream, time, subgroup, packed, context) "
-          "VALUES(?1, ?2, ?3, ?4, ?5)",
-          stream, record.time, record.subgroup, packed, Reference{record.context})
-        .Run();
-  }
   void Add(Connection& db, std::mt19937& random, std::int64_t stream, const RecordKey& key) {
     auto record = RandomRecord(random, key);
     record.batch = record.entry = 0;
     record.context = Below(random, 2) * 7001;
-    WriteRecord(db, stream, record);
+    WriteFormerRecord(db, stream, record);
     written_[stream][key] = std::move(record);
   }
 
@@ -128,51 +113,6 @@ class MigrationTest : public StoreTest {
     }
     return content;
   }
-  // What a database holds as a file of schema 2.
-  static void WriteVersion2(const std::string& from, const std::string& to) {
-    const auto source = OpenConnection(from, false);
-    Transaction reading(*source, TransactionKind::Read);
-    RunSql(to, std::string(schema::Versions()[0].text) + std::string(schema::Versions()[1].text));
-    const auto db = OpenAnother(to);
-    Transaction transaction(*db, TransactionKind::Write);
-    db->Execute("PRAGMA defer_foreign_keys = ON");
-    db->SetMark(schema::kApplicationId, 2);
-    for (const auto& table : Tables()) db->Execute("DELETE FROM " + std::string(table.name));
-    for (const auto& table : Tables()) CopyRows(*source, *db, table);
-    ForEachSubgroup(*source, 1, INT32_MAX, [&](const SubgroupFacts& each) {
-      Query(*db, "INSERT INTO subgroup(id, part, process, time, label) VALUES(?1, ?2, ?3, ?4, ?5)",
-            each.id, each.part, each.process, each.time, each.label)
-          .Run();
-    });
-    std::vector<std::int64_t> streams;
-    for (Query query(*source, "SELECT id FROM stream"); query.Step();) {
-      streams.push_back(query.Int64(0));
-    }
-    for (const auto stream : streams) {
-      ForEachRecord(*source, stream,
-                    [&](const RecordView& view) { WriteRecord(*db, stream, CopyOf(view)); });
-    }
-    transaction.Commit();
-  }
-  static void CopyRows(Connection& from, Connection& to, const Table& table) {
-    const auto columns = ColumnsOf(table);
-    const auto rows = to.InsertMany(RowOf(table), OnConflict::Fail);
-    for (Query select(from, SelectStored(table)); select.Step(); rows->Add()) {
-      for (int i = 0; i < static_cast<int>(columns.size()); ++i) {
-        const auto kind = columns[static_cast<std::size_t>(i)].kind;
-        if (select.IsNull(i)) {
-          rows->BindNull(i + 1);
-        } else if (kind == ColumnKind::Real) {
-          rows->BindReal(i + 1, select.Real(i));
-        } else if (kind == ColumnKind::Text) {
-          rows->BindText(i + 1, select.Text(i));
-        } else {
-          rows->BindInt(i + 1, select.Int64(i));
-        }
-      }
-    }
-    rows->Finish();
-  }
   // The names of its backups, without the name of the file.
   std::vector<std::string> Backups() const {
     const std::filesystem::path file = Path();
@@ -209,7 +149,7 @@ TEST_F(MigrationTest, AFileWithRowsInEveryTableComesForwardWithItsDigest) {
     Transaction reading(*db, TransactionKind::Read);
     return DigestOf(*db);
   };
-  WriteVersion2(wanted, former);
+  WriteFormerFile(wanted, former, 2);
   OpenDatabase(former);
   EXPECT_EQ(OpenAnother(former)->Mark().version, schema::kSchemaVersion);
   const auto expected = digest_of(wanted);
@@ -249,7 +189,7 @@ TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
     }
     ExpectAll();
     if (HasFatalFailure()) return;
-    EXPECT_EQ(version(), 3);
+    EXPECT_EQ(version(), schema::kSchemaVersion);
   }
   EXPECT_GT(former, 0);  // else no kill came in time
 }
@@ -309,7 +249,7 @@ TEST_F(MigrationTest, TheFormerFileIsKeptAndANoteNamesIt) {
     ASSERT_EQ(notes.size(), 1U);
     EXPECT_EQ(notes[0].code, "brought-forward");
     EXPECT_EQ(notes[0].text, Path() + " was brought forward from schema " + version +
-                                 " to 3; the former file is kept as " + Path() + ".v" + version +
+                                 " to 4; the former file is kept as " + Path() + ".v" + version +
                                  ".");
     EXPECT_EQ(Backups(), Names{"v" + version});
     EXPECT_TRUE(ContentOf(Path() + ".v" + version) == former) << version;
@@ -445,6 +385,58 @@ TEST_F(MigrationTest, WhatComesLaterGoesBesideIt) {
                   [&](const RecordView& each) { subgroups.push_back(each.Subgroup()); });
     EXPECT_EQ(subgroups, (std::vector<std::int32_t>{key.subgroup, kSubgroups + 1}));
   });
+}
+
+// Nothing but their rows says that they are there: they are found by these, in the file and in a
+// copy of it, also once many others have come.
+TEST_F(MigrationTest, ASubgroupWithoutMeasurementsIsFoundByWhatComesLater) {
+  const std::vector<std::int32_t> ids{1, 700, 701, 1500, kSubgroups - 1};
+  std::string of_them = "part,process,test,subgroup,time,value\n", others = of_them;
+  for (const auto id : ids) {
+    const auto subgroup = std::to_string(id);
+    RunSql(Path(), "DELETE FROM measurement WHERE subgroup = " + subgroup);
+    for (auto& [stream, records] : written_) {
+      std::erase_if(records, [&](const auto& each) { return each.first.subgroup == id; });
+    }
+    const auto db = OpenAnother(Path());
+    Query query(*db,
+                "SELECT p.name, s.time FROM subgroup s JOIN process p ON p.id = s.process "
+                "WHERE s.id = ?1",
+                id);
+    ASSERT_TRUE(query.Step());
+    of_them.append("Ring,").append(query.Text(0)).append(",Width,S" + subgroup + ",");
+    of_them += platform::IsoText(query.Int(1)) + ",1\n";
+  }
+  for (int i = 0; i < 1000; ++i) {
+    others += "Ring,Press A,Depth,Later," + platform::IsoText(2'000'000 + i) + ",2\n";
+  }
+  ExpectAll();
+  EXPECT_EQ(Import(others).subgroups, 1000);
+  Data().CopyTo(folder_.File("copy.db"));
+  for (const auto& path : {Path(), folder_.File("copy.db")}) {
+    SCOPED_TRACE(path);
+    WriteFile(folder_.File("in.csv"), of_them);
+    const auto report =
+        QualityDatabase::ImportInto(path, folder_.File("in.csv"), ImportKind::Values);
+    EXPECT_EQ(report.subgroups, 0) << "stored a second time";
+    const auto db = OpenAnother(path);
+    Transaction reading(*db, TransactionKind::Read);
+    std::vector<std::int32_t> found;
+    for (Query streams(*db,
+                       "SELECT s.id FROM stream s JOIN test t ON t.id = s.test "
+                       "WHERE t.name = 'Width'");
+         streams.Step();) {
+      ForEachRecord(*db, streams.Int64(0),
+                    [&](const RecordView& each) { found.push_back(each.Subgroup()); });
+    }
+    std::ranges::sort(found);
+    EXPECT_EQ(found, ids);
+    // Each once, whatever is sealed.
+    const auto labels = ReadLabels(*db, 1, INT32_MAX);
+    EXPECT_EQ(labels.size(), kSubgroups + 1000U);
+    EXPECT_TRUE(std::ranges::is_sorted(labels));
+    EXPECT_LT(Query(*db, "SELECT count(*) FROM subgroup").RunForInt(), 3 * 256);
+  }
 }
 
 TEST_F(MigrationTest, IdentifiersGoOnAboveTheHighestThatWereThere) {

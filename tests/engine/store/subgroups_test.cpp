@@ -226,6 +226,47 @@ TEST_F(SubgroupsTest, AHotOneWithoutAMeasurementIsFound) {
   });
 }
 
+// In a block without others and in the last one, which gets no others.
+TEST_F(SubgroupsTest, SealedOnesWithoutMeasurementsAreFoundByTheirRows) {
+  std::vector<std::int32_t> bare;
+  Opened()->Write([&](Connection& db) { Add(db, 255); });
+  Opened()->Write([&](Connection& db) {
+    SubgroupWriter writer(db);
+    for (std::int32_t id = 256; id < 556; ++id) {
+      all_.push_back({id, 1, 1, id, "bare" + std::to_string(id)});
+      writer.Add(all_.back().Facts());
+      bare.push_back(id);
+    }
+    writer.Flush();
+    SealWithRows(db, bare);
+    EXPECT_EQ(SealedWithRows(db), bare);
+    EXPECT_EQ(Blocks(db), 3);
+    EXPECT_EQ(Read(db, 1, INT32_MAX), all_);
+    EXPECT_EQ(Read(db, 300, 520), Expected(300, 520));
+    EXPECT_EQ(LastId(db, "subgroup"), 767) << "nothing is added to a sealed block";
+  });
+  for (const int count : {1, 200, 600, 100, 300}) {
+    Opened()->Write([&](Connection& db) {
+      Add(db, count);
+      EXPECT_EQ(SealedWithRows(db), bare);
+      ASSERT_EQ(Read(db, 1, INT32_MAX), all_);
+      std::vector<SubgroupFacts> asked;
+      std::vector<std::int32_t> expected;
+      for (std::size_t i = 0; i < all_.size(); i += 5) {
+        asked.push_back(all_[i].Facts());
+        expected.push_back(all_[i].id);
+      }
+      EXPECT_EQ(FindSubgroups(db, asked), expected);
+    });
+  }
+  Opened()->Write([&](Connection& db) {
+    EXPECT_GT(Blocks(db), 5) << "others are sealed as ever";
+    EXPECT_LT(Query(db, "SELECT count(*) FROM subgroup").RunForInt(), 300 + 3 * 256);
+    SealWithRows(db, {});
+    EXPECT_EQ(SealedWithRows(db), bare);
+  });
+}
+
 // Late subgroups all over ten years: twenty days, fifty subgroups on each.
 TEST_F(SubgroupsTest, LateOnesReadOnlyTheChunksThatTheyBelongTo) {
   constexpr std::int32_t kStep = 8 * 3600, kStored = 10'950, kDays = 20, kOfDay = 50;

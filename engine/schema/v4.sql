@@ -1,0 +1,116 @@
+-- SPDX-License-Identifier: Apache-2.0
+-- Daily work: the log of everything that was changed, imports as batches, keys of records, limits
+-- with a life, phases, and alarms. Times are seconds since 1970 UTC unless told.
+
+-- Who this database is; a copy is another.
+CREATE TABLE identity(id INTEGER PRIMARY KEY CHECK(id = 1), uuid TEXT NOT NULL);
+
+-- One entry a change, never changed itself. at is milliseconds; before and after are canonical JSON;
+-- hash is over the entry and the hash of the one before. Digests and hashes are hexadecimal.
+CREATE TABLE log(
+  seq INTEGER PRIMARY KEY, at INTEGER NOT NULL, who TEXT NOT NULL, system TEXT NOT NULL,
+  station TEXT NOT NULL, operation TEXT NOT NULL, object TEXT NOT NULL, before TEXT NOT NULL,
+  after TEXT NOT NULL, reason TEXT NOT NULL, program TEXT NOT NULL, hash TEXT NOT NULL);
+CREATE INDEX log_by_object ON log(object, seq);
+
+-- Imports and batches of records. entry is that of the log.
+CREATE TABLE batch(
+  id INTEGER PRIMARY KEY, kind TEXT NOT NULL, source TEXT NOT NULL, source_sha256 TEXT NOT NULL DEFAULT '',
+  profile TEXT NOT NULL DEFAULT '', key TEXT NOT NULL DEFAULT '', lines INTEGER NOT NULL,
+  records INTEGER NOT NULL, digest TEXT NOT NULL DEFAULT '',
+  state TEXT NOT NULL CHECK(state IN ('stored', 'undone')),
+  entry INTEGER NOT NULL);
+
+-- Keys that callers gave their records, so that one that is sent again is stored once.
+CREATE TABLE client_key(
+  key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
+  entry INTEGER NOT NULL, made INTEGER NOT NULL);
+CREATE INDEX client_key_by_time ON client_key(made);
+
+-- The last number that a part and process gave a subgroup without a label.
+CREATE TABLE label_counter(
+  part INTEGER NOT NULL REFERENCES part, process INTEGER NOT NULL REFERENCES process,
+  last INTEGER NOT NULL, PRIMARY KEY(part, process)) WITHOUT ROWID;
+
+-- Former names of items. kind is the word of a kind of item.
+CREATE TABLE alias(
+  kind TEXT NOT NULL, name TEXT NOT NULL, item INTEGER NOT NULL, PRIMARY KEY(kind, name))
+  WITHOUT ROWID;
+
+-- until is the end of a row that was replaced or retired; state_at when it got its status. used is
+-- the number of subgroups behind it, digest that of their values.
+CREATE TABLE control_limit_4(
+  id INTEGER PRIMARY KEY, part INTEGER NOT NULL REFERENCES part,
+  process INTEGER REFERENCES process, test INTEGER NOT NULL REFERENCES test,
+  effective INTEGER NOT NULL, mean REAL NOT NULL, sp REAL NOT NULL, spl REAL NOT NULL,
+  sw REAL NOT NULL, swl REAL NOT NULL, start INTEGER NOT NULL, finish INTEGER NOT NULL,
+  chart_word INTEGER NOT NULL, status TEXT NOT NULL DEFAULT 'active'
+    CHECK(status IN ('proposed', 'active', 'retired', 'rejected', 'void')),
+  rule TEXT NOT NULL DEFAULT '', replaced_by INTEGER, until INTEGER, state_at INTEGER,
+  digest TEXT NOT NULL DEFAULT '', estimator TEXT NOT NULL DEFAULT '', used INTEGER NOT NULL DEFAULT 0,
+  reason TEXT NOT NULL DEFAULT '', who TEXT NOT NULL, made INTEGER NOT NULL);
+INSERT INTO control_limit_4(id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish,
+  chart_word, status, rule, replaced_by, who, made)
+  SELECT id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, chart_word,
+    status, rule, replaced_by, who, made FROM control_limit ORDER BY id;
+DROP TABLE control_limit;
+ALTER TABLE control_limit_4 RENAME TO control_limit;
+CREATE INDEX control_limit_by_test ON control_limit(part, test, effective);
+
+-- Subgroups that a row of limits was made without.
+CREATE TABLE limit_exclusion(
+  limit_row INTEGER NOT NULL REFERENCES control_limit, subgroup INTEGER NOT NULL,
+  reason TEXT NOT NULL, PRIMARY KEY(limit_row, subgroup)) WITHOUT ROWID;
+
+-- Stretches of a stream with limits of their own, from start up to and without finish; null: any,
+-- or without an end. Subgroups of an excluded phase are shown and count for nothing.
+CREATE TABLE phase(
+  id INTEGER PRIMARY KEY, part INTEGER REFERENCES part, process INTEGER REFERENCES process,
+  test INTEGER REFERENCES test, start INTEGER NOT NULL, finish INTEGER, name TEXT NOT NULL,
+  reason TEXT NOT NULL DEFAULT '', kind TEXT NOT NULL DEFAULT 'stage'
+    CHECK(kind IN ('stage', 'trial', 'excluded')),
+  freeze_after INTEGER NOT NULL DEFAULT 0, who TEXT NOT NULL, made INTEGER NOT NULL);
+
+-- When limits are proposed anew: after so many points in a row on one side, from so many of them.
+CREATE TABLE baseline_policy(
+  id INTEGER PRIMARY KEY, part INTEGER REFERENCES part, process INTEGER REFERENCES process,
+  test INTEGER REFERENCES test, run INTEGER NOT NULL, minimum INTEGER NOT NULL,
+  rule TEXT NOT NULL, who TEXT NOT NULL, made INTEGER NOT NULL);
+
+-- How far a stream is judged, by which limits and rules.
+CREATE TABLE alarm_mark(
+  stream INTEGER PRIMARY KEY REFERENCES stream, time INTEGER NOT NULL, subgroup INTEGER NOT NULL,
+  limit_row INTEGER NOT NULL, rules TEXT NOT NULL);
+-- What a cusum or EWMA has come to at a point, every so many points.
+CREATE TABLE alarm_checkpoint(
+  stream INTEGER NOT NULL REFERENCES stream, graph INTEGER NOT NULL, time INTEGER NOT NULL,
+  subgroup INTEGER NOT NULL, upper REAL NOT NULL, lower REAL NOT NULL,
+  PRIMARY KEY(stream, graph, time, subgroup))
+  WITHOUT ROWID;
+-- A signal of a stream: rule 0 is a specification limit. event is its row there.
+CREATE TABLE alarm(
+  event INTEGER PRIMARY KEY, stream INTEGER NOT NULL REFERENCES stream, graph INTEGER NOT NULL,
+  rule INTEGER NOT NULL, first_subgroup INTEGER NOT NULL, last_subgroup INTEGER NOT NULL,
+  points INTEGER NOT NULL, state TEXT NOT NULL
+    CHECK(state IN ('open', 'acknowledged', 'closed', 'withdrawn')),
+  is_late INTEGER NOT NULL DEFAULT 0, detected INTEGER NOT NULL, revision INTEGER NOT NULL DEFAULT 0,
+  UNIQUE(stream, graph, rule, first_subgroup));
+CREATE INDEX alarm_by_state ON alarm(state, event);
+
+-- Up to when a sampling requirement is judged, and the windows that were short.
+CREATE TABLE sampling_mark(
+  requirement INTEGER NOT NULL REFERENCES requirement, due INTEGER NOT NULL, event INTEGER,
+  PRIMARY KEY(requirement, due)) WITHOUT ROWID;
+
+-- What is to be told outside, in the order of its making; hooks are not kept in a database.
+CREATE TABLE outbox(
+  id INTEGER PRIMARY KEY, event INTEGER NOT NULL, revision INTEGER NOT NULL, made INTEGER NOT NULL,
+  message TEXT NOT NULL);
+CREATE TABLE delivery(
+  outbox INTEGER NOT NULL REFERENCES outbox, hook TEXT NOT NULL, state TEXT NOT NULL
+    CHECK(state IN ('waiting', 'done', 'dead')),
+  tries INTEGER NOT NULL, next INTEGER NOT NULL, error TEXT NOT NULL DEFAULT '',
+  PRIMARY KEY(outbox, hook)) WITHOUT ROWID;
+
+INSERT INTO counter(name, last) VALUES
+  ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('outbox', 0);

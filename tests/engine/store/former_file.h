@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "engine/schema/schema.h"
+#include "engine/store/StreamWalk.h"
+#include "engine/store/record_of_v2.h"
+#include "engine/store/subgroups.h"
+#include "engine/store/tables.h"
+#include "tests/engine/store/stored_record.h"
+#include "tests/postgres/test_stores.h"
+
+// Files as releases with schema 1 and 2 wrote them.
+namespace orvspc::engine::store {
+
+// A measurement as a row of schema 1 and 2.
+inline void WriteFormerRecord(sql::Connection& db, std::int64_t stream,
+                              const StoredRecord& record) {
+  std::vector<TestRow> rows;
+  for (std::size_t i = 0; i < record.values.size(); ++i) {
+    rows.push_back({record.values[i], record.keys[i]});
+  }
+  std::vector<std::byte> packed;
+  Pack({record.time, record.subgroup, record.size, record.flag}, rows, packed);
+  sql::Query(db,
+             "INSERT INTO measurement(stream, time, subgroup, packed, context) "
+             "VALUES(?1, ?2, ?3, ?4, ?5)",
+             stream, record.time, record.subgroup, packed, sql::Reference{record.context})
+      .Run();
+}
+
+// The rows of a table, in those of its columns that the former schema has.
+inline void WriteFormerRows(sql::Connection& from, sql::Connection& to, const Table& table) {
+  std::set<std::string> known;
+  for (sql::Query query(to, "SELECT name FROM pragma_table_info(?1)", table.name); query.Step();) {
+    known.emplace(query.Text(0));
+  }
+  if (known.empty()) return;
+  to.Execute("DELETE FROM " + std::string(table.name));
+  const auto columns = ColumnsOf(table);
+  std::string row;
+  for (const auto& column : columns) {
+    if (!known.contains(std::string(column.name))) continue;
+    row.append(row.empty() ? std::string(table.name) + "(" : ", ").append(column.name);
+  }
+  const auto rows = to.InsertMany(row + ")", sql::OnConflict::Fail);
+  for (sql::Query select(from, SelectStored(table)); select.Step(); rows->Add()) {
+    int place = 0;
+    for (int i = 0; i < static_cast<int>(columns.size()); ++i) {
+      const auto& column = columns[static_cast<std::size_t>(i)];
+      if (!known.contains(std::string(column.name))) continue;
+      ++place;
+      if (select.IsNull(i)) {
+        rows->BindNull(place);
+      } else if (column.kind == ColumnKind::Real) {
+        rows->BindReal(place, select.Real(i));
+      } else if (column.kind == ColumnKind::Text) {
+        rows->BindText(place, select.Text(i));
+      } else {
+        rows->BindInt(place, select.Int64(i));
+      }
+    }
+  }
+  rows->Finish();
+}
+
+// What a database holds as a new file of schema 1 or 2, as far as that has a place for it.
+inline void WriteFormerFile(const std::string& from, const std::string& to, std::int32_t version) {
+  const auto source = tests::OpenBeside(from);
+  const sql::Transaction reading(*source, sql::TransactionKind::Read);
+  std::string schema;
+  for (const auto& each : schema::Versions().first(static_cast<std::size_t>(version))) {
+    schema += each.text;
+  }
+  tests::ChangeRows(to, schema);
+  const auto db = tests::OpenBeside(to);
+  sql::Transaction transaction(*db, sql::TransactionKind::Write);
+  db->Execute("PRAGMA defer_foreign_keys = ON");
+  db->SetMark(schema::kApplicationId, version);
+  for (const auto& table : Tables()) WriteFormerRows(*source, *db, table);
+  ForEachSubgroup(*source, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+    sql::Query(*db,
+               "INSERT INTO subgroup(id, part, process, time, label) VALUES(?1, ?2, ?3, ?4, ?5)",
+               each.id, each.part, each.process, each.time, each.label)
+        .Run();
+  });
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(*source, "SELECT id FROM stream"); query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  for (const auto stream : streams) {
+    ForEachRecord(*source, stream,
+                  [&](const RecordView& view) { WriteFormerRecord(*db, stream, CopyOf(view)); });
+  }
+  transaction.Commit();
+}
+
+}  // namespace orvspc::engine::store
