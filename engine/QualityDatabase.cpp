@@ -510,12 +510,12 @@ std::vector<ControlLimits> LimitRows(sql::Connection& db, const StreamKey& strea
   using Row = ControlLimits;
   return sql::Query(db,
                     "SELECT coalesce(process, 0), effective, mean, sp, spl, sw, swl, start, "
-                    "finish, chart_word FROM control_limit WHERE part = ?1 AND test = ?2 "
+                    "finish, chart_word, used FROM control_limit WHERE part = ?1 AND test = ?2 "
                     "AND status = 'active' AND coalesce(process, 0) IN (0, ?3) "
                     "ORDER BY effective, coalesce(process, 0), id",
                     stream.part, stream.test, stream.process)
       .All<Row>(&Row::process, &Row::effective, &Row::mean, &Row::sp, &Row::spl, &Row::sw,
-                &Row::swl, &Row::start, &Row::finish, &Row::chart_word);
+                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used);
 }
 
 template <>

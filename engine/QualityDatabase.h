@@ -119,6 +119,7 @@ struct ControlLimits {
   double mean = 0.0, sp = 0.0, spl = 0.0, sw = 0.0, swl = 0.0;  // a sigma of 0: not given
   std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
   std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
+  std::int32_t used = 0;               // subgroups behind them; 0: not known
 };
 
 struct Opportunities {

@@ -370,16 +370,19 @@ std::vector<std::optional<Box>> PlaceRemarks(const std::vector<Remark>& remarks,
              std::ranges::none_of(
                  taken, [&](const Box& other) { return box.Meets(other) || lead.Meets(other); });
     };
+    // A line below it is as bad as so much farther from the point.
+    constexpr double kOnLine = 30.0;
     std::optional<Box> found;
-    const auto candidates = Candidates(remark, layout, panel);
-    for (const bool on_lines : {false, true}) {
-      for (const auto& box : candidates) {
-        if (found || !free(box)) continue;
-        if (!on_lines &&
-            std::ranges::any_of(lines, [&](const Polyline& line) { return Crosses(line, box); }))
-          continue;
-        found = box;
-      }
+    double least = std::numeric_limits<double>::infinity();
+    for (const auto& box : Candidates(remark, layout, panel)) {
+      const double away = std::max({box.top - remark.y, remark.y - box.bottom, 0.0});
+      if (away >= least || !free(box)) continue;
+      const bool on_line =
+          std::ranges::any_of(lines, [&](const Polyline& line) { return Crosses(line, box); });
+      const double cost = away + (on_line ? kOnLine : 0.0);
+      if (cost >= least) continue;
+      least = cost;
+      found = box;
     }
     placed.push_back(found);
     if (!found) continue;

@@ -253,7 +253,7 @@ class Picture {
   PlacedNotes PlaceNotes(const GraphView& graph, const Panel& panel) const {
     // More are not read, and the search for room is quadratic.
     constexpr std::size_t kMaxRemarks = 200, kMaxLine = 2000;
-    constexpr double kHeight = 11.0, kMaxWidth = 110.0;
+    constexpr double kBoldDigit = 6.3, kHeight = 11.0, kMaxWidth = 150.0;
     const auto points = SortedPoints(graph, panel);
     PlacedNotes notes{PlaceRuleNumbers(graph, panel, points), {}};
     std::vector<Box> taken;
@@ -262,7 +262,8 @@ class Picture {
     std::vector<PlacedRemark> all;
     const auto wish = [&](const PointNote& note, std::size_t number, const std::string& text) {
       if (wishes.size() >= kMaxRemarks || !Has(graph, note.point, number == 0)) return;
-      const double width = number == 0 ? WidthOf(text) + 2.0 : kDigit * WidthInDigits(text) + 5.0;
+      const double width =
+          number == 0 ? WidthOf(text) + 2.0 : kBoldDigit * static_cast<double>(text.size()) + 4.0;
       wishes.push_back({layout_.X(places_[note.point]), panel.Y(graph.points[note.point]), width,
                         kHeight, number == 0});
       all.push_back({{}, {}, number, number == 0 ? text : note.text});
@@ -284,8 +285,6 @@ class Picture {
     }
     return notes;
   }
-
-  static double WidthInDigits(const std::string& text) { return static_cast<double>(text.size()); }
 
   void DrawNotes(const PlacedNotes& notes) {
     for (const auto& tag : notes.tags) scene_.Text(tag.x, tag.y, "r", Anchor::Middle, tag.text);
