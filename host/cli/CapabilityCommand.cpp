@@ -12,7 +12,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most", "all");
+constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 constexpr render::Word kFitWords[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
 constexpr Choice<caFitTypes> kFit{
     {"fit", "WORD", "the distribution that expected proportions follow", "", false, kFitWords}};
@@ -89,10 +89,15 @@ int Run(const Arguments& arguments, Console& console) {
       arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
         if (run.format == "xml") {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
-          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+          std::string text = results->GetXML() + "\n";
+          const bool empty = results->Bins()->Count() == 0;
+          if (empty) NoteEmpty(run, kMax, report.notes);
+          return {std::move(text), empty, std::move(report.notes)};
         }
-        const auto document = RunCapability(run.database, run.select, processing);
-        return {Formatted(document, run), document.capability.bins.empty()};
+        auto document = RunCapability(run.database, run.select, processing);
+        const bool empty = document.capability.bins.empty();
+        if (empty) NoteEmpty(run, kMax, document.notes);
+        return {Formatted(document, run), empty};
       });
 }
 
@@ -142,7 +147,7 @@ Command CapabilityCommand() {
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "frame/NumberText.h"
 #include "host/cli/Analysis.h"
@@ -164,10 +165,27 @@ std::vector<Option> SelectionOptions() {
   return options;
 }
 
+std::vector<Condition> ConditionsOf(const Arguments& arguments) {
+  std::vector<Condition> conditions;
+  for (const auto& option : SelectionOptions()) {
+    const std::string name = option.name;
+    // A period is that of --last.
+    if (name == kDatabase.name || name == kPeriod.name || !arguments.Has(option)) continue;
+    std::string text;
+    for (const auto& value : arguments.Values(option))
+      text += (text.empty() ? "--" : " --") + name + " " + system::ShellWord(value);
+    auto without = arguments.Without(option);
+    if (name == kLast.name) without = without.Without(kPeriod);
+    conditions.push_back({std::move(text), std::move(without)});
+  }
+  return conditions;
+}
+
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,
                                           const QualityDatabase& database) {
   auto select = std::make_shared<DataSelect>();
-  select->MaximumItems(arguments.Get(maximum).value_or(INT32_MAX));
+  const auto most = arguments.Get(maximum).value_or(0);
+  select->MaximumItems(most == 0 ? INT32_MAX : most);
   select->Tsno(arguments.Get(kPiece).value_or(0));
   AddTimes(arguments, *select);
   AddStates(arguments, *select);

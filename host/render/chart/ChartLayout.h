@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +24,11 @@ struct NamedLine {
   bool specification;
 };
 std::array<NamedLine, 6> LinesOf(const GraphView& graph);
+// One of its values with the graph's decimals, of specifications with no more than it has.
+std::string LineText(const NamedLine& line, double value, const GraphView& graph);
+
+// Comments that are listed below a picture.
+inline constexpr std::size_t kMaxComments = 12;
 
 // The place of each point on the horizontal axis, from 0: its own number, or that of its group.
 std::vector<std::size_t> Places(const ChartView& view);
@@ -132,6 +138,45 @@ struct PlacedTag {
 std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
                                  const std::vector<std::pair<double, double>>& points,
                                  const Layout& layout, const Panel& panel);
+
+struct Box {
+  double left = 0.0, top = 0.0, right = 0.0, bottom = 0.0;
+  bool Meets(const Box& other) const {
+    return left < other.right && other.left < right && top < other.bottom && other.top < bottom;
+  }
+};
+// The box of a placed tag.
+Box BoxOf(const PlacedTag& tag);
+
+// A text near its point: the number of a comment, the codes of an alarm.
+struct Remark {
+  double x = 0.0, y = 0.0;  // of the point
+  double width = 0.0, height = 0.0;
+  bool beside = false;  // rather to the right or the left of the point than above or below it
+};
+// Where each finds room, the first ones first: inside the panel, off the points (sorted by x), off
+// what is taken already and off each other, also with the line from the point to it; rather off the
+// lines. Nothing where there is no such room. Adds what it places to what is taken.
+std::vector<std::optional<Box>> PlaceRemarks(const std::vector<Remark>& remarks,
+                                             std::vector<Box>& taken,
+                                             const std::vector<std::pair<double, double>>& points,
+                                             const std::vector<Polyline>& lines,
+                                             const Layout& layout, const Panel& panel);
+// The line from a point to its remark: a box as narrow as the line.
+Box LeadOf(const Remark& remark, const Box& box);
+
+// The place of a time on the horizontal axis, which has a place for each point: between two points
+// as their times say. Empty where times do not ascend.
+class TimePlaces {
+ public:
+  TimePlaces(const ChartView& view, const std::vector<std::size_t>& places);
+  bool Empty() const { return times_.empty(); }
+  // In places, from half a place before the first point to half a place behind the last one.
+  double Of(std::int64_t time) const;
+
+ private:
+  std::vector<std::int64_t> times_;  // of each place
+};
 
 // Runs of a limit line: it goes on level over a point's place, steps to the next point's value if
 // that point follows directly in the same stream, and ends where a value is missing.

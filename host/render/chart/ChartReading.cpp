@@ -351,7 +351,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
     json.Members("TotalSubgroups", chart.subgroups.total_subgroups, "TotalGroups",
                  chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
                  chart.sp_estimate, "SWEstimate", chart.sw_estimate);
-    WriteSubgroups(json, chart.subgroups.rows, names);
+    WriteSubgroups(json, chart.subgroups, names);
     json.Objects<Spread::Blocks>(
         "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
     const bool known = chart.tables_known;
