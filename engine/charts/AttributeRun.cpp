@@ -59,6 +59,9 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();
+  CompleteFrozen(info, [&](AttributeRun& run, API_DSInfo& whole) {
+    return run.Process(store, whole, filter, {plan_.Word(), 0, 0.0});
+  });
   MakePoints();
   if (plan_.cusum) {
     MakeCusum();
@@ -99,8 +102,7 @@ void AttributeRun::Estimate() {
     auto& state = states_[s];
     const auto limits_of = table_.Streams()[s].limits_of;
     if (limits_of != s) {
-      state.rate = states_[limits_of].rate;
-      state.estimates = states_[limits_of].estimates;
+      state.TakeLimitsOf(states_[limits_of]);
       continue;
     }
     const auto stream = table_.BasisOf(table_.Streams()[s], has_value);

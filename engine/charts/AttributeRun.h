@@ -23,6 +23,12 @@ struct AttributeState {
   bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
   bool some_size = false;
   bool no_basis = false;  // too few points in a stretch of a stream with phases
+
+  void TakeLimitsOf(const AttributeState& other) {
+    rate = other.rate;
+    estimates = other.estimates;
+    no_basis = other.no_basis;
+  }
 };
 
 // One attribute chart.

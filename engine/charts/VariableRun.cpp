@@ -55,6 +55,12 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     states_[s].constant_size = ConstantSize(Part(table_.Sizes(), streams[s]));
   }
   MakeColumns(store);
+  CompleteFrozen(info, [&](VariableRun& run, API_DSInfo& whole) {
+    auto again = options;
+    again.ChartWord = plan_.word;
+    again.ProcessingWord = 0;
+    return run.Process(store, whole, filter, again);
+  });
   if (plan_.kinds[0] == ChartKind::PreControl && !MakePreControl()) {
     store::AddNote("no-limits",
                    "A pre-control chart needs both specification limits, or one and a target.");
@@ -119,7 +125,7 @@ void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSet
   for (std::size_t s = 0; s < streams.size(); ++s) {
     auto& state = states_[s];
     if (streams[s].limits_of != s) {
-      state.estimates = states_[streams[s].limits_of].estimates;
+      state.TakeLimitsOf(states_[streams[s].limits_of]);
       continue;
     }
     auto stream = table_.BasisOf(streams[s], has_value);

@@ -16,6 +16,11 @@ struct VariableState {
   bool no_lines = false;           // of a pre-control chart
   bool no_cusum = false;
   bool no_basis = false;  // too few points in a stretch of a stream with phases
+
+  void TakeLimitsOf(const VariableState& other) {
+    estimates = other.estimates;
+    no_basis = other.no_basis;
+  }
 };
 
 // One variable chart.

@@ -40,8 +40,9 @@ constexpr Real kWindowSd{
     {"window-sd", "X", "sigmas on either side of the mean", "what shows everything"}};
 constexpr Real kWindowMin{{"window-min", "X", "with --window minmax, the lower end"}};
 constexpr Real kWindowMax{{"window-max", "X", "with --window minmax, the upper end"}};
-constexpr Option kOptions[] = {kMax,  kFit,   kSigma,  kUsl,      kTarget,    kLsl,      kNormalize,
-                               kBins, kCurve, kWindow, kWindowSd, kWindowMin, kWindowMax};
+constexpr Option kOptions[] = {kMax,      kFit,       kSigma,     kUsl,   kTarget,
+                               kLsl,      kNormalize, kBins,      kCurve, kWindow,
+                               kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
 
 void SetWindow(const Arguments& arguments, CAProcessing& processing) {
   const auto least = arguments.Get(kWindowMin), most = arguments.Get(kWindowMax);
@@ -87,6 +88,7 @@ int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   return RunAnalysis(
       arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
+        run.database.JoinPhases(arguments.Has(kAllPhases));
         if (run.format == "xml") {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
           std::string text = results->GetXML() + "\n";
@@ -143,7 +145,7 @@ Command CapabilityCommand() {
           "Histogram, fitted curve and capability indices against the limits",
           "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
           "specification limits; with --usl, --target or --lsl only those that are given here "
-          "count.\n"
+          "count. Of a stream with phases the newest one is taken.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",

@@ -41,9 +41,9 @@ constexpr Real kAql{
     100.0};
 constexpr Real kProducerRisk{
     {"producer-risk", "PERCENT", "attribute charts: risk of the same", "10"}, 99.0};
-constexpr Option kOptions[] = {kMax,   kGraph1,  kGraph2,         kGraph3,
-                               kRules, kGroupBy, kGroupThreshold, kCusum,
-                               kEwma,  kAql,     kProducerRisk};
+constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,   kGraph3, kRules,
+                               kGroupBy,      kGroupThreshold, kCusum,    kEwma,   kAql,
+                               kProducerRisk, kPhase,          kAllPhases};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -149,6 +149,7 @@ int Run(const Arguments& arguments, Console& console) {
       (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
   return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
+    run.database.JoinPhases(arguments.Has(kAllPhases));
     return Chart(run, processing);
   });
 }
@@ -207,6 +208,9 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   static_cast<ChartReport&>(document) = std::move(report.chart);
+  document.chart.subgroups.phase_of = document.phase_of;
+  for (const auto& each : document.phases)
+    document.chart.subgroups.phases.push_back(each.phase.name);
   NoteLimits(database, document);
   NoteFlags(document.chart.subgroups, document.notes);
   return document;
@@ -220,6 +224,8 @@ Command ChartCommand() {
           "single values, mean and range up to 10 pieces, mean and deviation above or where sizes "
           "differ. auto-attribute takes p for tests of defectives, c for defects on one size, u "
           "where sizes differ.\n"
+          "Each phase of a stream has limits and run rules of its own; \"orvspc phase\" keeps "
+          "phases.\n"
           "--cusum goes with every chart but np and pre-control.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",

@@ -149,21 +149,25 @@ std::string JsonOf(const std::vector<Phase>& phases, const QualityDatabase& data
   return json.Text();
 }
 
+// Days alone at midnight.
+std::string TimeText(std::int32_t stamp) {
+  const auto clock = render::ClockText(stamp);
+  return render::DayText(stamp) + (clock == "00:00" ? "" : " " + clock);
+}
+
 render::Table TableOf(const std::vector<Phase>& phases, const QualityDatabase& database) {
   render::Table table{
-      "",
-      {"#id", "phase", "part", "process", "test", "@start", "@end", "kind", "#freeze after", "by"}};
+      "", {"#id", "phase", "part", "process", "test", "@start", "@end", "kind", "#frozen"}};
   for (const auto& phase : phases) {
     std::vector<std::string> row{std::to_string(phase.id), render::PlainText(phase.name)};
     for (const auto& scope : kScopes) {
       const auto id = phase.*scope.item;
       row.push_back(id == 0 ? "any" : render::PlainText(database.Name(scope.kind, id)));
     }
-    row.push_back(render::IsoTime(phase.start));
-    row.push_back(phase.finish ? render::IsoTime(*phase.finish) : "");
+    row.push_back(TimeText(phase.start));
+    row.push_back(phase.finish ? TimeText(*phase.finish) : "");
     row.emplace_back(WordOf(phase.kind));
     row.push_back(phase.freeze_after == 0 ? "" : std::to_string(phase.freeze_after));
-    row.push_back(render::PlainText(phase.who));
     table.rows.push_back(std::move(row));
   }
   if (phases.empty()) {

@@ -83,6 +83,17 @@ struct Downtime {
   std::string state;
 };
 
+// A stretch of the points of one stream in one phase, or between two.
+struct PhaseView {
+  std::string name, kind;           // empty: no phase
+  std::int32_t stream = 0;          // index into stream_views
+  std::size_t first = 0, last = 0;  // of its points, inclusive; of other streams some between them
+  std::size_t subgroups = 0, used = 0;
+  bool is_excluded = false;       // drawn, used for nothing
+  bool has_older_limits = false;  // stored limits in force are from before it began
+  Estimate mean, sp;
+};
+
 struct GroupView {
   std::size_t first = 0, last = 0;  // points, inclusive
   std::int32_t id = 0;
@@ -99,10 +110,19 @@ struct ChartView : View {
   std::vector<Downtime> downtimes;                  // ascending
   std::function<SubgroupTexts(std::size_t)> texts;  // of a point; empty: none is known
 
+  std::vector<PhaseView> phases;       // by stream, then time; empty: there are none
+  std::vector<std::int32_t> phase_of;  // index into these, one a point
+
   SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
-  bool Used(std::size_t point) const { return flags.empty() || flags[point] == 0; }
+  std::int32_t PhaseOf(std::size_t point) const { return phases.empty() ? 0 : phase_of[point]; }
+  bool IsExcluded(std::size_t point) const {
+    return !phases.empty() && phases[static_cast<std::size_t>(phase_of[point])].is_excluded;
+  }
+  bool Used(std::size_t point) const {
+    return (flags.empty() || flags[point] == 0) && !IsExcluded(point);
+  }
 };
 
 // embedded: for use inside a page, without title lines and notes.

@@ -103,8 +103,12 @@ std::string AxisTimes::Text(std::int64_t stamp) const {
 
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
   std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1), kNaN);
+  std::map<std::size_t, std::int32_t> phases;  // of streams, the newest
+  for (std::size_t p = 0; p < view.phases.size(); ++p)
+    phases[static_cast<std::size_t>(view.phases[p].stream)] = static_cast<std::int32_t>(p);
   for (std::size_t i = 0; i < line.size(); ++i) {
     const auto stream = static_cast<std::size_t>(view.StreamOf(i));
+    if (!phases.empty() && view.PhaseOf(i) != phases[stream]) continue;
     if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];
   }
   return newest;
@@ -142,6 +146,7 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
   static constexpr double kHeights[3][3] = {{360, 0, 0}, {270, 170, 0}, {240, 140, 140}};
   constexpr double kPanelHead = 30.0;
   constexpr double kPanelGap = 14.0;
+  constexpr double kPhaseNames = 15.0;
 
   Layout layout;
   const auto places = Places(view);
@@ -152,7 +157,8 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
   for (std::size_t g = 0; g < view.graphs.size() && g < 3; ++g) {
     Panel panel;
     panel.title = y + 21.0;
-    panel.top = y + kPanelHead;
+    panel.names = g == 0 && view.phases.size() > 1 ? kPhaseNames : 0.0;
+    panel.top = y + kPanelHead + panel.names;
     panel.bottom = panel.top + kHeights[count - 1][g];
     panel.range = AxisRange(view.graphs[g]);
     // Room for the rule numbers above the highest and below the lowest point.
@@ -414,11 +420,12 @@ double TimePlaces::Of(std::int64_t time) const {
 
 std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
                                 const std::vector<double>& values, const Layout& layout,
-                                const Panel& panel) {
+                                const Panel& panel, bool breaks_at_phases) {
   struct Open {
     Polyline line;
     double value = 0.0;
     std::size_t place = 0;
+    std::int32_t phase = 0;
   };
   std::vector<Polyline> done;
   std::map<std::int32_t, Open> open;
@@ -430,7 +437,8 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
   for (std::size_t i = 0; i < values.size() && i < places.size(); ++i) {
     Open& run = open[view.StreamOf(i)];
     const double value = values[i];
-    const bool follows = !run.line.empty() && places[i] == run.place + 1;
+    const auto phase = breaks_at_phases ? view.PhaseOf(i) : 0;
+    const bool follows = !run.line.empty() && places[i] == run.place + 1 && phase == run.phase;
     if (!std::isfinite(value) || !follows) close(run);
     if (!std::isfinite(value)) continue;
     const double x = layout.X(places[i]);
@@ -442,6 +450,7 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
     }
     run.value = value;
     run.place = places[i];
+    run.phase = phase;
   }
   for (auto& [stream, run] : open) close(run);
   return done;

@@ -60,7 +60,8 @@ class AxisTimes {
   std::size_t from_ = 0, to_ = kMinute;
 };
 
-// For each stream, by number, the newest value of a line; NaN for a stream without any.
+// For each stream, by number, the newest value of a line, in its newest phase; NaN for a stream
+// without any.
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
 
 // The lowest and highest value that a graph's axis shows. Specification lines count only while they
@@ -77,6 +78,7 @@ inline constexpr double kPlotRight = 872.0;
 // One graph's rectangle and its axis.
 struct Panel {
   double title = 0.0;  // y of the title
+  double names = 0.0;  // height of the names of phases above the top
   double top = 0.0, bottom = 0.0;
   Range range;
 
@@ -178,10 +180,12 @@ class TimePlaces {
   std::vector<std::int64_t> times_;  // of each place
 };
 
+// breaks_at_phases: nothing joins limits of two phases.
+//
 // Runs of a limit line: it goes on level over a point's place, steps to the next point's value if
 // that point follows directly in the same stream, and ends where a value is missing.
 std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
                                 const std::vector<double>& values, const Layout& layout,
-                                const Panel& panel);
+                                const Panel& panel, bool breaks_at_phases = true);
 
 }  // namespace orvspc::render

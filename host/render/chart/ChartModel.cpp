@@ -11,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/TimeStamp.h"
@@ -216,7 +217,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
     return fmt::format("stored limits at {}, elsewhere limits of each stream's own",
                        Counted(view.Count() - calculated, "point"));
   }
-  std::string own = CalculatedText(view.stream_views[0], graph, chart);
+  std::string own = view.phases.size() > 1 ? std::string("limits of each phase's own")
+                                           : CalculatedText(view.stream_views[0], graph, chart);
   if (rows == 0) return own;
   std::string text;
   if (calculated > 0) text = "first " + std::to_string(calculated) + " calculated (" + own + "); ";
@@ -228,7 +230,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
       if (use[r] != 0) stored.push_back(StoredText(chart.ctrl_lims[r], graph));
     text += Joined(stored, "; ");
   }
-  if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
+  if (calculated == 0 && !own.empty() && view.phases.size() < 2)
+    text += " (of these points: " + own + ")";
   return text;
 }
 
@@ -399,6 +402,7 @@ ChartView MakeChartView(ChartDocument document, const Names& names) {
     view.stamps.push_back(row.stamp);
     view.flags.push_back(row.flag);
   }
+  AddPhases(view, document);
   view.title = TitleText(chart.subgroups.rows, names);
   if (view.Count() != 0) {
     const std::int64_t first = view.stamps.front(), last = view.stamps.back();

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/core/Scene.h"
@@ -27,8 +28,14 @@ class Picture {
       : view_(view), places_(Places(view)), times_(view, places_), scene_(view, embedded) {}
 
   Scene Draw() {
+    const double header = scene_.embedded ? 2.0 : 44.0;
+    if (view_.phases.size() > 1) {
+      layout_ = MakeLayout(view_, header, 0);
+      for (std::size_t g = 0; g < layout_.panels.size(); ++g)
+        if (!PlaceNotes(view_.graphs[g], layout_.panels[g]).phases.all) lists_phases_ = true;
+    }
     const auto footer = FooterLines();
-    layout_ = MakeLayout(view_, scene_.embedded ? 2.0 : 44.0, footer.size());
+    layout_ = MakeLayout(view_, header, footer.size());
     scene_.height = layout_.height;
     if (view_.Count() == 0) scene_.NoData(layout_.axis + 24);
     for (std::size_t g = 0; g < layout_.panels.size(); ++g)
@@ -72,9 +79,10 @@ class Picture {
     DrawDowntimes(panel);
     DrawAxis(panel);
     DrawBoundaries(panel);
-    Steps(graph.specification.upper, panel, "spec");
-    Steps(graph.specification.lower, panel, "spec");
-    Steps(graph.specification.centre, panel, "tar");
+    DrawPhases(panel);
+    Steps(graph.specification.upper, panel, "spec", false);
+    Steps(graph.specification.lower, panel, "spec", false);
+    Steps(graph.specification.centre, panel, "tar", false);
     // Where points make a band, limits below it would not be seen.
     const bool dense = layout_.PlaceWidth() < kDense;
     const auto notes = PlaceNotes(graph, panel);
@@ -82,9 +90,9 @@ class Picture {
       scene_.Rectangle(note.lead.left, note.lead.top, note.lead.right - note.lead.left,
                        note.lead.bottom - note.lead.top, "fp");
     if (dense) DrawLines(graph, panel);
-    Steps(graph.limits.centre, panel, "cl");
-    Steps(graph.limits.upper, panel, "lim");
-    Steps(graph.limits.lower, panel, "lim");
+    LimitSteps(graph.limits.centre, panel, "cl");
+    LimitSteps(graph.limits.upper, panel, "lim");
+    LimitSteps(graph.limits.lower, panel, "lim");
     if (!dense) DrawLines(graph, panel);
     DrawPoints(graph, panel);
     DrawNotes(notes);
@@ -130,9 +138,49 @@ class Picture {
   }
 
   // Specification lines may lie off the scale; those parts are left out.
-  void Steps(const std::vector<double>& values, const Panel& panel, const char* style) {
-    for (const auto& line : StepLines(view_, places_, values, layout_, panel))
+  void Steps(const std::vector<double>& values, const Panel& panel, const std::string& style,
+             bool breaks_at_phases = true) {
+    for (const auto& line : StepLines(view_, places_, values, layout_, panel, breaks_at_phases))
       Runs(line, style, [&](double y) { return y >= panel.top - 0.5 && y <= panel.bottom + 0.5; });
+  }
+
+  // Thinner in a phase that they are older than.
+  void LimitSteps(const std::vector<double>& values, const Panel& panel, const std::string& style) {
+    if (std::ranges::none_of(view_.phases, &PhaseView::has_older_limits))
+      return Steps(values, panel, style);
+    for (const bool older : {false, true}) {
+      auto shown = values;
+      for (std::size_t i = 0; i < shown.size(); ++i)
+        if (view_.phases[static_cast<std::size_t>(view_.PhaseOf(i))].has_older_limits != older)
+          shown[i] = kNaN;
+      Steps(shown, panel, older ? style + " old" : style);
+    }
+  }
+
+  // Borders of phases with their names, as far as there is room for them.
+  void DrawPhases(const Panel& panel) {
+    constexpr std::size_t kMaxBorders = 80;
+    constexpr double kLeastName = 20.0;
+    if (view_.phases.size() < 2) return;
+    auto borders = PhaseBorders(view_, places_);
+    if (borders.size() > kMaxBorders) return;
+    const auto left = [&](std::size_t place) {
+      return layout_.X(place) - layout_.PlaceWidth() / 2.0;
+    };
+    for (const auto& [place, phase] : borders)
+      scene_.Line(left(place), panel.top - panel.names, left(place), panel.bottom, "pb");
+    if (panel.names == 0.0) return;
+    if (std::ranges::none_of(borders, [](const auto& border) { return border.first == 0; }))
+      borders.insert(borders.begin(), {0, 0});
+    std::ranges::stable_sort(borders);
+    for (std::size_t b = 0; b < borders.size(); ++b) {
+      const auto& phase = view_.phases[borders[b].second];
+      const double end = b + 1 < borders.size() ? left(borders[b + 1].first) : layout_.right;
+      const double room = end - left(borders[b].first) - 6.0;
+      if (room >= kLeastName && !phase.name.empty())
+        scene_.Text(left(borders[b].first) + 4.0, panel.top - 4.0, "ph", Anchor::Start,
+                    FittingText(phase.name + (phase.is_excluded ? " (excluded)" : ""), room));
+    }
   }
 
   // Everything that is known of a point.
@@ -147,7 +195,13 @@ class Picture {
         tip += fmt::format("  {} {}", line.name, LineText(line, line.values[i], graph));
     if (view_.stream_views.size() > 1)
       tip += "  " + view_.stream_views[static_cast<std::size_t>(view_.StreamOf(i))].name;
-    if (!view_.Used(i)) tip += view_.flags[i] == 1 ? "  disabled" : "  incomplete";
+    if (!view_.phases.empty()) {
+      const auto& phase = view_.phases[static_cast<std::size_t>(view_.PhaseOf(i))];
+      if (!phase.name.empty()) tip += "  phase " + phase.name;
+    }
+    if (view_.IsExcluded(i)) tip += "  excluded";
+    if (!view_.flags.empty() && view_.flags[i] != 0)
+      tip += view_.flags[i] == 1 ? "  disabled" : "  incomplete";
     if (mark) tip += "; " + MarkText(*mark);
     const std::string more = TextLine(texts);
     return more.empty() ? tip : tip + "; " + more;
@@ -232,6 +286,7 @@ class Picture {
   struct PlacedNotes {
     std::vector<PlacedTag> tags;
     std::vector<PlacedRemark> remarks;
+    PhaseLabels phases;
   };
 
   // The graph that has the note of a point: the first one with a mark there, else the first one
@@ -255,9 +310,15 @@ class Picture {
     constexpr std::size_t kMaxRemarks = 200, kMaxLine = 2000;
     constexpr double kBoldDigit = 6.3, kHeight = 11.0, kMaxWidth = 150.0;
     const auto points = SortedPoints(graph, panel);
-    PlacedNotes notes{PlaceRuleNumbers(graph, panel, points), {}};
+    PlacedNotes notes{PlaceRuleNumbers(graph, panel, points), {}, {}};
     std::vector<Box> taken;
     for (const auto& tag : notes.tags) taken.push_back(BoxOf(tag));
+    std::vector<Polyline> lines;
+    if ((!view_.codes.empty() || !view_.comments.empty() || view_.phases.size() > 1) &&
+        graph.points.size() <= kMaxLine) {
+      lines = DataLines(graph, panel);
+    }
+    notes.phases = PlacePhaseLabels(view_, graph, places_, taken, points, lines, layout_, panel);
     std::vector<Remark> wishes;
     std::vector<PlacedRemark> all;
     const auto wish = [&](const PointNote& note, std::size_t number, const std::string& text) {
@@ -271,8 +332,6 @@ class Picture {
     for (const auto& note : view_.codes) wish(note, 0, FittingText(note.text, kMaxWidth));
     for (std::size_t c = 0; c < view_.comments.size(); ++c)
       wish(view_.comments[c], c + 1, std::to_string(c + 1));
-    std::vector<Polyline> lines;
-    if (!wishes.empty() && graph.points.size() <= kMaxLine) lines = DataLines(graph, panel);
     const auto placed = PlaceRemarks(wishes, taken, points, lines, layout_, panel);
     for (std::size_t i = 0; i < placed.size(); ++i) {
       if (!placed[i]) continue;
@@ -287,6 +346,8 @@ class Picture {
   }
 
   void DrawNotes(const PlacedNotes& notes) {
+    for (const auto& label : notes.phases.labels)
+      scene_.Text(label.box.left, label.box.bottom - 1.5, label.style, Anchor::Start, label.text);
     for (const auto& tag : notes.tags) scene_.Text(tag.x, tag.y, "r", Anchor::Middle, tag.text);
     for (const auto& remark : notes.remarks) {
       if (remark.number != 0) {
@@ -301,7 +362,9 @@ class Picture {
   std::vector<std::pair<double, double>> SortedPoints(const GraphView& graph,
                                                       const Panel& panel) const {
     std::vector<std::pair<double, double>> points;
-    if (graph.marks.empty() && view_.codes.empty() && view_.comments.empty()) return points;
+    if (graph.marks.empty() && view_.codes.empty() && view_.comments.empty() &&
+        view_.phases.size() < 2)
+      return points;
     for (std::size_t i = 0; i < graph.points.size(); ++i)
       if (std::isfinite(graph.points[i]))
         points.emplace_back(layout_.X(places_[i]), panel.Y(graph.points[i]));
@@ -421,10 +484,15 @@ class Picture {
                        "A number with a plus sign: the point breaks further rules, which its "
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
-    if (unused) lines.push_back({"pu", "disabled or incomplete: drawn, used for nothing"});
+    const bool excluded = std::ranges::any_of(view_.phases, &PhaseView::is_excluded);
+    if (unused)
+      lines.push_back({"pu", excluded ? "disabled, incomplete or excluded: drawn, used for nothing"
+                                      : "disabled or incomplete: drawn, used for nothing"});
     if (!view_.downtimes.empty() && !times_.Empty())
       lines.push_back({"dt", "the process was not running; the tooltip says why"});
     AddComments(lines);
+    if (lists_phases_)
+      for (const auto& line : PhaseLines(view_)) lines.push_back({"", line});
     // What not every source can give comes behind the symbols, which then do not move.
     for (const auto& graph : view_.graphs)
       for (const auto& line : CaptionLines(graph)) lines.push_back({"", line});
@@ -449,6 +517,7 @@ class Picture {
   const ChartView& view_;
   std::vector<std::size_t> places_;
   TimePlaces times_;
+  bool lists_phases_ = false;  // below the picture
   Layout layout_;
   Scene scene_;
 };

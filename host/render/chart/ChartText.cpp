@@ -9,6 +9,7 @@
 
 #include "host/render/chart/Chart.h"
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -27,6 +28,8 @@ struct Cell {
   Layer layer = kEmpty;
   std::string_view text = " ";
 };
+
+constexpr std::string_view kBorder = "\xE2\x94\x8A";  // of a phase
 
 constexpr const char* kColours[] = {nullptr,   "\x1b[35m",   "\x1b[31m",  nullptr,
                                     "\x1b[2m", "\x1b[1;34m", "\x1b[1;31m"};  // by layer
@@ -53,6 +56,7 @@ class Plot {
       Times();
       Signs();
       Limits();
+      Phases();
       Streams();
       Marks();
       Comments();
@@ -144,6 +148,9 @@ class Plot {
     PutLine(graph.specification.upper, kSpecification, "=");
     PutLine(graph.specification.lower, kSpecification, "=");
     PutLine(graph.specification.centre, kSpecification, ":");
+    for (const auto& [place, phase] : PhaseBorders(view_, places_))
+      for (std::size_t row = 0; row < rows_; ++row)
+        cells_[row * plot_ + Column(place)] = {kSpecification, kBorder};
     PutLine(graph.limits.upper, kLimit, "-");
     PutLine(graph.limits.lower, kLimit, "-");
     PutLine(graph.limits.centre, kCentre, "\xC2\xB7");
@@ -171,13 +178,19 @@ class Plot {
     if (!beside && !below.empty()) out_.Line(Joined(below, ", "));
   }
 
-  // The newest value of each limit, wanted at its row.
+  // The newest value of each limit, of phases the newest one's, wanted at its row.
   std::vector<Label> LimitTexts(const GraphView& graph) const {
     std::vector<Label> labels;
     for (const auto& [name, values, specification] : LinesOf(graph)) {
       if (!specification && view_.stream_views.size() > 1) continue;
-      const auto newest = std::find_if(values.rbegin(), values.rend(),
-                                       [](double value) { return std::isfinite(value); });
+      auto newest = std::find_if(values.rbegin(), values.rend(),
+                                 [](double value) { return std::isfinite(value); });
+      if (view_.phases.size() > 1) {
+        const auto at = NewestIn(view_, view_.phases.size() - 1, values);
+        newest =
+            at ? std::make_reverse_iterator(values.begin() + static_cast<std::ptrdiff_t>(*at) + 1)
+               : values.rend();
+      }
       if (newest == values.rend()) continue;
       const int decimals =
           specification ? std::min(DecimalsOf(values), graph.decimals) : graph.decimals;
@@ -260,10 +273,14 @@ class Plot {
         view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point",
         rules ? "# breaks a rule" : "",
         outside ? "S beyond a specification limit" : "",
-        unused ? "x disabled or incomplete" : "",
+        unused ? std::ranges::any_of(view_.phases, &PhaseView::is_excluded)
+                     ? "x disabled, incomplete or excluded"
+                     : "x disabled or incomplete"
+               : "",
         limits ? "- control limit   \xC2\xB7 centre" : "",
         specification ? "= specification limit" : "",
-        target ? ": target" : ""};
+        target ? ": target" : "",
+        view_.phases.size() > 1 ? std::string(kBorder) + " border of a phase" : ""};
     out_.Blank();
     out_.Line(Joined(texts, "   "), 0);
   }
@@ -292,7 +309,17 @@ class Plot {
     out_.Write(table);
   }
 
+  void Phases() {
+    if (view_.phases.empty()) return;
+    out_.Blank();
+    out_.Line("phases, with the limits at the newest point of each:");
+    auto table = PhaseTable(view_, false);
+    table.title.clear();
+    out_.Write(table);
+  }
+
   void Streams() {
+    if (!view_.phases.empty()) return EstimatesOfPhases();
     if (std::ranges::none_of(view_.stream_views, [](const StreamView& stream) {
           return std::isfinite(stream.mean.value);
         }))
@@ -304,6 +331,16 @@ class Plot {
       WriteEstimate("mean", stream.mean);
       WriteEstimate("sigma", stream.sp);
       if (stream.sw.value != stream.sp.value) WriteEstimate("sigma within", stream.sw);
+    }
+  }
+
+  void EstimatesOfPhases() {
+    out_.Blank();
+    out_.Line("estimates from the points of each phase:");
+    for (const auto& phase : view_.phases) {
+      out_.Line(phase.name.empty() ? "(none)" : phase.name);
+      WriteEstimate("mean", phase.mean);
+      WriteEstimate("sigma", phase.sp);
     }
   }
 
@@ -499,6 +536,7 @@ std::string RenderChartText(const ChartView& view, const TextOptions& options) {
 std::string RenderChartHtml(const ChartView& view) {
   Page page(view, ChartScene(view, true));
   if (view.Count() == 0) return page.Text();
+  if (!view.phases.empty()) page.Write(PhaseTable(view, true));
   WriteEstimates(page, view);
   WriteMarks(page, view);
   WriteDowntimes(page, view);

@@ -266,6 +266,11 @@ void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& na
                     bool descriptors) {
   json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
     WriteSubgroup(json, row, names, data.has_texts);
+    if (!data.phase_of.empty()) {
+      const auto place = static_cast<std::size_t>(&row - data.rows.data());
+      const auto& phase = data.phases[static_cast<std::size_t>(data.phase_of[place])];
+      json.MemberIf(!phase.empty(), "Phase", phase);
+    }
     WriteRemarks(json, RemarksOf(row), names, descriptors, data.has_texts);
   });
 }

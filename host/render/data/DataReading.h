@@ -92,6 +92,9 @@ const Remarks& RemarksOf(const SubgroupRow& row);
 struct SubgroupsRead {
   std::int32_t total_subgroups = 0, total_groups = 0, total_tests = 0, total_descriptors = 0;
   std::vector<SubgroupRow> rows;
+  // The phase of each row among these names, of which an empty one is none; empty: not known.
+  std::vector<std::int32_t> phase_of;
+  std::vector<std::string> phases;
   // Whether labels, events and whole comments came from a database: no result has them.
   bool has_texts = false;
 };

@@ -221,6 +221,47 @@ FakeStore Steps(const std::vector<double>& values) {
   return store;
 }
 
+// Takes times and the number of subgroups of a selection as a database does.
+struct CuttingStore : FakeStore {
+  bool Select(API_DSInfo& info, std::span<const std::int32_t> filter, const SelectOptions& options,
+              DataSet& out) override {
+    if (!FakeStore::Select(info, filter, options, out)) return false;
+    ++selections;
+    if (info.TimeType == drttStatic) {
+      std::erase_if(out.subgroups, [&](const auto& row) {
+        return row.Sgtm < info.TimeStart || row.Sgtm > info.TimeEnd;
+      });
+    } else {
+      info.TimeStart = INT32_MIN;
+    }
+    const auto count = static_cast<std::size_t>(info.Count);
+    if (count > 0 && out.subgroups.size() > count)
+      out.subgroups.erase(out.subgroups.begin(),
+                          out.subgroups.end() - static_cast<std::ptrdiff_t>(count));
+    return true;
+  }
+  int selections = 0;
+};
+
+// The centre of graph 1 at the newest point of the newest `count` subgroups.
+double CentreOfNewest(CuttingStore& store, std::int32_t count, bool of_counts) {
+  API_DSInfo info{};
+  info.Count = count;
+  const auto centre = [&](auto& run) {
+    return Fetch<double>(run, platform::ChartData::cCLs, 1, static_cast<std::size_t>(count)).back();
+  };
+  if (of_counts) {
+    AttributeRun run;
+    EXPECT_NE(run.Process(store, info, {}, {kOwnC, 0, 0.0}), 0);
+    return centre(run);
+  }
+  VariableRun run;
+  API_CCVarOptions options{};
+  options.ChartWord = kIxMr;
+  EXPECT_NE(run.Process(store, info, {}, options), 0);
+  return centre(run);
+}
+
 }  // namespace
 
 TEST(PhasesInvariant, PhasesOnOneChartOfValuesAreChartsSideBySide) {
@@ -481,6 +522,31 @@ TEST(Phases, WithoutPhasesThereAreNoReports) {
   options.ChartWord = kIxMr;
   ASSERT_NE(run.Process(store, info, {}, options), 0);
   EXPECT_TRUE(run.Phases().empty() && run.PhaseOfPoints().empty());
+}
+
+TEST(Phases, FrozenLimitsAreThoseOfThePhaseWhereTheSelectionBeginsInsideIt) {
+  for (const bool of_counts : {false, true}) {
+    CuttingStore store;
+    if (of_counts) store.types[1] = ttDefects;
+    for (const double value : {50.0, 1.0, 2.0, 6.0, 20.0, 30.0, 40.0}) {
+      if (of_counts) {
+        store.AddCount(value, 1);
+      } else {
+        store.Add({{value}});
+      }
+    }
+    store.phases = {Between(10, 60, "A", PhaseKind::Stage, 3)};
+    TakeNotes();
+    // The point after the phase has its limits, too.
+    for (const std::int32_t count : {2, 3, 6, 7}) {
+      EXPECT_DOUBLE_EQ(CentreOfNewest(store, count, of_counts), 3.0) << count;
+      // The one point before the phase has no limits.
+      EXPECT_EQ(NoteCodes().contains("phase-short"), count == 7);
+    }
+    EXPECT_EQ(store.selections, 4 + 3) << "what holds the start of the phase is read once";
+    store.phases[0].freeze_after = 0;
+    EXPECT_DOUBLE_EQ(CentreOfNewest(store, 3, of_counts), 25.0);
+  }
 }
 
 TEST(Phases, PointsOfTheFirstNThatCountFreezeTheLimits) {
