@@ -102,6 +102,9 @@ CREATE TABLE alarm(
   UNIQUE(stream, graph, rule, first_subgroup));
 CREATE INDEX alarm_by_state ON alarm(state, event);
 
+-- Events of the subgroups of a chart.
+CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
+
 -- Up to when a sampling requirement is judged, and the windows that were short.
 CREATE TABLE sampling_mark(
   requirement INTEGER NOT NULL REFERENCES requirement, due INTEGER NOT NULL, event INTEGER,

@@ -6,6 +6,7 @@
 
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/phases.h"
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -269,6 +270,7 @@ StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadControlLimits(connection, *this, nullptr);
   ReadOpportunities(connection, *this, nullptr);
   ReadNetContents(connection, *this);
+  phases = ReadPhases(connection);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
 }

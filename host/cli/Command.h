@@ -55,6 +55,7 @@ Command CopyCommand();
 Command BackupCommand();
 Command CheckCommand();
 Command SetCommand();
+Command PhaseCommand();
 Command EditCommand();
 Command CommentCommand();
 Command LogCommand();
