@@ -51,6 +51,7 @@ LAYERS = {
     "engine/store": STORE,
     "engine/import": STORE,
     "engine/charts": CALCULATION,
+    "engine/limits": CALCULATION + ["engine/charts", "engine/log", "engine/sql"],
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,
     "engine/compliance": CALCULATION,
