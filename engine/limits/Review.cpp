@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "engine/change/events.h"
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/limits/WindowStore.h"
@@ -95,29 +96,6 @@ std::vector<RunOfPoints> RunsOf(const std::vector<int>& sides) {
 
 std::string NumberText(double value) { return log::CanonicalText(log::Number(value)); }
 
-void AddEvent(log::Writing& writing, const store::Stream& stream, std::string_view name,
-              std::int32_t subgroup_time, const std::string& why) {
-  auto& db = writing.Db();
-  std::int32_t name_id = 0;
-  {
-    sql::Query known(db, "SELECT id FROM event_name WHERE name = ?1", name);
-    if (known.Step()) name_id = known.Int(0);
-  }
-  if (name_id == 0) {
-    name_id = static_cast<std::int32_t>(sql::TakeIds(db, "event_name"));
-    sql::Query(db, "INSERT INTO event_name(id, name) VALUES(?1, ?2)", name_id, name).Run();
-  }
-  const auto id = sql::TakeIds(db, "event");
-  sql::Query(db,
-             "INSERT INTO event(id, type, name, time, part, process, test, subgroup_time, "
-             "employee, flag) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, 0)",
-             id, etGeneral, name_id, writing.Seconds(), stream.part, stream.process, stream.test,
-             subgroup_time, writing.Employee())
-      .Run();
-  writing.Add("event", "event " + std::to_string(id), {},
-              log::CanonicalText({{"type", "general"}, {"name", name}, {"text", why}}));
-}
-
 // One stream under review.
 class StreamReview {
  public:
@@ -143,6 +121,10 @@ class StreamReview {
   std::string CauseOfRun(const RunOfPoints& run);
   std::optional<LimitReview> Answer(const RunOfPoints& run, const ListedLimit* waiting);
   LimitReview Withdraw(const ListedLimit& waiting);
+  void AddEvent(std::string_view name, std::int32_t subgroup_time) {
+    change::AddEvent(writing_, etGeneral,
+                     {stream_.process, stream_.part, stream_.test, subgroup_time, name});
+  }
   bool IsOfPolicy(const ListedLimit& row) const {
     return row.process == stream_.process && MinimumOf(row.rule) > 0;
   }
@@ -235,11 +217,11 @@ std::string StreamReview::Why(const RunOfPoints& run, const std::string& cause) 
 }
 
 LimitReview StreamReview::Withdraw(const ListedLimit& waiting) {
-  Reject(writing_, waiting.id, 0);
+  Reject(writing_, waiting.id, {});
   const auto text = "limits " + std::to_string(waiting.id) +
                     " are withdrawn: the run was over before there were " +
                     std::to_string(MinimumOf(waiting.rule)) + " points";
-  AddEvent(writing_, stream_, kWithdrawnEvent, waiting.start, text);
+  AddEvent(kWithdrawnEvent, waiting.start);
   return Said("withdrawn", text, waiting.id);
 }
 
@@ -289,7 +271,7 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
                 waiting->id);
   }
   const auto id = Propose(writing_, request, computed);
-  AddEvent(writing_, stream_, kProposedEvent, first.time, why);
+  AddEvent(kProposedEvent, first.time);
   return Said("proposed", "limits " + std::to_string(id) + progress + "; " + why, id);
 }
 
@@ -310,12 +292,6 @@ std::optional<LimitReview> StreamReview::Do() {
 }
 
 }  // namespace
-
-std::int32_t MinimumOf(std::string_view rule) {
-  const auto word = rule.substr(0, rule.find(':'));
-  const auto found = std::ranges::find(kBaselinePresets, word, &BaselinePreset::word);
-  return found == std::end(kBaselinePresets) ? 0 : found->minimum;
-}
 
 std::vector<BaselinePolicy> ReadPolicies(sql::Connection& db) {
   using Row = BaselinePolicy;

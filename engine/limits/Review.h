@@ -10,9 +10,6 @@
 // Policies of streams that say when limits are proposed anew. Inside a transaction.
 namespace orvspc::engine::limits {
 
-// The subgroups that the policy asks for, whose word begins the rule of a row; 0: of no policy.
-std::int32_t MinimumOf(std::string_view rule);
-
 // Oldest first; of two for the same the newer counts.
 std::vector<BaselinePolicy> ReadPolicies(sql::Connection& db);
 // word: of a preset. 0 for any part, process or test. Returns its number.

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "engine/catalogue/References.h"
+#include "engine/change/version.h"
 #include "engine/limits/Phases.h"
-#include "engine/limits/Review.h"
 #include "engine/log/Json.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
@@ -106,31 +106,11 @@ void StoreState(log::Writing& writing, const ListedLimit& before, const ListedLi
               log::CanonicalText(StateJson(after)));
 }
 
-// The version of a row, which is that of the latest entry about it; 0: none.
-std::int64_t VersionOf(sql::Connection& db, std::int32_t id, std::string* text = nullptr) {
-  sql::Query query(db, "SELECT seq, who, at FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
-                   ObjectOf(id));
-  if (!query.Step()) return 0;
-  constexpr std::int64_t kMillisecondsOfSecond = 1000;
-  if (text != nullptr) {
-    *text = " was changed by " + std::string(query.Text(1)) + " at " +
-            IsoText(query.Int64(2) / kMillisecondsOfSecond);
-  }
-  return query.Int64(0);
-}
-
 // The row that a step is for.
-ListedLimit Stepping(log::Writing& writing, std::int32_t id, std::int64_t expect) {
+ListedLimit Stepping(log::Writing& writing, std::int32_t id, Expected expected) {
   writing.NeedReason();
   auto row = NeedLimit(writing.Db(), id);
-  if (expect == 0) return row;
-  std::string text;
-  const auto version = VersionOf(writing.Db(), id, &text);
-  if (version != expect) {
-    throw Conflict("limit", std::to_string(id),
-                   "limits: " + std::to_string(id) + text + " (version " + std::to_string(version) +
-                       ", you saw " + std::to_string(expect) + ")");
-  }
+  change::CheckVersion(writing.Db(), ObjectOf(id), "limits: " + std::to_string(id), expected);
   return row;
 }
 
@@ -300,9 +280,10 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
               log::CanonicalText(WholeJson(db, NeedLimit(db, id), computed.shown.exclusions)));
 }
 
-void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval) {
+void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
+             Expected expected) {
   auto& db = writing.Db();
-  const auto before = Stepping(writing, id, approval.expect);
+  const auto before = Stepping(writing, id, expected);
   if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
   CheckApprover(writing, before);
   if (const auto minimum = MinimumOf(before.rule); before.used < minimum && !approval.force) {
@@ -337,16 +318,16 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
   }
 }
 
-void Reject(log::Writing& writing, std::int32_t id, std::int64_t expect) {
-  const auto before = Stepping(writing, id, expect);
+void Reject(log::Writing& writing, std::int32_t id, Expected expected) {
+  const auto before = Stepping(writing, id, expected);
   if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
   auto after = before;
   after.state = LimitState::Rejected;
   StoreState(writing, before, after);
 }
 
-void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, std::int64_t expect) {
-  const auto before = Stepping(writing, id, expect);
+void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected) {
+  const auto before = Stepping(writing, id, expected);
   if (before.state != LimitState::Active) RefuseState(before, "active");
   if (at <= before.effective) {
     throw Refused("at", "at", IsoText(at),
@@ -361,8 +342,8 @@ void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, std::int64_
   StoreState(writing, before, after);
 }
 
-void Void(log::Writing& writing, std::int32_t id, std::int64_t expect) {
-  const auto before = Stepping(writing, id, expect);
+void Void(log::Writing& writing, std::int32_t id, Expected expected) {
+  const auto before = Stepping(writing, id, expected);
   if (!Holds(before)) RefuseState(before, "active or retired");
   for (const auto& row : ReadLimits(writing.Db(), {before.part, before.process, before.test})) {
     if (row.replaced_by != id || !Holds(row)) continue;
@@ -375,6 +356,12 @@ void Void(log::Writing& writing, std::int32_t id, std::int64_t expect) {
   auto after = before;
   after.state = LimitState::Void;
   StoreState(writing, before, after);
+}
+
+std::int32_t MinimumOf(std::string_view rule) {
+  const auto word = rule.substr(0, rule.find(':'));
+  const auto found = std::ranges::find(kBaselinePresets, word, &BaselinePreset::word);
+  return found == std::end(kBaselinePresets) ? 0 : found->minimum;
 }
 
 LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t id) {

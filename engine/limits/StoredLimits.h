@@ -27,16 +27,21 @@ std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const C
 void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
             const Computed& computed);
 
-// The steps. expect: the version that the caller saw; 0: any.
+// The steps, on the version that the caller saw, or on any.
 //   Approve  it holds from its effective time on; rows of its stream that held end there, and it
 //            ends where the next one begins. With new_phase, a phase of that name begins, too.
 //   Reject   it never holds
 //   Retire   it holds up to and without a time; older rows do not come back
 //   Void     it holds nowhere, and what it replaced holds again in its place
-void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval);
-void Reject(log::Writing& writing, std::int32_t id, std::int64_t expect);
-void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, std::int64_t expect);
-void Void(log::Writing& writing, std::int32_t id, std::int64_t expect);
+using Expected = std::optional<std::int64_t>;
+void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
+             Expected expected);
+void Reject(log::Writing& writing, std::int32_t id, Expected expected);
+void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected);
+void Void(log::Writing& writing, std::int32_t id, Expected expected);
+
+// The subgroups that the policy asks for, whose word begins the rule of a row; 0: of no policy.
+std::int32_t MinimumOf(std::string_view rule);
 
 LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t id);
 LimitComparison Compare(const ListedLimit& first, const ListedLimit& second);

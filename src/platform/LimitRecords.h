@@ -93,9 +93,8 @@ struct LimitProposal {
 
 struct LimitApproval {
   std::optional<std::int32_t> effective;  // from when it holds; empty: as proposed
-  std::string new_phase;                  // name of a phase that begins there; empty: none
+  std::string new_phase = {};             // name of a phase that begins there; empty: none
   bool force = false;                     // also with too few subgroups for its policy
-  std::int64_t expect = 0;                // the version that was seen; 0: any
 };
 
 // A row of control limits with its life.

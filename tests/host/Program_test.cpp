@@ -595,7 +595,7 @@ TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
                         "INSERT INTO requirement(name, process, test, kind, n, minutes, who, made) "
                         "VALUES('R', 1, 1, 'interval', 1, 1, 'host', 1); PRAGMA user_version=2");
   line =
-      "note: old.db was brought forward from schema 2 to 3; the former file is kept as "
+      "note: old.db was brought forward from schema 2 to 4; the former file is kept as "
       "old.db.v2.\n";
   const Outcome broken = Run("compliance --db old.db --since 1990-01-01 --until 2020-01-01");
   EXPECT_EQ(broken.status, 1) << broken.out;

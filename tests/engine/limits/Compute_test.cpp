@@ -122,7 +122,7 @@ TEST_F(ComputeTest, FrozenAfterKAreTheLimitsOfTheFirstKOnEveryChart) {
             ++compared;
           }
         }
-        Data().VoidLimits(id, ann_, "next chart");
+        Data().VoidLimits(id, {ann_, "next chart"});
       }
     }
   }
@@ -300,7 +300,9 @@ TEST_F(ComputeTest, TooManyPointsBeyondTheLimitsAreNotScreened) {
   const auto limits = Data().ComputeLimits(request);
   ASSERT_FALSE(limits.missing.empty());
   EXPECT_EQ(limits.missing[0], "not in control: too many points lie beyond the limits");
-  EXPECT_EQ(FailureOf([&] { Data().ProposeLimits(request, ann_, "try it"); }).substr(0, 37),
+  EXPECT_EQ(FailureOf([&] {
+              Data().ProposeLimits(request, {ann_, "try it"});
+            }).substr(0, 37),
             "limits: not proposed: not in control:");
 }
 

@@ -42,13 +42,13 @@ class LifeTest : public LimitsTest {
   void Approve(std::int32_t id, std::size_t from) {
     LimitApproval approval;
     approval.effective = TimeAt(from);
-    Data().ApproveLimits(id, approval, ann_, "looks right");
+    Data().ApproveLimits(id, approval, {ann_, "looks right"});
   }
   std::int32_t Propose(std::int32_t first = 20) {
     auto request = Request(Shape::Fives, 0x110);
     request.first = first;
     request.force = true;
-    return Data().ProposeLimits(request, ann_, "first limits");
+    return Data().ProposeLimits(request, {ann_, "first limits"});
   }
   std::vector<log::Entry> Log() {
     std::vector<log::Entry> entries;
@@ -104,7 +104,7 @@ TEST_F(LifeTest, OneApprovedBetweenTwoEndsWhereTheNextBegins) {
   const auto earliest = Propose(12);
   LimitApproval approval;
   approval.effective = TimeAt(0) - 5;
-  Data().ApproveLimits(earliest, approval, ann_, "before all");
+  Data().ApproveLimits(earliest, approval, {ann_, "before all"});
   EXPECT_EQ(Rows(), Expected({{10, first}, {20, between}, {10, last}}));
   EXPECT_EQ(Row(earliest).until, TimeAt(0));
 }
@@ -113,7 +113,7 @@ TEST_F(LifeTest, OneApprovedBetweenTwoEndsWhereTheNextBegins) {
 TEST_F(LifeTest, ARetiredRowHoldsForItsOwnTime) {
   const auto id = Hold(0, 20);
   const auto before = ChartOf(Shape::Fives, 0x110);
-  Data().RetireLimits(id, TimeAt(25), ann_, "new tool");
+  Data().RetireLimits(id, TimeAt(25), {ann_, "new tool"});
   const auto after = ChartOf(Shape::Fives, 0x110);
   for (std::size_t i = 0; i < 25; ++i) {
     EXPECT_EQ(after.graphs[0].ucl[i], before.graphs[0].ucl[i]) << i;
@@ -130,7 +130,7 @@ TEST_F(LifeTest, ARetiredRowHoldsForItsOwnTime) {
 
 TEST_F(LifeTest, AGapHasNoRow) {
   const auto first = Hold(5, 10);
-  Data().RetireLimits(first, TimeAt(15), ann_, "shut down");
+  Data().RetireLimits(first, TimeAt(15), {ann_, "shut down"});
   const auto second = Hold(30, 20);
   EXPECT_EQ(Rows(), Expected({{5, 0}, {10, first}, {15, 0}, {10, second}}));
   EXPECT_EQ(Row(first).replaced_by, 0) << "it had ended before";
@@ -145,7 +145,7 @@ TEST_F(LifeTest, ImportedRowsFollowOneAnother) {
          ImportKind::ControlLimits);
   EXPECT_EQ(Rows(), Expected({{10, 1}, {10, 2}, {20, 3}}));
   for (const auto& row : Data().ListLimits()) EXPECT_EQ(row.state, LimitState::Active);
-  Data().RetireLimits(3, TimeAt(30), ann_, "ended");
+  Data().RetireLimits(3, TimeAt(30), {ann_, "ended"});
   EXPECT_EQ(Rows(), Expected({{10, 1}, {10, 2}, {10, 3}, {10, 0}}));
   const auto fourth = Hold(35, 20);
   EXPECT_EQ(Rows(), Expected({{10, 1}, {10, 2}, {10, 3}, {5, 0}, {5, fourth}}));
@@ -153,7 +153,7 @@ TEST_F(LifeTest, ImportedRowsFollowOneAnother) {
 
 TEST_F(LifeTest, AVoidRowGivesItsTimeBack) {
   const auto first = Hold(0, 10), second = Hold(20, 20);
-  Data().VoidLimits(second, ann_, "wrong gage");
+  Data().VoidLimits(second, {ann_, "wrong gage"});
   EXPECT_EQ(Rows(), Expected({{40, first}}));
   EXPECT_EQ(Row(first).state, LimitState::Active);
   EXPECT_EQ(Row(first).until, std::nullopt);
@@ -162,7 +162,7 @@ TEST_F(LifeTest, AVoidRowGivesItsTimeBack) {
   // Of three, the middle one: the first lasts up to the last.
   const auto middle = Hold(10, 15), last = Hold(30, 20);
   EXPECT_EQ(Rows(), Expected({{10, first}, {20, middle}, {10, last}}));
-  Data().VoidLimits(middle, ann_, "wrong, too");
+  Data().VoidLimits(middle, {ann_, "wrong, too"});
   EXPECT_EQ(Rows(), Expected({{30, first}, {10, last}}));
   EXPECT_EQ(Row(first).replaced_by, last);
 }
@@ -172,7 +172,7 @@ TEST_F(LifeTest, RowsOfTheProcessAndForAnyFollowTheirOwnKind) {
   const auto id = Hold(10, 20);
   EXPECT_EQ(Rows(), Expected({{10, 1}, {30, id}}));
   EXPECT_EQ(Row(1).until, std::nullopt) << "it goes on for other processes";
-  Data().RetireLimits(id, TimeAt(20), ann_, "ended");
+  Data().RetireLimits(id, TimeAt(20), {ann_, "ended"});
   EXPECT_EQ(Rows(), Expected({{10, 1}, {10, id}, {20, 1}}));
 }
 
@@ -194,15 +194,23 @@ TEST_F(LifeTest, MessagesOfStepsThatCannotBe) {
   const auto id = Propose();
   const auto failure = [](const auto& work) { return FailureOf(work); };
   const auto number = std::to_string(id);
-  EXPECT_EQ(failure([&] { Data().RetireLimits(id, TimeAt(30), ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().RetireLimits(id, TimeAt(30), {ann_, "try it"});
+            }),
             "limits: " + number + " is proposed, not active");
-  EXPECT_EQ(failure([&] { Data().VoidLimits(id, ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().VoidLimits(id, {ann_, "try it"});
+            }),
             "limits: " + number + " is proposed, not active or retired");
   Approve(id, 20);
   EXPECT_EQ(failure([&] { Approve(id, 30); }), "limits: " + number + " is active, not proposed");
-  EXPECT_EQ(failure([&] { Data().RejectLimits(id, ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().RejectLimits(id, {ann_, "try it"});
+            }),
             "limits: " + number + " is active, not proposed");
-  EXPECT_EQ(failure([&] { Data().RetireLimits(id, TimeAt(20), ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().RetireLimits(id, TimeAt(20), {ann_, "try it"});
+            }),
             "limits: " + number + " holds from " + platform::IsoText(TimeAt(20)) +
                 " on; retire it later, or void it");
   const auto next = Propose();
@@ -212,23 +220,29 @@ TEST_F(LifeTest, MessagesOfStepsThatCannotBe) {
   EXPECT_EQ(Row(next).state, LimitState::Proposed);
   EXPECT_EQ(failure([&] { Data().ShowLimits(99); }),
             "limits: there is no row 99 (orvspc limits list shows them)");
-  EXPECT_EQ(failure([&] { Data().VoidLimits(99, ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().VoidLimits(99, {ann_, "try it"});
+            }),
             "limits: there is no row 99 (orvspc limits list shows them)");
   auto outside = Request(Shape::Fives);
   outside.until = TimeAt(20);
   outside.exclusions = {{35, "worn"}};
-  EXPECT_EQ(failure([&] { Data().ProposeLimits(outside, ann_, "try it"); }),
+  EXPECT_EQ(failure([&] {
+              Data().ProposeLimits(outside, {ann_, "try it"});
+            }),
             "limits: #35 lies outside the window");
 }
 
 TEST_F(LifeTest, AProposalNeedsEnoughSubgroups) {
   auto request = Request(Shape::Fives, 0x110);
   request.first = 19;
-  EXPECT_EQ(FailureOf([&] { Data().ProposeLimits(request, ann_, "try it"); }),
+  EXPECT_EQ(FailureOf([&] {
+              Data().ProposeLimits(request, {ann_, "try it"});
+            }),
             "limits: not proposed: 19 subgroups; 20 are needed (--force)");
   EXPECT_TRUE(Data().ListLimits().empty());
   request.minimum = 12;
-  EXPECT_NO_THROW(Data().ProposeLimits(request, ann_, "the policy asks for 12"));
+  EXPECT_NO_THROW(Data().ProposeLimits(request, {ann_, "the policy asks for 12"}));
 }
 
 TEST_F(LifeTest, EveryStepNeedsAReason) {
@@ -237,12 +251,12 @@ TEST_F(LifeTest, EveryStepNeedsAReason) {
   const auto failure = [](const auto& work) { return FailureOf(work); };
   auto request = Request(Shape::Fives);
   request.force = true;
-  EXPECT_EQ(failure([&] { Data().ProposeLimits(request, ann_, ""); }), needed);
-  EXPECT_EQ(failure([&] { Data().FreezeLimits(request, {}, ann_, ""); }), needed);
-  EXPECT_EQ(failure([&] { Data().ApproveLimits(id, {}, ann_, ""); }), needed);
-  EXPECT_EQ(failure([&] { Data().RejectLimits(id, ann_, ""); }), needed);
-  EXPECT_EQ(failure([&] { Data().RetireLimits(id, TimeAt(30), ann_, "no"); }), needed);
-  EXPECT_EQ(failure([&] { Data().VoidLimits(id, ann_, ""); }), needed);
+  EXPECT_EQ(failure([&] { Data().ProposeLimits(request, {ann_, ""}); }), needed);
+  EXPECT_EQ(failure([&] { Data().FreezeLimits(request, {}, {ann_, ""}); }), needed);
+  EXPECT_EQ(failure([&] { Data().ApproveLimits(id, {}, {ann_, ""}); }), needed);
+  EXPECT_EQ(failure([&] { Data().RejectLimits(id, {ann_, ""}); }), needed);
+  EXPECT_EQ(failure([&] { Data().RetireLimits(id, TimeAt(30), {ann_, "no"}); }), needed);
+  EXPECT_EQ(failure([&] { Data().VoidLimits(id, {ann_, ""}); }), needed);
   EXPECT_EQ(Log().size(), 1U) << "nothing happened";
 }
 
@@ -254,9 +268,9 @@ TEST_F(LifeTest, TwoPeopleWhereTheSettingSaysSo) {
   EXPECT_EQ(Row(id).state, LimitState::Proposed);
   auto request = Request(Shape::Fives);
   request.force = true;
-  EXPECT_EQ(FailureOf([&] { Data().FreezeLimits(request, {}, ann_, "alone"); }), refused);
+  EXPECT_EQ(FailureOf([&] { Data().FreezeLimits(request, {}, {ann_, "alone"}); }), refused);
   EXPECT_EQ(Data().ListLimits().size(), 1U) << "freezing is all or nothing";
-  Data().ApproveLimits(id, {}, bob_, "agreed");
+  Data().ApproveLimits(id, {}, {bob_, "agreed"});
   EXPECT_EQ(Row(id).state, LimitState::Active);
   Data().Set("approval", "one");
   const auto next = Propose(25);
@@ -295,15 +309,16 @@ TEST_F(LifeTest, AVersionThatIsNotTheLatestConflicts) {
   const auto id = Propose();
   const auto seen = Data().ShowLimits(id).version;
   EXPECT_GT(seen, 0);
-  Data().ApproveLimits(id, {}, bob_, "agreed");
-  const auto failure =
-      FailureOf([&] { Data().RetireLimits(id, TimeAt(35), ann_, "try it", seen); });
+  Data().ApproveLimits(id, {}, {bob_, "agreed"});
+  const auto failure = FailureOf([&] {
+    Data().RetireLimits(id, TimeAt(35), {ann_, "try it", seen});
+  });
   EXPECT_TRUE(failure.starts_with("limits: " + std::to_string(id) + " was changed by Bob at 20"))
       << failure;
   EXPECT_TRUE(failure.ends_with("(version " + std::to_string(Data().ShowLimits(id).version) +
                                 ", you saw " + std::to_string(seen) + ")"))
       << failure;
-  Data().RetireLimits(id, TimeAt(35), ann_, "seen", Data().ShowLimits(id).version);
+  Data().RetireLimits(id, TimeAt(35), {ann_, "seen", Data().ShowLimits(id).version});
   EXPECT_EQ(Row(id).state, LimitState::Retired);
 }
 
@@ -325,12 +340,12 @@ TEST_F(LifeTest, ApprovalCanBeginAPhase) {
     LimitApproval approval;
     approval.effective = TimeAt(from);
     approval.new_phase = name;
-    Data().ApproveLimits(Propose(), approval, ann_, "new tool");
+    Data().ApproveLimits(Propose(), approval, {ann_, "new tool"});
   };
   approve(10, "Tool A");
   approve(20, "Tool B");
   EXPECT_EQ(phases(), (std::vector<std::string>{"Tool A 10 20", "Tool B 20 on"}));
-  Data().VoidLimits(2, ann_, "wrong");
+  Data().VoidLimits(2, {ann_, "wrong"});
   EXPECT_EQ(FailureOf([&] { approve(20, "Tool C"); }),
             "phase: overlaps \"Tool B\" (" + platform::IsoText(TimeAt(20)) + " to now)");
   EXPECT_EQ(phases().size(), 2U);
@@ -341,8 +356,8 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   request.first = 20;
   request.force = true;
   request.exclusions = {{7, "tool broke"}};
-  const auto id = Data().ProposeLimits(request, ann_, "first limits");
-  Data().ApproveLimits(id, {}, bob_, "agreed");
+  const auto id = Data().ProposeLimits(request, {ann_, "first limits"});
+  Data().ApproveLimits(id, {}, {bob_, "agreed"});
   auto details = Data().ShowLimits(id);
   EXPECT_EQ(details.row.id, id);
   ASSERT_EQ(details.exclusions.size(), 1U);
@@ -370,7 +385,7 @@ TEST_F(LifeTest, ComparisonIsInStandardErrors) {
   auto request = Request(Shape::Fives, 0x110);
   request.since = TimeAt(20);
   request.force = true;
-  const auto second = Data().ProposeLimits(request, ann_, "second limits");
+  const auto second = Data().ProposeLimits(request, {ann_, "second limits"});
   const auto a = Row(first), b = Row(second);
   const auto compared = Data().CompareLimits(first, second);
   EXPECT_EQ(compared.centre.first, a.mean);

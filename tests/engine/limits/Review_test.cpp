@@ -14,7 +14,7 @@ class ReviewTest : public LimitsTest {
   ReviewTest() {
     Add(30, 100.0);
     row_ = Freeze(Shape::Singles, 0x330, 30, TimeAt(29) + 1);
-    Data().SetBaselinePolicy(Stream(Shape::Singles), "public-health", ann_, "as agreed");
+    Data().SetBaselinePolicy(Stream(Shape::Singles), "public-health", {ann_, "as agreed"});
   }
 
   // More values about a level, both sides of it in turn but by chance.
@@ -32,7 +32,7 @@ class ReviewTest : public LimitsTest {
                ",New tool,P,A\n",
            ImportKind::Events);
   }
-  std::vector<LimitReview> Review() { return Data().ReviewLimits({}, ann_); }
+  std::vector<LimitReview> Review() { return Data().ReviewLimits({}, {ann_, ""}); }
   // The code of the only finding; empty: none.
   std::string Code() {
     const auto all = Review();
@@ -89,7 +89,9 @@ TEST_F(ReviewTest, ARunWithACauseIsProposedAndGrowsUpToItsMinimum) {
   EXPECT_EQ(Proposed()[0].sp, Row(row_).sp) << "the width of before";
   EXPECT_TRUE(Proposed()[0].rule.starts_with("public-health: 8 points above "));
   EXPECT_EQ(CentresOf(ChartOf(Shape::Singles, 0x330)).back(), Row(row_).mean) << "never silent";
-  EXPECT_EQ(FailureOf([&] { Data().ApproveLimits(2, {}, bob_, "agreed"); }),
+  EXPECT_EQ(FailureOf([&] {
+              Data().ApproveLimits(2, {}, {bob_, "agreed"});
+            }),
             "limits: 2 is of 8 subgroups; 12 are needed by its policy (--force)");
   EXPECT_EQ(Code(), "") << "nothing new";
 
@@ -108,7 +110,7 @@ TEST_F(ReviewTest, ARunWithACauseIsProposedAndGrowsUpToItsMinimum) {
   EXPECT_EQ(Proposed().at(0).mean, whole.mean);
   EXPECT_EQ(Events().size(), 1U);
 
-  Data().ApproveLimits(2, {}, bob_, "agreed");
+  Data().ApproveLimits(2, {}, {bob_, "agreed"});
   EXPECT_EQ(Row(row_).until, TimeAt(30));
   EXPECT_EQ(Code(), "") << "the new centre fits";
 }
@@ -169,7 +171,7 @@ TEST_F(ReviewTest, WhatWasRejectedIsNotProposedAgain) {
   Add(14, 105.0);
   AddCause(30);
   EXPECT_EQ(Code(), "proposed");
-  Data().RejectLimits(2, bob_, "a test batch");
+  Data().RejectLimits(2, {bob_, "a test batch"});
   Add(3, 105.0);
   EXPECT_EQ(Code(), "");
   EXPECT_TRUE(Proposed().empty());
@@ -189,22 +191,24 @@ TEST_F(ReviewTest, TheMoreSpecificPolicyHoldsAndOffIsOff) {
   Add(8, 105.0);
   AddCause(30);
   auto stream = Stream(Shape::Singles);
-  Data().SetBaselinePolicy({}, "shewhart", ann_, "for the plant");
+  Data().SetBaselinePolicy({}, "shewhart", {ann_, "for the plant"});
   EXPECT_EQ(Data().BaselinePolicies().size(), 2U);
   EXPECT_EQ(Code(), "proposed") << "eight are enough for the stream's own";
-  Data().SetBaselinePolicy(stream, "off", ann_, "not here");
+  Data().SetBaselinePolicy(stream, "off", {ann_, "not here"});
   Add(8, 105.0);
   EXPECT_EQ(Code(), "");
-  Data().SetBaselinePolicy(stream, "shewhart", ann_, "as elsewhere");
+  Data().SetBaselinePolicy(stream, "shewhart", {ann_, "as elsewhere"});
   Add(8, 105.0);
   EXPECT_EQ(Code(), "updated") << "the twelve that its former policy asked for are not enough";
   EXPECT_EQ(Proposed().at(0).used, 20);
-  EXPECT_EQ(FailureOf([&] { Data().SetBaselinePolicy(stream, "often", ann_, "try it"); }),
+  EXPECT_EQ(FailureOf([&] {
+              Data().SetBaselinePolicy(stream, "often", {ann_, "try it"});
+            }),
             "limits: there is no policy \"often\"");
 }
 
 TEST_F(ReviewTest, AStreamWithoutLimitsInForceIsNamed) {
-  Data().RetireLimits(row_, TimeAt(32), ann_, "ended");
+  Data().RetireLimits(row_, TimeAt(32), {ann_, "ended"});
   Add(10, 105.0);
   const auto said = Review();
   ASSERT_EQ(said.size(), 1U);
@@ -224,7 +228,7 @@ TEST_F(ReviewTest, ChartsOfCountsAreReviewedToo) {
   Add(1, 100.0);
   counts(0, 25, 4);
   Freeze(Shape::Defects, 0xF00, 25, TimeAt(25));
-  Data().SetBaselinePolicy(Stream(Shape::Defects), "public-health", ann_, "as agreed");
+  Data().SetBaselinePolicy(Stream(Shape::Defects), "public-health", {ann_, "as agreed"});
   counts(25, 12, 8);
   AddCause(25);
   EXPECT_EQ(Code(), "proposed");

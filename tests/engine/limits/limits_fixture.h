@@ -116,7 +116,7 @@ class LimitsTest : public store::StoreTest {
     request.force = true;
     LimitApproval approval;
     approval.effective = effective;
-    return Data().FreezeLimits(request, approval, ann_, "for the test");
+    return Data().FreezeLimits(request, approval, {ann_, "for the test"});
   }
   ListedLimit Row(std::int32_t id) {
     for (const auto& row : Data().ListLimits()) {

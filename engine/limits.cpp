@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
-#include <type_traits>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
+#include "engine/change_once.h"
 #include "engine/limits/Compute.h"
 #include "engine/limits/Review.h"
 #include "engine/limits/StoredLimits.h"
@@ -18,20 +18,13 @@ namespace {
 
 store::StreamIds IdsOf(const StreamKey& key) { return {key.part, key.process, key.test}; }
 
-// What work(store, writing) returns, in one write transaction.
+// What work(store, writing) returns.
 template <class Work>
-auto Change(EmbeddedDatabase& database, const Actor& actor, const std::string& reason, Work work) {
+auto ChangeAnd(EmbeddedDatabase& database, const ChangeOptions& options, Work work) {
   const auto store = store::SqlStoreOf(database);
-  return store::Guarded(*store, [&] {
-    using Result = decltype(work(*store, std::declval<log::Writing&>()));
-    if constexpr (std::is_void_v<Result>) {
-      store->Write(actor, reason, [&](log::Writing& writing) { work(*store, writing); });
-    } else {
-      Result result{};
-      store->Write(actor, reason, [&](log::Writing& writing) { result = work(*store, writing); });
-      return result;
-    }
-  });
+  decltype(work(*store, std::declval<log::Writing&>())) result{};
+  Change(database, options, [&](log::Writing& writing) { result = work(*store, writing); });
+  return result;
 }
 
 std::int32_t ProposeIn(store::SqlStore& store, log::Writing& writing, const LimitRequest& request) {
@@ -58,43 +51,40 @@ LimitProposal QualityDatabase::ComputeLimits(const LimitRequest& request) const 
   });
 }
 
-std::int32_t QualityDatabase::ProposeLimits(const LimitRequest& request, const Actor& actor,
-                                            const std::string& reason) {
-  return Change(*database_, actor, reason, [&](store::SqlStore& store, log::Writing& writing) {
+std::int32_t QualityDatabase::ProposeLimits(const LimitRequest& request,
+                                            const ChangeOptions& options) {
+  return ChangeAnd(*database_, options, [&](store::SqlStore& store, log::Writing& writing) {
     return ProposeIn(store, writing, request);
   });
 }
 
 void QualityDatabase::ApproveLimits(std::int32_t id, const LimitApproval& approval,
-                                    const Actor& actor, const std::string& reason) {
-  Change(*database_, actor, reason,
-         [&](store::SqlStore&, log::Writing& writing) { limits::Approve(writing, id, approval); });
+                                    const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { limits::Approve(writing, id, approval, options.expected); });
 }
 
-void QualityDatabase::RejectLimits(std::int32_t id, const Actor& actor, const std::string& reason,
-                                   std::int64_t expect) {
-  Change(*database_, actor, reason,
-         [&](store::SqlStore&, log::Writing& writing) { limits::Reject(writing, id, expect); });
+void QualityDatabase::RejectLimits(std::int32_t id, const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { limits::Reject(writing, id, options.expected); });
 }
 
-void QualityDatabase::RetireLimits(std::int32_t id, std::int32_t at, const Actor& actor,
-                                   const std::string& reason, std::int64_t expect) {
-  Change(*database_, actor, reason,
-         [&](store::SqlStore&, log::Writing& writing) { limits::Retire(writing, id, at, expect); });
+void QualityDatabase::RetireLimits(std::int32_t id, std::int32_t at, const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { limits::Retire(writing, id, at, options.expected); });
 }
 
-void QualityDatabase::VoidLimits(std::int32_t id, const Actor& actor, const std::string& reason,
-                                 std::int64_t expect) {
-  Change(*database_, actor, reason,
-         [&](store::SqlStore&, log::Writing& writing) { limits::Void(writing, id, expect); });
+void QualityDatabase::VoidLimits(std::int32_t id, const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { limits::Void(writing, id, options.expected); });
 }
 
 std::int32_t QualityDatabase::FreezeLimits(const LimitRequest& request,
-                                           const LimitApproval& approval, const Actor& actor,
-                                           const std::string& reason) {
-  return Change(*database_, actor, reason, [&](store::SqlStore& store, log::Writing& writing) {
+                                           const LimitApproval& approval,
+                                           const ChangeOptions& options) {
+  return ChangeAnd(*database_, options, [&](store::SqlStore& store, log::Writing& writing) {
     const auto id = ProposeIn(store, writing, request);
-    limits::Approve(writing, id, approval);
+    limits::Approve(writing, id, approval, {});
     return id;
   });
 }
@@ -139,15 +129,17 @@ std::vector<BaselinePolicy> QualityDatabase::BaselinePolicies() const {
 }
 
 std::int32_t QualityDatabase::SetBaselinePolicy(const StreamKey& of, std::string_view preset,
-                                                const Actor& actor, const std::string& reason) {
-  return Change(*database_, actor, reason, [&](store::SqlStore&, log::Writing& writing) {
+                                                const ChangeOptions& options) {
+  return ChangeAnd(*database_, options, [&](store::SqlStore&, log::Writing& writing) {
     return limits::SetPolicy(writing, IdsOf(of), preset);
   });
 }
 
-std::vector<LimitReview> QualityDatabase::ReviewLimits(const StreamKey& of, const Actor& actor,
-                                                       const std::string& reason) {
-  return Change(*database_, actor, reason, [&](store::SqlStore& store, log::Writing& writing) {
+std::vector<LimitReview> QualityDatabase::ReviewLimits(const StreamKey& of,
+                                                       const ChangeOptions& options) {
+  auto with_reason = options;
+  if (with_reason.reason.empty()) with_reason.reason = "review of the baseline";
+  return ChangeAnd(*database_, with_reason, [&](store::SqlStore& store, log::Writing& writing) {
     return limits::Review(store, writing, IdsOf(of));
   });
 }
