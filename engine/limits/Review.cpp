@@ -277,7 +277,14 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
 
 std::optional<LimitReview> StreamReview::Do() {
   const auto stored = ReadLimits(writing_.Db(), {stream_.part, stream_.process, stream_.test});
-  if (!FindRow()) return Said("no-limits", "no control limits in force: orvspc limits propose");
+  if (!FindRow()) {
+    // Limits that hold from behind the newest point on have nothing to be compared with yet.
+    const bool is_to_come = std::ranges::any_of(stored, [&](const ListedLimit& row) {
+      return row.state == LimitState::Active && row.effective > newest_;
+    });
+    if (is_to_come) return std::nullopt;
+    return Said("no-limits", "no control limits in force: orvspc limits propose");
+  }
   judged_ = Judge();
   const auto run = FindRun(stored);
   const auto waiting = std::ranges::find_if(stored, [&](const ListedLimit& row) {

@@ -54,6 +54,7 @@ Command ShowCommand();
 Command CopyCommand();
 Command SetCommand();
 Command EditCommand();
+Command LimitsCommand();
 Command CommentCommand();
 Command DemoCommand();
 

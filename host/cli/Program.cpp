@@ -21,9 +21,9 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand, ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
-    DataCommand,   EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
-    CopyCommand,   SetCommand,    EditCommand,   CommentCommand,    DemoCommand};
+    ImportCommand, ListCommand,    ChartCommand,      CapabilityCommand, ParetoCommand, DataCommand,
+    EventsCommand, StatesCommand,  ComplianceCommand, ShowCommand,       CopyCommand,   SetCommand,
+    EditCommand,   CommentCommand, LimitsCommand,     DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 

@@ -380,6 +380,35 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   EXPECT_EQ(Data().ShowLimits(id + 1).data_changed, std::nullopt) << "it says no data";
 }
 
+TEST_F(LifeTest, ShowCountsTheSubgroupsThatWereChanged) {
+  const auto id = Propose(20);
+  Approve(id, 20);
+  Data().ChangeFlag({3, 5}, {}, sfDisabled, {ann_, "wrong gage"});
+  Data().ChangeFlag({30}, {}, sfDisabled, {ann_, "wrong gage"});
+  auto details = Data().ShowLimits(id);
+  EXPECT_EQ(details.data_changed, std::optional(true));
+  EXPECT_EQ(details.changed, 2) << "the third is no part of its data";
+  EXPECT_EQ(Row(id).mean, details.row.mean) << "limits stay as they were approved";
+  Data().ChangeFlag({3, 5}, {}, sfEnabled, {ann_, "it was right"});
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, std::optional(false)) << "they are as they were";
+}
+
+TEST_F(LifeTest, ADryRunDoesEverythingAndKeepsNothing) {
+  const auto id = Propose();
+  ChangeOptions dry{ann_, "try it"};
+  dry.dry_run = true;
+  Data().ApproveLimits(id, {}, dry);
+  Data().RejectLimits(id, dry);
+  auto request = Request(Shape::Fives);
+  request.force = true;
+  EXPECT_GT(Data().FreezeLimits(request, {}, dry), 0);
+  EXPECT_EQ(FailureOf([&] { Data().VoidLimits(id, dry); }),
+            "limits: " + std::to_string(id) + " is proposed, not active or retired");
+  EXPECT_EQ(Row(id).state, LimitState::Proposed);
+  EXPECT_EQ(Data().ListLimits().size(), 1U);
+  EXPECT_EQ(Log().size(), 1U);
+}
+
 TEST_F(LifeTest, ComparisonIsInStandardErrors) {
   const auto first = Propose(20);
   auto request = Request(Shape::Fives, 0x110);

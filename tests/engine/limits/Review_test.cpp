@@ -216,6 +216,8 @@ TEST_F(ReviewTest, AStreamWithoutLimitsInForceIsNamed) {
   EXPECT_EQ(said[0].text, "A / P / singles: no control limits in force: orvspc limits propose");
 }
 
+TEST_F(ReviewTest, LimitsThatAreToComeAreWaitedFor) { EXPECT_EQ(Code(), ""); }
+
 TEST_F(ReviewTest, ChartsOfCountsAreReviewedToo) {
   const auto counts = [&](std::size_t from, std::size_t count, int defects) {
     std::string text = "part,process,test,subgroup,time,count,size,test-type\n";
