@@ -151,6 +151,10 @@ const std::vector<SettingKind>& SettingKinds() {
        "codes that an alarm needs before it is closed: cause (acc), action (cac)",
        {"acc cac", "acc", "cac", "none"}},
       {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
+      {"approval",
+       "one",
+       "whether who proposed control limits may approve them, or another must",
+       {"one", "two"}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
       {"subgroup_size",
        "0",
@@ -698,12 +702,14 @@ std::vector<ControlLimits> LimitRows(sql::Connection& db, const StreamKey& strea
   using Row = ControlLimits;
   return sql::Query(db,
                     "SELECT coalesce(process, 0), effective, mean, sp, spl, sw, swl, start, "
-                    "finish, chart_word, used FROM control_limit WHERE part = ?1 AND test = ?2 "
-                    "AND status = 'active' AND coalesce(process, 0) IN (0, ?3) "
+                    "finish, chart_word, used, id, until FROM control_limit WHERE part = ?1 "
+                    "AND test = ?2 AND status IN ('active', 'retired') "
+                    "AND (until IS NULL OR until > effective) AND coalesce(process, 0) IN (0, ?3) "
                     "ORDER BY effective, coalesce(process, 0), id",
                     stream.part, stream.test, stream.process)
       .All<Row>(&Row::process, &Row::effective, &Row::mean, &Row::sp, &Row::spl, &Row::sw,
-                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used);
+                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used, &Row::id,
+                &Row::until);
 }
 
 template <>
@@ -729,11 +735,20 @@ std::vector<NetContents> LimitRows(sql::Connection& db, const StreamKey& stream)
                 &Row::factor, &Row::name);
 }
 
+// Empty: without an end.
+template <class Row>
+std::int64_t UntilOf(const Row& row) {
+  if constexpr (std::is_same_v<Row, ControlLimits>) {
+    if (row.until) return *row.until;
+  }
+  return catalogue::kNever;
+}
+
 // Rows that one takes over from another: the same time, and of control limits the same process.
 template <class Row>
 bool Replaces(const Row& newer, const Row& older) {
   if constexpr (std::is_same_v<Row, ControlLimits>) {
-    if (newer.process != older.process) return false;
+    if (newer.process != older.process || UntilOf(newer) < UntilOf(older)) return false;
   }
   return newer.effective == older.effective;
 }
@@ -757,7 +772,8 @@ std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
 template <class Row>
 std::optional<Row> QualityDatabase::InForce(const StreamKey& stream, std::int64_t time) const {
   auto rows = Versions<Row>(stream);
-  const auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  while (after != rows.begin() && UntilOf(*std::prev(after)) <= time) --after;
   return after == rows.begin() ? std::nullopt : std::optional(std::move(*std::prev(after)));
 }
 

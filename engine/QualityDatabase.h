@@ -18,6 +18,7 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LimitRecords.h"
 #include "platform/LogEntry.h"
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
@@ -129,6 +130,8 @@ struct ControlLimits {
   std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
   std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
   std::int32_t used = 0;               // subgroups behind them; 0: not known
+  std::int32_t id = 0;
+  std::optional<std::int32_t> until;  // when they no longer hold; empty: without an end
 };
 
 struct Opportunities {
@@ -438,12 +441,48 @@ class QualityDatabase {
   // ControlLimits, Opportunities or NetContents.
   //
   // Versions  by effective time; of rows with one time the newest, which replaced the others. Of
-  //           control limits those for any process, too, before those for the process itself.
-  // InForce   the last version that is effective at a time; empty: none yet.
+  //           control limits those for any process, too, before those for the process itself, and
+  //           also those that were retired, which hold for their own time.
+  // InForce   the last version that is effective at a time; empty: none.
   template <class Row>
   std::vector<Row> Versions(const StreamKey& stream) const;
   template <class Row>
   std::optional<Row> InForce(const StreamKey& stream, std::int64_t time) const;
+
+  // The life of control limits. What changes a row needs a reason, adds an entry to the log, and is
+  // refused (Refused, Conflict) with nothing changed.
+  //
+  // ComputeLimits   out of the chart of a window; stores nothing
+  // ProposeLimits   the same, stored as a proposed row, which holds nowhere. Returns its number
+  // ApproveLimits   it holds from a time on; rows that held end there
+  // RejectLimits    it never holds
+  // RetireLimits    it holds up to and without a time; charts of before stay as they are
+  // VoidLimits      it was wrong and holds nowhere; what it replaced holds again
+  // FreezeLimits    computes, proposes and approves at once. Returns the number of the row
+  LimitProposal ComputeLimits(const LimitRequest& request) const;
+  std::int32_t ProposeLimits(const LimitRequest& request, const ChangeOptions& options);
+  void ApproveLimits(std::int32_t id, const LimitApproval& approval, const ChangeOptions& options);
+  void RejectLimits(std::int32_t id, const ChangeOptions& options);
+  void RetireLimits(std::int32_t id, std::int32_t at, const ChangeOptions& options);
+  void VoidLimits(std::int32_t id, const ChangeOptions& options);
+  std::int32_t FreezeLimits(const LimitRequest& request, const LimitApproval& approval,
+                            const ChangeOptions& options);
+
+  // Rows of control limits in every state, by part, test, process and time; of one part, process or
+  // test where the key has one.
+  std::vector<ListedLimit> ListLimits(const StreamKey& of = {}) const;
+  LimitDetails ShowLimits(std::int32_t id) const;
+  // Two rows, or a row and the limits computed of a window.
+  LimitComparison CompareLimits(std::int32_t first, std::int32_t second) const;
+  LimitComparison CompareLimits(std::int32_t first, const LimitRequest& window) const;
+
+  // When limits are proposed anew; 0 in the key: any. Returns the number of the policy.
+  std::vector<BaselinePolicy> BaselinePolicies() const;
+  std::int32_t SetBaselinePolicy(const StreamKey& of, std::string_view preset,
+                                 const ChangeOptions& options);
+  // Proposes limits where the policy of a stream says so; nothing is approved. The reason may be
+  // left to it.
+  std::vector<LimitReview> ReviewLimits(const StreamKey& of, const ChangeOptions& options);
 
   // The state of a process just before a time; empty: no record before it. One indexed read.
   std::optional<ProcessState> StateBefore(std::int32_t process, std::int64_t time) const;

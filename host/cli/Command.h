@@ -57,6 +57,7 @@ Command CheckCommand();
 Command SetCommand();
 Command PhaseCommand();
 Command EditCommand();
+Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();
 Command DemoCommand();
