@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,6 +15,7 @@
 
 #include "engine/Embedded.h"
 #include "platform/Actor.h"
+#include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
 #include "platform/ParetoRecords.h"
@@ -194,6 +196,28 @@ struct CopyOptions {
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
 };
 
+// --- Changes of what is stored -------------------------------------------------------------------
+
+// Who changes something, why, and how sure they want to be.
+struct ChangeOptions {
+  Actor actor;
+  std::string reason;  // 3 to 500 characters; only comments are added without one
+  // The version of it that the caller saw: the number of the latest entry of the log about it.
+  std::optional<std::int64_t> expected = {};
+  bool dry_run = false;  // all is done and found out, and nothing stored
+};
+
+// A record that was changed: the values of a subgroup and test.
+struct ChangedRecord {
+  std::int32_t subgroup = 0, test = 0;
+  std::string label;
+  std::int32_t time = 0;
+  std::int64_t version = 0;  // now
+};
+
+// "enabled", "disabled", "incomplete" as SubgroupFlags; empty for another word.
+std::optional<std::int32_t> FlagFromWord(std::string_view word);
+
 // Watches how files of older releases are brought forward, which their first opening does: watch is
 // called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
@@ -318,6 +342,44 @@ class QualityDatabase {
   // stored alarms (graphs 2 and 3: rule 1 alone). An empty name goes back to the stored alarms.
   // Pre-control rules stay on beside every other set.
   void UseRuleSet(std::string_view name);
+
+  // --- Changes. Each is one transaction with its entries in the log and its events. They throw
+  // Refused for what cannot be stored and Conflict where somebody else was quicker; nothing has
+  // changed then.
+
+  // Subgroups by what people know them by; empty and none: any. By identifier.
+  std::vector<std::int32_t> FindSubgroups(std::string_view part, std::string_view process,
+                                          std::string_view label,
+                                          std::optional<std::int32_t> time) const;
+  // Of one test, or of all that the subgroup has values of.
+  std::vector<ChangedRecord> ChangeFlag(const std::vector<std::int32_t>& subgroups,
+                                        std::optional<std::int32_t> test, std::int32_t flag,
+                                        const ChangeOptions& options);
+  std::vector<ChangedRecord> ChangeValue(std::int32_t subgroup, std::int32_t test,
+                                         const ValueChange& change, const ChangeOptions& options);
+  std::vector<ChangedRecord> ChangeSubgroups(const std::vector<std::int32_t>& subgroups,
+                                             std::optional<std::int32_t> test,
+                                             const SubgroupChange& change,
+                                             const ChangeOptions& options);
+  // Takes values out of what analyses read. The log keeps them, and comments stay with them.
+  std::vector<ChangedRecord> DeleteSubgroups(const std::vector<std::int32_t>& subgroups,
+                                             std::optional<std::int32_t> test,
+                                             const ChangeOptions& options);
+  // Brings back what an entry of the log changed or took out, as it was before it.
+  std::vector<ChangedRecord> Restore(std::int64_t entry, const ChangeOptions& options);
+
+  // Comments of a subgroup, of a test of it, or of a piece of that; returns the comment's number.
+  std::int64_t AddComment(std::int32_t subgroup, std::int32_t test, std::int32_t tsno,
+                          std::string_view text, const ChangeOptions& options);
+  void ChangeComment(std::int64_t comment, std::string_view text, const ChangeOptions& options);
+  void RemoveComment(std::int64_t comment, const ChangeOptions& options);
+
+  // An item keeps its identifier; its former name is understood wherever names are read.
+  void Rename(ItemKind kind, std::string_view name, std::string_view to,
+              const ChangeOptions& options);
+  // What is not active is offered and recorded no more.
+  void SetActive(ItemKind kind, std::string_view name, bool is_active,
+                 const ChangeOptions& options);
 
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;

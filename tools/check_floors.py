@@ -50,6 +50,8 @@ LAYERS = {
     "engine/log": LOG,
     "engine/store": STORE,
     "engine/import": STORE,
+    "engine/record": STORE + ["engine/import"],
+    "engine/change": STORE + ["engine/record"],
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,

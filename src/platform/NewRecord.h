@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/Reports.h"
+
+namespace orvspc {
+
+// A value of a record, or a count of a counting test.
+struct NewPiece {
+  double value = 0.0;
+  std::int32_t tsno = 0;  // number of the piece; 0: the next one, or no unit of a counting test
+  std::int32_t sbno = 0;  // number of a reading inside the piece; 0: the piece itself
+  std::string serial, gage, defect;
+};
+
+// What is recorded of one subgroup and test.
+struct NewRecord {
+  std::string part, process, test;
+  std::string label;      // empty: the next number of part and process
+  std::int64_t time = 0;  // seconds since 1970 UTC; 0: now
+  std::vector<NewPiece> pieces;
+  double size = 0.0;      // inspected; 0: not given
+  std::int32_t flag = 0;  // sfEnabled, sfDisabled, sfIncomplete
+  // By "job", "lot", "shift", "revision", "workstation", "employee", "descriptor:NAME".
+  std::map<std::string, std::string> context;
+  std::vector<std::string> comments;
+  // A record that is sent again under its key is stored once. Empty: none.
+  std::string key;
+};
+
+// What becomes of names that the database lacks.
+enum class NewNames { Refuse, Create };
+
+}  // namespace orvspc
