@@ -184,18 +184,23 @@ int Run(const Arguments& arguments, Console& console) {
   });
 }
 
-// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream.
+// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream;
+// empty where neither is known.
 std::string LimitsText(const QualityDatabase& database, const render::SubgroupRow& row,
                        const render::LimitRow& limits) {
   const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-  std::string text = "limits in force";
+  const auto stored = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
+  const auto used = stored && stored->effective == since ? stored->used : 0;
+  std::string text;
   if (since != kSinceEver) {
     const auto clock = render::ClockText(since);
-    text += " since " + render::DayText(since) + (clock == "00:00" ? "" : " " + clock);
+    text = " since " + render::DayText(since) + (clock == "00:00" ? "" : " " + clock);
   }
-  const auto used = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
-  if (!used || used->effective != since || used->used == 0) return text;
-  return text + ", from " + render::Counted(static_cast<std::size_t>(used->used), "subgroup");
+  if (used > 0) {
+    text += text.empty() ? "" : ",";
+    text += " from " + render::Counted(static_cast<std::size_t>(used), "subgroup");
+  }
+  return text.empty() ? text : "limits in force" + text;
 }
 
 // One note for each stream with stored limits, or one for all where they read alike.
@@ -210,8 +215,10 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     if (document.limit_rows[point] < 0) continue;
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
-    notes.push_back({"limits-in-force", LimitsText(database, rows[point], limits),
-                     render::StreamName(names, stream[0], stream[1], stream[2])});
+    auto text = LimitsText(database, rows[point], limits);
+    if (!text.empty())
+      notes.push_back({"limits-in-force", std::move(text),
+                       render::StreamName(names, stream[0], stream[1], stream[2])});
   }
   const auto differs = [&](const Note& note) { return note.text != notes.front().text; };
   if (notes.size() == newest.size() && std::ranges::none_of(notes, differs) && !notes.empty()) {
