@@ -62,7 +62,8 @@ endforeach()
 # What the document writes is read back by a parser of other hands.
 find_package(EXPAT REQUIRED)
 orvspc_tests(engine/dom orvspc_engine_dom EXPAT::EXPAT)
-foreach(dir engine engine/log engine/store engine/import engine/record engine/change engine/charts
+foreach(dir engine engine/log engine/store engine/import engine/record engine/change engine/alarms
+            engine/charts
             engine/capability engine/pareto engine/compliance)
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()

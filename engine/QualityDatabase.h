@@ -18,6 +18,7 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/SelectionRecord.h"
 
@@ -26,6 +27,10 @@
 // Times are stamps, seconds since 1970 UTC, from 1901 to 2038.
 // Every failure is a platform::ExternalFailure whose description is one line: file and reason.
 namespace orvspc {
+
+namespace engine::record {
+class Recorder;
+}
 
 // Effective time of a row of limits that holds from the beginning.
 inline constexpr std::int32_t kSinceEver = INT32_MIN;
@@ -148,10 +153,14 @@ struct NetContents {
 struct SettingKind {
   std::string_view name, fallback, meaning;
   std::vector<std::string_view> words;  // that it takes; empty: any text of the form of fallback
+  // Whether a stream may have a value of its own: "NAME:PART/PROCESS/TEST".
+  bool of_streams = false;
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
 };
 const std::vector<SettingKind>& SettingKinds();
+// That of a setting, whose name may be that of a stream's own; null for an unknown name.
+const SettingKind* FindSettingKind(std::string_view name);
 
 // "values", "control-limits", ...; empty for an unknown word.
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
@@ -196,6 +205,38 @@ struct CopyOptions {
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
 };
 
+struct BackupOptions {
+  // In a folder: how many backups of this database are left there, the newest, with this one.
+  // Others that Backup made and named are deleted, and nothing else.
+  std::optional<int> keep = {};
+  // It goes on as a database of its own: with another identity, and an entry of its log.
+  bool as_copy = false;
+  Actor actor = {};  // of that entry, and why
+  std::string reason = {};
+  std::function<void(int)> progress = {};  // called with the percent done
+};
+
+struct BackupReport {
+  std::string path;
+  std::int64_t bytes = 0;
+  std::vector<std::string> deleted;  // paths, the oldest first
+};
+
+// Something in a database that is not as the program wrote it.
+struct CheckFind {
+  std::string place, reason;  // "#4711 Diameter", "the packed values do not fit their checksum"
+};
+
+struct CheckReport {
+  std::int64_t subgroups = 0;
+  std::vector<CheckFind> finds;  // empty: it is whole
+  std::int64_t left_out = 0;     // finds beyond the first thousand
+};
+
+struct CheckOptions {
+  std::function<void(std::int64_t)> progress;  // called with the measurements seen so far
+};
+
 // --- Changes of what is stored -------------------------------------------------------------------
 
 // Who changes something, why, and how sure they want to be.
@@ -219,7 +260,8 @@ struct ChangedRecord {
 std::optional<std::int32_t> FlagFromWord(std::string_view word);
 
 // Watches how files of older releases are brought forward, which their first opening does: watch is
-// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+// called on this thread with the path and the percent done, 100 at the end; with a negative number
+// while another program has locked the file, then 100. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
 // Takes the notes that this thread added outside of the analyses of an open database.
@@ -229,6 +271,36 @@ void WatchUpgrades(std::function<void(const std::string& path, int percent)> wat
 // TakeReport of any database takes them, too; each is in what comes first, and only there. Notes of
 // analyses on databases that are closed are dropped.
 std::vector<Note> TakeNotesLeft();
+
+// --- Recording -----------------------------------------------------------------------------------
+
+// A record as a line of JSON, with the keys of a canonical record (part, process, test, label,
+// time, pieces, size, flag, context, descriptors, comments) and "key", which `key` is also when the
+// rest cannot be read. Throws Refused.
+NewRecord RecordFromJson(std::string_view line, std::string* key = nullptr);
+// The answers to such a line: {"key","subgroup","version","repeated","notes"}, or
+// {"key","error":{"code","field","text"}}. An empty key is left out, as are notes where there are
+// none.
+std::string JsonOf(const std::string& key, const Recorded& recorded);
+std::string JsonOf(const std::string& key, const Refused& refused);
+
+// Records that are stored together. Dropped without Commit: nothing has happened.
+class Batch {
+ public:
+  void Add(NewRecord record);
+  std::size_t Size() const { return records_.size(); }
+  // Stores them in one transaction with one entry of the log; then it is empty. Throws Refused for
+  // the first record that is refused unless these are to be left out.
+  BatchRecorded Commit();
+
+ private:
+  friend class QualityDatabase;
+  std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
+  Actor actor_;
+  BatchOptions options_;
+  std::vector<NewRecord> records_;
+};
 
 // --- The database --------------------------------------------------------------------------------
 
@@ -267,6 +339,23 @@ class QualityDatabase {
   // After a failure the other holds nothing, or is not there.
   CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
 
+  // Copies the file page by page while writers go on: the copy is the state of one moment.
+  //
+  // to       a file that is not there, or a folder, where it is named after database and time:
+  //          "q-20240229T123000Z.db"
+  // Failures a database on a server; the file is there already; keep without a folder or of a copy
+  //          with an identity of its own; what reads or writes either
+  // After a failure there is no file, unless what failed is to delete others. After success it was
+  // looked through and is on the device.
+  BackupReport Backup(const std::string& to, const BackupOptions& options = {}) const;
+
+  // Looks whether a database is whole: its pages, references between rows, checksums, order and
+  // numbers of what is packed, identifiers, limits and phases. Not what values say. Pages are those
+  // of a file alone. Reads all of it.
+  //
+  // Failures as of Open
+  static CheckReport Check(const std::string& path, const CheckOptions& options = {});
+
   // Over a database that is open already.
   explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);
 
@@ -277,7 +366,29 @@ class QualityDatabase {
   // and reason. Analyses see all of it or nothing.
   ImportReport Import(const std::string& file, ImportKind kind, const ImportOptions& options = {});
 
-  // Identifier and name.
+  // Stores a subgroup and test, or several tests of one subgroup, which agree in part, process,
+  // label, time and key. Returns after the durable commit.
+  //
+  // Refused   what the data break, by its code, with nothing stored:
+  //           name      is empty, long or has control characters
+  //           unknown   part, process or test, unless they are to be created
+  //           inactive  an item is no longer in use
+  //           type      values for a test that counts, or the reverse
+  //           number, count, size, flag, comment, context
+  //           unreasonable  beyond the reasonable limits in force, unless forced
+  //           size      other than the setting subgroup_size, unless flagged incomplete
+  //           time      more than 300 s ahead of the clock, or no stamp
+  //           stored    the subgroup has values of this test
+  //           key       was used for other values
+  // Threads   calls of several threads share commits
+  // The same key with the same content stores nothing and gives the first answer.
+  Recorded Record(const NewRecord& record, const Actor& actor, NewNames names = NewNames::Refuse);
+  std::vector<Recorded> RecordSubgroup(std::span<const NewRecord> records, const Actor& actor,
+                                       NewNames names = NewNames::Refuse);
+  Batch Begin(const Actor& actor, const BatchOptions& options = {});
+
+  // Identifier and name. Require throws Refused (code "unknown") with the nearest names.
+  std::int32_t Require(ItemKind kind, std::string_view name) const;
   std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
   // Empty for an unknown identifier.
   std::string Name(ItemKind kind, std::int32_t id) const;
@@ -383,7 +494,7 @@ class QualityDatabase {
 
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;
-  // An unknown name, or a value that its reader could not use, is refused.
+  // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
 
@@ -391,6 +502,7 @@ class QualityDatabase {
 
  private:
   std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
 };
 
 }  // namespace orvspc

@@ -93,6 +93,13 @@ std::string IdentityOf(sql::Connection& db) {
   return query.Step() ? std::string(query.Text(0)) : std::string();
 }
 
+void BecomeAnother(Writing& writing) {
+  const auto before = IdentityOf(writing.Db()), after = NewUuid();
+  sql::Query(writing.Db(), "UPDATE identity SET uuid = ?1", after).Run();
+  writing.Add("copy", "database", CanonicalText({{"uuid", before}}),
+              CanonicalText({{"uuid", after}}));
+}
+
 Writing::Writing(sql::Connection& db, Actor actor, std::string reason)
     : db_(db), actor_(std::move(actor)), reason_(std::move(reason)) {
   if (actor_.by.empty()) {

@@ -38,6 +38,12 @@ void BeginLog(sql::Connection& db, std::string_view digest);
 // The identity that BeginLog gave, a UUID.
 std::string IdentityOf(sql::Connection& db);
 
+class Writing;
+
+// Makes a copy of a database one of its own: another identity, and an entry that names both. Inside
+// a write transaction.
+void BecomeAnother(Writing& writing);
+
 // What is written in one transaction, with its entries. Inside a write transaction of db, which it
 // may not outlive.
 class Writing {

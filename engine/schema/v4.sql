@@ -26,6 +26,11 @@ CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
   entry INTEGER NOT NULL, made INTEGER NOT NULL);
 CREATE INDEX client_key_by_time ON client_key(made);
+-- By which a context is found; before, it spoke one database's dialect.
+DROP INDEX context_once;
+CREATE UNIQUE INDEX context_once ON context(
+  coalesce(workstation, 0), coalesce(job, 0), coalesce(lot, 0), coalesce(shift, 0),
+  coalesce(revision, 0), coalesce(employee, 0));
 
 -- The last number that a part and process gave a subgroup without a label.
 CREATE TABLE label_counter(

@@ -2,8 +2,12 @@
 #include "engine/store/copy.h"
 
 #include <algorithm>
+#include <map>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <type_traits>
+#include <vector>
 
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
@@ -46,6 +50,8 @@ class Copy {
     }
     std::ranges::sort(subgroups_);
     subgroups_.erase(std::unique(subgroups_.begin(), subgroups_.end()), subgroups_.end());
+    sql::Query tests(from, "SELECT test, id FROM stream");
+    while (tests.Step()) streams_of_test_[tests.Int64(0)].push_back(tests.Int64(1));
   }
 
   DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
@@ -83,13 +89,35 @@ class Copy {
     return found != chosen_->end() && found->stream == stream &&
            std::ranges::binary_search(found->subgroups, subgroup);
   }
+  bool TakesOfTest(std::int64_t test, std::int32_t subgroup) const {
+    const auto streams = streams_of_test_.find(test);
+    return streams != streams_of_test_.end() &&
+           std::ranges::any_of(streams->second,
+                               [&](std::int64_t stream) { return Takes(stream, subgroup); });
+  }
+
+  // A row that belongs to a subgroup goes with it, and one that belongs to one of its tests with
+  // the values of that test.
+  bool Takes(const sql::Query& row, std::span<const Column> columns) const {
+    if (!chosen_) return true;
+    std::optional<std::int32_t> subgroup;
+    std::optional<std::int64_t> test;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      const auto column = static_cast<int>(i);
+      if (row.IsNull(column)) continue;
+      if (columns[i].kind == ColumnKind::Subgroup) subgroup = row.Int(column);
+      if (columns[i].table == "test") test = row.Int64(column);
+    }
+    if (!subgroup) return true;
+    return test ? TakesOfTest(*test, *subgroup) : Takes(*subgroup);
+  }
 
   void CopyTable(const Table& table) {
     const auto columns = ColumnsOf(table);
     sql::Query select(from_, SelectStored(table));
     const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
     while (select.Step()) {
-      bool is_taken = true;
+      if (!Takes(select, columns)) continue;
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto column = static_cast<int>(i);
         const auto kind = columns[i].kind;
@@ -102,9 +130,8 @@ class Copy {
         } else {
           rows->BindInt(column + 1, select.Int64(column));
         }
-        if (kind == ColumnKind::Subgroup) is_taken = is_taken && Takes(select.Int(column));
       }
-      if (is_taken) InTarget([&] { rows->Add(); });
+      InTarget([&] { rows->Add(); });
     }
     InTarget([&] { rows->Finish(); });
   }
@@ -174,6 +201,7 @@ class Copy {
   const std::string& name_of_to_;
   const std::optional<std::vector<ChosenStream>>& chosen_;
   ChosenSubgroups subgroups_;  // of all streams
+  std::map<std::int64_t, std::vector<std::int64_t>> streams_of_test_;
 };
 
 }  // namespace

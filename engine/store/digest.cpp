@@ -202,7 +202,7 @@ class Digester {
       row_.Clear();
       int place = 0;
       for (const auto& column : columns) {
-        if (column.kind != ColumnKind::Id) AddCell(query, place++, column.kind);
+        if (!column.IsOfRow()) AddCell(query, place++, column.kind);
       }
       rows.emplace_back(row_.Bytes());
     }

@@ -52,6 +52,8 @@ Command StatesCommand();
 Command ComplianceCommand();
 Command ShowCommand();
 Command CopyCommand();
+Command BackupCommand();
+Command CheckCommand();
 Command SetCommand();
 Command EditCommand();
 Command CommentCommand();
