@@ -107,6 +107,10 @@ inline void WriteVersion3File(const std::string& from, const std::string& to) {
   std::string schema;
   for (const auto& each : schema::Versions().first(kVersion)) schema += each.text;
   tests::ChangeRows(to, schema);
+  // As they are once their rows are moved.
+  tests::ChangeRows(to,
+                    "DROP TABLE measurement_2; DROP TABLE comment_2; "
+                    "DROP TABLE subgroup_descriptor_2; DROP TABLE subgroup_2");
   tests::ChangeRows(to, "PRAGMA application_id = " + std::to_string(schema::kApplicationId) +
                             "; PRAGMA user_version = 3");
   const auto db = tests::OpenBeside(to);
