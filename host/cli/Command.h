@@ -53,6 +53,7 @@ Command ComplianceCommand();
 Command ShowCommand();
 Command CopyCommand();
 Command SetCommand();
+Command RecordCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

@@ -23,7 +23,7 @@ namespace {
 constexpr Command (*kCommands[])() = {
     ImportCommand, ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
     DataCommand,   EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
-    CopyCommand,   SetCommand,    DemoCommand};
+    CopyCommand,   SetCommand,    RecordCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
