@@ -19,7 +19,6 @@ TEST_F(RetriesTest, OfSeveralProgramsStoreEachRecordOnce) { Run({4, 60, 2, 3}); 
 
 // At each size of the device, by the page.
 TEST_F(RetriesTest, OnAFullDeviceNothingIsStored) {
-  if (tests::OnServer()) GTEST_SKIP() << "of files";
   const time::FixedNow now(kNow);
   const auto whole = folder_.File("whole.db"), path = folder_.File("full.db");
   constexpr int kBefore = 25, kMore = 3;
