@@ -23,7 +23,7 @@ namespace {
 constexpr Option kPart{"part", "NAME", "the part"};
 constexpr Option kProcess{"process", "NAME", "the process"};
 constexpr Option kTest{"test", "NAME", "the test"};
-constexpr Option kAt{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
+constexpr Option kWhen{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
 constexpr Option kLabel{"label", "TEXT", "what the subgroup is called",
                         "the next number of part and process"};
 constexpr Option kContext[] = {
@@ -72,7 +72,7 @@ NewRecord RecordOf(const Arguments& arguments) {
   record.process = arguments.Required(kProcess);
   record.test = arguments.Required(kTest);
   record.label = arguments.Value(kLabel).value_or("");
-  if (const auto at = arguments.Value(kAt)) {
+  if (const auto at = arguments.Value(kWhen)) {
     const auto time = ParseTime(*at);
     if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
     record.time = *time;
@@ -238,7 +238,7 @@ Command RecordCommand() {
           "With --jsonl each line is a record, each gets a line of JSON as its answer, and one "
           "that is refused does not end the stream. See also docs/how-to/record.md.",
           "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
-          Together(std::vector{kDatabase, kPart, kProcess, kTest, kAt, kLabel}, kContext,
+          Together(std::vector{kDatabase, kPart, kProcess, kTest, kWhen, kLabel}, kContext,
                    std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
                                        kCreate, kForce, kJsonl, kBatch, kBy, kStation}),
           Run,
