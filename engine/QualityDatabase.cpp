@@ -17,6 +17,8 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/backup.h"
+#include "engine/store/check.h"
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
@@ -75,9 +77,10 @@ bool MakeTables(const std::string& address, const std::function<void(QualityData
 }
 
 // Makes the database unless there is one, which is false.
-bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
+bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill,
+             const std::string& like = {}) {
   if (sql::IsAddress(path)) return MakeTables(path, fill);
-  store::DraftFile draft(path);
+  store::DraftFile draft(path, like);
   if (draft.IsThere()) return false;
   std::weak_ptr<EmbeddedDatabase> opened;
   draft.Fill([&](const std::string& name) {
@@ -136,6 +139,11 @@ const std::vector<SettingKind>& SettingKinds() {
        "UTC",
        "UTC or a fixed offset such as +02:00, for periods of days and longer",
        {}},
+      {"alarm_needs",
+       "acc cac",
+       "codes that an alarm needs before it is closed: cause (acc), action (cac)",
+       {"acc cac", "acc", "cac", "none"}},
+      {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
       {"subgroup_size",
        "0",
@@ -168,6 +176,10 @@ std::string SettingKind::Refusal(std::string_view value) const {
   if (name == "time_zone") {
     fits = time::ZoneOffset(value).has_value();
     takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "alarm_horizon") {
+    fits = !value.empty() && value.size() < 6 &&
+           std::ranges::all_of(value, [](char c) { return c >= '0' && c <= '9'; });
+    takes = "a number of days such as 7";
   } else if (name == "shift_starts") {
     fits = time::ParseTimesOfDay(value).has_value();
     takes = "ascending times of day such as \"06:00 14:00 22:00\"";
@@ -259,7 +271,8 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
         try {
           write([&](sql::Connection& target) {
             is_copying = true;
-            const auto digest = store::CopyDatabase(source, target, name, chosen, options.progress);
+            const auto digest = store::CopyDatabase(
+                source, target, name, chosen, {options.actor, options.reason}, options.progress);
             report = {digest.measurements, digest.rows, digest.all};
             is_copying = false;
           });
@@ -285,9 +298,53 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
   const auto fill = [&](const QualityDatabase& target) {
     copy([&](const Work& work) { store::SqlStoreOf(*target.database_)->Write(work); });
   };
-  if (MakeNew(path, fill)) return report;
+  // Who may not read the one may not read the other.
+  const auto like = sql::IsAddress(from->WholePath()) ? std::string() : from->WholePath();
+  if (MakeNew(path, fill, like)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
+}
+
+BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions& options) const {
+  const auto store = store::SqlStoreOf(*database_);
+  BackupReport report{store::BackupPlace(*store, to), 0, {}};
+  if (options.keep && (report.path == to || *options.keep < 1)) {
+    store::RefuseFile(to, "only of backups in a folder are so many kept, at least 1");
+  }
+  if (options.keep && options.as_copy) {
+    store::RefuseFile(to, "what goes on as a database of its own is no backup to be kept");
+  }
+  std::function<void(sql::Connection&)> finish;
+  if (options.as_copy) {
+    finish = [&](sql::Connection& db) {
+      log::Writing writing(db, options.actor, options.reason);
+      log::BecomeAnother(writing);
+    };
+  }
+  report.bytes = store::MakeBackup(*store, report.path, options.progress, finish);
+  if (options.keep) {
+    const auto keep = static_cast<std::size_t>(*options.keep);
+    report.deleted = store::DeleteOldBackups(*store, report.path, keep);
+  }
+  return report;
+}
+
+CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& options) {
+  // Not by an open database, whose first reading would fail where the damage is.
+  const auto db = store::OpenConnection(path, false);
+  const auto medium = sql::IsAddress(path) ? store::Medium::Server : store::Medium::File;
+  try {
+    sql::Transaction reading(*db, sql::TransactionKind::Read);
+    auto result = store::QuickCheck(*db, medium, options.progress);
+    reading.Commit();
+    CheckReport report{result.subgroups, {}, result.left_out};
+    for (auto& find : result.finds) {
+      report.finds.push_back({std::move(find.place), std::move(find.reason)});
+    }
+    return report;
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
 }
 
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,

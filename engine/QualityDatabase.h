@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -13,8 +14,10 @@
 
 #include "engine/Embedded.h"
 #include "platform/Actor.h"
+#include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LogEntry.h"
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/SelectionRecord.h"
@@ -179,10 +182,67 @@ struct CopySelection {
 struct CopyOptions {
   std::optional<CopySelection> selection;      // none: everything
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
+  Actor actor = {};                            // for the log
+  std::string reason = {};
 };
 
+struct BackupOptions {
+  // In a folder: how many backups of this database are left there, the newest, with this one.
+  // Others that Backup made and named are deleted, and nothing else.
+  std::optional<int> keep = {};
+  // It goes on as a database of its own: with another identity, and an entry of its log.
+  bool as_copy = false;
+  Actor actor = {};  // of that entry, and why
+  std::string reason = {};
+  std::function<void(int)> progress = {};  // called with the percent done
+};
+
+struct BackupReport {
+  std::string path;
+  std::int64_t bytes = 0;
+  std::vector<std::string> deleted;  // paths, the oldest first
+};
+
+// Something in a database that is not as the program wrote it.
+struct CheckFind {
+  std::string place, reason;  // "#4711 Diameter", "the packed values do not fit their checksum"
+};
+
+struct CheckReport {
+  std::int64_t subgroups = 0;
+  std::vector<CheckFind> finds;  // empty: it is whole
+  std::int64_t left_out = 0;     // finds beyond the first thousand
+};
+
+struct CheckOptions {
+  std::function<void(std::int64_t)> progress;  // called with the measurements seen so far
+};
+
+// --- Changes of what is stored -------------------------------------------------------------------
+
+// Who changes something, why, and how sure they want to be.
+struct ChangeOptions {
+  Actor actor;
+  std::string reason;  // 3 to 500 characters; only comments are added without one
+  // The version of it that the caller saw: the number of the latest entry of the log about it.
+  std::optional<std::int64_t> expected = {};
+  bool dry_run = false;  // all is done and found out, and nothing stored
+};
+
+// A record that was changed: the values of a subgroup and test.
+struct ChangedRecord {
+  std::int32_t subgroup = 0, test = 0;
+  std::string label;
+  std::int32_t time = 0;
+  std::int64_t version = 0;  // now
+};
+
+// "enabled", "disabled", "incomplete" as SubgroupFlags; empty for another word.
+std::optional<std::int32_t> FlagFromWord(std::string_view word);
+
 // Watches how files of older releases are brought forward, which their first opening does: watch is
-// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+// called on this thread with the path and the percent done, 100 at the end; with a negative number
+// while another program has locked the file, then 100. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
 // Takes the notes that this thread added outside of the analyses of an open database.
@@ -252,13 +312,31 @@ class QualityDatabase {
                                  const ImportOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
-  // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
-  // to none. Both are compared at the end.
+  // identifiers stay. The log comes along and gets an entry that names this database and its newest
+  // entry; the other one keeps its own identity. With a selection only its subgroups are copied,
+  // and everything that belongs to none. Both are compared at the end.
   //
   // Failures the other holds data already, such as a rule set of its own; what makes, opens or
   //          writes it; what reads this one. The text begins with the name of the one that failed.
   // After a failure the other holds nothing, or is not there.
   CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
+
+  // Copies the file page by page while writers go on: the copy is the state of one moment.
+  //
+  // to       a file that is not there, or a folder, where it is named after database and time:
+  //          "q-20240229T123000Z.db"
+  // Failures a database on a server; the file is there already; keep without a folder or of a copy
+  //          with an identity of its own; what reads or writes either
+  // After a failure there is no file, unless what failed is to delete others. After success it was
+  // looked through and is on the device.
+  BackupReport Backup(const std::string& to, const BackupOptions& options = {}) const;
+
+  // Looks whether a database is whole: its pages, references between rows, checksums, order and
+  // numbers of what is packed, identifiers, limits and phases. Not what values say. Pages are those
+  // of a file alone. Reads all of it.
+  //
+  // Failures as of Open
+  static CheckReport Check(const std::string& path, const CheckOptions& options = {});
 
   // Over a database that is open already.
   explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);
@@ -346,6 +424,44 @@ class QualityDatabase {
   // Pre-control rules stay on beside every other set.
   void UseRuleSet(std::string_view name);
 
+  // --- Changes. Each is one transaction with its entries in the log and its events. They throw
+  // Refused for what cannot be stored and Conflict where somebody else was quicker; nothing has
+  // changed then.
+
+  // Subgroups by what people know them by; empty and none: any. By identifier.
+  std::vector<std::int32_t> FindSubgroups(std::string_view part, std::string_view process,
+                                          std::string_view label,
+                                          std::optional<std::int32_t> time) const;
+  // Of one test, or of all that the subgroup has values of.
+  std::vector<ChangedRecord> ChangeFlag(const std::vector<std::int32_t>& subgroups,
+                                        std::optional<std::int32_t> test, std::int32_t flag,
+                                        const ChangeOptions& options);
+  std::vector<ChangedRecord> ChangeValue(std::int32_t subgroup, std::int32_t test,
+                                         const ValueChange& change, const ChangeOptions& options);
+  std::vector<ChangedRecord> ChangeSubgroups(const std::vector<std::int32_t>& subgroups,
+                                             std::optional<std::int32_t> test,
+                                             const SubgroupChange& change,
+                                             const ChangeOptions& options);
+  // Takes values out of what analyses read. The log keeps them, and comments stay with them.
+  std::vector<ChangedRecord> DeleteSubgroups(const std::vector<std::int32_t>& subgroups,
+                                             std::optional<std::int32_t> test,
+                                             const ChangeOptions& options);
+  // Brings back what an entry of the log changed or took out, as it was before it.
+  std::vector<ChangedRecord> Restore(std::int64_t entry, const ChangeOptions& options);
+
+  // Comments of a subgroup, of a test of it, or of a piece of that; returns the comment's number.
+  std::int64_t AddComment(std::int32_t subgroup, std::int32_t test, std::int32_t tsno,
+                          std::string_view text, const ChangeOptions& options);
+  void ChangeComment(std::int64_t comment, std::string_view text, const ChangeOptions& options);
+  void RemoveComment(std::int64_t comment, const ChangeOptions& options);
+
+  // An item keeps its identifier; its former name is understood wherever names are read.
+  void Rename(ItemKind kind, std::string_view name, std::string_view to,
+              const ChangeOptions& options);
+  // What is not active is offered and recorded no more.
+  void SetActive(ItemKind kind, std::string_view name, bool is_active,
+                 const ChangeOptions& options);
+
   // The settings that there are: those of SettingKinds, and those of streams that were stored.
   std::vector<std::string> SettingNames() const;
   // The stored value of a setting, else its fallback.
@@ -355,6 +471,18 @@ class QualityDatabase {
            const std::string& reason = {});
 
   ShiftPlan Shifts() const;
+
+  // Who changed what, when and why.
+  //
+  // Log         entries that fit, the oldest first
+  // LogHead     the newest entry; kept elsewhere, it proves later what came before it
+  // AnchorLog   appends it to a file: "UUID SEQ HASH TIME"
+  // VerifyLog   reads the whole log and works its hashes out again; with_data also the digests of
+  //             imports and records from what is stored; with anchors compares the log with them
+  std::vector<LogEntry> Log(const LogFilter& filter = {}) const;
+  LogAnchor LogHead() const;
+  LogAnchor AnchorLog(const std::string& file) const;
+  LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
 
  private:
   std::shared_ptr<EmbeddedDatabase> database_;

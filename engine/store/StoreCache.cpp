@@ -44,6 +44,19 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
   }
 }
 
+// The same rows of one part and test alone: ?1 and ?2.
+std::string OfOneStream(std::string text) {
+  const auto order = text.find(" ORDER BY");
+  const bool has_condition = text.find(" WHERE ") != std::string::npos;
+  return text.insert(
+      order, has_condition ? " AND part = ?1 AND test = ?2" : " WHERE part = ?1 AND test = ?2");
+}
+
+sql::Query LimitRows(sql::Connection& db, std::string_view text, const Stream* only) {
+  if (only == nullptr) return {db, text};
+  return {db, text, only->part, only->test};
+}
+
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
 
 // Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
@@ -56,12 +69,14 @@ void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const
   rows.push_back(row);
 }
 
-void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(
-      db,
-      "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
-      "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
-      "ORDER BY part, test, effective, id");
+void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
+          "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
+          "ORDER BY part, test, effective, id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     API_CCSpecLim row{};
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.Word20, row.F_USL, row.F_TAR,
@@ -73,12 +88,14 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadControlLimits(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(
-      db,
-      "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
-      "chart_word FROM control_limit WHERE status = 'active' "
-      "ORDER BY part, test, effective, coalesce(process, 0), id");
+void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
+          "chart_word FROM control_limit WHERE status = 'active' "
+          "ORDER BY part, test, effective, coalesce(process, 0), id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     ControlLimit limit{};
     auto& row = limit.row;
@@ -90,10 +107,13 @@ void ReadControlLimits(sql::Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadOpportunities(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(db,
-                   "SELECT id, made, part, test, opportunities, effective FROM opportunity "
-                   "ORDER BY part, test, effective, id");
+void ReadOpportunities(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, test, opportunities, effective FROM opportunity "
+          "ORDER BY part, test, effective, id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     API_CCDefOpp row{};
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.F_OPPS, row.Word24);
@@ -245,10 +265,22 @@ std::size_t StoreCache::PlaceOfContextOf(const RecordView& record) const {
 StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadStreams(connection, *this);
   ReadContexts(connection, *this);
-  ReadSpecLimits(connection, *this);
-  ReadControlLimits(connection, *this);
-  ReadOpportunities(connection, *this);
+  ReadSpecLimits(connection, *this, nullptr);
+  ReadControlLimits(connection, *this, nullptr);
+  ReadOpportunities(connection, *this, nullptr);
   ReadNetContents(connection, *this);
+  ReadRules(connection, *this);
+  ReadSettings(connection, *this);
+}
+
+StoreCache::StoreCache(sql::Connection& connection, const Stream& only)
+    : streams{only}, connection_(&connection) {
+  contexts.assign(1, Context{});
+  context_ids.assign(1, 0);
+  context_rows.emplace_back();
+  ReadSpecLimits(connection, *this, &only);
+  ReadControlLimits(connection, *this, &only);
+  ReadOpportunities(connection, *this, &only);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
 }

@@ -287,6 +287,28 @@ void SubgroupWriter::Store(bool is_all) {
   list_.Clear();
 }
 
+void ReplaceSubgroup(sql::Connection& db, const SubgroupFacts& subgroup) {
+  sql::Query(db, "UPDATE subgroup SET label = ?2, time = ?3 WHERE id = ?1", subgroup.id,
+             subgroup.label, subgroup.time)
+      .Run();
+  const auto block = BlockOf(subgroup.id);
+  SubgroupList list;
+  ForEachSubgroup(
+      db, block * kBlockSize, block * kBlockSize + (kBlockSize - 1),
+      [&](const SubgroupFacts& each) { list.Add(each.id == subgroup.id ? subgroup : each); });
+  if (list.IsEmpty()) return;
+  const auto packed = PackBlock(list.Subgroups());
+  sql::Query(db, "UPDATE subgroup_block SET packed = ?2 WHERE block = ?1", block, packed).Run();
+}
+
+void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup) {
+  sql::Query(db,
+             "INSERT INTO subgroup(id, part, process, label, time) VALUES(?1, ?2, ?3, ?4, ?5) "
+             "ON CONFLICT DO NOTHING",
+             subgroup.id, subgroup.part, subgroup.process, subgroup.label, subgroup.time)
+      .Run();
+}
+
 namespace {
 
 // Seals the hot subgroups below this identifier.

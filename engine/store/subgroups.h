@@ -74,6 +74,11 @@ class SubgroupWriter {
   SubgroupList list_;  // of one block
 };
 
+// Gives a stored subgroup another label or time. Within a write transaction.
+void ReplaceSubgroup(sql::Connection& db, const SubgroupFacts& subgroup);
+// Keeps a subgroup that has lost its last measurement findable: a sealed one gets a row.
+void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup);
+
 // Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
 void SealSubgroups(sql::Connection& db);
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <charconv>
 #include <cstdlib>
 
 #include "host/cli/Command.h"
@@ -14,5 +15,22 @@ Actor ActorOf(const Arguments& arguments) {
 }
 
 std::string ReasonOf(const Arguments& arguments) { return arguments.Value(kReason).value_or(""); }
+
+ChangeOptions ChangeOptionsOf(const Arguments& arguments) {
+  ChangeOptions options;
+  options.actor = ActorOf(arguments);
+  options.reason = ReasonOf(arguments);
+  if (const auto version = arguments.Value(kExpect)) {
+    std::int64_t number = 0;
+    const auto* const end = version->data() + version->size();
+    const auto read = std::from_chars(version->data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end) {
+      throw Misuse("--expect takes the number of an entry of the log, not \"" + *version + "\"");
+    }
+    options.expected = number;
+  }
+  options.dry_run = arguments.Has(kDryRun);
+  return options;
+}
 
 }  // namespace orvspc::cli

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "engine/QualityDatabase.h"
 #include "host/cli/Options.h"
 #include "host/render/core/Text.h"
-#include "platform/Actor.h"
 
 // The commands, and the program as a function, so that tests can run it in their own process.
 namespace orvspc::cli {
@@ -52,8 +52,13 @@ Command StatesCommand();
 Command ComplianceCommand();
 Command ShowCommand();
 Command CopyCommand();
+Command BackupCommand();
+Command CheckCommand();
 Command SetCommand();
 Command RecordCommand();
+Command EditCommand();
+Command CommentCommand();
+Command LogCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
@@ -65,6 +70,16 @@ inline constexpr Option kStation{"station", "TEXT", "where it is done, for the l
 inline constexpr Option kReason{"reason", "TEXT", "why, in 3 to 500 characters, for the log"};
 Actor ActorOf(const Arguments& arguments);
 std::string ReasonOf(const Arguments& arguments);
+
+// The version that was seen, and a trial: options of commands that change what is stored.
+inline constexpr Option kExpect{
+    "expect", "VERSION", "refuse it unless this is still the latest entry of the log about it"};
+inline constexpr Option kDryRun{"dry-run", nullptr, "say what would be done, and do nothing"};
+ChangeOptions ChangeOptionsOf(const Arguments& arguments);
+
+// Which subgroup: options beside "#4711".
+inline constexpr Option kAt{"at", "TIME", "the time of the subgroup"};
+inline constexpr Option kAll{"all", nullptr, "all subgroups that fit, where several do"};
 
 // Several lists one after the other: options, words of a command line.
 template <class First, class... More>

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "engine/QualityDatabase.h"
+#include "engine/alarms/Judge.h"
+#include "engine/change/Comments.h"
+#include "engine/change/Items.h"
+#include "engine/change/Records.h"
+#include "engine/change/version.h"
+#include "engine/store/SqlStore.h"
+#include "engine/store/subgroups.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc {
+
+using namespace engine;
+
+namespace {
+
+// Ends a dry run, so that nothing of it stays.
+struct DryRun {};
+
+void Change(EmbeddedDatabase& database, const ChangeOptions& options,
+            const std::function<void(log::Writing&)>& work) {
+  const auto store = store::SqlStoreOf(database);
+  store::Guarded(*store, [&] {
+    try {
+      store->Write(options.actor, options.reason, [&](log::Writing& writing) {
+        work(writing);
+        if (options.dry_run) throw DryRun();
+      });
+    } catch (const DryRun&) {
+      // As asked.
+    }
+  });
+}
+
+using Records = std::vector<change::StoredRecord>;
+
+// The streams of changed records, with the ends of what was changed.
+class TouchedStreams {
+ public:
+  // A record as it was; where it is now counts, too.
+  void Add(sql::Connection& db, const change::StoredRecord& record) {
+    const auto id = record.subgroup.id;
+    Add(record.stream, {record.subgroup.time, id});
+    Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+  }
+  std::vector<alarms::Touched> All() const {
+    std::vector<alarms::Touched> all;
+    for (const auto& [stream, ends] : ends_) all.push_back({stream, ends.first, ends.second});
+    return all;
+  }
+
+ private:
+  void Add(std::int64_t stream, store::RecordKey key) {
+    auto& [first, last] = ends_.try_emplace(stream, key, key).first->second;
+    first = std::min(first, key);
+    last = std::max(last, key);
+  }
+  std::map<std::int64_t, std::pair<store::RecordKey, store::RecordKey>> ends_;
+};
+
+// Changes the records of subgroups, each by change(writing, which).
+std::vector<ChangedRecord> ChangeRecords(
+    EmbeddedDatabase& database, const std::vector<std::int32_t>& subgroups,
+    std::optional<std::int32_t> test, const ChangeOptions& options,
+    const std::function<Records(log::Writing&, const change::Which&)>& change) {
+  std::vector<ChangedRecord> changed;
+  Change(database, options, [&](log::Writing& writing) {
+    changed.clear();
+    TouchedStreams touched;
+    for (const auto subgroup : subgroups) {
+      for (const auto& record : change(writing, {subgroup, test, options.expected})) {
+        changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
+                           record.subgroup.time, change::VersionOf(writing.Db(), record.Object())});
+        touched.Add(writing.Db(), record);
+      }
+    }
+    alarms::Judge(writing, touched.All());
+  });
+  return changed;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> FlagFromWord(std::string_view word) {
+  constexpr std::pair<std::string_view, std::int32_t> kFlags[] = {
+      {"enabled", sfEnabled}, {"disabled", sfDisabled}, {"incomplete", sfIncomplete}};
+  for (const auto& [name, flag] : kFlags) {
+    if (name == word) return flag;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::int32_t> QualityDatabase::FindSubgroups(std::string_view part,
+                                                         std::string_view process,
+                                                         std::string_view label,
+                                                         std::optional<std::int32_t> time) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    const auto item = [&](ItemKind kind, std::string_view name) {
+      return name.empty() ? 0 : change::FindItem(db, kind, name).value_or(-1);
+    };
+    const auto of_part = item(ItemKind::Part, part), of_process = item(ItemKind::Process, process);
+    std::vector<std::int32_t> found;
+    store::ForEachSubgroup(db, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
+      if ((of_part == 0 || each.part == of_part) &&
+          (of_process == 0 || each.process == of_process) &&
+          (label.empty() || each.label == label) && (!time || each.time == *time)) {
+        found.push_back(each.id);
+      }
+    });
+    return found;
+  });
+}
+
+std::vector<ChangedRecord> QualityDatabase::ChangeFlag(const std::vector<std::int32_t>& subgroups,
+                                                       std::optional<std::int32_t> test,
+                                                       std::int32_t flag,
+                                                       const ChangeOptions& options) {
+  return ChangeRecords(*database_, subgroups, test, options,
+                       [&](log::Writing& writing, const change::Which& which) {
+                         return change::SetFlag(writing, which, flag);
+                       });
+}
+
+std::vector<ChangedRecord> QualityDatabase::ChangeValue(std::int32_t subgroup, std::int32_t test,
+                                                        const ValueChange& change,
+                                                        const ChangeOptions& options) {
+  return ChangeRecords(*database_, {subgroup}, test, options,
+                       [&](log::Writing& writing, const change::Which& which) {
+                         return change::ChangePiece(writing, which, change);
+                       });
+}
+
+std::vector<ChangedRecord> QualityDatabase::ChangeSubgroups(
+    const std::vector<std::int32_t>& subgroups, std::optional<std::int32_t> test,
+    const SubgroupChange& change, const ChangeOptions& options) {
+  return ChangeRecords(*database_, subgroups, test, options,
+                       [&](log::Writing& writing, const change::Which& which) {
+                         return change::ChangeSubgroup(writing, which, change);
+                       });
+}
+
+std::vector<ChangedRecord> QualityDatabase::DeleteSubgroups(
+    const std::vector<std::int32_t>& subgroups, std::optional<std::int32_t> test,
+    const ChangeOptions& options) {
+  return ChangeRecords(*database_, subgroups, test, options,
+                       [](log::Writing& writing, const change::Which& which) {
+                         return change::Delete(writing, which);
+                       });
+}
+
+std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
+                                                    const ChangeOptions& options) {
+  std::vector<ChangedRecord> changed;
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto record = change::Restore(writing, entry);
+    TouchedStreams touched;
+    touched.Add(writing.Db(), record);
+    alarms::Judge(writing, touched.All());
+    changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
+                change::VersionOf(writing.Db(), record.Object())}};
+  });
+  return changed;
+}
+
+std::int64_t QualityDatabase::AddComment(std::int32_t subgroup, std::int32_t test,
+                                         std::int32_t tsno, std::string_view text,
+                                         const ChangeOptions& options) {
+  std::int64_t id = 0;
+  Change(*database_, options, [&](log::Writing& writing) {
+    id = change::AddComment(writing, subgroup, test, tsno, text);
+  });
+  return id;
+}
+
+void QualityDatabase::ChangeComment(std::int64_t comment, std::string_view text,
+                                    const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    change::EditComment(writing, comment, text, options.expected);
+  });
+}
+
+void QualityDatabase::RemoveComment(std::int64_t comment, const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { change::RemoveComment(writing, comment, options.expected); });
+}
+
+void QualityDatabase::Rename(ItemKind kind, std::string_view name, std::string_view to,
+                             const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { change::Rename(writing, kind, name, to); });
+}
+
+void QualityDatabase::SetActive(ItemKind kind, std::string_view name, bool is_active,
+                                const ChangeOptions& options) {
+  Change(*database_, options,
+         [&](log::Writing& writing) { change::SetActive(writing, kind, name, is_active); });
+}
+
+}  // namespace orvspc

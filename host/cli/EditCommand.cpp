@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <charconv>
+#include <cmath>
+#include <map>
+
+#include "host/cli/SubgroupOptions.h"
+#include "host/render/core/PlainText.h"
+
+namespace orvspc::cli {
+
+namespace {
+
+constexpr Option kTo{"to", "VALUE", "what it becomes: a flag, a value, a name"};
+constexpr Number kTsno{{"tsno", "N", "the piece", "1"}, 1};
+constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
+constexpr Option kRemove{"remove", nullptr, "take the value out"};
+constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
+constexpr Option kTime{"time", "TIME", "the new time of the subgroup"};
+constexpr Option kNewLabel{"new-label", "TEXT", "the new label of the subgroup"};
+constexpr Option kSize{"size", "N", "the new size that was inspected"};
+constexpr Option kContext[] = {{"job", "NAME", "the new job; empty takes it away"},
+                               {"lot", "NAME", "likewise"},
+                               {"shift", "NAME", "likewise"},
+                               {"revision", "NAME", "likewise"},
+                               {"workstation", "NAME", "likewise"},
+                               {"employee", "NAME", "likewise"}};
+
+// What one run of the command works with.
+struct Edit {
+  const Arguments& arguments;
+  QualityDatabase database;
+  ChangeOptions options;
+
+  const std::string& Word(std::size_t place, const char* question) const {
+    const auto& words = arguments.Positional();
+    if (words.size() <= place) throw Misuse(question);
+    return words[place];
+  }
+  // The words after the verb.
+  std::span<const std::string> Subgroups() const {
+    return std::span(arguments.Positional()).subspan(1);
+  }
+  double Value(const Option& option) const {
+    const auto text = arguments.Required(option);
+    double value = 0.0;
+    const auto* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, value);
+    if (read.ec != std::errc() || read.ptr != end || !std::isfinite(value)) {
+      throw Misuse("--" + std::string(option.name) + ": " + text +
+                   " is no number; the decimal sign is a point");
+    }
+    return value;
+  }
+};
+
+using Changes = std::vector<ChangedRecord>;
+
+Changes EditFlag(Edit& edit) {
+  const auto word = edit.arguments.Required(kTo);
+  const auto flag = FlagFromWord(word);
+  if (!flag) throw Misuse("--to takes enabled, disabled or incomplete, not \"" + word + "\"");
+  return edit.database.ChangeFlag(SubgroupsOf(edit.arguments, edit.database, edit.Subgroups()),
+                                  TestOf(edit.arguments, edit.database), *flag, edit.options);
+}
+
+Changes EditValue(Edit& edit) {
+  using enum ValueChange::What;
+  const auto test = TestOf(edit.arguments, edit.database);
+  if (!test) throw Misuse("which test? --test NAME");
+  ValueChange change;
+  const bool removes = edit.arguments.Has(kRemove), adds = edit.arguments.Has(kAdd);
+  if (removes && adds) throw Misuse("--add and --remove exclude each other");
+  if (removes && edit.arguments.Has(kTo)) throw Misuse("--remove takes no --to");
+  change.what = removes ? Remove : adds ? Add : Set;
+  change.tsno = adds && !edit.arguments.Has(kTsno) ? 0 : edit.arguments.Get(kTsno).value_or(1);
+  change.sbno = edit.arguments.Get(kSbno).value_or(0);
+  if (!removes) change.value = edit.Value(kTo);
+  return edit.database.ChangeValue(SubgroupOf(edit.arguments, edit.database, edit.Subgroups()),
+                                   *test, change, edit.options);
+}
+
+Changes EditSubgroup(Edit& edit) {
+  const auto& arguments = edit.arguments;
+  SubgroupChange change;
+  if (const auto time = arguments.Value(kTime)) change.time = StampOf(kTime, *time);
+  change.label = arguments.Value(kNewLabel);
+  // Beside "#4711" there is nothing to be found by a label.
+  if (!change.label && arguments.Positional().size() > 1) change.label = arguments.Value(kLabel);
+  if (arguments.Has(kSize)) change.size = edit.Value(kSize);
+  for (const auto& option : kContext) {
+    if (const auto name = arguments.Value(option)) change.context[option.name] = *name;
+  }
+  if (!change.time && !change.label && !change.size && change.context.empty()) {
+    throw Misuse(
+        "what changes? --time, --new-label, --size, --job, --lot, --shift, --revision, "
+        "--workstation or --employee");
+  }
+  return edit.database.ChangeSubgroups(SubgroupsOf(arguments, edit.database, edit.Subgroups()),
+                                       TestOf(arguments, edit.database), change, edit.options);
+}
+
+Changes EditDelete(Edit& edit) {
+  return edit.database.DeleteSubgroups(SubgroupsOf(edit.arguments, edit.database, edit.Subgroups()),
+                                       TestOf(edit.arguments, edit.database), edit.options);
+}
+
+Changes EditRestore(Edit& edit) {
+  const auto& word = edit.Word(1, "which entry of the log?");
+  std::int64_t entry = 0;
+  const auto* const end = word.data() + word.size();
+  const auto read = std::from_chars(word.data(), end, entry);
+  if (read.ec != std::errc() || read.ptr != end) {
+    throw Misuse("an entry of the log is a number, not \"" + word + "\"");
+  }
+  return edit.database.Restore(entry, edit.options);
+}
+
+ItemKind KindOf(const Edit& edit) {
+  const auto& word = edit.Word(1, "which kind of item? part, process, test, ...");
+  if (const auto kind = ItemKindFromWord(word)) return *kind;
+  throw Misuse("there is no kind \"" + word + "\"; \"orvspc list --help\" has them");
+}
+
+Changes EditRename(Edit& edit) {
+  edit.database.Rename(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
+                       edit.options);
+  return {};
+}
+
+Changes EditActivate(Edit& edit) {
+  edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), true, edit.options);
+  return {};
+}
+
+Changes EditDeactivate(Edit& edit) {
+  edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), false, edit.options);
+  return {};
+}
+
+const std::map<std::string, Changes (*)(Edit&)>& Verbs() {
+  static const std::map<std::string, Changes (*)(Edit&)> verbs = {
+      {"flag", EditFlag},         {"value", EditValue},          {"subgroup", EditSubgroup},
+      {"delete", EditDelete},     {"restore", EditRestore},      {"rename", EditRename},
+      {"activate", EditActivate}, {"deactivate", EditDeactivate}};
+  return verbs;
+}
+
+int Run(const Arguments& arguments, Console& console) {
+  std::vector<std::string> names;
+  for (const auto& [name, run] : Verbs()) names.push_back(name);
+  const auto verb = VerbOf(arguments, names);
+  Edit edit{arguments, QualityDatabase::Open(arguments.Required(kDatabase)),
+            ChangeOptionsOf(arguments)};
+  for (const auto& each : Verbs().at(verb)(edit)) {
+    console.out << "#" << each.subgroup << " " << edit.database.Name(ItemKind::Test, each.test)
+                << (edit.options.dry_run ? ": would be changed"
+                                         : ": version " + std::to_string(each.version))
+                << "\n";
+  }
+  return 0;
+}
+
+}  // namespace
+
+Command EditCommand() {
+  return {"edit",
+          "--db FILE VERB ... --reason TEXT [OPTIONS]",
+          "Corrects what is stored: values, flags, subgroups, names",
+          "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
+          "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove\n"
+          "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
+          "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
+          "number of the log\n"
+          "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
+          "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
+          "the log with what was there before.",
+          "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
+          "--db q.db",
+          Together(std::vector<Option>{kDatabase, kTo, kOfPart, kOfProcess, kOfTest, kLabel, kAt,
+                                       kAll, kTsno, kSbno, kAdd, kRemove, kTime, kNewLabel, kSize},
+                   kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
+          Run,
+          1000};
+}
+
+}  // namespace orvspc::cli

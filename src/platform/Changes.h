@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace orvspc {
+
+// A value of a record. tsno counts pieces from 1, sbno readings inside one; 0: the piece itself.
+struct ValueChange {
+  enum class What { Set, Add, Remove };
+  What what = What::Set;
+  std::int32_t tsno = 0, sbno = 0;  // of Add 0: the next piece
+  double value = 0.0;
+};
+
+// What is said of a subgroup; what is not given stays.
+struct SubgroupChange {
+  std::optional<std::int32_t> time = {};
+  std::optional<std::string> label = {};
+  std::optional<double> size = {};
+  // Names by "job", "lot", "shift", "revision", "workstation", "employee"; empty takes one away.
+  std::map<std::string, std::string> context = {};
+};
+
+}  // namespace orvspc
