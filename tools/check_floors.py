@@ -55,6 +55,7 @@ LAYERS = {
     "engine/audit": STORE + ["engine/record"],
     "engine/alarms": STORE + ["engine/charts"],
     "engine/charts": CALCULATION,
+    "engine/limits": CALCULATION + ["engine/charts", "engine/change", "engine/log", "engine/sql"],
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,
     "engine/compliance": CALCULATION,

@@ -190,6 +190,13 @@ void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
 
 }  // namespace
 
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
+                                                             std::span<const std::int32_t> ids) {
+  std::vector<std::pair<std::int32_t, std::string>> labels;
+  ForEachOf(db, ids, [&](const SubgroupFacts& each) { labels.emplace_back(each.id, each.label); });
+  return labels;
+}
+
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups) {
   std::vector<std::int32_t> ids(subgroups.size());

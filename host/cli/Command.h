@@ -55,10 +55,12 @@ Command CopyCommand();
 Command BackupCommand();
 Command CheckCommand();
 Command SetCommand();
-Command RecordCommand();
+Command PhaseCommand();
 Command EditCommand();
+Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();
+Command RecordCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

@@ -23,9 +23,9 @@ namespace {
 constexpr Option kPart{"part", "NAME", "the part"};
 constexpr Option kProcess{"process", "NAME", "the process"};
 constexpr Option kTest{"test", "NAME", "the test"};
-constexpr Option kMeasuredAt{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
-constexpr Option kNewLabel{"label", "TEXT", "what the subgroup is called",
-                           "the next number of part and process"};
+constexpr Option kWhen{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
+constexpr Option kLabel{"label", "TEXT", "what the subgroup is called",
+                        "the next number of part and process"};
 constexpr Option kContext[] = {
     {"job", "NAME", "the job"},       {"lot", "NAME", "the lot"},
     {"shift", "NAME", "the shift"},   {"revision", "NAME", "the revision of the part"},
@@ -38,7 +38,7 @@ constexpr render::Word kFlagWords[] = {
     {"enabled", sfEnabled}, {"disabled", sfDisabled}, {"incomplete", sfIncomplete}};
 constexpr Choice<std::int32_t> kFlag{
     {"flag", "WORD", "what becomes of the record", "enabled", false, kFlagWords}};
-constexpr Option kNote{"comment", "TEXT", "a comment", "", true};
+constexpr Option kComment{"comment", "TEXT", "a comment", "", true};
 constexpr Option kKey{"key", "TEXT", "a record that is sent again under its key is stored once"};
 constexpr Option kCreate{"create", nullptr,
                          "make the part, process or test, and the database, where it is not there"};
@@ -71,8 +71,8 @@ NewRecord RecordOf(const Arguments& arguments) {
   record.part = arguments.Required(kPart);
   record.process = arguments.Required(kProcess);
   record.test = arguments.Required(kTest);
-  record.label = arguments.Value(kNewLabel).value_or("");
-  if (const auto at = arguments.Value(kMeasuredAt)) {
+  record.label = arguments.Value(kLabel).value_or("");
+  if (const auto at = arguments.Value(kWhen)) {
     const auto time = ParseTime(*at);
     if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
     record.time = *time;
@@ -95,7 +95,7 @@ NewRecord RecordOf(const Arguments& arguments) {
     const auto [group, name] = Pair(kDescriptor, descriptor);
     record.context["descriptor:" + group] = name;
   }
-  record.comments = arguments.Values(kNote);
+  record.comments = arguments.Values(kComment);
   record.key = arguments.Value(kKey).value_or("");
   record.force = arguments.Has(kForce);
   return record;
@@ -238,8 +238,8 @@ Command RecordCommand() {
           "With --jsonl each line is a record, each gets a line of JSON as its answer, and one "
           "that is refused does not end the stream. See also docs/how-to/record.md.",
           "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
-          Together(std::vector{kDatabase, kPart, kProcess, kTest, kMeasuredAt, kNewLabel}, kContext,
-                   std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kNote, kKey,
+          Together(std::vector{kDatabase, kPart, kProcess, kTest, kWhen, kLabel}, kContext,
+                   std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
                                        kCreate, kForce, kJsonl, kBatch, kBy, kStation}),
           Run,
           1'000'000};
