@@ -155,7 +155,6 @@ const std::vector<SettingKind>& SettingKinds() {
        "one",
        "whether who proposed control limits may approve them, or another must",
        {"one", "two"}},
-      {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
       {"subgroup_size",
        "0",
        "values of a subgroup when it is recorded, 0 for any number; of one stream it is "
@@ -167,6 +166,7 @@ const std::vector<SettingKind>& SettingKinds() {
        "60",
        "for how many seconds who writes waits for other programs that do",
        {}},
+      {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
 }
