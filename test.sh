@@ -76,7 +76,10 @@ build_and_test() {  # preset, what it is
   fi
 }
 
-floors() { tools/check_floors.py --self-test && tools/check_floors.py && tools/check_sql.sh; }
+floors() {
+  tools/check_floors.py --self-test && tools/check_floors.py && tools/check_sql.sh &&
+    tools/check_writes.py --self-test && tools/check_writes.py
+}
 
 # What runs on several threads; the rest of the tests says nothing to the thread sanitizer.
 build_threads() {

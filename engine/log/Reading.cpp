@@ -2,12 +2,14 @@
 #include "engine/log/Reading.h"
 
 #include <algorithm>
-#include <charconv>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
 
 #include "engine/log/Json.h"
 #include "platform/TimeText.h"
+#include "system/system.h"
 
 namespace orvspc::engine::log {
 namespace {
@@ -106,6 +108,19 @@ LogCheck CheckChain(sql::Connection& db, const std::function<void(const Entry&)>
 std::string AnchorText(const LogAnchor& head) {
   return head.uuid + " " + std::to_string(head.seq) + " " + head.hash + " " +
          platform::IsoText(head.at / kMillisecondsOfSecond);
+}
+
+bool AppendAnchor(const std::string& file, const LogAnchor& head) {
+  std::ofstream out(system::PathOf(file), std::ios::binary | std::ios::app);
+  out << AnchorText(head) << "\n" << std::flush;
+  return out && system::Flush(file);
+}
+
+std::optional<std::string> ReadAnchors(const std::string& file) {
+  std::ifstream in(system::PathOf(file), std::ios::binary);
+  if (!in) return std::nullopt;
+  using Bytes = std::istreambuf_iterator<char>;
+  return std::string(Bytes(in), Bytes());
 }
 
 std::int64_t CheckAnchors(sql::Connection& db, const std::string& text, const std::string& name,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ LogCheck CheckChain(sql::Connection& db, const std::function<void(const Entry&)>
 
 // The line of a head in a file of anchors: "UUID SEQ HASH TIME", without its end.
 std::string AnchorText(const LogAnchor& head);
+// Appends it to a file, up to the device. False, and errno, where that fails.
+bool AppendAnchor(const std::string& file, const LogAnchor& head);
+// All lines of such a file; empty where it cannot be read.
+std::optional<std::string> ReadAnchors(const std::string& file);
 // Checks the log against each line of such a text that is of this database, or of the one that it
 // is a copy of up to there; others are passed over. What does not fit goes to the finds of check.
 //   name     of the file, which finds begin with

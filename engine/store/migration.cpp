@@ -95,10 +95,13 @@ std::optional<Room> RoomFor(const std::string& path, double copies) {
                   space.available, std::numeric_limits<std::int64_t>::max()))};
 }
 
-// The backup, and what the new schema needs beside the old one.
-void CheckRoom(const std::string& path) {
-  constexpr double kNeeded = 2.2;
-  const auto room = RoomFor(path, kNeeded);
+// Of this schema on values lie in chunks, and stay where they are.
+constexpr std::int32_t kFirstWithChunks = 3;
+
+// The backup, and where values move what they need beside the old ones.
+void CheckRoom(const std::string& path, std::int32_t version) {
+  constexpr double kBackup = 1.2, kValues = 1.0;
+  const auto room = RoomFor(path, version < kFirstWithChunks ? kBackup + kValues : kBackup);
   if (!room || room->available >= room->needed) return;  // what is missing shows later
   RefuseFile(path, "is of an older release; to bring it forward " +
                        RoomText(room->needed, room->available) + " on " + FolderOf(TargetOf(path)));
@@ -230,7 +233,6 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
 
 void BringTablesForward(sql::Connection& db, std::int32_t version,
                         const MigrationProgress& progress) {
-  constexpr std::int32_t kFirstWithChunks = 3;
   schema::BringForward(db, version);
   if (version < kFirstWithChunks) {
     const auto digest = MoveValues(db, progress);
@@ -262,7 +264,7 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   const auto version = db.Mark().version;
   if (version >= schema::kSchemaVersion) return;  // another program was quicker
   tell(0);
-  CheckRoom(path);
+  CheckRoom(path, version);
   Backup backup(path, version);
   BringTablesForward(db, version, tell);
   backup.Finish();

@@ -150,8 +150,9 @@ int Verify(const Arguments& arguments, const QualityDatabase& database, Console&
   text.Line(Grouped(check.entries) + (check.entries == 1 ? " entry, " : " entries, ") +
             (is_whole ? "whole" : "not whole") + ", head " + check.head.hash);
   if (arguments.Has(kData)) {
-    text.Line(Grouped(check.batches) + " batches and " + Grouped(check.records) +
-              " records compared" + (is_whole ? ", all as they were stored" : ""));
+    text.Line(Grouped(check.batches) + (check.batches == 1 ? " batch and " : " batches and ") +
+              Grouped(check.records) + (check.records == 1 ? " record" : " records") + " compared" +
+              (is_whole ? ", all as they were stored" : ""));
   }
   for (const auto& note : check.notes) text.Line("note: " + note);
   console.out << text.Take();

@@ -431,7 +431,7 @@ TEST_F(Program, NothingSelectedIsNoFailure) {
 
 TEST_F(Program, EveryCommandHasHelpWithAnExample) {
   for (const std::string command :
-       {"import", "list", "chart", "capability", "data", "show", "set", "demo"}) {
+       {"import", "list", "chart", "capability", "data", "show", "set", "log", "demo"}) {
     const Outcome outcome = Run(command + " --help");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
@@ -705,8 +705,9 @@ TEST_F(Program, TimesAreReadAsImportsReadThem) {
 
 TEST_F(Program, HelpObeysTheTerminal) {
   for (const std::size_t columns : {60U, 80U})
-    for (const std::string command : {"", "import", "list", "chart", "capability", "pareto", "data",
-                                      "events", "states", "compliance", "show", "set", "demo"}) {
+    for (const std::string command :
+         {"", "import", "list", "chart", "capability", "pareto", "data", "events", "states",
+          "compliance", "show", "set", "log", "demo"}) {
       std::ostringstream out, err;
       Console console{out, err, false, false, columns};
       std::vector<std::string> words{"--help"};
@@ -748,6 +749,70 @@ TEST(Samples, AreTheFilesOfTheSourceTree) {
   ASSERT_FALSE(Samples().empty());
   for (const auto& sample : Samples())
     EXPECT_EQ(sample.text, Text((folder / sample.file).string())) << sample.file;
+}
+
+// --- The log -------------------------------------------------------------------------------------
+
+TEST_F(Program, TheLogIsListedInEveryFormat) {
+  Write("v.csv", "part,process,test,subgroup,time,value\nA,P,T,1,2024-01-01,5\n");
+  ASSERT_EQ(Run("import v.csv --db q.db --by Ann --station 'gauge 7' --reason 'first shift' "
+                "--hash-source")
+                .status,
+            0);
+  ASSERT_EQ(Run("edit flag '#1' --to disabled --reason 'tool, \"old\"' --by Bob --db q.db").status,
+            0);
+  const auto text = Run("log --db q.db");
+  EXPECT_EQ(text.status, 0) << text.err;
+  for (const auto* part : {"Ann", "first shift", "batch 1", "subgroup 1 test 1", "edit-flag"}) {
+    EXPECT_NE(text.out.find(part), std::string::npos) << part;
+  }
+  const auto json = ParseJson(Run("log --db q.db --format json").out);
+  const auto& entries = json.At("Log").elements;
+  ASSERT_EQ(entries.size(), 3U);
+  EXPECT_EQ(entries[1].At("Who").text, "Ann");
+  EXPECT_EQ(entries[1].At("Station").text, "gauge 7");
+  EXPECT_EQ(entries[2].At("Hash").text, json.At("Head").text);
+  const auto csv = Run("log --db q.db --format csv").out;
+  EXPECT_EQ(csv.rfind("seq,at,who,system,station,operation,object,before,after,reason,program,"
+                      "hash\r\n1,",
+                      0),
+            0U)
+      << csv;
+  EXPECT_NE(csv.find(",\"tool, \"\"old\"\"\","), std::string::npos) << csv;
+  const auto html = Run("log --db q.db --format html").out;
+  EXPECT_NE(html.find("tool, &quot;old&quot;"), std::string::npos);
+  EXPECT_EQ(html.find("<script"), std::string::npos);
+  EXPECT_EQ(
+      ParseJson(Run("log --db q.db --object '#1' --format json").out).At("Log").elements.size(),
+      1U);
+  EXPECT_EQ(
+      ParseJson(Run("log --db q.db --by Ann --max 1 --format json").out).At("Log").elements.size(),
+      1U);
+  EXPECT_EQ(Run("log --db q.db --data").status, 2);
+  EXPECT_EQ(Run("log --db q.db --since yesterday").status, 2);
+}
+
+TEST_F(Program, TheLogIsVerifiedAndAnchored) {
+  Write("v.csv", "part,process,test,subgroup,time,value\nA,P,T,1,2024-01-01,5\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  const auto head = Run("log --db q.db --head");
+  EXPECT_EQ(Run("log --db q.db --anchor anchors").out, head.out);
+  const auto whole = Run("log --db q.db --verify --data --anchor anchors");
+  EXPECT_EQ(whole.status, 0) << whole.err;
+  EXPECT_EQ(whole.out.rfind("2 entries, whole, head", 0), 0U) << whole.out;
+  EXPECT_NE(whole.out.find("1 batch and 1 record compared, all as they were stored"),
+            std::string::npos)
+      << whole.out;
+  EXPECT_EQ(Run("log --db q.db --verify --anchor none").status, 1);
+  Write("others", "2c4f8a70-1111-4222-8333-444455556666 2 aa 2024-01-01T00:00:00\n");
+  const auto none = Run("log --db q.db --verify --anchor others");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_EQ(none.err, "log: others has no line of this database\n");
+  Write("wrong", head.out.substr(0, 38) + " aa 2024-01-01T00:00:00\n");
+  const auto wrong = Run("log --db q.db --verify --anchor wrong");
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_EQ(wrong.err, "log: wrong line 1: entry 2 has another hash than it had then\n");
+  EXPECT_EQ(wrong.out.rfind("2 entries, not whole, head", 0), 0U) << wrong.out;
 }
 
 }  // namespace

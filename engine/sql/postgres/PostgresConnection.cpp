@@ -61,8 +61,8 @@ void PostgresConnection::KeepAppendOnly(std::string_view table, std::string_view
                                         bool is_kept) {
   const std::string name(table), column(number), function = name + "_append_only";
   if (!is_kept) {
-    // The triggers go with their function.
-    Execute("DROP FUNCTION " + function + "() CASCADE");
+    Execute("DROP TRIGGER " + function + "_rows ON " + name + "; DROP TRIGGER " + function +
+            "_all ON " + name + "; DROP FUNCTION IF EXISTS " + function + "()");
     return;
   }
   Execute("CREATE FUNCTION " + function +

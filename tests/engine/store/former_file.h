@@ -9,13 +9,14 @@
 
 #include "engine/schema/schema.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/StreamWriter.h"
 #include "engine/store/record_of_v2.h"
 #include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/postgres/test_stores.h"
 
-// Files as releases with schema 1 and 2 wrote them.
+// Files as releases with schema 1, 2 and 3 wrote them.
 namespace orvspc::engine::store {
 
 // A measurement as a row of schema 1 and 2.
@@ -96,6 +97,52 @@ inline void WriteFormerFile(const std::string& from, const std::string& to, std:
   for (const auto stream : streams) {
     ForEachRecord(*source, stream,
                   [&](const RecordView& view) { WriteFormerRecord(*db, stream, CopyOf(view)); });
+  }
+  transaction.Commit();
+}
+
+// The same as a new file of schema 3, which has values as they are and nothing of their batches.
+inline void WriteVersion3File(const std::string& from, const std::string& to) {
+  constexpr std::int32_t kVersion = 3;
+  std::string schema;
+  for (const auto& each : schema::Versions().first(kVersion)) schema += each.text;
+  tests::ChangeRows(to, schema);
+  tests::ChangeRows(to, "PRAGMA application_id = " + std::to_string(schema::kApplicationId) +
+                            "; PRAGMA user_version = 3");
+  const auto db = tests::OpenBeside(to);
+  std::string copying = "ATTACH '" + from + "' AS source; PRAGMA foreign_keys = OFF; BEGIN;";
+  std::vector<std::string> tables;
+  for (sql::Query query(*db, "SELECT name FROM sqlite_master WHERE type = 'table'");
+       query.Step();) {
+    tables.emplace_back(query.Text(0));
+  }
+  for (const auto& table : tables) {
+    std::string columns;
+    for (sql::Query query(*db, "SELECT name FROM pragma_table_info(?1)", table); query.Step();) {
+      columns.append(columns.empty() ? "" : ", ").append(query.Text(0));
+    }
+    copying += "DELETE FROM " + table + "; INSERT INTO main." + table + "(" + columns +
+               ") SELECT " + columns + " FROM source." + table + ";";
+  }
+  copying +=
+      "DELETE FROM counter WHERE name IN ('batch', 'phase', 'baseline_policy', 'outbox'); COMMIT";
+  db->Execute(copying);
+  sql::Transaction transaction(*db, sql::TransactionKind::Write);
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(*db, "SELECT id FROM stream"); query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  for (const auto stream : streams) {
+    std::vector<StoredRecord> records;
+    ForEachRecord(*db, stream, [&](const RecordView& view) { records.push_back(CopyOf(view)); });
+    std::vector<Measurement> views;
+    for (auto& each : records) {
+      each.batch = each.entry = 0;
+      views.push_back(each.View());
+    }
+    StreamWriter writer(*db);
+    writer.Write(stream, views);
+    writer.Finish();
   }
   transaction.Commit();
 }
