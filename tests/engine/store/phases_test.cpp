@@ -13,11 +13,11 @@ namespace orvspc::engine::store {
 namespace {
 
 constexpr const char* kValues =
-    "time,part,process,test,value\n"
-    "2024-01-01,Ring,Press A,Diameter,1\n"
-    "2024-01-02,Ring,Press A,Diameter,2\n"
-    "2024-01-03,Ring,Press B,Diameter,3\n"
-    "2024-01-04,Disc,Press A,Width,4\n";
+    "subgroup,time,part,process,test,value\n"
+    "1,2024-01-01,Ring,Press A,Diameter,1\n"
+    "2,2024-01-02,Ring,Press A,Diameter,2\n"
+    "3,2024-01-03,Ring,Press B,Diameter,3\n"
+    "4,2024-01-04,Disc,Press A,Width,4\n";
 
 constexpr std::int32_t kDay = 86400, kFirst = 1704067200;  // 2024-01-01
 
