@@ -2,17 +2,23 @@
 #include "engine/QualityDatabase.h"
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
 #include "engine/catalogue/References.h"
+#include "engine/catalogue/nearest.h"
 #include "engine/import/Import.h"
 #include "engine/log/Json.h"
 #include "engine/pareto/Lookups.h"
+#include "engine/record/Line.h"
+#include "engine/record/Recorder.h"
 #include "engine/sql/address.h"
 #include "engine/sql/counter.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/backup.h"
+#include "engine/store/check.h"
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
@@ -46,11 +52,24 @@ void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::stri
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
-  const auto& kinds = SettingKinds();
-  const auto found = std::ranges::find(kinds, name, &SettingKind::name);
-  if (found == kinds.end())
-    store::Refuse(store, "there is no setting \"" + std::string(name) + "\"");
+  const auto* const found = FindSettingKind(name);
+  if (found == nullptr) store::Refuse(store, "there is no setting \"" + std::string(name) + "\"");
   return *found;
+}
+
+// Whether a text is names of a part, a process and a test with slashes between them, which names
+// may have, too.
+bool IsStream(const QualityDatabase& database, std::string_view text) {
+  const auto is = [&](ItemKind kind, std::size_t begin, std::size_t end) {
+    return database.Find(kind, text.substr(begin, end - begin)).has_value();
+  };
+  for (auto a = text.find('/'); a != std::string_view::npos; a = text.find('/', a + 1)) {
+    if (!is(ItemKind::Part, 0, a)) continue;
+    for (auto b = text.find('/', a + 1); b != std::string_view::npos; b = text.find('/', b + 1)) {
+      if (is(ItemKind::Process, a + 1, b) && is(ItemKind::Test, b + 1, text.size())) return true;
+    }
+  }
+  return false;
 }
 
 // On a server the tables are made in a database that is there.
@@ -65,9 +84,10 @@ bool MakeTables(const std::string& address, const std::function<void(QualityData
 }
 
 // Makes the database unless there is one, which is false.
-bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill) {
+bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill,
+             const std::string& like = {}) {
   if (sql::IsAddress(path)) return MakeTables(path, fill);
-  store::DraftFile draft(path);
+  store::DraftFile draft(path, like);
   if (draft.IsThere()) return false;
   std::weak_ptr<EmbeddedDatabase> opened;
   draft.Fill([&](const std::string& name) {
@@ -126,9 +146,37 @@ const std::vector<SettingKind>& SettingKinds() {
        "UTC",
        "UTC or a fixed offset such as +02:00, for periods of days and longer",
        {}},
+      {"alarm_needs",
+       "acc cac",
+       "codes that an alarm needs before it is closed: cause (acc), action (cac)",
+       {"acc cac", "acc", "cac", "none"}},
+      {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
+      {"approval",
+       "one",
+       "whether who proposed control limits may approve them, or another must",
+       {"one", "two"}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
+      {"subgroup_size",
+       "0",
+       "values that belong to a subgroup when it is recorded, 0 for any number; of one stream: "
+       "subgroup_size:PART/PROCESS/TEST",
+       {},
+       true},
+      {"key_days", "90", "for how many days the keys of records are kept", {}},
+      {store::kPatienceSetting,
+       "60",
+       "for how many seconds who writes waits for other programs that do",
+       {}},
   };
   return kinds;
+}
+
+const SettingKind* FindSettingKind(std::string_view name) {
+  const auto colon = name.find(':');
+  const auto& kinds = SettingKinds();
+  const auto found = std::ranges::find(kinds, name.substr(0, colon), &SettingKind::name);
+  const bool is_own = colon != std::string_view::npos;
+  return found == kinds.end() || (is_own && !found->of_streams) ? nullptr : &*found;
 }
 
 std::string SettingKind::Refusal(std::string_view value) const {
@@ -139,9 +187,28 @@ std::string SettingKind::Refusal(std::string_view value) const {
   if (name == "time_zone") {
     fits = time::ZoneOffset(value).has_value();
     takes = "UTC or a fixed offset such as +02:00";
+  } else if (name == "alarm_horizon") {
+    fits = !value.empty() && value.size() < 6 &&
+           std::ranges::all_of(value, [](char c) { return c >= '0' && c <= '9'; });
+    takes = "a number of days such as 7";
   } else if (name == "shift_starts") {
     fits = time::ParseTimesOfDay(value).has_value();
     takes = "ascending times of day such as \"06:00 14:00 22:00\"";
+  }
+  constexpr struct {
+    std::string_view name;
+    std::int32_t least, most;
+  } kNumbers[] = {{"subgroup_size", 0, 1'000'000},
+                  {"key_days", 1, 36'500},
+                  {store::kPatienceSetting, 0, 86'400}};
+  for (const auto& number : kNumbers) {
+    if (name != number.name) continue;
+    std::int32_t given = -1;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), given);
+    fits = error == std::errc() && end == value.data() + value.size() && given >= number.least &&
+           given <= number.most;
+    takes = "a whole number from " + std::to_string(number.least) + " to " +
+            std::to_string(number.most);
   }
   if (fits) return {};
   return std::string(name) + " takes " + takes + ", not \"" + std::string(value) + "\"";
@@ -170,7 +237,7 @@ Shift ShiftPlan::Around(std::int64_t stamp) const {
 }
 
 QualityDatabase::QualityDatabase(std::shared_ptr<EmbeddedDatabase> database)
-    : database_(std::move(database)) {}
+    : database_(std::move(database)), recorder_(std::make_shared<record::Recorder>(database_)) {}
 
 QualityDatabase QualityDatabase::Open(const std::string& path) {
   return QualityDatabase(OpenDatabase(path));
@@ -215,7 +282,8 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
         try {
           write([&](sql::Connection& target) {
             is_copying = true;
-            const auto digest = store::CopyDatabase(source, target, name, chosen, options.progress);
+            const auto digest = store::CopyDatabase(
+                source, target, name, chosen, {options.actor, options.reason}, options.progress);
             report = {digest.measurements, digest.rows, digest.all};
             is_copying = false;
           });
@@ -241,14 +309,101 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
   const auto fill = [&](const QualityDatabase& target) {
     copy([&](const Work& work) { store::SqlStoreOf(*target.database_)->Write(work); });
   };
-  if (MakeNew(path, fill)) return report;
+  // Who may not read the one may not read the other.
+  const auto like = sql::IsAddress(from->WholePath()) ? std::string() : from->WholePath();
+  if (MakeNew(path, fill, like)) return report;
   fill(QualityDatabase(OpenDatabase(path, true)));
   return report;
+}
+
+BackupReport QualityDatabase::Backup(const std::string& to, const BackupOptions& options) const {
+  const auto store = store::SqlStoreOf(*database_);
+  BackupReport report{store::BackupPlace(*store, to), 0, {}};
+  if (options.keep && (report.path == to || *options.keep < 1)) {
+    store::RefuseFile(to, "only of backups in a folder are so many kept, at least 1");
+  }
+  if (options.keep && options.as_copy) {
+    store::RefuseFile(to, "what goes on as a database of its own is no backup to be kept");
+  }
+  std::function<void(sql::Connection&)> finish;
+  if (options.as_copy) {
+    finish = [&](sql::Connection& db) {
+      log::Writing writing(db, options.actor, options.reason);
+      log::BecomeAnother(writing);
+    };
+  }
+  report.bytes = store::MakeBackup(*store, report.path, options.progress, finish);
+  if (options.keep) {
+    const auto keep = static_cast<std::size_t>(*options.keep);
+    report.deleted = store::DeleteOldBackups(*store, report.path, keep);
+  }
+  return report;
+}
+
+CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& options) {
+  // Not by an open database, whose first reading would fail where the damage is.
+  const auto db = store::OpenConnection(path, false);
+  const auto medium = sql::IsAddress(path) ? store::Medium::Server : store::Medium::File;
+  try {
+    sql::Transaction reading(*db, sql::TransactionKind::Read);
+    auto result = store::QuickCheck(*db, medium, options.progress);
+    reading.Commit();
+    CheckReport report{result.subgroups, {}, result.left_out};
+    for (auto& find : result.finds) {
+      report.finds.push_back({std::move(find.place), std::move(find.reason)});
+    }
+    return report;
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
 }
 
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
                                      const ImportOptions& options) {
   return import::ImportCsv(file, *database_, kind, options);
+}
+
+Recorded QualityDatabase::Record(const NewRecord& record, const Actor& actor, NewNames names) {
+  return RecordSubgroup(std::span(&record, 1), actor, names).front();
+}
+
+std::vector<Recorded> QualityDatabase::RecordSubgroup(std::span<const NewRecord> records,
+                                                      const Actor& actor, NewNames names) {
+  return recorder_->Record(records, actor, names);
+}
+
+Batch QualityDatabase::Begin(const Actor& actor, const BatchOptions& options) {
+  Batch batch;
+  batch.database_ = database_;
+  batch.recorder_ = recorder_;
+  batch.actor_ = actor;
+  batch.options_ = options;
+  return batch;
+}
+
+void Batch::Add(NewRecord record) { records_.push_back(std::move(record)); }
+
+BatchRecorded Batch::Commit() {
+  const auto records = std::exchange(records_, {});
+  return recorder_->RecordBatch(records, actor_, options_);
+}
+
+NewRecord RecordFromJson(std::string_view line, std::string* key) {
+  return record::RecordOfLine(line, key);
+}
+std::string JsonOf(const std::string& key, const Recorded& recorded) {
+  return record::AnswerOf(key, recorded);
+}
+std::string JsonOf(const std::string& key, const Refused& refused) {
+  return record::AnswerOf(key, refused);
+}
+
+std::int32_t QualityDatabase::Require(ItemKind kind, std::string_view name) const {
+  if (const auto id = Find(kind, name)) return *id;
+  const auto reason = store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return catalogue::NoSuchItem(db, kind, name);
+  });
+  throw Refused("unknown", std::string(WordOf(kind)), std::string(name), reason);
 }
 
 std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_view name) const {
@@ -458,6 +613,11 @@ void QualityDatabase::Set(std::string_view name, std::string_view value, const A
   const auto store = store::SqlStoreOf(*database_);
   const auto refusal = KindOf(*store, name).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);
+  const auto colon = name.find(':');
+  if (colon != std::string_view::npos && !IsStream(*this, name.substr(colon + 1))) {
+    store::Refuse(*store, "\"" + std::string(name.substr(colon + 1)) +
+                              "\" is no stream; write PART/PROCESS/TEST with names that are there");
+  }
   store::Guarded(*store, [&] {
     store->Write(actor, reason, [&](log::Writing& writing) {
       auto& db = writing.Db();
@@ -542,12 +702,14 @@ std::vector<ControlLimits> LimitRows(sql::Connection& db, const StreamKey& strea
   using Row = ControlLimits;
   return sql::Query(db,
                     "SELECT coalesce(process, 0), effective, mean, sp, spl, sw, swl, start, "
-                    "finish, chart_word, used FROM control_limit WHERE part = ?1 AND test = ?2 "
-                    "AND status = 'active' AND coalesce(process, 0) IN (0, ?3) "
+                    "finish, chart_word, used, id, until FROM control_limit WHERE part = ?1 "
+                    "AND test = ?2 AND status IN ('active', 'retired') "
+                    "AND (until IS NULL OR until > effective) AND coalesce(process, 0) IN (0, ?3) "
                     "ORDER BY effective, coalesce(process, 0), id",
                     stream.part, stream.test, stream.process)
       .All<Row>(&Row::process, &Row::effective, &Row::mean, &Row::sp, &Row::spl, &Row::sw,
-                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used);
+                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used, &Row::id,
+                &Row::until);
 }
 
 template <>
@@ -573,11 +735,20 @@ std::vector<NetContents> LimitRows(sql::Connection& db, const StreamKey& stream)
                 &Row::factor, &Row::name);
 }
 
+// Empty: without an end.
+template <class Row>
+std::int64_t UntilOf(const Row& row) {
+  if constexpr (std::is_same_v<Row, ControlLimits>) {
+    if (row.until) return *row.until;
+  }
+  return catalogue::kNever;
+}
+
 // Rows that one takes over from another: the same time, and of control limits the same process.
 template <class Row>
 bool Replaces(const Row& newer, const Row& older) {
   if constexpr (std::is_same_v<Row, ControlLimits>) {
-    if (newer.process != older.process) return false;
+    if (newer.process != older.process || UntilOf(newer) < UntilOf(older)) return false;
   }
   return newer.effective == older.effective;
 }
@@ -601,7 +772,8 @@ std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
 template <class Row>
 std::optional<Row> QualityDatabase::InForce(const StreamKey& stream, std::int64_t time) const {
   auto rows = Versions<Row>(stream);
-  const auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  while (after != rows.begin() && UntilOf(*std::prev(after)) <= time) --after;
   return after == rows.begin() ? std::nullopt : std::optional(std::move(*std::prev(after)));
 }
 

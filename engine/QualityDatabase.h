@@ -18,6 +18,9 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LimitRecords.h"
+#include "platform/LogEntry.h"
+#include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/Phase.h"
 #include "platform/SelectionRecord.h"
@@ -27,6 +30,10 @@
 // Times are stamps, seconds since 1970 UTC, from 1901 to 2038.
 // Every failure is a platform::ExternalFailure whose description is one line: file and reason.
 namespace orvspc {
+
+namespace engine::record {
+class Recorder;
+}
 
 // Effective time of a row of limits that holds from the beginning.
 inline constexpr std::int32_t kSinceEver = INT32_MIN;
@@ -123,6 +130,8 @@ struct ControlLimits {
   std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
   std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
   std::int32_t used = 0;               // subgroups behind them; 0: not known
+  std::int32_t id = 0;
+  std::optional<std::int32_t> until;  // when they no longer hold; empty: without an end
 };
 
 struct Opportunities {
@@ -149,10 +158,14 @@ struct NetContents {
 struct SettingKind {
   std::string_view name, fallback, meaning;
   std::vector<std::string_view> words;  // that it takes; empty: any text of the form of fallback
+  // Whether a stream may have a value of its own: "NAME:PART/PROCESS/TEST".
+  bool of_streams = false;
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
 };
 const std::vector<SettingKind>& SettingKinds();
+// That of a setting, whose name may be that of a stream's own; null for an unknown name.
+const SettingKind* FindSettingKind(std::string_view name);
 
 // "values", "control-limits", ...; empty for an unknown word.
 std::optional<ImportKind> ImportKindFromWord(std::string_view word);
@@ -195,6 +208,40 @@ struct CopySelection {
 struct CopyOptions {
   std::optional<CopySelection> selection;      // none: everything
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
+  Actor actor = {};                            // for the log
+  std::string reason = {};
+};
+
+struct BackupOptions {
+  // In a folder: how many backups of this database are left there, the newest, with this one.
+  // Others that Backup made and named are deleted, and nothing else.
+  std::optional<int> keep = {};
+  // It goes on as a database of its own: with another identity, and an entry of its log.
+  bool as_copy = false;
+  Actor actor = {};  // of that entry, and why
+  std::string reason = {};
+  std::function<void(int)> progress = {};  // called with the percent done
+};
+
+struct BackupReport {
+  std::string path;
+  std::int64_t bytes = 0;
+  std::vector<std::string> deleted;  // paths, the oldest first
+};
+
+// Something in a database that is not as the program wrote it.
+struct CheckFind {
+  std::string place, reason;  // "#4711 Diameter", "the packed values do not fit their checksum"
+};
+
+struct CheckReport {
+  std::int64_t subgroups = 0;
+  std::vector<CheckFind> finds;  // empty: it is whole
+  std::int64_t left_out = 0;     // finds beyond the first thousand
+};
+
+struct CheckOptions {
+  std::function<void(std::int64_t)> progress;  // called with the measurements seen so far
 };
 
 // --- Changes of what is stored -------------------------------------------------------------------
@@ -220,7 +267,8 @@ struct ChangedRecord {
 std::optional<std::int32_t> FlagFromWord(std::string_view word);
 
 // Watches how files of older releases are brought forward, which their first opening does: watch is
-// called on this thread with the path and the percent done, 100 at the end. Empty: nobody watches.
+// called on this thread with the path and the percent done, 100 at the end; with a negative number
+// while another program has locked the file, then 100. Empty: nobody watches.
 void WatchUpgrades(std::function<void(const std::string& path, int percent)> watch);
 
 // Takes the notes that this thread added outside of the analyses of an open database.
@@ -230,6 +278,36 @@ void WatchUpgrades(std::function<void(const std::string& path, int percent)> wat
 // TakeReport of any database takes them, too; each is in what comes first, and only there. Notes of
 // analyses on databases that are closed are dropped.
 std::vector<Note> TakeNotesLeft();
+
+// --- Recording -----------------------------------------------------------------------------------
+
+// A record as a line of JSON, with the keys of a canonical record (part, process, test, label,
+// time, pieces, size, flag, context, descriptors, comments) and "key", which `key` is also when the
+// rest cannot be read. Throws Refused.
+NewRecord RecordFromJson(std::string_view line, std::string* key = nullptr);
+// The answers to such a line: {"key","subgroup","version","repeated","notes"}, or
+// {"key","error":{"code","field","text"}}. An empty key is left out, as are notes where there are
+// none.
+std::string JsonOf(const std::string& key, const Recorded& recorded);
+std::string JsonOf(const std::string& key, const Refused& refused);
+
+// Records that are stored together. Dropped without Commit: nothing has happened.
+class Batch {
+ public:
+  void Add(NewRecord record);
+  std::size_t Size() const { return records_.size(); }
+  // Stores them in one transaction with one entry of the log; then it is empty. Throws Refused for
+  // the first record that is refused unless these are to be left out.
+  BatchRecorded Commit();
+
+ private:
+  friend class QualityDatabase;
+  std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
+  Actor actor_;
+  BatchOptions options_;
+  std::vector<NewRecord> records_;
+};
 
 // --- The database --------------------------------------------------------------------------------
 
@@ -260,13 +338,31 @@ class QualityDatabase {
                                  const ImportOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
-  // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
-  // to none. Both are compared at the end.
+  // identifiers stay. The log comes along and gets an entry that names this database and its newest
+  // entry; the other one keeps its own identity. With a selection only its subgroups are copied,
+  // and everything that belongs to none. Both are compared at the end.
   //
   // Failures the other holds data already, such as a rule set of its own; what makes, opens or
   //          writes it; what reads this one. The text begins with the name of the one that failed.
   // After a failure the other holds nothing, or is not there.
   CopyReport CopyTo(const std::string& path, const CopyOptions& options = {}) const;
+
+  // Copies the file page by page while writers go on: the copy is the state of one moment.
+  //
+  // to       a file that is not there, or a folder, where it is named after database and time:
+  //          "q-20240229T123000Z.db"
+  // Failures a database on a server; the file is there already; keep without a folder or of a copy
+  //          with an identity of its own; what reads or writes either
+  // After a failure there is no file, unless what failed is to delete others. After success it was
+  // looked through and is on the device.
+  BackupReport Backup(const std::string& to, const BackupOptions& options = {}) const;
+
+  // Looks whether a database is whole: its pages, references between rows, checksums, order and
+  // numbers of what is packed, identifiers, limits and phases. Not what values say. Pages are those
+  // of a file alone. Reads all of it.
+  //
+  // Failures as of Open
+  static CheckReport Check(const std::string& path, const CheckOptions& options = {});
 
   // Over a database that is open already.
   explicit QualityDatabase(std::shared_ptr<EmbeddedDatabase> database);
@@ -278,7 +374,29 @@ class QualityDatabase {
   // and reason. Analyses see all of it or nothing.
   ImportReport Import(const std::string& file, ImportKind kind, const ImportOptions& options = {});
 
-  // Identifier and name.
+  // Stores a subgroup and test, or several tests of one subgroup, which agree in part, process,
+  // label, time and key. Returns after the durable commit.
+  //
+  // Refused   what the data break, by its code, with nothing stored:
+  //           name      is empty, long or has control characters
+  //           unknown   part, process or test, unless they are to be created
+  //           inactive  an item is no longer in use
+  //           type      values for a test that counts, or the reverse
+  //           number, count, size, flag, comment, context
+  //           unreasonable  beyond the reasonable limits in force, unless forced
+  //           size      other than the setting subgroup_size, unless flagged incomplete
+  //           time      more than 300 s ahead of the clock, or no stamp
+  //           stored    the subgroup has values of this test
+  //           key       was used for other values
+  // Threads   calls of several threads share commits
+  // The same key with the same content stores nothing and gives the first answer.
+  Recorded Record(const NewRecord& record, const Actor& actor, NewNames names = NewNames::Refuse);
+  std::vector<Recorded> RecordSubgroup(std::span<const NewRecord> records, const Actor& actor,
+                                       NewNames names = NewNames::Refuse);
+  Batch Begin(const Actor& actor, const BatchOptions& options = {});
+
+  // Identifier and name. Require throws Refused (code "unknown") with the nearest names.
+  std::int32_t Require(ItemKind kind, std::string_view name) const;
   std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
   // Empty for an unknown identifier.
   std::string Name(ItemKind kind, std::int32_t id) const;
@@ -323,12 +441,48 @@ class QualityDatabase {
   // ControlLimits, Opportunities or NetContents.
   //
   // Versions  by effective time; of rows with one time the newest, which replaced the others. Of
-  //           control limits those for any process, too, before those for the process itself.
-  // InForce   the last version that is effective at a time; empty: none yet.
+  //           control limits those for any process, too, before those for the process itself, and
+  //           also those that were retired, which hold for their own time.
+  // InForce   the last version that is effective at a time; empty: none.
   template <class Row>
   std::vector<Row> Versions(const StreamKey& stream) const;
   template <class Row>
   std::optional<Row> InForce(const StreamKey& stream, std::int64_t time) const;
+
+  // The life of control limits. What changes a row needs a reason, adds an entry to the log, and is
+  // refused (Refused, Conflict) with nothing changed.
+  //
+  // ComputeLimits   out of the chart of a window; stores nothing
+  // ProposeLimits   the same, stored as a proposed row, which holds nowhere. Returns its number
+  // ApproveLimits   it holds from a time on; rows that held end there
+  // RejectLimits    it never holds
+  // RetireLimits    it holds up to and without a time; charts of before stay as they are
+  // VoidLimits      it was wrong and holds nowhere; what it replaced holds again
+  // FreezeLimits    computes, proposes and approves at once. Returns the number of the row
+  LimitProposal ComputeLimits(const LimitRequest& request) const;
+  std::int32_t ProposeLimits(const LimitRequest& request, const ChangeOptions& options);
+  void ApproveLimits(std::int32_t id, const LimitApproval& approval, const ChangeOptions& options);
+  void RejectLimits(std::int32_t id, const ChangeOptions& options);
+  void RetireLimits(std::int32_t id, std::int32_t at, const ChangeOptions& options);
+  void VoidLimits(std::int32_t id, const ChangeOptions& options);
+  std::int32_t FreezeLimits(const LimitRequest& request, const LimitApproval& approval,
+                            const ChangeOptions& options);
+
+  // Rows of control limits in every state, by part, test, process and time; of one part, process or
+  // test where the key has one.
+  std::vector<ListedLimit> ListLimits(const StreamKey& of = {}) const;
+  LimitDetails ShowLimits(std::int32_t id) const;
+  // Two rows, or a row and the limits computed of a window.
+  LimitComparison CompareLimits(std::int32_t first, std::int32_t second) const;
+  LimitComparison CompareLimits(std::int32_t first, const LimitRequest& window) const;
+
+  // When limits are proposed anew; 0 in the key: any. Returns the number of the policy.
+  std::vector<BaselinePolicy> BaselinePolicies() const;
+  std::int32_t SetBaselinePolicy(const StreamKey& of, std::string_view preset,
+                                 const ChangeOptions& options);
+  // Proposes limits where the policy of a stream says so; nothing is approved. The reason may be
+  // left to it.
+  std::vector<LimitReview> ReviewLimits(const StreamKey& of, const ChangeOptions& options);
 
   // The state of a process just before a time; empty: no record before it. One indexed read.
   std::optional<ProcessState> StateBefore(std::int32_t process, std::int64_t time) const;
@@ -400,14 +554,27 @@ class QualityDatabase {
 
   // The stored value of a setting, else its fallback. Names are those of SettingKinds.
   std::string Setting(std::string_view name) const;
-  // An unknown name, or a value that its reader could not use, is refused.
+  // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
 
   ShiftPlan Shifts() const;
 
+  // Who changed what, when and why.
+  //
+  // Log         entries that fit, the oldest first
+  // LogHead     the newest entry; kept elsewhere, it proves later what came before it
+  // AnchorLog   appends it to a file: "UUID SEQ HASH TIME"
+  // VerifyLog   reads the whole log and works its hashes out again; with_data also the digests of
+  //             imports and records from what is stored; with anchors compares the log with them
+  std::vector<LogEntry> Log(const LogFilter& filter = {}) const;
+  LogAnchor LogHead() const;
+  LogAnchor AnchorLog(const std::string& file) const;
+  LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
+
  private:
   std::shared_ptr<EmbeddedDatabase> database_;
+  std::shared_ptr<engine::record::Recorder> recorder_;
 };
 
 }  // namespace orvspc

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <functional>
+#include <map>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
+#include "engine/alarms/Judge.h"
 #include "engine/change/Comments.h"
 #include "engine/change/Items.h"
 #include "engine/change/Records.h"
 #include "engine/change/version.h"
+#include "engine/change_once.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/subgroups.h"
 #include "platform/Enumerations.h"
@@ -17,25 +21,31 @@ using namespace engine;
 
 namespace {
 
-// Ends a dry run, so that nothing of it stays.
-struct DryRun {};
-
-void Change(EmbeddedDatabase& database, const ChangeOptions& options,
-            const std::function<void(log::Writing&)>& work) {
-  const auto store = store::SqlStoreOf(database);
-  store::Guarded(*store, [&] {
-    try {
-      store->Write(options.actor, options.reason, [&](log::Writing& writing) {
-        work(writing);
-        if (options.dry_run) throw DryRun();
-      });
-    } catch (const DryRun&) {
-      // As asked.
-    }
-  });
-}
-
 using Records = std::vector<change::StoredRecord>;
+
+// The streams of changed records, with the ends of what was changed.
+class TouchedStreams {
+ public:
+  // A record as it was; where it is now counts, too.
+  void Add(sql::Connection& db, const change::StoredRecord& record) {
+    const auto id = record.subgroup.id;
+    Add(record.stream, {record.subgroup.time, id});
+    Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+  }
+  std::vector<alarms::Touched> All() const {
+    std::vector<alarms::Touched> all;
+    for (const auto& [stream, ends] : ends_) all.push_back({stream, ends.first, ends.second});
+    return all;
+  }
+
+ private:
+  void Add(std::int64_t stream, store::RecordKey key) {
+    auto& [first, last] = ends_.try_emplace(stream, key, key).first->second;
+    first = std::min(first, key);
+    last = std::max(last, key);
+  }
+  std::map<std::int64_t, std::pair<store::RecordKey, store::RecordKey>> ends_;
+};
 
 // Changes the records of subgroups, each by change(writing, which).
 std::vector<ChangedRecord> ChangeRecords(
@@ -45,12 +55,15 @@ std::vector<ChangedRecord> ChangeRecords(
   std::vector<ChangedRecord> changed;
   Change(database, options, [&](log::Writing& writing) {
     changed.clear();
+    TouchedStreams touched;
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
         changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
                            record.subgroup.time, change::VersionOf(writing.Db(), record.Object())});
+        touched.Add(writing.Db(), record);
       }
     }
+    alarms::Judge(writing, touched.All());
   });
   return changed;
 }
@@ -129,6 +142,9 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
     const auto record = change::Restore(writing, entry);
+    TouchedStreams touched;
+    touched.Add(writing.Db(), record);
+    alarms::Judge(writing, touched.All());
     changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
                 change::VersionOf(writing.Db(), record.Object())}};
   });

@@ -41,6 +41,22 @@ bool MakeFile(const std::string& path) {
   return true;
 }
 
+bool MakeFileLike(const std::string& path, const std::string& like) {
+  struct stat state {};
+  if (stat(like.c_str(), &state) != 0) return false;
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file < 0) return false;
+  constexpr mode_t kOwner = 0600, kGroup = 070, kRights = 0777, kSame = static_cast<uid_t>(-1);
+  auto rights = (state.st_mode & kRights) | kOwner;
+  const bool has_group =
+      fchown(file, state.st_uid, state.st_gid) == 0 || fchown(file, kSame, state.st_gid) == 0;
+  // The rights of a group are not those of another one. Where they cannot be set, none are.
+  if (!has_group) rights &= ~kGroup;
+  [[maybe_unused]] const bool is_like = fchmod(file, rights) == 0;
+  close(file);
+  return true;
+}
+
 // File systems without links rename.
 bool RenameToFree(const std::string& from, const std::string& to) {
   if (link(from.c_str(), to.c_str()) == 0) {

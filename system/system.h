@@ -40,6 +40,9 @@ std::FILE* OpenToRead(const std::string& path);
 
 // An empty file that others may read. False, with EEXIST, when there is something of that name.
 bool MakeFile(const std::string& path);
+// The same with the owner and the rights of another file, as far as the system lets: nobody may
+// read it who may not read that one.
+bool MakeFileLike(const std::string& path, const std::string& like);
 
 // Gives the file another name in the same folder unless that is taken, which is EEXIST.
 bool RenameToFree(const std::string& from, const std::string& to);

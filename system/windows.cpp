@@ -114,6 +114,11 @@ bool MakeFile(const std::string& path) {
   return true;
 }
 
+// The folder says who may read its files.
+bool MakeFileLike(const std::string& path, const std::string& like) {
+  return Access(like, kExists) && MakeFile(path);
+}
+
 bool RenameToFree(const std::string& from, const std::string& to) {
   if (MoveFileExW(Wide(from).c_str(), Wide(to).c_str(), MOVEFILE_WRITE_THROUGH) != 0) return true;
   errno = ReasonOf(GetLastError());

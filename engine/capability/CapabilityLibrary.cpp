@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/capability/CapabilityLibrary.h"
 
+#include <algorithm>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "engine/capability/CapabilityRun.h"
 #include "engine/store/Store.h"
@@ -21,6 +24,61 @@ ThreadState& ThisThread() {
   return state;
 }
 
+// A copy of what an analysis writes, until it is certain that it was not in vain.
+struct DraftOutput {
+  explicit DraftOutput(const CapabilityOutput& out)
+      : x(out.x.begin(), out.x.end()),
+        y(out.y.begin(), out.y.end()),
+        bins(out.bins.begin(), out.bins.end()),
+        summary(out.summary),
+        pps(out.pps),
+        chi_square(out.chi_square),
+        limits(out.limits),
+        results(out.results),
+        cps(out.cps),
+        moments(out.moments),
+        anova(out.anova),
+        net_limits(out.net_limits),
+        net_results(out.net_results) {}
+
+  CapabilityOutput Output() {
+    return {{x, y, bins, summary, pps, chi_square, limits, results},
+            cps,
+            moments,
+            anova,
+            net_limits,
+            net_results};
+  }
+  void HandOver(const CapabilityOutput& out) const {
+    std::ranges::copy(x, out.x.begin());
+    std::ranges::copy(y, out.y.begin());
+    std::ranges::copy(bins, out.bins.begin());
+    out.summary = summary;
+    out.pps = pps;
+    out.chi_square = chi_square;
+    out.limits = limits;
+    out.results = results;
+    out.cps = cps;
+    out.moments = moments;
+    out.anova = anova;
+    out.net_limits = net_limits;
+    out.net_results = net_results;
+  }
+
+  std::vector<double> x, y;
+  std::vector<API_CABin> bins;
+  API_CASummary summary;
+  API_CAPPs pps;
+  API_CAChiSq chi_square;
+  API_CASpecLim8 limits;
+  API_CASpecResults results;
+  API_CACPs cps;
+  API_CAMoments moments;
+  API_CAAnova anova;
+  API_CANccLim8 net_limits;
+  API_CANccResults net_results;
+};
+
 }  // namespace
 
 std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
@@ -35,22 +93,27 @@ std::int32_t CapabilityLibrary::VLXCAP_PROCESSING_LT(
   state.store.reset();
   state.handle = Connection;
   state.reports.Forget(Connection);
+  std::optional<CapabilityOutput> out;
+  std::optional<DraftOutput> draft;
   const auto done = store::AnalyseWithStore(Connection, DSInfo, [&](const auto& store) {
     state.store = store;
-    const CapabilityOutput out{
-        {X, Y, Bins.As<API_CABin>(), Summary, PPs, ChiSq, SpecLim, SpecResults},
-        CPs,
-        Moments,
-        Anova,
-        NccLim,
-        NccResults};
-    const bool made = state.run.Process(*store, DSInfo, DSFilter, Options, out);
+    out.emplace(
+        CapabilityOutput{{X, Y, Bins.As<API_CABin>(), Summary, PPs, ChiSq, SpecLim, SpecResults},
+                         CPs,
+                         Moments,
+                         Anova,
+                         NccLim,
+                         NccResults});
+    draft.emplace(*out);
+    const bool made = state.run.Process(*store, DSInfo, DSFilter, Options, draft->Output());
     if (made) state.reports.Begin(Connection) = state.run.Report();
     return made ? 1 : 0;
   });
   if (done == 0) {
     state.run = {};
     state.reports.Forget(Connection);
+  } else {
+    draft->HandOver(*out);
   }
   return done;
 }

@@ -39,6 +39,8 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
                        const AttributeRequest& request);
   // Units inspected in each subgroup, in the order of the data set; 0 for not known.
   std::vector<double> UnitsInspected() const;
+  // Over the subgroups of a stream that count.
+  const statistics::Rate& RateOf(std::size_t stream) const { return states_[stream].rate; }
   // Forgets the run.
   void Clear();
 

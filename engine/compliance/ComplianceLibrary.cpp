@@ -222,12 +222,18 @@ std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE(std::int32_t, std::int32
   auto& state = ThisThread();
   state.rows = {};
   state.reports.Forget(Connection);
-  return store::AnalyseWithStore(Connection, DSInfo, [&](const auto& store) -> std::int32_t {
-    std::vector<SamplingDue> windows;
-    if (!RunCompliance(*store, DSInfo, DSFilter, state.rows, windows)) return 0;
-    state.reports.Begin(Connection) = std::move(windows);
-    return static_cast<std::int32_t>(state.rows.size());
-  });
+  const auto count =
+      store::AnalyseWithStore(Connection, DSInfo, [&](const auto& store) -> std::int32_t {
+        std::vector<SamplingDue> windows;
+        if (!RunCompliance(*store, DSInfo, DSFilter, state.rows, windows)) return 0;
+        state.reports.Begin(Connection) = std::move(windows);
+        return static_cast<std::int32_t>(state.rows.size());
+      });
+  if (count == 0) {
+    state.rows = {};
+    state.reports.Forget(Connection);
+  }
+  return count;
 }
 
 std::int32_t ComplianceLibrary::VLXSREQ_SREQ_COMPLIANCE_GETDATA(std::span<API_SCRow> Rows,

@@ -29,15 +29,15 @@ class Analysis {
            const platform::ArrayRef& bins, API_PAOptions& options)
       : store_(store), info_(info), filter_(filter), bins_(bins), options_(options) {}
 
-  // The number of bins. Nothing is written before all of them are made.
-  std::int32_t Run(paResourceTypes resource) {
+  // False when there can be none. Nothing is written before HandOver.
+  bool Run(paResourceTypes resource) {
     std::int32_t offset = 0;
     Read([&](sql::Connection&) { offset = store_.Cache().zone_offset; });
     std::string reason;
     auto plan = MakePlan(resource, options_, offset, reason);
     if (!plan) {
       store::AddNote("no-bins", reason);
-      return 0;
+      return false;
     }
     plan_ = std::move(*plan);
     plan_.most_bins = std::min(plan_.most_bins, bins_.As<API_PABin>().size());
@@ -46,8 +46,13 @@ class Analysis {
     } else if (resource == paProcessState) {
       States();
     } else if (!Subgroups()) {
-      return 0;
+      return false;
     }
+    return true;
+  }
+
+  // The number of bins, which are written with the selection as it was resolved.
+  std::int32_t HandOver() {
     info_ = resolved_;
     std::ranges::copy(made_, bins_.As<API_PABin>().begin());
     options_.BinCount = static_cast<std::int32_t>(made_.size());
@@ -257,9 +262,11 @@ class Analysis {
 std::int32_t Analyse(paResourceTypes resource, std::int32_t connection, API_DSInfo& info,
                      std::span<std::int32_t> filter, const platform::ArrayRef& bins,
                      API_PAOptions& options) noexcept {
-  return store::AnalyseWithStore(connection, info, [&](const std::shared_ptr<store::Store>& store) {
-    return Analysis(*store, info, filter, bins, options).Run(resource);
+  std::optional<Analysis> analysis;
+  const auto done = store::AnalyseWithStore(connection, info, [&](const auto& store) {
+    return analysis.emplace(*store, info, filter, bins, options).Run(resource) ? 1 : 0;
   });
+  return done == 0 ? 0 : analysis->HandOver();
 }
 
 }  // namespace

@@ -25,8 +25,10 @@ class SqlError : public std::runtime_error {
  public:
   enum class Kind {
     Locked,        // by another connection
+    Busy,          // another connection wrote for as long as Begin waits
     Full,          // no room left on the device
     ReadOnly,      // may not be written to
+    NoRight,       // that the statement needs
     Damaged,       // not what this database wrote
     NotADatabase,  // no database at all
     OutOfMemory,
@@ -58,7 +60,8 @@ class Parameters {
  public:
   virtual ~Parameters() = default;
   virtual void BindInt(int index, std::int64_t value) = 0;
-  virtual void BindReal(int index, double value) = 0;
+  // A zero has no sign: not every database keeps it.
+  void BindReal(int index, double value) { BindSigned(index, value == 0.0 ? 0.0 : value); }
   virtual void BindText(int index, std::string_view text) = 0;
   virtual void BindBlob(int index, std::span<const std::byte> blob) = 0;
   virtual void BindNull(int index) = 0;
@@ -97,6 +100,8 @@ class Parameters {
   void BindNext(int& place, const std::array<T, kSize>& values) {
     for (const auto& value : values) BindNext(place, value);
   }
+  // A real number as it is.
+  virtual void BindSigned(int index, double value) = 0;
 };
 
 // A prepared statement. Columns count from 0. All but Reset and the columns throw SqlError.
@@ -160,6 +165,9 @@ class Connection {
   virtual void Execute(const std::string& sql) = 0;
   // The same for statements that define tables, which are written as SQLite spells them.
   virtual void Define(const std::string& sql) { Execute(sql); }
+  // Lets rows of a table only be added, each with the next whole number in this column, or ends
+  // that. Against accidents: whoever owns the table can end it. Inside a write transaction.
+  virtual void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) = 0;
   // For rows such as "part(id, name)".
   virtual std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) = 0;
 

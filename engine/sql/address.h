@@ -13,9 +13,12 @@ namespace orvspc::engine::sql {
 
 // Whether it is an address: postgresql://... or postgres://..., in small letters or capitals.
 bool IsAddress(std::string_view text);
+// Whether it was meant as one: another scheme before ://, or one like ours with another end.
+bool IsMistyped(std::string_view text);
 
 // What may be printed of a path, an address or any word in place of one:
 // - of an address nothing between its user and its last @, since a password may have a / or ? in it
+// - the same of what was meant as an address: mistyped, without a scheme, or after "--"
 // - nothing that follows "password=", whatever the text is
 std::string WithoutPasswords(std::string_view text);
 

@@ -20,13 +20,18 @@ bool FailStep(int n) {
   return struck;
 }
 
-void FailPoint() {
+bool IsToFail() {
 #ifdef ORVSPC_FAIL_POINTS
   if (step_failure.countdown > 0 && --step_failure.countdown == 0) {
     step_failure.struck = true;
-    throw SqlError(SqlError::Kind::Other, "disk I/O error");
+    return true;
   }
 #endif
+  return false;
+}
+
+void FailPoint() {
+  if (IsToFail()) throw SqlError(SqlError::Kind::Other, "disk I/O error");
 }
 
 }  // namespace orvspc::engine::sql

@@ -9,6 +9,13 @@
 
 namespace orvspc::engine::sql {
 
+SqlError BusyFor(std::chrono::milliseconds waited) {
+  const auto whole = std::chrono::duration_cast<std::chrono::seconds>(waited);
+  const auto time = whole == waited ? std::to_string(whole.count()) + " s"
+                                    : std::to_string(waited.count()) + " ms";
+  return {SqlError::Kind::Busy, "another program has been writing for " + time + "; try again"};
+}
+
 std::string ReasonOf(const SqlError& error) {
   static constexpr std::pair<SqlError::Kind, const char*> kReasons[] = {
       {SqlError::Kind::NotADatabase, "is no database file"},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -17,6 +18,9 @@ struct Failure {
   std::int32_t number = 0;
   std::string text;
 };
+
+// Of a Begin that has waited so long.
+SqlError BusyFor(std::chrono::milliseconds waited);
 
 // Why a database could not be used, in words.
 std::string ReasonOf(const SqlError& error);

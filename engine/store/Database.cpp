@@ -49,8 +49,10 @@ void CheckFile(const std::string& path, bool create) {
   if (path.empty()) RefuseFile(path, "");
   const auto state = system::StateOf(path);
   if (!state) {
-    if (errno == ENOENT && create) return CheckNoLogLeft(path);
-    RefuseFile(path, errno == ENOENT ? "there is no such file" : std::strerror(errno));
+    const int error = errno;
+    if (error == ENOENT || error == ENOTDIR) CheckNotMistyped(path);
+    if (error == ENOENT && create) return CheckNoLogLeft(path);
+    RefuseFile(path, error == ENOENT ? "there is no such file" : std::strerror(error));
   }
   if (state->kind == system::FileKind::Folder) RefuseFile(path, "is a folder");
   if (state->kind != system::FileKind::Plain) RefuseFile(path, "is no plain file");
@@ -62,8 +64,11 @@ void CheckFile(const std::string& path, bool create) {
 std::string WhyReadOnly(const std::string& path) {
   if (system::IsThere(path) && !system::MayWrite(path)) return "may not be written to";
   // The write-ahead log lies beside the file.
-  const auto folder = FolderOf(TargetOf(path));
-  if (!system::IsThere(folder)) return "there is no folder " + sql::WithoutPasswords(folder);
+  const auto target = TargetOf(path);
+  const auto folder = FolderOf(target);
+  if (!system::IsThere(folder)) {
+    return "there is no folder " + FolderOf(sql::WithoutPasswords(target));
+  }
   return system::MayWrite(folder) ? "" : "its folder may not be written to";
 }
 
@@ -96,48 +101,96 @@ bool IsOld(sql::Connection& connection, const std::string& path, bool create) {
   return version > 0 && version < schema::kSchemaVersion;
 }
 
+[[noreturn]] void RefuseOld(const std::string& path, std::int32_t version) {
+  RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
+                       ") and may not be written to, so it cannot be brought forward");
+}
+
+// Runs work, which brings a database forward; says where it may not be written to.
+template <class Work>
+void RunForward(const std::string& path, std::int32_t version, Work work) {
+  try {
+    work();
+  } catch (const sql::SqlError& error) {
+    using enum sql::SqlError::Kind;
+    if (version > 0 && (error.Which() == ReadOnly || error.Which() == NoRight)) {
+      RefuseOld(path, version);
+    }
+    throw;
+  }
+}
+
 // Brings the database to the present schema, inside a write transaction. Returns whether it was
 // empty.
 bool MakeTables(sql::Connection& connection, const std::string& path, bool create) {
   const auto version = SchemaOf(connection, path, create);
   if (version == schema::kSchemaVersion) return false;
-  BringTablesForward(connection, version);
+  RunForward(path, version, [&] { BringTablesForward(connection, version); });
   return version == 0;
 }
 
 // The same in a transaction of its own, where it is needed. Looked at again under the write lock:
 // another program may have made it in the meantime.
 bool Prepare(sql::Connection& connection, const std::string& path, bool create) {
+  std::int32_t version = 0;
   {
     const sql::Transaction reading(connection, sql::TransactionKind::Read);
-    if (SchemaOf(connection, path, create) == schema::kSchemaVersion) return false;
+    version = SchemaOf(connection, path, create);
   }
-  sql::Transaction writing(connection, sql::TransactionKind::Write);
-  const bool was_empty = MakeTables(connection, path, create);
-  writing.Commit();
+  bool was_empty = false;
+  if (version == schema::kSchemaVersion) return was_empty;
+  RunForward(path, version, [&] {
+    sql::Transaction writing(connection, sql::TransactionKind::Write);
+    was_empty = MakeTables(connection, path, create);
+    writing.Commit();
+  });
   return was_empty;
 }
 
+// Whether a program writes into the file itself, as only one that makes it or brings it forward
+// does.
+bool IsWrittenWithoutLog(const std::string& path) {
+  const auto journal = system::StateOf(TargetOf(path) + "-journal");
+  return journal && journal->size > 0;
+}
+
 // Of several programs that open an older file at once, each keeps the others from being alone with
-// it: so they let go of it, and try again for a while.
+// it: so they let go of it, and try again for a while. Who finds it locked by the one that brings
+// it forward waits for that as long as for a writer.
 std::unique_ptr<sql::Connection> OpenAndBringForward(const std::string& path, bool create) {
   using Clock = std::chrono::steady_clock;
-  constexpr std::chrono::milliseconds kPatience{5000};
+  constexpr std::chrono::seconds kForOthers{5}, kForWriter{60};
   const auto begin = Clock::now();
+  auto until = begin;
+  bool is_told = false;
+  const auto tell_waiting = [&] {
+    is_told = true;
+    TellMigration(path, -1);
+  };
   std::random_device random;
   for (bool is_old = false;;) {
     try {
-      return sql::sqlite::OpenFile(path, create, [&](sql::Connection& connection) {
-        if (IsOld(connection, path, create)) {
-          is_old = true;
-          return BringFileForward(connection, path);
-        }
-        Prepare(connection, path, create);
-      });
+      auto opened = sql::sqlite::OpenFile(
+          path, create,
+          [&](sql::Connection& connection) {
+            if (IsOld(connection, path, create)) {
+              is_old = true;
+              return BringFileForward(connection, path);
+            }
+            Prepare(connection, path, create);
+          },
+          tell_waiting);
+      if (is_told) TellMigration(path, 100);
+      return opened;
     } catch (const sql::SqlError& error) {
-      const bool is_late = Clock::now() - begin >= kPatience;
-      if (error.Which() != sql::SqlError::Kind::Locked || !is_old || is_late) throw;
+      if (error.Which() != sql::SqlError::Kind::Locked) throw;
+      const auto now = Clock::now();
+      if (is_old) until = std::max(until, begin + kForOthers);
+      // It may be the last time that its journal is there.
+      if (IsWrittenWithoutLog(path)) until = std::min(now + kForOthers, begin + kForWriter);
+      if (now >= until) throw;
     }
+    tell_waiting();
     std::this_thread::sleep_for(std::chrono::milliseconds(5 + random() % 40));
   }
 }
@@ -151,10 +204,11 @@ std::unique_ptr<sql::Connection> OpenToWrite(const std::string& path, bool creat
     sql::sqlite::AddChecksums(*opened);
     return opened;
   } catch (const sql::SqlError& error) {
-    if (error.Which() != sql::SqlError::Kind::Full) throw;
+    const auto kind = error.Which();
+    if (kind != sql::SqlError::Kind::Full && kind != sql::SqlError::Kind::Locked) throw;
   }
-  // It is used without them until there is room. Opened anew, since the connection would go on to
-  // reserve bytes for them.
+  // It is used without them until there is room, or nobody writes. Opened anew, since the
+  // connection would go on to reserve bytes for them.
   opened.reset();
   return OpenAndBringForward(path, create);
 }
@@ -172,10 +226,7 @@ std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address,
 void CheckSchema(sql::Connection& connection, const std::string& path) {
   sql::Transaction transaction(connection, sql::TransactionKind::Read);
   const auto version = SchemaOf(connection, path, false);
-  if (version < schema::kSchemaVersion) {
-    RefuseFile(path, "was made by an older release (schema " + std::to_string(version) +
-                         ") and may not be written to, so it cannot be brought forward");
-  }
+  if (version < schema::kSchemaVersion) RefuseOld(path, version);
   transaction.Commit();
 }
 

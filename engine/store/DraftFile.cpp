@@ -54,12 +54,6 @@ std::string RandomDigits() {
   return std::to_string(random()) + std::to_string(random());
 }
 
-void RemoveFiles(const std::string& path) {
-  std::error_code ignored;
-  fs::remove(system::PathOf(path), ignored);
-  for (const auto* ending : kLogEndings) fs::remove(system::PathOf(path + ending), ignored);
-}
-
 // What is not in the file itself would be lost with the name of its log.
 void EmptyLog(const std::string& path) {
   try {
@@ -87,6 +81,12 @@ std::string FolderOf(const std::string& path) {
   return folder.empty() ? "." : folder;
 }
 
+void RemoveFiles(const std::string& path) {
+  std::error_code ignored;
+  fs::remove(system::PathOf(path), ignored);
+  for (const auto* ending : kLogEndings) fs::remove(system::PathOf(path + ending), ignored);
+}
+
 void CheckNoLogLeft(const std::string& path) {
   const auto target = TargetOf(path);
   for (const auto* ending : kLogEndings) {
@@ -98,14 +98,23 @@ void CheckNoLogLeft(const std::string& path) {
   }
 }
 
-DraftFile::DraftFile(std::string path) : path_(std::move(path)), target_(TargetOf(path_)) {
+void CheckNotMistyped(const std::string& path) {
+  if (!sql::IsMistyped(path)) return;
+  RefuseFile(path,
+             "there is no such file, and an address of a database begins with postgresql:// or "
+             "postgres://; a file of that name has ./ before it");
+}
+
+DraftFile::DraftFile(std::string path, const std::string& like)
+    : path_(std::move(path)), target_(TargetOf(path_)) {
   if (path_.empty()) RefuseFile(path_, "");
   if (IsThereAt(target_)) return;
+  CheckNotMistyped(path_);
   CheckNoLogLeft(path_);
   std::string draft = target_ + ".new-" + RandomDigits();
-  if (!system::MakeFile(draft)) {
+  if (!(like.empty() ? system::MakeFile(draft) : system::MakeFileLike(draft, like))) {
     if (errno == ENOENT)
-      RefuseFile(path_, "there is no folder " + sql::WithoutPasswords(FolderOf(target_)));
+      RefuseFile(path_, "there is no folder " + FolderOf(sql::WithoutPasswords(target_)));
     if (errno == EACCES || errno == EROFS) RefuseFile(path_, "its folder may not be written to");
     RefuseFile(path_, std::strerror(errno));
   }

@@ -16,9 +16,15 @@ std::string TargetOf(const std::string& path);
 // "." for a file of the folder that the program runs in.
 std::string FolderOf(const std::string& path);
 
+// Removes a database and what SQLite keeps beside it. What cannot be removed stays.
+void RemoveFiles(const std::string& path);
+
 // Refuses a place without a database, or with an empty file, where a log of another database lies:
 // SQLite would replay or remove it.
 void CheckNoLogLeft(const std::string& path);
+
+// Refuses what was meant as an address, where no such file is.
+void CheckNotMistyped(const std::string& path);
 
 // A new database that is filled under another name beside its place, so that a failure leaves no
 // file behind and no other program sees it half made.
@@ -26,8 +32,9 @@ void CheckNoLogLeft(const std::string& path);
 // Failures are platform::ExternalFailure and name the database, not the draft.
 class DraftFile {
  public:
-  // Makes the draft, an empty file, unless there is a file at the place already.
-  explicit DraftFile(std::string path);
+  // Makes the draft, an empty file, unless there is a file at the place already. With like it may
+  // be read by whoever may read that file.
+  explicit DraftFile(std::string path, const std::string& like = {});
   DraftFile(const DraftFile&) = delete;
   DraftFile& operator=(const DraftFile&) = delete;
   // Removes what is not in place.

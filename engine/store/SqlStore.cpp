@@ -2,6 +2,7 @@
 #include "engine/store/SqlStore.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 
 #include "engine/sql/address.h"
@@ -31,6 +32,25 @@ std::vector<Row> RowsOf(const ByPartAndTest<Row>& all, std::int32_t part, std::i
 
 void NoteWrite() { ++writes_of_process; }
 
+std::chrono::seconds PatienceOf(std::string_view setting) {
+  std::int64_t seconds = 0;
+  const auto error = std::from_chars(setting.data(), setting.data() + setting.size(), seconds).ec;
+  return error == std::errc() ? std::chrono::seconds(seconds) : kPatience;
+}
+
+std::unique_ptr<sql::Transaction> BeginWrite(sql::Connection& connection, const std::string& path,
+                                             std::chrono::seconds patience) {
+  connection.WaitForWriters(patience, {});
+  try {
+    return std::make_unique<sql::Transaction>(connection, sql::TransactionKind::Write);
+  } catch (const sql::SqlError& error) {
+    if (error.Which() != sql::SqlError::Kind::Locked) throw;
+    throw platform::ExternalFailure(sql::kRefused, kHostCall,
+                                    path + ": another program has been writing for " +
+                                        std::to_string(patience.count()) + " s; try again");
+  }
+}
+
 SqlStore::SqlStore(std::unique_ptr<sql::Connection> connection, std::string path)
     : connection_(std::move(connection)),
       path_(std::move(path)),
@@ -49,9 +69,18 @@ void SqlStore::Refresh() {
   checked_ = Milliseconds();
 }
 
+// As of what is in the cache.
+std::chrono::seconds SqlStore::Patience() {
+  if (!loaded_) RefreshSoon();
+  const auto found = cache_.settings.find(kPatienceSetting);
+  return PatienceOf(found == cache_.settings.end() ? std::string_view() : found->second);
+}
+
 std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind kind) {
   const auto begin = [&] {
-    auto transaction = std::make_unique<sql::Transaction>(*connection_, kind);
+    auto transaction = kind == sql::TransactionKind::Write
+                           ? BeginWrite(*connection_, Path(), Patience())
+                           : std::make_unique<sql::Transaction>(*connection_, kind);
     Refresh();
     return transaction;
   };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -76,6 +77,7 @@ class SqlStore final : public Store {
   // Begins a transaction on a current cache. One that finds the connection lost is begun once more
   // on a new one.
   std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind);
+  std::chrono::seconds Patience();
   // Enough subgroups for two threads, if there are so many.
   bool AsksForMany(const API_DSInfo& info) const;
   // The second connection, ready to see what the next transaction of the first will see; null where
@@ -119,6 +121,16 @@ void MakeTablesToFill(sql::Connection& connection, const std::string& address);
 
 // Lets every store of the process see at once that another connection has written.
 void NoteWrite();
+
+// How long those who write wait for other programs that do: seconds, by a setting of the database.
+inline constexpr std::string_view kPatienceSetting = "patience";
+inline constexpr std::chrono::seconds kPatience{60};
+// Of a text that is no number: kPatience.
+std::chrono::seconds PatienceOf(std::string_view setting);
+// Begins a write transaction. Throws platform::ExternalFailure where another program has been
+// writing for so long.
+std::unique_ptr<sql::Transaction> BeginWrite(sql::Connection& connection, const std::string& path,
+                                             std::chrono::seconds patience);
 
 // The number under which an open store is found while this lives.
 class StoreHandle {

@@ -245,16 +245,22 @@ const OpenRun* OpenRunOf(std::int32_t handle);
 std::array<std::uint32_t, 3> AlarmBitsOf(Store& store, std::span<const StreamIds> streams);
 
 // The same for an analysis: body(store) reads one state of the database. It may run twice, with the
-// selection as it was.
+// selection as it was, and may have been in vain when it returns: what it finds is handed to the
+// caller only when this does not return 0. The selection is then the resolved one.
 template <class Body>
 std::int32_t AnalyseWithStore(std::int32_t handle, API_DSInfo& info, Body body) noexcept {
   return CallWithStore(handle, [&](const std::shared_ptr<Store>& store) {
     const auto asked = info;
     std::int32_t answer = 0;
-    store->InOneState(asked, [&] {
+    try {
+      store->InOneState(asked, [&] {
+        info = asked;
+        answer = body(store);
+      });
+    } catch (...) {
       info = asked;
-      answer = body(store);
-    });
+      throw;
+    }
     return answer;
   });
 }

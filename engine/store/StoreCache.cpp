@@ -45,6 +45,19 @@ void ReadContexts(sql::Connection& db, StoreCache& cache) {
   }
 }
 
+// The same rows of one part and test alone: ?1 and ?2.
+std::string OfOneStream(std::string text) {
+  const auto order = text.find(" ORDER BY");
+  const bool has_condition = text.find(" WHERE ") != std::string::npos;
+  return text.insert(
+      order, has_condition ? " AND part = ?1 AND test = ?2" : " WHERE part = ?1 AND test = ?2");
+}
+
+sql::Query LimitRows(sql::Connection& db, std::string_view text, const Stream* only) {
+  if (only == nullptr) return {db, text};
+  return {db, text, only->part, only->test};
+}
+
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
 
 // Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
@@ -53,16 +66,20 @@ template <class Row, class Time = decltype(kEffectiveTime)>
 void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const Row& row,
             Time time_of = kEffectiveTime) {
   auto& rows = all[{part, test}];
-  if (!rows.empty() && time_of(rows.back()) == time_of(row)) rows.pop_back();
+  const bool replaces = !rows.empty() && time_of(rows.back()) == time_of(row) &&
+                        catalogue::UntilTime(rows.back()) <= catalogue::UntilTime(row);
+  if (replaces) rows.pop_back();
   rows.push_back(row);
 }
 
-void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(
-      db,
-      "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
-      "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
-      "ORDER BY part, test, effective, id");
+void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
+          "lwp, cp, cpk, eflag, aflag, scale, name FROM spec_limit "
+          "ORDER BY part, test, effective, id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     API_CCSpecLim row{};
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.Word20, row.F_USL, row.F_TAR,
@@ -74,27 +91,43 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache) {
   }
 }
 
-void ReadControlLimits(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(
-      db,
-      "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
-      "chart_word FROM control_limit WHERE status = 'active' "
-      "ORDER BY part, test, effective, coalesce(process, 0), id");
+void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, "
+          "swl, start, finish, chart_word, until, " +
+          catalogue::LimitFigureColumns() +
+          " FROM control_limit WHERE status IN ('active', 'retired') "
+          "AND (until IS NULL OR until > effective) "
+          "ORDER BY part, test, effective, coalesce(process, 0), id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     ControlLimit limit{};
     auto& row = limit.row;
+    std::optional<std::int64_t> until;
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_PRCS, row.F_TEST_, row.F_EFTM, row.F_MEAN,
-               row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word);
+               row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word,
+               until);
     row.Stamp8 = row.Stamp4;
+    limit.until = until.value_or(catalogue::kNever);
+    int column = 15;
+    for (const auto& each : catalogue::kLimitFigures) {
+      if (!query.IsNull(column)) limit.figures.*each.figure = query.Real(column);
+      ++column;
+    }
     Append(cache.control_limits, row.F_PART, row.F_TEST_, limit,
            [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });
   }
 }
 
-void ReadOpportunities(sql::Connection& db, StoreCache& cache) {
-  sql::Query query(db,
-                   "SELECT id, made, part, test, opportunities, effective FROM opportunity "
-                   "ORDER BY part, test, effective, id");
+void ReadOpportunities(sql::Connection& db, StoreCache& cache, const Stream* only) {
+  static const std::string
+      all =
+          "SELECT id, made, part, test, opportunities, effective FROM opportunity "
+          "ORDER BY part, test, effective, id",
+      of_one = OfOneStream(all);
+  auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     API_CCDefOpp row{};
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_TEST_, row.F_OPPS, row.Word24);
@@ -246,11 +279,23 @@ std::size_t StoreCache::PlaceOfContextOf(const RecordView& record) const {
 StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadStreams(connection, *this);
   ReadContexts(connection, *this);
-  ReadSpecLimits(connection, *this);
-  ReadControlLimits(connection, *this);
-  ReadOpportunities(connection, *this);
+  ReadSpecLimits(connection, *this, nullptr);
+  ReadControlLimits(connection, *this, nullptr);
+  ReadOpportunities(connection, *this, nullptr);
   ReadNetContents(connection, *this);
   phases = ReadPhases(connection);
+  ReadRules(connection, *this);
+  ReadSettings(connection, *this);
+}
+
+StoreCache::StoreCache(sql::Connection& connection, const Stream& only)
+    : streams{only}, connection_(&connection) {
+  contexts.assign(1, Context{});
+  context_ids.assign(1, 0);
+  context_rows.emplace_back();
+  ReadSpecLimits(connection, *this, &only);
+  ReadControlLimits(connection, *this, &only);
+  ReadOpportunities(connection, *this, &only);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
 }

@@ -79,6 +79,8 @@ class StoreCache {
   StoreCache() = default;
   // Reads everything but what the functions below hand out. Inside a transaction; throws SqlError.
   explicit StoreCache(sql::Connection& connection);
+  // What concerns one stream, without contexts and net contents.
+  StoreCache(sql::Connection& connection, const Stream& only);
 
   std::vector<Stream> streams;                 // by part, process, test
   std::vector<Context> contexts;               // by identifier; the first is "none"

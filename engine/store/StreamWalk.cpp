@@ -5,8 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include "platform/TimeText.h"
+#include <utility>
 
 namespace orvspc::engine::store {
 namespace {
@@ -49,11 +48,37 @@ constexpr std::string_view kChunkBehind =
 
 std::optional<RecordKey> ChunkOf(sql::Connection& db, std::string_view text, std::int64_t stream,
                                  const RecordKey& key) {
-  sql::Query query(db, text, stream, key.time, key.subgroup);
-  if (!query.Step()) return std::nullopt;
-  RecordKey first;
-  query.Read(first.time, first.subgroup);
-  return first;
+  return NamingStream(db, stream, key, [&]() -> std::optional<RecordKey> {
+    sql::Query query(db, text, stream, key.time, key.subgroup);
+    if (!query.Step()) return std::nullopt;
+    RecordKey first;
+    query.Read(first.time, first.subgroup);
+    return first;
+  });
+}
+
+// Some time of a stream part of which cannot be read; empty when there is none.
+std::string AnyTimeOf(sql::Connection& db, std::int64_t stream) {
+  static constexpr std::pair<std::string_view, std::string_view> kTimes[] = {
+      {" from ",
+       "SELECT first_time FROM measurement_chunk WHERE stream = ?1 ORDER BY first_time, "
+       "first_subgroup LIMIT 1"},
+      {" before ",
+       "SELECT first_time FROM measurement_chunk WHERE stream = ?1 ORDER BY first_time DESC, "
+       "first_subgroup DESC LIMIT 1"},
+      {" near ", "SELECT time FROM measurement WHERE stream = ?1 ORDER BY time, subgroup LIMIT 1"},
+      {" near ",
+       "SELECT g.time FROM subgroup g JOIN stream s ON s.part = g.part AND s.process = g.process "
+       "WHERE s.id = ?1 ORDER BY g.time LIMIT 1"}};
+  for (const auto& [word, text] : kTimes) {
+    try {
+      sql::Query query(db, text, stream);
+      if (query.Step()) return std::string(word) + platform::IsoText(query.Int(0));
+    } catch (const sql::SqlError&) {
+      // Damaged, too, or a server's transaction is over.
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -68,6 +93,20 @@ std::string StreamText(sql::Connection& db, std::int64_t stream) {
   std::string part, process, test;
   query.Read(part, process, test);
   return part + " / " + process + " / " + test;
+}
+
+void RethrowWithStream(sql::Connection& db, std::int64_t stream, const sql::SqlError& error,
+                       std::string when) {
+  if (error.Which() != sql::SqlError::Kind::Damaged) throw error;
+  std::string name;
+  try {
+    name = StreamText(db, stream);
+  } catch (const sql::SqlError&) {
+    // A server's transaction is over, or the names are damaged, too.
+    name = "stream " + std::to_string(stream);
+  }
+  if (when.empty()) when = AnyTimeOf(db, stream);
+  throw std::runtime_error("The values of " + name + when + " are damaged: " + error.what());
 }
 
 void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
@@ -102,29 +141,33 @@ std::optional<RecordKey> FindChunk(sql::Connection& db, std::int64_t stream, con
 }
 
 SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first) {
-  sql::Query query(
-      db,
-      "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
-      "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
-      stream, first.time, first.subgroup);
-  SealedChunk sealed;
-  query.Step();  // whose key has just been read
-  sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
-  DecodeRow(db, stream, query, sealed.packed, sealed.chunk);
-  return sealed;
+  return NamingStream(db, stream, first, [&] {
+    sql::Query query(
+        db,
+        "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
+        "FROM measurement_chunk WHERE stream = ?1 AND first_time = ?2 AND first_subgroup = ?3",
+        stream, first.time, first.subgroup);
+    SealedChunk sealed;
+    query.Step();  // whose key has just been read
+    sealed.packed.assign(query.Blob(0).begin(), query.Blob(0).end());
+    DecodeRow(db, stream, query, sealed.packed, sealed.chunk);
+    return sealed;
+  });
 }
 
 std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
                                       std::span<const std::int32_t> times) {
   std::vector<std::int32_t> subgroups;
   if (times.empty()) return subgroups;
-  sql::Query hot(db,
-                 "SELECT time, subgroup FROM measurement "
-                 "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3",
-                 stream, times.front(), times.back());
-  while (hot.Step()) {
-    if (std::ranges::binary_search(times, hot.Int(0))) subgroups.push_back(hot.Int(1));
-  }
+  NamingStream(db, stream, RecordKey{times.front(), 0}, [&] {
+    sql::Query hot(db,
+                   "SELECT time, subgroup FROM measurement "
+                   "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3",
+                   stream, times.front(), times.back());
+    while (hot.Step()) {
+      if (std::ranges::binary_search(times, hot.Int(0))) subgroups.push_back(hot.Int(1));
+    }
+  });
   const auto drop_before = [&](std::int32_t time) {
     const auto first = std::ranges::lower_bound(times, time);
     times = times.subspan(static_cast<std::size_t>(first - times.begin()));
@@ -166,24 +209,19 @@ StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, s
   sealed_.query.Send();
 }
 
-// A page of the file that does not match its checksum is met before the chunk's own is.
 bool StreamWalk::Step(Source& source) {
   try {
     return source.query.Step();
   } catch (const sql::SqlError& error) {
-    if (error.Which() != sql::SqlError::Kind::Damaged) throw;
-    std::string stream;
-    try {
-      stream = StreamText(db_, stream_);
-    } catch (const sql::SqlError&) {
-      // A server's transaction is over, or the names are damaged, too.
-      stream = "stream " + std::to_string(stream_);
+    const auto bound = forward_ ? start_ : end_;
+    const bool is_bounded = bound != INT32_MIN && bound != INT32_MAX;
+    std::string when;
+    if (source.reached) {
+      when = (forward_ ? " after " : " before ") + platform::IsoText(*source.reached);
+    } else if (is_bounded) {
+      when = (forward_ ? " from " : " up to ") + platform::IsoText(bound);
     }
-    const auto* const side = forward_ ? " after " : " before ";
-    throw std::runtime_error(
-        "The values of " + stream +
-        (source.reached ? side + platform::IsoText(*source.reached) : std::string()) +
-        " are damaged: " + error.what());
+    RethrowWithStream(db_, stream_, error, std::move(when));
   }
 }
 

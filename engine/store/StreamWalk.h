@@ -10,11 +10,30 @@
 
 #include "engine/sql/Connection.h"
 #include "engine/store/chunk.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::store {
 
 // "part / process / test" by name.
 std::string StreamText(sql::Connection& db, std::int64_t stream);
+
+// Throws an error as std::runtime_error that names the stream, when it is one of damage: a page of
+// the file that does not match its checksum is met before the chunk's own is. when is where in the
+// stream it was met, as " after 2024-01-01T00:00:00Z"; where that is empty, some time of the stream
+// that can still be read is named.
+[[noreturn]] void RethrowWithStream(sql::Connection& db, std::int64_t stream,
+                                    const sql::SqlError& error, std::string when);
+
+// What reads values of a stream, so that its failures name it. key is where they are looked for.
+template <class Work>
+auto NamingStream(sql::Connection& db, std::int64_t stream, const std::optional<RecordKey>& key,
+                  Work work) {
+  try {
+    return work();
+  } catch (const sql::SqlError& error) {
+    RethrowWithStream(db, stream, error, key ? " near " + platform::IsoText(key->time) : "");
+  }
+}
 
 // Decodes what a row of a stream has packed. Its columns from the second on, which have no checksum
 // of their own, are the first and the last key, time, subgroup, time, subgroup, and the number of

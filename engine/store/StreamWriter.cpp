@@ -44,12 +44,14 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
   if (unfinished_.contains(stream)) Finish();
   unfinished_.insert(stream);
   stream_ = stream;
-  ChangeSealed(changes);
-  if (changes.size() <= max_hot_) {
-    const auto hot = HotKeys();
-    if (hot.size() + changes.size() <= max_hot_) return WriteHot(changes, hot);
-  }
-  Seal(changes);
+  NamingStream(db_, stream_, changes.front().key, [&] {
+    ChangeSealed(changes);
+    if (changes.size() <= max_hot_) {
+      const auto hot = HotKeys();
+      if (hot.size() + changes.size() <= max_hot_) return WriteHot(changes, hot);
+    }
+    Seal(changes);
+  });
 }
 
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {

@@ -2,9 +2,16 @@
 #include "engine/store/copy.h"
 
 #include <algorithm>
+#include <map>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <type_traits>
+#include <vector>
 
+#include "engine/log/Json.h"
+#include "engine/log/Log.h"
+#include "engine/log/Reading.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/MeasurementBuffer.h"
@@ -32,7 +39,9 @@ bool IsAsMade(sql::Connection& db) {
         table.name == "rule" || table.name == "rule_set" || table.name == "rule_set_member";
     return is_of_rules || !sql::Query(db, SelectStored(table)).Step();
   });
-  return has_only_rules && DigestOf(db) == DigestOfNew();
+  const bool has_first_entry_only =
+      sql::Query(db, "SELECT max(seq) FROM log").RunForInt().value_or(0) <= 1;
+  return has_only_rules && has_first_entry_only && DigestOf(db) == DigestOfNew();
 }
 
 class Copy {
@@ -46,9 +55,11 @@ class Copy {
     }
     std::ranges::sort(subgroups_);
     subgroups_.erase(std::unique(subgroups_.begin(), subgroups_.end()), subgroups_.end());
+    sql::Query tests(from, "SELECT test, id FROM stream");
+    while (tests.Step()) streams_of_test_[tests.Int64(0)].push_back(tests.Int64(1));
   }
 
-  DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
+  DatabaseDigest Run(const CopyActor& actor, const std::function<void(std::int64_t)>& progress) {
     InTarget([&] {
       if (!IsAsMade(to_)) throw std::runtime_error("the database to copy into holds data already");
       const auto tables = Tables();
@@ -56,11 +67,14 @@ class Copy {
         to_.Execute("DELETE FROM " + std::string(table->name));
       }
     });
+    CopyLog();
     for (const auto& table : Tables()) CopyTable(table);
     CopySubgroups();
     CopyMeasurements(progress);
     CopyCounters();
-    return Compare();
+    auto digest = Compare();
+    InTarget([&] { AddEntry(actor, digest); });
+    return digest;
   }
 
  private:
@@ -83,13 +97,65 @@ class Copy {
     return found != chosen_->end() && found->stream == stream &&
            std::ranges::binary_search(found->subgroups, subgroup);
   }
+  bool TakesOfTest(std::int64_t test, std::int32_t subgroup) const {
+    const auto streams = streams_of_test_.find(test);
+    return streams != streams_of_test_.end() &&
+           std::ranges::any_of(streams->second,
+                               [&](std::int64_t stream) { return Takes(stream, subgroup); });
+  }
 
-  void CopyTable(const Table& table) {
+  // A row that belongs to a subgroup goes with it, and one that belongs to one of its tests with
+  // the values of that test.
+  bool Takes(const sql::Query& row, std::span<const Column> columns) const {
+    if (!chosen_) return true;
+    std::optional<std::int32_t> subgroup;
+    std::optional<std::int64_t> test;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      const auto column = static_cast<int>(i);
+      if (row.IsNull(column)) continue;
+      if (columns[i].kind == ColumnKind::Subgroup) subgroup = row.Int(column);
+      if (columns[i].table == "test") test = row.Int64(column);
+    }
+    if (!subgroup) return true;
+    return test ? TakesOfTest(*test, *subgroup) : Takes(*subgroup);
+  }
+
+  // In place of the entry that says how the other was made, which keeps its identity.
+  void CopyLog() {
+    constexpr Table kLog{
+        "log",
+        "seq:i at:i who:t system:t station:t operation:t object:t before:t after:t reason:t "
+        "program:t hash:t"};
+    InTarget([&] {
+      to_.KeepAppendOnly("log", "seq", false);
+      to_.Execute("DELETE FROM log");
+    });
+    CopyRows(kLog,
+             "SELECT seq, at, who, system, station, operation, object, before, after, reason, "
+             "program, hash FROM log ORDER BY seq");
+    InTarget([&] { to_.KeepAppendOnly("log", "seq", true); });
+  }
+
+  // Whose copy this is and of which state.
+  void AddEntry(const CopyActor& actor, const DatabaseDigest& digest) {
+    const auto head = log::ReadHead(from_);
+    log::Json after = {{"uuid", log::IdentityOf(to_)},
+                       {"source", head.uuid},
+                       {"head", head.hash},
+                       {"digest", digest.all}};
+    if (chosen_) after["selected"] = digest.measurements;
+    log::Writing(to_, actor.actor, actor.reason)
+        .Add("copy", "database", {}, log::CanonicalText(after));
+  }
+
+  void CopyTable(const Table& table) { CopyRows(table, SelectStored(table)); }
+
+  void CopyRows(const Table& table, std::string_view select_text) {
     const auto columns = ColumnsOf(table);
-    sql::Query select(from_, SelectStored(table));
+    sql::Query select(from_, select_text);
     const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
     while (select.Step()) {
-      bool is_taken = true;
+      if (!Takes(select, columns)) continue;
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto column = static_cast<int>(i);
         const auto kind = columns[i].kind;
@@ -102,9 +168,8 @@ class Copy {
         } else {
           rows->BindInt(column + 1, select.Int64(column));
         }
-        if (kind == ColumnKind::Subgroup) is_taken = is_taken && Takes(select.Int(column));
       }
-      if (is_taken) InTarget([&] { rows->Add(); });
+      InTarget([&] { rows->Add(); });
     }
     InTarget([&] { rows->Finish(); });
   }
@@ -174,6 +239,7 @@ class Copy {
   const std::string& name_of_to_;
   const std::optional<std::vector<ChosenStream>>& chosen_;
   ChosenSubgroups subgroups_;  // of all streams
+  std::map<std::int64_t, std::vector<std::int64_t>> streams_of_test_;
 };
 
 }  // namespace
@@ -181,8 +247,9 @@ class Copy {
 DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
                             const std::string& name_of_to,
                             const std::optional<std::vector<ChosenStream>>& chosen,
+                            const CopyActor& actor,
                             const std::function<void(std::int64_t)>& progress) {
-  return Copy(from, to, name_of_to, chosen).Run(progress);
+  return Copy(from, to, name_of_to, chosen).Run(actor, progress);
 }
 
 }  // namespace orvspc::engine::store

@@ -18,6 +18,7 @@
 
 #include "engine/log/Log.h"
 #include "engine/schema/schema.h"
+#include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/MeasurementBuffer.h"
@@ -67,7 +68,7 @@ void ForEachOldSubgroup(sql::Connection& db,
   }
 }
 
-thread_local std::function<void(const std::string&, int)> watch_migrations;
+thread_local MigrationWatch watch_migrations;
 
 // In MB below 1 GB; rounded down, or up.
 std::string Rounded(std::int64_t bytes, bool up) {
@@ -115,33 +116,34 @@ bool AreSame(const std::string& a, const std::string& b) {
 // killed.
 class Backup {
  public:
-  Backup(const std::string& path, std::int32_t version) : original_(path) {
-    const auto name = path + ".v" + std::to_string(version);
-    const auto draft = name + ".new";
-    Remove(draft);
-    sql::sqlite::BackUp(path, draft);
-    path_ = name;
-    for (int i = 2; system::IsThere(path_) && !AreSame(path_, draft); ++i) {
+  Backup(const std::string& path, std::int32_t version)
+      : Backup(path, TargetOf(path) + ".v" + std::to_string(version)) {
+    RemoveFiles(draft_);
+    sql::sqlite::BackUp(path, draft_);
+    const auto name = path_;
+    for (int i = 2; system::IsThere(path_) && !AreSame(path_, draft_); ++i) {
       path_ = name + "-" + std::to_string(i);
     }
     if (system::IsThere(path_)) {
       is_needed_ = true;  // as others may have made it
-      Remove(draft);
+      RemoveFiles(draft_);
+      draft_.clear();
       return;
     }
-    draft_ = draft;
-    flushed_ = std::async(std::launch::async, [draft] { return system::Flush(draft) ? 0 : errno; });
+    flushed_ = std::async(std::launch::async,
+                          [draft = draft_] { return system::Flush(draft) ? 0 : errno; });
   }
   Backup(const Backup&) = delete;
   Backup& operator=(const Backup&) = delete;
   ~Backup() {
     if (flushed_.valid()) flushed_.wait();
-    if (!is_needed_) Remove(draft_.empty() ? path_ : draft_);
+    if (!is_needed_) RemoveFiles(draft_.empty() ? path_ : draft_);
   }
   // Waits until all of it is on the device, which it has to be before the file changes.
   void Finish() {
     if (draft_.empty()) return;
     int error = flushed_.get();
+    if (sql::IsToFail()) error = EIO;
     if (error == 0 && !system::RenameToFree(draft_, path_)) error = errno;
     if (error != 0) {
       RefuseFile(original_, "its backup " + path_ + " cannot be written: " + std::strerror(error));
@@ -155,10 +157,9 @@ class Backup {
   }
 
  private:
-  static void Remove(const std::string& path) {
-    std::error_code ignored;
-    std::filesystem::remove(system::PathOf(path), ignored);
-  }
+  // Complete, so that the draft goes where the other constructor fails.
+  Backup(const std::string& path, const std::string& name)
+      : original_(path), path_(name), draft_(name + ".new") {}
 
   std::string original_, path_;
   std::string draft_;         // until it has its name
@@ -248,14 +249,14 @@ bool HasRoomForItself(const std::string& path) {
   return !room || room->available >= room->needed;
 }
 
-void WatchMigrations(std::function<void(const std::string&, int)> watch) {
-  watch_migrations = std::move(watch);
+void WatchMigrations(MigrationWatch watch) { watch_migrations = std::move(watch); }
+
+void TellMigration(const std::string& path, int percent) {
+  if (watch_migrations) watch_migrations(path, percent);
 }
 
 void BringFileForward(sql::Connection& db, const std::string& path) {
-  const auto tell = [&](int percent) {
-    if (watch_migrations) watch_migrations(path, percent);
-  };
+  const auto tell = [&](int percent) { TellMigration(path, percent); };
   sql::sqlite::LeaveLog(db);
   sql::Transaction transaction(db, sql::TransactionKind::Write);
   const auto version = db.Mark().version;

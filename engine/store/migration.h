@@ -12,8 +12,11 @@ namespace orvspc::engine::store {
 // Called with the share of the work that is done, in percent.
 using MigrationProgress = std::function<void(int)>;
 
-// Tells this thread's migrations to whoever watches; empty: nobody does.
-void WatchMigrations(std::function<void(const std::string& path, int percent)> watch);
+// Tells this thread's migrations to whoever watches; empty: nobody does. A negative percentage,
+// several times a second: another program has locked the file, which is waited for.
+using MigrationWatch = std::function<void(const std::string& path, int percent)>;
+void WatchMigrations(MigrationWatch watch);
+void TellMigration(const std::string& path, int percent);
 
 // Brings a file of an older schema to the present one: alone on the file, after a look at the room
 // on its disk and a backup beside it, in one transaction whose result has the digest of what was

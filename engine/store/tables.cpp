@@ -52,8 +52,9 @@ constexpr Table kTables[] = {
      TableUse::Ordered},
     {"control_limit",
      "id part>part process>process test>test effective:i mean:r sp:r spl:r sw:r swl:r start:i "
-     "finish:i chart_word:i status:t rule:t replaced_by:i until:i state_at:i digest:t estimator:t "
-     "used:i reason:t who:t made:i",
+     "finish:i chart_word:i status:t rule:t replaced_by! until:i state_at:i digest:t estimator:t "
+     "used:i reason:t average_size:r within:r moving:r gamma:r numerator:r denominator:r sp_bar:r "
+     "within_bar:r sw_bar:r who:t made:i",
      TableUse::Ordered},
     {"opportunity", "id part>part test>test effective:i opportunities:i who:t made:i",
      TableUse::Ordered},
@@ -139,7 +140,7 @@ std::string TextOf(const Table& table, Form form) {
   std::string columns, order;
   for (const auto& column : ColumnsOf(table)) {
     if (column.kind == ColumnKind::Id) order = " ORDER BY x.id";
-    if (column.kind == ColumnKind::Id && form == Form::Named) continue;
+    if (column.IsOfRow() && form == Form::Named) continue;
     if (!columns.empty()) columns += ", ";
     columns += form == Form::Named ? Expression(column) : "x." + std::string(column.name);
   }
@@ -169,7 +170,7 @@ std::vector<Column> ColumnsOf(const Table& table) {
   for (auto rest = table.columns; !rest.empty();) {
     const auto word = rest.substr(0, rest.find(' '));
     rest.remove_prefix(std::min(word.size() + 1, rest.size()));
-    const auto mark = word.find_first_of(":>#*");
+    const auto mark = word.find_first_of(":>#*!");
     const auto name = word.substr(0, mark);
     const auto behind = mark == std::string_view::npos ? std::string_view() : word.substr(mark);
     const auto kind = behind.empty()   ? ColumnKind::Id
@@ -178,6 +179,7 @@ std::vector<Column> ColumnsOf(const Table& table) {
                       : behind == ":t" ? ColumnKind::Text
                       : behind == "#"  ? ColumnKind::Subgroup
                       : behind == "*"  ? ColumnKind::Member
+                      : behind == "!"  ? ColumnKind::Row
                                        : ColumnKind::Reference;
     columns.push_back(
         {name, kind, kind == ColumnKind::Reference ? behind.substr(1) : std::string_view()});

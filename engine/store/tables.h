@@ -22,6 +22,8 @@ enum class TableUse {
 //   name>table            an identifier of that table
 //   name#                 an identifier of a subgroup
 //   name*                 an identifier of the kind of item that the row's group has
+//   name!                 an identifier of another row of the table, which has no name and so is no
+//                         part of the digest
 struct Table {
   std::string_view name, columns;
   TableUse use = TableUse::Content;
@@ -30,16 +32,18 @@ struct Table {
 // Each table comes after those that it refers to.
 std::span<const Table> Tables();
 
-enum class ColumnKind { Id, Number, Real, Text, Reference, Subgroup, Member };
+enum class ColumnKind { Id, Number, Real, Text, Reference, Subgroup, Member, Row };
 struct Column {
   std::string_view name;
   ColumnKind kind = ColumnKind::Number;
   std::string_view table;  // of a reference
+  // Identifiers that no name stands for.
+  bool IsOfRow() const { return kind == ColumnKind::Id || kind == ColumnKind::Row; }
 };
 std::vector<Column> ColumnsOf(const Table& table);
 
 // Selects every row, by identifier where there is one, with the names that identifiers stand for
-// and without the row's own identifier. The text lives as long as the program.
+// and without the identifiers of rows. The text lives as long as the program.
 std::string_view SelectNamed(const Table& table);
 // Selects every row as it is stored, in the same order.
 std::string_view SelectStored(const Table& table);

@@ -84,7 +84,8 @@ std::int32_t CountSelected(const Analysis& run, DataSelect& all, std::int32_t mo
   });
 }
 
-// "no data: 312 subgroups without --since 2030-01-01"; empty where there are none at all.
+// "no data: 312 subgroups without --since 2030-01-01": how many there are without the condition;
+// where none is it alone, without all of them. Empty where there are none even so.
 std::string WhyEmpty(const Analysis& run, const Number& maximum, bool events) {
   const auto conditions = ConditionsOf(run.arguments);
   const auto count = [&](const Arguments& arguments) {

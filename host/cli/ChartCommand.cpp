@@ -84,6 +84,23 @@ std::optional<ListedItem> OtherTest(const Analysis& run) {
   return std::nullopt;
 }
 
+// Whether the parts, processes and tests that were named have data for the chart at all.
+bool HasStreams(const Analysis& run) {
+  Arguments named = run.arguments;
+  for (const auto& option : SelectionOptions()) {
+    const std::string name = option.name;
+    const bool kept = name == kDatabase.name || name.starts_with("part") ||
+                      name.starts_with("process") || name.starts_with("test");
+    if (!kept) named = named.Without(option);
+  }
+  const auto select = MakeSelection(named, kMax, run.database);
+  IncludeTests(*select, IncludedTests(*run.select));
+  select->MaximumItems(1);
+  return Checked(run.database, [&](const auto& open) {
+    return select->GetSubgroupData(open)->TotalSubgroups() > 0;
+  });
+}
+
 // What a test is of, and the chart of that.
 struct TestKind {
   std::int32_t type;
@@ -95,45 +112,59 @@ constexpr TestKind kTestKinds[] = {{ttVariable, "measures values", "auto"},
                                    {ttDefectives, "counts defectives", "p"}};
 
 // Where nothing was selected since the test is of another kind than the chart: the note that the
-// chart of counts is drawn in place of one that was not asked for. Misuse for one that was.
+// chart of counts is drawn in place of one that was not asked for. Misuse for one that was, unless
+// another condition emptied the selection.
 std::optional<Note> TakeOtherChart(const Analysis& run, CCProcessing& processing) {
   const auto test = OtherTest(run);
   if (!test) return std::nullopt;
   const auto* const kind = std::ranges::find(kTestKinds, test->type, &TestKind::type);
   if (kind == std::end(kTestKinds)) return std::nullopt;
   const std::string does = test->name + " " + kind->does;
-  if (processing.Graph1Type() != ccGraph1BestGuessVariable)
+  if (processing.Graph1Type() != ccGraph1BestGuessVariable) {
+    if (HasStreams(run)) return std::nullopt;
     throw Misuse(does + "; --graph1 " + kind->word);
+  }
   processing.Graph1Type(ccGraph1BestGuessAttribute);
   IncludeTests(*run.select, kCounts);
   return Note{"chart-of-counts", does + ", so the chart is that of counts; --graph1 takes others",
               ""};
 }
 
-Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
-  if (run.format == "xml") {
-    auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
-    if (results->TotalSubgroups() == 0) {
-      if (const auto other = TakeOtherChart(run, *processing)) {
-        std::tie(results, report) = Analysed<CCAnalysis>(run.database, run.select, processing);
-        report.notes.push_back(*other);
-      }
+// The notes of the chart that is drawn in place of one of nothing: what the opening of the database
+// reported is there once, with the first.
+std::vector<Note> NotesOfOther(std::vector<Note> first, const std::vector<Note>& second,
+                               const Note& other) {
+  std::erase_if(first, [](const Note& note) { return note.code != "brought-forward"; });
+  first.insert(first.end(), second.begin(), second.end());
+  first.push_back(other);
+  return first;
+}
+
+Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
+  auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
+  if (results->TotalSubgroups() == 0) {
+    if (const auto other = TakeOtherChart(run, *processing)) {
+      const auto first = std::move(report.notes);
+      std::tie(results, report) = Analysed<CCAnalysis>(run.database, run.select, processing);
+      report.notes = NotesOfOther(first, report.notes, *other);
     }
-    // The result as it is, with nothing read out of it before.
-    std::string text = results->GetXML() + "\n";
-    const std::int32_t shown = results->TotalSubgroups();
-    NoteCut(run, kMax, shown, report.notes);
-    if (shown == 0) NoteEmpty(run, kMax, report.notes);
-    return {std::move(text), shown == 0, std::move(report.notes)};
   }
+  // The result as it is, with nothing read out of it before.
+  std::string text = results->GetXML() + "\n";
+  const std::int32_t shown = results->TotalSubgroups();
+  NoteCut(run, kMax, shown, report.notes);
+  if (shown == 0) NoteEmpty(run, kMax, report.notes);
+  return {std::move(text), shown == 0, std::move(report.notes)};
+}
+
+Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
+  if (run.format == "xml") return StoredChart(run, processing);
   auto document = RunChart(run.database, run.select, processing);
   if (document.chart.subgroups.rows.empty()) {
     if (const auto other = TakeOtherChart(run, *processing)) {
-      auto opened = std::move(document.notes);
-      std::erase_if(opened, [](const Note& note) { return note.code != "brought-forward"; });
+      const auto first = std::move(document.notes);
       document = RunChart(run.database, run.select, processing);
-      document.notes.insert(document.notes.begin(), opened.begin(), opened.end());
-      document.notes.push_back(*other);
+      document.notes = NotesOfOther(first, document.notes, *other);
     }
   }
   const bool empty = document.chart.subgroups.rows.empty();
@@ -154,18 +185,23 @@ int Run(const Arguments& arguments, Console& console) {
   });
 }
 
-// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream.
+// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream;
+// empty where neither is known.
 std::string LimitsText(const QualityDatabase& database, const render::SubgroupRow& row,
                        const render::LimitRow& limits) {
   const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-  std::string text = "limits in force";
+  const auto stored = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
+  const auto used = stored && stored->effective == since ? stored->used : 0;
+  std::string text;
   if (since != kSinceEver) {
     const auto clock = render::ClockText(since);
-    text += " since " + render::DayText(since) + (clock == "00:00" ? "" : " " + clock);
+    text = " since " + render::DayText(since) + (clock == "00:00" ? "" : " " + clock);
   }
-  const auto used = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
-  if (!used || used->effective != since || used->used == 0) return text;
-  return text + ", from " + render::Counted(static_cast<std::size_t>(used->used), "subgroup");
+  if (used > 0) {
+    text += text.empty() ? "" : ",";
+    text += " from " + render::Counted(static_cast<std::size_t>(used), "subgroup");
+  }
+  return text.empty() ? text : "limits in force" + text;
 }
 
 // One note for each stream with stored limits, or one for all where they read alike.
@@ -180,8 +216,10 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     if (document.limit_rows[point] < 0) continue;
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
-    notes.push_back({"limits-in-force", LimitsText(database, rows[point], limits),
-                     render::StreamName(names, stream[0], stream[1], stream[2])});
+    auto text = LimitsText(database, rows[point], limits);
+    if (!text.empty())
+      notes.push_back({"limits-in-force", std::move(text),
+                       render::StreamName(names, stream[0], stream[1], stream[2])});
   }
   const auto differs = [&](const Note& note) { return note.text != notes.front().text; };
   if (notes.size() == newest.size() && std::ranges::none_of(notes, differs) && !notes.empty()) {

@@ -52,10 +52,14 @@ Command StatesCommand();
 Command ComplianceCommand();
 Command ShowCommand();
 Command CopyCommand();
+Command BackupCommand();
+Command CheckCommand();
 Command SetCommand();
 Command PhaseCommand();
 Command EditCommand();
+Command LimitsCommand();
 Command CommentCommand();
+Command LogCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <utility>
 
+#include "engine/Embedded.h"
 #include "frame/Failure.h"
 #include "frame/NumberText.h"
 #include "host/render/core/Numbers.h"
@@ -142,7 +143,8 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
     const Option* option = dashes == 2 ? Find(name, options) : nullptr;
     if (!option) {
       const std::string near = Nearest(name, options);
-      throw Misuse("unknown option " + word.substr(0, equals) +
+      const auto shown = WithoutPasswords(word);
+      throw Misuse("unknown option " + (shown == word ? word.substr(0, equals) : shown) +
                    (near.empty() ? "" : "; did you mean --" + near + "?"));
     }
     auto& values = arguments.values_[name];

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <new>
+#include <optional>
 #include <sstream>
+#include <utility>
 
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
@@ -21,9 +25,10 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand, ListCommand,    ChartCommand,      CapabilityCommand, ParetoCommand, DataCommand,
-    EventsCommand, StatesCommand,  ComplianceCommand, ShowCommand,       CopyCommand,   SetCommand,
-    EditCommand,   CommentCommand, PhaseCommand,      DemoCommand};
+    ImportCommand,  ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
+    DataCommand,    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
+    CopyCommand,    BackupCommand, CheckCommand,  SetCommand,        EditCommand,
+    CommentCommand, LogCommand,    PhaseCommand,  LimitsCommand,     DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
@@ -125,13 +130,27 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
   throw Misuse("there is no command \"" + words[0] + "\", only " + Joined(names));
 }
 
-// A line on a terminal while a file of an older release is brought forward.
+// A line on a terminal while a file of an older release is brought forward, by this program or by
+// another one, which shows after a second.
 std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
   if (!console.err_is_terminal) return {};
-  return [&console](const std::string& path, int percent) {
-    ShowProgress(console, percent == 100
-                              ? ""
-                              : path + " is brought forward: " + std::to_string(percent) + " %");
+  using Clock = std::chrono::steady_clock;
+  return [&console, since = std::optional<Clock::time_point>(), shown = std::int64_t{0}](
+             const std::string& path, int percent) mutable {
+    if (percent >= 0) {
+      since.reset();
+      shown = 0;
+      ShowProgress(console, percent == 100
+                                ? ""
+                                : path + " is brought forward: " + std::to_string(percent) + " %");
+      return;
+    }
+    const auto now = Clock::now();
+    if (!since) since = now;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - *since).count();
+    if (std::exchange(shown, seconds) == seconds) return;
+    ShowProgress(console, "waiting for another program that has locked " + path + ": " +
+                              std::to_string(seconds) + " s");
   };
 }
 
@@ -139,11 +158,14 @@ std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
 std::string WithoutPasswordsOf(const std::vector<std::string>& words, std::string text) {
   for (const auto& word : words) {
     const auto equals = word.starts_with('-') ? word.find('=') : word.npos;
-    const auto value = word.substr(equals == word.npos ? 0 : equals + 1);
-    const auto shown = WithoutPasswords(value);
-    if (shown == value) continue;
-    for (auto at = text.find(value); at != text.npos; at = text.find(value, at + shown.size())) {
-      text.replace(at, value.size(), shown);
+    // An address may be the value of an option or have been taken for its name.
+    for (const auto& part : {word, word.substr(equals == word.npos ? word.size() : equals + 1),
+                             word.substr(0, equals)}) {
+      const auto shown = WithoutPasswords(part);
+      if (shown == part) continue;
+      for (auto at = text.find(part); at != text.npos; at = text.find(part, at + shown.size())) {
+        text.replace(at, part.size(), shown);
+      }
     }
   }
   return text;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "platform/Actor.h"
 #include "platform/Reports.h"
 
 namespace orvspc {
@@ -31,9 +33,35 @@ struct NewRecord {
   std::vector<std::string> comments;
   // A record that is sent again under its key is stored once. Empty: none.
   std::string key;
+  bool force = false;  // store values beyond the reasonable limits, too
 };
 
-// What becomes of names that the database lacks.
+// What becomes of a part, process or test that the database lacks; other names are always added.
 enum class NewNames { Refuse, Create };
+
+// A record that is stored.
+struct Recorded {
+  std::int32_t subgroup = 0;
+  std::string label;
+  std::int64_t time = 0;
+  std::int64_t version = 0;  // number of the log's entry about it
+  bool repeated = false;     // it was stored under its key before
+  std::vector<Note> notes;
+};
+
+struct BatchOptions {
+  NewNames names = NewNames::Refuse;
+  // A batch that is sent again under its key is stored once. Empty: none.
+  std::string key;
+  // Leave out the records that are refused and store the others; otherwise the first one throws.
+  bool skip_refused = false;
+};
+
+struct BatchRecorded {
+  std::int64_t batch = 0;         // 0: nothing was stored
+  bool repeated = false;          // it was stored under its key before; what follows is empty then
+  std::vector<Recorded> records;  // in the order in which they were added
+  std::map<std::size_t, Refused> refused;  // by place among them; their records are empty
+};
 
 }  // namespace orvspc

@@ -295,6 +295,9 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
   }
   EXPECT_EQ(lost, (std::vector<std::string>{"lost", "-", "names", "texts", "rule texts", "groups",
                                             "tables"}));
+  // The notes of both may be as many, and are others.
+  if (std::erase_if(different_, [](const auto& key) { return key.starts_with("Notes."); }) > 0)
+    different_.insert("Notes");
   EXPECT_EQ(different_, keys);
 }
 

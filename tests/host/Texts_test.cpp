@@ -304,6 +304,11 @@ TEST_F(Texts, ATestThatCountsGetsItsChart) {
   const auto measured = Run("chart --db q.db --test Diameter --graph1 p");
   EXPECT_EQ(measured.status, 2);
   EXPECT_EQ(measured.err, "orvspc chart: Diameter measures values; --graph1 auto\n");
+  EXPECT_EQ(Run("chart --db q.db --part Panel --graph1 xbar").status, 2);
+  // Where another condition emptied it, that is said.
+  const auto cut = Run("chart --db q.db --graph1 p --since 2024-03-01T12:00 --format json");
+  EXPECT_EQ(cut.status, 0) << cut.err;
+  EXPECT_EQ(cut.err, "no data: 18 subgroups without --since 2024-03-01T12:00\n");
   // Measured values come first where both are selected.
   EXPECT_EQ(Json("chart --db q.db").At("TotalSubgroups").number, 25.0);
 }

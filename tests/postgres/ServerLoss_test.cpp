@@ -1,10 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <fstream>
 #include <functional>
+#include <future>
+#include <sstream>
 #include <thread>
 #include <vector>
 
+#include "engine/schema/schema.h"
+#include "engine/sql/address.h"
 #include "tests/postgres/server_fixture.h"
 
 // A reading that loses its connection is begun once more on a new one, whatever it has read or
@@ -198,6 +208,108 @@ TEST_F(ServerLossTest, AWritingThatLosesItsConnectionIsNotRepeated) {
   EXPECT_EQ(runs, 2);
 }
 
+TEST_F(ServerLossTest, OpeningIsTriedOnceMoreWhereOnlyAReadingWasLost) {
+  Import(Values(0, 3));
+  for (const auto kind : {TransactionKind::Read, TransactionKind::Write}) {
+    for (const int losses : {0, 1, 2}) {
+      int runs = 0;
+      bool is_open = true;
+      try {
+        sql::OpenServer(Path(), [&](Connection& db) {
+          Transaction transaction(db, kind);
+          db.Mark();
+          if (runs++ < losses) EndConnections();
+          EXPECT_EQ(Query(db, "SELECT count(*) FROM stream").RunForInt(), 1);
+          transaction.Commit();
+        });
+      } catch (const SqlError& error) {
+        EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+        is_open = false;
+      }
+      const bool is_reading = kind == TransactionKind::Read;
+      EXPECT_EQ(is_open, losses == 0 || (losses == 1 && is_reading)) << losses;
+      EXPECT_EQ(runs, losses > 0 && is_reading ? 2 : 1);
+    }
+  }
+}
+
+// With the selections of an analysis, each of them read by one thread or by two.
+TEST_F(ServerLossTest, AnAnalysisThatLosesItsConnectionBeginsAnewInOneState) {
+  Import(Values(0, 300));
+  const auto store = Opened();
+  for (const bool two_threads : {false, true}) {
+    store->Sharing().ShareFrom(two_threads ? 50 : 1000);
+    for (const int losses : {0, 1, 2}) {
+      int runs = 0;
+      std::size_t first = 0, second = 0;  // second: 0 in a run that was lost
+      bool is_done = true;
+      FlatSelection all;
+      const auto select = [&] {
+        FlatSelection same;
+        DataSet data;
+        store->Select(same.info, same.Filter(), {}, data);
+        return data.subgroups.size();
+      };
+      try {
+        store->InOneState(all.info, [&] {
+          first = select();
+          second = 0;
+          if (runs++ < losses) EndConnections();
+          Psql("UPDATE " + Schema() + ".orvspc_mark SET generation = generation + 1");
+          second = select();
+        });
+      } catch (const SqlError& error) {
+        EXPECT_EQ(error.Which(), SqlError::Kind::Lost);
+        is_done = false;
+      }
+      EXPECT_EQ(is_done, losses < 2);
+      EXPECT_EQ(runs, losses == 0 ? 1 : 2);
+      EXPECT_EQ(first, 300U);
+      EXPECT_EQ(second, is_done ? 300U : 0U);
+      EXPECT_FALSE(Db().TakeFailure());
+    }
+  }
+}
+
+// Connections of the program are ended while they are in a transaction.
+TEST_F(ServerLossTest, AChartThatLosesItsConnectionIsTheSame) {
+  Import(Values(0, 3000));
+  db_.reset();
+  Psql("CREATE TABLE " + Schema() + ".struck(pid integer)");
+  const auto out = folder_.File("chart");
+  const auto chart = [&] {
+    const auto line = "'" ORVSPC_PROGRAM "' chart --part A --test T --format json --db '" + Path() +
+                      "' >'" + out + "' 2>&1";
+    [[maybe_unused]] const int status = std::system(line.c_str());
+    std::ifstream file(out);
+    return std::string{std::istreambuf_iterator<char>(file), {}};
+  };
+  const auto expected = chart();
+  ASSERT_GT(expected.size(), 3000U) << expected;
+  std::atomic<bool> done = false;
+  std::thread ends([&] {
+    while (!done) {
+      Psql("INSERT INTO " + Schema() +
+           ".struck SELECT pid FROM pg_stat_activity WHERE CASE WHEN application_name = 'orvspc' "
+           "AND state LIKE 'idle in%' THEN pg_terminate_backend(pid) ELSE false END");
+    }
+  });
+  std::int64_t failed = 0;
+  for (int round = 0; round < 60; ++round) {
+    const auto text = chart();
+    if (text == expected) continue;
+    ++failed;
+    EXPECT_NE(text.find(": the connection to its server was lost"), text.npos) << text;
+  }
+  done = true;
+  ends.join();
+  const auto struck =
+      Query(*OpenAnother(Path()), "SELECT count(DISTINCT pid) FROM struck").RunForInt().value_or(0);
+  // A chart that fails has lost two of them.
+  EXPECT_GT(struck, 2 * failed) << "no chart has survived a loss";
+  std::cout << "60 charts that lost " << struck << " connections: " << failed << " failed\n";
+}
+
 TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
   Import(Values(0, 60'000));
   for (const auto* name : {"copy.db", "other.db"}) {
@@ -218,6 +330,46 @@ TEST_F(ServerLossTest, ACopyFromALostServerIsBegunAnew) {
       EXPECT_NE(OpeningFailure(to).find("is empty and no quality database"), std::string::npos);
     }
   }
+}
+
+// Of a connection without an answer the system asks whether the other side is still there.
+TEST_F(ServerLossTest, ANetworkThatWasCutIsNoticedSoon) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  ASSERT_EQ(bind(listener, any, size), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  ASSERT_EQ(getsockname(listener, any, &size), 0);
+  const int port = ntohs(address.sin_port);
+  auto opening = std::async(std::launch::async, [&] {
+    return OpeningFailure("postgresql://127.0.0.1:" + std::to_string(port) + "/q?sslmode=disable");
+  });
+  const int accepted = accept(listener, nullptr, nullptr);
+  char first = 0;
+  ASSERT_EQ(read(accepted, &first, 1), 1);
+  char peer[20];
+  std::snprintf(peer, sizeof peer, "0100007F:%04X", static_cast<unsigned>(port));
+  // Of each connection: number, both ends, state, queues, the timer that runs and when it ends.
+  constexpr unsigned kKeepAlive = 2, kHundredthsOfMinute = 6000;
+  unsigned timer = 0, ends = 0;
+  for (int i = 0; i < 100 && timer != kKeepAlive; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::ifstream connections("/proc/net/tcp");
+    for (std::string line; std::getline(connections, line);) {
+      std::istringstream words(line);
+      std::string number, own, other, state, queues, timers;
+      words >> number >> own >> other >> state >> queues >> timers;
+      if (other == peer) std::sscanf(timers.c_str(), "%x:%x", &timer, &ends);
+    }
+  }
+  close(accepted);
+  close(listener);
+  EXPECT_NE(opening.get(), "");
+  EXPECT_EQ(timer, kKeepAlive);
+  EXPECT_LT(ends, kHundredthsOfMinute);
 }
 
 // --- What others change --------------------------------------------------------------------------
@@ -282,6 +434,74 @@ TEST_F(ServerLossTest, TablesThatAreMadeAnewBeginWithAnotherGeneration) {
   }
   EXPECT_NE(versions[0], versions[1]);
   EXPECT_NE(versions[1], versions[2]);
+}
+
+// As bringing forward does.
+void MakeAnew(Connection& db) {
+  db.Define(
+      "CREATE TABLE measurement_chunk_9 AS SELECT * FROM measurement_chunk; DROP TABLE "
+      "measurement_chunk; "
+      "ALTER TABLE measurement_chunk_9 RENAME TO measurement_chunk");
+  db.SetMark(schema::kApplicationId, schema::kSchemaVersion + 1);
+}
+
+constexpr const char* kNewer = ": was made by a newer release (schema ";
+
+TEST_F(ServerLossTest, TablesAreMadeAnewOnceNobodyReadsThem) {
+  Import(Values(0, 30));
+  std::future<void> other;
+  Opened()->ReadOrThrow([&](Connection& db) {
+    other = std::async(std::launch::async, [&] {
+      const auto connection = OpenAnother(Path());
+      Transaction writing(*connection, TransactionKind::Write);
+      MakeAnew(*connection);
+      writing.Commit();
+    });
+    EXPECT_EQ(other.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+    EXPECT_EQ(Query(db, "SELECT sum(count) FROM measurement_chunk").RunForInt(), 30);
+  });
+  other.get();
+  EXPECT_NE(FailureOf([&] { Data().Streams(); }).find(kNewer), std::string::npos);
+}
+
+TEST_F(ServerLossTest, AReadingWaitsForTablesThatAreMadeAnew) {
+  Import(Values(0, 30));
+  auto open = Data();
+  std::future<std::string> reading;
+  {
+    const auto connection = OpenAnother(Path());
+    Transaction writing(*connection, TransactionKind::Write);
+    MakeAnew(*connection);
+    reading = std::async(std::launch::async, [&] { return FailureOf([&] { open.Streams(); }); });
+    EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    writing.Commit();
+  }
+  EXPECT_NE(reading.get().find(kNewer), std::string::npos);
+}
+
+// Looked at again once it is its turn.
+TEST_F(ServerLossTest, AnImportThatWaitedStoresNothingInNewerTables) {
+  Import(Values(0, 30));
+  Db();
+  WriteFile(folder_.File("more.csv"), Values(30, 30));
+  const auto connection = OpenAnother(Path());
+  Transaction writing(*connection, TransactionKind::Write);
+  connection->SetMark(schema::kApplicationId, schema::kSchemaVersion + 1);
+  std::atomic<bool> waits = false;
+  auto import = std::async(std::launch::async, [&] {
+    const ImportOptions options{.waiting = [&] { waits = true; }};
+    return FailureOf(
+        [&] { ImportCsv(folder_.File("more.csv"), Db(), ImportKind::Values, options); });
+  });
+  while (!waits && import.wait_for(std::chrono::milliseconds(1)) == std::future_status::timeout) {
+  }
+  EXPECT_TRUE(waits);
+  writing.Commit();
+  const auto failure = import.get();
+  EXPECT_EQ(failure, OpeningFailure(Path()));
+  EXPECT_NE(failure.find(kNewer), failure.npos) << failure;
+  const Transaction reading(*connection, TransactionKind::Read);
+  EXPECT_EQ(Query(*connection, "SELECT sum(count) FROM measurement_chunk").RunForInt(), 30);
 }
 
 TEST_F(ServerLossTest, AnOpenStoreRefusesTablesThatWereBroughtForward) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 
@@ -62,6 +63,21 @@ TEST_F(SystemTest, MakesAFileOnce) {
   EXPECT_EQ(errno, EEXIST);
   EXPECT_FALSE(MakeFile(folder_.File("missing/new")));
   EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SystemTest, AFileLikeAnotherHasItsRights) {
+  namespace fs = std::filesystem;
+  const auto like = folder_.File("like"), path = folder_.File("new");
+  ASSERT_TRUE(MakeFile(like));
+  constexpr auto kOwner = fs::perms::owner_read | fs::perms::owner_write;
+  for (const auto rights : {kOwner, kOwner | fs::perms::group_write | fs::perms::others_read}) {
+    fs::permissions(PathOf(like), rights);
+    fs::remove(PathOf(path));
+    EXPECT_TRUE(MakeFileLike(path, like));
+    EXPECT_EQ(fs::status(PathOf(path)).permissions(), fs::status(PathOf(like)).permissions());
+    EXPECT_FALSE(MakeFileLike(path, like)) << "it is there";
+  }
+  EXPECT_FALSE(MakeFileLike(folder_.File("other"), folder_.File("missing")));
 }
 
 TEST_F(SystemTest, RenamesToAFreeNameAlone) {

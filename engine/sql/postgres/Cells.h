@@ -40,9 +40,6 @@ class Cells : public Base {
   void BindInt(int index, std::int64_t value) override {
     At(index) = {kInt8, false, false, value, 0.0, {}};
   }
-  void BindReal(int index, double value) override {
-    At(index) = {kFloat8, false, true, 0, value, {}};
-  }
   void BindText(int index, std::string_view text) override { BindBytes(index, kText, text); }
   void BindBlob(int index, std::span<const std::byte> blob) override {
     BindBytes(index, kBytea, {reinterpret_cast<const char*>(blob.data()), blob.size()});
@@ -53,6 +50,9 @@ class Cells : public Base {
   std::vector<Cell> cells_;
 
  private:
+  void BindSigned(int index, double value) override {
+    At(index) = {kFloat8, false, true, 0, value, {}};
+  }
   Cell& At(int index) {
     if (index < 1 || static_cast<std::size_t>(index) > cells_.size()) {
       throw SqlError(SqlError::Kind::Other,

@@ -14,6 +14,14 @@ namespace {
 
 constexpr int kBinary = 1;
 
+// A network that was cut is noticed within a minute, whether an answer is awaited (a question after
+// 20 s of silence, two more) or something was sent.
+constexpr std::pair<const char*, const char*> kConnecting[] = {
+    {"connect_timeout", "10"}, {"fallback_application_name", "orvspc"},
+    {"keepalives_idle", "20"}, {"keepalives_interval", "10"},
+    {"keepalives_count", "3"}, {"tcp_user_timeout", "50000"},
+};
+
 // Of a session, in place of what the server or its role has set.
 constexpr std::pair<std::string_view, std::string_view> kSettings[] = {
     {"jit", "off"},  // compiling costs more than our statements take
@@ -30,10 +38,14 @@ bool Pipeline::Connect(std::string_view condition) {
   transaction_ = 0;
   server_.reset();
   // Parameters before the address apply where the address gives none.
-  const char* const names[] = {"connect_timeout", "fallback_application_name", "dbname",
-                               "client_encoding", nullptr};
-  const char* const values[] = {"10", "orvspc", address_.c_str(), "UTF8", nullptr};
-  server_.reset(PQconnectdbParams(names, values, 1));
+  std::vector<const char*> names, values;
+  for (const auto& [name, value] : kConnecting) {
+    names.push_back(name);
+    values.push_back(value);
+  }
+  names.insert(names.end(), {"dbname", "client_encoding", nullptr});
+  values.insert(values.end(), {address_.c_str(), "UTF8", nullptr});
+  server_.reset(PQconnectdbParams(names.data(), values.data(), 1));
   if (!server_) throw std::bad_alloc();
   if (PQstatus(server_.get()) != CONNECTION_OK) {
     throw ConnectFailureOf(server_.get(), address_);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "engine/sql/failure.h"
 #include "engine/sql/postgres/PostgresRows.h"
 #include "engine/sql/postgres/spelling.h"
 
@@ -49,26 +50,70 @@ void PostgresConnection::Execute(const std::string& sql) {
   if (transaction) transaction->Commit();
 }
 
-void PostgresConnection::Define(const std::string& sql) { Execute(SpellTables(sql)); }
+// A snapshot shows the rows of tables as they were, but tables that were made anew since as empty:
+// whoever reads keeps the mark from whoever makes tables.
+void PostgresConnection::Define(const std::string& sql) {
+  Execute((has_mark_ ? "LOCK TABLE orvspc_mark IN ACCESS EXCLUSIVE MODE;\n" : "") +
+          SpellTables(sql));
+}
+
+void PostgresConnection::KeepAppendOnly(std::string_view table, std::string_view number,
+                                        bool is_kept) {
+  const std::string name(table), column(number), function = name + "_append_only";
+  if (!is_kept) {
+    // The triggers go with their function.
+    Execute("DROP FUNCTION " + function + "() CASCADE");
+    return;
+  }
+  Execute("CREATE FUNCTION " + function +
+          "() RETURNS trigger LANGUAGE plpgsql AS $body$ DECLARE next BIGINT; BEGIN "
+          "IF TG_OP = 'INSERT' THEN "
+          "EXECUTE format('SELECT coalesce(max(" +
+          column +
+          "), 0) + 1 FROM %I.%I', TG_TABLE_SCHEMA, TG_TABLE_NAME) INTO next; "
+          "IF NEW." +
+          column +
+          " = next THEN RETURN NEW; END IF; END IF; "
+          "RAISE EXCEPTION 'rows of " +
+          name +
+          " are only added'; END $body$; "
+          "CREATE TRIGGER " +
+          function + "_rows BEFORE INSERT OR UPDATE OR DELETE ON " + name +
+          " FOR EACH ROW EXECUTE FUNCTION " + function + "(); CREATE TRIGGER " + function +
+          "_all BEFORE TRUNCATE ON " + name + " EXECUTE FUNCTION " + function + "()");
+}
 
 std::unique_ptr<BulkRows> PostgresConnection::InsertMany(std::string_view row,
                                                          OnConflict conflict) {
   return std::make_unique<PostgresRows>(pipeline_, row, conflict);
 }
 
-void PostgresConnection::Begin(TransactionKind kind) {
+// Without a snapshot begins to read on its own; all of this goes out with the first query.
+void PostgresConnection::BeginReading(const std::string& snapshot) {
   // What nobody has stepped may fail, which is to skip nothing of the transaction.
   pipeline_.ForgetFailures();
   pipeline_.Sync();
   had_mark_ = has_mark_;
-  writing_ = kind == TransactionKind::Write;
-  if (!writing_) {
-    pipeline_.SendText("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY",
+  writing_ = false;
+  pipeline_.SendText("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Pipeline::Kind::Statement);
+  pipeline_.BeginTransaction();
+  if (!snapshot.empty()) {
+    // Deliberate: without a lock, for which it might wait behind one who waits for the first
+    // connection; that of the first will do.
+    pipeline_.SendText(("SET TRANSACTION SNAPSHOT '" + snapshot + "'").c_str(),
                        Pipeline::Kind::Statement);
-    pipeline_.BeginTransaction();
-    return;
+  } else if (has_mark_) {
+    // Before the first query, which takes the snapshot. See Define.
+    pipeline_.SendText("LOCK TABLE orvspc_mark IN ACCESS SHARE MODE", Pipeline::Kind::Statement);
   }
+}
+
+void PostgresConnection::Begin(TransactionKind kind) {
+  if (kind == TransactionKind::Read) return BeginReading({});
+  pipeline_.ForgetFailures();
   pipeline_.Drain();
+  had_mark_ = has_mark_;
+  writing_ = true;
   pipeline_.SendText("BEGIN ISOLATION LEVEL READ COMMITTED", Pipeline::Kind::Statement);
   pipeline_.BeginTransaction();
   try {
@@ -82,15 +127,18 @@ void PostgresConnection::Begin(TransactionKind kind) {
         "(SELECT nspname FROM pg_class AS c JOIN pg_namespace AS n ON n.oid = c.relnamespace "
         "WHERE c.oid = to_regclass('orvspc_mark')), current_schema(), ''))), "
         "current_setting('transaction_read_only') = 'on'";
-    Query lock(*this, kLock);
+    Query lock(*this, kLock), version(*this, "SELECT version FROM orvspc_mark");
     lock.Send();
+    if (has_mark_) version.Send();
     pipeline_.Sync();
     pipeline_.AwaitAnswer(on_wait_);  // the server answers all of this at once
     if (lock.Step() && lock.Int(1) != 0) {
       throw SqlError(SqlError::Kind::ReadOnly, "the server takes no writing");
     }
-  } catch (...) {
+    if (has_mark_ && version.Step()) CheckVersion(version.Int(0));
+  } catch (const SqlError& error) {
     Rollback();
+    if (error.Which() == SqlError::Kind::Locked) throw BusyFor(write_patience_);
     throw;
   }
 }
@@ -118,6 +166,8 @@ void PostgresConnection::Commit() {
   }
   pipeline_.SendText("COMMIT", Pipeline::Kind::Statement);
   pipeline_.Drain();
+  // Of what nobody stepped: the server has then ended the transaction as one that failed.
+  if (pipeline_.HasFailed()) throw SqlError(SqlError::Kind::Other, "an earlier statement failed");
   pipeline_.EndTransaction();
 }
 
@@ -134,6 +184,13 @@ void PostgresConnection::Rollback() noexcept {
   pipeline_.EndTransaction();
 }
 
+void PostgresConnection::CheckVersion(std::int32_t version) const {
+  if (version <= version_) return;
+  throw SqlError(SqlError::Kind::Other, "was made by a newer release (schema " +
+                                            std::to_string(version) + ", this one knows " +
+                                            std::to_string(version_) + ")");
+}
+
 std::int64_t PostgresConnection::DataVersion() {
   if (!has_mark_) return 0;
   // A table made anew or restored, or another server, may have the same generation.
@@ -142,12 +199,7 @@ std::int64_t PostgresConnection::DataVersion() {
               "(extract(epoch FROM pg_postmaster_start_time()) * 1000000)::bigint "
               "FROM orvspc_mark");
   if (!query.Step()) return 0;
-  // Another program may have brought the tables forward in the meantime.
-  if (const auto version = query.Int(1); version > version_) {
-    throw SqlError(SqlError::Kind::Other, "was made by a newer release (schema " +
-                                              std::to_string(version) + ", this one knows " +
-                                              std::to_string(version_) + ")");
-  }
+  CheckVersion(query.Int(1));
   const auto part = [&](int column) { return static_cast<std::uint64_t>(query.Int64(column)); };
   return static_cast<std::int64_t>(part(0) ^ part(2) * 0x9E3779B97F4A7C15U ^
                                    part(3) * 0xC2B2AE3D27D4EB4FU);
@@ -168,7 +220,7 @@ SchemaMark PostgresConnection::Mark() {
   if (!has_mark_) return mark;
   Query query(*this, "SELECT application, version FROM orvspc_mark");
   if (query.Step()) query.Read(mark.application, mark.version);
-  version_ = mark.version;
+  marked_ = mark.version;
   return mark;
 }
 
@@ -182,7 +234,7 @@ void PostgresConnection::SetMark(std::int32_t application, std::int32_t version)
     has_mark_ = true;
   }
   Query(*this, "UPDATE orvspc_mark SET application = ?1, version = ?2", application, version).Run();
-  version_ = version;
+  marked_ = version;
 }
 
 std::unique_ptr<Connection> PostgresConnection::OpenReader() noexcept {
@@ -194,19 +246,18 @@ std::unique_ptr<Connection> PostgresConnection::OpenReader() noexcept {
 }
 
 bool PostgresConnection::BeginBeside(Connection& first) {
-  std::string set;
+  std::string snapshot;
   try {
     Query query(first, "SELECT pg_export_snapshot()");
     query.Step();
-    set = "SET TRANSACTION SNAPSHOT '" + std::string(query.Text(0)) + "'";
+    snapshot = query.Text(0);
   } catch (const SqlError& error) {
     // A failure ends the transaction, and inside a savepoint nothing can be exported.
     throw SqlError(SqlError::Kind::Lost, error.what());
   }
   const auto begin = [&] {
     if (!pipeline_.IsConnected()) Reconnect();
-    Begin(TransactionKind::Read);
-    pipeline_.SendText(set.c_str(), Pipeline::Kind::Statement);
+    BeginReading(snapshot);
     pipeline_.Drain();
   };
   for (const bool is_again : {false, true}) {
@@ -224,7 +275,14 @@ bool PostgresConnection::BeginBeside(Connection& first) {
 std::unique_ptr<Connection> OpenServer(const std::string& address,
                                        const std::function<void(Connection&)>& check) {
   auto connection = std::make_unique<PostgresConnection>(address);
-  check(*connection);
+  try {
+    check(*connection);
+  } catch (const SqlError& error) {
+    if (error.Which() != SqlError::Kind::Lost || connection->HasWritten()) throw;
+    connection->Reconnect();
+    check(*connection);
+  }
+  connection->HoldVersion();
   return connection;
 }
 

@@ -23,6 +23,7 @@ class PostgresConnection final : public Connection {
   std::size_t PreparedCount() const override { return statements_.size(); }
   void Execute(const std::string& sql) override;
   void Define(const std::string& sql) override;
+  void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) override;
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override;
 
   void Begin(TransactionKind kind) override;
@@ -36,6 +37,11 @@ class PostgresConnection final : public Connection {
 
   std::int64_t DataVersion() override;
   bool Reconnect() override;
+  // Newer tables than those of the latest Mark are refused from now on, as another program may
+  // bring them forward.
+  void HoldVersion() { version_ = marked_; }
+  // Whether the latest transaction was one that writes.
+  bool HasWritten() const { return writing_; }
   SchemaMark Mark() override;
   void SetMark(std::int32_t application, std::int32_t version) override;
 
@@ -48,10 +54,14 @@ class PostgresConnection final : public Connection {
   bool BeginBeside(Connection& first) override;
 
  private:
+  void BeginReading(const std::string& snapshot);
+  void CheckVersion(std::int32_t version) const;
+
   Pipeline pipeline_;
   bool writing_ = false;
   bool has_mark_ = false, had_mark_ = false;  // had: when the transaction began
-  std::int32_t version_ = INT32_MAX;          // of the schema, as last checked; at first not yet
+  std::int32_t version_ = INT32_MAX;          // the highest schema that is used
+  std::int32_t marked_ = INT32_MAX;           // as last read or set
   // Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<PostgresStatement>> statements_;
   int numbers_ = 0;  // of statements, for their names
@@ -59,7 +69,8 @@ class PostgresConnection final : public Connection {
   std::function<void()> on_wait_;
 };
 
-// Opens the database and calls check. Throws SqlError.
+// Opens the database and calls check, once more where a reading of its lost the connection. Throws
+// SqlError.
 std::unique_ptr<Connection> OpenServer(const std::string& address,
                                        const std::function<void(Connection&)>& check);
 

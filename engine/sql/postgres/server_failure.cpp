@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/sql/postgres/server_failure.h"
 
-#include <algorithm>
 #include <memory>
 #include <string_view>
+#include <utility>
+
+#include "engine/sql/address.h"
 
 namespace orvspc::engine::sql::postgres {
 namespace {
@@ -13,8 +15,9 @@ constexpr std::pair<std::string_view, SqlError::Kind> kKinds[] = {
     {"55P03", SqlError::Kind::Locked},  {"40P01", SqlError::Kind::Locked},
     {"53100", SqlError::Kind::Full},    {"25006", SqlError::Kind::ReadOnly},
     {"XX001", SqlError::Kind::Damaged}, {"XX002", SqlError::Kind::Damaged},
-    {"23", SqlError::Kind::Constraint}, {"08", SqlError::Kind::Lost},
-    {"57P", SqlError::Kind::Lost},      {"25P03", SqlError::Kind::Lost},
+    {"42501", SqlError::Kind::NoRight}, {"23", SqlError::Kind::Constraint},
+    {"08", SqlError::Kind::Lost},       {"57P", SqlError::Kind::Lost},
+    {"25P03", SqlError::Kind::Lost},
 };
 
 constexpr std::string_view kNoRight = "its role may not do this: ";
@@ -49,22 +52,50 @@ std::string Field(const PGresult* result, int field) {
 
 using Options = std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)>;
 
-// Whether the text may have a password of the connection in it.
-bool HasSecret(std::string_view text, PGconn* connection) {
+// Whether a password is in the text, or its end is taken for a host, a port or a database since
+// there is an @ or a / in it.
+struct Secrets {
+  bool are_in_text = false, are_in_places = false;
+};
+
+Secrets SecretsOf(PGconn* connection, std::string_view text) {
+  Secrets found;
   const Options options(PQconninfo(connection), &PQconninfoFree);
   for (const auto* option = options.get(); option != nullptr && option->keyword != nullptr;
        ++option) {
     const std::string_view keyword = option->keyword;
     if (option->val == nullptr) continue;
     const std::string_view value = option->val;
-    // The end of a password with an @ or a / in it, or its begin.
-    const bool is_place = keyword == "host" || keyword == "dbname";
-    if (is_place && value.find('@') != value.npos) return true;
-    if (keyword == "port" && value.find_first_not_of("0123456789,") != value.npos) return true;
+    const bool is_odd = (keyword == "host" && value.find('@', 1) != value.npos) ||
+                        (keyword == "dbname" && value.find('@') != value.npos) ||
+                        (keyword == "port" && value.find_first_not_of("0123456789,") != value.npos);
+    if (is_odd) found.are_in_places = true;
     if (keyword.find("password") == keyword.npos) continue;
-    if (!value.empty() && text.find(value) != text.npos) return true;
+    if (!value.empty() && text.find(value) != text.npos) found.are_in_text = true;
   }
-  return false;
+  return found;
+}
+
+constexpr std::string_view kNone = "there is no connection to its server";
+constexpr std::string_view kSpelling =
+    "a %, /, ?, & or @ in a name or password is written as %25, %2F, %3F, %26 or %40";
+
+// Why an address cannot be read. libpq quotes it, of which nobody knows what is the password; but
+// what is printed of it may be quoted.
+std::string WhyUnreadable(const std::string& address) {
+  char* text = nullptr;
+  const Options options(PQconninfoParse(WithoutPasswords(address).c_str(), &text), &PQconninfoFree);
+  const std::unique_ptr<char, decltype(&PQfreemem)> reason(text, &PQfreemem);
+  return options || reason == nullptr ? "; " + std::string(kSpelling)
+                                      : ": " + FirstLine(reason.get());
+}
+
+// "on socket "/run/postgresql/.s.PGSQL.5432"", before the place where "failed" is.
+std::string PlaceIn(std::string_view text, std::size_t failed) {
+  constexpr std::string_view kBefore = "connection to server ";
+  const auto at = text.rfind(kBefore, failed);
+  if (at == text.npos) return {};
+  return " (" + std::string(text.substr(at + kBefore.size(), failed - at - kBefore.size())) + ")";
 }
 
 }  // namespace
@@ -73,11 +104,6 @@ SqlError Lost() { return {SqlError::Kind::Lost, "the connection to its server wa
 
 SqlError FailureOf(const PGresult* result) {
   const auto state = result == nullptr ? std::string() : Field(result, PG_DIAG_SQLSTATE);
-  for (const auto& [start, kind] : kKinds) {
-    if (!state.starts_with(start)) continue;
-    return kind == SqlError::Kind::Lost ? Lost()
-                                        : SqlError(kind, Field(result, PG_DIAG_MESSAGE_PRIMARY));
-  }
   // The server's failures have a state; libpq's own are of the connection, even where its status
   // does not say so yet.
   if (state.empty()) return Lost();
@@ -85,15 +111,17 @@ SqlError FailureOf(const PGresult* result) {
   for (const auto& [start, explained] : kExplained) {
     if (state.starts_with(start)) text.insert(0, explained);
   }
+  for (const auto& [start, kind] : kKinds) {
+    if (!state.starts_with(start)) continue;
+    return kind == SqlError::Kind::Lost ? Lost() : SqlError(kind, text);
+  }
   return {SqlError::Kind::Other, text};
 }
 
 SqlError ConnectFailureOf(PGconn* connection, const std::string& address) {
+  const auto none = std::string(kNone);
   if (!Options(PQconninfoParse(address.c_str(), nullptr), &PQconninfoFree)) {
-    // The reason quotes the address, of which nobody knows what is the password.
-    return {SqlError::Kind::Lost,
-            "there is no connection to its server: the address cannot be read; a %, /, ?, & or @ "
-            "in a name or password is written as %25, %2F, %3F, %26 or %40"};
+    return {SqlError::Kind::Lost, none + ": the address cannot be read" + WhyUnreadable(address)};
   }
   std::string_view text = PQerrorMessage(connection);
   while (text.ends_with('\n')) text.remove_suffix(1);
@@ -104,7 +132,7 @@ SqlError ConnectFailureOf(PGconn* connection, const std::string& address) {
   if (failed != text.npos) {
     const auto words = FirstLine(text.substr(failed + kFailed.size()));
     const auto severity = words.find(":  ");
-    reason = severity == words.npos ? "there is no connection to its server: " + words
+    reason = severity == words.npos ? none + ": " + words + PlaceIn(text, failed)
                                     : words.substr(severity + 3);
     for (const auto& [start, explained] : kExplainedWords) {
       if (reason.starts_with(start)) {
@@ -113,9 +141,14 @@ SqlError ConnectFailureOf(PGconn* connection, const std::string& address) {
       }
     }
   } else {
-    reason = "there is no connection to its server: " + FirstLine(text);
+    reason = none + ": " + FirstLine(text);
   }
-  if (HasSecret(reason, connection)) reason = "there is no connection to its server";
+  const auto secrets = SecretsOf(connection, reason);
+  if (secrets.are_in_places) {
+    reason = none + "; " + std::string(kSpelling);
+  } else if (secrets.are_in_text) {
+    reason = none;
+  }
   return {SqlError::Kind::Lost, reason};
 }
 

@@ -5,14 +5,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <unordered_map>
 #include <utility>
 
 #include "engine/sql/fail_step.h"
+#include "engine/sql/failure.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
+#include "system/system.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -60,9 +64,6 @@ class SqliteStatement final : public Statement {
   void BindInt(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
   }
-  void BindReal(int index, double value) override {
-    Check(db_, sqlite3_bind_double(statement_, index, value));
-  }
   void BindText(int index, std::string_view text) override {
     Check(db_, sqlite3_bind_text64(statement_, index, text.data() == nullptr ? "" : text.data(),
                                    text.size(), SQLITE_STATIC, SQLITE_UTF8));
@@ -98,6 +99,9 @@ class SqliteStatement final : public Statement {
   }
 
  private:
+  void BindSigned(int index, double value) override {
+    Check(db_, sqlite3_bind_double(statement_, index, value));
+  }
   std::size_t Size(int column) const {
     return static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
   }
@@ -113,7 +117,6 @@ class SqliteRows final : public BulkRows {
   ~SqliteRows() override { insert_.Reset(); }
 
   void BindInt(int index, std::int64_t value) override { insert_.BindInt(index, value); }
-  void BindReal(int index, double value) override { insert_.BindReal(index, value); }
   void BindText(int index, std::string_view text) override { insert_.BindText(index, text); }
   void BindBlob(int index, std::span<const std::byte> blob) override {
     insert_.BindBlob(index, blob);
@@ -127,6 +130,8 @@ class SqliteRows final : public BulkRows {
   std::int64_t Finish() override { return std::exchange(rows_, 0); }
 
  private:
+  void BindSigned(int index, double value) override { insert_.BindReal(index, value); }
+
   Statement& insert_;
   std::int64_t rows_ = 0;
 };
@@ -222,24 +227,42 @@ class SqliteConnection final : public Connection {
   void AddChecksums() {
     Number("PRAGMA schema_version");  // reads the header
     if (Reserve(-1) >= kReservedBytes) return;
-    // In the log, so that a kill leaves the former pages or the new ones.
-    UseWriteAheadLog(kWriting);
-    Reserve(kReservedBytes);
     {
-      const Patience patient(*this, kWriting);
+      // Who waited would do again what another program is doing.
+      const Patience none(*this, milliseconds(0));
+      // In the log, so that a kill leaves the former pages or the new ones.
+      UseWriteAheadLog(milliseconds(0));
+      Reserve(kReservedBytes);
       Execute("VACUUM");
     }
     EmptyLog();
   }
 
-  // Page by page.
-  void CopyFrom(SqliteConnection& source) {
+  // Page by page. The source is in a transaction, so that its writers do not make SQLite begin
+  // anew.
+  void CopyFrom(SqliteConnection& source, const std::function<void(int)>& progress) {
+    constexpr int kPages = 1024;
+    if (source.Reserve(-1) >= kReservedBytes) {
+      // A first page that says so: SQLite may write that of the source last.
+      Reserve(kReservedBytes);
+      Execute("PRAGMA page_size=" + std::to_string(source.Number("PRAGMA page_size")) +
+              ";PRAGMA user_version=1");
+    }
     auto* const backup = sqlite3_backup_init(db_.get(), "main", source.db_.get(), "main");
     if (backup == nullptr) Throw(db_.get(), sqlite3_errcode(db_.get()));
-    sqlite3_backup_step(backup, -1);
+    while (sqlite3_backup_step(backup, kPages) == SQLITE_OK) {
+      const std::int64_t pages = sqlite3_backup_pagecount(backup);
+      constexpr int kWhole = 100;
+      if (progress) {
+        progress(static_cast<int>(kWhole - kWhole * sqlite3_backup_remaining(backup) / pages));
+      }
+    }
     const int code = sqlite3_backup_finish(backup);
+    // The target is new: what is damaged is the source.
+    if (KindOf(code) == SqlError::Kind::Damaged) Throw(source.db_.get(), code);
     if (code != SQLITE_OK) Throw(db_.get(), code);
   }
+  sqlite3* Handle() const { return db_.get(); }
 
   Statement& Prepared(std::string_view sql) override {
     auto& statement = statements_[sql];
@@ -256,6 +279,23 @@ class SqliteConnection final : public Connection {
   std::size_t PreparedCount() const override { return statements_.size(); }
   void Execute(const std::string& sql) override {
     Check(db_.get(), sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr));
+  }
+
+  void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) override {
+    const std::string name(table), column(number);
+    // Without the one for INSERT, INSERT OR REPLACE would change a row.
+    const std::pair<std::string, std::string> triggers[] = {
+        {"UPDATE", ""},
+        {"DELETE", ""},
+        {"INSERT", " WHEN NEW." + column + " IS NOT (SELECT coalesce(max(" + column +
+                       "), 0) + 1 FROM " + name + ")"}};
+    for (const auto& [event, condition] : triggers) {
+      const auto trigger = name + "_append_only_" + event;
+      Execute(is_kept
+                  ? "CREATE TRIGGER " + trigger + " BEFORE " + event + " ON " + name + condition +
+                        " BEGIN SELECT RAISE(ABORT, 'rows of " + name + " are only added'); END"
+                  : "DROP TRIGGER " + trigger);
+    }
   }
 
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override {
@@ -275,7 +315,12 @@ class SqliteConnection final : public Connection {
     // SQLite would begin to read.
     if (IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
     const Patience patient(*this, write_patience_, true);
-    Query(*this, "BEGIN IMMEDIATE").Step();
+    try {
+      Query(*this, "BEGIN IMMEDIATE").Step();
+    } catch (const SqlError& error) {
+      if (error.Which() == SqlError::Kind::Locked) throw BusyFor(write_patience_);
+      throw;
+    }
   }
   void WaitForWriters(milliseconds at_most, std::function<void()> on_wait) override {
     write_patience_ = at_most;
@@ -362,7 +407,9 @@ class SqliteConnection final : public Connection {
   class Patience {
    public:
     Patience(SqliteConnection& connection, milliseconds at_most, bool for_writers = false)
-        : connection_(connection), before_(connection.patience_) {
+        : connection_(connection),
+          before_(connection.patience_),
+          was_for_writers_(connection.for_writers_) {
       connection.patience_ = at_most;
       connection.for_writers_ = for_writers;
     }
@@ -370,12 +417,13 @@ class SqliteConnection final : public Connection {
     Patience& operator=(const Patience&) = delete;
     ~Patience() {
       connection_.patience_ = before_;
-      connection_.for_writers_ = false;
+      connection_.for_writers_ = was_for_writers_;
     }
 
    private:
     SqliteConnection& connection_;
     milliseconds before_;
+    bool was_for_writers_;
   };
 
   // SQLite does not wait for other connections here, but gives up at once.
@@ -477,11 +525,13 @@ class SqliteConnection final : public Connection {
 }  // namespace
 
 std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
-                                     const std::function<void(Connection&)>& check) {
+                                     const std::function<void(Connection&)>& check,
+                                     std::function<void()> on_wait) {
   auto connection =
       std::make_unique<SqliteConnection>(path, create ? Access::Create : Access::Write);
   const auto patience = create ? kCreating : kBusy;
-  const SqliteConnection::Patience patient(*connection, patience);
+  const SqliteConnection::Patience patient(*connection, patience, true);
+  connection->WaitForWriters(kWriting, std::move(on_wait));
   if (connection->IsReadOnly()) Throw(nullptr, SQLITE_READONLY);
   connection->UseChecksumsIfNew();
   connection->Execute("PRAGMA foreign_keys=ON");
@@ -492,6 +542,7 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection->Execute("PRAGMA synchronous=FULL");
   connection->Execute("PRAGMA journal_size_limit=16777216");
+  connection->WaitForWriters(kWriting, {});
   return connection;
 }
 
@@ -517,8 +568,26 @@ std::unique_ptr<Connection> OpenFileToRead(const std::string& path) {
 void LeaveLog(Connection& connection) { connection.Execute("PRAGMA journal_mode=DELETE"); }
 
 void BackUp(const std::string& from, const std::string& to) {
-  SqliteConnection source(from, Access::Read), target(to, Access::Create);
-  target.CopyFrom(source);
+  SqliteConnection source(from, Access::Read);
+  Transaction reading(source, TransactionKind::Read);
+  BackUp(source, to);
+  reading.Commit();
+}
+
+void BackUp(Connection& from, const std::string& to, const std::function<void(int)>& progress) {
+  Query(from, "PRAGMA schema_version").RunForInt();  // reads the header
+  // Before any byte is in it.
+  const auto* const path = sqlite3_db_filename(HandleOf(from), "main");
+  if (!system::IsThere(to) && !system::MakeFileLike(to, path)) {
+    throw SqlError(errno == ENOSPC ? SqlError::Kind::Full : SqlError::Kind::Other,
+                   to + " cannot be made: " + std::strerror(errno));
+  }
+  SqliteConnection target(to, Access::Create);
+  target.CopyFrom(static_cast<SqliteConnection&>(from), progress);
+}
+
+sqlite3* HandleOf(Connection& connection) {
+  return static_cast<SqliteConnection&>(connection).Handle();
 }
 
 void AddChecksums(Connection& connection) {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
-#include <map>
 
 #include "host/render/chart/Chart.h"
 #include "host/render/chart/ChartLayout.h"
@@ -410,73 +410,79 @@ class Plot {
   std::vector<Cell> cells_;
 };
 
-// A column of the table of points: a heading, and what a row has there.
+// A column of the table of points: its heading, and what a point has there.
 struct PointColumn {
   std::string heading;
-  std::vector<std::string> cells;
+  std::function<std::string(std::size_t, const SubgroupTexts&)> cell;
+  bool used = false;
 };
+
+// The point with what is drawn of it: values, limits, and rules in words.
+void AddGraphColumns(std::vector<PointColumn>& columns, const GraphView& graph) {
+  columns.push_back({"#" + graph.symbol, [&](std::size_t i, const SubgroupTexts&) {
+                       return i < graph.points.size() ? graph.PointText(i) : "";
+                     }});
+  for (const auto& line : LinesOf(graph))
+    columns.push_back(
+        {"#" + std::string(line.name), [&graph, line](std::size_t i, const SubgroupTexts&) {
+           return i < line.values.size() && std::isfinite(line.values[i])
+                      ? LineText(line, line.values[i], graph)
+                      : "";
+         }});
+  columns.push_back({"breaks", [&](std::size_t i, const SubgroupTexts&) {
+                       const auto mark =
+                           std::ranges::lower_bound(graph.marks, i, {}, &PointMark::point);
+                       return mark == graph.marks.end() || mark->point != i ? "" : MarkText(*mark);
+                     }});
+}
 
 // Every point with what is drawn of it and what was typed. Columns without any text are left out.
 void WritePoints(Page& page, const ChartView& view) {
-  const std::size_t count = view.Count();
-  std::vector<PointColumn> columns;
-  const auto add = [&](const std::string& heading, auto cell) {
-    PointColumn column{heading, {}};
-    for (std::size_t i = 0; i < count; ++i) column.cells.push_back(cell(i));
-    const auto given = [](const std::string& text) { return !text.empty(); };
-    if (std::ranges::any_of(column.cells, given)) columns.push_back(std::move(column));
-  };
-  std::vector<SubgroupTexts> texts;
-  for (std::size_t i = 0; i < count; ++i) texts.push_back(view.TextsOf(i));
-  add("#point", [](std::size_t i) { return std::to_string(i + 1); });
-  add("subgroup", [&](std::size_t i) { return texts[i].label; });
-  add("@time (UTC)", [&](std::size_t i) { return IsoTime(view.stamps[i]); });
-  add("stream", [&](std::size_t i) {
-    return view.stream_views.size() < 2
-               ? ""
-               : view.stream_views[static_cast<std::size_t>(view.StreamOf(i))].name;
-  });
-  add("state", [&](std::size_t i) {
-    return view.Used(i) ? "" : view.flags[i] == 1 ? "disabled" : "incomplete";
-  });
-  for (const auto& graph : view.graphs) {
-    if (&graph == &view.graphs.front())
-      add("#n", [&](std::size_t i) {
-        return i < graph.sizes.size() ? std::to_string(graph.sizes[i]) : "";
-      });
-    add("#" + graph.symbol,
-        [&](std::size_t i) { return i < graph.points.size() ? graph.PointText(i) : ""; });
-    for (const auto& line : LinesOf(graph))
-      add("#" + std::string(line.name), [&](std::size_t i) {
-        return i < line.values.size() && std::isfinite(line.values[i])
-                   ? LineText(line, line.values[i], graph)
-                   : "";
-      });
-    std::map<std::size_t, const PointMark*> marks;
-    for (const auto& mark : graph.marks) marks[mark.point] = &mark;
-    add("breaks", [&](std::size_t i) {
-      const auto found = marks.find(i);
-      return found == marks.end() ? "" : MarkText(*found->second);
-    });
-  }
+  using Texts = SubgroupTexts;
+  std::vector<PointColumn> columns = {
+      {"#point", [](std::size_t i, const Texts&) { return std::to_string(i + 1); }},
+      {"subgroup", [](std::size_t, const Texts& texts) { return texts.label; }},
+      {"@time (UTC)", [&](std::size_t i, const Texts&) { return IsoTime(view.stamps[i]); }},
+      {"stream",
+       [&](std::size_t i, const Texts&) {
+         return view.stream_views.size() < 2
+                    ? ""
+                    : view.stream_views[static_cast<std::size_t>(view.StreamOf(i))].name;
+       }},
+      {"state",
+       [&](std::size_t i, const Texts&) {
+         return view.Used(i) ? "" : view.flags[i] == 1 ? "disabled" : "incomplete";
+       }},
+      {"#n", [&](std::size_t i, const Texts&) {
+         const bool given = !view.graphs.empty() && i < view.graphs[0].sizes.size();
+         return given ? std::to_string(view.graphs[0].sizes[i]) : "";
+       }}};
+  for (const auto& graph : view.graphs) AddGraphColumns(columns, graph);
   for (const auto word : ItemWords())
-    add(std::string(word), [&](std::size_t i) {
-      const auto& items = texts[i].items;
-      const auto found =
-          std::ranges::find(items, word, &std::pair<std::string, std::string>::first);
-      return found == items.end() ? "" : found->second;
-    });
-  add("comment", [&](std::size_t i) { return Joined(texts[i].comments, "; "); });
-  add("cause", [&](std::size_t i) { return texts[i].cause; });
-  add("action", [&](std::size_t i) { return texts[i].action; });
-  Table table{"Points", {}};
-  for (const auto& column : columns) table.headings.push_back(column.heading);
-  for (std::size_t i = 0; i < count; ++i) {
-    auto& row = table.rows.emplace_back();
-    for (auto& column : columns) row.push_back(std::move(column.cells[i]));
+    columns.push_back({std::string(word), [word](std::size_t, const Texts& texts) {
+                         for (const auto& [name, text] : texts.items)
+                           if (name == word) return text;
+                         return std::string();
+                       }});
+  columns.push_back(
+      {"comment", [](std::size_t, const Texts& texts) { return Joined(texts.comments, "; "); }});
+  columns.push_back({"cause", [](std::size_t, const Texts& texts) { return texts.cause; }});
+  columns.push_back({"action", [](std::size_t, const Texts& texts) { return texts.action; }});
+
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    const auto texts = view.TextsOf(i);
+    for (auto& column : columns) column.used = column.used || !column.cell(i, texts).empty();
   }
+  std::erase_if(columns, [](const PointColumn& column) { return !column.used; });
+  std::vector<std::string> headings;
+  for (const auto& column : columns) headings.push_back(column.heading);
   page.Add("<div class=\"wide\">\n");
-  page.Write(table);
+  page.Write("Points", headings, view.Count(), [&](std::size_t i) {
+    const auto texts = view.TextsOf(i);
+    std::vector<std::string> row;
+    for (const auto& column : columns) row.push_back(column.cell(i, texts));
+    return row;
+  });
   page.Add("</div>\n");
 }
 

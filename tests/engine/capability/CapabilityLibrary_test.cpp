@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <random>
 #include <thread>
 
@@ -213,6 +214,30 @@ TEST_F(CapabilityLibraryTest, ADamagedRecordIsAFailureAndNothingIsWritten) {
     ASSERT_TRUE(failure.has_value());
     EXPECT_NE(failure->description.find("A / P / W from 2024-01-01T00:00"), std::string::npos)
         << failure->description;
+  }
+}
+
+// The last of them is the commit that ends the reading.
+TEST_F(CapabilityLibraryTest, AFailureAtAnyStepWritesNothing) {
+  Import(Values(50, "W", 1));
+  for (int n = 1;; ++n) {
+    Opened()->Write([](Connection&) {});  // so that everything is read again
+    FlatSelection selection;
+    const auto asked = selection.info;
+    FailStep(n);
+    const auto made = Run(selection, true);
+    if (!FailStep(0)) {
+      EXPECT_TRUE(made.done);
+      EXPECT_EQ(made.summary.PieceCount, 150);
+      EXPECT_NE(std::memcmp(&selection.info, &asked, sizeof asked), 0);
+      EXPECT_GT(n, 5);
+      break;
+    }
+    EXPECT_FALSE(made.done) << "step " << n;
+    EXPECT_TRUE(Db().TakeFailure()) << "step " << n;
+    EXPECT_EQ(std::memcmp(&selection.info, &asked, sizeof asked), 0) << "step " << n;
+    for (const auto figure : test::AllFigures(made)) ASSERT_EQ(figure, 0.0) << "step " << n;
+    EXPECT_TRUE(made.report.expected.empty()) << "step " << n;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <thread>
 #include <tuple>
 
@@ -382,6 +383,31 @@ TEST_F(ComplianceTest, AMalformedFilterIsAFailureThatIsKept) {
   EXPECT_EQ(library_.VLXSREQ_SREQ_COMPLIANCE(0, Db().ConnectionHandle(), selection.info, filter),
             0);
   EXPECT_TRUE(Db().TakeFailure());
+}
+
+// The last of them is the commit that ends the reading.
+TEST_F(ComplianceTest, AFailureAtAnyStepKeepsNothing) {
+  const auto all = Rows().size();
+  const auto handle = Db().ConnectionHandle();
+  for (int n = 1;; ++n) {
+    Opened()->Write([](Connection&) {});  // so that everything is read again
+    auto selection = FourHours();
+    const auto asked = selection.info;
+    auto filter = selection.Filter();
+    FailStep(n);
+    const auto count = library_.VLXSREQ_SREQ_COMPLIANCE(0, handle, selection.info, filter);
+    if (!FailStep(0)) {
+      EXPECT_EQ(static_cast<std::size_t>(count), all);
+      EXPECT_GT(n, 5);
+      break;
+    }
+    EXPECT_EQ(count, 0) << "step " << n;
+    EXPECT_TRUE(Db().TakeFailure()) << "step " << n;
+    EXPECT_EQ(std::memcmp(&selection.info, &asked, sizeof asked), 0) << "step " << n;
+    std::vector<API_SCRow> rows(1);
+    EXPECT_EQ(library_.VLXSREQ_SREQ_COMPLIANCE_GETDATA(rows, 1), 0) << "step " << n;
+    EXPECT_TRUE(ComplianceLibrary::TakeReport(handle).empty()) << "step " << n;
+  }
 }
 
 }  // namespace

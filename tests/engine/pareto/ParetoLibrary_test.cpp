@@ -701,6 +701,37 @@ TEST_F(DefectsTest, AThousandAnalysesPrepareNothingTwice) {
   EXPECT_LE(PreparedCount(), once + 10);
 }
 
+// The last of them is the commit that ends the reading.
+TEST_F(DefectsTest, AFailureAtAnyStepWritesNothing) {
+  auto handle = Db().ConnectionHandle();
+  for (int n = 1;; ++n) {
+    Opened()->Write([](Connection&) {});  // so that everything is read again
+    FlatSelection selection;
+    const auto asked = selection.info;
+    auto filter = selection.Filter();
+    auto options = ParetoOptions({paBinTypeShift}, 10);
+    std::vector<API_PABin> bins(10);
+    const platform::ArrayRef ref{bins.data(), sizeof(API_PABin), bins.size(), {}};
+    platform::Pareto6::Work words{};
+    ParetoLibrary library;
+    FailStep(n);
+    const auto count = library.VLXPAR_PROC(0, handle, selection.info, filter, ref, options, words);
+    if (!FailStep(0)) {
+      EXPECT_GT(count, 0);
+      EXPECT_EQ(options.BinCount, count);
+      EXPECT_NE(NameOf(bins[0]), "");
+      EXPECT_GT(n, 5);
+      break;
+    }
+    EXPECT_EQ(count, 0) << "step " << n;
+    EXPECT_TRUE(Db().TakeFailure()) << "step " << n;
+    EXPECT_EQ(std::memcmp(&selection.info, &asked, sizeof asked), 0) << "step " << n;
+    EXPECT_EQ(options.BinCount, 10) << "step " << n;
+    EXPECT_EQ(bins[0].Value, 0.0) << "step " << n;
+    EXPECT_EQ(bins[0].Name[0], 0) << "step " << n;
+  }
+}
+
 TEST_F(DefectsTest, AFailureAtAnyStepGivesNothingAndAReason) {
   for (const auto resource : {paSubgroups, paProcessEvents, paProcessState}) {
     const auto type = resource == paSubgroups ? paBinTypeShift : paBinTypeProcess;

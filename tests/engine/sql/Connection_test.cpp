@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -67,6 +68,14 @@ TEST_F(ConnectionTest, AParameterThatTheTextDoesNotHaveIsRefused) {
   EXPECT_EQ(KindOf([&] { Query(*connection_, "SELECT ?1", 1, 2); }), SqlError::Kind::Other);
 }
 
+// Else it would depend on the database whether a column keeps it.
+TEST_F(ConnectionTest, AZeroIsBoundWithoutItsSign) {
+  Query query(*connection_, "SELECT CAST(?1 AS DOUBLE PRECISION)", -0.0);
+  ASSERT_TRUE(query.Step());
+  EXPECT_EQ(query.Real(0), 0.0);
+  EXPECT_FALSE(std::signbit(query.Real(0)));
+}
+
 TEST_F(ConnectionTest, ATextThatIsTooLongIsRefusedAndNotCut) {
   // The length of a text of more than 4 GiB, of which the low 32 bits alone would be 1.
   const std::string_view text("a", (std::size_t{1} << 32) + 1);
@@ -84,7 +93,7 @@ TEST_F(ConnectionTest, ErrorsHaveAKindOfTheirOwn) {
   other->WaitForWriters(std::chrono::milliseconds(100), {});
   const Transaction writing(*connection_, TransactionKind::Write);
   EXPECT_EQ(KindOf([&] { const Transaction second(*other, TransactionKind::Write); }),
-            SqlError::Kind::Locked);
+            SqlError::Kind::Busy);
 }
 
 TEST_F(ConnectionTest, RunsTellWhatTheyChangedAndReturned) {

@@ -387,5 +387,63 @@ TEST_F(StreamWalkTest, ADamagedPageIsAFailureThatNamesStreamAndTime) {
   EXPECT_EQ(ReadingFailure(1, INT32_MIN, 9000), "") << "what lies before";
 }
 
+// Whatever page of the values is hit, by whoever reads it: also where nothing was read before it.
+TEST_F(StreamWalkTest, DamageNamesStreamAndTimeWhereverItIs) {
+  Opened()->Write([&](Connection& db) {
+    Write(db, 1, 1, 600, kNone);
+    Write(db, 601, 1, 610, kAll);
+    Write(db, 1, 1, 8, kAll, 4);
+    Query(db,
+          "INSERT INTO subgroup(id, part, process, label, time) VALUES(700, 1, 2, 'a', 80), "
+          "(701, 1, 1, 'b', 80)")
+        .Run();
+  });
+  db_.reset();
+  const auto pages_of = [&](const std::string& table) {
+    std::vector<std::size_t> pages;
+    sqlite3* const db = OpenBare(Path());
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db,
+                       ("SELECT rootpage FROM sqlite_master WHERE name = '" + table + "'").c_str(),
+                       -1, &statement, nullptr);
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+      pages.push_back(static_cast<std::size_t>(sqlite3_column_int(statement, 0)));
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return pages;
+  };
+  std::ifstream file(Path(), std::ios::binary);
+  const std::string whole{std::istreambuf_iterator<char>(file), {}};
+  file.close();
+  constexpr std::size_t kPage = 4096;
+  int failures = 0;
+  for (const char* table : {"measurement", "measurement_chunk"}) {
+    const auto pages = pages_of(table);
+    ASSERT_EQ(pages.size(), 1U) << table;
+    auto damaged = whole;
+    const auto place = (pages.front() - 1) * kPage + kPage / 2;
+    damaged[place] = static_cast<char>(damaged[place] ^ 1);
+    WriteFile(Path(), damaged);
+    for (const std::int64_t stream : {1, 4}) {
+      const std::string process = stream == 1 ? "process1" : "process2";
+      std::vector<std::string> reasons = {ReadingFailure(stream)};
+      reasons.push_back(ImportFailure("part,process,test,subgroup,time,value\npart1," + process +
+                                      ",test1,new,1970-01-01T00:00:07Z,1\n"));
+      for (const auto& reason : reasons) {
+        if (reason.empty()) continue;
+        ++failures;
+        EXPECT_NE(reason.find("The values of part"), std::string::npos) << reason;
+        EXPECT_NE(reason.find(" 1970-01-01T"), std::string::npos) << reason;
+        EXPECT_NE(reason.find(" are damaged: page "), std::string::npos) << reason;
+      }
+    }
+    db_.reset();
+    for (const char* end : {"-wal", "-shm"}) std::filesystem::remove(Path() + end);
+    WriteFile(Path(), whole);
+  }
+  EXPECT_GE(failures, 4);
+}
+
 }  // namespace
 }  // namespace orvspc::engine::store

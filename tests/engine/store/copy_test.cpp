@@ -2,6 +2,7 @@
 #include "engine/store/copy.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <optional>
@@ -241,6 +242,58 @@ TEST_F(CopyTest, ASelectionIsCopiedWithEverythingThatBelongsToNoSubgroup) {
   const auto copy = OpenAnother(path);
   EXPECT_LT(Query(*copy, "SELECT count(*) FROM subgroup").RunForInt(), 256);
   EXPECT_EQ(Query(*copy, "SELECT count(*) FROM subgroup_block").RunForInt(), 2);
+}
+
+// A comment goes with the values of its test, one on the subgroup with any of them.
+TEST_F(CopyTest, ASelectionTakesOnlyItsOwnComments) {
+  Import(
+      "part,process,test,subgroup,time,value,comment\n"
+      "A,P,T,1,2024-01-01,5,of T\nA,P,U,1,2024-01-01,5,of U\nA,P,U,2,2024-01-02,5,of two\n");
+  Opened()->Write([](Connection& db) {
+    Query(db,
+          "INSERT INTO comment(id, subgroup, tsno, time, note) VALUES(99, 1, 0, 5, 'of the whole')")
+        .Run();
+  });
+  FlatSelection flat;
+  flat.List(FlatSelection::kTest, {Id(ItemKind::Test, "T")});
+  const auto path = folder_.File("test.db");
+  Data().CopyTo(path, {.selection = CopySelection{flat.info, flat.Filter()}, .progress = {}});
+  const auto copy = OpenAnother(path);
+  std::vector<std::string> notes;
+  for (Query query(*copy, "SELECT note FROM comment ORDER BY note"); query.Step();) {
+    notes.emplace_back(query.Text(0));
+  }
+  EXPECT_EQ(notes, (std::vector<std::string>{"of T", "of the whole"}));
+}
+
+// Which row a limit was replaced by is an identifier, and those differ between databases.
+TEST_F(CopyTest, TheDigestLeavesOutIdentifiersOfRows) {
+  Import("part,process,test,effective,mean,sp\nA,P,W,2023-01-01,1,1\nA,P,W,2023-02-01,2,1\n",
+         ImportKind::ControlLimits);
+  const auto change = [&](const char* sql) {
+    Opened()->Write([&](Connection& db) { db.Execute(sql); });
+    return Digest().all;
+  };
+  const auto before = change("UPDATE control_limit SET replaced_by = 2 WHERE id = 1");
+  EXPECT_EQ(change("UPDATE control_limit SET id = 7, replaced_by = NULL WHERE id = 2;"
+                   "UPDATE control_limit SET replaced_by = 7 WHERE id = 1"),
+            before);
+  EXPECT_NE(change("UPDATE control_limit SET mean = 3 WHERE id = 7"), before);
+}
+
+// SQLite keeps no sign of a zero in a column.
+TEST_F(CopyTest, AZeroInAColumnHasNoSignOnAnyStore) {
+  ImportSome();
+  Import("part,test,usl,target,lsl,effective\nA,T,1,-0.0,-1,2024-01-01\n", ImportKind::Limits);
+  Opened()->ReadOrThrow([](Connection& db) {
+    Query target(db, "SELECT target FROM spec_limit");
+    ASSERT_TRUE(target.Step());
+    EXPECT_EQ(target.Real(0), 0.0);
+    EXPECT_FALSE(std::signbit(target.Real(0)));
+  });
+  for (const auto& path : {folder_.File("copy.db"), folder_.Store("store.db")}) {
+    EXPECT_EQ(FailureOf([&] { Data().CopyTo(path); }), "");
+  }
 }
 
 TEST_F(CopyTest, TheDigestDoesNotDependOnWhatIsSealed) {

@@ -235,6 +235,34 @@ TEST_F(MigrationTest, ThreeProgramsThatOpenItAtOnceAreAllServed) {
   }
 }
 
+// As a program does that brings it forward and has no memory left for its pages.
+TEST_F(MigrationTest, WhoFindsItLockedByTheOneThatBringsItForwardWaits) {
+  sqlite3* const holder = OpenBare(Path());
+  ASSERT_EQ(
+      sqlite3_exec(holder, "PRAGMA journal_mode=DELETE; BEGIN EXCLUSIVE; CREATE TABLE held(x)",
+                   nullptr, nullptr, nullptr),
+      SQLITE_OK);
+  std::string failure = "still waiting";
+  std::vector<int> told;
+  std::thread opener([&] {
+    WatchMigrations([&](const std::string& path, int percent) {
+      EXPECT_EQ(path, Path());
+      if (told.empty() || told.back() != percent) told.push_back(percent);
+    });
+    failure = FailureOf([&] { OpenDatabase(Path()); });
+    WatchMigrations({});
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  EXPECT_EQ(failure, "still waiting");
+  sqlite3_close(holder);
+  opener.join();
+  EXPECT_EQ(failure, "");
+  ASSERT_FALSE(told.empty());
+  EXPECT_LT(told.front(), 0);
+  EXPECT_EQ(told.back(), 100);
+  ExpectAll();
+}
+
 TEST_F(MigrationTest, TheFormerFileIsKeptAndANoteNamesIt) {
   for (const std::string version : {"1", "2"}) {
     if (version == "2") {
@@ -255,6 +283,88 @@ TEST_F(MigrationTest, TheFormerFileIsKeptAndANoteNamesIt) {
     EXPECT_TRUE(ContentOf(Path() + ".v" + version) == former) << version;
     ExpectAll();
   }
+}
+
+TEST_F(MigrationTest, WhoMayNotReadTheFileMayNotReadItsBackup) {
+  namespace fs = std::filesystem;
+  for (const auto rights :
+       {fs::perms::owner_read | fs::perms::owner_write,
+        fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read,
+        fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read}) {
+    db_.reset();
+    fs::permissions(Path(), rights);
+    fs::copy_file(Path(), folder_.File("old.db"));
+    Db();
+    EXPECT_EQ(fs::status(Path() + ".v1").permissions(), rights);
+    Data().CopyTo(folder_.File("copy.db"));
+    EXPECT_EQ(fs::status(folder_.File("copy.db")).permissions(), rights);
+    db_.reset();
+    for (const auto& made : {Path(), Path() + ".v1", folder_.File("copy.db")}) fs::remove(made);
+    fs::rename(folder_.File("old.db"), Path());
+  }
+}
+
+TEST_F(MigrationTest, TheBackupOfAFileBehindALinkIsBesideTheFile) {
+  namespace fs = std::filesystem;
+  const auto folder = folder_.File("links");
+  fs::create_directory(folder);
+  const auto link = folder + "/link.db";
+  fs::create_symlink(Path(), link);
+  TakeNotes();
+  OpenDatabase(link);
+  const auto notes = TakeNotes();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].text, link + " was brought forward from schema 1 to " +
+                               std::to_string(schema::kSchemaVersion) +
+                               "; the former file is kept as " + Path() + ".v1.");
+  EXPECT_EQ(Backups(), Names{"v1"});
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+  ExpectAll();
+}
+
+TEST_F(MigrationTest, NothingIsLeftOfABackupThatFails) {
+  WriteFile(Path() + ".v1.new-journal", "of a program that was killed");
+  {
+    const LimitedDevice device(static_cast<std::int64_t>(std::filesystem::file_size(Path()) / 2));
+    EXPECT_EQ(FailureOf([&] { OpenDatabase(Path()); }),
+              Path() + ": there is no room left on the device");
+  }
+  EXPECT_EQ(Backups(), Names{});
+  ExpectAll();
+}
+
+// Its flush is the last step but a few: those of the commit.
+TEST_F(MigrationTest, ABackupThatTheDeviceDoesNotKeepIsARefusal) {
+  std::filesystem::remove(Path());
+  RunSql(Path(), kVersion1File);
+  std::filesystem::copy_file(Path(), folder_.File("old.db"));
+  struct Opening {
+    bool failed_step;
+    std::string failure;
+  };
+  const auto open = [&](int step) {
+    std::filesystem::copy_file(folder_.File("old.db"), Path(),
+                               std::filesystem::copy_options::overwrite_existing);
+    FailStep(step);
+    auto failure = FailureOf([&] { OpenDatabase(Path()); });
+    return Opening{FailStep(0), std::move(failure)};
+  };
+  int last = 1;
+  for (int next = 1 << 14; next > 0; next /= 2) {
+    if (open(last + next).failed_step) last += next;
+  }
+  const auto wanted = Path() + ": its backup " + Path() + ".v1 cannot be written: ";
+  int refusals = 0;
+  for (int step = last; step > last - 30; --step) {
+    for (const auto& name : Backups()) std::filesystem::remove(Path() + "." + name);
+    const auto opening = open(step);
+    ASSERT_TRUE(opening.failed_step);
+    if (!opening.failure.starts_with(wanted)) continue;
+    ++refusals;
+    EXPECT_EQ(OpenAnother(Path())->Mark().version, 1);
+    EXPECT_EQ(Backups(), Names{});
+  }
+  EXPECT_EQ(refusals, 1);
 }
 
 TEST_F(MigrationTest, ABackupThatIsTheSameServesAgain) {
@@ -343,6 +453,27 @@ TEST_F(MigrationTest, AFileWithoutRoomForChecksumsIsUsedWithoutThem) {
   EXPECT_EQ(reserved(), 0);
   ExpectAll();
   EXPECT_EQ(Data().Setting("time_zone"), "+02:00");
+  db_.reset();
+  EXPECT_EQ(reserved(), sql::sqlite::kReservedBytes);
+}
+
+// Nobody waits for a writer in order to give the file checksums, and who opens it only to read is
+// not made to.
+TEST_F(MigrationTest, ChecksumsWaitForNobody) {
+  sql::sqlite::OpenFile(Path(), false, [&](Connection& db) { BringFileForward(db, Path()); });
+  const auto reserved = [&] {
+    std::ifstream file(Path(), std::ios::binary);
+    return file.seekg(20).get();
+  };
+  sqlite3* const holder = OpenBare(Path());
+  ASSERT_EQ(sqlite3_exec(holder, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto begin = std::chrono::steady_clock::now();
+  ExpectAll();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  db_.reset();
+  sqlite3_close(holder);
+  EXPECT_EQ(reserved(), 0);
+  ExpectAll();
   db_.reset();
   EXPECT_EQ(reserved(), sql::sqlite::kReservedBytes);
 }

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "engine/log/Log.h"
+#include "engine/store/chunk.h"
+#include "platform/Alarm.h"
+
+// The rows of alarms, with their events, entries of the log and rows of the outbox.
+namespace orvspc::engine::alarms {
+
+// Of a stream, whose first subgroup is of that time or later, or that go on to there; withdrawn
+// ones too.
+std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time);
+
+// Up to where a stream was judged; empty: never.
+std::optional<store::RecordKey> ReadMark(sql::Connection& db, std::int64_t stream);
+
+// Opens one, which gets its event.
+void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm);
+// It goes on, or is found again after it was withdrawn.
+void Extend(log::Writing& writing, const Alarm& known, const Alarm& now);
+// What it was about is no more; the event stays.
+void Withdraw(log::Writing& writing, const Alarm& alarm);
+
+// Tells hooks of the present state of an alarm.
+void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what);
+
+}  // namespace orvspc::engine::alarms

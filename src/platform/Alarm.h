@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace orvspc {
+
+// A signal of a stream, or a value of it beyond a specification limit.
+struct Alarm {
+  std::int32_t event = 0;  // the identifier of its event, and its own
+  std::int32_t part = 0, process = 0, test = 0;
+  std::int32_t graph = 0;  // 1 to 3; 0: a specification limit
+  std::int32_t rule = 0;   // its number; 0: a specification limit
+  std::string text;        // of the rule
+  std::int32_t first_subgroup = 0, last_subgroup = 0, points = 0;
+  std::int32_t time = 0;      // of the first subgroup
+  std::int32_t detected = 0;  // when it was found
+  std::string state;          // "open", "acknowledged", "closed", "withdrawn"
+  bool is_late = false;       // found among points that were judged before
+};
+
+}  // namespace orvspc

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/host/FlippedBytesTest.h"
+
+namespace orvspc::host {
+namespace {
+
+TEST_F(FlippedBytesTest, TheCheckFindsThemOrNothingChanges) { FlipEach(7); }
+
+}  // namespace
+}  // namespace orvspc::host
