@@ -118,6 +118,27 @@ TEST_F(PhasesTest, OverlapsInAStreamAreRefused) {
   EXPECT_EQ(Data().Phases().size(), 4U);
 }
 
+TEST_F(PhasesTest, APhaseThatBeginsEndsTheOneBeforeAndLastsUntilTheNext) {
+  const auto begin = [&](const Phase& phase) {
+    Opened()->Write({"Ann", ""}, "new tool",
+                    [&](log::Writing& writing) { BeginPhase(writing, phase); });
+  };
+  begin(Made("A", 0));
+  begin(Made("C", 20));
+  begin(Made("B", 10));
+  const auto phases = Data().Phases();
+  ASSERT_EQ(phases.size(), 3U);
+  EXPECT_EQ(phases[0].finish, kFirst + 10 * kDay);
+  EXPECT_EQ(phases[1].name, "B");
+  EXPECT_EQ(phases[1].finish, kFirst + 20 * kDay);
+  EXPECT_FALSE(phases[2].finish);
+  EXPECT_EQ(CodeOf([&] { begin(Made("D", 10)); }), "overlap");
+  auto narrow = Made("E", 25);
+  narrow.process = Id(ItemKind::Process, "Press A");
+  EXPECT_EQ(CodeOf([&] { begin(narrow); }), "overlap") << "C goes on for Press B";
+  EXPECT_EQ(Data().Phases().size(), 3U);
+}
+
 TEST_F(PhasesTest, WhatIsNoPhaseIsRefused) {
   EXPECT_EQ(CodeOf([&] { Add(Made(" ", 0)); }), "name");
   EXPECT_EQ(CodeOf([&] { Add(Made("A", 1, 1)); }, "not after its start at 2024-01-02"), "time");
