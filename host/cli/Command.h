@@ -60,6 +60,7 @@ Command EditCommand();
 Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();
+Command RecordCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
