@@ -53,6 +53,7 @@ LAYERS = {
     "engine/record": STORE + ["engine/import"],
     "engine/change": STORE + ["engine/record"],
     "engine/alarms": STORE + ["engine/charts"],
+    "engine/audit": STORE + ["engine/record"],
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,
