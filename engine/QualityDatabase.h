@@ -462,7 +462,9 @@ class QualityDatabase {
   void SetActive(ItemKind kind, std::string_view name, bool is_active,
                  const ChangeOptions& options);
 
-  // The stored value of a setting, else its fallback. Names are those of SettingKinds.
+  // The settings that there are: those of SettingKinds, and those of streams that were stored.
+  std::vector<std::string> SettingNames() const;
+  // The stored value of a setting, else its fallback.
   std::string Setting(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},

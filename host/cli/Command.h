@@ -57,6 +57,7 @@ Command CheckCommand();
 Command SetCommand();
 Command EditCommand();
 Command CommentCommand();
+Command RecordCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

@@ -28,7 +28,7 @@ constexpr Command (*kCommands[])() = {
     ImportCommand,  ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
     DataCommand,    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
     CopyCommand,    BackupCommand, CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, DemoCommand};
+    CommentCommand, RecordCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
