@@ -58,6 +58,7 @@ Command SetCommand();
 Command EditCommand();
 Command CommentCommand();
 Command RecordCommand();
+Command AlarmCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};
