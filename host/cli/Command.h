@@ -61,6 +61,7 @@ Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();
 Command RecordCommand();
+Command AlarmCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

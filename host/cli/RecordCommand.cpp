@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
+#include "host/cli/AlarmOutput.h"
 #include "host/cli/Output.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -23,7 +24,7 @@ namespace {
 constexpr Option kPart{"part", "NAME", "the part"};
 constexpr Option kProcess{"process", "NAME", "the process"};
 constexpr Option kTest{"test", "NAME", "the test"};
-constexpr Option kWhen{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
+constexpr Option kMeasuredAt{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
 constexpr Option kLabel{"label", "TEXT", "what the subgroup is called",
                         "the next number of part and process"};
 constexpr Option kContext[] = {
@@ -72,7 +73,7 @@ NewRecord RecordOf(const Arguments& arguments) {
   record.process = arguments.Required(kProcess);
   record.test = arguments.Required(kTest);
   record.label = arguments.Value(kLabel).value_or("");
-  if (const auto at = arguments.Value(kWhen)) {
+  if (const auto at = arguments.Value(kMeasuredAt)) {
     const auto time = ParseTime(*at);
     if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
     record.time = *time;
@@ -117,14 +118,15 @@ int RecordOne(QualityDatabase& database, const Arguments& arguments, Console& co
     console.err << render::PlainText("note: " + note.Sentence()) << "\n";
   }
   console.out << render::PlainText(AnswerText(record, recorded)) << "\n";
-  return 0;
+  ShowAlarms(database, recorded.alarms, recorded.alarms.size(), console);
+  return StatusOf(arguments, recorded.alarms.size());
 }
 
 // Lines of JSON: one by one, or so many in one transaction. Each has one answer, in its order.
 class Lines {
  public:
   Lines(QualityDatabase& database, const Arguments& arguments, Console& console)
-      : database_(database), console_(console), actor_(ActorOf(arguments)) {
+      : database_(database), console_(console), arguments_(arguments), actor_(ActorOf(arguments)) {
     size_ = static_cast<std::size_t>(*arguments.Get(kBatch));
     names_ = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
     force_ = arguments.Has(kForce);
@@ -137,7 +139,7 @@ class Lines {
       if (waiting_.size() >= size_) Store();
     }
     Store();
-    return any_refused_ ? 1 : 0;
+    return any_refused_ ? 1 : StatusOf(arguments_, alarms_);
   }
 
  private:
@@ -163,6 +165,11 @@ class Lines {
     return JsonOf(key, refused);
   }
 
+  std::string Answer(const std::string& key, const Recorded& recorded) {
+    alarms_ += recorded.alarms.size();
+    return JsonOf(key, recorded);
+  }
+
   void Store() {
     size_ == 1 ? StoreOne() : StoreBatch();
     for (const auto& each : waiting_) console_.out << each.answer << "\n";
@@ -174,7 +181,7 @@ class Lines {
     for (auto& each : waiting_) {
       if (!each.record) continue;
       try {
-        each.answer = JsonOf(each.key, database_.Record(*each.record, actor_, names_));
+        each.answer = Answer(each.key, database_.Record(*each.record, actor_, names_));
       } catch (const Refused& refused) {
         each.answer = Answer(each.key, refused);
       }
@@ -196,15 +203,16 @@ class Lines {
     const auto stored = batch.Commit();
     for (std::size_t i = 0; i < sent.size(); ++i) {
       const auto refused = stored.refused.find(i);
-      sent[i]->answer = refused == stored.refused.end() ? JsonOf(sent[i]->key, stored.records[i])
+      sent[i]->answer = refused == stored.refused.end() ? Answer(sent[i]->key, stored.records[i])
                                                         : Answer(sent[i]->key, refused->second);
     }
   }
 
   QualityDatabase& database_;
   Console& console_;
+  const Arguments& arguments_;
   Actor actor_;
-  std::size_t size_ = 1;
+  std::size_t size_ = 1, alarms_ = 0;
   NewNames names_ = NewNames::Refuse;
   bool force_ = false, any_refused_ = false;
   std::vector<Waiting> waiting_;
@@ -238,9 +246,9 @@ Command RecordCommand() {
           "With --jsonl each line is a record, each gets a line of JSON as its answer, and one "
           "that is refused does not end the stream. See also docs/how-to/record.md.",
           "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
-          Together(std::vector{kDatabase, kPart, kProcess, kTest, kWhen, kLabel}, kContext,
+          Together(std::vector{kDatabase, kPart, kProcess, kTest, kMeasuredAt, kLabel}, kContext,
                    std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
-                                       kCreate, kForce, kJsonl, kBatch, kBy, kStation}),
+                                       kCreate, kForce, kJsonl, kBatch, kExitCode, kBy, kStation}),
           Run,
           1'000'000};
 }
