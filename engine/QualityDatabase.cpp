@@ -155,10 +155,9 @@ const std::vector<SettingKind>& SettingKinds() {
        "one",
        "whether who proposed control limits may approve them, or another must",
        {"one", "two"}},
-      {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
       {"subgroup_size",
        "0",
-       "values that belong to a subgroup when it is recorded, 0 for any number; of one stream: "
+       "values of a subgroup when it is recorded, 0 for any number; of one stream it is "
        "subgroup_size:PART/PROCESS/TEST",
        {},
        true},
@@ -167,6 +166,7 @@ const std::vector<SettingKind>& SettingKinds() {
        "60",
        "for how many seconds who writes waits for other programs that do",
        {}},
+      {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
 }
@@ -598,6 +598,17 @@ void QualityDatabase::UseRuleSet(std::string_view name) {
   if (found == sets.end())
     store::Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
   store->UseRuleNumbers(found->numbers);
+}
+
+std::vector<std::string> QualityDatabase::SettingNames() const {
+  std::vector<std::string> names;
+  for (const auto& kind : SettingKinds()) names.emplace_back(kind.name);
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+    for (const auto& [name, value] : store.Cache().settings) {
+      if (name.find(':') != std::string::npos && FindSettingKind(name)) names.push_back(name);
+    }
+    return names;
+  });
 }
 
 std::string QualityDatabase::Setting(std::string_view name) const {

@@ -15,6 +15,7 @@
 
 #include "engine/Embedded.h"
 #include "platform/Actor.h"
+#include "platform/Alarm.h"
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
@@ -285,9 +286,9 @@ std::vector<Note> TakeNotesLeft();
 // time, pieces, size, flag, context, descriptors, comments) and "key", which `key` is also when the
 // rest cannot be read. Throws Refused.
 NewRecord RecordFromJson(std::string_view line, std::string* key = nullptr);
-// The answers to such a line: {"key","subgroup","version","repeated","notes"}, or
-// {"key","error":{"code","field","text"}}. An empty key is left out, as are notes where there are
-// none.
+// The answers to such a line: {"key","subgroup","version","repeated","notes",
+// "alarms":[{"id","graph","text"}]}, or {"key","error":{"code","field","text"}}. An empty key is
+// left out, as are notes and alarms where there are none.
 std::string JsonOf(const std::string& key, const Recorded& recorded);
 std::string JsonOf(const std::string& key, const Refused& refused);
 
@@ -552,7 +553,22 @@ class QualityDatabase {
   void SetActive(ItemKind kind, std::string_view name, bool is_active,
                  const ChangeOptions& options);
 
-  // The stored value of a setting, else its fallback. Names are those of SettingKinds.
+  // Signals of streams that values raised when they were stored, by identifier.
+  std::vector<Alarm> Alarms(const AlarmFilter& filter = {}) const;
+  // An alarm is open, acknowledged, closed; or withdrawn, when what raised it was corrected. They
+  // return it as it is then.
+  //
+  // Refused  unknown   there is no such alarm, or code
+  //          state     it is in a state that the step does not lead out of
+  //          missing   a code that the setting alarm_needs asks for
+  //          inactive  the code is no longer in use
+  Alarm AcknowledgeAlarm(std::int32_t event, const ChangeOptions& options);
+  Alarm CloseAlarm(std::int32_t event, const AlarmClosing& closing, const ChangeOptions& options);
+  Alarm ReopenAlarm(std::int32_t event, const ChangeOptions& options);
+
+  // The settings that there are: those of SettingKinds, and those of streams that were stored.
+  std::vector<std::string> SettingNames() const;
+  // The stored value of a setting, else its fallback.
   std::string Setting(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},

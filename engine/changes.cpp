@@ -23,29 +23,13 @@ namespace {
 
 using Records = std::vector<change::StoredRecord>;
 
-// The streams of changed records, with the ends of what was changed.
-class TouchedStreams {
- public:
-  // A record as it was; where it is now counts, too.
-  void Add(sql::Connection& db, const change::StoredRecord& record) {
-    const auto id = record.subgroup.id;
-    Add(record.stream, {record.subgroup.time, id});
-    Add(record.stream, {change::NeededSubgroup(db, id).time, id});
-  }
-  std::vector<alarms::Touched> All() const {
-    std::vector<alarms::Touched> all;
-    for (const auto& [stream, ends] : ends_) all.push_back({stream, ends.first, ends.second});
-    return all;
-  }
-
- private:
-  void Add(std::int64_t stream, store::RecordKey key) {
-    auto& [first, last] = ends_.try_emplace(stream, key, key).first->second;
-    first = std::min(first, key);
-    last = std::max(last, key);
-  }
-  std::map<std::int64_t, std::pair<store::RecordKey, store::RecordKey>> ends_;
-};
+// A record as it was; where it is now counts, too.
+void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
+           const change::StoredRecord& record) {
+  const auto id = record.subgroup.id;
+  touched.Add(record.stream, {record.subgroup.time, id});
+  touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+}
 
 // Changes the records of subgroups, each by change(writing, which).
 std::vector<ChangedRecord> ChangeRecords(
@@ -55,12 +39,12 @@ std::vector<ChangedRecord> ChangeRecords(
   std::vector<ChangedRecord> changed;
   Change(database, options, [&](log::Writing& writing) {
     changed.clear();
-    TouchedStreams touched;
+    alarms::TouchedStreams touched;
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
         changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
                            record.subgroup.time, change::VersionOf(writing.Db(), record.Object())});
-        touched.Add(writing.Db(), record);
+        Touch(touched, writing.Db(), record);
       }
     }
     alarms::Judge(writing, touched.All());
@@ -142,8 +126,8 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
     const auto record = change::Restore(writing, entry);
-    TouchedStreams touched;
-    touched.Add(writing.Db(), record);
+    alarms::TouchedStreams touched;
+    Touch(touched, writing.Db(), record);
     alarms::Judge(writing, touched.All());
     changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
                 change::VersionOf(writing.Db(), record.Object())}};

@@ -68,17 +68,31 @@ class StreamJudge {
   void Run(std::vector<Alarm>& opened) {
     limits_ = store_.ControlLimits(Of().part, Of().process, Of().test);
     specs_ = store_.SpecLimits(Of().part, Of().test);
-    const auto known = ReadAlarms(db_, Of().id, touched_.first.time);
+    auto known = ReadAlarms(db_, Of().id, touched_.first.time);
     if (limits_.empty() && specs_.empty() && known.empty()) return;
     charts::SortForProcess(limits_);
     mark_ = ReadMark(db_, Of().id);
     ReadRules();
+    LeaveOutOld(known);
     store_.Read(db_, touched_.first, touched_.last, 2 * look_back_);
+    if (!Points().empty()) {
+      // Those that go on into what was read, too.
+      const auto first = std::min(touched_.first.time, Points().front().Sgtm);
+      const auto lowest = std::ranges::min_element(Points(), {}, &API_SubgroupData::Sgrp)->Sgrp;
+      known = ReadAlarms(db_, Of().id, first, lowest);
+    }
     FindEligible();
-    std::vector<Signal> signals;
-    FindSignals(signals);
-    FindBeyondSpecification(signals);
-    Settle(signals, known, opened);
+    if (std::ranges::count(eligible_, 1) != 0) Judge();
+    const auto is_old = [&](const Alarm& each) { return each.time < oldest_; };
+    std::set<std::int32_t> confirmed;
+    if (std::ranges::any_of(known, is_old)) {
+      // What is too old to raise an alarm still holds the one that it raised.
+      for (const auto& signal : SignalsSince(INT64_MIN, known)) {
+        const auto* const same = Find(signal, AlarmOf(signal), known);
+        if (same != nullptr && is_old(*same)) confirmed.insert(same->event);
+      }
+    }
+    Settle(SignalsSince(oldest_, known), known, confirmed, opened);
     StoreMark();
   }
 
@@ -99,14 +113,27 @@ class StreamJudge {
     }
   }
 
+  // What is older raises no alarm.
+  std::int64_t OldestBehind(std::int32_t newest) {
+    const auto text = store_.Setting("alarm_horizon", "");
+    const auto horizon = text.empty() ? kUsualHorizon : std::stoll(text) * 24 * 60 * 60;
+    return std::max(newest, mark_ ? mark_->time : INT32_MIN) - horizon;
+  }
+
+  // Of years that are imported only the newest days are read, unless there are older alarms.
+  void LeaveOutOld(const std::vector<Alarm>& known) {
+    auto first = OldestBehind(touched_.last.time);
+    for (const auto& each : known) first = std::min<std::int64_t>(first, each.time);
+    if (first <= touched_.first.time) return;
+    touched_.first = {static_cast<std::int32_t>(first), INT32_MIN};
+  }
+
   // Points that may raise an alarm of limits: such as came after their row was in use.
   void FindEligible() {
     const auto& points = Points();
     eligible_.assign(points.size(), 0);
     if (points.empty()) return;
-    const auto text = store_.Setting("alarm_horizon", "");
-    const auto horizon = text.empty() ? kUsualHorizon : std::stoll(text) * 24 * 60 * 60;
-    oldest_ = std::max(points.back().Sgtm, mark_ ? mark_->time : INT32_MIN) - horizon;
+    oldest_ = OldestBehind(points.back().Sgtm);
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(limits_);
     std::map<std::int32_t, std::int64_t> since;
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -115,7 +142,7 @@ class StreamJudge {
       const auto id = limits_[static_cast<std::size_t>(place)].row.Word0;
       const auto [found, is_new] = since.try_emplace(id, 0);
       if (is_new) found->second = InUseSince(db_, id);
-      eligible_[i] = points[i].Sgtm >= found->second && points[i].Sgtm >= oldest_;
+      eligible_[i] = points[i].Sgtm >= found->second;
       if (i + 1 == points.size()) limit_row_ = id;
       word_ = limits_[static_cast<std::size_t>(place)].chart_word;
     }
@@ -166,11 +193,17 @@ class StreamJudge {
     store::KeepNotes(notes);
   }
 
-  // Each stretch of marks that reaches what was touched.
-  void FindSignals(std::vector<Signal>& signals) {
-    if (std::ranges::count(eligible_, 1) == 0) return;
-    Judge();
-    for (const auto& rule : store_.Rules()) {
+  // Each stretch of marks, of points of that time or later.
+  std::vector<Signal> SignalsSince(std::int64_t oldest, const std::vector<Alarm>& known) const {
+    std::vector<Signal> signals;
+    FindSignals(oldest, signals);
+    FindBeyondSpecification(oldest, signals);
+    EndWhereClosed(signals, known);
+    return signals;
+  }
+
+  void FindSignals(std::int64_t oldest, std::vector<Signal>& signals) const {
+    for (const auto& rule : *store_.Rows().rules) {
       const bool is_single = rule.m <= 1;
       for (std::size_t g = 0; g < kGraphs; ++g) {
         if (marks_[g].empty()) continue;
@@ -178,7 +211,7 @@ class StreamJudge {
         Collect(
             cause, is_single,
             [&](std::size_t i) {
-              return eligible_[i] != 0 &&
+              return eligible_[i] != 0 && Points()[i].Sgtm >= oldest &&
                      (marks_[g][i] >> (rule.number == 31 ? 15 : rule.number) & 1);
             },
             signals);
@@ -207,7 +240,7 @@ class StreamJudge {
     }
   }
 
-  void FindBeyondSpecification(std::vector<Signal>& signals) const {
+  void FindBeyondSpecification(std::int64_t oldest, std::vector<Signal>& signals) const {
     if (specs_.empty() || Of().test_type != ttVariable) return;
     catalogue::EffectiveRows<API_CCSpecLim> effective(specs_);
     const auto& data = store_.Data();
@@ -215,7 +248,7 @@ class StreamJudge {
     for (std::size_t i = 0; i < Points().size(); ++i) {
       const auto& point = Points()[i];
       const auto* const row = effective.At(point.Sgtm);
-      if (row == nullptr || point.Sgtm < row->Stamp4 || point.Sgtm < oldest_) continue;
+      if (row == nullptr || point.Sgtm < row->Stamp4 || point.Sgtm < oldest) continue;
       for (auto at = point.Test_Start; at <= point.Test_End; ++at) {
         if (IsBeyond(*row, data.values[static_cast<std::size_t>(at)])) beyond[i] = 1;
       }
@@ -250,10 +283,35 @@ class StreamJudge {
     return alarm;
   }
 
+  // What is marked after an alarm was closed is another one.
+  void EndWhereClosed(std::vector<Signal>& signals, const std::vector<Alarm>& known) const {
+    const auto& points = Points();
+    for (std::size_t s = 0; s < signals.size(); ++s) {
+      for (const auto& each : known) {
+        const auto signal = signals[s];
+        if (each.state != "closed" || each.graph != signal.cause.graph ||
+            each.rule != signal.cause.rule) {
+          continue;
+        }
+        auto end = signal.first;
+        while (end < signal.last && points[end].Sgrp != each.last_subgroup) ++end;
+        if (end == signal.last) continue;
+        const auto count = [&](std::size_t from, std::size_t to) {
+          std::size_t enabled = 0;
+          for (auto i = from; i <= to; ++i) enabled += points[i].Flag == sfEnabled ? 1 : 0;
+          return enabled;
+        };
+        auto next = end + 1;
+        while (points[next].Flag != sfEnabled) ++next;  // the last one is
+        signals[s] = {signal.cause, signal.first, end, count(signal.first, end)};
+        signals.push_back({signal.cause, next, signal.last, count(next, signal.last)});
+      }
+    }
+  }
+
   // Opens what is new, extends what goes on, withdraws what is no more.
   void Settle(const std::vector<Signal>& signals, const std::vector<Alarm>& known,
-              std::vector<Alarm>& opened) {
-    std::set<std::int32_t> confirmed;
+              std::set<std::int32_t> confirmed, std::vector<Alarm>& opened) {
     for (const auto& signal : signals) {
       auto alarm = AlarmOf(signal);
       const auto* const same = Find(signal, alarm, known);
@@ -285,9 +343,9 @@ class StreamJudge {
     for (const auto& each : known) {
       if (each.graph != alarm.graph || each.rule != alarm.rule) continue;
       if (each.first_subgroup == alarm.first_subgroup) return &each;
-      // It began before what was read.
+      // It may have begun where the rules do not see enough of what came before.
       const store::RecordKey begin{each.time, each.first_subgroup};
-      if (!(begin < KeyOf(Points().front()))) continue;
+      if (signal.first > look_back_ || !(begin < KeyOf(Points()[signal.first]))) continue;
       for (auto i = signal.first; i <= signal.last; ++i) {
         if (Points()[i].Sgrp == each.last_subgroup) return &each;
       }
@@ -326,6 +384,18 @@ class StreamJudge {
 };
 
 }  // namespace
+
+void TouchedStreams::Add(std::int64_t stream, store::RecordKey key) {
+  auto& ends = ends_.try_emplace(stream, Touched{stream, key, key}).first->second;
+  ends.first = std::min(ends.first, key);
+  ends.last = std::max(ends.last, key);
+}
+
+std::vector<Touched> TouchedStreams::All() const {
+  std::vector<Touched> all;
+  for (const auto& [stream, ends] : ends_) all.push_back(ends);
+  return all;
+}
 
 std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched) {
   std::vector<Alarm> opened;

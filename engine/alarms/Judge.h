@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +20,17 @@ namespace orvspc::engine::alarms {
 struct Touched {
   std::int64_t stream = 0;
   store::RecordKey first, last;
+};
+
+// The streams that one transaction touches.
+class TouchedStreams {
+ public:
+  void Add(std::int64_t stream, store::RecordKey key);
+  // By stream.
+  std::vector<Touched> All() const;
+
+ private:
+  std::map<std::int64_t, Touched> ends_;
 };
 
 // Judges the streams by the limits in force and the rules that are on, as their charts do, opens

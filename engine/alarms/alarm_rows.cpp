@@ -11,8 +11,6 @@
 namespace orvspc::engine::alarms {
 namespace {
 
-std::string ObjectOf(const Alarm& alarm) { return "alarm " + std::to_string(alarm.event); }
-
 std::string NameOf(sql::Connection& db, std::string_view text, std::int32_t id) {
   sql::Query query(db, text, id);
   return query.Step() ? std::string(query.Text(0)) : std::string();
@@ -32,16 +30,6 @@ log::Json JsonOf(sql::Connection& db, const Alarm& alarm) {
           {"points", alarm.points}};
 }
 
-// Which codes have to be given before it is closed, by the setting alarm_needs.
-std::int32_t NeededCodes(sql::Connection& db) {
-  sql::Query query(db, "SELECT value FROM setting WHERE key = 'alarm_needs' ORDER BY id DESC");
-  const std::string words = query.Step() ? std::string(query.Text(0)) : "acc cac";
-  std::int32_t flag = 0;
-  if (words.find("acc") != std::string::npos) flag |= efOpenACC;
-  if (words.find("cac") != std::string::npos) flag |= efOpenCAC;
-  return flag;
-}
-
 std::int64_t EventName(sql::Connection& db, const std::string& text) {
   sql::Query known(db, "SELECT id FROM event_name WHERE name = ?1", text);
   if (known.Step()) return known.Int64(0);
@@ -52,16 +40,29 @@ std::int64_t EventName(sql::Connection& db, const std::string& text) {
 
 }  // namespace
 
-std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time) {
+std::string ObjectOf(const Alarm& alarm) { return "alarm " + std::to_string(alarm.event); }
+
+std::int32_t NeededCodes(sql::Connection& db) {
+  sql::Query query(db, "SELECT value FROM setting WHERE key = 'alarm_needs' ORDER BY id DESC");
+  const std::string words = query.Step() ? std::string(query.Text(0)) : "acc cac";
+  std::int32_t flag = 0;
+  if (words.find("acc") != std::string::npos) flag |= efOpenACC;
+  if (words.find("cac") != std::string::npos) flag |= efOpenCAC;
+  return flag;
+}
+
+std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time,
+                              std::int32_t subgroup) {
   sql::Query query(db,
                    "SELECT a.event, a.graph, a.rule, a.first_subgroup, a.last_subgroup, a.points, "
                    "a.state, a.is_late, a.detected, coalesce(e.subgroup_time, 0), "
                    "coalesce(n.name, ''), s.part, s.process, s.test FROM alarm a "
                    "JOIN event e ON e.id = a.event LEFT JOIN event_name n ON n.id = e.name "
                    "JOIN stream s ON s.id = a.stream "
-                   "WHERE a.stream = ?1 AND (e.subgroup_time >= ?2 OR a.state = 'open') "
-                   "ORDER BY a.event",
-                   stream, time);
+                   "WHERE a.stream = ?1 AND (e.subgroup_time >= ?2 "
+                   "OR a.state IN ('open', 'acknowledged') "
+                   "OR (a.state = 'closed' AND a.last_subgroup >= ?3)) ORDER BY a.event",
+                   stream, time, subgroup);
   std::vector<Alarm> alarms;
   while (query.Step()) {
     auto& alarm = alarms.emplace_back();
@@ -108,6 +109,7 @@ void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
              now.last_subgroup, points)
       .Run();
   if (!comes_back) return;
+  sql::Query(db, "UPDATE event SET flag = ?2 WHERE id = ?1", known.event, NeededCodes(db)).Run();
   sql::Query(db, "UPDATE alarm SET state = 'open', revision = revision + 1 WHERE event = ?1",
              known.event)
       .Run();

@@ -12,9 +12,16 @@
 // The rows of alarms, with their events, entries of the log and rows of the outbox.
 namespace orvspc::engine::alarms {
 
-// Of a stream, whose first subgroup is of that time or later, or that go on to there; withdrawn
-// ones too.
-std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time);
+// Of a stream, whose first subgroup is of that time or later, or that may go on to there: those not
+// closed, and those closed at that subgroup or a later one. Withdrawn ones too.
+std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time,
+                              std::int32_t subgroup = INT32_MAX);
+
+// "alarm 12", as the log names it.
+std::string ObjectOf(const Alarm& alarm);
+
+// Which codes have to be given before an alarm is closed, by the setting alarm_needs: EventFlags.
+std::int32_t NeededCodes(sql::Connection& db);
 
 // Up to where a stream was judged; empty: never.
 std::optional<store::RecordKey> ReadMark(sql::Connection& db, std::int64_t stream);

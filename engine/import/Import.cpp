@@ -69,6 +69,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   file.report.new_names += file.names.Added();
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options);
+  file.report.alarms = alarms::Judge(writing, file.touched.All());
   return file.report;
 }
 

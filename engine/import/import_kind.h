@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/alarms/Judge.h"
 #include "engine/catalogue/References.h"
 #include "engine/import/import_table.h"
 #include "engine/sql/counter.h"
@@ -104,6 +105,7 @@ struct ImportFile {
   // Of values, once they are finished: how many (subgroup, test), and their digest.
   std::int64_t records = 0;
   std::string digest{};
+  alarms::TouchedStreams touched{};  // by values
   std::set<std::array<std::int32_t, 4>> versions{};
 
   // Identifier of the name in a column; a new name is added. Refused when empty.

@@ -289,6 +289,9 @@ void ValuesWriter::Store() {
     const auto of_stream = std::span(measurements).subspan(begin, end - begin);
     digest_.Add(streams[begin], of_stream, std::span(labels).subspan(begin, end - begin));
     writer.Write(streams[begin], of_stream);
+    for (const auto& each : {of_stream.front(), of_stream.back()}) {
+      file_.touched.Add(streams[begin], {each.time, each.subgroup});
+    }
     begin = end;
   }
   writer.Finish();

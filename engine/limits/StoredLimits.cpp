@@ -8,10 +8,10 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/change/version.h"
-#include "engine/limits/Phases.h"
 #include "engine/log/Json.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/phases.h"
 #include "engine/time/calendar.h"
 #include "platform/Actor.h"
 #include "platform/ChartWord.h"
@@ -313,8 +313,13 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
   EndAt(writing, after, after.effective);
   StoreState(writing, before, after);
   if (!approval.new_phase.empty()) {
-    BeginPhase(writing, {before.part, before.process, before.test}, after.effective,
-               approval.new_phase);
+    Phase phase;
+    phase.part = before.part;
+    phase.process = before.process;
+    phase.test = before.test;
+    phase.start = after.effective;
+    phase.name = approval.new_phase;
+    store::BeginPhase(writing, std::move(phase));
   }
 }
 
@@ -370,8 +375,9 @@ LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t i
   details.exclusions = ExclusionsOf(db, id);
   std::int64_t first = 0;
   {
+    const auto object = ObjectOf(id);  // a query reads its texts at each step
     sql::Query log(db, "SELECT seq, at, who, after, reason FROM log WHERE object = ?1 ORDER BY seq",
-                   ObjectOf(id));
+                   object);
     while (log.Step()) {
       auto& step = details.steps.emplace_back();
       std::string after;

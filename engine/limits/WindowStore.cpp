@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/limits/WindowStore.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "engine/store/phases.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::limits {
@@ -10,8 +12,14 @@ namespace orvspc::engine::limits {
 bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const store::SelectOptions& options, store::DataSet& out) {
   if (!behind_.Select(info, filter, options, out)) return false;
+  auto excluded = behind_.Phases(0, 0, 0);
+  std::erase_if(excluded, [](const Phase& phase) { return phase.Counts(); });
   for (auto& subgroup : out.subgroups) {
-    if (left_out_.contains(subgroup.Sgrp)) subgroup.Flag = sfDisabled;
+    const bool is_excluded = std::ranges::any_of(excluded, [&](const Phase& phase) {
+      return phase.Holds(subgroup.Sgtm) &&
+             store::HoldsFor(phase, subgroup.Part, subgroup.Prcs, subgroup.Test);
+    });
+    if (is_excluded || left_out_.contains(subgroup.Sgrp)) subgroup.Flag = sfDisabled;
   }
   if (first_ == 0) return true;
   std::int32_t counted = 0;

@@ -13,8 +13,9 @@
 namespace orvspc::engine::limits {
 
 // A store as a chart sees it that is to give nothing but calculated limits of a window: some
-// subgroups do not count, those behind the first so many that do are not there, and there are no
-// stored control limits. Everything else is that of the store behind it.
+// subgroups and those of excluded phases do not count, those behind the first so many that do are
+// not there, and there are neither stored control limits nor other phases. Everything else is that
+// of the store behind it.
 class WindowStore final : public store::Store {
  public:
   // left_out: subgroups. first: 0 for all.

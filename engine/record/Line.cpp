@@ -43,6 +43,9 @@ std::string AnswerOf(const std::string& key, const Recorded& recorded) {
   json["version"] = recorded.version;
   json["repeated"] = recorded.repeated;
   for (const auto& note : recorded.notes) json["notes"].push_back(note.Sentence());
+  for (const auto& alarm : recorded.alarms) {
+    json["alarms"].push_back({{"id", alarm.event}, {"graph", alarm.graph}, {"text", alarm.text}});
+  }
   return log::CanonicalText(json);
 }
 

@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "engine/alarms/Judge.h"
 #include "engine/log/Json.h"
 #include "engine/log/Log.h"
 #include "engine/record/Canonical.h"
@@ -53,6 +54,30 @@ void CheckAgreement(std::span<const NewRecord> records) {
       if (record.*member != first.*member) refuse(field);
     }
     if (record.time != first.time) refuse("time");
+  }
+}
+
+// Judges what was written. An alarm is given to the answer, one for each record, of its last
+// subgroup, else to the last one of its stream.
+void Judge(log::Writing& writing, const RecordWriter& writer,
+           const std::vector<Recorded*>& answers) {
+  alarms::TouchedStreams touched;
+  for (const auto& placed : writer.Records()) {
+    const auto& subgroup = writer.SubgroupOf(placed);
+    touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
+  }
+  for (auto& alarm : alarms::Judge(writing, touched.All())) {
+    Recorded* taker = nullptr;
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+      const auto& stream = *writer.Records()[i].record->stream;
+      if (stream.part != alarm.part || stream.process != alarm.process ||
+          stream.test != alarm.test) {
+        continue;
+      }
+      taker = answers[i];
+      if (taker->subgroup == alarm.last_subgroup) break;
+    }
+    if (taker != nullptr) taker->alarms.push_back(std::move(alarm));
   }
 }
 
@@ -207,14 +232,15 @@ void Recorder::PerformRecord(Call& call) {
   for (const auto& placed : writer.Records()) {
     const auto described = writer.Described(placed);
     digests.push_back({{"test", placed.record->stream->test}, {"digest", DigestOf(described)}});
+    recorded.push_back(
+        {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
+    if (described.comments.empty() && described.descriptors.empty()) continue;
     const auto all = JsonOf(described);
     for (const auto* const name : {"descriptors", "comments"}) {
       if (!all.contains(name)) continue;
       if (beside[name].is_null()) beside[name] = log::Json::array();
       beside[name].push_back(all[name]);
     }
-    recorded.push_back(
-        {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
   }
   log::Json after = {{"records", std::move(digests)}};
   after.update(beside);
@@ -224,6 +250,9 @@ void Recorder::PerformRecord(Call& call) {
     StoreKey(key, fingerprint, subgroup.id, 0, entry, call.now);
   }
   writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, log::CanonicalText(after));
+  std::vector<Recorded*> answers;
+  for (auto& each : recorded) answers.push_back(&each);
+  Judge(writing, writer, answers);
 }
 
 void Recorder::PerformBatch(Call& call) {
@@ -304,10 +333,16 @@ void Recorder::PerformBatch(Call& call) {
                entry, call.now);
     }
     AddBatch(writing, writer, answer.batch, records.size(), key);
+    std::vector<Recorded*> answers;
+    for (const auto& placed : writer.Records()) {
+      answers.push_back(&answer.records[place_of(placed.record->sent)]);
+    }
+    Judge(writing, writer, answers);
   }
   for (const auto& [place, first] : repeated) {
     answer.records[place] = answer.records[first];
     answer.records[place].repeated = true;
+    answer.records[place].alarms.clear();
     const auto found = answer.refused.find(first);
     if (found != answer.refused.end()) answer.refused.emplace(place, found->second);
   }

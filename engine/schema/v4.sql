@@ -24,9 +24,9 @@ CREATE TABLE batch(
 -- Keys that callers gave their records, so that one that is sent again is stored once.
 CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
-  entry INTEGER NOT NULL, made INTEGER NOT NULL);
+  entry INTEGER NOT NULL, made INTEGER NOT NULL) WITHOUT ROWID;
 CREATE INDEX client_key_by_time ON client_key(made);
--- By which a context is found; before, it spoke one database's dialect.
+-- By which a context is found, in words that every database knows.
 DROP INDEX context_once;
 CREATE UNIQUE INDEX context_once ON context(
   coalesce(workstation, 0), coalesce(job, 0), coalesce(lot, 0), coalesce(shift, 0),

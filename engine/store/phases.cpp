@@ -159,6 +159,23 @@ Phase AddPhase(log::Writing& writing, Phase phase) {
   return phase;
 }
 
+Phase BeginPhase(log::Writing& writing, Phase phase) {
+  phase.finish.reset();
+  for (const auto& other : ReadPhases(writing.Db())) {
+    if (!HoldsFor(other, phase.part, phase.process, phase.test)) continue;
+    if (other.start > phase.start) {
+      if (!phase.finish) phase.finish = other.start;
+      continue;
+    }
+    const bool of_same =
+        other.part == phase.part && other.process == phase.process && other.test == phase.test;
+    if (of_same && other.start < phase.start && other.Holds(phase.start)) {
+      EndPhase(writing, other.id, phase.start);
+    }
+  }
+  return AddPhase(writing, std::move(phase));
+}
+
 void EndPhase(log::Writing& writing, std::int32_t id, std::int32_t finish) {
   writing.NeedReason();
   auto& db = writing.Db();

@@ -29,6 +29,9 @@ std::vector<Phase> PhasesOf(const std::vector<Phase>& phases, std::int32_t part,
 //
 // Adds one, and returns it with identifier, reason, who and when of the writing.
 Phase AddPhase(log::Writing& writing, Phase phase);
+// Begins one that lasts until the next phase of its streams; the one of the same part, process and
+// test that holds at its start ends there. Another one that does is an overlap.
+Phase BeginPhase(log::Writing& writing, Phase phase);
 // Gives a phase another end.
 void EndPhase(log::Writing& writing, std::int32_t id, std::int32_t finish);
 void RemovePhase(log::Writing& writing, std::int32_t id);

@@ -60,6 +60,8 @@ Command EditCommand();
 Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();
+Command RecordCommand();
+Command AlarmCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

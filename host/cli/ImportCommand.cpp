@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/QualityDatabase.h"
+#include "host/cli/AlarmOutput.h"
 #include "host/cli/Output.h"
 #include "host/render/core/PlainText.h"
 
@@ -119,7 +120,11 @@ int Run(const Arguments& arguments, Console& console) {
     console.err << render::PlainText("note: " + note.Sentence()) << "\n";
   }
   console.out << ReportText(kind, report, TextOptionsOf(arguments, console));
-  return 0;
+  constexpr std::size_t kMaxShown = 10;
+  if (!report.alarms.empty()) {
+    ShowAlarms(QualityDatabase::Open(path), report.alarms, kMaxShown, console);
+  }
+  return StatusOf(arguments, report.alarms.size());
 }
 
 }  // namespace
@@ -131,7 +136,7 @@ Command ImportCommand() {
           "A file is stored whole or not at all. Values need the columns part, process, test, "
           "subgroup, time and value (or count). See also docs/how-to/import.md.",
           "orvspc import values.csv --db q.db",
-          {kDatabase, kListedKind, kIgnoreUnknown, kBy, kStation, kReason, kHashSource},
+          {kDatabase, kListedKind, kIgnoreUnknown, kBy, kStation, kReason, kHashSource, kExitCode},
           Run,
           1,
           Help};

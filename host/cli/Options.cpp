@@ -152,6 +152,7 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
       if (equals != std::string::npos) throw Misuse("--" + name + " takes no value");
       continue;
     }
+    if (option->may_lack_value && equals == std::string::npos) continue;
     if (!values.empty() && !option->repeats) throw Misuse("--" + name + " is given twice");
     std::string value;
     if (equals != std::string::npos) {
@@ -170,7 +171,7 @@ std::string DescribeOptions(std::span<const Option> options, std::size_t columns
   render::TextWriter text({columns});
   for (const auto& option : options) {
     std::string left = std::string("  --") + option.name;
-    if (option.value) left += std::string(" ") + option.value;
+    if (option.value) left += (option.may_lack_value ? "=" : " ") + std::string(option.value);
     if (left.size() + 2 > kColumn) {
       text.Line(left);
       left.clear();

@@ -33,6 +33,7 @@ struct Option {
   const char* fallback = "";  // for --help; of a Choice or a Number also what holds without it
   bool repeats = false;
   render::WordTable words = {};  // that it takes; empty: any text
+  bool may_lack_value = false;   // "--name" or "--name=value"
 };
 
 // An option whose words are values of an enumeration. Without a fallback the first one is it.

@@ -28,7 +28,8 @@ constexpr Command (*kCommands[])() = {
     ImportCommand,  ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
     DataCommand,    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
     CopyCommand,    BackupCommand, CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, LogCommand,    PhaseCommand,  LimitsCommand,     DemoCommand};
+    CommentCommand, LogCommand,    PhaseCommand,  LimitsCommand,     RecordCommand,
+    AlarmCommand,   DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
@@ -44,7 +45,8 @@ std::string Overview(const Console& console) {
   }
   text.Blank();
   text.Line("\"orvspc COMMAND --help\" shows more, \"orvspc --version\" what this build is.", 0);
-  text.Line("Exit status: 0 done, 1 failed, 2 misused.");
+  text.Line(
+      "Exit status: 0 done, 1 failed, 2 misused; with --exit-code 3 an alarm, 4 nothing selected.");
   text.Line("For a first look: orvspc demo");
   return text.Take();
 }

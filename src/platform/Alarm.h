@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace orvspc {
@@ -18,6 +19,24 @@ struct Alarm {
   std::int32_t detected = 0;  // when it was found
   std::string state;          // "open", "acknowledged", "closed", "withdrawn"
   bool is_late = false;       // found among points that were judged before
+  // Where alarms are listed:
+  std::string acc = {}, cac = {};  // codes of cause and action; empty: none was given
+  std::int64_t version = 0;        // the latest entry of the log about it
+  std::int32_t dead = 0;           // deliveries of it that were given up
+};
+
+// Which alarms; all of these hold.
+struct AlarmFilter {
+  bool is_open = false;                          // neither closed nor withdrawn
+  std::int32_t part = 0, process = 0, test = 0;  // 0: any
+  std::optional<std::int32_t> since = {};        // found then or later
+  std::int32_t event = 0;                        // 0: any
+};
+
+// How an alarm is closed.
+struct AlarmClosing {
+  std::string acc, cac;  // codes of cause and action; the setting alarm_needs says which are needed
+  std::string comment;   // of the alarm's first subgroup and its test; may be empty
 };
 
 }  // namespace orvspc

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/Actor.h"
+#include "platform/Alarm.h"
 #include "platform/Reports.h"
 
 namespace orvspc {
@@ -77,6 +78,7 @@ struct ImportReport {
   std::int64_t batch = 0;  // the number of this import
   // Lines that were stored and are worth a second look, the first twenty of them.
   std::vector<Note> notes;
+  std::vector<Alarm> alarms;  // that values raised
 };
 
 }  // namespace orvspc

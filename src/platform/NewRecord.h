@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/Actor.h"
+#include "platform/Alarm.h"
 #include "platform/Reports.h"
 
 namespace orvspc {
@@ -47,6 +48,8 @@ struct Recorded {
   std::int64_t version = 0;  // number of the log's entry about it
   bool repeated = false;     // it was stored under its key before
   std::vector<Note> notes;
+  // That it raised; of a batch each is with the record of its last subgroup.
+  std::vector<Alarm> alarms = {};
 };
 
 struct BatchOptions {

@@ -338,11 +338,12 @@ TEST_F(QualityDatabaseTest, OpportunitiesHoldFromTheirTimeOn) {
 // --- Settings, words, times ----------------------------------------------------------------------
 
 TEST_F(QualityDatabaseTest, SettingsFallBackAndRefuseWhatTheirReaderCannotUse) {
+  const Actor by{"Ann", ""};  // one of them asks for it
   for (const auto& kind : SettingKinds()) {
     EXPECT_EQ(Data().Setting(kind.name), kind.fallback) << kind.name;
-    Data().Set(kind.name, kind.fallback);  // every fallback is a value that is taken
-    EXPECT_NE(FailureOf([&] { Data().Set(kind.name, "no such thing"); }), "") << kind.name;
-    for (const auto word : kind.words) Data().Set(kind.name, word);
+    Data().Set(kind.name, kind.fallback, by);  // every fallback is a value that is taken
+    EXPECT_NE(FailureOf([&] { Data().Set(kind.name, "no such thing", by); }), "") << kind.name;
+    for (const auto word : kind.words) Data().Set(kind.name, word, by);
   }
   EXPECT_EQ(Data().Setting("sigma_estimator"), "pooled-as-sbar");
   const auto refused = FailureOf([&] { Data().Set("colour", "red"); });

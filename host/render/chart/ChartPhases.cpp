@@ -264,12 +264,14 @@ void WritePhases(JsonWriter& json, const ChartDocument& document, const StreamRe
     // At the newest point of the phase.
     json.Objects("Limits", document.chart.graphs, [&](const GraphRead& graph) {
       json.Member("Graph", graph.index);
-      ForEachArray([&](const char* key, auto array, auto) {
+      ForEachArray([&](const char* all, auto array, auto) {
         if constexpr (std::is_same_v<decltype(array), std::vector<double> GraphRead::*>) {
-          const std::string_view name = key;
+          const std::string_view name = all;
           if (!name.ends_with("CLs") && !name.ends_with("Cls")) return;
           const auto& values = graph.*array;
-          if (last < values.size()) json.Member(name.substr(0, name.size() - 1), values[last]);
+          std::string key(name.substr(0, name.size() - 1));
+          if (key == "Cl") key = "CL";
+          if (last < values.size()) json.Member(key, values[last]);
         }
       });
     });

@@ -158,6 +158,24 @@ TEST_F(ComputeTest, AnExclusionIsAsIfTheSubgroupWereDisabled) {
   EXPECT_NE(without.mean, before.mean);
 }
 
+TEST_F(ComputeTest, SubgroupsOfExcludedPhasesTakeNoPart) {
+  Import(CsvOf(Shape::Fives, 30, 1));
+  auto request = Request(Shape::Fives, 0x110);
+  request.exclusions = {{7, "tool broke"}, {8, "tool broke"}};
+  const auto excluded = Data().ComputeLimits(request);
+  request.exclusions.clear();
+  Phase phase;
+  phase.name = "tool broke";
+  phase.start = TimeAt(6);
+  phase.finish = TimeAt(8);
+  phase.kind = PhaseKind::Excluded;
+  Data().AddPhase(phase, {}, "tool broke");
+  const auto limits = Data().ComputeLimits(request);
+  EXPECT_EQ(limits.used, 28);
+  EXPECT_EQ(limits.mean, excluded.mean);
+  EXPECT_EQ(limits.sp, excluded.sp);
+}
+
 TEST_F(ComputeTest, MessagesOfWhatCannotBeComputed) {
   Import(CsvOf(Shape::Fives, 30, 1));
   Import(CsvOf(Shape::Defects, 4, 1));

@@ -347,7 +347,8 @@ TEST_F(LifeTest, ApprovalCanBeginAPhase) {
   EXPECT_EQ(phases(), (std::vector<std::string>{"Tool A 10 20", "Tool B 20 on"}));
   Data().VoidLimits(2, {ann_, "wrong"});
   EXPECT_EQ(FailureOf([&] { approve(20, "Tool C"); }),
-            "phase: overlaps \"Tool B\" (" + platform::IsoText(TimeAt(20)) + " to now)");
+            "\"Tool C\" overlaps \"Tool B\" (" + platform::IsoText(TimeAt(20)) +
+                " to now); end or remove that one first (phase 2)");
   EXPECT_EQ(phases().size(), 2U);
 }
 

@@ -13,11 +13,11 @@ namespace orvspc::engine::store {
 namespace {
 
 constexpr const char* kValues =
-    "time,part,process,test,value\n"
-    "2024-01-01,Ring,Press A,Diameter,1\n"
-    "2024-01-02,Ring,Press A,Diameter,2\n"
-    "2024-01-03,Ring,Press B,Diameter,3\n"
-    "2024-01-04,Disc,Press A,Width,4\n";
+    "subgroup,time,part,process,test,value\n"
+    "1,2024-01-01,Ring,Press A,Diameter,1\n"
+    "2,2024-01-02,Ring,Press A,Diameter,2\n"
+    "3,2024-01-03,Ring,Press B,Diameter,3\n"
+    "4,2024-01-04,Disc,Press A,Width,4\n";
 
 constexpr std::int32_t kDay = 86400, kFirst = 1704067200;  // 2024-01-01
 
@@ -116,6 +116,27 @@ TEST_F(PhasesTest, OverlapsInAStreamAreRefused) {
   EXPECT_EQ(CodeOf([&] { Data().EndPhase(added.id, kFirst + 51 * kDay, {}, "longer"); }),
             "overlap");
   EXPECT_EQ(Data().Phases().size(), 4U);
+}
+
+TEST_F(PhasesTest, APhaseThatBeginsEndsTheOneBeforeAndLastsUntilTheNext) {
+  const auto begin = [&](const Phase& phase) {
+    Opened()->Write({"Ann", ""}, "new tool",
+                    [&](log::Writing& writing) { BeginPhase(writing, phase); });
+  };
+  begin(Made("A", 0));
+  begin(Made("C", 20));
+  begin(Made("B", 10));
+  const auto phases = Data().Phases();
+  ASSERT_EQ(phases.size(), 3U);
+  EXPECT_EQ(phases[0].finish, kFirst + 10 * kDay);
+  EXPECT_EQ(phases[1].name, "B");
+  EXPECT_EQ(phases[1].finish, kFirst + 20 * kDay);
+  EXPECT_FALSE(phases[2].finish);
+  EXPECT_EQ(CodeOf([&] { begin(Made("D", 10)); }), "overlap");
+  auto narrow = Made("E", 25);
+  narrow.process = Id(ItemKind::Process, "Press A");
+  EXPECT_EQ(CodeOf([&] { begin(narrow); }), "overlap") << "C goes on for Press B";
+  EXPECT_EQ(Data().Phases().size(), 3U);
 }
 
 TEST_F(PhasesTest, WhatIsNoPhaseIsRefused) {

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <functional>
+
+#include "engine/QualityDatabase.h"
+#include "engine/alarms/Life.h"
+#include "engine/change/Comments.h"
+#include "engine/change/version.h"
+#include "engine/store/SqlStore.h"
+
+// The alarms of a database, for hosts.
+namespace orvspc {
+
+using namespace engine;
+
+namespace {
+
+Alarm ChangeAlarm(EmbeddedDatabase& database, std::int32_t event, const ChangeOptions& options,
+                  const std::function<void(log::Writing&, const Alarm&)>& step) {
+  struct DryRun {};
+  const auto store = store::SqlStoreOf(database);
+  Alarm changed;
+  store::Guarded(*store, [&] {
+    try {
+      store->Write(options.actor, options.reason, [&](log::Writing& writing) {
+        auto& db = writing.Db();
+        const auto object = "alarm " + std::to_string(event);
+        const auto alarm = alarms::NeededAlarm(db, event);
+        change::CheckVersion(db, object, object, options.expected);
+        step(writing, alarm);
+        changed = alarms::NeededAlarm(db, event);
+        if (options.dry_run) throw DryRun();
+      });
+    } catch (const DryRun&) {
+      // As asked.
+    }
+  });
+  return changed;
+}
+
+}  // namespace
+
+std::vector<Alarm> QualityDatabase::Alarms(const AlarmFilter& filter) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return alarms::ListAlarms(db, filter);
+  });
+}
+
+Alarm QualityDatabase::AcknowledgeAlarm(std::int32_t event, const ChangeOptions& options) {
+  return ChangeAlarm(*database_, event, options, alarms::Acknowledge);
+}
+
+Alarm QualityDatabase::CloseAlarm(std::int32_t event, const AlarmClosing& closing,
+                                  const ChangeOptions& options) {
+  return ChangeAlarm(*database_, event, options, [&](log::Writing& writing, const Alarm& alarm) {
+    alarms::Close(writing, alarm, closing);
+    if (closing.comment.empty()) return;
+    change::AddComment(writing, alarm.first_subgroup, alarm.test, 0, closing.comment);
+  });
+}
+
+Alarm QualityDatabase::ReopenAlarm(std::int32_t event, const ChangeOptions& options) {
+  return ChangeAlarm(*database_, event, options, alarms::Reopen);
+}
+
+}  // namespace orvspc

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "engine/QualityDatabase.h"
+#include "platform/TimeText.h"
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+using Json = nlohmann::json;
+
+// One stream with stored limits: mean 10, sigma 1; only points beyond limits signal.
+class AlarmTest : public ProgramTest {
+ protected:
+  AlarmTest() {
+    start_ = CurrentTime() + 30;
+    Write("v.csv",
+          "part,process,test,subgroup,time,value\nRing,Press,Width,0,2024-01-01T00:00:00Z,10\n");
+    Write("c.csv", "part,process,test,mean,sp,sw\nRing,Press,Width,10,1,1\n");
+    Write("a.csv", "number,graph,on\n1,1,yes\n1,2,no\n");
+    Write("acc.csv", "code,name\nTWEAR,tool wear\n");
+    Write("cac.csv", "code,name\nTCHANGE,tool changed\n");
+    for (const auto* const import : {"v.csv", "c.csv --kind control-limits", "a.csv --kind alarms",
+                                     "acc.csv --kind acc-codes", "cac.csv --kind cac-codes"}) {
+      const auto done = Run("import --db q.db " + std::string(import));
+      EXPECT_EQ(done.status, 0) << done.err;
+    }
+  }
+  Outcome Record(int second, const std::string& value, const std::string& options = "") {
+    return Run("record --db q.db --part Ring --process Press --test Width --at " +
+               platform::IsoText(start_ + second) + " " + value + " " + options);
+  }
+  std::int64_t start_ = 0;
+};
+
+TEST_F(AlarmTest, RecordSaysWhatItRaisedAndExitsWith3WhereAsked) {
+  const auto quiet = Record(1, "10.5", "--exit-code");
+  EXPECT_EQ(quiet.status, 0) << quiet.err;
+  const auto raised = Record(2, "14", "--exit-code");
+  EXPECT_EQ(raised.status, 3) << raised.err;
+  EXPECT_NE(raised.out.find("\nalarm 1: Ring / Press / Width, graph 1: 1 point beyond a control "
+                            "limit, #3\n"),
+            std::string::npos)
+      << raised.out;
+  EXPECT_EQ(Record(3, "14").status, 0) << "not asked for";
+}
+
+TEST_F(AlarmTest, LinesOfJsonCarryTheirAlarms) {
+  Write("r.jsonl", R"({"part":"Ring","process":"Press","test":"Width","time":")" +
+                       platform::IsoText(start_) +
+                       R"(Z","pieces":[{"value":14}]})"
+                       "\n");
+  const auto raised = Run("record --db q.db --jsonl r.jsonl --exit-code");
+  EXPECT_EQ(raised.status, 3) << raised.err;
+  EXPECT_EQ(Json::parse(raised.out)["alarms"][0]["id"], 1) << raised.out;
+}
+
+TEST_F(AlarmTest, ImportShowsTenAndCountsTheOthers) {
+  std::string text = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 17; ++i) {
+    text += "Ring,Press,Width," + std::to_string(i) + "," + platform::IsoText(start_ + i) + ",14\n";
+  }
+  Write("n.csv", text);
+  const auto raised = Run("import --db q.db n.csv --exit-code");
+  EXPECT_EQ(raised.status, 3) << raised.err;
+  EXPECT_NE(raised.out.find("\nalarm 10: "), std::string::npos) << raised.out;
+  EXPECT_EQ(raised.out.find("\nalarm 11: "), std::string::npos) << raised.out;
+  EXPECT_TRUE(raised.out.ends_with("\nand 7 more\n")) << raised.out;
+}
+
+TEST_F(AlarmTest, CausesOfDailyWorkAreThoseOfThePareto) {
+  Record(1, "14");
+  Record(2, "14");
+  EXPECT_EQ(Run("alarm list --db q.db --exit-code").status, 3);
+  EXPECT_EQ(Run("alarm ack 1 --db q.db").out.substr(0, 31), "alarm 1: acknowledged, version ");
+  for (const auto* const id : {"1", "2"}) {
+    const auto closed =
+        Run("alarm close " + std::string(id) + " --acc TWEAR --cac TCHANGE --db q.db");
+    EXPECT_EQ(closed.status, 0) << closed.err;
+  }
+  EXPECT_EQ(Run("alarm list --db q.db --exit-code").status, 0) << "none is open";
+  EXPECT_EQ(Run("alarm list --open --db q.db").out, "no alarms\n");
+  const auto listed = Json::parse(Run("alarm list --db q.db --format json").out);
+  EXPECT_EQ(listed["alarm"].size(), 2U);
+  EXPECT_EQ(listed["alarm"][0]["State"], "closed");
+  EXPECT_EQ(listed["alarm"][0]["Acc"], "TWEAR");
+  const auto pareto = Run("pareto --db q.db --from events --by acc --format json");
+  EXPECT_EQ(pareto.status, 0) << pareto.err;
+  EXPECT_NE(pareto.out.find("TWEAR"), std::string::npos) << pareto.out;
+}
+
+TEST_F(AlarmTest, MisuseIsOneLine) {
+  EXPECT_EQ(Run("alarm ack --db q.db").err, "orvspc alarm: which alarm?\n");
+  EXPECT_EQ(Run("alarm ack x --db q.db").err, "orvspc alarm: an alarm has a number, not \"x\"\n");
+  EXPECT_EQ(Run("alarm list 1 --db q.db").status, 2);
+  const auto unknown = Run("alarm ack 9 --db q.db");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.err, "orvspc alarm: alarm 9: there is no such alarm\n");
+}
+
+}  // namespace
+}  // namespace orvspc::host

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/render/chart/ChartPhases.h"
+#include "host/render/core/Scene.h"
+#include "tests/host/ChartViews.h"
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+// Phases at the command line and in pictures.
+namespace orvspc::host {
+namespace {
+
+// A chart cut into so many phases of equal length, with a step of the limits at each border.
+ChartView PhasedView(std::size_t count, std::size_t phases) {
+  auto view = SimpleView(count);
+  auto& graph = view.graphs[0];
+  view.phase_of.resize(count);
+  for (std::size_t p = 0; p < phases; ++p) {
+    PhaseView phase;
+    phase.name = "Tool " + std::string(1, static_cast<char>('A' + p));
+    phase.kind = "stage";
+    phase.first = count * p / phases;
+    phase.last = count * (p + 1) / phases - 1;
+    phase.subgroups = phase.used = phase.last - phase.first + 1;
+    for (auto i = phase.first; i <= phase.last; ++i) {
+      view.phase_of[i] = static_cast<std::int32_t>(p);
+      const double step = p % 2 == 0 ? 0.0 : 0.8;
+      graph.points[i] += step;
+      for (auto* line : {&graph.limits.upper, &graph.limits.centre, &graph.limits.lower})
+        (*line)[i] += step;
+    }
+    view.phases.push_back(phase);
+  }
+  return view;
+}
+
+template <class ShapeType>
+std::vector<ShapeType> ShapesOf(const Scene& scene, const std::string& style) {
+  std::vector<ShapeType> found;
+  for (const auto& shape : scene.shapes)
+    if (const auto* const each = std::get_if<ShapeType>(&shape))
+      if (each->style == style) found.push_back(*each);
+  return found;
+}
+
+std::vector<double> BordersOf(const Scene& scene) {
+  std::vector<double> borders;
+  for (const auto& line : ShapesOf<PathShape>(scene, "pb")) borders.push_back(line.line[0].first);
+  return borders;
+}
+
+std::size_t CountOf(const Scene& scene, const std::string& text) {
+  std::size_t count = 0;
+  for (const auto& shape : scene.shapes)
+    if (const auto* const each = std::get_if<TextShape>(&shape)) count += each->text == text;
+  return count;
+}
+
+bool HasText(const Scene& scene, const std::string& part) {
+  return std::ranges::any_of(scene.shapes, [&](const Shape& shape) {
+    const auto* const each = std::get_if<TextShape>(&shape);
+    return each != nullptr && each->text.find(part) != std::string::npos;
+  });
+}
+
+TEST(PhasePicture, EachBorderHasALineAndEachPhaseItsName) {
+  const auto scene = ChartScene(PhasedView(60, 6));
+  EXPECT_EQ(BordersOf(scene).size(), 5U);
+  for (const char letter : {'A', 'B', 'C', 'D', 'E', 'F'})
+    EXPECT_EQ(CountOf(scene, std::string("Tool ") + letter), 1U) << letter;
+}
+
+TEST(PhasePicture, NoStrokeOfALimitCrossesABorder) {
+  for (const bool older : {false, true}) {
+    auto view = PhasedView(60, 6);
+    view.phases[2].has_older_limits = older;
+    const auto scene = ChartScene(view);
+    const auto borders = BordersOf(scene);
+    std::size_t strokes = 0;
+    for (const char* style : {"lim", "cl", "lim old", "cl old"}) {
+      for (const auto& path : ShapesOf<PathShape>(scene, style)) {
+        ++strokes;
+        for (const double border : borders) {
+          const auto [first, last] = std::minmax_element(path.line.begin(), path.line.end());
+          EXPECT_FALSE(first->first < border - 0.01 && last->first > border + 0.01) << style;
+        }
+      }
+    }
+    EXPECT_EQ(strokes, 18U) << "three lines in each of six phases";
+    EXPECT_EQ(ShapesOf<PathShape>(scene, "lim old").size(), older ? 2U : 0U);
+  }
+}
+
+TEST(PhasePicture, SpecificationLimitsGoOn) {
+  auto view = PhasedView(60, 6);
+  view.graphs[0].specification.upper.assign(60, 12.0);
+  EXPECT_EQ(ShapesOf<PathShape>(ChartScene(view), "spec").size(), 1U);
+}
+
+TEST(PhasePicture, LimitsAreLabelledInsideTheirPhaseAndOverlapNothing) {
+  const auto view = PhasedView(60, 6);
+  const auto scene = ChartScene(view);
+  const auto labels = ShapesOf<TextShape>(scene, "s ll");
+  // Both limits of each phase but the last, which has its labels at the right edge.
+  EXPECT_EQ(labels.size(), 10U);
+  const auto borders = BordersOf(scene);
+  const auto box = [](const TextShape& text) {
+    return Box{text.x, text.y - 8.0, text.x + kDigit * static_cast<double>(text.text.size()),
+               text.y + 1.5};
+  };
+  for (const auto& label : labels) {
+    const auto at = box(label);
+    for (const double border : borders)
+      EXPECT_FALSE(at.left < border && border < at.right) << label.text;
+    for (const auto& other : labels)
+      EXPECT_TRUE(&other == &label || !at.Meets(box(other))) << label.text;
+    for (const auto& shape : scene.shapes) {
+      const auto* const point = std::get_if<SymbolShape>(&shape);
+      if (point == nullptr) continue;
+      EXPECT_FALSE(at.Meets({point->x - 2, point->y - 2, point->x + 2, point->y + 2}))
+          << label.text;
+    }
+  }
+  EXPECT_EQ(std::ranges::count(labels, "UCL 13.80", &TextShape::text), 2) << "B and D";
+}
+
+TEST(PhasePicture, AboveSixPhasesTheLimitsAreListedBelow) {
+  const auto scene = ChartScene(PhasedView(70, 7));
+  EXPECT_TRUE(ShapesOf<TextShape>(scene, "s ll").empty());
+  EXPECT_TRUE(HasText(scene, "Tool G, 10 subgroups: X-bar LCL 7.00, CL 10.00, UCL 13.00"));
+}
+
+TEST(PhasePicture, TheRightEdgeHasTheLimitsOfTheNewestPhaseAlone) {
+  auto view = PhasedView(20, 2);
+  EXPECT_EQ(CountOf(ChartScene(view), "UCL 13.80"), 1U);
+  for (std::size_t i = 10; i < 20; ++i) view.graphs[0].limits.upper[i] = kNaN;
+  EXPECT_EQ(CountOf(ChartScene(view), "UCL 13.80"), 0U);
+  EXPECT_TRUE(std::isnan(NewestValues(view, view.graphs[0].limits.upper)[0]));
+}
+
+TEST(PhasePicture, ExcludedPointsAreHollowAndNamed) {
+  auto view = PhasedView(20, 2);
+  view.phases[1].is_excluded = true;
+  const auto scene = ChartScene(view);
+  EXPECT_EQ(CountOf(scene, "Tool B (excluded)"), 1U);
+  EXPECT_TRUE(HasText(scene, "disabled, incomplete or excluded"));
+  std::size_t hollow = 0;
+  for (const auto& shape : scene.shapes)
+    if (const auto* const point = std::get_if<SymbolShape>(&shape))
+      hollow += point->look.style == "pu" && !point->tip.empty();
+  EXPECT_EQ(hollow, 9U) << "one of the ten has a mark";
+}
+
+TEST(PhasePicture, APictureWithoutPhasesIsAsBefore) {
+  const auto svg = RenderChartSvg(SimpleView(30));
+  auto one = PhasedView(30, 1);
+  one.phases.clear();
+  one.phase_of.clear();
+  EXPECT_EQ(RenderChartSvg(one), svg);
+  EXPECT_EQ(svg.find("class=\"pb\""), std::string::npos);
+}
+
+TEST(PhaseText, TheTextHasATableAndBorders) {
+  const auto text = RenderChartText(PhasedView(40, 2));
+  EXPECT_NE(text.find("border of a phase"), std::string::npos);
+  EXPECT_NE(text.find("Tool B"), std::string::npos);
+  EXPECT_EQ(RenderChartText(SimpleView(40)).find("phase"), std::string::npos);
+}
+
+class PhaseCommandTest : public ProgramTest {
+ protected:
+  PhaseCommandTest() {
+    std::string values = "subgroup,time,part,process,test,tsno,value\n";
+    for (int day = 1; day <= 28; ++day)
+      for (int piece = 1; piece <= 3; ++piece)
+        values += std::to_string(day) + ",2024-02-" + std::string(day < 10 ? "0" : "") +
+                  std::to_string(day) + ",Ring,Press A,Diameter," + std::to_string(piece) + "," +
+                  std::to_string(day + day * piece % 5) + "\n";
+    Write("v.csv", values);
+    EXPECT_EQ(Run("import --db q.db v.csv").status, 0);
+  }
+  Outcome Add(const std::string& arguments) {
+    return Run("phase add --db q.db --reason 'new tool' " + arguments);
+  }
+  void AddThree() {
+    EXPECT_EQ(Add("--part Ring --name A --start 2024-02-01 --end 2024-02-09").status, 0);
+    EXPECT_EQ(Add("--part Ring --name B --start 2024-02-09 --end 2024-02-21").status, 0);
+    EXPECT_EQ(Add("--part Ring --name C --start 2024-02-21").status, 0);
+  }
+};
+
+TEST_F(PhaseCommandTest, PhasesAreAddedListedEndedAndRemoved) {
+  EXPECT_EQ(Add("--part Ring --name 'Tool A' --start 2024-02-01 --kind trial --freeze-after 5 "
+                "--by Ann")
+                .status,
+            0);
+  const auto list = Run("phase list --db q.db");
+  EXPECT_EQ(list.out,
+            "id  phase   part  process  test  start       end  kind   frozen\n"
+            " 1  Tool A  Ring  any      any   2024-02-01       trial       5\n");
+  const auto json = ParseJson(Run("phase list --db q.db --format json").out);
+  const auto& phase = json.At("phase[0]");
+  EXPECT_EQ(phase.At("Who").text, "Ann");
+  EXPECT_EQ(phase.At("Reason").text, "new tool");
+  EXPECT_EQ(Run("phase end 'Tool A' --end 2024-02-09 --reason worn --db q.db").status, 0);
+  EXPECT_NE(Run("phase list --db q.db").out.find("2024-02-09"), std::string::npos);
+  EXPECT_EQ(Run("phase remove 1 --reason mistake --db q.db").status, 0);
+  EXPECT_NE(Run("phase list --db q.db").out.find("(none)"), std::string::npos);
+}
+
+TEST_F(PhaseCommandTest, WhatIsWrongIsOneLine) {
+  AddThree();
+  const auto expect = [&](const std::string& arguments, int status, const std::string& text) {
+    const auto run = Run(arguments);
+    EXPECT_EQ(run.status, status) << arguments;
+    EXPECT_EQ(run.err, "orvspc phase: " + text + "\n") << arguments;
+  };
+  expect("phase add --db q.db --reason tool --name D --start 2024-02-25", 1,
+         "\"D\" overlaps \"C\" (2024-02-21 to now); end or remove that one first (phase 3)");
+  expect("phase add --db q.db --name D --start 2024-01-25 --end 2024-01-26", 1,
+         "--reason: say why, in 3 to 500 characters");
+  expect("phase add --db q.db --reason tool --start 2024-01-25", 2, "--name is missing");
+  expect("phase add --db q.db --reason tool --name D --start soon", 2,
+         "--start: \"soon\" is no time; write it as 2024-02-29T12:30:00");
+  expect("phase add --db q.db --reason tool --name D --start 2024-01-25 --part Disc", 1,
+         "no part is called \"Disc\"");
+  expect("phase end D --db q.db --reason worn", 1,
+         "there is no phase \"D\"; \"orvspc phase list\" shows them");
+  expect("phase end --db q.db", 2, "which phase? its number or name follows");
+  expect("phase --db q.db", 2, "what to do? add, end, list or remove follows");
+  expect("phase stop --db q.db", 2, "there is no \"stop\", only add, end, list or remove");
+  EXPECT_EQ(Add("--part Ring --name D --start 2023-02-01 --end 2023-02-02 --freeze-after 1").status,
+            2);
+}
+
+TEST_F(PhaseCommandTest, TheDocumentOfAChartNamesPhases) {
+  AddThree();
+  const auto json = ParseJson(Run("chart --db q.db --max 0 --format json").out);
+  EXPECT_EQ(json.At("Subgroups[0].Phase").text, "A");
+  EXPECT_EQ(json.At("Subgroups[27].Phase").text, "C");
+  const auto& phases = json.At("Streams[0].Phases");
+  ASSERT_EQ(phases.elements.size(), 3U);
+  EXPECT_EQ(phases.At("[1].Name").text, "B");
+  EXPECT_EQ(phases.At("[1].First").number, 8.0);
+  EXPECT_EQ(phases.At("[1].Last").number, 19.0);
+  // The limits of a phase are those that its points have.
+  EXPECT_EQ(phases.At("[1].Limits[0].cUCL").number, json.At("Graphs[0].cUCLs[10]").number);
+  EXPECT_EQ(phases.At("[2].Mean.Value").number, json.At("Streams[0].Mean.Value").number);
+}
+
+TEST_F(PhaseCommandTest, WithoutPhasesTheDocumentHasNoneOfTheseKeys) {
+  const auto run = Run("chart --db q.db --max 0 --format json");
+  EXPECT_EQ(run.out.find("Phase"), std::string::npos);
+}
+
+TEST_F(PhaseCommandTest, APhaseIsSelectedByName) {
+  AddThree();
+  const auto count = [&](const std::string& arguments) {
+    return ParseJson(Run("chart --db q.db --format json " + arguments).out)
+        .At("TotalSubgroups")
+        .number;
+  };
+  EXPECT_EQ(count("--phase B"), 12.0);
+  EXPECT_EQ(count("--phase B --max 5"), 5.0) << "of the phase, not of all";
+  EXPECT_EQ(count("--phase B --since 2024-02-15"), 6.0);
+  EXPECT_EQ(count("--phase C --until 2024-02-22"), 2.0);
+  EXPECT_EQ(Run("chart --db q.db --phase X").err,
+            "orvspc chart: no phase of what is selected is called \"X\"; \"orvspc phase list\" "
+            "shows all\n");
+  EXPECT_EQ(Run("chart --db q.db --phase B --all-phases").status, 2);
+  EXPECT_EQ(Run("chart --db q.db --phase B --last 3").status, 2);
+}
+
+TEST_F(PhaseCommandTest, CapabilityTakesTheNewestPhaseUnlessToldOtherwise) {
+  const auto before = Run("capability --db q.db --format json").out;
+  AddThree();
+  const auto pieces = [&](const std::string& arguments) {
+    return ParseJson(Run("capability --db q.db --format json " + arguments).out)
+        .At("Statistics.Summary.PieceCount")
+        .number;
+  };
+  EXPECT_EQ(pieces(""), 24.0);
+  EXPECT_NE(Run("capability --db q.db").out.find("newest of 3 phases, 8 of 28 subgroups"),
+            std::string::npos);
+  EXPECT_EQ(pieces("--phase A"), 24.0);
+  EXPECT_EQ(pieces("--phase B"), 36.0);
+  EXPECT_EQ(Run("capability --db q.db --all-phases --format json").out, before);
+}
+
+TEST_F(PhaseCommandTest, ParetoAndComplianceAreAsBefore) {
+  const std::string samples = std::string(ORVSPC_TESTS_DIR) + "/../host/samples/";
+  for (const auto& [kind, file] : {std::pair{"values", "panels.csv"},
+                                   {"values", "filling.csv"},
+                                   {"requirements", "filling-requirements.csv"}}) {
+    ASSERT_EQ(
+        Run("import --db q.db --kind " + std::string(kind) + " '" + samples + file + "'").status, 0)
+        << file;
+  }
+  const std::string pareto = "pareto --db q.db --part 'Door panel' --by process --format json";
+  const std::string compliance = "compliance --db q.db --since 2024-04-08 --until 2024-04-13";
+  const auto categories = Run(pareto).out, samples_due = Run(compliance).out;
+  EXPECT_FALSE(ParseJson(categories).At("Bins").elements.empty());
+  EXPECT_NE(samples_due.find("Capper"), std::string::npos);
+  EXPECT_EQ(Add("--name all --start 2024-03-20 --end 2024-04-10").status, 0);
+  EXPECT_EQ(Add("--name out --start 2024-04-10 --kind excluded").status, 0);
+  EXPECT_EQ(Run(pareto).out, categories);
+  EXPECT_EQ(Run(compliance).out, samples_due);
+}
+
+}  // namespace
+}  // namespace orvspc::host
