@@ -24,6 +24,7 @@ BENEATH = ("engine/sql/", "engine/schema/")
 WRITERS = {
     "engine/QualityDatabase.cpp",
     "engine/alarms/Judge.cpp",
+    "engine/alarms/Life.cpp",
     "engine/alarms/alarm_rows.cpp",
     "engine/change/Comments.cpp",
     "engine/change/Items.cpp",
@@ -40,7 +41,6 @@ WRITERS = {
     "engine/import/import_rules.cpp",
     "engine/import/import_values.cpp",
     "engine/import/values_writer.cpp",
-    "engine/limits/Phases.cpp",
     "engine/limits/Review.cpp",
     "engine/limits/StoredLimits.cpp",
     "engine/log/Log.cpp",

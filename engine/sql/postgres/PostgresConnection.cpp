@@ -78,7 +78,7 @@ void PostgresConnection::KeepAppendOnly(std::string_view table, std::string_view
           name +
           " are only added'; END $body$; "
           "CREATE TRIGGER " +
-          function + "_rows BEFORE INSERT OR UPDATE OR DELETE ON " + name +
+          function + "_rows BEFORE UPDATE OR DELETE OR INSERT ON " + name +
           " FOR EACH ROW EXECUTE FUNCTION " + function + "(); CREATE TRIGGER " + function +
           "_all BEFORE TRUNCATE ON " + name + " EXECUTE FUNCTION " + function + "()");
 }
