@@ -90,7 +90,10 @@ TEST_F(AlarmTest, CausesOfDailyWorkAreThoseOfThePareto) {
   EXPECT_EQ(listed["alarm"][0]["Acc"], "TWEAR");
   const auto pareto = Run("pareto --db q.db --from events --by acc --format json");
   EXPECT_EQ(pareto.status, 0) << pareto.err;
-  EXPECT_NE(pareto.out.find("TWEAR"), std::string::npos) << pareto.out;
+  const auto bins = Json::parse(pareto.out)["Bins"];
+  ASSERT_EQ(bins.size(), 1U) << pareto.out;
+  EXPECT_EQ(bins[0]["Name"], "tool wear");
+  EXPECT_EQ(bins[0]["Value"], 2);
 }
 
 TEST_F(AlarmTest, MisuseIsOneLine) {
