@@ -271,7 +271,8 @@ CopyReport QualityDatabase::CopyTo(const std::string& path, const CopyOptions& o
         try {
           write([&](sql::Connection& target) {
             is_copying = true;
-            const auto digest = store::CopyDatabase(source, target, name, chosen, options.progress);
+            const auto digest = store::CopyDatabase(
+                source, target, name, chosen, {options.actor, options.reason}, options.progress);
             report = {digest.measurements, digest.rows, digest.all};
             is_copying = false;
           });

@@ -17,6 +17,7 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LogEntry.h"
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/SelectionRecord.h"
@@ -181,6 +182,8 @@ struct CopySelection {
 struct CopyOptions {
   std::optional<CopySelection> selection;      // none: everything
   std::function<void(std::int64_t)> progress;  // called with the measurements copied so far
+  Actor actor = {};                            // for the log
+  std::string reason = {};
 };
 
 struct BackupOptions {
@@ -309,8 +312,9 @@ class QualityDatabase {
                                  const ImportOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
-  // identifiers stay. With a selection only its subgroups are copied, and everything that belongs
-  // to none. Both are compared at the end.
+  // identifiers stay. The log comes along and gets an entry that names this database and its newest
+  // entry; the other one keeps its own identity. With a selection only its subgroups are copied,
+  // and everything that belongs to none. Both are compared at the end.
   //
   // Failures the other holds data already, such as a rule set of its own; what makes, opens or
   //          writes it; what reads this one. The text begins with the name of the one that failed.
@@ -465,6 +469,18 @@ class QualityDatabase {
            const std::string& reason = {});
 
   ShiftPlan Shifts() const;
+
+  // Who changed what, when and why.
+  //
+  // Log         entries that fit, the oldest first
+  // LogHead     the newest entry; kept elsewhere, it proves later what came before it
+  // AnchorLog   appends it to a file: "UUID SEQ HASH TIME"
+  // VerifyLog   reads the whole log and works its hashes out again; with_data also the digests of
+  //             imports and records from what is stored; with anchors compares the log with them
+  std::vector<LogEntry> Log(const LogFilter& filter = {}) const;
+  LogAnchor LogHead() const;
+  LogAnchor AnchorLog(const std::string& file) const;
+  LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
 
  private:
   std::shared_ptr<EmbeddedDatabase> database_;

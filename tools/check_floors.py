@@ -52,6 +52,7 @@ LAYERS = {
     "engine/import": STORE,
     "engine/record": STORE + ["engine/import"],
     "engine/change": STORE + ["engine/record"],
+    "engine/audit": STORE + ["engine/record"],
     "engine/alarms": STORE + ["engine/charts"],
     "engine/charts": CALCULATION,
     "engine/capability": CALCULATION,

@@ -43,6 +43,12 @@ std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
   return log::CanonicalText(json);
 }
 
+// What an entry says of a record behind it, with the digest of it all.
+std::string AfterOf(sql::Connection& db, Json after, const StoredRecord& record) {
+  after["digest"] = record::DigestOf(CanonicalOf(db, record));
+  return log::CanonicalText(after);
+}
+
 EventOf About(const StoredRecord& record) {
   return {record.subgroup.process, record.subgroup.part, record.test, record.subgroup.time};
 }
@@ -86,11 +92,11 @@ std::vector<StoredRecord> ChangeEach(log::Writing& writing, const Which& which,
   auto records = Needed(db, which);
   for (const auto& before : records) {
     auto record = before;
-    const Json after = change(record);
+    Json after = change(record);
     const auto text = BeforeOf(db, before);
     record.entry = writing.Next();
     Put(db, record);
-    writing.Add(operation, record.Object(), text, log::CanonicalText(after));
+    writing.Add(operation, record.Object(), text, AfterOf(db, std::move(after), record));
     AddEvent(writing, event, About(record));
   }
   return records;
@@ -225,7 +231,7 @@ void MoveSubgroup(log::Writing& writing, const StoredSubgroup& from, const Subgr
     record.subgroup = to;
     record.entry = writing.Next();
     Put(db, record);
-    writing.Add("edit-subgroup", record.Object(), before[i], log::CanonicalText(after));
+    writing.Add("edit-subgroup", record.Object(), before[i], AfterOf(db, after, record));
     AddEvent(writing, etSubgroupEdit, About(record));
   }
 }
@@ -255,6 +261,7 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = record::RecordOf(json);
+  record::PutInUsual(old.record, IsMeasured(db, old.test));
   return old;
 }
 
@@ -277,13 +284,12 @@ StoredRecord RecordOf(sql::Connection& db, const OldState& old) {
     if (given != old.record.context.end()) context[i] = NeededItem(db, kind.kind, given->second);
   }
   record.context = ContextId(db, context);
-  for (std::size_t row = 0; row < old.record.pieces.size(); ++row) {
-    const auto& piece = old.record.pieces[row];
+  for (const auto& piece : old.record.pieces) {
     const auto item = [&](ItemKind kind, const std::string& name) {
       return name.empty() ? 0 : NeededItem(db, kind, name);
     };
-    auto key = store::PlainKey(row);
-    if (piece.tsno != 0) key.Tsno = piece.tsno;
+    store::RowKey key{};
+    key.Tsno = piece.tsno;
     key.Sbno = piece.sbno;
     key.Sn = item(ItemKind::Serial, piece.serial);
     key.Def = item(ItemKind::Defect, piece.defect);
@@ -376,7 +382,7 @@ StoredRecord Restore(log::Writing& writing, std::int64_t entry) {
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
   record.entry = writing.Next();
   Put(db, record);
-  writing.Add("restore", record.Object(), before, log::CanonicalText({{"entry", entry}}));
+  writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));
   return record;
 }

@@ -8,6 +8,7 @@
 #include "engine/store/StreamWalk.h"
 #include "engine/store/subgroups.h"
 #include "platform/Actor.h"
+#include "platform/Enumerations.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -105,6 +106,10 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
   return records;
 }
 
+bool IsMeasured(sql::Connection& db, std::int32_t test) {
+  return sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt() == ttVariable;
+}
+
 record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored) {
   record::CanonicalRecord record;
   record.part = NameOf(db, ItemKind::Part, stored.subgroup.part);
@@ -116,7 +121,7 @@ record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& sto
     const auto& key = stored.keys[row];
     auto& piece = record.pieces.emplace_back();
     piece.value = stored.values[row];
-    piece.tsno = key == store::PlainKey(row) ? 0 : key.Tsno;
+    piece.tsno = key.Tsno;
     piece.sbno = key.Sbno;
     piece.serial = NameOf(db, ItemKind::Serial, key.Sn);
     piece.gage = NameOf(db, ItemKind::Gage, key.Gage);
@@ -124,6 +129,7 @@ record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& sto
   }
   record.size = stored.size;
   record.flag = stored.flag;
+  record::LeaveOutUsual(record, IsMeasured(db, stored.test));
   const auto context = ReadContext(db, stored.context);
   for (std::size_t i = 0; i < context.size(); ++i) {
     if (context[i] == 0) continue;

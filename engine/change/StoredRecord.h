@@ -42,6 +42,9 @@ struct StoredRecord {
 std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup& subgroup,
                                       std::optional<std::int32_t> test = {});
 
+// Whether a test has values, not counts.
+bool IsMeasured(sql::Connection& db, std::int32_t test);
+
 // By names, with its comments and the descriptors of its subgroup.
 record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& record);
 

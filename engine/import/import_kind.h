@@ -96,10 +96,14 @@ struct ImportFile {
   ImportTable table;
   std::string who;        // "import FILE"
   std::size_t most_held;  // of ImportOptions
+  std::int64_t batch;     // what is imported names it as its own
   std::int64_t made = time::Now();
   ImportNames names{db};
   ImportReport report{};
   std::function<void()> finish{};  // after the last line; may be empty
+  // Of values, once they are finished: how many (subgroup, test), and their digest.
+  std::int64_t records = 0;
+  std::string digest{};
   std::set<std::array<std::int32_t, 4>> versions{};
 
   // Identifier of the name in a column; a new name is added. Refused when empty.

@@ -363,6 +363,7 @@ void ValuesImport::Flush() {
 
 void ValuesImport::Finish() {
   Flush();
+  writer_.Finish();
   for (const auto& [id, test] : tests_) {
     const auto type = test.type != 0 ? test.type : test.names_defect ? ttDefects : ttDefectives;
     if (type == ttDefectives && test.excess_line != 0) {

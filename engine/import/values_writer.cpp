@@ -21,7 +21,7 @@ std::string WithColumns(std::string_view before, std::string_view after) {
 }  // namespace
 
 ValuesWriter::ValuesWriter(ImportFile& file, ValuesBatch& batch)
-    : file_(file), db_(file.db), batch_(batch) {
+    : file_(file), db_(file.db), batch_(batch), digest_(file.db) {
   static const auto text = WithColumns("SELECT ", ", id FROM context");
   sql::Query contexts(db_, text);
   for (store::Context context{}; contexts.Step();) {
@@ -37,6 +37,11 @@ void ValuesWriter::Write() {
   WriteMeasurements();
   WriteComments();
   WriteDescriptors();
+}
+
+void ValuesWriter::Finish() {
+  file_.digest = digest_.Finish(file_.batch);
+  file_.records = digest_.Records();
 }
 
 void ValuesWriter::WriteSubgroups() {
@@ -122,8 +127,8 @@ void ValuesWriter::WriteMeasurements() {
     }
     if (!stored && IsComplete()) {
       const auto keys = std::span(batch_.keys);
-      Finish(std::span(batch_.values).subspan(record.first_row, record.rows),
-             keys.empty() ? keys : keys.subspan(record.first_row, record.rows));
+      FinishRecord(std::span(batch_.values).subspan(record.first_row, record.rows),
+                   keys.empty() ? keys : keys.subspan(record.first_row, record.rows));
       continue;
     }
     ReadRows();
@@ -235,7 +240,8 @@ void ValuesWriter::AddRows() {
   if (rows.empty()) AddRow({});
   const auto count = finished_.values.size() - first;
   finished_.places.push_back({finished_.measurements.size(), first, count});
-  Finish(std::span(finished_.values).subspan(first), std::span(finished_.keys).subspan(first));
+  FinishRecord(std::span(finished_.values).subspan(first),
+               std::span(finished_.keys).subspan(first));
 }
 
 void ValuesWriter::AddRow(const Row& row) {
@@ -244,7 +250,8 @@ void ValuesWriter::AddRow(const Row& row) {
 }
 
 // The rows need not stay where they are when they are those of finished_.
-void ValuesWriter::Finish(std::span<const double> values, std::span<const store::RowKey> keys) {
+void ValuesWriter::FinishRecord(std::span<const double> values,
+                                std::span<const store::RowKey> keys) {
   const auto& shared = open_.shared;
   const auto flag = static_cast<std::int32_t>(shared[kSharedFlag].value);
   auto size = shared[kSharedSize].value;
@@ -263,13 +270,14 @@ void ValuesWriter::Finish(std::span<const double> values, std::span<const store:
     context[i] = static_cast<std::int32_t>(std::max(shared[kSharedContext + i].value, 0.0));
   }
   finished_.measurements.push_back({open_.key.time, open_.key.subgroup, ContextId(context), size,
-                                    std::max(flag, 0), 0, 0, values, keys});
+                                    std::max(flag, 0), file_.batch, 0, values, keys});
   finished_.streams.push_back(open_.key.stream);
+  finished_.labels.push_back(batch_.Text(batch_.subgroups[open_.record.subgroup].label));
   file_.report.rows += std::ssize(values);
 }
 
 void ValuesWriter::Store() {
-  auto& [measurements, streams, places, values, keys] = finished_;
+  auto& [measurements, streams, labels, places, values, keys] = finished_;
   for (const auto& [measurement, first, rows] : places) {
     measurements[measurement].values = std::span(values).subspan(first, rows);
     measurements[measurement].keys = std::span(keys).subspan(first, rows);
@@ -278,12 +286,15 @@ void ValuesWriter::Store() {
   for (std::size_t begin = 0; begin < measurements.size();) {
     auto end = begin;
     while (end < measurements.size() && streams[end] == streams[begin]) ++end;
-    writer.Write(streams[begin], std::span(measurements).subspan(begin, end - begin));
+    const auto of_stream = std::span(measurements).subspan(begin, end - begin);
+    digest_.Add(streams[begin], of_stream, std::span(labels).subspan(begin, end - begin));
+    writer.Write(streams[begin], of_stream);
     begin = end;
   }
   writer.Finish();
   measurements.clear();
   streams.clear();
+  labels.clear();
   places.clear();
   values.clear();
   keys.clear();

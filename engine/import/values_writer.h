@@ -17,6 +17,7 @@
 #include "engine/import/values_batch.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/StreamWriter.h"
+#include "engine/store/batch_digest.h"
 #include "engine/store/subgroups.h"
 
 // The writing of what an import of values has read.
@@ -49,6 +50,8 @@ class ValuesWriter {
   // Reads what the database has.
   ValuesWriter(ImportFile& file, ValuesBatch& batch);
   void Write();
+  // After the last: tells the file how many records there are, and their digest.
+  void Finish();
 
  private:
   // The line to be named when several are to be refused: the first of the file.
@@ -90,7 +93,8 @@ class ValuesWriter {
   // not yet complete in the batch lie in values and keys.
   struct Finished {
     std::vector<store::Measurement> measurements;
-    std::vector<std::int64_t> streams;  // beside them
+    std::vector<std::int64_t> streams;     // beside them
+    std::vector<std::string_view> labels;  // of the subgroups
     struct Place {
       std::size_t measurement, first_row, rows;
     };
@@ -115,7 +119,7 @@ class ValuesWriter {
   void OrderRows();
   void AddRows();
   void AddRow(const Row& row);
-  void Finish(std::span<const double> values, std::span<const store::RowKey> keys);
+  void FinishRecord(std::span<const double> values, std::span<const store::RowKey> keys);
   void CheckDefectives();
   void Store();
   void NoteRefusal(std::int64_t line, std::string_view column, std::string_view value,
@@ -126,6 +130,7 @@ class ValuesWriter {
   ImportFile& file_;
   sql::Connection& db_;
   ValuesBatch& batch_;
+  store::BatchDigest digest_;
 
   std::map<store::Context, std::int32_t> contexts_;
   std::pair<store::Context, std::int32_t> latest_context_{};

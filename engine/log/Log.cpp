@@ -60,23 +60,20 @@ void Insert(sql::Connection& db, const Entry& entry) {
 }  // namespace
 
 std::string HashOf(const Entry& entry, std::string_view before) {
-  system::Sha256 sha;
-  sha.Add("orvspc-log-1");
-  sha.Add(before);
   const auto seq = std::to_string(entry.seq), at = std::to_string(entry.at);
+  std::string bytes("orvspc-log-1");
+  bytes += before;
   for (const std::string_view column :
        {std::string_view(seq), std::string_view(at), std::string_view(entry.who),
         std::string_view(entry.system), std::string_view(entry.station),
         std::string_view(entry.operation), std::string_view(entry.object),
         std::string_view(entry.before), std::string_view(entry.after),
         std::string_view(entry.reason), std::string_view(entry.program)}) {
-    std::array<std::byte, 8> length{};
-    for (std::size_t i = 0; i < length.size(); ++i) {
-      length[i] = static_cast<std::byte>(column.size() >> (8 * i));
-    }
-    sha.Add(length);
-    sha.Add(column);
+    for (std::size_t i = 0; i < 8; ++i) bytes += static_cast<char>(column.size() >> (8 * i));
+    bytes += column;
   }
+  thread_local system::Sha256 sha;
+  sha.Add(bytes);
   return system::HexOf(sha.Finish());
 }
 

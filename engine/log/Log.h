@@ -8,21 +8,13 @@
 
 #include "engine/sql/Connection.h"
 #include "platform/Actor.h"
+#include "platform/LogEntry.h"
 
 // The log of a quality database: what was changed, when, by whom and why, in entries that each
 // carry a hash of all before them.
 namespace orvspc::engine::log {
 
-struct Entry {
-  std::int64_t seq = 0;  // 1, 2, 3, ... without gaps
-  std::int64_t at = 0;   // milliseconds since 1970 UTC, never less than those of the one before
-  std::string who, system, station;
-  std::string operation;      // "record", "edit-value", "limit", ...
-  std::string object;         // "subgroup 4711 test 3", "limit 12", "batch 88"
-  std::string before, after;  // canonical JSON; empty: there was, or is, nothing
-  std::string reason, program;
-  std::string hash;  // hexadecimal
-};
+using Entry = LogEntry;
 
 // SHA-256 of "orvspc-log-1", the hash of the entry before, and each column of the entry, in the
 // order of Entry up to program, as the eight bytes of its length and the bytes of its text; numbers

@@ -332,6 +332,18 @@ void LeaveOutUsual(CanonicalRecord& record, bool is_measured) {
   if (record.size == static_cast<double>(pieces)) record.size = 0.0;
 }
 
+void PutInUsual(CanonicalRecord& record, bool is_measured) {
+  if (!is_measured) return;
+  std::int32_t highest = 0;
+  std::size_t pieces = 0;
+  for (auto& piece : record.pieces) {
+    if (piece.sbno == 0) ++pieces;
+    if (piece.tsno == 0) piece.tsno = highest + 1;
+    highest = std::max(highest, piece.tsno);
+  }
+  if (record.size == 0.0) record.size = static_cast<double>(pieces);
+}
+
 std::string DigestOf(const CanonicalRecord& record) {
   system::Sha256 sha;
   sha.Add(log::CanonicalText(JsonOfValues(record)));

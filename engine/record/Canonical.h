@@ -72,6 +72,8 @@ CanonicalRecord RecordOf(const log::Json& json);
 // Of a record whose pieces are all numbered: leaves out the numbers that counting on gives, and the
 // size of a measured one that is the number of its pieces.
 void LeaveOutUsual(CanonicalRecord& record, bool is_measured);
+// The other way.
+void PutInUsual(CanonicalRecord& record, bool is_measured);
 
 // SHA-256 of the canonical text without descriptors and comments, which live on their own, in
 // hexadecimal digits.

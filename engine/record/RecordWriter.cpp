@@ -11,6 +11,7 @@
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/StreamWriter.h"
+#include "engine/store/batch_digest.h"
 #include "engine/store/subgroups.h"
 #include "platform/Enumerations.h"
 
@@ -219,6 +220,7 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
   struct Row {
     std::int64_t stream;
     store::Measurement measurement;
+    std::string_view label;
   };
   std::vector<Row> rows;
   rows.reserve(records_.size());
@@ -242,24 +244,30 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
     measurement.batch = batch;
     measurement.values = record->values;
     measurement.keys = record->keys;
-    rows.push_back({record->stream->id, measurement});
+    rows.push_back({record->stream->id, measurement, subgroup.label});
   }
   const auto key_of = [](const Row& row) {
     return std::tuple(row.stream, row.measurement.time, row.measurement.subgroup);
   };
   std::ranges::sort(rows, {}, key_of);
   store::StreamWriter writer(db_);
+  store::BatchDigest digest(db_);
   std::vector<store::Measurement> of_stream;
+  std::vector<std::string_view> labels;
   for (std::size_t begin = 0; begin < rows.size();) {
     of_stream.clear();
+    labels.clear();
     auto end = begin;
     for (; end < rows.size() && rows[end].stream == rows[begin].stream; ++end) {
       of_stream.push_back(rows[end].measurement);
+      labels.push_back(rows[end].label);
     }
+    if (batch != 0) digest.Add(rows[begin].stream, of_stream, labels);
     writer.Write(rows[begin].stream, of_stream);
     begin = end;
   }
   writer.Finish();
+  digest_ = digest.Finish(batch);
 }
 
 // Comments, descriptors, and the event of a value that should not be.

@@ -47,6 +47,8 @@ class RecordWriter {
   // batch: what the measurements name as theirs; 0: none.
   void Write(log::Writing& writing, std::int64_t batch);
 
+  // Of a batch that was written, see batch_digest.h.
+  const std::string& Digest() const { return digest_; }
   // A record as it is stored.
   CanonicalRecord Described(const Placed& placed) const;
 
@@ -73,6 +75,7 @@ class RecordWriter {
   std::unordered_map<std::string, std::size_t> places_;  // of subgroups, by what they are known by
   std::map<Source, Counter> counters_;
   std::pair<const std::map<std::string, std::string>*, std::int32_t> latest_context_{};
+  std::string digest_;
 };
 
 }  // namespace orvspc::engine::record

@@ -317,9 +317,7 @@ void Recorder::PerformBatch(Call& call) {
 void Recorder::AddBatch(log::Writing& writing, const RecordWriter& writer, std::int64_t batch,
                         std::size_t lines, const std::string& key) {
   const auto count = writer.Records().size();
-  system::Sha256 sha;
-  for (const auto& placed : writer.Records()) sha.Add(DigestOf(writer.Described(placed)));
-  const auto digest = system::HexOf(sha.Finish());
+  const auto& digest = writer.Digest();
   import::Run(*connection_,
               "INSERT INTO batch(id, kind, source, key, lines, records, digest, state, entry) "
               "VALUES(?1, 'record', '', ?2, ?3, ?4, ?5, 'stored', ?6)",

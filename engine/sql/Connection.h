@@ -165,6 +165,9 @@ class Connection {
   virtual void Execute(const std::string& sql) = 0;
   // The same for statements that define tables, which are written as SQLite spells them.
   virtual void Define(const std::string& sql) { Execute(sql); }
+  // Lets rows of a table only be added, each with the next whole number in this column, or ends
+  // that. Against accidents: whoever owns the table can end it. Inside a write transaction.
+  virtual void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) = 0;
   // For rows such as "part(id, name)".
   virtual std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) = 0;
 

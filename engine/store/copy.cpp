@@ -9,6 +9,9 @@
 #include <type_traits>
 #include <vector>
 
+#include "engine/log/Json.h"
+#include "engine/log/Log.h"
+#include "engine/log/Reading.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/MeasurementBuffer.h"
@@ -36,7 +39,9 @@ bool IsAsMade(sql::Connection& db) {
         table.name == "rule" || table.name == "rule_set" || table.name == "rule_set_member";
     return is_of_rules || !sql::Query(db, SelectStored(table)).Step();
   });
-  return has_only_rules && DigestOf(db) == DigestOfNew();
+  const bool has_first_entry_only =
+      sql::Query(db, "SELECT max(seq) FROM log").RunForInt().value_or(0) <= 1;
+  return has_only_rules && has_first_entry_only && DigestOf(db) == DigestOfNew();
 }
 
 class Copy {
@@ -54,7 +59,7 @@ class Copy {
     while (tests.Step()) streams_of_test_[tests.Int64(0)].push_back(tests.Int64(1));
   }
 
-  DatabaseDigest Run(const std::function<void(std::int64_t)>& progress) {
+  DatabaseDigest Run(const CopyActor& actor, const std::function<void(std::int64_t)>& progress) {
     InTarget([&] {
       if (!IsAsMade(to_)) throw std::runtime_error("the database to copy into holds data already");
       const auto tables = Tables();
@@ -62,11 +67,14 @@ class Copy {
         to_.Execute("DELETE FROM " + std::string(table->name));
       }
     });
+    CopyLog();
     for (const auto& table : Tables()) CopyTable(table);
     CopySubgroups();
     CopyMeasurements(progress);
     CopyCounters();
-    return Compare();
+    auto digest = Compare();
+    InTarget([&] { AddEntry(actor, digest); });
+    return digest;
   }
 
  private:
@@ -112,9 +120,39 @@ class Copy {
     return test ? TakesOfTest(*test, *subgroup) : Takes(*subgroup);
   }
 
-  void CopyTable(const Table& table) {
+  // In place of the entry that says how the other was made, which keeps its identity.
+  void CopyLog() {
+    constexpr Table kLog{
+        "log",
+        "seq:i at:i who:t system:t station:t operation:t object:t before:t after:t reason:t "
+        "program:t hash:t"};
+    InTarget([&] {
+      to_.KeepAppendOnly("log", "seq", false);
+      to_.Execute("DELETE FROM log");
+    });
+    CopyRows(kLog,
+             "SELECT seq, at, who, system, station, operation, object, before, after, reason, "
+             "program, hash FROM log ORDER BY seq");
+    InTarget([&] { to_.KeepAppendOnly("log", "seq", true); });
+  }
+
+  // Whose copy this is and of which state.
+  void AddEntry(const CopyActor& actor, const DatabaseDigest& digest) {
+    const auto head = log::ReadHead(from_);
+    log::Json after = {{"uuid", log::IdentityOf(to_)},
+                       {"source", head.uuid},
+                       {"head", head.hash},
+                       {"digest", digest.all}};
+    if (chosen_) after["selected"] = digest.measurements;
+    log::Writing(to_, actor.actor, actor.reason)
+        .Add("copy", "database", {}, log::CanonicalText(after));
+  }
+
+  void CopyTable(const Table& table) { CopyRows(table, SelectStored(table)); }
+
+  void CopyRows(const Table& table, std::string_view select_text) {
     const auto columns = ColumnsOf(table);
-    sql::Query select(from_, SelectStored(table));
+    sql::Query select(from_, select_text);
     const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
     while (select.Step()) {
       if (!Takes(select, columns)) continue;
@@ -209,8 +247,9 @@ class Copy {
 DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
                             const std::string& name_of_to,
                             const std::optional<std::vector<ChosenStream>>& chosen,
+                            const CopyActor& actor,
                             const std::function<void(std::int64_t)>& progress) {
-  return Copy(from, to, name_of_to, chosen).Run(progress);
+  return Copy(from, to, name_of_to, chosen).Run(actor, progress);
 }
 
 }  // namespace orvspc::engine::store

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/catalogue/References.h"
+#include "engine/store/RowBytes.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/tables.h"
@@ -17,36 +18,6 @@
 
 namespace orvspc::engine::store {
 namespace {
-
-// Values one after the other, each with its kind, so that no two rows read alike.
-class RowBytes {
- public:
-  void Null() { *Next(1) = 'n'; }
-  void Number(std::int64_t value) { Fixed('i', value); }
-  void Real(double value) { Fixed('r', value); }
-  void Text(std::string_view text) {
-    Fixed('t', static_cast<std::int64_t>(text.size()));
-    std::ranges::copy(text, Next(text.size()));
-  }
-  std::string_view Bytes() const { return {bytes_.data(), used_}; }
-  void Clear() { used_ = 0; }
-
- private:
-  template <class T>
-  void Fixed(char kind, T value) {
-    char* const at = Next(1 + sizeof value);
-    *at = kind;
-    std::memcpy(at + 1, &value, sizeof value);
-  }
-  // Room for so many more.
-  char* Next(std::size_t count) {
-    used_ += count;
-    if (used_ > bytes_.size()) bytes_.resize(2 * used_);
-    return bytes_.data() + used_ - count;
-  }
-  std::vector<char> bytes_;
-  std::size_t used_ = 0;
-};
 
 // A label as a number, never 0: itself and its length where that has room, otherwise the first
 // eight bytes of its SHA-256 with the highest bit set, so that the two never meet.
@@ -175,22 +146,14 @@ class Digester {
     row_.Clear();
     row_.Number(record.time);
     row_.Number(mark);
-    row_.Real(record.size);
-    row_.Number(record.flag);
-    const auto& context = cache_.contexts[cache_.PlaceOfContextOf(record.context, record.subgroup)];
-    for (std::size_t i = 0; i < context.size(); ++i) AddName(kContextKinds[i].kind, context[i]);
-    row_.Number(static_cast<std::int64_t>(record.values.size()));
-    for (const auto value : record.values) row_.Real(value);
-    if (ArePlain(record.keys)) return;
-    for (const auto& key : record.keys) {
-      row_.Number(key.Tsno);
-      row_.Number(key.Sbno);
-      for (const auto& kind : kRowKinds) AddName(kind.kind, key.*kind.member);
-    }
-  }
-
-  void AddName(catalogue::ItemKind kind, std::int32_t id) {
-    id == 0 ? row_.Null() : row_.Text(NameOf(kind, id));
+    const auto name_of = [&](catalogue::ItemKind kind, std::int32_t id) {
+      return NameOf(kind, id);
+    };
+    const auto add_context = [&] {
+      AddContext(row_, cache_.contexts[cache_.PlaceOfContextOf(record.context, record.subgroup)],
+                 name_of);
+    };
+    AddContent(row_, record, add_context, name_of);
   }
 
   void AddTable(const Table& table, system::Sha256& all) {

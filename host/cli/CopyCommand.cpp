@@ -33,7 +33,10 @@ std::function<void(std::int64_t)> Progress(Console& console) {
 int Run(const Arguments& arguments, Console& console) {
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   const std::string to = arguments.Required(kTo);
-  CopyOptions options{.selection = {}, .progress = Progress(console)};
+  CopyOptions options{.selection = {},
+                      .progress = Progress(console),
+                      .actor = ActorOf(arguments),
+                      .reason = ReasonOf(arguments)};
   if (IsNarrowed(arguments)) {
     const auto select = MakeSelection(arguments, kMax, database);
     select->IncludeVariableTests(true);
@@ -69,7 +72,7 @@ Command CopyCommand() {
           "events and everything else that belongs to no subgroup is copied whole. Both are "
           "compared at the end; the digest is the same for every database of the same content.",
           "orvspc copy --db q.db --to archive.db --until 2023-12-31",
-          Together(SelectionOptions(), std::vector<Option>{kMax, kTo}),
+          Together(SelectionOptions(), std::vector<Option>{kMax, kTo, kBy, kStation, kReason}),
           Run};
 }
 

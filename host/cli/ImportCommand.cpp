@@ -33,6 +33,9 @@ Choice<ImportKind> KindOption() {
 constexpr Option kIgnoreUnknown{"ignore-unknown", nullptr,
                                 "skip columns with unknown names instead of refusing the file"};
 
+constexpr Option kHashSource{"hash-source", nullptr,
+                             "also keep the SHA-256 of the file itself in the log"};
+
 // A line on a terminal that is written over, at most some ten times a second.
 std::function<void(std::int64_t, std::int64_t)> Progress(Console& console) {
   if (!console.err_is_terminal) return {};
@@ -106,7 +109,10 @@ int Run(const Arguments& arguments, Console& console) {
     const ClearedLine cleared{console};
     const ImportOptions options{.ignore_unknown = arguments.Has(kIgnoreUnknown),
                                 .progress = Progress(console),
-                                .waiting = Waiting(console, path)};
+                                .waiting = Waiting(console, path),
+                                .actor = ActorOf(arguments),
+                                .reason = ReasonOf(arguments),
+                                .hash_source = arguments.Has(kHashSource)};
     return QualityDatabase::ImportInto(path, file, kind, options);
   }();
   for (const Note& note : report.notes) {
@@ -125,7 +131,7 @@ Command ImportCommand() {
           "A file is stored whole or not at all. Values need the columns part, process, test, "
           "subgroup, time and value (or count). See also docs/how-to/import.md.",
           "orvspc import values.csv --db q.db",
-          {kDatabase, kListedKind, kIgnoreUnknown},
+          {kDatabase, kListedKind, kIgnoreUnknown, kBy, kStation, kReason, kHashSource},
           Run,
           1,
           Help};

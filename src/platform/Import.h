@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/Actor.h"
 #include "platform/Reports.h"
 
 namespace orvspc {
@@ -60,6 +62,11 @@ struct ImportOptions {
   // meanwhile; it must not throw.
   std::chrono::milliseconds patience{60000};
   std::function<void()> waiting = {};
+  // For the log.
+  Actor actor = {};
+  std::string reason = {};
+  // Also keep the SHA-256 of the file itself, which is read once more for that.
+  bool hash_source = false;
 };
 
 struct ImportReport {
@@ -67,6 +74,7 @@ struct ImportReport {
   std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
   std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
   std::int64_t new_names = 0;
+  std::int64_t batch = 0;  // the number of this import
   // Lines that were stored and are worth a second look, the first twenty of them.
   std::vector<Note> notes;
 };

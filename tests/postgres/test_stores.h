@@ -95,7 +95,8 @@ inline sqlite3* OpenBare(const std::string& path) {
   return db;
 }
 
-// Changes rows behind the back of the engine, without checks of foreign keys. Throws.
+// Changes rows behind the back of the engine, without checks of foreign keys and without triggers.
+// Throws.
 inline void ChangeRows(const std::string& path, std::string sql) {
   if (engine::sql::IsAddress(path)) {
     constexpr std::pair<std::string_view, std::string_view> kSpellings[] = {
@@ -115,6 +116,7 @@ inline void ChangeRows(const std::string& path, std::string sql) {
                        std::string(kZeroblob) + "SET session_replication_role = replica;" + sql);
   }
   sqlite3* const db = OpenBare(path);
+  sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   const bool done = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
   const std::string reason = sqlite3_errmsg(db);
   sqlite3_close(db);

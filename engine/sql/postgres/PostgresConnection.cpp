@@ -57,6 +57,32 @@ void PostgresConnection::Define(const std::string& sql) {
           SpellTables(sql));
 }
 
+void PostgresConnection::KeepAppendOnly(std::string_view table, std::string_view number,
+                                        bool is_kept) {
+  const std::string name(table), column(number), function = name + "_append_only";
+  if (!is_kept) {
+    // The triggers go with their function.
+    Execute("DROP FUNCTION " + function + "() CASCADE");
+    return;
+  }
+  Execute("CREATE FUNCTION " + function +
+          "() RETURNS trigger LANGUAGE plpgsql AS $body$ DECLARE next BIGINT; BEGIN "
+          "IF TG_OP = 'INSERT' THEN "
+          "EXECUTE format('SELECT coalesce(max(" +
+          column +
+          "), 0) + 1 FROM %I.%I', TG_TABLE_SCHEMA, TG_TABLE_NAME) INTO next; "
+          "IF NEW." +
+          column +
+          " = next THEN RETURN NEW; END IF; END IF; "
+          "RAISE EXCEPTION 'rows of " +
+          name +
+          " are only added'; END $body$; "
+          "CREATE TRIGGER " +
+          function + "_rows BEFORE INSERT OR UPDATE OR DELETE ON " + name +
+          " FOR EACH ROW EXECUTE FUNCTION " + function + "(); CREATE TRIGGER " + function +
+          "_all BEFORE TRUNCATE ON " + name + " EXECUTE FUNCTION " + function + "()");
+}
+
 std::unique_ptr<BulkRows> PostgresConnection::InsertMany(std::string_view row,
                                                          OnConflict conflict) {
   return std::make_unique<PostgresRows>(pipeline_, row, conflict);

@@ -23,6 +23,7 @@ class PostgresConnection final : public Connection {
   std::size_t PreparedCount() const override { return statements_.size(); }
   void Execute(const std::string& sql) override;
   void Define(const std::string& sql) override;
+  void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) override;
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override;
 
   void Begin(TransactionKind kind) override;

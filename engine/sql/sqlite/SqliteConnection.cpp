@@ -281,6 +281,23 @@ class SqliteConnection final : public Connection {
     Check(db_.get(), sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr));
   }
 
+  void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) override {
+    const std::string name(table), column(number);
+    // Without the one for INSERT, INSERT OR REPLACE would change a row.
+    const std::pair<std::string, std::string> triggers[] = {
+        {"UPDATE", ""},
+        {"DELETE", ""},
+        {"INSERT", " WHEN NEW." + column + " IS NOT (SELECT coalesce(max(" + column +
+                       "), 0) + 1 FROM " + name + ")"}};
+    for (const auto& [event, condition] : triggers) {
+      const auto trigger = name + "_append_only_" + event;
+      Execute(is_kept
+                  ? "CREATE TRIGGER " + trigger + " BEFORE " + event + " ON " + name + condition +
+                        " BEGIN SELECT RAISE(ABORT, 'rows of " + name + " are only added'); END"
+                  : "DROP TRIGGER " + trigger);
+    }
+  }
+
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override {
     std::string text = "INSERT INTO " + std::string(row) + " VALUES(?1";
     const auto commas = std::count(row.begin(), row.end(), ',');

@@ -1,0 +1,540 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/audit/DataCheck.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "engine/audit/Renamings.h"
+#include "engine/log/Json.h"
+#include "engine/record/Canonical.h"
+#include "engine/store/StoreCache.h"
+#include "engine/store/StreamWalk.h"
+#include "engine/store/batch_digest.h"
+#include "engine/store/subgroups.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::audit {
+namespace {
+
+using catalogue::ItemKind;
+using log::Entry;
+using log::Json;
+using enum catalogue::ItemKind;
+
+// A subgroup and test.
+struct Place {
+  std::int32_t subgroup = 0, test = 0;
+  friend auto operator<=>(const Place&, const Place&) = default;
+};
+
+// A record that came by itself.
+struct Made {
+  Place place;
+  std::int64_t seq = 0;
+  std::string digest;
+  bool is_seen = false;
+};
+
+// What the log says of a record that was changed.
+struct Changed {
+  std::int64_t first = 0, last = 0;  // entries
+  std::string before;                // of the first; empty: there was none
+  std::string digest;                // by the last; empty: it took the record out
+  std::int64_t batch = 0;            // that brought the record
+  bool is_seen = false;
+};
+
+struct Batch {
+  std::int64_t seq = 0, records = 0;
+  std::string digest;
+  bool is_undone = false;
+  // Of the stream at hand, and of those before it.
+  std::unique_ptr<store::StreamDigest> of_stream;
+  std::vector<std::pair<store::NamesOfStream, system::Sha256::Digest>> streams;
+  std::int64_t count = 0;
+};
+
+// A record as a batch brought it, which was changed since.
+struct Original {
+  std::int64_t stream = 0;
+  store::RecordKey key;
+  std::int64_t batch = 0;
+  std::string bytes;
+};
+
+Json ParseOf(const std::string& text) { return Json::parse(text, nullptr, false); }
+
+template <class T>
+T ValueOf(const Json& json, const char* key, T fallback) {
+  if (!json.is_object()) return fallback;
+  const auto found = json.find(key);
+  if (found == json.end()) return fallback;
+  if constexpr (std::is_same_v<T, std::string>) {
+    return found->is_string() ? found->get<std::string>() : fallback;
+  } else {
+    return found->is_number_integer() ? found->get<T>() : fallback;
+  }
+}
+
+class Checker {
+ public:
+  explicit Checker(sql::Connection& db) : db_(db), cache_(db) {
+    for (sql::Query types(db, "SELECT id FROM test WHERE type = ?1", ttVariable); types.Step();) {
+      measured_.push_back(types.Int(0));
+    }
+    std::ranges::sort(measured_);
+  }
+
+  LogCheck Run() {
+    check_ = log::CheckChain(db_, [&](const Entry& entry) { Take(entry); });
+    std::ranges::sort(made_, {}, &Made::place);
+    ReadSubgroups();
+    TakeOriginals();
+    auto original = originals_.begin();
+    auto streams = cache_.streams;
+    std::ranges::sort(streams, {}, &store::Stream::id);
+    for (const auto& stream : streams) CheckStream(stream, original);
+    CheckBatches();
+    CheckMissing();
+    return std::move(check_);
+  }
+
+ private:
+  // --- The log -----------------------------------------------------------------------------------
+
+  void Take(const Entry& entry) {
+    Place place;
+    if (std::sscanf(entry.object.c_str(), "subgroup %d test %d", &place.subgroup, &place.test) ==
+        2) {
+      return TakeChange(entry, place);
+    }
+    if (entry.operation == "record") return TakeRecords(entry);
+    if (entry.object.starts_with("batch ")) return TakeBatch(entry);
+    if (entry.operation == "rename") return TakeRenaming(entry);
+    if (entry.operation == "merge") latest_merge_ = entry.seq;
+    if (entry.operation == "copy" && ParseOf(entry.after).contains("selected")) {
+      selected_ = entry.seq;
+    }
+  }
+
+  void TakeChange(const Entry& entry, const Place& place) {
+    auto& changed = changed_[place];
+    if (changed.first == 0) {
+      changed.first = entry.seq;
+      changed.before = entry.before;
+    }
+    changed.last = entry.seq;
+    changed.digest = entry.after.empty() ? std::string()
+                                         : ValueOf(ParseOf(entry.after), "digest", std::string());
+  }
+
+  void TakeRecords(const Entry& entry) {
+    Place place;
+    if (std::sscanf(entry.object.c_str(), "subgroup %d", &place.subgroup) != 1) return;
+    const auto after = ParseOf(entry.after);
+    if (!after.is_object() || !after.contains("records")) return;
+    for (const auto& each : after["records"]) {
+      place.test = ValueOf(each, "test", 0);
+      made_.push_back({place, entry.seq, ValueOf(each, "digest", std::string()), false});
+    }
+  }
+
+  void TakeBatch(const Entry& entry) {
+    long long number = 0;
+    if (std::sscanf(entry.object.c_str(), "batch %lld", &number) != 1) return;
+    auto& batch = batches_[number];
+    if (batch.seq != 0) {
+      batch.is_undone = batch.is_undone || entry.operation.starts_with("undo");
+      return;
+    }
+    const auto after = ParseOf(entry.after);
+    batch.seq = entry.seq;
+    batch.digest = ValueOf(after, "digest", std::string());
+    if (!batch.digest.empty()) batch.records = ValueOf(after, "records", std::int64_t{0});
+  }
+
+  void TakeRenaming(const Entry& entry) {
+    const auto kind = ItemKindFromWord(entry.object.substr(0, entry.object.find(' ')));
+    if (!kind) return;
+    renamings_.Add(entry.seq, *kind, ValueOf(ParseOf(entry.before), "name", std::string()),
+                   ValueOf(ParseOf(entry.after), "name", std::string()));
+  }
+
+  // --- Names -------------------------------------------------------------------------------------
+
+  std::string_view NameOf(ItemKind kind, std::int32_t id, std::int64_t seq) {
+    const auto& names = cache_.Names(kind);
+    const auto found = names.find(id);
+    if (found == names.end()) return {};
+    return renamings_.NameAt(kind, found->second, seq);
+  }
+
+  store::NameOfItem NamesAt(std::int64_t seq) {
+    return [this, seq](ItemKind kind, std::int32_t id) { return NameOf(kind, id, seq); };
+  }
+
+  // The bytes of a context at the time of an entry.
+  std::string_view ContextBytes(std::int32_t id, std::int32_t subgroup, std::int64_t seq) {
+    const std::pair key{id, renamings_.EpochOf(seq)};
+    if (latest_context_ == key) return latest_bytes_;
+    const auto [at, is_new] = contexts_.try_emplace(key);
+    if (is_new) {
+      store::RowBytes row;
+      store::AddContext(row, cache_.contexts[cache_.PlaceOfContextOf(id, subgroup)], NamesAt(seq));
+      at->second = row.Bytes();
+    }
+    latest_context_ = key;
+    return latest_bytes_ = at->second;
+  }
+
+  void ReadSubgroups() {
+    store::ForEachSubgroup(db_, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
+      const auto id = static_cast<std::size_t>(each.id);
+      if (subgroups_.size() <= id) subgroups_.resize(id + 1);
+      subgroups_[id] = {labels_.size(), static_cast<std::uint32_t>(each.label.size()), each.part,
+                        each.process};
+      labels_ += each.label;
+    });
+  }
+
+  std::string_view LabelOf(std::int32_t subgroup) const {
+    const auto id = static_cast<std::size_t>(subgroup);
+    if (id >= subgroups_.size()) return {};
+    return std::string_view(labels_).substr(subgroups_[id].label, subgroups_[id].length);
+  }
+
+  std::string Called(const Place& place) {
+    return "#" + std::to_string(place.subgroup) + " " +
+           std::string(NameOf(Test, place.test, INT64_MAX));
+  }
+
+  bool IsMeasured(std::int32_t test) const { return std::ranges::binary_search(measured_, test); }
+
+  // --- Records as they were ----------------------------------------------------------------------
+
+  // What an entry says of the time before it; empty where that is none.
+  std::optional<record::CanonicalRecord> BeforeOf(const Changed& changed, std::int64_t& batch) {
+    auto json = ParseOf(changed.before);
+    if (!json.is_object()) return std::nullopt;
+    batch = ValueOf(json, "batch", std::int64_t{0});
+    json.erase("batch");
+    json.erase("changed");
+    try {
+      return record::RecordOf(json);
+    } catch (const Refused&) {
+      return std::nullopt;
+    }
+  }
+
+  void TakeOriginals() {
+    for (auto& [place, changed] : changed_) {
+      auto& number = changed.batch;
+      const auto before = BeforeOf(changed, number);
+      if (!before || number == 0) continue;
+      const auto batch = batches_.find(number);
+      const auto id = static_cast<std::size_t>(place.subgroup);
+      if (batch == batches_.end() || id >= subgroups_.size()) continue;
+      const auto& subgroup = subgroups_[id];
+      const auto stream = std::ranges::find_if(cache_.streams, [&](const store::Stream& each) {
+        return each.part == subgroup.part && each.process == subgroup.process &&
+               each.test == place.test;
+      });
+      if (stream == cache_.streams.end()) continue;
+      originals_.push_back({stream->id,
+                            {static_cast<std::int32_t>(before->time.value_or(0)), place.subgroup},
+                            number,
+                            BytesOf(*before, place.test, changed.first, batch->second.seq)});
+    }
+    std::ranges::sort(originals_, {},
+                      [](const Original& each) { return std::pair(each.stream, each.key); });
+  }
+
+  // As a batch of entry `to` brought it, by what entry `from` says.
+  std::string BytesOf(record::CanonicalRecord before, std::int32_t test, std::int64_t from,
+                      std::int64_t to) {
+    record::PutInUsual(before, IsMeasured(test));
+    // The names in place of identifiers, which count from 1.
+    std::vector<std::string> names;
+    const auto id_of = [&](ItemKind kind, const std::string& name) {
+      if (name.empty()) return 0;
+      names.emplace_back(renamings_.NameAt(kind, name, to, from));
+      return static_cast<std::int32_t>(names.size());
+    };
+    const store::NameOfItem name_of = [&](ItemKind, std::int32_t id) -> std::string_view {
+      return names[static_cast<std::size_t>(id) - 1];
+    };
+    store::Context context{};
+    for (std::size_t i = 0; i < context.size(); ++i) {
+      const auto& kind = store::kContextKinds[i];
+      const auto given = before.context.find(std::string(kind.column));
+      if (given != before.context.end()) context[i] = id_of(kind.kind, given->second);
+    }
+    std::vector<double> values;
+    std::vector<store::RowKey> keys;
+    for (const auto& piece : before.pieces) {
+      values.push_back(piece.value);
+      keys.push_back({id_of(Serial, piece.serial), piece.tsno, piece.sbno,
+                      id_of(Defect, piece.defect), id_of(Gage, piece.gage)});
+    }
+    store::RowBytes of_context, row;
+    store::AddContext(of_context, context, name_of);
+    store::AddRecord(row,
+                     {static_cast<std::int32_t>(before.time.value_or(0)), 0, 0, before.size,
+                      before.flag, 0, 0, values, keys},
+                     before.label, of_context.Bytes(), name_of);
+    return std::string(row.Bytes());
+  }
+
+  // The digest of a record that is stored, as the entry had it.
+  std::string DigestAt(const store::Stream& stream, const store::RecordView& view,
+                       std::int64_t seq) {
+    const auto name_of = NamesAt(seq);
+    const auto name = [&](ItemKind kind, std::int32_t id) {
+      return id == 0 ? std::string() : std::string(name_of(kind, id));
+    };
+    record::CanonicalRecord all;
+    all.part = name(Part, stream.part);
+    all.process = name(Process, stream.process);
+    all.test = name(Test, stream.test);
+    all.label = LabelOf(view.Subgroup());
+    all.time = view.Time();
+    for (std::size_t row = 0; row < view.Count(); ++row) {
+      const auto key = view.Key(row);
+      all.pieces.push_back({view.Value(row), key.Tsno, key.Sbno, name(Serial, key.Sn),
+                            name(Gage, key.Gage), name(Defect, key.Def)});
+    }
+    all.size = view.Size();
+    all.flag = view.Flag();
+    const auto& context = cache_.contexts[cache_.PlaceOfContextOf(view)];
+    for (std::size_t i = 0; i < context.size(); ++i) {
+      const auto& kind = store::kContextKinds[i];
+      if (context[i] != 0) all.context[std::string(kind.column)] = name(kind.kind, context[i]);
+    }
+    record::LeaveOutUsual(all, IsMeasured(stream.test));
+    return record::DigestOf(all);
+  }
+
+  // --- What is stored ----------------------------------------------------------------------------
+
+  store::StreamDigest& DigestIn(Batch& batch) {
+    if (!batch.of_stream) batch.of_stream = std::make_unique<store::StreamDigest>();
+    if (batch.of_stream->Count() == 0) of_this_stream_.push_back(&batch);
+    return *batch.of_stream;
+  }
+
+  void AddOriginals(std::vector<Original>::iterator& original, const store::Stream& stream,
+                    const std::optional<store::RecordKey>& until) {
+    while (original != originals_.end() && original->stream == stream.id &&
+           (!until || original->key < *until)) {
+      DigestIn(batches_[original->batch]).Add(original->key, original->bytes);
+      ++original;
+    }
+  }
+
+  void CheckStream(const store::Stream& stream, std::vector<Original>::iterator& original) {
+    of_this_stream_.clear();
+    store::ForEachRecord(db_, stream.id, [&](const store::RecordView& view) {
+      AddOriginals(original, stream, view.Key());
+      CheckRecord(stream, view);
+    });
+    AddOriginals(original, stream, std::nullopt);
+    for (auto* const batch : of_this_stream_) {
+      const auto name = [&](ItemKind kind, std::int32_t id) {
+        return std::string(NameOf(kind, id, batch->seq));
+      };
+      batch->count += batch->of_stream->Count();
+      batch->streams.push_back(
+          {{name(Part, stream.part), name(Process, stream.process), name(Test, stream.test)},
+           batch->of_stream->Finish()});
+    }
+  }
+
+  void CheckRecord(const store::Stream& stream, const store::RecordView& view) {
+    const Place place{view.Subgroup(), stream.test};
+    const auto entry = view.Entry(), number = view.Batch();
+    const auto changed = changed_.empty() ? changed_.end() : changed_.find(place);
+    if (changed != changed_.end() || entry != 0) {
+      return CheckChanged(place, changed, stream, view);
+    }
+    if (number == 0) return CheckMade(place, stream, view);
+    const auto found = batches_.find(number);
+    if (found == batches_.end()) {
+      return Find(Called(place) + ": names batch " + std::to_string(number) +
+                  ", of which the log has no entry");
+    }
+    auto& batch = found->second;
+    ++check_.records;
+    if (!names_of_batch_ || seq_of_names_ != batch.seq) {
+      names_of_batch_ = NamesAt(batch.seq);
+      seq_of_names_ = batch.seq;
+    }
+    DigestIn(batch).Add(view.Copy(values_, keys_), LabelOf(place.subgroup),
+                        ContextBytes(view.Context(), place.subgroup, batch.seq), names_of_batch_);
+  }
+
+  using ChangedRecords = std::map<Place, Changed>;
+
+  void CheckChanged(const Place& place, ChangedRecords::iterator changed,
+                    const store::Stream& stream, const store::RecordView& view) {
+    ++check_.records;
+    if (changed == changed_.end()) {
+      return Find(Called(place) + ": names entry " + std::to_string(view.Entry()) +
+                  ", and the log has none about it");
+    }
+    changed->second.is_seen = true;
+    const auto last = changed->second.last;
+    const auto name = "entry " + std::to_string(last);
+    if (changed->second.digest.empty())
+      return Find(Called(place) + ": is there, and " + name + " took it out");
+    if (view.Entry() != last) {
+      return Find(Called(place) + ": does not name " + name + ", the newest about it");
+    }
+    if (DigestAt(stream, view, last) != changed->second.digest) {
+      Find(Called(place) + ": differs from what " + name + " stored");
+    }
+  }
+
+  Made* FindMade(const Place& place) {
+    const auto found = std::ranges::lower_bound(made_, place, {}, &Made::place);
+    return found != made_.end() && found->place == place ? &*found : nullptr;
+  }
+
+  void CheckMade(const Place& place, const store::Stream& stream, const store::RecordView& view) {
+    auto* const made = FindMade(place);
+    if (made == nullptr) {
+      ++check_.unproved;
+      return;
+    }
+    ++check_.records;
+    made->is_seen = true;
+    if (DigestAt(stream, view, made->seq) != made->digest) {
+      Find(Called(place) + ": differs from what entry " + std::to_string(made->seq) + " stored");
+    }
+  }
+
+  void CheckBatches() {
+    std::int64_t undone = 0, left_out = 0, merged = 0;
+    for (auto& [number, batch] : batches_) {
+      const auto name = "batch " + std::to_string(number);
+      if (batch.seq == 0 || (batch.digest.empty() && batch.streams.empty())) continue;
+      if (batch.is_undone) {
+        ++undone;
+        continue;
+      }
+      if (batch.seq < selected_) {
+        ++left_out;
+        continue;
+      }
+      ++check_.batches;
+      if (store::DigestOfStreams(std::move(batch.streams)) == batch.digest) continue;
+      if (batch.seq < latest_merge_) {
+        --check_.batches;
+        ++merged;
+        continue;
+      }
+      const auto entry = "entry " + std::to_string(batch.seq);
+      Find(name + ": differs from what " + entry + " stored" +
+           (batch.count == batch.records ? std::string()
+                                         : ", " + std::to_string(batch.count) + " records for " +
+                                               std::to_string(batch.records)));
+    }
+    const auto note = [&](std::int64_t count, const std::string& text) {
+      if (count != 0) check_.notes.push_back(std::to_string(count) + " " + text);
+    };
+    note(undone, "batches were undone");
+    note(left_out, "batches cannot be checked: entry " + std::to_string(selected_) +
+                       " copied a selection of their records");
+    note(merged,
+         "batches cannot be checked: entry " + std::to_string(latest_merge_) + " merged items");
+    note(check_.unproved, "records were there before the log, which proves nothing about them");
+  }
+
+  // What the log stored, is not there, and was taken out by no entry.
+  void CheckMissing() {
+    const auto missing = [&](const Place& place, std::int64_t seq) {
+      if (seq > selected_) {
+        Find(Called(place) + ": is missing; entry " + std::to_string(seq) + " stored it");
+      }
+    };
+    for (const auto& each : made_) {
+      if (!each.is_seen && !changed_.contains(each.place)) missing(each.place, each.seq);
+    }
+    for (const auto& [place, changed] : changed_) {
+      const auto came_by = batches_.find(changed.batch);
+      const bool is_undone = came_by != batches_.end() && came_by->second.is_undone;
+      if (!changed.is_seen && !changed.digest.empty() && !is_undone) {
+        missing(place, changed.last);
+      }
+      // What came by itself is what the first change found.
+      const auto* const made = FindMade(place);
+      std::int64_t batch = 0;
+      const auto before = made == nullptr ? std::nullopt : BeforeOf(changed, batch);
+      if (before && record::DigestOf(Earlier(*before, changed.first, made->seq)) != made->digest) {
+        Find(Called(place) + ": entry " + std::to_string(changed.first) +
+             " found something else than entry " + std::to_string(made->seq) + " stored");
+      }
+    }
+  }
+
+  // With the names of an earlier entry.
+  record::CanonicalRecord Earlier(record::CanonicalRecord all, std::int64_t from, std::int64_t to) {
+    const auto back = [&](ItemKind kind, std::string& name) {
+      name = std::string(renamings_.NameAt(kind, name, to, from));
+    };
+    back(Part, all.part);
+    back(Process, all.process);
+    back(Test, all.test);
+    for (const auto& kind : store::kContextKinds) {
+      const auto given = all.context.find(std::string(kind.column));
+      if (given != all.context.end()) back(kind.kind, given->second);
+    }
+    for (auto& piece : all.pieces) {
+      back(Serial, piece.serial);
+      back(Gage, piece.gage);
+      back(Defect, piece.defect);
+    }
+    return all;
+  }
+
+  void Find(std::string text) { log::AddFind(check_, std::move(text)); }
+
+  struct SubgroupPlace {
+    std::size_t label = 0;
+    std::uint32_t length = 0;
+    std::int32_t part = 0, process = 0;
+  };
+
+  sql::Connection& db_;
+  store::StoreCache cache_;
+  LogCheck check_;
+  std::vector<std::int32_t> measured_;  // tests
+  std::vector<Made> made_;
+  ChangedRecords changed_;
+  std::unordered_map<std::int64_t, Batch> batches_;
+  std::vector<Original> originals_;
+  Renamings renamings_;
+  std::int64_t selected_ = 0, latest_merge_ = 0;
+  std::string labels_;
+  std::vector<SubgroupPlace> subgroups_;
+  std::vector<Batch*> of_this_stream_;
+  store::NameOfItem names_of_batch_;
+  std::int64_t seq_of_names_ = 0;
+  std::map<std::pair<std::int32_t, std::int64_t>, std::string> contexts_;
+  std::pair<std::int32_t, std::int64_t> latest_context_{-1, -1};
+  std::string_view latest_bytes_;
+  std::vector<double> values_;
+  std::vector<store::RowKey> keys_;
+};
+
+}  // namespace
+
+LogCheck CheckLogAndData(sql::Connection& db) { return Checker(db).Run(); }
+
+}  // namespace orvspc::engine::audit
