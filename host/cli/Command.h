@@ -56,6 +56,7 @@ Command BackupCommand();
 Command CheckCommand();
 Command SetCommand();
 Command EditCommand();
+Command ImportsCommand();
 Command CommentCommand();
 Command DemoCommand();
 

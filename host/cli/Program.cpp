@@ -25,10 +25,10 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand,  ListCommand,   ChartCommand,  CapabilityCommand, ParetoCommand,
-    DataCommand,    EventsCommand, StatesCommand, ComplianceCommand, ShowCommand,
-    CopyCommand,    BackupCommand, CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, DemoCommand};
+    ImportCommand,  ListCommand,    ChartCommand,  CapabilityCommand, ParetoCommand,
+    DataCommand,    EventsCommand,  StatesCommand, ComplianceCommand, ShowCommand,
+    CopyCommand,    BackupCommand,  CheckCommand,  SetCommand,        EditCommand,
+    CommentCommand, ImportsCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
