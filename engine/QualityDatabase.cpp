@@ -22,6 +22,7 @@
 #include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
+#include "engine/store/phases.h"
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -42,6 +43,12 @@ std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view 
     sql::Query query(db, text, values...);
     return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
   });
+}
+
+void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::string& reason,
+                 const std::function<void(log::Writing&)>& work) {
+  const auto store = store::SqlStoreOf(database);
+  store::Guarded(*store, [&] { store->Write(actor, reason, work); });
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
@@ -144,10 +151,14 @@ const std::vector<SettingKind>& SettingKinds() {
        "codes that an alarm needs before it is closed: cause (acc), action (cac)",
        {"acc cac", "acc", "cac", "none"}},
       {"alarm_horizon", "7", "days behind the newest point in which values raise alarms", {}},
+      {"approval",
+       "one",
+       "whether who proposed control limits may approve them, or another must",
+       {"one", "two"}},
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
       {"subgroup_size",
        "0",
-       "values that belong to a subgroup when it is recorded, 0 for any number; of one stream: "
+       "values of a subgroup when it is recorded, 0 for any number; of one stream it is "
        "subgroup_size:PART/PROCESS/TEST",
        {},
        true},
@@ -502,6 +513,44 @@ std::string QualityDatabase::SubgroupLabel(std::int32_t subgroup) const {
   });
 }
 
+std::vector<std::pair<std::int32_t, std::string>> QualityDatabase::SubgroupLabels(
+    std::span<const std::int32_t> subgroups) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return store::ReadLabels(db, subgroups);
+  });
+}
+
+std::vector<SubgroupComment> QualityDatabase::Comments(
+    std::span<const std::int32_t> subgroups) const {
+  if (subgroups.empty()) return {};
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<SubgroupComment> comments;
+    sql::Query query(db, sql::ManyRows{64},
+                     "SELECT subgroup, test, tsno, time, employee, note FROM comment "
+                     "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, time, id",
+                     subgroups.front(), subgroups.back());
+    while (query.Step()) {
+      if (!std::ranges::binary_search(subgroups, query.Int(0))) continue;
+      auto& row = comments.emplace_back();
+      query.Read(row.subgroup, row.test, row.tsno, row.time, row.employee, row.note);
+    }
+    return comments;
+  });
+}
+
+std::vector<ListedEvent> QualityDatabase::EventsOfSubgroups(std::int64_t from,
+                                                            std::int64_t to) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<ListedEvent> events;
+    for (const auto& row : store::EventsOfSubgroups(db, from, to)) {
+      events.push_back({row.id, row.type, row.name, row.employee, row.process, row.part, row.test,
+                        row.acc, row.acc_employee, row.cac, row.cac_employee, row.flag, row.time,
+                        row.subgroup_time, row.acc_time, row.cac_time});
+    }
+    return events;
+  });
+}
+
 QualityDatabase::BinNames QualityDatabase::BinNamesOf(std::int32_t resource,
                                                       const API_PAOptions& options) const {
   return [database = database_, names = pareto::BinNamesOf(*database_, resource, options)](
@@ -521,6 +570,20 @@ std::optional<ProcessState> QualityDatabase::StateBefore(std::int32_t process,
   });
 }
 
+std::vector<ProcessState> QualityDatabase::StatesBetween(std::int32_t process, std::int64_t from,
+                                                         std::int64_t to) const {
+  if (process == 0) return {};  // the log would read it as every process
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    const auto& names = store.Cache().Names(ItemKind::StateCode);
+    std::vector<ProcessState> states;
+    for (const auto& row : store::ReadStateLog(db, process, from, to)) {
+      states.push_back(
+          {row.process, row.state, row.type, catalogue::NameOf(names, row.state), row.time});
+    }
+    return states;
+  });
+}
+
 std::vector<RuleSet> QualityDatabase::RuleSets() const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
     std::vector<RuleSet> sets;
@@ -537,6 +600,17 @@ void QualityDatabase::UseRuleSet(std::string_view name) {
   if (found == sets.end())
     store::Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
   store->UseRuleNumbers(found->numbers);
+}
+
+std::vector<std::string> QualityDatabase::SettingNames() const {
+  std::vector<std::string> names;
+  for (const auto& kind : SettingKinds()) names.emplace_back(kind.name);
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+    for (const auto& [name, value] : store.Cache().settings) {
+      if (name.find(':') != std::string::npos && FindSettingKind(name)) names.push_back(name);
+    }
+    return names;
+  });
 }
 
 std::string QualityDatabase::Setting(std::string_view name) const {
@@ -572,6 +646,31 @@ void QualityDatabase::Set(std::string_view name, std::string_view value, const A
     });
   });
 }
+
+std::vector<Phase> QualityDatabase::Phases() const {
+  return store::Read(*database_,
+                     [](store::SqlStore& store, sql::Connection&) { return store.Cache().phases; });
+}
+
+Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
+  Phase added;
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { added = store::AddPhase(writing, phase); });
+  return added;
+}
+
+void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
+                               const std::string& reason) {
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { store::EndPhase(writing, id, finish); });
+}
+
+void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
+  WriteLogged(*database_, actor, reason,
+              [&](log::Writing& writing) { store::RemovePhase(writing, id); });
+}
+
+void QualityDatabase::JoinPhases(bool join) { store::SqlStoreOf(*database_)->JoinPhases(join); }
 
 ShiftPlan QualityDatabase::Shifts() const {
   return {time::ParseTimesOfDay(Setting("shift_starts"))
@@ -616,12 +715,14 @@ std::vector<ControlLimits> LimitRows(sql::Connection& db, const StreamKey& strea
   using Row = ControlLimits;
   return sql::Query(db,
                     "SELECT coalesce(process, 0), effective, mean, sp, spl, sw, swl, start, "
-                    "finish, chart_word FROM control_limit WHERE part = ?1 AND test = ?2 "
-                    "AND status = 'active' AND coalesce(process, 0) IN (0, ?3) "
+                    "finish, chart_word, used, id, until FROM control_limit WHERE part = ?1 "
+                    "AND test = ?2 AND status IN ('active', 'retired') "
+                    "AND (until IS NULL OR until > effective) AND coalesce(process, 0) IN (0, ?3) "
                     "ORDER BY effective, coalesce(process, 0), id",
                     stream.part, stream.test, stream.process)
       .All<Row>(&Row::process, &Row::effective, &Row::mean, &Row::sp, &Row::spl, &Row::sw,
-                &Row::swl, &Row::start, &Row::finish, &Row::chart_word);
+                &Row::swl, &Row::start, &Row::finish, &Row::chart_word, &Row::used, &Row::id,
+                &Row::until);
 }
 
 template <>
@@ -647,11 +748,20 @@ std::vector<NetContents> LimitRows(sql::Connection& db, const StreamKey& stream)
                 &Row::factor, &Row::name);
 }
 
+// Empty: without an end.
+template <class Row>
+std::int64_t UntilOf(const Row& row) {
+  if constexpr (std::is_same_v<Row, ControlLimits>) {
+    if (row.until) return *row.until;
+  }
+  return catalogue::kNever;
+}
+
 // Rows that one takes over from another: the same time, and of control limits the same process.
 template <class Row>
 bool Replaces(const Row& newer, const Row& older) {
   if constexpr (std::is_same_v<Row, ControlLimits>) {
-    if (newer.process != older.process) return false;
+    if (newer.process != older.process || UntilOf(newer) < UntilOf(older)) return false;
   }
   return newer.effective == older.effective;
 }
@@ -675,7 +785,8 @@ std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
 template <class Row>
 std::optional<Row> QualityDatabase::InForce(const StreamKey& stream, std::int64_t time) const {
   auto rows = Versions<Row>(stream);
-  const auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  auto after = std::ranges::upper_bound(rows, time, {}, &Row::effective);
+  while (after != rows.begin() && UntilOf(*std::prev(after)) <= time) --after;
   return after == rows.begin() ? std::nullopt : std::optional(std::move(*std::prev(after)));
 }
 

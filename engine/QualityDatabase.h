@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/Embedded.h"
@@ -18,9 +19,11 @@
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
+#include "platform/LimitRecords.h"
 #include "platform/LogEntry.h"
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
+#include "platform/Phase.h"
 #include "platform/SelectionRecord.h"
 
 // The data of a quality database, for hosts: what it holds, by name, and how files get into it.
@@ -90,6 +93,26 @@ struct ProcessState {
   std::int32_t since = 0;
 };
 
+// --- What people wrote beside the values ---------------------------------------------------------
+
+// A comment as it was typed.
+struct SubgroupComment {
+  std::int32_t subgroup = 0, test = 0;  // test 0: of the whole subgroup
+  std::int32_t tsno = 0, time = 0, employee = 0;
+  std::string note;
+};
+
+// An event; identifiers are 0 and times empty where there is none.
+struct ListedEvent {
+  std::int32_t id = 0, type = 0;  // type: EventTypes
+  std::int32_t name = 0;          // of the kind EventName
+  std::int32_t employee = 0, process = 0, part = 0, test = 0;
+  std::int32_t acc = 0, acc_employee = 0, cac = 0, cac_employee = 0;
+  std::int32_t flag = 0;  // EventFlags
+  std::int32_t time = 0;
+  std::optional<std::int32_t> subgroup_time, acc_time, cac_time;
+};
+
 // --- Rows of limits: fields are named like the columns of their import ---------------------------
 
 struct SpecificationLimits {
@@ -107,6 +130,9 @@ struct ControlLimits {
   double mean = 0.0, sp = 0.0, spl = 0.0, sw = 0.0, swl = 0.0;  // a sigma of 0: not given
   std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
   std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
+  std::int32_t used = 0;               // subgroups behind them; 0: not known
+  std::int32_t id = 0;
+  std::optional<std::int32_t> until;  // when they no longer hold; empty: without an end
 };
 
 struct Opportunities {
@@ -395,6 +421,14 @@ class QualityDatabase {
   // What the import file called a subgroup; empty for an unknown identifier.
   std::string SubgroupLabel(std::int32_t subgroup) const;
 
+  // The same of those with these identifiers, which ascend. Unknown ones are left out.
+  std::vector<std::pair<std::int32_t, std::string>> SubgroupLabels(
+      std::span<const std::int32_t> subgroups) const;
+  // Comments of these subgroups, whose identifiers ascend: by subgroup, time and age.
+  std::vector<SubgroupComment> Comments(std::span<const std::int32_t> subgroups) const;
+  // Events that name the time of a subgroup from one up to and with another, by their own time.
+  std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
+
   // Names of the bins of a Pareto analysis: called with level (0 to 2) and identifier.
   //
   // resource  one of paResourceTypes
@@ -409,15 +443,55 @@ class QualityDatabase {
   // ControlLimits, Opportunities or NetContents.
   //
   // Versions  by effective time; of rows with one time the newest, which replaced the others. Of
-  //           control limits those for any process, too, before those for the process itself.
-  // InForce   the last version that is effective at a time; empty: none yet.
+  //           control limits those for any process, too, before those for the process itself, and
+  //           also those that were retired, which hold for their own time.
+  // InForce   the last version that is effective at a time; empty: none.
   template <class Row>
   std::vector<Row> Versions(const StreamKey& stream) const;
   template <class Row>
   std::optional<Row> InForce(const StreamKey& stream, std::int64_t time) const;
 
+  // The life of control limits. What changes a row needs a reason, adds an entry to the log, and is
+  // refused (Refused, Conflict) with nothing changed.
+  //
+  // ComputeLimits   out of the chart of a window; stores nothing
+  // ProposeLimits   the same, stored as a proposed row, which holds nowhere. Returns its number
+  // ApproveLimits   it holds from a time on; rows that held end there
+  // RejectLimits    it never holds
+  // RetireLimits    it holds up to and without a time; charts of before stay as they are
+  // VoidLimits      it was wrong and holds nowhere; what it replaced holds again
+  // FreezeLimits    computes, proposes and approves at once. Returns the number of the row
+  LimitProposal ComputeLimits(const LimitRequest& request) const;
+  std::int32_t ProposeLimits(const LimitRequest& request, const ChangeOptions& options);
+  void ApproveLimits(std::int32_t id, const LimitApproval& approval, const ChangeOptions& options);
+  void RejectLimits(std::int32_t id, const ChangeOptions& options);
+  void RetireLimits(std::int32_t id, std::int32_t at, const ChangeOptions& options);
+  void VoidLimits(std::int32_t id, const ChangeOptions& options);
+  std::int32_t FreezeLimits(const LimitRequest& request, const LimitApproval& approval,
+                            const ChangeOptions& options);
+
+  // Rows of control limits in every state, by part, test, process and time; of one part, process or
+  // test where the key has one.
+  std::vector<ListedLimit> ListLimits(const StreamKey& of = {}) const;
+  LimitDetails ShowLimits(std::int32_t id) const;
+  // Two rows, or a row and the limits computed of a window.
+  LimitComparison CompareLimits(std::int32_t first, std::int32_t second) const;
+  LimitComparison CompareLimits(std::int32_t first, const LimitRequest& window) const;
+
+  // When limits are proposed anew; 0 in the key: any. Returns the number of the policy.
+  std::vector<BaselinePolicy> BaselinePolicies() const;
+  std::int32_t SetBaselinePolicy(const StreamKey& of, std::string_view preset,
+                                 const ChangeOptions& options);
+  // Proposes limits where the policy of a stream says so; nothing is approved. The reason may be
+  // left to it.
+  std::vector<LimitReview> ReviewLimits(const StreamKey& of, const ChangeOptions& options);
+
   // The state of a process just before a time; empty: no record before it. One indexed read.
   std::optional<ProcessState> StateBefore(std::int32_t process, std::int64_t time) const;
+
+  // Its records from a time up to and with another, by time.
+  std::vector<ProcessState> StatesBetween(std::int32_t process, std::int64_t from,
+                                          std::int64_t to) const;
 
   // Rule sets of the database.
   std::vector<RuleSet> RuleSets() const;
@@ -425,6 +499,22 @@ class QualityDatabase {
   // stored alarms (graphs 2 and 3: rule 1 alone). An empty name goes back to the stored alarms.
   // Pre-control rules stay on beside every other set.
   void UseRuleSet(std::string_view name);
+
+  // Phases of streams, by start. In no stream do two of them overlap.
+  std::vector<Phase> Phases() const;
+  // Adds a phase and returns it as it is stored: with identifier, reason, who and when.
+  //
+  // part, process, test  identifiers; 0: any
+  // Refusals             no name or reason, an end that is not after the start, limits frozen after
+  //                      1 point, another phase that overlaps in a stream
+  Phase AddPhase(const Phase& phase, const Actor& actor, const std::string& reason);
+  // Gives a phase another end, which lies behind it.
+  void EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
+                const std::string& reason);
+  void RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason);
+  // Lets analyses of this open database take all phases but excluded ones together, as if there
+  // were none; with false each by itself again.
+  void JoinPhases(bool join);
 
   // --- Changes. Each is one transaction with its entries in the log and its events. They throw
   // Refused for what cannot be stored and Conflict where somebody else was quicker; nothing has
@@ -477,7 +567,9 @@ class QualityDatabase {
   void SetActive(ItemKind kind, std::string_view name, bool is_active,
                  const ChangeOptions& options);
 
-  // The stored value of a setting, else its fallback. Names are those of SettingKinds.
+  // The settings that there are: those of SettingKinds, and those of streams that were stored.
+  std::vector<std::string> SettingNames() const;
+  // The stored value of a setting, else its fallback.
   std::string Setting(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view name, std::string_view value, const Actor& actor = {},

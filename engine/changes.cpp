@@ -12,6 +12,7 @@
 #include "engine/change/Merge.h"
 #include "engine/change/Records.h"
 #include "engine/change/version.h"
+#include "engine/change_once.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/subgroups.h"
 #include "platform/Enumerations.h"
@@ -21,24 +22,6 @@ namespace orvspc {
 using namespace engine;
 
 namespace {
-
-// Ends a dry run, so that nothing of it stays.
-struct DryRun {};
-
-void Change(EmbeddedDatabase& database, const ChangeOptions& options,
-            const std::function<void(log::Writing&)>& work) {
-  const auto store = store::SqlStoreOf(database);
-  store::Guarded(*store, [&] {
-    try {
-      store->Write(options.actor, options.reason, [&](log::Writing& writing) {
-        work(writing);
-        if (options.dry_run) throw DryRun();
-      });
-    } catch (const DryRun&) {
-      // As asked.
-    }
-  });
-}
 
 using Records = std::vector<change::StoredRecord>;
 

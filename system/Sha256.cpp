@@ -62,7 +62,15 @@ struct Sha256::State {
   ~State() { EVP_MD_CTX_free(context); }
 };
 
-Sha256::Sha256() : state_(std::make_unique<State>()) { state_->Begin(EVP_sha256()); }
+// A copy of one that has begun, for the same reason.
+Sha256::Sha256() : state_(std::make_unique<State>()) {
+  static const auto begun = [] {
+    auto state = std::make_unique<State>();
+    state->Begin(EVP_sha256());
+    return state;
+  }();
+  Check(state_->context != nullptr && EVP_MD_CTX_copy_ex(state_->context, begun->context) == 1);
+}
 
 void Sha256::Add(std::span<const std::byte> bytes) {
   Check(EVP_DigestUpdate(state_->context, bytes.data(), bytes.size()) == 1);

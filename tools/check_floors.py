@@ -24,7 +24,7 @@ LIBRARY = SELECT_AND_BELOW + ANALYSES
 # What the engine shows: hosts include these of its headers and no other.
 ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
 
-SQL = ["platform", "engine/time", "engine/sql"]
+SQL = ["platform", "system", "engine/time", "engine/sql"]
 LOG = SQL + ["system", "engine/schema", "engine/log"]
 STORE = LOG + ["engine/catalogue", "engine/store", "engine/statistics"]
 CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
@@ -55,10 +55,11 @@ LAYERS = {
     "engine/audit": STORE + ["engine/record"],
     "engine/alarms": STORE + ["engine/charts"],
     "engine/charts": CALCULATION,
+    "engine/limits": CALCULATION + ["engine/charts", "engine/change", "engine/log", "engine/sql"],
     "engine/capability": CALCULATION,
     "engine/pareto": CALCULATION,
     "engine/compliance": CALCULATION,
-    "engine": ["platform"],
+    "engine": ["platform", "system"],
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
     "host/render/states": FAMILY_BASE + ["host/render/events"],

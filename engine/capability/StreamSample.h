@@ -18,13 +18,16 @@ namespace orvspc::engine::capability {
 // The values that count of one part, process and test.
 struct StreamSample {
   std::int32_t part = 0, process = 0, test = 0;
+  std::int32_t phase = -1;                              // among all phases; -1: none
   std::int32_t oldest = INT32_MAX, newest = INT32_MIN;  // times of its subgroups
   statistics::Sample sample = {};
 };
 
 // Reads the piece values of the subgroups of variable tests that count: the enabled ones; where the
-// selection asks for none of those, all that it asks for. Streams by the order of their reading;
-// one without values is left out. False on a failure, which the store keeps.
+// selection asks for none of those, all that it asks for. Of a stream with phases those of the
+// newest phase alone, which a note says, unless the store joins them; nothing of excluded ones.
+// Streams by the order of their reading; one without values is left out. False on a failure, which
+// the store keeps.
 bool ReadStreams(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                  std::vector<StreamSample>& streams);
 

@@ -18,6 +18,14 @@ SpecLimits Read(std::int32_t flags, double usl, double target, double lsl) {
 
 }  // namespace
 
+std::string LimitFigureColumns() {
+  std::string columns;
+  for (const auto& each : kLimitFigures) {
+    columns.append(columns.empty() ? "" : ", ").append(each.column);
+  }
+  return columns;
+}
+
 SpecLimits SpecLimitsOf(const API_CCSpecLim& row) {
   return Read(row.F_EFLAG, row.F_USL, row.F_TAR, row.F_LSL);
 }

@@ -10,6 +10,7 @@
 #include <ranges>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/CapabilityRecords.h"
@@ -25,9 +26,42 @@ namespace orvspc::engine::catalogue {
 // Specification limits, opportunities and net contents are handed out in the form that the library
 // reads.
 
+// The figures of a chart that the mean and the sigmas of a row of control limits leave open, so
+// that limits drawn from the row are those of that chart to the last digit. NaN: not given.
+struct LimitFigures {
+  double average_size = platform::kNaN;  // pieces, or units, a subgroup
+  double within = platform::kNaN;        // sigma inside the subgroups, beside one of the points
+  double moving = platform::kNaN;        // sigma of moving ranges, beside one inside the subgroups
+  double gamma = platform::kNaN;         // coefficient of variation of one piece
+  double numerator = platform::kNaN, denominator = platform::kNaN;  // of a rate
+  // Pooled standard deviations that sp, within and sw are at each point divided from.
+  double sp_bar = platform::kNaN, within_bar = platform::kNaN, sw_bar = platform::kNaN;
+};
+struct LimitFigure {
+  std::string_view column;
+  double LimitFigures::*figure;
+};
+inline constexpr LimitFigure kLimitFigures[] = {
+    {"average_size", &LimitFigures::average_size},
+    {"within", &LimitFigures::within},
+    {"moving", &LimitFigures::moving},
+    {"gamma", &LimitFigures::gamma},
+    {"numerator", &LimitFigures::numerator},
+    {"denominator", &LimitFigures::denominator},
+    {"sp_bar", &LimitFigures::sp_bar},
+    {"within_bar", &LimitFigures::within_bar},
+    {"sw_bar", &LimitFigures::sw_bar},
+};
+// The columns with commas between them.
+std::string LimitFigureColumns();
+
+inline constexpr std::int64_t kNever = INT64_MAX;
+
 struct ControlLimit {
   API_CCCtrlLim row;
   std::int32_t chart_word = 0;  // of the chart that it was calculated from, 0 if unknown
+  std::int64_t until = kNever;  // when it no longer holds
+  LimitFigures figures;
 };
 
 // Bits of the flags of a row of net contents.
@@ -79,15 +113,24 @@ inline std::int32_t EffectiveTime(const ControlLimit& limit) { return limit.row.
 inline std::int32_t EffectiveTime(const API_CCDefOpp& row) { return row.Word24; }
 inline std::int32_t EffectiveTime(const API_CANccLim8& row) { return row.Head[5]; }
 
-// --- The row that is effective at a time ---------------------------------------------------------
-// A Row is anything with an EffectiveTime(row); rows ascend by it.
+// When it is no longer effective, whatever comes after it.
+template <class Row>
+constexpr std::int64_t UntilTime(const Row&) {
+  return kNever;
+}
+inline std::int64_t UntilTime(const ControlLimit& limit) { return limit.until; }
 
-// The newest row that is effective at a time; null when none is yet. Not of rows that are gone when
-// it returns.
+// --- The row that is effective at a time ---------------------------------------------------------
+// A Row is anything with an EffectiveTime(row); rows ascend by it. One may have an UntilTime, too:
+// the rows before it are effective again where they last longer.
+
+// The newest row that is effective at a time; null when none is. Not of rows that are gone when it
+// returns.
 template <std::ranges::borrowed_range Rows>
 auto EffectiveAt(Rows&& rows, std::int32_t time) {
-  const auto behind = std::ranges::partition_point(
+  auto behind = std::ranges::partition_point(
       rows, [&](const auto& row) { return EffectiveTime(row) <= time; });
+  while (behind != std::ranges::begin(rows) && UntilTime(*std::prev(behind)) <= time) --behind;
   return behind == std::ranges::begin(rows) ? nullptr : &*std::prev(behind);
 }
 
@@ -100,13 +143,15 @@ class EffectiveRows {
  public:
   explicit EffectiveRows(std::span<const Row> rows) : rows_(rows) {}
 
-  // The place of the row among the rows; kNoRow when none is effective yet.
+  // The place of the row among the rows; kNoRow when none is effective.
   std::int32_t PlaceAt(std::int32_t time) {
     while (place_ >= 0 && TimeOf(place_) > time) --place_;
     while (place_ + 1 < std::ssize(rows_) && TimeOf(place_ + 1) <= time) ++place_;
-    return place_;
+    auto lasting = place_;
+    while (lasting >= 0 && UntilTime(rows_[static_cast<std::size_t>(lasting)]) <= time) --lasting;
+    return lasting;
   }
-  // Null when none is effective yet.
+  // Null when none is effective.
   const Row* At(std::int32_t time) {
     const auto place = PlaceAt(time);
     return place == kNoRow ? nullptr : &rows_[static_cast<std::size_t>(place)];

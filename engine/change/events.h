@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "engine/log/Log.h"
 #include "platform/Enumerations.h"
@@ -13,6 +14,7 @@ namespace orvspc::engine::change {
 struct EventOf {
   std::int32_t process = 0, part = 0, test = 0;
   std::optional<std::int32_t> subgroup_time = {};
+  std::string_view name = {};  // made where it is new; empty: none
 };
 
 // Stores the event of a change, now, by who makes it.

@@ -51,6 +51,7 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
+  table_.CutAtPhases(rows_.Data(), store);
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
   rows_.Load(store, true,
@@ -58,6 +59,9 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();
+  CompleteFrozen(info, [&](AttributeRun& run, API_DSInfo& whole) {
+    return run.Process(store, whole, filter, {plan_.Word(), 0, 0.0});
+  });
   MakePoints();
   if (plan_.cusum) {
     MakeCusum();
@@ -93,13 +97,20 @@ void AttributeRun::MakeUnits() {
 
 void AttributeRun::Estimate() {
   const auto& counts = plan_.chart->defectives ? table_.defectives : table_.defects;
+  const auto has_value = [&](std::size_t place) { return units_[place] > 0.0; };
   for (std::size_t s = 0; s < states_.size(); ++s) {
-    const auto& stream = table_.Streams()[s];
     auto& state = states_[s];
+    const auto limits_of = table_.Streams()[s].limits_of;
+    if (limits_of != s) {
+      state.TakeLimitsOf(states_[limits_of]);
+      continue;
+    }
+    const auto stream = table_.BasisOf(table_.Streams()[s], has_value);
+    state.no_basis = stream.Count() == 0;
     std::int64_t used = 0, sized = 0;
     double sizes = 0.0;
     for (auto place = stream.begin; place < stream.end; ++place) {
-      if (!table_.IsUsed(place) || !(units_[place] > 0.0)) continue;
+      if (!table_.IsUsed(place) || !has_value(place)) continue;
       state.rate.numerator += counts[place];
       state.rate.denominator += units_[place];
       ++used;
@@ -193,7 +204,7 @@ std::vector<double> AttributeRun::UnitsInspected() const {
   return units;
 }
 
-void AttributeRun::AddNotes(store::Store& store) const {
+void AttributeRun::AddNotes(store::Store& store) {
   for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
   if (!rows_.Data().sizes.empty()) {
     store::AddNote(
@@ -208,8 +219,12 @@ void AttributeRun::AddNotes(store::Store& store) const {
       rows_.NoteIf(applies, store, s, code, text);
     };
     const bool above_one = plan_.chart->defectives && state.rate.Value() > 1.0;
-    note(!state.rate.Exists(), "no-mean",
-         "No subgroup that counts has a size, so there are no calculated limits.");
+    const bool counts = rows_.Counts(s);
+    note(state.no_basis && counts, "phase-short",
+         rows_.Stretch(s) + "Fewer than 2 points count here, so there are no calculated limits.");
+    note(!state.no_basis && !state.rate.Exists(), "no-mean",
+         rows_.Stretch(s) +
+             "No subgroup that counts has a size, so there are no calculated limits.");
     note(above_one, "too-many-defectives",
          "There are more defectives than units, so there are no calculated limits.");
     note(state.no_size && !bears_no_size, "no-size",
@@ -218,7 +233,7 @@ void AttributeRun::AddNotes(store::Store& store) const {
          "Subgroups without a size are taken as one unit.");
     note(state.no_opportunities, "no-opportunities",
          "No opportunities for defects are known at some points; they count as one a unit.");
-    note(state.no_cusum, "no-cusum",
+    note(state.no_cusum && counts, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
     note(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
          "The opportunities for defects in force changed inside the chart.");

@@ -22,6 +22,13 @@ struct AttributeState {
   StreamEstimates estimates;
   bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
   bool some_size = false;
+  bool no_basis = false;  // too few points in a stretch of a stream with phases
+
+  void TakeLimitsOf(const AttributeState& other) {
+    rate = other.rate;
+    estimates = other.estimates;
+    no_basis = other.no_basis;
+  }
 };
 
 // One attribute chart.
@@ -32,6 +39,8 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
                        const AttributeRequest& request);
   // Units inspected in each subgroup, in the order of the data set; 0 for not known.
   std::vector<double> UnitsInspected() const;
+  // Over the subgroups of a stream that count.
+  const statistics::Rate& RateOf(std::size_t stream) const { return states_[stream].rate; }
   // Forgets the run.
   void Clear();
 
@@ -43,7 +52,7 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
   void Estimate();
   void MakeEwma();
   void MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown);
-  void AddNotes(store::Store& store) const;
+  void AddNotes(store::Store& store);
 
   AttributeLines LinesOf(std::size_t stream, std::size_t graph, bool calculated,
                          bool plain = false) const;

@@ -20,6 +20,8 @@ namespace {
 struct Latest {
   std::vector<std::pair<ChartStream, StreamEstimates>> streams;
   std::vector<std::int32_t> limit_rows;
+  std::vector<PhaseReport> phases;
+  std::vector<std::int32_t> phase_of;
   // Of a chart of counts.
   bool counts = false, defectives = false;
   double level = 0.0, risk = 0.0;  // percent
@@ -52,9 +54,13 @@ Latest& Open(ThreadState& state, store::Store& store, const Run& run, std::int32
   auto& latest = state.latest.Begin(handle);
   const auto streams = run.Streams();
   for (std::size_t s = 0; s < streams.size(); ++s) {
-    keys.push_back({streams[s].part, streams[s].process, streams[s].test});
-    latest.streams.emplace_back(streams[s], run.EstimatesOf(s));
+    const auto& stream = streams[s];
+    if (run.Points().IsCut() && run.Points().NewestOf(stream.number) != s) continue;
+    keys.push_back({stream.part, stream.process, stream.test});
+    latest.streams.emplace_back(stream, run.EstimatesOf(s));
   }
+  latest.phases = run.Phases();
+  latest.phase_of = run.PhaseOfPoints();
   latest.limit_rows = run.Rows().DeliveredLimitRows();
   store::SetOpenRun(store, handle, keys);
   return latest;
@@ -129,9 +135,9 @@ std::int32_t ChartLibrary::VLXCRT_VAR_LIMITS(std::int32_t, double& MeanEstimate,
                                              double& AverageSize2, double& AverageSize3) {
   const auto& run = ThisThread().variable;
   if (!run.IsOpen()) return 0;
-  const bool single = run.Streams().size() == 1;
+  const bool single = run.Points().StreamCount() == 1;
   const auto figure = [&](double value) { return single && std::isfinite(value) ? value : 0.0; };
-  const auto& estimates = run.EstimatesOf(0);
+  const auto& estimates = run.EstimatesOf(run.Points().NewestOf(0));
   MeanEstimate = figure(estimates.mean);
   SPEstimate = figure(estimates.sp.value);
   SWEstimate = figure(estimates.sw.value);
@@ -182,6 +188,8 @@ ChartReport ChartLibrary::TakeReport(std::int32_t handle) {
     report.streams.push_back(ReportOf(stream, estimates));
   }
   report.limit_rows = latest.limit_rows;
+  report.phases = latest.phases;
+  report.phase_of = latest.phase_of;
   if (!latest.counts) return report;
   report.acceptance = AcceptanceOf(latest);
   const bool fractions = std::any_of(latest.sizes.begin(), latest.sizes.end(),

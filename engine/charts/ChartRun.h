@@ -18,7 +18,9 @@
 #include "engine/store/large_data.h"
 #include "platform/ArrayRef.h"
 #include "platform/CtrlChrt6.h"
+#include "platform/Enumerations.h"
 #include "platform/NaN.h"
+#include "platform/Reports.h"
 
 namespace orvspc::engine::charts {
 
@@ -47,7 +49,8 @@ inline constexpr LineCode kLineCodes[] = {
 //                         order, and IsConstant(). plain: without cusum and EWMA, which are taken
 //                         about these; otherwise as drawn
 //   SizeAt(graph, place)  what is shown as the size of a point
-// The StateType of a stream has `estimates` and `no_cusum`: no sigma above 0 at some point.
+// The StateType of a stream has `estimates`, TakeLimitsOf(another) for what calculated limits come
+// from, and `no_cusum`: no sigma above 0 at some point.
 template <class Run, class Table, class PlanType, class StateType>
 class ChartRun {
  public:
@@ -69,6 +72,35 @@ class ChartRun {
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
   const RunRows& Rows() const { return rows_; }
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
+  const Table& Points() const { return table_; }
+
+  // Nothing where no stream has phases.
+  std::vector<PhaseReport> Phases() const {
+    std::vector<PhaseReport> phases;
+    for (std::size_t s = 0; table_.IsCut() && s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      auto& report = phases.emplace_back();
+      if (const auto* const phase = table_.PhaseOf(stream)) report.phase = *phase;
+      report.estimates = ReportOf(stream, states_[s].estimates);
+      report.limits_of = static_cast<std::int32_t>(stream.limits_of);
+      report.subgroups = static_cast<std::int32_t>(stream.Count());
+      for (auto place = stream.begin; place < stream.end; ++place) {
+        report.used += table_.IsUsed(place) ? 1 : 0;
+      }
+      report.has_older_limits = rows_.HasOlderLimits(s);
+    }
+    return phases;
+  }
+  // Which of these each point lies in, in the order of the data set.
+  std::vector<std::int32_t> PhaseOfPoints() const {
+    std::vector<std::int32_t> phases(table_.IsCut() ? table_.Count() : 0);
+    for (std::size_t s = 0; !phases.empty() && s < states_.size(); ++s) {
+      for (auto place = Streams()[s].begin; place < Streams()[s].end; ++place) {
+        phases[table_.SubgroupAt(place)] = static_cast<std::int32_t>(s);
+      }
+    }
+    return phases;
+  }
 
  protected:
   // Storage of a small run is kept for the next.
@@ -119,6 +151,44 @@ class ChartRun {
     return beyond;
   }
 
+  // Gives a phase that is frozen after its first points, of which the selection lacks some, the
+  // limits that it has as a whole. process(run, info) makes a chart like this one of another
+  // selection.
+  template <class Process>
+  void CompleteFrozen(const API_DSInfo& info, Process process) {
+    if (!table_.IsCut() || completes_) return;
+    const auto selected = static_cast<std::int64_t>(rows_.Data().subgroups.size());
+    const bool is_cut = info.Count > 0 && selected >= info.Count;
+    for (std::size_t s = 0; s < states_.size(); ++s) {
+      const auto& stream = Streams()[s];
+      const auto* const phase = table_.PhaseOf(stream);
+      const bool is_first = s == 0 || Streams()[s - 1].number != stream.number;
+      if (phase == nullptr || phase->freeze_after == 0 || !is_first) continue;
+      if (!is_cut && info.TimeStart <= phase->start) continue;
+      auto whole = info;
+      whole.Count = 0;
+      whole.TimeType = drttStatic;
+      whole.TimeStart = phase->start;
+      whole.TimeEnd = rows_.StampAt(stream.end - 1);
+      Run run;
+      run.completes_ = true;
+      const auto notes = store::NoteCount();
+      const auto made = process(run, whole);
+      store::KeepNotes(notes);
+      for (std::size_t t = 0; made != 0 && t < run.states_.size(); ++t) {
+        const auto& other = run.Streams()[t];
+        const auto* const its_phase = run.table_.PhaseOf(other);
+        if (its_phase == nullptr || its_phase->id != phase->id || other.part != stream.part ||
+            other.process != stream.process || other.test != stream.test) {
+          continue;
+        }
+        for (std::size_t each = s; each < states_.size(); ++each) {
+          if (Streams()[each].limits_of == s) states_[each].TakeLimitsOf(run.states_[t]);
+        }
+      }
+    }
+  }
+
   // Makes marks_ of one graph: judges its points by the rules.
   void Judge(std::size_t graph, bool calculated) {
     // A change of the stored limits begins anew.
@@ -155,6 +225,7 @@ class ChartRun {
   std::vector<statistics::RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last
   bool is_open_ = false;
+  bool completes_ = false;  // this run serves another one, see CompleteFrozen
 
  private:
   Run& Self() { return static_cast<Run&>(*this); }

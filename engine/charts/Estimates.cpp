@@ -142,6 +142,16 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   return result;
 }
 
+StreamEstimates WithoutFigures(const StreamEstimates& estimates) {
+  StreamEstimates sizes;
+  sizes.mean = kNaN;
+  sizes.mean_name = estimates.mean_name;
+  sizes.mean_size = estimates.mean_size;
+  sizes.mean_readings = estimates.mean_readings;
+  sizes.own_moving = estimates.own_moving;
+  return sizes;
+}
+
 double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph) {
   if (plan.kinds[graph] == ChartKind::None) return 0.0;
   const auto size = RowOf(plan.kinds[graph]).size;

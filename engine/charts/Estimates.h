@@ -51,6 +51,9 @@ DataShape ShapeOf(std::span<const std::int32_t> sizes, std::span<const std::uint
 StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input,
                                statistics::EstimatorSetting setting);
 
+// Sizes alone: without mean and sigmas there are no calculated limits.
+StreamEstimates WithoutFigures(const StreamEstimates& estimates);
+
 // Mean size of the statistic of each graph: pieces, the span of a moving range, or readings.
 double AverageSize(const ChartPlan& plan, const StreamEstimates& estimates, std::size_t graph);
 

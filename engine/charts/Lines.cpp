@@ -11,29 +11,30 @@ namespace {
 
 using platform::kNaN;
 
-statistics::SigmaEstimate FromRow(double value) {
-  return {.value = value, .name = "stored limits", .used = 1};
+statistics::SigmaEstimate FromRow(double value, double bar = kNaN) {
+  return {.value = value, .name = "stored limits", .used = 1, .sbar = bar};
 }
 
 // The figures that the form in force of a stream is drawn from: the estimates, with those of a
 // stored row in their place. A row has two sigmas, and its chart word says what they mean. The mean
-// size is always that of the chart.
+// size is that of the chart, unless the row has the one behind its sigmas.
 StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimates& estimates,
                            const ChartPlan& plan) {
   auto figures = estimates;
+  const auto& more = limit.figures;
   const double mean = limit.row.F_MEAN, sp = limit.row.F_SP, sw = limit.row.F_SW;
   const bool sp_of_points = IsIndividualsWord(limit.chart_word);
   bool has_within = sp > 0.0;
   figures.mean = mean;
   if (sp > 0.0) {
-    figures.sp = FromRow(sp);
+    figures.sp = FromRow(sp, more.sp_bar);
     figures.within = figures.sp;
     figures.sw = figures.sp;
     // Beside a sigma from inside the subgroups, moving ranges have one that no row holds.
     if (!estimates.own_moving || sp_of_points) figures.moving = figures.sp;
   }
   if (sw > 0.0) {
-    figures.sw = FromRow(sw);
+    figures.sw = FromRow(sw, more.sw_bar);
     // SW of an individuals or three-way chart is the sigma inside its subgroups, unless its graph 3
     // looked inside the pieces: then it is that of a reading.
     if (sp_of_points) {
@@ -41,7 +42,14 @@ StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimat
       figures.within = has_within ? figures.sw : estimates.within;
     }
   }
+  if (!std::isnan(more.within)) {
+    figures.within = FromRow(more.within, more.within_bar);
+    has_within = true;
+  }
   if (has_within && mean > 0.0) figures.gamma.value = figures.within.value / mean;
+  if (!std::isnan(more.gamma)) figures.gamma = FromRow(more.gamma);
+  if (!std::isnan(more.moving)) figures.moving = FromRow(more.moving);
+  if (!std::isnan(more.average_size)) figures.mean_size = more.average_size;
   return figures;
 }
 

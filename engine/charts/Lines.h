@@ -111,11 +111,15 @@ class AttributeLines {
   }
   bool IsConstant() const { return in_.cusum; }
 
-  // The calculated rate or the stored one in force, which is over 1.
+  // The calculated rate or the stored one in force, which is over 1 unless its row has both.
   statistics::Rate RateAt(std::size_t place) const {
     const auto row = by_row_ ? in_.rows.LimitRowAt(place) : kNoRow;
     if (row == kNoRow) return in_.rate;
-    return {limits_[static_cast<std::size_t>(row)].row.F_MEAN, 1.0};
+    const auto& limit = limits_[static_cast<std::size_t>(row)];
+    if (limit.figures.denominator > 0.0) {
+      return {limit.figures.numerator, limit.figures.denominator};
+    }
+    return {limit.row.F_MEAN, 1.0};
   }
   statistics::PointLimits LimitsAt(const statistics::Rate& rate, std::size_t place) const {
     const double units = in_.units[place], factor = FactorAt(place);

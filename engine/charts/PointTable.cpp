@@ -18,10 +18,13 @@ void StreamTable::ClearStreams() {
   streams_.clear();
   Forget(order_);
   Forget(used_);
+  phases_.clear();
+  are_cut_ = false;
 }
 
 void StreamTable::AddStream(const API_SubgroupData& row, std::size_t count) {
-  streams_.push_back({row.Part, row.Prcs, row.Test, 0, count});
+  const auto number = streams_.size();
+  streams_.push_back({row.Part, row.Prcs, row.Test, 0, count, number, number});
 }
 
 void StreamTable::Disuse(std::size_t place, std::size_t count) {

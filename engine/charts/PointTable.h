@@ -26,10 +26,16 @@ void Forget(std::vector<T>& column) {
   if (column.capacity() > kKeptElements) column.shrink_to_fit();
 }
 
-// Subgroups of one part, process and test. Nothing is estimated, compared or run across streams.
+inline constexpr std::int32_t kNoPhase = -1;
+
+// Subgroups of one part, process and test; of these, where they have phases, a stretch between two
+// borders. Nothing is compared or run across streams, nor estimated.
 struct ChartStream {
   std::int32_t part = 0, process = 0, test = 0;
   std::size_t begin = 0, end = 0;  // places in the columns of the table
+  std::size_t number = 0;          // the same for the stretches of one part, process and test
+  std::size_t limits_of = 0;       // the one whose estimates it has: itself, or one before it
+  std::int32_t phase = kNoPhase;   // among the phases of the table
 
   std::size_t Count() const { return end - begin; }
 };
@@ -73,6 +79,34 @@ class StreamTable {
     for (place = 0; place < count; ++place) take(place, SubgroupAt(place));
   }
   void ClearStreams();
+  // Makes each stretch of a stream inside a phase, or between two, a stream of its own, where the
+  // store does not join them. Subgroups of excluded phases count no longer.
+  void CutAtPhases(const store::DataSet& data, store::Store& store);
+
+  bool IsCut() const { return are_cut_; }
+  // Null between phases, and for a stream without any.
+  const Phase* PhaseOf(const ChartStream& stream) const;
+  // Of parts, processes and tests.
+  std::size_t StreamCount() const;
+  // The newest stretch with that number that counts; the newest where none does.
+  std::size_t NewestOf(std::size_t number) const;
+  // What the estimates of a stream are made from: all of it, or its first points up to where its
+  // phase is frozen. Nothing of an excluded phase, or where fewer than 2 points serve.
+  //   has_value  whether the point at a place has a value
+  template <class HasValue>
+  ChartStream BasisOf(ChartStream stream, HasValue has_value) const {
+    if (!are_cut_) return stream;
+    constexpr std::int32_t kFewest = 2;
+    const auto* const phase = PhaseOf(stream);
+    std::int32_t points = 0;
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      if (!IsUsed(place) || !has_value(place)) continue;
+      ++points;
+      if (phase != nullptr && points == phase->freeze_after) stream.end = place + 1;
+    }
+    if (points < kFewest) stream.end = stream.begin;
+    return stream;
+  }
 
   std::span<const ChartStream> Streams() const { return streams_; }
   std::size_t Count() const { return streams_.empty() ? 0 : streams_.back().end; }
@@ -115,6 +149,8 @@ class StreamTable {
   std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;
   std::vector<std::uint8_t> used_;
+  std::vector<Phase> phases_;  // one for each stretch that lies in one
+  bool are_cut_ = false;
 };
 
 // Places where a statistic of finite values is beyond the largest number. It has no value there.

@@ -65,6 +65,7 @@ void RunRows::Clear() {
   opp_rows_.clear();
   limit_rows_.clear();
   alarms_differ_ = false;
+  noted_.clear();
 }
 
 bool RunRows::Select(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
@@ -155,15 +156,17 @@ void RunRows::CollectLimitRows() {
     return;
   }
   limit_row_.resize(table_.Count());
+  std::size_t first = 0;  // place of the part, process and test
   for (std::size_t s = 0; s < streams_.size(); ++s) {
     const auto& stream = table_.Streams()[s];
     auto& rows = streams_[s];
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(rows.limits);
     std::vector<std::uint8_t> seen(rows.limits.size(), 0);
+    if (s == 0 || stream.number != table_.Streams()[s - 1].number) first = stream.begin;
     for (auto place = stream.begin; place < stream.end; ++place) {
       const auto row = effective.PlaceAt(StampAt(place));
       limit_row_[place] = row;
-      rows.limits_change = rows.limits_change || row != limit_row_[stream.begin];
+      rows.limits_change = rows.limits_change || row != limit_row_[first];
       if (row != kNoRow) seen[static_cast<std::size_t>(row)] = 1;
     }
     rows.delivered.assign(seen.size(), kNoRow);
@@ -205,6 +208,19 @@ void RunRows::LoadAlarms(store::Store& store) {
     }
     alarms_differ_ = alarms_differ_ || streams_[s].alarms != streams_[0].alarms;
   }
+}
+
+bool RunRows::HasOlderLimits(std::size_t stream) const {
+  const auto& of = table_.Streams()[stream];
+  const auto* const phase = table_.PhaseOf(of);
+  if (!HasStoredLimits() || phase == nullptr || !phase->Counts()) return false;
+  const auto& limits = streams_[stream].limits;
+  return std::any_of(
+      limit_row_.begin() + static_cast<std::ptrdiff_t>(of.begin),
+      limit_row_.begin() + static_cast<std::ptrdiff_t>(of.end), [&](std::int32_t row) {
+        return row != kNoRow &&
+               catalogue::EffectiveTime(limits[static_cast<std::size_t>(row)]) < phase->start;
+      });
 }
 
 std::int32_t RunRows::StampAt(std::size_t place) const {
@@ -307,19 +323,31 @@ bool RunRows::WriteSpecs(ChartData code, std::span<double> out) const {
 }
 
 void RunRows::NoteIf(bool applies, store::Store& store, std::size_t stream, std::string_view code,
-                     std::string_view text) const {
+                     std::string_view text) {
+  if (!applies) return;
   const auto& of = table_.Streams()[stream];
-  if (applies)
-    store::AddNote(std::string(code), std::string(text),
-                   store.StreamName(of.part, of.process, of.test));
+  if (table_.IsCut()) {
+    const std::pair note(of.number, std::string(text));
+    if (std::find(noted_.begin(), noted_.end(), note) != noted_.end()) return;
+    noted_.push_back(note);
+  }
+  store::AddNote(std::string(code), std::string(text),
+                 store.StreamName(of.part, of.process, of.test));
 }
 
-void RunRows::AddNotes(store::Store& store, std::size_t stream) const {
+std::string RunRows::Stretch(std::size_t stream) const {
+  const auto* const phase = table_.PhaseOf(table_.Streams()[stream]);
+  return phase == nullptr ? std::string() : "Phase \"" + phase->name + "\": ";
+}
+
+void RunRows::AddNotes(store::Store& store, std::size_t stream) {
   const auto& rows = streams_[stream];
   NoteIf(rows.unsuited_limits, store, stream, "limits-unsuited",
          "Stored control limits that were made from another kind of chart are not used.");
   NoteIf(rows.limits_change, store, stream, "limits-changed",
          "The control limits in force changed inside the chart.");
+  NoteIf(HasOlderLimits(stream), store, stream, "limits-before-phase",
+         Stretch(stream) + "The control limits in force are from before it began.");
   NoteIf(rows.specs_change, store, stream, "specification-changed",
          "The specification limits in force changed inside the chart; values are judged by the "
          "newest.");

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/catalogue/limits.h"
@@ -77,6 +78,8 @@ class RunRows {
   // For each subgroup in the order of the data set, the place of its row of control limits among
   // the rows that Deliver hands out; kNoRow for none. Empty without stored limits.
   std::vector<std::int32_t> DeliveredLimitRows() const;
+  // Stored control limits judge the phase of a stream from before its start.
+  bool HasOlderLimits(std::size_t stream) const;
   // The row of control limits is another than at the point before that counts.
   bool RestartsAt(const ChartStream& stream, std::size_t place) const;
 
@@ -90,11 +93,18 @@ class RunRows {
   // Specification lines along the points, in the order of the data set; false for another code.
   bool WriteSpecs(platform::ChartData code, std::span<double> out) const;
 
-  // Adds a note about a stream if it applies.
+  // Not in an excluded phase.
+  bool Counts(std::size_t stream) const {
+    const auto* const phase = table_.PhaseOf(table_.Streams()[stream]);
+    return phase == nullptr || phase->Counts();
+  }
+  // Adds a note about a stream if it applies; the same one about its stretches once.
   void NoteIf(bool applies, store::Store& store, std::size_t stream, std::string_view code,
-              std::string_view text) const;
+              std::string_view text);
   // Of rows that change inside the chart.
-  void AddNotes(store::Store& store, std::size_t stream) const;
+  void AddNotes(store::Store& store, std::size_t stream);
+  // "Phase "Tool B": ", for a text about one stretch alone.
+  std::string Stretch(std::size_t stream) const;
 
  private:
   template <class Row>
@@ -117,6 +127,7 @@ class RunRows {
   std::vector<store::StoredRule> stored_rules_;
   std::vector<statistics::RunRule> rules_;  // made of them
   bool alarms_differ_ = false;
+  std::vector<std::pair<std::size_t, std::string>> noted_;  // by number of a stream that is cut
 };
 
 }  // namespace orvspc::engine::charts

@@ -46,6 +46,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status);
+  table_.CutAtPhases(rows_.Data(), store);
   plan_ = PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
@@ -54,6 +55,12 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     states_[s].constant_size = ConstantSize(Part(table_.Sizes(), streams[s]));
   }
   MakeColumns(store);
+  CompleteFrozen(info, [&](VariableRun& run, API_DSInfo& whole) {
+    auto again = options;
+    again.ChartWord = plan_.word;
+    again.ProcessingWord = 0;
+    return run.Process(store, whole, filter, again);
+  });
   if (plan_.kinds[0] == ChartKind::PreControl && !MakePreControl()) {
     store::AddNote("no-limits",
                    "A pre-control chart needs both specification limits, or one and a target.");
@@ -114,24 +121,34 @@ void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSet
     }
   }
   const auto streams = table_.Streams();
+  const auto has_value = [&](std::size_t place) { return !std::isnan(points_[0][place]); };
   for (std::size_t s = 0; s < streams.size(); ++s) {
-    const auto& stream = streams[s];
+    auto& state = states_[s];
+    if (streams[s].limits_of != s) {
+      state.TakeLimitsOf(states_[streams[s].limits_of]);
+      continue;
+    }
+    auto stream = table_.BasisOf(streams[s], has_value);
+    state.no_basis = stream.Count() == 0;
+    // Sizes are those of the stretch, whatever its limits come from.
+    if (state.no_basis) stream = streams[s];
     EstimateInput input;
     input.base = Part(points_[0], stream);
     input.ranges = Part(table_.ranges, stream);
     if (!sds.empty()) input.sds = sds.subspan(stream.begin, stream.Count());
     if (plan_.kinds[1] == ChartKind::Cv) input.ratios = Part(points_[1], stream);
     input.sizes = Part(table_.Sizes(), stream);
-    input.used = Part(table_.Used(), stream);
+    if (!state.no_basis) input.used = Part(table_.Used(), stream);
     if (plan_.WithinPieces()) {
       const std::size_t begin = within_.begin[stream.begin], end = within_.begin[stream.end];
       input.piece_statistics = std::span(within_.statistics).subspan(begin, end - begin);
       input.piece_sizes = std::span(within_.sizes).subspan(begin, end - begin);
-      if (!piece_used.empty()) {
+      if (!piece_used.empty() && !state.no_basis) {
         input.piece_used = std::span(piece_used).subspan(begin, end - begin);
       }
     }
-    states_[s].estimates = EstimateStream(plan_, input, setting);
+    state.estimates = EstimateStream(plan_, input, setting);
+    if (state.no_basis) state.estimates = WithoutFigures(state.estimates);
   }
 }
 
@@ -220,7 +237,7 @@ void VariableRun::Judge(std::size_t graph, bool calculated) {
   }
 }
 
-void VariableRun::AddNotes(store::Store& store) const {
+void VariableRun::AddNotes(store::Store& store) {
   constexpr double kLargestGoodCv = 0.3;
   for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
   for (std::size_t s = 0; s < states_.size(); ++s) {
@@ -228,9 +245,15 @@ void VariableRun::AddNotes(store::Store& store) const {
     const auto note = [&](bool applies, std::string_view code, std::string_view text) {
       rows_.NoteIf(applies, store, s, code, text);
     };
-    note(plan_.kinds[0] != ChartKind::PreControl && std::isnan(state.estimates.sp.value),
-         "no-sigma", "There is nothing to estimate sigma from, so there are no calculated limits.");
-    note(state.no_cusum, "no-cusum",
+    const bool counts = rows_.Counts(s);
+    note(state.no_basis && counts && plan_.kinds[0] != ChartKind::PreControl, "phase-short",
+         rows_.Stretch(s) + "Fewer than 2 points count here, so there are no calculated limits.");
+    note(!state.no_basis && plan_.kinds[0] != ChartKind::PreControl &&
+             std::isnan(state.estimates.sp.value),
+         "no-sigma",
+         rows_.Stretch(s) +
+             "There is nothing to estimate sigma from, so there are no calculated limits.");
+    note(state.no_cusum && counts, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
     note(state.estimates.overflow || table_.overflows.In(table_.Streams()[s]), "overflow",
          "Figures beyond the largest number that can be held are left out.");

@@ -15,6 +15,12 @@ struct VariableState {
   std::int32_t constant_size = 0;  // of every subgroup; -1 where they differ
   bool no_lines = false;           // of a pre-control chart
   bool no_cusum = false;
+  bool no_basis = false;  // too few points in a stretch of a stream with phases
+
+  void TakeLimitsOf(const VariableState& other) {
+    estimates = other.estimates;
+    no_basis = other.no_basis;
+  }
 };
 
 // One variable chart.
@@ -35,7 +41,7 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   void MakeMovingRanges();
   void MakeMovingAverages();
   bool MakePreControl();
-  void AddNotes(store::Store& store) const;
+  void AddNotes(store::Store& store);
 
   VariableLines LinesOf(std::size_t stream, std::size_t graph, bool calculated,
                         bool plain = false) const;

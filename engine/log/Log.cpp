@@ -25,6 +25,12 @@ std::int64_t ClockMilliseconds() {
       .count();
 }
 
+// Looked up once, since each entry has it.
+const std::string& SystemText() {
+  static const auto text = system::UserName() + "@" + system::HostName();
+  return text;
+}
+
 // Version 4: random but for the six bits that say so.
 std::string NewUuid() {
   std::random_device random;
@@ -145,7 +151,7 @@ std::int64_t Writing::Add(std::string_view operation, std::string_view object,
   entry.seq = Next();
   entry.at = now_;
   entry.who = who_;
-  entry.system = system::UserName() + "@" + system::HostName();
+  entry.system = SystemText();
   entry.station = actor_.station;
   entry.operation = operation;
   entry.object = object;

@@ -207,14 +207,15 @@ void Recorder::PerformRecord(Call& call) {
   for (const auto& placed : writer.Records()) {
     const auto described = writer.Described(placed);
     digests.push_back({{"test", placed.record->stream->test}, {"digest", DigestOf(described)}});
+    recorded.push_back(
+        {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
+    if (described.comments.empty() && described.descriptors.empty()) continue;
     const auto all = JsonOf(described);
     for (const auto* const name : {"descriptors", "comments"}) {
       if (!all.contains(name)) continue;
       if (beside[name].is_null()) beside[name] = log::Json::array();
       beside[name].push_back(all[name]);
     }
-    recorded.push_back(
-        {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
   }
   log::Json after = {{"records", std::move(digests)}};
   after.update(beside);

@@ -24,9 +24,9 @@ CREATE TABLE batch(
 -- Keys that callers gave their records, so that one that is sent again is stored once.
 CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
-  entry INTEGER NOT NULL, made INTEGER NOT NULL);
+  entry INTEGER NOT NULL, made INTEGER NOT NULL) WITHOUT ROWID;
 CREATE INDEX client_key_by_time ON client_key(made);
--- By which a context is found; before, it spoke one database's dialect.
+-- By which a context is found, in words that every database knows.
 DROP INDEX context_once;
 CREATE UNIQUE INDEX context_once ON context(
   coalesce(workstation, 0), coalesce(job, 0), coalesce(lot, 0), coalesce(shift, 0),
@@ -42,8 +42,10 @@ CREATE TABLE alias(
   kind TEXT NOT NULL, name TEXT NOT NULL, item INTEGER NOT NULL, PRIMARY KEY(kind, name))
   WITHOUT ROWID;
 
--- until is the end of a row that was replaced or retired; state_at when it got its status. used is
--- the number of subgroups behind it, digest that of their values.
+-- A row that is active or retired holds from effective up to and without until; null: without an
+-- end. state_at is when it got its status. used is the number of subgroups behind it, digest that
+-- of their values. The figures from average_size on are those of the chart behind it that mean and
+-- sigmas leave open; null: not given.
 CREATE TABLE control_limit_4(
   id INTEGER PRIMARY KEY, part INTEGER NOT NULL REFERENCES part,
   process INTEGER REFERENCES process, test INTEGER NOT NULL REFERENCES test,
@@ -53,7 +55,9 @@ CREATE TABLE control_limit_4(
     CHECK(status IN ('proposed', 'active', 'retired', 'rejected', 'void')),
   rule TEXT NOT NULL DEFAULT '', replaced_by INTEGER, until INTEGER, state_at INTEGER,
   digest TEXT NOT NULL DEFAULT '', estimator TEXT NOT NULL DEFAULT '', used INTEGER NOT NULL DEFAULT 0,
-  reason TEXT NOT NULL DEFAULT '', who TEXT NOT NULL, made INTEGER NOT NULL);
+  reason TEXT NOT NULL DEFAULT '', average_size REAL, within REAL, moving REAL, gamma REAL,
+  numerator REAL, denominator REAL, sp_bar REAL, within_bar REAL, sw_bar REAL,
+  who TEXT NOT NULL, made INTEGER NOT NULL);
 INSERT INTO control_limit_4(id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish,
   chart_word, status, rule, replaced_by, who, made)
   SELECT id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, chart_word,
@@ -101,6 +105,9 @@ CREATE TABLE alarm(
   is_late INTEGER NOT NULL DEFAULT 0, detected INTEGER NOT NULL, revision INTEGER NOT NULL DEFAULT 0,
   UNIQUE(stream, graph, rule, first_subgroup));
 CREATE INDEX alarm_by_state ON alarm(state, event);
+
+-- Events of the subgroups of a chart.
+CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
 
 -- Up to when a sampling requirement is judged, and the windows that were short.
 CREATE TABLE sampling_mark(

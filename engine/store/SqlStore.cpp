@@ -2,12 +2,12 @@
 #include "engine/store/SqlStore.h"
 
 #include <algorithm>
-#include <atomic>
 #include <charconv>
 #include <chrono>
 
 #include "engine/sql/address.h"
 #include "engine/store/alarm_rules.h"
+#include "engine/store/phases.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -169,6 +169,10 @@ std::vector<API_CCDefOpp> SqlStore::Opportunities(std::int32_t part, std::int32_
 
 std::vector<API_CANccLim8> SqlStore::NetContents(std::int32_t part, std::int32_t test) {
   return FromCache([&] { return RowsOf(cache_.net_contents, part, test); });
+}
+
+std::vector<Phase> SqlStore::Phases(std::int32_t part, std::int32_t process, std::int32_t test) {
+  return FromCache([&] { return PhasesOf(cache_.phases, part, process, test); });
 }
 
 const std::vector<StoredRule>& SqlStore::Rules() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -36,6 +37,8 @@ class SqlStore final : public Store {
                                           std::int32_t test) override;
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
   std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
+  std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test) override;
+  bool JoinsPhases() const override { return joins_phases_; }
   const std::vector<StoredRule>& Rules() override;
   std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
                           std::int32_t graph) override;
@@ -54,6 +57,8 @@ class SqlStore final : public Store {
 
   // Rule numbers of graph 1 in place of the alarm rows; empty: the rows.
   void UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers);
+
+  void JoinPhases(bool join) { joins_phases_ = join; }
 
   // In one write transaction. Failures leave.
   void Write(const std::function<void(sql::Connection&)>& work);
@@ -95,6 +100,7 @@ class SqlStore final : public Store {
   std::uint64_t generation_ = 0;
   std::int64_t checked_ = 0;
   std::optional<std::vector<std::int32_t>> rule_numbers_;
+  std::atomic<bool> joins_phases_ = false;
   SharedReading sharing_;
   SecondReader* noted_second_ = nullptr;  // inside InOneState
 

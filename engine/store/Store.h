@@ -76,6 +76,11 @@ class Store {
                                                   std::int32_t test) = 0;
   virtual std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) = 0;
 
+  // Those of a stream, by start; 0 is any, so that three of these give all. None by default.
+  virtual std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test);
+  // Analyses take all phases but excluded ones together, as if there were none.
+  virtual bool JoinsPhases() const;
+
   // Net contents, all versions by effective time, which is the sixth word of the head.
   virtual std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test);
 

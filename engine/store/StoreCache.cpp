@@ -6,6 +6,7 @@
 
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
+#include "engine/store/phases.h"
 #include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -65,7 +66,9 @@ template <class Row, class Time = decltype(kEffectiveTime)>
 void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const Row& row,
             Time time_of = kEffectiveTime) {
   auto& rows = all[{part, test}];
-  if (!rows.empty() && time_of(rows.back()) == time_of(row)) rows.pop_back();
+  const bool replaces = !rows.empty() && time_of(rows.back()) == time_of(row) &&
+                        catalogue::UntilTime(rows.back()) <= catalogue::UntilTime(row);
+  if (replaces) rows.pop_back();
   rows.push_back(row);
 }
 
@@ -91,17 +94,28 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) 
 void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
   static const std::string
       all =
-          "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, "
-          "chart_word FROM control_limit WHERE status = 'active' "
+          "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, "
+          "swl, start, finish, chart_word, until, " +
+          catalogue::LimitFigureColumns() +
+          " FROM control_limit WHERE status IN ('active', 'retired') "
+          "AND (until IS NULL OR until > effective) "
           "ORDER BY part, test, effective, coalesce(process, 0), id",
       of_one = OfOneStream(all);
   auto query = LimitRows(db, only == nullptr ? all : of_one, only);
   while (query.Step()) {
     ControlLimit limit{};
     auto& row = limit.row;
+    std::optional<std::int64_t> until;
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_PRCS, row.F_TEST_, row.F_EFTM, row.F_MEAN,
-               row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word);
+               row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word,
+               until);
     row.Stamp8 = row.Stamp4;
+    limit.until = until.value_or(catalogue::kNever);
+    int column = 15;
+    for (const auto& each : catalogue::kLimitFigures) {
+      if (!query.IsNull(column)) limit.figures.*each.figure = query.Real(column);
+      ++column;
+    }
     Append(cache.control_limits, row.F_PART, row.F_TEST_, limit,
            [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });
   }
@@ -269,6 +283,7 @@ StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadControlLimits(connection, *this, nullptr);
   ReadOpportunities(connection, *this, nullptr);
   ReadNetContents(connection, *this);
+  phases = ReadPhases(connection);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
 }

@@ -15,6 +15,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/limits.h"
+#include "platform/Phase.h"
 #include "platform/RowRecords.h"
 
 namespace orvspc::engine::store {
@@ -94,6 +95,7 @@ class StoreCache {
   ByPartAndTest<ControlLimit> control_limits;
   ByPartAndTest<API_CCDefOpp> opportunities;
   ByPartAndTest<API_CANccLim8> net_contents;
+  std::vector<Phase> phases;  // by start
   std::int32_t zone_offset = 0;
 
   // Read when first asked for, inside a transaction.

@@ -38,6 +38,10 @@ constexpr std::string_view kNewestFirst =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
     "WHERE time BETWEEN ?1 AND ?2 ORDER BY time DESC, id DESC";
+constexpr std::string_view kOfSubgroups =
+    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
+    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
+    "WHERE subgroup_time BETWEEN ?1 AND ?2 ORDER BY time, id";
 constexpr std::string_view kById =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
@@ -102,6 +106,14 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
   std::reverse(rows.begin(), rows.end());
   range.WriteBack(info, rows.empty() ? std::nullopt : std::optional(rows.back().time));
   ResolveStatus(info);
+  return rows;
+}
+
+std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_t from,
+                                        std::int64_t to) {
+  std::vector<EventRow> rows;
+  sql::Query query(connection, sql::ManyRows{64}, kOfSubgroups, from, to);
+  while (query.Step()) rows.push_back(RowOf(query));
   return rows;
 }
 

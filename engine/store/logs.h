@@ -29,6 +29,10 @@ struct EventRow {
 std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache& cache,
                                    API_DSInfo& info, std::span<const std::int32_t> filter);
 
+// The events that name a time of subgroups from one up to and with another, by time of the event.
+std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_t from,
+                                        std::int64_t to);
+
 // One event by its identifier.
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id);
 

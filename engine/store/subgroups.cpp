@@ -190,6 +190,13 @@ void ForEachOf(sql::Connection& db, std::span<const std::int32_t> ids,
 
 }  // namespace
 
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
+                                                             std::span<const std::int32_t> ids) {
+  std::vector<std::pair<std::int32_t, std::string>> labels;
+  ForEachOf(db, ids, [&](const SubgroupFacts& each) { labels.emplace_back(each.id, each.label); });
+  return labels;
+}
+
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups) {
   std::vector<std::int32_t> ids(subgroups.size());
@@ -347,7 +354,10 @@ void SealBefore(sql::Connection& db, std::int64_t end) {
 
 void SealSubgroups(sql::Connection& db) {
   constexpr std::int32_t kMaxHotBlocks = 2;
-  sql::Query ends(db, "SELECT coalesce(min(id), 0), coalesce(max(id), 0) FROM subgroup");
+  // In one SELECT they would read every row.
+  sql::Query ends(db,
+                  "SELECT coalesce((SELECT min(id) FROM subgroup), 0), "
+                  "coalesce((SELECT max(id) FROM subgroup), 0)");
   if (!ends.Step()) return;
   const auto first = BlockOf(ends.Int(0)), last = BlockOf(ends.Int(1));
   if (last - first < kMaxHotBlocks) return;

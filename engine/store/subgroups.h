@@ -48,6 +48,10 @@ void ForEachSubgroup(sql::Connection& db, std::int32_t first, std::int32_t last,
 std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
                                                              std::int32_t first, std::int32_t last);
 
+// The same of those with these identifiers, which ascend.
+std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db,
+                                                             std::span<const std::int32_t> ids);
+
 // Looks subgroups up by part, process, time and label: their identifiers in the order asked for, 0
 // where one is not stored.
 //   - A sealed one is found by its measurements: one chunk is read for each that has one of the

@@ -20,11 +20,16 @@
 // What all commands that analyse have in common.
 namespace orvspc::cli {
 
-// --max, whose help and default are each command's own. Without a number in its place everything
-// is taken.
+// --max, whose help and default are each command's own. With 0, or without a number in its place,
+// everything is taken.
 constexpr Number MaximumOption(const char* help, const char* fallback) {
-  return {{"max", "N", help, fallback}, 1};
+  return {{"max", "N", help, fallback}, 0};
 }
+
+// Of analyses that tell phases apart.
+inline constexpr Option kPhase{"phase", "NAME", "only the subgroups of that phase"};
+inline constexpr Option kAllPhases{"all-phases", nullptr,
+                                   "phases together, as if there were none; excluded ones aside"};
 
 // --db and all that narrow the data, without --max.
 std::vector<Option> SelectionOptions();
@@ -32,6 +37,13 @@ std::vector<Option> SelectionOptions();
 // Refusal for a name that the database does not have.
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,
                                           const QualityDatabase& database);
+
+// A condition that narrows the data, as it was typed, and the command line without it.
+struct Condition {
+  std::string text;  // "--since 2030-01-01"
+  Arguments without;
+};
+std::vector<Condition> ConditionsOf(const Arguments& arguments);
 
 // How a document is written.
 struct Presentation {
@@ -45,7 +57,13 @@ struct Analysis : Presentation {
   const Arguments& arguments;
   QualityDatabase database;
   std::shared_ptr<DataSelect> select;
+  // Why nothing was selected, where that is known; NoteEmpty sets it.
+  std::string why_empty = {};
 };
+
+// TestTypes that a selection takes.
+void IncludeTests(DataSelect& select, std::int32_t types);
+std::int32_t IncludedTests(const DataSelect& select);
 
 struct Outcome {
   std::string text;  // in the format of the run
@@ -57,7 +75,8 @@ struct Outcome {
 inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
 
 // Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
-// with what has no place in it on standard error. Returns the exit status 0.
+// with what has no place in it on standard error. Returns the exit status 0. Refusal, and no page
+// is written, when nothing was selected and --allow-empty was not given.
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
                 const Number& maximum, std::int32_t test_types,
                 const std::function<Outcome(Analysis&)>& analyse);
@@ -100,6 +119,20 @@ auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>
 // the subgroups, or events, that are selected.
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
              std::vector<Note>& notes, bool events = false);
+// Adds a note to an analysis of nothing: how many subgroups, or events, there are without one of
+// the conditions, or without all of them.
+void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes, bool events = false);
+// Adds a note where subgroups are disabled or incomplete.
+void NoteFlags(const render::SubgroupsRead& data, std::vector<Note>& notes);
+
+// Adds what people typed beside the values: labels, whole comments, events, names of descriptors.
+void ReadTexts(const QualityDatabase& database, const render::Names& names,
+               render::SubgroupsRead& data);
+
+// When the process of the subgroups did not run between the first and the last of them; nothing
+// where they are of several processes.
+std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
+                                            const render::SubgroupsRead& data);
 
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);

@@ -12,7 +12,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most", "all");
+constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 constexpr render::Word kFitWords[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
 constexpr Choice<caFitTypes> kFit{
     {"fit", "WORD", "the distribution that expected proportions follow", "", false, kFitWords}};
@@ -40,8 +40,9 @@ constexpr Real kWindowSd{
     {"window-sd", "X", "sigmas on either side of the mean", "what shows everything"}};
 constexpr Real kWindowMin{{"window-min", "X", "with --window minmax, the lower end"}};
 constexpr Real kWindowMax{{"window-max", "X", "with --window minmax, the upper end"}};
-constexpr Option kOptions[] = {kMax,  kFit,   kSigma,  kUsl,      kTarget,    kLsl,      kNormalize,
-                               kBins, kCurve, kWindow, kWindowSd, kWindowMin, kWindowMax};
+constexpr Option kOptions[] = {kMax,      kFit,       kSigma,     kUsl,   kTarget,
+                               kLsl,      kNormalize, kBins,      kCurve, kWindow,
+                               kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
 
 void SetWindow(const Arguments& arguments, CAProcessing& processing) {
   const auto least = arguments.Get(kWindowMin), most = arguments.Get(kWindowMax);
@@ -87,12 +88,18 @@ int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   return RunAnalysis(
       arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
+        run.database.JoinPhases(arguments.Has(kAllPhases));
         if (run.format == "xml") {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
-          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+          std::string text = results->GetXML() + "\n";
+          const bool empty = results->Bins()->Count() == 0;
+          if (empty) NoteEmpty(run, kMax, report.notes);
+          return {std::move(text), empty, std::move(report.notes)};
         }
-        const auto document = RunCapability(run.database, run.select, processing);
-        return {Formatted(document, run), document.capability.bins.empty()};
+        auto document = RunCapability(run.database, run.select, processing);
+        const bool empty = document.capability.bins.empty();
+        if (empty) NoteEmpty(run, kMax, document.notes);
+        return {Formatted(document, run), empty};
       });
 }
 
@@ -138,11 +145,11 @@ Command CapabilityCommand() {
           "Histogram, fitted curve and capability indices against the limits",
           "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
           "specification limits; with --usl, --target or --lsl only those that are given here "
-          "count.\n"
+          "count. Of a stream with phases the newest one is taken.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

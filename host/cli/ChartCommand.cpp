@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <tuple>
 #include <utility>
 
 #include "chart/CCAnalysis.h"
 #include "host/cli/Analysis.h"
+#include "host/render/core/Numbers.h"
+#include "platform/TimeStamp.h"
 
 namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most", "25");
+constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
 constexpr Choice<ccGraph1Types> kGraph1{{"graph1", "WORD", "", "", false, render::kGraph1Words}};
 constexpr Choice<ccGraph2Types> kGraph2{{"graph2", "WORD", "", "", false, render::kGraph2Words}};
 constexpr Choice<ccGraph3Types> kGraph3{{"graph3", "WORD", "", "", false, render::kGraph3Words}};
@@ -33,9 +41,9 @@ constexpr Real kAql{
     100.0};
 constexpr Real kProducerRisk{
     {"producer-risk", "PERCENT", "attribute charts: risk of the same", "10"}, 99.0};
-constexpr Option kOptions[] = {kMax,   kGraph1,  kGraph2,         kGraph3,
-                               kRules, kGroupBy, kGroupThreshold, kCusum,
-                               kEwma,  kAql,     kProducerRisk};
+constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,   kGraph3, kRules,
+                               kGroupBy,      kGroupThreshold, kCusum,    kEwma,   kAql,
+                               kProducerRisk, kPhase,          kAllPhases};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -62,18 +70,106 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
   return processing;
 }
 
-Outcome Chart(const Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
-  if (run.format == "xml") {
-    auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
-    // The result as it is, with nothing read out of it before.
-    std::string text = results->GetXML() + "\n";
-    const std::int32_t shown = results->TotalSubgroups();
-    NoteCut(run, kMax, shown, report.notes);
-    return {std::move(text), shown == 0, std::move(report.notes)};
+// A test of the newest subgroup that is selected with tests of the types that a chart does not
+// take.
+std::optional<ListedItem> OtherTest(const Analysis& run) {
+  const auto other = run.select->Clone();
+  IncludeTests(*other, kAllTests & ~IncludedTests(*run.select));
+  other->MaximumItems(1);
+  const auto data =
+      Checked(run.database, [&](const auto& open) { return other->GetSubgroupData(open); });
+  if (data->TotalSubgroups() == 0) return std::nullopt;
+  for (auto& item : run.database.Items(ItemKind::Test))
+    if (item.id == data->Test()) return std::move(item);
+  return std::nullopt;
+}
+
+// Whether the parts, processes and tests that were named have data for the chart at all.
+bool HasStreams(const Analysis& run) {
+  Arguments named = run.arguments;
+  for (const auto& option : SelectionOptions()) {
+    const std::string name = option.name;
+    const bool kept = name == kDatabase.name || name.starts_with("part") ||
+                      name.starts_with("process") || name.starts_with("test");
+    if (!kept) named = named.Without(option);
   }
+  const auto select = MakeSelection(named, kMax, run.database);
+  IncludeTests(*select, IncludedTests(*run.select));
+  select->MaximumItems(1);
+  return Checked(run.database, [&](const auto& open) {
+    return select->GetSubgroupData(open)->TotalSubgroups() > 0;
+  });
+}
+
+// What a test is of, and the chart of that.
+struct TestKind {
+  std::int32_t type;
+  const char* does;
+  const char* word;
+};
+constexpr TestKind kTestKinds[] = {{ttVariable, "measures values", "auto"},
+                                   {ttDefects, "counts defects", "c"},
+                                   {ttDefectives, "counts defectives", "p"}};
+
+// Where nothing was selected since the test is of another kind than the chart: the note that the
+// chart of counts is drawn in place of one that was not asked for. Misuse for one that was, unless
+// another condition emptied the selection.
+std::optional<Note> TakeOtherChart(const Analysis& run, CCProcessing& processing) {
+  const auto test = OtherTest(run);
+  if (!test) return std::nullopt;
+  const auto* const kind = std::ranges::find(kTestKinds, test->type, &TestKind::type);
+  if (kind == std::end(kTestKinds)) return std::nullopt;
+  const std::string does = test->name + " " + kind->does;
+  if (processing.Graph1Type() != ccGraph1BestGuessVariable) {
+    if (HasStreams(run)) return std::nullopt;
+    throw Misuse(does + "; --graph1 " + kind->word);
+  }
+  processing.Graph1Type(ccGraph1BestGuessAttribute);
+  IncludeTests(*run.select, kCounts);
+  return Note{"chart-of-counts", does + ", so the chart is that of counts; --graph1 takes others",
+              ""};
+}
+
+// The notes of the chart that is drawn in place of one of nothing: what the opening of the database
+// reported is there once, with the first.
+std::vector<Note> NotesOfOther(std::vector<Note> first, const std::vector<Note>& second,
+                               const Note& other) {
+  std::erase_if(first, [](const Note& note) { return note.code != "brought-forward"; });
+  first.insert(first.end(), second.begin(), second.end());
+  first.push_back(other);
+  return first;
+}
+
+Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
+  auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
+  if (results->TotalSubgroups() == 0) {
+    if (const auto other = TakeOtherChart(run, *processing)) {
+      const auto first = std::move(report.notes);
+      std::tie(results, report) = Analysed<CCAnalysis>(run.database, run.select, processing);
+      report.notes = NotesOfOther(first, report.notes, *other);
+    }
+  }
+  // The result as it is, with nothing read out of it before.
+  std::string text = results->GetXML() + "\n";
+  const std::int32_t shown = results->TotalSubgroups();
+  NoteCut(run, kMax, shown, report.notes);
+  if (shown == 0) NoteEmpty(run, kMax, report.notes);
+  return {std::move(text), shown == 0, std::move(report.notes)};
+}
+
+Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
+  if (run.format == "xml") return StoredChart(run, processing);
   auto document = RunChart(run.database, run.select, processing);
-  NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
+  if (document.chart.subgroups.rows.empty()) {
+    if (const auto other = TakeOtherChart(run, *processing)) {
+      const auto first = std::move(document.notes);
+      document = RunChart(run.database, run.select, processing);
+      document.notes = NotesOfOther(first, document.notes, *other);
+    }
+  }
   const bool empty = document.chart.subgroups.rows.empty();
+  NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
+  if (empty) NoteEmpty(run, kMax, document.notes);
   return {Formatted(std::move(document), run), empty};
 }
 
@@ -84,8 +180,53 @@ int Run(const Arguments& arguments, Console& console) {
       (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
   return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
+    run.database.JoinPhases(arguments.Has(kAllPhases));
     return Chart(run, processing);
   });
+}
+
+// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream;
+// empty where neither is known.
+std::string LimitsText(const QualityDatabase& database, const render::SubgroupRow& row,
+                       const render::LimitRow& limits) {
+  const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
+  const auto stored = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
+  const auto used = stored && stored->effective == since ? stored->used : 0;
+  std::string text;
+  if (since != kSinceEver) {
+    const auto clock = render::ClockText(since);
+    text = " since " + render::DayText(since) + (clock == "00:00" ? "" : " " + clock);
+  }
+  if (used > 0) {
+    text += text.empty() ? "" : ",";
+    text += " from " + render::Counted(static_cast<std::size_t>(used), "subgroup");
+  }
+  return text.empty() ? text : "limits in force" + text;
+}
+
+// One note for each stream with stored limits, or one for all where they read alike.
+void NoteLimits(const QualityDatabase& database, render::ChartDocument& document) {
+  const auto& rows = document.chart.subgroups.rows;
+  std::map<std::array<std::int32_t, 3>, std::size_t> newest;  // points of streams
+  for (std::size_t i = 0; i < rows.size() && i < document.limit_rows.size(); ++i)
+    newest[{rows[i].part, rows[i].prcs, rows[i].test}] = i;
+  const auto names = NamesOf(database);
+  std::vector<Note> notes;
+  for (const auto& [stream, point] : newest) {
+    if (document.limit_rows[point] < 0) continue;
+    const auto& limits =
+        document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
+    auto text = LimitsText(database, rows[point], limits);
+    if (!text.empty())
+      notes.push_back({"limits-in-force", std::move(text),
+                       render::StreamName(names, stream[0], stream[1], stream[2])});
+  }
+  const auto differs = [&](const Note& note) { return note.text != notes.front().text; };
+  if (notes.size() == newest.size() && std::ranges::none_of(notes, differs) && !notes.empty()) {
+    notes.resize(1);
+    notes.front().stream.clear();
+  }
+  document.notes.insert(document.notes.end(), notes.begin(), notes.end());
 }
 
 }  // namespace
@@ -96,6 +237,8 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   auto [results, report] = Analysed<CCAnalysis>(database, select, processing);
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
+  ReadTexts(database, NamesOf(database), document.chart.subgroups);
+  document.downtimes = ReadDowntimes(database, document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();
@@ -103,6 +246,11 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   static_cast<ChartReport&>(document) = std::move(report.chart);
+  document.chart.subgroups.phase_of = document.phase_of;
+  for (const auto& each : document.phases)
+    document.chart.subgroups.phases.push_back(each.phase.name);
+  NoteLimits(database, document);
+  NoteFlags(document.chart.subgroups, document.notes);
   return document;
 }
 
@@ -114,11 +262,13 @@ Command ChartCommand() {
           "single values, mean and range up to 10 pieces, mean and deviation above or where sizes "
           "differ. auto-attribute takes p for tests of defectives, c for defects on one size, u "
           "where sizes differ.\n"
+          "Each phase of a stream has limits and run rules of its own; \"orvspc phase\" keeps "
+          "phases.\n"
           "--cusum goes with every chart but np and pre-control.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

@@ -55,9 +55,13 @@ Command CopyCommand();
 Command BackupCommand();
 Command CheckCommand();
 Command SetCommand();
+Command PhaseCommand();
 Command EditCommand();
 Command ImportsCommand();
+Command LimitsCommand();
 Command CommentCommand();
+Command LogCommand();
+Command RecordCommand();
 Command DemoCommand();
 
 inline constexpr Option kDatabase{"db", "FILE", "the quality database"};

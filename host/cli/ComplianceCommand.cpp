@@ -68,7 +68,7 @@ Command ComplianceCommand() {
           "while their process runs. --max bounds nothing here.\n"
           "Formats: text, json, svg, html.",
           "orvspc compliance --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

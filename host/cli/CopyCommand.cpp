@@ -13,7 +13,7 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Option kTo{"to", "FILE", "the database to copy into; made if it is not there"};
-constexpr Number kMax = MaximumOption("the newest N subgroups at most", "all");
+constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
 // Whether the command line narrows the data.
 bool IsNarrowed(const Arguments& arguments) {

@@ -8,7 +8,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most", "25");
+constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
 constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
                                            {"variable", ttVariable},
                                            {"defects", ttDefects},
@@ -25,8 +25,11 @@ int Run(const Arguments& arguments, Console& console) {
         });
         const bool empty = data->TotalSubgroups() == 0;
         NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
+        if (empty) NoteEmpty(run, kMax, report.notes);
         if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
-        const auto subgroups = render::ReadSubgroups(*data);
+        auto subgroups = render::ReadSubgroups(*data);
+        ReadTexts(run.database, run.names, subgroups);
+        NoteFlags(subgroups, report.notes);
         if (run.format == "json")
           return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
         return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};

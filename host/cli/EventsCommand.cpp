@@ -8,7 +8,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N events at most", "25");
+constexpr Number kMax = MaximumOption("the newest N events at most; 0: all", "25");
 constexpr Option kOptions[] = {kMax};
 
 int Run(const Arguments& arguments, Console& console) {
@@ -17,6 +17,7 @@ int Run(const Arguments& arguments, Console& console) {
         Reported(run.database, [&](const auto& open) { return run.select->GetEventData(open); });
     const bool empty = events->Count() == 0;
     NoteCut(run, kMax, events->Count(), report.notes, true);
+    if (empty) NoteEmpty(run, kMax, report.notes, true);
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
     const auto rows = render::ReadEvents(*events);
     if (run.format == "json")

@@ -258,8 +258,8 @@ constexpr List kLists[] = {
      }},
     {"settings", "setting", "Name=setting Value Meaning=what_it_is",
      [](const QualityDatabase& database) {
-       return RowsOf(SettingKinds(), [&](const auto& setting) {
-         return RowOf(setting.name, database.Setting(setting.name), setting.meaning);
+       return RowsOf(database.SettingNames(), [&](const auto& name) {
+         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning);
        });
      }},
     {"limits", "limits",

@@ -72,6 +72,12 @@ const std::vector<std::string>& Arguments::Values(const Option& option) const {
   return found == values_.end() ? none : found->second;
 }
 
+Arguments Arguments::Without(const Option& option) const {
+  Arguments fewer = *this;
+  fewer.values_.erase(option.name);
+  return fewer;
+}
+
 std::string Arguments::Required(const Option& option) const {
   const auto text = Value(option);
   if (!text) throw Misuse(Dashed(option) + " is missing");

@@ -66,6 +66,9 @@ class Arguments {
   std::optional<std::int32_t> Get(const Number& option) const;
   std::optional<double> Get(const Real& option) const;
 
+  // The same without one option.
+  Arguments Without(const Option& option) const;
+
   const std::vector<std::string>& Positional() const { return positional_; }
 
  private:

@@ -14,6 +14,8 @@ inline constexpr Option kFormat{"format", "WORD", "how the result is written",
                                 "text, or what -o FILE ends in"};
 inline constexpr Option kOutput{"output", "FILE", "where it goes, -o for short", "standard output"};
 inline constexpr Option kOutputOptions[] = {kFormat, kOutput};
+inline constexpr Option kAllowEmpty{"allow-empty", nullptr, "a page also of nothing selected"};
+inline constexpr Option kPageOptions[] = {kFormat, kOutput, kAllowEmpty};
 
 using Formats = std::vector<std::string>;
 inline const Formats kDrawn{"text", "json", "svg", "html"};

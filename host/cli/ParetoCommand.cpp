@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMaxLevels = 3;
 
-constexpr Number kMax = MaximumOption("the newest N subgroups or events at most", "all");
+constexpr Number kMax = MaximumOption("the newest N subgroups or events at most; 0: all", "all");
 constexpr Option kBy{"by",
                      "WORDS",
                      "levels of the bars, the outermost one first, separated by commas",
@@ -160,12 +160,21 @@ int Run(const Arguments& arguments, Console& console) {
   return RunAnalysis(
       arguments, console, kDrawnAndStored, kMax, kAllTests, [&](Analysis& run) -> Outcome {
         FindDescriptors(run.database, levels, *processing);
+        const auto note_empty = [&](std::vector<Note>& notes) {
+          const auto from = processing->ResourceType();
+          if (from != paProcessState) NoteEmpty(run, kMax, notes, from == paProcessEvents);
+        };
         if (run.format == "xml") {
           auto [results, report] = Analysed<PAAnalysis>(run.database, run.select, processing);
-          return {results->GetXML() + "\n", results->Bins()->Count() == 0, std::move(report.notes)};
+          std::string text = results->GetXML() + "\n";
+          const bool empty = results->Bins()->Count() == 0;
+          if (empty) note_empty(report.notes);
+          return {std::move(text), empty, std::move(report.notes)};
         }
-        const auto document = RunPareto(run.database, run.select, processing);
-        return {Formatted(document, run), document.pareto.bins.empty()};
+        auto document = RunPareto(run.database, run.select, processing);
+        const bool empty = document.pareto.bins.empty();
+        if (empty) note_empty(document.notes);
+        return {Formatted(document, run), empty};
       });
 }
 
@@ -204,7 +213,7 @@ Command ParetoCommand() {
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc pareto --db q.db --by defect,shift --bins 20 -o defects.html",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

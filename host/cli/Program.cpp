@@ -28,7 +28,8 @@ constexpr Command (*kCommands[])() = {
     ImportCommand,  ListCommand,    ChartCommand,  CapabilityCommand, ParetoCommand,
     DataCommand,    EventsCommand,  StatesCommand, ComplianceCommand, ShowCommand,
     CopyCommand,    BackupCommand,  CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, ImportsCommand, DemoCommand};
+    CommentCommand, ImportsCommand, LogCommand,    PhaseCommand,      LimitsCommand,
+    RecordCommand,  DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 

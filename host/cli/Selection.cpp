@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <iterator>
 #include <optional>
+#include <utility>
 
 #include "frame/NumberText.h"
 #include "host/cli/Analysis.h"
@@ -152,6 +154,80 @@ void AddTimes(const Arguments& arguments, DataSelect& select) {
     throw Misuse("--since lies after --until");
 }
 
+// The items that options name of a dimension; none where they name a group, or nothing.
+std::vector<std::int32_t> ItemsOf(const DataSelect& select, DescriptorTypes type) {
+  std::vector<std::int32_t> items;
+  const auto descriptor = select.Descriptors()->GetDescriptor(type);
+  for (std::int32_t i = 1; descriptor && i <= descriptor->ItemCount(); ++i)
+    items.push_back(descriptor->ItemID(i));
+  return items;
+}
+
+struct PhaseScope {
+  DescriptorTypes type;
+  std::int32_t Phase::*item;
+};
+constexpr PhaseScope kPhaseScopes[] = {
+    {dtPart, &Phase::part}, {dtProcess, &Phase::process}, {dtTest, &Phase::test}};
+
+// The one phase of that name among the streams that are selected.
+Phase PhaseNamed(const std::string& name, const QualityDatabase& database,
+                 const DataSelect& select) {
+  std::vector<Phase> found;
+  for (const auto& phase : database.Phases()) {
+    const bool fits = std::ranges::all_of(kPhaseScopes, [&](const PhaseScope& scope) {
+      const auto items = ItemsOf(select, scope.type);
+      return phase.*scope.item == 0 || items.empty() ||
+             std::ranges::find(items, phase.*scope.item) != items.end();
+    });
+    if (fits && phase.name == name) found.push_back(phase);
+  }
+  if (found.size() == 1) return found[0];
+  throw Refusal(found.empty() ? "no phase of what is selected is called " + Quoted(name) +
+                                    "; \"orvspc phase list\" shows all"
+                              : std::to_string(found.size()) + " phases are called " +
+                                    Quoted(name) + "; name the part, process or test");
+}
+
+// What the options select, but for times; of a phase its own part, process and test.
+void AddDescriptors(const Arguments& arguments, const QualityDatabase& database, DataSelect& select,
+                    const Phase& phase = {}) {
+  for (const auto& dimension : kDimensions) {
+    const auto* const scope = std::ranges::find(kPhaseScopes, dimension.type, &PhaseScope::type);
+    const auto item = scope == std::end(kPhaseScopes) ? 0 : phase.*scope->item;
+    if (item == 0) {
+      AddDimension(dimension, arguments, database, select);
+      continue;
+    }
+    // A group of items and an item of it cannot be asked for at once.
+    if (arguments.Has(dimension.group))
+      throw Misuse(std::string("--phase and --") + dimension.group.name + " exclude each other");
+    const auto descriptor = select.Descriptors()->Add(dimension.type);
+    descriptor->FilterType(ftItemList);
+    descriptor->AddItemID(item);
+  }
+  for (const auto& text : arguments.Values(kDescriptor)) AddDescriptor(text, database, select);
+}
+
+// Only the subgroups of a phase: its streams and its time.
+void NarrowToPhase(const Arguments& arguments, const QualityDatabase& database,
+                   DataSelect& select) {
+  const auto name = arguments.Value(kPhase);
+  if (!name) return;
+  if (arguments.Has(kAllPhases)) throw Misuse("--phase and --all-phases exclude each other");
+  if (arguments.Get(kLast)) throw Misuse("--phase and --last exclude each other");
+  const auto phase = PhaseNamed(*name, database, select);
+  select.Descriptors()->Clear();
+  AddDescriptors(arguments, database, select, phase);
+  select.DateRangeInterval(0);
+  select.DateRangeTimeType(drttStatic);
+  const double start = platform::TimeStampToDate(phase.start);
+  if (!arguments.Has(kSince) || select.DateRangeStart() < start) select.DateRangeStart(start);
+  if (!phase.finish) return;
+  const double end = platform::TimeStampToDate(*phase.finish - 1);
+  if (!arguments.Has(kUntil) || select.DateRangeEnd() > end) select.DateRangeEnd(end);
+}
+
 }  // namespace
 
 std::vector<Option> SelectionOptions() {
@@ -164,15 +240,32 @@ std::vector<Option> SelectionOptions() {
   return options;
 }
 
+std::vector<Condition> ConditionsOf(const Arguments& arguments) {
+  std::vector<Condition> conditions;
+  for (const auto& option : SelectionOptions()) {
+    const std::string name = option.name;
+    // A period is that of --last.
+    if (name == kDatabase.name || name == kPeriod.name || !arguments.Has(option)) continue;
+    std::string text;
+    for (const auto& value : arguments.Values(option))
+      text += (text.empty() ? "--" : " --") + name + " " + system::ShellWord(value);
+    auto without = arguments.Without(option);
+    if (name == kLast.name) without = without.Without(kPeriod);
+    conditions.push_back({std::move(text), std::move(without)});
+  }
+  return conditions;
+}
+
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,
                                           const QualityDatabase& database) {
   auto select = std::make_shared<DataSelect>();
-  select->MaximumItems(arguments.Get(maximum).value_or(INT32_MAX));
+  const auto most = arguments.Get(maximum).value_or(0);
+  select->MaximumItems(most == 0 ? INT32_MAX : most);
   select->Tsno(arguments.Get(kPiece).value_or(0));
   AddTimes(arguments, *select);
   AddStates(arguments, *select);
-  for (const auto& dimension : kDimensions) AddDimension(dimension, arguments, database, *select);
-  for (const auto& text : arguments.Values(kDescriptor)) AddDescriptor(text, database, *select);
+  AddDescriptors(arguments, database, *select);
+  NarrowToPhase(arguments, database, *select);
   return select;
 }
 

@@ -8,11 +8,9 @@ namespace orvspc::cli {
 namespace {
 
 const SettingKind& SettingOf(const std::string& name) {
+  if (const auto* const found = FindSettingKind(name)) return *found;
   std::vector<std::string> names;
-  for (const auto& setting : SettingKinds()) {
-    if (name == setting.name) return setting;
-    names.emplace_back(setting.name);
-  }
+  for (const auto& setting : SettingKinds()) names.emplace_back(setting.name);
   throw Misuse("there is no setting \"" + name + "\", only " + Joined(names));
 }
 

@@ -12,7 +12,8 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups, and events, at most", "10000");
+constexpr Number kMax =
+    MaximumOption("the newest N subgroups, and events, at most; 0: all", "10000");
 constexpr Option kOptions[] = {kMax};
 constexpr const char* kLogCut = "states-cut";
 
@@ -86,8 +87,10 @@ int Run(const Arguments& arguments, Console& console) {
     auto document = RunStates(run.database, *run.select);
     NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
     NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
-    return {Formatted(document, run),
-            document.log.empty() && document.events.empty() && document.subgroups.rows.empty()};
+    const bool empty =
+        document.log.empty() && document.events.empty() && document.subgroups.rows.empty();
+    if (empty) NoteEmpty(run, kMax, document.notes);
+    return {Formatted(document, run), empty};
   });
 }
 
@@ -103,6 +106,7 @@ render::StatesDocument RunStates(const QualityDatabase& database, const DataSele
   document.select = results->DataSelect();
   document.events = render::ReadEvents(*results->EventData());
   document.subgroups = render::ReadSubgroups(*results->SubgroupData());
+  ReadTexts(database, NamesOf(database), document.subgroups);
   document.notes = std::move(report.notes);
   // The analysis reads the log of one process; here each has its own.
   std::erase_if(document.notes, [](const Note& note) { return note.code == kLogCut; });
@@ -118,7 +122,7 @@ Command StatesCommand() {
           "events.\n"
           "Formats: text, json, svg, html.",
           "orvspc states --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
+          Together(SelectionOptions(), kOptions, kPageOptions),
           Run};
 }
 

@@ -67,8 +67,8 @@ std::optional<std::int32_t> TestOf(const Arguments& arguments, const QualityData
   throw Refusal("there is no test \"" + *name + "\"");
 }
 
-std::int32_t StampOf(const Option& option, const std::string& text) {
-  const auto time = ParseTime(text);
+std::int32_t StampOf(const Option& option, const std::string& text, bool end_of_day) {
+  const auto time = ParseTime(text, end_of_day);
   if (!time || *time > std::numeric_limits<std::int32_t>::max() ||
       *time <= std::numeric_limits<std::int32_t>::min()) {
     throw Misuse("--" + std::string(option.name) +

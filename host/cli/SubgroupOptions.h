@@ -28,7 +28,7 @@ std::int32_t SubgroupOf(const Arguments& arguments, const QualityDatabase& datab
 std::optional<std::int32_t> TestOf(const Arguments& arguments, const QualityDatabase& database);
 
 // A time of the command line as a stamp. Misuse.
-std::int32_t StampOf(const Option& option, const std::string& text);
+std::int32_t StampOf(const Option& option, const std::string& text, bool end_of_day = false);
 
 // The verb of a command such as "edit flag", its first word. Misuse.
 std::string VerbOf(const Arguments& arguments, const std::vector<std::string>& verbs);

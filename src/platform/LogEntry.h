@@ -23,10 +23,10 @@ struct LogEntry {
 
 // Which entries; what is empty narrows nothing.
 struct LogFilter {
-  std::string object;  // "subgroup 4711": also what is about a part of it, "subgroup 4711 test 3"
-  std::string by, operation;
-  std::optional<std::int64_t> since, until;  // seconds since 1970 UTC, both belonging to it
-  std::int64_t max = 0;                      // the newest so many; 0: all
+  // "subgroup 4711": also what is about a part of it, "subgroup 4711 test 3".
+  std::string object = {}, by = {}, operation = {};
+  std::optional<std::int64_t> since = {}, until = {};  // seconds, both belonging to it
+  std::int64_t max = 0;                                // the newest so many; 0: all
 };
 
 // The newest entry. Kept elsewhere, it proves later that nothing before it was changed.

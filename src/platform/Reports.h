@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/Phase.h"
+
 // What an engine reports beside the result of an analysis, as plain data that engines fill and
 // hosts show.
 namespace orvspc {
@@ -48,8 +50,21 @@ struct AcceptanceLimits {
   std::vector<double> numbers, rates;
 };
 
+// A stretch of a stream in one phase, or between two, as a chart shows it.
+struct PhaseReport {
+  Phase phase;             // identifier 0: none
+  StreamReport estimates;  // that its calculated limits come from
+  // The stretch among those of the chart that has these estimates: itself or one before it.
+  std::int32_t limits_of = 0;
+  std::int32_t subgroups = 0, used = 0;
+  bool has_older_limits = false;  // stored limits in force are from before it began
+};
+
 struct ChartReport {
-  std::vector<StreamReport> streams;
+  std::vector<StreamReport> streams;  // of one with phases the newest that counts
+  // By stream, then time, of all streams where one has phases; otherwise empty.
+  std::vector<PhaseReport> phases;
+  std::vector<std::int32_t> phase_of;          // of each point, among these; empty without phases
   std::optional<AcceptanceLimits> acceptance;  // of charts of counts only
   // The row of the chart's stored control limits in force at each point, counted from 0 in the
   // order of the result's rows; -1 where limits were calculated. Empty without stored limits.

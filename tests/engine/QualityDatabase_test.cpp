@@ -195,6 +195,72 @@ TEST_F(QualityDatabaseTest, TheStateBeforeATimeIsTheLatestRecordOfTheProcess) {
   EXPECT_FALSE(Data().StateBefore(0, 5000)) << "no process is not every process";
 }
 
+TEST_F(QualityDatabaseTest, TheStatesBetweenTwoTimesAreThoseOfTheProcess) {
+  Import("code,type\nRUN,run\nIDLE,idle\n", ImportKind::StateCodes);
+  Import(
+      "process,time,state\nLathe,1970-01-01T00:10:00Z,RUN\nLathe,1970-01-01T00:20:00Z,IDLE\n"
+      "Mill,1970-01-01T00:15:00Z,IDLE\nLathe,1970-01-01T00:30:00Z,RUN\n",
+      ImportKind::States);
+  const auto states = Data().StatesBetween(Id(ItemKind::Process, "Lathe"), 600, 1200);
+  ASSERT_EQ(states.size(), 2U);
+  EXPECT_EQ(states[0].since, 600);
+  EXPECT_EQ(states[1].name, "IDLE");
+  EXPECT_EQ(states[1].type, pst_Idle);
+  EXPECT_TRUE(Data().StatesBetween(0, 0, 5000).empty()) << "no process is not every process";
+}
+
+TEST_F(QualityDatabaseTest, LabelsOfSubgroupsFarApartComeInTheirOrder) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 3000; ++i)
+    values += "Nut,Lathe,Width,N" + std::to_string(i) + ",2024-03-01T00:00:00,1\n";
+  Data();
+  Import(values, ImportKind::Values);  // 1 to 4 are there
+  const std::vector<std::int32_t> wanted = {1, 5, 700, 701, 3004, 99999};
+  const auto labels = Data().SubgroupLabels(wanted);
+  using Label = std::pair<std::int32_t, std::string>;
+  EXPECT_EQ(labels, (std::vector<Label>{
+                        {1, "7"}, {5, "N0"}, {700, "N695"}, {701, "N696"}, {3004, "N2999"}}));
+  EXPECT_TRUE(Data().SubgroupLabels({}).empty());
+}
+
+TEST_F(QualityDatabaseTest, CommentsOfSubgroupsAreWhole) {
+  const std::string note(1000, 'x');
+  Data();
+  Import(
+      "part,process,test,subgroup,time,value,comment,employee\n"
+      "Nut,Lathe,Width,5,1970-01-01T00:10:00Z,1,first,Ann\n"
+      "Nut,Lathe,Width,6,1970-01-01T00:11:00Z,1," +
+          note + ",\nNut,Lathe,Width,7,1970-01-01T00:12:00Z,1,third,\n",
+      ImportKind::Values);
+  const std::vector<std::int32_t> wanted = {1, 5, 6};
+  const auto comments = Data().Comments(wanted);
+  ASSERT_EQ(comments.size(), 2U) << "the third is of another subgroup";
+  EXPECT_EQ(comments[0].subgroup, 5);
+  EXPECT_EQ(comments[0].note, "first");
+  EXPECT_EQ(comments[0].employee, Id(ItemKind::Employee, "Ann"));
+  EXPECT_EQ(comments[1].note, note);
+  EXPECT_EQ(comments[1].employee, 0);
+  EXPECT_TRUE(Data().Comments({}).empty());
+}
+
+TEST_F(QualityDatabaseTest, EventsOfSubgroupsAreThoseThatNameTheirTime) {
+  Import("code\nWorn\n", ImportKind::AccCodes);
+  Import(
+      "type,time,process,part,test,subgroup-time,acc\n"
+      "subgroup-alarm,1970-01-01T00:02:00Z,Lathe,Shaft,Width,1970-01-01T00:01:40Z,Worn\n"
+      "subgroup-alarm,1970-01-01T00:01:50Z,Lathe,Shaft,Width,1970-01-01T00:03:20Z,\n"
+      "subgroup-alarm,1970-01-01T00:02:01Z,Lathe,Shaft,Width,1970-01-01T00:03:21Z,\n"
+      "downtime,1970-01-01T00:02:02Z,Lathe,,,,\n",
+      ImportKind::Events);
+  const auto events = Data().EventsOfSubgroups(100, 200);
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].time, 110) << "by the times of the events";
+  EXPECT_EQ(events[0].subgroup_time, 200);
+  EXPECT_EQ(events[1].subgroup_time, 100);
+  EXPECT_EQ(events[1].acc, Id(ItemKind::AccCode, "Worn"));
+  EXPECT_EQ(events[1].part, Id(ItemKind::Part, "Shaft"));
+}
+
 // --- Limits --------------------------------------------------------------------------------------
 
 TEST_F(QualityDatabaseTest, SpecificationLimitsHaveVersionsAndOneInForce) {

@@ -393,9 +393,10 @@ TEST_F(Capability, NothingSelectedIsSaidAndIsNoFailure) {
   EXPECT_EQ(text.status, 0);
   EXPECT_NE(text.out.find("no data selected"), std::string::npos) << text.out;
   for (const char* format : {"json", "xml", "svg", "html"}) {
-    const Outcome outcome = Run(nothing + "--format " + format);
+    const Outcome outcome = Run(nothing + "--allow-empty --format " + format);
     EXPECT_EQ(outcome.status, 0) << format;
-    EXPECT_NE(outcome.err.find("no data selected"), std::string::npos) << format;
+    EXPECT_EQ(outcome.err.rfind("no data: 20 subgroups without --since 2030-01-01\n", 0), 0U)
+        << format << outcome.err;
     EXPECT_NE(outcome.out, "") << format;
   }
   const ParsedJson document = ParseJson(Run(nothing + "--format json").out);

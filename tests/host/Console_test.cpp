@@ -304,16 +304,40 @@ TEST_F(OnConsole, MeansOfReadingsDoNotMakeLimitsLonger) {
   EXPECT_LE(value.size() - value.find('.') - 1, 3U) << value;
 }
 
+// Each row of limits says how many subgroups it is of; streams that read alike share the note.
+TEST_F(OnConsole, ANoteNamesTheSubgroupsBehindTheLimits) {
+  Import({"Bolt", "Nut"});
+  Store("control-limits",
+        "part,process,test,mean,sp,effective\nBolt,Lathe,Length,10,0.5,2024-01-10\n"
+        "Nut,Lathe,Length,10,0.5,2024-01-10T06:30\n");
+  {
+    const auto file = engine::sql::sqlite::OpenFile(File("q.db"), false, [](auto&) {});
+    file->Execute("UPDATE control_limit SET used = 25");
+  }
+  const std::string bolt = "note: limits in force since 2024-01-10, from 25 subgroups\n";
+  ASSERT_EQ(Chart({"--part", "Bolt"}), 0);
+  EXPECT_NE(out_.find(bolt), std::string::npos) << out_;
+  ASSERT_EQ(Chart({"--max", "0"}), 0);
+  EXPECT_NE(out_.find("note: Bolt / Lathe / Length: limits in force since 2024-01-10, from 25"),
+            std::string::npos)
+      << out_;
+  EXPECT_NE(
+      out_.find("note: Nut / Lathe / Length: limits in force since 2024-01-10 06:30, from 25"),
+      std::string::npos)
+      << out_;
+}
+
 TEST_F(OnConsole, NoDataIsSaidOnce) {
   Import({"Bolt"});
   for (const char* format : {"text", "svg", "html", "json"}) {
-    ASSERT_EQ(Chart({"--since", "2030-01-01", "--format", format}), 0);
+    ASSERT_EQ(Chart({"--since", "2030-01-01", "--allow-empty", "--format", format}), 0);
     std::string said = out_ + err_;
     std::transform(said.begin(), said.end(), said.begin(),
                    [](char c) { return static_cast<char>(std::tolower(c)); });
+    EXPECT_NE(said.find("without --since 2030-01-01"), std::string::npos) << format << said;
     const auto first = said.find("no data selected");
-    EXPECT_NE(first, std::string::npos) << format;
     if (format == std::string("text")) {
+      EXPECT_NE(first, std::string::npos);
       EXPECT_EQ(said.find("no data selected", first + 1), std::string::npos) << said;
     }
   }

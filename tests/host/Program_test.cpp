@@ -425,7 +425,7 @@ TEST_F(Program, NothingSelectedIsNoFailure) {
   EXPECT_NE(text.out.find("no data selected"), std::string::npos);
   const Outcome json = Run(chart + "--format json");
   EXPECT_EQ(json.status, 0) << json.err;
-  EXPECT_NE(json.err.find("no data selected"), std::string::npos);
+  EXPECT_NE(json.err.find("without --since 2030-01-01\n"), std::string::npos) << json.err;
   EXPECT_TRUE(ParseJson(json.out).At("Graphs").elements.empty());
 }
 

@@ -293,8 +293,11 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
       from = to + 1;
     }
   }
-  EXPECT_EQ(lost,
-            (std::vector<std::string>{"lost", "-", "names", "rule texts", "groups", "tables"}));
+  EXPECT_EQ(lost, (std::vector<std::string>{"lost", "-", "names", "texts", "rule texts", "groups",
+                                            "tables"}));
+  // The notes of both may be as many, and are others.
+  if (std::erase_if(different_, [](const auto& key) { return key.starts_with("Notes."); }) > 0)
+    different_.insert("Notes");
   EXPECT_EQ(different_, keys);
 }
 
@@ -311,7 +314,8 @@ TEST_F(StoredChart, WithoutDataSaysSo) {
   ASSERT_EQ(Run("demo d").status, 0);
   const Outcome written = Run("chart --db d/sample.db --since 2030-01-01 --format xml");
   EXPECT_EQ(written.status, 0);
-  EXPECT_EQ(written.err.rfind("no data selected\n", 0), 0u) << written.err;
+  EXPECT_EQ(written.err.rfind("no data: 334 subgroups without --since 2030-01-01\n", 0), 0u)
+      << written.err;
   Write("r.xml", written.out);
   const Outcome text = Run("show r.xml");
   EXPECT_EQ(text.status, 0);

@@ -144,7 +144,7 @@ TEST_F(Summary, AStoredSetWithoutEventsIsRefused) {
   ImportDay();
   const Outcome empty = Run("events --db q.db --since 2025-01-01 -o e.xml");
   EXPECT_EQ(empty.status, 0);
-  EXPECT_EQ(empty.err, "no data selected\n");
+  EXPECT_EQ(empty.err, "no data: 3 events without --since 2025-01-01\n");
   EXPECT_EQ(Text(folder_.File("e.xml")), "<EventData/>\n");
   const Outcome shown = Run("show e.xml");
   EXPECT_EQ(shown.status, 1);
@@ -492,12 +492,16 @@ TEST_F(Summary, TheDemoDrawsStatesAndCompliance) {
 
 TEST_F(Summary, WithoutDataEveryFormatSaysSo) {
   ImportDay();
-  for (const std::string command : {"events", "states", "compliance"}) {
+  const std::string all =
+      " without --process Lathe and --since 2023-01-01 and --until 2023-01-02\n";
+  for (const auto& [command, said] : {std::pair("events", "no data: 3 events" + all),
+                                      {"states", "no data: 14 subgroups" + all},
+                                      {"compliance", "no data selected\n"}}) {
     const std::string nothing =
-        command + " --db q.db --since 2023-01-01 --until 2023-01-02 --process Lathe";
+        std::string(command) + " --db q.db --since 2023-01-01 --until 2023-01-02 --process Lathe";
     const Outcome json = Run(nothing + " --format json");
     EXPECT_EQ(json.status, 0);
-    EXPECT_EQ(json.err, "no data selected\n") << command;
+    EXPECT_EQ(json.err, said) << command;
   }
 }
 

@@ -8,8 +8,8 @@ cd "$(dirname "$0")"
 slow=${2:-}
 of_files=$(sed '/^#/d; s/ .*//' of_files.txt | paste -sd:)
 
-suites=(engine_sql engine_store engine_import engine engine_charts engine_capability engine_pareto
-        engine_compliance threads host script)
+suites=(engine_sql engine_store engine_import engine_change engine engine_charts engine_capability engine_pareto
+        engine_compliance engine_limits threads host script)
 run_all() {
   local failed=0 suite
   for suite in "${suites[@]}"; do

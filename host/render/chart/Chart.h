@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -57,13 +58,40 @@ struct GraphView {
   LineSet specification;            // USL, target, LSL
   std::vector<PointMark> marks;     // by point
   int decimals = 4;                 // of a limit's value
+  int point_decimals = -1;          // of a point's value; -1: as of a limit's
   bool from_zero = false;           // never negative: the axis does not go below 0
+
+  // The value of a point as it is shown.
+  std::string PointText(std::size_t point) const;
 };
 
 // One (part, process, test). Points of different streams are never joined by a line.
 struct StreamView {
   std::string name;
   Estimate mean, sp, sw;
+};
+
+// A text of people at a point: a comment, or the cause and the action of an alarm.
+struct PointNote {
+  std::size_t point = 0;  // from 0
+  std::string text;
+};
+
+// A stretch in which the process did not run, stamps.
+struct Downtime {
+  std::int64_t start = 0, end = 0;
+  std::string state;
+};
+
+// A stretch of the points of one stream in one phase, or between two.
+struct PhaseView {
+  std::string name, kind;           // empty: no phase
+  std::int32_t stream = 0;          // index into stream_views
+  std::size_t first = 0, last = 0;  // of its points, inclusive; of other streams some between them
+  std::size_t subgroups = 0, used = 0;
+  bool is_excluded = false;       // drawn, used for nothing
+  bool has_older_limits = false;  // stored limits in force are from before it began
+  Estimate mean, sp;
 };
 
 struct GroupView {
@@ -78,10 +106,23 @@ struct ChartView : View {
   std::vector<GraphView> graphs;
   std::vector<StreamView> stream_views;
   std::vector<GroupView> groups;  // empty: no grouping; else the points of a group share a place
+  std::vector<PointNote> comments, codes;           // by point
+  std::vector<Downtime> downtimes;                  // ascending
+  std::function<SubgroupTexts(std::size_t)> texts;  // of a point; empty: none is known
 
+  std::vector<PhaseView> phases;       // by stream, then time; empty: there are none
+  std::vector<std::int32_t> phase_of;  // index into these, one a point
+
+  SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
-  bool Used(std::size_t point) const { return flags.empty() || flags[point] == 0; }
+  std::int32_t PhaseOf(std::size_t point) const { return phases.empty() ? 0 : phase_of[point]; }
+  bool IsExcluded(std::size_t point) const {
+    return !phases.empty() && phases[static_cast<std::size_t>(phase_of[point])].is_excluded;
+  }
+  bool Used(std::size_t point) const {
+    return (flags.empty() || flags[point] == 0) && !IsExcluded(point);
+  }
 };
 
 // embedded: for use inside a page, without title lines and notes.
@@ -90,10 +131,10 @@ inline std::string RenderChartSvg(const ChartView& view, bool embedded = false) 
   return WriteSvg(ChartScene(view, embedded));
 }
 // The picture, the estimates with where they come from, the marked points with the rules' texts,
-// the notes.
+// every point with all that was typed, the notes.
 std::string RenderChartHtml(const ChartView& view);
 // The chart drawn with characters, the limits' values beside it, below it the marked points with
-// the rules' texts, the estimates and the notes.
+// the rules' texts, comments, the estimates and the notes.
 std::string RenderChartText(const ChartView& view, const TextOptions& options = {});
 
 // The run rules that points break. Most points break none and take no room here.
@@ -193,6 +234,7 @@ struct ChartDocument : ChartReport {
   ChartRead chart;
   std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
   std::vector<Note> notes;
+  std::vector<Downtime> downtimes;  // of the only process, ascending
 };
 
 std::string ChartJson(const ChartDocument& document, const Names& names);

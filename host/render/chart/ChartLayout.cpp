@@ -24,6 +24,12 @@ std::array<NamedLine, 6> LinesOf(const GraphView& graph) {
            {"LSL", specification.lower, true}}};
 }
 
+std::string LineText(const NamedLine& line, double value, const GraphView& graph) {
+  const int own = DecimalsOf(std::span(&value, 1));
+  const bool plain = line.specification || value == 0.0;
+  return Fixed(value, plain ? std::min(own, graph.decimals) : graph.decimals);
+}
+
 std::vector<std::size_t> Places(const ChartView& view) {
   std::vector<std::size_t> places(view.Count());
   for (std::size_t i = 0; i < places.size(); ++i) places[i] = i;
@@ -49,6 +55,10 @@ std::map<std::int32_t, RuleCount> RulesBroken(const ChartView& view) {
         ++count.points;
       }
   return counts;
+}
+
+std::string GraphView::PointText(std::size_t point) const {
+  return Fixed(points[point], point_decimals < 0 ? decimals : point_decimals);
 }
 
 std::string RuleNumbers(const PointMark& mark) {
@@ -93,8 +103,12 @@ std::string AxisTimes::Text(std::int64_t stamp) const {
 
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line) {
   std::vector<double> newest(std::max<std::size_t>(view.stream_views.size(), 1), kNaN);
+  std::map<std::size_t, std::int32_t> phases;  // of streams, the newest
+  for (std::size_t p = 0; p < view.phases.size(); ++p)
+    phases[static_cast<std::size_t>(view.phases[p].stream)] = static_cast<std::int32_t>(p);
   for (std::size_t i = 0; i < line.size(); ++i) {
     const auto stream = static_cast<std::size_t>(view.StreamOf(i));
+    if (!phases.empty() && view.PhaseOf(i) != phases[stream]) continue;
     if (stream < newest.size() && std::isfinite(line[i])) newest[stream] = line[i];
   }
   return newest;
@@ -132,6 +146,7 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
   static constexpr double kHeights[3][3] = {{360, 0, 0}, {270, 170, 0}, {240, 140, 140}};
   constexpr double kPanelHead = 30.0;
   constexpr double kPanelGap = 14.0;
+  constexpr double kPhaseNames = 15.0;
 
   Layout layout;
   const auto places = Places(view);
@@ -142,7 +157,8 @@ Layout MakeLayout(const ChartView& view, double header, std::size_t footer_lines
   for (std::size_t g = 0; g < view.graphs.size() && g < 3; ++g) {
     Panel panel;
     panel.title = y + 21.0;
-    panel.top = y + kPanelHead;
+    panel.names = g == 0 && view.phases.size() > 1 ? kPhaseNames : 0.0;
+    panel.top = y + kPanelHead + panel.names;
     panel.bottom = panel.top + kHeights[count - 1][g];
     panel.range = AxisRange(view.graphs[g]);
     // Room for the rule numbers above the highest and below the lowest point.
@@ -215,10 +231,7 @@ std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& grap
       // Streams that share a limit share its label.
       const double value = ends[stream];
       if (!std::isfinite(value) || distinct.erase(value) == 0) continue;
-      const int own = DecimalsOf(std::span(&value, 1));
-      const bool plain = line.specification || value == 0.0;
-      const std::string text = std::string(line.name) + " " +
-                               Fixed(value, plain ? std::min(own, graph.decimals) : graph.decimals);
+      const std::string text = std::string(line.name) + " " + LineText(line, value, graph);
       labels.push_back({value, same ? text : StreamLetter(stream) + " " + text, style});
     }
   }
@@ -226,13 +239,6 @@ std::vector<LimitLabel> LimitLabels(const ChartView& view, const GraphView& grap
 }
 
 namespace {
-
-struct Box {
-  double left, top, right, bottom;
-  bool Meets(const Box& other) const {
-    return left < other.right && other.left < right && top < other.bottom && other.top < bottom;
-  }
-};
 
 constexpr double kTagHeight = 9.0;
 
@@ -245,18 +251,20 @@ Box BoxOf(const Tag& tag, const std::string& text, bool above, const Layout& lay
   return {x - half - 2.0, base - kTagHeight, x + half + 2.0, base};
 }
 
-bool MeetsPoint(const Box& box, const Tag& tag,
-                const std::vector<std::pair<double, double>>& points) {
-  constexpr double kRadius = 4.5;
+// Whether another point than the one at (x, y) is that near to the box.
+bool MeetsPoint(const Box& box, double x, double y,
+                const std::vector<std::pair<double, double>>& points, double radius) {
   auto point =
       std::lower_bound(points.begin(), points.end(),
-                       std::pair(box.left - kRadius, -std::numeric_limits<double>::infinity()));
-  for (; point != points.end() && point->first < box.right + kRadius; ++point) {
-    if (point->first == tag.x && point->second == tag.y) continue;
-    if (point->second > box.top - kRadius && point->second < box.bottom + kRadius) return true;
+                       std::pair(box.left - radius, -std::numeric_limits<double>::infinity()));
+  for (; point != points.end() && point->first < box.right + radius; ++point) {
+    if (point->first == x && point->second == y) continue;
+    if (point->second > box.top - radius && point->second < box.bottom + radius) return true;
   }
   return false;
 }
+
+constexpr double kPointRadius = 4.5;
 
 }  // namespace
 
@@ -280,7 +288,8 @@ std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
     for (const bool on_points : {false, true})
       for (const bool above : {tag.above, !tag.above}) {
         const Box box = BoxOf(tag, tag.text, above, layout);
-        if (!found && free(box, nullptr) && (on_points || !MeetsPoint(box, tag, points)))
+        if (!found && free(box, nullptr) &&
+            (on_points || !MeetsPoint(box, tag.x, tag.y, points, kPointRadius)))
           found = Place{&tag, above, box};
       }
     if (found) places.push_back(*found);
@@ -290,7 +299,7 @@ std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
   for (auto& place : places) {
     const Tag& tag = *place.tag;
     const Box whole = BoxOf(tag, tag.whole, place.above, layout);
-    const bool all = free(whole, &tag) && !MeetsPoint(whole, tag, points);
+    const bool all = free(whole, &tag) && !MeetsPoint(whole, tag.x, tag.y, points, kPointRadius);
     if (all) place.box = whole;
     placed.push_back(
         {(place.box.left + place.box.right) / 2.0, place.box.bottom, all ? tag.whole : tag.text});
@@ -298,13 +307,125 @@ std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
   return placed;
 }
 
+Box BoxOf(const PlacedTag& tag) {
+  const double half = 3.7 * static_cast<double>(tag.text.size());
+  return {tag.x - half - 2.0, tag.y - kTagHeight, tag.x + half + 2.0, tag.y};
+}
+
+Box LeadOf(const Remark& remark, const Box& box) {
+  constexpr double kHalf = 0.6;
+  const bool above = box.bottom <= remark.y;
+  return {remark.x - kHalf, above ? box.bottom : remark.y, remark.x + kHalf,
+          above ? remark.y : box.top};
+}
+
+namespace {
+
+// Whether a line has a part inside the box.
+bool Crosses(const Polyline& line, const Box& box) {
+  for (std::size_t i = 1; i < line.size(); ++i) {
+    const auto [x1, y1] = line[i - 1];
+    const auto [x2, y2] = line[i];
+    const double from = std::max(std::min(x1, x2), box.left);
+    const double to = std::min(std::max(x1, x2), box.right);
+    if (!(from <= to)) continue;
+    const auto y_at = [&](double x) {
+      return x1 == x2 ? y1 : y1 + (y2 - y1) * (x - x1) / (x2 - x1);
+    };
+    const double low = x1 == x2 ? std::min(y1, y2) : std::min(y_at(from), y_at(to));
+    const double high = x1 == x2 ? std::max(y1, y2) : std::max(y_at(from), y_at(to));
+    if (low < box.bottom && high > box.top) return true;
+  }
+  return false;
+}
+
+// The boxes in which a remark may be, the best first.
+std::vector<Box> Candidates(const Remark& remark, const Layout& layout, const Panel& panel) {
+  constexpr double kNear = 9.0, kStep = 6.0;
+  std::vector<Box> boxes;
+  const double half = remark.width / 2.0;
+  if (remark.beside) {
+    for (const double left : {remark.x + kNear, remark.x - kNear - remark.width})
+      boxes.push_back({left, remark.y - remark.height / 2.0, left + remark.width,
+                       remark.y + remark.height / 2.0});
+  }
+  const double x = std::clamp(remark.x, layout.left + half, layout.right - half);
+  for (double away = kNear; away < panel.bottom - panel.top; away += kStep) {
+    for (const double top : {remark.y - away - remark.height, remark.y + away})
+      boxes.push_back({x - half, top, x + half, top + remark.height});
+  }
+  return boxes;
+}
+
+}  // namespace
+
+std::vector<std::optional<Box>> PlaceRemarks(const std::vector<Remark>& remarks,
+                                             std::vector<Box>& taken,
+                                             const std::vector<std::pair<double, double>>& points,
+                                             const std::vector<Polyline>& lines,
+                                             const Layout& layout, const Panel& panel) {
+  constexpr double kLeadRadius = 3.5, kFrame = 1.5;
+  std::vector<std::optional<Box>> placed;
+  for (const auto& remark : remarks) {
+    const auto free = [&](const Box& box) {
+      const Box lead = LeadOf(remark, box);
+      const bool inside = box.left >= layout.left && box.right <= layout.right &&
+                          box.top >= panel.top + kFrame && box.bottom <= panel.bottom - kFrame;
+      return inside && !MeetsPoint(box, remark.x, remark.y, points, kPointRadius) &&
+             !MeetsPoint(lead, remark.x, remark.y, points, kLeadRadius) &&
+             std::ranges::none_of(
+                 taken, [&](const Box& other) { return box.Meets(other) || lead.Meets(other); });
+    };
+    // A line below it is as bad as so much farther from the point.
+    constexpr double kOnLine = 30.0;
+    std::optional<Box> found;
+    double least = std::numeric_limits<double>::infinity();
+    for (const auto& box : Candidates(remark, layout, panel)) {
+      const double away = std::max({box.top - remark.y, remark.y - box.bottom, 0.0});
+      if (away >= least || !free(box)) continue;
+      const bool on_line =
+          std::ranges::any_of(lines, [&](const Polyline& line) { return Crosses(line, box); });
+      const double cost = away + (on_line ? kOnLine : 0.0);
+      if (cost >= least) continue;
+      least = cost;
+      found = box;
+    }
+    placed.push_back(found);
+    if (!found) continue;
+    taken.push_back(*found);
+    taken.push_back(LeadOf(remark, *found));
+  }
+  return placed;
+}
+
+TimePlaces::TimePlaces(const ChartView& view, const std::vector<std::size_t>& places) {
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (places[i] < times_.size()) continue;
+    if (!times_.empty() && view.stamps[i] < times_.back()) {
+      times_.clear();
+      return;
+    }
+    times_.push_back(view.stamps[i]);
+  }
+}
+
+double TimePlaces::Of(std::int64_t time) const {
+  const auto next = std::ranges::lower_bound(times_, time);
+  if (next == times_.begin()) return time == *next ? 0.0 : -0.5;
+  const auto place = static_cast<double>(next - times_.begin()) - 1.0;
+  if (next == times_.end()) return place + 0.5;
+  const auto before = *std::prev(next);
+  return place + static_cast<double>(time - before) / static_cast<double>(*next - before);
+}
+
 std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
                                 const std::vector<double>& values, const Layout& layout,
-                                const Panel& panel) {
+                                const Panel& panel, bool breaks_at_phases) {
   struct Open {
     Polyline line;
     double value = 0.0;
     std::size_t place = 0;
+    std::int32_t phase = 0;
   };
   std::vector<Polyline> done;
   std::map<std::int32_t, Open> open;
@@ -316,7 +437,8 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
   for (std::size_t i = 0; i < values.size() && i < places.size(); ++i) {
     Open& run = open[view.StreamOf(i)];
     const double value = values[i];
-    const bool follows = !run.line.empty() && places[i] == run.place + 1;
+    const auto phase = breaks_at_phases ? view.PhaseOf(i) : 0;
+    const bool follows = !run.line.empty() && places[i] == run.place + 1 && phase == run.phase;
     if (!std::isfinite(value) || !follows) close(run);
     if (!std::isfinite(value)) continue;
     const double x = layout.X(places[i]);
@@ -328,6 +450,7 @@ std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::si
     }
     run.value = value;
     run.place = places[i];
+    run.phase = phase;
   }
   for (auto& [stream, run] : open) close(run);
   return done;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +24,11 @@ struct NamedLine {
   bool specification;
 };
 std::array<NamedLine, 6> LinesOf(const GraphView& graph);
+// One of its values with the graph's decimals, of specifications with no more than it has.
+std::string LineText(const NamedLine& line, double value, const GraphView& graph);
+
+// Comments that are listed below a picture.
+inline constexpr std::size_t kMaxComments = 12;
 
 // The place of each point on the horizontal axis, from 0: its own number, or that of its group.
 std::vector<std::size_t> Places(const ChartView& view);
@@ -54,7 +60,8 @@ class AxisTimes {
   std::size_t from_ = 0, to_ = kMinute;
 };
 
-// For each stream, by number, the newest value of a line; NaN for a stream without any.
+// For each stream, by number, the newest value of a line, in its newest phase; NaN for a stream
+// without any.
 std::vector<double> NewestValues(const ChartView& view, const std::vector<double>& line);
 
 // The lowest and highest value that a graph's axis shows. Specification lines count only while they
@@ -71,6 +78,7 @@ inline constexpr double kPlotRight = 872.0;
 // One graph's rectangle and its axis.
 struct Panel {
   double title = 0.0;  // y of the title
+  double names = 0.0;  // height of the names of phases above the top
   double top = 0.0, bottom = 0.0;
   Range range;
 
@@ -133,10 +141,51 @@ std::vector<PlacedTag> PlaceTags(const std::vector<Tag>& tags,
                                  const std::vector<std::pair<double, double>>& points,
                                  const Layout& layout, const Panel& panel);
 
+struct Box {
+  double left = 0.0, top = 0.0, right = 0.0, bottom = 0.0;
+  bool Meets(const Box& other) const {
+    return left < other.right && other.left < right && top < other.bottom && other.top < bottom;
+  }
+};
+// The box of a placed tag.
+Box BoxOf(const PlacedTag& tag);
+
+// A text near its point: the number of a comment, the codes of an alarm.
+struct Remark {
+  double x = 0.0, y = 0.0;  // of the point
+  double width = 0.0, height = 0.0;
+  bool beside = false;  // rather to the right or the left of the point than above or below it
+};
+// Where each finds room, the first ones first: inside the panel, off the points (sorted by x), off
+// what is taken already and off each other, also with the line from the point to it; rather off the
+// lines. Nothing where there is no such room. Adds what it places to what is taken.
+std::vector<std::optional<Box>> PlaceRemarks(const std::vector<Remark>& remarks,
+                                             std::vector<Box>& taken,
+                                             const std::vector<std::pair<double, double>>& points,
+                                             const std::vector<Polyline>& lines,
+                                             const Layout& layout, const Panel& panel);
+// The line from a point to its remark: a box as narrow as the line.
+Box LeadOf(const Remark& remark, const Box& box);
+
+// The place of a time on the horizontal axis, which has a place for each point: between two points
+// as their times say. Empty where times do not ascend.
+class TimePlaces {
+ public:
+  TimePlaces(const ChartView& view, const std::vector<std::size_t>& places);
+  bool Empty() const { return times_.empty(); }
+  // In places, from half a place before the first point to half a place behind the last one.
+  double Of(std::int64_t time) const;
+
+ private:
+  std::vector<std::int64_t> times_;  // of each place
+};
+
+// breaks_at_phases: nothing joins limits of two phases.
+//
 // Runs of a limit line: it goes on level over a point's place, steps to the next point's value if
 // that point follows directly in the same stream, and ends where a value is missing.
 std::vector<Polyline> StepLines(const ChartView& view, const std::vector<std::size_t>& places,
                                 const std::vector<double>& values, const Layout& layout,
-                                const Panel& panel);
+                                const Panel& panel, bool breaks_at_phases = true);
 
 }  // namespace orvspc::render

@@ -7,9 +7,11 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/TimeStamp.h"
@@ -215,7 +217,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
     return fmt::format("stored limits at {}, elsewhere limits of each stream's own",
                        Counted(view.Count() - calculated, "point"));
   }
-  std::string own = CalculatedText(view.stream_views[0], graph, chart);
+  std::string own = view.phases.size() > 1 ? std::string("limits of each phase's own")
+                                           : CalculatedText(view.stream_views[0], graph, chart);
   if (rows == 0) return own;
   std::string text;
   if (calculated > 0) text = "first " + std::to_string(calculated) + " calculated (" + own + "); ";
@@ -227,7 +230,8 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
       if (use[r] != 0) stored.push_back(StoredText(chart.ctrl_lims[r], graph));
     text += Joined(stored, "; ");
   }
-  if (calculated == 0 && !own.empty()) text += " (of these points: " + own + ")";
+  if (calculated == 0 && !own.empty() && view.phases.size() < 2)
+    text += " (of these points: " + own + ")";
   return text;
 }
 
@@ -259,7 +263,11 @@ double Spread(const GraphRead& graph) {
   return kNaN;
 }
 
+constexpr int kMaxDecimals = 6;  // of values, unless a specification says more
+
+// Decimals of the values: those of the specification, else the most that one of them has.
 int DataDecimals(const ChartRead& chart) {
+  if (chart.decimals) return std::max(*chart.decimals, 0);
   std::vector<double> values;
   for (const auto& row : chart.subgroups.rows) {
     // The value of a piece with readings may be their mean, of any number of digits.
@@ -269,10 +277,33 @@ int DataDecimals(const ChartRead& chart) {
     for (const auto& test : row.tests)
       if (test.sbno != 0 || !with_readings.contains(test.tsno)) values.push_back(test.value);
   }
-  int decimals = DecimalsOf(values);
-  // The database may say that fewer digits mean something.
-  if (chart.decimals) decimals = std::min(decimals, *chart.decimals);
-  return std::max(decimals, 0);
+  return std::min(DecimalsOf(values), kMaxDecimals);
+}
+
+// Limits have one decimal more than the values, and points that are no values, such as means.
+// Shares, rates and sigmas are in another unit than the values: theirs follow from the limits.
+void SetDecimals(GraphView& made, const GraphRead& graph, const ChartRead& chart,
+                 int data_decimals) {
+  const auto& processing = *chart.processing;
+  const bool of_counts = IsOfCounts(graph);
+  const bool averaged = of_counts && processing.EWMA() == ccEwmaStandard;
+  const bool other_unit = (graph.index == 1 && processing.Cusum() != ccCusumNone) ||
+                          (of_counts && graph.type != ccGraph1C) || averaged ||
+                          (graph.index == 2 && graph.type == ccGraph2Cv);
+  if (other_unit) {
+    made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
+    return;
+  }
+  made.decimals = data_decimals + 1;
+  // Values of endless digits may differ in later ones alone.
+  if (!chart.decimals && data_decimals == kMaxDecimals)
+    made.decimals = std::max(made.decimals, DecimalsForLimits(data_decimals, Spread(graph)));
+  const bool of_values =
+      graph.index == 1
+          ? graph.type == ccGraph1Ix || graph.type == ccGraph1Pc || graph.type == ccGraph1C
+      : graph.index == 2 ? graph.type == ccGraph2Range || graph.type == ccGraph2Mr
+                         : graph.type == ccGraph3Range;
+  if (of_values) made.point_decimals = made.decimals - 1;
 }
 
 // The rules behind the bits of a point: those that the result names, in its order, then those that
@@ -328,7 +359,7 @@ GraphView MakeGraph(const ChartView& view, GraphRead& graph, const ChartDocument
   made.from_zero = !cusum && (graph.index != 1 || IsOfCounts(graph));
   made.marks = MarksOf(graph);
   made.caption = CaptionOf(view, graph, document);
-  made.decimals = DecimalsForLimits(data_decimals, Spread(graph));
+  SetDecimals(made, graph, document.chart, data_decimals);
   made.points = std::move(graph.points);
   made.sizes = std::move(graph.sg_sizes);
   // A missing value is known by its size 0, not by its number.
@@ -340,6 +371,22 @@ GraphView MakeGraph(const ChartView& view, GraphRead& graph, const ChartDocument
     made.specification = {std::move(graph.usls), std::move(graph.targets), std::move(graph.lsls)};
   }
   return made;
+}
+
+// What was typed at the points: comments, each once though several tests may share it, and codes.
+void AddTexts(ChartView& view, ChartRead& chart, const Names& names) {
+  std::set<std::pair<std::int32_t, std::string>> known;
+  for (std::size_t i = 0; i < chart.subgroups.rows.size(); ++i) {
+    const SubgroupRow& row = chart.subgroups.rows[i];
+    if (!row.remarks) continue;
+    const auto texts = TextsOf(row, names);
+    for (const auto& comment : texts.comments)
+      if (known.emplace(row.sgrp, comment).second) view.comments.push_back({i, comment});
+    if (!texts.codes.empty()) view.codes.push_back({i, texts.codes});
+  }
+  const auto rows =
+      std::make_shared<const std::vector<SubgroupRow>>(std::move(chart.subgroups.rows));
+  view.texts = [rows, names](std::size_t point) { return TextsOf((*rows)[point], names); };
 }
 
 }  // namespace
@@ -355,6 +402,7 @@ ChartView MakeChartView(ChartDocument document, const Names& names) {
     view.stamps.push_back(row.stamp);
     view.flags.push_back(row.flag);
   }
+  AddPhases(view, document);
   view.title = TitleText(chart.subgroups.rows, names);
   if (view.Count() != 0) {
     const std::int64_t first = view.stamps.front(), last = view.stamps.back();
@@ -365,6 +413,9 @@ ChartView MakeChartView(ChartDocument document, const Names& names) {
   for (auto& graph : chart.graphs)
     view.graphs.push_back(MakeGraph(view, graph, document, decimals));
   view.notes = PlainNotes(document.notes);
+  for (auto& each : document.downtimes)
+    view.downtimes.push_back({each.start, each.end, PlainText(each.state)});
+  AddTexts(view, chart, names);
   return view;
 }
 

@@ -12,6 +12,7 @@
 #include "chart/groups.h"
 #include "frame/Failure.h"
 #include "frame/XMLSupport.h"
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Numbers.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
@@ -234,8 +235,8 @@ void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& d
   RulesMember(json, "Rules", graph.rules);
 }
 
-void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, const Names& names) {
-  json.Objects<Spread::Blocks>("Streams", streams, [&](const StreamReport& stream) {
+void WriteStreams(JsonWriter& json, const ChartDocument& document, const Names& names) {
+  json.Objects<Spread::Blocks>("Streams", document.streams, [&](const StreamReport& stream) {
     WriteItem(json, "Part", names, NameKind::Part, stream.part);
     WriteItem(json, "Prcs", names, NameKind::Process, stream.process);
     WriteItem(json, "Test", names, NameKind::Test, stream.test);
@@ -244,6 +245,7 @@ void WriteStreams(JsonWriter& json, const std::vector<StreamReport>& streams, co
     WriteEstimate(json, "SW", stream.sw);
     if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
+    WritePhases(json, document, stream);
   });
 }
 
@@ -351,7 +353,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
     json.Members("TotalSubgroups", chart.subgroups.total_subgroups, "TotalGroups",
                  chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
                  chart.sp_estimate, "SWEstimate", chart.sw_estimate);
-    WriteSubgroups(json, chart.subgroups.rows, names);
+    WriteSubgroups(json, chart.subgroups, names);
     json.Objects<Spread::Blocks>(
         "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
     const bool known = chart.tables_known;
@@ -362,7 +364,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
       json.Objects("Groups", chart.groups, [&](const GroupView& group) {
         json.Members("First", group.first, "Last", group.last, "ID", group.id);
       });
-      WriteStreams(json, document.streams, names);
+      WriteStreams(json, document, names);
     } else {
       json.NullMember("Groups");
       json.NullMember("Streams");

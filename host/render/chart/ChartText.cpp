@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "host/render/chart/Chart.h"
 #include "host/render/chart/ChartLayout.h"
+#include "host/render/chart/ChartPhases.h"
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -27,8 +29,17 @@ struct Cell {
   std::string_view text = " ";
 };
 
+constexpr std::string_view kBorder = "\xE2\x94\x8A";  // of a phase
+
 constexpr const char* kColours[] = {nullptr,   "\x1b[35m",   "\x1b[31m",  nullptr,
                                     "\x1b[2m", "\x1b[1;34m", "\x1b[1;31m"};  // by layer
+
+// "cause: Worn tool (Ann); action: Reset"
+std::string CodesText(const SubgroupTexts& texts) {
+  return Joined({texts.cause.empty() ? "" : "cause: " + texts.cause,
+                 texts.action.empty() ? "" : "action: " + texts.action},
+                "; ");
+}
 
 class Plot {
  public:
@@ -45,8 +56,11 @@ class Plot {
       Times();
       Signs();
       Limits();
+      Phases();
       Streams();
       Marks();
+      Comments();
+      Downtimes();
     }
     out_.Notes(view_);
     return out_.Take();
@@ -134,6 +148,9 @@ class Plot {
     PutLine(graph.specification.upper, kSpecification, "=");
     PutLine(graph.specification.lower, kSpecification, "=");
     PutLine(graph.specification.centre, kSpecification, ":");
+    for (const auto& [place, phase] : PhaseBorders(view_, places_))
+      for (std::size_t row = 0; row < rows_; ++row)
+        cells_[row * plot_ + Column(place)] = {kSpecification, kBorder};
     PutLine(graph.limits.upper, kLimit, "-");
     PutLine(graph.limits.lower, kLimit, "-");
     PutLine(graph.limits.centre, kCentre, "\xC2\xB7");
@@ -161,13 +178,19 @@ class Plot {
     if (!beside && !below.empty()) out_.Line(Joined(below, ", "));
   }
 
-  // The newest value of each limit, wanted at its row.
+  // The newest value of each limit, of phases the newest one's, wanted at its row.
   std::vector<Label> LimitTexts(const GraphView& graph) const {
     std::vector<Label> labels;
     for (const auto& [name, values, specification] : LinesOf(graph)) {
       if (!specification && view_.stream_views.size() > 1) continue;
-      const auto newest = std::find_if(values.rbegin(), values.rend(),
-                                       [](double value) { return std::isfinite(value); });
+      auto newest = std::find_if(values.rbegin(), values.rend(),
+                                 [](double value) { return std::isfinite(value); });
+      if (view_.phases.size() > 1) {
+        const auto at = NewestIn(view_, view_.phases.size() - 1, values);
+        newest =
+            at ? std::make_reverse_iterator(values.begin() + static_cast<std::ptrdiff_t>(*at) + 1)
+               : values.rend();
+      }
       if (newest == values.rend()) continue;
       const int decimals =
           specification ? std::min(DecimalsOf(values), graph.decimals) : graph.decimals;
@@ -250,10 +273,14 @@ class Plot {
         view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point",
         rules ? "# breaks a rule" : "",
         outside ? "S beyond a specification limit" : "",
-        unused ? "x disabled or incomplete" : "",
+        unused ? std::ranges::any_of(view_.phases, &PhaseView::is_excluded)
+                     ? "x disabled, incomplete or excluded"
+                     : "x disabled or incomplete"
+               : "",
         limits ? "- control limit   \xC2\xB7 centre" : "",
         specification ? "= specification limit" : "",
-        target ? ": target" : ""};
+        target ? ": target" : "",
+        view_.phases.size() > 1 ? std::string(kBorder) + " border of a phase" : ""};
     out_.Blank();
     out_.Line(Joined(texts, "   "), 0);
   }
@@ -282,7 +309,17 @@ class Plot {
     out_.Write(table);
   }
 
+  void Phases() {
+    if (view_.phases.empty()) return;
+    out_.Blank();
+    out_.Line("phases, with the limits at the newest point of each:");
+    auto table = PhaseTable(view_, false);
+    table.title.clear();
+    out_.Write(table);
+  }
+
   void Streams() {
+    if (!view_.phases.empty()) return EstimatesOfPhases();
     if (std::ranges::none_of(view_.stream_views, [](const StreamView& stream) {
           return std::isfinite(stream.mean.value);
         }))
@@ -294,6 +331,16 @@ class Plot {
       WriteEstimate("mean", stream.mean);
       WriteEstimate("sigma", stream.sp);
       if (stream.sw.value != stream.sp.value) WriteEstimate("sigma within", stream.sw);
+    }
+  }
+
+  void EstimatesOfPhases() {
+    out_.Blank();
+    out_.Line("estimates from the points of each phase:");
+    for (const auto& phase : view_.phases) {
+      out_.Line(phase.name.empty() ? "(none)" : phase.name);
+      WriteEstimate("mean", phase.mean);
+      WriteEstimate("sigma", phase.sp);
     }
   }
 
@@ -316,15 +363,43 @@ class Plot {
         const bool named =
             std::ranges::any_of(mark.rules, [](const Rule& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
-        out_.Line(fmt::format(
-                      "  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),
-                      Padded(std::to_string(mark.point + 1), 5), IsoTime(view_.stamps[mark.point]),
-                      Fixed(graph.points[mark.point], graph.decimals),
-                      view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "",
-                      named ? "rule " + RuleNumbers(mark) + ": " : "", MarkText(mark)),
-                  16);
+        out_.Line(
+            fmt::format("  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),
+                        Padded(std::to_string(mark.point + 1), 5),
+                        IsoTime(view_.stamps[mark.point]), graph.PointText(mark.point),
+                        view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "",
+                        named ? "rule " + RuleNumbers(mark) + ": " : "",
+                        Joined({MarkText(mark), CodesText(view_.TextsOf(mark.point))}, "; ")),
+            16);
       }
     if (total > kMaxMarks) out_.Line("  ... and " + std::to_string(total - kMaxMarks) + " more");
+  }
+
+  void Comments() {
+    if (view_.comments.empty()) return;
+    out_.Blank();
+    out_.Line("comments:");
+    List(view_.comments.size(), kMaxMarks, [&](std::size_t c) {
+      const auto& comment = view_.comments[c];
+      return fmt::format("  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
+                         IsoTime(view_.stamps[comment.point]), comment.text);
+    });
+  }
+
+  void Downtimes() {
+    if (view_.downtimes.empty()) return;
+    out_.Blank();
+    out_.Line("not running:");
+    List(view_.downtimes.size(), kMaxComments, [&](std::size_t d) {
+      const auto& down = view_.downtimes[d];
+      return "  " + IsoTime(down.start) + " to " + IsoTime(down.end) + "  " + down.state;
+    });
+  }
+
+  template <class Text>
+  void List(std::size_t count, std::size_t most, Text text) {
+    for (std::size_t i = 0; i < count && i < most; ++i) out_.Line(text(i), 10);
+    if (count > most) out_.Line("  ... and " + std::to_string(count - most) + " more");
   }
 
   const ChartView& view_;
@@ -334,6 +409,89 @@ class Plot {
   Range range_;
   std::vector<Cell> cells_;
 };
+
+// A column of the table of points: its heading, and what a point has there.
+struct PointColumn {
+  std::string heading;
+  std::function<std::string(std::size_t, const SubgroupTexts&)> cell;
+  bool used = false;
+};
+
+// The point with what is drawn of it: values, limits, and rules in words.
+void AddGraphColumns(std::vector<PointColumn>& columns, const GraphView& graph) {
+  columns.push_back({"#" + graph.symbol, [&](std::size_t i, const SubgroupTexts&) {
+                       return i < graph.points.size() ? graph.PointText(i) : "";
+                     }});
+  for (const auto& line : LinesOf(graph))
+    columns.push_back(
+        {"#" + std::string(line.name), [&graph, line](std::size_t i, const SubgroupTexts&) {
+           return i < line.values.size() && std::isfinite(line.values[i])
+                      ? LineText(line, line.values[i], graph)
+                      : "";
+         }});
+  columns.push_back({"breaks", [&](std::size_t i, const SubgroupTexts&) {
+                       const auto mark =
+                           std::ranges::lower_bound(graph.marks, i, {}, &PointMark::point);
+                       return mark == graph.marks.end() || mark->point != i ? "" : MarkText(*mark);
+                     }});
+}
+
+// Every point with what is drawn of it and what was typed. Columns without any text are left out.
+void WritePoints(Page& page, const ChartView& view) {
+  using Texts = SubgroupTexts;
+  std::vector<PointColumn> columns = {
+      {"#point", [](std::size_t i, const Texts&) { return std::to_string(i + 1); }},
+      {"subgroup", [](std::size_t, const Texts& texts) { return texts.label; }},
+      {"@time (UTC)", [&](std::size_t i, const Texts&) { return IsoTime(view.stamps[i]); }},
+      {"stream",
+       [&](std::size_t i, const Texts&) {
+         return view.stream_views.size() < 2
+                    ? ""
+                    : view.stream_views[static_cast<std::size_t>(view.StreamOf(i))].name;
+       }},
+      {"state",
+       [&](std::size_t i, const Texts&) {
+         return view.Used(i) ? "" : view.flags[i] == 1 ? "disabled" : "incomplete";
+       }},
+      {"#n", [&](std::size_t i, const Texts&) {
+         const bool given = !view.graphs.empty() && i < view.graphs[0].sizes.size();
+         return given ? std::to_string(view.graphs[0].sizes[i]) : "";
+       }}};
+  for (const auto& graph : view.graphs) AddGraphColumns(columns, graph);
+  for (const auto word : ItemWords())
+    columns.push_back({std::string(word), [word](std::size_t, const Texts& texts) {
+                         for (const auto& [name, text] : texts.items)
+                           if (name == word) return text;
+                         return std::string();
+                       }});
+  columns.push_back(
+      {"comment", [](std::size_t, const Texts& texts) { return Joined(texts.comments, "; "); }});
+  columns.push_back({"cause", [](std::size_t, const Texts& texts) { return texts.cause; }});
+  columns.push_back({"action", [](std::size_t, const Texts& texts) { return texts.action; }});
+
+  for (std::size_t i = 0; i < view.Count(); ++i) {
+    const auto texts = view.TextsOf(i);
+    for (auto& column : columns) column.used = column.used || !column.cell(i, texts).empty();
+  }
+  std::erase_if(columns, [](const PointColumn& column) { return !column.used; });
+  std::vector<std::string> headings;
+  for (const auto& column : columns) headings.push_back(column.heading);
+  page.Add("<div class=\"wide\">\n");
+  page.Write("Points", headings, view.Count(), [&](std::size_t i) {
+    const auto texts = view.TextsOf(i);
+    std::vector<std::string> row;
+    for (const auto& column : columns) row.push_back(column.cell(i, texts));
+    return row;
+  });
+  page.Add("</div>\n");
+}
+
+void WriteDowntimes(Page& page, const ChartView& view) {
+  Table table{"Not running", {"@from (UTC)", "@to (UTC)", "state"}};
+  for (const auto& down : view.downtimes)
+    table.rows.push_back({IsoTime(down.start), IsoTime(down.end), down.state});
+  page.Write(table);
+}
 
 void WriteEstimates(Page& page, const ChartView& view) {
   Table table{"Estimates", {"stream", "estimate", "#value", "estimator", "#constant", "#used"}};
@@ -354,7 +512,8 @@ void WriteEstimates(Page& page, const ChartView& view) {
 
 void WriteMarks(Page& page, const ChartView& view) {
   Table table{"Marked points",
-              {"graph", "#point", "time (UTC)", "stream", "#value", "rule", "what it means"}};
+              {"graph", "#point", "time (UTC)", "stream", "#value", "rule", "what it means",
+               "cause and action"}};
   for (const auto& graph : view.graphs)
     for (const auto& mark : graph.marks)
       table.rows.push_back(
@@ -362,7 +521,12 @@ void WriteMarks(Page& page, const ChartView& view) {
            view.stream_views.empty()
                ? ""
                : view.stream_views[static_cast<std::size_t>(view.StreamOf(mark.point))].name,
-           Fixed(graph.points[mark.point], graph.decimals), RuleNumbers(mark), MarkText(mark)});
+           graph.PointText(mark.point), RuleNumbers(mark), MarkText(mark),
+           CodesText(view.TextsOf(mark.point))});
+  if (view.codes.empty()) {
+    table.headings.pop_back();
+    for (auto& row : table.rows) row.pop_back();
+  }
   page.Write(table);
   if (!table.rows.empty()) return;
   page.Heading(table.title);
@@ -378,8 +542,11 @@ std::string RenderChartText(const ChartView& view, const TextOptions& options) {
 std::string RenderChartHtml(const ChartView& view) {
   Page page(view, ChartScene(view, true));
   if (view.Count() == 0) return page.Text();
+  if (!view.phases.empty()) page.Write(PhaseTable(view, true));
   WriteEstimates(page, view);
   WriteMarks(page, view);
+  WriteDowntimes(page, view);
+  WritePoints(page, view);
   return page.Text();
 }
 

@@ -38,21 +38,29 @@ void Page::Heading(const std::string& text) { body_ += Cell("h2", "", text) + "\
 
 void Page::Write(const Table& table, std::size_t more) {
   if (table.rows.empty()) return;
-  Heading(table.title);
+  Write(table.title, table.headings, table.rows.size(),
+        [&](std::size_t row) { return table.rows[row]; });
+  if (more != 0) Paragraph("sub", fmt::format("and {} more", more));
+}
+
+void Page::Write(const std::string& title, const std::vector<std::string>& headings,
+                 std::size_t rows,
+                 const std::function<std::vector<std::string>(std::size_t)>& row) {
+  Heading(title);
   body_ += "<table>\n<tr>";
-  for (const auto& heading : table.headings) {
+  for (const auto& heading : headings) {
     const std::string style = ClassOf(heading);
     body_ += Cell("th", style, style.empty() ? heading : heading.substr(1));
   }
   body_ += "</tr>\n";
-  for (const auto& row : table.rows) {
+  for (std::size_t r = 0; r < rows; ++r) {
     body_ += "<tr>";
-    for (std::size_t c = 0; c < row.size(); ++c)
-      body_ += Cell("td", ClassOf(table.headings[c]), row[c]);
+    const auto cells = row(r);
+    for (std::size_t c = 0; c < cells.size(); ++c)
+      body_ += Cell("td", ClassOf(headings[c]), cells[c]);
     body_ += "</tr>\n";
   }
   body_ += "</table>\n";
-  if (more != 0) Paragraph("sub", fmt::format("and {} more", more));
 }
 
 std::string Page::Text() const {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +26,9 @@ class Page {
   void Heading(const std::string& text);
   // Heading and rows, and how many more rows there are than are shown; nothing without rows.
   void Write(const Table& table, std::size_t more = 0);
+  // The same of very many rows: row(i) makes the one that is written next.
+  void Write(const std::string& title, const std::vector<std::string>& headings, std::size_t rows,
+             const std::function<std::vector<std::string>(std::size_t)>& row);
 
   std::string Text() const;
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/data/DataReading.h"
 
+#include <iterator>
+#include <set>
 #include <sstream>
 
 #include "host/render/core/Numbers.h"
@@ -49,47 +51,138 @@ void WriteDate(JsonWriter& json, const char* key, double date) {
 }
 
 // Members of one subgroup, in an open object.
-void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names) {
+void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names, bool has_texts) {
+  const auto item = [&](const char* key, NameKind kind, std::int32_t id) {
+    WriteItem(json, key, names, kind, id);
+  };
   json.Member("Sgrp", row.sgrp);
-  WriteItem(json, "Part", names, NameKind::Part, row.part);
-  WriteItem(json, "Prcs", names, NameKind::Process, row.prcs);
-  WriteItem(json, "Test", names, NameKind::Test, row.test);
-  json.Members("Wkst", row.wkst, "Job", row.job, "Lot", row.lot, "Shft", row.shft, "Ptrv", row.ptrv,
-               "Empl", row.empl, "Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag,
-               "GroupIndex", row.group_index, "GroupID", row.group_id);
+  json.MemberIf(has_texts, "Label", row.label);
+  item("Part", NameKind::Part, row.part);
+  item("Prcs", NameKind::Process, row.prcs);
+  item("Test", NameKind::Test, row.test);
+  item("Wkst", NameKind::Workstation, row.wkst);
+  item("Job", NameKind::Job, row.job);
+  item("Lot", NameKind::Lot, row.lot);
+  item("Shft", NameKind::Shift, row.shft);
+  item("Ptrv", NameKind::Revision, row.ptrv);
+  item("Empl", NameKind::Employee, row.empl);
+  json.Members("Sgtm", IsoTime(row.stamp), "Size", row.size, "Flag", row.flag, "GroupIndex",
+               row.group_index, "GroupID", row.group_id);
   json.Objects<Spread::None>("Tests", row.tests, [&](const TestRow& test) {
-    json.Members("Sn", test.sn, "Tsno", test.tsno, "Sbno", test.sbno, "Def", test.def, "Gage",
-                 test.gage, "Val", test.value);
+    item("Sn", NameKind::Serial, test.sn);
+    json.Members("Tsno", test.tsno, "Sbno", test.sbno);
+    item("Def", NameKind::Defect, test.def);
+    item("Gage", NameKind::Gage, test.gage);
+    json.Member("Val", test.value);
   });
 }
+
+// What is beside the values of one subgroup.
+void WriteRemarks(JsonWriter& json, const Remarks& remarks, const Names& names, bool descriptors,
+                  bool has_texts) {
+  if (descriptors) {
+    json.Objects<Spread::None>("Descriptors", remarks.descriptors, [&](const DescriptorRow& row) {
+      json.Members("Dsgp", row.group, "DsgpName", row.group_name, "Desc", row.descriptor,
+                   "DescName", row.name, "Tsno", row.tsno);
+    });
+  }
+  if (!has_texts && !descriptors) {
+    json.NullMember("Comments");
+    return json.NullMember("Events");
+  }
+  json.Objects<Spread::None>("Comments", remarks.comments, [&](const CommentRow& comment) {
+    json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
+                 comment.tsno);
+    WriteDate(json, "Edtm", comment.edited);
+  });
+  if (!has_texts) return json.NullMember("Events");
+  json.Objects<Spread::None>("Events", remarks.events,
+                             [&](const EventRow& event) { WriteEvent(json, event, names); });
+}
+
+// "10.2", "Scratch x8"
+std::string TestText(const TestRow& test, const Names& names) {
+  std::string text = Shortest(test.value);
+  if (test.def != 0) text = NameOrNumber(names, NameKind::Defect, test.def) + " x" + text;
+  if (test.sbno != 0) text = "(" + text + ")";  // a reading inside the piece
+  return text;
+}
+
+// "Ann, Kim": each once, in the order in which they came.
+class Listed {
+ public:
+  void Add(const std::string& text) {
+    if (text.empty() || !known_.insert(text).second) return;
+    text_ += (text_.empty() ? "" : ", ") + text;
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  std::set<std::string> known_;
+  std::string text_;
+};
+
+std::string By(const std::string& text, const std::string& who) {
+  return who.empty() ? text : text + " (" + who + ")";
+}
+
+constexpr std::string_view kItemWords[] = {
+    "workstation", "job", "lot", "shift", "revision", "employee", "gage", "serials", "descriptor"};
+
+}  // namespace
 
 const Remarks& RemarksOf(const SubgroupRow& row) {
   static const Remarks none;
   return row.remarks ? *row.remarks : none;
 }
 
-// Descriptors and comments of one subgroup.
-void WriteRemarks(JsonWriter& json, const Remarks& remarks) {
-  json.Objects<Spread::None>("Descriptors", remarks.descriptors,
-                             [&](const DescriptorRow& descriptor) {
-                               json.Members("Dsgp", descriptor.group, "Desc", descriptor.descriptor,
-                                            "Tsno", descriptor.tsno);
-                             });
-  json.Objects<Spread::None>("Comments", remarks.comments, [&](const CommentRow& comment) {
-    json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
-                 comment.tsno);
-    WriteDate(json, "Edtm", comment.edited);
-  });
+std::span<const std::string_view> ItemWords() { return kItemWords; }
+
+SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
+  SubgroupTexts texts;
+  texts.label = PlainText(row.label);
+  const auto& remarks = RemarksOf(row);
+  Listed gages, serials, descriptors, causes, actions, codes;
+  for (const auto& test : row.tests) {
+    gages.Add(ShownName(names, NameKind::Gage, test.gage));
+    serials.Add(ShownName(names, NameKind::Serial, test.sn));
+  }
+  for (const auto& descriptor : remarks.descriptors)
+    descriptors.Add(Joined({PlainText(descriptor.group_name), PlainText(descriptor.name)}, " "));
+  const std::string given[] = {ShownName(names, NameKind::Workstation, row.wkst),
+                               ShownName(names, NameKind::Job, row.job),
+                               ShownName(names, NameKind::Lot, row.lot),
+                               ShownName(names, NameKind::Shift, row.shft),
+                               ShownName(names, NameKind::Revision, row.ptrv),
+                               ShownName(names, NameKind::Employee, row.empl),
+                               gages.Text(),
+                               serials.Text(),
+                               descriptors.Text()};
+  for (std::size_t i = 0; i < std::size(given); ++i)
+    if (!given[i].empty()) texts.items.emplace_back(kItemWords[i], given[i]);
+  for (const auto& comment : remarks.comments)
+    texts.comments.push_back(By(PlainText(comment.note), PlainText(comment.employee)));
+  for (const auto& event : remarks.events) {
+    const std::string cause = ShownName(names, NameKind::AccCode, event.acc.code);
+    const std::string action = ShownName(names, NameKind::CacCode, event.cac.code);
+    causes.Add(By(cause, ShownName(names, NameKind::Employee, event.acc.employee)));
+    actions.Add(By(action, ShownName(names, NameKind::Employee, event.cac.employee)));
+    codes.Add(Joined({cause, action}, " / "));
+  }
+  texts.cause = causes.Text();
+  texts.action = actions.Text();
+  texts.codes = codes.Text();
+  return texts;
 }
 
-std::string TestText(const TestRow& test) {
-  std::string text = Shortest(test.value);
-  if (test.sbno != 0) text = "(" + text + ")";  // a reading inside the piece
-  if (test.def != 0) text += "*" + std::to_string(test.def);
-  return text;
+std::string TextLine(const SubgroupTexts& texts) {
+  std::vector<std::string> pieces;
+  for (const auto& [word, text] : texts.items) pieces.push_back(word + " " + text);
+  for (const auto& comment : texts.comments) pieces.push_back("comment: " + comment);
+  if (!texts.cause.empty()) pieces.push_back("cause: " + texts.cause);
+  if (!texts.action.empty()) pieces.push_back("action: " + texts.action);
+  return Joined(pieces, "; ");
 }
-
-}  // namespace
 
 std::string NameOrNumber(const Names& names, NameKind kind, std::int32_t id) {
   const std::string name = PlainText(names(kind, id));
@@ -169,12 +262,41 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   });
 }
 
-void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names,
-                    bool remarks) {
-  json.Objects("Subgroups", rows, [&](const SubgroupRow& row) {
-    WriteSubgroup(json, row, names);
-    if (remarks) WriteRemarks(json, RemarksOf(row));
+void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names,
+                    bool descriptors) {
+  json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
+    WriteSubgroup(json, row, names, data.has_texts);
+    if (!data.phase_of.empty()) {
+      const auto place = static_cast<std::size_t>(&row - data.rows.data());
+      const auto& phase = data.phases[static_cast<std::size_t>(data.phase_of[place])];
+      json.MemberIf(!phase.empty(), "Phase", phase);
+    }
+    WriteRemarks(json, RemarksOf(row), names, descriptors, data.has_texts);
   });
+}
+
+void WriteEvent(JsonWriter& json, const EventRow& event, const Names& names) {
+  const auto item = [&](const std::string& key, NameKind kind, std::int32_t id) {
+    WriteItem(json, key, names, kind, id);
+  };
+  const auto time = [&](const std::string& key, std::int64_t stamp) {
+    json.MemberIf(stamp != 0, key, IsoTime(stamp));
+  };
+  const auto code = [&](const std::string& key, NameKind kind, const EventCode& value) {
+    item(key, kind, value.code);
+    item(key + "Employee", NameKind::Employee, value.employee);
+    time(key + "Time", value.time);
+  };
+  json.Members("Evnt", event.evnt, "EventType", event.type, "Name", event.name);
+  item("Empl", NameKind::Employee, event.empl);
+  json.Member("EventTime", IsoTime(event.time));
+  item("Prcs", NameKind::Process, event.prcs);
+  item("Part", NameKind::Part, event.part);
+  item("Test", NameKind::Test, event.test);
+  time("Sgtm", event.sgtm);
+  code("ACC", NameKind::AccCode, event.acc);
+  code("CAC", NameKind::CacCode, event.cac);
+  json.Member("Flag", event.flag);
 }
 
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
@@ -183,7 +305,7 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
     ObjectMember(json, "DataSelect", select, WriteDataSelect);
     json.Members("TotalSubgroups", data.total_subgroups, "TotalGroups", data.total_groups,
                  "TotalTests", data.total_tests, "TotalDescriptors", data.total_descriptors);
-    WriteSubgroups(json, data.rows, names, true);
+    WriteSubgroups(json, data, names, true);
     WriteNotes(json, notes);
   });
 }
@@ -192,17 +314,15 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
   TextWriter out(options);
   Table table{"", {"@time (UTC)", "part / process / test", "values"}, {}};
   for (const auto& row : data.rows) {
-    std::vector<std::string> tests, comments;
-    for (const auto& test : row.tests) tests.push_back(TestText(test));
+    std::vector<std::string> tests;
+    for (const auto& test : row.tests) tests.push_back(TestText(test, names));
     std::string values = Joined(tests, "  ");
     if (row.flag == 1 || row.flag == 2) values += row.flag == 1 ? "  [disabled]" : "  [incomplete]";
-    for (const auto& comment : RemarksOf(row).comments)
-      comments.push_back(
-          "comment: " + PlainText(comment.note) +
-          (comment.employee.empty() ? "" : " (" + PlainText(comment.employee) + ")"));
     table.rows.push_back(
         {IsoTime(row.stamp), StreamName(names, row.part, row.prcs, row.test), values});
-    table.details.push_back(Joined(comments, "; "));
+    const auto texts = TextsOf(row, names);
+    table.details.push_back(
+        Joined({texts.label.empty() ? "" : "subgroup " + texts.label, TextLine(texts)}, "; "));
   }
   if (data.rows.empty()) {
     out.Line("no data selected");

@@ -4,7 +4,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "dataset/SubgroupData.h"
@@ -49,6 +52,7 @@ struct TestRow {
 };
 struct DescriptorRow {
   std::int32_t group = 0, descriptor = 0, tsno = 0;
+  std::string group_name = {}, name = {};  // empty where they are not known
 };
 struct CommentRow {
   std::string employee, note;
@@ -56,9 +60,22 @@ struct CommentRow {
   double edited = 0.0;  // date
 };
 
+// An assignable cause or a corrective action: identifiers, and a stamp that is 0 without a time.
+struct EventCode {
+  std::int32_t code = 0, employee = 0;
+  std::int64_t time = 0;
+};
+struct EventRow {
+  std::int32_t evnt = 0, type = 0, empl = 0, prcs = 0, part = 0, test = 0, flag = 0;
+  std::string name;
+  std::int64_t time = 0, sgtm = 0;  // stamps; that of the subgroup is 0 without one
+  EventCode acc, cac;
+};
+
 struct Remarks {
-  std::vector<DescriptorRow> descriptors;
-  std::vector<CommentRow> comments;
+  std::vector<DescriptorRow> descriptors = {};
+  std::vector<CommentRow> comments = {};
+  std::vector<EventRow> events = {};  // that name the time, part, process and test of the subgroup
 };
 
 struct SubgroupRow {
@@ -67,13 +84,35 @@ struct SubgroupRow {
   std::int64_t stamp = 0;
   std::vector<TestRow> tests = {};
   std::shared_ptr<const Remarks> remarks = {};  // null: none
+  std::string label = {};
 };
+
+const Remarks& RemarksOf(const SubgroupRow& row);
 
 struct SubgroupsRead {
   std::int32_t total_subgroups = 0, total_groups = 0, total_tests = 0, total_descriptors = 0;
   std::vector<SubgroupRow> rows;
+  // The phase of each row among these names, of which an empty one is none; empty: not known.
+  std::vector<std::int32_t> phase_of;
+  std::vector<std::string> phases;
+  // Whether labels, events and whole comments came from a database: no result has them.
+  bool has_texts = false;
 };
 SubgroupsRead ReadSubgroups(SubgroupData& data);
+
+// Everything of a subgroup that is a text, by name, for people.
+struct SubgroupTexts {
+  std::string label;
+  std::vector<std::pair<std::string, std::string>> items;  // "lot", "L1": those given
+  std::vector<std::string> comments;                       // "new coil (Kim)"
+  std::string cause, action;                               // "Worn tool (Ann)"
+  std::string codes;                                       // "Worn tool / Reset": without names
+};
+SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names);
+// The names of items, in their order.
+std::span<const std::string_view> ItemWords();
+// "lot L1  shift early  comment: new coil (Kim)", for one line; the label is not in it.
+std::string TextLine(const SubgroupTexts& texts);
 
 // select may be null: rows whose selection is not known.
 std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const Names& names,
@@ -81,9 +120,11 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 
 // Members of an open object.
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
-// "Subgroups". remarks: with descriptors and comments, which charts do not have.
-void WriteSubgroups(JsonWriter& json, const std::vector<SubgroupRow>& rows, const Names& names,
-                    bool remarks = false);
+// "Subgroups". descriptors: with them, which charts do not have.
+void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names,
+                    bool descriptors = false);
+// Members of one event, in an open object.
+void WriteEvent(JsonWriter& json, const EventRow& event, const Names& names);
 // The identifier as key, and its name as "...Name".
 void WriteItem(JsonWriter& json, const std::string& key, const Names& names, NameKind kind,
                std::int32_t id);

@@ -56,29 +56,7 @@ std::string OpenText(std::int32_t flag) {
 }
 
 void WriteEvents(JsonWriter& json, const std::vector<EventRow>& events, const Names& names) {
-  json.Objects("Events", events, [&](const EventRow& event) {
-    const auto item = [&](const std::string& key, NameKind kind, std::int32_t id) {
-      WriteItem(json, key, names, kind, id);
-    };
-    const auto time = [&](const std::string& key, std::int64_t stamp) {
-      json.MemberIf(stamp != 0, key, IsoTime(stamp));
-    };
-    const auto code = [&](const std::string& key, NameKind kind, const EventCode& value) {
-      item(key, kind, value.code);
-      item(key + "Employee", NameKind::Employee, value.employee);
-      time(key + "Time", value.time);
-    };
-    json.Members("Evnt", event.evnt, "EventType", event.type, "Name", event.name);
-    item("Empl", NameKind::Employee, event.empl);
-    json.Member("EventTime", IsoTime(event.time));
-    item("Prcs", NameKind::Process, event.prcs);
-    item("Part", NameKind::Part, event.part);
-    item("Test", NameKind::Test, event.test);
-    time("Sgtm", event.sgtm);
-    code("ACC", NameKind::AccCode, event.acc);
-    code("CAC", NameKind::CacCode, event.cac);
-    json.Member("Flag", event.flag);
-  });
+  json.Objects("Events", events, [&](const EventRow& event) { WriteEvent(json, event, names); });
 }
 
 std::string EventsJson(const EventsDocument& document, const Names& names) {

@@ -11,17 +11,6 @@
 // Process events as plain values, documents and tables.
 namespace orvspc::render {
 
-// An assignable cause or a corrective action: identifiers, and a stamp that is 0 without a time.
-struct EventCode {
-  std::int32_t code = 0, employee = 0;
-  std::int64_t time = 0;
-};
-struct EventRow {
-  std::int32_t evnt = 0, type = 0, empl = 0, prcs = 0, part = 0, test = 0, flag = 0;
-  std::string name;
-  std::int64_t time = 0, sgtm = 0;  // stamps; that of the subgroup is 0 without one
-  EventCode acc, cac;
-};
 // Leaves the cursor on the last event.
 std::vector<EventRow> ReadEvents(EventData& events);
 

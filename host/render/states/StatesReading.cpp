@@ -133,7 +133,7 @@ std::string StatesJson(const StatesDocument& document, const Names& names) {
       json.NullMember("StateLog");
     }
     WriteEvents(json, document.events, names);
-    WriteSubgroups(json, document.subgroups.rows, names);
+    WriteSubgroups(json, document.subgroups, names);
     WriteNotes(json, document.notes);
   });
 }

@@ -57,6 +57,32 @@ TEST(EffectiveRows, TheCursorAnswersInEveryOrder) {
   }
 }
 
+struct Ending {
+  std::int32_t time;
+  std::int64_t until = kNever;
+};
+std::int32_t EffectiveTime(const Ending& row) { return row.time; }
+std::int64_t UntilTime(const Ending& row) { return row.until; }
+
+TEST(EffectiveRows, ARowThatEndedGivesWayToOneThatLasts) {
+  const std::vector<Ending> rows = {{0, 100}, {50, 70}, {80, 90}, {200, 300}};
+  constexpr struct {
+    std::int32_t time, place;
+  } kTimes[] = {{-1, kNoRow},  {0, 0},   {49, 0},  {50, 1},      {69, 1},
+                {70, 0},       {80, 2},  {90, 0},  {99, 0},      {100, kNoRow},
+                {199, kNoRow}, {200, 3}, {299, 3}, {300, kNoRow}};
+  for (const auto& first : kTimes) {
+    const auto* const found = EffectiveAt(rows, first.time);
+    EXPECT_EQ(found, first.place == kNoRow ? nullptr : &rows[static_cast<std::size_t>(first.place)])
+        << first.time;
+    for (const auto& second : kTimes) {
+      EffectiveRows<Ending> cursor(rows);
+      EXPECT_EQ(cursor.PlaceAt(first.time), first.place) << first.time;
+      EXPECT_EQ(cursor.PlaceAt(second.time), second.place) << second.time << " " << first.time;
+    }
+  }
+}
+
 TEST(EffectiveRows, StoredRowsKnowTheirTime) {
   API_CCSpecLim spec{};
   spec.Word20 = 1;

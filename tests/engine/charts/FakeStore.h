@@ -13,6 +13,7 @@
 #include "engine/charts/VariableRun.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
+#include "engine/store/phases.h"
 #include "platform/Enumerations.h"
 
 // A store in memory, and a reader that takes a chart out of a run as the library does.
@@ -168,6 +169,10 @@ class FakeStore : public Store {
     }
     return found;
   }
+  std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test) override {
+    return PhasesOf(phases, part, process, test);
+  }
+  bool JoinsPhases() const override { return joins_phases; }
   const std::vector<StoredRule>& Rules() override { return rules; }
   std::uint32_t AlarmBits(std::int32_t, std::int32_t, std::int32_t test, std::int32_t) override {
     const auto found = alarms.find(test);
@@ -190,6 +195,8 @@ class FakeStore : public Store {
   std::vector<StoredRule> rules;
   std::map<std::int32_t, std::int32_t> types;  // by test
   std::vector<API_CCDefOpp> opportunities;
+  std::vector<Phase> phases;  // by start
+  bool joins_phases = false;
   std::map<std::int32_t, std::uint32_t> alarms;  // by test
   std::map<std::string, std::string> settings;
   std::vector<std::pair<std::int32_t, std::string>> failures;

@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/QualityDatabase.h"
+#include "host/cli/Output.h"
+#include "host/render/core/PlainText.h"
+#include "platform/Enumerations.h"
+#include "platform/TimeText.h"
+#include "system/system.h"
+
+namespace orvspc::cli {
+
+namespace {
+
+constexpr Option kPart{"part", "NAME", "the part"};
+constexpr Option kProcess{"process", "NAME", "the process"};
+constexpr Option kTest{"test", "NAME", "the test"};
+constexpr Option kWhen{"at", "TIME", "when it was measured, such as 2024-02-29T12:30", "now"};
+constexpr Option kLabel{"label", "TEXT", "what the subgroup is called",
+                        "the next number of part and process"};
+constexpr Option kContext[] = {
+    {"job", "NAME", "the job"},       {"lot", "NAME", "the lot"},
+    {"shift", "NAME", "the shift"},   {"revision", "NAME", "the revision of the part"},
+    {"workstation", "NAME", "where"}, {"employee", "NAME", "who measured"}};
+constexpr Option kGage{"gage", "NAME", "the gage of all values"};
+constexpr Option kDescriptor{"descriptor", "GROUP=NAME", "a descriptor of the subgroup", "", true};
+constexpr Real kSize{{"size", "N", "units inspected, of a test that counts"}};
+constexpr Option kDefect{"defect", "CODE=N", "so many of a defect", "", true};
+constexpr render::Word kFlagWords[] = {
+    {"enabled", sfEnabled}, {"disabled", sfDisabled}, {"incomplete", sfIncomplete}};
+constexpr Choice<std::int32_t> kFlag{
+    {"flag", "WORD", "what becomes of the record", "enabled", false, kFlagWords}};
+constexpr Option kComment{"comment", "TEXT", "a comment", "", true};
+constexpr Option kKey{"key", "TEXT", "a record that is sent again under its key is stored once"};
+constexpr Option kCreate{"create", nullptr,
+                         "make the part, process or test, and the database, where it is not there"};
+constexpr Option kForce{"force", nullptr, "store values beyond the reasonable limits, too"};
+constexpr Option kJsonl{"jsonl", "FILE", "records as lines of JSON; - is standard input"};
+constexpr Number kBatch{
+    {"batch", "N", "of --jsonl: so many lines in one transaction", "1"}, 1, 1'000'000};
+
+double NumberOf(const std::string& field, std::string_view text) {
+  double number = 0.0;
+  const auto digits = text.substr(text.starts_with('+') ? 1 : 0);
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (error == std::errc() && end == digits.data() + digits.size()) return number;
+  throw Refusal(field + ": " + std::string(text) + " is no number" +
+                (text.find(',') == std::string_view::npos ? "" : "; the decimal sign is a point"));
+}
+
+// The two sides of "CODE=3".
+std::pair<std::string, std::string> Pair(const Option& option, const std::string& text) {
+  const auto sign = text.rfind('=');
+  if (sign == std::string::npos || sign == 0 || sign + 1 == text.size()) {
+    throw Misuse("--" + std::string(option.name) + " takes " + option.value + ", not \"" + text +
+                 "\"");
+  }
+  return {text.substr(0, sign), text.substr(sign + 1)};
+}
+
+NewRecord RecordOf(const Arguments& arguments) {
+  NewRecord record;
+  record.part = arguments.Required(kPart);
+  record.process = arguments.Required(kProcess);
+  record.test = arguments.Required(kTest);
+  record.label = arguments.Value(kLabel).value_or("");
+  if (const auto at = arguments.Value(kWhen)) {
+    const auto time = ParseTime(*at);
+    if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
+    record.time = *time;
+  }
+  const auto gage = arguments.Value(kGage).value_or("");
+  for (const auto& word : arguments.Positional()) {
+    record.pieces.push_back({NumberOf("value", word), 0, 0, "", gage, ""});
+  }
+  for (const auto& defect : arguments.Values(kDefect)) {
+    const auto [code, count] = Pair(kDefect, defect);
+    record.pieces.push_back({NumberOf("defect", count), 0, 0, "", gage, code});
+  }
+  if (record.pieces.empty()) throw Misuse("which values?");
+  record.size = arguments.Get(kSize).value_or(0.0);
+  record.flag = arguments.Get(kFlag);
+  for (const auto& option : kContext) {
+    if (const auto name = arguments.Value(option)) record.context[option.name] = *name;
+  }
+  for (const auto& descriptor : arguments.Values(kDescriptor)) {
+    const auto [group, name] = Pair(kDescriptor, descriptor);
+    record.context["descriptor:" + group] = name;
+  }
+  record.comments = arguments.Values(kComment);
+  record.key = arguments.Value(kKey).value_or("");
+  record.force = arguments.Has(kForce);
+  return record;
+}
+
+// "#4711 Ring / Press A / Diameter 2026-03-11T06:00:00, 3 values"
+std::string AnswerText(const NewRecord& record, const Recorded& recorded) {
+  return "#" + std::to_string(recorded.subgroup) + " " + record.part + " / " + record.process +
+         " / " + record.test + " " + platform::IsoText(recorded.time) + ", " +
+         render::Counted(record.pieces.size(), record.size > 0 ? "count" : "value") +
+         (recorded.repeated ? ", stored before" : "");
+}
+
+int RecordOne(QualityDatabase& database, const Arguments& arguments, Console& console) {
+  const auto record = RecordOf(arguments);
+  const auto names = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
+  const auto recorded = database.Record(record, ActorOf(arguments), names);
+  for (const auto& note : recorded.notes) {
+    console.err << render::PlainText("note: " + note.Sentence()) << "\n";
+  }
+  console.out << render::PlainText(AnswerText(record, recorded)) << "\n";
+  return 0;
+}
+
+// Lines of JSON: one by one, or so many in one transaction. Each has one answer, in its order.
+class Lines {
+ public:
+  Lines(QualityDatabase& database, const Arguments& arguments, Console& console)
+      : database_(database), console_(console), actor_(ActorOf(arguments)) {
+    size_ = static_cast<std::size_t>(*arguments.Get(kBatch));
+    names_ = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
+    force_ = arguments.Has(kForce);
+  }
+
+  int Run(std::istream& lines) {
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+      Take(line);
+      if (waiting_.size() >= size_) Store();
+    }
+    Store();
+    return any_refused_ ? 1 : 0;
+  }
+
+ private:
+  struct Waiting {
+    std::string key;
+    std::optional<NewRecord> record;
+    std::string answer;  // of a line that could not be read
+  };
+
+  void Take(const std::string& line) {
+    Waiting waiting;
+    try {
+      waiting.record = RecordFromJson(line, &waiting.key);
+      waiting.record->force = force_;
+    } catch (const Refused& refused) {
+      waiting.answer = Answer(waiting.key, refused);
+    }
+    waiting_.push_back(std::move(waiting));
+  }
+
+  std::string Answer(const std::string& key, const Refused& refused) {
+    any_refused_ = true;
+    return JsonOf(key, refused);
+  }
+
+  void Store() {
+    size_ == 1 ? StoreOne() : StoreBatch();
+    for (const auto& each : waiting_) console_.out << each.answer << "\n";
+    console_.out.flush();
+    waiting_.clear();
+  }
+
+  void StoreOne() {
+    for (auto& each : waiting_) {
+      if (!each.record) continue;
+      try {
+        each.answer = JsonOf(each.key, database_.Record(*each.record, actor_, names_));
+      } catch (const Refused& refused) {
+        each.answer = Answer(each.key, refused);
+      }
+    }
+  }
+
+  void StoreBatch() {
+    BatchOptions options;
+    options.names = names_;
+    options.skip_refused = true;
+    auto batch = database_.Begin(actor_, options);
+    std::vector<Waiting*> sent;
+    for (auto& each : waiting_) {
+      if (!each.record) continue;
+      batch.Add(std::move(*each.record));
+      sent.push_back(&each);
+    }
+    if (sent.empty()) return;
+    const auto stored = batch.Commit();
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+      const auto refused = stored.refused.find(i);
+      sent[i]->answer = refused == stored.refused.end() ? JsonOf(sent[i]->key, stored.records[i])
+                                                        : Answer(sent[i]->key, refused->second);
+    }
+  }
+
+  QualityDatabase& database_;
+  Console& console_;
+  Actor actor_;
+  std::size_t size_ = 1;
+  NewNames names_ = NewNames::Refuse;
+  bool force_ = false, any_refused_ = false;
+  std::vector<Waiting> waiting_;
+};
+
+int Run(const Arguments& arguments, Console& console) {
+  const auto path = arguments.Required(kDatabase);
+  const auto file = arguments.Value(kJsonl);
+  if (file && (arguments.Has(kPart) || !arguments.Positional().empty())) {
+    throw Misuse("--jsonl has the records on its lines; --part and values are of one record");
+  }
+  if (!file && arguments.Has(kBatch)) throw Misuse("--batch is for --jsonl");
+  if (!file) RecordOf(arguments);  // so that a slip makes no new database
+  if (file && *file != "-") CheckReadable(*file);
+  QualityDatabase database(OpenDatabase(path, arguments.Has(kCreate)));
+  if (!file) return RecordOne(database, arguments, console);
+  Lines lines(database, arguments, console);
+  if (*file == "-") return lines.Run(std::cin);
+  std::ifstream from(system::PathOf(*file), std::ios::binary);
+  return lines.Run(from);
+}
+
+}  // namespace
+
+Command RecordCommand() {
+  return {"record",
+          "--db FILE --part NAME --process NAME --test NAME VALUE... | --db FILE --jsonl FILE",
+          "Stores the values of one subgroup, or a stream of them",
+          "A part, process or test that is new is refused without --create. The answer is the "
+          "number of the subgroup.\n"
+          "With --jsonl each line is a record, each gets a line of JSON as its answer, and one "
+          "that is refused does not end the stream. See also docs/how-to/record.md.",
+          "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
+          Together(std::vector{kDatabase, kPart, kProcess, kTest, kWhen, kLabel}, kContext,
+                   std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
+                                       kCreate, kForce, kJsonl, kBatch, kBy, kStation}),
+          Run,
+          1'000'000};
+}
+
+}  // namespace orvspc::cli

@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/chart/ChartPhases.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
+
+namespace orvspc::render {
+
+namespace {
+
+constexpr double kLabelHeight = 9.5;
+
+bool SameStream(const StreamReport& a, const StreamReport& b) {
+  return a.part == b.part && a.process == b.process && a.test == b.test;
+}
+
+std::string NameOf(const PhaseView& phase) { return phase.name.empty() ? "(none)" : phase.name; }
+
+// "2024-02-01 00:00", or with days alone.
+std::string TimeText(std::int64_t stamp) { return DayText(stamp) + " " + ClockText(stamp); }
+
+// The limits of a graph in a phase, named as headings of numbers.
+struct NamedLimit {
+  const char* name;
+  const std::vector<double>* values;
+};
+std::vector<NamedLimit> LimitsOf(const GraphView& graph) {
+  return {
+      {"#LCL", &graph.limits.lower}, {"#CL", &graph.limits.centre}, {"#UCL", &graph.limits.upper}};
+}
+
+// Whether a level line at y runs through a box.
+bool Strikes(double y, const Box& box) { return y > box.top - 1.0 && y < box.bottom + 1.0; }
+
+bool Crosses(const Polyline& line, const Box& box) {
+  for (std::size_t i = 1; i < line.size(); ++i) {
+    const auto [x1, y1] = line[i - 1];
+    const auto [x2, y2] = line[i];
+    if (std::isnan(y1) || std::isnan(y2) || x2 < box.left || x1 > box.right || x1 == x2) continue;
+    const auto at = [&, x1 = x1, x2 = x2, y1 = y1, y2 = y2](double x) {
+      return y1 + (y2 - y1) * (std::clamp(x, x1, x2) - x1) / (x2 - x1);
+    };
+    const double a = at(box.left), b = at(box.right);
+    if (std::max(a, b) > box.top && std::min(a, b) < box.bottom) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void AddPhases(ChartView& view, const ChartDocument& document) {
+  if (document.phase_of.size() != view.Count()) return;
+  view.phase_of = document.phase_of;
+  for (std::size_t p = 0; p < document.phases.size(); ++p) {
+    const auto& read = document.phases[p];
+    auto& made = view.phases.emplace_back();
+    made.name = PlainText(read.phase.name);
+    made.kind = read.phase.id == 0 ? "" : std::string(WordOf(read.phase.kind));
+    made.is_excluded = read.phase.id != 0 && !read.phase.Counts();
+    made.has_older_limits = read.has_older_limits;
+    made.subgroups = static_cast<std::size_t>(read.subgroups);
+    made.used = static_cast<std::size_t>(read.used);
+    made.mean = read.estimates.mean;
+    made.sp = read.estimates.sp;
+    made.sp.name = EstimatorText(made.sp.name);
+    const auto first = std::ranges::find(view.phase_of, static_cast<std::int32_t>(p));
+    if (first == view.phase_of.end()) continue;
+    made.first = static_cast<std::size_t>(first - view.phase_of.begin());
+    made.stream = view.StreamOf(made.first);
+    for (std::size_t i = made.first; i < view.Count(); ++i)
+      if (view.PhaseOf(i) == static_cast<std::int32_t>(p)) made.last = i;
+  }
+}
+
+std::optional<std::size_t> NewestIn(const ChartView& view, std::size_t phase,
+                                    const std::vector<double>& line) {
+  const auto& of = view.phases[phase];
+  for (std::size_t i = of.last + 1; i-- > of.first;)
+    if (view.PhaseOf(i) == static_cast<std::int32_t>(phase) && i < line.size() &&
+        std::isfinite(line[i]))
+      return i;
+  return std::nullopt;
+}
+
+std::vector<std::pair<std::size_t, std::size_t>> PhaseBorders(
+    const ChartView& view, const std::vector<std::size_t>& places) {
+  std::vector<std::pair<std::size_t, std::size_t>> borders;
+  for (std::size_t p = 1; p < view.phases.size(); ++p) {
+    const auto& phase = view.phases[p];
+    if (phase.stream == view.phases[p - 1].stream && places[phase.first] > 0)
+      borders.emplace_back(places[phase.first], p);
+  }
+  return borders;
+}
+
+PhaseLabels PlacePhaseLabels(const ChartView& view, const GraphView& graph,
+                             const std::vector<std::size_t>& places, std::vector<Box>& taken,
+                             const std::vector<std::pair<double, double>>& points,
+                             const std::vector<Polyline>& lines, const Layout& layout,
+                             const Panel& panel) {
+  PhaseLabels placed;
+  if (view.phases.size() < 2) return placed;
+  placed.all =
+      view.phases.size() <= kLabelledPhases && view.stream_views.size() <= 1 && view.groups.empty();
+  if (!placed.all) return placed;
+  constexpr double kGap = 3.0, kRadius = 4.5, kStep = 12.0;
+  for (std::size_t p = 0; p + 1 < view.phases.size(); ++p) {
+    const auto& phase = view.phases[p];
+    const double half = layout.PlaceWidth() / 2.0;
+    const double left = layout.X(places[phase.first]) - half + kGap;
+    const double right = layout.X(places[phase.last]) + half - kGap;
+    std::vector<double> levels;
+    for (const auto& line : LinesOf(graph)) {
+      const auto at = NewestIn(view, p, line.values);
+      if (at) levels.push_back(panel.Y(line.values[*at]));
+    }
+    for (const auto& limit : LinesOf(graph)) {
+      if (limit.specification) continue;
+      const auto newest = NewestIn(view, p, limit.values);
+      if (!newest) continue;
+      const double value = limit.values[*newest], y = panel.Y(value);
+      const std::string text = std::string(limit.name) + " " + LineText(limit, value, graph);
+      const double width = kDigit * static_cast<double>(Width(text));
+      const bool centre = &limit.values == &graph.limits.centre;
+      std::optional<Box> found;
+      const auto free = [&](const Box& box) {
+        const bool inside = box.left >= left && box.right <= right && box.top > panel.top + 1.0 &&
+                            box.bottom < panel.bottom - 1.0;
+        const auto meets_point = [&](const auto& point) {
+          return point.first > box.left - kRadius && point.first < box.right + kRadius &&
+                 point.second > box.top - kRadius && point.second < box.bottom + kRadius;
+        };
+        const auto meets = [&](const Box& other) { return box.Meets(other); };
+        const auto strikes = [&](double level) { return Strikes(level, box); };
+        const auto crosses = [&](const Polyline& line) { return Crosses(line, box); };
+        return inside && std::ranges::none_of(taken, meets) &&
+               std::ranges::none_of(levels, strikes) && std::ranges::none_of(points, meets_point) &&
+               std::ranges::none_of(lines, crosses);
+      };
+      // Limits outside of the points have more room beyond them than between.
+      const bool above_first = &limit.values != &graph.limits.lower;
+      const double room = right - left - width;
+      const double steps = std::max(1.0, std::floor(room / kStep));
+      for (const bool above : {above_first, !above_first}) {
+        const double top = above ? y - kGap - kLabelHeight : y + kGap;
+        for (double s = 0.0; !found && s <= steps; ++s) {
+          const double x = left + room * s / steps;
+          const Box box{x, top, x + width, top + kLabelHeight};
+          if (free(box)) found = box;
+        }
+      }
+      if (!found) {
+        placed.all = false;
+        continue;
+      }
+      taken.push_back(*found);
+      placed.labels.push_back({*found, text, centre ? "s" : "s ll"});
+    }
+  }
+  return placed;
+}
+
+Table PhaseTable(const ChartView& view, bool with_estimates) {
+  Table table{"Phases", {}, {}};
+  const bool several = view.stream_views.size() > 1;
+  for (std::size_t p = 0; p < view.phases.size(); ++p) {
+    const auto& phase = view.phases[p];
+    for (std::size_t g = 0; g < view.graphs.size(); ++g) {
+      const auto& graph = view.graphs[g];
+      std::vector<std::string> row;
+      const auto cell = [&](const char* heading, const std::string& text) {
+        if (table.rows.empty()) table.headings.emplace_back(heading);
+        row.push_back(text);
+      };
+      const auto first = [&](const char* heading, const std::string& text) {
+        cell(heading, g == 0 ? text : "");
+      };
+      const auto figure = [](double value) {
+        return std::isfinite(value) ? Significant(value, 6) : std::string();
+      };
+      if (several) first("stream", view.stream_views[static_cast<std::size_t>(phase.stream)].name);
+      const bool plain = phase.kind.empty() || phase.kind == "stage";
+      first("phase", NameOf(phase) + (plain ? "" : ", " + phase.kind));
+      first("@from", TimeText(view.stamps[phase.first]));
+      if (with_estimates) first("@to", TimeText(view.stamps[phase.last]));
+      first("#subgroups", std::to_string(phase.subgroups));
+      if (with_estimates) {
+        first("#used", std::to_string(phase.used));
+        first("#mean", figure(phase.mean.value));
+        first("#sigma", figure(phase.sp.value));
+        first("estimator", phase.sp.name);
+      }
+      cell("graph", graph.symbol);
+      for (const auto& [name, values] : LimitsOf(graph)) {
+        const auto newest = NewestIn(view, p, *values);
+        cell(name, newest ? Fixed((*values)[*newest], graph.decimals) : "");
+      }
+      table.rows.push_back(std::move(row));
+    }
+  }
+  return table;
+}
+
+std::vector<std::string> PhaseLines(const ChartView& view) {
+  std::vector<std::string> lines;
+  for (std::size_t p = 0; p < view.phases.size(); ++p) {
+    const auto& phase = view.phases[p];
+    std::string text = NameOf(phase) + ", " + Counted(phase.subgroups, "subgroup");
+    if (view.stream_views.size() > 1)
+      text = StreamLetter(static_cast<std::size_t>(phase.stream)) + "  " + text;
+    const char* separator = ": ";
+    for (const auto& graph : view.graphs) {
+      std::string limits;
+      for (const auto& limit : LimitsOf(graph)) {
+        const auto newest = NewestIn(view, p, *limit.values);
+        if (!newest) continue;
+        limits += fmt::format("{} {} {}", limits.empty() ? "" : ",", limit.name + 1,
+                              Fixed((*limit.values)[*newest], graph.decimals));
+      }
+      if (limits.empty()) continue;
+      text += separator + graph.symbol + limits;
+      separator = "; ";
+    }
+    lines.push_back(text);
+  }
+  return lines;
+}
+
+void WritePhases(JsonWriter& json, const ChartDocument& document, const StreamReport& stream) {
+  if (document.phases.empty()) return;
+  std::vector<std::size_t> numbers;
+  for (std::size_t p = 0; p < document.phases.size(); ++p)
+    if (SameStream(document.phases[p].estimates, stream)) numbers.push_back(p);
+  json.Objects("Phases", numbers, [&](std::size_t number) {
+    const auto& report = document.phases[number];
+    const auto& phase = report.phase;
+    const bool given = phase.id != 0;
+    json.MemberIf(given, "ID", phase.id);
+    json.MemberIf(given, "Name", phase.name);
+    json.MemberIf(given, "Kind", WordOf(phase.kind));
+    json.MemberIf(given, "Start", IsoTime(phase.start));
+    json.MemberIf(phase.finish.has_value(), "End", IsoTime(phase.finish.value_or(0)));
+    json.MemberIf(given, "Reason", phase.reason);
+    json.MemberIf(phase.freeze_after != 0, "FreezeAfter", phase.freeze_after);
+    std::size_t first = document.phase_of.size(), last = 0;
+    for (std::size_t i = 0; i < document.phase_of.size(); ++i) {
+      if (document.phase_of[i] != static_cast<std::int32_t>(number)) continue;
+      first = std::min(first, i);
+      last = i;
+    }
+    json.Members("First", first, "Last", last, "Subgroups", report.subgroups, "Used", report.used,
+                 "OlderLimits", report.has_older_limits);
+    WriteEstimate(json, "Mean", report.estimates.mean);
+    WriteEstimate(json, "SP", report.estimates.sp);
+    WriteEstimate(json, "SW", report.estimates.sw);
+    if (!report.estimates.gamma.name.empty()) WriteEstimate(json, "Gamma", report.estimates.gamma);
+    json.Member("AverageSize", report.estimates.average_size);
+    // At the newest point of the phase.
+    json.Objects("Limits", document.chart.graphs, [&](const GraphRead& graph) {
+      json.Member("Graph", graph.index);
+      ForEachArray([&](const char* key, auto array, auto) {
+        if constexpr (std::is_same_v<decltype(array), std::vector<double> GraphRead::*>) {
+          const std::string_view name = key;
+          if (!name.ends_with("CLs") && !name.ends_with("Cls")) return;
+          const auto& values = graph.*array;
+          if (last < values.size()) json.Member(name.substr(0, name.size() - 1), values[last]);
+        }
+      });
+    });
+  });
+}
+
+}  // namespace orvspc::render

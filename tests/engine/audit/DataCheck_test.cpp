@@ -1,0 +1,413 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/audit/DataCheck.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "engine/QualityDatabase.h"
+#include "engine/log/Json.h"
+#include "engine/store/StreamWriter.h"
+#include "engine/store/subgroups.h"
+#include "platform/TimeText.h"
+#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/store/stored_record.h"
+
+namespace orvspc::engine::audit {
+namespace {
+
+using catalogue::ItemKind;
+using store::Below;
+using store::CopyOf;
+using store::StoredRecord;
+using store::StoreTest;
+
+class DataCheckTest : public StoreTest {
+ protected:
+  static constexpr int kSubgroups = 900;
+
+  // Three streams, interleaved, some in many pieces with keys.
+  static std::string Many(int from = 0) {
+    std::string text = "part,process,test,subgroup,time,value,lot,gage\n";
+    for (int i = from; i < from + kSubgroups; ++i) {
+      const auto head = std::string(i % 3 == 0   ? "A,P,T,"
+                                    : i % 3 == 1 ? "B,P,T,"
+                                                 : "A,P,U,") +
+                        std::to_string(i) + "," + platform::IsoText(1'700'000'000 + i / 2) + ",";
+      for (int piece = 0; piece < 3; ++piece) {
+        text += head + std::to_string(i * piece % 17) + ",L" + std::to_string(i % 4) +
+                (i % 5 == 0 ? ",G1\n" : ",\n");
+      }
+    }
+    return text;
+  }
+  LogCheck Check() {
+    LogCheck check;
+    Opened()->ReadOrThrow([&](sql::Connection& db) { check = CheckLogAndData(db); });
+    return check;
+  }
+  void ExpectWhole() {
+    const auto check = Check();
+    EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  }
+  std::string OnlyFind() {
+    const auto check = Check();
+    EXPECT_EQ(check.finds.size(), 1U);
+    return check.finds.empty() ? std::string() : check.finds.front();
+  }
+  ChangeOptions Why() {
+    ChangeOptions options;
+    options.reason = "trial run";
+    return options;
+  }
+  static NewRecord RecordOf(const std::string& test, const std::vector<double>& values) {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = test;
+    for (const auto value : values) record.pieces.emplace_back().value = value;
+    return record;
+  }
+  std::string DigestOfBatch(std::int64_t number) {
+    std::string digest;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      sql::Query query(db, "SELECT digest FROM batch WHERE id = ?1", number);
+      if (query.Step()) digest = query.Text(0);
+    });
+    return digest;
+  }
+  std::int64_t Head() { return Data().LogHead().seq; }
+
+  // Changes a record as nobody may: with its checksum, and without an entry.
+  void Tamper(std::int32_t subgroup, const std::function<void(StoredRecord&)>& change) {
+    const auto db = store::OpenAnother(Path());
+    sql::Transaction transaction(*db, sql::TransactionKind::Write);
+    bool is_done = false;
+    for (const auto stream : Streams(*db)) {
+      std::vector<StoredRecord> found;
+      store::ForEachRecord(*db, stream, [&](const store::RecordView& view) {
+        if (view.Subgroup() == subgroup) found.push_back(CopyOf(view));
+      });
+      if (found.empty() || is_done) continue;
+      is_done = true;
+      store::StreamWriter writer(*db);
+      const auto key = found[0].Key();
+      change(found[0]);
+      if (found[0].values.empty() || found[0].Key() != key) {
+        writer.Remove(stream, std::span(&key, 1));
+      }
+      const auto view = found[0].View();
+      if (!found[0].values.empty()) writer.Write(stream, std::span(&view, 1));
+      writer.Finish();
+    }
+    ASSERT_TRUE(is_done);
+    transaction.Commit();
+    Reopen();
+  }
+  static std::vector<std::int64_t> Streams(sql::Connection& db) {
+    std::vector<std::int64_t> streams;
+    for (sql::Query query(db, "SELECT id FROM stream ORDER BY id"); query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    return streams;
+  }
+};
+
+TEST_F(DataCheckTest, AnImportThatNobodyTouchedIsProved) {
+  Import(Many());
+  Import(Many(kSubgroups));
+  const auto check = Check();
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 2);
+  EXPECT_EQ(check.records, 2 * kSubgroups);
+  EXPECT_EQ(check.unproved, 0);
+  EXPECT_TRUE(check.notes.empty());
+}
+
+TEST_F(DataCheckTest, TheDigestDoesNotDependOnHowTheFileIsReadNorOnItsOrder) {
+  Import(Many());
+  const auto expected = DigestOfBatch(1);
+  EXPECT_EQ(expected.size(), 64U);
+  auto lines = std::vector<std::string>();
+  std::istringstream text(Many());
+  std::string head;
+  std::getline(text, head);
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  // Of each stream a time has one subgroup only, so that identifiers decide no order.
+  const auto path = folder_.Store("held.db");
+  store::WriteFile(folder_.File("in.csv"), Many());
+  ImportOptions options;
+  options.most_held = 7;
+  auto database = OpenDatabase(path, true);
+  import::ImportCsv(folder_.File("in.csv"), *database, ImportKind::Values, options);
+  // Later subgroups first, with as many as are held.
+  std::string reversed = head + "\n";
+  for (std::size_t i = lines.size(); i >= 3; i -= 3) {
+    for (std::size_t j = i - 3; j < i; ++j) reversed += lines[j] + "\n";
+  }
+  const auto other = folder_.Store("reversed.db");
+  store::WriteFile(folder_.File("in.csv"), reversed);
+  auto backwards = OpenDatabase(other, true);
+  import::ImportCsv(folder_.File("in.csv"), *backwards, ImportKind::Values, options);
+  for (const auto& each : std::vector{database, backwards}) {
+    std::string digest;
+    store::SqlStoreOf(*each)->ReadOrThrow([&](sql::Connection& db) {
+      sql::Query query(db, "SELECT digest FROM batch");
+      ASSERT_TRUE(query.Step());
+      digest = query.Text(0);
+      const auto check = CheckLogAndData(db);
+      EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+      EXPECT_EQ(check.records, kSubgroups);
+    });
+    EXPECT_EQ(digest, expected);
+  }
+}
+
+TEST_F(DataCheckTest, WhatWasChangedInAnImportIsFound) {
+  Import(Many());
+  const std::function<void(StoredRecord&)> changes[] = {
+      [](StoredRecord& record) { record.values[1] += 1; },
+      [](StoredRecord& record) { record.flag = 1; },
+      [](StoredRecord& record) { record.size += 1; },
+      [](StoredRecord& record) { record.context = record.context % 3 + 1; },
+      [](StoredRecord& record) { record.keys[2].Tsno = 9; },
+      [](StoredRecord& record) { record.time += 1000; }};
+  std::int32_t subgroup = 10;
+  for (const auto& change : changes) {
+    StoredRecord before;
+    Tamper(subgroup, [&](StoredRecord& record) {
+      before = record;
+      change(record);
+    });
+    EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored") << subgroup;
+    Tamper(subgroup, [&](StoredRecord& record) { record = before; });
+    ExpectWhole();
+    ++subgroup;
+  }
+  Tamper(subgroup, [](StoredRecord& record) { record.values.clear(); });
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored, 899 records for 900");
+}
+
+TEST_F(DataCheckTest, ARecordThatSaysItIsOfAnotherBatchIsFound) {
+  Import(Many());
+  Tamper(4, [](StoredRecord& record) { record.batch = 7; });
+  const auto check = Check();
+  ASSERT_EQ(check.finds.size(), 2U);
+  EXPECT_EQ(check.finds[0], "#4 T: names batch 7, of which the log has no entry");
+}
+
+TEST_F(DataCheckTest, ALabelThatWasChangedIsFound) {
+  Import(Many());
+  store::RunSql(Path(), "UPDATE subgroup SET label = 'x' WHERE id = 890");
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
+}
+
+TEST_F(DataCheckTest, ANameThatWasChangedWithoutAnEntryIsFound) {
+  Import(Many());
+  store::RunSql(Path(), "UPDATE lot SET name = 'other' WHERE id = 2");
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
+}
+
+TEST_F(DataCheckTest, RenamingLeavesWhatWasStoredBefore) {
+  Import(Many());
+  Data().Rename(ItemKind::Part, "A", "Ring", Why());
+  Data().Rename(ItemKind::Lot, "L1", "Lot 1", Why());
+  Data().Rename(ItemKind::Part, "Ring", "Disc", Why());
+  ExpectWhole();
+  Data().ChangeFlag({1, 2, 3}, std::nullopt, 1, Why());
+  Data().Rename(ItemKind::Lot, "Lot 1", "L1", Why());
+  ExpectWhole();
+  const auto check = Check();
+  EXPECT_EQ(check.batches, 1);
+  EXPECT_EQ(check.records, kSubgroups);
+}
+
+// Flags, values, times, what was taken out and brought back, on a batch and on single records.
+TEST_F(DataCheckTest, ThreeHundredRandomChangesLeaveItProved) {
+  Import(Many());
+  auto record = RecordOf("T", {1.5, 2.5, 3.5});
+  record.context["lot"] = "L1";
+  record.comments = {"odd"};
+  for (int i = 0; i < 20; ++i) {
+    record.time = 1'690'000'000 + i;
+    Data().Record(record, {"Ann", ""});
+  }
+  ExpectWhole();
+  EXPECT_EQ(Check().records, kSubgroups + 20);
+  std::mt19937 random(5);
+  std::vector<std::int64_t> entries;
+  std::set<std::int32_t> deleted;
+  for (int i = 0; i < 300; ++i) {
+    const auto subgroup = 1 + Below(random, 60) + (i % 2 == 0 ? kSubgroups - 40 : 0);
+    if (deleted.contains(subgroup)) continue;
+    switch (Below(random, 5)) {
+      case 0:
+        Data().ChangeFlag({subgroup}, std::nullopt, Below(random, 3), Why());
+        break;
+      case 1: {
+        const auto test = Data().ChangeFlag({subgroup}, std::nullopt, 0, Why()).front().test;
+        Data().ChangeValue(subgroup, test, {ValueChange::What::Set, 2, 0, i / 8.0}, Why());
+        break;
+      }
+      case 2: {
+        SubgroupChange change;
+        change.time = 1'600'000'000 + Below(random, 1000);
+        change.label = "moved " + std::to_string(i);
+        Data().ChangeSubgroups({subgroup}, std::nullopt, change, Why());
+        break;
+      }
+      case 3:
+        Data().DeleteSubgroups({subgroup}, std::nullopt, Why());
+        entries.push_back(Head());
+        deleted.insert(subgroup);
+        break;
+      default:
+        if (entries.empty()) break;
+        deleted.erase(Data().Restore(entries.back(), Why()).front().subgroup);
+        entries.pop_back();
+    }
+    if (i % 60 == 0) ExpectWhole();
+  }
+  ExpectWhole();
+  EXPECT_EQ(Check().batches, 1);
+}
+
+TEST_F(DataCheckTest, WhatWasChangedAfterACorrectionIsFound) {
+  Import(Many());
+  const auto test = Data().ChangeFlag({8}, std::nullopt, 1, Why()).front().test;
+  Data().ChangeValue(8, test, {ValueChange::What::Set, 2, 0, 5.5}, Why());
+  const auto last = std::to_string(Head());
+  const auto name = "#8 " + Data().Name(ItemKind::Test, test) + ": ";
+  ExpectWhole();
+  Tamper(8, [](StoredRecord& record) { record.values[0] = 77; });
+  EXPECT_EQ(OnlyFind(), name + "differs from what entry " + last + " stored");
+  Tamper(8, [](StoredRecord& record) { record.entry = 0; });
+  EXPECT_EQ(OnlyFind(), name + "does not name entry " + last + ", the newest about it");
+  Tamper(8, [](StoredRecord& record) { record.values.clear(); });
+  EXPECT_EQ(OnlyFind(), name + "is missing; entry " + last + " stored it");
+}
+
+TEST_F(DataCheckTest, WhatCameByItselfIsProvedOneByOne) {
+  auto record = RecordOf("T", {1.5, 2.5});
+  record.time = 1'700'000'000;
+  const auto id = Data().Record(record, {"Ann", ""}, NewNames::Create).subgroup;
+  record.time += 60;
+  const auto other = Data().Record(record, {"Ann", ""}).subgroup;
+  EXPECT_EQ(Check().records, 2);
+  ExpectWhole();
+  Tamper(id, [](StoredRecord& each) { each.values[0] = 77; });
+  EXPECT_EQ(OnlyFind(), "#" + std::to_string(id) + " T: differs from what entry 2 stored");
+  Tamper(id, [](StoredRecord& each) { each.values[0] = 1.5; });
+  Tamper(other, [](StoredRecord& each) { each.values.clear(); });
+  EXPECT_EQ(OnlyFind(), "#" + std::to_string(other) + " T: is missing; entry 3 stored it");
+}
+
+TEST_F(DataCheckTest, CountsAreProvedWithTheirUnits) {
+  Import(
+      "part,process,test,subgroup,time,count,size,defect,tsno\n"
+      "A,P,C,1,2024-01-01,3,50,scratch,\nA,P,C,1,2024-01-01,1,50,dent,4\n"
+      "A,P,C,2,2024-01-02,0,50,,\nA,P,C,3,2024-01-03,7,50,,\n");
+  ExpectWhole();
+  const auto test = Id(ItemKind::Test, "C");
+  Data().ChangeFlag({1, 2, 3}, test, 1, Why());
+  Data().DeleteSubgroups({1, 3}, test, Why());
+  ExpectWhole();
+  const auto head = Head();
+  Data().Restore(head - 1, Why());
+  Data().Restore(head, Why());
+  const auto check = Check();
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 1);
+  EXPECT_EQ(check.records, 3);
+}
+
+TEST_F(DataCheckTest, ABatchOfRecordsIsProvedLikeAnImport) {
+  auto batch = Data().Begin({"Ann", ""}, {NewNames::Create, "", false});
+  for (int i = 0; i < 50; ++i) {
+    auto record = RecordOf(i % 2 == 0 ? "T" : "U", {i + 0.25, i + 0.5});
+    record.label = "S" + std::to_string(i / 2);
+    record.context["lot"] = "L";
+    record.time = 1'700'000'000 - i / 2;
+    batch.Add(record);
+  }
+  batch.Commit();
+  ExpectWhole();
+  EXPECT_EQ(Check().batches, 1);
+  EXPECT_EQ(Check().records, 50);
+  Tamper(3, [](StoredRecord& each) { each.values[0] += 1; });
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
+}
+
+// --- Copies --------------------------------------------------------------------------------------
+
+TEST_F(DataCheckTest, ACopyTakesTheLogAlongAndNamesWhatItIsOf) {
+  Import(Many());
+  Data().ChangeFlag({1, 2, 3}, std::nullopt, 1, Why());
+  const auto source = Data().LogHead();
+  const auto anchors = folder_.File("anchors");
+  Data().AnchorLog(anchors);
+  const auto path = folder_.Store("copy.db");
+  CopyOptions options;
+  options.actor.by = "Bob";
+  options.reason = "for the archive";
+  Data().CopyTo(path, options);
+  const auto copied = QualityDatabase::Open(path);
+  const auto entries = copied.Log();
+  ASSERT_EQ(entries.size(), static_cast<std::size_t>(source.seq) + 1);
+  EXPECT_EQ(entries[entries.size() - 2].hash, source.hash);
+  const auto& last = entries.back();
+  EXPECT_EQ(last.operation, "copy");
+  EXPECT_EQ(last.who, "Bob");
+  EXPECT_EQ(last.reason, "for the archive");
+  const auto after = log::ReadJson(last.after);
+  EXPECT_EQ(after["source"], source.uuid);
+  EXPECT_EQ(after["head"], source.hash);
+  EXPECT_EQ(after["uuid"], copied.LogHead().uuid);
+  EXPECT_NE(copied.LogHead().uuid, source.uuid);
+  const auto check = copied.VerifyLog({.with_data = true, .anchors = anchors});
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 1);
+  EXPECT_EQ(check.records, kSubgroups);
+  // Entries of a copy are only added, too.
+  EXPECT_THROW(store::OpenAnother(path)->Execute("DELETE FROM log"), sql::SqlError);
+  EXPECT_EQ(copied.Log({.object = "batch 1"}).size(), 1U);
+}
+
+TEST_F(DataCheckTest, ACopyOfASelectionSaysWhatItCannotProve) {
+  Import(Many());
+  Data().ChangeFlag({1, 2, 3}, std::nullopt, 0, Why());
+  store::FlatSelection chosen;
+  chosen.info.Count = 10;
+  CopyOptions options;
+  options.selection = CopySelection{chosen.info, chosen.Filter()};
+  const auto path = folder_.Store("copy.db");
+  EXPECT_EQ(Data().CopyTo(path, options).measurements, 10);
+  const auto copied = QualityDatabase::Open(path);
+  const auto check = copied.VerifyLog({.with_data = true});
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 0);
+  ASSERT_EQ(check.notes.size(), 1U);
+  EXPECT_NE(check.notes[0].find("copied a selection"), std::string::npos);
+  EXPECT_EQ(log::ReadJson(copied.Log().back().after)["selected"], 10);
+}
+
+TEST_F(DataCheckTest, ADatabaseWithALogOfItsOwnIsNotCopiedInto) {
+  Import(Many());
+  const auto path = folder_.Store("settings.db");
+  QualityDatabase other(OpenDatabase(path, true));
+  EXPECT_EQ(other.LogHead().seq, 1);
+  store::SqlStoreOf(*other.Database())->Write({}, "", [](log::Writing& writing) {
+    writing.Add("trial", "database", "", "");
+  });
+  EXPECT_NE(store::FailureOf([&] { Data().CopyTo(path); }).find("holds data already"),
+            std::string::npos);
+  EXPECT_EQ(other.LogHead().seq, 2);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::audit

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+using Json = nlohmann::json;
+
+const std::string kRing = "record --db q.db --part Ring --process 'Press A' --test Diameter ";
+
+class RecordTest : public ProgramTest {
+ protected:
+  // What one line of JSON says, for each line of the text.
+  static std::vector<Json> LinesOf(const std::string& text) {
+    std::vector<Json> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(Json::parse(line));
+    return lines;
+  }
+  std::size_t SubgroupsOf(const std::string& test) {
+    const auto listed = Json::parse(Run("list --db q.db streams --format json").out);
+    for (const auto& each : listed["stream"]) {
+      if (each["Test"] == test) return each["Subgroups"];
+    }
+    return 0;
+  }
+};
+
+TEST_F(RecordTest, AnswersWithTheSubgroup) {
+  const auto first = Run(kRing + "74.03 74.002 74.019 --at 2026-03-11T06:00 --create");
+  EXPECT_EQ(first.status, 0) << first.err;
+  EXPECT_EQ(first.out, "#1 Ring / Press A / Diameter 2026-03-11T06:00:00, 3 values\n");
+  const auto next = Run(kRing + "-5 --at 2026-03-11T07:00 --lot L1 --comment 'tool changed'");
+  EXPECT_EQ(next.out, "#2 Ring / Press A / Diameter 2026-03-11T07:00:00, 1 value\n") << next.err;
+  const auto counts =
+      Run("record --db q.db --part Ring --process 'Press A' --test Leaks --size 50 --defect SC=3 "
+          "--defect BR=1 --at 2026-03-11T07:00 --create");
+  EXPECT_EQ(counts.out, "#3 Ring / Press A / Leaks 2026-03-11T07:00:00, 2 counts\n") << counts.err;
+}
+
+TEST_F(RecordTest, RefusalsAreOneLine) {
+  EXPECT_EQ(Run(kRing + "1").err, "orvspc record: q.db: there is no such file\n");
+  EXPECT_FALSE(Exists("q.db"));
+  Run(kRing + "1 --at 2026-03-11 --create");
+  const struct {
+    std::string arguments, says;
+    int status;
+  } cases[] = {
+      {kRing + "74,03", "value: 74,03 is no number; the decimal sign is a point", 1},
+      {kRing + "74.03x", "value: 74.03x is no number", 1},
+      {"record --db q.db --part Rung --process 'Press A' --test Diameter 1",
+       "part: there is no part \"Rung\"; did you mean \"Ring\"? --create makes it", 1},
+      {kRing + "1 --size 7",
+       "test: Diameter has measured values; give these, without --size and --defect", 1},
+      {kRing + "", "which values?", 2},
+      {kRing + "1 --at noon", "--at: \"noon\" is no time; write it as 2024-02-29T12:30:00", 2},
+      {kRing + "1 --defect 3", "--defect takes CODE=N, not \"3\"", 2},
+      {kRing + "1 --descriptor =red", "--descriptor takes GROUP=NAME, not \"=red\"", 2},
+      {kRing + "1 --jsonl -",
+       "--jsonl has the records on its lines; --part and values are of one record", 2},
+      {kRing + "1 --batch 5", "--batch is for --jsonl", 2},
+  };
+  for (const auto& each : cases) {
+    const auto outcome = Run(each.arguments);
+    EXPECT_EQ(outcome.status, each.status) << each.arguments;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find("orvspc record: " + each.says), std::string::npos) << outcome.err;
+    EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
+  }
+}
+
+TEST_F(RecordTest, AKeyMakesARetryHarmless) {
+  const auto line = kRing + "1 2 --key g7-991 --create";
+  const auto first = Run(line), again = Run(line);
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, first.out.substr(0, first.out.size() - 1) + ", stored before\n");
+  const auto other = Run(kRing + "1 3 --key g7-991");
+  EXPECT_EQ(other.status, 1);
+  EXPECT_EQ(other.err, "orvspc record: key: \"g7-991\" was used for other values (#1)\n");
+}
+
+TEST_F(RecordTest, EachLineOfJsonHasOneAnswer) {
+  Run(kRing + "1 --at 2026-03-11 --create");
+  const std::string stream = R"({"part":"Ring","process":"Press A","test":"Diameter",)";
+  Write("in.jsonl",
+        stream + R"("pieces":[74.1,74.2],"key":"a"})" + "\n\n" + "nonsense\n" +
+            R"({"key":"b","parts":"X"})" + "\n" + stream + R"("pieces":["74,03"],"key":"c"})" +
+            "\n" + stream + R"("pieces":[74.1,74.2],"key":"a"})" + "\n" + stream +
+            R"("pieces":[{"value":1}],"time":"2026-03-11T08:00:00Z","label":"x"})" + "\n");
+  for (const std::string arguments : {"--jsonl -", "--jsonl in.jsonl --batch 100"}) {
+    const auto outcome = Run("record --db q.db " + arguments, "in.jsonl");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "");
+    const auto lines = LinesOf(outcome.out);
+    ASSERT_EQ(lines.size(), 6U) << outcome.out;
+    const bool is_first = arguments == "--jsonl -";
+    EXPECT_EQ(lines[0]["key"], "a");
+    EXPECT_EQ(lines[0]["repeated"], !is_first);
+    EXPECT_EQ(lines[0]["subgroup"], 2);
+    EXPECT_EQ(lines[1], Json::parse(R"({"error":{"code":"json","field":"line",)"
+                                    R"("text":"line: is no JSON"}})"));
+    EXPECT_EQ(lines[2]["key"], "b");
+    EXPECT_EQ(lines[2]["error"]["field"], "parts");
+    EXPECT_EQ(lines[3]["key"], "c");
+    EXPECT_EQ(lines[3]["error"]["text"], "value: 74,03 is no number; the decimal sign is a point");
+    EXPECT_EQ(lines[4]["repeated"], true);
+    EXPECT_EQ(lines[4]["subgroup"], 2);
+    EXPECT_FALSE(lines[5].contains("key"));
+    if (is_first) {
+      EXPECT_EQ(lines[5]["subgroup"], 3);
+      EXPECT_GT(lines[5]["version"], 0);
+    } else {
+      EXPECT_EQ(lines[5]["error"]["code"], "stored");
+    }
+  }
+  EXPECT_EQ(SubgroupsOf("Diameter"), 3U);
+}
+
+TEST_F(RecordTest, LinesWithoutARefusalEndWithZero) {
+  std::string text;
+  for (int i = 0; i < 25; ++i) {
+    text += R"({"part":"Ring","process":"Press A","test":"Diameter","pieces":[)" +
+            std::to_string(i) + "]}\n";
+  }
+  Write("in.jsonl", text);
+  const auto outcome = Run("record --db q.db --jsonl - --batch 10 --create --by Ann", "in.jsonl");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const auto lines = LinesOf(outcome.out);
+  ASSERT_EQ(lines.size(), 25U);
+  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(lines[i]["subgroup"], i + 1);
+  EXPECT_EQ(lines[24]["version"].get<int>() - lines[0]["version"].get<int>(), 2) << "three batches";
+  EXPECT_EQ(SubgroupsOf("Diameter"), 25U);
+}
+
+TEST_F(RecordTest, AStreamMayHaveItsOwnSubgroupSize) {
+  Run(kRing + "1 --create");
+  EXPECT_EQ(Run("set --db q.db 'subgroup_size:Ring/Press A/Diameter' 5").status, 0);
+  EXPECT_NE(Run("list --db q.db settings --format json").out.find("Ring/Press A/Diameter"),
+            std::string::npos);
+  EXPECT_EQ(Run(kRing + "1").err,
+            "orvspc record: value: 1 value where 5 belong to a subgroup; --flag incomplete stores "
+            "it\n");
+  EXPECT_EQ(Run(kRing + "1 --flag incomplete").status, 0);
+  const auto unknown = Run("set --db q.db 'subgroup_size:Ring/Press B/Diameter' 5");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_NE(unknown.err.find("is no stream"), std::string::npos) << unknown.err;
+}
+
+}  // namespace
+}  // namespace orvspc::host

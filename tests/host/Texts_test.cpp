@@ -1,0 +1,413 @@
+// SPDX-License-Identifier: Apache-2.0
+// What people typed comes back: by name, on every chart, page and table; and what is said of a
+// selection that was cut, or is empty.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "host/render/chart/ChartLayout.h"
+#include "tests/host/ChartViews.h"
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+bool Has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::size_t CountOf(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+class Texts : public ProgramTest {
+ protected:
+  void Import(const std::string& kind, const std::string& text) {
+    Write("in.csv", text);
+    const auto outcome = Run("import in.csv --db q.db --kind " + kind);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  // Hourly subgroups of two values from midnight on, with lot and comment as they are given.
+  void ImportHours(int hours, const std::string& comment_hours = "", int disabled = 0) {
+    std::string csv = "part,process,test,subgroup,time,value,lot,comment,employee,flag\n";
+    for (int i = 0; i < hours; ++i)
+      for (int j = 0; j < 2; ++j) {
+        char line[160];
+        const bool has_comment =
+            j == 0 && (comment_hours == "all" || Has(comment_hours, "," + std::to_string(i) + ","));
+        std::snprintf(line, sizeof line,
+                      "Ring,Press,Diameter,S%d,2024-03-%02dT%02d:00,10.%d,L%d,%s%s,Ann,%d\n", i,
+                      1 + i / 24, i % 24, (i * 7 + j * 3) % 10, i / 10, has_comment ? "note " : "",
+                      has_comment ? std::to_string(i).c_str() : "", i < disabled ? 1 : 0);
+        csv += line;
+      }
+    Import("values", csv);
+  }
+
+  ParsedJson Json(const std::string& command) {
+    const auto outcome = Run(command + " --format json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return ParseJson(outcome.out);
+  }
+};
+
+TEST_F(Texts, EveryColumnComesBackByName) {
+  const std::string long_comment = "began " + std::string(200, 'x') + " ended";
+  Import(
+      "values",
+      "part,process,test,subgroup,time,value,workstation,job,lot,shift,revision,employee,serial,"
+      "gage,descriptor:Colour,comment\n"
+      "Ring,Press,Diameter,batch 7,2024-03-01T08:00,10.1,WS-a,JO-b,LO-c,SH-d,RE-e,EM-f,SN-g,GA-h,"
+      "red-i," +
+          long_comment +
+          "\n"
+          "Ring,Press,Diameter,batch 8,2024-03-01T09:00,10.2,WS-a,JO-b,LO-c,SH-d,RE-e,EM-f,SN-j,"
+          "GA-h,red-i,\n");
+  Import("acc-codes", "code\nCause-k\n");
+  Import("cac-codes", "code\nAction-l\n");
+  Import(
+      "events",
+      "type,time,name,process,part,test,subgroup-time,employee,acc,acc-employee,cac\n"
+      "subgroup-alarm,2024-03-01T08:05,Event-m,Press,Ring,Diameter,2024-03-01T08:00,EM-f,Cause-k,"
+      "EM-n,Action-l\n"
+      "subgroup-alarm,2024-03-01T08:06,Other,Press,Bolt,Diameter,2024-03-01T08:00,,,,\n");
+  for (const std::string command : {"data --db q.db", "chart --db q.db"}) {
+    const auto document = Json(command);
+    const auto& row = document.At("Subgroups").elements.at(0);
+    for (const auto& [key, text] : {std::pair("Label", "batch 7"),
+                                    {"WkstName", "WS-a"},
+                                    {"JobName", "JO-b"},
+                                    {"LotName", "LO-c"},
+                                    {"ShftName", "SH-d"},
+                                    {"PtrvName", "RE-e"},
+                                    {"EmplName", "EM-f"},
+                                    {"Tests[0].SnName", "SN-g"},
+                                    {"Tests[0].GageName", "GA-h"},
+                                    {"Tests[0].DefName", ""},
+                                    {"Comments[0].Empl", "EM-f"},
+                                    {"Events[0].Name", "Event-m"},
+                                    {"Events[0].ACCName", "Cause-k"},
+                                    {"Events[0].ACCEmployeeName", "EM-n"},
+                                    {"Events[0].CACName", "Action-l"}})
+      EXPECT_EQ(row.At(key).text, text) << command << ' ' << key;
+    EXPECT_EQ(row.At("Comments[0].Note").text, long_comment) << "not cut to 128 characters";
+    EXPECT_EQ(row.At("Events").elements.size(), 1U) << "the other event is of another part";
+    EXPECT_TRUE(document.At("Subgroups[1].Comments").elements.empty()) << command;
+    EXPECT_TRUE(document.At("Subgroups[1].Events").elements.empty()) << command;
+  }
+  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Descriptors[0].DsgpName").text, "Colour");
+  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Descriptors[0].DescName").text, "red-i");
+  std::string text = Run("data --db q.db").out;
+  text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
+  const std::string page = Run("chart --db q.db --format html").out;
+  const std::string picture = Run("chart --db q.db --format svg").out;
+  for (const std::string typed :
+       {"batch 7", "batch 8", "WS-a", "JO-b", "LO-c", "SH-d", "RE-e", "EM-f", "SN-g", "SN-j",
+        "GA-h", "began", "ended", "Cause-k", "Action-l", "EM-n"}) {
+    EXPECT_TRUE(Has(text, typed)) << typed << text;
+    EXPECT_TRUE(Has(page.substr(page.find("<h2>Points</h2>")), typed)) << typed;
+    EXPECT_TRUE(Has(picture, typed)) << typed;
+  }
+  EXPECT_TRUE(Has(picture, ">Cause-k / Action-l</text>")) << "beside the point";
+}
+
+TEST_F(Texts, DefectsAreNamedWithTheirCounts) {
+  Import("values",
+         "part,process,test,subgroup,time,count,size,defect\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,8,100,Scratch\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,2,100,Dent\n");
+  const auto outcome = Run("data --db q.db");
+  EXPECT_TRUE(Has(outcome.out, "Scratch x8  Dent x2")) << outcome.out;
+  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Tests[0].DefName").text, "Scratch");
+}
+
+TEST_F(Texts, APageHasEveryPoint) {
+  ImportHours(60);
+  const auto page = Run("chart --db q.db --max 0 --format html").out;
+  const auto table = page.substr(page.find("<h2>Points</h2>"));
+  EXPECT_EQ(CountOf(table, "<tr>"), 61U);
+  for (int i = 0; i < 60; ++i) EXPECT_TRUE(Has(table, "<td>S" + std::to_string(i) + "</td>")) << i;
+  EXPECT_FALSE(Has(table, "<th>workstation</th>")) << "nobody typed one";
+  EXPECT_TRUE(Has(table, "<th>lot</th>"));
+}
+
+TEST_F(Texts, ATooltipHasWhatIsKnownOfItsPoint) {
+  ImportHours(30, ",2,");
+  const auto picture = Run("chart --db q.db --max 0 --format svg").out;
+  const auto from = picture.find("<title>#3  subgroup S2");
+  ASSERT_NE(from, picture.npos);
+  const auto tip = picture.substr(from, picture.find("</title>", from) - from);
+  for (const std::string part : {"2024-03-01T02:00:00", "n = 2", "UCL ", "CL ", "LCL ", "lot L0",
+                                 "employee Ann", "comment: note 2 (Ann)"})
+    EXPECT_TRUE(Has(tip, part)) << tip;
+}
+
+TEST_F(Texts, TwelveCommentsAreListedAndTheOthersCounted) {
+  ImportHours(19, "all");
+  for (const std::string format : {"svg", "html"}) {
+    const auto picture = Run("chart --db q.db --format " + format).out;
+    for (int i = 1; i <= 12; ++i) {
+      const std::string line = "note " + std::to_string(i - 1) + " (Ann)</text>";
+      EXPECT_TRUE(Has(picture, line)) << format << i;
+    }
+    EXPECT_TRUE(Has(picture, ">and 7 more</text>")) << format;
+    EXPECT_EQ(CountOf(picture, "class=\"fl\""), 19U + 12U) << "a flag each, and the legend's";
+  }
+}
+
+TEST_F(Texts, ANoteSaysWhatIsDisabledAndWhichLimitsHold) {
+  ImportHours(30, "", 8);
+  Import("control-limits",
+         "part,process,test,mean,sp,effective\nRing,Press,Diameter,10.4,0.3,2024-01-10\n");
+  const std::string notes[] = {"newest 25 of 30 subgroups; --max 0 takes all",
+                               "limits in force since 2024-01-10", "3 of 25 disabled"};
+  std::set<std::string> texts;
+  const auto document = Json("chart --db q.db");
+  for (const auto& note : document.At("Notes").elements) texts.insert(note.At("Text").text);
+  for (const auto& note : notes) {
+    EXPECT_TRUE(texts.contains(note)) << note;
+    for (const std::string format : {"text", "svg", "html"})
+      EXPECT_TRUE(Has(Run("chart --db q.db --format " + format).out, note)) << format << note;
+  }
+  EXPECT_EQ(Json("data --db q.db").At("Notes[1].Text").text, "3 of 25 disabled");
+  const auto all = Json("chart --db q.db --max 0");
+  EXPECT_EQ(all.At("TotalSubgroups").number, 30.0);
+  for (const auto& note : all.At("Notes").elements)
+    EXPECT_NE(note.At("Code").text, "newest-only") << "nothing was cut";
+}
+
+TEST_F(Texts, DecimalsAreThoseOfTheSpecification) {
+  ImportHours(30);
+  const auto limit = [&](const std::string& name) {
+    const auto text = Run("chart --db q.db --format svg").out;
+    const auto at = text.find(">" + name + " ");
+    return text.substr(at + 1, text.find('<', at) - at - 1);
+  };
+  const auto decimals = [](const std::string& label) {
+    const auto point = label.find('.');
+    return point == label.npos ? std::size_t{0} : label.size() - point - 1;
+  };
+  EXPECT_EQ(decimals(limit("UCL")), 2U) << "one more than the values";
+  EXPECT_EQ(decimals(limit("CL")), 2U);
+  const auto figures = Json("chart --db q.db").At("Graphs[0].UCLs[0]").number;
+  std::set<std::string> pictures;
+  for (const std::string scale : {"0", "1", "2", "3", "5"}) {
+    Import("limits", "part,test,usl,scale\nRing,Diameter,99," + scale + "\n");
+    EXPECT_EQ(decimals(limit("UCL")), static_cast<std::size_t>(scale[0] - '0') + 1U);
+    EXPECT_EQ(Json("chart --db q.db").At("Graphs[0].UCLs[0]").number, figures) << "all digits";
+    pictures.insert(Run("chart --db q.db --format svg").out);
+    pictures.insert(Run("chart --db q.db --format text").out);
+    pictures.insert(Run("chart --db q.db --format html").out);
+  }
+  EXPECT_EQ(pictures.size(), 15U) << "each scale shows";
+}
+
+TEST_F(Texts, ValuesOfManyDigitsHaveSixDecimals) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 9; ++i)
+    csv += "Ring,Press,Width," + std::to_string(i) + ",2024-03-01T0" + std::to_string(i) +
+           ":00,1." + std::to_string(12345678 + i * 1111111) + "\n";
+  Import("values", csv);
+  const auto picture = Run("chart --db q.db --format svg").out;
+  EXPECT_TRUE(Has(picture, "<title>#1  subgroup 0  2024-03-01T00:00:00  1.123457  ")) << picture;
+  const auto at = picture.find(">UCL ");
+  const auto label = picture.substr(at + 1, picture.find('<', at) - at - 1);
+  EXPECT_EQ(label.size() - label.find('.') - 1, 7U) << label;
+}
+
+TEST_F(Texts, AnEmptySelectionSaysWhichConditionEmptiedIt) {
+  ImportHours(30);
+  const struct {
+    const char* options;
+    const char* said;
+  } rows[] = {
+      {"--since 2030-01-01", "no data: 30 subgroups without --since 2030-01-01\n"},
+      {"--since 2030-01-01 --lot L1", "no data: 10 subgroups without --since 2030-01-01\n"},
+      {"--state incomplete --max 3", "no data: 30 subgroups without --state incomplete\n"},
+      {"--lot L0 --since 2024-03-02 --max 0",
+       "no data: 6 subgroups without --lot L0, 10 subgroups without --since 2024-03-02\n"},
+      {"--lot L0 --since 2030-01-01 --state incomplete",
+       "no data: 30 subgroups without --lot L0 and --since 2030-01-01 and --state incomplete\n"},
+  };
+  for (const auto& row : rows) {
+    for (const std::string command : {"chart", "data", "capability"}) {
+      const auto outcome = Run(command + " --db q.db --format json " + row.options);
+      EXPECT_EQ(outcome.status, 0);
+      EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n') + 1), row.said) << command;
+    }
+    std::string text = Run("chart --db q.db " + std::string(row.options)).out;
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    EXPECT_TRUE(Has(text, std::string(row.said).substr(0, 22))) << text;
+  }
+  Import("events", "type,time,process\ndowntime,2024-03-01T08:05,Press\n");
+  EXPECT_EQ(Run("events --db q.db --since 2030-01-01 --format json").err,
+            "no data: 1 event without --since 2030-01-01\n");
+}
+
+TEST_F(Texts, NoPageIsWrittenOfNothingUnlessAsked) {
+  ImportHours(30);
+  for (const std::string command : {"chart", "capability", "pareto", "states", "compliance"}) {
+    const std::string nothing = command + " --db q.db --since 2030-01-01 -o page.html ";
+    const auto refused = Run(nothing);
+    EXPECT_EQ(refused.status, 1) << command;
+    EXPECT_TRUE(refused.err.starts_with("orvspc " + command + ": no data")) << refused.err;
+    EXPECT_TRUE(Has(refused.err, "--allow-empty")) << refused.err;
+    EXPECT_FALSE(Exists("page.html")) << command;
+    EXPECT_EQ(Run(nothing + "--allow-empty").status, 0) << command;
+    EXPECT_TRUE(Exists("page.html")) << command;
+    std::filesystem::remove(folder_.File("page.html"));
+  }
+}
+
+TEST_F(Texts, ATestThatCountsGetsItsChart) {
+  ImportHours(30);
+  std::string defectives = "part,process,test,subgroup,time,count,size\n";
+  std::string defects = "part,process,test,subgroup,time,count,size,defect\n";
+  for (int i = 0; i < 9; ++i) {
+    const std::string hour =
+        std::to_string(i) + ",2024-03-01T0" + std::to_string(i) + ":00," + std::to_string(i % 4);
+    defectives += "Panel,Line,Leaks," + hour + ",50\n";
+    defects += "Panel,Line,Surface," + hour + ",50,Scratch\n";
+  }
+  Import("values", defectives);
+  Import("values", defects);
+  for (const auto& [test, word, does] : {std::tuple("Leaks", "p", "Leaks counts defectives"),
+                                         std::tuple("Surface", "c", "Surface counts defects")}) {
+    const std::string chart = std::string("chart --db q.db --test ") + test;
+    const auto asked = Json(chart + " --graph1 auto-attribute");
+    const auto found = Json(chart);
+    EXPECT_EQ(found.At("TotalSubgroups").number, 9.0);
+    EXPECT_EQ(found.At("Graphs[0].Type").text, word);
+    for (const std::string key : {"Graphs[0].Points[3]", "Graphs[0].UCLs[3]", "Graphs[0].Cls[3]"})
+      EXPECT_EQ(found.At(key).number, asked.At(key).number) << key;
+    ASSERT_EQ(found.At("Notes").elements.size(), 1U);
+    EXPECT_EQ(found.At("Notes[0].Code").text, "chart-of-counts");
+    EXPECT_TRUE(found.At("Notes[0].Text").text.starts_with(does));
+    EXPECT_EQ(Run(chart + " --format xml").out,
+              Run(chart + " --graph1 auto-attribute --format xml").out);
+    const auto wrong = Run(chart + " --graph1 xbar");
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.err, "orvspc chart: " + std::string(does) + "; --graph1 " + word + "\n");
+  }
+  const auto measured = Run("chart --db q.db --test Diameter --graph1 p");
+  EXPECT_EQ(measured.status, 2);
+  EXPECT_EQ(measured.err, "orvspc chart: Diameter measures values; --graph1 auto\n");
+  EXPECT_EQ(Run("chart --db q.db --part Panel --graph1 xbar").status, 2);
+  // Where another condition emptied it, that is said.
+  const auto cut = Run("chart --db q.db --graph1 p --since 2024-03-01T12:00 --format json");
+  EXPECT_EQ(cut.status, 0) << cut.err;
+  EXPECT_EQ(cut.err, "no data: 18 subgroups without --since 2024-03-01T12:00\n");
+  // Measured values come first where both are selected.
+  EXPECT_EQ(Json("chart --db q.db").At("TotalSubgroups").number, 25.0);
+}
+
+TEST_F(Texts, ABandIsDrawnWhereTheProcessDidNotRun) {
+  ImportHours(20);
+  Import("state-codes", "code,type\nRUN,run\nCLN,scheduled-down\nBRK,unscheduled-down\n");
+  Import("states",
+         "process,time,state\nPress,2024-02-01,BRK\nPress,2024-03-01T02:00,RUN\n"
+         "Press,2024-03-01T05:00,CLN\nPress,2024-03-01T06:00,RUN\nPress,2024-03-02T12:00,BRK\n");
+  const auto picture = Run("chart --db q.db --format svg").out;
+  // Two graphs, two bands in each, one in the legend; the stop after the last point is outside.
+  EXPECT_EQ(CountOf(picture, "<rect class=\"dt\""), 5U);
+  EXPECT_TRUE(Has(picture, "CLN  2024-03-01T05:00:00 to 2024-03-01T06:00:00"));
+  EXPECT_TRUE(Has(picture, "BRK  2024-03-01T00:00:00 to 2024-03-01T02:00:00"));
+  EXPECT_EQ(CountOf(picture.substr(0, picture.find("<circle class=\"p\"")), "<rect class=\"dt\""),
+            2U)
+      << "behind the points";
+  EXPECT_TRUE(Has(Run("chart --db q.db").out, "2024-03-01T05:00:00 to 2024-03-01T06:00:00  CLN"));
+}
+
+// --- Places in the picture -----------------------------------------------------------------------
+
+Box BoxOfText(const TextShape& shape) {
+  const double width = 6.2 * static_cast<double>(shape.text.size());
+  const double left = shape.anchor == Anchor::Middle ? shape.x - width / 2.0 : shape.x;
+  return {left, shape.y - 8.0, left + width, shape.y};
+}
+
+// Comments at 60 of 120 points of every shape of data, codes at each signal: nothing lies on a
+// value, and no flag on another one, on a code or on a rule number.
+TEST(ChartNotes, LieOnNoValueAndNotOnEachOther) {
+  for (const int shape : {0, 1, 2}) {
+    ChartView view = SimpleView(120);
+    auto& graph = view.graphs[0];
+    for (std::size_t i = 0; i < 120; ++i) {
+      if (shape == 1) graph.points[i] = 7.0 + static_cast<double>(i % 2) * 6.0;
+      if (shape == 2) graph.points[i] = 7.0 + 0.05 * static_cast<double>(i);
+      if (i % 2 == 0) view.comments.push_back({i, "comment " + std::to_string(i)});
+      if (i % 10 == 9) view.codes.push_back({i, "A12 / C3"});
+    }
+    const auto scene = ChartScene(view);
+    std::vector<Box> flags, codes, numbers, values;
+    for (const auto& each : scene.shapes) {
+      if (const auto* box = std::get_if<RectangleShape>(&each); box && box->style == "fl") {
+        if (box->x > 30.0)
+          flags.push_back({box->x, box->y, box->x + box->width, box->y + box->height});
+      } else if (const auto* text = std::get_if<TextShape>(&each)) {
+        if (text->style == "ac") codes.push_back(BoxOfText(*text));
+        if (text->style == "r") numbers.push_back(BoxOfText(*text));
+      } else if (const auto* symbol = std::get_if<SymbolShape>(&each)) {
+        const double r = symbol->look.size;
+        if (symbol->x > 30.0)
+          values.push_back({symbol->x - r, symbol->y - r, symbol->x + r, symbol->y + r});
+      }
+    }
+    EXPECT_EQ(values.size(), 120U);
+    EXPECT_GE(flags.size(), 50U) << "most find room, shape " << shape;
+    EXPECT_GE(codes.size(), 8U) << shape;
+    EXPECT_FALSE(numbers.empty());
+    std::vector<std::pair<std::string, const std::vector<Box>*>> others = {
+        {"value", &values}, {"number", &numbers}, {"code", &codes}, {"flag", &flags}};
+    for (const auto* boxes : {&flags, &codes})
+      for (const auto& box : *boxes)
+        for (const auto& [name, all] : others)
+          for (const auto& other : *all)
+            EXPECT_FALSE(&other != &box && box.Meets(other)) << "a note on a " << name;
+  }
+}
+
+TEST(ChartNotes, AFlagIsAtItsPoint) {
+  ChartView view = SimpleView(25);
+  view.comments.push_back({4, "new coil"});
+  const auto scene = ChartScene(view);
+  double point = 0.0, flag = 0.0;
+  std::size_t points = 0;
+  for (const auto& each : scene.shapes) {
+    if (const auto* symbol = std::get_if<SymbolShape>(&each); symbol && points++ == 4)
+      point = symbol->x;
+    if (const auto* box = std::get_if<RectangleShape>(&each);
+        box && box->style == "fl" && box->x > 30.0)
+      flag = box->x + box->width / 2.0;
+  }
+  EXPECT_NEAR(flag, point, 1e-9);
+}
+
+TEST(ChartNotes, TimesLieBetweenTheirPoints) {
+  const ChartView view = SimpleView(4);  // hourly
+  const auto start = view.stamps[0];
+  const TimePlaces places(view, Places(view));
+  EXPECT_EQ(places.Of(start), 0.0);
+  EXPECT_EQ(places.Of(start + 1800), 0.5);
+  EXPECT_EQ(places.Of(start + 3 * 3600), 3.0);
+  EXPECT_EQ(places.Of(start - 1), -0.5);
+  EXPECT_EQ(places.Of(start + 4 * 3600), 3.5);
+  ChartView mixed = view;
+  std::swap(mixed.stamps[1], mixed.stamps[2]);
+  EXPECT_TRUE(TimePlaces(mixed, Places(mixed)).Empty());
+}
+
+}  // namespace
+}  // namespace orvspc::host
