@@ -410,7 +410,9 @@ std::optional<std::int32_t> QualityDatabase::Find(ItemKind kind, std::string_vie
   static const auto texts = catalogue::TextsByKind([](ItemKind each) {
     return "SELECT id FROM " + catalogue::TableOf(each) + " WHERE name = ?1";
   });
-  return FindId(*database_, texts[static_cast<std::size_t>(kind)], name);
+  if (const auto id = FindId(*database_, texts[static_cast<std::size_t>(kind)], name)) return id;
+  return FindId(*database_, "SELECT item FROM alias WHERE kind = ?1 AND name = ?2", WordOf(kind),
+                name);
 }
 
 std::string QualityDatabase::Name(ItemKind kind, std::int32_t id) const {

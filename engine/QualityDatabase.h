@@ -16,6 +16,7 @@
 #include "engine/Embedded.h"
 #include "platform/Actor.h"
 #include "platform/Alarm.h"
+#include "platform/Batches.h"
 #include "platform/Changes.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
@@ -396,7 +397,8 @@ class QualityDatabase {
                                        NewNames names = NewNames::Refuse);
   Batch Begin(const Actor& actor, const BatchOptions& options = {});
 
-  // Identifier and name. Require throws Refused (code "unknown") with the nearest names.
+  // Identifier and name, or a former name. Require throws Refused (code "unknown") with the nearest
+  // names.
   std::int32_t Require(ItemKind kind, std::string_view name) const;
   std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
   // Empty for an unknown identifier.
@@ -540,6 +542,13 @@ class QualityDatabase {
   // Brings back what an entry of the log changed or took out, as it was before it.
   std::vector<ChangedRecord> Restore(std::int64_t entry, const ChangeOptions& options);
 
+  // Imports and batches of records, the newest first.
+  std::vector<ListedImport> Imports() const;
+  // Takes out what an import of values, or a batch of records, added; the log keeps it. Names that
+  // nothing uses any more become inactive. Refused where records of it were changed since, unless
+  // these are to be kept as they are.
+  UndoReport UndoImport(std::int64_t batch, bool keep_changed, const ChangeOptions& options);
+
   // Comments of a subgroup, of a test of it, or of a piece of that; returns the comment's number.
   std::int64_t AddComment(std::int32_t subgroup, std::int32_t test, std::int32_t tsno,
                           std::string_view text, const ChangeOptions& options);
@@ -549,6 +558,12 @@ class QualityDatabase {
   // An item keeps its identifier; its former name is understood wherever names are read.
   void Rename(ItemKind kind, std::string_view name, std::string_view to,
               const ChangeOptions& options);
+  // Two items become one: streams are joined, and what names `from` names `into`, by which its name
+  // is understood from now on. Parts, processes, tests, and the kinds of who and where. Refused
+  // with a list where both have a subgroup of the same label and time (of tests: values in one
+  // subgroup) or limits of one time, and where tests differ in type.
+  void Merge(ItemKind kind, std::string_view from, std::string_view into,
+             const ChangeOptions& options);
   // What is not active is offered and recorded no more.
   void SetActive(ItemKind kind, std::string_view name, bool is_active,
                  const ChangeOptions& options);

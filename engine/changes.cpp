@@ -6,8 +6,10 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/alarms/Judge.h"
+#include "engine/change/Batches.h"
 #include "engine/change/Comments.h"
 #include "engine/change/Items.h"
+#include "engine/change/Merge.h"
 #include "engine/change/Records.h"
 #include "engine/change/version.h"
 #include "engine/change_once.h"
@@ -29,6 +31,12 @@ void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
   const auto id = record.subgroup.id;
   touched.Add(record.stream, {record.subgroup.time, id});
   touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+}
+
+void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
+  std::vector<alarms::Touched> touched;
+  for (const auto& [stream, first, last] : streams) touched.push_back({stream, first, last});
+  alarms::Judge(writing, touched);
 }
 
 // Changes the records of subgroups, each by change(writing, which).
@@ -135,6 +143,22 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   return changed;
 }
 
+std::vector<ListedImport> QualityDatabase::Imports() const {
+  return store::Read(*database_,
+                     [](store::SqlStore&, sql::Connection& db) { return change::ReadImports(db); });
+}
+
+UndoReport QualityDatabase::UndoImport(std::int64_t batch, bool keep_changed,
+                                       const ChangeOptions& options) {
+  UndoReport report;
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto undone = change::UndoBatch(writing, batch, keep_changed);
+    JudgeAgain(writing, undone.streams);
+    report = undone.report;
+  });
+  return report;
+}
+
 std::int64_t QualityDatabase::AddComment(std::int32_t subgroup, std::int32_t test,
                                          std::int32_t tsno, std::string_view text,
                                          const ChangeOptions& options) {
@@ -161,6 +185,13 @@ void QualityDatabase::Rename(ItemKind kind, std::string_view name, std::string_v
                              const ChangeOptions& options) {
   Change(*database_, options,
          [&](log::Writing& writing) { change::Rename(writing, kind, name, to); });
+}
+
+void QualityDatabase::Merge(ItemKind kind, std::string_view from, std::string_view into,
+                            const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    JudgeAgain(writing, change::Merge(writing, kind, from, into));
+  });
 }
 
 void QualityDatabase::SetActive(ItemKind kind, std::string_view name, bool is_active,

@@ -7,6 +7,7 @@
 #include "engine/store/Store.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/chunk.h"
+#include "engine/store/phases.h"
 
 namespace orvspc::engine::alarms {
 
@@ -30,6 +31,9 @@ class StreamStore final : public store::Store {
   std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override;
   std::vector<catalogue::ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                                      std::int32_t test) override;
+  std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test) override {
+    return store::PhasesOf(cache_.phases, part, process, test);
+  }
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
   const std::vector<catalogue::StoredRule>& Rules() override { return *cache_.rules; }
   std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,

@@ -41,22 +41,27 @@ std::optional<std::int32_t> FindNamed(sql::Connection& db, ItemKind kind, std::s
   return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
 }
 
-std::int32_t Needed(sql::Connection& db, ItemKind kind, std::string_view name) {
+bool IsActive(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  sql::Query query(db, TextFor<IsActiveText>(kind), id);
+  return query.Step() && query.Int(0) != 0;
+}
+
+}  // namespace
+
+std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
   if (const auto id = FindNamed(db, kind, name)) return *id;
   const std::string word(WordOf(kind));
   throw Refused("unknown", word, std::string(name), "there is no " + word + " " + Quoted(name));
 }
 
-// Of a part, process or test the event says which.
-EventOf AboutItem(ItemKind kind, std::int32_t id) {
+// Of a part, process or test it says which.
+void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id) {
   EventOf of;
   if (kind == ItemKind::Part) of.part = id;
   if (kind == ItemKind::Process) of.process = id;
   if (kind == ItemKind::Test) of.test = id;
-  return of;
+  AddEvent(writing, etGeneral, of);
 }
-
-}  // namespace
 
 std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::string_view name) {
   if (const auto id = FindNamed(db, kind, name)) return id;
@@ -68,7 +73,7 @@ void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::st
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
-  const auto id = Needed(db, kind, name);
+  const auto id = NeededNamed(db, kind, name);
   if (FindNamed(db, kind, to)) {
     throw Refused("name", word, std::string(to),
                   "there is a " + word + " " + Quoted(to) + " already; edit merge joins the two");
@@ -83,18 +88,15 @@ void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::st
       .Run();
   writing.Add("rename", ObjectOf(kind, id), log::CanonicalText({{"name", name}}),
               log::CanonicalText({{"name", to}}));
-  AddEvent(writing, etGeneral, AboutItem(kind, id));
+  AddItemEvent(writing, kind, id);
 }
 
 void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active) {
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
-  const auto id = Needed(db, kind, name);
-  const bool was_active = [&] {
-    sql::Query query(db, TextFor<IsActiveText>(kind), id);
-    return query.Step() && query.Int(0) != 0;
-  }();
+  const auto id = NeededNamed(db, kind, name);
+  const bool was_active = IsActive(db, kind, id);
   if (was_active == is_active) {
     throw Refused("inactive", word, std::string(name),
                   Quoted(name) + (is_active ? " is active already" : " is deactivated already"));
@@ -103,7 +105,16 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
   writing.Add(is_active ? "activate" : "deactivate", ObjectOf(kind, id),
               log::CanonicalText({{"active", was_active}}),
               log::CanonicalText({{"active", is_active}}));
-  AddEvent(writing, etGeneral, AboutItem(kind, id));
+  AddItemEvent(writing, kind, id);
+}
+
+bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch) {
+  auto& db = writing.Db();
+  if (!IsActive(db, kind, id)) return false;
+  sql::Query(db, TextFor<ActivateText>(kind), id, false).Run();
+  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText({{"active", true}}),
+              log::CanonicalText({{"active", false}, {"undone", batch}}));
+  return true;
 }
 
 std::optional<std::int64_t> InactiveSince(sql::Connection& db, ItemKind kind, std::int32_t id) {

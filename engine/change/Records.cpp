@@ -36,13 +36,6 @@ std::string CalledBy(sql::Connection& db, const StoredRecord& record) {
   return "#" + std::to_string(record.subgroup.id) + " " + NameOfTest(db, record.test);
 }
 
-std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
-  auto json = record::JsonOf(CanonicalOf(db, record));
-  if (record.batch != 0) json[kBatchKey] = record.batch;
-  if (record.entry != 0) json[kEntryKey] = record.entry;
-  return log::CanonicalText(json);
-}
-
 // What an entry says of a record behind it, with the digest of it all.
 std::string AfterOf(sql::Connection& db, Json after, const StoredRecord& record) {
   after["digest"] = record::DigestOf(CanonicalOf(db, record));
@@ -240,11 +233,12 @@ struct OldState {
   std::int32_t subgroup = 0, test = 0;
   record::CanonicalRecord record;
   std::int64_t batch = 0;
+  bool was_undone = false;  // with comments and descriptors
 };
 
 // What an entry about a record says of the time before it.
 OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
-  sql::Query query(db, "SELECT object, before FROM log WHERE seq = ?1", entry);
+  sql::Query query(db, "SELECT object, before, after FROM log WHERE seq = ?1", entry);
   const auto refuse = [&](const std::string& why) {
     throw Refused("entry", "entry", std::to_string(entry),
                   "entry " + std::to_string(entry) + " " + why);
@@ -257,12 +251,44 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
   }
   auto json = log::ReadJson(query.Text(1));
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
+  old.was_undone = query.Text(2).starts_with("{\"undone\":");
   old.batch = json.value(kBatchKey, std::int64_t{0});
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = record::RecordOf(json);
   record::PutInUsual(old.record, IsMeasured(db, old.test));
   return old;
+}
+
+// Comments and descriptors that went with an import and are not there.
+void PutBackTexts(sql::Connection& db, const OldState& old) {
+  for (const auto& comment : old.record.comments) {
+    const auto employee =
+        comment.employee.empty() ? 0 : NeededItem(db, ItemKind::Employee, comment.employee);
+    const auto time = comment.time.value_or(0);
+    if (sql::Query(db,
+                   "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
+                   "AND tsno = ?3 AND time = ?4 AND note = ?5",
+                   old.subgroup, old.test, comment.tsno, time, comment.text)
+            .RunForInt()) {
+      continue;
+    }
+    sql::Query(db,
+               "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+               sql::TakeIds(db, "comment"), old.subgroup, old.test, comment.tsno, time,
+               sql::Reference{employee}, comment.text)
+        .Run();
+  }
+  for (const auto& each : old.record.descriptors) {
+    sql::Query(db,
+               "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+               "SELECT ?1, d.id, ?4 FROM descriptor d "
+               "JOIN descriptor_group g ON g.id = d.descriptor_group "
+               "WHERE g.name = ?2 AND d.name = ?3 ON CONFLICT DO NOTHING",
+               old.subgroup, each.group, each.name, each.tsno)
+        .Run();
+  }
 }
 
 StoredRecord RecordOf(sql::Connection& db, const OldState& old) {
@@ -301,6 +327,13 @@ StoredRecord RecordOf(sql::Connection& db, const OldState& old) {
 }
 
 }  // namespace
+
+std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
+  auto json = record::JsonOf(CanonicalOf(db, record));
+  if (record.batch != 0) json[kBatchKey] = record.batch;
+  if (record.entry != 0) json[kEntryKey] = record.entry;
+  return log::CanonicalText(json);
+}
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag) {
   return ChangeEach(writing, which, "edit-flag",
@@ -382,6 +415,7 @@ StoredRecord Restore(log::Writing& writing, std::int64_t entry) {
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
   record.entry = writing.Next();
   Put(db, record);
+  if (old.was_undone) PutBackTexts(db, old);
   writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));
   return record;

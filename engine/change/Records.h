@@ -15,6 +15,9 @@
 // write transaction. Throws Refused, and Conflict where the version is another than was expected.
 namespace orvspc::engine::change {
 
+// A record as an entry of the log keeps it, with its batch and its latest entry.
+std::string BeforeOf(sql::Connection& db, const StoredRecord& record);
+
 struct Which {
   std::int32_t subgroup = 0;
   std::optional<std::int32_t> test = {};      // none: all of the subgroup

@@ -68,6 +68,22 @@ std::string StoredRecord::Object() const {
   return "subgroup " + std::to_string(subgroup.id) + " test " + std::to_string(test);
 }
 
+StoredRecord StoredRecordOf(const store::RecordView& view) {
+  StoredRecord record;
+  record.subgroup.id = view.Subgroup();
+  record.subgroup.time = view.Key().time;
+  record.context = view.Context();
+  record.flag = view.Flag();
+  record.size = view.Size();
+  record.batch = view.Batch();
+  record.entry = view.Entry();
+  for (std::size_t row = 0; row < view.Count(); ++row) {
+    record.values.push_back(view.Value(row));
+    record.keys.push_back(view.IsPlain() ? store::PlainKey(row) : view.Key(row));
+  }
+  return record;
+}
+
 std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup& subgroup,
                                       std::optional<std::int32_t> test) {
   std::vector<std::pair<std::int64_t, std::int32_t>> streams;
@@ -87,19 +103,10 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
         db, id,
         [&](const store::RecordView& view) {
           if (view.Subgroup() != subgroup.id) return;
-          auto& record = records.emplace_back();
+          auto& record = records.emplace_back(StoredRecordOf(view));
           record.subgroup = subgroup;
           record.stream = id;
           record.test = number;
-          record.context = view.Context();
-          record.flag = view.Flag();
-          record.size = view.Size();
-          record.batch = view.Batch();
-          record.entry = view.Entry();
-          for (std::size_t row = 0; row < view.Count(); ++row) {
-            record.values.push_back(view.Value(row));
-            record.keys.push_back(view.IsPlain() ? store::PlainKey(row) : view.Key(row));
-          }
         },
         subgroup.time, subgroup.time);
   }
@@ -170,15 +177,29 @@ store::Context ReadContext(sql::Connection& db, std::int32_t id) {
   return context;
 }
 
-std::int32_t ContextId(sql::Connection& db, const store::Context& context) {
-  static const auto find = FindContextText(), insert = InsertContextText();
-  if (context == store::Context{}) return 0;
+namespace {
+
+std::array<sql::Reference, std::tuple_size_v<store::Context>> NamesOf(
+    const store::Context& context) {
   std::array<sql::Reference, std::tuple_size_v<store::Context>> names;
   std::ranges::transform(context, names.begin(), [](auto name) { return sql::Reference{name}; });
-  sql::Query known(db, find, names);
-  if (known.Step()) return known.Int(0);
+  return names;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> FindContext(sql::Connection& db, const store::Context& context) {
+  static const auto find = FindContextText();
+  sql::Query known(db, find, NamesOf(context));
+  return known.Step() ? std::optional(known.Int(0)) : std::nullopt;
+}
+
+std::int32_t ContextId(sql::Connection& db, const store::Context& context) {
+  static const auto insert = InsertContextText();
+  if (context == store::Context{}) return 0;
+  if (const auto known = FindContext(db, context)) return *known;
   const auto id = sql::TakeIds(db, "context");
-  sql::Query(db, insert, id, names).Run();
+  sql::Query(db, insert, id, NamesOf(context)).Run();
   return static_cast<std::int32_t>(id);
 }
 

@@ -37,6 +37,10 @@ struct StoredRecord {
   std::string Object() const;  // in the log: "subgroup 4711 test 3"
 };
 
+// What is packed of a record: without stream, test, and what a subgroup is beside identifier and
+// time.
+StoredRecord StoredRecordOf(const store::RecordView& view);
+
 // All records of a subgroup, or that of one test; none where it has no values. Inside a
 // transaction. Throws std::runtime_error where one is damaged.
 std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup& subgroup,
@@ -49,6 +53,8 @@ bool IsMeasured(sql::Connection& db, std::int32_t test);
 record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& record);
 
 store::Context ReadContext(sql::Connection& db, std::int32_t id);
+// The identifier of a context that is stored.
+std::optional<std::int32_t> FindContext(sql::Connection& db, const store::Context& context);
 // The identifier of a context, which is stored if it is new; 0 for one of nothing. Inside a write
 // transaction.
 std::int32_t ContextId(sql::Connection& db, const store::Context& context);

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/import/Import.h"
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
+#include <iterator>
 
 #include "engine/import/import_kind.h"
 #include "engine/log/Json.h"
@@ -67,6 +69,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   if (file.finish) file.finish();
   file.report.lines = file.table.Lines();
   file.report.new_names += file.names.Added();
+  std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options);
   file.report.alarms = alarms::Judge(writing, file.touched.All());

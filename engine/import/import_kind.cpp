@@ -29,25 +29,70 @@ std::vector<std::string_view> WordsOf(std::string_view text) {
 }
 
 ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
-  static const auto select = catalogue::TextsByKind(
-      [](catalogue::ItemKind each) { return "SELECT name, id FROM " + catalogue::TableOf(each); });
-  auto& table = tables_[static_cast<std::size_t>(kind)];
+  static const auto select = catalogue::TextsByKind([](catalogue::ItemKind each) {
+    return "SELECT name, id, active FROM " + catalogue::TableOf(each);
+  });
+  static const auto select_former = catalogue::TextsByKind([](catalogue::ItemKind each) {
+    return "SELECT a.name, i.id, i.name FROM alias a JOIN " + catalogue::TableOf(each) +
+           " i ON i.id = a.item WHERE a.kind = ?1";
+  });
+  const auto place = static_cast<std::size_t>(kind);
+  auto& table = tables_[place];
   if (!table.read) {
-    sql::Query query(db_, select[static_cast<std::size_t>(kind)]);
-    while (query.Step()) table.ids.emplace(query.Text(0), query.Int(1));
+    sql::Query query(db_, select[place]);
+    while (query.Step()) {
+      table.ids.emplace(query.Text(0), query.Int(1));
+      if (query.Int(2) == 0) table.inactive.insert(query.Int(1));
+    }
+    sql::Query former(db_, select_former[place], catalogue::WordOf(kind));
+    while (former.Step()) {
+      // A name that an item has now is that of this item.
+      if (!table.ids.emplace(former.Text(0), former.Int(1)).second) continue;
+      table.former.emplace(former.Text(0), former.Text(2));
+    }
     table.read = true;
   }
   return table;
 }
 
 std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::string_view name) {
-  const auto& ids = Of(kind).ids;
-  const auto found = ids.find(name);
-  return found == ids.end() ? std::nullopt : std::optional(found->second);
+  const auto& table = Of(kind);
+  const auto found = table.ids.find(name);
+  if (found == table.ids.end()) return std::nullopt;
+  if (!table.former.empty()) {
+    const auto former = table.former.find(name);
+    if (former != table.former.end()) renamed_.insert(*former);
+  }
+  return found->second;
+}
+
+std::vector<Note> ImportNames::Notes() const {
+  std::vector<Note> notes;
+  for (const auto& [former, name] : renamed_) {
+    notes.push_back({"former-name", "\"" + former + "\" is now called \"" + name + "\"", {}});
+  }
+  return notes;
+}
+
+void ImportNames::Revive(catalogue::ItemKind kind, std::int32_t id) {
+  static const auto activate = catalogue::TextsByKind([](catalogue::ItemKind each) {
+    return "UPDATE " + catalogue::TableOf(each) + " SET active = 1 WHERE id = ?1";
+  });
+  const auto object = std::string(catalogue::WordOf(kind)) + " " + std::to_string(id);
+  bool was_undone = false;
+  {
+    sql::Query latest(db_, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
+                      object);
+    was_undone = latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
+  }
+  if (was_undone) Run(db_, activate[static_cast<std::size_t>(kind)], id);
 }
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
-  if (const auto id = Find(kind, name)) return *id;
+  if (const auto id = Find(kind, name)) {
+    if (Of(kind).inactive.erase(*id) != 0) Revive(kind, *id);
+    return *id;
+  }
   static const auto rows = [] {
     std::array<NewRow, catalogue::kItemKinds> all;
     for (std::size_t i = 0; i < all.size(); ++i) {

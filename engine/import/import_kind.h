@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -74,21 +75,28 @@ class ImportNames {
  public:
   explicit ImportNames(sql::Connection& connection) : db_(connection) {}
 
+  // Also by a former name.
   std::optional<std::int32_t> Find(catalogue::ItemKind kind, std::string_view name);
-  // Adds it when it is new.
+  // Adds it when it is new. One that the undoing of a batch left without use is in use again.
   std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
   std::int64_t Added() const { return added_; }
+  // A note for each former name that was found: "A" is now called "B".
+  std::vector<Note> Notes() const;
 
  private:
   struct Table {
     bool read = false;
     std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> ids;
+    std::map<std::string, std::string, std::less<>> former;  // the present names
+    std::set<std::int32_t> inactive;
   };
   Table& Of(catalogue::ItemKind kind);
+  void Revive(catalogue::ItemKind kind, std::int32_t id);
 
   sql::Connection& db_;
   std::array<Table, catalogue::kItemKinds> tables_;
   std::int64_t added_ = 0;
+  std::map<std::string, std::string> renamed_;  // former names that were found
 };
 
 // A file on its way into the database: what the importer of a kind works with.

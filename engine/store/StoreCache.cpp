@@ -296,6 +296,7 @@ StoreCache::StoreCache(sql::Connection& connection, const Stream& only)
   ReadSpecLimits(connection, *this, &only);
   ReadControlLimits(connection, *this, &only);
   ReadOpportunities(connection, *this, &only);
+  phases = ReadPhases(connection);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
 }

@@ -295,8 +295,8 @@ void SubgroupWriter::Store(bool is_all) {
 }
 
 void ReplaceSubgroup(sql::Connection& db, const SubgroupFacts& subgroup) {
-  sql::Query(db, "UPDATE subgroup SET label = ?2, time = ?3 WHERE id = ?1", subgroup.id,
-             subgroup.label, subgroup.time)
+  sql::Query(db, "UPDATE subgroup SET label = ?2, time = ?3, part = ?4, process = ?5 WHERE id = ?1",
+             subgroup.id, subgroup.label, subgroup.time, subgroup.part, subgroup.process)
       .Run();
   const auto block = BlockOf(subgroup.id);
   SubgroupList list;

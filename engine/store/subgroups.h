@@ -78,7 +78,7 @@ class SubgroupWriter {
   SubgroupList list_;  // of one block
 };
 
-// Gives a stored subgroup another label or time. Within a write transaction.
+// Gives a stored subgroup another label, time, part or process. Within a write transaction.
 void ReplaceSubgroup(sql::Connection& db, const SubgroupFacts& subgroup);
 // Keeps a subgroup that has lost its last measurement findable: a sealed one gets a row.
 void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup);

@@ -57,6 +57,7 @@ Command CheckCommand();
 Command SetCommand();
 Command PhaseCommand();
 Command EditCommand();
+Command ImportsCommand();
 Command LimitsCommand();
 Command CommentCommand();
 Command LogCommand();

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <map>
+#include <ostream>
 
 #include "host/cli/SubgroupOptions.h"
 #include "host/render/core/PlainText.h"
@@ -15,6 +16,8 @@ constexpr Number kTsno{{"tsno", "N", "the piece", "1"}, 1};
 constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
+constexpr Option kKeepChanged{"keep-changed", nullptr,
+                              "undo an import but for records that were changed since"};
 constexpr Option kTime{"time", "TIME", "the new time of the subgroup"};
 constexpr Option kNewLabel{"new-label", "TEXT", "the new label of the subgroup"};
 constexpr Option kSize{"size", "N", "the new size that was inspected"};
@@ -30,6 +33,7 @@ struct Edit {
   const Arguments& arguments;
   QualityDatabase database;
   ChangeOptions options;
+  std::ostream& out;
 
   const std::string& Word(std::size_t place, const char* question) const {
     const auto& words = arguments.Positional();
@@ -104,15 +108,37 @@ Changes EditDelete(Edit& edit) {
                                        TestOf(edit.arguments, edit.database), edit.options);
 }
 
-Changes EditRestore(Edit& edit) {
-  const auto& word = edit.Word(1, "which entry of the log?");
-  std::int64_t entry = 0;
+// The first word after the verb.
+std::int64_t NumberOf(const Edit& edit, const char* question, const std::string& what) {
+  const auto& word = edit.Word(1, question);
+  std::int64_t number = 0;
   const auto* const end = word.data() + word.size();
-  const auto read = std::from_chars(word.data(), end, entry);
+  const auto read = std::from_chars(word.data(), end, number);
   if (read.ec != std::errc() || read.ptr != end) {
-    throw Misuse("an entry of the log is a number, not \"" + word + "\"");
+    throw Misuse(what + " is a number, not \"" + word + "\"");
   }
-  return edit.database.Restore(entry, edit.options);
+  return number;
+}
+
+Changes EditRestore(Edit& edit) {
+  return edit.database.Restore(NumberOf(edit, "which entry of the log?", "an entry of the log"),
+                               edit.options);
+}
+
+Changes EditUndoImport(Edit& edit) {
+  const auto batch =
+      NumberOf(edit, "which batch? \"orvspc imports\" lists them", "a batch of an import");
+  const auto report =
+      edit.database.UndoImport(batch, edit.arguments.Has(kKeepChanged), edit.options);
+  const auto counted = [](std::int64_t count, const char* one) {
+    return render::Counted(static_cast<std::size_t>(count), one);
+  };
+  edit.out << "batch " << batch << ": " << counted(report.records, "record")
+           << (edit.options.dry_run ? " would be undone" : " undone");
+  if (report.kept != 0) edit.out << ", " << counted(report.kept, "changed one") << " kept";
+  if (report.names != 0) edit.out << ", " << counted(report.names, "name") << " without use";
+  edit.out << "\n";
+  return {};
 }
 
 ItemKind KindOf(const Edit& edit) {
@@ -124,6 +150,12 @@ ItemKind KindOf(const Edit& edit) {
 Changes EditRename(Edit& edit) {
   edit.database.Rename(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
                        edit.options);
+  return {};
+}
+
+Changes EditMerge(Edit& edit) {
+  edit.database.Merge(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
+                      edit.options);
   return {};
 }
 
@@ -139,9 +171,10 @@ Changes EditDeactivate(Edit& edit) {
 
 const std::map<std::string, Changes (*)(Edit&)>& Verbs() {
   static const std::map<std::string, Changes (*)(Edit&)> verbs = {
-      {"flag", EditFlag},         {"value", EditValue},          {"subgroup", EditSubgroup},
-      {"delete", EditDelete},     {"restore", EditRestore},      {"rename", EditRename},
-      {"activate", EditActivate}, {"deactivate", EditDeactivate}};
+      {"flag", EditFlag},         {"value", EditValue},           {"subgroup", EditSubgroup},
+      {"delete", EditDelete},     {"restore", EditRestore},       {"rename", EditRename},
+      {"activate", EditActivate}, {"deactivate", EditDeactivate}, {"undo-import", EditUndoImport},
+      {"merge", EditMerge}};
   return verbs;
 }
 
@@ -150,7 +183,7 @@ int Run(const Arguments& arguments, Console& console) {
   for (const auto& [name, run] : Verbs()) names.push_back(name);
   const auto verb = VerbOf(arguments, names);
   Edit edit{arguments, QualityDatabase::Open(arguments.Required(kDatabase)),
-            ChangeOptionsOf(arguments)};
+            ChangeOptionsOf(arguments), console.out};
   for (const auto& each : Verbs().at(verb)(edit)) {
     console.out << "#" << each.subgroup << " " << edit.database.Name(ItemKind::Test, each.test)
                 << (edit.options.dry_run ? ": would be changed"
@@ -171,13 +204,17 @@ Command EditCommand() {
           "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
           "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
           "number of the log\n"
+          "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "
+          "imports\" lists them\n"
+          "edit merge KIND NAME --to NAME: two items become one\n"
           "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
           "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
           "the log with what was there before.",
           "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
           "--db q.db",
           Together(std::vector<Option>{kDatabase, kTo, kOfPart, kOfProcess, kOfTest, kLabel, kAt,
-                                       kAll, kTsno, kSbno, kAdd, kRemove, kTime, kNewLabel, kSize},
+                                       kAll, kTsno, kSbno, kAdd, kRemove, kKeepChanged, kTime,
+                                       kNewLabel, kSize},
                    kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
           Run,
           1000};

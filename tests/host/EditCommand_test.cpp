@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+class EditCommand : public ProgramTest {
+ protected:
+  // 40 subgroups of three, the 17th of which lies far outside; without it where it is left out.
+  void Make(const std::string& database, bool with_odd) {
+    std::string text = "part,process,test,subgroup,time,value\n";
+    for (int i = 1; i <= 40; ++i) {
+      if (i == 17 && !with_odd) continue;
+      const std::string time =
+          "2024-01-" + std::to_string(i % 20 + 10) + "T0" + std::to_string(i / 20) + ":00:00";
+      for (int piece = 0; piece < 3; ++piece) {
+        text += "A,P,T," + std::to_string(i) + "," + time + "," +
+                std::to_string(i == 17 ? 90 + piece : (i * 7 + piece * 5) % 11) + "\n";
+      }
+    }
+    Write(database + ".csv", text);
+    ASSERT_EQ(Run("import " + database + ".csv --db " + database).status, 0);
+  }
+  // Of the subgroups that count.
+  std::string Chart(const std::string& database, const std::string& format) {
+    const auto run =
+        Run("chart --db " + database +
+            " --part A --test T --state enabled,incomplete --max 0 --format " + format);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return run.out;
+  }
+  static std::string Member(const std::string& json, const std::string& key) {
+    const auto at = json.find("\n  \"" + key + "\": ");
+    EXPECT_NE(at, json.npos) << key;
+    return json.substr(at, json.find("\n  \"", at + 1) - at);
+  }
+};
+
+}  // namespace
+
+TEST_F(EditCommand, AChartAfterDeletingIsThatAfterDisablingAndThatOfWhoNeverHadIt) {
+  Make("deleted.db", true);
+  Make("disabled.db", true);
+  Make("never.db", false);
+  const auto before = Chart("deleted.db", "svg");
+  const std::string which = " --label 17 --reason 'typed wrongly' --db ";
+  ASSERT_EQ(Run("edit delete" + which + "deleted.db").status, 0);
+  ASSERT_EQ(Run("edit flag --to disabled" + which + "disabled.db").status, 0);
+  const auto picture = Chart("never.db", "svg");
+  EXPECT_NE(before, picture);
+  const auto json = Chart("never.db", "json");
+  for (const std::string database : {"deleted.db", "disabled.db"}) {
+    EXPECT_EQ(Chart(database, "svg"), picture) << database;
+    const auto other = Chart(database, "json");
+    for (const std::string key : {"Graphs", "Streams"}) {
+      EXPECT_EQ(Member(other, key), Member(json, key)) << database;
+    }
+  }
+}
+
+TEST_F(EditCommand, ImportsAreListedAndUndone) {
+  Make("q.db", true);
+  const auto list = Run("imports --db q.db --format json");
+  EXPECT_NE(list.out.find("\"ID\": 1"), list.out.npos) << list.out;
+  EXPECT_NE(list.out.find("\"State\": \"stored\""), list.out.npos);
+  EXPECT_NE(Run("imports --db q.db").out.find("q.db.csv"), std::string::npos);
+  EXPECT_EQ(Run("edit undo-import --db q.db").status, 2);
+  const auto dry = Run("edit undo-import 1 --dry-run --reason 'wrong file' --db q.db");
+  EXPECT_EQ(dry.out, "batch 1: 40 records would be undone, 3 names without use\n");
+  EXPECT_EQ(Run("edit flag --label 17 --to disabled --reason 'typed wrongly' --db q.db").status, 0);
+  const auto refused = Run("edit undo-import 1 --reason 'wrong file' --db q.db");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("batch 1: 1 of 40 records were changed since (entries "),
+            std::string::npos)
+      << refused.err;
+  const auto undone = Run("edit undo-import 1 --keep-changed --reason 'wrong file' --db q.db");
+  EXPECT_EQ(undone.out, "batch 1: 39 records undone, 1 changed one kept\n");
+  EXPECT_NE(Run("imports --db q.db").out.find("undone"), std::string::npos);
+}
+
+}  // namespace orvspc::host
