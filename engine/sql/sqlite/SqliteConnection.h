@@ -48,7 +48,8 @@ void LeaveLog(Connection& connection);
 //
 // Writers   of the file go on meanwhile: the copy is the state of one moment
 // Checksums of the copy are those of the file
-// Failures  SqlError, of kind Damaged alone where the file cannot be read; what there is of the copy
+// Failures  SqlError, of kind Damaged alone where the file cannot be read; what there is of the
+// copy
 //           stays
 void BackUp(const std::string& from, const std::string& to);
 // The same with what a connection reads in the transaction that it is in. progress is called with
