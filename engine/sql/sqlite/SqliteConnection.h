@@ -48,9 +48,7 @@ void LeaveLog(Connection& connection);
 //
 // Writers   of the file go on meanwhile: the copy is the state of one moment
 // Checksums of the copy are those of the file
-// Failures  SqlError, of kind Damaged alone where the file cannot be read; what there is of the
-// copy
-//           stays
+// Failures  SqlError, of kind Damaged alone where the file cannot be read; a part of a copy stays
 void BackUp(const std::string& from, const std::string& to);
 // The same with what a connection reads in the transaction that it is in. progress is called with
 // the percent done.
