@@ -31,7 +31,6 @@ constexpr std::int64_t kUsualHorizon = std::int64_t{7} * 24 * 60 * 60;
 // What opens an alarm: a rule of a graph, or a specification limit.
 struct Cause {
   std::int32_t graph = 0, rule = 0;
-  friend auto operator<=>(const Cause&, const Cause&) = default;
 };
 
 // A stretch of points that a rule marks.

@@ -242,9 +242,9 @@ class Checker {
       const auto id = static_cast<std::size_t>(place.subgroup);
       if (batch == batches_.end() || id >= subgroups_.size()) continue;
       const auto& subgroup = subgroups_[id];
+      const auto test = place.test;
       const auto stream = std::ranges::find_if(cache_.streams, [&](const store::Stream& each) {
-        return each.part == subgroup.part && each.process == subgroup.process &&
-               each.test == place.test;
+        return each.part == subgroup.part && each.process == subgroup.process && each.test == test;
       });
       if (stream == cache_.streams.end()) continue;
       originals_.push_back({stream->id,

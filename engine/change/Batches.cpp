@@ -61,8 +61,7 @@ void RefuseChanged(const Batch& batch, std::vector<std::int64_t> entries) {
   constexpr std::size_t kMax = 10;
   std::ranges::sort(entries);
   const auto count = static_cast<std::int64_t>(entries.size());
-  const auto unique = std::ranges::unique(entries);
-  entries.erase(unique.begin(), unique.end());
+  entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
   std::string list;
   for (std::size_t i = 0; i < std::min(entries.size(), kMax); ++i) {
     list += (i == 0 ? "" : ", ") + std::to_string(entries[i]);

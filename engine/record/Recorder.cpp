@@ -373,7 +373,8 @@ void Recorder::DropOldKeys(std::int64_t now) {
 std::optional<Recorder::Known> Recorder::FindKey(const std::string& key,
                                                  const std::string& fingerprint) {
   Known known;
-  auto& [record, batch] = known;
+  auto& record = known.record;
+  auto& batch = known.batch;
   {
     sql::Query query(*connection_,
                      "SELECT fingerprint, coalesce(subgroup, 0), coalesce(batch, 0), entry "

@@ -110,7 +110,8 @@ void BatchDigest::ReadAgain(std::int64_t batch) {
   }
   std::vector<double> values;
   std::vector<RowKey> keys;
-  for (auto& [stream, digest] : streams_) {
+  for (auto& [stream, of_stream] : streams_) {
+    auto& digest = of_stream;
     if (digest.IsInOrder()) continue;
     digest.Finish();
     ForEachRecord(db_, stream, [&](const RecordView& record) {

@@ -473,10 +473,11 @@ void Compare(Run& run) {
                                                                     {"Sigma", &compared.sigma}};
   if (run.json) {
     return run.Deliver(render::JsonDocument([&](render::JsonWriter& json) {
-      for (const auto& [name, figure] : figures) {
+      for (const auto& [name, difference] : figures) {
+        const auto& figure = *difference;
         json.Object(name, [&] {
-          json.Members("First", figure->first, "Second", figure->second, "StandardErrors",
-                       figure->errors);
+          json.Members("First", figure.first, "Second", figure.second, "StandardErrors",
+                       figure.errors);
         });
       }
     }));

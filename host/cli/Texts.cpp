@@ -80,8 +80,9 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
       const auto found = descriptors.find(each.descriptor);
       if (found != descriptors.end()) std::tie(each.group_name, each.name) = found->second;
     }
-    for (const auto& each :
-         std::ranges::equal_range(comments, row.sgrp, {}, &SubgroupComment::subgroup)) {
+    auto comment = std::ranges::lower_bound(comments, row.sgrp, {}, &SubgroupComment::subgroup);
+    for (; comment != comments.end() && comment->subgroup == row.sgrp; ++comment) {
+      const auto& each = *comment;
       if (each.test != 0 && each.test != row.test) continue;
       remarks.comments.push_back({names(ItemKind::Employee, each.employee), each.note, each.test,
                                   each.tsno, platform::TimeStampToDate(each.time)});

@@ -329,8 +329,12 @@ bool Crosses(const Polyline& line, const Box& box) {
     const double from = std::max(std::min(x1, x2), box.left);
     const double to = std::min(std::max(x1, x2), box.right);
     if (!(from <= to)) continue;
+    const auto& start = line[i - 1];
+    const auto& end = line[i];
     const auto y_at = [&](double x) {
-      return x1 == x2 ? y1 : y1 + (y2 - y1) * (x - x1) / (x2 - x1);
+      const auto [ax, ay] = start;
+      const auto [bx, by] = end;
+      return ax == bx ? ay : ay + (by - ay) * (x - ax) / (bx - ax);
     };
     const double low = x1 == x2 ? std::min(y1, y2) : std::min(y_at(from), y_at(to));
     const double high = x1 == x2 ? std::max(y1, y2) : std::max(y_at(from), y_at(to));
