@@ -377,7 +377,7 @@ TEST_F(CheckFileTest, ItReadsWhatMayOnlyBeRead) {
   Renew();
   const auto folder = fs::path(Path()).parent_path();
   const auto files = FilesIn(folder);
-  for (const mode_t mode : {0555, 0777}) {
+  for (const mode_t mode : {0555U, 0777U}) {
     ASSERT_EQ(chmod(Path().c_str(), 0444), 0);
     ASSERT_EQ(chmod(folder.c_str(), mode), 0);
     const auto child = fork();
