@@ -265,7 +265,7 @@ double Spread(const GraphRead& graph) {
 
 constexpr int kMaxDecimals = 6;  // of values, unless a specification says more
 
-// Decimals of the values: those of the specification, else the most that one of them has.
+// Decimals of the values: those of the specification row, else the most that one of them has.
 int DataDecimals(const ChartRead& chart) {
   if (chart.decimals) return std::max(*chart.decimals, 0);
   std::vector<double> values;
