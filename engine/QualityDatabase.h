@@ -131,7 +131,7 @@ struct ControlLimits {
   double mean = 0.0, sp = 0.0, spl = 0.0, sw = 0.0, swl = 0.0;  // a sigma of 0: not given
   std::int32_t start = 0, finish = 0;  // of the data that they were calculated from
   std::int32_t chart_word = 0;         // of the chart that they were made from; 0: not known
-  std::int32_t used = 0;               // subgroups behind them; 0: not known
+  std::int32_t used = 0;               // subgroups they came from; 0: not known
   std::int32_t id = 0;
   std::optional<std::int32_t> until;  // when they no longer hold; empty: without an end
 };
@@ -509,7 +509,7 @@ class QualityDatabase {
   // Refusals             no name or reason, an end that is not after the start, limits frozen after
   //                      1 point, another phase that overlaps in a stream
   Phase AddPhase(const Phase& phase, const Actor& actor, const std::string& reason);
-  // Gives a phase another end, which lies behind it.
+  // Gives a phase another end, after its start.
   void EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
                 const std::string& reason);
   void RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason);

@@ -15,7 +15,7 @@ namespace orvspc::engine::audit {
 //   records   one by one: those that were changed, and those that came by themselves, have the
 //             digest that the newest entry about them keeps
 //   missing   what an entry stored is there unless a later one took it out
-//   names     are those of the time of the entry, by the renamings behind it
+//   names     are those of the time of the entry, found by the later renamings
 //
 // Not proved, and counted or noted: what was there before the log, batches that were undone, what a
 // selected copy left out, batches of items that were merged since.

@@ -36,7 +36,7 @@ std::string CalledBy(sql::Connection& db, const StoredRecord& record) {
   return "#" + std::to_string(record.subgroup.id) + " " + NameOfTest(db, record.test);
 }
 
-// What an entry says of a record behind it, with the digest of it all.
+// What an entry says of a record after it, with the digest of it all.
 std::string AfterOf(sql::Connection& db, Json after, const StoredRecord& record) {
   after["digest"] = record::DigestOf(CanonicalOf(db, record));
   return log::CanonicalText(after);

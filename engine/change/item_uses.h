@@ -9,7 +9,7 @@ namespace orvspc::engine::change {
 struct ItemUse {
   ItemKind kind;
   const char *table, *column;
-  // Of rows that count as a use: events that changes and alarms leave behind do not.
+  // Of rows that count as a use: events of changes and alarms do not.
   const char* counts = "";
 };
 

@@ -17,7 +17,7 @@ statistics::SigmaEstimate FromRow(double value, double bar = kNaN) {
 
 // The figures that the form in force of a stream is drawn from: the estimates, with those of a
 // stored row in their place. A row has two sigmas, and its chart word says what they mean. The mean
-// size is that of the chart, unless the row has the one behind its sigmas.
+// size is that of the chart, unless the row has the size that its sigmas came from.
 StreamEstimates WithStored(const store::ControlLimit& limit, const StreamEstimates& estimates,
                            const ChartPlan& plan) {
   auto figures = estimates;

@@ -50,7 +50,7 @@ class ValuesWriter {
   // Reads what the database has.
   ValuesWriter(ImportFile& file, ValuesBatch& batch);
   void Write();
-  // After the last: tells the file how many records there are, and their digest.
+  // After the last: gives the file the number of records, and their digest.
   void Finish();
 
  private:

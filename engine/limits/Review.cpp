@@ -278,7 +278,7 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
 std::optional<LimitReview> StreamReview::Do() {
   const auto stored = ReadLimits(writing_.Db(), {stream_.part, stream_.process, stream_.test});
   if (!FindRow()) {
-    // Limits that hold from behind the newest point on have nothing to be compared with yet.
+    // Limits that hold only after the newest point have nothing to be compared with yet.
     const bool is_to_come = std::ranges::any_of(stored, [&](const ListedLimit& row) {
       return row.state == LimitState::Active && row.effective > newest_;
     });
@@ -292,7 +292,7 @@ std::optional<LimitReview> StreamReview::Do() {
   });
   const bool has_waiting = waiting != stored.end();
   const bool of_run = has_waiting && run && waiting->start == judged_.points[run->first].time;
-  // One that has all its points waits for a person, whatever came behind them.
+  // One that has all its points waits for a person, whatever came after them.
   if (has_waiting && !of_run && waiting->used < MinimumOf(waiting->rule)) return Withdraw(*waiting);
   if (!run || (has_waiting && !of_run)) return std::nullopt;
   return Answer(*run, of_run ? &*waiting : nullptr);

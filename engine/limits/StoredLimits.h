@@ -20,7 +20,7 @@ std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds&
 ListedLimit NeedLimit(sql::Connection& db, std::int32_t id);
 std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id);
 
-// Stores what was computed as a proposed row that holds from behind its data on. Code "missing"
+// Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
 // where something keeps it from being proposed, unless the request forces it.
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed);
 // Puts other figures, data and words into a row that is proposed.
