@@ -131,7 +131,7 @@ void CheckTests(sql::Connection& db, const Two& two, const std::vector<StreamPai
       "both have values in " + std::to_string(both.size()) + " subgroups (" + Listed(both) + ")");
 }
 
-// Rows that hold from a time on, each table with the columns that its rows differ in beside that time.
+// Rows that hold from a time on, each table with the columns that, beside it, set rows apart.
 struct Dated {
   const char *table, *what, *time;
   std::vector<const char*> columns;
