@@ -85,7 +85,7 @@ struct Stored {
   std::vector<std::int64_t> changes;  // the latest entries about those that were changed
 };
 
-// Where the values of a batch are. The newest are read first, and nothing before the oldest of them.
+// Where the values of a batch are. The newest are read first, and nothing before its oldest.
 Stored Find(sql::Connection& db, const Batch& batch) {
   std::vector<std::int64_t> streams;
   for (sql::Query query(db, "SELECT id FROM stream ORDER BY id DESC"); query.Step();) {
