@@ -46,9 +46,12 @@ TEST_F(RecordTest, AnswersWithTheSubgroup) {
   EXPECT_EQ(counts.out, "#3 Ring / Press A / Leaks 2026-03-11T07:00:00, 2 counts\n") << counts.err;
 }
 
-TEST_F(RecordTest, RefusalsAreOneLine) {
+TEST_F(RecordTest, WithoutADatabaseNothingIsMade) {
   EXPECT_EQ(Run(kRing + "1").err, "orvspc record: q.db: there is no such file\n");
   EXPECT_FALSE(Exists("q.db"));
+}
+
+TEST_F(RecordTest, RefusalsAreOneLine) {
   Run(kRing + "1 --at 2026-03-11 --create");
   const struct {
     std::string arguments, says;

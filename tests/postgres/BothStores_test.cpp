@@ -38,6 +38,12 @@ constexpr Sample kSamples[] = {
     {"specification-limits", ImportKind::Limits},
 };
 
+// The tables of recording, alarms, phases and the life of limits.
+constexpr std::string_view kFilledByNoImport[] = {
+    "phase",         "baseline_policy", "limit_exclusion", "client_key",
+    "label_counter", "alias",           "alarm_mark",      "alarm_checkpoint",
+    "alarm",         "sampling_mark",   "outbox",          "delivery"};
+
 class BothStoresTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { ASSERT_TRUE(tests::OnServer()) << "run by tests/postgres/run.sh"; }
@@ -129,7 +135,11 @@ TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
   }
   const auto expected = RowsOf(file_), found = RowsOf(server_);
   ASSERT_EQ(found.size(), expected.size());
-  for (const auto& table : Tables()) EXPECT_TRUE(found.contains(std::string(table.name)));
+  for (const auto& table : Tables()) {
+    EXPECT_EQ(found.contains(std::string(table.name)),
+              !std::ranges::count(kFilledByNoImport, table.name))
+        << table.name;
+  }
   for (const auto& [table, rows] : expected) EXPECT_EQ(found.at(table), rows) << table;
   EXPECT_EQ(Digest(server_).values, Digest(file_).values);
 }

@@ -281,7 +281,7 @@ TEST_F(ServerFailureTest, ARecorderStoresValuesAndNoLimits) {
   EXPECT_EQ(as_press("DELETE FROM comment"), "");
   for (const char* sql :
        {"INSERT INTO batch(id, kind, source, lines, records, state, entry) "
-        "VALUES(1, 'values', 'a.csv', 1, 1, 'stored', 1); UPDATE batch SET state = 'undone'",
+        "VALUES(99, 'values', 'a.csv', 1, 1, 'stored', 1); UPDATE batch SET state = 'undone'",
         "INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1); "
         "UPDATE client_key SET subgroup = 1; DELETE FROM client_key",
         "INSERT INTO label_counter(part, process, last) VALUES(1, 1, 1); "
