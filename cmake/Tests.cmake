@@ -63,7 +63,7 @@ endforeach()
 find_package(EXPAT REQUIRED)
 orvspc_tests(engine/dom orvspc_engine_dom EXPAT::EXPAT)
 foreach(dir engine engine/log engine/store engine/import engine/record engine/change engine/alarms
-            engine/audit engine/charts engine/limits engine/capability engine/pareto engine/compliance)
+            engine/hooks engine/write/deliver engine/audit engine/charts engine/limits engine/capability engine/pareto engine/compliance)
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
@@ -107,6 +107,7 @@ function(orvspc_floor_check floor)
 endfunction()
 foreach(floor system platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
               engine_catalogue engine_log engine_store engine_import engine_record engine_change engine_audit
+              engine_hooks engine_deliver
               engine_dom engine_charts engine_limits engine_capability engine_pareto engine_compliance
               embedded)
   orvspc_floor_check(${floor})

@@ -18,6 +18,7 @@ header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
 header  nlohmann/json.hpp nlohmann-json3-dev
 file    /usr/include/postgresql/libpq-fe.h libpq-dev
+header  curl/curl.h   libcurl4-openssl-dev
 "
 test_needs="
 command ccache        ccache

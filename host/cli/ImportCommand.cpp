@@ -139,7 +139,8 @@ Command ImportCommand() {
           {kDatabase, kListedKind, kIgnoreUnknown, kBy, kStation, kReason, kHashSource, kExitCode},
           Run,
           1,
-          Help};
+          Help,
+          Always};
 }
 
 }  // namespace orvspc::cli

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/host/deliver.h"
+
+namespace orvspc::host {
+namespace {
+
+TEST_F(DeliverTest, KilledAThousandTimesNothingIsLost) { KillAtRandom(1000, 2); }
+
+}  // namespace
+}  // namespace orvspc::host
