@@ -284,8 +284,8 @@ std::vector<Note> TakeNotesLeft();
 
 // --- Hooks ---------------------------------------------------------------------------------------
 
-// The hooks of a file, see docs/how-to/alarms.md. Throws Refused (code "hooks"): "FILE line N: ...".
-// Those with addresses need engine/Webhooks.h.
+// The hooks of a file, see docs/how-to/alarms.md. Throws Refused (code "hooks"): "FILE line N:
+// ...". Those with addresses need engine/Webhooks.h.
 std::vector<Hook> ReadHooks(const std::string& file);
 
 // --- Recording -----------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/host/deliver.h"
 
+#ifdef ORVSPC_WEBHOOKS
 namespace orvspc::host {
 namespace {
 
@@ -8,3 +9,4 @@ TEST_F(DeliverTest, KilledAThousandTimesNothingIsLost) { KillAtRandom(1000, 2); 
 
 }  // namespace
 }  // namespace orvspc::host
+#endif

@@ -37,8 +37,8 @@ class DeliverTest : public ProgramTest {
   void Raise(int count) {
     std::string lines = "part,process,test,subgroup,time,value\n";
     for (int i = 0; i < count; ++i) {
-      lines += "Ring,Press,Width,r" + std::to_string(second_) + "," +
-               platform::IsoText(start_ + ++second_) + ",14\n";
+      const auto second = std::to_string(++second_);
+      lines += "Ring,Press,Width,r" + second + "," + platform::IsoText(start_ + second_) + ",14\n";
     }
     Write("r.csv", lines);
     const auto done = Run("import --db q.db r.csv");
@@ -109,7 +109,7 @@ class DeliverTest : public ProgramTest {
       const auto child =
           Start({"deliver", "--db", Database(), "--hooks", folder_.File("hooks.conf"), "--follow"});
       ASSERT_GT(child, 0);
-      std::this_thread::sleep_for(std::chrono::milliseconds(random() % 120));
+      std::this_thread::sleep_for(std::chrono::milliseconds(random() % 250));
       kill(child, SIGKILL);
       int status = 0;
       ASSERT_EQ(waitpid(child, &status, 0), child);

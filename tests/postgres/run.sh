@@ -8,7 +8,7 @@ cd "$(dirname "$0")"
 slow=${2:-}
 of_files=$(sed '/^#/d; s/ .*//' of_files.txt | paste -sd:)
 
-suites=(engine_sql engine_log engine_store engine_import engine_change engine_audit engine engine_charts
+suites=(engine_sql engine_log engine_store engine_import engine_change engine_write_deliver engine_audit engine engine_charts
         engine_capability engine_pareto
         engine_compliance engine_limits threads host script)
 run_all() {
