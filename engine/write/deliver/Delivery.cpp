@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "engine/hooks/HookFile.h"
-#include "engine/log/Json.h"
-#include "engine/log/Reading.h"
 #include "engine/sql/counter.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/log/Reading.h"
 #include "platform/TimeText.h"
 
 namespace orvspc::engine::deliver {
