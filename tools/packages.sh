@@ -26,6 +26,7 @@ command clang++       clang
 command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
 command python3       python3
+command openssl       openssl
 header  gtest/gtest.h libgtest-dev
 header  expat.h       libexpat1-dev
 file    /usr/lib/postgresql/15/bin/initdb postgresql-15
