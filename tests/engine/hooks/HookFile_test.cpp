@@ -196,7 +196,9 @@ TEST_F(HookFileTest, AFileOfSomebodyElse) {
   const bool is_given = chown(path.c_str(), 65534, 65534) == 0;
   EXPECT_EQ(is_given, geteuid() == 0);
   EXPECT_EQ(system::OthersMayWrite(path), is_given);
-  if (is_given) EXPECT_THROW(ReadHookFile(path), Refused);
+  if (is_given) {
+    EXPECT_THROW(ReadHookFile(path), Refused);
+  }
 }
 TEST_F(HookFileTest, AFileThatIsNotThere) {
   EXPECT_THROW(ReadHookFile(folder_.File("none.conf")), Refused);
