@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "system/Sha256.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #ifdef _WIN32
@@ -95,6 +96,30 @@ std::string HexOf(const Sha256::Digest& digest) {
     text += kDigits[byte & 15];
   }
   return text;
+}
+
+Sha256::Digest HmacSha256(std::string_view key, std::string_view text) {
+  constexpr std::size_t kBlock = 64;
+  Sha256 hash;
+  std::array<std::byte, kBlock> padded{};
+  if (key.size() > kBlock) {
+    hash.Add(key);
+    const auto digest = hash.Finish();
+    std::ranges::copy(std::as_bytes(std::span(digest)), padded.begin());
+  } else {
+    std::ranges::copy(std::as_bytes(std::span(key)), padded.begin());
+  }
+  const auto add_key = [&](std::byte mask) {
+    auto masked = padded;
+    for (auto& byte : masked) byte ^= mask;
+    hash.Add(masked);
+  };
+  add_key(std::byte{0x36});
+  hash.Add(text);
+  const auto inner = hash.Finish();
+  add_key(std::byte{0x5c});
+  hash.Add(std::as_bytes(std::span(inner)));
+  return hash.Finish();
 }
 
 }  // namespace orvspc::system

@@ -118,11 +118,14 @@ CREATE TABLE sampling_mark(
 CREATE TABLE outbox(
   id INTEGER PRIMARY KEY, event INTEGER NOT NULL, revision INTEGER NOT NULL, made INTEGER NOT NULL,
   message TEXT NOT NULL);
+CREATE INDEX outbox_by_event ON outbox(event, id);
 CREATE TABLE delivery(
   outbox INTEGER NOT NULL REFERENCES outbox, hook TEXT NOT NULL, state TEXT NOT NULL
     CHECK(state IN ('waiting', 'done', 'dead')),
   tries INTEGER NOT NULL, next INTEGER NOT NULL, error TEXT NOT NULL DEFAULT '',
   PRIMARY KEY(outbox, hook)) WITHOUT ROWID;
+CREATE INDEX delivery_by_hook ON delivery(hook, outbox);
+CREATE INDEX delivery_open ON delivery(hook, state, next) WHERE state <> 'done';
 
 INSERT INTO counter(name, last) VALUES
   ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('outbox', 0);
