@@ -25,11 +25,6 @@ std::optional<std::int32_t> IdOrNull(std::int32_t id) {
 
 bool Meet(std::int32_t a, std::int32_t b) { return a == 0 || b == 0 || a == b; }
 
-bool Overlap(const Phase& a, const Phase& b) {
-  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
-         (!b.finish || a.start < *b.finish);
-}
-
 // Days alone at midnight.
 std::string TimeText(std::int32_t stamp) {
   auto text = platform::IsoText(stamp);
@@ -120,6 +115,11 @@ std::vector<Phase> ReadPhases(sql::Connection& db) {
 
 bool HoldsFor(const Phase& phase, std::int32_t part, std::int32_t process, std::int32_t test) {
   return Meet(phase.part, part) && Meet(phase.process, process) && Meet(phase.test, test);
+}
+
+bool Overlap(const Phase& a, const Phase& b) {
+  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
+         (!b.finish || a.start < *b.finish);
 }
 
 std::vector<Phase> PhasesOf(const std::vector<Phase>& phases, std::int32_t part,
