@@ -11,6 +11,7 @@
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
+#include "platform/LimitRecords.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -95,10 +96,10 @@ void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* onl
   static const std::string
       all =
           "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, "
-          "swl, start, finish, chart_word, until, " +
+          "swl, start, finish, chart_word, until, status, used, rule, " +
           catalogue::LimitFigureColumns() +
-          " FROM control_limit WHERE status IN ('active', 'retired') "
-          "AND (until IS NULL OR until > effective) "
+          " FROM control_limit WHERE (status IN ('active', 'retired') "
+          "OR (status = 'proposed' AND rule <> '')) AND (until IS NULL OR until > effective) "
           "ORDER BY part, test, effective, coalesce(process, 0), id",
       of_one = OfOneStream(all);
   auto query = LimitRows(db, only == nullptr ? all : of_one, only);
@@ -106,15 +107,22 @@ void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* onl
     ControlLimit limit{};
     auto& row = limit.row;
     std::optional<std::int64_t> until;
+    std::string status, rule;
+    std::int32_t used = 0;
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_PRCS, row.F_TEST_, row.F_EFTM, row.F_MEAN,
                row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word,
-               until);
+               until, status, used, rule);
     row.Stamp8 = row.Stamp4;
     limit.until = until.value_or(catalogue::kNever);
-    int column = 15;
+    int column = 18;
     for (const auto& each : catalogue::kLimitFigures) {
       if (!query.IsNull(column)) limit.figures.*each.figure = query.Real(column);
       ++column;
+    }
+    if (status == kLimitStates[static_cast<std::size_t>(LimitState::Proposed)]) {
+      const auto needed = MinimumOf(rule);
+      if (used < needed) cache.provisional_limits.push_back({limit, used, needed});
+      continue;
     }
     Append(cache.control_limits, row.F_PART, row.F_TEST_, limit,
            [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });

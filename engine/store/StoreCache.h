@@ -93,6 +93,7 @@ class StoreCache {
   std::map<std::string, std::string, std::less<>> settings;
   ByPartAndTest<API_CCSpecLim> spec_limits;
   ByPartAndTest<ControlLimit> control_limits;
+  std::vector<catalogue::ProvisionalLimit> provisional_limits;
   ByPartAndTest<API_CCDefOpp> opportunities;
   ByPartAndTest<API_CANccLim8> net_contents;
   std::vector<Phase> phases;  // by start
