@@ -384,7 +384,7 @@ const std::vector<std::string>& MoveTexts() {
 }
 
 std::string SamePoliciesText(ItemKind kind) {
-  if (!IsOfStreams(kind)) return {};
+  if (!catalogue::IsOfStream(kind)) return {};
   std::string text =
       "SELECT a.id, a.rule FROM baseline_policy a WHERE EXISTS (SELECT 1 FROM baseline_policy b "
       "WHERE true";
