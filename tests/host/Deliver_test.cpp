@@ -151,7 +151,7 @@ TEST_F(DeliverTest, ACertificateThatNobodyVouchesForIsRefused) {
   waitpid(server, nullptr, 0);
 }
 
-TEST_F(DeliverTest, KilledTwentyTimesNothingIsLost) { KillAtRandom(20, 1); }
+TEST_F(DeliverTest, KilledTenTimesNothingIsLost) { KillAtRandom(10, 1); }
 
 #else
 
