@@ -2,6 +2,7 @@
 #include "engine/record/Recorder.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <map>
 #include <utility>
@@ -54,30 +55,6 @@ void CheckAgreement(std::span<const NewRecord> records) {
       if (record.*member != first.*member) refuse(field);
     }
     if (record.time != first.time) refuse("time");
-  }
-}
-
-// Judges what was written. An alarm is given to the answer, one for each record, of its last
-// subgroup, else to the last one of its stream.
-void Judge(log::Writing& writing, const RecordWriter& writer,
-           const std::vector<Recorded*>& answers) {
-  alarms::TouchedStreams touched;
-  for (const auto& placed : writer.Records()) {
-    const auto& subgroup = writer.SubgroupOf(placed);
-    touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
-  }
-  for (auto& alarm : alarms::Judge(writing, touched.All())) {
-    Recorded* taker = nullptr;
-    for (std::size_t i = 0; i < answers.size(); ++i) {
-      const auto& stream = *writer.Records()[i].record->stream;
-      if (stream.part != alarm.part || stream.process != alarm.process ||
-          stream.test != alarm.test) {
-        continue;
-      }
-      taker = answers[i];
-      if (taker->subgroup == alarm.last_subgroup) break;
-    }
-    if (taker != nullptr) taker->alarms.push_back(std::move(alarm));
   }
 }
 
@@ -175,14 +152,14 @@ bool Recorder::ServeTogether(const Calls& calls) {
   Open();
   try {
     const auto transaction = Begin();
-    known_->Refresh();
+    if (known_->Refresh()) chart_rows_.Forget();
     for (auto* const call : calls) {
       try {
         call->batch == nullptr ? PerformRecord(*call) : PerformBatch(*call);
       } catch (const Refused&) {
         // Found before anything was written; else what was is to be taken back.
         if (call->has_written && calls.size() > 1) {
-          known_->Forget();
+          Forget();
           return false;
         }
         if (call->has_written) throw;
@@ -196,9 +173,14 @@ bool Recorder::ServeTogether(const Calls& calls) {
     store::NoteWrite();
     return true;
   } catch (...) {
-    known_->Forget();
+    Forget();
     throw;
   }
+}
+
+void Recorder::Forget() {
+  known_->Forget();
+  chart_rows_.Forget();
 }
 
 void Recorder::PerformRecord(Call& call) {
@@ -345,6 +327,34 @@ void Recorder::PerformBatch(Call& call) {
     answer.records[place].alarms.clear();
     const auto found = answer.refused.find(first);
     if (found != answer.refused.end()) answer.refused.emplace(place, found->second);
+  }
+}
+
+// Judges what was written. An alarm is given to the answer, one for each record, of its last
+// subgroup, else to the last one of its stream.
+void Recorder::Judge(log::Writing& writing, const RecordWriter& writer,
+                     const std::vector<Recorded*>& answers) {
+  alarms::TouchedStreams touched;
+  for (const auto& placed : writer.Records()) {
+    const auto& subgroup = writer.SubgroupOf(placed);
+    touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
+  }
+  auto opened = alarms::Judge(writing, touched.All(), chart_rows_);
+  if (opened.empty()) return;
+  using Place = std::array<std::int32_t, 4>;  // part, process, test, subgroup
+  std::map<Place, Recorded*> takers;          // under subgroup 0 the last one of the stream
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    const auto& stream = *writer.Records()[i].record->stream;
+    for (const auto subgroup : {0, answers[i]->subgroup}) {
+      takers[{stream.part, stream.process, stream.test, subgroup}] = answers[i];
+    }
+  }
+  for (auto& alarm : opened) {
+    Place place{alarm.part, alarm.process, alarm.test, alarm.last_subgroup};
+    auto found = takers.find(place);
+    place[3] = 0;
+    if (found == takers.end()) found = takers.find(place);
+    if (found != takers.end()) found->second->alarms.push_back(std::move(alarm));
   }
 }
 

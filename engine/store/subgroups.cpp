@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "engine/store/StreamWalk.h"
 #include "engine/store/columns.h"
 
 namespace orvspc::engine::store {
@@ -198,7 +197,8 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
 }
 
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
-                                        std::span<const SubgroupFacts> subgroups) {
+                                        std::span<const SubgroupFacts> subgroups,
+                                        SealedEnds* ends) {
   std::vector<std::int32_t> ids(subgroups.size());
   if (subgroups.empty()) return ids;
   std::vector<std::size_t> order(subgroups.size());
@@ -246,7 +246,7 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
       streams.push_back(query.Int64(0));
     }
     for (const auto stream : streams) {
-      const auto found = SubgroupsAt(db, stream, times);
+      const auto found = SubgroupsAt(db, stream, times, ends);
       candidates.insert(candidates.end(), found.begin(), found.end());
     }
   }
@@ -351,6 +351,10 @@ void SealBefore(sql::Connection& db, std::int64_t end) {
 }
 
 }  // namespace
+
+bool BeginBlock(std::int32_t first, std::int64_t count) {
+  return first / kBlockSize != (first + count) / kBlockSize || IsFirstOfBlock(first);
+}
 
 void SealSubgroups(sql::Connection& db) {
   constexpr std::int32_t kMaxHotBlocks = 2;

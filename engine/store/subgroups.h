@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "engine/sql/Connection.h"
+#include "engine/store/StreamWalk.h"
 
 // The subgroups themselves: what a person calls them, and of what they are. Hot ones are rows of
 // the table subgroup; once many have come, all whose identifiers differ in the lowest eight bits
@@ -58,7 +59,8 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
 //     times, none of those between.
 //   - A hot one, and a sealed one without measurements, is found by its row.
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
-                                        std::span<const SubgroupFacts> subgroups);
+                                        std::span<const SubgroupFacts> subgroups,
+                                        SealedEnds* ends = nullptr);
 
 // Stores subgroups with new identifiers, in their order, each above all before. Whole blocks are
 // sealed at once; in a database without others each is but the last, whichever of it there are.
@@ -85,6 +87,9 @@ void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup);
 
 // Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
 void SealSubgroups(sql::Connection& db);
+// Whether so many identifiers from the first on begin another block; only then there may be more to
+// seal than before.
+bool BeginBlock(std::int32_t first, std::int64_t count);
 
 // Seals the subgroups with these identifiers, which ascend and have no measurements, and lets them
 // keep their rows.
