@@ -20,8 +20,8 @@
 #include "bench/rounds.h"
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
-#include "engine/alarms/Judge.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/alarms/Judge.h"
 
 namespace {
 

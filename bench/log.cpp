@@ -19,10 +19,10 @@
 #include "bench/product_program.h"
 #include "bench/rounds.h"
 #include "engine/QualityDatabase.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/batch_digest.h"
-#include "engine/store/subgroups.h"
 
 namespace {
 
