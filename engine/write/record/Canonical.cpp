@@ -397,7 +397,7 @@ std::string DigestOf(const CanonicalRecord& record) {
   ObjectText object(text);
   PutValues(text, object, record);
   object.End();
-  system::Sha256 sha;
+  thread_local system::Sha256 sha;
   sha.Add(text);
   return system::HexOf(sha.Finish());
 }

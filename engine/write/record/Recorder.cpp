@@ -27,8 +27,10 @@ constexpr std::size_t kMostTogether = 64;
 // Of what is sent, before a label or a time is given to it.
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
-  system::Sha256 sha;
-  for (const auto& record : records) sha.Add(CanonicalText(CanonicalOf(record)) + "\n");
+  std::string text;
+  for (const auto& record : records) text += CanonicalText(CanonicalOf(record)) + "\n";
+  thread_local system::Sha256 sha;
+  sha.Add(text);
   return system::HexOf(sha.Finish()).substr(0, kDigits);
 }
 
@@ -209,29 +211,34 @@ void Recorder::PerformRecord(Call& call) {
   writer.Write(writing, 0);
   const auto& subgroup = writer.SubgroupOf(writer.Records().front());
   const auto entry = writing.Next();
-  auto digests = log::Json::array();
-  auto beside = log::Json::object();
+  std::string after = R"({"records":[)";
+  std::string descriptors, comments;  // lists, a comma after each element
   for (const auto& placed : writer.Records()) {
     const auto described = writer.Described(placed);
-    digests.push_back({{"test", placed.record->stream->test}, {"digest", DigestOf(described)}});
+    if (!recorded.empty()) after += ',';
+    after.append(R"({"test":)").append(std::to_string(placed.record->stream->test));
+    after.append(R"(,"digest":")").append(DigestOf(described)).append(R"("})");
     recorded.push_back(
         {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
     if (described.comments.empty() && described.descriptors.empty()) continue;
     const auto all = JsonOf(described);
-    for (const auto* const name : {"descriptors", "comments"}) {
-      if (!all.contains(name)) continue;
-      if (beside[name].is_null()) beside[name] = log::Json::array();
-      beside[name].push_back(all[name]);
-    }
+    if (all.contains("descriptors")) descriptors += log::CanonicalText(all["descriptors"]) + ",";
+    if (all.contains("comments")) comments += log::CanonicalText(all["comments"]) + ",";
   }
-  log::Json after = {{"records", std::move(digests)}};
-  after.update(beside);
+  after += ']';
+  for (auto [name, list] : {std::pair("descriptors", &descriptors), {"comments", &comments}}) {
+    if (list->empty()) continue;
+    list->back() = ']';
+    after.append(",\"").append(name).append("\":[").append(*list);
+  }
   if (!key.empty()) {
-    after["key"] = key;
+    after += R"(,"key":)";
+    log::AppendText(after, key);
     DropOldKeys(call.now);
     StoreKey(key, fingerprint, subgroup.id, 0, entry, call.now);
   }
-  writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, log::CanonicalText(after));
+  after += '}';
+  writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, after);
   std::vector<Recorded*> answers;
   for (auto& each : recorded) answers.push_back(&each);
   Judge(writing, writer, answers);
