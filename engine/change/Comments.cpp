@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/change/Comments.h"
 
-#include <algorithm>
-
 #include "engine/change/events.h"
 #include "engine/change/version.h"
 #include "engine/log/Json.h"
+#include "engine/log/texts.h"
 #include "engine/sql/counter.h"
 #include "engine/store/subgroups.h"
 
@@ -29,12 +28,12 @@ struct StoredComment {
 std::string ObjectOf(std::int64_t comment) { return "comment " + std::to_string(comment); }
 
 void CheckText(std::string_view text) {
-  const auto characters = static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & '\xC0') != '\x80'; }));
-  if (characters == 0 || characters > kMaxComment) {
+  log::NeedText("text", text);
+  const auto characters = log::CharactersOf(text);
+  if (characters == 0 || characters > log::kMaxComment) {
     throw Refused("text", "text", std::string(text),
-                  "a comment has 1 to " + std::to_string(kMaxComment) + " characters, this one " +
-                      std::to_string(characters));
+                  "a comment has 1 to " + std::to_string(log::kMaxComment) +
+                      " characters, this one " + std::to_string(characters));
   }
 }
 

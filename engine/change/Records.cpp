@@ -10,6 +10,7 @@
 #include "engine/change/events.h"
 #include "engine/change/version.h"
 #include "engine/log/Json.h"
+#include "engine/log/texts.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWriter.h"
 #include "engine/store/subgroups.h"
@@ -356,6 +357,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
   writing.NeedReason();
   const auto before = Needed(db, which);
   auto later = which;
+  if (change.label && !change.label->empty()) log::NeedName("label", *change.label);
   if (change.time || change.label) {
     if (which.test) {
       throw Refused("test", "test", NameOfTest(db, *which.test),

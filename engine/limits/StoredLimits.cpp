@@ -9,6 +9,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/change/version.h"
 #include "engine/log/Json.h"
+#include "engine/log/texts.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/phases.h"
@@ -233,6 +234,8 @@ std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id) {
 
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed) {
   writing.NeedReason();
+  log::NeedText("rule", request.rule);
+  for (const auto& each : request.exclusions) log::NeedText("exclude", each.reason);
   CheckProposable(request, computed.shown);
   auto& db = writing.Db();
   const auto id = static_cast<std::int32_t>(sql::TakeIds(db, "control_limit"));
