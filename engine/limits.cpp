@@ -4,10 +4,10 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/change_once.h"
-#include "engine/limits/Compute.h"
-#include "engine/limits/Review.h"
-#include "engine/limits/StoredLimits.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/limits/Compute.h"
+#include "engine/write/limits/Review.h"
+#include "engine/write/limits/StoredLimits.h"
 
 // The life of control limits, each call one transaction.
 namespace orvspc {
