@@ -31,8 +31,6 @@ const std::string& TextFor(ItemKind kind) {
   return texts[static_cast<std::size_t>(kind)];
 }
 
-bool IsOfStreams(ItemKind kind) { return kind <= ItemKind::Test; }
-
 struct Two {
   ItemKind kind;
   std::int32_t from = 0, into = 0;
@@ -59,7 +57,7 @@ struct StreamPair {
 };
 
 std::string StreamPairsText(ItemKind kind) {
-  if (!IsOfStreams(kind)) return {};
+  if (!catalogue::IsOfStream(kind)) return {};
   std::string text = "SELECT a.id, coalesce(b.id, 0) FROM stream a LEFT JOIN stream b ON ";
   for (const auto each : {ItemKind::Part, ItemKind::Process, ItemKind::Test}) {
     const std::string column(WordOf(each));
@@ -216,7 +214,7 @@ void Put(sql::Connection& db, std::int64_t stream, const std::vector<StoredRecor
 }
 
 std::string MoveStreamText(ItemKind kind) {
-  return IsOfStreams(kind)
+  return catalogue::IsOfStream(kind)
              ? "UPDATE stream SET " + std::string(WordOf(kind)) + " = ?2 WHERE id = ?1"
              : std::string();
 }
@@ -387,7 +385,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
-  if (!IsOfStreams(kind) && !store::PlaceInContext(kind)) {
+  if (!catalogue::IsOfStream(kind) && !store::PlaceInContext(kind)) {
     throw Refused("kind", word, std::string(from),
                   "items of the kind " + word + " cannot be merged; edit rename gives one a name");
   }
@@ -395,7 +393,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
                 std::string(into)};
   if (two.from == two.into) RefuseTwo(two, "name", "are the same");
   std::vector<TouchedStream> touched;
-  if (IsOfStreams(kind)) {
+  if (catalogue::IsOfStream(kind)) {
     touched = JoinStreamsOf(db, two);
   } else {
     JoinContexts(db, two);

@@ -65,12 +65,14 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
                   {name, kind.columns, options},
                   "import " + name,
                   std::max<std::size_t>(options.most_held, 1),
+                  options.refuse_new_items,
                   sql::TakeIds(connection, "batch")};
   const auto take_line = kind.begin(file);
   while (file.table.Next()) take_line();
   if (file.finish) file.finish();
   file.report.lines = file.table.Lines();
   file.report.new_names += file.names.Added();
+  file.report.new_items = file.names.NewItems();
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options);
