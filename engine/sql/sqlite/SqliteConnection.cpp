@@ -284,6 +284,7 @@ class SqliteConnection final : public Connection {
     return *statement;
   }
   std::size_t PreparedCount() const override { return statements_.size(); }
+  bool Holds(std::string_view /*text*/) const override { return true; }
   void Execute(const std::string& sql) override {
     Check(db_.get(), sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr));
   }

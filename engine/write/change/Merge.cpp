@@ -436,11 +436,7 @@ void MoveRows(sql::Connection& db, const Two& two) {
              two.into)
       .Run();
   sql::Query(db, TextFor<DropText>(two.kind), two.from).Run();
-  sql::Query(db,
-             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
-             "UPDATE SET item = excluded.item",
-             word, two.from_name, two.into)
-      .Run();
+  AddAlias(db, two.kind, two.from_name, two.into);
 }
 
 }  // namespace

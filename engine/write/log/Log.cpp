@@ -9,7 +9,9 @@
 
 #include "engine/schema/schema.h"
 #include "engine/sql/counter.h"
+#include "engine/sql/texts.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "system/Sha256.h"
 #include "system/system.h"
 
@@ -27,7 +29,7 @@ std::int64_t ClockMilliseconds() {
 
 // Looked up once, since each entry has it.
 const std::string& SystemText() {
-  static const auto text = system::UserName() + "@" + system::HostName();
+  static const auto text = sql::MadeStorable(system::UserName() + "@" + system::HostName());
   return text;
 }
 
@@ -46,12 +48,6 @@ std::string NewUuid() {
     text += kDigits[bytes[i] & 0x0F];
   }
   return text;
-}
-
-// Code points of UTF-8.
-std::size_t CharactersOf(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & '\xC0') != '\x80'; }));
 }
 
 void Insert(sql::Connection& db, const Entry& entry) {
@@ -115,7 +111,10 @@ Writing::Writing(sql::Connection& db, Actor actor, std::string reason)
       throw Refused("by", "by", "", "--by: who does this must be named");
     }
   }
-  who_ = actor_.by.empty() ? system::UserName() : actor_.by;
+  who_ = actor_.by.empty() ? sql::MadeStorable(system::UserName()) : actor_.by;
+  if (!actor_.by.empty()) NeedName("by", actor_.by);
+  NeedText("station", actor_.station);
+  NeedText("reason", reason_);
   constexpr std::size_t kMinReason = 3, kMaxReason = 500;
   const auto length = CharactersOf(reason_);
   if (length != 0 && (length < kMinReason || length > kMaxReason)) {

@@ -389,6 +389,7 @@ void Recorder::DropOldKeys(std::int64_t now) {
 
 std::optional<Recorder::Known> Recorder::FindKey(const std::string& key,
                                                  const std::string& fingerprint) {
+  CheckKey(key);
   Known known;
   auto& record = known.record;
   auto& batch = known.batch;
