@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
@@ -169,10 +167,9 @@ void ReviewAfterImport(EmbeddedDatabase& database, const ImportOptions& options,
         ChangeAnd(database, review, [&](store::SqlStore& store, log::Writing& writing) {
           return limits::Review(store, writing, report.streams);
         });
-    // Streams that cannot be reviewed yet are named by a review that somebody asks for.
-    constexpr std::string_view kShown[] = {"proposed", "updated", "withdrawn", "no-cause"};
     for (const auto& each : found) {
-      if (std::ranges::find(kShown, each.code) == std::end(kShown)) continue;
+      // A review that somebody asks for says that.
+      if (each.code == "no-limits") continue;
       report.notes.push_back({"limits-" + each.code, each.text, {}});
     }
   } catch (const std::exception& failure) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/QualityDatabase.h"
+#include "engine/Embedded.h"
+#include "platform/Import.h"
 
 namespace orvspc {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/write/change/Items.h"
+#include "engine/catalogue/References.h"
 #include "engine/write/log/Json.h"
 
 namespace orvspc::engine::change {
@@ -17,8 +17,11 @@ using Names = std::array<std::string_view, kKinds.size()>;
 
 // The names in a text with slashes between them, which names may have, too.
 std::optional<Names> NamesIn(sql::Connection& db, std::string_view text) {
+  static const auto texts = catalogue::TextsByKind([](ItemKind kind) {
+    return "SELECT 1 FROM " + catalogue::TableOf(kind) + " WHERE name = ?1";
+  });
   const auto is = [&](std::size_t place, std::string_view name) {
-    return FindItem(db, kKinds[place], name).has_value();
+    return sql::Query(db, texts[static_cast<std::size_t>(kKinds[place])], name).Step();
   };
   for (auto a = text.find('/'); a != std::string_view::npos; a = text.find('/', a + 1)) {
     if (!is(0, text.substr(0, a))) continue;

@@ -124,7 +124,7 @@ class StreamReview {
   }
   bool FindRow();
   Judged Judge();
-  std::optional<RunOfPoints> FindRun(const std::vector<ListedLimit>& stored);
+  std::vector<RunOfPoints> FindRuns(const std::vector<ListedLimit>& stored);
   std::string Why(const RunOfPoints& run, const std::string& cause) const;
   std::string CauseOfRun(const RunOfPoints& run);
   std::optional<LimitReview> Answer(const RunOfPoints& run, const ListedLimit* waiting);
@@ -183,19 +183,19 @@ Judged StreamReview::Judge() {
   return judged;
 }
 
-// The first run that is long enough, and lasts or lasted for the minimum, unless limits out of it
-// were rejected.
-std::optional<RunOfPoints> StreamReview::FindRun(const std::vector<ListedLimit>& stored) {
-  for (const auto& run : RunsOf(judged_)) {
-    if (std::cmp_less(run.count, policy_.run)) continue;
-    if (run.is_over && std::cmp_less(run.count, policy_.minimum)) continue;
+// Runs that are long enough, and last or lasted for the minimum, unless limits out of them were
+// rejected.
+std::vector<RunOfPoints> StreamReview::FindRuns(const std::vector<ListedLimit>& stored) {
+  auto runs = RunsOf(judged_);
+  std::erase_if(runs, [&](const RunOfPoints& run) {
+    if (std::cmp_less(run.count, policy_.run)) return true;
+    if (run.is_over && std::cmp_less(run.count, policy_.minimum)) return true;
     const auto start = judged_.points[run.first].time;
-    const bool rejected = std::ranges::any_of(stored, [&](const ListedLimit& row) {
+    return std::ranges::any_of(stored, [&](const ListedLimit& row) {
       return IsOfPolicy(row) && row.state == LimitState::Rejected && row.start == start;
     });
-    if (!rejected) return run;
-  }
-  return std::nullopt;
+  });
+  return runs;
 }
 
 // Of the first point of the run or one of those just before it, which may have been judged by
@@ -301,16 +301,29 @@ std::optional<LimitReview> StreamReview::Do() {
     return Said("no-limits", "no control limits in force: orvspc limits propose");
   }
   judged_ = Judge();
-  const auto run = FindRun(stored);
+  const auto runs = FindRuns(stored);
   const auto waiting = std::ranges::find_if(stored, [&](const ListedLimit& row) {
     return row.state == LimitState::Proposed && IsOfPolicy(row);
   });
-  const bool has_waiting = waiting != stored.end();
-  const bool of_run = has_waiting && run && waiting->start == judged_.points[run->first].time;
-  // One that has all its points waits for a person, whatever came after them.
-  if (has_waiting && !of_run && waiting->used < MinimumOf(waiting->rule)) return Withdraw(*waiting);
-  if (!run || (has_waiting && !of_run)) return std::nullopt;
-  return Answer(*run, of_run ? &*waiting : nullptr);
+  if (waiting != stored.end()) {
+    const auto own = std::ranges::find_if(runs, [&](const RunOfPoints& run) {
+      return judged_.points[run.first].time == waiting->start;
+    });
+    if (own != runs.end()) return Answer(*own, &*waiting);
+    // One that has all its points waits for a person, whatever came after them.
+    if (waiting->used < MinimumOf(waiting->rule)) return Withdraw(*waiting);
+    return std::nullopt;
+  }
+  // The first that can be proposed; one that is over and cannot be keeps no later one from it.
+  std::optional<LimitReview> said;
+  for (const auto& run : runs) {
+    auto answer = Answer(run, nullptr);
+    if (!answer) continue;
+    const bool proposed = answer->limit != 0;
+    if (proposed || !said) said = std::move(answer);
+    if (proposed || !run.is_over) break;
+  }
+  return said;
 }
 
 }  // namespace

@@ -222,6 +222,15 @@ TEST_F(ReviewTest, PointsOfAnExcludedPhaseEndARunAndCountForNothing) {
   EXPECT_EQ(Proposed().at(0).used, 8);
 }
 
+TEST_F(ReviewTest, ARunThatIsOverWithoutACauseKeepsNoLaterOneFromBeingProposed) {
+  Add(12, 105.0);
+  Add(12, 95.0);
+  EXPECT_EQ(Code(), "no-cause");
+  AddCause(42);
+  EXPECT_EQ(Code(), "proposed");
+  EXPECT_EQ(Proposed().at(0).start, TimeAt(42));
+}
+
 TEST_F(ReviewTest, LimitsOfAPhaseAreProposedFromItsOwnPoints) {
   Add(6, 100.0);
   AddPhase("Tool B", 36);
