@@ -43,6 +43,13 @@ template <class... Values>
 std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view text,
                                    const Values&... values) {
   return store::Read(database, [&](store::SqlStore&, sql::Connection& db) {
+    const auto holds = [&](const auto& value) {
+      if constexpr (std::is_convertible_v<decltype(value), std::string_view>) {
+        return db.Holds(value);
+      }
+      return true;
+    };
+    if (!(holds(values) && ...)) return std::optional<std::int32_t>();
     sql::Query query(db, text, values...);
     return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
   });

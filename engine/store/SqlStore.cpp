@@ -76,10 +76,11 @@ std::chrono::seconds SqlStore::Patience() {
   return PatienceOf(found == cache_.settings.end() ? std::string_view() : found->second);
 }
 
-std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind kind) {
+std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(
+    sql::TransactionKind kind, std::optional<std::chrono::seconds> patience) {
   const auto begin = [&] {
     auto transaction = kind == sql::TransactionKind::Write
-                           ? BeginWrite(*connection_, Path(), Patience())
+                           ? BeginWrite(*connection_, Path(), patience ? *patience : Patience())
                            : std::make_unique<sql::Transaction>(*connection_, kind);
     Refresh();
     return transaction;
@@ -116,9 +117,10 @@ void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   read();
 }
 
-void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
+void SqlStore::Write(const std::function<void(sql::Connection&)>& work,
+                     std::optional<std::chrono::seconds> patience) {
   const std::lock_guard lock(mutex_);
-  const auto transaction = BeginCurrent(sql::TransactionKind::Write);
+  const auto transaction = BeginCurrent(sql::TransactionKind::Write, patience);
   work(*connection_);
   transaction->Commit();
   NoteWrite();

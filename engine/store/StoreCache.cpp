@@ -54,9 +54,11 @@ std::string OfOneStream(std::string text) {
       order, has_condition ? " AND part = ?1 AND test = ?2" : " WHERE part = ?1 AND test = ?2");
 }
 
-sql::Query LimitRows(sql::Connection& db, std::string_view text, const Stream* only) {
+using PartAndTest = std::pair<std::int32_t, std::int32_t>;
+
+sql::Query LimitRows(sql::Connection& db, std::string_view text, const PartAndTest* only) {
   if (only == nullptr) return {db, text};
-  return {db, text, only->part, only->test};
+  return {db, text, only->first, only->second};
 }
 
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
@@ -73,7 +75,7 @@ void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const
   rows.push_back(row);
 }
 
-void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
@@ -92,7 +94,7 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) 
   }
 }
 
-void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadControlLimits(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, "
@@ -129,7 +131,7 @@ void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* onl
   }
 }
 
-void ReadOpportunities(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadOpportunities(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, test, opportunities, effective FROM opportunity "
@@ -296,17 +298,26 @@ StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadSettings(connection, *this);
 }
 
-StoreCache::StoreCache(sql::Connection& connection, const Stream& only)
-    : streams{only}, connection_(&connection) {
-  contexts.assign(1, Context{});
-  context_ids.assign(1, 0);
-  context_rows.emplace_back();
+StoreCache StoreCache::WithoutStreams(sql::Connection& connection) {
+  StoreCache cache;
+  cache.connection_ = &connection;
+  cache.contexts.assign(1, Context{});
+  cache.context_ids.assign(1, 0);
+  cache.context_rows.emplace_back();
+  cache.phases = ReadPhases(connection);
+  ReadRules(connection, cache);
+  ReadSettings(connection, cache);
+  return cache;
+}
+
+void StoreCache::AddLimits(sql::Connection& connection, std::int32_t part, std::int32_t test) {
+  const PartAndTest only(part, test);
+  spec_limits.erase(only);
+  control_limits.erase(only);
+  opportunities.erase(only);
   ReadSpecLimits(connection, *this, &only);
   ReadControlLimits(connection, *this, &only);
   ReadOpportunities(connection, *this, &only);
-  phases = ReadPhases(connection);
-  ReadRules(connection, *this);
-  ReadSettings(connection, *this);
 }
 
 const std::unordered_map<std::int32_t, std::string>& StoreCache::Names(catalogue::ItemKind kind) {

@@ -13,6 +13,7 @@
 #include "engine/sql/counter.h"
 #include "engine/store/phases.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "platform/TimeText.h"
 
 namespace orvspc::engine::write {
@@ -102,6 +103,7 @@ Phase AddPhase(log::Writing& writing, Phase phase) {
   if (phase.name.find_first_not_of(" \t\r\n") == std::string::npos) {
     throw Refused("name", "name", phase.name, "a phase needs a name");
   }
+  log::NeedName("name", phase.name);
   if (phase.freeze_after != 0 && (phase.freeze_after < kMinFrozen || !phase.Counts())) {
     throw Refused("freeze_after", "freeze_after", std::to_string(phase.freeze_after),
                   phase.Counts() ? "limits freeze after at least 2 points"

@@ -33,8 +33,6 @@ const std::string& TextFor(ItemKind kind) {
   return texts[static_cast<std::size_t>(kind)];
 }
 
-bool IsOfStreams(ItemKind kind) { return kind <= ItemKind::Test; }
-
 struct Two {
   ItemKind kind;
   std::int32_t from = 0, into = 0;
@@ -61,7 +59,7 @@ struct StreamPair {
 };
 
 std::string StreamPairsText(ItemKind kind) {
-  if (!IsOfStreams(kind)) return {};
+  if (!catalogue::IsOfStream(kind)) return {};
   std::string text = "SELECT a.id, coalesce(b.id, 0) FROM stream a LEFT JOIN stream b ON ";
   for (const auto each : {ItemKind::Part, ItemKind::Process, ItemKind::Test}) {
     const std::string column(WordOf(each));
@@ -247,7 +245,7 @@ void Put(sql::Connection& db, std::int64_t stream, const std::vector<StoredRecor
 }
 
 std::string MoveStreamText(ItemKind kind) {
-  return IsOfStreams(kind)
+  return catalogue::IsOfStream(kind)
              ? "UPDATE stream SET " + std::string(WordOf(kind)) + " = ?2 WHERE id = ?1"
              : std::string();
 }
@@ -386,7 +384,7 @@ const std::vector<std::string>& MoveTexts() {
 }
 
 std::string SamePoliciesText(ItemKind kind) {
-  if (!IsOfStreams(kind)) return {};
+  if (!catalogue::IsOfStream(kind)) return {};
   std::string text =
       "SELECT a.id, a.rule FROM baseline_policy a WHERE EXISTS (SELECT 1 FROM baseline_policy b "
       "WHERE true";
@@ -438,11 +436,7 @@ void MoveRows(sql::Connection& db, const Two& two) {
              two.into)
       .Run();
   sql::Query(db, TextFor<DropText>(two.kind), two.from).Run();
-  sql::Query(db,
-             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
-             "UPDATE SET item = excluded.item",
-             word, two.from_name, two.into)
-      .Run();
+  AddAlias(db, two.kind, two.from_name, two.into);
 }
 
 }  // namespace
@@ -452,7 +446,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
-  if (!IsOfStreams(kind) && !store::PlaceInContext(kind)) {
+  if (!catalogue::IsOfStream(kind) && !store::PlaceInContext(kind)) {
     throw Refused("kind", word, std::string(from),
                   "items of the kind " + word + " cannot be merged; edit rename gives one a name");
   }
@@ -460,7 +454,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
                 std::string(into)};
   if (two.from == two.into) RefuseTwo(two, "name", "are the same");
   std::vector<TouchedStream> touched;
-  if (IsOfStreams(kind)) {
+  if (catalogue::IsOfStream(kind)) {
     touched = JoinStreamsOf(db, two);
     DropPolicies(writing, two);
     MoveStreamSettings(writing, kind, from, into);

@@ -12,6 +12,7 @@
 #include "engine/time/calendar.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "engine/write/phases.h"
 #include "platform/Actor.h"
 #include "platform/ChartWord.h"
@@ -233,6 +234,8 @@ std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id) {
 
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed) {
   writing.NeedReason();
+  log::NeedText("rule", request.rule);
+  for (const auto& each : request.exclusions) log::NeedText("exclude", each.reason);
   CheckProposable(request, computed.shown);
   auto& db = writing.Db();
   const auto id = static_cast<std::int32_t>(sql::TakeIds(db, "control_limit"));
