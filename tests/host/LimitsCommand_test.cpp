@@ -174,7 +174,7 @@ TEST_F(LimitsCommand, AnImportProposesWhatWaitsIsDrawnAndWhatChangedIsTold) {
   const auto row = JsonParser(Limits("show 2 --format json").out).Parse();
   EXPECT_EQ(document.At("Streams[0].Provisional[0].Limits[0].CL").number, row.At("Mean").number);
   EXPECT_EQ(row.At("DigestNow").text, row.At("Digest").text);
-  EXPECT_EQ(Run("edit flag #31 --to disabled --reason worn --db q.db").status, 0);
+  EXPECT_EQ(Run("edit flag '#31' --to disabled --reason worn --db q.db").status, 0);
   const auto changed = JsonParser(Limits("show 2 --format json").out).Parse();
   EXPECT_TRUE(changed.At("DataChanged").boolean);
   EXPECT_NE(changed.At("DigestNow").text, changed.At("Digest").text);
