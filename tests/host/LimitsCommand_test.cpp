@@ -153,13 +153,13 @@ TEST_F(LimitsCommand, AnImportProposesWhatWaitsIsDrawnAndWhatChangedIsTold) {
   for (int i = 0; i < 9; ++i) {
     for (int piece = 0; piece < 3; ++piece) {
       text += "Ring,Press A,Diameter,n" + std::to_string(i) + ",2026-02-0" + std::to_string(i + 1) +
-              "," + std::to_string(74.02 + (i * 7 + piece * 5) % 11 / 1000.0) + ",new tool\n";
+              "," + std::to_string(73.98 + (i * 7 + piece * 5) % 11 / 1000.0) + ",new tool\n";
     }
   }
   Write("more.csv", text);
   const auto done = Run("import more.csv --db q.db --by Eve");
   EXPECT_NE(done.err.find("note: Ring / Press A / Diameter: limits 2, provisional: 9 of 12 points; "
-                          "public-health: 9 points above "),
+                          "public-health: 9 points below "),
             std::string::npos)
       << done.err;
   EXPECT_NE(Limits("list").out.find("proposed"), std::string::npos);
@@ -174,7 +174,7 @@ TEST_F(LimitsCommand, AnImportProposesWhatWaitsIsDrawnAndWhatChangedIsTold) {
   const auto row = JsonParser(Limits("show 2 --format json").out).Parse();
   EXPECT_EQ(document.At("Streams[0].Provisional[0].Limits[0].CL").number, row.At("Mean").number);
   EXPECT_EQ(row.At("DigestNow").text, row.At("Digest").text);
-  EXPECT_EQ(Run("edit flag #31 --to disabled --reason worn --db q.db").status, 0);
+  EXPECT_EQ(Run("edit flag '#31' --to disabled --reason worn --db q.db").status, 0);
   const auto changed = JsonParser(Limits("show 2 --format json").out).Parse();
   EXPECT_TRUE(changed.At("DataChanged").boolean);
   EXPECT_NE(changed.At("DigestNow").text, changed.At("Digest").text);
