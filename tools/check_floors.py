@@ -53,7 +53,7 @@ LAYERS = {
     "engine/record": STORE + ["engine/import", "engine/alarms"],
     "engine/change": STORE + ["engine/record"],
     "engine/audit": STORE + ["engine/record"],
-    "engine/alarms": STORE + ["engine/charts"],
+    "engine/alarms": STORE + ["engine/charts", "engine/compliance"],
     "engine/charts": CALCULATION,
     "engine/limits": CALCULATION + ["engine/charts", "engine/change", "engine/log", "engine/sql"],
     "engine/capability": CALCULATION,

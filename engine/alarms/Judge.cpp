@@ -16,6 +16,7 @@
 #include "engine/charts/VariableRun.h"
 #include "engine/log/Json.h"
 #include "engine/store/alarm_rules.h"
+#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/Enumerations.h"
@@ -73,12 +74,14 @@ class StreamJudge {
     mark_ = ReadMark(db_, Of().id);
     ReadRules();
     LeaveOutOld(known);
-    store_.Read(db_, touched_.first, touched_.last, 2 * look_back_);
-    if (!Points().empty()) {
-      // Those that go on into what was read, too.
-      const auto first = std::min(touched_.first.time, Points().front().Sgtm);
-      const auto lowest = std::ranges::min_element(Points(), {}, &API_SubgroupData::Sgrp)->Sgrp;
-      known = ReadAlarms(db_, Of().id, first, lowest);
+    known = Read(touched_.first, touched_.last, std::move(known));
+    const bool is_behind = mark_ && !(*mark_ < touched_.first);
+    if (is_behind && !Points().empty()) {
+      auto [first, last] = EndsOf(known);
+      if (first < touched_.first || touched_.last < last) {
+        known =
+            Read(std::min(first, touched_.first), std::max(last, touched_.last), std::move(known));
+      }
     }
     FindEligible();
     if (std::ranges::count(eligible_, 1) != 0) Judge();
@@ -127,16 +130,48 @@ class StreamJudge {
     touched_.first = {static_cast<std::int32_t>(first), INT32_MIN};
   }
 
+  // Reads the records from first to last and what the rules look at beside them; returns the alarms
+  // that these may be part of.
+  std::vector<Alarm> Read(store::RecordKey first, store::RecordKey last, std::vector<Alarm> known) {
+    store_.Read(db_, first, last, 2 * look_back_);
+    if (Points().empty()) return known;
+    // Those that go on into what was read, too.
+    const auto lowest = std::ranges::min_element(Points(), {}, &API_SubgroupData::Sgrp)->Sgrp;
+    return ReadAlarms(db_, Of().id, std::min(first.time, Points().front().Sgtm), lowest);
+  }
+
+  // Where the alarms of runs begin and end that reach beyond what was read: a run that is corrected
+  // in its middle is judged whole.
+  std::pair<store::RecordKey, store::RecordKey> EndsOf(const std::vector<Alarm>& known) const {
+    auto first = touched_.first, last = touched_.last;
+    const auto front = KeyOf(Points().front()), back = KeyOf(Points().back());
+    for (const auto& each : known) {
+      if (each.state == "withdrawn" || each.first_subgroup == each.last_subgroup) continue;
+      const store::RecordKey begin{each.time, each.first_subgroup};
+      auto end = begin;
+      store::ForEachSubgroup(db_, each.last_subgroup, each.last_subgroup,
+                             [&](const store::SubgroupFacts& subgroup) {
+                               end = {subgroup.time, subgroup.id};
+                             });
+      if (end < front || back < begin) continue;
+      if (begin < front) first = std::min(first, begin);
+      if (back < end) last = std::max(last, end);
+    }
+    return {first, last};
+  }
+
   // Points that may raise an alarm of limits: such as came after their row was in use.
   void FindEligible() {
     const auto& points = Points();
     eligible_.assign(points.size(), 0);
+    rows_.assign(points.size(), -1);
     if (points.empty()) return;
     oldest_ = OldestBehind(points.back().Sgtm);
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(limits_);
     std::map<std::int32_t, std::int64_t> since;
     for (std::size_t i = 0; i < points.size(); ++i) {
       const auto place = effective.PlaceAt(points[i].Sgtm);
+      rows_[i] = place;
       if (place < 0) continue;
       const auto id = limits_[static_cast<std::size_t>(place)].row.Word0;
       const auto [found, is_new] = since.try_emplace(id, 0);
@@ -229,7 +264,8 @@ class StreamJudge {
         goes_on = false;
         continue;
       }
-      if (goes_on && !is_single) {
+      // New limits end a run.
+      if (goes_on && !is_single && rows_[signals.back().last] == rows_[i]) {
         signals.back().last = i;
         ++signals.back().points;
       } else {
@@ -317,7 +353,10 @@ class StreamJudge {
       if (same != nullptr) {
         confirmed.insert(same->event);
         // The rules did not see all that came before the first of these points.
-        if (IsTouched(signal.last) || signal.first > look_back_) Extend(writing_, *same, alarm);
+        if (IsTouched(signal.last) || signal.first > look_back_) {
+          alarm.points = PointsOf(signal, *same);
+          Extend(writing_, *same, alarm);
+        }
         continue;
       }
       if (!IsTouched(signal.last)) continue;
@@ -352,6 +391,18 @@ class StreamJudge {
     return nullptr;
   }
 
+  // The points of an alarm that has come to a signal. Those before what was read are known.
+  std::int32_t PointsOf(const Signal& signal, const Alarm& known) const {
+    const auto& points = Points();
+    auto count = static_cast<std::int32_t>(signal.points);
+    if (points[signal.first].Sgrp == known.first_subgroup) return count;
+    auto i = signal.first;
+    for (; i < signal.last && points[i].Sgrp != known.last_subgroup; ++i) {
+      if (points[i].Flag == sfEnabled) --count;
+    }
+    return known.points + count - 1;
+  }
+
   void StoreMark() {
     if (Points().empty()) return;
     const auto newest = KeyOf(Points().back());
@@ -377,6 +428,7 @@ class StreamJudge {
   std::array<std::uint32_t, kGraphs> bits_{};
   std::size_t look_back_ = 3;  // of moving averages
   std::vector<std::uint8_t> eligible_;
+  std::vector<std::ptrdiff_t> rows_;  // of limits, in force at each point
   std::array<std::vector<std::int32_t>, kGraphs> marks_;
   std::int64_t oldest_ = INT64_MIN;
   std::int32_t word_ = 0, limit_row_ = 0;

@@ -25,11 +25,11 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand,  ListCommand,    ChartCommand,  CapabilityCommand, ParetoCommand,
-    DataCommand,    EventsCommand,  StatesCommand, ComplianceCommand, ShowCommand,
-    CopyCommand,    BackupCommand,  CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, ImportsCommand, LogCommand,    PhaseCommand,      LimitsCommand,
-    RecordCommand,  AlarmCommand,   DemoCommand};
+    ImportCommand,  ListCommand,    ChartCommand,        CapabilityCommand, ParetoCommand,
+    DataCommand,    EventsCommand,  StatesCommand,       ComplianceCommand, ShowCommand,
+    CopyCommand,    BackupCommand,  CheckCommand,        SetCommand,        EditCommand,
+    CommentCommand, ImportsCommand, LogCommand,          PhaseCommand,      LimitsCommand,
+    RecordCommand,  AlarmCommand,   CheckSamplesCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 

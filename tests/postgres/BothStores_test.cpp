@@ -42,7 +42,8 @@ constexpr Sample kSamples[] = {
 constexpr std::string_view kFilledByNoImport[] = {
     "phase",         "baseline_policy", "limit_exclusion", "client_key",
     "label_counter", "alias",           "alarm_mark",      "alarm_checkpoint",
-    "alarm",         "sampling_mark",   "outbox",          "delivery"};
+    "alarm",         "sampling_mark",   "missed_sample",   "outbox",
+    "delivery"};
 
 class BothStoresTest : public testing::Test {
  protected:
