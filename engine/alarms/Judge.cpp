@@ -104,6 +104,9 @@ class StreamJudge {
   static store::RecordKey KeyOf(const API_SubgroupData& point) { return {point.Sgtm, point.Sgrp}; }
   bool IsTouched(std::size_t place) const { return !(KeyOf(Points()[place]) < touched_.first); }
 
+  // Whether the rules see all that they look at before a point.
+  bool IsExact(std::size_t place) const { return store_.IsFromStart() || place > look_back_; }
+
   // How far back the rules look that are on.
   void ReadRules() {
     for (std::size_t g = 0; g < kGraphs; ++g) {
@@ -353,7 +356,8 @@ class StreamJudge {
       if (same != nullptr) {
         confirmed.insert(same->event);
         // The rules did not see all that came before the first of these points.
-        if (IsTouched(signal.last) || signal.first > look_back_) {
+        if (IsTouched(signal.last) || IsExact(signal.first) ||
+            alarm.first_subgroup == same->first_subgroup) {
           alarm.points = PointsOf(signal, *same);
           Extend(writing_, *same, alarm);
         }
@@ -378,17 +382,25 @@ class StreamJudge {
   // The alarm that a signal belongs to: one that begins with it, or that it goes on from.
   const Alarm* Find(const Signal& signal, const Alarm& alarm,
                     const std::vector<Alarm>& known) const {
+    const Alarm* withdrawn = nullptr;
     for (const auto& each : known) {
       if (each.graph != alarm.graph || each.rule != alarm.rule) continue;
-      if (each.first_subgroup == alarm.first_subgroup) return &each;
-      // It may have begun where the rules do not see enough of what came before.
+      const bool begins_with_it = each.first_subgroup == alarm.first_subgroup;
+      if (each.state == "withdrawn") {
+        // It comes back only where the rules see all that they look at, or something is new.
+        const bool may_come_back = IsExact(signal.first) || IsTouched(signal.last);
+        if (begins_with_it && may_come_back) withdrawn = &each;
+        continue;
+      }
+      if (begins_with_it) return &each;
+      // It may have begun where they do not see enough of what came before.
       const store::RecordKey begin{each.time, each.first_subgroup};
-      if (signal.first > look_back_ || !(begin < KeyOf(Points()[signal.first]))) continue;
+      if (IsExact(signal.first) || !(begin < KeyOf(Points()[signal.first]))) continue;
       for (auto i = signal.first; i <= signal.last; ++i) {
         if (Points()[i].Sgrp == each.last_subgroup) return &each;
       }
     }
-    return nullptr;
+    return withdrawn;
   }
 
   // The points of an alarm that has come to a signal. Those before what was read are known.
