@@ -25,6 +25,7 @@ WRITERS = {
     "engine/QualityDatabase.cpp",
     "engine/alarms/Judge.cpp",
     "engine/alarms/Life.cpp",
+    "engine/alarms/Samples.cpp",
     "engine/alarms/alarm_rows.cpp",
     "engine/change/Batches.cpp",
     "engine/change/Comments.cpp",
