@@ -20,6 +20,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/store/digest.h"
+#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -37,8 +38,9 @@ class ChangeKillTest : public store::StoreTest {
   // Strikes so often, at moments spread over some steps, unless the steps are at their end.
   void KillAtRandom(int steps, int kills, unsigned seed) {
     const auto reference = folder_.Store("reference.db"), path = folder_.Store("killed.db");
-    Fill(reference);
-    Fill(path);
+    const auto first = folder_.Store("first.db");
+    Fill(first);
+    for (const auto& copy : {reference, path}) QualityDatabase::Open(first).CopyTo(copy);
     std::vector<State> states{StateOf(reference)};
     std::chrono::microseconds taken{};
     for (int step = 0; step < steps; ++step) {
@@ -75,13 +77,13 @@ class ChangeKillTest : public store::StoreTest {
   }
 
  private:
-  static constexpr std::int64_t kNow = 1'773'208'800;  // 2026-03-11T06:00:00Z
   static constexpr int kSubgroups = 40;
 
   // What can be compared between two databases.
   struct State {
-    store::DatabaseDigest digest;
-    std::int64_t entries = 0, alarms = 0, messages = 0, points = 0;
+    std::string values;
+    std::vector<std::pair<std::int32_t, std::string>> labels;
+    std::int64_t rows = 0, limits = 0, entries = 0, alarms = 0, messages = 0, points = 0;
     friend bool operator==(const State&, const State&) = default;
   };
 
@@ -106,12 +108,12 @@ class ChangeKillTest : public store::StoreTest {
   };
 
   void Fill(const std::string& path) const {
-    const time::FixedNow now(kNow - 1000);
+    const time::FixedNow now(start_ - 1000);
     QualityDatabase::Create(path);  // and closes it
     std::string text = "part,process,test,subgroup,time,value\n";
     for (int i = 0; i < kSubgroups; ++i) {
       text += "A,P,T,S" + std::to_string(i) + "," +
-              platform::IsoText(static_cast<std::int32_t>(kNow - 100'000 + i * 60)) + "Z," +
+              platform::IsoText(static_cast<std::int32_t>(start_ - 100'000 + i * 60)) + "Z," +
               std::to_string(9.0 + i * 7 % 20 / 10.0) + "\n";
     }
     const std::pair<const char*, ImportKind> files[] = {
@@ -142,8 +144,8 @@ class ChangeKillTest : public store::StoreTest {
   }
 
   // What a step does follows from its number and from what is stored.
-  static void Take(QualityDatabase& database, int step) {
-    const auto moment = kNow + std::int64_t{step} * 60;
+  void Take(QualityDatabase& database, int step) const {
+    const auto moment = start_ + std::int64_t{step} * 60;
     const time::FixedNow now(moment);
     const int round = step / kKinds;
     const std::int32_t old = 1 + round * 7 % kSubgroups;
@@ -163,7 +165,8 @@ class ChangeKillTest : public store::StoreTest {
         ValueChange change;
         change.tsno = 1;
         change.value = round % 2 == 0 ? 15.0 : 10.1;
-        const auto latest = Number(database, "SELECT max(first_subgroup) FROM alarm");
+        const auto latest =
+            Number(database, "SELECT max(first_subgroup) FROM alarm WHERE state <> 'withdrawn'");
         database.ChangeValue(static_cast<std::int32_t>(latest), 1, change, options);
         break;
       }
@@ -193,7 +196,7 @@ class ChangeKillTest : public store::StoreTest {
       case 8: {
         LimitRequest request;
         request.part = request.process = request.test = 1;
-        request.until = static_cast<std::int32_t>(kNow - 50'000);
+        request.until = static_cast<std::int32_t>(start_ - 50'000);
         request.force = true;
         database.ProposeLimits(request, options);
         break;
@@ -233,8 +236,13 @@ class ChangeKillTest : public store::StoreTest {
     const auto database = QualityDatabase::Open(path);
     State state;
     store::SqlStoreOf(*database.Database())->ReadOrThrow([&](sql::Connection& db) {
-      state.digest = store::DigestOf(db);
+      // Without what says when, since the log has the clock's time.
+      const auto digest = store::DigestOf(db);
+      state.values = digest.values;
+      state.rows = digest.rows;
+      state.labels = store::ReadLabels(db, 1, INT32_MAX);
     });
+    state.limits = Number(database, "SELECT count(*) FROM control_limit WHERE status = 'active'");
     state.entries = Number(database, "SELECT count(*) FROM log");
     state.alarms = Number(database, "SELECT count(*) FROM alarm");
     state.messages = Number(database, "SELECT count(*) FROM outbox");
@@ -252,7 +260,10 @@ class ChangeKillTest : public store::StoreTest {
       ++more;
     } else {
       const auto& wanted = states[next - 1];
-      ASSERT_TRUE(found.digest == wanted.digest) << "after " << done << " steps";
+      ASSERT_EQ(found.values, wanted.values) << "after " << done << " steps";
+      ASSERT_EQ(found.rows, wanted.rows);
+      ASSERT_EQ(found.labels, wanted.labels);
+      ASSERT_EQ(found.limits, wanted.limits);
       ASSERT_EQ(found.entries, wanted.entries);
       ASSERT_EQ(found.alarms, wanted.alarms);
       ASSERT_EQ(found.messages, wanted.messages);
@@ -265,6 +276,7 @@ class ChangeKillTest : public store::StoreTest {
   }
 
   Counter acknowledged_;
+  std::int64_t start_ = CurrentTime() + 1000;  // limits hold from when they were stored
 };
 
 }  // namespace orvspc::engine::change
