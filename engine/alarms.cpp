@@ -2,12 +2,12 @@
 #include <functional>
 
 #include "engine/QualityDatabase.h"
-#include "engine/alarms/Life.h"
-#include "engine/alarms/Samples.h"
-#include "engine/change/Comments.h"
-#include "engine/change/version.h"
 #include "engine/change_once.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/alarms/Life.h"
+#include "engine/write/alarms/Samples.h"
+#include "engine/write/change/Comments.h"
+#include "engine/write/change/version.h"
 
 // The alarms of a database, for hosts.
 namespace orvspc {

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/limits/WindowStore.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "engine/store/phases.h"
+#include "platform/Enumerations.h"
+
+namespace orvspc::engine::limits {
+
+bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
+                         const store::SelectOptions& options, store::DataSet& out) {
+  if (!Behind().Select(info, filter, options, out)) return false;
+  auto excluded = Behind().Phases(0, 0, 0);
+  std::erase_if(excluded, [](const Phase& phase) { return phase.Counts(); });
+  for (auto& subgroup : out.subgroups) {
+    const bool is_excluded = std::ranges::any_of(excluded, [&](const Phase& phase) {
+      return phase.Holds(subgroup.Sgtm) &&
+             store::HoldsFor(phase, subgroup.Part, subgroup.Prcs, subgroup.Test);
+    });
+    if (is_excluded || left_out_.contains(subgroup.Sgrp)) subgroup.Flag = sfDisabled;
+  }
+  if (first_ == 0) return true;
+  std::int32_t counted = 0;
+  std::size_t end = 0;
+  while (end < out.subgroups.size() && counted < first_) {
+    if (out.subgroups[end++].Flag == sfEnabled) ++counted;
+  }
+  if (end == out.subgroups.size()) return true;
+  store::DataSet kept;
+  store::CopySubgroups(out, 0, end, kept);
+  out = std::move(kept);
+  return true;
+}
+
+}  // namespace orvspc::engine::limits
