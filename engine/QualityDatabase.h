@@ -26,6 +26,7 @@
 #include "platform/NewRecord.h"
 #include "platform/ParetoRecords.h"
 #include "platform/Phase.h"
+#include "platform/SamplingCheck.h"
 #include "platform/SelectionRecord.h"
 
 // The data of a quality database, for hosts: what it holds, by name, and how files get into it.
@@ -587,6 +588,10 @@ class QualityDatabase {
   Alarm AcknowledgeAlarm(std::int32_t event, const ChangeOptions& options);
   Alarm CloseAlarm(std::int32_t event, const AlarmClosing& closing, const ChangeOptions& options);
   Alarm ReopenAlarm(std::int32_t event, const ChangeOptions& options);
+
+  // Finds the windows of sampling requirements that are over and have fewer samples than were asked
+  // for: each gets one event, which is withdrawn when the window is filled later. Needs no reason.
+  SamplingCheck CheckSamples(const ChangeOptions& options = {});
 
   // Tells hooks what became of alarms, each message at least once, and says of each hook what
   // became of its messages. One that fails is tried again after 10 s, 1, 5 and 30 min, then hourly

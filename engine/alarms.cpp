@@ -2,8 +2,10 @@
 #include <functional>
 
 #include "engine/QualityDatabase.h"
+#include "engine/change_once.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/alarms/Life.h"
+#include "engine/write/alarms/Samples.h"
 #include "engine/write/change/Comments.h"
 #include "engine/write/change/version.h"
 
@@ -16,23 +18,14 @@ namespace {
 
 Alarm ChangeAlarm(EmbeddedDatabase& database, std::int32_t event, const ChangeOptions& options,
                   const std::function<void(log::Writing&, const Alarm&)>& step) {
-  struct DryRun {};
-  const auto store = store::SqlStoreOf(database);
   Alarm changed;
-  store::Guarded(*store, [&] {
-    try {
-      store->Write(options.actor, options.reason, [&](log::Writing& writing) {
-        auto& db = writing.Db();
-        const auto object = "alarm " + std::to_string(event);
-        const auto alarm = alarms::NeededAlarm(db, event);
-        change::CheckVersion(db, object, object, options.expected);
-        step(writing, alarm);
-        changed = alarms::NeededAlarm(db, event);
-        if (options.dry_run) throw DryRun();
-      });
-    } catch (const DryRun&) {
-      // As asked.
-    }
+  Change(database, options, [&](log::Writing& writing) {
+    auto& db = writing.Db();
+    const auto object = "alarm " + std::to_string(event);
+    const auto alarm = alarms::NeededAlarm(db, event);
+    change::CheckVersion(db, object, object, options.expected);
+    step(writing, alarm);
+    changed = alarms::NeededAlarm(db, event);
   });
   return changed;
 }
@@ -60,6 +53,14 @@ Alarm QualityDatabase::CloseAlarm(std::int32_t event, const AlarmClosing& closin
 
 Alarm QualityDatabase::ReopenAlarm(std::int32_t event, const ChangeOptions& options) {
   return ChangeAlarm(*database_, event, options, alarms::Reopen);
+}
+
+SamplingCheck QualityDatabase::CheckSamples(const ChangeOptions& options) {
+  SamplingCheck found;
+  Change(*database_, options, [&](log::Writing& writing) {
+    found = alarms::CheckSamples(*store::SqlStoreOf(*database_), writing);
+  });
+  return found;
 }
 
 }  // namespace orvspc

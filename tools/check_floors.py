@@ -56,7 +56,7 @@ LAYERS = {
     "engine/store": STORE + ["engine/write/chunks"],
     **{f"engine/{name}": CALCULATION for name in ("charts", "capability", "pareto", "compliance")},
     "engine/write": STORE + ["engine/write/chunks"],
-    "engine/write/alarms": STORE + ["engine/charts"],
+    "engine/write/alarms": STORE + ["engine/charts", "engine/compliance"],
     "engine/write/import": WRITE + ["engine/write/alarms"],
     "engine/write/record": WRITE + ["engine/write/import", "engine/write/alarms"],
     "engine/write/change": WRITE + ["engine/write/record"],

@@ -80,29 +80,18 @@ class Compliance {
     return streams;
   }
 
-  std::vector<SamplingWindow> WindowsOf(const Sampled& sampled,
-                                        std::span<const StateSegment> segments) const {
-    const auto& requirement = *sampled.requirement;
+  std::vector<SamplingWindow> WindowsOf(const Sampled& sampled) const {
     std::vector<TakenSample> samples;
     for (const auto place : sampled.subgroups) {
-      const auto& subgroup = data_.subgroups[place];
-      const auto item = requirement.kind == SamplingKind::Lot   ? subgroup.Lot
-                        : requirement.kind == SamplingKind::Job ? subgroup.Job
-                                                                : 0;
-      samples.push_back({subgroup.Sgtm, item});
+      samples.push_back(SampleOf(*sampled.requirement, data_.subgroups[place]));
     }
-    if (requirement.kind == SamplingKind::Interval) {
-      return IntervalSampling(segments, requirement.valid, requirement.n, requirement.every,
-                              requirement.grace, samples);
-    }
-    return OccasionSampling(segments, requirement.valid, requirement.n,
-                            input_.occasions.at(requirement.id), samples);
+    return compliance::WindowsOf(input_, *sampled.requirement, samples);
   }
 
   void AppendDetails(const Sampled& sampled) {
     const auto& segments = input_.segments.at(sampled.process);
     std::vector<SamplingWindow> windows;
-    if (sampled.requirement != nullptr) windows = WindowsOf(sampled, segments);
+    if (sampled.requirement != nullptr) windows = WindowsOf(sampled);
     const auto due = DueBySegment(segments, windows);
     for (const auto& window : windows) {
       report_.push_back({sampled.requirement->id, sampled.process,

@@ -63,12 +63,17 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
   }
 
   std::vector<SamplingWindow> windows(static_cast<std::size_t>(count));
-  std::size_t at = 0;
+  std::size_t at = 0, begun = 0;
+  const auto clock_at_end = [&](std::size_t of) {
+    return stretches[of].clock + stretches[of].end - stretches[of].start;
+  };
   for (std::int64_t j = 0; j < count; ++j) {
-    const auto end = (j + 1) * every + grace;
-    while (stretches[at].clock + stretches[at].end - stretches[at].start < end) ++at;
-    windows[static_cast<std::size_t>(j)] = {stretches[at].start + end - stretches[at].clock - 1, n,
-                                            0};
+    const auto begin = j * every, end = begin + every + grace;
+    while (clock_at_end(begun) <= begin) ++begun;
+    while (clock_at_end(at) < end) ++at;
+    windows[static_cast<std::size_t>(j)] = {
+        stretches[at].start + end - stretches[at].clock - 1, n, 0,
+        stretches[begun].start + begin - stretches[begun].clock};
   }
   for (const auto& sample : samples) {
     if (sample.time < valid.start || sample.time >= valid.end) continue;
@@ -98,7 +103,7 @@ std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segme
     if (!ran) continue;
     const auto start = std::max(occasion.start, valid.start);
     const auto end = std::min(occasion.end, valid.end);
-    auto& window = windows.emplace_back(SamplingWindow{occasion.end - 1, n, 0});
+    auto& window = windows.emplace_back(SamplingWindow{occasion.end - 1, n, 0, occasion.start});
     for (auto at = std::ranges::lower_bound(samples, start, {}, &TakenSample::time);
          at != samples.end() && at->time < end && window.collected < n; ++at) {
       if (occasion.item == 0 || at->item == occasion.item) ++window.collected;

@@ -38,6 +38,7 @@ struct TakenSample {
 struct SamplingWindow {
   std::int64_t due = 0;  // its last second
   std::int64_t expected = 0, collected = 0;
+  std::int64_t begin = 0;  // its first second; of an interval the next window begins at its own
 };
 
 // n samples in each `every` seconds of running time, taken until `grace` seconds later. Running

@@ -165,4 +165,22 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
   return input;
 }
 
+TakenSample SampleOf(const Requirement& requirement, const API_SubgroupData& subgroup) {
+  const auto item = requirement.kind == SamplingKind::Lot   ? subgroup.Lot
+                    : requirement.kind == SamplingKind::Job ? subgroup.Job
+                                                            : 0;
+  return {subgroup.Sgtm, item};
+}
+
+std::vector<SamplingWindow> WindowsOf(const SamplingInput& input, const Requirement& requirement,
+                                      std::span<const TakenSample> samples) {
+  const auto& segments = input.segments.at(requirement.process);
+  if (requirement.kind == SamplingKind::Interval) {
+    return IntervalSampling(segments, requirement.valid, requirement.n, requirement.every,
+                            requirement.grace, samples);
+  }
+  return OccasionSampling(segments, requirement.valid, requirement.n,
+                          input.occasions.at(requirement.id), samples);
+}
+
 }  // namespace orvspc::engine::compliance

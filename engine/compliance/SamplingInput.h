@@ -42,4 +42,10 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups);
 
+// What a subgroup is to a requirement that covers it.
+TakenSample SampleOf(const Requirement& requirement, const API_SubgroupData& subgroup);
+// The windows of a requirement of the input; samples ascend.
+std::vector<SamplingWindow> WindowsOf(const SamplingInput& input, const Requirement& requirement,
+                                      std::span<const TakenSample> samples);
+
 }  // namespace orvspc::engine::compliance

@@ -17,9 +17,9 @@
 namespace orvspc::engine::hooks {
 namespace {
 
-constexpr std::string_view kWords[] = {kAlarmWord,     "alarm opened",   "alarm acknowledged",
-                                       "alarm closed", "alarm reopened", "alarm withdrawn",
-                                       kLogHeadWord};
+constexpr std::string_view kWords[] = {kAlarmWord,       "alarm opened",      "alarm acknowledged",
+                                       "alarm closed",   "alarm reopened",    "alarm withdrawn",
+                                       "samples missed", "samples withdrawn", kLogHeadWord};
 constexpr std::string_view kKeys[] = {"on",       "part", "process",     "test",   "command",
                                       "argument", "url",  "secret-file", "ca-file"};
 constexpr std::size_t kMaxName = 64, kMaxSecret = 4096;

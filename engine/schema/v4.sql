@@ -110,10 +110,14 @@ CREATE INDEX alarm_by_subgroup ON alarm(stream, last_subgroup);
 -- Events of the subgroups of a chart.
 CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
 
--- Up to when a sampling requirement is judged, and the windows that were short.
+-- Up to when a sampling requirement is judged, and the windows that were short. event is its row
+-- there.
 CREATE TABLE sampling_mark(
-  requirement INTEGER NOT NULL REFERENCES requirement, due INTEGER NOT NULL, event INTEGER,
-  PRIMARY KEY(requirement, due)) WITHOUT ROWID;
+  requirement INTEGER PRIMARY KEY REFERENCES requirement, due INTEGER NOT NULL);
+CREATE TABLE missed_sample(
+  event INTEGER PRIMARY KEY, requirement INTEGER NOT NULL REFERENCES requirement,
+  due INTEGER NOT NULL, is_withdrawn INTEGER NOT NULL DEFAULT 0,
+  revision INTEGER NOT NULL DEFAULT 0, UNIQUE(requirement, due));
 
 -- What is to be told outside, in the order of its making; hooks are not kept in a database.
 CREATE TABLE outbox(

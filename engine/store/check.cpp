@@ -36,6 +36,8 @@ constexpr Link kMoreLinks[] = {
     {"limit_exclusion", "limit_row", "control_limit"},
     {"alarm", "event", "event"},
     {"sampling_mark", "requirement", "requirement"},
+    {"missed_sample", "event", "event"},
+    {"missed_sample", "requirement", "requirement"},
     {"delivery", "outbox", "outbox"},
 };
 

@@ -202,6 +202,33 @@ Conditions LookUp(sql::Connection& connection, const StoreCache& cache, const AP
   return result;
 }
 
+StreamSelection SelectionOf(const StreamIds& stream, std::int32_t start, std::int32_t end) {
+  constexpr std::int32_t kEveryState = 7;
+  StreamSelection selection;
+  auto& info = selection.info;
+  info.DECFGID = -1;
+  info.TimeType = drttStatic;
+  info.TimeStart = start;
+  info.TimeEnd = end;
+  info.Status = kEveryState;
+  const std::pair<catalogue::ItemKind, std::int32_t> wanted[] = {
+      {catalogue::ItemKind::Part, stream.part},
+      {catalogue::ItemKind::Process, stream.process},
+      {catalogue::ItemKind::Test, stream.test}};
+  for (const auto& kind : kFilterKinds) {
+    info.*kind.type = ftUnlimited;
+    std::vector<std::int32_t> block{0, 0};
+    for (const auto& [which, id] : wanted) {
+      if (which != kind.kind || id == 0) continue;
+      info.*kind.type = ftItemList;
+      block = {0, 1, id};
+    }
+    selection.filter.insert(selection.filter.end(), block.begin(), block.end());
+  }
+  selection.filter.insert(selection.filter.end(), {0, 0});  // no further descriptors
+  return selection;
+}
+
 bool HasTimeBounds(const API_DSInfo& info) {
   if (info.TimeType == drttStatic) return true;
   const bool is_known = info.TimeType == drttMostRecent || info.TimeType == drttCurrent ||

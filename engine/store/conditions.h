@@ -46,6 +46,15 @@ struct FlatFilter {
 // are none of the known forms.
 FlatFilter ReadFilter(const API_DSInfo& info, std::span<const std::int32_t> cells);
 
+// The selection of all that streams have in every state between two times, both ends belonging to
+// it; 0 in the place of a part, process or test is any. The start time::kNoStamp is open, the end
+// time::kNoStamp, too.
+struct StreamSelection {
+  API_DSInfo info{};
+  std::vector<std::int32_t> filter;
+};
+StreamSelection SelectionOf(const StreamIds& stream, std::int32_t start, std::int32_t end);
+
 // Ascending identifiers; empty optional: every one.
 using Identifiers = std::optional<std::vector<std::int32_t>>;
 

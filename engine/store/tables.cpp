@@ -99,7 +99,8 @@ constexpr Table kTables[] = {
      "event:i stream>stream graph:i rule:i first_subgroup:i last_subgroup:i points:i state:t "
      "is_late:i detected:i revision:i",
      TableUse::History},
-    {"sampling_mark", "requirement:i due:i event:i", TableUse::History},
+    {"sampling_mark", "requirement:i due:i", TableUse::History},
+    {"missed_sample", "event:i requirement:i due:i is_withdrawn:i revision:i", TableUse::History},
     {"outbox", "id event:i revision:i made:i message:t", TableUse::History},
     {"delivery", "outbox:i hook:t state:t tries:i next:i error:t", TableUse::History},
 };

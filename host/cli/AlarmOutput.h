@@ -10,7 +10,7 @@
 // How commands show alarms, and what they return where there are any.
 namespace orvspc::cli {
 
-inline constexpr int kAlarmStatus = 3;
+inline constexpr int kAlarmStatus = 3, kEmptyStatus = 4;
 inline constexpr Option kExitCode{"exit-code", nullptr, "exit with 3 where there is a new alarm"};
 
 // "alarm 12: Ring / Press A / Diameter, graph 1: 1 point beyond 3 sigma, #4711"

@@ -39,15 +39,19 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
   IncludeTests(*run.select, test_types);
   const Outcome outcome = analyse(run);
   const std::string why = run.why_empty.empty() ? "no data selected" : run.why_empty;
-  if (outcome.empty && format == "html" && !arguments.Has(kAllowEmpty))
-    throw Refusal(why + "; --allow-empty writes the page all the same");
+  if (outcome.empty && format == "html" && !arguments.Has(kAllowEmpty)) {
+    const auto refusal = why + "; --allow-empty writes the page all the same";
+    if (outcome.status == 0) throw Refusal(refusal);
+    console.err << PlainText(refusal) << "\n";
+    return outcome.status;
+  }
   if (outcome.empty && format != "text") console.err << PlainText(why) << "\n";
   Deliver(arguments, console, outcome.text);
   NotesToDeliver().clear();
   for (const auto& note : outcome.notes)
     if (format == "text" || note.text != why)
       console.err << PlainText("note: " + note.Sentence()) << "\n";
-  return 0;
+  return outcome.status;
 }
 
 std::vector<Note>& NotesToDeliver() {

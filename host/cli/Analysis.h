@@ -70,13 +70,14 @@ struct Outcome {
   bool empty;        // no data were selected
   // Those that the text has no place for.
   std::vector<Note> notes = {};
+  int status = 0;  // what the program exits with
 };
 
 inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
 
 // Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
-// with what has no place in it on standard error. Returns the exit status 0. Refusal, and no page
-// is written, when nothing was selected and --allow-empty was not given.
+// with what has no place in it on standard error. Returns the exit status. No page is written, and
+// the status is 1 in place of 0, when nothing was selected and --allow-empty was not given.
 int RunAnalysis(const Arguments& arguments, Console& console, const Formats& formats,
                 const Number& maximum, std::int32_t test_types,
                 const std::function<Outcome(Analysis&)>& analyse);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "chart/CCAnalysis.h"
+#include "host/cli/AlarmOutput.h"
 #include "host/cli/Analysis.h"
 #include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
@@ -41,9 +42,17 @@ constexpr Real kAql{
     100.0};
 constexpr Real kProducerRisk{
     {"producer-risk", "PERCENT", "attribute charts: risk of the same", "10"}, 99.0};
-constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,   kGraph3, kRules,
-                               kGroupBy,      kGroupThreshold, kCusum,    kEwma,   kAql,
-                               kProducerRisk, kPhase,          kAllPhases};
+enum class SignalOf { Newest, Any };
+constexpr render::Word kSignalWords[] = {{"newest", static_cast<std::int32_t>(SignalOf::Newest)},
+                                         {"any", static_cast<std::int32_t>(SignalOf::Any)}};
+constexpr Choice<SignalOf> kSignalExit{
+    {"exit-code", "WORD",
+     "exit with 3 where the newest point signals, or with any where any point shown does, and with "
+     "4 where nothing is selected",
+     "", false, kSignalWords, true}};
+constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,    kGraph3,    kRules,
+                               kGroupBy,      kGroupThreshold, kCusum,     kEwma,      kAql,
+                               kProducerRisk, kPhase,          kAllPhases, kSignalExit};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -140,6 +149,27 @@ std::vector<Note> NotesOfOther(std::vector<Note> first, const std::vector<Note>&
   return first;
 }
 
+// Whether a point that counts is marked: by a run rule, or beyond a specification limit.
+bool HasSignal(const render::ChartRead& chart, SignalOf which) {
+  const auto count = chart.subgroups.rows.size();
+  const auto is_marked = [](const std::vector<std::int32_t>& bits, std::size_t point) {
+    return point < bits.size() && bits[point] != 0;
+  };
+  return std::ranges::any_of(chart.graphs, [&](const render::GraphRead& graph) {
+    for (auto i = which == SignalOf::Any ? 0 : count - 1; i < count; ++i) {
+      if (is_marked(graph.oocs, i) || is_marked(graph.ooss, i)) return true;
+    }
+    return false;
+  });
+}
+
+// What the program exits with.
+int StatusOf(const Analysis& run, const render::ChartRead& chart) {
+  if (!run.arguments.Has(kSignalExit)) return 0;
+  if (chart.subgroups.rows.empty()) return kEmptyStatus;
+  return HasSignal(chart, run.arguments.Get(kSignalExit)) ? kAlarmStatus : 0;
+}
+
 Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
   auto [results, report] = Analysed<CCAnalysis>(run.database, run.select, processing);
   if (results->TotalSubgroups() == 0) {
@@ -149,12 +179,16 @@ Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processi
       report.notes = NotesOfOther(first, report.notes, *other);
     }
   }
+  // Deliberate: another chart is read for the status, since what is read is gone from the text.
+  const int status = run.arguments.Has(kSignalExit)
+                         ? StatusOf(run, RunChart(run.database, run.select, processing).chart)
+                         : 0;
   // The result as it is, with nothing read out of it before.
   std::string text = results->GetXML() + "\n";
   const std::int32_t shown = results->TotalSubgroups();
   NoteCut(run, kMax, shown, report.notes);
   if (shown == 0) NoteEmpty(run, kMax, report.notes);
-  return {std::move(text), shown == 0, std::move(report.notes)};
+  return {std::move(text), shown == 0, std::move(report.notes), status};
 }
 
 Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
@@ -170,7 +204,8 @@ Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
   const bool empty = document.chart.subgroups.rows.empty();
   NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
   if (empty) NoteEmpty(run, kMax, document.notes);
-  return {Formatted(std::move(document), run), empty};
+  const int status = StatusOf(run, document.chart);
+  return {Formatted(std::move(document), run), empty, {}, status};
 }
 
 int Run(const Arguments& arguments, Console& console) {
@@ -265,6 +300,8 @@ Command ChartCommand() {
           "Each phase of a stream has limits and run rules of its own; \"orvspc phase\" keeps "
           "phases.\n"
           "--cusum goes with every chart but np and pre-control.\n"
+          "--exit-code=any looks at every point shown; a signal is a run rule or a specification "
+          "limit that marks a point.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg",

@@ -23,7 +23,8 @@ struct Console {
   bool has_progress = false;  // a line of it is shown on err
 };
 
-// words: the command line without the program's name. Exit status: 0 done, 1 failed, 2 misused.
+// words: the command line without the program's name. Exit status: 0 done, 1 failed, 2 misused;
+// with --exit-code 3 an alarm, 4 nothing selected.
 // Nothing is thrown; a failure is one line on err.
 int RunProgram(const std::vector<std::string>& words, Console& console);
 
@@ -58,6 +59,7 @@ Command ShowCommand();
 Command CopyCommand();
 Command BackupCommand();
 Command CheckCommand();
+Command CheckSamplesCommand();
 Command SetCommand();
 Command PhaseCommand();
 Command EditCommand();

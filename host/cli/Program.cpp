@@ -26,11 +26,11 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand,  ListCommand,    ChartCommand,   CapabilityCommand, ParetoCommand,
-    DataCommand,    EventsCommand,  StatesCommand,  ComplianceCommand, ShowCommand,
-    CopyCommand,    BackupCommand,  CheckCommand,   SetCommand,        EditCommand,
-    CommentCommand, ImportsCommand, LogCommand,     PhaseCommand,      LimitsCommand,
-    RecordCommand,  AlarmCommand,   DeliverCommand, DemoCommand};
+    ImportCommand,  ListCommand,    ChartCommand,   CapabilityCommand,   ParetoCommand,
+    DataCommand,    EventsCommand,  StatesCommand,  ComplianceCommand,   ShowCommand,
+    CopyCommand,    BackupCommand,  CheckCommand,   SetCommand,          EditCommand,
+    CommentCommand, ImportsCommand, LogCommand,     PhaseCommand,        LimitsCommand,
+    RecordCommand,  AlarmCommand,   DeliverCommand, CheckSamplesCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 

@@ -96,6 +96,68 @@ TEST_F(AlarmTest, CausesOfDailyWorkAreThoseOfThePareto) {
   EXPECT_EQ(bins[0]["Value"], 2);
 }
 
+TEST_F(AlarmTest, AChartExitsWith3OnASignalInItsNewestPointOrInAny) {
+  const std::string chart = "chart --db q.db --part Ring --test Width ";
+  EXPECT_EQ(Run(chart + "--exit-code").status, 0);
+  Record(1, "14");
+  for (const std::string format : {"text", "json", "xml", "svg", "html"}) {
+    const auto shown = Run(chart + "--format " + format + " --exit-code");
+    EXPECT_EQ(shown.status, 3) << format << shown.err;
+    EXPECT_EQ(shown.out, Run(chart + "--format " + format).out) << format;
+  }
+  EXPECT_EQ(Run(chart).status, 0) << "not asked for";
+  // The moving range of the next one would signal, too.
+  for (const int second : {2, 3}) Record(second, second == 2 ? "12.2" : "10.1");
+  EXPECT_EQ(Run(chart + "--exit-code").status, 0) << "it is no more the newest";
+  EXPECT_EQ(Run(chart + "--exit-code=newest").status, 0);
+  EXPECT_EQ(Run(chart + "--exit-code=any").status, 3);
+  EXPECT_EQ(Run(chart + "--exit-code=any --format xml").status, 3);
+  EXPECT_EQ(Run(chart + "--exit-code=some").status, 2);
+  EXPECT_NE(Run("chart --help").out.find("exit with 3"), std::string::npos);
+}
+
+TEST_F(AlarmTest, AChartOfNothingExitsWith4WhereAsked) {
+  const std::string chart = "chart --db q.db --part Ring --test Width --since 2030-01-01 ";
+  for (const std::string format : {"text", "json", "xml", "svg"}) {
+    EXPECT_EQ(Run(chart + "--exit-code --format " + format).status, 4) << format;
+    EXPECT_EQ(Run(chart + "--format " + format).status, 0) << format;
+  }
+  const auto page = Run(chart + "--exit-code --format html");
+  EXPECT_EQ(page.status, 4);
+  EXPECT_TRUE(page.out.empty());
+  EXPECT_NE(page.err.find("--allow-empty"), std::string::npos);
+  EXPECT_EQ(Run(chart + "--format html").status, 1);
+  EXPECT_EQ(Run(chart + "--format html --exit-code --allow-empty").status, 4);
+}
+
+TEST_F(AlarmTest, SamplesThatAreMissedAreFoundOnceAndFilledLater) {
+  Write("r.csv",
+        "part,process,test,kind,n,minutes,from,to,name\n"
+        "Ring,Press,Width,interval,1,30,2024-01-01T00:00:00Z,2024-01-01T01:00:00Z,Half\n");
+  ASSERT_EQ(Run("import --db q.db r.csv --kind requirements").status, 0);
+  const auto trial = Run("check-samples --db q.db --exit-code --dry-run");
+  EXPECT_EQ(trial.status, 3) << trial.err;
+  const auto found = Run("check-samples --db q.db --exit-code");
+  EXPECT_EQ(found.status, 3) << found.err;
+  EXPECT_EQ(found.out,
+            "event 1: Half, Ring / Press / Width: 0 of 1 sample until 2024-01-01T00:59:59\n"
+            "1 window missed, 0 withdrawn\n");
+  const auto again = Run("check-samples --db q.db --exit-code");
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.out, "0 windows missed, 0 withdrawn\n");
+  EXPECT_NE(Run("events --db q.db").out.find("sampling-violation"), std::string::npos);
+  Write("late.csv",
+        "part,process,test,subgroup,time,value\nRing,Press,Width,9,2024-01-01T00:40:00Z,10\n");
+  ASSERT_EQ(Run("import --db q.db late.csv").status, 0);
+  const auto filled = Run("check-samples --db q.db --format json --exit-code");
+  EXPECT_EQ(filled.status, 0) << filled.err;
+  const auto json = Json::parse(filled.out);
+  EXPECT_TRUE(json["missed"].empty());
+  EXPECT_EQ(json["withdrawn"][0]["Event"], 1);
+  EXPECT_EQ(json["withdrawn"][0]["Requirement"], "Half");
+  EXPECT_EQ(Run("log --db q.db --verify --data").status, 0);
+}
+
 TEST_F(AlarmTest, MisuseIsOneLine) {
   EXPECT_EQ(Run("alarm ack --db q.db").err, "orvspc alarm: which alarm?\n");
   EXPECT_EQ(Run("alarm ack x --db q.db").err, "orvspc alarm: an alarm has a number, not \"x\"\n");

@@ -12,6 +12,7 @@
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/RunRows.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/alarm_rules.h"
 #include "engine/time/calendar.h"
 #include "engine/write/alarms/StreamStore.h"
@@ -70,15 +71,14 @@ class StreamJudge {
     mark_ = ReadMark(db_, Of().id);
     ReadRules();
     LeaveOutOld();
-    store_.Read(db_, touched_.first, touched_.last, 2 * look_back_);
-    auto first = touched_.first.time;
-    auto lowest = INT32_MAX;
-    for (const auto& point : Points()) {
-      first = std::min(first, point.Sgtm);
-      lowest = std::min(lowest, point.Sgrp);
+    auto known = Read(touched_.first, touched_.last);
+    const bool is_behind = mark_ && !(*mark_ < touched_.first);
+    if (is_behind && !Points().empty()) {
+      const auto [first, last] = EndsOf(known);
+      if (first < touched_.first || touched_.last < last) {
+        known = Read(std::min(first, touched_.first), std::max(last, touched_.last));
+      }
     }
-    // Those that go on into what was read, too.
-    const auto known = ReadAlarms(db_, Of().id, first, lowest);
     FindEligible();
     if (std::ranges::count(eligible_, 1) != 0) Judge();
     const auto is_old = [&](const Alarm& each) { return each.time < oldest_; };
@@ -99,6 +99,9 @@ class StreamJudge {
   const std::vector<API_SubgroupData>& Points() const { return store_.Data().subgroups; }
   static store::RecordKey KeyOf(const API_SubgroupData& point) { return {point.Sgtm, point.Sgrp}; }
   bool IsTouched(std::size_t place) const { return !(KeyOf(Points()[place]) < touched_.first); }
+
+  // Whether the rules see all that they look at before a point.
+  bool IsExact(std::size_t place) const { return store_.IsFromStart() || place > look_back_; }
 
   // How far back the rules look that are on.
   void ReadRules() {
@@ -129,15 +132,51 @@ class StreamJudge {
     touched_.first = {static_cast<std::int32_t>(first), INT32_MIN};
   }
 
+  // Reads the records from first to last and what the rules look at beside them; returns the alarms
+  // that these may be part of.
+  std::vector<Alarm> Read(store::RecordKey first, store::RecordKey last) {
+    store_.Read(db_, first, last, 2 * look_back_);
+    auto time = first.time;
+    auto lowest = INT32_MAX;
+    for (const auto& point : Points()) {
+      time = std::min(time, point.Sgtm);
+      lowest = std::min(lowest, point.Sgrp);
+    }
+    // Those that go on into what was read, too.
+    return ReadAlarms(db_, Of().id, time, lowest);
+  }
+
+  // Where the alarms of runs begin and end that reach beyond what was read: a run that is corrected
+  // in its middle is judged whole.
+  std::pair<store::RecordKey, store::RecordKey> EndsOf(const std::vector<Alarm>& known) const {
+    auto first = touched_.first, last = touched_.last;
+    const auto front = KeyOf(Points().front()), back = KeyOf(Points().back());
+    for (const auto& each : known) {
+      if (each.state == "withdrawn" || each.first_subgroup == each.last_subgroup) continue;
+      const store::RecordKey begin{each.time, each.first_subgroup};
+      auto end = begin;
+      store::ForEachSubgroup(db_, each.last_subgroup, each.last_subgroup,
+                             [&](const store::SubgroupFacts& subgroup) {
+                               end = {subgroup.time, subgroup.id};
+                             });
+      if (end < front || back < begin) continue;
+      if (begin < front) first = std::min(first, begin);
+      if (back < end) last = std::max(last, end);
+    }
+    return {first, last};
+  }
+
   // Points that may raise an alarm of limits: such as came after their row was in use.
   void FindEligible() {
     const auto& points = Points();
     eligible_.assign(points.size(), 0);
+    in_force_.assign(points.size(), -1);
     if (points.empty()) return;
     oldest_ = OldestBehind(points.back().Sgtm);
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(limits_);
     for (std::size_t i = 0; i < points.size(); ++i) {
       const auto place = effective.PlaceAt(points[i].Sgtm);
+      in_force_[i] = place;
       if (place < 0) continue;
       const auto id = limits_[static_cast<std::size_t>(place)].row.Word0;
       eligible_[i] = points[i].Sgtm >= rows_.InUseSince(db_, id);
@@ -228,7 +267,8 @@ class StreamJudge {
         goes_on = false;
         continue;
       }
-      if (goes_on && !is_single) {
+      // New limits end a run.
+      if (goes_on && !is_single && in_force_[signals.back().last] == in_force_[i]) {
         signals.back().last = i;
         ++signals.back().points;
       } else {
@@ -316,7 +356,11 @@ class StreamJudge {
       if (same != nullptr) {
         confirmed.insert(same->event);
         // The rules did not see all that came before the first of these points.
-        if (IsTouched(signal.last) || signal.first > look_back_) Extend(writing_, *same, alarm);
+        if (IsTouched(signal.last) || IsExact(signal.first) ||
+            alarm.first_subgroup == same->first_subgroup) {
+          alarm.points = PointsOf(signal, *same);
+          Extend(writing_, *same, alarm);
+        }
         continue;
       }
       if (!IsTouched(signal.last)) continue;
@@ -338,17 +382,37 @@ class StreamJudge {
   // The alarm that a signal belongs to: one that begins with it, or that it goes on from.
   const Alarm* Find(const Signal& signal, const Alarm& alarm,
                     const std::vector<Alarm>& known) const {
+    const Alarm* withdrawn = nullptr;
     for (const auto& each : known) {
       if (each.graph != alarm.graph || each.rule != alarm.rule) continue;
-      if (each.first_subgroup == alarm.first_subgroup) return &each;
-      // It may have begun where the rules do not see enough of what came before.
+      const bool begins_with_it = each.first_subgroup == alarm.first_subgroup;
+      if (each.state == "withdrawn") {
+        // It comes back only where the rules see all that they look at, or something is new.
+        const bool may_come_back = IsExact(signal.first) || IsTouched(signal.last);
+        if (begins_with_it && may_come_back) withdrawn = &each;
+        continue;
+      }
+      if (begins_with_it) return &each;
+      // It may have begun where they do not see enough of what came before.
       const store::RecordKey begin{each.time, each.first_subgroup};
-      if (signal.first > look_back_ || !(begin < KeyOf(Points()[signal.first]))) continue;
+      if (IsExact(signal.first) || !(begin < KeyOf(Points()[signal.first]))) continue;
       for (auto i = signal.first; i <= signal.last; ++i) {
         if (Points()[i].Sgrp == each.last_subgroup) return &each;
       }
     }
-    return nullptr;
+    return withdrawn;
+  }
+
+  // The points of an alarm that has come to a signal. Those before what was read are known.
+  std::int32_t PointsOf(const Signal& signal, const Alarm& known) const {
+    const auto& points = Points();
+    auto count = static_cast<std::int32_t>(signal.points);
+    if (points[signal.first].Sgrp == known.first_subgroup) return count;
+    auto i = signal.first;
+    for (; i < signal.last && points[i].Sgrp != known.last_subgroup; ++i) {
+      if (points[i].Flag == sfEnabled) --count;
+    }
+    return known.points + count - 1;
   }
 
   void StoreMark() {
@@ -377,6 +441,7 @@ class StreamJudge {
   std::array<std::uint32_t, kGraphs> bits_{};
   std::size_t look_back_ = 3;  // of moving averages
   std::vector<std::uint8_t> eligible_;
+  std::vector<std::ptrdiff_t> in_force_;  // rows of limits, at each point
   std::array<std::vector<std::int32_t>, kGraphs> marks_;
   std::int64_t oldest_ = INT64_MIN;
   std::int32_t word_ = 0, limit_row_ = 0;

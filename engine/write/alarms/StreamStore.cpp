@@ -64,6 +64,7 @@ void StreamStore::Read(sql::Connection& db, store::RecordKey first, store::Recor
           start = view.Key();
           return view.Flag() != sfEnabled || ++used < beside;
         });
+    is_from_start_ = used < beside;
   }
   data_ = {};
   std::size_t used = 0;

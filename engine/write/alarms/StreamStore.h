@@ -43,6 +43,9 @@ class StreamStore final : public store::Store {
   // Reads the records from first to last, and so many enabled ones on each side.
   void Read(sql::Connection& db, store::RecordKey first, store::RecordKey last, std::size_t beside);
 
+  // Whether there is nothing before what was read.
+  bool IsFromStart() const { return is_from_start_; }
+
   const store::Stream& Of() const { return stream_; }
   const store::StoreCache& Rows() const { return cache_; }
   const store::DataSet& Data() const { return data_; }
@@ -72,6 +75,7 @@ class StreamStore final : public store::Store {
   const store::StoreCache& cache_;
   const store::Stream& stream_;
   store::DataSet data_;
+  bool is_from_start_ = false;
 };
 
 }  // namespace orvspc::engine::alarms

@@ -11,11 +11,6 @@
 namespace orvspc::engine::alarms {
 namespace {
 
-std::string NameOf(sql::Connection& db, std::string_view text, std::int32_t id) {
-  sql::Query query(db, text, id);
-  return query.Step() ? std::string(query.Text(0)) : std::string();
-}
-
 // By names, for the log and for hooks.
 log::Json JsonOf(sql::Connection& db, const Alarm& alarm) {
   return {{"part", NameOf(db, "SELECT name FROM part WHERE id = ?1", alarm.part)},
@@ -30,6 +25,13 @@ log::Json JsonOf(sql::Connection& db, const Alarm& alarm) {
           {"points", alarm.points}};
 }
 
+}  // namespace
+
+std::string NameOf(sql::Connection& db, std::string_view text, std::int32_t id) {
+  sql::Query query(db, text, id);
+  return query.Step() ? std::string(query.Text(0)) : std::string();
+}
+
 std::int64_t EventName(sql::Connection& db, const std::string& text) {
   sql::Query known(db, "SELECT id FROM event_name WHERE name = ?1", text);
   if (known.Step()) return known.Int64(0);
@@ -37,8 +39,6 @@ std::int64_t EventName(sql::Connection& db, const std::string& text) {
   sql::Query(db, "INSERT INTO event_name(id, name) VALUES(?1, ?2)", id, text).Run();
   return id;
 }
-
-}  // namespace
 
 std::string ObjectOf(const Alarm& alarm) { return "alarm " + std::to_string(alarm.event); }
 
@@ -121,12 +121,9 @@ void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm) {
 void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
   auto& db = writing.Db();
   const bool comes_back = known.state == "withdrawn";
-  if (!comes_back && known.last_subgroup == now.last_subgroup) return;
-  const auto points = known.first_subgroup == now.first_subgroup
-                          ? now.points
-                          : std::max(known.points + 1, now.points);
+  if (!comes_back && known.last_subgroup == now.last_subgroup && known.points == now.points) return;
   sql::Query(db, "UPDATE alarm SET last_subgroup = ?2, points = ?3 WHERE event = ?1", known.event,
-             now.last_subgroup, points)
+             now.last_subgroup, now.points)
       .Run();
   if (!comes_back) return;
   sql::Query(db, "UPDATE event SET flag = ?2 WHERE id = ?1", known.event, NeededCodes(db)).Run();
@@ -153,15 +150,20 @@ void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what) {
   auto& db = writing.Db();
   const auto revision =
       sql::Query(db, "SELECT revision FROM alarm WHERE event = ?1", alarm.event).RunForInt();
-  log::Json message = {{"id", log::IdentityOf(db) + ":" + std::to_string(alarm.event) + ":" +
-                                  std::to_string(revision.value_or(0))},
-                       {"alarm", alarm.event},
-                       {"what", what}};
-  message.update(JsonOf(db, alarm));
-  sql::Query(db,
-             "INSERT INTO outbox(id, event, revision, made, message) VALUES(?1, ?2, ?3, ?4, ?5)",
-             sql::TakeIds(db, "outbox"), alarm.event, revision.value_or(0), writing.Seconds(),
-             log::CanonicalText(message))
+  log::Json says = {{"alarm", alarm.event}, {"what", what}};
+  says.update(JsonOf(db, alarm));
+  TellOf(writing, alarm.event, revision.value_or(0), says);
+}
+
+void TellOf(log::Writing& writing, std::int32_t event, std::int64_t revision,
+            const log::Json& says) {
+  auto& db = writing.Db();
+  log::Json message = {
+      {"id", log::IdentityOf(db) + ":" + std::to_string(event) + ":" + std::to_string(revision)}};
+  message.update(says);
+  sql::Query(
+      db, "INSERT INTO outbox(id, event, revision, made, message) VALUES(?1, ?2, ?3, ?4, ?5)",
+      sql::TakeIds(db, "outbox"), event, revision, writing.Seconds(), log::CanonicalText(message))
       .Run();
 }
 

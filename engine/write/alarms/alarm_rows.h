@@ -3,9 +3,12 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/chunks/chunk.h"
+#include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "platform/Alarm.h"
 
@@ -35,12 +38,21 @@ std::optional<store::RecordKey> ReadMark(sql::Connection& db, std::int64_t strea
 
 // Opens one, which gets its event.
 void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm);
-// It goes on, or is found again after it was withdrawn.
+// It goes on, has come to other points, or is found again after it was withdrawn.
 void Extend(log::Writing& writing, const Alarm& known, const Alarm& now);
 // What it was about is no more; the event stays.
 void Withdraw(log::Writing& writing, const Alarm& alarm);
 
 // Tells hooks of the present state of an alarm.
 void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what);
+
+// A row of the outbox about an event: its identifier, which no other revision of the event has,
+// and what the message says.
+void TellOf(log::Writing& writing, std::int32_t event, std::int64_t revision,
+            const log::Json& says);
+// The identifier of the name of an event, which is made if it is new.
+std::int64_t EventName(sql::Connection& db, const std::string& text);
+// The name of a row; empty where there is none. text asks for it by ?1.
+std::string NameOf(sql::Connection& db, std::string_view text, std::int32_t id);
 
 }  // namespace orvspc::engine::alarms

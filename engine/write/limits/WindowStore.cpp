@@ -34,23 +34,4 @@ bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
   return true;
 }
 
-Window WindowOf(const store::StreamIds& stream, std::int32_t start, std::int32_t end) {
-  Window window;
-  constexpr std::int32_t kEveryState = 7;
-  auto& info = window.info;
-  info.DECFGID = -1;
-  info.TimeType = drttStatic;
-  info.TimeStart = start;
-  info.TimeEnd = end;
-  info.Status = kEveryState;
-  info.AllPart = info.AllProcess = info.AllTest = ftItemList;
-  info.AllJob = info.AllLot = info.AllShift = info.AllEmployee = info.AllCode = ftUnlimited;
-  for (const auto id : {stream.part, stream.process, stream.test}) {
-    window.filter.insert(window.filter.end(), {0, 1, id});
-  }
-  constexpr std::size_t kOtherKinds = 5;
-  window.filter.resize(window.filter.size() + 2 * kOtherKinds + 2);
-  return window;
-}
-
 }  // namespace orvspc::engine::limits

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "engine/store/StoreInFront.h"
+#include "engine/store/conditions.h"
 
 namespace orvspc::engine::limits {
 
@@ -34,11 +35,10 @@ class WindowStore final : public store::StoreInFront {
   std::int32_t first_;
 };
 
-// The selection of one stream from a time up to and with another.
-struct Window {
-  API_DSInfo info{};
-  std::vector<std::int32_t> filter;
-};
-Window WindowOf(const store::StreamIds& stream, std::int32_t start, std::int32_t end);
+// What a window is read by.
+using Window = store::StreamSelection;
+inline Window WindowOf(const store::StreamIds& stream, std::int32_t start, std::int32_t end) {
+  return store::SelectionOf(stream, start, end);
+}
 
 }  // namespace orvspc::engine::limits

@@ -112,7 +112,8 @@ TEST_F(HookFileTest, AKeyThatIsGivenTwice) {
 TEST_F(HookFileTest, AnUnknownOccasion) {
   EXPECT_EQ(RefusalOf("[a]\non = alarm opened, alarm rung"),
             "hooks.conf line 2: on takes alarm, alarm opened, alarm acknowledged, alarm closed, "
-            "alarm reopened, alarm withdrawn, log head, not \"alarm rung\"");
+            "alarm reopened, alarm withdrawn, samples missed, samples withdrawn, log head, not "
+            "\"alarm rung\"");
 }
 TEST_F(HookFileTest, ANameThatIsNone) {
   EXPECT_EQ(RefusalOf("[a"), "hooks.conf line 1: \"[a\" is no [NAME]");

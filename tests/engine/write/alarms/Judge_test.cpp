@@ -3,140 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
-#include <random>
-#include <set>
-#include <tuple>
-
-#include "engine/QualityDatabase.h"
-#include "engine/charts/ChartLibrary.h"
-#include "engine/chunks/subgroups.h"
-#include "engine/sql/counter.h"
-#include "engine/store/alarm_rules.h"
-#include "engine/write/chunks/StreamWriter.h"
-#include "engine/write/chunks/SubgroupWriter.h"
-#include "platform/CtrlChrt6.h"
-#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/alarms/judge_fixture.h"
 
 namespace orvspc::engine::alarms {
 namespace {
-
-using catalogue::ItemKind;
-using store::FlatSelection;
-
-// graph, rule, first and last subgroup
-using Found = std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t, std::int32_t>>;
-
-// One stream with stored limits: mean 10, sigma of the points 1.
-class JudgeTest : public store::StoreTest {
- protected:
-  JudgeTest() {
-    Import("part,process,test,subgroup,time,value\nA,P,T,0,2024-01-01T00:00:00Z,10\n");
-    Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\n", ImportKind::ControlLimits);
-    start_ = CurrentTime() + 60;
-  }
-
-  // Stores a value, as late as its time says, and judges it.
-  std::vector<Alarm> Record(std::int32_t minute, double value) {
-    std::vector<Alarm> opened;
-    Opened()->Write({}, "", [&](log::Writing& writing) {
-      auto& db = writing.Db();
-      const auto id = static_cast<std::int32_t>(sql::TakeIds(db, "subgroup"));
-      const auto time = static_cast<std::int32_t>(start_) + minute * 60;
-      const auto label = std::to_string(id);
-      store::SubgroupWriter subgroups(db);
-      subgroups.Add({id, 1, 1, time, label});
-      subgroups.Flush();
-      store::Measurement record;
-      record.time = time;
-      record.subgroup = id;
-      record.size = 1.0;
-      record.values = std::span(&value, 1);
-      store::StreamWriter writer(db);
-      writer.Write(1, std::span(&record, 1));
-      writer.Finish();
-      const Touched touched{1, {time, id}, {time, id}};
-      opened = Judge(writing, std::span(&touched, 1));
-      latest_ = id;
-    });
-    return opened;
-  }
-  static ChangeOptions Why() {
-    ChangeOptions options;
-    options.reason = "trial run";
-    return options;
-  }
-
-  // Alarms that are not withdrawn.
-  Found Stored() {
-    Found found;
-    Opened()->ReadOrThrow([&](sql::Connection& db) {
-      sql::Query query(db,
-                       "SELECT graph, rule, first_subgroup, last_subgroup FROM alarm "
-                       "WHERE state <> 'withdrawn'");
-      while (query.Step()) {
-        found.emplace(query.Int(0), query.Int(1), query.Int(2), query.Int(3));
-      }
-    });
-    return found;
-  }
-  std::int64_t Count(std::string_view text) {
-    std::int64_t count = 0;
-    Opened()->ReadOrThrow(
-        [&](sql::Connection& db) { count = sql::Query(db, text).RunForInt().value_or(0); });
-    return count;
-  }
-
-  // What one sees on the chart of everything.
-  Found Charted() {
-    charts::ChartLibrary library;
-    FlatSelection all;
-    all.info.Status = 7;
-    auto filter = all.Filter();
-    API_CCVarOptions options{};
-    options.ChartWord = 0x330;
-    Found found;
-    if (library.VLXCRT_VCHART_PROCESS_LT(0, Db().ConnectionHandle(), all.info, filter, options,
-                                         0) == 0) {
-      return found;
-    }
-    const auto points = Select(all.info, all.Filter()).subgroups;
-    const auto rules = Opened()->Rules();
-    for (std::int32_t graph = 1; graph <= 2; ++graph) {
-      std::vector<std::int32_t> marks(points.size());
-      library.VLXCRT_VAR_DATA(0, {marks.data(), sizeof marks[0], marks.size()},
-                              platform::ChartData::OOCs, graph);
-      const auto on =
-          Opened()->AlarmBits(1, 1, 1, graph) & store::ApplicableRules(rules, 0x330, graph);
-      for (const auto& rule : rules) {
-        bool goes_on = false;
-        std::int32_t first = 0, last = 0;
-        const auto end = [&] {
-          if (goes_on) found.emplace(graph, rule.number, first, last);
-          goes_on = false;
-        };
-        for (std::size_t i = 0; i < points.size(); ++i) {
-          if (points[i].Sgtm < start_ || points[i].Flag != sfEnabled) continue;
-          if ((static_cast<std::uint32_t>(marks[i]) & on & 1U << rule.number) == 0) {
-            end();
-            continue;
-          }
-          if (rule.m <= 1) end();
-          if (!goes_on) first = points[i].Sgrp;
-          last = points[i].Sgrp;
-          goes_on = true;
-        }
-        end();
-      }
-    }
-    library.VLXCRT_VAR_END();
-    return found;
-  }
-
-  std::int64_t start_ = 0;
-  std::int32_t latest_ = 0;
-};
 
 TEST_F(JudgeTest, APointBeyondALimitOpensOneAlarmWithItsEvent) {
   EXPECT_TRUE(Record(1, 10.5).empty());
@@ -266,50 +136,56 @@ TEST_F(JudgeTest, CodesThatAreNotNeededStayClosed) {
   EXPECT_EQ(Count("SELECT max(flag) FROM event WHERE type = 1"), 1);
 }
 
-// Whatever came late and was corrected, the alarms are those of somebody who sees the end.
-TEST_F(JudgeTest, AlarmsAreThoseOfTheChartWhateverTheHistory) {
-  for (unsigned seed = 1; seed <= 6; ++seed) {
-    SCOPED_TRACE("history " + std::to_string(seed));
-    std::mt19937 random(seed);
-    const auto below = [&](int n) {
-      return static_cast<std::int32_t>(random() % static_cast<unsigned>(n));
-    };
-    start_ += 8 * 24 * 60 * 60;
-    std::vector<std::int32_t> subgroups;
-    double level = 10.0;
-    for (int i = 0; i < 60; ++i) {
-      if (below(12) == 0) level = 10.0 + (below(7) - 3) / 2.0;
-      const auto kind = below(10);
-      if (kind < 7 || subgroups.empty()) {
-        const auto minute = kind == 6 ? below(60) * 10 + 5 : i * 10;
-        Record(minute, level + (below(2000) - 1000) / 500.0);
-        subgroups.push_back(latest_);
-        continue;
-      }
-      const auto subgroup =
-          subgroups[static_cast<std::size_t>(below(static_cast<int>(subgroups.size())))];
-      try {
-        if (kind == 7) {
-          Data().ChangeFlag({subgroup}, {}, below(2) == 0 ? sfDisabled : sfEnabled, Why());
-        } else if (kind == 8) {
-          ValueChange change;
-          change.tsno = 1;
-          change.value = level + (below(2000) - 1000) / 300.0;
-          Data().ChangeValue(subgroup, 1, change, Why());
-        } else {
-          Data().DeleteSubgroups({subgroup}, {}, Why());
-        }
-      } catch (const Refused&) {
-        // It is deleted already.
-      }
-    }
-    Found stored = Stored(), charted = Charted();
-    const auto is_older = [&](const auto& each) { return std::get<2>(each) < subgroups.front(); };
-    std::erase_if(stored, is_older);
-    std::erase_if(charted, is_older);
-    EXPECT_EQ(stored, charted);
-    EXPECT_FALSE(charted.empty());
+TEST_F(JudgeTest, ABatchThatLengthensALongRunCountsEachOfItsPoints) {
+  for (int i = 1; i <= 60; ++i) Record(i, 10.2);
+  Opened()->Write({}, "", [&](log::Writing& writing) {
+    std::vector<store::RecordKey> keys;
+    for (int i = 61; i <= 65; ++i) keys.push_back(Store(writing, i, 10.2));
+    const Touched touched{1, keys.front(), keys.back()};
+    EXPECT_TRUE(Judge(writing, std::span(&touched, 1)).empty());
+  });
+  const auto all = Stored();
+  const auto run =
+      std::ranges::find_if(all, [](const auto& each) { return std::get<1>(each) == 2; });
+  ASSERT_NE(run, all.end());
+  EXPECT_EQ(std::get<4>(*run), 65 - 8);
+  EXPECT_EQ(all, Charted());
+}
+
+TEST_F(JudgeTest, ACorrectionInTheMiddleOfALongRunIsJudgedWithAllOfIt) {
+  std::vector<std::int32_t> subgroups;
+  for (int i = 1; i <= 120; ++i) {
+    Record(i, 10.2);
+    subgroups.push_back(latest_);
   }
+  EXPECT_EQ(Stored(), Charted());
+  ValueChange change;
+  change.tsno = 1;
+  const std::pair<std::size_t, double> steps[] = {{60, 10.3}, {60, 9.9}, {60, 10.2}, {10, 9.9}};
+  for (const auto& [place, value] : steps) {
+    SCOPED_TRACE(value);
+    change.value = value;
+    Data().ChangeValue(subgroups[place], 1, change, Why());
+    EXPECT_EQ(Stored(), Charted());
+  }
+  Data().DeleteSubgroups({subgroups[70]}, {}, Why());
+  EXPECT_EQ(Stored(), Charted());
+  Record(65, 10.2);
+  EXPECT_EQ(Stored(), Charted()) << "a late one";
+}
+
+TEST_F(JudgeTest, NewLimitsEndARun) {
+  for (int i = 1; i <= 12; ++i) Record(i, 10.9);
+  ChangeLimits(12, 5, 1.0);
+  for (int i = 13; i <= 25; ++i) Record(i, 10.9);
+  EXPECT_EQ(Stored(), Charted());
+  const auto all = Stored();
+  EXPECT_EQ(std::ranges::count_if(all, [](const auto& each) { return std::get<1>(each) == 2; }), 2);
+}
+
+TEST_F(JudgeTest, AlarmsAreThoseOfTheChartWhateverTheHistory) {
+  for (unsigned seed = 1; seed <= 5; ++seed) RunHistory(seed);
+  EXPECT_GT(alarms_, 0U);
 }
 
 }  // namespace

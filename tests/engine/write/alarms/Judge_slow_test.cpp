@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "tests/engine/write/alarms/judge_fixture.h"
+
+namespace orvspc::engine::alarms {
+namespace {
+
+class JudgeSlow : public JudgeTest {};
+
+TEST_F(JudgeSlow, AlarmsOf500HistoriesAreThoseOfTheChart) {
+  for (unsigned seed = 1001; seed <= 1500; ++seed) {
+    RunHistory(seed);
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(alarms_, 5000U);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::alarms
