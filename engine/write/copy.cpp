@@ -15,6 +15,7 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/sql/texts.h"
 #include "engine/store/RowBytes.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/tables.h"
@@ -79,7 +80,7 @@ class StoredRows {
         row_.Number(query.Int64(column));
       }
     }
-    AddRow(sum);
+    sum.Add(row_.Bytes());
   }
   void Add(const SubgroupFacts& subgroup, RowSum& sum) {
     row_.Clear();
@@ -87,7 +88,7 @@ class StoredRows {
       row_.Number(number);
     }
     row_.Text(subgroup.label);
-    AddRow(sum);
+    sum.Add(row_.Bytes());
   }
   void Add(std::int64_t stream, const Measurement& record, RowSum& sum) {
     row_.Clear();
@@ -100,7 +101,7 @@ class StoredRows {
     row_.Number(std::ssize(record.values));
     row_.Append(BytesOf(record.values));
     if (!ArePlain(record.keys)) row_.Append(BytesOf(record.keys));
-    AddRow(sum);
+    sum.Add(row_.Bytes());
   }
 
  private:
@@ -109,14 +110,29 @@ class StoredRows {
     static_assert(std::has_unique_object_representations_v<T> || std::is_floating_point_v<T>);
     return {reinterpret_cast<const char*>(values.data()), values.size_bytes()};
   }
-  void AddRow(RowSum& sum) {
-    sha_.Add(row_.Bytes());
-    sum.Add(sha_.Finish());
-  }
 
   RowBytes row_;
-  system::Sha256 sha_;
 };
+
+// "comment, row 12"; in tables without identifiers by their first number, or by none.
+std::string PlaceOf(const Table& table, std::span<const Column> columns, const sql::Query& row) {
+  const std::string name = "the table " + std::string(table.name);
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const auto kind = columns[i].kind;
+    if (kind == ColumnKind::Real || kind == ColumnKind::Text) continue;
+    const auto word = kind == ColumnKind::Id ? "row" : std::string(columns[i].name);
+    return name + ", " + word + " " + std::to_string(row.Int64(static_cast<int>(i)));
+  }
+  return name;
+}
+
+// Former releases stored such texts in files.
+[[noreturn]] void RefuseText(const std::string& place, std::string_view column,
+                             std::string_view text) {
+  throw std::runtime_error(place + ", " + std::string(column) + ": " + sql::NotStorable(text) +
+                           ", and no server holds that; copy to a file, or correct it first "
+                           "(orvspc comment edit, orvspc edit)");
+}
 
 class Copy {
  public:
@@ -237,7 +253,9 @@ class Copy {
         } else if (kind == ColumnKind::Real) {
           rows->BindReal(column + 1, select.Real(column));
         } else if (kind == ColumnKind::Text) {
-          rows->BindText(column + 1, select.Text(column));
+          const auto text = select.Text(column);
+          if (!to_.Holds(text)) RefuseText(PlaceOf(table, columns, select), columns[i].name, text);
+          rows->BindText(column + 1, text);
         } else {
           rows->BindInt(column + 1, select.Int64(column));
         }
@@ -254,6 +272,9 @@ class Copy {
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
       if (!Takes(each.id)) return;
       stored_.Add(each, taken);
+      if (!to_.Holds(each.label)) {
+        RefuseText("subgroup #" + std::to_string(each.id), "label", each.label);
+      }
       InTarget([&] { writer.Add(each); });
     });
     with_rows_ = SealedWithRows(from_);

@@ -2,6 +2,9 @@
 #include "engine/write/import/import_kind.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "engine/catalogue/nearest.h"
 
 namespace orvspc::engine::import {
 
@@ -42,6 +45,7 @@ ImportNames::Table& ImportNames::Of(catalogue::ItemKind kind) {
     sql::Query query(db_, select[place]);
     while (query.Step()) {
       table.ids.emplace(query.Text(0), query.Int(1));
+      table.last = std::max(table.last, query.Int(1));
       if (query.Int(2) == 0) table.inactive.insert(query.Int(1));
     }
     sql::Query former(db_, select_former[place], catalogue::WordOf(kind));
@@ -100,10 +104,30 @@ std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) 
     }
     return all;
   }();
+  KeepNew(kind, name);
   const auto id = static_cast<std::int32_t>(Add(db_, rows[static_cast<std::size_t>(kind)], name));
   Of(kind).ids.emplace(name, id);
   ++added_;
   return id;
+}
+
+void ImportNames::KeepNew(catalogue::ItemKind kind, std::string_view name) {
+  constexpr std::size_t kMaxKept = 10;
+  if (!catalogue::IsOfStream(kind) || new_items_.size() == kMaxKept) return;
+  NewItem item{kind, std::string(name), {}};
+  const auto& table = Of(kind);
+  for (const auto& [other, id] : table.ids) {
+    if (id > table.last || catalogue::EditDistance(name, other) > 1) continue;
+    if (item.similar.empty() || other < item.similar) item.similar = other;
+  }
+  new_items_.push_back(std::move(item));
+}
+
+std::int32_t ImportFile::Take(std::size_t column, catalogue::ItemKind kind, std::string_view name) {
+  if (refuse_new_items && catalogue::IsOfStream(kind) && !names.Find(kind, name)) {
+    table.Refuse(column, catalogue::NoSuchItem(db, kind, name));
+  }
+  return names.Take(kind, name);
 }
 
 std::array<std::int32_t, 3> ImportFile::Version(std::size_t part, std::size_t test,

@@ -80,6 +80,8 @@ class ImportNames {
   // Adds it when it is new. One that the undoing of a batch left without use is in use again.
   std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
   std::int64_t Added() const { return added_; }
+  // The first ten parts, processes and tests that were added.
+  const std::vector<NewItem>& NewItems() const { return new_items_; }
   // A note for each former name that was found: "A" is now called "B".
   std::vector<Note> Notes() const;
 
@@ -89,13 +91,16 @@ class ImportNames {
     std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> ids;
     std::map<std::string, std::string, std::less<>> former;  // the present names
     std::set<std::int32_t> inactive;
+    std::int32_t last = 0;  // identifier before anything was added
   };
   Table& Of(catalogue::ItemKind kind);
   void Revive(catalogue::ItemKind kind, std::int32_t id);
+  void KeepNew(catalogue::ItemKind kind, std::string_view name);
 
   sql::Connection& db_;
   std::array<Table, catalogue::kItemKinds> tables_;
   std::int64_t added_ = 0;
+  std::vector<NewItem> new_items_;
   std::map<std::string, std::string> renamed_;  // former names that were found
 };
 
@@ -105,6 +110,7 @@ struct ImportFile {
   ImportTable table;
   std::string who;        // "import FILE"
   std::size_t most_held;  // of ImportOptions
+  bool refuse_new_items;  // of ImportOptions
   std::int64_t batch;     // what is imported names it as its own
   std::int64_t made = time::Now();
   ImportNames names{db};
@@ -118,8 +124,10 @@ struct ImportFile {
 
   // Identifier of the name in a column; a new name is added. Refused when empty.
   std::int32_t Item(std::size_t column, catalogue::ItemKind kind) {
-    return names.Take(kind, table.Name(column));
+    return Take(column, kind, table.Name(column));
   }
+  // The same of a name that is known.
+  std::int32_t Take(std::size_t column, catalogue::ItemKind kind, std::string_view name);
   // None when empty.
   Reference OptionalItem(std::size_t column, catalogue::ItemKind kind) {
     return {table.Cell(column).empty() ? 0 : Item(column, kind)};

@@ -222,7 +222,7 @@ std::int32_t ValuesImport::NameCell(std::size_t column, catalogue::ItemKind kind
   if (cell.empty()) return 0;
   auto& memo = memos_[column];
   if (memo.id == 0 || memo.text != cell) {
-    memo.id = file_.names.Take(kind, cell);
+    memo.id = file_.Take(column, kind, cell);
     memo.text = cell;
   }
   return memo.id;
