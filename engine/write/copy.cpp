@@ -6,6 +6,8 @@
 #include <optional>
 #include <span>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -14,8 +16,10 @@
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/sql/texts.h"
+#include "engine/store/RowBytes.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/tables.h"
+#include "engine/write/RowSum.h"
 #include "engine/write/chunks/MeasurementBuffer.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/log/Json.h"
@@ -45,6 +49,70 @@ bool IsAsMade(sql::Connection& db) {
       sql::Query(db, "SELECT max(seq) FROM log").RunForInt().value_or(0) <= 1;
   return has_only_rules && has_first_entry_only && DigestOf(db) == DigestOfNew();
 }
+
+// Tables that are no content but are copied and compared like it.
+constexpr Table kLog{
+    "log",
+    "seq:i at:i who:t system:t station:t operation:t object:t before:t after:t reason:t program:t "
+    "hash:t"};
+constexpr std::string_view kLogText =
+    "SELECT seq, at, who, system, station, operation, object, before, after, reason, program, hash "
+    "FROM log ORDER BY seq";
+constexpr Table kCounter{"counter", "name:t last:i"};
+constexpr std::string_view kCounterText = "SELECT name, last FROM counter";
+constexpr std::string_view kSubgroup = "subgroup", kMeasurement = "measurement";
+
+// Sums of rows as they are stored, with their identifiers, which a copy keeps.
+class StoredRows {
+ public:
+  void Add(const sql::Query& query, std::span<const Column> columns, RowSum& sum) {
+    row_.Clear();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      const auto column = static_cast<int>(i);
+      if (query.IsNull(column)) {
+        row_.Null();
+      } else if (columns[i].kind == ColumnKind::Real) {
+        const auto value = query.Real(column);
+        row_.Real(value == 0.0 ? 0.0 : value);  // as sql::Parameters binds it
+      } else if (columns[i].kind == ColumnKind::Text) {
+        row_.Text(query.Text(column));
+      } else {
+        row_.Number(query.Int64(column));
+      }
+    }
+    sum.Add(row_.Bytes());
+  }
+  void Add(const SubgroupFacts& subgroup, RowSum& sum) {
+    row_.Clear();
+    for (const auto number : {subgroup.id, subgroup.part, subgroup.process, subgroup.time}) {
+      row_.Number(number);
+    }
+    row_.Text(subgroup.label);
+    sum.Add(row_.Bytes());
+  }
+  void Add(std::int64_t stream, const Measurement& record, RowSum& sum) {
+    row_.Clear();
+    for (const std::int64_t number :
+         {stream, std::int64_t{record.time}, std::int64_t{record.subgroup},
+          std::int64_t{record.context}, std::int64_t{record.flag}, record.batch, record.entry}) {
+      row_.Number(number);
+    }
+    row_.Real(record.size);
+    row_.Number(std::ssize(record.values));
+    row_.Append(BytesOf(record.values));
+    if (!ArePlain(record.keys)) row_.Append(BytesOf(record.keys));
+    sum.Add(row_.Bytes());
+  }
+
+ private:
+  template <class T>
+  static std::string_view BytesOf(std::span<const T> values) {
+    static_assert(std::has_unique_object_representations_v<T> || std::is_floating_point_v<T>);
+    return {reinterpret_cast<const char*>(values.data()), values.size_bytes()};
+  }
+
+  RowBytes row_;
+};
 
 // "comment, row 12"; in tables without identifiers by their first number, or by none.
 std::string PlaceOf(const Table& table, std::span<const Column> columns, const sql::Query& row) {
@@ -90,11 +158,11 @@ class Copy {
       }
     });
     CopyLog();
-    for (const auto& table : Tables()) CopyTable(table);
+    for (const auto& table : Tables()) CopyRows(table, SelectStored(table));
     CopySubgroups();
     CopyMeasurements(progress);
     CopyCounters();
-    auto digest = Compare();
+    auto digest = InTarget([&] { return Compare(); });
     InTarget([&] { AddEntry(actor, digest); });
     return digest;
   }
@@ -144,18 +212,17 @@ class Copy {
 
   // In place of the entry that says how the other was made, which keeps its identity.
   void CopyLog() {
-    constexpr Table kLog{
-        "log",
-        "seq:i at:i who:t system:t station:t operation:t object:t before:t after:t reason:t "
-        "program:t hash:t"};
     InTarget([&] {
       to_.KeepAppendOnly("log", "seq", false);
       to_.Execute("DELETE FROM log");
     });
-    CopyRows(kLog,
-             "SELECT seq, at, who, system, station, operation, object, before, after, reason, "
-             "program, hash FROM log ORDER BY seq");
+    CopyRows(kLog, kLogText);
     InTarget([&] { to_.KeepAppendOnly("log", "seq", true); });
+  }
+
+  void CopyCounters() {
+    InTarget([&] { to_.Execute("DELETE FROM counter"); });
+    CopyRows(kCounter, kCounterText);
   }
 
   // Whose copy this is and of which state.
@@ -170,14 +237,14 @@ class Copy {
         .Add("copy", "database", {}, log::CanonicalText(after));
   }
 
-  void CopyTable(const Table& table) { CopyRows(table, SelectStored(table)); }
-
   void CopyRows(const Table& table, std::string_view select_text) {
     const auto columns = ColumnsOf(table);
     sql::Query select(from_, select_text);
     const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
+    auto& taken = taken_[table.name];
     while (select.Step()) {
       if (!Takes(select, columns)) continue;
+      stored_.Add(select, columns, taken);
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto column = static_cast<int>(i);
         const auto kind = columns[i].kind;
@@ -201,18 +268,20 @@ class Copy {
   void CopySubgroups() {
     auto writer =
         InTarget([&] { return SubgroupWriter(to_, SubgroupWriter::Into::EmptyDatabase); });
+    auto& taken = taken_[kSubgroup];
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
       if (!Takes(each.id)) return;
+      stored_.Add(each, taken);
       if (!to_.Holds(each.label)) {
         RefuseText("subgroup #" + std::to_string(each.id), "label", each.label);
       }
       InTarget([&] { writer.Add(each); });
     });
-    auto with_rows = SealedWithRows(from_);
-    std::erase_if(with_rows, [&](std::int32_t id) { return !Takes(id); });
+    with_rows_ = SealedWithRows(from_);
+    std::erase_if(with_rows_, [&](std::int32_t id) { return !Takes(id); });
     InTarget([&] {
       writer.Flush();
-      SealWithRows(to_, with_rows);
+      SealWithRows(to_, with_rows_);
     });
   }
 
@@ -222,44 +291,67 @@ class Copy {
     for (sql::Query query(from_, "SELECT id FROM stream ORDER BY id"); query.Step();) {
       streams.push_back(query.Int64(0));
     }
-    std::int64_t count = 0;
+    auto& taken = taken_[kMeasurement];
     auto buffer = InTarget([&] { return MeasurementBuffer(to_); });
     for (const auto stream : streams) {
-      ForEachRecord(from_, stream, [&](const RecordView& record) {
-        if (!Takes(stream, record.Subgroup())) return;
+      ForEachRecord(from_, stream, [&](const RecordView& view) {
+        if (!Takes(stream, view.Subgroup())) return;
+        const auto record = view.Copy(values_, keys_);
+        stored_.Add(stream, record, taken);
         InTarget([&] { buffer.Add(stream, record); });
-        if (++count % kStep == 0 && progress) progress(count);
+        if (taken.Rows() % kStep == 0 && progress) progress(taken.Rows());
       });
     }
     InTarget([&] { buffer.Flush(); });
   }
 
-  void CopyCounters() {
-    sql::Query counters(from_, "SELECT name, last FROM counter");
-    while (counters.Step()) {
-      InTarget([&] {
-        sql::Query(to_, "UPDATE counter SET last = ?2 WHERE name = ?1", counters.Text(0),
-                   counters.Int64(1))
-            .Run();
-      });
-    }
+  // Reads the copy as it will be committed. Returns its digest.
+  DatabaseDigest Compare() {
+    CompareTable(kLog, kLogText);
+    for (const auto& table : Tables()) CompareTable(table, SelectStored(table));
+    CompareTable(kCounter, kCounterText);
+    RowSum subgroups, measurements;
+    auto digest = DigestOf(
+        to_,
+        [&](std::int64_t stream, const auto& take) {
+          ForEachRecord(to_, stream, [&](const RecordView& view) {
+            const auto record = view.Copy(values_, keys_);
+            stored_.Add(stream, record, measurements);
+            take(record);
+          });
+        },
+        [&](const auto& take) {
+          ForEachSubgroup(to_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
+            stored_.Add(each, subgroups);
+            take(each);
+          });
+        });
+    CompareSum(kSubgroup, subgroups);
+    if (SealedWithRows(to_) != with_rows_)
+      FailAt(kSubgroup, "a row that it is found by is missing");
+    CompareSum(kMeasurement, measurements);
+    return digest;
   }
 
-  DatabaseDigest Compare() {
-    std::vector<double> values;
-    std::vector<RowKey> keys;
-    const auto expected = DigestOf(from_, [&](std::int64_t stream, const auto& take) {
-      ForEachRecord(from_, stream, [&](const RecordView& record) {
-        if (Takes(stream, record.Subgroup())) take(record.Copy(values, keys));
-      });
-    });
-    return InTarget([&] {
-      auto copied = DigestOf(to_);
-      // Comments and descriptors of subgroups that are left out make the rest differ.
-      const bool is_same = copied.values == expected.values && (chosen_ || copied == expected);
-      if (!is_same) throw std::runtime_error("the copy differs from what was copied");
-      return copied;
-    });
+  void CompareTable(const Table& table, std::string_view select_text) {
+    const auto columns = ColumnsOf(table);
+    RowSum copied;
+    for (sql::Query select(to_, select_text); select.Step();) stored_.Add(select, columns, copied);
+    CompareSum(table.name, copied);
+  }
+
+  void CompareSum(std::string_view table, const RowSum& copied) {
+    const auto& taken = taken_[table];
+    if (copied.Rows() != taken.Rows()) {
+      FailAt(table,
+             std::to_string(copied.Rows()) + " rows in place of " + std::to_string(taken.Rows()));
+    }
+    if (copied != taken) FailAt(table, "a row has changed");
+  }
+
+  [[noreturn]] static void FailAt(std::string_view table, const std::string& difference) {
+    throw std::runtime_error("the copy differs from what was copied in table " +
+                             std::string(table) + ": " + difference);
   }
 
   sql::Connection& from_;
@@ -268,6 +360,11 @@ class Copy {
   const std::optional<std::vector<ChosenStream>>& chosen_;
   ChosenSubgroups subgroups_;  // of all streams
   std::map<std::int64_t, std::vector<std::int64_t>> streams_of_test_;
+  StoredRows stored_;
+  std::map<std::string_view, RowSum> taken_;  // by table
+  std::vector<std::int32_t> with_rows_;       // sealed subgroups that keep their rows
+  std::vector<double> values_;
+  std::vector<RowKey> keys_;
 };
 
 }  // namespace

@@ -30,12 +30,12 @@ struct CopyActor {
 // Copies everything that a database holds, or the chosen subgroups and everything else, into one
 // that is as it was made; identifiers stay. The log comes along, with an entry behind it that names
 // the database and the entry that it was copied from; the other keeps its identity. Compares the
-// digests of both at the end. Inside a read transaction of the one and a write transaction of the
-// other, which the caller commits.
+// rows of each table that were copied with those that the other has at the end. Inside a read
+// transaction of the one and a write transaction of the other, which the caller commits.
 //   name_of_to  what failures of the other database begin with
 //   progress    is called with the measurements copied so far
 //   Failures    of what is copied: SqlError, std::runtime_error when a record is damaged; of the
-//               other, which holds something, cannot be written or has another digest in the end:
+//               other, which holds something, cannot be written or has other rows in the end:
 //               platform::ExternalFailure
 DatabaseDigest CopyDatabase(sql::Connection& from, sql::Connection& to,
                             const std::string& name_of_to,

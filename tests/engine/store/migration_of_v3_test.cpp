@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <random>
 #include <string>
-#include <thread>
 
 #include "engine/QualityDatabase.h"
 #include "engine/schema/schema.h"
 #include "engine/store/digest.h"
 #include "engine/write/log/Json.h"
 #include "tests/engine/store/former_file.h"
+#include "tests/engine/store/killed_opening.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/write/import/every_kind.h"
 
@@ -122,16 +118,8 @@ TEST_F(FormerSchema3Test, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
     db_.reset();
     for (const char* end : {"", "-wal", "-shm", "-journal"}) std::filesystem::remove(Path() + end);
     std::filesystem::copy_file(old, Path());
-    const auto child = fork();
-    if (child == 0) _exit(FailureOf([&] { OpenDatabase(Path()); }).empty() ? 0 : 1);
-    const auto delay = whole * Below(random, 1100) / 1000;
-    std::this_thread::sleep_for(delay);
-    kill(child, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+    OpenAndKill(Path(), random, whole);
     former += VersionOf(Path()) == 3 ? 1 : 0;
-    if (WIFEXITED(status)) whole = std::min(whole, delay);
     ExpectForward();
     if (HasFatalFailure()) return;
   }

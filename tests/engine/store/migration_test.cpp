@@ -25,6 +25,7 @@
 #include "platform/TimeText.h"
 #include "tests/engine/limited_device.h"
 #include "tests/engine/store/former_file.h"
+#include "tests/engine/store/killed_opening.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
@@ -175,17 +176,8 @@ TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
     }
     std::filesystem::copy_file(folder_.File("old.db"), Path());
     for (int kills = 1 + Below(random, 2); kills > 0; --kills) {
-      const auto child = fork();
-      if (child == 0) _exit(FailureOf([&] { OpenDatabase(Path()); }).empty() ? 0 : 1);
-      const auto delay = whole * Below(random, 1100) / 1000;
-      std::this_thread::sleep_for(delay);
-      kill(child, SIGKILL);
-      int status = 0;
-      ASSERT_EQ(waitpid(child, &status, 0), child);
-      EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+      OpenAndKill(Path(), random, whole);
       former += version() == 1 ? 1 : 0;
-      // The first time may have been a slow one, after which every kill would come too late.
-      if (WIFEXITED(status)) whole = std::min(whole, delay);
     }
     ExpectAll();
     if (HasFatalFailure()) return;

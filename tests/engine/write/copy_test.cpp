@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/copy.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/write/import/every_kind.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -220,6 +222,165 @@ TEST_F(CopyTest, WhatTheTargetHasNoRoomForIsItsFailure) {
     std::filesystem::remove(path);
     EXPECT_EQ(copy(enough * i / 20).first, path + ": there is no room left on the device") << i;
   }
+}
+
+// --- Whatever is copied is compared --------------------------------------------------------------
+
+class FaultTest : public CopyTest {
+ protected:
+  // At least a row in every table.
+  void FillEveryTable() {
+    for (const auto& [kind, text] : kEveryKind) Import(text, kind);
+    RunSql(Path(), R"(
+      INSERT INTO setting(id, key, value, who, made) VALUES(1, 'decimals', '3', 'me', 1);
+      INSERT INTO phase(id, start, name, who, made) VALUES(1, 0, 'first', 'me', 1);
+      INSERT INTO baseline_policy(id, run, minimum, rule, who, made) VALUES(1, 8, 20, '', 'me', 1);
+      INSERT INTO limit_exclusion(limit_row, subgroup, reason) VALUES(1, 1, 'odd');
+      INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1);
+      INSERT INTO label_counter(part, process, last) VALUES(1, 1, 9);
+      INSERT INTO alias(kind, name, item) VALUES('part', 'former', 1);
+      INSERT INTO alarm_mark(stream, time, subgroup, limit_row, rules) VALUES(1, 5, 1, 1, '1 2');
+      INSERT INTO alarm_checkpoint(stream, graph, time, subgroup, upper, lower)
+        VALUES(1, 1, 5, 1, 0.5, 0);
+      INSERT INTO alarm(event, stream, graph, rule, first_subgroup, last_subgroup, points, state,
+        detected) VALUES(1, 1, 1, 1, 1, 1, 1, 'open', 5);
+      INSERT INTO sampling_mark(requirement, due) VALUES(1, 5);
+      INSERT INTO outbox(id, event, revision, made, message) VALUES(1, 1, 0, 5, '{}');
+      INSERT INTO delivery(outbox, hook, state, tries, next) VALUES(1, 'h', 'waiting', 0, 5))");
+  }
+
+  // Has statements change what was copied, once all of it is there.
+  static void Inject(Connection& to, std::string_view table, const std::string& statements) {
+    // The log can only be added to once it is copied.
+    const std::string after = table == "log" ? "log" : "counter";
+    if (!tests::OnServer()) {
+      to.Execute("CREATE TRIGGER fault AFTER INSERT ON " + after + " BEGIN " + statements +
+                 "; END");
+      return;
+    }
+    to.Execute("CREATE FUNCTION fault() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN " +
+               statements + "; RETURN NULL; END $$");
+    to.Execute("CREATE TRIGGER fault AFTER INSERT ON " + after +
+               " FOR EACH ROW EXECUTE FUNCTION fault()");
+    to.Execute("ALTER TABLE " + after + " ENABLE ALWAYS TRIGGER fault");
+  }
+
+  // Statements that change a cell of each row, one for each column that is no identifier.
+  static std::vector<std::string> ChangesOf(const Table& table) {
+    std::vector<std::string> changes;
+    for (const auto& [name_view, kind, of_table] : ColumnsOf(table)) {
+      const std::string name(name_view);
+      const auto change = "UPDATE " + std::string(table.name) + " SET " + name + " = ";
+      if (kind == ColumnKind::Text) changes.push_back(change + name + " || 'x'");
+      if (kind != ColumnKind::Number && kind != ColumnKind::Real) continue;
+      changes.push_back(change + "coalesce(" + name + ", 0) + 1000");
+    }
+    return changes;
+  }
+
+  // Copies with a fault into a database that stays as it is. Returns the failure.
+  std::string FailureWith(Connection& to, const std::optional<std::vector<ChosenStream>>& chosen,
+                          std::string_view table, const std::string& statements) {
+    std::string failure;
+    Opened()->ReadOrThrow([&](Connection& from) {
+      const Transaction transaction(to, TransactionKind::Write);
+      if (!statements.empty()) Inject(to, table, statements);
+      failure = FailureOf([&] { CopyDatabase(from, to, "copy", chosen, {}, {}); });
+    });
+    return failure;
+  }
+};
+
+TEST_F(FaultTest, ARowThatIsMissingOrChangedInTheCopyIsAFailureThatNamesItsTable) {
+  FillEveryTable();
+  const auto path = folder_.Store("copy.db");
+  OpenDatabase(path, true);
+  const auto to = OpenAnother(path);
+  // So that any row can be taken away.
+  to->Execute(tests::OnServer() ? "SET session_replication_role = replica"
+                                : "PRAGMA foreign_keys=OFF; PRAGMA ignore_check_constraints=ON");
+  const std::optional<std::vector<ChosenStream>> selections[] = {std::nullopt, {{{1, {1}}}}};
+  for (const auto& chosen : selections) {
+    EXPECT_EQ(FailureWith(*to, chosen, "", ""), "");
+    // False where the rules of the columns forbid the fault.
+    const auto is_found = [&](std::string_view table, const std::string& statements,
+                              const std::string& difference) {
+      const auto begin =
+          "copy: the copy differs from what was copied in table " + std::string(table) + ": ";
+      const auto failure = FailureWith(*to, chosen, table, statements);
+      if (failure.find("constraint") != std::string::npos) return false;
+      EXPECT_TRUE(failure.starts_with(begin + difference)) << statements << ": " << failure;
+      return true;
+    };
+    std::vector<Table> tables(Tables().begin(), Tables().end());
+    tables.push_back({"log", "reason:t"});
+    tables.push_back({"counter", "last:i"});
+    for (const auto& table : tables) {
+      const auto remove = "DELETE FROM " + std::string(table.name);
+      EXPECT_TRUE(is_found(table.name, remove, "0 rows in place of ")) << table.name;
+      if (chosen) continue;
+      const auto changes = ChangesOf(table);
+      const bool is_changed = std::ranges::any_of(changes, [&](const std::string& change) {
+        return is_found(table.name, change, "a row has changed");
+      });
+      EXPECT_EQ(is_changed, !changes.empty()) << table.name;
+    }
+    const std::array<const char*, 3> more[] = {
+        {"subgroup", "DELETE FROM subgroup; DELETE FROM subgroup_block", "0 rows in place of "},
+        {"subgroup", "UPDATE subgroup SET label = label || 'x'", "a row has changed"},
+        {"measurement", "DELETE FROM measurement; DELETE FROM measurement_chunk",
+         "0 rows in place of "},
+        {"alias",
+         "INSERT INTO alias(kind, name, item) VALUES('part', 'more', 1) ON CONFLICT DO NOTHING",
+         "2 rows in place of 1"}};
+    for (const auto& [table, fault, difference] : more) {
+      EXPECT_TRUE(is_found(table, fault, difference)) << fault;
+    }
+  }
+}
+
+TEST_F(FaultTest, AChangedValueOfTheCopyIsAFailure) {
+  Import("part,process,test,subgroup,time,value\nA,P,T,1,2024-01-01,5\nB,P,T,1,2024-01-01,6\n");
+  const auto path = folder_.Store("copy.db");
+  OpenDatabase(path, true);
+  std::string other;  // the record of stream 1 with another value
+  {
+    const auto values = std::array{5.5};
+    Opened()->ReadOrThrow([&](Connection& db) {
+      std::vector<double> before;
+      std::vector<RowKey> keys;
+      ForEachRecord(db, 1, [&](const RecordView& view) {
+        auto record = view.Copy(before, keys);
+        record.values = values;
+        ChunkPacker packer;
+        packer.Add(record);
+        std::vector<std::byte> packed;
+        packer.Pack(1, packed);
+        for (const auto byte : packed) {
+          char text[3];
+          std::snprintf(text, sizeof text, "%02x", std::to_integer<unsigned>(byte));
+          other += text;
+        }
+      });
+    });
+  }
+  const auto blob = tests::OnServer() ? "'\\x" + other + "'" : "x'" + other + "'";
+  const auto to = OpenAnother(path);
+  EXPECT_EQ(FailureWith(*to, {}, "",
+                        "UPDATE measurement SET packed = " + blob +
+                            " WHERE stream = 1; UPDATE measurement_chunk SET packed = " + blob +
+                            " WHERE stream = 1"),
+            "copy: the copy differs from what was copied in table measurement: a row has changed");
+}
+
+// A name of a table that no new database counts yet.
+TEST_F(FaultTest, CountersOfMoreTablesAreCopied) {
+  ImportSome();
+  RunSql(Path(), "INSERT INTO counter(name, last) VALUES('later', 7)");
+  const auto path = folder_.Store("copy.db");
+  Data().CopyTo(path);
+  const auto copy = OpenAnother(path);
+  EXPECT_EQ(Query(*copy, "SELECT last FROM counter WHERE name = 'later'").RunForInt(), 7);
 }
 
 // --- Selections and digests ----------------------------------------------------------------------

@@ -2,27 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <random>
 #include <set>
 
-#include "engine/QualityDatabase.h"
-#include "engine/store/digest.h"
 #include "engine/write/log/Json.h"
-#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/change/change_fixture.h"
 
 namespace orvspc::engine::change {
 namespace {
 
 using catalogue::ItemKind;
-
-std::string DigestOf(QualityDatabase data) {
-  std::string digest;
-  store::SqlStoreOf(*data.Database())->ReadOrThrow([&](sql::Connection& db) {
-    digest = store::DigestOf(db).values;
-  });
-  return digest;
-}
 
 // "part A" and so on of all names in use.
 std::set<std::string> NamesInUse(const QualityDatabase& data) {
@@ -38,20 +27,7 @@ std::set<std::string> NamesInUse(const QualityDatabase& data) {
 
 class BatchesTest : public store::StoreTest {
  protected:
-  static ChangeOptions Why() {
-    ChangeOptions options;
-    options.actor.by = "Ann";
-    options.reason = "wrong file";
-    return options;
-  }
-  static std::string RefusalOf(const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const Refused& refused) {
-      return refused.code + ": " + refused.Description();
-    }
-    return {};
-  }
+  static ChangeOptions Why() { return BecauseOf("wrong file"); }
   UndoReport Undo(std::int64_t batch, bool keep_changed = false) {
     return Data().UndoImport(batch, keep_changed, Why());
   }
@@ -105,7 +81,7 @@ TEST_F(BatchesTest, ImportsAreListedTheNewestFirst) {
 
 TEST_F(BatchesTest, UndoingTakesOutWhatWasAdded) {
   Import(kFirst);
-  const auto digest = DigestOf(Data());
+  const auto digest = DigestOf(Db());
   const auto names = NamesInUse(Data());
   const auto batch = Import(kSecond).batch;
   EXPECT_EQ(CountOf("comment"), 2);
@@ -114,7 +90,7 @@ TEST_F(BatchesTest, UndoingTakesOutWhatWasAdded) {
   EXPECT_EQ(report.records, 3);
   EXPECT_EQ(report.kept, 0);
   EXPECT_EQ(report.names, 4) << "part B, test U, lot L2, gage G";
-  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(NamesInUse(Data()), names);
   EXPECT_EQ(CountOf("comment"), 0);
   EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "#1 has values still";
@@ -157,25 +133,25 @@ TEST_F(BatchesTest, WhatWasChangedSinceIsListedAndMayBeKept) {
 
 TEST_F(BatchesTest, ADryRunUndoesNothing) {
   const auto batch = Import(kFirst).batch;
-  const auto digest = DigestOf(Data());
+  const auto digest = DigestOf(Db());
   auto options = Why();
   options.dry_run = true;
   EXPECT_EQ(Data().UndoImport(batch, false, options).records, 2);
-  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(Data().Imports()[0].state, "stored");
 }
 
 TEST_F(BatchesTest, TheEntriesOfAnUndoBringRecordsBackWithTheirTexts) {
   Import(kFirst);
   const auto batch = Import(kSecond).batch;
-  const auto digest = DigestOf(Data());
+  const auto digest = DigestOf(Db());
   Undo(batch);
   auto log = Data().Log();
   std::ranges::reverse(log);
   for (const auto& entry : log) {
     if (entry.operation == "delete") Data().Restore(entry.seq, Why());
   }
-  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(CountOf("comment"), 2);
   EXPECT_EQ(CountOf("subgroup_descriptor"), 2);
 }
@@ -189,12 +165,12 @@ TEST_F(BatchesTest, CommentsThatPeopleWroteStay) {
 
 TEST_F(BatchesTest, AnUndoneFileIsImportedAgain) {
   const auto batch = Import(kFirst).batch;
-  const auto digest = DigestOf(Data());
+  const auto digest = DigestOf(Db());
   const auto names = NamesInUse(Data());
   Undo(batch);
   EXPECT_TRUE(NamesInUse(Data()).empty());
   Import(kFirst);
-  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(NamesInUse(Data()), names);
   Data().SetActive(ItemKind::Lot, "L1", false, Why());
   Import("part,process,test,subgroup,time,value,lot\nA,P,T,9,2024-01-09,1,L1\n");
@@ -232,7 +208,7 @@ TEST_F(BatchesTest, AfterRandomUndoingNothingReminds) {
       import::ImportCsv(folder_.File("again.csv"), *never, ImportKind::Values, {});
     }
   }
-  EXPECT_EQ(DigestOf(Data()), DigestOf(QualityDatabase(never)));
+  EXPECT_EQ(DigestOf(Db()), DigestOf(*never));
   EXPECT_EQ(NamesInUse(Data()), NamesInUse(QualityDatabase(never)));
   ExpectWhole();
 }

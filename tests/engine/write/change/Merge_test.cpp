@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <tuple>
 
-#include "engine/QualityDatabase.h"
-#include "engine/store/digest.h"
-#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/change/change_fixture.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -16,25 +13,9 @@ using catalogue::ItemKind;
 
 class MergeTest : public store::StoreTest {
  protected:
-  static ChangeOptions Why() {
-    ChangeOptions options;
-    options.actor.by = "Ann";
-    options.reason = "two names of one";
-    return options;
-  }
+  static ChangeOptions Why() { return BecauseOf("two names of one"); }
   std::string RefusalOf(ItemKind kind, const char* from, const char* into) {
-    try {
-      Data().Merge(kind, from, into, Why());
-    } catch (const Refused& refused) {
-      return refused.code + ": " + refused.Description();
-    }
-    return {};
-  }
-  std::string DigestOf(EmbeddedDatabase& database) {
-    std::string digest;
-    store::SqlStoreOf(database)->ReadOrThrow(
-        [&](sql::Connection& db) { digest = store::DigestOf(db).values; });
-    return digest;
+    return change::RefusalOf([&] { Data().Merge(kind, from, into, Why()); });
   }
   // What the values are in a database that knew the one name alone.
   std::string DigestOfFile(const std::string& text) {

@@ -2,15 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <random>
 
-#include "engine/QualityDatabase.h"
-#include "engine/store/digest.h"
 #include "engine/write/log/Json.h"
 #include "platform/TimeText.h"
-#include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/change/change_fixture.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -41,17 +38,8 @@ class ChangeTest : public store::StoreTest {
     const auto two = [](int n) { return (n < 10 ? "0" : "") + std::to_string(n); };
     return "2024-01-" + two(1 + i / 24) + "T" + two(i % 24) + ":00:00Z";
   }
-  static ChangeOptions Why() {
-    ChangeOptions options;
-    options.actor.by = "Ann";
-    options.reason = "trial run";
-    return options;
-  }
-  std::string Digest() {
-    std::string digest;
-    Opened()->ReadOrThrow([&](sql::Connection& db) { digest = store::DigestOf(db).values; });
-    return digest;
-  }
+  static ChangeOptions Why() { return BecauseOf("trial run"); }
+  std::string Digest() { return DigestOf(Db()); }
   std::int64_t Head() {
     std::int64_t head = 0;
     Opened()->ReadOrThrow([&](sql::Connection& db) {
@@ -90,15 +78,6 @@ class ChangeTest : public store::StoreTest {
       while (query.Step()) found.push_back(query.Int(0));
     });
     return found;
-  }
-  // "code: text" of what is refused.
-  static std::string RefusalOf(const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const Refused& refused) {
-      return refused.code + ": " + refused.Description();
-    }
-    return {};
   }
   std::vector<double> ValuesOf(std::int32_t subgroup) {
     FlatSelection all;
