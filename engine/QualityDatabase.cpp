@@ -42,7 +42,7 @@ template <class... Values>
 std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view text,
                                    const Values&... values) {
   return store::Read(database, [&](store::SqlStore&, sql::Connection& db) {
-    const auto holds = [&]([[maybe_unused]] const auto& value) {
+    const auto holds = [&](const auto& value) {
       if constexpr (std::is_convertible_v<decltype(value), std::string_view>) {
         return db.Holds(value);
       }
