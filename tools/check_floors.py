@@ -22,7 +22,8 @@ ANALYSES = ["chart", "capability", "pareto", "summary"]
 LIBRARY = SELECT_AND_BELOW + ANALYSES
 
 # What the engine shows: hosts include these of its headers and no other.
-ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
+ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h",
+                    "engine/Webhooks.h"]
 
 SQL = ["platform", "system", "engine/time", "engine/sql"]
 LOG = SQL + ["engine/schema", "engine/catalogue", "engine/write/log"]
@@ -59,6 +60,8 @@ LAYERS = {
     "engine/write/import": WRITE + ["engine/write/alarms"],
     "engine/write/record": WRITE + ["engine/write/import", "engine/write/alarms"],
     "engine/write/change": WRITE + ["engine/write/record"],
+    "engine/hooks": ["platform", "system"],
+    "engine/write/deliver": STORE + ["engine/hooks"],
     "engine/write/limits": WRITE + ["engine/charts", "engine/write/change"],
     "engine/audit": STORE + ["engine/write/record"],
     "engine": ["platform", "system"],
@@ -86,8 +89,9 @@ LAYERS = {
 FLAT = ["engine", "engine/write"]
 # A project of its own, which includes the installed headers.
 CONSUMER = "tests/consumer/"
-# Each database library is named in its folder alone.
-DATABASE_HEADERS = {"sqlite3.h": "engine/sql/sqlite/", "libpq-fe.h": "engine/sql/postgres/"}
+# Each of these libraries is named in its folder alone.
+LIBRARY_HEADERS = {"sqlite3.h": "engine/sql/sqlite/", "libpq-fe.h": "engine/sql/postgres/",
+                   "curl/curl.h": "engine/hooks/curl/"}
 # Written by the build.
 GENERATED = ["host/cli/build_info.h", "host/windows/typelib/orvSPCAnalysis6.h",
              "host/windows/typelib/orvEngine.h",
@@ -127,9 +131,9 @@ def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | No
             return "a file of ours goes in quotes"
         if in_library and not STANDARD.match(target):
             return "the library includes the standard library alone"
-        folder = DATABASE_HEADERS.get(target)
+        folder = LIBRARY_HEADERS.get(target)
         if folder and not name.startswith((folder, "tests/", "bench/")):
-            return f"{folder} alone names the database library"
+            return f"{folder} alone names that library"
         return None
     if target in GENERATED:
         return None
@@ -229,8 +233,8 @@ PLANTED = [
     ({"src/platform/A.h": '#include "platform/Gone.h"\n'}, "no such file"),
     ({"src/platform/B.h": "#include <platform/A.h>\n"}, "goes in quotes"),
     ({"engine/store/Store.h": '#include "engine/Embedded.h"\n'}, "engine/store may not include it"),
-    ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names the database library"),
-    ({"engine/sql/sqlite/C.cpp": "#include <libpq-fe.h>\n"}, "alone names the database library"),
+    ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names that library"),
+    ({"engine/sql/sqlite/C.cpp": "#include <libpq-fe.h>\n"}, "alone names that library"),
     ({"engine/dom/Dom.cpp": '#include "engine/store/Store.h"\n'}, "engine/dom may not include it"),
     ({"host/cli/main.cpp": '#include "engine/store/Store.h"\n'}, "hosts include"),
     ({"host/render/core/Scene.h": '#include "engine/Embedded.h"\n'}, "hosts include"),

@@ -21,17 +21,13 @@ namespace {
 
 using catalogue::ItemKind;
 using store::HoldsFor;
+using store::Overlap;
 using store::ReadPhases;
 
 constexpr std::int32_t kMinFrozen = 2;
 
 std::optional<std::int32_t> IdOrNull(std::int32_t id) {
   return id == 0 ? std::nullopt : std::optional(id);
-}
-
-bool Overlap(const Phase& a, const Phase& b) {
-  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
-         (!b.finish || a.start < *b.finish);
 }
 
 // Days alone at midnight.

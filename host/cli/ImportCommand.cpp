@@ -149,7 +149,8 @@ Command ImportCommand() {
            kExitCode},
           Run,
           1,
-          Help};
+          Help,
+          Always};
 }
 
 }  // namespace orvspc::cli

@@ -22,6 +22,7 @@ mkdir "$work/made"
 "$work/build/draws_chart" "$work/made" "$source/subgroups.csv"
 "$work/build/without_engine"
 if [ -x "$work/build/opens_server" ]; then "$work/build/opens_server"; fi
+if [ -x "$work/build/tells_hooks" ]; then "$work/build/tells_hooks" "$work/made"; fi
 
 refused() {  # program, what the compiler says
   local log=$work/$1.log

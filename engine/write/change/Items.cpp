@@ -4,6 +4,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/sql/texts.h"
 #include "engine/write/change/events.h"
+#include "engine/write/change/stream_settings.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
 
@@ -92,6 +93,7 @@ void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::st
     throw Refused("name", word, std::string(to),
                   "there is a " + word + " " + Quoted(to) + " already; edit merge joins the two");
   }
+  MoveStreamSettings(writing, kind, name, to);
   sql::Query(db, TextFor<RenameText>(kind), id, to).Run();
   // A name that it had before is its own again, and no other item's former one.
   sql::Query(db, "DELETE FROM alias WHERE kind = ?1 AND name = ?2", word, to).Run();

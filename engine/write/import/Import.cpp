@@ -76,7 +76,9 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options);
-  file.report.alarms = alarms::Judge(writing, file.touched.All());
+  const auto touched = file.touched.All();
+  for (const auto& each : touched) file.report.streams.push_back(each.stream);
+  file.report.alarms = alarms::Judge(writing, touched);
   return file.report;
 }
 

@@ -63,7 +63,8 @@ void Insert(sql::Connection& db, const Entry& entry) {
 
 std::string HashOf(const Entry& entry, std::string_view before) {
   const auto seq = std::to_string(entry.seq), at = std::to_string(entry.at);
-  std::string bytes("orvspc-log-1");
+  thread_local std::string bytes;  // keeps its room
+  bytes = "orvspc-log-1";
   bytes += before;
   for (const std::string_view column :
        {std::string_view(seq), std::string_view(at), std::string_view(entry.who),
@@ -71,8 +72,11 @@ std::string HashOf(const Entry& entry, std::string_view before) {
         std::string_view(entry.operation), std::string_view(entry.object),
         std::string_view(entry.before), std::string_view(entry.after),
         std::string_view(entry.reason), std::string_view(entry.program)}) {
-    for (std::size_t i = 0; i < 8; ++i) bytes += static_cast<char>(column.size() >> (8 * i));
-    bytes += column;
+    std::array<char, 8> length{};
+    for (std::size_t i = 0; i < length.size(); ++i) {
+      length[i] = static_cast<char>(column.size() >> (8 * i));
+    }
+    bytes.append(length.data(), length.size()).append(column);
   }
   thread_local system::Sha256 sha;
   sha.Add(bytes);
