@@ -24,11 +24,12 @@ Answer Run(const Hook& hook, const Message& message, std::chrono::milliseconds a
     case How::Stopped:
       return {"the command was ended by signal " + number};
     case How::TooLate:
-      return {"the command took longer than " + std::to_string(at_most.count()) + " ms", false};
+      return {"the command took longer than " + std::to_string(at_most.count()) + " ms",
+              Reach::Silent};
     case How::NotStarted:
       break;
   }
-  return {hook.command + ": " + std::strerror(end.number), false};
+  return {hook.command + ": " + std::strerror(end.number), Reach::Absent};
 }
 
 }  // namespace
@@ -39,10 +40,10 @@ Answer Send(const Hook& hook, const Message& message, std::chrono::milliseconds 
       return Run(hook, message, std::min<std::chrono::milliseconds>(at_most, kCommandLimit));
     }
     const auto poster = used_poster.load();
-    if (poster == nullptr) return {"this program was built without libcurl", false};
+    if (poster == nullptr) return {"this program was built without libcurl", Reach::Absent};
     return poster(hook, message, std::min<std::chrono::milliseconds>(at_most, kWebLimit));
   } catch (const std::exception& failure) {
-    return {failure.what(), false};
+    return {failure.what(), Reach::Absent};
   }
 }
 

@@ -15,9 +15,15 @@ struct Message {
   std::string text;  // JSON
 };
 
+enum class Reach {
+  Answered,  // somebody was there, whatever they said
+  Silent,    // somebody took it and said nothing, which may be due to this message
+  Absent,    // nobody was there, so another message would fare no better
+};
+
 struct Answer {
-  std::string error;       // empty: it has the message
-  bool is_reached = true;  // false: nobody was there, so another message would fare no better
+  std::string error;  // empty: it has the message
+  Reach reach = Reach::Answered;
 };
 
 inline constexpr std::chrono::seconds kCommandLimit{30}, kWebLimit{10};

@@ -51,7 +51,7 @@ refused includes_friend "frame/Friend.h(: No such file|' file not found)"
 top=$(cd "$source/../.." && pwd)
 mkdir -p "$work/hosts"
 ln -s "$top/host" "$top/system" "$work/hosts/"
-commands=(Alarm Backup Check Comment Copy Edit Import Imports Limits List Log Phase Record Set)
+commands=(Alarm Backup Check Comment Copy Deliver Edit Import Imports Limits List Log Phase Record Set)
 printf '%s\n' "${commands[@]/#/$top/host/cli/}" | sed 's/$/Command.cpp/' |
   xargs -P "$(nproc)" -n 1 "$compiler" -std=c++20 -fsyntax-only -I"$prefix/include/orvSPCAnalysis6" \
         -I"$work/hosts" -I"$build/generated"

@@ -59,8 +59,12 @@ class DeliverTest : public ProgramTest {
     return Run("deliver --db q.db --hooks hooks.conf " + options);
   }
   std::string Database() { return folder_.Store("q.db"); }
-  // As if all pauses were over.
-  void LetTimePass() { tests::ChangeRows(Database(), "UPDATE delivery SET next = 0"); }
+  // As if all pauses were over, but not so many that messages are given up.
+  void LetTimePass() {
+    tests::ChangeRows(Database(),
+                      "UPDATE delivery SET next = 0, "
+                      "tries = CASE WHEN tries > 5 THEN 5 ELSE tries END");
+  }
   // What hooks have to be told, each as "alarm:revision".
   std::set<std::string> Expected() {
     std::set<std::string> ids;
@@ -121,7 +125,8 @@ class DeliverTest : public ProgramTest {
       LetTimePass();
       if (last = Deliver(); last.status == 0) break;
     }
-    EXPECT_EQ(last.status, 0) << last.err;
+    EXPECT_EQ(last.status, 0);
+    EXPECT_EQ(last.err, "");
     const auto expected = Expected();
     EXPECT_GE(expected.size(), 3U);
     EXPECT_EQ(receiver.Ids(), expected);

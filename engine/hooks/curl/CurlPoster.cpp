@@ -102,7 +102,11 @@ Answer Post(const Hook& hook, const Message& message, std::chrono::milliseconds 
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
   constexpr long kDone = 200, kRedirect = 300, kError = 400;
   // A status is an answer, whatever goes wrong behind it.
-  if (code != CURLE_OK && status == 0) return {ReasonOf(handle, code, at_most), false};
+  if (code != CURLE_OK && status == 0) {
+    long sent = 0;
+    curl_easy_getinfo(handle, CURLINFO_REQUEST_SIZE, &sent);
+    return {ReasonOf(handle, code, at_most), sent > 0 ? Reach::Silent : Reach::Absent};
+  }
   if (status >= kDone && status < kRedirect) return {};
   const auto answered = "the receiver answered " + std::to_string(status);
   const bool is_redirect = status >= kRedirect && status < kError;

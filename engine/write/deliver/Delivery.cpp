@@ -190,7 +190,7 @@ class Round {
     }
   }
 
-  // False: nothing is due, or nobody is there.
+  // False: nothing is due, or nobody answers.
   bool TryNext(std::size_t place) {
     const auto& hook = hooks_[place];
     auto& report = reports_[place];
@@ -203,7 +203,7 @@ class Round {
     const auto answer = outside_.send(hook, claim->message, std::max(Left(), kShortest));
     ++(answer.error.empty() ? report.delivered : report.failed);
     Write([&](sql::Connection& db) { Note(db, hook, *claim, answer); });
-    return answer.is_reached;
+    return answer.reach == hooks::Reach::Answered;
   }
 
   // Those that were tried least first, so that one that a receiver never takes holds up no other.
@@ -240,7 +240,7 @@ class Round {
       return;
     }
     NoteFailure(db, hook, claim.outbox, claim.tries, claim.tries, answer.error);
-    if (answer.is_reached) return;
+    if (answer.reach != hooks::Reach::Absent) return;
     struct Due {
       std::int64_t outbox = 0;
       int tries = 0;

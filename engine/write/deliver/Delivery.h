@@ -36,8 +36,9 @@ Outside RealOutside();
 // takes a message writes down that it has been tried before it sends it, so that one that dies
 // meanwhile leaves it waiting. Nothing is sent inside a transaction.
 //
-// A hook that is not reached has all its due messages tried by that; the others go on. Tries are
-// not entries of the log. Throws what the store throws, nothing that a hook does.
+// Where nobody is there, all due messages of the hook have been tried by that; where nobody
+// answers, its others wait for the next call. Other hooks go on. Tries are not entries of the log.
+// Throws what the store throws, nothing that a hook does.
 std::vector<HookReport> Deliver(store::SqlStore& store, std::span<const Hook> hooks,
                                 const DeliveryOptions& options,
                                 const Outside& outside = RealOutside());

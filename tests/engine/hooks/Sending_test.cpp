@@ -53,7 +53,7 @@ TEST_F(SendingTest, ACommandThatReadsNothingIsNoFailure) {
 TEST_F(SendingTest, ACommandThatFailsWasReached) {
   const auto ended = Send(Script("exit 3"), {"id", "{}"}, seconds(20));
   EXPECT_EQ(ended.error, "the command ended with status 3");
-  EXPECT_TRUE(ended.is_reached);
+  EXPECT_EQ(ended.reach, Reach::Answered);
   const auto killed = Send(Script("kill -9 $$"), {"id", "{}"}, seconds(20));
   EXPECT_EQ(killed.error, "the command was ended by signal 9");
 }
@@ -64,7 +64,7 @@ TEST_F(SendingTest, ACommandThatTakesTooLongIsKilledWithItsChildren) {
   const auto answer = Send(hook, {"id", "{}"}, milliseconds(200));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(30));
   EXPECT_EQ(answer.error, "the command took longer than 200 ms");
-  EXPECT_FALSE(answer.is_reached);
+  EXPECT_EQ(answer.reach, Reach::Silent);
   std::this_thread::sleep_for(milliseconds(2500));
   EXPECT_EQ(Text("late"), "") << "what it started went on";
 }
@@ -74,7 +74,7 @@ TEST_F(SendingTest, ACommandThatIsGoneIsNotReached) {
   hook.command = folder_.File("gone");
   const auto answer = Send(hook, {"id", "{}"}, seconds(20));
   EXPECT_EQ(answer.error, hook.command + ": No such file or directory");
-  EXPECT_FALSE(answer.is_reached);
+  EXPECT_EQ(answer.reach, Reach::Absent);
 }
 
 TEST_F(SendingTest, AnAddressWithoutLibcurlIsNotReached) {
@@ -83,7 +83,7 @@ TEST_F(SendingTest, AnAddressWithoutLibcurlIsNotReached) {
   hook.url = "https://example.org";
   const auto answer = Send(hook, {"id", "{}"}, seconds(20));
   EXPECT_EQ(answer.error, "this program was built without libcurl");
-  EXPECT_FALSE(answer.is_reached);
+  EXPECT_EQ(answer.reach, Reach::Absent);
 }
 
 // Worked out by another program: printf '1700000000.{"a":1}' | openssl dgst -sha256 -hmac s3cret

@@ -196,7 +196,7 @@ TEST_F(DeliveryTest, PausesVaryByAFifth) {
 }
 
 TEST_F(DeliveryTest, WhoIsNotThereIsTriedOnceForAll) {
-  answers_["h"] = {{"connection refused", false}};
+  answers_["h"] = {{"connection refused", hooks::Reach::Absent}};
   for (int i = 0; i < 5; ++i) Raise();
   const auto report = TellOne();
   EXPECT_EQ(sent_["h"].size(), 1U);
@@ -219,13 +219,26 @@ TEST_F(DeliveryTest, AMessageThatIsNeverTakenHoldsUpNoOther) {
   // New ones come first, also where what failed before keeps its receiver busy.
   now_ += 10;
   const auto third = Raise();
-  answers_["h"] = {{""}, {"no answer within 10000 ms", false}};
+  answers_["h"] = {{""}, {"no answer within 10000 ms", hooks::Reach::Silent}};
   TellOne();
   EXPECT_EQ(sent_["h"].at(2), third);
 }
 
+TEST_F(DeliveryTest, WhoSaysNothingKeepsTheOthersForTheNextCallAndNoLonger) {
+  const auto first = Raise();
+  const auto second = Raise();
+  answers_["h"] = {{"no answer within 10000 ms", hooks::Reach::Silent}, {""}};
+  const auto report = TellOne();
+  EXPECT_EQ(sent_["h"], Ids{first});
+  EXPECT_EQ(report.waiting, 2);
+  EXPECT_EQ(report.next, now_) << "the other is due as before";
+  now_ += 20;  // so is the first, but it was tried already
+  EXPECT_EQ(TellOne().delivered, 2);
+  EXPECT_EQ(sent_["h"], (Ids{first, second, first}));
+}
+
 TEST_F(DeliveryTest, OneHookThatFailsKeepsNoOtherWaiting) {
-  answers_["h"] = {{"connection refused", false}};
+  answers_["h"] = {{"connection refused", hooks::Reach::Absent}};
   const Ids ids{Raise(), Raise()};
   const auto reports = Tell({Named("h"), Named("i")});
   EXPECT_EQ(reports.at(0).waiting, 2);
