@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/record/Canonical.h"
+#include "engine/log/Canonical.h"
 #include "engine/sql/Connection.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/chunk.h"
@@ -50,7 +50,7 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
 bool IsMeasured(sql::Connection& db, std::int32_t test);
 
 // By names, with its comments and the descriptors of its subgroup.
-record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& record);
+log::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& record);
 
 store::Context ReadContext(sql::Connection& db, std::int32_t id);
 // The identifier of a context that is stored.

@@ -20,10 +20,10 @@ namespace {
 
 // In the order of the enumeration.
 constexpr const KindOfFile* kKinds[] = {
-    &kValuesKind,   &kLimitsKind,     &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
-    &kAlarmsKind,   &kGroupsKind,     &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
-    &kCacCodesKind, &kStateCodesKind, &kPartsKind,         &kProcessesKind,     &kEventsKind,
-    &kStatesKind,   &kNetContentsKind};
+    &kValuesKind,   &kLimitsKind,      &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
+    &kAlarmsKind,   &kGroupsKind,      &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
+    &kCacCodesKind, &kStateCodesKind,  &kPartsKind,         &kProcessesKind,     &kEventsKind,
+    &kStatesKind,   &kNetContentsKind, &kFlagsKind,         &kCommentsKind};
 
 std::string Sha256OfFile(const std::string& name) {
   constexpr std::size_t kBlock = 1 << 16;
@@ -59,7 +59,8 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
 ImportReport TakeLines(log::Writing& writing, const std::string& name, const KindOfFile& kind,
                        const ImportOptions& options) {
   auto& connection = writing.Db();
-  ImportFile file{connection,
+  ImportFile file{writing,
+                  connection,
                   {name, kind.columns, options},
                   "import " + name,
                   std::max<std::size_t>(options.most_held, 1),

@@ -15,6 +15,7 @@
 #include "engine/alarms/Judge.h"
 #include "engine/catalogue/References.h"
 #include "engine/import/import_table.h"
+#include "engine/log/Log.h"
 #include "engine/sql/counter.h"
 #include "engine/time/calendar.h"
 
@@ -101,6 +102,7 @@ class ImportNames {
 
 // A file on its way into the database: what the importer of a kind works with.
 struct ImportFile {
+  log::Writing& writing;
   sql::Connection& db;
   ImportTable table;
   std::string who;        // "import FILE"
@@ -113,7 +115,7 @@ struct ImportFile {
   // Of values, once they are finished: how many (subgroup, test), and their digest.
   std::int64_t records = 0;
   std::string digest{};
-  alarms::TouchedStreams touched{};  // by values
+  alarms::TouchedStreams touched{};  // by values and flags
   std::set<std::array<std::int32_t, 4>> versions{};
 
   // Identifier of the name in a column; a new name is added. Refused when empty.
@@ -164,6 +166,6 @@ std::vector<std::string_view> WordsOf(std::string_view text);
 extern const KindOfFile kValuesKind, kLimitsKind, kControlLimitsKind, kOpportunitiesKind,
     kRulesKind, kAlarmsKind, kGroupsKind, kRequirementsKind, kDefectsKind, kAccCodesKind,
     kCacCodesKind, kStateCodesKind, kPartsKind, kProcessesKind, kEventsKind, kStatesKind,
-    kNetContentsKind;
+    kNetContentsKind, kFlagsKind, kCommentsKind;
 
 }  // namespace orvspc::engine::import

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "engine/alarms/Judge.h"
+#include "engine/log/Canonical.h"
 #include "engine/log/Json.h"
 #include "engine/log/Log.h"
-#include "engine/record/Canonical.h"
 #include "engine/record/RecordWriter.h"
 #include "engine/sql/counter.h"
 #include "engine/sql/failure.h"
@@ -27,7 +27,8 @@ constexpr std::size_t kMostTogether = 64;
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
   system::Sha256 sha;
-  for (const auto& record : records) sha.Add(CanonicalText(CanonicalOf(record)) + "\n");
+  for (const auto& record : records)
+    sha.Add(log::CanonicalText(log::JsonOf(log::CanonicalOf(record))) + "\n");
   return system::HexOf(sha.Finish()).substr(0, kDigits);
 }
 

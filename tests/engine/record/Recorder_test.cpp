@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
+#include "engine/log/Canonical.h"
 #include "engine/log/Json.h"
 #include "engine/log/Log.h"
-#include "engine/record/Canonical.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StreamWalk.h"
 #include "engine/store/digest.h"
@@ -599,7 +599,7 @@ TEST_F(RecorderTest, EachCallHasOneEntryOfTheLog) {
   EXPECT_EQ(Text("SELECT before " + latest), "");
   // The digest is that of the canonical record as it is stored.
   const auto after = LatestAfter();
-  auto canonical = CanonicalOf(diameter);
+  auto canonical = log::CanonicalOf(diameter);
   canonical.label = "1";
   ASSERT_EQ(after["records"].size(), 2U);
   EXPECT_EQ(after["records"][0]["digest"], DigestOf(canonical));
@@ -657,7 +657,7 @@ TEST_F(RecorderTest, FormerNamesAreTranslatedWithANote) {
   ASSERT_EQ(recorded.notes.size(), 1U);
   EXPECT_EQ(recorded.notes[0].text, "the part \"Ring\" is now \"Ring 2\"");
   EXPECT_EQ(Value("SELECT count(*) FROM part"), 1);
-  auto canonical = CanonicalOf(Diameter({1}, kNow - 1));
+  auto canonical = log::CanonicalOf(Diameter({1}, kNow - 1));
   canonical.part = "Ring 2";
   canonical.label = recorded.label;
   EXPECT_EQ(LatestAfter()["records"][0]["digest"], DigestOf(canonical));

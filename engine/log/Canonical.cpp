@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/record/Canonical.h"
+#include "engine/log/Canonical.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,10 +11,8 @@
 #include "platform/TimeText.h"
 #include "system/Sha256.h"
 
-namespace orvspc::engine::record {
+namespace orvspc::engine::log {
 namespace {
-
-using log::Json;
 
 constexpr std::string_view kDescriptor = "descriptor:";
 
@@ -27,7 +25,7 @@ void Put(Json& json, const char* key, std::int32_t number) {
   if (number != 0) json[key] = number;
 }
 void Put(Json& json, const char* key, double number) {
-  if (number != 0.0) json[key] = log::Number(number);
+  if (number != 0.0) json[key] = Number(number);
 }
 void Put(Json& json, const char* key, const std::optional<std::int64_t>& time) {
   if (time) json[key] = TimeText(*time);
@@ -37,7 +35,7 @@ void Put(Json& json, const char* key, Json list) {
 }
 
 Json JsonOf(const NewPiece& piece) {
-  Json json = {{"value", log::Number(piece.value)}};
+  Json json = {{"value", Number(piece.value)}};
   Put(json, "tsno", piece.tsno);
   Put(json, "sbno", piece.sbno);
   Put(json, "serial", piece.serial);
@@ -86,17 +84,17 @@ Json JsonOfValues(const CanonicalRecord& record) {
 
 [[noreturn]] void RefuseKey(const std::string& key, const Json& json, const std::string& reason,
                             const std::string& code = "json") {
-  throw Refused(code, key, log::CanonicalText(json), key + ": " + reason);
+  throw Refused(code, key, CanonicalText(json), key + ": " + reason);
 }
 
 std::string TextOf(const Json& json, const std::string& key) {
-  if (!json.is_string()) RefuseKey(key, json, log::CanonicalText(json) + " is no text");
+  if (!json.is_string()) RefuseKey(key, json, CanonicalText(json) + " is no text");
   return json.get<std::string>();
 }
 
 double NumberOf(const Json& json, const std::string& key) {
   if (json.is_number()) return json.get<double>();
-  const auto text = json.is_string() ? json.get<std::string>() : log::CanonicalText(json);
+  const auto text = json.is_string() ? json.get<std::string>() : CanonicalText(json);
   const bool has_comma = text.find(',') != std::string::npos && text.find('[') == std::string::npos;
   RefuseKey(key, json,
             (text.empty() ? std::string("null") : text) + " is no number" +
@@ -261,7 +259,7 @@ NewRecord NewRecordOf(const CanonicalRecord& record) {
   return sent;
 }
 
-log::Json JsonOf(const CanonicalRecord& record) {
+Json JsonOf(const CanonicalRecord& record) {
   auto json = JsonOfValues(record);
   auto descriptors = record.descriptors;
   std::ranges::sort(descriptors);
@@ -280,11 +278,7 @@ log::Json JsonOf(const CanonicalRecord& record) {
   return json;
 }
 
-std::string CanonicalText(const CanonicalRecord& record) {
-  return log::CanonicalText(JsonOf(record));
-}
-
-CanonicalRecord RecordOf(const log::Json& json) {
+CanonicalRecord RecordOf(const Json& json) {
   CanonicalRecord record;
   const auto take_context = [&](const Json& context, const std::string& key) {
     if (!context.is_object()) RefuseKey(key, context, "must be an object");
@@ -346,8 +340,8 @@ void PutInUsual(CanonicalRecord& record, bool is_measured) {
 
 std::string DigestOf(const CanonicalRecord& record) {
   system::Sha256 sha;
-  sha.Add(log::CanonicalText(JsonOfValues(record)));
+  sha.Add(CanonicalText(JsonOfValues(record)));
   return system::HexOf(sha.Finish());
 }
 
-}  // namespace orvspc::engine::record
+}  // namespace orvspc::engine::log
