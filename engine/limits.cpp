@@ -4,6 +4,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/change_once.h"
+#include "engine/limits/ChangedData.h"
 #include "engine/limits/Compute.h"
 #include "engine/limits/Review.h"
 #include "engine/limits/StoredLimits.h"
@@ -98,6 +99,12 @@ std::vector<ListedLimit> QualityDatabase::ListLimits(const StreamKey& of) const 
 LimitDetails QualityDatabase::ShowLimits(std::int32_t id) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     return limits::Details(store, db, id);
+  });
+}
+
+ChangedValues QualityDatabase::ChangedSinceLimits(std::int32_t id) const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    return limits::ChangedSince(store, db, id);
   });
 }
 
