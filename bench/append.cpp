@@ -24,10 +24,11 @@
 #include "bench/rounds.h"
 #include "bench/series.h"
 #include "engine/Embedded.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StreamWriter.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/chunks/StreamWriter.h"
+#include "engine/write/chunks/SubgroupWriter.h"
 
 namespace {
 

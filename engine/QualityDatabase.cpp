@@ -7,11 +7,8 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/nearest.h"
-#include "engine/import/Import.h"
-#include "engine/log/Json.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/pareto/Lookups.h"
-#include "engine/record/Line.h"
-#include "engine/record/Recorder.h"
 #include "engine/sql/address.h"
 #include "engine/sql/counter.h"
 #include "engine/statistics/Estimators.h"
@@ -19,12 +16,17 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/backup.h"
 #include "engine/store/check.h"
-#include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
 #include "engine/store/phases.h"
-#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
+#include "engine/write/copy.h"
+#include "engine/write/import/Import.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/phases.h"
+#include "engine/write/record/Line.h"
+#include "engine/write/record/Recorder.h"
+#include "engine/write/settings.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
@@ -632,18 +634,8 @@ void QualityDatabase::Set(std::string_view name, std::string_view value, const A
                               "\" is no stream; write PART/PROCESS/TEST with names that are there");
   }
   store::Guarded(*store, [&] {
-    store->Write(actor, reason, [&](log::Writing& writing) {
-      auto& db = writing.Db();
-      sql::Query former(db, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
-                        name);
-      log::Json before;
-      if (former.Step()) before["value"] = former.Text(0);
-      sql::Query(db, "INSERT INTO setting(id, key, value, who, made) VALUES(?1, ?2, ?3, ?4, ?5)",
-                 sql::TakeIds(db, "setting"), name, value, writing.Who(), writing.Seconds())
-          .Run();
-      writing.Add("setting", "setting " + std::string(name), log::CanonicalText(before),
-                  log::CanonicalText({{"value", value}}));
-    });
+    store->Write(actor, reason,
+                 [&](log::Writing& writing) { write::StoreSetting(writing, name, value); });
   });
 }
 
@@ -655,19 +647,19 @@ std::vector<Phase> QualityDatabase::Phases() const {
 Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
   Phase added;
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { added = store::AddPhase(writing, phase); });
+              [&](log::Writing& writing) { added = write::AddPhase(writing, phase); });
   return added;
 }
 
 void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
                                const std::string& reason) {
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { store::EndPhase(writing, id, finish); });
+              [&](log::Writing& writing) { write::EndPhase(writing, id, finish); });
 }
 
 void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { store::RemovePhase(writing, id); });
+              [&](log::Writing& writing) { write::RemovePhase(writing, id); });
 }
 
 void QualityDatabase::JoinPhases(bool join) { store::SqlStoreOf(*database_)->JoinPhases(join); }

@@ -4,11 +4,11 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/change_once.h"
-#include "engine/limits/ChangedData.h"
-#include "engine/limits/Compute.h"
-#include "engine/limits/Review.h"
-#include "engine/limits/StoredLimits.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/limits/ChangedData.h"
+#include "engine/write/limits/Compute.h"
+#include "engine/write/limits/Review.h"
+#include "engine/write/limits/StoredLimits.h"
 
 // The life of control limits, each call one transaction.
 namespace orvspc {

@@ -25,9 +25,11 @@ LIBRARY = SELECT_AND_BELOW + ANALYSES
 ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
 
 SQL = ["platform", "system", "engine/time", "engine/sql"]
-LOG = SQL + ["system", "engine/schema", "engine/log"]
-STORE = LOG + ["engine/catalogue", "engine/store", "engine/statistics"]
-CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
+LOG = SQL + ["engine/schema", "engine/catalogue", "engine/write/log"]
+CHUNKS = SQL + ["engine/schema", "engine/catalogue", "engine/chunks"]
+STORE = sorted({*LOG, *CHUNKS, "engine/statistics", "engine/store"})
+CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/statistics", "engine/chunks", "engine/store"]
+WRITE = STORE + ["engine/write", "engine/write/chunks"]
 FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
 # Of the host for Windows; the interfaces are what the build makes of the type libraries.
 SERVER = LIBRARY + ["system"]
@@ -47,18 +49,18 @@ LAYERS = {
     "engine/sql": SQL,
     "engine/schema": SQL,
     "engine/catalogue": SQL + ["engine/schema", "engine/statistics"],
-    "engine/log": LOG,
-    "engine/store": STORE,
-    "engine/import": STORE + ["engine/alarms", "engine/change"],
-    "engine/record": STORE + ["engine/import", "engine/alarms"],
-    "engine/change": STORE,
+    "engine/write/log": LOG,
+    "engine/chunks": CHUNKS,
+    "engine/write/chunks": CHUNKS,
+    "engine/store": STORE + ["engine/write/chunks"],
+    **{f"engine/{name}": CALCULATION for name in ("charts", "capability", "pareto", "compliance")},
+    "engine/write": STORE + ["engine/write/chunks"],
+    "engine/write/alarms": STORE + ["engine/charts"],
+    "engine/write/import": WRITE + ["engine/write/alarms", "engine/write/change"],
+    "engine/write/record": WRITE + ["engine/write/import", "engine/write/alarms"],
+    "engine/write/change": WRITE,
+    "engine/write/limits": WRITE + ["engine/charts", "engine/write/change"],
     "engine/audit": STORE,
-    "engine/alarms": STORE + ["engine/charts"],
-    "engine/charts": CALCULATION,
-    "engine/limits": CALCULATION + ["engine/charts", "engine/change", "engine/log", "engine/sql"],
-    "engine/capability": CALCULATION,
-    "engine/pareto": CALCULATION,
-    "engine/compliance": CALCULATION,
     "engine": ["platform", "system"],
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
@@ -81,7 +83,7 @@ LAYERS = {
     "bench": LIBRARY + ["system", "engine", "host", "tests"],
 }
 # A new folder here needs a row of its own.
-FLAT = ["engine"]
+FLAT = ["engine", "engine/write"]
 # A project of its own, which includes the installed headers.
 CONSUMER = "tests/consumer/"
 # Each database library is named in its folder alone.

@@ -9,8 +9,8 @@
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/chunks/large_data.h"
 #include "engine/store/Store.h"
-#include "engine/store/large_data.h"
 #include "system/system.h"
 
 namespace orvspc::engine::charts {

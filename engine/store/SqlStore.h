@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/log/Log.h"
 #include "engine/store/SharedReading.h"
 #include "engine/store/Store.h"
+#include "engine/write/log/Log.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::store {

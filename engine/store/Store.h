@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "engine/catalogue/limits.h"
+#include "engine/chunks/DataSet.h"
 #include "engine/sql/failure.h"
 #include "engine/statistics/Estimators.h"
-#include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Database.h"
 #include "platform/Reports.h"

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/phases.h"
-#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"

@@ -4,8 +4,8 @@
 
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
-#include "tests/engine/import/every_kind.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/import/every_kind.h"
 
 // A file and a server that were filled alike hold the same, down to the identifiers.
 namespace orvspc::engine::store {

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "engine/chunks/subgroups.h"
 #include "engine/store/digest.h"
-#include "engine/store/subgroups.h"
 #include "tests/engine/store/reference_store.h"
 #include "tests/postgres/server_fixture.h"
 
