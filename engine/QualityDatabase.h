@@ -435,6 +435,10 @@ class QualityDatabase {
       std::span<const std::int32_t> subgroups) const;
   // Comments of these subgroups, whose identifiers ascend: by subgroup, time and age.
   std::vector<SubgroupComment> Comments(std::span<const std::int32_t> subgroups) const;
+  // Subgroups of a stream from a time up to and with another whose values, flag or context were
+  // changed since they were stored: identifiers, which ascend.
+  std::vector<std::int32_t> EditedSubgroups(const StreamKey& stream, std::int64_t from,
+                                            std::int64_t to) const;
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 
@@ -483,6 +487,8 @@ class QualityDatabase {
   // test where the key has one.
   std::vector<ListedLimit> ListLimits(const StreamKey& of = {}) const;
   LimitDetails ShowLimits(std::int32_t id) const;
+  // Quick where nothing of the stream was changed since.
+  ChangedValues ChangedSinceLimits(std::int32_t id) const;
   // Two rows, or a row and the limits computed of a window.
   LimitComparison CompareLimits(std::int32_t first, std::int32_t second) const;
   LimitComparison CompareLimits(std::int32_t first, const LimitRequest& window) const;

@@ -6,6 +6,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/change_once.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/alarms/Judge.h"
@@ -89,6 +90,30 @@ std::vector<std::int32_t> QualityDatabase::FindSubgroups(std::string_view part,
       }
     });
     return found;
+  });
+}
+
+std::vector<std::int32_t> QualityDatabase::EditedSubgroups(const StreamKey& stream,
+                                                           std::int64_t from,
+                                                           std::int64_t to) const {
+  const auto stamp = [](std::int64_t time) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(time, INT32_MIN, INT32_MAX));
+  };
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    std::vector<std::int32_t> edited;
+    for (const auto& each : store.Cache().streams) {
+      if (each.part != stream.part || each.process != stream.process || each.test != stream.test) {
+        continue;
+      }
+      store::ForEachRecord(
+          db, each.id,
+          [&](const store::RecordView& record) {
+            if (record.Entry() != 0) edited.push_back(record.Subgroup());
+          },
+          stamp(from), stamp(to));
+    }
+    std::ranges::sort(edited);
+    return edited;
   });
 }
 

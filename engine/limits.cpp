@@ -6,6 +6,7 @@
 #include "engine/change_once.h"
 #include "engine/review_imports.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/limits/ChangedData.h"
 #include "engine/write/limits/Compute.h"
 #include "engine/write/limits/Review.h"
 #include "engine/write/limits/StoredLimits.h"
@@ -106,6 +107,12 @@ std::vector<ListedLimit> QualityDatabase::ListLimits(const StreamKey& of) const 
 LimitDetails QualityDatabase::ShowLimits(std::int32_t id) const {
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     return limits::Details(store, db, id);
+  });
+}
+
+ChangedValues QualityDatabase::ChangedSinceLimits(std::int32_t id) const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    return limits::ChangedSince(store, db, id);
   });
 }
 

@@ -16,8 +16,8 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/store/StoreCache.h"
 #include "engine/store/batch_digest.h"
+#include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
-#include "engine/write/record/Canonical.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::audit {
@@ -220,14 +220,14 @@ class Checker {
   // --- Records as they were ----------------------------------------------------------------------
 
   // What an entry says of the time before it; empty where that is none.
-  std::optional<record::CanonicalRecord> BeforeOf(const Changed& changed, std::int64_t& batch) {
+  std::optional<log::CanonicalRecord> BeforeOf(const Changed& changed, std::int64_t& batch) {
     auto json = ParseOf(changed.before);
     if (!json.is_object()) return std::nullopt;
     batch = ValueOf(json, "batch", std::int64_t{0});
     json.erase("batch");
     json.erase("changed");
     try {
-      return record::RecordOf(json);
+      return log::RecordOf(json);
     } catch (const Refused&) {
       return std::nullopt;
     }
@@ -257,9 +257,9 @@ class Checker {
   }
 
   // As a batch of entry `to` brought it, by what entry `from` says.
-  std::string BytesOf(record::CanonicalRecord before, std::int32_t test, std::int64_t from,
+  std::string BytesOf(log::CanonicalRecord before, std::int32_t test, std::int64_t from,
                       std::int64_t to) {
-    record::PutInUsual(before, IsMeasured(test));
+    log::PutInUsual(before, IsMeasured(test));
     // The names in place of identifiers, which count from 1.
     std::vector<std::string> names;
     const auto id_of = [&](ItemKind kind, const std::string& name) {
@@ -299,7 +299,7 @@ class Checker {
     const auto name = [&](ItemKind kind, std::int32_t id) {
       return id == 0 ? std::string() : std::string(name_of(kind, id));
     };
-    record::CanonicalRecord all;
+    log::CanonicalRecord all;
     all.part = name(Part, stream.part);
     all.process = name(Process, stream.process);
     all.test = name(Test, stream.test);
@@ -317,8 +317,8 @@ class Checker {
       const auto& kind = store::kContextKinds[i];
       if (context[i] != 0) all.context[std::string(kind.column)] = name(kind.kind, context[i]);
     }
-    record::LeaveOutUsual(all, IsMeasured(stream.test));
-    return record::DigestOf(all);
+    log::LeaveOutUsual(all, IsMeasured(stream.test));
+    return log::DigestOf(all);
   }
 
   // --- What is stored ----------------------------------------------------------------------------
@@ -476,7 +476,7 @@ class Checker {
       const auto* const made = FindMade(place);
       std::int64_t batch = 0;
       const auto before = made == nullptr ? std::nullopt : BeforeOf(changed, batch);
-      if (before && record::DigestOf(Earlier(*before, changed.first, made->seq)) != made->digest) {
+      if (before && log::DigestOf(Earlier(*before, changed.first, made->seq)) != made->digest) {
         Find(Called(place) + ": entry " + std::to_string(changed.first) +
              " found something else than entry " + std::to_string(made->seq) + " stored");
       }
@@ -484,7 +484,7 @@ class Checker {
   }
 
   // With the names of an earlier entry.
-  record::CanonicalRecord Earlier(record::CanonicalRecord all, std::int64_t from, std::int64_t to) {
+  log::CanonicalRecord Earlier(log::CanonicalRecord all, std::int64_t from, std::int64_t to) {
     const auto back = [&](ItemKind kind, std::string& name) {
       name = std::string(renamings_.NameAt(kind, name, to, from));
     };

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/BinTypes.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::pareto {
@@ -67,6 +68,7 @@ constexpr BinKind kKinds[] = {
     {"ACC group", paBinTypeAcgp, Via::Group, Naming::Group, kAcc, Item::AccCode},
     {"job group", paBinTypeJbgp, Via::Group, Naming::Group, kJob, Item::Job},
     {"event type", paBinTypeEventType, Via::Field, Naming::Event, kEventType},
+    {"phase", kBinTypePhase, Via::Phase, Naming::Phase, kTime},
 };
 
 }  // namespace

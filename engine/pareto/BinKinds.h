@@ -20,10 +20,22 @@ enum class Via {
   Descriptor,       // the descriptor that the subgroup has
   DescriptorGroup,  // the descriptor group that the subgroup has one of
   Time,             // the period that the time lies in
+  Phase,            // the phase that holds then for the stream; the field says when
 };
 
 // Where the names of the bins come from.
-enum class Naming { Item, Group, Descriptor, DescriptorGroup, Time, Label, Number, State, Event };
+enum class Naming {
+  Item,
+  Group,
+  Descriptor,
+  DescriptorGroup,
+  Time,
+  Label,
+  Number,
+  State,
+  Event,
+  Phase
+};
 
 // The fields of subgroups, their rows, events and states. Null: the resource has nothing of the
 // kind. A subgroup's own field wins over its rows'.
@@ -36,7 +48,7 @@ struct BinFields {
 
 struct BinKind {
   std::string_view name;  // "subgroup", "defect": what messages call it
-  std::int32_t type;      // paBinTypes
+  std::int32_t type;      // paBinTypes, or kBinTypePhase
   Via via;
   Naming naming;
   BinFields of;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -58,7 +59,7 @@ NameOfId NamesIn(Rows rows, Id id_of, Name name_of) {
   };
 }
 
-NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
+NameOfId NamesOf(const LookupSources& from, const BinKind& kind, const LevelTables& tables) {
   using catalogue::Descriptor, catalogue::Item, catalogue::ItemGroup, catalogue::NamedValue;
   using Label = std::pair<std::int32_t, std::string>;
   switch (kind.naming) {
@@ -81,6 +82,10 @@ NameOfId NamesOf(const LookupSources& from, const BinKind& kind) {
       return NamesIn(&catalogue::kStateTypes, &NamedValue::value, &NamedValue::word);
     case Naming::Event:
       return NamesIn(&catalogue::kEventTypes, &NamedValue::value, &NamedValue::word);
+    case Naming::Phase:
+      return NamesIn(
+          std::shared_ptr<const std::vector<Label>>(tables.phases, &tables.phases->Names()),
+          &Label::first, &Label::second);
     case Naming::Time:
     case Naming::Number:
       break;
@@ -104,10 +109,11 @@ store::Identifiers FilteredItems(const LookupSources& from, const store::FlatFil
 
 // What the level can be apart from what was counted.
 std::vector<std::int32_t> CategoriesOf(const LookupSources& from, const ParetoLevel& level,
-                                       const Table* table) {
+                                       const LevelTables& tables) {
   const auto& kind = *level.kind;
   const auto flat = store::ReadFilter(from.info, from.filter);
-  if (auto filtered = FilteredItems(from, flat, kind, table)) return std::move(*filtered);
+  if (auto filtered = FilteredItems(from, flat, kind, tables.items.get()))
+    return std::move(*filtered);
   std::vector<std::int32_t> domain;
   if (kind.naming == Naming::Item) {
     for (const auto& item : from.store.Cache().Items(kind.item)->items) {
@@ -127,6 +133,8 @@ std::vector<std::int32_t> CategoriesOf(const LookupSources& from, const ParetoLe
     for (const auto& group : *from.store.Cache().DescriptorGroups()) domain.push_back(group.id);
   } else if (kind.naming == Naming::Event) {
     for (const auto& type : catalogue::kEventTypes) domain.push_back(type.value);
+  } else if (kind.naming == Naming::Phase) {
+    for (const auto& [id, name] : tables.phases->Names()) domain.push_back(id);
   } else if (kind.naming == Naming::State) {
     for (const auto& item : from.store.Cache().Items(ItemKind::StateCode)->items) {
       if (item.active) domain.push_back(item.type);
@@ -146,11 +154,39 @@ void ReadForHost(store::Store& store, const std::function<void(sql::Connection&)
 
 }  // namespace
 
+PhaseBins::PhaseBins(std::vector<Phase> phases) : phases_(std::move(phases)) {
+  std::map<std::string_view, std::int32_t> bins;
+  for (const auto& phase : phases_) {
+    const auto [found, is_new] = bins.try_emplace(phase.name, phase.id);
+    found->second = std::min(found->second, phase.id);
+  }
+  for (auto& phase : phases_) phase.id = bins.at(phase.name);
+  for (const auto& [name, id] : bins) names_.emplace_back(id, name);
+  std::ranges::sort(names_);
+}
+
+std::int32_t PhaseBins::Of(const PlaceInTime& place) const {
+  const auto fits = [](std::int32_t of_phase, std::int32_t id) {
+    return of_phase == 0 || of_phase == id;
+  };
+  const auto behind = std::ranges::upper_bound(phases_, place.time, {}, &Phase::start);
+  for (auto each = behind; each != phases_.begin();) {
+    --each;
+    if (each->Holds(place.time) && fits(each->part, place.part) &&
+        fits(each->process, place.process) && fits(each->test, place.test)) {
+      return each->id;
+    }
+  }
+  return 0;
+}
+
 Lookups::Lookups(const LookupSources& from, const ParetoPlan& plan) {
   for (const auto& each : plan.levels) {
-    auto table = TableOf(from, each);
-    levels_.push_back({&each, table, NamesOf(from, *each.kind), {}, {}});
-    if (plan.with_empty) SetDomain(levels_.size() - 1, CategoriesOf(from, each, table.get()));
+    LevelTables tables{TableOf(from, each)};
+    if (each.kind->via == Via::Phase)
+      tables.phases = std::make_shared<const PhaseBins>(from.store.Phases(0, 0, 0));
+    levels_.push_back({&each, tables, NamesOf(from, *each.kind, tables), {}, {}});
+    if (plan.with_empty) SetDomain(levels_.size() - 1, CategoriesOf(from, each, tables));
   }
   // By paResourceTypes.
   static const std::vector<ItemKind> kWeighed[] = {{ItemKind::Defect, ItemKind::Part},
@@ -168,7 +204,7 @@ Lookups::Lookups(const LookupSources& from, const ParetoPlan& plan) {
 
 std::vector<KeyReader> Lookups::Readers() const {
   std::vector<KeyReader> readers;
-  for (const auto& level : levels_) readers.emplace_back(*level.plan, level.table);
+  for (const auto& level : levels_) readers.emplace_back(*level.plan, level.tables);
   return readers;
 }
 

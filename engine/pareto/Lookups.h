@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/pareto/ParetoPlan.h"
@@ -18,32 +19,67 @@
 
 namespace orvspc::engine::pareto {
 
+// Of what a record is, and when. 0: not given.
+struct PlaceInTime {
+  std::int32_t part = 0, process = 0, test = 0, time = 0;
+};
+inline PlaceInTime PlaceOf(const API_SubgroupData& subgroup) {
+  return {subgroup.Part, subgroup.Prcs, subgroup.Test, subgroup.Sgtm};
+}
+inline PlaceInTime PlaceOf(const store::RowKey&) { return {}; }  // its subgroup's counts
+inline PlaceInTime PlaceOf(const store::EventRow& event) {
+  return {event.part, event.process, event.test, event.subgroup_time.value_or(event.time)};
+}
+inline PlaceInTime PlaceOf(const StateEntry& state) { return {0, state.process, 0, state.time}; }
+
+// Phases as bins: those of one name are one, known by the lowest of their identifiers.
+class PhaseBins {
+ public:
+  explicit PhaseBins(std::vector<Phase> phases);
+
+  // 0: no phase holds there.
+  std::int32_t Of(const PlaceInTime& place) const;
+  const std::vector<std::pair<std::int32_t, std::string>>& Names() const { return names_; }
+
+ private:
+  std::vector<Phase> phases_;  // by start; the identifiers are those of the bins
+  std::vector<std::pair<std::int32_t, std::string>> names_;  // by identifier
+};
+
+// What levels are looked up in; null: not needed.
+struct LevelTables {
+  std::shared_ptr<const IdTable<std::int32_t>> items = {};
+  std::shared_ptr<const PhaseBins> phases = {};
+};
+
 // Turns the field of a record into the identifier of its bin. One for each thread.
 class KeyReader {
  public:
-  KeyReader(const ParetoLevel& level, std::shared_ptr<const IdTable<std::int32_t>> table)
+  KeyReader(const ParetoLevel& level, LevelTables tables)
       : of_(level.kind->of),
         via_(level.kind->via),
         periods_(level.periods),
-        table_(std::move(table)) {}
+        tables_(std::move(tables)) {}
 
   const BinFields& Of() const { return of_; }
 
   std::int32_t KeyOf(std::int32_t field) {
     if (via_ == Via::Field) return field;
-    if (via_ != Via::Time) return table_->Of(field);
+    if (via_ != Via::Time) return tables_.items->Of(field);
     if (field < start_ || field >= next_) {
       start_ = periods_.StartOf(field);
       next_ = periods_.NextAfter(start_);
     }
     return start_;
   }
+  bool IsOfPhases() const { return via_ == Via::Phase; }
+  std::int32_t PhaseAt(const PlaceInTime& place) const { return tables_.phases->Of(place); }
 
  private:
   BinFields of_;
   Via via_;
   TimeBins periods_;
-  std::shared_ptr<const IdTable<std::int32_t>> table_;
+  LevelTables tables_;
   std::int32_t start_ = 0;  // of the period of the latest time
   std::int64_t next_ = INT32_MIN;
 };
@@ -55,7 +91,9 @@ inline void ReadKeys(std::vector<KeyReader>& readers, const Record& record,
                      std::int32_t Record::*BinFields::*field, BinKeys& keys) {
   for (std::size_t i = 0; i < readers.size(); ++i) {
     const auto member = readers[i].Of().*field;
-    if (member != nullptr) keys[i] = readers[i].KeyOf(record.*member);
+    if (member == nullptr) continue;
+    keys[i] = readers[i].IsOfPhases() ? readers[i].PhaseAt(PlaceOf(record))
+                                      : readers[i].KeyOf(record.*member);
   }
 }
 
@@ -109,7 +147,7 @@ class Lookups {
  private:
   struct Level {
     const ParetoLevel* plan = nullptr;
-    std::shared_ptr<const IdTable<std::int32_t>> table;
+    LevelTables tables;
     NameOfId name_of;
     std::vector<std::int32_t> domain;
     std::unordered_map<std::int32_t, Name> known;

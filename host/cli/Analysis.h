@@ -153,7 +153,8 @@ render::ParetoDocument RunPareto(const QualityDatabase& database,
 // The log is that of every process that the selection names, or of all when it names none.
 render::StatesDocument RunStates(const QualityDatabase& database, const DataSelect& select);
 render::ComplianceDocument RunCompliance(const QualityDatabase& database,
-                                         const std::shared_ptr<DataSelect>& select);
+                                         const std::shared_ptr<DataSelect>& select,
+                                         bool by_phase = false);
 
 // A document as text, json, svg or html.
 std::string Formatted(render::ChartDocument document, const Presentation& shown);

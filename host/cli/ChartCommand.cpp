@@ -220,13 +220,8 @@ int Run(const Arguments& arguments, Console& console) {
   });
 }
 
-// "limits in force since 2026-01-10, from 25 subgroups" of the row at the newest point of a stream;
-// empty where neither is known.
-std::string LimitsText(const QualityDatabase& database, const render::SubgroupRow& row,
-                       const render::LimitRow& limits) {
-  const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-  const auto stored = database.InForce<ControlLimits>({row.part, row.prcs, row.test}, row.stamp);
-  const auto used = stored && stored->effective == since ? stored->used : 0;
+// "limits in force since 2026-01-10, from 25 subgroups"; empty where neither is known.
+std::string LimitsText(std::int32_t since, std::int32_t used) {
   std::string text;
   if (since != kSinceEver) {
     const auto clock = render::ClockText(since);
@@ -239,29 +234,52 @@ std::string LimitsText(const QualityDatabase& database, const render::SubgroupRo
   return text.empty() ? text : "limits in force" + text;
 }
 
-// One note for each stream with stored limits, or one for all where they read alike.
+// "1 of 125 values was changed after these limits were computed"; empty where none was.
+std::string ChangedText(const ChangedValues& values) {
+  if (values.changed == 0) return {};
+  const bool is_one = values.changed == 1;
+  const std::string what = values.are_counts ? "count" : "value";
+  const auto text = values.all < values.changed
+                        ? render::Counted(static_cast<std::size_t>(values.changed), what)
+                        : std::to_string(values.changed) + " of " +
+                              render::Counted(static_cast<std::size_t>(values.all), what);
+  return text + (is_one ? " was" : " were") + " changed after these limits were computed";
+}
+
+// Adds one note for each of so many streams, or one for all where they read alike.
+void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& all) {
+  const auto differs = [&](const Note& note) { return note.text != notes.front().text; };
+  if (notes.size() == streams && std::ranges::none_of(notes, differs) && !notes.empty()) {
+    notes.resize(1);
+    notes.front().stream.clear();
+  }
+  all.insert(all.end(), notes.begin(), notes.end());
+}
+
+// Since when the limits at the newest point of each stream hold, and whether their data changed.
 void NoteLimits(const QualityDatabase& database, render::ChartDocument& document) {
   const auto& rows = document.chart.subgroups.rows;
   std::map<std::array<std::int32_t, 3>, std::size_t> newest;  // points of streams
   for (std::size_t i = 0; i < rows.size() && i < document.limit_rows.size(); ++i)
     newest[{rows[i].part, rows[i].prcs, rows[i].test}] = i;
   const auto names = NamesOf(database);
-  std::vector<Note> notes;
+  std::vector<Note> in_force, changed;
   for (const auto& [stream, point] : newest) {
     if (document.limit_rows[point] < 0) continue;
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
-    auto text = LimitsText(database, rows[point], limits);
-    if (!text.empty())
-      notes.push_back({"limits-in-force", std::move(text),
-                       render::StreamName(names, stream[0], stream[1], stream[2])});
+    const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
+    const auto row =
+        database.InForce<ControlLimits>({stream[0], stream[1], stream[2]}, rows[point].stamp);
+    const bool is_stored = row && row->effective == since;
+    const auto name = render::StreamName(names, stream[0], stream[1], stream[2]);
+    auto text = LimitsText(since, is_stored ? row->used : 0);
+    if (!text.empty()) in_force.push_back({"limits-in-force", std::move(text), name});
+    if (is_stored) text = ChangedText(database.ChangedSinceLimits(row->id));
+    if (is_stored && !text.empty()) changed.push_back({"limits-data-changed", text, name});
   }
-  const auto differs = [&](const Note& note) { return note.text != notes.front().text; };
-  if (notes.size() == newest.size() && std::ranges::none_of(notes, differs) && !notes.empty()) {
-    notes.resize(1);
-    notes.front().stream.clear();
-  }
-  document.notes.insert(document.notes.end(), notes.begin(), notes.end());
+  AddAlike(std::move(in_force), newest.size(), document.notes);
+  AddAlike(std::move(changed), newest.size(), document.notes);
 }
 
 }  // namespace

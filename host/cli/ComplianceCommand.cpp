@@ -13,7 +13,12 @@ namespace {
 
 constexpr Number kMax =
     MaximumOption("without effect here: samples are counted in all subgroups", "");
-constexpr Option kOptions[] = {kMax};
+enum class By { Shift, Phase };
+constexpr render::Word kByWords[] = {{"shift", static_cast<std::int32_t>(By::Shift)},
+                                     {"phase", static_cast<std::int32_t>(By::Phase)}};
+constexpr Choice<By> kBy{
+    {"by", "WORD", "phase: also the samples of each phase", "", false, kByWords}};
+constexpr Option kOptions[] = {kMax, kBy};
 
 // Rows of an analysis belong to stays in a state, which may last for days; the windows behind them
 // tell in which shift each sample fell due. Every process has the same shifts, from the first
@@ -42,9 +47,49 @@ std::vector<render::ShiftRow> ShiftRows(const std::vector<SamplingDue>& windows,
   return rows;
 }
 
+// The windows that fell due in each phase, by its start, and outside of any. Phases of one name are
+// one. A requirement is of one process, part and test, which the rows of the analysis name.
+std::vector<render::PhaseSamples> PhaseRows(const QualityDatabase& database,
+                                            const std::vector<SamplingDue>& windows,
+                                            const std::vector<render::ComplianceRow>& rows) {
+  const auto names = NamesOf(database);
+  const auto phases = database.Phases();
+  std::map<std::string, const render::ComplianceRow*> of_requirement;
+  for (const auto& row : rows)
+    if (row.result_type == render::kDetail) of_requirement.emplace(row.requirement, &row);
+  const auto fits = [&](ItemKind kind, std::int32_t of_phase, const std::string& name) {
+    return of_phase == 0 || names(kind, of_phase) == name;
+  };
+  const auto phase_of = [&](const SamplingDue& window) -> std::string {
+    const auto found = of_requirement.find(names(ItemKind::Requirement, window.requirement));
+    for (const auto& phase : phases) {
+      if (found == of_requirement.end() || !phase.Holds(window.due)) continue;
+      const auto& row = *found->second;
+      if (fits(ItemKind::Part, phase.part, row.part) &&
+          fits(ItemKind::Process, phase.process, row.process) &&
+          fits(ItemKind::Test, phase.test, row.test)) {
+        return phase.name;
+      }
+    }
+    return {};
+  };
+  std::map<std::string, render::SampleCount> counts;
+  for (const auto& window : windows)
+    counts[phase_of(window)].Add(
+        {window.expected, window.collected, window.expected - window.collected});
+  std::vector<render::PhaseSamples> samples;
+  const auto take = [&](const std::string& name) {
+    if (const auto found = counts.extract(name)) samples.push_back({name, found.mapped()});
+  };
+  for (const auto& phase : phases) take(phase.name);
+  take({});
+  return samples;
+}
+
 int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
-    const auto document = RunCompliance(run.database, run.select);
+  const bool by_phase = arguments.Get(kBy) == By::Phase;
+  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [&](Analysis& run) -> Outcome {
+    const auto document = RunCompliance(run.database, run.select, by_phase);
     return {Formatted(document, run), document.rows.empty()};
   });
 }
@@ -52,12 +97,14 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 render::ComplianceDocument RunCompliance(const QualityDatabase& database,
-                                         const std::shared_ptr<DataSelect>& select) {
+                                         const std::shared_ptr<DataSelect>& select, bool by_phase) {
   auto [results, report] = Reported(
       database, [&](const auto& open) { return SCAnalysis().AnalyzeDataSelect(open, select); });
-  return {results->DataSelect(), render::ReadCompliance(*results),
-          ShiftRows(report.sampling, database.Shifts(), NamesOf(database)),
-          std::move(report.notes)};
+  render::ComplianceDocument document{
+      results->DataSelect(), render::ReadCompliance(*results),
+      ShiftRows(report.sampling, database.Shifts(), NamesOf(database)), std::move(report.notes)};
+  if (by_phase) document.phases = PhaseRows(database, report.sampling, document.rows);
+  return document;
 }
 
 Command ComplianceCommand() {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <map>
 #include <utility>
 
@@ -12,6 +13,8 @@ namespace orvspc::cli {
 namespace {
 
 using render::SubgroupRow;
+
+using StreamIds = std::array<std::int32_t, 3>;  // part, process, test
 
 std::vector<std::int32_t> IdsOf(const std::vector<SubgroupRow>& rows) {
   std::vector<std::int32_t> ids;
@@ -43,6 +46,26 @@ bool IsOf(const ListedEvent& event, const SubgroupRow& row) {
   return fits(event.part, row.part) && fits(event.process, row.prcs) && fits(event.test, row.test);
 }
 
+// The subgroups of each stream that were changed, in the stretch of time that is shown of it.
+std::map<StreamIds, std::vector<std::int32_t>> ReadEdited(const QualityDatabase& database,
+                                                          const std::vector<SubgroupRow>& rows) {
+  std::map<StreamIds, std::pair<std::int64_t, std::int64_t>> stretches;
+  for (const auto& row : rows) {
+    const auto [found, is_new] =
+        stretches.try_emplace({row.part, row.prcs, row.test}, row.stamp, row.stamp);
+    auto& [first, last] = found->second;
+    first = std::min(first, row.stamp);
+    last = std::max(last, row.stamp);
+  }
+  std::map<StreamIds, std::vector<std::int32_t>> edited;
+  for (const auto& [stream, stretch] : stretches) {
+    auto found =
+        database.EditedSubgroups({stream[0], stream[1], stream[2]}, stretch.first, stretch.second);
+    if (!found.empty()) edited.emplace(stream, std::move(found));
+  }
+  return edited;
+}
+
 using DescriptorNames = std::map<std::int32_t, std::pair<std::string, std::string>>;
 
 DescriptorNames ReadDescriptorNames(const QualityDatabase& database,
@@ -71,7 +94,10 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
     events.emplace(event.subgroup_time.value_or(0), event);
   }
   const auto descriptors = ReadDescriptorNames(database, data.rows);
+  const auto edited = ReadEdited(database, data.rows);
   for (auto& row : data.rows) {
+    const auto changed = edited.find({row.part, row.prcs, row.test});
+    row.edited = changed != edited.end() && std::ranges::binary_search(changed->second, row.sgrp);
     using Label = std::pair<std::int32_t, std::string>;
     const auto label = std::ranges::lower_bound(labels, row.sgrp, {}, &Label::first);
     if (label != labels.end() && label->first == row.sgrp) row.label = label->second;

@@ -36,6 +36,8 @@ enum class ImportKind {
   Events,
   States,
   NetContents,
+  Flags,
+  Comments,
 };
 
 // A column of a kind of file. "descriptor:NAME" is any column whose name begins so.
@@ -83,7 +85,7 @@ struct NewItem {
 struct ImportReport {
   std::int64_t lines = 0;      // without the header
   std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
-  std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
+  std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored or changed
   std::int64_t new_names = 0;
   std::vector<NewItem> new_items;  // the first ten
   std::int64_t batch = 0;          // the number of this import

@@ -141,6 +141,12 @@ struct LimitDetails {
   std::int32_t changed = 0;  // subgroups of them that were changed since, as far as the log knows
 };
 
+// Of the values that limits were computed from, those that were changed, disabled or deleted since.
+struct ChangedValues {
+  std::int64_t changed = 0, all = 0;  // all: 0 where it is not known
+  bool are_counts = false;            // of a test that counts, one of a subgroup
+};
+
 // One figure of two rows.
 struct LimitDifference {
   double first = platform::kNaN, second = platform::kNaN;

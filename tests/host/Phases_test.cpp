@@ -311,6 +311,35 @@ TEST_F(PhaseCommandTest, ParetoAndComplianceAreAsBefore) {
   EXPECT_EQ(Add("--name out --start 2024-04-10 --kind excluded").status, 0);
   EXPECT_EQ(Run(pareto).out, categories);
   EXPECT_EQ(Run(compliance).out, samples_due);
+  const auto due = ParseJson(Run(compliance + " --by phase --format json").out);
+  std::vector<std::string> phases;
+  double expected = 0.0, of_shifts = 0.0;
+  for (const auto& each : due.At("Phases").elements) {
+    phases.push_back(each.At("Phase").text);
+    EXPECT_GT(each.At("SamplesExpected").number, 0.0);
+    expected += each.At("SamplesExpected").number;
+  }
+  EXPECT_EQ(phases, (std::vector<std::string>{"all", "out"}));
+  for (const auto& each : due.At("Shifts").elements) of_shifts += each.At("SamplesExpected").number;
+  EXPECT_EQ(expected, of_shifts) << "each sample falls due in one of them";
+  for (const std::string format : {"text", "html"}) {
+    EXPECT_NE(Run(compliance + " --by phase --format " + format).out.find("Samples by phase"),
+              std::string::npos);
+  }
+  const auto by_phase =
+      ParseJson(Run("pareto --db q.db --part 'Door panel' --by phase --format json").out);
+  std::vector<std::string> names;
+  double count = 0.0;
+  for (const auto& bin : by_phase.At("Bins").elements) {
+    names.push_back(bin.At("Name").text);
+    count += bin.At("BinCount").number;
+  }
+  std::ranges::sort(names);
+  EXPECT_EQ(names, (std::vector<std::string>{"(none)", "all"}));
+  double all = 0.0;
+  const auto by_process = ParseJson(categories);
+  for (const auto& bin : by_process.At("Bins").elements) all += bin.At("BinCount").number;
+  EXPECT_EQ(count, all);
 }
 
 }  // namespace

@@ -31,6 +31,20 @@ std::size_t CountOf(const std::string& text, const std::string& part) {
   return count;
 }
 
+// The names of the elements of an XML text.
+std::set<std::string> TagsOf(const std::string& xml) {
+  std::set<std::string> tags;
+  for (auto at = xml.find('<'); at != xml.npos; at = xml.find('<', at + 1))
+    tags.insert(xml.substr(at, xml.find_first_of(" >/", at + 1) - at));
+  return tags;
+}
+
+std::string Rounded(double value, int decimals) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f", decimals, value);
+  return text;
+}
+
 class Texts : public ProgramTest {
  protected:
   void Import(const std::string& kind, const std::string& text) {
@@ -212,6 +226,176 @@ TEST_F(Texts, DecimalsAreThoseOfTheSpecification) {
     pictures.insert(Run("chart --db q.db --format html").out);
   }
   EXPECT_EQ(pictures.size(), 15U) << "each scale shows";
+}
+
+TEST_F(Texts, DecimalsOfCapabilityAreThoseOfTheSpecification) {
+  ImportHours(30);
+  const auto figures = Json("capability --db q.db");
+  const auto figure = [&](const std::string& name) {
+    return figures.At("Statistics.Summary." + name).number;
+  };
+  std::set<std::string> outputs;
+  for (const int scale : {0, 1, 3}) {
+    Import("limits", "part,test,usl,scale\nRing,Diameter,99," + std::to_string(scale) + "\n");
+    const auto mean = Json("capability --db q.db").At("Statistics.Summary.Mean").number;
+    EXPECT_EQ(mean, figure("Mean")) << "all digits";
+    for (const std::string command : {"chart", "capability"})
+      for (const std::string format : {"text", "svg", "html"})
+        outputs.insert(Run(command + " --db q.db --format " + format).out);
+    const auto page = Run("capability --db q.db --format html").out;
+    for (const auto& [row, value, decimals] : {std::tuple("least", figure("Minimum"), scale),
+                                               {"mean", figure("Mean"), scale + 1},
+                                               {"greatest", figure("Maximum"), scale}}) {
+      const auto at = page.find(std::string(">") + row + "</text>");
+      ASSERT_NE(at, page.npos) << row;
+      const auto begin = page.find("end\">", at) + 5;
+      EXPECT_EQ(page.substr(begin, page.find('<', begin) - begin), Rounded(value, decimals))
+          << row << scale;
+    }
+  }
+  EXPECT_EQ(outputs.size(), 18U) << "each scale shows in each of them";
+}
+
+TEST_F(Texts, WhatWasChangedIsMarked) {
+  ImportHours(6);
+  for (const std::string command : {"data --db q.db", "chart --db q.db"}) {
+    const auto document = Json(command);
+    for (const auto& row : document.At("Subgroups").elements) {
+      EXPECT_EQ(row.At("Edited").kind, ParsedJson::Kind::Boolean) << command;
+      EXPECT_FALSE(row.At("Edited").boolean) << command;
+    }
+  }
+
+  for (const std::string command :
+       {"data --db q.db", "chart --db q.db --format svg", "chart --db q.db --format html"})
+    EXPECT_FALSE(Has(Run(command).out, "edited")) << command;
+  const auto stored = TagsOf(Run("chart --db q.db --max 0 --format xml").out);
+  ASSERT_EQ(Run("edit value 3 --test Diameter --tsno 1 --to 10.7 --reason typing --db q.db").status,
+            0);
+  ASSERT_EQ(Run("edit flag 5 --to incomplete --reason late --db q.db").status, 0);
+  for (const std::string command : {"data --db q.db", "chart --db q.db"}) {
+    const auto document = Json(command);
+    for (std::size_t i = 0; i < 6; ++i) {
+      const auto& edited = document.At("Subgroups").elements.at(i).At("Edited");
+      EXPECT_EQ(edited.boolean, i == 2 || i == 4) << command << i;
+    }
+  }
+  EXPECT_EQ(CountOf(Run("data --db q.db").out, "edited"), 2U);
+  const auto picture = Run("chart --db q.db --graph2 none --format svg").out;
+  const auto from = picture.find("<title>#3  subgroup S2");
+  ASSERT_NE(from, picture.npos);
+  EXPECT_TRUE(Has(picture.substr(from, picture.find("</title>", from) - from), "; edited"));
+  EXPECT_EQ(CountOf(picture, "edited</title>"),
+            CountOf(picture, "<title>#3  ") + CountOf(picture, "<title>#5  "));
+  const auto page = Run("chart --db q.db --format html").out;
+  const auto table = page.substr(page.find("<h2>Points</h2>"));
+  EXPECT_TRUE(Has(table, ">edited</th>"));
+  EXPECT_EQ(CountOf(table, "<td>yes</td>"), 2U);
+  // Of a stored result it is not known, and its text is as it was.
+  const auto changed = Run("chart --db q.db --max 0 --format xml").out;
+  EXPECT_FALSE(Has(changed, "dited"));
+  EXPECT_EQ(TagsOf(changed), stored);
+  Write("c.xml", changed);
+  EXPECT_EQ(ParseJson(Run("show c.xml --format json").out).At("Subgroups[2].Edited").kind,
+            ParsedJson::Kind::Null);
+}
+
+TEST_F(Texts, AChartSaysThatTheDataOfItsLimitsWereChanged) {
+  ImportHours(30);
+  ASSERT_EQ(Run("limits freeze --part Ring --process Press --test Diameter "
+                "--since 2024-03-01 --until 2024-03-01T23:00 --reason start --db q.db")
+                .status,
+            0);
+  const auto note = [&](const std::string& more) {
+    std::string text;
+    const auto document = Json("chart --db q.db" + more);
+    for (const auto& each : document.At("Notes").elements)
+      if (each.At("Code").text == "limits-data-changed") text += each.At("Text").text;
+    return text;
+  };
+  EXPECT_EQ(note(""), "");
+  ASSERT_EQ(
+      Run("edit value 29 --test Diameter --tsno 1 --to 10.6 --reason typing --db q.db").status, 0);
+  EXPECT_EQ(note(""), "") << "it is no value that the limits come from";
+  ASSERT_EQ(Run("edit value 3 --test Diameter --tsno 1 --to 10.6 --reason typing --db q.db").status,
+            0);
+  const std::string one = "1 of 48 values was changed after these limits were computed";
+  EXPECT_EQ(note(""), one);
+  EXPECT_EQ(note(" --since 2024-03-02"), one) << "also where none of them is shown";
+  for (const std::string format : {"text", "svg", "html"})
+    EXPECT_TRUE(Has(Run("chart --db q.db --max 0 --format " + format).out, one)) << format;
+  ASSERT_EQ(Run("edit delete 4 --reason broken --db q.db").status, 0);
+  EXPECT_EQ(note(""), "3 of 48 values were changed after these limits were computed");
+  ASSERT_EQ(Run("edit flag 5 --to disabled --reason broken --db q.db").status, 0);
+  EXPECT_EQ(note(""), "5 of 48 values were changed after these limits were computed");
+  // Each goes back to what it was.
+  const auto log = ParseJson(Run("log --db q.db --format json").out).At("Log").elements;
+  for (std::size_t i = log.size(); i-- > 0;) {
+    if (!log[i].At("Operation").text.starts_with("edit-") &&
+        log[i].At("Operation").text != "delete")
+      continue;
+    const auto entry = std::to_string(static_cast<int>(log[i].At("Seq").number));
+    ASSERT_EQ(Run("edit restore " + entry + " --reason back --db q.db").status, 0) << entry;
+  }
+  EXPECT_EQ(note(""), "");
+}
+
+TEST_F(Texts, EveryTextOfAScriptIsFoundInAllFormats) {
+  Import("values",
+         "part,process,test,subgroup,time,value,workstation,job,lot,shift,revision,employee,serial,"
+         "gage,defect,comment,descriptor:d01,descriptor:d02,descriptor:d03,descriptor:d04,"
+         "descriptor:d05,descriptor:d06,descriptor:d07,descriptor:d08,descriptor:d09,"
+         "descriptor:d10\n"
+         "pa-01,pr-02,te-03,la-04,2024-03-01T08:00,10.1,ws-05,jo-06,lo-07,sh-08,re-09,em-10,se-11,"
+         "ga-12,de-13,co-14,v01-15,v02-16,v03-17,v04-18,v05-19,v06-20,v07-21,v08-22,v09-23,v10-24\n"
+         "pa-01,pr-02,te-03,lb-25,2024-03-01T09:00,10.2,,,lc-26,,,en-27,,gb-28,,cp-29,,,,,,,,,,\n");
+  Import("defects", "code,name\nde-13,scratch\n");
+  Import("acc-codes", "code,name\nac-30,worn\n");
+  Import("cac-codes", "code,name\nca-31,changed\n");
+  Import("events",
+         "type,time,name,process,part,test,subgroup-time,employee,acc,acc-employee,cac,"
+         "cac-employee\n"
+         "subgroup-alarm,2024-03-01T08:05,ev-32,pr-02,pa-01,te-03,2024-03-01T08:00,eo-33,ac-30,"
+         "ep-34,ca-31,eq-35\n");
+  Import("states",
+         "process,time,state,type\npr-02,2024-03-01T08:10,st-36,idle\n"
+         "pr-02,2024-03-01T08:50,su-37,run\n");
+  ASSERT_EQ(Run("phase add --part pa-01 --process pr-02 --test te-03 --name ph-38 "
+                "--start 2024-02-01 --reason why --db q.db")
+                .status,
+            0);
+  ASSERT_EQ(Run("comment add 2 cq-39 --by er-40 --db q.db").status, 0);
+  const std::vector<std::string> kSubgroups = {
+      "pa-01", "pr-02", "te-03", "la-04", "ws-05", "jo-06", "lo-07", "sh-08", "re-09",
+      "em-10", "se-11", "ga-12", "de-13", "co-14", "lb-25", "lc-26", "en-27", "gb-28",
+      "cp-29", "ac-30", "ca-31", "ev-32", "eo-33", "ep-34", "eq-35", "cq-39", "er-40"};
+  const std::vector<std::string> kDescriptors = {"v01-15", "v02-16", "v03-17", "v04-18", "v05-19",
+                                                 "v06-20", "v07-21", "v08-22", "v09-23", "v10-24"};
+  const std::vector<std::string> kOfCharts = {"st-36", "ph-38"};
+  struct Format {
+    std::string command;
+    bool has_descriptors, is_chart;
+  };
+  for (const auto& [command, has_descriptors, is_chart] :
+       {Format{"data --db q.db", true, false},
+        {"data --db q.db --format json", true, false},
+        {"chart --db q.db --graph1 individuals --format svg", false, true},
+        {"chart --db q.db --graph1 individuals --format html", false, true}}) {
+    const auto outcome = Run(command);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    auto written = outcome.out;  // a long cell is broken
+    std::erase_if(written, [](char c) { return c == ' ' || c == '\n'; });
+    for (const auto& text : kSubgroups) EXPECT_TRUE(Has(written, text)) << command << text;
+    for (const auto& text : kDescriptors)
+      EXPECT_TRUE(!has_descriptors || Has(written, text)) << command << text;
+    for (const auto& text : kOfCharts)
+      EXPECT_TRUE(!is_chart || Has(written, text)) << command << text;
+  }
+  const auto chart = Run("chart --db q.db --graph1 individuals --format json").out;
+  for (const auto& text : kSubgroups) EXPECT_TRUE(Has(chart, text)) << text;
+  EXPECT_TRUE(Has(chart, "ph-38"));
+  const auto states = Run("states --db q.db --format json").out;
+  EXPECT_TRUE(Has(states, "su-37")) << states;
 }
 
 TEST_F(Texts, ValuesOfManyDigitsHaveSixDecimals) {

@@ -63,11 +63,20 @@ class StreamJudge {
         store_(rows, stream),
         touched_(touched) {}
 
-  void Run(std::vector<Alarm>& opened) {
+  // Returns whether control limits are in force at the newest point.
+  bool Run(std::vector<Alarm>& opened) {
     limits_ = store_.ControlLimits(Of().part, Of().process, Of().test);
+    charts::SortForProcess(limits_);
+    const bool has_limits =
+        catalogue::EffectiveRows<catalogue::ControlLimit>(limits_).PlaceAt(touched_.last.time) >= 0;
+    JudgeBy(opened);
+    return has_limits;
+  }
+
+ private:
+  void JudgeBy(std::vector<Alarm>& opened) {
     specs_ = store_.SpecLimits(Of().part, Of().test);
     if (limits_.empty() && specs_.empty() && !HasAlarms(db_, Of().id)) return;
-    charts::SortForProcess(limits_);
     mark_ = ReadMark(db_, Of().id);
     ReadRules();
     LeaveOutOld();
@@ -94,7 +103,6 @@ class StreamJudge {
     StoreMark();
   }
 
- private:
   const store::Stream& Of() const { return store_.Of(); }
   const std::vector<API_SubgroupData>& Points() const { return store_.Data().subgroups; }
   static store::RecordKey KeyOf(const API_SubgroupData& point) { return {point.Sgtm, point.Sgrp}; }
@@ -461,17 +469,21 @@ std::vector<Touched> TouchedStreams::All() const {
   return all;
 }
 
-std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched) {
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched,
+                         std::vector<std::int64_t>* without_limits) {
   ChartRows known;
-  return Judge(writing, touched, known);
+  return Judge(writing, touched, known, without_limits);
 }
 
-std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched,
-                         ChartRows& known) {
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched, ChartRows& known,
+                         std::vector<std::int64_t>* without_limits) {
   std::vector<Alarm> opened;
   for (const auto& each : touched) {
     const auto* const stream = known.Stream(writing.Db(), each.stream);
-    if (stream != nullptr) StreamJudge(writing, known, *stream, each).Run(opened);
+    if (stream == nullptr) continue;
+    if (!StreamJudge(writing, known, *stream, each).Run(opened) && without_limits != nullptr) {
+      without_limits->push_back(each.stream);
+    }
   }
   return opened;
 }

@@ -42,8 +42,16 @@ class TouchedStreams {
 //   - A rule that goes on marking has one alarm, from the point that completes it on.
 //   - What it costs does not grow with the history: only the points that the rules look at beside
 //     those that were touched are read.
-std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched);
+//   - Without control limits in force only specification limits are judged; without_limits, where
+//     given, takes the streams.
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched,
+                         std::vector<std::int64_t>* without_limits = nullptr);
 // With what is known from former calls over the same connection.
-std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched, ChartRows& known);
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched, ChartRows& known,
+                         std::vector<std::int64_t>* without_limits = nullptr);
+
+// What is said of a stream without control limits.
+inline constexpr const char* kNoLimitsCode = "no-limits";
+inline constexpr const char* kNoLimitsText = "no control limits in force: orvspc limits propose";
 
 }  // namespace orvspc::engine::alarms

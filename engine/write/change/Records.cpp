@@ -40,7 +40,7 @@ std::string CalledBy(sql::Connection& db, const StoredRecord& record) {
 
 // What an entry says of a record after it, with the digest of it all.
 std::string AfterOf(sql::Connection& db, Json after, const StoredRecord& record) {
-  after["digest"] = record::DigestOf(CanonicalOf(db, record));
+  after["digest"] = log::DigestOf(CanonicalOf(db, record));
   return log::CanonicalText(after);
 }
 
@@ -233,7 +233,7 @@ void MoveSubgroup(log::Writing& writing, const StoredSubgroup& from, const Subgr
 
 struct OldState {
   std::int32_t subgroup = 0, test = 0;
-  record::CanonicalRecord record;
+  log::CanonicalRecord record;
   std::int64_t batch = 0;
   bool was_undone = false;  // with comments and descriptors
 };
@@ -257,8 +257,8 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
   old.batch = json.value(kBatchKey, std::int64_t{0});
   json.erase(kBatchKey);
   json.erase(kEntryKey);
-  old.record = record::RecordOf(json);
-  record::PutInUsual(old.record, IsMeasured(db, old.test));
+  old.record = log::RecordOf(json);
+  log::PutInUsual(old.record, IsMeasured(db, old.test));
   return old;
 }
 
@@ -331,7 +331,7 @@ StoredRecord RecordOf(sql::Connection& db, const OldState& old) {
 }  // namespace
 
 std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
-  auto json = record::JsonOf(CanonicalOf(db, record));
+  auto json = log::JsonOf(CanonicalOf(db, record));
   if (record.batch != 0) json[kBatchKey] = record.batch;
   if (record.entry != 0) json[kEntryKey] = record.entry;
   return log::CanonicalText(json);

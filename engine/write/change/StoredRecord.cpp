@@ -117,8 +117,8 @@ bool IsMeasured(sql::Connection& db, std::int32_t test) {
   return sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt() == ttVariable;
 }
 
-record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored) {
-  record::CanonicalRecord record;
+log::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored) {
+  log::CanonicalRecord record;
   record.part = NameOf(db, ItemKind::Part, stored.subgroup.part);
   record.process = NameOf(db, ItemKind::Process, stored.subgroup.process);
   record.test = NameOf(db, ItemKind::Test, stored.test);
@@ -136,7 +136,7 @@ record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& sto
   }
   record.size = stored.size;
   record.flag = stored.flag;
-  record::LeaveOutUsual(record, IsMeasured(db, stored.test));
+  log::LeaveOutUsual(record, IsMeasured(db, stored.test));
   const auto context = ReadContext(db, stored.context);
   for (std::size_t i = 0; i < context.size(); ++i) {
     if (context[i] == 0) continue;

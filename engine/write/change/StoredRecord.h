@@ -9,7 +9,7 @@
 #include "engine/chunks/chunk.h"
 #include "engine/sql/Connection.h"
 #include "engine/store/StoreCache.h"
-#include "engine/write/record/Canonical.h"
+#include "engine/write/log/Canonical.h"
 
 namespace orvspc::engine::change {
 
@@ -50,7 +50,7 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
 bool IsMeasured(sql::Connection& db, std::int32_t test);
 
 // By names, with its comments and the descriptors of its subgroup.
-record::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored);
+log::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored);
 
 store::Context ReadContext(sql::Connection& db, std::int32_t id);
 // The identifier of a context that is stored.

@@ -6,6 +6,7 @@
 #include <functional>
 #include <iterator>
 
+#include "engine/chunks/StreamWalk.h"
 #include "engine/sql/address.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/texts.h"
@@ -21,10 +22,10 @@ namespace {
 
 // In the order of the enumeration.
 constexpr const KindOfFile* kKinds[] = {
-    &kValuesKind,   &kLimitsKind,     &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
-    &kAlarmsKind,   &kGroupsKind,     &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
-    &kCacCodesKind, &kStateCodesKind, &kPartsKind,         &kProcessesKind,     &kEventsKind,
-    &kStatesKind,   &kNetContentsKind};
+    &kValuesKind,   &kLimitsKind,      &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
+    &kAlarmsKind,   &kGroupsKind,      &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
+    &kCacCodesKind, &kStateCodesKind,  &kPartsKind,         &kProcessesKind,     &kEventsKind,
+    &kStatesKind,   &kNetContentsKind, &kFlagsKind,         &kCommentsKind};
 
 std::string Sha256OfFile(const std::string& name) {
   constexpr std::size_t kBlock = 1 << 16;
@@ -58,10 +59,26 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
       file.batch, kind.word, source, of_source, report.lines, records, file.digest, entry);
 }
 
+// Of the streams that are judged by their specification limits alone.
+void NoteNoLimits(sql::Connection& db, const std::vector<std::int64_t>& streams,
+                  ImportReport& report) {
+  if (streams.empty()) return;
+  if (streams.size() == 1) {
+    report.notes.push_back(
+        {alarms::kNoLimitsCode, alarms::kNoLimitsText, store::StreamText(db, streams[0])});
+    return;
+  }
+  report.notes.push_back({alarms::kNoLimitsCode,
+                          "no control limits in force for " + std::to_string(streams.size()) +
+                              " streams: orvspc limits propose",
+                          {}});
+}
+
 ImportReport TakeLines(log::Writing& writing, const std::string& name, const KindOfFile& kind,
                        const ImportOptions& options) {
   auto& connection = writing.Db();
-  ImportFile file{connection,
+  ImportFile file{writing,
+                  connection,
                   {name, kind.columns, options},
                   "import " + name,
                   std::max<std::size_t>(options.most_held, 1),
@@ -78,7 +95,9 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   KeepBatch(writing, name, kind, file, options);
   const auto touched = file.touched.All();
   for (const auto& each : touched) file.report.streams.push_back(each.stream);
-  file.report.alarms = alarms::Judge(writing, touched);
+  std::vector<std::int64_t> without_limits;
+  file.report.alarms = alarms::Judge(writing, touched, &without_limits);
+  if (kind.kind == ImportKind::Values) NoteNoLimits(writing.Db(), without_limits, file.report);
   return file.report;
 }
 

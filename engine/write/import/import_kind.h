@@ -17,6 +17,7 @@
 #include "engine/time/calendar.h"
 #include "engine/write/alarms/Judge.h"
 #include "engine/write/import/import_table.h"
+#include "engine/write/log/Log.h"
 
 namespace orvspc::engine::import {
 
@@ -106,6 +107,7 @@ class ImportNames {
 
 // A file on its way into the database: what the importer of a kind works with.
 struct ImportFile {
+  log::Writing& writing;
   sql::Connection& db;
   ImportTable table;
   std::string who;        // "import FILE"
@@ -119,7 +121,7 @@ struct ImportFile {
   // Of values, once they are finished: how many (subgroup, test), and their digest.
   std::int64_t records = 0;
   std::string digest{};
-  alarms::TouchedStreams touched{};  // by values
+  alarms::TouchedStreams touched{};  // by values and flags
   std::set<std::array<std::int32_t, 4>> versions{};
 
   // Identifier of the name in a column; a new name is added. Refused when empty.
@@ -172,6 +174,6 @@ std::vector<std::string_view> WordsOf(std::string_view text);
 extern const KindOfFile kValuesKind, kLimitsKind, kControlLimitsKind, kOpportunitiesKind,
     kRulesKind, kAlarmsKind, kGroupsKind, kRequirementsKind, kDefectsKind, kAccCodesKind,
     kCacCodesKind, kStateCodesKind, kPartsKind, kProcessesKind, kEventsKind, kStatesKind,
-    kNetContentsKind;
+    kNetContentsKind, kFlagsKind, kCommentsKind;
 
 }  // namespace orvspc::engine::import

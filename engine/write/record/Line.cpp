@@ -3,8 +3,8 @@
 
 #include <stdexcept>
 
+#include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
-#include "engine/write/record/Canonical.h"
 #include "platform/Actor.h"
 
 namespace orvspc::engine::record {
@@ -32,7 +32,7 @@ NewRecord RecordOfLine(std::string_view line, std::string* key) {
     json.erase("key");
   }
   if (key != nullptr) *key = own_key;
-  auto record = NewRecordOf(RecordOf(json));
+  auto record = log::NewRecordOf(log::RecordOf(json));
   record.key = own_key;
   return record;
 }

@@ -301,13 +301,13 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
               employee());
 }
 
-CanonicalRecord RecordWriter::Described(const Placed& placed) const {
+log::CanonicalRecord RecordWriter::Described(const Placed& placed) const {
   const auto& record = *placed.record;
   const auto present = [&](ItemKind kind, const std::string& name) {
     const auto* item = known_.Find(kind, name);
     return item == nullptr || item->renamed_to.empty() ? name : item->renamed_to;
   };
-  auto all = CanonicalOf(*record.sent);
+  auto all = log::CanonicalOf(*record.sent);
   const auto& subgroup = subgroups_[placed.subgroup];
   all.part = present(ItemKind::Part, all.part);
   all.process = present(ItemKind::Process, all.process);

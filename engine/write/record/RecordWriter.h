@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "engine/write/log/Canonical.h"
 #include "engine/write/log/Log.h"
-#include "engine/write/record/Canonical.h"
 #include "engine/write/record/RecordCheck.h"
 #include "platform/Actor.h"
 
@@ -50,7 +50,7 @@ class RecordWriter {
   // Of a batch that was written, see batch_digest.h.
   const std::string& Digest() const { return digest_; }
   // A record as it is stored.
-  CanonicalRecord Described(const Placed& placed) const;
+  log::CanonicalRecord Described(const Placed& placed) const;
 
  private:
   struct Counter {

@@ -12,9 +12,9 @@
 #include "engine/sql/failure.h"
 #include "engine/time/calendar.h"
 #include "engine/write/alarms/Judge.h"
+#include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
-#include "engine/write/record/Canonical.h"
 #include "engine/write/record/RecordWriter.h"
 #include "platform/Actor.h"
 #include "system/Sha256.h"
@@ -28,7 +28,7 @@ constexpr std::size_t kMostTogether = 64;
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
   std::string text;
-  for (const auto& record : records) text += CanonicalText(CanonicalOf(record)) + "\n";
+  for (const auto& record : records) text += log::CanonicalText(log::CanonicalOf(record)) + "\n";
   thread_local system::Sha256 sha;
   sha.Add(text);
   return system::HexOf(sha.Finish()).substr(0, kDigits);
@@ -338,7 +338,7 @@ void Recorder::PerformBatch(Call& call) {
 }
 
 // Judges what was written. An alarm is given to the answer, one for each record, of its last
-// subgroup, else to the last one of its stream.
+// subgroup, else to the last one of its stream; so is the note that a stream has no limits.
 void Recorder::Judge(log::Writing& writing, const RecordWriter& writer,
                      const std::vector<Recorded*>& answers) {
   alarms::TouchedStreams touched;
@@ -346,7 +346,15 @@ void Recorder::Judge(log::Writing& writing, const RecordWriter& writer,
     const auto& subgroup = writer.SubgroupOf(placed);
     touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
   }
-  auto opened = alarms::Judge(writing, touched.All(), chart_rows_);
+  std::vector<std::int64_t> without_limits;
+  auto opened = alarms::Judge(writing, touched.All(), chart_rows_, &without_limits);
+  for (const auto stream : without_limits) {
+    for (auto i = answers.size(); i-- > 0;) {
+      if (writer.Records()[i].record->stream->id != stream) continue;
+      answers[i]->notes.push_back({alarms::kNoLimitsCode, alarms::kNoLimitsText, {}});
+      break;
+    }
+  }
   if (opened.empty()) return;
   using Place = std::array<std::int32_t, 4>;  // part, process, test, subgroup
   std::map<Place, Recorded*> takers;          // under subgroup 0 the last one of the stream

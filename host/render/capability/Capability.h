@@ -75,7 +75,8 @@ struct CapabilityView : View {
   std::vector<ValueMark> limits;                 // of specification and of net content
   std::vector<ValueMark> targets;                // the target and the stated content
   double mean = 0.0, sigma = 0.0;                // NaN: not known; long-term
-  int decimals = 4;                              // of a value
+  int decimals = 4;                              // of the ends of bins
+  int mean_decimals = -1;                        // -1: as of these
   std::vector<Table> tables;
 
   bool Empty() const { return bars.empty(); }

@@ -230,7 +230,8 @@ void WriteHistogram(TextWriter& out, const CapabilityView& view) {
   };
   for (const auto* marks : {&view.limits, &view.targets})
     for (const auto& mark : *marks) add(mark.at, mark.text);
-  add(view.mean, "mean " + Fixed(view.mean, view.decimals));
+  add(view.mean,
+      "mean " + Fixed(view.mean, view.mean_decimals < 0 ? view.decimals : view.mean_decimals));
 
   std::size_t label = 0, note = 0;
   for (const auto& bar : view.bars) label = std::max(label, Width(Fixed(bar.low, view.decimals)));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "host/render/capability/Capability.h"
 #include "host/render/core/Numbers.h"
@@ -77,6 +78,7 @@ Table Filled(Table table, const std::vector<Line>& lines,
 // Everything that text and page show below the histogram; what is beside the picture comes first. A
 // new figure is a new line of its table. A figure of the report comes from document.fit and is left
 // out where that is null.
+// decimals: of values; the mean has one more.
 std::vector<Table> TablesOf(const CapabilityDocument& document, int decimals) {
   const CapabilityRead& read = document.capability;
   const auto written = [&read](std::string (*write)(double, int), int digits) {
@@ -229,6 +231,17 @@ void AddMarks(const CapabilityRead& capability, CapabilityView& view) {
   }
 }
 
+// The decimals of the specification row; none without one, or where values are shown as deviations.
+std::optional<int> ScaleOf(const CapabilityRead& capability) {
+  const auto* const processing = capability.processing.get();
+  const bool deviates = processing != nullptr && processing->Normalize() != caNormalizeNone;
+  const double scale = capability.Find("SpecLim.Scale").held;
+  if (deviates || !(capability.Find("SpecLim.EFlag").held > 0.0) || !std::isfinite(scale)) {
+    return std::nullopt;
+  }
+  return std::max(static_cast<int>(scale), 0);
+}
+
 }  // namespace
 
 CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Names& names) {
@@ -257,7 +270,12 @@ CapabilityView MakeCapabilityView(const CapabilityDocument& document, const Name
   const double ends[] = {capability.Figure("Summary.Minimum"),
                          capability.Figure("Summary.Maximum")};
   view.decimals = DecimalsForLimits(DecimalsOf(ends), view.sigma);
-  view.tables = TablesOf(document, view.decimals);
+  const auto scale = ScaleOf(capability);
+  view.tables = TablesOf(document, scale.value_or(view.decimals));
+  if (!scale) return view;
+  // Bins must be told apart, whatever the scale.
+  view.mean_decimals = *scale + 1;
+  view.decimals = std::max(view.decimals, view.mean_decimals);
   return view;
 }
 

@@ -451,7 +451,9 @@ void WritePoints(Page& page, const ChartView& view) {
        }},
       {"state",
        [&](std::size_t i, const Texts&) {
-         return view.Used(i) ? "" : view.flags[i] == 1 ? "disabled" : "incomplete";
+         if (!view.flags.empty() && view.flags[i] != 0)
+           return view.flags[i] == 1 ? "disabled" : "incomplete";
+         return view.IsExcluded(i) ? "excluded" : "";
        }},
       {"#n", [&](std::size_t i, const Texts&) {
          const bool given = !view.graphs.empty() && i < view.graphs[0].sizes.size();
@@ -468,6 +470,8 @@ void WritePoints(Page& page, const ChartView& view) {
       {"comment", [](std::size_t, const Texts& texts) { return Joined(texts.comments, "; "); }});
   columns.push_back({"cause", [](std::size_t, const Texts& texts) { return texts.cause; }});
   columns.push_back({"action", [](std::size_t, const Texts& texts) { return texts.action; }});
+  columns.push_back(
+      {"edited", [](std::size_t, const Texts& texts) { return texts.edited ? "yes" : ""; }});
 
   for (std::size_t i = 0; i < view.Count(); ++i) {
     const auto texts = view.TextsOf(i);

@@ -50,11 +50,18 @@ struct ShiftRow {
   SampleCount count;
 };
 
+// What fell due while a phase held; outside of any where it has no name.
+struct PhaseSamples {
+  std::string phase;
+  SampleCount count;
+};
+
 struct ComplianceDocument {
   std::shared_ptr<DataSelect> select;  // with the range that was really used
   std::vector<ComplianceRow> rows;
   std::vector<ShiftRow> shifts;
   std::vector<Note> notes;
+  std::optional<std::vector<PhaseSamples>> phases = {};  // where they were asked for
 };
 
 std::string ComplianceJson(const ComplianceDocument& document);
@@ -79,6 +86,7 @@ struct RequirementLine {
 struct ComplianceView : View {
   std::vector<RequirementLine> requirements;
   std::vector<HeatMap> maps;
+  std::vector<PhaseSamples> phases;  // the one outside of any last
   std::vector<ComplianceRow> lines;  // of the stays; texts are as PlainText leaves them
 
   bool Empty() const { return lines.empty(); }

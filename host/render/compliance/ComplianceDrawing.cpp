@@ -54,6 +54,13 @@ Table RequirementsTable(const ComplianceView& view) {
   return table;
 }
 
+Table PhasesTable(const ComplianceView& view) {
+  Table table{"Samples by phase", {"phase", "#expected", "#collected", "#missed", "#percent"}, {}};
+  for (const auto& each : view.phases)
+    table.rows.push_back(RowOf({each.phase.empty() ? "(none)" : each.phase}, each.count));
+  return table;
+}
+
 // The requirements as a table with bars, and a map of shifts by days for each process.
 class Picture {
  public:
@@ -295,6 +302,7 @@ std::string RenderComplianceText(const ComplianceView& view, const TextOptions& 
   } else {
     out.Head(view);
     out.Section(RequirementsTable(view));
+    if (!view.phases.empty()) out.Section(PhasesTable(view));
     for (const auto& map : view.maps) WriteShifts(out, map);
     if (!view.maps.empty()) {
       out.Blank();
@@ -308,6 +316,7 @@ std::string RenderComplianceText(const ComplianceView& view, const TextOptions& 
 
 std::string RenderComplianceHtml(const ComplianceView& view) {
   Page page(view, Picture(view, true).Draw());
+  if (!view.phases.empty()) page.Write(PhasesTable(view));
   WriteSamples(page, view);
   WriteValues(page, view);
   return page.Text();

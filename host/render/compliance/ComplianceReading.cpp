@@ -157,6 +157,13 @@ std::string ComplianceJson(const ComplianceDocument& document) {
                    row.count.collected, "SamplesMissed", row.count.missed, "SamplesExpected",
                    row.count.expected);
     });
+    if (document.phases) {
+      json.Objects("Phases", *document.phases, [&](const PhaseSamples& row) {
+        json.MemberIf(!row.phase.empty(), "Phase", row.phase);
+        json.Members("SamplesCollected", row.count.collected, "SamplesMissed", row.count.missed,
+                     "SamplesExpected", row.count.expected);
+      });
+    }
     WriteNotes(json, document.notes);
   });
 }
@@ -179,6 +186,8 @@ ComplianceView MakeComplianceView(const ComplianceDocument& document) {
     view.subtitle = IsoTime(start) + " to " + IsoTime(end) + " UTC: " + CountText(total);
   view.requirements = Requirements(document.rows);
   view.maps = HeatMaps(document.shifts);
+  if (document.phases) view.phases = *document.phases;
+  for (auto& each : view.phases) each.phase = PlainText(each.phase);
   view.notes = PlainNotes(document.notes);
   return view;
 }

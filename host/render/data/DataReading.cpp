@@ -123,11 +123,12 @@ class Listed {
 };
 
 std::string By(const std::string& text, const std::string& who) {
-  return who.empty() ? text : text + " (" + who + ")";
+  return text.empty() || who.empty() ? text : text + " (" + who + ")";
 }
 
-constexpr std::string_view kItemWords[] = {
-    "workstation", "job", "lot", "shift", "revision", "employee", "gage", "serials", "descriptor"};
+constexpr std::string_view kItemWords[] = {"workstation", "job",      "lot",  "shift",
+                                           "revision",    "employee", "gage", "serials",
+                                           "descriptor",  "defects",  "event"};
 
 }  // namespace
 
@@ -142,13 +143,22 @@ SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
   SubgroupTexts texts;
   texts.label = PlainText(row.label);
   const auto& remarks = RemarksOf(row);
-  Listed gages, serials, descriptors, causes, actions, codes;
+  Listed gages, serials, defects, descriptors, events, causes, actions, codes;
   for (const auto& test : row.tests) {
     gages.Add(ShownName(names, NameKind::Gage, test.gage));
     serials.Add(ShownName(names, NameKind::Serial, test.sn));
+    defects.Add(ShownName(names, NameKind::Defect, test.def));
   }
   for (const auto& descriptor : remarks.descriptors)
     descriptors.Add(Joined({PlainText(descriptor.group_name), PlainText(descriptor.name)}, " "));
+  for (const auto& event : remarks.events) {
+    const std::string cause = ShownName(names, NameKind::AccCode, event.acc.code);
+    const std::string action = ShownName(names, NameKind::CacCode, event.cac.code);
+    events.Add(By(PlainText(event.name), ShownName(names, NameKind::Employee, event.empl)));
+    causes.Add(By(cause, ShownName(names, NameKind::Employee, event.acc.employee)));
+    actions.Add(By(action, ShownName(names, NameKind::Employee, event.cac.employee)));
+    codes.Add(Joined({cause, action}, " / "));
+  }
   const std::string given[] = {ShownName(names, NameKind::Workstation, row.wkst),
                                ShownName(names, NameKind::Job, row.job),
                                ShownName(names, NameKind::Lot, row.lot),
@@ -157,21 +167,17 @@ SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
                                ShownName(names, NameKind::Employee, row.empl),
                                gages.Text(),
                                serials.Text(),
-                               descriptors.Text()};
+                               descriptors.Text(),
+                               defects.Text(),
+                               events.Text()};
   for (std::size_t i = 0; i < std::size(given); ++i)
     if (!given[i].empty()) texts.items.emplace_back(kItemWords[i], given[i]);
   for (const auto& comment : remarks.comments)
     texts.comments.push_back(By(PlainText(comment.note), PlainText(comment.employee)));
-  for (const auto& event : remarks.events) {
-    const std::string cause = ShownName(names, NameKind::AccCode, event.acc.code);
-    const std::string action = ShownName(names, NameKind::CacCode, event.cac.code);
-    causes.Add(By(cause, ShownName(names, NameKind::Employee, event.acc.employee)));
-    actions.Add(By(action, ShownName(names, NameKind::Employee, event.cac.employee)));
-    codes.Add(Joined({cause, action}, " / "));
-  }
   texts.cause = causes.Text();
   texts.action = actions.Text();
   texts.codes = codes.Text();
+  texts.edited = row.edited;
   return texts;
 }
 
@@ -181,6 +187,7 @@ std::string TextLine(const SubgroupTexts& texts) {
   for (const auto& comment : texts.comments) pieces.push_back("comment: " + comment);
   if (!texts.cause.empty()) pieces.push_back("cause: " + texts.cause);
   if (!texts.action.empty()) pieces.push_back("action: " + texts.action);
+  if (texts.edited) pieces.emplace_back("edited");
   return Joined(pieces, "; ");
 }
 
@@ -272,6 +279,7 @@ void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& na
       json.MemberIf(!phase.empty(), "Phase", phase);
     }
     WriteRemarks(json, RemarksOf(row), names, descriptors, data.has_texts);
+    json.MemberIf(data.has_texts, "Edited", row.edited);
   });
 }
 
@@ -320,7 +328,9 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
     if (row.flag == 1 || row.flag == 2) values += row.flag == 1 ? "  [disabled]" : "  [incomplete]";
     table.rows.push_back(
         {IsoTime(row.stamp), StreamName(names, row.part, row.prcs, row.test), values});
-    const auto texts = TextsOf(row, names);
+    auto texts = TextsOf(row, names);
+    // Beside their counts already.
+    std::erase_if(texts.items, [](const auto& item) { return item.first == "defects"; });
     table.details.push_back(
         Joined({texts.label.empty() ? "" : "subgroup " + texts.label, TextLine(texts)}, "; "));
   }

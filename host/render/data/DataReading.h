@@ -85,6 +85,7 @@ struct SubgroupRow {
   std::vector<TestRow> tests = {};
   std::shared_ptr<const Remarks> remarks = {};  // null: none
   std::string label = {};
+  bool edited = false;  // changed since it was stored
 };
 
 const Remarks& RemarksOf(const SubgroupRow& row);
@@ -95,7 +96,7 @@ struct SubgroupsRead {
   // The phase of each row among these names, of which an empty one is none; empty: not known.
   std::vector<std::int32_t> phase_of;
   std::vector<std::string> phases;
-  // Whether labels, events and whole comments came from a database: no result has them.
+  // Whether labels, events, whole comments and changes came from a database: no result has them.
   bool has_texts = false;
 };
 SubgroupsRead ReadSubgroups(SubgroupData& data);
@@ -107,6 +108,7 @@ struct SubgroupTexts {
   std::vector<std::string> comments;                       // "new coil (Kim)"
   std::string cause, action;                               // "Worn tool (Ann)"
   std::string codes;                                       // "Worn tool / Reset": without names
+  bool edited = false;
 };
 SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names);
 // The names of items, in their order.

@@ -14,6 +14,7 @@
 #include "host/render/core/Words.h"
 #include "host/render/data/DataReading.h"
 #include "pareto/PAResults.h"
+#include "platform/BinTypes.h"
 
 // A Pareto: what its result gives, read once into plain values, and how it is shown.
 namespace orvspc::render {
@@ -108,7 +109,8 @@ inline constexpr Word kBinTypeWords[] = {{"none", paBinTypeNone},
                                          {"acc-group", paBinTypeAcgp},
                                          {"acc-code-group", paBinTypeAcgp},
                                          {"job-group", paBinTypeJbgp},
-                                         {"event-type", paBinTypeEventType}};
+                                         {"event-type", paBinTypeEventType},
+                                         {"phase", kBinTypePhase}};
 // "defect", "part-group"; empty for an unknown type.
 inline std::string BinTypeWord(std::int32_t type) { return WordOf(kBinTypeWords, type); }
 

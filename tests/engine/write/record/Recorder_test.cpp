@@ -16,9 +16,9 @@
 #include "engine/sql/counter.h"
 #include "engine/store/digest.h"
 #include "engine/time/calendar.h"
+#include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
-#include "engine/write/record/Canonical.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/store_fixture.h"
 
@@ -599,7 +599,7 @@ TEST_F(RecorderTest, EachCallHasOneEntryOfTheLog) {
   EXPECT_EQ(Text("SELECT before " + latest), "");
   // The digest is that of the canonical record as it is stored.
   const auto after = LatestAfter();
-  auto canonical = CanonicalOf(diameter);
+  auto canonical = log::CanonicalOf(diameter);
   canonical.label = "1";
   ASSERT_EQ(after["records"].size(), 2U);
   EXPECT_EQ(after["records"][0]["digest"], DigestOf(canonical));
@@ -648,16 +648,38 @@ TEST_F(RecorderTest, WhoRecordsMustBeNamedWhereThatIsSet) {
   EXPECT_FALSE(RefusalOf([&] { Into().Record(Diameter({1}, kNow - 1), kAnn); }));
 }
 
+TEST_F(RecorderTest, AStreamWithoutControlLimitsIsNoted) {
+  const auto notes_of = [](const Recorded& recorded) {
+    std::string text;
+    for (const auto& note : recorded.notes) text += note.text;
+    return text;
+  };
+  const std::string none = "no control limits in force: orvspc limits propose";
+  EXPECT_EQ(notes_of(Make(Diameter({1}, kNow - 9))), none);
+  // In a batch each stream is noted once, with its last record.
+  auto batch = Into().Begin(kAnn);
+  batch.Add(Diameter({1}, kNow - 8));
+  batch.Add(Diameter({2}, kNow - 7));
+  const auto recorded = batch.Commit();
+  ASSERT_EQ(recorded.records.size(), 2U);
+  EXPECT_EQ(notes_of(recorded.records[0]), "");
+  EXPECT_EQ(notes_of(recorded.records[1]), none);
+  Import("part,process,test,mean,sp,effective\nRing,Press A,Diameter,74,1,2024-01-01\n",
+         ImportKind::ControlLimits);
+  EXPECT_EQ(notes_of(Into().Record(Diameter({1}, kNow - 6), kAnn)), "");
+}
+
 TEST_F(RecorderTest, FormerNamesAreTranslatedWithANote) {
   Make(Diameter({1}));
   store::RunSql(Path(),
                 "UPDATE part SET name = 'Ring 2'; INSERT INTO alias(kind, name, item) "
                 "SELECT 'part', 'Ring', id FROM part");
   const auto recorded = Into().Record(Diameter({1}, kNow - 1), kAnn);
-  ASSERT_EQ(recorded.notes.size(), 1U);
+  ASSERT_EQ(recorded.notes.size(), 2U);
   EXPECT_EQ(recorded.notes[0].text, "the part \"Ring\" is now \"Ring 2\"");
+  EXPECT_EQ(recorded.notes[1].code, "no-limits");
   EXPECT_EQ(Value("SELECT count(*) FROM part"), 1);
-  auto canonical = CanonicalOf(Diameter({1}, kNow - 1));
+  auto canonical = log::CanonicalOf(Diameter({1}, kNow - 1));
   canonical.part = "Ring 2";
   canonical.label = recorded.label;
   EXPECT_EQ(LatestAfter()["records"][0]["digest"], DigestOf(canonical));

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/write/record/Canonical.h"
+#include "engine/write/log/Canonical.h"
 
 #include <gtest/gtest.h>
 
 #include "platform/Actor.h"
 
-namespace orvspc::engine::record {
+namespace orvspc::engine::log {
 namespace {
 
 constexpr std::int64_t kSix = 1'773'208'800;  // 2026-03-11T06:00:00Z
@@ -22,7 +22,7 @@ NewRecord Diameter() {
 
 Refused RefusalOf(const std::string& text) {
   try {
-    RecordOf(log::ReadJson(text));
+    RecordOf(ReadJson(text));
   } catch (const Refused& refused) {
     return refused;
   }
@@ -30,10 +30,10 @@ Refused RefusalOf(const std::string& text) {
 }
 
 TEST(Canonical, LeavesDefaultsOut) {
-  EXPECT_EQ(CanonicalText(CanonicalOf(Diameter())),
+  EXPECT_EQ(CanonicalText(JsonOf(CanonicalOf(Diameter()))),
             R"({"part":"Ring","process":"Press A","test":"Diameter","time":"2026-03-11T06:00:00Z",)"
             R"("pieces":[{"value":74.03},{"value":74}]})");
-  EXPECT_EQ(CanonicalText(CanonicalRecord()), "{}");
+  EXPECT_EQ(CanonicalText(JsonOf(CanonicalRecord())), "{}");
 }
 
 TEST(Canonical, WritesEverythingInOneOrder) {
@@ -53,12 +53,12 @@ TEST(Canonical, WritesEverythingInOneOrder) {
       R"("descriptors":{"Colour":[{"name":"blue","tsno":2},"red"],"Mould":"M1"},)"
       R"("comments":["tool changed",)"
       R"({"text":"scratch","tsno":2,"employee":"Ann","time":"2026-03-11T06:00:01Z"}]})";
-  EXPECT_EQ(CanonicalText(record), text);
+  EXPECT_EQ(CanonicalText(JsonOf(record)), text);
   // What is read gives the same text, whatever the order of its keys was.
-  EXPECT_EQ(CanonicalText(RecordOf(log::ReadJson(text))), text);
+  EXPECT_EQ(CanonicalText(JsonOf(RecordOf(ReadJson(text)))), text);
   std::swap(record.descriptors[0], record.descriptors[2]);
-  EXPECT_EQ(CanonicalText(record), text);
-  EXPECT_EQ(CanonicalText(RecordOf(log::ReadJson(R"({"test":"T","part":"P"})"))),
+  EXPECT_EQ(CanonicalText(JsonOf(record)), text);
+  EXPECT_EQ(CanonicalText(JsonOf(RecordOf(ReadJson(R"({"test":"T","part":"P"})")))),
             R"({"part":"P","test":"T"})");
 }
 
@@ -67,7 +67,7 @@ TEST(Canonical, NumbersReadBack) {
        {0.1, 1e-300, 1.0 / 3.0, 1e21, -0.0, 123456789.125, 9007199254740993.0}) {
     auto record = Diameter();
     record.pieces = {{value, 0, 0, "", "", ""}};
-    const auto read = RecordOf(log::ReadJson(CanonicalText(CanonicalOf(record))));
+    const auto read = RecordOf(ReadJson(CanonicalText(JsonOf(CanonicalOf(record)))));
     ASSERT_EQ(read.pieces.size(), 1U);
     EXPECT_EQ(read.pieces[0].value, value);
     EXPECT_EQ(std::signbit(read.pieces[0].value), std::signbit(value));
@@ -75,13 +75,13 @@ TEST(Canonical, NumbersReadBack) {
 }
 
 TEST(Canonical, ReadsTheShortForms) {
-  const auto record = RecordOf(
-      log::ReadJson(R"({"time":1773208800,"pieces":[74.03,{"value":1}],"flag":"incomplete"})"));
+  const auto record =
+      RecordOf(ReadJson(R"({"time":1773208800,"pieces":[74.03,{"value":1}],"flag":"incomplete"})"));
   EXPECT_EQ(record.time, kSix);
   ASSERT_EQ(record.pieces.size(), 2U);
   EXPECT_EQ(record.pieces[0].value, 74.03);
   EXPECT_EQ(record.flag, 2);
-  EXPECT_EQ(RecordOf(log::ReadJson(R"({"time":"2026-03-11T07:00:00+01:00"})")).time, kSix);
+  EXPECT_EQ(RecordOf(ReadJson(R"({"time":"2026-03-11T07:00:00+01:00"})")).time, kSix);
 }
 
 TEST(Canonical, DescriptorsAreContextOfWhatIsSent) {
@@ -137,4 +137,4 @@ TEST(Canonical, RefusesWhatItDoesNotKnow) {
 }
 
 }  // namespace
-}  // namespace orvspc::engine::record
+}  // namespace orvspc::engine::log

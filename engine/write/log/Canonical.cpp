@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/write/record/Canonical.h"
+#include "engine/write/log/Canonical.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,10 +12,8 @@
 #include "platform/TimeText.h"
 #include "system/Sha256.h"
 
-namespace orvspc::engine::record {
+namespace orvspc::engine::log {
 namespace {
-
-using log::Json;
 
 constexpr std::string_view kDescriptor = "descriptor:";
 
@@ -30,20 +28,20 @@ class ObjectText {
   // For a value that is written next.
   void Key(std::string_view key) {
     if (out_.back() != '{') out_ += ',';
-    log::AppendText(out_, key);
+    AppendText(out_, key);
     out_ += ':';
   }
   void Put(std::string_view key, std::string_view text) {
     if (text.empty()) return;
     Key(key);
-    log::AppendText(out_, text);
+    AppendText(out_, text);
   }
   void Put(std::string_view key, double number) {
     if (number != 0.0) PutAlways(key, number);
   }
   void PutAlways(std::string_view key, double number) {
     Key(key);
-    log::AppendNumber(out_, number);
+    AppendNumber(out_, number);
   }
   void Put(std::string_view key, const std::optional<std::int64_t>& time) {
     if (time) Put(key, TimeText(*time));
@@ -84,21 +82,21 @@ void ObjectText::AppendElement(std::string& out, const NewPiece& piece) {
 }
 
 void ObjectText::AppendElement(std::string& out, const CanonicalDescriptor& descriptor) {
-  if (descriptor.tsno == 0) return log::AppendText(out, descriptor.name);
+  if (descriptor.tsno == 0) return AppendText(out, descriptor.name);
   ObjectText object(out);
   object.Key("name");
-  log::AppendText(out, descriptor.name);
+  AppendText(out, descriptor.name);
   object.PutAlways("tsno", descriptor.tsno);
   object.End();
 }
 
 void ObjectText::AppendElement(std::string& out, const CanonicalComment& comment) {
   if (comment == CanonicalComment{comment.text, 0, {}, {}}) {
-    return log::AppendText(out, comment.text);
+    return AppendText(out, comment.text);
   }
   ObjectText object(out);
   object.Key("text");
-  log::AppendText(out, comment.text);
+  AppendText(out, comment.text);
   object.Put("tsno", comment.tsno);
   object.Put("employee", comment.employee);
   object.Put("time", comment.time);
@@ -145,17 +143,17 @@ void PutDescriptors(std::string& out, ObjectText& object, const CanonicalRecord&
 
 [[noreturn]] void RefuseKey(const std::string& key, const Json& json, const std::string& reason,
                             const std::string& code = "json") {
-  throw Refused(code, key, log::CanonicalText(json), key + ": " + reason);
+  throw Refused(code, key, CanonicalText(json), key + ": " + reason);
 }
 
 std::string TextOf(const Json& json, const std::string& key) {
-  if (!json.is_string()) RefuseKey(key, json, log::CanonicalText(json) + " is no text");
+  if (!json.is_string()) RefuseKey(key, json, CanonicalText(json) + " is no text");
   return json.get<std::string>();
 }
 
 double NumberOf(const Json& json, const std::string& key) {
   if (json.is_number()) return json.get<double>();
-  const auto text = json.is_string() ? json.get<std::string>() : log::CanonicalText(json);
+  const auto text = json.is_string() ? json.get<std::string>() : CanonicalText(json);
   const bool has_comma = text.find(',') != std::string::npos && text.find('[') == std::string::npos;
   RefuseKey(key, json,
             (text.empty() ? std::string("null") : text) + " is no number" +
@@ -320,7 +318,7 @@ NewRecord NewRecordOf(const CanonicalRecord& record) {
   return sent;
 }
 
-log::Json JsonOf(const CanonicalRecord& record) { return log::ReadJson(CanonicalText(record)); }
+Json JsonOf(const CanonicalRecord& record) { return ReadJson(CanonicalText(record)); }
 
 std::string CanonicalText(const CanonicalRecord& record) {
   std::string text;
@@ -332,7 +330,7 @@ std::string CanonicalText(const CanonicalRecord& record) {
   return text;
 }
 
-CanonicalRecord RecordOf(const log::Json& json) {
+CanonicalRecord RecordOf(const Json& json) {
   CanonicalRecord record;
   const auto take_context = [&](const Json& context, const std::string& key) {
     if (!context.is_object()) RefuseKey(key, context, "must be an object");
@@ -402,4 +400,4 @@ std::string DigestOf(const CanonicalRecord& record) {
   return system::HexOf(sha.Finish());
 }
 
-}  // namespace orvspc::engine::record
+}  // namespace orvspc::engine::log

@@ -26,7 +26,7 @@
 //   numbers   the shortest that read back
 //   lists     of descriptors with one element are that element; they ascend by name and piece
 //   plain     a descriptor that belongs to no piece, and a comment that is only its text, is a text
-namespace orvspc::engine::record {
+namespace orvspc::engine::log {
 
 struct CanonicalDescriptor {
   std::string group, name;
@@ -59,7 +59,7 @@ CanonicalRecord CanonicalOf(const NewRecord& record);
 // The other way; without what only a stored record has: pieces of descriptors, who made comments.
 NewRecord NewRecordOf(const CanonicalRecord& record);
 
-log::Json JsonOf(const CanonicalRecord& record);
+Json JsonOf(const CanonicalRecord& record);
 std::string CanonicalText(const CanonicalRecord& record);
 
 // Throws Refused (code "json", or "number", "count", "time", "flag") that names the key and what is
@@ -67,7 +67,7 @@ std::string CanonicalText(const CanonicalRecord& record);
 //   pieces   numbers in place of objects with a value alone
 //   flag     "enabled", "disabled", "incomplete"
 //   time     as imports read times, seconds since 1970 as a whole number
-CanonicalRecord RecordOf(const log::Json& json);
+CanonicalRecord RecordOf(const Json& json);
 
 // Of a record whose pieces are all numbered: leaves out the numbers that counting on gives, and the
 // size of a measured one that is the number of its pieces.
@@ -79,4 +79,4 @@ void PutInUsual(CanonicalRecord& record, bool is_measured);
 // hexadecimal digits.
 std::string DigestOf(const CanonicalRecord& record);
 
-}  // namespace orvspc::engine::record
+}  // namespace orvspc::engine::log
