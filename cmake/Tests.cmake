@@ -87,7 +87,7 @@ if(ORVSPC_POSTGRESQL)
   add_executable(test_postgres ${sources})
   add_executable(test_postgres_slow ${slow})
   foreach(name test_postgres test_postgres_slow)
-    target_link_libraries(${name} PRIVATE orvspc_embedded orvspc_postgres GTest::gtest
+    target_link_libraries(${name} PRIVATE orvspc_cli orvspc_postgres GTest::gtest
                           GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_definitions(${name} PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)

@@ -90,10 +90,11 @@ Sha256::~Sha256() = default;
 
 std::string HexOf(const Sha256::Digest& digest) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text;
+  std::string text(2 * digest.size(), '0');
+  auto* at = text.data();
   for (const auto byte : digest) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
+    *at++ = kDigits[byte >> 4];
+    *at++ = kDigits[byte & 15];
   }
   return text;
 }

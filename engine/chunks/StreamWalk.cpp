@@ -156,7 +156,7 @@ SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey&
 }
 
 std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
-                                      std::span<const std::int32_t> times) {
+                                      std::span<const std::int32_t> times, SealedEnds* ends) {
   std::vector<std::int32_t> subgroups;
   if (times.empty()) return subgroups;
   NamingStream(db, stream, RecordKey{times.front(), 0}, [&] {
@@ -172,12 +172,17 @@ std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
     const auto first = std::ranges::lower_bound(times, time);
     times = times.subspan(static_cast<std::size_t>(first - times.begin()));
   };
-  for (auto first = FindChunk(db, stream, {times.front(), INT32_MIN}); first;) {
+  const RecordKey from{times.front(), INT32_MIN};
+  if (ends != nullptr && ends->IsBefore(stream, from)) return subgroups;
+  auto first = FindChunk(db, stream, from);
+  if (ends != nullptr && !first) ends->Set(stream, {});
+  while (first) {
     drop_before(first->time);
     const auto behind = ChunkBehind(db, stream, *first);
     if (!times.empty() && (!behind || times.front() <= behind->time)) {
       const auto sealed = ReadChunk(db, stream, *first);
       const auto& chunk = sealed.chunk;
+      if (ends != nullptr && !behind) ends->Set(stream, chunk.Last());
       for (const auto time : times) {
         if (time > chunk.Last().time) break;
         auto place = chunk.FirstFrom(time);

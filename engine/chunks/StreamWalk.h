@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "engine/chunks/chunk.h"
@@ -60,11 +61,29 @@ struct SealedChunk {
 // The chunk of a stream that begins with a key. Throws std::runtime_error when it is damaged.
 SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first);
 
+// Where the chunks of streams end, for who writes again and again what lies behind them: it need
+// not read the last chunk each time. Holds while nobody else writes.
+class SealedEnds {
+ public:
+  void Set(std::int64_t stream, const std::optional<RecordKey>& last) { ends_[stream] = last; }
+  // Whether no chunk can have this key or a later one.
+  bool IsBefore(std::int64_t stream, const RecordKey& key) const {
+    const auto found = ends_.find(stream);
+    return found != ends_.end() && (!found->second || *found->second < key);
+  }
+  void Forget(std::int64_t stream) { ends_.erase(stream); }
+  void Clear() { ends_.clear(); }
+
+ private:
+  std::unordered_map<std::int64_t, std::optional<RecordKey>> ends_;  // empty: there are no chunks
+};
+
 // The subgroups that a stream has at these times, which ascend. Reads the chunks that may have
 // one of them, each once, and passes over those between. Inside a transaction; throws as
 // StreamWalk.
 std::vector<std::int32_t> SubgroupsAt(sql::Connection& db, std::int64_t stream,
-                                      std::span<const std::int32_t> times);
+                                      std::span<const std::int32_t> times,
+                                      SealedEnds* ends = nullptr);
 
 // Walks the records of a stream between two times, both ends belonging to it, from the oldest or
 // from the newest on, wherever they are stored. Only one walk at a time on a connection, inside a

@@ -97,7 +97,8 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
 }
 
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
-                                        std::span<const SubgroupFacts> subgroups) {
+                                        std::span<const SubgroupFacts> subgroups,
+                                        SealedEnds* ends) {
   std::vector<std::int32_t> ids(subgroups.size());
   if (subgroups.empty()) return ids;
   std::vector<std::size_t> order(subgroups.size());
@@ -145,7 +146,7 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
       streams.push_back(query.Int64(0));
     }
     for (const auto stream : streams) {
-      const auto found = SubgroupsAt(db, stream, times);
+      const auto found = SubgroupsAt(db, stream, times, ends);
       candidates.insert(candidates.end(), found.begin(), found.end());
     }
   }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroup_block.h"
 #include "engine/sql/Connection.h"
 
@@ -56,7 +57,8 @@ void ForEachSubgroup(sql::Connection& db, std::span<const std::int32_t> ids,
 //     times, none of those between.
 //   - A hot one, and a sealed one without measurements, is found by its row.
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
-                                        std::span<const SubgroupFacts> subgroups);
+                                        std::span<const SubgroupFacts> subgroups,
+                                        SealedEnds* ends = nullptr);
 
 // The identifiers of those that keep their rows, in their order.
 std::vector<std::int32_t> SealedWithRows(sql::Connection& db);

@@ -105,6 +105,7 @@ CREATE TABLE alarm(
   is_late INTEGER NOT NULL DEFAULT 0, detected INTEGER NOT NULL, revision INTEGER NOT NULL DEFAULT 0,
   UNIQUE(stream, graph, rule, first_subgroup));
 CREATE INDEX alarm_by_state ON alarm(state, event);
+CREATE INDEX alarm_by_subgroup ON alarm(stream, last_subgroup);
 
 -- Events of the subgroups of a chart.
 CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;

@@ -169,6 +169,19 @@ std::vector<API_CCDefOpp> SqlStore::Opportunities(std::int32_t part, std::int32_
   return FromCache([&] { return RowsOf(cache_.opportunities, part, test); });
 }
 
+std::vector<catalogue::ProvisionalLimit> SqlStore::ProvisionalLimits(std::int32_t part,
+                                                                     std::int32_t process,
+                                                                     std::int32_t test) {
+  return FromCache([&] {
+    std::vector<catalogue::ProvisionalLimit> rows;
+    std::ranges::copy_if(
+        cache_.provisional_limits, std::back_inserter(rows), [&](const auto& each) {
+          return each.row.F_PART == part && each.row.F_PRCS == process && each.row.F_TEST_ == test;
+        });
+    return rows;
+  });
+}
+
 std::vector<API_CANccLim8> SqlStore::NetContents(std::int32_t part, std::int32_t test) {
   return FromCache([&] { return RowsOf(cache_.net_contents, part, test); });
 }

@@ -36,6 +36,9 @@ class SqlStore final : public Store {
   std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                           std::int32_t test) override;
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
+  std::vector<catalogue::ProvisionalLimit> ProvisionalLimits(std::int32_t part,
+                                                             std::int32_t process,
+                                                             std::int32_t test) override;
   std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
   std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test) override;
   bool JoinsPhases() const override { return joins_phases_; }

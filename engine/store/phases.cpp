@@ -38,6 +38,11 @@ bool HoldsFor(const Phase& phase, std::int32_t part, std::int32_t process, std::
   return Meet(phase.part, part) && Meet(phase.process, process) && Meet(phase.test, test);
 }
 
+bool Overlap(const Phase& a, const Phase& b) {
+  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
+         (!b.finish || a.start < *b.finish);
+}
+
 std::vector<Phase> PhasesOf(const std::vector<Phase>& phases, std::int32_t part,
                             std::int32_t process, std::int32_t test) {
   std::vector<Phase> found;

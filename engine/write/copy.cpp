@@ -13,6 +13,7 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/failure.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/sql/texts.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/tables.h"
 #include "engine/write/chunks/MeasurementBuffer.h"
@@ -43,6 +44,26 @@ bool IsAsMade(sql::Connection& db) {
   const bool has_first_entry_only =
       sql::Query(db, "SELECT max(seq) FROM log").RunForInt().value_or(0) <= 1;
   return has_only_rules && has_first_entry_only && DigestOf(db) == DigestOfNew();
+}
+
+// "comment, row 12"; in tables without identifiers by their first number, or by none.
+std::string PlaceOf(const Table& table, std::span<const Column> columns, const sql::Query& row) {
+  const std::string name = "the table " + std::string(table.name);
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const auto kind = columns[i].kind;
+    if (kind == ColumnKind::Real || kind == ColumnKind::Text) continue;
+    const auto word = kind == ColumnKind::Id ? "row" : std::string(columns[i].name);
+    return name + ", " + word + " " + std::to_string(row.Int64(static_cast<int>(i)));
+  }
+  return name;
+}
+
+// Former releases stored such texts in files.
+[[noreturn]] void RefuseText(const std::string& place, std::string_view column,
+                             std::string_view text) {
+  throw std::runtime_error(place + ", " + std::string(column) + ": " + sql::NotStorable(text) +
+                           ", and no server holds that; copy to a file, or correct it first "
+                           "(orvspc comment edit, orvspc edit)");
 }
 
 class Copy {
@@ -165,7 +186,9 @@ class Copy {
         } else if (kind == ColumnKind::Real) {
           rows->BindReal(column + 1, select.Real(column));
         } else if (kind == ColumnKind::Text) {
-          rows->BindText(column + 1, select.Text(column));
+          const auto text = select.Text(column);
+          if (!to_.Holds(text)) RefuseText(PlaceOf(table, columns, select), columns[i].name, text);
+          rows->BindText(column + 1, text);
         } else {
           rows->BindInt(column + 1, select.Int64(column));
         }
@@ -179,7 +202,11 @@ class Copy {
     auto writer =
         InTarget([&] { return SubgroupWriter(to_, SubgroupWriter::Into::EmptyDatabase); });
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
-      if (Takes(each.id)) InTarget([&] { writer.Add(each); });
+      if (!Takes(each.id)) return;
+      if (!to_.Holds(each.label)) {
+        RefuseText("subgroup #" + std::to_string(each.id), "label", each.label);
+      }
+      InTarget([&] { writer.Add(each); });
     });
     auto with_rows = SealedWithRows(from_);
     std::erase_if(with_rows, [&](std::int32_t id) { return !Takes(id); });

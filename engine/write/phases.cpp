@@ -13,6 +13,7 @@
 #include "engine/sql/counter.h"
 #include "engine/store/phases.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "platform/TimeText.h"
 
 namespace orvspc::engine::write {
@@ -20,17 +21,13 @@ namespace {
 
 using catalogue::ItemKind;
 using store::HoldsFor;
+using store::Overlap;
 using store::ReadPhases;
 
 constexpr std::int32_t kMinFrozen = 2;
 
 std::optional<std::int32_t> IdOrNull(std::int32_t id) {
   return id == 0 ? std::nullopt : std::optional(id);
-}
-
-bool Overlap(const Phase& a, const Phase& b) {
-  return HoldsFor(a, b.part, b.process, b.test) && (!a.finish || b.start < *a.finish) &&
-         (!b.finish || a.start < *b.finish);
 }
 
 // Days alone at midnight.
@@ -106,6 +103,7 @@ Phase AddPhase(log::Writing& writing, Phase phase) {
   if (phase.name.find_first_not_of(" \t\r\n") == std::string::npos) {
     throw Refused("name", "name", phase.name, "a phase needs a name");
   }
+  log::NeedName("name", phase.name);
   if (phase.freeze_after != 0 && (phase.freeze_after < kMinFrozen || !phase.Counts())) {
     throw Refused("freeze_after", "freeze_after", std::to_string(phase.freeze_after),
                   phase.Counts() ? "limits freeze after at least 2 points"

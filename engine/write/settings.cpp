@@ -6,10 +6,13 @@
 #include "engine/sql/Connection.h"
 #include "engine/sql/counter.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 
 namespace orvspc::engine::write {
 
 void StoreSetting(log::Writing& writing, std::string_view name, std::string_view value) {
+  log::NeedText("name", name);
+  log::NeedText("value", value);
   auto& db = writing.Db();
   sql::Query former(db, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1", name);
   log::Json before;

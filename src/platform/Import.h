@@ -89,7 +89,8 @@ struct ImportReport {
   std::int64_t batch = 0;          // the number of this import
   // Lines that were stored and are worth a second look, the first twenty of them.
   std::vector<Note> notes;
-  std::vector<Alarm> alarms;  // that values raised
+  std::vector<Alarm> alarms;               // that values raised
+  std::vector<std::int64_t> streams = {};  // that values came to, by their number in the database
 };
 
 }  // namespace orvspc

@@ -51,35 +51,34 @@ bool IsBeyond(const API_CCSpecLim& row, double value) {
              lower, [&](const auto& each) { return counts(each.first) && value < each.second; });
 }
 
-// When a row of limits was stored or approved.
-std::int64_t InUseSince(sql::Connection& db, std::int32_t limit) {
-  return sql::Query(db, "SELECT coalesce(state_at, made) FROM control_limit WHERE id = ?1", limit)
-      .RunForInt()
-      .value_or(0);
-}
-
 // Judges one stream.
 class StreamJudge {
  public:
-  StreamJudge(log::Writing& writing, const store::Stream& stream, const Touched& touched)
-      : writing_(writing), db_(writing.Db()), store_(db_, stream), touched_(touched) {}
+  StreamJudge(log::Writing& writing, ChartRows& rows, const store::Stream& stream,
+              const Touched& touched)
+      : writing_(writing),
+        db_(writing.Db()),
+        rows_(rows),
+        store_(rows, stream),
+        touched_(touched) {}
 
   void Run(std::vector<Alarm>& opened) {
     limits_ = store_.ControlLimits(Of().part, Of().process, Of().test);
     specs_ = store_.SpecLimits(Of().part, Of().test);
-    auto known = ReadAlarms(db_, Of().id, touched_.first.time);
-    if (limits_.empty() && specs_.empty() && known.empty()) return;
+    if (limits_.empty() && specs_.empty() && !HasAlarms(db_, Of().id)) return;
     charts::SortForProcess(limits_);
     mark_ = ReadMark(db_, Of().id);
     ReadRules();
-    LeaveOutOld(known);
+    LeaveOutOld();
     store_.Read(db_, touched_.first, touched_.last, 2 * look_back_);
-    if (!Points().empty()) {
-      // Those that go on into what was read, too.
-      const auto first = std::min(touched_.first.time, Points().front().Sgtm);
-      const auto lowest = std::ranges::min_element(Points(), {}, &API_SubgroupData::Sgrp)->Sgrp;
-      known = ReadAlarms(db_, Of().id, first, lowest);
+    auto first = touched_.first.time;
+    auto lowest = INT32_MAX;
+    for (const auto& point : Points()) {
+      first = std::min(first, point.Sgtm);
+      lowest = std::min(lowest, point.Sgrp);
     }
+    // Those that go on into what was read, too.
+    const auto known = ReadAlarms(db_, Of().id, first, lowest);
     FindEligible();
     if (std::ranges::count(eligible_, 1) != 0) Judge();
     const auto is_old = [&](const Alarm& each) { return each.time < oldest_; };
@@ -120,9 +119,12 @@ class StreamJudge {
   }
 
   // Of years that are imported only the newest days are read, unless there are older alarms.
-  void LeaveOutOld(const std::vector<Alarm>& known) {
+  void LeaveOutOld() {
     auto first = OldestBehind(touched_.last.time);
-    for (const auto& each : known) first = std::min<std::int64_t>(first, each.time);
+    if (first <= touched_.first.time) return;
+    if (const auto oldest = OldestAlarm(db_, Of().id, touched_.first.time)) {
+      first = std::min(first, *oldest);
+    }
     if (first <= touched_.first.time) return;
     touched_.first = {static_cast<std::int32_t>(first), INT32_MIN};
   }
@@ -134,14 +136,11 @@ class StreamJudge {
     if (points.empty()) return;
     oldest_ = OldestBehind(points.back().Sgtm);
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(limits_);
-    std::map<std::int32_t, std::int64_t> since;
     for (std::size_t i = 0; i < points.size(); ++i) {
       const auto place = effective.PlaceAt(points[i].Sgtm);
       if (place < 0) continue;
       const auto id = limits_[static_cast<std::size_t>(place)].row.Word0;
-      const auto [found, is_new] = since.try_emplace(id, 0);
-      if (is_new) found->second = InUseSince(db_, id);
-      eligible_[i] = points[i].Sgtm >= found->second;
+      eligible_[i] = points[i].Sgtm >= rows_.InUseSince(db_, id);
       if (i + 1 == points.size()) limit_row_ = id;
       word_ = limits_[static_cast<std::size_t>(place)].chart_word;
     }
@@ -369,6 +368,7 @@ class StreamJudge {
 
   log::Writing& writing_;
   sql::Connection& db_;
+  ChartRows& rows_;
   StreamStore store_;
   Touched touched_;
   std::optional<store::RecordKey> mark_;  // up to where it was judged before
@@ -397,17 +397,16 @@ std::vector<Touched> TouchedStreams::All() const {
 }
 
 std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched) {
+  ChartRows known;
+  return Judge(writing, touched, known);
+}
+
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched,
+                         ChartRows& known) {
   std::vector<Alarm> opened;
   for (const auto& each : touched) {
-    sql::Query query(writing.Db(),
-                     "SELECT s.part, s.process, s.test, t.type FROM stream s "
-                     "JOIN test t ON t.id = s.test WHERE s.id = ?1",
-                     each.stream);
-    store::Stream stream;
-    stream.id = each.stream;
-    if (!query.Step()) continue;
-    query.Read(stream.part, stream.process, stream.test, stream.test_type);
-    StreamJudge(writing, stream, each).Run(opened);
+    const auto* const stream = known.Stream(writing.Db(), each.stream);
+    if (stream != nullptr) StreamJudge(writing, known, *stream, each).Run(opened);
   }
   return opened;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/chunks/chunk.h"
+#include "engine/write/alarms/StreamStore.h"
 #include "engine/write/log/Log.h"
 #include "platform/Alarm.h"
 
@@ -42,5 +43,7 @@ class TouchedStreams {
 //   - What it costs does not grow with the history: only the points that the rules look at beside
 //     those that were touched are read.
 std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched);
+// With what is known from former calls over the same connection.
+std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched, ChartRows& known);
 
 }  // namespace orvspc::engine::alarms

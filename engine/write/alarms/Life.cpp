@@ -34,8 +34,9 @@ constexpr CodeKind kCodes[] = {
 
 // Of a code that is offered.
 std::int32_t CodeOf(sql::Connection& db, const CodeKind& kind, const std::string& name) {
-  sql::Query query(db, kind.find, name);
   const std::string option = kind.option;
+  const std::string_view known = db.Holds(name) ? std::string_view(name) : std::string_view();
+  sql::Query query(db, kind.find, known);
   if (query.Step()) {
     if (query.Int(1) != 0) return query.Int(0);
     throw Refused("inactive", option, name,

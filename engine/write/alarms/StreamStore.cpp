@@ -22,6 +22,36 @@ std::vector<Row> RowsOf(const store::ByPartAndTest<Row>& all, std::int32_t part,
 
 }  // namespace
 
+const store::Stream* ChartRows::Stream(sql::Connection& db, std::int64_t id) {
+  constexpr std::size_t kMaxKept = 10'000;
+  if (const auto found = streams_.find(id); found != streams_.end()) return &found->second;
+  if (streams_.size() >= kMaxKept) Forget();
+  store::Stream stream;
+  stream.id = id;
+  {
+    sql::Query query(db,
+                     "SELECT s.part, s.process, s.test, t.type FROM stream s "
+                     "JOIN test t ON t.id = s.test WHERE s.id = ?1",
+                     id);
+    if (!query.Step()) return nullptr;
+    query.Read(stream.part, stream.process, stream.test, stream.test_type);
+  }
+  if (!rows_) rows_ = store::StoreCache::WithoutStreams(db);
+  rows_->AddLimits(db, stream.part, stream.test);
+  return &streams_.emplace(id, stream).first->second;
+}
+
+std::int64_t ChartRows::InUseSince(sql::Connection& db, std::int32_t limit) {
+  const auto [found, is_new] = since_.try_emplace(limit, 0);
+  if (is_new) {
+    found->second =
+        sql::Query(db, "SELECT coalesce(state_at, made) FROM control_limit WHERE id = ?1", limit)
+            .RunForInt()
+            .value_or(0);
+  }
+  return found->second;
+}
+
 void StreamStore::Read(sql::Connection& db, store::RecordKey first, store::RecordKey last,
                        std::size_t beside) {
   const auto id = Of().id;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,16 +14,36 @@
 
 namespace orvspc::engine::alarms {
 
+// What charts of streams ask of a database beside values, each read once: until Forget(), which is
+// due when another connection has written. Inside a transaction.
+class ChartRows {
+ public:
+  // Null: there is no such stream. Lives until the next call.
+  const store::Stream* Stream(sql::Connection& db, std::int64_t id);
+  // With the limits of these streams.
+  const store::StoreCache& Rows() const { return *rows_; }
+  // When a row of limits was stored or approved.
+  std::int64_t InUseSince(sql::Connection& db, std::int32_t limit);
+  void Forget() { *this = {}; }
+
+ private:
+  std::optional<store::StoreCache> rows_;
+  std::map<std::int64_t, store::Stream> streams_;
+  std::map<std::int32_t, std::int64_t> since_;
+};
+
 // The newest records of one stream, with all that a chart of them asks of a store, inside the
 // transaction that writes them.
 class StreamStore final : public store::Store {
  public:
-  StreamStore(sql::Connection& db, const store::Stream& stream) : cache_(db, stream) {}
+  // Both live as long as this.
+  StreamStore(const ChartRows& rows, const store::Stream& stream)
+      : cache_(rows.Rows()), stream_(stream) {}
 
   // Reads the records from first to last, and so many enabled ones on each side.
   void Read(sql::Connection& db, store::RecordKey first, store::RecordKey last, std::size_t beside);
 
-  const store::Stream& Of() const { return cache_.streams.front(); }
+  const store::Stream& Of() const { return stream_; }
   const store::StoreCache& Rows() const { return cache_; }
   const store::DataSet& Data() const { return data_; }
 
@@ -46,7 +69,8 @@ class StreamStore final : public store::Store {
  private:
   void Take(const store::RecordView& view);
 
-  store::StoreCache cache_;
+  const store::StoreCache& cache_;
+  const store::Stream& stream_;
   store::DataSet data_;
 };
 

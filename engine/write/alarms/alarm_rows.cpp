@@ -51,17 +51,37 @@ std::int32_t NeededCodes(sql::Connection& db) {
   return flag;
 }
 
+bool HasAlarms(sql::Connection& db, std::int64_t stream) {
+  return sql::Query(db, "SELECT 1 FROM alarm WHERE stream = ?1 LIMIT 1", stream)
+      .RunForInt()
+      .has_value();
+}
+
+std::optional<std::int64_t> OldestAlarm(sql::Connection& db, std::int64_t stream,
+                                        std::int32_t time) {
+  sql::Query query(db,
+                   "SELECT min(coalesce(e.subgroup_time, 0)) FROM alarm a "
+                   "JOIN event e ON e.id = a.event WHERE a.stream = ?1 "
+                   "AND (e.subgroup_time >= ?2 OR a.state IN ('open', 'acknowledged'))",
+                   stream, time);
+  if (!query.Step() || query.IsNull(0)) return std::nullopt;
+  return query.Int64(0);
+}
+
 std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time,
                               std::int32_t subgroup) {
+  // By an index each, events first, so that no long history of alarms is walked.
   sql::Query query(db,
                    "SELECT a.event, a.graph, a.rule, a.first_subgroup, a.last_subgroup, a.points, "
                    "a.state, a.is_late, a.detected, coalesce(e.subgroup_time, 0), "
                    "coalesce(n.name, ''), s.part, s.process, s.test FROM alarm a "
                    "JOIN event e ON e.id = a.event LEFT JOIN event_name n ON n.id = e.name "
-                   "JOIN stream s ON s.id = a.stream "
-                   "WHERE a.stream = ?1 AND (e.subgroup_time >= ?2 "
-                   "OR a.state IN ('open', 'acknowledged') "
-                   "OR (a.state = 'closed' AND a.last_subgroup >= ?3)) ORDER BY a.event",
+                   "JOIN stream s ON s.id = a.stream WHERE a.event IN ("
+                   "SELECT b.event FROM alarm b WHERE b.stream = ?1 AND b.last_subgroup >= ?3 "
+                   "AND b.state <> 'withdrawn' "
+                   "UNION ALL SELECT f.id FROM event f CROSS JOIN alarm c "
+                   "WHERE f.subgroup_time >= ?2 AND c.event = f.id AND c.stream = ?1) "
+                   "ORDER BY a.event",
                    stream, time, subgroup);
   std::vector<Alarm> alarms;
   while (query.Step()) {

@@ -12,10 +12,17 @@
 // The rows of alarms, with their events, entries of the log and rows of the outbox.
 namespace orvspc::engine::alarms {
 
-// Of a stream, whose first subgroup is of that time or later, or that may go on to there: those not
-// closed, and those closed at that subgroup or a later one. Withdrawn ones too.
+// Whether a stream has or had any.
+bool HasAlarms(sql::Connection& db, std::int64_t stream);
+
+// Of a stream: whose first subgroup is of that time or later, withdrawn ones too, and of the others
+// those whose last subgroup is that one or a later one. By their numbers.
 std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time,
-                              std::int32_t subgroup = INT32_MAX);
+                              std::int32_t subgroup);
+
+// The time of the oldest of a stream that is open or begins then or later; empty: there is none.
+std::optional<std::int64_t> OldestAlarm(sql::Connection& db, std::int64_t stream,
+                                        std::int32_t time);
 
 // "alarm 12", as the log names it.
 std::string ObjectOf(const Alarm& alarm);

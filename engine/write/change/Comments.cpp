@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/change/Comments.h"
 
-#include <algorithm>
-
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -29,12 +28,12 @@ struct StoredComment {
 std::string ObjectOf(std::int64_t comment) { return "comment " + std::to_string(comment); }
 
 void CheckText(std::string_view text) {
-  const auto characters = static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & '\xC0') != '\x80'; }));
-  if (characters == 0 || characters > kMaxComment) {
+  log::NeedText("text", text);
+  const auto characters = log::CharactersOf(text);
+  if (characters == 0 || characters > log::kMaxComment) {
     throw Refused("text", "text", std::string(text),
-                  "a comment has 1 to " + std::to_string(kMaxComment) + " characters, this one " +
-                      std::to_string(characters));
+                  "a comment has 1 to " + std::to_string(log::kMaxComment) +
+                      " characters, this one " + std::to_string(characters));
   }
 }
 

@@ -12,8 +12,6 @@
 // Inside a write transaction. Throws Refused.
 namespace orvspc::engine::change {
 
-inline constexpr std::size_t kMaxComment = 4000;  // characters
-
 // Of a test, or of a piece of it; 0: of the subgroup as a whole. Returns its identifier.
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                         std::int32_t piece, std::string_view text);

@@ -2,8 +2,11 @@
 #include "engine/write/change/Items.h"
 
 #include "engine/catalogue/References.h"
+#include "engine/sql/texts.h"
 #include "engine/write/change/events.h"
+#include "engine/write/change/stream_settings.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -37,6 +40,7 @@ std::string ActivateText(ItemKind kind) {
 }
 
 std::optional<std::int32_t> FindNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
+  if (!db.Holds(name)) return std::nullopt;
   sql::Query query(db, TextFor<FindText>(kind), name);
   return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
 }
@@ -65,27 +69,35 @@ void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id) {
 
 std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::string_view name) {
   if (const auto id = FindNamed(db, kind, name)) return id;
+  if (!db.Holds(name)) return std::nullopt;
   sql::Query alias(db, "SELECT item FROM alias WHERE kind = ?1 AND name = ?2", WordOf(kind), name);
   return alias.Step() ? std::optional(alias.Int(0)) : std::nullopt;
+}
+
+void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::int32_t id) {
+  if (!sql::IsStorable(name)) return;
+  sql::Query(db,
+             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
+             "UPDATE SET item = excluded.item",
+             WordOf(kind), name, id)
+      .Run();
 }
 
 void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to) {
   auto& db = writing.Db();
   writing.NeedReason();
+  log::NeedName("to", to);
   const std::string word(WordOf(kind));
   const auto id = NeededNamed(db, kind, name);
   if (FindNamed(db, kind, to)) {
     throw Refused("name", word, std::string(to),
                   "there is a " + word + " " + Quoted(to) + " already; edit merge joins the two");
   }
+  MoveStreamSettings(writing, kind, name, to);
   sql::Query(db, TextFor<RenameText>(kind), id, to).Run();
   // A name that it had before is its own again, and no other item's former one.
   sql::Query(db, "DELETE FROM alias WHERE kind = ?1 AND name = ?2", word, to).Run();
-  sql::Query(db,
-             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
-             "UPDATE SET item = excluded.item",
-             word, name, id)
-      .Run();
+  AddAlias(db, kind, name, id);
   writing.Add("rename", ObjectOf(kind, id), log::CanonicalText({{"name", name}}),
               log::CanonicalText({{"name", to}}));
   AddItemEvent(writing, kind, id);

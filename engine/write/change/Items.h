@@ -21,6 +21,9 @@ std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view na
 // The general event of a change of an item.
 void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id);
 
+// A name that it had. One that no other database could hold, of a former release, is forgotten.
+void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::int32_t id);
+
 // It keeps its identifier; the former name becomes an alias.
 void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to);
 

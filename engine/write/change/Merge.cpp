@@ -10,10 +10,12 @@
 #include "engine/catalogue/References.h"
 #include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
+#include "engine/store/phases.h"
 #include "engine/write/change/Items.h"
 #include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/item_uses.h"
+#include "engine/write/change/stream_settings.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/log/Json.h"
@@ -143,7 +145,7 @@ const std::vector<Dated>& DatedTables() {
        "control limits",
        "effective",
        {"part", "process", "test"},
-       " AND a.status = 'active' AND b.status = 'active'"},
+       " AND a.status IN ('active', 'retired') AND b.status IN ('active', 'retired')"},
       {"opportunity", "opportunities", "effective", {"part", "test"}},
       {"net_content", "net contents", "effective", {"part", "test"}},
       {"state_log", "states", "time", {"process"}}};
@@ -187,6 +189,35 @@ void CheckDated(sql::Connection& db, const Two& two) {
     RefuseTwo(two, "limits",
               std::string("both have ") + table.what + " of one time (" + Listed(times) + ")");
   }
+}
+
+std::int32_t& ItemOf(Phase& phase, ItemKind kind) {
+  return kind == ItemKind::Part      ? phase.part
+         : kind == ItemKind::Process ? phase.process
+                                     : phase.test;
+}
+
+// In no stream do phases overlap, nor in those that are joined.
+void CheckPhases(sql::Connection& db, const Two& two) {
+  auto phases = store::ReadPhases(db);
+  std::vector<std::string> both;
+  for (auto& phase : phases) {
+    if (ItemOf(phase, two.kind) != two.from) continue;
+    auto moved = phase;
+    ItemOf(moved, two.kind) = two.into;
+    for (auto& other : phases) {
+      if (ItemOf(other, two.kind) != two.into || !store::Overlap(moved, other)) continue;
+      both.push_back("\"" + phase.name + "\" and \"" + other.name + "\"");
+    }
+  }
+  if (both.empty()) return;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(both.size(), kMaxListed); ++i) {
+    text += (i == 0 ? "" : ", ") + both[i];
+  }
+  RefuseTwo(two, "overlap",
+            "both have phases of one time (" + text + (both.size() > kMaxListed ? ", ..." : "") +
+                "); end or remove one first");
 }
 
 // --- Joining -------------------------------------------------------------------------------------
@@ -267,6 +298,7 @@ std::vector<TouchedStream> JoinStreamsOf(sql::Connection& db, const Two& two) {
     CheckSubgroups(db, two, subgroups);
   }
   CheckDated(db, two);
+  CheckPhases(db, two);
   std::vector<TouchedStream> touched;
   for (const auto& pair : streams) {
     if (pair.into != 0) {
@@ -351,6 +383,35 @@ const std::vector<std::string>& MoveTexts() {
   return texts;
 }
 
+std::string SamePoliciesText(ItemKind kind) {
+  if (!catalogue::IsOfStream(kind)) return {};
+  std::string text =
+      "SELECT a.id, a.rule FROM baseline_policy a WHERE EXISTS (SELECT 1 FROM baseline_policy b "
+      "WHERE true";
+  for (const auto each : {ItemKind::Part, ItemKind::Process, ItemKind::Test}) {
+    const std::string column(WordOf(each));
+    text += each == kind ? " AND b." + column + " = ?2"
+                         : " AND coalesce(b." + column + ", 0) = coalesce(a." + column + ", 0)";
+  }
+  return text + ") AND a." + std::string(WordOf(kind)) + " = ?1 ORDER BY a.id";
+}
+
+// Where both have a policy, that of the item that stays does.
+void DropPolicies(log::Writing& writing, const Two& two) {
+  struct Policy {
+    std::int32_t id = 0;
+    std::string rule;
+  };
+  auto& db = writing.Db();
+  const auto policies = sql::Query(db, TextFor<SamePoliciesText>(two.kind), two.from, two.into)
+                            .All<Policy>(&Policy::id, &Policy::rule);
+  for (const auto& each : policies) {
+    sql::Query(db, "DELETE FROM baseline_policy WHERE id = ?1", each.id).Run();
+    writing.Add("policy", "policy " + std::to_string(each.id),
+                log::CanonicalText({{"rule", each.rule}}), {});
+  }
+}
+
 std::string DropText(ItemKind kind) {
   return "DELETE FROM " + catalogue::TableOf(kind) + " WHERE id = ?1";
 }
@@ -375,11 +436,7 @@ void MoveRows(sql::Connection& db, const Two& two) {
              two.into)
       .Run();
   sql::Query(db, TextFor<DropText>(two.kind), two.from).Run();
-  sql::Query(db,
-             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
-             "UPDATE SET item = excluded.item",
-             word, two.from_name, two.into)
-      .Run();
+  AddAlias(db, two.kind, two.from_name, two.into);
 }
 
 }  // namespace
@@ -399,6 +456,8 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   std::vector<TouchedStream> touched;
   if (catalogue::IsOfStream(kind)) {
     touched = JoinStreamsOf(db, two);
+    DropPolicies(writing, two);
+    MoveStreamSettings(writing, kind, from, into);
   } else {
     JoinContexts(db, two);
   }

@@ -14,6 +14,7 @@
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::change {
@@ -357,6 +358,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
   writing.NeedReason();
   auto before = Needed(db, which);
   auto later = which;
+  if (change.label && !change.label->empty()) log::NeedName("label", *change.label);
   if (change.time || change.label) {
     if (which.test) {
       throw Refused("test", "test", NameOfTest(db, *which.test),

@@ -11,9 +11,10 @@ RecordKey KeyOf(const Measurement& measurement) { return {measurement.time, meas
 
 }  // namespace
 
-StreamWriter::StreamWriter(sql::Connection& db, std::size_t max_hot)
+StreamWriter::StreamWriter(sql::Connection& db, std::size_t max_hot, SealedEnds* ends)
     : db_(db),
       max_hot_(max_hot),
+      ends_(ends),
       hot_(db.InsertMany("measurement(stream, time, subgroup, packed)", sql::OnConflict::Fail)),
       chunks_(db.InsertMany("measurement_chunk(stream, first_time, first_subgroup, last_time, "
                             "last_subgroup, count, packed)",
@@ -55,6 +56,7 @@ void StreamWriter::Apply(std::int64_t stream, std::vector<Change> changes) {
 }
 
 void StreamWriter::ChangeSealed(std::vector<Change>& changes) {
+  if (ends_ != nullptr && ends_->IsBefore(stream_, changes.front().key)) return;
   std::vector<Change> of_chunk;
   for (auto next = changes.begin(); next != changes.end();) {
     const auto first = FindChunk(db_, stream_, next->key);
@@ -200,6 +202,7 @@ void StreamWriter::Repack(const SealedChunk* former, Changes changes, bool is_la
 }
 
 void StreamWriter::StoreChunk() {
+  if (ends_ != nullptr) ends_->Forget(stream_);
   const auto first = packer_.First(), last = packer_.Last();
   const auto count = packer_.Count();
   packer_.Pack(stream_, packed_);

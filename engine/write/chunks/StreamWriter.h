@@ -22,7 +22,8 @@ class StreamWriter {
   // More hot rows than these are sealed.
   static constexpr std::size_t kMaxHot = 20;
 
-  explicit StreamWriter(sql::Connection& db, std::size_t max_hot = kMaxHot);
+  explicit StreamWriter(sql::Connection& db, std::size_t max_hot = kMaxHot,
+                        SealedEnds* ends = nullptr);
 
   // Stores measurements, ordered by time and subgroup, each of another subgroup. One that is stored
   // already is replaced.
@@ -52,6 +53,7 @@ class StreamWriter {
 
   sql::Connection& db_;
   std::size_t max_hot_;
+  SealedEnds* ends_;
   std::unique_ptr<sql::BulkRows> hot_, chunks_;
   std::unordered_set<std::int64_t> unfinished_;  // streams
   std::int64_t stream_ = 0;                      // that is written to

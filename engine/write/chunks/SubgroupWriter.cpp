@@ -114,6 +114,10 @@ void SealBefore(sql::Connection& db, std::int64_t end) {
 
 }  // namespace
 
+bool BeginBlock(std::int32_t first, std::int64_t count) {
+  return first / kBlockSize != (first + count) / kBlockSize || IsFirstOfBlock(first);
+}
+
 void SealSubgroups(sql::Connection& db) {
   constexpr std::int32_t kMaxHotBlocks = 2;
   // In one SELECT they would read every row.

@@ -35,6 +35,9 @@ void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup);
 
 // Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
 void SealSubgroups(sql::Connection& db);
+// Whether so many identifiers from the first on begin another block; only then there may be more to
+// seal than before.
+bool BeginBlock(std::int32_t first, std::int64_t count);
 
 // Seals the subgroups with these identifiers, which ascend and have no measurements, and lets them
 // keep their rows.

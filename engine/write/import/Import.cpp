@@ -8,6 +8,7 @@
 
 #include "engine/sql/address.h"
 #include "engine/sql/failure.h"
+#include "engine/sql/texts.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/import/import_kind.h"
 #include "engine/write/log/Json.h"
@@ -42,10 +43,11 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
                const ImportFile& file, const ImportOptions& options) {
   const auto& report = file.report;
   const bool has_values = kind.kind == ImportKind::Values;
+  const auto source = sql::MadeStorable(name);  // a file's name may be any bytes
   const auto records = has_values ? file.records : report.rows;
   const auto of_source = options.hash_source ? Sha256OfFile(name) : std::string();
   log::Json after = {
-      {"kind", kind.word}, {"source", name}, {"lines", report.lines}, {"records", records}};
+      {"kind", kind.word}, {"source", source}, {"lines", report.lines}, {"records", records}};
   if (!file.digest.empty()) after["digest"] = file.digest;
   if (!of_source.empty()) after["source_sha256"] = of_source;
   const auto entry =
@@ -53,7 +55,7 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
   Run(writing.Db(),
       "INSERT INTO batch(id, kind, source, source_sha256, lines, records, digest, state, entry) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, 'stored', ?8)",
-      file.batch, kind.word, name, of_source, report.lines, records, file.digest, entry);
+      file.batch, kind.word, source, of_source, report.lines, records, file.digest, entry);
 }
 
 ImportReport TakeLines(log::Writing& writing, const std::string& name, const KindOfFile& kind,
@@ -74,7 +76,9 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options);
-  file.report.alarms = alarms::Judge(writing, file.touched.All());
+  const auto touched = file.touched.All();
+  for (const auto& each : touched) file.report.streams.push_back(each.stream);
+  file.report.alarms = alarms::Judge(writing, touched);
   return file.report;
 }
 

@@ -157,10 +157,9 @@ void ValuesImport::TakeLines() {
 }
 
 void ValuesImport::TakeLine() {
-  if (!IsSameRecord()) {
-    if (batch_.IsFull(file_.most_held)) Flush();
-    FindRecord();
-  }
+  const bool is_same_record = IsSameRecord();
+  if (is_same_record ? batch_.IsFullOfText() : batch_.IsFull(file_.most_held)) Flush();
+  if (!is_found_ || !is_same_record) FindRecord();
   SettleType();
   if (stream_->state->type == ttVariable) {
     TakeVariable();
@@ -339,20 +338,16 @@ void ValuesImport::TakeDescriptors() {
     const auto cell = table_.ExtraCell(i);
     if (cell.empty()) continue;
     const auto descriptor = DescriptorId(i, cell);
-    batch_.descriptors.push_back(
-        {subgroup_, descriptor, table_.Whole(At("tsno"), 0, INT32_MAX, 0)});
+    batch_.AddDescriptor({subgroup_, descriptor, table_.Whole(At("tsno"), 0, INT32_MAX, 0)});
   }
 }
 
 void ValuesImport::TakeComment() {
   const auto cell = table_.Cell(At("comment"));
   if (cell.empty()) return;
-  BatchComment comment{table_.Whole(At("tsno"), 0, INT32_MAX, 0),
-                       NameCell(At("employee"), catalogue::ItemKind::Employee), std::string(cell)};
-  auto& comments = batch_.comments[record_];
-  if (std::ranges::find(comments, comment) == comments.end()) {
-    comments.push_back(std::move(comment));
-  }
+  const auto tsno = table_.Whole(At("tsno"), 0, INT32_MAX, 0);
+  const auto employee = NameCell(At("employee"), catalogue::ItemKind::Employee);
+  batch_.AddComment(record_, {tsno, employee, std::string(cell)});
 }
 
 void ValuesImport::Flush() {

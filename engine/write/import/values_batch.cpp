@@ -120,9 +120,26 @@ void ValuesBatch::WriteOutKeys() {
   }
 }
 
+void ValuesBatch::AddComment(std::uint32_t record, BatchComment comment) {
+  auto& of_record = comments[record];
+  if (std::ranges::find(of_record, comment) != of_record.end()) return;
+  beside_ += sizeof comment + comment.note.size();
+  of_record.push_back(std::move(comment));
+}
+
+void ValuesBatch::AddDescriptor(const BatchDescriptor& descriptor) {
+  beside_ += sizeof descriptor;
+  descriptors.push_back(descriptor);
+}
+
 bool ValuesBatch::IsFull(std::size_t most_records) const {
-  constexpr std::size_t kMaxRows = 1 << 20, kMaxText = 1 << 24;
-  return records.size() >= most_records || values.size() >= kMaxRows || text.size() >= kMaxText;
+  constexpr std::size_t kMaxRows = 1 << 20;
+  return records.size() >= most_records || values.size() >= kMaxRows || IsFullOfText();
+}
+
+bool ValuesBatch::IsFullOfText() const {
+  constexpr std::size_t kMaxText = 1 << 24;
+  return text.size() + beside_ >= kMaxText;
 }
 
 void ValuesBatch::Close() {
@@ -173,6 +190,7 @@ void ValuesBatch::Clear() {
   text.clear();
   comments.clear();
   descriptors.clear();
+  beside_ = 0;
   subgroup_places_.Clear();
   record_places_.Clear();
   placed_subgroups_ = placed_records_ = 0;

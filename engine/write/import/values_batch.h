@@ -151,8 +151,8 @@ class ValuesBatch {
   std::vector<char> numbered;  // whether tsno was counted, not given
   std::vector<BatchRun> runs;
   std::string text;
-  std::map<std::uint32_t, std::vector<BatchComment>> comments;  // by record
-  std::vector<BatchDescriptor> descriptors;
+  std::map<std::uint32_t, std::vector<BatchComment>> comments;  // by record; see AddComment()
+  std::vector<BatchDescriptor> descriptors;                     // see AddDescriptor()
 
   bool Has(std::size_t shared_column) const {
     return std::ranges::find(shared_columns, shared_column) != shared_columns.end();
@@ -189,8 +189,14 @@ class ValuesBatch {
     ++runs.back().rows;
   }
 
-  // So many that they are to be written before a record is added.
+  // Keeps one of equal comments of a record.
+  void AddComment(std::uint32_t record, BatchComment comment);
+  void AddDescriptor(const BatchDescriptor& descriptor);
+
+  // So much that it is to be written before a record is added.
   bool IsFull(std::size_t most_records) const;
+  // So much text that it is to be written before the next line, whatever record that belongs to.
+  bool IsFullOfText() const;
   // Puts the rows of each record together. Nothing is added from here to Clear().
   void Close();
   void Clear();
@@ -198,6 +204,7 @@ class ValuesBatch {
  private:
   void WriteOutKeys();
 
+  std::size_t beside_ = 0;  // bytes of comments and descriptors
   PlaceTable subgroup_places_, record_places_;
   // Only these many are in the tables: in a file in the order of time none needs to be.
   std::size_t placed_subgroups_ = 0, placed_records_ = 0;

@@ -194,6 +194,80 @@ std::string NameOf(store::Store& store, const LimitRequest& request) {
   return store.StreamName(request.part, request.process, request.test);
 }
 
+// What the limits of a window are made of.
+struct Basis {
+  LimitRequest request;  // its window is that of the phase
+  std::optional<Phase> phase;
+  std::string warning;
+};
+
+Phase PhaseNamed(const std::vector<Phase>& phases, const std::string& name,
+                 const std::string& stream) {
+  const auto count = std::ranges::count(phases, name, &Phase::name);
+  if (count == 1) return *std::ranges::find(phases, name, &Phase::name);
+  throw Refused("unknown", "phase", name,
+                "limits: " + stream +
+                    (count == 0 ? " has no phase \"" + name + "\" with limits"
+                                : " has " + std::to_string(count) + " phases \"" + name +
+                                      "\"; name one by --since and --until"));
+}
+
+// The newest phase with subgroups of the window that count; its place among the phases.
+std::optional<std::size_t> NewestPhase(store::SqlStore& store, const LimitRequest& request,
+                                       const std::set<std::int32_t>& left_out,
+                                       const std::vector<Phase>& phases, std::string& warning) {
+  auto window = WindowOf({request.part, request.process, request.test},
+                         request.since.value_or(INT32_MIN), request.until.value_or(INT32_MAX));
+  WindowStore view(store, left_out, 0);
+  store::DataSet data;
+  if (!view.Select(window.info, window.filter, {}, data)) return std::nullopt;
+  std::vector<std::int32_t> counts(phases.size());
+  std::int32_t all = 0;
+  for (const auto& subgroup : data.subgroups) {
+    if (subgroup.Flag != sfEnabled) continue;
+    ++all;
+    for (std::size_t p = 0; p < phases.size(); ++p) counts[p] += phases[p].Holds(subgroup.Sgtm);
+  }
+  const auto with_points = counts.size() - static_cast<std::size_t>(std::ranges::count(counts, 0));
+  if (with_points == 0) return std::nullopt;
+  const auto newest =
+      static_cast<std::size_t>(counts.rend() -
+                               std::ranges::find_if(counts.rbegin(), counts.rend(),
+                                                    [](std::int32_t count) { return count != 0; }) -
+                               1);
+  if (counts[newest] != all) {
+    warning = "newest of " + std::to_string(with_points) +
+              (with_points == 1 ? " phase, " : " phases, ") + std::to_string(counts[newest]) +
+              " of " + std::to_string(all) + " subgroups: " + phases[newest].name;
+  }
+  return newest;
+}
+
+Basis BasisOf(store::SqlStore& store, const LimitRequest& asked,
+              const std::set<std::int32_t>& left_out) {
+  Basis basis{asked, {}, {}};
+  auto& request = basis.request;
+  if (request.all_phases) return basis;
+  auto phases = store.Phases(request.part, request.process, request.test);
+  std::erase_if(phases, [](const Phase& phase) { return !phase.Counts(); });
+  if (!request.phase.empty()) {
+    basis.phase = PhaseNamed(phases, request.phase, NameOf(store, request));
+  } else if (const auto newest = NewestPhase(store, request, left_out, phases, basis.warning)) {
+    basis.phase = phases[*newest];
+  }
+  if (!basis.phase) return basis;
+  const auto& phase = *basis.phase;
+  request.since = std::max(request.since.value_or(phase.start), phase.start);
+  if (phase.finish) {
+    request.until = std::min(request.until.value_or(INT32_MAX), *phase.finish - 1);
+  }
+  const auto frozen = phase.freeze_after;
+  if (frozen == 0) return basis;
+  request.since = phase.start;
+  request.first = request.first == 0 ? frozen : std::min(request.first, frozen);
+  return basis;
+}
+
 std::int32_t ResolvedTest(store::Store& store, const LimitRequest& request) {
   const auto type = store.TestType(request.test);
   const bool of_counts = type != ttVariable;
@@ -286,11 +360,13 @@ Screened Screen(sql::Connection& db, const LimitRequest& request, const Chart& c
   return result;
 }
 
-void CheckExclusions(const Chart& chart, const LimitRequest& request) {
-  for (const auto& each : request.exclusions) {
+void CheckExclusions(const Chart& chart, const Basis& basis) {
+  for (const auto& each : basis.request.exclusions) {
     if (std::ranges::find(chart.points, each.subgroup, &Point::subgroup) == chart.points.end()) {
       throw Refused("window", "exclude", Number(each.subgroup),
-                    "limits: " + Number(each.subgroup) + " lies outside the window");
+                    "limits: " + Number(each.subgroup) + " lies outside the window" +
+                        (basis.phase ? ", of which phase \"" + basis.phase->name + "\" is taken"
+                                     : std::string()));
     }
   }
 }
@@ -348,18 +424,26 @@ bool SignalsAtTheEnd(const Chart& chart, const std::vector<LimitSignal>& signals
 }
 
 // What keeps the limits from being proposed, and what is to be known about them.
-void Judge(const LimitRequest& request, const Chart& chart, const std::vector<std::int32_t>& open,
+void Judge(const Basis& basis, const Chart& chart, const std::vector<std::int32_t>& open,
            bool out_of_control, LimitProposal& shown) {
+  const auto minimum = basis.request.minimum;
+  const auto frozen = basis.phase ? basis.phase->freeze_after : 0;
   const auto usual = chart.single_pieces && !chart.counts ? kEnoughSingles : kEnough;
-  const auto enough = request.minimum > 0 ? request.minimum : usual;
+  const auto enough = minimum > 0 ? minimum : frozen > 0 ? std::min(frozen, usual) : usual;
+  if (!basis.warning.empty()) shown.warnings.push_back(basis.warning);
+  if (frozen > 0) {
+    shown.warnings.push_back("the limits of phase \"" + basis.phase->name +
+                             "\" are frozen after its first " + std::to_string(frozen) +
+                             " subgroups");
+  }
   const auto count = std::to_string(shown.used) + " subgroups; ";
   if (shown.used < usual) {
     shown.warnings.push_back(count + "limits from fewer than " + std::to_string(usual) +
                              " change much with the next ones");
   }
-  if (request.minimum > 0 && request.minimum < usual) {
-    shown.warnings.push_back(std::to_string(request.minimum) +
-                             " subgroups are enough here, since the policy says so");
+  if (enough < usual) {
+    shown.warnings.push_back(std::to_string(enough) + " subgroups are enough here, since the " +
+                             (minimum > 0 ? "policy" : "phase") + " says so");
   }
   if (shown.used < enough) {
     shown.missing.push_back(count + std::to_string(enough) + " are needed");
@@ -408,16 +492,20 @@ std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const P
   return {};
 }
 
-Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& request) {
+Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& asked) {
   std::set<std::int32_t> left_out;
-  for (const auto& each : request.exclusions) left_out.insert(each.subgroup);
+  for (const auto& each : asked.exclusions) left_out.insert(each.subgroup);
+  const auto basis = BasisOf(store, asked, left_out);
+  const auto& request = basis.request;
   auto chart = MakeChart(store, request, left_out);
-  CheckExclusions(chart, request);
+  CheckExclusions(chart, basis);
   const auto used_first = chart.Used();
-  if (used_first < kNeeded && !request.force) {
+  const auto frozen = basis.phase ? basis.phase->freeze_after : 0;
+  const auto needed = frozen > 0 ? std::min(frozen, kNeeded) : kNeeded;
+  if (used_first < needed && !request.force) {
     throw Refused("few", "window", std::to_string(used_first),
                   "limits: " + std::to_string(used_first) + " subgroups; " +
-                      std::to_string(kNeeded) + " are needed (--force)");
+                      std::to_string(needed) + " are needed (--force)");
   }
   CheckFigures(chart);
 
@@ -455,6 +543,7 @@ Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest
   shown.process = request.process;
   shown.test = request.test;
   shown.chart_word = chart.word;
+  if (basis.phase) shown.phase = basis.phase->name;
   shown.subgroups = static_cast<std::int32_t>(chart.points.size());
   shown.used = chart.Used();
   for (const auto& point : chart.points) {
@@ -478,7 +567,7 @@ Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest
   shown.signals = SignalsOf(store, request, chart);
   shown.digest = chart.digest;
   result.figures = chart.figures;
-  Judge(request, chart, screened.open, out_of_control, shown);
+  Judge(basis, chart, screened.open, out_of_control, shown);
   return result;
 }
 

@@ -19,9 +19,13 @@ struct Computed {
   catalogue::LimitFigures figures;
 };
 
-// The calculated limits of the chart of a window. Inside a transaction of the store.
+// The calculated limits of the chart of a window, at its newest phase. Inside a transaction of the
+// store.
+//   - Limits of a phase that is frozen are those of its first subgroups, wherever in it the window
+//     begins.
+//   - Where the window has other subgroups, too, a warning names the phase.
 // Throws Refused
-//   unknown  the stream has no such window, or no data in it
+//   unknown  the stream has no such window or phase, or no data in it
 //   chart    the word is not of a chart of these data
 //   window   an exclusion lies outside of it
 //   few      fewer than 5 subgroups count, unless forced

@@ -48,6 +48,7 @@ struct Judged {
   std::vector<int> sides;  // of the centre: -1, 1, or 0 on it
   std::vector<double> centre;
   std::vector<bool> spread_signals;  // of graph 2, beyond a limit
+  std::vector<bool> begins;          // the first of a phase, or behind one
 };
 
 template <class Run>
@@ -66,9 +67,14 @@ void Read(Run& run, Judged& out) {
   const auto row = rows.LimitRowAt(count - 1);
   std::size_t begin = count - 1;
   while (begin > 0 && rows.LimitRowAt(begin - 1) == row) --begin;
+  const auto stretches = run.Streams();
+  std::size_t stretch = 0, latest = stretches.size();
   for (auto i = begin; i < count; ++i) {
+    while (stretches[stretch].end <= i) ++stretch;
     const auto& subgroup = rows.Data().subgroups[i];
-    if (subgroup.Flag != sfEnabled || std::isnan(points[i])) continue;
+    if (!run.Points().IsUsed(i) || std::isnan(points[i])) continue;
+    out.begins.push_back(stretch != latest);
+    latest = stretch;
     out.points.push_back({subgroup.Sgrp, subgroup.Sgtm});
     const bool on = statistics::Tied(points[i], centre[i], 0.0);
     out.sides.push_back(on ? 0 : points[i] > centre[i] ? 1 : -1);
@@ -81,10 +87,12 @@ struct RunOfPoints {
   std::size_t first = 0, count = 0;
   bool is_over = false;
 };
-std::vector<RunOfPoints> RunsOf(const std::vector<int>& sides) {
+// Each lies in one phase.
+std::vector<RunOfPoints> RunsOf(const Judged& judged) {
+  const auto& sides = judged.sides;
   std::vector<RunOfPoints> runs;
   for (std::size_t i = 0; i < sides.size(); ++i) {
-    if (i == 0 || sides[i] != sides[i - 1] || sides[i] == 0) {
+    if (judged.begins[i] || sides[i] != sides[i - 1] || sides[i] == 0) {
       if (!runs.empty()) runs.back().is_over = true;
       runs.push_back({i, 0, false});
     }
@@ -178,7 +186,7 @@ Judged StreamReview::Judge() {
 // The first run that is long enough, and lasts or lasted for the minimum, unless limits out of it
 // were rejected.
 std::optional<RunOfPoints> StreamReview::FindRun(const std::vector<ListedLimit>& stored) {
-  for (const auto& run : RunsOf(judged_.sides)) {
+  for (const auto& run : RunsOf(judged_)) {
     if (std::cmp_less(run.count, policy_.run)) continue;
     if (run.is_over && std::cmp_less(run.count, policy_.minimum)) continue;
     const auto start = judged_.points[run.first].time;
@@ -205,6 +213,12 @@ std::string StreamReview::CauseOfRun(const RunOfPoints& run) {
     const auto before = i + 1 < points.size() ? points[i + 1].time : INT32_MIN;
     auto cause = CauseOf(writing_.Db(), stream, points[i], before);
     if (!cause.empty()) return cause;
+    // Somebody said that another process begins there.
+    for (const auto& phase : store_.Phases(stream.part, stream.process, stream.test)) {
+      if (phase.Counts() && before < phase.start && phase.start <= points[i].time) {
+        return "phase: " + phase.name;
+      }
+    }
   }
   return {};
 }
@@ -240,6 +254,7 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
   request.test = stream_.test;
   request.since = first.time;
   request.until = newest_;
+  request.all_phases = true;  // the run lies in one
   request.effective = first.time;
   request.first = policy_.minimum;
   request.minimum = policy_.minimum;
@@ -335,26 +350,65 @@ std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::s
   return id;
 }
 
-std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
-                                const store::StreamIds& of) {
-  std::vector<LimitReview> all;
-  const auto policies = ReadPolicies(writing.Db());
+namespace {
+
+// Calls visit(stream, policy) for those that are wanted and have a policy that is on.
+template <class IsWanted, class Visit>
+void ForEachWithPolicy(store::SqlStore& store, sql::Connection& db, IsWanted is_wanted,
+                       Visit visit) {
+  const auto policies = ReadPolicies(db);
+  if (policies.empty()) return;
   const auto streams = store.Cache().streams;
   for (const auto& stream : streams) {
+    if (!is_wanted(stream)) continue;
+    const auto* const policy = PolicyOf(policies, stream);
+    if (policy != nullptr && policy->run != 0) visit(stream, *policy);
+  }
+}
+
+template <class IsWanted>
+std::vector<LimitReview> ReviewWanted(store::SqlStore& store, log::Writing& writing,
+                                      IsWanted is_wanted) {
+  std::vector<LimitReview> all;
+  ForEachWithPolicy(store, writing.Db(), is_wanted,
+                    [&](const store::Stream& stream, const BaselinePolicy& policy) {
+                      if (auto said = StreamReview(store, writing, stream, policy).Do()) {
+                        all.push_back(std::move(*said));
+                      }
+                    });
+  return all;
+}
+
+auto IsAmong(const std::vector<std::int64_t>& streams) {
+  return [&streams](const store::Stream& stream) {
+    return std::ranges::find(streams, stream.id) != streams.end();
+  };
+}
+
+}  // namespace
+
+std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
+                                const store::StreamIds& of) {
+  return ReviewWanted(store, writing, [&](const store::Stream& stream) {
     const auto asked = [](std::int32_t wanted, std::int32_t id) {
       return wanted == 0 || wanted == id;
     };
-    if (!asked(of.part, stream.part) || !asked(of.process, stream.process) ||
-        !asked(of.test, stream.test)) {
-      continue;
-    }
-    const auto* const policy = PolicyOf(policies, stream);
-    if (policy == nullptr || policy->run == 0) continue;
-    if (auto said = StreamReview(store, writing, stream, *policy).Do()) {
-      all.push_back(std::move(*said));
-    }
-  }
-  return all;
+    return asked(of.part, stream.part) && asked(of.process, stream.process) &&
+           asked(of.test, stream.test);
+  });
+}
+
+std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
+                                const std::vector<std::int64_t>& streams) {
+  return ReviewWanted(store, writing, IsAmong(streams));
+}
+
+bool HavePolicy(store::SqlStore& store, sql::Connection& db,
+                const std::vector<std::int64_t>& streams) {
+  bool have = false;
+  ForEachWithPolicy(store, db, IsAmong(streams),
+                    [&](const store::Stream&, const BaselinePolicy&) { have = true; });
+  return have;
 }
 
 }  // namespace orvspc::engine::limits

@@ -27,5 +27,11 @@ std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::s
 // Nothing is approved, and what was rejected is not proposed again.
 std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
                                 const store::StreamIds& of);
+// The same of streams by their numbers.
+std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
+                                const std::vector<std::int64_t>& streams);
+// Whether one of them has a policy that is on.
+bool HavePolicy(store::SqlStore& store, sql::Connection& db,
+                const std::vector<std::int64_t>& streams);
 
 }  // namespace orvspc::engine::limits

@@ -12,6 +12,7 @@
 #include "engine/time/calendar.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "engine/write/phases.h"
 #include "platform/Actor.h"
 #include "platform/ChartWord.h"
@@ -233,6 +234,8 @@ std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id) {
 
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed) {
   writing.NeedReason();
+  log::NeedText("rule", request.rule);
+  for (const auto& each : request.exclusions) log::NeedText("exclude", each.reason);
   CheckProposable(request, computed.shown);
   auto& db = writing.Db();
   const auto id = static_cast<std::int32_t>(sql::TakeIds(db, "control_limit"));
@@ -363,12 +366,6 @@ void Void(log::Writing& writing, std::int32_t id, Expected expected) {
   StoreState(writing, before, after);
 }
 
-std::int32_t MinimumOf(std::string_view rule) {
-  const auto word = rule.substr(0, rule.find(':'));
-  const auto found = std::ranges::find(kBaselinePresets, word, &BaselinePreset::word);
-  return found == std::end(kBaselinePresets) ? 0 : found->minimum;
-}
-
 LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t id) {
   LimitDetails details;
   details.row = NeedLimit(db, id);
@@ -389,9 +386,9 @@ LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t i
       details.version = step.version;
     }
   }
-  const auto now = DigestNow(store, details.row, details.exclusions);
-  if (now.empty()) return details;
-  details.data_changed = now != details.row.digest;
+  details.digest_now = DigestNow(store, details.row, details.exclusions);
+  if (details.digest_now.empty()) return details;
+  details.data_changed = details.digest_now != details.row.digest;
   if (!*details.data_changed) return details;
   const auto& row = details.row;
   for (const auto& stream : store.Cache().streams) {

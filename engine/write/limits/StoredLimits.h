@@ -40,9 +40,6 @@ void Reject(log::Writing& writing, std::int32_t id, Expected expected);
 void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected);
 void Void(log::Writing& writing, std::int32_t id, Expected expected);
 
-// The subgroups that the policy asks for, whose word begins the rule of a row; 0: of no policy.
-std::int32_t MinimumOf(std::string_view rule);
-
 LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t id);
 LimitComparison Compare(const ListedLimit& first, const ListedLimit& second);
 

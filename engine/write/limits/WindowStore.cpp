@@ -11,8 +11,8 @@ namespace orvspc::engine::limits {
 
 bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const store::SelectOptions& options, store::DataSet& out) {
-  if (!behind_.Select(info, filter, options, out)) return false;
-  auto excluded = behind_.Phases(0, 0, 0);
+  if (!Behind().Select(info, filter, options, out)) return false;
+  auto excluded = Behind().Phases(0, 0, 0);
   std::erase_if(excluded, [](const Phase& phase) { return phase.Counts(); });
   for (auto& subgroup : out.subgroups) {
     const bool is_excluded = std::ranges::any_of(excluded, [&](const Phase& phase) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/store/Store.h"
+#include "engine/store/StoreInFront.h"
 
 namespace orvspc::engine::limits {
 
@@ -16,11 +16,11 @@ namespace orvspc::engine::limits {
 // subgroups and those of excluded phases do not count, those behind the first so many that do are
 // not there, and there are neither stored control limits nor other phases. Everything else is that
 // of the store behind it.
-class WindowStore final : public store::Store {
+class WindowStore final : public store::StoreInFront {
  public:
   // left_out: subgroups. first: 0 for all.
   WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first)
-      : behind_(behind), left_out_(left_out), first_(first) {}
+      : StoreInFront(behind), left_out_(left_out), first_(first) {}
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
               const store::SelectOptions& options, store::DataSet& out) override;
@@ -28,30 +28,8 @@ class WindowStore final : public store::Store {
                                                      std::int32_t) override {
     return {};
   }
-  std::int32_t TestType(std::int32_t test) override { return behind_.TestType(test); }
-  std::vector<API_CCSpecLim> SpecLimits(std::int32_t part, std::int32_t test) override {
-    return behind_.SpecLimits(part, test);
-  }
-  std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override {
-    return behind_.Opportunities(part, test);
-  }
-  const std::vector<catalogue::StoredRule>& Rules() override { return behind_.Rules(); }
-  std::uint32_t AlarmBits(std::int32_t part, std::int32_t process, std::int32_t test,
-                          std::int32_t graph) override {
-    return behind_.AlarmBits(part, process, test, graph);
-  }
-  std::string Setting(std::string_view key, std::string_view fallback) override {
-    return behind_.Setting(key, fallback);
-  }
-  std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override {
-    return behind_.StreamName(part, process, test);
-  }
-  void Fail(std::int32_t number, std::string description) override {
-    behind_.Fail(number, std::move(description));
-  }
 
  private:
-  store::Store& behind_;
   const std::set<std::int32_t>& left_out_;
   std::int32_t first_;
 };

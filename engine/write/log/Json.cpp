@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/log/Json.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -12,6 +15,25 @@ Json Number(double value) {
   const bool is_whole = std::fabs(value) <= kAllWhole && value == std::floor(value);
   if (is_whole && !(value == 0.0 && std::signbit(value))) return static_cast<std::int64_t>(value);
   return value;
+}
+
+void AppendNumber(std::string& out, double value) {
+  std::array<char, 64> text{};
+  auto* const begin = text.data();
+  auto* const end = begin + text.size();
+  const auto number = Number(value);
+  out.append(begin, number.is_number_float()
+                        ? nlohmann::detail::to_chars(begin, end, value)
+                        : std::to_chars(begin, end, number.get<std::int64_t>()).ptr);
+}
+
+void AppendText(std::string& out, std::string_view text) {
+  const auto is_plain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
+  if (std::ranges::all_of(text, is_plain)) {
+    out.append(1, '"').append(text).append(1, '"');
+  } else {
+    out += CanonicalText(text);
+  }
 }
 
 std::string CanonicalText(const Json& json) {

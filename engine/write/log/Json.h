@@ -15,6 +15,10 @@ using Json = nlohmann::ordered_json;
 // A number as it is written: whole ones, up to 2^53, as such. Not for NaN and infinities.
 Json Number(double value);
 
+// The same as texts, at the end of another one: what is written often needs no tree.
+void AppendNumber(std::string& out, double value);
+void AppendText(std::string& out, std::string_view text);
+
 // Empty for null.
 std::string CanonicalText(const Json& json);
 // Throws std::runtime_error for what is no JSON.

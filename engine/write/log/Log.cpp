@@ -9,7 +9,9 @@
 
 #include "engine/schema/schema.h"
 #include "engine/sql/counter.h"
+#include "engine/sql/texts.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
 #include "system/Sha256.h"
 #include "system/system.h"
 
@@ -27,7 +29,7 @@ std::int64_t ClockMilliseconds() {
 
 // Looked up once, since each entry has it.
 const std::string& SystemText() {
-  static const auto text = system::UserName() + "@" + system::HostName();
+  static const auto text = sql::MadeStorable(system::UserName() + "@" + system::HostName());
   return text;
 }
 
@@ -48,12 +50,6 @@ std::string NewUuid() {
   return text;
 }
 
-// Code points of UTF-8.
-std::size_t CharactersOf(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & '\xC0') != '\x80'; }));
-}
-
 void Insert(sql::Connection& db, const Entry& entry) {
   sql::Query(db,
              "INSERT INTO log(seq, at, who, system, station, operation, object, before, after, "
@@ -67,7 +63,8 @@ void Insert(sql::Connection& db, const Entry& entry) {
 
 std::string HashOf(const Entry& entry, std::string_view before) {
   const auto seq = std::to_string(entry.seq), at = std::to_string(entry.at);
-  std::string bytes("orvspc-log-1");
+  thread_local std::string bytes;  // keeps its room
+  bytes = "orvspc-log-1";
   bytes += before;
   for (const std::string_view column :
        {std::string_view(seq), std::string_view(at), std::string_view(entry.who),
@@ -75,8 +72,11 @@ std::string HashOf(const Entry& entry, std::string_view before) {
         std::string_view(entry.operation), std::string_view(entry.object),
         std::string_view(entry.before), std::string_view(entry.after),
         std::string_view(entry.reason), std::string_view(entry.program)}) {
-    for (std::size_t i = 0; i < 8; ++i) bytes += static_cast<char>(column.size() >> (8 * i));
-    bytes += column;
+    std::array<char, 8> length{};
+    for (std::size_t i = 0; i < length.size(); ++i) {
+      length[i] = static_cast<char>(column.size() >> (8 * i));
+    }
+    bytes.append(length.data(), length.size()).append(column);
   }
   thread_local system::Sha256 sha;
   sha.Add(bytes);
@@ -111,7 +111,10 @@ Writing::Writing(sql::Connection& db, Actor actor, std::string reason)
       throw Refused("by", "by", "", "--by: who does this must be named");
     }
   }
-  who_ = actor_.by.empty() ? system::UserName() : actor_.by;
+  who_ = actor_.by.empty() ? sql::MadeStorable(system::UserName()) : actor_.by;
+  if (!actor_.by.empty()) NeedName("by", actor_.by);
+  NeedText("station", actor_.station);
+  NeedText("reason", reason_);
   constexpr std::size_t kMinReason = 3, kMaxReason = 500;
   const auto length = CharactersOf(reason_);
   if (length != 0 && (length < kMinReason || length > kMaxReason)) {

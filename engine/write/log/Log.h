@@ -40,8 +40,11 @@ void BecomeAnother(Writing& writing);
 // may not outlive.
 class Writing {
  public:
-  // Throws Refused (code "by", "reason"): the setting require_by asks for a name; the reason has
-  // less than 3 or more than 500 characters. Empty reasons are taken: see NeedReason.
+  // Throws Refused. Empty reasons are taken: see NeedReason.
+  //   by      the setting require_by asks for a name
+  //   name    who does it is no name
+  //   text    station or reason are no text
+  //   reason  it has less than 3 or more than 500 characters
   Writing(sql::Connection& db, Actor actor, std::string reason = {});
 
   sql::Connection& Db() const { return db_; }

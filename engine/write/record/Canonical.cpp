@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <span>
 #include <string_view>
 
 #include "platform/Actor.h"
@@ -20,68 +21,126 @@ constexpr std::string_view kDescriptor = "descriptor:";
 
 std::string TimeText(std::int64_t time) { return platform::IsoText(time) + "Z"; }
 
-void Put(Json& json, const char* key, const std::string& text) {
-  if (!text.empty()) json[key] = text;
-}
-void Put(Json& json, const char* key, std::int32_t number) {
-  if (number != 0) json[key] = number;
-}
-void Put(Json& json, const char* key, double number) {
-  if (number != 0.0) json[key] = log::Number(number);
-}
-void Put(Json& json, const char* key, const std::optional<std::int64_t>& time) {
-  if (time) json[key] = TimeText(*time);
-}
-void Put(Json& json, const char* key, Json list) {
-  if (!list.empty()) json[key] = std::move(list);
+// Writes an object: what has its default is left out.
+class ObjectText {
+ public:
+  explicit ObjectText(std::string& out) : out_(out) { out_ += '{'; }
+  void End() { out_ += '}'; }
+
+  // For a value that is written next.
+  void Key(std::string_view key) {
+    if (out_.back() != '{') out_ += ',';
+    log::AppendText(out_, key);
+    out_ += ':';
+  }
+  void Put(std::string_view key, std::string_view text) {
+    if (text.empty()) return;
+    Key(key);
+    log::AppendText(out_, text);
+  }
+  void Put(std::string_view key, double number) {
+    if (number != 0.0) PutAlways(key, number);
+  }
+  void PutAlways(std::string_view key, double number) {
+    Key(key);
+    log::AppendNumber(out_, number);
+  }
+  void Put(std::string_view key, const std::optional<std::int64_t>& time) {
+    if (time) Put(key, TimeText(*time));
+  }
+  template <class Elements>
+  void PutList(std::string_view key, const Elements& elements) {
+    if (elements.empty()) return;
+    Key(key);
+    Append(out_, elements);
+  }
+
+  template <class Elements>
+  static void Append(std::string& out, const Elements& elements) {
+    out += '[';
+    for (const auto& each : elements) {
+      if (out.back() != '[') out += ',';
+      AppendElement(out, each);
+    }
+    out += ']';
+  }
+  static void AppendElement(std::string& out, const NewPiece& piece);
+  static void AppendElement(std::string& out, const CanonicalDescriptor& descriptor);
+  static void AppendElement(std::string& out, const CanonicalComment& comment);
+
+ private:
+  std::string& out_;
+};
+
+void ObjectText::AppendElement(std::string& out, const NewPiece& piece) {
+  ObjectText object(out);
+  object.PutAlways("value", piece.value);
+  object.Put("tsno", piece.tsno);
+  object.Put("sbno", piece.sbno);
+  object.Put("serial", piece.serial);
+  object.Put("gage", piece.gage);
+  object.Put("defect", piece.defect);
+  object.End();
 }
 
-Json JsonOf(const NewPiece& piece) {
-  Json json = {{"value", log::Number(piece.value)}};
-  Put(json, "tsno", piece.tsno);
-  Put(json, "sbno", piece.sbno);
-  Put(json, "serial", piece.serial);
-  Put(json, "gage", piece.gage);
-  Put(json, "defect", piece.defect);
-  return json;
+void ObjectText::AppendElement(std::string& out, const CanonicalDescriptor& descriptor) {
+  if (descriptor.tsno == 0) return log::AppendText(out, descriptor.name);
+  ObjectText object(out);
+  object.Key("name");
+  log::AppendText(out, descriptor.name);
+  object.PutAlways("tsno", descriptor.tsno);
+  object.End();
 }
 
-Json JsonOf(const CanonicalDescriptor& descriptor) {
-  if (descriptor.tsno == 0) return descriptor.name;
-  return {{"name", descriptor.name}, {"tsno", descriptor.tsno}};
+void ObjectText::AppendElement(std::string& out, const CanonicalComment& comment) {
+  if (comment == CanonicalComment{comment.text, 0, {}, {}}) {
+    return log::AppendText(out, comment.text);
+  }
+  ObjectText object(out);
+  object.Key("text");
+  log::AppendText(out, comment.text);
+  object.Put("tsno", comment.tsno);
+  object.Put("employee", comment.employee);
+  object.Put("time", comment.time);
+  object.End();
 }
 
-Json JsonOf(const CanonicalComment& comment) {
-  if (comment == CanonicalComment{comment.text, 0, {}, {}}) return comment.text;
-  Json json = {{"text", comment.text}};
-  Put(json, "tsno", comment.tsno);
-  Put(json, "employee", comment.employee);
-  Put(json, "time", comment.time);
-  return json;
+// What is of the record alone, of an object that is still open.
+void PutValues(std::string& out, ObjectText& object, const CanonicalRecord& record) {
+  object.Put("part", record.part);
+  object.Put("process", record.process);
+  object.Put("test", record.test);
+  object.Put("label", record.label);
+  object.Put("time", record.time);
+  object.PutList("pieces", record.pieces);
+  object.Put("size", record.size);
+  object.Put("flag", record.flag);
+  const auto has_name = [](const auto& each) { return !each.second.empty(); };
+  if (std::ranges::none_of(record.context, has_name)) return;
+  object.Key("context");
+  ObjectText context(out);
+  for (const auto& [column, name] : record.context) context.Put(column, name);
+  context.End();
 }
 
-template <class Element>
-Json ListOf(const std::vector<Element>& elements) {
-  auto list = Json::array();
-  for (const auto& each : elements) list.push_back(JsonOf(each));
-  return list;
-}
-
-// What is of the record alone.
-Json JsonOfValues(const CanonicalRecord& record) {
-  auto json = Json::object();
-  Put(json, "part", record.part);
-  Put(json, "process", record.process);
-  Put(json, "test", record.test);
-  Put(json, "label", record.label);
-  Put(json, "time", record.time);
-  Put(json, "pieces", ListOf(record.pieces));
-  Put(json, "size", record.size);
-  Put(json, "flag", record.flag);
-  auto context = Json::object();
-  for (const auto& [column, name] : record.context) Put(context, column.c_str(), name);
-  Put(json, "context", std::move(context));
-  return json;
+void PutDescriptors(std::string& out, ObjectText& object, const CanonicalRecord& record) {
+  if (record.descriptors.empty()) return;
+  auto all = record.descriptors;
+  std::ranges::sort(all);
+  object.Key("descriptors");
+  ObjectText groups(out);
+  for (auto begin = all.begin(); begin != all.end();) {
+    const auto end = std::find_if(begin, all.end(),
+                                  [&](const auto& each) { return each.group != begin->group; });
+    groups.Key(begin->group);
+    if (end - begin == 1) {
+      ObjectText::AppendElement(out, *begin);
+    } else {
+      ObjectText::Append(out, std::span(begin, end));
+    }
+    begin = end;
+  }
+  groups.End();
 }
 
 [[noreturn]] void RefuseKey(const std::string& key, const Json& json, const std::string& reason,
@@ -261,27 +320,16 @@ NewRecord NewRecordOf(const CanonicalRecord& record) {
   return sent;
 }
 
-log::Json JsonOf(const CanonicalRecord& record) {
-  auto json = JsonOfValues(record);
-  auto descriptors = record.descriptors;
-  std::ranges::sort(descriptors);
-  auto groups = Json::object();
-  for (const auto& each : descriptors) {
-    auto& group = groups[each.group];
-    if (group.is_null()) {
-      group = JsonOf(each);
-    } else {
-      if (!group.is_array()) group = Json::array({group});
-      group.push_back(JsonOf(each));
-    }
-  }
-  Put(json, "descriptors", std::move(groups));
-  Put(json, "comments", ListOf(record.comments));
-  return json;
-}
+log::Json JsonOf(const CanonicalRecord& record) { return log::ReadJson(CanonicalText(record)); }
 
 std::string CanonicalText(const CanonicalRecord& record) {
-  return log::CanonicalText(JsonOf(record));
+  std::string text;
+  ObjectText object(text);
+  PutValues(text, object, record);
+  PutDescriptors(text, object, record);
+  object.PutList("comments", record.comments);
+  object.End();
+  return text;
 }
 
 CanonicalRecord RecordOf(const log::Json& json) {
@@ -345,8 +393,12 @@ void PutInUsual(CanonicalRecord& record, bool is_measured) {
 }
 
 std::string DigestOf(const CanonicalRecord& record) {
-  system::Sha256 sha;
-  sha.Add(log::CanonicalText(JsonOfValues(record)));
+  std::string text;
+  ObjectText object(text);
+  PutValues(text, object, record);
+  object.End();
+  thread_local system::Sha256 sha;
+  sha.Add(text);
   return system::HexOf(sha.Finish());
 }
 

@@ -154,12 +154,13 @@ std::string KnownNames::Setting(std::string_view key, std::string_view fallback)
   return found->second.empty() ? std::string(fallback) : found->second;
 }
 
-void KnownNames::Refresh() {
+bool KnownNames::Refresh() {
   const auto version = db_.DataVersion();
-  if (version == data_version_ && streams_.size() <= kMostKept) return;
+  if (version == data_version_ && streams_.size() <= kMostKept) return false;
   Forget();
   data_version_ = version;
   patience_ = store::PatienceOf(Setting(store::kPatienceSetting, ""));
+  return true;
 }
 
 void KnownNames::Forget() {
@@ -167,6 +168,7 @@ void KnownNames::Forget() {
   streams_.clear();
   contexts_.clear();
   settings_.clear();
+  ends_.Clear();
 }
 
 }  // namespace orvspc::engine::record

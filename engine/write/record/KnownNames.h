@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/catalogue/References.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/sql/Connection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/StoreCache.h"
@@ -60,14 +61,16 @@ class KnownNames {
   std::int32_t ContextId(const store::Context& context);
   std::int32_t DescriptorId(std::string_view group, std::string_view name);
 
+  store::SealedEnds& Ends() { return ends_; }
+
   // How long to wait for other writers, as of the latest Refresh().
   std::chrono::seconds Patience() const { return patience_; }
   // The value of a setting, else the fallback.
   std::string Setting(std::string_view key, std::string_view fallback);
 
-  // At the begin of a transaction: forgets everything if somebody else has written since the latest
-  // one, or if it is very much.
-  void Refresh();
+  // At the begin of a transaction: forgets everything, and says so, if somebody else has written
+  // since the latest one, or if it is very much.
+  bool Refresh();
   // After what was added here was taken back.
   void Forget();
 
@@ -82,6 +85,7 @@ class KnownNames {
   std::map<std::array<std::string, 3>, KnownStream> streams_;
   std::map<store::Context, std::int32_t> contexts_;
   std::map<std::string, std::string, std::less<>> settings_;
+  store::SealedEnds ends_;
   std::chrono::seconds patience_ = store::kPatience;
   std::optional<std::int64_t> data_version_;
 };

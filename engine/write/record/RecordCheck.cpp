@@ -9,10 +9,10 @@
 
 #include "engine/catalogue/nearest.h"
 #include "engine/write/import/values_batch.h"
+#include "engine/write/log/texts.h"
 #include "platform/Actor.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
-#include "platform/Utf8.h"
 
 namespace orvspc::engine::record {
 namespace {
@@ -30,24 +30,6 @@ std::string TextOf(double number) {
 [[noreturn]] void Refuse(const char* code, std::string_view field, const std::string& value,
                          const std::string& reason) {
   throw Refused(code, std::string(field), value, std::string(field) + ": " + reason);
-}
-
-void CheckName(std::string_view field, const std::string& name) {
-  if (!IsName(name)) {
-    Refuse("name", field, name, "must be 1 to 255 bytes of text without control characters");
-  }
-}
-
-// Up to 4000 characters of any kind but controls; lines may be broken.
-bool IsComment(std::string_view text) {
-  constexpr std::size_t kMaxCharacters = 4000;
-  std::size_t count = 0;
-  for (std::size_t at = 0; at < text.size(); ++count) {
-    char32_t letter = 0;
-    if (!platform::TakeUtf8(text, at, letter)) return false;
-    if (letter < U' ' && letter != U'\n' && letter != U'\t' && letter != U'\r') return false;
-  }
-  return count > 0 && count <= kMaxCharacters;
 }
 
 bool IsKey(std::string_view key) {
@@ -215,52 +197,40 @@ std::string DurationText(std::int64_t seconds) {
 
 }  // namespace
 
-bool IsName(std::string_view text) {
-  constexpr std::size_t kMaxBytes = 255;
-  if (text.empty() || text.size() > kMaxBytes) return false;
-  for (std::size_t at = 0; at < text.size();) {
-    char32_t letter = 0;
-    if (!platform::TakeUtf8(text, at, letter)) return false;
-    const bool is_control = letter < U' ' || (letter >= 0x7F && letter <= 0x9F);
-    const bool breaks = letter == 0x2028 || letter == 0x2029;
-    const bool turns =
-        (letter >= 0x202A && letter <= 0x202E) || (letter >= 0x2066 && letter <= 0x2069);
-    if (is_control || breaks || turns) return false;
-  }
-  return true;
+void CheckKey(const std::string& key) {
+  if (IsKey(key)) return;
+  Refuse("key", "key", key, "must be 1 to 64 printable characters of ASCII");
 }
 
 void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const {
   if (!is_same_stream) {
-    CheckName("part", record.part);
-    CheckName("process", record.process);
-    CheckName("test", record.test);
+    log::NeedName("part", record.part);
+    log::NeedName("process", record.process);
+    log::NeedName("test", record.test);
   }
-  if (!record.label.empty()) CheckName("label", record.label);
+  if (!record.label.empty()) log::NeedName("label", record.label);
   for (const auto& [column, name] : record.context) {
     if (column.starts_with(kDescriptor)) {
-      CheckName("descriptor", column.substr(kDescriptor.size()));
+      log::NeedName("descriptor", column.substr(kDescriptor.size()));
     } else if (ContextKindOf(column) == nullptr) {
       std::string known;
       for (const auto& kind : store::kContextKinds) known += std::string(kind.column) + ", ";
       Refuse("context", column, name,
              "there is no such context, only " + known + std::string(kDescriptor) + "NAME");
     }
-    CheckName(column, name);
+    log::NeedName(column, name);
   }
   for (const auto& piece : record.pieces) {
     for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
       const auto& name = piece.*kPieceNames[i];
-      if (!name.empty()) CheckName(FieldOf(i), name);
+      if (!name.empty()) log::NeedName(FieldOf(i), name);
     }
   }
   for (const auto& comment : record.comments) {
-    if (!IsComment(comment)) {
+    const auto length = log::CharactersOf(comment);
+    if (!log::IsText(comment) || length == 0 || length > log::kMaxComment) {
       Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
     }
-  }
-  if (!IsKey(record.key)) {
-    Refuse("key", "key", record.key, "must be 1 to 64 printable characters of ASCII");
   }
   if (record.flag < sfEnabled || record.flag > sfIncomplete) {
     Refuse("flag", "flag", std::to_string(record.flag), "must be enabled, disabled or incomplete");

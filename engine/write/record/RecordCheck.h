@@ -15,9 +15,8 @@
 // What is asked of a record before anything is written.
 namespace orvspc::engine::record {
 
-// Whether it is a name: 1 to 255 bytes of UTF-8 without control characters and those that turn
-// the direction of a line or break it.
-bool IsName(std::string_view text);
+// Throws Refused (code "key") where it is none; an empty one passes. Before it is looked for.
+void CheckKey(const std::string& key);
 
 struct CheckedRecord {
   const NewRecord* sent = nullptr;
@@ -45,7 +44,7 @@ class RecordCheck {
 
   // now: seconds since 1970 UTC. Throws Refused with the code of the first rule that the record
   // breaks: "name", "unknown", "inactive", "type", "number", "count", "unreasonable", "size",
-  // "time"; or "flag", "context", "comment", "key".
+  // "time"; or "flag", "context", "comment".
   CheckedRecord Check(const NewRecord& record, NewNames names, std::int64_t now);
 
  private:

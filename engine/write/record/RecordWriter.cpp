@@ -126,7 +126,7 @@ void RecordWriter::FindSubgroups() {
       facts.push_back({0, subgroup.of->stream->part, subgroup.of->stream->process, subgroup.time,
                        subgroup.label});
     }
-    const auto ids = store::FindSubgroups(db_, facts);
+    const auto ids = store::FindSubgroups(db_, facts, &known_.Ends());
     std::vector<std::size_t> again;
     for (std::size_t i = 0; i < places.size(); ++i) {
       auto& subgroup = subgroups_[places[i]];
@@ -198,7 +198,7 @@ void RecordWriter::WriteSubgroups() {
     writer.Add({subgroup.id, stream.part, stream.process, subgroup.time, subgroup.label});
   }
   writer.Flush();
-  store::SealSubgroups(db_);
+  if (store::BeginBlock(static_cast<std::int32_t>(next - added), added)) store::SealSubgroups(db_);
 }
 
 std::int32_t RecordWriter::ContextOf(const CheckedRecord& record) {
@@ -251,7 +251,7 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
     return std::tuple(row.stream, row.measurement.time, row.measurement.subgroup);
   };
   std::ranges::sort(rows, {}, key_of);
-  store::StreamWriter writer(db_);
+  store::StreamWriter writer(db_, store::StreamWriter::kMaxHot, &known_.Ends());
   store::BatchDigest digest(db_);
   std::vector<store::Measurement> of_stream;
   std::vector<std::string_view> labels;

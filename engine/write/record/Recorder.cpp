@@ -2,6 +2,7 @@
 #include "engine/write/record/Recorder.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <map>
 #include <utility>
@@ -26,8 +27,10 @@ constexpr std::size_t kMostTogether = 64;
 // Of what is sent, before a label or a time is given to it.
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
-  system::Sha256 sha;
-  for (const auto& record : records) sha.Add(CanonicalText(CanonicalOf(record)) + "\n");
+  std::string text;
+  for (const auto& record : records) text += CanonicalText(CanonicalOf(record)) + "\n";
+  thread_local system::Sha256 sha;
+  sha.Add(text);
   return system::HexOf(sha.Finish()).substr(0, kDigits);
 }
 
@@ -54,30 +57,6 @@ void CheckAgreement(std::span<const NewRecord> records) {
       if (record.*member != first.*member) refuse(field);
     }
     if (record.time != first.time) refuse("time");
-  }
-}
-
-// Judges what was written. An alarm is given to the answer, one for each record, of its last
-// subgroup, else to the last one of its stream.
-void Judge(log::Writing& writing, const RecordWriter& writer,
-           const std::vector<Recorded*>& answers) {
-  alarms::TouchedStreams touched;
-  for (const auto& placed : writer.Records()) {
-    const auto& subgroup = writer.SubgroupOf(placed);
-    touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
-  }
-  for (auto& alarm : alarms::Judge(writing, touched.All())) {
-    Recorded* taker = nullptr;
-    for (std::size_t i = 0; i < answers.size(); ++i) {
-      const auto& stream = *writer.Records()[i].record->stream;
-      if (stream.part != alarm.part || stream.process != alarm.process ||
-          stream.test != alarm.test) {
-        continue;
-      }
-      taker = answers[i];
-      if (taker->subgroup == alarm.last_subgroup) break;
-    }
-    if (taker != nullptr) taker->alarms.push_back(std::move(alarm));
   }
 }
 
@@ -175,14 +154,14 @@ bool Recorder::ServeTogether(const Calls& calls) {
   Open();
   try {
     const auto transaction = Begin();
-    known_->Refresh();
+    if (known_->Refresh()) chart_rows_.Forget();
     for (auto* const call : calls) {
       try {
         call->batch == nullptr ? PerformRecord(*call) : PerformBatch(*call);
       } catch (const Refused&) {
         // Found before anything was written; else what was is to be taken back.
         if (call->has_written && calls.size() > 1) {
-          known_->Forget();
+          Forget();
           return false;
         }
         if (call->has_written) throw;
@@ -196,9 +175,14 @@ bool Recorder::ServeTogether(const Calls& calls) {
     store::NoteWrite();
     return true;
   } catch (...) {
-    known_->Forget();
+    Forget();
     throw;
   }
+}
+
+void Recorder::Forget() {
+  known_->Forget();
+  chart_rows_.Forget();
 }
 
 void Recorder::PerformRecord(Call& call) {
@@ -227,29 +211,34 @@ void Recorder::PerformRecord(Call& call) {
   writer.Write(writing, 0);
   const auto& subgroup = writer.SubgroupOf(writer.Records().front());
   const auto entry = writing.Next();
-  auto digests = log::Json::array();
-  auto beside = log::Json::object();
+  std::string after = R"({"records":[)";
+  std::string descriptors, comments;  // lists, a comma after each element
   for (const auto& placed : writer.Records()) {
     const auto described = writer.Described(placed);
-    digests.push_back({{"test", placed.record->stream->test}, {"digest", DigestOf(described)}});
+    if (!recorded.empty()) after += ',';
+    after.append(R"({"test":)").append(std::to_string(placed.record->stream->test));
+    after.append(R"(,"digest":")").append(DigestOf(described)).append(R"("})");
     recorded.push_back(
         {subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes});
     if (described.comments.empty() && described.descriptors.empty()) continue;
     const auto all = JsonOf(described);
-    for (const auto* const name : {"descriptors", "comments"}) {
-      if (!all.contains(name)) continue;
-      if (beside[name].is_null()) beside[name] = log::Json::array();
-      beside[name].push_back(all[name]);
-    }
+    if (all.contains("descriptors")) descriptors += log::CanonicalText(all["descriptors"]) + ",";
+    if (all.contains("comments")) comments += log::CanonicalText(all["comments"]) + ",";
   }
-  log::Json after = {{"records", std::move(digests)}};
-  after.update(beside);
+  after += ']';
+  for (auto [name, list] : {std::pair("descriptors", &descriptors), {"comments", &comments}}) {
+    if (list->empty()) continue;
+    list->back() = ']';
+    after.append(",\"").append(name).append("\":[").append(*list);
+  }
   if (!key.empty()) {
-    after["key"] = key;
+    after += R"(,"key":)";
+    log::AppendText(after, key);
     DropOldKeys(call.now);
     StoreKey(key, fingerprint, subgroup.id, 0, entry, call.now);
   }
-  writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, log::CanonicalText(after));
+  after += '}';
+  writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, after);
   std::vector<Recorded*> answers;
   for (auto& each : recorded) answers.push_back(&each);
   Judge(writing, writer, answers);
@@ -348,6 +337,34 @@ void Recorder::PerformBatch(Call& call) {
   }
 }
 
+// Judges what was written. An alarm is given to the answer, one for each record, of its last
+// subgroup, else to the last one of its stream.
+void Recorder::Judge(log::Writing& writing, const RecordWriter& writer,
+                     const std::vector<Recorded*>& answers) {
+  alarms::TouchedStreams touched;
+  for (const auto& placed : writer.Records()) {
+    const auto& subgroup = writer.SubgroupOf(placed);
+    touched.Add(placed.record->stream->id, {subgroup.time, subgroup.id});
+  }
+  auto opened = alarms::Judge(writing, touched.All(), chart_rows_);
+  if (opened.empty()) return;
+  using Place = std::array<std::int32_t, 4>;  // part, process, test, subgroup
+  std::map<Place, Recorded*> takers;          // under subgroup 0 the last one of the stream
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    const auto& stream = *writer.Records()[i].record->stream;
+    for (const auto subgroup : {0, answers[i]->subgroup}) {
+      takers[{stream.part, stream.process, stream.test, subgroup}] = answers[i];
+    }
+  }
+  for (auto& alarm : opened) {
+    Place place{alarm.part, alarm.process, alarm.test, alarm.last_subgroup};
+    auto found = takers.find(place);
+    place[3] = 0;
+    if (found == takers.end()) found = takers.find(place);
+    if (found != takers.end()) found->second->alarms.push_back(std::move(alarm));
+  }
+}
+
 // The row of a batch and its entry of the log.
 void Recorder::AddBatch(log::Writing& writing, const RecordWriter& writer, std::int64_t batch,
                         std::size_t lines, const std::string& key) {
@@ -372,6 +389,7 @@ void Recorder::DropOldKeys(std::int64_t now) {
 
 std::optional<Recorder::Known> Recorder::FindKey(const std::string& key,
                                                  const std::string& fingerprint) {
+  CheckKey(key);
   Known known;
   auto& record = known.record;
   auto& batch = known.batch;

@@ -15,6 +15,7 @@
 
 #include "engine/sql/Connection.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/alarms/StreamStore.h"
 #include "engine/write/log/Log.h"
 #include "engine/write/record/KnownNames.h"
 #include "platform/Database.h"
@@ -68,6 +69,9 @@ class Recorder {
   void PerformRecord(Call& call);
   void PerformBatch(Call& call);
   void DropOldKeys(std::int64_t now);
+  void Forget();
+  void Judge(log::Writing& writing, const RecordWriter& writer,
+             const std::vector<Recorded*>& answers);
   void AddBatch(log::Writing& writing, const RecordWriter& writer, std::int64_t batch,
                 std::size_t lines, const std::string& key);
   struct Known {
@@ -88,6 +92,7 @@ class Recorder {
   std::string path_;
   std::unique_ptr<sql::Connection> connection_;
   std::optional<KnownNames> known_;
+  alarms::ChartRows chart_rows_;
   std::int64_t keys_dropped_ = 0;
 };
 

@@ -237,6 +237,29 @@ TEST_F(JudgeTest, RulesThatAreOffRaiseNothing) {
   EXPECT_TRUE(Record(1, 99.0).empty());
 }
 
+// What recording keeps in mind between two calls.
+TEST_F(JudgeTest, RecordingSeesLimitsAndRulesThatWereChangedMeanwhile) {
+  auto data = Data();
+  const auto alarms = [&](double value) {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = "T";
+    record.time = ++start_;
+    record.pieces = {{value, 0, 0, "", "", ""}};
+    return data.Record(record, {"Ann", "gauge 7"}).alarms.size();
+  };
+  start_ -= 30;
+  EXPECT_EQ(alarms(10.0), 0U);
+  EXPECT_EQ(alarms(99.0), 2U) << "the point and its range";
+  Import("number,on\n1,no\n", ImportKind::Alarms);
+  EXPECT_EQ(alarms(-99.0), 0U);
+  Import("part,test,usl,lsl,alarms\nA,T,20,0,usl lsl\n", ImportKind::Limits);
+  EXPECT_EQ(alarms(99.0), 1U);
+  Import("part,test,usl,lsl,alarms\nA,T,200,0,usl lsl\n", ImportKind::Limits);
+  EXPECT_EQ(alarms(99.0), 0U);
+}
+
 TEST_F(JudgeTest, CodesThatAreNotNeededStayClosed) {
   Data().Set("alarm_needs", "acc");
   Record(1, 14.0);

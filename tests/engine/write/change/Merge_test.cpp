@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <tuple>
 
 #include "engine/QualityDatabase.h"
 #include "engine/store/digest.h"
@@ -129,6 +131,136 @@ TEST_F(MergeTest, ItemsOfWhoAndWhereAreJoined) {
   Import("kind,group,name\nshift,Day,late\n", ImportKind::Groups);
   Data().Merge(ItemKind::Shift, "early", "late", Why());
   EXPECT_EQ(Data().CountedItems(ItemKind::Shift).at(0).subgroups, 1);
+}
+
+TEST_F(MergeTest, SettingsOfAStreamFollowARenaming) {
+  Import(std::string(kHeader) + "A,P/1,T,1,2024-01-01,1,\nB,P/1,T,1,2024-01-01,1,\n");
+  Data().Set("subgroup_size:A/P/1/T", "3");
+  Data().Set("subgroup_size:A/P/1/T", "5");
+  Data().Set("subgroup_size:B/P/1/T", "4");
+  Data().Rename(ItemKind::Part, "A", "Ring", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/P/1/T"), "5");
+  EXPECT_EQ(Data().Setting("subgroup_size:A/P/1/T"), "0") << "no longer set";
+  Data().Rename(ItemKind::Process, "P/1", "Press", Why());
+  Data().Rename(ItemKind::Test, "T", "Width", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/Press/Width"), "5");
+  EXPECT_EQ(Data().Setting("subgroup_size:B/Press/Width"), "4");
+  Data().Set("subgroup_size:A/P/1/T", "6");
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/Press/Width"), "6") << "set by its former names";
+  EXPECT_EQ(std::ranges::count_if(Data().SettingNames(),
+                                  [](const std::string& name) {
+                                    return name.starts_with("subgroup_size:") &&
+                                           !name.ends_with("TEST");
+                                  }),
+            2);
+  LogFilter of_setting;
+  of_setting.object = "setting subgroup_size:A/P/1/T";
+  auto entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 3U) << "set twice, and moved";
+  EXPECT_EQ(entries[2].before, R"({"value":"5"})");
+  EXPECT_EQ(entries[2].after, R"({"key":"subgroup_size:Ring/P/1/T"})");
+  EXPECT_EQ(entries[2].reason, "two names of one");
+  of_setting.object = "setting subgroup_size:Ring/Press/Width";
+  entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0].after, R"({"value":"5"})");
+}
+
+TEST_F(MergeTest, SettingsOfAStreamFollowAMergeUnlessTheOtherHasItsOwn) {
+  Import(std::string(kHeader) +
+         "A,P,T,1,2024-01-01,1,\nA,P,U,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  Data().Set("subgroup_size:A/P/T", "3");
+  Data().Set("subgroup_size:A/P/U", "4");
+  Data().Set("subgroup_size:B/P/T", "5");
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:B/P/T"), "5") << "that of the one that stays";
+  EXPECT_EQ(Data().Setting("subgroup_size:B/P/U"), "4");
+  EXPECT_EQ(Data().Setting("subgroup_size:A/P/T"), "0");
+  LogFilter of_setting;
+  of_setting.object = "setting subgroup_size:A/P/T";
+  const auto entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].before, R"({"value":"3"})");
+  EXPECT_EQ(entries[1].after, "");
+}
+
+// Whatever names an item goes on with the other one: of parts, processes and tests.
+TEST_F(MergeTest, PoliciesPhasesAndLimitsFollowAMerge) {
+  Import(std::string(kHeader) +
+         "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\nB,Q,T,3,2024-01-03,1,\n"
+         "B,Q,U,4,2024-01-04,1,\n");
+  const auto id = [&](ItemKind kind, const char* name) { return Data().Require(kind, name); };
+  const StreamKey first{id(ItemKind::Part, "A"), id(ItemKind::Process, "P"),
+                        id(ItemKind::Test, "T")};
+  const StreamKey last{id(ItemKind::Part, "B"), id(ItemKind::Process, "Q"),
+                       id(ItemKind::Test, "U")};
+  Data().SetBaselinePolicy(first, "shewhart", Why());
+  Phase phase;
+  phase.part = first.part;
+  phase.process = first.process;
+  phase.test = first.test;
+  phase.name = "Tool A";
+  phase.start = 1'000'000;
+  Data().AddPhase(phase, {}, "for the test");
+  Import("part,process,test,mean,sp,effective\nA,P,T,1,1,2024-01-01\n", ImportKind::ControlLimits);
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  Data().Merge(ItemKind::Process, "P", "Q", Why());
+  Data().Merge(ItemKind::Test, "T", "U", Why());
+  const auto policies = Data().BaselinePolicies();
+  ASSERT_EQ(policies.size(), 1U);
+  EXPECT_EQ((StreamKey{policies[0].part, policies[0].process, policies[0].test}), last);
+  const auto phases = Data().Phases();
+  ASSERT_EQ(phases.size(), 1U);
+  EXPECT_EQ((StreamKey{phases[0].part, phases[0].process, phases[0].test}), last);
+  ASSERT_EQ(Data().ListLimits(last).size(), 1U);
+  for (const auto& [kind, name, now] : {std::tuple{ItemKind::Part, "A", last.part},
+                                        {ItemKind::Process, "P", last.process},
+                                        {ItemKind::Test, "T", last.test}}) {
+    EXPECT_EQ(Data().Find(kind, name), now);
+  }
+  Data().Rename(ItemKind::Part, "B", "Ring", Why());
+  EXPECT_EQ(Data().Find(ItemKind::Part, "A"), last.part) << "also by a name before the last";
+  EXPECT_EQ(Data().ListLimits(last).size(), 1U);
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, OfTwoPoliciesThatOfTheItemThatStaysDoes) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  const auto a = Id(ItemKind::Part, "A"), b = Id(ItemKind::Part, "B");
+  Data().SetBaselinePolicy({b, 0, 0}, "public-health", Why());
+  Data().SetBaselinePolicy({a, 0, 0}, "shewhart", Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  const auto policies = Data().BaselinePolicies();
+  ASSERT_EQ(policies.size(), 1U);
+  EXPECT_EQ(policies[0].rule, "public-health");
+  LogFilter of_policy;
+  of_policy.object = "policy 2";
+  const auto entries = Data().Log(of_policy);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].before, R"({"rule":"shewhart"})");
+}
+
+TEST_F(MergeTest, PhasesThatWouldOverlapAreRefused) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  const auto add = [&](const char* part, const char* name, std::int32_t start,
+                       std::int32_t finish) {
+    Phase phase;
+    phase.part = Id(ItemKind::Part, part);
+    phase.name = name;
+    phase.start = start;
+    phase.finish = finish;
+    Data().AddPhase(phase, {}, "for the test");
+  };
+  add("A", "Tool A", 1000, 2000);
+  add("B", "Tool B", 2000, 3000);
+  add("B", "Tool C", 500, 1001);
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
+            "overlap: \"A\" and \"B\" both have phases of one time (\"Tool A\" and \"Tool C\"); "
+            "end or remove one first");
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 2U) << "nothing has happened";
+  Data().RemovePhase(3, {}, "for the test");
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"), "");
+  EXPECT_EQ(Data().Phases().size(), 2U) << "one ends where the other begins";
 }
 
 TEST_F(MergeTest, WhatCannotBeJoinedIsRefusedWithAList) {

@@ -444,14 +444,17 @@ class DistanceTest : public ImportTest {
   // what is stored of part A.
   std::string Outcome(const std::string& header, const std::vector<std::string>& lines,
                       std::size_t held) {
-    db_.reset();
-    folder_.RemoveStore("q.db");
     const auto more = static_cast<std::size_t>(std::count(header.begin(), header.end(), ',') - 5);
     std::string text = header + "\n";
     for (std::size_t i = 0; i < lines.size(); ++i) {
       text += "A,P,T,1,2024-01-01," + lines[i] + "\n";
       text += "B,P,other," + std::to_string(i) + ",2024-01-01,1" + std::string(more, ',') + "\n";
     }
+    return OutcomeOf(text, held);
+  }
+  std::string OutcomeOf(const std::string& text, std::size_t held) {
+    db_.reset();
+    folder_.RemoveStore("q.db");
     ImportOptions options;
     options.most_held = held;
     auto message = FailureOf([&] { Import(text, ImportKind::Values, options); });
@@ -539,6 +542,69 @@ TEST_F(DistanceTest, WhatAFileMaySayDoesNotDependOnHowFarItsLinesLieApart) {
       EXPECT_NE(near.find(row.refused), std::string::npos) << row.why << ": " << near;
     }
   }
+}
+
+// So much text that the lines of a subgroup are written while more of them follow.
+TEST_F(DistanceTest, LongCommentsOfOneSubgroupAreWrittenBetweenItsLines) {
+  constexpr int kLines = 60;
+  const auto outcome = [&](std::size_t length, const char* last_size) {
+    std::string text = "comment,part,process,test,subgroup,time,value,size\n";
+    for (int i = 0; i < kLines; ++i) {
+      // Each comment twice, and with other words in the next line.
+      text += std::string(length, static_cast<char>('A' + i / 2)) + ",A,P,T,1,2024-01-01," +
+              std::to_string(i) + (i == 3 ? ",9\n" : ",\n");
+    }
+    return OutcomeOf(text + ",A,P,T,1,2024-01-01,7," + last_size + "\n", 100);
+  };
+  constexpr std::size_t kLong = 900'000;
+  const auto near = outcome(10, "");
+  EXPECT_TRUE(near.starts_with("30 comments")) << near;
+  EXPECT_EQ(outcome(kLong, ""), near);
+  EXPECT_NE(outcome(kLong, "8").find("line 62, column \"size\", value \"8\": differs"),
+            std::string::npos);
+}
+
+// What is written first fails here, so this shows how far the file was read by then.
+TEST_F(ImportTest, LongCommentsAreWrittenOnTheWay) {
+  constexpr int kLines = 70'000;
+  Db();
+  RunSql(Path(), "ALTER TABLE comment RENAME COLUMN note TO words");
+  std::string text = "comment,part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < kLines; ++i) {
+    const auto number = std::to_string(i);
+    text += std::string(600, 'x') + number + ",A,P,T," + number + ",2024-01-01,5\n";
+  }
+  double part_read = 0.0;
+  ImportOptions options;
+  options.most_held = kLines + 1;
+  options.progress = [&](std::int64_t done, std::int64_t size) {
+    part_read = static_cast<double>(done) / static_cast<double>(size);
+  };
+  EXPECT_NE(FailureOf([&] { Import(text, ImportKind::Values, options); }), "");
+  EXPECT_LT(part_read, 0.5);
+}
+
+// The faults lie in lines behind those of a full batch, which are written by then.
+TEST_F(ImportTest, LinesAreCountedAcrossBatches) {
+  constexpr int kRecords = 41'000;
+  ASSERT_GT(static_cast<std::size_t>(kRecords), ImportOptions().most_held);
+  const std::pair<const char*, const char*> faults[] = {
+      {"last,2024-01-01,bad,,J", "column \"value\", value \"bad\""},
+      {"7,2024-01-01,5,1,J", "column \"tsno\", value \"1\": the subgroup has this piece"},
+      {"7,2024-01-01,5,2,K", "column \"job\", value \"K\": differs from an earlier line"},
+  };
+  std::string text = "part,process,test,subgroup,time,value,tsno,job\n";
+  for (int i = 0; i < kRecords; ++i) {
+    const auto number = std::to_string(i);
+    text += "A,P,T," + number + ",2024-01-01," + number + ",1,J\n";
+    if (i % 20'000 == 0) text += "\n";  // counts as a line
+  }
+  const auto place = "line " + std::to_string(kRecords + 5) + ", ";
+  for (const auto& [fault, reason] : faults) {
+    const auto message = ImportFailure(text + "A,P,T," + fault + "\n");
+    EXPECT_NE(message.find(place + reason), std::string::npos) << message;
+  }
+  EXPECT_EQ(CountOf("batch"), 0);
 }
 
 // Whatever names a test first, its type is that of its first values.

@@ -23,6 +23,17 @@ bool SameUpTo(std::size_t end, const std::vector<double>& a, const std::vector<d
 
 class ComputeTest : public LimitsTest {
  protected:
+  // From one subgroup up to and without another; 0: on and on.
+  void AddPhase(const std::string& name, std::size_t begin, std::size_t end,
+                std::int32_t freeze_after = 0, PhaseKind kind = PhaseKind::Stage) {
+    Phase phase;
+    phase.name = name;
+    phase.start = TimeAt(begin);
+    if (end != 0) phase.finish = TimeAt(end);
+    phase.freeze_after = freeze_after;
+    phase.kind = kind;
+    Data().AddPhase(phase, {}, "for the test");
+  }
   void ImportAll(std::size_t count = kCount) {
     unsigned seed = 1;
     for (const auto shape : kShapes) Import(CsvOf(shape, count, seed++));
@@ -74,6 +85,152 @@ TEST_F(ComputeTest, FiguresAreThoseOfTheChartOfTheWindowOnEveryChart) {
     }
   }
   EXPECT_GT(compared, 700) << "most charts have limits of every test";
+}
+
+// A row of limits has one estimate, a chart one for each phase: the row has that of the newest.
+TEST_F(ComputeTest, AWindowOfSeveralPhasesHasTheLimitsOfItsNewestOnEveryChart) {
+  ImportAll();
+  AddPhase("Tool A", 0, 14);
+  AddPhase("Tool B", 14, 25);
+  AddPhase("Tool C", 25, 0);
+  int compared = 0;
+  for (const auto shape : kShapes) {
+    for (const auto word : WordsOf(shape)) {
+      // The second window ends inside the phase before.
+      for (const std::size_t last : {kCount - 1, std::size_t{22}}) {
+        auto request = Request(shape, word);
+        request.since = TimeAt(3);
+        request.until = TimeAt(last);
+        const bool newest = last == kCount - 1;
+        const auto chart = ChartOf(shape, word, TimeAt(last), 0, 0.0, TimeAt(3));
+        auto alone = request;
+        alone.since = TimeAt(newest ? 25 : 14);
+        alone.all_phases = true;
+        LimitProposal of_phase;
+        const auto failure = FailureOf([&] { of_phase = Data().ComputeLimits(alone); });
+        if (!failure.empty()) {
+          EXPECT_EQ(FailureOf([&] { Data().ComputeLimits(request); }), failure);
+          continue;
+        }
+        const auto limits = Data().ComputeLimits(request);
+        ++compared;
+        SCOPED_TRACE(std::string(kShapeNames[static_cast<std::size_t>(shape)]) + " " +
+                     std::to_string(word) + " " + std::to_string(last));
+        EXPECT_EQ(limits.phase, newest ? "Tool C" : "Tool B");
+        EXPECT_EQ(limits.used, newest ? 15 : 9);
+        EXPECT_EQ(limits.start, alone.since);
+        EXPECT_EQ(limits.finish, TimeAt(last));
+        EXPECT_TRUE(Same(limits.mean, of_phase.mean));
+        EXPECT_TRUE(Same(limits.sp, of_phase.sp));
+        EXPECT_EQ(limits.digest, of_phase.digest);
+        ASSERT_FALSE(limits.warnings.empty());
+        EXPECT_EQ(limits.warnings[0], newest ? "newest of 3 phases, 15 of 37 subgroups: Tool C"
+                                             : "newest of 2 phases, 9 of 20 subgroups: Tool B");
+        for (const auto& lines : limits.lines) {
+          const auto& graph = chart.graphs.at(static_cast<std::size_t>(lines.graph) - 1);
+          EXPECT_TRUE(Same(lines.centre, graph.ccl.back())) << lines.graph;
+          EXPECT_TRUE(Same(lines.upper, graph.cucl.back())) << lines.graph;
+          EXPECT_TRUE(Same(lines.lower, graph.clcl.back())) << lines.graph;
+        }
+      }
+    }
+  }
+  EXPECT_GT(compared, 300);
+}
+
+TEST_F(ComputeTest, LimitsOfAFrozenPhaseAreThoseOfItsFirstOnEveryChart) {
+  ImportAll();
+  AddPhase("Tool A", 0, 10);
+  AddPhase("Tool B", 10, 0, 12);
+  int compared = 0;
+  for (const auto shape : kShapes) {
+    for (const auto word : WordsOf(shape)) {
+      // Wherever in the phase the window begins.
+      for (const std::size_t since : {std::size_t{0}, std::size_t{10}, std::size_t{30}}) {
+        auto request = Request(shape, word);
+        request.since = TimeAt(since);
+        LimitProposal limits;
+        if (!FailureOf([&] { limits = Data().ComputeLimits(request); }).empty()) continue;
+        const auto chart = ChartOf(shape, word, INT32_MAX, 0, 0.0, TimeAt(since));
+        ++compared;
+        SCOPED_TRACE(std::string(kShapeNames[static_cast<std::size_t>(shape)]) + " " +
+                     std::to_string(word) + " " + std::to_string(since));
+        EXPECT_EQ(limits.used, 12);
+        EXPECT_EQ(limits.start, TimeAt(10));
+        EXPECT_EQ(limits.finish, TimeAt(21));
+        // Those of charts of sizes that vary are those of another point.
+        if (shape == Shape::Different || OfCounts(shape)) continue;
+        for (const auto& lines : limits.lines) {
+          const auto& graph = chart.graphs.at(static_cast<std::size_t>(lines.graph) - 1);
+          EXPECT_TRUE(Same(lines.centre, graph.ccl.back())) << lines.graph;
+          EXPECT_TRUE(Same(lines.upper, graph.cucl.back())) << lines.graph;
+          EXPECT_TRUE(Same(lines.lower, graph.clcl.back())) << lines.graph;
+        }
+      }
+    }
+  }
+  EXPECT_GT(compared, 300);
+  const auto limits = Data().ComputeLimits(Request(Shape::Fives));
+  EXPECT_EQ(limits.warnings,
+            (std::vector<std::string>{
+                "newest of 2 phases, 30 of 40 subgroups: Tool B",
+                "the limits of phase \"Tool B\" are frozen after its first 12 subgroups",
+                "12 subgroups; limits from fewer than 20 change much with the next ones",
+                "12 subgroups are enough here, since the phase says so"}));
+}
+
+TEST_F(ComputeTest, APhaseIsTakenByNameOrAllTogether) {
+  Import(CsvOf(Shape::Fives, 40, 1));
+  const auto whole = Data().ComputeLimits(Request(Shape::Fives));
+  AddPhase("Tool A", 0, 20);
+  AddPhase("Broken", 20, 22, 0, PhaseKind::Excluded);
+  AddPhase("Tool B", 22, 40);
+  auto request = Request(Shape::Fives);
+  request.phase = "Tool A";
+  const auto named = Data().ComputeLimits(request);
+  EXPECT_EQ(named.phase, "Tool A");
+  EXPECT_EQ(named.used, 20);
+  EXPECT_TRUE(named.warnings.empty());
+  request.exclusions = {{30, "worn"}};
+  EXPECT_EQ(FailureOf([&] { Data().ComputeLimits(request); }),
+            "limits: #30 lies outside the window, of which phase \"Tool A\" is taken");
+  for (const auto* const unknown : {"Tool X", "Broken"}) {
+    request.phase = unknown;
+    EXPECT_EQ(FailureOf([&] { Data().ComputeLimits(request); }),
+              "limits: A / P / fives has no phase \"" + std::string(unknown) + "\" with limits");
+  }
+  request = Request(Shape::Fives);
+  request.all_phases = true;
+  const auto joined = Data().ComputeLimits(request);
+  EXPECT_EQ(joined.phase, "");
+  EXPECT_EQ(joined.used, 38) << "without what is excluded";
+  EXPECT_TRUE(joined.warnings.empty());
+  EXPECT_NE(joined.mean, whole.mean);
+  // Behind the last phase, and where none has a subgroup that counts.
+  request = Request(Shape::Fives);
+  Import("part,process,test,subgroup,time,value\nA,P,fives,41," + platform::IsoText(TimeAt(40)) +
+         ",104\n");
+  EXPECT_EQ(Data().ComputeLimits(request).used, 18) << "the newest phase";
+  request.since = TimeAt(40);
+  request.force = true;
+  EXPECT_EQ(FailureOf([&] { Data().ComputeLimits(request); }),
+            "limits: the values do not spread, or there is nothing to estimate sigma from");
+}
+
+TEST_F(ComputeTest, AProposalSaysWhichPhaseItIsOf) {
+  Import(CsvOf(Shape::Fives, 40, 1));
+  AddPhase("Tool A", 0, 20);
+  AddPhase("Tool B", 20, 0);
+  store::TakeNotes();
+  auto request = Request(Shape::Fives);
+  request.force = true;
+  const auto id = Data().ProposeLimits(request, {ann_, "for the test"});
+  EXPECT_EQ(Row(id).start, TimeAt(20));
+  EXPECT_EQ(Row(id).used, 20);
+  std::vector<std::string> texts;
+  for (const auto& note : store::TakeNotes()) texts.push_back(note.Sentence());
+  EXPECT_EQ(texts, std::vector<std::string>{
+                       "A / P / fives: newest of 2 phases, 20 of 40 subgroups: Tool B"});
 }
 
 // limits(all, frozen after k) = limits(first k): lines and signals of the first k points, to the

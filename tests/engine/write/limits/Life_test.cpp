@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "engine/write/limits/StoredLimits.h"
 #include "engine/write/log/Json.h"
@@ -213,24 +214,57 @@ TEST_F(LifeTest, MessagesOfStepsThatCannotBe) {
             }),
             "limits: " + number + " holds from " + platform::IsoText(TimeAt(20)) +
                 " on; retire it later, or void it");
-  const auto next = Propose();
-  EXPECT_EQ(
-      failure([&] { Approve(next, 20); }),
-      "limits: an active row is effective at this very time (" + number + "); retire or void it");
-  EXPECT_EQ(Row(next).state, LimitState::Proposed);
   EXPECT_EQ(failure([&] { Data().ShowLimits(99); }),
             "limits: there is no row 99 (orvspc limits list shows them)");
   EXPECT_EQ(failure([&] {
               Data().VoidLimits(99, {ann_, "try it"});
             }),
             "limits: there is no row 99 (orvspc limits list shows them)");
+}
+
+TEST_F(LifeTest, WhatIsLeftOutLiesInTheWindow) {
   auto outside = Request(Shape::Fives);
   outside.until = TimeAt(20);
   outside.exclusions = {{35, "worn"}};
-  EXPECT_EQ(failure([&] {
-              Data().ProposeLimits(outside, {ann_, "try it"});
-            }),
-            "limits: #35 lies outside the window");
+  for (const auto& work : {std::function<void()>([&] { Data().ComputeLimits(outside); }), {[&] {
+                             Data().ProposeLimits(outside, {ann_, "try it"});
+                           }}}) {
+    EXPECT_EQ(FailureOf(work), "limits: #35 lies outside the window");
+  }
+}
+
+TEST_F(LifeTest, TwoActiveRowsOfOneTimeAreRefused) {
+  const auto id = Propose();
+  Approve(id, 20);
+  const auto next = Propose();
+  EXPECT_EQ(FailureOf([&] { Approve(next, 20); }),
+            "limits: an active row is effective at this very time (" + std::to_string(id) +
+                "); retire or void it");
+  EXPECT_EQ(Row(next).state, LimitState::Proposed);
+  Data().VoidLimits(id, {ann_, "wrong"});
+  Approve(next, 20);
+  EXPECT_EQ(Rows(), Expected({{20, 0}, {20, next}}));
+}
+
+// The history of a stream reads as its charts were: each row for its own time, to the last digit.
+TEST_F(LifeTest, ChartsOfEachTimeAreThoseOfTheirRows) {
+  const auto first = Hold(5, 10);
+  const auto of_first = ChartOf(Shape::Fives, 0x110, TimeAt(14));
+  const auto second = Hold(15, 20);
+  const auto of_second = ChartOf(Shape::Fives, 0x110, TimeAt(29));
+  Data().RetireLimits(second, TimeAt(30), {ann_, "shut down"});
+  const auto third = Hold(35, 30);
+  EXPECT_EQ(Rows(), Expected({{5, 0}, {10, first}, {15, second}, {5, 0}, {5, third}}));
+  const auto now = ChartOf(Shape::Fives, 0x110);
+  for (std::size_t g = 0; g < now.graphs.size(); ++g) {
+    for (std::size_t i = 5; i < 30; ++i) {
+      const auto& then = i < 15 ? of_first : of_second;
+      EXPECT_EQ(now.graphs[g].ucl[i], then.graphs[g].ucl[i]) << i;
+      EXPECT_EQ(now.graphs[g].cl[i], then.graphs[g].cl[i]) << i;
+      EXPECT_EQ(now.graphs[g].lcl[i], then.graphs[g].lcl[i]) << i;
+      EXPECT_EQ(now.graphs[g].oocs[i], then.graphs[g].oocs[i]) << i;
+    }
+  }
 }
 
 TEST_F(LifeTest, AProposalNeedsEnoughSubgroups) {
@@ -370,6 +404,7 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   EXPECT_EQ(details.steps[1].reason, "agreed");
   EXPECT_EQ(details.version, details.steps[1].version);
   EXPECT_EQ(details.data_changed, std::optional(false));
+  EXPECT_EQ(details.digest_now, details.row.digest);
   // Behind the window, and in it.
   Import("part,process,test,subgroup,time,value\nA,P,fives,late," +
          platform::IsoText(TimeAt(39) + 5) + ",101\n");

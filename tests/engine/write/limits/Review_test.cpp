@@ -2,6 +2,9 @@
 #include "engine/write/limits/Review.h"
 
 #include <algorithm>
+#include <cmath>
+
+#include "engine/charts/Provisional.h"
 
 #include "tests/engine/write/limits/limits_fixture.h"
 
@@ -18,14 +21,28 @@ class ReviewTest : public LimitsTest {
   }
 
   // More values about a level, both sides of it in turn but by chance.
-  void Add(std::size_t count, double level) {
+  ImportReport Add(std::size_t count, double level) {
     std::string text = "part,process,test,subgroup,time,value\n";
     for (std::size_t i = 0; i < count; ++i, ++next_) {
       const double value = level + static_cast<double>(random_() % 1000) / 500.0 - 1.0;
       text += "A,P,singles," + std::to_string(next_ + 1) + "," + platform::IsoText(TimeAt(next_)) +
               "," + std::to_string(value) + "\n";
     }
-    Import(text);
+    store::WriteFile(folder_.File("more.csv"), text);
+    ImportOptions options;
+    options.actor.by = "Eve";
+    return reviews_imports_
+               ? Data().Import(folder_.File("more.csv"), ImportKind::Values, options)
+               : import::ImportCsv(folder_.File("more.csv"), Db(), ImportKind::Values, options);
+  }
+  void AddPhase(const std::string& name, std::size_t begin, std::size_t end = 0,
+                PhaseKind kind = PhaseKind::Stage) {
+    Phase phase;
+    phase.name = name;
+    phase.start = TimeAt(begin);
+    if (end != 0) phase.finish = TimeAt(end);
+    phase.kind = kind;
+    Data().AddPhase(phase, {}, "for the test");
   }
   void AddCause(std::size_t at) {
     Import("type,time,name,process,part\ngeneral," + platform::IsoText(TimeAt(at) - 60) +
@@ -57,6 +74,7 @@ class ReviewTest : public LimitsTest {
 
   std::mt19937 random_{7};
   std::size_t next_ = 0;
+  bool reviews_imports_ = false;
   std::int32_t row_ = 0;
 };
 
@@ -165,6 +183,151 @@ TEST_F(ReviewTest, ACauseMayLieTwoPointsBeforeTheFirst) {
   AddCause(32);
   EXPECT_EQ(Code(), "proposed") << "two before";
   EXPECT_EQ(Proposed().at(0).start, TimeAt(34));
+}
+
+TEST_F(ReviewTest, ARunLiesInOnePhase) {
+  Add(12, 105.0);
+  AddCause(30);
+  // Six points on each side of the border.
+  AddPhase("Tool B", 36);
+  EXPECT_EQ(Code(), "");
+  Add(1, 105.0);
+  EXPECT_EQ(Code(), "");
+  Add(1, 105.0);
+  EXPECT_EQ(Code(), "proposed") << "eight in the new phase, which says why";
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(36));
+  EXPECT_EQ(Proposed()[0].used, 8);
+  EXPECT_TRUE(Proposed()[0].rule.ends_with("; phase: Tool B")) << Proposed()[0].rule;
+}
+
+TEST_F(ReviewTest, APhaseThatEndsARunWithdrawsWhatItHadProposed) {
+  Add(9, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Add(4, 105.0);
+  AddPhase("Tool B", 39);
+  EXPECT_EQ(Code(), "withdrawn") << "nine of twelve, and then another process";
+  EXPECT_TRUE(Proposed().empty());
+}
+
+TEST_F(ReviewTest, PointsOfAnExcludedPhaseEndARunAndCountForNothing) {
+  Add(16, 105.0);
+  AddCause(30);
+  AddPhase("Broken", 34, 38, PhaseKind::Excluded);
+  EXPECT_EQ(Code(), "no-cause") << "eight behind it, of which nothing says why";
+  AddCause(38);
+  EXPECT_EQ(Code(), "proposed");
+  EXPECT_EQ(Proposed().at(0).start, TimeAt(38));
+  EXPECT_EQ(Proposed().at(0).used, 8);
+}
+
+TEST_F(ReviewTest, LimitsOfAPhaseAreProposedFromItsOwnPoints) {
+  Add(6, 100.0);
+  AddPhase("Tool B", 36);
+  Add(12, 105.0);
+  EXPECT_EQ(Code(), "proposed");
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(36));
+  EXPECT_EQ(Proposed()[0].used, 12);
+  Data().ApproveLimits(2, {}, {bob_, "agreed"});
+  const auto cut = ChartOf(Shape::Singles, 0x330, INT32_MAX, 0, 0.0, TimeAt(36));
+  EXPECT_EQ(cut.graphs[0].cl, cut.graphs[0].ccl) << "those of the phase to the last digit";
+}
+
+// The lines that a chart draws in short dashes are those that it has once the row holds.
+TEST_F(ReviewTest, ProvisionalLimitsAreShownAsTheyWouldBe) {
+  Add(7, 105.0);
+  AddCause(30);
+  const auto provisional = [&](std::int32_t word, std::int32_t processing = 0) {
+    const auto stream = Stream(Shape::Singles);
+    const auto process = [&](charts::VariableRun& run, store::Store& store) {
+      auto window = WindowOf({stream.part, stream.process, stream.test}, INT32_MIN, INT32_MAX);
+      API_CCVarOptions options{};
+      options.ChartWord = word;
+      options.ProcessingWord = processing;
+      options.Constant = 2;
+      return run.Process(store, window.info, window.filter, options);
+    };
+    charts::VariableRun run;
+    EXPECT_NE(process(run, *Opened()), 0);
+    store::TakeNotes();
+    return charts::ProvisionalOf(*Opened(), run, process);
+  };
+  EXPECT_TRUE(provisional(0x330).empty());
+  Add(2, 105.0);
+  EXPECT_EQ(Code(), "proposed");
+  const auto before = ChartOf(Shape::Singles, 0x330);
+  const auto shown = provisional(0x330);
+  ASSERT_EQ(shown.size(), 1U);
+  EXPECT_EQ(shown[0].limit, 2);
+  EXPECT_EQ(shown[0].effective, TimeAt(30));
+  EXPECT_EQ(shown[0].used, 9);
+  EXPECT_EQ(shown[0].needed, 12);
+  const auto notes = store::TakeNotes();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].Sentence(),
+            "A / P / singles: limits 2 are proposed, from 9 of 12 points so far; they are drawn in "
+            "short dashes and hold nowhere");
+  EXPECT_TRUE(provisional(0x330, 16).empty()) << "of a cusum there is nothing to show";
+  EXPECT_EQ(ChartOf(Shape::Singles, 0x330).graphs[0].ucl, before.graphs[0].ucl);
+
+  LimitApproval forced;
+  forced.force = true;
+  Data().ApproveLimits(2, forced, {bob_, "at once"});
+  const auto after = ChartOf(Shape::Singles, 0x330);
+  ASSERT_EQ(shown[0].lines.size(), after.graphs.size());
+  for (std::size_t g = 0; g < after.graphs.size(); ++g) {
+    const auto& lines = shown[0].lines[g];
+    EXPECT_EQ(lines.graph, static_cast<std::int32_t>(g) + 1);
+    for (std::size_t i = 0; i < 39; ++i) {
+      if (i < 30) {
+        EXPECT_TRUE(std::isnan(lines.centre[i])) << "it would not hold yet";
+        continue;
+      }
+      EXPECT_EQ(lines.centre[i], after.graphs[g].cl[i]);
+      EXPECT_EQ(lines.upper[i], after.graphs[g].ucl[i]);
+      EXPECT_EQ(lines.lower[i], after.graphs[g].lcl[i]);
+    }
+  }
+  EXPECT_TRUE(provisional(0x330).empty()) << "it holds now";
+}
+
+TEST_F(ReviewTest, AProposalThatHasAllItsPointsIsNotDrawn) {
+  Add(12, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  const auto stream = Stream(Shape::Singles);
+  EXPECT_TRUE(Opened()->ProvisionalLimits(stream.part, stream.process, stream.test).empty());
+}
+
+TEST_F(ReviewTest, AnImportOfValuesIsReviewed) {
+  reviews_imports_ = true;
+  AddCause(30);
+  EXPECT_TRUE(Add(7, 105.0).notes.empty());
+  const auto notes = Add(1, 105.0).notes;
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_EQ(notes[0].code, "limits-proposed");
+  EXPECT_TRUE(notes[0].text.starts_with(
+      "A / P / singles: limits 2, provisional: 8 of 12 points; public-health: 8 points above "))
+      << notes[0].text;
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].who, "Eve") << "who imported";
+  EXPECT_EQ(Events(), std::vector<std::string>{"Control limits proposed"});
+  EXPECT_EQ(Add(1, 95.0).notes.at(0).code, "limits-withdrawn");
+  EXPECT_TRUE(Proposed().empty());
+}
+
+TEST_F(ReviewTest, AnImportIsReviewedInItsOwnStreamsAndWithAPolicyAlone) {
+  reviews_imports_ = true;
+  AddCause(30);
+  Data().SetBaselinePolicy(Stream(Shape::Singles), "off", {ann_, "not now"});
+  EXPECT_TRUE(Add(8, 105.0).notes.empty());
+  EXPECT_TRUE(Proposed().empty());
+  Data().SetBaselinePolicy(Stream(Shape::Singles), "public-health", {ann_, "as agreed"});
+  Import("part,process,test,subgroup,time,value\nB,P,other,1,2024-01-01,5\n");
+  EXPECT_TRUE(Proposed().empty()) << "of another stream";
+  EXPECT_EQ(Add(1, 105.0).notes.at(0).code, "limits-proposed");
 }
 
 TEST_F(ReviewTest, WhatWasRejectedIsNotProposedAgain) {

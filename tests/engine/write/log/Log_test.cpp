@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
+#include <random>
 #include <vector>
 
 #include "engine/schema/schema.h"
@@ -173,6 +176,33 @@ TEST(CanonicalJson, HasOneTextForAContent) {
   EXPECT_EQ(ReadJson(R"({"a": 1.5})")["a"].get<double>(), 1.5);
   EXPECT_TRUE(ReadJson("").is_null());
   EXPECT_THROW(ReadJson("{"), std::runtime_error);
+}
+
+TEST(CanonicalJson, IsTheSameWrittenAsText) {
+  const auto number = [](double value) {
+    std::string text;
+    AppendNumber(text, value);
+    return text;
+  };
+  std::mt19937_64 random(20240917);
+  for (int i = 0; i < 20'000; ++i) {
+    const auto bits = random();
+    double value = 0.0;
+    std::memcpy(&value, &bits, sizeof value);
+    if (i % 2 == 0) value = static_cast<double>(random() % 100'000'000) / 10'000;
+    if (!std::isfinite(value)) continue;
+    ASSERT_EQ(number(value), CanonicalText(Number(value)));
+  }
+  for (const double value :
+       {0.0, -0.0, 1e-5, 1e-4, 1e15, 1e16, 9007199254740993.0, -74.0, 5e-324}) {
+    EXPECT_EQ(number(value), CanonicalText(Number(value)));
+  }
+  for (const std::string text :
+       {"", "Press A", "a\"b\\c/", "\xC3\xA4\n", "\x7F", "\xFF is no UTF-8", "\x01"}) {
+    std::string written = "before ";
+    AppendText(written, text);
+    EXPECT_EQ(written, "before " + CanonicalText(text));
+  }
 }
 
 }  // namespace
