@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "engine/store/subgroups.h"
+#include "engine/store/subgroup_block.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -74,22 +74,21 @@ std::optional<RecordKey> ChunkOf(sql::Connection& db, std::string_view text, std
 
 // The time of some sealed subgroup of the part and process of a stream; empty when none is read.
 std::optional<std::int32_t> AnySealedTime(sql::Connection& db, std::int64_t stream) {
-  constexpr std::int32_t kBlockSize = 256;
-  sql::Query query(db, "SELECT part, process FROM stream WHERE id = ?1", stream);
-  if (!query.Step()) return std::nullopt;
   std::int32_t part = 0, process = 0;
-  query.Read(part, process);
-  const auto last = sql::Query(db, "SELECT max(block) FROM subgroup_block").RunForInt().value_or(0);
+  {
+    sql::Query query(db, "SELECT part, process FROM stream WHERE id = ?1", stream);
+    if (!query.Step()) return std::nullopt;
+    query.Read(part, process);
+  }
   std::optional<std::int32_t> time;
-  for (std::int32_t block = 0; block <= last && !time; ++block) {
-    try {
-      ForEachSubgroup(db, block * kBlockSize, block * kBlockSize + kBlockSize - 1,
-                      [&](const SubgroupFacts& each) {
-                        if (each.part == part && each.process == process && !time) time = each.time;
-                      });
-    } catch (const std::runtime_error&) {
-      // Damaged, too.
-    }
+  sql::Query blocks(db, "SELECT block, packed FROM subgroup_block ORDER BY block");
+  while (!time && blocks.Step()) {
+    // What of a damaged block comes before the damage is not believed either.
+    std::optional<std::int32_t> found;
+    const bool is_whole = UnpackBlock(blocks.Blob(1), blocks.Int(0), [&](const auto& each) {
+      if (each.part == part && each.process == process) found = each.time;
+    });
+    if (is_whole) time = found;
   }
   return time;
 }

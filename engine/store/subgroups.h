@@ -11,17 +11,13 @@
 #include <vector>
 
 #include "engine/sql/Connection.h"
+#include "engine/store/subgroup_block.h"
 
 // The subgroups themselves: what a person calls them, and of what they are. Hot ones are rows of
 // the table subgroup; once many have come, all whose identifiers differ in the lowest eight bits
 // only are sealed together in a row of subgroup_block. One without measurements, as older releases
 // could leave it, keeps its row in subgroup when it is sealed, so that it is found by that.
 namespace orvspc::engine::store {
-
-struct SubgroupFacts {
-  std::int32_t id = 0, part = 0, process = 0, time = 0;
-  std::string_view label;
-};
 
 // Subgroups with copies of their labels.
 class SubgroupList {

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+// Subgroups packed together; subgroups.h says which.
+namespace orvspc::engine::store {
+
+struct SubgroupFacts {
+  std::int32_t id = 0, part = 0, process = 0, time = 0;
+  std::string_view label;
+};
+
+inline constexpr std::int32_t kBlockBits = 8, kBlockSize = 1 << kBlockBits;
+
+constexpr std::int32_t BlockOf(std::int32_t id) { return id >> kBlockBits; }
+
+// All are of one block.
+std::vector<std::byte> PackBlock(std::span<const SubgroupFacts> subgroups);
+
+// Calls visit for each subgroup of a block; labels live until it returns. False when the block is
+// damaged.
+bool UnpackBlock(std::span<const std::byte> packed, std::int32_t block,
+                 const std::function<void(const SubgroupFacts&)>& visit);
+
+}  // namespace orvspc::engine::store
