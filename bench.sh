@@ -63,6 +63,7 @@ else
   for name in charts capability pareto; do skip $name-2 "there is one processor"; done
 fi
 run log 0 "${bin}_log" "${data[@]}" "${few[@]}"  # over the database of charts
+run judge 0 "${bin}_judge" "${data[@]}" "${turns[@]}"
 run migration 0 "${bin}_migration" "${data[@]}" "${few[@]}"
 if duckdb=$(tools/fetch_duckdb.sh 2>"$folder/fetch.err"); then
   run columns 0 "${bin}_columns" "${data[@]}" "${few[@]}" --other "$duckdb"

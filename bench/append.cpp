@@ -4,11 +4,6 @@
 //   bench_append [--subgroups N] [--rounds N] [--dir DIR]
 // Beside them the flush of the device: 4096 bytes after the end of a file of the same folder and
 // fdatasync. All take turns, 20 times a round; medians are printed.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -19,15 +14,17 @@
 #include <string>
 #include <vector>
 
+#include "bench/flush.h"
 #include "bench/options.h"
 #include "bench/product_program.h"
 #include "bench/rounds.h"
 #include "bench/series.h"
 #include "engine/Embedded.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/StreamWriter.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/chunks/StreamWriter.h"
+#include "engine/write/chunks/SubgroupWriter.h"
 
 namespace {
 
@@ -77,26 +74,6 @@ class Database {
   std::shared_ptr<store::SqlStore> store_;
 };
 
-// A file that grows by a page at a time, each flushed.
-class Flushed {
- public:
-  explicit Flushed(const std::string& path)
-      : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644)) {}
-  Flushed(const Flushed&) = delete;
-  Flushed& operator=(const Flushed&) = delete;
-  ~Flushed() { close(file_); }
-  void Write() const {
-    const std::array<std::byte, 4096> page{};
-    if (write(file_, page.data(), page.size()) != static_cast<ssize_t>(page.size()) ||
-        fdatasync(file_) != 0) {
-      throw std::runtime_error("the device cannot be written to");
-    }
-  }
-
- private:
-  int file_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -116,15 +93,15 @@ int main(int argc, char** argv) {
                                   "2001-09-09T01:47:40,25\n";
   bench::ImportProduct(path + ".csv", path + ".db");
 
-  const Flushed file(path + ".flushed");
+  const bench::FlushedFile file(path + ".flushed");
   Database few(path + ".db"), many(series);
   const auto before = few.Count() + many.Count();
   std::vector<double> two_flushes, to_few, to_many;
   const int count = 20 * options.rounds;
   for (int i = 0; i < count; ++i) {
     two_flushes.push_back(bench::Milliseconds([&] {
-      file.Write();
-      file.Write();
+      file.Append();
+      file.Append();
     }));
     const auto append_to_few = [&] {
       to_few.push_back(bench::Milliseconds([&] { few.Append(); }));

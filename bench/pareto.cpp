@@ -17,7 +17,7 @@
 #include "bench/plain_program.h"
 #include "bench/rounds.h"
 #include "engine/Embedded.h"
-#include "engine/import/Import.h"
+#include "engine/write/import/Import.h"
 #include "pareto/PAAnalysis.h"
 
 namespace {

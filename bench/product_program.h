@@ -7,7 +7,7 @@
 
 #include "chart/CCAnalysis.h"
 #include "engine/Embedded.h"
-#include "engine/import/Import.h"
+#include "engine/write/import/Import.h"
 
 // What the product does where a plain program is beside it.
 namespace bench {

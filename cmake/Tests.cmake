@@ -62,8 +62,10 @@ endforeach()
 # What the document writes is read back by a parser of other hands.
 find_package(EXPAT REQUIRED)
 orvspc_tests(engine/dom orvspc_engine_dom EXPAT::EXPAT)
-foreach(dir engine engine/log engine/store engine/import engine/record engine/change engine/alarms
-            engine/audit engine/charts engine/limits engine/capability engine/pareto engine/compliance)
+foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/capability engine/pareto
+            engine/compliance engine/write engine/write/chunks engine/write/log engine/write/import
+            engine/write/record engine/write/change engine/write/alarms engine/write/limits
+            engine/hooks engine/write/deliver)
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
@@ -85,7 +87,7 @@ if(ORVSPC_POSTGRESQL)
   add_executable(test_postgres ${sources})
   add_executable(test_postgres_slow ${slow})
   foreach(name test_postgres test_postgres_slow)
-    target_link_libraries(${name} PRIVATE orvspc_embedded orvspc_postgres GTest::gtest
+    target_link_libraries(${name} PRIVATE orvspc_cli orvspc_postgres GTest::gtest
                           GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_definitions(${name} PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
@@ -106,7 +108,8 @@ function(orvspc_floor_check floor)
   endif()
 endfunction()
 foreach(floor system platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
-              engine_catalogue engine_log engine_store engine_import engine_record engine_change engine_audit
+              engine_catalogue engine_log engine_chunks engine_write_chunks engine_store engine_write
+              engine_import engine_record engine_change engine_audit engine_hooks engine_deliver
               engine_dom engine_charts engine_limits engine_capability engine_pareto engine_compliance
               embedded)
   orvspc_floor_check(${floor})

@@ -7,11 +7,9 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/nearest.h"
-#include "engine/import/Import.h"
-#include "engine/log/Json.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/pareto/Lookups.h"
-#include "engine/record/Line.h"
-#include "engine/record/Recorder.h"
+#include "engine/review_imports.h"
 #include "engine/sql/address.h"
 #include "engine/sql/counter.h"
 #include "engine/statistics/Estimators.h"
@@ -19,12 +17,17 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/backup.h"
 #include "engine/store/check.h"
-#include "engine/store/copy.h"
 #include "engine/store/logs.h"
 #include "engine/store/migration.h"
 #include "engine/store/phases.h"
-#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
+#include "engine/write/copy.h"
+#include "engine/write/import/Import.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/phases.h"
+#include "engine/write/record/Line.h"
+#include "engine/write/record/Recorder.h"
+#include "engine/write/settings.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"
@@ -40,6 +43,13 @@ template <class... Values>
 std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view text,
                                    const Values&... values) {
   return store::Read(database, [&](store::SqlStore&, sql::Connection& db) {
+    const auto holds = [&](const auto& value) {
+      if constexpr (std::is_convertible_v<decltype(value), std::string_view>) {
+        return db.Holds(value);
+      }
+      return true;
+    };
+    if (!(holds(values) && ...)) return std::optional<std::int32_t>();
     sql::Query query(db, text, values...);
     return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
   });
@@ -57,19 +67,24 @@ const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
   return *found;
 }
 
-// Whether a text is names of a part, a process and a test with slashes between them, which names
-// may have, too.
-bool IsStream(const QualityDatabase& database, std::string_view text) {
-  const auto is = [&](ItemKind kind, std::size_t begin, std::size_t end) {
-    return database.Find(kind, text.substr(begin, end - begin)).has_value();
+// A text that is names of a part, a process and a test with slashes between them, which names may
+// have, too, in the names that they have now; empty: it is none.
+std::string PresentStream(const QualityDatabase& database, std::string_view text) {
+  const auto name = [&](ItemKind kind, std::size_t begin, std::size_t end) {
+    const auto id = database.Find(kind, text.substr(begin, end - begin));
+    return id ? database.Name(kind, *id) : std::string();
   };
   for (auto a = text.find('/'); a != std::string_view::npos; a = text.find('/', a + 1)) {
-    if (!is(ItemKind::Part, 0, a)) continue;
+    const auto part = name(ItemKind::Part, 0, a);
+    if (part.empty()) continue;
     for (auto b = text.find('/', a + 1); b != std::string_view::npos; b = text.find('/', b + 1)) {
-      if (is(ItemKind::Process, a + 1, b) && is(ItemKind::Test, b + 1, text.size())) return true;
+      const auto process = name(ItemKind::Process, a + 1, b);
+      const auto test = name(ItemKind::Test, b + 1, text.size());
+      if (process.empty() || test.empty()) continue;
+      return part + "/" + process + "/" + test;
     }
   }
-  return false;
+  return {};
 }
 
 // On a server the tables are made in a database that is there.
@@ -251,8 +266,12 @@ QualityDatabase QualityDatabase::Create(const std::string& path,
 
 ImportReport QualityDatabase::ImportInto(const std::string& path, const std::string& file,
                                          ImportKind kind, const ImportOptions& options) {
-  if (sql::IsAddress(path)) return import::ImportIntoServer(file, path, kind, options);
   ImportReport report;
+  if (sql::IsAddress(path)) {
+    report = import::ImportIntoServer(file, path, kind, options);
+    if (!report.streams.empty()) ReviewAfterImport(*OpenDatabase(path), options, report);
+    return report;
+  }
   const auto fill = [&](QualityDatabase& database) {
     report = database.Import(file, kind, options);
   };
@@ -360,7 +379,9 @@ CheckReport QualityDatabase::Check(const std::string& path, const CheckOptions& 
 
 ImportReport QualityDatabase::Import(const std::string& file, ImportKind kind,
                                      const ImportOptions& options) {
-  return import::ImportCsv(file, *database_, kind, options);
+  auto report = import::ImportCsv(file, *database_, kind, options);
+  ReviewAfterImport(*database_, options, report);
+  return report;
 }
 
 Recorded QualityDatabase::Record(const NewRecord& record, const Actor& actor, NewNames names) {
@@ -621,29 +642,24 @@ std::string QualityDatabase::Setting(std::string_view name) const {
   });
 }
 
-void QualityDatabase::Set(std::string_view name, std::string_view value, const Actor& actor,
+void QualityDatabase::Set(std::string_view asked, std::string_view value, const Actor& actor,
                           const std::string& reason) {
   const auto store = store::SqlStoreOf(*database_);
-  const auto refusal = KindOf(*store, name).Refusal(value);
+  const auto refusal = KindOf(*store, asked).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);
-  const auto colon = name.find(':');
-  if (colon != std::string_view::npos && !IsStream(*this, name.substr(colon + 1))) {
-    store::Refuse(*store, "\"" + std::string(name.substr(colon + 1)) +
-                              "\" is no stream; write PART/PROCESS/TEST with names that are there");
+  std::string name(asked);
+  if (const auto colon = name.find(':'); colon != std::string::npos) {
+    const auto stream = PresentStream(*this, asked.substr(colon + 1));
+    if (stream.empty()) {
+      store::Refuse(*store,
+                    "\"" + name.substr(colon + 1) +
+                        "\" is no stream; write PART/PROCESS/TEST with names that are there");
+    }
+    name.replace(colon + 1, std::string::npos, stream);
   }
   store::Guarded(*store, [&] {
-    store->Write(actor, reason, [&](log::Writing& writing) {
-      auto& db = writing.Db();
-      sql::Query former(db, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
-                        name);
-      log::Json before;
-      if (former.Step()) before["value"] = former.Text(0);
-      sql::Query(db, "INSERT INTO setting(id, key, value, who, made) VALUES(?1, ?2, ?3, ?4, ?5)",
-                 sql::TakeIds(db, "setting"), name, value, writing.Who(), writing.Seconds())
-          .Run();
-      writing.Add("setting", "setting " + std::string(name), log::CanonicalText(before),
-                  log::CanonicalText({{"value", value}}));
-    });
+    store->Write(actor, reason,
+                 [&](log::Writing& writing) { write::StoreSetting(writing, name, value); });
   });
 }
 
@@ -655,19 +671,19 @@ std::vector<Phase> QualityDatabase::Phases() const {
 Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
   Phase added;
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { added = store::AddPhase(writing, phase); });
+              [&](log::Writing& writing) { added = write::AddPhase(writing, phase); });
   return added;
 }
 
 void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
                                const std::string& reason) {
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { store::EndPhase(writing, id, finish); });
+              [&](log::Writing& writing) { write::EndPhase(writing, id, finish); });
 }
 
 void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
   WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { store::RemovePhase(writing, id); });
+              [&](log::Writing& writing) { write::RemovePhase(writing, id); });
 }
 
 void QualityDatabase::JoinPhases(bool join) { store::SqlStoreOf(*database_)->JoinPhases(join); }

@@ -18,6 +18,7 @@
 #include "platform/Alarm.h"
 #include "platform/Batches.h"
 #include "platform/Changes.h"
+#include "platform/Hook.h"
 #include "platform/Import.h"
 #include "platform/ItemKind.h"
 #include "platform/LimitRecords.h"
@@ -280,6 +281,12 @@ void WatchUpgrades(std::function<void(const std::string& path, int percent)> wat
 // TakeReport of any database takes them, too; each is in what comes first, and only there. Notes of
 // analyses on databases that are closed are dropped.
 std::vector<Note> TakeNotesLeft();
+
+// --- Hooks ---------------------------------------------------------------------------------------
+
+// The hooks of a file, see docs/how-to/alarms.md. Throws Refused (code "hooks"): "FILE line N:
+// ...". Those with addresses need engine/Webhooks.h.
+std::vector<Hook> ReadHooks(const std::string& file);
 
 // --- Recording -----------------------------------------------------------------------------------
 
@@ -580,6 +587,13 @@ class QualityDatabase {
   Alarm AcknowledgeAlarm(std::int32_t event, const ChangeOptions& options);
   Alarm CloseAlarm(std::int32_t event, const AlarmClosing& closing, const ChangeOptions& options);
   Alarm ReopenAlarm(std::int32_t event, const ChangeOptions& options);
+
+  // Tells hooks what became of alarms, each message at least once, and says of each hook what
+  // became of its messages. One that fails is tried again after 10 s, 1, 5 and 30 min, then hourly
+  // for three days, by later calls; then it is dead. Nothing that a hook does is thrown. Any number
+  // of programs may do this at a time.
+  std::vector<HookReport> Deliver(const std::vector<Hook>& hooks,
+                                  const DeliveryOptions& options = {});
 
   // The settings that there are: those of SettingKinds, and those of streams that were stored.
   std::vector<std::string> SettingNames() const;

@@ -2,10 +2,10 @@
 #include <functional>
 
 #include "engine/QualityDatabase.h"
-#include "engine/alarms/Life.h"
-#include "engine/change/Comments.h"
-#include "engine/change/version.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/alarms/Life.h"
+#include "engine/write/change/Comments.h"
+#include "engine/write/change/version.h"
 
 // The alarms of a database, for hosts.
 namespace orvspc {

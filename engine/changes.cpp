@@ -5,16 +5,16 @@
 #include <utility>
 
 #include "engine/QualityDatabase.h"
-#include "engine/alarms/Judge.h"
-#include "engine/change/Batches.h"
-#include "engine/change/Comments.h"
-#include "engine/change/Items.h"
-#include "engine/change/Merge.h"
-#include "engine/change/Records.h"
-#include "engine/change/version.h"
 #include "engine/change_once.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/alarms/Judge.h"
+#include "engine/write/change/Batches.h"
+#include "engine/write/change/Comments.h"
+#include "engine/write/change/Items.h"
+#include "engine/write/change/Merge.h"
+#include "engine/write/change/Records.h"
+#include "engine/write/change/version.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc {

@@ -6,9 +6,9 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/audit/DataCheck.h"
-#include "engine/log/Reading.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/log/Reading.h"
 
 // The log of a database, for hosts.
 namespace orvspc {

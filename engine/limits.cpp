@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
 #include "engine/change_once.h"
-#include "engine/limits/Compute.h"
-#include "engine/limits/Review.h"
-#include "engine/limits/StoredLimits.h"
+#include "engine/review_imports.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/limits/Compute.h"
+#include "engine/write/limits/Review.h"
+#include "engine/write/limits/StoredLimits.h"
 
 // The life of control limits, each call one transaction.
 namespace orvspc {
@@ -15,6 +18,8 @@ namespace orvspc {
 using namespace engine;
 
 namespace {
+
+constexpr const char* kReviewReason = "review of the baseline";
 
 store::StreamIds IdsOf(const StreamKey& key) { return {key.part, key.process, key.test}; }
 
@@ -29,7 +34,12 @@ auto ChangeAnd(EmbeddedDatabase& database, const ChangeOptions& options, Work wo
 
 std::int32_t ProposeIn(store::SqlStore& store, log::Writing& writing, const LimitRequest& request) {
   writing.NeedReason();
-  return limits::Propose(writing, request, limits::Compute(store, writing.Db(), request));
+  const auto computed = limits::Compute(store, writing.Db(), request);
+  const auto id = limits::Propose(writing, request, computed);
+  for (const auto& each : computed.shown.warnings) {
+    store::AddNote("limits", each, store.StreamName(request.part, request.process, request.test));
+  }
+  return id;
 }
 
 ListedLimit AsRow(const LimitProposal& computed) {
@@ -138,10 +148,37 @@ std::int32_t QualityDatabase::SetBaselinePolicy(const StreamKey& of, std::string
 std::vector<LimitReview> QualityDatabase::ReviewLimits(const StreamKey& of,
                                                        const ChangeOptions& options) {
   auto with_reason = options;
-  if (with_reason.reason.empty()) with_reason.reason = "review of the baseline";
+  if (with_reason.reason.empty()) with_reason.reason = kReviewReason;
   return ChangeAnd(*database_, with_reason, [&](store::SqlStore& store, log::Writing& writing) {
     return limits::Review(store, writing, IdsOf(of));
   });
+}
+
+void ReviewAfterImport(EmbeddedDatabase& database, const ImportOptions& options,
+                       ImportReport& report) {
+  if (report.streams.empty()) return;
+  try {
+    const bool have = store::Read(database, [&](store::SqlStore& store, sql::Connection& db) {
+      return limits::HavePolicy(store, db, report.streams);
+    });
+    if (!have) return;
+    ChangeOptions review;
+    review.actor = options.actor;
+    review.reason = kReviewReason;
+    const auto found =
+        ChangeAnd(database, review, [&](store::SqlStore& store, log::Writing& writing) {
+          return limits::Review(store, writing, report.streams);
+        });
+    // Streams that cannot be reviewed yet are named by a review that somebody asks for.
+    constexpr std::string_view kShown[] = {"proposed", "updated", "withdrawn", "no-cause"};
+    for (const auto& each : found) {
+      if (std::ranges::find(kShown, each.code) == std::end(kShown)) continue;
+      report.notes.push_back({"limits-" + each.code, each.text, {}});
+    }
+  } catch (const std::exception& failure) {
+    report.notes.push_back(
+        {"limits-review", std::string("the limits were not reviewed: ") + failure.what(), {}});
+  }
 }
 
 }  // namespace orvspc

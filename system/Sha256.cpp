@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "system/Sha256.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #ifdef _WIN32
@@ -89,12 +90,37 @@ Sha256::~Sha256() = default;
 
 std::string HexOf(const Sha256::Digest& digest) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text;
+  std::string text(2 * digest.size(), '0');
+  auto* at = text.data();
   for (const auto byte : digest) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
+    *at++ = kDigits[byte >> 4];
+    *at++ = kDigits[byte & 15];
   }
   return text;
+}
+
+Sha256::Digest HmacSha256(std::string_view key, std::string_view text) {
+  constexpr std::size_t kBlock = 64;
+  Sha256 hash;
+  std::array<std::byte, kBlock> padded{};
+  if (key.size() > kBlock) {
+    hash.Add(key);
+    const auto digest = hash.Finish();
+    std::ranges::copy(std::as_bytes(std::span(digest)), padded.begin());
+  } else {
+    std::ranges::copy(std::as_bytes(std::span(key)), padded.begin());
+  }
+  const auto add_key = [&](std::byte mask) {
+    auto masked = padded;
+    for (auto& byte : masked) byte ^= mask;
+    hash.Add(masked);
+  };
+  add_key(std::byte{0x36});
+  hash.Add(text);
+  const auto inner = hash.Finish();
+  add_key(std::byte{0x5c});
+  hash.Add(std::as_bytes(std::span(inner)));
+  return hash.Finish();
 }
 
 }  // namespace orvspc::system

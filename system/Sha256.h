@@ -35,4 +35,7 @@ class Sha256 {
 // Lower-case hexadecimal digits.
 std::string HexOf(const Sha256::Digest& digest);
 
+// HMAC-SHA256 (RFC 2104): what only somebody with the key could make of the text.
+Sha256::Digest HmacSha256(std::string_view key, std::string_view text);
+
 }  // namespace orvspc::system

@@ -2,13 +2,17 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <sched.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -31,6 +35,20 @@ std::optional<FileState> StateOf(const std::string& path) {
 bool IsThere(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 bool MayRead(const std::string& path) { return access(path.c_str(), R_OK) == 0; }
 bool MayWrite(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
+
+bool MayRun(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
+
+bool OthersMayWrite(const std::string& path) {
+  struct stat state {};
+  constexpr mode_t kGroupOrOthers = 022;
+  if (stat(path.c_str(), &state) != 0) return false;
+  return (state.st_uid != 0 && state.st_uid != geteuid()) || (state.st_mode & kGroupOrOthers) != 0;
+}
+
+bool OthersMayRead(const std::string& path) {
+  struct stat state {};
+  return stat(path.c_str(), &state) == 0 && (state.st_mode & S_IROTH) != 0;
+}
 
 std::FILE* OpenToRead(const std::string& path) { return std::fopen(path.c_str(), "rb"); }
 
@@ -86,6 +104,84 @@ Folder::~Folder() {
 
 // Some file systems cannot flush a folder.
 bool Folder::Flush() const { return file_ < 0 || fsync(file_) == 0 || errno == EINVAL; }
+
+namespace {
+
+// A file in memory that holds the text and is read from its beginning; negative when that fails.
+int OpenText(std::string_view text) {
+  const int file = memfd_create("input", MFD_CLOEXEC);
+  while (file >= 0 && !text.empty()) {
+    const auto written = write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      close(file);
+      return -1;
+    }
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  if (file >= 0) lseek(file, 0, SEEK_SET);
+  return file;
+}
+
+// Starts it as the first of a group of processes, with no signal blocked or ignored. The reason as
+// in errno; 0: it runs.
+int Start(const std::string& program, const std::vector<std::string>& arguments, int input,
+          pid_t& child) {
+  std::vector<char*> words{const_cast<char*>(program.c_str())};
+  for (const auto& each : arguments) words.push_back(const_cast<char*>(each.c_str()));
+  words.push_back(nullptr);
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO);
+  for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+    posix_spawn_file_actions_addopen(&files, output, "/dev/null", O_WRONLY, 0);
+  }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none, all;
+  sigemptyset(&none);
+  sigfillset(&all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  const int reason =
+      posix_spawn(&child, program.c_str(), &files, &attributes, words.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&files);
+  return reason;
+}
+
+}  // namespace
+
+ProgramEnd RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      std::string_view input, std::chrono::milliseconds at_most) {
+  using How = ProgramEnd::How;
+  const auto end = std::chrono::steady_clock::now() + at_most;
+  const int file = OpenText(input);
+  if (file < 0) return {How::NotStarted, errno};
+  pid_t child = 0;
+  const int reason = Start(program, arguments, file, child);
+  close(file);
+  if (reason != 0) return {How::NotStarted, reason};
+  int status = 0;
+  pid_t gone = 0;
+  constexpr std::chrono::milliseconds kLongest{20};
+  for (std::chrono::milliseconds pause{1}; (gone = waitpid(child, &status, WNOHANG)) != child;
+       pause = std::min(2 * pause, kLongest)) {
+    // A host that ignores the end of its children never hears of it.
+    if (gone < 0 && errno != EINTR) return {How::NotStarted, errno};
+    if (std::chrono::steady_clock::now() >= end) {
+      kill(-child, SIGKILL);
+      waitpid(child, &status, 0);
+      return {How::TooLate};
+    }
+    std::this_thread::sleep_for(pause);
+  }
+  if (WIFEXITED(status)) return {How::Ended, WEXITSTATUS(status)};
+  return {How::Stopped, WTERMSIG(status)};
+}
 
 void PreferLargePages([[maybe_unused]] const void* data, [[maybe_unused]] std::size_t bytes) {
 #ifdef MADV_HUGEPAGE

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -35,6 +36,13 @@ bool MayRead(const std::string& path);
 // Of a folder: whether files may be made in it, as far as the system can tell.
 bool MayWrite(const std::string& path);
 
+// Whether the file may be run as a program.
+bool MayRun(const std::string& path);
+// Whether anybody but the user and the administrator may write to a file, or owns it; and whether
+// anybody outside its group may read it. Never where the rights of a file are no bits of it.
+bool OthersMayWrite(const std::string& path);
+bool OthersMayRead(const std::string& path);
+
 // Null when it fails.
 std::FILE* OpenToRead(const std::string& path);
 
@@ -65,6 +73,24 @@ class Folder {
   int file_ = -1;
   bool is_usable_ = true;
 };
+
+// Other programs.
+
+inline constexpr bool kRunsPrograms =
+#ifdef _WIN32
+    false;
+#else
+    true;
+#endif
+
+struct ProgramEnd {
+  enum class How { Ended, Stopped, TooLate, NotStarted } how;
+  int number = 0;  // its exit status, the signal, 0, or the reason as in errno
+};
+// Runs a program, without a shell, with a text as its standard input; what it writes goes nowhere.
+// After so long it is killed, with all that it started in its group of processes.
+ProgramEnd RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      std::string_view input, std::chrono::milliseconds at_most);
 
 // Memory.
 

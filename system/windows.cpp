@@ -103,6 +103,10 @@ bool IsThere(const std::string& path) { return Access(path, kExists); }
 bool MayRead(const std::string& path) { return Access(path, kMayRead); }
 bool MayWrite(const std::string& path) { return Access(path, kMayWrite); }
 
+bool MayRun(const std::string& path) { return MayRead(path); }
+bool OthersMayWrite(const std::string& /*path*/) { return false; }
+bool OthersMayRead(const std::string& /*path*/) { return false; }
+
 std::FILE* OpenToRead(const std::string& path) { return _wfopen(Wide(path).c_str(), L"rb"); }
 
 bool MakeFile(const std::string& path) {
@@ -141,6 +145,11 @@ Folder::~Folder() = default;
 bool Folder::Flush() const { return true; }
 
 // Large pages are a privilege here that programs rarely have.
+ProgramEnd RunProgram(const std::string& /*program*/, const std::vector<std::string>& /*arguments*/,
+                      std::string_view /*input*/, std::chrono::milliseconds /*at_most*/) {
+  return {ProgramEnd::How::NotStarted, ENOSYS};
+}
+
 void PreferLargePages(const void*, std::size_t) {}
 
 std::string UserName() {

@@ -22,12 +22,15 @@ ANALYSES = ["chart", "capability", "pareto", "summary"]
 LIBRARY = SELECT_AND_BELOW + ANALYSES
 
 # What the engine shows: hosts include these of its headers and no other.
-ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h"]
+ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h",
+                    "engine/Webhooks.h"]
 
 SQL = ["platform", "system", "engine/time", "engine/sql"]
-LOG = SQL + ["system", "engine/schema", "engine/log"]
-STORE = LOG + ["engine/catalogue", "engine/store", "engine/statistics"]
-CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/store", "engine/statistics"]
+LOG = SQL + ["engine/schema", "engine/catalogue", "engine/write/log"]
+CHUNKS = SQL + ["engine/schema", "engine/catalogue", "engine/chunks"]
+STORE = sorted({*LOG, *CHUNKS, "engine/statistics", "engine/store"})
+CALCULATION = ["platform", "system", "engine/time", "engine/catalogue", "engine/statistics", "engine/chunks", "engine/store"]
+WRITE = STORE + ["engine/write", "engine/write/chunks"]
 FAMILIES = ["chart", "capability", "pareto", "states", "compliance", "events", "data"]
 # Of the host for Windows; the interfaces are what the build makes of the type libraries.
 SERVER = LIBRARY + ["system"]
@@ -47,18 +50,20 @@ LAYERS = {
     "engine/sql": SQL,
     "engine/schema": SQL,
     "engine/catalogue": SQL + ["engine/schema", "engine/statistics"],
-    "engine/log": LOG,
-    "engine/store": STORE,
-    "engine/import": STORE + ["engine/alarms"],
-    "engine/record": STORE + ["engine/import", "engine/alarms"],
-    "engine/change": STORE + ["engine/record"],
-    "engine/audit": STORE + ["engine/record"],
-    "engine/alarms": STORE + ["engine/charts"],
-    "engine/charts": CALCULATION,
-    "engine/limits": CALCULATION + ["engine/charts", "engine/change", "engine/log", "engine/sql"],
-    "engine/capability": CALCULATION,
-    "engine/pareto": CALCULATION,
-    "engine/compliance": CALCULATION,
+    "engine/write/log": LOG,
+    "engine/chunks": CHUNKS,
+    "engine/write/chunks": CHUNKS,
+    "engine/store": STORE + ["engine/write/chunks"],
+    **{f"engine/{name}": CALCULATION for name in ("charts", "capability", "pareto", "compliance")},
+    "engine/write": STORE + ["engine/write/chunks"],
+    "engine/write/alarms": STORE + ["engine/charts"],
+    "engine/write/import": WRITE + ["engine/write/alarms"],
+    "engine/write/record": WRITE + ["engine/write/import", "engine/write/alarms"],
+    "engine/write/change": WRITE + ["engine/write/record"],
+    "engine/hooks": ["platform", "system"],
+    "engine/write/deliver": STORE + ["engine/hooks"],
+    "engine/write/limits": WRITE + ["engine/charts", "engine/write/change"],
+    "engine/audit": STORE + ["engine/write/record"],
     "engine": ["platform", "system"],
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
@@ -81,11 +86,12 @@ LAYERS = {
     "bench": LIBRARY + ["system", "engine", "host", "tests"],
 }
 # A new folder here needs a row of its own.
-FLAT = ["engine"]
+FLAT = ["engine", "engine/write"]
 # A project of its own, which includes the installed headers.
 CONSUMER = "tests/consumer/"
-# Each database library is named in its folder alone.
-DATABASE_HEADERS = {"sqlite3.h": "engine/sql/sqlite/", "libpq-fe.h": "engine/sql/postgres/"}
+# Each of these libraries is named in its folder alone.
+LIBRARY_HEADERS = {"sqlite3.h": "engine/sql/sqlite/", "libpq-fe.h": "engine/sql/postgres/",
+                   "curl/curl.h": "engine/hooks/curl/"}
 # Written by the build.
 GENERATED = ["host/cli/build_info.h", "host/windows/typelib/orvSPCAnalysis6.h",
              "host/windows/typelib/orvEngine.h",
@@ -125,9 +131,9 @@ def complaint(top: pathlib.Path, name: str, quote: str, target: str) -> str | No
             return "a file of ours goes in quotes"
         if in_library and not STANDARD.match(target):
             return "the library includes the standard library alone"
-        folder = DATABASE_HEADERS.get(target)
+        folder = LIBRARY_HEADERS.get(target)
         if folder and not name.startswith((folder, "tests/", "bench/")):
-            return f"{folder} alone names the database library"
+            return f"{folder} alone names that library"
         return None
     if target in GENERATED:
         return None
@@ -227,8 +233,8 @@ PLANTED = [
     ({"src/platform/A.h": '#include "platform/Gone.h"\n'}, "no such file"),
     ({"src/platform/B.h": "#include <platform/A.h>\n"}, "goes in quotes"),
     ({"engine/store/Store.h": '#include "engine/Embedded.h"\n'}, "engine/store may not include it"),
-    ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names the database library"),
-    ({"engine/sql/sqlite/C.cpp": "#include <libpq-fe.h>\n"}, "alone names the database library"),
+    ({"engine/store/Store.cpp": "#include <sqlite3.h>\n"}, "alone names that library"),
+    ({"engine/sql/sqlite/C.cpp": "#include <libpq-fe.h>\n"}, "alone names that library"),
     ({"engine/dom/Dom.cpp": '#include "engine/store/Store.h"\n'}, "engine/dom may not include it"),
     ({"host/cli/main.cpp": '#include "engine/store/Store.h"\n'}, "hosts include"),
     ({"host/render/core/Scene.h": '#include "engine/Embedded.h"\n'}, "hosts include"),

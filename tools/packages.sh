@@ -18,6 +18,7 @@ header  boost/math/distributions.hpp libboost-dev
 header  fmt/format.h  libfmt-dev
 header  nlohmann/json.hpp nlohmann-json3-dev
 file    /usr/include/postgresql/libpq-fe.h libpq-dev
+header  curl/curl.h   libcurl4-openssl-dev
 "
 test_needs="
 command ccache        ccache
@@ -25,6 +26,7 @@ command clang++       clang
 command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
 command python3       python3
+command openssl       openssl
 header  gtest/gtest.h libgtest-dev
 header  expat.h       libexpat1-dev
 file    /usr/lib/postgresql/15/bin/initdb postgresql-15

@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "engine/audit/Renamings.h"
-#include "engine/log/Json.h"
-#include "engine/record/Canonical.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/StoreCache.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/batch_digest.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/record/Canonical.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::audit {

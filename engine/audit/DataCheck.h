@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/log/Reading.h"
 #include "engine/sql/Connection.h"
+#include "engine/write/log/Reading.h"
 
 namespace orvspc::engine::audit {
 

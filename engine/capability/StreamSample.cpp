@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/store/DataSet.h"
+#include "engine/chunks/DataSet.h"
 #include "engine/store/phases.h"
 #include "platform/Enumerations.h"
 

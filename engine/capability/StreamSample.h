@@ -7,10 +7,10 @@
 #include <tuple>
 #include <vector>
 
+#include "engine/chunks/large_data.h"
 #include "engine/statistics/Sample.h"
 #include "engine/statistics/SampleSums.h"
 #include "engine/store/Store.h"
-#include "engine/store/large_data.h"
 
 // Which values an analysis has, and passes over all of them.
 namespace orvspc::engine::capability {

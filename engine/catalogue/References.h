@@ -21,6 +21,9 @@ using orvspc::ItemKindFromWord;
 using orvspc::kItemKinds;
 using orvspc::WordOf;
 
+// Those of which a stream is made: part, process, test.
+constexpr bool IsOfStream(ItemKind kind) { return kind <= ItemKind::Test; }
+
 // The table that holds the kind; it has at least id, name and active.
 std::string TableOf(ItemKind kind);
 

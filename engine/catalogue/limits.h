@@ -64,6 +64,11 @@ struct ControlLimit {
   LimitFigures figures;
 };
 
+// Limits that a policy proposed and that wait for more subgroups; they hold nowhere.
+struct ProvisionalLimit : ControlLimit {
+  std::int32_t used = 0, needed = 0;  // subgroups
+};
+
 // Bits of the flags of a row of net contents.
 enum NetContentFlag : std::int32_t {
   nclMavL = 1,

@@ -8,9 +8,10 @@
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
+#include "engine/charts/Provisional.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/chunks/large_data.h"
 #include "engine/store/Store.h"
-#include "engine/store/large_data.h"
 #include "system/system.h"
 
 namespace orvspc::engine::charts {
@@ -22,6 +23,7 @@ struct Latest {
   std::vector<std::int32_t> limit_rows;
   std::vector<PhaseReport> phases;
   std::vector<std::int32_t> phase_of;
+  std::vector<ProvisionalLimits> provisional;
   // Of a chart of counts.
   bool counts = false, defectives = false;
   double level = 0.0, risk = 0.0;  // percent
@@ -66,7 +68,8 @@ Latest& Open(ThreadState& state, store::Store& store, const Run& run, std::int32
   return latest;
 }
 
-// A process call: process(store) returns the chart word, and the run stays open unless that is 0.
+// A process call: process(run, store, info) returns the chart word, and the run stays open unless
+// that is 0.
 // describe(latest) adds what the report of that kind of chart has beside its streams.
 template <class Run, class Process, class Describe>
 std::int32_t Begin(Run& run, std::int32_t handle, API_DSInfo& info, Process process,
@@ -75,8 +78,16 @@ std::int32_t Begin(Run& run, std::int32_t handle, API_DSInfo& info, Process proc
   Close(state);
   state.latest.Forget(handle);
   const auto word = store::AnalyseWithStore(handle, info, [&](const auto& store) {
-    const auto made = process(*store);
-    if (made != 0) describe(Open(state, *store, run, handle));
+    const auto asked = info;
+    const auto made = process(run, *store, info);
+    if (made != 0) {
+      auto& latest = Open(state, *store, run, handle);
+      latest.provisional = ProvisionalOf(*store, run, [&](Run& trial, store::Store& trial_store) {
+        auto again = asked;
+        return process(trial, trial_store, again);
+      });
+      describe(latest);
+    }
     state.store = store;
     return made;
   });
@@ -121,7 +132,9 @@ std::int32_t ChartLibrary::VLXCRT_VCHART_PROCESS_LT(std::int32_t, std::int32_t C
   auto& run = ThisThread().variable;
   return Begin(
       run, Connection, DSInfo,
-      [&](store::Store& store) { return run.Process(store, DSInfo, DSFilter, Options); },
+      [&](VariableRun& made, store::Store& store, API_DSInfo& info) {
+        return made.Process(store, info, DSFilter, Options);
+      },
       [](Latest&) {});
 }
 
@@ -159,8 +172,8 @@ std::int32_t ChartLibrary::VLXCRT_ATTR_PROCESS_LT(
   auto& run = ThisThread().attribute;
   return Begin(
       run, Connection, DSInfo,
-      [&](store::Store& store) {
-        return run.Process(store, DSInfo, DSFilter, {ChartWord, ProcessingWord, EWMA});
+      [&](AttributeRun& made, store::Store& store, API_DSInfo& info) {
+        return made.Process(store, info, DSFilter, {ChartWord, ProcessingWord, EWMA});
       },
       [&](Latest& latest) {
         latest.counts = true;
@@ -190,6 +203,7 @@ ChartReport ChartLibrary::TakeReport(std::int32_t handle) {
   report.limit_rows = latest.limit_rows;
   report.phases = latest.phases;
   report.phase_of = latest.phase_of;
+  report.provisional = latest.provisional;
   if (!latest.counts) return report;
   report.acceptance = AcceptanceOf(latest);
   const bool fractions = std::any_of(latest.sizes.begin(), latest.sizes.end(),

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
-#include "engine/store/DataSet.h"
+#include "engine/chunks/DataSet.h"
 #include "engine/store/Store.h"
 #include "platform/NaN.h"
 

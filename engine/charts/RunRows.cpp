@@ -10,7 +10,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PointTable.h"
-#include "engine/store/large_data.h"
+#include "engine/chunks/large_data.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {

@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "engine/store/StreamWalk.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/store/conditions.h"
 #include "engine/store/logs.h"
 #include "engine/time/calendar.h"

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "engine/catalogue/words.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/conditions.h"
-#include "engine/store/subgroups.h"
 
 namespace orvspc::engine::pareto {
 namespace {

@@ -105,6 +105,7 @@ CREATE TABLE alarm(
   is_late INTEGER NOT NULL DEFAULT 0, detected INTEGER NOT NULL, revision INTEGER NOT NULL DEFAULT 0,
   UNIQUE(stream, graph, rule, first_subgroup));
 CREATE INDEX alarm_by_state ON alarm(state, event);
+CREATE INDEX alarm_by_subgroup ON alarm(stream, last_subgroup);
 
 -- Events of the subgroups of a chart.
 CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
@@ -118,11 +119,14 @@ CREATE TABLE sampling_mark(
 CREATE TABLE outbox(
   id INTEGER PRIMARY KEY, event INTEGER NOT NULL, revision INTEGER NOT NULL, made INTEGER NOT NULL,
   message TEXT NOT NULL);
+CREATE INDEX outbox_by_event ON outbox(event, id);
 CREATE TABLE delivery(
   outbox INTEGER NOT NULL REFERENCES outbox, hook TEXT NOT NULL, state TEXT NOT NULL
     CHECK(state IN ('waiting', 'done', 'dead')),
   tries INTEGER NOT NULL, next INTEGER NOT NULL, error TEXT NOT NULL DEFAULT '',
   PRIMARY KEY(outbox, hook)) WITHOUT ROWID;
+CREATE INDEX delivery_by_hook ON delivery(hook, outbox);
+CREATE INDEX delivery_open ON delivery(hook, state, next) WHERE state <> 'done';
 
 INSERT INTO counter(name, last) VALUES
   ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('outbox', 0);

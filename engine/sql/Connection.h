@@ -161,6 +161,8 @@ class Connection {
   // the connection: one text serves one Query at a time.
   virtual Statement& Prepared(std::string_view sql) = 0;
   virtual std::size_t PreparedCount() const = 0;
+  // Whether a text can be in a row of this database; see texts.h. A statement takes no other.
+  virtual bool Holds(std::string_view text) const = 0;
   // Runs one or more statements whose rows nobody reads.
   virtual void Execute(const std::string& sql) = 0;
   // The same for statements that define tables, which are written as SQLite spells them.

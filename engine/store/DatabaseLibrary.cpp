@@ -9,10 +9,10 @@
 #include <tuple>
 #include <unordered_set>
 
+#include "engine/chunks/large_data.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/alarm_rules.h"
 #include "engine/store/conditions.h"
-#include "engine/store/large_data.h"
-#include "engine/store/subgroups.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
 #include "system/system.h"

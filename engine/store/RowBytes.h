@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/chunks/chunk.h"
 #include "engine/store/StoreCache.h"
-#include "engine/store/chunk.h"
 
 // What digests are made of.
 namespace orvspc::engine::store {

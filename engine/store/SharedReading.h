@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "engine/chunks/large_data.h"
 #include "engine/sql/Connection.h"
-#include "engine/store/large_data.h"
 #include "engine/store/stream_reader.h"
 
 namespace orvspc::engine::store {

@@ -76,10 +76,11 @@ std::chrono::seconds SqlStore::Patience() {
   return PatienceOf(found == cache_.settings.end() ? std::string_view() : found->second);
 }
 
-std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(sql::TransactionKind kind) {
+std::unique_ptr<sql::Transaction> SqlStore::BeginCurrent(
+    sql::TransactionKind kind, std::optional<std::chrono::seconds> patience) {
   const auto begin = [&] {
     auto transaction = kind == sql::TransactionKind::Write
-                           ? BeginWrite(*connection_, Path(), Patience())
+                           ? BeginWrite(*connection_, Path(), patience ? *patience : Patience())
                            : std::make_unique<sql::Transaction>(*connection_, kind);
     Refresh();
     return transaction;
@@ -116,9 +117,10 @@ void SqlStore::ReadOrThrow(const std::function<void(sql::Connection&)>& work) {
   read();
 }
 
-void SqlStore::Write(const std::function<void(sql::Connection&)>& work) {
+void SqlStore::Write(const std::function<void(sql::Connection&)>& work,
+                     std::optional<std::chrono::seconds> patience) {
   const std::lock_guard lock(mutex_);
-  const auto transaction = BeginCurrent(sql::TransactionKind::Write);
+  const auto transaction = BeginCurrent(sql::TransactionKind::Write, patience);
   work(*connection_);
   transaction->Commit();
   NoteWrite();
@@ -165,6 +167,19 @@ std::vector<ControlLimit> SqlStore::ControlLimits(std::int32_t part, std::int32_
 
 std::vector<API_CCDefOpp> SqlStore::Opportunities(std::int32_t part, std::int32_t test) {
   return FromCache([&] { return RowsOf(cache_.opportunities, part, test); });
+}
+
+std::vector<catalogue::ProvisionalLimit> SqlStore::ProvisionalLimits(std::int32_t part,
+                                                                     std::int32_t process,
+                                                                     std::int32_t test) {
+  return FromCache([&] {
+    std::vector<catalogue::ProvisionalLimit> rows;
+    std::ranges::copy_if(
+        cache_.provisional_limits, std::back_inserter(rows), [&](const auto& each) {
+          return each.row.F_PART == part && each.row.F_PRCS == process && each.row.F_TEST_ == test;
+        });
+    return rows;
+  });
 }
 
 std::vector<API_CANccLim8> SqlStore::NetContents(std::int32_t part, std::int32_t test) {

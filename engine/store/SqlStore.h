@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/log/Log.h"
 #include "engine/store/SharedReading.h"
 #include "engine/store/Store.h"
+#include "engine/write/log/Log.h"
 #include "platform/ExternalFailure.h"
 
 namespace orvspc::engine::store {
@@ -36,6 +36,9 @@ class SqlStore final : public Store {
   std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                           std::int32_t test) override;
   std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) override;
+  std::vector<catalogue::ProvisionalLimit> ProvisionalLimits(std::int32_t part,
+                                                             std::int32_t process,
+                                                             std::int32_t test) override;
   std::vector<API_CANccLim8> NetContents(std::int32_t part, std::int32_t test) override;
   std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test) override;
   bool JoinsPhases() const override { return joins_phases_; }
@@ -61,7 +64,9 @@ class SqlStore final : public Store {
   void JoinPhases(bool join) { joins_phases_ = join; }
 
   // In one write transaction. Failures leave.
-  void Write(const std::function<void(sql::Connection&)>& work);
+  // patience  in place of the setting: how long to wait for other programs that write
+  void Write(const std::function<void(sql::Connection&)>& work,
+             std::optional<std::chrono::seconds> patience = {});
   // The same with entries of the log, which work adds.
   void Write(const Actor& actor, const std::string& reason,
              const std::function<void(log::Writing&)>& work);
@@ -76,7 +81,8 @@ class SqlStore final : public Store {
   void RefreshSoon();
   // Begins a transaction on a current cache. One that finds the connection lost is begun once more
   // on a new one.
-  std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind);
+  std::unique_ptr<sql::Transaction> BeginCurrent(sql::TransactionKind kind,
+                                                 std::optional<std::chrono::seconds> patience = {});
   std::chrono::seconds Patience();
   // Enough subgroups for two threads, if there are so many.
   bool AsksForMany(const API_DSInfo& info) const;

@@ -23,6 +23,11 @@ bool Store::SelectInBatches(API_DSInfo& info, std::span<const std::int32_t> filt
 
 std::vector<API_CANccLim8> Store::NetContents(std::int32_t, std::int32_t) { return {}; }
 
+std::vector<catalogue::ProvisionalLimit> Store::ProvisionalLimits(std::int32_t, std::int32_t,
+                                                                  std::int32_t) {
+  return {};
+}
+
 std::vector<Phase> Store::Phases(std::int32_t, std::int32_t, std::int32_t) { return {}; }
 
 bool Store::JoinsPhases() const { return false; }

@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "engine/catalogue/limits.h"
+#include "engine/chunks/DataSet.h"
 #include "engine/sql/failure.h"
 #include "engine/statistics/Estimators.h"
-#include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
 #include "platform/Database.h"
 #include "platform/Reports.h"
@@ -75,6 +75,10 @@ class Store {
   virtual std::vector<ControlLimit> ControlLimits(std::int32_t part, std::int32_t process,
                                                   std::int32_t test) = 0;
   virtual std::vector<API_CCDefOpp> Opportunities(std::int32_t part, std::int32_t test) = 0;
+  // Of the process itself, by effective time. None by default.
+  virtual std::vector<catalogue::ProvisionalLimit> ProvisionalLimits(std::int32_t part,
+                                                                     std::int32_t process,
+                                                                     std::int32_t test);
 
   // Those of a stream, by start; 0 is any, so that three of these give all. None by default.
   virtual std::vector<Phase> Phases(std::int32_t part, std::int32_t process, std::int32_t test);

@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/phases.h"
-#include "engine/store/subgroups.h"
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
 #include "platform/FixedText.h"
+#include "platform/LimitRecords.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -53,9 +54,11 @@ std::string OfOneStream(std::string text) {
       order, has_condition ? " AND part = ?1 AND test = ?2" : " WHERE part = ?1 AND test = ?2");
 }
 
-sql::Query LimitRows(sql::Connection& db, std::string_view text, const Stream* only) {
+using PartAndTest = std::pair<std::int32_t, std::int32_t>;
+
+sql::Query LimitRows(sql::Connection& db, std::string_view text, const PartAndTest* only) {
   if (only == nullptr) return {db, text};
-  return {db, text, only->part, only->test};
+  return {db, text, only->first, only->second};
 }
 
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
@@ -72,7 +75,7 @@ void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const
   rows.push_back(row);
 }
 
-void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, test, effective, usl, target, lsl, ugb, lgb, url, lrl, uwp, "
@@ -91,14 +94,14 @@ void ReadSpecLimits(sql::Connection& db, StoreCache& cache, const Stream* only) 
   }
 }
 
-void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadControlLimits(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, process, test, effective, mean, sp, spl, sw, "
-          "swl, start, finish, chart_word, until, " +
+          "swl, start, finish, chart_word, until, status, used, rule, " +
           catalogue::LimitFigureColumns() +
-          " FROM control_limit WHERE status IN ('active', 'retired') "
-          "AND (until IS NULL OR until > effective) "
+          " FROM control_limit WHERE (status IN ('active', 'retired') "
+          "OR (status = 'proposed' AND rule <> '')) AND (until IS NULL OR until > effective) "
           "ORDER BY part, test, effective, coalesce(process, 0), id",
       of_one = OfOneStream(all);
   auto query = LimitRows(db, only == nullptr ? all : of_one, only);
@@ -106,22 +109,29 @@ void ReadControlLimits(sql::Connection& db, StoreCache& cache, const Stream* onl
     ControlLimit limit{};
     auto& row = limit.row;
     std::optional<std::int64_t> until;
+    std::string status, rule;
+    std::int32_t used = 0;
     query.Read(row.Word0, row.Stamp4, row.F_PART, row.F_PRCS, row.F_TEST_, row.F_EFTM, row.F_MEAN,
                row.F_SP, row.F_SPL, row.F_SW, row.F_SWL, row.F_STTM, row.F_FNTM, limit.chart_word,
-               until);
+               until, status, used, rule);
     row.Stamp8 = row.Stamp4;
     limit.until = until.value_or(catalogue::kNever);
-    int column = 15;
+    int column = 18;
     for (const auto& each : catalogue::kLimitFigures) {
       if (!query.IsNull(column)) limit.figures.*each.figure = query.Real(column);
       ++column;
+    }
+    if (status == kLimitStates[static_cast<std::size_t>(LimitState::Proposed)]) {
+      const auto needed = MinimumOf(rule);
+      if (used < needed) cache.provisional_limits.push_back({limit, used, needed});
+      continue;
     }
     Append(cache.control_limits, row.F_PART, row.F_TEST_, limit,
            [](const ControlLimit& each) { return std::pair(each.row.F_EFTM, each.row.F_PRCS); });
   }
 }
 
-void ReadOpportunities(sql::Connection& db, StoreCache& cache, const Stream* only) {
+void ReadOpportunities(sql::Connection& db, StoreCache& cache, const PartAndTest* only) {
   static const std::string
       all =
           "SELECT id, made, part, test, opportunities, effective FROM opportunity "
@@ -288,17 +298,26 @@ StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   ReadSettings(connection, *this);
 }
 
-StoreCache::StoreCache(sql::Connection& connection, const Stream& only)
-    : streams{only}, connection_(&connection) {
-  contexts.assign(1, Context{});
-  context_ids.assign(1, 0);
-  context_rows.emplace_back();
+StoreCache StoreCache::WithoutStreams(sql::Connection& connection) {
+  StoreCache cache;
+  cache.connection_ = &connection;
+  cache.contexts.assign(1, Context{});
+  cache.context_ids.assign(1, 0);
+  cache.context_rows.emplace_back();
+  cache.phases = ReadPhases(connection);
+  ReadRules(connection, cache);
+  ReadSettings(connection, cache);
+  return cache;
+}
+
+void StoreCache::AddLimits(sql::Connection& connection, std::int32_t part, std::int32_t test) {
+  const PartAndTest only(part, test);
+  spec_limits.erase(only);
+  control_limits.erase(only);
+  opportunities.erase(only);
   ReadSpecLimits(connection, *this, &only);
   ReadControlLimits(connection, *this, &only);
   ReadOpportunities(connection, *this, &only);
-  phases = ReadPhases(connection);
-  ReadRules(connection, *this);
-  ReadSettings(connection, *this);
 }
 
 const std::unordered_map<std::int32_t, std::string>& StoreCache::Names(catalogue::ItemKind kind) {

@@ -79,8 +79,10 @@ class StoreCache {
   StoreCache() = default;
   // Reads everything but what the functions below hand out. Inside a transaction; throws SqlError.
   explicit StoreCache(sql::Connection& connection);
-  // What concerns one stream, without contexts and net contents.
-  StoreCache(sql::Connection& connection, const Stream& only);
+  // What every stream shares, without contexts; AddLimits for those that are needed.
+  static StoreCache WithoutStreams(sql::Connection& connection);
+  // Reads the limits and opportunities of a part and test.
+  void AddLimits(sql::Connection& connection, std::int32_t part, std::int32_t test);
 
   std::vector<Stream> streams;                 // by part, process, test
   std::vector<Context> contexts;               // by identifier; the first is "none"
@@ -93,6 +95,7 @@ class StoreCache {
   std::map<std::string, std::string, std::less<>> settings;
   ByPartAndTest<API_CCSpecLim> spec_limits;
   ByPartAndTest<ControlLimit> control_limits;
+  std::vector<catalogue::ProvisionalLimit> provisional_limits;
   ByPartAndTest<API_CCDefOpp> opportunities;
   ByPartAndTest<API_CANccLim8> net_contents;
   std::vector<Phase> phases;  // by start

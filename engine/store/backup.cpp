@@ -8,12 +8,12 @@
 #include <string_view>
 #include <system_error>
 
-#include "engine/log/Log.h"
 #include "engine/sql/address.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/sql/sqlite/pages.h"
 #include "engine/store/DraftFile.h"
 #include "engine/time/calendar.h"
+#include "engine/write/log/Log.h"
 #include "platform/TimeText.h"
 #include "system/system.h"
 

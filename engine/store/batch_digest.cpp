@@ -5,8 +5,8 @@
 #include <array>
 
 #include "engine/catalogue/References.h"
-#include "engine/store/StreamWalk.h"
-#include "engine/store/subgroups.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 
 namespace orvspc::engine::store {
 

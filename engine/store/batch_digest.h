@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "engine/chunks/chunk.h"
 #include "engine/sql/Connection.h"
 #include "engine/store/RowBytes.h"
-#include "engine/store/chunk.h"
 #include "system/Sha256.h"
 
 // What a batch of records brought, in one number that can be worked out again from what is stored:

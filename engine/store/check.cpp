@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "engine/catalogue/References.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/chunk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/sqlite/pages.h"
-#include "engine/store/StreamWalk.h"
-#include "engine/store/chunk.h"
-#include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
 #include "platform/TimeText.h"
 

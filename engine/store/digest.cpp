@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "engine/catalogue/References.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/store/RowBytes.h"
 #include "engine/store/StoreCache.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/tables.h"
 #include "system/Sha256.h"
 

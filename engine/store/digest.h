@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
+#include "engine/chunks/chunk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/Connection.h"
-#include "engine/store/chunk.h"
-#include "engine/store/subgroups.h"
 
 namespace orvspc::engine::store {
 

@@ -16,16 +16,17 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/log/Log.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/DraftFile.h"
-#include "engine/store/MeasurementBuffer.h"
 #include "engine/store/Store.h"
 #include "engine/store/digest.h"
 #include "engine/store/record_of_v2.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/chunks/MeasurementBuffer.h"
+#include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/log/Log.h"
 #include "system/system.h"
 
 namespace orvspc::engine::store {

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/DataSet.h"
+#include "engine/chunks/DataSet.h"
 
 // The packed record of one (subgroup, test): a head of 24 bytes, the values, the keys of the rows
 // unless every row is plain, and the inspected size as a double where it is not a whole number.

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/store/large_data.h"
+#include "engine/chunks/large_data.h"
 #include "platform/Enumerations.h"
 #include "system/system.h"
 

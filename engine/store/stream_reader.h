@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "engine/chunks/DataSet.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/sql/Connection.h"
-#include "engine/store/DataSet.h"
 #include "engine/store/StoreCache.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/conditions.h"
 
 namespace orvspc::engine::store {

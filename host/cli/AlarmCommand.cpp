@@ -140,7 +140,9 @@ Command AlarmCommand() {
                                        kComment, kOpenExitCode},
                    kOutputOptions, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
           Run,
-          2};
+          2,
+          nullptr,
+          [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};
 }
 
 }  // namespace orvspc::cli

@@ -217,7 +217,9 @@ Command EditCommand() {
                                        kNewLabel, kSize},
                    kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
           Run,
-          1000};
+          1000,
+          nullptr,
+          Always};
 }
 
 }  // namespace orvspc::cli

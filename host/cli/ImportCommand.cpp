@@ -31,6 +31,8 @@ Choice<ImportKind> KindOption() {
   return {option};
 }
 
+constexpr Option kNoCreate{"no-create", nullptr,
+                           "refuse parts, processes and tests that are not there yet"};
 constexpr Option kIgnoreUnknown{"ignore-unknown", nullptr,
                                 "skip columns with unknown names instead of refusing the file"};
 
@@ -74,6 +76,12 @@ std::string ReportText(ImportKind kind, const ImportReport& report,
   if (report.new_names > 0) line += ", " + counted(report.new_names, "new name");
   render::TextWriter text(options);
   text.Line(line);
+  std::string added;
+  for (const auto& item : report.new_items) {
+    added += (added.empty() ? "new: " : ", ") + std::string(WordOf(item.kind)) + " \"" + item.name +
+             "\"" + (item.similar.empty() ? "" : " (or \"" + item.similar + "\"?)");
+  }
+  if (!added.empty()) text.Line(added, 5);
   return text.Take();
 }
 
@@ -111,6 +119,7 @@ int Run(const Arguments& arguments, Console& console) {
     const ImportOptions options{.ignore_unknown = arguments.Has(kIgnoreUnknown),
                                 .progress = Progress(console),
                                 .waiting = Waiting(console, path),
+                                .refuse_new_items = arguments.Has(kNoCreate),
                                 .actor = ActorOf(arguments),
                                 .reason = ReasonOf(arguments),
                                 .hash_source = arguments.Has(kHashSource)};
@@ -136,10 +145,12 @@ Command ImportCommand() {
           "A file is stored whole or not at all. Values need the columns part, process, test, "
           "subgroup, time and value (or count). See also docs/how-to/import.md.",
           "orvspc import values.csv --db q.db",
-          {kDatabase, kListedKind, kIgnoreUnknown, kBy, kStation, kReason, kHashSource, kExitCode},
+          {kDatabase, kListedKind, kIgnoreUnknown, kNoCreate, kBy, kStation, kReason, kHashSource,
+           kExitCode},
           Run,
           1,
-          Help};
+          Help,
+          Always};
 }
 
 }  // namespace orvspc::cli

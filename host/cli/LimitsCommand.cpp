@@ -25,6 +25,10 @@ constexpr Option kTest{"test", "NAME", "the test (characteristic)"};
 constexpr Option kSince{"since", "TIME", "the window begins: 2024-03-01 or 2024-03-01T08:00"};
 constexpr Option kUntil{"until", "TIME", "it ends; a day counts to its end"};
 constexpr Number kFirst{{"first", "N", "only the first N subgroups of it that count"}, 1};
+constexpr Option kOfPhase{"phase", "NAME",
+                          "the limits of that phase; without it those of the newest"};
+constexpr Option kOfAllPhases{"all-phases", nullptr,
+                              "of the whole window, as if there were no phases"};
 constexpr Option kExclude{"exclude", "#ID=REASON", "a subgroup to leave out", "", true};
 constexpr Option kIterate{"iterate", nullptr,
                           "leave out points beyond the limits that have a cause, in rounds"};
@@ -148,6 +152,11 @@ LimitRequest WindowOf(const Run& run) {
   if (request.since && request.until && *request.since > *request.until) {
     throw Misuse("--since lies after --until");
   }
+  request.phase = arguments.Value(kOfPhase).value_or("");
+  request.all_phases = arguments.Has(kOfAllPhases);
+  if (request.all_phases && !request.phase.empty()) {
+    throw Misuse("--phase and --all-phases exclude each other");
+  }
   request.first = arguments.Get(kFirst).value_or(0);
   request.chart_word =
       arguments.Get(kGraph1) << 8 | arguments.Get(kGraph2) << 4 | arguments.Get(kGraph3);
@@ -211,6 +220,7 @@ void WriteExclusions(render::JsonWriter& json, const char* key,
 std::string ProposalJson(const Run& run, const LimitProposal& limits) {
   return render::JsonDocument([&](render::JsonWriter& json) {
     WriteStream(json, run, limits.part, limits.process, limits.test);
+    json.MemberIf(!limits.phase.empty(), "Phase", limits.phase);
     json.Members("ChartWord", limits.chart_word, "Mean", limits.mean, "MeanName", limits.mean_name,
                  "SP", limits.sp, "SW", limits.sw, "Estimator", limits.estimator, "Constant",
                  limits.constant, "Used", limits.used, "Subgroups", limits.subgroups, "AverageSize",
@@ -249,6 +259,7 @@ std::string ProposalText(const Run& run, const LimitProposal& limits) {
                    render::Counted(static_cast<std::size_t>(limits.subgroups), "subgroup") + ", " +
                    render::IsoTime(limits.start) + " to " + render::IsoTime(limits.finish) +
                    ", average size " + render::Significant(limits.average_size, 5));
+  if (!limits.phase.empty()) line("phase", render::PlainText(limits.phase));
   line("centre", Figure(limits.mean) + ", " + limits.mean_name);
   if (!std::isnan(limits.sp)) {
     line("sigma", Figure(limits.sp) + ", " + render::EstimatorText(limits.estimator) +
@@ -419,6 +430,7 @@ void Show(Run& run) {
       WriteExclusions(json, "Exclusions", details.exclusions);
       json.MemberIf(details.data_changed.has_value(), "DataChanged",
                     details.data_changed.value_or(false));
+      json.MemberIf(details.data_changed.has_value(), "DigestNow", details.digest_now);
       json.Member("ChangedSubgroups", details.changed);
       json.Objects("Steps", details.steps, [&](const LimitStep& step) {
         json.Members("Version", step.version, "Time",
@@ -452,6 +464,10 @@ void Show(Run& run) {
              ChangedText(details));
   } else {
     line("data", ChangedText(details));
+  }
+  if (details.data_changed.value_or(false)) {
+    line("digest", row.digest);
+    line("now", details.digest_now);
   }
   if (!row.rule.empty()) line("why", row.rule);
   WriteExclusions(text, details.exclusions);
@@ -560,8 +576,8 @@ const std::vector<PartOfOptions>& AllParts() {
   static const std::vector<PartOfOptions> parts = {
       {kOfStream, {kPart, kProcess, kTest}},
       {kOfWindow,
-       {kSince, kUntil, Option(kFirst), Option(kGraph1), Option(kGraph2), Option(kGraph3), kExclude,
-        kIterate, kAuto}},
+       {kSince, kUntil, kOfPhase, kOfAllPhases, Option(kFirst), Option(kGraph1), Option(kGraph2),
+        Option(kGraph3), kExclude, kIterate, kAuto}},
       {kOfForce, {kForce}},
       {kOfApproval, {kEffective, kNewPhase}},
       {kOfRetiring, {kEnd}},

@@ -13,6 +13,7 @@
 #include "engine/QualityDatabase.h"
 #include "frame/Failure.h"
 #include "host/cli/Analysis.h"
+#include "host/cli/Hooks.h"
 #include "host/cli/Output.h"
 #include "host/cli/build_info.h"
 #include "host/render/core/Numbers.h"
@@ -25,11 +26,11 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Command (*kCommands[])() = {
-    ImportCommand,  ListCommand,    ChartCommand,  CapabilityCommand, ParetoCommand,
-    DataCommand,    EventsCommand,  StatesCommand, ComplianceCommand, ShowCommand,
-    CopyCommand,    BackupCommand,  CheckCommand,  SetCommand,        EditCommand,
-    CommentCommand, ImportsCommand, LogCommand,    PhaseCommand,      LimitsCommand,
-    RecordCommand,  AlarmCommand,   DemoCommand};
+    ImportCommand,  ListCommand,    ChartCommand,   CapabilityCommand, ParetoCommand,
+    DataCommand,    EventsCommand,  StatesCommand,  ComplianceCommand, ShowCommand,
+    CopyCommand,    BackupCommand,  CheckCommand,   SetCommand,        EditCommand,
+    CommentCommand, ImportsCommand, LogCommand,     PhaseCommand,      LimitsCommand,
+    RecordCommand,  AlarmCommand,   DeliverCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
 
@@ -98,6 +99,7 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
 
 int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {
   command.options.push_back(kHelp);
+  if (command.tells_hooks != nullptr) command.options.push_back(kHooks);
   const Arguments arguments = ParseArguments(std::span(words).subspan(1), command.options);
   if (arguments.Has(kHelp)) {
     console.out << Help(command, arguments, console.columns);
@@ -107,7 +109,11 @@ int RunCommand(Command command, const std::vector<std::string>& words, Console& 
   if (positional.size() > command.max_positional)
     throw Misuse("\"" + positional[command.max_positional] + "\" is one word too many");
   CheckOutput(arguments);
-  return command.run(arguments, console);
+  const int status = command.run(arguments, console);
+  if (command.tells_hooks != nullptr && command.tells_hooks(arguments) && !arguments.Has(kDryRun)) {
+    Teller(arguments, console).Tell(arguments.Required(kDatabase));
+  }
+  return status;
 }
 
 int Dispatch(const std::vector<std::string>& words, Console& console) {

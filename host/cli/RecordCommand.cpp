@@ -11,6 +11,7 @@
 
 #include "engine/QualityDatabase.h"
 #include "host/cli/AlarmOutput.h"
+#include "host/cli/Hooks.h"
 #include "host/cli/Output.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -126,7 +127,11 @@ int RecordOne(QualityDatabase& database, const Arguments& arguments, Console& co
 class Lines {
  public:
   Lines(QualityDatabase& database, const Arguments& arguments, Console& console)
-      : database_(database), console_(console), arguments_(arguments), actor_(ActorOf(arguments)) {
+      : database_(database),
+        console_(console),
+        arguments_(arguments),
+        actor_(ActorOf(arguments)),
+        teller_(arguments, console) {
     size_ = static_cast<std::size_t>(*arguments.Get(kBatch));
     names_ = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
     force_ = arguments.Has(kForce);
@@ -175,6 +180,8 @@ class Lines {
     for (const auto& each : waiting_) console_.out << each.answer << "\n";
     console_.out.flush();
     waiting_.clear();
+    // A stream may go on for days.
+    if (std::exchange(told_, alarms_) != alarms_) teller_.Tell(database_);
   }
 
   void StoreOne() {
@@ -212,7 +219,9 @@ class Lines {
   Console& console_;
   const Arguments& arguments_;
   Actor actor_;
+  Teller teller_;
   std::size_t size_ = 1, alarms_ = 0;
+  std::size_t told_ = 0;  // alarms that hooks were told of
   NewNames names_ = NewNames::Refuse;
   bool force_ = false, any_refused_ = false;
   std::vector<Waiting> waiting_;
@@ -250,7 +259,9 @@ Command RecordCommand() {
                    std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
                                        kCreate, kForce, kJsonl, kBatch, kExitCode, kBy, kStation}),
           Run,
-          1'000'000};
+          1'000'000,
+          nullptr,
+          Always};
 }
 
 }  // namespace orvspc::cli

@@ -67,8 +67,9 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
   const auto comments = database.Comments(ids);
   const auto [first, last] = std::ranges::minmax(data.rows, {}, &SubgroupRow::stamp);
   std::multimap<std::int32_t, ListedEvent> events;
-  for (auto& event : database.EventsOfSubgroups(first.stamp, last.stamp))
-    events.emplace(event.subgroup_time.value_or(0), std::move(event));
+  for (const auto& event : database.EventsOfSubgroups(first.stamp, last.stamp)) {
+    events.emplace(event.subgroup_time.value_or(0), event);
+  }
   const auto descriptors = ReadDescriptorNames(database, data.rows);
   for (auto& row : data.rows) {
     using Label = std::pair<std::int32_t, std::string>;

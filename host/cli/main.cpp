@@ -7,6 +7,7 @@
 
 #include "engine/Embedded.h"
 #include "engine/PostgreSQL.h"
+#include "engine/Webhooks.h"
 #include "host/cli/Command.h"
 #include "system/system.h"
 
@@ -31,6 +32,9 @@ int main(int argc, char** argv) {
     orvspc::InstallEmbedded();
 #ifdef ORVSPC_POSTGRESQL
     orvspc::AddPostgreSQL();
+#endif
+#ifdef ORVSPC_WEBHOOKS
+    orvspc::AddWebhooks();
 #endif
     return orvspc::cli::RunProgram(orvspc::system::CommandLine(argc, argv), console);
   } catch (const std::exception& failure) {

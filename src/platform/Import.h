@@ -12,6 +12,7 @@
 
 #include "platform/Actor.h"
 #include "platform/Alarm.h"
+#include "platform/ItemKind.h"
 #include "platform/Reports.h"
 
 namespace orvspc {
@@ -63,6 +64,8 @@ struct ImportOptions {
   // meanwhile; it must not throw.
   std::chrono::milliseconds patience{60000};
   std::function<void()> waiting = {};
+  // Refuse parts, processes and tests that the database lacks, instead of adding them.
+  bool refuse_new_items = false;
   // For the log.
   Actor actor = {};
   std::string reason = {};
@@ -70,15 +73,24 @@ struct ImportOptions {
   bool hash_source = false;
 };
 
+// A part, process or test that an import added.
+struct NewItem {
+  ItemKind kind = ItemKind::Part;
+  std::string name;
+  std::string similar;  // one of before that differs in a letter at most; empty where none does
+};
+
 struct ImportReport {
   std::int64_t lines = 0;      // without the header
   std::int64_t subgroups = 0;  // new ones; 0 for other kinds than values
   std::int64_t rows = 0;       // test rows, limit rows, rules, alarms, members stored
   std::int64_t new_names = 0;
-  std::int64_t batch = 0;  // the number of this import
+  std::vector<NewItem> new_items;  // the first ten
+  std::int64_t batch = 0;          // the number of this import
   // Lines that were stored and are worth a second look, the first twenty of them.
   std::vector<Note> notes;
-  std::vector<Alarm> alarms;  // that values raised
+  std::vector<Alarm> alarms;               // that values raised
+  std::vector<std::int64_t> streams = {};  // that values came to, by their number in the database
 };
 
 }  // namespace orvspc

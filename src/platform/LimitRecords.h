@@ -39,11 +39,16 @@ struct LimitRequest {
   std::int32_t part = 0, process = 0, test = 0;
   // The window; both ends belong to it, without them all that is stored.
   std::optional<std::int32_t> since, until;
-  std::int32_t first = 0;       // only so many subgroups of it that count; 0: all
+  // Of a window with several phases the limits are those of one: the phase of that name; without
+  // it the newest that has subgroups that count. all_phases: of the window as if there were none.
+  std::string phase;
+  bool all_phases = false;
+  std::int32_t first = 0;       // only so many subgroups of that that count; 0: all
   std::int32_t chart_word = 0;  // 0: the data choose
   std::vector<LimitExclusion> exclusions;
   LimitScreening screening = LimitScreening::None;
-  // Subgroups that are enough for a proposal; 0: 20, or 25 of one piece.
+  // Subgroups that are enough for a proposal; 0: 20, or 25 of one piece, but no more than the
+  // limits of its phase are frozen after.
   std::int32_t minimum = 0;
   bool force = false;                     // also with too few subgroups, or open questions
   std::optional<std::int32_t> effective;  // from when they are to hold; empty: from behind the data
@@ -74,6 +79,7 @@ struct LimitRound {
 struct LimitProposal {
   std::int32_t part = 0, process = 0, test = 0;
   std::int32_t chart_word = 0;                      // of the chart behind them
+  std::string phase;                                // whose limits they are; empty: of none
   std::int32_t start = 0, finish = 0;               // times of the first and the last subgroup used
   double mean = platform::kNaN;                     // the centre; of counts the rate
   double sp = platform::kNaN, sw = platform::kNaN;  // NaN: none
@@ -131,6 +137,7 @@ struct LimitDetails {
   std::int64_t version = 0;  // the latest entry about it; 0: none
   // Of the data it was made from: none, where the row does not say which.
   std::optional<bool> data_changed;
+  std::string digest_now;    // of these data as they are; empty: likewise
   std::int32_t changed = 0;  // subgroups of them that were changed since, as far as the log knows
 };
 
@@ -151,6 +158,16 @@ struct BaselinePreset {
 };
 inline constexpr BaselinePreset kBaselinePresets[] = {
     {"off", 0, 0}, {"public-health", 8, 12}, {"shewhart", 9, 20}};
+
+// The subgroups that the policy asks for, whose word begins the rule of a row of limits; 0: of no
+// policy.
+constexpr std::int32_t MinimumOf(std::string_view rule) {
+  const auto word = rule.substr(0, rule.find(':'));
+  for (const auto& preset : kBaselinePresets) {
+    if (preset.word == word) return preset.minimum;
+  }
+  return 0;
+}
 
 struct BaselinePolicy {
   std::int32_t id = 0;

@@ -60,6 +60,21 @@ struct PhaseReport {
   bool has_older_limits = false;  // stored limits in force are from before it began
 };
 
+// Proposed limits that wait for more points, as they would be if they held. Nothing of the chart
+// depends on them.
+struct ProvisionalLimits {
+  std::int32_t limit = 0;  // number of the row
+  std::int32_t part = 0, process = 0, test = 0;
+  std::int32_t effective = 0;         // stamp
+  std::int32_t used = 0, needed = 0;  // subgroups behind them, and what they wait for
+  // Along the points; NaN before they would hold.
+  struct Lines {
+    std::int32_t graph = 0;  // 1 to 3
+    std::vector<double> centre, upper, lower;
+  };
+  std::vector<Lines> lines;
+};
+
 struct ChartReport {
   std::vector<StreamReport> streams;  // of one with phases the newest that counts
   // By stream, then time, of all streams where one has phases; otherwise empty.
@@ -69,6 +84,7 @@ struct ChartReport {
   // The row of the chart's stored control limits in force at each point, counted from 0 in the
   // order of the result's rows; -1 where limits were calculated. Empty without stored limits.
   std::vector<std::int32_t> limit_rows;
+  std::vector<ProvisionalLimits> provisional;
   // The inspected size of each point where one of them is not a whole number; empty otherwise.
   std::vector<double> sizes;
 };

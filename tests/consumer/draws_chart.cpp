@@ -104,7 +104,7 @@ int Run(const std::string& folder, const std::string& csv) {
   const std::string picture = Draw(database, *results);
   std::ofstream(folder + "/shaft.svg", std::ios::binary) << picture;
   Check(picture.find("</svg>") != std::string::npos, "there is a picture");
-  for (const char* text : {"Shaft", "Diameter", "12.07"}) {
+  for (const char* text : {"Shaft", "Diameter", "CL 12.1"}) {
     Check(picture.find(text) != std::string::npos, text);
   }
   return failed ? 1 : 0;

@@ -22,6 +22,7 @@ mkdir "$work/made"
 "$work/build/draws_chart" "$work/made" "$source/subgroups.csv"
 "$work/build/without_engine"
 if [ -x "$work/build/opens_server" ]; then "$work/build/opens_server"; fi
+if [ -x "$work/build/tells_hooks" ]; then "$work/build/tells_hooks" "$work/made"; fi
 
 refused() {  # program, what the compiler says
   local log=$work/$1.log
@@ -45,3 +46,13 @@ for part in CABins CACurve CAStatistics; do
   refused "copies_$part" "(use of deleted function|call to deleted constructor of) .*$part"
 done
 refused includes_friend "frame/Friend.h(: No such file|' file not found)"
+
+# The commands that write, list and change data know nothing of the engine but what is installed.
+top=$(cd "$source/../.." && pwd)
+mkdir -p "$work/hosts"
+ln -s "$top/host" "$top/system" "$work/hosts/"
+commands=(Alarm Backup Check Comment Copy Edit Import Imports Limits List Log Phase Record Set)
+printf '%s\n' "${commands[@]/#/$top/host/cli/}" | sed 's/$/Command.cpp/' |
+  xargs -P "$(nproc)" -n 1 "$compiler" -std=c++20 -fsyntax-only -I"$prefix/include/orvSPCAnalysis6" \
+        -I"$work/hosts" -I"$build/generated"
+echo "${#commands[@]} commands compile against the installed headers"

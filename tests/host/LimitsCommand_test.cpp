@@ -109,6 +109,79 @@ TEST_F(LimitsCommand, PoliciesAndReviews) {
   EXPECT_EQ(Limits("review").out, "nothing to propose\n");
 }
 
+TEST_F(LimitsCommand, AWindowOfSeveralPhasesHasThoseOfOne) {
+  for (const auto* const phase : {"--name \"Tool A\" --start 2026-01-01 --end 2026-01-11",
+                                  "--name \"Tool B\" --start 2026-01-11"}) {
+    EXPECT_EQ(
+        Run(std::string("phase add --db q.db --test Diameter --reason tried ") + phase).status, 0);
+  }
+  auto done = Limits("compute");
+  EXPECT_NE(done.out.find("data      20 of 20 subgroups, 2026-01-11"), std::string::npos)
+      << done.out;
+  EXPECT_NE(done.out.find("phase     Tool B\n"), std::string::npos) << done.out;
+  EXPECT_NE(done.out.find("note: newest of 2 phases, 20 of 30 subgroups: Tool B\n"),
+            std::string::npos)
+      << done.out;
+  const auto json = [&](const std::string& options) {
+    return JsonParser(Limits("compute --format json" + options).out).Parse();
+  };
+  EXPECT_EQ(json("").At("Phase").text, "Tool B");
+  EXPECT_EQ(json(" --phase \"Tool A\"").At("Phase").text, "Tool A");
+  EXPECT_EQ(json(" --phase \"Tool A\"").At("Used").number, 10);
+  EXPECT_EQ(json(" --all-phases").At("Phase").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(json(" --all-phases").At("Used").number, 30);
+  ExpectFailure("compute --all-phases --phase \"Tool A\"", 2,
+                "--phase and --all-phases exclude each other");
+  done = Limits("propose --force --reason first");
+  EXPECT_EQ(done.out, "limits 1: proposed\n");
+  EXPECT_NE(done.err.find("note: Ring / Press A / Diameter: newest of 2 phases, 20 of 30 "
+                          "subgroups: Tool B\n"),
+            std::string::npos)
+      << done.err;
+}
+
+TEST_F(LimitsCommand, AnImportProposesWhatWaitsIsDrawnAndWhatChangedIsTold) {
+  EXPECT_EQ(Limits("freeze --until 2026-01-20 --effective 2026-01-21 --force --reason first "
+                   "--graph1 xbar --graph2 range")
+                .status,
+            0);
+  EXPECT_EQ(Limits("policy public-health --reason agreed").status, 0);
+  const std::string chart = "chart --db q.db --graph1 xbar --graph2 range --max 0";
+  const auto without = Run(chart + " --format svg").out;
+  EXPECT_EQ(without.find("pv\""), std::string::npos);
+  std::string text = "part,process,test,subgroup,time,value,comment\n";
+  for (int i = 0; i < 9; ++i) {
+    for (int piece = 0; piece < 3; ++piece) {
+      text += "Ring,Press A,Diameter,n" + std::to_string(i) + ",2026-02-0" + std::to_string(i + 1) +
+              "," + std::to_string(74.02 + (i * 7 + piece * 5) % 11 / 1000.0) + ",new tool\n";
+    }
+  }
+  Write("more.csv", text);
+  const auto done = Run("import more.csv --db q.db --by Eve");
+  EXPECT_NE(done.err.find("note: Ring / Press A / Diameter: limits 2, provisional: 9 of 12 points; "
+                          "public-health: 9 points above "),
+            std::string::npos)
+      << done.err;
+  EXPECT_NE(Limits("list").out.find("proposed"), std::string::npos);
+  const auto picture = Run(chart + " --format svg").out;
+  for (const auto* const style : {"class=\"cl pv\"", "class=\"lim pv\""}) {
+    EXPECT_NE(picture.find(style), std::string::npos) << style;
+  }
+  EXPECT_NE(picture.find("limits 2 are proposed, from 9 of 12 points so far"), std::string::npos);
+  const auto document = JsonParser(Run(chart + " --format json").out).Parse();
+  EXPECT_EQ(document.At("Streams[0].Provisional[0].ID").number, 2);
+  EXPECT_EQ(document.At("Streams[0].Provisional[0].Needed").number, 12);
+  const auto row = JsonParser(Limits("show 2 --format json").out).Parse();
+  EXPECT_EQ(document.At("Streams[0].Provisional[0].Limits[0].CL").number, row.At("Mean").number);
+  EXPECT_EQ(row.At("DigestNow").text, row.At("Digest").text);
+  EXPECT_EQ(Run("edit flag #31 --to disabled --reason worn --db q.db").status, 0);
+  const auto changed = JsonParser(Limits("show 2 --format json").out).Parse();
+  EXPECT_TRUE(changed.At("DataChanged").boolean);
+  EXPECT_NE(changed.At("DigestNow").text, changed.At("Digest").text);
+  EXPECT_NE(Limits("show 2").out.find("now       " + changed.At("DigestNow").text),
+            std::string::npos);
+}
+
 TEST_F(LimitsCommand, Messages) {
   ExpectFailure("", 2,
                 "what is to be done? compute, propose, approve, reject, retire, void, freeze, "

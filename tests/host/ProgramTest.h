@@ -35,7 +35,7 @@ class ProgramTest : public testing::Test {
   Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
     std::map<std::string, std::string> addresses;
     const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
-                             " | COLUMNS=120 '" ORVSPC_PROGRAM "' " +
+                             " | ORVSPC_HOOKS= COLUMNS=120 '" ORVSPC_PROGRAM "' " +
                              WithAddresses(arguments, addresses) + " >out 2>err";
     const int raw = std::system(line.c_str());
     Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),

@@ -354,14 +354,47 @@ TEST_F(Program, ShowTakesTheSettingsObjectsAndRefusesOtherRoots) {
   }
 }
 
+TEST_F(Program, AnImportNamesNewItemsAndThoseThatAreALetterAway) {
+  Write("a.csv", "part,process,test,subgroup,time,value\nRing,Press A,Bore,1,2024-03-01,1\n");
+  Run("import a.csv --db q.db");
+  Write("b.csv",
+        "part,process,test,lot,subgroup,time,value\nRung,Press A,Bore,L1,2,2024-03-01,1\n"
+        "ring,Press A,Depth,L2,3,2024-03-01,1\n");
+  const auto refused = Run("import b.csv --db q.db --no-create");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(
+      refused.err,
+      "orvspc import: b.csv: line 2, column \"part\", value \"Rung\": there is no part \"Rung\"; "
+      "did you mean \"Ring\"?\n");
+  EXPECT_EQ(Run("import b.csv --db q.db").out,
+            "2 lines, 2 new subgroups, 2 rows stored, 5 new names\n"
+            "new: part \"Rung\" (or \"Ring\"?), part \"ring\" (or \"Ring\"?), test \"Depth\"\n");
+  Write("c.csv",
+        "part,process,test,lot,subgroup,time,value\nRing,Press A,Bore,L3,4,2024-03-02,1\n");
+  EXPECT_EQ(Run("import c.csv --db q.db --no-create").out,
+            "1 line, 1 new subgroup, 1 row stored, 1 new name\n")
+      << "a lot is new every day";
+  std::string many = "part,process,test,subgroup,time,value\n";
+  for (int i = 10; i < 22; ++i) {
+    many += "P" + std::to_string(i) + ",Press A,Bore,1,2024-03-03,1\n";
+  }
+  Write("d.csv", many);
+  const auto said = Run("import d.csv --db q.db").out;
+  EXPECT_NE(said.find("\"P19\""), said.npos) << said;
+  EXPECT_EQ(said.find("\"P20\""), said.npos) << said;
+}
+
 TEST_F(Program, StandardInputIsImportedFromAPipe) {
   Import();
   const Outcome piped = Run("import /dev/stdin --db piped.db", "values.csv");
   EXPECT_EQ(piped.status, 0) << piped.err;
-  EXPECT_EQ(piped.out, "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n");
+  EXPECT_EQ(piped.out,
+            "20 lines, 20 new subgroups, 20 rows stored, 3 new names\n"
+            "new: part \"Bolt\", process \"Lathe\", test \"Length\"\n");
   Write("one.csv", "part,process,test,subgroup,time,value\nNut,Mill,Bore,1,2024-03-01,1\n");
   EXPECT_EQ(Run("import one.csv --db one.db").out,
-            "1 line, 1 new subgroup, 1 row stored, 3 new names\n");
+            "1 line, 1 new subgroup, 1 row stored, 3 new names\n"
+            "new: part \"Nut\", process \"Mill\", test \"Bore\"\n");
   EXPECT_NE(Run("import . --db piped.db").err.find("is a folder"), std::string::npos);
   EXPECT_NE(Run("import none.csv --db piped.db").err.find("cannot be read: No such file"),
             std::string::npos);
@@ -459,7 +492,8 @@ TEST_F(Program, ImportPrintsNotesAboutLinesThatItStored) {
   Write("limits.csv", "part,test,usl,target,lsl\nA,T,3,4,1\nA,U,3,2,1\n");
   const Outcome outcome = Run("import limits.csv --kind limits --db q.db");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.out, "2 lines, 2 rows stored, 3 new names\n");
+  EXPECT_EQ(outcome.out,
+            "2 lines, 2 rows stored, 3 new names\nnew: part \"A\", test \"T\", test \"U\"\n");
   EXPECT_EQ(outcome.err,
             "note: limits.csv: line 2, column \"target\", value \"4\": lies outside the "
             "specification limits\n");

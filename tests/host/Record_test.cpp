@@ -127,6 +127,58 @@ TEST_F(RecordTest, EachLineOfJsonHasOneAnswer) {
   EXPECT_EQ(SubgroupsOf("Diameter"), 3U);
 }
 
+// One that a server could not look for, either.
+TEST_F(RecordTest, AKeyThatIsNoneIsTheRefusalOfItsLineAlone) {
+  Run(kRing + "1 --at 2026-03-11 --create");
+  const std::string stream = R"({"part":"Ring","process":"Press A","test":"Diameter","pieces":[)";
+  Write("in.jsonl", stream + "1],\"key\":\"good-1\"}\n" + stream + "2],\"key\":\"a\\u0000b\"}\n" +
+                        stream + "3],\"key\":\"\xFF\"}\n" + stream + "4],\"key\":\"gr\u00FCn\"}\n" +
+                        stream + "5],\"key\":\"good-2\"}\n");
+  for (const std::string arguments : {"--jsonl in.jsonl --batch 100", "--jsonl -"}) {
+    const auto outcome = Run("record --db q.db " + arguments, "in.jsonl");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "");
+    const auto lines = LinesOf(outcome.out);
+    ASSERT_EQ(lines.size(), 5U) << outcome.out;
+    EXPECT_EQ(lines[0]["subgroup"], 2);
+    EXPECT_EQ(lines[1]["key"], std::string("a\0b", 3));
+    EXPECT_EQ(lines[1]["error"]["field"], "key");
+    EXPECT_EQ(lines[1]["error"]["text"], "key: must be 1 to 64 printable characters of ASCII");
+    EXPECT_EQ(lines[2]["error"]["text"], "line: is no JSON");
+    EXPECT_EQ(lines[3]["error"]["field"], "key");
+    EXPECT_EQ(lines[4]["subgroup"], 3);
+    EXPECT_EQ(lines[4]["repeated"], arguments == "--jsonl -");
+  }
+  const auto one = Run(kRing + "6 --key '\xFF\xFE'");
+  EXPECT_EQ(one.status, 1);
+  EXPECT_EQ(one.err, "orvspc record: key: must be 1 to 64 printable characters of ASCII\n");
+  EXPECT_EQ(SubgroupsOf("Diameter"), 3U);
+}
+
+TEST_F(RecordTest, WhatIsNoTextIsRefusedOnEveryStore) {
+  Run(kRing + "1 --at 2026-03-11 --create");
+  constexpr const char* kText = " is not text; it takes UTF-8 without control characters";
+  constexpr const char* kName = "must be 1 to 255 bytes of text without control characters";
+  const struct {
+    std::string arguments, says;
+  } cases[] = {{kRing + "2 --by 'A\xFFnn'", std::string("by: ") + kName},
+               {kRing + "2 --station 'A\xFF'", std::string("station: \"A\\xFF\"") + kText},
+               {kRing + "2 --lot 'A\xFF'", std::string("lot: ") + kName},
+               {"comment add --db q.db '#1' 'A\xFF'", std::string("text: \"A\\xFF\"") + kText},
+               {"edit rename --db q.db part Ring --to 'A\xFF' --reason 'new drawing'",
+                std::string("to: ") + kName},
+               {"edit rename --db q.db part Ring --to Disc --reason 'new \xFF'",
+                std::string("reason: \"new \\xFF\"") + kText},
+               {"edit rename --db q.db part 'Ring\xFF' --to Disc --reason 'new drawing'",
+                "there is no part"}};
+  for (const auto& each : cases) {
+    const auto outcome = Run(each.arguments);
+    EXPECT_EQ(outcome.status, 1) << each.arguments;
+    EXPECT_NE(outcome.err.find(each.says), std::string::npos) << outcome.err;
+    EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
+  }
+}
+
 TEST_F(RecordTest, LinesWithoutARefusalEndWithZero) {
   std::string text;
   for (int i = 0; i < 25; ++i) {

@@ -30,8 +30,8 @@
 
 #include "engine/Embedded.h"
 #include "engine/QualityDatabase.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/store/SqlStore.h"
-#include "engine/store/subgroups.h"
 #include "host/cli/Analysis.h"
 #include "platform/ExternalFailure.h"
 #include "platform/TimeText.h"

@@ -4,8 +4,8 @@
 
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
-#include "tests/engine/import/every_kind.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/import/every_kind.h"
 
 // A file and a server that were filled alike hold the same, down to the identifiers.
 namespace orvspc::engine::store {
@@ -183,6 +183,57 @@ TEST_F(BothStoresTest, ACopyGoesToTheServerAndBack) {
   EXPECT_EQ(there.measurements, 3000);
   EXPECT_EQ(Digest(folder_.File("back.db")), Digest(file_));
   EXPECT_EQ(RowsOf(server_), RowsOf(file_));
+}
+
+// Files of former releases may have texts that no server takes.
+TEST_F(BothStoresTest, ACopyNamesTheRowWhoseTextNoServerHolds) {
+  WriteFile(folder_.File("in.csv"),
+            "part,process,test,subgroup,time,value,comment\nA,P,T,1,2024-01-01,5,\n"
+            "A,P,T,2,2024-01-02,5,odd\nA,P,T,3,2024-01-03,5,odd\n");
+  auto file = QualityDatabase::Create(file_);
+  file.Import(folder_.File("in.csv"), ImportKind::Values);
+  int copies = 0;
+  const auto expect = [&](const std::string& where) {
+    EXPECT_EQ(FailureOf([&] { file.CopyTo(server_); }),
+              file_ + ": " + where +
+                  ": \"A\\xFFb\" is not UTF-8 without NUL characters, and no server holds that; "
+                  "copy to a file, or correct it first (orvspc comment edit, orvspc edit)");
+    const auto copy = folder_.File("copy" + std::to_string(++copies) + ".db");
+    EXPECT_EQ(FailureOf([&] { file.CopyTo(copy); }), "");
+    EXPECT_EQ(Digest(copy), Digest(file_));
+  };
+  ChangeOptions why;
+  why.reason = "from a former release";
+  RunSql(file_, "UPDATE comment SET note = CAST(x'41FF62' AS TEXT) WHERE id = 2");
+  expect("the table comment, row 2, note");
+  file.ChangeComment(2, "Ab", why);
+  RunSql(file_, "UPDATE part SET name = CAST(x'41FF62' AS TEXT)");
+  expect("the table part, row 1, name");
+  file.Rename(ItemKind::Part,
+              "A\xFF"
+              "b",
+              "Ab", why);
+  file.ChangeFlag({3}, {}, sfDisabled, why);
+  RunSql(file_, "UPDATE subgroup SET label = CAST(x'41FF62' AS TEXT) WHERE id = 3");
+  expect("subgroup #3, label");
+  SubgroupChange label;
+  label.label = "Ab";
+  file.ChangeSubgroups({3}, {}, label, why);
+  const auto copied = file.CopyTo(server_);
+  EXPECT_EQ(copied.measurements, 3);
+  EXPECT_EQ(Digest(server_), Digest(file_));
+  EXPECT_EQ(QualityDatabase::Open(server_).Find(ItemKind::Part,
+                                                "A\xFF"
+                                                "b"),
+            std::nullopt);
+}
+
+TEST_F(BothStoresTest, ACopyNamesTheEntryWhoseTextNoServerHolds) {
+  QualityDatabase::Create(file_).Set("alarm_needs", "none", {"Ann", ""}, "on trial");
+  RunSql(file_, "UPDATE log SET reason = CAST(x'41FF62' AS TEXT) WHERE seq = 2");
+  EXPECT_TRUE(FailureOf([&] {
+                QualityDatabase::Open(file_).CopyTo(server_);
+              }).starts_with(file_ + ": the table log, seq 2, reason: \"A\\xFFb\" is not UTF-8 "));
 }
 
 }  // namespace

@@ -8,9 +8,10 @@ cd "$(dirname "$0")"
 slow=${2:-}
 of_files=$(sed '/^#/d; s/ .*//' of_files.txt | paste -sd:)
 
-suites=(engine_sql engine_log engine_store engine_import engine_change engine_audit engine engine_charts
-        engine_capability engine_pareto
-        engine_compliance engine_limits threads host script)
+suites=(engine_sql engine_chunks engine_store engine engine_charts engine_capability engine_pareto
+        engine_compliance engine_audit engine_write engine_write_chunks engine_write_log
+        engine_write_import engine_write_record engine_write_change engine_write_alarms
+        engine_write_limits engine_write_deliver threads host script)
 run_all() {
   local failed=0 suite
   for suite in "${suites[@]}"; do

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "engine/chunks/subgroups.h"
 #include "engine/store/digest.h"
-#include "engine/store/subgroups.h"
 #include "tests/engine/store/reference_store.h"
 #include "tests/postgres/server_fixture.h"
 
@@ -93,8 +93,12 @@ class ServerKillTest : public ServerTest {
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(halves, 0);
     EXPECT_GT(readings, kReaders);
-    EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(),
-              static_cast<std::size_t>(1 + imports));
+    // Also what came after the last reading.
+    const auto streams = QualityDatabase::Open(Path()).Streams();
+    EXPECT_EQ(streams.size(), static_cast<std::size_t>(1 + imports));
+    for (const auto& stream : streams) {
+      EXPECT_EQ(stream.subgroups, kSubgroups) << stream.part;
+    }
     std::cout << kWriters << " writers, " << kReaders << " readers: " << imports << " imports, "
               << failed << " failed; " << readings << " readings, " << halves
               << " saw part of an import\n";

@@ -9,10 +9,22 @@
 #include <fstream>
 #include <memory>
 
+#include "system/Sha256.h"
 #include "tests/host/TemporaryFolder.h"
 
 namespace orvspc::system {
 namespace {
+
+// The test cases 1, 2 and 6 of RFC 4231.
+TEST(Hmac, IsThatOfItsStandard) {
+  EXPECT_EQ(HexOf(HmacSha256(std::string(20, '\x0b'), "Hi There")),
+            "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7");
+  EXPECT_EQ(HexOf(HmacSha256("Jefe", "what do ya want for nothing?")),
+            "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+  EXPECT_EQ(HexOf(HmacSha256(std::string(131, '\xaa'),
+                             "Test Using Larger Than Block-Size Key - Hash Key First")),
+            "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
+}
 
 class SystemTest : public testing::Test {
  protected:

@@ -11,6 +11,7 @@
 
 #include "engine/sql/Connection.h"
 #include "engine/sql/postgres/wire.h"
+#include "engine/sql/texts.h"
 
 namespace orvspc::engine::sql::postgres {
 
@@ -40,7 +41,11 @@ class Cells : public Base {
   void BindInt(int index, std::int64_t value) override {
     At(index) = {kInt8, false, false, value, 0.0, {}};
   }
-  void BindText(int index, std::string_view text) override { BindBytes(index, kText, text); }
+  void BindText(int index, std::string_view text) override {
+    // The server would refuse it, too, and with it the transaction.
+    if (!IsStorable(text)) throw SqlError(SqlError::Kind::Other, NotStorable(text));
+    BindBytes(index, kText, text);
+  }
   void BindBlob(int index, std::span<const std::byte> blob) override {
     BindBytes(index, kBytea, {reinterpret_cast<const char*>(blob.data()), blob.size()});
   }

@@ -21,6 +21,7 @@ class PostgresConnection final : public Connection {
 
   Statement& Prepared(std::string_view sql) override;
   std::size_t PreparedCount() const override { return statements_.size(); }
+  bool Holds(std::string_view text) const override { return IsStorable(text); }
   void Execute(const std::string& sql) override;
   void Define(const std::string& sql) override;
   void KeepAppendOnly(std::string_view table, std::string_view number, bool is_kept) override;

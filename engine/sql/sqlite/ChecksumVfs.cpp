@@ -54,11 +54,15 @@ struct File : sqlite3_file {
   // Of a database.
   bool has_checksums = false;
   bool is_strict = false;  // refuses every page that does not match
+  bool gathers_log = false;
   Damage damage;
   std::vector<std::byte> copy;  // of a page that is written
   // Of a log: where the frames of the transaction begin that this connection is writing. SQLite
   // completes their checksums when it commits.
   sqlite3_int64 unfinished_from = kNowhere;
+  // What follows one another in the log and is yet to be written, and where it begins.
+  std::vector<std::byte> gathered;
+  sqlite3_int64 gathered_at = 0;
 };
 
 File& Of(sqlite3_file* file) { return *static_cast<File*>(file); }
@@ -249,7 +253,37 @@ auto Pass(sqlite3_file* file, Arguments... arguments) {
   return (Beneath(file)->pMethods->*Member)(Beneath(file), arguments...);
 }
 
+// Writes what was gathered. What cannot be written is dropped: the commit fails.
+int WriteGathered(sqlite3_file* file) {
+  File& log = Of(file);
+  if (log.gathered.empty()) return SQLITE_OK;
+  const int code = Pass<&sqlite3_io_methods::xWrite>(
+      file, log.gathered.data(), static_cast<int>(log.gathered.size()), log.gathered_at);
+  log.gathered.clear();
+  return code;
+}
+
+// SQLite writes a page and its header by themselves, some ten of each in a commit. False: not
+// gathered.
+bool Gather(File& log, std::span<const std::byte> data, sqlite3_int64 offset) {
+  constexpr std::size_t kMaxGathered = 1 << 17;
+  if (log.partner == nullptr || !log.partner->gathers_log) return false;
+  if (log.gathered.empty()) log.gathered_at = offset;
+  const auto end = log.gathered_at + static_cast<sqlite3_int64>(log.gathered.size());
+  if (offset != end || log.gathered.size() + data.size() > kMaxGathered) return false;
+  log.gathered.insert(log.gathered.end(), data.begin(), data.end());
+  return true;
+}
+
+// The same after what was gathered for the log is written.
+template <auto Member, class... Arguments>
+int PassInOrder(sqlite3_file* file, Arguments... arguments) {
+  if (const int code = WriteGathered(file); code != SQLITE_OK) return code;
+  return Pass<Member>(file, arguments...);
+}
+
 int Close(sqlite3_file* file) {
+  WriteGathered(file);
   const int code = Pass<&sqlite3_io_methods::xClose>(file);
   File& closed = Of(file);
   if (closed.partner != nullptr) closed.partner->partner = nullptr;
@@ -259,7 +293,7 @@ int Close(sqlite3_file* file) {
 }
 
 int Read(sqlite3_file* file, void* data, int amount, sqlite3_int64 offset) {
-  const int code = Pass<&sqlite3_io_methods::xRead>(file, data, amount, offset);
+  const int code = PassInOrder<&sqlite3_io_methods::xRead>(file, data, amount, offset);
   // What a short read lacks is zeros.
   if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) return code;
   const std::span read(static_cast<const std::byte*>(data), static_cast<std::size_t>(amount));
@@ -279,15 +313,28 @@ int Read(sqlite3_file* file, void* data, int amount, sqlite3_int64 offset) {
 int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset) {
   File& own = Of(file);
   if (own.is_log) own.unfinished_from = std::min(own.unfinished_from, offset);
-  if (own.is_database) {
-    const std::span page(static_cast<const std::byte*>(data), static_cast<std::size_t>(amount));
-    try {
+  const std::span page(static_cast<const std::byte*>(data), static_cast<std::size_t>(amount));
+  try {
+    if (own.is_database) {
       if (const auto* summed = WithChecksum(own, page, offset)) data = summed;
-    } catch (const std::bad_alloc&) {
-      return SQLITE_IOERR_NOMEM;
     }
+    if (own.is_log) {
+      if (Gather(own, page, offset)) return SQLITE_OK;
+      if (const int code = WriteGathered(file); code != SQLITE_OK) return code;
+      if (Gather(own, page, offset)) return SQLITE_OK;
+    }
+  } catch (const std::bad_alloc&) {
+    return SQLITE_IOERR_NOMEM;
   }
   return Pass<&sqlite3_io_methods::xWrite>(file, data, amount, offset);
+}
+
+// Where each commit flushes the log, it may be gathered until then. Nobody is shown what is not in
+// the file yet.
+void NotePragma(File& database, const void* arguments) {
+  const auto* const texts = static_cast<const char* const*>(arguments);  // an answer, name, value
+  if (texts[2] == nullptr || sqlite3_stricmp(texts[1], "synchronous") != 0) return;
+  database.gathers_log = sqlite3_stricmp(texts[2], "FULL") == 0;
 }
 
 int Control(sqlite3_file* file, int question, void* answer) {
@@ -300,6 +347,7 @@ int Control(sqlite3_file* file, int question, void* answer) {
     std::swap(*static_cast<bool*>(answer), own.is_strict);
     return SQLITE_OK;
   }
+  if (question == SQLITE_FCNTL_PRAGMA && own.is_database) NotePragma(own, answer);
   if (question == SQLITE_FCNTL_CKPT_START && own.is_database) ReadHeader(file);
   const int code = Pass<&sqlite3_io_methods::xFileControl>(file, question, answer);
   if (question == SQLITE_FCNTL_VFSNAME && code == SQLITE_OK) {
@@ -317,7 +365,10 @@ int LockShared(sqlite3_file* file, int first, int count, int flags) {
   const int code = Pass<&sqlite3_io_methods::xShmLock>(file, first, count, flags);
   const bool ends = first == kWriteLock && (flags & SQLITE_SHM_UNLOCK) != 0 &&
                     (flags & SQLITE_SHM_EXCLUSIVE) != 0;
-  if (ends && Of(file).partner != nullptr) Of(file).partner->unfinished_from = kNowhere;
+  if (!ends || Of(file).partner == nullptr) return code;
+  // Of a transaction that was taken back; a commit has flushed its own.
+  WriteGathered(Of(file).partner);
+  Of(file).partner->unfinished_from = kNowhere;
   return code;
 }
 
@@ -329,9 +380,9 @@ sqlite3_io_methods Methods(int version) {
   methods.xClose = Close;
   methods.xRead = Read;
   methods.xWrite = Write;
-  methods.xTruncate = Pass<&Io::xTruncate, sqlite3_int64>;
-  methods.xSync = Pass<&Io::xSync, int>;
-  methods.xFileSize = Pass<&Io::xFileSize, sqlite3_int64*>;
+  methods.xTruncate = PassInOrder<&Io::xTruncate, sqlite3_int64>;
+  methods.xSync = PassInOrder<&Io::xSync, int>;
+  methods.xFileSize = PassInOrder<&Io::xFileSize, sqlite3_int64*>;
   methods.xLock = Pass<&Io::xLock, int>;
   methods.xUnlock = Pass<&Io::xUnlock, int>;
   methods.xCheckReservedLock = Pass<&Io::xCheckReservedLock, int*>;

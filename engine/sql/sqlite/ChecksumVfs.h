@@ -16,10 +16,13 @@ struct sqlite3;
 //     checksum, and the other rows of the page are whole (flipped_bit.h). Any other damage is
 //     refused with the whole page.
 //   - The seed is the number of the page, so that pages in each other's place are noticed.
-//   - The log has checksums of SQLite's own, which SQLite checks only when a program died. Here
-//     they are checked whenever a page is read from the log, so that a checkpoint does not put a
-//     new checksum on a damaged page. Of a log that a program left which died, all is checked that can
+//   - The log has checksums of SQLite's own, which it checks only when a program died. Here they
+//     are checked whenever a page is read from the log, so that a checkpoint does not put a new
+//     checksum on a damaged page. Of a log that a program left which died, all is checked that can
 //     be: damage to its last commit cannot be told from a commit that was never completed.
+//   - From PRAGMA synchronous=FULL on, what a transaction writes to the log is kept until the flush
+//     of its commit and goes there in one piece: SQLite writes each page by itself. A full device
+//     shows then.
 //   - A program that writes without this layer leaves pages whose checksum is wrong.
 namespace orvspc::engine::sql::sqlite {
 

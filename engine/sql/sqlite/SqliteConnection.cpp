@@ -9,7 +9,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <set>
+#include <map>
 #include <unordered_map>
 #include <utility>
 
@@ -52,7 +52,7 @@ void Check(sqlite3* db, int code) {
 
 class SqliteStatement final : public Statement {
  public:
-  SqliteStatement(sqlite3* db, std::string_view sql) : db_(db) {
+  SqliteStatement(sqlite3* db, std::string_view sql) : db_(db), size_(sql.size()) {
     // Our own texts, which are far shorter than an int counts.
     Check(db, sqlite3_prepare_v3(db, sql.data(), static_cast<int>(sql.size()),
                                  SQLITE_PREPARE_PERSISTENT, &statement_, nullptr));
@@ -60,6 +60,8 @@ class SqliteStatement final : public Statement {
   SqliteStatement(const SqliteStatement&) = delete;
   SqliteStatement& operator=(const SqliteStatement&) = delete;
   ~SqliteStatement() override { sqlite3_finalize(statement_); }
+
+  std::string_view Sql() const { return {sqlite3_sql(statement_), size_}; }
 
   void BindInt(int index, std::int64_t value) override {
     Check(db_, sqlite3_bind_int64(statement_, index, value));
@@ -107,6 +109,7 @@ class SqliteStatement final : public Statement {
   }
 
   sqlite3* db_;
+  std::size_t size_;  // of the text
   sqlite3_stmt* statement_ = nullptr;
 };
 
@@ -266,6 +269,9 @@ class SqliteConnection final : public Connection {
   sqlite3* Handle() const { return db_.get(); }
 
   Statement& Prepared(std::string_view sql) override {
+    // One that is where it was the last time is found sooner.
+    auto*& known = known_[sql.data()];
+    if (known != nullptr && known->Sql() == sql) return *known;
     auto& statement = statements_[sql];
     if (!statement) {
       try {
@@ -275,9 +281,11 @@ class SqliteConnection final : public Connection {
         throw;
       }
     }
+    known = statement.get();
     return *statement;
   }
   std::size_t PreparedCount() const override { return statements_.size(); }
+  bool Holds(std::string_view /*text*/) const override { return true; }
   void Execute(const std::string& sql) override {
     Check(db_.get(), sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr));
   }
@@ -300,11 +308,16 @@ class SqliteConnection final : public Connection {
   }
 
   std::unique_ptr<BulkRows> InsertMany(std::string_view row, OnConflict conflict) override {
-    std::string text = "INSERT INTO " + std::string(row) + " VALUES(?1";
-    const auto commas = std::count(row.begin(), row.end(), ',');
-    for (std::ptrdiff_t i = 0; i < commas; ++i) text += ", ?" + std::to_string(i + 2);
-    text += conflict == OnConflict::Skip ? ") ON CONFLICT DO NOTHING" : ")";
-    return std::make_unique<SqliteRows>(*this, *texts_.insert(std::move(text)).first);
+    auto& texts = texts_[conflict == OnConflict::Skip ? 1 : 0];
+    auto found = texts.find(row);
+    if (found == texts.end()) {
+      std::string text = "INSERT INTO " + std::string(row) + " VALUES(?1";
+      const auto commas = std::count(row.begin(), row.end(), ',');
+      for (std::ptrdiff_t i = 0; i < commas; ++i) text += ", ?" + std::to_string(i + 2);
+      text += conflict == OnConflict::Skip ? ") ON CONFLICT DO NOTHING" : ")";
+      found = texts.emplace(row, std::move(text)).first;
+    }
+    return std::make_unique<SqliteRows>(*this, found->second);
   }
 
   void Begin(TransactionKind kind) override {
@@ -465,6 +478,7 @@ class SqliteConnection final : public Connection {
     return access_ == Access::ReadUnlocked && state_.HasChangedTo(StateOf(path_));
   }
   void OpenAgain() {
+    known_.clear();
     statements_.clear();
     const auto state = StateOf(path_);
     CheckReadable(state.beside);
@@ -518,9 +532,10 @@ class SqliteConnection final : public Connection {
   std::function<void()> on_wait_;
   std::unique_ptr<sqlite3, Closer> db_;
   std::int64_t noted_ = 0;
-  std::set<std::string> texts_;  // of InsertMany
+  std::array<std::map<std::string, std::string, std::less<>>, 2> texts_;  // of InsertMany
   // Destroyed before the connection. Keys are texts that outlive the connection.
   std::unordered_map<std::string_view, std::unique_ptr<SqliteStatement>> statements_;
+  std::unordered_map<const char*, SqliteStatement*> known_;  // by where its text begins
 };
 
 }  // namespace
@@ -542,6 +557,9 @@ std::unique_ptr<Connection> OpenFile(const std::string& path, bool create,
   connection->UseWriteAheadLog(patience);
   // Full: what was committed survives a power cut too. Imports commit once, so it costs little.
   connection->Execute("PRAGMA synchronous=FULL");
+  // Whoever fills the log moves it into the file: few commits wait for that, and it stays as large
+  // as it is, so that a flush need not write how large it became.
+  connection->Execute("PRAGMA wal_autocheckpoint=4000");
   connection->Execute("PRAGMA journal_size_limit=16777216");
   connection->WaitForWriters(kWriting, {});
   return connection;

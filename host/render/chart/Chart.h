@@ -49,17 +49,18 @@ struct LineSet {
 };
 
 struct GraphView {
-  std::string title;                // "X-bar: subgroup mean"
-  std::string symbol;               // short, for axes and tables: "X-bar"
-  std::string caption;              // what the limits rest on; empty if there is nothing to say
-  std::vector<double> points;       // NaN: no value, the line breaks there
-  std::vector<std::int32_t> sizes;  // pieces behind each point
-  LineSet limits;                   // UCL, CL, LCL in force
-  LineSet specification;            // USL, target, LSL
-  std::vector<PointMark> marks;     // by point
-  int decimals = 4;                 // of a limit's value
-  int point_decimals = -1;          // of a point's value; -1: as of a limit's
-  bool from_zero = false;           // never negative: the axis does not go below 0
+  std::string title;                 // "X-bar: subgroup mean"
+  std::string symbol;                // short, for axes and tables: "X-bar"
+  std::string caption;               // what the limits rest on; empty if there is nothing to say
+  std::vector<double> points;        // NaN: no value, the line breaks there
+  std::vector<std::int32_t> sizes;   // pieces behind each point
+  LineSet limits;                    // UCL, CL, LCL in force
+  LineSet specification;             // USL, target, LSL
+  std::vector<LineSet> provisional;  // of limits that are proposed and wait for more points
+  std::vector<PointMark> marks;      // by point
+  int decimals = 4;                  // of a limit's value
+  int point_decimals = -1;           // of a point's value; -1: as of a limit's
+  bool from_zero = false;            // never negative: the axis does not go below 0
 
   // The value of a point as it is shown.
   std::string PointText(std::size_t point) const;

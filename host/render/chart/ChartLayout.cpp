@@ -122,6 +122,8 @@ Range AxisRange(const GraphView& graph) {
   };
   Range range{kInfinity, -kInfinity};
   widen(range, graph.points);
+  for (const auto& each : graph.provisional)
+    for (const auto* line : {&each.upper, &each.centre, &each.lower}) widen(range, *line);
   Range with_specification = range;
   for (const auto& line : LinesOf(graph)) {
     if (!line.specification) widen(range, line.values);

@@ -366,6 +366,10 @@ GraphView MakeGraph(const ChartView& view, GraphRead& graph, const ChartDocument
   for (std::size_t i = 0; i < made.points.size() && i < made.sizes.size(); ++i)
     if (made.sizes[i] == 0 && processing.IsVariable()) made.points[i] = kNaN;
   made.limits = {std::move(graph.ucls), std::move(graph.cls), std::move(graph.lcls)};
+  for (const auto& each : document.provisional)
+    for (const auto& lines : each.lines)
+      if (lines.graph == graph.index)
+        made.provisional.push_back({lines.upper, lines.centre, lines.lower});
   // The axis of a cusum is in sigmas, specification limits are not.
   if (!cusum) {
     made.specification = {std::move(graph.usls), std::move(graph.targets), std::move(graph.lsls)};

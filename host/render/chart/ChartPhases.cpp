@@ -278,4 +278,26 @@ void WritePhases(JsonWriter& json, const ChartDocument& document, const StreamRe
   });
 }
 
+void WriteProvisional(JsonWriter& json, const ChartDocument& document, const StreamReport& stream) {
+  std::vector<const ProvisionalLimits*> own;
+  for (const auto& each : document.provisional)
+    if (each.part == stream.part && each.process == stream.process && each.test == stream.test)
+      own.push_back(&each);
+  if (own.empty()) return;
+  json.Objects("Provisional", own, [&](const ProvisionalLimits* limits) {
+    json.Members("ID", limits->limit, "Effective", IsoTime(limits->effective), "Used", limits->used,
+                 "Needed", limits->needed);
+    // At the newest point.
+    json.Objects("Limits", limits->lines, [&](const ProvisionalLimits::Lines& lines) {
+      const auto newest = [](const std::vector<double>& values) {
+        const auto found = std::ranges::find_if(values.rbegin(), values.rend(),
+                                                [](double value) { return std::isfinite(value); });
+        return found == values.rend() ? std::nan("") : *found;
+      };
+      json.Members("Graph", lines.graph, "UCL", newest(lines.upper), "CL", newest(lines.centre),
+                   "LCL", newest(lines.lower));
+    });
+  });
+}
+
 }  // namespace orvspc::render

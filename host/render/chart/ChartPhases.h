@@ -54,4 +54,7 @@ std::vector<std::string> PhaseLines(const ChartView& view);
 // "Phases" of a stream, for its document; nothing where no stream has any.
 void WritePhases(JsonWriter& json, const ChartDocument& document, const StreamReport& stream);
 
+// "Provisional" of a stream, for its document; nothing where it has none.
+void WriteProvisional(JsonWriter& json, const ChartDocument& document, const StreamReport& stream);
+
 }  // namespace orvspc::render

@@ -246,6 +246,7 @@ void WriteStreams(JsonWriter& json, const ChartDocument& document, const Names& 
     if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
     WritePhases(json, document, stream);
+    WriteProvisional(json, document, stream);
   });
 }
 

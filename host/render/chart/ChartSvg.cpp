@@ -93,6 +93,11 @@ class Picture {
     LimitSteps(graph.limits.centre, panel, "cl");
     LimitSteps(graph.limits.upper, panel, "lim");
     LimitSteps(graph.limits.lower, panel, "lim");
+    for (const auto& each : graph.provisional) {
+      Steps(each.centre, panel, "cl pv");
+      Steps(each.upper, panel, "lim pv");
+      Steps(each.lower, panel, "lim pv");
+    }
     if (!dense) DrawLines(graph, panel);
     DrawPoints(graph, panel);
     DrawNotes(notes);

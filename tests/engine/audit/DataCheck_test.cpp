@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
-#include "engine/log/Json.h"
-#include "engine/store/StreamWriter.h"
-#include "engine/store/subgroups.h"
+#include "engine/chunks/subgroups.h"
+#include "engine/write/chunks/StreamWriter.h"
+#include "engine/write/log/Json.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"

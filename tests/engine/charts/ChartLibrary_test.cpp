@@ -10,10 +10,11 @@
 #include <set>
 #include <thread>
 
+#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/Store.h"
-#include "engine/store/StreamWriter.h"
-#include "engine/store/subgroups.h"
+#include "engine/write/chunks/StreamWriter.h"
+#include "engine/write/chunks/SubgroupWriter.h"
 #include "tests/engine/store/store_fixture.h"
 
 // The chart library over a real database.

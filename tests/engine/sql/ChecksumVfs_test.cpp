@@ -415,6 +415,48 @@ TEST_F(FlippedBitTest, AWriterOfThePageLeavesTheDamageInTheBlob) {
   EXPECT_EQ(Changed(), "k17");
 }
 
+// Where every commit is flushed, the log is written in one piece. Whatever goes there before,
+// because the cache is small, and whatever is taken back: another program sees each commit.
+TEST_F(ChecksumVfsTest, AFlushedCommitIsSeenByOthersAtOnceHoweverManyPagesItHas) {
+  for (const int cache : {5, 200}) {
+    const auto path = (folder_ / ("full" + std::to_string(cache))).string();
+    const auto db = Open(path);
+    db->Execute("PRAGMA cache_size=" + std::to_string(cache));
+    Fill(*db);
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    std::mt19937 random(static_cast<unsigned>(cache));
+    for (int round = 0; round < 20; ++round) {
+      const bool is_taken_back = round % 5 == 4;
+      const auto before = is_taken_back ? Content(path) : "";
+      db->Execute("BEGIN");
+      for (int i = 0; i < round % 20; ++i) {
+        db->Execute("UPDATE t SET long = printf('%.*c', " + std::to_string(random() % 30000) +
+                    ", 'y') WHERE id = " + std::to_string(random() % 300));
+      }
+      db->Execute(is_taken_back ? "ROLLBACK" : "COMMIT");
+      const auto length = [](sqlite3* of) {
+        sqlite3_stmt* sum = nullptr;
+        EXPECT_EQ(sqlite3_prepare_v2(of, "SELECT sum(length(long)) FROM t", -1, &sum, nullptr),
+                  SQLITE_OK);
+        EXPECT_EQ(sqlite3_step(sum), SQLITE_ROW) << sqlite3_errmsg(of);
+        const auto found = sqlite3_column_int64(sum, 0);
+        sqlite3_finalize(sum);
+        return found;
+      };
+      ASSERT_EQ(length(other), length(HandleOf(*db))) << cache << " " << round;
+      if (is_taken_back) {
+        ASSERT_EQ(Content(path), before);
+      }
+      if (round % 10 == 9) db->EmptyLog();
+    }
+    sqlite3_close(other);
+    Query check(*db, "PRAGMA integrity_check");
+    ASSERT_TRUE(check.Step());
+    EXPECT_EQ(check.Text(0), "ok");
+  }
+}
+
 // --- The log -------------------------------------------------------------------------------------
 
 TEST_F(ChecksumVfsTest, APageThatIsDamagedInTheLogIsNoticedAndNotMovedIntoTheFile) {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "engine/chunks/large_data.h"
 #include "engine/store/SharedReading.h"
-#include "engine/store/large_data.h"
 #include "engine/time/calendar.h"
 #include "tests/engine/store/store_fixture.h"
 

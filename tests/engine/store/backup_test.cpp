@@ -9,10 +9,10 @@
 #include <set>
 #include <thread>
 
-#include "engine/log/Log.h"
 #include "engine/sql/counter.h"
 #include "engine/store/digest.h"
 #include "engine/time/calendar.h"
+#include "engine/write/log/Log.h"
 #include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 

@@ -11,7 +11,7 @@
 #include <set>
 
 #include "engine/sql/sqlite/pages.h"
-#include "engine/store/StreamWriter.h"
+#include "engine/write/chunks/StreamWriter.h"
 #include "tests/engine/store/store_fixture.h"
 
 namespace orvspc::engine::store {

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/schema/schema.h"
-#include "engine/store/StreamWalk.h"
-#include "engine/store/StreamWriter.h"
 #include "engine/store/record_of_v2.h"
-#include "engine/store/subgroups.h"
 #include "engine/store/tables.h"
+#include "engine/write/chunks/StreamWriter.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/postgres/test_stores.h"
 

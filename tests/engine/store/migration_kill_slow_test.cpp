@@ -11,9 +11,9 @@
 
 #include "engine/schema/schema.h"
 #include "engine/store/digest.h"
-#include "tests/engine/import/every_kind.h"
 #include "tests/engine/store/former_file.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/import/every_kind.h"
 
 // The short forms are in migration_test.cpp and migration_of_v3_test.cpp.
 namespace orvspc::engine::store {

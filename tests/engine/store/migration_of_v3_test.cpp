@@ -10,14 +10,14 @@
 #include <thread>
 
 #include "engine/QualityDatabase.h"
-#include "engine/log/Json.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/digest.h"
 #include "engine/store/migration.h"
-#include "tests/engine/import/every_kind.h"
+#include "engine/write/log/Json.h"
 #include "tests/engine/store/former_file.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/write/import/every_kind.h"
 
 // Files of schema 3, which have no log, with rows in every table.
 namespace orvspc::engine::store {

@@ -16,19 +16,19 @@
 #include <utility>
 #include <vector>
 
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/schema/schema.h"
 #include "engine/sql/counter.h"
-#include "engine/store/StreamWalk.h"
 #include "engine/store/digest.h"
 #include "engine/store/migration.h"
-#include "engine/store/subgroups.h"
 #include "platform/TimeText.h"
-#include "tests/engine/import/every_kind.h"
 #include "tests/engine/limited_device.h"
 #include "tests/engine/store/former_file.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/write/import/every_kind.h"
 
 // Files of older schemas with so many values that these go into chunks and blocks.
 namespace orvspc::engine::store {

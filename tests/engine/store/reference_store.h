@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "engine/chunks/StreamWalk.h"
 #include "engine/sql/counter.h"
-#include "engine/store/StreamWalk.h"
-#include "engine/store/StreamWriter.h"
+#include "engine/write/chunks/StreamWriter.h"
 #include "tests/engine/store/reference_selection.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"

@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
-#include "engine/import/Import.h"
 #include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/Store.h"
+#include "engine/write/import/Import.h"
 #include "platform/Enumerations.h"
 #include "platform/ExternalFailure.h"
 #include "tests/postgres/test_stores.h"

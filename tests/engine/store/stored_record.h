@@ -8,8 +8,8 @@
 #include <span>
 #include <vector>
 
-#include "engine/store/chunk.h"
-#include "engine/store/columns.h"
+#include "engine/chunks/chunk.h"
+#include "engine/chunks/columns.h"
 
 namespace orvspc::engine::store {
 

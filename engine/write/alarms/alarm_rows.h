@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "engine/chunks/chunk.h"
+#include "engine/write/log/Log.h"
+#include "platform/Alarm.h"
+
+// The rows of alarms, with their events, entries of the log and rows of the outbox.
+namespace orvspc::engine::alarms {
+
+// Whether a stream has or had any.
+bool HasAlarms(sql::Connection& db, std::int64_t stream);
+
+// Of a stream: whose first subgroup is of that time or later, withdrawn ones too, and of the others
+// those whose last subgroup is that one or a later one. By their numbers.
+std::vector<Alarm> ReadAlarms(sql::Connection& db, std::int64_t stream, std::int32_t time,
+                              std::int32_t subgroup);
+
+// The time of the oldest of a stream that is open or begins then or later; empty: there is none.
+std::optional<std::int64_t> OldestAlarm(sql::Connection& db, std::int64_t stream,
+                                        std::int32_t time);
+
+// "alarm 12", as the log names it.
+std::string ObjectOf(const Alarm& alarm);
+
+// Which codes have to be given before an alarm is closed, by the setting alarm_needs: EventFlags.
+std::int32_t NeededCodes(sql::Connection& db);
+
+// Up to where a stream was judged; empty: never.
+std::optional<store::RecordKey> ReadMark(sql::Connection& db, std::int64_t stream);
+
+// Opens one, which gets its event.
+void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm);
+// It goes on, or is found again after it was withdrawn.
+void Extend(log::Writing& writing, const Alarm& known, const Alarm& now);
+// What it was about is no more; the event stays.
+void Withdraw(log::Writing& writing, const Alarm& alarm);
+
+// Tells hooks of the present state of an alarm.
+void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what);
+
+}  // namespace orvspc::engine::alarms

@@ -1,0 +1,360 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/change/Batches.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <span>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "engine/catalogue/References.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
+#include "engine/write/change/Comments.h"
+#include "engine/write/change/Items.h"
+#include "engine/write/change/Records.h"
+#include "engine/write/change/events.h"
+#include "engine/write/change/item_uses.h"
+#include "engine/write/change/version.h"
+#include "engine/write/chunks/StreamWriter.h"
+#include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/log/Json.h"
+
+namespace orvspc::engine::change {
+namespace {
+
+using catalogue::ItemKind;
+using log::Json;
+
+struct Batch {
+  std::int64_t id = 0, records = 0, entry = 0;
+  std::string kind, state;
+  std::string Object() const { return "batch " + std::to_string(id); }
+};
+
+[[noreturn]] void RefuseBatch(const Batch& batch, const char* code, const std::string& text) {
+  throw Refused(code, "batch", std::to_string(batch.id), batch.Object() + text);
+}
+
+Batch NeededBatch(sql::Connection& db, std::int64_t id) {
+  Batch batch;
+  batch.id = id;
+  sql::Query query(db, "SELECT kind, state, records, entry FROM batch WHERE id = ?1", id);
+  if (!query.Step()) {
+    throw Refused("unknown", "batch", std::to_string(id),
+                  "there is no batch " + std::to_string(id));
+  }
+  query.Read(batch.kind, batch.state, batch.records, batch.entry);
+  return batch;
+}
+
+// "4,120"
+std::string Grouped(std::int64_t number) {
+  constexpr std::size_t kGroup = 3;
+  auto text = std::to_string(number);
+  for (auto at = text.size(); at > kGroup; at -= kGroup) text.insert(at - kGroup, 1, ',');
+  return text;
+}
+
+void RefuseChanged(const Batch& batch, std::vector<std::int64_t> entries) {
+  constexpr std::size_t kMax = 10;
+  std::ranges::sort(entries);
+  const auto count = static_cast<std::int64_t>(entries.size());
+  entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+  std::string list;
+  for (std::size_t i = 0; i < std::min(entries.size(), kMax); ++i) {
+    list += (i == 0 ? "" : ", ") + std::to_string(entries[i]);
+  }
+  if (entries.size() > kMax) list += ", ...";
+  RefuseBatch(batch, "changed",
+              ": " + Grouped(count) + " of " + Grouped(batch.records) +
+                  (batch.records == 1 ? " record was" : " records were") +
+                  " changed since (entries " + list + "); --keep-changed leaves these");
+}
+
+// --- Values --------------------------------------------------------------------------------------
+
+struct OfStream {
+  std::int64_t stream = 0;
+  std::vector<store::RecordKey> keys;  // that are as the batch stored them, ascending
+};
+
+struct Stored {
+  std::vector<OfStream> streams;
+  std::vector<std::int64_t> changes;  // the latest entries about those that were changed
+};
+
+// Where the values of a batch are. The newest are read first, and nothing before its oldest.
+Stored Find(sql::Connection& db, const Batch& batch) {
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(db, "SELECT id FROM stream ORDER BY id DESC"); query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  Stored found;
+  auto left = batch.records;
+  for (const auto stream : streams) {
+    if (left == 0) break;
+    OfStream here{stream, {}};
+    store::StreamWalk(db, stream, false, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& view) {
+          if (view.Batch() != batch.id) return true;
+          if (view.Entry() != 0) {
+            found.changes.push_back(view.Entry());
+          } else {
+            here.keys.push_back(view.Key());
+          }
+          return --left != 0;
+        });
+    std::ranges::reverse(here.keys);
+    if (!here.keys.empty()) found.streams.push_back(std::move(here));
+  }
+  return found;
+}
+
+using Names = std::set<std::pair<ItemKind, std::int32_t>>;
+
+// Subgroups by part and process, with times.
+using Subgroups = std::map<std::pair<std::int32_t, std::int32_t>,
+                           std::set<std::pair<std::int32_t, std::int32_t>>>;
+
+class ValuesUndo {
+ public:
+  ValuesUndo(log::Writing& writing, const Batch& batch)
+      : writing_(writing), db_(writing.Db()), batch_(batch) {}
+
+  void TakeOut(const OfStream& all) {
+    constexpr std::size_t kAtOnce = 1024;
+    for (std::size_t begin = 0; begin < all.keys.size(); begin += kAtOnce) {
+      const auto count = std::min(kAtOnce, all.keys.size() - begin);
+      TakeOut(all.stream, std::span(all.keys).subspan(begin, count));
+    }
+  }
+  void TidySubgroups();
+  std::int64_t DeactivateNames();
+
+ private:
+  void TakeOut(std::int64_t stream, std::span<const store::RecordKey> keys);
+  void NoteNames(const StoredRecord& record);
+  void DropUsed(Names& names);
+
+  log::Writing& writing_;
+  sql::Connection& db_;
+  const Batch& batch_;
+  Subgroups subgroups_;
+  Names names_;
+  std::set<std::int32_t> contexts_;
+};
+
+void ValuesUndo::TakeOut(std::int64_t stream, std::span<const store::RecordKey> keys) {
+  std::int32_t test = 0;
+  {
+    sql::Query query(db_, "SELECT test FROM stream WHERE id = ?1", stream);
+    if (query.Step()) test = query.Int(0);
+  }
+  std::vector<StoredRecord> records;
+  store::ForEachRecord(
+      db_, stream,
+      [&](const store::RecordView& view) {
+        if (!std::ranges::binary_search(keys, view.Key())) return;
+        auto& record = records.emplace_back(StoredRecordOf(view));
+        record.stream = stream;
+        record.test = test;
+      },
+      keys.front().time, keys.back().time);
+  const auto after = log::CanonicalText({{"undone", batch_.id}});
+  for (auto& record : records) {
+    record.subgroup = NeededSubgroup(db_, record.subgroup.id);
+    const auto& of = record.subgroup;
+    writing_.Add("delete", record.Object(), BeforeOf(db_, record), after);
+    NoteNames(record);
+    subgroups_[{of.part, of.process}].emplace(of.time, of.id);
+    // Those that people wrote since have an entry, and stay.
+    sql::Query(db_,
+               "DELETE FROM comment WHERE subgroup = ?1 AND test = ?2 AND NOT EXISTS "
+               "(SELECT 1 FROM log WHERE object = 'comment ' || comment.id)",
+               of.id, test)
+        .Run();
+  }
+  store::StreamWriter writer(db_);
+  writer.Remove(stream, keys);
+  writer.Finish();
+}
+
+void ValuesUndo::NoteNames(const StoredRecord& record) {
+  names_.emplace(ItemKind::Part, record.subgroup.part);
+  names_.emplace(ItemKind::Process, record.subgroup.process);
+  names_.emplace(ItemKind::Test, record.test);
+  for (const auto& key : record.keys) {
+    for (const auto& row : store::kRowKinds) {
+      if (key.*row.member != 0) names_.emplace(row.kind, key.*row.member);
+    }
+  }
+  if (record.context == 0 || !contexts_.insert(record.context).second) return;
+  const auto context = ReadContext(db_, record.context);
+  for (std::size_t i = 0; i < context.size(); ++i) {
+    if (context[i] != 0) names_.emplace(store::kContextKinds[i].kind, context[i]);
+  }
+}
+
+// Subgroups that have lost their last values lose their descriptors, and are still found.
+void ValuesUndo::TidySubgroups() {
+  for (auto& [of, subgroups] : subgroups_) {
+    std::vector<std::int32_t> times;
+    for (const auto& [time, id] : subgroups) {
+      if (times.empty() || times.back() != time) times.push_back(time);
+    }
+    std::vector<std::int64_t> streams;
+    for (sql::Query query(db_, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", of.first,
+                          of.second);
+         query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    std::set<std::int32_t> with_values;
+    for (const auto stream : streams) {
+      const auto here = store::SubgroupsAt(db_, stream, times);
+      with_values.insert(here.begin(), here.end());
+    }
+    for (const auto& [time, id] : subgroups) {
+      if (with_values.contains(id)) continue;
+      sql::Query(db_, "DELETE FROM subgroup_descriptor WHERE subgroup = ?1", id).Run();
+      const auto subgroup = NeededSubgroup(db_, id);
+      store::KeepFindable(db_, {id, of.first, of.second, time, subgroup.label});
+    }
+  }
+}
+
+// Texts that find a use of an item, in the order of kItemUses.
+const std::string& UseText(const ItemUse& use) {
+  static const auto texts = [] {
+    std::vector<std::string> all;
+    for (const auto& each : kItemUses) {
+      all.push_back(std::string("SELECT 1 FROM ") + each.table + " WHERE " + each.column + " = ?1" +
+                    each.counts + " LIMIT 1");
+    }
+    return all;
+  }();
+  return texts[static_cast<std::size_t>(&use - kItemUses)];
+}
+
+bool IsNamedByRows(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  for (const auto& use : kItemUses) {
+    if (use.kind == kind && sql::Query(db, UseText(use), id).RunForInt()) return true;
+  }
+  return sql::Query(db,
+                    "SELECT 1 FROM item_group_member m JOIN item_group g ON g.id = m.item_group "
+                    "WHERE g.kind = ?1 AND m.item = ?2 LIMIT 1",
+                    WordOf(kind), id)
+      .RunForInt()
+      .has_value();
+}
+
+// Drops the names that values have.
+void ValuesUndo::DropUsed(Names& names) {
+  const auto has_values = [&](std::int64_t stream) {
+    return store::FindChunk(db_, stream, {INT32_MIN, 0}).has_value() ||
+           sql::Query(db_, "SELECT 1 FROM measurement WHERE stream = ?1 LIMIT 1", stream)
+               .RunForInt()
+               .has_value();
+  };
+  using Stream = std::tuple<std::int64_t, std::int32_t, std::int32_t, std::int32_t>;
+  std::vector<Stream> streams;
+  for (sql::Query query(db_, "SELECT id, part, process, test FROM stream"); query.Step();) {
+    streams.emplace_back(query.Int64(0), query.Int(1), query.Int(2), query.Int(3));
+  }
+  std::erase_if(streams, [&](const Stream& each) { return !has_values(std::get<0>(each)); });
+  for (const auto& [id, part, process, test] : streams) {
+    names.erase({ItemKind::Part, part});
+    names.erase({ItemKind::Process, process});
+    names.erase({ItemKind::Test, test});
+  }
+  const auto is_in_values = [](const auto& name) { return name.first > ItemKind::Test; };
+  std::map<std::int32_t, store::Context> contexts;
+  for (const auto& each : streams) {
+    if (std::ranges::none_of(names, is_in_values)) return;
+    std::set<std::int32_t> seen;
+    store::StreamWalk(db_, std::get<0>(each), false, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& view) {
+          seen.insert(view.Context());
+          for (std::size_t row = 0; row < view.Count() && !view.IsPlain(); ++row) {
+            const auto key = view.Key(row);
+            for (const auto& kind : store::kRowKinds) names.erase({kind.kind, key.*kind.member});
+          }
+          return true;
+        });
+    for (const auto id : seen) {
+      const auto [found, is_new] = contexts.try_emplace(id);
+      if (!is_new) continue;
+      found->second = ReadContext(db_, id);
+      for (std::size_t i = 0; i < found->second.size(); ++i) {
+        names.erase({store::kContextKinds[i].kind, found->second[i]});
+      }
+    }
+  }
+}
+
+std::int64_t ValuesUndo::DeactivateNames() {
+  auto names = names_;
+  std::erase_if(names,
+                [&](const auto& name) { return IsNamedByRows(db_, name.first, name.second); });
+  if (!names.empty()) DropUsed(names);
+  std::int64_t count = 0;
+  for (const auto& [kind, id] : names) count += DeactivateUndone(writing_, kind, id, batch_.id);
+  return count;
+}
+
+UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_changed) {
+  auto& db = writing.Db();
+  const auto stored = Find(db, batch);
+  if (!stored.changes.empty() && !keep_changed) RefuseChanged(batch, stored.changes);
+  UndoneBatch undone;
+  undone.report.kept = static_cast<std::int64_t>(stored.changes.size());
+  ValuesUndo undo(writing, batch);
+  for (const auto& each : stored.streams) {
+    undo.TakeOut(each);
+    undone.report.records += static_cast<std::int64_t>(each.keys.size());
+    undone.streams.push_back({each.stream, each.keys.front(), each.keys.back()});
+  }
+  undo.TidySubgroups();
+  undone.report.names = undo.DeactivateNames();
+  AddEvent(writing, etSubgroupDelete, {});
+  return undone;
+}
+
+}  // namespace
+
+std::vector<ListedImport> ReadImports(sql::Connection& db) {
+  constexpr std::int64_t kMillisecondsOfSecond = 1000;
+  std::vector<ListedImport> imports;
+  sql::Query query(db,
+                   "SELECT b.id, l.at, l.who, b.kind, b.source, b.lines, b.records, b.state "
+                   "FROM batch b LEFT JOIN log l ON l.seq = b.entry ORDER BY b.id DESC");
+  while (query.Step()) {
+    auto& each = imports.emplace_back();
+    query.Read(each.id, each.made, each.who, each.kind, each.source, each.lines, each.records,
+               each.state);
+    each.made /= kMillisecondsOfSecond;
+  }
+  return imports;
+}
+
+UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed) {
+  auto& db = writing.Db();
+  writing.NeedReason();
+  const auto batch = NeededBatch(db, id);
+  if (batch.state == "undone") RefuseBatch(batch, "undone", " is undone already");
+  if (batch.kind != "values" && batch.kind != "record") {
+    RefuseBatch(batch, "kind",
+                " is an import of " + batch.kind + "; only one of values can be undone");
+  }
+  auto undone = UndoValues(writing, batch, keep_changed);
+  sql::Query(db, "UPDATE batch SET state = 'undone' WHERE id = ?1", id).Run();
+  Json after = {{"state", "undone"}, {"records", undone.report.records}};
+  if (undone.report.kept != 0) after["kept"] = undone.report.kept;
+  writing.Add("undo", batch.Object(), log::CanonicalText({{"state", "stored"}}),
+              log::CanonicalText(after));
+  return undone;
+}
+
+}  // namespace orvspc::engine::change

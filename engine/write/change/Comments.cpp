@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/change/Comments.h"
+
+#include "engine/chunks/subgroups.h"
+#include "engine/sql/counter.h"
+#include "engine/write/change/events.h"
+#include "engine/write/change/version.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
+
+namespace orvspc::engine::change {
+namespace {
+
+struct StoredComment {
+  std::int32_t subgroup = 0, test = 0, piece = 0, time = 0;
+  std::string who, text;
+
+  std::string Before() const {
+    return log::CanonicalText({{"subgroup", subgroup},
+                               {"test", test},
+                               {"tsno", piece},
+                               {"time", time},
+                               {"who", who},
+                               {"text", text}});
+  }
+};
+
+std::string ObjectOf(std::int64_t comment) { return "comment " + std::to_string(comment); }
+
+void CheckText(std::string_view text) {
+  log::NeedText("text", text);
+  const auto characters = log::CharactersOf(text);
+  if (characters == 0 || characters > log::kMaxComment) {
+    throw Refused("text", "text", std::string(text),
+                  "a comment has 1 to " + std::to_string(log::kMaxComment) +
+                      " characters, this one " + std::to_string(characters));
+  }
+}
+
+StoredComment Needed(sql::Connection& db, std::int64_t comment) {
+  sql::Query query(db,
+                   "SELECT c.subgroup, coalesce(c.test, 0), c.tsno, c.time, "
+                   "coalesce(e.name, ''), c.note FROM comment c "
+                   "LEFT JOIN employee e ON e.id = c.employee WHERE c.id = ?1",
+                   comment);
+  if (!query.Step()) {
+    throw Refused("unknown", "comment", std::to_string(comment),
+                  "there is no comment " + std::to_string(comment));
+  }
+  StoredComment found;
+  query.Read(found.subgroup, found.test, found.piece, found.time, found.who, found.text);
+  return found;
+}
+
+EventOf About(sql::Connection& db, const StoredComment& comment) {
+  EventOf of;
+  of.test = comment.test;
+  store::ForEachSubgroup(db, comment.subgroup, comment.subgroup, [&](const auto& facts) {
+    of.part = facts.part;
+    of.process = facts.process;
+    of.subgroup_time = facts.time;
+  });
+  return of;
+}
+
+}  // namespace
+
+std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
+                        std::int32_t piece, std::string_view text) {
+  auto& db = writing.Db();
+  CheckText(text);
+  const auto id = sql::TakeIds(db, "comment");
+  sql::Query(db,
+             "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
+             "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+             id, subgroup, sql::Reference{test}, piece, writing.Seconds(), writing.Employee(), text)
+      .Run();
+  writing.Add(
+      "comment-add", ObjectOf(id), "",
+      StoredComment{subgroup, test, piece, writing.Seconds(), writing.Who(), std::string(text)}
+          .Before());
+  return id;
+}
+
+void EditComment(log::Writing& writing, std::int64_t comment, std::string_view text,
+                 std::optional<std::int64_t> expected) {
+  auto& db = writing.Db();
+  writing.NeedReason();
+  CheckText(text);
+  const auto stored = Needed(db, comment);
+  CheckVersion(db, ObjectOf(comment), ObjectOf(comment), expected);
+  sql::Query(db, "UPDATE comment SET note = ?2 WHERE id = ?1", comment, text).Run();
+  writing.Add("comment-edit", ObjectOf(comment), stored.Before(),
+              log::CanonicalText({{"text", text}}));
+  AddEvent(writing, etSubgroupEdit, About(db, stored));
+}
+
+void RemoveComment(log::Writing& writing, std::int64_t comment,
+                   std::optional<std::int64_t> expected) {
+  auto& db = writing.Db();
+  writing.NeedReason();
+  const auto stored = Needed(db, comment);
+  CheckVersion(db, ObjectOf(comment), ObjectOf(comment), expected);
+  sql::Query(db, "DELETE FROM comment WHERE id = ?1", comment).Run();
+  writing.Add("comment-remove", ObjectOf(comment), stored.Before(), "");
+  AddEvent(writing, etSubgroupEdit, About(db, stored));
+}
+
+}  // namespace orvspc::engine::change

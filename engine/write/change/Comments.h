@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "engine/write/log/Log.h"
+
+// Comments of subgroups. Each function adds its entry; what changes or removes one, an event too.
+// Inside a write transaction. Throws Refused.
+namespace orvspc::engine::change {
+
+// Of a test, or of a piece of it; 0: of the subgroup as a whole. Returns its identifier.
+std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
+                        std::int32_t piece, std::string_view text);
+void EditComment(log::Writing& writing, std::int64_t comment, std::string_view text,
+                 std::optional<std::int64_t> expected);
+void RemoveComment(log::Writing& writing, std::int64_t comment,
+                   std::optional<std::int64_t> expected);
+
+}  // namespace orvspc::engine::change

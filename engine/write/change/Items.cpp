@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/change/Items.h"
+
+#include "engine/catalogue/References.h"
+#include "engine/sql/texts.h"
+#include "engine/write/change/events.h"
+#include "engine/write/change/stream_settings.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/log/texts.h"
+
+namespace orvspc::engine::change {
+namespace {
+
+constexpr std::int64_t kMillisecondsOfSecond = 1000;
+
+std::string ObjectOf(ItemKind kind, std::int32_t id) {
+  return std::string(WordOf(kind)) + " " + std::to_string(id);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+// Texts of statements about the table of a kind.
+template <std::string (*kTextOf)(ItemKind)>
+std::string_view TextFor(ItemKind kind) {
+  static const auto texts = catalogue::TextsByKind(kTextOf);
+  return texts[static_cast<std::size_t>(kind)];
+}
+
+std::string FindText(ItemKind kind) {
+  return "SELECT id FROM " + catalogue::TableOf(kind) + " WHERE name = ?1";
+}
+std::string RenameText(ItemKind kind) {
+  return "UPDATE " + catalogue::TableOf(kind) + " SET name = ?2 WHERE id = ?1";
+}
+std::string IsActiveText(ItemKind kind) {
+  return "SELECT active FROM " + catalogue::TableOf(kind) + " WHERE id = ?1";
+}
+std::string ActivateText(ItemKind kind) {
+  return "UPDATE " + catalogue::TableOf(kind) + " SET active = ?2 WHERE id = ?1";
+}
+
+std::optional<std::int32_t> FindNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
+  if (!db.Holds(name)) return std::nullopt;
+  sql::Query query(db, TextFor<FindText>(kind), name);
+  return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
+}
+
+bool IsActive(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  sql::Query query(db, TextFor<IsActiveText>(kind), id);
+  return query.Step() && query.Int(0) != 0;
+}
+
+}  // namespace
+
+std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
+  if (const auto id = FindNamed(db, kind, name)) return *id;
+  const std::string word(WordOf(kind));
+  throw Refused("unknown", word, std::string(name), "there is no " + word + " " + Quoted(name));
+}
+
+// Of a part, process or test it says which.
+void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id) {
+  EventOf of;
+  if (kind == ItemKind::Part) of.part = id;
+  if (kind == ItemKind::Process) of.process = id;
+  if (kind == ItemKind::Test) of.test = id;
+  AddEvent(writing, etGeneral, of);
+}
+
+std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::string_view name) {
+  if (const auto id = FindNamed(db, kind, name)) return id;
+  if (!db.Holds(name)) return std::nullopt;
+  sql::Query alias(db, "SELECT item FROM alias WHERE kind = ?1 AND name = ?2", WordOf(kind), name);
+  return alias.Step() ? std::optional(alias.Int(0)) : std::nullopt;
+}
+
+void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::int32_t id) {
+  if (!sql::IsStorable(name)) return;
+  sql::Query(db,
+             "INSERT INTO alias(kind, name, item) VALUES(?1, ?2, ?3) ON CONFLICT(kind, name) DO "
+             "UPDATE SET item = excluded.item",
+             WordOf(kind), name, id)
+      .Run();
+}
+
+void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to) {
+  auto& db = writing.Db();
+  writing.NeedReason();
+  log::NeedName("to", to);
+  const std::string word(WordOf(kind));
+  const auto id = NeededNamed(db, kind, name);
+  if (FindNamed(db, kind, to)) {
+    throw Refused("name", word, std::string(to),
+                  "there is a " + word + " " + Quoted(to) + " already; edit merge joins the two");
+  }
+  MoveStreamSettings(writing, kind, name, to);
+  sql::Query(db, TextFor<RenameText>(kind), id, to).Run();
+  // A name that it had before is its own again, and no other item's former one.
+  sql::Query(db, "DELETE FROM alias WHERE kind = ?1 AND name = ?2", word, to).Run();
+  AddAlias(db, kind, name, id);
+  writing.Add("rename", ObjectOf(kind, id), log::CanonicalText({{"name", name}}),
+              log::CanonicalText({{"name", to}}));
+  AddItemEvent(writing, kind, id);
+}
+
+void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active) {
+  auto& db = writing.Db();
+  writing.NeedReason();
+  const std::string word(WordOf(kind));
+  const auto id = NeededNamed(db, kind, name);
+  const bool was_active = IsActive(db, kind, id);
+  if (was_active == is_active) {
+    throw Refused("inactive", word, std::string(name),
+                  Quoted(name) + (is_active ? " is active already" : " is deactivated already"));
+  }
+  sql::Query(db, TextFor<ActivateText>(kind), id, is_active).Run();
+  writing.Add(is_active ? "activate" : "deactivate", ObjectOf(kind, id),
+              log::CanonicalText({{"active", was_active}}),
+              log::CanonicalText({{"active", is_active}}));
+  AddItemEvent(writing, kind, id);
+}
+
+bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch) {
+  auto& db = writing.Db();
+  if (!IsActive(db, kind, id)) return false;
+  sql::Query(db, TextFor<ActivateText>(kind), id, false).Run();
+  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText({{"active", true}}),
+              log::CanonicalText({{"active", false}, {"undone", batch}}));
+  return true;
+}
+
+std::optional<std::int64_t> InactiveSince(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  const auto object = ObjectOf(kind, id);
+  sql::Query query(db,
+                   "SELECT at FROM log WHERE object = ?1 AND operation = 'deactivate' "
+                   "ORDER BY seq DESC LIMIT 1",
+                   object);
+  if (!query.Step()) return std::nullopt;
+  return query.Int64(0) / kMillisecondsOfSecond;
+}
+
+}  // namespace orvspc::engine::change

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/write/change/StoredRecord.h"
+#include "engine/write/log/Log.h"
+#include "platform/Changes.h"
+
+// Changes of values that are stored. Each function changes the records of a subgroup, or that of
+// one test, adds an entry for each and an event for each, and returns them as they were. Inside a
+// write transaction. Throws Refused, and Conflict where the version is another than was expected.
+namespace orvspc::engine::change {
+
+// A record as an entry of the log keeps it, with its batch and its latest entry.
+std::string BeforeOf(sql::Connection& db, const StoredRecord& record);
+
+struct Which {
+  std::int32_t subgroup = 0;
+  std::optional<std::int32_t> test = {};      // none: all of the subgroup
+  std::optional<std::int64_t> expected = {};  // the version that the caller saw
+};
+
+std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag);
+
+std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
+                                      const ValueChange& change);
+
+std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& which,
+                                         const SubgroupChange& change);
+
+// Takes records out of what analyses read. The entries keep all of them.
+std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
+// Brings the record back that an entry took out or changed, as it was before.
+StoredRecord Restore(log::Writing& writing, std::int64_t entry);
+
+}  // namespace orvspc::engine::change

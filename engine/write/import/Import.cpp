@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/import/Import.h"
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <iterator>
+
+#include "engine/sql/address.h"
+#include "engine/sql/failure.h"
+#include "engine/sql/texts.h"
+#include "engine/store/SqlStore.h"
+#include "engine/write/import/import_kind.h"
+#include "engine/write/log/Json.h"
+#include "engine/write/log/Log.h"
+#include "system/Sha256.h"
+#include "system/system.h"
+
+namespace orvspc::engine::import {
+namespace {
+
+// In the order of the enumeration.
+constexpr const KindOfFile* kKinds[] = {
+    &kValuesKind,   &kLimitsKind,     &kControlLimitsKind, &kOpportunitiesKind, &kRulesKind,
+    &kAlarmsKind,   &kGroupsKind,     &kRequirementsKind,  &kDefectsKind,       &kAccCodesKind,
+    &kCacCodesKind, &kStateCodesKind, &kPartsKind,         &kProcessesKind,     &kEventsKind,
+    &kStatesKind,   &kNetContentsKind};
+
+std::string Sha256OfFile(const std::string& name) {
+  constexpr std::size_t kBlock = 1 << 16;
+  std::ifstream file(system::PathOf(name), std::ios::binary);
+  std::vector<char> block(kBlock);
+  system::Sha256 sha;
+  while (file) {
+    file.read(block.data(), static_cast<std::streamsize>(block.size()));
+    sha.Add(std::string_view(block.data(), static_cast<std::size_t>(file.gcount())));
+  }
+  return system::HexOf(sha.Finish());
+}
+
+// What the file was, and what has come of it: a row of the table and an entry of the log.
+void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile& kind,
+               const ImportFile& file, const ImportOptions& options) {
+  const auto& report = file.report;
+  const bool has_values = kind.kind == ImportKind::Values;
+  const auto source = sql::MadeStorable(name);  // a file's name may be any bytes
+  const auto records = has_values ? file.records : report.rows;
+  const auto of_source = options.hash_source ? Sha256OfFile(name) : std::string();
+  log::Json after = {
+      {"kind", kind.word}, {"source", source}, {"lines", report.lines}, {"records", records}};
+  if (!file.digest.empty()) after["digest"] = file.digest;
+  if (!of_source.empty()) after["source_sha256"] = of_source;
+  const auto entry =
+      writing.Add("import", "batch " + std::to_string(file.batch), {}, log::CanonicalText(after));
+  Run(writing.Db(),
+      "INSERT INTO batch(id, kind, source, source_sha256, lines, records, digest, state, entry) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, 'stored', ?8)",
+      file.batch, kind.word, source, of_source, report.lines, records, file.digest, entry);
+}
+
+ImportReport TakeLines(log::Writing& writing, const std::string& name, const KindOfFile& kind,
+                       const ImportOptions& options) {
+  auto& connection = writing.Db();
+  ImportFile file{connection,
+                  {name, kind.columns, options},
+                  "import " + name,
+                  std::max<std::size_t>(options.most_held, 1),
+                  options.refuse_new_items,
+                  sql::TakeIds(connection, "batch")};
+  const auto take_line = kind.begin(file);
+  while (file.table.Next()) take_line();
+  if (file.finish) file.finish();
+  file.report.lines = file.table.Lines();
+  file.report.new_names += file.names.Added();
+  file.report.new_items = file.names.NewItems();
+  std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
+  file.report.batch = file.batch;
+  KeepBatch(writing, name, kind, file, options);
+  const auto touched = file.touched.All();
+  for (const auto& each : touched) file.report.streams.push_back(each.stream);
+  file.report.alarms = alarms::Judge(writing, touched);
+  return file.report;
+}
+
+// In one transaction, which begins with prepare.
+ImportReport TakeFile(sql::Connection& connection, const std::string& file, ImportKind kind,
+                      const ImportOptions& options, const std::function<void()>& prepare) {
+  connection.WaitForWriters(options.patience, options.waiting);
+  connection.PrepareBulk();
+  sql::Transaction transaction(connection, sql::TransactionKind::Write);
+  prepare();
+  log::Writing writing(connection, options.actor, options.reason);
+  auto report = TakeLines(writing, file, *kKinds[static_cast<std::size_t>(kind)], options);
+  transaction.Commit();
+  store::NoteWrite();
+  try {
+    connection.EmptyLog();
+  } catch (const sql::SqlError&) {
+    // What is committed stays in the log, which is emptied later.
+  }
+  return report;
+}
+
+}  // namespace
+
+std::vector<ImportKindInfo> ImportKinds() {
+  std::vector<ImportKindInfo> all;
+  for (const auto* kind : kKinds) all.push_back(*kind);
+  return all;
+}
+
+std::optional<ImportKind> ImportKindFromWord(std::string_view word) {
+  for (const auto* kind : kKinds) {
+    if (kind->word == word) return kind->kind;
+  }
+  return std::nullopt;
+}
+
+ImportReport ImportCsv(const std::string& file, platform::Database& database, ImportKind kind,
+                       const ImportOptions& options) {
+  const auto store = store::SqlStoreOf(database);
+  try {
+    // Beside the store's own connection, which reads on meanwhile.
+    const auto connection = store::OpenConnection(store->WholePath(), false);
+    return TakeFile(*connection, file, kind, options, [] {});
+  } catch (...) {
+    sql::RethrowAsExternal(store->Path(), "Import");
+  }
+}
+
+ImportReport ImportIntoServer(const std::string& file, const std::string& address, ImportKind kind,
+                              const ImportOptions& options) {
+  try {
+    const auto connection = store::OpenToFill(address);
+    return TakeFile(*connection, file, kind, options,
+                    [&] { store::MakeTablesToFill(*connection, address); });
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(address), "Import");
+  }
+}
+
+}  // namespace orvspc::engine::import

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/write/limits/Compute.h"
+#include "engine/write/log/Log.h"
+#include "platform/LimitRecords.h"
+
+// Rows of control limits and what becomes of them. All inside a transaction; each step adds an
+// entry of the log for each row that it changes, and throws Refused where it cannot be.
+namespace orvspc::engine::limits {
+
+// By part, test, process, effective time and age. Of one part, process or test where given.
+std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds& of = {});
+// Code "unknown" where there is none.
+ListedLimit NeedLimit(sql::Connection& db, std::int32_t id);
+std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id);
+
+// Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
+// where something keeps it from being proposed, unless the request forces it.
+std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed);
+// Puts other figures, data and words into a row that is proposed.
+void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
+            const Computed& computed);
+
+// The steps, on the version that the caller saw, or on any.
+//   Approve  it holds from its effective time on; rows of its stream that held end there, and it
+//            ends where the next one begins. With new_phase, a phase of that name begins, too.
+//   Reject   it never holds
+//   Retire   it holds up to and without a time; older rows do not come back
+//   Void     it holds nowhere, and what it replaced holds again in its place
+using Expected = std::optional<std::int64_t>;
+void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
+             Expected expected);
+void Reject(log::Writing& writing, std::int32_t id, Expected expected);
+void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected);
+void Void(log::Writing& writing, std::int32_t id, Expected expected);
+
+LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t id);
+LimitComparison Compare(const ListedLimit& first, const ListedLimit& second);
+
+}  // namespace orvspc::engine::limits

@@ -1,0 +1,381 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/record/RecordCheck.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+#include "engine/catalogue/nearest.h"
+#include "engine/write/import/values_batch.h"
+#include "engine/write/log/texts.h"
+#include "platform/Actor.h"
+#include "platform/Enumerations.h"
+#include "platform/TimeText.h"
+
+namespace orvspc::engine::record {
+namespace {
+
+constexpr double kTooLarge = 1e300, kMaxCount = 1e9;
+constexpr std::int64_t kMaxAhead = 300;
+constexpr std::string_view kDescriptor = "descriptor:";
+
+std::string TextOf(double number) {
+  std::array<char, 32> text{};
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+  return {text.data(), end};
+}
+
+[[noreturn]] void Refuse(const char* code, std::string_view field, const std::string& value,
+                         const std::string& reason) {
+  throw Refused(code, std::string(field), value, std::string(field) + ": " + reason);
+}
+
+bool IsKey(std::string_view key) {
+  constexpr std::size_t kMaxKey = 64;
+  return key.size() <= kMaxKey &&
+         std::ranges::all_of(key, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+const store::ContextKind* ContextKindOf(std::string_view column) {
+  const auto* const found =
+      std::ranges::find(store::kContextKinds, column, &store::ContextKind::column);
+  return found == std::end(store::kContextKinds) ? nullptr : found;
+}
+
+// Of a piece: the names that a row has.
+constexpr std::string NewPiece::*kPieceNames[] = {&NewPiece::serial, &NewPiece::defect,
+                                                  &NewPiece::gage};
+static_assert(std::size(kPieceNames) == std::size(store::kRowKinds));
+
+bool HasNames(const NewPiece& piece) {
+  return !piece.serial.empty() || !piece.defect.empty() || !piece.gage.empty();
+}
+
+std::string FieldOf(std::size_t row_kind) { return std::string(store::kRowKinds[row_kind].column); }
+
+struct Row {
+  double value = 0.0;
+  store::RowKey key{};
+  std::uint32_t piece = CheckedRecord::kNoPiece;
+};
+
+void TakeRows(CheckedRecord& checked, const std::vector<Row>& rows) {
+  for (const auto& row : rows) {
+    checked.values.push_back(row.value);
+    checked.keys.push_back(row.key);
+    checked.pieces.push_back(row.piece);
+  }
+}
+
+// Numbers the pieces as imports do; one that has only readings gets their mean as its value.
+void TakeMeasured(CheckedRecord& checked) {
+  const auto& pieces = checked.sent->pieces;
+  const auto is_plain = [](const NewPiece& piece) {
+    return piece.tsno == 0 && piece.sbno == 0 && !HasNames(piece);
+  };
+  if (std::ranges::all_of(pieces, is_plain)) {
+    checked.values.reserve(pieces.size());
+    for (const auto& piece : pieces) checked.values.push_back(piece.value);
+    return;
+  }
+  import::BatchRecord numbering;
+  std::vector<Row> rows;
+  for (const auto& piece : pieces) {
+    Row row{
+        piece.value, {0, piece.tsno, piece.sbno, 0, 0}, static_cast<std::uint32_t>(rows.size())};
+    numbering.Number(row.key, piece.tsno == 0);
+    rows.push_back(row);
+  }
+  const auto place_of = [](const Row& row) { return std::pair(row.key.Tsno, row.key.Sbno); };
+  std::ranges::stable_sort(rows, {}, place_of);
+  const auto twice = std::ranges::adjacent_find(rows, {}, place_of);
+  if (twice != rows.end()) {
+    Refuse("number", "tsno", std::to_string(twice->key.Tsno),
+           "the record has piece " + std::to_string(twice->key.Tsno) + ", with this sbno, twice");
+  }
+  std::vector<Row> all;
+  for (auto from = rows.begin(); from != rows.end();) {
+    const auto to = std::find_if(from, rows.end(),
+                                 [&](const Row& row) { return row.key.Tsno != from->key.Tsno; });
+    if (from->key.Sbno != 0) {
+      auto mean = *from;
+      mean.key.Sbno = 0;
+      mean.value = 0.0;
+      for (auto row = from; row != to; ++row) {
+        mean.value += row->value / static_cast<double>(to - from);
+      }
+      all.push_back(mean);
+    }
+    all.insert(all.end(), from, to);
+    from = to;
+  }
+  TakeRows(checked, all);
+}
+
+// Counts of zero without a unit say nothing; a record without counts has one row.
+void TakeCounts(CheckedRecord& checked) {
+  std::vector<Row> rows;
+  std::uint32_t place = 0;
+  for (const auto& piece : checked.sent->pieces) {
+    const Row row{piece.value, {0, piece.tsno, piece.sbno, 0, 0}, place++};
+    if (piece.value != 0.0 || piece.tsno != 0) rows.push_back(row);
+  }
+  if (rows.empty()) rows.emplace_back();
+  TakeRows(checked, rows);
+}
+
+// A named unit counts as often as its largest count says, those without a unit add up.
+double DefectivesOf(const NewRecord& record) {
+  std::map<std::int32_t, double> units;
+  double sum = 0.0;
+  for (const auto& piece : record.pieces) {
+    if (piece.tsno == 0) {
+      sum += piece.value;
+    } else {
+      units[piece.tsno] = std::max(units[piece.tsno], piece.value);
+    }
+  }
+  for (const auto& [unit, count] : units) sum += count;
+  return sum;
+}
+
+void CheckCounts(const CheckedRecord& checked) {
+  const auto& record = *checked.sent;
+  for (const auto& piece : record.pieces) {
+    if (!(piece.value >= 0.0 && piece.value <= kMaxCount) ||
+        piece.value != std::floor(piece.value)) {
+      Refuse("count", "value", TextOf(piece.value),
+             "must be a whole number between 0 and 1000000000");
+    }
+  }
+  if (!(record.size >= 0.0 && record.size <= INT32_MAX)) {
+    Refuse("count", "size", TextOf(record.size), "must lie between 0 and 2147483647");
+  }
+  if (checked.type != ttDefectives) return;
+  if (record.size != std::floor(record.size)) {
+    Refuse("count", "size", TextOf(record.size),
+           "must be a whole number, as only that of a test of defects need not be");
+  }
+  const auto defectives = DefectivesOf(record);
+  if (defectives > record.size) {
+    Refuse("count", "value", TextOf(defectives),
+           "more defectives (" + TextOf(defectives) + ") than units inspected (" +
+               TextOf(record.size) + ")");
+  }
+}
+
+void CheckReasonable(CheckedRecord& checked) {
+  const ReasonableLimits* in_force = nullptr;
+  for (const auto& each : checked.stream->limits) {
+    if (each.effective <= checked.time) in_force = &each;
+  }
+  if (in_force == nullptr) return;
+  for (const auto value : checked.values) {
+    const bool is_above = in_force->upper && value > *in_force->upper;
+    const bool is_below = in_force->lower && value < *in_force->lower;
+    if (!is_above && !is_below) continue;
+    checked.is_unreasonable = true;
+    if (checked.sent->force) return;
+    Refuse("unreasonable", "value", TextOf(value),
+           TextOf(value) + " lies beyond the reasonable limit " +
+               TextOf(is_above ? *in_force->upper : *in_force->lower) + "; --force stores it");
+  }
+}
+
+std::string Counted(std::size_t count, const std::string& one, const std::string& many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string DurationText(std::int64_t seconds) {
+  constexpr std::int64_t kMinute = 60, kHour = 3600, kDay = 86400;
+  if (seconds < 2 * kHour) return std::to_string(seconds / kMinute) + " min";
+  if (seconds < 2 * kDay) return std::to_string(seconds / kHour) + " h";
+  return std::to_string(seconds / kDay) + " days";
+}
+
+}  // namespace
+
+void CheckKey(const std::string& key) {
+  if (IsKey(key)) return;
+  Refuse("key", "key", key, "must be 1 to 64 printable characters of ASCII");
+}
+
+void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const {
+  if (!is_same_stream) {
+    log::NeedName("part", record.part);
+    log::NeedName("process", record.process);
+    log::NeedName("test", record.test);
+  }
+  if (!record.label.empty()) log::NeedName("label", record.label);
+  for (const auto& [column, name] : record.context) {
+    if (column.starts_with(kDescriptor)) {
+      log::NeedName("descriptor", column.substr(kDescriptor.size()));
+    } else if (ContextKindOf(column) == nullptr) {
+      std::string known;
+      for (const auto& kind : store::kContextKinds) known += std::string(kind.column) + ", ";
+      Refuse("context", column, name,
+             "there is no such context, only " + known + std::string(kDescriptor) + "NAME");
+    }
+    log::NeedName(column, name);
+  }
+  for (const auto& piece : record.pieces) {
+    for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
+      const auto& name = piece.*kPieceNames[i];
+      if (!name.empty()) log::NeedName(FieldOf(i), name);
+    }
+  }
+  for (const auto& comment : record.comments) {
+    const auto length = log::CharactersOf(comment);
+    if (!log::IsText(comment) || length == 0 || length > log::kMaxComment) {
+      Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
+    }
+  }
+  if (record.flag < sfEnabled || record.flag > sfIncomplete) {
+    Refuse("flag", "flag", std::to_string(record.flag), "must be enabled, disabled or incomplete");
+  }
+}
+
+std::string RecordCheck::InactiveText(ItemKind kind, const KnownItem& item,
+                                      const std::string& name) {
+  constexpr std::int64_t kMilliseconds = 1000;
+  constexpr std::size_t kDay = 10;  // 2024-02-29
+  const auto object = std::string(WordOf(kind)) + " " + std::to_string(item.id);
+  const auto at = import::IntOf(db_,
+                                "SELECT at FROM log WHERE object = ?1 AND operation = 'deactivate' "
+                                "ORDER BY seq DESC LIMIT 1",
+                                object);
+  std::string text = "\"" + name + "\" is deactivated";
+  if (at) text += " since " + platform::IsoText(*at / kMilliseconds).substr(0, kDay);
+  return text;
+}
+
+void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::string& name,
+                            bool may_be_new, NewNames names, std::vector<Note>& notes) {
+  const auto* item = known_.Find(kind, name);
+  if (item == nullptr) {
+    if (may_be_new || names == NewNames::Create) return;
+    const auto text = catalogue::NoSuchItem(db_, kind, name);
+    Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
+  }
+  if (!item->is_active) Refuse("inactive", field, name, InactiveText(kind, *item, name));
+  if (!item->renamed_to.empty()) {
+    notes.push_back({"former-name",
+                     "the " + std::string(WordOf(kind)) + " \"" + name + "\" is now \"" +
+                         item->renamed_to + "\"",
+                     {}});
+  }
+}
+
+void RecordCheck::CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
+                             std::vector<Note>& notes) {
+  if (!is_same_stream) {
+    CheckItem("part", ItemKind::Part, record.part, false, names, notes);
+    CheckItem("process", ItemKind::Process, record.process, false, names, notes);
+    CheckItem("test", ItemKind::Test, record.test, false, names, notes);
+  }
+  for (const auto& [column, name] : record.context) {
+    const auto* kind = ContextKindOf(column);
+    if (kind != nullptr) CheckItem(column, kind->kind, name, true, names, notes);
+  }
+  for (const auto& piece : record.pieces) {
+    for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
+      const auto& name = piece.*kPieceNames[i];
+      if (!name.empty()) {
+        CheckItem(FieldOf(i), store::kRowKinds[i].kind, name, true, names, notes);
+      }
+    }
+  }
+}
+
+// A test without values gets its type from the first record: it counts where a size or a defect is
+// given.
+void RecordCheck::SettleType(CheckedRecord& checked) {
+  const auto& record = *checked.sent;
+  const bool names_defect =
+      std::ranges::any_of(record.pieces, [](const auto& piece) { return !piece.defect.empty(); });
+  checked.type = checked.stream->type;
+  if (checked.type == 0) {
+    const auto usual = names_defect ? ttDefects : record.size > 0 ? ttDefectives : ttVariable;
+    const auto found = new_types_.find(record.test);
+    checked.type = found == new_types_.end() ? usual : found->second;
+  }
+  if (checked.type != ttVariable) {
+    if (record.size > 0) return;
+    const std::string what = checked.type == ttDefects ? "defects" : "defectives";
+    Refuse("type", "test", record.test,
+           record.test + " counts " + what + "; give --size and a count");
+  }
+  const bool has_size =
+      record.size != 0.0 && record.size != static_cast<double>(record.pieces.size());
+  if (names_defect || has_size || record.pieces.empty()) {
+    Refuse("type", "test", record.test,
+           record.test + " has measured values; give these, without --size and --defect");
+  }
+}
+
+CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::int64_t now) {
+  const bool is_same_stream = latest_.sent != nullptr && latest_.sent->part == record.part &&
+                              latest_.sent->process == record.process &&
+                              latest_.sent->test == record.test;
+  CheckTexts(record, is_same_stream);
+  CheckedRecord checked;
+  checked.sent = &record;
+  CheckItems(record, is_same_stream, names, checked.notes);
+  checked.stream =
+      is_same_stream ? latest_.stream : &known_.Stream(record.part, record.process, record.test);
+  SettleType(checked);
+  for (const auto& piece : record.pieces) {
+    if (!std::isfinite(piece.value)) {
+      Refuse("number", "value", TextOf(piece.value), TextOf(piece.value) + " is no number");
+    }
+    if (std::fabs(piece.value) >= kTooLarge) {
+      Refuse("number", "value", TextOf(piece.value),
+             TextOf(piece.value) + " is too large; values lie below 1e300");
+    }
+    if (piece.tsno < 0 || piece.tsno > kMaxCount || piece.sbno < 0) {
+      Refuse("number", "tsno", std::to_string(piece.tsno),
+             "must be a whole number between 0 and 1000000000");
+    }
+  }
+  const auto time = record.time == 0 ? now : record.time;
+  const bool is_stamp = time > INT32_MIN && time <= INT32_MAX;
+  checked.time = is_stamp ? static_cast<std::int32_t>(time) : 0;
+  checked.label = record.label;
+  checked.flag = record.flag;
+  if (checked.type == ttVariable) {
+    TakeMeasured(checked);
+    const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
+    const auto count =
+        checked.keys.empty()
+            ? checked.values.size()
+            : static_cast<std::size_t>(std::ranges::count_if(checked.keys, is_piece));
+    checked.size = static_cast<double>(count);
+    CheckReasonable(checked);
+    const auto expected = static_cast<std::size_t>(checked.stream->subgroup_size);
+    if (expected != 0 && count != expected && record.flag != sfIncomplete) {
+      Refuse("size", "value", std::to_string(count),
+             Counted(count, "value", "values") + " where " + std::to_string(expected) +
+                 (expected == 1 ? " belongs" : " belong") +
+                 " to a subgroup; --flag incomplete stores " + (count == 1 ? "it" : "them"));
+    }
+  } else {
+    CheckCounts(checked);
+    TakeCounts(checked);
+    checked.size = record.size;
+  }
+  if (!is_stamp) {
+    Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));
+  }
+  if (time > now + kMaxAhead) {
+    Refuse("time", "time", platform::IsoText(time),
+           "lies " + DurationText(time - now) + " in the future");
+  }
+  if (checked.stream->type == 0) new_types_[record.test] = checked.type;
+  // Notes about its names are those of each record.
+  latest_ = checked.notes.empty() ? Latest{&record, checked.stream} : Latest{};
+  return checked;
+}
+
+}  // namespace orvspc::engine::record

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/write/alarms/Life.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine/QualityDatabase.h"
+#include "platform/Enumerations.h"
+#include "tests/engine/store/store_fixture.h"
+
+namespace orvspc::engine::alarms {
+namespace {
+
+class LifeTest : public store::StoreTest {
+ protected:
+  LifeTest() {
+    Import("part,process,test,subgroup,time,value\nA,P,T,0,2024-01-01T00:00:00Z,10\n");
+    Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\n", ImportKind::ControlLimits);
+    Import("number,graph,on\n1,1,yes\n2,1,yes\n1,2,no\n", ImportKind::Alarms);
+    Import("code,name\nTWEAR,tool wear\nCHIP,chip\n", ImportKind::AccCodes);
+    Import("code,name\nTCHANGE,tool changed\n", ImportKind::CacCodes);
+    // Recording takes times up to 300 s ahead; limits hold from when they were stored.
+    start_ = CurrentTime() + 1;
+  }
+
+  NewRecord RecordOf(std::int32_t second, double value) const {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = "T";
+    record.time = start_ + second;
+    record.pieces.push_back({value, 0, 0, "", "", ""});
+    return record;
+  }
+  std::vector<Alarm> Record(std::int32_t second, double value) {
+    return Data().Record(RecordOf(second, value), {}).alarms;
+  }
+  // One beyond a limit of graph 1.
+  std::int32_t OneAlarm() {
+    const auto alarms = Record(1, 14.0);
+    return alarms.empty() ? 0 : alarms.front().event;
+  }
+  std::int64_t Count(std::string_view text) {
+    std::int64_t count = 0;
+    Opened()->ReadOrThrow(
+        [&](sql::Connection& db) { count = sql::Query(db, text).RunForInt().value_or(0); });
+    return count;
+  }
+  // Of the event of an alarm; there may be others, of changes.
+  std::int32_t FlagOf(std::int32_t event) {
+    std::int32_t flag = -1;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      sql::Query query(db, "SELECT flag FROM event WHERE id = ?1", event);
+      if (query.Step()) flag = query.Int(0);
+    });
+    return flag;
+  }
+  template <class Step>
+  static std::string RefusalOf(const Step& step) {
+    try {
+      step();
+    } catch (const Refused& refused) {
+      return refused.Description();
+    }
+    return "was not refused";
+  }
+  static ChangeOptions Why() {
+    ChangeOptions options;
+    options.reason = "trial run";
+    return options;
+  }
+
+  std::int64_t start_ = 0;
+};
+
+TEST_F(LifeTest, RecordingRaisesAlarmsInItsTransaction) {
+  EXPECT_TRUE(Record(0, 10.5).empty());
+  const auto recorded = Data().Record(RecordOf(1, 14.0), {});
+  ASSERT_EQ(recorded.alarms.size(), 1U);
+  EXPECT_EQ(recorded.alarms[0].first_subgroup, recorded.subgroup);
+  EXPECT_NE(JsonOf("", recorded).find(R"("alarms":[{"id":)"), std::string::npos);
+  auto again = RecordOf(2, 14.5);
+  again.key = "k";
+  EXPECT_EQ(Data().Record(again, {}).alarms.size(), 1U);
+  EXPECT_TRUE(Data().Record(again, {}).alarms.empty()) << "stored before";
+  EXPECT_EQ(Count("SELECT count(*) FROM alarm"), 2);
+}
+
+TEST_F(LifeTest, ABatchGivesEachRecordItsAlarmsAndARefusedOneRaisesNothing) {
+  auto batch = Data().Begin({});
+  batch.Add(RecordOf(1, 10.0));
+  batch.Add(RecordOf(2, 14.0));
+  batch.Add(RecordOf(3, 15.0));
+  const auto stored = batch.Commit();
+  EXPECT_TRUE(stored.records[0].alarms.empty());
+  EXPECT_EQ(stored.records[1].alarms.size(), 1U);
+  EXPECT_EQ(stored.records[2].alarms.size(), 1U);
+  auto refused = Data().Begin({});
+  refused.Add(RecordOf(4, 14.0));
+  auto unknown = RecordOf(5, 14.0);
+  unknown.part = "B";
+  refused.Add(unknown);
+  EXPECT_THROW(refused.Commit(), Refused);
+  EXPECT_EQ(Count("SELECT count(*) FROM alarm"), 2);
+}
+
+TEST_F(LifeTest, ImportedValuesRaiseAlarmsAndLimitsDoNot) {
+  const auto report = Import(
+      "part,process,test,subgroup,time,value\nA,P,T,1,2030-01-01T00:00:00Z,"
+      "10\nA,P,T,2,2030-01-01T00:01:00Z,14\n");
+  ASSERT_EQ(report.alarms.size(), 1U);
+  EXPECT_EQ(report.alarms[0].text, "1 point beyond a control limit");
+  EXPECT_TRUE(Import("part,process,test,mean,sp,sw,effective\nA,P,T,50,1,1,2029-01-01\n",
+                     ImportKind::ControlLimits)
+                  .alarms.empty());
+  EXPECT_EQ(Count("SELECT count(*) FROM alarm"), 1);
+}
+
+TEST_F(LifeTest, AFirstImportOfYearsRaisesNothing) {
+  std::string text = "part,process,test,subgroup,time,value\n";
+  for (int year = 2010; year < 2024; ++year) {
+    text += "A,P,T,1," + std::to_string(year) + "-06-01T00:00:00Z,99\n";
+  }
+  EXPECT_TRUE(Import(text).alarms.empty());
+}
+
+TEST_F(LifeTest, AnAlarmIsAcknowledgedClosedAndOpenedAgain) {
+  const auto id = OneAlarm();
+  ASSERT_GT(id, 0);
+  AlarmFilter open;
+  open.is_open = true;
+  EXPECT_EQ(Data().AcknowledgeAlarm(id, {}).state, "acknowledged");
+  EXPECT_EQ(Data().Alarms(open).size(), 1U);
+  const auto closed = Data().CloseAlarm(id, {"TWEAR", "TCHANGE", "insert 4"}, {});
+  EXPECT_EQ(closed.state, "closed");
+  EXPECT_EQ(closed.acc, "TWEAR");
+  EXPECT_EQ(closed.cac, "TCHANGE");
+  EXPECT_TRUE(Data().Alarms(open).empty());
+  EXPECT_EQ(Count("SELECT count(*) FROM event WHERE flag = 0 AND acc_time IS NOT NULL "
+                  "AND cac_time IS NOT NULL AND acc_employee IS NOT NULL"),
+            1);
+  EXPECT_EQ(Count("SELECT count(*) FROM comment WHERE note = 'insert 4'"), 1);
+  EXPECT_EQ(Data().ReopenAlarm(id, Why()).state, "open");
+  EXPECT_EQ(FlagOf(id), efOpenACC | efOpenCAC);
+  EXPECT_EQ(Count("SELECT count(*) FROM log WHERE object = 'alarm " + std::to_string(id) + "'"), 4);
+  EXPECT_EQ(Count("SELECT count(*) FROM outbox"), 4);
+  EXPECT_EQ(Count("SELECT max(revision) FROM outbox"), 3);
+}
+
+TEST_F(LifeTest, RefusalsSayWhatIsMissing) {
+  const auto id = OneAlarm();
+  const auto alarm = "alarm " + std::to_string(id) + ": ";
+  const auto close = [&](const AlarmClosing& closing) {
+    return RefusalOf([&] { Data().CloseAlarm(id, closing, {}); });
+  };
+  EXPECT_EQ(close({"TW", "TCHANGE", ""}), "acc: there is no cause code \"TW\"");
+  EXPECT_EQ(close({"TWER", "TCHANGE", ""}),
+            "acc: there is no cause code \"TWER\"; did you mean \"TWEAR\"?");
+  EXPECT_EQ(close({"TWEAR", "TCHANG", ""}),
+            "cac: there is no action code \"TCHANG\"; did you mean \"TCHANGE\"?");
+  EXPECT_EQ(close({"TWEAR", "", ""}), alarm + "the action is missing (--cac)");
+  EXPECT_EQ(close({"", "TCHANGE", ""}), alarm + "the cause is missing (--acc)");
+  EXPECT_EQ(Count("SELECT count(*) FROM event WHERE acc IS NOT NULL"), 0) << "nothing stays";
+  EXPECT_EQ(RefusalOf([&] { Data().AcknowledgeAlarm(4711, {}); }),
+            "alarm 4711: there is no such alarm");
+  EXPECT_EQ(RefusalOf([&] { Data().ReopenAlarm(id, Why()); }), alarm + "is open, not closed");
+  Data().AcknowledgeAlarm(id, {});
+  EXPECT_EQ(RefusalOf([&] { Data().AcknowledgeAlarm(id, {}); }), alarm + "is acknowledged already");
+  Data().Set("alarm_needs", "acc");
+  Data().CloseAlarm(id, {"CHIP", "", ""}, {});
+  EXPECT_EQ(close({"CHIP", "", ""}), alarm + "is closed already");
+  EXPECT_THROW(Data().ReopenAlarm(id, {}), Refused) << "without a reason";
+}
+
+TEST_F(LifeTest, TheVersionThatWasSeenIsCompared) {
+  const auto id = OneAlarm();
+  auto options = Why();
+  options.expected = Data().Alarms().front().version;
+  Data().AcknowledgeAlarm(id, options);
+  EXPECT_THROW(Data().CloseAlarm(id, {"CHIP", "TCHANGE", ""}, options), Conflict);
+  options.expected = Data().Alarms().front().version;
+  options.dry_run = true;
+  Data().CloseAlarm(id, {"CHIP", "TCHANGE", ""}, options);
+  EXPECT_EQ(Data().Alarms().front().state, "acknowledged");
+}
+
+TEST_F(LifeTest, ClosingEndsARunAndTheNextPointOpensAnother) {
+  std::vector<std::int32_t> runs;
+  for (int i = 1; i <= 14; ++i) {
+    for (const auto& alarm : Record(i, 10.2)) {
+      if (alarm.rule == 2) runs.push_back(alarm.event);
+    }
+    if (i == 11) {
+      ASSERT_EQ(runs.size(), 1U);
+      Data().CloseAlarm(runs.front(), {"TWEAR", "TCHANGE", ""}, {});
+    }
+  }
+  ASSERT_EQ(runs.size(), 2U);
+  const auto all = Data().Alarms();
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0].points, 3);
+  EXPECT_EQ(all[0].state, "closed");
+  EXPECT_EQ(all[1].points, 3);
+  EXPECT_EQ(all[1].first_subgroup, all[0].last_subgroup + 1);
+}
+
+TEST_F(LifeTest, AnAcknowledgedRunGoesOnAsTheSameAlarm) {
+  for (int i = 1; i <= 9; ++i) Record(i, 10.2);
+  ASSERT_EQ(Data().Alarms().size(), 1U);
+  Data().AcknowledgeAlarm(Data().Alarms().front().event, {});
+  for (int i = 10; i <= 60; ++i) EXPECT_TRUE(Record(i, 10.2).empty()) << i;
+  EXPECT_EQ(Data().Alarms().front().points, 52);
+}
+
+TEST_F(LifeTest, AnAlarmThatComesBackNeedsItsCodes) {
+  const auto id = OneAlarm();
+  const auto subgroup = Data().Alarms().front().first_subgroup;
+  Data().ChangeFlag({subgroup}, {}, sfDisabled, Why());
+  EXPECT_EQ(Data().Alarms().front().state, "withdrawn");
+  EXPECT_EQ(RefusalOf([&] { Data().AcknowledgeAlarm(id, {}); }),
+            "alarm " + std::to_string(id) + ": is withdrawn already");
+  Data().ChangeFlag({subgroup}, {}, sfEnabled, Why());
+  EXPECT_EQ(Data().Alarms().front().state, "open");
+  EXPECT_EQ(FlagOf(id), efOpenACC | efOpenCAC);
+}
+
+TEST_F(LifeTest, ListsArePickedByStreamAndTime) {
+  OneAlarm();
+  AlarmFilter filter;
+  filter.part = 1;
+  filter.test = 1;
+  EXPECT_EQ(Data().Alarms(filter).size(), 1U);
+  filter.process = 99;
+  EXPECT_TRUE(Data().Alarms(filter).empty());
+  filter = {};
+  filter.since = static_cast<std::int32_t>(CurrentTime()) + 3600;
+  EXPECT_TRUE(Data().Alarms(filter).empty());
+}
+
+}  // namespace
+}  // namespace orvspc::engine::alarms

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <set>
+
+#include "engine/QualityDatabase.h"
+#include "engine/store/digest.h"
+#include "engine/write/log/Json.h"
+#include "tests/engine/store/store_fixture.h"
+
+namespace orvspc::engine::change {
+namespace {
+
+using catalogue::ItemKind;
+
+std::string DigestOf(QualityDatabase data) {
+  std::string digest;
+  store::SqlStoreOf(*data.Database())->ReadOrThrow([&](sql::Connection& db) {
+    digest = store::DigestOf(db).values;
+  });
+  return digest;
+}
+
+// "part A" and so on of all names in use.
+std::set<std::string> NamesInUse(const QualityDatabase& data) {
+  std::set<std::string> names;
+  for (const auto kind : {ItemKind::Part, ItemKind::Process, ItemKind::Test, ItemKind::Lot,
+                          ItemKind::Shift, ItemKind::Serial, ItemKind::Defect, ItemKind::Gage}) {
+    for (const auto& each : data.Items(kind)) {
+      if (each.active) names.insert(std::string(WordOf(kind)) + " " + each.name);
+    }
+  }
+  return names;
+}
+
+class BatchesTest : public store::StoreTest {
+ protected:
+  static ChangeOptions Why() {
+    ChangeOptions options;
+    options.actor.by = "Ann";
+    options.reason = "wrong file";
+    return options;
+  }
+  static std::string RefusalOf(const std::function<void()>& work) {
+    try {
+      work();
+    } catch (const Refused& refused) {
+      return refused.code + ": " + refused.Description();
+    }
+    return {};
+  }
+  UndoReport Undo(std::int64_t batch, bool keep_changed = false) {
+    return Data().UndoImport(batch, keep_changed, Why());
+  }
+  std::int64_t CountOf(const std::string& table) {
+    static const std::string kComments = "SELECT count(*) FROM comment",
+                             kDescriptors = "SELECT count(*) FROM subgroup_descriptor",
+                             kDeletions = "SELECT count(*) FROM event WHERE type = 5";
+    std::int64_t count = 0;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      const auto& text = table == "comment"               ? kComments
+                         : table == "subgroup_descriptor" ? kDescriptors
+                                                          : kDeletions;
+      count = sql::Query(db, text).RunForInt().value_or(-1);
+    });
+    return count;
+  }
+  void ExpectWhole() {
+    LogCheckOptions options;
+    options.with_data = true;
+    EXPECT_TRUE(Data().VerifyLog(options).finds.empty());
+  }
+
+  const std::string kFirst =
+      "part,process,test,subgroup,time,value,lot\n"
+      "A,P,T,1,2024-01-01,1,L1\nA,P,T,1,2024-01-01,2,L1\nA,P,T,2,2024-01-02,3,L1\n";
+  const std::string kSecond =
+      "part,process,test,subgroup,time,value,lot,gage,comment,descriptor:Colour\n"
+      "A,P,T,3,2024-01-03,4,L1,G,note,red\nA,P,U,1,2024-01-01,5,L2,,tick,blue\n"
+      "B,P,T,4,2024-01-04,6,L2,,,\n";
+};
+
+}  // namespace
+
+TEST_F(BatchesTest, ImportsAreListedTheNewestFirst) {
+  EXPECT_TRUE(Data().Imports().empty());
+  ImportOptions options;
+  options.actor.by = "Bob";
+  Import(kFirst, ImportKind::Values, options);
+  Import("part,test,usl\nA,T,9\n", ImportKind::Limits);
+  const auto imports = Data().Imports();
+  ASSERT_EQ(imports.size(), 2U);
+  EXPECT_EQ(imports[0].kind, "limits");
+  EXPECT_EQ(imports[1].kind, "values");
+  EXPECT_EQ(imports[1].who, "Bob");
+  EXPECT_EQ(imports[1].source, folder_.File("in.csv"));
+  EXPECT_EQ(imports[1].lines, 3);
+  EXPECT_EQ(imports[1].records, 2);
+  EXPECT_EQ(imports[1].state, "stored");
+  EXPECT_LT(std::abs(imports[1].made - CurrentTime()), 600);
+}
+
+TEST_F(BatchesTest, UndoingTakesOutWhatWasAdded) {
+  Import(kFirst);
+  const auto digest = DigestOf(Data());
+  const auto names = NamesInUse(Data());
+  const auto batch = Import(kSecond).batch;
+  EXPECT_EQ(CountOf("comment"), 2);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 2);
+  const auto report = Undo(batch);
+  EXPECT_EQ(report.records, 3);
+  EXPECT_EQ(report.kept, 0);
+  EXPECT_EQ(report.names, 4) << "part B, test U, lot L2, gage G";
+  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(NamesInUse(Data()), names);
+  EXPECT_EQ(CountOf("comment"), 0);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "#1 has values still";
+  EXPECT_EQ(CountOf("event"), 1);
+  EXPECT_EQ(Data().Imports()[0].state, "undone");
+  const auto latest = Data().Log().back();
+  EXPECT_EQ(latest.operation, "undo");
+  EXPECT_EQ(latest.object, "batch " + std::to_string(batch));
+  EXPECT_EQ(latest.after, R"({"state":"undone","records":3})");
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, WhatCannotBeUndoneIsRefused) {
+  const auto batch = Import(kFirst).batch;
+  EXPECT_EQ(RefusalOf([&] { Undo(99); }), "unknown: there is no batch 99");
+  const auto limits = Import("part,test,usl\nA,T,9\n", ImportKind::Limits).batch;
+  EXPECT_EQ(RefusalOf([&] { Undo(limits); }),
+            "kind: batch " + std::to_string(limits) +
+                " is an import of limits; only one of values can be undone");
+  EXPECT_EQ(RefusalOf([&] { Data().UndoImport(batch, false, {}); }),
+            "reason: --reason: say why, in 3 to 500 characters");
+  Undo(batch);
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }),
+            "undone: batch " + std::to_string(batch) + " is undone already");
+}
+
+TEST_F(BatchesTest, WhatWasChangedSinceIsListedAndMayBeKept) {
+  const auto batch = Import(kFirst).batch;
+  const auto entry = Data().ChangeFlag({1}, {}, sfDisabled, Why())[0].version;
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }), "changed: batch " + std::to_string(batch) +
+                                                 ": 1 of 2 records were changed since (entries " +
+                                                 std::to_string(entry) +
+                                                 "); --keep-changed leaves these");
+  const auto report = Undo(batch, true);
+  EXPECT_EQ(report.records, 1);
+  EXPECT_EQ(report.kept, 1);
+  EXPECT_EQ(report.names, 0);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Test)[0].subgroups, 1);
+}
+
+TEST_F(BatchesTest, ADryRunUndoesNothing) {
+  const auto batch = Import(kFirst).batch;
+  const auto digest = DigestOf(Data());
+  auto options = Why();
+  options.dry_run = true;
+  EXPECT_EQ(Data().UndoImport(batch, false, options).records, 2);
+  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(Data().Imports()[0].state, "stored");
+}
+
+TEST_F(BatchesTest, TheEntriesOfAnUndoBringRecordsBackWithTheirTexts) {
+  Import(kFirst);
+  const auto batch = Import(kSecond).batch;
+  const auto digest = DigestOf(Data());
+  Undo(batch);
+  auto log = Data().Log();
+  std::ranges::reverse(log);
+  for (const auto& entry : log) {
+    if (entry.operation == "delete") Data().Restore(entry.seq, Why());
+  }
+  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(CountOf("comment"), 2);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 2);
+}
+
+TEST_F(BatchesTest, CommentsThatPeopleWroteStay) {
+  const auto batch = Import(kSecond).batch;
+  Data().AddComment(1, Id(ItemKind::Test, "T"), 0, "who was here", {});
+  Undo(batch);
+  EXPECT_EQ(CountOf("comment"), 1);
+}
+
+TEST_F(BatchesTest, AnUndoneFileIsImportedAgain) {
+  const auto batch = Import(kFirst).batch;
+  const auto digest = DigestOf(Data());
+  const auto names = NamesInUse(Data());
+  Undo(batch);
+  EXPECT_TRUE(NamesInUse(Data()).empty());
+  Import(kFirst);
+  EXPECT_EQ(DigestOf(Data()), digest);
+  EXPECT_EQ(NamesInUse(Data()), names);
+  Data().SetActive(ItemKind::Lot, "L1", false, Why());
+  Import("part,process,test,subgroup,time,value,lot\nA,P,T,9,2024-01-09,1,L1\n");
+  EXPECT_FALSE(NamesInUse(Data()).contains("lot L1")) << "somebody wanted it so";
+}
+
+// Whatever is undone, what is left is what a database has that never saw it.
+TEST_F(BatchesTest, AfterRandomUndoingNothingReminds) {
+  std::mt19937 random(5);
+  const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+  std::vector<std::string> files;
+  std::set<std::string> taken;
+  for (int file = 0; file < 12; ++file) {
+    std::string text = "part,process,test,subgroup,time,value,lot,serial\n";
+    for (int line = 0; line < 60; ++line) {
+      const auto part = "P" + std::to_string(below(3)), test = "T" + std::to_string(below(3)),
+                 subgroup = std::to_string(1 + below(28));
+      if (!taken.insert(part + "/" + test + "/" + subgroup).second) continue;
+      text += part + ",Q," + test + "," + subgroup + ",2024-02-" +
+              (subgroup.size() == 1 ? "0" : "") + subgroup + "," + std::to_string(below(100)) +
+              ",L" + std::to_string(below(9)) + ",S" + std::to_string(below(200)) + "\n";
+    }
+    files.push_back(text);
+  }
+  std::vector<std::int64_t> batches;
+  std::ranges::transform(files, std::back_inserter(batches),
+                         [&](const auto& text) { return Import(text).batch; });
+  const auto other = folder_.Store("other.db");
+  const auto never = OpenDatabase(other, true);
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    if (below(2) == 0) {
+      Undo(batches[i]);
+    } else {
+      store::WriteFile(folder_.File("again.csv"), files[i]);
+      import::ImportCsv(folder_.File("again.csv"), *never, ImportKind::Values, {});
+    }
+  }
+  EXPECT_EQ(DigestOf(Data()), DigestOf(QualityDatabase(never)));
+  EXPECT_EQ(NamesInUse(Data()), NamesInUse(QualityDatabase(never)));
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, FormerNamesAreUnderstoodByFilesWithANote) {
+  Import(kFirst);
+  Data().Rename(ItemKind::Part, "A", "Ring", Why());
+  const auto report = Import("part,process,test,subgroup,time,value\nA,P,T,9,2024-01-09,1\n");
+  ASSERT_EQ(report.notes.size(), 1U);
+  EXPECT_EQ(report.notes[0].code, "former-name");
+  EXPECT_EQ(report.notes[0].text, "\"A\" is now called \"Ring\"");
+  EXPECT_EQ(report.new_names, 0);
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
+  EXPECT_EQ(Data().Find(ItemKind::Part, "A"), Data().Find(ItemKind::Part, "Ring"));
+  EXPECT_EQ(Data().Require(ItemKind::Part, "A"), Id(ItemKind::Part, "Ring"));
+}
+
+}  // namespace orvspc::engine::change

@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <tuple>
+
+#include "engine/QualityDatabase.h"
+#include "engine/store/digest.h"
+#include "tests/engine/store/store_fixture.h"
+
+namespace orvspc::engine::change {
+namespace {
+
+using catalogue::ItemKind;
+
+class MergeTest : public store::StoreTest {
+ protected:
+  static ChangeOptions Why() {
+    ChangeOptions options;
+    options.actor.by = "Ann";
+    options.reason = "two names of one";
+    return options;
+  }
+  std::string RefusalOf(ItemKind kind, const char* from, const char* into) {
+    try {
+      Data().Merge(kind, from, into, Why());
+    } catch (const Refused& refused) {
+      return refused.code + ": " + refused.Description();
+    }
+    return {};
+  }
+  std::string DigestOf(EmbeddedDatabase& database) {
+    std::string digest;
+    store::SqlStoreOf(database)->ReadOrThrow(
+        [&](sql::Connection& db) { digest = store::DigestOf(db).values; });
+    return digest;
+  }
+  // What the values are in a database that knew the one name alone.
+  std::string DigestOfFile(const std::string& text) {
+    const auto name = "other" + std::to_string(++others_) + ".db";
+    const auto other = OpenDatabase(folder_.Store(name), true);
+    store::WriteFile(folder_.File("other.csv"), text);
+    import::ImportCsv(folder_.File("other.csv"), *other, ImportKind::Values, {});
+    return DigestOf(*other);
+  }
+  // Lines of many subgroups, so that some are sealed; {} stands for the name.
+  static std::string Lines(const std::string& line, int first, int last) {
+    std::string text;
+    for (int i = first; i <= last; ++i) {
+      auto each = line;
+      const auto day = std::to_string(10 + i % 18), number = std::to_string(i);
+      for (const auto& [mark, value] : {std::pair{"#", number}, std::pair{"@", "2024-01-" + day}}) {
+        for (auto at = each.find(mark); at != each.npos; at = each.find(mark)) {
+          each.replace(at, 1, value);
+        }
+      }
+      text += each + "\n";
+    }
+    return text;
+  }
+  static constexpr const char* kHeader = "part,process,test,subgroup,time,value,lot\n";
+
+  int others_ = 0;
+};
+
+}  // namespace
+
+TEST_F(MergeTest, StreamsLimitsAndNamesOfTwoPartsAreJoined) {
+  Import(kHeader + Lines("A,P,T,a#,@,1,L", 1, 60) + Lines("A,P,U,a#,@,1,L", 1, 3) +
+         Lines("B,P,T,b#,@,2,L", 1, 60));
+  Import("part,test,usl,effective\nA,T,9,2024-01-01\nB,T,8,\n", ImportKind::Limits);
+  Import("kind,group,name\npart,Both,A\npart,Both,B\n", ImportKind::Groups);
+  const auto b = Id(ItemKind::Part, "B");
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
+  EXPECT_EQ(Data().Find(ItemKind::Part, "A"), b) << "by its former name";
+  EXPECT_EQ(DigestOf(Db()),
+            DigestOfFile(kHeader + Lines("B,P,T,a#,@,1,L", 1, 60) + Lines("B,P,U,a#,@,1,L", 1, 3) +
+                         Lines("B,P,T,b#,@,2,L", 1, 60)));
+  EXPECT_EQ(Data().Streams().size(), 2U);
+  EXPECT_EQ(Data().Versions<SpecificationLimits>({b, 0, Id(ItemKind::Test, "T")}).size(), 2U);
+  EXPECT_EQ(Data().Groups(ItemKind::Part).at(0).members, std::vector{b});
+  EXPECT_EQ(Data().FindSubgroups("A", "P", "a1", {}).size(), 1U);
+  LogFilter merges;
+  merges.operation = "merge";
+  const auto entries = Data().Log(merges);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].before, R"({"name":"A"})");
+  EXPECT_EQ(entries[0].after, R"({"into":)" + std::to_string(b) + R"(,"name":"B"})");
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, WhatComesByTheFormerNameGoesToTheOtherItem) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,2,\n");
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  const auto report = Import(std::string(kHeader) + "A,P,T,3,2024-01-03,3,\n");
+  EXPECT_EQ(report.new_names, 0);
+  EXPECT_EQ(Data().CountedItems(ItemKind::Part).at(0).subgroups, 3);
+  EXPECT_NE(ImportFailure(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\n"), "")
+      << "a moved subgroup is found";
+}
+
+TEST_F(MergeTest, ProcessesAndTestsAreJoinedAlike) {
+  Import(kHeader + Lines("A,P,T,p#,@,1,L", 1, 40) + Lines("A,Q,T,q#,@,2,L", 1, 40) +
+         Lines("A,Q,U,u#,@,2,L", 1, 40));
+  Data().Merge(ItemKind::Process, "P", "Q", Why());
+  EXPECT_EQ(DigestOf(Db()),
+            DigestOfFile(kHeader + Lines("A,Q,T,p#,@,1,L", 1, 40) + Lines("A,Q,T,q#,@,2,L", 1, 40) +
+                         Lines("A,Q,U,u#,@,2,L", 1, 40)));
+  Data().Merge(ItemKind::Test, "U", "T", Why());
+  EXPECT_EQ(DigestOf(Db()),
+            DigestOfFile(kHeader + Lines("A,Q,T,p#,@,1,L", 1, 40) + Lines("A,Q,T,q#,@,2,L", 1, 40) +
+                         Lines("A,Q,T,u#,@,2,L", 1, 40)));
+  EXPECT_EQ(Data().Streams().size(), 1U);
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, ItemsOfWhoAndWhereAreJoined) {
+  Import(kHeader + Lines("A,P,T,1-#,@,1,L1", 1, 40) + Lines("A,P,T,2-#,@,1,L2", 1, 40) +
+         Lines("A,P,T,3-#,@,1,", 1, 3));
+  Data().Merge(ItemKind::Lot, "L1", "L2", Why());
+  EXPECT_EQ(DigestOf(Db()),
+            DigestOfFile(kHeader + Lines("A,P,T,1-#,@,1,L2", 1, 40) +
+                         Lines("A,P,T,2-#,@,1,L2", 1, 40) + Lines("A,P,T,3-#,@,1,", 1, 3)));
+  EXPECT_EQ(Data().CountedItems(ItemKind::Lot).at(0).subgroups, 80);
+  // Without another context that it becomes like.
+  Import(
+      "part,process,test,subgroup,time,value,shift\nA,P,T,s,2024-02-01,1,early\n"
+      "B,P,T,s,2024-02-02,1,\n");
+  Import("kind,group,name\nshift,Day,late\n", ImportKind::Groups);
+  Data().Merge(ItemKind::Shift, "early", "late", Why());
+  EXPECT_EQ(Data().CountedItems(ItemKind::Shift).at(0).subgroups, 1);
+}
+
+TEST_F(MergeTest, SettingsOfAStreamFollowARenaming) {
+  Import(std::string(kHeader) + "A,P/1,T,1,2024-01-01,1,\nB,P/1,T,1,2024-01-01,1,\n");
+  Data().Set("subgroup_size:A/P/1/T", "3");
+  Data().Set("subgroup_size:A/P/1/T", "5");
+  Data().Set("subgroup_size:B/P/1/T", "4");
+  Data().Rename(ItemKind::Part, "A", "Ring", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/P/1/T"), "5");
+  EXPECT_EQ(Data().Setting("subgroup_size:A/P/1/T"), "0") << "no longer set";
+  Data().Rename(ItemKind::Process, "P/1", "Press", Why());
+  Data().Rename(ItemKind::Test, "T", "Width", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/Press/Width"), "5");
+  EXPECT_EQ(Data().Setting("subgroup_size:B/Press/Width"), "4");
+  Data().Set("subgroup_size:A/P/1/T", "6");
+  EXPECT_EQ(Data().Setting("subgroup_size:Ring/Press/Width"), "6") << "set by its former names";
+  EXPECT_EQ(std::ranges::count_if(Data().SettingNames(),
+                                  [](const std::string& name) {
+                                    return name.starts_with("subgroup_size:") &&
+                                           !name.ends_with("TEST");
+                                  }),
+            2);
+  LogFilter of_setting;
+  of_setting.object = "setting subgroup_size:A/P/1/T";
+  auto entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 3U) << "set twice, and moved";
+  EXPECT_EQ(entries[2].before, R"({"value":"5"})");
+  EXPECT_EQ(entries[2].after, R"({"key":"subgroup_size:Ring/P/1/T"})");
+  EXPECT_EQ(entries[2].reason, "two names of one");
+  of_setting.object = "setting subgroup_size:Ring/Press/Width";
+  entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0].after, R"({"value":"5"})");
+}
+
+TEST_F(MergeTest, SettingsOfAStreamFollowAMergeUnlessTheOtherHasItsOwn) {
+  Import(std::string(kHeader) +
+         "A,P,T,1,2024-01-01,1,\nA,P,U,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  Data().Set("subgroup_size:A/P/T", "3");
+  Data().Set("subgroup_size:A/P/U", "4");
+  Data().Set("subgroup_size:B/P/T", "5");
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(Data().Setting("subgroup_size:B/P/T"), "5") << "that of the one that stays";
+  EXPECT_EQ(Data().Setting("subgroup_size:B/P/U"), "4");
+  EXPECT_EQ(Data().Setting("subgroup_size:A/P/T"), "0");
+  LogFilter of_setting;
+  of_setting.object = "setting subgroup_size:A/P/T";
+  const auto entries = Data().Log(of_setting);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].before, R"({"value":"3"})");
+  EXPECT_EQ(entries[1].after, "");
+}
+
+// Whatever names an item goes on with the other one: of parts, processes and tests.
+TEST_F(MergeTest, PoliciesPhasesAndLimitsFollowAMerge) {
+  Import(std::string(kHeader) +
+         "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\nB,Q,T,3,2024-01-03,1,\n"
+         "B,Q,U,4,2024-01-04,1,\n");
+  const auto id = [&](ItemKind kind, const char* name) { return Data().Require(kind, name); };
+  const StreamKey first{id(ItemKind::Part, "A"), id(ItemKind::Process, "P"),
+                        id(ItemKind::Test, "T")};
+  const StreamKey last{id(ItemKind::Part, "B"), id(ItemKind::Process, "Q"),
+                       id(ItemKind::Test, "U")};
+  Data().SetBaselinePolicy(first, "shewhart", Why());
+  Phase phase;
+  phase.part = first.part;
+  phase.process = first.process;
+  phase.test = first.test;
+  phase.name = "Tool A";
+  phase.start = 1'000'000;
+  Data().AddPhase(phase, {}, "for the test");
+  Import("part,process,test,mean,sp,effective\nA,P,T,1,1,2024-01-01\n", ImportKind::ControlLimits);
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  Data().Merge(ItemKind::Process, "P", "Q", Why());
+  Data().Merge(ItemKind::Test, "T", "U", Why());
+  const auto policies = Data().BaselinePolicies();
+  ASSERT_EQ(policies.size(), 1U);
+  EXPECT_EQ((StreamKey{policies[0].part, policies[0].process, policies[0].test}), last);
+  const auto phases = Data().Phases();
+  ASSERT_EQ(phases.size(), 1U);
+  EXPECT_EQ((StreamKey{phases[0].part, phases[0].process, phases[0].test}), last);
+  ASSERT_EQ(Data().ListLimits(last).size(), 1U);
+  for (const auto& [kind, name, now] : {std::tuple{ItemKind::Part, "A", last.part},
+                                        {ItemKind::Process, "P", last.process},
+                                        {ItemKind::Test, "T", last.test}}) {
+    EXPECT_EQ(Data().Find(kind, name), now);
+  }
+  Data().Rename(ItemKind::Part, "B", "Ring", Why());
+  EXPECT_EQ(Data().Find(ItemKind::Part, "A"), last.part) << "also by a name before the last";
+  EXPECT_EQ(Data().ListLimits(last).size(), 1U);
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, OfTwoPoliciesThatOfTheItemThatStaysDoes) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  const auto a = Id(ItemKind::Part, "A"), b = Id(ItemKind::Part, "B");
+  Data().SetBaselinePolicy({b, 0, 0}, "public-health", Why());
+  Data().SetBaselinePolicy({a, 0, 0}, "shewhart", Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  const auto policies = Data().BaselinePolicies();
+  ASSERT_EQ(policies.size(), 1U);
+  EXPECT_EQ(policies[0].rule, "public-health");
+  LogFilter of_policy;
+  of_policy.object = "policy 2";
+  const auto entries = Data().Log(of_policy);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].before, R"({"rule":"shewhart"})");
+}
+
+TEST_F(MergeTest, PhasesThatWouldOverlapAreRefused) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  const auto add = [&](const char* part, const char* name, std::int32_t start,
+                       std::int32_t finish) {
+    Phase phase;
+    phase.part = Id(ItemKind::Part, part);
+    phase.name = name;
+    phase.start = start;
+    phase.finish = finish;
+    Data().AddPhase(phase, {}, "for the test");
+  };
+  add("A", "Tool A", 1000, 2000);
+  add("B", "Tool B", 2000, 3000);
+  add("B", "Tool C", 500, 1001);
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
+            "overlap: \"A\" and \"B\" both have phases of one time (\"Tool A\" and \"Tool C\"); "
+            "end or remove one first");
+  EXPECT_EQ(Data().Items(ItemKind::Part).size(), 2U) << "nothing has happened";
+  Data().RemovePhase(3, {}, "for the test");
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"), "");
+  EXPECT_EQ(Data().Phases().size(), 2U) << "one ends where the other begins";
+}
+
+TEST_F(MergeTest, WhatCannotBeJoinedIsRefusedWithAList) {
+  Import(std::string(kHeader) +
+         "A,P,T,1,2024-01-01,1,\nB,P,T,1,2024-01-01,2,\nB,P,U,1,2024-01-01,"
+         "2,\nC,P,T,7,2024-01-07,2,\n");
+  Import("part,process,test,subgroup,time,count\nA,P,Looks,9,2024-01-09,1\n");
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
+            "stored: \"A\" and \"B\" have 1 subgroups of the same label and time (#1=#2)");
+  EXPECT_EQ(RefusalOf(ItemKind::Test, "U", "T"),
+            "stored: \"U\" and \"T\" both have values in 1 subgroups (#2)");
+  EXPECT_EQ(RefusalOf(ItemKind::Test, "Looks", "T"), "type: \"Looks\" and \"T\" differ in type");
+  Import("part,test,usl,effective\nA,T,9,2024-01-01\nC,T,8,2024-01-01\n", ImportKind::Limits);
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "C"),
+            "limits: \"A\" and \"C\" both have specification limits of one time "
+            "(2024-01-01T00:00:00)");
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "A"), "name: \"A\" and \"A\" are the same");
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "Z"), "unknown: there is no part \"Z\"");
+  EXPECT_EQ(RefusalOf(ItemKind::Gage, "A", "B"),
+            "kind: items of the kind gage cannot be merged; edit rename gives one a name");
+}
+
+}  // namespace orvspc::engine::change

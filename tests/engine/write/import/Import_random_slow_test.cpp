@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/engine/write/import/import_random.h"
+
+namespace orvspc::engine::import {
+namespace {
+
+TEST_F(ImportRandomTest, FiveHundredRandomFilesLeadToWhatAPlainReaderSays) {
+  Compare(3, 500, false);
+}
+
+TEST_F(ImportRandomTest, ThirtyThousandDamagedFilesLeadToWhatAPlainReaderSays) {
+  Compare(4, 30000, true);
+}
+
+}  // namespace
+}  // namespace orvspc::engine::import

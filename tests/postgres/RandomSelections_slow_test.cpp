@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/postgres/random_selections.h"
+
+namespace orvspc::engine::store {
+namespace {
+
+TEST_F(RandomSelectionsTest, FiveHundredAreTheSameFromAFileAndAServer) { CompareAtRandom(504, 24); }
+
+}  // namespace
+}  // namespace orvspc::engine::store
