@@ -2,39 +2,54 @@
 #include "engine/chunks/StreamWalk.h"
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "engine/chunks/subgroup_block.h"
 
 namespace orvspc::engine::store {
 namespace {
 
 // Chunks of a stream do not overlap, so that only the last of those that begin before the range can
 // reach into it. Whether it does is asked of the chunk, as last_time has no checksum.
-std::string ChunksInOrder(const std::string& order) {
-  return "SELECT packed, first_time, first_subgroup, last_time, last_subgroup, count "
-         "FROM measurement_chunk WHERE stream = ?1 AND first_time <= ?3 "
-         "AND first_time >= coalesce((SELECT max(first_time) FROM measurement_chunk "
-         "WHERE stream = ?1 AND first_time < ?2), ?2) "
-         "ORDER BY first_time" +
-         order + ", first_subgroup" + order;
+constexpr std::string_view kSealed =
+    " FROM measurement_chunk WHERE stream = ?1 AND first_time <= ?3 "
+    "AND first_time >= coalesce((SELECT max(first_time) FROM measurement_chunk "
+    "WHERE stream = ?1 AND first_time < ?2), ?2) "
+    "ORDER BY first_time";
+constexpr std::string_view kHot =
+    " FROM measurement WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time";
+
+// The rows of a walk in its direction, and one of them without what it has packed: ?4 come before.
+struct RowTexts {
+  RowTexts(const std::string& columns, std::string_view from, const std::string& subgroup) {
+    for (const bool is_forward : {false, true}) {
+      const std::string order = is_forward ? "" : " DESC";
+      const auto rows = std::string(from) + order + ", " + subgroup + order;
+      all[is_forward ? 1 : 0] = "SELECT packed, " + columns + rows;
+      times[is_forward ? 1 : 0] = "SELECT " + columns + rows + " LIMIT 1 OFFSET ?4";
+    }
+  }
+  std::string all[2], times[2];
+};
+
+const RowTexts& SealedTexts() {
+  static const RowTexts texts("first_time, first_subgroup, last_time, last_subgroup, count",
+                              kSealed, "first_subgroup");
+  return texts;
 }
 
-std::string HotInOrder(const std::string& order) {
-  return "SELECT packed, time, subgroup, time, subgroup, 1 FROM measurement "
-         "WHERE stream = ?1 AND time BETWEEN ?2 AND ?3 ORDER BY time" +
-         order + ", subgroup" + order;
+const RowTexts& HotTexts() {
+  static const RowTexts texts("time, subgroup, time, subgroup, 1", kHot, "subgroup");
+  return texts;
 }
 
-std::string_view SealedText(bool forward) {
-  static const std::string texts[] = {ChunksInOrder(" DESC"), ChunksInOrder("")};
-  return texts[forward ? 1 : 0];
-}
-
-std::string_view HotText(bool forward) {
-  static const std::string texts[] = {HotInOrder(" DESC"), HotInOrder("")};
-  return texts[forward ? 1 : 0];
+std::string WhenText(std::int32_t first, std::int32_t last) {
+  if (first == last) return " at " + platform::IsoText(first);
+  return " from " + platform::IsoText(first) + " to " + platform::IsoText(last);
 }
 
 constexpr std::string_view kChunkAtOrBefore =
@@ -57,23 +72,65 @@ std::optional<RecordKey> ChunkOf(sql::Connection& db, std::string_view text, std
   });
 }
 
+// The time of some sealed subgroup of the part and process of a stream; empty when none is read.
+std::optional<std::int32_t> AnySealedTime(sql::Connection& db, std::int64_t stream) {
+  std::int32_t part = 0, process = 0;
+  {
+    sql::Query query(db, "SELECT part, process FROM stream WHERE id = ?1", stream);
+    if (!query.Step()) return std::nullopt;
+    query.Read(part, process);
+  }
+  std::optional<std::int32_t> time;
+  sql::Query blocks(db, "SELECT block, packed FROM subgroup_block ORDER BY block");
+  while (!time && blocks.Step()) {
+    // What of a damaged block comes before the damage is not believed either.
+    std::optional<std::int32_t> found;
+    const bool is_whole = UnpackBlock(blocks.Blob(1), blocks.Int(0), [&](const auto& each) {
+      if (each.part == part && each.process == process) found = each.time;
+    });
+    if (is_whole) time = found;
+  }
+  return time;
+}
+
 // Some time of a stream part of which cannot be read; empty when there is none.
 std::string AnyTimeOf(sql::Connection& db, std::int64_t stream) {
-  static constexpr std::pair<std::string_view, std::string_view> kTimes[] = {
+  const auto ask = [&](std::string_view text) -> std::optional<std::int32_t> {
+    sql::Query query(db, text, stream);
+    if (query.Step()) return query.Int(0);
+    return std::nullopt;
+  };
+  const struct {
+    const char* word;
+    std::function<std::optional<std::int32_t>()> look;
+  } places[] = {
       {" from ",
-       "SELECT first_time FROM measurement_chunk WHERE stream = ?1 ORDER BY first_time, "
-       "first_subgroup LIMIT 1"},
+       [&] {
+         return ask(
+             "SELECT first_time FROM measurement_chunk WHERE stream = ?1 "
+             "ORDER BY first_time, first_subgroup LIMIT 1");
+       }},
       {" before ",
-       "SELECT first_time FROM measurement_chunk WHERE stream = ?1 ORDER BY first_time DESC, "
-       "first_subgroup DESC LIMIT 1"},
-      {" near ", "SELECT time FROM measurement WHERE stream = ?1 ORDER BY time, subgroup LIMIT 1"},
+       [&] {
+         return ask(
+             "SELECT first_time FROM measurement_chunk WHERE stream = ?1 "
+             "ORDER BY first_time DESC, first_subgroup DESC LIMIT 1");
+       }},
       {" near ",
-       "SELECT g.time FROM subgroup g JOIN stream s ON s.part = g.part AND s.process = g.process "
-       "WHERE s.id = ?1 ORDER BY g.time LIMIT 1"}};
-  for (const auto& [word, text] : kTimes) {
+       [&] {
+         return ask(
+             "SELECT time FROM measurement WHERE stream = ?1 ORDER BY time, subgroup LIMIT 1");
+       }},
+      {" near ",
+       [&] {
+         return ask(
+             "SELECT g.time FROM subgroup g JOIN stream s ON s.part = g.part "
+             "AND s.process = g.process WHERE s.id = ?1 ORDER BY g.time LIMIT 1");
+       }},
+      {" near ", [&] { return AnySealedTime(db, stream); }}};
+  for (const auto& [word, look] : places) {
     try {
-      sql::Query query(db, text, stream);
-      if (query.Step()) return std::string(word) + platform::IsoText(query.Int(0));
+      if (const auto time = look()) return word + platform::IsoText(*time);
     } catch (const sql::SqlError&) {
       // Damaged, too, or a server's transaction is over.
     }
@@ -116,12 +173,8 @@ void DecodeRow(sql::Connection& db, std::int64_t stream, const sql::Query& row,
   row.ReadFrom(1, first.time, first.subgroup, last.time, last.subgroup, count);
   const bool is_whole = chunk.Decode(packed, stream);
   if (is_whole && chunk.First() == first && chunk.Last() == last && chunk.Count() == count) return;
-  const auto text = [](std::int32_t stamp) { return platform::IsoText(stamp); };
-  const auto when = first.time == last.time
-                        ? " at " + text(first.time)
-                        : " from " + text(first.time) + " to " + text(last.time);
-  throw std::runtime_error("The values of " + StreamText(db, stream) + when +
-                           " are damaged: their " +
+  throw std::runtime_error("The values of " + StreamText(db, stream) +
+                           WhenText(first.time, last.time) + " are damaged: their " +
                            (is_whole ? "times or their number differ" : "checksum does not fit"));
 }
 
@@ -206,21 +259,40 @@ StreamWalk::StreamWalk(sql::Connection& db, std::int64_t stream, bool forward, s
     : db_(db),
       stream_(stream),
       forward_(forward),
+      asked_start_(start),
       start_(start),
       end_(end),
-      sealed_{{db, sql::ManyRows{2}, SealedText(forward), stream, start, end}, {}},
-      hot_{{db, HotText(forward), stream, start, end}, {}} {
+      sealed_{{db, sql::ManyRows{2}, SealedTexts().all[forward ? 1 : 0], stream, start, end},
+              SealedTexts().times[forward ? 1 : 0]},
+      hot_{{db, HotTexts().all[forward ? 1 : 0], stream, start, end},
+           HotTexts().times[forward ? 1 : 0]} {
   hot_.query.Send();
   sealed_.query.Send();
 }
 
+// When the row was that cannot be read; empty where its times cannot be read either.
+std::string StreamWalk::TimesOfNext(const Source& source) const {
+  try {
+    sql::Query row(db_, source.times, stream_, asked_start_, end_, source.rows);
+    if (!row.Step()) return {};
+    RecordKey first, last;
+    row.Read(first.time, first.subgroup, last.time, last.subgroup);
+    return WhenText(first.time, last.time);
+  } catch (const sql::SqlError&) {
+    return {};  // a server's transaction is over, or the whole page is damaged
+  }
+}
+
 bool StreamWalk::Step(Source& source) {
   try {
-    return source.query.Step();
+    const bool is_row = source.query.Step();
+    ++source.rows;
+    return is_row;
   } catch (const sql::SqlError& error) {
+    auto when = TimesOfNext(source);
+    if (!when.empty()) RethrowWithStream(db_, stream_, error, std::move(when));
     const auto bound = forward_ ? start_ : end_;
     const bool is_bounded = bound != INT32_MIN && bound != INT32_MAX;
-    std::string when;
     if (source.reached) {
       when = (forward_ ? " after " : " before ") + platform::IsoText(*source.reached);
     } else if (is_bounded) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -120,14 +121,17 @@ class StreamWalk {
   // The next of a query, and what of it is left.
   struct Source {
     sql::Query query;
-    Chunk chunk;
+    std::string_view times;  // the text that reads one row's
+    Chunk chunk = {};
     std::size_t begin = 0, end = 0;
+    std::int64_t rows = 0;  // that were read
     bool done = false;
     std::optional<std::int32_t> reached = {};  // the time of the last record that was read
     bool IsEmpty() const { return begin == end; }
   };
   void Fill(Source& source);
   bool Step(Source& source);
+  std::string TimesOfNext(const Source& source) const;
   Run Take(Source& source, std::size_t count) const;
   RecordView NextOf(const Source& source) const {
     return source.chunk.Record(forward_ ? source.begin : source.end - 1);
@@ -136,7 +140,7 @@ class StreamWalk {
   sql::Connection& db_;
   std::int64_t stream_;
   bool forward_;
-  std::int32_t start_, end_;
+  std::int32_t asked_start_, start_, end_;
   Source sealed_, hot_;
 };
 

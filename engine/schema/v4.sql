@@ -45,8 +45,10 @@ CREATE TABLE alias(
 -- A row that is active or retired holds from effective up to and without until; null: without an
 -- end. state_at is when it got its status. used is the number of subgroups behind it, digest that
 -- of their values. The figures from average_size on are those of the chart behind it that mean and
--- sigmas leave open; null: not given.
-CREATE TABLE control_limit_4(
+-- sigmas leave open; null: not given. The program compares the rows with the older table and drops it.
+DROP INDEX control_limit_by_test;
+ALTER TABLE control_limit RENAME TO control_limit_3;
+CREATE TABLE control_limit(
   id INTEGER PRIMARY KEY, part INTEGER NOT NULL REFERENCES part,
   process INTEGER REFERENCES process, test INTEGER NOT NULL REFERENCES test,
   effective INTEGER NOT NULL, mean REAL NOT NULL, sp REAL NOT NULL, spl REAL NOT NULL,
@@ -58,12 +60,10 @@ CREATE TABLE control_limit_4(
   reason TEXT NOT NULL DEFAULT '', average_size REAL, within REAL, moving REAL, gamma REAL,
   numerator REAL, denominator REAL, sp_bar REAL, within_bar REAL, sw_bar REAL,
   who TEXT NOT NULL, made INTEGER NOT NULL);
-INSERT INTO control_limit_4(id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish,
+INSERT INTO control_limit(id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish,
   chart_word, status, rule, replaced_by, who, made)
   SELECT id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, chart_word,
-    status, rule, replaced_by, who, made FROM control_limit ORDER BY id;
-DROP TABLE control_limit;
-ALTER TABLE control_limit_4 RENAME TO control_limit;
+    status, rule, replaced_by, who, made FROM control_limit_3 ORDER BY id;
 CREATE INDEX control_limit_by_test ON control_limit(part, test, effective);
 
 -- Subgroups that a row of limits was made without.

@@ -236,7 +236,6 @@ class Checker {
   // --- Subgroups ---------------------------------------------------------------------------------
 
   void CheckSubgroups() {
-    constexpr std::int32_t kBlockSize = 256;
     std::vector<std::int32_t> blocks;
     Reads("table subgroup_block", [&] {
       sql::Query query(db_,

@@ -171,16 +171,55 @@ class Backup {
   bool is_needed_ = false;
 };
 
-// Each gives a row where a table that the schema has copied differs from the old one.
-constexpr std::string_view kDifferences[] = {
-    "SELECT id, subgroup, test, tsno, time, employee, note FROM comment_2 "
-    "EXCEPT SELECT id, subgroup, test, tsno, time, employee, note FROM comment",
-    "SELECT a.n FROM (SELECT count(*) AS n FROM comment_2) a, "
-    "(SELECT count(*) AS n FROM comment) b WHERE a.n <> b.n",
-    "SELECT subgroup, descriptor, tsno FROM subgroup_descriptor_2 "
-    "EXCEPT SELECT subgroup, descriptor, tsno FROM subgroup_descriptor",
-    "SELECT a.n FROM (SELECT count(*) AS n FROM subgroup_descriptor_2) a, "
-    "(SELECT count(*) AS n FROM subgroup_descriptor) b WHERE a.n <> b.n"};
+// A table that the schema has copied in this version, and where the rows of before are.
+struct CopiedTable {
+  std::int32_t version;
+  std::string_view now, before, columns;
+};
+constexpr CopiedTable kCopied[] = {
+    {3, "comment", "comment_2", "id, subgroup, test, tsno, time, employee, note"},
+    {3, "subgroup_descriptor", "subgroup_descriptor_2", "subgroup, descriptor, tsno"},
+    {4, "control_limit", "control_limit_3",
+     "id, part, process, test, effective, mean, sp, spl, sw, swl, start, finish, chart_word, "
+     "status, rule, replaced_by, who, made"}};
+
+struct Comparison {
+  const CopiedTable& table;
+  std::vector<std::string> differences;  // each gives a row where the two differ
+};
+
+const std::vector<Comparison>& Comparisons() {
+  static const auto comparisons = [] {
+    std::vector<Comparison> all;
+    for (const auto& table : kCopied) {
+      const std::string now(table.now), before(table.before);
+      const auto rows = [&](const std::string& of) {
+        return "SELECT " + std::string(table.columns) + " FROM " + of;
+      };
+      const auto count = [](const std::string& of) { return "(SELECT count(*) FROM " + of + ")"; };
+      all.push_back({table,
+                     {rows(before) + " EXCEPT " + rows(now), rows(now) + " EXCEPT " + rows(before),
+                      "SELECT 1 WHERE " + count(before) + " <> " + count(now)}});
+    }
+    return all;
+  }();
+  return comparisons;
+}
+
+[[noreturn]] void RefuseDifference() {
+  throw std::runtime_error("what the new schema holds differs from what the old one held");
+}
+
+// Drops the rows of before once they are those of now.
+void CheckCopied(sql::Connection& db, std::int32_t version) {
+  for (const auto& [table, differences] : Comparisons()) {
+    if (version >= table.version) continue;
+    for (const auto& text : differences) {
+      if (sql::Query(db, text).Step()) RefuseDifference();
+    }
+    db.Execute("DROP TABLE " + std::string(table.before));
+  }
+}
 
 // Returns the digest of what there was, and is.
 std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
@@ -218,15 +257,11 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
     if (lack_measurements[id]) with_rows.push_back(static_cast<std::int32_t>(id));
   }
   SealWithRows(db, with_rows);
-  const bool is_copied = std::ranges::none_of(
-      kDifferences, [&](std::string_view text) { return sql::Query(db, text).Step(); });
-  // The last is what the others refer to.
-  for (const char* table : {"measurement_2", "comment_2", "subgroup_descriptor_2", "subgroup_2"}) {
+  // The last is what the other refers to.
+  for (const char* table : {"measurement_2", "subgroup_2"}) {
     db.Execute("DROP TABLE " + std::string(table));
   }
-  if (count != all || !is_copied || DigestOf(db) != before) {
-    throw std::runtime_error("what the new schema holds differs from what the old one held");
-  }
+  if (count != all || DigestOf(db) != before) RefuseDifference();
   return before.all;
 }
 
@@ -234,7 +269,10 @@ std::string MoveValues(sql::Connection& db, const MigrationProgress& progress) {
 
 void BringTablesForward(sql::Connection& db, std::int32_t version,
                         const MigrationProgress& progress) {
+  constexpr int kTablesMade = 4;  // percent
   schema::BringForward(db, version);
+  if (progress) progress(kTablesMade);
+  CheckCopied(db, version);
   if (version < kFirstWithChunks) {
     const auto digest = MoveValues(db, progress);
     return log::BeginLog(db, version == 0 ? std::string() : digest);

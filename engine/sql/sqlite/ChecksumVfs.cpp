@@ -11,15 +11,19 @@
 #include <memory>
 #include <new>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "engine/sql/sqlite/flipped_bit.h"
+#include "engine/sql/sqlite/page_checksum.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
 
 constexpr const char* kName = "orvspc";
 
-// A question that the layer answers itself, beyond the numbers that SQLite keeps for its own.
-constexpr int kAskDamage = 0x6f727601;
+// Questions that the layer answers itself, beyond the numbers that SQLite keeps for its own.
+constexpr int kAskDamage = 0x6f727601, kSwapStrictness = 0x6f727602;
 
 // The name is that of SQLite from 3.48 on: whether a part of a page may be read.
 constexpr int kMayReadPartOfPage = 0x00008000;
@@ -49,6 +53,7 @@ struct File : sqlite3_file {
   bool is_database = false, is_log = false;
   // Of a database.
   bool has_checksums = false;
+  bool is_strict = false;  // refuses every page that does not match
   bool gathers_log = false;
   Damage damage;
   std::vector<std::byte> copy;  // of a page that is written
@@ -77,23 +82,10 @@ std::uint32_t BigEndian(const std::byte* at) {
   return number;
 }
 
-template <class Number>
-Number LittleEndian(const std::byte* at) {
-  Number number = 0;
-  if constexpr (std::endian::native == std::endian::little) {
-    std::memcpy(&number, at, sizeof number);
-  } else {
-    for (std::size_t i = sizeof number; i-- > 0;)
-      number = number << 8 | std::to_integer<Number>(at[i]);
-  }
-  return number;
-}
-
 // --- Pages of the database -----------------------------------------------------------------------
 
 bool Matches(std::span<const std::byte> page, std::uint32_t number) {
-  const auto content = page.first(page.size() - kReservedBytes);
-  return LittleEndian<std::uint64_t>(page.data() + content.size()) == PageChecksum(content, number);
+  return StoredChecksum(page) == PageChecksum(page.first(page.size() - kReservedBytes), number);
 }
 
 bool IsHeader(std::span<const std::byte> start) {
@@ -126,6 +118,7 @@ int CheckRead(File& database, std::span<const std::byte> data, sqlite3_int64 off
   if (!IsPageSize(data.size()) || offset % size != 0) return SQLITE_OK;
   const auto number = static_cast<std::uint32_t>(offset / size + 1);
   if (IsIntact(database, data, number)) return SQLITE_OK;
+  if (!database.is_strict && number != 1 && IsOneBitOfBlob(data, number)) return SQLITE_OK;
   database.damage = {number, false};
   return SQLITE_IOERR_DATA;
 }
@@ -350,6 +343,10 @@ int Control(sqlite3_file* file, int question, void* answer) {
     *static_cast<Damage*>(answer) = own.damage;
     return SQLITE_OK;
   }
+  if (question == kSwapStrictness) {
+    std::swap(*static_cast<bool*>(answer), own.is_strict);
+    return SQLITE_OK;
+  }
   if (question == SQLITE_FCNTL_PRAGMA && own.is_database) NotePragma(own, answer);
   if (question == SQLITE_FCNTL_CKPT_START && own.is_database) ReadHeader(file);
   const int code = Pass<&sqlite3_io_methods::xFileControl>(file, question, answer);
@@ -470,26 +467,13 @@ const char* ChecksumVfs() {
   return is_registered ? kName : nullptr;
 }
 
-// Several sums side by side, each over every eighth word, so that the processor need not wait for
-// one multiplication before the next. Each step can be undone, so a change within one word always
-// changes the result.
-std::uint64_t PageChecksum(std::span<const std::byte> content, std::uint32_t page) {
-  constexpr std::uint64_t kIn = 0x9c8f2d35b1e6a763, kStep = 0xd1342543de82ef95,
-                          kLast = 0xaf251af3b0f025b5;
-  constexpr std::size_t kWord = 8, kSums = 8;
-  std::array<std::uint64_t, kSums> sums{};
-  for (std::size_t i = 0; i < kSums; ++i) sums[i] = (page + (std::uint64_t{i + 1} << 32)) * kLast;
-  const auto add = [&](std::size_t i, std::size_t at) {
-    sums[i] = std::rotl(sums[i] + LittleEndian<std::uint64_t>(&content[at]) * kIn, 29) * kStep;
-  };
-  std::size_t at = 0;
-  for (; at + kSums * kWord <= content.size(); at += kSums * kWord)
-    for (std::size_t i = 0; i < kSums; ++i) add(i, at + i * kWord);
-  for (std::size_t i = 0; at < content.size(); ++i, at += kWord) add(i, at);
-  std::uint64_t result = content.size();
-  for (const auto sum : sums) result = (std::rotl(result, 31) ^ sum) * kLast;
-  return result ^ result >> 32;
+StrictPages::StrictPages(sqlite3* db) : db_(db) {
+  sqlite3_file_control(db_, "main", kSwapStrictness, &before_);
+  // Pages that were let pass may be in memory.
+  sqlite3_db_release_memory(db_);
 }
+
+StrictPages::~StrictPages() { sqlite3_file_control(db_, "main", kSwapStrictness, &before_); }
 
 std::string DamageOf(sqlite3* db) {
   Damage damage;

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
+
+#include "engine/sql/sqlite/page_checksum.h"
 
 struct sqlite3;
 
@@ -14,6 +12,9 @@ struct sqlite3;
 //   - A page has a checksum when the file's header says that 8 bytes of each page are reserved, as
 //     it does in every file that this layer makes. Others are read and written as they are.
 //   - It is written with the page, into the file itself, and checked whenever a whole page is read.
+//   - A page of which one bit is flipped, in a blob, is read as it is: the blob has its own
+//     checksum, and the other rows of the page are whole (flipped_bit.h). Any other damage is
+//     refused with the whole page.
 //   - The seed is the number of the page, so that pages in each other's place are noticed.
 //   - The log has checksums of SQLite's own, which it checks only when a program died. Here they
 //     are checked whenever a page is read from the log, so that a checkpoint does not put a new
@@ -25,14 +26,22 @@ struct sqlite3;
 //   - A program that writes without this layer leaves pages whose checksum is wrong.
 namespace orvspc::engine::sql::sqlite {
 
-inline constexpr int kReservedBytes = 8;
-
 // The name of the layer for sqlite3_open_v2; it is registered with the first call. What it opens,
 // it opens through the default layer at that time.
 const char* ChecksumVfs();
 
-// Of the page without its reserved bytes; a multiple of 8.
-std::uint64_t PageChecksum(std::span<const std::byte> content, std::uint32_t page);
+// While it lives, what a connection reads has to match wholly: for who copies pages or checks them.
+class StrictPages {
+ public:
+  explicit StrictPages(sqlite3* db);
+  StrictPages(const StrictPages&) = delete;
+  StrictPages& operator=(const StrictPages&) = delete;
+  ~StrictPages();
+
+ private:
+  sqlite3* db_;
+  bool before_ = true;
+};
 
 // Why the latest page that did not match could not be read: "page 17 does not match its checksum".
 std::string DamageOf(sqlite3* db);

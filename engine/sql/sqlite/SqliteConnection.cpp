@@ -245,6 +245,7 @@ class SqliteConnection final : public Connection {
   // anew.
   void CopyFrom(SqliteConnection& source, const std::function<void(int)>& progress) {
     constexpr int kPages = 1024;
+    const StrictPages strict(source.db_.get());
     if (source.Reserve(-1) >= kReservedBytes) {
       // A first page that says so: SQLite may write that of the source last.
       Reserve(kReservedBytes);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 
+#include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
 
 namespace orvspc::engine::sql::sqlite {
@@ -51,6 +52,7 @@ std::vector<std::string> DamagedPages(Connection& connection, std::size_t at_mos
   // Where SQLite locks the file; the page there is never used.
   constexpr std::int64_t kLockedAt = 0x40000000;
   auto* const db = HandleOf(connection);
+  const StrictPages strict(db);
   const auto number = [&](std::string_view sql) {
     return Query(connection, sql).RunForInt().value_or(0);
   };

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,12 +14,15 @@
 #include <fstream>
 #include <random>
 #include <set>
+#include <span>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/sql/sqlite/flipped_bit.h"
+#include "engine/sql/sqlite/pages.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -234,6 +238,181 @@ TEST_F(ChecksumVfsTest, EveryPageHasItsChecksumHoweverItWasWritten) {
       EXPECT_EQ(check.Text(0), "ok");
     }
   }
+}
+
+// --- One flipped bit in a blob -------------------------------------------------------------------
+
+// Rows of a table, of one in the order of its key with inner pages, and a row over several pages;
+// each blob has bytes of its own. Beside them texts as long.
+class FlippedBitTest : public ChecksumVfsTest {
+ protected:
+  static constexpr int kRows = 200;
+
+  FlippedBitTest() {
+    const auto db = Open();
+    db->Execute(
+        "CREATE TABLE by_number(id INTEGER PRIMARY KEY, name TEXT, packed BLOB, more INTEGER);"
+        "CREATE TABLE by_key(stream, time, packed BLOB, PRIMARY KEY(stream, time)) WITHOUT ROWID");
+    db->Execute("BEGIN");
+    for (int i = 0; i < kRows; ++i) {
+      Query(*db, "INSERT INTO by_number VALUES(?1, ?2, ?3, 5)", i + 1,
+            "text of row " + std::to_string(i), BlobOf('n', i))
+          .Run();
+      Query(*db, "INSERT INTO by_key VALUES(?1, ?2, ?3)", i % 3, i, BlobOf('k', i)).Run();
+    }
+    db->Execute("COMMIT");
+    db->EmptyLog();
+    bytes_ = Bytes(Path());
+  }
+
+  static std::string TextOf(char table, int row) {
+    std::string text = table + std::to_string(row) + "-";
+    while (text.size() < (row == 50 ? 9000U : 60U)) text += "abcdef";
+    return text;
+  }
+  static std::vector<std::byte> BlobOf(char table, int row) {
+    const auto text = TextOf(table, row);
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+  }
+  static constexpr std::pair<char, std::string_view> kTables[] = {
+      {'n', "SELECT id - 1, packed FROM by_number ORDER BY id"},
+      {'k', "SELECT time, packed FROM by_key ORDER BY stream, time"}};
+
+  // The rows whose blobs are not what was written, as "n17"; or why a table cannot be read.
+  std::string Changed() {
+    std::string changed;
+    const auto db = Open();
+    for (const auto& [table, text] : kTables) {
+      try {
+        int rows = 0;
+        for (Query query(*db, text); query.Step(); ++rows) {
+          const auto blob = query.Blob(1);
+          if (std::ranges::equal(blob, BlobOf(table, query.Int(0)))) continue;
+          changed += table + std::to_string(query.Int(0));
+        }
+        EXPECT_EQ(rows, kRows);
+      } catch (const SqlError& error) {
+        EXPECT_EQ(error.Which(), SqlError::Kind::Damaged);
+        changed += error.what();
+      }
+    }
+    return changed;
+  }
+  std::string ChangedAfter(std::initializer_list<std::size_t> places) {
+    auto damaged = bytes_;
+    for (const auto place : places) damaged[place] = static_cast<char>(damaged[place] ^ 32);
+    Write(Path(), damaged);
+    return Changed();
+  }
+  static std::string Refusal(std::size_t place) {
+    return "page " + std::to_string(place / kPage + 1) + " does not match its checksum";
+  }
+
+  std::string bytes_;
+};
+
+TEST_F(FlippedBitTest, OnlyTheRowOfTheBlobIsNotAsItWas) {
+  EXPECT_EQ(Changed(), "");
+  std::mt19937 random(4);
+  for (int i = 0; i < 24; ++i) {
+    const char table = i % 2 == 0 ? 'n' : 'k';
+    const int row = static_cast<int>(random() % kRows);
+    if (row == 50) continue;
+    const auto text = TextOf(table, row);
+    const auto at = bytes_.find(text);
+    ASSERT_NE(at, std::string::npos);
+    // The first and the last byte, too.
+    for (const auto place : {at, at + text.size() - 1, at + random() % text.size()}) {
+      EXPECT_EQ(ChangedAfter({place}), table + std::to_string(row)) << place;
+    }
+  }
+}
+
+// The rows of inner pages are those that are there.
+TEST_F(FlippedBitTest, EveryBlobIsOnAPageThatCanBePassed) {
+  const auto passes = [&](const std::string& text) {
+    const auto at = bytes_.find(text), page = at / kPage;
+    auto damaged = bytes_;
+    damaged[at + 9] = static_cast<char>(damaged[at + 9] ^ 1);
+    return IsOneBitOfBlob(std::as_bytes(std::span(damaged)).subspan(page * kPage, kPage),
+                          static_cast<std::uint32_t>(page + 1));
+  };
+  std::set<char> kinds;
+  for (int row = 0; row < kRows; ++row) {
+    for (const char table : {'n', 'k'}) {
+      EXPECT_TRUE(passes(TextOf(table, row).substr(0, 60))) << table << row;
+      kinds.insert(bytes_[bytes_.find(TextOf(table, row).substr(0, 60)) / kPage * kPage]);
+    }
+  }
+  EXPECT_EQ(kinds, (std::set<char>{2, 10, 13}));
+}
+
+TEST_F(FlippedBitTest, EverythingElseIsRefused) {
+  const auto blob = bytes_.find(TextOf('n', 17)), text = bytes_.find("text of row 17"),
+             key = bytes_.find(TextOf('k', 17));
+  const auto page = blob / kPage * kPage;
+  const struct {
+    const char* what;
+    std::vector<std::size_t> places;
+  } rows[] = {{"two bits of a blob", {blob + 3, blob + 40}},
+              {"blobs of two rows", {blob + 3, bytes_.find(TextOf('n', 18)) + 3}},
+              {"a text", {text}},
+              {"its last byte", {text + 13}},
+              {"what follows the blob", {blob + TextOf('n', 17).size()}},
+              {"the key before a blob", {key - 1}},
+              {"the head of the page", {page + 4}},
+              {"the place of a row", {page + 9}},
+              {"the checksum itself", {page + kPage - 3}}};
+  for (const auto& [what, places] : rows) {
+    auto damaged = bytes_;
+    for (const auto place : places) damaged[place] = static_cast<char>(damaged[place] ^ 32);
+    Write(Path(), damaged);
+    EXPECT_NE(Changed().find(Refusal(places.front())), std::string::npos) << what;
+  }
+}
+
+// What overflows from a row is on pages of that row alone.
+TEST_F(FlippedBitTest, AnOverflowPageIsRefused) {
+  std::size_t page = 0;
+  for (std::size_t at = kPage; at < bytes_.size() && page == 0; at += kPage) {
+    if (bytes_[at] == 0 && bytes_.find("abcdefabcdef", at) < at + 40) page = at;
+  }
+  ASSERT_NE(page, 0U);
+  EXPECT_NE(ChangedAfter({page + 100}).find(Refusal(page)), std::string::npos);
+}
+
+TEST_F(FlippedBitTest, CopiesAndChecksAreStrict) {
+  const auto place = bytes_.find(TextOf('n', 17)) + 20;
+  EXPECT_EQ(ChangedAfter({place}), "n17");
+  const auto db = Open();
+  const Transaction reading(*db, TransactionKind::Read);
+  const auto read = [&] {
+    return Query(*db, "SELECT sum(length(packed)) FROM by_number").RunForInt();
+  };
+  const auto sum = read();
+  EXPECT_NE(sum, std::nullopt) << "the page is in memory from here on";
+  EXPECT_EQ(DamagedPages(*db, 10), std::vector<std::string>{Refusal(place)});
+  EXPECT_EQ(read(), sum) << "no longer strict";
+  try {
+    BackUp(*db, (folder_ / "copy").string());
+    ADD_FAILURE() << "copied";
+  } catch (const SqlError& error) {
+    EXPECT_EQ(error.Which(), SqlError::Kind::Damaged);
+    EXPECT_EQ(error.what(), Refusal(place));
+  }
+}
+
+// The page gets a new checksum then; the blob is what it was.
+TEST_F(FlippedBitTest, AWriterOfThePageLeavesTheDamageInTheBlob) {
+  const auto place = bytes_.find(TextOf('k', 17)) + 20;
+  EXPECT_EQ(ChangedAfter({place}), "k17");
+  {
+    const auto db = Open();
+    db->Execute("UPDATE by_key SET packed = packed WHERE time <> 17");
+    db->EmptyLog();
+  }
+  EXPECT_EQ(Changed(), "k17");
 }
 
 // Where every commit is flushed, the log is written in one piece. Whatever goes there before,
@@ -466,6 +645,33 @@ TEST(PageChecksum, StaysTheSame) {
   EXPECT_EQ(PageChecksum(content, 1), 11202968397065318133U);
   EXPECT_EQ(PageChecksum(content, 2), 6804666417584708036U);
   EXPECT_EQ(PageChecksum(std::span(content).first(512 - 8), 1), 15966211202084895763U);
+}
+
+TEST(PageChecksum, AFlippedBitIsFound) {
+  std::mt19937 random(6);
+  for (const std::size_t size : {512U, 1024U, 4096U}) {
+    std::vector<std::byte> page(size);
+    for (auto& byte : page) byte = static_cast<std::byte>(random());
+    const auto content = std::span(page).first(size - 8);
+    auto sum = PageChecksum(content, 17);
+    for (std::size_t i = 0; i < 8; ++i, sum >>= 8)
+      page[size - 8 + i] = static_cast<std::byte>(sum & 0xff);
+    EXPECT_EQ(FlippedByte(page, 17), std::nullopt) << "whole";
+    for (std::size_t bit = 0; bit < content.size() * 8; ++bit) {
+      content[bit / 8] ^= std::byte(1 << bit % 8);
+      ASSERT_EQ(FlippedByte(page, 17), bit / 8);
+      if (bit % 64 == 0) {
+        ASSERT_EQ(FlippedByte(page, 18), std::nullopt) << "another page";
+        const auto second = (bit + 1 + random() % (content.size() * 8 - 1)) % (content.size() * 8);
+        content[second / 8] ^= std::byte(1 << second % 8);
+        ASSERT_EQ(FlippedByte(page, 17), std::nullopt) << "two bits";
+        content[second / 8] ^= std::byte(1 << second % 8);
+      }
+      content[bit / 8] ^= std::byte(1 << bit % 8);
+    }
+    page.back() ^= std::byte{1};
+    EXPECT_EQ(FlippedByte(page, 17), std::nullopt) << "in the checksum";
+  }
 }
 
 TEST(PageChecksum, EveryBitAndThePageCount) {

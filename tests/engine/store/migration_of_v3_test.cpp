@@ -6,7 +6,9 @@
 
 #include "engine/QualityDatabase.h"
 #include "engine/schema/schema.h"
+#include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/store/digest.h"
+#include "engine/store/migration.h"
 #include "engine/write/log/Json.h"
 #include "tests/engine/store/former_file.h"
 #include "tests/engine/store/killed_opening.h"
@@ -85,6 +87,39 @@ TEST_F(FormerSchema3Test, ItGrowsAndIsProvedFromThenOn) {
   EXPECT_EQ(check.batches, 1);
   EXPECT_EQ(check.records + check.unproved, expected_.measurements + 1);
   EXPECT_GE(check.records, 2);
+}
+
+TEST_F(FormerSchema3Test, LimitsThatDifferAreARefusalAndTheFileStaysAsItWas) {
+  const auto content = [&] {
+    const auto db = OpenAnother(Path());
+    std::string text = std::to_string(db->Mark().version);
+    for (Query query(*db, "SELECT id || ' ' || mean || ' ' || status FROM control_limit");
+         query.Step();) {
+      text.append("\n").append(query.Text(0));
+    }
+    return text;
+  };
+  const auto former = content();
+  ASSERT_GT(former.size(), 10U);
+  for (const std::string fault :
+       {"UPDATE control_limit SET mean = mean + 1 WHERE id = 1", "DELETE FROM control_limit"}) {
+    std::string failure;
+    try {
+      sql::sqlite::OpenFile(Path(), false, [&](Connection& db) {
+        WatchMigrations([&](const std::string&, int percent) {
+          if (percent == 4) db.Execute(fault);
+        });
+        BringFileForward(db, Path());
+      });
+    } catch (const std::runtime_error& error) {
+      failure = error.what();
+    }
+    EXPECT_EQ(failure, "what the new schema holds differs from what the old one held") << fault;
+    EXPECT_EQ(content(), former) << fault;
+    EXPECT_FALSE(std::filesystem::exists(Path() + ".v3")) << fault;
+  }
+  WatchMigrations({});
+  ExpectForward();
 }
 
 // Values stay where they are, so that the backup is all that it takes.

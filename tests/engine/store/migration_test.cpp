@@ -158,6 +158,57 @@ TEST_F(MigrationTest, AFileWithRowsInEveryTableComesForwardWithItsDigest) {
   EXPECT_EQ(digest_of(former), expected);
 }
 
+// Rows of tables that the schema copies, and values, changed or lost on their way.
+TEST_F(MigrationTest, WhatDiffersIsARefusalAndTheFileStaysAsItWas) {
+  RunSql(Path(),
+         "INSERT INTO control_limit SELECT 2, part, process, test, 5, mean, sp, spl, sw, swl, "
+         "start, finish, chart_word, status, rule, replaced_by, who, made FROM control_limit;"
+         "INSERT INTO comment(id, subgroup, tsno, time, note) VALUES(1, 7, 1, 5, 'kept');"
+         "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(7, 1, 0)");
+  const auto content = [&] {
+    auto text = ContentOf(Path());
+    const auto db = OpenAnother(Path());
+    for (Query query(*db,
+                     "SELECT 'limit ' || id || ' ' || mean || ' ' || who FROM control_limit "
+                     "UNION ALL SELECT 'note ' || id || note FROM comment "
+                     "UNION ALL SELECT 'item ' || subgroup FROM subgroup_descriptor");
+         query.Step();) {
+      text.append(query.Text(0)).append("\n");
+    }
+    return text;
+  };
+  const auto former = content();
+  const auto failure_with = [&](const std::string& fault) -> std::string {
+    try {
+      sql::sqlite::OpenFile(Path(), false, [&](Connection& db) {
+        WatchMigrations([&](const std::string&, int percent) {
+          if (percent == 4) db.Execute(fault);
+        });
+        BringFileForward(db, Path());
+      });
+      return {};
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+  };
+  for (const std::string fault :
+       {"UPDATE control_limit SET mean = mean + 1e-9 WHERE id = 2",
+        "UPDATE control_limit SET who = who || ' '", "DELETE FROM control_limit WHERE id = 1",
+        "UPDATE control_limit SET id = 3 WHERE id = 2", "UPDATE comment SET note = 'other'",
+        "DELETE FROM comment",
+        "INSERT INTO comment(id, subgroup, tsno, time, note) VALUES(2, 7, 1, 5, 'new')",
+        "UPDATE subgroup_descriptor SET tsno = 1", "DELETE FROM subgroup_descriptor"}) {
+    EXPECT_EQ(failure_with(fault), "what the new schema holds differs from what the old one held")
+        << fault;
+    EXPECT_TRUE(content() == former) << fault;
+    EXPECT_EQ(Backups(), Names{}) << fault;
+  }
+  EXPECT_EQ(failure_with("SELECT 1"), "");
+  WatchMigrations({});
+  EXPECT_EQ(Backups(), Names{"v1"});
+  ExpectAll();
+}
+
 // Killed at a random moment and opened again, until it is through.
 TEST_F(MigrationTest, AKillLeavesTheFormerFileOrAllOfTheNewOne) {
   std::filesystem::copy_file(Path(), folder_.File("old.db"));
