@@ -318,9 +318,9 @@ NewRecord NewRecordOf(const CanonicalRecord& record) {
   return sent;
 }
 
-Json JsonOf(const CanonicalRecord& record) { return ReadJson(CanonicalText(record)); }
+Json JsonOf(const CanonicalRecord& record) { return ReadJson(TextOf(record)); }
 
-std::string CanonicalText(const CanonicalRecord& record) {
+std::string TextOf(const CanonicalRecord& record) {
   std::string text;
   ObjectText object(text);
   PutValues(text, object, record);

@@ -60,7 +60,7 @@ CanonicalRecord CanonicalOf(const NewRecord& record);
 NewRecord NewRecordOf(const CanonicalRecord& record);
 
 Json JsonOf(const CanonicalRecord& record);
-std::string CanonicalText(const CanonicalRecord& record);
+std::string TextOf(const CanonicalRecord& record);
 
 // Throws Refused (code "json", or "number", "count", "time", "flag") that names the key and what is
 // wrong with it: an unknown key, a wrong type. Also reads:

@@ -28,7 +28,7 @@ constexpr std::size_t kMostTogether = 64;
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
   std::string text;
-  for (const auto& record : records) text += log::CanonicalText(log::CanonicalOf(record)) + "\n";
+  for (const auto& record : records) text += log::TextOf(log::CanonicalOf(record)) + "\n";
   thread_local system::Sha256 sha;
   sha.Add(text);
   return system::HexOf(sha.Finish()).substr(0, kDigits);
