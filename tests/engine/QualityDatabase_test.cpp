@@ -361,7 +361,7 @@ TEST_F(QualityDatabaseTest, ShiftsFollowTheSettings) {
 
 TEST(Words, OfImportKindsGoBothWays) {
   const auto kinds = ImportKinds();
-  EXPECT_EQ(kinds.size(), 17U);
+  EXPECT_EQ(kinds.size(), 19U);
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     EXPECT_EQ(ImportKindFromWord(kinds[i].word), static_cast<ImportKind>(i)) << kinds[i].word;
   }

@@ -245,6 +245,7 @@ class FaultTest : public CopyTest {
       INSERT INTO alarm(event, stream, graph, rule, first_subgroup, last_subgroup, points, state,
         detected) VALUES(1, 1, 1, 1, 1, 1, 1, 'open', 5);
       INSERT INTO sampling_mark(requirement, due) VALUES(1, 5);
+      INSERT INTO missed_sample(event, requirement, due) VALUES(1, 1, 5);
       INSERT INTO outbox(id, event, revision, made, message) VALUES(1, 1, 0, 5, '{}');
       INSERT INTO delivery(outbox, hook, state, tries, next) VALUES(1, 'h', 'waiting', 0, 5))");
   }

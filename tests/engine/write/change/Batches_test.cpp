@@ -217,8 +217,9 @@ TEST_F(BatchesTest, FormerNamesAreUnderstoodByFilesWithANote) {
   Import(kFirst);
   Data().Rename(ItemKind::Part, "A", "Ring", Why());
   const auto report = Import("part,process,test,subgroup,time,value\nA,P,T,9,2024-01-09,1\n");
-  ASSERT_EQ(report.notes.size(), 1U);
+  ASSERT_EQ(report.notes.size(), 2U);
   EXPECT_EQ(report.notes[0].code, "former-name");
+  EXPECT_EQ(report.notes[1].code, "no-limits");
   EXPECT_EQ(report.notes[0].text, "\"A\" is now called \"Ring\"");
   EXPECT_EQ(report.new_names, 0);
   EXPECT_EQ(Data().Items(ItemKind::Part).size(), 1U);
