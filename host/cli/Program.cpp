@@ -185,8 +185,11 @@ int Attempt(const std::vector<std::string>& words, Console& console) {
                               ? std::string("orvspc")
                               : "orvspc " + words[0];
   const auto complain = [&](const std::string& text) {
+    // Some failures begin with what they are about, which may be the command's own word.
+    const bool says_who = who != "orvspc" && text.starts_with(words[0] + ": ");
+    const auto line = says_who ? "orvspc " + text : who + ": " + text;
     // Everything that goes wrong is one line, whatever its text holds.
-    console.err << render::PlainText(WithoutPasswordsOf(words, who + ": " + text)) << "\n";
+    console.err << render::PlainText(WithoutPasswordsOf(words, line)) << "\n";
   };
   try {
     const ClearedLine cleared{console};

@@ -203,12 +203,12 @@ TEST_F(LimitsCommand, Messages) {
   ExpectFailure("compare 1", 2, "compared with which row? or \"computed\"");
   ExpectFailure("policy often --reason agreed", 2,
                 "a policy is off, public-health or shewhart, not \"often\"");
-  ExpectFailure("compute --exclude '#57=tool broke'", 1, "limits: #57 lies outside the window");
+  ExpectFailure("compute --exclude '#57=tool broke'", 1, "#57 lies outside the window");
   ExpectFailure("compute --part Bolt", 1, "no part is called \"Bolt\"");
   ExpectFailure("approve 9 --reason agreed", 1,
-                "limits: there is no row 9 (orvspc limits list shows them)");
+                "there is no row 9 (orvspc limits list shows them)");
   ExpectFailure("propose --force", 1, "--reason: say why, in 3 to 500 characters");
-  ExpectFailure("compute --until 2026-01-04", 1, "limits: 4 subgroups; 5 are needed (--force)");
+  ExpectFailure("compute --until 2026-01-04", 1, "4 subgroups; 5 are needed (--force)");
   Write("more.csv",
         "part,process,test,subgroup,time,value\nRing,Press B,Diameter,1,2026-01-01,74\n");
   Run("import more.csv --db q.db");

@@ -27,7 +27,6 @@ namespace {
 constexpr std::size_t kGraphs = 3;
 constexpr std::int32_t kNoGraph = 0, kSpecification = 0;
 constexpr const char* kSpecificationText = "a value beyond a specification limit";
-constexpr std::int64_t kUsualHorizon = std::int64_t{7} * 24 * 60 * 60;
 
 // What opens an alarm: a rule of a graph, or a specification limit.
 struct Cause {
@@ -124,8 +123,7 @@ class StreamJudge {
 
   // What is older raises no alarm.
   std::int64_t OldestBehind(std::int32_t newest) {
-    const auto text = store_.Setting("alarm_horizon", "");
-    const auto horizon = text.empty() ? kUsualHorizon : std::stoll(text) * 24 * 60 * 60;
+    const auto horizon = SecondsOfHorizon(store_.Setting("alarm_horizon", ""));
     return std::max(newest, mark_ ? mark_->time : INT32_MIN) - horizon;
   }
 

@@ -62,8 +62,6 @@ std::map<std::int64_t, Known> ReadKnown(sql::Connection& db, std::int32_t requir
   return known;
 }
 
-constexpr std::int64_t kSecondsOfDay = 24 * 60 * 60, kUsualHorizon = 7 * kSecondsOfDay;
-
 bool IsShort(const SamplingWindow& window) { return window.collected < window.expected; }
 
 // Judges one requirement.
@@ -107,10 +105,7 @@ class RequirementCheck {
     }
   }
 
-  std::int64_t Horizon() {
-    const auto days = store_.Setting("alarm_horizon", "");
-    return days.empty() ? kUsualHorizon : std::stoll(days) * kSecondsOfDay;
-  }
+  std::int64_t Horizon() { return SecondsOfHorizon(store_.Setting("alarm_horizon", "")); }
 
   bool IsOver(const SamplingWindow& window) const {
     if (!judged_.is_by_item) return window.due < now_;

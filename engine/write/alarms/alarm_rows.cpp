@@ -167,4 +167,9 @@ void TellOf(log::Writing& writing, std::int32_t event, std::int64_t revision,
       .Run();
 }
 
+std::int64_t SecondsOfHorizon(const std::string& days) {
+  constexpr std::int64_t kUsual = 7, kSecondsOfDay = 24 * 60 * 60;
+  return (days.empty() ? kUsual : std::stoll(days)) * kSecondsOfDay;
+}
+
 }  // namespace orvspc::engine::alarms

@@ -55,4 +55,7 @@ std::int64_t EventName(sql::Connection& db, const std::string& text);
 // The name of a row; empty where there is none. text asks for it by ?1.
 std::string NameOf(sql::Connection& db, std::string_view text, std::int32_t id);
 
+// Of the setting alarm_horizon, which has days; a week where it is empty.
+std::int64_t SecondsOfHorizon(const std::string& days);
+
 }  // namespace orvspc::engine::alarms
