@@ -116,7 +116,7 @@ class StoredRows {
 
 // "comment, row 12"; in tables without identifiers by their first number, or by none.
 std::string PlaceOf(const Table& table, std::span<const Column> columns, const sql::Query& row) {
-  const std::string name = "the table " + std::string(table.name);
+  std::string name = "the table " + std::string(table.name);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const auto kind = columns[i].kind;
     if (kind == ColumnKind::Real || kind == ColumnKind::Text) continue;

@@ -275,8 +275,11 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     const auto name = render::StreamName(names, stream[0], stream[1], stream[2]);
     auto text = LimitsText(since, is_stored ? row->used : 0);
     if (!text.empty()) in_force.push_back({"limits-in-force", std::move(text), name});
-    if (is_stored) text = ChangedText(database.ChangedSinceLimits(row->id));
-    if (is_stored && !text.empty()) changed.push_back({"limits-data-changed", text, name});
+    if (!is_stored) continue;
+    auto of_changed = ChangedText(database.ChangedSinceLimits(row->id));
+    if (!of_changed.empty()) {
+      changed.push_back({"limits-data-changed", std::move(of_changed), name});
+    }
   }
   AddAlike(std::move(in_force), newest.size(), document.notes);
   AddAlike(std::move(changed), newest.size(), document.notes);

@@ -63,6 +63,7 @@ struct File : sqlite3_file {
   // What follows one another in the log and is yet to be written, and where it begins.
   std::vector<std::byte> gathered;
   sqlite3_int64 gathered_at = 0;
+  int failed = SQLITE_OK;  // why some of it is not in the file, until the transaction is over
 };
 
 File& Of(sqlite3_file* file) { return *static_cast<File*>(file); }
@@ -253,13 +254,15 @@ auto Pass(sqlite3_file* file, Arguments... arguments) {
   return (Beneath(file)->pMethods->*Member)(Beneath(file), arguments...);
 }
 
-// Writes what was gathered. What cannot be written is dropped: the commit fails.
+// Writes what was gathered. What cannot be written is dropped, and the transaction cannot write any
+// more: whoever asked may have been a read, after which SQLite would go on.
 int WriteGathered(sqlite3_file* file) {
   File& log = Of(file);
   if (log.gathered.empty()) return SQLITE_OK;
   const int code = Pass<&sqlite3_io_methods::xWrite>(
       file, log.gathered.data(), static_cast<int>(log.gathered.size()), log.gathered_at);
   log.gathered.clear();
+  if (code != SQLITE_OK) log.failed = code;
   return code;
 }
 
@@ -319,6 +322,7 @@ int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset
       if (const auto* summed = WithChecksum(own, page, offset)) data = summed;
     }
     if (own.is_log) {
+      if (own.failed != SQLITE_OK) return own.failed;
       if (Gather(own, page, offset)) return SQLITE_OK;
       if (const int code = WriteGathered(file); code != SQLITE_OK) return code;
       if (Gather(own, page, offset)) return SQLITE_OK;
@@ -361,15 +365,23 @@ int Characteristics(sqlite3_file* file) {
   return Pass<&sqlite3_io_methods::xDeviceCharacteristics>(file) & ~kMayReadPartOfPage;
 }
 
+int Sync(sqlite3_file* file, int flags) {
+  if (Of(file).failed != SQLITE_OK) return Of(file).failed;
+  return PassInOrder<&sqlite3_io_methods::xSync>(file, flags);
+}
+
 int LockShared(sqlite3_file* file, int first, int count, int flags) {
-  const int code = Pass<&sqlite3_io_methods::xShmLock>(file, first, count, flags);
   const bool ends = first == kWriteLock && (flags & SQLITE_SHM_UNLOCK) != 0 &&
                     (flags & SQLITE_SHM_EXCLUSIVE) != 0;
-  if (!ends || Of(file).partner == nullptr) return code;
-  // Of a transaction that was taken back; a commit has flushed its own.
-  WriteGathered(Of(file).partner);
-  Of(file).partner->unfinished_from = kNowhere;
-  return code;
+  if (ends && Of(file).partner != nullptr) {
+    File& log = *Of(file).partner;
+    // Of a transaction that was taken back; a commit has flushed its own. Before the next writer,
+    // whose frames may come to the same place.
+    WriteGathered(&log);
+    log.unfinished_from = kNowhere;
+    log.failed = SQLITE_OK;
+  }
+  return Pass<&sqlite3_io_methods::xShmLock>(file, first, count, flags);
 }
 
 // Version 3 would let SQLite map pages, which nobody would check.
@@ -381,7 +393,7 @@ sqlite3_io_methods Methods(int version) {
   methods.xRead = Read;
   methods.xWrite = Write;
   methods.xTruncate = PassInOrder<&Io::xTruncate, sqlite3_int64>;
-  methods.xSync = PassInOrder<&Io::xSync, int>;
+  methods.xSync = Sync;
   methods.xFileSize = PassInOrder<&Io::xFileSize, sqlite3_int64*>;
   methods.xLock = Pass<&Io::xLock, int>;
   methods.xUnlock = Pass<&Io::xUnlock, int>;

@@ -21,7 +21,6 @@ namespace orvspc::engine::alarms {
 namespace {
 
 using compliance::Requirement;
-using compliance::SamplingKind;
 using compliance::SamplingWindow;
 
 // A requirement and how far it is judged.
@@ -183,7 +182,7 @@ class RequirementCheck {
 
   MissedWindow Open(const SamplingWindow& window) {
     const auto event = static_cast<std::int32_t>(sql::TakeIds(db_, "event"));
-    const auto missed = MissedOf(event, window);
+    auto missed = MissedOf(event, window);
     sql::Query(db_,
                "INSERT INTO event(id, type, name, time, process, part, test, flag) "
                "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, 0)",
@@ -204,7 +203,7 @@ class RequirementCheck {
                "WHERE event = ?1",
                known.event, withdraw ? 1 : 0)
         .Run();
-    const auto missed = MissedOf(known.event, window);
+    auto missed = MissedOf(known.event, window);
     Note(missed, log::CanonicalText({{"state", withdraw ? "missed" : "withdrawn"}}), withdraw);
     return missed;
   }

@@ -3,6 +3,7 @@
 
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
+#include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
@@ -69,6 +70,11 @@ std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32
                         std::int32_t piece, std::string_view text) {
   auto& db = writing.Db();
   CheckText(text);
+  const auto of = NeededSubgroup(db, subgroup);
+  if (test != 0 && ReadRecords(db, of, test).empty()) {
+    throw Refused("unknown", "test", std::to_string(test),
+                  "#" + std::to_string(subgroup) + " has no values of this test");
+  }
   const auto id = sql::TakeIds(db, "comment");
   sql::Query(db,
              "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "

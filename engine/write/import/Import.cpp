@@ -114,8 +114,9 @@ ImportReport TakeFile(sql::Connection& connection, const std::string& file, Impo
   store::NoteWrite();
   try {
     connection.EmptyLog();
-  } catch (const sql::SqlError&) {
-    // What is committed stays in the log, which is emptied later.
+  } catch (const sql::SqlError& error) {
+    // What is committed stays in the log, which is emptied later, unless it cannot be read.
+    if (error.Which() == sql::SqlError::Kind::Damaged) throw;
   }
   return report;
 }

@@ -89,7 +89,9 @@ ChangedValues ChangedSince(store::SqlStore& store, sql::Connection& db, std::int
   values.all =
       values.are_counts ? row.used : std::llround(row.used * row.average_size.value_or(0.0));
   for (const auto& [subgroup, text] : ChangedAfter(db, EntryOf(db, id), row.test)) {
-    const auto is_it = [&](const LimitExclusion& each) { return each.subgroup == subgroup; };
+    const auto is_it = [wanted = subgroup](const LimitExclusion& each) {
+      return each.subgroup == wanted;
+    };
     if (std::ranges::any_of(exclusions, is_it)) continue;
     auto json = log::ReadJson(text);
     json.erase("batch");

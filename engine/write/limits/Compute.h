@@ -30,7 +30,7 @@ struct Computed {
 //   window   an exclusion lies outside of it
 //   few      fewer than 5 subgroups count, unless forced
 //   limits   sigma, or the rate, cannot be estimated
-Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& request);
+Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& asked);
 
 // SHA-256 of the data that a row was made from, as they are now. Empty where the row has none.
 std::string DigestNow(store::SqlStore& store, const ListedLimit& row,

@@ -28,9 +28,8 @@ bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
     if (out.subgroups[end++].Flag == sfEnabled) ++counted;
   }
   if (end == out.subgroups.size()) return true;
-  store::DataSet kept;
-  store::CopySubgroups(out, 0, end, kept);
-  out = std::move(kept);
+  const auto whole = std::exchange(out, {});
+  store::CopySubgroups(whole, 0, end, out);
   return true;
 }
 

@@ -60,6 +60,17 @@ void CheckAgreement(std::span<const NewRecord> records) {
   }
 }
 
+// Whether the exception that is handled says that a server did not answer.
+bool IsLost() {
+  try {
+    throw;
+  } catch (const sql::SqlError& error) {
+    return error.Which() == sql::SqlError::Kind::Lost;
+  } catch (...) {
+    return false;
+  }
+}
+
 }  // namespace
 
 std::vector<Recorded> Recorder::Record(std::span<const NewRecord> records, const Actor& actor,
@@ -109,12 +120,14 @@ void Recorder::Serve(const Calls& calls) {
     try {
       return ServeTogether(some);
     } catch (...) {
+      // A server may have stored what it did not answer.
+      const bool is_lost = IsLost();
       try {
         sql::RethrowAsExternal(path_, store::kHostCall);
       } catch (...) {
         for (auto* const each : some) each->failure = std::current_exception();
       }
-      return some.size() == 1;
+      return some.size() == 1 || is_lost;
     }
   };
   if (serve(calls)) return;

@@ -301,6 +301,10 @@ TEST_F(ChangeTest, CommentsComeChangeAndGo) {
             "text: a comment has 1 to 4000 characters, this one 0");
   EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 0, 0, std::string(4001, 'x'), {}); }),
             "text: a comment has 1 to 4000 characters, this one 4001");
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(9999, 0, 0, "of none", {}); }),
+            "unknown: there is no subgroup #9999");
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 9999, 0, "of none", {}); }),
+            "unknown: #2 has no values of this test");
   auto options = Why();
   options.expected = 1;
   EXPECT_TRUE(RefusalOf([&] {
