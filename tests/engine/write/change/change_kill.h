@@ -61,7 +61,8 @@ class ChangeKillTest : public store::StoreTest {
       SCOPED_TRACE("kill " + std::to_string(struck));
       const auto start = done;
       const auto child = Start(path, done, steps);
-      usleep(static_cast<useconds_t>(taken.count() / steps * (random() % 2000) / 1000));
+      usleep(static_cast<useconds_t>(taken.count() / steps *
+                                     static_cast<std::int64_t>(random() % 2000) / 1000));
       kill(child, SIGKILL);
       int status = 0;
       ASSERT_EQ(waitpid(child, &status, 0), child);
