@@ -88,7 +88,7 @@ bool IsOneBitOfBlob(Bytes page, std::uint32_t number) {
   const auto rows = PageReader(content, kRowCountAt).TwoBytes();
   PageReader pointers(content, kind == kInnerOfKey ? kHeadOfInner : kHead);
   for (std::uint64_t i = 0; i < rows; ++i) {
-    if (IsInBlob(content, kind, pointers.TwoBytes(), *byte)) return true;
+    if (IsInBlob(content, kind, static_cast<std::size_t>(pointers.TwoBytes()), *byte)) return true;
   }
   return false;
 }
