@@ -611,7 +611,7 @@ class QualityDatabase {
   // The stored value of a setting, else its fallback.
   std::string Setting(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
-  void Set(std::string_view name, std::string_view value, const Actor& actor = {},
+  void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
 
   ShiftPlan Shifts() const;
