@@ -62,8 +62,8 @@ struct SealedChunk {
 // The chunk of a stream that begins with a key. Throws std::runtime_error when it is damaged.
 SealedChunk ReadChunk(sql::Connection& db, std::int64_t stream, const RecordKey& first);
 
-// Where the chunks of streams end, for who writes again and again what lies behind them: it need
-// not read the last chunk each time. Holds while nobody else writes.
+// Where the chunks of streams end, so that whoever keeps adding records after them need not read
+// the last chunk each time. Holds while nobody else writes.
 class SealedEnds {
  public:
   void Set(std::int64_t stream, const std::optional<RecordKey>& last) { ends_[stream] = last; }

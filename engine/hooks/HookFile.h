@@ -10,7 +10,7 @@
 // Files of hooks.
 namespace orvspc::engine::hooks {
 
-// What hooks are told of: the words of "on".
+// Two words of "on": whatever becomes of an alarm, and the head of the log.
 inline constexpr std::string_view kAlarmWord = "alarm", kLogHeadWord = "log head";
 
 // The hooks of a file, in its order, with the secrets that their files hold. Throws Refused (code

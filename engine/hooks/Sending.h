@@ -28,8 +28,8 @@ struct Answer {
 
 inline constexpr std::chrono::seconds kCommandLimit{30}, kWebLimit{10};
 
-// At least once: who is told may have the message though an error says otherwise. Takes at most
-// so long, and never longer than the limit of its kind. Does not throw.
+// At least once: the receiver may have the message although an error is returned. Takes at most
+// this long, and never longer than the limit of its kind. Does not throw.
 Answer Send(const Hook& hook, const Message& message, std::chrono::milliseconds at_most);
 
 // What posts a message to a hook with an address, from a component of its own; the latest call

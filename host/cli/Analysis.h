@@ -26,7 +26,7 @@ constexpr Number MaximumOption(const char* help, const char* fallback) {
   return {{"max", "N", help, fallback}, 0};
 }
 
-// Of analyses that tell phases apart.
+// Of analyses that distinguish phases.
 inline constexpr Option kPhase{"phase", "NAME", "only the subgroups of that phase"};
 inline constexpr Option kAllPhases{"all-phases", nullptr,
                                    "phases together, as if there were none; excluded ones aside"};

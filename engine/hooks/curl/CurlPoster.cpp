@@ -101,7 +101,7 @@ Answer Post(const Hook& hook, const Message& message, std::chrono::milliseconds 
   long status = 0;
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
   constexpr long kDone = 200, kRedirect = 300, kError = 400;
-  // A status is an answer, whatever goes wrong behind it.
+  // A status is an answer, whatever goes wrong after it.
   if (code != CURLE_OK && status == 0) {
     long sent = 0;
     curl_easy_getinfo(handle, CURLINFO_REQUEST_SIZE, &sent);

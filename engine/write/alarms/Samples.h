@@ -13,8 +13,8 @@ namespace orvspc::engine::alarms {
 //     outbox. It is withdrawn when the window was filled since, or is no more.
 //   - A requirement is judged from its mark on: at first no further back than the setting
 //     alarm_horizon from its newest window that is over.
-//   - The mark follows that far behind, up to the first window that is short: what comes later than
-//     that into a window that was full changes nothing.
+//   - The mark keeps that distance and stops at the first window that is short. Samples that reach
+//     a full window before the mark change nothing.
 //   - A lot or job is over when another one of the requirement has begun after its last subgroup.
 SamplingCheck CheckSamples(store::Store& store, log::Writing& writing);
 

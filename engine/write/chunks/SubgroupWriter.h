@@ -42,7 +42,7 @@ bool BeginBlock(std::int32_t first, std::int64_t count);
 // Seals the subgroups with these identifiers, which ascend and have no measurements, and lets them
 // keep their rows.
 //   - Hot ones before them and in the block of the last are sealed too.
-//   - Identifiers go on behind that block, from the next transaction on: this one gives none.
+//   - Identifiers continue after that block, from the next transaction on: this one gives none.
 void SealWithRows(sql::Connection& db, std::span<const std::int32_t> ids);
 
 }  // namespace orvspc::engine::store

@@ -9,8 +9,8 @@
 
 namespace orvspc::engine::limits {
 
-// How many of the values behind a row of limits were changed, disabled or deleted since it was
-// computed. Inside a transaction.
+// How many of the values that a row of limits was computed from were changed, disabled or deleted
+// since. Inside a transaction.
 //   - none where the row does not say which data it is of, as of imports
 //   - the data and the log are read only where an event says that something of the stream changed
 ChangedValues ChangedSince(store::SqlStore& store, sql::Connection& db, std::int32_t id);

@@ -48,7 +48,7 @@ struct Judged {
   std::vector<int> sides;  // of the centre: -1, 1, or 0 on it
   std::vector<double> centre;
   std::vector<bool> spread_signals;  // of graph 2, beyond a limit
-  std::vector<bool> begins;          // the first of a phase, or behind one
+  std::vector<bool> begins;          // the first of a phase, or after one
 };
 
 template <class Run>

@@ -13,10 +13,10 @@
 
 namespace orvspc::engine::limits {
 
-// A store as a chart sees it that is to give nothing but calculated limits of a window: some
-// subgroups and those of excluded phases do not count, those behind the first so many that do are
-// not there, and there are neither stored control limits nor other phases. Everything else is that
-// of the store behind it.
+// The store as a chart sees it that is to give nothing but calculated limits of a window. Subgroups
+// that are left out and those of excluded phases do not count; where only the first N are wanted,
+// later ones are missing; there are neither stored control limits nor other phases. Everything else
+// comes from the underlying store.
 class WindowStore final : public store::StoreInFront {
  public:
   // left_out: subgroups. first: 0 for all.
