@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <set>
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
@@ -69,7 +70,25 @@ void TakeRows(CheckedRecord& checked, const std::vector<Row>& rows) {
   }
 }
 
-// Numbers the pieces as imports do; one that has only readings gets their mean as its value.
+// Keys of the rows of measured pieces, numbered as imports do.
+std::vector<store::RowKey> NumberedKeys(const std::vector<NewPiece>& pieces) {
+  import::BatchRecord numbering;
+  std::vector<store::RowKey> keys;
+  for (const auto& piece : pieces) {
+    auto& key = keys.emplace_back(store::RowKey{0, piece.tsno, piece.sbno, 0, 0});
+    numbering.Number(key, piece.tsno == 0);
+  }
+  return keys;
+}
+
+// Readings of one piece are one.
+std::size_t PiecesOf(const NewRecord& record) {
+  std::set<std::int32_t> numbers;
+  for (const auto& key : NumberedKeys(record.pieces)) numbers.insert(key.Tsno);
+  return numbers.size();
+}
+
+// A piece that has only readings gets their mean as its value.
 void TakeMeasured(CheckedRecord& checked) {
   const auto& pieces = checked.sent->pieces;
   const auto is_plain = [](const NewPiece& piece) {
@@ -80,13 +99,10 @@ void TakeMeasured(CheckedRecord& checked) {
     for (const auto& piece : pieces) checked.values.push_back(piece.value);
     return;
   }
-  import::BatchRecord numbering;
   std::vector<Row> rows;
-  for (const auto& piece : pieces) {
-    Row row{
-        piece.value, {0, piece.tsno, piece.sbno, 0, 0}, static_cast<std::uint32_t>(rows.size())};
-    numbering.Number(row.key, piece.tsno == 0);
-    rows.push_back(row);
+  for (const auto& key : NumberedKeys(pieces)) {
+    const auto place = rows.size();
+    rows.push_back({pieces[place].value, key, static_cast<std::uint32_t>(place)});
   }
   const auto place_of = [](const Row& row) { return std::pair(row.key.Tsno, row.key.Sbno); };
   std::ranges::stable_sort(rows, {}, place_of);
@@ -298,7 +314,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
   checked.type = checked.stream->type;
   if (checked.type == 0) {
     const auto usual = names_defect ? ttDefects : record.size > 0 ? ttDefectives : ttVariable;
-    const auto found = new_types_.find(record.test);
+    const auto found = new_types_.find(checked.stream->names[2]);
     checked.type = found == new_types_.end() ? usual : found->second;
   }
   if (checked.type != ttVariable) {
@@ -307,8 +323,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
     Refuse("type", "test", record.test,
            record.test + " counts " + what + "; give --size and a count");
   }
-  const bool has_size =
-      record.size != 0.0 && record.size != static_cast<double>(record.pieces.size());
+  const bool has_size = record.size != 0.0 && record.size != static_cast<double>(PiecesOf(record));
   if (names_defect || has_size || record.pieces.empty()) {
     Refuse("type", "test", record.test,
            record.test + " has measured values; give these, without --size and --defect");
@@ -372,7 +387,7 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
     Refuse("time", "time", platform::IsoText(time),
            "lies " + DurationText(time - now) + " in the future");
   }
-  if (checked.stream->type == 0) new_types_[record.test] = checked.type;
+  if (checked.stream->type == 0) new_types_[checked.stream->names[2]] = checked.type;
   // Notes about its names are those of each record.
   latest_ = checked.notes.empty() ? Latest{&record, checked.stream} : Latest{};
   return checked;
