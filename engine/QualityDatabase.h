@@ -254,7 +254,8 @@ struct CheckOptions {
 struct ChangeOptions {
   Actor actor;
   std::string reason;  // 3 to 500 characters; only comments are added without one
-  // The version of it that the caller saw: the number of the latest entry of the log about it.
+  // The version of it that the caller saw: the number of the latest entry of the log about it. Of a
+  // subgroup that of its newest record, of two items that of the one that gives way.
   std::optional<std::int64_t> expected = {};
   bool dry_run = false;  // all is done and found out, and nothing stored
 };
@@ -613,6 +614,7 @@ class QualityDatabase {
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
+  void Set(std::string_view asked, std::string_view value, const ChangeOptions& options);
 
   ShiftPlan Shifts() const;
 

@@ -158,7 +158,7 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
                                                     const ChangeOptions& options) {
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
-    const auto record = change::Restore(writing, entry);
+    const auto record = change::Restore(writing, entry, options.expected);
     alarms::TouchedStreams touched;
     Touch(touched, writing.Db(), record);
     alarms::Judge(writing, touched.All());
@@ -177,7 +177,7 @@ UndoReport QualityDatabase::UndoImport(std::int64_t batch, bool keep_changed,
                                        const ChangeOptions& options) {
   UndoReport report;
   Change(*database_, options, [&](log::Writing& writing) {
-    const auto undone = change::UndoBatch(writing, batch, keep_changed);
+    const auto undone = change::UndoBatch(writing, batch, keep_changed, options.expected);
     JudgeAgain(writing, undone.streams);
     report = undone.report;
   });
@@ -189,7 +189,7 @@ std::int64_t QualityDatabase::AddComment(std::int32_t subgroup, std::int32_t tes
                                          const ChangeOptions& options) {
   std::int64_t id = 0;
   Change(*database_, options, [&](log::Writing& writing) {
-    id = change::AddComment(writing, subgroup, test, tsno, text);
+    id = change::AddComment(writing, subgroup, test, tsno, text, options.expected);
   });
   return id;
 }
@@ -209,20 +209,21 @@ void QualityDatabase::RemoveComment(std::int64_t comment, const ChangeOptions& o
 void QualityDatabase::Rename(ItemKind kind, std::string_view name, std::string_view to,
                              const ChangeOptions& options) {
   Change(*database_, options,
-         [&](log::Writing& writing) { change::Rename(writing, kind, name, to); });
+         [&](log::Writing& writing) { change::Rename(writing, kind, name, to, options.expected); });
 }
 
 void QualityDatabase::Merge(ItemKind kind, std::string_view from, std::string_view into,
                             const ChangeOptions& options) {
   Change(*database_, options, [&](log::Writing& writing) {
-    JudgeAgain(writing, change::Merge(writing, kind, from, into));
+    JudgeAgain(writing, change::Merge(writing, kind, from, into, options.expected));
   });
 }
 
 void QualityDatabase::SetActive(ItemKind kind, std::string_view name, bool is_active,
                                 const ChangeOptions& options) {
-  Change(*database_, options,
-         [&](log::Writing& writing) { change::SetActive(writing, kind, name, is_active); });
+  Change(*database_, options, [&](log::Writing& writing) {
+    change::SetActive(writing, kind, name, is_active, options.expected);
+  });
 }
 
 }  // namespace orvspc

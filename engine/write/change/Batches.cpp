@@ -339,10 +339,12 @@ std::vector<ListedImport> ReadImports(sql::Connection& db) {
   return imports;
 }
 
-UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed) {
+UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed,
+                      std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const auto batch = NeededBatch(db, id);
+  CheckVersion(db, batch.Object(), batch.Object(), expected);
   if (batch.state == "undone") RefuseBatch(batch, "undone", " is undone already");
   if (batch.kind != "values" && batch.kind != "record") {
     RefuseBatch(batch, "kind",

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "engine/chunks/chunk.h"
@@ -32,6 +33,7 @@ struct UndoneBatch {
 //             values
 //   Refused   unknown, undone already, of another kind than values; records
 //             that were changed since, unless these are kept
-UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed);
+UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed,
+                      std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change

@@ -20,8 +20,9 @@ std::string BeforeOf(sql::Connection& db, const StoredRecord& record);
 
 struct Which {
   std::int32_t subgroup = 0;
-  std::optional<std::int32_t> test = {};      // none: all of the subgroup
-  std::optional<std::int64_t> expected = {};  // the version that the caller saw
+  std::optional<std::int32_t> test = {};  // none: all of the subgroup
+  // The version that the caller saw; of all of the subgroup the newest one.
+  std::optional<std::int64_t> expected = {};
 };
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag);
@@ -35,6 +36,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 // Takes records out of what analyses read. The entries keep all of them.
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
 // Brings the record back that an entry took out or changed, as it was before.
-StoredRecord Restore(log::Writing& writing, std::int64_t entry);
+StoredRecord Restore(log::Writing& writing, std::int64_t entry,
+                     std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change
