@@ -250,16 +250,6 @@ struct CheckOptions {
 
 // --- Changes of what is stored -------------------------------------------------------------------
 
-// Who changes something, why, and how sure they want to be.
-struct ChangeOptions {
-  Actor actor;
-  std::string reason;  // 3 to 500 characters; only comments are added without one
-  // The version of it that the caller saw: the number of the latest entry of the log about it. Of a
-  // subgroup that of its newest record, of two items that of the one that gives way.
-  std::optional<std::int64_t> expected = {};
-  bool dry_run = false;  // all is done and found out, and nothing stored
-};
-
 // A record that was changed: the values of a subgroup and test.
 struct ChangedRecord {
   std::int32_t subgroup = 0, test = 0;
