@@ -646,11 +646,11 @@ std::string QualityDatabase::Setting(std::string_view name) const {
 
 void QualityDatabase::Set(std::string_view asked, std::string_view value, const Actor& actor,
                           const std::string& reason) {
-  Set(asked, value, ChangeOptions{actor, reason});
+  ChangeSetting(asked, value, {actor, reason});
 }
 
-void QualityDatabase::Set(std::string_view asked, std::string_view value,
-                          const ChangeOptions& options) {
+void QualityDatabase::ChangeSetting(std::string_view asked, std::string_view value,
+                                    const ChangeOptions& options) {
   const auto store = store::SqlStoreOf(*database_);
   const auto refusal = KindOf(*store, asked).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);

@@ -604,7 +604,7 @@ class QualityDatabase {
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
-  void Set(std::string_view asked, std::string_view value, const ChangeOptions& options);
+  void ChangeSetting(std::string_view asked, std::string_view value, const ChangeOptions& options);
 
   ShiftPlan Shifts() const;
 

@@ -20,7 +20,7 @@ int Run(const Arguments& arguments, Console&) {
   const auto refusal = SettingOf(words[0]).Refusal(words[1]);
   if (!refusal.empty()) throw Misuse(refusal);
   QualityDatabase::Open(arguments.Required(kDatabase))
-      .Set(words[0], words[1], ChangeOptionsOf(arguments));
+      .ChangeSetting(words[0], words[1], ChangeOptionsOf(arguments));
   return 0;
 }
 

@@ -211,6 +211,23 @@ std::string DurationText(std::int64_t seconds) {
   return std::to_string(seconds / kDay) + " days";
 }
 
+void CheckPiece(std::int32_t tsno) {
+  if (tsno >= 0 && tsno <= kMaxCount) return;
+  Refuse("number", "tsno", std::to_string(tsno), "must be a whole number between 0 and 1000000000");
+}
+
+void CheckComment(const std::string& comment) {
+  const auto length = log::CharactersOf(comment);
+  if (log::IsText(comment) && length != 0 && length <= log::kMaxComment) return;
+  Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
+}
+
+bool IsStamp(std::int64_t time) { return time > INT32_MIN && time <= INT32_MAX; }
+
+[[noreturn]] void RefuseTime(std::int64_t time) {
+  Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));
+}
+
 }  // namespace
 
 void CheckKey(const std::string& key) {
@@ -242,11 +259,17 @@ void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const
       if (!name.empty()) log::NeedName(FieldOf(i), name);
     }
   }
-  for (const auto& comment : record.comments) {
-    const auto length = log::CharactersOf(comment);
-    if (!log::IsText(comment) || length == 0 || length > log::kMaxComment) {
-      Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
-    }
+  for (const auto& descriptor : record.descriptors) {
+    log::NeedName("descriptor", descriptor.group);
+    log::NeedName(std::string(kDescriptor) + descriptor.group, descriptor.name);
+    CheckPiece(descriptor.tsno);
+  }
+  for (const auto& comment : record.comments) CheckComment(comment);
+  for (const auto& comment : record.other_comments) {
+    CheckComment(comment.text);
+    CheckPiece(comment.tsno);
+    if (!comment.employee.empty()) log::NeedName("employee", comment.employee);
+    if (comment.time && !IsStamp(*comment.time)) RefuseTime(*comment.time);
   }
   if (record.flag < sfEnabled || record.flag > sfIncomplete) {
     Refuse("flag", "flag", std::to_string(record.flag), "must be enabled, disabled or incomplete");
@@ -294,6 +317,10 @@ void RecordCheck::CheckItems(const NewRecord& record, bool is_same_stream, NewNa
   for (const auto& [column, name] : record.context) {
     const auto* kind = ContextKindOf(column);
     if (kind != nullptr) CheckItem(column, kind->kind, name, true, names, notes);
+  }
+  for (const auto& comment : record.other_comments) {
+    if (comment.employee.empty()) continue;
+    CheckItem("employee", ItemKind::Employee, comment.employee, true, names, notes);
   }
   for (const auto& piece : record.pieces) {
     for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
@@ -349,13 +376,10 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
       Refuse("number", "value", TextOf(piece.value),
              TextOf(piece.value) + " is too large; values lie below 1e300");
     }
-    if (piece.tsno < 0 || piece.tsno > kMaxCount || piece.sbno < 0) {
-      Refuse("number", "tsno", std::to_string(piece.tsno),
-             "must be a whole number between 0 and 1000000000");
-    }
+    CheckPiece(piece.sbno < 0 ? piece.sbno : piece.tsno);
   }
   const auto time = record.time == 0 ? now : record.time;
-  const bool is_stamp = time > INT32_MIN && time <= INT32_MAX;
+  const bool is_stamp = IsStamp(time);
   checked.time = is_stamp ? static_cast<std::int32_t>(time) : 0;
   checked.label = record.label;
   checked.flag = record.flag;
@@ -380,9 +404,7 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
     TakeCounts(checked);
     checked.size = record.size;
   }
-  if (!is_stamp) {
-    Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));
-  }
+  if (!is_stamp) RefuseTime(time);
   if (time > now + kMaxAhead) {
     Refuse("time", "time", platform::IsoText(time),
            "lies " + DurationText(time - now) + " in the future");

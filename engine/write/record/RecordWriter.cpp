@@ -290,18 +290,28 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
     return found == sent.context.end() ? writing.Employee()
                                        : known_.Take(ItemKind::Employee, found->second);
   };
-  for (const auto& comment : sent.comments) {
+  const auto add_comment = [&](const NewComment& comment) {
     static const auto insert =
         import::InsertNew("comment(subgroup, test, tsno, time, employee, note)");
-    import::Add(db_, insert, subgroup.id, stream.test, 0, subgroup.time, employee(), comment);
-  }
+    import::Add(
+        db_, insert, subgroup.id, stream.test, comment.tsno, comment.time.value_or(subgroup.time),
+        comment.employee.empty() ? employee() : known_.Take(ItemKind::Employee, comment.employee),
+        comment.text);
+  };
+  for (const auto& comment : sent.comments) add_comment({comment, 0, {}, {}});
+  for (const auto& comment : sent.other_comments) add_comment(comment);
+  const auto add_descriptor = [&](const NewDescriptor& descriptor) {
+    import::Run(db_,
+                "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, ?3) "
+                "ON CONFLICT DO NOTHING",
+                subgroup.id, known_.DescriptorId(descriptor.group, descriptor.name),
+                descriptor.tsno);
+  };
   for (const auto& [column, name] : sent.context) {
     if (!column.starts_with(kDescriptor)) continue;
-    import::Run(db_,
-                "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, 0) "
-                "ON CONFLICT DO NOTHING",
-                subgroup.id, known_.DescriptorId(column.substr(kDescriptor.size()), name));
+    add_descriptor({column.substr(kDescriptor.size()), name, 0});
   }
+  for (const auto& descriptor : sent.descriptors) add_descriptor(descriptor);
   if (!placed.record->is_unreasonable) return;
   static const auto insert =
       import::InsertNew("event(type, name, time, process, part, test, subgroup_time, employee)");
@@ -318,6 +328,9 @@ log::CanonicalRecord RecordWriter::Described(const Placed& placed) const {
       std::tie(record.stream->names[0], record.stream->names[1], record.stream->names[2]);
   all.label = subgroup.label;
   all.time = subgroup.time;
+  for (auto& comment : all.comments) {
+    comment.employee = known_.Present(ItemKind::Employee, comment.employee);
+  }
   for (const auto& kind : store::kContextKinds) {
     const auto found = all.context.find(std::string(kind.column));
     if (found != all.context.end()) found->second = known_.Present(kind.kind, found->second);

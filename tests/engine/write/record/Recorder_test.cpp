@@ -171,6 +171,61 @@ TEST_F(RecorderTest, StoresValuesWithTheirNames) {
             "red");
 }
 
+TEST_F(RecorderTest, ALineOfJsonKeepsAllOfItsCommentsAndDescriptors) {
+  Make(Diameter({1}, kNow - 9));
+  const std::string line = R"({"part":"Ring","process":"Press A","test":"Diameter","label":"x",)"
+                           R"("time":"2026-03-11T05:00:00Z","pieces":[{"value":1},{"value":2}],)"
+                           R"("descriptors":{"Colour":["blue",{"name":"green","tsno":2},"red"],)"
+                           R"("Mould":{"name":"M1","tsno":1}},)"
+                           R"("comments":["plain",{"text":"scratch","tsno":2,"employee":"Bob",)"
+                           R"("time":"2026-03-11T05:30:00Z"}]})";
+  const auto record = RecordFromJson(line);
+  EXPECT_EQ(log::TextOf(log::CanonicalOf(record)), line);
+  const auto recorded = Into().Record(record, kAnn);
+  const auto rows = [&](const std::string& sql) {
+    const auto db = store::OpenAnother(Path());
+    std::string text;
+    for (sql::Query query(*db, sql); query.Step();) text += std::string(query.Text(0)) + " ";
+    return text;
+  };
+  EXPECT_EQ(rows("SELECT g.name || ':' || d.name || ':' || s.tsno FROM subgroup_descriptor s "
+                 "JOIN descriptor d ON d.id = s.descriptor "
+                 "JOIN descriptor_group g ON g.id = d.descriptor_group "
+                 "ORDER BY g.name, s.tsno, d.name"),
+            "Colour:blue:0 Colour:red:0 Colour:green:2 Mould:M1:1 ");
+  EXPECT_EQ(rows("SELECT c.note || ':' || c.tsno || ':' || e.name || ':' || c.time FROM comment c "
+                 "JOIN employee e ON e.id = c.employee ORDER BY c.id"),
+            "plain:0:Ann:" + std::to_string(kNow - 3600) +
+                " scratch:2:Bob:" + std::to_string(kNow - 1800) + " ");
+  const auto after = LatestAfter();
+  EXPECT_EQ(after["descriptors"][0], log::ReadJson(line)["descriptors"]);
+  EXPECT_EQ(after["comments"][0], log::ReadJson(line)["comments"]);
+  EXPECT_TRUE(Into().VerifyLog({true}).finds.empty());
+  // Deleted and brought back it is the same.
+  const auto deleted = Into().DeleteSubgroups({recorded.subgroup}, {}, {kAnn, "by mistake"});
+  Into().Restore(deleted[0].version, {kAnn, "it was right"});
+  // What cannot be stored is refused there, too.
+  auto other = record;
+  other.label = "y";
+  other.other_comments[0].time = std::int64_t{1} << 40;
+  ExpectRefused(other, "time",
+                "time: must lie between 1901-12-13T20:45:52 and 2038-01-19T03:14:07");
+  other = record;
+  other.other_comments[0].employee = "a\nb";
+  ExpectRefused(other, "name",
+                "employee: must be 1 to 255 bytes of text without control characters");
+  other = record;
+  other.descriptors[0].name = "";
+  ExpectRefused(other, "name",
+                "descriptor:Colour: must be 1 to 255 bytes of text without control characters");
+  other = record;
+  other.descriptors[0].tsno = -1;
+  ExpectRefused(other, "number", "tsno: must be a whole number between 0 and 1000000000");
+  other = record;
+  other.other_comments[0].text = "";
+  ExpectRefused(other, "comment", "comment: must be 1 to 4000 characters of text");
+}
+
 // A database into which the same was recorded and imported is the same.
 TEST_F(RecorderTest, StoresWhatAnImportStores) {
   const auto create = [](QualityDatabase& into, const NewRecord& record) {
