@@ -831,6 +831,14 @@ TEST_F(RecorderTest, FormerAndPresentNamesOfABatchAreOneItem) {
   const auto both = batch.Commit();
   EXPECT_EQ(both.records[0].subgroup, both.records[1].subgroup);
   EXPECT_EQ(Value("SELECT count(*) FROM stream"), 2);
+  // Also in one call.
+  former.label = present.label = "theirs";
+  const auto pair = Into().RecordSubgroup(std::vector{former, present}, kAnn);
+  EXPECT_EQ(pair[0].subgroup, pair[1].subgroup);
+  former.test = "Diameter";
+  former.label = present.label = "none";
+  EXPECT_EQ(RefusalOf([&] { Into().RecordSubgroup(std::vector{former, present}, kAnn); })->code,
+            "stored");
   EXPECT_TRUE(Into().VerifyLog({true}).finds.empty());
 }
 
