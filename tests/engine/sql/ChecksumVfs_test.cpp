@@ -24,7 +24,7 @@
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/sql/sqlite/flipped_bit.h"
 #include "engine/sql/sqlite/pages.h"
-#include "tests/engine/sql/WatchedDevice.h"
+#include "tests/engine/watched_device.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -491,6 +491,8 @@ class GatheredLogTest : public ChecksumVfsTest {
     EXPECT_EQ(State(*second_), "1 -1");
   }
   void TearDown() override {
+    device_.on_write = nullptr;
+    device_.after_flush = nullptr;
     first_.reset();
     second_.reset();
   }
@@ -527,7 +529,7 @@ class GatheredLogTest : public ChecksumVfsTest {
     return SqlError::Kind::Other;
   }
 
-  tests::WatchedDevice device_;
+  WatchedDevice device_;
   std::unique_ptr<Connection> first_, second_;
 };
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvspc::tests {
+namespace orvspc::engine {
 
 // While it lives, SQLite opens files through it, below the layer with the checksums. What it opens
 // is closed before it ends. One at a time.
@@ -132,4 +132,4 @@ class WatchedDevice {
   sqlite3_vfs vfs_{};
 };
 
-}  // namespace orvspc::tests
+}  // namespace orvspc::engine
