@@ -103,7 +103,8 @@ class RecorderTest : public StoreTest {
   std::string StateText() {
     return Digest() + " " + std::to_string(Value("SELECT count(*) FROM log")) + " " +
            std::to_string(Value("SELECT count(*) FROM client_key")) + " " +
-           std::to_string(Value("SELECT count(*) FROM label_counter"));
+           std::to_string(
+               Value("SELECT coalesce(sum(last), 0) FROM counter WHERE name LIKE 'label %'"));
   }
   struct StoredValues {
     std::vector<double> values;
