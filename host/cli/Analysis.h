@@ -126,13 +126,17 @@ void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes, b
 // Adds a note where subgroups are disabled or incomplete.
 void NoteFlags(const render::SubgroupsRead& data, std::vector<Note>& notes);
 
-// Adds what people typed beside the values: labels, whole comments, events, names of descriptors.
+// Adds what people typed beside the values: labels, phases, descriptors, whole comments, events.
 void ReadTexts(const QualityDatabase& database, const render::Names& names,
                render::SubgroupsRead& data);
+// Adds the versions of records and comments, after that.
+void ReadVersions(const QualityDatabase& database, render::SubgroupsRead& data);
 
-// When the process of the subgroups did not run between the first and the last of them; nothing
-// where they are of several processes.
+// When the process of the subgroups did not run between the first and the last of them, by its
+// states and by downtimes among the events; one that has no end lasts no time. Nothing where they
+// are of several processes.
 std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
+                                            const render::Names& names,
                                             const render::SubgroupsRead& data);
 
 // Names out of the database, each read once.

@@ -294,7 +294,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  document.downtimes = ReadDowntimes(database, document.chart.subgroups);
+  document.downtimes = ReadDowntimes(database, NamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();
@@ -302,9 +302,6 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   static_cast<ChartReport&>(document) = std::move(report.chart);
-  document.chart.subgroups.phase_of = document.phase_of;
-  for (const auto& each : document.phases)
-    document.chart.subgroups.phases.push_back(each.phase.name);
   NoteLimits(database, document);
   NoteFlags(document.chart.subgroups, document.notes);
   return document;

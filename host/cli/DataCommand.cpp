@@ -30,6 +30,10 @@ int Run(const Arguments& arguments, Console& console) {
         auto subgroups = render::ReadSubgroups(*data);
         ReadTexts(run.database, run.names, subgroups);
         NoteFlags(subgroups, report.notes);
+        // Those of the database are all there.
+        std::erase_if(report.notes,
+                      [](const Note& note) { return note.code == "descriptors-cut"; });
+        if (run.format == "json") ReadVersions(run.database, subgroups);
         if (run.format == "json")
           return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
         return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};
