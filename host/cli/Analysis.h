@@ -20,6 +20,8 @@
 // What all commands that analyse have in common.
 namespace orvspc::cli {
 
+inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
+
 // --max, whose help and default are each command's own. With 0, or without a number in its place,
 // everything is taken.
 constexpr Number MaximumOption(const char* help, const char* fallback) {
@@ -30,6 +32,10 @@ constexpr Number MaximumOption(const char* help, const char* fallback) {
 inline constexpr Option kPhase{"phase", "NAME", "only the subgroups of that phase"};
 inline constexpr Option kAllPhases{"all-phases", nullptr,
                                    "phases together, as if there were none; excluded ones aside"};
+
+inline constexpr render::Word kTestTypeWords[] = {
+    {"all", kAllTests}, {"variable", ttVariable}, {"defects", ttDefects}, {"defectives", ttDefectives}};
+inline constexpr Choice<std::int32_t> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
 
 // --db and all that narrow the data, without --max.
 std::vector<Option> SelectionOptions();
@@ -73,8 +79,6 @@ struct Outcome {
   int status = 0;  // what the program exits with
 };
 
-inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
-
 // Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
 // with what has no place in it on standard error. Returns the exit status. No page is written, and
 // the status is 1 in place of 0, when nothing was selected and --allow-empty was not given.
@@ -116,13 +120,22 @@ auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>
   });
 }
 
+// What an analysis takes, and how many of them a selection has, so many at most.
+struct Countable {
+  const char* word;  // "subgroup"
+  std::int32_t (*count)(const QualityDatabase&, const std::shared_ptr<DataSelect>&,
+                        std::int32_t most);
+};
+extern const Countable kSubgroups, kEvents, kStates, kRequirements;
+
 // Adds a note where the default of --max, not the user, cut the data: the analysis shows so many of
 // the subgroups, or events, that are selected.
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
-             std::vector<Note>& notes, bool events = false);
-// Adds a note to an analysis of nothing: how many subgroups, or events, there are without one of
-// the conditions, or without all of them.
-void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes, bool events = false);
+             std::vector<Note>& notes, const Countable& kind = kSubgroups);
+// Adds a note to an analysis of nothing: how many of the first kind that there are any of are there
+// without one of the conditions; where none of them is it alone, without as few as it takes.
+void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
+               const std::vector<Countable>& kinds = {kSubgroups});
 // Adds a note where subgroups are disabled or incomplete.
 void NoteFlags(const render::SubgroupsRead& data, std::vector<Note>& notes);
 

@@ -9,11 +9,6 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
-constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
-                                           {"variable", ttVariable},
-                                           {"defects", ttDefects},
-                                           {"defectives", ttDefectives}};
-constexpr Choice<std::int32_t> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
 constexpr Option kOptions[] = {kMax, kTestType};
 
 int Run(const Arguments& arguments, Console& console) {
