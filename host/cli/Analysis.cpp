@@ -97,9 +97,14 @@ Arguments Without(Arguments arguments, const std::vector<std::string>& condition
   return arguments;
 }
 
+struct Reason {
+  std::size_t conditions = 0;  // that it takes
+  std::string text;            // empty: not known
+};
+
 // "no data: 312 subgroups without --since 2030-01-01": how many there are without the condition;
 // where none is it alone, without as few as it takes. Empty where there are none even so.
-std::string WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kind) {
+Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kind) {
   const auto count = [&](const std::vector<std::string>& conditions) {
     const auto arguments = Without(run.arguments, conditions);
     const auto all = MakeSelection(arguments, maximum, run.database);
@@ -114,6 +119,7 @@ std::string WhyEmpty(const Analysis& run, const Number& maximum, const Countable
     if (const auto left = count({condition.text}); left > 0)
       found.push_back(CountText(left, kind) + " without " + condition.text);
   }
+  std::size_t conditions = 1;
   // Together they may empty what none of them does.
   if (found.empty() && texts.size() > 1 && count(texts) > 0) {
     auto needed = texts;
@@ -122,33 +128,33 @@ std::string WhyEmpty(const Analysis& run, const Number& maximum, const Countable
       std::erase(fewer, text);
       if (count(fewer) > 0) needed = std::move(fewer);
     }
+    conditions = needed.size();
     found.push_back(CountText(count(needed), kind) + " without " + render::Joined(needed, " and "));
   }
-  return found.empty() ? "" : "no data: " + render::Joined(found, ", ");
+  return {conditions, found.empty() ? "" : "no data: " + render::Joined(found, ", ")};
 }
 
 }  // namespace
 
-const Countable kSubgroups{"subgroup",
-                           [](const QualityDatabase& database,
-                              const std::shared_ptr<DataSelect>& select, std::int32_t most) {
-                             select->MaximumItems(most);
-                             return Checked(database, [&](const auto& open) {
-                               return select->GetSubgroupData(open)->TotalSubgroups();
-                             });
-                           }};
-const Countable kEvents{
-    "event", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
-                std::int32_t most) {
+const Countable kSubgroups{
+    "subgroup", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
+                   std::int32_t most) {
       select->MaximumItems(most);
-      return Checked(database,
-                     [&](const auto& open) { return select->GetEventData(open)->Count(); });
+      return Checked(database, [&](const auto& open) {
+        return select->GetSubgroupData(open)->TotalSubgroups();
+      });
     }};
-const Countable kStates{
-    "state", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
-                std::int32_t most) {
-      return AtMost(RunStates(database, *select).log.size(), most);
-    }};
+const Countable kEvents{"event", [](const QualityDatabase& database,
+                                    const std::shared_ptr<DataSelect>& select, std::int32_t most) {
+                          select->MaximumItems(most);
+                          return Checked(database, [&](const auto& open) {
+                            return select->GetEventData(open)->Count();
+                          });
+                        }};
+const Countable kStates{"state", [](const QualityDatabase& database,
+                                    const std::shared_ptr<DataSelect>& select, std::int32_t most) {
+                          return AtMost(RunStates(database, *select).log.size(), most);
+                        }};
 const Countable kRequirements{
     "requirement", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
                       std::int32_t most) {
@@ -160,24 +166,25 @@ const Countable kRequirements{
 
 void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
                const std::vector<Countable>& kinds) {
+  Reason best;
   for (const auto& kind : kinds) {
-    run.why_empty = WhyEmpty(run, maximum, kind);
-    if (run.why_empty.empty()) continue;
-    notes.push_back({"no-data", run.why_empty, ""});
-    return;
+    auto reason = WhyEmpty(run, maximum, kind);
+    if (!reason.text.empty() && (best.text.empty() || reason.conditions < best.conditions))
+      best = std::move(reason);
   }
+  run.why_empty = std::move(best.text);
+  if (!run.why_empty.empty()) notes.push_back({"no-data", run.why_empty, ""});
 }
 
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
              std::vector<Note>& notes, const Countable& kind) {
   if (run.arguments.Has(maximum) || run.arguments.Get(maximum) != shown) return;
-  const auto count =
-      kind.count(run.database, run.select->Clone(), std::max(kCounted, shown + 1));
+  const auto count = kind.count(run.database, run.select->Clone(), std::max(kCounted, shown + 1));
   if (count <= shown) return;
-  notes.push_back({"newest-only",
-                   "newest " + std::to_string(shown) + " of " + CountText(count, kind) +
-                       "; --max 0 takes all",
-                   ""});
+  notes.push_back(
+      {"newest-only",
+       "newest " + std::to_string(shown) + " of " + CountText(count, kind) + "; --max 0 takes all",
+       ""});
 }
 
 void NoteFlags(const SubgroupsRead& data, std::vector<Note>& notes) {

@@ -33,9 +33,12 @@ inline constexpr Option kPhase{"phase", "NAME", "only the subgroups of that phas
 inline constexpr Option kAllPhases{"all-phases", nullptr,
                                    "phases together, as if there were none; excluded ones aside"};
 
-inline constexpr render::Word kTestTypeWords[] = {
-    {"all", kAllTests}, {"variable", ttVariable}, {"defects", ttDefects}, {"defectives", ttDefectives}};
-inline constexpr Choice<std::int32_t> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
+inline constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
+                                                  {"variable", ttVariable},
+                                                  {"defects", ttDefects},
+                                                  {"defectives", ttDefectives}};
+inline constexpr Choice<std::int32_t> kTestType{
+    {"test-type", "WORD", "", "", false, kTestTypeWords}};
 
 // --db and all that narrow the data, without --max.
 std::vector<Option> SelectionOptions();
@@ -132,8 +135,8 @@ extern const Countable kSubgroups, kEvents, kStates, kRequirements;
 // the subgroups, or events, that are selected.
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
              std::vector<Note>& notes, const Countable& kind = kSubgroups);
-// Adds a note to an analysis of nothing: how many of the first kind that there are any of are there
-// without one of the conditions; where none of them is it alone, without as few as it takes.
+// Adds a note to an analysis of nothing: how many there are without one of the conditions; where
+// none of them is it alone, without as few as it takes. Of several kinds, that of the fewest.
 void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
                const std::vector<Countable>& kinds = {kSubgroups});
 // Adds a note where subgroups are disabled or incomplete.

@@ -183,7 +183,8 @@ std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
   }
   std::erase_if(downtimes, [](const auto& down) { return down.end <= down.start; });
   for (const auto& event : database.Downtimes(process, first.stamp, last.stamp)) {
-    if (std::ranges::none_of(data.rows, [&](const auto& row) { return IsOf(event, row); })) continue;
+    if (std::ranges::none_of(data.rows, [&](const auto& row) { return IsOf(event, row); }))
+      continue;
     const auto name = names(ItemKind::EventName, event.name);
     const auto cause = names(ItemKind::AccCode, event.acc);
     const auto text = render::Joined({name.empty() ? "downtime" : name, cause}, ", ");

@@ -64,9 +64,7 @@ EventOf About(sql::Connection& db, const StoredComment& comment) {
 
 }  // namespace
 
-std::string ObjectOfComment(std::int64_t comment) {
-  return "comment " + std::to_string(comment);
-}
+std::string ObjectOfComment(std::int64_t comment) { return "comment " + std::to_string(comment); }
 
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                         std::int32_t piece, std::string_view text) {

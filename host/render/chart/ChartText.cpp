@@ -381,10 +381,10 @@ class Plot {
     out_.Line("comments:");
     List(view_.comments.size(), kMaxMarks, [&](std::size_t c) {
       const auto& comment = view_.comments[c];
-      return fmt::format("  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
-                         IsoTime(view_.stamps[comment.point]),
-                         (comment.id == 0 ? "" : "comment ") +
-                             NumberedText({comment.id, comment.text}));
+      return fmt::format(
+          "  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
+          IsoTime(view_.stamps[comment.point]),
+          (comment.id == 0 ? "" : "comment ") + NumberedText({comment.id, comment.text}));
     });
   }
 

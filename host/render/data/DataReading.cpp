@@ -280,8 +280,7 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   });
 }
 
-void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names,
-                    bool is_data) {
+void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names, bool is_data) {
   json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
     WriteSubgroup(json, row, names, data.has_texts);
     if (!data.phase_of.empty()) {
@@ -340,14 +339,12 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
     table.rows.push_back(
         {IsoTime(row.stamp), StreamName(names, row.part, row.prcs, row.test), values});
     auto texts = TextsOf(row, names);
-    const auto phase =
-        PlainText(PhaseOf(data, static_cast<std::size_t>(&row - data.rows.data())));
+    const auto phase = PlainText(PhaseOf(data, static_cast<std::size_t>(&row - data.rows.data())));
     // Beside their counts already.
     std::erase_if(texts.items, [](const auto& item) { return item.first == "defects"; });
-    table.details.push_back(
-        Joined({texts.label.empty() ? "" : "subgroup " + texts.label,
-                phase.empty() ? "" : "phase " + phase, TextLine(texts)},
-               "; "));
+    table.details.push_back(Joined({texts.label.empty() ? "" : "subgroup " + texts.label,
+                                    phase.empty() ? "" : "phase " + phase, TextLine(texts)},
+                                   "; "));
   }
   if (data.rows.empty()) {
     out.Line("no data selected");

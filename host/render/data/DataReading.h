@@ -114,8 +114,8 @@ struct SubgroupTexts {
   std::string label;
   std::vector<std::pair<std::string, std::string>> items;  // "lot", "L1": those given
   std::vector<CommentText> comments;
-  std::string cause, action;                               // "Worn tool (Ann)"
-  std::string codes;                                       // "Worn tool / Reset": without names
+  std::string cause, action;  // "Worn tool (Ann)"
+  std::string codes;          // "Worn tool / Reset": without names
   bool edited = false;
 };
 SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names);
