@@ -33,7 +33,8 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
                 const std::function<Outcome(Analysis&)>& analyse) {
   const std::string format = OutputFormat(arguments, formats);
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
-  Analysis run{{NamesOf(database), format, TextOptionsOf(arguments, console)},
+  Analysis run{{format == "json" ? NamesOf(database) : ShownNamesOf(database), format,
+                TextOptionsOf(arguments, console)},
                arguments,
                database,
                MakeSelection(arguments, maximum, database)};
@@ -207,6 +208,22 @@ Names NamesOf(const QualityDatabase& database) {
     if (found == known->end())
       found = known->emplace(std::pair(kind, id), database.Name(kind, id)).first;
     return found->second;
+  };
+}
+
+Names ShownNamesOf(const QualityDatabase& database) {
+  auto known = std::make_shared<std::map<ItemKind, std::map<std::int32_t, std::string>>>();
+  return [database, known, names = NamesOf(database)](ItemKind kind, std::int32_t id) {
+    if (kind != ItemKind::Defect && kind != ItemKind::AccCode && kind != ItemKind::CacCode)
+      return names(kind, id);
+    const auto [texts, is_new] = known->try_emplace(kind);
+    if (is_new) {
+      for (const auto& item : database.Items(kind))
+        texts->second[item.id] =
+            item.text.empty() || item.text == item.name ? item.name : item.name + " " + item.text;
+    }
+    const auto found = texts->second.find(id);
+    return found == texts->second.end() ? std::string() : found->second;
   };
 }
 

@@ -157,6 +157,8 @@ std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
 
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);
+// For people: codes of defects, causes and actions with what they mean, "SC Scratch".
+render::Names ShownNamesOf(const QualityDatabase& database);
 // For results without a database: no names.
 render::Names NoNames();
 

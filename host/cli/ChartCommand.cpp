@@ -336,7 +336,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  document.downtimes = ReadDowntimes(database, NamesOf(database), document.chart.subgroups);
+  document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();

@@ -151,6 +151,27 @@ TEST_F(Texts, DefectsAreNamedWithTheirCounts) {
   EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Tests[0].DefName").text, "Scratch");
 }
 
+TEST_F(Texts, CodesAreShownWithWhatTheyMean) {
+  Import("defects", "code,name\nSC,Scratch\nDent,Dent\n");
+  Import("acc-codes", "code,name\nA1,Worn tool\n");
+  Import("cac-codes", "code,name\nC1,Tool changed\n");
+  Import("values",
+         "part,process,test,subgroup,time,count,size,defect\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,8,100,SC\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,2,100,Dent\n");
+  Import("events",
+         "type,time,name,process,part,test,subgroup-time,acc,cac\n"
+         "subgroup-alarm,2024-03-01T08:05,Odd,Line,Panel,Surface,2024-03-01T08:00,A1,C1\n");
+  const auto data = Run("data --db q.db").out;
+  EXPECT_TRUE(Has(data, "SC Scratch x8  Dent x2")) << data;
+  EXPECT_TRUE(Has(data, "cause: A1 Worn tool; action: C1 Tool changed")) << data;
+  const auto picture = Run("chart --db q.db --format svg").out;
+  EXPECT_TRUE(Has(picture, "defects SC Scratch, Dent")) << picture;
+  EXPECT_TRUE(Has(picture, ">A1 Worn tool / C1 Tool")) << "beside the point";
+  EXPECT_TRUE(Has(Run("events --db q.db").out, "A1 Worn tool"));
+  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Tests[0].DefName").text, "SC");
+}
+
 TEST_F(Texts, APageHasEveryPoint) {
   ImportHours(60);
   const auto page = Run("chart --db q.db --max 0 --format html").out;
