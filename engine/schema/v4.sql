@@ -102,8 +102,9 @@ CREATE TABLE alarm(
 CREATE INDEX alarm_by_state ON alarm(state, event);
 CREATE INDEX alarm_by_subgroup ON alarm(stream, last_subgroup);
 
--- Events of the subgroups of a chart.
+-- Events of the subgroups of a chart, and when its process was down.
 CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
+CREATE INDEX event_downtime ON event(time) WHERE type = 7;
 
 -- Up to when a sampling requirement is judged, and the windows that were short. event is its row
 -- there.
