@@ -173,7 +173,7 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& 
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
   old.test = names.Now(ItemKind::Test, old.test);
   old.was_undone = query.Text(2).starts_with("{\"undone\":");
-  old.batch = json.value(kBatchKey, std::int64_t{0});
+  old.batch = BatchOf(json);
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = log::RecordOf(json);
@@ -306,6 +306,8 @@ std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
   return log::CanonicalText(json);
 }
 
+std::int64_t BatchOf(const log::Json& before) { return before.value(kBatchKey, std::int64_t{0}); }
+
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag) {
   return ChangeEach(writing, which, "edit-flag",
                     flag == sfDisabled ? etSubgroupDisable : etSubgroupEdit,
@@ -313,6 +315,18 @@ std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std
                       record.flag = flag;
                       return {{"flag", WordOfFlag(flag)}};
                     });
+}
+
+StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
+                         std::int32_t flag, std::int64_t entry) {
+  auto& db = writing.Db();
+  auto record = Needed(db, {subgroup, test, {}}).front();
+  const auto before = BeforeOf(db, record);
+  record.flag = flag;
+  record.entry = writing.Next();
+  Put(db, record);
+  writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
+  return record;
 }
 
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,

@@ -46,16 +46,21 @@ std::string InsertContextText() {
 
 }  // namespace
 
-StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id) {
-  StoredSubgroup found;
+std::optional<StoredSubgroup> FindSubgroup(sql::Connection& db, std::int32_t id) {
+  std::optional<StoredSubgroup> found;
   store::ForEachSubgroup(db, id, id, [&](const store::SubgroupFacts& facts) {
     found = {facts.id, facts.part, facts.process, facts.time, std::string(facts.label)};
   });
-  if (found.id == 0) {
+  return found;
+}
+
+StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id) {
+  const auto found = FindSubgroup(db, id);
+  if (!found) {
     throw Refused("unknown", "subgroup", std::to_string(id),
                   "there is no subgroup #" + std::to_string(id));
   }
-  return found;
+  return *found;
 }
 
 store::Measurement StoredRecord::View() const {

@@ -18,6 +18,7 @@ struct StoredSubgroup {
   std::int32_t id = 0, part = 0, process = 0, time = 0;
   std::string label;
 };
+std::optional<StoredSubgroup> FindSubgroup(sql::Connection& db, std::int32_t id);
 // Throws Refused (code "unknown") where there is none.
 StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id);
 

@@ -93,7 +93,7 @@ TEST_F(BatchesTest, UndoingTakesOutWhatWasAdded) {
   EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(NamesInUse(Data()), names);
   EXPECT_EQ(CountOf("comment"), 0);
-  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "#1 has values still";
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 0) << "also of #1, which has values still";
   EXPECT_EQ(CountOf("event"), 1);
   EXPECT_EQ(Data().Imports()[0].state, "undone");
   const auto latest = Data().Log().back();
@@ -109,7 +109,7 @@ TEST_F(BatchesTest, WhatCannotBeUndoneIsRefused) {
   const auto limits = Import("part,test,usl\nA,T,9\n", ImportKind::Limits).batch;
   EXPECT_EQ(RefusalOf([&] { Undo(limits); }),
             "kind: batch " + std::to_string(limits) +
-                " is an import of limits; only one of values can be undone");
+                " is an import of limits; only values, records, flags and comments can be undone");
   EXPECT_EQ(RefusalOf([&] { Data().UndoImport(batch, false, {}); }),
             "reason: --reason: say why, in 3 to 500 characters");
   Undo(batch);
