@@ -84,7 +84,7 @@ struct OfStream {
 
 struct Stored {
   std::vector<OfStream> streams;
-  std::vector<std::int64_t> changes;  // the latest entries about those that were changed
+  std::vector<std::int64_t> changes;         // the latest entries about those that were changed
   std::set<std::int32_t> changed_subgroups;  // that have such records still
 };
 

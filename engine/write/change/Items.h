@@ -16,8 +16,8 @@ namespace orvspc::engine::change {
 // The item of that name, or of which it was a name once; empty: none.
 std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::string_view name);
 
-// The same of a name that is given to what is stored: a new one is added. Throws Refused where it is
-// no name, or the item is not active. field begins the text of the refusal.
+// The same of a name that is given to what is stored: a new one is added. Throws Refused where it
+// is no name, or the item is not active. field begins the text of the refusal.
 std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
                       const std::string& name);
 

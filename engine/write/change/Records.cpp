@@ -197,8 +197,7 @@ std::int32_t NeededAgain(sql::Connection& db, const LaterNames& names, ItemKind 
 void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames& names) {
   for (const auto& comment : old.record.comments) {
     const auto employee =
-        comment.employee.empty() ? 0
-                                 : NeededAgain(db, names, ItemKind::Employee, comment.employee);
+        comment.employee.empty() ? 0 : NeededAgain(db, names, ItemKind::Employee, comment.employee);
     const auto time = comment.time.value_or(0);
     if (sql::Query(db,
                    "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
@@ -226,12 +225,11 @@ void PutBackDescriptors(sql::Connection& db, const OldState& old) {
                                        each.group, each.name)
                                 .RunForInt();
     if (!descriptor) continue;
-    const auto added =
-        sql::Query(db,
-                   "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-                   "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
-                   old.subgroup, *descriptor, each.tsno)
-            .Run();
+    const auto added = sql::Query(db,
+                                  "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+                                  "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+                                  old.subgroup, *descriptor, each.tsno)
+                           .Run();
     if (added == 0) continue;
     sql::Query(db,
                "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
@@ -331,8 +329,9 @@ StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int3
 
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
-  return ChangeEach(writing, which, "edit-value", etSubgroupEdit,
-                    [&](StoredRecord& record) { return ApplyToPiece(writing.Db(), record, change); });
+  return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
+    return ApplyToPiece(writing.Db(), record, change);
+  });
 }
 
 std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& which,

@@ -30,8 +30,8 @@ struct Which {
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag);
 
-// Of a record whose flag an entry changed and that nothing has changed since: it has this flag again.
-// Without an event of its own.
+// Of a record whose flag an entry changed and that nothing has changed since: it has this flag
+// again. Without an event of its own.
 StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                          std::int32_t flag, std::int64_t entry);
 

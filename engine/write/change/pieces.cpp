@@ -50,8 +50,8 @@ void CheckValue(const Edit& edit) {
 
 // Throws for what recording would refuse.
 void CheckCounts(sql::Connection& db, const StoredRecord& record) {
-  const auto broken = write::BrokenRuleOfCounts(TypeOf(db, record.test), record.size, record.values,
-                                                record.keys);
+  const auto broken =
+      write::BrokenRuleOfCounts(TypeOf(db, record.test), record.size, record.values, record.keys);
   if (!broken) return;
   const std::string field(broken->field);
   throw Refused(broken->code, field, broken->value,
@@ -62,8 +62,7 @@ void CheckCounts(sql::Connection& db, const StoredRecord& record) {
 RowNames NamesOf(const Edit& edit) {
   RowNames names;
   for (const auto& [column, name] : edit.change.names) {
-    const auto* const kind =
-        std::ranges::find(store::kRowKinds, column, &store::RowKind::column);
+    const auto* const kind = std::ranges::find(store::kRowKinds, column, &store::RowKind::column);
     if (kind == std::end(store::kRowKinds)) {
       edit.Refuse("unknown", column.c_str(), name, "a value has no " + column);
     }
@@ -237,8 +236,9 @@ void SetSize(sql::Connection& db, StoredRecord& record, double size) {
   record.size = size;
   if (IsMeasured(db, record.test)) {
     if (size == PiecesOf(record)) return;
-    refuse("type", "has measured values, and their number is its size; --test names a test that "
-                   "counts");
+    refuse("type",
+           "has measured values, and their number is its size; --test names a test that "
+           "counts");
   }
   if (size == 0.0) refuse("count", "size: must be more than 0");
   CheckCounts(db, record);

@@ -89,8 +89,8 @@ UndoneBatch UndoChanges(log::Writing& writing, const Batch& batch, bool keep_cha
     }
     const auto record = SetFlagBack(writing, each.subgroup, each.test, each.flag, each.entry);
     const store::RecordKey key{record.subgroup.time, record.subgroup.id};
-    auto& touched = streams.try_emplace(record.stream, TouchedStream{record.stream, key, key})
-                        .first->second;
+    auto& touched =
+        streams.try_emplace(record.stream, TouchedStream{record.stream, key, key}).first->second;
     touched.first = std::min(touched.first, key);
     touched.last = std::max(touched.last, key);
   }

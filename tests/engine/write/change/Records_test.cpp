@@ -245,9 +245,7 @@ TEST_F(ChangeTest, WhoAndWhereChangeByName) {
             "name: lot: must be 1 to 255 bytes of text without control characters");
   Data().SetActive(ItemKind::Lot, "L9", false, Why());
   change.context = {{"lot", "L9"}};
-  EXPECT_EQ(RefusalOf([&] {
-              Data().ChangeSubgroups({2}, {}, change, Why());
-            }).substr(0, 39),
+  EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, {}, change, Why()); }).substr(0, 39),
             "inactive: lot: \"L9\" is deactivated sinc");
   change.context = {{"colour", "red"}};
   EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, {}, change, Why()); }),
