@@ -161,26 +161,33 @@ ItemKind KindOf(const Edit& edit) {
   throw Misuse("there is no kind \"" + word + "\"; \"orvspc list --help\" has them");
 }
 
+// Of a change of an item, which says nothing when it is done.
+Changes SayTried(const Edit& edit) {
+  const auto& words = edit.arguments.Positional();
+  if (edit.options.dry_run) edit.out << words[1] << " " << words[2] << ": would be changed\n";
+  return {};
+}
+
 Changes EditRename(Edit& edit) {
   edit.database.Rename(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
                        edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditMerge(Edit& edit) {
   edit.database.Merge(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
                       edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditActivate(Edit& edit) {
   edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), true, edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditDeactivate(Edit& edit) {
   edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), false, edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 const std::map<std::string, Changes (*)(Edit&)>& Verbs() {

@@ -6,7 +6,7 @@
 namespace orvspc::engine::change {
 namespace {
 
-TEST_F(ChangeRandomTest, WhateverWasChangedIsTakenBackTheNewestFirst) { ChangeAtRandom(600, 1); }
+TEST_F(ChangeRandomTest, WhateverWasChangedIsTakenBackTheNewestFirst) { ChangeAtRandom(200, 1); }
 
 }  // namespace
 }  // namespace orvspc::engine::change
