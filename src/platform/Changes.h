@@ -8,8 +8,8 @@
 
 namespace orvspc {
 
-// A value of a record, or a count. tsno counts pieces from 1, sbno readings inside one; 0: the piece
-// itself. Of a test that counts tsno is the number of a unit; 0: counts without one.
+// A value of a record, or a count. tsno counts pieces from 1, sbno readings inside one; 0: the
+// piece itself. Of a test that counts tsno is the number of a unit; 0: counts without one.
 struct ValueChange {
   enum class What { Set, Add, Remove };
   What what = What::Set;

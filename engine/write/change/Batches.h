@@ -4,26 +4,14 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/chunks/chunk.h"
+#include "engine/write/change/UndoneBatch.h"
 #include "engine/write/log/Log.h"
-#include "platform/Batches.h"
 
 // Imports and batches of records, and their undoing.
 namespace orvspc::engine::change {
 
 // The newest first. Inside a transaction.
 std::vector<ListedImport> ReadImports(sql::Connection& db);
-
-// A stream in which values were changed, with the ends of these.
-struct TouchedStream {
-  std::int64_t stream = 0;
-  store::RecordKey first, last;
-};
-
-struct UndoneBatch {
-  UndoReport report;
-  std::vector<TouchedStream> streams;
-};
 
 // Takes out what a batch added. Inside a write transaction.
 //   entries      "delete" for each record, "deactivate" for each name that nothing uses

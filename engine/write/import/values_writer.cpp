@@ -472,8 +472,8 @@ void ValuesWriter::WriteDescriptors() {
     rows->Add();
   }
   rows->Finish();
-  const auto sources = db_.InsertMany("descriptor_source(subgroup, descriptor, tsno, batch)",
-                                      sql::OnConflict::Skip);
+  const auto sources =
+      db_.InsertMany("descriptor_source(subgroup, descriptor, tsno, batch)", sql::OnConflict::Skip);
   for (const auto& [subgroup, descriptor, tsno] : all) {
     sources->Bind(subgroups_[subgroup].id, descriptor, tsno, file_.batch);
     sources->Add();
