@@ -21,6 +21,14 @@ CREATE TABLE batch(
   state TEXT NOT NULL CHECK(state IN ('stored', 'undone')),
   entry INTEGER NOT NULL);
 
+-- What brought a descriptor to a subgroup: batches, and 0 for what came by itself or was there
+-- before.
+CREATE TABLE descriptor_source(
+  subgroup INTEGER NOT NULL, descriptor INTEGER NOT NULL, tsno INTEGER NOT NULL,
+  batch INTEGER NOT NULL, PRIMARY KEY(subgroup, descriptor, tsno, batch)) WITHOUT ROWID;
+INSERT INTO descriptor_source SELECT subgroup, descriptor, tsno, 0 FROM subgroup_descriptor
+  ORDER BY subgroup, descriptor, tsno;
+
 -- Keys that callers gave their records, so that one that is sent again is stored once.
 CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,

@@ -166,7 +166,7 @@ void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   WriteLabels();
   WriteSubgroups();
   WriteMeasurements(batch);
-  for (const auto& placed : records_) WriteBeside(writing, placed);
+  for (const auto& placed : records_) WriteBeside(writing, placed, batch);
 }
 
 void RecordWriter::WriteLabels() {
@@ -268,7 +268,7 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
 }
 
 // Comments, descriptors, and the event of a value that should not be.
-void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
+void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std::int64_t batch) {
   const auto& sent = *placed.record->sent;
   const auto& stream = *placed.record->stream;
   const auto& subgroup = subgroups_[placed.subgroup];
@@ -284,10 +284,15 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
   }
   for (const auto& [column, name] : sent.context) {
     if (!column.starts_with(kDescriptor)) continue;
+    const auto descriptor = known_.DescriptorId(column.substr(kDescriptor.size()), name);
     import::Run(db_,
                 "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, 0) "
                 "ON CONFLICT DO NOTHING",
-                subgroup.id, known_.DescriptorId(column.substr(kDescriptor.size()), name));
+                subgroup.id, descriptor);
+    import::Run(db_,
+                "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
+                "VALUES(?1, ?2, 0, ?3) ON CONFLICT DO NOTHING",
+                subgroup.id, descriptor, batch);
   }
   if (!placed.record->is_unreasonable) return;
   static const auto insert =

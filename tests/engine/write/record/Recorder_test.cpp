@@ -382,6 +382,24 @@ TEST_F(RecorderTest, RefusesUnreasonableValuesUnlessForced) {
   EXPECT_EQ(Text("SELECT p.name FROM event e JOIN employee p ON p.id = e.employee"), "Ann");
 }
 
+// Each count as it is typed.
+TEST_F(RecorderTest, RefusesUnreasonableCountsUnlessForced) {
+  Make(Leaks(50, {1}, kNow - 10));
+  Import("part,test,url,lrl\nRing,Leaks,20,1\n", ImportKind::Limits);
+  ExpectRefused(Leaks(50, {21}, kNow - 1), "unreasonable",
+                "value: 21 lies beyond the reasonable limit 20; --force stores it");
+  ExpectRefused(Leaks(50, {}, kNow - 1), "unreasonable",
+                "value: 0 lies beyond the reasonable limit 1; --force stores it");
+  ExpectRefused(Leaks(50, {51}, kNow - 1), "count",
+                "value: more defectives (51) than units inspected (50)");
+  EXPECT_FALSE(RefusalOf(Leaks(50, {20}, kNow - 1)));
+  auto forced = Leaks(50, {21}, kNow - 2);
+  forced.force = true;
+  Make(forced);
+  EXPECT_EQ(Text("SELECT n.name FROM event e JOIN event_name n ON n.id = e.name"),
+            "Unreasonable value");
+}
+
 TEST_F(RecorderTest, RefusesSubgroupsOfAnotherSizeUnlessIncomplete) {
   Make(Diameter({1, 2, 3}));
   auto other = Diameter({1}, kNow - 50);
