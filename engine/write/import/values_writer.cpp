@@ -12,7 +12,7 @@
 #include "engine/chunks/large_data.h"
 #include "engine/sql/counter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
-#include "engine/write/labels.h"
+#include "engine/write/last_label.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -495,6 +495,13 @@ void ValuesWriter::WriteDescriptors() {
     rows->Add();
   }
   rows->Finish();
+  const auto sources =
+      db_.InsertMany("descriptor_source(subgroup, descriptor, tsno, batch)", sql::OnConflict::Skip);
+  for (const auto& [subgroup, descriptor, tsno] : all) {
+    sources->Bind(subgroups_[subgroup].id, descriptor, tsno, file_.batch);
+    sources->Add();
+  }
+  sources->Finish();
 }
 
 }  // namespace orvspc::engine::import

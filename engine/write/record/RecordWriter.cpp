@@ -13,7 +13,7 @@
 #include "engine/store/batch_digest.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
-#include "engine/write/labels.h"
+#include "engine/write/last_label.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::record {
@@ -178,7 +178,7 @@ void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   WriteLabels();
   WriteSubgroups();
   WriteMeasurements(batch);
-  for (const auto& placed : records_) WriteBeside(writing, placed);
+  for (const auto& placed : records_) WriteBeside(writing, placed, batch);
 }
 
 void RecordWriter::WriteLabels() {
@@ -189,7 +189,7 @@ void RecordWriter::WriteLabels() {
     const auto part_id = part->id;
     const auto* process = known_.Find(ItemKind::Process, source.second);
     if (process == nullptr) continue;
-    write::KeepLastLabel(db_, part_id, process->id, counter.last);
+    write::SetLastLabel(db_, part_id, process->id, counter.last);
     known_.LastLabel(part_id, process->id) = counter.last;
   }
 }
@@ -281,7 +281,7 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
 }
 
 // Comments, descriptors, and the event of a value that should not be.
-void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
+void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std::int64_t batch) {
   const auto& sent = *placed.record->sent;
   const auto& stream = *placed.record->stream;
   const auto& subgroup = subgroups_[placed.subgroup];
@@ -301,11 +301,15 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
   for (const auto& comment : sent.comments) add_comment({comment, 0, {}, {}});
   for (const auto& comment : sent.other_comments) add_comment(comment);
   const auto add_descriptor = [&](const NewDescriptor& descriptor) {
+    const auto id = known_.DescriptorId(descriptor.group, descriptor.name);
     import::Run(db_,
                 "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, ?3) "
                 "ON CONFLICT DO NOTHING",
-                subgroup.id, known_.DescriptorId(descriptor.group, descriptor.name),
-                descriptor.tsno);
+                subgroup.id, id, descriptor.tsno);
+    import::Run(db_,
+                "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
+                "VALUES(?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING",
+                subgroup.id, id, descriptor.tsno, batch);
   };
   for (const auto& [column, name] : sent.context) {
     if (!column.starts_with(kDescriptor)) continue;
