@@ -14,6 +14,7 @@
 #include "engine/store/batch_digest.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/last_label.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::record {
@@ -83,9 +84,7 @@ std::string RecordWriter::NextLabel(const CheckedRecord& record) {
       counters_.try_emplace(Source(record.sent->part, record.sent->process));
   auto& counter = found->second;
   if (is_new && stream.part != 0 && stream.process != 0) {
-    const auto last =
-        import::IntOf(db_, "SELECT last FROM label_counter WHERE part = ?1 AND process = ?2",
-                      stream.part, stream.process);
+    const auto last = write::LastLabel(db_, stream.part, stream.process);
     counter.last = last ? *last : NewestLabel(stream);
   }
   counter.is_changed = true;
@@ -178,10 +177,7 @@ void RecordWriter::WriteLabels() {
     const auto part_id = part->id;
     const auto* process = known_.Find(ItemKind::Process, source.second);
     if (process == nullptr) continue;
-    import::Run(db_,
-                "INSERT INTO label_counter(part, process, last) VALUES(?1, ?2, ?3) "
-                "ON CONFLICT(part, process) DO UPDATE SET last = excluded.last",
-                part_id, process->id, counter.last);
+    write::SetLastLabel(db_, part_id, process->id, counter.last);
   }
 }
 
