@@ -252,6 +252,21 @@ std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id) {
       .All<LimitExclusion>(&LimitExclusion::subgroup, &LimitExclusion::reason);
 }
 
+std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds& stream) {
+  auto all =
+      sql::Query(db,
+                 "SELECT e.subgroup, e.reason FROM control_limit l "
+                 "JOIN limit_exclusion e ON e.limit_row = l.id WHERE l.part = ?1 "
+                 "AND coalesce(l.process, ?2) = ?2 AND l.test = ?3 "
+                 "AND l.status IN ('active', 'retired') "
+                 "AND (l.until IS NULL OR l.until > l.effective) ORDER BY e.subgroup, l.id DESC",
+                 stream.part, stream.process, stream.test)
+          .All<LimitExclusion>(&LimitExclusion::subgroup, &LimitExclusion::reason);
+  const auto behind = std::ranges::unique(all, {}, &LimitExclusion::subgroup);
+  all.erase(behind.begin(), behind.end());
+  return all;
+}
+
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed) {
   writing.NeedReason();
   log::NeedText("rule", request.rule);

@@ -19,6 +19,8 @@ std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds&
 // Code "unknown" where there is none.
 ListedLimit NeedLimit(sql::Connection& db, std::int32_t id);
 std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id);
+// Those of the rows of a stream that hold or held, each subgroup once, with the newest reason.
+std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds& stream);
 
 // Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
 // where something keeps it from being proposed, unless the request forces it.

@@ -445,6 +445,19 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   EXPECT_EQ(Data().ShowLimits(id + 1).data_changed, std::nullopt) << "it says no data";
 }
 
+// Of two subgroups at one time the first N may have one only.
+TEST_F(LifeTest, TheFirstOfTwoAtOneTimeAreNoChangeOfTheData) {
+  Import("part,process,test,subgroup,time,value\nA,P,fives,20b," + platform::IsoText(TimeAt(19)) +
+         ",104\nA,P,fives,20b," + platform::IsoText(TimeAt(19)) + ",105\n");
+  const auto id = Hold(20, 20);
+  EXPECT_EQ(Row(id).used, 20);
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, false);
+  EXPECT_EQ(Data().ChangedSinceLimits(id).changed, 0);
+  Data().ChangeFlag({20}, std::nullopt, 1, {ann_, "worn"});
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, true);
+  EXPECT_NE(Data().ChangedSinceLimits(id).changed, 0);
+}
+
 TEST_F(LifeTest, ShowCountsTheSubgroupsThatWereChanged) {
   const auto id = Propose(20);
   Approve(id, 20);
