@@ -30,11 +30,13 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
             const Computed& computed);
 
 // The steps, on the version that the caller saw, or on any.
-//   Approve  it holds from its effective time on; rows of its stream that held end there, and it
-//            ends where the next one begins. With new_phase, a phase of that name begins, too.
+//   Approve  it holds from its effective time on; rows of its stream that held end there, a retired
+//            one also where it began there, and it ends where the next one begins. With new_phase,
+//            a phase of that name begins, too.
 //   Reject   it never holds
 //   Retire   it holds up to and without a time; older rows do not come back
-//   Void     it holds nowhere, and what it replaced holds again in its place
+//   Void     it holds nowhere, and what it replaced holds again in its place, a retired row no
+//            longer than it held by itself
 using Expected = std::optional<std::int64_t>;
 void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
              Expected expected);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/data/DataReading.h"
 
+#include <algorithm>
 #include <iterator>
 #include <set>
 #include <sstream>
