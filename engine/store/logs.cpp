@@ -42,6 +42,11 @@ constexpr std::string_view kOfSubgroups =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
     "WHERE subgroup_time BETWEEN ?1 AND ?2 ORDER BY time, id";
+constexpr std::string_view kDowntimes =
+    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
+    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
+    "WHERE type = 7 AND (process = ?1 OR process IS NULL) AND time <= ?3 "
+    "AND coalesce(finish, time) >= ?2 ORDER BY time, id";
 constexpr std::string_view kById =
     "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
     "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
@@ -113,6 +118,14 @@ std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_
                                         std::int64_t to) {
   std::vector<EventRow> rows;
   sql::Query query(connection, sql::ManyRows{64}, kOfSubgroups, from, to);
+  while (query.Step()) rows.push_back(RowOf(query));
+  return rows;
+}
+
+std::vector<EventRow> DowntimesBetween(sql::Connection& connection, std::int32_t process,
+                                       std::int64_t from, std::int64_t to) {
+  std::vector<EventRow> rows;
+  sql::Query query(connection, sql::ManyRows{64}, kDowntimes, process, from, to);
   while (query.Step()) rows.push_back(RowOf(query));
   return rows;
 }
