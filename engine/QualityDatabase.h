@@ -446,6 +446,9 @@ class QualityDatabase {
   // changed since they were stored: identifiers, which ascend.
   std::vector<std::int32_t> EditedSubgroups(const StreamKey& stream, std::int64_t from,
                                             std::int64_t to) const;
+  // Subgroups that control limits of a stream were made without, those that hold or held, with the
+  // newest reason: by identifier.
+  std::vector<LimitExclusion> LeftOutOfLimits(const StreamKey& stream) const;
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 

@@ -97,6 +97,18 @@ void ReadPhases(const QualityDatabase& database, render::SubgroupsRead& data) {
   if (!is_any) data.phase_of.clear();
 }
 
+// Why control limits were made without a subgroup.
+void ReadLeftOut(const QualityDatabase& database, std::vector<SubgroupRow>& rows) {
+  std::map<StreamIds, std::vector<LimitExclusion>> left_out;
+  for (auto& row : rows) {
+    const auto [found, is_new] = left_out.try_emplace({row.part, row.prcs, row.test});
+    auto& of_stream = found->second;
+    if (is_new) of_stream = database.LeftOutOfLimits({row.part, row.prcs, row.test});
+    const auto each = std::ranges::lower_bound(of_stream, row.sgrp, {}, &LimitExclusion::subgroup);
+    if (each != of_stream.end() && each->subgroup == row.sgrp) row.left_out = each->reason;
+  }
+}
+
 }  // namespace
 
 void ReadTexts(const QualityDatabase& database, const render::Names& names,
@@ -140,6 +152,7 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
         !remarks.descriptors.empty() || !remarks.comments.empty() || !remarks.events.empty();
     row.remarks = has_any ? std::make_shared<const render::Remarks>(std::move(remarks)) : nullptr;
   }
+  ReadLeftOut(database, data.rows);
 }
 
 void ReadVersions(const QualityDatabase& database, render::SubgroupsRead& data) {

@@ -281,6 +281,33 @@ TEST_F(Texts, DecimalsOfCapabilityAreThoseOfTheSpecification) {
   EXPECT_EQ(outputs.size(), 18U) << "each scale shows in each of them";
 }
 
+TEST_F(Texts, WhatLimitsWereMadeWithoutIsHollowAndSaysWhy) {
+  ImportHours(30);
+  const auto before = Run("chart --db q.db --graph2 none --format svg").out;
+  const auto json = Run("chart --db q.db --format json").out;
+  EXPECT_FALSE(Has(json, "LeftOut"));
+  ASSERT_EQ(
+      Run("limits propose --exclude \"#20=tool broke\" --force --reason first --db q.db").status,
+      0);
+  EXPECT_FALSE(Has(Run("chart --db q.db --format json").out, "LeftOut")) << "it holds nowhere";
+  ASSERT_EQ(Run("limits approve 1 --reason agreed --db q.db").status, 0);
+  const auto document = Json("chart --db q.db");
+  for (std::size_t i = 0; i < 25; ++i) {
+    const auto& row = document.At("Subgroups").elements.at(i);
+    if (row.At("Sgrp").number == 20) {
+      EXPECT_EQ(row.At("LeftOut").text, "tool broke");
+    } else {
+      EXPECT_EQ(row.At("LeftOut").kind, ParsedJson::Kind::Null);
+    }
+    EXPECT_EQ(row.At("Flag").number, 0);
+  }
+  const auto picture = Run("chart --db q.db --graph2 none --format svg").out;
+  EXPECT_EQ(CountOf(before, "class=\"pu\""), 0U);
+  EXPECT_EQ(CountOf(picture, "left out of limits: tool broke</title>"), 1U);
+  EXPECT_EQ(CountOf(picture, "class=\"pu\""), 2U) << "the point and its line of the legend";
+  EXPECT_TRUE(Has(Run("chart --db q.db --format html").out, ">left out of limits</th>"));
+}
+
 TEST_F(Texts, WhatWasChangedIsMarked) {
   ImportHours(6);
   for (const std::string command : {"data --db q.db", "chart --db q.db"}) {
