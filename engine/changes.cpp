@@ -35,6 +35,11 @@ void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
   touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id});
 }
 
+ChangedRecord ChangedOf(sql::Connection& db, const change::StoredRecord& record) {
+  const auto& of = record.subgroup;
+  return {of.id, record.test, of.label, of.time, change::VersionOf(db, record.Object())};
+}
+
 void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
   std::vector<alarms::Touched> touched;
   for (const auto& [stream, first, last] : streams) touched.push_back({stream, first, last});
@@ -52,8 +57,7 @@ std::vector<ChangedRecord> ChangeRecords(
     alarms::TouchedStreams touched;
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
-        changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
-                           record.subgroup.time, change::VersionOf(writing.Db(), record.Object())});
+        changed.push_back(ChangedOf(writing.Db(), record));
         Touch(touched, writing.Db(), record);
       }
     }
@@ -202,12 +206,15 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
                                                     const ChangeOptions& options) {
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
-    const auto record = change::Restore(writing, entry);
+    changed.clear();
+    const auto records = change::Restore(writing, entry);
     alarms::TouchedStreams touched;
-    Touch(touched, writing.Db(), record);
+    for (const auto& record : records) {
+      Touch(touched, writing.Db(), record);
+      const bool is_former = !changed.empty() && record.test == changed.front().test;
+      if (!is_former) changed.push_back(ChangedOf(writing.Db(), record));
+    }
     alarms::Judge(writing, touched.All());
-    changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
-                change::VersionOf(writing.Db(), record.Object())}};
   });
   return changed;
 }

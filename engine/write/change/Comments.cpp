@@ -101,14 +101,20 @@ void EditComment(log::Writing& writing, std::int64_t comment, std::string_view t
   AddEvent(writing, etSubgroupEdit, About(db, stored));
 }
 
+void TakeOutComment(log::Writing& writing, std::int64_t comment) {
+  auto& db = writing.Db();
+  const auto stored = Needed(db, comment);
+  sql::Query(db, "DELETE FROM comment WHERE id = ?1", comment).Run();
+  writing.Add("comment-remove", ObjectOfComment(comment), stored.Before(), "");
+}
+
 void RemoveComment(log::Writing& writing, std::int64_t comment,
                    std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const auto stored = Needed(db, comment);
   CheckVersion(db, ObjectOfComment(comment), ObjectOfComment(comment), expected);
-  sql::Query(db, "DELETE FROM comment WHERE id = ?1", comment).Run();
-  writing.Add("comment-remove", ObjectOfComment(comment), stored.Before(), "");
+  TakeOutComment(writing, comment);
   AddEvent(writing, etSubgroupEdit, About(db, stored));
 }
 

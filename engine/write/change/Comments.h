@@ -21,6 +21,8 @@ std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32
                         std::int32_t piece, std::string_view text);
 void EditComment(log::Writing& writing, std::int64_t comment, std::string_view text,
                  std::optional<std::int64_t> expected);
+// The same without an event of its own.
+void TakeOutComment(log::Writing& writing, std::int64_t comment);
 void RemoveComment(log::Writing& writing, std::int64_t comment,
                    std::optional<std::int64_t> expected);
 
