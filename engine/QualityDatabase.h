@@ -437,10 +437,12 @@ class QualityDatabase {
   std::vector<SubgroupComment> Comments(std::span<const std::int32_t> subgroups) const;
   // Descriptors of these subgroups, whose identifiers ascend: by subgroup.
   std::vector<SubgroupDescriptor> DescriptorsOf(std::span<const std::int32_t> subgroups) const;
-  // Versions of records, the subgroup and test of each, and of comments: what ChangeOptions
-  // expects. 0: the log has no entry about it.
-  std::vector<std::int64_t> RecordVersions(
-      std::span<const std::pair<std::int32_t, std::int32_t>> records) const;
+  // Versions of the records of a stream from a time up to and with another, by subgroup, whose
+  // identifiers ascend; and of comments. They are what ChangeOptions expects; 0: the log has no
+  // entry about it.
+  std::vector<std::pair<std::int32_t, std::int64_t>> RecordVersions(const StreamKey& stream,
+                                                                    std::int64_t from,
+                                                                    std::int64_t to) const;
   std::vector<std::int64_t> CommentVersions(std::span<const std::int64_t> comments) const;
   // Subgroups of a stream from a time up to and with another whose values, flag or context were
   // changed since they were stored: identifiers, which ascend.

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <tuple>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
@@ -66,6 +65,22 @@ std::vector<ChangedRecord> ChangeRecords(
   return changed;
 }
 
+// Calls visit(record, test) for the records of a stream from a time up to and with another.
+void ForEachOf(store::SqlStore& store, sql::Connection& db, const StreamKey& stream,
+               std::int64_t from, std::int64_t to,
+               const std::function<void(const store::RecordView&, std::int32_t)>& visit) {
+  const auto stamp = [](std::int64_t time) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(time, INT32_MIN, INT32_MAX));
+  };
+  for (const auto& each : store.Cache().streams) {
+    if (each.part != stream.part || each.process != stream.process || each.test != stream.test)
+      continue;
+    store::ForEachRecord(
+        db, each.id, [&](const store::RecordView& view) { visit(view, each.test); }, stamp(from),
+        stamp(to));
+  }
+}
+
 }  // namespace
 
 std::optional<std::int32_t> FlagFromWord(std::string_view word) {
@@ -116,18 +131,6 @@ std::vector<std::int32_t> QualityDatabase::FindSubgroups(std::string_view part,
   });
 }
 
-std::vector<std::int64_t> QualityDatabase::RecordVersions(
-    std::span<const std::pair<std::int32_t, std::int32_t>> records) const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    std::vector<std::int64_t> versions;
-    versions.reserve(records.size());
-    for (const auto& [subgroup, test] : records) {
-      versions.push_back(change::VersionOf(db, change::NeededSubgroup(db, subgroup), test));
-    }
-    return versions;
-  });
-}
-
 std::vector<std::int64_t> QualityDatabase::CommentVersions(
     std::span<const std::int64_t> comments) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
@@ -139,25 +142,34 @@ std::vector<std::int64_t> QualityDatabase::CommentVersions(
   });
 }
 
+std::vector<std::pair<std::int32_t, std::int64_t>> QualityDatabase::RecordVersions(
+    const StreamKey& stream, std::int64_t from, std::int64_t to) const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    std::vector<change::StoredRecord> records;
+    ForEachOf(store, db, stream, from, to, [&](const store::RecordView& view, std::int32_t test) {
+      auto& record = records.emplace_back();
+      record.subgroup.id = view.Subgroup();
+      record.test = test;
+      record.batch = view.Batch();
+      record.entry = view.Entry();
+    });
+    std::vector<std::pair<std::int32_t, std::int64_t>> versions;
+    versions.reserve(records.size());
+    for (const auto& record : records)
+      versions.emplace_back(record.subgroup.id, change::VersionOf(db, record.Object()));
+    std::ranges::sort(versions);
+    return versions;
+  });
+}
+
 std::vector<std::int32_t> QualityDatabase::EditedSubgroups(const StreamKey& stream,
                                                            std::int64_t from,
                                                            std::int64_t to) const {
-  const auto stamp = [](std::int64_t time) {
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(time, INT32_MIN, INT32_MAX));
-  };
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::vector<std::int32_t> edited;
-    for (const auto& each : store.Cache().streams) {
-      if (each.part != stream.part || each.process != stream.process || each.test != stream.test) {
-        continue;
-      }
-      store::ForEachRecord(
-          db, each.id,
-          [&](const store::RecordView& record) {
-            if (record.Entry() != 0) edited.push_back(record.Subgroup());
-          },
-          stamp(from), stamp(to));
-    }
+    ForEachOf(store, db, stream, from, to, [&](const store::RecordView& record, std::int32_t) {
+      if (record.Entry() != 0) edited.push_back(record.Subgroup());
+    });
     std::ranges::sort(edited);
     return edited;
   });
