@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/charts/VariableRun.h"
 #include "engine/store/StoreInFront.h"
 #include "engine/store/conditions.h"
 
@@ -19,9 +20,10 @@ namespace orvspc::engine::limits {
 // comes from the underlying store.
 class WindowStore final : public store::StoreInFront {
  public:
-  // left_out: subgroups. first: 0 for all.
-  WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first)
-      : StoreInFront(behind), left_out_(left_out), first_(first) {}
+  // left_out: subgroups. first: 0 for all. screen_mr: large moving ranges are dropped.
+  WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first,
+              bool screen_mr = false)
+      : StoreInFront(behind), left_out_(left_out), first_(first), screen_mr_(screen_mr) {}
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
               const store::SelectOptions& options, store::DataSet& out) override;
@@ -29,10 +31,15 @@ class WindowStore final : public store::StoreInFront {
                                                      std::int32_t) override {
     return {};
   }
+  std::string Setting(std::string_view key, std::string_view fallback) override {
+    return screen_mr_ && key == charts::kScreenMovingRanges ? "yes"
+                                                            : StoreInFront::Setting(key, fallback);
+  }
 
  private:
   const std::set<std::int32_t>& left_out_;
   std::int32_t first_;
+  bool screen_mr_;
 };
 
 // What a window is read by.
