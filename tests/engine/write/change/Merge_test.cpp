@@ -182,6 +182,9 @@ TEST_F(MergeTest, EntriesOfAMergedItemAreRestoredUnderThePresentName) {
   EXPECT_EQ(DigestOf(Db()), DigestOfFile(std::string(kHeader) + "B,P,Width,1,2024-01-01,5,L2\n"
                                                                 "B,P,Width,2,2024-01-02,2,L2\n"));
   Data().Restore(changed, Why());
+  LogCheckOptions with_data;
+  with_data.with_data = true;
+  EXPECT_TRUE(Data().VerifyLog(with_data).finds.empty()) << "data and log agree";
   EXPECT_EQ(DigestOf(Db()), DigestOfFile(std::string(kHeader) + "B,P,Width,1,2024-01-01,1,L2\n"
                                                                 "B,P,Width,2,2024-01-02,2,L2\n"));
   EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());

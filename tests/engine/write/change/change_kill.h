@@ -42,27 +42,23 @@ class ChangeKillTest : public store::StoreTest {
     Fill(first);
     for (const auto& copy : {reference, path}) QualityDatabase::Open(first).CopyTo(copy);
     std::vector<State> states{StateOf(reference)};
-    std::chrono::microseconds taken{};
     for (int step = 0; step < steps; ++step) {
-      const auto begin = std::chrono::steady_clock::now();
       {
         auto database = QualityDatabase::Open(reference);
         Take(database, step);
       }
-      taken += std::chrono::duration_cast<std::chrono::microseconds>(
-          std::chrono::steady_clock::now() - begin);
       states.push_back(StateOf(reference));
       ASSERT_FALSE(states.back() == states[states.size() - 2]) << "step " << step;
     }
     ASSERT_GE(states.back().alarms, steps / kKinds);
     std::mt19937 random(seed);
     int done = 0, struck = 0, more = 0;
+    std::chrono::microseconds step_time{1000};
     while (struck < kills && done < steps) {
       SCOPED_TRACE("kill " + std::to_string(struck));
       const auto start = done;
       const auto child = Start(path, done, steps);
-      usleep(static_cast<useconds_t>(taken.count() / steps *
-                                     static_cast<std::int64_t>(random() % 2000) / 1000));
+      WaitForSteps(child, static_cast<int>(random() % 3), step_time, random() % 1000);
       kill(child, SIGKILL);
       int status = 0;
       ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -232,6 +228,24 @@ class ChangeKillTest : public store::StoreTest {
       std::cerr << failure.what() << std::endl;
     }
     _exit(1);
+  }
+
+  // Until so many steps were acknowledged, and thousandths of one more. step_time is what one took,
+  // then what these took.
+  void WaitForSteps(pid_t child, int count, std::chrono::microseconds& step_time,
+                    std::int64_t thousandths) {
+    const auto begin = std::chrono::steady_clock::now();
+    siginfo_t ended{};
+    while (acknowledged_.Count() < count && ended.si_pid == 0) {
+      usleep(100);
+      waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
+    if (count != 0) {
+      step_time = std::chrono::duration_cast<std::chrono::microseconds>(
+                      std::chrono::steady_clock::now() - begin) /
+                  count;
+    }
+    usleep(static_cast<useconds_t>(step_time.count() * thousandths / 1000));
   }
 
   static State StateOf(const std::string& path) {
