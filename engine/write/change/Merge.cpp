@@ -448,7 +448,7 @@ void MoveRows(sql::Connection& db, const Two& two) {
 }  // namespace
 
 std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::string_view from,
-                                 std::string_view into) {
+                                 std::string_view into, std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
@@ -458,6 +458,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   }
   const Two two{kind, NeededNamed(db, kind, from), NeededNamed(db, kind, into), std::string(from),
                 std::string(into)};
+  CheckItemVersion(db, kind, two.from, from, expected);
   if (two.from == two.into) RefuseTwo(two, "name", "are the same");
   std::vector<TouchedStream> touched;
   log::MovedRecords moved;

@@ -112,6 +112,7 @@ TEST_F(CheckTest, EachReferenceIsFollowed) {
        "alias Old: its item 55 is missing\n"},
       {"DELETE FROM subgroup WHERE id = 602",
        "subgroup_descriptor 602: its subgroup 602 is missing\n"
+       "descriptor_source 602: its subgroup 602 is missing\n"
        "#602 Diameter: its subgroup is missing\n"},
       {"UPDATE subgroup SET part = 88 WHERE id = 602",
        "subgroup 602: its part 88 is missing\n#602: its part 88 is missing\n"
