@@ -456,6 +456,17 @@ TEST_F(DataCheckTest, WhatIsImportedAgainAfterItWasTakenOutIsProved) {
   EXPECT_NE(OnlyFind().find("batch 2: differs"), std::string::npos);
 }
 
+TEST_F(DataCheckTest, WhatIsImportedAgainAfterItWasUndoneIsProved) {
+  Import(Many());
+  Data().UndoImport(1, false, Why());
+  Import(Many());
+  Data().ChangeFlag({5, 6}, std::nullopt, 1, Why());
+  const auto check = Check();
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 1);
+  EXPECT_EQ(check.records, kSubgroups);
+}
+
 // --- What nothing stored -------------------------------------------------------------------------
 
 TEST_F(DataCheckTest, ARecordThatNothingStoredIsFound) {
