@@ -156,7 +156,7 @@ std::vector<std::pair<std::int32_t, std::int64_t>> QualityDatabase::RecordVersio
     std::vector<std::pair<std::int32_t, std::int64_t>> versions;
     versions.reserve(records.size());
     for (const auto& record : records)
-      versions.emplace_back(record.subgroup.id, change::VersionOf(db, record.Object()));
+      versions.emplace_back(record.subgroup.id, change::VersionOf(db, record));
     std::ranges::sort(versions);
     return versions;
   });

@@ -668,6 +668,7 @@ TEST_F(Texts, DataHasTheVersionThatAChangeExpects) {
                std::to_string(expected));
   };
   const int stored = version(1);
+  EXPECT_GT(stored, 0) << "the entry of the import";
   ASSERT_EQ(disable("disabled", stored).status, 0);
   const int changed = version(1);
   EXPECT_GT(changed, stored);
