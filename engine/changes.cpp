@@ -28,10 +28,10 @@ using Records = std::vector<change::StoredRecord>;
 
 // A record as it was; where it is now counts, too.
 void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
-           const change::StoredRecord& record) {
+           const change::StoredRecord& record, std::int64_t entry) {
   const auto id = record.subgroup.id;
-  touched.Add(record.stream, {record.subgroup.time, id});
-  touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+  touched.Add(record.stream, {record.subgroup.time, id}, entry);
+  touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id}, entry);
 }
 
 void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
@@ -51,9 +51,10 @@ std::vector<ChangedRecord> ChangeRecords(
     alarms::TouchedStreams touched;
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
+        const auto entry = change::VersionOf(writing.Db(), record.Object());
         changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
-                           record.subgroup.time, change::VersionOf(writing.Db(), record.Object())});
-        Touch(touched, writing.Db(), record);
+                           record.subgroup.time, entry});
+        Touch(touched, writing.Db(), record, entry);
       }
     }
     alarms::Judge(writing, touched.All());
@@ -159,11 +160,12 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
     const auto record = change::Restore(writing, entry);
+    const auto version = change::VersionOf(writing.Db(), record.Object());
     alarms::TouchedStreams touched;
-    Touch(touched, writing.Db(), record);
+    Touch(touched, writing.Db(), record, version);
     alarms::Judge(writing, touched.All());
     changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
-                change::VersionOf(writing.Db(), record.Object())}};
+                version}};
   });
   return changed;
 }

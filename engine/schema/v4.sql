@@ -43,7 +43,8 @@ CREATE TABLE alias(
   WITHOUT ROWID;
 
 -- A row that is active or retired holds from effective up to and without until; null: without an
--- end. state_at is when it got its status. used is the number of subgroups behind it, digest that
+-- end. state_at is when it got its status, approved_at when it was approved, whatever became of it;
+-- null: when it was made. used is the number of subgroups behind it, digest that
 -- of their values. The figures from average_size on are those of the chart behind it that mean and
 -- sigmas leave open; null: not given. The program compares the rows with the older table and drops it.
 DROP INDEX control_limit_by_test;
@@ -56,6 +57,7 @@ CREATE TABLE control_limit(
   chart_word INTEGER NOT NULL, status TEXT NOT NULL DEFAULT 'active'
     CHECK(status IN ('proposed', 'active', 'retired', 'rejected', 'void')),
   rule TEXT NOT NULL DEFAULT '', replaced_by INTEGER, until INTEGER, state_at INTEGER,
+  approved_at INTEGER,
   digest TEXT NOT NULL DEFAULT '', estimator TEXT NOT NULL DEFAULT '', used INTEGER NOT NULL DEFAULT 0,
   reason TEXT NOT NULL DEFAULT '', average_size REAL, within REAL, moving REAL, gamma REAL,
   numerator REAL, denominator REAL, sp_bar REAL, within_bar REAL, sw_bar REAL,

@@ -52,9 +52,9 @@ constexpr Table kTables[] = {
      TableUse::Ordered},
     {"control_limit",
      "id part>part process>process test>test effective:i mean:r sp:r spl:r sw:r swl:r start:i "
-     "finish:i chart_word:i status:t rule:t replaced_by! until:i state_at:i digest:t estimator:t "
-     "used:i reason:t average_size:r within:r moving:r gamma:r numerator:r denominator:r sp_bar:r "
-     "within_bar:r sw_bar:r who:t made:i",
+     "finish:i chart_word:i status:t rule:t replaced_by! until:i state_at:i approved_at:i digest:t "
+     "estimator:t used:i reason:t average_size:r within:r moving:r gamma:r numerator:r "
+     "denominator:r sp_bar:r within_bar:r sw_bar:r who:t made:i",
      TableUse::Ordered},
     {"opportunity", "id part>part test>test effective:i opportunities:i who:t made:i",
      TableUse::Ordered},
