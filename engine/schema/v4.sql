@@ -21,10 +21,11 @@ CREATE TABLE batch(
   state TEXT NOT NULL CHECK(state IN ('stored', 'undone')),
   entry INTEGER NOT NULL);
 
--- Keys that callers gave their records, so that one that is sent again is stored once.
+-- Keys that callers gave their records, so that one that is sent again is stored once. answer is JSON:
+-- the alarms and notes of each record; empty: there were none.
 CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
-  entry INTEGER NOT NULL, made INTEGER NOT NULL) WITHOUT ROWID;
+  entry INTEGER NOT NULL, made INTEGER NOT NULL, answer TEXT NOT NULL DEFAULT '') WITHOUT ROWID;
 CREATE INDEX client_key_by_time ON client_key(made);
 -- By which a context is found, in words that every database knows.
 DROP INDEX context_once;

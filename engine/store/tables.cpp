@@ -89,7 +89,8 @@ constexpr Table kTables[] = {
      "id kind:t source:t source_sha256:t profile:t key:t lines:i records:i digest:t state:t "
      "entry:i",
      TableUse::History},
-    {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i", TableUse::History},
+    {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i answer:t",
+     TableUse::History},
     {"label_counter", "part>part process>process last:i", TableUse::History},
     {"alias", "kind:t name:t item:i", TableUse::History},
     {"alarm_mark", "stream>stream time:i subgroup:i limit_row:i rules:t", TableUse::History},

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -15,13 +16,15 @@ namespace orvspc::engine::limits {
 
 // The store as a chart sees it that is to give nothing but calculated limits of a window. Subgroups
 // that are left out and those of excluded phases do not count; where only the first N are wanted,
-// later ones are missing; there are neither stored control limits nor other phases. Everything else
+// later ones are missing, and such without a point on a chart of counts are none of the N; there are neither stored control limits nor other phases. Everything else
 // comes from the underlying store.
 class WindowStore final : public store::StoreInFront {
  public:
-  // left_out: subgroups. first: 0 for all.
-  WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first)
-      : StoreInFront(behind), left_out_(left_out), first_(first) {}
+  // left_out: subgroups. first: 0 for all. count_word: of the chart of counts, 0: the data choose;
+  // without it the chart is one of values.
+  WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first,
+              std::optional<std::int32_t> count_word = {})
+      : StoreInFront(behind), left_out_(left_out), first_(first), count_word_(count_word) {}
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
               const store::SelectOptions& options, store::DataSet& out) override;
@@ -33,6 +36,7 @@ class WindowStore final : public store::StoreInFront {
  private:
   const std::set<std::int32_t>& left_out_;
   std::int32_t first_;
+  std::optional<std::int32_t> count_word_;
 };
 
 // What a window is read by.
