@@ -27,8 +27,8 @@ namespace {
 using Records = std::vector<change::StoredRecord>;
 
 // A record as it was; where it is now counts, too.
-void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
-           const change::StoredRecord& record, std::int64_t entry) {
+void Touch(alarms::TouchedStreams& touched, sql::Connection& db, const change::StoredRecord& record,
+           std::int64_t entry) {
   const auto id = record.subgroup.id;
   touched.Add(record.stream, {record.subgroup.time, id}, entry);
   touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id}, entry);
@@ -52,8 +52,8 @@ std::vector<ChangedRecord> ChangeRecords(
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
         const auto entry = change::VersionOf(writing.Db(), record.Object());
-        changed.push_back({record.subgroup.id, record.test, record.subgroup.label,
-                           record.subgroup.time, entry});
+        changed.push_back(
+            {record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time, entry});
         Touch(touched, writing.Db(), record, entry);
       }
     }
@@ -164,8 +164,8 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
     alarms::TouchedStreams touched;
     Touch(touched, writing.Db(), record, version);
     alarms::Judge(writing, touched.All());
-    changed = {{record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time,
-                version}};
+    changed = {
+        {record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time, version}};
   });
   return changed;
 }

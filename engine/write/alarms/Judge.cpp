@@ -502,7 +502,7 @@ class StreamJudge {
   ChartRows& rows_;
   StreamStore store_;
   Touched touched_;
-  std::int64_t entry_;  // the latest one of the log before judging
+  std::int64_t entry_;                    // the latest one of the log before judging
   std::optional<store::RecordKey> mark_;  // up to where it was judged before
   std::vector<catalogue::ControlLimit> limits_;
   std::vector<API_CCSpecLim> specs_;

@@ -181,14 +181,15 @@ void CheckProposable(const LimitRequest& request, const LimitProposal& shown) {
 
 std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds& of) {
   std::vector<ListedLimit> rows;
-  sql::Query query(db,
-                   "SELECT id, part, coalesce(process, 0), test, status, effective, until, mean, "
-                   "sp, spl, sw, swl, chart_word, start, finish, estimator, rule, reason, who, "
-                   "digest, used, average_size, coalesce(replaced_by, 0), made, state_at, approved_at "
-                   "FROM control_limit WHERE (part = ?1 OR ?1 = 0) AND (test = ?3 OR ?3 = 0) "
-                   "AND (coalesce(process, 0) IN (0, ?2) OR ?2 = 0) "
-                   "ORDER BY part, test, coalesce(process, 0), effective, id",
-                   of.part, of.process, of.test);
+  sql::Query query(
+      db,
+      "SELECT id, part, coalesce(process, 0), test, status, effective, until, mean, "
+      "sp, spl, sw, swl, chart_word, start, finish, estimator, rule, reason, who, "
+      "digest, used, average_size, coalesce(replaced_by, 0), made, state_at, approved_at "
+      "FROM control_limit WHERE (part = ?1 OR ?1 = 0) AND (test = ?3 OR ?3 = 0) "
+      "AND (coalesce(process, 0) IN (0, ?2) OR ?2 = 0) "
+      "ORDER BY part, test, coalesce(process, 0), effective, id",
+      of.part, of.process, of.test);
   while (query.Step()) {
     auto& row = rows.emplace_back();
     std::string state;

@@ -16,8 +16,9 @@ namespace orvspc::engine::limits {
 
 // The store as a chart sees it that is to give nothing but calculated limits of a window. Subgroups
 // that are left out and those of excluded phases do not count; where only the first N are wanted,
-// later ones are missing, and such without a point on a chart of counts are none of the N; there are neither stored control limits nor other phases. Everything else
-// comes from the underlying store.
+// later ones are missing, and such without a point on a chart of counts are none of the N; there
+// are neither stored control limits nor other phases. Everything else comes from the underlying
+// store.
 class WindowStore final : public store::StoreInFront {
  public:
   // left_out: subgroups. first: 0 for all. count_word: of the chart of counts, 0: the data choose;

@@ -433,8 +433,7 @@ TEST_F(CopyTest, ASelectionLeavesAlarmsAndKeysOfOtherSubgroupsBehind) {
   Import(
       "part,process,test,subgroup,time,value\n"
       "A,P,T,0,2024-01-01T00:00:00Z,10\nA,P,U,0,2024-01-01T00:00:00Z,10\n");
-  Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\nA,P,U,10,1,1\n",
-         ImportKind::ControlLimits);
+  Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\nA,P,U,10,1,1\n", ImportKind::ControlLimits);
   Import("number,graph,on\n1,1,yes\n1,2,no\n", ImportKind::Alarms);
   for (const std::string test : {"T", "U"}) {
     NewRecord record;

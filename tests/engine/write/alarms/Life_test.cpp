@@ -95,9 +95,9 @@ TEST_F(LifeTest, ARetryIsAnsweredWithTheAlarmsAndNotesOfTheFirstTime) {
   const auto text = [](const std::vector<Alarm>& alarms, const std::vector<Note>& notes) {
     std::string all;
     for (const auto& each : alarms) {
-      for (const auto figure : {each.event, each.part, each.process, each.test, each.graph,
-                                each.rule, each.first_subgroup, each.last_subgroup, each.points,
-                                each.time, each.detected}) {
+      for (const auto figure :
+           {each.event, each.part, each.process, each.test, each.graph, each.rule,
+            each.first_subgroup, each.last_subgroup, each.points, each.time, each.detected}) {
         all += std::to_string(figure) + " ";
       }
       all += each.text + " " + each.state + (each.is_late ? " late\n" : "\n");

@@ -144,8 +144,8 @@ TEST_F(ComputeTest, TheFirstOfAFrozenPhaseAreThoseWithAPointOnTheChart) {
     std::string text = "part,process,test,subgroup,time,count,size,test-type\n";
     for (std::int32_t i = from; i < from + 20; ++i) {
       text += "A,P,defects," + std::to_string(i + 1) + "," +
-              platform::IsoText(TimeAt(static_cast<std::size_t>(i))) + "," +
-              std::to_string(i % 7) + "," + std::to_string(i % 3 == 1 ? 0 : size) + ",defects\n";
+              platform::IsoText(TimeAt(static_cast<std::size_t>(i))) + "," + std::to_string(i % 7) +
+              "," + std::to_string(i % 3 == 1 ? 0 : size) + ",defects\n";
     }
     Import(text);
   };
