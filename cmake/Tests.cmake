@@ -11,6 +11,10 @@ set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
                      ORVSPC_PROGRAM="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/orvspc")
 
 function(orvspc_test_program name label)
+  set(timeout 300)
+  if(label STREQUAL slow)
+    set(timeout 1800)
+  endif()
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   orvspc_unity(${name})
@@ -27,7 +31,7 @@ function(orvspc_test_program name label)
   if(ORVSPC_TEST_PER_CASE)
     # The folder goes before the name, since a suite may live in two programs.
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES
-                         LABELS "${label}" TIMEOUT 300)
+                         LABELS "${label}" TIMEOUT ${timeout})
   else()
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES LABELS "${label}" TIMEOUT 1800)

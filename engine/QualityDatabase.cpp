@@ -560,28 +560,75 @@ std::vector<SubgroupComment> QualityDatabase::Comments(
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     std::vector<SubgroupComment> comments;
     sql::Query query(db, sql::ManyRows{64},
-                     "SELECT subgroup, test, tsno, time, employee, note FROM comment "
+                     "SELECT id, subgroup, test, tsno, time, employee, note FROM comment "
                      "WHERE subgroup BETWEEN ?1 AND ?2 ORDER BY subgroup, time, id",
                      subgroups.front(), subgroups.back());
     while (query.Step()) {
-      if (!std::ranges::binary_search(subgroups, query.Int(0))) continue;
+      if (!std::ranges::binary_search(subgroups, query.Int(1))) continue;
       auto& row = comments.emplace_back();
-      query.Read(row.subgroup, row.test, row.tsno, row.time, row.employee, row.note);
+      query.Read(row.id, row.subgroup, row.test, row.tsno, row.time, row.employee, row.note);
     }
     return comments;
   });
 }
 
+std::vector<SubgroupDescriptor> QualityDatabase::DescriptorsOf(
+    std::span<const std::int32_t> subgroups) const {
+  if (subgroups.empty()) return {};
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<SubgroupDescriptor> descriptors;
+    const auto read = [&](std::int32_t first, std::int32_t last) {
+      sql::Query query(db, sql::ManyRows{64},
+                       "SELECT s.subgroup, g.id, d.id, s.tsno, g.name, d.name "
+                       "FROM subgroup_descriptor s JOIN descriptor d ON d.id = s.descriptor "
+                       "JOIN descriptor_group g ON g.id = d.descriptor_group "
+                       "WHERE s.subgroup BETWEEN ?1 AND ?2 "
+                       "ORDER BY s.subgroup, g.id, d.id, s.tsno",
+                       first, last);
+      while (query.Step()) {
+        if (!std::ranges::binary_search(subgroups, query.Int(0))) continue;
+        auto& row = descriptors.emplace_back();
+        query.Read(row.subgroup, row.group, row.descriptor, row.tsno, row.group_name, row.name);
+      }
+    };
+    if (!sql::Query(db, "SELECT 1 FROM subgroup_descriptor LIMIT 1").Step()) return descriptors;
+    // One statement serves identifiers that lie close together, as those of one import do.
+    constexpr std::int64_t kCloseTogether = 4;
+    const auto width = std::int64_t{subgroups.back()} - subgroups.front() + 1;
+    if (width <= kCloseTogether * static_cast<std::int64_t>(subgroups.size())) {
+      read(subgroups.front(), subgroups.back());
+    } else {
+      for (const auto id : subgroups) read(id, id);
+    }
+    return descriptors;
+  });
+}
+
+namespace {
+
+std::vector<ListedEvent> Listed(const std::vector<store::EventRow>& rows) {
+  std::vector<ListedEvent> events;
+  for (const auto& row : rows) {
+    events.push_back({row.id, row.type, row.name, row.employee, row.process, row.part, row.test,
+                      row.acc, row.acc_employee, row.cac, row.cac_employee, row.flag, row.time,
+                      row.subgroup_time, row.acc_time, row.cac_time, row.finish});
+  }
+  return events;
+}
+
+}  // namespace
+
 std::vector<ListedEvent> QualityDatabase::EventsOfSubgroups(std::int64_t from,
                                                             std::int64_t to) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    std::vector<ListedEvent> events;
-    for (const auto& row : store::EventsOfSubgroups(db, from, to)) {
-      events.push_back({row.id, row.type, row.name, row.employee, row.process, row.part, row.test,
-                        row.acc, row.acc_employee, row.cac, row.cac_employee, row.flag, row.time,
-                        row.subgroup_time, row.acc_time, row.cac_time});
-    }
-    return events;
+    return Listed(store::EventsOfSubgroups(db, from, to));
+  });
+}
+
+std::vector<ListedEvent> QualityDatabase::Downtimes(std::int32_t process, std::int64_t from,
+                                                    std::int64_t to) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return Listed(store::DowntimesBetween(db, process, from, to));
   });
 }
 

@@ -100,9 +100,17 @@ struct ProcessState {
 
 // A comment as it was typed.
 struct SubgroupComment {
+  std::int64_t id = 0;                  // by which it is changed and removed
   std::int32_t subgroup = 0, test = 0;  // test 0: of the whole subgroup
   std::int32_t tsno = 0, time = 0, employee = 0;
   std::string note;
+};
+
+// A descriptor that a subgroup has, or a piece of it.
+struct SubgroupDescriptor {
+  std::int32_t subgroup = 0, group = 0, descriptor = 0;
+  std::int32_t tsno = 0;  // 0: of the whole subgroup
+  std::string group_name, name;
 };
 
 // An event; identifiers are 0 and times empty where there is none.
@@ -114,6 +122,7 @@ struct ListedEvent {
   std::int32_t flag = 0;  // EventFlags
   std::int32_t time = 0;
   std::optional<std::int32_t> subgroup_time, acc_time, cac_time;
+  std::optional<std::int32_t> finish;  // of a downtime
 };
 
 // --- Rows of limits: fields are named like the columns of their import ---------------------------
@@ -435,12 +444,24 @@ class QualityDatabase {
       std::span<const std::int32_t> subgroups) const;
   // Comments of these subgroups, whose identifiers ascend: by subgroup, time and age.
   std::vector<SubgroupComment> Comments(std::span<const std::int32_t> subgroups) const;
+  // Descriptors of these subgroups, whose identifiers ascend: by subgroup.
+  std::vector<SubgroupDescriptor> DescriptorsOf(std::span<const std::int32_t> subgroups) const;
+  // Versions of records, the subgroup and test of each, and of comments: what ChangeOptions
+  // expects. 0: the log has no entry about it.
+  std::vector<std::int64_t> RecordVersions(
+      std::span<const std::pair<std::int32_t, std::int32_t>> records) const;
+  std::vector<std::int64_t> CommentVersions(std::span<const std::int64_t> comments) const;
   // Subgroups of a stream from a time up to and with another whose values, flag or context were
   // changed since they were stored: identifiers, which ascend.
   std::vector<std::int32_t> EditedSubgroups(const StreamKey& stream, std::int64_t from,
                                             std::int64_t to) const;
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
+
+  // Downtimes of a process, or of any, that reach into the time from one up to and with another, by
+  // their start. One without an end counts where it begins.
+  std::vector<ListedEvent> Downtimes(std::int32_t process, std::int64_t from,
+                                     std::int64_t to) const;
 
   // Names of the bins of a Pareto analysis: called with level (0 to 2) and identifier.
   //
@@ -535,7 +556,8 @@ class QualityDatabase {
   // Refused for what cannot be stored and Conflict where somebody else was quicker; nothing has
   // changed then.
 
-  // Subgroups by what people know them by; empty and none: any. By identifier.
+  // Subgroups by what people know them by; empty and none: any. By identifier. Deleted ones, which
+  // have no values, are left out.
   std::vector<std::int32_t> FindSubgroups(std::string_view part, std::string_view process,
                                           std::string_view label,
                                           std::optional<std::int32_t> time) const;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <tuple>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
@@ -34,6 +35,11 @@ void Touch(alarms::TouchedStreams& touched, sql::Connection& db, const change::S
   touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id}, entry);
 }
 
+ChangedRecord ChangedOf(sql::Connection& db, const change::StoredRecord& record) {
+  const auto& of = record.subgroup;
+  return {of.id, record.test, of.label, of.time, change::VersionOf(db, record.Object())};
+}
+
 void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
   std::vector<alarms::Touched> touched;
   for (const auto& [stream, first, last] : streams) touched.push_back({stream, first, last});
@@ -51,10 +57,8 @@ std::vector<ChangedRecord> ChangeRecords(
     alarms::TouchedStreams touched;
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
-        const auto entry = change::VersionOf(writing.Db(), record.Object());
-        changed.push_back(
-            {record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time, entry});
-        Touch(touched, writing.Db(), record, entry);
+        changed.push_back(ChangedOf(writing.Db(), record));
+        Touch(touched, writing.Db(), record, changed.back().version);
       }
     }
     alarms::Judge(writing, touched.All());
@@ -77,20 +81,63 @@ std::vector<std::int32_t> QualityDatabase::FindSubgroups(std::string_view part,
                                                          std::string_view process,
                                                          std::string_view label,
                                                          std::optional<std::int32_t> time) const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     const auto item = [&](ItemKind kind, std::string_view name) {
       return name.empty() ? 0 : change::FindItem(db, kind, name).value_or(-1);
     };
     const auto of_part = item(ItemKind::Part, part), of_process = item(ItemKind::Process, process);
-    std::vector<std::int32_t> found;
+    const auto fits = [](std::int32_t asked, std::int32_t id) { return asked == 0 || asked == id; };
+    std::vector<std::int32_t> known;
+    std::int32_t first = INT32_MAX, last = INT32_MIN;
     store::ForEachSubgroup(db, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
-      if ((of_part == 0 || each.part == of_part) &&
-          (of_process == 0 || each.process == of_process) &&
-          (label.empty() || each.label == label) && (!time || each.time == *time)) {
-        found.push_back(each.id);
+      if (!fits(of_part, each.part) || !fits(of_process, each.process) ||
+          (!label.empty() && each.label != label) || (time && each.time != *time)) {
+        return;
       }
+      known.push_back(each.id);
+      first = std::min(first, each.time);
+      last = std::max(last, each.time);
     });
+    // A deleted subgroup is known, and has no values.
+    std::vector<std::int32_t> found;
+    for (const auto& stream : store.Cache().streams) {
+      if (!fits(of_part, stream.part) || !fits(of_process, stream.process)) continue;
+      store::ForEachRecord(
+          db, stream.id,
+          [&](const store::RecordView& record) {
+            if (std::ranges::binary_search(known, record.Subgroup()))
+              found.push_back(record.Subgroup());
+          },
+          first, last);
+    }
+    std::ranges::sort(found);
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
+  });
+}
+
+std::vector<std::int64_t> QualityDatabase::RecordVersions(
+    std::span<const std::pair<std::int32_t, std::int32_t>> records) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<std::int64_t> versions;
+    versions.reserve(records.size());
+    change::StoredRecord record;
+    for (const auto& each : records) {
+      std::tie(record.subgroup.id, record.test) = each;
+      versions.push_back(change::VersionOf(db, record.Object()));
+    }
+    return versions;
+  });
+}
+
+std::vector<std::int64_t> QualityDatabase::CommentVersions(
+    std::span<const std::int64_t> comments) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<std::int64_t> versions;
+    versions.reserve(comments.size());
+    for (const auto id : comments)
+      versions.push_back(change::VersionOf(db, change::ObjectOfComment(id)));
+    return versions;
   });
 }
 
@@ -159,13 +206,16 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
                                                     const ChangeOptions& options) {
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
-    const auto record = change::Restore(writing, entry);
-    const auto version = change::VersionOf(writing.Db(), record.Object());
+    changed.clear();
+    const auto records = change::Restore(writing, entry);
     alarms::TouchedStreams touched;
-    Touch(touched, writing.Db(), record, version);
+    for (const auto& record : records) {
+      const auto restored = ChangedOf(writing.Db(), record);
+      Touch(touched, writing.Db(), record, restored.version);
+      const bool is_former = !changed.empty() && record.test == changed.front().test;
+      if (!is_former) changed.push_back(restored);
+    }
     alarms::Judge(writing, touched.All());
-    changed = {
-        {record.subgroup.id, record.test, record.subgroup.label, record.subgroup.time, version}};
   });
   return changed;
 }

@@ -21,6 +21,14 @@ CREATE TABLE batch(
   state TEXT NOT NULL CHECK(state IN ('stored', 'undone')),
   entry INTEGER NOT NULL);
 
+-- What brought a descriptor to a subgroup: batches, and 0 for what came by itself or was there
+-- before.
+CREATE TABLE descriptor_source(
+  subgroup INTEGER NOT NULL, descriptor INTEGER NOT NULL, tsno INTEGER NOT NULL,
+  batch INTEGER NOT NULL, PRIMARY KEY(subgroup, descriptor, tsno, batch)) WITHOUT ROWID;
+INSERT INTO descriptor_source SELECT subgroup, descriptor, tsno, 0 FROM subgroup_descriptor
+  ORDER BY subgroup, descriptor, tsno;
+
 -- Keys that callers gave their records, so that one that is sent again is stored once. answer is JSON:
 -- the alarms and notes of each record; empty: there were none.
 CREATE TABLE client_key(
@@ -32,11 +40,6 @@ DROP INDEX context_once;
 CREATE UNIQUE INDEX context_once ON context(
   coalesce(workstation, 0), coalesce(job, 0), coalesce(lot, 0), coalesce(shift, 0),
   coalesce(revision, 0), coalesce(employee, 0));
-
--- The last number that a part and process gave a subgroup without a label.
-CREATE TABLE label_counter(
-  part INTEGER NOT NULL REFERENCES part, process INTEGER NOT NULL REFERENCES process,
-  last INTEGER NOT NULL, PRIMARY KEY(part, process)) WITHOUT ROWID;
 
 -- Former names of items. kind is the word of a kind of item.
 CREATE TABLE alias(
@@ -110,8 +113,9 @@ CREATE TABLE alarm(
 CREATE INDEX alarm_by_state ON alarm(state, event);
 CREATE INDEX alarm_by_subgroup ON alarm(stream, last_subgroup);
 
--- Events of the subgroups of a chart.
+-- Events of the subgroups of a chart, and when its process was down.
 CREATE INDEX event_by_subgroup ON event(subgroup_time) WHERE subgroup_time IS NOT NULL;
+CREATE INDEX event_downtime ON event(time) WHERE type = 7;
 
 -- Up to when a sampling requirement is judged, and the windows that were short. event is its row
 -- there.
@@ -135,5 +139,7 @@ CREATE TABLE delivery(
 CREATE INDEX delivery_by_hook ON delivery(hook, outbox);
 CREATE INDEX delivery_open ON delivery(hook, state, next) WHERE state <> 'done';
 
+-- Beside these rows of the last number that a part and process gave a subgroup without a label:
+-- "label 3 17", by their identifiers.
 INSERT INTO counter(name, last) VALUES
   ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('outbox', 0);

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 #include <random>
+#include <stdexcept>
 #include <thread>
 #include <unordered_map>
 
@@ -219,6 +220,8 @@ std::unique_ptr<sql::Connection> OpenOnServer(const std::string& address,
     return sql::OpenServer(address, check);
   } catch (const sql::SqlError& error) {
     RefuseFile(address, sql::ReasonOf(error));
+  } catch (const std::runtime_error& error) {
+    RefuseFile(address, error.what());  // of values that are damaged
   }
 }
 
@@ -299,6 +302,8 @@ std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool cr
     return opened;
   } catch (const sql::SqlError& error) {
     RefuseFile(path, sql::ReasonOf(error));
+  } catch (const std::runtime_error& error) {
+    RefuseFile(path, error.what());
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
@@ -12,6 +13,7 @@
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/sql/sqlite/pages.h"
 #include "engine/store/DraftFile.h"
+#include "engine/store/check.h"
 #include "engine/time/calendar.h"
 #include "engine/write/log/Log.h"
 #include "platform/TimeText.h"
@@ -72,11 +74,18 @@ std::string IdentityIn(const std::string& path) {
 void CheckCopy(const std::string& path) {
   const auto copy = sql::sqlite::OpenFileToRead(path);
   sql::Transaction reading(*copy, sql::TransactionKind::Read);
+  const auto refuse = [&](const std::string& damage) {
+    RefuseFile(path, "is not made, since what was copied is damaged: " + damage);
+  };
   for (const auto look : {sql::sqlite::DamagedPages, sql::sqlite::DamagedStructure}) {
-    const auto found = look(*copy, 1);
-    if (!found.empty()) {
-      RefuseFile(path, "is not made, since what was copied is damaged: " + found.front());
-    }
+    if (const auto found = look(*copy, 1); !found.empty()) refuse(found.front());
+  }
+  try {
+    CheckPacked(*copy);
+  } catch (const sql::SqlError&) {
+    throw;
+  } catch (const std::runtime_error& damage) {
+    refuse(damage.what());
   }
   reading.Commit();
 }

@@ -529,4 +529,16 @@ CheckResult QuickCheck(sql::Connection& db, Medium medium,
   return Checker(db, medium, progress).Run();
 }
 
+void CheckPacked(sql::Connection& db) {
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(db,
+                        "SELECT id FROM stream UNION SELECT stream FROM measurement_chunk "
+                        "UNION SELECT stream FROM measurement ORDER BY 1");
+       query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  for (const auto stream : streams) ForEachRecord(db, stream, [](const RecordView&) {});
+  ForEachSubgroup(db, 1, INT32_MAX, [](const SubgroupFacts&) {});
+}
+
 }  // namespace orvspc::engine::store

@@ -39,4 +39,9 @@ enum class Medium { File, Server };
 CheckResult QuickCheck(sql::Connection& db, Medium medium,
                        const std::function<void(std::int64_t)>& progress);
 
+// Reads all that has a checksum of its own: chunks, hot records and blocks of subgroups. A page
+// that was written again matches its checksum whatever is in them. Inside a read transaction.
+// Throws std::runtime_error, which names the first that is damaged, and SqlError.
+void CheckPacked(sql::Connection& db);
+
 }  // namespace orvspc::engine::store

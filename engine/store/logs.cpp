@@ -119,6 +119,17 @@ std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_
   return rows;
 }
 
+std::vector<EventRow> DowntimesBetween(sql::Connection& connection, std::int32_t process,
+                                       std::int64_t from, std::int64_t to) {
+  std::vector<EventRow> rows;
+  static const auto downtimes = SelectEventsWhere(
+      "e.type = 7 AND (e.process = ?1 OR e.process IS NULL) AND e.time <= ?3 "
+      "AND coalesce(e.finish, e.time) >= ?2 ORDER BY e.time, e.id");
+  sql::Query query(connection, sql::ManyRows{64}, downtimes, process, from, to);
+  while (query.Step()) rows.push_back(RowOf(query));
+  return rows;
+}
+
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id) {
   static const auto by_id = SelectEventsWhere("e.id = ?1");
   sql::Query query(connection, by_id, id);

@@ -34,6 +34,11 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
 std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_t from,
                                         std::int64_t to);
 
+// The downtimes of a process, or of any, that reach into the time from one up to and with another,
+// by their start. One that has no end counts where it begins.
+std::vector<EventRow> DowntimesBetween(sql::Connection& connection, std::int32_t process,
+                                       std::int64_t from, std::int64_t to);
+
 // One event by its identifier.
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id);
 

@@ -20,6 +20,7 @@
 #include "engine/schema/schema.h"
 #include "engine/sql/fail_step.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
+#include "engine/sql/sqlite/pages.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/Store.h"
 #include "engine/store/digest.h"
@@ -120,10 +121,14 @@ bool AreSame(const std::string& a, const std::string& b) {
 // killed.
 class Backup {
  public:
-  Backup(const std::string& path, std::int32_t version)
+  // db is in a transaction that has changed nothing yet.
+  Backup(sql::Connection& db, const std::string& path, std::int32_t version)
       : Backup(path, TargetOf(path) + ".v" + std::to_string(version)) {
     RemoveFiles(draft_);
     sql::sqlite::BackUp(path, draft_);
+    if (!sql::sqlite::HasPagesOf(draft_, db)) {
+      RefuseFile(original_, "its backup " + path_ + " cannot be made: what was written differs");
+    }
     const auto name = path_;
     for (int i = 2; system::IsThere(path_) && !AreSame(path_, draft_); ++i) {
       path_ = name + "-" + std::to_string(i);
@@ -304,7 +309,7 @@ void BringFileForward(sql::Connection& db, const std::string& path) {
   if (version >= schema::kSchemaVersion) return;  // another program was quicker
   tell(0);
   CheckRoom(path, version);
-  Backup backup(path, version);
+  Backup backup(db, path, version);
   BringTablesForward(db, version, tell);
   backup.Finish();
   transaction.Commit();

@@ -89,9 +89,9 @@ constexpr Table kTables[] = {
      "id kind:t source:t source_sha256:t profile:t key:t lines:i records:i digest:t state:t "
      "entry:i",
      TableUse::History},
+    {"descriptor_source", "subgroup# descriptor:i tsno:i batch:i", TableUse::History},
     {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i answer:t",
      TableUse::History},
-    {"label_counter", "part>part process>process last:i", TableUse::History},
     {"alias", "kind:t name:t item:i", TableUse::History},
     {"alarm_mark", "stream>stream time:i subgroup:i limit_row:i rules:t", TableUse::History},
     {"alarm_checkpoint", "stream>stream graph:i time:i subgroup:i upper:r lower:r",

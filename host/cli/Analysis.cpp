@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <ostream>
+#include <set>
 #include <utility>
 
 #include "host/render/capability/Capability.h"
@@ -32,7 +33,8 @@ int RunAnalysis(const Arguments& arguments, Console& console, const Formats& for
                 const std::function<Outcome(Analysis&)>& analyse) {
   const std::string format = OutputFormat(arguments, formats);
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
-  Analysis run{{NamesOf(database), format, TextOptionsOf(arguments, console)},
+  Analysis run{{format == "json" ? NamesOf(database) : ShownNamesOf(database), format,
+                TextOptionsOf(arguments, console)},
                arguments,
                database,
                MakeSelection(arguments, maximum, database)};
@@ -76,61 +78,114 @@ namespace {
 // So many are counted, since counting reads them.
 constexpr std::int32_t kCounted = 10000;
 
-std::string CountText(std::int32_t count, bool events) {
-  const std::string what = events ? "event" : "subgroup";
-  return (count < kCounted ? "" : "at least ") + Counted(static_cast<std::size_t>(count), what);
+std::string CountText(std::int32_t count, const Countable& kind) {
+  return (count < kCounted ? "" : "at least ") +
+         Counted(static_cast<std::size_t>(count), kind.word);
 }
 
-std::int32_t CountSelected(const Analysis& run, DataSelect& all, std::int32_t most, bool events) {
-  all.MaximumItems(most);
-  return Checked(run.database, [&](const auto& open) {
-    return events ? all.GetEventData(open)->Count() : all.GetSubgroupData(open)->TotalSubgroups();
-  });
+std::int32_t AtMost(std::size_t count, std::int32_t most) {
+  return static_cast<std::int32_t>(std::min(count, static_cast<std::size_t>(most)));
 }
+
+// The command line without some of its conditions.
+Arguments Without(Arguments arguments, const std::vector<std::string>& conditions) {
+  for (const auto& text : conditions)
+    for (auto& condition : ConditionsOf(arguments))
+      if (condition.text == text) {
+        arguments = std::move(condition.without);
+        break;
+      }
+  return arguments;
+}
+
+struct Reason {
+  std::size_t conditions = 0;  // that it takes
+  std::string text;            // empty: not known
+};
 
 // "no data: 312 subgroups without --since 2030-01-01": how many there are without the condition;
-// where none is it alone, without all of them. Empty where there are none even so.
-std::string WhyEmpty(const Analysis& run, const Number& maximum, bool events) {
-  const auto conditions = ConditionsOf(run.arguments);
-  const auto count = [&](const Arguments& arguments) {
+// where none is it alone, without as few as it takes. Empty where there are none even so.
+Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kind) {
+  const auto count = [&](const std::vector<std::string>& conditions) {
+    const auto arguments = Without(run.arguments, conditions);
     const auto all = MakeSelection(arguments, maximum, run.database);
-    IncludeTests(*all, IncludedTests(*run.select));
-    return std::min(CountSelected(run, *all, kCounted, events), kCounted);
+    IncludeTests(*all, arguments.Has(kTestType) == run.arguments.Has(kTestType)
+                           ? IncludedTests(*run.select)
+                           : kAllTests);
+    return kind.count(run.database, all, kCounted);
   };
   std::vector<std::string> found, texts;
-  Arguments none = run.arguments;
-  for (const auto& condition : conditions) {
-    if (const auto left = count(condition.without); left > 0)
-      found.push_back(CountText(left, events) + " without " + condition.text);
-    for (const auto& word : ConditionsOf(none))
-      if (word.text == condition.text) none = word.without;
+  for (const auto& condition : ConditionsOf(run.arguments)) {
     texts.push_back(condition.text);
+    if (const auto left = count({condition.text}); left > 0)
+      found.push_back(CountText(left, kind) + " without " + condition.text);
   }
+  std::size_t conditions = 1;
   // Together they may empty what none of them does.
-  if (found.empty() && conditions.size() > 1) {
-    if (const auto left = count(none); left > 0)
-      found.push_back(CountText(left, events) + " without " + render::Joined(texts, " and "));
+  if (found.empty() && texts.size() > 1 && count(texts) > 0) {
+    auto needed = texts;
+    for (const auto& text : texts) {
+      auto fewer = needed;
+      std::erase(fewer, text);
+      if (count(fewer) > 0) needed = std::move(fewer);
+    }
+    conditions = needed.size();
+    found.push_back(CountText(count(needed), kind) + " without " + render::Joined(needed, " and "));
   }
-  return found.empty() ? "" : "no data: " + render::Joined(found, ", ");
+  return {conditions, found.empty() ? "" : "no data: " + render::Joined(found, ", ")};
 }
 
 }  // namespace
 
-void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes, bool events) {
-  run.why_empty = WhyEmpty(run, maximum, events);
+const Countable kSubgroups{
+    "subgroup", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
+                   std::int32_t most) {
+      select->MaximumItems(most);
+      return Checked(database, [&](const auto& open) {
+        return select->GetSubgroupData(open)->TotalSubgroups();
+      });
+    }};
+const Countable kEvents{"event", [](const QualityDatabase& database,
+                                    const std::shared_ptr<DataSelect>& select, std::int32_t most) {
+                          select->MaximumItems(most);
+                          return Checked(database, [&](const auto& open) {
+                            return select->GetEventData(open)->Count();
+                          });
+                        }};
+const Countable kStates{"state", [](const QualityDatabase& database,
+                                    const std::shared_ptr<DataSelect>& select, std::int32_t most) {
+                          return AtMost(RunStates(database, *select).log.size(), most);
+                        }};
+const Countable kRequirements{
+    "requirement", [](const QualityDatabase& database, const std::shared_ptr<DataSelect>& select,
+                      std::int32_t most) {
+      std::set<std::string> names;
+      for (const auto& row : RunCompliance(database, select).rows)
+        if (row.result_type == render::kDetail) names.insert(row.requirement);
+      return AtMost(names.size(), most);
+    }};
+
+void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
+               const std::vector<Countable>& kinds) {
+  Reason best;
+  for (const auto& kind : kinds) {
+    auto reason = WhyEmpty(run, maximum, kind);
+    if (!reason.text.empty() && (best.text.empty() || reason.conditions < best.conditions))
+      best = std::move(reason);
+  }
+  run.why_empty = std::move(best.text);
   if (!run.why_empty.empty()) notes.push_back({"no-data", run.why_empty, ""});
 }
 
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
-             std::vector<Note>& notes, bool events) {
+             std::vector<Note>& notes, const Countable& kind) {
   if (run.arguments.Has(maximum) || run.arguments.Get(maximum) != shown) return;
-  const auto all = run.select->Clone();
-  const auto count = CountSelected(run, *all, std::max(kCounted, shown + 1), events);
+  const auto count = kind.count(run.database, run.select->Clone(), std::max(kCounted, shown + 1));
   if (count <= shown) return;
-  notes.push_back({"newest-only",
-                   "newest " + std::to_string(shown) + " of " + CountText(count, events) +
-                       "; --max 0 takes all",
-                   ""});
+  notes.push_back(
+      {"newest-only",
+       "newest " + std::to_string(shown) + " of " + CountText(count, kind) + "; --max 0 takes all",
+       ""});
 }
 
 void NoteFlags(const SubgroupsRead& data, std::vector<Note>& notes) {
@@ -153,6 +208,22 @@ Names NamesOf(const QualityDatabase& database) {
     if (found == known->end())
       found = known->emplace(std::pair(kind, id), database.Name(kind, id)).first;
     return found->second;
+  };
+}
+
+Names ShownNamesOf(const QualityDatabase& database) {
+  auto known = std::make_shared<std::map<ItemKind, std::map<std::int32_t, std::string>>>();
+  return [database, known, names = NamesOf(database)](ItemKind kind, std::int32_t id) {
+    if (kind != ItemKind::Defect && kind != ItemKind::AccCode && kind != ItemKind::CacCode)
+      return names(kind, id);
+    const auto [texts, is_new] = known->try_emplace(kind);
+    if (is_new) {
+      for (const auto& item : database.Items(kind))
+        texts->second[item.id] =
+            item.text.empty() || item.text == item.name ? item.name : item.name + " " + item.text;
+    }
+    const auto found = texts->second.find(id);
+    return found == texts->second.end() ? std::string() : found->second;
   };
 }
 

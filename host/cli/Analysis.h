@@ -20,6 +20,8 @@
 // What all commands that analyse have in common.
 namespace orvspc::cli {
 
+inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
+
 // --max, whose help and default are each command's own. With 0, or without a number in its place,
 // everything is taken.
 constexpr Number MaximumOption(const char* help, const char* fallback) {
@@ -30,6 +32,13 @@ constexpr Number MaximumOption(const char* help, const char* fallback) {
 inline constexpr Option kPhase{"phase", "NAME", "only the subgroups of that phase"};
 inline constexpr Option kAllPhases{"all-phases", nullptr,
                                    "phases together, as if there were none; excluded ones aside"};
+
+inline constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
+                                                  {"variable", ttVariable},
+                                                  {"defects", ttDefects},
+                                                  {"defectives", ttDefectives}};
+inline constexpr Choice<std::int32_t> kTestType{
+    {"test-type", "WORD", "", "", false, kTestTypeWords}};
 
 // --db and all that narrow the data, without --max.
 std::vector<Option> SelectionOptions();
@@ -73,8 +82,6 @@ struct Outcome {
   int status = 0;  // what the program exits with
 };
 
-inline constexpr std::int32_t kCounts = ttDefects | ttDefectives, kAllTests = ttVariable | kCounts;
-
 // Opens the database, selects tests of these types (TestTypes), analyses, and delivers the outcome,
 // with what has no place in it on standard error. Returns the exit status. No page is written, and
 // the status is 1 in place of 0, when nothing was selected and --allow-empty was not given.
@@ -116,27 +123,42 @@ auto Analysed(const QualityDatabase& database, const std::shared_ptr<DataSelect>
   });
 }
 
+// What an analysis takes, and how many of them a selection has, so many at most.
+struct Countable {
+  const char* word;  // "subgroup"
+  std::int32_t (*count)(const QualityDatabase&, const std::shared_ptr<DataSelect>&,
+                        std::int32_t most);
+};
+extern const Countable kSubgroups, kEvents, kStates, kRequirements;
+
 // Adds a note where the default of --max, not the user, cut the data: the analysis shows so many of
 // the subgroups, or events, that are selected.
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
-             std::vector<Note>& notes, bool events = false);
-// Adds a note to an analysis of nothing: how many subgroups, or events, there are without one of
-// the conditions, or without all of them.
-void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes, bool events = false);
+             std::vector<Note>& notes, const Countable& kind = kSubgroups);
+// Adds a note to an analysis of nothing: how many there are without one of the conditions; where
+// none of them is it alone, without as few as it takes. Of several kinds, that of the fewest.
+void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
+               const std::vector<Countable>& kinds = {kSubgroups});
 // Adds a note where subgroups are disabled or incomplete.
 void NoteFlags(const render::SubgroupsRead& data, std::vector<Note>& notes);
 
-// Adds what people typed beside the values: labels, whole comments, events, names of descriptors.
+// Adds what people typed beside the values: labels, phases, descriptors, whole comments, events.
 void ReadTexts(const QualityDatabase& database, const render::Names& names,
                render::SubgroupsRead& data);
+// Adds the versions of records and comments, after that.
+void ReadVersions(const QualityDatabase& database, render::SubgroupsRead& data);
 
-// When the process of the subgroups did not run between the first and the last of them; nothing
-// where they are of several processes.
+// When the process of the subgroups did not run between the first and the last of them, by its
+// states and by downtimes among the events; one that has no end lasts no time. Nothing where they
+// are of several processes.
 std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
+                                            const render::Names& names,
                                             const render::SubgroupsRead& data);
 
 // Names out of the database, each read once.
 render::Names NamesOf(const QualityDatabase& database);
+// For people: codes of defects, causes and actions with what they mean, "SC Scratch".
+render::Names ShownNamesOf(const QualityDatabase& database);
 // For results without a database: no names.
 render::Names NoNames();
 

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -12,6 +13,7 @@
 #include "host/cli/Analysis.h"
 #include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
+#include "system/system.h"
 
 namespace orvspc::cli {
 
@@ -79,18 +81,28 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
   return processing;
 }
 
-// A test of the newest subgroup that is selected with tests of the types that a chart does not
-// take.
-std::optional<ListedItem> OtherTest(const Analysis& run) {
+// Tests of these types that the newest subgroups of the selection have, so many at most.
+std::vector<ListedItem> TestsOf(const Analysis& run, std::int32_t types, std::int32_t most) {
+  const auto tests = run.database.Items(ItemKind::Test);
+  if (std::ranges::none_of(tests, [&](const auto& test) { return (test.type & types) != 0; }))
+    return {};
   const auto other = run.select->Clone();
-  IncludeTests(*other, kAllTests & ~IncludedTests(*run.select));
-  other->MaximumItems(1);
+  IncludeTests(*other, types);
+  other->MaximumItems(most);
   const auto data =
       Checked(run.database, [&](const auto& open) { return other->GetSubgroupData(open); });
-  if (data->TotalSubgroups() == 0) return std::nullopt;
-  for (auto& item : run.database.Items(ItemKind::Test))
-    if (item.id == data->Test()) return std::move(item);
-  return std::nullopt;
+  std::set<std::int32_t> ids;
+  for (bool found = data->MoveFirst(); found; found = data->MoveNext()) ids.insert(data->Test());
+  std::vector<ListedItem> items;
+  for (const auto& test : tests)
+    if (ids.contains(test.id)) items.push_back(test);
+  return items;
+}
+
+// Those of the newest subgroup of which a chart takes none.
+std::optional<ListedItem> OtherTest(const Analysis& run) {
+  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), 1);
+  return tests.empty() ? std::nullopt : std::optional(tests.front());
 }
 
 // Whether the parts, processes and tests that were named have data for the chart at all.
@@ -149,6 +161,33 @@ std::vector<Note> NotesOfOther(std::vector<Note> first, const std::vector<Note>&
   return first;
 }
 
+// Charts of defects have limits for counts without an upper end, so they take no defectives.
+void LeaveOutDefectives(const Analysis& run, const CCProcessing& processing) {
+  constexpr std::int32_t kOfDefects[] = {ccGraph1C, ccGraph1U, ccGraph1Dpto, ccGraph1Dpmo};
+  if (std::ranges::find(kOfDefects, processing.Graph1Type()) != std::end(kOfDefects) &&
+      !TestsOf(run, ttDefectives, 1).empty()) {
+    IncludeTests(*run.select, ttDefects);
+  }
+}
+
+// "Leaks counts defectives and is not on this chart; --test Leaks draws it"
+void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
+  constexpr std::int32_t kLookedAt = 1000;
+  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), kLookedAt);
+  if (tests.empty()) return;
+  std::vector<std::string> names;
+  for (const auto& test : tests) names.push_back(test.name);
+  std::string text = render::Joined(names, ", ");
+  if (tests.size() > 1) {
+    text += " are of another kind and not on this chart; --test NAME draws them";
+  } else {
+    const auto* const kind = std::ranges::find(kTestKinds, tests[0].type, &TestKind::type);
+    if (kind != std::end(kTestKinds)) text += std::string(" ") + kind->does + " and";
+    text += " is not on this chart; --test " + system::ShellWord(tests[0].name) + " draws it";
+  }
+  notes.push_back({"left-out", std::move(text), ""});
+}
+
 // Whether a point that counts is marked: by a run rule, or beyond a specification limit.
 bool HasSignal(const render::ChartRead& chart, SignalOf which) {
   const auto count = chart.subgroups.rows.size();
@@ -187,11 +226,13 @@ Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processi
   std::string text = results->GetXML() + "\n";
   const std::int32_t shown = results->TotalSubgroups();
   NoteCut(run, kMax, shown, report.notes);
+  if (shown != 0) NoteLeftOut(run, report.notes);
   if (shown == 0) NoteEmpty(run, kMax, report.notes);
   return {std::move(text), shown == 0, std::move(report.notes), status};
 }
 
 Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
+  LeaveOutDefectives(run, *processing);
   if (run.format == "xml") return StoredChart(run, processing);
   auto document = RunChart(run.database, run.select, processing);
   if (document.chart.subgroups.rows.empty()) {
@@ -203,6 +244,7 @@ Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
   }
   const bool empty = document.chart.subgroups.rows.empty();
   NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
+  if (!empty) NoteLeftOut(run, document.notes);
   if (empty) NoteEmpty(run, kMax, document.notes);
   const int status = StatusOf(run, document.chart);
   return {Formatted(std::move(document), run), empty, {}, status};
@@ -294,7 +336,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  document.downtimes = ReadDowntimes(database, document.chart.subgroups);
+  document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
   document.requested[2] = processing->Graph3Type();
@@ -302,9 +344,6 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   static_cast<ChartReport&>(document) = std::move(report.chart);
-  document.chart.subgroups.phase_of = document.phase_of;
-  for (const auto& each : document.phases)
-    document.chart.subgroups.phases.push_back(each.phase.name);
   NoteLimits(database, document);
   NoteFlags(document.chart.subgroups, document.notes);
   return document;

@@ -46,8 +46,11 @@ int Run(const Arguments& arguments, Console& console) {
   } else if (verb == "edit") {
     const auto id = CommentOf(arguments);
     database.ChangeComment(id, TextOf(arguments, 2), options);
+    if (options.dry_run) console.out << "comment " << id << " would be changed\n";
   } else {
-    database.RemoveComment(CommentOf(arguments), options);
+    const auto id = CommentOf(arguments);
+    database.RemoveComment(id, options);
+    if (options.dry_run) console.out << "comment " << id << " would be removed\n";
   }
   return 0;
 }

@@ -89,8 +89,10 @@ std::vector<render::PhaseSamples> PhaseRows(const QualityDatabase& database,
 int Run(const Arguments& arguments, Console& console) {
   const bool by_phase = arguments.Get(kBy) == By::Phase;
   return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [&](Analysis& run) -> Outcome {
-    const auto document = RunCompliance(run.database, run.select, by_phase);
-    return {Formatted(document, run), document.rows.empty()};
+    auto document = RunCompliance(run.database, run.select, by_phase);
+    const bool empty = document.rows.empty();
+    if (empty) NoteEmpty(run, kMax, document.notes, {kSubgroups, kRequirements});
+    return {Formatted(document, run), empty};
   });
 }
 

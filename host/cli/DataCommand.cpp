@@ -9,11 +9,6 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
-constexpr render::Word kTestTypeWords[] = {{"all", kAllTests},
-                                           {"variable", ttVariable},
-                                           {"defects", ttDefects},
-                                           {"defectives", ttDefectives}};
-constexpr Choice<std::int32_t> kTestType{{"test-type", "WORD", "", "", false, kTestTypeWords}};
 constexpr Option kOptions[] = {kMax, kTestType};
 
 int Run(const Arguments& arguments, Console& console) {
@@ -30,6 +25,10 @@ int Run(const Arguments& arguments, Console& console) {
         auto subgroups = render::ReadSubgroups(*data);
         ReadTexts(run.database, run.names, subgroups);
         NoteFlags(subgroups, report.notes);
+        // Those of the database are all there.
+        std::erase_if(report.notes,
+                      [](const Note& note) { return note.code == "descriptors-cut"; });
+        if (run.format == "json") ReadVersions(run.database, subgroups);
         if (run.format == "json")
           return {render::DataJson(run.select.get(), subgroups, run.names, report.notes), empty};
         return {render::DataText(subgroups, run.names, run.text), empty, std::move(report.notes)};

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <map>
@@ -6,23 +7,30 @@
 
 #include "host/cli/SubgroupOptions.h"
 #include "host/render/core/PlainText.h"
+#include "platform/Enumerations.h"
 
 namespace orvspc::cli {
 
 namespace {
 
 constexpr Option kTo{"to", "VALUE", "what it becomes: a flag, a value, a name"};
-constexpr Number kTsno{{"tsno", "N", "the piece", "1"}, 1};
+constexpr Number kTsno{
+    {"tsno", "N", "the piece; of counts the unit, 0: of none", "1; of counts those without a unit"},
+    0};
 constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
+constexpr Option kOfValue[] = {
+    {"defect", "CODE", "the count of this defect; empty: of none"},
+    {"serial", "NAME", "the value with this serial number; with --add the one that it gets"},
+    {"gage", "NAME", "likewise"}};
 constexpr Option kKeepChanged{"keep-changed", nullptr,
                               "undo an import but for records that were changed since"};
 constexpr Option kTime{"time", "TIME", "the new time of the subgroup"};
 constexpr Option kNewLabel{"new-label", "TEXT", "the new label of the subgroup"};
 constexpr Option kSize{"size", "N", "the new size that was inspected"};
 constexpr Option kContext[] = {{"job", "NAME", "the new job; empty takes it away"},
-                               {"lot", "NAME", "likewise"},
+                               {"lot", "NAME", "likewise; a new name is added"},
                                {"shift", "NAME", "likewise"},
                                {"revision", "NAME", "likewise"},
                                {"workstation", "NAME", "likewise"},
@@ -76,7 +84,13 @@ Changes EditValue(Edit& edit) {
   if (removes && adds) throw Misuse("--add and --remove exclude each other");
   if (removes && edit.arguments.Has(kTo)) throw Misuse("--remove takes no --to");
   change.what = removes ? Remove : adds ? Add : Set;
-  change.tsno = adds && !edit.arguments.Has(kTsno) ? 0 : edit.arguments.Get(kTsno).value_or(1);
+  const auto tests = edit.database.Items(ItemKind::Test);
+  const auto found = std::ranges::find(tests, *test, &ListedItem::id);
+  const bool is_measured = found != tests.end() && found->type == ttVariable;
+  change.tsno = edit.arguments.Get(kTsno).value_or(is_measured && !adds ? 1 : 0);
+  for (const auto& option : kOfValue) {
+    if (const auto name = edit.arguments.Value(option)) change.names[option.name] = *name;
+  }
   change.sbno = edit.arguments.Get(kSbno).value_or(0);
   if (!removes) change.value = edit.Value(kTo);
   return edit.database.ChangeValue(SubgroupOf(edit.arguments, edit.database, edit.Subgroups()),
@@ -147,26 +161,33 @@ ItemKind KindOf(const Edit& edit) {
   throw Misuse("there is no kind \"" + word + "\"; \"orvspc list --help\" has them");
 }
 
+// Of a change of an item, which says nothing when it is done.
+Changes SayTried(const Edit& edit) {
+  const auto& words = edit.arguments.Positional();
+  if (edit.options.dry_run) edit.out << words[1] << " " << words[2] << ": would be changed\n";
+  return {};
+}
+
 Changes EditRename(Edit& edit) {
   edit.database.Rename(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
                        edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditMerge(Edit& edit) {
   edit.database.Merge(KindOf(edit), edit.Word(2, "which item?"), edit.arguments.Required(kTo),
                       edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditActivate(Edit& edit) {
   edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), true, edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 Changes EditDeactivate(Edit& edit) {
   edit.database.SetActive(KindOf(edit), edit.Word(2, "which item?"), false, edit.options);
-  return {};
+  return SayTried(edit);
 }
 
 const std::map<std::string, Changes (*)(Edit&)>& Verbs() {
@@ -196,30 +217,32 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command EditCommand() {
-  return {"edit",
-          "--db FILE VERB ... --reason TEXT [OPTIONS]",
-          "Corrects what is stored: values, flags, subgroups, names",
-          "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
-          "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove\n"
-          "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
-          "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
-          "number of the log\n"
-          "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "
-          "imports\" lists them\n"
-          "edit merge KIND NAME --to NAME: two items become one\n"
-          "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
-          "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
-          "the log with what was there before.",
-          "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
-          "--db q.db",
-          Together(std::vector<Option>{kDatabase, kTo, kOfPart, kOfProcess, kOfTest, kLabel, kAt,
-                                       kAll, kTsno, kSbno, kAdd, kRemove, kKeepChanged, kTime,
-                                       kNewLabel, kSize},
-                   kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
-          Run,
-          1000,
-          nullptr,
-          Always};
+  return {
+      "edit",
+      "--db FILE VERB ... --reason TEXT [OPTIONS]",
+      "Corrects what is stored: values, flags, subgroups, names",
+      "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
+      "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove; a count by "
+      "--defect CODE\n"
+      "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
+      "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
+      "number of the log\n"
+      "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "
+      "imports\" lists them\n"
+      "edit merge KIND NAME --to NAME: two items become one\n"
+      "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
+      "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
+      "the log with what was there before.",
+      "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
+      "--db q.db",
+      Together(
+          std::vector<Option>{kDatabase, kTo, kOfPart, kOfProcess, kOfTest, kLabel, kAt, kAll,
+                              kTsno, kSbno, kAdd, kRemove, kKeepChanged, kTime, kNewLabel, kSize},
+          kOfValue, kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
+      Run,
+      1000,
+      nullptr,
+      Always};
 }
 
 }  // namespace orvspc::cli

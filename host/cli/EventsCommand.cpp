@@ -16,8 +16,8 @@ int Run(const Arguments& arguments, Console& console) {
     auto [events, report] =
         Reported(run.database, [&](const auto& open) { return run.select->GetEventData(open); });
     const bool empty = events->Count() == 0;
-    NoteCut(run, kMax, events->Count(), report.notes, true);
-    if (empty) NoteEmpty(run, kMax, report.notes, true);
+    NoteCut(run, kMax, events->Count(), report.notes, kEvents);
+    if (empty) NoteEmpty(run, kMax, report.notes, {kEvents});
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
     const auto rows = render::ReadEvents(*events);
     if (run.format == "json")

@@ -162,7 +162,10 @@ int Run(const Arguments& arguments, Console& console) {
         FindDescriptors(run.database, levels, *processing);
         const auto note_empty = [&](std::vector<Note>& notes) {
           const auto from = processing->ResourceType();
-          if (from != paProcessState) NoteEmpty(run, kMax, notes, from == paProcessEvents);
+          NoteEmpty(run, kMax, notes,
+                    {from == paProcessEvents  ? kEvents
+                     : from == paProcessState ? kStates
+                                              : kSubgroups});
         };
         if (run.format == "xml") {
           auto [results, report] = Analysed<PAAnalysis>(run.database, run.select, processing);

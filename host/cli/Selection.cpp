@@ -242,7 +242,10 @@ std::vector<Option> SelectionOptions() {
 
 std::vector<Condition> ConditionsOf(const Arguments& arguments) {
   std::vector<Condition> conditions;
-  for (const auto& option : SelectionOptions()) {
+  auto options = SelectionOptions();
+  options.push_back(kPhase);
+  options.push_back(kTestType);
+  for (const auto& option : options) {
     const std::string name = option.name;
     // A period is that of --last.
     if (name == kDatabase.name || name == kPeriod.name || !arguments.Has(option)) continue;

@@ -86,10 +86,10 @@ int Run(const Arguments& arguments, Console& console) {
   return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
     auto document = RunStates(run.database, *run.select);
     NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
-    NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, true);
+    NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, kEvents);
     const bool empty =
         document.log.empty() && document.events.empty() && document.subgroups.rows.empty();
-    if (empty) NoteEmpty(run, kMax, document.notes);
+    if (empty) NoteEmpty(run, kMax, document.notes, {kSubgroups, kEvents, kStates});
     return {Formatted(document, run), empty};
   });
 }

@@ -66,17 +66,35 @@ std::map<StreamIds, std::vector<std::int32_t>> ReadEdited(const QualityDatabase&
   return edited;
 }
 
-using DescriptorNames = std::map<std::int32_t, std::pair<std::string, std::string>>;
-
-DescriptorNames ReadDescriptorNames(const QualityDatabase& database,
-                                    const std::vector<SubgroupRow>& rows) {
-  DescriptorNames names;
-  if (std::ranges::all_of(
-          rows, [](const auto& row) { return render::RemarksOf(row).descriptors.empty(); }))
-    return names;
-  for (auto& each : database.Descriptors())
-    names[each.id] = {std::move(each.group_name), std::move(each.name)};
-  return names;
+// The phase of each row by name, where a stream that is shown has any.
+void ReadPhases(const QualityDatabase& database, render::SubgroupsRead& data) {
+  const auto phases = database.Phases();
+  const auto of_stream = [&](const SubgroupRow& row) {
+    std::vector<std::int32_t> found;
+    const auto fits = [](std::int32_t asked, std::int32_t id) { return asked == 0 || asked == id; };
+    for (std::size_t i = 0; i < phases.size(); ++i) {
+      const auto& phase = phases[i];
+      if (fits(phase.part, row.part) && fits(phase.process, row.prcs) && fits(phase.test, row.test))
+        found.push_back(static_cast<std::int32_t>(i));
+    }
+    return found;
+  };
+  data.phase_of.clear();
+  data.phases = {""};
+  if (phases.empty()) return;
+  for (const auto& phase : phases) data.phases.push_back(phase.name);
+  std::map<StreamIds, std::vector<std::int32_t>> streams;
+  bool is_any = false;
+  for (const auto& row : data.rows) {
+    const auto [found, is_new] = streams.try_emplace({row.part, row.prcs, row.test});
+    if (is_new) found->second = of_stream(row);
+    is_any = is_any || !found->second.empty();
+    auto& phase = data.phase_of.emplace_back();
+    for (const auto i : found->second)
+      if (phases[static_cast<std::size_t>(i)].Holds(static_cast<std::int32_t>(row.stamp)))
+        phase = i + 1;
+  }
+  if (!is_any) data.phase_of.clear();
 }
 
 }  // namespace
@@ -93,8 +111,9 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
   for (const auto& event : database.EventsOfSubgroups(first.stamp, last.stamp)) {
     events.emplace(event.subgroup_time.value_or(0), event);
   }
-  const auto descriptors = ReadDescriptorNames(database, data.rows);
+  const auto descriptors = database.DescriptorsOf(ids);
   const auto edited = ReadEdited(database, data.rows);
+  ReadPhases(database, data);
   for (auto& row : data.rows) {
     const auto changed = edited.find({row.part, row.prcs, row.test});
     row.edited = changed != edited.end() && std::ranges::binary_search(changed->second, row.sgrp);
@@ -102,17 +121,17 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
     const auto label = std::ranges::lower_bound(labels, row.sgrp, {}, &Label::first);
     if (label != labels.end() && label->first == row.sgrp) row.label = label->second;
     render::Remarks remarks;
-    remarks.descriptors = render::RemarksOf(row).descriptors;
-    for (auto& each : remarks.descriptors) {
-      const auto found = descriptors.find(each.descriptor);
-      if (found != descriptors.end()) std::tie(each.group_name, each.name) = found->second;
-    }
+    auto descriptor =
+        std::ranges::lower_bound(descriptors, row.sgrp, {}, &SubgroupDescriptor::subgroup);
+    for (; descriptor != descriptors.end() && descriptor->subgroup == row.sgrp; ++descriptor)
+      remarks.descriptors.push_back({descriptor->group, descriptor->descriptor, descriptor->tsno,
+                                     descriptor->group_name, descriptor->name});
     auto comment = std::ranges::lower_bound(comments, row.sgrp, {}, &SubgroupComment::subgroup);
     for (; comment != comments.end() && comment->subgroup == row.sgrp; ++comment) {
       const auto& each = *comment;
       if (each.test != 0 && each.test != row.test) continue;
       remarks.comments.push_back({names(ItemKind::Employee, each.employee), each.note, each.test,
-                                  each.tsno, platform::TimeStampToDate(each.time)});
+                                  each.tsno, platform::TimeStampToDate(each.time), each.id});
     }
     const auto [begin, end] = events.equal_range(static_cast<std::int32_t>(row.stamp));
     for (auto event = begin; event != end; ++event)
@@ -123,7 +142,27 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
   }
 }
 
+void ReadVersions(const QualityDatabase& database, render::SubgroupsRead& data) {
+  std::vector<std::pair<std::int32_t, std::int32_t>> records;
+  std::vector<std::int64_t> comments;
+  for (const auto& row : data.rows) {
+    records.emplace_back(row.sgrp, row.test);
+    for (const auto& comment : render::RemarksOf(row).comments) comments.push_back(comment.id);
+  }
+  const auto of_records = database.RecordVersions(records);
+  const auto of_comments = database.CommentVersions(comments);
+  std::size_t record = 0, comment = 0;
+  for (auto& row : data.rows) {
+    row.version = of_records[record++];
+    if (render::RemarksOf(row).comments.empty()) continue;
+    auto remarks = *row.remarks;
+    for (auto& each : remarks.comments) each.version = of_comments[comment++];
+    row.remarks = std::make_shared<const render::Remarks>(std::move(remarks));
+  }
+}
+
 std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
+                                            const render::Names& names,
                                             const render::SubgroupsRead& data) {
   std::vector<render::Downtime> downtimes;
   if (data.rows.empty()) return downtimes;
@@ -131,16 +170,30 @@ std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
   if (std::ranges::any_of(data.rows, [&](const auto& row) { return row.prcs != process; }))
     return downtimes;
   const auto [first, last] = std::ranges::minmax(data.rows, {}, &SubgroupRow::stamp);
+  const auto add = [&](std::int64_t start, std::int64_t end, std::string text) {
+    downtimes.push_back({std::max(start, first.stamp), std::min(end, last.stamp), std::move(text)});
+  };
   auto states = database.StatesBetween(process, first.stamp, last.stamp);
   if (auto before = database.StateBefore(process, first.stamp))
     states.insert(states.begin(), std::move(*before));
   for (std::size_t i = 0; i < states.size(); ++i) {
     const auto& state = states[i];
     if (state.type == pst_None || state.type == pst_Start || state.type == pst_Run) continue;
-    const std::int64_t end = i + 1 < states.size() ? states[i + 1].since : last.stamp;
-    downtimes.push_back({std::max<std::int64_t>(state.since, first.stamp), end, state.name});
+    add(state.since, i + 1 < states.size() ? states[i + 1].since : last.stamp, state.name);
   }
   std::erase_if(downtimes, [](const auto& down) { return down.end <= down.start; });
+  for (const auto& event : database.Downtimes(process, first.stamp, last.stamp)) {
+    if (std::ranges::none_of(data.rows, [&](const auto& row) { return IsOf(event, row); }))
+      continue;
+    const auto name = names(ItemKind::EventName, event.name);
+    const auto cause = names(ItemKind::AccCode, event.acc);
+    const auto text = render::Joined({name.empty() ? "downtime" : name, cause}, ", ");
+    const auto end = event.finish.value_or(event.time);
+    // One that only touches the stretch is no part of it.
+    if (end > event.time && (end == first.stamp || event.time == last.stamp)) continue;
+    add(event.time, end, text);
+  }
+  std::ranges::stable_sort(downtimes, {}, &render::Downtime::start);
   return downtimes;
 }
 

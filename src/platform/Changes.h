@@ -8,12 +8,16 @@
 
 namespace orvspc {
 
-// A value of a record. tsno counts pieces from 1, sbno readings inside one; 0: the piece itself.
+// A value of a record, or a count. tsno counts pieces from 1, sbno readings inside one; 0: the
+// piece itself. Of a test that counts tsno is the number of a unit; 0: counts without one.
 struct ValueChange {
   enum class What { Set, Add, Remove };
   What what = What::Set;
-  std::int32_t tsno = 0, sbno = 0;  // of Add 0: the next piece
+  std::int32_t tsno = 0, sbno = 0;  // of Add to measured values 0: the next piece
   double value = 0.0;
+  // Names by "serial", "defect", "gage": of Add those that the value gets, new ones are added;
+  // otherwise those that the value has, empty: none. What is not given may be any.
+  std::map<std::string, std::string> names = {};
 };
 
 // What is said of a subgroup; what is not given stays.

@@ -82,4 +82,38 @@ TEST_F(EditCommand, ImportsAreListedAndUndone) {
   EXPECT_NE(Run("imports --db q.db").out.find("undone"), std::string::npos);
 }
 
+TEST_F(EditCommand, CountsAreCorrectedByTheirDefect) {
+  Write("c.csv",
+        "part,process,test,test-type,subgroup,time,size,count,defect\n"
+        "A,P,Flaws,defects,1,2024-01-01,10,2,SC\nA,P,Flaws,defects,1,2024-01-01,10,1,DENT\n"
+        "A,P,Looks,defectives,1,2024-01-01,50,3,\n");
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  const std::string why = " --reason 'counted wrongly' --db q.db";
+  EXPECT_EQ(Run("edit value '#1' --test Looks --to 4" + why).out, "#1 Looks: version 3\n");
+  EXPECT_EQ(Run("edit value '#1' --test Flaws --defect SC --to 7" + why).status, 0);
+  EXPECT_EQ(Run("edit value '#1' --test Flaws --defect NEW --add --to 2" + why).status, 0);
+  EXPECT_EQ(Run("edit value '#1' --test Flaws --defect DENT --remove" + why).status, 0);
+  const auto data = Run("data --db q.db --part A").out;
+  EXPECT_NE(data.find("SC x7  NEW x2"), data.npos) << data;
+  const auto several = Run("edit value '#1' --test Flaws --to 7" + why);
+  EXPECT_EQ(several.status, 1);
+  EXPECT_NE(several.err.find("2 values fit (SC, NEW); name one by --defect"), several.err.npos)
+      << several.err;
+  EXPECT_EQ(Run("edit value '#1' --test Looks --to 51" + why).status, 1);
+  EXPECT_EQ(Run("edit subgroup '#1' --test Looks --size -50" + why).status, 1);
+  EXPECT_EQ(Run("edit subgroup '#1' --test Looks --lot new" + why).status, 0);
+}
+
+TEST_F(EditCommand, ADryRunSaysWhatWouldBeDone) {
+  Make("q.db", true);
+  ASSERT_EQ(Run("comment add '#1' old --db q.db").status, 0);
+  const std::string dry = " --dry-run --reason 'tried first' --db q.db";
+  EXPECT_EQ(Run("edit rename part A --to B" + dry).out, "part A: would be changed\n");
+  EXPECT_EQ(Run("edit deactivate test T" + dry).out, "test T: would be changed\n");
+  EXPECT_EQ(Run("comment edit 1 new" + dry).out, "comment 1 would be changed\n");
+  EXPECT_EQ(Run("comment remove 1" + dry).out, "comment 1 would be removed\n");
+  EXPECT_EQ(Run("edit delete '#1'" + dry).out, "#1 T: would be changed\n");
+  EXPECT_EQ(Run("edit rename part Z --to B" + dry).status, 1);
+}
+
 }  // namespace orvspc::host

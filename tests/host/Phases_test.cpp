@@ -326,6 +326,10 @@ TEST_F(PhaseCommandTest, ParetoAndComplianceAreAsBefore) {
     EXPECT_NE(Run(compliance + " --by phase --format " + format).out.find("Samples by phase"),
               std::string::npos);
   }
+  const auto picture = Run(compliance + " --by phase --format svg").out;
+  for (const std::string name : {">phase</text>", ">all</text>", ">out</text>"})
+    EXPECT_NE(picture.find(name), std::string::npos) << name;
+  EXPECT_EQ(Run(compliance + " --format svg").out.find(">phase</text>"), std::string::npos);
   const auto by_phase =
       ParseJson(Run("pareto --db q.db --part 'Door panel' --by phase --format json").out);
   std::vector<std::string> names;

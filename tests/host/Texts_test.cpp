@@ -121,15 +121,19 @@ TEST_F(Texts, EveryColumnComesBackByName) {
     EXPECT_TRUE(document.At("Subgroups[1].Comments").elements.empty()) << command;
     EXPECT_TRUE(document.At("Subgroups[1].Events").elements.empty()) << command;
   }
-  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Descriptors[0].DsgpName").text, "Colour");
-  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Descriptors[0].DescName").text, "red-i");
+  for (const std::string command : {"data", "chart", "states"}) {
+    const auto descriptors = Json(command + " --db q.db").At("Subgroups[0].Descriptors");
+    ASSERT_EQ(descriptors.elements.size(), 1U) << command;
+    EXPECT_EQ(descriptors.elements[0].At("DsgpName").text, "Colour") << command;
+    EXPECT_EQ(descriptors.elements[0].At("DescName").text, "red-i") << command;
+  }
   std::string text = Run("data --db q.db").out;
   text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
   const std::string page = Run("chart --db q.db --format html").out;
   const std::string picture = Run("chart --db q.db --format svg").out;
   for (const std::string typed :
        {"batch 7", "batch 8", "WS-a", "JO-b", "LO-c", "SH-d", "RE-e", "EM-f", "SN-g", "SN-j",
-        "GA-h", "began", "ended", "Cause-k", "Action-l", "EM-n"}) {
+        "GA-h", "red-i", "Colour", "began", "ended", "Cause-k", "Action-l", "EM-n"}) {
     EXPECT_TRUE(Has(text, typed)) << typed << text;
     EXPECT_TRUE(Has(page.substr(page.find("<h2>Points</h2>")), typed)) << typed;
     EXPECT_TRUE(Has(picture, typed)) << typed;
@@ -145,6 +149,27 @@ TEST_F(Texts, DefectsAreNamedWithTheirCounts) {
   const auto outcome = Run("data --db q.db");
   EXPECT_TRUE(Has(outcome.out, "Scratch x8  Dent x2")) << outcome.out;
   EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Tests[0].DefName").text, "Scratch");
+}
+
+TEST_F(Texts, CodesAreShownWithWhatTheyMean) {
+  Import("defects", "code,name\nSC,Scratch\nDent,Dent\n");
+  Import("acc-codes", "code,name\nA1,Worn tool\n");
+  Import("cac-codes", "code,name\nC1,Tool changed\n");
+  Import("values",
+         "part,process,test,subgroup,time,count,size,defect\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,8,100,SC\n"
+         "Panel,Line,Surface,1,2024-03-01T08:00,2,100,Dent\n");
+  Import("events",
+         "type,time,name,process,part,test,subgroup-time,acc,cac\n"
+         "subgroup-alarm,2024-03-01T08:05,Odd,Line,Panel,Surface,2024-03-01T08:00,A1,C1\n");
+  const auto data = Run("data --db q.db").out;
+  EXPECT_TRUE(Has(data, "SC Scratch x8  Dent x2")) << data;
+  EXPECT_TRUE(Has(data, "cause: A1 Worn tool; action: C1 Tool changed")) << data;
+  const auto picture = Run("chart --db q.db --format svg").out;
+  EXPECT_TRUE(Has(picture, "defects SC Scratch, Dent")) << picture;
+  EXPECT_TRUE(Has(picture, ">A1 Worn tool / C1 Tool")) << "beside the point";
+  EXPECT_TRUE(Has(Run("events --db q.db").out, "A1 Worn tool"));
+  EXPECT_EQ(Json("data --db q.db").At("Subgroups[0].Tests[0].DefName").text, "SC");
 }
 
 TEST_F(Texts, APageHasEveryPoint) {
@@ -164,7 +189,7 @@ TEST_F(Texts, ATooltipHasWhatIsKnownOfItsPoint) {
   ASSERT_NE(from, picture.npos);
   const auto tip = picture.substr(from, picture.find("</title>", from) - from);
   for (const std::string part : {"2024-03-01T02:00:00", "n = 2", "UCL ", "CL ", "LCL ", "lot L0",
-                                 "employee Ann", "comment: note 2 (Ann)"})
+                                 "employee Ann", "comment 1: note 2 (Ann)"})
     EXPECT_TRUE(Has(tip, part)) << tip;
 }
 
@@ -371,29 +396,26 @@ TEST_F(Texts, EveryTextOfAScriptIsFoundInAllFormats) {
       "cp-29", "ac-30", "ca-31", "ev-32", "eo-33", "ep-34", "eq-35", "cq-39", "er-40"};
   const std::vector<std::string> kDescriptors = {"v01-15", "v02-16", "v03-17", "v04-18", "v05-19",
                                                  "v06-20", "v07-21", "v08-22", "v09-23", "v10-24"};
-  const std::vector<std::string> kOfCharts = {"st-36", "ph-38"};
+  const std::string kPhase = "ph-38";
   struct Format {
     std::string command;
-    bool has_descriptors, is_chart;
+    bool is_picture;
   };
-  for (const auto& [command, has_descriptors, is_chart] :
-       {Format{"data --db q.db", true, false},
-        {"data --db q.db --format json", true, false},
-        {"chart --db q.db --graph1 individuals --format svg", false, true},
-        {"chart --db q.db --graph1 individuals --format html", false, true}}) {
+  for (const auto& [command, is_picture] :
+       {Format{"data --db q.db", false},
+        {"data --db q.db --format json", false},
+        {"chart --db q.db --graph1 individuals --format json", false},
+        {"chart --db q.db --graph1 individuals --format svg", true},
+        {"chart --db q.db --graph1 individuals --format html", true}}) {
     const auto outcome = Run(command);
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     auto written = outcome.out;  // a long cell is broken
     std::erase_if(written, [](char c) { return c == ' ' || c == '\n'; });
     for (const auto& text : kSubgroups) EXPECT_TRUE(Has(written, text)) << command << text;
-    for (const auto& text : kDescriptors)
-      EXPECT_TRUE(!has_descriptors || Has(written, text)) << command << text;
-    for (const auto& text : kOfCharts)
-      EXPECT_TRUE(!is_chart || Has(written, text)) << command << text;
+    for (const auto& text : kDescriptors) EXPECT_TRUE(Has(written, text)) << command << text;
+    EXPECT_TRUE(Has(written, kPhase)) << command;
+    EXPECT_TRUE(!is_picture || Has(written, "st-36")) << command;
   }
-  const auto chart = Run("chart --db q.db --graph1 individuals --format json").out;
-  for (const auto& text : kSubgroups) EXPECT_TRUE(Has(chart, text)) << text;
-  EXPECT_TRUE(Has(chart, "ph-38"));
   const auto states = Run("states --db q.db --format json").out;
   EXPECT_TRUE(Has(states, "su-37")) << states;
 }
@@ -423,10 +445,12 @@ TEST_F(Texts, AnEmptySelectionSaysWhichConditionEmptiedIt) {
       {"--lot L0 --since 2024-03-02 --max 0",
        "no data: 6 subgroups without --lot L0, 10 subgroups without --since 2024-03-02\n"},
       {"--lot L0 --since 2030-01-01 --state incomplete",
-       "no data: 30 subgroups without --lot L0 and --since 2030-01-01 and --state incomplete\n"},
+       "no data: 10 subgroups without --since 2030-01-01 and --state incomplete\n"},
+      {"--state incomplete --part Ring --until 2020-01-01 --process Press",
+       "no data: 30 subgroups without --until 2020-01-01 and --state incomplete\n"},
   };
   for (const auto& row : rows) {
-    for (const std::string command : {"chart", "data", "capability"}) {
+    for (const std::string command : {"chart", "data", "capability", "compliance"}) {
       const auto outcome = Run(command + " --db q.db --format json " + row.options);
       EXPECT_EQ(outcome.status, 0);
       EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n') + 1), row.said) << command;
@@ -438,6 +462,28 @@ TEST_F(Texts, AnEmptySelectionSaysWhichConditionEmptiedIt) {
   Import("events", "type,time,process\ndowntime,2024-03-01T08:05,Press\n");
   EXPECT_EQ(Run("events --db q.db --since 2030-01-01 --format json").err,
             "no data: 1 event without --since 2030-01-01\n");
+}
+
+TEST_F(Texts, AnEmptySelectionNamesPhasesAndKindsOfTestsToo) {
+  ImportHours(30);
+  ASSERT_EQ(Run("phase add --part Ring --process Press --test Diameter --name Two "
+                "--start 2024-03-02 --reason why --db q.db")
+                .status,
+            0);
+  EXPECT_EQ(Run("chart --db q.db --phase Two --lot L0 --format json").err,
+            "no data: 6 subgroups without --lot L0, 10 subgroups without --phase Two\n");
+  EXPECT_EQ(Run("data --db q.db --test-type defects --format json").err,
+            "no data: 30 subgroups without --test-type defects\n");
+}
+
+TEST_F(Texts, WithoutSubgroupsAnEmptySelectionCountsWhatElseThereIs) {
+  Import("state-codes", "code,type\nRUN,run\n");
+  Import("states", "process,time,state\nPress,2024-03-01,RUN\n");
+  const std::string said = "no data: 1 state without --process Other\n";
+  Import("events", "type,time,process\ndowntime,2024-03-01T08:05,Other\n");
+  EXPECT_EQ(Run("pareto --db q.db --from states --process Other --format json").err, said);
+  EXPECT_EQ(Run("states --db q.db --process Press --until 2020-01-01 --format json").err,
+            "no data: 1 state without --until 2020-01-01\n");
 }
 
 TEST_F(Texts, NoPageIsWrittenOfNothingUnlessAsked) {
@@ -512,6 +558,145 @@ TEST_F(Texts, ABandIsDrawnWhereTheProcessDidNotRun) {
             2U)
       << "behind the points";
   EXPECT_TRUE(Has(Run("chart --db q.db").out, "2024-03-01T05:00:00 to 2024-03-01T06:00:00  CLN"));
+}
+
+TEST_F(Texts, ADowntimeAmongTheEventsIsABand) {
+  ImportHours(20);
+  Import("events",
+         "type,time,name,end,process,part,test\n"
+         "downtime,2024-03-01T03:20,Jam,2024-03-01T05:30,Press,,\n"
+         "downtime,2024-02-01,Moved,2024-03-01T01:00,Press,Ring,Diameter\n"
+         "downtime,2024-03-01T10:30,Stopped,,,,\n"
+         "downtime,2024-03-01T12:00,Elsewhere,2024-03-01T13:00,Other,,\n"
+         "downtime,2024-03-01T12:00,Another part,2024-03-01T13:00,Press,Bolt,\n"
+         "downtime,2024-02-01,Before,2024-03-01T00:00,Press,,\n"
+         "general,2024-03-01T14:00,Visit,2024-03-01T15:00,Press,,\n");
+  const auto picture = Run("chart --db q.db --format svg").out;
+  EXPECT_TRUE(Has(picture, "<title>Jam  2024-03-01T03:20:00 to 2024-03-01T05:30:00<")) << picture;
+  EXPECT_TRUE(Has(picture, "<title>Moved  2024-03-01T00:00:00 to 2024-03-01T01:00:00<"));
+  EXPECT_TRUE(Has(picture, "<title>Stopped  2024-03-01T10:30:00<")) << "it has no end";
+  // Two graphs, three bands in each, one in the legend.
+  EXPECT_EQ(CountOf(picture, "<rect class=\"dt\""), 7U);
+  const auto text = Run("chart --db q.db").out;
+  EXPECT_TRUE(Has(text, "2024-03-01T03:20:00 to 2024-03-01T05:30:00  Jam")) << text;
+  EXPECT_TRUE(Has(text, "  2024-03-01T10:30:00  Stopped")) << text;
+  const auto page = Run("chart --db q.db --format html").out;
+  EXPECT_TRUE(Has(page.substr(page.find("<h2>Not running</h2>")), "Jam"));
+}
+
+TEST_F(Texts, CommentsHaveTheNumbersByWhichTheyAreChanged) {
+  ImportHours(5, ",1,3,");
+  ASSERT_EQ(Run("comment add '#4' odd --by Bob --db q.db").out, "comment 3\n");
+  for (const std::string command : {"data", "chart"}) {
+    const auto row = Json(command + " --db q.db").At("Subgroups[3].Comments");
+    ASSERT_EQ(row.elements.size(), 2U);
+    EXPECT_EQ(row.elements[0].At("ID").number, 2.0) << command;
+    EXPECT_EQ(row.elements[1].At("ID").number, 3.0) << command;
+  }
+  EXPECT_TRUE(Has(Run("data --db q.db").out, "comment 3: odd (Bob)"));
+  EXPECT_TRUE(Has(Run("chart --db q.db").out, "comment 3: odd (Bob)"));
+  EXPECT_TRUE(Has(Run("chart --db q.db --format html").out, "2: note 3 (Ann); 3: odd (Bob)"));
+  const auto before = Json("data --db q.db").At("Subgroups[3].Comments[1].Version").number;
+  ASSERT_EQ(Run("comment edit 3 odder --reason why --db q.db").status, 0);
+  const auto after = Json("data --db q.db").At("Subgroups[3].Comments[1].Version").number;
+  EXPECT_LT(before, after);
+  const auto edit = [&](double version) {
+    return Run("comment remove 3 --reason why --db q.db --expect " +
+               std::to_string(static_cast<int>(version)));
+  };
+  EXPECT_EQ(edit(before).status, 1);
+  EXPECT_EQ(edit(after).status, 0) << edit(after).err;
+}
+
+TEST_F(Texts, DataHasTheVersionThatAChangeExpects) {
+  ImportHours(3);
+  const auto version = [&](int row) {
+    return static_cast<int>(
+        Json("data --db q.db").At("Subgroups[" + std::to_string(row) + "].Version").number);
+  };
+  const auto disable = [&](const std::string& to, int expected) {
+    return Run("edit flag '#2' --to " + to + " --reason why --db q.db --expect " +
+               std::to_string(expected));
+  };
+  const int stored = version(1);
+  ASSERT_EQ(disable("disabled", stored).status, 0);
+  const int changed = version(1);
+  EXPECT_GT(changed, stored);
+  EXPECT_EQ(version(2), stored) << "the others are as they were";
+  const auto late = disable("enabled", stored);
+  EXPECT_EQ(late.status, 1);
+  EXPECT_TRUE(Has(late.err, "(version " + std::to_string(changed) + ", you saw")) << late.err;
+  EXPECT_EQ(disable("enabled", changed).status, 0);
+}
+
+TEST_F(Texts, DataNamesPhases) {
+  ImportHours(30);
+  EXPECT_FALSE(Has(Run("data --db q.db --format json").out, "\"Phase\"")) << "there are none";
+  ASSERT_EQ(Run("phase add --part Ring --process Press --test Diameter --name 'Tool B' "
+                "--start 2024-03-02 --end 2024-03-02T03:00 --reason why --db q.db")
+                .status,
+            0);
+  for (const std::string command : {"data", "chart", "chart --all-phases"}) {
+    const auto document = Json(command + " --max 0 --db q.db");
+    EXPECT_TRUE(document.At("Subgroups[23].Phase").kind == ParsedJson::Kind::Null) << command;
+    EXPECT_EQ(document.At("Subgroups[24].Phase").text, "Tool B") << command;
+    EXPECT_TRUE(document.At("Subgroups[27].Phase").kind == ParsedJson::Kind::Null) << command;
+  }
+  EXPECT_EQ(CountOf(Run("data --db q.db --max 0").out, "phase Tool B"), 3U);
+}
+
+TEST_F(Texts, AllCountsNoDeletedSubgroups) {
+  ImportHours(4);
+  ASSERT_EQ(Run("edit delete '#2' --reason why --db q.db").status, 0);
+  const auto named = Run("edit flag --part Ring --to disabled --reason why --db q.db");
+  EXPECT_EQ(named.status, 1);
+  EXPECT_TRUE(Has(named.err, "3 subgroups fit (#1 #3 #4)")) << named.err;
+  const auto all = Run("edit flag --part Ring --all --to disabled --reason why --db q.db");
+  EXPECT_EQ(all.status, 0) << all.err;
+  EXPECT_TRUE(Has(Run("chart --db q.db").err + Run("chart --db q.db").out, "3 of 3 disabled"));
+}
+
+TEST_F(Texts, AChartNamesTheTestsThatItLeavesOut) {
+  ImportHours(9);
+  std::string leaks = "part,process,test,subgroup,time,count,size\n";
+  std::string marks = "part,process,test,subgroup,time,count,size,defect\n";
+  for (int i = 0; i < 9; ++i) {
+    const std::string hour =
+        std::to_string(i) + ",2024-03-01T0" + std::to_string(i) + ":00," + std::to_string(i % 4);
+    leaks += "Ring,Press,Leak test," + hour + ",50\n";
+    marks += "Ring,Press,Surface," + hour + ",50,Scratch\n";
+  }
+  const auto note = [&](const std::string& options) {
+    const auto document = Json("chart --db q.db " + options);
+    std::string text;
+    for (const auto& each : document.At("Notes").elements)
+      if (each.At("Code").text == "left-out") text += each.At("Text").text;
+    return text;
+  };
+  EXPECT_EQ(note(""), "");
+  Import("values", leaks);
+  EXPECT_EQ(note(""),
+            "Leak test counts defectives and is not on this chart; --test 'Leak test' draws it");
+  EXPECT_EQ(note("--test Diameter"), "");
+  EXPECT_EQ(note("--graph1 p"),
+            "Diameter measures values and is not on this chart; --test "
+            "Diameter draws it");
+  Import("values", marks);
+  EXPECT_EQ(note(""),
+            "Leak test, Surface are of another kind and not on this chart; --test NAME "
+            "draws them");
+  // Defectives have no chart of defects, defects have one of defective units.
+  EXPECT_EQ(note("--graph1 c"),
+            "Diameter, Leak test are of another kind and not on this chart; --test NAME draws "
+            "them");
+  EXPECT_EQ(Json("chart --db q.db --graph1 c").At("TotalSubgroups").number, 9.0);
+  for (const std::string word : {"c", "u", "dpmo", "dpto"}) {
+    const auto wrong = Run("chart --db q.db --test 'Leak test' --graph1 " + word);
+    EXPECT_EQ(wrong.status, 2) << word;
+    EXPECT_EQ(wrong.err, "orvspc chart: Leak test counts defectives; --graph1 p\n");
+  }
+  EXPECT_EQ(Run("chart --db q.db --test Surface --graph1 np").status, 0);
+  EXPECT_TRUE(Has(Run("chart --db q.db --format xml").err, "note: Leak test, Surface are"));
 }
 
 // --- Places in the picture -----------------------------------------------------------------------

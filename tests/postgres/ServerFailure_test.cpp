@@ -284,8 +284,8 @@ TEST_F(ServerFailureTest, ARecorderStoresValuesAndNoLimits) {
         "VALUES(99, 'values', 'a.csv', 1, 1, 'stored', 1); UPDATE batch SET state = 'undone'",
         "INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1); "
         "UPDATE client_key SET subgroup = 1; DELETE FROM client_key",
-        "INSERT INTO label_counter(part, process, last) VALUES(1, 1, 1); "
-        "UPDATE label_counter SET last = 2",
+        "INSERT INTO counter(name, last) VALUES('label 1 1', 1); "
+        "UPDATE counter SET last = 2 WHERE name = 'label 1 1'",
         "INSERT INTO alarm_mark(stream, time, subgroup, limit_row, rules) VALUES(1, 1, 1, 0, ''); "
         "UPDATE alarm_mark SET time = 2; DELETE FROM alarm_mark",
         "INSERT INTO alarm(event, stream, graph, rule, first_subgroup, last_subgroup, points, "

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -29,6 +30,8 @@ class ServerLossTest : public ServerTest {
     Psql(
         "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = 'orvspc'");
   }
+
+  std::atomic<int> answered_ = 0;
 };
 
 TEST_F(ServerLossTest, AReadingGoesOnAfterARestart) {
@@ -206,6 +209,74 @@ TEST_F(ServerLossTest, AWritingThatLosesItsConnectionIsNotRepeated) {
   EndConnections();
   store->Write([&](Connection&) { ++runs; });
   EXPECT_EQ(runs, 2);
+}
+
+// The server stores each of them and is cut off before it can say so, as it waits for a standby
+// that there is not. Those that were recorded together are not begun again one by one.
+TEST_F(ServerLossTest, RecordsWhoseCommitWasNotAnsweredAreStoredOnce) {
+  constexpr int kCallers = 8;
+  const auto record_of = [](int caller, std::string key) {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = "T";
+    record.pieces.push_back({1.0 + caller, 0, 0, "", "", ""});
+    record.key = std::move(key);
+    return record;
+  };
+  auto database = Data();
+  database.Record(record_of(0, ""), {"Ann", ""}, NewNames::Create);
+  const auto wait_for_standby = [](const std::string& how) {
+    Psql("ALTER SYSTEM " + how);
+    Psql("SELECT pg_reload_conf()");
+  };
+  const auto count = [&](const std::string& what) {
+    return Query(*OpenAnother(Path()), what).RunForInt().value_or(-1);
+  };
+  std::int64_t stored = 1;
+  for (const bool with_keys : {false, true}) {
+    std::array<std::string, kCallers> keys;
+    wait_for_standby("SET synchronous_standby_names = 'nobody'");
+    std::vector<std::future<std::string>> callers;
+    for (int caller = 0; caller < kCallers; ++caller) {
+      auto& key = keys[static_cast<std::size_t>(caller)];
+      callers.push_back(std::async(std::launch::async, [&, caller] {
+        // Until its commit waits, which it may not yet do.
+        for (int i = 0;; ++i, ++answered_) {
+          if (with_keys) key = std::to_string(caller) + "-" + std::to_string(i);
+          auto failure = FailureOf([&] { database.Record(record_of(caller, key), {"Ann", ""}); });
+          if (!failure.empty()) return failure;
+        }
+      }));
+    }
+    const auto is_over = [&](std::future<std::string>& caller) {
+      return caller.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready;
+    };
+    while (!std::ranges::all_of(callers, is_over)) {
+      Psql(
+          "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = "
+          "'orvspc' AND wait_event = 'SyncRep'");
+    }
+    wait_for_standby("RESET synchronous_standby_names");
+    for (auto& caller : callers) {
+      EXPECT_NE(Checked(caller.get()).find("the connection to its server was lost"),
+                std::string::npos);
+    }
+    stored += answered_.exchange(0) + kCallers;
+    EXPECT_EQ(count("SELECT sum(n) FROM (SELECT sum(count) AS n FROM measurement_chunk UNION ALL "
+                    "SELECT count(*) FROM measurement) a"),
+              stored);
+    EXPECT_EQ(count("SELECT max(seq) FROM log"), stored + 1);
+    for (int caller = 0; with_keys && caller < kCallers; ++caller) {
+      const auto& key = keys[static_cast<std::size_t>(caller)];
+      const auto again = database.Record(record_of(caller, key), {"Ann", ""});
+      EXPECT_TRUE(again.repeated);
+    }
+  }
+  const auto together = count(
+      "SELECT max(n) FROM (SELECT count(*) AS n FROM log WHERE operation = 'record' "
+      "GROUP BY xmin) a");
+  EXPECT_GT(together, 1) << "nobody waited for another one";
 }
 
 TEST_F(ServerLossTest, OpeningIsTriedOnceMoreWhereOnlyAReadingWasLost) {

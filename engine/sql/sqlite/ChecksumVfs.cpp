@@ -333,12 +333,18 @@ int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset
   return Pass<&sqlite3_io_methods::xWrite>(file, data, amount, offset);
 }
 
+int Characteristics(sqlite3_file* file) {
+  return Pass<&sqlite3_io_methods::xDeviceCharacteristics>(file) & ~kMayReadPartOfPage;
+}
+
 // Where each commit flushes the log, it may be gathered until then. Nobody is shown what is not in
-// the file yet.
-void NotePragma(File& database, const void* arguments) {
+// the file yet: on a device where a write may harm what lies beside it, SQLite fills the last
+// sector of a commit, flushes, and writes the end of that filling after the flush.
+void NotePragma(sqlite3_file* database, const void* arguments) {
   const auto* const texts = static_cast<const char* const*>(arguments);  // an answer, name, value
   if (texts[2] == nullptr || sqlite3_stricmp(texts[1], "synchronous") != 0) return;
-  database.gathers_log = sqlite3_stricmp(texts[2], "FULL") == 0;
+  Of(database).gathers_log = sqlite3_stricmp(texts[2], "FULL") == 0 &&
+                             (Characteristics(database) & SQLITE_IOCAP_POWERSAFE_OVERWRITE) != 0;
 }
 
 int Control(sqlite3_file* file, int question, void* answer) {
@@ -351,7 +357,7 @@ int Control(sqlite3_file* file, int question, void* answer) {
     std::swap(*static_cast<bool*>(answer), own.is_strict);
     return SQLITE_OK;
   }
-  if (question == SQLITE_FCNTL_PRAGMA && own.is_database) NotePragma(own, answer);
+  if (question == SQLITE_FCNTL_PRAGMA && own.is_database) NotePragma(file, answer);
   if (question == SQLITE_FCNTL_CKPT_START && own.is_database) ReadHeader(file);
   const int code = Pass<&sqlite3_io_methods::xFileControl>(file, question, answer);
   if (question == SQLITE_FCNTL_VFSNAME && code == SQLITE_OK) {
@@ -359,10 +365,6 @@ int Control(sqlite3_file* file, int question, void* answer) {
     *name = sqlite3_mprintf("%s/%z", kName, *name);
   }
   return code;
-}
-
-int Characteristics(sqlite3_file* file) {
-  return Pass<&sqlite3_io_methods::xDeviceCharacteristics>(file) & ~kMayReadPartOfPage;
 }
 
 int Sync(sqlite3_file* file, int flags) {

@@ -22,7 +22,7 @@ struct sqlite3;
 //     be: damage to its last commit cannot be told from a commit that was never completed.
 //   - From PRAGMA synchronous=FULL on, what a transaction writes to the log is kept until the flush
 //     of its commit and goes there in one piece: SQLite writes each page by itself. A full device
-//     shows then.
+//     shows then. Not so on a device without SQLITE_IOCAP_POWERSAFE_OVERWRITE.
 //   - A program that writes without this layer leaves pages whose checksum is wrong.
 namespace orvspc::engine::sql::sqlite {
 

@@ -86,7 +86,11 @@ bool IsOneBitOfBlob(Bytes page, std::uint32_t number) {
   const auto kind = PageReader(content, 0).Byte();
   if (kind != kInnerOfKey && kind != kLeafOfKey && kind != kLeafOfTable) return false;
   const auto rows = PageReader(content, kRowCountAt).TwoBytes();
-  PageReader pointers(content, kind == kInnerOfKey ? kHeadOfInner : kHead);
+  const auto head = kind == kInnerOfKey ? kHeadOfInner : kHead;
+  // Where a row is may be what is damaged.
+  constexpr std::size_t kPointerSize = 2;
+  if (*byte < head + kPointerSize * rows) return false;
+  PageReader pointers(content, head);
   for (std::uint64_t i = 0; i < rows; ++i) {
     if (IsInBlob(content, kind, static_cast<std::size_t>(pointers.TwoBytes()), *byte)) return true;
   }

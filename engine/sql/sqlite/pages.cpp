@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "engine/sql/sqlite/ChecksumVfs.h"
 #include "engine/sql/sqlite/SqliteConnection.h"
@@ -30,6 +31,54 @@ std::uint32_t BigEndian(std::span<const unsigned char> bytes) {
   return number;
 }
 
+// Reads the pages of the file of a connection one by one, as they are there.
+class PagesOfFile {
+ public:
+  explicit PagesOfFile(Connection& connection) {
+    auto* const db = HandleOf(connection);
+    const auto number = [&](std::string_view sql) {
+      return Query(connection, sql).RunForInt().value_or(0);
+    };
+    count_ = number("PRAGMA page_count");
+    size_ = number("PRAGMA page_size");
+    content_.resize(static_cast<std::size_t>(size_));
+    file_ = FileOf(db, SQLITE_FCNTL_FILE_POINTER);
+  }
+  // 0 where there is no file.
+  std::int64_t Count() const { return file_ == nullptr ? 0 : count_; }
+  std::int64_t Size() const { return size_; }
+  // Into the content. Returns what SQLite says.
+  int Read(std::int64_t page) {
+    return file_->pMethods->xRead(file_, content_.data(), static_cast<int>(size_),
+                                  (page - 1) * size_);
+  }
+  std::span<const std::byte> Content() const { return content_; }
+
+ private:
+  std::int64_t count_ = 0, size_ = 0;
+  std::vector<std::byte> content_;
+  sqlite3_file* file_ = nullptr;
+};
+
+// A first page without what a copy counts for itself, which is how often the file and its tables
+// were changed and by what, and so without its checksum.
+std::vector<std::byte> WithoutCounts(std::span<const std::byte> content) {
+  constexpr std::size_t kReservedAt = 20;
+  constexpr std::pair<std::size_t, std::size_t> kCounts[] = {{24, 28}, {40, 44}, {92, 100}};
+  std::vector<std::byte> page(content.begin(), content.end());
+  page.resize(page.size() - std::to_integer<std::size_t>(page[kReservedAt]));
+  for (const auto& [begin, end] : kCounts) {
+    std::ranges::fill(std::span(page).subspan(begin, end - begin), std::byte{});
+  }
+  return page;
+}
+
+// Where SQLite locks a file; the page there is never used.
+bool IsPageOfLocks(std::int64_t page, std::int64_t page_size) {
+  constexpr std::int64_t kLockedAt = 0x40000000;
+  return page == kLockedAt / page_size + 1;
+}
+
 // Whether there is a page of that number in the log.
 bool IsInLog(sqlite3* db, std::int64_t page, std::int64_t page_size) {
   auto* const log = FileOf(db, SQLITE_FCNTL_JOURNAL_POINTER);
@@ -49,26 +98,15 @@ bool IsInLog(sqlite3* db, std::int64_t page, std::int64_t page_size) {
 }  // namespace
 
 std::vector<std::string> DamagedPages(Connection& connection, std::size_t at_most) {
-  // Where SQLite locks the file; the page there is never used.
-  constexpr std::int64_t kLockedAt = 0x40000000;
   auto* const db = HandleOf(connection);
   const StrictPages strict(db);
-  const auto number = [&](std::string_view sql) {
-    return Query(connection, sql).RunForInt().value_or(0);
-  };
-  const auto pages = number("PRAGMA page_count"), size = number("PRAGMA page_size");
   std::vector<std::string> found;
-  auto* const file = FileOf(db, SQLITE_FCNTL_FILE_POINTER);
-  if (file == nullptr) return found;
-  std::vector<std::byte> content(static_cast<std::size_t>(size));
-  const auto read = [&](std::int64_t page) {
-    return file->pMethods->xRead(file, content.data(), static_cast<int>(size), (page - 1) * size);
-  };
-  for (std::int64_t page = 1; page <= pages && found.size() < at_most; ++page) {
-    if (page == kLockedAt / size + 1 || read(page) == SQLITE_OK) continue;
+  PagesOfFile pages(connection);
+  for (std::int64_t page = 1; page <= pages.Count() && found.size() < at_most; ++page) {
+    if (IsPageOfLocks(page, pages.Size()) || pages.Read(page) == SQLITE_OK) continue;
     // Another program moves pages from the log into the file, or has died while it did.
-    if (IsInLog(db, page, size)) continue;
-    const int code = read(page);
+    if (IsInLog(db, page, pages.Size())) continue;
+    const int code = pages.Read(page);
     if (code == SQLITE_OK) continue;
     const auto text = "page " + std::to_string(page);
     found.push_back(code == SQLITE_IOERR_DATA         ? text + " does not match its checksum"
@@ -85,6 +123,21 @@ std::vector<std::string> DamagedStructure(Connection& connection, std::size_t at
     if (check.Text(0) != "ok") found.emplace_back(check.Text(0));
   }
   return found;
+}
+
+bool HasPagesOf(const std::string& copy, Connection& connection) {
+  const auto opened = OpenFileToRead(copy);
+  PagesOfFile of(connection), in(*opened);
+  if (of.Count() != in.Count() || of.Size() != in.Size()) return false;
+  for (std::int64_t page = 1; page <= of.Count(); ++page) {
+    if (IsPageOfLocks(page, of.Size())) continue;
+    if (of.Read(page) != SQLITE_OK || in.Read(page) != SQLITE_OK) return false;
+    const bool is_same =
+        page == 1 ? std::ranges::equal(WithoutCounts(of.Content()), WithoutCounts(in.Content()))
+                  : std::ranges::equal(of.Content(), in.Content());
+    if (!is_same) return false;
+  }
+  return true;
 }
 
 }  // namespace orvspc::engine::sql::sqlite

@@ -22,4 +22,9 @@ std::vector<std::string> DamagedPages(Connection& connection, std::size_t at_mos
 // The same of how SQLite has put rows and indexes into pages, which reads all of these.
 std::vector<std::string> DamagedStructure(Connection& connection, std::size_t at_most);
 
+// Whether a file has the pages of the one that a connection is writing, of which it is a copy by
+// BackUp. Before the first change of a transaction, without a log. What counts changes at the head
+// of a file is not compared. Throws SqlError.
+bool HasPagesOf(const std::string& copy, Connection& connection);
+
 }  // namespace orvspc::engine::sql::sqlite

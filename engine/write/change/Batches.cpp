@@ -2,6 +2,7 @@
 #include "engine/write/change/Batches.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <set>
 #include <span>
@@ -14,9 +15,11 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/write/change/Comments.h"
 #include "engine/write/change/Items.h"
+#include "engine/write/change/LaterNames.h"
 #include "engine/write/change/Records.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/item_uses.h"
+#include "engine/write/change/undo_changes.h"
 #include "engine/write/change/version.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
@@ -27,16 +30,6 @@ namespace {
 
 using catalogue::ItemKind;
 using log::Json;
-
-struct Batch {
-  std::int64_t id = 0, records = 0, entry = 0;
-  std::string kind, state;
-  std::string Object() const { return "batch " + std::to_string(id); }
-};
-
-[[noreturn]] void RefuseBatch(const Batch& batch, const char* code, const std::string& text) {
-  throw Refused(code, "batch", std::to_string(batch.id), batch.Object() + text);
-}
 
 Batch NeededBatch(sql::Connection& db, std::int64_t id) {
   Batch batch;
@@ -50,30 +43,6 @@ Batch NeededBatch(sql::Connection& db, std::int64_t id) {
   return batch;
 }
 
-// "4,120"
-std::string Grouped(std::int64_t number) {
-  constexpr std::size_t kGroup = 3;
-  auto text = std::to_string(number);
-  for (auto at = text.size(); at > kGroup; at -= kGroup) text.insert(at - kGroup, 1, ',');
-  return text;
-}
-
-void RefuseChanged(const Batch& batch, std::vector<std::int64_t> entries) {
-  constexpr std::size_t kMax = 10;
-  std::ranges::sort(entries);
-  const auto count = static_cast<std::int64_t>(entries.size());
-  entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
-  std::string list;
-  for (std::size_t i = 0; i < std::min(entries.size(), kMax); ++i) {
-    list += (i == 0 ? "" : ", ") + std::to_string(entries[i]);
-  }
-  if (entries.size() > kMax) list += ", ...";
-  RefuseBatch(batch, "changed",
-              ": " + Grouped(count) + " of " + Grouped(batch.records) +
-                  (batch.records == 1 ? " record was" : " records were") +
-                  " changed since (entries " + list + "); --keep-changed leaves these");
-}
-
 // --- Values --------------------------------------------------------------------------------------
 
 struct OfStream {
@@ -83,8 +52,35 @@ struct OfStream {
 
 struct Stored {
   std::vector<OfStream> streams;
-  std::vector<std::int64_t> changes;  // the latest entries about those that were changed
+  std::vector<std::int64_t> changes;         // the latest entries about those that were changed
+  std::set<std::int32_t> changed_subgroups;  // that have such records still
 };
+
+// The latest entries about records of a batch that were taken out since.
+std::vector<std::int64_t> TakenOut(sql::Connection& db, const Batch& batch) {
+  const LaterNames names(db, batch.entry);
+  std::map<std::pair<std::int32_t, std::int32_t>, std::int64_t> latest;
+  const auto mark = "%\"batch\":" + std::to_string(batch.id) + "%";
+  sql::Query query(db,
+                   "SELECT seq, object, before FROM log WHERE operation = 'delete' AND seq > ?1 "
+                   "AND before LIKE ?2 ORDER BY seq",
+                   batch.entry, mark);
+  while (query.Step()) {
+    if (BatchOf(log::ReadJson(query.Text(2))) != batch.id) continue;
+    std::int32_t subgroup = 0, test = 0;
+    const std::string object(query.Text(1));
+    if (std::sscanf(object.c_str(), "subgroup %d test %d", &subgroup, &test) != 2) continue;
+    latest[{subgroup, names.Now(ItemKind::Test, test)}] = query.Int64(0);
+  }
+  std::vector<std::int64_t> entries;
+  for (const auto& [place, entry] : latest) {
+    const auto subgroup = FindSubgroup(db, place.first);
+    if (!subgroup) continue;  // of a copy that has it not
+    const auto there = ReadRecords(db, *subgroup, place.second);
+    if (there.empty() || there.front().batch != batch.id) entries.push_back(entry);
+  }
+  return entries;
+}
 
 // Where the values of a batch are. The newest are read first, and nothing before its oldest.
 Stored Find(sql::Connection& db, const Batch& batch) {
@@ -102,6 +98,7 @@ Stored Find(sql::Connection& db, const Batch& batch) {
           if (view.Batch() != batch.id) return true;
           if (view.Entry() != 0) {
             found.changes.push_back(view.Entry());
+            found.changed_subgroups.insert(view.Subgroup());
           } else {
             here.keys.push_back(view.Key());
           }
@@ -109,6 +106,10 @@ Stored Find(sql::Connection& db, const Batch& batch) {
         });
     std::ranges::reverse(here.keys);
     if (!here.keys.empty()) found.streams.push_back(std::move(here));
+  }
+  if (left != 0) {
+    const auto gone = TakenOut(db, batch);
+    found.changes.insert(found.changes.end(), gone.begin(), gone.end());
   }
   return found;
 }
@@ -131,6 +132,7 @@ class ValuesUndo {
       TakeOut(all.stream, std::span(all.keys).subspan(begin, count));
     }
   }
+  void DropDescriptors(const std::set<std::int32_t>& kept_subgroups);
   void TidySubgroups();
   std::int64_t DeactivateNames();
 
@@ -198,7 +200,35 @@ void ValuesUndo::NoteNames(const StoredRecord& record) {
   }
 }
 
-// Subgroups that have lost their last values lose their descriptors, and are still found.
+// The descriptors that the batch brought, unless something else brought them, too.
+void ValuesUndo::DropDescriptors(const std::set<std::int32_t>& kept_subgroups) {
+  using Row = std::tuple<std::int32_t, std::int32_t, std::int32_t>;
+  std::vector<Row> rows;
+  for (sql::Query query(db_,
+                        "SELECT subgroup, descriptor, tsno FROM descriptor_source "
+                        "WHERE batch = ?1",
+                        batch_.id);
+       query.Step();) {
+    if (!kept_subgroups.contains(query.Int(0))) {
+      rows.emplace_back(query.Int(0), query.Int(1), query.Int(2));
+    }
+  }
+  for (const auto& [subgroup, descriptor, tsno] : rows) {
+    sql::Query(db_,
+               "DELETE FROM descriptor_source WHERE subgroup = ?1 AND descriptor = ?2 "
+               "AND tsno = ?3 AND batch = ?4",
+               subgroup, descriptor, tsno, batch_.id)
+        .Run();
+    sql::Query(db_,
+               "DELETE FROM subgroup_descriptor WHERE subgroup = ?1 AND descriptor = ?2 "
+               "AND tsno = ?3 AND NOT EXISTS (SELECT 1 FROM descriptor_source s "
+               "WHERE s.subgroup = ?1 AND s.descriptor = ?2 AND s.tsno = ?3)",
+               subgroup, descriptor, tsno)
+        .Run();
+  }
+}
+
+// Subgroups that have lost their last values are still found.
 void ValuesUndo::TidySubgroups() {
   for (auto& [of, subgroups] : subgroups_) {
     std::vector<std::int32_t> times;
@@ -218,7 +248,6 @@ void ValuesUndo::TidySubgroups() {
     }
     for (const auto& [time, id] : subgroups) {
       if (with_values.contains(id)) continue;
-      sql::Query(db_, "DELETE FROM subgroup_descriptor WHERE subgroup = ?1", id).Run();
       const auto subgroup = NeededSubgroup(db_, id);
       store::KeepFindable(db_, {id, of.first, of.second, time, subgroup.label});
     }
@@ -316,6 +345,7 @@ UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_chan
     undone.report.records += static_cast<std::int64_t>(each.keys.size());
     undone.streams.push_back({each.stream, each.keys.front(), each.keys.back()});
   }
+  undo.DropDescriptors(stored.changed_subgroups);
   undo.TidySubgroups();
   undone.report.names = undo.DeactivateNames();
   AddEvent(writing, etSubgroupDelete, {});
@@ -344,11 +374,14 @@ UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed)
   writing.NeedReason();
   const auto batch = NeededBatch(db, id);
   if (batch.state == "undone") RefuseBatch(batch, "undone", " is undone already");
-  if (batch.kind != "values" && batch.kind != "record") {
+  const bool has_values = batch.kind == "values" || batch.kind == "record";
+  if (!has_values && batch.kind != "flags" && batch.kind != "comments") {
     RefuseBatch(batch, "kind",
-                " is an import of " + batch.kind + "; only one of values can be undone");
+                " is an import of " + batch.kind +
+                    "; only values, records, flags and comments can be undone");
   }
-  auto undone = UndoValues(writing, batch, keep_changed);
+  auto undone = has_values ? UndoValues(writing, batch, keep_changed)
+                           : UndoChanges(writing, batch, keep_changed);
   sql::Query(db, "UPDATE batch SET state = 'undone' WHERE id = ?1", id).Run();
   Json after = {{"state", "undone"}, {"records", undone.report.records}};
   if (undone.report.kept != 0) after["kept"] = undone.report.kept;

@@ -4,9 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/chunks/chunk.h"
+#include "engine/write/change/UndoneBatch.h"
 #include "engine/write/log/Log.h"
-#include "platform/Batches.h"
 
 // Imports and batches of records, and their undoing.
 namespace orvspc::engine::change {
@@ -14,24 +13,16 @@ namespace orvspc::engine::change {
 // The newest first. Inside a transaction.
 std::vector<ListedImport> ReadImports(sql::Connection& db);
 
-// A stream in which values were changed, with the ends of these.
-struct TouchedStream {
-  std::int64_t stream = 0;
-  store::RecordKey first, last;
-};
-
-struct UndoneBatch {
-  UndoReport report;
-  std::vector<TouchedStream> streams;
-};
-
 // Takes out what a batch added. Inside a write transaction.
-//   entries   "delete" for each record, "deactivate" for each name that nothing uses
-//             any more, and "undo" of "batch N"; one event
-//   comments  that came with values that go, go with them; so do descriptors of a subgroup without
-//             values
-//   Refused   unknown, undone already, of another kind than values; records
-//             that were changed since, unless these are kept
+//   entries      "delete" for each record, "deactivate" for each name that nothing uses
+//                any more, and "undo" of "batch N"; one event
+//   comments     that came with values that go, go with them
+//   descriptors  that the batch brought go, unless something else brought them, too, or the
+//                subgroup has a record of it that is kept
+//   flags, comments  of a batch of these: "restore" for each record that has the flag again that it
+//                had, "comment-remove" for each comment
+//   Refused      unknown, undone already, of another kind; what was changed or taken out since,
+//                unless this is kept
 UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed);
 
 }  // namespace orvspc::engine::change

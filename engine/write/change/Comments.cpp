@@ -26,8 +26,6 @@ struct StoredComment {
   }
 };
 
-std::string ObjectOf(std::int64_t comment) { return "comment " + std::to_string(comment); }
-
 void CheckText(std::string_view text) {
   log::NeedText("text", text);
   const auto characters = log::CharactersOf(text);
@@ -66,6 +64,8 @@ EventOf About(sql::Connection& db, const StoredComment& comment) {
 
 }  // namespace
 
+std::string ObjectOfComment(std::int64_t comment) { return "comment " + std::to_string(comment); }
+
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                         std::int32_t piece, std::string_view text) {
   auto& db = writing.Db();
@@ -82,7 +82,7 @@ std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32
              id, subgroup, sql::Reference{test}, piece, writing.Seconds(), writing.Employee(), text)
       .Run();
   writing.Add(
-      "comment-add", ObjectOf(id), "",
+      "comment-add", ObjectOfComment(id), "",
       StoredComment{subgroup, test, piece, writing.Seconds(), writing.Who(), std::string(text)}
           .Before());
   return id;
@@ -94,11 +94,18 @@ void EditComment(log::Writing& writing, std::int64_t comment, std::string_view t
   writing.NeedReason();
   CheckText(text);
   const auto stored = Needed(db, comment);
-  CheckVersion(db, ObjectOf(comment), ObjectOf(comment), expected);
+  CheckVersion(db, ObjectOfComment(comment), ObjectOfComment(comment), expected);
   sql::Query(db, "UPDATE comment SET note = ?2 WHERE id = ?1", comment, text).Run();
-  writing.Add("comment-edit", ObjectOf(comment), stored.Before(),
+  writing.Add("comment-edit", ObjectOfComment(comment), stored.Before(),
               log::CanonicalText({{"text", text}}));
   AddEvent(writing, etSubgroupEdit, About(db, stored));
+}
+
+void TakeOutComment(log::Writing& writing, std::int64_t comment) {
+  auto& db = writing.Db();
+  const auto stored = Needed(db, comment);
+  sql::Query(db, "DELETE FROM comment WHERE id = ?1", comment).Run();
+  writing.Add("comment-remove", ObjectOfComment(comment), stored.Before(), "");
 }
 
 void RemoveComment(log::Writing& writing, std::int64_t comment,
@@ -106,9 +113,8 @@ void RemoveComment(log::Writing& writing, std::int64_t comment,
   auto& db = writing.Db();
   writing.NeedReason();
   const auto stored = Needed(db, comment);
-  CheckVersion(db, ObjectOf(comment), ObjectOf(comment), expected);
-  sql::Query(db, "DELETE FROM comment WHERE id = ?1", comment).Run();
-  writing.Add("comment-remove", ObjectOf(comment), stored.Before(), "");
+  CheckVersion(db, ObjectOfComment(comment), ObjectOfComment(comment), expected);
+  TakeOutComment(writing, comment);
   AddEvent(writing, etSubgroupEdit, About(db, stored));
 }
 

@@ -12,12 +12,17 @@
 // Inside a write transaction. Throws Refused.
 namespace orvspc::engine::change {
 
+// In the log.
+std::string ObjectOfComment(std::int64_t comment);
+
 // Of a test, or of a piece of it; 0: of the subgroup as a whole. Returns its identifier. Refused:
 // unknown, where there is no such subgroup or it has no values of the test.
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                         std::int32_t piece, std::string_view text);
 void EditComment(log::Writing& writing, std::int64_t comment, std::string_view text,
                  std::optional<std::int64_t> expected);
+// The same without an event of its own.
+void TakeOutComment(log::Writing& writing, std::int64_t comment);
 void RemoveComment(log::Writing& writing, std::int64_t comment,
                    std::optional<std::int64_t> expected);
 

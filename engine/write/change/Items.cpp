@@ -2,11 +2,13 @@
 #include "engine/write/change/Items.h"
 
 #include "engine/catalogue/References.h"
+#include "engine/sql/counter.h"
 #include "engine/sql/texts.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/stream_settings.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::change {
 namespace {
@@ -28,6 +30,9 @@ std::string_view TextFor(ItemKind kind) {
 
 std::string FindText(ItemKind kind) {
   return "SELECT id FROM " + catalogue::TableOf(kind) + " WHERE name = ?1";
+}
+std::string AddText(ItemKind kind) {
+  return "INSERT INTO " + catalogue::TableOf(kind) + "(id, name) VALUES(?1, ?2)";
 }
 std::string RenameText(ItemKind kind) {
   return "UPDATE " + catalogue::TableOf(kind) + " SET name = ?2 WHERE id = ?1";
@@ -72,6 +77,19 @@ std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::st
   if (!db.Holds(name)) return std::nullopt;
   sql::Query alias(db, "SELECT item FROM alias WHERE kind = ?1 AND name = ?2", WordOf(kind), name);
   return alias.Step() ? std::optional(alias.Int(0)) : std::nullopt;
+}
+
+std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
+                      const std::string& name) {
+  log::NeedName(field, name);
+  if (const auto id = FindItem(db, kind, name)) {
+    if (IsActive(db, kind, *id)) return *id;
+    throw Refused("inactive", std::string(field), name,
+                  std::string(field) + ": " + InactiveText(db, kind, *id, name));
+  }
+  const auto id = static_cast<std::int32_t>(sql::TakeIds(db, catalogue::TableOf(kind)));
+  sql::Query(db, TextFor<AddText>(kind), id, name).Run();
+  return id;
 }
 
 void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::int32_t id) {
@@ -129,14 +147,31 @@ bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std
   return true;
 }
 
-std::optional<std::int64_t> InactiveSince(sql::Connection& db, ItemKind kind, std::int32_t id) {
+void ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  if (IsActive(db, kind, id)) return;
+  bool was_undone = false;
+  {
+    const auto object = ObjectOf(kind, id);
+    sql::Query latest(db, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
+                      object);
+    was_undone = latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
+  }
+  if (was_undone) sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
+}
+
+std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,
+                         const std::string& name) {
+  constexpr std::size_t kDay = 10;  // 2024-02-29
   const auto object = ObjectOf(kind, id);
   sql::Query query(db,
                    "SELECT at FROM log WHERE object = ?1 AND operation = 'deactivate' "
                    "ORDER BY seq DESC LIMIT 1",
                    object);
-  if (!query.Step()) return std::nullopt;
-  return query.Int64(0) / kMillisecondsOfSecond;
+  auto text = Quoted(name) + " is deactivated";
+  if (query.Step()) {
+    text += " since " + platform::IsoText(query.Int64(0) / kMillisecondsOfSecond).substr(0, kDay);
+  }
+  return text;
 }
 
 }  // namespace orvspc::engine::change

@@ -16,6 +16,11 @@ namespace orvspc::engine::change {
 // The item of that name, or of which it was a name once; empty: none.
 std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::string_view name);
 
+// The same of a name that is given to what is stored: a new one is added. Throws Refused where it
+// is no name, or the item is not active. field begins the text of the refusal.
+std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
+                      const std::string& name);
+
 // That of the name it has now; throws Refused (code "unknown").
 std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view name);
 // The general event of a change of an item.
@@ -34,7 +39,11 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
 // whether it was active.
 bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch);
 
-// Since when it has not been active, by the log; empty: not known.
-std::optional<std::int64_t> InactiveSince(sql::Connection& db, ItemKind kind, std::int32_t id);
+// What is in use again becomes active if DeactivateUndone is the latest that is known of it.
+void ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
+
+// "Press 3" is deactivated since 2026-02-01
+std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,
+                         const std::string& name);
 
 }  // namespace orvspc::engine::change

@@ -18,6 +18,7 @@
 #include "engine/write/change/stream_settings.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/last_label.h"
 #include "engine/write/log/Json.h"
 #include "platform/TimeText.h"
 
@@ -304,22 +305,6 @@ TouchedStream JoinStreams(log::Writing& writing, const StreamPair& pair) {
   return touched;
 }
 
-std::string CounterText(ItemKind kind) {
-  if (kind > ItemKind::Process) return {};
-  const bool is_part = kind == ItemKind::Part;
-  return std::string("INSERT INTO label_counter(part, process, last) SELECT ") +
-         (is_part ? "?2, process" : "part, ?2") + ", last FROM label_counter WHERE " +
-         (is_part ? "part" : "process") +
-         " = ?1 ON CONFLICT(part, process) DO UPDATE SET last = "
-         "CASE WHEN excluded.last > label_counter.last THEN excluded.last "
-         "ELSE label_counter.last END";
-}
-std::string DropCounterText(ItemKind kind) {
-  return kind > ItemKind::Process
-             ? std::string()
-             : "DELETE FROM label_counter WHERE " + std::string(WordOf(kind)) + " = ?1";
-}
-
 std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two) {
   auto& db = writing.Db();
   const auto streams = StreamsOf(db, two);
@@ -349,8 +334,7 @@ std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two) 
                two.from, two.into)
         .Run();
   } else {
-    sql::Query(db, TextFor<CounterText>(two.kind), two.from, two.into).Run();
-    sql::Query(db, TextFor<DropCounterText>(two.kind), two.from).Run();
+    write::JoinLastLabels(db, two.kind, two.from, two.into);
   }
   return touched;
 }

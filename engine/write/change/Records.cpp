@@ -9,7 +9,9 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/write/change/Items.h"
+#include "engine/write/change/LaterNames.h"
 #include "engine/write/change/events.h"
+#include "engine/write/change/pieces.h"
 #include "engine/write/change/version.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
@@ -23,7 +25,6 @@ namespace {
 using catalogue::ItemKind;
 using log::Json;
 
-constexpr double kMaxValue = 1e300, kMaxCount = 1e9;
 // Beside the record itself in `before` of an entry.
 constexpr const char* kBatchKey = "batch";
 constexpr const char* kEntryKey = "changed";
@@ -31,11 +32,6 @@ constexpr const char* kEntryKey = "changed";
 std::string NameOfTest(sql::Connection& db, std::int32_t test) {
   sql::Query query(db, "SELECT name FROM test WHERE id = ?1", test);
   return query.Step() ? std::string(query.Text(0)) : std::to_string(test);
-}
-
-// "#4711 Diameter"
-std::string CalledBy(sql::Connection& db, const StoredRecord& record) {
-  return "#" + std::to_string(record.subgroup.id) + " " + NameOfTest(db, record.test);
 }
 
 // What an entry says of a record after it, with the digest of it all.
@@ -101,85 +97,6 @@ std::string_view WordOfFlag(std::int32_t flag) {
   return flag == sfDisabled ? "disabled" : flag == sfIncomplete ? "incomplete" : "enabled";
 }
 
-std::int32_t TypeOf(sql::Connection& db, std::int32_t test) {
-  return static_cast<std::int32_t>(
-      sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt().value_or(0));
-}
-
-void CheckValue(sql::Connection& db, const StoredRecord& record, double value) {
-  const auto refuse = [&](const char* code, const std::string& text) {
-    throw Refused(code, "value", std::to_string(value), CalledBy(db, record) + ": " + text);
-  };
-  if (!std::isfinite(value) || std::fabs(value) >= kMaxValue) {
-    refuse("number", "a value is a finite number below 1e300");
-  }
-  if (TypeOf(db, record.test) == ttVariable) return;
-  if (value < 0.0 || value > kMaxCount || value != std::floor(value)) {
-    refuse("count", "a count is a whole number from 0 to 1000000000");
-  }
-}
-
-std::string PieceText(const ValueChange& change) {
-  return "piece " + std::to_string(change.tsno) +
-         (change.sbno == 0 ? "" : ", reading " + std::to_string(change.sbno));
-}
-
-Json ApplyPiece(sql::Connection& db, StoredRecord& record, const ValueChange& change) {
-  using enum ValueChange::What;
-  const auto found = std::ranges::find_if(record.keys, [&](const store::RowKey& key) {
-    return key.Tsno == change.tsno && key.Sbno == change.sbno;
-  });
-  const bool is_there = found != record.keys.end();
-  const auto place = found - record.keys.begin();
-  const bool counts_pieces = record.size == static_cast<double>(record.values.size());
-  const auto refuse = [&](const char* code, const std::string& text) {
-    throw Refused(code, "tsno", std::to_string(change.tsno), CalledBy(db, record) + ": " + text);
-  };
-  if (change.what != Remove) CheckValue(db, record, change.value);
-  if (change.what == Add) {
-    auto key = store::RowKey{0, change.tsno, change.sbno, 0, 0};
-    if (key.Tsno == 0) {
-      for (const auto& each : record.keys) key.Tsno = std::max(key.Tsno, each.Tsno);
-      ++key.Tsno;
-    } else if (is_there) {
-      refuse("stored", PieceText(change) + " is there already");
-    }
-    const auto behind = std::ranges::find_if(record.keys, [&](const store::RowKey& each) {
-      return std::pair(each.Tsno, each.Sbno) > std::pair(key.Tsno, key.Sbno);
-    });
-    const auto at = behind - record.keys.begin();
-    record.keys.insert(behind, key);
-    record.values.insert(record.values.begin() + at, change.value);
-  } else if (!is_there) {
-    refuse("unknown", "there is no " + PieceText(change));
-  } else if (change.what == Set) {
-    record.values[static_cast<std::size_t>(place)] = change.value;
-  } else {
-    if (record.values.size() == 1) {
-      refuse("size", "it is the last value; edit delete takes the record out");
-    }
-    record.keys.erase(found);
-    record.values.erase(record.values.begin() + place);
-  }
-  if (counts_pieces && TypeOf(db, record.test) == ttVariable) {
-    record.size = static_cast<double>(record.values.size());
-  }
-  Json after = {{"tsno", change.tsno}};
-  if (change.sbno != 0) after["sbno"] = change.sbno;
-  if (change.what == Remove) {
-    after["removed"] = true;
-  } else {
-    after["value"] = log::Number(change.value);
-  }
-  return after;
-}
-
-std::int32_t NeededItem(sql::Connection& db, ItemKind kind, const std::string& name) {
-  if (const auto id = FindItem(db, kind, name)) return *id;
-  const std::string word(WordOf(kind));
-  throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
-}
-
 void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>& changes,
                    StoredRecord& record) {
   auto context = ReadContext(db, record.context);
@@ -190,14 +107,14 @@ void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>
       throw Refused("unknown", column, name, "a subgroup has no " + column);
     }
     context[static_cast<std::size_t>(kind - std::begin(store::kContextKinds))] =
-        name.empty() ? 0 : NeededItem(db, kind->kind, name);
+        name.empty() ? 0 : TakeItem(db, kind->kind, column, name);
   }
   record.context = ContextId(db, context);
 }
 
-// Label and time are those of the whole subgroup.
-void MoveSubgroup(log::Writing& writing, const StoredSubgroup& from, const SubgroupChange& change,
-                  const Which& which) {
+// Label and time are those of the whole subgroup. Returns its records as they were.
+std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgroup& from,
+                                       const SubgroupChange& change, const Which& which) {
   auto& db = writing.Db();
   auto to = from;
   to.time = change.time.value_or(from.time);
@@ -208,7 +125,7 @@ void MoveSubgroup(log::Writing& writing, const StoredSubgroup& from, const Subgr
     throw Refused("stored", "label", to.label,
                   "#" + std::to_string(there) + " has this label and time already");
   }
-  const auto records = ReadRecords(db, from);
+  auto records = ReadRecords(db, from);
   for (const auto& each : records) {
     CheckVersion(db, each.Object(), CalledBy(db, each), which.expected);
   }
@@ -229,17 +146,18 @@ void MoveSubgroup(log::Writing& writing, const StoredSubgroup& from, const Subgr
     writing.Add("edit-subgroup", record.Object(), before[i], AfterOf(db, after, record));
     AddEvent(writing, etSubgroupEdit, About(record));
   }
+  return records;
 }
 
 struct OldState {
-  std::int32_t subgroup = 0, test = 0;
+  std::int32_t subgroup = 0, test = 0;  // of the names that they have now
   log::CanonicalRecord record;
   std::int64_t batch = 0;
   bool was_undone = false;  // with comments and descriptors
 };
 
 // What an entry about a record says of the time before it.
-OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
+OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& names) {
   sql::Query query(db, "SELECT object, before, after FROM log WHERE seq = ?1", entry);
   const auto refuse = [&](const std::string& why) {
     throw Refused("entry", "entry", std::to_string(entry),
@@ -253,8 +171,9 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
   }
   auto json = log::ReadJson(query.Text(1));
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
+  old.test = names.Now(ItemKind::Test, old.test);
   old.was_undone = query.Text(2).starts_with("{\"undone\":");
-  old.batch = json.value(kBatchKey, std::int64_t{0});
+  old.batch = BatchOf(json);
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = log::RecordOf(json);
@@ -262,11 +181,23 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry) {
   return old;
 }
 
-// Comments and descriptors that went with an import and are not there.
-void PutBackTexts(sql::Connection& db, const OldState& old) {
+// An item that is in use again.
+std::int32_t NeededAgain(sql::Connection& db, const LaterNames& names, ItemKind kind,
+                         const std::string& name) {
+  const auto id = names.Find(kind, name);
+  if (!id) {
+    const std::string word(WordOf(kind));
+    throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
+  }
+  ReviveUndone(db, kind, *id);
+  return *id;
+}
+
+// Comments that went with an import and are not there.
+void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames& names) {
   for (const auto& comment : old.record.comments) {
     const auto employee =
-        comment.employee.empty() ? 0 : NeededItem(db, ItemKind::Employee, comment.employee);
+        comment.employee.empty() ? 0 : NeededAgain(db, names, ItemKind::Employee, comment.employee);
     const auto time = comment.time.value_or(0);
     if (sql::Query(db,
                    "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
@@ -282,39 +213,75 @@ void PutBackTexts(sql::Connection& db, const OldState& old) {
                sql::Reference{employee}, comment.text)
         .Run();
   }
+}
+
+// The same of descriptors.
+void PutBackDescriptors(sql::Connection& db, const OldState& old) {
   for (const auto& each : old.record.descriptors) {
+    const auto descriptor = sql::Query(db,
+                                       "SELECT d.id FROM descriptor d "
+                                       "JOIN descriptor_group g ON g.id = d.descriptor_group "
+                                       "WHERE g.name = ?1 AND d.name = ?2",
+                                       each.group, each.name)
+                                .RunForInt();
+    if (!descriptor) continue;
+    const auto added = sql::Query(db,
+                                  "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+                                  "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+                                  old.subgroup, *descriptor, each.tsno)
+                           .Run();
+    if (added == 0) continue;
     sql::Query(db,
-               "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-               "SELECT ?1, d.id, ?4 FROM descriptor d "
-               "JOIN descriptor_group g ON g.id = d.descriptor_group "
-               "WHERE g.name = ?2 AND d.name = ?3 ON CONFLICT DO NOTHING",
-               old.subgroup, each.group, each.name, each.tsno)
+               "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
+               "VALUES(?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING",
+               old.subgroup, *descriptor, each.tsno, old.batch)
         .Run();
   }
 }
 
-StoredRecord RecordOf(sql::Connection& db, const OldState& old) {
+bool IsUndone(sql::Connection& db, std::int64_t batch) {
+  return sql::Query(db, "SELECT 1 FROM batch WHERE id = ?1 AND state = 'undone'", batch)
+      .RunForInt()
+      .has_value();
+}
+
+std::int64_t StreamOf(sql::Connection& db, const StoredRecord& record) {
+  const auto& of = record.subgroup;
+  const auto found =
+      sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 AND test = ?3",
+                 of.part, of.process, record.test)
+          .RunForInt();
+  if (found) return *found;
+  const auto id = sql::TakeIds(db, "stream");
+  sql::Query(db, "INSERT INTO stream(id, part, process, test) VALUES(?1, ?2, ?3, ?4)", id, of.part,
+             of.process, record.test)
+      .Run();
+  return id;
+}
+
+StoredRecord RecordOf(sql::Connection& db, const OldState& old, const LaterNames& names) {
   StoredRecord record;
   record.subgroup = NeededSubgroup(db, old.subgroup);
   record.test = old.test;
-  record.stream =
-      sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 AND test = ?3",
-                 record.subgroup.part, record.subgroup.process, record.test)
-          .RunForInt()
-          .value_or(0);
+  record.stream = StreamOf(db, record);
   record.batch = old.batch;
   record.flag = old.record.flag;
   record.size = old.record.size;
+  ReviveUndone(db, ItemKind::Part, record.subgroup.part);
+  ReviveUndone(db, ItemKind::Process, record.subgroup.process);
+  ReviveUndone(db, ItemKind::Test, record.test);
   store::Context context{};
   for (std::size_t i = 0; i < context.size(); ++i) {
     const auto& kind = store::kContextKinds[i];
     const auto given = old.record.context.find(std::string(kind.column));
-    if (given != old.record.context.end()) context[i] = NeededItem(db, kind.kind, given->second);
+    if (given != old.record.context.end()) {
+      context[i] = NeededAgain(db, names, kind.kind, given->second);
+    }
   }
   record.context = ContextId(db, context);
   for (const auto& piece : old.record.pieces) {
     const auto item = [&](ItemKind kind, const std::string& name) {
-      return name.empty() ? 0 : NeededItem(db, kind, name);
+      return name.empty() ? 0 : NeededAgain(db, names, kind, name);
     };
     store::RowKey key{};
     key.Tsno = piece.tsno;
@@ -337,6 +304,8 @@ std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
   return log::CanonicalText(json);
 }
 
+std::int64_t BatchOf(const log::Json& before) { return before.value(kBatchKey, std::int64_t{0}); }
+
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag) {
   return ChangeEach(writing, which, "edit-flag",
                     flag == sfDisabled ? etSubgroupDisable : etSubgroupEdit,
@@ -346,10 +315,23 @@ std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std
                     });
 }
 
+StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
+                         std::int32_t flag, std::int64_t entry) {
+  auto& db = writing.Db();
+  auto record = Needed(db, {subgroup, test, {}}).front();
+  const auto before = BeforeOf(db, record);
+  record.flag = flag;
+  record.entry = writing.Next();
+  Put(db, record);
+  writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
+  return record;
+}
+
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
-  return ChangeEach(writing, which, "edit-value", etSubgroupEdit,
-                    [&](StoredRecord& record) { return ApplyPiece(writing.Db(), record, change); });
+  return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
+    return ApplyToPiece(writing.Db(), record, change);
+  });
 }
 
 std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& which,
@@ -371,7 +353,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
   ChangeEach(writing, later, "edit-subgroup", etSubgroupEdit, [&](StoredRecord& record) {
     Json after;
     if (change.size) {
-      record.size = *change.size;
+      SetSize(db, record, *change.size);
       after["size"] = log::Number(*change.size);
     }
     if (!change.context.empty()) {
@@ -401,27 +383,31 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   return records;
 }
 
-StoredRecord Restore(log::Writing& writing, std::int64_t entry) {
+std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry) {
   auto& db = writing.Db();
   writing.NeedReason();
-  const auto old = BeforeEntry(db, entry);
+  const LaterNames names(db, entry);
+  const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);
   const auto now = ReadRecords(db, stored, old.test);
   const auto time = static_cast<std::int32_t>(old.record.time.value_or(stored.time));
+  std::vector<StoredRecord> changed;
   if (time != stored.time || old.record.label != stored.label) {
     SubgroupChange back;
     back.time = time;
     back.label = old.record.label;
-    MoveSubgroup(writing, stored, back, {old.subgroup, {}, {}});
+    changed = MoveSubgroup(writing, stored, back, {old.subgroup, {}, {}});
   }
-  auto record = RecordOf(db, old);
+  auto record = RecordOf(db, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
   record.entry = writing.Next();
   Put(db, record);
-  if (old.was_undone) PutBackTexts(db, old);
+  if (old.was_undone) PutBackComments(db, old, names);
+  if (now.empty() && IsUndone(db, old.batch)) PutBackDescriptors(db, old);
   writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));
-  return record;
+  changed.insert(changed.begin(), std::move(record));
+  return changed;
 }
 
 }  // namespace orvspc::engine::change

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/write/change/StoredRecord.h"
+#include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "platform/Changes.h"
 
@@ -18,6 +19,9 @@ namespace orvspc::engine::change {
 // A record as an entry of the log keeps it, with its batch and its latest entry.
 std::string BeforeOf(sql::Connection& db, const StoredRecord& record);
 
+// The batch of such a text; 0: none.
+std::int64_t BatchOf(const log::Json& before);
+
 struct Which {
   std::int32_t subgroup = 0;
   std::optional<std::int32_t> test = {};      // none: all of the subgroup
@@ -25,6 +29,11 @@ struct Which {
 };
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag);
+
+// Of a record whose flag an entry changed and that nothing has changed since: it has this flag
+// again. Without an event of its own.
+StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
+                         std::int32_t flag, std::int64_t entry);
 
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change);
@@ -34,7 +43,8 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 
 // Takes records out of what analyses read. The entries keep all of them.
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
-// Brings the record back that an entry took out or changed, as it was before.
-StoredRecord Restore(log::Writing& writing, std::int64_t entry);
+// Brings the record back that an entry took out or changed, as it was before, under the names that
+// its items have now. Returns it, and behind it what it moved of its subgroup, as that was.
+std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry);
 
 }  // namespace orvspc::engine::change

@@ -15,6 +15,7 @@ namespace {
 
 using catalogue::ItemKind;
 
+// Empty where there is none.
 std::string NameOf(sql::Connection& db, ItemKind kind, std::int32_t id) {
   static const auto texts = catalogue::TextsByKind([](ItemKind each) {
     return "SELECT name FROM " + catalogue::TableOf(each) + " WHERE id = ?1";
@@ -45,16 +46,21 @@ std::string InsertContextText() {
 
 }  // namespace
 
-StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id) {
-  StoredSubgroup found;
+std::optional<StoredSubgroup> FindSubgroup(sql::Connection& db, std::int32_t id) {
+  std::optional<StoredSubgroup> found;
   store::ForEachSubgroup(db, id, id, [&](const store::SubgroupFacts& facts) {
     found = {facts.id, facts.part, facts.process, facts.time, std::string(facts.label)};
   });
-  if (found.id == 0) {
+  return found;
+}
+
+StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id) {
+  const auto found = FindSubgroup(db, id);
+  if (!found) {
     throw Refused("unknown", "subgroup", std::to_string(id),
                   "there is no subgroup #" + std::to_string(id));
   }
-  return found;
+  return *found;
 }
 
 store::Measurement StoredRecord::View() const {
@@ -113,8 +119,17 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
   return records;
 }
 
-bool IsMeasured(sql::Connection& db, std::int32_t test) {
-  return sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt() == ttVariable;
+std::int32_t TypeOf(sql::Connection& db, std::int32_t test) {
+  return static_cast<std::int32_t>(
+      sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt().value_or(0));
+}
+
+bool IsMeasured(sql::Connection& db, std::int32_t test) { return TypeOf(db, test) == ttVariable; }
+
+std::string CalledBy(sql::Connection& db, const StoredRecord& record) {
+  const auto name = NameOf(db, ItemKind::Test, record.test);
+  return "#" + std::to_string(record.subgroup.id) + " " +
+         (name.empty() ? std::to_string(record.test) : name);
 }
 
 log::CanonicalRecord CanonicalOf(sql::Connection& db, const StoredRecord& stored) {

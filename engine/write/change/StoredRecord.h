@@ -18,6 +18,7 @@ struct StoredSubgroup {
   std::int32_t id = 0, part = 0, process = 0, time = 0;
   std::string label;
 };
+std::optional<StoredSubgroup> FindSubgroup(sql::Connection& db, std::int32_t id);
 // Throws Refused (code "unknown") where there is none.
 StoredSubgroup NeededSubgroup(sql::Connection& db, std::int32_t id);
 
@@ -37,6 +38,9 @@ struct StoredRecord {
   std::string Object() const;  // in the log: "subgroup 4711 test 3"
 };
 
+// "#4711 Diameter"
+std::string CalledBy(sql::Connection& db, const StoredRecord& record);
+
 // What is packed of a record: without stream, test, and what a subgroup is beside identifier and
 // time.
 StoredRecord StoredRecordOf(const store::RecordView& view);
@@ -46,6 +50,8 @@ StoredRecord StoredRecordOf(const store::RecordView& view);
 std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup& subgroup,
                                       std::optional<std::int32_t> test = {});
 
+// TestTypes; 0: not known yet.
+std::int32_t TypeOf(sql::Connection& db, std::int32_t test);
 // Whether a test has values, not counts.
 bool IsMeasured(sql::Connection& db, std::int32_t test);
 

@@ -39,9 +39,10 @@ std::string Sha256OfFile(const std::string& name) {
   return system::HexOf(sha.Finish());
 }
 
-// What the file was, and what has come of it: a row of the table and an entry of the log.
+// What the file was, and what has come of it: a row of the table and an entry of the log, which
+// names the first of those that its lines have added.
 void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile& kind,
-               const ImportFile& file, const ImportOptions& options) {
+               const ImportFile& file, const ImportOptions& options, std::int64_t first_entry) {
   const auto& report = file.report;
   const bool has_values = kind.kind == ImportKind::Values;
   const auto source = sql::MadeStorable(name);  // a file's name may be any bytes
@@ -50,6 +51,7 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
   log::Json after = {
       {"kind", kind.word}, {"source", source}, {"lines", report.lines}, {"records", records}};
   if (!file.digest.empty()) after["digest"] = file.digest;
+  if (first_entry != writing.Next()) after["first"] = first_entry;
   if (!of_source.empty()) after["source_sha256"] = of_source;
   const auto entry =
       writing.Add("import", "batch " + std::to_string(file.batch), {}, log::CanonicalText(after));
@@ -84,6 +86,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
                   std::max<std::size_t>(options.most_held, 1),
                   options.refuse_new_items,
                   sql::TakeIds(connection, "batch")};
+  const auto first_entry = writing.Next();
   const auto take_line = kind.begin(file);
   while (file.table.Next()) take_line();
   if (file.finish) file.finish();
@@ -92,7 +95,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   file.report.new_items = file.names.NewItems();
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
-  KeepBatch(writing, name, kind, file, options);
+  KeepBatch(writing, name, kind, file, options, first_entry);
   const auto touched = file.touched.All();
   for (const auto& each : touched) file.report.streams.push_back(each.stream);
   std::vector<std::int64_t> without_limits;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
+#include "engine/write/change/Items.h"
 
 namespace orvspc::engine::import {
 
@@ -78,23 +79,9 @@ std::vector<Note> ImportNames::Notes() const {
   return notes;
 }
 
-void ImportNames::Revive(catalogue::ItemKind kind, std::int32_t id) {
-  static const auto activate = catalogue::TextsByKind([](catalogue::ItemKind each) {
-    return "UPDATE " + catalogue::TableOf(each) + " SET active = 1 WHERE id = ?1";
-  });
-  const auto object = std::string(catalogue::WordOf(kind)) + " " + std::to_string(id);
-  bool was_undone = false;
-  {
-    sql::Query latest(db_, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
-                      object);
-    was_undone = latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
-  }
-  if (was_undone) Run(db_, activate[static_cast<std::size_t>(kind)], id);
-}
-
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) {
-    if (Of(kind).inactive.erase(*id) != 0) Revive(kind, *id);
+    if (Of(kind).inactive.erase(*id) != 0) change::ReviveUndone(db_, kind, *id);
     return *id;
   }
   static const auto rows = [] {

@@ -95,7 +95,6 @@ class ImportNames {
     std::int32_t last = 0;  // identifier before anything was added
   };
   Table& Of(catalogue::ItemKind kind);
-  void Revive(catalogue::ItemKind kind, std::int32_t id);
   void KeepNew(catalogue::ItemKind kind, std::string_view name);
 
   sql::Connection& db_;

@@ -472,6 +472,13 @@ void ValuesWriter::WriteDescriptors() {
     rows->Add();
   }
   rows->Finish();
+  const auto sources =
+      db_.InsertMany("descriptor_source(subgroup, descriptor, tsno, batch)", sql::OnConflict::Skip);
+  for (const auto& [subgroup, descriptor, tsno] : all) {
+    sources->Bind(subgroups_[subgroup].id, descriptor, tsno, file_.batch);
+    sources->Add();
+  }
+  sources->Finish();
 }
 
 }  // namespace orvspc::engine::import

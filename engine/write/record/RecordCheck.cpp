@@ -2,12 +2,12 @@
 #include "engine/write/record/RecordCheck.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
+#include "engine/write/change/Items.h"
+#include "engine/write/counts.h"
 #include "engine/write/import/values_batch.h"
 #include "engine/write/log/texts.h"
 #include "platform/Actor.h"
@@ -17,15 +17,11 @@
 namespace orvspc::engine::record {
 namespace {
 
-constexpr double kTooLarge = 1e300, kMaxCount = 1e9;
+using write::NumberText;
+
+constexpr double kTooLarge = 1e300;
 constexpr std::int64_t kMaxAhead = 300;
 constexpr std::string_view kDescriptor = "descriptor:";
-
-std::string TextOf(double number) {
-  std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-  return {text.data(), end};
-}
 
 [[noreturn]] void Refuse(const char* code, std::string_view field, const std::string& value,
                          const std::string& reason) {
@@ -126,44 +122,10 @@ void TakeCounts(CheckedRecord& checked) {
   TakeRows(checked, rows);
 }
 
-// A named unit counts as often as its largest count says, those without a unit add up.
-double DefectivesOf(const NewRecord& record) {
-  std::map<std::int32_t, double> units;
-  double sum = 0.0;
-  for (const auto& piece : record.pieces) {
-    if (piece.tsno == 0) {
-      sum += piece.value;
-    } else {
-      units[piece.tsno] = std::max(units[piece.tsno], piece.value);
-    }
-  }
-  for (const auto& [unit, count] : units) sum += count;
-  return sum;
-}
-
 void CheckCounts(const CheckedRecord& checked) {
-  const auto& record = *checked.sent;
-  for (const auto& piece : record.pieces) {
-    if (!(piece.value >= 0.0 && piece.value <= kMaxCount) ||
-        piece.value != std::floor(piece.value)) {
-      Refuse("count", "value", TextOf(piece.value),
-             "must be a whole number between 0 and 1000000000");
-    }
-  }
-  if (!(record.size >= 0.0 && record.size <= INT32_MAX)) {
-    Refuse("count", "size", TextOf(record.size), "must lie between 0 and 2147483647");
-  }
-  if (checked.type != ttDefectives) return;
-  if (record.size != std::floor(record.size)) {
-    Refuse("count", "size", TextOf(record.size),
-           "must be a whole number, as only that of a test of defects need not be");
-  }
-  const auto defectives = DefectivesOf(record);
-  if (defectives > record.size) {
-    Refuse("count", "value", TextOf(defectives),
-           "more defectives (" + TextOf(defectives) + ") than units inspected (" +
-               TextOf(record.size) + ")");
-  }
+  const auto broken =
+      write::BrokenRuleOfCounts(checked.type, checked.size, checked.values, checked.keys);
+  if (broken) Refuse(broken->code, broken->field, broken->value, broken->reason);
 }
 
 void CheckReasonable(CheckedRecord& checked) {
@@ -178,9 +140,9 @@ void CheckReasonable(CheckedRecord& checked) {
     if (!is_above && !is_below) continue;
     checked.is_unreasonable = true;
     if (checked.sent->force) return;
-    Refuse("unreasonable", "value", TextOf(value),
-           TextOf(value) + " lies beyond the reasonable limit " +
-               TextOf(is_above ? *in_force->upper : *in_force->lower) + "; --force stores it");
+    Refuse("unreasonable", "value", NumberText(value),
+           NumberText(value) + " lies beyond the reasonable limit " +
+               NumberText(is_above ? *in_force->upper : *in_force->lower) + "; --force stores it");
   }
 }
 
@@ -237,20 +199,6 @@ void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const
   }
 }
 
-std::string RecordCheck::InactiveText(ItemKind kind, const KnownItem& item,
-                                      const std::string& name) {
-  constexpr std::int64_t kMilliseconds = 1000;
-  constexpr std::size_t kDay = 10;  // 2024-02-29
-  const auto object = std::string(WordOf(kind)) + " " + std::to_string(item.id);
-  const auto at = import::IntOf(db_,
-                                "SELECT at FROM log WHERE object = ?1 AND operation = 'deactivate' "
-                                "ORDER BY seq DESC LIMIT 1",
-                                object);
-  std::string text = "\"" + name + "\" is deactivated";
-  if (at) text += " since " + platform::IsoText(*at / kMilliseconds).substr(0, kDay);
-  return text;
-}
-
 void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::string& name,
                             bool may_be_new, NewNames names, std::vector<Note>& notes) {
   const auto* item = known_.Find(kind, name);
@@ -259,7 +207,9 @@ void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::st
     const auto text = catalogue::NoSuchItem(db_, kind, name);
     Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
   }
-  if (!item->is_active) Refuse("inactive", field, name, InactiveText(kind, *item, name));
+  if (!item->is_active) {
+    Refuse("inactive", field, name, change::InactiveText(db_, kind, item->id, name));
+  }
   if (!item->renamed_to.empty()) {
     notes.push_back({"former-name",
                      "the " + std::string(WordOf(kind)) + " \"" + name + "\" is now \"" +
@@ -328,13 +278,13 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
   SettleType(checked);
   for (const auto& piece : record.pieces) {
     if (!std::isfinite(piece.value)) {
-      Refuse("number", "value", TextOf(piece.value), TextOf(piece.value) + " is no number");
+      Refuse("number", "value", NumberText(piece.value), NumberText(piece.value) + " is no number");
     }
     if (std::fabs(piece.value) >= kTooLarge) {
-      Refuse("number", "value", TextOf(piece.value),
-             TextOf(piece.value) + " is too large; values lie below 1e300");
+      Refuse("number", "value", NumberText(piece.value),
+             NumberText(piece.value) + " is too large; values lie below 1e300");
     }
-    if (piece.tsno < 0 || piece.tsno > kMaxCount || piece.sbno < 0) {
+    if (piece.tsno < 0 || piece.tsno > write::kMaxPiece || piece.sbno < 0) {
       Refuse("number", "tsno", std::to_string(piece.tsno),
              "must be a whole number between 0 and 1000000000");
     }
@@ -361,9 +311,10 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
                  " to a subgroup; --flag incomplete stores " + (count == 1 ? "it" : "them"));
     }
   } else {
-    CheckCounts(checked);
     TakeCounts(checked);
     checked.size = record.size;
+    CheckCounts(checked);
+    CheckReasonable(checked);
   }
   if (!is_stamp) {
     Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));

@@ -58,7 +58,6 @@ class RecordCheck {
   void CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
                   std::vector<Note>& notes);
   void SettleType(CheckedRecord& checked);
-  std::string InactiveText(ItemKind kind, const KnownItem& item, const std::string& name);
 
   sql::Connection& db_;
   KnownNames& known_;

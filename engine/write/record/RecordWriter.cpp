@@ -14,6 +14,7 @@
 #include "engine/store/batch_digest.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/last_label.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::record {
@@ -83,9 +84,7 @@ std::string RecordWriter::NextLabel(const CheckedRecord& record) {
       counters_.try_emplace(Source(record.sent->part, record.sent->process));
   auto& counter = found->second;
   if (is_new && stream.part != 0 && stream.process != 0) {
-    const auto last =
-        import::IntOf(db_, "SELECT last FROM label_counter WHERE part = ?1 AND process = ?2",
-                      stream.part, stream.process);
+    const auto last = write::LastLabel(db_, stream.part, stream.process);
     counter.last = last ? *last : NewestLabel(stream);
   }
   counter.is_changed = true;
@@ -167,7 +166,7 @@ void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   WriteLabels();
   WriteSubgroups();
   WriteMeasurements(batch);
-  for (const auto& placed : records_) WriteBeside(writing, placed);
+  for (const auto& placed : records_) WriteBeside(writing, placed, batch);
 }
 
 void RecordWriter::WriteLabels() {
@@ -178,10 +177,7 @@ void RecordWriter::WriteLabels() {
     const auto part_id = part->id;
     const auto* process = known_.Find(ItemKind::Process, source.second);
     if (process == nullptr) continue;
-    import::Run(db_,
-                "INSERT INTO label_counter(part, process, last) VALUES(?1, ?2, ?3) "
-                "ON CONFLICT(part, process) DO UPDATE SET last = excluded.last",
-                part_id, process->id, counter.last);
+    write::SetLastLabel(db_, part_id, process->id, counter.last);
   }
 }
 
@@ -272,7 +268,7 @@ void RecordWriter::WriteMeasurements(std::int64_t batch) {
 }
 
 // Comments, descriptors, and the event of a value that should not be.
-void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
+void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std::int64_t batch) {
   const auto& sent = *placed.record->sent;
   const auto& stream = *placed.record->stream;
   const auto& subgroup = subgroups_[placed.subgroup];
@@ -288,10 +284,15 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed) {
   }
   for (const auto& [column, name] : sent.context) {
     if (!column.starts_with(kDescriptor)) continue;
+    const auto descriptor = known_.DescriptorId(column.substr(kDescriptor.size()), name);
     import::Run(db_,
                 "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, 0) "
                 "ON CONFLICT DO NOTHING",
-                subgroup.id, known_.DescriptorId(column.substr(kDescriptor.size()), name));
+                subgroup.id, descriptor);
+    import::Run(db_,
+                "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
+                "VALUES(?1, ?2, 0, ?3) ON CONFLICT DO NOTHING",
+                subgroup.id, descriptor, batch);
   }
   if (!placed.record->is_unreasonable) return;
   static const auto insert =

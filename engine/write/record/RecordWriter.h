@@ -65,7 +65,7 @@ class RecordWriter {
   void WriteLabels();
   void WriteSubgroups();
   void WriteMeasurements(std::int64_t batch);
-  void WriteBeside(log::Writing& writing, const Placed& placed);
+  void WriteBeside(log::Writing& writing, const Placed& placed, std::int64_t batch);
   std::int32_t ContextOf(const CheckedRecord& record);
 
   sql::Connection& db_;

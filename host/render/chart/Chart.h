@@ -76,12 +76,16 @@ struct StreamView {
 struct PointNote {
   std::size_t point = 0;  // from 0
   std::string text;
+  std::int64_t id = 0;  // number of the comment; 0: not known, or of an alarm
 };
 
-// A stretch in which the process did not run, stamps.
+// A stretch in which the process did not run, stamps; without an end, which is not known, it ends
+// where it starts.
 struct Downtime {
   std::int64_t start = 0, end = 0;
   std::string state;
+
+  bool HasEnd() const { return start < end; }
 };
 
 // A stretch of the points of one stream in one phase, or between two.

@@ -75,6 +75,10 @@ std::string MarkText(const PointMark& mark) {
   return Joined(texts, "; ");
 }
 
+std::string TimeText(const Downtime& down) {
+  return IsoTime(down.start) + (down.HasEnd() ? " to " + IsoTime(down.end) : "");
+}
+
 std::string StreamLetter(std::size_t stream) {
   std::string text(1, static_cast<char>('A' + stream % 26));
   return stream < 26 ? text : StreamLetter(stream / 26 - 1) + text;

@@ -45,6 +45,9 @@ std::string RuleNumbers(const PointMark& mark);
 // "1 point beyond a control limit; above USL"
 std::string MarkText(const PointMark& mark);
 
+// "2024-03-01T05:00:00 to 2024-03-01T06:00:00"
+std::string TimeText(const Downtime& down);
+
 // Distinct marks for points and legends: "A" to "Z", "AA", ...
 std::string StreamLetter(std::size_t stream);
 

@@ -385,8 +385,9 @@ void AddTexts(ChartView& view, ChartRead& chart, const Names& names) {
     if (!row.remarks) continue;
     const auto texts = TextsOf(row, names);
     for (const auto& comment : texts.comments)
-      if (known.emplace(row.sgrp, comment).second) view.comments.push_back({i, comment});
-    if (!texts.codes.empty()) view.codes.push_back({i, texts.codes});
+      if (known.emplace(row.sgrp, NumberedText(comment)).second)
+        view.comments.push_back({i, comment.text, comment.id});
+    if (!texts.codes.empty()) view.codes.push_back({i, texts.codes, 0});
   }
   const auto rows =
       std::make_shared<const std::vector<SubgroupRow>>(std::move(chart.subgroups.rows));

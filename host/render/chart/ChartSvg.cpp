@@ -218,13 +218,13 @@ class Picture {
     for (const auto& down : view_.downtimes) {
       if (times_.Empty()) return;
       const double from = times_.Of(down.start), to = times_.Of(down.end);
-      if (!(from < to)) continue;
+      if (!(from <= to)) continue;
       const double middle = layout_.left + ((from + to) / 2.0 + 0.5) * layout_.PlaceWidth();
       const double width = std::max((to - from) * layout_.PlaceWidth(), kNarrowest);
       const double left = std::max(middle - width / 2.0, layout_.left);
       const double right = std::min(middle + width / 2.0, layout_.right);
       scene_.Rectangle(left, panel.top, right - left, panel.bottom - panel.top, "dt",
-                       down.state + "  " + IsoTime(down.start) + " to " + IsoTime(down.end));
+                       down.state + "  " + TimeText(down));
     }
   }
 

@@ -381,8 +381,10 @@ class Plot {
     out_.Line("comments:");
     List(view_.comments.size(), kMaxMarks, [&](std::size_t c) {
       const auto& comment = view_.comments[c];
-      return fmt::format("  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
-                         IsoTime(view_.stamps[comment.point]), comment.text);
+      return fmt::format(
+          "  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
+          IsoTime(view_.stamps[comment.point]),
+          (comment.id == 0 ? "" : "comment ") + NumberedText({comment.id, comment.text}));
     });
   }
 
@@ -392,7 +394,7 @@ class Plot {
     out_.Line("not running:");
     List(view_.downtimes.size(), kMaxComments, [&](std::size_t d) {
       const auto& down = view_.downtimes[d];
-      return "  " + IsoTime(down.start) + " to " + IsoTime(down.end) + "  " + down.state;
+      return "  " + TimeText(down) + "  " + down.state;
     });
   }
 
@@ -466,8 +468,16 @@ void WritePoints(Page& page, const ChartView& view) {
                            if (name == word) return text;
                          return std::string();
                        }});
-  columns.push_back(
-      {"comment", [](std::size_t, const Texts& texts) { return Joined(texts.comments, "; "); }});
+  columns.push_back({"phase", [&](std::size_t i, const Texts&) {
+                       if (view.phases.empty()) return std::string();
+                       return view.phases[static_cast<std::size_t>(view.PhaseOf(i))].name;
+                     }});
+  columns.push_back({"comment", [](std::size_t, const Texts& texts) {
+                       std::vector<std::string> comments;
+                       for (const auto& comment : texts.comments)
+                         comments.push_back(NumberedText(comment));
+                       return Joined(comments, "; ");
+                     }});
   columns.push_back({"cause", [](std::size_t, const Texts& texts) { return texts.cause; }});
   columns.push_back({"action", [](std::size_t, const Texts& texts) { return texts.action; }});
   columns.push_back(
@@ -493,7 +503,7 @@ void WritePoints(Page& page, const ChartView& view) {
 void WriteDowntimes(Page& page, const ChartView& view) {
   Table table{"Not running", {"@from (UTC)", "@to (UTC)", "state"}};
   for (const auto& down : view.downtimes)
-    table.rows.push_back({IsoTime(down.start), IsoTime(down.end), down.state});
+    table.rows.push_back({IsoTime(down.start), down.HasEnd() ? IsoTime(down.end) : "", down.state});
   page.Write(table);
 }
 

@@ -4,9 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <iterator>
+#include <numeric>
+#include <vector>
 
 #include "host/render/core/Html.h"
 #include "host/render/core/Numbers.h"
@@ -73,7 +74,10 @@ class Picture {
       scene_.NoData(y + 14);
       y += 40.0;
     } else {
-      y = Requirements(y + 4.0);
+      y = Rows(RequirementsTable(view_), CountsOf(view_.requirements), y + 4.0);
+      // A page has them as a table.
+      if (!view_.phases.empty() && !scene_.embedded)
+        y = Rows(PhasesTable(view_), CountsOf(view_.phases), y + 30.0);
       const std::size_t maps = view_.maps.size(), days = maps == 0 ? 0 : view_.maps[0].days.size();
       for (std::size_t m = 0; m < maps && m < kMaxMaps; ++m) y = Map(view_.maps[m], y + 30.0);
       if (maps != 0) y = Legend(y + 20.0);
@@ -94,28 +98,30 @@ class Picture {
   }
 
  private:
-  // Places of the four texts, wide enough for what they hold as far as there is room.
-  static std::array<double, 5> TextPlaces(const Table& table) {
+  // Places of the texts and of the end of the last, wide enough for what they hold as far as there
+  // is room.
+  static std::vector<double> TextPlaces(const Table& table, std::size_t texts) {
     constexpr double kFirst = 14.0, kRoom = 582.0;
-    std::array<double, 4> widths{};
-    for (std::size_t c = 0; c < 4; ++c) {
+    std::vector<double> widths(texts);
+    for (std::size_t c = 0; c < texts; ++c) {
       widths[c] = WidthOf(table.headings[c]) + 18.0;
       for (const auto& row : table.rows) widths[c] = std::max(widths[c], WidthOf(row[c]) + 18.0);
     }
-    double sum = widths[0] + widths[1] + widths[2] + widths[3];
+    double sum = std::accumulate(widths.begin(), widths.end(), 0.0);
     for (; sum > kRoom; --sum) --*std::max_element(widths.begin(), widths.end());
-    std::array<double, 5> places{kFirst};
-    for (std::size_t c = 0; c < 4; ++c) places[c + 1] = places[c] + widths[c];
+    std::vector<double> places{kFirst};
+    for (const double width : widths) places.push_back(places.back() + width);
     return places;
   }
 
-  double Requirements(double y) {
+  // A table whose last four columns are the counts, with a bar for each row.
+  double Rows(const Table& table, const std::vector<SampleCount>& counts, double y) {
     constexpr double kNumbers[] = {650, 720, 780, 846};
-    const Table table = RequirementsTable(view_);
-    const auto places = TextPlaces(table);
-    for (std::size_t c = 0; c < 4; ++c) {
-      scene_.Text(places[c], y, "th", Anchor::Start, table.headings[c]);
-      scene_.Text(kNumbers[c], y, "th", Anchor::End, table.headings[c + 4].substr(1));
+    const std::size_t texts = table.headings.size() - std::size(kNumbers);
+    const auto places = TextPlaces(table, texts);
+    for (std::size_t c = 0; c < std::size(kNumbers); ++c) {
+      if (c < texts) scene_.Text(places[c], y, "th", Anchor::Start, table.headings[c]);
+      scene_.Text(kNumbers[c], y, "th", Anchor::End, table.headings[texts + c].substr(1));
     }
     y += 6.0;
     scene_.Line(14, y, 986, y, "tick");
@@ -123,12 +129,13 @@ class Picture {
     for (std::size_t i = 0; i < shown; ++i) {
       const auto& row = table.rows[i];
       y += 18.0;
-      for (std::size_t c = 0; c < 4; ++c) {
-        scene_.Text(places[c], y - 4, "", Anchor::Start,
-                    FittingText(row[c], places[c + 1] - places[c] - 10.0));
-        scene_.Text(kNumbers[c], y - 4, "", Anchor::End, row[c + 4]);
+      for (std::size_t c = 0; c < std::size(kNumbers); ++c) {
+        if (c < texts)
+          scene_.Text(places[c], y - 4, "", Anchor::Start,
+                      FittingText(row[c], places[c + 1] - places[c] - 10.0));
+        scene_.Text(kNumbers[c], y - 4, "", Anchor::End, row[texts + c]);
       }
-      const SampleCount& count = view_.requirements[i].count;
+      const SampleCount& count = counts[i];
       if (count.expected != 0) {
         scene_.Rectangle(860, y - 13, 126, 10, "not");
         scene_.Rectangle(860, y - 13, 126 * (std::clamp(count.Percent(), 0.0, 100.0) / 100.0), 10,
@@ -142,6 +149,13 @@ class Picture {
                   "and " + std::to_string(table.rows.size() - shown) + " more");
     }
     return y;
+  }
+
+  template <class Line>
+  static std::vector<SampleCount> CountsOf(const std::vector<Line>& lines) {
+    std::vector<SampleCount> counts;
+    for (const auto& line : lines) counts.push_back(line.count);
+    return counts;
   }
 
   double Map(const HeatMap& map, double y) {

@@ -78,26 +78,31 @@ void WriteSubgroup(JsonWriter& json, const SubgroupRow& row, const Names& names,
 }
 
 // What is beside the values of one subgroup.
-void WriteRemarks(JsonWriter& json, const Remarks& remarks, const Names& names, bool descriptors,
+void WriteRemarks(JsonWriter& json, const Remarks& remarks, const Names& names, bool is_data,
                   bool has_texts) {
-  if (descriptors) {
-    json.Objects<Spread::None>("Descriptors", remarks.descriptors, [&](const DescriptorRow& row) {
-      json.Members("Dsgp", row.group, "DsgpName", row.group_name, "Desc", row.descriptor,
-                   "DescName", row.name, "Tsno", row.tsno);
-    });
+  if (!has_texts && !is_data) {
+    for (const char* const key : {"Descriptors", "Comments", "Events"}) json.NullMember(key);
+    return;
   }
-  if (!has_texts && !descriptors) {
-    json.NullMember("Comments");
-    return json.NullMember("Events");
-  }
+  json.Objects<Spread::None>("Descriptors", remarks.descriptors, [&](const DescriptorRow& row) {
+    json.Members("Dsgp", row.group, "DsgpName", row.group_name, "Desc", row.descriptor, "DescName",
+                 row.name, "Tsno", row.tsno);
+  });
   json.Objects<Spread::None>("Comments", remarks.comments, [&](const CommentRow& comment) {
+    json.MemberIf(has_texts, "ID", comment.id);
     json.Members("Empl", comment.employee, "Note", comment.note, "Test", comment.test, "Tsno",
                  comment.tsno);
     WriteDate(json, "Edtm", comment.edited);
+    if (is_data) json.MemberIf(comment.version >= 0, "Version", comment.version);
   });
   if (!has_texts) return json.NullMember("Events");
   json.Objects<Spread::None>("Events", remarks.events,
                              [&](const EventRow& event) { WriteEvent(json, event, names); });
+}
+
+const std::string& PhaseOf(const SubgroupsRead& data, std::size_t row) {
+  static const std::string none;
+  return data.phase_of.empty() ? none : data.phases[static_cast<std::size_t>(data.phase_of[row])];
 }
 
 // "10.2", "Scratch x8"
@@ -173,7 +178,8 @@ SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
   for (std::size_t i = 0; i < std::size(given); ++i)
     if (!given[i].empty()) texts.items.emplace_back(kItemWords[i], given[i]);
   for (const auto& comment : remarks.comments)
-    texts.comments.push_back(By(PlainText(comment.note), PlainText(comment.employee)));
+    texts.comments.push_back(
+        {comment.id, By(PlainText(comment.note), PlainText(comment.employee))});
   texts.cause = causes.Text();
   texts.action = actions.Text();
   texts.codes = codes.Text();
@@ -181,10 +187,15 @@ SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
   return texts;
 }
 
+std::string NumberedText(const CommentText& comment) {
+  return (comment.id == 0 ? "" : std::to_string(comment.id) + ": ") + comment.text;
+}
+
 std::string TextLine(const SubgroupTexts& texts) {
   std::vector<std::string> pieces;
   for (const auto& [word, text] : texts.items) pieces.push_back(word + " " + text);
-  for (const auto& comment : texts.comments) pieces.push_back("comment: " + comment);
+  for (const auto& comment : texts.comments)
+    pieces.push_back((comment.id == 0 ? "comment: " : "comment ") + NumberedText(comment));
   if (!texts.cause.empty()) pieces.push_back("cause: " + texts.cause);
   if (!texts.action.empty()) pieces.push_back("action: " + texts.action);
   if (texts.edited) pieces.emplace_back("edited");
@@ -269,17 +280,16 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
   });
 }
 
-void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names,
-                    bool descriptors) {
+void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names, bool is_data) {
   json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
     WriteSubgroup(json, row, names, data.has_texts);
     if (!data.phase_of.empty()) {
-      const auto place = static_cast<std::size_t>(&row - data.rows.data());
-      const auto& phase = data.phases[static_cast<std::size_t>(data.phase_of[place])];
+      const auto& phase = PhaseOf(data, static_cast<std::size_t>(&row - data.rows.data()));
       json.MemberIf(!phase.empty(), "Phase", phase);
     }
-    WriteRemarks(json, RemarksOf(row), names, descriptors, data.has_texts);
+    WriteRemarks(json, RemarksOf(row), names, is_data, data.has_texts);
     json.MemberIf(data.has_texts, "Edited", row.edited);
+    if (is_data) json.MemberIf(row.version >= 0, "Version", row.version);
   });
 }
 
@@ -329,10 +339,12 @@ std::string DataText(const SubgroupsRead& data, const Names& names, const TextOp
     table.rows.push_back(
         {IsoTime(row.stamp), StreamName(names, row.part, row.prcs, row.test), values});
     auto texts = TextsOf(row, names);
+    const auto phase = PlainText(PhaseOf(data, static_cast<std::size_t>(&row - data.rows.data())));
     // Beside their counts already.
     std::erase_if(texts.items, [](const auto& item) { return item.first == "defects"; });
-    table.details.push_back(
-        Joined({texts.label.empty() ? "" : "subgroup " + texts.label, TextLine(texts)}, "; "));
+    table.details.push_back(Joined({texts.label.empty() ? "" : "subgroup " + texts.label,
+                                    phase.empty() ? "" : "phase " + phase, TextLine(texts)},
+                                   "; "));
   }
   if (data.rows.empty()) {
     out.Line("no data selected");

@@ -57,7 +57,8 @@ struct DescriptorRow {
 struct CommentRow {
   std::string employee, note;
   std::int32_t test = 0, tsno = 0;
-  double edited = 0.0;  // date
+  double edited = 0.0;                // date
+  std::int64_t id = 0, version = -1;  // 0 and below: not known
 };
 
 // An assignable cause or a corrective action: identifiers, and a stamp that is 0 without a time.
@@ -85,7 +86,8 @@ struct SubgroupRow {
   std::vector<TestRow> tests = {};
   std::shared_ptr<const Remarks> remarks = {};  // null: none
   std::string label = {};
-  bool edited = false;  // changed since it was stored
+  bool edited = false;        // changed since it was stored
+  std::int64_t version = -1;  // of the record in the log; below 0: not known
 };
 
 const Remarks& RemarksOf(const SubgroupRow& row);
@@ -96,24 +98,32 @@ struct SubgroupsRead {
   // The phase of each row among these names, of which an empty one is none; empty: not known.
   std::vector<std::int32_t> phase_of;
   std::vector<std::string> phases;
-  // Whether labels, events, whole comments and changes came from a database: no result has them.
+  // Whether labels, descriptors, events, whole comments and changes came from a database: no result
+  // has them all.
   bool has_texts = false;
 };
 SubgroupsRead ReadSubgroups(SubgroupData& data);
+
+struct CommentText {
+  std::int64_t id = 0;  // its number; 0: not known
+  std::string text;     // "new coil (Kim)"
+};
 
 // Everything of a subgroup that is a text, by name, for people.
 struct SubgroupTexts {
   std::string label;
   std::vector<std::pair<std::string, std::string>> items;  // "lot", "L1": those given
-  std::vector<std::string> comments;                       // "new coil (Kim)"
-  std::string cause, action;                               // "Worn tool (Ann)"
-  std::string codes;                                       // "Worn tool / Reset": without names
+  std::vector<CommentText> comments;
+  std::string cause, action;  // "Worn tool (Ann)"
+  std::string codes;          // "Worn tool / Reset": without names
   bool edited = false;
 };
 SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names);
 // The names of items, in their order.
 std::span<const std::string_view> ItemWords();
-// "lot L1  shift early  comment: new coil (Kim)", for one line; the label is not in it.
+// "9: new coil (Kim)", or without its number.
+std::string NumberedText(const CommentText& comment);
+// "lot L1; shift early; comment 9: new coil (Kim)", for one line; the label is not in it.
 std::string TextLine(const SubgroupTexts& texts);
 
 // select may be null: rows whose selection is not known.
@@ -122,9 +132,10 @@ std::string DataJson(const DataSelect* select, const SubgroupsRead& data, const 
 
 // Members of an open object.
 void WriteDataSelect(JsonWriter& json, const DataSelect& select);
-// "Subgroups". descriptors: with them, which charts do not have.
+// "Subgroups". is_data: with versions, and with the descriptors and comments of a stored result,
+// which charts do not have.
 void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names,
-                    bool descriptors = false);
+                    bool is_data = false);
 // Members of one event, in an open object.
 void WriteEvent(JsonWriter& json, const EventRow& event, const Names& names);
 // The identifier as key, and its name as "...Name".

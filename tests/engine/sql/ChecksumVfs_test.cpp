@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -23,6 +24,7 @@
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "engine/sql/sqlite/flipped_bit.h"
 #include "engine/sql/sqlite/pages.h"
+#include "tests/engine/watched_device.h"
 
 namespace orvspc::engine::sql::sqlite {
 namespace {
@@ -372,6 +374,24 @@ TEST_F(FlippedBitTest, EverythingElseIsRefused) {
   }
 }
 
+// It would lead to where the others are, which look like a row with a blob.
+TEST_F(FlippedBitTest, ThePlaceOfARowThatLooksLikeABlobIsRefused) {
+  const std::array<int, 8> places{0xf00, 0xc10, 0x224, 0xe00, 0xd00, 0xb00, 0xa00, 0x20a};
+  std::vector<std::byte> page(kPage);
+  page[0] = std::byte{13};  // a leaf of a table
+  page[4] = std::byte{places.size()};
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    page[8 + 2 * i] = static_cast<std::byte>(places[i] >> 8);
+    page[9 + 2 * i] = static_cast<std::byte>(places[i] & 0xff);
+  }
+  auto sum = PageChecksum(std::span(page).first(kPage - 8), 17);
+  for (std::size_t i = kPage - 8; i < kPage; ++i, sum >>= 8)
+    page[i] = static_cast<std::byte>(sum & 0xff);
+  page[22] ^= std::byte{2};  // the last of them is 10 then
+  ASSERT_EQ(FlippedByte(page, 17), 22U);
+  EXPECT_FALSE(IsOneBitOfBlob(page, 17));
+}
+
 // What overflows from a row is on pages of that row alone.
 TEST_F(FlippedBitTest, AnOverflowPageIsRefused) {
   std::size_t page = 0;
@@ -458,6 +478,120 @@ TEST_F(ChecksumVfsTest, AFlushedCommitIsSeenByOthersAtOnceHoweverManyPagesItHas)
 }
 
 // --- The log -------------------------------------------------------------------------------------
+
+// Two connections to a file with one table, on a device that is watched.
+class GatheredLogTest : public ChecksumVfsTest {
+ protected:
+  void Begin() {
+    first_ = Open();
+    first_->Execute(
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, b BLOB); INSERT INTO t VALUES(-1, 'x')");
+    first_->EmptyLog();
+    second_ = Open();
+    EXPECT_EQ(State(*second_), "1 -1");
+  }
+  void TearDown() override {
+    device_.on_write = nullptr;
+    device_.after_flush = nullptr;
+    first_.reset();
+    second_.reset();
+  }
+  static void AddRows(Connection& db, int count) {
+    db.Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+               std::to_string(count) + ") INSERT INTO t SELECT i, randomblob(3000) FROM n");
+  }
+  // Number and sum of the rows, or what is wrong with them.
+  static std::string State(Connection& db) {
+    std::string text;
+    Query rows(db, "SELECT count(*) || ' ' || sum(id) FROM t");
+    if (rows.Step()) text = rows.Text(0);
+    Query check(db, "PRAGMA integrity_check");
+    return check.Step() && check.Text(0) == "ok" ? text : std::string(check.Text(0));
+  }
+  // Of both, of another one, and of a program that begins after one that died.
+  void ExpectState(const std::string& state) {
+    EXPECT_EQ(State(*first_), state);
+    EXPECT_EQ(State(*second_), state);
+    EXPECT_EQ(State(*Open()), state);
+    const auto copy = (folder_ / "copy").string();
+    for (const char* end : {"", "-wal"}) {
+      fs::copy_file(Path() + end, copy + end, fs::copy_options::overwrite_existing);
+    }
+    EXPECT_EQ(State(*Open(copy)), state);
+  }
+  static SqlError::Kind FailureOf(Connection& db, const std::string& sql) {
+    try {
+      db.Execute(sql);
+    } catch (const SqlError& error) {
+      return error.Which();
+    }
+    ADD_FAILURE() << sql << ": no failure";
+    return SqlError::Kind::Other;
+  }
+
+  WatchedDevice device_;
+  std::unique_ptr<Connection> first_, second_;
+};
+
+// Its frames would come over those of the next writer.
+TEST_F(GatheredLogTest, ATransactionThatIsTakenBackWritesNothingAfterItsLock) {
+  for (const int rows : {10, 25}) {
+    SCOPED_TRACE(rows);
+    fs::remove(Path());
+    Begin();
+    first_->Execute("PRAGMA cache_size=10; BEGIN IMMEDIATE");
+    AddRows(*first_, rows);
+    bool is_done = false;
+    device_.after_writing = [&] {
+      second_->Execute("INSERT INTO t VALUES(1000, zeroblob(20000))");
+      is_done = true;
+    };
+    first_->Execute("ROLLBACK");
+    EXPECT_TRUE(is_done);
+    ExpectState("2 999");
+    first_.reset();
+    second_.reset();
+  }
+}
+
+// Frames that were dropped would be a hole in the commit, which SQLite knows nothing of.
+TEST_F(GatheredLogTest, ATransactionThatLostWhatWasGatheredIsNotCommitted) {
+  Begin();
+  first_->Execute("CREATE UNIQUE INDEX t_by_b ON t(b); PRAGMA cache_size=10; BEGIN IMMEDIATE");
+  AddRows(*first_, 25);
+  device_.on_write = [](auto, auto) { return SQLITE_FULL; };
+  // Reads pages that are in the log alone, for which what was gathered is written first.
+  EXPECT_EQ(FailureOf(*first_, "UPDATE t SET b = b || '1'"), SqlError::Kind::Full);
+  device_.on_write = nullptr;
+  if (first_->InTransaction()) {
+    EXPECT_EQ(FailureOf(*first_, "COMMIT"), SqlError::Kind::Full);
+    first_->Rollback();
+  }
+  ExpectState("1 -1");
+  AddRows(*first_, 2);
+  ExpectState("3 2");
+}
+
+// SQLite fills the last sector there, and writes the end of that after the flush.
+TEST_F(GatheredLogTest, WithoutSafeOverwritingNothingOfACommitIsLeftAfterItsFlush) {
+  device_.lacks = SQLITE_IOCAP_POWERSAFE_OVERWRITE;
+  Begin();
+  first_->Execute("INSERT INTO t VALUES(2, 'z')");  // the head of the log is flushed by itself
+  bool is_flushed = false;
+  device_.after_flush = [&](std::string_view name) { is_flushed = name.ends_with("-wal"); };
+  int left = 0;
+  device_.on_write = [&](std::string_view name, auto) {
+    if (!is_flushed || !name.ends_with("-wal")) return SQLITE_OK;
+    ++left;
+    return SQLITE_FULL;
+  };
+  EXPECT_EQ(FailureOf(*first_, "INSERT INTO t VALUES(1, 'y')"), SqlError::Kind::Full);
+  EXPECT_EQ(left, 1);
+  device_.on_write = nullptr;
+  EXPECT_EQ(State(*second_), "2 1");
+  first_->Execute("INSERT INTO t VALUES(1, 'y')");
+  ExpectState("3 2");
+}
 
 TEST_F(ChecksumVfsTest, APageThatIsDamagedInTheLogIsNoticedAndNotMovedIntoTheFile) {
   const auto writer = Open();

@@ -15,6 +15,7 @@
 #include "engine/write/log/Log.h"
 #include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/watched_device.h"
 
 namespace orvspc::engine::store {
 namespace {
@@ -206,6 +207,62 @@ TEST_F(BackupTest, ADamagedPageIsNotCopied) {
   const auto page = std::to_string(size / 2 / 4096 + 1);
   EXPECT_EQ(BackupFailure(File("b.db")),
             Path() + ": is damaged: page " + page + " does not match its checksum");
+  EXPECT_FALSE(fs::exists(File("b.db")));
+}
+
+// Rows that were written again are on pages that match.
+TEST_F(BackupTest, WhatDoesNotFitItsOwnChecksumIsNotCopied) {
+  std::string text = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 600; ++i) {
+    text += "Ring,Press,Weight,w" + std::to_string(i) + "," + std::to_string(1980 + i / 12) + "-" +
+            (i % 12 < 9 ? "0" : "") + std::to_string(i % 12 + 1) + "-01," +
+            std::to_string(10 + i % 7) + "\n";
+  }
+  Import(text);
+  const auto refusal = File("b.db") + ": is not made, since what was copied is damaged: ";
+  const struct {
+    std::string table, row, said;
+  } cases[] = {{"measurement_chunk", "stream = 3",
+                "The values of Ring / Press / Weight from 1980-01-01T00:00:00 to "},
+               {"measurement", "stream = 2",
+                "The values of Shaft / Mill / Length at 2024-01-03T00:00:00 are damaged: their "
+                "checksum does not fit"},
+               {"subgroup_block", "block = 1",
+                "The names of the subgroups from 256 on are damaged: their checksum does not fit"}};
+  for (const auto& [table, row, said] : cases) {
+    const auto where = table + " WHERE " + row;
+    RunSql(Path(), "CREATE TABLE kept AS SELECT * FROM " + where + "; UPDATE " + table +
+                       " SET packed = CAST(substr(packed, 1, 29) || x'a5' || substr(packed, 31) "
+                       "AS BLOB) WHERE " +
+                       row);
+    for (const bool as_copy : {false, true}) {
+      const auto failure = BackupFailure(File("b.db"), {.as_copy = as_copy});
+      EXPECT_EQ(failure.rfind(refusal + said, 0), 0U) << table << ": " << failure;
+      EXPECT_FALSE(fs::exists(File("b.db")));
+    }
+    EXPECT_FALSE(QualityDatabase::Check(Path()).finds.empty());
+    RunSql(Path(), "DELETE FROM " + where + "; INSERT INTO " + table +
+                       " SELECT * FROM kept; DROP TABLE kept");
+  }
+  EXPECT_EQ(BackupFailure(File("b.db")), "");
+}
+
+TEST_F(BackupTest, WhatTheDeviceChangesHasNoName) {
+  Enlarge();
+  std::size_t written = 0;
+  {
+    WatchedDevice device;
+    device.on_write = [&](std::string_view name, std::span<std::byte> data) {
+      if (name.find(".db.new-") == name.npos || data.size() != 4096) return SQLITE_OK;
+      if (++written == 500) data[1000] ^= std::byte{1};
+      return SQLITE_OK;
+    };
+    const auto failure = BackupFailure(File("b.db"));
+    EXPECT_EQ(
+        failure.rfind(File("b.db") + ": is not made, since what was copied is damaged: page "), 0U)
+        << failure;
+  }
+  EXPECT_GT(written, 500U);
   EXPECT_FALSE(fs::exists(File("b.db")));
 }
 

@@ -122,6 +122,24 @@ TEST_F(FormerSchema3Test, LimitsThatDifferAreARefusalAndTheFileStaysAsItWas) {
   ExpectForward();
 }
 
+// Its page is whole.
+TEST_F(FormerSchema3Test, ADamagedChunkIsNamedAndTheFileStaysAsItWas) {
+  RunSql(Path(),
+         "CREATE TABLE kept AS SELECT * FROM measurement_chunk;"
+         "UPDATE measurement_chunk SET packed = CAST(substr(packed, 1, 99) || x'ff' || "
+         "substr(packed, 101) AS BLOB)");
+  const auto failure = FailureOf([&] { OpenDatabase(Path()); });
+  EXPECT_EQ(failure.find(Path() + ": The values of "), 0U) << failure;
+  EXPECT_NE(failure.find(" are damaged: their checksum does not fit"), std::string::npos)
+      << failure;
+  EXPECT_EQ(VersionOf(Path()), 3);
+  EXPECT_FALSE(std::filesystem::exists(Path() + ".v3"));
+  RunSql(Path(),
+         "DELETE FROM measurement_chunk; INSERT INTO measurement_chunk SELECT * FROM kept;"
+         "DROP TABLE kept");
+  ExpectForward();
+}
+
 // Values stay where they are, so that the backup is all that it takes.
 TEST_F(FormerSchema3Test, ItNeedsRoomForItsBackupAlone) {
   const auto folder = std::filesystem::path(Path()).parent_path();

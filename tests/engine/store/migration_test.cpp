@@ -29,6 +29,7 @@
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/stored_record.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/watched_device.h"
 #include "tests/engine/write/import/every_kind.h"
 
 // Files of older schemas with so many values that these go into chunks and blocks.
@@ -408,6 +409,34 @@ TEST_F(MigrationTest, ABackupThatTheDeviceDoesNotKeepIsARefusal) {
     EXPECT_EQ(Backups(), Names{});
   }
   EXPECT_EQ(refusals, 1);
+}
+
+// These files have no checksums on their pages.
+TEST_F(MigrationTest, ABackupThatIsNotWhatTheFileIsIsARefusal) {
+  const auto former = ContentOf(Path());
+  const auto pages = std::filesystem::file_size(Path()) / 4096;
+  ASSERT_GT(pages, 20U);
+  for (const std::size_t garbled : {std::size_t{1}, pages / 2, pages}) {
+    for (const std::size_t place : {101U, 4095U}) {
+      std::size_t written = 0;
+      std::string failure;
+      {
+        WatchedDevice device;
+        device.on_write = [&](std::string_view name, std::span<std::byte> data) {
+          if (!name.ends_with(".v1.new") || data.size() != 4096) return SQLITE_OK;
+          if (++written == garbled) data[place] ^= std::byte{1};
+          return SQLITE_OK;
+        };
+        failure = FailureOf([&] { OpenDatabase(Path()); });
+      }
+      EXPECT_EQ(failure,
+                Path() + ": its backup " + Path() + ".v1 cannot be made: what was written differs")
+          << garbled << " " << place;
+      EXPECT_EQ(Backups(), Names{});
+      EXPECT_EQ(ContentOf(Path()), former);
+    }
+  }
+  ExpectAll();
 }
 
 TEST_F(MigrationTest, ABackupThatIsTheSameServesAgain) {

@@ -237,7 +237,6 @@ class FaultTest : public CopyTest {
       INSERT INTO baseline_policy(id, run, minimum, rule, who, made) VALUES(1, 8, 20, '', 'me', 1);
       INSERT INTO limit_exclusion(limit_row, subgroup, reason) VALUES(1, 1, 'odd');
       INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1);
-      INSERT INTO label_counter(part, process, last) VALUES(1, 1, 9);
       INSERT INTO alias(kind, name, item) VALUES('part', 'former', 1);
       INSERT INTO alarm_mark(stream, time, subgroup, limit_row, rules) VALUES(1, 5, 1, 1, '1 2');
       INSERT INTO alarm_checkpoint(stream, graph, time, subgroup, upper, lower)

@@ -93,7 +93,7 @@ TEST_F(BatchesTest, UndoingTakesOutWhatWasAdded) {
   EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(NamesInUse(Data()), names);
   EXPECT_EQ(CountOf("comment"), 0);
-  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "#1 has values still";
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 0) << "also of #1, which has values still";
   EXPECT_EQ(CountOf("event"), 1);
   EXPECT_EQ(Data().Imports()[0].state, "undone");
   const auto latest = Data().Log().back();
@@ -109,7 +109,7 @@ TEST_F(BatchesTest, WhatCannotBeUndoneIsRefused) {
   const auto limits = Import("part,test,usl\nA,T,9\n", ImportKind::Limits).batch;
   EXPECT_EQ(RefusalOf([&] { Undo(limits); }),
             "kind: batch " + std::to_string(limits) +
-                " is an import of limits; only one of values can be undone");
+                " is an import of limits; only values, records, flags and comments can be undone");
   EXPECT_EQ(RefusalOf([&] { Data().UndoImport(batch, false, {}); }),
             "reason: --reason: say why, in 3 to 500 characters");
   Undo(batch);
@@ -175,6 +175,136 @@ TEST_F(BatchesTest, AnUndoneFileIsImportedAgain) {
   Data().SetActive(ItemKind::Lot, "L1", false, Why());
   Import("part,process,test,subgroup,time,value,lot\nA,P,T,9,2024-01-09,1,L1\n");
   EXPECT_FALSE(NamesInUse(Data()).contains("lot L1")) << "somebody wanted it so";
+}
+
+// What came with one import goes, what another or a record brought, too, stays.
+TEST_F(BatchesTest, DescriptorsOfSharedSubgroupsGoWithTheImportThatBroughtThem) {
+  const auto line = [](const char* test, const char* colour) {
+    return std::string("part,process,test,subgroup,time,value,descriptor:Colour\nA,P,") + test +
+           ",1,2024-01-01,1," + colour + "\n";
+  };
+  const auto red = Import(line("T", "red")).batch;
+  const auto both = Import(line("U", "red")).batch;
+  const auto blue = Import(line("V", "blue")).batch;
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 2);
+  Undo(blue);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1);
+  Undo(red);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "the other import brought it, too";
+  const auto seq = Data().Log().back().seq;
+  Undo(both);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 0);
+  for (const auto& entry : Data().Log()) {
+    if (entry.seq > seq && entry.operation == "delete") Data().Restore(entry.seq, Why());
+  }
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1);
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, DescriptorsOfADeletedRecordComeBackAlsoAfterAnUndo) {
+  const auto first = Import(
+                         "part,process,test,subgroup,time,value,descriptor:Colour\n"
+                         "A,P,T,1,2024-01-01,1,red\n")
+                         .batch;
+  const auto second = Import(kSecond).batch;
+  const auto test = Id(ItemKind::Test, "T");
+  const auto entry = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
+  EXPECT_EQ(Undo(second).records, 3);
+  Data().Restore(entry, Why());
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "red of the first import, which stands";
+  const auto again = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
+  EXPECT_EQ(Undo(first, true).kept, 1);
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 0);
+  Data().Restore(again, Why());
+  EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "and of one that does not";
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, WhatWasDeletedSinceIsListedToo) {
+  const auto batch = Import(kFirst).batch;
+  const auto test = Id(ItemKind::Test, "T");
+  const auto entry = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
+  const auto refusal = ": 1 of 2 records were changed since (entries " + std::to_string(entry) +
+                       "); --keep-changed leaves these";
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }), "changed: batch " + std::to_string(batch) + refusal);
+  Import("part,process,test,subgroup,time,value\nZ,P,Width,1,2024-01-01,1\n");
+  Data().Merge(ItemKind::Test, "T", "Width", Why());
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }), "changed: batch " + std::to_string(batch) + refusal)
+      << "under its present name";
+  const auto report = Undo(batch, true);
+  EXPECT_EQ(report.records, 1);
+  EXPECT_EQ(report.kept, 1);
+  Data().Restore(entry, Why());
+  EXPECT_EQ(Data().Streams().size(), 2U);
+}
+
+TEST_F(BatchesTest, NamesOfRestoredRecordsAreInUseAgain) {
+  const auto batch = Import(kFirst).batch;
+  const auto names = NamesInUse(Data());
+  Undo(batch);
+  EXPECT_TRUE(NamesInUse(Data()).empty());
+  for (const auto& entry : Data().Log()) {
+    if (entry.operation == "delete") Data().Restore(entry.seq, Why());
+  }
+  EXPECT_EQ(NamesInUse(Data()), names);
+}
+
+TEST_F(BatchesTest, FlagsAreAgainWhatTheyWereBeforeTheirImport) {
+  Import(kFirst);
+  Data().ChangeFlag({2}, {}, sfIncomplete, Why());
+  const auto digest = DigestOf(Db());
+  ImportOptions options;
+  options.reason = "tool broke";
+  const auto batch =
+      Import("flag,subgroup\ndisabled,#1\ndisabled,#2\nenabled,#2\n", ImportKind::Flags, options)
+          .batch;
+  EXPECT_NE(DigestOf(Db()), digest);
+  auto dry = Why();
+  dry.dry_run = true;
+  EXPECT_EQ(Data().UndoImport(batch, false, dry).records, 2);
+  const auto report = Undo(batch);
+  EXPECT_EQ(report.records, 2);
+  EXPECT_EQ(DigestOf(Db()), digest);
+  EXPECT_EQ(Data().Log().back().operation, "undo");
+  EXPECT_EQ(Data().Imports()[0].state, "undone");
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, FlagsThatWereChangedSinceTheirImportAreListed) {
+  Import(kFirst);
+  ImportOptions options;
+  options.reason = "tool broke";
+  const auto batch =
+      Import("flag,subgroup\ndisabled,#1\ndisabled,#2\n", ImportKind::Flags, options).batch;
+  const auto entry = Data().ChangeFlag({2}, {}, sfIncomplete, Why()).at(0).version;
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }), "changed: batch " + std::to_string(batch) +
+                                                 ": 1 of 2 records were changed since "
+                                                 "(entries " +
+                                                 std::to_string(entry) +
+                                                 "); --keep-changed leaves these");
+  const auto report = Undo(batch, true);
+  EXPECT_EQ(report.records, 1);
+  EXPECT_EQ(report.kept, 1);
+  store::FlatSelection all;
+  EXPECT_EQ(std::ranges::count(Select(all.info, all.Filter()).subgroups, sfIncomplete,
+                               &API_SubgroupData::Flag),
+            1);
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, CommentsGoWithTheirImportUnlessTheyWereChanged) {
+  Import(kFirst);
+  const auto own = Data().AddComment(1, 0, 0, "of a person", {});
+  const auto batch =
+      Import("comment,subgroup\nnew tool,#1\nold tool,#2\n", ImportKind::Comments).batch;
+  EXPECT_EQ(CountOf("comment"), 3);
+  Data().ChangeComment(own + 2, "older tool", Why());
+  EXPECT_TRUE(RefusalOf([&] { Undo(batch); }).ends_with("--keep-changed leaves these"));
+  EXPECT_EQ(Undo(batch, true).records, 1);
+  EXPECT_EQ(CountOf("comment"), 2);
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }),
+            "undone: batch " + std::to_string(batch) + " is undone already");
+  ExpectWhole();
 }
 
 // Whatever is undone, what is left is what a database has that never saw it.

@@ -211,6 +211,37 @@ TEST_F(MergeTest, SettingsOfAStreamFollowAMergeUnlessTheOtherHasItsOwn) {
   EXPECT_EQ(entries[1].after, "");
 }
 
+// Entries of the time before a merge or a renaming are restored under the names of now.
+TEST_F(MergeTest, EntriesOfAMergedItemAreRestoredUnderThePresentName) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,L1\nB,P,U,2,2024-01-02,2,L2\n");
+  const auto test = Id(ItemKind::Test, "T");
+  Data().ChangeValue(1, test, {ValueChange::What::Set, 1, 0, 5, {}}, Why());
+  const auto changed = Data().Log().back().seq;
+  const auto deleted = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
+  Data().Merge(ItemKind::Test, "T", "U", Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  Data().Merge(ItemKind::Lot, "L1", "L2", Why());
+  Data().Rename(ItemKind::Test, "U", "Width", Why());
+  const auto now = Id(ItemKind::Test, "Width");
+  EXPECT_EQ(Data().Restore(deleted, Why()).at(0).test, now);
+  EXPECT_EQ(DigestOf(Db()), DigestOfFile(std::string(kHeader) + "B,P,Width,1,2024-01-01,5,L2\n"
+                                                                "B,P,Width,2,2024-01-02,2,L2\n"));
+  Data().Restore(changed, Why());
+  EXPECT_EQ(DigestOf(Db()), DigestOfFile(std::string(kHeader) + "B,P,Width,1,2024-01-01,1,L2\n"
+                                                                "B,P,Width,2,2024-01-02,2,L2\n"));
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, AnEntryMeansTheItemThatHadTheNameThen) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,L1\nA,P,T,2,2024-01-02,2,L2\n");
+  const auto deleted = Data().DeleteSubgroups({1}, Id(ItemKind::Test, "T"), Why()).at(0).version;
+  Data().Rename(ItemKind::Lot, "L1", "old", Why());
+  Data().Rename(ItemKind::Lot, "L2", "L1", Why());
+  Data().Restore(deleted, Why());
+  EXPECT_EQ(DigestOf(Db()), DigestOfFile(std::string(kHeader) +
+                                         "A,P,T,1,2024-01-01,1,old\nA,P,T,2,2024-01-02,2,L1\n"));
+}
+
 // Whatever names an item goes on with the other one: of parts, processes and tests.
 TEST_F(MergeTest, PoliciesPhasesAndLimitsFollowAMerge) {
   Import(std::string(kHeader) +

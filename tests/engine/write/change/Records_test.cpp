@@ -235,9 +235,18 @@ TEST_F(ChangeTest, WhoAndWhereChangeByName) {
   change.context = {{"lot", ""}};
   Data().ChangeSubgroups({2}, {}, change, Why());
   EXPECT_EQ(log::ReadJson(Latest("before"))["context"]["lot"], "L1");
-  change.context = {{"lot", "L9"}};
+  change.context = {{"lot", "L9"}, {"shift", "night"}};
+  Data().ChangeSubgroups({2}, {}, change, Why());
+  EXPECT_EQ(LatestAfter(), R"({"context":{"lot":"L9","shift":"night"}})");
+  EXPECT_TRUE(Data().Find(ItemKind::Lot, "L9").has_value()) << "new names are added";
+  EXPECT_TRUE(Data().Find(ItemKind::Shift, "night").has_value());
+  change.context = {{"lot", "L\n9"}};
   EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, {}, change, Why()); }),
-            "unknown: there is no lot \"L9\"");
+            "name: lot: must be 1 to 255 bytes of text without control characters");
+  Data().SetActive(ItemKind::Lot, "L9", false, Why());
+  change.context = {{"lot", "L9"}};
+  EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, {}, change, Why()); }).substr(0, 39),
+            "inactive: lot: \"L9\" is deactivated sinc");
   change.context = {{"colour", "red"}};
   EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, {}, change, Why()); }),
             "unknown: a subgroup has no colour");

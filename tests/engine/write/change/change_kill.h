@@ -79,6 +79,7 @@ class ChangeKillTest : public store::StoreTest {
 
  private:
   static constexpr int kSubgroups = 40;
+  static constexpr int kTouched = 30;  // the others stay enabled, so that limits have values
 
   // What can be compared between two databases.
   struct State {
@@ -149,7 +150,7 @@ class ChangeKillTest : public store::StoreTest {
     const auto moment = start_ + std::int64_t{step} * 60;
     const time::FixedNow now(moment);
     const int round = step / kKinds;
-    const std::int32_t old = 1 + round * 7 % kSubgroups;
+    const std::int32_t old = 1 + round * 7 % kTouched;
     ChangeOptions options;
     options.actor.by = "Ann";
     options.reason = "step " + std::to_string(step);
@@ -158,7 +159,7 @@ class ChangeKillTest : public store::StoreTest {
         database.Record(RecordOf(moment, 14.0), options.actor);
         break;
       case 1: {
-        const bool is_first = round / kSubgroups % 2 == 0;
+        const bool is_first = round / kTouched % 2 == 0;
         database.ChangeFlag({old}, {}, is_first ? sfDisabled : sfEnabled, options);
         break;
       }

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <limits>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -21,6 +24,7 @@
 #include "engine/write/log/Log.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/watched_device.h"
 
 namespace orvspc::engine::record {
 namespace {
@@ -103,7 +107,8 @@ class RecorderTest : public StoreTest {
   std::string StateText() {
     return Digest() + " " + std::to_string(Value("SELECT count(*) FROM log")) + " " +
            std::to_string(Value("SELECT count(*) FROM client_key")) + " " +
-           std::to_string(Value("SELECT count(*) FROM label_counter"));
+           std::to_string(
+               Value("SELECT coalesce(sum(last), 0) FROM counter WHERE name LIKE 'label %'"));
   }
   struct StoredValues {
     std::vector<double> values;
@@ -375,6 +380,24 @@ TEST_F(RecorderTest, RefusesUnreasonableValuesUnlessForced) {
   EXPECT_EQ(Text("SELECT n.name FROM event e JOIN event_name n ON n.id = e.name"),
             "Unreasonable value");
   EXPECT_EQ(Text("SELECT p.name FROM event e JOIN employee p ON p.id = e.employee"), "Ann");
+}
+
+// Each count as it is typed.
+TEST_F(RecorderTest, RefusesUnreasonableCountsUnlessForced) {
+  Make(Leaks(50, {1}, kNow - 10));
+  Import("part,test,url,lrl\nRing,Leaks,20,1\n", ImportKind::Limits);
+  ExpectRefused(Leaks(50, {21}, kNow - 1), "unreasonable",
+                "value: 21 lies beyond the reasonable limit 20; --force stores it");
+  ExpectRefused(Leaks(50, {}, kNow - 1), "unreasonable",
+                "value: 0 lies beyond the reasonable limit 1; --force stores it");
+  ExpectRefused(Leaks(50, {51}, kNow - 1), "count",
+                "value: more defectives (51) than units inspected (50)");
+  EXPECT_FALSE(RefusalOf(Leaks(50, {20}, kNow - 1)));
+  auto forced = Leaks(50, {21}, kNow - 2);
+  forced.force = true;
+  Make(forced);
+  EXPECT_EQ(Text("SELECT n.name FROM event e JOIN event_name n ON n.id = e.name"),
+            "Unreasonable value");
 }
 
 TEST_F(RecorderTest, RefusesSubgroupsOfAnotherSizeUnlessIncomplete) {
@@ -881,6 +904,33 @@ TEST_F(RecorderTest, RequireNamesTheNearest) {
   EXPECT_EQ(refused->field, "part");
   EXPECT_EQ(refused->Description(),
             "there is no part \"Boltzen\"; did you mean \"Bolzen\" or \"Bolzer\"?");
+}
+
+// Those of tables and indexes that every record adds to; each costs a durable record some time.
+TEST(RecorderFileTest, ARecordWritesEightPages) {
+  constexpr std::size_t kFrame = 4096 + 24;
+  constexpr int kBefore = 30, kRecords = 60;
+  const store::TemporaryFolder folder;
+  WatchedDevice device;
+  std::size_t bytes = 0;
+  device.on_write = [&](std::string_view name, std::span<std::byte> data) {
+    if (name.ends_with("-wal")) bytes += data.size();
+    return SQLITE_OK;
+  };
+  auto database = QualityDatabase::Create(folder.File("q.db"));
+  for (const bool with_key : {false, true}) {
+    std::vector<std::size_t> pages;
+    for (int i = 0; i < kBefore + kRecords; ++i) {
+      auto record = Diameter({70, 71, 72, 73, 74}, kNow + i * 60 + (with_key ? 100'000 : 0));
+      if (with_key) record.key = "gauge 7, " + std::to_string(i);
+      bytes = 0;
+      database.Record(record, {"Ann", "gauge 7"}, NewNames::Create);
+      if (i >= kBefore) pages.push_back(bytes / kFrame);
+    }
+    // Half of them seal nothing and split no page.
+    std::ranges::sort(pages);
+    EXPECT_EQ(pages[kRecords / 2], with_key ? 8U : 6U);
+  }
 }
 
 }  // namespace

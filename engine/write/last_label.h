@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "engine/catalogue/References.h"
+#include "engine/sql/Connection.h"
+
+// The last number that a part and process gave a subgroup without a label: a row of the table
+// counter, "label 3 17" by their identifiers, so that a record need not write one more page.
+namespace orvspc::engine::write {
+
+// Empty where they have given none.
+std::optional<std::int64_t> LastLabel(sql::Connection& db, std::int64_t part, std::int64_t process);
+void SetLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process, std::int64_t last);
+
+// A part or process becomes another one: the greater number counts.
+void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,
+                    std::int64_t into);
+
+}  // namespace orvspc::engine::write
