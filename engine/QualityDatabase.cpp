@@ -7,6 +7,7 @@
 
 #include "engine/catalogue/References.h"
 #include "engine/catalogue/nearest.h"
+#include "engine/change_once.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/pareto/Lookups.h"
 #include "engine/review_imports.h"
@@ -22,6 +23,7 @@
 #include "engine/store/phases.h"
 #include "engine/time/calendar.h"
 #include "engine/write/alarms/Judge.h"
+#include "engine/write/change/version.h"
 #include "engine/write/copy.h"
 #include "engine/write/import/Import.h"
 #include "engine/write/log/Json.h"
@@ -704,6 +706,11 @@ std::string QualityDatabase::Setting(std::string_view name) const {
 
 void QualityDatabase::Set(std::string_view asked, std::string_view value, const Actor& actor,
                           const std::string& reason) {
+  ChangeSetting(asked, value, {actor, reason});
+}
+
+void QualityDatabase::ChangeSetting(std::string_view asked, std::string_view value,
+                                    const ChangeOptions& options) {
   const auto store = store::SqlStoreOf(*database_);
   const auto refusal = KindOf(*store, asked).Refusal(value);
   if (!refusal.empty()) store::Refuse(*store, refusal);
@@ -717,9 +724,10 @@ void QualityDatabase::Set(std::string_view asked, std::string_view value, const 
     }
     name.replace(colon + 1, std::string::npos, stream);
   }
-  store::Guarded(*store, [&] {
-    store->Write(actor, reason,
-                 [&](log::Writing& writing) { write::StoreSetting(writing, name, value); });
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto object = "setting " + name;
+    change::CheckVersion(writing.Db(), object, object, options.expected);
+    write::StoreSetting(writing, name, value);
   });
 }
 

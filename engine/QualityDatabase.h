@@ -259,15 +259,6 @@ struct CheckOptions {
 
 // --- Changes of what is stored -------------------------------------------------------------------
 
-// Who changes something, why, and how sure they want to be.
-struct ChangeOptions {
-  Actor actor;
-  std::string reason;  // 3 to 500 characters; only comments are added without one
-  // The version of it that the caller saw: the number of the latest entry of the log about it.
-  std::optional<std::int64_t> expected = {};
-  bool dry_run = false;  // all is done and found out, and nothing stored
-};
-
 // A record that was changed: the values of a subgroup and test.
 struct ChangedRecord {
   std::int32_t subgroup = 0, test = 0;
@@ -446,15 +437,20 @@ class QualityDatabase {
   std::vector<SubgroupComment> Comments(std::span<const std::int32_t> subgroups) const;
   // Descriptors of these subgroups, whose identifiers ascend: by subgroup.
   std::vector<SubgroupDescriptor> DescriptorsOf(std::span<const std::int32_t> subgroups) const;
-  // Versions of records, the subgroup and test of each, and of comments: what ChangeOptions
-  // expects. 0: the log has no entry about it.
-  std::vector<std::int64_t> RecordVersions(
-      std::span<const std::pair<std::int32_t, std::int32_t>> records) const;
+  // Versions of the records of a stream from a time up to and with another, by subgroup, whose
+  // identifiers ascend; and of comments. They are what ChangeOptions expects; 0: the log has no
+  // entry about it.
+  std::vector<std::pair<std::int32_t, std::int64_t>> RecordVersions(const StreamKey& stream,
+                                                                    std::int64_t from,
+                                                                    std::int64_t to) const;
   std::vector<std::int64_t> CommentVersions(std::span<const std::int64_t> comments) const;
   // Subgroups of a stream from a time up to and with another whose values, flag or context were
   // changed since they were stored: identifiers, which ascend.
   std::vector<std::int32_t> EditedSubgroups(const StreamKey& stream, std::int64_t from,
                                             std::int64_t to) const;
+  // Subgroups that control limits of a stream were made without, those that hold or held, with the
+  // newest reason: by identifier.
+  std::vector<LimitExclusion> LeftOutOfLimits(const StreamKey& stream) const;
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 
@@ -635,6 +631,7 @@ class QualityDatabase {
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});
+  void ChangeSetting(std::string_view asked, std::string_view value, const ChangeOptions& options);
 
   ShiftPlan Shifts() const;
 

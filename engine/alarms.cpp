@@ -47,7 +47,7 @@ Alarm QualityDatabase::CloseAlarm(std::int32_t event, const AlarmClosing& closin
   return ChangeAlarm(*database_, event, options, [&](log::Writing& writing, const Alarm& alarm) {
     alarms::Close(writing, alarm, closing);
     if (closing.comment.empty()) return;
-    change::AddComment(writing, alarm.first_subgroup, alarm.test, 0, closing.comment);
+    change::AddComment(writing, alarm.first_subgroup, alarm.test, 0, closing.comment, {});
   });
 }
 

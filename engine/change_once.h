@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/QualityDatabase.h"
+#include "engine/Embedded.h"
 #include "engine/store/SqlStore.h"
+#include "platform/Changes.h"
 
 namespace orvspc {
 

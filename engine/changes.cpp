@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <tuple>
 #include <utility>
 
 #include "engine/QualityDatabase.h"
@@ -66,6 +65,22 @@ std::vector<ChangedRecord> ChangeRecords(
   return changed;
 }
 
+// Calls visit(record, test) for the records of a stream from a time up to and with another.
+void ForEachOf(store::SqlStore& store, sql::Connection& db, const StreamKey& stream,
+               std::int64_t from, std::int64_t to,
+               const std::function<void(const store::RecordView&, std::int32_t)>& visit) {
+  const auto stamp = [](std::int64_t time) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(time, INT32_MIN, INT32_MAX));
+  };
+  for (const auto& each : store.Cache().streams) {
+    if (each.part != stream.part || each.process != stream.process || each.test != stream.test)
+      continue;
+    store::ForEachRecord(
+        db, each.id, [&](const store::RecordView& view) { visit(view, each.test); }, stamp(from),
+        stamp(to));
+  }
+}
+
 }  // namespace
 
 std::optional<std::int32_t> FlagFromWord(std::string_view word) {
@@ -116,20 +131,6 @@ std::vector<std::int32_t> QualityDatabase::FindSubgroups(std::string_view part,
   });
 }
 
-std::vector<std::int64_t> QualityDatabase::RecordVersions(
-    std::span<const std::pair<std::int32_t, std::int32_t>> records) const {
-  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    std::vector<std::int64_t> versions;
-    versions.reserve(records.size());
-    change::StoredRecord record;
-    for (const auto& each : records) {
-      std::tie(record.subgroup.id, record.test) = each;
-      versions.push_back(change::VersionOf(db, record.Object()));
-    }
-    return versions;
-  });
-}
-
 std::vector<std::int64_t> QualityDatabase::CommentVersions(
     std::span<const std::int64_t> comments) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
@@ -141,25 +142,34 @@ std::vector<std::int64_t> QualityDatabase::CommentVersions(
   });
 }
 
+std::vector<std::pair<std::int32_t, std::int64_t>> QualityDatabase::RecordVersions(
+    const StreamKey& stream, std::int64_t from, std::int64_t to) const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    std::vector<change::StoredRecord> records;
+    ForEachOf(store, db, stream, from, to, [&](const store::RecordView& view, std::int32_t test) {
+      auto& record = records.emplace_back();
+      record.subgroup.id = view.Subgroup();
+      record.test = test;
+      record.batch = view.Batch();
+      record.entry = view.Entry();
+    });
+    std::vector<std::pair<std::int32_t, std::int64_t>> versions;
+    versions.reserve(records.size());
+    for (const auto& record : records)
+      versions.emplace_back(record.subgroup.id, change::VersionOf(db, record.Object()));
+    std::ranges::sort(versions);
+    return versions;
+  });
+}
+
 std::vector<std::int32_t> QualityDatabase::EditedSubgroups(const StreamKey& stream,
                                                            std::int64_t from,
                                                            std::int64_t to) const {
-  const auto stamp = [](std::int64_t time) {
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(time, INT32_MIN, INT32_MAX));
-  };
   return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
     std::vector<std::int32_t> edited;
-    for (const auto& each : store.Cache().streams) {
-      if (each.part != stream.part || each.process != stream.process || each.test != stream.test) {
-        continue;
-      }
-      store::ForEachRecord(
-          db, each.id,
-          [&](const store::RecordView& record) {
-            if (record.Entry() != 0) edited.push_back(record.Subgroup());
-          },
-          stamp(from), stamp(to));
-    }
+    ForEachOf(store, db, stream, from, to, [&](const store::RecordView& record, std::int32_t) {
+      if (record.Entry() != 0) edited.push_back(record.Subgroup());
+    });
     std::ranges::sort(edited);
     return edited;
   });
@@ -207,7 +217,7 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
     changed.clear();
-    const auto records = change::Restore(writing, entry);
+    const auto records = change::Restore(writing, entry, options.expected);
     alarms::TouchedStreams touched;
     for (const auto& record : records) {
       const auto restored = ChangedOf(writing.Db(), record);
@@ -229,7 +239,7 @@ UndoReport QualityDatabase::UndoImport(std::int64_t batch, bool keep_changed,
                                        const ChangeOptions& options) {
   UndoReport report;
   Change(*database_, options, [&](log::Writing& writing) {
-    const auto undone = change::UndoBatch(writing, batch, keep_changed);
+    const auto undone = change::UndoBatch(writing, batch, keep_changed, options.expected);
     JudgeAgain(writing, undone.streams);
     report = undone.report;
   });
@@ -241,7 +251,7 @@ std::int64_t QualityDatabase::AddComment(std::int32_t subgroup, std::int32_t tes
                                          const ChangeOptions& options) {
   std::int64_t id = 0;
   Change(*database_, options, [&](log::Writing& writing) {
-    id = change::AddComment(writing, subgroup, test, tsno, text);
+    id = change::AddComment(writing, subgroup, test, tsno, text, options.expected);
   });
   return id;
 }
@@ -261,20 +271,21 @@ void QualityDatabase::RemoveComment(std::int64_t comment, const ChangeOptions& o
 void QualityDatabase::Rename(ItemKind kind, std::string_view name, std::string_view to,
                              const ChangeOptions& options) {
   Change(*database_, options,
-         [&](log::Writing& writing) { change::Rename(writing, kind, name, to); });
+         [&](log::Writing& writing) { change::Rename(writing, kind, name, to, options.expected); });
 }
 
 void QualityDatabase::Merge(ItemKind kind, std::string_view from, std::string_view into,
                             const ChangeOptions& options) {
   Change(*database_, options, [&](log::Writing& writing) {
-    JudgeAgain(writing, change::Merge(writing, kind, from, into));
+    JudgeAgain(writing, change::Merge(writing, kind, from, into, options.expected));
   });
 }
 
 void QualityDatabase::SetActive(ItemKind kind, std::string_view name, bool is_active,
                                 const ChangeOptions& options) {
-  Change(*database_, options,
-         [&](log::Writing& writing) { change::SetActive(writing, kind, name, is_active); });
+  Change(*database_, options, [&](log::Writing& writing) {
+    change::SetActive(writing, kind, name, is_active, options.expected);
+  });
 }
 
 }  // namespace orvspc

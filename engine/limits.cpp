@@ -158,6 +158,12 @@ LimitComparison QualityDatabase::CompareLimits(std::int32_t first,
   });
 }
 
+std::vector<LimitExclusion> QualityDatabase::LeftOutOfLimits(const StreamKey& stream) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return limits::LeftOut(db, IdsOf(stream));
+  });
+}
+
 std::vector<BaselinePolicy> QualityDatabase::BaselinePolicies() const {
   return store::Read(
       *database_, [](store::SqlStore&, sql::Connection& db) { return limits::ReadPolicies(db); });

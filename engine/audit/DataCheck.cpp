@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -40,6 +41,7 @@ struct Made {
   std::int64_t seq = 0;
   std::string digest;
   bool is_seen = false;
+  bool is_former = false;  // taken out before another came to its place
 };
 
 // What the log says of a record that was changed.
@@ -49,14 +51,19 @@ struct Changed {
   std::string digest;                // by the last; empty: it took the record out
   std::int64_t batch = 0;            // that brought the record
   bool is_seen = false;
+
+  bool IsOut() const { return first != 0 && digest.empty(); }
 };
 
 struct Batch {
   std::int64_t seq = 0, records = 0;
   std::string digest;
   bool is_undone = false;
-  // Of the stream at hand, and of those before it.
-  std::unique_ptr<store::StreamDigest> of_stream;
+  // Of the stream at hand, by the names that it had then: several, if they were merged since.
+  std::map<store::NamesOfStream, store::StreamDigest> of_stream;
+  store::StreamDigest* latest = nullptr;  // of these, for records of the same merges
+  Renamings::Merges latest_merges = 0;
+  // Of the streams before it.
   std::vector<std::pair<store::NamesOfStream, system::Sha256::Digest>> streams;
   std::int64_t count = 0;
 };
@@ -66,6 +73,7 @@ struct Original {
   std::int64_t stream = 0;
   store::RecordKey key;
   std::int64_t batch = 0;
+  store::NamesOfStream names;
   std::string bytes;
 };
 
@@ -94,7 +102,8 @@ class Checker {
 
   LogCheck Run() {
     check_ = log::CheckChain(db_, [&](const Entry& entry) { Take(entry); });
-    std::ranges::sort(made_, {}, &Made::place);
+    MarkFormer();
+    std::ranges::sort(made_, {}, [](const Made& each) { return std::pair(each.place, each.seq); });
     ReadSubgroups();
     TakeOriginals();
     auto original = originals_.begin();
@@ -118,7 +127,10 @@ class Checker {
     if (entry.operation == "record") return TakeRecords(entry);
     if (entry.object.starts_with("batch ")) return TakeBatch(entry);
     if (entry.operation == "rename") return TakeRenaming(entry);
-    if (entry.operation == "merge") latest_merge_ = entry.seq;
+    if (entry.operation == "merge") return TakeMerge(entry);
+    if (entry.operation == "database") {
+      had_data_ = had_data_ || ParseOf(entry.after).contains("digest");
+    }
     if (entry.operation == "copy" && ParseOf(entry.after).contains("selected")) {
       selected_ = entry.seq;
     }
@@ -126,6 +138,8 @@ class Checker {
 
   void TakeChange(const Entry& entry, const Place& place) {
     auto& changed = changed_[place];
+    // What was taken out is stored again before it is changed again.
+    if (changed.IsOut() && !entry.before.empty()) MakeFormer(place, std::exchange(changed, {}));
     if (changed.first == 0) {
       changed.first = entry.seq;
       changed.before = entry.before;
@@ -142,6 +156,10 @@ class Checker {
     if (!after.is_object() || !after.contains("records")) return;
     for (const auto& each : after["records"]) {
       place.test = ValueOf(each, "test", 0);
+      if (const auto found = changed_.find(place); found != changed_.end()) {
+        MakeFormer(place, std::move(found->second));
+        changed_.erase(found);
+      }
       made_.push_back({place, entry.seq, ValueOf(each, "digest", std::string()), false});
     }
   }
@@ -167,27 +185,94 @@ class Checker {
                    ValueOf(ParseOf(entry.after), "name", std::string()));
   }
 
+  void TakeMerge(const Entry& entry) {
+    const auto blank = entry.object.find(' ');
+    const auto kind = ItemKindFromWord(entry.object.substr(0, blank));
+    std::int32_t from = 0;
+    if (!kind || std::sscanf(entry.object.c_str() + blank, "%d", &from) != 1) return;
+    const auto after = ParseOf(entry.after);
+    const auto into = ValueOf(after, "into", 0);
+    const log::MovedRecords moved(after.is_object() && after.contains("moved") ? after["moved"]
+                                                                               : Json());
+    renamings_.AddMerge(entry.seq, *kind, ValueOf(ParseOf(entry.before), "name", std::string()),
+                        ValueOf(after, "name", std::string()), from, into, moved);
+    if (*kind == Test) JoinTests(from, into, moved);
+  }
+
+  // A record that was taken out, and to whose place another one comes.
+  void MakeFormer(const Place& place, Changed changed) {
+    former_firsts_[place] = changed.first;
+    former_.emplace_back(place, std::move(changed));
+  }
+  void MarkFormer() {
+    if (former_firsts_.empty()) return;
+    for (auto& made : made_) {
+      const auto found = former_firsts_.find(made.place);
+      if (found != former_firsts_.end() && made.seq < found->second) made.is_former = true;
+    }
+    former_firsts_.clear();
+  }
+
+  // What the log said of records of one test is of another from here on.
+  void JoinTests(std::int32_t from, std::int32_t into, const log::MovedRecords& moved) {
+    std::vector<std::pair<Place, Changed>> joined;
+    for (auto each = changed_.begin(); each != changed_.end();) {
+      const auto place = each->first;
+      const bool is_in_the_way = place.test == into && moved.Holds(into, place.subgroup);
+      const bool is_out = each->second.IsOut() && (place.test == from || is_in_the_way);
+      if (is_out) {
+        MakeFormer(place, std::move(each->second));
+      } else if (place.test == from) {
+        joined.emplace_back(Place{place.subgroup, into}, std::move(each->second));
+      } else {
+        ++each;
+        continue;
+      }
+      each = changed_.erase(each);
+    }
+    MarkFormer();
+    for (auto& [place, changed] : joined) changed_.insert_or_assign(place, std::move(changed));
+    for (auto& made : made_) {
+      if (made.place.test == from) made.place.test = into;
+    }
+    for (auto& [place, changed] : former_) {
+      if (place.test == from) place.test = into;
+    }
+  }
+
   // --- Names -------------------------------------------------------------------------------------
 
-  std::string_view NameOf(ItemKind kind, std::int32_t id, std::int64_t seq) {
+  // The time of an entry, in a record that went through these merges.
+  struct AtEntry {
+    std::int64_t seq = 0;
+    Renamings::Merges merges = 0;
+    friend bool operator==(const AtEntry&, const AtEntry&) = default;
+  };
+
+  std::string_view NameOf(ItemKind kind, std::int32_t id, const AtEntry& at) {
     const auto& names = cache_.Names(kind);
     const auto found = names.find(id);
     if (found == names.end()) return {};
-    return renamings_.NameAt(kind, found->second, seq);
+    return renamings_.NameAt(kind, found->second, at.seq, at.merges);
   }
 
-  store::NameOfItem NamesAt(std::int64_t seq) {
-    return [this, seq](ItemKind kind, std::int32_t id) { return NameOf(kind, id, seq); };
+  store::NameOfItem NamesAt(const AtEntry& at) {
+    return [this, at](ItemKind kind, std::int32_t id) { return NameOf(kind, id, at); };
+  }
+
+  AtEntry PlaceAt(const Place& place, std::int64_t seq) {
+    return {seq, renamings_.MergesOf(place.subgroup, place.test)};
   }
 
   // The bytes of a context at the time of an entry.
-  std::string_view ContextBytes(std::int32_t id, std::int32_t subgroup, std::int64_t seq) {
-    const std::pair key{id, renamings_.EpochOf(seq)};
+  std::string_view ContextBytes(std::int32_t id, std::int32_t subgroup, const AtEntry& at_entry) {
+    const std::tuple key{id, renamings_.EpochOf(at_entry.seq), at_entry.merges};
     if (latest_context_ == key) return latest_bytes_;
     const auto [at, is_new] = contexts_.try_emplace(key);
     if (is_new) {
       store::RowBytes row;
-      store::AddContext(row, cache_.contexts[cache_.PlaceOfContextOf(id, subgroup)], NamesAt(seq));
+      store::AddContext(row, cache_.contexts[cache_.PlaceOfContextOf(id, subgroup)],
+                        NamesAt(at_entry));
       at->second = row.Bytes();
     }
     latest_context_ = key;
@@ -212,7 +297,7 @@ class Checker {
 
   std::string Called(const Place& place) {
     return "#" + std::to_string(place.subgroup) + " " +
-           std::string(NameOf(Test, place.test, INT64_MAX));
+           std::string(NameOf(Test, place.test, {INT64_MAX, 0}));
   }
 
   bool IsMeasured(std::int32_t test) const { return std::ranges::binary_search(measured_, test); }
@@ -234,37 +319,42 @@ class Checker {
   }
 
   void TakeOriginals() {
-    for (auto& [place, changed] : changed_) {
-      auto& number = changed.batch;
-      const auto before = BeforeOf(changed, number);
-      if (!before || number == 0) continue;
-      const auto batch = batches_.find(number);
-      const auto id = static_cast<std::size_t>(place.subgroup);
-      if (batch == batches_.end() || id >= subgroups_.size()) continue;
-      const auto& subgroup = subgroups_[id];
-      const auto test = place.test;
-      const auto stream = std::ranges::find_if(cache_.streams, [&](const store::Stream& each) {
-        return each.part == subgroup.part && each.process == subgroup.process && each.test == test;
-      });
-      if (stream == cache_.streams.end()) continue;
-      originals_.push_back({stream->id,
-                            {static_cast<std::int32_t>(before->time.value_or(0)), place.subgroup},
-                            number,
-                            BytesOf(*before, place.test, changed.first, batch->second.seq)});
-    }
+    for (auto& [place, changed] : changed_) TakeOriginal(place, changed);
+    for (auto& [place, changed] : former_) TakeOriginal(place, changed);
     std::ranges::sort(originals_, {},
                       [](const Original& each) { return std::pair(each.stream, each.key); });
   }
 
-  // As a batch of entry `to` brought it, by what entry `from` says.
-  std::string BytesOf(log::CanonicalRecord before, std::int32_t test, std::int64_t from,
-                      std::int64_t to) {
-    log::PutInUsual(before, IsMeasured(test));
+  void TakeOriginal(const Place& place, Changed& changed) {
+    auto& number = changed.batch;
+    auto before = BeforeOf(changed, number);
+    if (!before || number == 0) return;
+    const auto batch = batches_.find(number);
+    const auto id = static_cast<std::size_t>(place.subgroup);
+    if (batch == batches_.end() || id >= subgroups_.size()) return;
+    const auto& subgroup = subgroups_[id];
+    const auto test = place.test;
+    const auto stream = std::ranges::find_if(cache_.streams, [&](const store::Stream& each) {
+      return each.part == subgroup.part && each.process == subgroup.process && each.test == test;
+    });
+    if (stream == cache_.streams.end()) return;
+    const auto time = static_cast<std::int32_t>(before->time.value_or(0));
+    auto then = Earlier(*std::move(before), place, changed.first, batch->second.seq);
+    store::NamesOfStream names{then.part, then.process, then.test};
+    originals_.push_back({stream->id,
+                          {time, place.subgroup},
+                          number,
+                          std::move(names),
+                          BytesOf(std::move(then), IsMeasured(test))});
+  }
+
+  static std::string BytesOf(log::CanonicalRecord before, bool is_measured) {
+    log::PutInUsual(before, is_measured);
     // The names in place of identifiers, which count from 1.
     std::vector<std::string> names;
-    const auto id_of = [&](ItemKind kind, const std::string& name) {
+    const auto id_of = [&](ItemKind, const std::string& name) {
       if (name.empty()) return 0;
-      names.emplace_back(renamings_.NameAt(kind, name, to, from));
+      names.push_back(name);
       return static_cast<std::int32_t>(names.size());
     };
     const store::NameOfItem name_of = [&](ItemKind, std::int32_t id) -> std::string_view {
@@ -295,7 +385,7 @@ class Checker {
   // The digest of a record that is stored, as the entry had it.
   std::string DigestAt(const store::Stream& stream, const store::RecordView& view,
                        std::int64_t seq) {
-    const auto name_of = NamesAt(seq);
+    const auto name_of = NamesAt(PlaceAt({view.Subgroup(), stream.test}, seq));
     const auto name = [&](ItemKind kind, std::int32_t id) {
       return id == 0 ? std::string() : std::string(name_of(kind, id));
     };
@@ -323,17 +413,28 @@ class Checker {
 
   // --- What is stored ----------------------------------------------------------------------------
 
-  store::StreamDigest& DigestIn(Batch& batch) {
-    if (!batch.of_stream) batch.of_stream = std::make_unique<store::StreamDigest>();
-    if (batch.of_stream->Count() == 0) of_this_stream_.push_back(&batch);
-    return *batch.of_stream;
+  store::StreamDigest& DigestIn(Batch& batch, const store::NamesOfStream& names) {
+    if (batch.of_stream.empty()) of_this_stream_.push_back(&batch);
+    return batch.of_stream[names];
+  }
+
+  store::StreamDigest& DigestIn(Batch& batch, const store::Stream& stream, const AtEntry& at) {
+    if (batch.latest == nullptr || batch.latest_merges != at.merges) {
+      const auto name = [&](ItemKind kind, std::int32_t id) {
+        return std::string(NameOf(kind, id, at));
+      };
+      batch.latest = &DigestIn(
+          batch, {name(Part, stream.part), name(Process, stream.process), name(Test, stream.test)});
+      batch.latest_merges = at.merges;
+    }
+    return *batch.latest;
   }
 
   void AddOriginals(std::vector<Original>::iterator& original, const store::Stream& stream,
                     const std::optional<store::RecordKey>& until) {
     while (original != originals_.end() && original->stream == stream.id &&
            (!until || original->key < *until)) {
-      DigestIn(batches_[original->batch]).Add(original->key, original->bytes);
+      DigestIn(batches_[original->batch], original->names).Add(original->key, original->bytes);
       ++original;
     }
   }
@@ -346,13 +447,12 @@ class Checker {
     });
     AddOriginals(original, stream, std::nullopt);
     for (auto* const batch : of_this_stream_) {
-      const auto name = [&](ItemKind kind, std::int32_t id) {
-        return std::string(NameOf(kind, id, batch->seq));
-      };
-      batch->count += batch->of_stream->Count();
-      batch->streams.push_back(
-          {{name(Part, stream.part), name(Process, stream.process), name(Test, stream.test)},
-           batch->of_stream->Finish()});
+      for (auto& [names, digest] : batch->of_stream) {
+        batch->count += digest.Count();
+        batch->streams.emplace_back(names, digest.Finish());
+      }
+      batch->of_stream.clear();
+      batch->latest = nullptr;
     }
   }
 
@@ -360,23 +460,31 @@ class Checker {
     const Place place{view.Subgroup(), stream.test};
     const auto entry = view.Entry(), number = view.Batch();
     const auto changed = changed_.empty() ? changed_.end() : changed_.find(place);
-    if (changed != changed_.end() || entry != 0) {
+    const auto found = batches_.find(number);
+    // A batch may bring anew what was taken out before.
+    const bool is_anew = entry == 0 && changed != changed_.end() && changed->second.IsOut() &&
+                         found != batches_.end() && found->second.seq > changed->second.last;
+    if ((changed != changed_.end() && !is_anew) || entry != 0) {
       return CheckChanged(place, changed, stream, view);
     }
     if (number == 0) return CheckMade(place, stream, view);
-    const auto found = batches_.find(number);
     if (found == batches_.end()) {
       return Find(Called(place) + ": names batch " + std::to_string(number) +
                   ", of which the log has no entry");
     }
     auto& batch = found->second;
-    ++check_.records;
-    if (!names_of_batch_ || seq_of_names_ != batch.seq) {
-      names_of_batch_ = NamesAt(batch.seq);
-      seq_of_names_ = batch.seq;
+    if (batch.is_undone) {
+      return Find(Called(place) + ": names batch " + std::to_string(number) + ", which was undone");
     }
-    DigestIn(batch).Add(view.Copy(values_, keys_), LabelOf(place.subgroup),
-                        ContextBytes(view.Context(), place.subgroup, batch.seq), names_of_batch_);
+    ++check_.records;
+    const auto at = PlaceAt(place, batch.seq);
+    if (!names_of_batch_ || at_names_ != at) {
+      names_of_batch_ = NamesAt(at);
+      at_names_ = at;
+    }
+    DigestIn(batch, stream, at)
+        .Add(view.Copy(values_, keys_), LabelOf(place.subgroup),
+             ContextBytes(view.Context(), place.subgroup, at), names_of_batch_);
   }
 
   using ChangedRecords = std::map<Place, Changed>;
@@ -401,14 +509,21 @@ class Checker {
     }
   }
 
-  Made* FindMade(const Place& place) {
-    const auto found = std::ranges::lower_bound(made_, place, {}, &Made::place);
-    return found != made_.end() && found->place == place ? &*found : nullptr;
+  // The newest before an entry.
+  Made* FindMade(const Place& place, bool is_former, std::int64_t until) {
+    Made* newest = nullptr;
+    for (auto& made : std::ranges::equal_range(made_, place, {}, &Made::place)) {
+      if (made.is_former == is_former && made.seq < until) newest = &made;
+    }
+    return newest;
   }
 
   void CheckMade(const Place& place, const store::Stream& stream, const store::RecordView& view) {
-    auto* const made = FindMade(place);
+    auto* const made = FindMade(place, false, INT64_MAX);
     if (made == nullptr) {
+      if (!had_data_) {
+        return Find(Called(place) + ": is there, and no entry of the log stored it");
+      }
       ++check_.unproved;
       return;
     }
@@ -420,7 +535,7 @@ class Checker {
   }
 
   void CheckBatches() {
-    std::int64_t undone = 0, left_out = 0, merged = 0;
+    std::int64_t undone = 0, left_out = 0;
     for (auto& [number, batch] : batches_) {
       const auto name = "batch " + std::to_string(number);
       if (batch.seq == 0 || (batch.digest.empty() && batch.streams.empty())) continue;
@@ -434,11 +549,6 @@ class Checker {
       }
       ++check_.batches;
       if (store::DigestOfStreams(std::move(batch.streams)) == batch.digest) continue;
-      if (batch.seq < latest_merge_) {
-        --check_.batches;
-        ++merged;
-        continue;
-      }
       const auto entry = "entry " + std::to_string(batch.seq);
       Find(name + ": differs from what " + entry + " stored" +
            (batch.count == batch.records ? std::string()
@@ -451,8 +561,6 @@ class Checker {
     note(undone, "batches were undone");
     note(left_out, "batches cannot be checked: entry " + std::to_string(selected_) +
                        " copied a selection of their records");
-    note(merged,
-         "batches cannot be checked: entry " + std::to_string(latest_merge_) + " merged items");
     note(check_.unproved, "records were there before the log, which proves nothing about them");
   }
 
@@ -464,29 +572,38 @@ class Checker {
       }
     };
     for (const auto& each : made_) {
-      if (!each.is_seen && !changed_.contains(each.place)) missing(each.place, each.seq);
+      if (each.is_seen || each.is_former || changed_.contains(each.place)) continue;
+      missing(each.place, each.seq);
     }
+    for (const auto& [place, changed] : former_) CheckFirstChange(place, changed, true);
     for (const auto& [place, changed] : changed_) {
       const auto came_by = batches_.find(changed.batch);
       const bool is_undone = came_by != batches_.end() && came_by->second.is_undone;
       if (!changed.is_seen && !changed.digest.empty() && !is_undone) {
         missing(place, changed.last);
       }
-      // What came by itself is what the first change found.
-      const auto* const made = FindMade(place);
-      std::int64_t batch = 0;
-      const auto before = made == nullptr ? std::nullopt : BeforeOf(changed, batch);
-      if (before && log::DigestOf(Earlier(*before, changed.first, made->seq)) != made->digest) {
-        Find(Called(place) + ": entry " + std::to_string(changed.first) +
-             " found something else than entry " + std::to_string(made->seq) + " stored");
-      }
+      CheckFirstChange(place, changed);
     }
   }
 
+  // What came by itself is what the first change found.
+  void CheckFirstChange(const Place& place, const Changed& changed, bool is_former = false) {
+    const auto* const made = FindMade(place, is_former, changed.first);
+    std::int64_t batch = 0;
+    auto before = made == nullptr ? std::nullopt : BeforeOf(changed, batch);
+    if (!before) return;
+    const auto then = Earlier(*std::move(before), place, changed.first, made->seq);
+    if (log::DigestOf(then) == made->digest) return;
+    Find(Called(place) + ": entry " + std::to_string(changed.first) +
+         " found something else than entry " + std::to_string(made->seq) + " stored");
+  }
+
   // With the names of an earlier entry.
-  log::CanonicalRecord Earlier(log::CanonicalRecord all, std::int64_t from, std::int64_t to) {
+  log::CanonicalRecord Earlier(log::CanonicalRecord all, const Place& place, std::int64_t from,
+                               std::int64_t to) {
+    const auto merges = renamings_.MergesOf(place.subgroup, place.test);
     const auto back = [&](ItemKind kind, std::string& name) {
-      name = std::string(renamings_.NameAt(kind, name, to, from));
+      name = std::string(renamings_.NameAt(kind, name, to, merges, from));
     };
     back(Part, all.part);
     back(Process, all.process);
@@ -517,17 +634,21 @@ class Checker {
   std::vector<std::int32_t> measured_;  // tests
   std::vector<Made> made_;
   ChangedRecords changed_;
+  std::vector<std::pair<Place, Changed>> former_;  // taken out before another came to their place
+  std::map<Place, std::int64_t> former_firsts_;    // their first changes, unless marked
   std::unordered_map<std::int64_t, Batch> batches_;
   std::vector<Original> originals_;
   Renamings renamings_;
-  std::int64_t selected_ = 0, latest_merge_ = 0;
+  std::int64_t selected_ = 0;
+  bool had_data_ = false;  // before the log
   std::string labels_;
   std::vector<SubgroupPlace> subgroups_;
   std::vector<Batch*> of_this_stream_;
   store::NameOfItem names_of_batch_;
-  std::int64_t seq_of_names_ = 0;
-  std::map<std::pair<std::int32_t, std::int64_t>, std::string> contexts_;
-  std::pair<std::int32_t, std::int64_t> latest_context_{-1, -1};
+  AtEntry at_names_;
+  using ContextAt = std::tuple<std::int32_t, std::int64_t, Renamings::Merges>;
+  std::map<ContextAt, std::string> contexts_;
+  ContextAt latest_context_{-1, -1, 0};
   std::string_view latest_bytes_;
   std::vector<double> values_;
   std::vector<store::RowKey> keys_;

@@ -15,10 +15,11 @@ namespace orvspc::engine::audit {
 //   records   one by one: those that were changed, and those that came by themselves, have the
 //             digest that the newest entry about them keeps
 //   missing   what an entry stored is there unless a later one took it out
-//   names     are those of the time of the entry, found by the later renamings
+//   names     are those of the time of the entry, found by the later renamings and merges
+//   others    nothing else is there, unless the first entry says that there were data before it
 //
 // Not proved, and counted or noted: what was there before the log, batches that were undone, what a
-// selected copy left out, batches of items that were merged since.
+// selected copy left out.
 LogCheck CheckLogAndData(sql::Connection& db);
 
 }  // namespace orvspc::engine::audit

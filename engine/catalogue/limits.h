@@ -228,6 +228,12 @@ constexpr RateKind RateKindOf(std::int32_t chart_word) {
   }
 }
 
+// Whether rows of limits with these chart words serve the same charts, so that one takes over from
+// the other; one without a word may serve each.
+constexpr bool ShareCharts(std::int32_t one, std::int32_t other) {
+  return one == 0 || other == 0 || RateKindOf(one) == RateKindOf(other);
+}
+
 // Nothing but a finite figure from 0 on is a rate, and a share is not above 1.
 inline bool IsRate(RateKind kind, double mean) {
   return std::isfinite(mean) && mean >= 0.0 && !(kind == RateKind::Share && mean > 1.0);

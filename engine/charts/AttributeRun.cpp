@@ -51,7 +51,7 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
-  table_.CutAtPhases(rows_.Data(), store);
+  table_.CutAtPhases(rows_.Data(), store, joins_phases_ || store.JoinsPhases());
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
   rows_.Load(store, true,
@@ -59,7 +59,7 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
   states_.resize(table_.Streams().size());
   MakeUnits();
   Estimate();
-  CompleteFrozen(info, [&](AttributeRun& run, API_DSInfo& whole) {
+  CompleteLimits(store, info, [&](AttributeRun& run, API_DSInfo& whole) {
     return run.Process(store, whole, filter, {plan_.Word(), 0, 0.0});
   });
   MakePoints();

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,8 @@ class ChartRun {
                : 0;
   }
 
+  // For who needs no calculated limits: those of points outside of the selection are not made up.
+  void KeepToSelection() { completes_ = true; }
   bool IsOpen() const { return is_open_; }
   const PlanType& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
@@ -151,41 +154,27 @@ class ChartRun {
     return beyond;
   }
 
-  // Gives a phase that is frozen after its first points, of which the selection lacks some, the
-  // limits that it has as a whole. process(run, info) makes a chart like this one of another
-  // selection.
+  // Gives stretches the limits of points that the selection lacks, or that lie in other stretches.
+  // process(run, info) makes a chart like this one of another selection.
+  //   a phase that is frozen after its first points   those that it has as a whole
+  //   between phases, the one before is not shown     those of the phase before, with a note
+  //   before all phases, cut by excluded ones         those of all of it together
   template <class Process>
-  void CompleteFrozen(const API_DSInfo& info, Process process) {
+  void CompleteLimits(store::Store& store, const API_DSInfo& info, Process process) {
     if (!table_.IsCut() || completes_) return;
     const auto selected = static_cast<std::int64_t>(rows_.Data().subgroups.size());
     const bool is_cut = info.Count > 0 && selected >= info.Count;
     for (std::size_t s = 0; s < states_.size(); ++s) {
       const auto& stream = Streams()[s];
       const auto* const phase = table_.PhaseOf(stream);
-      const bool is_first = s == 0 || Streams()[s - 1].number != stream.number;
-      if (phase == nullptr || phase->freeze_after == 0 || !is_first) continue;
-      if (!is_cut && info.TimeStart <= phase->start) continue;
-      auto whole = info;
-      whole.Count = 0;
-      whole.TimeType = drttStatic;
-      whole.TimeStart = phase->start;
-      whole.TimeEnd = rows_.StampAt(stream.end - 1);
-      Run run;
-      run.completes_ = true;
-      const auto notes = store::NoteCount();
-      const auto made = process(run, whole);
-      store::KeepNotes(notes);
-      for (std::size_t t = 0; made != 0 && t < run.states_.size(); ++t) {
-        const auto& other = run.Streams()[t];
-        const auto* const its_phase = run.table_.PhaseOf(other);
-        if (its_phase == nullptr || its_phase->id != phase->id || other.part != stream.part ||
-            other.process != stream.process || other.test != stream.test) {
-          continue;
-        }
-        for (std::size_t each = s; each < states_.size(); ++each) {
-          if (Streams()[each].limits_of == s) states_[each].TakeLimitsOf(run.states_[t]);
-        }
+      if (phase == nullptr) {
+        if (stream.limits_of == s) CompleteGap(store, info, s, process);
+        continue;
       }
+      const bool is_first = s == 0 || Streams()[s - 1].number != stream.number;
+      if (phase->freeze_after == 0 || !is_first) continue;
+      if (!is_cut && info.TimeStart <= phase->start) continue;
+      TakeLimits(s, info, {phase->start, rows_.StampAt(stream.end - 1), phase->id}, process);
     }
   }
 
@@ -225,10 +214,73 @@ class ChartRun {
   std::vector<statistics::RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last
   bool is_open_ = false;
-  bool completes_ = false;  // this run serves another one, see CompleteFrozen
+  bool completes_ = false;     // nothing is taken from elsewhere, see CompleteLimits
+  bool joins_phases_ = false;  // and takes all of its streams together
 
  private:
   Run& Self() { return static_cast<Run&>(*this); }
+
+  // Points that limits are of: times, both inside, and phase; 0: between phases.
+  struct Whole {
+    std::int32_t start = 0, end = 0, phase = 0;
+  };
+
+  // False: there are no such points.
+  template <class Process>
+  bool TakeLimits(std::size_t s, const API_DSInfo& info, const Whole& of, Process process) {
+    const auto& stream = Streams()[s];
+    auto whole = info;
+    whole.Count = 0;
+    whole.TimeType = drttStatic;
+    whole.TimeStart = of.start;
+    whole.TimeEnd = of.end;
+    Run run;
+    run.completes_ = true;
+    run.joins_phases_ = of.phase == 0;
+    const auto notes = store::NoteCount();
+    const auto made = process(run, whole);
+    store::KeepNotes(notes);
+    for (std::size_t t = 0; made != 0 && t < run.states_.size(); ++t) {
+      const auto& other = run.Streams()[t];
+      const auto* const phase = run.table_.PhaseOf(other);
+      if ((phase == nullptr ? 0 : phase->id) != of.phase || other.part != stream.part ||
+          other.process != stream.process || other.test != stream.test) {
+        continue;
+      }
+      for (std::size_t each = s; each < states_.size(); ++each) {
+        if (Streams()[each].limits_of == s) states_[each].TakeLimitsOf(run.states_[t]);
+      }
+      return true;
+    }
+    return false;
+  }
+
+  template <class Process>
+  void CompleteGap(store::Store& store, const API_DSInfo& info, std::size_t s, Process process) {
+    const auto& stream = Streams()[s];
+    const auto begin = rows_.StampAt(stream.begin);
+    auto before = store.Phases(stream.part, stream.process, stream.test);
+    std::erase_if(before, [&](const Phase& each) { return !each.Counts() || each.start > begin; });
+    if (before.empty()) {
+      const auto [first, last] = table_.BeforePhases(stream.number);
+      if (first == last) return;
+      TakeLimits(s, info,
+                 {rows_.StampAt(Streams()[first].begin), rows_.StampAt(Streams()[last].end - 1), 0},
+                 process);
+      return;
+    }
+    if (plan_.KindOf(0) == ChartKind::PreControl) return;
+    std::string text =
+        "Between phases: those before have no points, so the calculated limits are of these.";
+    for (auto phase = before.rbegin(); phase != before.rend(); ++phase) {
+      const auto end = phase->finish ? *phase->finish - 1 : INT32_MAX;
+      if (!TakeLimits(s, info, {phase->start, end, phase->id}, process)) continue;
+      text = "Between phases: the calculated limits are those of phase \"" + phase->name +
+             "\", which is not shown.";
+      break;
+    }
+    rows_.NoteIf(true, store, s, "limits-of-phase", text);
+  }
 
   bool DeliverColumn(const platform::ArrayRef& array, platform::ChartData code, std::size_t graph) {
     using platform::ChartData;

@@ -40,6 +40,7 @@ struct EstimateInput {
   std::span<const double> piece_statistics;
   std::span<const std::int32_t> piece_sizes;
   std::span<const std::uint8_t> piece_used;
+  bool screen_moving = false;  // large moving ranges are dropped
 };
 
 // Whether the estimates of a plan read the standard deviations of some stream of this shape.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
@@ -79,15 +80,17 @@ class StreamTable {
     for (place = 0; place < count; ++place) take(place, SubgroupAt(place));
   }
   void ClearStreams();
-  // Makes each stretch of a stream inside a phase, or between two, a stream of its own, where the
-  // store does not join them. Subgroups of excluded phases count no longer.
-  void CutAtPhases(const store::DataSet& data, store::Store& store);
+  // Makes each stretch of a stream inside a phase, or between two, a stream of its own, unless they
+  // are joined. Subgroups of excluded phases count no longer.
+  void CutAtPhases(const store::DataSet& data, store::Store& store, bool joined);
 
   bool IsCut() const { return are_cut_; }
   // Null between phases, and for a stream without any.
   const Phase* PhaseOf(const ChartStream& stream) const;
   // Of parts, processes and tests.
   std::size_t StreamCount() const;
+  // The first and the last stretch with that number that are in no phase and before all that count.
+  std::pair<std::size_t, std::size_t> BeforePhases(std::size_t number) const;
   // The newest stretch with that number that counts; the newest where none does.
   std::size_t NewestOf(std::size_t number) const;
   // What the estimates of a stream are made from: all of it, or its first points up to where its

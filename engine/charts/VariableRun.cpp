@@ -46,7 +46,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status);
-  table_.CutAtPhases(rows_.Data(), store);
+  table_.CutAtPhases(rows_.Data(), store, joins_phases_ || store.JoinsPhases());
   plan_ = PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
@@ -55,7 +55,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     states_[s].constant_size = ConstantSize(Part(table_.Sizes(), streams[s]));
   }
   MakeColumns(store);
-  CompleteFrozen(info, [&](VariableRun& run, API_DSInfo& whole) {
+  CompleteLimits(store, info, [&](VariableRun& run, API_DSInfo& whole) {
     auto again = options;
     again.ChartWord = plan_.word;
     again.ProcessingWord = 0;
@@ -93,7 +93,8 @@ void VariableRun::MakeColumns(store::Store& store) {
   }
   points_[0] =
       plan_.kinds[0] == ChartKind::Median ? table_.Medians(rows_.Data()) : std::move(table_.means);
-  Estimate(sds, store::EstimatorSettingOf(store));
+  Estimate(sds, store::EstimatorSettingOf(store),
+           store.Setting(kScreenMovingRanges, "no") == "yes");
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
@@ -111,7 +112,8 @@ void VariableRun::MakeColumns(store::Store& store) {
   Forget(within_.statistics);
 }
 
-void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSetting setting) {
+void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSetting setting,
+                           bool screen_moving) {
   std::vector<std::uint8_t> piece_used;
   if (plan_.WithinPieces() && !table_.Used().empty()) {
     piece_used.resize(within_.sizes.size());
@@ -133,6 +135,7 @@ void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSet
     // Sizes are those of the stretch, whatever its limits come from.
     if (state.no_basis) stream = streams[s];
     EstimateInput input;
+    input.screen_moving = screen_moving;
     input.base = Part(points_[0], stream);
     input.ranges = Part(table_.ranges, stream);
     if (!sds.empty()) input.sds = sds.subspan(stream.begin, stream.Count());

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "engine/charts/ChartRun.h"
@@ -23,6 +24,9 @@ struct VariableState {
   }
 };
 
+// What a store that is a window of another one may ask for; "yes": large moving ranges are dropped.
+inline constexpr std::string_view kScreenMovingRanges = "screen-moving-ranges";
+
 // One variable chart.
 class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, VariableState> {
  public:
@@ -36,7 +40,8 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   friend ChartRun;
 
   void MakeColumns(store::Store& store);
-  void Estimate(std::span<const double> sds, statistics::EstimatorSetting setting);
+  void Estimate(std::span<const double> sds, statistics::EstimatorSetting setting,
+                bool screen_moving);
   void MakeRatios(std::span<const double> sds);
   void MakeMovingRanges();
   void MakeMovingAverages();

@@ -34,8 +34,7 @@ Span SpanAround(const std::vector<Phase>& phases, std::int32_t stamp) {
 
 }  // namespace
 
-void StreamTable::CutAtPhases(const store::DataSet& data, store::Store& store) {
-  const bool joined = store.JoinsPhases();
+void StreamTable::CutAtPhases(const store::DataSet& data, store::Store& store, bool joined) {
   std::vector<ChartStream> cut;
   const auto add = [&](ChartStream stream) {
     stream.limits_of = cut.size();
@@ -87,6 +86,19 @@ const Phase* StreamTable::PhaseOf(const ChartStream& stream) const {
 
 std::size_t StreamTable::StreamCount() const {
   return streams_.empty() ? 0 : streams_.back().number + 1;
+}
+
+std::pair<std::size_t, std::size_t> StreamTable::BeforePhases(std::size_t number) const {
+  std::pair ends(streams_.size(), streams_.size());
+  for (std::size_t s = 0; s < streams_.size(); ++s) {
+    if (streams_[s].number != number) continue;
+    const auto* const phase = PhaseOf(streams_[s]);
+    if (phase != nullptr && phase->Counts()) break;
+    if (phase != nullptr) continue;
+    if (ends.first == streams_.size()) ends.first = s;
+    ends.second = s;
+  }
+  return ends;
 }
 
 std::size_t StreamTable::NewestOf(std::size_t number) const {

@@ -264,6 +264,25 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
   return SigmaFromMovingRangeSum(sum, count, setting);
 }
 
+SigmaEstimate SigmaFromScreenedMovingRanges(std::span<const double> points,
+                                            std::span<const std::uint8_t> used) {
+  constexpr double kLargest = 3.267;
+  const auto all = SigmaFromMovingRanges(points, used);
+  if (!all.Exists()) return all;
+  const double largest = kLargest * all.value * all.constant;
+  double sum = 0.0;
+  std::int64_t count = 0;
+  const auto ranges = MovingRanges(points, used);
+  for (std::size_t i = 0; i < ranges.size(); ++i) {
+    if (!IsUsed(used, i) || !std::isfinite(ranges[i]) || ranges[i] > largest) continue;
+    sum += ranges[i];
+    ++count;
+  }
+  auto screened = SigmaFromMovingRangeSum(sum, count);
+  screened.name = kScreenedName;
+  return screened;
+}
+
 SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count, EstimatorSetting setting) {
   if (count < 1) return {};
   const double d2 = D2(2);

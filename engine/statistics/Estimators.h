@@ -81,6 +81,13 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
                                     std::span<const std::uint8_t> used = {},
                                     EstimatorSetting setting = kUsualEstimator);
 
+// The same without ranges above 3.267 of their mean (D4 of two points), which are dropped once:
+// kScreenedName.
+// Source   Nelson, J. Quality Technology 14 (1982)
+inline constexpr std::string_view kScreenedName = "MR-est screened";
+SigmaEstimate SigmaFromScreenedMovingRanges(std::span<const double> points,
+                                            std::span<const std::uint8_t> used = {});
+
 // |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range
 // to the used point before it and is then forgotten.
 std::vector<double> MovingRanges(std::span<const double> points,

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "engine/chunks/StreamWalk.h"
-#include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/phases.h"
 #include "engine/time/calendar.h"
@@ -238,20 +237,18 @@ std::vector<Occurrence> ReadOccurrences(sql::Connection& db, const StoreCache& c
     const Occurrence next{item, subgroup, time};
     if (item != 0 && (found.empty() || found.back() != next)) found.push_back(next);
   };
-  if (kind == catalogue::ItemKind::Part || kind == catalogue::ItemKind::Process) {
-    ForEachSubgroup(db, 1, INT32_MAX, [&](const SubgroupFacts& each) {
-      add(kind == catalogue::ItemKind::Part ? each.part : each.process, each.id, each.time);
-    });
-  }
   const auto in_context = PlaceInContext(kind);
   const auto* const in_row = std::ranges::find(kRowKinds, kind, &RowKind::kind);
-  if (kind != catalogue::ItemKind::Test && !in_context && in_row == std::end(kRowKinds))
-    return found;
+  const bool in_stream = catalogue::IsOfStream(kind);
+  if (!in_stream && !in_context && in_row == std::end(kRowKinds)) return found;
   for (const auto& stream : cache.streams) {
+    const auto item_of_stream = kind == catalogue::ItemKind::Part      ? stream.part
+                                : kind == catalogue::ItemKind::Process ? stream.process
+                                                                       : stream.test;
     ForEachRecord(db, stream.id, [&](const RecordView& record) {
       const auto add_item = [&](std::int32_t item) { add(item, record.Subgroup(), record.Time()); };
-      if (kind == catalogue::ItemKind::Test) {
-        add_item(stream.test);
+      if (in_stream) {
+        add_item(item_of_stream);
       } else if (in_context) {
         add_item(cache.contexts[cache.PlaceOfContextOf(record)][*in_context]);
       } else if (!record.IsPlain()) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "engine/catalogue/References.h"
+#include "engine/catalogue/limits.h"
 #include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/chunk.h"
 #include "engine/chunks/subgroups.h"
@@ -41,10 +42,16 @@ constexpr Link kMoreLinks[] = {
     {"delivery", "outbox", "outbox"},
 };
 
+// Rows of limits that serve the same charts; the third and fourth columns are their chart words.
+bool ShareCharts(const sql::Query& query) {
+  return catalogue::ShareCharts(query.Int(2), query.Int(3));
+}
+
 // What rows say about times that contradict each other: a query for the row and another one.
 struct TimeRule {
   std::string_view table, sql, reason;
   bool names_other = false;
+  bool (*applies)(const sql::Query& query) = nullptr;  // to a row that was found; null: to each
 };
 constexpr TimeRule kTimeRules[] = {
     {"control_limit",
@@ -53,12 +60,13 @@ constexpr TimeRule kTimeRules[] = {
      "ends before it begins"},
     // Deliberate: rows of older releases are left alone, since of those the newer one holds.
     {"control_limit",
-     "SELECT b.id, a.id FROM control_limit a JOIN control_limit b ON a.part = b.part "
+     "SELECT b.id, a.id, a.chart_word, b.chart_word "
+     "FROM control_limit a JOIN control_limit b ON a.part = b.part "
      "AND a.test = b.test AND a.effective = b.effective AND a.id < b.id "
      "WHERE a.status = 'active' AND b.status = 'active' "
      "AND coalesce(a.process, 0) = coalesce(b.process, 0) "
      "AND (a.state_at IS NOT NULL OR b.state_at IS NOT NULL) ORDER BY 1, 2",
-     "is active from the same time on as row ", true},
+     "is active from the same time on as row ", true, ShareCharts},
     {"phase", "SELECT id, 0 FROM phase WHERE finish <= start ORDER BY id", "ends before it begins"},
     {"phase",
      "SELECT b.id, a.id FROM phase a JOIN phase b ON a.id < b.id "
@@ -504,6 +512,7 @@ class Checker {
       Reads("table " + std::string(rule.table), [&] {
         sql::Query query(db_, rule.sql);
         while (query.Step()) {
+          if (rule.applies != nullptr && !rule.applies(query)) continue;
           Add(RowText(rule.table, query.Int64(0)),
               std::string(rule.reason) + (rule.names_other ? std::to_string(query.Int64(1)) : ""));
         }

@@ -2,6 +2,7 @@
 #include "engine/write/last_label.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -33,6 +34,21 @@ void SetLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process, 
              "ON CONFLICT(name) DO UPDATE SET last = excluded.last",
              name, last)
       .Run();
+}
+
+void RaiseLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process,
+                    std::int64_t last) {
+  const auto name = NameOf(part, process);
+  sql::Query(db, "UPDATE counter SET last = ?2 WHERE name = ?1 AND last < ?2", name, last).Run();
+}
+
+std::int64_t NumberOfLabel(std::string_view label) {
+  constexpr std::int64_t kMax = 1'000'000'000'000;
+  std::int64_t number = 0;
+  const auto* const end_of_label = label.data() + label.size();
+  const auto [end, error] = std::from_chars(label.data(), end_of_label, number);
+  const bool is_number = error == std::errc() && end == end_of_label && number > 0 && number < kMax;
+  return is_number ? number : 0;
 }
 
 void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "engine/catalogue/References.h"
 #include "engine/sql/Connection.h"
@@ -14,6 +15,12 @@ namespace orvspc::engine::write {
 // Empty where they have given none.
 std::optional<std::int64_t> LastLabel(sql::Connection& db, std::int64_t part, std::int64_t process);
 void SetLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process, std::int64_t last);
+// Where it is less, and any was given yet.
+void RaiseLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process,
+                    std::int64_t last);
+
+// Of a label that is such a number; 0: it is none.
+std::int64_t NumberOfLabel(std::string_view label);
 
 // A part or process becomes another one: the greater number counts.
 void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,

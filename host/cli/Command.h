@@ -88,6 +88,34 @@ inline constexpr Option kExpect{
 inline constexpr Option kDryRun{"dry-run", nullptr, "say what would be done, and do nothing"};
 ChangeOptions ChangeOptionsOf(const Arguments& arguments);
 
+// What takes --expect, and what the version is one of. Its other verbs refuse the option.
+struct Versioned {
+  std::string_view command, verb;  // verb: empty where a command has none
+  const char* of;
+};
+inline constexpr Versioned kVersioned[] = {
+    {"edit", "flag", "the record; the newest one, where all of a subgroup change"},
+    {"edit", "value", "the record"},
+    {"edit", "subgroup", "the record; the newest one, where all of a subgroup change"},
+    {"edit", "delete", "the record; the newest one, where all of a subgroup change"},
+    {"edit", "restore", "the record that comes back"},
+    {"edit", "rename", "the item"},
+    {"edit", "merge", "the item that gives way"},
+    {"edit", "deactivate", "the item"},
+    {"edit", "activate", "the item"},
+    {"edit", "undo-import", "the import"},
+    {"comment", "add", "the record that it is about, or the newest one of the subgroup"},
+    {"comment", "edit", "the comment"},
+    {"comment", "remove", "the comment"},
+    {"limits", "approve", "the row of limits"},
+    {"limits", "reject", "the row of limits"},
+    {"limits", "retire", "the row of limits"},
+    {"limits", "void", "the row of limits"},
+    {"alarm", "ack", "the alarm"},
+    {"alarm", "close", "the alarm"},
+    {"alarm", "reopen", "the alarm"},
+    {"set", "", "the setting"}};
+
 // Which subgroup: options beside "#4711".
 inline constexpr Option kAt{"at", "TIME", "the time of the subgroup"};
 inline constexpr Option kAll{"all", nullptr, "all subgroups that fit, where several do"};

@@ -33,6 +33,8 @@ constexpr Option kExclude{"exclude", "#ID=REASON", "a subgroup to leave out", ""
 constexpr Option kIterate{"iterate", nullptr,
                           "leave out points beyond the limits that have a cause, in rounds"};
 constexpr Option kAuto{"auto", nullptr, "with --iterate, those without a cause, too"};
+constexpr Option kScreenMr{"screen-mr", nullptr,
+                           "sigma without moving ranges above 3.267 of their mean"};
 constexpr Option kForce{"force", nullptr, "also with too few subgroups, or open questions"};
 constexpr Option kEffective{"effective", "TIME", "from when the limits hold", "behind their data"};
 constexpr Option kNewPhase{"new-phase", "NAME", "a phase begins with them: the process changed"};
@@ -167,6 +169,7 @@ LimitRequest WindowOf(const Run& run) {
   if (arguments.Has(kIterate)) {
     request.screening = arguments.Has(kAuto) ? LimitScreening::Every : LimitScreening::WithCause;
   }
+  request.screen_mr = arguments.Has(kScreenMr);
   request.force = arguments.Has(kForce);
   return request;
 }
@@ -577,7 +580,7 @@ const std::vector<PartOfOptions>& AllParts() {
       {kOfStream, {kPart, kProcess, kTest}},
       {kOfWindow,
        {kSince, kUntil, kOfPhase, kOfAllPhases, Option(kFirst), Option(kGraph1), Option(kGraph2),
-        Option(kGraph3), kExclude, kIterate, kAuto}},
+        Option(kGraph3), kExclude, kIterate, kAuto, kScreenMr}},
       {kOfForce, {kForce}},
       {kOfApproval, {kEffective, kNewPhase}},
       {kOfRetiring, {kEnd}},

@@ -97,6 +97,17 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
   return text.Take() + "\n" + DescribeOptions(command.options, columns) + more.Take();
 }
 
+void CheckExpect(const Command& command, const Arguments& arguments) {
+  const auto takes_it = [&](const Option& each) { return each.name == kExpect.name; };
+  const auto& words = arguments.Positional();
+  if (words.empty() || std::ranges::none_of(command.options, takes_it)) return;
+  if (!arguments.Has(kExpect)) return;
+  for (const auto& each : kVersioned) {
+    if (each.command == command.name && (each.verb.empty() || each.verb == words[0])) return;
+  }
+  throw Misuse("--expect does not go with \"" + std::string(command.name) + " " + words[0] + "\"");
+}
+
 int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {
   command.options.push_back(kHelp);
   if (command.tells_hooks != nullptr) command.options.push_back(kHooks);
@@ -109,6 +120,7 @@ int RunCommand(Command command, const std::vector<std::string>& words, Console& 
   if (positional.size() > command.max_positional)
     throw Misuse("\"" + positional[command.max_positional] + "\" is one word too many");
   CheckOutput(arguments);
+  CheckExpect(command, arguments);
   const int status = command.run(arguments, console);
   if (command.tells_hooks != nullptr && command.tells_hooks(arguments) && !arguments.Has(kDryRun)) {
     Teller(arguments, console).Tell(arguments.Required(kDatabase));

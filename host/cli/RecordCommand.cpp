@@ -207,7 +207,14 @@ class Lines {
       sent.push_back(&each);
     }
     if (sent.empty()) return;
-    const auto stored = batch.Commit();
+    BatchRecorded stored;
+    try {
+      stored = batch.Commit();
+    } catch (const Refused& refused) {
+      // Of who records, which all of them share.
+      for (auto* const each : sent) each->answer = Answer(each->key, refused);
+      return;
+    }
     for (std::size_t i = 0; i < sent.size(); ++i) {
       const auto refused = stored.refused.find(i);
       sent[i]->answer = refused == stored.refused.end() ? Answer(sent[i]->key, stored.records[i])

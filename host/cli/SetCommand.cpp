@@ -20,7 +20,7 @@ int Run(const Arguments& arguments, Console&) {
   const auto refusal = SettingOf(words[0]).Refusal(words[1]);
   if (!refusal.empty()) throw Misuse(refusal);
   QualityDatabase::Open(arguments.Required(kDatabase))
-      .Set(words[0], words[1], ActorOf(arguments), ReasonOf(arguments));
+      .ChangeSetting(words[0], words[1], ChangeOptionsOf(arguments));
   return 0;
 }
 
@@ -38,7 +38,7 @@ Command SetCommand() {
           "Changes a setting of a database",
           details + "\n\"orvspc list settings\" shows what holds.",
           "orvspc set --db q.db sigma_estimator unweighted",
-          {kDatabase, kBy, kStation, kReason},
+          {kDatabase, kBy, kStation, kReason, kExpect, kDryRun},
           Run,
           2};
 }

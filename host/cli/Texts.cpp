@@ -46,24 +46,25 @@ bool IsOf(const ListedEvent& event, const SubgroupRow& row) {
   return fits(event.part, row.part) && fits(event.process, row.prcs) && fits(event.test, row.test);
 }
 
-// The subgroups of each stream that were changed, in the stretch of time that is shown of it.
-std::map<StreamIds, std::vector<std::int32_t>> ReadEdited(const QualityDatabase& database,
-                                                          const std::vector<SubgroupRow>& rows) {
+StreamIds StreamOf(const SubgroupRow& row) { return {row.part, row.prcs, row.test}; }
+
+// What read(stream, first, last) returns of each stream, for the stretch of time that is shown of
+// it; streams of which it returns nothing are left out.
+template <class Read>
+auto ReadStretches(const std::vector<SubgroupRow>& rows, Read read) {
   std::map<StreamIds, std::pair<std::int64_t, std::int64_t>> stretches;
   for (const auto& row : rows) {
-    const auto [found, is_new] =
-        stretches.try_emplace({row.part, row.prcs, row.test}, row.stamp, row.stamp);
+    const auto [found, is_new] = stretches.try_emplace(StreamOf(row), row.stamp, row.stamp);
     auto& [first, last] = found->second;
     first = std::min(first, row.stamp);
     last = std::max(last, row.stamp);
   }
-  std::map<StreamIds, std::vector<std::int32_t>> edited;
+  std::map<StreamIds, decltype(read(StreamKey(), 0, 0))> all;
   for (const auto& [stream, stretch] : stretches) {
-    auto found =
-        database.EditedSubgroups({stream[0], stream[1], stream[2]}, stretch.first, stretch.second);
-    if (!found.empty()) edited.emplace(stream, std::move(found));
+    auto found = read(StreamKey{stream[0], stream[1], stream[2]}, stretch.first, stretch.second);
+    if (!found.empty()) all.emplace(stream, std::move(found));
   }
-  return edited;
+  return all;
 }
 
 // The phase of each row by name, where a stream that is shown has any.
@@ -86,7 +87,7 @@ void ReadPhases(const QualityDatabase& database, render::SubgroupsRead& data) {
   std::map<StreamIds, std::vector<std::int32_t>> streams;
   bool is_any = false;
   for (const auto& row : data.rows) {
-    const auto [found, is_new] = streams.try_emplace({row.part, row.prcs, row.test});
+    const auto [found, is_new] = streams.try_emplace(StreamOf(row));
     if (is_new) found->second = of_stream(row);
     is_any = is_any || !found->second.empty();
     auto& phase = data.phase_of.emplace_back();
@@ -95,6 +96,18 @@ void ReadPhases(const QualityDatabase& database, render::SubgroupsRead& data) {
         phase = i + 1;
   }
   if (!is_any) data.phase_of.clear();
+}
+
+// Why control limits were made without a subgroup.
+void ReadLeftOut(const QualityDatabase& database, std::vector<SubgroupRow>& rows) {
+  std::map<StreamIds, std::vector<LimitExclusion>> left_out;
+  for (auto& row : rows) {
+    const auto [found, is_new] = left_out.try_emplace({row.part, row.prcs, row.test});
+    auto& of_stream = found->second;
+    if (is_new) of_stream = database.LeftOutOfLimits({row.part, row.prcs, row.test});
+    const auto each = std::ranges::lower_bound(of_stream, row.sgrp, {}, &LimitExclusion::subgroup);
+    if (each != of_stream.end() && each->subgroup == row.sgrp) row.left_out = each->reason;
+  }
 }
 
 }  // namespace
@@ -112,10 +125,12 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
     events.emplace(event.subgroup_time.value_or(0), event);
   }
   const auto descriptors = database.DescriptorsOf(ids);
-  const auto edited = ReadEdited(database, data.rows);
+  const auto edited = ReadStretches(data.rows, [&](const StreamKey& stream, auto from, auto to) {
+    return database.EditedSubgroups(stream, from, to);
+  });
   ReadPhases(database, data);
   for (auto& row : data.rows) {
-    const auto changed = edited.find({row.part, row.prcs, row.test});
+    const auto changed = edited.find(StreamOf(row));
     row.edited = changed != edited.end() && std::ranges::binary_search(changed->second, row.sgrp);
     using Label = std::pair<std::int32_t, std::string>;
     const auto label = std::ranges::lower_bound(labels, row.sgrp, {}, &Label::first);
@@ -140,20 +155,25 @@ void ReadTexts(const QualityDatabase& database, const render::Names& names,
         !remarks.descriptors.empty() || !remarks.comments.empty() || !remarks.events.empty();
     row.remarks = has_any ? std::make_shared<const render::Remarks>(std::move(remarks)) : nullptr;
   }
+  ReadLeftOut(database, data.rows);
 }
 
 void ReadVersions(const QualityDatabase& database, render::SubgroupsRead& data) {
-  std::vector<std::pair<std::int32_t, std::int32_t>> records;
+  const auto versions = ReadStretches(data.rows, [&](const StreamKey& stream, auto from, auto to) {
+    return database.RecordVersions(stream, from, to);
+  });
   std::vector<std::int64_t> comments;
-  for (const auto& row : data.rows) {
-    records.emplace_back(row.sgrp, row.test);
+  for (const auto& row : data.rows)
     for (const auto& comment : render::RemarksOf(row).comments) comments.push_back(comment.id);
-  }
-  const auto of_records = database.RecordVersions(records);
   const auto of_comments = database.CommentVersions(comments);
-  std::size_t record = 0, comment = 0;
+  std::size_t comment = 0;
   for (auto& row : data.rows) {
-    row.version = of_records[record++];
+    if (const auto found = versions.find(StreamOf(row)); found != versions.end()) {
+      using Version = std::pair<std::int32_t, std::int64_t>;
+      const auto version = std::ranges::lower_bound(found->second, row.sgrp, {}, &Version::first);
+      if (version != found->second.end() && version->first == row.sgrp)
+        row.version = version->second;
+    }
     if (render::RemarksOf(row).comments.empty()) continue;
     auto remarks = *row.remarks;
     for (auto& each : remarks.comments) each.version = of_comments[comment++];

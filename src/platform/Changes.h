@@ -6,7 +6,19 @@
 #include <optional>
 #include <string>
 
+#include "platform/Actor.h"
+
 namespace orvspc {
+
+// Who changes something, why, and how sure they want to be.
+struct ChangeOptions {
+  Actor actor;
+  std::string reason;  // 3 to 500 characters; only comments are added without one
+  // The version of it that the caller saw: the number of the latest entry of the log about it. Of a
+  // subgroup that of its newest record, of two items that of the one that gives way.
+  std::optional<std::int64_t> expected = {};
+  bool dry_run = false;  // all is done and found out, and nothing stored
+};
 
 // A value of a record, or a count. tsno counts pieces from 1, sbno readings inside one; 0: the
 // piece itself. Of a test that counts tsno is the number of a unit; 0: counts without one.

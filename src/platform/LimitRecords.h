@@ -30,8 +30,9 @@ struct LimitExclusion {
 
 // What becomes of points beyond the limits, in rounds, each with the limits of what is left.
 //   None       they stay
-//   WithCause  those that have a cause are left out: a comment, or an event with a cause code, a
-//              downtime or a general event since the point before
+//   WithCause  those that have a cause are left out: a comment, an event with a cause code, a
+//              downtime or a general event since the point before, or a reason for which stored
+//              limits of the stream were made without them
 //   Every      those without one, too
 enum class LimitScreening { None, WithCause, Every };
 
@@ -47,6 +48,7 @@ struct LimitRequest {
   std::int32_t chart_word = 0;  // 0: the data choose
   std::vector<LimitExclusion> exclusions;
   LimitScreening screening = LimitScreening::None;
+  bool screen_mr = false;  // sigma of moving ranges without those above 3.267 of their mean
   // Subgroups that are enough for a proposal; 0: 20, or 25 of one piece, but no more than the
   // limits of its phase are frozen after.
   std::int32_t minimum = 0;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,22 @@ struct NewPiece {
   std::string serial, gage, defect;
 };
 
+// A comment of a piece, or by somebody else or of another time than the record.
+struct NewComment {
+  std::string text;
+  std::int32_t tsno = 0;             // 0: of the record
+  std::string employee;              // empty: that of the record, else who records
+  std::optional<std::int64_t> time;  // empty: that of the record
+  friend bool operator==(const NewComment&, const NewComment&) = default;
+};
+
+// "Colour=red", of the subgroup or a piece of it.
+struct NewDescriptor {
+  std::string group, name;
+  std::int32_t tsno = 0;  // 0: of the subgroup
+  friend auto operator<=>(const NewDescriptor&, const NewDescriptor&) = default;
+};
+
 // What is recorded of one subgroup and test.
 struct NewRecord {
   std::string part, process, test;
@@ -31,7 +49,9 @@ struct NewRecord {
   std::int32_t flag = 0;  // sfEnabled, sfDisabled, sfIncomplete
   // By "job", "lot", "shift", "revision", "workstation", "employee", "descriptor:NAME".
   std::map<std::string, std::string> context;
+  std::vector<NewDescriptor> descriptors;  // beside those of the context
   std::vector<std::string> comments;
+  std::vector<NewComment> other_comments;
   // A record that is sent again under its key is stored once. Empty: none.
   std::string key;
   bool force = false;  // store values beyond the reasonable limits, too

@@ -29,6 +29,15 @@ class LimitsCommand : public ProgramTest {
   }
 };
 
+TEST_F(LimitsCommand, LargeMovingRangesAreScreenedWhereThatIsAskedFor) {
+  const std::string chart = "compute --graph1 individuals --graph2 mr";
+  EXPECT_EQ(Limits(chart).out.find("screened"), std::string::npos);
+  const auto done = Limits(chart + " --screen-mr");
+  EXPECT_NE(done.out.find("screened"), std::string::npos) << done.out << done.err;
+  EXPECT_EQ(ParseJson(Limits(chart + " --screen-mr --format json").out).At("Estimator").text,
+            "MR-est screened");
+}
+
 TEST_F(LimitsCommand, TheLifeOfALimit) {
   auto done = Limits("compute --until 2026-01-20");
   EXPECT_EQ(done.status, 0) << done.err;

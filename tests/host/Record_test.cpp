@@ -179,6 +179,124 @@ TEST_F(RecordTest, WhatIsNoTextIsRefusedOnEveryStore) {
   }
 }
 
+// By arguments, by a line, and by a batch of lines; on every store.
+TEST_F(RecordTest, ARefusalHasOneTextWhicheverWayARecordComes) {
+  Run(kRing + "1 --at 2026-03-11 --label old --create");
+  Run("record --db q.db --part Ring --process 'Press A' --test Leaks 1 --size 50 --at 2026-03-11 "
+      "--create");
+  Run("record --db q.db --part Ring --process 'Press B' --test Diameter 1 --at 2026-03-11 "
+      "--create");
+  Run(kRing + "1 --at 2026-03-11T01:00 --key used");
+  Write("limits.csv", "part,test,usl,url,lrl\nRing,Diameter,75,80,-5\n");
+  EXPECT_EQ(Run("import limits.csv --kind limits --db q.db").status, 0);
+  EXPECT_EQ(Run("edit deactivate process 'Press B' --reason 'sold' --db q.db").status, 0);
+  EXPECT_EQ(Run("set --db q.db 'subgroup_size:Ring/Press A/Diameter' 2").status, 0);
+  const std::string name = ": must be 1 to 255 bytes of text without control characters";
+  const std::string ring = R"("part":"Ring","process":"Press A","test":"Diameter",)";
+  const std::string leaks = R"("part":"Ring","process":"Press A","test":"Leaks",)";
+  const auto args = [](const std::string& part, const std::string& process,
+                       const std::string& test) {
+    return "record --db q.db --part '" + part + "' --process '" + process + "' --test '" + test +
+           "' ";
+  };
+  const auto count = args("Ring", "Press A", "Leaks");
+  const struct {
+    std::string code, arguments, line, says;
+  } cases[] = {
+      {"name", args("A\x01", "P", "T") + "1",
+       R"("part":"A\u0001","process":"P","test":"T","pieces":[1])", "part" + name},
+      {"name", args("A\xE2\x80\xAE", "P", "T") + "1",
+       R"("part":"A\u202e","process":"P","test":"T","pieces":[1])", "part" + name},
+      {"name", args("A", std::string(256, 'p'), "T") + "1",
+       R"("part":"A","process":")" + std::string(256, 'p') + R"(","test":"T","pieces":[1])",
+       "process" + name},
+      {"name", kRing + "1 2 --lot 'L\x01'", ring + R"("pieces":[1,2],"context":{"lot":"L\u0001"})",
+       "lot" + name},
+      {"name", kRing + "1 2 --descriptor 'Hue=\x01'",
+       ring + R"("pieces":[1,2],"descriptors":{"Hue":"\u0001"})", "descriptor:Hue" + name},
+      {"name", kRing + "1 2 --label 'x\x01'", ring + R"("pieces":[1,2],"label":"x\u0001")",
+       "label" + name},
+      {"unknown", args("Rung", "Press A", "Diameter") + "1",
+       R"("part":"Rung","process":"Press A","test":"Diameter","pieces":[1])",
+       "part: there is no part \"Rung\"; did you mean \"Ring\"? --create makes it"},
+      {"unknown", args("Ring", "Mill", "Diameter") + "1",
+       R"("part":"Ring","process":"Mill","test":"Diameter","pieces":[1])", "process: "},
+      {"inactive", args("Ring", "Press B", "Diameter") + "1",
+       R"("part":"Ring","process":"Press B","test":"Diameter","pieces":[1])",
+       "process: \"Press B\" is deactivated since 20"},
+      {"type", count + "1", leaks + R"("pieces":[1])",
+       "test: Leaks counts defectives; give --size and a count"},
+      {"type", kRing + "1 2 --size 7", ring + R"("pieces":[1,2],"size":7)",
+       "test: Diameter has measured values; give these, without --size and --defect"},
+      {"number", kRing + "74,03 2", ring + R"("pieces":["74,03",2])",
+       "value: 74,03 is no number; the decimal sign is a point"},
+      {"number", kRing + "x 2", ring + R"("pieces":["x",2])", "value: x is no number"},
+      {"number", kRing + "nan 2", ring + R"("pieces":["nan",2])", "value: nan is no number"},
+      {"number", kRing + "inf 2", ring + R"("pieces":["inf",2])", "value: inf is no number"},
+      {"number", kRing + "1e300 2", ring + R"("pieces":[1e300,2])",
+       "value: 1e+300 is too large; values lie below 1e300"},
+      {"number", kRing + "1e400 2", ring + R"("pieces":["1e400",2])", "value: 1e400 is no number"},
+      {"count", count + "1.5 --size 50", leaks + R"("pieces":[1.5],"size":50)",
+       "value: must be a whole number between 0 and 1000000000"},
+      {"count", count + "-1 --size 50", leaks + R"("pieces":[-1],"size":50)",
+       "value: must be a whole number between 0 and 1000000000"},
+      {"count", count + "51 --size 50", leaks + R"("pieces":[51],"size":50)",
+       "value: more defectives (51) than units inspected (50)"},
+      {"count", count + "1 --size 50.5", leaks + R"("pieces":[1],"size":50.5)",
+       "size: must be a whole number, as only that of a test of defects need not be"},
+      {"unreasonable", kRing + "740.3 2", ring + R"("pieces":[740.3,2])",
+       "value: 740.3 lies beyond the reasonable limit 80; --force stores it"},
+      {"size", kRing + "1 2 3", ring + R"("pieces":[1,2,3])",
+       "value: 3 values where 2 belong to a subgroup; --flag incomplete stores them"},
+      {"time", kRing + "1 2 --at 2037-01-01", ring + R"("pieces":[1,2],"time":"2037-01-01")",
+       "time: lies "},
+      {"time", kRing + "1 2 --at 2039-01-01", ring + R"("pieces":[1,2],"time":"2039-01-01")",
+       "time: must lie between 1901-12-13T20:45:52 and 2038-01-19T03:14:07"},
+      {"stored", kRing + "1 2 --at 2026-03-11 --label old",
+       ring + R"("pieces":[1,2],"time":"2026-03-11","label":"old")",
+       "test: this subgroup, #1, has values of this test (orvspc edit value changes them)"},
+      {"key", kRing + "1 2 --key used", ring + R"("pieces":[1,2],"key":"used")",
+       "key: \"used\" was used for other values (#4)"},
+      {"key", kRing + "1 2 --key 'no\x01'", ring + R"("pieces":[1,2],"key":"no\u0001")",
+       "key: must be 1 to 64 printable characters of ASCII"},
+      {"comment", kRing + "1 2 --comment '\x01'", ring + R"("pieces":[1,2],"comments":["\u0001"])",
+       "comment: must be 1 to 4000 characters of text"}};
+  const auto entries = Run("log --db q.db --head").out;
+  for (const auto& each : cases) {
+    const auto outcome = Run(each.arguments);
+    EXPECT_EQ(outcome.status, 1) << each.arguments << outcome.out;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(outcome.err.starts_with("orvspc record: " + each.says)) << outcome.err;
+    const auto text = outcome.err.substr(0, outcome.err.find('\n'));
+    Write("in.jsonl", "{" + each.line + "}\n");
+    for (const std::string batch : {"", " --batch 10"}) {
+      const auto answer = Run("record --db q.db --jsonl in.jsonl" + batch);
+      EXPECT_EQ(answer.status, 1) << each.line;
+      const auto lines = LinesOf(answer.out);
+      ASSERT_EQ(lines.size(), 1U) << answer.err;
+      ASSERT_TRUE(lines[0].contains("error")) << answer.out;
+      EXPECT_EQ(lines[0]["error"]["code"], each.code) << answer.out;
+      EXPECT_EQ("orvspc record: " + lines[0]["error"]["text"].get<std::string>(), text);
+    }
+  }
+  EXPECT_EQ(Run("log --db q.db --head").out, entries) << "nothing was stored";
+  // Who records is asked of each line.
+  EXPECT_EQ(Run("set --db q.db require_by yes --by Ann").status, 0);
+  Write("in.jsonl", "{" + ring + "\"pieces\":[1,2]}\n{" + ring + "\"pieces\":[3,4]}\n");
+  const auto one = Run(kRing + "1 2");
+  EXPECT_EQ(one.status, 1);
+  for (const std::string batch : {"", " --batch 10"}) {
+    const auto answer = Run("record --db q.db --jsonl in.jsonl" + batch);
+    EXPECT_EQ(answer.status, 1);
+    const auto lines = LinesOf(answer.out);
+    ASSERT_EQ(lines.size(), 2U) << answer.err;
+    for (const auto& line : lines) {
+      EXPECT_EQ(line["error"]["code"], "by");
+      EXPECT_EQ("orvspc record: " + line["error"]["text"].get<std::string>() + "\n", one.err);
+    }
+  }
+}
+
 TEST_F(RecordTest, LinesWithoutARefusalEndWithZero) {
   std::string text;
   for (int i = 0; i < 25; ++i) {

@@ -141,6 +141,26 @@ TEST_F(Texts, EveryColumnComesBackByName) {
   EXPECT_TRUE(Has(picture, ">Cause-k / Action-l</text>")) << "beside the point";
 }
 
+// Subgroups of other parts between those of a chart, with descriptors of their own.
+TEST_F(Texts, DescriptorsAreThoseOfTheirSubgroups) {
+  std::string csv = "part,process,test,subgroup,time,value,descriptor:Colour\n";
+  for (int i = 0; i < 60; ++i) {
+    const auto number = std::to_string(i);
+    csv += "Ring" + std::to_string(i % 6) + ",Press,Diameter," + number + ",2024-03-01T" +
+           (i < 10 ? "00:0" : "00:") + number + ",10,colour " + number + "\n";
+  }
+  Import("values", csv);
+  for (const std::string options : {"--part Ring2", ""}) {
+    const auto document = Json("chart --db q.db --max 0 " + options);
+    const auto& rows = document.At("Subgroups").elements;
+    EXPECT_EQ(rows.size(), options.empty() ? 60U : 10U);
+    for (const auto& row : rows) {
+      ASSERT_EQ(row.At("Descriptors").elements.size(), 1U);
+      EXPECT_EQ(row.At("Descriptors[0].DescName").text, "colour " + row.At("Label").text);
+    }
+  }
+}
+
 TEST_F(Texts, DefectsAreNamedWithTheirCounts) {
   Import("values",
          "part,process,test,subgroup,time,count,size,defect\n"
@@ -279,6 +299,33 @@ TEST_F(Texts, DecimalsOfCapabilityAreThoseOfTheSpecification) {
     }
   }
   EXPECT_EQ(outputs.size(), 18U) << "each scale shows in each of them";
+}
+
+TEST_F(Texts, WhatLimitsWereMadeWithoutIsHollowAndSaysWhy) {
+  ImportHours(30);
+  const auto before = Run("chart --db q.db --graph2 none --format svg").out;
+  const auto json = Run("chart --db q.db --format json").out;
+  EXPECT_FALSE(Has(json, "LeftOut"));
+  ASSERT_EQ(
+      Run("limits propose --exclude \"#20=tool broke\" --force --reason first --db q.db").status,
+      0);
+  EXPECT_FALSE(Has(Run("chart --db q.db --format json").out, "LeftOut")) << "it holds nowhere";
+  ASSERT_EQ(Run("limits approve 1 --reason agreed --db q.db").status, 0);
+  const auto document = Json("chart --db q.db");
+  for (std::size_t i = 0; i < 25; ++i) {
+    const auto& row = document.At("Subgroups").elements.at(i);
+    if (row.At("Sgrp").number == 20) {
+      EXPECT_EQ(row.At("LeftOut").text, "tool broke");
+    } else {
+      EXPECT_EQ(row.At("LeftOut").kind, ParsedJson::Kind::Null);
+    }
+    EXPECT_EQ(row.At("Flag").number, 0);
+  }
+  const auto picture = Run("chart --db q.db --graph2 none --format svg").out;
+  EXPECT_EQ(CountOf(before, "class=\"pu\""), 0U);
+  EXPECT_EQ(CountOf(picture, "left out of limits: tool broke</title>"), 1U);
+  EXPECT_EQ(CountOf(picture, "class=\"pu\""), 2U) << "the point and its line of the legend";
+  EXPECT_TRUE(Has(Run("chart --db q.db --format html").out, ">left out of limits</th>"));
 }
 
 TEST_F(Texts, WhatWasChangedIsMarked) {
@@ -645,7 +692,7 @@ TEST_F(Texts, DataNamesPhases) {
   EXPECT_EQ(CountOf(Run("data --db q.db --max 0").out, "phase Tool B"), 3U);
 }
 
-TEST_F(Texts, AllCountsNoDeletedSubgroups) {
+TEST_F(Texts, DeletedSubgroupsAreNeitherFoundNorCounted) {
   ImportHours(4);
   ASSERT_EQ(Run("edit delete '#2' --reason why --db q.db").status, 0);
   const auto named = Run("edit flag --part Ring --to disabled --reason why --db q.db");
@@ -653,7 +700,9 @@ TEST_F(Texts, AllCountsNoDeletedSubgroups) {
   EXPECT_TRUE(Has(named.err, "3 subgroups fit (#1 #3 #4)")) << named.err;
   const auto all = Run("edit flag --part Ring --all --to disabled --reason why --db q.db");
   EXPECT_EQ(all.status, 0) << all.err;
-  EXPECT_TRUE(Has(Run("chart --db q.db").err + Run("chart --db q.db").out, "3 of 3 disabled"));
+  EXPECT_TRUE(Has(Run("chart --db q.db").out, "3 of 3 disabled"));
+  for (const std::string kind : {"part", "process", "test", "lot"})
+    EXPECT_EQ(Json("list " + kind + " --db q.db").At(kind + "[0].Subgroups").number, 3.0) << kind;
 }
 
 TEST_F(Texts, AChartNamesTheTestsThatItLeavesOut) {

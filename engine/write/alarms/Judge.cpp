@@ -229,11 +229,13 @@ class StreamJudge {
     const auto notes = store::NoteCount();
     if (Of().test_type == ttVariable) {
       charts::VariableRun run;
+      run.KeepToSelection();
       API_CCVarOptions options{};
       options.ChartWord = word;
       if (run.Process(store_, info, {}, options) != 0) TakeMarks(run, word);
     } else {
       charts::AttributeRun run;
+      run.KeepToSelection();
       if (run.Process(store_, info, {}, {word, 0, 0.0}) != 0) TakeMarks(run, word);
     }
     store::KeepNotes(notes);

@@ -369,10 +369,12 @@ std::vector<ListedImport> ReadImports(sql::Connection& db) {
   return imports;
 }
 
-UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed) {
+UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed,
+                      std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const auto batch = NeededBatch(db, id);
+  CheckVersion(db, batch.Object(), batch.Object(), expected);
   if (batch.state == "undone") RefuseBatch(batch, "undone", " is undone already");
   const bool has_values = batch.kind == "values" || batch.kind == "record";
   if (!has_values && batch.kind != "flags" && batch.kind != "comments") {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "engine/write/change/UndoneBatch.h"
@@ -23,6 +24,7 @@ std::vector<ListedImport> ReadImports(sql::Connection& db);
 //                had, "comment-remove" for each comment
 //   Refused      unknown, undone already, of another kind; what was changed or taken out since,
 //                unless this is kept
-UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed);
+UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed,
+                      std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change

@@ -67,13 +67,18 @@ EventOf About(sql::Connection& db, const StoredComment& comment) {
 std::string ObjectOfComment(std::int64_t comment) { return "comment " + std::to_string(comment); }
 
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
-                        std::int32_t piece, std::string_view text) {
+                        std::int32_t piece, std::string_view text,
+                        std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   CheckText(text);
   const auto of = NeededSubgroup(db, subgroup);
-  if (test != 0 && ReadRecords(db, of, test).empty()) {
-    throw Refused("unknown", "test", std::to_string(test),
-                  "#" + std::to_string(subgroup) + " has no values of this test");
+  const auto name = "#" + std::to_string(subgroup);
+  if (test != 0 || expected) {
+    const auto records = ReadRecords(db, of, test == 0 ? std::nullopt : std::optional(test));
+    if (test != 0 && records.empty()) {
+      throw Refused("unknown", "test", std::to_string(test), name + " has no values of this test");
+    }
+    CheckVersion(db, records, name, expected);
   }
   const auto id = sql::TakeIds(db, "comment");
   sql::Query(db,

@@ -17,8 +17,10 @@ std::string ObjectOfComment(std::int64_t comment);
 
 // Of a test, or of a piece of it; 0: of the subgroup as a whole. Returns its identifier. Refused:
 // unknown, where there is no such subgroup or it has no values of the test.
+// expected: of the record that it is about, or of the newest one of the subgroup.
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
-                        std::int32_t piece, std::string_view text);
+                        std::int32_t piece, std::string_view text,
+                        std::optional<std::int64_t> expected);
 void EditComment(log::Writing& writing, std::int64_t comment, std::string_view text,
                  std::optional<std::int64_t> expected);
 // The same without an event of its own.

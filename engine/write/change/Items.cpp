@@ -6,6 +6,7 @@
 #include "engine/sql/texts.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/stream_settings.h"
+#include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
 #include "platform/TimeText.h"
@@ -63,6 +64,11 @@ std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view na
   throw Refused("unknown", word, std::string(name), "there is no " + word + " " + Quoted(name));
 }
 
+void CheckItemVersion(sql::Connection& db, ItemKind kind, std::int32_t id, std::string_view name,
+                      std::optional<std::int64_t> expected) {
+  CheckVersion(db, ObjectOf(kind, id), std::string(WordOf(kind)) + " " + Quoted(name), expected);
+}
+
 // Of a part, process or test it says which.
 void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id) {
   EventOf of;
@@ -101,12 +107,14 @@ void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::in
       .Run();
 }
 
-void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to) {
+void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to,
+            std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   log::NeedName("to", to);
   const std::string word(WordOf(kind));
   const auto id = NeededNamed(db, kind, name);
+  CheckItemVersion(db, kind, id, name, expected);
   if (FindNamed(db, kind, to)) {
     throw Refused("name", word, std::string(to),
                   "there is a " + word + " " + Quoted(to) + " already; edit merge joins the two");
@@ -121,11 +129,13 @@ void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::st
   AddItemEvent(writing, kind, id);
 }
 
-void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active) {
+void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active,
+               std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
   const auto id = NeededNamed(db, kind, name);
+  CheckItemVersion(db, kind, id, name, expected);
   const bool was_active = IsActive(db, kind, id);
   if (was_active == is_active) {
     throw Refused("inactive", word, std::string(name),

@@ -23,6 +23,9 @@ std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field
 
 // That of the name it has now; throws Refused (code "unknown").
 std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view name);
+// Throws Conflict unless the version of the item is the one expected.
+void CheckItemVersion(sql::Connection& db, ItemKind kind, std::int32_t id, std::string_view name,
+                      std::optional<std::int64_t> expected);
 // The general event of a change of an item.
 void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id);
 
@@ -30,10 +33,12 @@ void AddItemEvent(log::Writing& writing, ItemKind kind, std::int32_t id);
 void AddAlias(sql::Connection& db, ItemKind kind, std::string_view name, std::int32_t id);
 
 // It keeps its identifier; the former name becomes an alias.
-void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to);
+void Rename(log::Writing& writing, ItemKind kind, std::string_view name, std::string_view to,
+            std::optional<std::int64_t> expected);
 
 // An item that is not active is not offered, and recorded no more; what has it stays.
-void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active);
+void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool is_active,
+               std::optional<std::int64_t> expected);
 
 // The same of a name that nothing uses any more since a batch was undone, with no event; returns
 // whether it was active.

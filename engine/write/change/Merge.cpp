@@ -20,6 +20,7 @@
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/MovedRecords.h"
 #include "platform/TimeText.h"
 
 namespace orvspc::engine::change {
@@ -146,7 +147,9 @@ const std::vector<Dated>& DatedTables() {
        "control limits",
        "effective",
        {"part", "process", "test"},
-       " AND a.status IN ('active', 'retired') AND b.status IN ('active', 'retired')"},
+       " AND a.status IN ('active', 'retired') AND b.status IN ('active', 'retired') "
+       "AND (a.until IS NULL OR a.until > a.effective) "
+       "AND (b.until IS NULL OR b.until > b.effective)"},
       {"opportunity", "opportunities", "effective", {"part", "test"}},
       {"net_content", "net contents", "effective", {"part", "test"}},
       {"state_log", "states", "time", {"process"}}};
@@ -305,7 +308,8 @@ TouchedStream JoinStreams(log::Writing& writing, const StreamPair& pair) {
   return touched;
 }
 
-std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two) {
+std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two,
+                                         log::MovedRecords& moved) {
   auto& db = writing.Db();
   const auto streams = StreamsOf(db, two);
   std::vector<StoredSubgroup> subgroups;
@@ -317,6 +321,13 @@ std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two) 
   }
   CheckDated(db, two);
   CheckPhases(db, two);
+  for (const auto& each : subgroups) moved.Add(log::MovedRecords::kAnyTest, each.id);
+  for (const auto& pair : streams) {
+    if (two.kind != ItemKind::Test) break;
+    store::ForEachRecord(db, pair.from, [&](const store::RecordView& view) {
+      moved.Add(two.into, view.Subgroup());
+    });
+  }
   std::vector<TouchedStream> touched;
   for (const auto& pair : streams) {
     if (pair.into != 0) {
@@ -351,10 +362,24 @@ std::string MoveContextText(ItemKind kind) {
 }
 
 // Who and where of values. A context that becomes like another one gives way to it.
-void JoinContexts(sql::Connection& db, const Two& two) {
+void JoinContexts(sql::Connection& db, const Two& two, log::MovedRecords& moved) {
   std::vector<std::int32_t> ids;
   for (sql::Query query(db, TextFor<ContextsText>(two.kind), two.from); query.Step();) {
     ids.push_back(query.Int(0));
+  }
+  std::ranges::sort(ids);
+  struct OfTest {
+    std::int64_t stream = 0;
+    std::int32_t test = 0;
+  };
+  const auto streams = sql::Query(db, "SELECT id, test FROM stream ORDER BY id")
+                           .All<OfTest>(&OfTest::stream, &OfTest::test);
+  for (const auto& [stream, of_test] : streams) {
+    if (ids.empty()) return;
+    const auto test = of_test;
+    store::ForEachRecord(db, stream, [&](const store::RecordView& view) {
+      if (std::ranges::binary_search(ids, view.Context())) moved.Add(test, view.Subgroup());
+    });
   }
   std::map<std::int32_t, std::int32_t> joined;
   for (const auto id : ids) {
@@ -367,14 +392,11 @@ void JoinContexts(sql::Connection& db, const Two& two) {
     }
   }
   if (joined.empty()) return;
-  std::vector<std::int64_t> streams;
-  for (sql::Query query(db, "SELECT id FROM stream"); query.Step();) {
-    streams.push_back(query.Int64(0));
-  }
   const auto is_wanted = [&](const store::RecordView& view) {
     return joined.contains(view.Context());
   };
-  for (const auto stream : streams) {
+  for (const auto& each_stream : streams) {
+    const auto stream = each_stream.stream;
     for (auto records = Take(db, stream, is_wanted); !records.empty();
          records = Take(db, stream, is_wanted)) {
       for (auto& each : records) each.context = joined.at(each.context);
@@ -459,7 +481,7 @@ void MoveRows(sql::Connection& db, const Two& two) {
 }  // namespace
 
 std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::string_view from,
-                                 std::string_view into) {
+                                 std::string_view into, std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const std::string word(WordOf(kind));
@@ -469,18 +491,20 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   }
   const Two two{kind, NeededNamed(db, kind, from), NeededNamed(db, kind, into), std::string(from),
                 std::string(into)};
+  CheckItemVersion(db, kind, two.from, from, expected);
   if (two.from == two.into) RefuseTwo(two, "name", "are the same");
   std::vector<TouchedStream> touched;
+  log::MovedRecords moved;
   if (catalogue::IsOfStream(kind)) {
-    touched = JoinStreamsOf(writing, two);
+    touched = JoinStreamsOf(writing, two, moved);
     DropPolicies(writing, two);
     MoveStreamSettings(writing, kind, from, into);
   } else {
-    JoinContexts(db, two);
+    JoinContexts(db, two, moved);
   }
   MoveRows(db, two);
   writing.Add("merge", word + " " + std::to_string(two.from), log::CanonicalText({{"name", from}}),
-              log::CanonicalText({{"into", two.into}, {"name", into}}));
+              log::CanonicalText({{"into", two.into}, {"name", into}, {"moved", moved.AsJson()}}));
   AddItemEvent(writing, kind, two.into);
   return touched;
 }

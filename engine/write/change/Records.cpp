@@ -53,9 +53,10 @@ std::vector<StoredRecord> Needed(sql::Connection& db, const Which& which) {
                   which.test ? name + " has no values of " + NameOfTest(db, *which.test)
                              : name + " has no values");
   }
-  for (const auto& each : records) {
-    CheckVersion(db, each.Object(), CalledBy(db, each), which.expected);
-  }
+  CheckVersion(
+      db, records,
+      records.size() == 1 ? CalledBy(db, records.front()) : "#" + std::to_string(which.subgroup),
+      which.expected);
   return records;
 }
 
@@ -114,7 +115,7 @@ void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>
 
 // Label and time are those of the whole subgroup. Returns its records as they were.
 std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgroup& from,
-                                       const SubgroupChange& change, const Which& which) {
+                                       const SubgroupChange& change) {
   auto& db = writing.Db();
   auto to = from;
   to.time = change.time.value_or(from.time);
@@ -126,9 +127,6 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
                   "#" + std::to_string(there) + " has this label and time already");
   }
   auto records = ReadRecords(db, from);
-  for (const auto& each : records) {
-    CheckVersion(db, each.Object(), CalledBy(db, each), which.expected);
-  }
   std::vector<std::string> before;
   for (const auto& each : records) {
     before.push_back(BeforeOf(db, each));
@@ -346,7 +344,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
       throw Refused("test", "test", NameOfTest(db, *which.test),
                     "label and time are those of the whole subgroup; leave --test out");
     }
-    MoveSubgroup(writing, before.front().subgroup, change, which);
+    MoveSubgroup(writing, before.front().subgroup, change);
     later.expected.reset();
   }
   if (!change.size && change.context.empty()) return before;
@@ -383,20 +381,25 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   return records;
 }
 
-std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry) {
+std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
+                                  std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);
   const auto now = ReadRecords(db, stored, old.test);
+  if (expected) {
+    CheckVersion(db, VersionOf(db, stored, old.test),
+                 "#" + std::to_string(old.subgroup) + " " + NameOfTest(db, old.test), expected);
+  }
   const auto time = static_cast<std::int32_t>(old.record.time.value_or(stored.time));
   std::vector<StoredRecord> changed;
   if (time != stored.time || old.record.label != stored.label) {
     SubgroupChange back;
     back.time = time;
     back.label = old.record.label;
-    changed = MoveSubgroup(writing, stored, back, {old.subgroup, {}, {}});
+    changed = MoveSubgroup(writing, stored, back);
   }
   auto record = RecordOf(db, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());

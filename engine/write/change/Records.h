@@ -24,8 +24,9 @@ std::int64_t BatchOf(const log::Json& before);
 
 struct Which {
   std::int32_t subgroup = 0;
-  std::optional<std::int32_t> test = {};      // none: all of the subgroup
-  std::optional<std::int64_t> expected = {};  // the version that the caller saw
+  std::optional<std::int32_t> test = {};  // none: all of the subgroup
+  // The version that the caller saw; of all of the subgroup the newest one.
+  std::optional<std::int64_t> expected = {};
 };
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag);
@@ -45,6 +46,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
 // Brings the record back that an entry took out or changed, as it was before, under the names that
 // its items have now. Returns it, and behind it what it moved of its subgroup, as that was.
-std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry);
+std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
+                                  std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change

@@ -239,7 +239,7 @@ LineTaker BeginComments(ImportFile& file) {
     const auto piece = table.Whole(OfComments("tsno"), 1, INT32_MAX, 0);
     if (piece != 0 && !test) table.Refuse(OfComments("tsno"), "is a piece of which test?");
     AtLine(table, OfComments("comment"), [&] {
-      return change::AddComment(file.writing, subgroup, test.value_or(0), piece, text);
+      return change::AddComment(file.writing, subgroup, test.value_or(0), piece, text, {});
     });
     ++file.report.rows;
   };

@@ -108,6 +108,7 @@ class ValuesImport {
   std::array<CellMemo, std::size(kColumns)> memos_;
   std::map<std::int32_t, TestState> tests_;
   std::map<std::array<std::int32_t, 3>, ImportStream> streams_;
+  std::map<std::string, std::int64_t> descriptor_groups_;
   std::map<std::pair<std::size_t, std::string>, std::int32_t> descriptors_;
 
   // Of the latest line.
@@ -137,6 +138,8 @@ ValuesImport::ValuesImport(ImportFile& file)
   batch_.is_numbered = !table_.Has(At("tsno"));
   sql::Query tests(db_, "SELECT id, type FROM test WHERE type <> 0");
   while (tests.Step()) tests_[tests.Int(0)].type = tests.Int(1);
+  sql::Query groups(db_, "SELECT name, id FROM descriptor_group");
+  while (groups.Step()) descriptor_groups_.emplace(groups.Text(0), groups.Int64(1));
   sql::Query streams(db_, "SELECT part, process, test, id FROM stream");
   while (streams.Step()) {
     const std::array key{streams.Int(0), streams.Int(1), streams.Int(2)};
@@ -319,16 +322,17 @@ std::int32_t ValuesImport::FlagCell() const {
 std::int32_t ValuesImport::DescriptorId(std::size_t extra, std::string_view name) {
   auto& id = descriptors_[{extra, std::string(name)}];
   if (id != 0) return id;
-  const std::string_view group = table_.Extra()[extra].name;
   static const auto insert_group = InsertNew("descriptor_group(name)");
   static const auto insert = InsertNew("descriptor(descriptor_group, name)");
-  const auto in =
-      FindOrAdd(db_, "SELECT id FROM descriptor_group WHERE name = ?1", insert_group, group);
-  const auto found = in.is_new ? FoundRow{Add(db_, insert, in.id, name), true}
-                               : FindOrAdd(db_,
-                                           "SELECT id FROM descriptor WHERE descriptor_group = ?1 "
-                                           "AND name = ?2",
-                                           insert, in.id, name);
+  const std::string_view name_of_group = table_.Extra()[extra].name;
+  auto& group = descriptor_groups_[std::string(name_of_group)];
+  const bool is_new = group == 0;
+  if (is_new) group = Add(db_, insert_group, name_of_group);
+  const auto found = is_new ? FoundRow{Add(db_, insert, group, name), true}
+                            : FindOrAdd(db_,
+                                        "SELECT id FROM descriptor WHERE descriptor_group = ?1 "
+                                        "AND name = ?2",
+                                        insert, group, name);
   if (found.is_new) ++file_.report.new_names;
   return id = static_cast<std::int32_t>(found.id);
 }

@@ -3,12 +3,16 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <numeric>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "engine/chunks/large_data.h"
 #include "engine/sql/counter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/last_label.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -68,7 +72,26 @@ void ValuesWriter::WriteSubgroups() {
   }
   writer.Flush();
   store::SealSubgroups(db_);
+  RaiseLabels(facts);
   file_.report.subgroups += added;
+}
+
+// Numbers that subgroups get later are greater than those that came as labels.
+void ValuesWriter::RaiseLabels(const std::vector<store::SubgroupFacts>& facts) {
+  std::map<std::pair<std::int32_t, std::int32_t>, std::int64_t> highest;
+  auto latest = highest.end();
+  for (const auto& each : facts) {
+    const auto number = write::NumberOfLabel(each.label);
+    if (number == 0) continue;
+    const std::pair source(each.part, each.process);
+    if (latest == highest.end() || latest->first != source) {
+      latest = highest.try_emplace(source, 0).first;
+    }
+    latest->second = std::max(latest->second, number);
+  }
+  for (const auto& [source, number] : highest) {
+    write::RaiseLastLabel(db_, source.first, source.second, number);
+  }
 }
 
 std::int32_t ValuesWriter::ContextId(const store::Context& context) {

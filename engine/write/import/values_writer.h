@@ -104,6 +104,7 @@ class ValuesWriter {
   };
 
   void WriteSubgroups();
+  void RaiseLabels(const std::vector<store::SubgroupFacts>& facts);
   void WriteMeasurements();
   void WriteComments();
   void WriteDescriptors();

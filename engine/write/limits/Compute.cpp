@@ -66,10 +66,10 @@ void AddNumber(system::Sha256& sha, std::int32_t value) {
 }
 
 // Of the subgroups that count: time, inspected size and values. Nothing in it is an identifier.
-std::string DigestOf(const store::DataSet& data) {
+std::string DigestOf(const store::DataSet& data, std::size_t end) {
   system::Sha256 sha;
   sha.Add("orvspc-limits-1");
-  for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
+  for (std::size_t i = 0; i < end; ++i) {
     if (data.subgroups[i].Flag != sfEnabled) continue;
     const auto rows = store::RowsOf(data, i);
     AddNumber(sha, data.subgroups[i].Sgtm);
@@ -122,7 +122,7 @@ void TakeOut(Run& run, Chart& chart) {
   for (const auto& subgroup : run.Rows().Data().subgroups) {
     chart.points.push_back({{subgroup.Sgrp, subgroup.Sgtm}, subgroup.Flag == sfEnabled});
   }
-  chart.digest = DigestOf(run.Rows().Data());
+  chart.digest = DigestOf(run.Rows().Data(), run.Rows().Data().subgroups.size());
   chart.estimates = run.EstimatesOf(0);
   for (std::int32_t graph = 1; graph <= run.Plan().GraphCount(); ++graph) {
     const auto at = static_cast<std::size_t>(graph) - 1;
@@ -222,14 +222,23 @@ std::optional<std::size_t> NewestPhase(store::SqlStore& store, const LimitReques
   store::DataSet data;
   if (!view.Select(window.info, window.filter, {}, data)) return std::nullopt;
   std::vector<std::int32_t> counts(phases.size());
-  std::int32_t all = 0;
+  std::int32_t all = 0, first_counted = 0;
   for (const auto& subgroup : data.subgroups) {
     if (subgroup.Flag != sfEnabled) continue;
-    ++all;
+    if (all++ == 0) first_counted = subgroup.Sgtm;
     for (std::size_t p = 0; p < phases.size(); ++p) counts[p] += phases[p].Holds(subgroup.Sgtm);
   }
   const auto with_points = counts.size() - static_cast<std::size_t>(std::ranges::count(counts, 0));
-  if (with_points == 0) return std::nullopt;
+  if (with_points == 0) {
+    const auto before = std::find_if(phases.rbegin(), phases.rend(), [&](const Phase& phase) {
+      return all != 0 && phase.start <= first_counted;
+    });
+    if (before != phases.rend()) {
+      warning = "the window lies behind phase \"" + before->name +
+                "\"; charts of it have the limits of that phase";
+    }
+    return std::nullopt;
+  }
   const auto newest =
       static_cast<std::size_t>(counts.rend() -
                                std::ranges::find_if(counts.rbegin(), counts.rend(),
@@ -295,7 +304,7 @@ Chart MakeChart(store::SqlStore& store, const LimitRequest& request,
                request.until.value_or(INT32_MAX));
   const auto notes = store::NoteCount();
   const auto type = ResolvedTest(store, request);
-  WindowStore view(store, left_out, request.first,
+  WindowStore view(store, left_out, request.first, request.screen_mr,
                    type == ttVariable ? std::nullopt : std::optional(request.chart_word));
   auto chart = type == ttVariable ? VariableChart(view, window, request.chart_word)
                                   : CountChart(view, window, request.chart_word);
@@ -332,6 +341,26 @@ std::vector<std::size_t> CandidatesOf(const Chart& chart, std::uint32_t of_limit
   return spread.empty() ? centre : spread;
 }
 
+constexpr std::string_view kNoCause = "beyond a limit, no cause recorded";
+
+// Why stored limits of the stream were made without a subgroup. Empty: none was.
+std::string ExclusionOf(sql::Connection& db, const LimitRequest& request, std::int32_t subgroup) {
+  constexpr std::string_view kExclusion = "exclusion: ";
+  sql::Query query(db,
+                   "SELECT e.reason FROM limit_exclusion e JOIN control_limit l "
+                   "ON l.id = e.limit_row WHERE e.subgroup = ?1 AND l.part = ?2 "
+                   "AND coalesce(l.process, ?3) = ?3 AND l.test = ?4 AND e.reason <> ?5 "
+                   "AND l.status NOT IN ('rejected', 'void') ORDER BY l.id DESC LIMIT 1",
+                   subgroup, request.part, request.process, request.test, kNoCause);
+  if (!query.Step()) return {};
+  const std::string reason(query.Text(0));
+  // That of an earlier screening says where it is from.
+  for (const auto* const word : {"comment: ", "event: ", "exclusion: "}) {
+    if (reason.starts_with(word)) return reason;
+  }
+  return std::string(kExclusion) + reason;
+}
+
 std::string Number(std::int32_t subgroup) { return "#" + std::to_string(subgroup); }
 
 // Left out for a reason, as far as the screening may; the others are open.
@@ -348,9 +377,8 @@ Screened Screen(sql::Connection& db, const LimitRequest& request, const Chart& c
     if (request.screening != LimitScreening::None) {
       const auto before = place == 0 ? INT32_MIN : chart.points[place - 1].time;
       reason = CauseOf(db, {request.part, request.process, request.test}, point, before);
-      if (reason.empty() && request.screening == LimitScreening::Every) {
-        reason = "beyond a limit, no cause recorded";
-      }
+      if (reason.empty()) reason = ExclusionOf(db, request, point.subgroup);
+      if (reason.empty() && request.screening == LimitScreening::Every) reason = kNoCause;
     }
     if (reason.empty()) {
       result.open.push_back(point.subgroup);
@@ -437,6 +465,10 @@ void Judge(const Basis& basis, const Chart& chart, const std::vector<std::int32_
                              "\" are frozen after its first " + std::to_string(frozen) +
                              " subgroups");
   }
+  if (basis.request.screen_mr && chart.estimates.sp.name != statistics::kScreenedName &&
+      chart.estimates.moving.name != statistics::kScreenedName) {
+    shown.warnings.emplace_back("sigma is not that of moving ranges, so none was left out");
+  }
   const auto count = std::to_string(shown.used) + " subgroups; ";
   if (shown.used < usual) {
     shown.warnings.push_back(count + "limits from fewer than " + std::to_string(usual) +
@@ -514,8 +546,10 @@ Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest
   auto& shown = result.shown;
   shown.exclusions = request.exclusions;
   const auto of_limits = BitsOfLimits(store);
-  const auto least_left =
-      request.minimum > 0 ? std::min(kLeastAfterScreening, request.minimum) : kLeastAfterScreening;
+  auto least_left = kLeastAfterScreening;
+  for (const auto enough : {request.minimum, frozen}) {
+    if (enough > 0) least_left = std::min(least_left, enough);
+  }
   bool out_of_control = false;
   Screened screened;
   while (true) {
@@ -581,7 +615,13 @@ std::string DigestNow(store::SqlStore& store, const ListedLimit& row,
   WindowStore view(store, left_out, 0);
   store::DataSet data;
   view.Select(window.info, window.filter, {}, data);
-  return DigestOf(data);
+  // Of several subgroups at the last time, some may lie behind the first N that the row is of.
+  auto end = data.subgroups.size();
+  const auto all = DigestOf(data, end);
+  while (end > 1 && data.subgroups[end - 2].Sgtm == row.finish) {
+    if (DigestOf(data, --end) == row.digest) return row.digest;
+  }
+  return all;
 }
 
 }  // namespace orvspc::engine::limits

@@ -48,9 +48,7 @@ bool SameStream(const ListedLimit& a, const ListedLimit& b) {
 // One takes over from the other: rows of one stream, or for any process, that serve the same
 // charts.
 bool ShareCharts(const ListedLimit& a, const ListedLimit& b) {
-  return SameStream(a, b) &&
-         (a.chart_word == 0 || b.chart_word == 0 ||
-          catalogue::RateKindOf(a.chart_word) == catalogue::RateKindOf(b.chart_word));
+  return SameStream(a, b) && catalogue::ShareCharts(a.chart_word, b.chart_word);
 }
 
 std::string NameIn(sql::Connection& db, catalogue::ItemKind kind, std::int32_t id) {
@@ -130,17 +128,39 @@ void CheckApprover(const log::Writing& writing, const ListedLimit& row) {
                 "approve: the one who proposed (" + row.who + ") cannot approve");
 }
 
-// Rows that held on at a time and of which this one takes over.
+// Rows that held on at a time and of which this one takes over; one that is retired also where it
+// began at this very time.
 void EndAt(log::Writing& writing, const ListedLimit& by, std::int32_t time) {
   for (const auto& row : ReadLimits(writing.Db(), {by.part, by.process, by.test})) {
     if (row.id == by.id || !Holds(row) || !ShareCharts(row, by)) continue;
-    if (row.effective >= time || EndOf(row) <= time) continue;
+    if (row.effective > time || EndOf(row) <= time) continue;
+    if (row.effective == time && row.state == LimitState::Active) continue;
     auto ended = row;
     ended.until = time;
     ended.state = LimitState::Retired;
     ended.replaced_by = by.id;
     StoreState(writing, row, ended);
   }
+}
+
+// When a row ends by itself, whatever takes over from it before: where it was retired, or how it
+// was stored. By the log: ends that another row gave it name that row.
+std::optional<std::int32_t> OwnEnd(sql::Connection& db, const ListedLimit& row) {
+  std::optional<std::int32_t> end;
+  const auto take = [&](const Json& state) {
+    const auto until = state.value("until", std::string());
+    const auto time = platform::ParseIsoTime(until);
+    if (time && !state.contains("replaced_by")) end = static_cast<std::int32_t>(*time);
+  };
+  const auto object = ObjectOf(row.id);  // a query reads its texts at each step
+  sql::Query log(db, "SELECT before, after FROM log WHERE object = ?1 ORDER BY seq", object);
+  while (log.Step()) {
+    for (const int column : {0, 1}) {
+      const auto json = log::ReadJson(log.Text(column));
+      if (json.is_object()) take(json);
+    }
+  }
+  return end;
 }
 
 // The figures of what was computed, in the order of the columns below.
@@ -231,6 +251,21 @@ std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id) {
                     "ORDER BY subgroup",
                     id)
       .All<LimitExclusion>(&LimitExclusion::subgroup, &LimitExclusion::reason);
+}
+
+std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds& stream) {
+  auto all =
+      sql::Query(db,
+                 "SELECT e.subgroup, e.reason FROM control_limit l "
+                 "JOIN limit_exclusion e ON e.limit_row = l.id WHERE l.part = ?1 "
+                 "AND coalesce(l.process, ?2) = ?2 AND l.test = ?3 "
+                 "AND l.status IN ('active', 'retired') "
+                 "AND (l.until IS NULL OR l.until > l.effective) ORDER BY e.subgroup, l.id DESC",
+                 stream.part, stream.process, stream.test)
+          .All<LimitExclusion>(&LimitExclusion::subgroup, &LimitExclusion::reason);
+  const auto behind = std::ranges::unique(all, {}, &LimitExclusion::subgroup);
+  all.erase(behind.begin(), behind.end());
+  return all;
 }
 
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed) {
@@ -360,7 +395,11 @@ void Void(log::Writing& writing, std::int32_t id, Expected expected) {
     auto again = row;
     again.until = before.until;
     again.replaced_by = before.replaced_by;
-    again.state = before.until ? LimitState::Retired : LimitState::Active;
+    if (const auto own = OwnEnd(writing.Db(), row); own && *own < EndOf(again)) {
+      again.until = own;
+      again.replaced_by = 0;
+    }
+    again.state = again.until ? LimitState::Retired : LimitState::Active;
     StoreState(writing, row, again);
   }
   auto after = before;

@@ -19,6 +19,8 @@ std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds&
 // Code "unknown" where there is none.
 ListedLimit NeedLimit(sql::Connection& db, std::int32_t id);
 std::vector<LimitExclusion> ExclusionsOf(sql::Connection& db, std::int32_t id);
+// Those of the rows of a stream that hold or held, each subgroup once, with the newest reason.
+std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds& stream);
 
 // Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
 // where something keeps it from being proposed, unless the request forces it.
@@ -28,11 +30,13 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
             const Computed& computed);
 
 // The steps, on the version that the caller saw, or on any.
-//   Approve  it holds from its effective time on; rows of its stream that held end there, and it
-//            ends where the next one begins. With new_phase, a phase of that name begins, too.
+//   Approve  it holds from its effective time on; rows of its stream that held end there, a retired
+//            one also where it began there, and it ends where the next one begins. With new_phase,
+//            a phase of that name begins, too.
 //   Reject   it never holds
 //   Retire   it holds up to and without a time; older rows do not come back
-//   Void     it holds nowhere, and what it replaced holds again in its place
+//   Void     it holds nowhere, and what it replaced holds again in its place, a retired row no
+//            longer than it held by itself
 using Expected = std::optional<std::int64_t>;
 void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
              Expected expected);

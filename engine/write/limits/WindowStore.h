@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/charts/VariableRun.h"
 #include "engine/store/StoreInFront.h"
 #include "engine/store/conditions.h"
 
@@ -21,11 +22,15 @@ namespace orvspc::engine::limits {
 // store.
 class WindowStore final : public store::StoreInFront {
  public:
-  // left_out: subgroups. first: 0 for all. count_word: of the chart of counts, 0: the data choose;
-  // without it the chart is one of values.
+  // left_out: subgroups. first: 0 for all. screen_mr: large moving ranges are dropped. count_word:
+  // of the chart of counts, 0: the data choose; without it the chart is one of values.
   WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first,
-              std::optional<std::int32_t> count_word = {})
-      : StoreInFront(behind), left_out_(left_out), first_(first), count_word_(count_word) {}
+              bool screen_mr = false, std::optional<std::int32_t> count_word = {})
+      : StoreInFront(behind),
+        left_out_(left_out),
+        first_(first),
+        screen_mr_(screen_mr),
+        count_word_(count_word) {}
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
               const store::SelectOptions& options, store::DataSet& out) override;
@@ -33,10 +38,15 @@ class WindowStore final : public store::StoreInFront {
                                                      std::int32_t) override {
     return {};
   }
+  std::string Setting(std::string_view key, std::string_view fallback) override {
+    return screen_mr_ && key == charts::kScreenMovingRanges ? "yes"
+                                                            : StoreInFront::Setting(key, fallback);
+  }
 
  private:
   const std::set<std::int32_t>& left_out_;
   std::int32_t first_;
+  bool screen_mr_;
   std::optional<std::int32_t> count_word_;
 };
 

@@ -63,8 +63,8 @@ class ObjectText {
     out += ']';
   }
   static void AppendElement(std::string& out, const NewPiece& piece);
-  static void AppendElement(std::string& out, const CanonicalDescriptor& descriptor);
-  static void AppendElement(std::string& out, const CanonicalComment& comment);
+  static void AppendElement(std::string& out, const NewDescriptor& descriptor);
+  static void AppendElement(std::string& out, const NewComment& comment);
 
  private:
   std::string& out_;
@@ -81,7 +81,7 @@ void ObjectText::AppendElement(std::string& out, const NewPiece& piece) {
   object.End();
 }
 
-void ObjectText::AppendElement(std::string& out, const CanonicalDescriptor& descriptor) {
+void ObjectText::AppendElement(std::string& out, const NewDescriptor& descriptor) {
   if (descriptor.tsno == 0) return AppendText(out, descriptor.name);
   ObjectText object(out);
   object.Key("name");
@@ -90,8 +90,8 @@ void ObjectText::AppendElement(std::string& out, const CanonicalDescriptor& desc
   object.End();
 }
 
-void ObjectText::AppendElement(std::string& out, const CanonicalComment& comment) {
-  if (comment == CanonicalComment{comment.text, 0, {}, {}}) {
+void ObjectText::AppendElement(std::string& out, const NewComment& comment) {
+  if (comment == NewComment{comment.text, 0, {}, {}}) {
     return AppendText(out, comment.text);
   }
   ObjectText object(out);
@@ -245,9 +245,9 @@ NewPiece PieceOf(const Json& json, const std::string& of) {
   return piece;
 }
 
-CanonicalComment CommentOf(const Json& json, const std::string& of) {
+NewComment CommentOf(const Json& json, const std::string& of) {
   if (json.is_string()) return {json.get<std::string>(), 0, {}, {}};
-  CanonicalComment comment;
+  NewComment comment;
   ReadObject(json, of,
              {{"text", Into(comment.text)},
               {"tsno", Into(comment.tsno)},
@@ -256,12 +256,11 @@ CanonicalComment CommentOf(const Json& json, const std::string& of) {
   return comment;
 }
 
-void TakeDescriptors(const Json& json, const std::string& key,
-                     std::vector<CanonicalDescriptor>& out) {
+void TakeDescriptors(const Json& json, const std::string& key, std::vector<NewDescriptor>& out) {
   if (!json.is_object()) RefuseKey(key, json, "must be an object");
   for (const auto& group : json.items()) {
     const auto take = [&](const Json& each, const std::string& of) {
-      CanonicalDescriptor descriptor{group.key(), {}, 0};
+      NewDescriptor descriptor{group.key(), {}, 0};
       if (each.is_string()) {
         descriptor.name = each.get<std::string>();
       } else {
@@ -296,7 +295,11 @@ CanonicalRecord CanonicalOf(const NewRecord& record) {
       all.context[column] = name;
     }
   }
+  all.descriptors.insert(all.descriptors.end(), record.descriptors.begin(),
+                         record.descriptors.end());
   for (const auto& comment : record.comments) all.comments.push_back({comment, 0, {}, {}});
+  all.comments.insert(all.comments.end(), record.other_comments.begin(),
+                      record.other_comments.end());
   return all;
 }
 
@@ -312,9 +315,18 @@ NewRecord NewRecordOf(const CanonicalRecord& record) {
   sent.flag = record.flag;
   sent.context = record.context;
   for (const auto& each : record.descriptors) {
-    sent.context[std::string(kDescriptor) + each.group] = each.name;
+    const auto column = std::string(kDescriptor) + each.group;
+    if (each.tsno != 0 || !sent.context.try_emplace(column, each.name).second) {
+      sent.descriptors.push_back(each);
+    }
   }
-  for (const auto& each : record.comments) sent.comments.push_back(each.text);
+  for (const auto& each : record.comments) {
+    if (each == NewComment{each.text, 0, {}, {}}) {
+      sent.comments.push_back(each.text);
+    } else {
+      sent.other_comments.push_back(each);
+    }
+  }
   return sent;
 }
 

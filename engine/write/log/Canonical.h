@@ -28,20 +28,6 @@
 //   plain     a descriptor that belongs to no piece, and a comment that is only its text, is a text
 namespace orvspc::engine::log {
 
-struct CanonicalDescriptor {
-  std::string group, name;
-  std::int32_t tsno = 0;  // 0: of the subgroup
-  friend auto operator<=>(const CanonicalDescriptor&, const CanonicalDescriptor&) = default;
-};
-
-struct CanonicalComment {
-  std::string text;
-  std::int32_t tsno = 0;  // 0: of the record
-  std::string employee;
-  std::optional<std::int64_t> time;
-  friend bool operator==(const CanonicalComment&, const CanonicalComment&) = default;
-};
-
 // Everything of one subgroup and test, by names.
 struct CanonicalRecord {
   std::string part, process, test, label;
@@ -50,13 +36,13 @@ struct CanonicalRecord {
   double size = 0.0;
   std::int32_t flag = 0;
   std::map<std::string, std::string> context;  // by the columns of an import
-  std::vector<CanonicalDescriptor> descriptors;
-  std::vector<CanonicalComment> comments;
+  std::vector<NewDescriptor> descriptors;
+  std::vector<NewComment> comments;
 };
 
 // A record as it is sent, without its key. Descriptors leave the context.
 CanonicalRecord CanonicalOf(const NewRecord& record);
-// The other way; without what only a stored record has: pieces of descriptors, who made comments.
+// The other way; without a key.
 NewRecord NewRecordOf(const CanonicalRecord& record);
 
 Json JsonOf(const CanonicalRecord& record);

@@ -55,16 +55,25 @@ std::int32_t KnownNames::Take(ItemKind kind, std::string_view name) {
   return id;
 }
 
-KnownStream& KnownNames::Stream(const std::string& part, const std::string& process,
-                                const std::string& test) {
-  const auto [found, is_new] = streams_.try_emplace({part, process, test});
-  // One with a new name may have got it from another stream since.
-  if (is_new || found->second.id == 0) Read(found->second, part, process, test);
-  return found->second;
+std::string KnownNames::Present(ItemKind kind, const std::string& name) {
+  const auto* item = Find(kind, name);
+  return item == nullptr || item->renamed_to.empty() ? name : item->renamed_to;
 }
 
-void KnownNames::Read(KnownStream& stream, const std::string& part, const std::string& process,
-                      const std::string& test) {
+KnownStream& KnownNames::Stream(const std::string& part, const std::string& process,
+                                const std::string& test) {
+  const std::array names = {Present(ItemKind::Part, part), Present(ItemKind::Process, process),
+                            Present(ItemKind::Test, test)};
+  const auto [found, is_new] = streams_.try_emplace(names);
+  auto& stream = found->second;
+  if (is_new) stream.names = names;
+  // One with a new name may have got it from another stream since.
+  if (is_new || stream.id == 0) Read(stream);
+  return stream;
+}
+
+void KnownNames::Read(KnownStream& stream) {
+  const auto& [part, process, test] = stream.names;
   const auto id_of = [&](ItemKind kind, const std::string& name) {
     const auto* item = Find(kind, name);
     return item == nullptr ? 0 : item->id;
@@ -89,9 +98,9 @@ void KnownNames::Read(KnownStream& stream, const std::string& part, const std::s
   std::from_chars(text.data(), text.data() + text.size(), stream.subgroup_size);
 }
 
-void KnownNames::Settle(KnownStream& stream, const std::string& part, const std::string& process,
-                        const std::string& test, std::int32_t type) {
+void KnownNames::Settle(KnownStream& stream, std::int32_t type) {
   static const auto insert = import::InsertNew("stream(part, process, test)");
+  const auto& [part, process, test] = stream.names;
   if (stream.part == 0) stream.part = Take(ItemKind::Part, part);
   if (stream.process == 0) stream.process = Take(ItemKind::Process, process);
   if (stream.test == 0) stream.test = Take(ItemKind::Test, test);
@@ -168,6 +177,7 @@ void KnownNames::Forget() {
   streams_.clear();
   contexts_.clear();
   settings_.clear();
+  last_labels_.clear();
   ends_.Clear();
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/catalogue/References.h"
@@ -34,6 +35,7 @@ struct ReasonableLimits {
 
 // What recording asks about a part, process and test.
 struct KnownStream {
+  std::array<std::string, 3> names;              // of these, as they are called now
   std::int32_t part = 0, process = 0, test = 0;  // identifiers; 0: the database lacks the name
   std::int64_t id = 0;                           // 0: has no values yet
   std::int32_t type = 0;                         // of the test; 0: not settled yet
@@ -52,16 +54,23 @@ class KnownNames {
   // Adds a name that is new, as imports do.
   std::int32_t Take(ItemKind kind, std::string_view name);
 
-  // Lives until Forget().
+  // What it is called now; the name itself unless it is a former one.
+  std::string Present(ItemKind kind, const std::string& name);
+
+  // The same one for present and former names. Lives until Forget().
   KnownStream& Stream(const std::string& part, const std::string& process, const std::string& test);
   // Adds what is new: names, the stream, the type of the test.
-  void Settle(KnownStream& stream, const std::string& part, const std::string& process,
-              const std::string& test, std::int32_t type);
+  void Settle(KnownStream& stream, std::int32_t type);
 
   std::int32_t ContextId(const store::Context& context);
   std::int32_t DescriptorId(std::string_view group, std::string_view name);
 
   store::SealedEnds& Ends() { return ends_; }
+
+  // Of part and process, as the database has it; empty: not looked up yet.
+  std::optional<std::int64_t>& LastLabel(std::int32_t part, std::int32_t process) {
+    return last_labels_[{part, process}];
+  }
 
   // How long to wait for other writers, as of the latest Refresh().
   std::chrono::seconds Patience() const { return patience_; }
@@ -77,14 +86,14 @@ class KnownNames {
  private:
   using Ids = std::unordered_map<std::string, KnownItem, import::TextHash, std::equal_to<>>;
 
-  void Read(KnownStream& stream, const std::string& part, const std::string& process,
-            const std::string& test);
+  void Read(KnownStream& stream);
 
   sql::Connection& db_;
   std::array<Ids, kItemKinds> items_;
   std::map<std::array<std::string, 3>, KnownStream> streams_;
   std::map<store::Context, std::int32_t> contexts_;
   std::map<std::string, std::string, std::less<>> settings_;
+  std::map<std::pair<std::int32_t, std::int32_t>, std::optional<std::int64_t>> last_labels_;
   store::SealedEnds ends_;
   std::chrono::seconds patience_ = store::kPatience;
   std::optional<std::int64_t> data_version_;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
@@ -65,7 +66,25 @@ void TakeRows(CheckedRecord& checked, const std::vector<Row>& rows) {
   }
 }
 
-// Numbers the pieces as imports do; one that has only readings gets their mean as its value.
+// Keys of the rows of measured pieces, numbered as imports do.
+std::vector<store::RowKey> NumberedKeys(const std::vector<NewPiece>& pieces) {
+  import::BatchRecord numbering;
+  std::vector<store::RowKey> keys;
+  for (const auto& piece : pieces) {
+    auto& key = keys.emplace_back(store::RowKey{0, piece.tsno, piece.sbno, 0, 0});
+    numbering.Number(key, piece.tsno == 0);
+  }
+  return keys;
+}
+
+// Readings of one piece are one.
+std::size_t PiecesOf(const NewRecord& record) {
+  std::set<std::int32_t> numbers;
+  for (const auto& key : NumberedKeys(record.pieces)) numbers.insert(key.Tsno);
+  return numbers.size();
+}
+
+// A piece that has only readings gets their mean as its value.
 void TakeMeasured(CheckedRecord& checked) {
   const auto& pieces = checked.sent->pieces;
   const auto is_plain = [](const NewPiece& piece) {
@@ -76,13 +95,10 @@ void TakeMeasured(CheckedRecord& checked) {
     for (const auto& piece : pieces) checked.values.push_back(piece.value);
     return;
   }
-  import::BatchRecord numbering;
   std::vector<Row> rows;
-  for (const auto& piece : pieces) {
-    Row row{
-        piece.value, {0, piece.tsno, piece.sbno, 0, 0}, static_cast<std::uint32_t>(rows.size())};
-    numbering.Number(row.key, piece.tsno == 0);
-    rows.push_back(row);
+  for (const auto& key : NumberedKeys(pieces)) {
+    const auto place = rows.size();
+    rows.push_back({pieces[place].value, key, static_cast<std::uint32_t>(place)});
   }
   const auto place_of = [](const Row& row) { return std::pair(row.key.Tsno, row.key.Sbno); };
   std::ranges::stable_sort(rows, {}, place_of);
@@ -157,6 +173,23 @@ std::string DurationText(std::int64_t seconds) {
   return std::to_string(seconds / kDay) + " days";
 }
 
+void CheckPiece(std::int32_t tsno) {
+  if (tsno >= 0 && tsno <= write::kMaxPiece) return;
+  Refuse("number", "tsno", std::to_string(tsno), "must be a whole number between 0 and 1000000000");
+}
+
+void CheckComment(const std::string& comment) {
+  const auto length = log::CharactersOf(comment);
+  if (log::IsText(comment) && length != 0 && length <= log::kMaxComment) return;
+  Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
+}
+
+bool IsStamp(std::int64_t time) { return time > INT32_MIN && time <= INT32_MAX; }
+
+[[noreturn]] void RefuseTime(std::int64_t time) {
+  Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));
+}
+
 }  // namespace
 
 void CheckKey(const std::string& key) {
@@ -188,11 +221,17 @@ void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const
       if (!name.empty()) log::NeedName(FieldOf(i), name);
     }
   }
-  for (const auto& comment : record.comments) {
-    const auto length = log::CharactersOf(comment);
-    if (!log::IsText(comment) || length == 0 || length > log::kMaxComment) {
-      Refuse("comment", "comment", comment, "must be 1 to 4000 characters of text");
-    }
+  for (const auto& descriptor : record.descriptors) {
+    log::NeedName("descriptor", descriptor.group);
+    log::NeedName(std::string(kDescriptor) + descriptor.group, descriptor.name);
+    CheckPiece(descriptor.tsno);
+  }
+  for (const auto& comment : record.comments) CheckComment(comment);
+  for (const auto& comment : record.other_comments) {
+    CheckComment(comment.text);
+    CheckPiece(comment.tsno);
+    if (!comment.employee.empty()) log::NeedName("employee", comment.employee);
+    if (comment.time && !IsStamp(*comment.time)) RefuseTime(*comment.time);
   }
   if (record.flag < sfEnabled || record.flag > sfIncomplete) {
     Refuse("flag", "flag", std::to_string(record.flag), "must be enabled, disabled or incomplete");
@@ -229,6 +268,10 @@ void RecordCheck::CheckItems(const NewRecord& record, bool is_same_stream, NewNa
     const auto* kind = ContextKindOf(column);
     if (kind != nullptr) CheckItem(column, kind->kind, name, true, names, notes);
   }
+  for (const auto& comment : record.other_comments) {
+    if (comment.employee.empty()) continue;
+    CheckItem("employee", ItemKind::Employee, comment.employee, true, names, notes);
+  }
   for (const auto& piece : record.pieces) {
     for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
       const auto& name = piece.*kPieceNames[i];
@@ -248,7 +291,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
   checked.type = checked.stream->type;
   if (checked.type == 0) {
     const auto usual = names_defect ? ttDefects : record.size > 0 ? ttDefectives : ttVariable;
-    const auto found = new_types_.find(record.test);
+    const auto found = new_types_.find(checked.stream->names[2]);
     checked.type = found == new_types_.end() ? usual : found->second;
   }
   if (checked.type != ttVariable) {
@@ -257,8 +300,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
     Refuse("type", "test", record.test,
            record.test + " counts " + what + "; give --size and a count");
   }
-  const bool has_size =
-      record.size != 0.0 && record.size != static_cast<double>(record.pieces.size());
+  const bool has_size = record.size != 0.0 && record.size != static_cast<double>(PiecesOf(record));
   if (names_defect || has_size || record.pieces.empty()) {
     Refuse("type", "test", record.test,
            record.test + " has measured values; give these, without --size and --defect");
@@ -284,13 +326,10 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
       Refuse("number", "value", NumberText(piece.value),
              NumberText(piece.value) + " is too large; values lie below 1e300");
     }
-    if (piece.tsno < 0 || piece.tsno > write::kMaxPiece || piece.sbno < 0) {
-      Refuse("number", "tsno", std::to_string(piece.tsno),
-             "must be a whole number between 0 and 1000000000");
-    }
+    CheckPiece(piece.sbno < 0 ? piece.sbno : piece.tsno);
   }
   const auto time = record.time == 0 ? now : record.time;
-  const bool is_stamp = time > INT32_MIN && time <= INT32_MAX;
+  const bool is_stamp = IsStamp(time);
   checked.time = is_stamp ? static_cast<std::int32_t>(time) : 0;
   checked.label = record.label;
   checked.flag = record.flag;
@@ -316,14 +355,12 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
     CheckCounts(checked);
     CheckReasonable(checked);
   }
-  if (!is_stamp) {
-    Refuse("time", "time", std::to_string(time), std::string(platform::kTimeOutOfRange));
-  }
+  if (!is_stamp) RefuseTime(time);
   if (time > now + kMaxAhead) {
     Refuse("time", "time", platform::IsoText(time),
            "lies " + DurationText(time - now) + " in the future");
   }
-  if (checked.stream->type == 0) new_types_[record.test] = checked.type;
+  if (checked.stream->type == 0) new_types_[checked.stream->names[2]] = checked.type;
   // Notes about its names are those of each record.
   latest_ = checked.notes.empty() ? Latest{&record, checked.stream} : Latest{};
   return checked;

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -23,12 +22,12 @@ namespace {
 constexpr std::string_view kDescriptor = "descriptor:";
 constexpr std::string_view kUnreasonable = "Unreasonable value";
 
-// Of a subgroup that is placed: with names, since identifiers may still be missing.
+// Of a subgroup that is placed: with present names, since identifiers may still be missing.
 std::string KeyOf(const CheckedRecord& record, std::string_view label) {
+  const auto& [part, process, test] = record.stream->names;
   std::string key;
-  for (const std::string_view part :
-       {std::string_view(record.sent->part), std::string_view(record.sent->process), label}) {
-    key.append(part).push_back('\n');  // which no name has
+  for (const std::string_view text : {std::string_view(part), std::string_view(process), label}) {
+    key.append(text).push_back('\n');  // which no name has
   }
   return key + std::to_string(record.time);
 }
@@ -53,15 +52,6 @@ bool HasRecord(sql::Connection& db, std::int64_t stream, const store::RecordKey&
   return place < sealed.chunk.Count() && sealed.chunk.Record(place).Key() == key;
 }
 
-std::int64_t NumberOf(std::string_view label) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(label.data(), label.data() + label.size(), number);
-  constexpr std::int64_t kMost = 1'000'000'000'000;
-  const bool is_number =
-      error == std::errc() && end == label.data() + label.size() && number > 0 && number < kMost;
-  return is_number ? number : 0;
-}
-
 }  // namespace
 
 // Of all subgroups of a part and process that the newest has: what an import numbered goes on.
@@ -75,20 +65,40 @@ std::int64_t RecordWriter::NewestLabel(const KnownStream& stream) {
       stream.part, stream.process);
   const auto id = static_cast<std::int32_t>(newest.value_or(0));
   const auto labels = store::ReadLabels(db_, id, id);
-  return labels.empty() ? 0 : NumberOf(labels.front().second);
+  return labels.empty() ? 0 : write::NumberOfLabel(labels.front().second);
 }
 
-std::string RecordWriter::NextLabel(const CheckedRecord& record) {
-  const auto& stream = *record.stream;
-  const auto [found, is_new] =
-      counters_.try_emplace(Source(record.sent->part, record.sent->process));
+RecordWriter::Counter& RecordWriter::CounterOf(const KnownStream& stream) {
+  const auto [found, is_new] = counters_.try_emplace(Source(stream.names[0], stream.names[1]));
   auto& counter = found->second;
   if (is_new && stream.part != 0 && stream.process != 0) {
-    const auto last = write::LastLabel(db_, stream.part, stream.process);
-    counter.last = last ? *last : NewestLabel(stream);
+    auto& known = known_.LastLabel(stream.part, stream.process);
+    if (!known) known = write::LastLabel(db_, stream.part, stream.process);
+    counter.is_changed = !known;
+    if (!known) known = NewestLabel(stream);
+    counter.last = *known;
   }
+  return counter;
+}
+
+// One that no subgroup here has, either.
+std::string RecordWriter::NextLabel(const CheckedRecord& record) {
+  auto& counter = CounterOf(*record.stream);
   counter.is_changed = true;
-  return std::to_string(++counter.last);
+  for (;;) {
+    auto label = std::to_string(++counter.last);
+    if (!places_.contains(KeyOf(record, label))) return label;
+  }
+}
+
+// The next label is greater than a number that was given as a label.
+void RecordWriter::PassLabel(const CheckedRecord& record) {
+  const auto number = write::NumberOfLabel(record.label);
+  if (number == 0) return;
+  auto& counter = CounterOf(*record.stream);
+  if (number <= counter.last) return;
+  counter.last = number;
+  counter.is_changed = true;
 }
 
 void RecordWriter::Place(std::span<CheckedRecord> records) {
@@ -96,7 +106,10 @@ void RecordWriter::Place(std::span<CheckedRecord> records) {
   const bool is_counted = first.label.empty();
   const auto label = is_counted ? NextLabel(first) : first.label;
   const auto [found, is_new] = places_.try_emplace(KeyOf(first, label), subgroups_.size());
-  if (is_new) subgroups_.push_back({0, first.time, label, is_counted, &first, {}, true});
+  if (is_new) {
+    subgroups_.push_back({0, first.time, label, is_counted, &first, {}, true});
+    if (!is_counted) PassLabel(first);
+  }
   auto& subgroup = subgroups_[found->second];
   const auto before = subgroup.streams.size();
   for (auto& record : records) {
@@ -158,9 +171,8 @@ std::vector<std::pair<const NewRecord*, Refused>> RecordWriter::DropStored() {
 
 void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   for (const auto& [record, place] : records_) {
-    const auto& sent = *record->sent;
     if (record->stream->id == 0 || record->stream->type == 0) {
-      known_.Settle(*record->stream, sent.part, sent.process, sent.test, record->type);
+      known_.Settle(*record->stream, record->type);
     }
   }
   WriteLabels();
@@ -178,6 +190,7 @@ void RecordWriter::WriteLabels() {
     const auto* process = known_.Find(ItemKind::Process, source.second);
     if (process == nullptr) continue;
     write::SetLastLabel(db_, part_id, process->id, counter.last);
+    known_.LastLabel(part_id, process->id) = counter.last;
   }
 }
 
@@ -277,23 +290,32 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std:
     return found == sent.context.end() ? writing.Employee()
                                        : known_.Take(ItemKind::Employee, found->second);
   };
-  for (const auto& comment : sent.comments) {
+  const auto add_comment = [&](const NewComment& comment) {
     static const auto insert =
         import::InsertNew("comment(subgroup, test, tsno, time, employee, note)");
-    import::Add(db_, insert, subgroup.id, stream.test, 0, subgroup.time, employee(), comment);
-  }
-  for (const auto& [column, name] : sent.context) {
-    if (!column.starts_with(kDescriptor)) continue;
-    const auto descriptor = known_.DescriptorId(column.substr(kDescriptor.size()), name);
+    import::Add(
+        db_, insert, subgroup.id, stream.test, comment.tsno, comment.time.value_or(subgroup.time),
+        comment.employee.empty() ? employee() : known_.Take(ItemKind::Employee, comment.employee),
+        comment.text);
+  };
+  for (const auto& comment : sent.comments) add_comment({comment, 0, {}, {}});
+  for (const auto& comment : sent.other_comments) add_comment(comment);
+  const auto add_descriptor = [&](const NewDescriptor& descriptor) {
+    const auto id = known_.DescriptorId(descriptor.group, descriptor.name);
     import::Run(db_,
-                "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, 0) "
+                "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) VALUES(?1, ?2, ?3) "
                 "ON CONFLICT DO NOTHING",
-                subgroup.id, descriptor);
+                subgroup.id, id, descriptor.tsno);
     import::Run(db_,
                 "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
-                "VALUES(?1, ?2, 0, ?3) ON CONFLICT DO NOTHING",
-                subgroup.id, descriptor, batch);
+                "VALUES(?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING",
+                subgroup.id, id, descriptor.tsno, batch);
+  };
+  for (const auto& [column, name] : sent.context) {
+    if (!column.starts_with(kDescriptor)) continue;
+    add_descriptor({column.substr(kDescriptor.size()), name, 0});
   }
+  for (const auto& descriptor : sent.descriptors) add_descriptor(descriptor);
   if (!placed.record->is_unreasonable) return;
   static const auto insert =
       import::InsertNew("event(type, name, time, process, part, test, subgroup_time, employee)");
@@ -304,20 +326,18 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std:
 
 log::CanonicalRecord RecordWriter::Described(const Placed& placed) const {
   const auto& record = *placed.record;
-  const auto present = [&](ItemKind kind, const std::string& name) {
-    const auto* item = known_.Find(kind, name);
-    return item == nullptr || item->renamed_to.empty() ? name : item->renamed_to;
-  };
   auto all = log::CanonicalOf(*record.sent);
   const auto& subgroup = subgroups_[placed.subgroup];
-  all.part = present(ItemKind::Part, all.part);
-  all.process = present(ItemKind::Process, all.process);
-  all.test = present(ItemKind::Test, all.test);
+  std::tie(all.part, all.process, all.test) =
+      std::tie(record.stream->names[0], record.stream->names[1], record.stream->names[2]);
   all.label = subgroup.label;
   all.time = subgroup.time;
+  for (auto& comment : all.comments) {
+    comment.employee = known_.Present(ItemKind::Employee, comment.employee);
+  }
   for (const auto& kind : store::kContextKinds) {
     const auto found = all.context.find(std::string(kind.column));
-    if (found != all.context.end()) found->second = present(kind.kind, found->second);
+    if (found != all.context.end()) found->second = known_.Present(kind.kind, found->second);
   }
   all.pieces.clear();
   for (std::size_t i = 0; i < record.values.size(); ++i) {
@@ -326,9 +346,9 @@ log::CanonicalRecord RecordWriter::Described(const Placed& placed) const {
     if (!record.keys.empty() && record.pieces[i] != CheckedRecord::kNoPiece) {
       piece = record.sent->pieces[record.pieces[i]];
       if (key.Sbno != piece.sbno) piece.defect.clear();
-      piece.serial = present(ItemKind::Serial, piece.serial);
-      piece.defect = present(ItemKind::Defect, piece.defect);
-      piece.gage = present(ItemKind::Gage, piece.gage);
+      piece.serial = known_.Present(ItemKind::Serial, piece.serial);
+      piece.defect = known_.Present(ItemKind::Defect, piece.defect);
+      piece.gage = known_.Present(ItemKind::Gage, piece.gage);
     }
     piece.value = record.values[i];
     piece.tsno = key.Tsno;

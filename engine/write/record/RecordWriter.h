@@ -57,9 +57,11 @@ class RecordWriter {
     std::int64_t last = 0;
     bool is_changed = false;
   };
-  using Source = std::pair<std::string, std::string>;  // names of a part and a process
+  using Source = std::pair<std::string, std::string>;  // present names of a part and a process
 
+  Counter& CounterOf(const KnownStream& stream);
   std::string NextLabel(const CheckedRecord& record);
+  void PassLabel(const CheckedRecord& record);
   std::int64_t NewestLabel(const KnownStream& stream);
   void FindSubgroups();
   void WriteLabels();

@@ -90,25 +90,27 @@ Refused OtherValues(const std::string& key, const std::string& where) {
   return {"key", "key", key, "key: \"" + key + "\" was used for other values (" + where + ")"};
 }
 
+[[noreturn]] void RefuseDifferent(const char* field) {
+  throw Refused("subgroup", field, "",
+                std::string(field) + ": differs among the records of one subgroup");
+}
+
+// Parts and processes are compared when it is known what they are called now.
 void CheckAgreement(std::span<const NewRecord> records) {
   if (records.empty()) throw Refused("subgroup", "record", "", "record: there is nothing to store");
   const auto& first = records.front();
-  const struct {
-    const char* field;
-    std::string NewRecord::*member;
-  } texts[] = {{"part", &NewRecord::part},
-               {"process", &NewRecord::process},
-               {"label", &NewRecord::label},
-               {"key", &NewRecord::key}};
-  const auto refuse = [](const char* field) {
-    throw Refused("subgroup", field, "",
-                  std::string(field) + ": differs among the records of one subgroup");
-  };
   for (const auto& record : records) {
-    for (const auto& [field, member] : texts) {
-      if (record.*member != first.*member) refuse(field);
-    }
-    if (record.time != first.time) refuse("time");
+    if (record.label != first.label) RefuseDifferent("label");
+    if (record.key != first.key) RefuseDifferent("key");
+    if (record.time != first.time) RefuseDifferent("time");
+  }
+}
+
+void CheckSources(std::span<const CheckedRecord> records) {
+  const auto& names = records.front().stream->names;
+  for (const auto& each : records) {
+    if (each.stream->names[0] != names[0]) RefuseDifferent("part");
+    if (each.stream->names[1] != names[1]) RefuseDifferent("process");
   }
 }
 
@@ -270,6 +272,7 @@ void Recorder::PerformRecord(Call& call) {
   for (const auto& record : call.records) {
     checked.push_back(check.Check(record, call.names, call.now));
   }
+  CheckSources(checked);
   RecordWriter writer(db, *known_);
   writer.Place(checked);
   if (const auto stored = writer.DropStored(); !stored.empty()) throw stored.front().second;

@@ -38,8 +38,8 @@ class Recorder {
   explicit Recorder(std::shared_ptr<platform::Database> database)
       : database_(std::move(database)) {}
 
-  // Records of one subgroup: they agree in part, process, label, time and key. Returns after the
-  // durable commit.
+  // Records of one subgroup: they agree in part, process (by former or present names), label, time
+  // and key. Returns after the durable commit.
   std::vector<Recorded> Record(std::span<const NewRecord> records, const Actor& actor,
                                NewNames names);
   // Any records, in one transaction with one entry of the log.

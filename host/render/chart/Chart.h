@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -108,6 +109,7 @@ struct ChartView : View {
   std::vector<std::int64_t> stamps;   // seconds since 1970 UTC, one a point
   std::vector<std::int32_t> streams;  // index into stream_views, one a point; empty: all the same
   std::vector<std::int32_t> flags;    // 0 used, 1 disabled, 2 incomplete; empty: all used
+  std::vector<std::size_t> left_out;  // points that control limits were made without, ascending
   std::vector<GraphView> graphs;
   std::vector<StreamView> stream_views;
   std::vector<GroupView> groups;  // empty: no grouping; else the points of a group share a place
@@ -125,6 +127,7 @@ struct ChartView : View {
   bool IsExcluded(std::size_t point) const {
     return !phases.empty() && phases[static_cast<std::size_t>(phase_of[point])].is_excluded;
   }
+  bool IsLeftOut(std::size_t point) const { return std::ranges::binary_search(left_out, point); }
   bool Used(std::size_t point) const {
     return (flags.empty() || flags[point] == 0) && !IsExcluded(point);
   }

@@ -405,6 +405,7 @@ ChartView MakeChartView(ChartDocument document, const Names& names) {
   view.flags.reserve(chart.subgroups.rows.size());
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);
+    if (!row.left_out.empty()) view.left_out.push_back(view.flags.size());
     view.flags.push_back(row.flag);
   }
   AddPhases(view, document);

@@ -271,14 +271,16 @@ class Picture {
         scene_.Add(SymbolShape{
             {style, view_.StreamOf(i), view_.stream_views.size() > 1, size}, x, y, tip});
       };
-      const char* const plain = view_.Used(i) ? "p" : "pu";
+      const bool is_hollow = !view_.Used(i) || view_.IsLeftOut(i);
+      const char* const plain = is_hollow ? "pu" : "p";
       if (!mark) {
-        if (!dense || !view_.Used(i)) draw(plain, Tip(graph, i));
+        if (!dense || is_hollow) draw(plain, Tip(graph, i));
         continue;
       }
       const std::string tip = Tip(graph, i, mark);
       if (!mark->specifications.empty()) draw("o", tip);
       draw(mark->rules.empty() ? plain : "m", tip);
+      if (is_hollow && !mark->rules.empty()) draw("in", tip);
     }
   }
 
@@ -493,6 +495,9 @@ class Picture {
     if (unused)
       lines.push_back({"pu", excluded ? "disabled, incomplete or excluded: drawn, used for nothing"
                                       : "disabled or incomplete: drawn, used for nothing"});
+    if (!view_.left_out.empty())
+      lines.push_back(
+          {"pu", "hollow, also inside a signal: left out of control limits; the tooltip says why"});
     if (!view_.downtimes.empty() && !times_.Empty())
       lines.push_back({"dt", "the process was not running; the tooltip says why"});
     AddComments(lines);

@@ -482,6 +482,8 @@ void WritePoints(Page& page, const ChartView& view) {
   columns.push_back({"action", [](std::size_t, const Texts& texts) { return texts.action; }});
   columns.push_back(
       {"edited", [](std::size_t, const Texts& texts) { return texts.edited ? "yes" : ""; }});
+  columns.push_back(
+      {"left out of limits", [](std::size_t, const Texts& texts) { return texts.left_out; }});
 
   for (std::size_t i = 0; i < view.Count(); ++i) {
     const auto texts = view.TextsOf(i);

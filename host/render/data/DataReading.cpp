@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/data/DataReading.h"
 
+#include <algorithm>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -184,6 +185,7 @@ SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names) {
   texts.action = actions.Text();
   texts.codes = codes.Text();
   texts.edited = row.edited;
+  texts.left_out = PlainText(row.left_out);
   return texts;
 }
 
@@ -199,6 +201,7 @@ std::string TextLine(const SubgroupTexts& texts) {
   if (!texts.cause.empty()) pieces.push_back("cause: " + texts.cause);
   if (!texts.action.empty()) pieces.push_back("action: " + texts.action);
   if (texts.edited) pieces.emplace_back("edited");
+  if (!texts.left_out.empty()) pieces.push_back("left out of limits: " + texts.left_out);
   return Joined(pieces, "; ");
 }
 
@@ -281,6 +284,8 @@ void WriteDataSelect(JsonWriter& json, const DataSelect& select) {
 }
 
 void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& names, bool is_data) {
+  const auto is_left_out = [](const SubgroupRow& row) { return !row.left_out.empty(); };
+  const bool some_left_out = std::ranges::any_of(data.rows, is_left_out);
   json.Objects("Subgroups", data.rows, [&](const SubgroupRow& row) {
     WriteSubgroup(json, row, names, data.has_texts);
     if (!data.phase_of.empty()) {
@@ -289,6 +294,7 @@ void WriteSubgroups(JsonWriter& json, const SubgroupsRead& data, const Names& na
     }
     WriteRemarks(json, RemarksOf(row), names, is_data, data.has_texts);
     json.MemberIf(data.has_texts, "Edited", row.edited);
+    if (some_left_out) json.MemberIf(is_left_out(row), "LeftOut", row.left_out);
     if (is_data) json.MemberIf(row.version >= 0, "Version", row.version);
   });
 }

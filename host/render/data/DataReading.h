@@ -84,6 +84,7 @@ struct SubgroupRow {
                ptrv = 0, empl = 0, size = 0, flag = 0, group_index = 0, group_id = 0;
   std::int64_t stamp = 0;
   std::vector<TestRow> tests = {};
+  std::string left_out = {};  // why control limits were made without it; empty: they were not
   std::shared_ptr<const Remarks> remarks = {};  // null: none
   std::string label = {};
   bool edited = false;        // changed since it was stored
@@ -117,6 +118,7 @@ struct SubgroupTexts {
   std::string cause, action;  // "Worn tool (Ann)"
   std::string codes;          // "Worn tool / Reset": without names
   bool edited = false;
+  std::string left_out;  // "tool broke"
 };
 SubgroupTexts TextsOf(const SubgroupRow& row, const Names& names);
 // The names of items, in their order.

@@ -343,6 +343,141 @@ TEST_F(DataCheckTest, ABatchOfRecordsIsProvedLikeAnImport) {
   EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
 }
 
+// --- Merges --------------------------------------------------------------------------------------
+
+// Parts, lots and tests of a batch and of single records become one, some of them twice.
+TEST_F(DataCheckTest, MergesLeaveWhatWasStoredBeforeProved) {
+  Import(Many());
+  auto record = RecordOf("T", {1.5, 2.5});
+  record.context["lot"] = "L1";
+  for (int i = 0; i < 5; ++i) {
+    record.time = 1'690'000'000 + i;
+    Data().Record(record, {"Ann", ""});
+  }
+  Data().ChangeFlag({1, 2, 3}, std::nullopt, 1, Why());
+  Data().DeleteSubgroups({4, 5}, std::nullopt, Why());
+  const auto deleted = Head();
+  Data().Merge(ItemKind::Lot, "L1", "L2", Why());
+  ExpectWhole();
+  Data().Rename(ItemKind::Lot, "L2", "L1", Why());
+  Data().Merge(ItemKind::Lot, "L1", "L3", Why());
+  ExpectWhole();
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  ExpectWhole();
+  Data().ChangeFlag({7, 8, 9}, std::nullopt, 1, Why());
+  Data().Merge(ItemKind::Test, "U", "T", Why());
+  ExpectWhole();
+  Data().Rename(ItemKind::Part, "B", "A", Why());
+  Data().ChangeFlag({2, 3, 10, 11, 12}, std::nullopt, 2, Why());
+  Data().Restore(deleted, Why());
+  ExpectWhole();
+  Import(Many(kSubgroups));
+  const auto check = Check();
+  EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+  EXPECT_EQ(check.batches, 2);
+  EXPECT_TRUE(check.notes.empty());
+}
+
+TEST_F(DataCheckTest, WhatWasChangedInABatchIsFoundAfterMerges) {
+  Import(Many());
+  Data().Merge(ItemKind::Lot, "L1", "L2", Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  Data().Merge(ItemKind::Test, "U", "T", Why());
+  ExpectWhole();
+  Tamper(10, [](StoredRecord& record) { record.values[1] += 1; });
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
+  Tamper(10, [](StoredRecord& record) { record.values[1] -= 1; });
+  ExpectWhole();
+  // Subgroup 9 is of lot L0, 10 was of L1: another lot shows, whatever was merged.
+  Tamper(9, [](StoredRecord& record) { record.context = 3; });
+  EXPECT_EQ(OnlyFind(), "batch 1: differs from what entry 2 stored");
+}
+
+// Of a test that becomes another one, one record was taken out, another changed.
+TEST_F(DataCheckTest, RecordsThatCameByThemselvesAreProvedAfterAMergeOfTests) {
+  auto record = RecordOf("T", {1.5, 2.5});
+  record.time = 1'700'000'000;
+  record.label = "1";
+  const auto first = Data().Record(record, {"Ann", ""}, NewNames::Create).subgroup;
+  Data().DeleteSubgroups({first}, std::nullopt, Why());
+  auto other = RecordOf("U", {3.5, 4.5});
+  other.time = record.time;
+  other.label = "1";
+  EXPECT_EQ(Data().Record(other, {"Ann", ""}, NewNames::Create).subgroup, first);
+  other.time += 60;
+  other.label = "2";
+  const auto second = Data().Record(other, {"Ann", ""}).subgroup;
+  other.time += 60;
+  other.label = "3";
+  const auto third = Data().Record(other, {"Ann", ""}).subgroup;
+  Data().ChangeFlag({second}, std::nullopt, 1, Why());
+  Data().DeleteSubgroups({third}, std::nullopt, Why());
+  Data().Merge(ItemKind::Test, "U", "T", Why());
+  ExpectWhole();
+  EXPECT_EQ(Check().records, 2);
+  Tamper(first, [](StoredRecord& each) { each.values[0] = 77; });
+  const auto name = "#" + std::to_string(first) + " T: ";
+  EXPECT_EQ(OnlyFind(), name + "differs from what entry 4 stored");
+  Tamper(first, [](StoredRecord& each) { each.values.clear(); });
+  EXPECT_EQ(OnlyFind(), name + "is missing; entry 4 stored it");
+}
+
+TEST_F(DataCheckTest, WhatIsRecordedAgainAfterItWasTakenOutIsProved) {
+  auto record = RecordOf("T", {1.5, 2.5});
+  record.time = 1'700'000'000;
+  record.label = "1";
+  const auto id = Data().Record(record, {"Ann", ""}, NewNames::Create).subgroup;
+  Data().DeleteSubgroups({id}, std::nullopt, Why());
+  EXPECT_EQ(Data().Record(record, {"Ann", ""}).subgroup, id);
+  ExpectWhole();
+  Data().ChangeFlag({id}, std::nullopt, 1, Why());
+  ExpectWhole();
+  Tamper(id, [](StoredRecord& each) { each.values[0] = 77; });
+  EXPECT_EQ(OnlyFind(), "#1 T: differs from what entry 5 stored");
+}
+
+TEST_F(DataCheckTest, WhatIsImportedAgainAfterItWasTakenOutIsProved) {
+  Import(Many());
+  Data().DeleteSubgroups({4, 5, 6}, std::nullopt, Why());
+  std::istringstream lines(Many());
+  std::string again;
+  for (int i = 0; i < 1 + 6 * 3; ++i) {
+    std::string line;
+    std::getline(lines, line);
+    if (i == 0 || i > 3 * 3) again += line + "\n";
+  }
+  Import(again);
+  ExpectWhole();
+  EXPECT_EQ(Check().batches, 2);
+  Data().ChangeFlag({5, 6}, std::nullopt, 1, Why());
+  Data().DeleteSubgroups({6}, std::nullopt, Why());
+  ExpectWhole();
+  Tamper(4, [](StoredRecord& each) { each.values[0] = 77; });
+  EXPECT_NE(OnlyFind().find("batch 2: differs"), std::string::npos);
+}
+
+// --- What nothing stored -------------------------------------------------------------------------
+
+TEST_F(DataCheckTest, ARecordThatNothingStoredIsFound) {
+  Import(Many());
+  Tamper(5, [](StoredRecord& record) { record.batch = 0; });
+  const auto check = Check();
+  ASSERT_EQ(check.finds.size(), 2U);
+  EXPECT_EQ(check.finds[0], "#5 T: is there, and no entry of the log stored it");
+  EXPECT_EQ(check.unproved, 0);
+}
+
+TEST_F(DataCheckTest, ARecordOfABatchThatWasUndoneIsFound) {
+  Import(Many());
+  Import(Many(kSubgroups));
+  Data().UndoImport(1, false, Why());
+  ExpectWhole();
+  Tamper(kSubgroups + 5, [](StoredRecord& record) { record.batch = 1; });
+  const auto check = Check();
+  ASSERT_EQ(check.finds.size(), 2U);
+  EXPECT_NE(check.finds[0].find(": names batch 1, which was undone"), std::string::npos);
+}
+
 // --- Copies --------------------------------------------------------------------------------------
 
 TEST_F(DataCheckTest, ACopyTakesTheLogAlongAndNamesWhatItIsOf) {

@@ -112,6 +112,7 @@ TEST_F(CheckTest, EachReferenceIsFollowed) {
        "alias Old: its item 55 is missing\n"},
       {"DELETE FROM subgroup WHERE id = 602",
        "subgroup_descriptor 602: its subgroup 602 is missing\n"
+       "descriptor_source 602: its subgroup 602 is missing\n"
        "#602 Diameter: its subgroup is missing\n"},
       {"UPDATE subgroup SET part = 88 WHERE id = 602",
        "subgroup 602: its part 88 is missing\n#602: its part 88 is missing\n"
@@ -218,6 +219,15 @@ TEST_F(CheckTest, WindowsOfLimits) {
   const std::string same = "UPDATE control_limit SET effective = 1709251200";
   EXPECT_EQ(FindsAfter(same + ", state_at = 5"),
             "control_limit 2: is active from the same time on as row 1\n");
+  // Of rates of two kinds each has its own charts.
+  const auto words = [&](const std::string& one, const std::string& other) {
+    return FindsAfter(same + ", state_at = 5, chart_word = CASE id WHEN 1 THEN " + one + " ELSE " +
+                      other + " END");
+  };
+  constexpr const char *kShare = "3328", *kNumber = "3072", *kPerUnit = "3840";
+  EXPECT_EQ(words(kShare, kPerUnit), "");
+  EXPECT_EQ(words(kShare, kNumber), "control_limit 2: is active from the same time on as row 1\n");
+  EXPECT_EQ(words(kShare, "0"), "control_limit 2: is active from the same time on as row 1\n");
   EXPECT_EQ(FindsAfter(same), "") << "of an older release the newer one holds";
   EXPECT_EQ(FindsAfter(same + ", state_at = 5; UPDATE control_limit SET status = 'void' "
                               "WHERE id = 1"),

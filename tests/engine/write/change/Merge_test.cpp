@@ -69,7 +69,8 @@ TEST_F(MergeTest, StreamsLimitsAndNamesOfTwoPartsAreJoined) {
   const auto entries = Data().Log(merges);
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_EQ(entries[0].before, R"({"name":"A"})");
-  EXPECT_EQ(entries[0].after, R"({"into":)" + std::to_string(b) + R"(,"name":"B"})");
+  EXPECT_EQ(entries[0].after, R"({"into":)" + std::to_string(b) +
+                                  R"(,"name":"B","moved":[{"test":0,"subgroups":[[1,1,60]]}]})");
   EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
 }
 

@@ -172,6 +172,62 @@ TEST_F(ChangeTest, AVersionThatWasSeenMustStillHold) {
   EXPECT_EQ(Head(), seen + 1);
 }
 
+// The version is that of the entry which stored the record, whatever brought it.
+TEST_F(ChangeTest, TheVersionOfARecordedAnswerIsThatOfItsRecord) {
+  NewRecord record;
+  record.part = "A";
+  record.process = "P";
+  record.test = "T";
+  record.pieces = {{1, 0, 0, "", "", ""}, {2, 0, 0, "", "", ""}};
+  auto other = record;
+  other.test = "U";
+  auto options = Why();
+  std::int64_t version = 0;
+  const auto expect = [&](std::int64_t seen) {
+    options.expected = seen;
+    return options;
+  };
+  const auto changes = [&](const Recorded& recorded, const std::string& test) {
+    const auto id = recorded.subgroup, of = Id(ItemKind::Test, test);
+    version = recorded.version;
+    EXPECT_EQ(RefusalOf([&] {
+                Data().ChangeFlag({id}, of, sfDisabled, expect(version - 1));
+              }).substr(0, 9),
+              "conflict:");
+    Data().AddComment(id, of, 0, "seen", expect(version));
+    version = Data().ChangeFlag({id}, of, sfDisabled, expect(version))[0].version;
+    version =
+        Data().ChangeValue(id, of, {ValueChange::What::Set, 1, 0, 5}, expect(version))[0].version;
+    version = Data().DeleteSubgroups({id}, of, expect(version))[0].version;
+    const auto back = Data().Restore(version, expect(version));
+    EXPECT_GT(back[0].version, version);
+  };
+  changes(Data().Record(record, Why().actor), "T");
+  record.label = other.label = "two tests";
+  const std::vector<NewRecord> both = {record, other};
+  const auto pair = Data().RecordSubgroup(both, Why().actor);
+  EXPECT_EQ(pair[0].version, pair[1].version);
+  changes(pair[1], "U");
+  // The other one is as it was; together they are the newest one.
+  const auto t = Id(ItemKind::Test, "T");
+  Data().ChangeFlag({pair[0].subgroup}, t, sfDisabled, expect(pair[0].version));
+  const auto newest = Head();
+  EXPECT_EQ(RefusalOf([&] {
+              Data().ChangeFlag({pair[0].subgroup}, {}, sfEnabled, expect(pair[0].version));
+            }).substr(0, 12),
+            "conflict: #4");
+  EXPECT_EQ(Data().ChangeFlag({pair[0].subgroup}, {}, sfEnabled, expect(newest)).size(), 2U);
+  // Tests that come one after the other.
+  record.label = other.label = "one by one";
+  record.time = other.time = Data().Record(record, Why().actor).time;
+  const auto second = Data().Record(other, Why().actor);
+  changes(second, "U");
+  auto batch = Data().Begin(Why().actor, {});
+  record.label = "batch";
+  batch.Add(record);
+  changes(batch.Commit().records[0], "T");
+}
+
 TEST_F(ChangeTest, ADryRunStoresNothing) {
   const auto digest = Digest();
   const auto head = Head();

@@ -236,7 +236,7 @@ TEST_F(ImportChangesTest, CommentsAreRefusedByLineAndThenNoneIsStored) {
   EXPECT_TRUE(Data().Comments(ids).empty());
 }
 
-TEST_F(ImportChangesTest, FilesOfChangesAreListedAndCannotBeUndone) {
+TEST_F(ImportChangesTest, FilesOfChangesAreListedAndUndone) {
   const auto report = Flags("subgroup,flag\n#1,disabled\n");
   const auto imports = Data().Imports();
   ASSERT_FALSE(imports.empty());
@@ -244,10 +244,10 @@ TEST_F(ImportChangesTest, FilesOfChangesAreListedAndCannotBeUndone) {
   EXPECT_EQ(imports[0].records, 2);
   ChangeOptions options;
   options.reason = "never mind";
-  EXPECT_NE(store::FailureOf([&] {
-              Data().UndoImport(report.batch, false, options);
-            }).find("only one of values can be undone"),
-            std::string::npos);
+  EXPECT_EQ(Flagged().size(), 2U);
+  EXPECT_EQ(Data().UndoImport(report.batch, false, options).records, 2);
+  EXPECT_TRUE(Flagged().empty());
+  EXPECT_EQ(Data().Imports()[0].state, "undone");
 }
 
 TEST_F(ImportChangesTest, ManyLinesWithoutATimeReadTheSubgroupsOnce) {

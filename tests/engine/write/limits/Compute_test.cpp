@@ -366,6 +366,82 @@ TEST_F(ComputeTest, SubgroupsOfExcludedPhasesTakeNoPart) {
   EXPECT_EQ(limits.sp, excluded.sp);
 }
 
+// What lies on both sides of it is one before the first phase, on the chart as in its limits.
+TEST_F(ComputeTest, AnExcludedPhaseAloneLeavesOneChartOfAllTheRest) {
+  ImportAll();
+  AddPhase("tool broke", 10, 14, 0, PhaseKind::Excluded);
+  for (const auto shape : kShapes) {
+    for (const auto word : WordsOf(shape)) {
+      const auto limits = Data().ComputeLimits(Request(shape, word));
+      const auto chart = ChartOf(shape, word);
+      EXPECT_EQ(limits.used, 36);
+      for (const auto& lines : limits.lines) {
+        const auto& graph = chart.graphs.at(static_cast<std::size_t>(lines.graph) - 1);
+        EXPECT_TRUE(Same(graph.ccl.back(), lines.centre)) << std::hex << word;
+        EXPECT_TRUE(Same(graph.cucl.back(), lines.upper)) << std::hex << word;
+        EXPECT_TRUE(Same(graph.clcl.back(), lines.lower)) << std::hex << word;
+        if (!lines.differ) {
+          EXPECT_TRUE(Same(graph.cucl[5], lines.upper)) << std::hex << word;
+        }
+        EXPECT_TRUE(std::isnan(graph.cucl[11]));
+      }
+    }
+  }
+}
+
+// A chart that shows nothing of the phase before has its limits all the same.
+TEST_F(ComputeTest, BehindAPhaseThatIsNotShownItsLimitsAreTaken) {
+  ImportAll();
+  AddPhase("Tool A", 0, 20);
+  AddPhase("tool broke", 25, 27, 0, PhaseKind::Excluded);
+  for (const auto shape : kShapes) {
+    for (const auto word : WordsOf(shape)) {
+      const auto whole = ChartOf(shape, word);
+      store::TakeNotes();
+      const auto part = ChartOf(shape, word, INT32_MAX, 0, 0.0, TimeAt(22));
+      std::vector<std::string> texts;
+      for (const auto& note : store::TakeNotes()) {
+        if (note.code == "limits-of-phase") texts.push_back(note.text);
+      }
+      EXPECT_EQ(texts, std::vector<std::string>{
+                           "Between phases: the calculated limits are those of phase \"Tool A\", "
+                           "which is not shown."});
+      for (std::size_t g = 0; g < part.graphs.size(); ++g) {
+        for (std::size_t i = 30; i < kCount; ++i) {
+          EXPECT_TRUE(Same(part.graphs[g].cucl[i - 22], whole.graphs[g].cucl[i])) << i;
+          EXPECT_TRUE(Same(part.graphs[g].ccl[i - 22], whole.graphs[g].ccl[i])) << i;
+        }
+      }
+    }
+  }
+  auto request = Request(Shape::Fives);
+  request.since = TimeAt(28);
+  EXPECT_EQ(Data().ComputeLimits(request).warnings.front(),
+            "the window lies behind phase \"Tool A\"; charts of it have the limits of that phase");
+}
+
+TEST_F(ComputeTest, BehindAPhaseWithoutPointsTheLimitsAreItsOwnWithANote) {
+  Import(CsvOf(Shape::Fives, 30, 1));
+  Phase phase;
+  phase.name = "Trial";
+  phase.start = TimeAt(0) - 100;
+  phase.finish = TimeAt(0) - 50;
+  Data().AddPhase(phase, {}, "for the test");
+  const auto own = ChartOf(Shape::Fives, 0x110);
+  EXPECT_TRUE(own.graphs.at(0).cucl[0] > 0.0);
+  phase.name = "Later";
+  phase.start = TimeAt(29);
+  phase.finish.reset();
+  Data().AddPhase(phase, {}, "for the test");
+  store::TakeNotes();
+  EXPECT_NE(ChartOf(Shape::Fives, 0x110).graphs.at(0).cucl[0], own.graphs.at(0).cucl[0]);
+  const auto notes = store::TakeNotes();
+  const auto note = std::ranges::find(notes, "limits-of-phase", &Note::code);
+  ASSERT_NE(note, notes.end());
+  EXPECT_EQ(note->text,
+            "Between phases: those before have no points, so the calculated limits are of these.");
+}
+
 TEST_F(ComputeTest, MessagesOfWhatCannotBeComputed) {
   Import(CsvOf(Shape::Fives, 30, 1));
   Import(CsvOf(Shape::Defects, 4, 1));
@@ -492,6 +568,53 @@ TEST_F(ComputeTest, ACommentIsACause) {
   const auto limits = Data().ComputeLimits(request);
   ASSERT_EQ(limits.exclusions.size(), 1U);
   EXPECT_EQ(limits.exclusions[0].reason, "comment: drill slipped");
+}
+
+// For which limits were made without it; not where nobody could say why.
+TEST_F(ComputeTest, AnExclusionOfStoredLimitsIsACause) {
+  Import(Spike(10));
+  auto request = Request(Shape::Singles, 0x330);
+  request.screening = LimitScreening::Every;
+  Data().ProposeLimits(request, {ann_, "for the test"});
+  request.screening = LimitScreening::WithCause;
+  EXPECT_EQ(Data().ComputeLimits(request).used, 30);
+  auto without = Request(Shape::Singles, 0x330);
+  without.exclusions = {{11, "tool broke"}};
+  const auto id = Data().ProposeLimits(without, {ann_, "for the test"});
+  const auto limits = Data().ComputeLimits(request);
+  ASSERT_EQ(limits.exclusions.size(), 1U);
+  EXPECT_EQ(limits.exclusions[0].reason, "exclusion: tool broke");
+  EXPECT_EQ(limits.used, 29);
+  Data().RejectLimits(id, {ann_, "nothing broke"});
+  EXPECT_EQ(Data().ComputeLimits(request).used, 30);
+}
+
+// Of 29 ranges two are those into the spike and out of it.
+TEST_F(ComputeTest, LargeMovingRangesAreDroppedOnceWhereThatIsAskedFor) {
+  Import(Spike(10));
+  auto request = Request(Shape::Singles, 0x330);
+  const auto plain = Data().ComputeLimits(request);
+  EXPECT_EQ(plain.estimator, "MR-est");
+  request.screen_mr = true;
+  const auto screened = Data().ComputeLimits(request);
+  EXPECT_EQ(screened.estimator, "MR-est screened");
+  EXPECT_EQ(screened.used, 30) << "the points stay";
+  EXPECT_EQ(screened.mean, plain.mean);
+  const auto points = ChartOf(Shape::Singles, 0x330).graphs[0].points;
+  double sum = 0.0;
+  for (std::size_t i = 1; i < points.size(); ++i) {
+    if (i != 10 && i != 11) sum += std::fabs(points[i] - points[i - 1]);
+  }
+  EXPECT_NEAR(screened.sp, sum / 27.0 / 1.128379167, 1e-8);
+  EXPECT_TRUE(screened.warnings.empty());
+  request.force = true;
+  const auto id = Data().ProposeLimits(request, {ann_, "for the test"});
+  EXPECT_EQ(Row(id).estimator, "MR-est screened");
+  Import(CsvOf(Shape::Fives, 30, 1));
+  auto fives = Request(Shape::Fives, 0x110);
+  fives.screen_mr = true;
+  EXPECT_EQ(Data().ComputeLimits(fives).warnings.front(),
+            "sigma is not that of moving ranges, so none was left out");
 }
 
 TEST_F(ComputeTest, TooManyPointsBeyondTheLimitsAreNotScreened) {

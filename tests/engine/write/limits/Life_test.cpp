@@ -168,6 +168,35 @@ TEST_F(LifeTest, AVoidRowGivesItsTimeBack) {
   EXPECT_EQ(Row(first).replaced_by, last);
 }
 
+// What takes over from a retired row and turns out wrong does not bring it back for good.
+TEST_F(LifeTest, ARetiredRowStaysRetiredWhenWhatTookOverIsVoid) {
+  const auto first = Hold(0, 10);
+  Data().RetireLimits(first, TimeAt(25), {ann_, "new tool"});
+  const auto second = Hold(20, 20), between = Hold(10, 15);
+  EXPECT_EQ(Rows(), Expected({{10, first}, {10, between}, {20, second}}));
+  Data().VoidLimits(between, {ann_, "wrong gage"});
+  EXPECT_EQ(Rows(), Expected({{20, first}, {20, second}}));
+  EXPECT_EQ(Row(first).replaced_by, second);
+  Data().VoidLimits(second, {ann_, "wrong, too"});
+  EXPECT_EQ(Rows(), Expected({{25, first}, {15, 0}}));
+  EXPECT_EQ(Row(first).state, LimitState::Retired);
+  EXPECT_EQ(Row(first).until, TimeAt(25));
+  EXPECT_EQ(Row(first).replaced_by, 0);
+}
+
+// As the message about an active one says: retire it, then another may hold from its time on.
+TEST_F(LifeTest, ARowOfTheTimeOfARetiredOneReplacesIt) {
+  const auto first = Hold(10, 10);
+  Data().RetireLimits(first, TimeAt(20), {ann_, "new tool"});
+  const auto second = Hold(10, 20);
+  EXPECT_EQ(Rows(), Expected({{10, 0}, {30, second}}));
+  EXPECT_EQ(Row(first).until, TimeAt(10)) << "it holds nowhere any more";
+  EXPECT_EQ(Row(first).replaced_by, second);
+  Data().VoidLimits(second, {ann_, "wrong gage"});
+  EXPECT_EQ(Rows(), Expected({{10, 0}, {10, first}, {20, 0}}));
+  EXPECT_EQ(Row(first).until, TimeAt(20));
+}
+
 TEST_F(LifeTest, RowsOfTheProcessAndForAnyFollowTheirOwnKind) {
   Import("part,test,mean,sp\nA,fives,100,2\n", ImportKind::ControlLimits);
   const auto id = Hold(10, 20);
@@ -414,6 +443,19 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   EXPECT_EQ(Data().ShowLimits(id).data_changed, std::optional(true));
   Import("part,test,mean,sp\nA,fives,100,2\n", ImportKind::ControlLimits);
   EXPECT_EQ(Data().ShowLimits(id + 1).data_changed, std::nullopt) << "it says no data";
+}
+
+// Of two subgroups at one time the first N may have one only.
+TEST_F(LifeTest, TheFirstOfTwoAtOneTimeAreNoChangeOfTheData) {
+  Import("part,process,test,subgroup,time,value\nA,P,fives,20b," + platform::IsoText(TimeAt(19)) +
+         ",104\nA,P,fives,20b," + platform::IsoText(TimeAt(19)) + ",105\n");
+  const auto id = Hold(20, 20);
+  EXPECT_EQ(Row(id).used, 20);
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, false);
+  EXPECT_EQ(Data().ChangedSinceLimits(id).changed, 0);
+  Data().ChangeFlag({20}, std::nullopt, 1, {ann_, "worn"});
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, true);
+  EXPECT_NE(Data().ChangedSinceLimits(id).changed, 0);
 }
 
 TEST_F(LifeTest, ShowCountsTheSubgroupsThatWereChanged) {

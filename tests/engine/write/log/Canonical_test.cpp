@@ -90,7 +90,7 @@ TEST(Canonical, DescriptorsAreContextOfWhatIsSent) {
   sent.comments = {"tool changed"};
   const auto record = CanonicalOf(sent);
   ASSERT_EQ(record.descriptors.size(), 1U);
-  EXPECT_EQ(record.descriptors[0], (CanonicalDescriptor{"Colour", "red", 0}));
+  EXPECT_EQ(record.descriptors[0], (NewDescriptor{"Colour", "red", 0}));
   const auto back = NewRecordOf(record);
   EXPECT_EQ(back.context, sent.context);
   EXPECT_EQ(back.comments, sent.comments);

@@ -176,6 +176,61 @@ TEST_F(RecorderTest, StoresValuesWithTheirNames) {
             "red");
 }
 
+TEST_F(RecorderTest, ALineOfJsonKeepsAllOfItsCommentsAndDescriptors) {
+  Make(Diameter({1}, kNow - 9));
+  const std::string line = R"({"part":"Ring","process":"Press A","test":"Diameter","label":"x",)"
+                           R"("time":"2026-03-11T05:00:00Z","pieces":[{"value":1},{"value":2}],)"
+                           R"("descriptors":{"Colour":["blue",{"name":"green","tsno":2},"red"],)"
+                           R"("Mould":{"name":"M1","tsno":1}},)"
+                           R"("comments":["plain",{"text":"scratch","tsno":2,"employee":"Bob",)"
+                           R"("time":"2026-03-11T05:30:00Z"}]})";
+  const auto record = RecordFromJson(line);
+  EXPECT_EQ(log::TextOf(log::CanonicalOf(record)), line);
+  const auto recorded = Into().Record(record, kAnn);
+  const auto rows = [&](const std::string& sql) {
+    const auto db = store::OpenAnother(Path());
+    std::string text;
+    for (sql::Query query(*db, sql); query.Step();) text += std::string(query.Text(0)) + " ";
+    return text;
+  };
+  EXPECT_EQ(rows("SELECT g.name || ':' || d.name || ':' || s.tsno FROM subgroup_descriptor s "
+                 "JOIN descriptor d ON d.id = s.descriptor "
+                 "JOIN descriptor_group g ON g.id = d.descriptor_group "
+                 "ORDER BY g.name, s.tsno, d.name"),
+            "Colour:blue:0 Colour:red:0 Colour:green:2 Mould:M1:1 ");
+  EXPECT_EQ(rows("SELECT c.note || ':' || c.tsno || ':' || e.name || ':' || c.time FROM comment c "
+                 "JOIN employee e ON e.id = c.employee ORDER BY c.id"),
+            "plain:0:Ann:" + std::to_string(kNow - 3600) +
+                " scratch:2:Bob:" + std::to_string(kNow - 1800) + " ");
+  const auto after = LatestAfter();
+  EXPECT_EQ(after["descriptors"][0], log::ReadJson(line)["descriptors"]);
+  EXPECT_EQ(after["comments"][0], log::ReadJson(line)["comments"]);
+  EXPECT_TRUE(Into().VerifyLog({true}).finds.empty());
+  // Deleted and brought back it is the same.
+  const auto deleted = Into().DeleteSubgroups({recorded.subgroup}, {}, {kAnn, "by mistake"});
+  Into().Restore(deleted[0].version, {kAnn, "it was right"});
+  // What cannot be stored is refused there, too.
+  auto other = record;
+  other.label = "y";
+  other.other_comments[0].time = std::int64_t{1} << 40;
+  ExpectRefused(other, "time",
+                "time: must lie between 1901-12-13T20:45:52 and 2038-01-19T03:14:07");
+  other = record;
+  other.other_comments[0].employee = "a\nb";
+  ExpectRefused(other, "name",
+                "employee: must be 1 to 255 bytes of text without control characters");
+  other = record;
+  other.descriptors[0].name = "";
+  ExpectRefused(other, "name",
+                "descriptor:Colour: must be 1 to 255 bytes of text without control characters");
+  other = record;
+  other.descriptors[0].tsno = -1;
+  ExpectRefused(other, "number", "tsno: must be a whole number between 0 and 1000000000");
+  other = record;
+  other.other_comments[0].text = "";
+  ExpectRefused(other, "comment", "comment: must be 1 to 4000 characters of text");
+}
+
 // A database into which the same was recorded and imported is the same.
 TEST_F(RecorderTest, StoresWhatAnImportStores) {
   const auto create = [](QualityDatabase& into, const NewRecord& record) {
@@ -435,6 +490,28 @@ TEST_F(RecorderTest, RefusesSubgroupsOfAnotherSizeUnlessIncomplete) {
             std::string::npos);
 }
 
+TEST_F(RecorderTest, TheSizeOfAMeasuredTestIsItsPiecesNotItsReadings) {
+  Make(Diameter({1}, kNow - 9));
+  auto record = Diameter({1, 3, 10, 20});
+  for (std::size_t i = 0; i < 4; ++i) {
+    record.pieces[i].tsno = static_cast<std::int32_t>(1 + i / 2);
+    record.pieces[i].sbno = static_cast<std::int32_t>(1 + i % 2);
+  }
+  record.size = 2;
+  const auto stored = Stored(Make(record).subgroup);
+  ASSERT_TRUE(stored);
+  EXPECT_EQ(stored->size, 2);
+  EXPECT_EQ(stored->values, (std::vector<double>{2, 1, 3, 15, 10, 20}));
+  // Also where the pieces are not numbered.
+  for (auto& piece : record.pieces) piece.tsno = 0;
+  record.time = kNow - 1;
+  EXPECT_FALSE(RefusalOf(record));
+  record.time = kNow - 2;
+  record.size = 4;
+  ExpectRefused(record, "type",
+                "test: Diameter has measured values; give these, without --size and --defect");
+}
+
 TEST_F(RecorderTest, RefusesTimesThatCannotBe) {
   Make(Diameter({1}));
   ExpectRefused(Diameter({1}, kNow + 7200), "time", "time: lies 2 h in the future");
@@ -547,6 +624,40 @@ TEST_F(RecorderTest, LabelsGoOnFromTheNewestImport) {
       "part,process,test,subgroup,time,value\nRing,Press A,Diameter,41,2026-03-01,1\n"
       "Ring,Press A,Diameter,42,2026-03-02,1\n");
   EXPECT_EQ(Make(Diameter({1})).label, "43");
+}
+
+TEST_F(RecorderTest, ALabelThatIsCountedIsNeverThatOfAnImport) {
+  EXPECT_EQ(Make(Diameter({1})).label, "1");
+  Import(
+      "part,process,test,subgroup,time,value\nRing,Press A,Diameter,2,2026-03-01,1\n"
+      "Ring,Press A,Diameter,7,2026-03-02,1\nRing,Press A,Diameter,L5,2026-03-03,1\n"
+      "Ring,Press B,Diameter,90,2026-03-02,1\n");
+  EXPECT_EQ(Make(Diameter({1})).label, "8");
+  Import("part,process,test,subgroup,time,value\nRing,Press A,Diameter,3,2026-03-04,1\n");
+  EXPECT_EQ(Make(Diameter({1})).label, "9");
+}
+
+TEST_F(RecorderTest, ALabelThatIsCountedIsNeverOneThatWasTyped) {
+  const auto make = [&](const std::string& label, std::int64_t time) {
+    auto record = Diameter({1}, time);
+    record.label = label;
+    return Make(record).label;
+  };
+  EXPECT_EQ(make("4", kNow - 9), "4");
+  EXPECT_EQ(make("", kNow - 8), "5");
+  EXPECT_EQ(make("6", kNow - 7), "6");
+  EXPECT_EQ(make("", kNow - 6), "7");
+  EXPECT_EQ(make("3", kNow - 5), "3");
+  EXPECT_EQ(make("", kNow - 4), "8");
+  // In a batch, too, whatever comes first.
+  auto batch = Into().Begin(kAnn, {});
+  auto typed = Diameter({1}, kNow - 3);
+  typed.label = "9";
+  batch.Add(typed);
+  batch.Add(Diameter({1}, kNow - 3));
+  const auto stored = batch.Commit();
+  EXPECT_EQ(stored.records[1].label, "10");
+  EXPECT_NE(stored.records[0].subgroup, stored.records[1].subgroup);
 }
 
 TEST_F(RecorderTest, AKeyStoresItsRecordOnce) {
@@ -706,6 +817,63 @@ TEST_F(RecorderTest, FormerNamesAreTranslatedWithANote) {
   canonical.part = "Ring 2";
   canonical.label = recorded.label;
   EXPECT_EQ(LatestAfter()["records"][0]["digest"], DigestOf(canonical));
+}
+
+TEST_F(RecorderTest, FormerAndPresentNamesOfABatchAreOneItem) {
+  Make(Diameter({1}, kNow - 9));
+  const ChangeOptions why{kAnn, "a better name"};
+  Into().Rename(ItemKind::Part, "Ring", "Ring 2", why);
+  Into().Rename(ItemKind::Process, "Press A", "Press 1", why);
+  Into().Rename(ItemKind::Test, "Diameter", "Width", why);
+  auto present = Diameter({2}, kNow - 3);
+  present.part = "Ring 2";
+  present.process = "Press 1";
+  present.test = "Width";
+  const auto send = [&](std::vector<NewRecord> records) {
+    auto batch = Into().Begin(kAnn, {NewNames::Refuse, "", true});
+    for (auto& each : records) batch.Add(std::move(each));
+    return batch.Commit();
+  };
+  // Labels count on.
+  const auto counted = send({Diameter({2}, kNow - 3), present});
+  EXPECT_TRUE(counted.refused.empty());
+  EXPECT_EQ(counted.records[0].label, "2");
+  EXPECT_EQ(counted.records[1].label, "3");
+  EXPECT_EQ(Value("SELECT max(last) FROM counter WHERE name LIKE 'label %'"), 3);
+  // One subgroup, and the second one is refused.
+  auto former = Diameter({3}, kNow - 3);
+  former.label = present.label = "mine";
+  const auto twice = send({former, present});
+  ASSERT_EQ(twice.refused.size(), 1U);
+  EXPECT_EQ(twice.refused.at(1).code, "stored");
+  former.test = "Height";
+  former.label = present.label = "yours";
+  auto batch = Into().Begin(kAnn, {NewNames::Create, "", true});
+  batch.Add(former);
+  batch.Add(present);
+  const auto both = batch.Commit();
+  EXPECT_EQ(both.records[0].subgroup, both.records[1].subgroup);
+  EXPECT_EQ(Value("SELECT count(*) FROM stream"), 2);
+  // Also in one call.
+  former.label = present.label = "theirs";
+  const auto pair = Into().RecordSubgroup(std::vector{former, present}, kAnn);
+  EXPECT_EQ(pair[0].subgroup, pair[1].subgroup);
+  former.test = "Diameter";
+  former.label = present.label = "none";
+  EXPECT_EQ(RefusalOf([&] {
+              Into().RecordSubgroup(std::vector{former, present}, kAnn);
+            })->code,
+            "stored");
+  EXPECT_TRUE(Into().VerifyLog({true}).finds.empty());
+}
+
+TEST_F(RecorderTest, AFormerNameHasTheSettingsOfItsStream) {
+  Make(Diameter({1, 2}, kNow - 9));
+  Into().Set("subgroup_size:Ring/Press A/Diameter", "2");
+  Into().Rename(ItemKind::Process, "Press A", "Press 1", {kAnn, "a better name"});
+  ExpectRefused(Diameter({1, 2, 3}, kNow - 1), "size",
+                "value: 3 values where 2 belong to a subgroup; --flag incomplete stores them");
+  EXPECT_FALSE(RefusalOf(Diameter({1, 2}, kNow - 1)));
 }
 
 TEST_F(RecorderTest, ABatchIsStoredWithOneEntry) {
