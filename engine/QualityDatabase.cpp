@@ -22,6 +22,7 @@
 #include "engine/store/migration.h"
 #include "engine/store/phases.h"
 #include "engine/time/calendar.h"
+#include "engine/write/alarms/Judge.h"
 #include "engine/write/change/version.h"
 #include "engine/write/copy.h"
 #include "engine/write/import/Import.h"
@@ -61,6 +62,18 @@ void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::stri
                  const std::function<void(log::Writing&)>& work) {
   const auto store = store::SqlStoreOf(database);
   store::Guarded(*store, [&] { store->Write(actor, reason, work); });
+}
+
+// Empty: there is none.
+std::optional<Phase> PhaseIn(sql::Connection& db, std::int32_t id) {
+  const auto phases = store::ReadPhases(db);
+  const auto found = std::ranges::find(phases, id, &Phase::id);
+  return found == phases.end() ? std::nullopt : std::optional(*found);
+}
+
+// The latest entry of the log has changed what a phase separates or leaves out from a time on.
+void JudgePhase(log::Writing& writing, const Phase& phase, std::int32_t from) {
+  alarms::JudgeFrom(writing, {phase.part, phase.process, phase.test}, from, writing.Next() - 1);
 }
 
 const SettingKind& KindOf(const store::SqlStore& store, std::string_view name) {
@@ -725,20 +738,28 @@ std::vector<Phase> QualityDatabase::Phases() const {
 
 Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
   Phase added;
-  WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { added = write::AddPhase(writing, phase); });
+  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
+    added = write::AddPhase(writing, phase);
+    JudgePhase(writing, added, added.start);
+  });
   return added;
 }
 
 void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
                                const std::string& reason) {
-  WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { write::EndPhase(writing, id, finish); });
+  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
+    const auto before = PhaseIn(writing.Db(), id);
+    write::EndPhase(writing, id, finish);
+    if (before) JudgePhase(writing, *before, std::min(finish, before->finish.value_or(finish)));
+  });
 }
 
 void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
-  WriteLogged(*database_, actor, reason,
-              [&](log::Writing& writing) { write::RemovePhase(writing, id); });
+  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
+    const auto before = PhaseIn(writing.Db(), id);
+    write::RemovePhase(writing, id);
+    if (before) JudgePhase(writing, *before, before->start);
+  });
 }
 
 void QualityDatabase::JoinPhases(bool join) { store::SqlStoreOf(*database_)->JoinPhases(join); }

@@ -27,11 +27,11 @@ namespace {
 using Records = std::vector<change::StoredRecord>;
 
 // A record as it was; where it is now counts, too.
-void Touch(alarms::TouchedStreams& touched, sql::Connection& db,
-           const change::StoredRecord& record) {
+void Touch(alarms::TouchedStreams& touched, sql::Connection& db, const change::StoredRecord& record,
+           std::int64_t entry) {
   const auto id = record.subgroup.id;
-  touched.Add(record.stream, {record.subgroup.time, id});
-  touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id});
+  touched.Add(record.stream, {record.subgroup.time, id}, entry);
+  touched.Add(record.stream, {change::NeededSubgroup(db, id).time, id}, entry);
 }
 
 ChangedRecord ChangedOf(sql::Connection& db, const change::StoredRecord& record) {
@@ -57,7 +57,7 @@ std::vector<ChangedRecord> ChangeRecords(
     for (const auto subgroup : subgroups) {
       for (const auto& record : change(writing, {subgroup, test, options.expected})) {
         changed.push_back(ChangedOf(writing.Db(), record));
-        Touch(touched, writing.Db(), record);
+        Touch(touched, writing.Db(), record, changed.back().version);
       }
     }
     alarms::Judge(writing, touched.All());
@@ -220,9 +220,10 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
     const auto records = change::Restore(writing, entry, options.expected);
     alarms::TouchedStreams touched;
     for (const auto& record : records) {
-      Touch(touched, writing.Db(), record);
+      const auto restored = ChangedOf(writing.Db(), record);
+      Touch(touched, writing.Db(), record, restored.version);
       const bool is_former = !changed.empty() && record.test == changed.front().test;
-      if (!is_former) changed.push_back(ChangedOf(writing.Db(), record));
+      if (!is_former) changed.push_back(restored);
     }
     alarms::Judge(writing, touched.All());
   });

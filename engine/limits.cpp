@@ -6,6 +6,8 @@
 #include "engine/change_once.h"
 #include "engine/review_imports.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/alarms/Judge.h"
+#include "engine/write/change/version.h"
 #include "engine/write/limits/ChangedData.h"
 #include "engine/write/limits/Compute.h"
 #include "engine/write/limits/Review.h"
@@ -29,6 +31,20 @@ auto ChangeAnd(EmbeddedDatabase& database, const ChangeOptions& options, Work wo
   decltype(work(*store, std::declval<log::Writing&>())) result{};
   Change(database, options, [&](log::Writing& writing) { result = work(*store, writing); });
   return result;
+}
+
+// A step in the life of a row has changed what holds from a time on: alarms are judged anew.
+void JudgeAfter(log::Writing& writing, std::int32_t id, std::int32_t from) {
+  auto& db = writing.Db();
+  const auto row = limits::NeedLimit(db, id);
+  alarms::JudgeFrom(writing, {row.part, row.process, row.test}, from,
+                    change::VersionOf(db, "limit " + std::to_string(id)));
+}
+
+void ApproveIn(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
+               std::optional<std::int64_t> expected) {
+  limits::Approve(writing, id, approval, expected);
+  JudgeAfter(writing, id, limits::NeedLimit(writing.Db(), id).effective);
 }
 
 std::int32_t ProposeIn(store::SqlStore& store, log::Writing& writing, const LimitRequest& request) {
@@ -70,7 +86,7 @@ std::int32_t QualityDatabase::ProposeLimits(const LimitRequest& request,
 void QualityDatabase::ApproveLimits(std::int32_t id, const LimitApproval& approval,
                                     const ChangeOptions& options) {
   Change(*database_, options,
-         [&](log::Writing& writing) { limits::Approve(writing, id, approval, options.expected); });
+         [&](log::Writing& writing) { ApproveIn(writing, id, approval, options.expected); });
 }
 
 void QualityDatabase::RejectLimits(std::int32_t id, const ChangeOptions& options) {
@@ -79,13 +95,17 @@ void QualityDatabase::RejectLimits(std::int32_t id, const ChangeOptions& options
 }
 
 void QualityDatabase::RetireLimits(std::int32_t id, std::int32_t at, const ChangeOptions& options) {
-  Change(*database_, options,
-         [&](log::Writing& writing) { limits::Retire(writing, id, at, options.expected); });
+  Change(*database_, options, [&](log::Writing& writing) {
+    limits::Retire(writing, id, at, options.expected);
+    JudgeAfter(writing, id, at);
+  });
 }
 
 void QualityDatabase::VoidLimits(std::int32_t id, const ChangeOptions& options) {
-  Change(*database_, options,
-         [&](log::Writing& writing) { limits::Void(writing, id, options.expected); });
+  Change(*database_, options, [&](log::Writing& writing) {
+    limits::Void(writing, id, options.expected);
+    JudgeAfter(writing, id, limits::NeedLimit(writing.Db(), id).effective);
+  });
 }
 
 std::int32_t QualityDatabase::FreezeLimits(const LimitRequest& request,
@@ -93,7 +113,7 @@ std::int32_t QualityDatabase::FreezeLimits(const LimitRequest& request,
                                            const ChangeOptions& options) {
   return ChangeAnd(*database_, options, [&](store::SqlStore& store, log::Writing& writing) {
     const auto id = ProposeIn(store, writing, request);
-    limits::Approve(writing, id, approval, {});
+    ApproveIn(writing, id, approval, {});
     return id;
   });
 }

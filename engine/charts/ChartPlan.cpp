@@ -135,6 +135,11 @@ bool IsAttributeWord(std::int32_t chart_word) {
   return IsWord(chart_word, ChartOf(ChartCodesOf(chart_word).graph1) != nullptr);
 }
 
+bool BearsNoSize(std::int32_t chart_word) {
+  const auto* const chart = ChartOf(ChartCodesOf(chart_word).graph1);
+  return chart != nullptr && chart->BearsNoSize();
+}
+
 AttributePlan PlanAttributeChart(std::int32_t chart_word, std::int32_t processing_word, double ewma,
                                  const AttributeShape& shape) {
   AttributePlan plan;

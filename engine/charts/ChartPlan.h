@@ -165,6 +165,8 @@ bool SuitsRate(const AttributeChart& chart, std::int32_t chart_word);
 
 // False for a word that no attribute chart has.
 bool IsAttributeWord(std::int32_t chart_word);
+// Of such a word: whether its chart has a point where no size is known.
+bool BearsNoSize(std::int32_t chart_word);
 
 // Settles what is produced. A zero graph 1 is chosen by the shape of the data; the other graphs do
 // not exist here. ewma: 1 standard, 2 moving centre line, anything else none.

@@ -25,6 +25,13 @@ double Between(std::int64_t from, std::optional<std::int64_t> to) {
   return to ? static_cast<double>(std::max<std::int64_t>(*to - from, 0)) : 0.0;
 }
 
+// Whether an event still lasts. What was disabled, deleted or edited is done at once.
+bool IsOpen(const store::EventRow& event) {
+  const bool is_change = event.type == etSubgroupDisable || event.type == etSubgroupDelete ||
+                         event.type == etSubgroupEdit;
+  return !is_change && !event.is_over && !event.finish && !event.cac_time && !event.acc_time;
+}
+
 double AmountOf(paAccumulationTypes accumulation, const store::EventRow& event,
                 std::int64_t window_end) {
   switch (accumulation) {
@@ -32,6 +39,7 @@ double AmountOf(paAccumulationTypes accumulation, const store::EventRow& event,
       auto end = event.finish;
       if (!end) end = event.cac_time;
       if (!end) end = event.acc_time;
+      if (!end && event.is_over) end = event.time;
       return Between(event.time, end ? *end : window_end);
     }
     case paAccumulateByAccTime:
@@ -63,7 +71,7 @@ Findings CountEvents(const ParetoPlan& plan, std::span<const store::EventRow> ev
     ReadKeys(readers, event, &BinFields::event, keys);
     auto& tally = findings.tallies.Of(keys);
     Add(tally, AmountOf(plan.accumulation, event, window_end), factor_of(event));
-    if (!event.finish && !event.cac_time && !event.acc_time) tally.has_open = true;
+    tally.has_open = tally.has_open || IsOpen(event);
   }
   return findings;
 }

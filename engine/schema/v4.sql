@@ -29,10 +29,11 @@ CREATE TABLE descriptor_source(
 INSERT INTO descriptor_source SELECT subgroup, descriptor, tsno, 0 FROM subgroup_descriptor
   ORDER BY subgroup, descriptor, tsno;
 
--- Keys that callers gave their records, so that one that is sent again is stored once.
+-- Keys that callers gave their records, so that one that is sent again is stored once. answer is JSON:
+-- the alarms and notes of each record; empty: there were none.
 CREATE TABLE client_key(
   key TEXT PRIMARY KEY, fingerprint TEXT NOT NULL, subgroup INTEGER, batch INTEGER,
-  entry INTEGER NOT NULL, made INTEGER NOT NULL) WITHOUT ROWID;
+  entry INTEGER NOT NULL, made INTEGER NOT NULL, answer TEXT NOT NULL DEFAULT '') WITHOUT ROWID;
 CREATE INDEX client_key_by_time ON client_key(made);
 -- By which a context is found, in words that every database knows.
 DROP INDEX context_once;
@@ -46,7 +47,8 @@ CREATE TABLE alias(
   WITHOUT ROWID;
 
 -- A row that is active or retired holds from effective up to and without until; null: without an
--- end. state_at is when it got its status. used is the number of subgroups behind it, digest that
+-- end. state_at is when it got its status, approved_at when it was approved, whatever became of it;
+-- null: when it was made. used is the number of subgroups behind it, digest that
 -- of their values. The figures from average_size on are those of the chart behind it that mean and
 -- sigmas leave open; null: not given. The program compares the rows with the older table and drops it.
 DROP INDEX control_limit_by_test;
@@ -59,6 +61,7 @@ CREATE TABLE control_limit(
   chart_word INTEGER NOT NULL, status TEXT NOT NULL DEFAULT 'active'
     CHECK(status IN ('proposed', 'active', 'retired', 'rejected', 'void')),
   rule TEXT NOT NULL DEFAULT '', replaced_by INTEGER, until INTEGER, state_at INTEGER,
+  approved_at INTEGER,
   digest TEXT NOT NULL DEFAULT '', estimator TEXT NOT NULL DEFAULT '', used INTEGER NOT NULL DEFAULT 0,
   reason TEXT NOT NULL DEFAULT '', average_size REAL, within REAL, moving REAL, gamma REAL,
   numerator REAL, denominator REAL, sp_bar REAL, within_bar REAL, sw_bar REAL,

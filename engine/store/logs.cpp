@@ -34,28 +34,21 @@ std::vector<StateLogRow> StatesOf(sql::Query& query) {
                                 &StateLogRow::type);
 }
 
-constexpr std::string_view kNewestFirst =
-    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
-    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
-    "WHERE time BETWEEN ?1 AND ?2 ORDER BY time DESC, id DESC";
-constexpr std::string_view kOfSubgroups =
-    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
-    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
-    "WHERE subgroup_time BETWEEN ?1 AND ?2 ORDER BY time, id";
-constexpr std::string_view kDowntimes =
-    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
-    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event "
-    "WHERE type = 7 AND (process = ?1 OR process IS NULL) AND time <= ?3 "
-    "AND coalesce(finish, time) >= ?2 ORDER BY time, id";
-constexpr std::string_view kById =
-    "SELECT id, type, name, employee, process, part, test, acc, acc_employee, cac, cac_employee, "
-    "flag, time, finish, subgroup_time, acc_time, cac_time FROM event WHERE id = ?1";
+// condition: on the rows of "event e".
+std::string SelectEventsWhere(std::string_view condition) {
+  return "SELECT e.id, e.type, e.name, e.employee, e.process, e.part, e.test, e.acc, "
+         "e.acc_employee, e.cac, e.cac_employee, e.flag, e.time, e.finish, e.subgroup_time, "
+         "e.acc_time, e.cac_time, CASE WHEN EXISTS (SELECT 1 FROM alarm a WHERE a.event = e.id "
+         "AND a.state IN ('closed', 'withdrawn')) OR EXISTS (SELECT 1 FROM missed_sample m "
+         "WHERE m.event = e.id AND m.is_withdrawn <> 0) THEN 1 ELSE 0 END FROM event e WHERE " +
+         std::string(condition);
+}
 
 EventRow RowOf(const sql::Query& query) {
   EventRow row;
   query.Read(row.id, row.type, row.name, row.employee, row.process, row.part, row.test, row.acc,
              row.acc_employee, row.cac, row.cac_employee, row.flag, row.time, row.finish,
-             row.subgroup_time, row.acc_time, row.cac_time);
+             row.subgroup_time, row.acc_time, row.cac_time, row.is_over);
   return row;
 }
 
@@ -96,7 +89,9 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
   TimeRange range(info, cache.zone_offset);
 
   std::vector<EventRow> rows;
-  sql::Query query(connection, sql::ManyRows{64}, kNewestFirst, range.Start(), range.End());
+  static const auto newest_first =
+      SelectEventsWhere("e.time BETWEEN ?1 AND ?2 ORDER BY e.time DESC, e.id DESC");
+  sql::Query query(connection, sql::ManyRows{64}, newest_first, range.Start(), range.End());
   while (rows.size() < limit && query.Step()) {
     const auto row = RowOf(query);
     // The statement began before the range of the newest was known.
@@ -117,7 +112,9 @@ std::vector<EventRow> SelectEvents(sql::Connection& connection, const StoreCache
 std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_t from,
                                         std::int64_t to) {
   std::vector<EventRow> rows;
-  sql::Query query(connection, sql::ManyRows{64}, kOfSubgroups, from, to);
+  static const auto of_subgroups =
+      SelectEventsWhere("e.subgroup_time BETWEEN ?1 AND ?2 ORDER BY e.time, e.id");
+  sql::Query query(connection, sql::ManyRows{64}, of_subgroups, from, to);
   while (query.Step()) rows.push_back(RowOf(query));
   return rows;
 }
@@ -125,13 +122,17 @@ std::vector<EventRow> EventsOfSubgroups(sql::Connection& connection, std::int64_
 std::vector<EventRow> DowntimesBetween(sql::Connection& connection, std::int32_t process,
                                        std::int64_t from, std::int64_t to) {
   std::vector<EventRow> rows;
-  sql::Query query(connection, sql::ManyRows{64}, kDowntimes, process, from, to);
+  static const auto downtimes = SelectEventsWhere(
+      "e.type = 7 AND (e.process = ?1 OR e.process IS NULL) AND e.time <= ?3 "
+      "AND coalesce(e.finish, e.time) >= ?2 ORDER BY e.time, e.id");
+  sql::Query query(connection, sql::ManyRows{64}, downtimes, process, from, to);
   while (query.Step()) rows.push_back(RowOf(query));
   return rows;
 }
 
 std::optional<EventRow> ReadEvent(sql::Connection& connection, std::int32_t id) {
-  sql::Query query(connection, kById, id);
+  static const auto by_id = SelectEventsWhere("e.id = ?1");
+  sql::Query query(connection, by_id, id);
   if (!query.Step()) return std::nullopt;
   return RowOf(query);
 }

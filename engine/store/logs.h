@@ -21,6 +21,7 @@ struct EventRow {
   std::int32_t flag = 0;  // EventFlags
   std::int32_t time = 0;
   std::optional<std::int32_t> finish, subgroup_time, acc_time, cac_time;
+  bool is_over = false;  // an alarm that is closed or withdrawn, or samples that came later
 };
 
 // The newest Count events of a selection (all when Count is below 1), oldest first; writes the

@@ -52,9 +52,9 @@ constexpr Table kTables[] = {
      TableUse::Ordered},
     {"control_limit",
      "id part>part process>process test>test effective:i mean:r sp:r spl:r sw:r swl:r start:i "
-     "finish:i chart_word:i status:t rule:t replaced_by! until:i state_at:i digest:t estimator:t "
-     "used:i reason:t average_size:r within:r moving:r gamma:r numerator:r denominator:r sp_bar:r "
-     "within_bar:r sw_bar:r who:t made:i",
+     "finish:i chart_word:i status:t rule:t replaced_by! until:i state_at:i approved_at:i digest:t "
+     "estimator:t used:i reason:t average_size:r within:r moving:r gamma:r numerator:r "
+     "denominator:r sp_bar:r within_bar:r sw_bar:r who:t made:i",
      TableUse::Ordered},
     {"opportunity", "id part>part test>test effective:i opportunities:i who:t made:i",
      TableUse::Ordered},
@@ -90,7 +90,8 @@ constexpr Table kTables[] = {
      "entry:i",
      TableUse::History},
     {"descriptor_source", "subgroup# descriptor:i tsno:i batch:i", TableUse::History},
-    {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i", TableUse::History},
+    {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i answer:t",
+     TableUse::History},
     {"alias", "kind:t name:t item:i", TableUse::History},
     {"alarm_mark", "stream>stream time:i subgroup:i limit_row:i rules:t", TableUse::History},
     {"alarm_checkpoint", "stream>stream graph:i time:i subgroup:i upper:r lower:r",

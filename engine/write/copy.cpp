@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -147,6 +148,7 @@ class Copy {
     subgroups_.erase(std::unique(subgroups_.begin(), subgroups_.end()), subgroups_.end());
     sql::Query tests(from, "SELECT test, id FROM stream");
     while (tests.Step()) streams_of_test_[tests.Int64(0)].push_back(tests.Int64(1));
+    FindAlarmsLeftOut();
   }
 
   DatabaseDigest Run(const CopyActor& actor, const std::function<void(std::int64_t)>& progress) {
@@ -194,15 +196,43 @@ class Copy {
                                [&](std::int64_t stream) { return Takes(stream, subgroup); });
   }
 
+  // An alarm about a record that is left out stays behind, with its event and its messages.
+  void FindAlarmsLeftOut() {
+    sql::Query alarms(from_, "SELECT event, stream, first_subgroup, last_subgroup FROM alarm");
+    while (alarms.Step()) {
+      const auto stream = alarms.Int64(1);
+      if (Takes(stream, alarms.Int(2)) && Takes(stream, alarms.Int(3))) continue;
+      events_left_out_.insert(alarms.Int64(0));
+    }
+    sql::Query messages(from_, "SELECT id, event FROM outbox");
+    while (messages.Step()) {
+      if (events_left_out_.contains(messages.Int64(1))) {
+        messages_left_out_.insert(messages.Int64(0));
+      }
+    }
+  }
+  // Rows that tables of history have of alarms, and of keys of records.
+  bool IsLeftOut(const Table& table, const Column& column, std::int64_t value) const {
+    if (column.name == "event" || (table.name == "event" && column.kind == ColumnKind::Id)) {
+      return events_left_out_.contains(value);
+    }
+    if (column.name == "outbox") return messages_left_out_.contains(value);
+    return table.name == "client_key" && column.name == "subgroup" &&
+           !Takes(static_cast<std::int32_t>(value));
+  }
+
   // A row that belongs to a subgroup goes with it, and one that belongs to one of its tests with
   // the values of that test.
-  bool Takes(const sql::Query& row, std::span<const Column> columns) const {
+  bool Takes(const Table& table, const sql::Query& row, std::span<const Column> columns) const {
     if (!chosen_) return true;
     std::optional<std::int32_t> subgroup;
     std::optional<std::int64_t> test;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       const auto column = static_cast<int>(i);
       if (row.IsNull(column)) continue;
+      const bool is_number = columns[i].kind == ColumnKind::Number;
+      const bool is_id = columns[i].kind == ColumnKind::Id;
+      if ((is_number || is_id) && IsLeftOut(table, columns[i], row.Int64(column))) return false;
       if (columns[i].kind == ColumnKind::Subgroup) subgroup = row.Int(column);
       if (columns[i].table == "test") test = row.Int64(column);
     }
@@ -243,7 +273,7 @@ class Copy {
     const auto rows = InTarget([&] { return to_.InsertMany(RowOf(table), sql::OnConflict::Fail); });
     auto& taken = taken_[table.name];
     while (select.Step()) {
-      if (!Takes(select, columns)) continue;
+      if (!Takes(table, select, columns)) continue;
       stored_.Add(select, columns, taken);
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto column = static_cast<int>(i);
@@ -360,6 +390,7 @@ class Copy {
   const std::optional<std::vector<ChosenStream>>& chosen_;
   ChosenSubgroups subgroups_;  // of all streams
   std::map<std::int64_t, std::vector<std::int64_t>> streams_of_test_;
+  std::set<std::int64_t> events_left_out_, messages_left_out_;
   StoredRows stored_;
   std::map<std::string_view, RowSum> taken_;  // by table
   std::vector<std::int32_t> with_rows_;       // sealed subgroups that keep their rows

@@ -28,6 +28,7 @@ std::string ListText(const QualityDatabase& database, const std::vector<Alarm>& 
   for (const auto& alarm : alarms) {
     text += AlarmLine(database, alarm) + "; " + platform::IsoText(alarm.time) + ", " +
             render::Counted(static_cast<std::size_t>(alarm.points), "point") + ", " + alarm.state;
+    if (alarm.withdrawn_by > 0) text += " by entry " + std::to_string(alarm.withdrawn_by);
     if (!alarm.acc.empty()) text += ", cause " + render::PlainText(alarm.acc);
     if (!alarm.cac.empty()) text += ", action " + render::PlainText(alarm.cac);
     if (alarm.dead > 0) {
@@ -53,6 +54,7 @@ std::string ListJson(const QualityDatabase& database, const std::vector<Alarm>& 
     json.Members("FirstSubgroup", alarm.first_subgroup, "LastSubgroup", alarm.last_subgroup,
                  "Points", alarm.points, "State", alarm.state, "Late", alarm.is_late);
     json.Members("Acc", alarm.acc, "Cac", alarm.cac, "Version", alarm.version, "Dead", alarm.dead);
+    json.Members("WithdrawnBy", alarm.withdrawn_by);
     json.EndObject();
   }
   json.EndArray();

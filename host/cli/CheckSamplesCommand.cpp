@@ -92,7 +92,10 @@ Command CheckSamplesCommand() {
           "orvspc check-samples --db q.db --exit-code",
           Together(std::vector<Option>{kDatabase, kMissedExit}, kOutputOptions,
                    std::vector<Option>{kBy, kStation, kDryRun}),
-          Run};
+          Run,
+          0,
+          nullptr,
+          Always};
 }
 
 }  // namespace orvspc::cli

@@ -40,8 +40,8 @@ struct Command {
   std::size_t max_positional = 0;
   // What --help adds about the options given; may be null.
   void (*help)(const Arguments&, render::TextWriter&) = nullptr;
-  // Of a command that may open, change or close alarms: whether it may have done so with these
-  // arguments, so that hooks are called. It has the option --hooks. May be null.
+  // Of a command that may open, change or close alarms, or find missed samples: whether it may have
+  // done so with these arguments, so that hooks are called. It has the option --hooks. May be null.
   bool (*tells_hooks)(const Arguments&) = nullptr;
 };
 inline bool Always(const Arguments& /*arguments*/) { return true; }

@@ -646,6 +646,12 @@ int RunVerb(const Arguments& arguments, Console& console) {
   return 0;
 }
 
+// Steps that change which limits hold, so that alarms are judged anew.
+bool MayJudge(const Arguments& arguments) {
+  constexpr std::string_view kSteps[] = {"approve", "retire", "void", "freeze"};
+  return std::ranges::find(kSteps, arguments.Positional()[0]) != std::end(kSteps);
+}
+
 }  // namespace
 
 Command LimitsCommand() {
@@ -670,7 +676,9 @@ Command LimitsCommand() {
           "limits\"",
           Together(options, kOutputOptions),
           RunVerb,
-          3};
+          3,
+          nullptr,
+          MayJudge};
 }
 
 }  // namespace orvspc::cli

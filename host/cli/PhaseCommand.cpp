@@ -235,7 +235,9 @@ Command PhaseCommand() {
                                        kKind, kFreezeAfter, kBy, kStation, kReason},
                    kOutputOptions),
           Run,
-          2};
+          2,
+          nullptr,
+          [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};
 }
 
 }  // namespace orvspc::cli

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <span>
 #include <utility>
 #include <vector>
@@ -11,57 +10,21 @@
 #include "frame/Checked.h"
 #include "frame/Trail.h"
 #include "platform/Enumerations.h"
+#include "platform/SpecificationBounds.h"
 
 namespace orvspc {
 namespace {
 
-using Bound = platform::WireDouble API_CCSpecLim::*;
-
-struct Limit {
-  std::int32_t bit;
-  Bound value;
-};
-
-// Broken by a value above. The last one concerns readings within a piece (Sbno not 0), the others
-// whole pieces.
-constexpr Limit kUpper[] = {{slfURL, &API_CCSpecLim::F_URL},
-                            {slfUGB, &API_CCSpecLim::F_UGB},
-                            {slfUSL, &API_CCSpecLim::F_USL},
-                            {slfUWP, &API_CCSpecLim::F_UWP}};
-// Broken by a value below, in the same order.
-constexpr Limit kLower[] = {{slfLRL, &API_CCSpecLim::F_LRL},
-                            {slfLGB, &API_CCSpecLim::F_LGB},
-                            {slfLSL, &API_CCSpecLim::F_LSL},
-                            {slfLWP, &API_CCSpecLim::F_LWP}};
-constexpr std::size_t kWithinPiece = 3;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
 using Key = std::pair<std::int32_t, std::int32_t>;  // part, test
 
-// A limit row ready for comparison. Inactive limits are +/-infinity, so no value violates them.
+// A limit row ready for comparison.
 struct ActiveRow {
   Key key;
-  std::int32_t enabled, active;
-  double upper[std::size(kUpper)], lower[std::size(kLower)];
+  std::int32_t enabled;
+  platform::SpecificationBounds bounds;
 
   explicit ActiveRow(const API_CCSpecLim& row)
-      : key(row.F_PART, row.F_TEST_), enabled(row.F_EFLAG), active(row.F_AFLAG) {
-    // Deliberate: nothing checks that an active limit was ever set; one that was not is 0.0.
-    for (std::size_t i = 0; i < std::size(kUpper); ++i) {
-      upper[i] = (active & kUpper[i].bit) != 0 ? double{row.*kUpper[i].value} : kInfinity;
-      lower[i] = (active & kLower[i].bit) != 0 ? double{row.*kLower[i].value} : -kInfinity;
-    }
-  }
-
-  std::int32_t Broken(const API_TestData& test_row) const {
-    const double value = test_row.Val;
-    const auto at = [&](std::size_t i) {
-      return (value > upper[i] ? kUpper[i].bit : 0) | (value < lower[i] ? kLower[i].bit : 0);
-    };
-    if (test_row.Sbno != 0) return at(kWithinPiece);
-    return at(0) | at(1) | at(2);
-  }
+      : key(row.F_PART, row.F_TEST_), enabled(row.F_EFLAG), bounds(row) {}
 };
 
 // The rows that count, by part and test; those of one key in the order of the table.
@@ -116,9 +79,11 @@ void ProcessSpecLim(API_CCResults& record) {
         // Deliberate: a later row overwrites the flags, while the violations of all rows
         // accumulate.
         graph.EFlags[i] = row.enabled;
-        graph.AFlags[i] = row.active;
-        if (row.active == 0 || subgroup.Flag != sfEnabled) continue;
-        for (const API_TestData& test : TestsOf(subgroup, tests)) broken |= row.Broken(test);
+        graph.AFlags[i] = row.bounds.Active();
+        if (row.bounds.Active() == 0 || subgroup.Flag != sfEnabled) continue;
+        for (const API_TestData& test : TestsOf(subgroup, tests)) {
+          broken |= row.bounds.BrokenBy(test.Val, test.Sbno);
+        }
       }
       graph.OOSs[i] = broken;
     }

@@ -23,6 +23,7 @@ struct Alarm {
   std::string acc = {}, cac = {};  // codes of cause and action; empty: none was given
   std::int64_t version = 0;        // the latest entry of the log about it
   std::int32_t dead = 0;           // deliveries of it that were given up
+  std::int64_t withdrawn_by = 0;   // the entry of the log that took away what it was about
 };
 
 // Which alarms; all of these hold.

@@ -121,6 +121,7 @@ struct ListedLimit {
   std::int32_t replaced_by = 0;
   std::int32_t made = 0;
   std::optional<std::int32_t> state_at;
+  std::optional<std::int32_t> approved_at;
   bool in_force = false;  // now
 };
 

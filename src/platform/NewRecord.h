@@ -81,9 +81,11 @@ struct BatchOptions {
 };
 
 struct BatchRecorded {
-  std::int64_t batch = 0;         // 0: nothing was stored
-  bool repeated = false;          // it was stored under its key before; what follows is empty then
-  std::vector<Recorded> records;  // in the order in which they were added
+  std::int64_t batch = 0;  // 0: nothing was stored
+  bool repeated = false;   // it was stored under its key before; of the records there is only this:
+  std::vector<Alarm> alarms = {};  // what all of them raised, and the notes about them
+  std::vector<Note> notes = {};
+  std::vector<Recorded> records;           // in the order in which they were added
   std::map<std::size_t, Refused> refused;  // by place among them; their records are empty
 };
 

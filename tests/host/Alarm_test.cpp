@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <random>
+#include <set>
 #include <string>
 
 #include "engine/QualityDatabase.h"
@@ -47,6 +49,87 @@ TEST_F(AlarmTest, RecordSaysWhatItRaisedAndExitsWith3WhereAsked) {
             std::string::npos)
       << raised.out;
   EXPECT_EQ(Record(3, "14").status, 0) << "not asked for";
+}
+
+TEST_F(AlarmTest, ARetryExitsWith3AsTheFirstTimeDid) {
+  const auto first = Record(2, "14", "--exit-code --key g7");
+  EXPECT_EQ(first.status, 3) << first.err;
+  const auto again = Record(2, "14", "--exit-code --key g7");
+  EXPECT_EQ(again.status, 3) << again.err;
+  EXPECT_NE(again.out.find("stored before"), std::string::npos);
+  const auto alarms = [](const std::string& text) { return text.substr(text.find('\n')); };
+  EXPECT_EQ(alarms(again.out), alarms(first.out));
+  EXPECT_EQ(Record(3, "10", "--exit-code --key g8").status, 0);
+  EXPECT_EQ(Record(3, "10", "--exit-code --key g8").status, 0) << "nothing was raised";
+}
+
+// Of values, of pieces, of readings inside pieces, and of counts, with every kind of limit.
+TEST_F(AlarmTest, AlarmsOfSpecificationsAreTheMarksOfTheChart) {
+  Write("n.csv",
+        "part,process,test,subgroup,time,count,size,test-type\n"
+        "Ring,Press,Counts,0,2024-01-01T00:00:00Z,1,50,defects\n");
+  Write("m.csv",
+        "part,process,test,subgroup,time,value\n"
+        "Ring,Press,Singles,0,2024-01-01T00:00:00Z,10\n"
+        "Ring,Press,Pieces,0,2024-01-01T00:00:00Z,10\n"
+        "Ring,Press,Readings,0,2024-01-01T00:00:00Z,10\n");
+  Write("s.csv",
+        "part,test,usl,lsl,ugb,lgb,url,lrl,uwp,lwp,alarms\n"
+        "Ring,Singles,12,8,,,,,11,9,usl lsl uwp lwp\n"
+        "Ring,Pieces,12,8,11,7,13,5,10.5,9.5,lsl ugb url uwp lwp\n"
+        "Ring,Readings,12,8,,,13,7,11,9,usl lsl url uwp lwp\n"
+        "Ring,Counts,12,2,,,,,,,usl lsl\n");
+  for (const auto* const import : {"n.csv", "m.csv", "s.csv --kind limits"}) {
+    const auto done = Run("import --db q.db " + std::string(import));
+    ASSERT_EQ(done.status, 0) << done.err;
+  }
+  std::mt19937 random(7);
+  const auto next = [&](int below) {
+    return static_cast<int>(random() % static_cast<unsigned>(below));
+  };
+  const auto value = [&] { return std::to_string(6 + next(80) / 10.0); };
+  std::string values = "part,process,test,subgroup,time,flag,value,tsno,sbno\n";
+  std::string counts = "part,process,test,subgroup,time,flag,count,size\n";
+  for (int i = 1; i <= 60; ++i) {
+    const auto head = [&](const std::string& test) {
+      return "Ring,Press," + test + "," + std::to_string(i) + "," +
+             platform::IsoText(start_ + 60 * i) + (i % 9 == 0 ? ",disabled," : ",enabled,");
+    };
+    values += head("Singles") + value() + ",1,0\n";
+    for (int piece = 1; piece <= 3; ++piece) {
+      const auto number = std::to_string(piece);
+      values += head("Pieces") + value() + "," + number + ",0\n";
+      values += head("Readings") + "10," + number + ",0\n";
+      for (int reading = 1; reading <= 2; ++reading) {
+        values += head("Readings") + std::to_string(8.5 + next(28) / 10.0) + "," + number + "," +
+                  std::to_string(reading) + "\n";
+      }
+    }
+    counts += head("Counts") + std::to_string(next(15)) + ",50\n";
+  }
+  Write("values.csv", values);
+  Write("counts.csv", counts);
+  for (const auto* const import : {"values.csv", "counts.csv"}) {
+    const auto done = Run("import --db q.db " + std::string(import));
+    ASSERT_EQ(done.status, 0) << done.err;
+  }
+  for (const std::string test : {"Singles", "Pieces", "Readings", "Counts"}) {
+    const auto options = " --db q.db --part Ring --test " + test + " --format json";
+    std::set<int> alarms, marks;
+    const auto listed = Json::parse(Run("alarm list" + options).out);
+    for (const auto& alarm : listed["alarm"]) {
+      if (alarm["Graph"] == 0) alarms.insert(alarm["FirstSubgroup"].get<int>());
+    }
+    const auto chart = Json::parse(Run("chart --max 0" + options).out);
+    const auto& points = chart["Subgroups"];
+    ASSERT_EQ(points.size(), 61U);
+    for (std::size_t i = 1; i < points.size(); ++i) {
+      if (chart["Graphs"][0]["OOSs"][i] != 0) marks.insert(points[i]["Sgrp"].get<int>());
+    }
+    EXPECT_EQ(alarms, marks) << test;
+    EXPECT_GT(marks.size(), 5U) << test;
+    EXPECT_LT(marks.size(), 54U) << test;
+  }
 }
 
 TEST_F(AlarmTest, LinesOfJsonCarryTheirAlarms) {

@@ -201,6 +201,42 @@ TEST_F(DeliverTest, WritersTellHooksThemselves) {
   EXPECT_EQ(Deliver().out, "") << "nothing is left";
 }
 
+TEST_F(DeliverTest, OverdueSamplesAndStepsOfLimitsAreToldAtOnce) {
+  Hooks("[tell]\non = alarm, samples missed, samples withdrawn\ncommand = " +
+        Script("tell", "cat >>'" + folder_.File("told") + "'") + "\n");
+  const auto told = [&] {
+    std::istringstream lines(Text(folder_.File("told")));
+    std::vector<std::string> all;
+    for (std::string line; std::getline(lines, line);) {
+      all.push_back(Json::parse(line)["what"].get<std::string>());
+    }
+    return all;
+  };
+  using Told = std::vector<std::string>;
+  Write("q.csv",
+        "part,process,test,kind,n,minutes,from,to,name\n"
+        "Ring,Press,Width,interval,1,30,2024-01-01T00:00:00Z,2024-01-01T01:00:00Z,Half\n");
+  ASSERT_EQ(Run("import --db q.db q.csv --kind requirements").status, 0);
+  EXPECT_EQ(Run("check-samples --db q.db --dry-run --hooks hooks.conf").status, 0);
+  EXPECT_EQ(told(), Told{});
+  const auto found = Run("check-samples --db q.db --hooks hooks.conf");
+  EXPECT_EQ(found.status, 0) << found.err;
+  EXPECT_EQ(told(), Told{"samples missed"});
+  Write("late.csv",
+        "part,process,test,subgroup,time,value\nRing,Press,Width,9,2024-01-01T00:40:00Z,10\n");
+  ASSERT_EQ(Run("import --db q.db late.csv --hooks hooks.conf").status, 0);
+  EXPECT_EQ(Run("check-samples --db q.db --hooks hooks.conf").status, 0);
+  EXPECT_EQ(told(), (Told{"samples missed", "samples withdrawn"}));
+  EXPECT_EQ(Record("--hooks hooks.conf").status, 0);
+  EXPECT_EQ(told().back(), "opened");
+  const auto voided = Run("limits void 1 --reason 'of another tool' --db q.db --hooks hooks.conf");
+  EXPECT_EQ(voided.status, 0) << voided.err;
+  EXPECT_EQ(told().back(), "withdrawn");
+  const auto listed = Run("alarm list --db q.db");
+  EXPECT_NE(listed.out.find("withdrawn by entry "), std::string::npos) << listed.out;
+  EXPECT_EQ(Deliver().out, "") << "nothing is left";
+}
+
 TEST_F(DeliverTest, WhatIsWrongWithHooksIsNoFailureOfARecord) {
   Hooks("[maintenance]\non = alarm opened\n\ncommand = /usr/local/bin/no-such\n");
   const auto recorded = Record("--hooks hooks.conf");

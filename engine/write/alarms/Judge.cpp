@@ -12,6 +12,7 @@
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/RunRows.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/store/alarm_rules.h"
 #include "engine/time/calendar.h"
@@ -20,6 +21,7 @@
 #include "engine/write/log/Json.h"
 #include "platform/CtrlChrt6.h"
 #include "platform/Enumerations.h"
+#include "platform/SpecificationBounds.h"
 
 namespace orvspc::engine::alarms {
 namespace {
@@ -39,18 +41,6 @@ struct Signal {
   std::size_t first = 0, last = 0, points = 0;  // places in the data
 };
 
-bool IsBeyond(const API_CCSpecLim& row, double value) {
-  const std::pair<std::int32_t, double> upper[] = {
-      {slfURL, row.F_URL}, {slfUSL, row.F_USL}, {slfUGB, row.F_UGB}, {slfUWP, row.F_UWP}};
-  const std::pair<std::int32_t, double> lower[] = {
-      {slfLRL, row.F_LRL}, {slfLSL, row.F_LSL}, {slfLGB, row.F_LGB}, {slfLWP, row.F_LWP}};
-  const auto counts = [&](std::int32_t bit) { return (row.F_EFLAG & row.F_AFLAG & bit) != 0; };
-  return std::ranges::any_of(
-             upper, [&](const auto& each) { return counts(each.first) && value > each.second; }) ||
-         std::ranges::any_of(
-             lower, [&](const auto& each) { return counts(each.first) && value < each.second; });
-}
-
 // Judges one stream.
 class StreamJudge {
  public:
@@ -60,7 +50,8 @@ class StreamJudge {
         db_(writing.Db()),
         rows_(rows),
         store_(rows, stream),
-        touched_(touched) {}
+        touched_(touched),
+        entry_(writing.Next() - 1) {}
 
   // Returns whether control limits are in force at the newest point.
   bool Run(std::vector<Alarm>& opened) {
@@ -87,18 +78,13 @@ class StreamJudge {
         known = Read(std::min(first, touched_.first), std::max(last, touched_.last));
       }
     }
+    FindStretches();
     FindEligible();
-    if (std::ranges::count(eligible_, 1) != 0) Judge();
-    const auto is_old = [&](const Alarm& each) { return each.time < oldest_; };
-    std::set<std::int32_t> confirmed;
-    if (std::ranges::any_of(known, is_old)) {
-      // What is too old to raise an alarm still holds the one that it raised.
-      for (const auto& signal : SignalsSince(INT64_MIN, known)) {
-        const auto* const same = Find(signal, AlarmOf(signal), known);
-        if (same != nullptr && is_old(*same)) confirmed.insert(same->event);
-      }
-    }
-    Settle(SignalsSince(oldest_, known), known, confirmed, opened);
+    const auto is_of_limits = [](const Alarm& each) {
+      return each.graph != kNoGraph && each.state != "withdrawn";
+    };
+    if (std::ranges::count(eligible_, 1) != 0 || std::ranges::any_of(known, is_of_limits)) Judge();
+    Settle(Signals(known), known, opened);
     StoreMark();
   }
 
@@ -172,6 +158,23 @@ class StreamJudge {
     return {first, last};
   }
 
+  // What phases separate, and what they leave out.
+  void FindStretches() {
+    const auto& points = Points();
+    const auto phases = store_.Phases(Of().part, Of().process, Of().test);
+    stretch_.assign(points.size(), 0);
+    counts_.assign(points.size(), 1);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      const auto time = points[i].Sgtm;
+      if (points[i].Flag != sfEnabled) counts_[i] = 0;
+      for (const auto& phase : phases) {
+        stretch_[i] += phase.start <= time ? 1 : 0;
+        stretch_[i] += phase.finish && *phase.finish <= time ? 1 : 0;
+        if (!phase.Counts() && phase.Holds(time)) counts_[i] = 0;
+      }
+    }
+  }
+
   // Points that may raise an alarm of limits: such as came after their row was in use.
   void FindEligible() {
     const auto& points = Points();
@@ -238,16 +241,16 @@ class StreamJudge {
     store::KeepNotes(notes);
   }
 
-  // Each stretch of marks, of points of that time or later.
-  std::vector<Signal> SignalsSince(std::int64_t oldest, const std::vector<Alarm>& known) const {
+  // Each stretch of marks, whether it may raise an alarm or only holds the one that it raised.
+  std::vector<Signal> Signals(const std::vector<Alarm>& known) {
     std::vector<Signal> signals;
-    FindSignals(oldest, signals);
-    FindBeyondSpecification(oldest, signals);
+    FindSignals(signals);
+    FindBeyondSpecification(signals);
     EndWhereClosed(signals, known);
     return signals;
   }
 
-  void FindSignals(std::int64_t oldest, std::vector<Signal>& signals) const {
+  void FindSignals(std::vector<Signal>& signals) const {
     for (const auto& rule : *store_.Rows().rules) {
       const bool is_single = rule.m <= 1;
       for (std::size_t g = 0; g < kGraphs; ++g) {
@@ -256,7 +259,7 @@ class StreamJudge {
         Collect(
             cause, is_single,
             [&](std::size_t i) {
-              return eligible_[i] != 0 && Points()[i].Sgtm >= oldest &&
+              return in_force_[i] >= 0 &&
                      (marks_[g][i] >> (rule.number == 31 ? 15 : rule.number) & 1);
             },
             signals);
@@ -271,12 +274,13 @@ class StreamJudge {
     bool goes_on = false;
     for (std::size_t i = 0; i < points.size(); ++i) {
       if (points[i].Flag != sfEnabled) continue;
-      if (!is_marked(i)) {
+      if (counts_[i] == 0 || !is_marked(i)) {
         goes_on = false;
         continue;
       }
-      // New limits end a run.
-      if (goes_on && !is_single && in_force_[signals.back().last] == in_force_[i]) {
+      // New limits or a phase end a run.
+      if (goes_on && !is_single && in_force_[signals.back().last] == in_force_[i] &&
+          stretch_[signals.back().last] == stretch_[i]) {
         signals.back().last = i;
         ++signals.back().points;
       } else {
@@ -286,21 +290,54 @@ class StreamJudge {
     }
   }
 
-  void FindBeyondSpecification(std::int64_t oldest, std::vector<Signal>& signals) const {
-    if (specs_.empty() || Of().test_type != ttVariable) return;
+  // By the comparison that the charts make.
+  void FindBeyondSpecification(std::vector<Signal>& signals) {
+    if (specs_.empty()) return;
     catalogue::EffectiveRows<API_CCSpecLim> effective(specs_);
     const auto& data = store_.Data();
     std::vector<std::uint8_t> beyond(Points().size(), 0);
+    spec_eligible_.assign(Points().size(), 0);
+    const API_CCSpecLim* bounded = nullptr;
+    std::optional<platform::SpecificationBounds> bounds;
     for (std::size_t i = 0; i < Points().size(); ++i) {
       const auto& point = Points()[i];
       const auto* const row = effective.At(point.Sgtm);
-      if (row == nullptr || point.Sgtm < row->Stamp4 || point.Sgtm < oldest) continue;
+      if (row == nullptr) continue;
+      if (row != bounded) bounds.emplace(*row);
+      bounded = row;
+      spec_eligible_[i] = point.Sgtm >= row->Stamp4;
+      if (bounds->Active() == 0) continue;
       for (auto at = point.Test_Start; at <= point.Test_End; ++at) {
-        if (IsBeyond(*row, data.values[static_cast<std::size_t>(at)])) beyond[i] = 1;
+        const auto place = static_cast<std::size_t>(at);
+        const auto reading = data.keys.empty() ? 0 : data.keys[place].Sbno;
+        if (bounds->BrokenBy(data.values[place], reading) != 0) beyond[i] = 1;
       }
     }
     Collect(
         {kNoGraph, kSpecification}, true, [&](std::size_t i) { return beyond[i] != 0; }, signals);
+  }
+
+  // The first point of a signal that may raise an alarm: one that came after what judges it was
+  // stored, and is not too old; behind the last one where none may.
+  std::size_t FirstOf(const Signal& signal) const {
+    const auto& eligible = signal.cause.rule == kSpecification ? spec_eligible_ : eligible_;
+    auto i = signal.first;
+    while (i <= signal.last &&
+           (counts_[i] == 0 || eligible[i] == 0 || Points()[i].Sgtm < oldest_)) {
+      ++i;
+    }
+    return i;
+  }
+  std::size_t CountOf(std::size_t from, std::size_t to) const {
+    return static_cast<std::size_t>(
+        std::count(counts_.begin() + static_cast<std::ptrdiff_t>(from),
+                   counts_.begin() + static_cast<std::ptrdiff_t>(to) + 1, std::uint8_t{1}));
+  }
+  // Of a subgroup in a signal, behind the last one where it is in none of its points.
+  std::size_t PlaceIn(const Signal& signal, std::int32_t subgroup) const {
+    auto i = signal.first;
+    while (i <= signal.last && Points()[i].Sgrp != subgroup) ++i;
+    return i;
   }
 
   std::string TextOf(const Cause& cause) const {
@@ -331,7 +368,6 @@ class StreamJudge {
 
   // What is marked after an alarm was closed is another one.
   void EndWhereClosed(std::vector<Signal>& signals, const std::vector<Alarm>& known) const {
-    const auto& points = Points();
     for (std::size_t s = 0; s < signals.size(); ++s) {
       for (const auto& each : known) {
         const auto signal = signals[s];
@@ -339,30 +375,27 @@ class StreamJudge {
             each.rule != signal.cause.rule) {
           continue;
         }
-        auto end = signal.first;
-        while (end < signal.last && points[end].Sgrp != each.last_subgroup) ++end;
-        if (end == signal.last) continue;
-        const auto count = [&](std::size_t from, std::size_t to) {
-          std::size_t enabled = 0;
-          for (auto i = from; i <= to; ++i) enabled += points[i].Flag == sfEnabled ? 1 : 0;
-          return enabled;
-        };
+        const auto end = PlaceIn(signal, each.last_subgroup);
+        if (end >= signal.last) continue;
         auto next = end + 1;
-        while (points[next].Flag != sfEnabled) ++next;  // the last one is
-        signals[s] = {signal.cause, signal.first, end, count(signal.first, end)};
-        signals.push_back({signal.cause, next, signal.last, count(next, signal.last)});
+        while (counts_[next] == 0) ++next;  // the last one does
+        signals[s] = {signal.cause, signal.first, end, CountOf(signal.first, end)};
+        signals.push_back({signal.cause, next, signal.last, CountOf(next, signal.last)});
       }
     }
   }
 
   // Opens what is new, extends what goes on, withdraws what is no more.
   void Settle(const std::vector<Signal>& signals, const std::vector<Alarm>& known,
-              std::set<std::int32_t> confirmed, std::vector<Alarm>& opened) {
-    for (const auto& signal : signals) {
-      auto alarm = AlarmOf(signal);
-      const auto* const same = Find(signal, alarm, known);
+              std::vector<Alarm>& opened) {
+    std::set<std::int32_t> confirmed;
+    for (auto signal : signals) {
+      const auto first = FirstOf(signal);
+      const auto* const same = Find(signal, first, known);
       if (same != nullptr) {
         confirmed.insert(same->event);
+        BeginAt(signal, PlaceIn(signal, same->first_subgroup));
+        auto alarm = AlarmOf(signal);
         // The rules did not see all that came before the first of these points.
         if (IsTouched(signal.last) || IsExact(signal.first) ||
             alarm.first_subgroup == same->first_subgroup) {
@@ -371,8 +404,10 @@ class StreamJudge {
         }
         continue;
       }
-      if (!IsTouched(signal.last)) continue;
-      alarm.is_late = mark_ && KeyOf(Points()[signal.first]) <= *mark_;
+      if (first > signal.last || !IsTouched(signal.last)) continue;
+      BeginAt(signal, first);
+      auto alarm = AlarmOf(signal);
+      alarm.is_late = mark_ && KeyOf(Points()[first]) <= *mark_;
       Open(writing_, Of().id, alarm);
       opened.push_back(alarm);
     }
@@ -382,33 +417,59 @@ class StreamJudge {
       const store::RecordKey key{each.time, each.first_subgroup};
       const bool was_judged = !(key < touched_.first) && !(end < key);
       if (was_judged && each.state != "withdrawn" && !confirmed.contains(each.event)) {
-        Withdraw(writing_, each);
+        Withdraw(writing_, each, EntryBehind(each));
       }
     }
   }
 
+  // Leaves out what lies before a point of a signal; nothing where the point is not in it.
+  void BeginAt(Signal& signal, std::size_t place) const {
+    if (place > signal.last) return;
+    signal = {signal.cause, place, signal.last, CountOf(place, signal.last)};
+  }
+
   // The alarm that a signal belongs to: one that begins with it, or that it goes on from.
-  const Alarm* Find(const Signal& signal, const Alarm& alarm,
+  //   - first: of its points that may raise an alarm. Those before keep the one that they raised,
+  //     which is older than the limits in force now, or than the horizon.
+  const Alarm* Find(const Signal& signal, std::size_t first,
                     const std::vector<Alarm>& known) const {
     const Alarm* withdrawn = nullptr;
+    const Alarm* found = nullptr;
+    std::size_t place_of_found = 0;
     for (const auto& each : known) {
-      if (each.graph != alarm.graph || each.rule != alarm.rule) continue;
-      const bool begins_with_it = each.first_subgroup == alarm.first_subgroup;
+      if (each.graph != signal.cause.graph || each.rule != signal.cause.rule) continue;
+      const auto place = PlaceIn(signal, each.first_subgroup);
       if (each.state == "withdrawn") {
         // It comes back only where the rules see all that they look at, or something is new.
-        const bool may_come_back = IsExact(signal.first) || IsTouched(signal.last);
-        if (begins_with_it && may_come_back) withdrawn = &each;
+        const bool may_come_back = IsExact(first) || IsTouched(signal.last);
+        if (place == first && place <= signal.last && may_come_back) withdrawn = &each;
         continue;
       }
-      if (begins_with_it) return &each;
+      if (place <= signal.last) {
+        if (place <= first && (found == nullptr || place < place_of_found)) {
+          found = &each;
+          place_of_found = place;
+        }
+        continue;
+      }
       // It may have begun where they do not see enough of what came before.
       const store::RecordKey begin{each.time, each.first_subgroup};
       if (IsExact(signal.first) || !(begin < KeyOf(Points()[signal.first]))) continue;
-      for (auto i = signal.first; i <= signal.last; ++i) {
-        if (Points()[i].Sgrp == each.last_subgroup) return &each;
-      }
+      if (PlaceIn(signal, each.last_subgroup) <= signal.last) return &each;
     }
-    return withdrawn;
+    return found != nullptr ? found : withdrawn;
+  }
+
+  // The entry of the log that changed what an alarm is about: of several the last one before its
+  // end.
+  std::int64_t EntryBehind(const Alarm& alarm) const {
+    if (touched_.entries.empty()) return entry_;
+    store::RecordKey last{alarm.time, alarm.first_subgroup};
+    for (const auto& point : Points()) {
+      if (point.Sgrp == alarm.last_subgroup) last = KeyOf(point);
+    }
+    const auto behind = touched_.entries.upper_bound(last);
+    return behind == touched_.entries.begin() ? behind->second : std::prev(behind)->second;
   }
 
   // The points of an alarm that has come to a signal. Those before what was read are known.
@@ -418,7 +479,7 @@ class StreamJudge {
     if (points[signal.first].Sgrp == known.first_subgroup) return count;
     auto i = signal.first;
     for (; i < signal.last && points[i].Sgrp != known.last_subgroup; ++i) {
-      if (points[i].Flag == sfEnabled) --count;
+      if (counts_[i] != 0) --count;
     }
     return known.points + count - 1;
   }
@@ -443,13 +504,16 @@ class StreamJudge {
   ChartRows& rows_;
   StreamStore store_;
   Touched touched_;
+  std::int64_t entry_;                    // the latest one of the log before judging
   std::optional<store::RecordKey> mark_;  // up to where it was judged before
   std::vector<catalogue::ControlLimit> limits_;
   std::vector<API_CCSpecLim> specs_;
   std::array<std::uint32_t, kGraphs> bits_{};
   std::size_t look_back_ = 3;  // of moving averages
-  std::vector<std::uint8_t> eligible_;
-  std::vector<std::ptrdiff_t> in_force_;  // rows of limits, at each point
+  // At each point.
+  std::vector<std::uint8_t> counts_, eligible_, spec_eligible_;
+  std::vector<std::int32_t> stretch_;
+  std::vector<std::ptrdiff_t> in_force_;  // rows of limits
   std::array<std::vector<std::int32_t>, kGraphs> marks_;
   std::int64_t oldest_ = INT64_MIN;
   std::int32_t word_ = 0, limit_row_ = 0;
@@ -457,10 +521,11 @@ class StreamJudge {
 
 }  // namespace
 
-void TouchedStreams::Add(std::int64_t stream, store::RecordKey key) {
+void TouchedStreams::Add(std::int64_t stream, store::RecordKey key, std::int64_t entry) {
   auto& ends = ends_.try_emplace(stream, Touched{stream, key, key}).first->second;
   ends.first = std::min(ends.first, key);
   ends.last = std::max(ends.last, key);
+  if (entry != 0) ends.entries[key] = entry;
 }
 
 std::vector<Touched> TouchedStreams::All() const {
@@ -486,6 +551,29 @@ std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched
     }
   }
   return opened;
+}
+
+void JudgeFrom(log::Writing& writing, const store::StreamIds& of, std::int32_t from,
+               std::int64_t entry) {
+  auto& db = writing.Db();
+  std::vector<Touched> touched;
+  for (sql::Query query(db,
+                        "SELECT id FROM stream WHERE (?1 = 0 OR part = ?1) "
+                        "AND (?2 = 0 OR process = ?2) AND (?3 = 0 OR test = ?3) ORDER BY id",
+                        of.part, of.process, of.test);
+       query.Step();) {
+    const store::RecordKey first{from, INT32_MIN};
+    touched.push_back({query.Int64(0), first, first, {{first, entry}}});
+  }
+  for (auto& each : touched) {
+    store::StreamWalk(db, each.stream, false, from, INT32_MAX)
+        .ForEach([&](const store::RecordView& newest) {
+          each.last = newest.Key();
+          return false;
+        });
+  }
+  std::erase_if(touched, [](const Touched& each) { return each.first == each.last; });
+  Judge(writing, touched);
 }
 
 }  // namespace orvspc::engine::alarms

@@ -21,12 +21,15 @@ namespace orvspc::engine::alarms {
 struct Touched {
   std::int64_t stream = 0;
   store::RecordKey first, last;
+  // Entries of the log about some of these; without any it is the latest one that changed them.
+  std::map<store::RecordKey, std::int64_t> entries = {};
 };
 
 // The streams that one transaction touches.
 class TouchedStreams {
  public:
-  void Add(std::int64_t stream, store::RecordKey key);
+  // entry: of the log, 0: none of its own
+  void Add(std::int64_t stream, store::RecordKey key, std::int64_t entry = 0);
   // By stream.
   std::vector<Touched> All() const;
 
@@ -49,6 +52,11 @@ std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched
 // With what is known from former calls over the same connection.
 std::vector<Alarm> Judge(log::Writing& writing, std::span<const Touched> touched, ChartRows& known,
                          std::vector<std::int64_t>* without_limits = nullptr);
+
+// Judges streams anew from a time on, since limits or phases of theirs have changed; 0 is any part,
+// process or test. entry: of the log, about that change.
+void JudgeFrom(log::Writing& writing, const store::StreamIds& of, std::int32_t from,
+               std::int64_t entry);
 
 // What is said of a stream without control limits.
 inline constexpr const char* kNoLimitsCode = "no-limits";

@@ -75,7 +75,10 @@ std::vector<Alarm> ListAlarms(sql::Connection& db, const AlarmFilter& filter) {
       "s.process, s.test, coalesce(c.name, ''), coalesce(k.name, ''), "
       "(SELECT coalesce(max(seq), 0) FROM log WHERE object = 'alarm ' || a.event), "
       "(SELECT count(*) FROM delivery d JOIN outbox o ON o.id = d.outbox "
-      "WHERE o.event = a.event AND d.state = 'dead') FROM alarm a "
+      "WHERE o.event = a.event AND d.state = 'dead'), "
+      "CASE WHEN a.state = 'withdrawn' THEN (SELECT w.after FROM log w "
+      "WHERE w.object = 'alarm ' || a.event AND w.operation = 'alarm-withdraw' "
+      "ORDER BY w.seq DESC LIMIT 1) END FROM alarm a "
       "JOIN event e ON e.id = a.event LEFT JOIN event_name n ON n.id = e.name "
       "JOIN stream s ON s.id = a.stream LEFT JOIN acc_code c ON c.id = e.acc "
       "LEFT JOIN cac_code k ON k.id = e.cac "
@@ -91,6 +94,10 @@ std::vector<Alarm> ListAlarms(sql::Connection& db, const AlarmFilter& filter) {
                alarm.points, alarm.state, alarm.is_late, alarm.detected, alarm.time, alarm.text,
                alarm.part, alarm.process, alarm.test, alarm.acc, alarm.cac, alarm.version,
                alarm.dead);
+    constexpr int kWithdrawal = 18;
+    if (!query.IsNull(kWithdrawal)) {
+      alarm.withdrawn_by = log::ReadJson(query.Text(kWithdrawal)).value("entry", std::int64_t{0});
+    }
   }
   return alarms;
 }

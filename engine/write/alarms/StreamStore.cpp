@@ -45,7 +45,7 @@ std::int64_t ChartRows::InUseSince(sql::Connection& db, std::int32_t limit) {
   const auto [found, is_new] = since_.try_emplace(limit, 0);
   if (is_new) {
     found->second =
-        sql::Query(db, "SELECT coalesce(state_at, made) FROM control_limit WHERE id = ?1", limit)
+        sql::Query(db, "SELECT coalesce(approved_at, made) FROM control_limit WHERE id = ?1", limit)
             .RunForInt()
             .value_or(0);
   }

@@ -135,23 +135,24 @@ void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
   Tell(writing, known, "opened");
 }
 
-void Withdraw(log::Writing& writing, const Alarm& alarm) {
+void Withdraw(log::Writing& writing, const Alarm& alarm, std::int64_t entry) {
   auto& db = writing.Db();
   sql::Query(db, "UPDATE alarm SET state = 'withdrawn', revision = revision + 1 WHERE event = ?1",
              alarm.event)
       .Run();
   sql::Query(db, "UPDATE event SET flag = 0 WHERE id = ?1", alarm.event).Run();
   writing.Add("alarm-withdraw", ObjectOf(alarm), log::CanonicalText({{"state", alarm.state}}),
-              log::CanonicalText({{"state", "withdrawn"}}));
-  Tell(writing, alarm, "withdrawn");
+              log::CanonicalText({{"state", "withdrawn"}, {"entry", entry}}));
+  Tell(writing, alarm, "withdrawn", entry);
 }
 
-void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what) {
+void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what, std::int64_t entry) {
   auto& db = writing.Db();
   const auto revision =
       sql::Query(db, "SELECT revision FROM alarm WHERE event = ?1", alarm.event).RunForInt();
   log::Json says = {{"alarm", alarm.event}, {"what", what}};
   says.update(JsonOf(db, alarm));
+  if (entry != 0) says["entry"] = entry;
   TellOf(writing, alarm.event, revision.value_or(0), says);
 }
 

@@ -254,8 +254,40 @@ std::string MoveStreamText(ItemKind kind) {
              : std::string();
 }
 
+// The alarms of one stream to another. Where both have one of the same rule that begins with the
+// same subgroup, the values of one of them are gone: that one gives way, and its event stays.
+void JoinAlarms(log::Writing& writing, const StreamPair& pair) {
+  struct Same {
+    std::int64_t gone = 0, stays = 0;
+    std::string state;
+  };
+  auto& db = writing.Db();
+  const auto same =
+      sql::Query(db,
+                 "SELECT a.event, b.event, a.state FROM alarm a JOIN alarm b "
+                 "ON b.graph = a.graph AND b.rule = a.rule "
+                 "AND b.first_subgroup = a.first_subgroup "
+                 "WHERE (a.stream = ?1 AND b.stream = ?2 "
+                 "AND (a.state = 'withdrawn' OR b.state <> 'withdrawn')) "
+                 "OR (a.stream = ?2 AND b.stream = ?1 "
+                 "AND a.state = 'withdrawn' AND b.state <> 'withdrawn') ORDER BY a.event",
+                 pair.from, pair.into)
+          .All<Same>(&Same::gone, &Same::stays, &Same::state);
+  for (const auto& each : same) {
+    sql::Query(db, "DELETE FROM alarm WHERE event = ?1", each.gone).Run();
+    sql::Query(db, "UPDATE event SET flag = 0, finish = coalesce(finish, time) WHERE id = ?1",
+               each.gone)
+        .Run();
+    writing.Add("alarm-merge", "alarm " + std::to_string(each.gone),
+                log::CanonicalText({{"state", each.state}}),
+                log::CanonicalText({{"into", each.stays}}));
+  }
+  sql::Query(db, "UPDATE alarm SET stream = ?2 WHERE stream = ?1", pair.from, pair.into).Run();
+}
+
 // The values of one stream to those of another; the stream goes.
-TouchedStream JoinStreams(sql::Connection& db, const StreamPair& pair) {
+TouchedStream JoinStreams(log::Writing& writing, const StreamPair& pair) {
+  auto& db = writing.Db();
   TouchedStream touched{pair.into, {INT32_MAX, INT32_MAX}, {INT32_MIN, 0}};
   const auto all = [](const store::RecordView&) { return true; };
   for (auto records = Take(db, pair.from, all); !records.empty();
@@ -269,15 +301,16 @@ TouchedStream JoinStreams(sql::Connection& db, const StreamPair& pair) {
     writer.Finish();
     Put(db, pair.into, records);
   }
-  sql::Query(db, "UPDATE alarm SET stream = ?2 WHERE stream = ?1", pair.from, pair.into).Run();
+  JoinAlarms(writing, pair);
   sql::Query(db, "DELETE FROM alarm_mark WHERE stream = ?1", pair.from).Run();
   sql::Query(db, "DELETE FROM alarm_checkpoint WHERE stream = ?1", pair.from).Run();
   sql::Query(db, "DELETE FROM stream WHERE id = ?1", pair.from).Run();
   return touched;
 }
 
-std::vector<TouchedStream> JoinStreamsOf(sql::Connection& db, const Two& two,
+std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two,
                                          log::MovedRecords& moved) {
+  auto& db = writing.Db();
   const auto streams = StreamsOf(db, two);
   std::vector<StoredSubgroup> subgroups;
   if (two.kind == ItemKind::Test) {
@@ -298,7 +331,7 @@ std::vector<TouchedStream> JoinStreamsOf(sql::Connection& db, const Two& two,
   std::vector<TouchedStream> touched;
   for (const auto& pair : streams) {
     if (pair.into != 0) {
-      touched.push_back(JoinStreams(db, pair));
+      touched.push_back(JoinStreams(writing, pair));
     } else {
       sql::Query(db, TextFor<MoveStreamText>(two.kind), pair.from, two.into).Run();
     }
@@ -463,7 +496,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   std::vector<TouchedStream> touched;
   log::MovedRecords moved;
   if (catalogue::IsOfStream(kind)) {
-    touched = JoinStreamsOf(db, two, moved);
+    touched = JoinStreamsOf(writing, two, moved);
     DropPolicies(writing, two);
     MoveStreamSettings(writing, kind, from, into);
   } else {

@@ -302,9 +302,10 @@ Chart MakeChart(store::SqlStore& store, const LimitRequest& request,
   const auto window =
       WindowOf({request.part, request.process, request.test}, request.since.value_or(INT32_MIN),
                request.until.value_or(INT32_MAX));
-  WindowStore view(store, left_out, request.first, request.screen_mr);
   const auto notes = store::NoteCount();
   const auto type = ResolvedTest(store, request);
+  WindowStore view(store, left_out, request.first, request.screen_mr,
+                   type == ttVariable ? std::nullopt : std::optional(request.chart_word));
   auto chart = type == ttVariable ? VariableChart(view, window, request.chart_word)
                                   : CountChart(view, window, request.chart_word);
   // What the chart says of itself is none of these limits.

@@ -96,10 +96,10 @@ Json WholeJson(sql::Connection& db, const ListedLimit& row,
 void StoreState(log::Writing& writing, const ListedLimit& before, const ListedLimit& after) {
   sql::Query(writing.Db(),
              "UPDATE control_limit SET status = ?2, effective = ?3, until = ?4, "
-             "replaced_by = ?5, state_at = ?6, reason = ?7 WHERE id = ?1",
+             "replaced_by = ?5, state_at = ?6, approved_at = ?7, reason = ?8 WHERE id = ?1",
              after.id, WordOf(after.state), after.effective, after.until,
              after.replaced_by == 0 ? std::nullopt : std::optional(after.replaced_by),
-             writing.Seconds(), writing.Reason())
+             writing.Seconds(), after.approved_at, writing.Reason())
       .Run();
   writing.Add("limit", ObjectOf(after.id), log::CanonicalText(StateJson(before)),
               log::CanonicalText(StateJson(after)));
@@ -201,21 +201,22 @@ void CheckProposable(const LimitRequest& request, const LimitProposal& shown) {
 
 std::vector<ListedLimit> ReadLimits(sql::Connection& db, const store::StreamIds& of) {
   std::vector<ListedLimit> rows;
-  sql::Query query(db,
-                   "SELECT id, part, coalesce(process, 0), test, status, effective, until, mean, "
-                   "sp, spl, sw, swl, chart_word, start, finish, estimator, rule, reason, who, "
-                   "digest, used, average_size, coalesce(replaced_by, 0), made, state_at "
-                   "FROM control_limit WHERE (part = ?1 OR ?1 = 0) AND (test = ?3 OR ?3 = 0) "
-                   "AND (coalesce(process, 0) IN (0, ?2) OR ?2 = 0) "
-                   "ORDER BY part, test, coalesce(process, 0), effective, id",
-                   of.part, of.process, of.test);
+  sql::Query query(
+      db,
+      "SELECT id, part, coalesce(process, 0), test, status, effective, until, mean, "
+      "sp, spl, sw, swl, chart_word, start, finish, estimator, rule, reason, who, "
+      "digest, used, average_size, coalesce(replaced_by, 0), made, state_at, approved_at "
+      "FROM control_limit WHERE (part = ?1 OR ?1 = 0) AND (test = ?3 OR ?3 = 0) "
+      "AND (coalesce(process, 0) IN (0, ?2) OR ?2 = 0) "
+      "ORDER BY part, test, coalesce(process, 0), effective, id",
+      of.part, of.process, of.test);
   while (query.Step()) {
     auto& row = rows.emplace_back();
     std::string state;
     query.Read(row.id, row.part, row.process, row.test, state, row.effective, row.until, row.mean,
                row.sp, row.spl, row.sw, row.swl, row.chart_word, row.start, row.finish,
                row.estimator, row.rule, row.reason, row.who, row.digest, row.used, row.average_size,
-               row.replaced_by, row.made, row.state_at);
+               row.replaced_by, row.made, row.state_at, row.approved_at);
     row.state = StateOf(state);
   }
   const auto now = time::Now();
@@ -332,6 +333,7 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
   }
   auto after = before;
   after.state = LimitState::Active;
+  after.approved_at = writing.Seconds();
   after.effective = approval.effective.value_or(before.effective);
   for (const auto& row : ReadLimits(db, {before.part, before.process, before.test})) {
     if (row.id == id || !Holds(row) || !ShareCharts(row, before)) continue;

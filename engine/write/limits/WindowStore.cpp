@@ -4,10 +4,25 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/charts/ChartPlan.h"
 #include "engine/store/phases.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::limits {
+namespace {
+
+// Whether subgroups without a size have no point. Where the data choose the chart, sizes that are
+// known for some make it one of rates.
+bool NeedsSizes(const std::optional<std::int32_t>& count_word, const store::DataSet& data) {
+  if (!count_word) return false;
+  if (*count_word != 0) return !charts::BearsNoSize(*count_word);
+  for (std::size_t i = 0; i < data.subgroups.size(); ++i) {
+    if (data.subgroups[i].Flag == sfEnabled && data.SizeOf(i) > 0.0) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
                          const store::SelectOptions& options, store::DataSet& out) {
@@ -24,8 +39,10 @@ bool WindowStore::Select(API_DSInfo& info, std::span<const std::int32_t> filter,
   if (first_ == 0) return true;
   std::int32_t counted = 0;
   std::size_t end = 0;
-  while (end < out.subgroups.size() && counted < first_) {
-    if (out.subgroups[end++].Flag == sfEnabled) ++counted;
+  const bool needs_sizes = NeedsSizes(count_word_, out);
+  for (; end < out.subgroups.size() && counted < first_; ++end) {
+    if (out.subgroups[end].Flag != sfEnabled) continue;
+    if (!needs_sizes || out.SizeOf(end) > 0.0) ++counted;
   }
   if (end == out.subgroups.size()) return true;
   const auto whole = std::exchange(out, {});

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -16,14 +17,20 @@ namespace orvspc::engine::limits {
 
 // The store as a chart sees it that is to give nothing but calculated limits of a window. Subgroups
 // that are left out and those of excluded phases do not count; where only the first N are wanted,
-// later ones are missing; there are neither stored control limits nor other phases. Everything else
-// comes from the underlying store.
+// later ones are missing, and such without a point on a chart of counts are none of the N; there
+// are neither stored control limits nor other phases. Everything else comes from the underlying
+// store.
 class WindowStore final : public store::StoreInFront {
  public:
-  // left_out: subgroups. first: 0 for all. screen_mr: large moving ranges are dropped.
+  // left_out: subgroups. first: 0 for all. screen_mr: large moving ranges are dropped. count_word:
+  // of the chart of counts, 0: the data choose; without it the chart is one of values.
   WindowStore(store::Store& behind, const std::set<std::int32_t>& left_out, std::int32_t first,
-              bool screen_mr = false)
-      : StoreInFront(behind), left_out_(left_out), first_(first), screen_mr_(screen_mr) {}
+              bool screen_mr = false, std::optional<std::int32_t> count_word = {})
+      : StoreInFront(behind),
+        left_out_(left_out),
+        first_(first),
+        screen_mr_(screen_mr),
+        count_word_(count_word) {}
 
   bool Select(API_DSInfo& info, std::span<const std::int32_t> filter,
               const store::SelectOptions& options, store::DataSet& out) override;
@@ -40,6 +47,7 @@ class WindowStore final : public store::StoreInFront {
   const std::set<std::int32_t>& left_out_;
   std::int32_t first_;
   bool screen_mr_;
+  std::optional<std::int32_t> count_word_;
 };
 
 // What a window is read by.

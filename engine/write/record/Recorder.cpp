@@ -34,6 +34,58 @@ std::string FingerprintOf(std::span<const NewRecord> records) {
   return system::HexOf(sha.Finish()).substr(0, kDigits);
 }
 
+// --- The alarms and notes of an answer, as they are kept with its key ----------------------------
+
+struct AlarmFigure {
+  const char* name;
+  std::int32_t Alarm::*figure;
+};
+constexpr AlarmFigure kAlarmFigures[] = {
+    {"event", &Alarm::event},          {"part", &Alarm::part},
+    {"process", &Alarm::process},      {"test", &Alarm::test},
+    {"graph", &Alarm::graph},          {"rule", &Alarm::rule},
+    {"first", &Alarm::first_subgroup}, {"last", &Alarm::last_subgroup},
+    {"points", &Alarm::points},        {"time", &Alarm::time},
+    {"detected", &Alarm::detected}};
+
+log::Json KeptOf(const Recorded& recorded) {
+  auto kept = log::Json::object();
+  for (const auto& alarm : recorded.alarms) {
+    log::Json json = {{"text", alarm.text}, {"state", alarm.state}, {"late", alarm.is_late}};
+    for (const auto& [name, figure] : kAlarmFigures) json[name] = alarm.*figure;
+    kept["alarms"].push_back(std::move(json));
+  }
+  for (const auto& note : recorded.notes) {
+    kept["notes"].push_back({{"code", note.code}, {"text", note.text}, {"stream", note.stream}});
+  }
+  return kept;
+}
+
+// Of records, in their order; empty where none has any.
+std::string KeptText(const std::vector<const Recorded*>& records) {
+  const auto has_none = [](const Recorded* each) {
+    return each->alarms.empty() && each->notes.empty();
+  };
+  if (std::ranges::all_of(records, has_none)) return {};
+  auto all = log::Json::array();
+  for (const auto* const each : records) all.push_back(KeptOf(*each));
+  return log::CanonicalText(all);
+}
+
+void TakeKept(const log::Json& kept, std::vector<Alarm>& alarms, std::vector<Note>& notes) {
+  for (const auto& json : kept.value("alarms", log::Json::array())) {
+    auto& alarm = alarms.emplace_back();
+    json.at("text").get_to(alarm.text);
+    json.at("state").get_to(alarm.state);
+    json.at("late").get_to(alarm.is_late);
+    for (const auto& [name, figure] : kAlarmFigures) json.at(name).get_to(alarm.*figure);
+  }
+  for (const auto& json : kept.value("notes", log::Json::array())) {
+    notes.push_back({json.at("code").get<std::string>(), json.at("text").get<std::string>(),
+                     json.at("stream").get<std::string>()});
+  }
+}
+
 Refused OtherValues(const std::string& key, const std::string& where) {
   return {"key", "key", key, "key: \"" + key + "\" was used for other values (" + where + ")"};
 }
@@ -209,6 +261,9 @@ void Recorder::PerformRecord(Call& call) {
     fingerprint = FingerprintOf(call.records);
     if (const auto known = FindKey(key, fingerprint)) {
       recorded.assign(call.records.size(), known->record);
+      for (std::size_t i = 0; i < std::min(recorded.size(), known->answers.size()); ++i) {
+        TakeKept(known->answers[i], recorded[i].alarms, recorded[i].notes);
+      }
       return;
     }
   }
@@ -250,14 +305,16 @@ void Recorder::PerformRecord(Call& call) {
   if (!key.empty()) {
     after += R"(,"key":)";
     log::AppendText(after, key);
-    DropOldKeys(call.now);
-    StoreKey(key, fingerprint, subgroup.id, 0, entry, call.now);
   }
   after += '}';
   writing.Add("record", "subgroup " + std::to_string(subgroup.id), {}, after);
   std::vector<Recorded*> answers;
   for (auto& each : recorded) answers.push_back(&each);
   Judge(writing, writer, answers);
+  if (key.empty()) return;
+  DropOldKeys(call.now);
+  StoreKey(key, fingerprint, subgroup.id, 0, entry, call.now,
+           KeptText({answers.begin(), answers.end()}));
 }
 
 void Recorder::PerformBatch(Call& call) {
@@ -271,6 +328,7 @@ void Recorder::PerformBatch(Call& call) {
     if (const auto known = FindKey(key, fingerprint)) {
       answer.batch = known->batch;
       answer.repeated = true;
+      for (const auto& each : known->answers) TakeKept(each, answer.alarms, answer.notes);
       return;
     }
   }
@@ -302,7 +360,8 @@ void Recorder::PerformBatch(Call& call) {
         }
         if (found != keys.end()) throw OtherValues(own_key, "this batch");
         if (const auto known = FindKey(own_key, keyed.fingerprint)) {
-          answer.records[i] = known->record;
+          auto& again = answer.records[i] = known->record;
+          for (const auto& each : known->answers) TakeKept(each, again.alarms, again.notes);
           continue;
         }
       }
@@ -331,23 +390,26 @@ void Recorder::PerformBatch(Call& call) {
       answer.records[place_of(placed.record->sent)] = {
           subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes};
     }
-    if (!key.empty() || !keys.empty()) DropOldKeys(call.now);
-    if (!key.empty()) StoreKey(key, fingerprint, 0, answer.batch, entry, call.now);
-    for (const auto& [own_key, keyed] : keys) {
-      StoreKey(own_key, keyed.fingerprint, answer.records[keyed.place].subgroup, answer.batch,
-               entry, call.now);
-    }
     AddBatch(writing, writer, answer.batch, records.size(), key);
     std::vector<Recorded*> answers;
     for (const auto& placed : writer.Records()) {
       answers.push_back(&answer.records[place_of(placed.record->sent)]);
     }
     Judge(writing, writer, answers);
+    if (!key.empty() || !keys.empty()) DropOldKeys(call.now);
+    if (!key.empty()) {
+      StoreKey(key, fingerprint, 0, answer.batch, entry, call.now,
+               KeptText({answers.begin(), answers.end()}));
+    }
+    for (const auto& [own_key, keyed] : keys) {
+      const auto& own = answer.records[keyed.place];
+      StoreKey(own_key, keyed.fingerprint, own.subgroup, answer.batch, entry, call.now,
+               KeptText({&own}));
+    }
   }
   for (const auto& [place, first] : repeated) {
     answer.records[place] = answer.records[first];
     answer.records[place].repeated = true;
-    answer.records[place].alarms.clear();
     const auto found = answer.refused.find(first);
     if (found != answer.refused.end()) answer.refused.emplace(place, found->second);
   }
@@ -419,16 +481,17 @@ std::optional<Recorder::Known> Recorder::FindKey(const std::string& key,
   auto& batch = known.batch;
   {
     sql::Query query(*connection_,
-                     "SELECT fingerprint, coalesce(subgroup, 0), coalesce(batch, 0), entry "
+                     "SELECT fingerprint, coalesce(subgroup, 0), coalesce(batch, 0), entry, answer "
                      "FROM client_key WHERE key = ?1",
                      key);
     if (!query.Step()) return std::nullopt;
-    std::string of_known;
-    query.Read(of_known, record.subgroup, batch, record.version);
+    std::string of_known, answer;
+    query.Read(of_known, record.subgroup, batch, record.version, answer);
     if (of_known != fingerprint) {
       throw OtherValues(key, record.subgroup != 0 ? "#" + std::to_string(record.subgroup)
                                                   : "batch " + std::to_string(batch));
     }
+    if (!answer.empty()) known.answers = log::ReadJson(answer).get<std::vector<log::Json>>();
   }
   record.repeated = true;
   store::ForEachSubgroup(*connection_, record.subgroup, record.subgroup, [&](const auto& each) {
@@ -440,11 +503,12 @@ std::optional<Recorder::Known> Recorder::FindKey(const std::string& key,
 
 void Recorder::StoreKey(const std::string& key, const std::string& fingerprint,
                         std::int32_t subgroup, std::int64_t batch, std::int64_t entry,
-                        std::int64_t now) {
+                        std::int64_t now, const std::string& answer) {
   import::Run(*connection_,
-              "INSERT INTO client_key(key, fingerprint, subgroup, batch, entry, made) "
-              "VALUES(?1, ?2, ?3, ?4, ?5, ?6)",
-              key, fingerprint, import::Reference{subgroup}, import::Reference{batch}, entry, now);
+              "INSERT INTO client_key(key, fingerprint, subgroup, batch, entry, made, answer) "
+              "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+              key, fingerprint, import::Reference{subgroup}, import::Reference{batch}, entry, now,
+              answer);
 }
 
 }  // namespace orvspc::engine::record

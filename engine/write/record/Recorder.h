@@ -16,6 +16,7 @@
 #include "engine/sql/Connection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/alarms/StreamStore.h"
+#include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "engine/write/record/KnownNames.h"
 #include "platform/Database.h"
@@ -77,11 +78,13 @@ class Recorder {
   struct Known {
     Recorded record;
     std::int64_t batch = 0;
+    std::vector<log::Json> answers;  // alarms and notes of each record; empty: there were none
   };
   // What was stored under the key. Throws Refused where something else was.
   std::optional<Known> FindKey(const std::string& key, const std::string& fingerprint);
   void StoreKey(const std::string& key, const std::string& fingerprint, std::int32_t subgroup,
-                std::int64_t batch, std::int64_t entry, std::int64_t now);
+                std::int64_t batch, std::int64_t entry, std::int64_t now,
+                const std::string& answer);
 
   std::shared_ptr<platform::Database> database_;
   std::mutex mutex_;  // of these three

@@ -506,6 +506,55 @@ class EventsTest : public ParetoTest {
   FlatSelection selection_;
 };
 
+TEST_F(EventsTest, WhatIsOverOrWasChangedIsNotOpen) {
+  Import(
+      "type,time,name\n"
+      "subgroup-disable,2024-01-02T01:00:00,Disabled\nsubgroup-delete,2024-01-02T01:00:00,Deleted\n"
+      "subgroup-edit,2024-01-02T01:00:00,Edited\nsubgroup-alarm,2024-01-02T01:00:00,Imported\n",
+      ImportKind::Events);
+  Import("part,process,test,subgroup,time,value\nA,P,T,0,2024-01-01T00:00:00Z,10\n");
+  Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\n", ImportKind::ControlLimits);
+  Import("number,graph,on\n1,1,yes\n1,2,no\n", ImportKind::Alarms);
+  ChangeOptions why;
+  why.reason = "trial run";
+  Data().Set("alarm_needs", "none");
+  std::vector<Alarm> alarms;
+  for (int i = 1; i <= 3; ++i) {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = "T";
+    record.time = CurrentTime() + i;
+    record.pieces.push_back({14.0, 0, 0, "", "", ""});
+    for (const auto& each : Data().Record(record, {}).alarms) alarms.push_back(each);
+  }
+  ASSERT_EQ(alarms.size(), 3U);
+  Data().CloseAlarm(alarms[0].event, {}, why);
+  Data().ChangeFlag({alarms[1].first_subgroup}, {}, sfDisabled, why);
+  selection_.info.TimeEnd = static_cast<std::int32_t>(CurrentTime()) + 1000;
+  const auto open = [&](std::int32_t bin_type) {
+    auto options = ParetoOptions({bin_type});
+    options.ProcessingType = paProcessByMinutes;
+    std::map<std::string, bool> flags;
+    const auto bins = Bins(paProcessEvents, options, selection_);
+    const auto names = Names(bins);
+    for (std::size_t i = 0; i < bins.size(); ++i) {
+      flags[names[i]] = (bins[i].Flag & kBinIsOpen) != 0;
+    }
+    return flags;
+  };
+  auto by_name = open(paBinTypeEvent);
+  EXPECT_TRUE(by_name["Imported"]);
+  EXPECT_FALSE(by_name["Disabled"]);
+  EXPECT_FALSE(by_name["Deleted"]);
+  EXPECT_FALSE(by_name["Edited"]);
+  EXPECT_TRUE(by_name["1 point beyond a control limit"]) << "the third alarm";
+  Data().ChangeFlag({alarms[2].first_subgroup}, {}, sfDisabled, why);
+  by_name = open(paBinTypeEvent);
+  EXPECT_FALSE(by_name["1 point beyond a control limit"]);
+  EXPECT_TRUE(by_name["Note"]);
+}
+
 TEST_F(EventsTest, AMissingEndIsTheActionThenTheCauseThenTheEndOfTheWindow) {
   auto options = ParetoOptions({paBinTypeEvent, paBinTypeTime});
   options.BinTimePeriod[1] = paHours;

@@ -555,7 +555,8 @@ class ParetoRandomTest : public ParetoTest {
       }
       const bool by_action = action || (!cause && e.acc.empty());
       one.factor = Factor(by_action ? e.cac : e.acc);
-      one.open = !e.end && !e.acc_time && !e.cac_time;
+      const bool is_change = e.type >= 4 && e.type <= 6;  // disabled, deleted, edited
+      one.open = !is_change && !e.end && !e.acc_time && !e.cac_time;
       counted.push_back(one);
     }
   }

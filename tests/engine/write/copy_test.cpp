@@ -427,6 +427,40 @@ TEST_F(CopyTest, ASelectionTakesOnlyItsOwnComments) {
   EXPECT_EQ(notes, (std::vector<std::string>{"of T", "of the whole"}));
 }
 
+// So do alarms, with their events and messages, and keys of records.
+TEST_F(CopyTest, ASelectionLeavesAlarmsAndKeysOfOtherSubgroupsBehind) {
+  Import(
+      "part,process,test,subgroup,time,value\n"
+      "A,P,T,0,2024-01-01T00:00:00Z,10\nA,P,U,0,2024-01-01T00:00:00Z,10\n");
+  Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\nA,P,U,10,1,1\n", ImportKind::ControlLimits);
+  Import("number,graph,on\n1,1,yes\n1,2,no\n", ImportKind::Alarms);
+  for (const std::string test : {"T", "U"}) {
+    NewRecord record;
+    record.part = "A";
+    record.process = "P";
+    record.test = test;
+    record.time = CurrentTime() + (test == "T" ? 1 : 2);
+    record.pieces.push_back({14.0, 0, 0, "", "", ""});
+    record.key = "key of " + test;
+    ASSERT_EQ(Data().Record(record, {}).alarms.size(), 1U);
+  }
+  FlatSelection flat;
+  flat.List(FlatSelection::kTest, {Id(ItemKind::Test, "T")});
+  const auto path = folder_.File("test.db");
+  Data().CopyTo(path, {.selection = CopySelection{flat.info, flat.Filter()}, .progress = {}});
+  const auto copied = QualityDatabase::Open(path);
+  const auto alarms = copied.Alarms({});
+  ASSERT_EQ(alarms.size(), 1U);
+  EXPECT_EQ(alarms[0].test, Id(ItemKind::Test, "T"));
+  const auto copy = OpenAnother(path);
+  const auto count = [&](std::string_view text) { return Query(*copy, text).RunForInt(); };
+  EXPECT_EQ(count("SELECT count(*) FROM client_key"), 1);
+  EXPECT_EQ(count("SELECT count(*) FROM client_key WHERE key = 'key of T'"), 1);
+  EXPECT_EQ(count("SELECT count(*) FROM event WHERE type = 1"), 1);
+  EXPECT_EQ(count("SELECT count(*) FROM outbox"), 1);
+  EXPECT_EQ(count("SELECT count(*) FROM outbox WHERE event = (SELECT event FROM alarm)"), 1);
+}
+
 // Which row a limit was replaced by is an identifier, and those differ between databases.
 TEST_F(CopyTest, TheDigestLeavesOutIdentifiersOfRows) {
   Import("part,process,test,effective,mean,sp\nA,P,W,2023-01-01,1,1\nA,P,W,2023-02-01,2,1\n",

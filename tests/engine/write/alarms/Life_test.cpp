@@ -83,8 +83,68 @@ TEST_F(LifeTest, RecordingRaisesAlarmsInItsTransaction) {
   auto again = RecordOf(2, 14.5);
   again.key = "k";
   EXPECT_EQ(Data().Record(again, {}).alarms.size(), 1U);
-  EXPECT_TRUE(Data().Record(again, {}).alarms.empty()) << "stored before";
+  const auto repeated = Data().Record(again, {});
+  EXPECT_TRUE(repeated.repeated);
+  EXPECT_EQ(repeated.alarms.size(), 1U) << "those of the first answer";
   EXPECT_EQ(Count("SELECT count(*) FROM alarm"), 2);
+}
+
+TEST_F(LifeTest, ARetryIsAnsweredWithTheAlarmsAndNotesOfTheFirstTime) {
+  // A stream without limits, so that there is a note, too.
+  Import("part,process,test,subgroup,time,value\nA,P,U,0,2024-01-01T00:00:00Z,10\n");
+  const auto text = [](const std::vector<Alarm>& alarms, const std::vector<Note>& notes) {
+    std::string all;
+    for (const auto& each : alarms) {
+      for (const auto figure :
+           {each.event, each.part, each.process, each.test, each.graph, each.rule,
+            each.first_subgroup, each.last_subgroup, each.points, each.time, each.detected}) {
+        all += std::to_string(figure) + " ";
+      }
+      all += each.text + " " + each.state + (each.is_late ? " late\n" : "\n");
+    }
+    for (const auto& each : notes) all += each.code + " " + each.Sentence() + "\n";
+    return all;
+  };
+  const auto of = [&](const Recorded& recorded) { return text(recorded.alarms, recorded.notes); };
+  auto signal = RecordOf(1, 14.0), without = RecordOf(1, 14.0);
+  without.test = "U";
+  signal.key = without.key = "both";
+  const std::vector both{signal, without};
+  const auto first = Data().RecordSubgroup(both, {});
+  EXPECT_EQ(first[0].alarms.size(), 1U);
+  EXPECT_EQ(first[1].notes.size(), 1U);
+  AlarmClosing closing;
+  closing.acc = "TWEAR";
+  closing.cac = "TCHANGE";
+  Data().CloseAlarm(first[0].alarms[0].event, closing, {});
+  Reopen();
+  const auto again = Data().RecordSubgroup(both, {});
+  ASSERT_EQ(again.size(), 2U);
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_TRUE(again[i].repeated);
+    EXPECT_EQ(of(again[i]), of(first[i])) << i;
+  }
+  // A batch whose records have keys, one of them twice, and one that has a key itself.
+  const auto send = [&](const std::string& key) {
+    BatchOptions options;
+    options.key = key;
+    auto batch = Data().Begin({}, options);
+    for (const int second : {2, 3, 3}) {
+      auto record = RecordOf(key.empty() ? second : second + 10, second == 2 ? 10.0 : 15.0);
+      if (key.empty()) record.key = "r" + std::to_string(second);
+      if (key.empty() || batch.Size() < 2) batch.Add(record);
+    }
+    return batch.Commit();
+  };
+  const auto keyed = send(""), keyed_again = send("");
+  EXPECT_EQ(keyed.records[1].alarms.size(), 1U);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(of(keyed_again.records[i]), of(keyed.records[i]));
+  EXPECT_EQ(of(keyed.records[2]), of(keyed.records[1])) << "sent twice at once";
+  const auto batch = send("monday"), batch_again = send("monday");
+  EXPECT_TRUE(batch_again.repeated);
+  EXPECT_EQ(text(batch_again.alarms, batch_again.notes),
+            of(batch.records[0]) + of(batch.records[1]));
+  EXPECT_FALSE(batch_again.alarms.empty());
 }
 
 TEST_F(LifeTest, ABatchGivesEachRecordItsAlarmsAndARefusedOneRaisesNothing) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <tuple>
 
 #include "tests/engine/write/change/change_fixture.h"
@@ -113,6 +114,51 @@ TEST_F(MergeTest, ItemsOfWhoAndWhereAreJoined) {
   Import("kind,group,name\nshift,Day,late\n", ImportKind::Groups);
   Data().Merge(ItemKind::Shift, "early", "late", Why());
   EXPECT_EQ(Data().CountedItems(ItemKind::Shift).at(0).subgroups, 1);
+}
+
+// A value that was recorded for the wrong test, taken out, and recorded for the right one.
+TEST_F(MergeTest, AlarmsOfOneRuleAndSubgroupInBothTestsBecomeOne) {
+  Import(
+      "part,process,test,subgroup,time,value\n"
+      "A,P,T,0,2024-01-01T00:00:00Z,10\nA,P,U,0,2024-01-01T01:00:00Z,10\n");
+  Import(
+      "part,process,test,mean,sp,sw,effective\n"
+      "A,P,T,10,1,1,2024-01-01T00:00:00Z\nA,P,U,10,1,1,2024-01-02T00:00:00Z\n",
+      ImportKind::ControlLimits);
+  const auto start = CurrentTime() + 1;
+  const auto record = [&](const std::string& test, int second) {
+    NewRecord value;
+    value.part = "A";
+    value.process = "P";
+    value.test = test;
+    value.label = std::to_string(second);
+    value.time = start + second;
+    value.pieces.push_back({20.0, 0, 0, "", "", ""});
+    const auto recorded = Data().Record(value, {});
+    EXPECT_FALSE(recorded.alarms.empty());
+    return recorded.subgroup;
+  };
+  const std::pair<const char*, const char*> orders[] = {{"T", "U"}, {"U", "T"}};
+  int second = 0;
+  std::set<std::int32_t> subgroups;
+  for (const auto& [wrong, right] : orders) {
+    const auto subgroup = record(wrong, ++second);
+    Data().DeleteSubgroups({subgroup}, Id(ItemKind::Test, wrong), Why());
+    EXPECT_EQ(record(right, second), subgroup);
+    subgroups.insert(subgroup);
+  }
+  Data().Merge(ItemKind::Test, "T", "U", Why());
+  std::set<std::int32_t> beyond;
+  for (const auto& alarm : Data().Alarms({})) {
+    EXPECT_EQ(alarm.test, Id(ItemKind::Test, "U"));
+    if (alarm.state != "withdrawn" && alarm.graph == 1 && alarm.rule == 1) {
+      EXPECT_TRUE(beyond.insert(alarm.first_subgroup).second);
+    }
+  }
+  EXPECT_EQ(beyond, subgroups);
+  LogFilter merged;
+  merged.operation = "alarm-merge";
+  EXPECT_FALSE(Data().Log(merged).empty());
 }
 
 TEST_F(MergeTest, SettingsOfAStreamFollowARenaming) {

@@ -138,6 +138,39 @@ TEST_F(ComputeTest, AWindowOfSeveralPhasesHasTheLimitsOfItsNewestOnEveryChart) {
   EXPECT_GT(compared, 300);
 }
 
+// A subgroup of which no unit was inspected has no point on a chart of rates.
+TEST_F(ComputeTest, TheFirstOfAFrozenPhaseAreThoseWithAPointOnTheChart) {
+  const auto defects = [&](std::int32_t from, std::int32_t size) {
+    std::string text = "part,process,test,subgroup,time,count,size,test-type\n";
+    for (std::int32_t i = from; i < from + 20; ++i) {
+      text += "A,P,defects," + std::to_string(i + 1) + "," +
+              platform::IsoText(TimeAt(static_cast<std::size_t>(i))) + "," + std::to_string(i % 7) +
+              "," + std::to_string(i % 3 == 1 ? 0 : size) + ",defects\n";
+    }
+    Import(text);
+  };
+  defects(0, 50);
+  defects(20, 80);
+  AddPhase("Tool A", 0, 0, 12);
+  for (const std::int32_t word : {0, 0x900, 0xB00, 0xE00, 0xF00}) {
+    SCOPED_TRACE(word);
+    const auto limits = Data().ComputeLimits(Request(Shape::Defects, word));
+    const auto chart = ChartOf(Shape::Defects, word);
+    EXPECT_EQ(limits.used, 12);
+    const bool bears_no_size = word == 0xE00;
+    EXPECT_EQ(limits.finish, TimeAt(bears_no_size ? 11 : 17));
+    ASSERT_FALSE(limits.lines.empty());
+    // The centre of a count is that of the point's size.
+    if (bears_no_size) continue;
+    EXPECT_TRUE(Same(limits.lines[0].centre, chart.graphs[0].ccl.back()))
+        << limits.lines[0].centre << " " << chart.graphs[0].ccl.back();
+  }
+  auto request = Request(Shape::Defects, 0xF00);
+  request.all_phases = true;
+  request.first = 12;
+  EXPECT_EQ(Data().ComputeLimits(request).finish, TimeAt(17)) << "also where somebody says so";
+}
+
 TEST_F(ComputeTest, LimitsOfAFrozenPhaseAreThoseOfItsFirstOnEveryChart) {
   ImportAll();
   AddPhase("Tool A", 0, 10);
