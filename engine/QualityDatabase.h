@@ -567,7 +567,7 @@ class QualityDatabase {
                                              std::optional<std::int32_t> test,
                                              const SubgroupChange& change,
                                              const ChangeOptions& options);
-  // Takes values out of what analyses read. The log keeps them, and comments stay with them.
+  // Takes values out of what analyses read. Comments that people added stay.
   std::vector<ChangedRecord> DeleteSubgroups(const std::vector<std::int32_t>& subgroups,
                                              std::optional<std::int32_t> test,
                                              const ChangeOptions& options);

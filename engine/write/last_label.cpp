@@ -4,8 +4,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "engine/chunks/subgroups.h"
 
 namespace orvspc::engine::write {
 namespace {
@@ -14,10 +18,23 @@ std::string NameOf(std::int64_t part, std::int64_t process) {
   return "label " + std::to_string(part) + " " + std::to_string(process);
 }
 
-struct LabelRow {
-  long long part = 0, process = 0;
-  std::int64_t last = 0;
-};
+// Part and process.
+using Source = std::pair<std::int64_t, std::int64_t>;
+
+// Of those sources that are wanted and have any.
+template <class IsWanted>
+std::map<Source, std::int64_t> HighestLabels(sql::Connection& db, const IsWanted& is_wanted) {
+  std::map<Source, std::int64_t> highest;
+  store::ForEachSubgroup(db, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
+    const Source source(each.part, each.process);
+    if (!is_wanted(source)) return;
+    const auto number = NumberOfLabel(each.label);
+    if (number == 0) return;
+    auto& latest = highest[source];
+    latest = std::max(latest, number);
+  });
+  return highest;
+}
 
 }  // namespace
 
@@ -51,22 +68,50 @@ std::int64_t NumberOfLabel(std::string_view label) {
   return is_number ? number : 0;
 }
 
+std::int64_t HighestLabel(sql::Connection& db, std::int64_t part, std::int64_t process) {
+  const Source wanted(part, process);
+  const auto stream =
+      sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 LIMIT 1", part,
+                 process)
+          .RunForInt();
+  if (!stream) return 0;
+  const auto highest = HighestLabels(db, [&](const Source& each) { return each == wanted; });
+  return highest.empty() ? 0 : highest.begin()->second;
+}
+
+void SettleLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process,
+                     std::int64_t least) {
+  auto last = LastLabel(db, part, process);
+  if (last && *last >= least) return;
+  if (!last) last = HighestLabel(db, part, process);
+  SetLastLabel(db, part, process, std::max(*last, least));
+}
+
 void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,
                     std::int64_t into) {
   const bool is_part = kind == catalogue::ItemKind::Part;
-  std::vector<LabelRow> rows;
+  std::vector<std::pair<Source, std::int64_t>> rows;
   for (sql::Query query(db, "SELECT name, last FROM counter WHERE name LIKE 'label %'");
        query.Step();) {
-    LabelRow row{0, 0, query.Int64(1)};
+    long long part = 0, process = 0;
     const std::string name(query.Text(0));
-    if (std::sscanf(name.c_str(), "label %lld %lld", &row.part, &row.process) != 2) continue;
-    if ((is_part ? row.part : row.process) == from) rows.push_back(row);
+    if (std::sscanf(name.c_str(), "label %lld %lld", &part, &process) != 2) continue;
+    const auto item = is_part ? part : process;
+    if (item == from || item == into) rows.emplace_back(Source(part, process), query.Int64(1));
   }
-  for (const auto& row : rows) {
-    const auto part = is_part ? into : row.part, process = is_part ? row.process : into;
-    SetLastLabel(db, part, process, std::max(LastLabel(db, part, process).value_or(0), row.last));
-    const auto name = NameOf(row.part, row.process);
-    sql::Query(db, "DELETE FROM counter WHERE name = ?1", name).Run();
+  if (rows.empty()) return;
+  // Those that had no row have the numbers of their subgroups.
+  auto highest = HighestLabels(
+      db, [&](const Source& each) { return (is_part ? each.first : each.second) == into; });
+  for (const auto& [source, last] : rows) {
+    const auto [part, process] = source;
+    const Source to(is_part ? into : part, is_part ? process : into);
+    if (source != to) {
+      sql::Query(db, "DELETE FROM counter WHERE name = ?1", NameOf(part, process)).Run();
+    }
+    auto& number = highest[to];
+    number = std::max(number, last);
+    SetLastLabel(db, to.first, to.second, number);
   }
 }
 

@@ -22,7 +22,14 @@ void RaiseLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process
 // Of a label that is such a number; 0: it is none.
 std::int64_t NumberOfLabel(std::string_view label);
 
-// A part or process becomes another one: the greater number counts.
+// The greatest number that a subgroup of theirs has as its label; 0: none has one. Reads the labels
+// of all subgroups.
+std::int64_t HighestLabel(sql::Connection& db, std::int64_t part, std::int64_t process);
+// From here on there is a number, this one or a greater one.
+void SettleLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process,
+                     std::int64_t least);
+
+// A part or process has become another one, with its subgroups: the greater number counts.
 void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,
                     std::int64_t into);
 

@@ -23,6 +23,7 @@
 #include "engine/write/change/version.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
 
 namespace orvspc::engine::change {
@@ -172,12 +173,7 @@ void ValuesUndo::TakeOut(std::int64_t stream, std::span<const store::RecordKey> 
     writing_.Add("delete", record.Object(), BeforeOf(db_, record), after);
     NoteNames(record);
     subgroups_[{of.part, of.process}].emplace(of.time, of.id);
-    // Those that people wrote since have an entry, and stay.
-    sql::Query(db_,
-               "DELETE FROM comment WHERE subgroup = ?1 AND test = ?2 AND NOT EXISTS "
-               "(SELECT 1 FROM log WHERE object = 'comment ' || comment.id)",
-               of.id, test)
-        .Run();
+    DropComments(db_, record);
   }
   store::StreamWriter writer(db_);
   writer.Remove(stream, keys);
@@ -248,8 +244,7 @@ void ValuesUndo::TidySubgroups() {
     }
     for (const auto& [time, id] : subgroups) {
       if (with_values.contains(id)) continue;
-      const auto subgroup = NeededSubgroup(db_, id);
-      store::KeepFindable(db_, {id, of.first, of.second, time, subgroup.label});
+      EmptySubgroup(db_, NeededSubgroup(db_, id));
     }
   }
 }
@@ -323,8 +318,26 @@ void ValuesUndo::DropUsed(Names& names) {
   }
 }
 
+// What the entries of the batches say that are undone, this one included: only names that one of
+// them brought would not be there without them.
+std::vector<Json> BroughtByUndone(sql::Connection& db, const Batch& batch) {
+  std::vector<Json> all;
+  sql::Query query(db,
+                   "SELECT l.after FROM batch b JOIN log l ON l.seq = b.entry "
+                   "WHERE b.kind IN ('values', 'record') AND (b.state = 'undone' OR b.id = ?1)",
+                   batch.id);
+  while (query.Step()) all.push_back(log::ReadJson(query.Text(0)));
+  return all;
+}
+
 std::int64_t ValuesUndo::DeactivateNames() {
+  const auto brought = BroughtByUndone(db_, batch_);
   auto names = names_;
+  std::erase_if(names, [&](const auto& name) {
+    return std::ranges::none_of(brought, [&](const Json& after) {
+      return log::AddedNames::Holds(after, name.first, name.second);
+    });
+  });
   std::erase_if(names,
                 [&](const auto& name) { return IsNamedByRows(db_, name.first, name.second); });
   if (!names.empty()) DropUsed(names);

@@ -89,7 +89,7 @@ std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field
                       const std::string& name) {
   log::NeedName(field, name);
   if (const auto id = FindItem(db, kind, name)) {
-    if (IsActive(db, kind, *id)) return *id;
+    if (IsActive(db, kind, *id) || ReviveUndone(db, kind, *id)) return *id;
     throw Refused("inactive", std::string(field), name,
                   std::string(field) + ": " + InactiveText(db, kind, *id, name));
   }
@@ -157,16 +157,17 @@ bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std
   return true;
 }
 
-void ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
-  if (IsActive(db, kind, id)) return;
-  bool was_undone = false;
-  {
-    const auto object = ObjectOf(kind, id);
-    sql::Query latest(db, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
-                      object);
-    was_undone = latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
-  }
-  if (was_undone) sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
+bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  const auto object = ObjectOf(kind, id);
+  sql::Query latest(db, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
+                    object);
+  return latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
+}
+
+bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  if (IsActive(db, kind, id) || !WasUndone(db, kind, id)) return false;
+  sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
+  return true;
 }
 
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

@@ -44,8 +44,11 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
 // whether it was active.
 bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch);
 
-// What is in use again becomes active if DeactivateUndone is the latest that is known of it.
-void ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
+// Whether DeactivateUndone is the latest that is known of an item which is not active. To those who
+// name it, it is in use.
+bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
+// One of which that is so becomes active; returns whether it was one.
+bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
 
 // "Press 3" is deactivated since 2026-02-01
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

@@ -92,15 +92,19 @@ store::SubgroupFacts FactsOf(const StoredSubgroup& subgroup) {
   return {subgroup.id, subgroup.part, subgroup.process, subgroup.time, subgroup.label};
 }
 
-void CheckSubgroups(sql::Connection& db, const Two& two,
-                    const std::vector<StoredSubgroup>& subgroups) {
+void CheckSubgroups(sql::Connection& db, const Two& two, std::vector<StoredSubgroup>& subgroups) {
   std::vector<store::SubgroupFacts> facts;
   std::ranges::transform(subgroups, std::back_inserter(facts), FactsOf);
   const auto there = store::FindSubgroups(db, facts);
   std::vector<std::string> both;
   for (std::size_t i = 0; i < there.size(); ++i) {
     if (there[i] == 0) continue;
-    both.push_back("#" + std::to_string(facts[i].id) + "=#" + std::to_string(there[i]));
+    const auto id = subgroups[i].id;
+    if (GivesWay(db, id)) {
+      subgroups[i].label = NeededSubgroup(db, id).label;
+    } else if (!GivesWay(db, there[i])) {
+      both.push_back("#" + std::to_string(id) + "=#" + std::to_string(there[i]));
+    }
   }
   if (both.empty()) return;
   RefuseTwo(two, "stored",

@@ -15,6 +15,7 @@
 #include "engine/write/change/version.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
+#include "engine/write/last_label.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
 #include "platform/Enumerations.h"
@@ -122,7 +123,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   to.label = change.label.value_or(from.label);
   const store::SubgroupFacts facts{from.id, to.part, to.process, to.time, to.label};
   const auto there = store::FindSubgroups(db, std::span(&facts, 1)).front();
-  if (there != 0 && there != from.id) {
+  if (there != 0 && there != from.id && !GivesWay(db, there)) {
     throw Refused("stored", "label", to.label,
                   "#" + std::to_string(there) + " has this label and time already");
   }
@@ -131,6 +132,9 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   for (const auto& each : records) {
     before.push_back(BeforeOf(db, each));
     TakeOut(db, each);
+  }
+  if (change.label) {
+    write::SettleLastLabel(db, from.part, from.process, write::NumberOfLabel(to.label));
   }
   store::ReplaceSubgroup(db, facts);
   Json after;
@@ -151,12 +155,12 @@ struct OldState {
   std::int32_t subgroup = 0, test = 0;  // of the names that they have now
   log::CanonicalRecord record;
   std::int64_t batch = 0;
-  bool was_undone = false;  // with comments and descriptors
+  bool was_taken_out = false;  // with comments and descriptors
 };
 
 // What an entry about a record says of the time before it.
 OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& names) {
-  sql::Query query(db, "SELECT object, before, after FROM log WHERE seq = ?1", entry);
+  sql::Query query(db, "SELECT object, before, operation FROM log WHERE seq = ?1", entry);
   const auto refuse = [&](const std::string& why) {
     throw Refused("entry", "entry", std::to_string(entry),
                   "entry " + std::to_string(entry) + " " + why);
@@ -170,7 +174,7 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& 
   auto json = log::ReadJson(query.Text(1));
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
   old.test = names.Now(ItemKind::Test, old.test);
-  old.was_undone = query.Text(2).starts_with("{\"undone\":");
+  old.was_taken_out = query.Text(2) == "delete";
   old.batch = BatchOf(json);
   json.erase(kBatchKey);
   json.erase(kEntryKey);
@@ -191,7 +195,7 @@ std::int32_t NeededAgain(sql::Connection& db, const LaterNames& names, ItemKind 
   return *id;
 }
 
-// Comments that went with an import and are not there.
+// Comments that went with the record and are not there.
 void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames& names) {
   for (const auto& comment : old.record.comments) {
     const auto employee =
@@ -213,8 +217,15 @@ void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames&
   }
 }
 
-// The same of descriptors.
+bool IsUndone(sql::Connection& db, std::int64_t batch) {
+  return sql::Query(db, "SELECT 1 FROM batch WHERE id = ?1 AND state = 'undone'", batch)
+      .RunForInt()
+      .has_value();
+}
+
+// The same of descriptors. What brought them is known after a delete, unless it was undone.
 void PutBackDescriptors(sql::Connection& db, const OldState& old) {
+  const bool was_undone = IsUndone(db, old.batch);
   for (const auto& each : old.record.descriptors) {
     const auto descriptor = sql::Query(db,
                                        "SELECT d.id FROM descriptor d "
@@ -223,24 +234,24 @@ void PutBackDescriptors(sql::Connection& db, const OldState& old) {
                                        each.group, each.name)
                                 .RunForInt();
     if (!descriptor) continue;
-    const auto added = sql::Query(db,
-                                  "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
-                                  "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
-                                  old.subgroup, *descriptor, each.tsno)
-                           .Run();
-    if (added == 0) continue;
+    const auto source = sql::Query(db,
+                                   "SELECT 1 FROM descriptor_source WHERE subgroup = ?1 "
+                                   "AND descriptor = ?2 AND tsno = ?3 LIMIT 1",
+                                   old.subgroup, *descriptor, each.tsno)
+                            .RunForInt();
+    if (!source && !was_undone) continue;
+    sql::Query(db,
+               "INSERT INTO subgroup_descriptor(subgroup, descriptor, tsno) "
+               "VALUES(?1, ?2, ?3) ON CONFLICT DO NOTHING",
+               old.subgroup, *descriptor, each.tsno)
+        .Run();
+    if (source) continue;
     sql::Query(db,
                "INSERT INTO descriptor_source(subgroup, descriptor, tsno, batch) "
                "VALUES(?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING",
                old.subgroup, *descriptor, each.tsno, old.batch)
         .Run();
   }
-}
-
-bool IsUndone(sql::Connection& db, std::int64_t batch) {
-  return sql::Query(db, "SELECT 1 FROM batch WHERE id = ?1 AND state = 'undone'", batch)
-      .RunForInt()
-      .has_value();
 }
 
 std::int64_t StreamOf(sql::Connection& db, const StoredRecord& record) {
@@ -370,14 +381,12 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   for (const auto& record : records) {
     const auto before = BeforeOf(db, record);
     TakeOut(db, record);
+    DropComments(db, record);
     writing.Add("delete", record.Object(), before, "");
     AddEvent(writing, etSubgroupDelete, About(record));
   }
   const auto& subgroup = records.front().subgroup;
-  if (ReadRecords(db, subgroup).empty()) {
-    store::KeepFindable(
-        db, {subgroup.id, subgroup.part, subgroup.process, subgroup.time, subgroup.label});
-  }
+  if (ReadRecords(db, subgroup).empty()) EmptySubgroup(db, subgroup);
   return records;
 }
 
@@ -405,8 +414,8 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
   record.entry = writing.Next();
   Put(db, record);
-  if (old.was_undone) PutBackComments(db, old, names);
-  if (now.empty() && IsUndone(db, old.batch)) PutBackDescriptors(db, old);
+  if (old.was_taken_out) PutBackComments(db, old, names);
+  if (now.empty()) PutBackDescriptors(db, old);
   writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));
   changed.insert(changed.begin(), std::move(record));

@@ -7,6 +7,7 @@
 #include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
+#include "engine/write/chunks/SubgroupWriter.h"
 #include "platform/Actor.h"
 #include "platform/Enumerations.h"
 
@@ -117,6 +118,28 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
         subgroup.time, subgroup.time);
   }
   return records;
+}
+
+void EmptySubgroup(sql::Connection& db, const StoredSubgroup& subgroup) {
+  store::KeepFindable(
+      db, {subgroup.id, subgroup.part, subgroup.process, subgroup.time, subgroup.label});
+  sql::Query(db, "DELETE FROM subgroup_descriptor WHERE subgroup = ?1", subgroup.id).Run();
+}
+
+void DropComments(sql::Connection& db, const StoredRecord& record) {
+  sql::Query(db,
+             "DELETE FROM comment WHERE subgroup = ?1 AND test = ?2 AND NOT EXISTS "
+             "(SELECT 1 FROM log WHERE object = 'comment ' || comment.id)",
+             record.subgroup.id, record.test)
+      .Run();
+}
+
+bool GivesWay(sql::Connection& db, std::int32_t subgroup) {
+  const auto stored = NeededSubgroup(db, subgroup);
+  if (!ReadRecords(db, stored).empty()) return false;
+  const auto label = "deleted #" + std::to_string(stored.id);
+  store::ReplaceSubgroup(db, {stored.id, stored.part, stored.process, stored.time, label});
+  return true;
 }
 
 std::int32_t TypeOf(sql::Connection& db, std::int32_t test) {

@@ -12,6 +12,7 @@
 #include "engine/sql/texts.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/import/import_kind.h"
+#include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "system/Sha256.h"
@@ -42,7 +43,8 @@ std::string Sha256OfFile(const std::string& name) {
 // What the file was, and what has come of it: a row of the table and an entry of the log, which
 // names the first of those that its lines have added.
 void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile& kind,
-               const ImportFile& file, const ImportOptions& options, std::int64_t first_entry) {
+               const ImportFile& file, const ImportOptions& options, std::int64_t first_entry,
+               const log::AddedNames& names) {
   const auto& report = file.report;
   const bool has_values = kind.kind == ImportKind::Values;
   const auto source = sql::MadeStorable(name);  // a file's name may be any bytes
@@ -53,6 +55,7 @@ void KeepBatch(log::Writing& writing, const std::string& name, const KindOfFile&
   if (!file.digest.empty()) after["digest"] = file.digest;
   if (first_entry != writing.Next()) after["first"] = first_entry;
   if (!of_source.empty()) after["source_sha256"] = of_source;
+  if (has_values) names.AddTo(after);
   const auto entry =
       writing.Add("import", "batch " + std::to_string(file.batch), {}, log::CanonicalText(after));
   Run(writing.Db(),
@@ -87,6 +90,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
                   options.refuse_new_items,
                   sql::TakeIds(connection, "batch")};
   const auto first_entry = writing.Next();
+  const log::AddedNames names(connection);
   const auto take_line = kind.begin(file);
   while (file.table.Next()) take_line();
   if (file.finish) file.finish();
@@ -95,7 +99,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   file.report.new_items = file.names.NewItems();
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
-  KeepBatch(writing, name, kind, file, options, first_entry);
+  KeepBatch(writing, name, kind, file, options, first_entry, names);
   const auto touched = file.touched.All();
   for (const auto& each : touched) file.report.streams.push_back(each.stream);
   std::vector<std::int64_t> without_limits;

@@ -72,7 +72,7 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 }
 
 std::vector<Note> ImportNames::Notes() const {
-  std::vector<Note> notes;
+  auto notes = inactive_;
   for (const auto& [former, name] : renamed_) {
     notes.push_back({"former-name", "\"" + former + "\" is now called \"" + name + "\"", {}});
   }
@@ -81,7 +81,13 @@ std::vector<Note> ImportNames::Notes() const {
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) {
-    if (Of(kind).inactive.erase(*id) != 0) change::ReviveUndone(db_, kind, *id);
+    if (Of(kind).inactive.erase(*id) != 0 && !change::ReviveUndone(db_, kind, *id)) {
+      inactive_.push_back({"inactive",
+                           change::InactiveText(db_, kind, *id, std::string(name)) +
+                               "; orvspc edit activate " + std::string(WordOf(kind)) +
+                               " takes it back",
+                           {}});
+    }
     return *id;
   }
   static const auto rows = [] {

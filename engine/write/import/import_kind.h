@@ -83,7 +83,8 @@ class ImportNames {
   std::int64_t Added() const { return added_; }
   // The first ten parts, processes and tests that were added.
   const std::vector<NewItem>& NewItems() const { return new_items_; }
-  // A note for each former name that was found: "A" is now called "B".
+  // A note for each name that was taken and is not active, and for each former name that was found:
+  // "A" is now called "B".
   std::vector<Note> Notes() const;
 
  private:
@@ -101,6 +102,7 @@ class ImportNames {
   std::array<Table, catalogue::kItemKinds> tables_;
   std::int64_t added_ = 0;
   std::vector<NewItem> new_items_;
+  std::vector<Note> inactive_;
   std::map<std::string, std::string> renamed_;  // former names that were found
 };
 

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <utility>
 
+#include "engine/write/change/Items.h"
+
 namespace orvspc::engine::record {
 namespace {
 
@@ -44,14 +46,23 @@ const KnownItem* KnownNames::Find(ItemKind kind, std::string_view name) {
     if (query.Step()) query.Read(item.id, item.is_active, item.renamed_to);
   }
   if (item.id == 0) return nullptr;
+  item.was_undone = !item.is_active && change::WasUndone(db_, kind, item.id);
   if (items.size() >= kMostKept) items.clear();
   return &items.emplace(name, std::move(item)).first->second;
 }
 
 std::int32_t KnownNames::Take(ItemKind kind, std::string_view name) {
-  if (const auto* found = Find(kind, name)) return found->id;
+  if (const auto* found = Find(kind, name)) {
+    const auto id = found->id;
+    if (!found->was_undone) return id;
+    change::ReviveUndone(db_, kind, id);
+    auto& items = items_[static_cast<std::size_t>(kind)];
+    const auto kept = items.find(name);
+    if (kept != items.end()) kept->second = {id, true, false, kept->second.renamed_to};
+    return id;
+  }
   const auto id = static_cast<std::int32_t>(import::Add(db_, NewItem(kind), name));
-  items_[static_cast<std::size_t>(kind)].emplace(name, KnownItem{id, true, {}});
+  items_[static_cast<std::size_t>(kind)].emplace(name, KnownItem{id, true, false, {}});
   return id;
 }
 
@@ -76,8 +87,11 @@ void KnownNames::Read(KnownStream& stream) {
   const auto& [part, process, test] = stream.names;
   const auto id_of = [&](ItemKind kind, const std::string& name) {
     const auto* item = Find(kind, name);
-    return item == nullptr ? 0 : item->id;
+    if (item == nullptr) return 0;
+    stream.was_undone |= item->was_undone;
+    return item->id;
   };
+  stream.was_undone = false;
   stream.part = id_of(ItemKind::Part, part);
   stream.process = id_of(ItemKind::Process, process);
   stream.test = id_of(ItemKind::Test, test);
@@ -101,9 +115,10 @@ void KnownNames::Read(KnownStream& stream) {
 void KnownNames::Settle(KnownStream& stream, std::int32_t type) {
   static const auto insert = import::InsertNew("stream(part, process, test)");
   const auto& [part, process, test] = stream.names;
-  if (stream.part == 0) stream.part = Take(ItemKind::Part, part);
-  if (stream.process == 0) stream.process = Take(ItemKind::Process, process);
-  if (stream.test == 0) stream.test = Take(ItemKind::Test, test);
+  stream.part = Take(ItemKind::Part, part);
+  stream.process = Take(ItemKind::Process, process);
+  stream.test = Take(ItemKind::Test, test);
+  stream.was_undone = false;
   if (stream.id == 0) {
     stream.id = import::FindOrAdd(
                     db_, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 AND test = ?3",

@@ -24,7 +24,8 @@ namespace orvspc::engine::record {
 struct KnownItem {
   std::int32_t id = 0;
   bool is_active = true;
-  std::string renamed_to;  // the present name of an item that was found by a former one
+  bool was_undone = false;  // not active since its batch was undone: active once it is written
+  std::string renamed_to;   // the present name of an item that was found by a former one
 };
 
 // Values that a test can reasonably have, from a time on.
@@ -39,6 +40,7 @@ struct KnownStream {
   std::int32_t part = 0, process = 0, test = 0;  // identifiers; 0: the database lacks the name
   std::int64_t id = 0;                           // 0: has no values yet
   std::int32_t type = 0;                         // of the test; 0: not settled yet
+  bool was_undone = false;                       // one of the names
   std::int32_t subgroup_size = 0;                // pieces that belong to a subgroup; 0: any number
   std::vector<ReasonableLimits> limits;          // by effective time
 };
@@ -51,7 +53,7 @@ class KnownNames {
 
   // Null for a name that the database lacks. Lives until the next call.
   const KnownItem* Find(ItemKind kind, std::string_view name);
-  // Adds a name that is new, as imports do.
+  // Adds a name that is new, as imports do. What was undone is in use again.
   std::int32_t Take(ItemKind kind, std::string_view name);
 
   // What it is called now; the name itself unless it is a former one.
@@ -59,6 +61,10 @@ class KnownNames {
 
   // The same one for present and former names. Lives until Forget().
   KnownStream& Stream(const std::string& part, const std::string& process, const std::string& test);
+  // Whether Settle() has something to do.
+  static bool IsSettled(const KnownStream& stream) {
+    return stream.id != 0 && stream.type != 0 && !stream.was_undone;
+  }
   // Adds what is new: names, the stream, the type of the test.
   void Settle(KnownStream& stream, std::int32_t type);
 

@@ -246,7 +246,7 @@ void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::st
     const auto text = catalogue::NoSuchItem(db_, kind, name);
     Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
   }
-  if (!item->is_active) {
+  if (!item->is_active && !item->was_undone) {
     Refuse("inactive", field, name, change::InactiveText(db_, kind, item->id, name));
   }
   if (!item->renamed_to.empty()) {

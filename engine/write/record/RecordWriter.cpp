@@ -54,20 +54,6 @@ bool HasRecord(sql::Connection& db, std::int64_t stream, const store::RecordKey&
 
 }  // namespace
 
-// Of all subgroups of a part and process that the newest has: what an import numbered goes on.
-std::int64_t RecordWriter::NewestLabel(const KnownStream& stream) {
-  const auto newest = import::IntOf(
-      db_,
-      "SELECT coalesce(max(n), 0) FROM (SELECT max(m.subgroup) AS n FROM measurement m "
-      "JOIN stream s ON s.id = m.stream WHERE s.part = ?1 AND s.process = ?2 "
-      "UNION ALL SELECT max(c.last_subgroup) FROM measurement_chunk c "
-      "JOIN stream s ON s.id = c.stream WHERE s.part = ?1 AND s.process = ?2) AS ids",
-      stream.part, stream.process);
-  const auto id = static_cast<std::int32_t>(newest.value_or(0));
-  const auto labels = store::ReadLabels(db_, id, id);
-  return labels.empty() ? 0 : write::NumberOfLabel(labels.front().second);
-}
-
 RecordWriter::Counter& RecordWriter::CounterOf(const KnownStream& stream) {
   const auto [found, is_new] = counters_.try_emplace(Source(stream.names[0], stream.names[1]));
   auto& counter = found->second;
@@ -75,7 +61,7 @@ RecordWriter::Counter& RecordWriter::CounterOf(const KnownStream& stream) {
     auto& known = known_.LastLabel(stream.part, stream.process);
     if (!known) known = write::LastLabel(db_, stream.part, stream.process);
     counter.is_changed = !known;
-    if (!known) known = NewestLabel(stream);
+    if (!known) known = write::HighestLabel(db_, stream.part, stream.process);
     counter.last = *known;
   }
   return counter;
@@ -171,9 +157,7 @@ std::vector<std::pair<const NewRecord*, Refused>> RecordWriter::DropStored() {
 
 void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   for (const auto& [record, place] : records_) {
-    if (record->stream->id == 0 || record->stream->type == 0) {
-      known_.Settle(*record->stream, record->type);
-    }
+    if (!KnownNames::IsSettled(*record->stream)) known_.Settle(*record->stream, record->type);
   }
   WriteLabels();
   WriteSubgroups();

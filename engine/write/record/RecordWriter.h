@@ -62,7 +62,6 @@ class RecordWriter {
   Counter& CounterOf(const KnownStream& stream);
   std::string NextLabel(const CheckedRecord& record);
   void PassLabel(const CheckedRecord& record);
-  std::int64_t NewestLabel(const KnownStream& stream);
   void FindSubgroups();
   void WriteLabels();
   void WriteSubgroups();

@@ -12,6 +12,7 @@
 #include "engine/sql/failure.h"
 #include "engine/time/calendar.h"
 #include "engine/write/alarms/Judge.h"
+#include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
@@ -383,6 +384,7 @@ void Recorder::PerformBatch(Call& call) {
     log::Writing writing(db, call.actor);
     call.has_written = true;
     answer.batch = sql::TakeIds(db, "batch");
+    const log::AddedNames names(db);
     writer.Write(writing, answer.batch);
     const auto entry = writing.Next();
     for (const auto& placed : writer.Records()) {
@@ -390,7 +392,7 @@ void Recorder::PerformBatch(Call& call) {
       answer.records[place_of(placed.record->sent)] = {
           subgroup.id, subgroup.label, subgroup.time, entry, false, placed.record->notes};
     }
-    AddBatch(writing, writer, answer.batch, records.size(), key);
+    AddBatch(writing, writer, answer.batch, records.size(), key, names);
     std::vector<Recorded*> answers;
     for (const auto& placed : writer.Records()) {
       answers.push_back(&answer.records[place_of(placed.record->sent)]);
@@ -453,7 +455,7 @@ void Recorder::Judge(log::Writing& writing, const RecordWriter& writer,
 
 // The row of a batch and its entry of the log.
 void Recorder::AddBatch(log::Writing& writing, const RecordWriter& writer, std::int64_t batch,
-                        std::size_t lines, const std::string& key) {
+                        std::size_t lines, const std::string& key, const log::AddedNames& names) {
   const auto count = writer.Records().size();
   const auto& digest = writer.Digest();
   import::Run(*connection_,
@@ -462,6 +464,7 @@ void Recorder::AddBatch(log::Writing& writing, const RecordWriter& writer, std::
               batch, key, lines, count, digest, writing.Next());
   log::Json after = {{"kind", "record"}, {"records", count}, {"digest", digest}};
   if (!key.empty()) after["key"] = key;
+  names.AddTo(after);
   writing.Add("batch", "batch " + std::to_string(batch), {}, log::CanonicalText(after));
 }
 

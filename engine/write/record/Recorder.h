@@ -16,6 +16,7 @@
 #include "engine/sql/Connection.h"
 #include "engine/store/SqlStore.h"
 #include "engine/write/alarms/StreamStore.h"
+#include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "engine/write/record/KnownNames.h"
@@ -74,7 +75,7 @@ class Recorder {
   void Judge(log::Writing& writing, const RecordWriter& writer,
              const std::vector<Recorded*>& answers);
   void AddBatch(log::Writing& writing, const RecordWriter& writer, std::int64_t batch,
-                std::size_t lines, const std::string& key);
+                std::size_t lines, const std::string& key, const log::AddedNames& names);
   struct Known {
     Recorded record;
     std::int64_t batch = 0;

@@ -39,5 +39,25 @@ TEST_F(LastLabelTest, OfWhatBecomesOneTheGreaterCounts) {
   });
 }
 
+TEST_F(LastLabelTest, WithoutARowTheHighestLabelCounts) {
+  using enum catalogue::ItemKind;
+  Import(
+      "part,process,test,subgroup,time,value\nA,P,T,20,2024-01-20,1\nA,P,T,A7,2024-01-21,1\n"
+      "A,Q,T,90,2024-01-22,1\nB,P,T,7,2024-01-23,1\n");
+  const auto a = Id(Part, "A"), b = Id(Part, "B"), p = Id(Process, "P");
+  Opened()->Write([&](sql::Connection& db) {
+    EXPECT_EQ(HighestLabel(db, a, p), 20);
+    EXPECT_EQ(HighestLabel(db, a, 99), 0);
+    SettleLastLabel(db, a, p, 3);
+    EXPECT_EQ(LastLabel(db, a, p), 20);
+    SettleLastLabel(db, a, p, 25);
+    SettleLastLabel(db, a, p, 4);
+    EXPECT_EQ(LastLabel(db, a, p), 25);
+    SetLastLabel(db, 98, p, 2);
+    JoinLastLabels(db, Part, 98, b);
+    EXPECT_EQ(LastLabel(db, b, p), 7);
+  });
+}
+
 }  // namespace
 }  // namespace orvspc::engine::write

@@ -177,6 +177,27 @@ TEST_F(BatchesTest, AnUndoneFileIsImportedAgain) {
   EXPECT_FALSE(NamesInUse(Data()).contains("lot L1")) << "somebody wanted it so";
 }
 
+TEST_F(BatchesTest, NamesThatWereThereBeforeStayInUse) {
+  Import("part,factor\nA,2\n", ImportKind::Parts);
+  const auto names = NamesInUse(Data());
+  const auto first = Import(kFirst).batch;
+  const auto second =
+      Import("part,process,test,subgroup,time,value,lot\nA,P,T,9,2024-01-09,1,L1\n").batch;
+  EXPECT_EQ(Undo(first).names, 0) << "the second one has the others";
+  EXPECT_EQ(Undo(second).names, 3) << "which nothing but the first one brought";
+  EXPECT_EQ(NamesInUse(Data()), names) << "part A";
+}
+
+TEST_F(BatchesTest, ANameThatSomebodyDeactivatedIsNotedByImports) {
+  Import(kFirst);
+  Data().SetActive(ItemKind::Part, "A", false, Why());
+  const auto report = Import("part,process,test,subgroup,time,value\nA,P,T,9,2024-01-09,1\n");
+  ASSERT_FALSE(report.notes.empty());
+  EXPECT_EQ(report.notes[0].code, "inactive");
+  EXPECT_TRUE(report.notes[0].text.starts_with("\"A\" is deactivated since 20"));
+  EXPECT_TRUE(report.notes[0].text.ends_with("; orvspc edit activate part takes it back"));
+}
+
 // What came with one import goes, what another or a record brought, too, stays.
 TEST_F(BatchesTest, DescriptorsOfSharedSubgroupsGoWithTheImportThatBroughtThem) {
   const auto line = [](const char* test, const char* colour) {

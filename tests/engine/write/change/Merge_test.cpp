@@ -325,6 +325,32 @@ TEST_F(MergeTest, PhasesThatWouldOverlapAreRefused) {
   EXPECT_EQ(Data().Phases().size(), 2U) << "one ends where the other begins";
 }
 
+TEST_F(MergeTest, SubgroupsWithoutValuesGiveWay) {
+  const std::string lines =
+      "A,P,T,1,2024-01-01,1,\nA,P,T,2,2024-01-02,2,\nB,P,T,1,2024-01-01,3,\n"
+      "B,P,T,2,2024-01-02,4,\n";
+  Import(kHeader + lines);
+  const auto of_from = Data().DeleteSubgroups({1}, {}, Why()).at(0).version;
+  const auto of_into = Data().DeleteSubgroups({4}, {}, Why()).at(0).version;
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(DigestOf(Db()),
+            DigestOfFile(std::string(kHeader) + "B,P,T,2,2024-01-02,2,\nB,P,T,1,2024-01-01,3,\n"));
+  EXPECT_EQ(Data().FindSubgroups("B", "P", "1", {}), std::vector{3});
+  const auto taken = change::RefusalOf([&] { Data().Restore(of_from, BecauseOf("was right")); });
+  EXPECT_EQ(taken, "stored: #3 has this label and time already");
+  // Which is free again.
+  Data().DeleteSubgroups({3}, {}, Why());
+  Data().Restore(of_from, Why());
+  EXPECT_EQ(Data().SubgroupLabel(1), "1");
+  EXPECT_EQ(Data().FindSubgroups("B", "P", "1", {}), std::vector{1});
+  SubgroupChange change;
+  change.label = "3";
+  Data().ChangeSubgroups({2}, {}, change, Why());
+  Data().Restore(of_into, Why());
+  EXPECT_EQ(Data().SubgroupLabel(4), "2");
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
 TEST_F(MergeTest, WhatCannotBeJoinedIsRefusedWithAList) {
   Import(std::string(kHeader) +
          "A,P,T,1,2024-01-01,1,\nB,P,T,1,2024-01-01,2,\nB,P,U,1,2024-01-01,"

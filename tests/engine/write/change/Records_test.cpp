@@ -283,6 +283,22 @@ TEST_F(ChangeTest, LabelAndTimeAreThoseOfTheWholeSubgroup) {
             "stored: #3 has this label and time already");
 }
 
+TEST_F(ChangeTest, ADeletedSubgroupLeavesItsLabelAndTime) {
+  const auto digest = Digest();
+  const auto deleted = Data().DeleteSubgroups({4}, {}, Why());
+  SubgroupChange change;
+  change.label = "4";
+  change.time = *platform::ParseIsoTime(TimeOf(4));
+  const auto moved = Data().ChangeSubgroups({5}, {}, change, Why());
+  EXPECT_EQ(Data().SubgroupLabel(5), "4");
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(deleted.at(0).version, Why()); }),
+            "stored: #5 has this label and time already");
+  Data().Restore(moved.at(0).version, Why());
+  for (const auto& each : deleted) Data().Restore(each.version, Why());
+  EXPECT_EQ(Data().SubgroupLabel(4), "4");
+  EXPECT_EQ(Digest(), digest);
+}
+
 TEST_F(ChangeTest, WhoAndWhereChangeByName) {
   SubgroupChange change;
   change.context = {{"lot", "L1"}};

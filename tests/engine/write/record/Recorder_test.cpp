@@ -626,6 +626,103 @@ TEST_F(RecorderTest, LabelsGoOnFromTheNewestImport) {
   EXPECT_EQ(Make(Diameter({1})).label, "43");
 }
 
+TEST_F(RecorderTest, LabelsGoOnFromTheHighestOfAnImport) {
+  Import(
+      "part,process,test,subgroup,time,value\nRing,Press A,Diameter,20,2026-03-01,1\n"
+      "Ring,Press A,Diameter,A7,2026-03-02,1\n");
+  EXPECT_EQ(Make(Diameter({1})).label, "21");
+}
+
+TEST_F(RecorderTest, LabelsGoOnBehindOneThatWasChanged) {
+  EXPECT_EQ(Make(Diameter({1})).label, "1");
+  SubgroupChange change;
+  change.label = "6";
+  ChangeOptions why;
+  why.actor = kAnn;
+  why.reason = "as on the sheet";
+  Into().ChangeSubgroups({1}, {}, change, why);
+  EXPECT_EQ(Make(Diameter({1})).label, "7");
+}
+
+TEST_F(RecorderTest, AfterAMergeNoLabelIsGivenAgain) {
+  ChangeOptions why;
+  why.actor = kAnn;
+  why.reason = "two names of one";
+  for (const bool is_into_imported : {true, false}) {
+    const std::string into = is_into_imported ? "Into" : "Ring 2",
+                      from = is_into_imported ? "Ring" : "From";
+    auto record = Diameter({1});
+    record.part = is_into_imported ? from : into;
+    EXPECT_EQ(Make(record).label, "1");
+    EXPECT_EQ(Make(record).label, "2");
+    Import("part,process,test,subgroup,time,value\n" + (is_into_imported ? into : from) +
+           ",Press A,Diameter,20,2026-03-01,1\n");
+    Into().Merge(ItemKind::Part, from, into, why);
+    record.part = into;
+    EXPECT_EQ(Make(record).label, "21") << into;
+  }
+}
+
+TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
+  auto record = Diameter({1});
+  record.context = {{"lot", "L9"}, {"shift", "Late"}, {"employee", "Bob"}};
+  const auto store = [&] {
+    BatchOptions options;
+    options.names = NewNames::Create;
+    auto batch = Into().Begin(kAnn, options);
+    batch.Add(record);
+    return batch.Commit().batch;
+  };
+  ChangeOptions why;
+  why.actor = kAnn;
+  why.reason = "wrong sheet";
+  Into().UndoImport(store(), false, why);
+  EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM part WHERE active = 1"), 0);
+  const auto again = store();
+  for (const char* kind : {"part", "process", "test", "lot", "shift", "employee"}) {
+    EXPECT_EQ(Value(std::string("SELECT count(*) FROM ") + kind + " WHERE active = 0"), 0) << kind;
+  }
+  Into().UndoImport(again, false, why);
+  record.context.clear();
+  record.time += 1;
+  const auto plain = Make(record);
+  EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 0);
+  SubgroupChange change;
+  change.context = {{"lot", "L9"}};
+  Into().ChangeSubgroups({plain.subgroup}, {}, change, why);
+  EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 1);
+  // Somebody wanted this one so.
+  Into().SetActive(ItemKind::Part, "Ring", false, why);
+  record.time += 1;
+  EXPECT_EQ(RefusalOf(record)->code, "inactive");
+}
+
+TEST_F(RecorderTest, ANewRecordHasNothingOfADeletedOne) {
+  auto record = Diameter({1});
+  record.label = "7";
+  record.context = {{"descriptor:Colour", "red"}};
+  record.comments = {"scratched"};
+  const auto id = Make(record).subgroup;
+  ChangeOptions why;
+  why.actor = kAnn;
+  why.reason = "wrong ring";
+  const auto entry = Into().DeleteSubgroups({id}, {}, why).at(0).version;
+  EXPECT_EQ(Value("SELECT count(*) FROM comment"), 0);
+  Into().Restore(entry, why);
+  EXPECT_EQ(Value("SELECT count(*) FROM comment"), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM subgroup_descriptor"), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM descriptor_source"), 1);
+  Into().DeleteSubgroups({id}, {}, why);
+  record.context = {{"descriptor:Colour", "blue"}};
+  record.comments.clear();
+  EXPECT_EQ(Make(record).subgroup, id);
+  EXPECT_EQ(Value("SELECT count(*) FROM comment"), 0);
+  EXPECT_EQ(Text("SELECT d.name FROM subgroup_descriptor s JOIN descriptor d "
+                 "ON d.id = s.descriptor ORDER BY d.name DESC"),
+            "blue");
+}
+
 TEST_F(RecorderTest, ALabelThatIsCountedIsNeverThatOfAnImport) {
   EXPECT_EQ(Make(Diameter({1})).label, "1");
   Import(
