@@ -25,7 +25,7 @@ constexpr std::size_t kMaxFinds = 1000, kMaxOfPages = 100;
 
 // A reference from a column of a table to a row of another.
 struct Link {
-  std::string_view table, column, to, key = "id";
+  std::string_view table, column, to, key = "id", none = "NULL";  // none: what names nothing
 };
 // Those that the list of tables does not have.
 constexpr Link kMoreLinks[] = {
@@ -40,6 +40,7 @@ constexpr Link kMoreLinks[] = {
     {"missed_sample", "event", "event"},
     {"missed_sample", "requirement", "requirement"},
     {"delivery", "outbox", "outbox"},
+    {"descriptor_source", "batch", "batch", "id", "0"},
 };
 
 // Rows of limits that serve the same charts; the third and fourth columns are their chart words.
@@ -109,10 +110,10 @@ const std::vector<LinkQuery>& LinkQueries() {
       const std::string column = "x." + std::string(link.column);
       all.push_back({link.table, link.to, link.column,
                      "SELECT x." + std::string(KeyOf(link.table)) + ", " + column + " FROM " +
-                         std::string(link.table) + " x WHERE " + column +
-                         " IS NOT NULL AND NOT EXISTS (SELECT 1 FROM " + std::string(link.to) +
-                         " n WHERE n." + std::string(link.key) + " = " + column +
-                         ") ORDER BY 1, 2"});
+                         std::string(link.table) + " x WHERE nullif(" + column + ", " +
+                         std::string(link.none) + ") IS NOT NULL AND NOT EXISTS (SELECT 1 FROM " +
+                         std::string(link.to) + " n WHERE n." + std::string(link.key) + " = " +
+                         column + ") ORDER BY 1, 2"});
     }
     return all;
   }();

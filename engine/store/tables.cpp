@@ -89,7 +89,7 @@ constexpr Table kTables[] = {
      "id kind:t source:t source_sha256:t profile:t key:t lines:i records:i digest:t state:t "
      "entry:i",
      TableUse::History},
-    {"descriptor_source", "subgroup# descriptor:i tsno:i batch:i", TableUse::History},
+    {"descriptor_source", "subgroup# descriptor>descriptor tsno:i batch:i", TableUse::History},
     {"client_key", "key:t fingerprint:t subgroup:i batch:i entry:i made:i answer:t",
      TableUse::History},
     {"alias", "kind:t name:t item:i", TableUse::History},

@@ -161,23 +161,31 @@ std::vector<Note> NotesOfOther(std::vector<Note> first, const std::vector<Note>&
   return first;
 }
 
-// Charts of defects have limits for counts without an upper end, so they take no defectives.
-void LeaveOutDefectives(const Analysis& run, const CCProcessing& processing) {
+constexpr std::int32_t kNoted = 1000;  // subgroups that a note looks at
+
+std::string TestNames(const std::vector<ListedItem>& tests) {
+  std::vector<std::string> names;
+  for (const auto& test : tests) names.push_back(test.name);
+  return render::Joined(names, ", ");
+}
+
+// "defectives on a chart of defects, whose limits know no upper end: Leaks; see --graph1 p"
+void NoteDefectives(const Analysis& run, const CCProcessing& processing, std::vector<Note>& notes) {
   constexpr std::int32_t kOfDefects[] = {ccGraph1C, ccGraph1U, ccGraph1Dpto, ccGraph1Dpmo};
-  if (std::ranges::find(kOfDefects, processing.Graph1Type()) != std::end(kOfDefects) &&
-      !TestsOf(run, ttDefectives, 1).empty()) {
-    IncludeTests(*run.select, ttDefects);
-  }
+  if (std::ranges::find(kOfDefects, processing.Graph1Type()) == std::end(kOfDefects)) return;
+  const auto tests = TestsOf(run, ttDefectives, kNoted);
+  if (tests.empty()) return;
+  notes.push_back({"defectives-as-defects",
+                   "defectives on a chart of defects, whose limits know no upper end: " +
+                       TestNames(tests) + "; see --graph1 p",
+                   ""});
 }
 
 // "Leaks counts defectives and is not on this chart; --test Leaks draws it"
 void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
-  constexpr std::int32_t kLookedAt = 1000;
-  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), kLookedAt);
+  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), kNoted);
   if (tests.empty()) return;
-  std::vector<std::string> names;
-  for (const auto& test : tests) names.push_back(test.name);
-  std::string text = render::Joined(names, ", ");
+  std::string text = TestNames(tests);
   if (tests.size() > 1) {
     text += " are of another kind and not on this chart; --test NAME draws them";
   } else {
@@ -227,12 +235,12 @@ Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processi
   const std::int32_t shown = results->TotalSubgroups();
   NoteCut(run, kMax, shown, report.notes);
   if (shown != 0) NoteLeftOut(run, report.notes);
+  if (shown != 0) NoteDefectives(run, *processing, report.notes);
   if (shown == 0) NoteEmpty(run, kMax, report.notes);
   return {std::move(text), shown == 0, std::move(report.notes), status};
 }
 
 Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
-  LeaveOutDefectives(run, *processing);
   if (run.format == "xml") return StoredChart(run, processing);
   auto document = RunChart(run.database, run.select, processing);
   if (document.chart.subgroups.rows.empty()) {
@@ -245,6 +253,7 @@ Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
   const bool empty = document.chart.subgroups.rows.empty();
   NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
   if (!empty) NoteLeftOut(run, document.notes);
+  if (!empty) NoteDefectives(run, *processing, document.notes);
   if (empty) NoteEmpty(run, kMax, document.notes);
   const int status = StatusOf(run, document.chart);
   return {Formatted(std::move(document), run), empty, {}, status};

@@ -277,6 +277,15 @@ TEST_F(ServerFailureTest, ARecorderStoresValuesAndNoLimits) {
   ChangeOptions why;
   why.reason = "a slip of the hand";
   EXPECT_EQ(FailureOf([&] { press.ChangeFlag({1}, {}, sfDisabled, why); }), "");
+  // An import that was wrong is undone and sent again, with names and descriptors that are its own.
+  const std::string lot =
+      "part,process,test,subgroup,time,value,lot,descriptor:Cavity\n"
+      "A,P,T,lot,2024-03-01,9.5,L99,C2\n";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(store(lot, ImportKind::Values), "");
+    const auto newest = press.Imports().front().id;
+    EXPECT_EQ(FailureOf([&] { press.UndoImport(newest, false, why); }), "");
+  }
   EXPECT_EQ(as_press("UPDATE comment SET note = 'later'"), "");
   EXPECT_EQ(as_press("DELETE FROM comment"), "");
   for (const char* sql :

@@ -104,7 +104,10 @@ TEST_F(CheckTest, EachReferenceIsFollowed) {
       {"UPDATE control_limit SET replaced_by = 99 WHERE id = 1",
        "control_limit 1: its replaced_by 99 is missing\n"},
       {"DELETE FROM descriptor WHERE name = 'red'",
-       "subgroup_descriptor 601: its descriptor 1 is missing\n"},
+       "subgroup_descriptor 601: its descriptor 1 is missing\n"
+       "descriptor_source 601: its descriptor 1 is missing\n"},
+      {"UPDATE descriptor_source SET batch = 99 WHERE subgroup = 601",
+       "descriptor_source 601: its batch 99 is missing\n"},
       {"INSERT INTO item_group(id, kind, name) VALUES(0, 'part', 'G');"
        "INSERT INTO item_group_member(item_group, item) VALUES(0, 55)",
        "item_group G: its item 55 is missing\n"},
