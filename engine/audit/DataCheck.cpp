@@ -512,8 +512,9 @@ class Checker {
   // The newest before an entry.
   Made* FindMade(const Place& place, bool is_former, std::int64_t until) {
     Made* newest = nullptr;
-    for (auto& made : std::ranges::equal_range(made_, place, {}, &Made::place)) {
-      if (made.is_former == is_former && made.seq < until) newest = &made;
+    auto made = std::ranges::lower_bound(made_, place, {}, &Made::place);
+    for (; made != made_.end() && made->place == place; ++made) {
+      if (made->is_former == is_former && made->seq < until) newest = &*made;
     }
     return newest;
   }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
 #include <charconv>
 
 #include "host/cli/SubgroupOptions.h"
@@ -8,6 +9,11 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Number kTsno{{"tsno", "N", "the piece that it is about", "the whole subgroup"}, 0};
+
+constexpr unsigned kOfAdd = 1;
+std::array<PartOfOptions, 1> OfAdd() {
+  return {{{kOfAdd, {kOfPart, kOfProcess, kOfTest, kLabel, kAt, kTsno}}}};
+}
 
 std::int64_t CommentOf(const Arguments& arguments) {
   const auto& words = arguments.Positional();
@@ -35,6 +41,7 @@ std::int32_t SubgroupOfAdd(const Arguments& arguments, const QualityDatabase& da
 
 int Run(const Arguments& arguments, Console& console) {
   const auto verb = VerbOf(arguments, {"add", "edit", "remove"});
+  RefuseOthers(arguments, OfAdd(), verb == "add" ? kOfAdd : 0, "comment " + verb);
   auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   const auto options = ChangeOptionsOf(arguments);
   if (verb == "add") {
@@ -66,8 +73,8 @@ Command CommentCommand() {
           "comment remove NUMBER --reason TEXT\n"
           "SUBGROUP is #4711; without it --part, --process, --label and --at say which.",
           "orvspc comment add '#17' 'new tool' --db q.db",
-          {kDatabase, kOfPart, kOfProcess, kOfTest, kLabel, kAt, kTsno, kBy, kStation, kReason,
-           kExpect, kDryRun},
+          Together(std::vector<Option>{kDatabase}, OptionsOf(OfAdd()),
+                   std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
           Run,
           3};
 }

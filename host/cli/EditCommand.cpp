@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
-#include <map>
 #include <ostream>
 
 #include "host/cli/SubgroupOptions.h"
@@ -20,6 +20,7 @@ constexpr Number kTsno{
 constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
+constexpr Option kForce{"force", nullptr, "a value beyond the reasonable limits, too"};
 constexpr Option kOfValue[] = {
     {"defect", "CODE", "the count of this defect; empty: of none"},
     {"serial", "NAME", "the value with this serial number; with --add the one that it gets"},
@@ -82,7 +83,8 @@ Changes EditValue(Edit& edit) {
   ValueChange change;
   const bool removes = edit.arguments.Has(kRemove), adds = edit.arguments.Has(kAdd);
   if (removes && adds) throw Misuse("--add and --remove exclude each other");
-  if (removes && edit.arguments.Has(kTo)) throw Misuse("--remove takes no --to");
+  const auto of_value = edit.arguments.FirstOf(std::array{kTo, kForce});
+  if (removes && !of_value.empty()) throw Misuse("--remove takes no " + of_value);
   change.what = removes ? Remove : adds ? Add : Set;
   const auto tests = edit.database.Items(ItemKind::Test);
   const auto found = std::ranges::find(tests, *test, &ListedItem::id);
@@ -93,6 +95,7 @@ Changes EditValue(Edit& edit) {
   }
   change.sbno = edit.arguments.Get(kSbno).value_or(0);
   if (!removes) change.value = edit.Value(kTo);
+  change.force = edit.arguments.Has(kForce);
   return edit.database.ChangeValue(SubgroupOf(edit.arguments, edit.database, edit.Subgroups()),
                                    *test, change, edit.options);
 }
@@ -103,7 +106,8 @@ Changes EditSubgroup(Edit& edit) {
   if (const auto time = arguments.Value(kTime)) change.time = StampOf(kTime, *time);
   change.label = arguments.Value(kNewLabel);
   // Beside "#4711" there is nothing to be found by a label.
-  if (!change.label && arguments.Positional().size() > 1) change.label = arguments.Value(kLabel);
+  const bool is_new_label = !change.label && !edit.Subgroups().empty();
+  if (is_new_label) change.label = arguments.Value(kLabel);
   if (arguments.Has(kSize)) change.size = edit.Value(kSize);
   for (const auto& option : kContext) {
     if (const auto name = arguments.Value(option)) change.context[option.name] = *name;
@@ -113,7 +117,8 @@ Changes EditSubgroup(Edit& edit) {
         "what changes? --time, --new-label, --size, --job, --lot, --shift, --revision, "
         "--workstation or --employee");
   }
-  return edit.database.ChangeSubgroups(SubgroupsOf(arguments, edit.database, edit.Subgroups()),
+  const auto naming = is_new_label ? arguments.Without(kLabel) : arguments;
+  return edit.database.ChangeSubgroups(SubgroupsOf(naming, edit.database, edit.Subgroups()),
                                        TestOf(arguments, edit.database), change, edit.options);
 }
 
@@ -190,22 +195,54 @@ Changes EditDeactivate(Edit& edit) {
   return SayTried(edit);
 }
 
-const std::map<std::string, Changes (*)(Edit&)>& Verbs() {
-  static const std::map<std::string, Changes (*)(Edit&)> verbs = {
-      {"flag", EditFlag},         {"value", EditValue},           {"subgroup", EditSubgroup},
-      {"delete", EditDelete},     {"restore", EditRestore},       {"rename", EditRename},
-      {"activate", EditActivate}, {"deactivate", EditDeactivate}, {"undo-import", EditUndoImport},
-      {"merge", EditMerge}};
-  return verbs;
+// Options that belong together. What is of every verb is not among them.
+enum Part : unsigned {
+  kOfSubgroup = 1,
+  kOfOneTest = 2,
+  kOfPiece = 4,
+  kOfMove = 8,
+  kOfTarget = 16,
+  kOfUndoing = 32,
+};
+const std::vector<PartOfOptions>& AllParts() {
+  static const std::vector<PartOfOptions> parts = {
+      {kOfTarget, {kTo}},
+      {kOfSubgroup, {kOfPart, kOfProcess, kLabel, kAt, kAll}},
+      {kOfOneTest, {kOfTest}},
+      {kOfPiece, Together(std::vector<Option>{kTsno, kSbno, kAdd, kRemove, kForce}, kOfValue)},
+      {kOfUndoing, {kKeepChanged}},
+      {kOfMove, Together(std::vector<Option>{kTime, kNewLabel, kSize}, kContext)}};
+  return parts;
 }
+
+struct Verb {
+  const char* name;
+  unsigned parts;
+  Changes (*run)(Edit&);
+};
+constexpr Verb kVerbs[] = {
+    {"activate", 0, EditActivate},
+    {"deactivate", 0, EditDeactivate},
+    {"delete", kOfSubgroup | kOfOneTest, EditDelete},
+    {"flag", kOfSubgroup | kOfOneTest | kOfTarget, EditFlag},
+    {"merge", kOfTarget, EditMerge},
+    {"rename", kOfTarget, EditRename},
+    {"restore", 0, EditRestore},
+    {"subgroup", kOfSubgroup | kOfOneTest | kOfMove, EditSubgroup},
+    {"undo-import", kOfUndoing, EditUndoImport},
+    {"value", kOfSubgroup | kOfOneTest | kOfTarget | kOfPiece, EditValue},
+};
 
 int Run(const Arguments& arguments, Console& console) {
   std::vector<std::string> names;
-  for (const auto& [name, run] : Verbs()) names.push_back(name);
-  const auto verb = VerbOf(arguments, names);
+  for (const auto& verb : kVerbs) names.emplace_back(verb.name);
+  const auto name = VerbOf(arguments, names);
+  const auto& verb =
+      *std::ranges::find_if(kVerbs, [&](const Verb& each) { return name == each.name; });
+  RefuseOthers(arguments, AllParts(), verb.parts, "edit " + name);
   Edit edit{arguments, QualityDatabase::Open(arguments.Required(kDatabase)),
             ChangeOptionsOf(arguments), console.out};
-  for (const auto& each : Verbs().at(verb)(edit)) {
+  for (const auto& each : verb.run(edit)) {
     console.out << "#" << each.subgroup << " " << edit.database.Name(ItemKind::Test, each.test)
                 << (edit.options.dry_run ? ": would be changed"
                                          : ": version " + std::to_string(each.version))
@@ -217,32 +254,29 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command EditCommand() {
-  return {
-      "edit",
-      "--db FILE VERB ... --reason TEXT [OPTIONS]",
-      "Corrects what is stored: values, flags, subgroups, names",
-      "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
-      "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove; a count by "
-      "--defect CODE\n"
-      "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
-      "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
-      "number of the log\n"
-      "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "
-      "imports\" lists them\n"
-      "edit merge KIND NAME --to NAME: two items become one\n"
-      "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
-      "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
-      "the log with what was there before.",
-      "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
-      "--db q.db",
-      Together(
-          std::vector<Option>{kDatabase, kTo, kOfPart, kOfProcess, kOfTest, kLabel, kAt, kAll,
-                              kTsno, kSbno, kAdd, kRemove, kKeepChanged, kTime, kNewLabel, kSize},
-          kOfValue, kContext, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
-      Run,
-      1000,
-      nullptr,
-      Always};
+  return {"edit",
+          "--db FILE VERB ... --reason TEXT [OPTIONS]",
+          "Corrects what is stored: values, flags, subgroups, names",
+          "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
+          "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove; a count by "
+          "--defect CODE\n"
+          "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
+          "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
+          "number of the log\n"
+          "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "
+          "imports\" lists them\n"
+          "edit merge KIND NAME --to NAME: two items become one\n"
+          "edit rename KIND NAME --to NAME, edit deactivate KIND NAME, edit activate KIND NAME\n"
+          "SUBGROUP is #4711, or --part, --process, --label and --at. Each change is an entry of "
+          "the log with what was there before.",
+          "orvspc edit value '#17' --test Diameter --tsno 3 --to 74.031 --reason 'typed wrongly' "
+          "--db q.db",
+          Together(std::vector<Option>{kDatabase}, OptionsOf(AllParts()),
+                   std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
+          Run,
+          1000,
+          nullptr,
+          Always};
 }
 
 }  // namespace orvspc::cli

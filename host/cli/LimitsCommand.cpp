@@ -571,10 +571,6 @@ enum Part : unsigned {
   kOfVersion = 64,
   kOfForce = 128,
 };
-struct PartOfOptions {
-  unsigned part;
-  std::vector<Option> options;
-};
 const std::vector<PartOfOptions>& AllParts() {
   static const std::vector<PartOfOptions> parts = {
       {kOfStream, {kPart, kProcess, kTest}},
@@ -629,13 +625,7 @@ int RunVerb(const Arguments& arguments, Console& console) {
   const auto name = VerbOf(arguments, names);
   const auto& verb =
       *std::ranges::find_if(kVerbs, [&](const Verb& each) { return name == each.name; });
-  for (const auto& part : AllParts()) {
-    for (const auto& option : part.options) {
-      if ((verb.parts & part.part) == 0 && arguments.Has(option)) {
-        throw Misuse("--" + std::string(option.name) + " does not go with \"limits " + name + "\"");
-      }
-    }
-  }
+  RefuseOthers(arguments, AllParts(), verb.parts, "limits " + name);
   if (arguments.Positional().size() > verb.max_words + 1) {
     throw Misuse("\"" + arguments.Positional()[verb.max_words + 1] + "\" is one word too many");
   }
@@ -664,17 +654,13 @@ Command LimitsCommand() {
       "\nEvery change needs --reason and is an entry of the log. The words of --graph1 to --graph3 "
       "are those of \"orvspc chart\".\nFormats of what is computed, listed, shown, compared and "
       "reviewed: text, json.";
-  std::vector<Option> options{kDatabase};
-  for (const auto& part : AllParts()) {
-    options.insert(options.end(), part.options.begin(), part.options.end());
-  }
   return {"limits",
           "VERB --db FILE [OPTIONS]",
           "The life of control limits: computed, proposed, approved, retired",
           details,
           "orvspc limits freeze --db q.db --part Ring --test Diameter --first 25 --reason \"first "
           "limits\"",
-          Together(options, kOutputOptions),
+          Together(std::vector<Option>{kDatabase}, OptionsOf(AllParts()), kOutputOptions),
           RunVerb,
           3,
           nullptr,

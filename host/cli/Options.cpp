@@ -72,6 +72,27 @@ const std::vector<std::string>& Arguments::Values(const Option& option) const {
   return found == values_.end() ? none : found->second;
 }
 
+std::string Arguments::FirstOf(std::span<const Option> options) const {
+  const auto given = std::ranges::find_if(options, [&](const Option& each) { return Has(each); });
+  return given == options.end() ? std::string() : Dashed(*given);
+}
+
+std::vector<Option> OptionsOf(std::span<const PartOfOptions> parts) {
+  std::vector<Option> all;
+  for (const auto& each : parts) {
+    all.insert(all.end(), each.options.begin(), each.options.end());
+  }
+  return all;
+}
+
+void RefuseOthers(const Arguments& arguments, std::span<const PartOfOptions> parts, unsigned taken,
+                  const std::string& called) {
+  for (const auto& each : parts) {
+    const auto given = (taken & each.part) == 0 ? arguments.FirstOf(each.options) : "";
+    if (!given.empty()) throw Misuse(given + " does not go with \"" + called + "\"");
+  }
+}
+
 Arguments Arguments::Without(const Option& option) const {
   Arguments fewer = *this;
   fewer.values_.erase(option.name);

@@ -67,6 +67,9 @@ class Arguments {
   std::optional<std::int32_t> Get(const Number& option) const;
   std::optional<double> Get(const Real& option) const;
 
+  // "--lot": the first of these that was given; empty: none was.
+  std::string FirstOf(std::span<const Option> options) const;
+
   // The same without one option.
   Arguments Without(const Option& option) const;
 
@@ -86,6 +89,16 @@ class Arguments {
 // "-5", "-03:30"                     values, since no option begins with a digit
 // Misuse                             unknown option, missing or superfluous value, second value
 Arguments ParseArguments(std::span<const std::string> words, std::span<const Option> options);
+
+// Options that belong together, of a command with verbs that take different ones.
+struct PartOfOptions {
+  unsigned part;  // a bit
+  std::vector<Option> options;
+};
+std::vector<Option> OptionsOf(std::span<const PartOfOptions> parts);
+// Misuse where an option was given that is of another part than these. called: "limits approve"
+void RefuseOthers(const Arguments& arguments, std::span<const PartOfOptions> parts, unsigned taken,
+                  const std::string& called);
 
 // Two columns, for --help.
 std::string DescribeOptions(std::span<const Option> options, std::size_t columns);

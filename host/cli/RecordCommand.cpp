@@ -49,6 +49,12 @@ constexpr Option kJsonl{"jsonl", "FILE", "records as lines of JSON; - is standar
 constexpr Number kBatch{
     {"batch", "N", "of --jsonl: so many lines in one transaction", "1"}, 1, 1'000'000};
 
+// What is said of one record, which a line of JSON says itself.
+std::vector<Option> OptionsOfOne() {
+  return Together(std::vector<Option>{kPart, kProcess, kTest, kMeasuredAt, kLabel}, kContext,
+                  std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey});
+}
+
 double NumberOf(const std::string& field, std::string_view text) {
   double number = 0.0;
   const auto digits = text.substr(text.starts_with('+') ? 1 : 0);
@@ -237,8 +243,10 @@ class Lines {
 int Run(const Arguments& arguments, Console& console) {
   const auto path = arguments.Required(kDatabase);
   const auto file = arguments.Value(kJsonl);
-  if (file && (arguments.Has(kPart) || !arguments.Positional().empty())) {
-    throw Misuse("--jsonl has the records on its lines; --part and values are of one record");
+  const auto of_one = arguments.FirstOf(OptionsOfOne());
+  if (file && (!of_one.empty() || !arguments.Positional().empty())) {
+    throw Misuse("--jsonl has the records on its lines; " + (of_one.empty() ? "--part" : of_one) +
+                 " and values are of one record");
   }
   if (!file && arguments.Has(kBatch)) throw Misuse("--batch is for --jsonl");
   if (!file) RecordOf(arguments);  // so that a slip makes no new database
@@ -262,9 +270,8 @@ Command RecordCommand() {
           "With --jsonl each line is a record, each gets a line of JSON as its answer, and one "
           "that is refused does not end the stream. See also docs/how-to/record.md.",
           "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
-          Together(std::vector{kDatabase, kPart, kProcess, kTest, kMeasuredAt, kLabel}, kContext,
-                   std::vector<Option>{kGage, kDescriptor, kSize, kDefect, kFlag, kComment, kKey,
-                                       kCreate, kForce, kJsonl, kBatch, kExitCode, kBy, kStation}),
+          Together(std::vector{kDatabase}, OptionsOfOne(),
+                   std::vector<Option>{kCreate, kForce, kJsonl, kBatch, kExitCode, kBy, kStation}),
           Run,
           1'000'000,
           nullptr,

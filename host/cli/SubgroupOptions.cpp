@@ -2,6 +2,7 @@
 #include "host/cli/SubgroupOptions.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 
@@ -35,7 +36,11 @@ std::vector<std::int32_t> SubgroupsOf(const Arguments& arguments, const QualityD
                                       std::span<const std::string> words) {
   std::vector<std::int32_t> ids;
   for (const auto& word : words) ids.push_back(NumberOf(word));
-  if (!ids.empty()) return ids;
+  if (!ids.empty()) {
+    const auto other = arguments.FirstOf(std::array{kOfPart, kOfProcess, kLabel, kAt, kAll});
+    if (!other.empty()) throw Misuse(other + " does not go with the number of a subgroup");
+    return ids;
+  }
   const auto part = arguments.Value(kOfPart).value_or("");
   const auto process = arguments.Value(kOfProcess).value_or("");
   const auto label = arguments.Value(kLabel).value_or("");

@@ -18,7 +18,7 @@ inline constexpr Option kOfTest{"test", "NAME", "the test; without it all that i
 inline constexpr Option kLabel{"label", "TEXT", "what the subgroup is called"};
 
 // Of these words, each "#4711" or "4711", or of the options where there are none.
-// Misuse, Refusal: none or several fit.
+// Misuse: both, or neither. Refusal: none or several fit.
 std::vector<std::int32_t> SubgroupsOf(const Arguments& arguments, const QualityDatabase& database,
                                       std::span<const std::string> words);
 // The same where only one can be meant.

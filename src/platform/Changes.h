@@ -21,7 +21,9 @@ struct ChangeOptions {
 };
 
 // A value of a record, or a count. tsno counts pieces from 1, sbno readings inside one; 0: the
-// piece itself. Of a test that counts tsno is the number of a unit; 0: counts without one.
+// piece itself. A piece that had the mean of its readings has it again after a change of one, and
+// goes with the last of them; a first reading makes its piece, and a piece that is removed takes
+// its readings along. Of a test that counts tsno is the number of a unit; 0: counts without one.
 struct ValueChange {
   enum class What { Set, Add, Remove };
   What what = What::Set;
@@ -30,6 +32,7 @@ struct ValueChange {
   // Names by "serial", "defect", "gage": of Add those that the value gets, new ones are added;
   // otherwise those that the value has, empty: none. What is not given may be any.
   std::map<std::string, std::string> names = {};
+  bool force = false;  // stored beyond the reasonable limits, too, with an event that says so
 };
 
 // What is said of a subgroup; what is not given stays.

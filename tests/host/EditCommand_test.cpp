@@ -116,4 +116,54 @@ TEST_F(EditCommand, ADryRunSaysWhatWouldBeDone) {
   EXPECT_EQ(Run("edit rename part Z --to B" + dry).status, 1);
 }
 
+TEST_F(EditCommand, EachVerbTakesItsOptionsAlone) {
+  Make("q.db", true);
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  const struct {
+    const char *words, *option, *verb;
+  } cases[] = {{"value '#3' --test T --to 9 --size 9 --lot L", "size", "edit value"},
+               {"value '#3' --test T --to 9 --lot L", "lot", "edit value"},
+               {"flag '#3' --to disabled --tsno 1", "tsno", "edit flag"},
+               {"flag '#3' --to disabled --force", "force", "edit flag"},
+               {"subgroup '#3' --lot L --to 9", "to", "edit subgroup"},
+               {"delete '#3' --keep-changed", "keep-changed", "edit delete"},
+               {"restore 1 --part A", "part", "edit restore"},
+               {"rename part A --to B --test T", "test", "edit rename"},
+               {"activate part A --to B", "to", "edit activate"},
+               {"undo-import 1 --time 2024-01-01", "time", "edit undo-import"}};
+  for (const auto& each : cases) {
+    const auto run = Run(std::string("edit ") + each.words + why);
+    EXPECT_EQ(run.status, 2) << each.words;
+    EXPECT_EQ(run.err, std::string("orvspc edit: --") + each.option + " does not go with \"" +
+                           each.verb + "\"\n");
+  }
+  for (const std::string other : {"part Nut", "label zz", "process P", "at 2024-01-01"}) {
+    const auto run = Run("edit flag '#3' --to disabled --" + other + why);
+    EXPECT_EQ(run.status, 2) << other;
+    EXPECT_EQ(run.err, "orvspc edit: --" + other.substr(0, other.find(' ')) +
+                           " does not go with the number of a subgroup\n");
+  }
+  EXPECT_EQ(Run("edit subgroup '#3' --label a --new-label b" + why).status, 2);
+  EXPECT_EQ(Run("edit value '#3' --test T --remove --force" + why).status, 2);
+  EXPECT_EQ(Run("comment edit 1 new --tsno 2" + why).status, 2);
+  EXPECT_EQ(Run("log --db q.db").out.find("typed wrongly"), std::string::npos);
+  EXPECT_EQ(Run("edit subgroup '#3' --label a" + why).status, 0);
+}
+
+TEST_F(EditCommand, WhatIsUnreasonableOrInTheFutureIsRefusedAsWhenRecording) {
+  Make("q.db", true);
+  Write("l.csv", "part,test,url\nA,T,80\n");
+  ASSERT_EQ(Run("import l.csv --kind limits --db q.db").status, 0);
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  const auto refused = Run("edit value '#3' --test T --to 740.3" + why);
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("740.3 lies beyond the reasonable limit 80; --force stores it"),
+            std::string::npos)
+      << refused.err;
+  EXPECT_EQ(Run("edit value '#3' --test T --to 740.3 --force" + why).status, 0);
+  const auto ahead = Run("edit subgroup '#3' --time 2037-01-01" + why);
+  EXPECT_EQ(ahead.status, 1);
+  EXPECT_NE(ahead.err.find(" days in the future"), std::string::npos) << ahead.err;
+}
+
 }  // namespace orvspc::host

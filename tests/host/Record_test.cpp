@@ -69,6 +69,12 @@ TEST_F(RecordTest, RefusalsAreOneLine) {
       {kRing + "1 --descriptor =red", "--descriptor takes GROUP=NAME, not \"=red\"", 2},
       {kRing + "1 --jsonl -",
        "--jsonl has the records on its lines; --part and values are of one record", 2},
+      {"record --db q.db --jsonl - --flag disabled --lot L7 --at 2024-01-01 --comment late",
+       "--jsonl has the records on its lines; --at and values are of one record", 2},
+      {"record --db q.db --jsonl - --lot L7",
+       "--jsonl has the records on its lines; --lot and values are of one record", 2},
+      {"record --db q.db --jsonl - --key k",
+       "--jsonl has the records on its lines; --key and values are of one record", 2},
       {kRing + "1 --batch 5", "--batch is for --jsonl", 2},
   };
   for (const auto& each : cases) {

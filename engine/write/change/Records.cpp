@@ -18,6 +18,7 @@
 #include "engine/write/last_label.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
+#include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::change {
@@ -339,7 +340,13 @@ StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int3
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
   return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
-    return ApplyToPiece(writing.Db(), record, change);
+    auto after = ApplyToPiece(writing.Db(), record, change);
+    if (CheckReasonable(writing.Db(), record, change)) {
+      auto unreasonable = About(record);
+      unreasonable.name = write::kUnreasonable;
+      AddEvent(writing, etGeneral, unreasonable);
+    }
+    return after;
   });
 }
 
@@ -350,6 +357,12 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
   auto before = Needed(db, which);
   auto later = which;
   if (change.label && !change.label->empty()) log::NeedName("label", *change.label);
+  if (change.time) {
+    if (const auto broken = write::BrokenRuleOfTime(*change.time, writing.Seconds())) {
+      throw Refused(broken->code, std::string(broken->field), broken->value,
+                    std::string(broken->field) + ": " + broken->reason);
+    }
+  }
   if (change.time || change.label) {
     if (which.test) {
       throw Refused("test", "test", NameOfTest(db, *which.test),

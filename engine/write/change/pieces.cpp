@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "engine/write/change/Items.h"
-#include "engine/write/counts.h"
+#include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::change {
@@ -48,14 +48,18 @@ void CheckValue(const Edit& edit) {
   }
 }
 
+[[noreturn]] void Refuse(sql::Connection& db, const StoredRecord& record,
+                         const write::BrokenRule& broken) {
+  const std::string field(broken.field);
+  throw Refused(broken.code, field, broken.value,
+                CalledBy(db, record) + ": " + field + ": " + broken.reason);
+}
+
 // Throws for what recording would refuse.
 void CheckCounts(sql::Connection& db, const StoredRecord& record) {
   const auto broken =
       write::BrokenRuleOfCounts(TypeOf(db, record.test), record.size, record.values, record.keys);
-  if (!broken) return;
-  const std::string field(broken->field);
-  throw Refused(broken->code, field, broken->value,
-                CalledBy(db, record) + ": " + field + ": " + broken->reason);
+  if (broken) Refuse(db, record, *broken);
 }
 
 // The items that a change names; those of a value that is added may be new.
@@ -138,14 +142,13 @@ void Erase(StoredRecord& record, std::size_t place) {
   record.values.erase(record.values.begin() + static_cast<std::ptrdiff_t>(place));
 }
 
-void Insert(const Edit& edit, const store::RowKey& key) {
-  auto& record = edit.record;
+void Insert(StoredRecord& record, const store::RowKey& key, double value) {
   const auto order = [](const store::RowKey& each) { return std::tuple(each.Tsno, each.Sbno); };
   const auto behind = std::ranges::find_if(
       record.keys, [&](const store::RowKey& each) { return order(each) > order(key); });
   const auto at = behind - record.keys.begin();
   record.keys.insert(behind, key);
-  record.values.insert(record.values.begin() + at, edit.change.value);
+  record.values.insert(record.values.begin() + at, value);
 }
 
 // A count of zero without a unit.
@@ -179,6 +182,61 @@ store::RowKey NewKey(const Edit& edit, const RowNames& names) {
   return key;
 }
 
+// The rows of a measured piece.
+struct PieceRows {
+  std::optional<std::size_t> own, first_reading;  // places
+  std::vector<double> readings;
+
+  double Mean() const { return write::MeanOfReadings(readings.begin(), readings.end()); }
+  bool IsMean(const StoredRecord& record) const {
+    return own && !readings.empty() && record.values[*own] == Mean();
+  }
+};
+PieceRows RowsOf(const StoredRecord& record, std::int32_t tsno) {
+  PieceRows rows;
+  for (std::size_t i = 0; i < record.keys.size(); ++i) {
+    if (record.keys[i].Tsno != tsno) continue;
+    if (record.keys[i].Sbno == 0) {
+      rows.own = i;
+    } else {
+      if (!rows.first_reading) rows.first_reading = i;
+      rows.readings.push_back(record.values[i]);
+    }
+  }
+  return rows;
+}
+
+// After a change of a reading: the piece has their mean again if it had it before.
+void FollowReadings(StoredRecord& record, std::int32_t tsno, bool had_mean) {
+  const auto rows = RowsOf(record, tsno);
+  if (!rows.own && rows.first_reading) {
+    auto key = record.keys[*rows.first_reading];
+    key.Sbno = 0;
+    key.Def = 0;
+    Insert(record, key, rows.Mean());
+  } else if (rows.own && had_mean && rows.readings.empty()) {
+    Erase(record, *rows.own);
+  } else if (rows.own && had_mean) {
+    record.values[*rows.own] = rows.Mean();
+  }
+}
+
+// What follows from the change of a row of a measured piece.
+void TidyPiece(const Edit& edit, std::int32_t tsno, bool had_mean) {
+  auto& record = edit.record;
+  const bool is_removed = edit.change.what == ValueChange::What::Remove;
+  if (edit.change.sbno != 0) {
+    FollowReadings(record, tsno, had_mean);
+  } else if (is_removed) {
+    for (std::size_t i = record.keys.size(); i-- > 0;) {
+      if (record.keys[i].Tsno == tsno) Erase(record, i);
+    }
+  }
+  if (is_removed && PiecesOf(record) == 0.0) {
+    edit.RefusePiece("size", "it is the last value; edit delete takes the record out");
+  }
+}
+
 // A record without counts has one row.
 void TidyCounts(StoredRecord& record) {
   for (std::size_t i = record.keys.size(); i-- > 0;) {
@@ -198,24 +256,23 @@ Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& 
   if (change.what != Remove) CheckValue(edit);
   const auto names = NamesOf(edit);
   auto tsno = change.tsno;
+  const bool had_mean = RowsOf(record, tsno).IsMean(record);
   if (change.what == Add) {
     const auto key = NewKey(edit, names);
     tsno = key.Tsno;
-    Insert(edit, key);
+    Insert(record, key, change.value);
   } else {
     const auto places = PlacesOf(edit, names);
     const auto kept = change.what == Set ? std::size_t{1} : std::size_t{0};
     if (kept != 0) record.values[places.front()] = change.value;
-    if (edit.is_measured && places.size() - kept == record.values.size()) {
-      edit.RefusePiece("size", "it is the last value; edit delete takes the record out");
-    }
     for (auto i = places.size(); i-- > kept;) Erase(record, places[i]);
   }
-  if (!edit.is_measured) {
+  if (edit.is_measured) {
+    TidyPiece(edit, tsno, had_mean);
+    if (counts_pieces) record.size = PiecesOf(record);
+  } else {
     TidyCounts(record);
     CheckCounts(db, record);
-  } else if (counts_pieces) {
-    record.size = PiecesOf(record);
   }
   Json after = Json::object();
   if (edit.is_measured || tsno != 0) after["tsno"] = tsno;
@@ -227,6 +284,15 @@ Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& 
     after["value"] = log::Number(change.value);
   }
   return after;
+}
+
+bool CheckReasonable(sql::Connection& db, const StoredRecord& record, const ValueChange& change) {
+  if (change.what == ValueChange::What::Remove) return false;
+  const auto limits = write::ReadReasonableLimits(db, record.subgroup.part, record.test);
+  const auto broken =
+      write::BrokenRuleOfLimits(limits, record.subgroup.time, std::span(&change.value, 1));
+  if (broken && !change.force) Refuse(db, record, *broken);
+  return broken.has_value();
 }
 
 void SetSize(sql::Connection& db, StoredRecord& record, double size) {

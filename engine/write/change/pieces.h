@@ -9,6 +9,10 @@
 // transaction, since names may be new. They throw Refused.
 namespace orvspc::engine::change {
 
+// Refused (code "unreasonable") where the new value lies beyond the reasonable limits in force,
+// unless it is forced; returns whether it does.
+bool CheckReasonable(sql::Connection& db, const StoredRecord& record, const ValueChange& change);
+
 // Returns what an entry says of it. A record of measured values keeps one at least; one of counts
 // that loses its last count has counted none.
 log::Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& change);

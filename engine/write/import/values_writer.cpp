@@ -13,6 +13,7 @@
 #include "engine/sql/counter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -250,10 +251,7 @@ void ValuesWriter::AddRows() {
         std::find_if(from, rows.end(), [&](const Row& row) { return row.key.Tsno != tsno; });
     if (is_variable && from->key.Sbno != 0) {
       auto piece = *from;
-      piece.value = 0.0;
-      for (auto row = from; row != to; ++row) {
-        piece.value += row->value / static_cast<double>(to - from);
-      }
+      piece.value = write::MeanOfReadings(from, to, &Row::value);
       piece.key.Sbno = 0;
       piece.key.Def = 0;
       AddRow(piece);

@@ -263,8 +263,10 @@ std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds&
                  "AND (l.until IS NULL OR l.until > l.effective) ORDER BY e.subgroup, l.id DESC",
                  stream.part, stream.process, stream.test)
           .All<LimitExclusion>(&LimitExclusion::subgroup, &LimitExclusion::reason);
-  const auto behind = std::ranges::unique(all, {}, &LimitExclusion::subgroup);
-  all.erase(behind.begin(), behind.end());
+  const auto behind = std::unique(all.begin(), all.end(), [](const auto& left, const auto& right) {
+    return left.subgroup == right.subgroup;
+  });
+  all.erase(behind, all.end());
   return all;
 }
 

@@ -101,12 +101,7 @@ void KnownNames::Read(KnownStream& stream) {
       import::IntOf(db_, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 AND test = ?3",
                     stream.part, stream.process, stream.test)
           .value_or(0);
-  sql::Query limits(db_,
-                    "SELECT effective, url, lrl FROM spec_limit WHERE part = ?1 AND test = ?2 "
-                    "ORDER BY effective, id",
-                    stream.part, stream.test);
-  stream.limits = limits.All<ReasonableLimits>(&ReasonableLimits::effective,
-                                               &ReasonableLimits::upper, &ReasonableLimits::lower);
+  stream.limits = write::ReadReasonableLimits(db_, stream.part, stream.test);
   const std::string name("subgroup_size");
   const auto text = Setting(name + ":" + part + "/" + process + "/" + test, Setting(name, "0"));
   std::from_chars(text.data(), text.data() + text.size(), stream.subgroup_size);

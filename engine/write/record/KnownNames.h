@@ -18,6 +18,7 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/StoreCache.h"
 #include "engine/write/import/import_kind.h"
+#include "engine/write/record_rules.h"
 
 namespace orvspc::engine::record {
 
@@ -28,12 +29,6 @@ struct KnownItem {
   std::string renamed_to;   // the present name of an item that was found by a former one
 };
 
-// Values that a test can reasonably have, from a time on.
-struct ReasonableLimits {
-  std::int32_t effective = 0;
-  std::optional<double> upper, lower;
-};
-
 // What recording asks about a part, process and test.
 struct KnownStream {
   std::array<std::string, 3> names;              // of these, as they are called now
@@ -42,7 +37,7 @@ struct KnownStream {
   std::int32_t type = 0;                         // of the test; 0: not settled yet
   bool was_undone = false;                       // one of the names
   std::int32_t subgroup_size = 0;                // pieces that belong to a subgroup; 0: any number
-  std::vector<ReasonableLimits> limits;          // by effective time
+  std::vector<write::ReasonableLimits> limits;   // by effective time
 };
 
 // Names of the database, each looked up once until somebody else has written. Inside a transaction;

@@ -21,12 +21,14 @@ namespace {
 using write::NumberText;
 
 constexpr double kTooLarge = 1e300;
-constexpr std::int64_t kMaxAhead = 300;
 constexpr std::string_view kDescriptor = "descriptor:";
 
 [[noreturn]] void Refuse(const char* code, std::string_view field, const std::string& value,
                          const std::string& reason) {
   throw Refused(code, std::string(field), value, std::string(field) + ": " + reason);
+}
+[[noreturn]] void Refuse(const write::BrokenRule& broken) {
+  Refuse(broken.code, broken.field, broken.value, broken.reason);
 }
 
 bool IsKey(std::string_view key) {
@@ -114,10 +116,7 @@ void TakeMeasured(CheckedRecord& checked) {
     if (from->key.Sbno != 0) {
       auto mean = *from;
       mean.key.Sbno = 0;
-      mean.value = 0.0;
-      for (auto row = from; row != to; ++row) {
-        mean.value += row->value / static_cast<double>(to - from);
-      }
+      mean.value = write::MeanOfReadings(from, to, &Row::value);
       all.push_back(mean);
     }
     all.insert(all.end(), from, to);
@@ -141,36 +140,19 @@ void TakeCounts(CheckedRecord& checked) {
 void CheckCounts(const CheckedRecord& checked) {
   const auto broken =
       write::BrokenRuleOfCounts(checked.type, checked.size, checked.values, checked.keys);
-  if (broken) Refuse(broken->code, broken->field, broken->value, broken->reason);
+  if (broken) Refuse(*broken);
 }
 
 void CheckReasonable(CheckedRecord& checked) {
-  const ReasonableLimits* in_force = nullptr;
-  for (const auto& each : checked.stream->limits) {
-    if (each.effective <= checked.time) in_force = &each;
-  }
-  if (in_force == nullptr) return;
-  for (const auto value : checked.values) {
-    const bool is_above = in_force->upper && value > *in_force->upper;
-    const bool is_below = in_force->lower && value < *in_force->lower;
-    if (!is_above && !is_below) continue;
-    checked.is_unreasonable = true;
-    if (checked.sent->force) return;
-    Refuse("unreasonable", "value", NumberText(value),
-           NumberText(value) + " lies beyond the reasonable limit " +
-               NumberText(is_above ? *in_force->upper : *in_force->lower) + "; --force stores it");
-  }
+  const auto broken =
+      write::BrokenRuleOfLimits(checked.stream->limits, checked.time, checked.values);
+  if (!broken) return;
+  checked.is_unreasonable = true;
+  if (!checked.sent->force) Refuse(*broken);
 }
 
 std::string Counted(std::size_t count, const std::string& one, const std::string& many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-std::string DurationText(std::int64_t seconds) {
-  constexpr std::int64_t kMinute = 60, kHour = 3600, kDay = 86400;
-  if (seconds < 2 * kHour) return std::to_string(seconds / kMinute) + " min";
-  if (seconds < 2 * kDay) return std::to_string(seconds / kHour) + " h";
-  return std::to_string(seconds / kDay) + " days";
 }
 
 void CheckPiece(std::int32_t tsno) {
@@ -356,10 +338,7 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
     CheckReasonable(checked);
   }
   if (!is_stamp) RefuseTime(time);
-  if (time > now + kMaxAhead) {
-    Refuse("time", "time", platform::IsoText(time),
-           "lies " + DurationText(time - now) + " in the future");
-  }
+  if (const auto broken = write::BrokenRuleOfTime(time, now)) Refuse(*broken);
   if (checked.stream->type == 0) new_types_[checked.stream->names[2]] = checked.type;
   // Notes about its names are those of each record.
   latest_ = checked.notes.empty() ? Latest{&record, checked.stream} : Latest{};

@@ -14,13 +14,13 @@
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::record {
 namespace {
 
 constexpr std::string_view kDescriptor = "descriptor:";
-constexpr std::string_view kUnreasonable = "Unreasonable value";
 
 // Of a subgroup that is placed: with present names, since identifiers may still be missing.
 std::string KeyOf(const CheckedRecord& record, std::string_view label) {
@@ -303,7 +303,7 @@ void RecordWriter::WriteBeside(log::Writing& writing, const Placed& placed, std:
   if (!placed.record->is_unreasonable) return;
   static const auto insert =
       import::InsertNew("event(type, name, time, process, part, test, subgroup_time, employee)");
-  import::Add(db_, insert, etGeneral, known_.Take(ItemKind::EventName, kUnreasonable),
+  import::Add(db_, insert, etGeneral, known_.Take(ItemKind::EventName, write::kUnreasonable),
               writing.Seconds(), stream.process, stream.part, stream.test, subgroup.time,
               employee());
 }

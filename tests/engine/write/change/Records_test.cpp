@@ -266,12 +266,12 @@ TEST_F(ChangeTest, ADeletedSubgroupIsFoundAgainByWhatComesLater) {
 TEST_F(ChangeTest, LabelAndTimeAreThoseOfTheWholeSubgroup) {
   SubgroupChange change;
   change.label = "second";
-  change.time = 1'800'000'000;
+  change.time = 1'600'000'000;
   EXPECT_EQ(RefusalOf([&] { Data().ChangeSubgroups({2}, test_, change, Why()); }),
             "test: label and time are those of the whole subgroup; leave --test out");
   EXPECT_EQ(Data().ChangeSubgroups({2}, {}, change, Why()).size(), 2U);
   EXPECT_EQ(Data().SubgroupLabel(2), "second");
-  EXPECT_EQ(Data().FindSubgroups("A", "P", "second", 1'800'000'000), std::vector{2});
+  EXPECT_EQ(Data().FindSubgroups("A", "P", "second", 1'600'000'000), std::vector{2});
   EXPECT_EQ(ValuesOf(2).size(), 3U);
   change.time.reset();
   EXPECT_EQ(RefusalOf([&] {
