@@ -215,8 +215,9 @@ class Reader {
   std::vector<Hook> hooks_;
 };
 
-bool IsAmong(const std::vector<std::string>& names, const std::string& name) {
-  return names.empty() || std::ranges::find(names, name) != names.end();
+// An empty name is any: a sampling requirement may leave out the part.
+bool Fits(const std::vector<std::string>& names, const std::string& name) {
+  return names.empty() || name.empty() || std::ranges::find(names, name) != names.end();
 }
 
 }  // namespace
@@ -229,10 +230,10 @@ bool Wants(const Hook& hook, const Subject& subject) {
     return word == subject.what || (is_alarm && word == kAlarmWord);
   };
   if (hook.on.empty() ? !is_alarm : std::ranges::none_of(hook.on, fits)) return false;
-  // What is about no stream is not of a part.
-  return !is_alarm ||
-         (IsAmong(hook.parts, subject.part) && IsAmong(hook.processes, subject.process) &&
-          IsAmong(hook.tests, subject.test));
+  // The head of the log is of no stream.
+  return subject.what == kLogHeadWord ||
+         (Fits(hook.parts, subject.part) && Fits(hook.processes, subject.process) &&
+          Fits(hook.tests, subject.test));
 }
 
 }  // namespace orvspc::engine::hooks

@@ -49,8 +49,8 @@ constexpr render::Word kSignalWords[] = {{"newest", static_cast<std::int32_t>(Si
                                          {"any", static_cast<std::int32_t>(SignalOf::Any)}};
 constexpr Choice<SignalOf> kSignalExit{
     {"exit-code", "WORD",
-     "exit with 3 where the newest point signals, or with any where any point shown does, and with "
-     "4 where nothing is selected",
+     "exit with 3 where the newest point of a stream signals, or with any where any point shown "
+     "does, and with 4 where nothing is selected",
      "", false, kSignalWords, true}};
 constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,    kGraph3,    kRules,
                                kGroupBy,      kGroupThreshold, kCusum,     kEwma,      kAql,
@@ -196,17 +196,48 @@ void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
   notes.push_back({"left-out", std::move(text), ""});
 }
 
-// Whether a point that counts is marked: by a run rule, or beyond a specification limit.
-bool HasSignal(const render::ChartRead& chart, SignalOf which) {
-  const auto count = chart.subgroups.rows.size();
-  const auto is_marked = [](const std::vector<std::int32_t>& bits, std::size_t point) {
-    return point < bits.size() && bits[point] != 0;
+// Of each point whether it lies in an excluded phase, also where phases are taken together.
+std::vector<bool> ExcludedPoints(const QualityDatabase& database, const render::ChartRead& chart) {
+  auto phases = database.Phases();
+  std::erase_if(phases, [](const Phase& phase) { return phase.Counts(); });
+  const auto fits = [](std::int32_t asked, std::int32_t id) { return asked == 0 || asked == id; };
+  std::vector<bool> excluded;
+  for (const auto& row : chart.subgroups.rows) {
+    excluded.push_back(std::ranges::any_of(phases, [&](const Phase& phase) {
+      return fits(phase.part, row.part) && fits(phase.process, row.prcs) &&
+             fits(phase.test, row.test) && phase.Holds(static_cast<std::int32_t>(row.stamp));
+    }));
+  }
+  return excluded;
+}
+
+// The newest point of each part, process and test that counts, or all that do.
+std::vector<std::size_t> PointsAsked(const QualityDatabase& database,
+                                     const render::ChartRead& chart, SignalOf which) {
+  const auto excluded = ExcludedPoints(database, chart);
+  const bool any_state = chart.select && !chart.select->IncludeEnabled();
+  std::vector<std::size_t> points;
+  std::map<std::array<std::int32_t, 3>, std::size_t> newest;
+  for (std::size_t i = 0; i < chart.subgroups.rows.size(); ++i) {
+    const auto& row = chart.subgroups.rows[i];
+    if (excluded[i] || (row.flag != sfEnabled && !any_state)) continue;
+    points.push_back(i);
+    newest[{row.part, row.prcs, row.test}] = i;
+  }
+  if (which == SignalOf::Any) return points;
+  points.clear();
+  for (const auto& [stream, point] : newest) points.push_back(point);
+  return points;
+}
+
+// Whether one of these points is marked: by a run rule, or beyond a specification limit.
+bool HasSignal(const render::ChartRead& chart, const std::vector<std::size_t>& points) {
+  const auto is_marked = [&](const std::vector<std::int32_t>& bits) {
+    return std::ranges::any_of(
+        points, [&](std::size_t point) { return point < bits.size() && bits[point] != 0; });
   };
   return std::ranges::any_of(chart.graphs, [&](const render::GraphRead& graph) {
-    for (auto i = which == SignalOf::Any ? 0 : count - 1; i < count; ++i) {
-      if (is_marked(graph.oocs, i) || is_marked(graph.ooss, i)) return true;
-    }
-    return false;
+    return is_marked(graph.oocs) || is_marked(graph.ooss);
   });
 }
 
@@ -214,7 +245,8 @@ bool HasSignal(const render::ChartRead& chart, SignalOf which) {
 int StatusOf(const Analysis& run, const render::ChartRead& chart) {
   if (!run.arguments.Has(kSignalExit)) return 0;
   if (chart.subgroups.rows.empty()) return kEmptyStatus;
-  return HasSignal(chart, run.arguments.Get(kSignalExit)) ? kAlarmStatus : 0;
+  const auto points = PointsAsked(run.database, chart, run.arguments.Get(kSignalExit));
+  return HasSignal(chart, points) ? kAlarmStatus : 0;
 }
 
 Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
@@ -307,6 +339,14 @@ void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& a
   all.insert(all.end(), notes.begin(), notes.end());
 }
 
+// Points of an excluded phase are out of no specification, which the chart library cannot know.
+void ClearExcluded(const QualityDatabase& database, render::ChartRead& chart) {
+  const auto excluded = ExcludedPoints(database, chart);
+  for (auto& graph : chart.graphs)
+    for (std::size_t i = 0; i < graph.ooss.size(); ++i)
+      if (excluded[i]) graph.ooss[i] = 0;
+}
+
 // Since when the limits at the newest point of each stream hold, and whether their data changed.
 void NoteLimits(const QualityDatabase& database, render::ChartDocument& document) {
   const auto& rows = document.chart.subgroups.rows;
@@ -345,6 +385,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
+  ClearExcluded(database, document.chart);
   document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();

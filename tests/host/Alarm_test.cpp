@@ -199,6 +199,49 @@ TEST_F(AlarmTest, AChartExitsWith3OnASignalInItsNewestPointOrInAny) {
   EXPECT_NE(Run("chart --help").out.find("exit with 3"), std::string::npos);
 }
 
+TEST_F(AlarmTest, OfTestsMeasuredTogetherTheNewestPointOfEachIsLookedAt) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  for (const std::string test : {"Height", "Weight"}) {
+    for (int i = 1; i <= 3; ++i) {
+      const bool is_out = test == "Height" && i == 3;
+      values += "Disc,Press," + test + "," + std::to_string(i) + "," +
+                platform::IsoText(start_ + i) + "," + (is_out ? "14" : "10") + "\n";
+    }
+  }
+  Write("two.csv", values);
+  Write("l.csv",
+        "part,process,test,mean,sp,sw\nDisc,Press,Height,10,1,1\nDisc,Press,Weight,10,1,1\n");
+  for (const auto* const import : {"two.csv", "l.csv --kind control-limits"}) {
+    ASSERT_EQ(Run("import --db q.db " + std::string(import)).status, 0) << import;
+  }
+  const std::string chart = "chart --db q.db --part Disc --exit-code ";
+  const auto rows = Json::parse(Run(chart + "--format json").out)["Subgroups"];
+  ASSERT_EQ(rows.back()["TestName"], "Weight") << "the last row is not the one that signals";
+  EXPECT_EQ(Run(chart).status, 3);
+  EXPECT_EQ(Run(chart + "--format xml").status, 3);
+  EXPECT_EQ(Run(chart + "--test Height").status, 3);
+  EXPECT_EQ(Run(chart + "--test Weight").status, 0);
+}
+
+TEST_F(AlarmTest, TheNewestPointThatCountsIsLookedAt) {
+  const std::string chart = "chart --db q.db --part Ring --test Width --state enabled,disabled ";
+  Record(1, "14");
+  const auto last = Json::parse(Run("data --db q.db --part Ring --format json").out)["Subgroups"]
+                        .back()["Sgrp"]
+                        .dump();
+  Record(2, "10");
+  ASSERT_EQ(Run(chart + "--exit-code").status, 0);
+  ASSERT_EQ(Run("edit flag '#" + std::to_string(std::stoi(last) + 1) +
+                "' --to disabled --reason 'wrong part' --db q.db")
+                .status,
+            0);
+  EXPECT_EQ(Run(chart + "--exit-code").status, 3) << "the newest one is disabled";
+  ASSERT_EQ(Run("edit flag '#" + last + "' --to disabled --reason 'wrong part' --db q.db").status,
+            0);
+  EXPECT_EQ(Run(chart + "--exit-code").status, 0);
+  EXPECT_EQ(Run(chart + "--exit-code=any").status, 0);
+}
+
 TEST_F(AlarmTest, AChartOfNothingExitsWith4WhereAsked) {
   const std::string chart = "chart --db q.db --part Ring --test Width --since 2030-01-01 ";
   for (const std::string format : {"text", "json", "xml", "svg"}) {

@@ -277,6 +277,45 @@ TEST_F(PhaseCommandTest, APhaseIsSelectedByName) {
   EXPECT_EQ(Run("chart --db q.db --phase B --last 3").status, 2);
 }
 
+TEST_F(PhaseCommandTest, PointsOfAnExcludedPhaseAreOutOfNoSpecification) {
+  Write("s.csv", "part,test,usl,alarms\nRing,Diameter,0.5,usl\n");
+  ASSERT_EQ(Run("import --db q.db s.csv --kind limits").status, 0);
+  const std::string chart = "chart --db q.db --part Ring ";
+  const auto marked = [&](const std::string& options) {
+    int count = 0;
+    const auto json = ParseJson(Run(chart + "--format json " + options).out);
+    for (const auto& bits : json.At("Graphs[0].OOSs").elements) count += bits.number != 0.0 ? 1 : 0;
+    return count;
+  };
+  EXPECT_EQ(marked("--max 0"), 28);
+  const auto stored = Run(chart + "--max 0 --format xml").out;
+  ASSERT_EQ(Add("--part Ring --name bad --start 2024-02-21 --kind excluded").status, 0);
+  for (const std::string options : {"--max 0", "--max 0 --all-phases"}) {
+    EXPECT_EQ(marked(options), 20) << options;
+    const auto text = Run(chart + options).out;
+    EXPECT_NE(text.find("2024-02-20"), std::string::npos) << options;
+  }
+  const auto list_of = [](const std::string& xml) {
+    const auto begin = xml.find("OOSs");
+    return xml.substr(begin, xml.find("\" ", begin) - begin);
+  };
+  EXPECT_EQ(list_of(Run(chart + "--max 0 --format xml").out), list_of(stored));
+  const std::string excluded = chart + "--since 2024-02-21 ";
+  for (const std::string options :
+       {"--exit-code=any", "--exit-code", "--exit-code=any --format xml",
+        "--exit-code=any --all-phases"}) {
+    EXPECT_EQ(Run(excluded + options).status, 0) << options;
+  }
+  for (const std::string format : {"text", "svg", "html"}) {
+    EXPECT_EQ(Run(excluded + "--format " + format).out.find("above USL"), std::string::npos)
+        << format;
+    EXPECT_NE(Run(chart + "--until 2024-02-20 --format " + format).out.find("above USL"),
+              std::string::npos)
+        << format;
+  }
+  EXPECT_EQ(Run(chart + "--exit-code").status, 3) << "the newest point that counts";
+}
+
 TEST_F(PhaseCommandTest, CapabilityTakesTheNewestPhaseUnlessToldOtherwise) {
   const auto before = Run("capability --db q.db --format json").out;
   AddThree();

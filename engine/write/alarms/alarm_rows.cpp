@@ -130,9 +130,12 @@ void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
   sql::Query(db, "UPDATE alarm SET state = 'open', revision = revision + 1 WHERE event = ?1",
              known.event)
       .Run();
+  auto present = known;
+  present.last_subgroup = now.last_subgroup;
+  present.points = now.points;
   writing.Add("alarm-open", ObjectOf(known), log::CanonicalText({{"state", known.state}}),
-              log::CanonicalText(JsonOf(db, now)));
-  Tell(writing, known, "opened");
+              log::CanonicalText(JsonOf(db, present)));
+  Tell(writing, present, "opened");
 }
 
 void Withdraw(log::Writing& writing, const Alarm& alarm, std::int64_t entry) {

@@ -10,13 +10,13 @@ using catalogue::ItemKind;
 
 constexpr ImportColumn kCodeColumns[] = {
     {"code", kRequired, "the code; one that is there takes over what the line gives"},
-    {"name", kOptional, "what the code means, shown in its place"},
+    {"name", kOptional, "what the code means; a Pareto has it in the place of the code"},
     {"factor", kOptional, "weight for analyses by factor, 0 to 1000000000; 1 unless given"},
     {"group", kOptional, "a group that the code joins; a code may have a line for each group"}};
 
 constexpr ImportColumn kStateColumns[] = {
     {"code", kRequired, "the state; one that is there takes over what the line gives"},
-    {"name", kOptional, "what the code means, shown in its place"},
+    {"name", kOptional, "what the code means; a Pareto has it in the place of the code"},
     {"factor", kOptional, "weight for analyses by factor, 0 to 1000000000; 1 unless given"},
     {"type", kOptional,
      "none, start, run, pause, end, idle, scheduled-down, unscheduled-down or its number; a new "

@@ -231,5 +231,27 @@ TEST(HookWants, WhatItIsToldOf) {
   EXPECT_FALSE(Wants(hook, opened));
 }
 
+TEST(HookWants, SamplesOfItsPartsProcessesAndTests) {
+  Hook hook;
+  hook.on = {"samples missed", "samples withdrawn", "log head"};
+  for (const std::string what : {"samples missed", "samples withdrawn"}) {
+    const Subject samples{what, "Ring", "P", "T"}, of_any_part{what, "", "P", "T"};
+    hook.parts = {"Shaft"};
+    hook.processes = hook.tests = {};
+    EXPECT_FALSE(Wants(hook, samples)) << what;
+    EXPECT_TRUE(Wants(hook, of_any_part)) << "a requirement without a part is of any";
+    EXPECT_TRUE(Wants(hook, {"log head", "", "", ""})) << "the log is of no stream";
+    hook.parts = {"Ring"};
+    EXPECT_TRUE(Wants(hook, samples)) << what;
+    hook.processes = {"Q"};
+    EXPECT_FALSE(Wants(hook, samples)) << what;
+    EXPECT_FALSE(Wants(hook, of_any_part)) << what;
+    hook.processes = {"P"};
+    hook.tests = {"U"};
+    EXPECT_FALSE(Wants(hook, samples)) << what;
+    EXPECT_FALSE(Wants(hook, of_any_part)) << what;
+  }
+}
+
 }  // namespace
 }  // namespace orvspc::engine::hooks

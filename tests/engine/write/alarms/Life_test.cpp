@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "engine/QualityDatabase.h"
+#include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
 #include "tests/engine/store/store_fixture.h"
 
@@ -283,6 +285,35 @@ TEST_F(LifeTest, AnAlarmThatComesBackNeedsItsCodes) {
   Data().ChangeFlag({subgroup}, {}, sfEnabled, Why());
   EXPECT_EQ(Data().Alarms().front().state, "open");
   EXPECT_EQ(FlagOf(id), efOpenACC | efOpenCAC);
+}
+
+TEST_F(LifeTest, AnAlarmThatComesBackIsToldWithItsPresentFigures) {
+  // A run of rule 2 that grows while it is withdrawn: without the middle no nine points are left.
+  for (int i = 1; i <= 9; ++i) Record(i, 10.2);
+  ASSERT_EQ(Data().Alarms().size(), 1U);
+  const auto id = Data().Alarms().front().event;
+  const auto first = Data().Alarms().front().first_subgroup;
+  const auto middle = first - 4;
+  Data().ChangeFlag({middle}, {}, sfDisabled, Why());
+  ASSERT_EQ(Data().Alarms().front().state, "withdrawn");
+  for (int i = 10; i <= 12; ++i) Record(i, 10.2);
+  Data().ChangeFlag({middle}, {}, sfEnabled, Why());
+  const auto alarms = Data().Alarms();
+  const auto back = std::ranges::find(alarms, id, &Alarm::event);
+  ASSERT_NE(back, alarms.end());
+  ASSERT_EQ(back->state, "open");
+  ASSERT_EQ(back->points, 4);
+  std::string message;
+  Opened()->ReadOrThrow([&](sql::Connection& db) {
+    sql::Query query(
+        db, "SELECT message FROM outbox WHERE event = ?1 ORDER BY revision DESC LIMIT 1", id);
+    if (query.Step()) message = query.Text(0);
+  });
+  const auto told = log::ReadJson(message);
+  EXPECT_EQ(told["what"], "opened");
+  EXPECT_EQ(told["first"], back->first_subgroup);
+  EXPECT_EQ(told["last"], back->last_subgroup);
+  EXPECT_EQ(told["points"], back->points) << message;
 }
 
 TEST_F(LifeTest, ListsArePickedByStreamAndTime) {
