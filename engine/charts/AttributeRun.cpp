@@ -51,7 +51,7 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status, [&](std::int32_t test) { return store.TestType(test); });
-  table_.CutAtPhases(rows_.Data(), store, joins_phases_ || store.JoinsPhases());
+  table_.CutAtPhases(rows_.Data(), store, joins_phases_);
   plan_ =
       PlanAttributeChart(request.chart_word, request.processing_word, request.ewma, table_.Shape());
   rows_.Load(store, true,
@@ -176,7 +176,7 @@ void AttributeRun::MakeEwmaLines(bool calculated, std::size_t s, std::span<doubl
     points[i] = points_[0][place] / factor;
     centre[i] = moving ? plain.RateAt(place).Value() : lines.centre;
     sigma[i] = lines.sigma;
-    restart[i] = !calculated && rows_.RestartsAt(stream, place) ? 1 : 0;
+    restart[i] = rows_.RestartsAt(stream, place, calculated) ? 1 : 0;
   }
   const statistics::SequenceInput input{points, centre, sigma, Part(table_.Used(), stream),
                                         restart};

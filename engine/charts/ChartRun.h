@@ -70,6 +70,8 @@ class ChartRun {
 
   // For who needs no calculated limits: those of points outside of the selection are not made up.
   void KeepToSelection() { completes_ = true; }
+  // For one estimate of each stream, whatever phases it has. Nothing runs across their borders.
+  void JoinPhases() { joins_phases_ = true; }
   bool IsOpen() const { return is_open_; }
   const PlanType& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
@@ -133,7 +135,7 @@ class ChartRun {
         const auto at = lines.At(stream.begin + i);
         centre[i] = at.centre;
         sigma[i] = at.sigma;
-        restart[i] = rows_.RestartsAt(stream, stream.begin + i) ? 1 : 0;
+        restart[i] = rows_.RestartsAt(stream, stream.begin + i, false) ? 1 : 0;
       }
       statistics::CusumSettings settings;
       settings.k = kCusumReference;
@@ -180,8 +182,6 @@ class ChartRun {
 
   // Makes marks_ of one graph: judges its points by the rules.
   void Judge(std::size_t graph, bool calculated) {
-    // A change of the stored limits begins anew.
-    const bool restart = !calculated && rows_.HasStoredLimits();
     SelectForGraph(rows_.Rules(), plan_.KindOf(graph), plan_.IsWeighted(graph), graph_rules_);
     marks_.resize(table_.Count());
     for (std::size_t s = 0; s < states_.size(); ++s) {
@@ -197,8 +197,10 @@ class ChartRun {
           constant = lines.At(stream.begin);
           input.constant = &constant;
         }
-        if (restart) {
-          input.restart = [&](std::size_t i) { return rows_.RestartsAt(stream, stream.begin + i); };
+        if (rows_.Restarts(calculated)) {
+          input.restart = [&](std::size_t i) {
+            return rows_.RestartsAt(stream, stream.begin + i, calculated);
+          };
         }
         EvaluateMarks(input, graph_rules_, std::span(marks_).subspan(stream.begin, stream.Count()),
                       from, to);
@@ -215,7 +217,7 @@ class ChartRun {
   std::vector<std::uint32_t> marks_;  // those asked for last
   bool is_open_ = false;
   bool completes_ = false;     // nothing is taken from elsewhere, see CompleteLimits
-  bool joins_phases_ = false;  // and takes all of its streams together
+  bool joins_phases_ = false;  // see JoinPhases
 
  private:
   Run& Self() { return static_cast<Run&>(*this); }
@@ -236,7 +238,7 @@ class ChartRun {
     whole.TimeEnd = of.end;
     Run run;
     run.completes_ = true;
-    run.joins_phases_ = of.phase == 0;
+    if (of.phase == 0) run.JoinPhases();
     const auto notes = store::NoteCount();
     const auto made = process(run, whole);
     store::KeepNotes(notes);

@@ -26,9 +26,10 @@ Source SourceOf(ChartKind kind, Source otherwise) {
 // Sigma of one piece such that the points spread with it over the root of the mean size.
 statistics::SigmaEstimate FromPoints(const EstimateInput& input, double mean_size,
                                      statistics::EstimatorSetting setting) {
-  auto estimate = input.screen_moving
-                      ? statistics::SigmaFromScreenedMovingRanges(input.base, input.used)
-                      : statistics::SigmaFromMovingRanges(input.base, input.used, setting);
+  auto estimate =
+      input.screen_moving
+          ? statistics::SigmaFromScreenedMovingRanges(input.base, input.used, input.anew)
+          : statistics::SigmaFromMovingRanges(input.base, input.used, setting, input.anew);
   estimate.value *= std::sqrt(mean_size);
   return estimate;
 }

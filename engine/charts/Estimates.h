@@ -36,6 +36,7 @@ struct EstimateInput {
   std::span<const double> base, ranges, sds, ratios;
   std::span<const std::int32_t> sizes;
   std::span<const std::uint8_t> used;  // empty: all
+  std::span<const std::uint8_t> anew;  // not 0: no moving range into it; empty: none
   // Graph 3 inside the pieces: statistics and sizes of its pieces, and which of them count.
   std::span<const double> piece_statistics;
   std::span<const std::int32_t> piece_sizes;

@@ -18,6 +18,7 @@ void StreamTable::ClearStreams() {
   streams_.clear();
   Forget(order_);
   Forget(used_);
+  Forget(anew_);
   phases_.clear();
   are_cut_ = false;
 }

@@ -81,7 +81,8 @@ class StreamTable {
   }
   void ClearStreams();
   // Makes each stretch of a stream inside a phase, or between two, a stream of its own, unless they
-  // are joined. Subgroups of excluded phases count no longer.
+  // are joined; joined ones only share their limits, see BeginsAnew. Subgroups of excluded phases
+  // count no longer. A store that joins phases leaves no trace of their borders.
   void CutAtPhases(const store::DataSet& data, store::Store& store, bool joined);
 
   bool IsCut() const { return are_cut_; }
@@ -132,6 +133,10 @@ class StreamTable {
   // 0: plotted, but neither estimated from nor run through. Empty: every subgroup counts.
   const std::vector<std::uint8_t>& Used() const { return used_; }
   bool IsUsed(std::size_t place) const { return used_.empty() || used_[place] != 0; }
+  // Not 0: the first place behind a border of phases inside a joined stream, which nothing runs
+  // across. Empty: none.
+  const std::vector<std::uint8_t>& Anew() const { return anew_; }
+  bool BeginsAnew(std::size_t place) const { return !anew_.empty() && anew_[place] != 0; }
   // Calls visit(place) for the subgroups that count; for all where none does.
   template <class Visit>
   void ForEachThatCounts(Visit visit) const {
@@ -152,6 +157,7 @@ class StreamTable {
   std::vector<ChartStream> streams_;
   std::vector<std::uint32_t> order_;
   std::vector<std::uint8_t> used_;
+  std::vector<std::uint8_t> anew_;
   std::vector<Phase> phases_;  // one for each stretch that lies in one
   bool are_cut_ = false;
 };

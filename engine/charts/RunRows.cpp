@@ -227,12 +227,13 @@ std::int32_t RunRows::StampAt(std::size_t place) const {
   return stamps_.empty() ? data_.subgroups[table_.SubgroupAt(place)].Sgtm : stamps_[place];
 }
 
-bool RunRows::RestartsAt(const ChartStream& stream, std::size_t place) const {
-  if (!HasStoredLimits() || !table_.IsUsed(place)) return false;
-  auto before = place;
-  while (before > stream.begin) {
-    --before;
-    if (table_.IsUsed(before)) return limit_row_[before] != limit_row_[place];
+bool RunRows::RestartsAt(const ChartStream& stream, std::size_t place, bool calculated) const {
+  if (!Restarts(calculated) || !table_.IsUsed(place)) return false;
+  bool anew = false;
+  for (auto before = place; before > stream.begin;) {
+    anew = anew || table_.BeginsAnew(before);
+    if (!table_.IsUsed(--before)) continue;
+    return anew || (!calculated && HasStoredLimits() && limit_row_[before] != limit_row_[place]);
   }
   return false;
 }

@@ -80,8 +80,13 @@ class RunRows {
   std::vector<std::int32_t> DeliveredLimitRows() const;
   // Stored control limits judge the phase of a stream from before its start.
   bool HasOlderLimits(std::size_t stream) const;
-  // The row of control limits is another than at the point before that counts.
-  bool RestartsAt(const ChartStream& stream, std::size_t place) const;
+  // Between a point that counts and the one before lies a border of phases or, where the lines are
+  // not the calculated ones, a change of the row of control limits.
+  bool RestartsAt(const ChartStream& stream, std::size_t place, bool calculated) const;
+  // Whether it does anywhere.
+  bool Restarts(bool calculated) const {
+    return !table_.Anew().empty() || (!calculated && HasStoredLimits());
+  }
 
   // Clears the bits of rules that are off for a stream, where streams differ in that.
   void KeepAlarms(std::size_t graph, std::vector<std::uint32_t>& marks) const;

@@ -46,7 +46,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
     return 0;
   }
   table_.Build(rows_.Data(), info.Status);
-  table_.CutAtPhases(rows_.Data(), store, joins_phases_ || store.JoinsPhases());
+  table_.CutAtPhases(rows_.Data(), store, joins_phases_);
   plan_ = PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
   rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
   const auto streams = table_.Streams();
@@ -142,6 +142,7 @@ void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSet
     if (plan_.kinds[1] == ChartKind::Cv) input.ratios = Part(points_[1], stream);
     input.sizes = Part(table_.Sizes(), stream);
     if (!state.no_basis) input.used = Part(table_.Used(), stream);
+    input.anew = Part(table_.Anew(), stream);
     if (plan_.WithinPieces()) {
       const std::size_t begin = within_.begin[stream.begin], end = within_.begin[stream.end];
       input.piece_statistics = std::span(within_.statistics).subspan(begin, end - begin);
@@ -167,8 +168,8 @@ void VariableRun::MakeRatios(std::span<const double> sds) {
 void VariableRun::MakeMovingRanges() {
   points_[1].resize(table_.Count());
   for (const auto& stream : table_.Streams()) {
-    const auto ranges =
-        statistics::MovingRanges(Part(points_[0], stream), Part(table_.Used(), stream));
+    const auto ranges = statistics::MovingRanges(
+        Part(points_[0], stream), Part(table_.Used(), stream), Part(table_.Anew(), stream));
     for (std::size_t i = 0; i < ranges.size(); ++i) {
       points_[1][stream.begin + i] = table_.overflows.Keep(ranges[i], stream.begin + i);
     }
@@ -183,6 +184,7 @@ void VariableRun::MakeMovingAverages() {
     for (auto place = stream.begin; place < stream.end; ++place) {
       const double mean = points_[0][place];
       const auto size = table_.Sizes()[place];
+      if (table_.BeginsAnew(place)) sizes = {};
       if (size < 1) continue;
       double sum = 0.0;
       int count = 1;

@@ -35,6 +35,8 @@ Span SpanAround(const std::vector<Phase>& phases, std::int32_t stamp) {
 }  // namespace
 
 void StreamTable::CutAtPhases(const store::DataSet& data, store::Store& store, bool joined) {
+  const bool keeps_borders = !store.JoinsPhases();
+  joined = joined || !keeps_borders;
   std::vector<ChartStream> cut;
   const auto add = [&](ChartStream stream) {
     stream.limits_of = cut.size();
@@ -60,7 +62,12 @@ void StreamTable::CutAtPhases(const store::DataSet& data, store::Store& store, b
       const auto* const phase =
           span.phase == kNoPhase ? nullptr : &phases[static_cast<std::size_t>(span.phase)];
       if (phase != nullptr && !phase->Counts()) Disuse(place, data.subgroups.size());
-      if (joined) continue;
+      if (joined) {
+        if (!begins || !keeps_borders || place == stream.begin) continue;
+        anew_.resize(data.subgroups.size());
+        anew_[place] = 1;
+        continue;
+      }
       if (begins) {
         add(stream);
         auto& begun = cut.back();

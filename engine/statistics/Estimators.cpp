@@ -51,6 +51,10 @@ bool IsUsed(std::span<const std::uint8_t> used, std::size_t i) {
   return used.empty() || used[i] != 0;
 }
 
+bool IsBreak(std::span<const std::uint8_t> anew, std::size_t i) {
+  return !anew.empty() && anew[i] != 0;
+}
+
 // Mean of a statistic in sigmas and its weight, kept for the size met last: charts have long
 // stretches of one size.
 struct SizeConstant {
@@ -250,10 +254,12 @@ SigmaEstimate SigmaFromSdSums(std::span<const SpreadOfSize> by_size, EstimatorSe
 }
 
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
-                                    std::span<const std::uint8_t> used, EstimatorSetting setting) {
+                                    std::span<const std::uint8_t> used, EstimatorSetting setting,
+                                    std::span<const std::uint8_t> anew) {
   double previous = kNaN, sum = 0.0;
   std::int64_t count = 0;
   for (std::size_t i = 0; i < points.size(); ++i) {
+    if (IsBreak(anew, i)) previous = kNaN;
     if (!IsUsed(used, i)) continue;
     const double range = std::fabs(points[i] - previous);
     previous = points[i];
@@ -265,14 +271,15 @@ SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
 }
 
 SigmaEstimate SigmaFromScreenedMovingRanges(std::span<const double> points,
-                                            std::span<const std::uint8_t> used) {
+                                            std::span<const std::uint8_t> used,
+                                            std::span<const std::uint8_t> anew) {
   constexpr double kLargest = 3.267;
-  const auto all = SigmaFromMovingRanges(points, used);
+  const auto all = SigmaFromMovingRanges(points, used, kUsualEstimator, anew);
   if (!all.Exists()) return all;
   const double largest = kLargest * all.value * all.constant;
   double sum = 0.0;
   std::int64_t count = 0;
-  const auto ranges = MovingRanges(points, used);
+  const auto ranges = MovingRanges(points, used, anew);
   for (std::size_t i = 0; i < ranges.size(); ++i) {
     if (!IsUsed(used, i) || !std::isfinite(ranges[i]) || ranges[i] > largest) continue;
     sum += ranges[i];
@@ -295,11 +302,12 @@ SigmaEstimate SigmaFromMovingRangeSum(double sum, std::int64_t count, EstimatorS
           .largest_n = 2};
 }
 
-std::vector<double> MovingRanges(std::span<const double> points,
-                                 std::span<const std::uint8_t> used) {
+std::vector<double> MovingRanges(std::span<const double> points, std::span<const std::uint8_t> used,
+                                 std::span<const std::uint8_t> anew) {
   std::vector<double> result(points.size());
   double previous = kNaN;
   for (std::size_t i = 0; i < points.size(); ++i) {
+    if (IsBreak(anew, i)) previous = kNaN;
     result[i] = std::fabs(points[i] - previous);
     if (IsUsed(used, i)) previous = points[i];
   }

@@ -74,24 +74,28 @@ SigmaEstimate SigmaFromSds(std::span<const double> sds, std::span<const std::int
 // large ranges.
 // points   in time order, of one stream; NaN breaks the chain (no range into it or out of it); an
 //          unused point is left out and its neighbours become neighbours
+// anew     not 0: no range from before this point, used or not, to it or beyond; empty: nowhere
 // setting  present ones agree: all ranges have one size
 // Source   ISO 7870-2
 // clang-format on
 SigmaEstimate SigmaFromMovingRanges(std::span<const double> points,
                                     std::span<const std::uint8_t> used = {},
-                                    EstimatorSetting setting = kUsualEstimator);
+                                    EstimatorSetting setting = kUsualEstimator,
+                                    std::span<const std::uint8_t> anew = {});
 
 // The same without ranges above 3.267 of their mean (D4 of two points), which are dropped once:
 // kScreenedName.
 // Source   Nelson, J. Quality Technology 14 (1982)
 inline constexpr std::string_view kScreenedName = "MR-est screened";
 SigmaEstimate SigmaFromScreenedMovingRanges(std::span<const double> points,
-                                            std::span<const std::uint8_t> used = {});
+                                            std::span<const std::uint8_t> used = {},
+                                            std::span<const std::uint8_t> anew = {});
 
 // |x_i - previous used x|; NaN at the first point and beside a NaN. An unused point has its range
-// to the used point before it and is then forgotten.
+// to the used point before it and is then forgotten. anew: as above.
 std::vector<double> MovingRanges(std::span<const double> points,
-                                 std::span<const std::uint8_t> used = {});
+                                 std::span<const std::uint8_t> used = {},
+                                 std::span<const std::uint8_t> anew = {});
 
 // clang-format off
 // Coefficient of variation gamma of one piece from W_i = s_i / mean_i.

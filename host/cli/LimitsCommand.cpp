@@ -342,7 +342,18 @@ void Retire(Run& run) {
 }
 void Void(Run& run) {
   run.database.VoidLimits(run.Id(), ChangeOptionsOf(run.arguments));
-  Say(run, run.Id(), StateText(run, run.Id(), "void"));
+  auto text = StateText(run, run.Id(), "void");
+  // A phase that began with the row says that the process changed, which may be so all the same.
+  const auto row = RowOf(run, run.Id());
+  for (const auto& phase : run.database.Phases()) {
+    if (phase.part != row.part || phase.process != row.process || phase.test != row.test ||
+        phase.start != row.effective) {
+      continue;
+    }
+    text += "\nnote: phase \"" + render::PlainText(phase.name) + "\" begins there and stays; " +
+            "\"orvspc phase remove " + std::to_string(phase.id) + "\" removes it";
+  }
+  Say(run, run.Id(), text);
 }
 void Freeze(Run& run) {
   const auto id =

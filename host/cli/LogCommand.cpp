@@ -29,6 +29,7 @@ constexpr Option kAnchor{"anchor", "FILE",
                          "append that to FILE, or with --verify compare the log with its lines"};
 
 constexpr std::int64_t kMillisecondsOfSecond = 1000;
+constexpr const char* kNoEntries = "no entries";
 
 // "48,112"
 std::string Grouped(std::int64_t number) {
@@ -123,7 +124,11 @@ std::string HtmlOf(const std::vector<LogEntry>& entries, const LogAnchor& head) 
   render::Page page("Log of changes");
   page.Paragraph("sub", "Database " + head.uuid + ", entry " + Grouped(head.seq) +
                             " is the newest, with the hash " + head.hash);
-  page.Write(TableOf(entries, Details::Beside));
+  if (entries.empty()) {
+    page.Paragraph("sub", kNoEntries);
+  } else {
+    page.Write(TableOf(entries, Details::Beside));
+  }
   return page.Text();
 }
 
@@ -155,12 +160,25 @@ int Verify(const Arguments& arguments, const QualityDatabase& database, Console&
               (is_whole ? ", all as they were stored" : ""));
   }
   for (const auto& note : check.notes) text.Line("note: " + note);
-  console.out << text.Take();
+  Deliver(arguments, console, text.Take());
   return is_whole ? 0 : 1;
+}
+
+// A check is of the whole log, and its answer a text.
+void CheckQuestion(const Arguments& arguments, const std::string& format) {
+  if (!arguments.Has(kVerify)) return;
+  if (format != "text") throw Misuse("--verify answers in text; there is no --format " + format);
+  constexpr std::array<const Option*, 6> kFilters = {&kObject, &kOnlyBy,    &kSince,
+                                                     &kUntil,  &kOperation, &kMax};
+  for (const auto* const filter : kFilters) {
+    if (!arguments.Has(*filter)) continue;
+    throw Misuse("--verify checks the whole log; it goes without --" + std::string(filter->name));
+  }
 }
 
 int Run(const Arguments& arguments, Console& console) {
   const auto format = OutputFormat(arguments, {"text", "json", "csv", "html"});
+  CheckQuestion(arguments, format);
   if (arguments.Has(kData) && !arguments.Has(kVerify)) throw Misuse("--data goes with --verify");
   if (arguments.Has(kHead) && arguments.Has(kVerify)) {
     throw Misuse("--head and --verify are two questions");
@@ -177,7 +195,11 @@ int Run(const Arguments& arguments, Console& console) {
     Deliver(arguments, console, CsvOf(entries));
   } else if (format == "text") {
     render::TextWriter text(TextOptionsOf(arguments, console));
-    text.Write(TableOf(entries, Details::Below));
+    if (entries.empty()) {
+      text.Line(kNoEntries);
+    } else {
+      text.Write(TableOf(entries, Details::Below));
+    }
     Deliver(arguments, console, text.Take());
   } else {
     const auto head = database.LogHead();

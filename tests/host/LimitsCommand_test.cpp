@@ -66,7 +66,11 @@ TEST_F(LimitsCommand, TheLifeOfALimit) {
   done = Limits("retire 2 --at 2026-01-28 --reason over");
   EXPECT_EQ(done.out, "limits 2: retired from 2026-01-26T00:00:00 to 2026-01-28T00:00:00\n");
   done = Limits("void 2 --reason wrong");
-  EXPECT_EQ(done.out, "limits 2: void\n");
+  EXPECT_EQ(
+      done.out,
+      "limits 2: void\n"
+      "note: phase \"Tool B\" begins there and stays; \"orvspc phase remove 1\" removes it\n");
+  EXPECT_EQ(Run("phase remove 1 --db q.db --reason wrong").status, 0);
   done = Limits("propose --reason again --force");
   EXPECT_EQ(done.out, "limits 3: proposed\n");
   EXPECT_EQ(Limits("reject 3 --reason no-use").out, "limits 3: rejected\n");

@@ -826,6 +826,25 @@ TEST_F(Program, TheLogIsListedInEveryFormat) {
       1U);
   EXPECT_EQ(Run("log --db q.db --data").status, 2);
   EXPECT_EQ(Run("log --db q.db --since yesterday").status, 2);
+  EXPECT_EQ(Run("log --db q.db --by Zoe").out, "no entries\n");
+  EXPECT_NE(Run("log --db q.db --by Zoe --format html").out.find("no entries"), std::string::npos);
+}
+
+TEST_F(Program, ACheckOfTheLogTakesNoFilterAndNoFormat) {
+  Write("v.csv", "part,process,test,subgroup,time,value\nA,P,T,1,2024-01-01,5\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  for (const auto* option : {"--object '#1'", "--by Ann", "--since 2024-01-01",
+                             "--until 2024-01-01", "--operation import", "--max 1"}) {
+    const auto checked = Run("log --db q.db --verify " + std::string(option));
+    EXPECT_EQ(checked.status, 2) << option;
+    EXPECT_NE(checked.err.find("--verify checks the whole log"), std::string::npos) << checked.err;
+  }
+  EXPECT_EQ(Run("log --db q.db --verify --format json").status, 2);
+  EXPECT_EQ(Run("log --db q.db --verify --format text").status, 0);
+  const auto to_file = Run("log --db q.db --verify --output checked.txt");
+  EXPECT_EQ(to_file.status, 0) << to_file.err;
+  EXPECT_EQ(to_file.out, "");
+  EXPECT_TRUE(Text(folder_.File("checked.txt")).starts_with("2 entries, whole"));
 }
 
 TEST_F(Program, TheLogIsVerifiedAndAnchored) {

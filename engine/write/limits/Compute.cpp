@@ -158,6 +158,7 @@ catalogue::LimitFigures FiguresOf(const charts::ChartPlan& plan,
 Chart VariableChart(store::Store& store, Window window, std::int32_t word) {
   Chart chart;
   charts::VariableRun run;
+  run.JoinPhases();
   API_CCVarOptions options{};
   options.ChartWord = word;
   options.Constant = 2;
@@ -180,6 +181,7 @@ Chart CountChart(store::Store& store, Window window, std::int32_t word) {
   Chart chart;
   chart.counts = true;
   charts::AttributeRun run;
+  run.JoinPhases();
   chart.word = run.Process(store, window.info, window.filter, {word, 0, 0.0});
   if (chart.word == 0) return chart;
   TakeOut(run, chart);
@@ -305,7 +307,8 @@ Chart MakeChart(store::SqlStore& store, const LimitRequest& request,
   const auto notes = store::NoteCount();
   const auto type = ResolvedTest(store, request);
   WindowStore view(store, left_out, request.first, request.screen_mr,
-                   type == ttVariable ? std::nullopt : std::optional(request.chart_word));
+                   type == ttVariable ? std::nullopt : std::optional(request.chart_word),
+                   request.all_phases);
   auto chart = type == ttVariable ? VariableChart(view, window, request.chart_word)
                                   : CountChart(view, window, request.chart_word);
   // What the chart says of itself is none of these limits.
@@ -527,7 +530,11 @@ std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const P
 
 Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& asked) {
   std::set<std::int32_t> left_out;
-  for (const auto& each : asked.exclusions) left_out.insert(each.subgroup);
+  for (const auto& each : asked.exclusions) {
+    if (left_out.insert(each.subgroup).second) continue;
+    throw Refused("twice", "exclude", Number(each.subgroup),
+                  "--exclude: " + Number(each.subgroup) + " is named twice");
+  }
   const auto basis = BasisOf(store, asked, left_out);
   const auto& request = basis.request;
   auto chart = MakeChart(store, request, left_out);

@@ -176,6 +176,21 @@ TEST(SigmaEstimate, UnbiasedAndOfLeastScatterOnNormalSamples) {
   EXPECT_LT(SampleVariance(by_sds), SampleVariance(weighted));
 }
 
+TEST(MovingRanges, NoneReachesAcrossAPointThatBeginsAnew) {
+  const std::vector<double> points = {1, 3, 50, 10, 13};
+  const std::vector<std::uint8_t> used = {1, 1, 0, 1, 1}, anew = {0, 0, 1, 0, 0};
+  const auto ranges = MovingRanges(points, used, anew);
+  EXPECT_EQ(ranges[1], 2.0);
+  EXPECT_TRUE(std::isnan(ranges[2]));
+  EXPECT_TRUE(std::isnan(ranges[3]));
+  EXPECT_EQ(ranges[4], 3.0);
+  for (const auto& sigma : {SigmaFromMovingRanges(points, used, kUsualEstimator, anew),
+                            SigmaFromScreenedMovingRanges(points, used, anew)}) {
+    EXPECT_EQ(sigma.used, 2);
+    EXPECT_NEAR(sigma.value * sigma.constant, 2.5, 1e-12);
+  }
+}
+
 TEST(MovingRanges, AnUnusedPointIsShownAndForgottenAndNaNBreaksTheChain) {
   const std::vector<double> points{10, 12, 20, 11, kNaN, 15, 14};
   const std::vector<std::uint8_t> used{1, 1, 0, 1, 1, 1, 1};

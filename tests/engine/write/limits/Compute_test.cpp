@@ -389,6 +389,92 @@ TEST_F(ComputeTest, AnExcludedPhaseAloneLeavesOneChartOfAllTheRest) {
   }
 }
 
+// On each side of subgroups 20 to 23 lie runs that no rule would find alone; the level behind them
+// is another one.
+std::string RunsBesideATrial(bool singles) {
+  std::string text = "part,process,test,subgroup,time,value\n";
+  for (std::size_t i = 0; i < kCount; ++i) {
+    const double level = i < 14   ? 9.0 + static_cast<double>(i % 3)
+                         : i < 20 ? 11.2
+                         : i < 24 ? 30.0
+                         : i < 29 ? 12.4
+                                  : 10.0 + static_cast<double>(i % 4);
+    for (int piece = 0; piece < (singles ? 1 : 4); ++piece) {
+      text += std::string("A,P,") + (singles ? "singles" : "fives") + "," + std::to_string(i + 1) +
+              "," + platform::IsoText(TimeAt(i)) + "," +
+              std::to_string(level + 0.1 * static_cast<double>((i * 7 + i / 3) % 5) +
+                             0.8 * static_cast<double>(piece)) +
+              "\n";
+    }
+  }
+  return text;
+}
+
+TEST_F(ComputeTest, NothingRunsAcrossAnExcludedPhaseOnTheChartOrInTheLimits) {
+  Import(RunsBesideATrial(true));
+  Import(RunsBesideATrial(false));
+  AddPhase("trial", 20, 24, 0, PhaseKind::Excluded);
+  int across = 0, moving = 0;
+  for (const auto shape : {Shape::Singles, Shape::Fives}) {
+    const auto stream = Stream(shape);
+    for (const auto word : WordsOf(shape)) {
+      SCOPED_TRACE(std::string(kShapeNames[static_cast<std::size_t>(shape)]) + " " +
+                   std::to_string(word));
+      auto request = Request(shape, word);
+      const auto chart = ChartOf(shape, word);
+      LimitProposal limits;
+      if (!FailureOf([&] { limits = Data().ComputeLimits(request); }).empty()) continue;
+      EXPECT_TRUE(Same(limits.sp, chart.estimates.sp.value));
+      for (const auto& lines : limits.lines) {
+        const auto& graph = chart.graphs.at(static_cast<std::size_t>(lines.graph) - 1);
+        EXPECT_TRUE(Same(lines.centre, graph.ccl.back())) << lines.graph;
+        EXPECT_TRUE(Same(lines.upper, graph.cucl.back())) << lines.graph;
+      }
+      // What the limits signal is what the chart signals.
+      std::vector<std::pair<std::int32_t, std::int32_t>> signals, drawn;
+      for (const auto& each : limits.signals) signals.emplace_back(each.graph, each.subgroup);
+      for (std::size_t g = 0; g < chart.graphs.size(); ++g) {
+        const auto number = static_cast<std::int32_t>(g) + 1;
+        const auto on = Opened()->AlarmBits(stream.part, stream.process, stream.test, number);
+        const auto& marks = chart.graphs[g].coocs;
+        for (std::size_t i = 0; i < marks.size(); ++i) {
+          const bool is_marked = (static_cast<std::uint32_t>(marks[i]) & on) != 0;
+          if (is_marked) drawn.emplace_back(number, static_cast<std::int32_t>(i) + 1);
+        }
+      }
+      EXPECT_EQ(signals, drawn);
+      // As if there were no phases, the runs join.
+      request.all_phases = true;
+      across += Data().ComputeLimits(request).signals.size() > signals.size();
+      if ((word >> 4 & 0xF) != 3) continue;
+      double sum = 0.0;
+      int count = 0;
+      for (const auto range : chart.graphs[1].points) {
+        if (std::isnan(range)) continue;
+        sum += range;
+        ++count;
+      }
+      ++moving;
+      EXPECT_EQ(count, 19 + 15);
+      EXPECT_NEAR(chart.graphs[1].ccl.back(), sum / count, 1e-12);
+    }
+  }
+  EXPECT_GT(across, 0);
+  EXPECT_GT(moving, 0);
+}
+
+TEST_F(ComputeTest, ASubgroupIsLeftOutOnce) {
+  Import(CsvOf(Shape::Fives, 30, 1));
+  auto request = Request(Shape::Fives, 0x110);
+  request.exclusions = {{3, "tool"}, {4, "tool"}, {3, "again"}};
+  EXPECT_NE(FailureOf([&] { Data().ComputeLimits(request); }).find("--exclude: #3 is named twice"),
+            std::string::npos);
+  EXPECT_NE(FailureOf([&] {
+              Data().ProposeLimits(request, {ann_, "for the test"});
+            }).find("--exclude: #3 is named twice"),
+            std::string::npos);
+}
+
 // A chart that shows nothing of the phase before has its limits all the same.
 TEST_F(ComputeTest, BehindAPhaseThatIsNotShownItsLimitsAreTaken) {
   ImportAll();
