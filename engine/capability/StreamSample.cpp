@@ -14,7 +14,7 @@
 namespace orvspc::engine::capability {
 namespace {
 
-constexpr std::int32_t kNoPhase = -1;
+constexpr std::int32_t kNoPhase = -1;  // and less: behind so many phases
 
 struct Ids {
   std::int32_t part, process, test;
@@ -26,8 +26,8 @@ struct Ids {
 
 class Collector final : public store::BatchTaker {
  public:
-  Collector(bool all_count, std::vector<Phase> phases)
-      : all_count_(all_count), phases_(std::move(phases)) {}
+  Collector(bool all_count, std::vector<Phase> phases, bool joins_phases)
+      : all_count_(all_count), phases_(std::move(phases)), joins_phases_(joins_phases) {}
 
   void Begin(std::size_t parts) override {
     parts_.clear();
@@ -66,10 +66,15 @@ class Collector final : public store::BatchTaker {
 
  private:
   std::int32_t PhaseAt(const Ids& ids, std::int32_t stamp) const {
-    const auto found = std::ranges::find_if(phases_, [&](const Phase& phase) {
-      return phase.Holds(stamp) && store::HoldsFor(phase, ids.part, ids.process, ids.test);
-    });
-    return found == phases_.end() ? kNoPhase : static_cast<std::int32_t>(found - phases_.begin());
+    std::int32_t before = 0;
+    for (std::size_t i = 0; i < phases_.size(); ++i) {
+      const auto& phase = phases_[i];
+      if (!store::HoldsFor(phase, ids.part, ids.process, ids.test)) continue;
+      if (phase.Holds(stamp)) return static_cast<std::int32_t>(i);
+      if (phase.start <= stamp) ++before;
+    }
+    // No moving range reaches across a phase, so that those of a chart are the same.
+    return joins_phases_ ? kNoPhase : kNoPhase - before;
   }
   static StreamSample& StreamIn(std::vector<StreamSample>& streams, const Ids& ids,
                                 std::int32_t phase) {
@@ -85,6 +90,7 @@ class Collector final : public store::BatchTaker {
 
   bool all_count_;
   std::vector<Phase> phases_;
+  bool joins_phases_;
   std::vector<std::vector<StreamSample>> parts_;
 };
 
@@ -99,7 +105,7 @@ std::vector<StreamSample> Newest(store::Store& store, std::vector<StreamSample> 
   std::size_t subgroups = 0, in_phases = 0, newest = 0;
   for (std::size_t i = 0; i < stretches.size(); ++i) {
     subgroups += stretches[i].sample.Groups();
-    if (stretches[i].phase == kNoPhase) continue;
+    if (stretches[i].phase <= kNoPhase) continue;
     if (in_phases++ == 0 || stretches[i].newest > stretches[newest].newest) newest = i;
   }
   if (in_phases == 0 || stretches.size() == 1) return stretches;
@@ -126,7 +132,7 @@ std::vector<StreamSample> TakePhases(store::Store& store, std::vector<StreamSamp
     for (auto& each : all) {
       if (Ids(each) != ids) {
         others.push_back(std::move(each));
-      } else if (each.phase == kNoPhase || phases[static_cast<std::size_t>(each.phase)].Counts()) {
+      } else if (each.phase <= kNoPhase || phases[static_cast<std::size_t>(each.phase)].Counts()) {
         stretches.push_back(std::move(each));
       } else {
         excluded += each.sample.Groups();
@@ -151,7 +157,7 @@ bool ReadStreams(store::Store& store, API_DSInfo& info, std::span<const std::int
                  std::vector<StreamSample>& streams) {
   auto phases = store.Phases(0, 0, 0);
   if (store.JoinsPhases()) std::erase_if(phases, [](const Phase& each) { return each.Counts(); });
-  Collector collector(store::EveryStateCounts(info.Status), phases);
+  Collector collector(store::EveryStateCounts(info.Status), phases, store.JoinsPhases());
   if (!store.SelectInBatches(info, filter, {.test_types = ttVariable}, collector)) return false;
   streams = collector.Joined();
   if (!phases.empty()) streams = TakePhases(store, std::move(streams), phases);

@@ -15,10 +15,11 @@
 // Which values an analysis has, and passes over all of them.
 namespace orvspc::engine::capability {
 
-// The values that count of one part, process and test.
+// The values that count of one part, process and test; outside of its phases of each stretch
+// between two of them.
 struct StreamSample {
   std::int32_t part = 0, process = 0, test = 0;
-  std::int32_t phase = -1;                              // among all phases; -1: none
+  std::int32_t phase = -1;                              // among all phases; below 0: none
   std::int32_t oldest = INT32_MAX, newest = INT32_MIN;  // times of its subgroups
   statistics::Sample sample = {};
 };

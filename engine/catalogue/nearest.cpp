@@ -60,8 +60,9 @@ std::vector<std::string> NearestOf(std::string_view name, const std::vector<std:
 }
 
 std::vector<std::string> NearestNames(sql::Connection& db, ItemKind kind, std::string_view name) {
-  static const auto texts =
-      TextsByKind([](ItemKind each) { return "SELECT name FROM " + TableOf(each); });
+  static const auto texts = TextsByKind([](ItemKind each) {
+    return "SELECT name FROM " + TableOf(each) + (IsOfStream(each) ? " WHERE active = 1" : "");
+  });
   std::vector<std::string> names;
   for (sql::Query query(db, texts[static_cast<std::size_t>(kind)]); query.Step();) {
     names.emplace_back(query.Text(0));

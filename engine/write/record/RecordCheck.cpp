@@ -223,11 +223,13 @@ void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const
 void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::string& name,
                             bool may_be_new, NewNames names, std::vector<Note>& notes) {
   const auto* item = known_.Find(kind, name);
-  if (item == nullptr) {
-    if (may_be_new || names == NewNames::Create) return;
+  // What an undo took out of use is as new, but has its identifier still.
+  const bool is_new = item == nullptr || item->was_undone;
+  if (is_new && !may_be_new && names != NewNames::Create) {
     const auto text = catalogue::NoSuchItem(db_, kind, name);
     Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
   }
+  if (item == nullptr) return;
   if (!item->is_active && !item->was_undone) {
     Refuse("inactive", field, name, change::InactiveText(db_, kind, item->id, name));
   }

@@ -70,6 +70,22 @@ TEST(CapabilityPhases, OnePhaseOfEverythingHasNoNote) {
   EXPECT_FALSE(made.HasNote("newest-phase"));
 }
 
+// As on a chart of the same subgroups.
+TEST(CapabilityPhases, NoMovingRangeReachesAcrossAnExcludedPhase) {
+  CapabilityStore store;
+  for (std::size_t i = 0; i < 11; ++i) {
+    const double level = i < 5 ? 10.0 : i == 5 ? 99.0 : 20.0;
+    store.Add({{level + (i % 2 == 0 ? 0.0 : 0.5)}});
+    store.data.subgroups.back().Sgtm = static_cast<std::int32_t>(10 * i);
+  }
+  store.phases = {Between(50, 60, "out", PhaseKind::Excluded)};
+  const auto made = Analyse(store);
+  EXPECT_EQ(made.summary.SubgroupCount, 10);
+  EXPECT_NEAR(made.summary.ShortTermSD, 0.5 / 1.12837916709551, 1e-13) << "eight ranges of 0.5";
+  store.joins_phases = true;
+  EXPECT_NEAR(Analyse(store).summary.ShortTermSD, (8 * 0.5 + 10.0) / 9 / 1.12837916709551, 1e-13);
+}
+
 TEST(CapabilityPhases, ExcludedPhasesAreLeftOut) {
   auto store = Filled(0, 15);
   store.phases = {Between(0, 50, "A"), Between(50, std::nullopt, "out", PhaseKind::Excluded)};

@@ -677,6 +677,9 @@ TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
   why.actor = kAnn;
   why.reason = "wrong sheet";
   Into().UndoImport(store(), false, why);
+  // Part, process and test are new once more: asked for, and not proposed.
+  EXPECT_EQ(RefusalOf(record)->code, "unknown");
+  EXPECT_STREQ(RefusalOf(record)->what(), "part: there is no part \"Ring\"; --create makes it");
   EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 0);
   EXPECT_EQ(Value("SELECT count(*) FROM part WHERE active = 1"), 0);
   const auto again = store();
