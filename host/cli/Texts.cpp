@@ -189,20 +189,21 @@ std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
   const std::int32_t process = data.rows.front().prcs;
   if (std::ranges::any_of(data.rows, [&](const auto& row) { return row.prcs != process; }))
     return downtimes;
-  const auto [first, last] = std::ranges::minmax(data.rows, {}, &SubgroupRow::stamp);
+  const auto ends = std::ranges::minmax(data.rows, {}, &SubgroupRow::stamp);
+  const auto first = ends.min.stamp, last = ends.max.stamp;
   const auto add = [&](std::int64_t start, std::int64_t end, std::string text) {
-    downtimes.push_back({std::max(start, first.stamp), std::min(end, last.stamp), std::move(text)});
+    downtimes.push_back({std::max(start, first), std::min(end, last), std::move(text)});
   };
-  auto states = database.StatesBetween(process, first.stamp, last.stamp);
-  if (auto before = database.StateBefore(process, first.stamp))
+  auto states = database.StatesBetween(process, first, last);
+  if (auto before = database.StateBefore(process, first))
     states.insert(states.begin(), std::move(*before));
   for (std::size_t i = 0; i < states.size(); ++i) {
     const auto& state = states[i];
     if (state.type == pst_None || state.type == pst_Start || state.type == pst_Run) continue;
-    add(state.since, i + 1 < states.size() ? states[i + 1].since : last.stamp, state.name);
+    add(state.since, i + 1 < states.size() ? states[i + 1].since : last, state.name);
   }
   std::erase_if(downtimes, [](const auto& down) { return down.end <= down.start; });
-  for (const auto& event : database.Downtimes(process, first.stamp, last.stamp)) {
+  for (const auto& event : database.Downtimes(process, first, last)) {
     if (std::ranges::none_of(data.rows, [&](const auto& row) { return IsOf(event, row); }))
       continue;
     const auto name = names(ItemKind::EventName, event.name);
@@ -210,7 +211,7 @@ std::vector<render::Downtime> ReadDowntimes(const QualityDatabase& database,
     const auto text = render::Joined({name.empty() ? "downtime" : name, cause}, ", ");
     const auto end = event.finish.value_or(event.time);
     // One that only touches the stretch is no part of it.
-    if (end > event.time && (end == first.stamp || event.time == last.stamp)) continue;
+    if (end > event.time && (end == first || event.time == last)) continue;
     add(event.time, end, text);
   }
   std::ranges::stable_sort(downtimes, {}, &render::Downtime::start);
