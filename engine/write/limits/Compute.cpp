@@ -356,7 +356,7 @@ std::string ExclusionOf(sql::Connection& db, const LimitRequest& request, std::i
                    "AND l.status NOT IN ('rejected', 'void') ORDER BY l.id DESC LIMIT 1",
                    subgroup, request.part, request.process, request.test, kNoCause);
   if (!query.Step()) return {};
-  const std::string reason(query.Text(0));
+  std::string reason(query.Text(0));
   // That of an earlier screening says where it is from.
   for (const auto* const word : {"comment: ", "event: ", "exclusion: "}) {
     if (reason.starts_with(word)) return reason;
@@ -624,7 +624,7 @@ std::string DigestNow(store::SqlStore& store, const ListedLimit& row,
   view.Select(window.info, window.filter, {}, data);
   // Of several subgroups at the last time, some may lie behind the first N that the row is of.
   auto end = data.subgroups.size();
-  const auto all = DigestOf(data, end);
+  auto all = DigestOf(data, end);
   while (end > 1 && data.subgroups[end - 2].Sgtm == row.finish) {
     if (DigestOf(data, --end) == row.digest) return row.digest;
   }
