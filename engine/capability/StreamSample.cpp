@@ -14,7 +14,7 @@
 namespace orvspc::engine::capability {
 namespace {
 
-constexpr std::int32_t kNoPhase = -1;  // and less: behind so many phases
+constexpr std::int32_t kNoPhase = -1;  // less by one for each phase before
 
 struct Ids {
   std::int32_t part, process, test;

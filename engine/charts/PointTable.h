@@ -133,7 +133,7 @@ class StreamTable {
   // 0: plotted, but neither estimated from nor run through. Empty: every subgroup counts.
   const std::vector<std::uint8_t>& Used() const { return used_; }
   bool IsUsed(std::size_t place) const { return used_.empty() || used_[place] != 0; }
-  // Not 0: the first place behind a border of phases inside a joined stream, which nothing runs
+  // Not 0: the first place after a border of phases inside a joined stream, which nothing runs
   // across. Empty: none.
   const std::vector<std::uint8_t>& Anew() const { return anew_; }
   bool BeginsAnew(std::size_t place) const { return !anew_.empty() && anew_[place] != 0; }

@@ -196,7 +196,7 @@ class Copy {
                                [&](std::int64_t stream) { return Takes(stream, subgroup); });
   }
 
-  // An alarm about a record that is left out stays behind, with its event and its messages.
+  // An alarm about a record that is left out is not copied, nor are its event and its messages.
   void FindAlarmsLeftOut() {
     sql::Query alarms(from_, "SELECT event, stream, first_subgroup, last_subgroup FROM alarm");
     while (alarms.Step()) {

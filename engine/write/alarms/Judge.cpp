@@ -241,7 +241,7 @@ class StreamJudge {
     store::KeepNotes(notes);
   }
 
-  // Each stretch of marks, whether it may raise an alarm or only holds the one that it raised.
+  // Each stretch of violations: whether it may raise an alarm or only keeps the one that it raised.
   std::vector<Signal> Signals(const std::vector<Alarm>& known) {
     std::vector<Signal> signals;
     FindSignals(signals);
@@ -318,7 +318,7 @@ class StreamJudge {
   }
 
   // The first point of a signal that may raise an alarm: one that came after what judges it was
-  // stored, and is not too old; behind the last one where none may.
+  // stored, and is not too old; past the last one where none may.
   std::size_t FirstOf(const Signal& signal) const {
     const auto& eligible = signal.cause.rule == kSpecification ? spec_eligible_ : eligible_;
     auto i = signal.first;
@@ -333,7 +333,7 @@ class StreamJudge {
         std::count(counts_.begin() + static_cast<std::ptrdiff_t>(from),
                    counts_.begin() + static_cast<std::ptrdiff_t>(to) + 1, std::uint8_t{1}));
   }
-  // Of a subgroup in a signal, behind the last one where it is in none of its points.
+  // Of a subgroup in a signal, past the last one where it is in none of its points.
   std::size_t PlaceIn(const Signal& signal, std::int32_t subgroup) const {
     auto i = signal.first;
     while (i <= signal.last && Points()[i].Sgrp != subgroup) ++i;

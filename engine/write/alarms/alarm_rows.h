@@ -43,7 +43,7 @@ void Extend(log::Writing& writing, const Alarm& known, const Alarm& now);
 // What it was about is no more; the event stays. entry: of the log, about what changed that.
 void Withdraw(log::Writing& writing, const Alarm& alarm, std::int64_t entry);
 
-// Tells hooks of the present state of an alarm. entry: that it came to it by; 0: none of its own.
+// Sends hooks the present state of an alarm. entry: the one that led to it; 0: none of its own.
 void Tell(log::Writing& writing, const Alarm& alarm, std::string_view what, std::int64_t entry = 0);
 
 // A row of the outbox about an event: its identifier, which no other revision of the event has,

@@ -45,7 +45,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 // Takes records out of what analyses read. The entries keep all of them.
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
 // Brings the record back that an entry took out or changed, as it was before, under the names that
-// its items have now. Returns it, and behind it what it moved of its subgroup, as that was.
+// its items have now. Returns it, followed by what it moved of its subgroup, as that was.
 std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected);
 

@@ -622,7 +622,7 @@ std::string DigestNow(store::SqlStore& store, const ListedLimit& row,
   WindowStore view(store, left_out, 0);
   store::DataSet data;
   view.Select(window.info, window.filter, {}, data);
-  // Of several subgroups at the last time, some may lie behind the first N that the row is of.
+  // Of several subgroups at the last time, some may come after the first N that the row is of.
   auto end = data.subgroups.size();
   auto all = DigestOf(data, end);
   while (end > 1 && data.subgroups[end - 2].Sgtm == row.finish) {

@@ -58,7 +58,7 @@ class AlarmLimitsTest : public JudgeTest {
     change.value = value;
     Data().ChangeValue(subgroup, 1, change, Why());
   }
-  // The entry of the log behind the latest withdrawal: "operation object".
+  // The log entry that caused the latest withdrawal: "operation object".
   std::string Withdrawer() {
     std::string found;
     const auto alarms = Data().Alarms({});

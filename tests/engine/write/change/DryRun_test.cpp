@@ -62,7 +62,7 @@ SubgroupChange Moved(const char* label) {
   return change;
 }
 
-// In this order; each is done after it was tried. Those behind are refused.
+// In this order; each is done after it was tried. The later ones are refused.
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       Of("flag",

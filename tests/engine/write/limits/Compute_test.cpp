@@ -389,7 +389,7 @@ TEST_F(ComputeTest, AnExcludedPhaseAloneLeavesOneChartOfAllTheRest) {
   }
 }
 
-// On each side of subgroups 20 to 23 lie runs that no rule would find alone; the level behind them
+// On each side of subgroups 20 to 23 lie runs that no rule would find alone; the level after them
 // is another one.
 std::string RunsBesideATrial(bool singles) {
   std::string text = "part,process,test,subgroup,time,value\n";
