@@ -26,9 +26,8 @@ struct BrokenRule {
 //
 //   counts      whole numbers from 0 to 1e9
 //   size        from 0 to INT32_MAX, a whole number where units are counted (defectives)
-//   defectives  at most as many as units, where a size is given: a named unit counts as often as
-//   its
-//               largest count says, those without a unit add up
+//   defectives  at most as many as units, where a size is given: of a named unit its largest
+//               count, of those without a unit the sum
 std::optional<BrokenRule> BrokenRuleOfCounts(std::int32_t type, double size,
                                              std::span<const double> values,
                                              std::span<const store::RowKey> keys);

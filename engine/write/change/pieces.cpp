@@ -144,10 +144,10 @@ void Erase(StoredRecord& record, std::size_t place) {
 
 void Insert(StoredRecord& record, const store::RowKey& key, double value) {
   const auto order = [](const store::RowKey& each) { return std::tuple(each.Tsno, each.Sbno); };
-  const auto behind = std::ranges::find_if(
+  const auto next = std::ranges::find_if(
       record.keys, [&](const store::RowKey& each) { return order(each) > order(key); });
-  const auto at = behind - record.keys.begin();
-  record.keys.insert(behind, key);
+  const auto at = next - record.keys.begin();
+  record.keys.insert(next, key);
   record.values.insert(record.values.begin() + at, value);
 }
 
@@ -169,7 +169,7 @@ store::RowKey NewKey(const Edit& edit, const RowNames& names) {
   }
   if (tsno < 0 || tsno > write::kMaxPiece || key.Sbno < 0) {
     edit.RefusePiece("number", tsno > write::kMaxPiece && key.Tsno == 0
-                                   ? "there is no number left behind piece " +
+                                   ? "there is no number left after piece " +
                                          std::to_string(tsno - 1) + "; --tsno gives another one"
                                    : "a number of a piece lies between 0 and 1000000000");
   }

@@ -54,9 +54,9 @@ MovedRecords::MovedRecords(const Json& json) {
 bool MovedRecords::Holds(std::int32_t test, std::int32_t subgroup) const {
   const auto of_test = runs_.find(test);
   if (of_test == runs_.end()) return false;
-  const auto behind = std::ranges::upper_bound(of_test->second, subgroup, {}, &Run::first);
-  if (behind == of_test->second.begin()) return false;
-  const auto& run = *std::prev(behind);
+  const auto after = std::ranges::upper_bound(of_test->second, subgroup, {}, &Run::first);
+  if (after == of_test->second.begin()) return false;
+  const auto& run = *std::prev(after);
   return subgroup <= run.last && (subgroup - run.first) % run.step == 0;
 }
 

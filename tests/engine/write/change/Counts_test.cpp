@@ -146,7 +146,7 @@ TEST_F(CountsTest, NumbersOfPiecesHaveAnEnd) {
             "number: #1 Width: a number of a piece lies between 0 and 1000000000");
   Change("Width", {Add, 1'000'000'000, 0, 1});
   EXPECT_EQ(RefusalOf("Width", {Add, 0, 0, 1}),
-            "number: #1 Width: there is no number left behind piece 1000000000; --tsno gives "
+            "number: #1 Width: there is no number left after piece 1000000000; --tsno gives "
             "another one");
   Import(
       "part,process,test,test-type,subgroup,time,size,count,tsno\n"
