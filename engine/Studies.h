@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/studies/Figures.h"
+#include "engine/studies/StudyData.h"
+#include "engine/studies/TimeWeighted.h"
+
+// The studies of the embedded engine, for hosts: one function and one type of result each. A study
+// of stored data takes stretches of streams (ReadStudyData); all take plain values as well.
