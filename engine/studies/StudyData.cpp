@@ -106,9 +106,14 @@ StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std:
   const auto word = run.Process(store, info, filter, {options.chart_word, 0, 0.0});
   if (word == 0) return {};
   const auto units = run.UnitsInspected();
-  return Taken(run, word, [&](const charts::ChartStream& stream, Stretch& stretch) {
+  auto data = Taken(run, word, [&](const charts::ChartStream& stream, Stretch& stretch) {
     AddCounts(run, stream, units, stretch);
   });
+  const auto& chart = *run.Plan().chart;
+  data.defectives = chart.defectives;
+  data.counted = chart.counted;
+  data.scale = chart.scale;
+  return data;
 }
 
 }  // namespace
