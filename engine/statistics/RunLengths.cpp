@@ -216,8 +216,9 @@ Runs TwoArms(const Runs& upper, const Runs& lower, const Runs& upper_anew, const
   // signal soon after a head start.
   constexpr double kNever = 1e9;
   const auto never = [](const Runs& arm, const Runs& other) {
-    return !(arm.sum > 0.0) || arm.sum > kNever * other.sum;
+    return !(arm.sum > 0.0) || (other.sum > 0.0 && arm.sum > kNever * other.sum);
   };
+  if (!(upper_anew.sum > 0.0) && !(lower_anew.sum > 0.0)) return {};
   if (never(upper_anew, lower_anew)) return TwoArms(lower, upper, lower_anew, upper_anew, wanted);
   const auto share = [](const Runs& runs, const Runs& anew) { return runs.sum / anew.sum; };
   const auto slope = [&](const Runs& runs, const Runs& anew) {
