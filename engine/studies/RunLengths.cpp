@@ -33,7 +33,7 @@ statistics::Sides SidesOf(Sided sided) {
 
 void CheckShifts(std::span<const double> shifts) {
   constexpr double kMost = 20.0;
-  for (const double shift : shifts) Need(std::abs(shift) <= kMost, "a shift must be -20 to 20");
+  for (const double shift : shifts) Need(std::abs(shift) <= kMost, "shifts must be -20 to 20");
 }
 
 void Add(RunLengthStudy& study, double shift, const RunLength& length) {
@@ -220,7 +220,7 @@ RunLengthStudy StudyShewhartRuns(std::span<const double> shifts,
          "mean must be above 0, and of defectives below 1");
     for (const double shift : shifts) {
       CheckRate(options.points, shift,
-                "a shift of counts is their proportion, 0 to 1, or their defects a unit");
+                "shifts of counts must be proportions, 0 to 1, or defects a unit, 0 to 1000000");
     }
   }
   if (const auto wrong = RefusalOf(options.rules); !wrong.empty()) {
@@ -275,7 +275,7 @@ RunLengthStudy StudyCountCusumRuns(std::span<const double> shifts,
                                             options.is_upper};
   for (const double shift : shifts) {
     CheckRate(options.points, shift,
-              "a shift of counts is their proportion, 0 to 1, or their defects a unit");
+              "shifts of counts must be proportions, 0 to 1, or defects a unit, 0 to 1000000");
     const CountLaw law(options.points, options.size, shift);
     Add(study, shift,
         statistics::CountCusumRunLength(scheme, [&](double count) { return law.AtMost(count); }));

@@ -2,12 +2,14 @@
 #include "engine/studies/StudyData.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/store/Store.h"
+#include "platform/NaN.h"
 
 namespace orvspc::studies {
 
@@ -53,13 +55,18 @@ void AddPieces(const charts::VariableRun& run, const charts::ChartStream& stream
   }
 }
 
+// The run keeps no counts; they follow from the points, but for rates of opportunities.
 void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& stream,
                std::span<const double> units, Stretch& stretch) {
   const auto& table = run.Points();
-  const auto& counts = run.Plan().chart->defectives ? table.defectives : table.defects;
+  const auto& chart = *run.Plan().chart;
   for (auto place = stream.begin; place < stream.end; ++place) {
-    stretch.counts.push_back(counts[place]);
-    stretch.sizes.push_back(units[table.SubgroupAt(place)]);
+    const double size = units[table.SubgroupAt(place)];
+    const double point = stretch.points[stretch.counts.size()];
+    stretch.sizes.push_back(size);
+    stretch.counts.push_back(chart.counted           ? point
+                             : chart.per_opportunity ? platform::kNaN
+                                                     : std::round(point / chart.scale * size));
   }
 }
 

@@ -54,8 +54,9 @@ constexpr render::Word kPointsWords[] = {
     {"measurements", static_cast<std::int32_t>(PointsOf::Measurements)},
     {"defectives", static_cast<std::int32_t>(PointsOf::Defectives)},
     {"defects", static_cast<std::int32_t>(PointsOf::Defects)}};
-constexpr Choice<PointsOf> kPoints{{"points", "WORD", "shewhart, cusum-counts: what a point is of",
-                                    "measurements; of cusum-counts defects", false, kPointsWords}};
+constexpr Choice<PointsOf> kPoints{
+    {"points", "WORD", "shewhart, cusum-counts: what a point is of, there defects unless given", "",
+     false, kPointsWords}};
 constexpr RealInside kMean{
     {"mean", "X", "of counts: proportion, or defects a unit, without a shift"}, 0.0, 1e6, true};
 constexpr RealInside kSize{
@@ -241,13 +242,16 @@ void RefuseOtherSchemes(const Arguments& arguments, Scheme scheme) {
   }
 }
 
-// A refusal of the study, as it names its options, is misuse.
+// A refusal of the study, which begins with the name of its option, is misuse.
 template <class Study>
-auto Studied(Study study) {
+auto Studied(const Arguments& arguments, Study study) {
   try {
     return study();
   } catch (const std::invalid_argument& wrong) {
-    throw Misuse(wrong.what());
+    const std::string text = wrong.what();
+    const auto name = text.substr(0, text.find(' '));
+    const auto given = arguments.Value({name.c_str()});
+    throw Misuse(given ? "--" + text + ", not " + *given : text);
   }
 }
 
@@ -273,7 +277,7 @@ void RunCusumScheme(Run& run) {
   asked.head_start = run.options.Get("HeadStart", kHeadStart, asked.head_start);
   asked.sided = run.options.Get("Sided", kSided);
   const auto shifts = run.Shifts(DefaultShifts());
-  run.Keep("cusum", Studied([&] { return studies::StudyCusumRuns(shifts, asked); }));
+  run.Keep("cusum", Studied(run.arguments, [&] { return studies::StudyCusumRuns(shifts, asked); }));
 }
 
 void RunEwmaScheme(Run& run) {
@@ -284,19 +288,19 @@ void RunEwmaScheme(Run& run) {
   asked.fir = run.options.Get("FIR", kFir);
   asked.sided = run.options.Get("Sided", kSided);
   const auto shifts = run.Shifts(DefaultShifts());
-  run.Keep("EWMA", Studied([&] { return studies::StudyEwmaRuns(shifts, asked); }));
+  run.Keep("EWMA", Studied(run.arguments, [&] { return studies::StudyEwmaRuns(shifts, asked); }));
 }
 
-void NeedMean(const Arguments& arguments, std::optional<double> mean) {
+void NeedMean(std::optional<double> mean) {
   if (!mean) throw Misuse("counts need --mean, their proportion or defects a unit");
-  (void)arguments;
 }
 
-void TakeSimulation(Run& run, studies::ShewhartRunOptions& asked) {
-  asked.runs = static_cast<std::size_t>(run.arguments.Get(kRuns).value_or(20'000));
-  asked.seed = static_cast<std::uint64_t>(run.arguments.Get(kSeed).value_or(20'260'101));
-  run.options.Add("Runs", static_cast<double>(asked.runs), run.arguments.Has(kRuns));
-  run.options.Add("Seed", static_cast<double>(asked.seed), run.arguments.Has(kSeed));
+void TakeSimulation(const Arguments& arguments, StudyOptions& options,
+                    studies::ShewhartRunOptions& asked) {
+  if (const auto runs = arguments.Get(kRuns)) asked.runs = static_cast<std::size_t>(*runs);
+  if (const auto seed = arguments.Get(kSeed)) asked.seed = static_cast<std::uint64_t>(*seed);
+  options.Add("Runs", static_cast<double>(asked.runs), arguments.Has(kRuns));
+  options.Add("Seed", static_cast<double>(asked.seed), arguments.Has(kSeed));
 }
 
 void RunShewhartScheme(Run& run) {
@@ -309,16 +313,17 @@ void RunShewhartScheme(Run& run) {
   asked.points = run.options.Get("Points", kPoints);
   asked.size = run.options.Get("Size", kSize, asked.size);
   const auto mean = run.options.Get("Mean", kMean);
-  TakeSimulation(run, asked);
+  TakeSimulation(run.arguments, run.options, asked);
   auto fallback = DefaultShifts();
   if (asked.points != PointsOf::Measurements) {
-    NeedMean(run.arguments, mean);
+    NeedMean(mean);
     asked.mean = *mean;
     fallback = DefaultShiftsOfCounts(*mean, asked.points);
     run.stream.counts = true;
   }
   const auto shifts = run.Shifts(std::move(fallback));
-  run.Keep("Shewhart chart", Studied([&] { return studies::StudyShewhartRuns(shifts, asked); }));
+  run.Keep("Shewhart chart",
+           Studied(run.arguments, [&] { return studies::StudyShewhartRuns(shifts, asked); }));
   run.stream.schemes[0].rules = asked.rules;
   run.stream.schemes[0].size = asked.size;
 }
@@ -343,25 +348,27 @@ void RunCountScheme(Run& run) {
                   has_points);
   asked.size = run.options.Get("Size", kSize, asked.size);
   const auto mean = run.options.Get("Mean", kMean);
-  if (!run.arguments.Has(kShifts)) NeedMean(run.arguments, mean);
+  if (!run.arguments.Has(kShifts)) NeedMean(mean);
   const auto shifts = run.Shifts(DefaultShiftsOfCounts(mean.value_or(1.0), asked.points));
   run.stream.counts = true;
-  run.Keep("cusum of counts", Studied([&] { return studies::StudyCountCusumRuns(shifts, asked); }));
+  run.Keep("cusum of counts",
+           Studied(run.arguments, [&] { return studies::StudyCountCusumRuns(shifts, asked); }));
 }
 
 // A chart as it is in use, and of measurements the usual cusum and EWMA beside it.
-render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arguments) {
+render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arguments,
+                                 const studies::ShewhartRunOptions& simulated) {
   render::RunLengthStream stream{chart.part, chart.process, chart.test, false, {}};
   auto& options = chart.options;
-  options.runs = static_cast<std::size_t>(arguments.Get(kRuns).value_or(20'000));
-  options.seed = static_cast<std::uint64_t>(arguments.Get(kSeed).value_or(20'260'101));
+  options.runs = simulated.runs;
+  options.seed = simulated.seed;
   stream.counts = options.points != PointsOf::Measurements;
   const auto shifts =
       ShiftsOf(arguments, stream.counts ? DefaultShiftsOfCounts(options.mean, options.points)
                                         : DefaultShifts());
-  auto study = Studied([&] { return studies::StudyShewhartRuns(shifts, options); });
+  auto study = Studied(arguments, [&] { return studies::StudyShewhartRuns(shifts, options); });
   study.notes.insert(study.notes.end(), chart.notes.begin(), chart.notes.end());
-  stream.schemes.push_back({"chart in use", std::move(study), options.rules, options.size});
+  stream.schemes.push_back({"in use", std::move(study), options.rules, options.size});
   if (stream.counts) return stream;
   // Theirs are in sigmas of a point.
   std::vector<double> of_points;
@@ -404,6 +411,8 @@ int RunInUse(const Arguments& arguments, Console& console) {
     if (arguments.Has(kShifts)) {
       options.Add("Shifts", ShiftsText(ShiftsOf(arguments, {})), true);
     }
+    studies::ShewhartRunOptions simulated;
+    TakeSimulation(arguments, options, simulated);
     document.head = {"arl", options.Take(), run.select, {}};
     for (const bool counts : {false, true}) {
       IncludeTests(*run.select, counts ? kCounts : std::int32_t{ttVariable});
@@ -418,7 +427,9 @@ int RunInUse(const Arguments& arguments, Console& console) {
       if (charts.empty()) continue;
       auto& notes = document.head.notes;
       notes.insert(notes.end(), report.notes.begin(), report.notes.end());
-      for (auto& chart : charts) document.streams.push_back(StreamOf(std::move(chart), arguments));
+      for (auto& chart : charts) {
+        document.streams.push_back(StreamOf(std::move(chart), arguments, simulated));
+      }
     }
     IncludeTests(*run.select, kAllTests);
     const bool empty = document.streams.empty();
@@ -473,7 +484,7 @@ int RunDesign(const Arguments& arguments, Console& console) {
   asked.wanted = options.Get("ARL", kWanted).value_or(0.0);
   render::DesignDocument document;
   document.head = {"design", options.Take(), {}, {}};
-  document.study = Studied([&] { return studies::StudyDesign(asked); });
+  document.study = Studied(arguments, [&] { return studies::StudyDesign(asked); });
   const auto& study = document.study;
   std::vector<double> shifts;
   for (const double factor : {0.0, 0.25, 0.5, 0.75, 1.0, 1.25, 1.5, 2.0}) {
