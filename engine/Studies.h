@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/studies/ChartRules.h"
+#include "engine/studies/ChartsInUse.h"
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
 #include "engine/studies/RunLengths.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -10,8 +12,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include "gtest/gtest.h"
 
 // Published and recomputed figures, a file each in tests/engine/studies/cases: parameters, data (a
 // CSV file, or among the parameters), and what is expected with its tolerance and its source.
