@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/studies/Figures.h"
+#include "engine/studies/Laws.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"
 

@@ -64,7 +64,7 @@ LAYERS = {
     "engine/write/deliver": STORE + ["engine/hooks"],
     "engine/write/limits": WRITE + ["engine/charts", "engine/write/change"],
     "engine/audit": STORE,
-    "engine/studies": CALCULATION + ["engine/charts"],
+    "engine/studies": CALCULATION + ["engine/charts", "engine/capability"],
     "engine": ["platform", "system"],
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
