@@ -588,6 +588,10 @@ double LawFigures::ChoiceP() const {
 
 double PlotAcross(const LawFigures& law, double x) { return CurveOf(law).across(x); }
 double PlotUp(const LawFigures& law, double share) { return CurveOf(law).up(share); }
+bool PlotsLogarithms(Law law) {
+  return IsLikelihoodLaw(law) &&
+         statistics::FamilyOf(KindOf(law)).scale == statistics::LawScale::Log;
+}
 double QuantileOfLaw(const LawFigures& law, double share) { return CurveOf(law).quantile(share); }
 
 LawsStudy StudyLaws(std::span<const double> values, const LawOptions& options) {

@@ -91,6 +91,8 @@ struct LawFigures {
 // curve: transformed values).
 double PlotAcross(const LawFigures& law, double x);
 double PlotUp(const LawFigures& law, double share);
+// PlotAcross is ln(x - threshold).
+bool PlotsLogarithms(Law law);
 // The value with that share below.
 double QuantileOfLaw(const LawFigures& law, double share);
 
