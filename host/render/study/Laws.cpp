@@ -94,22 +94,19 @@ std::string PpmText(double ppm) { return std::isnan(ppm) ? std::string() : Signi
 
 std::string IndexText(double index) { return std::isnan(index) ? std::string() : Fixed(index, 3); }
 
-Table LawsTable(const studies::LawsStudy& study) {
+std::vector<Table> LawTables(const studies::LawsStudy& study) {
   Table table{
-      "Laws",
-      {"law", "#P", "#AIC", "#A\xC2\xB2", "#Pp", "#Ppk", "#ppm below", "#ppm above", "parameters"},
-      {}};
+      "Laws", {"law", "#P", "#AIC", "#A\xC2\xB2", "#Pp", "#Ppk", "#ppm below", "#ppm above"}, {}};
+  Table parameters{"Parameters", {"law", "parameters"}, {}};
   for (const auto& law : study.laws) {
-    if (!law.Exists()) {
-      table.rows.push_back({studies::WordOf(law.law), "", "", "", "", "", "", "", "not fitted"});
-      continue;
-    }
-    table.rows.push_back({studies::WordOf(law.law), PText(law), Fixed(law.aic, 2),
-                          Significant(law.ad, 4), IndexText(law.indices.pp),
-                          IndexText(law.indices.ppk), PpmText(law.ppm_below),
-                          PpmText(law.ppm_above), ParametersText(law)});
+    const std::string word = studies::WordOf(law.law);
+    parameters.rows.push_back({word, law.Exists() ? ParametersText(law) : "not fitted"});
+    if (!law.Exists()) continue;
+    table.rows.push_back({word, PText(law), Fixed(law.aic, 2), Significant(law.ad, 4),
+                          IndexText(law.indices.pp), IndexText(law.indices.ppk),
+                          PpmText(law.ppm_below), PpmText(law.ppm_above)});
   }
-  return table;
+  return {std::move(table), std::move(parameters)};
 }
 
 // Beside the histogram: quantiles with their interval, and the indices by them.
@@ -165,11 +162,7 @@ class ProbabilityPlotDrawing {
                             " %");
     }
     plot.symbols.push_back(std::move(points));
-    for (const auto& limit : view.limits) {
-      const double at = Place(limit.at);
-      if (at > plot.x.range->low && at < plot.x.range->high)
-        plot.borders.push_back({at, limit.text, "spec"});
-    }
+    for (const auto& limit : view.limits) AddLimit(plot, Place(limit.at), limit.text);
     return plot;
   }
 
@@ -177,6 +170,23 @@ class ProbabilityPlotDrawing {
   // Where a value is on the horizontal axis, which takes logarithms by itself.
   double Place(double x) const {
     return transforms_ ? studies::PlotAcross(law_, x) : logarithmic_ ? x - threshold_ : x;
+  }
+
+  // A limit inside the plot, with its name where no points are.
+  static void AddLimit(Plot& plot, double at, const std::string& text) {
+    const auto across = *plot.x.range, up = *plot.y.range;
+    if (!(at > across.low && at < across.high)) return;
+    const double half =
+        plot.x.logarithmic ? std::sqrt(across.low * across.high) : 0.5 * (across.low + across.high);
+    plot.borders.push_back({at, "", "spec"});
+    const std::string gap = "\xC2\xA0";  // a blank that stays
+    // The points rise from the lower left to the upper right.
+    const double room = 0.06 * (up.high - up.low);
+    if (at > half) {
+      plot.texts.push_back({at, up.low + 0.5 * room, text + gap, "ls", Anchor::End});
+    } else {
+      plot.texts.push_back({at, up.high - room, gap + text, "ls", Anchor::Start});
+    }
   }
 
   void Across(Plot& plot) const {
@@ -194,7 +204,8 @@ class ProbabilityPlotDrawing {
       plot.x.range = Range{low - more, high + more};
     }
     if (!transforms_) return;
-    const auto ticks = RoundTicks(data_.x.front(), data_.x.back(), 12);
+    const auto ticks = RoundTicks(std::min(data_.x.front(), data_.fit.front()),
+                                  std::max(data_.x.back(), data_.fit.back()), 12);
     for (const double value : ticks.values) {
       const double at = Place(value);
       if (std::isfinite(at)) plot.x.ticks.emplace_back(at, Fixed(value, ticks.decimals));
@@ -202,22 +213,22 @@ class ProbabilityPlotDrawing {
   }
 
   void Up(Plot& plot) const {
+    // Those that come first keep their place where labels would touch.
     static constexpr std::pair<double, const char*> kShares[] = {
-        {1e-5, "0.001"}, {1e-4, "0.01"}, {0.001, "0.1"},  {0.01, "1"},       {0.05, "5"},
-        {0.1, "10"},     {0.25, "25"},   {0.5, "50"},     {0.75, "75"},      {0.9, "90"},
-        {0.95, "95"},    {0.99, "99"},   {0.999, "99.9"}, {0.9999, "99.99"}, {0.99999, "99.999"}};
+        {0.5, "50"},    {0.01, "1"},     {0.99, "99"},      {0.1, "10"},     {0.9, "90"},
+        {0.001, "0.1"}, {0.999, "99.9"}, {0.05, "5"},       {0.95, "95"},    {0.25, "25"},
+        {0.75, "75"},   {1e-4, "0.01"},  {0.9999, "99.99"}, {1e-5, "0.001"}, {0.99999, "99.999"}};
     plot.y.title = "percent";
     const double low = studies::PlotUp(law_, std::min(data_.p.front(), 0.01)),
                  high = studies::PlotUp(law_, std::max(data_.p.back(), 0.99));
     const double more = 0.03 * (high - low);
     plot.y.range = Range{low - more, high + more};
-    double before = low - 2.0 * more;
     for (const auto& [share, text] : kShares) {
       const double at = studies::PlotUp(law_, share);
-      // Labels may not touch.
-      if (at - before < 0.045 * (high - low)) continue;
-      plot.y.ticks.emplace_back(at, text);
-      before = at;
+      const bool touches = std::ranges::any_of(plot.y.ticks, [&](const auto& tick) {
+        return std::abs(tick.first - at) < 0.045 * (high - low);
+      });
+      if (!touches) plot.y.ticks.emplace_back(at, text);
     }
   }
 
@@ -285,7 +296,7 @@ CapabilityView MakeLawsView(const LawsDocument& document, const Names& names) {
     add(QuantileTables("Sample", of.low, of.median, of.high, of.indices));
   }
   if (!document.laws) return view;
-  view.tables.push_back(LawsTable(*document.laws));
+  add(LawTables(*document.laws));
   const auto* const chosen = ChosenOf(document);
   if (chosen == nullptr) return view;
   add(QuantileTables(studies::WordOf(chosen->law), chosen->low, chosen->median, chosen->high,
